@@ -1,0 +1,47 @@
+# SPDX-License-Identifier: Apache-2.0
+# The few shapes that every target of the project takes.
+
+set(AGENT_SANITIZE "" CACHE STRING "Sanitizers to build with, as the compiler's -fsanitize takes them")
+
+add_library(agent_options INTERFACE)
+target_compile_options(agent_options INTERFACE -Wall -Wextra -Werror)
+target_compile_definitions(agent_options INTERFACE QT_NO_CAST_TO_ASCII QT_DEPRECATED_WARNINGS)
+if(AGENT_SANITIZE)
+    target_compile_options(agent_options INTERFACE
+        -fsanitize=${AGENT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(agent_options INTERFACE -fsanitize=${AGENT_SANITIZE})
+endif()
+
+# agent_library(NAME SOURCES ... [LINK ...]): a static library whose headers are included as
+# "folder/Header.h" from src/.
+function(agent_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(${name} PUBLIC Qt5::Core ${ARG_LINK} PRIVATE agent_options)
+    if(AGENT_SANITIZE)
+        target_link_options(${name} PUBLIC -fsanitize=${AGENT_SANITIZE})
+    endif()
+endfunction()
+
+# agent_program(NAME SOURCES ... [LINK ...])
+function(agent_program name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ${ARG_LINK} agent_options)
+endfunction()
+
+# agent_test(NAME SOURCES ... [LINK ...]): a Qt Test program run by ctest. A test that hangs is
+# ended by ctest, so that it can never hang the suite.
+function(agent_test name)
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINK" ${ARGN})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 120)
+    endif()
+    add_executable(${name} ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
+    target_link_libraries(${name} PRIVATE ${ARG_LINK} Qt5::Test agent_options)
+    target_compile_definitions(${name} PRIVATE TEST_DATA_DIR="${CMAKE_CURRENT_SOURCE_DIR}/data")
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+endfunction()

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QLoggingCategory>
+
+/**
+ * The agent's debug lines, one category for each subsystem and one beside it for raw bytes. All are
+ * off by default; Qt's logging rules switch them on, for example
+ * QT_LOGGING_RULES="agent.*.debug=true".
+ */
+Q_DECLARE_LOGGING_CATEGORY(logConsole)
+Q_DECLARE_LOGGING_CATEGORY(logConsoleBytes)
+Q_DECLARE_LOGGING_CATEGORY(logLink)
+Q_DECLARE_LOGGING_CATEGORY(logLinkBytes)
+Q_DECLARE_LOGGING_CATEGORY(logEngine)
+Q_DECLARE_LOGGING_CATEGORY(logEngineBytes)
+Q_DECLARE_LOGGING_CATEGORY(logUpload)
+Q_DECLARE_LOGGING_CATEGORY(logUploadBytes)
+Q_DECLARE_LOGGING_CATEGORY(logEdid)
+Q_DECLARE_LOGGING_CATEGORY(logNet)
+Q_DECLARE_LOGGING_CATEGORY(logNetBytes)

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <chrono>
+#include <functional>
+
+/** The files of the network module. */
+struct Paths
+{
+    QString package = QStringLiteral("/data/FW.fwm");
+    QString netArchive = QStringLiteral("/data/sysupdate.tar.bz2");
+    QString netVersion = QStringLiteral("/data/version");
+};
+
+struct Ports
+{
+    quint16 console = 35353;
+    /** Where a device with a network link of its own listens. */
+    quint16 device = 6752;
+    QString serial = QStringLiteral("ttyS2");
+    QString baudRate = QStringLiteral("57600");
+};
+
+/** How long a peer may keep the agent waiting. */
+struct TimeOuts
+{
+    using ms = std::chrono::milliseconds;
+
+    /** One command of the sequencer. */
+    ms otherCommand{10'000};
+    /** Enter F/W Update Mode. */
+    ms uploadCommand{30'000};
+    /** The acknowledgement of one image block; the last one is followed by the MCU's own check. */
+    ms block{15'000};
+    ms lastBlock{30'000};
+    /** Any run that shows no sign of life. */
+    ms runGuard{60'000};
+    /** A receiver of NET blocks that got no answer out: after this it listens again. */
+    ms netGateReopen{10'000};
+    /** A half-received NET block is given up after this silence. */
+    ms netAssembly{10'000};
+    /** One console client at shutdown. */
+    ms clientDisconnect{1'000};
+};
+
+/** Deliberate waits. */
+struct Pauses
+{
+    using ms = std::chrono::milliseconds;
+
+    /** Between an MCU's word that it is in update mode and the first block. */
+    ms beforeFirstBlock{200};
+    ms afterImage{1'000};
+    /** After a quiet NET install, before the device is told. */
+    ms quietInstall{1'000'000};
+    ms beforeModuleReboot{2'000};
+};
+
+/** What one peer may make the agent hold in memory. */
+struct Limits
+{
+    /** A console line without an end, in characters. */
+    int consoleLine = 1024 * 1024;
+    /** Replies that a console client does not read, in bytes. */
+    qint64 unreadReplies = 64 * 1024 * 1024;
+    /** A text answer without a line end, in characters. */
+    int deviceText = 64 * 1024;
+    /** One MCU frame, in bytes. */
+    int mcuFrame = 4096;
+};
+
+/** The module's command shell. */
+struct Shell
+{
+    /** Runs a command line to its end. Nobody looks at its exit status. */
+    std::function<void(const QString &command)> run;
+    /** Runs a command line and returns the first characters it prints, at most `count`. */
+    std::function<QByteArray(const QString &command, int count)> readFirst;
+
+    /** The real shell, through system(3) and popen(3). */
+    static Shell system();
+};
+
+/**
+ * Everything of the machine that the agent depends on, handed down from main. The defaults are
+ * the module's own; tests hand in scaled times, private paths and a recording shell.
+ */
+struct Platform
+{
+    Paths paths;
+    Ports ports;
+    TimeOuts timeOuts;
+    Pauses pauses;
+    Limits limits;
+    Shell shell = Shell::system();
+};

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+/** Chip types as frames, package records and table rows carry them (the JSON number less one). */
+namespace chip {
+
+constexpr int mainMcu = 0;
+/** From here on a chip is an FPGA: it has no bootcode and no product information of its own. */
+constexpr int firstFpga = 17;
+constexpr int networkModule = 32;
+
+inline bool isFpga(int chipType)
+{
+    return chipType >= firstFpga;
+}
+
+} // namespace chip

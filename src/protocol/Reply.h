@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+
+/**
+ * A complete, checked frame seen as a reply. Offsets are those of the frame, so that byte 11 is
+ * the first result byte of every reply that echoes chip type and index. A byte that the frame does
+ * not have reads as 0; has() tells the difference.
+ */
+class Reply
+{
+public:
+    explicit Reply(QByteArray frame);
+
+    /** True when FF FF stands in the command word's place. */
+    bool isExtended() const;
+    /** The command word that this frame answers. */
+    quint16 word() const;
+    /** The value of the length field: payload + 5. */
+    int length() const;
+    /** True when `offset` lies before the checksum. */
+    bool has(int offset) const;
+    quint8 at(int offset) const;
+    /** The payload from frame byte 9 on, without the checksum. */
+    QByteArray payload() const;
+
+private:
+    QByteArray m_frame;
+};
