@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+
+/** The CRC-32 of IEEE 802.3 (reflected polynomial 0xEDB88320), taken piece by piece. */
+class Crc32
+{
+public:
+    void add(const char *bytes, qint64 size);
+    void add(const QByteArray &bytes);
+
+    quint32 value() const { return m_value; }
+
+    /** The value as packages store it: lowercase hexadecimal without leading zeros. */
+    QByteArray text() const;
+
+private:
+    quint32 m_value = 0;
+};

@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "package/ImageRecord.h"
+
+#include "package/PackageLayout.h"
+
+#include <QtEndian>
+
+namespace {
+
+constexpr qint64 windowSize = 4096;
+/** Chip types above this one are told by their type alone. */
+constexpr quint8 lastTypeWithVariants = 16;
+
+/** The columns of a row that a record is compared with. */
+enum Column { chipTypeColumn = 1, mcuTypeColumn = 3, pcbVersionColumn = 4, specialityColumn = 5 };
+
+bool matches(const RecordKey &record, const RecordKey &wanted, const MatchMask &mask)
+{
+    if (mask.enables(chipTypeColumn) && record.chipType != wanted.chipType)
+        return false;
+    if (wanted.chipType > lastTypeWithVariants)
+        return true;
+    if (mask.enables(mcuTypeColumn) && record.mcuType != wanted.mcuType)
+        return false;
+    if (mask.enables(pcbVersionColumn) && record.pcbVersion != wanted.pcbVersion)
+        return false;
+    return !mask.enables(specialityColumn) || record.speciality == wanted.speciality;
+}
+
+} // namespace
+
+QByteArray RecordKey::bytes() const
+{
+    const char all[] = {char(chipType),   char(chipQuantity), char(mcuType), char(pcbVersion),
+                        char(speciality), char(ver1),         char(ver2),    char(ver3)};
+    static_assert(sizeof all == package::recordKeySize);
+    return {all, package::recordKeySize};
+}
+
+RecordKey RecordKey::fromBytes(const QByteArray &bytes)
+{
+    const auto at = [&bytes](int index) {
+        return index < bytes.size() ? quint8(bytes.at(index)) : quint8(0);
+    };
+    return {at(0), at(1), at(2), at(3), at(4), at(5), at(6), at(7)};
+}
+
+bool RecordKey::operator==(const RecordKey &other) const
+{
+    return bytes() == other.bytes();
+}
+
+RecordWalker::RecordWalker(ByteSource &source) : m_source(&source)
+{
+    const QByteArray length = source.read(package::jsonLengthOffset, package::shortJsonLengthSize);
+    if (length.size() < package::shortJsonLengthSize) {
+        m_state = State::ShortHeader;
+        return;
+    }
+    m_position = package::jsonOffset + qFromLittleEndian<quint16>(length.constData());
+}
+
+RecordWalker::RecordWalker(ByteSource &source, qint64 recordsOffset)
+    : m_source(&source), m_position(recordsOffset)
+{
+}
+
+std::optional<ImageRecord> RecordWalker::next()
+{
+    if (m_state != State::Walking)
+        return std::nullopt;
+    const qint64 size = m_source->size();
+    if (m_position >= size) {
+        // A description that claims to reach beyond the file leaves no place for records at all.
+        m_state = m_position == size ? State::End : State::LengthBeyondEnd;
+        return std::nullopt;
+    }
+    const QByteArray header = readHeader();
+    if (header.size() < package::recordHeaderSize) {
+        m_state = State::ShortHeader;
+        return std::nullopt;
+    }
+    ImageRecord record;
+    record.key = RecordKey::fromBytes(header);
+    record.headerOffset = m_position;
+    record.imageOffset = m_position + package::recordHeaderSize;
+    record.length = qFromLittleEndian<quint32>(header.constData() + package::recordKeySize);
+    if (record.length > size - record.imageOffset) {
+        m_state = State::LengthBeyondEnd;
+        return std::nullopt;
+    }
+    m_position = record.end();
+    return record;
+}
+
+QByteArray RecordWalker::readHeader()
+{
+    const qint64 inWindow = m_position - m_windowOffset;
+    if (inWindow < 0 || inWindow + package::recordHeaderSize > m_window.size()) {
+        m_window = m_source->read(m_position, windowSize);
+        m_windowOffset = m_position;
+    }
+    return m_window.mid(int(m_position - m_windowOffset), package::recordHeaderSize);
+}
+
+std::optional<ImageRecord> findImageRecord(ByteSource &source, const MatchMask &mask, int chipType,
+                                           int mcuType, int pcbVersion, int speciality)
+{
+    RecordKey wanted;
+    wanted.chipType = quint8(chipType);
+    wanted.mcuType = quint8(mcuType);
+    wanted.pcbVersion = quint8(pcbVersion);
+    wanted.speciality = quint8(speciality);
+
+    RecordWalker walker(source);
+    while (const std::optional<ImageRecord> record = walker.next()) {
+        if (matches(record->key, wanted, mask))
+            return record;
+    }
+    return std::nullopt;
+}

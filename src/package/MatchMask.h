@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QString>
+
+#include <array>
+
+/**
+ * Which fields of an upgrade row must match a package entry or an image record: eleven flags
+ * separated by commas, of which only an exact "1" switches a comparison on.
+ */
+class MatchMask
+{
+public:
+    static constexpr int fieldCount = 11;
+
+    /** The same as anyVersion(). */
+    MatchMask();
+    explicit MatchMask(const QString &text);
+
+    /** The chip must be the same, whatever versions it and the package have. */
+    static MatchMask anyVersion();
+    /** The chip must be the same and older than the package. */
+    static MatchMask newerVersion();
+
+    /** Fields are counted from 0; one outside of the mask is not compared. */
+    bool enables(int field) const;
+    QString text() const { return m_text; }
+
+private:
+    QString m_text;
+    std::array<bool, fieldCount> m_enabled{};
+};
