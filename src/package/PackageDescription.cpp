@@ -33,32 +33,34 @@ namespace {
 using description::number;
 using description::text;
 
-QString listEntry(const QJsonObject &chip, const QJsonObject &mcu, const QJsonObject &pcb)
+QString listEntry(const ImageEntry &entry)
 {
     const int numbers[] = {
-        number(chip, key::chipType) - 1,
-        number(chip, key::chipQuantity),
-        number(mcu, key::mcuType),
-        number(pcb, key::pcbVersion),
-        description::character(text(pcb, key::speciality)),
-        number(pcb, key::ver1),
-        number(pcb, key::ver2),
-        number(pcb, key::ver3),
+        number(entry.chip, key::chipType) - 1,
+        number(entry.chip, key::chipQuantity),
+        number(entry.mcu, key::mcuType),
+        number(entry.pcb, key::pcbVersion),
+        description::character(text(entry.pcb, key::speciality)),
+        number(entry.pcb, key::ver1),
+        number(entry.pcb, key::ver2),
+        number(entry.pcb, key::ver3),
     };
-    QString entry = text(pcb, key::name);
+    QString line = text(entry.pcb, key::name);
     for (const int value : numbers)
-        entry += QLatin1Char(',') + QString::number(value);
-    return entry;
+        line += QLatin1Char(',') + QString::number(value);
+    return line;
 }
 
-void listChip(const QJsonObject &chip, QStringList &list)
+void appendEntries(ImageEntry entry, QVector<ImageEntry> &entries)
 {
-    const QJsonArray mcus = chip.value(key::mcus).toArray();
-    for (const QJsonValue &mcuValue : mcus) {
-        const QJsonObject mcu = mcuValue.toObject();
-        const QJsonArray pcbs = mcu.value(key::pcbs).toArray();
-        for (const QJsonValue &pcb : pcbs)
-            list.append(listEntry(chip, mcu, pcb.toObject()));
+    const QJsonArray mcus = entry.chip.value(key::mcus).toArray();
+    for (entry.mcuIndex = 0; entry.mcuIndex < mcus.size(); ++entry.mcuIndex) {
+        entry.mcu = mcus.at(entry.mcuIndex).toObject();
+        const QJsonArray pcbs = entry.mcu.value(key::pcbs).toArray();
+        for (entry.pcbIndex = 0; entry.pcbIndex < pcbs.size(); ++entry.pcbIndex) {
+            entry.pcb = pcbs.at(entry.pcbIndex).toObject();
+            entries.append(entry);
+        }
     }
 }
 
@@ -86,14 +88,26 @@ PackageDescription parseDescription(const QByteArray &json)
     result.hasVersion = result.object.value(key::version).isString();
     result.version = text(result.object, key::version);
 
-    const QJsonValue chips = result.object.value(key::chips);
-    if (!chips.isArray()) {
+    if (!result.object.value(key::chips).isArray()) {
         result.error = PackageDescription::Error::ChipsNotAnArray;
         return result;
     }
-    const QJsonArray chipArray = chips.toArray();
-    for (const QJsonValue &chip : chipArray)
-        listChip(chip.toObject(), result.firmwareList);
+    const QVector<ImageEntry> entries = imageEntries(result.object);
+    for (const ImageEntry &entry : entries)
+        result.firmwareList.append(listEntry(entry));
     result.error = PackageDescription::Error::None;
     return result;
+}
+
+QVector<ImageEntry> imageEntries(const QJsonObject &description)
+{
+    QVector<ImageEntry> entries;
+    const QJsonArray chips = description.value(key::chips).toArray();
+    for (int index = 0; index < chips.size(); ++index) {
+        ImageEntry entry;
+        entry.chip = chips.at(index).toObject();
+        entry.chipIndex = index;
+        appendEntries(entry, entries);
+    }
+    return entries;
 }

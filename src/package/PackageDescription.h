@@ -5,6 +5,7 @@
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>
+#include <QVector>
 
 /**
  * What a package says about itself. The values of the description are strings, numbers too
@@ -41,6 +42,20 @@ struct PackageDescription
 };
 
 PackageDescription parseDescription(const QByteArray &json);
+
+/** One image of a description: the objects that speak of it and their places in the lists. */
+struct ImageEntry
+{
+    QJsonObject chip;
+    QJsonObject mcu;
+    QJsonObject pcb;
+    int chipIndex = 0;
+    int mcuIndex = 0;
+    int pcbIndex = 0;
+};
+
+/** Every image in the description's order: chips, then their MCUs, then their PCBs. */
+QVector<ImageEntry> imageEntries(const QJsonObject &description);
 
 /** How the values of a description are read; building a package reads its request the same way. */
 namespace description {

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "package/PackageWriter.h"
+
+#include "package/PackageLayout.h"
+
+#include <QtEndian>
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+constexpr int chunkSize = 64 * 1024;
+
+template<typename T>
+QByteArray bigEndian(T value)
+{
+    QByteArray bytes(sizeof value, '\0');
+    qToBigEndian(value, bytes.data());
+    return bytes;
+}
+
+template<typename T>
+QByteArray littleEndian(T value)
+{
+    QByteArray bytes(sizeof value, '\0');
+    qToLittleEndian(value, bytes.data());
+    return bytes;
+}
+
+} // namespace
+
+PackageWriter::PackageWriter(ByteSink &sink) : m_sink(&sink) {}
+
+bool PackageWriter::writeHeader(const QByteArray &json, quint16 jsonLength)
+{
+    if (m_error != Error::None)
+        return false;
+    if (!m_sink->write(QByteArray(package::checksumSize, '\0')))
+        return fail(Error::WriteFailed);
+    return put(package::magic, package::magicSize) &&
+           put(bigEndian(quint16(package::newestVersion))) && put(littleEndian(jsonLength)) &&
+           put(json);
+}
+
+bool PackageWriter::writeRecord(const RecordKey &key, ByteSource &image)
+{
+    if (m_error != Error::None)
+        return false;
+    const qint64 length = image.size();
+    if (length > std::numeric_limits<quint32>::max())
+        return fail(Error::ImageTooLarge);
+    if (!put(key.bytes()) || !put(littleEndian(quint32(length))))
+        return false;
+
+    m_chunk.resize(chunkSize);
+    for (qint64 position = 0; position < length;) {
+        const qint64 wanted = std::min<qint64>(chunkSize, length - position);
+        const qint64 count = image.readInto(position, m_chunk.data(), wanted);
+        if (count <= 0)
+            return fail(Error::ImageCutShort);
+        if (!put(m_chunk.constData(), count))
+            return false;
+        position += count;
+    }
+    return true;
+}
+
+bool PackageWriter::finish()
+{
+    if (m_error != Error::None)
+        return false;
+    const QByteArray text = m_crc.text().leftJustified(package::checksumSize, '\0', true);
+    return m_sink->overwrite(0, text) || fail(Error::WriteFailed);
+}
+
+bool PackageWriter::put(const char *bytes, qint64 size)
+{
+    if (!m_sink->write(bytes, size))
+        return fail(Error::WriteFailed);
+    m_crc.add(bytes, size);
+    return true;
+}
+
+bool PackageWriter::fail(Error error)
+{
+    m_error = error;
+    return false;
+}
