@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "files/AtomicFile.h"
+#include "files/FileSource.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <csignal>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+namespace {
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
+}
+
+/** Files may not grow beyond so many bytes meanwhile: the disk is full. */
+class FullDisk
+{
+public:
+    explicit FullDisk(rlim_t bytes)
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        ::getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit{bytes, m_before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &m_before); }
+    FullDisk(const FullDisk &) = delete;
+    FullDisk &operator=(const FullDisk &) = delete;
+
+private:
+    rlimit m_before{};
+};
+
+} // namespace
+
+class TestFiles : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { m_folder.reset(new QTemporaryDir); }
+    void appearsWithCommit();
+    void replacesWithCommit();
+    void leavesNothingWithoutCommit();
+    void overwritesAndGoesOn();
+    void fullDiskLeavesTheOldFile_data();
+    void fullDiskLeavesTheOldFile();
+    void refusesOddPlaces();
+    void keepsSymbolicLinks();
+
+private:
+    QString path(const char *name) const { return m_folder->filePath(QString::fromLatin1(name)); }
+    QStringList names() const
+    {
+        return QDir(m_folder->path())
+            .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    }
+
+    QScopedPointer<QTemporaryDir> m_folder;
+};
+
+void TestFiles::appearsWithCommit()
+{
+    AtomicFile file(path("new"));
+    QVERIFY(file.open());
+    QVERIFY(file.write("abc", 3));
+    QVERIFY(!QFile::exists(path("new")));
+    QVERIFY(file.commit());
+    QCOMPARE(contents(path("new")), QByteArray("abc"));
+    QCOMPARE(names(), QStringList("new"));
+}
+
+void TestFiles::replacesWithCommit()
+{
+    for (const char *text : {"first", "second"}) {
+        AtomicFile file(path("same"));
+        QVERIFY(file.open());
+        QVERIFY(file.write(QByteArray(text)));
+        QVERIFY(file.commit());
+        QCOMPARE(contents(path("same")), QByteArray(text));
+    }
+    QCOMPARE(names(), QStringList("same"));
+}
+
+void TestFiles::leavesNothingWithoutCommit()
+{
+    {
+        AtomicFile file(path("never"));
+        QVERIFY(file.open());
+        QVERIFY(file.write(QByteArray(200'000, 'x')));
+    }
+    QCOMPARE(names(), QStringList());
+}
+
+void TestFiles::overwritesAndGoesOn()
+{
+    AtomicFile file(path("patched"));
+    QVERIFY(file.open());
+    QVERIFY(file.write(QByteArray("0000000abc")));
+    QVERIFY(file.overwrite(2, "XY"));
+    QVERIFY(file.write(QByteArray("def")));
+    QVERIFY(file.commit());
+    QCOMPARE(contents(path("patched")), QByteArray("00XY000abcdef"));
+}
+
+void TestFiles::fullDiskLeavesTheOldFile_data()
+{
+    QTest::addColumn<int>("size");
+    // Small enough to fit into a buffer until the commit, and large enough not to.
+    QTest::newRow("fails at the commit") << 5000;
+    QTest::newRow("fails while writing") << 500'000;
+}
+
+void TestFiles::fullDiskLeavesTheOldFile()
+{
+    QFETCH(int, size);
+    QFile old(path("file"));
+    QVERIFY(old.open(QIODevice::WriteOnly));
+    old.write("old");
+    old.close();
+    {
+        const FullDisk disk(4096);
+        AtomicFile file(path("file"));
+        QVERIFY(file.open());
+        file.write(QByteArray(size, 'x'));
+        file.overwrite(0, "y");
+        QVERIFY(!file.commit());
+        QVERIFY(!file.errorString().isEmpty());
+    }
+    QCOMPARE(contents(path("file")), QByteArray("old"));
+    QCOMPARE(names(), QStringList("file"));
+}
+
+void TestFiles::refusesOddPlaces()
+{
+    AtomicFile folder(m_folder->path());
+    QVERIFY(!folder.open());
+    AtomicFile nowhere(path("no/such/folder"));
+    QVERIFY(!nowhere.open());
+    QVERIFY(!nowhere.errorString().isEmpty());
+
+    QCOMPARE(::mkfifo(qPrintable(path("pipe")), 0600), 0);
+    AtomicFile pipe(path("pipe"));
+    QVERIFY(!pipe.open());
+    FileSource reading(path("pipe"));
+    QVERIFY(!reading.open());
+    QCOMPARE(names(), QStringList("pipe"));
+}
+
+void TestFiles::keepsSymbolicLinks()
+{
+    QVERIFY(QFile::link(QStringLiteral("target"), path("link")));
+    AtomicFile file(path("link"));
+    QVERIFY(file.open());
+    QVERIFY(file.write(QByteArray("abc")));
+    QVERIFY(file.commit());
+    QCOMPARE(contents(path("target")), QByteArray("abc"));
+    QVERIFY(QFileInfo(path("link")).isSymLink());
+}
+
+QTEST_APPLESS_MAIN(TestFiles)
+#include "tst_files.moc"
