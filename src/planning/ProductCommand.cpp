@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "planning/ProductCommand.h"
+
+#include "package/PackageDescription.h"
+#include "planning/TypeAndIndexTable.h"
+#include "platform/Log.h"
+#include "protocol/ProductRecord.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include <optional>
+
+namespace {
+
+constexpr int mainChipInJson = 1;
+
+struct Pcb
+{
+    quint8 version = 0;
+    quint8 speciality = 0;
+    bool matches = false;
+};
+
+QJsonArray list(const QJsonObject &object, const char *key)
+{
+    return object.value(QLatin1String(key)).toArray();
+}
+
+quint8 number(const QJsonObject &object, const char *key)
+{
+    return description::number(object, QLatin1String(key));
+}
+
+QString text(const QJsonObject &object, const char *key)
+{
+    return description::text(object, QLatin1String(key));
+}
+
+/** The PCB entry of the row's MCU; without a match the one examined last. */
+std::optional<Pcb> findPcb(const QJsonObject &chip, const QStringList &row)
+{
+    std::optional<Pcb> found;
+    const QJsonArray mcus = list(chip, "mcus");
+    for (const QJsonValue &mcu : mcus) {
+        if (number(mcu.toObject(), "mcu_type") != row.value(field::mcuType).toInt())
+            continue;
+        const QJsonArray pcbs = list(mcu.toObject(), "pcbs");
+        for (const QJsonValue &value : pcbs) {
+            const QJsonObject pcb = value.toObject();
+            found =
+                Pcb{number(pcb, "pcb_version"), description::character(text(pcb, "speciality"))};
+            found->matches = found->version == row.value(field::pcbVersion).toInt() &&
+                             found->speciality == row.value(field::speciality).toInt();
+            if (found->matches)
+                return found;
+        }
+    }
+    return found;
+}
+
+std::optional<ProductRecord> auxRecord(const QStringList &row, const QJsonArray &chips)
+{
+    const int chipType = row.value(field::chipType).toInt();
+    for (const QJsonValue &value : chips) {
+        const QJsonObject chip = value.toObject();
+        const int type = number(chip, "chip_type");
+        if (type == mainChipInJson || type - 1 != chipType)
+            continue;
+        const auto pcb = findPcb(chip, row);
+        if (!pcb || !pcb->matches)
+            continue;
+        ProductRecord record;
+        record.chipType = quint8(chipType);
+        record.chipIndex = quint8(row.value(field::chipIndex).toInt());
+        record.pcbVersion = pcb->version;
+        record.speciality = pcb->speciality;
+        return record;
+    }
+    return std::nullopt;
+}
+
+std::optional<ProductRecord> mainRecord(const QStringList &row, const QJsonObject &description)
+{
+    std::optional<ProductRecord> record;
+    const QJsonArray chips = list(description, "chips");
+    for (const QJsonValue &value : chips) {
+        const QJsonObject chip = value.toObject();
+        const quint8 type = number(chip, "chip_type");
+        if (type == mainChipInJson) {
+            const Pcb pcb = findPcb(chip, row).value_or(Pcb());
+            record = ProductRecord();
+            record->pcbVersion = pcb.version;
+            record->speciality = pcb.speciality;
+            record->model = text(description, "model").toUtf8();
+        } else if (record) {
+            record->auxChips.append(
+                {quint8(type - 1), number(chip, "chip_quanity"), text(chip, "name").toUtf8()});
+        }
+    }
+    return record;
+}
+
+} // namespace
+
+QJsonDocument productCommand::parse(const QByteArray &description)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(description);
+    if (document.isNull())
+        qCDebug(logEngine) << "===> please check the string " << description;
+    return document;
+}
+
+productCommand::Command productCommand::build(const QStringList &row,
+                                              const QJsonDocument &description)
+{
+    if (!description.isObject())
+        return {{}, Error::NotAnObject};
+    qCDebug(logEngine) << "Document is an object";
+    const QJsonObject object = description.object();
+    const auto record = row.value(field::chipType).toInt() == 0
+                            ? mainRecord(row, object)
+                            : auxRecord(row, list(object, "chips"));
+    if (!record)
+        return {{}, Error::NoMatchingChip};
+    return {record->encode(), Error::None};
+}

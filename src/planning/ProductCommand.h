@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+#include <QJsonDocument>
+#include <QStringList>
+
+/** The product-information record that a package's description holds for one row. */
+namespace productCommand {
+
+enum class Error {
+    None,
+    /** The description is JSON, but no object. */
+    NotAnObject,
+    /** The description knows no such chip, MCU model or PCB. */
+    NoMatchingChip,
+};
+
+struct Command
+{
+    /** The record as ProductRecord encodes it; empty with an error. */
+    QByteArray payload;
+    Error error = Error::None;
+};
+
+/** A null document when the text is no JSON. */
+QJsonDocument parse(const QByteArray &description);
+
+/**
+ * The record for the row with these fields. The main MCU's record names the model and every
+ * auxiliary chip of the description; any other row must be found by chip type, MCU model, PCB
+ * version and speciality. A main chip listed behind auxiliary ones starts the record anew, so the
+ * main chip belongs first.
+ */
+Command build(const QStringList &row, const QJsonDocument &description);
+
+} // namespace productCommand

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "protocol/ProductRecord.h"
+
+#include <QStringList>
+
+/** The product-information report: text lines, each with its own line end. */
+namespace productReport {
+
+/** What the main MCU's record says of the device: its model, and each auxiliary chip. */
+QStringList recordLines(const ProductRecord &record);
+
+/** One table row for each auxiliary MCU that the main MCU's record counts. */
+QStringList auxRows(const ProductRecord &record);
+
+/** The eleven labelled lines of one row, as one text. */
+QString rowText(const QStringList &fields);
+
+} // namespace productReport

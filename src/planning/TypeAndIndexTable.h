@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/** The fields of one table row, comma-separated text in this order. */
+namespace field {
+
+constexpr int name = 0;
+constexpr int chipType = 1;
+constexpr int chipIndex = 2;
+constexpr int mcuType = 3;
+constexpr int pcbVersion = 4;
+constexpr int speciality = 5;
+constexpr int ver1 = 6;
+constexpr int ver2 = 7;
+constexpr int ver3 = 8;
+constexpr int bootcodeFlag = 9;
+constexpr int productInfoFlag = 10;
+constexpr int upgradeFlag = 11;
+constexpr int result = 12;
+
+} // namespace field
+
+/** Values of the result field and of an UPGRADERESULT message. */
+namespace result {
+
+constexpr char success[] = "1";
+constexpr char failed[] = "2";
+/** In messages only: the MCU is not older than the package. */
+constexpr char notOlder[] = "3";
+
+} // namespace result
+
+/**
+ * The engine's picture of the device: one row of comma-separated text for each MCU. Reads outside
+ * the table give an empty text and writes outside it do nothing, whatever a client sent as rows.
+ */
+class TypeAndIndexTable
+{
+public:
+    TypeAndIndexTable() = default;
+    explicit TypeAndIndexTable(const QStringList &rows) : m_rows(rows) {}
+
+    int count() const { return m_rows.size(); }
+    bool hasRow(int line) const { return line >= 0 && line < m_rows.size(); }
+    QString row(int line) const { return m_rows.value(line); }
+    QStringList fields(int line) const { return row(line).split(QLatin1Char(',')); }
+    QString value(int line, int index) const;
+    /** The chip type or index of a row as a number, 0 where the field holds none. */
+    int number(int line, int index) const { return value(line, index).toInt(); }
+    /** True for the row that names the main MCU: chip type 0, index 0. */
+    bool isMainMcu(int line) const;
+    bool isFpga(int line) const;
+
+    /** A field behind the row's end is reached by filling up with empty fields. */
+    void setValue(int line, int index, const QString &value);
+    void setAll(int index, const QString &value);
+    void append(const QString &row) { m_rows.append(row); }
+
+    /**
+     * The rows a client sent, completed with their status fields. Rows for mode 1 carry versions
+     * (nine fields, decided by the first row) and get the four last fields; rows for every other
+     * mode get the ten behind the chip index.
+     */
+    static QStringList completeRows(const QStringList &rows, int upgradeMode);
+
+private:
+    QStringList m_rows;
+};

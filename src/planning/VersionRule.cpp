@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "planning/VersionRule.h"
+
+#include "planning/TypeAndIndexTable.h"
+
+Version versionOf(const QStringList &fields)
+{
+    Version version{};
+    for (int i = 0; i < int(version.size()); ++i)
+        version[size_t(i)] = fields.value(field::ver1 + i).toInt();
+    return version;
+}
+
+VersionOrder compareVersions(const Version &package, const Version &running)
+{
+    if (package == running)
+        return VersionOrder::Equal;
+    return package > running ? VersionOrder::Greater : VersionOrder::Less;
+}

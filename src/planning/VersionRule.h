@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QStringList>
+
+#include <array>
+
+/** Three version numbers, the most significant first. */
+using Version = std::array<int, 3>;
+
+/** Fields 6 to 8 of a row or list entry as numbers; an empty or missing one is 0. */
+Version versionOf(const QStringList &fields);
+
+enum class VersionOrder { Greater, Equal, Less };
+
+/** How the package's version stands to the one an MCU runs, by number and not by text. */
+VersionOrder compareVersions(const Version &package, const Version &running);

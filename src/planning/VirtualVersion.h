@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QString>
+
+/**
+ * The byte that a package's release text sets as the device's virtual version: the number itself,
+ * or the part behind the last dot. Anything outside 1 to 255 becomes 0.
+ */
+quint8 virtualVersionByte(const QString &release);
