@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/ControlCenter.h"
+#include "engine/EngineTexts.h"
+#include "engine/Say.h"
+#include "files/AtomicFile.h"
+#include "files/FileSource.h"
+#include "package/BuildTexts.h"
+#include "package/MergeRequest.h"
+#include "package/NetMerge.h"
+#include "package/PackageWriter.h"
+#include "platform/Log.h"
+
+namespace {
+
+/** The words for a request that is no list of images; empty for one that is. */
+QString requestProblem(const MergeRequest &request, const QString &fileName)
+{
+    switch (request.error) {
+    case MergeRequest::Error::None:
+        break;
+    case MergeRequest::Error::NotJson:
+        qCDebug(logEngine) << "===> please check the string " << request.parseError;
+        return filled(buildtext::notJson);
+    case MergeRequest::Error::NotAnObject:
+        return filled(buildtext::notAnObject, fileName);
+    case MergeRequest::Error::ChipsNotAnArray:
+        return filled(buildtext::chipsNotAnArray, fileName);
+    }
+    return {};
+}
+
+/** Adds one image; the words for why it could not be added, or nothing. */
+QString addImage(PackageWriter &writer, const MergeImage &image, const QString &fileName)
+{
+    if (image.error != MergeImage::Error::None)
+        return mergeErrorText(image.error);
+    if (!QFile::exists(image.file)) {
+        qCDebug(logEngine) << "file not exist!!";
+        return filled(buildtext::imageMissing, image.file);
+    }
+    FileSource source(image.file);
+    if (!source.open()) {
+        qCDebug(logEngine) << "file open error!!";
+        return filled(buildtext::imageUnreadable, image.file);
+    }
+    qCDebug(logEngine) << "fileLength:" << source.size();
+    if (writer.writeRecord(image.key, source))
+        return {};
+    return writer.error() == PackageWriter::Error::WriteFailed
+               ? filled(buildtext::fail, fileName)
+               : filled(buildtext::imageUnreadable, image.file);
+}
+
+/** The words for a package that nothing can be merged into; empty for one that takes it. */
+QString planProblem(const NetMergePlan &plan)
+{
+    using Error = NetMergePlan::Error;
+    switch (plan.error) {
+    case Error::BadHead:
+        return filled(plan.header.error == PackageHeader::Error::BadHead
+                          ? buildtext::packageHeadError
+                          : buildtext::packageHeaderError);
+    case Error::NotJson:
+        return filled(buildtext::structError);
+    case Error::NotAnObject:
+        return filled(buildtext::noDocument);
+    case Error::ChipsNotAnArray:
+        return filled(buildtext::chipsError);
+    case Error::BadRecords:
+        return filled(buildtext::netRecordNotFound);
+    case Error::None:
+    case Error::BadChecksum:
+    case Error::DescriptionTooLong:
+        break;
+    }
+    return {};
+}
+
+} // namespace
+
+/** The package appears under its name only when it is whole; after any failure there is none. */
+void ControlCenter::mergeFW(QString fileName, QString jsonData)
+{
+    qCDebug(logEngine) << "jsonData:" << jsonData << "jsonDataLength:" << jsonData.size();
+    const auto tell = [this](const QString &text) {
+        emit message({QString::fromLatin1(key::mergeFirmware), text});
+    };
+    tell(filled(buildtext::start));
+    const MergeRequest request = parseMergeRequest(jsonData);
+    const QString problem = requestProblem(request, fileName);
+    if (!problem.isEmpty()) {
+        tell(problem);
+        return;
+    }
+    AtomicFile file(fileName);
+    if (!file.open()) {
+        qCDebug(logEngine) << "Failed to create file";
+        tell(filled(buildtext::cannotCreate));
+        return;
+    }
+    PackageWriter writer(file);
+    writer.writeHeader(request.json, request.jsonLength);
+    for (const MergeImage &image : request.images) {
+        const QString stop = addImage(writer, image, fileName);
+        if (!stop.isEmpty()) {
+            tell(stop);
+            return;
+        }
+    }
+    const bool complete = writer.finish() && file.commit();
+    tell(filled(complete ? buildtext::success : buildtext::fail, fileName));
+}
+
+bool ControlCenter::checkNetFirmware(QString filePath)
+{
+    FileSource source(filePath);
+    if (!source.open()) {
+        emit message({QString::fromLatin1(key::mergeNet), filled(buildtext::cannotOpenNet)});
+        return false;
+    }
+    const NetCheck check = checkNetImage(source);
+    const QMutexLocker lock(&m_mutex);
+    m_netMajor = netMajorVersion(check.image);
+    m_netMinor = netMinorVersion(check.image);
+    qCDebug(logEngine) << "netver:" << m_netMajor << "." << m_netMinor;
+    return check.matches();
+}
+
+void ControlCenter::mergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM,
+                                     QString newVersion)
+{
+    const bool merged = mergeNet(fpFWM, fpBIN, newfpFWM, newVersion);
+    sayNet(filled(merged ? buildtext::success : buildtext::fail, newfpFWM));
+}
+
+bool ControlCenter::mergeNet(const QString &packagePath, const QString &netPath,
+                             const QString &newPath, const QString &newVersion)
+{
+    FileSource package(packagePath);
+    if (!package.open()) {
+        qCDebug(logEngine) << "Failed to open file";
+        sayNet(filled(buildtext::cannotOpenPackage));
+        return false;
+    }
+    FileSource net(netPath);
+    if (!checkNetFirmware(netPath) || !net.open())
+        return false;
+    const NetMergePlan plan = planNetMerge(package, readNetImage(net), netPath, newVersion);
+    const QString problem = planProblem(plan);
+    if (!problem.isEmpty())
+        sayNet(problem);
+    if (plan.error != NetMergePlan::Error::None)
+        return false;
+    sayNet(filled(buildtext::packageChecksumOk));
+    qCDebug(logEngine) << (plan.hadNet ? "HAS NET" : "NO NET")
+                       << "arrayChipsSize1:" << plan.chipsBefore
+                       << "arrayChipsSize2:" << plan.chipsAfter;
+    sayNet(filled(plan.hadNet ? buildtext::hasNet : buildtext::hasNoNet));
+    return writeNet(plan, package, net, newPath);
+}
+
+bool ControlCenter::writeNet(const NetMergePlan &plan, ByteSource &package, ByteSource &net,
+                             const QString &newPath)
+{
+    AtomicFile file(newPath);
+    if (!file.open()) {
+        sayNet(filled(buildtext::cannotCreatePackage));
+        return false;
+    }
+    sayNet(filled(buildtext::created));
+    PackageWriter writer(file);
+    return writeNetMerge(writer, plan, package, net) && file.commit();
+}
+
+void ControlCenter::sayNet(const QString &text)
+{
+    emit message({QString::fromLatin1(key::mergeNet), text});
+}

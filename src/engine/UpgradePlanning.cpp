@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/ControlCenter.h"
+#include "engine/EngineTexts.h"
+#include "engine/Say.h"
+#include "engine/Steps.h"
+#include "links/LinkState.h"
+#include "planning/CandidateWalk.h"
+#include "platform/Log.h"
+#include "protocol/ChipTypes.h"
+
+#include <utility>
+
+namespace {
+
+constexpr double wholeProgress = 100.0;
+/** A row needs its name, chip type and chip index. */
+constexpr int fewestFields = field::chipIndex + 1;
+
+} // namespace
+
+void ControlCenter::uploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel)
+{
+    qCDebug(logEngine) << "uploadfileName:" << fileName;
+    resetRun(upgradeModel);
+    m_fileName = fileName;
+    const int checksum = fileName.isEmpty() ? 0 : checkFWMmd5(fileName);
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_TypeAndIndexs =
+            TypeAndIndexTable(TypeAndIndexTable::completeRows(TypeAndIndex, upgradeModel));
+        m_mcuIndex = 0;
+    }
+    qCDebug(logEngine) << "TypeAndInex:" << rowCount();
+    if (checksumStopsRun(checksum) || !packageIsUpgradable()) {
+        failRun(QString::fromLatin1(appStatus::packageFailed), wholeProgress);
+        return;
+    }
+    // The plan needs this package's list and model, whatever was listed before.
+    loadPackage(fileName, 0, Use::Plan);
+    startMode(upgradeModel);
+}
+
+void ControlCenter::resetRun(int upgradeModel)
+{
+    endRun();
+    m_runActive = true;
+    m_runGuard->start();
+    setMcuIndex(0);
+    m_step = step::idle;
+    m_operationKind = upgradeModel;
+    m_retryCount = 0;
+    m_enterRetries = 0;
+    m_writeRetries = 0;
+    m_mainMcuFirst = false;
+    m_mainMcuFirstUsed = false;
+    m_imageWritten = false;
+    const QMutexLocker lock(&m_mutex);
+    m_erasingShown = false;
+}
+
+void ControlCenter::startMode(int upgradeModel)
+{
+    switch (upgradeModel) {
+    case upgradeMode::imagesOnly:
+        m_mask = MatchMask::anyVersion();
+        m_step = step::bootcode;
+        checkVersion();
+        break;
+    case upgradeMode::newerOnly:
+        m_mask = MatchMask::newerVersion();
+        m_step = step::modelName;
+        say(filled(text::readModelName));
+        sendModelNameRead();
+        break;
+    case upgradeMode::forced:
+        m_mask = MatchMask::anyVersion();
+        m_step = step::bootcode;
+        readBootCodeInfo();
+        break;
+    default:
+        endRun();
+        break;
+    }
+}
+
+/** Items that need nothing sent are passed in a loop: a client may list any number of them. */
+void ControlCenter::checkVersion()
+{
+    m_checkAgain = true;
+    if (m_checkingVersions)
+        return;
+    m_checkingVersions = true;
+    while (std::exchange(m_checkAgain, false))
+        checkOneItem();
+    m_checkingVersions = false;
+}
+
+void ControlCenter::checkOneItem()
+{
+    qCDebug(logEngine) << "checkVersion";
+    if (!hasCurrentRow()) {
+        if (m_step != step::nextItem) {
+            endRun();
+            return;
+        }
+        m_step = step::reboot;
+        sendReboot();
+        return;
+    }
+    const QStringList row = currentFields();
+    if (row.size() == 1) {
+        say(filled(text::badListItem, row.first()));
+        skipItem();
+    } else if (row.size() < fewestFields) {
+        say(filled(text::shortListItem, row.first()));
+        skipItem();
+    } else if (m_mainMcuFirstUsed && m_step == step::nextItem &&
+               row.value(field::result) == QLatin1String(result::success)) {
+        skipItem(); // the main MCU has its image already
+    } else {
+        checkUpgradeFlag();
+    }
+}
+
+void ControlCenter::skipItem()
+{
+    m_step = step::nextItem;
+    setMcuIndex(mcuIndex() + 1);
+    checkVersion();
+}
+
+/** The item counts as failed and the run goes on with the next one. */
+void ControlCenter::skipFailedItem()
+{
+    setCurrent(field::result, QString::fromLatin1(result::failed));
+    reportRowResult(QString::fromLatin1(result::failed));
+    skipItem();
+}
+
+void ControlCenter::checkUpgradeFlag()
+{
+    const QStringList row = currentFields();
+    qCDebug(logEngine) << "checkUpgradeFlag"
+                       << "typeandindex:" << row << "qslUpgradeFlag:" << m_mask.text();
+    const Decision decision = decideForRow(row, package().firmwareList, m_mask);
+    if (!decision.line.isEmpty())
+        say(decision.line);
+    switch (decision.verdict) {
+    case Decision::Verdict::Send:
+        setCurrent(field::upgradeFlag, QStringLiteral("1"));
+        upgradeCurrentItem();
+        break;
+    case Decision::Verdict::NotNewer:
+        setCurrent(field::result, QString::fromLatin1(result::failed));
+        reportRowResult(QString::fromLatin1(result::notOlder));
+        skipItem();
+        break;
+    case Decision::Verdict::NoMatch:
+        skipFailedItem();
+        break;
+    case Decision::Verdict::NoFirmware:
+        slotProgressValueChanged(wholeProgress, wholeProgress);
+        setCurrent(field::result, QString::fromLatin1(result::failed));
+        reportRowResult(QString::fromLatin1(result::failed));
+        say(filled(text::noFirmware, currentName()));
+        skipItem();
+        break;
+    }
+}
+
+void ControlCenter::upgradeCurrentItem()
+{
+    const int chipType = currentNumber(field::chipType);
+    const int chipIndex = currentNumber(field::chipIndex);
+    m_step = chipType != 0 || chipIndex != 0 ? step::otherImage : step::mainImage;
+    if (!findImage()) {
+        say(filled(text::noImage, currentName()));
+        skipFailedItem();
+        return;
+    }
+    writeMultBoard(quint8(chipType), quint8(chipIndex), m_image);
+}

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/ControlCenter.h"
+#include "engine/Steps.h"
+#include "platform/Log.h"
+
+/** A reply and an expired timer meet the same table; what it does not list changes nothing. */
+void ControlCenter::happened(Event event)
+{
+    const Transition *line = findTransition(m_step, event, m_retryCount);
+    if (line == nullptr)
+        return;
+    const QString name = stepName();
+    if (line->count != Transition::anyCount)
+        ++m_retryCount;
+    m_step = line->next;
+    const QString text = QString::fromLatin1(line->text);
+    if (!text.isEmpty())
+        sayInChain(text.contains(QLatin1String("%1")) ? text.arg(name) : text);
+    (this->*line->action)();
+}
+
+void ControlCenter::onTimeOutSendOtherCommand()
+{
+    qCDebug(logEngine) << "onTimeOutSendOtherCommand" << m_step;
+    m_commandTimer->stop();
+    m_assembler.reset();
+    happened(Event::Silence);
+}
+
+void ControlCenter::restartCommandTimer()
+{
+    m_commandTimer->start();
+}
+
+/** The name of the row that the step works on. */
+QString ControlCenter::stepName() const
+{
+    const bool writesInfo = m_step >= step::writeInfo && m_step <= step::writeInfoGivenUp;
+    return writesInfo ? getTypeAndIndex(m_productInfoIndex, field::name) : currentName();
+}

@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "links/CoreCOMQ.h"
+
+#include "links/LinkState.h"
+#include "platform/Log.h"
+
+#include <QSerialPortInfo>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+constexpr int textBuffer = 99;
+constexpr int textLengthModulus = 256;
+
+void applyDataBits(QSerialPort &port, int dataBits)
+{
+    if (dataBits >= QSerialPort::Data5 && dataBits <= QSerialPort::Data8)
+        port.setDataBits(QSerialPort::DataBits(dataBits));
+}
+
+void applyStopBits(QSerialPort &port, int stopBits)
+{
+    if (stopBits == QSerialPort::OneStop || stopBits == QSerialPort::TwoStop)
+        port.setStopBits(QSerialPort::StopBits(stopBits));
+}
+
+void applyParity(QSerialPort &port, const QString &parity)
+{
+    static const struct
+    {
+        const char *name;
+        QSerialPort::Parity parity;
+    } names[] = {
+        {"NoParity", QSerialPort::NoParity},
+        {"EvenParity", QSerialPort::EvenParity},
+        {"OddParity", QSerialPort::OddParity},
+    };
+    for (const auto &entry : names) {
+        if (parity == QLatin1String(entry.name))
+            port.setParity(entry.parity);
+    }
+}
+
+} // namespace
+
+CoreCOMQ::CoreCOMQ(QObject *parent) : QObject(parent), m_port(new QSerialPort(this))
+{
+    connect(m_port, SIGNAL(readyRead()), this, SLOT(recvMsg()));
+    // Queued: the port must not be closed inside its own notifier.
+    connect(m_port, &QSerialPort::errorOccurred, this, &CoreCOMQ::closeBrokenPort,
+            Qt::QueuedConnection);
+}
+
+bool CoreCOMQ::open(const QString &portName, int baudRate, int dataBits, int stopBits,
+                    const QString &parity)
+{
+    close();
+    m_port->setPortName(portName);
+    if (!m_port->open(QIODevice::ReadWrite)) {
+        qCDebug(logLink) << "cannot open" << portName << m_port->errorString();
+        return false;
+    }
+    m_port->setBaudRate(baudRate);
+    applyDataBits(*m_port, dataBits);
+    applyStopBits(*m_port, stopBits);
+    applyParity(*m_port, parity);
+    return true;
+}
+
+void CoreCOMQ::close()
+{
+    if (m_port->isOpen())
+        m_port->close();
+}
+
+bool CoreCOMQ::isOpen() const
+{
+    return m_port->isOpen();
+}
+
+bool CoreCOMQ::sendMsg(const unsigned char *bytes, int length)
+{
+    qCDebug(logLink) << "sendMsg:canRead:true";
+    const auto *characters = reinterpret_cast<const char *>(bytes);
+    qCDebug(logLinkBytes) << "out" << QByteArray::fromRawData(characters, length).toHex(' ');
+    link::noteFrame(bytes, length);
+    return writeBytes(characters, length) != -1;
+}
+
+bool CoreCOMQ::sendText(const QString &command)
+{
+    const QByteArray text = command.toUtf8().left(textBuffer);
+    const int length = std::min(command.size() % textLengthModulus, text.size());
+    const bool sent = writeBytes(text.constData(), length) != -1;
+    std::fputs(sent ? "successfully send vwSendCommand\n" : "Failed to send vwSendCommand\n",
+               stderr);
+    return sent;
+}
+
+QList<QString> CoreCOMQ::listPorts()
+{
+    QList<QString> names;
+    const auto ports = QSerialPortInfo::availablePorts();
+    for (const QSerialPortInfo &port : ports)
+        names.append(port.portName());
+    return names;
+}
+
+void CoreCOMQ::recvMsg()
+{
+    const QByteArray datas = m_port->readAll();
+    qCDebug(logLinkBytes) << "in" << datas.toHex(' ');
+    emit signalReceiveDatas(datas);
+}
+
+/** QSerialPort only queues; without the flush a frame would wait for the next turn of the loop. */
+qint64 CoreCOMQ::writeBytes(const char *bytes, qint64 length)
+{
+    if (!m_port->isOpen())
+        return -1;
+    const qint64 written = m_port->write(bytes, length);
+    m_port->flush();
+    return written;
+}
+
+/** A line that has gone away would otherwise keep its notifier busy. */
+void CoreCOMQ::closeBrokenPort(QSerialPort::SerialPortError error)
+{
+    if (error != QSerialPort::ResourceError || m_port->error() != QSerialPort::ResourceError)
+        return;
+    qCDebug(logLink) << "serial line lost" << m_port->errorString();
+    close();
+}

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "links/CoreTelnet.h"
+
+#include "platform/Log.h"
+
+#include <utility>
+
+CoreTelnet::CoreTelnet(QObject *parent) : QObject(parent) {}
+
+CoreTelnet::~CoreTelnet()
+{
+    forgetSocket();
+}
+
+void CoreTelnet::connectTo(const QString &IP, quint16 port)
+{
+    m_connected = false;
+    if (m_socket != nullptr) {
+        QTcpSocket *old = m_socket;
+        forgetSocket();
+        old->abort();
+    }
+    m_socket = new QTcpSocket;
+    connect(m_socket, SIGNAL(readyRead()), this, SLOT(readTcpData()));
+    connect(m_socket, SIGNAL(connected()), this, SLOT(socketConnected()));
+    connect(m_socket, SIGNAL(disconnected()), this, SLOT(socketConnectionClosed()));
+    connect(m_socket, &QAbstractSocket::stateChanged, this,
+            [this](QAbstractSocket::SocketState state) {
+                qCDebug(logLink) << "network link:" << state << m_socket->errorString();
+            });
+    m_socket->connectToHost(IP, port, QIODevice::ReadWrite, QAbstractSocket::AnyIPProtocol);
+}
+
+void CoreTelnet::close()
+{
+    m_connected = false;
+    if (m_socket == nullptr)
+        return;
+    QTcpSocket *old = m_socket;
+    forgetSocket();
+    old->close();
+}
+
+bool CoreTelnet::write(const QByteArray &data)
+{
+    if (m_connected && m_socket != nullptr) {
+        qCDebug(logLinkBytes) << "out" << data.toHex(' ');
+        if (m_frameHook)
+            m_frameHook(data);
+        m_socket->write(data);
+        m_socket->flush();
+    }
+    return m_connected;
+}
+
+bool CoreTelnet::write(const unsigned char *bytes, int length)
+{
+    return write(QByteArray(reinterpret_cast<const char *>(bytes), length));
+}
+
+void CoreTelnet::setFrameHook(FrameHook hook)
+{
+    m_frameHook = std::move(hook);
+}
+
+void CoreTelnet::readTcpData()
+{
+    if (m_socket == nullptr)
+        return;
+    const QByteArray data = m_socket->readAll();
+    qCDebug(logLinkBytes) << "in" << data.toHex(' ');
+    emit read(data);
+}
+
+void CoreTelnet::socketConnected()
+{
+    m_connected = true;
+    emit connected();
+}
+
+void CoreTelnet::socketConnectionClosed()
+{
+    m_connected = false;
+    forgetSocket();
+    emit disconnected();
+}
+
+/** An old socket may still have bytes to deliver and then reports its end; that end must never be
+ *  taken for the end of the connection that replaced it. */
+void CoreTelnet::forgetSocket()
+{
+    if (m_socket == nullptr)
+        return;
+    m_socket->disconnect(this);
+    m_socket->deleteLater();
+    m_socket = nullptr;
+}

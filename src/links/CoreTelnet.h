@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QList>
+#include <QObject>
+#include <QTcpSocket>
+
+#include <functional>
+
+/**
+ * The network link to a device: one TCP client connection that carries the same frames as the
+ * serial line. Does no framing and sets no time limit of its own.
+ */
+class CoreTelnet : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** Called with every frame that is about to be written. */
+    using FrameHook = std::function<void(const QByteArray &frame)>;
+
+    explicit CoreTelnet(QObject *parent = nullptr);
+    ~CoreTelnet() override;
+
+    /** Starts a connection, dropping the one before. The outcome comes as a signal. */
+    void connectTo(const QString &IP, quint16 port);
+    void close();
+    bool isConnected() const { return m_connected; }
+
+    /** Writes when connected; returns the connected flag, not the result of the write. */
+    bool write(const QByteArray &data);
+    bool write(const unsigned char *bytes, int length);
+
+    /** A link without a hook leaves the reply pairing to others. */
+    void setFrameHook(FrameHook hook);
+
+signals:
+    void read(QByteArray data);
+    void message(QList<QString> message);
+    void connected();
+    void disconnected();
+
+public slots:
+    void readTcpData();
+    void socketConnected();
+    void socketConnectionClosed();
+
+private:
+    void forgetSocket();
+
+    bool m_connected = false;
+    QTcpSocket *m_socket = nullptr;
+    FrameHook m_frameHook;
+};

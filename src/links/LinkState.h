@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QtGlobal>
+
+/**
+ * The values that the transports, the response parser and the uploader share. All of them belong
+ * to the engine's thread.
+ */
+
+/** Which device link an engine starts with: 1 serial, 2 network, anything else none. */
+extern quint8 g_CONNECTTYPE;
+
+/** What becomes of a NET image in a package: 1 sent like an MCU image, 2 installed here. */
+extern quint8 g_UPGRADTYPE;
+
+/** Command word of the last frame that was longer than 8 bytes. */
+extern quint16 currentCommandKey;
+
+/** True from the moment a frame was written until its reply was taken. */
+extern bool canRead;
+
+namespace link {
+
+constexpr quint8 serial = 1;
+constexpr quint8 network = 2;
+
+/** Stores key and flag for a frame that goes out; called for every frame a transport writes. */
+void noteFrame(const unsigned char *bytes, int length);
+
+} // namespace link

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "links/WorkerCOM.h"
+
+#include "engine/ControlCenter.h"
+#include "links/CoreCOMQ.h"
+#include "platform/Log.h"
+
+#include <QThread>
+
+WorkerCOM::WorkerCOM(QObject *parent, const Platform &platform)
+    : QObject(parent), m_platform(platform)
+{
+    start();
+}
+
+/** The engine is left alone: it lives as long as the process. */
+WorkerCOM::~WorkerCOM()
+{
+    if (m_thread == nullptr)
+        return;
+    m_thread->quit();
+    m_thread->wait();
+}
+
+void WorkerCOM::start()
+{
+    if (m_thread != nullptr)
+        return;
+    m_thread = new QThread;
+    m_engine = new ControlCenter(m_platform);
+    m_engine->moveToThread(m_thread);
+    connect(m_thread, &QThread::finished, m_thread, &QThread::deleteLater);
+    connectReports();
+    connectRequests();
+    m_thread->start();
+}
+
+void WorkerCOM::connectReports()
+{
+    connect(m_engine, &ControlCenter::message, this, &WorkerCOM::message);
+    connect(m_engine, &ControlCenter::progressValueChanged, this, &WorkerCOM::progressValueChanged);
+    connect(m_engine, &ControlCenter::netconnected, this, &WorkerCOM::netconnected);
+}
+
+void WorkerCOM::connectRequests()
+{
+    using Engine = ControlCenter;
+    connect(this, &WorkerCOM::signalConnect, m_engine, &Engine::slotConnect);
+    connect(this, &WorkerCOM::signalConnectWithBandrate, m_engine,
+            &Engine::slotConnectWithBandrate);
+    connect(this, &WorkerCOM::signalAutoConnect, m_engine, &Engine::slotAutoConnect);
+    connect(this, &WorkerCOM::signalGetVersion, m_engine, &Engine::slotGetVersion);
+    connect(this, &WorkerCOM::signalWriteMultBoard, m_engine, &Engine::slotWriteMultBoard);
+    connect(this, &WorkerCOM::signalmergeFW, m_engine, &Engine::mergeFW);
+    connect(this, &WorkerCOM::signaluploadByMergeFW, m_engine, &Engine::uploadByMergeFW);
+    connect(this, &WorkerCOM::signalsetProductInfo, m_engine, &Engine::setProductInfo);
+    connect(this, &WorkerCOM::signalgetProductInfo, m_engine, &Engine::getProductInfo);
+    connect(this, &WorkerCOM::signalConnectNet, m_engine, &Engine::connectNet);
+    connect(this, &WorkerCOM::signaldisconnected, m_engine, &Engine::disconnected);
+    connect(this, &WorkerCOM::send, m_engine, &Engine::send);
+    connect(this, &WorkerCOM::signalmergeNetFirmware, m_engine, &Engine::mergeNetFirmware);
+}
+
+QList<QString> WorkerCOM::getSerialPorts()
+{
+    return CoreCOMQ::listPorts();
+}
+
+bool WorkerCOM::onConnect(QString port)
+{
+    emit signalConnect(port);
+    return false;
+}
+
+bool WorkerCOM::onConnectWithBandrate(QString port, QString bandrate)
+{
+    emit signalConnectWithBandrate(port, bandrate);
+    return false;
+}
+
+bool WorkerCOM::autoConnect(QString port)
+{
+    emit signalAutoConnect(port);
+    return false;
+}
+
+void WorkerCOM::disconnected()
+{
+    qCDebug(logLink) << "WorkerCOMdisconnected";
+    if (!started())
+        return;
+    m_engine->requestDisconnect();
+    emit signaldisconnected();
+}
+
+void WorkerCOM::getVersion()
+{
+    if (started())
+        emit signalGetVersion();
+}
+
+void WorkerCOM::mergeFW(QString fileName, QString jsonData)
+{
+    if (started())
+        emit signalmergeFW(fileName, jsonData);
+}
+
+QString WorkerCOM::getMergeFWJSON(QString fileName)
+{
+    return started() ? m_engine->getMergeFWJSON(fileName) : QString();
+}
+
+/** The run counts as active before the engine has even heard of it, so that two requests of one
+ *  read cannot both be taken. */
+void WorkerCOM::uploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel)
+{
+    if (!started())
+        return;
+    m_engine->claimRun();
+    emit signaluploadByMergeFW(fileName, TypeAndIndex, upgradeModel);
+}
+
+void WorkerCOM::setProductInfo(QStringList TypeAndIndex)
+{
+    if (started())
+        emit signalsetProductInfo(TypeAndIndex);
+}
+
+void WorkerCOM::getProductInfo()
+{
+    if (started())
+        emit signalgetProductInfo();
+}
+
+bool WorkerCOM::writeMultBoard(uchar mcuType, uchar mcuIndex, QString filename)
+{
+    if (started())
+        emit signalWriteMultBoard(mcuType, mcuIndex, filename);
+    return false;
+}
+
+double WorkerCOM::getPercent()
+{
+    return started() ? m_engine->uploadPercent() : 0.0;
+}
+
+void WorkerCOM::setPercent()
+{
+    if (started())
+        m_engine->resetUploadPercent();
+}
+
+void WorkerCOM::sendData(int CMD)
+{
+    start();
+    emit send(CMD);
+}
+
+void WorkerCOM::connectNet(const QString &IP, int port)
+{
+    emit signalConnectNet(IP, port);
+}
+
+bool WorkerCOM::checkNetFirmware(QString fileName)
+{
+    return started() && m_engine->checkNetFirmware(fileName);
+}
+
+void WorkerCOM::mergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM, QString newVersion)
+{
+    if (started())
+        emit signalmergeNetFirmware(fpFWM, fpBIN, newfpFWM, newVersion);
+}
+
+bool WorkerCOM::runActive() const
+{
+    return started() && m_engine->runActive();
+}

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/Platform.h"
+
+#include <QObject>
+#include <QStringList>
+
+class ControlCenter;
+class QThread;
+
+/**
+ * The console's only way to the upgrade engine: makes the engine and its thread, turns calls into
+ * queued signals and hands the engine's reports on. Every method is called from the main thread,
+ * and requests reach the engine in the order in which they were made.
+ */
+class WorkerCOM : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit WorkerCOM(QObject *parent = nullptr, const Platform &platform = Platform());
+    ~WorkerCOM() override;
+
+    Q_INVOKABLE QList<QString> getSerialPorts();
+    /** The four connect and write requests always return false: their outcome is a message. */
+    Q_INVOKABLE bool onConnect(QString port);
+    Q_INVOKABLE bool onConnectWithBandrate(QString port, QString bandrate);
+    Q_INVOKABLE bool autoConnect(QString port);
+    Q_INVOKABLE void disconnected();
+    Q_INVOKABLE void getVersion();
+    Q_INVOKABLE void mergeFW(QString fileName, QString jsonData);
+    /** Reads the package at once, in the calling thread. */
+    Q_INVOKABLE QString getMergeFWJSON(QString fileName);
+    Q_INVOKABLE void uploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel);
+    Q_INVOKABLE void setProductInfo(QStringList TypeAndIndex);
+    Q_INVOKABLE void getProductInfo();
+    Q_INVOKABLE bool writeMultBoard(uchar mcuType, uchar mcuIndex, QString filename);
+    Q_INVOKABLE double getPercent();
+    Q_INVOKABLE void setPercent();
+    Q_INVOKABLE void sendData(int CMD);
+    Q_INVOKABLE bool checkNetFirmware(QString fileName);
+    Q_INVOKABLE void mergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM,
+                                      QString newVersion);
+
+    /** Asks for the network link to a device. */
+    void connectNet(const QString &IP, int port);
+    /** True from the request of a run to its end. */
+    bool runActive() const;
+
+signals:
+    void message(QStringList message);
+    void signalConnect(QString port);
+    void signalConnectWithBandrate(QString port, QString in_bandrate);
+    void signalAutoConnect(QString port);
+    void signalmergeFW(QString fileName, QString jsonData);
+    void signaluploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel);
+    void signalsetProductInfo(QStringList TypeAndIndex);
+    void signalgetProductInfo();
+    void signaldisconnected();
+    void signalGetVersion();
+    void signalWriteMultBoard(uchar mcuType, uchar mcuIndex, QString filename);
+    void progressValueChanged(double bytesSent, double bytesTotal);
+    void send(int CMD);
+    void signalConnectNet(QString IP, int port);
+    void netconnected();
+    void signalmergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM, QString newVersion);
+
+private:
+    bool started() const { return m_engine != nullptr && m_thread != nullptr; }
+    void start();
+    void connectReports();
+    void connectRequests();
+
+    Platform m_platform;
+    ControlCenter *m_engine = nullptr;
+    QThread *m_thread = nullptr;
+};

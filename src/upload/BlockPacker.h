@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+
+/**
+ * Cuts one image into write-block payloads (see protocol/BlockPayload.h). A block goes out as it
+ * stands until it was accepted; only then is the next one packed.
+ *
+ * Two ways of padding are kept apart on purpose: a first block that the image does not fill ends in
+ * zeros and bears no last-block flag, a later one ends in FF and is the last.
+ */
+class BlockPacker
+{
+public:
+    /** Packs block 0. A length of 0 or less packs nothing and returns false. `length` counts even
+     *  where `image` is shorter; what is missing reads as 0. */
+    bool start(quint8 mcuType, quint8 mcuIndex, const QByteArray &image, qint64 length);
+
+    /** To be called once block 0 was handed to the link, whatever became of it. */
+    void firstBlockSent();
+
+    /** Packs the next block. False when no image byte is left, and then nothing is to be sent. */
+    bool packNext();
+
+    /** Lets go of the image's bytes; the flags of the finished transfer stay. */
+    void release() { m_image.clear(); }
+
+    const QByteArray &payload() const { return m_payload; }
+    int blockNumber() const { return m_blockNumber; }
+
+    /** Clear once the last block was packed: its acceptance completes the image. */
+    bool moreToSend() const { return m_moreToSend; }
+    /** Set by a packed last block and kept until the next image's first block is out. */
+    bool lastBlockSent() const { return m_lastBlockSent; }
+    /** The block packed last holds 256 image bytes and so moves the percentage. */
+    bool blockIsFull() const { return m_blockIsFull; }
+
+    /** Percent after block 0; one byte short of what it carries, as it has always been shown. */
+    double firstPercent() const;
+    /** Percent once the block packed last has gone out, computed in single precision. */
+    double percent() const;
+
+private:
+    void fill(qint64 from, int count);
+    void markLast();
+
+    QByteArray m_image;
+    QByteArray m_payload;
+    qint64 m_total = 0;
+    qint64 m_cursor = 0;
+    int m_blockNumber = 0;
+    bool m_moreToSend = false;
+    bool m_lastBlockSent = false;
+    bool m_blockIsFull = false;
+};

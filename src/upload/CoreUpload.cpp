@@ -1,0 +1,243 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upload/CoreUpload.h"
+
+#include "links/CoreCOMQ.h"
+#include "links/CoreTelnet.h"
+#include "links/LinkState.h"
+#include "platform/Log.h"
+#include "protocol/BlockPayload.h"
+#include "protocol/CommandWords.h"
+#include "protocol/Reply.h"
+#include "protocol/Statuses.h"
+#include "upload/UploadTexts.h"
+
+#include <QFile>
+
+#include <cstdio>
+
+namespace {
+
+constexpr int maxPayload = 290;
+constexpr int maxReplyLength = 511;
+constexpr int maxRetries = 2;
+constexpr double wholeProgress = 100.0;
+/** Written to the diagnostics at every time-out. */
+constexpr int timerMark = 2020;
+
+AssemblerRules replyRules(mcu::FrameAddress address)
+{
+    AssemblerRules rules;
+    rules.startBytes = QByteArray(1, char(mcu::replyStart));
+    rules.address = address;
+    rules.maxLength = maxReplyLength;
+    return rules;
+}
+
+} // namespace
+
+std::atomic<double> CoreUpload::m_FWPersent{0.0};
+
+CoreUpload::CoreUpload(const TimeOuts &timeOuts, QObject *parent)
+    : QObject(parent),
+      m_timeOuts(timeOuts),
+      m_assembler(replyRules({})),
+      m_sendTimer(new QTimer(this))
+{
+    m_sendTimer->setSingleShot(true);
+    connect(m_sendTimer, &QTimer::timeout, this, &CoreUpload::onTimeOutSendData);
+}
+
+void CoreUpload::setTransports(CoreCOMQ *serial, CoreTelnet *network)
+{
+    m_serial = serial;
+    m_network = network;
+}
+
+void CoreUpload::setAddress(mcu::FrameAddress address)
+{
+    m_address = address;
+    m_assembler = FrameAssembler(replyRules(address));
+}
+
+bool CoreUpload::uploadFile(uchar mcuType, uchar mcuIndex, const QString &filename)
+{
+    qCDebug(logUpload) << "filename:" << filename;
+    if (!filename.contains(QLatin1String(".bin"))) {
+        qCDebug(logUpload) << "file format is error!!";
+        return false;
+    }
+    QFile file(filename);
+    if (!file.exists()) {
+        qCDebug(logUpload) << "file is not exist!!";
+        return false;
+    }
+    if (file.size() == 0) {
+        qCDebug(logUpload) << "file is empty, please select file!!";
+        return false;
+    }
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray data = file.readAll();
+    uploadData(mcuType, mcuIndex, data, data.size());
+    return true;
+}
+
+void CoreUpload::uploadData(uchar mcuType, uchar mcuIndex, const QByteArray &data, qint32 length)
+{
+    qCDebug(logUpload) << "fileSize:" << length;
+    m_sending = false;
+    if (!m_packer.start(mcuType, mcuIndex, data, length))
+        return;
+    m_sending = true;
+    m_FWPersent.store(0.0, std::memory_order_relaxed);
+    m_retryCount = 0;
+    m_sendTimer->stop();
+    const bool sent = sendBlock();
+    // A first block that could not be sent is repeated by its time-out, and its acknowledgement
+    // must find the same state as if it had gone out at once.
+    m_packer.firstBlockSent();
+    if (!sent)
+        return;
+    qCDebug(logUpload) << "sendData:" << m_packer.blockNumber();
+    const double percent = m_packer.firstPercent();
+    m_FWPersent.store(percent, std::memory_order_relaxed);
+    emit progressValueChanged(0.0, wholeProgress);
+    emit progressValueChanged(percent, wholeProgress);
+}
+
+void CoreUpload::reset()
+{
+    m_sendTimer->stop();
+    m_assembler.reset();
+    m_packer.release();
+    m_sending = false;
+}
+
+bool CoreUpload::sendCommand(quint16 word, int length, const unsigned char *payload)
+{
+    m_sendTimer->stop();
+    if (length > maxPayload) {
+        std::fputs(uploadText::tooMuch, stderr);
+        return false;
+    }
+    const QByteArray bytes(reinterpret_cast<const char *>(payload), length);
+    const QByteArray frame = mcu::buildFrame(mcu::hostStart, m_address, word, bytes);
+    qCDebug(logUpload) << "bLastSent:" << m_packer.lastBlockSent();
+    m_assembler.reset();
+    m_sendTimer->start(m_packer.lastBlockSent() ? m_timeOuts.lastBlock : m_timeOuts.block);
+    const bool sent =
+        sendRaw(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
+    std::fputs(sent ? uploadText::sendDone : uploadText::sendFailed, stderr);
+    return sent;
+}
+
+bool CoreUpload::sendRaw(const unsigned char *bytes, int length)
+{
+    if (bytes == nullptr || length == 0)
+        return false;
+    if (m_serial != nullptr) {
+        if (!m_serial->sendMsg(bytes, length)) {
+            qCDebug(logUpload) << "comsend failed";
+            return false;
+        }
+        qCDebug(logUpload) << "comsend successfully";
+    }
+    if (m_network != nullptr) {
+        const bool sent = m_network->write(bytes, length);
+        qCDebug(logUpload) << (sent ? "netsend successfully" : "netsend failed");
+        return sent;
+    }
+    return true;
+}
+
+/** Acknowledgements bear no block number, so whatever follows an accepted one in the same chunk
+ *  can only be its echo and must not be credited to the next block. */
+void CoreUpload::slotReceiveDatas(QByteArray datas)
+{
+    if (!canRead)
+        return;
+    for (const char byte : datas) {
+        if (takeByte(quint8(byte)))
+            return;
+    }
+}
+
+/** True once an acknowledgement was accepted. */
+bool CoreUpload::takeByte(quint8 byte)
+{
+    if (m_assembler.feed(byte) != FrameAssembler::Result::Complete)
+        return false;
+    const Reply reply(m_assembler.frame());
+    const bool answersBlock =
+        m_sending && currentCommandKey == command::writeBlock && reply.has(mcu::resultOffset) &&
+        mcu::wordAt(m_assembler.frame(), mcu::extendedWordOffset) == command::writeBlock;
+    if (!answersBlock)
+        return false;
+    canRead = false;
+    m_sendTimer->stop();
+    takeAcknowledgement(reply.at(mcu::resultOffset));
+    return true;
+}
+
+void CoreUpload::takeAcknowledgement(quint8 status)
+{
+    if (status != status::done) {
+        repeatOrFail();
+        return;
+    }
+    m_retryCount = 0;
+    if (m_packer.moreToSend())
+        sendNextBlock();
+    else
+        finish(QString::fromLatin1(uploadText::success));
+}
+
+void CoreUpload::sendNextBlock()
+{
+    if (!m_packer.packNext())
+        return;
+    qCDebug(logUpload) << "sendin";
+    sendBlock();
+    if (!m_packer.blockIsFull())
+        return;
+    const double percent = m_packer.percent();
+    m_FWPersent.store(percent, std::memory_order_relaxed);
+    if (percent < wholeProgress)
+        emit progressValueChanged(percent, wholeProgress);
+}
+
+bool CoreUpload::sendBlock()
+{
+    const QByteArray &payload = m_packer.payload();
+    return sendCommand(command::writeBlock, payload.size(),
+                       reinterpret_cast<const unsigned char *>(payload.constData()));
+}
+
+void CoreUpload::onTimeOutSendData()
+{
+    m_sendTimer->stop();
+    qCDebug(logUpload) << "timerRepeat:" << timerMark;
+    repeatOrFail();
+}
+
+void CoreUpload::repeatOrFail()
+{
+    if (m_retryCount == maxRetries) {
+        finish(QString::fromLatin1(uploadText::fail));
+        return;
+    }
+    ++m_retryCount;
+    say(QString::fromLatin1(uploadText::retry).arg(m_retryCount));
+    sendBlock();
+}
+
+void CoreUpload::say(const QString &line)
+{
+    emit message({line});
+}
+
+void CoreUpload::finish(const QString &verdict)
+{
+    reset();
+    say(verdict);
+}

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/Platform.h"
+#include "protocol/FrameAssembler.h"
+#include "upload/BlockPacker.h"
+
+#include <QObject>
+#include <QStringList>
+#include <QTimer>
+
+#include <atomic>
+
+class CoreCOMQ;
+class CoreTelnet;
+
+/**
+ * Writes one image into one MCU that is in its update mode: a block, its acknowledgement, the next
+ * block. A block that is refused or unanswered goes out up to three times. Ends with exactly one
+ * "SingleUploadSuccess" or "SingleUploadFail" through message(), except for an image of fewer than
+ * 256 bytes, which has no last block and so ends without a verdict.
+ */
+class CoreUpload : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit CoreUpload(const TimeOuts &timeOuts = TimeOuts(), QObject *parent = nullptr);
+
+    /** Exactly one of the two is set; neither is owned. */
+    void setTransports(CoreCOMQ *serial, CoreTelnet *network);
+    void setAddress(mcu::FrameAddress address);
+
+    /** Sends the file's content. False, and nothing sent, when the name has no ".bin" in it or the
+     *  file is missing, empty or unreadable. */
+    bool uploadFile(uchar mcuType, uchar mcuIndex, const QString &filename);
+    void uploadData(uchar mcuType, uchar mcuIndex, const QByteArray &data, qint32 length);
+
+    /** Gives up what is in flight without a word. */
+    void reset();
+
+    /** Sends one write frame and starts its time-out. At most 290 payload bytes. */
+    bool sendCommand(quint16 word, int length, const unsigned char *payload);
+    bool sendRaw(const unsigned char *bytes, int length);
+
+    /** Percent of the image in flight; read by other threads. */
+    static std::atomic<double> m_FWPersent;
+
+signals:
+    void progressValueChanged(double bytesSent, double bytesTotal);
+    void message(QStringList message);
+
+public slots:
+    void slotReceiveDatas(QByteArray datas);
+
+private slots:
+    void onTimeOutSendData();
+
+private:
+    bool takeByte(quint8 byte);
+    void takeAcknowledgement(quint8 status);
+    void sendNextBlock();
+    bool sendBlock();
+    void repeatOrFail();
+    void say(const QString &line);
+    void finish(const QString &verdict);
+
+    TimeOuts m_timeOuts;
+    CoreCOMQ *m_serial = nullptr;
+    CoreTelnet *m_network = nullptr;
+    mcu::FrameAddress m_address;
+    BlockPacker m_packer;
+    FrameAssembler m_assembler;
+    QTimer *m_sendTimer;
+    int m_retryCount = 0;
+    bool m_sending = false;
+};
