@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "device-simulator/Fault.h"
+
+#include "protocol/Reply.h"
+
+#include <QByteArray>
+
+/** A checked frame of the host. Its offsets are those of a reply. */
+class HostCommand : public Reply
+{
+public:
+    explicit HostCommand(const QByteArray &frame) : Reply(frame), m_frame(frame) {}
+
+    const QByteArray &frame() const { return m_frame; }
+
+    /** What faults are matched against: the word and, where it names one, chip and block. */
+    FaultTarget target() const;
+
+private:
+    QByteArray m_frame;
+};
