@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/EngineHarness.h"
+
+#include "protocol/CommandWords.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTest>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
+
+using namespace std::chrono_literals;
+
+bool FakeCOMQ::open(const QString &portName, int baudRate, int dataBits, int stopBits,
+                    const QString &parity)
+{
+    openedWith = QStringLiteral("%1 %2 %3 %4 %5")
+                     .arg(portName, QString::number(baudRate), QString::number(dataBits),
+                          QString::number(stopBits), parity);
+    m_open = m_present;
+    return m_open;
+}
+
+void FakeCOMQ::unplug()
+{
+    m_present = false;
+    m_open = false;
+}
+
+qint64 FakeCOMQ::writeBytes(const char *bytes, qint64 length)
+{
+    if (!m_open)
+        return -1;
+    const QByteArray frame(bytes, int(length));
+    sent.append(frame);
+    const auto answers = m_device.receive(frame);
+    for (const DeviceAnswer &answer : answers) {
+        QTimer::singleShot(answer.delay, Qt::PreciseTimer, this,
+                           [this, bytes = answer.bytes] { deliver(bytes); });
+    }
+    return length;
+}
+
+void FakeCOMQ::deliver(const QByteArray &bytes)
+{
+    if (!m_open)
+        return;
+    const int step = m_pieceSize > 0 ? m_pieceSize : bytes.size();
+    for (int at = 0; at < bytes.size(); at += step)
+        emit signalReceiveDatas(bytes.mid(at, step));
+}
+
+EngineHarness::EngineHarness(const DeviceDescription &description)
+    : device(description), m_platform(scaledPlatform(m_dir.path()))
+{
+    LinkFactory links;
+    links.serial = [this](QObject *parent) { return link = new FakeCOMQ(device, parent); };
+    engine = std::make_unique<ControlCenter>(m_platform, links);
+    connect(engine.get(), &ControlCenter::message, this,
+            [this](const QStringList &list) { lines.append(list.join(QLatin1Char('|'))); });
+    connect(engine.get(), &ControlCenter::progressValueChanged, this,
+            [this](double value) { progress.append(value); });
+}
+
+DeviceDescription EngineHarness::twoMcus()
+{
+    DeviceDescription description;
+    description.model = "HX-8";
+    description.restartTime = 0ms;
+    description.rebootTime = 0ms;
+    ChipDescription main;
+    main.name = QStringLiteral("MAIN");
+    main.version = *ChipVersion::parse(QStringLiteral("1.0.0"));
+    ChipDescription aux = main;
+    aux.name = QStringLiteral("AUX");
+    aux.chipType = 1;
+    aux.mcuType = 2;
+    description.chips = {main, aux};
+    description.auxChips = {{1, 1, "AUX"}};
+    return description;
+}
+
+/** Nothing outside `dir` can be reached, and no shell runs. */
+Platform EngineHarness::scaledPlatform(const QString &dir)
+{
+    Platform platform;
+    platform.paths.package = dir + QStringLiteral("/FW.fwm");
+    platform.paths.netArchive = dir + QStringLiteral("/sysupdate.tar.bz2");
+    platform.paths.netVersion = dir + QStringLiteral("/version");
+    platform.ports.serial = QStringLiteral("no-such-port");
+    platform.timeOuts.otherCommand = 40ms;
+    platform.timeOuts.uploadCommand = 60ms;
+    platform.timeOuts.block = 40ms;
+    platform.timeOuts.lastBlock = 60ms;
+    platform.timeOuts.runGuard = 200ms;
+    platform.pauses = {0ms, 0ms, 0ms, 0ms};
+    platform.shell.run = [](const QString &) {};
+    platform.shell.readFirst = [](const QString &, int) { return QByteArray(); };
+    return platform;
+}
+
+void EngineHarness::setPackage(const QByteArray &bytes)
+{
+    QFile file(packagePath());
+    const bool written = file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    if (!written)
+        qFatal("cannot write the test package");
+}
+
+bool EngineHarness::run(const QStringList &rows, int mode)
+{
+    lines.clear();
+    progress.clear();
+    link->sent.clear();
+    engine->slotConnect(QStringLiteral("ttyS2"));
+    engine->uploadByMergeFW(packagePath(), rows, mode);
+    return waitForEnd();
+}
+
+bool EngineHarness::waitForEnd(int milliseconds)
+{
+    return QTest::qWaitFor([this] { return !engine->runActive() && engine->timersIdle(); },
+                           milliseconds);
+}
+
+QStringList EngineHarness::sentWords() const
+{
+    QStringList words;
+    for (const QByteArray &frame : link->sent) {
+        const quint16 word = mcu::wordAt(frame, mcu::wordOffset);
+        QString text = QString::number(word, 16).toUpper();
+        if (word == command::writeBlock)
+            text += QLatin1Char(':') + QString::number(mcu::wordAt(frame, mcu::payloadOffset + 2));
+        words.append(text);
+    }
+    return words;
+}
+
+bool sameTranscript(const QStringList &actual, const QStringList &expected)
+{
+    if (actual == expected)
+        return true;
+    std::fprintf(stderr, "transcripts differ (expected | actual)\n");
+    for (int i = 0; i < std::max(actual.size(), expected.size()); ++i) {
+        const QString want = expected.value(i, QStringLiteral("-"));
+        const QString got = actual.value(i, QStringLiteral("-"));
+        std::fprintf(stderr, "%c %-80s | %s\n", want == got ? ' ' : '!', qPrintable(want),
+                     qPrintable(got));
+    }
+    return false;
+}

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "device-simulator/SimulatedDevice.h"
+#include "engine/ControlCenter.h"
+#include "links/CoreCOMQ.h"
+
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <memory>
+
+/** A serial link whose far end is a simulated device in the same process. */
+class FakeCOMQ : public CoreCOMQ
+{
+    Q_OBJECT
+
+public:
+    FakeCOMQ(SimulatedDevice &device, QObject *parent) : CoreCOMQ(parent), m_device(device) {}
+
+    bool open(const QString &portName, int baudRate, int dataBits, int stopBits,
+              const QString &parity) override;
+    void close() override { m_open = false; }
+    bool isOpen() const override { return m_open; }
+
+    /** The port cannot be opened any more, and is closed. */
+    void unplug();
+    void plugIn() { m_present = true; }
+    /** Delivers bytes as if the device had sent them. */
+    void receive(const QByteArray &bytes) { emit signalReceiveDatas(bytes); }
+    /** Every chunk reaches the engine in pieces of this size; 0 leaves it whole. */
+    void setPieceSize(int size) { m_pieceSize = size; }
+
+    QList<QByteArray> sent;
+    QString openedWith;
+
+protected:
+    qint64 writeBytes(const char *bytes, qint64 length) override;
+
+private:
+    void deliver(const QByteArray &bytes);
+
+    SimulatedDevice &m_device;
+    bool m_present = true;
+    bool m_open = false;
+    int m_pieceSize = 0;
+};
+
+/** The real engine over a simulated device, with times scaled to milliseconds. */
+class EngineHarness : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit EngineHarness(const DeviceDescription &description);
+
+    static DeviceDescription twoMcus();
+    static Platform scaledPlatform(const QString &dir);
+
+    void setPackage(const QByteArray &bytes);
+    QString packagePath() const { return m_platform.paths.package; }
+
+    /** Connects, starts a run and waits for its end; the transcript is in `lines`. */
+    bool run(const QStringList &rows, int mode);
+    /** Waits until the engine has nothing in flight any more. */
+    bool waitForEnd(int milliseconds = 20'000);
+    /** The command words of all frames sent, in hexadecimal; a block has its number behind it. */
+    QStringList sentWords() const;
+
+    SimulatedDevice device;
+    FakeCOMQ *link = nullptr;
+    std::unique_ptr<ControlCenter> engine;
+    /** Every message list, joined with "|". */
+    QStringList lines;
+    QList<double> progress;
+
+private:
+    QTemporaryDir m_dir;
+    Platform m_platform;
+};
+
+/** Compares two transcripts and, where they differ, shows both side by side. */
+bool sameTranscript(const QStringList &actual, const QStringList &expected);

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QVector>
+
+/** One image for a test package; numbers as the device's frames have them. */
+struct TestImage
+{
+    QString name;
+    int chipType = 0;
+    int quantity = 1;
+    int mcuType = 1;
+    int pcbVersion = 1;
+    char speciality = 'A';
+    QVector<int> version{1, 0, 0};
+    QByteArray bytes;
+    /** False: the description speaks of the image and the records lack it. */
+    bool hasRecord = true;
+};
+
+/** Bytes of a package of the newest form; `model` and `release` go into the description. */
+QByteArray makePackage(const QVector<TestImage> &images,
+                       const QString &model = QStringLiteral("HX-8"),
+                       const QString &release = QStringLiteral("1.0.12"));
+
+/** Image bytes that tell every block from every other. */
+QByteArray patternImage(int size, int seed = 1);
+
+/** The package with its version bytes replaced and its checksum made right again. */
+QByteArray withVersion(QByteArray package, int version);
+/** Any bytes behind eight places for the checksum that fits them. */
+QByteArray withChecksum(const QByteArray &body);

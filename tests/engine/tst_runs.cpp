@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/EngineHarness.h"
+#include "engine/TestPackage.h"
+#include "protocol/BlockPayload.h"
+
+#include <QtTest>
+
+namespace {
+
+const QByteArray mainImage = patternImage(700, 1);
+const QByteArray auxImage = patternImage(300, 2);
+
+QByteArray twoImages()
+{
+    return makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage},
+                        {"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, auxImage}});
+}
+
+/** What a chip's flash holds after `image`: whole blocks, the last one filled up. */
+QByteArray flashed(const QByteArray &image)
+{
+    const int rest = image.size() % block::dataSize;
+    return rest == 0 ? image : image + QByteArray(block::dataSize - rest, '\xFF');
+}
+
+const QStringList reads{
+    "Read bootcode information of 'MAIN'.",
+    "Read the bootcode information of 'MAIN' success.",
+    "MAIN MCU running in APP.",
+    "Read the product information of 'MAIN'.",
+    "Read the product information of 'MAIN'  success.",
+    "Read bootcode information of 'AUX'.",
+    "Read the bootcode information of 'AUX' success.",
+    "Read the product information of 'AUX'.",
+    "Read the product information of 'AUX'  success.",
+    "Read all mcu(list) bootcode and product information done.",
+    "Send 'Read FW version' command to 'MAIN'.",
+    "Read 'MAIN' version success, version is V1.0.0",
+    "Send 'Read FW version' command to 'AUX'.",
+    "Read 'AUX' version success, version is V1.0.0",
+};
+
+const QStringList mainWritten{
+    "Send 'Enter F/W Upgrade Mode' command to 'MAIN'.",
+    "'MAIN' Enter 'F/W Update Mode' success.",
+    "Erasing...",
+    "Erase success.\r\nWriting...",
+    "UPGRADERESULT|MAIN,0,0,1,1,65,1,0,0,0,1,1,1|1",
+    "Write firmware 'MAIN' success.",
+    "The Main MCU is restarting, please wait.",
+    "Read product ID.",
+    "Upgrade Main MCU success.",
+};
+
+const QStringList auxWritten{
+    "Send 'Enter F/W Upgrade Mode' command to 'AUX'.",
+    "'AUX' Enter 'F/W Update Mode' success.",
+    "Erasing...",
+    "Erase success.\r\nWriting...",
+    "UPGRADERESULT|AUX,1,0,2,1,65,1,0,0,0,1,1,1|1",
+    "Write firmware 'AUX' success.",
+    "Write all firmware success.",
+};
+
+const QStringList goodEnd{
+    "Send reboot command.",
+    "Start to reboot, please wait.",
+    "Read product ID.",
+    "Start to set virtual version.",
+    "Set virtual version success.",
+    "All firmware upgrade success and systerm run success.",
+    "APPSTATUS|6",
+};
+
+const QStringList start{"ConnectSuccess|ttyS2", "Firmware file checksum ok."};
+
+} // namespace
+
+class TestRuns : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void newerOnly();
+    void forced();
+    void runsAgainOnTheSameEngine();
+};
+
+void TestRuns::newerOnly()
+{
+    EngineHarness harness(EngineHarness::twoMcus());
+    harness.setPackage(twoImages());
+    QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+
+    const QStringList newerMain{
+        "Firmware version V1.1.0 greater than the 'MAIN' version V1.0.0, will upgrade."};
+    const QStringList newerAux{
+        "Firmware version V1.0.1 greater than the 'AUX' version V1.0.0, will upgrade."};
+    QVERIFY(sameTranscript(harness.lines,
+                           start + QStringList{"Read model name.", "Model Name match."} + reads +
+                               newerMain + mainWritten + newerAux + auxWritten + goodEnd));
+    QCOMPARE(harness.sentWords().join(' '),
+             QStringLiteral("F903 F900 F901 F900 F901 F902 F902 7900 7901:0 7901:1 7901:2 F802 "
+                            "7900 7901:0 7901:1 7902 F802 7905"));
+    QCOMPARE(harness.device.flash(0, 0), flashed(mainImage));
+    QCOMPARE(harness.device.flash(1, 0), flashed(auxImage));
+    QCOMPARE(int(harness.device.virtualVersion()), 12);
+    QCOMPARE(harness.device.violationCount(), 0);
+    QVERIFY(harness.engine->timersIdle());
+}
+
+void TestRuns::forced()
+{
+    EngineHarness harness(EngineHarness::twoMcus());
+    harness.setPackage(twoImages());
+    QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
+    QVERIFY(sameTranscript(harness.lines, start + reads + mainWritten + auxWritten + goodEnd));
+    // Two rows: half of each image's percentage, and the reset at the end.
+    QStringList progress;
+    for (const double value : qAsConst(harness.progress))
+        progress.append(QString::number(value, 'f', 2));
+    QCOMPARE(progress.join(' '), QStringLiteral("0.00 18.21 36.57 50.00 92.50 0.00"));
+}
+
+void TestRuns::runsAgainOnTheSameEngine()
+{
+    EngineHarness harness(EngineHarness::twoMcus());
+    harness.setPackage(twoImages());
+    QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
+    const QStringList firstRun = harness.lines;
+    QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
+    QVERIFY(sameTranscript(harness.lines, firstRun));
+}
+
+QTEST_GUILESS_MAIN(TestRuns)
+#include "tst_runs.moc"
