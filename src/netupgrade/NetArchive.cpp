@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "netupgrade/NetArchive.h"
+
+bool NetArchive::create()
+{
+    m_file.close();
+    // Unbuffered, so that a full disk shows at the write that met it.
+    return m_file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
+}
+
+bool NetArchive::append(const QByteArray &bytes)
+{
+    if (!m_file.isOpen())
+        return false;
+    const qint64 before = m_file.pos();
+    if (m_file.write(bytes) == bytes.size())
+        return true;
+    m_file.resize(before);
+    m_file.seek(before);
+    return false;
+}

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+#include <QFile>
+#include <QString>
+
+/** The archive file while it is being written. */
+class NetArchive
+{
+public:
+    explicit NetArchive(const QString &path) : m_file(path) {}
+
+    /** Opens the file anew, emptied. */
+    bool create();
+    bool isOpen() const { return m_file.isOpen(); }
+    /** Writes all of `bytes` or nothing: after a failure the same bytes can be appended again. */
+    bool append(const QByteArray &bytes);
+    void close() { m_file.close(); }
+
+private:
+    QFile m_file;
+};

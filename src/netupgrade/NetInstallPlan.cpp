@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "netupgrade/NetInstallPlan.h"
+
+#include "netupgrade/NetTexts.h"
+
+namespace {
+
+using Step = NetInstallStep;
+using Kind = NetInstallStep::Kind;
+
+Step say(const QString &line)
+{
+    return {Kind::Say, line, 0};
+}
+
+Step progress(int percent)
+{
+    return {Kind::Progress, {}, percent};
+}
+
+Step run(const QString &command)
+{
+    return {Kind::Run, command, 0};
+}
+
+Step writeVersion(const QString &line = {})
+{
+    return {Kind::WriteVersion, line, 0};
+}
+
+const Step saySuccess{Kind::SaySuccess, {}, 0};
+const Step announceVersion{Kind::AnnounceVersion, {}, 0};
+
+Step sayPercent(int percent)
+{
+    return say(nettext::packagePercent(percent));
+}
+
+// clang-format off
+NetInstallPlan packagePlan()
+{
+    return {nettext::firmwareDigestWrong(), {
+        say(nettext::firmwareDigestRight()),
+        progress(20), run(netcommand::remountWritable()),
+        progress(30), run(netcommand::unpack()),
+        progress(70), run(netcommand::removeArchive()),
+        progress(80), run(netcommand::remountReadOnly()), run(netcommand::sync()),
+        progress(90),
+        saySuccess, announceVersion, writeVersion(),
+    }};
+}
+
+NetInstallPlan quietPlan()
+{
+    return {{}, {
+        progress(20), run(netcommand::remountWritable()),
+        progress(30), run(netcommand::unpack()),
+        progress(70), run(netcommand::removeArchive()),
+        progress(80), run(netcommand::remountReadOnly()), run(netcommand::sync()),
+        progress(90),
+    }};
+}
+
+NetInstallPlan blocksPlan()
+{
+    return {nettext::packageDigestWrong(), {
+        say(nettext::packageDigestRight()),
+        run(netcommand::remountWritable()), progress(30), sayPercent(30),
+        run(netcommand::unpack()),          progress(70), sayPercent(70),
+        run(netcommand::removeArchive()),   progress(80), sayPercent(80),
+        run(netcommand::remountReadOnly()),
+        say(nettext::firmwareDigestRight()),
+        writeVersion(nettext::versionFileWritten()), announceVersion,
+        run(netcommand::sync()),            progress(90), sayPercent(90),
+        saySuccess,
+    }};
+}
+// clang-format on
+
+} // namespace
+
+const NetInstallPlan &netInstallPlan(NetInstallVariant variant)
+{
+    static const NetInstallPlan package = packagePlan();
+    static const NetInstallPlan quiet = quietPlan();
+    static const NetInstallPlan blocks = blocksPlan();
+    switch (variant) {
+    case NetInstallVariant::Package:
+        return package;
+    case NetInstallVariant::Quiet:
+        return quiet;
+    case NetInstallVariant::Blocks:
+        break;
+    }
+    return blocks;
+}

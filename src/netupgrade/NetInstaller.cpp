@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "netupgrade/NetInstaller.h"
+
+#include "netupgrade/NetArchive.h"
+#include "netupgrade/NetTexts.h"
+#include "platform/Log.h"
+
+#include <QSaveFile>
+
+#include <utility>
+
+namespace {
+
+constexpr double archiveCreatedPercent = 10;
+
+} // namespace
+
+NetInstaller::NetInstaller(const Platform &platform, NetReport report)
+    : m_paths(platform.paths), m_shell(platform.shell), m_report(std::move(report))
+{
+}
+
+bool NetInstaller::installImage(const QByteArray &image)
+{
+    say(nettext::packageStart());
+    NetArchive archive(m_paths.netArchive);
+    if (!archive.create()) {
+        say(nettext::archiveFailed());
+        return false;
+    }
+    if (m_report.progress)
+        m_report.progress(archiveCreatedPercent);
+    // A short write needs no words of its own: the digest does not fit then.
+    if (!archive.append(netArchive(image)))
+        qCWarning(logNet) << "cannot write" << m_paths.netArchive;
+    archive.close();
+    return install(NetInstallVariant::Package, parseNetImage(image));
+}
+
+bool NetInstaller::install(NetInstallVariant variant, const NetImage &header)
+{
+    const NetInstallPlan &plan = netInstallPlan(variant);
+    const QByteArray digest = m_shell.readFirst(command(netcommand::digest()), net::md5Size);
+    if (digest.size() != net::md5Size || digest != header.md5Text) {
+        say(plan.digestWrong);
+        return false;
+    }
+    for (const NetInstallStep &step : plan.steps)
+        perform(step, header);
+    return true;
+}
+
+void NetInstaller::rebootModule()
+{
+    m_shell.run(netcommand::reboot());
+}
+
+void NetInstaller::perform(const NetInstallStep &step, const NetImage &header)
+{
+    const QString version = QString::fromLatin1(header.version);
+    switch (step.kind) {
+    case NetInstallStep::Kind::Say:
+        say(step.text);
+        break;
+    case NetInstallStep::Kind::SaySuccess:
+        say(nettext::upgradeSuccess(version));
+        break;
+    case NetInstallStep::Kind::Progress:
+        if (m_report.progress)
+            m_report.progress(step.percent);
+        break;
+    case NetInstallStep::Kind::Run:
+        m_shell.run(command(step.text));
+        break;
+    case NetInstallStep::Kind::WriteVersion:
+        writeVersion(header.version, step.text);
+        break;
+    case NetInstallStep::Kind::AnnounceVersion:
+        if (m_report.keyed)
+            m_report.keyed({nettext::versionKey(), version});
+        break;
+    }
+}
+
+void NetInstaller::writeVersion(const QByteArray &version, const QString &successLine)
+{
+    // Written beside and renamed: a power cut leaves the old version or the new one, never half.
+    QSaveFile file(m_paths.netVersion);
+    if (file.open(QIODevice::WriteOnly) && file.write(version) == version.size() && file.commit()) {
+        say(successLine);
+        return;
+    }
+    qCWarning(logNet) << nettext::versionFileFailed();
+    say(nettext::versionFileFailed());
+}
+
+void NetInstaller::say(const QString &line)
+{
+    if (!line.isEmpty() && m_report.text)
+        m_report.text(line);
+}
+
+QString NetInstaller::command(const QString &pattern) const
+{
+    return QString(pattern).replace(QLatin1String("%1"), m_paths.netArchive);
+}

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "netupgrade/NetInstallPlan.h"
+#include "package/NetImage.h"
+#include "platform/Platform.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+/** Where an install tells what it does. A callback that is not set is not called. */
+struct NetReport
+{
+    /** One line for the console. */
+    std::function<void(const QString &line)> text;
+    /** A list whose first element is a key: ("NETVERSION", version). */
+    std::function<void(const QStringList &list)> keyed;
+    /** Percent of the whole install, rising. */
+    std::function<void(double percent)> progress;
+};
+
+/**
+ * Installs the network module's own firmware: the archive's digest is compared with the header's,
+ * then the archive is unpacked over the root file system by shell commands. Everything runs in the
+ * calling thread and takes as long as the commands take. Nobody looks at the commands' exit
+ * statuses. Uses the platform's paths and shell only.
+ */
+class NetInstaller
+{
+public:
+    NetInstaller(const Platform &platform, NetReport report);
+
+    /**
+     * The whole install of a NET image out of a package: writes the archive, then as install()
+     * for NetInstallVariant::Package. False when the archive cannot be created or its digest is
+     * wrong; a version file that cannot be written does not count as a failure.
+     */
+    bool installImage(const QByteArray &image);
+
+    /** Installs the archive that is on disk already. False when its digest is not the header's;
+     *  then no command but the digest's has run. */
+    bool install(NetInstallVariant variant, const NetImage &header);
+
+    /** Reboots the module. Returns before it goes down. */
+    void rebootModule();
+
+private:
+    void perform(const NetInstallStep &step, const NetImage &header);
+    void writeVersion(const QByteArray &version, const QString &successLine);
+    void say(const QString &line);
+    QString command(const QString &pattern) const;
+
+    Paths m_paths;
+    Shell m_shell;
+    NetReport m_report;
+};

@@ -1,0 +1,310 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "netupgrade/NetInstaller.h"
+#include "support/RecordingShell.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+const char *const version = "1.23";
+
+/** One installer with everything it does in one list, in order. */
+class Bench
+{
+public:
+    Bench()
+    {
+        platform.paths.netArchive = folder.filePath("sysupdate.tar.bz2");
+        platform.paths.netVersion = folder.filePath("version");
+        platform.shell.run = [this](const QString &command) { log.append("$ " + command); };
+        platform.shell.readFirst = [this](const QString &command, int count) {
+            log.append("$ " + command);
+            return RecordingShell::md5OfNamedFile(command).left(count);
+        };
+        report.text = [this](const QString &line) { log.append("> " + line); };
+        report.keyed = [this](const QStringList &list) { log.append("> " + list.join("||")); };
+        report.progress = [this](double percent) { log.append(QString::number(percent) + '%'); };
+    }
+
+    NetInstaller installer() { return {platform, report}; }
+
+    QByteArray stored(const QString &path) const
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
+    }
+
+    /** The log with this bench's paths replaced by the module's own. */
+    QStringList told() const
+    {
+        QStringList lines = log;
+        return lines.replaceInStrings(folder.path(), "/data");
+    }
+
+    QTemporaryDir folder;
+    Platform platform;
+    NetReport report;
+    QStringList log;
+};
+
+QByteArray imageOf(const QByteArray &archive)
+{
+    QByteArray image(net::archiveOffset, '\0');
+    image.replace(0, 4, version);
+    image.replace(5, 32, QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex());
+    return image + archive;
+}
+
+const QStringList refusal = {"> Start to upgrade NET firmware.", "10%",
+                             "$ sudo md5sum /data/sysupdate.tar.bz2",
+                             "> NET firmware checksum fail, upgrade net fail."};
+
+} // namespace
+
+class TestInstaller : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void installsAnImage();
+    void refusesADamagedImage();
+    void refusesAnUpperCaseDigest();
+    void refusesShortImages_data();
+    void refusesShortImages();
+    void refusesASilentDigestCommand();
+    void cannotCreateTheArchive();
+    void cannotWriteTheArchive();
+    void cannotWriteTheVersion();
+    void replacesTheOldVersion();
+    void quietInstall();
+    void quietRefusal();
+    void blocksInstall();
+    void blocksRefusal();
+    void worksWithoutListeners();
+    void productionCommands();
+};
+
+void TestInstaller::installsAnImage()
+{
+    Bench bench;
+    const QByteArray archive(100'000, 'x');
+    QVERIFY(bench.installer().installImage(imageOf(archive)));
+    QCOMPARE(bench.told(), (QStringList{
+                               "> Start to upgrade NET firmware.",
+                               "10%",
+                               "$ sudo md5sum /data/sysupdate.tar.bz2",
+                               "> NET firmware checksum success.",
+                               "20%",
+                               "$ sudo mount -o remount rw /",
+                               "30%",
+                               "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
+                               "70%",
+                               "$ sudo rm /data/sysupdate.tar.bz2",
+                               "80%",
+                               "$ sudo mount -o remount ro /",
+                               "$ sync",
+                               "90%",
+                               "> NET firmware ver1.23 upgrade success.",
+                               "> NETVERSION||1.23",
+                           }));
+    QCOMPARE(bench.stored(bench.platform.paths.netArchive), archive);
+    QCOMPARE(bench.stored(bench.platform.paths.netVersion), QByteArray(version));
+}
+
+void TestInstaller::refusesADamagedImage()
+{
+    Bench bench;
+    QByteArray image = imageOf("archive");
+    image.append('x');
+    QVERIFY(!bench.installer().installImage(image));
+    QCOMPARE(bench.told(), refusal);
+    QCOMPARE(bench.stored(bench.platform.paths.netArchive), QByteArray("archivex"));
+    QVERIFY(!QFile::exists(bench.platform.paths.netVersion));
+}
+
+void TestInstaller::refusesAnUpperCaseDigest()
+{
+    Bench bench;
+    QByteArray image = imageOf("archive");
+    image.replace(5, 32, image.mid(5, 32).toUpper());
+    QVERIFY(!bench.installer().installImage(image));
+    QCOMPARE(bench.told(), refusal);
+}
+
+void TestInstaller::refusesShortImages_data()
+{
+    QTest::addColumn<int>("size");
+    for (const int size : {0, 3, 4, 10, 36, 37, 61})
+        QTest::addRow("%d bytes", size) << size;
+}
+
+void TestInstaller::refusesShortImages()
+{
+    QFETCH(int, size);
+    Bench bench;
+    // The digest of what comes before the cut, so that only the length can be the reason.
+    const QByteArray image = imageOf("archive").left(size);
+    QVERIFY(!bench.installer().installImage(image));
+    QCOMPARE(bench.told(), refusal);
+    QCOMPARE(bench.stored(bench.platform.paths.netArchive), QByteArray());
+    const NetImage header = parseNetImage(image);
+    QCOMPARE(header.version.size(), 4);
+    QCOMPARE(header.md5Text.size(), 32);
+}
+
+void TestInstaller::refusesASilentDigestCommand()
+{
+    Bench bench;
+    bench.platform.shell.readFirst = [](const QString &, int) { return QByteArray(); };
+    QVERIFY(!bench.installer().installImage(imageOf("archive")));
+    QCOMPARE(bench.log.last(), refusal.last());
+}
+
+void TestInstaller::cannotCreateTheArchive()
+{
+    Bench bench;
+    bench.platform.paths.netArchive = bench.folder.filePath("missing/archive");
+    QVERIFY(!bench.installer().installImage(imageOf("archive")));
+    QCOMPARE(bench.log, (QStringList{"> Start to upgrade NET firmware.",
+                                     "> Create fw_net error, upgrade net fail."}));
+}
+
+void TestInstaller::cannotWriteTheArchive()
+{
+    Bench bench;
+    bench.platform.paths.netArchive = "/dev/full";
+    bench.platform.shell.readFirst = [](const QString &, int count) {
+        return QCryptographicHash::hash({}, QCryptographicHash::Md5).toHex().left(count);
+    };
+    QVERIFY(!bench.installer().installImage(imageOf("archive")));
+    QCOMPARE(bench.log.last(), refusal.last());
+}
+
+void TestInstaller::cannotWriteTheVersion()
+{
+    Bench bench;
+    bench.platform.paths.netVersion = bench.folder.filePath("missing/version");
+    QVERIFY(bench.installer().installImage(imageOf("archive")));
+    QCOMPARE(bench.log.last(), QString("> Failed to create version file"));
+}
+
+void TestInstaller::replacesTheOldVersion()
+{
+    Bench bench;
+    QFile old(bench.platform.paths.netVersion);
+    QVERIFY(old.open(QIODevice::WriteOnly));
+    old.write("1.00");
+    old.close();
+    QVERIFY(bench.installer().installImage(imageOf("archive")));
+    QCOMPARE(bench.stored(old.fileName()), QByteArray(version));
+    QCOMPARE(QDir(bench.folder.path()).entryList(QDir::Files).size(), 2);
+}
+
+void TestInstaller::quietInstall()
+{
+    Bench bench;
+    QFile archive(bench.platform.paths.netArchive);
+    QVERIFY(archive.open(QIODevice::WriteOnly));
+    archive.write("archive");
+    archive.close();
+    const NetImage header = parseNetImage(imageOf("archive"));
+    QVERIFY(bench.installer().install(NetInstallVariant::Quiet, header));
+    QCOMPARE(bench.told(), (QStringList{
+                               "$ sudo md5sum /data/sysupdate.tar.bz2",
+                               "20%",
+                               "$ sudo mount -o remount rw /",
+                               "30%",
+                               "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
+                               "70%",
+                               "$ sudo rm /data/sysupdate.tar.bz2",
+                               "80%",
+                               "$ sudo mount -o remount ro /",
+                               "$ sync",
+                               "90%",
+                           }));
+    QVERIFY(!QFile::exists(bench.platform.paths.netVersion));
+}
+
+void TestInstaller::quietRefusal()
+{
+    Bench bench;
+    QVERIFY(!bench.installer().install(NetInstallVariant::Quiet, {}));
+    QCOMPARE(bench.told(), QStringList{"$ sudo md5sum /data/sysupdate.tar.bz2"});
+}
+
+void TestInstaller::blocksInstall()
+{
+    Bench bench;
+    QFile archive(bench.platform.paths.netArchive);
+    QVERIFY(archive.open(QIODevice::WriteOnly));
+    archive.close();
+    const NetImage header = parseNetImage(imageOf({}));
+    QVERIFY(bench.installer().install(NetInstallVariant::Blocks, header));
+    QCOMPARE(bench.told(), (QStringList{
+                               "$ sudo md5sum /data/sysupdate.tar.bz2",
+                               "> NET package checksum OK.",
+                               "$ sudo mount -o remount rw /",
+                               "30%",
+                               "> NET package upgrade 30%.",
+                               "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
+                               "70%",
+                               "> NET package upgrade 70%.",
+                               "$ sudo rm /data/sysupdate.tar.bz2",
+                               "80%",
+                               "> NET package upgrade 80%.",
+                               "$ sudo mount -o remount ro /",
+                               "> NET firmware checksum success.",
+                               "> Create version file success",
+                               "> NETVERSION||1.23",
+                               "$ sync",
+                               "90%",
+                               "> NET package upgrade 90%.",
+                               "> NET firmware ver1.23 upgrade success.",
+                           }));
+    QCOMPARE(bench.stored(bench.platform.paths.netVersion), QByteArray(version));
+}
+
+void TestInstaller::blocksRefusal()
+{
+    Bench bench;
+    QVERIFY(!bench.installer().install(NetInstallVariant::Blocks, {}));
+    QCOMPARE(bench.told(), (QStringList{"$ sudo md5sum /data/sysupdate.tar.bz2",
+                                        "> NET package checksum error."}));
+}
+
+void TestInstaller::worksWithoutListeners()
+{
+    Bench bench;
+    bench.report = {};
+    QVERIFY(bench.installer().installImage(imageOf("archive")));
+    QCOMPARE(bench.log.size(), 6);
+}
+
+/** The module's sudo rights name these lines, so they are held here letter for letter. */
+void TestInstaller::productionCommands()
+{
+    RecordingShell recorder;
+    recorder.digest = [](const QString &) { return QByteArray(32, 'a'); };
+    QTemporaryDir folder;
+    Platform platform;
+    platform.shell = recorder.shell();
+    platform.paths.netVersion = folder.filePath("version");
+    NetImage header;
+    header.md5Text = QByteArray(32, 'a');
+    NetInstaller installer(platform, {});
+    QVERIFY(installer.install(NetInstallVariant::Blocks, header));
+    installer.rebootModule();
+    QCOMPARE(recorder.commands(), (QStringList{
+                                      "sudo md5sum /data/sysupdate.tar.bz2",
+                                      "sudo mount -o remount rw /",
+                                      "sudo tar -C / -xf /data/sysupdate.tar.bz2",
+                                      "sudo rm /data/sysupdate.tar.bz2",
+                                      "sudo mount -o remount ro /",
+                                      "sync",
+                                      "sudo reboot",
+                                  }));
+}
+
+QTEST_GUILESS_MAIN(TestInstaller)
+#include "tst_installer.moc"

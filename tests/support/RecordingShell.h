@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/Platform.h"
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+
+/** A shell that runs nothing and remembers every command; usable from any thread. */
+class RecordingShell
+{
+public:
+    /** Called with each command, after it was recorded, in the caller's thread. */
+    std::function<void(const QString &command)> onRun;
+    /** What a digest command prints; by default the MD5 of the file that it names last. */
+    std::function<QByteArray(const QString &command)> digest = md5OfNamedFile;
+
+    Shell shell()
+    {
+        return {[this](const QString &command) { run(command); },
+                [this](const QString &command, int count) { return read(command, count); }};
+    }
+
+    QStringList commands() const
+    {
+        const QMutexLocker lock(&m_mutex);
+        return m_commands;
+    }
+
+    static QByteArray md5OfNamedFile(const QString &command)
+    {
+        QFile file(command.section(QLatin1Char(' '), -1));
+        if (!file.open(QIODevice::ReadOnly))
+            return {};
+        return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Md5).toHex() + "  " +
+               file.fileName().toLocal8Bit() + '\n';
+    }
+
+private:
+    void run(const QString &command)
+    {
+        record(command);
+        if (onRun)
+            onRun(command);
+    }
+
+    QByteArray read(const QString &command, int count)
+    {
+        record(command);
+        return digest(command).left(count);
+    }
+
+    void record(const QString &command)
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_commands.append(command);
+    }
+
+    mutable QMutex m_mutex;
+    QStringList m_commands;
+};
