@@ -2,7 +2,9 @@
 #pragma once
 
 #include "engine/SequencerTable.h"
+#include "netupgrade/NetArchive.h"
 #include "package/MatchMask.h"
+#include "package/NetImage.h"
 #include "planning/ProductCommand.h"
 #include "planning/TypeAndIndexTable.h"
 #include "planning/UpgradeMode.h"
@@ -18,12 +20,14 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 
 class CoreCOMQ;
 class CoreTelnet;
 class CoreUpload;
 class ByteSource;
 struct NetMergePlan;
+struct NetReport;
 struct PackageDescription;
 struct ProductRecord;
 
@@ -101,6 +105,8 @@ public slots:
     void send(int wCMD);
     void sendWriteStr(int wCMD, int nDataCnt, QList<int> cExDataStr);
     bool write(char *m_cSendBuftemp, size_t length);
+    /** Sends the extended status frame; from then on the device may send its NET image. */
+    void sendAppStatus(int wCMD, quint8 status);
 
     // Response parser
     void slotReceiveDatas(QByteArray datas);
@@ -199,6 +205,7 @@ private:
     void expectReply(ReceiveMode mode);
 
     // Response parser
+    void takeBytes(const QByteArray &datas);
     void takeFrame(const QByteArray &frame);
     void takeText(const QByteArray &datas);
     void backData(const QString &line);
@@ -274,6 +281,15 @@ private:
     void skipFailedItem();
     void upgradeCurrentItem();
 
+    // The network module's own firmware
+    NetReport netReport();
+    void upgradeNetFromPackage();
+    void failNet(double progress);
+    void reportNetEnd(double progress, const QString &rowResult);
+    void takeExtendedFrame(const Reply &frame);
+    void takeNetBlock(const Reply &frame);
+    void installQuietly();
+
     // Image transfer
     bool writeMultBoard(quint8 mcuType, quint8 chipIndex, const QByteArray &image);
     void startWrite(quint8 mcuType, quint8 chipIndex);
@@ -322,6 +338,8 @@ private:
     bool m_mainMcuFirst = false;
     bool m_mainMcuFirstUsed = false;
     bool m_imageWritten = false;
+    NetImage m_netHeader;
+    std::unique_ptr<NetArchive> m_netArchive;
 
     QString m_fileName;
     QByteArray m_image;

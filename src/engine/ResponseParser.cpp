@@ -61,21 +61,31 @@ void ControlCenter::slotReceiveDatas(QByteArray datas)
         return;
     switch (m_receiveMode) {
     case ReceiveMode::Binary:
-        for (const char byte : datas) {
-            if (m_assembler.feed(quint8(byte)) != FrameAssembler::Result::Complete)
-                continue;
-            takeFrame(m_assembler.frame());
-            if (!canRead)
-                return;
-        }
+    case ReceiveMode::Extended:
+        takeBytes(datas);
         break;
     case ReceiveMode::Text:
         takeText(datas);
         break;
-    case ReceiveMode::Extended:
     case ReceiveMode::None:
         qCDebug(logEngine) << "otherReceivedData";
         break;
+    }
+}
+
+/** What follows a reply in the same chunk counts only when that reply led to another command. */
+void ControlCenter::takeBytes(const QByteArray &datas)
+{
+    for (const char byte : datas) {
+        if (m_assembler.feed(quint8(byte)) != FrameAssembler::Result::Complete)
+            continue;
+        const QByteArray frame = m_assembler.frame();
+        if (m_receiveMode == ReceiveMode::Extended)
+            takeExtendedFrame(Reply(frame));
+        else
+            takeFrame(frame);
+        if (!canRead)
+            return;
     }
 }
 

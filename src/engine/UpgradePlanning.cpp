@@ -178,5 +178,11 @@ void ControlCenter::upgradeCurrentItem()
         skipFailedItem();
         return;
     }
-    writeMultBoard(quint8(chipType), quint8(chipIndex), m_image);
+    const bool forModule = chipType == chip::networkModule;
+    if (forModule && g_UPGRADTYPE == netImage::installHere)
+        upgradeNetFromPackage();
+    else if (!forModule || g_UPGRADTYPE == netImage::sendToDevice)
+        writeMultBoard(quint8(chipType), quint8(chipIndex), m_image);
+    else
+        skipFailedItem();
 }

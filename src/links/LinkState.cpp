@@ -4,7 +4,7 @@
 #include "protocol/McuFrame.h"
 
 quint8 g_CONNECTTYPE = link::serial;
-quint8 g_UPGRADTYPE = 2;
+quint8 g_UPGRADTYPE = netImage::installHere;
 quint16 currentCommandKey = 0;
 bool canRead = false;
 

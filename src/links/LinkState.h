@@ -11,7 +11,7 @@
 /** Which device link an engine starts with: 1 serial, 2 network, anything else none. */
 extern quint8 g_CONNECTTYPE;
 
-/** What becomes of a NET image in a package: 1 sent like an MCU image, 2 installed here. */
+/** What becomes of a NET image in a package; see netImage. */
 extern quint8 g_UPGRADTYPE;
 
 /** Command word of the last frame that was longer than 8 bytes. */
@@ -19,6 +19,13 @@ extern quint16 currentCommandKey;
 
 /** True from the moment a frame was written until its reply was taken. */
 extern bool canRead;
+
+namespace netImage {
+
+constexpr quint8 sendToDevice = 1;
+constexpr quint8 installHere = 2;
+
+} // namespace netImage
 
 namespace link {
 

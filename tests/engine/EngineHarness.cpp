@@ -52,9 +52,12 @@ void FakeCOMQ::deliver(const QByteArray &bytes)
         emit signalReceiveDatas(bytes.mid(at, step));
 }
 
-EngineHarness::EngineHarness(const DeviceDescription &description)
+EngineHarness::EngineHarness(const DeviceDescription &description,
+                             const std::optional<Shell> &shell)
     : device(description), m_platform(scaledPlatform(m_dir.path()))
 {
+    if (shell)
+        m_platform.shell = *shell;
     LinkFactory links;
     links.serial = [this](QObject *parent) { return link = new FakeCOMQ(device, parent); };
     engine = std::make_unique<ControlCenter>(m_platform, links);

@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 
 #include <memory>
+#include <optional>
 
 /** A serial link whose far end is a simulated device in the same process. */
 class FakeCOMQ : public CoreCOMQ
@@ -52,11 +53,13 @@ class EngineHarness : public QObject
     Q_OBJECT
 
 public:
-    explicit EngineHarness(const DeviceDescription &description);
+    explicit EngineHarness(const DeviceDescription &description,
+                           const std::optional<Shell> &shell = std::nullopt);
 
     static DeviceDescription twoMcus();
     static Platform scaledPlatform(const QString &dir);
 
+    const Platform &platform() const { return m_platform; }
     void setPackage(const QByteArray &bytes);
     QString packagePath() const { return m_platform.paths.package; }
 

@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/EngineHarness.h"
+#include "engine/TestPackage.h"
+#include "links/LinkState.h"
+#include "protocol/CommandWords.h"
+#include "support/RecordingShell.h"
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <QtTest>
+
+namespace {
+
+const QByteArray archive = patternImage(5000, 3);
+
+QByteArray netImageOf(const QByteArray &archive, bool upperCase = false)
+{
+    const QByteArray md5 = QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex();
+    return "1.23" + QByteArray(1, '\0') + (upperCase ? md5.toUpper() : md5) + QByteArray(25, '\0') +
+           archive;
+}
+
+TestImage netChip(const QByteArray &image)
+{
+    return {"NET", 32, 1, 0, 0, '\0', {1, 23, 0}, image};
+}
+
+TestImage aux(const QString &name, int type)
+{
+    return {name, type, 1, type + 1, 1, 'A', {1, 0, 1}, patternImage(300, type)};
+}
+
+const QStringList commands{
+    "sudo md5sum %1", "sudo mount -o remount rw /", "sudo tar -C / -xf %1",
+    "sudo rm %1",     "sudo mount -o remount ro /", "sync",
+};
+
+} // namespace
+
+/** The road of NET images, with a shell that only remembers. */
+class TestNet : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void installsBetweenMcuImages();
+    void refusesTheDigest_data();
+    void refusesTheDigest();
+    void archiveCannotBeCreated();
+    void sendsTheImageToTheDevice();
+    void otherKindsGiveTheItemUp();
+    void takesTheImageFromTheDevice();
+    void deviceImageWithWrongDigest();
+    void brokenExtendedBlocks();
+
+private:
+    struct World
+    {
+        RecordingShell shell;
+        std::unique_ptr<EngineHarness> harness;
+        QString archivePath;
+        QString versionPath;
+
+        World()
+        {
+            DeviceDescription device = EngineHarness::twoMcus();
+            device.chips.append(device.chips.last());
+            device.chips.last().chipType = 2;
+            device.chips.last().mcuType = 3;
+            harness = std::make_unique<EngineHarness>(device, shell.shell());
+            archivePath = harness->platform().paths.netArchive;
+            versionPath = harness->platform().paths.netVersion;
+        }
+
+        QStringList expectedCommands() const
+        {
+            return QStringList(commands).replaceInStrings("%1", archivePath);
+        }
+
+        QByteArray content(const QString &path) const
+        {
+            QFile file(path);
+            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("missing");
+        }
+
+        QByteArray statusFrames() const
+        {
+            QByteArray frames;
+            for (const QByteArray &frame : qAsConst(harness->link->sent))
+                frames += (frames.isEmpty() ? "" : " ") + frame.mid(9, 3).toHex();
+            return frames;
+        }
+
+        void deviceSends(quint16 word, const QByteArray &data)
+        {
+            QByteArray payload;
+            payload.append(char(word & 0xFF)).append(char(word >> 8)).append(data);
+            harness->link->receive(mcu::buildFrame(mcu::replyStart, {}, command::escape, payload));
+        }
+    };
+};
+
+void TestNet::installsBetweenMcuImages()
+{
+    World world;
+    EngineHarness &harness = *world.harness;
+    harness.setPackage(makePackage({aux("A", 1), netChip(netImageOf(archive)), aux("B", 2)}));
+    QVERIFY(harness.run({"A,1,0", "NET,32,0", "B,2,0"}, 5));
+
+    const int from = harness.lines.indexOf("Write firmware 'A' success.");
+    const int to = harness.lines.indexOf("Send 'Enter F/W Upgrade Mode' command to 'B'.");
+    QVERIFY(sameTranscript(harness.lines.mid(from + 1, to - from - 1),
+                           {"Start to upgrade NET firmware.", "NET firmware checksum success.",
+                            "NET firmware ver1.23 upgrade success.", "NETVERSION|1.23",
+                            "UPGRADERESULT|NET,32,0,,,,,,,,,1,1|1"}));
+    QCOMPARE(harness.lines.last(), QStringLiteral("APPSTATUS|6"));
+    QCOMPARE(world.shell.commands(), world.expectedCommands());
+    QCOMPARE(world.content(world.archivePath), archive);
+    QCOMPARE(world.content(world.versionPath), QByteArray("1.23"));
+    QStringList progress;
+    for (const double value : qAsConst(harness.progress))
+        progress.append(QString::number(value, 'f', 1));
+    QVERIFY2(progress.join(' ').contains("36.7 40.0 43.3 56.7 60.0 63.3"),
+             qPrintable(progress.join(' ')));
+}
+
+void TestNet::refusesTheDigest_data()
+{
+    QTest::addColumn<QByteArray>("image");
+    QTest::newRow("damaged") << netImageOf(archive) + "x";
+    QTest::newRow("upper case") << netImageOf(archive, true);
+    QTest::newRow("10 bytes") << netImageOf(archive).left(10);
+    QTest::newRow("61 bytes") << netImageOf(archive).left(61);
+}
+
+/** Exactly one step on: the next row is neither skipped nor started twice. */
+void TestNet::refusesTheDigest()
+{
+    QFETCH(QByteArray, image);
+    World world;
+    EngineHarness &harness = *world.harness;
+    harness.setPackage(makePackage({netChip(image), aux("A", 1)}));
+    QVERIFY(harness.run({"NET,32,0", "A,1,0"}, 5));
+    QVERIFY(harness.lines.contains("NET firmware checksum fail, upgrade net fail."));
+    QCOMPARE(world.shell.commands(), world.expectedCommands().mid(0, 1));
+    QCOMPARE(world.content(world.versionPath), QByteArray("missing"));
+    QCOMPARE(harness.sentWords().count("7900"), 1);
+    QCOMPARE(harness.sentWords().count("7902"), 1);
+    QCOMPARE(harness.lines.last(), QStringLiteral("APPSTATUS|6"));
+}
+
+void TestNet::archiveCannotBeCreated()
+{
+    World world;
+    EngineHarness &harness = *world.harness;
+    QVERIFY(QDir().mkpath(world.archivePath));
+    harness.setPackage(makePackage({aux("A", 1), netChip(netImageOf(archive))}));
+    QVERIFY(harness.run({"A,1,0", "NET,32,0"}, 5));
+    QVERIFY(harness.lines.contains("Create fw_net error, upgrade net fail."));
+    QCOMPARE(world.shell.commands(), QStringList());
+    QCOMPARE(harness.sentWords().count("7902"), 1);
+}
+
+void TestNet::sendsTheImageToTheDevice()
+{
+    g_UPGRADTYPE = netImage::sendToDevice;
+    World world;
+    EngineHarness &harness = *world.harness;
+    harness.setPackage(makePackage({netChip(netImageOf(archive))}));
+    QVERIFY(harness.run({"NET,32,0"}, 5));
+    g_UPGRADTYPE = netImage::installHere;
+    QCOMPARE(world.shell.commands(), QStringList());
+    QVERIFY(!QFile::exists(world.archivePath));
+    QVERIFY(harness.lines.contains("Send 'Enter F/W Upgrade Mode' command to 'NET'."));
+}
+
+void TestNet::otherKindsGiveTheItemUp()
+{
+    g_UPGRADTYPE = 3;
+    World world;
+    EngineHarness &harness = *world.harness;
+    harness.setPackage(makePackage({netChip(netImageOf(archive))}));
+    QVERIFY(harness.run({"NET,32,0"}, 5));
+    g_UPGRADTYPE = netImage::installHere;
+    QCOMPARE(world.shell.commands(), QStringList());
+    QVERIFY(harness.lines.contains("UPGRADERESULT|NET,32,0,,,,,,,,,1,2|2"));
+    QCOMPARE(harness.sentWords().count("7902"), 1);
+}
+
+void TestNet::takesTheImageFromTheDevice()
+{
+    World world;
+    EngineHarness &harness = *world.harness;
+    harness.engine->slotConnect("ttyS2");
+    harness.engine->sendAppStatus(command::applicationStatus, 0);
+    harness.lines.clear();
+    const QByteArray image = netImageOf(archive);
+    world.deviceSends(command::enterUpdateMode, QByteArray(2, '\0'));
+    world.deviceSends(command::writeBlock, QByteArray::fromHex("010000") + image.left(500));
+    world.deviceSends(command::writeBlock, QByteArray::fromHex("020000") + image.mid(500, 2500));
+    world.deviceSends(command::writeBlock,
+                      QByteArray::fromHex("030040") + image.mid(3000) + QByteArray(20, '\xFF'));
+
+    QCOMPARE(world.statusFrames(), QByteArray("017900 007900 017900 017900 017900 017900"));
+    QCOMPARE(world.content(world.archivePath), archive);
+    QCOMPARE(world.shell.commands(), world.expectedCommands() + QStringList{"sudo reboot"});
+    QVERIFY(sameTranscript(harness.lines, {"APPSTATUS|9"}));
+    QVERIFY(harness.engine->timersIdle());
+}
+
+void TestNet::deviceImageWithWrongDigest()
+{
+    World world;
+    EngineHarness &harness = *world.harness;
+    harness.engine->slotConnect("ttyS2");
+    harness.engine->sendAppStatus(command::applicationStatus, 0);
+    harness.lines.clear();
+    world.deviceSends(command::writeBlock,
+                      QByteArray::fromHex("010040") + netImageOf(archive, true).left(3000));
+    QCOMPARE(world.statusFrames(), QByteArray("017900 017900 017903"));
+    QCOMPARE(world.shell.commands(), world.expectedCommands().mid(0, 1));
+    QVERIFY(sameTranscript(harness.lines, {"APPSTATUS|9"}));
+}
+
+void TestNet::brokenExtendedBlocks()
+{
+    World world;
+    EngineHarness &harness = *world.harness;
+    harness.engine->slotConnect("ttyS2");
+    harness.engine->sendAppStatus(command::applicationStatus, 0);
+    world.deviceSends(command::writeBlock, {});
+    world.deviceSends(command::writeBlock, QByteArray::fromHex("01"));
+    world.deviceSends(command::writeBlock, QByteArray::fromHex("050000aabb"));
+    world.deviceSends(command::writeBlock, QByteArray::fromHex("050040aabb"));
+    world.deviceSends(command::reboot, {});
+    QCOMPARE(world.statusFrames(), QByteArray("017900 017903 017903 017903 017903"));
+    QCOMPARE(world.shell.commands(), QStringList());
+    QVERIFY(!QFile::exists(world.archivePath));
+}
+
+QTEST_GUILESS_MAIN(TestNet)
+#include "tst_net.moc"
