@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "edid/ByteView.h"
+#include "edid/EdidFacts.h"
+
+namespace edid {
+
+/**
+ * Reads the facts of a dump, following EDID 1.4 for its base block and CTA-861 for its extension.
+ * Any bytes are accepted: what they say wrongly is read literally, what is missing reads as 0.
+ * Facts::headerValid and the two sums say whether to trust them.
+ */
+Facts decode(ByteView dump);
+
+/** The timing in an 18-byte detailed timing descriptor; a zero total gives refresh 0. */
+Timing decodeTiming(ByteView descriptor);
+
+} // namespace edid

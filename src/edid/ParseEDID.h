@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QObject>
+#include <QString>
+
+#include <functional>
+
+/**
+ * Turns a dump of 256 bytes, an EDID base block and its first extension block, into a report.
+ *
+ * The report goes out through signalEDID as three lists of fields that each end in ",":
+ * identification, timings, extension. A dump without the EDID header gives five items instead:
+ * the error and four empty strings. A wrong checksum shows in status() and stops nothing.
+ */
+class ParseEDID : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** Gets every human-readable line, with its "\r\n", in the order of the report. */
+    using LineSink = std::function<void(const QString &line)>;
+
+    explicit ParseEDID(QObject *parent = nullptr);
+
+    void setLineSink(LineSink sink);
+
+    /** Checks and reports 256 bytes, which must outlive the call; emits signalEDID once. */
+    void parse(const unsigned char *bytes);
+    /** The report without the check: emits signalEDID with its three items. */
+    void report(const unsigned char *bytes);
+
+    /** As parse() and report(), answered by signalEDIDAutoTiming. */
+    void parseAutoTiming(const unsigned char *bytes);
+    void reportAutoTiming(const unsigned char *bytes);
+
+    /** Header error, or "HDMI EDID" / "DVI EDID" and the checksum verdicts, "\r" before each. */
+    QString status() const { return m_status; }
+    /** Every byte as two uppercase digits and a space. */
+    QString dump() const { return m_dump; }
+    QString identification() const { return m_identification; }
+    QString timings() const { return m_timings; }
+    QString extension() const { return m_extension; }
+    /** The line written last, Latin-1. */
+    QByteArray videoInfo() const { return cVideoInfo; }
+
+signals:
+    void signalEDID(QList<QString> result);
+    void signalEDIDAutoTiming(QList<QString> result);
+
+private:
+    bool validate(const unsigned char *bytes);
+    void fillReport(const unsigned char *bytes);
+    void writeLine(const QString &line);
+    QList<QString> allItems() const;
+    QList<QString> reportItems() const;
+
+    const unsigned char *m_bytes = nullptr;
+    QString m_status;
+    QString m_dump;
+    QString m_identification;
+    QString m_timings;
+    QString m_extension;
+    QByteArray cVideoInfo;
+    LineSink m_lineSink;
+};
