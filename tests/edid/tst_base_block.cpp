@@ -1,0 +1,312 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "edid/TestDumps.h"
+
+#include <QtTest>
+
+namespace {
+
+QStringList linesOf(const DumpBuilder &builder)
+{
+    return outcomeOf(builder.bytes()).lines;
+}
+
+QString identificationOf(const DumpBuilder &builder)
+{
+    return outcomeOf(builder.bytes()).emitted.value(0).value(0);
+}
+
+QString timingsOf(const DumpBuilder &builder)
+{
+    return outcomeOf(builder.bytes()).emitted.value(0).value(1);
+}
+
+/** The lines of an analog display without a single descriptor. */
+QStringList bareLines()
+{
+    return {"Manufacture's Name:DEL\r\n", "Product Code:0\r\n",
+            "Video Signal Interface:Analog\r\n"};
+}
+
+QByteArray name(const QByteArray &text)
+{
+    return "000000fc00" + text.toHex();
+}
+
+} // namespace
+
+class TestBaseBlock : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void headerError_data();
+    void headerError();
+    void statuses_data();
+    void statuses();
+    void manufacturers_data();
+    void manufacturers();
+    void productNames_data();
+    void productNames();
+    void productNameIsTheFirst();
+    void preferredTimings_data();
+    void preferredTimings();
+    void otherTimingsAreLines();
+    void clockNeedsBothBytes_data();
+    void clockNeedsBothBytes();
+    void inputs_data();
+    void inputs();
+    void productCode();
+    void rangeLimits();
+    void orderOfTheLines();
+};
+
+void TestBaseBlock::headerError_data()
+{
+    QTest::addColumn<int>("offset");
+    for (int offset = 0; offset < 8; ++offset)
+        QTest::newRow(qPrintable(QString::number(offset))) << offset;
+}
+
+void TestBaseBlock::headerError()
+{
+    QFETCH(int, offset);
+    QByteArray bytes = realDump("v4l-samsung-q800t-hdmi2.1");
+    bytes[offset] = 0x55;
+    const Outcome outcome = outcomeOf(bytes);
+    QCOMPARE(outcome.emitted,
+             (QList<QList<QString>>{{"EDID data header error !", "", "", "", ""}}));
+    QCOMPARE(outcome.lines, QStringList());
+}
+
+void TestBaseBlock::statuses_data()
+{
+    QTest::addColumn<int>("extensions");
+    QTest::addColumn<bool>("bank0");
+    QTest::addColumn<bool>("bank1");
+    QTest::addColumn<QString>("status");
+    QTest::newRow("hdmi, both right") << 1 << true << true << "HDMI EDID\rcheck sum Ok !";
+    QTest::newRow("hdmi, bank 0 wrong")
+        << 1 << false << true << "HDMI EDID\rBank0 check sum error !\rBank1 check sum Ok !";
+    QTest::newRow("hdmi, bank 1 wrong")
+        << 1 << true << false << "HDMI EDID\rBank1 check sum error !";
+    QTest::newRow("hdmi, both wrong")
+        << 1 << false << false << "HDMI EDID\rBank0 check sum error !\rBank1 check sum error !";
+    QTest::newRow("more extensions") << 255 << true << true << "HDMI EDID\rcheck sum Ok !";
+    QTest::newRow("dvi, right") << 0 << true << true << "DVI EDID";
+    QTest::newRow("dvi, wrong") << 0 << false << true << "DVI EDID\rCheck sum error !";
+    QTest::newRow("dvi, bank 1 is not looked at") << 0 << true << false << "DVI EDID";
+}
+
+void TestBaseBlock::statuses()
+{
+    QFETCH(int, extensions);
+    QFETCH(bool, bank0);
+    QFETCH(bool, bank1);
+    QFETCH(QString, status);
+    QByteArray bytes = DumpBuilder().set(126, QByteArray(1, char(extensions)).toHex()).bytes();
+    bytes[127] = char(bytes.at(127) + (bank0 ? 0 : 1));
+    bytes[255] = char(bytes.at(255) + (bank1 ? 0 : 1));
+
+    const Outcome outcome = outcomeOf(bytes);
+    QCOMPARE(outcome.status, status);
+    QCOMPARE(outcome.dump, QString::fromLatin1(bytes.toHex(' ').toUpper() + ' '));
+    QCOMPARE(outcome.dump.size(), 3 * 256);
+    // A wrong checksum stops nothing.
+    QCOMPARE(outcome.emitted, (QList<QList<QString>>{{"DEL,,DVI,", "0x0@0Hz,", ""}}));
+    QCOMPARE(outcome.lines, bareLines());
+}
+
+void TestBaseBlock::manufacturers_data()
+{
+    QTest::addColumn<QByteArray>("code");
+    QTest::addColumn<QString>("letters");
+    QTest::newRow("DEL") << QByteArray("10ac") << "DEL";
+    QTest::newRow("the top bit does not count") << QByteArray("90ac") << "DEL";
+    QTest::newRow("zero is no letter") << QByteArray("0000") << "@@@";
+    QTest::newRow("above Z") << QByteArray("7fff") << "___";
+    QTest::newRow("27 to 29") << QByteArray("6f9d") << "[\\]";
+}
+
+void TestBaseBlock::manufacturers()
+{
+    QFETCH(QByteArray, code);
+    QFETCH(QString, letters);
+    const DumpBuilder builder = DumpBuilder().set(8, code);
+    QCOMPARE(identificationOf(builder), letters + ",,DVI,");
+    QCOMPARE(linesOf(builder).value(0), "Manufacture's Name:" + letters + "\r\n");
+}
+
+void TestBaseBlock::productNames_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QString>("shown");
+    QTest::newRow("line feed") << QByteArray("HX-8\n        ") << "HX-8";
+    QTest::newRow("blanks before the line feed stay") << QByteArray("HX-8  \n      ") << "HX-8  ";
+    QTest::newRow("nul") << QByteArray("HX-8\0abcdefgh", 13) << "HX-8";
+    QTest::newRow("all thirteen") << QByteArray("ABCDEFGHIJKLM") << "ABCDEFGHIJKLM";
+    QTest::newRow("not the byte behind") << QByteArray("ABCDEFGHIJKLMN") << "ABCDEFGHIJKLM";
+    QTest::newRow("blanks alone") << QByteArray("             ") << "             ";
+    QTest::newRow("empty") << QByteArray("\n            ") << "";
+    QTest::newRow("Latin-1") << QByteArray("\xc4rger\xff\n     ") << QString::fromUtf8("Ärgerÿ");
+    QTest::newRow("a comma and a per cent sign") << QByteArray("A,%1\n        ") << "A,%1";
+}
+
+void TestBaseBlock::productNames()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(QString, shown);
+    // Right before the second descriptor, so that a fourteenth character would be read from it.
+    const DumpBuilder builder = DumpBuilder().set(54, name(text));
+    QCOMPARE(identificationOf(builder), "DEL," + shown + ",DVI,");
+    QStringList lines = bareLines();
+    lines.insert(1, "Display Product Name:" + shown + "\r\n");
+    QCOMPARE(linesOf(builder), lines);
+}
+
+void TestBaseBlock::productNameIsTheFirst()
+{
+    for (const int offset : {54, 72, 90, 108}) {
+        DumpBuilder builder;
+        builder.set(offset, name("FIRST\n       "));
+        QCOMPARE(identificationOf(builder), QString("DEL,FIRST,DVI,"));
+    }
+    DumpBuilder two;
+    two.set(72, name("FIRST\n       ")).set(108, name("SECOND\n      "));
+    QCOMPARE(identificationOf(two), QString("DEL,FIRST,DVI,"));
+    QCOMPARE(linesOf(two).filter("Display Product Name:").size(), 1);
+
+    // A third byte other than 0, and a tag of the extension's, are no name.
+    DumpBuilder none;
+    none.set(54, "000001fc00414243").set(128 + 54, name("EXTENSION\n   "));
+    QCOMPARE(identificationOf(none), QString("DEL,,DVI,"));
+}
+
+void TestBaseBlock::preferredTimings_data()
+{
+    QTest::addColumn<QByteArray>("descriptor");
+    QTest::addColumn<QString>("timing");
+    QTest::newRow("progressive") << fullHdTiming() << "1920x1080@60Hz,";
+    QTest::newRow("interlaced, 540 lines") << interlacedTiming() << "1920x1080i@60Hz,";
+    QTest::newRow("empty") << QByteArray() << "0x0@0Hz,";
+    QTest::newRow("no timing") << name("ABCDEFGHIJKLM") << "0x1089@0Hz,";
+    QTest::newRow("no width in all") << QByteArray("023a000000382d40") << "0x1080@0Hz,";
+    QTest::newRow("no lines in all") << QByteArray("023a801871000000") << "1920x0@0Hz,";
+    // 65535 x 10 kHz over one pixel.
+    QTest::newRow("largest rate") << QByteArray("ffff010000010000") << "1x1@655350016Hz,";
+    QTest::newRow("largest size") << QByteArray("fffffffffffffffffffffffffffffffffffe")
+                                  << "4095x8190i@10Hz,";
+    // 1200 kHz over 200 x 100 is 60, over 200 x 99 is 60.6, over 200 x 101 is 59.4.
+    QTest::newRow("60.0") << QByteArray("78006464003232000000") << "100x50@60Hz,";
+    QTest::newRow("60.6") << QByteArray("78006464003231000000") << "100x50@61Hz,";
+    QTest::newRow("59.4") << QByteArray("78006464003233000000") << "100x50@59Hz,";
+}
+
+void TestBaseBlock::preferredTimings()
+{
+    QFETCH(QByteArray, descriptor);
+    QFETCH(QString, timing);
+    QCOMPARE(timingsOf(DumpBuilder().set(54, descriptor)), timing);
+}
+
+void TestBaseBlock::otherTimingsAreLines()
+{
+    DumpBuilder builder;
+    builder.set(54, fullHdTiming()).set(72, interlacedTiming()).set(108, fullHdTiming());
+    QCOMPARE(timingsOf(builder), QString("1920x1080@60Hz,"));
+    QCOMPARE(linesOf(builder), QStringList({"Detailed Timing:1920x1080i@60Hz\r\n",
+                                            "Detailed Timing:1920x1080@60Hz\r\n"}) +
+                                   bareLines());
+}
+
+void TestBaseBlock::clockNeedsBothBytes_data()
+{
+    QTest::addColumn<QByteArray>("clock");
+    QTest::addColumn<bool>("isTiming");
+    QTest::newRow("both") << QByteArray("0101") << true;
+    QTest::newRow("low byte zero") << QByteArray("0074") << false;
+    QTest::newRow("high byte zero") << QByteArray("ff00") << false;
+    QTest::newRow("none") << QByteArray("0000") << false;
+}
+
+void TestBaseBlock::clockNeedsBothBytes()
+{
+    QFETCH(QByteArray, clock);
+    QFETCH(bool, isTiming);
+    for (const int offset : {72, 90, 108}) {
+        const DumpBuilder builder = DumpBuilder().set(offset, fullHdTiming()).set(offset, clock);
+        QCOMPARE(linesOf(builder).filter("Detailed Timing:").size(), isTiming ? 1 : 0);
+    }
+}
+
+void TestBaseBlock::inputs_data()
+{
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("depth");
+    QTest::newRow("analog") << QByteArray("00") << "Analog"
+                            << "";
+    QTest::newRow("analog has no depth") << QByteArray("7f") << "Analog"
+                                         << "";
+    QTest::newRow("undefined") << QByteArray("8f") << "Digtal"
+                               << "";
+    QTest::newRow("6") << QByteArray("90") << "Digtal"
+                       << "6Bit";
+    QTest::newRow("8") << QByteArray("a0") << "Digtal"
+                       << "8Bit";
+    QTest::newRow("10") << QByteArray("b5") << "Digtal"
+                        << "10Bit";
+    QTest::newRow("12") << QByteArray("c0") << "Digtal"
+                        << "12Bit";
+    QTest::newRow("14") << QByteArray("d0") << "Digtal"
+                        << "14Bit";
+    QTest::newRow("16") << QByteArray("e0") << "Digtal"
+                        << "16Bit";
+    QTest::newRow("reserved") << QByteArray("f0") << "Digtal"
+                              << "Reserved";
+}
+
+void TestBaseBlock::inputs()
+{
+    QFETCH(QByteArray, input);
+    QFETCH(QString, kind);
+    QFETCH(QString, depth);
+    for (const char *version : {"0103", "0104"}) {
+        QStringList lines = bareLines();
+        lines.last() = "Video Signal Interface:" + kind + "\r\n";
+        if (!depth.isEmpty())
+            lines += "Color Bit Depth:" + depth + "\r\n";
+        QCOMPARE(linesOf(DumpBuilder().set(18, version).set(20, input)), lines);
+    }
+}
+
+void TestBaseBlock::productCode()
+{
+    QCOMPARE(linesOf(DumpBuilder().set(10, "34f2")).value(1), QString("Product Code:62004\r\n"));
+}
+
+void TestBaseBlock::rangeLimits()
+{
+    DumpBuilder builder;
+    // The offsets of byte 4 would add 255 to every rate.
+    builder.set(90, "000000fd0f18780ff077000a202020202020");
+    builder.set(108, "000000fd000102030405");
+    QCOMPARE(linesOf(builder), bareLines() + QStringList({"Vertical Rate:24Hz--120Hz\r\n",
+                                                          "Horizontal Rate:15KHz--240KHz\r\n",
+                                                          "Maximum Pixel Clock:1190MHz\r\n"}));
+}
+
+void TestBaseBlock::orderOfTheLines()
+{
+    DumpBuilder builder;
+    builder.set(10, "0100").set(20, "a0").set(54, fullHdTiming()).set(72, fullHdTiming());
+    builder.set(90, "000000fd00187810f077000a202020202020").set(108, name("HX-8\n        "));
+    QCOMPARE(linesOf(builder),
+             (QStringList{"Detailed Timing:1920x1080@60Hz\r\n", "Manufacture's Name:DEL\r\n",
+                          "Display Product Name:HX-8\r\n", "Product Code:1\r\n",
+                          "Video Signal Interface:Digtal\r\n", "Color Bit Depth:8Bit\r\n",
+                          "Vertical Rate:24Hz--120Hz\r\n", "Horizontal Rate:16KHz--240KHz\r\n",
+                          "Maximum Pixel Clock:1190MHz\r\n"}));
+}
+
+QTEST_GUILESS_MAIN(TestBaseBlock)
+#include "tst_base_block.moc"

@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "edid/EdidDecodeOutput.h"
+#include "edid/TestDumps.h"
+
+#include <QtTest>
+
+namespace {
+
+/** Where our report and edid-decode part on a real dump, and why. */
+struct KnownDifference
+{
+    const char *dump;
+    const char *reason;
+    void (*apply)(EdidDecodeOutput &reference);
+};
+
+ListedFormat format(int vic, int width, const char *lines, double rate, const char *aspect)
+{
+    return {vic, width, lines, false, rate, aspect, false};
+}
+
+void replaceEightK(EdidDecodeOutput &reference)
+{
+    QList<ListedFormat> &map = reference.y420.last().formats;
+    map = map.mid(0, 6);
+    map += format(90, 2560, "1080", 60, "64:27");
+    map += format(91, 2560, "1080", 100, "64:27");
+    map += format(66, 1280, "720", 25, "64:27");
+    map += format(67, 1280, "720", 30, "64:27");
+    map += format(68, 1280, "720", 50, "64:27");
+    map += format(70, 1280, "720", 100, "64:27");
+    map += format(71, 1280, "720", 120, "64:27");
+}
+
+const KnownDifference knownDifferences[] = {
+    {"ldi-hisense-55u8k", "the native count takes bit 7 of the codes from 193 on as well",
+     [](EdidDecodeOutput &reference) { reference.extraNative = 2; }},
+    {"v4l-lg-oled-c9-hdmi", "the native count takes bit 7 of the codes from 193 on as well",
+     [](EdidDecodeOutput &reference) { reference.extraNative = 2; }},
+    {"v4l-samsung-q800t-hdmi2.1", "the native count takes bit 7 of the codes from 193 on as well",
+     [](EdidDecodeOutput &reference) { reference.extraNative = 7; }},
+    {"v4l-samsung-q800t-hdmi2.1", "the 4:2:0 map drops bit 7 of every code", replaceEightK},
+    {"v4l-acer-xv273k-dp2-corrupted", "an empty slot does not end the extension's timings",
+     [](EdidDecodeOutput &reference) {
+         reference.ctaTimings = QStringList{"2560x1440@144Hz", "2560x1440@120Hz"};
+     }},
+    {"v4l-acer-xv273k-dp2-corrupted", "the offsets of range limits are left out",
+     [](EdidDecodeOutput &reference) {
+         reference.rangeLimits[2] = reference.rangeLimits[3] = "255";
+     }},
+    {"lhw-BenQ-BNQ802E-C457DADB2E45", "a nonsensical timing is a timing all the same",
+     [](EdidDecodeOutput &reference) {
+         reference.ctaTimings += QStringList{"2720x1618i@0Hz", "1872x31@0Hz"};
+     }},
+};
+
+/** All that a report says, for comparing it as a whole. */
+QStringList reported(const Outcome &outcome)
+{
+    return outcome.emitted.value(0) + outcome.lines;
+}
+
+QStringList reported(const EdidDecodeOutput &reference)
+{
+    return QStringList{reference.identification(), reference.timings(), reference.extension()} +
+           reference.lines();
+}
+
+void apply(const QString &dump, EdidDecodeOutput &reference,
+           const KnownDifference *except = nullptr)
+{
+    for (const KnownDifference &difference : knownDifferences) {
+        if (dump == difference.dump && &difference != except)
+            difference.apply(reference);
+    }
+}
+
+} // namespace
+
+/** The whole report of every real display against what edid-decode says of it. */
+class TestCrossCheck : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void agreesWithEdidDecode_data();
+    void agreesWithEdidDecode();
+    void everyDifferenceIsReal();
+};
+
+void TestCrossCheck::agreesWithEdidDecode_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const QString &name : realDumpNames())
+        QTest::newRow(qPrintable(name)) << name;
+}
+
+void TestCrossCheck::agreesWithEdidDecode()
+{
+    QFETCH(QString, name);
+    EdidDecodeOutput reference = EdidDecodeOutput::ofFile(dataPath(name + ".bin"));
+    QVERIFY2(!reference.manufacturer.isEmpty(), "edid-decode says nothing");
+    apply(name, reference);
+    const Outcome outcome = outcomeOf(realDump(name));
+    QCOMPARE(outcome.emitted.size(), 1);
+    QCOMPARE(outcome.status, reference.status());
+    QCOMPARE(reported(outcome), reported(reference));
+}
+
+void TestCrossCheck::everyDifferenceIsReal()
+{
+    for (const KnownDifference &difference : knownDifferences) {
+        const QString name = difference.dump;
+        EdidDecodeOutput reference = EdidDecodeOutput::ofFile(dataPath(name + ".bin"));
+        apply(name, reference, &difference);
+        QVERIFY2(reported(outcomeOf(realDump(name))) != reported(reference), difference.reason);
+    }
+}
+
+QTEST_GUILESS_MAIN(TestCrossCheck)
+#include "tst_cross_check.moc"
