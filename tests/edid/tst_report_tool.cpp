@@ -1,0 +1,267 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "DumpReader.h"
+#include "ReportPrinter.h"
+#include "edid/TestDumps.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+struct Run
+{
+    int exitCode = -1;
+    QString output;
+    QString errors;
+};
+
+/** Runs the program itself. */
+Run run(const QStringList &arguments, const QByteArray &input = {})
+{
+    QProcess program;
+    // The system's error texts are compared below.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("LC_ALL", "C");
+    program.setProcessEnvironment(environment);
+    program.start(EDID_REPORT_PROGRAM, arguments);
+    program.write(input);
+    program.closeWriteChannel();
+    Run result;
+    if (program.waitForFinished() && program.exitStatus() == QProcess::NormalExit)
+        result.exitCode = program.exitCode();
+    result.output = QString::fromUtf8(program.readAllStandardOutput());
+    result.errors = QString::fromUtf8(program.readAllStandardError());
+    return result;
+}
+
+const QString monitor = "v4l-sony-gdmf520-vga";
+const QString television = "v4l-vizio-e65e0-hdmi";
+
+QString monitorReport()
+{
+    return "Status: DVI EDID\n"
+           "Identification: SNY,GDM-F520,DVI,\n"
+           "Timings: 1280x1024@85Hz,\n"
+           "Extension: \n"
+           "\n"
+           "Manufacture's Name:SNY\n"
+           "Display Product Name:GDM-F520\n"
+           "Product Code:1712\n"
+           "Video Signal Interface:Analog\n"
+           "Vertical Rate:48Hz--170Hz\n"
+           "Horizontal Rate:30KHz--137KHz\n"
+           "Maximum Pixel Clock:370MHz\n";
+}
+
+const QString noHeader = "no EDID: it does not begin with 00 FF FF FF FF FF FF 00";
+
+} // namespace
+
+class TestReportTool : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void readsEveryForm_data();
+    void readsEveryForm();
+    void refuses_data();
+    void refuses();
+    void missingExtension();
+    void readsNoEndlessFile();
+    void controlCharactersAreHidden();
+
+    void printsAReport();
+    void printsWhatTheAgentEmits();
+    void readsStandardInput();
+    void json();
+    void failures_data();
+    void failures();
+    void helpAndVersion();
+};
+
+void TestReportTool::readsEveryForm_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    const QByteArray dump = realDump(television);
+    const QByteArray hex = dump.toHex();
+    QByteArray lines;
+    for (int i = 0; i < 256; i += 16)
+        lines += "\t" + dump.mid(i, 16).toHex() + "\n";
+    QTest::newRow("binary") << dump;
+    QTest::newRow("binary, more blocks") << dump + QByteArray(128, 'x');
+    QTest::newRow("binary, more than whole blocks") << dump + "x";
+    QTest::newRow("one word") << hex;
+    QTest::newRow("fields") << dump.toHex(' ');
+    QTest::newRow("upper case and line ends") << dump.toHex(' ').toUpper() + "\r\n";
+    QTest::newRow("indented lines") << lines;
+    QTest::newRow("C array") << "0x" + dump.toHex(' ').replace(" ", ", 0x") + ",\n";
+    QTest::newRow("one digit") << dump.toHex(' ').replace("00 ", "0 ");
+    QTest::newRow("more blocks") << hex + QByteArray(256, '0');
+}
+
+void TestReportTool::readsEveryForm()
+{
+    QFETCH(QByteArray, content);
+    const DumpReading reading = readDump(content);
+    QCOMPARE(reading.error, QString());
+    QCOMPARE(reading.bytes, realDump(television));
+    QVERIFY(!reading.extensionMissing);
+}
+
+void TestReportTool::refuses_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QString>("error");
+    const QByteArray dump = realDump(television);
+    QTest::newRow("nothing") << QByteArray() << "no EDID: nothing in it";
+    QTest::newRow("blanks") << QByteArray(" \r\n") << "no EDID: nothing in it";
+    QTest::newRow("a block less one")
+        << dump.left(127) << "no EDID: 127 bytes are less than a block of 128";
+    QTest::newRow("two blocks less one")
+        << dump.left(255) << "incomplete EDID: 255 bytes end inside its second block";
+    QTest::newRow("header") << "x" + dump.mid(1) << noHeader;
+    QTest::newRow("zeros") << QByteArray(256, '\0') << noHeader;
+    QTest::newRow("zeros as text") << QByteArray(512, '0') << noHeader;
+    QTest::newRow("prose") << QByteArray("Dear display, what are you?")
+                           << "no EDID: \"Dear\" is no hexadecimal byte";
+    QTest::newRow("a digit lost") << dump.toHex().chopped(1)
+                                  << "no EDID: \"00ffffffffffff00593a\" is no hexadecimal byte";
+    QTest::newRow("prefix alone") << QByteArray("00 0x")
+                                  << "no EDID: \"0x\" is no hexadecimal byte";
+    QTest::newRow("short text") << QByteArray("00 ff ff")
+                                << "no EDID: 3 bytes are less than a block of 128";
+}
+
+void TestReportTool::refuses()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(QString, error);
+    const DumpReading reading = readDump(content);
+    QCOMPARE(reading.error, error);
+    QCOMPARE(reading.bytes, QByteArray());
+}
+
+void TestReportTool::missingExtension()
+{
+    const QByteArray base = realDump(television).left(128);
+    QVERIFY(readDump(base).extensionMissing);
+    QCOMPARE(readDump(base).bytes, base + QByteArray(128, '\0'));
+    QVERIFY(!readDump(realDump(monitor).left(128)).extensionMissing);
+    QCOMPARE(readDump(realDump(monitor).left(128)).bytes, realDump(monitor));
+
+    const Run result = run({"-"}, base);
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(result.output.startsWith("Status: HDMI EDID, check sum Ok !\n"));
+    QCOMPARE(result.errors, QString("edid-report: standard input: the extension block is missing; "
+                                    "read as zeros\n"));
+}
+
+void TestReportTool::readsNoEndlessFile()
+{
+    QFile endless("/dev/zero");
+    QVERIFY(endless.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
+    QCOMPARE(readDump(endless).error, QString("no EDID: larger than any dump"));
+}
+
+void TestReportTool::controlCharactersAreHidden()
+{
+    // A name that would colour the terminal; the report proper keeps it.
+    const QByteArray bytes = DumpBuilder().set(54, "000000fc001b5b33316d0d9b0a").bytes();
+    const DumpReport report = reportDump(bytes);
+    QCOMPARE(report.identification,
+             QString("DEL,") + QChar(0x1b) + "[31m\r" + QChar(0x9b) + ",DVI,");
+    const QString text = QString::fromUtf8(reportText(report));
+    QVERIFY(text.contains("Identification: DEL,?[31m??,DVI,\n"));
+    QVERIFY(text.contains("Display Product Name:?[31m??\n"));
+}
+
+void TestReportTool::printsAReport()
+{
+    const Run result = run({dataPath(monitor + ".bin")});
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.output, monitorReport());
+    QCOMPARE(result.errors, QString());
+}
+
+void TestReportTool::printsWhatTheAgentEmits()
+{
+    for (const QString &name : realDumpNames()) {
+        const Outcome outcome = outcomeOf(realDump(name));
+        QString lines = outcome.lines.join("");
+        const Run result = run({dataPath(name + ".bin")});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.output, "Status: " + QString(outcome.status).replace("\r", ", ") +
+                                    "\nIdentification: " + outcome.emitted[0][0] +
+                                    "\nTimings: " + outcome.emitted[0][1] + "\nExtension: " +
+                                    outcome.emitted[0][2] + "\n\n" + lines.remove('\r'));
+    }
+}
+
+void TestReportTool::readsStandardInput()
+{
+    const Run binary = run({"-"}, realDump(monitor));
+    QCOMPARE(binary.exitCode, 0);
+    QCOMPARE(binary.output, monitorReport());
+    QCOMPARE(run({"-"}, realDump(monitor).toHex(' ')).output, monitorReport());
+}
+
+void TestReportTool::json()
+{
+    const Run result = run({"--json", dataPath(television + ".bin")});
+    QCOMPARE(result.exitCode, 0);
+    const QJsonObject object = QJsonDocument::fromJson(result.output.toUtf8()).object();
+    const Outcome outcome = outcomeOf(realDump(television));
+    QCOMPARE(object, (QJsonObject{{"status", outcome.status},
+                                  {"dump", outcome.dump},
+                                  {"identification", outcome.emitted[0][0]},
+                                  {"timings", outcome.emitted[0][1]},
+                                  {"extension", outcome.emitted[0][2]},
+                                  {"lines", QJsonArray::fromStringList(outcome.lines)}}));
+}
+
+void TestReportTool::failures_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("errors");
+    const QString usage =
+        "edid-report: give one FILE, or - for standard input; --help tells more\n";
+    QTest::newRow("no file") << QStringList() << usage;
+    QTest::newRow("two files") << QStringList{"a", "b"} << usage;
+    QTest::newRow("not there") << QStringList{"/nowhere/dump"}
+                               << "edid-report: /nowhere/dump: No such file or directory\n";
+    QTest::newRow("no EDID") << QStringList{dataPath("INDEX.md")}
+                             << "edid-report: " + dataPath("INDEX.md") +
+                                    ": no EDID: \"#\" is no hexadecimal byte\n";
+    QTest::newRow("no EDID, JSON")
+        << QStringList{"--json", "-"} << "edid-report: standard input: no EDID: nothing in it\n";
+    QTest::newRow("option") << QStringList{"--bogus", "-"}
+                            << "edid-report: Unknown option 'bogus'.\n";
+}
+
+void TestReportTool::failures()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, errors);
+    const Run result = run(arguments);
+    QCOMPARE(result.exitCode, 1);
+    QCOMPARE(result.output, QString());
+    QCOMPARE(result.errors, errors);
+}
+
+void TestReportTool::helpAndVersion()
+{
+    const Run help = run({"--help"});
+    QCOMPARE(help.exitCode, 0);
+    QVERIFY(help.output.contains("--json"));
+    QVERIFY(help.output.contains("FILE|-"));
+    const Run version = run({"--version"});
+    QCOMPARE(version.exitCode, 0);
+    QCOMPARE(version.output, QString("edid-report " EDID_REPORT_VERSION "\n"));
+}
+
+QTEST_GUILESS_MAIN(TestReportTool)
+#include "tst_report_tool.moc"

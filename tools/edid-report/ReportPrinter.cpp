@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ReportPrinter.h"
+
+#include "edid/ParseEDID.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+
+/** One line's content, fit for a terminal. */
+QString printable(QString text)
+{
+    for (QChar &character : text) {
+        if (character.category() == QChar::Other_Control)
+            character = '?';
+    }
+    return text;
+}
+
+/** The verdicts of a status stand behind bare carriage returns. */
+QString statusLine(const QString &status)
+{
+    return status.split('\r').join(QStringLiteral(", "));
+}
+
+} // namespace
+
+DumpReport reportDump(const QByteArray &bytes)
+{
+    DumpReport report;
+    ParseEDID edid;
+    edid.setLineSink([&report](const QString &line) { report.lines.append(line); });
+    edid.parse(reinterpret_cast<const unsigned char *>(bytes.constData()));
+    report.status = edid.status();
+    report.dump = edid.dump();
+    report.identification = edid.identification();
+    report.timings = edid.timings();
+    report.extension = edid.extension();
+    return report;
+}
+
+QByteArray reportText(const DumpReport &report)
+{
+    QStringList text{
+        "Status: " + statusLine(report.status),
+        "Identification: " + printable(report.identification),
+        "Timings: " + printable(report.timings),
+        "Extension: " + printable(report.extension),
+        QString(),
+    };
+    for (const QString &line : report.lines) {
+        // A few lines have an empty one before them.
+        for (const QString &part : line.chopped(2).split(QStringLiteral("\r\n")))
+            text += printable(part);
+    }
+    return (text.join('\n') + '\n').toUtf8();
+}
+
+QByteArray reportJson(const DumpReport &report)
+{
+    const QJsonObject object{
+        {"status", report.status},
+        {"dump", report.dump},
+        {"identification", report.identification},
+        {"timings", report.timings},
+        {"extension", report.extension},
+        {"lines", QJsonArray::fromStringList(report.lines)},
+    };
+    return QJsonDocument(object).toJson();
+}

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+/** All that a report of a dump consists of. */
+struct DumpReport
+{
+    QString status;
+    QString dump;
+    QString identification;
+    QString timings;
+    QString extension;
+    /** Each with its "\r\n". */
+    QStringList lines;
+};
+
+/** Has the 256 bytes reported by the code that runs in the agent. */
+DumpReport reportDump(const QByteArray &bytes);
+
+/**
+ * The report for a terminal, UTF-8: the fields, a blank line, the lines. Line ends are plain line
+ * feeds, and control characters in a display's name show as "?".
+ */
+QByteArray reportText(const DumpReport &report);
+
+/** The report as a JSON object, every text exactly as the agent has it. */
+QByteArray reportJson(const DumpReport &report);

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "DumpReader.h"
+#include "ReportPrinter.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFile>
+
+#include <cstdio>
+
+namespace {
+
+constexpr int exitFailure = 1;
+
+void complain(const QString &message)
+{
+    std::fprintf(stderr, "edid-report: %s\n", qPrintable(message));
+}
+
+DumpReading readNamed(const QString &name)
+{
+    QFile file(name);
+    const bool open =
+        name == "-" ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
+    DumpReading reading;
+    if (open)
+        reading = readDump(file);
+    else
+        reading.error = file.errorString();
+    return reading;
+}
+
+int report(const QString &file, bool asJson)
+{
+    const DumpReading reading = readNamed(file);
+    const QString name = file == "-" ? QStringLiteral("standard input") : file;
+    if (!reading.error.isEmpty()) {
+        complain(name + ": " + reading.error);
+        return exitFailure;
+    }
+    if (reading.extensionMissing)
+        complain(name + ": the extension block is missing; read as zeros");
+
+    const DumpReport written = reportDump(reading.bytes);
+    const QByteArray output = asJson ? reportJson(written) : reportText(written);
+    const std::size_t size = std::size_t(output.size());
+    if (std::fwrite(output.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0) {
+        complain("standard output cannot be written");
+        return exitFailure;
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName("edid-report");
+    QCoreApplication::setApplicationVersion(EDID_REPORT_VERSION);
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription("Shows what the upgrade agent reports of a display's EDID.");
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption json("json", "Write the report as a JSON object.");
+    parser.addOption(json);
+    parser.addPositionalArgument(
+        "FILE", "EDID dump, binary or hexadecimal text; - reads standard input.", "FILE|-");
+    parser.process(application);
+
+    const QStringList files = parser.positionalArguments();
+    if (files.size() != 1) {
+        complain("give one FILE, or - for standard input; --help tells more");
+        return exitFailure;
+    }
+    return report(files.first(), parser.isSet(json));
+}
