@@ -112,7 +112,8 @@ Timing decodeTiming(ByteView descriptor)
     timing.height = timing.interlaced ? 2 * lines : lines;
     if (totalWidth != 0 && totalLines != 0) {
         const float pixelClock = float(descriptor.wordAt(0)) * 10'000.0F;
-        timing.refresh = int(pixelClock / float(totalWidth) / float(totalLines) + 0.5F);
+        const float aboveHalf = pixelClock / float(totalWidth) / float(totalLines) + 0.5F;
+        timing.refresh = int(aboveHalf);
     }
     return timing;
 }

@@ -43,7 +43,7 @@ int report(const QString &file, bool asJson)
 
     const DumpReport written = reportDump(reading.bytes);
     const QByteArray output = asJson ? reportJson(written) : reportText(written);
-    const std::size_t size = std::size_t(output.size());
+    const auto size = std::size_t(output.size());
     if (std::fwrite(output.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0) {
         complain("standard output cannot be written");
         return exitFailure;
