@@ -1,0 +1,221 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The program around the simulated device: ports, pacing, control channel, files, exit."""
+
+import contextlib
+import json
+import os
+import select
+import socket
+import stat
+import subprocess
+import tempfile
+import time
+import tty
+import unittest
+
+from harness import frames
+from harness.simulator import Simulator
+
+PROGRAM = os.environ["DEVICE_SIMULATOR"]
+DEVICE = {
+    "model": "HX-8",
+    "product_id": "HX8",
+    "chips": [
+        {"name": "MAIN", "version": "1.0.0", "upgrades_to": "1.1.0"},
+        {"name": "AUX 1", "chip_type": 1, "chip_index": 1, "version": "2.0"},
+    ],
+}
+MODEL = frames.frame(frames.REPLY, frames.MODEL_NAME, b"HX-8")
+
+
+def read_bytes(fd, count, seconds=10):
+    """Reads exactly `count` bytes, or what came in that time."""
+    got = b""
+    end = time.monotonic() + seconds
+    while len(got) < count and select.select([fd], [], [], max(0, end - time.monotonic()))[0]:
+        got += os.read(fd, count - len(got))
+    return got
+
+
+class TestProgram(unittest.TestCase):
+    """One simulator for each test, always ended."""
+
+    def setUp(self):
+        self.stack = contextlib.ExitStack()
+        self.addCleanup(self.stack.close)
+        self.folder = self.stack.enter_context(tempfile.TemporaryDirectory())
+        self.link = os.path.join(self.folder, "tty")
+
+    def start(self, *where, **more):
+        simulator = Simulator(PROGRAM, self.folder, DEVICE, where or ("--pty-link", self.link),
+                              **more)
+        self.stack.callback(simulator.stop)
+        return simulator
+
+    def open_link(self):
+        fd = os.open(self.link, os.O_RDWR | os.O_NOCTTY)
+        tty.setraw(fd)
+        return fd
+
+    def ask(self, fd, request, answer):
+        os.write(fd, request)
+        self.assertEqual(read_bytes(fd, len(answer)).hex(), answer.hex())
+
+    def test_pseudo_terminal(self):
+        simulator = self.start()
+        self.assertEqual(simulator.address, self.link)
+        self.assertTrue(stat.S_ISCHR(os.stat(self.link).st_mode))
+        for _ in range(3):  # a host may come and go
+            fd = self.open_link()
+            self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
+            os.close(fd)
+        self.assertEqual(simulator.stop(), 0)
+        self.assertFalse(os.path.lexists(self.link))
+
+    def test_never_replaces_a_file(self):
+        with open(self.link, "w", encoding="ascii") as file:
+            file.write("mine")
+        with self.assertRaisesRegex(AssertionError, "cannot make the link"):
+            self.start()
+        with open(self.link, encoding="ascii") as file:
+            self.assertEqual(file.read(), "mine")
+
+    def test_inherited_descriptor(self):
+        master, slave = os.openpty()
+        tty.setraw(slave)
+        for _ in range(2):  # the holder of the master may start another simulator
+            simulator = self.start("--fd", str(master), pass_fds=(master,))
+            self.ask(slave, frames.host(frames.MODEL_NAME), MODEL)
+            self.assertEqual(simulator.stop(), 0)
+        os.close(master)
+        os.close(slave)
+
+    def test_socket_descriptor_ends_with_its_peer(self):
+        mine, other = socket.socketpair()
+        simulator = self.start("--fd", str(other.fileno()), pass_fds=(other.fileno(),))
+        other.close()
+        self.ask(mine.fileno(), frames.host(frames.MODEL_NAME), MODEL)
+        mine.close()
+        self.assertEqual(simulator.popen.wait(10), 0)
+
+    def test_tcp(self):
+        simulator = self.start("--listen", "127.0.0.1:0")
+        host, port = simulator.address.rsplit(":", 1)
+        for _ in range(2):
+            with socket.create_connection((host, int(port)), 10) as link:
+                self.ask(link.fileno(), frames.host(frames.MODEL_NAME), MODEL)
+
+    def test_pacing_never_answers_before_the_wire_could(self):
+        self.start(options=("--baud", "57600"))
+        fd = self.open_link()
+        request = frames.host(frames.ENTER, bytes(2))
+        answer = frames.status(frames.ENTER, 0)
+        for _ in range(5):
+            start = time.monotonic()
+            self.ask(fd, request, answer)
+            self.assertGreaterEqual(time.monotonic() - start,
+                                    (len(request) + len(answer)) * 10 / 57600)
+        os.close(fd)
+
+    def test_late_answer_is_overtaken(self):
+        self.start(faults=["late:delay=700,count=once"])
+        fd = self.open_link()
+        os.write(fd, frames.host(frames.PRODUCT_ID))
+        self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
+        late = frames.frame(frames.REPLY, frames.PRODUCT_ID, b"HX8")
+        self.assertEqual(read_bytes(fd, len(late)).hex(), late.hex())
+        os.close(fd)
+
+    def test_control_channel(self):
+        simulator = self.start()
+        fd = self.open_link()
+        simulator.control("fault add silent:word=model-name,count=once")
+        self.assertEqual(simulator.control("fault list"), "silent:word=model-name,count=once")
+        os.write(fd, frames.host(frames.MODEL_NAME))
+        self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
+        simulator.control("fault add silent")
+        simulator.control("fault clear")
+        self.assertEqual(simulator.control("fault list"), "")
+        simulator.control("link off")
+        os.write(fd, frames.host(frames.MODEL_NAME))
+        self.assertEqual(read_bytes(fd, 1, 0.2), b"")
+        simulator.control("link on")
+        self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
+        for wrong in ("", "fault", "fault add quiet", "link loose", "flash save", "status now"):
+            with self.assertRaisesRegex(AssertionError, "error: "):
+                simulator.control(wrong)
+        simulator.control("quit")
+        self.assertEqual(simulator.popen.wait(10), 0)
+        os.close(fd)
+
+    def test_flash_is_written_compared_and_saved(self):
+        simulator = self.start()
+        image = bytes(range(256)) + b"end"
+        fd = self.open_link()
+        self.ask(fd, frames.host(frames.ENTER, bytes([1, 1])), frames.status(frames.ENTER, 0))
+        done = frames.status(frames.BLOCK, 0)
+        self.ask(fd, frames.block(1, 1, 0, image[:256]), done)
+        self.assertTrue(simulator.chip(1, 1)["half_written"])
+        self.ask(fd, frames.block(1, 1, 1, image[256:] + b"\xff" * 253, last=True), done)
+        os.close(fd)
+
+        path = os.path.join(self.folder, "image.bin")
+        with open(path, "wb") as file:
+            file.write(image)
+        self.assertEqual(simulator.control(f"flash compare 1 1 {path}"), "equal, 259 bytes")
+        self.assertEqual(simulator.flash(1, 1), image + b"\xff" * 253)
+        self.assertIsNone(simulator.flash(0, 0))
+        self.assertEqual(simulator.chip(1, 1)["images_written"], 1)
+        with open(path, "ab") as file:
+            file.write(b"x")
+        with self.assertRaisesRegex(AssertionError, "byte 259 is 0xff, must be 0x78"):
+            simulator.control(f"flash compare 1 1 {path}")
+
+        os.remove(os.path.join(simulator.flash_folder, "AUX_1-1-1.bin"))
+        self.assertEqual(simulator.stop(), 0)
+        self.assertEqual(os.listdir(simulator.flash_folder), ["AUX_1-1-1.bin"])
+
+    def test_trace(self):
+        simulator = self.start(options=("--print-frames",))
+        fd = self.open_link()
+        self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
+        os.write(fd, b"\r\n")
+        os.close(fd)
+        simulator.stop()
+        expected = [("host", "F903 model-name"), ("device", "F903 model-name data=48582d38"),
+                    ("BROKEN", "bytes outside of any frame")]
+        self.assertEqual(simulator.trace()[:2], expected[:2])
+        with open(simulator.trace_file, encoding="utf-8") as file:
+            text = file.read()
+        self.assertEqual(simulator.stderr(), text)
+        self.assertRegex(text.splitlines()[0], r"^\d+\.\d{6} host   F903 model-name \| 5a5b")
+
+    def test_usage(self):
+        def run(*arguments):
+            return subprocess.run([PROGRAM, *arguments], capture_output=True, text=True,
+                                  timeout=10, check=False)
+
+        device = os.path.join(self.folder, "d.json")
+        with open(device, "w", encoding="ascii") as file:
+            json.dump(DEVICE, file)
+        for wrong in ((), ("--device", device), ("--device", device, "--fd", "x"),
+                      ("--device", device, "--fd", "-1"),
+                      ("--device", device, "--fd", "3", "--listen", "127.0.0.1:1"),
+                      ("--device", device, "--listen", "nowhere"),
+                      ("--device", device, "--pty-link", "x", "--baud", "fast"),
+                      ("--device", device, "--pty-link", "x", "--seed", "x"),
+                      ("--device", device, "--pty-link", "x", "--fault", "quiet"),
+                      ("--device", device, "--pty-link", "x", "more"), ("--colour",)):
+            result = run(*wrong)
+            self.assertEqual((result.returncode, result.stdout), (2, ""), wrong)
+            self.assertRegex(result.stderr, r"^device-simulator: .*\nTry ")
+        missing = run("--device", "/nowhere.json", "--pty-link", self.link)
+        self.assertEqual((missing.returncode, missing.stdout), (1, ""))
+        self.assertIn("/nowhere.json", missing.stderr)
+        shown = run("--help")
+        self.assertEqual((shown.returncode, shown.stderr), (0, ""))
+        self.assertRegex(run("--version").stdout, r"^device-simulator \d+\.\d+\.\d+\n$")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,51 @@
+# SPDX-License-Identifier: Apache-2.0
+"""A program under test, with its standard error kept for the failure report."""
+
+import os
+import subprocess
+import tempfile
+
+
+class Process:
+    """Runs a program until stop() or kill(); its standard error goes to a file."""
+
+    def __init__(self, name, command, **popen):
+        self.name = name
+        self.command = command
+        self._stderr = tempfile.TemporaryFile()
+        self.popen = subprocess.Popen(command, stderr=self._stderr, **popen)
+
+    @property
+    def alive(self):
+        return self.popen.poll() is None
+
+    def stderr(self):
+        """All it has written so far."""
+        size = os.fstat(self._stderr.fileno()).st_size
+        return os.pread(self._stderr.fileno(), size, 0).decode(errors="replace")
+
+    def stop(self):
+        """Asks it to end, and waits; returns its exit status."""
+        if self.alive:
+            self.popen.terminate()
+        return self._finish()
+
+    def kill(self):
+        """Ends it as a power cut would."""
+        if self.alive:
+            self.popen.kill()
+        return self._finish()
+
+    def _finish(self):
+        try:
+            status = self.popen.wait(10)
+        except subprocess.TimeoutExpired:
+            self.popen.kill()
+            status = self.popen.wait(10)
+        if self.popen.stdout:
+            self.popen.stdout.close()
+        return status
+
+    def report(self):
+        state = "running" if self.alive else f"ended with {self.popen.returncode}"
+        return f"--- {self.name} ({state}), standard error:\n{self.stderr()}"

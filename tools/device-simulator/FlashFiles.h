@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "device-simulator/SimulatedDevice.h"
+
+#include <QString>
+
+/**
+ * Writes the flash of every chip that has been written to `directory` (made when missing) as
+ * NAME-TYPE-INDEX.bin, raw blocks with their padding. Returns what went wrong, or nothing.
+ */
+QString saveFlash(const SimulatedDevice &device, const QString &directory);

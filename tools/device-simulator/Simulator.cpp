@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "device-simulator/Simulator.h"
+
+#include "device-simulator/FdPort.h"
+#include "device-simulator/FlashFiles.h"
+#include "device-simulator/TcpPort.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+#include <utility>
+
+Simulator::Simulator(Options options) : m_options(std::move(options)) {}
+
+Simulator::~Simulator() = default;
+
+QString Simulator::readDevice()
+{
+    QFile file(m_options.devicePath);
+    if (!file.open(QIODevice::ReadOnly))
+        return QStringLiteral("%1: %2").arg(m_options.devicePath, file.errorString());
+    QString error;
+    const auto description = DeviceDescription::fromJson(file.readAll(), &error);
+    if (!description)
+        return QStringLiteral("%1: %2").arg(m_options.devicePath, error);
+    m_device = std::make_unique<SimulatedDevice>(*description, SimulatedDevice::steadyClock(),
+                                                 m_options.seed);
+    for (const Fault &fault : m_options.faults)
+        m_device->faults().add(fault);
+    return {};
+}
+
+QString Simulator::openTrace()
+{
+    if (!m_options.tracePath.isEmpty()) {
+        m_traceFile.setFileName(m_options.tracePath);
+        if (!m_traceFile.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            return QStringLiteral("%1: %2").arg(m_options.tracePath, m_traceFile.errorString());
+    }
+    if (!m_traceFile.isOpen() && !m_options.printFrames)
+        return {};
+    m_device->setTrace([this](const TraceEvent &event) {
+        const QByteArray line = event.line().toUtf8() + '\n';
+        if (m_traceFile.isOpen() && m_traceFile.write(line) == line.size())
+            m_traceFile.flush();
+        if (m_options.printFrames)
+            std::fputs(line.constData(), stderr);
+    });
+    return {};
+}
+
+std::unique_ptr<DevicePort> Simulator::makePort() const
+{
+    if (m_options.fd)
+        return std::make_unique<FdPort>(*m_options.fd);
+    if (m_options.listenAddress)
+        return std::make_unique<TcpPort>(*m_options.listenAddress, m_options.listenPort);
+    return std::make_unique<PtyPort>(m_options.ptyLink);
+}
+
+QString Simulator::openControl()
+{
+    if (m_options.controlPath.isEmpty())
+        return {};
+    ControlHooks hooks;
+    hooks.plug = [this](bool plugged) { m_wire->setPlugged(plugged); };
+    // Queued, so that the command is still answered.
+    hooks.quit = [] {
+        QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    };
+    m_commands = std::make_unique<ControlCommands>(*m_device, hooks);
+    m_control = std::make_unique<ControlServer>(*m_commands);
+    QString error;
+    m_control->listen(m_options.controlPath, &error);
+    return error;
+}
+
+QString Simulator::start()
+{
+    QString error = readDevice();
+    if (error.isEmpty())
+        error = openTrace();
+    if (!error.isEmpty())
+        return error;
+    m_port = makePort();
+    if (!m_port->open(&error))
+        return error;
+    QObject::connect(m_port.get(), &DevicePort::closed, qApp, &QCoreApplication::quit);
+    m_wire = std::make_unique<Wire>(*m_port, *m_device, m_options.baudRate);
+    return openControl();
+}
+
+QString Simulator::finish()
+{
+    return m_options.saveFlashPath.isEmpty() ? QString()
+                                             : saveFlash(*m_device, m_options.saveFlashPath);
+}

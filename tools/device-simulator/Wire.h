@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "device-simulator/DevicePort.h"
+#include "device-simulator/SimulatedDevice.h"
+
+#include <QObject>
+#include <QSocketNotifier>
+#include <QVector>
+
+#include <chrono>
+
+/**
+ * Carries bytes between port and device, at the speed of a serial line when one is given: the
+ * device sees a command when its last bit would have arrived, and its answer comes out when the
+ * answer's last bit would have been sent. Times are kept to the microsecond.
+ */
+class Wire : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** `baudRate` 0 means unpaced. */
+    Wire(DevicePort &port, SimulatedDevice &device, int baudRate, QObject *parent = nullptr);
+    ~Wire() override;
+
+    /** A wire that is cut carries nothing either way. */
+    void setPlugged(bool plugged);
+    bool isPlugged() const { return m_plugged; }
+
+private:
+    using Time = std::chrono::nanoseconds;
+
+    struct Pending
+    {
+        Time due{0};
+        QByteArray bytes;
+    };
+
+    static Time now();
+    Time durationOf(int bytes) const { return bytes * m_byteTime; }
+    void onReceived(const QByteArray &bytes);
+    void schedule(const DeviceAnswer &answer, Time commandEnd);
+    void sendDue();
+    void armTimer();
+
+    DevicePort &m_port;
+    SimulatedDevice &m_device;
+    Time m_byteTime{0};
+    /** When the last byte of the host, and of the device, leaves the line. */
+    Time m_hostEnd{0};
+    Time m_deviceEnd{0};
+    /** In the order of their times. */
+    QVector<Pending> m_pending;
+    bool m_plugged = true;
+    int m_timerFd;
+    QSocketNotifier m_timer;
+};
