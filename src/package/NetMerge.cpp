@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/NetMerge.h"
 
+#include "package/Chunks.h"
 #include "package/DescriptionKeys.h"
 #include "package/PackageChecksum.h"
 #include "package/PackageLayout.h"
@@ -8,8 +9,6 @@
 #include <QCryptographicHash>
 #include <QJsonArray>
 #include <QJsonDocument>
-
-#include <algorithm>
 
 namespace {
 
@@ -127,15 +126,12 @@ NetCheck checkNetImage(ByteSource &image)
         return check;
 
     QCryptographicHash md5(QCryptographicHash::Md5);
-    QByteArray chunk(int(md5Chunk), Qt::Uninitialized);
-    for (qint64 position = net::archiveOffset; position < size;) {
-        const qint64 count =
-            image.readInto(position, chunk.data(), std::min(md5Chunk, size - position));
-        if (count <= 0)
-            return check;
-        md5.addData(chunk.constData(), int(count));
-        position += count;
-    }
+    const auto add = [&md5](const char *bytes, qint64 count) {
+        md5.addData(bytes, int(count));
+        return true;
+    };
+    if (forEachChunk(image, net::archiveOffset, md5Chunk, add) < size)
+        return check;
     check.computedMd5 = md5.result().toHex();
     return check;
 }

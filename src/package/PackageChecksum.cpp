@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/PackageChecksum.h"
 
+#include "package/Chunks.h"
 #include "package/Crc32.h"
 #include "package/PackageLayout.h"
-
-#include <algorithm>
 
 namespace {
 
@@ -26,23 +25,13 @@ PackageChecksum checkPackage(ByteSource &source)
     PackageChecksum checksum;
     checksum.stored = textUpToNul(source.read(0, package::checksumSize));
 
-    const qint64 size = source.size();
-    if (size <= package::checksumStart)
-        return checksum;
-
-    // One buffer for the whole file, no larger than the file needs.
-    QByteArray chunk(int(std::min(package::checksumChunk, size)), Qt::Uninitialized);
     Crc32 crc;
-    qint64 position = package::checksumStart;
-    while (position < size) {
-        const qint64 wanted = std::min<qint64>(chunk.size(), size - position);
-        const qint64 count = source.readInto(position, chunk.data(), wanted);
-        if (count <= 0)
-            break;
-        crc.add(chunk.constData(), count);
-        position += count;
-    }
-    if (position > package::checksumStart)
+    const auto add = [&crc](const char *bytes, qint64 count) {
+        crc.add(bytes, count);
+        return true;
+    };
+    const qint64 end = forEachChunk(source, package::checksumStart, package::checksumChunk, add);
+    if (end > package::checksumStart)
         checksum.computed = crc.text();
     return checksum;
 }

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/PackageWriter.h"
 
+#include "package/Chunks.h"
 #include "package/PackageLayout.h"
 
 #include <QtEndian>
 
-#include <algorithm>
 #include <limits>
 
 namespace {
@@ -53,17 +53,10 @@ bool PackageWriter::writeRecord(const RecordKey &key, ByteSource &image)
     if (!put(key.bytes()) || !put(littleEndian(quint32(length))))
         return false;
 
-    m_chunk.resize(chunkSize);
-    for (qint64 position = 0; position < length;) {
-        const qint64 wanted = std::min<qint64>(chunkSize, length - position);
-        const qint64 count = image.readInto(position, m_chunk.data(), wanted);
-        if (count <= 0)
-            return fail(Error::ImageCutShort);
-        if (!put(m_chunk.constData(), count))
-            return false;
-        position += count;
-    }
-    return true;
+    const auto add = [this](const char *bytes, qint64 count) { return put(bytes, count); };
+    if (forEachChunk(image, 0, chunkSize, add) == length)
+        return true;
+    return m_error != Error::None ? false : fail(Error::ImageCutShort);
 }
 
 bool PackageWriter::finish()

@@ -47,5 +47,4 @@ private:
     ByteSink *m_sink;
     Crc32 m_crc;
     Error m_error = Error::None;
-    QByteArray m_chunk;
 };
