@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "netupgrade/NetBlockReceiver.h"
+
+#include "protocol/BlockPayload.h"
+#include "protocol/ChipTypes.h"
+#include "protocol/CommandWords.h"
+#include "protocol/McuFrame.h"
+#include "protocol/Statuses.h"
+
+#include <utility>
+
+namespace {
+
+constexpr int maxLength = 0xFFFF;
+constexpr quint8 moduleIndex = 0;
+constexpr char padding = char(block::lastPadding);
+/** Checksum included, as the frame's last byte. */
+constexpr int smallestWrite = mcu::payloadOffset + block::dataOffset + 1;
+
+AssemblerRules rules()
+{
+    AssemblerRules rules;
+    // Senders exist for both directions' start bytes.
+    rules.startBytes.append(char(mcu::hostStart)).append(char(mcu::replyStart));
+    rules.maxLength = maxLength;
+    rules.badSum = AssemblerRules::BadSum::Restart;
+    return rules;
+}
+
+NetBlockAction answer(quint16 word, quint8 status)
+{
+    NetBlockAction action;
+    action.word = word;
+    action.status = status;
+    return action;
+}
+
+NetBlockAction store(NetBlockAction::Kind kind, const QByteArray &data)
+{
+    NetBlockAction action;
+    action.kind = kind;
+    action.word = command::writeBlock;
+    action.data = data;
+    return action;
+}
+
+QByteArray payloadOf(const QByteArray &frame)
+{
+    return frame.mid(mcu::payloadOffset, frame.size() - mcu::payloadOffset - 1);
+}
+
+/** The sender pads the last block, and nothing tells padding from an archive's own last bytes. */
+QByteArray withoutPadding(const QByteArray &data)
+{
+    int size = data.size();
+    while (size > 0 && data.at(size - 1) == padding)
+        --size;
+    return data.left(size);
+}
+
+} // namespace
+
+QByteArray netBlockReply(quint16 word, quint8 status)
+{
+    return mcu::buildStatusFrame(mcu::moduleReplyStart, {}, word, status);
+}
+
+NetBlockReceiver::NetBlockReceiver(std::function<bool()> busy)
+    : m_busy(std::move(busy)), m_assembler(rules())
+{
+}
+
+std::optional<NetBlockAction> NetBlockReceiver::feed(quint8 byte)
+{
+    if (!m_listening)
+        return {};
+    switch (m_assembler.feed(byte)) {
+    case FrameAssembler::Result::NeedMore:
+        break;
+    case FrameAssembler::Result::BadSum:
+        return answer(mcu::wordAt(m_assembler.frame(), mcu::wordOffset), status::checksumError);
+    case FrameAssembler::Result::Complete:
+        m_listening = false;
+        return take(m_assembler.frame());
+    }
+    return {};
+}
+
+void NetBlockReceiver::stored()
+{
+    m_lastStored = m_lastWrite;
+}
+
+std::optional<NetBlockAction> NetBlockReceiver::take(const QByteArray &frame)
+{
+    switch (mcu::wordAt(frame, mcu::wordOffset)) {
+    case command::enterUpdateMode:
+        return enter(frame);
+    case command::writeBlock:
+        return write(frame);
+    default:
+        return {};
+    }
+}
+
+NetBlockAction NetBlockReceiver::enter(const QByteArray &frame)
+{
+    const QByteArray payload = payloadOf(frame);
+    const bool forModule = payload.size() == 2 && payload.at(0) == char(chip::networkModule) &&
+                           payload.at(1) == char(moduleIndex);
+    if (!forModule || m_busy())
+        return answer(command::enterUpdateMode, status::refused);
+    m_lastStored.clear();
+    return answer(command::enterUpdateMode, status::done);
+}
+
+NetBlockAction NetBlockReceiver::write(const QByteArray &frame)
+{
+    if (frame.size() < smallestWrite || m_busy())
+        return answer(command::writeBlock, status::refused);
+    if (frame == m_lastStored)
+        return answer(command::writeBlock, status::done);
+
+    m_lastWrite = frame;
+    const QByteArray payload = payloadOf(frame);
+    const QByteArray data = payload.mid(block::dataOffset);
+    if (mcu::wordAt(payload, block::numberOffset) == 0)
+        return headerBlock(data);
+    if (quint8(payload.at(block::flagsOffset)) != block::lastFlag)
+        return store(NetBlockAction::Kind::Append, data);
+    m_lastStored.clear();
+    NetBlockAction last = store(NetBlockAction::Kind::Finish, withoutPadding(data));
+    last.header = m_header;
+    return last;
+}
+
+NetBlockAction NetBlockReceiver::headerBlock(const QByteArray &data)
+{
+    if (data.size() < net::archiveOffset)
+        return answer(command::writeBlock, status::refused);
+    m_header = parseNetImage(data);
+    return store(NetBlockAction::Kind::Create, data.mid(net::archiveOffset));
+}

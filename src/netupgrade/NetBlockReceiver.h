@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "package/NetImage.h"
+#include "protocol/FrameAssembler.h"
+
+#include <QByteArray>
+
+#include <functional>
+#include <optional>
+
+/** What the owner of a NetBlockReceiver has to do for one frame. */
+struct NetBlockAction
+{
+    enum class Kind {
+        /** Answer with `status`. */
+        Answer,
+        /** Begin the archive anew with `data`, then answer. */
+        Create,
+        /** Append `data` to the archive, then answer. */
+        Append,
+        /** Append `data`, close the archive and install it with `header`; no answer. */
+        Finish,
+    };
+
+    Kind kind = Kind::Answer;
+    /** The command word to answer. */
+    quint16 word = 0;
+    quint8 status = 0;
+    QByteArray data;
+    /** Finish only. */
+    NetImage header;
+};
+
+/**
+ * The module's part in a block-by-block upgrade, in which it plays an MCU of chip type 0x20: frames
+ * in, actions out. Knows no file, clock or peer.
+ *
+ * After every frame with a right checksum it is deaf until the owner calls listen(), which it does
+ * with each answer. A frame with a wrong checksum is answered and leaves it listening.
+ */
+class NetBlockReceiver
+{
+public:
+    /** `busy` says whether the module may not be upgraded now. */
+    explicit NetBlockReceiver(std::function<bool()> busy);
+
+    /** Takes one byte; the result of a complete frame, if it asks for anything. Ignores the byte
+     *  while deaf. */
+    std::optional<NetBlockAction> feed(quint8 byte);
+
+    bool isListening() const { return m_listening; }
+    void listen() { m_listening = true; }
+
+    /** Tells that the data of the last Create or Append is stored, so that a repetition of that
+     *  frame (the sender missed the answer) is answered and not written twice. */
+    void stored();
+
+    /** Forgets a half-received frame. */
+    void dropPartialFrame() { m_assembler.reset(); }
+
+private:
+    std::optional<NetBlockAction> take(const QByteArray &frame);
+    NetBlockAction enter(const QByteArray &frame);
+    NetBlockAction write(const QByteArray &frame);
+    NetBlockAction headerBlock(const QByteArray &data);
+
+    std::function<bool()> m_busy;
+    FrameAssembler m_assembler;
+    bool m_listening = true;
+    QByteArray m_lastWrite;
+    QByteArray m_lastStored;
+    NetImage m_header = parseNetImage({});
+};
+
+/** The 13-byte answer to `word`. */
+QByteArray netBlockReply(quint16 word, quint8 status);

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "netupgrade/NetModelUpgrade.h"
+
+#include "netupgrade/NetInstallJob.h"
+#include "netupgrade/NetInstaller.h"
+#include "netupgrade/NetTexts.h"
+#include "platform/Log.h"
+#include "protocol/CommandWords.h"
+#include "protocol/Statuses.h"
+
+NetModelUpgrade::NetModelUpgrade(QObject *parent, const Platform &platform)
+    : QObject(parent),
+      m_platform(platform),
+      m_receiver([this] { return m_installing || (m_runActive && m_runActive()); }),
+      m_archive(platform.paths.netArchive)
+{
+    m_gateTimer.setSingleShot(true);
+    m_gateTimer.setInterval(platform.timeOuts.netGateReopen);
+    connect(&m_gateTimer, &QTimer::timeout, this, &NetModelUpgrade::openGate);
+}
+
+NetModelUpgrade::~NetModelUpgrade()
+{
+    if (m_job)
+        m_job->wait();
+}
+
+void NetModelUpgrade::slotReceiveData(const QByteArray &datas)
+{
+    qCDebug(logNetBytes) << "received" << datas.toHex(' ');
+    // A damaged length field must not swallow the frames that the sender repeats later.
+    if (m_sinceLastByte.isValid() &&
+        m_sinceLastByte.hasExpired(m_platform.timeOuts.netAssembly.count()))
+        m_receiver.dropPartialFrame();
+    for (int i = 0; i < datas.size() && m_receiver.isListening(); ++i) {
+        const auto action = m_receiver.feed(quint8(datas.at(i)));
+        if (!m_receiver.isListening())
+            m_gateTimer.start();
+        if (action)
+            handle(*action);
+    }
+    m_sinceLastByte.start();
+}
+
+void NetModelUpgrade::handle(const NetBlockAction &action)
+{
+    switch (action.kind) {
+    case NetBlockAction::Kind::Answer:
+        if (action.status == status::checksumError)
+            qCDebug(logNet) << "checksumError";
+        reply(action.word, action.status);
+        break;
+    case NetBlockAction::Kind::Create:
+        if (m_archive.create())
+            qCDebug(logNet) << "Create file success.";
+        else
+            qCDebug(logNet) << "Faild to create file";
+        store(action);
+        break;
+    case NetBlockAction::Kind::Append:
+        store(action);
+        break;
+    case NetBlockAction::Kind::Finish:
+        finish(action);
+        break;
+    }
+}
+
+void NetModelUpgrade::store(const NetBlockAction &action)
+{
+    if (!m_archive.append(action.data)) {
+        reply(action.word, status::refused);
+        return;
+    }
+    m_receiver.stored();
+    reply(action.word, status::done);
+}
+
+void NetModelUpgrade::finish(const NetBlockAction &action)
+{
+    if (!m_archive.append(action.data)) {
+        reply(action.word, status::refused);
+        return;
+    }
+    m_archive.close();
+    install(action.header);
+}
+
+void NetModelUpgrade::reply(quint16 word, quint8 status)
+{
+    respond(netBlockReply(word, status));
+}
+
+void NetModelUpgrade::respond(const QByteArray &datas)
+{
+    qCDebug(logNetBytes) << "answered" << datas.toHex(' ');
+    emit signalResponse(datas);
+    openGate();
+}
+
+void NetModelUpgrade::openGate()
+{
+    m_gateTimer.stop();
+    m_receiver.listen();
+}
+
+void NetModelUpgrade::install(const NetImage &header)
+{
+    m_installing = true;
+    m_job = new NetInstallJob(m_platform, header, this);
+    connect(m_job, &NetInstallJob::message, this, &NetModelUpgrade::message);
+    connect(m_job, &NetInstallJob::progress, this,
+            [this](double percent) { emit slotProgressValueChanged(percent, 100); });
+    connect(m_job, &NetInstallJob::finished, this, &NetModelUpgrade::onInstallFinished);
+    m_job->start();
+}
+
+void NetModelUpgrade::onInstallFinished()
+{
+    const bool succeeded = m_job->succeeded();
+    m_job->deleteLater();
+    if (!succeeded) {
+        m_installing = false;
+        openGate();
+        return;
+    }
+    respond(nettext::upgradingTrue());
+    emit message({nettext::readyToReboot()});
+    QTimer::singleShot(m_platform.pauses.beforeModuleReboot, this, &NetModelUpgrade::reboot);
+}
+
+void NetModelUpgrade::reboot()
+{
+    NetInstaller(m_platform, {}).rebootModule();
+    // The module is going down. Should it not (no right to reboot it), the agent is not to stay
+    // busy for ever.
+    QTimer::singleShot(m_platform.timeOuts.runGuard, this, [this] { m_installing = false; });
+}
+
+void NetModelUpgrade::noticeUpgradingFalse()
+{
+    reply(command::writeBlock, status::done);
+    respond(QByteArray(nettext::upgradingFalse()));
+}

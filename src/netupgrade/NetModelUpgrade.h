@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "netupgrade/NetArchive.h"
+#include "netupgrade/NetBlockReceiver.h"
+#include "platform/Platform.h"
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+#include <QTimer>
+
+#include <functional>
+
+class NetInstallJob;
+
+/**
+ * Lets the network module be upgraded like any MCU: takes Enter F/W Update Mode and write-block
+ * frames for chip type 0x20, answers each, writes the archive, and installs it after the last
+ * block. Lives in the main thread; the shell commands run on a thread of their own.
+ */
+class NetModelUpgrade : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit NetModelUpgrade(QObject *parent = nullptr, const Platform &platform = Platform());
+    ~NetModelUpgrade() override;
+
+    /** `runActive` says whether the upgrade engine is at work; while it is, no frame is accepted,
+     *  since both write the same archive and the reboot would cut the engine's work short. */
+    void setRunActive(std::function<bool()> runActive) { m_runActive = std::move(runActive); }
+
+    /** True from the start of an install until it has failed or the module is going down. */
+    bool isInstalling() const { return m_installing; }
+
+    /** The sender has seen the module come back: acknowledges the last block, which gets no answer
+     *  of its own, and tells the sender that no upgrade is going on. */
+    void noticeUpgradingFalse();
+
+    /** Any piece of the sender's byte stream. */
+    Q_SLOT void slotReceiveData(const QByteArray &datas);
+
+signals:
+    /** Bytes for the sender: an answer frame or one of the two notices. */
+    void signalResponse(const QByteArray &datas);
+    /** One line, or a keyed list, about the install. */
+    void message(const QStringList &message);
+    /** Percent of the install in `bytesSent`; `bytesTotal` is 100. */
+    void slotProgressValueChanged(double bytesSent, double bytesTotal);
+
+private:
+    void handle(const NetBlockAction &action);
+    void store(const NetBlockAction &action);
+    void finish(const NetBlockAction &action);
+    void reply(quint16 word, quint8 status);
+    void respond(const QByteArray &datas);
+    void openGate();
+    void install(const NetImage &header);
+    void onInstallFinished();
+    void reboot();
+
+    Platform m_platform;
+    std::function<bool()> m_runActive;
+    NetBlockReceiver m_receiver;
+    NetArchive m_archive;
+    QTimer m_gateTimer;
+    QElapsedTimer m_sinceLastByte;
+    QPointer<NetInstallJob> m_job;
+    bool m_installing = false;
+};

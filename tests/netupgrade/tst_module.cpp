@@ -1,0 +1,440 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "netupgrade/NetModelUpgrade.h"
+#include "support/NetFrames.h"
+#include "support/RecordingShell.h"
+
+#include <QSemaphore>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/** A module with private paths, short times and everything it tells in one list. */
+class Bench
+{
+public:
+    Bench() { shell.digest = RecordingShell::md5OfNamedFile; }
+
+    void start()
+    {
+        platform.paths.netArchive = folder.filePath("sysupdate.tar.bz2");
+        platform.paths.netVersion = folder.filePath("version");
+        platform.shell = shell.shell();
+        module = std::make_unique<NetModelUpgrade>(nullptr, platform);
+        QObject::connect(module.get(), &NetModelUpgrade::message,
+                         [this](const QStringList &list) { log.append(list.join("||")); });
+        QObject::connect(module.get(), &NetModelUpgrade::slotProgressValueChanged,
+                         [this](double sent, double total) {
+                             log.append(QString("%1 of %2").arg(sent).arg(total));
+                         });
+        QObject::connect(module.get(), &NetModelUpgrade::signalResponse,
+                         [this](const QByteArray &datas) { answer(datas); });
+    }
+
+    void answer(const QByteArray &datas)
+    {
+        answers.append(datas);
+        log.append(datas.startsWith('W') ? QString::fromLatin1(datas)
+                                         : QString::fromLatin1(datas.toHex()));
+    }
+
+    /** The answer to `frame`, empty when there was none at once. */
+    QByteArray ask(const QByteArray &frame)
+    {
+        const int before = answers.size();
+        module->slotReceiveData(frame);
+        return answers.size() > before ? answers.last() : QByteArray();
+    }
+
+    void sendPackage(const QByteArray &archive)
+    {
+        module->slotReceiveData(netframes::enter());
+        for (const QByteArray &frame : netframes::package(archive))
+            module->slotReceiveData(frame);
+    }
+
+    QByteArray stored() const
+    {
+        QFile file(platform.paths.netArchive);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
+    }
+
+    QStringList commands() const
+    {
+        QStringList lines = shell.commands();
+        return lines.replaceInStrings(folder.path(), "/data");
+    }
+
+    QString lastCommand() const { return commands().value(commands().size() - 1); }
+
+    QTemporaryDir folder;
+    RecordingShell shell;
+    Platform platform;
+    std::unique_ptr<NetModelUpgrade> module;
+    QStringList log;
+    QList<QByteArray> answers;
+};
+
+QByteArray block(char fill)
+{
+    return QByteArray(256, fill);
+}
+
+} // namespace
+
+class TestModule : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void interface();
+    void wholePackage();
+    void pieces();
+    void twoFramesInOneRead();
+    void deafReadIsDropped();
+    void gateOpensAgain();
+    void unansweredWordThenSilence();
+    void falseLengthEndsInSilence();
+    void failedInstallListensAtOnce();
+    void secondInstallAfterAFailedOne();
+    void refusesWhileRunActive();
+    void refusesWhileInstalling();
+    void installingEndsWithoutReboot();
+    void staysResponsiveWhileUnpacking();
+    void blockWithoutArchive();
+    void lastBlockWithoutArchive();
+    void archiveCannotBeCreated();
+    void diskFull();
+    void repeatedBlock();
+    void senderVanishes();
+    void notice();
+    void noticeOpensTheGate();
+    void destroyedWhileInstalling();
+};
+
+void TestModule::interface()
+{
+    const QMetaObject &meta = NetModelUpgrade::staticMetaObject;
+    QList<QByteArray> methods;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+        methods.append(meta.method(i).methodSignature());
+    QCOMPARE(methods, (QList<QByteArray>{"signalResponse(QByteArray)", "message(QStringList)",
+                                         "slotProgressValueChanged(double,double)",
+                                         "slotReceiveData(QByteArray)"}));
+}
+
+void TestModule::wholePackage()
+{
+    Bench bench;
+    bench.platform.pauses.beforeModuleReboot = 1ms;
+    bench.start();
+    const QByteArray archive(700, 'a');
+    QByteArray unpacked;
+    bench.shell.onRun = [&](const QString &command) {
+        if (command.contains(" tar "))
+            unpacked = bench.stored();
+    };
+    bench.sendPackage(archive);
+    QVERIFY(bench.module->isInstalling());
+    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+
+    const QString accepted = QString::fromLatin1(netframes::blockAccepted.toHex());
+    QCOMPARE(bench.log, (QStringList{
+                            QString::fromLatin1(netframes::enterAccepted.toHex()),
+                            accepted,
+                            accepted,
+                            "NET package checksum OK.",
+                            "30 of 100",
+                            "NET package upgrade 30%.",
+                            "70 of 100",
+                            "NET package upgrade 70%.",
+                            "80 of 100",
+                            "NET package upgrade 80%.",
+                            "NET firmware checksum success.",
+                            "Create version file success",
+                            "NETVERSION||1.23",
+                            "90 of 100",
+                            "NET package upgrade 90%.",
+                            "NET firmware ver1.23 upgrade success.",
+                            "WriteIsUgradingTrue",
+                            "NET ready to reboot after 2 seconds.",
+                        }));
+    QCOMPARE(bench.commands(), (QStringList{
+                                   "sudo md5sum /data/sysupdate.tar.bz2",
+                                   "sudo mount -o remount rw /",
+                                   "sudo tar -C / -xf /data/sysupdate.tar.bz2",
+                                   "sudo rm /data/sysupdate.tar.bz2",
+                                   "sudo mount -o remount ro /",
+                                   "sync",
+                                   "sudo reboot",
+                               }));
+    QCOMPARE(unpacked, archive);
+    QFile version(bench.platform.paths.netVersion);
+    QVERIFY(version.open(QIODevice::ReadOnly));
+    QCOMPARE(version.readAll(), QByteArray("1.23"));
+}
+
+void TestModule::pieces()
+{
+    Bench bench;
+    bench.start();
+    const QByteArray frame = netframes::write(0, 0, block('0'));
+    for (int split = 1; split < frame.size(); ++split) {
+        bench.answers.clear();
+        bench.module->slotReceiveData(netframes::enter());
+        bench.module->slotReceiveData(frame.left(split));
+        bench.module->slotReceiveData(frame.mid(split));
+        QCOMPARE(bench.answers,
+                 (QList<QByteArray>{netframes::enterAccepted, netframes::blockAccepted}));
+    }
+}
+
+void TestModule::twoFramesInOneRead()
+{
+    Bench bench;
+    bench.start();
+    bench.module->slotReceiveData(netframes::enter() + "\r\nUpgradeDatas||" +
+                                  netframes::write(0, 0, block('0')));
+    QCOMPARE(bench.answers,
+             (QList<QByteArray>{netframes::enterAccepted, netframes::blockAccepted}));
+}
+
+void TestModule::deafReadIsDropped()
+{
+    Bench bench;
+    bench.platform.timeOuts.netGateReopen = 1ms;
+    bench.start();
+    const QByteArray unanswered = mcu::buildFrame(mcu::hostStart, {}, command::reboot);
+    QCOMPARE(bench.ask(unanswered + netframes::enter()), QByteArray());
+    QTRY_COMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+}
+
+void TestModule::gateOpensAgain()
+{
+    Bench bench;
+    bench.platform.timeOuts.netGateReopen = 50ms;
+    bench.start();
+    QElapsedTimer clock;
+    clock.start();
+    bench.module->slotReceiveData(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
+    QCOMPARE(bench.ask(netframes::enter()), QByteArray());
+    QTRY_COMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+    // Coarse timers may fire up to a twentieth early.
+    QVERIFY(clock.elapsed() >= 47);
+}
+
+void TestModule::unansweredWordThenSilence()
+{
+    Bench bench;
+    bench.start();
+    bench.module->slotReceiveData(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
+    for (int i = 0; i < 10; ++i)
+        QCOMPARE(bench.ask(netframes::enter()), QByteArray());
+}
+
+void TestModule::falseLengthEndsInSilence()
+{
+    Bench bench;
+    bench.platform.timeOuts.netAssembly = 200ms;
+    bench.start();
+    bench.module->slotReceiveData(QByteArray::fromHex("5a5ba5ffff"));
+    QCOMPARE(bench.ask(netframes::enter()), QByteArray());
+    QElapsedTimer silence;
+    silence.start();
+    QTRY_VERIFY(silence.hasExpired(210));
+    QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+}
+
+void TestModule::failedInstallListensAtOnce()
+{
+    Bench bench;
+    bench.shell.digest = [](const QString &) { return QByteArray(32, '0'); };
+    bench.start();
+    bench.sendPackage(QByteArray(300, 'a'));
+    QTRY_COMPARE(bench.log.last(), QString("NET package checksum error."));
+    QTRY_VERIFY(!bench.module->isInstalling());
+    QCOMPARE(bench.commands(), QStringList{"sudo md5sum /data/sysupdate.tar.bz2"});
+    QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+}
+
+void TestModule::secondInstallAfterAFailedOne()
+{
+    Bench bench;
+    bench.platform.pauses.beforeModuleReboot = 1ms;
+    bench.start();
+    QList<QByteArray> damaged = netframes::package(QByteArray(300, 'a'));
+    damaged[1] = netframes::write(1, 0x40, block('b'));
+    bench.module->slotReceiveData(netframes::enter());
+    for (const QByteArray &frame : damaged)
+        bench.module->slotReceiveData(frame);
+    QTRY_VERIFY(bench.log.contains("NET package checksum error."));
+    QTRY_VERIFY(!bench.module->isInstalling());
+
+    // The damaged last block was never acknowledged; repeating it changes nothing.
+    QCOMPARE(bench.ask(damaged.last()), netframes::blockRefused);
+    bench.sendPackage(QByteArray(300, 'a'));
+    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+    QVERIFY(bench.log.contains("NET firmware ver1.23 upgrade success."));
+}
+
+void TestModule::refusesWhileRunActive()
+{
+    Bench bench;
+    bench.start();
+    bool active = true;
+    bench.module->setRunActive([&] { return active; });
+    QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
+    QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockRefused);
+    QCOMPARE(bench.stored(), QByteArray("no file"));
+    active = false;
+    QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+    QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockAccepted);
+    active = true;
+    QCOMPARE(bench.ask(netframes::write(1, 0x40, block('1'))), netframes::blockRefused);
+    QVERIFY(!bench.module->isInstalling());
+    QVERIFY(bench.commands().isEmpty());
+}
+
+void TestModule::refusesWhileInstalling()
+{
+    Bench bench;
+    bench.platform.pauses.beforeModuleReboot = 1h;
+    bench.start();
+    bench.sendPackage(QByteArray(300, 'a'));
+    QTRY_COMPARE(bench.log.last(), QString("NET ready to reboot after 2 seconds."));
+    QVERIFY(bench.module->isInstalling());
+    QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
+    QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockRefused);
+}
+
+void TestModule::installingEndsWithoutReboot()
+{
+    Bench bench;
+    bench.platform.pauses.beforeModuleReboot = 1ms;
+    bench.platform.timeOuts.runGuard = 1ms;
+    bench.start();
+    bench.sendPackage(QByteArray(300, 'a'));
+    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+    QTRY_VERIFY(!bench.module->isInstalling());
+}
+
+void TestModule::staysResponsiveWhileUnpacking()
+{
+    Bench bench;
+    bench.platform.pauses.beforeModuleReboot = 1ms;
+    QSemaphore unpacking;
+    bench.shell.onRun = [&](const QString &command) {
+        if (command.contains(" tar "))
+            unpacking.acquire();
+    };
+    bench.start();
+    bench.sendPackage(QByteArray(300, 'a'));
+    QTRY_COMPARE(bench.log.last(), QString("NET package upgrade 30%."));
+    QVERIFY(bench.lastCommand().contains(" tar "));
+    bench.module->noticeUpgradingFalse();
+    QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
+    unpacking.release();
+    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+}
+
+void TestModule::blockWithoutArchive()
+{
+    Bench bench;
+    bench.start();
+    QCOMPARE(bench.ask(netframes::write(5, 0, block('5'))), netframes::blockRefused);
+    QCOMPARE(bench.ask(netframes::write(5, 0, block('5'))), netframes::blockRefused);
+}
+
+void TestModule::lastBlockWithoutArchive()
+{
+    Bench bench;
+    bench.start();
+    QCOMPARE(bench.ask(netframes::write(5, 0x40, block('5'))), netframes::blockRefused);
+    QVERIFY(!bench.module->isInstalling());
+    QVERIFY(bench.commands().isEmpty());
+}
+
+void TestModule::archiveCannotBeCreated()
+{
+    Bench bench;
+    bench.start();
+    bench.platform.paths.netArchive = bench.folder.filePath("missing/archive");
+    NetModelUpgrade module(nullptr, bench.platform);
+    QSignalSpy answers(&module, &NetModelUpgrade::signalResponse);
+    module.slotReceiveData(netframes::write(0, 0, block('0')));
+    QCOMPARE(answers.value(0).value(0).toByteArray(), netframes::blockRefused);
+}
+
+void TestModule::diskFull()
+{
+    Bench bench;
+    bench.start();
+    bench.platform.paths.netArchive = "/dev/full";
+    NetModelUpgrade module(nullptr, bench.platform);
+    QSignalSpy answers(&module, &NetModelUpgrade::signalResponse);
+    module.slotReceiveData(netframes::write(0, 0, block('0')));
+    module.slotReceiveData(netframes::write(1, 0x40, block('1')));
+    QCOMPARE(answers.count(), 2);
+    QCOMPARE(answers.at(0).at(0).toByteArray(), netframes::blockRefused);
+    QCOMPARE(answers.at(1).at(0).toByteArray(), netframes::blockRefused);
+    QVERIFY(!module.isInstalling());
+}
+
+void TestModule::repeatedBlock()
+{
+    Bench bench;
+    bench.start();
+    bench.module->slotReceiveData(netframes::write(0, 0, block('0')));
+    bench.module->slotReceiveData(netframes::write(3, 0, block('3')));
+    QCOMPARE(bench.ask(netframes::write(3, 0, block('3'))), netframes::blockAccepted);
+    QCOMPARE(bench.stored(), QByteArray(194, '0') + block('3'));
+}
+
+void TestModule::senderVanishes()
+{
+    Bench bench;
+    bench.platform.timeOuts.netAssembly = 1ms;
+    bench.platform.pauses.beforeModuleReboot = 1ms;
+    bench.start();
+    bench.module->slotReceiveData(netframes::enter());
+    bench.module->slotReceiveData(netframes::write(0, 0, block('0')));
+    bench.module->slotReceiveData(netframes::write(1, 0, block('1')).left(100));
+    QElapsedTimer silence;
+    silence.start();
+    QTRY_VERIFY(silence.hasExpired(5));
+    bench.sendPackage(QByteArray(700, 'a'));
+    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+    QCOMPARE(bench.stored(), QByteArray(700, 'a'));
+}
+
+void TestModule::notice()
+{
+    Bench bench;
+    bench.start();
+    bench.module->noticeUpgradingFalse();
+    QCOMPARE(bench.answers, (QList<QByteArray>{netframes::blockAccepted, "WriteIsUgradingFalse"}));
+}
+
+void TestModule::noticeOpensTheGate()
+{
+    Bench bench;
+    bench.start();
+    bench.module->slotReceiveData(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
+    bench.module->noticeUpgradingFalse();
+    QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+}
+
+void TestModule::destroyedWhileInstalling()
+{
+    Bench bench;
+    bench.start();
+    bench.sendPackage(QByteArray(300, 'a'));
+    bench.module.reset();
+    QCOMPARE(bench.lastCommand(), QString("sync"));
+}
+
+QTEST_GUILESS_MAIN(TestModule)
+#include "tst_module.moc"

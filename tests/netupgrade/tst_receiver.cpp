@@ -1,0 +1,367 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "netupgrade/NetBlockReceiver.h"
+#include "protocol/Statuses.h"
+#include "support/NetFrames.h"
+
+#include <QtTest>
+
+using Kind = NetBlockAction::Kind;
+
+namespace {
+
+/** Plays an owner that stores everything and answers at once, and notes each action in words. */
+class Owner
+{
+public:
+    void feed(const QByteArray &bytes)
+    {
+        for (const char byte : bytes) {
+            if (const auto action = receiver.feed(quint8(byte)))
+                take(*action);
+        }
+    }
+
+    void take(const NetBlockAction &action)
+    {
+        switch (action.kind) {
+        case Kind::Answer:
+            log.append(QString("%1 %2").arg(action.word, 4, 16, QChar('0')).arg(action.status));
+            break;
+        case Kind::Create:
+            log.append(QString("create %1").arg(action.data.size()));
+            archive = action.data;
+            receiver.stored();
+            break;
+        case Kind::Append:
+            log.append(QString("append %1").arg(action.data.size()));
+            archive += action.data;
+            receiver.stored();
+            break;
+        case Kind::Finish:
+            log.append(QString("finish %1").arg(action.data.size()));
+            archive += action.data;
+            header = action.header;
+            break;
+        }
+        receiver.listen();
+    }
+
+    bool busy = false;
+    NetBlockReceiver receiver{[this] { return busy; }};
+    QStringList log;
+    QByteArray archive;
+    NetImage header;
+};
+
+QByteArray data(char fill, int size = 256)
+{
+    return QByteArray(size, fill);
+}
+
+} // namespace
+
+class TestReceiver : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void answersInGoldenFrames();
+    void enters_data();
+    void enters();
+    void receivesAPackage_data();
+    void receivesAPackage();
+    void numbersAreNotChecked();
+    void repeatedFrameIsNotWrittenTwice();
+    void enterBeginsAnew();
+    void lastBlockIsNoRepetition();
+    void headerBlockWithLastFlag();
+    void lastFlagMustBeExact();
+    void stripsPadding_data();
+    void stripsPadding();
+    void shortWrites_data();
+    void shortWrites();
+    void oddSizes();
+    void wrongChecksum();
+    void wrongChecksumOfAnyWord();
+    void unknownWordLeavesItDeaf();
+    void ignoresInputWhileDeaf();
+    void refusesEverythingWhileBusy();
+    void skipsNoise();
+    void falseLength();
+    void largestFrame();
+};
+
+void TestReceiver::answersInGoldenFrames()
+{
+    QCOMPARE(netBlockReply(command::enterUpdateMode, status::done), netframes::enterAccepted);
+    QCOMPARE(netBlockReply(command::writeBlock, status::done), netframes::blockAccepted);
+    QCOMPARE(netBlockReply(command::writeBlock, status::refused), netframes::blockRefused);
+}
+
+void TestReceiver::enters_data()
+{
+    QTest::addColumn<QByteArray>("frame");
+    QTest::addColumn<QString>("answer");
+    const auto row = [](const char *name, const char *hex, const char *answer) {
+        QTest::newRow(name) << QByteArray::fromHex(hex) << QString(answer);
+    };
+    row("host start byte", "5a5ba5070000000079200006", "7900 0");
+    row("reply start byte", "5b5ba5070000000079200005", "7900 0");
+    row("other start byte", "5c5ba5070000000079200004", "");
+    row("other type", "5a5ba5070000000079000026", "7900 3");
+    row("other index", "5a5ba5070000000079200105", "7900 3");
+    row("no payload",
+        "5a5ba50500000000792"
+        "8",
+        "7900 3");
+    row("long payload", "5a5ba508000000007920000005", "7900 3");
+    row("wrong address", "5a5ba6070000000079200005", "");
+}
+
+void TestReceiver::enters()
+{
+    QFETCH(QByteArray, frame);
+    QFETCH(QString, answer);
+    Owner owner;
+    owner.feed(frame);
+    QCOMPARE(owner.log.join(", "), answer);
+}
+
+void TestReceiver::receivesAPackage_data()
+{
+    QTest::addColumn<int>("size");
+    for (const int size : {195, 256, 449, 450, 451, 1000, 20'000})
+        QTest::addRow("%d", size) << size;
+}
+
+void TestReceiver::receivesAPackage()
+{
+    QFETCH(int, size);
+    QByteArray archive;
+    for (int i = 0; i < size; ++i)
+        archive.append(char(i * 7 % 251));
+    Owner owner;
+    owner.feed(netframes::enter());
+    const QList<QByteArray> frames = netframes::package(archive);
+    for (const QByteArray &frame : frames)
+        owner.feed(frame);
+    QCOMPARE(owner.log.size(), frames.size() + 1);
+    QCOMPARE(owner.log.at(1), QString("create 194"));
+    QVERIFY(owner.log.last().startsWith("finish"));
+    QCOMPARE(owner.archive, archive);
+    QCOMPARE(owner.header.version, QByteArray("1.23"));
+    QCOMPARE(owner.header.md5Text,
+             QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex());
+}
+
+void TestReceiver::numbersAreNotChecked()
+{
+    Owner owner;
+    owner.feed(netframes::write(0, 0, data('0')));
+    owner.feed(netframes::write(7, 0, data('7')));
+    owner.feed(netframes::write(3, 0, data('3')));
+    owner.feed(netframes::write(0x1234, 0, data('x')));
+    QCOMPARE(owner.archive, data('0', 194) + data('7') + data('3') + data('x'));
+}
+
+void TestReceiver::repeatedFrameIsNotWrittenTwice()
+{
+    Owner owner;
+    const QByteArray third = netframes::write(3, 0, data('3'));
+    owner.feed(netframes::write(0, 0, data('0')));
+    owner.feed(netframes::write(0, 0, data('0')));
+    owner.feed(third);
+    owner.feed(third);
+    owner.feed(third);
+    owner.feed(netframes::write(4, 0, data('3')));
+    owner.feed(third);
+    QCOMPARE(owner.log, (QStringList{"create 194", "7901 0", "append 256", "7901 0", "7901 0",
+                                     "append 256", "append 256"}));
+}
+
+void TestReceiver::enterBeginsAnew()
+{
+    Owner owner;
+    owner.feed(netframes::write(0, 0, data('0')));
+    owner.feed(netframes::enter());
+    owner.feed(netframes::write(0, 0, data('0')));
+    QCOMPARE(owner.log, (QStringList{"create 194", "7900 0", "create 194"}));
+}
+
+void TestReceiver::lastBlockIsNoRepetition()
+{
+    Owner owner;
+    owner.feed(netframes::write(0, 0, data('0')));
+    owner.feed(netframes::write(1, 0x40, data('1')));
+    owner.feed(netframes::write(1, 0x40, data('1')));
+    owner.feed(netframes::write(0, 0, data('0')));
+    QCOMPARE(owner.log, (QStringList{"create 194", "finish 256", "finish 256", "create 194"}));
+}
+
+void TestReceiver::headerBlockWithLastFlag()
+{
+    Owner owner;
+    owner.feed(netframes::write(0, 0x40, data('0')));
+    QCOMPARE(owner.log, QStringList{"create 194"});
+}
+
+void TestReceiver::lastFlagMustBeExact()
+{
+    Owner owner;
+    for (const int flags : {0x41, 0xC0, 0x80, 0xFF, 0})
+        owner.feed(netframes::write(1, quint8(flags), data('1')));
+    QCOMPARE(owner.log,
+             (QStringList{"append 256", "append 256", "append 256", "append 256", "append 256"}));
+}
+
+void TestReceiver::stripsPadding_data()
+{
+    QTest::addColumn<QByteArray>("last");
+    QTest::addColumn<int>("kept");
+    QTest::newRow("none") << data('1') << 256;
+    QTest::newRow("one") << data('1', 255) + data('\xFF', 1) << 255;
+    QTest::newRow("all but one") << data('1', 1) + data('\xFF', 255) << 1;
+    QTest::newRow("all") << data('\xFF') << 0;
+    QTest::newRow("inside stays") << data('\xFF', 200) + data('1', 1) + data('\xFF', 55) << 201;
+    QTest::newRow("short block") << data('\xFF', 3) << 0;
+    QTest::newRow("empty block") << QByteArray() << 0;
+    QTest::newRow("long block") << data('1', 3) + data('\xFF', 400) << 3;
+}
+
+void TestReceiver::stripsPadding()
+{
+    QFETCH(QByteArray, last);
+    QFETCH(int, kept);
+    Owner owner;
+    owner.feed(netframes::write(9, 0x40, last));
+    QCOMPARE(owner.log, QStringList{QString("finish %1").arg(kept)});
+}
+
+void TestReceiver::shortWrites_data()
+{
+    QTest::addColumn<QByteArray>("payload");
+    QTest::addColumn<QString>("answer");
+    for (int size = 0; size < 5; ++size)
+        QTest::addRow("payload of %d", size)
+            << QByteArray::fromHex("2000050000").left(size) << "7901 3";
+    QTest::newRow("no data") << QByteArray::fromHex("2000050000") << "append 0";
+    QTest::newRow("header block, 0") << QByteArray::fromHex("2000000000") << "7901 3";
+    QTest::newRow("header block, 61")
+        << QByteArray::fromHex("2000000000") + data('0', 61) << "7901 3";
+    QTest::newRow("header block, 62")
+        << QByteArray::fromHex("2000000000") + data('0', 62) << "create 0";
+}
+
+void TestReceiver::shortWrites()
+{
+    QFETCH(QByteArray, payload);
+    QFETCH(QString, answer);
+    Owner owner;
+    owner.feed(mcu::buildFrame(mcu::hostStart, {}, command::writeBlock, payload));
+    QCOMPARE(owner.log, QStringList{answer});
+}
+
+void TestReceiver::oddSizes()
+{
+    Owner owner;
+    owner.feed(netframes::write(0, 0, data('0', 100)));
+    owner.feed(netframes::write(1, 0, data('1', 10)));
+    owner.feed(netframes::write(2, 0, data('2', 1000)));
+    QCOMPARE(owner.log, (QStringList{"create 38", "append 10", "append 1000"}));
+}
+
+void TestReceiver::wrongChecksum()
+{
+    Owner owner;
+    QByteArray frame = netframes::write(0, 0, data('0'));
+    frame[20] = 'x';
+    owner.feed(frame);
+    owner.feed(netframes::write(0, 0, data('0')));
+    QCOMPARE(owner.log, (QStringList{"7901 1", "create 194"}));
+}
+
+void TestReceiver::wrongChecksumOfAnyWord()
+{
+    Owner owner;
+    QByteArray frame = mcu::buildFrame(mcu::hostStart, {}, 0x1234, "x");
+    frame[frame.size() - 1] = char(frame.at(frame.size() - 1) + 1);
+    owner.feed(frame);
+    QVERIFY(owner.receiver.isListening());
+    QCOMPARE(owner.log, QStringList{"1234 1"});
+}
+
+void TestReceiver::unknownWordLeavesItDeaf()
+{
+    Owner owner;
+    owner.feed(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
+    QVERIFY(!owner.receiver.isListening());
+    owner.feed(netframes::enter());
+    QVERIFY(owner.log.isEmpty());
+    owner.receiver.listen();
+    owner.feed(netframes::enter());
+    QCOMPARE(owner.log, QStringList{"7900 0"});
+}
+
+void TestReceiver::ignoresInputWhileDeaf()
+{
+    Owner owner;
+    owner.feed(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
+    owner.feed(netframes::enter().left(5));
+    owner.receiver.listen();
+    owner.feed(netframes::enter().mid(5));
+    QVERIFY(owner.log.isEmpty());
+    owner.feed(netframes::enter());
+    QCOMPARE(owner.log, QStringList{"7900 0"});
+}
+
+void TestReceiver::refusesEverythingWhileBusy()
+{
+    Owner owner;
+    owner.feed(netframes::write(0, 0, data('0')));
+    owner.busy = true;
+    owner.feed(netframes::enter());
+    owner.feed(netframes::write(0, 0, data('x')));
+    owner.feed(netframes::write(1, 0, data('1')));
+    owner.feed(netframes::write(2, 0x40, data('2')));
+    owner.busy = false;
+    owner.feed(netframes::write(1, 0, data('1')));
+    QCOMPARE(owner.log,
+             (QStringList{"create 194", "7900 3", "7901 3", "7901 3", "7901 3", "append 256"}));
+}
+
+void TestReceiver::skipsNoise()
+{
+    Owner owner;
+    owner.feed("noise\r\nUpgradeDatas||");
+    owner.feed(netframes::enter());
+    owner.feed("\r\nUpgradeDatas||");
+    owner.feed(netframes::enter());
+    QCOMPARE(owner.log, (QStringList{"7900 0", "7900 0"}));
+}
+
+void TestReceiver::falseLength()
+{
+    Owner owner;
+    for (int length = 0; length < 5; ++length) {
+        owner.feed(QByteArray::fromHex("5a5ba5") + QByteArray(1, char(length)) + data('\0', 1));
+        owner.feed(netframes::enter());
+    }
+    QCOMPARE(owner.log.size(), 5);
+
+    owner.feed(QByteArray::fromHex("5a5ba5ffff"));
+    owner.feed(netframes::enter());
+    QCOMPARE(owner.log.size(), 5);
+    owner.receiver.dropPartialFrame();
+    owner.feed(netframes::enter());
+    QCOMPARE(owner.log.size(), 6);
+}
+
+void TestReceiver::largestFrame()
+{
+    Owner owner;
+    owner.feed(netframes::write(1, 0, data('x', 0xFFFF - 10)));
+    QCOMPARE(owner.log, QStringList{"append 65525"});
+}
+
+QTEST_APPLESS_MAIN(TestReceiver)
+#include "tst_receiver.moc"
