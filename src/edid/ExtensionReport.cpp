@@ -9,19 +9,14 @@ namespace {
 
 constexpr int lpcmFormat = 1;
 
-QString latin1(const char *text)
-{
-    return QString::fromLatin1(text);
-}
-
 QString line(const QString &content)
 {
-    return latin1(text::plainLine).arg(content);
+    return QString(text::plainLine).arg(content);
 }
 
 QString shortVideoText(const ShortVideo &video)
 {
-    return latin1(videoName(video.vic)) + (video.native ? text::native : "");
+    return QString(videoName(video.vic)) + (video.native ? text::native : "");
 }
 
 const char *supportText(bool supported)
@@ -35,7 +30,7 @@ void printBits(std::uint8_t bits, const Names &names, Report &report)
 {
     for (std::size_t bit = 0; bit < names.size(); ++bit) {
         if (((bits >> bit) & 1) != 0)
-            report.lines += line(latin1(names[bit]));
+            report.lines += line(QString(names[bit]));
     }
 }
 
@@ -45,13 +40,13 @@ void printTimings(const std::vector<Timing> &timings, Report &report)
     for (const Timing &timing : timings) {
         const QString content = timingText(timing);
         report.timings += content + text::fieldEnd;
-        report.lines += latin1(text::extensionTiming).arg(++number).arg(content);
+        report.lines += QString(text::extensionTiming).arg(++number).arg(content);
     }
 }
 
 void printShortVideo(const std::vector<ShortVideo> &formats, Report &report)
 {
-    report.lines += latin1(text::shortVideoHeading);
+    report.lines += QString(text::shortVideoHeading);
     for (const ShortVideo &format : formats) {
         const QString content = shortVideoText(format);
         report.timings += content + text::fieldEnd;
@@ -61,11 +56,11 @@ void printShortVideo(const std::vector<ShortVideo> &formats, Report &report)
 
 void printAudio(const ShortAudio &audio, Report &report)
 {
-    const QString format = latin1(audioFormatNames[std::size_t(audio.format)]);
-    report.extension += latin1(text::audioEntry).arg(format).arg(audio.channels) + text::fieldEnd;
-    report.lines += latin1(text::audioFormat).arg(format);
-    report.lines += latin1(text::audioChannels).arg(audio.channels);
-    report.lines += latin1(text::sampleFrequency);
+    const QString format = QString(audioFormatNames[std::size_t(audio.format)]);
+    report.extension += QString(text::audioEntry).arg(format).arg(audio.channels) + text::fieldEnd;
+    report.lines += QString(text::audioFormat).arg(format);
+    report.lines += QString(text::audioChannels).arg(audio.channels);
+    report.lines += QString(text::sampleFrequency);
     printBits(audio.rates, sampleRateNames, report);
     if (audio.format == lpcmFormat)
         printBits(audio.depths, lpcmDepthNames, report);
@@ -74,37 +69,37 @@ void printAudio(const ShortAudio &audio, Report &report)
 void printSupport(const Extension &extension, Report &report)
 {
     if (extension.basicAudio || extension.ycbcr444 || extension.ycbcr422)
-        report.lines += latin1(text::deviceSupport);
+        report.lines += QString(text::deviceSupport);
     if (extension.basicAudio)
-        report.lines += latin1(text::basicAudio);
+        report.lines += QString(text::basicAudio);
     if (extension.ycbcr444)
-        report.lines += latin1(text::ycbcr444);
-    report.lines += latin1(text::nativeTimings).arg(extension.nativeCount);
+        report.lines += QString(text::ycbcr444);
+    report.lines += QString(text::nativeTimings).arg(extension.nativeCount);
 }
 
 void printHdmi(const HdmiBlock &hdmi, Report &report)
 {
-    const QString depths = latin1(hdmi.deepColor48 ? text::deepColor48 : "") +
+    const QString depths = QString(hdmi.deepColor48 ? text::deepColor48 : "") +
                            (hdmi.deepColor36 ? text::deepColor36 : "") +
                            (hdmi.deepColor30 ? text::deepColor30 : "");
-    report.lines += latin1(text::deepColor);
+    report.lines += QString(text::deepColor);
     if (!depths.isEmpty())
         report.lines += line(depths);
-    report.lines += latin1(text::deepColorY444).arg(supportText(hdmi.deepColorY444));
-    report.lines += latin1(text::video3d).arg(supportText(hdmi.video3d));
-    report.lines += latin1(text::extendedResolution);
+    report.lines += QString(text::deepColorY444).arg(supportText(hdmi.deepColorY444));
+    report.lines += QString(text::video3d).arg(supportText(hdmi.video3d));
+    report.lines += QString(text::extendedResolution);
     for (const int vic : hdmi.vics) {
         if (vic >= 1 && vic <= int(hdmiVicNames.size()))
-            report.lines += line(latin1(hdmiVicNames[std::size_t(vic) - 1]));
+            report.lines += line(QString(hdmiVicNames[std::size_t(vic) - 1]));
     }
 }
 
 void printY420(const Y420Block &block, Report &report)
 {
     const bool isMap = block.kind == Y420Block::Kind::CapabilityMap;
-    report.lines += latin1(isMap ? text::y420CapabilityMap : text::y420Video);
+    report.lines += QString(isMap ? text::y420CapabilityMap : text::y420Video);
     if (block.everyShortVideo)
-        report.lines += latin1(text::everyShortVideo);
+        report.lines += QString(text::everyShortVideo);
     for (const ShortVideo &format : block.formats)
         report.lines += line(shortVideoText(format));
 }
@@ -122,7 +117,7 @@ void printExtension(const Extension &extension, Report &report)
         printHdmi(*extension.hdmi, report);
     for (const Y420Block &block : extension.y420)
         printY420(block, report);
-    report.lines += latin1(extension.hdrStaticMetadata ? text::hdrSupport : text::hdrNotSupport);
+    report.lines += QString(extension.hdrStaticMetadata ? text::hdrSupport : text::hdrNotSupport);
 }
 
 } // namespace edid

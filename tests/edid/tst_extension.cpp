@@ -421,11 +421,11 @@ void TestExtension::hdmiBlocks_data()
     QTest::newRow("more VICs than bytes") << QByteArray("6c030c00100000002000e00102") + "410f"
                                           << hdmiLines({}, no, no, {all[0], all[1]});
     QTest::newRow("latencies skipped")
-        << QByteArray("6d030c0010000000a0ffff80200304") << hdmiLines({}, no, yes, {all[2]});
-    QTest::newRow("both latencies skipped") << QByteArray("70030c0010000000e0fffffefe80400304")
+        << QByteArray("6e030c0010000000a0ffff80200304") << hdmiLines({}, no, yes, {all[2]});
+    QTest::newRow("both latencies skipped") << QByteArray("70030c0010000000e0ffff000080400304")
                                             << hdmiLines({}, no, yes, {all[2], all[3]});
     QTest::newRow("interlaced latency alone")
-        << QByteArray("6d030c001000000060ffff80200304") << hdmiLines({}, no, yes, {all[2]});
+        << QByteArray("6e030c001000000060ffff80200304") << hdmiLines({}, no, yes, {all[2]});
 }
 
 void TestExtension::hdmiBlocks()

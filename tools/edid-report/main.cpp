@@ -11,6 +11,7 @@
 namespace {
 
 constexpr int exitFailure = 1;
+constexpr int exitUsage = 2;
 
 void complain(const QString &message)
 {
@@ -67,12 +68,17 @@ int main(int argc, char *argv[])
     parser.addOption(json);
     parser.addPositionalArgument(
         "FILE", "EDID dump, binary or hexadecimal text; - reads standard input.", "FILE|-");
+    if (!parser.parse(QCoreApplication::arguments())) {
+        complain(parser.errorText());
+        return exitUsage;
+    }
+    // Acts on --help and --version, which end the program.
     parser.process(application);
 
     const QStringList files = parser.positionalArguments();
     if (files.size() != 1) {
         complain("give one FILE, or - for standard input; --help tells more");
-        return exitFailure;
+        return exitUsage;
     }
     return report(files.first(), parser.isSet(json));
 }
