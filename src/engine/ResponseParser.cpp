@@ -123,7 +123,7 @@ void ControlCenter::takeFrame(const QByteArray &frame)
 /** The version query is answered in lines of plain text. */
 void ControlCenter::takeText(const QByteArray &datas)
 {
-    m_textAccumulator += QString::fromUtf8(datas);
+    m_textAccumulator += QString::fromUtf8(datas.constData(), datas.size());
     const bool complete = m_textAccumulator.endsWith(QLatin1Char('\r')) ||
                           m_textAccumulator.endsWith(QLatin1Char('\n'));
     QStringList lines = m_textAccumulator.split(QLatin1Char('\r'));

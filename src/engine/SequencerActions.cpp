@@ -61,7 +61,7 @@ void ControlCenter::takeModelName()
     QByteArray name = m_reply.payload();
     while (name.endsWith('\0'))
         name.chop(1);
-    const QString device = QString::fromUtf8(name);
+    const QString device = QString::fromUtf8(name.constData(), name.size());
     const QString firmware = package().model;
     if (device != firmware) {
         sayInChain(filled(text::modelMismatch, firmware, device));
