@@ -102,6 +102,8 @@ void FdPort::waitForHost()
     m_reader->setEnabled(false);
     m_writer->setEnabled(false);
     m_unwritten.clear();
+    // What a host did not read before it left, the next one must not find.
+    tcflush(m_fd, TCOFLUSH);
     m_lookForHost.start();
 }
 

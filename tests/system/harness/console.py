@@ -1,0 +1,109 @@
+# SPDX-License-Identifier: Apache-2.0
+"""A console client that keeps every byte it receives."""
+
+import socket
+import threading
+
+from . import transcript, wait
+
+PORT = 35353
+
+
+class Console:
+    """One connection. Received bytes are kept from the last mark on."""
+
+    def __init__(self, address="127.0.0.1"):
+        self.socket = socket.create_connection((address, PORT), 10)
+        self.socket.settimeout(None)
+        self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        self._lock = threading.Lock()
+        self._raw = bytearray()
+        self._mark = 0
+        self.closed = threading.Event()
+        self._reader = threading.Thread(target=self._read, daemon=True)
+        self._reader.start()
+
+    def _read(self):
+        while True:
+            try:
+                got = self.socket.recv(65536)
+            except OSError:
+                got = b""
+            if not got:
+                self.closed.set()
+                return
+            with self._lock:
+                self._raw += got
+
+    def send(self, line, end="\r\n"):
+        self.send_raw((line + end).encode())
+
+    def send_raw(self, raw):
+        self.socket.sendall(raw)
+
+    @property
+    def raw(self):
+        """Everything received since the mark."""
+        with self._lock:
+            return bytes(self._raw[self._mark:])
+
+    @property
+    def lines(self):
+        return transcript.lines_of(self.raw)
+
+    def mark(self):
+        """Starts a new transcript."""
+        with self._lock:
+            self._mark = len(self._raw)
+
+    def wait_for(self, line, seconds=15, count=1):
+        """Waits until a line has come so many times since the mark."""
+        def found():
+            return self.lines.count(line) >= count
+        try:
+            wait.until(found, seconds, f"line {line!r}")
+        except wait.TimeOut as error:
+            raise wait.TimeOut(f"{error}; received:\n" + "\n".join(self.lines[-40:])) from None
+
+    def expect(self, expected, seconds=15):
+        """Waits until the transcript since the mark is `expected`, and fails as soon as it
+        cannot become that any more. The next expect starts behind it."""
+        expected = list(expected)
+        verdict = "prefix"
+
+        def decided():
+            nonlocal verdict
+            verdict = transcript.compare(self.lines, expected)
+            return verdict != "prefix"
+        try:
+            wait.until(decided, seconds)
+        except wait.TimeOut:
+            pass
+        if verdict != "equal":
+            why = "differs" if verdict == "differs" else f"is not complete after {seconds} s"
+            raise AssertionError(f"the transcript {why}:\n"
+                                 + transcript.side_by_side(self.lines, expected))
+        raw = self.raw
+        with self._lock:
+            self._mark += raw.rindex(b"\r\n") + 2 if raw else 0
+
+    def ask(self, line, *replies, seconds=15):
+        """Sends a line and expects exactly these replies."""
+        self.send(line)
+        self.expect(replies, seconds)
+
+    def sync(self):
+        """A round trip: whatever the agent had for this client by now has come, and it is this
+        heartbeat's reply alone."""
+        self.ask("HEARTBEAT", "HEARTBEAT")
+
+    def close(self, reset=False):
+        if reset:
+            self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER,
+                                   b"\1\0\0\0\0\0\0\0")
+        else:
+            try:
+                self.socket.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass
+        self.socket.close()
