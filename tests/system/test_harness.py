@@ -29,7 +29,7 @@ class TestTranscript(unittest.TestCase):
 
     def test_side_by_side_marks_the_place(self):
         shown = side_by_side(["a", "x"], ["a", "b", Maybe("c")]).splitlines()
-        self.assertEqual([line[:2] for line in shown[1:]], ["  ", "->", "  "])
+        self.assertEqual([line[:2] for line in shown[1:]], ["  ", "->", "  "], shown)
         self.assertIn("x", shown[2])
         self.assertIn("c  (maybe)", shown[3])
 

@@ -3,6 +3,7 @@
 
 import socket
 import threading
+import time
 
 from . import transcript, wait
 
@@ -65,27 +66,31 @@ class Console:
         except wait.TimeOut as error:
             raise wait.TimeOut(f"{error}; received:\n" + "\n".join(self.lines[-40:])) from None
 
+    def _take_lines(self, start):
+        """The complete lines behind an offset, and where the next one begins."""
+        with self._lock:
+            end = self._raw.rfind(b"\r\n", start) + 2
+            raw = bytes(self._raw[start:end]) if end > 1 else b""
+        return transcript.lines_of(raw), start + len(raw)
+
     def expect(self, expected, seconds=15):
         """Waits until the transcript since the mark is `expected`, and fails as soon as it
         cannot become that any more. The next expect starts behind it."""
         expected = list(expected)
-        verdict = "prefix"
-
-        def decided():
-            nonlocal verdict
-            verdict = transcript.compare(self.lines, expected)
-            return verdict != "prefix"
-        try:
-            wait.until(decided, seconds)
-        except wait.TimeOut:
-            pass
+        matcher = transcript.Matcher(expected)
+        place = self._mark
+        end = time.monotonic() + seconds
+        while True:
+            lines, place = self._take_lines(place)
+            verdict = matcher.feed(lines)
+            if verdict != "prefix" or time.monotonic() > end:
+                break
+            time.sleep(0.005)
         if verdict != "equal":
             why = "differs" if verdict == "differs" else f"is not complete after {seconds} s"
             raise AssertionError(f"the transcript {why}:\n"
                                  + transcript.side_by_side(self.lines, expected))
-        raw = self.raw
-        with self._lock:
-            self._mark += raw.rindex(b"\r\n") + 2 if raw else 0
+        self._mark = place
 
     def ask(self, line, *replies, seconds=15):
         """Sends a line and expects exactly these replies."""

@@ -17,43 +17,52 @@ def lines_of(raw):
     return raw.decode("latin-1").split("\r\n")[:-1]
 
 
-def _reachable(lines, expected):
-    """The places in `expected` that all of `lines` can lead to."""
-    def skipping(place):
+class Matcher:
+    """Follows a transcript line by line through what is expected."""
+
+    def __init__(self, expected):
+        self._expected = expected
+        self._places = set(self._behind(0))
+
+    def _behind(self, place):
+        """A place, and those reached from it by leaving out lines that may be left out."""
         yield place
-        while place < len(expected) and isinstance(expected[place], Maybe):
+        while place < len(self._expected) and isinstance(self._expected[place], Maybe):
             place += 1
             yield place
 
-    places = set(skipping(0))
-    for line in lines:
-        following = set()
-        for place in places:
-            if place == len(expected):
-                continue
-            wanted = expected[place]
-            if line == (wanted.line if isinstance(wanted, Maybe) else wanted):
-                following.update(skipping(place + 1))
-        places = following
-    return places
+    def feed(self, lines):
+        """Takes further lines; returns "equal", "prefix" (more must come) or "differs"."""
+        for line in lines:
+            following = set()
+            for place in self._places:
+                if place == len(self._expected):
+                    continue
+                wanted = self._expected[place]
+                if line == (wanted.line if isinstance(wanted, Maybe) else wanted):
+                    following.update(self._behind(place + 1))
+            self._places = following
+        if len(self._expected) in self._places:
+            return "equal"
+        return "prefix" if self._places else "differs"
 
 
 def compare(lines, expected):
-    """Returns "equal", "prefix" (more must come) or "differs"."""
-    places = _reachable(lines, expected)
-    if len(expected) in places:
-        return "equal"
-    return "prefix" if places else "differs"
+    """Compares at once what a Matcher compares bit by bit."""
+    return Matcher(expected).feed(lines)
 
 
 def side_by_side(lines, expected, width=70):
     """Both transcripts, one line each, with a mark where they part."""
     good = 0
-    while good < len(lines) and compare(lines[:good + 1], expected) != "differs":
+    matcher = Matcher(expected)
+    while good < len(lines) and matcher.feed(lines[good:good + 1]) != "differs":
         good += 1
-    shown = [f"{'received':{width}}   expected"]
+    start = max(0, good - 60)
+    shown = [f"   {'received':{width}} | expected (from line {start + 1} on)"]
     wanted = [line.line + "  (maybe)" if isinstance(line, Maybe) else line for line in expected]
-    for number, (left, right) in enumerate(itertools.zip_longest(lines, wanted)):
+    pairs = itertools.zip_longest(lines[start:good + 60], wanted[start:good + 60])
+    for number, (left, right) in enumerate(pairs, start):
         mark = "->" if number == good else "  "
         left = "(nothing)" if left is None else repr(left)[1:-1]
         right = "(nothing)" if right is None else repr(right)[1:-1]

@@ -1,0 +1,118 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Several clients around one run: who gets its lines, and what is refused while it lasts."""
+
+import threading
+
+from harness import framelist, package, texts, transcript, wait, world
+from harness.package import Image, image_bytes
+
+AUX = Image("AUX", image_bytes(10000, "aux"), chip_type=1)
+REQUEST = "UPGRADE||AUX,1,0"
+BUSY = "UPGRADELOG||The device is busy upgrading."
+WHOLE_RUN = (
+    texts.started() + texts.model_read() + texts.read_mcu("AUX") + texts.reads_done()
+    + texts.read_version("AUX", "1.0.0") + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
+    + texts.image("AUX", 0, 1, 10000) + texts.rebooted() + texts.virtual_version_set()
+    + texts.succeeded())
+
+
+class TestClients(world.World):
+    """The device answers slowly, so that there is time in mid-run."""
+
+    def setUp(self):
+        super().setUp()
+        self.client = self.start(world.chip("AUX", 1), images=(AUX,), answer_ms=25)
+
+    def begin(self):
+        """Starts the run and waits until the image is on its way."""
+        self.client.send(REQUEST)
+        self.client.wait_for("Writing...")
+
+    def assert_whole_run(self, lines):
+        self.assertEqual(transcript.compare(lines, WHOLE_RUN), "equal",
+                         transcript.side_by_side(lines, WHOLE_RUN))
+        self.assert_flash({(1, 0): AUX.data})
+        self.assertEqual(self.simulator.host_frames()[-1], framelist.virtual(5))
+
+    def test_last_requester_gets_the_rest(self):
+        other = self.connect()
+        self.begin()
+        other.send("HEARTBEAT")
+        other.wait_for("UPGRADESUCCESS", 40)
+        other.wait_for(texts.closed()[1])
+        self.assertEqual(other.lines[0], "HEARTBEAT")
+        self.assert_whole_run(self.client.lines + other.lines[1:])
+        self.client.sync()
+
+    def test_requests_in_mid_run(self):
+        other = self.connect()
+        self.begin()
+        listed = f"FIRMWARELIST||{package.description([AUX])}"
+        broken = "FIRMWARELIST||ERROR:Firmware file checksum error."
+        for line in ("UPGRADE||MAIN,0,0", "UPGRADEALL", "GETVERINF", "UPGRADEORVALE1G||127.0.0.1",
+                     "GETFIRMWARELIST"):
+            other.send(line)
+        other.wait_for(listed)
+        self.put_bytes(b"garbage")
+        other.send("GETFIRMWARELIST")
+        other.wait_for(broken)
+        other.send("HEARTBEAT")
+        other.wait_for("HEARTBEAT")
+        self.assertNotIn("UPGRADESUCCESS", other.lines)
+        other.wait_for("UPGRADESUCCESS", 40)
+        other.wait_for(texts.closed()[1])
+        replies = [line for line in other.lines if line in (BUSY, listed, broken, "HEARTBEAT")]
+        self.assertEqual(replies, [BUSY, BUSY, listed, broken, "HEARTBEAT"])
+        self.assert_whole_run(
+            self.client.lines + [line for line in other.lines if line not in replies])
+
+    def test_list_every_few_milliseconds(self):
+        """Reading the package beside a run disturbs neither."""
+        other = self.connect()
+        stop = threading.Event()
+
+        def hammer():
+            while not stop.wait(0.005):
+                other.send("GETFIRMWARELIST")
+        thread = threading.Thread(target=hammer)
+        self.begin()
+        thread.start()
+        other.wait_for("UPGRADELOG||Start to reboot, please wait.", 40)
+        stop.set()
+        thread.join()
+        other.wait_for("UPGRADESUCCESS", 40)
+        other.wait_for(texts.closed()[1])
+        listed = f"FIRMWARELIST||{package.description([AUX])}"
+        self.assertGreater(other.lines.count(listed), 20)
+        self.assert_whole_run(
+            self.client.lines + [line for line in other.lines if line != listed])
+
+    def test_requester_leaves(self):
+        self.begin()
+        self.client.close(reset=True)
+        wait.until(lambda: framelist.virtual(5) in self.simulator.host_frames(), 40)
+        self.assert_flash({(1, 0): AUX.data})
+        other = self.connect()
+        other.ask("VERSION", "VERSION||1.15")
+        wait.until(lambda: self.free(other), what="idle agent")
+
+    @staticmethod
+    def free(client):
+        """Asks for nothing that is possible, only to learn whether a run is on."""
+        client.mark()
+        client.send("UPGRADE||")
+        client.sync()
+        return BUSY not in client.lines
+
+    def test_client_that_never_reads(self):
+        """Its replies wait; the run and the others go on."""
+        deaf = self.connect()
+        self.begin()
+        for _ in range(50):
+            deaf.send("VERSION")
+        self.client.send("HEARTBEAT")
+        self.client.wait_for("UPGRADESUCCESS", 40)
+
+
+if __name__ == "__main__":
+    world.main()

@@ -1,0 +1,55 @@
+# SPDX-License-Identifier: Apache-2.0
+"""A serial line full of noise: nothing crashes, hangs or grows."""
+
+import os
+import random
+import threading
+
+from harness import texts, world
+from harness.package import Image, image_bytes
+
+AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
+
+
+class TestGarbage(world.World):
+    """Random bytes come faster than any line could bring them."""
+
+    def flood(self, stop, alphabet):
+        noise = random.Random(1)
+        chunk = bytes(noise.choice(alphabet) for _ in range(4096))
+        while not stop.is_set():
+            try:
+                os.write(world.MASTER, chunk)
+            except BlockingIOError:
+                stop.wait(0.001)
+
+    def check(self, alphabet):
+        client = self.start(world.chip("AUX", 1), images=(AUX,),
+                            faults=["silent"])
+        before = self.agent.memory()
+        client.send("UPGRADE||AUX,1,0")
+        client.wait_for("UPGRADELOG||Read model name.")
+        stop = threading.Event()
+        thread = threading.Thread(target=self.flood, args=(stop, alphabet))
+        thread.start()
+        client.wait_for("UPGRADEFAIL", 45)
+        stop.set()
+        thread.join()
+        self.assertLess(self.agent.memory() - before, 16 * 1024 * 1024)
+        client.wait_for(texts.closed()[1], count=2)
+        client.mark()
+        self.start_device(world.chip("AUX", 1))
+        client.send("UPGRADE||AUX,1,0")
+        client.wait_for("UPGRADESUCCESS", 40)
+        self.assert_flash({(1, 0): AUX.data})
+
+    def test_any_bytes(self):
+        self.check(bytes(range(256)))
+
+    def test_bytes_of_headers(self):
+        """Mostly what headers are made of, so that lengths of every size come up."""
+        self.check(b"\x5b\x5b\x5b\xa5\xa5\x05\x00\x01\xff\x79\x03\xf9")
+
+
+if __name__ == "__main__":
+    world.main()
