@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "common/ExitCodes.h"
+
+const QVector<ExitCodeWords> &exitCodes()
+{
+    static const QVector<ExitCodeWords> all{
+        {ExitCode::Done, "done", "Done."},
+        {ExitCode::Failed, "failed", "Failed; nothing half-done was left behind."},
+        {ExitCode::Usage, "usage", "The command line is wrong."},
+        {ExitCode::NothingToDo, "nothing-to-do", "There was nothing to do."},
+        {ExitCode::DeviceBusy, "device-busy", "The device is busy with another run."},
+        {ExitCode::CannotConnect, "cannot-connect", "No connection could be made."},
+        {ExitCode::ConnectionLost, "connection-lost",
+         "The connection was lost, or there was no sign of life for too long."},
+        {ExitCode::PackageRefused, "package-refused", "The package or image is not acceptable."},
+    };
+    return all;
+}
+
+QString exitCodeName(ExitCode code)
+{
+    return QString::fromLatin1(exitCodes().at(int(code)).name);
+}

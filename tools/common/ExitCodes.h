@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QString>
+#include <QVector>
+
+/**
+ * How every companion program ends. Scripts depend on these numbers: none of them ever changes its
+ * meaning.
+ */
+enum class ExitCode {
+    Done = 0,
+    Failed = 1,
+    Usage = 2,
+    NothingToDo = 3,
+    DeviceBusy = 4,
+    CannotConnect = 5,
+    ConnectionLost = 6,
+    PackageRefused = 7,
+};
+
+struct ExitCodeWords
+{
+    ExitCode code;
+    /** For scripts, as the JSON output has it: "nothing-to-do". */
+    const char *name;
+    /** For people. */
+    const char *meaning;
+};
+
+/** All of them, in the order of their numbers. */
+const QVector<ExitCodeWords> &exitCodes();
+
+QString exitCodeName(ExitCode code);

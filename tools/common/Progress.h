@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "package/ByteSource.h"
+
+#include <QElapsedTimer>
+#include <QString>
+
+/**
+ * A line on standard error that tells how far a long piece of work is. It shows on a terminal only,
+ * and only when the work takes long enough to be noticed.
+ */
+class Progress
+{
+public:
+    /** `total` is in bytes; `wanted` is false when the user wants none. */
+    Progress(QString label, qint64 total, bool wanted);
+    ~Progress();
+    Progress(const Progress &) = delete;
+    Progress &operator=(const Progress &) = delete;
+
+    void add(qint64 bytes);
+
+private:
+    QString m_label;
+    qint64 m_total;
+    qint64 m_done = 0;
+    qint64 m_nextDrawing;
+    bool m_enabled;
+    bool m_drawn = false;
+    QElapsedTimer m_clock;
+};
+
+/** A source that tells a progress line what is read from it. */
+class ProgressSource : public ByteSource
+{
+public:
+    ProgressSource(ByteSource &source, Progress &progress)
+        : m_source(&source), m_progress(&progress)
+    {
+    }
+
+    qint64 size() const override { return m_source->size(); }
+    QByteArray read(qint64 offset, qint64 length) override;
+    qint64 readInto(qint64 offset, char *buffer, qint64 length) override;
+
+private:
+    ByteSource *m_source;
+    Progress *m_progress;
+};

@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "common/Progress.h"
+#include "files/FileSource.h"
+#include "fwm/Commands.h"
+#include "fwm/Words.h"
+#include "fwm/WriteOutput.h"
+#include "package/DescriptionKeys.h"
+#include "package/MergeRequest.h"
+#include "package/PackageLayout.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+
+namespace {
+
+/** The request's text, or why there is none. */
+struct RequestText
+{
+    QByteArray bytes;
+    std::optional<Outcome> failure;
+};
+
+RequestText readRequest(const QString &path)
+{
+    FileSource file(path);
+    if (!file.open())
+        return {
+            {},
+            Outcome::failed(Failure::CannotRead, path + QStringLiteral(": ") + file.errorString())};
+    if (file.size() > package::longestShortJson)
+        return {{},
+                Outcome::failed(Failure::RequestTooLong,
+                                QStringLiteral("%1: %2 bytes").arg(path).arg(file.size()))};
+    const QByteArray bytes = file.read(0, file.size());
+    const auto foreign = std::find_if(bytes.begin(), bytes.end(), [](char byte) {
+        return static_cast<unsigned char>(byte) > 0x7f;
+    });
+    if (foreign != bytes.end()) {
+        const int line = 1 + int(std::count(bytes.begin(), foreign, '\n'));
+        return {{},
+                Outcome::failed(Failure::RequestNotAscii,
+                                QStringLiteral("%1: line %2").arg(path).arg(line))};
+    }
+    return {bytes, std::nullopt};
+}
+
+QString imagePath(const QString &request, const MergeImage &image)
+{
+    // An empty name would lead to the folder itself, which exists.
+    if (image.file.isEmpty())
+        return {};
+    return QDir(QFileInfo(request).path()).filePath(image.file);
+}
+
+QString placeIn(const QString &request, const MergeImage &image)
+{
+    return QStringLiteral("%1: %2 \"%3\"")
+        .arg(request, placeText(image.entry), description::text(image.entry.pcb, key::name));
+}
+
+/** Everything that can be wrong with one image before a byte of it is read. */
+std::optional<Outcome> checkImage(const Options &options, const MergeImage &image)
+{
+    const QString place = placeIn(options.file, image);
+    const auto failed = [&place](Failure failure, const QString &detail) {
+        return Outcome::failed(failure, place + QStringLiteral(": ") + detail);
+    };
+    if (image.error != MergeImage::Error::None)
+        return failed(Failure::RequestValue, mergeErrorText(image.error));
+    const QString path = imagePath(options.file, image);
+    if (!QFileInfo::exists(path))
+        return failed(Failure::ImageMissing, path);
+    if (isSameFile(path, options.output))
+        return failed(Failure::OutputIsInput, options.output);
+    return std::nullopt;
+}
+
+std::optional<Outcome> writeImage(PackageWriter &writer, const AtomicFile &output,
+                                  const Options &options, const MergeImage &image)
+{
+    if (std::optional<Outcome> failure = checkImage(options, image))
+        return failure;
+    const QString path = imagePath(options.file, image);
+    FileSource file(path);
+    if (!file.open())
+        return Outcome::failed(Failure::ImageUnreadable,
+                               placeIn(options.file, image) + QStringLiteral(": ") + path +
+                                   QStringLiteral(": ") + file.errorString());
+    Progress progress(path, file.size(), options.progress);
+    ProgressSource source(file, progress);
+    if (!writer.writeRecord(image.key, source))
+        return writeFailure(writer.error(), output, options.output, path);
+    return std::nullopt;
+}
+
+} // namespace
+
+Outcome runBuild(const Options &options)
+{
+    const RequestText text = readRequest(options.file);
+    if (text.failure)
+        return *text.failure;
+    const MergeRequest request = parseMergeRequest(QString::fromLatin1(text.bytes));
+    if (request.error != MergeRequest::Error::None)
+        return Outcome::failed(Failure::RequestUnreadable,
+                               options.file + QStringLiteral(": ") +
+                                   (request.parseError.isEmpty()
+                                        ? QStringLiteral("no object with a list of \"chips\"")
+                                        : request.parseError));
+    if (isSameFile(options.file, options.output))
+        return Outcome::failed(Failure::OutputIsInput, options.output);
+
+    AtomicFile output(options.output);
+    if (!output.open())
+        return cannotWrite(output, options.output);
+    PackageWriter writer(output);
+    writer.writeHeader(request.json, request.jsonLength);
+    for (const MergeImage &image : request.images) {
+        if (const std::optional<Outcome> failure = writeImage(writer, output, options, image))
+            return *failure;
+    }
+    if (!writer.finish() || !output.commit())
+        return cannotWrite(output, options.output);
+    return describeOutput(options.output, options);
+}

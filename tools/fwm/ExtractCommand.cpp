@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fwm/Commands.h"
+#include "fwm/ImageJson.h"
+#include "fwm/OpenPackage.h"
+#include "fwm/RequestOf.h"
+#include "fwm/Words.h"
+#include "fwm/WriteOutput.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <cstdio>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr int longestName = 64;
+constexpr mode_t everybody = 0777;
+
+/** A file name from whatever a description calls the image: no folders, nothing hidden. */
+QString fileName(const PackageContents &contents, int index)
+{
+    static const QRegularExpression unwanted(QStringLiteral("[^A-Za-z0-9._-]+"));
+    QString name = imageName(contents, contents.images.at(index));
+    name = name.replace(unwanted, QStringLiteral("_")).left(longestName);
+    if (name.isEmpty())
+        name = QStringLiteral("image");
+    return QStringLiteral("%1-%2.bin").arg(index + 1, 2, 10, QLatin1Char('0')).arg(name);
+}
+
+std::optional<Outcome> writeFile(const QString &path, ByteSource &bytes, const QString &shown,
+                                 const QString &input)
+{
+    AtomicFile file(path);
+    if (!file.open())
+        return cannotWrite(file, shown);
+    switch (copyBytes(bytes, file)) {
+    case Copied::SourceChanged:
+        return Outcome::failed(Failure::ImageChanged, input);
+    case Copied::WriteFailed:
+        return cannotWrite(file, shown);
+    case Copied::All:
+        break;
+    }
+    return file.commit() ? std::nullopt : std::optional<Outcome>(cannotWrite(file, shown));
+}
+
+/** Everything of the package, into a folder that nobody else knows yet. */
+std::optional<Outcome> writeAll(const OpenPackage &package, const Options &options,
+                                const QDir &folder, QJsonArray &written)
+{
+    QStringList names;
+    for (int index = 0; index < package.contents.images.size(); ++index) {
+        const ImageRecord &record = package.contents.images.at(index).record;
+        PartSource image(*package.source, record.imageOffset, record.length);
+        names.append(fileName(package.contents, index));
+        const QString shown = options.output + QLatin1Char('/') + names.last();
+        if (auto failure = writeFile(folder.filePath(names.last()), image, shown, options.file))
+            return failure;
+        QJsonObject json = imageJson(package.contents, index + 1);
+        json.insert(QStringLiteral("file"), shown);
+        written.append(json);
+    }
+    BytesSource description(package.contents.description.json);
+    const QString descriptionName = QStringLiteral("description.json");
+    if (auto failure = writeFile(folder.filePath(descriptionName), description,
+                                 options.output + QLatin1Char('/') + descriptionName, options.file))
+        return failure;
+    const QByteArray request = requestOf(package.contents, names);
+    if (request.isEmpty())
+        return std::nullopt;
+    BytesSource requestSource(request);
+    const QString requestName = QStringLiteral("request.json");
+    return writeFile(folder.filePath(requestName), requestSource,
+                     options.output + QLatin1Char('/') + requestName, options.file);
+}
+
+bool isFree(const QString &folder)
+{
+    const QFileInfo info(folder);
+    return !info.exists() ||
+           (info.isDir() && QDir(folder).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System |
+                                                 QDir::NoDotAndDotDot));
+}
+
+/** A temporary folder is private; this one shall be like any that people make. */
+void openToOthers(const QString &folder)
+{
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::chmod(QFile::encodeName(folder).constData(), everybody & ~mask);
+}
+
+} // namespace
+
+Outcome runExtract(const Options &options)
+{
+    const OpenPackage package = openSoundPackage(options.file, options);
+    if (package.problem)
+        return Outcome::failed(package.problem->failure, package.problem->detail);
+    const QString target = QDir::cleanPath(options.output);
+    if (!isFree(target))
+        return Outcome::failed(Failure::FolderNotEmpty, options.output);
+
+    // Beside the target, and renamed when everything is in it: all of the folder or nothing.
+    QTemporaryDir folder(QFileInfo(target).absolutePath() + QStringLiteral("/.fwm-XXXXXX"));
+    if (!folder.isValid())
+        return Outcome::failed(Failure::CannotWrite,
+                               options.output + QStringLiteral(": ") + folder.errorString());
+    QJsonArray written;
+    if (const auto failure = writeAll(package, options, QDir(folder.path()), written))
+        return *failure;
+    openToOthers(folder.path());
+    if (std::rename(QFile::encodeName(folder.path()).constData(),
+                    QFile::encodeName(target).constData()) != 0)
+        return Outcome::failed(Failure::CannotWrite, options.output);
+    folder.setAutoRemove(false);
+
+    Outcome outcome;
+    outcome.json = {{QStringLiteral("output"), options.output},
+                    {QStringLiteral("images"), written}};
+    for (const QJsonValue &image : qAsConst(written))
+        outcome.text += printable(image.toObject().value(QStringLiteral("file")).toString()) +
+                        QLatin1Char('\n');
+    return outcome;
+}

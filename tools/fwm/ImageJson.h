@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "fwm/PackageContents.h"
+
+/** The name that the description gives an image, empty when it has none. */
+QString imageName(const PackageContents &contents, const ImageInfo &image);
+
+/** Everything that is known of an image. `number` counts from 1. */
+QJsonObject imageJson(const PackageContents &contents, int number);
+
+/** "ok", "uppercase", "wrong" or "cut": whether a network module image would install. */
+QString netVerdict(const ImageInfo &image);

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fwm/Commands.h"
+#include "fwm/ImageJson.h"
+#include "fwm/OpenPackage.h"
+#include "fwm/Words.h"
+
+#include <QJsonArray>
+
+namespace {
+
+QString formText(const PackageHeader &header)
+{
+    if (header.error != PackageHeader::Error::None)
+        return QStringLiteral("unknown");
+    return header.form == PackageHeader::Form::Bare ? QStringLiteral("bare")
+                                                    : QStringLiteral("current");
+}
+
+QJsonObject toJson(const QString &file, const PackageContents &contents)
+{
+    QJsonArray images;
+    for (int number = 1; number <= contents.images.size(); ++number)
+        images.append(imageJson(contents, number));
+    const QJsonObject checksum{
+        {QStringLiteral("stored"), QString::fromLatin1(contents.checksum.stored)},
+        {QStringLiteral("computed"), QString::fromLatin1(contents.checksum.computed)},
+        {QStringLiteral("matches"), contents.checksum.matches()}};
+    return {{QStringLiteral("file"), file},
+            {QStringLiteral("size"), contents.size},
+            {QStringLiteral("form"), formText(contents.header)},
+            {QStringLiteral("package_version"), contents.header.version},
+            {QStringLiteral("checksum"), checksum},
+            {QStringLiteral("model"), contents.description.model},
+            {QStringLiteral("release"), contents.description.version},
+            {QStringLiteral("description_offset"), contents.header.jsonOffset},
+            {QStringLiteral("description_length"), contents.header.jsonLength},
+            {QStringLiteral("images"), images}};
+}
+
+QString checksumText(const PackageContents &contents)
+{
+    if (isBareForm(contents.checksum.stored))
+        return QStringLiteral("none");
+    return QStringLiteral("%1 stored, %2 computed: %3")
+        .arg(printable(QString::fromLatin1(contents.checksum.stored)),
+             QString::fromLatin1(contents.checksum.computed),
+             contents.checksum.matches() ? QStringLiteral("ok") : QStringLiteral("WRONG"));
+}
+
+QString headText(const QString &file, const PackageContents &contents)
+{
+    return tableText({
+        {QStringLiteral("Package"), printable(file)},
+        {QStringLiteral("Size"), QStringLiteral("%1 bytes").arg(contents.size)},
+        {QStringLiteral("Form"), QStringLiteral("%1, version %2")
+                                     .arg(formText(contents.header))
+                                     .arg(contents.header.version)},
+        {QStringLiteral("Checksum"), checksumText(contents)},
+        {QStringLiteral("Model"), printable(contents.description.model)},
+        {QStringLiteral("Release"), printable(contents.description.version)},
+        {QStringLiteral("Images"), QString::number(contents.images.size())},
+    });
+}
+
+QString imagesText(const PackageContents &contents)
+{
+    QVector<QStringList> rows{{QStringLiteral("#"), QStringLiteral("Name"), QStringLiteral("Chip"),
+                               QStringLiteral("Qty"), QStringLiteral("MCU"), QStringLiteral("PCB"),
+                               QStringLiteral("Spec"), QStringLiteral("Version"),
+                               QStringLiteral("Offset"), QStringLiteral("Size"),
+                               QStringLiteral("SHA-256")}};
+    for (int index = 0; index < contents.images.size(); ++index) {
+        const ImageInfo &image = contents.images.at(index);
+        const RecordKey &record = image.record.key;
+        const QString name = imageName(contents, image);
+        rows.append({QString::number(index + 1),
+                     name.isEmpty() ? QStringLiteral("-") : printable(name),
+                     QString::number(record.chipType), QString::number(record.chipQuantity),
+                     QString::number(record.mcuType), QString::number(record.pcbVersion),
+                     specialityText(record.speciality), versionText(record),
+                     offsetText(image.record.imageOffset), QString::number(image.record.length),
+                     QString::fromLatin1(image.sha256)});
+    }
+    return tableText(rows);
+}
+
+QString netText(const PackageContents &contents)
+{
+    QString text;
+    for (int index = 0; index < contents.images.size(); ++index) {
+        const ImageInfo &image = contents.images.at(index);
+        if (image.net)
+            text += QStringLiteral("\nNetwork module image %1: version %2, MD5 %3: %4\n")
+                        .arg(index + 1)
+                        .arg(printable(QString::fromLatin1(image.net->image.version)),
+                             printable(QString::fromLatin1(image.net->image.md5Text)),
+                             netVerdict(image));
+    }
+    return text;
+}
+
+} // namespace
+
+Outcome runInfo(const Options &options)
+{
+    const OpenPackage package = openPackage(options.file, Depth::Images, options);
+    if (package.problem)
+        return Outcome::failed(package.problem->failure, package.problem->detail);
+
+    Outcome outcome;
+    outcome.json = toJson(options.file, package.contents);
+    outcome.text = headText(options.file, package.contents);
+    if (!package.contents.images.isEmpty())
+        outcome.text += QLatin1Char('\n') + imagesText(package.contents);
+    outcome.text += netText(package.contents);
+    if (const std::optional<Problem> problem = packageProblem(package.contents))
+        outcome.fail(problem->failure, options.file);
+    return outcome;
+}

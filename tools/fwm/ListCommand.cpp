@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fwm/Commands.h"
+#include "fwm/OpenPackage.h"
+#include "fwm/Words.h"
+#include "package/DescriptionKeys.h"
+
+#include <QJsonArray>
+
+namespace {
+
+QJsonObject entryJson(const ImageEntry &entry, const QString &line)
+{
+    const RecordKey record = keyOfEntry(entry);
+    return {{QStringLiteral("entry"), line},
+            {QStringLiteral("name"), description::text(entry.pcb, key::name)},
+            {QStringLiteral("chip"), description::text(entry.chip, key::name)},
+            {QStringLiteral("chip_type"), description::number(entry.chip, key::chipType) - 1},
+            {QStringLiteral("chip_quantity"), record.chipQuantity},
+            {QStringLiteral("mcu_type"), record.mcuType},
+            {QStringLiteral("pcb_version"), record.pcbVersion},
+            {QStringLiteral("speciality"), record.speciality},
+            {QStringLiteral("version"), versionText(record)}};
+}
+
+} // namespace
+
+Outcome runList(const Options &options)
+{
+    const OpenPackage package = openPackage(options.file, Depth::Head, options);
+    if (package.problem)
+        return Outcome::failed(package.problem->failure, package.problem->detail);
+    const PackageContents &contents = package.contents;
+    if (const std::optional<Problem> problem = headProblem(contents))
+        return Outcome::failed(problem->failure, options.file);
+
+    Outcome outcome;
+    QJsonArray list;
+    for (int index = 0; index < contents.entries.size(); ++index) {
+        const QString &line = contents.description.firmwareList.at(index);
+        list.append(entryJson(contents.entries.at(index), line));
+        outcome.text += printable(line) + QLatin1Char('\n');
+    }
+    outcome.json = {{QStringLiteral("file"), options.file},
+                    {QStringLiteral("model"), contents.description.model},
+                    {QStringLiteral("release"), contents.description.version},
+                    {QStringLiteral("list"), list}};
+    return outcome;
+}

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "files/FileSource.h"
+#include "fwm/Commands.h"
+#include "fwm/Words.h"
+#include "fwm/WriteOutput.h"
+#include "package/NetImage.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFileInfo>
+#include <QProcess>
+
+namespace {
+
+constexpr char bzip2Magic[] = "BZh";
+constexpr int bzip2MagicSize = 3;
+constexpr int noTimeOut = -1;
+
+/** Hands the archive on to the output and takes its MD5 meanwhile. */
+class ArchiveSink : public ByteSink
+{
+public:
+    explicit ArchiveSink(ByteSink &output) : m_output(&output) {}
+    using ByteSink::write;
+
+    bool write(const char *bytes, qint64 size) override
+    {
+        m_md5.addData(bytes, int(size));
+        m_size += size;
+        return m_output->write(bytes, size);
+    }
+    bool overwrite(qint64, const QByteArray &) override { return false; }
+
+    QByteArray md5Text() const { return m_md5.result().toHex(); }
+    qint64 size() const { return m_size; }
+
+private:
+    ByteSink *m_output;
+    QCryptographicHash m_md5{QCryptographicHash::Md5};
+    qint64 m_size = 0;
+};
+
+QString errorsOf(QProcess &archiver)
+{
+    const QString text = QString::fromLocal8Bit(archiver.readAllStandardError()).trimmed();
+    return text.isEmpty() ? archiver.errorString() : text;
+}
+
+bool endedWell(QProcess &archiver)
+{
+    archiver.waitForFinished(noTimeOut);
+    return archiver.exitStatus() == QProcess::NormalExit && archiver.exitCode() == 0;
+}
+
+/**
+ * The folder's own entry stays out of the archive: unpacked over the root of a module's file
+ * system it would give that root the rights of somebody's build folder.
+ */
+QStringList archiverArguments(const QString &folder)
+{
+    QStringList arguments{QStringLiteral("--sort=name"), QStringLiteral("--owner=0"),
+                          QStringLiteral("--group=0"),   QStringLiteral("--numeric-owner"),
+                          QStringLiteral("-C"),          folder,
+                          QStringLiteral("-cjf"),        QStringLiteral("-"),
+                          QStringLiteral("--")};
+    const QStringList names = QDir(folder).entryList(
+        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
+    for (const QString &name : names)
+        arguments.append(QStringLiteral("./") + name);
+    return arguments;
+}
+
+std::optional<Outcome> packFolder(const Options &options, ArchiveSink &sink,
+                                  const AtomicFile &output)
+{
+    if (QDir(options.file)
+            .isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot))
+        return Outcome::failed(Failure::NotAnArchive, options.file);
+    QProcess archiver;
+    archiver.start(QStringLiteral("tar"), archiverArguments(options.file), QIODevice::ReadOnly);
+    if (!archiver.waitForStarted())
+        return Outcome::failed(Failure::ArchiverFailed, archiver.errorString());
+    while (archiver.waitForReadyRead(noTimeOut)) {
+        if (sink.write(archiver.readAllStandardOutput()))
+            continue;
+        archiver.kill();
+        archiver.waitForFinished(noTimeOut);
+        return cannotWrite(output, options.output);
+    }
+    const QByteArray rest = archiver.readAllStandardOutput();
+    if (!endedWell(archiver))
+        return Outcome::failed(Failure::ArchiverFailed, errorsOf(archiver));
+    if (!sink.write(rest + archiver.readAllStandardOutput()))
+        return cannotWrite(output, options.output);
+    return std::nullopt;
+}
+
+std::optional<Outcome> copyArchive(const Options &options, ArchiveSink &sink,
+                                   const AtomicFile &output)
+{
+    FileSource archive(options.file);
+    if (!archive.open())
+        return Outcome::failed(Failure::CannotRead,
+                               options.file + QStringLiteral(": ") + archive.errorString());
+    if (archive.read(0, bzip2MagicSize) != bzip2Magic)
+        return Outcome::failed(Failure::NotAnArchive, options.file);
+    QProcess archiver;
+    archiver.setStandardOutputFile(QProcess::nullDevice());
+    archiver.start(QStringLiteral("tar"),
+                   {QStringLiteral("-tjf"), QFileInfo(options.file).absoluteFilePath()},
+                   QIODevice::ReadOnly);
+    if (!archiver.waitForStarted())
+        return Outcome::failed(Failure::ArchiverFailed, archiver.errorString());
+    if (!endedWell(archiver))
+        return Outcome::failed(Failure::NotAnArchive, errorsOf(archiver));
+
+    switch (copyBytes(archive, sink)) {
+    case Copied::SourceChanged:
+        return Outcome::failed(Failure::ImageChanged, options.file);
+    case Copied::WriteFailed:
+        return cannotWrite(output, options.output);
+    case Copied::All:
+        break;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+Outcome runMakeNet(const Options &options)
+{
+    const QFileInfo source(options.file);
+    if (!source.exists())
+        return Outcome::failed(Failure::CannotRead,
+                               options.file + QStringLiteral(": No such file or folder"));
+    if (isSameFile(options.file, options.output))
+        return Outcome::failed(Failure::OutputIsInput, options.output);
+
+    AtomicFile output(options.output);
+    if (!output.open())
+        return cannotWrite(output, options.output);
+    QByteArray head(net::archiveOffset, '\0');
+    head.replace(net::versionOffset, net::versionSize, options.netVersion.toLatin1());
+    if (!output.write(head))
+        return cannotWrite(output, options.output);
+    ArchiveSink sink(output);
+    const auto failure =
+        source.isDir() ? packFolder(options, sink, output) : copyArchive(options, sink, output);
+    if (failure)
+        return *failure;
+    if (!output.overwrite(net::md5Offset, sink.md5Text()) || !output.commit())
+        return cannotWrite(output, options.output);
+
+    Outcome outcome;
+    const QString md5 = QString::fromLatin1(sink.md5Text());
+    outcome.json = {{QStringLiteral("output"), options.output},
+                    {QStringLiteral("size"), net::archiveOffset + sink.size()},
+                    {QStringLiteral("version"), options.netVersion},
+                    {QStringLiteral("md5"), md5}};
+    outcome.text = QStringLiteral("%1: version %2, %3 bytes, MD5 %4\n")
+                       .arg(printable(options.output), options.netVersion)
+                       .arg(net::archiveOffset + sink.size())
+                       .arg(md5);
+    return outcome;
+}

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fwm/PackageContents.h"
+
+#include "package/Chunks.h"
+#include "package/DescriptionKeys.h"
+
+#include <QCryptographicHash>
+#include <QHash>
+
+namespace {
+
+constexpr quint8 netChipType = 32;
+constexpr quint8 lastTypeWithVariants = 16;
+constexpr char bzip2Magic[] = "BZh";
+constexpr int bzip2MagicSize = 3;
+constexpr qint64 hashChunk = 64 * 1024;
+/** A description has at most 65,535 bytes; so many entries never fit into one. */
+constexpr int mostImages = 65'535;
+
+QByteArray sha256Of(ByteSource &image)
+{
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    forEachChunk(image, 0, hashChunk, [&hash](const char *bytes, qint64 size) {
+        hash.addData(bytes, int(size));
+        return true;
+    });
+    return hash.result().toHex();
+}
+
+void walkImages(ByteSource &source, PackageContents &contents)
+{
+    RecordWalker walker(source, contents.header.recordsOffset());
+    while (const std::optional<ImageRecord> record = walker.next()) {
+        contents.hasTooManyImages = contents.images.size() == mostImages;
+        if (contents.hasTooManyImages)
+            break;
+        PartSource image(source, record->imageOffset, record->length);
+        ImageInfo info;
+        info.record = *record;
+        info.sha256 = sha256Of(image);
+        if (record->key.chipType == netChipType) {
+            info.net = checkNetImage(image);
+            info.looksLikeBzip2 = image.read(net::archiveOffset, bzip2MagicSize) == bzip2Magic;
+        }
+        contents.images.append(info);
+    }
+    contents.end = walker.state();
+    contents.endOffset = walker.position();
+}
+
+/** Gives every entry that has none yet the first free image whose name under `nameOf` is its own.
+ */
+template<typename NameOf>
+void assign(PackageContents &contents, const NameOf &nameOf, bool isExact)
+{
+    QHash<QByteArray, QVector<int>> free;
+    for (int image = contents.images.size() - 1; image >= 0; --image) {
+        if (contents.images.at(image).entry < 0)
+            free[nameOf(contents.images.at(image).record.key)].append(image);
+    }
+    for (int entry = 0; entry < contents.entries.size(); ++entry) {
+        if (contents.imageOfEntry.at(entry) >= 0)
+            continue;
+        const auto found = free.find(nameOf(keyOfEntry(contents.entries.at(entry))));
+        if (found == free.end() || found->isEmpty())
+            continue;
+        const int image = found->takeLast();
+        contents.imageOfEntry[entry] = image;
+        contents.images[image].entry = entry;
+        contents.images[image].isExact = isExact;
+    }
+}
+
+} // namespace
+
+PackageContents readHead(ByteSource &source)
+{
+    PackageContents contents;
+    contents.size = source.size();
+    contents.header = readPackageHeader(source);
+    contents.checksum = checkPackage(source);
+    if (contents.header.error != PackageHeader::Error::None)
+        return contents;
+    contents.description = parseDescription(readDescription(source, contents.header));
+    contents.entries = imageEntries(contents.description.object);
+    contents.imageOfEntry.fill(-1, contents.entries.size());
+    return contents;
+}
+
+PackageContents readContents(ByteSource &source)
+{
+    PackageContents contents = readHead(source);
+    if (contents.header.error != PackageHeader::Error::None)
+        return contents;
+    walkImages(source, contents);
+    assign(
+        contents, [](const RecordKey &key) { return key.bytes(); }, true);
+    assign(contents, identityOf, false);
+    return contents;
+}
+
+RecordKey keyOfEntry(const ImageEntry &entry)
+{
+    using description::number;
+    RecordKey record;
+    record.chipType = quint8(number(entry.chip, key::chipType) - 1);
+    record.chipQuantity = number(entry.chip, key::chipQuantity);
+    record.mcuType = number(entry.mcu, key::mcuType);
+    record.pcbVersion = number(entry.pcb, key::pcbVersion);
+    record.speciality = description::character(description::text(entry.pcb, key::speciality));
+    record.ver1 = number(entry.pcb, key::ver1);
+    record.ver2 = number(entry.pcb, key::ver2);
+    record.ver3 = number(entry.pcb, key::ver3);
+    return record;
+}
+
+QByteArray identityOf(const RecordKey &key)
+{
+    RecordKey identity;
+    identity.chipType = key.chipType;
+    if (key.chipType <= lastTypeWithVariants) {
+        identity.mcuType = key.mcuType;
+        identity.pcbVersion = key.pcbVersion;
+        identity.speciality = key.speciality;
+    }
+    return identity.bytes();
+}
+
+std::optional<Problem> headProblem(const PackageContents &contents)
+{
+    if (contents.header.error == PackageHeader::Error::NotAPackage)
+        return Problem{Failure::NotAPackage, {}};
+    if (contents.header.error == PackageHeader::Error::BadHead)
+        return Problem{Failure::UnknownVersion, {}};
+    const bool hasChecksum = contents.header.form == PackageHeader::Form::Current;
+    if (hasChecksum && !contents.checksum.matches())
+        return Problem{Failure::ChecksumWrong, {}};
+    if (contents.description.error != PackageDescription::Error::None)
+        return Problem{Failure::DescriptionUnreadable, contents.description.parseError};
+    return std::nullopt;
+}
+
+std::optional<Problem> packageProblem(const PackageContents &contents)
+{
+    const bool isHead = contents.header.error == PackageHeader::Error::None;
+    if (isHead && contents.header.form == PackageHeader::Form::Bare)
+        return Problem{Failure::NoChecksum, {}};
+    if (const std::optional<Problem> problem = headProblem(contents))
+        return problem;
+    if (contents.hasTooManyImages)
+        return Problem{Failure::TooManyRecords, {}};
+    if (contents.end != RecordWalker::State::End)
+        return Problem{Failure::RecordsDamaged, {}};
+    return std::nullopt;
+}

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "fwm/Outcome.h"
+#include "package/ImageRecord.h"
+#include "package/NetMerge.h"
+#include "package/PackageChecksum.h"
+#include "package/PackageDescription.h"
+#include "package/PackageHeader.h"
+
+#include <optional>
+
+/** One image of a package. */
+struct ImageInfo
+{
+    ImageRecord record;
+    /** In hexadecimal. */
+    QByteArray sha256;
+    /** For the network module's images only. */
+    std::optional<NetCheck> net;
+    bool looksLikeBzip2 = false;
+    /** The entry of the description that speaks of it, or -1. */
+    int entry = -1;
+    /** Whether entry and record agree in everything, the versions too. */
+    bool isExact = false;
+};
+
+/** A package taken apart, as far as it can be. Its images stay in the file. */
+struct PackageContents
+{
+    qint64 size = 0;
+    PackageHeader header;
+    PackageChecksum checksum;
+    PackageDescription description;
+    QVector<ImageEntry> entries;
+    QVector<ImageInfo> images;
+    /** For every entry the image that it speaks of, or -1. */
+    QVector<int> imageOfEntry;
+    RecordWalker::State end = RecordWalker::State::Walking;
+    /** Where the records end or break off. */
+    qint64 endOffset = 0;
+    bool hasTooManyImages = false;
+};
+
+/** What is in front of the images. Reads the whole package once, for its checksum. */
+PackageContents readHead(ByteSource &source);
+
+/** The same and every image, which takes a second reading. */
+PackageContents readContents(ByteSource &source);
+
+/** The key that an entry's record should have. */
+RecordKey keyOfEntry(const ImageEntry &entry);
+
+/**
+ * By what a device tells images apart: the chip type alone for FPGAs and the network module, with
+ * MCU type, PCB version and speciality for all others.
+ */
+QByteArray identityOf(const RecordKey &key);
+
+/** What is wrong with everything in front of the images; packages without a checksum are fine. */
+std::optional<Problem> headProblem(const PackageContents &contents);
+
+/** What keeps a package from being upgraded from or worked on, the gravest first. */
+std::optional<Problem> packageProblem(const PackageContents &contents);

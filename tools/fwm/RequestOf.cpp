@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fwm/RequestOf.h"
+
+#include "package/DescriptionKeys.h"
+#include "package/PackageLayout.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <algorithm>
+
+namespace {
+
+void setKeyBytes(QJsonObject &pcb, const RecordKey &record)
+{
+    const auto set = [&pcb](const QString &key, quint8 value) {
+        pcb.insert(key, QString::number(value));
+    };
+    set(key::inChipType, record.chipType);
+    set(key::inChipQuantity, record.chipQuantity);
+    set(key::inMcuType, record.mcuType);
+    set(key::inPcbVersion, record.pcbVersion);
+    set(key::inSpeciality, record.speciality);
+    set(key::inVer1, record.ver1);
+    set(key::inVer2, record.ver2);
+    set(key::inVer3, record.ver3);
+}
+
+/** The value at `index` of the list under `key`, replaced. */
+QJsonObject replaced(QJsonObject parent, const QString &key, int index, const QJsonObject &value)
+{
+    QJsonArray list = parent.value(key).toArray();
+    list.replace(index, value);
+    parent.insert(key, list);
+    return parent;
+}
+
+QJsonObject withPcb(const QJsonObject &description, const ImageEntry &place, const QJsonObject &pcb)
+{
+    const QJsonObject chip = description.value(key::chips).toArray().at(place.chipIndex).toObject();
+    const QJsonObject mcu = chip.value(key::mcus).toArray().at(place.mcuIndex).toObject();
+    return replaced(
+        description, key::chips, place.chipIndex,
+        replaced(chip, key::mcus, place.mcuIndex, replaced(mcu, key::pcbs, place.pcbIndex, pcb)));
+}
+
+/** Requests are ASCII; JSON has escapes for everything else. */
+QByteArray inAscii(const QByteArray &json)
+{
+    const QString text = QString::fromUtf8(json);
+    QByteArray ascii;
+    for (const QChar character : text) {
+        if (character.unicode() < 0x80)
+            ascii += char(character.unicode());
+        else
+            ascii += "\\u" + QByteArray::number(character.unicode(), 16).rightJustified(4, '0');
+    }
+    return ascii;
+}
+
+} // namespace
+
+QByteArray requestOf(const PackageContents &contents, const QStringList &files)
+{
+    const bool belongTogether =
+        contents.header.jsonLength <= package::longestShortJson &&
+        contents.images.size() == contents.entries.size() &&
+        std::all_of(contents.images.begin(), contents.images.end(),
+                    [](const ImageInfo &image) { return image.entry >= 0; });
+    if (!belongTogether)
+        return {};
+    QJsonObject request = contents.description.object;
+    for (int index = 0; index < contents.images.size(); ++index) {
+        const ImageInfo &image = contents.images.at(index);
+        const ImageEntry &place = contents.entries.at(image.entry);
+        QJsonObject pcb = place.pcb;
+        pcb.insert(key::file, files.at(index));
+        setKeyBytes(pcb, image.record.key);
+        request = withPcb(request, place, pcb);
+    }
+    return inAscii(QJsonDocument(request).toJson(QJsonDocument::Compact)) + '\n';
+}

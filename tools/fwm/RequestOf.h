@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "fwm/PackageContents.h"
+
+#include <QStringList>
+
+/**
+ * A request that builds a package with the same entries and images again. `files` names for every
+ * image the file it is in. Empty when entries and images do not belong together one by one.
+ */
+QByteArray requestOf(const PackageContents &contents, const QStringList &files);

@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the description lacks or has in the wrong form. Devices read a wrong value as 0 or as an
+// empty text without a word, so this is where somebody finds out.
+#include "fwm/Findings.h"
+#include "fwm/Words.h"
+#include "package/DescriptionKeys.h"
+
+#include <QJsonArray>
+#include <QRegularExpression>
+
+namespace {
+
+/** The highest number of a chip in a description for which the speciality matters. */
+constexpr int lastTypeWithVariants = 17;
+constexpr int largestNumber = 255;
+
+class Schema
+{
+public:
+    explicit Schema(qint64 offset) : m_offset(offset) {}
+
+    QVector<Finding> check(const QJsonObject &description);
+
+private:
+    void say(const QString &place, const QString &text)
+    {
+        m_findings.append({Finding::Severity::Error, QStringLiteral("description-schema"), m_offset,
+                           place + QLatin1Char(' ') + text});
+    }
+
+    void text(const QJsonObject &object, const QString &place, const QString &key);
+    void number(const QJsonObject &object, const QString &place, const QString &key, int least = 0);
+    void chip(const QJsonObject &chip, const QString &place);
+    void mcu(const QJsonObject &mcu, const QString &place, int chipType);
+    void pcb(const QJsonObject &pcb, const QString &place, int chipType);
+    void speciality(const QString &value, const QString &place, int chipType);
+
+    /** Calls `check(object, place)` for everything in a list of objects. */
+    template<typename Check>
+    void objects(const QJsonObject &parent, const QString &place, const QString &key,
+                 const Check &check)
+    {
+        const QString whole = place + key;
+        if (!parent.value(key).isArray()) {
+            say(whole, QStringLiteral("is missing or no list"));
+            return;
+        }
+        const QJsonArray list = parent.value(key).toArray();
+        for (int index = 0; index < list.size(); ++index) {
+            const QString item = QStringLiteral("%1[%2]").arg(whole).arg(index);
+            if (list.at(index).isObject())
+                check(list.at(index).toObject(), item + QLatin1Char('.'));
+            else
+                say(item, QStringLiteral("is no object"));
+        }
+    }
+
+    qint64 m_offset;
+    QVector<Finding> m_findings;
+};
+
+QVector<Finding> Schema::check(const QJsonObject &description)
+{
+    text(description, {}, key::model);
+    text(description, {}, key::version);
+    objects(description, {}, key::chips,
+            [this](const QJsonObject &object, const QString &place) { chip(object, place); });
+    return m_findings;
+}
+
+void Schema::text(const QJsonObject &object, const QString &place, const QString &key)
+{
+    if (!object.value(key).isString())
+        say(place + key, QStringLiteral("is missing or no text"));
+}
+
+void Schema::number(const QJsonObject &object, const QString &place, const QString &key, int least)
+{
+    static const QRegularExpression decimal(QStringLiteral("\\A[0-9]{1,9}\\z"));
+    const QString value = description::text(object, key);
+    if (!object.value(key).isString())
+        say(place + key, QStringLiteral("is missing or no text"));
+    else if (!decimal.match(value).hasMatch())
+        say(place + key, QStringLiteral("\"%1\" is no decimal number").arg(value));
+    else if (value.toInt() < least || value.toInt() > largestNumber)
+        say(place + key,
+            QStringLiteral("%1 is not within %2 to %3").arg(value).arg(least).arg(largestNumber));
+}
+
+void Schema::chip(const QJsonObject &chip, const QString &place)
+{
+    text(chip, place, key::name);
+    number(chip, place, key::chipType, 1);
+    number(chip, place, key::chipQuantity, 1);
+    const int chipType = description::number(chip, key::chipType);
+    objects(chip, place, key::mcus,
+            [this, chipType](const QJsonObject &object, const QString &inner) {
+                mcu(object, inner, chipType);
+            });
+}
+
+void Schema::mcu(const QJsonObject &mcu, const QString &place, int chipType)
+{
+    number(mcu, place, key::mcuType, chipType <= lastTypeWithVariants ? 1 : 0);
+    objects(mcu, place, key::pcbs,
+            [this, chipType](const QJsonObject &object, const QString &inner) {
+                pcb(object, inner, chipType);
+            });
+}
+
+void Schema::pcb(const QJsonObject &pcb, const QString &place, int chipType)
+{
+    text(pcb, place, key::name);
+    // Devices read their own list by its commas.
+    if (description::text(pcb, key::name).contains(QLatin1Char(',')))
+        say(place + key::name, QStringLiteral("has a comma, which shifts every later field"));
+    number(pcb, place, key::pcbVersion, chipType <= lastTypeWithVariants ? 1 : 0);
+    if (pcb.value(key::speciality).isString())
+        speciality(description::text(pcb, key::speciality), place + key::speciality, chipType);
+    else
+        say(place + key::speciality, QStringLiteral("is missing or no text"));
+    for (const QString &version : {key::ver1, key::ver2, key::ver3})
+        number(pcb, place, version);
+}
+
+void Schema::speciality(const QString &value, const QString &place, int chipType)
+{
+    const bool isLetter =
+        value.size() == 1 && value >= QLatin1String("A") && value <= QLatin1String("Z");
+    const bool isNeeded = chipType <= lastTypeWithVariants;
+    if (!isLetter && (isNeeded || value.size() > 1))
+        say(place, QStringLiteral("\"%1\" is no single letter A to Z").arg(value));
+}
+
+} // namespace
+
+QVector<Finding> schemaFindings(const PackageContents &contents)
+{
+    return Schema(contents.header.jsonOffset).check(contents.description.object);
+}

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fwm/Commands.h"
+#include "fwm/Findings.h"
+#include "fwm/OpenPackage.h"
+#include "fwm/Words.h"
+
+#include <QJsonArray>
+
+namespace {
+
+QJsonObject findingJson(const Finding &finding)
+{
+    const bool isError = finding.severity == Finding::Severity::Error;
+    return {
+        {QStringLiteral("severity"), isError ? QStringLiteral("error") : QStringLiteral("warning")},
+        {QStringLiteral("name"), finding.name},
+        {QStringLiteral("offset"), finding.offset},
+        {QStringLiteral("text"), finding.text}};
+}
+
+} // namespace
+
+Outcome runVerify(const Options &options)
+{
+    const OpenPackage package = openPackage(options.file, Depth::Images, options);
+    if (package.problem)
+        return Outcome::failed(package.problem->failure, package.problem->detail);
+
+    const QVector<Finding> findings = findingsIn(package.contents);
+    Outcome outcome;
+    QJsonArray list;
+    for (const Finding &finding : findings) {
+        list.append(findingJson(finding));
+        outcome.text +=
+            printable(options.file + QLatin1Char(':') + findingText(finding)) + QLatin1Char('\n');
+    }
+    outcome.json = {{QStringLiteral("file"), options.file}, {QStringLiteral("findings"), list}};
+    if (hasErrors(findings))
+        outcome.fail(Failure::FindingsFound, options.file);
+    else
+        outcome.text +=
+            QStringLiteral("%1: good, %2, checksum %3\n")
+                .arg(printable(options.file), imageCountText(package.contents.images.size()),
+                     QString::fromLatin1(package.contents.checksum.computed));
+    return outcome;
+}

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fwm/Words.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr int offsetDigits = 8;
+constexpr int hexadecimal = 16;
+constexpr quint8 lastTypeWithVariants = 16;
+
+bool isLetter(quint8 code)
+{
+    return (code >= 'A' && code <= 'Z') || (code >= 'a' && code <= 'z');
+}
+
+} // namespace
+
+QString printable(const QString &text)
+{
+    QString safe;
+    for (const QChar character : text) {
+        if (character.isPrint() || character.isSurrogate())
+            safe += character;
+        else
+            safe +=
+                QStringLiteral("\\u%1").arg(character.unicode(), 4, hexadecimal, QLatin1Char('0'));
+    }
+    return safe;
+}
+
+QString offsetText(qint64 offset)
+{
+    return QStringLiteral("0x%1").arg(offset, offsetDigits, hexadecimal, QLatin1Char('0'));
+}
+
+QString versionText(const RecordKey &key)
+{
+    return QStringLiteral("%1.%2.%3").arg(key.ver1).arg(key.ver2).arg(key.ver3);
+}
+
+QString specialityText(quint8 code)
+{
+    if (isLetter(code))
+        return QString(QLatin1Char(char(code)));
+    return code == 0 ? QString() : QString::number(code);
+}
+
+QString keyText(const RecordKey &key)
+{
+    const QString type = QStringLiteral("chip type %1").arg(key.chipType);
+    if (key.chipType > lastTypeWithVariants)
+        return type;
+    const QString speciality = specialityText(key.speciality);
+    return type + QStringLiteral(", MCU type %1, PCB version %2, speciality %3")
+                      .arg(key.mcuType)
+                      .arg(key.pcbVersion)
+                      .arg(speciality.isEmpty() ? QStringLiteral("none") : speciality);
+}
+
+QString placeText(const ImageEntry &entry)
+{
+    return QStringLiteral("chips[%1].mcus[%2].pcbs[%3]")
+        .arg(entry.chipIndex)
+        .arg(entry.mcuIndex)
+        .arg(entry.pcbIndex);
+}
+
+QString imageCountText(int count)
+{
+    return count == 1 ? QStringLiteral("1 image") : QStringLiteral("%1 images").arg(count);
+}
+
+QString tableText(const QVector<QStringList> &rows)
+{
+    QVector<int> widths;
+    for (const QStringList &row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (int column = 0; column < row.size(); ++column)
+            widths[column] = std::max(widths.at(column), row.at(column).size());
+    }
+    QString text;
+    for (const QStringList &row : rows) {
+        QString line;
+        for (int column = 0; column < row.size(); ++column)
+            line += row.at(column).leftJustified(widths.at(column) + 2);
+        while (line.endsWith(QLatin1Char(' ')))
+            line.chop(1);
+        text += line + QLatin1Char('\n');
+    }
+    return text;
+}

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "package/ImageRecord.h"
+#include "package/PackageDescription.h"
+
+#include <QString>
+#include <QStringList>
+
+/**
+ * A text from a file, safe to print: what could steer a terminal is shown as its code. Names in
+ * packages are anybody's writing.
+ */
+QString printable(const QString &text);
+
+/** "0x0000002a". */
+QString offsetText(qint64 offset);
+
+/** "1.2.3". */
+QString versionText(const RecordKey &key);
+
+/** "A"; the number of a code that is no letter, and nothing for 0. */
+QString specialityText(quint8 code);
+
+/** "chip type 0, MCU type 1, PCB version 1, speciality A". */
+QString keyText(const RecordKey &key);
+
+/** Where in the description an image is: "chips[0].mcus[1].pcbs[0]". */
+QString placeText(const ImageEntry &entry);
+
+/** "1 image", "2 images". */
+QString imageCountText(int count);
+
+/** Lines with their columns under each other; the first row is the head. */
+QString tableText(const QVector<QStringList> &rows);

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fwm/WriteOutput.h"
+
+#include "fwm/Findings.h"
+#include "fwm/OpenPackage.h"
+#include "fwm/Words.h"
+#include "package/Chunks.h"
+
+#include <QFileInfo>
+
+namespace {
+
+constexpr qint64 copyChunk = 64 * 1024;
+
+} // namespace
+
+bool isSameFile(const QString &a, const QString &b)
+{
+    const QString first = QFileInfo(a).canonicalFilePath();
+    return !first.isEmpty() && first == QFileInfo(b).canonicalFilePath();
+}
+
+Copied copyBytes(ByteSource &source, ByteSink &sink)
+{
+    bool isWritten = true;
+    const auto write = [&](const char *bytes, qint64 count) {
+        isWritten = sink.write(bytes, count);
+        return isWritten;
+    };
+    const qint64 size = source.size();
+    if (forEachChunk(source, 0, copyChunk, write) == size)
+        return Copied::All;
+    return isWritten ? Copied::SourceChanged : Copied::WriteFailed;
+}
+
+Outcome cannotWrite(const AtomicFile &file, const QString &output)
+{
+    return Outcome::failed(Failure::CannotWrite,
+                           output + QStringLiteral(": ") + file.errorString());
+}
+
+Outcome writeFailure(PackageWriter::Error error, const AtomicFile &file, const QString &output,
+                     const QString &input)
+{
+    switch (error) {
+    case PackageWriter::Error::ImageTooLarge:
+        return Outcome::failed(Failure::ImageTooLarge, input);
+    case PackageWriter::Error::WriteFailed:
+        return cannotWrite(file, output);
+    case PackageWriter::Error::ImageCutShort:
+    case PackageWriter::Error::None:
+        break;
+    }
+    return Outcome::failed(Failure::ImageChanged, input);
+}
+
+Outcome describeOutput(const QString &output, const Options &options)
+{
+    const OpenPackage package = openPackage(output, Depth::Images, options);
+    if (package.problem)
+        return Outcome::failed(package.problem->failure, package.problem->detail);
+    Outcome outcome;
+    const QVector<Finding> findings = findingsIn(package.contents);
+    for (const Finding &finding : findings)
+        outcome.warnings.append(output + QLatin1Char(':') + findingText(finding));
+    const QString checksum = QString::fromLatin1(package.contents.checksum.computed);
+    outcome.json = {{QStringLiteral("output"), output},
+                    {QStringLiteral("size"), package.contents.size},
+                    {QStringLiteral("images"), package.contents.images.size()},
+                    {QStringLiteral("checksum"), checksum}};
+    outcome.text = QStringLiteral("%1: %2, %3 bytes, checksum %4\n")
+                       .arg(printable(output), imageCountText(package.contents.images.size()))
+                       .arg(package.contents.size)
+                       .arg(checksum);
+    return outcome;
+}

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "files/AtomicFile.h"
+#include "fwm/Options.h"
+#include "fwm/Outcome.h"
+#include "package/PackageWriter.h"
+
+/** Whether both names lead to the same existing file. */
+bool isSameFile(const QString &a, const QString &b);
+
+/** All of a source, to a sink. */
+enum class Copied { All, SourceChanged, WriteFailed };
+Copied copyBytes(ByteSource &source, ByteSink &sink);
+
+/** Why a package could not be written; `input` is the file that was read then. */
+Outcome writeFailure(PackageWriter::Error error, const AtomicFile &file, const QString &output,
+                     const QString &input);
+
+Outcome cannotWrite(const AtomicFile &file, const QString &output);
+
+/** Reads a package that was just written: what to say of it, and a warning for what is odd. */
+Outcome describeOutput(const QString &output, const Options &options);
