@@ -57,7 +57,7 @@ void NetInstaller::rebootModule()
 
 void NetInstaller::perform(const NetInstallStep &step, const NetImage &header)
 {
-    const QString version = QString::fromLatin1(header.version);
+    const QString version = QString::fromLatin1(header.version.constData(), header.version.size());
     switch (step.kind) {
     case NetInstallStep::Kind::Say:
         say(step.text);
