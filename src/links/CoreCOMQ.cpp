@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include <poll.h>
+
 namespace {
 
 constexpr int textBuffer = 99;
@@ -41,6 +43,13 @@ void applyParity(QSerialPort &port, const QString &parity)
         if (parity == QLatin1String(entry.name))
             port.setParity(entry.parity);
     }
+}
+
+/** A read of nothing is no error of its own; only the line itself can tell that it is gone. */
+bool hungUp(int handle)
+{
+    pollfd line{handle, 0, 0};
+    return poll(&line, 1, 0) > 0 && (line.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
 }
 
 } // namespace
@@ -125,10 +134,12 @@ qint64 CoreCOMQ::writeBytes(const char *bytes, qint64 length)
     return written;
 }
 
-/** A line that has gone away would otherwise keep its notifier busy. */
+/** A line that has gone away stays readable for ever, and its notifier would never rest. */
 void CoreCOMQ::closeBrokenPort(QSerialPort::SerialPortError error)
 {
-    if (error != QSerialPort::ResourceError || m_port->error() != QSerialPort::ResourceError)
+    const bool lost = error == QSerialPort::ResourceError ||
+                      (error == QSerialPort::ReadError && hungUp(m_port->handle()));
+    if (!lost || !m_port->isOpen())
         return;
     qCDebug(logLink) << "serial line lost" << m_port->errorString();
     close();
