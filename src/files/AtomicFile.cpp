@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -30,7 +31,8 @@ bool AtomicFile::open()
     const QFileInfo info(m_file.fileName());
     if (info.exists() && !info.isFile())
         return fail(QStringLiteral("Not an ordinary file"));
-    if (!m_file.open(QIODevice::WriteOnly))
+    // QSaveFile does not notice when the last of its buffer cannot be written.
+    if (!m_file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
         return fail(m_file.errorString());
     return true;
 }
@@ -50,6 +52,9 @@ bool AtomicFile::overwrite(qint64 offset, const QByteArray &bytes)
 
 bool AtomicFile::commit()
 {
+    // Some disks are only found full here, and QSaveFile's own call goes unchecked.
+    if (m_error.isEmpty() && ::fsync(m_file.handle()) != 0)
+        fail(qt_error_string(errno));
     if (!m_error.isEmpty())
         m_file.cancelWriting();
     if (!m_file.commit())

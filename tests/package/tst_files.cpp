@@ -111,25 +111,26 @@ void TestFiles::overwritesAndGoesOn()
 
 void TestFiles::fullDiskLeavesTheOldFile_data()
 {
+    QTest::addColumn<int>("limit");
     QTest::addColumn<int>("size");
-    // Small enough to fit into a buffer until the commit, and large enough not to.
-    QTest::newRow("fails at the commit") << 5000;
-    QTest::newRow("fails while writing") << 500'000;
+    QTest::newRow("no room at all") << 0 << 5;
+    QTest::newRow("last bytes") << 4096 << 4097;
+    QTest::newRow("somewhere inside") << 4096 << 500'000;
 }
 
 void TestFiles::fullDiskLeavesTheOldFile()
 {
+    QFETCH(int, limit);
     QFETCH(int, size);
     QFile old(path("file"));
     QVERIFY(old.open(QIODevice::WriteOnly));
     old.write("old");
     old.close();
     {
-        const FullDisk disk(4096);
+        const FullDisk disk{rlim_t(limit)};
         AtomicFile file(path("file"));
         QVERIFY(file.open());
         file.write(QByteArray(size, 'x'));
-        file.overwrite(0, "y");
         QVERIFY(!file.commit());
         QVERIFY(!file.errorString().isEmpty());
     }

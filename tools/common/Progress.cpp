@@ -8,17 +8,15 @@
 
 namespace {
 
-/** In milliseconds: short work shows nothing at all. */
-constexpr qint64 firstDrawing = 500;
-constexpr qint64 betweenDrawings = 100;
+constexpr std::chrono::milliseconds betweenDrawings{100};
 constexpr qint64 percent = 100;
 
 } // namespace
 
-Progress::Progress(QString label, qint64 total, bool wanted)
+Progress::Progress(QString label, qint64 total, bool wanted, ms quiet)
     : m_label(std::move(label)),
       m_total(total),
-      m_nextDrawing(firstDrawing),
+      m_nextDrawing(quiet),
       m_enabled(wanted && total > 0 && ::isatty(STDERR_FILENO) != 0)
 {
     m_clock.start();
@@ -34,9 +32,12 @@ Progress::~Progress()
 void Progress::add(qint64 bytes)
 {
     m_done += bytes;
-    if (!m_enabled || m_clock.elapsed() < m_nextDrawing)
+    if (!m_enabled)
         return;
-    m_nextDrawing = m_clock.elapsed() + betweenDrawings;
+    const ms elapsed{m_clock.elapsed()};
+    if (elapsed < m_nextDrawing)
+        return;
+    m_nextDrawing = elapsed + betweenDrawings;
     m_drawn = true;
     const qint64 done = std::min(m_done, m_total);
     std::fprintf(stderr, "\r%s %3d%%", qPrintable(m_label), int(done * percent / m_total));

@@ -6,6 +6,8 @@
 #include <QElapsedTimer>
 #include <QString>
 
+#include <chrono>
+
 /**
  * A line on standard error that tells how far a long piece of work is. It shows on a terminal only,
  * and only when the work takes long enough to be noticed.
@@ -13,8 +15,13 @@
 class Progress
 {
 public:
-    /** `total` is in bytes; `wanted` is false when the user wants none. */
-    Progress(QString label, qint64 total, bool wanted);
+    using ms = std::chrono::milliseconds;
+
+    /**
+     * `total` is in bytes; `wanted` is false when the user wants none. Work that ends within
+     * `quiet` shows nothing.
+     */
+    Progress(QString label, qint64 total, bool wanted, ms quiet = ms{500});
     ~Progress();
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;
@@ -25,7 +32,7 @@ private:
     QString m_label;
     qint64 m_total;
     qint64 m_done = 0;
-    qint64 m_nextDrawing;
+    ms m_nextDrawing;
     bool m_enabled;
     bool m_drawn = false;
     QElapsedTimer m_clock;

@@ -95,6 +95,27 @@ std::optional<Outcome> packFolder(const Options &options, ArchiveSink &sink,
     return std::nullopt;
 }
 
+/** Whether the archiver can read it to its end and finds something in it. */
+std::optional<Outcome> checkArchive(const Options &options)
+{
+    QProcess archiver;
+    archiver.start(QStringLiteral("tar"),
+                   {QStringLiteral("-tjf"), QFileInfo(options.file).absoluteFilePath()},
+                   QIODevice::ReadOnly);
+    if (!archiver.waitForStarted())
+        return Outcome::failed(Failure::ArchiverFailed, archiver.errorString());
+    // The archiver takes a few bytes of anything for an archive without entries.
+    bool hasEntries = false;
+    while (archiver.waitForReadyRead(noTimeOut))
+        hasEntries = !archiver.readAllStandardOutput().isEmpty() || hasEntries;
+    hasEntries = !archiver.readAllStandardOutput().isEmpty() || hasEntries;
+    if (!endedWell(archiver))
+        return Outcome::failed(Failure::NotAnArchive, errorsOf(archiver));
+    if (!hasEntries)
+        return Outcome::failed(Failure::NotAnArchive, options.file);
+    return std::nullopt;
+}
+
 std::optional<Outcome> copyArchive(const Options &options, ArchiveSink &sink,
                                    const AtomicFile &output)
 {
@@ -104,16 +125,8 @@ std::optional<Outcome> copyArchive(const Options &options, ArchiveSink &sink,
                                options.file + QStringLiteral(": ") + archive.errorString());
     if (archive.read(0, bzip2MagicSize) != bzip2Magic)
         return Outcome::failed(Failure::NotAnArchive, options.file);
-    QProcess archiver;
-    archiver.setStandardOutputFile(QProcess::nullDevice());
-    archiver.start(QStringLiteral("tar"),
-                   {QStringLiteral("-tjf"), QFileInfo(options.file).absoluteFilePath()},
-                   QIODevice::ReadOnly);
-    if (!archiver.waitForStarted())
-        return Outcome::failed(Failure::ArchiverFailed, archiver.errorString());
-    if (!endedWell(archiver))
-        return Outcome::failed(Failure::NotAnArchive, errorsOf(archiver));
-
+    if (std::optional<Outcome> failure = checkArchive(options))
+        return failure;
     switch (copyBytes(archive, sink)) {
     case Copied::SourceChanged:
         return Outcome::failed(Failure::ImageChanged, options.file);

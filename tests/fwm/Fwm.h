@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+/** What a program left behind. */
+struct Ran
+{
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+
+    QJsonObject json() const { return QJsonDocument::fromJson(out).object(); }
+};
+
+inline Ran runProgram(const QString &program, const QStringList &arguments, const QString &folder)
+{
+    QProcess process;
+    process.setWorkingDirectory(folder);
+    process.start(program, arguments);
+    constexpr int enough = 60'000;
+    if (!process.waitForFinished(enough))
+        process.kill();
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+/** A folder of its own for every test, and the real program run in it. */
+class Fwm
+{
+public:
+    Ran run(const QStringList &arguments) const
+    {
+        return runProgram(QStringLiteral(FWM_PROGRAM), arguments, m_folder.path());
+    }
+    Ran shell(const QString &line) const
+    {
+        return runProgram(QStringLiteral("bash"), {QStringLiteral("-c"), line}, m_folder.path());
+    }
+
+    QString path(const QString &name) const { return m_folder.filePath(name); }
+
+    void write(const QString &name, const QByteArray &bytes) const
+    {
+        QDir(m_folder.path()).mkpath(QFileInfo(path(name)).path());
+        QFile file(path(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(bytes), bytes.size());
+    }
+    QByteArray read(const QString &name) const
+    {
+        QFile file(path(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
+    }
+    /** Everything in the folder, hidden or not. */
+    QStringList names() const
+    {
+        return QDir(m_folder.path())
+            .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                       QDir::Name);
+    }
+
+private:
+    QTemporaryDir m_folder;
+};
+
+inline QString goldenPath(const QString &name)
+{
+    return QStringLiteral(GOLDEN_DIR "/%1.fwm").arg(name);
+}
+
+inline QByteArray fileBytes(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
+}

@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: Apache-2.0
+// What scripts rely on: exit statuses, one JSON document, silence where silence is due.
+#include "common/ExitCodes.h"
+#include "tests/fwm/Fwm.h"
+
+class TestContract : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { m_fwm.reset(new Fwm); }
+    void wrongCommandLines_data();
+    void wrongCommandLines();
+    void helpAndVersion();
+    void jsonHoldsTheError();
+    void jsonIsOneDocument();
+    void unreadableFiles();
+    void standardOutputThatIsFull();
+    void noProgressAwayFromATerminal();
+    void manPageIsComplete();
+    void completionCompletes();
+
+private:
+    QStringList commands() const;
+
+    QScopedPointer<Fwm> m_fwm;
+};
+
+QStringList TestContract::commands() const
+{
+    return {"info", "verify", "list", "extract", "diff", "build", "add-net", "make-net"};
+}
+
+void TestContract::wrongCommandLines_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("none") << QStringList();
+    QTest::newRow("unknown command") << QStringList{"explode"};
+    QTest::newRow("unknown option") << QStringList{"info", "--loud", "x"};
+    QTest::newRow("no file") << QStringList{"info"};
+    QTest::newRow("too many files") << QStringList{"info", "a", "b"};
+    QTest::newRow("no output") << QStringList{"build", "r.json"};
+    QTest::newRow("output without a name") << QStringList{"build", "r.json", "-o"};
+    QTest::newRow("no version") << QStringList{"make-net", "d", "-o", "n"};
+    QTest::newRow("one file to compare") << QStringList{"diff", "a"};
+    QTest::newRow("two commands") << QStringList{"info", "a", "list", "b"};
+}
+
+void TestContract::wrongCommandLines()
+{
+    QFETCH(QStringList, arguments);
+    const Ran plain = m_fwm->run(arguments);
+    QCOMPARE(plain.status, 2);
+    QCOMPARE(plain.out, QByteArray());
+    QVERIFY(plain.err.startsWith("fwm: error: "));
+
+    arguments.insert(qMin(1, arguments.size()), "--json");
+    const Ran json = m_fwm->run(arguments);
+    QCOMPARE(json.status, 2);
+    QCOMPARE(json.err, QByteArray());
+    QCOMPARE(json.json().value("exit_code").toInt(), 2);
+    QCOMPARE(json.json().value("error").toObject().value("name").toString(),
+             QStringLiteral("usage"));
+}
+
+void TestContract::helpAndVersion()
+{
+    const Ran help = m_fwm->run({"--help"});
+    QCOMPARE(help.status, 0);
+    QCOMPARE(help.err, QByteArray());
+    for (const QString &command : commands()) {
+        QVERIFY(help.out.contains("\n  " + command.toLatin1() + " "));
+        const Ran own = m_fwm->run({command, "--help"});
+        QCOMPARE(own.status, 0);
+        QVERIFY(own.out.contains("--json"));
+    }
+    for (const ExitCodeWords &words : exitCodes())
+        QVERIFY(help.out.contains(words.meaning));
+    const Ran version = m_fwm->run({"--version"});
+    QCOMPARE(version.status, 0);
+    QVERIFY(version.out.startsWith("fwm "));
+}
+
+void TestContract::jsonHoldsTheError()
+{
+    const Ran refused = m_fwm->run({"list", goldenPath("checksum-wrong"), "--json"});
+    QCOMPARE(refused.status, 7);
+    QCOMPARE(refused.err, QByteArray());
+    QCOMPARE(refused.json().value("exit_name").toString(), QStringLiteral("package-refused"));
+    const QJsonObject error = refused.json().value("error").toObject();
+    QCOMPARE(error.value("name").toString(), QStringLiteral("checksum-wrong"));
+    QVERIFY(!error.value("cause").toString().isEmpty());
+    QVERIFY(!error.value("advice").toString().isEmpty());
+}
+
+void TestContract::jsonIsOneDocument()
+{
+    for (const char *command : {"info", "verify", "list"}) {
+        for (const char *name : {"good", "bare", "checksum-wrong", "empty", "json-wrong-types"}) {
+            const Ran ran = m_fwm->run({command, "--json", goldenPath(name)});
+            QJsonParseError error;
+            QVERIFY(QJsonDocument::fromJson(ran.out, &error).isObject());
+            QCOMPARE(error.error, QJsonParseError::NoError);
+            QCOMPARE(ran.json().value("command").toString(), QString::fromLatin1(command));
+            QCOMPARE(ran.json().value("exit_code").toInt(), ran.status);
+            QCOMPARE(ran.json().contains("error"), ran.status != 0);
+        }
+    }
+}
+
+void TestContract::unreadableFiles()
+{
+    m_fwm->shell("mkfifo pipe; mkdir folder");
+    for (const char *command : {"info", "verify", "list"}) {
+        for (const char *file : {"none", "folder", "pipe", ""}) {
+            const Ran ran = m_fwm->run({command, file});
+            QCOMPARE(ran.status, 1);
+            QVERIFY(ran.err.contains("The file cannot be read."));
+            QCOMPARE(ran.out, QByteArray());
+        }
+    }
+}
+
+void TestContract::standardOutputThatIsFull()
+{
+    const Ran full = m_fwm->shell(FWM_PROGRAM " list " GOLDEN_DIR "/good.fwm > /dev/full");
+    QCOMPARE(full.status, 1);
+    QVERIFY(full.err.contains("Standard output cannot be written."));
+}
+
+void TestContract::noProgressAwayFromATerminal()
+{
+    if (m_fwm->shell("truncate -s 300M big").status != 0)
+        QSKIP("No files of 300 MB here");
+    const Ran ran = m_fwm->run({"verify", "big"});
+    QCOMPARE(ran.status, 7);
+    QVERIFY(!ran.err.contains('%'));
+    QVERIFY(!ran.err.contains('\x1b'));
+}
+
+void TestContract::manPageIsComplete()
+{
+    QByteArray page = fileBytes(QStringLiteral(DOCS_DIR "/man/fwm.1"));
+    page.replace("\\-", "-");
+    const QRegularExpression option(QStringLiteral("--[a-z][a-z-]+"));
+    int seen = 0;
+    for (const QString &command : commands()) {
+        QVERIFY2(page.contains("fwm " + command.toLatin1()), qPrintable(command));
+        auto options = option.globalMatch(QString::fromLatin1(m_fwm->run({command, "--help"}).out));
+        while (options.hasNext()) {
+            const QString name = options.next().captured();
+            QVERIFY2(page.contains(name.toLatin1()), qPrintable(name));
+            ++seen;
+        }
+    }
+    QVERIFY(seen > 20);
+    for (const ExitCodeWords &words : exitCodes()) {
+        const int code = int(words.code);
+        if (code <= 3 || code == 7)
+            QVERIFY(
+                page.contains(QByteArray(".B ") + QByteArray::number(code) + "\n" + words.meaning));
+    }
+}
+
+void TestContract::completionCompletes()
+{
+    m_fwm->write("package.fwm", "");
+    const auto complete = [this](const QString &words, int index) {
+        const QString line =
+            QStringLiteral("eval \"$(" FWM_PROGRAM " --bash-completion)\"; COMP_WORDS=(%1); "
+                           "COMP_CWORD=%2; _fwm; echo \"${COMPREPLY[*]}\"")
+                .arg(words)
+                .arg(index);
+        return m_fwm->shell(line).out.trimmed();
+    };
+    QCOMPARE(complete("fwm ma", 1), QByteArray("make-net"));
+    QCOMPARE(complete("fwm add-net --re", 2), QByteArray("--release"));
+    QCOMPARE(complete("fwm info --js", 2), QByteArray("--json"));
+    QCOMPARE(complete("fwm info pack", 2), QByteArray("package.fwm"));
+    QCOMPARE(complete("fwm info --rel", 2), QByteArray());
+    QCOMPARE(complete("fwm ''", 1).count(' ') >= commands().size(), true);
+}
+
+QTEST_GUILESS_MAIN(TestContract)
+#include "tst_contract.moc"

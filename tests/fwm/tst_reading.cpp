@@ -1,0 +1,325 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/fwm/Fwm.h"
+
+#include <QJsonArray>
+
+class TestReading : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { m_fwm.reset(new Fwm); }
+    void goldenPackages_data();
+    void goldenPackages();
+    void everyGoldenPackageHasARow();
+    void infoForPeople();
+    void infoForScripts();
+    void listsLikeADevice();
+    void findingsHaveLines();
+    void extractsEverything();
+    void extractNamesAreSafe();
+    void extractLeavesNothingHalf();
+    void extractTakesAnEmptyFolder();
+    void comparesPackages();
+
+private:
+    QScopedPointer<Fwm> m_fwm;
+};
+
+void TestReading::goldenPackages_data()
+{
+    QTest::addColumn<int>("info");
+    QTest::addColumn<int>("list");
+    QTest::addColumn<QString>("findings");
+
+    const auto row = [](const char *name, int info, int list, const char *findings) {
+        QTest::newRow(name) << info << list << QString::fromLatin1(findings);
+    };
+    row("good", 0, 0, "");
+    row("good-checksum-of-seven-digits", 0, 0, "");
+    row("good-no-images", 0, 0, "");
+    row("good-numbers-above-255", 0, 0,
+        "description-schema@15 description-schema@15 description-schema@15 description-schema@15 "
+        "description-schema@15 description-schema@15");
+    row("empty", 7, 7, "not-a-package@8");
+    row("checksum-text-only", 7, 7, "not-a-package@8");
+    row("one-byte-behind-the-checksum", 7, 7, "not-a-package@8");
+    row("no-magic", 7, 7, "not-a-package@8");
+    row("head-cut-in-version", 7, 7, "bad-head@11");
+    row("head-cut-in-json-length", 7, 7, "bad-head@11");
+    row("version-0", 7, 7, "bad-head@11");
+    row("version-1", 7, 7, "bad-head@11");
+    row("version-2", 0, 0, "old-version@11");
+    row("version-2-claims-4-gib-of-json", 7, 7,
+        "old-version@11 description-cut@17 description-not-json@17");
+    row("version-3", 0, 0, "old-version@11");
+    row("version-5", 0, 0, "old-version@11");
+    row("version-7", 7, 7, "bad-head@11");
+    row("version-bytes-swapped", 7, 7, "bad-head@11");
+    row("bare", 7, 0, "no-checksum@0 record-missing@9");
+    row("bare-cut-in-head", 7, 7, "bad-head@11");
+    row("bare-claims-4-gib-of-json", 7, 7,
+        "no-checksum@0 description-cut@9 description-not-json@9");
+    row("checksum-in-uppercase", 7, 7, "checksum-in-uppercase@0");
+    row("checksum-wrong", 7, 7, "checksum-wrong@0");
+    row("checksum-padded-with-zero", 7, 7, "checksum-wrong@0");
+    row("json-longer-than-file", 7, 0, "description-cut@15 record-missing@15");
+    row("json-not-json", 7, 7, "description-not-json@15");
+    row("json-a-list", 7, 7, "description-not-an-object@15");
+    row("json-empty", 7, 7, "description-not-json@15");
+    row("json-chips-an-object", 7, 7, "chips-not-a-list@15");
+    row("json-chips-missing", 7, 7, "chips-not-a-list@15");
+    row("json-nested-too-deep", 7, 7, "description-not-json@15");
+    row("record-header-cut", 7, 0, "record-header-cut@265");
+    row("record-cut", 7, 0, "record-missing@15 record-cut@233");
+    row("record-claims-4-gib", 7, 0, "record-missing@15 record-cut@233");
+    row("record-of-length-0", 0, 0, "record-empty@233");
+    row("record-twice", 0, 0, "entry-duplicate@15 record-duplicate@351");
+    row("record-missing", 0, 0, "record-missing@15");
+    row("record-of-other-version", 0, 0, "record-differs@233");
+    row("entry-missing", 0, 0, "entry-missing@265");
+    row("net-md5-in-uppercase", 0, 0, "net-md5-in-uppercase@452");
+    row("net-md5-wrong", 0, 0, "net-md5-wrong@452");
+    row("net-shorter-than-its-head", 0, 0, "net-cut@447");
+    row("net-without-archive", 0, 0, "net-archive@509");
+}
+
+void TestReading::goldenPackages()
+{
+    const QString path = goldenPath(QString::fromLatin1(QTest::currentDataTag()));
+    QTEST(m_fwm->run({"info", path}).status, "info");
+    QTEST(m_fwm->run({"list", path}).status, "list");
+
+    const Ran verified = m_fwm->run({"verify", "--json", path});
+    QStringList findings;
+    bool hasError = false;
+    const QJsonArray list = verified.json().value("findings").toArray();
+    for (const QJsonValue &value : list) {
+        const QJsonObject finding = value.toObject();
+        findings.append(QStringLiteral("%1@%2")
+                            .arg(finding.value("name").toString())
+                            .arg(finding.value("offset").toInt()));
+        hasError = hasError || finding.value("severity").toString() == "error";
+    }
+    QTEST(findings.join(' '), "findings");
+    QCOMPARE(verified.status, hasError ? 7 : 0);
+    QCOMPARE(verified.json().value("exit_code").toInt(), verified.status);
+    QCOMPARE(verified.err, QByteArray());
+}
+
+void TestReading::everyGoldenPackageHasARow()
+{
+    // This one has a finding for each of its many mistakes, which the schema's own test looks at.
+    const QSet<QString> elsewhere{QStringLiteral("json-wrong-types")};
+    QFile self(QStringLiteral(__FILE__));
+    QVERIFY(self.open(QIODevice::ReadOnly));
+    const QByteArray source = self.readAll();
+    const QStringList files = QDir(QStringLiteral(GOLDEN_DIR)).entryList({"*.fwm"});
+    QVERIFY(files.size() > 30);
+    for (const QString &file : files) {
+        const QString name = QString(file).remove(".fwm");
+        if (!elsewhere.contains(name))
+            QVERIFY2(source.contains("row(\"" + name.toLatin1() + "\""), qPrintable(name));
+    }
+    QCOMPARE(m_fwm->run({"verify", goldenPath("json-wrong-types")}).status, 7);
+}
+
+void TestReading::infoForPeople()
+{
+    QVERIFY(QFile::copy(goldenPath("good"), m_fwm->path("good.fwm")));
+    const Ran info = m_fwm->run({"info", "good.fwm"});
+    QCOMPARE(info.status, 0);
+    QCOMPARE(info.err, QByteArray());
+    const QByteArray expected =
+        "Package   good.fwm\n"
+        "Size      724 bytes\n"
+        "Form      current, version 6\n"
+        "Checksum  d9052f8c stored, d9052f8c computed: ok\n"
+        "Model     MX-88\n"
+        "Release   1.0.12\n"
+        "Images    3\n"
+        "\n"
+        "#  Name    Chip  Qty  MCU  PCB  Spec  Version  Offset      Size  SHA-256\n"
+        "1  MAIN-A  0     1    1    1    A     1.2.3    0x00000249  20    "
+        "e7aebf577f60412f0312d442c70a1fa6148c090bf5bab404caec29482ae779e8\n"
+        "2  FPGA    17    1    0    0          2.0.0    0x00000269  7     "
+        "adaac4b55ddb3a6ab09d09b3b1e43850b9e5ae838a9460152bf064e3ee61ae6a\n"
+        "3  NET     32    1    0    0          1.23.0   0x0000027c  88    "
+        "251615162ef2801cbba5890beb7eb11cdbeb0b8780963e6c5922539612706c3d\n"
+        "\n"
+        "Network module image 3: version 1.23, MD5 be485435a5c329cc41b4dd7303b531fe: ok\n";
+    QCOMPARE(info.out, expected);
+
+    const Ran damaged = m_fwm->run({"info", goldenPath("checksum-wrong")});
+    QCOMPARE(damaged.status, 7);
+    QVERIFY(damaged.out.contains("a620cef0 stored, d127fe66 computed: WRONG"));
+    QVERIFY(damaged.out.contains("MAIN-A"));
+    QVERIFY(damaged.err.contains("The checksum does not match"));
+}
+
+void TestReading::infoForScripts()
+{
+    const QByteArray package = fileBytes(goldenPath("good"));
+    const Ran info = m_fwm->run({"info", goldenPath("good"), "--json"});
+    QCOMPARE(info.status, 0);
+    const QJsonObject json = info.json();
+    QCOMPARE(json.value("form").toString(), QStringLiteral("current"));
+    QCOMPARE(json.value("package_version").toInt(), 6);
+    QCOMPARE(json.value("checksum").toObject().value("matches").toBool(), true);
+    QCOMPARE(json.value("exit_name").toString(), QStringLiteral("done"));
+    const QJsonArray images = json.value("images").toArray();
+    QCOMPARE(images.size(), 3);
+    for (const QJsonValue &value : images) {
+        // What sha256sum says of the same bytes.
+        const QJsonObject image = value.toObject();
+        const QByteArray bytes =
+            package.mid(image.value("offset").toInt(), image.value("size").toInt());
+        m_fwm->write("image", bytes);
+        QCOMPARE(image.value("sha256").toString().toLatin1(),
+                 m_fwm->shell("sha256sum image").out.left(64));
+    }
+    const QJsonObject net = images.at(2).toObject().value("net").toObject();
+    QCOMPARE(net.value("verdict").toString(), QStringLiteral("ok"));
+    QCOMPARE(net.value("version").toString(), QStringLiteral("1.23"));
+    const Ran upper = m_fwm->run({"info", goldenPath("net-md5-in-uppercase"), "--json"});
+    QCOMPARE(upper.json()
+                 .value("images")
+                 .toArray()
+                 .at(1)
+                 .toObject()
+                 .value("net")
+                 .toObject()
+                 .value("verdict")
+                 .toString(),
+             QStringLiteral("uppercase"));
+}
+
+void TestReading::listsLikeADevice()
+{
+    const Ran list = m_fwm->run({"list", goldenPath("good")});
+    QCOMPARE(list.out, QByteArray("MAIN-A,0,1,1,1,65,1,2,3\n"
+                                  "FPGA,17,1,0,0,0,2,0,0\n"
+                                  "NET,32,1,0,0,0,1,23,0\n"));
+    QCOMPARE(m_fwm->run({"list", goldenPath("bare")}).out, QByteArray("MAIN-A,0,1,1,1,65,1,2,3\n"));
+    const QJsonArray entries =
+        m_fwm->run({"list", goldenPath("good"), "--json"}).json().value("list").toArray();
+    QCOMPARE(entries.size(), 3);
+    QCOMPARE(entries.at(1).toObject().value("entry").toString(),
+             QStringLiteral("FPGA,17,1,0,0,0,2,0,0"));
+    QCOMPARE(entries.at(1).toObject().value("chip_type").toInt(), 17);
+}
+
+void TestReading::findingsHaveLines()
+{
+    QVERIFY(QFile::copy(goldenPath("net-md5-wrong"), m_fwm->path("a.fwm")));
+    const Ran verified = m_fwm->run({"verify", "a.fwm"});
+    QCOMPARE(verified.status, 7);
+    QCOMPARE(verified.out,
+             QByteArray("a.fwm:0x000001c4: error: the MD5 is 00000000000000000000000000000000 and "
+                        "should be be485435a5c329cc41b4dd7303b531fe [net-md5-wrong]\n"));
+    QVERIFY(QFile::copy(goldenPath("good"), m_fwm->path("b.fwm")));
+    QCOMPARE(m_fwm->run({"verify", "b.fwm"}).out,
+             QByteArray("b.fwm: good, 3 images, checksum d9052f8c\n"));
+}
+
+void TestReading::extractsEverything()
+{
+    const QByteArray package = fileBytes(goldenPath("good"));
+    QCOMPARE(m_fwm->run({"extract", goldenPath("good"), "-o", "out"}).status, 0);
+    QCOMPARE(m_fwm->names(), QStringList("out"));
+    QCOMPARE(QDir(m_fwm->path("out")).entryList(QDir::Files, QDir::Name),
+             QStringList({"01-MAIN-A.bin", "02-FPGA.bin", "03-NET.bin", "description.json",
+                          "request.json"}));
+    QCOMPARE(m_fwm->read("out/01-MAIN-A.bin"), package.mid(0x249, 20));
+    QCOMPARE(m_fwm->read("out/02-FPGA.bin"), package.mid(0x269, 7));
+    QCOMPARE(m_fwm->read("out/03-NET.bin"), package.mid(0x27c, 88));
+    QCOMPARE(m_fwm->read("out/description.json"), package.mid(15, 0x249 - 12 - 15));
+    // Such a folder is like any other one.
+    m_fwm->shell("mkdir like");
+    QCOMPARE(QFile::permissions(m_fwm->path("out")), QFile::permissions(m_fwm->path("like")));
+
+    QCOMPARE(m_fwm->run({"build", "out/request.json", "-o", "again.fwm"}).status, 0);
+    QCOMPARE(m_fwm->run({"list", "again.fwm"}).out, m_fwm->run({"list", goldenPath("good")}).out);
+    QCOMPARE(m_fwm->run({"verify", "again.fwm"}).status, 0);
+    QCOMPARE(m_fwm->run({"extract", "again.fwm", "-o", "again"}).status, 0);
+    QCOMPARE(m_fwm->shell("diff -r -x description.json out again").status, 0);
+}
+
+void TestReading::extractNamesAreSafe()
+{
+    const QByteArray request =
+        R"({"model":"M","version":"1","chips":[{"name":"F","chip_type":"18","chip_quanity":"1",)"
+        R"("mcus":[{"mcu_type":"0","pcbs":[{"name":"../../evil\u001b[2J \u00c4","pcb_version":"0",)"
+        R"("speciality":"","ver1":"1","ver2":"0","ver3":"0","fw_file":"f","in_chip_type":"17",)"
+        R"("in_chip_quanity":"1","in_speciality":"0","in_ver1":"1"}]}]}]})";
+    m_fwm->write("r.json", request);
+    m_fwm->write("f", "image");
+    QCOMPARE(m_fwm->run({"build", "r.json", "-o", "a.fwm"}).status, 0);
+    const Ran extracted = m_fwm->run({"extract", "a.fwm", "-o", "out"});
+    QCOMPARE(extracted.status, 0);
+    QCOMPARE(m_fwm->read("out/01-.._.._evil_2J_.bin"), QByteArray("image"));
+    for (const char *command : {"info", "list", "verify"})
+        QVERIFY(!m_fwm->run({command, "a.fwm"}).out.contains('\x1b'));
+    // A request with foreign letters comes out in ASCII and can be built.
+    QCOMPARE(m_fwm->run({"build", "out/request.json", "-o", "b.fwm"}).status, 0);
+    QCOMPARE(m_fwm->run({"list", "b.fwm"}).out, m_fwm->run({"list", "a.fwm"}).out);
+}
+
+void TestReading::extractLeavesNothingHalf()
+{
+    QCOMPARE(m_fwm->run({"extract", goldenPath("checksum-wrong"), "-o", "out"}).status, 7);
+    QCOMPARE(m_fwm->run({"extract", goldenPath("record-cut"), "-o", "out"}).status, 7);
+    QCOMPARE(m_fwm->run({"extract", goldenPath("good"), "-o", "no/such/out"}).status, 1);
+    // Not a single byte fits.
+    const Ran full =
+        m_fwm->shell("ulimit -f 0; exec " FWM_PROGRAM " extract " GOLDEN_DIR "/good.fwm -o out");
+    QCOMPARE(full.status, 1);
+    QVERIFY(full.err.contains("The output cannot be written."));
+    QCOMPARE(m_fwm->names(), QStringList());
+
+    m_fwm->write("full/file", "mine");
+    const Ran refused = m_fwm->run({"extract", goldenPath("good"), "-o", "full"});
+    QCOMPARE(refused.status, 1);
+    QVERIFY(refused.err.contains("is not empty"));
+    QCOMPARE(m_fwm->read("full/file"), QByteArray("mine"));
+}
+
+void TestReading::extractTakesAnEmptyFolder()
+{
+    m_fwm->shell("mkdir out");
+    QCOMPARE(m_fwm->run({"extract", goldenPath("good"), "-o", "out/"}).status, 0);
+    QVERIFY(QFile::exists(m_fwm->path("out/02-FPGA.bin")));
+}
+
+void TestReading::comparesPackages()
+{
+    const QString good = goldenPath("good");
+    const Ran same = m_fwm->run({"diff", good, good});
+    QCOMPARE(same.status, 3);
+    QCOMPARE(same.out, QByteArray());
+
+    m_fwm->run({"extract", good, "-o", "out"});
+    m_fwm->write("out/02-FPGA.bin", "another image");
+    m_fwm->shell("sed -i 's/\"in_ver1\":\"2\"/\"in_ver1\":\"3\"/; s/1\\.0\\.12/1.0.13/' "
+                 "out/request.json");
+    QCOMPARE(m_fwm->run({"build", "out/request.json", "-o", "b.fwm"}).status, 0);
+    const Ran changed = m_fwm->run({"diff", good, "b.fwm"});
+    QCOMPARE(changed.status, 0);
+    QCOMPARE(changed.out, QByteArray("release: 1.0.12 -> 1.0.13\n"
+                                     "! FPGA (chip type 17): version 2.0.0 -> 3.0.0, "
+                                     "size 7 -> 13, other bytes\n"));
+
+    const Ran removed = m_fwm->run({"diff", good, goldenPath("version-3")});
+    QCOMPARE(removed.out, QByteArray("package version: 6 -> 3\n"
+                                     "- FPGA (chip type 17), version 2.0.0\n"
+                                     "- NET (chip type 32), version 1.23.0\n"));
+    const QJsonObject json = m_fwm->run({"diff", "--json", goldenPath("version-3"), good}).json();
+    const QJsonArray images = json.value("differences").toObject().value("images").toArray();
+    QCOMPARE(images.size(), 2);
+    QCOMPARE(images.at(0).toObject().value("only_in").toString(), QStringLiteral("b"));
+    QCOMPARE(m_fwm->run({"diff", good, goldenPath("checksum-wrong")}).status, 7);
+    QCOMPARE(m_fwm->run({"diff", good, "missing"}).status, 1);
+}
+
+QTEST_GUILESS_MAIN(TestReading)
+#include "tst_reading.moc"

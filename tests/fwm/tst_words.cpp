@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "common/ExitCodes.h"
+#include "common/Progress.h"
+#include "fwm/Failures.h"
+#include "fwm/Findings.h"
+#include "fwm/Words.h"
+
+#include <QtTest>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+/** Puts a terminal in the place of standard error. */
+class ErrorTerminal
+{
+public:
+    ErrorTerminal() : m_before(::dup(STDERR_FILENO)), m_master(::posix_openpt(O_RDWR | O_NOCTTY))
+    {
+        ::grantpt(m_master);
+        ::unlockpt(m_master);
+        const int slave = ::open(::ptsname(m_master), O_RDWR | O_NOCTTY);
+        ::dup2(slave, STDERR_FILENO);
+        ::close(slave);
+        ::fcntl(m_master, F_SETFL, O_NONBLOCK);
+    }
+    ~ErrorTerminal()
+    {
+        ::dup2(m_before, STDERR_FILENO);
+        ::close(m_before);
+        ::close(m_master);
+    }
+    ErrorTerminal(const ErrorTerminal &) = delete;
+    ErrorTerminal &operator=(const ErrorTerminal &) = delete;
+
+    QByteArray shown() const
+    {
+        std::fflush(stderr);
+        QByteArray bytes(1000, '\0');
+        bytes.resize(int(std::max<ssize_t>(::read(m_master, bytes.data(), 1000), 0)));
+        return bytes;
+    }
+
+private:
+    int m_before;
+    int m_master;
+};
+
+constexpr std::chrono::milliseconds atOnce{0};
+
+} // namespace
+
+class TestWords : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void everyFailureHasWords();
+    void everyExitCodeHasWords();
+    void escapesWhatSteersATerminal();
+    void tablesAlign();
+    void progressOnATerminal();
+    void progressNowhereElse();
+    void schema_data();
+    void schema();
+};
+
+void TestWords::everyFailureHasWords()
+{
+    // The last one of the enumeration.
+    QCOMPARE(failures().size(), int(Failure::FolderNotEmpty) + 1);
+    QSet<QByteArray> names;
+    for (int index = 0; index < failures().size(); ++index) {
+        const FailureWords &words = failures().at(index);
+        QCOMPARE(int(words.failure), index);
+        QVERIFY(qstrlen(words.name) > 0);
+        QVERIFY(qstrlen(words.cause) > 0 && words.cause[qstrlen(words.cause) - 1] == '.');
+        QVERIFY(qstrlen(words.advice) > 0 && words.advice[qstrlen(words.advice) - 1] == '.');
+        QVERIFY(words.code == ExitCode::Failed || words.code == ExitCode::PackageRefused);
+        names.insert(words.name);
+        QCOMPARE(&wordsFor(words.failure), &words);
+    }
+    QCOMPARE(names.size(), failures().size());
+}
+
+void TestWords::everyExitCodeHasWords()
+{
+    QCOMPARE(exitCodes().size(), 8);
+    const char *const names[] = {
+        "done",        "failed",         "usage",           "nothing-to-do",
+        "device-busy", "cannot-connect", "connection-lost", "package-refused"};
+    for (int index = 0; index < exitCodes().size(); ++index) {
+        QCOMPARE(int(exitCodes().at(index).code), index);
+        QCOMPARE(exitCodeName(ExitCode(index)), QString::fromLatin1(names[index]));
+        QVERIFY(qstrlen(exitCodes().at(index).meaning) > 0);
+    }
+}
+
+void TestWords::escapesWhatSteersATerminal()
+{
+    QCOMPARE(printable(QStringLiteral("MAIN-A, B")), QStringLiteral("MAIN-A, B"));
+    QCOMPARE(printable(QStringLiteral("a\x1b[2Jb\nc")), QStringLiteral("a\\u001b[2Jb\\u000ac"));
+    QCOMPARE(printable(QString(QChar(0x9b))), QStringLiteral("\\u009b"));
+    QCOMPARE(printable(QString(QChar(0x202e))), QStringLiteral("\\u202e"));
+    QCOMPARE(printable(QString(QChar(0xc4))), QString(QChar(0xc4)));
+}
+
+void TestWords::tablesAlign()
+{
+    QCOMPARE(tableText({{"a", "b", ""}, {"long", "", "c"}}),
+             QStringLiteral("a     b\nlong     c\n"));
+    QCOMPARE(imageCountText(0), QStringLiteral("0 images"));
+    QCOMPARE(imageCountText(1), QStringLiteral("1 image"));
+    QCOMPARE(specialityText('Z'), QStringLiteral("Z"));
+    QCOMPARE(specialityText(0), QString());
+    QCOMPARE(specialityText(27), QStringLiteral("27"));
+    QCOMPARE(offsetText(0x1234), QStringLiteral("0x00001234"));
+}
+
+void TestWords::progressOnATerminal()
+{
+    const ErrorTerminal terminal;
+    BytesSource bytes(QByteArray(400, 'x'));
+    {
+        Progress progress(QStringLiteral("file"), 800, true, atOnce);
+        ProgressSource source(bytes, progress);
+        QCOMPARE(source.read(0, 300).size(), 300);
+        QCOMPARE(terminal.shown(), QByteArray("\rfile  37%"));
+    }
+    QCOMPARE(terminal.shown(), QByteArray("\r\x1b[K"));
+    {
+        // More than there was to do never shows as more than everything.
+        Progress progress(QStringLiteral("file"), 10, true, atOnce);
+        progress.add(1000);
+        QCOMPARE(terminal.shown(), QByteArray("\rfile 100%"));
+    }
+    terminal.shown();
+    {
+        Progress unwanted(QStringLiteral("file"), 10, false, atOnce);
+        unwanted.add(5);
+        Progress nothing(QStringLiteral("file"), 0, true, atOnce);
+        nothing.add(5);
+        Progress tooSoon(QStringLiteral("file"), 10, true, std::chrono::hours(1));
+        tooSoon.add(5);
+    }
+    QCOMPARE(terminal.shown(), QByteArray());
+}
+
+void TestWords::progressNowhereElse()
+{
+    int ends[2];
+    QCOMPARE(::pipe(ends), 0);
+    const int before = ::dup(STDERR_FILENO);
+    ::dup2(ends[1], STDERR_FILENO);
+    {
+        Progress progress(QStringLiteral("file"), 10, true, atOnce);
+        progress.add(5);
+    }
+    std::fflush(stderr);
+    ::dup2(before, STDERR_FILENO);
+    ::close(before);
+    ::close(ends[1]);
+    char byte = 0;
+    QCOMPARE(::read(ends[0], &byte, 1), ssize_t(0));
+    ::close(ends[0]);
+}
+
+void TestWords::schema_data()
+{
+    QTest::addColumn<QByteArray>("change");
+    QTest::addColumn<QByteArray>("into");
+    QTest::addColumn<QString>("text");
+
+    const auto row = [](const char *change, const char *into, const char *text) {
+        QTest::newRow(into) << QByteArray(change) << QByteArray(into) << QString::fromLatin1(text);
+    };
+    row("\"M\"", "\"N\"", "");
+    row("\"model\":\"M\",", "\"model\":5,", "model is missing or no text");
+    row("\"version\":\"1\",", "", "version is missing or no text");
+    row("\"MAIN\"", "null", "chips[0].name is missing or no text");
+    row("\"chip_type\":\"1\"", "\"chip_type\":\"0\"",
+        "chips[0].chip_type 0 is not within 1 to 255");
+    row("\"chip_type\":\"1\"", "\"chip_type\":\"one\"",
+        "chips[0].chip_type \"one\" is no decimal number");
+    row("\"chip_type\":\"1\"", "\"chip_type\":\" 1\"",
+        "chips[0].chip_type \" 1\" is no decimal number");
+    row("\"chip_quanity\":\"1\"", "\"chip_quanity\":1",
+        "chips[0].chip_quanity is missing or no text");
+    row("\"mcu_type\":\"1\"", "\"mcu_type\":\"0\"",
+        "chips[0].mcus[0].mcu_type 0 is not within 1 to 255");
+    row("\"pcb_version\":\"1\"", "\"pcb_version\":\"256\"",
+        "chips[0].mcus[0].pcbs[0].pcb_version 256 is not within 1 to 255");
+    row("\"speciality\":\"A\"", "\"speciality\":\"\"",
+        "chips[0].mcus[0].pcbs[0].speciality \"\" is no single letter A to Z");
+    row("\"speciality\":\"A\"", "\"speciality\":\"a\"",
+        "chips[0].mcus[0].pcbs[0].speciality \"a\" is no single letter A to Z");
+    row("\"speciality\":\"A\"", "\"speciality\":\"AB\"",
+        "chips[0].mcus[0].pcbs[0].speciality \"AB\" is no single letter A to Z");
+    row("\"A1\"", "\"A,1\"",
+        "chips[0].mcus[0].pcbs[0].name has a comma, which shifts every later field");
+    row("\"ver3\":\"3\"", "\"ver3\":\"1234567890\"",
+        "chips[0].mcus[0].pcbs[0].ver3 \"1234567890\" is no decimal number");
+}
+
+void TestWords::schema()
+{
+    QFETCH(QByteArray, change);
+    QFETCH(QByteArray, into);
+    QFETCH(QString, text);
+    QByteArray json =
+        R"({"model":"M","version":"1","chips":[{"name":"MAIN","chip_type":"1","chip_quanity":"1",)"
+        R"("mcus":[{"mcu_type":"1","pcbs":[{"name":"A1","pcb_version":"1","speciality":"A",)"
+        R"("ver1":"1","ver2":"2","ver3":"3"}]}]}]})";
+    QVERIFY(json.contains(change));
+    json.replace(change, into);
+
+    PackageContents contents;
+    contents.header.jsonOffset = 15;
+    contents.description = parseDescription(json);
+    QCOMPARE(contents.description.error, PackageDescription::Error::None);
+    const QVector<Finding> findings = schemaFindings(contents);
+    QCOMPARE(findings.size(), text.isEmpty() ? 0 : 1);
+    if (findings.isEmpty())
+        return;
+    QCOMPARE(findings.first().text, text);
+    QCOMPARE(findings.first().offset, 15);
+    QCOMPARE(findings.first().severity, Finding::Severity::Error);
+}
+
+QTEST_APPLESS_MAIN(TestWords)
+#include "tst_words.moc"

@@ -1,0 +1,443 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/fwm/Fwm.h"
+
+#include <QCryptographicHash>
+#include <QJsonArray>
+
+namespace {
+
+QByteArray pcb(const char *name, const char *file, const QByteArray &keys)
+{
+    return QByteArray(R"({"name":")") + name +
+           R"(","pcb_version":"1","speciality":"A","ver1":"1",)"
+           R"("ver2":"2","ver3":"3","fw_file":")" +
+           file + "\"," + keys + "}";
+}
+
+QByteArray request(const QByteArray &pcbs, const char *chipType = "1")
+{
+    return QByteArray(R"({"model":"M","version":"1.0.1","chips":[{"name":"MAIN","chip_type":")") +
+           chipType + R"(","chip_quanity":"1","mcus":[{"mcu_type":"1","pcbs":[)" + pcbs + "]}]}]}";
+}
+
+const QByteArray goodKeys =
+    R"("in_chip_type":"0","in_chip_quanity":"1","in_mcu_type":"1","in_pcb_version":"1",)"
+    R"("in_speciality":"65","in_ver1":"1","in_ver2":"2","in_ver3":"3")";
+
+QByteArray goodRequest()
+{
+    return request(pcb("MAIN-A", "img/main.bin", goodKeys));
+}
+
+} // namespace
+
+class TestWriting : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void builds();
+    void buildsRelativeToTheRequest();
+    void refusesRequests_data();
+    void refusesRequests();
+    void refusesImages();
+    void refusesImagesOf4GiB();
+    void firstBadImageIsNamed();
+    void leavesTheOldPackage();
+    void fullDiskLeavesNothing_data();
+    void fullDiskLeavesNothing();
+    void neverReplacesItsInput();
+    void refusesOddOutputs();
+    void warnsOfWhatDiffers();
+    void memoryStaysFlat();
+    void makesNetFromAFolder();
+    void makesNetFromAnArchive();
+    void refusesNetSources_data();
+    void refusesNetSources();
+    void folderItselfStaysOut();
+    void addsNet();
+    void addsNetInPlace();
+    void refusesToAddNet_data();
+    void refusesToAddNet();
+
+private:
+    /** A sound image of the network module. */
+    void makeNet(const QString &name, const QString &version)
+    {
+        m_fwm->write("root/etc/name", "module\n");
+        QCOMPARE(m_fwm->run({"make-net", "root", "--net-version", version, "-o", name}).status, 0);
+    }
+
+    QScopedPointer<Fwm> m_fwm;
+};
+
+void TestWriting::init()
+{
+    m_fwm.reset(new Fwm);
+    m_fwm->write("img/main.bin", "the main image");
+    m_fwm->write("request.json", goodRequest());
+}
+
+void TestWriting::builds()
+{
+    const Ran built = m_fwm->run({"build", "request.json", "-o", "FW.fwm"});
+    QCOMPARE(built.status, 0);
+    QCOMPARE(built.err, QByteArray());
+    const QByteArray package = m_fwm->read("FW.fwm");
+    // gzip's trailer has the CRC-32 of the same bytes.
+    const QByteArray crc = m_fwm
+                               ->shell("tail -c +9 FW.fwm | gzip -c | tail -c8 | head -c4 | "
+                                       "od -An -tx4 --endian=little | tr -d ' \\n'")
+                               .out;
+    QCOMPARE(QByteArray::number(crc.toUInt(nullptr, 16), 16).leftJustified(8, '\0'),
+             package.left(8));
+    QVERIFY(package.endsWith(QByteArray::fromHex("00010101410102030e000000") + "the main image"));
+    QCOMPARE(package.mid(15, goodRequest().size()), goodRequest());
+
+    const QJsonObject json = m_fwm->run({"build", "request.json", "-o", "FW.fwm", "--json"}).json();
+    QCOMPARE(json.value("images").toInt(), 1);
+    QCOMPARE(json.value("size").toInt(), package.size());
+    QCOMPARE(json.value("exit_code").toInt(), 0);
+}
+
+void TestWriting::buildsRelativeToTheRequest()
+{
+    m_fwm->shell("mkdir sub elsewhere; mv img request.json sub");
+    const Ran built = m_fwm->shell("cd elsewhere && " FWM_PROGRAM " build ../sub/request.json -o "
+                                   "FW.fwm");
+    QCOMPARE(built.status, 0);
+    QVERIFY(m_fwm->read("elsewhere/FW.fwm").endsWith("the main image"));
+
+    m_fwm->write("abs.json",
+                 request(pcb("A", qPrintable(m_fwm->path("sub/img/main.bin")), goodKeys)));
+    QCOMPARE(m_fwm->run({"build", "abs.json", "-o", "FW.fwm"}).status, 0);
+}
+
+void TestWriting::refusesRequests_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<QString>("detail");
+
+    const auto row = [](const char *name, const QByteArray &json, const char *error,
+                        const char *detail) {
+        QTest::newRow(name) << json << QString::fromLatin1(error) << QString::fromLatin1(detail);
+    };
+    const auto changed = [](const char *what, const char *into) {
+        return goodRequest().replace(what, into);
+    };
+    row("no JSON", "{", "request-unreadable", "r.json: ");
+    row("empty", "", "request-unreadable", "r.json: ");
+    row("a list", "[]", "request-unreadable", "r.json: no object");
+    row("no chips", "{}", "request-unreadable", "r.json: no object");
+    row("not ASCII", changed("\"M\"", "\n\"\xc3\x84\""), "request-not-ascii", "r.json: line 2");
+    row("too long", goodRequest() + QByteArray(65'536 - goodRequest().size(), ' '),
+        "request-too-long", "r.json: 65536 bytes");
+    row("no ver3", changed("\"ver3\"", "\"ver4\""), "request-value",
+        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": Merge file fail, need Ver3 in each MCU.");
+    row("chip type", request(pcb("A", "img/main.bin", goodKeys), "0"), "request-value",
+        "r.json: chips[0].mcus[0].pcbs[0] \"A\": Chip type error.");
+    row("quantity", changed("\"in_chip_quanity\":\"1\"", "\"in_chip_quanity\":\"0\""),
+        "request-value", "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": Chip quanity error.");
+    row("MCU type", changed("\"in_mcu_type\":\"1\"", "\"x\":\"1\""), "request-value",
+        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": MCU type error.");
+    row("PCB version", changed("\"in_pcb_version\":\"1\"", "\"in_pcb_version\":1"), "request-value",
+        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": PCB version error.");
+    row("speciality", changed("\"65\"", "\"a\""), "request-value",
+        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": Speciality error.");
+}
+
+void TestWriting::refusesRequests()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(QString, detail);
+    m_fwm->write("r.json", json);
+    const QStringList before = m_fwm->names();
+    const Ran built = m_fwm->run({"build", "r.json", "-o", "FW.fwm", "--json"});
+    QCOMPARE(built.status, 1);
+    const QJsonObject error = built.json().value("error").toObject();
+    QTEST(error.value("name").toString(), "error");
+    QVERIFY2(error.value("detail").toString().startsWith(detail),
+             qPrintable(error.value("detail").toString()));
+    QCOMPARE(m_fwm->names(), before);
+}
+
+void TestWriting::refusesImages()
+{
+    const auto errorOf = [this](const char *file) {
+        m_fwm->write("r.json", request(pcb("A", file, goodKeys)));
+        const Ran built = m_fwm->run({"build", "r.json", "-o", "FW.fwm", "--json"});
+        return QStringLiteral("%1 %2")
+            .arg(built.status)
+            .arg(built.json().value("error").toObject().value("name").toString());
+    };
+    m_fwm->shell("mkfifo pipe");
+    QCOMPARE(errorOf("none.bin"), QStringLiteral("1 image-missing"));
+    QCOMPARE(errorOf(""), QStringLiteral("1 image-missing"));
+    QCOMPARE(errorOf("img"), QStringLiteral("1 image-unreadable"));
+    QCOMPARE(errorOf("pipe"), QStringLiteral("1 image-unreadable"));
+    QVERIFY(!QFile::exists(m_fwm->path("FW.fwm")));
+    QCOMPARE(errorOf("img/main.bin"), QStringLiteral("0 "));
+}
+
+void TestWriting::refusesImagesOf4GiB()
+{
+    if (m_fwm->shell("truncate -s 4G img/main.bin").status != 0)
+        QSKIP("No files of 4 GiB here");
+    const Ran built = m_fwm->run({"build", "request.json", "-o", "FW.fwm"});
+    QCOMPARE(built.status, 1);
+    QVERIFY(built.err.contains("4 GiB"));
+    QCOMPARE(m_fwm->names(), QStringList({"img", "request.json"}));
+}
+
+void TestWriting::firstBadImageIsNamed()
+{
+    m_fwm->write("r.json",
+                 request(pcb("A", "img/main.bin", goodKeys) + "," + pcb("B", "none.bin", goodKeys) +
+                         "," + pcb("C", "img/main.bin", "\"x\":\"\"")));
+    const Ran built = m_fwm->run({"build", "r.json", "-o", "FW.fwm"});
+    QCOMPARE(built.status, 1);
+    QCOMPARE(built.err, QByteArray("fwm: error: r.json: chips[0].mcus[0].pcbs[1] \"B\": "
+                                   "./none.bin: An image file does not exist.\n"
+                                   "fwm: Correct \"fw_file\"; relative paths start at the "
+                                   "request's folder.\n"));
+}
+
+void TestWriting::leavesTheOldPackage()
+{
+    m_fwm->write("FW.fwm", "the old package");
+    m_fwm->write("r.json", request(pcb("A", "img/main.bin", goodKeys) + "," +
+                                   pcb("B", "none.bin", goodKeys)));
+    QCOMPARE(m_fwm->run({"build", "r.json", "-o", "FW.fwm"}).status, 1);
+    QCOMPARE(m_fwm->read("FW.fwm"), QByteArray("the old package"));
+    QCOMPARE(m_fwm->names(), QStringList({"FW.fwm", "img", "r.json", "request.json"}));
+}
+
+void TestWriting::fullDiskLeavesNothing_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::newRow("build") << "build request.json -o out";
+    QTest::newRow("add-net") << "add-net FW.fwm net.bin -o out";
+    QTest::newRow("make-net") << "make-net img --net-version 1.00 -o out";
+    QTest::newRow("extract") << "extract FW.fwm -o out";
+}
+
+void TestWriting::fullDiskLeavesNothing()
+{
+    QFETCH(QString, command);
+    // More than the limit below, also when it is compressed.
+    m_fwm->shell("head -c 100000 /dev/urandom > img/main.bin");
+    QCOMPARE(m_fwm->run({"build", "request.json", "-o", "FW.fwm"}).status, 0);
+    makeNet("net.bin", "1.23");
+    const QStringList before = m_fwm->names();
+    const Ran full = m_fwm->shell("ulimit -f 64; exec " FWM_PROGRAM " " + command);
+    QCOMPARE(full.status, 1);
+    QVERIFY2(full.err.contains("The output cannot be written."), full.err.constData());
+    QCOMPARE(m_fwm->names(), before);
+}
+
+void TestWriting::neverReplacesItsInput()
+{
+    QCOMPARE(m_fwm->run({"build", "request.json", "-o", "img/../request.json"}).status, 1);
+    QCOMPARE(m_fwm->read("request.json"), goodRequest());
+    QCOMPARE(m_fwm->run({"build", "request.json", "-o", "img/main.bin"}).status, 1);
+    QCOMPARE(m_fwm->read("img/main.bin"), QByteArray("the main image"));
+    makeNet("net.bin", "1.23");
+    const QByteArray net = m_fwm->read("net.bin");
+    QCOMPARE(m_fwm->run({"add-net", goldenPath("good"), "net.bin", "-o", "net.bin"}).status, 1);
+    QCOMPARE(m_fwm->read("net.bin"), net);
+    m_fwm->shell("tar -C root -cjf a.tar.bz2 etc");
+    QCOMPARE(
+        m_fwm->run({"make-net", "a.tar.bz2", "--net-version", "1.00", "-o", "a.tar.bz2"}).status,
+        1);
+}
+
+void TestWriting::refusesOddOutputs()
+{
+    m_fwm->shell("mkdir folder; mkfifo pipe");
+    for (const char *output : {"folder", "pipe", "no/such/folder/FW.fwm", "/dev/full"}) {
+        const Ran built = m_fwm->run({"build", "request.json", "-o", output});
+        QCOMPARE(built.status, 1);
+        QVERIFY(built.err.contains("The output cannot be written."));
+    }
+    QVERIFY(!QFileInfo(QStringLiteral("/dev/full")).isFile());
+}
+
+void TestWriting::warnsOfWhatDiffers()
+{
+    m_fwm->write("r.json", goodRequest().replace("\"in_ver1\":\"1\"", "\"in_ver1\":\"9\""));
+    const Ran built = m_fwm->run({"build", "r.json", "-o", "FW.fwm"});
+    QCOMPARE(built.status, 0);
+    QVERIFY(built.err.startsWith("fwm: warning: FW.fwm:"));
+    QVERIFY(built.err.contains("[record-differs]"));
+    const QJsonObject json = m_fwm->run({"build", "r.json", "-o", "FW.fwm", "--json"}).json();
+    QCOMPARE(json.value("warnings").toArray().size(), 1);
+}
+
+void TestWriting::memoryStaysFlat()
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    QSKIP("Sanitizers take address space of their own");
+#endif
+    if (m_fwm->shell("truncate -s 200M img/main.bin").status != 0)
+        QSKIP("No files of 200 MB here");
+    const QString limited = QStringLiteral("ulimit -v 150000; exec " FWM_PROGRAM " ");
+    QCOMPARE(m_fwm->shell(limited + "build request.json -o FW.fwm").status, 0);
+    QCOMPARE(m_fwm->shell(limited + "extract FW.fwm -o out").status, 0);
+    QCOMPARE(QFileInfo(m_fwm->path("out/01-MAIN-A.bin")).size(), 200LL * 1024 * 1024);
+}
+
+void TestWriting::makesNetFromAFolder()
+{
+    m_fwm->write("root/etc/name", "module\n");
+    m_fwm->write("root/.hidden", "h");
+    m_fwm->write("root/-odd name", "o");
+    const Ran made = m_fwm->run({"make-net", "root", "--net-version", "1.23", "-o", "net.bin"});
+    QCOMPARE(made.status, 0);
+    const QByteArray net = m_fwm->read("net.bin");
+    QCOMPARE(net.left(5), QByteArray("1.23\0", 5));
+    QCOMPARE(net.mid(37, 25), QByteArray(25, '\0'));
+    QCOMPARE(net.mid(5, 32), m_fwm->shell("tail -c +63 net.bin | md5sum").out.left(32));
+    // Unpacked as a module does it.
+    QCOMPARE(m_fwm
+                 ->shell("mkdir new && tail -c +63 net.bin > a.tar.bz2 && "
+                         "tar -C new -xf a.tar.bz2 && diff -r root new")
+                 .status,
+             0);
+    const QByteArray owners =
+        m_fwm->shell("tar --numeric-owner -tvjf a.tar.bz2 | awk '{print $2}' | sort -u").out;
+    QCOMPARE(owners, QByteArray("0/0\n"));
+}
+
+void TestWriting::makesNetFromAnArchive()
+{
+    m_fwm->write("root/etc/name", "module\n");
+    m_fwm->shell("tar -C root -cjf a.tar.bz2 etc");
+    const Ran made =
+        m_fwm->run({"make-net", "a.tar.bz2", "--net-version", "9.00", "-o", "net.bin", "--json"});
+    QCOMPARE(made.status, 0);
+    const QByteArray archive = m_fwm->read("a.tar.bz2");
+    QCOMPARE(m_fwm->read("net.bin").mid(62), archive);
+    QCOMPARE(made.json().value("md5").toString().toLatin1(),
+             m_fwm->shell("md5sum a.tar.bz2").out.left(32));
+    QCOMPARE(made.json().value("size").toInt(), 62 + archive.size());
+}
+
+void TestWriting::refusesNetSources_data()
+{
+    QTest::addColumn<QString>("make");
+    QTest::addColumn<QString>("version");
+    QTest::addColumn<int>("status");
+    QTest::newRow("missing") << "true"
+                             << "1.23" << 1;
+    QTest::newRow("empty folder") << "mkdir s"
+                                  << "1.23" << 1;
+    QTest::newRow("empty file") << "touch s"
+                                << "1.23" << 1;
+    QTest::newRow("no bzip2") << "tar -cf s img"
+                              << "1.23" << 1;
+    QTest::newRow("no tar") << "echo text | bzip2 > s"
+                            << "1.23" << 1;
+    QTest::newRow("cut archive") << "tar -cj img | head -c 60 > s"
+                                 << "1.23" << 1;
+    QTest::newRow("version of one digit") << "tar -cjf s img"
+                                          << "1.2" << 2;
+    QTest::newRow("version of three digits") << "tar -cjf s img"
+                                             << "1.234" << 2;
+    QTest::newRow("version in letters") << "tar -cjf s img"
+                                        << "a.bc" << 2;
+    QTest::newRow("good") << "tar -cjf s img"
+                          << "1.23" << 0;
+}
+
+void TestWriting::refusesNetSources()
+{
+    QFETCH(QString, make);
+    QFETCH(QString, version);
+    m_fwm->shell(make);
+    const QStringList before = m_fwm->names();
+    const Ran made = m_fwm->run({"make-net", "s", "--net-version", version, "-o", "net.bin"});
+    QTEST(made.status, "status");
+    if (made.status == 0)
+        return;
+    QVERIFY(!made.err.isEmpty());
+    QCOMPARE(m_fwm->names(), before);
+}
+
+void TestWriting::folderItselfStaysOut()
+{
+    m_fwm->write("root/etc/name", "module\n");
+    m_fwm->shell("chmod 700 root");
+    QCOMPARE(m_fwm->run({"make-net", "root", "--net-version", "1.23", "-o", "net.bin"}).status, 0);
+    QCOMPARE(m_fwm->shell("tail -c +63 net.bin | tar -tj").out, QByteArray("./etc/\n./etc/name\n"));
+}
+
+void TestWriting::addsNet()
+{
+    QCOMPARE(m_fwm->run({"build", "request.json", "-o", "FW.fwm"}).status, 0);
+    makeNet("net.bin", "2.07");
+    const Ran added =
+        m_fwm->run({"add-net", "FW.fwm", "net.bin", "-o", "new.fwm", "--release", "1.0.2"});
+    QCOMPARE(added.status, 0);
+    QCOMPARE(added.err, QByteArray());
+    QCOMPARE(m_fwm->run({"verify", "new.fwm"}).status, 0);
+    QCOMPARE(m_fwm->run({"list", "new.fwm"}).out,
+             QByteArray("MAIN-A,0,1,1,1,65,1,2,3\nNET,32,1,0,0,0,2,7,0\n"));
+    QCOMPARE(m_fwm->run({"diff", "FW.fwm", "new.fwm"}).out,
+             QByteArray("release: 1.0.1 -> 1.0.2\n+ NET (chip type 32), version 2.7.0\n"));
+    QCOMPARE(m_fwm->run({"extract", "new.fwm", "-o", "out"}).status, 0);
+    QCOMPARE(m_fwm->read("out/02-NET.bin"), m_fwm->read("net.bin"));
+    QCOMPARE(m_fwm->read("out/01-MAIN-A.bin"), m_fwm->read("img/main.bin"));
+}
+
+void TestWriting::addsNetInPlace()
+{
+    QVERIFY(QFile::copy(goldenPath("good"), m_fwm->path("FW.fwm")));
+    makeNet("net.bin", "3.00");
+    const Ran added = m_fwm->run({"add-net", "FW.fwm", "net.bin", "-o", "FW.fwm", "--json"});
+    QCOMPARE(added.status, 0);
+    QCOMPARE(added.json().value("replaced").toBool(), true);
+    QCOMPARE(added.json().value("images").toInt(), 3);
+    QCOMPARE(m_fwm->run({"verify", "FW.fwm"}).status, 0);
+    const Ran differences = m_fwm->run({"diff", goldenPath("good"), "FW.fwm"});
+    QVERIFY(differences.out.startsWith("! NET (chip type 32): version 1.23.0 -> 3.0.0"));
+    QCOMPARE(differences.out.count('\n'), 1);
+}
+
+void TestWriting::refusesToAddNet_data()
+{
+    QTest::addColumn<QString>("package");
+    QTest::addColumn<QString>("net");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("error");
+    const QString good = goldenPath("good");
+    QTest::newRow("no package") << "none"
+                                << "net.bin" << 1 << "cannot-read";
+    QTest::newRow("no image") << good << "none" << 1 << "cannot-read";
+    QTest::newRow("damaged image") << good << "bad.bin" << 7 << "net-image-damaged";
+    QTest::newRow("short image") << good << "img/main.bin" << 7 << "net-image-damaged";
+    QTest::newRow("checksum") << goldenPath("checksum-wrong") << "net.bin" << 7 << "checksum-wrong";
+    QTest::newRow("bare") << goldenPath("bare") << "net.bin" << 7 << "no-checksum";
+    QTest::newRow("no magic") << goldenPath("no-magic") << "net.bin" << 7 << "not-a-package";
+    QTest::newRow("version") << goldenPath("version-7") << "net.bin" << 7 << "unknown-version";
+    QTest::newRow("JSON") << goldenPath("json-not-json") << "net.bin" << 7
+                          << "description-unreadable";
+    QTest::newRow("records") << goldenPath("record-cut") << "net.bin" << 7 << "records-damaged";
+}
+
+void TestWriting::refusesToAddNet()
+{
+    QFETCH(QString, package);
+    QFETCH(QString, net);
+    makeNet("net.bin", "1.23");
+    m_fwm->shell("(cat net.bin; echo) > bad.bin");
+    const QStringList before = m_fwm->names();
+    const Ran added = m_fwm->run({"add-net", package, net, "-o", "new.fwm", "--json"});
+    QTEST(added.status, "status");
+    QTEST(added.json().value("error").toObject().value("name").toString(), "error");
+    QCOMPARE(m_fwm->names(), before);
+}
+
+QTEST_GUILESS_MAIN(TestWriting)
+#include "tst_writing.moc"
