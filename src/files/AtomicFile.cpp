@@ -13,8 +13,8 @@ namespace {
 /** So that the new name survives a power cut. There is nothing to be done where it fails. */
 void syncFolder(const QString &path)
 {
-    const int folder = ::open(QFile::encodeName(path).constData(),
-                              O_RDONLY | O_DIRECTORY | O_CLOEXEC); // NOLINT(*-vararg)
+    const int folder =
+        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folder < 0)
         return;
     ::fsync(folder);

@@ -49,7 +49,7 @@ constexpr int newestVersion = 6;
  * A description longer than this is not read: the two old forms can claim 4 GiB, and taking JSON
  * apart needs a multiple of its size in memory.
  */
-constexpr qint64 longestDescription = 1024 * 1024;
+constexpr qint64 longestDescription = 1'048'576;
 
 constexpr int recordHeaderSize = 12;
 constexpr int recordKeySize = 8;

@@ -41,7 +41,7 @@ std::string functionName(const std::string &program)
 
 std::string bashCompletion(const CLI::App &app)
 {
-    const std::string program = app.get_name();
+    const std::string &program = app.get_name();
     const std::string function = functionName(program);
     std::string cases;
     for (const CLI::App *command : app.get_subcommands({}))

@@ -13,7 +13,7 @@ constexpr quint8 netChipType = 32;
 constexpr quint8 lastTypeWithVariants = 16;
 constexpr char bzip2Magic[] = "BZh";
 constexpr int bzip2MagicSize = 3;
-constexpr qint64 hashChunk = 64 * 1024;
+constexpr qint64 hashChunk = 65'536;
 /** A description has at most 65,535 bytes; so many entries never fit into one. */
 constexpr int mostImages = 65'535;
 
@@ -145,7 +145,7 @@ std::optional<Problem> packageProblem(const PackageContents &contents)
     const bool isHead = contents.header.error == PackageHeader::Error::None;
     if (isHead && contents.header.form == PackageHeader::Form::Bare)
         return Problem{Failure::NoChecksum, {}};
-    if (const std::optional<Problem> problem = headProblem(contents))
+    if (std::optional<Problem> problem = headProblem(contents))
         return problem;
     if (contents.hasTooManyImages)
         return Problem{Failure::TooManyRecords, {}};

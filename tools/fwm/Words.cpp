@@ -42,13 +42,13 @@ QString versionText(const RecordKey &key)
 QString specialityText(quint8 code)
 {
     if (isLetter(code))
-        return QString(QLatin1Char(char(code)));
+        return {QLatin1Char(char(code))};
     return code == 0 ? QString() : QString::number(code);
 }
 
 QString keyText(const RecordKey &key)
 {
-    const QString type = QStringLiteral("chip type %1").arg(key.chipType);
+    QString type = QStringLiteral("chip type %1").arg(key.chipType);
     if (key.chipType > lastTypeWithVariants)
         return type;
     const QString speciality = specialityText(key.speciality);

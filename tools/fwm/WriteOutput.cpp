@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr qint64 copyChunk = 64 * 1024;
+constexpr qint64 copyChunk = 65'536;
 
 } // namespace
 
