@@ -36,9 +36,9 @@ enum class Failure {
 struct FailureWords
 {
     Failure failure;
+    ExitCode code;
     /** For scripts: "checksum-wrong". */
     const char *name;
-    ExitCode code;
     /** What is the matter; a command may add what exactly. */
     const char *cause;
     /** What people can do about it. */
