@@ -1,0 +1,46 @@
+# SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=sh disable=SC2034
+# What the project needs from Debian, and how the scripts get it.
+
+# To build the programs.
+BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdeflate-dev libcli11-dev"
+# To run the tests and the demonstration.
+RUN_PACKAGES="python3 bubblewrap"
+TEST_PACKAGES="zlib1g-dev edid-decode bzip2"
+LINT_PACKAGES="clang-format shellcheck codespell"
+
+# Prints those of the given packages that are not installed.
+missing_packages() {
+    for package in "$@"; do
+        state=$(dpkg-query -W -f '${db:Status-Abbrev}' "$package" 2>/dev/null) || state=
+        [ "${state#ii}" != "$state" ] || echo "$package"
+    done
+}
+
+# Installs what is missing and nothing else; without a need it touches no network.
+install_packages() {
+    if ! command -v dpkg-query >/dev/null; then
+        echo "This is no Debian. These packages, by whatever name they have here, are needed:" >&2
+        echo "  $*" >&2
+        return 0
+    fi
+    missing=$(missing_packages "$@" | tr '\n' ' ')
+    [ -n "$missing" ] || return 0
+    echo "Installing: $missing"
+    as_root=
+    if [ "$(id -u)" -ne 0 ]; then
+        as_root=sudo
+        if ! command -v sudo >/dev/null; then
+            echo "These packages are missing: $missing" >&2
+            echo "Install them as root: apt-get update && apt-get install $missing" >&2
+            return 1
+        fi
+    fi
+    # shellcheck disable=SC2086  # a list of words on purpose
+    if ! { $as_root apt-get update -q &&
+        DEBIAN_FRONTEND=noninteractive $as_root apt-get install -q -y --no-install-recommends \
+            $missing; }; then
+        echo "These packages are missing and could not be installed: $missing" >&2
+        return 1
+    fi
+}
