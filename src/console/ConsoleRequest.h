@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+/** One request line of the console, taken apart. */
+struct ConsoleRequest
+{
+    enum class Command {
+        ParseEdid,
+        Heartbeat,
+        FirmwareList,
+        UpgradeMode,
+        Upgrade,
+        UpgradeAll,
+        Version,
+        NetUpgrade,
+        Unknown,
+    };
+
+    Command command = Command::Unknown;
+    /** The line split at "||"; the first part is whatever stands before the first "||". All blanks
+     *  are removed, but for an EDID request. */
+    QStringList parts;
+
+    /** Finds the command by its word anywhere in the line; the first word of the list wins. */
+    static ConsoleRequest fromLine(const QString &line);
+
+    /** UpgradeMode: 2 or 5, nothing when the argument is missing, surplus or another number. */
+    std::optional<int> mode() const;
+    /** Upgrade: the rows that have more than two fields, unchanged. */
+    QStringList rows() const;
+    /** NetUpgrade: the address, nothing unless it has four parts between points. */
+    std::optional<QString> address() const;
+    /** ParseEdid: the dump's text, nothing unless there is exactly one argument. */
+    std::optional<QString> edidText() const;
+};

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "console/FirmwareRows.h"
+
+#include "package/DescriptionKeys.h"
+#include "package/PackageDescription.h"
+#include "platform/Log.h"
+
+namespace {
+
+QString rowOf(const ImageEntry &image)
+{
+    const int chipType = description::number(image.chip, key::chipType);
+    const int quantity = description::number(image.chip, key::chipQuantity);
+    return description::text(image.pcb, key::name) + QLatin1Char(',') +
+           QString::number(chipType - 1) + QLatin1Char(',') + QString::number(quantity);
+}
+
+} // namespace
+
+QStringList firmwareRows(const QString &description)
+{
+    const PackageDescription package = parseDescription(description.toUtf8());
+    if (package.error == PackageDescription::Error::NotJson)
+        qCDebug(logConsole) << "===> please check the string " << description;
+    else if (package.error == PackageDescription::Error::NotAnObject)
+        qCDebug(logConsole) << "Document is not an object or array";
+    else
+        qCDebug(logConsole) << "Document is an object";
+
+    QStringList rows;
+    const QVector<ImageEntry> images = imageEntries(package.object);
+    for (const ImageEntry &image : images)
+        rows.append(rowOf(image));
+    return rows;
+}

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "console/LineFramer.h"
+
+#include <QRandomGenerator>
+#include <QtTest>
+
+namespace {
+
+constexpr int limit = 1024 * 1024;
+
+/** The rule written down as plainly as it goes: the whole buffer is split anew at each read. */
+class PlainFramer
+{
+public:
+    QStringList feed(const QString &text)
+    {
+        m_buffer += text;
+        QStringList parts = m_buffer.split('\r');
+        const bool complete = parts.last().endsWith('\n');
+        m_buffer = complete ? QString() : parts.takeLast();
+        QStringList lines;
+        for (const QString &part : parts) {
+            if (!part.trimmed().isEmpty())
+                lines.append(part.trimmed());
+        }
+        return lines;
+    }
+
+    QString rest() const { return m_buffer; }
+
+private:
+    QString m_buffer;
+};
+
+} // namespace
+
+class TestFraming : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void reads_data();
+    void reads();
+    void everySplitOfARequest();
+    void sameAsThePlainRule();
+    void limitDropsAnEndlessLine();
+    void limitSparesFinishedLines();
+    void endlessLineInSmallReads();
+};
+
+void TestFraming::reads_data()
+{
+    QTest::addColumn<QStringList>("reads");
+    QTest::addColumn<QStringList>("lines");
+    QTest::addColumn<QString>("rest");
+    const auto row = [](const char *name, const QStringList &reads, const QStringList &lines,
+                        const char *rest = "") {
+        QTest::newRow(name) << reads << lines << QString(rest);
+    };
+    row("carriage return and line feed", {"A\r\n"}, {"A"});
+    row("bare line feed", {"A\n"}, {"A"});
+    row("bare carriage return", {"A\r"}, {"A"});
+    row("no end", {"A"}, {}, "A");
+    row("two reads", {"HEART", "BEAT\r\n"}, {"HEARTBEAT"});
+    row("end split in two", {"A\r", "\nB\r\n"}, {"A", "B"});
+    row("end alone", {"A", "\r\n"}, {"A"});
+    row("line feed alone", {"A", "\n"}, {"A"});
+    row("two lines", {"A\r\nB\r\n"}, {"A", "B"});
+    row("two lines by carriage returns", {"A\rB\r"}, {"A", "B"});
+    row("line feeds do not separate", {"A\nB\n"}, {"A\nB"});
+    row("nor over two reads", {"A\nB", "C\n"}, {"A\nBC"});
+    row("a line feed inside waits", {"A\nB"}, {}, "A\nB");
+    row("a read that ends with a line feed", {"A\n", "B\n"}, {"A", "B"});
+    row("empty lines", {"\r\r\n\n\r \t\r\n"}, {});
+    row("blanks are trimmed", {"  A B \t\r\n"}, {"A B"});
+    row("the rest is not trimmed", {"A\r  B "}, {"A"}, "  B ");
+    row("rest then end", {"A\r  B ", " C\r\n"}, {"A", "B  C"});
+    row("nothing read", {"A", "", "B\r\n"}, {"AB"});
+}
+
+void TestFraming::reads()
+{
+    QFETCH(QStringList, reads);
+    QFETCH(QStringList, lines);
+    QFETCH(QString, rest);
+    LineFramer framer(limit);
+    QStringList got;
+    for (const QString &read : reads)
+        got += framer.feed(read).lines;
+    QCOMPARE(got, lines);
+    QCOMPARE(framer.rest(), rest);
+}
+
+void TestFraming::everySplitOfARequest()
+{
+    const QString text = "UPGRADE||MAIN,0,1\r\nHEARTBEAT\r\n";
+    for (int split = 0; split <= text.size(); ++split) {
+        LineFramer framer(limit);
+        QStringList lines = framer.feed(text.left(split)).lines;
+        lines += framer.feed(text.mid(split)).lines;
+        QCOMPARE(lines, (QStringList{"UPGRADE||MAIN,0,1", "HEARTBEAT"}));
+        QCOMPARE(framer.rest(), QString());
+    }
+}
+
+void TestFraming::sameAsThePlainRule()
+{
+    QRandomGenerator random(1);
+    const QString alphabet = "AB \r\n\r\n\t";
+    for (int round = 0; round < 2000; ++round) {
+        LineFramer framer(limit);
+        PlainFramer plain;
+        for (int read = 0; read < 6; ++read) {
+            QString text;
+            for (int length = random.bounded(8); length > 0; --length)
+                text += alphabet.at(random.bounded(alphabet.size()));
+            QCOMPARE(framer.feed(text).lines, plain.feed(text));
+            QCOMPARE(framer.rest(), plain.rest());
+        }
+    }
+}
+
+void TestFraming::limitDropsAnEndlessLine()
+{
+    LineFramer framer(10);
+    QVERIFY(!framer.feed("0123456789").overflow);
+    const LineFramer::Result result = framer.feed("x");
+    QVERIFY(result.overflow);
+    QVERIFY(result.lines.isEmpty());
+    QCOMPARE(framer.rest(), QString());
+    QCOMPARE(framer.feed("A\r\n").lines, QStringList{"A"});
+}
+
+void TestFraming::limitSparesFinishedLines()
+{
+    LineFramer framer(10);
+    const QString longLine(100, 'x');
+    const LineFramer::Result result = framer.feed(longLine + '\r' + longLine);
+    QCOMPARE(result.lines, QStringList{longLine});
+    QVERIFY(result.overflow);
+    QVERIFY(!framer.feed(longLine + '\n').overflow);
+}
+
+void TestFraming::endlessLineInSmallReads()
+{
+    LineFramer framer(1000);
+    int overflows = 0;
+    for (int i = 0; i < 100'000; ++i) {
+        overflows += framer.feed("x").overflow ? 1 : 0;
+        QVERIFY(framer.rest().size() <= 1000);
+    }
+    QCOMPARE(overflows, 99);
+}
+
+QTEST_APPLESS_MAIN(TestFraming)
+#include "tst_framing.moc"
