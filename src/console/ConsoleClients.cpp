@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: Apache-2.0
+// The clients of the console: coming, going, reading and writing.
+#include "console/ConsoleTexts.h"
+#include "console/TCPServer.h"
+#include "netupgrade/NetModelUpgrade.h"
+#include "platform/Descriptors.h"
+#include "platform/Log.h"
+
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+/** Replies of one read leave together until they are this many bytes. */
+constexpr qint64 collectedReplies = 65'536;
+
+/** Descriptors that clients must leave to the device links, the files and the shell. It is more
+ *  than the few dozen clients that the kernel may have ready when the last place is taken. */
+constexpr int reservedDescriptors = 128;
+
+/** What a dual-stack socket puts before the address of an IPv4 client. */
+const QLatin1String mappedPrefix("::ffff:");
+
+ConsolePeer peerOf(const QTcpSocket &socket)
+{
+    QString address = socket.peerAddress().toString();
+    const int mapped = address.lastIndexOf(mappedPrefix);
+    if (mapped >= 0)
+        address.remove(0, mapped + mappedPrefix.size());
+    return {address, socket.peerPort()};
+}
+
+bool isFragment(const QByteArray &bytes)
+{
+    return bytes.startsWith(consoletext::fragmentKey.data()) &&
+           bytes.endsWith(consoletext::fragmentEnd.data());
+}
+
+} // namespace
+
+void TCPServer::NewConnectionSlot()
+{
+    qCDebug(logConsole) << "NewConnectionSlot";
+    QTcpSocket *socket = m_server->nextPendingConnection();
+    if (socket == nullptr)
+        return;
+    // A reply that waited for the acknowledgement of the last one would cost 40 ms.
+    socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    m_clients.append({socket, peerOf(*socket), LineFramer(m_platform.limits.consoleLine)});
+    connect(socket, SIGNAL(readyRead()), this, SLOT(ReadData()));
+    connect(socket, SIGNAL(disconnected()), this, SLOT(disconnectedSlot()));
+    limitClients();
+}
+
+/** The client that moves into the place of a removed one is looked at by the next disconnect. */
+void TCPServer::disconnectedSlot()
+{
+    qCDebug(logConsole) << "disconnectedSlot";
+    for (int i = 0; i < m_clients.size(); ++i) {
+        QTcpSocket *socket = m_clients.at(i).socket;
+        if (socket->state() != QAbstractSocket::UnconnectedState)
+            continue;
+        emit socket->destroyed(socket);
+        m_clients.remove(i);
+        socket->deleteLater();
+    }
+    limitClients();
+}
+
+/** Without a limit the server would try in vain, and without pause, to accept one client more than
+ *  there are descriptors. Those beyond the limit wait until somebody leaves. */
+void TCPServer::limitClients()
+{
+    const int places = std::max(descriptors::limit() - reservedDescriptors, 1);
+    const bool full = m_clients.size() >= places;
+    if (full == m_full)
+        return;
+    m_full = full;
+    if (full) {
+        qCWarning(logConsole) << "no more clients are accepted for now:" << m_clients.size();
+        m_server->pauseAccepting();
+    } else {
+        m_server->resumeAccepting();
+    }
+}
+
+/**
+ * Serves every client that has sent something, in the order of their coming. A socket fetches bytes
+ * only right before it signals, so the signalling one is the only one that has any; looking at all
+ * of them would make the cost of a request grow with the number of clients.
+ */
+void TCPServer::ReadData()
+{
+    if (auto *socket = qobject_cast<QTcpSocket *>(sender())) {
+        readFrom(socket);
+        return;
+    }
+    // The list may change on the way.
+    for (int i = 0; i < m_clients.size(); ++i) // NOLINT(modernize-loop-convert)
+        readFrom(m_clients.at(i).socket);
+}
+
+void TCPServer::readFrom(QTcpSocket *socket)
+{
+    const QByteArray bytes = socket->readAll();
+    if (bytes.isEmpty())
+        return;
+    const auto client =
+        std::find_if(m_clients.begin(), m_clients.end(),
+                     [socket](const ConsoleClient &client) { return client.socket == socket; });
+    if (client == m_clients.end())
+        return;
+
+    m_collectReplies = true;
+    if (isFragment(bytes)) {
+        takeFragment(bytes.mid(consoletext::fragmentKey.size(),
+                               bytes.size() - consoletext::fragmentKey.size() -
+                                   consoletext::fragmentEnd.size()));
+    } else {
+        // The client may go away, and the list change, while its lines are worked off.
+        const ConsolePeer peer = client->peer;
+        // With the size given, since a byte of zero would end the text otherwise.
+        const QString text = QString::fromUtf8(bytes.constData(), bytes.size());
+        const LineFramer::Result read = client->framer.feed(text);
+        for (const QString &line : read.lines)
+            parseLine(peer, line);
+        if (read.overflow)
+            parseLine(peer, {});
+    }
+    m_collectReplies = false;
+    flushReplies();
+}
+
+void TCPServer::takeFragment(const QByteArray &payload)
+{
+    if (payload.contains(consoletext::rebootDone.data())) {
+        qCDebug(logConsole) << "UpgradeModel Receive Data from Uart to UpgradeModel::" << payload;
+        m_netUpgrade->noticeUpgradingFalse();
+        return;
+    }
+    emit signalReceiveData(payload);
+}
+
+void TCPServer::reply(const QString &text)
+{
+    write(text.toLatin1());
+}
+
+/** Writes to the reply target, to nobody when it is gone. */
+void TCPServer::write(const QByteArray &bytes)
+{
+    QTcpSocket *const socket = replySocket();
+    if (socket == nullptr)
+        return;
+    socket->write(bytes);
+    if (m_unflushed != socket)
+        flushReplies();
+    m_unflushed = socket;
+    if (!m_collectReplies || socket->bytesToWrite() > collectedReplies)
+        flushReplies();
+    if (socket->bytesToWrite() > m_platform.limits.unreadReplies) {
+        qCWarning(logConsole) << "a client does not read its replies:" << m_replyTarget.address
+                              << m_replyTarget.port;
+        socket->abort();
+    }
+}
+
+QTcpSocket *TCPServer::replySocket() const
+{
+    for (const ConsoleClient &client : m_clients) {
+        if (client.peer == m_replyTarget &&
+            client.socket->state() == QAbstractSocket::ConnectedState)
+            return client.socket;
+    }
+    return nullptr;
+}
+
+void TCPServer::flushReplies()
+{
+    QTcpSocket *const socket = std::exchange(m_unflushed, nullptr);
+    if (socket != nullptr)
+        socket->flush();
+}

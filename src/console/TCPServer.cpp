@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "console/TCPServer.h"
+
+#include "edid/ParseEDID.h"
+#include "links/WorkerCOM.h"
+#include "netupgrade/NetModelUpgrade.h"
+#include "platform/Log.h"
+
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTimer>
+
+namespace {
+
+/** How long no client is accepted after an error. */
+constexpr std::chrono::milliseconds acceptPause{1'000};
+
+} // namespace
+
+TCPServer::TCPServer(QObject *parent, const Platform &platform)
+    : QObject(parent), m_platform(platform)
+{
+    createWorker();
+    createEdid();
+    createNetUpgrade();
+    createServer();
+}
+
+/** A client that moves into the place of a removed one is not waited for: the shutdown takes half
+ *  the time, and its socket is closed with the server's. */
+TCPServer::~TCPServer()
+{
+    for (int i = 0; i < m_clients.size(); ++i) {
+        QTcpSocket *socket = m_clients.at(i).socket;
+        socket->disconnect(this);
+        socket->disconnectFromHost();
+        if (socket->state() != QAbstractSocket::UnconnectedState)
+            socket->waitForDisconnected(int(m_platform.timeOuts.clientDisconnect.count()));
+        m_clients.remove(i);
+    }
+    m_server->close();
+    delete m_worker;
+}
+
+quint16 TCPServer::port() const
+{
+    return m_server->serverPort();
+}
+
+void TCPServer::createWorker()
+{
+    m_worker = new WorkerCOM(nullptr, m_platform);
+    connect(m_worker, &WorkerCOM::message, this, &TCPServer::message);
+    connect(m_worker, &WorkerCOM::progressValueChanged, this, &TCPServer::progressValueChanged);
+    connect(m_worker, &WorkerCOM::netconnected, this, &TCPServer::slotnetconnected);
+}
+
+void TCPServer::createEdid()
+{
+    m_edid = new ParseEDID(this);
+    connect(m_edid, &ParseEDID::signalEDID, this, &TCPServer::slotSignalEDID);
+}
+
+void TCPServer::createNetUpgrade()
+{
+    m_netUpgrade = new NetModelUpgrade(this, m_platform);
+    m_netUpgrade->setRunActive([this] { return m_worker->runActive(); });
+    connect(this, &TCPServer::signalReceiveData, m_netUpgrade, &NetModelUpgrade::slotReceiveData);
+    connect(m_netUpgrade, &NetModelUpgrade::signalResponse, this, &TCPServer::slotResponse);
+    connect(m_netUpgrade, &NetModelUpgrade::message, this, &TCPServer::message);
+    connect(m_netUpgrade, &NetModelUpgrade::slotProgressValueChanged, this,
+            &TCPServer::progressValueChanged);
+}
+
+void TCPServer::createServer()
+{
+    m_server = new QTcpServer(this);
+    if (!m_server->listen(QHostAddress::Any, m_platform.ports.console))
+        qCWarning(logConsole) << "not listening:" << m_server->errorString();
+    if (!connect(m_server, SIGNAL(newConnection()), this, SLOT(NewConnectionSlot())))
+        qCDebug(logConsole) << "错误" << m_server->errorString();
+    // The server stops accepting after an error that may well pass.
+    connect(m_server, &QTcpServer::acceptError, this, [this] {
+        qCWarning(logConsole) << "cannot accept a client:" << m_server->errorString();
+        QTimer::singleShot(acceptPause, m_server, &QTcpServer::resumeAccepting);
+    });
+}

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "console/ConsoleClient.h"
+#include "platform/Platform.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+class NetModelUpgrade;
+class ParseEDID;
+class QTcpServer;
+class QTcpSocket;
+class WorkerCOM;
+struct ConsoleRequest;
+
+/**
+ * The root of the agent: serves console clients with a text protocol over TCP, makes the worker
+ * that runs the upgrade engine, and turns what the engine, the EDID report and the module's own
+ * upgrade tell into replies. All replies go to the client that sent the last request.
+ */
+class TCPServer : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** Listens at once. A port that cannot be had is logged, and nobody is served then. */
+    explicit TCPServer(QObject *parent = nullptr, const Platform &platform = Platform());
+    ~TCPServer() override;
+
+    /** The port that is listened on, 0 when there is none. */
+    quint16 port() const;
+    /** The engine's bridge; lives as long as this object. */
+    WorkerCOM *worker() const { return m_worker; }
+
+signals:
+    /** A piece of a NET package. */
+    void signalReceiveData(const QByteArray &datas);
+
+private slots:
+    void NewConnectionSlot();
+    void disconnectedSlot();
+    void ReadData();
+    void message(const QStringList &message);
+    void progressValueChanged(double bytesSent, double bytesTotal);
+    void slotnetconnected();
+    void slotSignalEDID(const QList<QString> &result);
+
+public slots:
+    void slotResponse(const QByteArray &datas);
+
+private:
+    void createWorker();
+    void createEdid();
+    void createNetUpgrade();
+    void createServer();
+
+    void limitClients();
+    void readFrom(QTcpSocket *socket);
+    void takeFragment(const QByteArray &payload);
+    void reply(const QString &text);
+    void write(const QByteArray &bytes);
+    QTcpSocket *replySocket() const;
+    void flushReplies();
+
+    void parseLine(const ConsolePeer &peer, const QString &line);
+    void dispatch(const ConsoleRequest &request);
+    void heartbeat();
+    void sendFirmwareList();
+    void setMode(const ConsoleRequest &request);
+    void upgrade(const ConsoleRequest &request);
+    void upgradeAll();
+    void upgradeOverNetwork(const ConsoleRequest &request);
+    void parseEdid(const ConsoleRequest &request);
+    void startUpgrade(const QStringList &rows);
+    QString readDescription();
+    bool isBusy() const;
+
+    void statusMessage(const QStringList &message);
+
+    Platform m_platform;
+    QString m_version = QStringLiteral("1.15");
+    QTcpServer *m_server = nullptr;
+    QVector<ConsoleClient> m_clients;
+    bool m_full = false;
+    WorkerCOM *m_worker = nullptr;
+    /** 1 while a run goes on that a request started, then the status of its end. */
+    int m_appStatus = 0;
+    ConsolePeer m_replyTarget;
+    int m_upgradeModel = 2;
+    ParseEDID *m_edid = nullptr;
+    /** The dump being reported; the reporter keeps a pointer to it. */
+    QByteArray m_edidBytes;
+    NetModelUpgrade *m_netUpgrade = nullptr;
+
+    /** While one read is worked off, its replies leave together. Sockets are deleted by the event
+     *  loop only, so none can go in the meantime. */
+    bool m_collectReplies = false;
+    QTcpSocket *m_unflushed = nullptr;
+};

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <limits>
+
+/** File descriptors, of which every console client takes one. */
+namespace descriptors {
+
+/** How many the process may have open. */
+inline int limit()
+{
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return std::numeric_limits<int>::max();
+    return int(std::min<rlim_t>(limit.rlim_cur, std::numeric_limits<int>::max()));
+}
+
+/** Allows the process as many as its user may have at all. */
+inline void raiseLimit()
+{
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+} // namespace descriptors

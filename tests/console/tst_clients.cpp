@@ -1,0 +1,337 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "console/ConsoleBench.h"
+
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QtTest>
+
+#include <sys/resource.h>
+#include <sys/socket.h>
+
+namespace {
+
+const QByteArray versionReply = "VERSION||1.15\r\n";
+
+int clientsOf(const ConsoleBench &bench)
+{
+    const QList<QTcpSocket *> sockets = bench.server->findChildren<QTcpSocket *>();
+    return int(std::count_if(sockets.begin(), sockets.end(), [](const QTcpSocket *socket) {
+        return socket->state() == QAbstractSocket::ConnectedState;
+    }));
+}
+
+/** Allows the process fewer descriptors while it lives. */
+class FewDescriptors
+{
+public:
+    explicit FewDescriptors(rlim_t limit)
+    {
+        getrlimit(RLIMIT_NOFILE, &m_before);
+        rlimit few = m_before;
+        few.rlim_cur = limit;
+        setrlimit(RLIMIT_NOFILE, &few);
+    }
+    FewDescriptors(const FewDescriptors &) = delete;
+    FewDescriptors &operator=(const FewDescriptors &) = delete;
+    ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &m_before); }
+
+private:
+    rlimit m_before = {};
+};
+
+/** Ends the connection with a reset instead of an orderly close. */
+void reset(QTcpSocket &socket)
+{
+    const linger none = {1, 0};
+    setsockopt(int(socket.socketDescriptor()), SOL_SOCKET, SO_LINGER, &none, sizeof none);
+    socket.abort();
+}
+
+} // namespace
+
+class TestClients : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void splitLine();
+    void splitCharacter();
+    void zeroBytes();
+    void endlessLine();
+    void addressWithoutPrefix();
+    void lowDelay();
+    void manyClients();
+    void neighboursLeaveTogether();
+    void resets();
+    void deafClientIsDropped();
+    void manyRepliesOfOneRead();
+    void outOfDescriptors();
+    void secondServerOnThePort();
+    void destroyedWithClients();
+    void restarts();
+};
+
+void TestClients::splitLine()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    client.send("HEART");
+    QVERIFY(bench.settle());
+    client.send("BEAT\r\n");
+    QTRY_COMPARE(client.received(), QByteArray("HEARTBEAT\r\n"));
+    client.send("VERSION\r\n");
+    QTRY_COMPARE(client.received(), "HEARTBEAT\r\n" + versionReply);
+}
+
+/** A character cut by a read becomes two marks and never harms the words around it. */
+void TestClients::splitCharacter()
+{
+    ConsoleBench bench;
+    bench.start();
+    bench.cutEngine();
+    ConsoleTestClient client(bench.server->port());
+    client.send("UPGRADE||M\xc3");
+    QVERIFY(bench.settle());
+    client.send("\xa4,0,1\r\n");
+    QTRY_COMPARE(bench.requests.size(), 3);
+    QVERIFY(bench.requests.last().startsWith("upload FW.fwm M"));
+    QVERIFY(bench.requests.last().endsWith(",0,1 2"));
+
+    ConsoleBench whole;
+    whole.start();
+    whole.cutEngine();
+    ConsoleTestClient other(whole.server->port());
+    other.send("UPGRADE||M\xc3\xa4,0,1\r\n");
+    QTRY_COMPARE(whole.requests.size(), 3);
+    QCOMPARE(whole.requests.last(), QString::fromUtf8("upload FW.fwm M\xc3\xa4,0,1 2"));
+}
+
+void TestClients::zeroBytes()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    client.send(QByteArray("x\0y\r\nVERSION\r\n", 14));
+    QTRY_COMPARE(client.received(), "UPGRADELOG||Unknow command.\r\n" + versionReply);
+}
+
+void TestClients::endlessLine()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    const QByteArray unknown = "UPGRADELOG||Unknow command.\r\n";
+    const QByteArray piece(64 * 1024, 'x');
+    for (int i = 0; i < 3 * 16; ++i) {
+        client.send(piece);
+        QCoreApplication::processEvents();
+    }
+    client.send("\rVERSION\r\n");
+    QTRY_VERIFY(client.received().endsWith(versionReply));
+    QByteArray rest = client.received();
+    rest.chop(versionReply.size());
+    const int drops = rest.count(unknown);
+    QCOMPARE(rest.size(), drops * unknown.size());
+    QVERIFY(drops >= 2 && drops <= 4);
+}
+
+void TestClients::addressWithoutPrefix()
+{
+    ConsoleBench bench;
+    bench.start();
+    QTcpSocket six;
+    six.connectToHost("::1", bench.server->port());
+    if (!six.waitForConnected(1000))
+        QSKIP("no IPv6 here");
+    six.write("VERSION\r\n");
+    QTRY_COMPARE(six.bytesAvailable(), qint64(versionReply.size()));
+    ConsoleTestClient four(bench.server->port());
+    four.send("VERSION\r\n");
+    QTRY_COMPARE(four.received(), versionReply);
+}
+
+void TestClients::lowDelay()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    QTRY_COMPARE(clientsOf(bench), 1);
+    QTcpSocket *accepted = bench.server->findChildren<QTcpSocket *>().first();
+    QCOMPARE(accepted->socketOption(QAbstractSocket::LowDelayOption).toInt(), 1);
+}
+
+void TestClients::manyClients()
+{
+    ConsoleBench bench;
+    bench.start();
+    std::vector<std::unique_ptr<ConsoleTestClient>> clients;
+    for (int i = 0; i < 200; ++i) {
+        clients.push_back(std::make_unique<ConsoleTestClient>(bench.server->port()));
+        QCoreApplication::processEvents();
+    }
+    for (const auto &client : clients)
+        client->send("HEARTBEAT\r\nVERSION\r\n");
+    for (const auto &client : clients)
+        QTRY_COMPARE(client->received(), "HEARTBEAT\r\n" + versionReply);
+    clients.clear();
+    QTRY_COMPARE(clientsOf(bench), 0);
+}
+
+void TestClients::neighboursLeaveTogether()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient first(bench.server->port());
+    ConsoleTestClient second(bench.server->port());
+    ConsoleTestClient third(bench.server->port());
+    QTRY_COMPARE(clientsOf(bench), 3);
+    third.send("HEART");
+    first.send("half a li");
+    QVERIFY(bench.settle());
+    first.socket.close();
+    second.socket.close();
+    QTRY_VERIFY(clientsOf(bench) <= 2);
+    third.send("BEAT\r\n");
+    QTRY_COMPARE(third.received(), QByteArray("HEARTBEAT\r\n"));
+    third.socket.close();
+    QTRY_COMPARE(clientsOf(bench), 0);
+    ConsoleTestClient fourth(bench.server->port());
+    fourth.send("VERSION\r\n");
+    QTRY_COMPARE(fourth.received(), versionReply);
+}
+
+void TestClients::resets()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient steady(bench.server->port());
+    for (int i = 0; i < 200; ++i) {
+        QTcpSocket socket;
+        socket.connectToHost("127.0.0.1", bench.server->port());
+        QVERIFY(socket.waitForConnected());
+        socket.write(i % 2 == 0 ? "GETFIRMWARELIST\r\n" : "GETFIRMWARELIST\r\nHEARTB");
+        socket.flush();
+        if (i % 3 == 0)
+            QCoreApplication::processEvents();
+        reset(socket);
+        if (i % 20 == 0) {
+            steady.forget();
+            steady.send("VERSION\r\n");
+            QTRY_VERIFY(steady.received().contains(versionReply));
+        }
+    }
+    QTRY_COMPARE(clientsOf(bench), 1);
+    steady.forget();
+    steady.send("VERSION\r\n");
+    QTRY_VERIFY(steady.received().contains(versionReply));
+}
+
+void TestClients::deafClientIsDropped()
+{
+    ConsoleBench bench;
+    bench.platform.limits.unreadReplies = 1024 * 1024;
+    bench.start();
+    ConsoleTestClient steady(bench.server->port());
+    ConsoleTestClient deaf(bench.server->port());
+    deaf.socket.setReadBufferSize(1024);
+    deaf.send("HEARTBEAT\r\n");
+    QTRY_COMPARE(clientsOf(bench), 2);
+    QTRY_COMPARE(deaf.socket.bytesAvailable(), qint64(11));
+
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("a client does not read.*"));
+    const QString line(64 * 1024, 'x');
+    int told = 0;
+    for (; told < 1000 && clientsOf(bench) == 2; ++told) {
+        bench.tell({line});
+        QCoreApplication::processEvents();
+    }
+    QVERIFY(told < 1000);
+    steady.send("VERSION\r\n");
+    QTRY_COMPARE(steady.received(), versionReply);
+}
+
+void TestClients::manyRepliesOfOneRead()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    QByteArray requests;
+    QByteArray replies;
+    for (int i = 0; i < 20'000; ++i) {
+        requests += "VERSION\r\n";
+        replies += versionReply;
+    }
+    client.send(requests);
+    QTRY_COMPARE(client.received().size(), replies.size());
+    QCOMPARE(client.received(), replies);
+}
+
+void TestClients::outOfDescriptors()
+{
+    constexpr int places = 40;
+    ConsoleBench bench;
+    bench.start();
+    // 128 are kept for other uses.
+    const FewDescriptors few(128 + places);
+    std::vector<std::unique_ptr<ConsoleTestClient>> clients;
+    for (int i = 0; i < places - 1; ++i)
+        clients.push_back(std::make_unique<ConsoleTestClient>(bench.server->port()));
+    QTRY_COMPARE(clientsOf(bench), places - 1);
+    QTest::ignoreMessage(QtWarningMsg, "no more clients are accepted for now: 40");
+    ConsoleTestClient last(bench.server->port());
+    last.send("VERSION\r\n");
+    QTRY_COMPARE(last.received(), versionReply);
+
+    ConsoleTestClient waiting(bench.server->port());
+    waiting.send("VERSION\r\n");
+    last.send("VERSION\r\n");
+    QTRY_COMPARE(last.received(), versionReply + versionReply);
+    QCOMPARE(clientsOf(bench), places);
+    QCOMPARE(waiting.received(), QByteArray());
+    clients.clear();
+    QTRY_COMPARE(waiting.received(), versionReply);
+}
+
+void TestClients::secondServerOnThePort()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleBench other;
+    other.platform.ports.console = bench.server->port();
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("not listening.*"));
+    other.start();
+    QCOMPARE(other.server->port(), quint16(0));
+    ConsoleTestClient client(bench.server->port());
+    client.send("VERSION\r\n");
+    QTRY_COMPARE(client.received(), versionReply);
+}
+
+void TestClients::destroyedWithClients()
+{
+    ConsoleBench bench;
+    bench.platform.timeOuts.clientDisconnect = std::chrono::milliseconds(50);
+    bench.start();
+    ConsoleTestClient first(bench.server->port());
+    ConsoleTestClient second(bench.server->port());
+    ConsoleTestClient third(bench.server->port());
+    QTRY_COMPARE(clientsOf(bench), 3);
+    bench.server.reset();
+    QTRY_COMPARE(first.socket.state(), QAbstractSocket::UnconnectedState);
+    QTRY_COMPARE(second.socket.state(), QAbstractSocket::UnconnectedState);
+    QTRY_COMPARE(third.socket.state(), QAbstractSocket::UnconnectedState);
+}
+
+void TestClients::restarts()
+{
+    for (int i = 0; i < 5; ++i) {
+        ConsoleBench bench;
+        bench.start();
+        ConsoleTestClient client(bench.server->port());
+        client.send("UPGRADE||MAIN,0,1\r\n");
+        QTRY_VERIFY(client.received().contains("UPGRADEFAIL"));
+    }
+}
+
+QTEST_GUILESS_MAIN(TestClients)
+#include "tst_clients.moc"

@@ -1,0 +1,532 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "console/ConsoleBench.h"
+
+#include <QMetaMethod>
+#include <QtTest>
+
+namespace {
+
+const QByteArray unknown = "UPGRADELOG||Unknow command.\r\n";
+const QByteArray busy = "UPGRADELOG||The device is busy upgrading.\r\n";
+const QByteArray disconnected = "\r\nDISCONNECTCOM\r\n";
+const QByteArray failed = disconnected + "\r\nUPGRADEFAIL\r\n";
+const QByteArray succeeded = disconnected + "\r\nUPGRADESUCCESS\r\n";
+
+/** The request line of a dump of `fields` bytes, all but the first 8 of them zero. */
+QByteArray edidLine(int fields, const QByteArray &header)
+{
+    QByteArrayList texts;
+    for (int i = 0; i < fields; ++i)
+        texts.append(i < header.size() ? header.mid(i, 1).toHex() : QByteArray("00"));
+    return "PARSEEDID||" + texts.join(' ') + "\r\n";
+}
+
+} // namespace
+
+class TestServer : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void interface();
+    void answers_data();
+    void answers();
+    void modes();
+    void upgradeAsksTheEngine();
+    void upgradeWithoutRows();
+    void upgradeAllAsksTheEngine();
+    void upgradeAllWhileBusyIsSilent();
+    void busyUntilTheEnd();
+    void runsFollowEachOther();
+    void modeIsKeptAcrossClients();
+    void firmwareList();
+    void firmwareListWithoutPackage();
+    void netUpgrade();
+    void netUpgradeWhileBusy();
+    void networkLinkUp();
+    void networkLinkUpWhileBusy();
+    void edid_data();
+    void edid();
+    void edidResult();
+    void engineMessages_data();
+    void engineMessages();
+    void progress_data();
+    void progress();
+    void blockReplies();
+    void repliesFollowTheLastRequester();
+    void replyTargetIsGone();
+    void nobodyAskedYet();
+    void characterBeyondLatin1();
+};
+
+void TestServer::interface()
+{
+    const QMetaObject &meta = TCPServer::staticMetaObject;
+    QList<QByteArray> methods;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        const QMetaMethod method = meta.method(i);
+        const char *const kind = method.methodType() == QMetaMethod::Signal ? "signal "
+                                 : method.access() == QMetaMethod::Private  ? "private slot "
+                                                                            : "public slot ";
+        methods.append(kind + method.methodSignature());
+    }
+    QCOMPARE(methods, (QList<QByteArray>{
+                          "signal signalReceiveData(QByteArray)",
+                          "private slot NewConnectionSlot()",
+                          "private slot disconnectedSlot()",
+                          "private slot ReadData()",
+                          "private slot message(QStringList)",
+                          "private slot progressValueChanged(double,double)",
+                          "private slot slotnetconnected()",
+                          "private slot slotSignalEDID(QList<QString>)",
+                          "public slot slotResponse(QByteArray)",
+                      }));
+    const QMetaMethod response = meta.method(meta.methodCount() - 1);
+    QCOMPARE(response.parameterNames(), QList<QByteArray>{"datas"});
+}
+
+void TestServer::answers_data()
+{
+    QTest::addColumn<QByteArray>("sent");
+    QTest::addColumn<QByteArray>("received");
+    const auto row = [](const char *sent, const QByteArray &received) {
+        QTest::newRow(sent) << QByteArray(sent) << received;
+    };
+    const QByteArray heartbeat = "HEARTBEAT\r\n";
+    const QByteArray version = "VERSION||1.15\r\n";
+    row("HEARTBEAT\r\n", heartbeat);
+    row("HEARTBEAT\n", heartbeat);
+    row("HEARTBEAT\r", heartbeat);
+    row("HEARTBEAT\nVERSION\n", heartbeat);
+    row("HEARTBEAT\r\nVERSION\r\n", heartbeat + version);
+    row("VERSION\rHEARTBEAT\r", version + heartbeat);
+    row("\r\n\r\n \r\nVERSION\r\n", version);
+    row("xxHEARTBEATyy\r\n", heartbeat);
+    row("  VERSION  \r\n", version);
+    row("what\r\n", unknown);
+    row("UPGRADE\r\n", unknown);
+    row("UPGRADEMODE||3\r\n", "UPGRADELOG||ERROR:UPGRADEMODE parameter error\r\n");
+    row("UPGRADEMODE||5||1\r\n", "UPGRADELOG||ERROR:UPGRADEMODE parameter error\r\n");
+    row("UP GRADE MODE||5\r\n", "UPGRADELOG||Set UPGRADEMODE to 5\r\n");
+    row("UPGRADEMODE|| 05 \r\n", "UPGRADELOG||Set UPGRADEMODE to 05\r\n");
+    row("UPGRADEMODE||2\r\n", "UPGRADELOG||Set UPGRADEMODE to 2\r\n");
+    row("UPGRADEORVALE1G\r\n", unknown);
+    row("UPGRADEORVALE1G||1.2.3\r\n", unknown);
+    row("UPGRADEORVALE1G||1.2.3.4\r\n", "UPGRADELOG||Firmware file does not exist.\r\n");
+    row("PARSEEDID\r\n", "PARSEEDID||ERROR:PARSEEDID parameter command.\r\n");
+    row("PARSEEDID HEARTBEAT\r\n", "PARSEEDID||ERROR:PARSEEDID parameter command.\r\n");
+}
+
+/** A VERSION request ends each exchange, so that surplus replies are seen. */
+void TestServer::answers()
+{
+    QFETCH(QByteArray, sent);
+    QFETCH(QByteArray, received);
+    ConsoleBench bench;
+    bench.start();
+    bench.cutEngine();
+    ConsoleTestClient client(bench.server->port());
+    client.send(sent);
+    QTRY_VERIFY(client.received().size() >= received.size());
+    client.send("\rVERSION\r\n");
+    QTRY_COMPARE(client.received(), received + "VERSION||1.15\r\n");
+}
+
+void TestServer::modes()
+{
+    ConsoleBench bench;
+    bench.start();
+    bench.cutEngine();
+    ConsoleTestClient client(bench.server->port());
+    client.send("UPGRADEMODE||5\r\nUPGRADEMODE||3\r\nUPGRADE||MAIN,0,1\r\n");
+    QTRY_COMPARE(bench.requests.size(), 3);
+    QCOMPARE(bench.requests.last(), QString("upload FW.fwm MAIN,0,1 5"));
+}
+
+void TestServer::upgradeAsksTheEngine()
+{
+    ConsoleBench bench;
+    bench.start();
+    bench.cutEngine();
+    ConsoleTestClient client(bench.server->port());
+    client.send("UPGRADE||MAIN MCU,0,0||AUX,1||B,17,2,x\r\n");
+    QTRY_COMPARE(bench.requests, (QStringList{"disconnect", "connect ttyNoSuchPort",
+                                              "upload FW.fwm MAINMCU,0,0|B,17,2,x 2"}));
+    client.send("VERSION\r\n");
+    QTRY_COMPARE(client.received(), QByteArray("VERSION||1.15\r\n"));
+}
+
+void TestServer::upgradeWithoutRows()
+{
+    ConsoleBench bench;
+    bench.start();
+    bench.cutEngine();
+    ConsoleTestClient client(bench.server->port());
+    client.send("UPGRADE||\r\nUPGRADE||MAIN,0\r\nVERSION\r\n");
+    QTRY_COMPARE(client.received(), QByteArray("VERSION||1.15\r\n"));
+    QCOMPARE(bench.requests, (QStringList{"disconnect", "disconnect"}));
+    client.send("UPGRADE||MAIN,0,1\r\n");
+    QTRY_COMPARE(bench.requests.size(), 5);
+}
+
+void TestServer::upgradeAllAsksTheEngine()
+{
+    for (const QByteArray &word : QByteArrayList{"UPGRADEALL", "GETVERINF"}) {
+        ConsoleBench bench;
+        bench.usePackage("good.fwm");
+        bench.start();
+        bench.cutEngine();
+        ConsoleTestClient client(bench.server->port());
+        client.send(word + "\r\n");
+        QTRY_COMPARE(bench.requests,
+                     (QStringList{"disconnect", "connect ttyNoSuchPort",
+                                  "upload FW.fwm MAIN-A,0,1|FPGA,17,1|NET,32,1 2"}));
+        QTRY_VERIFY(client.received().endsWith("Version: 1.0.12\r\n"));
+        client.forget();
+        client.send("UPGRADE||MAIN,0,1\r\n");
+        QTRY_COMPARE(client.received(), busy);
+    }
+}
+
+void TestServer::upgradeAllWhileBusyIsSilent()
+{
+    ConsoleBench bench;
+    bench.usePackage("good.fwm");
+    bench.start();
+    bench.cutEngine();
+    ConsoleTestClient client(bench.server->port());
+    client.send("UPGRADE||MAIN,0,1\r\n");
+    QTRY_COMPARE(bench.requests.size(), 3);
+    bench.usePackage("checksum-wrong.fwm");
+    client.send("UPGRADEALL\r\nGETVERINF\r\nVERSION\r\n");
+    QTRY_COMPARE(client.received(), QByteArray("VERSION||1.15\r\n"));
+    QCOMPARE(bench.requests.size(), 3);
+}
+
+void TestServer::busyUntilTheEnd()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    // The engine finds no package; both requests arrive in one read.
+    client.send("UPGRADE||MAIN,0,1\r\nUPGRADE||MAIN,0,1\r\n");
+    QTRY_VERIFY(client.received().contains("\r\nUPGRADEFAIL\r\n"));
+    QCOMPARE(client.received().count(busy), 1);
+    QVERIFY(client.received().indexOf(busy) < client.received().indexOf("UPGRADEFAIL"));
+    QTRY_VERIFY(!bench.server->worker()->runActive());
+    client.forget();
+    client.send("UPGRADE||MAIN,0,1\r\n");
+    QTRY_VERIFY(client.received().contains("\r\nUPGRADEFAIL\r\n"));
+    QVERIFY(!client.received().contains(busy));
+}
+
+/** The status of each end frees the server, whatever it is. */
+void TestServer::runsFollowEachOther()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    for (int run = 0; run < 5; ++run) {
+        client.forget();
+        client.send("UPGRADE||MAIN,0,1\r\n");
+        QTRY_VERIFY(client.received().contains("\r\nUPGRADEFAIL\r\n"));
+        QTRY_VERIFY(!bench.server->worker()->runActive());
+    }
+}
+
+void TestServer::modeIsKeptAcrossClients()
+{
+    ConsoleBench bench;
+    bench.start();
+    bench.cutEngine();
+    {
+        ConsoleTestClient first(bench.server->port());
+        first.send("UPGRADEMODE||5\r\n");
+        QTRY_VERIFY(!first.received().isEmpty());
+    }
+    ConsoleTestClient second(bench.server->port());
+    second.send("UPGRADE||MAIN,0,1\r\n");
+    QTRY_COMPARE(bench.requests.size(), 3);
+    QVERIFY(bench.requests.last().endsWith(" 5"));
+}
+
+void TestServer::firmwareList()
+{
+    ConsoleBench bench;
+    bench.usePackage("good.fwm");
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    client.send("GETFIRMWARELIST\r\n");
+    QTRY_VERIFY(client.received().contains("FIRMWARELIST||"));
+    const QByteArray transcript = client.received();
+    QVERIFY2(transcript.startsWith("UPGRADELOG||Firmware file checksum ok.\r\n"
+                                   "UPGRADELOG||Firmware package version: 6\r\n"
+                                   "UPGRADELOG||Model Name: MX-88\r\n"
+                                   "UPGRADELOG||Version: 1.0.12\r\n"
+                                   "FIRMWARELIST||{\"model\":\"MX-88\","),
+             transcript.constData());
+    QVERIFY(transcript.endsWith("}]}]}]}\r\n"));
+}
+
+void TestServer::firmwareListWithoutPackage()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    client.send("GETFIRMWARELIST\r\n");
+    const QByteArray reply = "FIRMWARELIST||ERROR:Firmware file is not exist.\r\n";
+    QTRY_VERIFY(client.received().contains(reply));
+    QVERIFY(client.received().startsWith(failed));
+}
+
+void TestServer::netUpgrade()
+{
+    ConsoleBench bench;
+    bench.usePackage("good.fwm");
+    bench.start();
+    bench.cutEngine();
+    ConsoleTestClient client(bench.server->port());
+    client.send("UPGRADEORVALE1G||127.0.0.1\r\nVERSION\r\n");
+    QTRY_COMPARE(client.received(), QByteArray("VERSION||1.15\r\n"));
+    QCOMPARE(bench.requests, QStringList{"net 127.0.0.1 9"});
+}
+
+void TestServer::netUpgradeWhileBusy()
+{
+    ConsoleBench bench;
+    bench.usePackage("good.fwm");
+    bench.start();
+    bench.cutEngine();
+    ConsoleTestClient client(bench.server->port());
+    client.send("UPGRADE||MAIN,0,1\r\nUPGRADEORVALE1G||127.0.0.1\r\nUPGRADEORVALE1G||1.2.3\r\n");
+    QTRY_COMPARE(client.received(), busy + unknown);
+    QCOMPARE(bench.requests.size(), 3);
+}
+
+void TestServer::networkLinkUp()
+{
+    ConsoleBench bench;
+    bench.usePackage("good.fwm");
+    bench.start();
+    bench.cutEngine();
+    ConsoleTestClient client(bench.server->port());
+    client.send("UPGRADEMODE||5\r\n");
+    QTRY_VERIFY(!client.received().isEmpty());
+    client.forget();
+    emit bench.server->worker()->netconnected();
+    QCOMPARE(bench.requests, QStringList{"upload FW.fwm MAIN,0,1 5"});
+    QTRY_COMPARE(client.received(), QByteArray("UPGRADELOG||Device connected.\r\n"
+                                               "UPGRADELOG||Firmware file checksum ok.\r\n"
+                                               "UPGRADELOG||Firmware package version: 6\r\n"
+                                               "UPGRADELOG||Model Name: MX-88\r\n"
+                                               "UPGRADELOG||Version: 1.0.12\r\n"));
+    // The run has no status of its own, and yet nothing may be started beside it.
+    client.forget();
+    client.send("UPGRADE||MAIN,0,1\r\nUPGRADEALL\r\nUPGRADEORVALE1G||1.2.3.4\r\n");
+    QTRY_COMPARE(client.received(), busy + busy);
+    QCOMPARE(bench.requests.size(), 1);
+}
+
+void TestServer::networkLinkUpWhileBusy()
+{
+    ConsoleBench bench;
+    bench.usePackage("good.fwm");
+    bench.start();
+    bench.cutEngine();
+    ConsoleTestClient client(bench.server->port());
+    client.send("UPGRADE||MAIN,0,1\r\n");
+    QTRY_COMPARE(bench.requests.size(), 3);
+    emit bench.server->worker()->netconnected();
+    QTRY_COMPARE(client.received(), QByteArray("UPGRADELOG||Device connected.\r\n"));
+    QCOMPARE(bench.requests.size(), 3);
+}
+
+void TestServer::edid_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::addColumn<QByteArray>("reply");
+    const QByteArray header = QByteArray::fromHex("00ffffffffffff00");
+    const QByteArray error = "PARSEEDID||ERROR:PARSEEDID parameter command.\r\n";
+    const QByteArray headerError = "PARSEEDIDRESULT||EDID data header error !\r\n";
+    const QByteArray report = "PARSEEDIDRESULT||@@@,";
+    QTest::newRow("255 fields") << edidLine(255, header) << error;
+    QTest::newRow("256 fields") << edidLine(256, header) << report;
+    QTest::newRow("257 fields") << edidLine(257, header) << report;
+    QTest::newRow("wrong header") << edidLine(256, {}) << headerError;
+    QTest::newRow("no argument") << QByteArray("PARSEEDID\r\n") << error;
+    QTest::newRow("empty argument") << QByteArray("PARSEEDID||\r\n") << error;
+    QTest::newRow("two arguments") << edidLine(256, header).replace("||", "||00||") << error;
+    QTest::newRow("word of another request")
+        << edidLine(256, header).replace("PARSEEDID", "HEARTBEAT PARSEEDID") << report;
+}
+
+void TestServer::edid()
+{
+    QFETCH(QByteArray, line);
+    QFETCH(QByteArray, reply);
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    client.send(line);
+    QTRY_VERIFY(client.received().endsWith("\r\n"));
+    QVERIFY2(client.received().startsWith(reply), client.received().constData());
+    QCOMPARE(client.received().count('\n'), 1);
+}
+
+void TestServer::edidResult()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    client.send("HEARTBEAT\r\n");
+    QTRY_VERIFY(!client.received().isEmpty());
+    client.forget();
+    QMetaObject::invokeMethod(bench.server.get(), "slotSignalEDID",
+                              Q_ARG(QList<QString>, (QList<QString>{"DEL,", "a@60Hz,", "x"})));
+    QTRY_COMPARE(client.received(), QByteArray("PARSEEDIDRESULT||DEL,a@60Hz,x\r\n"));
+}
+
+void TestServer::engineMessages_data()
+{
+    QTest::addColumn<QStringList>("message");
+    QTest::addColumn<QByteArray>("received");
+    const auto row = [](const char *name, const QStringList &message, const QByteArray &received) {
+        QTest::newRow(name) << message << received;
+    };
+    row("success", {"APPSTATUS", "6"}, succeeded);
+    row("success is exactly 6", {"APPSTATUS", "06"}, failed);
+    row("failure", {"APPSTATUS", "7"}, failed);
+    row("status without a value", {"APPSTATUS"}, failed);
+    row("success with more", {"APPSTATUS", "6", "x"}, succeeded);
+    row("connected", {"ConnectSuccess", "ttyS2"}, "Connect success.\r\n");
+    row("net version", {"NETVERSION", "1.23"}, "NETVERSION||1.23\r\n");
+    row("net version without a value", {"NETVERSION"}, "NETVERSION||\r\n");
+    row("row result", {"UPGRADERESULT", "MAIN,0,1", "1"}, "");
+    row("log line", {"Read model name."}, "UPGRADELOG||Read model name.\r\n");
+    row("two elements", {"Erase", "MAIN"}, "UPGRADELOG||Erase||MAIN\r\n");
+    row("empty text", {""}, "UPGRADELOG||\r\n");
+    row("nothing", {}, "");
+    row("key in second place", {"x", "APPSTATUS"}, "UPGRADELOG||x||APPSTATUS\r\n");
+    row("disconnect", {"Disconnect"}, "UPGRADELOG||Disconnect\r\n");
+}
+
+void TestServer::engineMessages()
+{
+    QFETCH(QStringList, message);
+    QFETCH(QByteArray, received);
+    ConsoleBench bench;
+    bench.start();
+    bench.cutEngine();
+    ConsoleTestClient client(bench.server->port());
+    client.send("HEARTBEAT\r\n");
+    QTRY_COMPARE(client.received(), QByteArray("HEARTBEAT\r\n"));
+    client.forget();
+    bench.tell(message);
+    bench.tell({"end"});
+    QTRY_COMPARE(client.received(), received + "UPGRADELOG||end\r\n");
+    const bool ends = !message.isEmpty() && message.first() == "APPSTATUS";
+    QCOMPARE(bench.requests, ends ? QStringList{"disconnect"} : QStringList());
+}
+
+void TestServer::progress_data()
+{
+    QTest::addColumn<double>("value");
+    QTest::addColumn<QByteArray>("text");
+    QTest::newRow("0") << 0.0 << QByteArray("0.00");
+    QTest::newRow("5") << 5.0 << QByteArray("5.00");
+    QTest::newRow("37.5") << 37.5 << QByteArray("37.50");
+    QTest::newRow("a third") << 100.0 / 3 << QByteArray("33.33");
+    QTest::newRow("nearly all") << 99.999 << QByteArray("100.00");
+    QTest::newRow("all") << 100.0 << QByteArray("100.00");
+}
+
+void TestServer::progress()
+{
+    QFETCH(double, value);
+    QFETCH(QByteArray, text);
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    client.send("HEARTBEAT\r\n");
+    QTRY_VERIFY(!client.received().isEmpty());
+    client.forget();
+    emit bench.server->worker()->progressValueChanged(value, 100);
+    QTRY_COMPARE(client.received(), "PROGRESSVALUE||" + text + "\r\n");
+}
+
+void TestServer::blockReplies()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    client.send("HEARTBEAT\r\n");
+    QTRY_VERIFY(!client.received().isEmpty());
+    client.forget();
+    bench.server->slotResponse(QByteArray::fromHex("ab00ff0d"));
+    QTRY_COMPARE(client.received(), "UpgradeDatas||" + QByteArray::fromHex("ab00ff0d"));
+}
+
+void TestServer::repliesFollowTheLastRequester()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient first(bench.server->port());
+    ConsoleTestClient second(bench.server->port());
+    first.send("HEARTBEAT\r\n");
+    QTRY_COMPARE(first.received(), QByteArray("HEARTBEAT\r\n"));
+    bench.tell({"one"});
+    QTRY_COMPARE(first.received(), QByteArray("HEARTBEAT\r\nUPGRADELOG||one\r\n"));
+    second.send("HEARTBEAT\r\n");
+    QTRY_COMPARE(second.received(), QByteArray("HEARTBEAT\r\n"));
+    bench.tell({"two"});
+    QTRY_COMPARE(second.received(), QByteArray("HEARTBEAT\r\nUPGRADELOG||two\r\n"));
+    // A fragment is no request.
+    first.send("UpgradeDatas||RebootDone\r\n");
+    QTRY_VERIFY(second.received().endsWith("UpgradeDatas||WriteIsUgradingFalse"));
+    QCOMPARE(first.received(), QByteArray("HEARTBEAT\r\nUPGRADELOG||one\r\n"));
+}
+
+void TestServer::replyTargetIsGone()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient other(bench.server->port());
+    {
+        ConsoleTestClient client(bench.server->port());
+        client.send("HEARTBEAT\r\n");
+        QTRY_VERIFY(!client.received().isEmpty());
+    }
+    bench.tell({"lost"});
+    QTRY_COMPARE(bench.server->findChildren<QTcpSocket *>().size(), 1);
+    bench.tell({"lost too"});
+    bench.server->slotResponse("lost as well");
+    other.send("VERSION\r\n");
+    QTRY_COMPARE(other.received(), QByteArray("VERSION||1.15\r\n"));
+}
+
+void TestServer::nobodyAskedYet()
+{
+    ConsoleBench bench;
+    bench.start();
+    bench.tell({"nobody there"});
+    ConsoleTestClient client(bench.server->port());
+    QTRY_COMPARE(bench.server->findChildren<QTcpSocket *>().size(), 1);
+    bench.tell({"nobody asked"});
+    client.send("VERSION\r\n");
+    QTRY_COMPARE(client.received(), QByteArray("VERSION||1.15\r\n"));
+}
+
+void TestServer::characterBeyondLatin1()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    client.send("HEARTBEAT\r\n");
+    QTRY_VERIFY(!client.received().isEmpty());
+    client.forget();
+    bench.tell({QString::fromUtf8("caf\xc3\xa9 \xe2\x82\xac")});
+    QTRY_COMPARE(client.received(), QByteArray("UPGRADELOG||caf\xe9 ?\r\n"));
+}
+
+QTEST_GUILESS_MAIN(TestServer)
+#include "tst_server.moc"
