@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "console/TCPServer.h"
+#include "platform/Descriptors.h"
+
+#include <QCoreApplication>
+
+#include <csignal>
+
+int main(int argc, char **argv)
+{
+    // The event loop of glib looks at every socket on each turn; the plain one serves hundreds of
+    // clients several times as fast.
+    if (!qEnvironmentVariableIsSet("QT_NO_GLIB"))
+        qputenv("QT_NO_GLIB", "1");
+    // A reader of the standard streams that has gone away must not end the agent.
+    std::signal(SIGPIPE, SIG_IGN);
+    descriptors::raiseLimit();
+
+    const QCoreApplication application(argc, argv);
+    // Lives until the process ends.
+    auto *const server = new TCPServer;
+    Q_UNUSED(server)
+    return QCoreApplication::exec();
+}
