@@ -1,9 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
 """Several clients around one run: who gets its lines, and what is refused while it lasts."""
 
+import contextlib
+import socket
 import threading
 
-from harness import framelist, package, texts, transcript, wait, world
+from harness import console, framelist, package, texts, transcript, wait, world
 from harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(10000, "aux"), chip_type=1)
@@ -42,6 +44,7 @@ class TestClients(world.World):
         other.wait_for(texts.closed()[1])
         self.assertEqual(other.lines[0], "HEARTBEAT")
         self.assert_whole_run(self.client.lines + other.lines[1:])
+        self.client.mark()
         self.client.sync()
 
     def test_requests_in_mid_run(self):
@@ -98,20 +101,34 @@ class TestClients(world.World):
 
     @staticmethod
     def free(client):
-        """Asks for nothing that is possible, only to learn whether a run is on."""
+        """Asks for an upgrade of nothing, which is refused only while a run is on."""
         client.mark()
         client.send("UPGRADE||")
-        client.sync()
+        client.send("HEARTBEAT")
+        client.wait_for("HEARTBEAT")
         return BUSY not in client.lines
 
     def test_client_that_never_reads(self):
-        """Its replies wait; the run and the others go on."""
-        deaf = self.connect()
+        """A client asks and asks and takes no answer; the run and the others go on."""
+        deaf = socket.create_connection(("127.0.0.1", console.PORT))
+        self.addCleanup(deaf.close)
+        deaf.setblocking(False)
         self.begin()
-        for _ in range(50):
-            deaf.send("VERSION")
-        self.client.send("HEARTBEAT")
-        self.client.wait_for("UPGRADESUCCESS", 40)
+
+        def ask_until_done():
+            with contextlib.suppress(BlockingIOError):
+                for _ in range(100):
+                    deaf.send(b"GETFIRMWARELIST\r\n")
+            self.client.send("HEARTBEAT")
+            return "UPGRADESUCCESS" in self.client.lines or self.done()
+        wait.until(ask_until_done, 40, "end of the run")
+        self.client.mark()
+        self.client.send("VERSION")
+        self.client.wait_for("VERSION||1.15")
+        self.assert_flash({(1, 0): AUX.data})
+
+    def done(self):
+        return framelist.virtual(5) in self.simulator.host_frames()
 
 
 if __name__ == "__main__":

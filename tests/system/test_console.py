@@ -90,8 +90,9 @@ class TestConsole(world.World):
         self.client.ask("UPGRADEMODE", UNKNOWN)
 
     def test_upgrade_without_rows(self):
+        """No reply and no run; only the link is closed, as before every upgrade."""
         for line in ("UPGRADE||", "UPGRADE||MAIN,0", "UPGRADE||MAIN", "UPGRADE||||,"):
-            self.client.send(line)
+            self.client.ask(line, *texts.closed(""))
         self.client.sync()
 
     def test_upgrade_all_without_package(self):
@@ -141,10 +142,11 @@ class TestConsole(world.World):
         other.close()
 
     def test_garbage(self):
-        for raw in (b"\0\r\n", bytes(range(256)).replace(b"\r", b"").replace(b"\n", b"") + b"\r\n",
-                    b"\xff\xfe\xc3\x28\r\n", b"||||\r\n", b"||\r\n"):
-            self.client.send_raw(raw)
-            self.client.expect([UNKNOWN])
+        every_byte = bytes(range(256)).replace(b"\r", b"").replace(b"\n", b"")
+        for line in (b"\0", every_byte, b"\xff\xfe\xc3\x28", b"||||", b"||", b"a\0b"):
+            with self.subTest(line=line):
+                self.client.send_raw(line + b"\r\n")
+                self.client.expect([UNKNOWN])
         self.client.send_raw(b"UpgradeDatas||\r\n")
         self.client.sync()
 
@@ -161,12 +163,14 @@ class TestConsole(world.World):
 
     def test_clients_come_and_go(self):
         """Two hundred requests whose clients are gone before the reply."""
+        self.client.sync()
         before = self.agent.descriptors()
         for _ in range(200):
             client = console.Console()
             client.send("GETFIRMWARELIST")
             client.close(reset=True)
-        self.client.ask("VERSION", "VERSION||1.15")
+        self.client.send("VERSION")
+        self.client.wait_for("VERSION||1.15")
         wait.until(lambda: self.agent.descriptors() <= before + 2, what="closed sockets")
 
     def test_neighbours_leave_together(self):

@@ -36,7 +36,7 @@ class TestGarbage(world.World):
         stop.set()
         thread.join()
         self.assertLess(self.agent.memory() - before, 16 * 1024 * 1024)
-        client.wait_for(texts.closed()[1], count=2)
+        client.wait_for(texts.closed()[1])
         client.mark()
         self.start_device(world.chip("AUX", 1))
         client.send("UPGRADE||AUX,1,0")

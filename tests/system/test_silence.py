@@ -87,7 +87,8 @@ class TestSilence(world.World):
 
     def test_enter(self):
         """Refused once, then silent: the time-out still counts."""
-        client = self.begin("refuse:word=enter,count=once", "silent:word=enter,count=once")
+        client = self.begin("refuse:word=enter,count=once",
+                            "silent:word=enter,skip=1,count=once")
         send = texts.log("Send 'Enter F/W Upgrade Mode' command to 'AUX'.")
         fail = "'AUX' Enter F/W Update Mode fail, retry {}."
         client.expect(

@@ -46,6 +46,10 @@ class Process:
             self.popen.stdout.close()
         return status
 
+    def forget(self):
+        """Drops what it wrote; only after this nothing can be reported any more."""
+        self._stderr.close()
+
     def report(self):
         state = "running" if self.alive else f"ended with {self.popen.returncode}"
         return f"--- {self.name} ({state}), standard error:\n{self.stderr()}"

@@ -54,6 +54,8 @@ class World(unittest.TestCase):
                   file=sys.stderr)
             if self.simulator:
                 self._show_trace()
+        for process in self.processes:
+            process.forget()
         return done
 
     def _show_trace(self):
