@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "links/CoreCOMQ.h"
+#include "platform/Platform.h"
+#include "protocol/McuFrame.h"
+#include "upload/CoreUpload.h"
+
+#include <QStringList>
+
+#include <chrono>
+
+/** A serial link that keeps what is written and fails when it is told to. */
+class FakeLink : public CoreCOMQ
+{
+public:
+    /** How many of the next writes fail. */
+    int failures = 0;
+    QList<QByteArray> sent;
+
+    void deliver(const QByteArray &bytes) { emit signalReceiveDatas(bytes); }
+
+protected:
+    qint64 writeBytes(const char *bytes, qint64 length) override
+    {
+        if (failures > 0) {
+            --failures;
+            return -1;
+        }
+        sent.append(QByteArray(bytes, int(length)));
+        return length;
+    }
+};
+
+/** The device's word for a block: accepted (0) or refused. */
+inline QByteArray blockReply(quint8 status = 0)
+{
+    return mcu::buildStatusFrame(mcu::replyStart, {}, 0x7901, status);
+}
+
+/** An uploader on a fake link, with everything that it says. */
+struct Transfer
+{
+    FakeLink link;
+    CoreUpload upload;
+    QStringList lines;
+    QStringList progress;
+
+    explicit Transfer(const TimeOuts &timeOuts = neverTimeOuts()) : upload(timeOuts)
+    {
+        upload.setTransports(&link, nullptr);
+        QObject::connect(&link, &CoreCOMQ::signalReceiveDatas, &upload,
+                         &CoreUpload::slotReceiveDatas);
+        QObject::connect(&upload, &CoreUpload::message, &upload,
+                         [this](const QStringList &list) { lines.append(list.join('|')); });
+        QObject::connect(&upload, &CoreUpload::progressValueChanged, &upload,
+                         [this](double sent, double total) {
+                             const QString percent = QString::number(sent, 'f', 2);
+                             progress.append(total == 100.0 ? percent : QStringLiteral("total?"));
+                         });
+    }
+
+    /** For tests in which nothing may ever wait. */
+    static TimeOuts neverTimeOuts()
+    {
+        TimeOuts timeOuts;
+        timeOuts.block = std::chrono::hours(1);
+        timeOuts.lastBlock = std::chrono::hours(1);
+        return timeOuts;
+    }
+
+    static TimeOuts shortTimeOuts()
+    {
+        TimeOuts timeOuts;
+        timeOuts.block = std::chrono::milliseconds(5);
+        timeOuts.lastBlock = std::chrono::milliseconds(5);
+        return timeOuts;
+    }
+
+    void start(const QByteArray &image) { upload.uploadData(7, 2, image, image.size()); }
+
+    /** Acknowledges every block until none comes any more. */
+    void acknowledgeAll()
+    {
+        for (int answered = 0; answered < link.sent.size(); ++answered)
+            link.deliver(blockReply());
+    }
+
+    /** "number/flags" of every block sent, in decimal and hexadecimal. */
+    QString blocks() const
+    {
+        QStringList list;
+        for (const QByteArray &frame : link.sent) {
+            list.append(QStringLiteral("%1/%2")
+                            .arg(mcu::wordAt(frame, 11))
+                            .arg(quint8(frame.at(13)), 2, 16, QLatin1Char('0')));
+        }
+        return list.join(QLatin1Char(' '));
+    }
+};
+
+/** Image bytes from 1 to 250, so that neither kind of padding can be mistaken for them. */
+inline QByteArray imageOf(int size)
+{
+    QByteArray bytes(size, '\0');
+    for (int i = 0; i < size; ++i)
+        bytes[i] = char(1 + i % 250);
+    return bytes;
+}
