@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/ControlCenter.h"
+#include "engine/EngineHarness.h"
+#include "engine/TestPackage.h"
+#include "links/CoreCOMQ.h"
+#include "links/CoreTelnet.h"
+#include "links/WorkerCOM.h"
+#include "support/Pty.h"
+#include "support/WaitFor.h"
+#include "upload/CoreUpload.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QtTest>
+
+#include <termios.h>
+
+// An engine lives as long as its process, so a bridge never deletes its own.
+extern "C" const char *__lsan_default_suppressions(); // NOLINT
+extern "C" const char *__lsan_default_suppressions()  // NOLINT
+{
+    return "leak:WorkerCOM::start";
+}
+
+namespace {
+
+/** A bridge with everything that it says. */
+struct Bridge
+{
+    QTemporaryDir dir;
+    WorkerCOM worker{nullptr, EngineHarness::scaledPlatform(dir.path())};
+    QStringList lines;
+
+    Bridge()
+    {
+        QObject::connect(&worker, &WorkerCOM::message, &worker,
+                         [this](const QStringList &list) { lines.append(list.join('|')); });
+    }
+
+    bool hears(const QStringList &expected)
+    {
+        waitFor([&] { return lines.size() >= expected.size(); });
+        settle();
+        return sameTranscript(lines, expected);
+    }
+};
+
+QStringList methodsOf(const QMetaObject &meta)
+{
+    QStringList methods;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        const QMetaMethod method = meta.method(i);
+        QStringList parameters;
+        for (int p = 0; p < method.parameterCount(); ++p)
+            parameters.append(QString::fromLatin1(method.parameterTypes().at(p) + ' ' +
+                                                  method.parameterNames().at(p)));
+        methods.append(QStringLiteral("%1 %2(%3)")
+                           .arg(method.methodType() == QMetaMethod::Signal ? "signal" : "method",
+                                QString::fromLatin1(method.name()),
+                                parameters.join(QStringLiteral(", "))));
+    }
+    return methods;
+}
+
+const QStringList declared{
+    "signal message(QStringList message)",
+    "signal signalConnect(QString port)",
+    "signal signalConnectWithBandrate(QString port, QString in_bandrate)",
+    "signal signalAutoConnect(QString port)",
+    "signal signalmergeFW(QString fileName, QString jsonData)",
+    "signal signaluploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel)",
+    "signal signalsetProductInfo(QStringList TypeAndIndex)",
+    "signal signalgetProductInfo()",
+    "signal signaldisconnected()",
+    "signal signalGetVersion()",
+    "signal signalWriteMultBoard(uchar mcuType, uchar mcuIndex, QString filename)",
+    "signal progressValueChanged(double bytesSent, double bytesTotal)",
+    "signal send(int CMD)",
+    "signal signalConnectNet(QString IP, int port)",
+    "signal netconnected()",
+    "signal signalmergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM, QString "
+    "newVersion)",
+    "method getSerialPorts()",
+    "method onConnect(QString port)",
+    "method onConnectWithBandrate(QString port, QString bandrate)",
+    "method autoConnect(QString port)",
+    "method disconnected()",
+    "method getVersion()",
+    "method mergeFW(QString fileName, QString jsonData)",
+    "method getMergeFWJSON(QString fileName)",
+    "method uploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel)",
+    "method setProductInfo(QStringList TypeAndIndex)",
+    "method getProductInfo()",
+    "method writeMultBoard(uchar mcuType, uchar mcuIndex, QString filename)",
+    "method getPercent()",
+    "method setPercent()",
+    "method sendData(int CMD)",
+    "method checkNetFirmware(QString fileName)",
+    "method mergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM, QString newVersion)",
+};
+
+} // namespace
+
+class TestBridge : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void metaObject();
+    void connectResultsAreAlwaysFalse();
+    void failedConnect();
+    void bandrateIsKept();
+    void oneEngineOnly();
+    void requestsKeepTheirOrder();
+    void disconnectFlagIsSetAtOnce();
+    void directCalls();
+    void percent();
+    void runIsActiveFromTheRequestOn();
+    void everythingLivesOnTheEngineThread();
+    void endsItsThread();
+};
+
+void TestBridge::metaObject()
+{
+    QVERIFY(sameTranscript(methodsOf(WorkerCOM::staticMetaObject), declared));
+}
+
+void TestBridge::connectResultsAreAlwaysFalse()
+{
+    Pty pty;
+    Bridge bridge;
+    QVERIFY(!bridge.worker.onConnect(pty.port()));
+    QVERIFY(bridge.lines.isEmpty());
+    QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port()}));
+    bridge.lines.clear();
+    QVERIFY(!bridge.worker.autoConnect(pty.port()));
+    QVERIFY(!bridge.worker.onConnectWithBandrate(pty.port(), QStringLiteral("9600")));
+    QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port(), "ConnectSuccess|" + pty.port()}));
+}
+
+void TestBridge::failedConnect()
+{
+    Bridge bridge;
+    QVERIFY(!bridge.worker.onConnect(QStringLiteral("ttyNONE")));
+    QVERIFY(bridge.hears({"Disconnect", "ttyNONE port is disconnected.", "ConnectFail",
+                          "ttyNONE connect failed, serial port is occupied or does not exist"}));
+}
+
+void TestBridge::bandrateIsKept()
+{
+    Pty pty;
+    Bridge bridge;
+    const QString success = "ConnectSuccess|" + pty.port();
+    bridge.worker.onConnect(pty.port());
+    QVERIFY(bridge.hears({success}));
+    QCOMPARE(pty.speed(), unsigned(B57600));
+    bridge.worker.onConnectWithBandrate(pty.port(), QStringLiteral("9600"));
+    QVERIFY(bridge.hears({success, success}));
+    QCOMPARE(pty.speed(), unsigned(B9600));
+    bridge.worker.onConnect(pty.port());
+    QVERIFY(bridge.hears({success, success, success}));
+    QCOMPARE(pty.speed(), unsigned(B9600));
+}
+
+/** A command without an open port is answered by the lines of a lost link: once each. */
+void TestBridge::oneEngineOnly()
+{
+    Bridge bridge;
+    QStringList expected;
+    for (int i = 0; i < 5; ++i) {
+        bridge.worker.sendData(0xF903);
+        expected << "Disconnect"
+                 << " port is disconnected.";
+    }
+    QVERIFY(bridge.hears(expected));
+}
+
+void TestBridge::requestsKeepTheirOrder()
+{
+    Pty pty;
+    Bridge bridge;
+    bridge.worker.onConnect(pty.port());
+    bridge.worker.sendData(0xF903);
+    bridge.worker.sendData(0xF905);
+    bridge.worker.getVersion();
+    bridge.worker.disconnected();
+    QVERIFY(bridge.hears(
+        {"ConnectSuccess|" + pty.port(), "Disconnect", pty.port() + " port is disconnected."}));
+    QCOMPARE(pty.read(38).toHex(), QByteArray::fromHex("5a5ba50500000003f9a5"
+                                                       "5a5ba50500000005f9a3")
+                                           .toHex() +
+                                       QByteArray("\r\nA00GET VER INF\r\n").toHex());
+}
+
+/** Without a link a read is refused, and the flag is seen before the close has run. */
+void TestBridge::disconnectFlagIsSetAtOnce()
+{
+    Pty pty;
+    Bridge bridge;
+    const QString refused = "READPI|Please connnect serial port in 'Upgrade Firmware' page first!";
+    bridge.worker.getProductInfo();
+    QVERIFY(bridge.hears({refused}));
+
+    bridge.lines.clear();
+    bridge.worker.onConnect(pty.port());
+    bridge.worker.disconnected();
+    bridge.worker.getProductInfo();
+    QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port(), "Disconnect",
+                          pty.port() + " port is disconnected.", refused}));
+}
+
+void TestBridge::directCalls()
+{
+    Bridge bridge;
+    QFile file(bridge.dir.filePath(QStringLiteral("FW.fwm")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}}));
+    file.close();
+    const QString json = bridge.worker.getMergeFWJSON(file.fileName());
+    QVERIFY(json.startsWith(QLatin1String("{\"chips\":[")));
+    QVERIFY(bridge.hears({"Firmware file checksum ok.", "Firmware package version: 6",
+                          "Model Name: HX-8", "Version: 1.0.12"}));
+    bridge.lines.clear();
+    QVERIFY(!bridge.worker.checkNetFirmware(bridge.dir.filePath(QStringLiteral("none.bin"))));
+    QVERIFY(bridge.hears({"NMF|Open Net firmware error, check fail."}));
+    QCOMPARE(bridge.worker.getSerialPorts(), CoreCOMQ::listPorts());
+}
+
+void TestBridge::percent()
+{
+    Bridge bridge;
+    CoreUpload::m_FWPersent = 12.5;
+    QCOMPARE(bridge.worker.getPercent(), 12.5);
+    bridge.worker.setPercent();
+    QCOMPARE(bridge.worker.getPercent(), 0.0);
+}
+
+void TestBridge::runIsActiveFromTheRequestOn()
+{
+    Bridge bridge;
+    QVERIFY(!bridge.worker.runActive());
+    bridge.worker.uploadByMergeFW(bridge.dir.filePath(QStringLiteral("none.fwm")), {"MAIN,0,0"}, 2);
+    QVERIFY(bridge.worker.runActive());
+    QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+    QVERIFY(waitFor([&] { return bridge.lines.contains(QStringLiteral("APPSTATUS|2")); }));
+}
+
+void TestBridge::everythingLivesOnTheEngineThread()
+{
+    QThread thread;
+    auto *engine = new ControlCenter;
+    engine->moveToThread(&thread);
+    QVERIFY(engine->findChild<CoreCOMQ *>() != nullptr);
+    QVERIFY(engine->findChild<CoreUpload *>() != nullptr);
+    QVERIFY(engine->findChild<QSerialPort *>() != nullptr);
+    QCOMPARE(engine->findChildren<QTimer *>().size(), 4);
+
+    connect(&thread, &QThread::finished, engine, &QObject::deleteLater);
+    QSignalSpy destroyed(engine, &QObject::destroyed);
+    thread.start();
+    // Made on demand, on the engine's own thread.
+    QMetaObject::invokeMethod(
+        engine, [=] { engine->connectNet(QStringLiteral("127.0.0.1"), 1); },
+        Qt::BlockingQueuedConnection);
+    QVERIFY(engine->findChild<CoreTelnet *>() != nullptr);
+    const auto children = engine->findChildren<QObject *>();
+    for (const QObject *child : children)
+        QCOMPARE(child->thread(), &thread);
+    thread.quit();
+    QVERIFY(thread.wait(20'000));
+    QCOMPARE(destroyed.count(), 1);
+}
+
+void TestBridge::endsItsThread()
+{
+    QTemporaryDir dir;
+    QPointer<WorkerCOM> worker = new WorkerCOM(nullptr, EngineHarness::scaledPlatform(dir.path()));
+    delete worker;
+    QVERIFY(worker.isNull());
+}
+
+QTEST_GUILESS_MAIN(TestBridge)
+#include "tst_bridge.moc"

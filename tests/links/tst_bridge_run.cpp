@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/EngineHarness.h"
+#include "engine/TestPackage.h"
+#include "links/WorkerCOM.h"
+#include "support/Pty.h"
+#include "support/WaitFor.h"
+
+#include <QSocketNotifier>
+#include <QtTest>
+
+// An engine lives as long as its process, so a bridge never deletes its own.
+extern "C" const char *__lsan_default_suppressions(); // NOLINT
+extern "C" const char *__lsan_default_suppressions()  // NOLINT
+{
+    return "leak:WorkerCOM::start";
+}
+
+namespace {
+
+/** A simulated device behind a real serial port. */
+class PtyDevice : public QObject
+{
+public:
+    explicit PtyDevice(const DeviceDescription &description)
+        : device(description), m_notifier(pty.master(), QSocketNotifier::Read)
+    {
+        connect(&m_notifier, &QSocketNotifier::activated, this, [this] { answer(); });
+    }
+
+    Pty pty;
+    SimulatedDevice device;
+
+private:
+    void answer()
+    {
+        const auto answers = device.receive(pty.readNow());
+        for (const DeviceAnswer &answer : answers)
+            pty.write(answer.bytes);
+    }
+
+    QSocketNotifier m_notifier;
+};
+
+/** The engine on a thread of its own, a real port, and times that a loaded machine keeps. */
+struct World
+{
+    QTemporaryDir dir;
+    PtyDevice far{EngineHarness::twoMcus()};
+    WorkerCOM worker{nullptr, platform(dir.path())};
+    QStringList lines;
+    int failures = 0;
+
+    World()
+    {
+        QFile file(packagePath());
+        if (!file.open(QIODevice::WriteOnly))
+            qFatal("cannot write the test package");
+        file.write(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, patternImage(700, 1)},
+                                {"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, patternImage(300, 2)}}));
+        QObject::connect(&worker, &WorkerCOM::message, &worker,
+                         [this](const QStringList &list) { lines.append(list.join('|')); });
+    }
+
+    static Platform platform(const QString &dir)
+    {
+        Platform platform = EngineHarness::scaledPlatform(dir);
+        platform.timeOuts = TimeOuts();
+        platform.timeOuts.otherCommand = std::chrono::milliseconds(1000);
+        return platform;
+    }
+
+    QString packagePath() const { return dir.filePath(QStringLiteral("FW.fwm")); }
+
+    void start()
+    {
+        worker.onConnect(far.pty.port());
+        worker.uploadByMergeFW(packagePath(), {"MAIN,0,0", "AUX,1,0"}, 2);
+    }
+
+    bool ended() const { return lines.contains(QStringLiteral("APPSTATUS|6")); }
+
+    /** The run's own lines, without the port's name and without those that a listing adds when it
+     *  comes after the end. */
+    QStringList runLines() const
+    {
+        QStringList run;
+        for (const QString &line : lines) {
+            const bool listed = line.startsWith(QLatin1String("ConnectSuccess")) ||
+                                line == QLatin1String("Firmware file checksum ok.") ||
+                                line.startsWith(QLatin1String("Firmware package version")) ||
+                                line.startsWith(QLatin1String("Model Name: ")) ||
+                                line.startsWith(QLatin1String("Version: "));
+            if (!listed)
+                run.append(line);
+        }
+        return run;
+    }
+};
+
+} // namespace
+
+/** The bridge, the real serial link and a device behind it, on two threads. */
+class TestBridgeRun : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void listingDuringARunChangesNothing();
+};
+
+void TestBridgeRun::listingDuringARunChangesNothing()
+{
+    World undisturbed;
+    undisturbed.start();
+    QVERIFY(waitFor([&] { return undisturbed.ended(); }, 60'000));
+
+    World world;
+    QStringList texts;
+    QTimer lister;
+    connect(&lister, &QTimer::timeout, &lister, [&] {
+        texts.append(world.worker.getMergeFWJSON(world.packagePath()));
+        texts.append(world.worker.getMergeFWJSON(world.dir.filePath("none.fwm")));
+        world.worker.getPercent();
+    });
+    world.start();
+    lister.start(5);
+    QVERIFY(waitFor([&] { return world.ended() || !world.worker.runActive(); }, 60'000));
+    lister.stop();
+    QVERIFY(waitFor([&] { return world.ended(); }));
+
+    QStringList lines = world.runLines();
+    // A listing of a missing package between the end and its report may speak for itself.
+    lines.removeAll(QStringLiteral("APPSTATUS|2"));
+    QVERIFY(sameTranscript(lines, undisturbed.runLines()));
+    QVERIFY(texts.size() > 20);
+    texts.removeDuplicates();
+    QCOMPARE(texts.size(), 2);
+    QVERIFY(texts.first().startsWith(QLatin1String("{\"chips\"")));
+    QCOMPARE(texts.last(), QStringLiteral("ERROR:Firmware file is not exist."));
+    QCOMPARE(world.far.device.flash(0, 0), undisturbed.far.device.flash(0, 0));
+    QCOMPARE(world.far.device.violationCount(), 0);
+}
+
+QTEST_GUILESS_MAIN(TestBridgeRun)
+#include "tst_bridge_run.moc"

@@ -1,0 +1,297 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "links/CoreCOMQ.h"
+#include "links/LinkState.h"
+#include "support/Pty.h"
+#include "support/WaitFor.h"
+
+#include <QAbstractEventDispatcher>
+#include <QSerialPortInfo>
+#include <QtTest>
+
+namespace {
+
+bool openUsual(CoreCOMQ &link, const QString &port)
+{
+    return link.open(port, 57600, 8, 1, QStringLiteral("NoParity"));
+}
+
+QString settings(const CoreCOMQ &link)
+{
+    const auto *port = link.findChild<QSerialPort *>();
+    return QStringLiteral("%1 %2 %3 %4 %5")
+        .arg(port->baudRate())
+        .arg(int(port->dataBits()))
+        .arg(int(port->stopBits()))
+        .arg(int(port->parity()))
+        .arg(int(port->flowControl()));
+}
+
+bool send(CoreCOMQ &link, const QByteArray &frame)
+{
+    return link.sendMsg(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
+}
+
+} // namespace
+
+class TestSerial : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void metaObject();
+    void opensWithSettings_data();
+    void opensWithSettings();
+    void missingPort();
+    void opensTwice();
+    void otherPort();
+    void keyAndFlag_data();
+    void keyAndFlag();
+    void writesAtOnce();
+    void writeToAClosedPort();
+    void everyChunkIsHandedOn();
+    void textCommands_data();
+    void textCommands();
+    void textCommandToAClosedPort();
+    void masterHangsUp();
+    void opensAgainAfterHangUp();
+    void listsPorts();
+};
+
+void TestSerial::init()
+{
+    canRead = false;
+    currentCommandKey = 0;
+}
+
+void TestSerial::metaObject()
+{
+    QStringList methods;
+    const QMetaObject &meta = CoreCOMQ::staticMetaObject;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+        methods.append(QString::fromLatin1(meta.method(i).methodSignature()));
+    QCOMPARE(methods, QStringList({"signalReceiveDatas(QByteArray)", "recvMsg()"}));
+}
+
+void TestSerial::opensWithSettings_data()
+{
+    QTest::addColumn<int>("baudRate");
+    QTest::addColumn<int>("dataBits");
+    QTest::addColumn<int>("stopBits");
+    QTest::addColumn<QString>("parity");
+    QTest::addColumn<QString>("expected");
+
+    QTest::newRow("usual") << 57600 << 8 << 1 << "NoParity"
+                           << "57600 8 1 0 0";
+    QTest::newRow("two stop bits") << 9600 << 8 << 2 << "NoParity"
+                                   << "9600 8 2 0 0";
+    // What is unknown leaves the setting alone, and the port stays open.
+    QTest::newRow("9 data bits") << 57600 << 9 << 1 << "NoParity"
+                                 << "57600 8 1 0 0";
+    QTest::newRow("4 data bits") << 57600 << 4 << 1 << "NoParity"
+                                 << "57600 8 1 0 0";
+    QTest::newRow("3 stop bits") << 57600 << 8 << 3 << "NoParity"
+                                 << "57600 8 1 0 0";
+    QTest::newRow("0 stop bits") << 57600 << 8 << 0 << "NoParity"
+                                 << "57600 8 1 0 0";
+    QTest::newRow("parity") << 57600 << 8 << 1 << "noparity"
+                            << "57600 8 1 0 0";
+    // A pseudo-terminal knows 8 data bits without parity and nothing else.
+    QTest::newRow("even, 7 bits") << 115200 << 7 << 1 << "EvenParity"
+                                  << "115200 8 1 0 0";
+}
+
+void TestSerial::opensWithSettings()
+{
+    QFETCH(int, baudRate);
+    QFETCH(int, dataBits);
+    QFETCH(int, stopBits);
+    QFETCH(QString, parity);
+    QFETCH(QString, expected);
+    Pty pty;
+    CoreCOMQ link;
+    QVERIFY(link.open(pty.port(), baudRate, dataBits, stopBits, parity));
+    QVERIFY(link.isOpen());
+    QCOMPARE(settings(link), expected);
+}
+
+void TestSerial::missingPort()
+{
+    CoreCOMQ link;
+    const QString before = settings(link);
+    QVERIFY(!link.open(QStringLiteral("no-such-port"), 115200, 7, 2, QStringLiteral("OddParity")));
+    QVERIFY(!link.isOpen());
+    QCOMPARE(settings(link), before);
+}
+
+void TestSerial::opensTwice()
+{
+    Pty pty;
+    CoreCOMQ link;
+    QVERIFY(openUsual(link, pty.port()));
+    QVERIFY(openUsual(link, pty.port()));
+    QVERIFY(send(link, "still here"));
+    QCOMPARE(pty.read(10), QByteArray("still here"));
+}
+
+void TestSerial::otherPort()
+{
+    Pty first;
+    Pty second;
+    CoreCOMQ link;
+    QVERIFY(openUsual(link, first.port()));
+    QVERIFY(openUsual(link, second.port()));
+    QVERIFY(send(link, "second"));
+    QCOMPARE(second.read(6), QByteArray("second"));
+    QVERIFY(first.readNow().isEmpty());
+    // A failed open leaves nothing open.
+    QVERIFY(!openUsual(link, QStringLiteral("no-such-port")));
+    QVERIFY(!send(link, "nobody"));
+}
+
+void TestSerial::keyAndFlag_data()
+{
+    QTest::addColumn<QByteArray>("frame");
+    QTest::addColumn<int>("key");
+    QTest::newRow("8 bytes") << QByteArray::fromHex("0001020304050607") << 0x1234;
+    QTest::newRow("9 bytes") << QByteArray::fromHex("000102030405060708") << 0x0807;
+    QTest::newRow("read model name") << QByteArray::fromHex("5a5ba505000000"
+                                                            "03f9a5")
+                                     << 0xF903;
+    QTest::newRow("extended") << QByteArray::fromHex("5b5ba508000000ffff01790025") << 0xFFFF;
+}
+
+void TestSerial::keyAndFlag()
+{
+    QFETCH(QByteArray, frame);
+    QFETCH(int, key);
+    Pty pty;
+    CoreCOMQ link;
+    QVERIFY(openUsual(link, pty.port()));
+    currentCommandKey = 0x1234;
+    QVERIFY(send(link, frame));
+    QCOMPARE(int(currentCommandKey), key);
+    QVERIFY(canRead);
+    QCOMPARE(pty.read(frame.size()), frame);
+}
+
+/** No turn of the event loop lies between a command and its bytes on the line. */
+void TestSerial::writesAtOnce()
+{
+    Pty pty;
+    CoreCOMQ link;
+    QVERIFY(openUsual(link, pty.port()));
+    QVERIFY(send(link, "command"));
+    QCOMPARE(pty.readNow(), QByteArray("command"));
+}
+
+/** The flag is set and the key kept even so: a time-out follows, and not a stale key. */
+void TestSerial::writeToAClosedPort()
+{
+    CoreCOMQ link;
+    QVERIFY(!send(link, QByteArray::fromHex("000102030405060708")));
+    QVERIFY(canRead);
+    QCOMPARE(currentCommandKey, quint16(0x0807));
+    link.close();
+}
+
+void TestSerial::everyChunkIsHandedOn()
+{
+    Pty pty;
+    CoreCOMQ link;
+    QByteArray received;
+    connect(&link, &CoreCOMQ::signalReceiveDatas, &link,
+            [&](const QByteArray &datas) { received += datas; });
+    QVERIFY(openUsual(link, pty.port()));
+    for (const char *bytes : {"a", "bc", "\x00\xff\x5b"}) {
+        const int before = received.size();
+        const QByteArray chunk(bytes, bytes[0] == '\0' ? 3 : int(strlen(bytes)));
+        pty.write(chunk);
+        QVERIFY(waitFor([&] { return received.size() == before + chunk.size(); }));
+        QCOMPARE(received.mid(before), chunk);
+    }
+}
+
+void TestSerial::textCommands_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("sent");
+    const auto x = [](int count) { return QString(count, QLatin1Char('x')); };
+    QTest::newRow("98") << x(98) << 98;
+    QTest::newRow("99") << x(99) << 99;
+    QTest::newRow("100") << x(100) << 99;
+    QTest::newRow("150") << x(150) << 99;
+    QTest::newRow("255") << x(255) << 99;
+    QTest::newRow("256") << x(256) << 0;
+    QTest::newRow("300") << x(300) << 44;
+    QTest::newRow("0") << QString() << 0;
+    // Characters are counted, bytes are sent: 60 characters of two bytes each.
+    QTest::newRow("two-byte characters") << QString(60, QChar(0xE9)) << 60;
+}
+
+void TestSerial::textCommands()
+{
+    QFETCH(QString, text);
+    QFETCH(int, sent);
+    Pty pty;
+    CoreCOMQ link;
+    QVERIFY(openUsual(link, pty.port()));
+    QVERIFY(link.sendText(text));
+    QVERIFY(send(link, "|"));
+    const QByteArray all = pty.read(sent + 1);
+    QCOMPARE(all, text.toUtf8().left(sent) + '|');
+}
+
+void TestSerial::textCommandToAClosedPort()
+{
+    CoreCOMQ link;
+    QVERIFY(!link.sendText(QStringLiteral("A00GET VER INF")));
+    QVERIFY(!canRead);
+}
+
+/** The notifier of a line that has gone away must not keep the thread busy. */
+void TestSerial::masterHangsUp()
+{
+    Pty pty;
+    CoreCOMQ link;
+    QVERIFY(openUsual(link, pty.port()));
+    pty.hangUp();
+    QVERIFY(waitFor([&] { return !link.isOpen(); }));
+    QVERIFY(!send(link, "nobody there"));
+
+    int turns = 0;
+    connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, &link,
+            [&] { ++turns; });
+    QTimer quiet;
+    quiet.setSingleShot(true);
+    quiet.start(200);
+    QVERIFY(waitFor([&] { return !quiet.isActive(); }));
+    QVERIFY2(turns < 100, qPrintable(QString::number(turns)));
+}
+
+void TestSerial::opensAgainAfterHangUp()
+{
+    Pty gone;
+    Pty pty;
+    CoreCOMQ link;
+    QVERIFY(openUsual(link, gone.port()));
+    gone.hangUp();
+    // At once, before the loss has been noticed: it must not close the new port.
+    QVERIFY(openUsual(link, pty.port()));
+    settle();
+    QVERIFY(link.isOpen());
+    QVERIFY(send(link, "again"));
+    QCOMPARE(pty.read(5), QByteArray("again"));
+}
+
+void TestSerial::listsPorts()
+{
+    QStringList expected;
+    const auto ports = QSerialPortInfo::availablePorts();
+    for (const QSerialPortInfo &port : ports)
+        expected.append(port.portName());
+    QCOMPARE(QStringList(CoreCOMQ::listPorts()), expected);
+}
+
+QTEST_GUILESS_MAIN(TestSerial)
+#include "tst_serial.moc"
