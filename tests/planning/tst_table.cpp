@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "planning/TypeAndIndexTable.h"
+#include "planning/UpgradeMode.h"
+#include "planning/VirtualVersion.h"
+
+#include <QtTest>
+
+class TestTable : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void readsOutsideAreEmpty_data();
+    void readsOutsideAreEmpty();
+    void writesOutsideDoNothing();
+    void shortRowsAreFilledUp();
+    void longRowsKeepTheirTail();
+    void setAll();
+    void mainMcu_data();
+    void mainMcu();
+    void completesRows_data();
+    void completesRows();
+    void completesByTheFirstRow();
+    void virtualVersion_data();
+    void virtualVersion();
+};
+
+void TestTable::readsOutsideAreEmpty_data()
+{
+    QTest::addColumn<int>("line");
+    QTest::addColumn<int>("index");
+    QTest::newRow("line -1") << -1 << 0;
+    QTest::newRow("line 99") << 99 << 0;
+    QTest::newRow("field 99") << 0 << 99;
+    QTest::newRow("field -1") << 0 << -1;
+    QTest::newRow("empty field") << 0 << 3;
+}
+
+void TestTable::readsOutsideAreEmpty()
+{
+    QFETCH(int, line);
+    QFETCH(int, index);
+    const TypeAndIndexTable table(QStringList{"MAIN,0,0,,,,,,,,,0,0"});
+    QCOMPARE(table.value(line, index), QString());
+    QCOMPARE(table.number(line, index), 0);
+    QCOMPARE(table.value(0, 0), QStringLiteral("MAIN"));
+    QCOMPARE(table.value(0, 12), QStringLiteral("0"));
+}
+
+void TestTable::writesOutsideDoNothing()
+{
+    TypeAndIndexTable table(QStringList{"A,1,0"});
+    table.setValue(-1, 0, "x");
+    table.setValue(1, 0, "x");
+    table.setValue(0, -1, "x");
+    table.setValue(0, 1'000'000, "x");
+    QCOMPARE(table.count(), 1);
+    QCOMPARE(table.row(0), QStringLiteral("A,1,0"));
+    TypeAndIndexTable empty;
+    empty.setValue(0, 0, "x");
+    empty.setAll(12, "2");
+    QCOMPARE(empty.count(), 0);
+}
+
+void TestTable::shortRowsAreFilledUp()
+{
+    TypeAndIndexTable table(QStringList{"A"});
+    table.setValue(0, 12, "2");
+    QCOMPARE(table.row(0), QStringLiteral("A,,,,,,,,,,,,2"));
+    table.setValue(0, 1, "17");
+    QCOMPARE(table.row(0), QStringLiteral("A,17,,,,,,,,,,,2"));
+}
+
+void TestTable::longRowsKeepTheirTail()
+{
+    TypeAndIndexTable table(QStringList{"A,1,0,3,4,5,6,7,8,9,10,11,12,13,14"});
+    table.setValue(0, 12, "2");
+    QCOMPARE(table.row(0), QStringLiteral("A,1,0,3,4,5,6,7,8,9,10,11,2,13,14"));
+}
+
+void TestTable::setAll()
+{
+    TypeAndIndexTable table(QStringList{"A,1,0,,,,,,,,,0,0", "B", ""});
+    table.setAll(12, "2");
+    QCOMPARE(table.row(0), QStringLiteral("A,1,0,,,,,,,,,0,2"));
+    QCOMPARE(table.row(1), QStringLiteral("B,,,,,,,,,,,,2"));
+    QCOMPARE(table.row(2), QStringLiteral(",,,,,,,,,,,,2"));
+}
+
+void TestTable::mainMcu_data()
+{
+    QTest::addColumn<QString>("row");
+    QTest::addColumn<bool>("isMain");
+    QTest::addColumn<bool>("isFpga");
+    QTest::newRow("main") << "X,0,0" << true << false;
+    QTest::newRow("quantity in the index's place") << "MAIN,0,1" << false << false;
+    QTest::newRow("other") << "MAIN,1,0" << false << false;
+    // The fields are compared as text; one without a number is no zero.
+    QTest::newRow("two zeros") << "MAIN,00,0" << false << false;
+    QTest::newRow("no fields") << "MAIN" << false << false;
+    QTest::newRow("16") << "X,16,0" << false << false;
+    QTest::newRow("17") << "X,17,0" << false << true;
+    QTest::newRow("network module") << "NET,32,0" << false << true;
+    QTest::newRow("no number") << "X,FPGA,0" << false << false;
+}
+
+void TestTable::mainMcu()
+{
+    QFETCH(QString, row);
+    QFETCH(bool, isMain);
+    QFETCH(bool, isFpga);
+    const TypeAndIndexTable table({row});
+    QCOMPARE(table.isMainMcu(0), isMain);
+    QCOMPARE(table.isFpga(0), isFpga);
+    QVERIFY(!table.isMainMcu(1));
+    QVERIFY(!table.isFpga(1));
+}
+
+void TestTable::completesRows_data()
+{
+    QTest::addColumn<QString>("row");
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<QString>("completed");
+    QTest::addColumn<int>("fields");
+
+    const QString nine = QStringLiteral("A,1,0,2,3,65,1,2,3");
+    for (const int mode : {upgradeMode::newerOnly, upgradeMode::forced, 7}) {
+        const auto name = [mode](const char *text) {
+            return qPrintable(QStringLiteral("mode %1, %2").arg(mode).arg(QLatin1String(text)));
+        };
+        QTest::newRow(name("1 field")) << "A" << mode << "A,,,,,,,,,0,0" << 11;
+        QTest::newRow(name("2 fields")) << "A,1" << mode << "A,1,,,,,,,,,0,0" << 12;
+        QTest::newRow(name("3 fields")) << "MAIN,0,0" << mode << "MAIN,0,0,,,,,,,,,0,0" << 13;
+        QTest::newRow(name("4 fields")) << "A,1,0,2" << mode << "A,1,0,2,,,,,,,,,0,0" << 14;
+        QTest::newRow(name("9 fields")) << nine << mode << nine + ",,,,,,,,,0,0" << 19;
+        QTest::newRow(name("empty")) << "" << mode << "" << 1;
+    }
+    QTest::newRow("mode 1, 9 fields") << nine << 1 << nine + ",0,0,0,0" << 13;
+    QTest::newRow("mode 1, 3 fields") << "A,1,0" << 1 << "A,1,0" << 3;
+    QTest::newRow("mode 1, 13 fields") << nine + ",0,0,0,0" << 1 << nine + ",0,0,0,0" << 13;
+    QTest::newRow("mode 1, empty") << "" << 1 << "" << 1;
+}
+
+void TestTable::completesRows()
+{
+    QFETCH(QString, row);
+    QFETCH(int, mode);
+    QFETCH(QString, completed);
+    QFETCH(int, fields);
+    const QStringList rows = TypeAndIndexTable::completeRows({row}, mode);
+    QCOMPARE(rows, QStringList{completed});
+    QCOMPARE(rows.first().split(',').size(), fields);
+}
+
+/** In mode 1 the first row speaks for all of them. */
+void TestTable::completesByTheFirstRow()
+{
+    const QString nine = QStringLiteral("A,1,0,2,3,65,1,2,3");
+    QCOMPARE(TypeAndIndexTable::completeRows({nine, "B,2"}, 1),
+             QStringList({nine + ",0,0,0,0", "B,2,0,0,0,0"}));
+    QCOMPARE(TypeAndIndexTable::completeRows({"B,2", nine}, 1), QStringList({"B,2", nine}));
+    QCOMPARE(TypeAndIndexTable::completeRows({}, 1), QStringList());
+    QCOMPARE(TypeAndIndexTable::completeRows({}, 2), QStringList());
+}
+
+void TestTable::virtualVersion_data()
+{
+    QTest::addColumn<QString>("release");
+    QTest::addColumn<int>("byte");
+    QTest::newRow("last part") << "1.0.12" << 12;
+    QTest::newRow("alone") << "7" << 7;
+    QTest::newRow("largest") << "1.255" << 255;
+    QTest::newRow("too large") << "2.300" << 0;
+    QTest::newRow("256") << "256" << 0;
+    QTest::newRow("zero") << "1.0" << 0;
+    QTest::newRow("negative") << "1.-5" << 0;
+    QTest::newRow("no number") << "1.beta" << 0;
+    QTest::newRow("dot at the end") << "1." << 0;
+    QTest::newRow("empty") << "" << 0;
+}
+
+void TestTable::virtualVersion()
+{
+    QFETCH(QString, release);
+    QFETCH(int, byte);
+    QCOMPARE(int(virtualVersionByte(release)), byte);
+}
+
+QTEST_GUILESS_MAIN(TestTable)
+#include "tst_table.moc"
