@@ -2,10 +2,9 @@
 #include "engine/EngineHarness.h"
 
 #include "protocol/CommandWords.h"
+#include "support/WaitFor.h"
 
-#include <QElapsedTimer>
 #include <QFile>
-#include <QTest>
 #include <QTimer>
 
 #include <algorithm>
@@ -31,16 +30,42 @@ void FakeCOMQ::unplug()
 
 qint64 FakeCOMQ::writeBytes(const char *bytes, qint64 length)
 {
-    if (!m_open)
-        return -1;
     const QByteArray frame(bytes, int(length));
+    if (!m_open || (failWrite && failWrite(frame)))
+        return -1;
     sent.append(frame);
+    if (answerInstead) {
+        const auto chunks = answerInstead(frame);
+        for (const QByteArray &chunk : chunks)
+            post(chunk);
+        return length;
+    }
     const auto answers = m_device.receive(frame);
     for (const DeviceAnswer &answer : answers) {
-        QTimer::singleShot(answer.delay, Qt::PreciseTimer, this,
-                           [this, bytes = answer.bytes] { deliver(bytes); });
+        if (answer.delay.count() == 0)
+            post(answer.bytes);
+        else
+            QTimer::singleShot(answer.delay, Qt::PreciseTimer, this,
+                               [this, bytes = answer.bytes] { deliver(bytes); });
     }
     return length;
+}
+
+/** Posted events go before timers, so an answer that is due is never overtaken by a time-out,
+ *  however long the machine was busy elsewhere. */
+void FakeCOMQ::post(const QByteArray &bytes)
+{
+    QMetaObject::invokeMethod(
+        this, [this, bytes] { deliver(bytes); }, Qt::QueuedConnection);
+}
+
+QByteArray FakeCOMQ::deviceAnswer(const QByteArray &frame)
+{
+    QByteArray bytes;
+    const auto answers = m_device.receive(frame);
+    for (const DeviceAnswer &answer : answers)
+        bytes += answer.bytes;
+    return bytes;
 }
 
 void FakeCOMQ::deliver(const QByteArray &bytes)
@@ -93,10 +118,10 @@ Platform EngineHarness::scaledPlatform(const QString &dir)
     platform.paths.netArchive = dir + QStringLiteral("/sysupdate.tar.bz2");
     platform.paths.netVersion = dir + QStringLiteral("/version");
     platform.ports.serial = QStringLiteral("no-such-port");
-    platform.timeOuts.otherCommand = 40ms;
-    platform.timeOuts.uploadCommand = 60ms;
-    platform.timeOuts.block = 40ms;
-    platform.timeOuts.lastBlock = 60ms;
+    platform.timeOuts.otherCommand = 5ms;
+    platform.timeOuts.uploadCommand = 8ms;
+    platform.timeOuts.block = 5ms;
+    platform.timeOuts.lastBlock = 8ms;
     platform.timeOuts.runGuard = 200ms;
     platform.pauses = {0ms, 0ms, 0ms, 0ms};
     platform.shell.run = [](const QString &) {};
@@ -112,11 +137,18 @@ void EngineHarness::setPackage(const QByteArray &bytes)
         qFatal("cannot write the test package");
 }
 
+void EngineHarness::addFault(const QString &text)
+{
+    QString error;
+    const auto fault = Fault::parse(text, &error);
+    if (!fault)
+        qFatal("%s", qPrintable(error));
+    device.faults().add(*fault);
+}
+
 bool EngineHarness::run(const QStringList &rows, int mode)
 {
-    lines.clear();
-    progress.clear();
-    link->sent.clear();
+    clear();
     engine->slotConnect(QStringLiteral("ttyS2"));
     engine->uploadByMergeFW(packagePath(), rows, mode);
     return waitForEnd();
@@ -124,22 +156,50 @@ bool EngineHarness::run(const QStringList &rows, int mode)
 
 bool EngineHarness::waitForEnd(int milliseconds)
 {
-    return QTest::qWaitFor([this] { return !engine->runActive() && engine->timersIdle(); },
-                           milliseconds);
+    return waitFor([this] { return !engine->runActive() && engine->timersIdle(); }, milliseconds);
+}
+
+void EngineHarness::clear()
+{
+    lines.clear();
+    progress.clear();
+    link->sent.clear();
 }
 
 QStringList EngineHarness::sentWords() const
 {
     QStringList words;
-    for (const QByteArray &frame : link->sent) {
-        const quint16 word = mcu::wordAt(frame, mcu::wordOffset);
-        QString text = QString::number(word, 16).toUpper();
-        if (word == command::writeBlock)
-            text += QLatin1Char(':') + QString::number(mcu::wordAt(frame, mcu::payloadOffset + 2));
-        words.append(text);
-    }
+    for (const QByteArray &frame : link->sent)
+        words.append(wordOf(frame));
     return words;
 }
+
+QString EngineHarness::wordOf(const QByteArray &frame)
+{
+    const quint16 word = mcu::wordAt(frame, mcu::wordOffset);
+    const QString text = QString::number(word, 16).toUpper();
+    if (word != command::writeBlock)
+        return text;
+    return text + QLatin1Char(':') + QString::number(mcu::wordAt(frame, mcu::payloadOffset + 2));
+}
+
+QString EngineHarness::results(int rows) const
+{
+    QString all;
+    for (int line = 0; line < rows; ++line)
+        all += engine->getTypeAndIndex(line, field::result);
+    return all;
+}
+
+namespace {
+
+/** On one line, whatever line ends it holds. */
+QString shown(QString line)
+{
+    return line.replace(QLatin1String("\r\n"), QLatin1String("\\r\\n"));
+}
+
+} // namespace
 
 bool sameTranscript(const QStringList &actual, const QStringList &expected)
 {
@@ -147,8 +207,8 @@ bool sameTranscript(const QStringList &actual, const QStringList &expected)
         return true;
     std::fprintf(stderr, "transcripts differ (expected | actual)\n");
     for (int i = 0; i < std::max(actual.size(), expected.size()); ++i) {
-        const QString want = expected.value(i, QStringLiteral("-"));
-        const QString got = actual.value(i, QStringLiteral("-"));
+        const QString want = shown(expected.value(i, QStringLiteral("-")));
+        const QString got = shown(actual.value(i, QStringLiteral("-")));
         std::fprintf(stderr, "%c %-80s | %s\n", want == got ? ' ' : '!', qPrintable(want),
                      qPrintable(got));
     }

@@ -8,6 +8,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -32,6 +33,13 @@ public:
     /** Every chunk reaches the engine in pieces of this size; 0 leaves it whole. */
     void setPieceSize(int size) { m_pieceSize = size; }
 
+    /** What comes back for a frame, chunk by chunk, in the device's stead. */
+    std::function<QList<QByteArray>(const QByteArray &frame)> answerInstead;
+    /** Asked before each write; true makes it fail. */
+    std::function<bool(const QByteArray &frame)> failWrite;
+    /** What the device itself would answer, all of it in one chunk. */
+    QByteArray deviceAnswer(const QByteArray &frame);
+
     QList<QByteArray> sent;
     QString openedWith;
 
@@ -39,6 +47,7 @@ protected:
     qint64 writeBytes(const char *bytes, qint64 length) override;
 
 private:
+    void post(const QByteArray &bytes);
     void deliver(const QByteArray &bytes);
 
     SimulatedDevice &m_device;
@@ -61,14 +70,23 @@ public:
 
     const Platform &platform() const { return m_platform; }
     void setPackage(const QByteArray &bytes);
+    /** Adds a fault as the device's options spell it. */
+    void addFault(const QString &text);
     QString packagePath() const { return m_platform.paths.package; }
 
     /** Connects, starts a run and waits for its end; the transcript is in `lines`. */
     bool run(const QStringList &rows, int mode);
+    /** Forgets what was said and sent so far. */
+    void clear();
     /** Waits until the engine has nothing in flight any more. */
     bool waitForEnd(int milliseconds = 20'000);
     /** The command words of all frames sent, in hexadecimal; a block has its number behind it. */
     QStringList sentWords() const;
+    /** One frame's word in that form. */
+    static QString wordOf(const QByteArray &frame);
+    QString sentText() const { return sentWords().join(QLatin1Char(' ')); }
+    /** The result field of each row, in the rows' order. */
+    QString results(int rows) const;
 
     SimulatedDevice device;
     FakeCOMQ *link = nullptr;
