@@ -1,0 +1,264 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/EngineHarness.h"
+#include "links/LinkState.h"
+
+#include <QtTest>
+
+namespace {
+
+QByteArray hex(const char *text)
+{
+    return QByteArray::fromHex(text);
+}
+
+const QStringList lost{"Disconnect", "ttyS2 port is disconnected."};
+
+} // namespace
+
+/** The frames that leave the engine, and what becomes of those that cannot. */
+class TestFrames : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void metaObject();
+    void bareCommands_data();
+    void bareCommands();
+    void commandsWithData_data();
+    void commandsWithData();
+    void longPayloads_data();
+    void longPayloads();
+    void statusFrames();
+    void sendFailureTellsOfTheLostLink();
+    void writeFailureHasWords();
+    void withoutAnyLink();
+    void noReplyIsAwaitedBeforeASend();
+
+private:
+    struct World : EngineHarness
+    {
+        World() : EngineHarness(twoMcus())
+        {
+            link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
+            engine->slotConnect(QStringLiteral("ttyS2"));
+            clear();
+        }
+        QByteArray last() const { return link->sent.isEmpty() ? QByteArray() : link->sent.last(); }
+    };
+};
+
+void TestFrames::init()
+{
+    canRead = false;
+    currentCommandKey = 0;
+}
+
+void TestFrames::cleanup()
+{
+    g_CONNECTTYPE = link::serial;
+}
+
+void TestFrames::metaObject()
+{
+    const QMetaObject &meta = ControlCenter::staticMetaObject;
+    QStringList signalList;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        if (meta.method(i).methodType() == QMetaMethod::Signal)
+            signalList.append(QString::fromLatin1(meta.method(i).methodSignature()));
+    }
+    QCOMPARE(signalList,
+             QStringList({"signalCMDResultStr(int,QList<int>)", "message(QStringList)",
+                          "signalCMDResult(int,int)", "progressValueChanged(double,double)",
+                          "netconnected()", "netdisconnected()"}));
+    for (const char *method : {"send(int)",
+                               "sendWriteStr(int,int,QList<int>)",
+                               "slotReceiveDatas(QByteArray)",
+                               "slotConnect(QString)",
+                               "slotConnectWithBandrate(QString,QString)",
+                               "slotAutoConnect(QString)",
+                               "connectNet(QString,int)",
+                               "disconnected()",
+                               "slotGetVersion()",
+                               "getProductInfo()",
+                               "setProductInfo(QStringList)",
+                               "uploadByMergeFW(QString,QStringList,int)",
+                               "checkVersion()",
+                               "checkUpgradeFlag()",
+                               "mergeFW(QString,QString)",
+                               "mergeNetFirmware(QString,QString,QString,QString)",
+                               "getMergeFWJSON(QString)",
+                               "checkNetFirmware(QString)",
+                               "slotWriteMultBoard(uchar,uchar,QString)",
+                               "slotProgressValueChanged(double,double)",
+                               "slotMessage(QStringList)",
+                               "onTimeOutSendUploadCommand()",
+                               "onTimeOutSendOtherCommand()"})
+        QVERIFY2(meta.indexOfMethod(method) >= 0, method);
+}
+
+void TestFrames::bareCommands_data()
+{
+    QTest::addColumn<int>("word");
+    QTest::addColumn<QByteArray>("frame");
+    QTest::newRow("model name") << 0xF903 << hex("5a5ba50500000003f9a5");
+    QTest::newRow("product ID") << 0xF802 << hex("5a5ba50500000002f8a7");
+    QTest::newRow("reboot") << 0x7902
+                            << hex("5a5ba5050000000279"
+                                   "26");
+    QTest::newRow("virtual version") << 0xF905 << hex("5a5ba50500000005f9a3");
+    QTest::newRow("only 16 bits count") << 0x1F903 << hex("5a5ba50500000003f9a5");
+}
+
+void TestFrames::bareCommands()
+{
+    QFETCH(int, word);
+    QFETCH(QByteArray, frame);
+    World world;
+    world.engine->send(word);
+    QCOMPARE(world.last().toHex(), frame.toHex());
+    QCOMPARE(currentCommandKey, quint16(word));
+    QVERIFY(canRead);
+    QVERIFY(world.lines.isEmpty());
+}
+
+void TestFrames::commandsWithData_data()
+{
+    QTest::addColumn<int>("word");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<QList<int>>("data");
+    QTest::addColumn<QByteArray>("frame");
+    QTest::newRow("bootcode 0, 0")
+        << 0xF900 << 2 << QList<int>{0, 0} << hex("5a5ba50700000000f90000a6");
+    QTest::newRow("bootcode 0, 1")
+        << 0xF900 << 2 << QList<int>{0, 1} << hex("5a5ba50700000000f90001a5");
+    QTest::newRow("product information 0, 1")
+        << 0xF901 << 2 << QList<int>{0, 1} << hex("5a5ba50700000001f90001a4");
+    QTest::newRow("version 0, 1") << 0xF902 << 2 << QList<int>{0, 1}
+                                  << hex("5a5ba50700000002f90001a3");
+    QTest::newRow("virtual version 5") << 0x7905 << 1 << QList<int>{5}
+                                       << hex("5a5ba506000000057905"
+                                              "1d");
+    QTest::newRow("low bytes") << 0xF900 << 2 << QList<int>{256, 257}
+                               << hex("5a5ba50700000000f90001a5");
+    QTest::newRow("negative item") << 0x7905 << 1 << QList<int>{-251}
+                                   << hex("5a5ba506000000057905"
+                                          "1d");
+    QTest::newRow("fewer than given") << 0x7905 << 1 << QList<int>{5, 6, 7}
+                                      << hex("5a5ba506000000057905"
+                                             "1d");
+    QTest::newRow("more than there are")
+        << 0xF900 << 9 << QList<int>{0, 1} << hex("5a5ba50700000000f90001a5");
+    QTest::newRow("negative count")
+        << 0xF903 << -1 << QList<int>{1, 2} << hex("5a5ba50500000003f9a5");
+}
+
+void TestFrames::commandsWithData()
+{
+    QFETCH(int, word);
+    QFETCH(int, count);
+    QFETCH(QList<int>, data);
+    QFETCH(QByteArray, frame);
+    World world;
+    world.engine->sendWriteStr(word, count, data);
+    QCOMPARE(world.last().toHex(), frame.toHex());
+}
+
+void TestFrames::longPayloads_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<QByteArray>("length");
+    QTest::newRow("249") << 249 << hex("fe00");
+    QTest::newRow("250") << 250 << hex("ff00");
+    QTest::newRow("251") << 251 << hex("0001");
+    QTest::newRow("1000") << 1000 << hex("ed03");
+}
+
+void TestFrames::longPayloads()
+{
+    QFETCH(int, count);
+    QFETCH(QByteArray, length);
+    World world;
+    QList<int> data;
+    for (int i = 0; i < count; ++i)
+        data.append(i);
+    world.engine->sendWriteStr(0x7903, count, data);
+    const QByteArray frame = world.last();
+    QCOMPARE(frame.size(), count + 10);
+    QCOMPARE(frame.mid(3, 2).toHex(), length.toHex());
+    QCOMPARE(quint8(frame.at(9 + 200)), quint8(200));
+    int sum = 0;
+    for (const char byte : frame)
+        sum += quint8(byte);
+    QCOMPARE(sum % 256, 0);
+}
+
+void TestFrames::statusFrames()
+{
+    World world;
+    world.engine->sendAppStatus(0x7901, 0);
+    QCOMPARE(world.last().toHex(), QByteArray("5b5ba508000000ffff01790025"));
+    QCOMPARE(currentCommandKey, quint16(0xFFFF));
+    world.engine->sendAppStatus(0x7901, 3);
+    QCOMPARE(world.last().toHex(), QByteArray("5b5ba508000000ffff01790322"));
+    world.engine->sendAppStatus(0x7900, 0);
+    QCOMPARE(world.last().toHex(), QByteArray("5b5ba508000000ffff00790026"));
+}
+
+/** Every send that the link refuses says that the link is gone, and nothing more. */
+void TestFrames::sendFailureTellsOfTheLostLink()
+{
+    World world;
+    world.link->unplug();
+    world.engine->send(0xF903);
+    QCOMPARE(world.lines, lost);
+    world.engine->sendWriteStr(0xF900, 2, {0, 0});
+    QCOMPARE(world.lines, lost + lost);
+}
+
+void TestFrames::writeFailureHasWords()
+{
+    World world;
+    char bytes[] = "0123456789";
+    QVERIFY(world.engine->write(bytes, 10));
+    QCOMPARE(world.last(), QByteArray("0123456789"));
+    QVERIFY(world.lines.isEmpty());
+
+    world.link->unplug();
+    QVERIFY(!world.engine->write(bytes, 10));
+    QCOMPARE(world.lines,
+             lost + QStringList{"Failed to send command, serial port has been closed"});
+}
+
+void TestFrames::withoutAnyLink()
+{
+    g_CONNECTTYPE = 7;
+    QTemporaryDir dir;
+    ControlCenter engine(EngineHarness::scaledPlatform(dir.path()));
+    QStringList lines;
+    connect(&engine, &ControlCenter::message, &engine,
+            [&](const QStringList &list) { lines += list; });
+    char bytes[] = "x";
+    engine.send(0xF903);
+    engine.sendWriteStr(0xF900, 2, {0, 0});
+    QVERIFY(!engine.write(bytes, 1));
+    engine.disconnected();
+    engine.slotGetVersion();
+    QVERIFY(lines.isEmpty());
+    QVERIFY(!canRead);
+    QCOMPARE(currentCommandKey, quint16(0));
+}
+
+/** Whatever the line brings while no command is out is dropped whole. */
+void TestFrames::noReplyIsAwaitedBeforeASend()
+{
+    World world;
+    world.link->receive(hex("5b5ba50500000003f9a4"));
+    world.link->receive(QByteArray(10'000, '\x5B'));
+    QVERIFY(world.lines.isEmpty());
+    QVERIFY(world.link->sent.isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TestFrames)
+#include "tst_frames.moc"

@@ -1,0 +1,373 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/EngineHarness.h"
+#include "engine/TestPackage.h"
+#include "links/LinkState.h"
+#include "protocol/CommandWords.h"
+
+#include <QtTest>
+
+namespace {
+
+const QStringList twoRows{"MAIN,0,0", "AUX,1,0"};
+
+QByteArray reply(quint16 word, const QByteArray &payload = {})
+{
+    return mcu::buildFrame(mcu::replyStart, {}, word, payload);
+}
+
+QByteArray twoImages()
+{
+    return makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, patternImage(700, 1)},
+                        {"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, patternImage(300, 2)}});
+}
+
+/** A harness whose runs are compared with an undisturbed one. */
+struct World : EngineHarness
+{
+    World() : EngineHarness(twoMcus()) { setPackage(twoImages()); }
+
+    bool runUndisturbed()
+    {
+        return run(twoRows, 2) && lines.last() == QLatin1String("APPSTATUS|6");
+    }
+
+    /** Every reply is changed by `change` into the chunks that arrive. */
+    void changeReplies(const std::function<QList<QByteArray>(const QByteArray &)> &change)
+    {
+        link->answerInstead = [this, change](const QByteArray &frame) {
+            const QByteArray answer = link->deviceAnswer(frame);
+            return answer.isEmpty() ? QList<QByteArray>() : change(answer);
+        };
+    }
+
+    /** The first reply to `word` is replaced by `chunks`, all others stay. */
+    void changeFirst(quint16 word,
+                     const std::function<QList<QByteArray>(const QByteArray &)> &change)
+    {
+        link->answerInstead = [this, word, change, done = false](const QByteArray &frame) mutable {
+            const QByteArray answer = link->deviceAnswer(frame);
+            if (done || mcu::wordAt(frame, mcu::wordOffset) != word)
+                return QList<QByteArray>{answer};
+            done = true;
+            return change(answer);
+        };
+    }
+};
+
+} // namespace
+
+/** How replies are put together, paired and taken. */
+class TestParser : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void everyPieceSize_data();
+    void everyPieceSize();
+    void everySplit_data();
+    void everySplit();
+    void noise_data();
+    void noise();
+    void echoOfTheHost();
+    void checksumByteIsReplaced();
+    void halfReplyIsForgottenByTheRetry();
+    void badChecksumIsForgottenByTheRetry();
+    void wrongWordChangesNothing();
+    void shortReplies_data();
+    void shortReplies();
+    void longReplyDuringTheReads();
+    void modelNameEndsInZeros();
+    void textMode();
+    void textModeIsBounded();
+    void replyAfterTheRun();
+    void unknownMode();
+};
+
+void TestParser::everyPieceSize_data()
+{
+    QTest::addColumn<int>("size");
+    for (const int size : {1, 2, 3, 4, 5, 7, 11, 12, 13})
+        QTest::newRow(qPrintable(QString::number(size))) << size;
+}
+
+void TestParser::everyPieceSize()
+{
+    QFETCH(int, size);
+    World whole;
+    QVERIFY(whole.runUndisturbed());
+    World pieces;
+    pieces.link->setPieceSize(size);
+    QVERIFY(pieces.runUndisturbed());
+    QVERIFY(sameTranscript(pieces.lines, whole.lines));
+    QCOMPARE(pieces.sentText(), whole.sentText());
+}
+
+void TestParser::everySplit_data()
+{
+    QTest::addColumn<int>("word");
+    for (const int word : {0xF903, 0xF900, 0xF901, 0xF902, 0x7900, 0x7901, 0xF802, 0x7902, 0x7905})
+        QTest::newRow(qPrintable(QString::number(word, 16))) << word;
+}
+
+void TestParser::everySplit()
+{
+    QFETCH(int, word);
+    World whole;
+    QVERIFY(whole.runUndisturbed());
+    int at = 0;
+    int size = 1;
+    for (; at < size; ++at) {
+        World split;
+        split.changeFirst(quint16(word), [&](const QByteArray &answer) {
+            size = answer.size();
+            return QList<QByteArray>{answer.left(at), answer.mid(at)};
+        });
+        QVERIFY(split.runUndisturbed());
+        QVERIFY(sameTranscript(split.lines, whole.lines));
+    }
+    QVERIFY(at >= 10);
+}
+
+void TestParser::noise_data()
+{
+    QTest::addColumn<QByteArray>("noise");
+    QTest::newRow("zeros") << QByteArray(100, '\0');
+    QTest::newRow("host's start byte") << QByteArray::fromHex("5a5a5a5ba5");
+    QTest::newRow("start byte, other address") << QByteArray::fromHex("5b00");
+    QTest::newRow("address cut") << QByteArray::fromHex("5b5b00");
+    QTest::newRow("length 0") << QByteArray::fromHex("5b5ba50000");
+    QTest::newRow("length 4") << QByteArray::fromHex("5b5ba50400");
+    QTest::newRow("length FFFF") << QByteArray::fromHex("5b5ba5ffff");
+    QTest::newRow("length beyond the buffer") << QByteArray::fromHex("5b5ba5fc0f");
+    QTest::newRow("length 0 and much behind it")
+        << QByteArray::fromHex("5b5ba50000") + QByteArray(2000, 'x');
+}
+
+void TestParser::noise()
+{
+    QFETCH(QByteArray, noise);
+    World whole;
+    QVERIFY(whole.runUndisturbed());
+    World noisy;
+    noisy.changeReplies(
+        [&](const QByteArray &answer) { return QList<QByteArray>{noise + answer}; });
+    QVERIFY(noisy.runUndisturbed());
+    QVERIFY(sameTranscript(noisy.lines, whole.lines));
+}
+
+/** A half-duplex line gives the host its own bytes back; they never count as a reply. */
+void TestParser::echoOfTheHost()
+{
+    World whole;
+    QVERIFY(whole.runUndisturbed());
+    World echoing;
+    echoing.addFault(QStringLiteral("echo"));
+    QVERIFY(echoing.runUndisturbed());
+    QVERIFY(sameTranscript(echoing.lines, whole.lines));
+}
+
+void TestParser::checksumByteIsReplaced()
+{
+    World whole;
+    QVERIFY(whole.runUndisturbed());
+    World damaged;
+    damaged.changeFirst(command::readBootcode, [](const QByteArray &answer) {
+        QByteArray bad = answer;
+        bad[bad.size() - 1] = char(bad.at(bad.size() - 1) ^ 0x55);
+        return QList<QByteArray>{bad, answer.right(1)};
+    });
+    QVERIFY(damaged.runUndisturbed());
+    QVERIFY(sameTranscript(damaged.lines, whole.lines));
+}
+
+void TestParser::halfReplyIsForgottenByTheRetry()
+{
+    for (int length = 1; length < 17; ++length) {
+        World world;
+        world.changeFirst(command::readBootcode, [length](const QByteArray &answer) {
+            return QList<QByteArray>{answer.left(length)};
+        });
+        QVERIFY(world.runUndisturbed());
+        QCOMPARE(world.lines.filter(QStringLiteral("retry")),
+                 QStringList{"Read the bootcode information of 'MAIN' fail, retry 1."});
+    }
+}
+
+void TestParser::badChecksumIsForgottenByTheRetry()
+{
+    World world;
+    world.addFault(QStringLiteral("bad-checksum:word=bootcode,count=once"));
+    QVERIFY(world.runUndisturbed());
+    QCOMPARE(world.lines.filter(QStringLiteral("retry")),
+             QStringList{"Read the bootcode information of 'MAIN' fail, retry 1."});
+}
+
+void TestParser::wrongWordChangesNothing()
+{
+    World whole;
+    QVERIFY(whole.runUndisturbed());
+    // Words that the protocol knows and one that it does not, in both forms.
+    for (const quint16 word : {0xF903, 0xF902, 0x7900, 0x7901, 0x7902, 0xF8FF}) {
+        World world;
+        world.changeFirst(command::readBootcode, [word](const QByteArray &answer) {
+            return QList<QByteArray>{reply(word, QByteArray(8, '\1')),
+                                     mcu::buildStatusFrame(mcu::replyStart, {}, word, 3), answer};
+        });
+        QVERIFY(world.runUndisturbed());
+        QVERIFY(sameTranscript(world.lines, whole.lines));
+    }
+}
+
+void TestParser::shortReplies_data()
+{
+    QTest::addColumn<int>("word");
+    QTest::addColumn<int>("payload");
+    QTest::addColumn<QString>("retry");
+    const QString none;
+    const QString boot = QStringLiteral("Read the bootcode information of 'MAIN' fail, retry 1.");
+    const QString info = QStringLiteral("Read the product information of 'MAIN' fail, retry 1.");
+    const QString version = QStringLiteral("Read the version information of 'MAIN' fail, retry 1.");
+    const QString virtualVersion = QStringLiteral("Set virtual version fail, retry 1.");
+    for (const int size : {0, 1, 2, 3, 6})
+        QTest::newRow(qPrintable(QStringLiteral("F900 %1").arg(size))) << 0xF900 << size << boot;
+    QTest::newRow("F900 7") << 0xF900 << 7 << none;
+    for (const int size : {0, 1, 3})
+        QTest::newRow(qPrintable(QStringLiteral("F901 %1").arg(size))) << 0xF901 << size << info;
+    QTest::newRow("F901 4") << 0xF901 << 4 << none;
+    for (const int size : {0, 3})
+        QTest::newRow(qPrintable(QStringLiteral("F902 %1").arg(size))) << 0xF902 << size << version;
+    QTest::newRow("F902 4") << 0xF902 << 4 << none;
+    QTest::newRow("F802 0") << 0xF802 << 0 << none;
+    QTest::newRow("7902 0") << 0x7902 << 0 << none;
+    for (const int size : {0, 2, 7})
+        QTest::newRow(qPrintable(QStringLiteral("7905 %1").arg(size)))
+            << 0x7905 << size << virtualVersion;
+}
+
+/** A field that a reply does not have is never read out of an earlier one. */
+void TestParser::shortReplies()
+{
+    QFETCH(int, word);
+    QFETCH(int, payload);
+    QFETCH(QString, retry);
+    World world;
+    world.changeFirst(quint16(word), [=](const QByteArray &answer) {
+        const QByteArray data = Reply(answer).payload().left(payload);
+        return QList<QByteArray>{reply(quint16(word), data.leftJustified(payload, '\0'))};
+    });
+    QVERIFY(world.run(twoRows, 2));
+    const QStringList retries = world.lines.filter(QStringLiteral("retry"));
+    QCOMPARE(retries, retry.isEmpty() ? QStringList() : QStringList{retry});
+    QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
+}
+
+/** The uploader sees every chunk of the reads, and a long one fits it as well as the engine. */
+void TestParser::longReplyDuringTheReads()
+{
+    World world;
+    world.changeFirst(command::readProductInformation, [](const QByteArray &answer) {
+        const QByteArray data = Reply(answer).payload().leftJustified(506, '\0');
+        return QList<QByteArray>{reply(command::readProductInformation, data)};
+    });
+    QVERIFY(world.runUndisturbed());
+    QVERIFY(world.lines.filter(QStringLiteral("retry")).isEmpty());
+
+    World longest;
+    longest.changeFirst(command::readProductInformation, [](const QByteArray &answer) {
+        const QByteArray data = Reply(answer).payload().leftJustified(4086, '\0');
+        return QList<QByteArray>{reply(command::readProductInformation, data)};
+    });
+    QVERIFY(longest.runUndisturbed());
+    QVERIFY(longest.lines.filter(QStringLiteral("retry")).isEmpty());
+}
+
+void TestParser::modelNameEndsInZeros()
+{
+    for (const auto &name : {QByteArray("HX-8\0\0\0", 7), QByteArray("HX-8")}) {
+        World world;
+        world.changeFirst(command::readModelName, [&](const QByteArray &) {
+            return QList<QByteArray>{reply(command::readModelName, name)};
+        });
+        QVERIFY(world.runUndisturbed());
+    }
+    // Nothing but trailing zeros is forgiven.
+    for (const auto &name : {QByteArray("HX-8 "), QByteArray("hx-8"), QByteArray("\0HX-8", 5),
+                             QByteArray("HX-8\0x", 6), QByteArray()}) {
+        World world;
+        world.changeFirst(command::readModelName, [&](const QByteArray &) {
+            return QList<QByteArray>{reply(command::readModelName, name)};
+        });
+        QVERIFY(world.run(twoRows, 2));
+        QVERIFY(world.lines.contains(QStringLiteral("APPSTATUS|7")));
+    }
+}
+
+void TestParser::textMode()
+{
+    World world;
+    world.link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.clear();
+    world.engine->slotGetVersion();
+    QCOMPARE(world.link->sent, QList<QByteArray>{"\r\nA00GET VER INF\r\n"});
+
+    world.link->receive("MAIN V1.2");
+    QVERIFY(world.lines.isEmpty());
+    world.link->receive(".3\rAUX V2");
+    QCOMPARE(world.lines, QStringList{"MAIN V1.2.3"});
+    world.link->receive(".0\r\n\r\nFPGA\r");
+    QCOMPARE(world.lines, QStringList({"MAIN V1.2.3", "AUX V2.0", "FPGA"}));
+    // Binary replies are not looked for in this mode.
+    world.link->receive(reply(0xF903, "HX-8"));
+    QCOMPARE(world.lines.size(), 3);
+    world.engine->send(0xF903);
+    world.link->receive("not a line\r");
+    QCOMPARE(world.lines.size(), 3);
+}
+
+void TestParser::textModeIsBounded()
+{
+    World world;
+    world.link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.clear();
+    world.engine->slotGetVersion();
+    for (int i = 0; i < 100; ++i)
+        world.link->receive(QByteArray(4096, 'x'));
+    world.link->receive("\rAUX V2.0\r");
+    QCOMPARE(world.lines.last(), QStringLiteral("AUX V2.0"));
+    for (const QString &line : qAsConst(world.lines))
+        QVERIFY(line.size() <= 64 * 1024 + 4096);
+}
+
+/** What comes behind a failed run starts nothing any more. */
+void TestParser::replyAfterTheRun()
+{
+    World world;
+    world.addFault(QStringLiteral("silent:word=model-name"));
+    QVERIFY(world.run(twoRows, 2));
+    QVERIFY(world.lines.contains(QStringLiteral("APPSTATUS|7")));
+    const QStringList lines = world.lines;
+    const QString sent = world.sentText();
+    QVERIFY(!canRead);
+    QCOMPARE(currentCommandKey, quint16(0));
+    world.link->receive(reply(0xF903, "HX-8"));
+    canRead = true;
+    world.link->receive(reply(0xF903, "HX-8"));
+    QCOMPARE(world.lines, lines);
+    QCOMPARE(world.sentText(), sent);
+}
+
+/** Frames before any command was sent, although somebody set the flag. */
+void TestParser::unknownMode()
+{
+    World world;
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.clear();
+    canRead = true;
+    world.link->receive(reply(0xF903, "HX-8"));
+    QVERIFY(world.lines.isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TestParser)
+#include "tst_parser.moc"
