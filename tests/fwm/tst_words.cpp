@@ -7,6 +7,8 @@
 
 #include <QtTest>
 
+#include <array>
+
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -39,9 +41,9 @@ public:
     QByteArray shown() const
     {
         std::fflush(stderr);
-        QByteArray bytes(1000, '\0');
-        bytes.resize(int(std::max<ssize_t>(::read(m_master, bytes.data(), 1000), 0)));
-        return bytes;
+        std::array<char, 1000> bytes{};
+        const auto size = ::read(m_master, bytes.data(), bytes.size());
+        return {bytes.data(), int(std::max<ssize_t>(size, 0))};
     }
 
 private:
