@@ -2,6 +2,7 @@
 #include "package/PackageDescription.h"
 
 #include "package/DescriptionKeys.h"
+#include "package/RepeatedKeys.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -71,6 +72,10 @@ PackageDescription parseDescription(const QByteArray &json)
     PackageDescription result;
     result.json = json;
 
+    if (const std::optional<QString> key = repeatedKey(json)) {
+        result.parseError = QStringLiteral("the key \"%1\" is there twice").arg(*key);
+        return result;
+    }
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
     if (document.isNull()) {

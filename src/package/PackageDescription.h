@@ -16,7 +16,7 @@ struct PackageDescription
 {
     enum class Error {
         None,
-        /** Not JSON, or nested deeper than QJsonDocument goes. */
+        /** Not JSON, nested deeper than QJsonDocument goes, or with a list under one key twice. */
         NotJson,
         /** JSON, but a list at the top. */
         NotAnObject,

@@ -65,6 +65,7 @@ void TestReading::goldenPackages_data()
     row("checksum-padded-with-zero", 7, 7, "checksum-wrong@0");
     row("json-longer-than-file", 7, 0, "description-cut@15 record-missing@15");
     row("json-not-json", 7, 7, "description-not-json@15");
+    row("json-lists-under-one-key-twice", 7, 7, "description-not-json@15");
     row("json-a-list", 7, 7, "description-not-an-object@15");
     row("json-empty", 7, 7, "description-not-json@15");
     row("json-chips-an-object", 7, 7, "chips-not-a-list@15");

@@ -132,6 +132,8 @@ def golden():
         "json-empty": current(b""),
         "json-chips-an-object": current(b'{"model":"MX-88","version":"1","chips":{}}'),
         "json-chips-missing": current(b'{"model":"MX-88","version":"1"}'),
+        "json-lists-under-one-key-twice": current(
+            b'{"model":"MX-88","version":"1","chips":[],"chips":[{"mcus":[]}]}'),
         "json-nested-too-deep": current(b'{"chips":' + b"[" * 2000 + b"]" * 2000 + b"}"),
         "json-wrong-types": current(json.dumps(
             {"model": 5, "version": None, "chips": [

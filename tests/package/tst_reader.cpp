@@ -3,6 +3,7 @@
 #include "package/PackageDescription.h"
 #include "package/PackageHeader.h"
 #include "package/PackageLayout.h"
+#include "package/RepeatedKeys.h"
 #include "tests/package/Golden.h"
 
 #include <QtTest>
@@ -43,6 +44,8 @@ private slots:
     void tellsVersionAndForm();
     void parsesDescriptions_data();
     void parsesDescriptions();
+    void repeatedKeys_data();
+    void repeatedKeys();
     void listsImages_data();
     void listsImages();
     void keepsOrder();
@@ -161,6 +164,7 @@ void TestReader::parsesDescriptions_data()
     row("json-not-json", TextError::NotJson, "", "", {});
     row("json-empty", TextError::NotJson, "", "", {});
     row("json-nested-too-deep", TextError::NotJson, "", "", {});
+    row("json-lists-under-one-key-twice", TextError::NotJson, "", "", {});
     row("json-a-list", TextError::NotAnObject, "", "", {});
     row("json-chips-an-object", TextError::ChipsNotAnArray, "MX-88", "1", {});
     row("json-chips-missing", TextError::ChipsNotAnArray, "MX-88", "1", {});
@@ -179,6 +183,40 @@ void TestReader::parsesDescriptions()
     QCOMPARE(description.hasModel, !description.model.isEmpty());
     QCOMPARE(description.hasVersion, !description.version.isEmpty());
     QCOMPARE(description.error == TextError::NotJson, !description.parseError.isEmpty());
+}
+
+void TestReader::repeatedKeys_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QString>("key");
+
+    const auto row = [](const char *json, const char *key) {
+        QTest::newRow(json) << QByteArray(json) << QString::fromLatin1(key);
+    };
+    row(R"({"a":[1],"a":[2]})", "a");
+    row(R"({"a":[1],"a":2})", "a");
+    row(R"({"a":1,"a":{}})", "a");
+    row(R"({"a":1,"a":2})", "");
+    row(R"({"a":1,"a":2,"a":[]})", "a");
+    row(R"({"a":[1],"b":[1]})", "");
+    row(R"({"a":[1],"\u0061":[1]})", "a");
+    row(R"({"\"":[1],"\"":[1]})", "\"");
+    row(R"({"a":{"a":{"a":[]}}})", "");
+    row(R"([{"a":[]},{"a":[]}])", "");
+    row(R"({"x":[{"a":"a"},{"a":[],"b":"}","a":1}]})", "a");
+    row(R"({"a":["a","a",["a"]],"b":"a"})", "");
+    row(R"( { "a" : [ ] , "b" : "\\" , "a" : [ ] } )", "a");
+    row(R"({"a":[],"a":[)", "a");
+    row(R"({"a":[],"a)", "");
+    row(R"({"a\)", "");
+    row(R"(]}]},,"")", "");
+    row("", "");
+}
+
+void TestReader::repeatedKeys()
+{
+    QFETCH(QByteArray, json);
+    QTEST(repeatedKey(json).value_or(QString()), "key");
 }
 
 void TestReader::listsImages_data()
