@@ -39,15 +39,24 @@ bool AtomicFile::open()
 
 bool AtomicFile::write(const char *bytes, qint64 size)
 {
-    return m_file.write(bytes, size) == size || fail(m_file.errorString());
+    // A disk that fills up takes a part first and says why with the rest.
+    while (size > 0) {
+        const qint64 count = m_file.write(bytes, size);
+        if (count <= 0)
+            return fail(m_file.errorString());
+        bytes += count;
+        size -= count;
+    }
+    return true;
 }
 
 bool AtomicFile::overwrite(qint64 offset, const QByteArray &bytes)
 {
     const qint64 end = m_file.pos();
-    if (!m_file.seek(offset) || m_file.write(bytes) != bytes.size() || !m_file.seek(end))
+    if (!m_file.seek(offset))
         return fail(m_file.errorString());
-    return true;
+    return write(bytes.constData(), bytes.size()) &&
+           (m_file.seek(end) || fail(m_file.errorString()));
 }
 
 bool AtomicFile::commit()
