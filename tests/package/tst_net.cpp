@@ -22,7 +22,7 @@ NetMergePlan plan(const QByteArray &package, const QByteArray &file,
                   const QString &release = QString())
 {
     BytesSource source(package);
-    return planNetMerge(source, parseNetImage(file), QStringLiteral("/tmp/net.bin"), release);
+    return planNetMerge(source, parseNetImage(file), QStringLiteral("images/net.bin"), release);
 }
 
 /** The merged package, empty when anything refused it. */
@@ -235,7 +235,7 @@ void TestNet::addsAnEntry()
     QCOMPARE(description.version, QStringLiteral("1.0.12"));
     const QByteArray entry =
         R"({"chip_quanity":"1","chip_type":"33","mcus":[{"mcu_type":"0","pcbs":[)"
-        R"({"fw_file":"/tmp/net.bin","name":"NET","pcb_version":"0","speciality":"",)"
+        R"({"fw_file":"images/net.bin","name":"NET","pcb_version":"0","speciality":"",)"
         R"("ver1":"2","ver2":"07","ver3":"00"}]}],"name":"NET"})";
     QVERIFY(description.json.contains(entry));
     BytesSource source(merged);

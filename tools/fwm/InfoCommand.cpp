@@ -66,7 +66,7 @@ QString imagesText(const PackageContents &contents)
 {
     QVector<QStringList> rows{{QStringLiteral("#"), QStringLiteral("Name"), QStringLiteral("Chip"),
                                QStringLiteral("Qty"), QStringLiteral("MCU"), QStringLiteral("PCB"),
-                               QStringLiteral("Spec"), QStringLiteral("Version"),
+                               QStringLiteral("Speciality"), QStringLiteral("Version"),
                                QStringLiteral("Offset"), QStringLiteral("Size"),
                                QStringLiteral("SHA-256")}};
     for (int index = 0; index < contents.images.size(); ++index) {
