@@ -147,7 +147,7 @@ class TestConsole(world.World):
             with self.subTest(line=line):
                 self.client.send_raw(line + b"\r\n")
                 self.client.expect([UNKNOWN])
-        self.client.send_raw(b"UpgradeDatas||\r\n")
+        self.arrives(b"UpgradeDatas||\r\n")
         self.client.sync()
 
     def test_endless_line(self):

@@ -161,7 +161,7 @@ class TestSilence(world.World):
         """A bad checksum is healed by its right byte; without it, by the retry."""
         client = self.begin("bad-checksum:word=model-name,count=once",
                             "silent:word=bootcode,count=once")
-        self.simulator.wait_for_frames(3)
+        self.simulator.wait_for_frames(3, 20)
         spoiled = frames.frame(frames.REPLY, frames.BOOTCODE, bytes([1, 0, 1, 0, 1, 0, 1]))
         os.write(world.MASTER, spoiled[:-1] + b"\0\1" + spoiled[-1:])
         client.expect(
