@@ -213,6 +213,7 @@ private:
     // Link management
     void openSerialLink();
     void adoptLink(Link kind);
+    void makeNetworkLink();
     static Link configuredLink();
     bool linkIsOpen() const;
 

@@ -76,20 +76,24 @@ void ControlCenter::disconnected()
 
 void ControlCenter::connectNet(QString IP, int port)
 {
-    if (m_network == nullptr) {
-        m_network = m_links.network(this);
-        connect(m_network, &CoreTelnet::connected, this, [this] {
-            m_linkDown = false;
-            adoptLink(Link::Network);
-            emit netconnected();
-        });
-        connect(m_network, &CoreTelnet::disconnected, this, &ControlCenter::netdisconnected);
-        m_network->setFrameHook([](const QByteArray &frame) {
-            link::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()),
-                            frame.size());
-        });
-    }
+    makeNetworkLink();
     m_network->connectTo(IP, quint16(port));
+}
+
+void ControlCenter::makeNetworkLink()
+{
+    if (m_network != nullptr)
+        return;
+    m_network = m_links.network(this);
+    connect(m_network, &CoreTelnet::connected, this, [this] {
+        m_linkDown = false;
+        adoptLink(Link::Network);
+        emit netconnected();
+    });
+    connect(m_network, &CoreTelnet::disconnected, this, &ControlCenter::netdisconnected);
+    m_network->setFrameHook([](const QByteArray &frame) {
+        link::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
+    });
 }
 
 ControlCenter::Link ControlCenter::configuredLink()
@@ -113,8 +117,8 @@ void ControlCenter::adoptLink(Link kind)
 {
     if (kind == Link::Serial && m_serial == nullptr)
         m_serial = m_links.serial(this);
-    if (kind == Link::Network && m_network == nullptr)
-        kind = Link::None;
+    if (kind == Link::Network)
+        makeNetworkLink();
     if (m_serial != nullptr)
         m_serial->disconnect(SIGNAL(signalReceiveDatas(QByteArray)));
     if (m_network != nullptr)
