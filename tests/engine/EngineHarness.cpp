@@ -78,11 +78,14 @@ void FakeCOMQ::deliver(const QByteArray &bytes)
 }
 
 EngineHarness::EngineHarness(const DeviceDescription &description,
-                             const std::optional<Shell> &shell)
+                             const std::optional<Shell> &shell,
+                             const std::optional<TimeOuts> &timeOuts)
     : device(description), m_platform(scaledPlatform(m_dir.path()))
 {
     if (shell)
         m_platform.shell = *shell;
+    if (timeOuts)
+        m_platform.timeOuts = *timeOuts;
     LinkFactory links;
     links.serial = [this](QObject *parent) { return link = new FakeCOMQ(device, parent); };
     engine = std::make_unique<ControlCenter>(m_platform, links);

@@ -63,7 +63,8 @@ class EngineHarness : public QObject
 
 public:
     explicit EngineHarness(const DeviceDescription &description,
-                           const std::optional<Shell> &shell = std::nullopt);
+                           const std::optional<Shell> &shell = std::nullopt,
+                           const std::optional<TimeOuts> &timeOuts = std::nullopt);
 
     static DeviceDescription twoMcus();
     static Platform scaledPlatform(const QString &dir);
