@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/EngineHarness.h"
+#include "engine/TestPackage.h"
+
+/** A chip of a test device; its name, place and version are what tests care about. */
+inline ChipDescription testChip(const char *name, int type, int index, const char *version,
+                                int mcuType = 1)
+{
+    ChipDescription chip;
+    chip.name = QString::fromLatin1(name);
+    chip.chipType = quint8(type);
+    chip.chipIndex = quint8(index);
+    chip.mcuType = quint8(mcuType);
+    chip.version = *ChipVersion::parse(QString::fromLatin1(version));
+    return chip;
+}
+
+/** The image for such a chip, one block long. */
+inline TestImage testImage(const char *name, int type, QVector<int> version, int mcuType = 1,
+                           int size = 256)
+{
+    TestImage image;
+    image.name = QString::fromLatin1(name);
+    image.chipType = type;
+    image.mcuType = mcuType;
+    image.version = std::move(version);
+    image.bytes = patternImage(size, type + mcuType);
+    return image;
+}
+
+/** A harness for any device and package. */
+struct Scenario : EngineHarness
+{
+    Scenario(const QVector<ChipDescription> &chips, const QVector<TestImage> &images,
+             const QString &release = QStringLiteral("1.0.12"))
+        : EngineHarness(deviceOf(chips))
+    {
+        setPackage(makePackage(images, QStringLiteral("HX-8"), release));
+    }
+
+    static DeviceDescription deviceOf(const QVector<ChipDescription> &chips)
+    {
+        DeviceDescription description = twoMcus();
+        description.chips = chips;
+        return description;
+    }
+
+    bool succeeded() const { return lines.endsWith(QStringLiteral("APPSTATUS|6")); }
+
+    /** The lines that hold `part`. */
+    QStringList with(const char *part) const { return lines.filter(QLatin1String(part)); }
+
+    /** How many frames of one command were sent. */
+    int count(const char *word) const { return sentWords().count(QLatin1String(word)); }
+};

@@ -1,0 +1,377 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/Scenario.h"
+
+#include <QtTest>
+
+namespace {
+
+const QVector<ChipDescription> mainAndAux{testChip("MAIN", 0, 0, "1.0.0"),
+                                          testChip("AUX", 1, 0, "1.2.0", 2)};
+
+} // namespace
+
+/** Which rows get which images, and what is said of it. */
+class TestPlanning : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void versionsDecide_data();
+    void versionsDecide();
+    void twoPartVersion();
+    void allEqualSetsNoVirtualVersion();
+    void packageWithoutRelease();
+    void fpgaRows();
+    void missingRecord();
+    void emptyImageIsNone();
+    void noFirmwareForTheChip();
+    void otherSpecialityIsSilent();
+    void fieldTwoIsTheChipIndex();
+    void rowNumberIsNoChipIndex();
+    void sameRowTwice();
+    void manyRows();
+    void hundredThousandRows();
+    void manyRowsThatAreSkipped();
+    void modeOneRows();
+    void modeOneWritesProductInformation();
+    void modeOneWithShortRows();
+    void emptyList();
+    void otherModes_data();
+    void otherModes();
+    void rowsWithOddTexts();
+};
+
+void TestPlanning::versionsDecide_data()
+{
+    QTest::addColumn<QVector<int>>("version");
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<bool>("sent");
+    QTest::newRow("newer") << QVector<int>{1, 10, 0}
+                           << "Firmware version V1.10.0 greater than the 'AUX' version V1.2.0, "
+                              "will upgrade."
+                           << true;
+    QTest::newRow("equal") << QVector<int>{1, 2, 0}
+                           << "Firmware version V1.2.0 equal to the 'AUX' version V1.2.0, will not "
+                              "upgrade."
+                           << false;
+    QTest::newRow("older") << QVector<int>{0, 200, 0}
+                           << "Firmware version V0.200.0 less than the 'AUX' version V1.2.0, will "
+                              "not upgrade."
+                           << false;
+}
+
+void TestPlanning::versionsDecide()
+{
+    QFETCH(QVector<int>, version);
+    QFETCH(QString, line);
+    QFETCH(bool, sent);
+    Scenario newer(mainAndAux, {testImage("AUX", 1, version, 2)});
+    QVERIFY(newer.run({"AUX,1,0"}, 2));
+    QVERIFY(newer.succeeded());
+    QCOMPARE(newer.with("Firmware version"), QStringList{line});
+    QCOMPARE(newer.results(1), QString(sent ? "1" : "2"));
+    QCOMPARE(newer.with("UPGRADERESULT").join(' '),
+             QStringLiteral("UPGRADERESULT|AUX,1,0,2,1,65,1,2,0,0,1,%1|%2")
+                 .arg(sent ? "1,1" : "0,2", sent ? "1" : "3"));
+    QCOMPARE(newer.count("7901:0"), sent ? 1 : 0);
+
+    // Mode 5 sends whatever is there and compares nothing.
+    Scenario forced(mainAndAux, {testImage("AUX", 1, version, 2)});
+    QVERIFY(forced.run({"AUX,1,0"}, 5));
+    QVERIFY(forced.succeeded());
+    QVERIFY(forced.with("Firmware version").isEmpty());
+    QCOMPARE(forced.results(1), QString("1"));
+}
+
+void TestPlanning::twoPartVersion()
+{
+    Scenario scenario({testChip("AUX", 1, 0, "1.2")}, {testImage("AUX", 1, {1, 2, 1})});
+    QVERIFY(scenario.run({"AUX,1,0"}, 2));
+    QCOMPARE(scenario.with("version is"),
+             QStringList{"Read 'AUX' version success, version is V1.2"});
+    QCOMPARE(scenario.with("Firmware version"),
+             QStringList{"Firmware version V1.2.1 greater than the 'AUX' version V1.2.0, will "
+                         "upgrade."});
+    QCOMPARE(scenario.with("UPGRADERESULT"),
+             QStringList{"UPGRADERESULT|AUX,1,0,1,1,65,1,2,,0,1,1,1|1"});
+}
+
+void TestPlanning::allEqualSetsNoVirtualVersion()
+{
+    Scenario scenario(mainAndAux,
+                      {testImage("MAIN", 0, {1, 0, 0}), testImage("AUX", 1, {1, 2, 0}, 2)});
+    QVERIFY(scenario.run({"MAIN,0,0", "AUX,1,0"}, 2));
+    QCOMPARE(scenario.results(2), QString("22"));
+    QCOMPARE(
+        scenario.lines.mid(scenario.lines.size() - 6),
+        QStringList({"Send reboot command.", "Start to reboot, please wait.", "Read product ID.",
+                     "Ignore to set virtual version.",
+                     "All firmware upgrade done, but did not upgrade any mcu.", "APPSTATUS|6"}));
+    QCOMPARE(scenario.count("7905"), 0);
+    QCOMPARE(scenario.device.rebootCount(), 1);
+    QCOMPARE(scenario.progress.last(), 0.0);
+}
+
+void TestPlanning::packageWithoutRelease()
+{
+    Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)}, QString());
+    QVERIFY(scenario.run({"AUX,1,0"}, 2));
+    QCOMPARE(scenario.results(1), QString("1"));
+    QVERIFY(scenario.lines.contains(QStringLiteral("Ignore to set virtual version.")));
+    QCOMPARE(scenario.count("7905"), 0);
+}
+
+/** An FPGA is asked for its version and nothing else. */
+void TestPlanning::fpgaRows()
+{
+    Scenario scenario({testChip("FPGA", 17, 0, "2.0"), testChip("F2", 18, 1, "2.0")},
+                      {testImage("FPGA", 17, {2, 1, 0}), testImage("F2", 18, {2, 0, 0})});
+    QVERIFY(scenario.run({"FPGA,17,0", "F2,18,1"}, 2));
+    QVERIFY(scenario.succeeded());
+    QCOMPARE(scenario.sentText(), QStringLiteral("F903 F902 F902 7900 7901:0 7902 F802 7905"));
+    QCOMPARE(scenario.with("FPGA, ignore"),
+             QStringList({"'FPGA' model is FPGA, ignore to read bootcode information.",
+                          "'F2' model is FPGA, ignore to read bootcode information."}));
+    QCOMPARE(scenario.with("UPGRADERESULT"),
+             QStringList({"UPGRADERESULT|FPGA,17,0,,,,2,0,,,,1,1|1",
+                          "UPGRADERESULT|F2,18,1,,,,2,0,,,,0,2|3"}));
+    QVERIFY(compareFlash(scenario.device.flash(17, 0), patternImage(256, 18)).equal);
+}
+
+/** The description speaks of an image that the package does not hold: the run goes on. */
+void TestPlanning::missingRecord()
+{
+    TestImage missing = testImage("MAIN", 0, {2, 0, 0});
+    missing.hasRecord = false;
+    Scenario scenario(mainAndAux, {missing, testImage("AUX", 1, {2, 0, 0}, 2)});
+    QVERIFY(scenario.run({"MAIN,0,0", "AUX,1,0"}, 5));
+    QVERIFY(scenario.succeeded());
+    QVERIFY(scenario.lines.contains(
+        QStringLiteral("No suitable firmware for 'MAIN' mcu in the firmware package.")));
+    QCOMPARE(scenario.results(2), QString("21"));
+    QCOMPARE(scenario.with("UPGRADERESULT").first(),
+             QStringLiteral("UPGRADERESULT|MAIN,0,0,1,1,65,1,0,0,0,1,1,2|2"));
+    QCOMPARE(scenario.count("7900"), 1);
+}
+
+void TestPlanning::emptyImageIsNone()
+{
+    Scenario scenario(mainAndAux, {testImage("AUX", 1, {2, 0, 0}, 2, 0)});
+    QVERIFY(scenario.run({"AUX,1,0"}, 5));
+    QVERIFY(scenario.succeeded());
+    QCOMPARE(scenario.with("No suitable"),
+             QStringList{"No suitable firmware for 'AUX' mcu in the firmware package."});
+    QCOMPARE(scenario.results(1), QString("2"));
+    QCOMPARE(scenario.count("7900"), 0);
+}
+
+void TestPlanning::noFirmwareForTheChip()
+{
+    Scenario scenario(mainAndAux, {testImage("MAIN", 0, {2, 0, 0})});
+    QVERIFY(scenario.run({"AUX,1,0", "MAIN,0,0"}, 2));
+    QVERIFY(scenario.succeeded());
+    const int at = scenario.lines.indexOf(
+        QStringLiteral("No suitable firmware for 'AUX' in the firmware package."));
+    QCOMPARE(scenario.lines.value(at - 1),
+             QStringLiteral("UPGRADERESULT|AUX,1,0,2,1,65,1,2,0,0,1,0,2|2"));
+    QCOMPARE(scenario.results(2), QString("21"));
+    // The item counts as finished: one of two.
+    QCOMPARE(scenario.progress.first(), 50.0);
+}
+
+/** Firmware for the chip, but for another board: told by the result alone. */
+void TestPlanning::otherSpecialityIsSilent()
+{
+    TestImage other = testImage("AUX", 1, {9, 0, 0}, 2);
+    other.speciality = 'B';
+    Scenario scenario(mainAndAux, {other});
+    QVERIFY(scenario.run({"AUX,1,0"}, 2));
+    QVERIFY(scenario.succeeded());
+    QVERIFY(scenario.with("No suitable").isEmpty());
+    QVERIFY(scenario.with("Firmware version").isEmpty());
+    QCOMPARE(scenario.with("UPGRADERESULT"),
+             QStringList{"UPGRADERESULT|AUX,1,0,2,1,65,1,2,0,0,1,0,2|2"});
+}
+
+/** A row made from a quantity asks for that chip index, whatever chip it means. */
+void TestPlanning::fieldTwoIsTheChipIndex()
+{
+    Scenario scenario({testChip("MAIN", 0, 0, "1.0.0"), testChip("MAIN", 0, 1, "1.0.0")},
+                      {testImage("MAIN", 0, {2, 0, 0})});
+    QVERIFY(scenario.run({"MAIN,0,1"}, 2));
+    QVERIFY(scenario.succeeded());
+    QCOMPARE(scenario.link->sent.at(1).toHex(), QByteArray("5a5ba50700000000f90001a5"));
+    QVERIFY(scenario.with("MAIN MCU running").isEmpty());
+    QVERIFY(scenario.with("restarting").isEmpty());
+    QVERIFY(scenario.device.flash(0, 0).isEmpty());
+    QCOMPARE(scenario.device.flash(0, 1).size(), 256);
+
+    Scenario main({testChip("MAIN", 0, 0, "1.0.0")}, {testImage("MAIN", 0, {2, 0, 0})});
+    QVERIFY(main.run({"MAIN,0,0"}, 2));
+    QCOMPARE(main.link->sent.at(1).toHex(), QByteArray("5a5ba50700000000f90000a6"));
+    QCOMPARE(main.with("restarting").size(), 1);
+}
+
+void TestPlanning::rowNumberIsNoChipIndex()
+{
+    Scenario scenario({testChip("A", 1, 1, "1.0.0"), testChip("B", 2, 0, "1.0.0")},
+                      {testImage("A", 1, {2, 0, 0}), testImage("B", 2, {2, 0, 0})});
+    QVERIFY(scenario.run({"A,1,1", "B,2,0"}, 2));
+    QVERIFY(scenario.succeeded());
+    QCOMPARE(scenario.results(2), QString("11"));
+    QCOMPARE(scenario.count("7900"), 2);
+    QCOMPARE(scenario.device.flash(1, 1).size(), 256);
+    QCOMPARE(scenario.device.flash(2, 0).size(), 256);
+}
+
+void TestPlanning::sameRowTwice()
+{
+    Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
+    QVERIFY(scenario.run({"AUX,1,0", "AUX,1,0"}, 5));
+    QVERIFY(scenario.succeeded());
+    QCOMPARE(scenario.results(2), QString("11"));
+    QCOMPARE(scenario.device.chip(1, 0)->flash.completedImages(), 2);
+}
+
+/** More rows than one byte counts. */
+void TestPlanning::manyRows()
+{
+    QStringList rows;
+    for (int i = 0; i < 300; ++i)
+        rows.append(QStringLiteral("AUX,1,0"));
+    Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
+    QVERIFY(scenario.run(rows, 5));
+    QVERIFY(scenario.succeeded());
+    QCOMPARE(scenario.results(300), QString(300, QLatin1Char('1')));
+    QCOMPARE(scenario.device.chip(1, 0)->flash.completedImages(), 300);
+    QCOMPARE(scenario.count("F900"), 300);
+    QCOMPARE(scenario.with("Write all firmware success.").size(), 1);
+}
+
+void TestPlanning::hundredThousandRows()
+{
+    QStringList rows;
+    for (int i = 0; i < 100'000; ++i)
+        rows.append(QStringLiteral("X,17,1"));
+    Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
+    const QByteArray version =
+        mcu::buildFrame(mcu::replyStart, {}, 0xF902, QByteArray("\x11\1\2\0", 4));
+    scenario.link->answerInstead = [&](const QByteArray &frame) {
+        const bool asksVersion = mcu::wordAt(frame, mcu::wordOffset) == 0xF902;
+        return QList<QByteArray>{asksVersion ? version : scenario.link->deviceAnswer(frame)};
+    };
+    scenario.engine->slotConnect(QStringLiteral("ttyS2"));
+    scenario.engine->uploadByMergeFW(scenario.packagePath(), rows, 5);
+    // The bootcode reads of all FPGAs are passed in one go.
+    QCOMPARE(scenario.with("ignore to read bootcode").size(), 100'000);
+    QVERIFY(scenario.waitForEnd(100'000));
+    QVERIFY(scenario.succeeded());
+    QCOMPARE(scenario.count("F902"), 100'000);
+    QCOMPARE(scenario.with("No suitable firmware for 'X' in the firmware package.").size(),
+             100'000);
+}
+
+/** Items that need nothing sent are passed without a turn of the event loop between them. */
+void TestPlanning::manyRowsThatAreSkipped()
+{
+    QStringList rows;
+    for (int i = 0; i < 100'000; ++i)
+        rows.append(QStringLiteral("X"));
+    Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
+    QVERIFY(scenario.run(rows, 1));
+    QCOMPARE(scenario.with("Invalid firmware list item(X). Check next item.").size(), 100'000);
+    QCOMPARE(scenario.count("7902"), 1);
+}
+
+void TestPlanning::modeOneRows()
+{
+    Scenario scenario(mainAndAux, {testImage("AUX", 1, {1, 0, 0}, 2)});
+    // Nine fields: type, PCB and speciality are the client's word, nothing is read.
+    QVERIFY(scenario.run({"AUX,1,0,2,1,65,9,9,9", "MAIN,0,0,1,1,65,9,9,9"}, 1));
+    QVERIFY(scenario.succeeded());
+    QCOMPARE(scenario.count("F900") + scenario.count("F902") + scenario.count("F903"), 0);
+    QCOMPARE(scenario.with("UPGRADERESULT"),
+             QStringList({"UPGRADERESULT|AUX,1,0,2,1,65,9,9,9,0,0,1,1|1",
+                          "UPGRADERESULT|MAIN,0,0,1,1,65,9,9,9,0,0,0,2|2"}));
+}
+
+/** Such a run ends with the records of its rows, and only then reports its success. */
+void TestPlanning::modeOneWritesProductInformation()
+{
+    Scenario scenario(mainAndAux,
+                      {testImage("MAIN", 0, {1, 0, 0}), testImage("AUX", 1, {1, 0, 0}, 2)});
+    QVERIFY(scenario.run({"AUX,1,0,2,1,65,9,9,9", "MAIN,0,0,1,1,65,9,9,9"}, 1));
+    const int reboot = scenario.lines.indexOf(QStringLiteral("Start to reboot, please wait."));
+    QCOMPARE(scenario.lines.mid(reboot + 1),
+             QStringList({"Read product ID.", "Start to write Product Information.",
+                          "Start to write 'AUX' product information.",
+                          "Write 'AUX' product information success.",
+                          "SETPIRESULT|AUX,1,0,2,1,65,9,9,9,0,0,1,1,0,0,0,0|1",
+                          "Start to write 'MAIN' product information.",
+                          "Write 'MAIN' product information success.",
+                          "SETPIRESULT|MAIN,0,0,1,1,65,9,9,9,0,0,1,1,0,0,0,0|1",
+                          "Write all product information done.", "APPSTATUS|6"}));
+    QCOMPARE(scenario.count("7905"), 0);
+    QCOMPARE(scenario.device.violationCount(), 0);
+}
+
+void TestPlanning::modeOneWithShortRows()
+{
+    Scenario scenario(mainAndAux, {testImage("AUX", 1, {1, 0, 0}, 2)});
+    QVERIFY(scenario.run({"NAME", "A,1", ""}, 1));
+    QCOMPARE(scenario.lines.mid(0, 5),
+             QStringList({"ConnectSuccess|ttyS2", "Firmware file checksum ok.",
+                          "Invalid firmware list item(NAME). Check next item.",
+                          "MCU 'A' chip type or chip index incorrect, upload next mcu",
+                          "Invalid firmware list item(). Check next item."}));
+    QVERIFY(scenario.lines.contains(QStringLiteral("Send reboot command.")));
+    QVERIFY(scenario.lines.endsWith(QStringLiteral("APPSTATUS|6")));
+}
+
+void TestPlanning::emptyList()
+{
+    // Nothing was decided, so nothing is rebooted.
+    Scenario images(mainAndAux, {});
+    QVERIFY(images.run({}, 1));
+    QCOMPARE(images.lines, QStringList({"ConnectSuccess|ttyS2", "Firmware file checksum ok."}));
+    QVERIFY(images.link->sent.isEmpty());
+
+    // Here the empty reads lead to an empty version check, as the reads of any list do.
+    Scenario forced(mainAndAux, {});
+    QVERIFY(forced.run({}, 5));
+    QCOMPARE(forced.sentText(), QStringLiteral("7902 F802"));
+    QVERIFY(forced.succeeded());
+}
+
+void TestPlanning::otherModes_data()
+{
+    QTest::addColumn<int>("mode");
+    for (const int mode : {-1, 0, 3, 4, 6, 1000})
+        QTest::newRow(qPrintable(QString::number(mode))) << mode;
+}
+
+void TestPlanning::otherModes()
+{
+    QFETCH(int, mode);
+    Scenario scenario(mainAndAux, {testImage("AUX", 1, {1, 0, 0}, 2)});
+    QVERIFY(scenario.run({"AUX,1,0"}, mode));
+    QCOMPARE(scenario.lines, QStringList({"ConnectSuccess|ttyS2", "Firmware file checksum ok."}));
+    QVERIFY(scenario.link->sent.isEmpty());
+    QVERIFY(!scenario.engine->runActive());
+}
+
+/** Names come from outside: what looks like a place in a text stays what it is. */
+void TestPlanning::rowsWithOddTexts()
+{
+    Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
+    QVERIFY(scenario.run({"%1%2 %7,1,0"}, 2));
+    QVERIFY(scenario.succeeded());
+    QVERIFY(scenario.lines.contains(
+        QStringLiteral("Read the bootcode information of '%1%2 %7' success.")));
+    QVERIFY(scenario.lines.contains(QStringLiteral(
+        "Firmware version V9.0.0 greater than the '%1%2 %7' version V1.2.0, will upgrade.")));
+    QVERIFY(scenario.lines.contains(QStringLiteral("Write firmware '%1%2 %7' success.")));
+}
+
+QTEST_GUILESS_MAIN(TestPlanning)
+#include "tst_planning.moc"
