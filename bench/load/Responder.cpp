@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "load/Responder.h"
+
+#include <algorithm>
+#include <thread>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/** Start bit, eight data bits, stop bit. */
+constexpr long long bitsPerByte = 10;
+/** The last stretch of a wait is spent awake, since a wake-up would come late. */
+constexpr auto awake = 300us;
+
+void waitUntil(Nanoseconds due)
+{
+    const auto rest = due - now();
+    if (rest > awake)
+        std::this_thread::sleep_for(rest - awake);
+    while (now() < due) {
+    }
+}
+
+} // namespace
+
+Responder::Responder(Pty &pty, Peer &peer, Settings settings)
+    : m_pty(pty), m_peer(peer), m_settings(settings), m_times(settings.warmUp)
+{
+}
+
+void Responder::run(const volatile bool &stop)
+{
+    if (!m_peer.greeting().isEmpty())
+        m_pty.write(m_peer.greeting());
+    while (!stop && !isDone()) {
+        if (const auto bytes = m_pty.read(m_settings.busyTime))
+            take(*bytes);
+    }
+}
+
+void Responder::take(const QByteArray &bytes)
+{
+    const auto time = now();
+    if (m_commandBytes == 0)
+        m_commandStarted = time;
+    m_commandBytes += bytes.size();
+    m_hostBytes += bytes.size();
+    m_hostEnd = std::max(m_hostEnd, time) + wireTime(bytes.size());
+    const auto answers = m_peer.take(bytes);
+    for (const PeerAnswer &peerAnswer : answers) {
+        if (peerAnswer.acknowledgesBlock)
+            m_times.blockArrived(m_commandStarted, time);
+        answer(peerAnswer);
+    }
+    if (!answers.empty())
+        m_commandBytes = 0;
+}
+
+void Responder::answer(const PeerAnswer &answer)
+{
+    const auto start = std::max(m_hostEnd + answer.delay, m_deviceEnd);
+    m_deviceEnd = start + wireTime(answer.bytes.size());
+    if (m_settings.baudRate > 0 || answer.delay > 0ms)
+        waitUntil(m_deviceEnd);
+    const bool warm = m_times.warmedUp();
+    const auto time = now();
+    m_pty.write(answer.bytes);
+    m_deviceBytes += answer.bytes.size();
+    if (answer.acknowledgesBlock)
+        m_times.acknowledged(time, wireTime(m_commandBytes + answer.bytes.size()));
+    else
+        m_times.otherExchange();
+    if (!warm && m_times.warmedUp() && m_warmedUp)
+        m_warmedUp();
+}
+
+Nanoseconds Responder::wireTime(long long bytes) const
+{
+    if (m_settings.baudRate == 0)
+        return Nanoseconds(0);
+    return Nanoseconds(std::chrono::seconds(bytes * bitsPerByte)) / m_settings.baudRate;
+}

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "load/BlockTimes.h"
+#include "load/Peer.h"
+#include "load/Pty.h"
+
+#include <functional>
+
+/**
+ * Plays a peer on a pseudo-terminal and takes the sender's times. With a baud rate, both ways take
+ * the time they take on a serial line: what a host writes counts as arrived when its last bit
+ * would have, and an answer comes out when its last bit would have been sent.
+ */
+class Responder
+{
+public:
+    struct Settings
+    {
+        /** 0: as fast as the machine. */
+        int baudRate = 0;
+        /** How long it waits busily for the next block. */
+        Nanoseconds busyTime{0};
+        /** How many blocks end it; 0: none do. */
+        int blocks = 0;
+        int warmUp = 0;
+    };
+
+    Responder(Pty &pty, Peer &peer, Settings settings);
+
+    /** Called once, when the blocks start to count. */
+    void setWarmedUp(std::function<void()> warmedUp) { m_warmedUp = std::move(warmedUp); }
+
+    /** Until the blocks are there or `stop` becomes true. */
+    void run(const volatile bool &stop);
+
+    const BlockTimes &times() const { return m_times; }
+    long long hostBytes() const { return m_hostBytes; }
+    long long deviceBytes() const { return m_deviceBytes; }
+
+private:
+    void take(const QByteArray &bytes);
+    void answer(const PeerAnswer &answer);
+    Nanoseconds wireTime(long long bytes) const;
+    bool isDone() const { return m_settings.blocks > 0 && m_times.blocks() >= m_settings.blocks; }
+
+    Pty &m_pty;
+    Peer &m_peer;
+    Settings m_settings;
+    BlockTimes m_times;
+    std::function<void()> m_warmedUp;
+    /** When the first byte of the command in hand came, and how many it has so far. */
+    Nanoseconds m_commandStarted{0};
+    long long m_commandBytes = 0;
+    Nanoseconds m_hostEnd{0};
+    Nanoseconds m_deviceEnd{0};
+    long long m_hostBytes = 0;
+    long long m_deviceBytes = 0;
+};
