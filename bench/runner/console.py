@@ -1,0 +1,123 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The console's side: heartbeats, the package check, EDID reports, memory, start and rest."""
+
+import os
+import socket
+import statistics
+import time
+
+from runner import process_state
+from runner.figures import MIB, Sample
+from runner.packages import AUX, write_package
+from runner.programs import (AGENT_PORT, PACKAGE, PROJECT, QT_PORT, agent, epoll_server, line_load,
+                             program, qt_server, redis, times)
+
+SERVERS = {"agent": agent, "qt": qt_server, "redis": redis, "epoll": epoll_server}
+EDID = os.path.join(PROJECT, "tests", "edid", "data", "v4l-lg-oled-c9-hdmi.bin")
+MANY_CLIENTS = 1000
+
+
+def load_all(names, clients, depth, seconds):
+    """Loads the servers one after the other."""
+    loads = {}
+    for name in names:
+        with SERVERS[name]() as server:
+            loads[name] = line_load(server.port, clients=clients, depth=depth, seconds=seconds)
+    return loads
+
+
+def rates(loads, clients, depth):
+    """The agent's rate against every other server's."""
+    prefix = f"rate-{clients}-{depth}" if clients == 1 else f"rate-{clients}"
+    return {f"{prefix}-{name}": Sample(loads["agent"]["rate"], load["rate"])
+            for name, load in loads.items() if name != "agent"}
+
+
+def measure_heartbeats(scale):
+    """Replies per second, few clients and many."""
+    samples = {}
+    for depth in (1, 16):
+        loads = load_all(("agent", "qt", "redis", "epoll"), 1, depth, scale)
+        samples |= rates(loads, 1, depth)
+    for clients in (50, 500):
+        samples |= rates(load_all(("agent", "redis"), clients, 1, scale), clients, 1)
+    loads = load_all(("agent", "redis", "epoll"), MANY_CLIENTS, 1, 2 * scale)
+    samples |= rates(loads, MANY_CLIENTS, 1)
+    samples["p99-1000-redis"] = Sample(loads["agent"]["p99_ns"], loads["redis"]["p99_ns"])
+    return samples
+
+
+def measure_check(scale):
+    """A whole package is read and its checksum taken before its list is shown."""
+    passes = 3
+    size = int(256e6 * scale)
+    if not os.path.exists(PACKAGE) or os.path.getsize(PACKAGE) < size:
+        write_package(PACKAGE, (AUX, size))
+    checker = program("zlib-checksum")
+    peer = statistics.median(times(checker, PACKAGE, str(passes)))
+    reading = statistics.median(times(checker, PACKAGE, str(passes), "--only-read"))
+    with agent() as server:
+        before = process_state.resident(server.pid)
+        process_state.forget_peak(server.pid)
+        own = statistics.median(times(program("round-trips"), "--port", str(AGENT_PORT),
+                                      "--count", str(passes), "--request", "GETFIRMWARELIST"))
+        growth = process_state.peak(server.pid) - before
+    os.remove(PACKAGE)
+    # Speeds: the time of the other over the agent's.
+    return {"check": Sample(peer, own), "check-reading": Sample(reading, own),
+            "check-growth": Sample(growth / MIB)}
+
+
+def measure_parse_edid(scale):
+    """A report over the console, against the field's own program for the same dump."""
+    with open(EDID, "rb") as file:
+        dump = file.read()
+    with agent():
+        own = times(program("round-trips"), "--port", str(AGENT_PORT),
+                    "--count", str(max(int(500 * scale), 10)),
+                    "--request", "PARSEEDID||" + dump.hex(" "))
+    peer = times(program("process-timer"), "--count", str(max(int(50 * scale), 3)),
+                 "edid-decode", EDID)
+    return {"parse-edid": Sample(statistics.median(own), statistics.median(peer))}
+
+
+def memory(make_server, clients):
+    """Bytes in use once all clients are connected and have been answered."""
+    with make_server() as server:
+        sockets = [socket.create_connection(("127.0.0.1", server.port)) for _ in range(clients)]
+        for one in sockets:
+            one.sendall(b"HEARTBEAT\r\n")
+        for one in sockets:
+            if one.recv(64) != b"HEARTBEAT\r\n":
+                raise ValueError("another reply than expected")
+        used = process_state.resident(server.pid)
+        for one in sockets:
+            one.close()
+    return used
+
+
+def measure_memory(_scale):
+    """Memory at rest, and with many clients."""
+    return {"memory-rest": Sample(memory(agent, 0), memory(qt_server, 0)),
+            "memory-1000": Sample(memory(agent, MANY_CLIENTS), memory(qt_server, MANY_CLIENTS))}
+
+
+def measure_start(scale):
+    """From the start of the process to the first connection."""
+    count = str(max(int(20 * scale), 3))
+    timer = program("process-timer")
+    own = times(timer, "--count", count, "--listens-on", str(AGENT_PORT), program("upgrade-agent"))
+    framework = times(timer, "--count", count, "--listens-on", str(QT_PORT), "--",
+                      program("qt-server"), str(QT_PORT))
+    return {"start": Sample(statistics.median(own), statistics.median(framework))}
+
+
+def measure_rest(scale):
+    """What an agent costs that nobody asks for anything."""
+    seconds = max(3 * scale, 0.5)
+    with agent() as server:
+        time.sleep(0.5)
+        before = process_state.processor_time(server.pid)
+        time.sleep(seconds)
+        used = process_state.processor_time(server.pid) - before
+    return {"cpu-rest": Sample(used * 1e6 / seconds)}

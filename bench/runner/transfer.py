@@ -1,0 +1,123 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Images on the serial line: time, processor, memory."""
+
+import os
+
+from runner import process_state
+from runner.figures import MIB, Sample
+from runner.packages import AUX, BLOCK, write_package
+from runner.programs import (DEVICES, PACKAGE, SERIAL_DEVICE, Console, Failure, Responder, agent,
+                             line_load, program)
+
+DEVICE = os.path.join(DEVICES, "six-chips.json")
+CHIP = ("1", "0")
+ROW = "AUX,1,0"
+BAUD = 57600
+XMODEM_BLOCK = 1024
+WARM_UP = 64
+PACED_WARM_UP = 4
+# The responder waits busily for the next block of a paced transfer: its own wake-up from a sleep
+# of 49 ms would otherwise count as the sender's time.
+BUSY_MICROSECONDS = 3000
+HEARTBEAT_PAUSE = 500
+
+
+def paced(blocks):
+    """A responder's arguments for a line of the device's speed."""
+    return ["--blocks", blocks, "--warm-up", PACED_WARM_UP, "--baud", BAUD,
+            "--busy", BUSY_MICROSECONDS]
+
+
+def unpaced(blocks):
+    """A responder's arguments for a line as fast as the machine."""
+    return ["--blocks", blocks, "--warm-up", WARM_UP]
+
+
+def by_agent(arguments, blocks, seen_of=None):
+    """Lets a fresh agent write one image; what the responder saw."""
+    write_package(PACKAGE, (AUX, blocks * BLOCK))
+    with agent() as server:
+        before = process_state.resident(server.pid)
+        process_state.forget_peak(server.pid)
+        with Responder(*arguments, "--sender", server.pid, device=DEVICE) as responder, \
+                Console() as console:
+            console.upgrade(ROW)
+            seen = responder.result()
+            seen["growth"] = process_state.peak(server.pid) - before - blocks * BLOCK
+            if seen_of:
+                seen_of(console)
+    return seen
+
+
+def by_reference(name, arguments, blocks):
+    """Lets a reference sender write as much."""
+    command = [program(name), SERIAL_DEVICE, *CHIP, blocks]
+    with Responder(*arguments, device=DEVICE, command=command) as responder:
+        return responder.result()
+
+
+def by_sx(size):
+    """Lets sx send a file of the size; it needs no program of the device."""
+    blocks = size // XMODEM_BLOCK
+    path = "/tmp/image.bin"
+    with open(path, "wb") as file:
+        file.write(os.urandom(size))
+    with Responder("--blocks", blocks, "--warm-up", WARM_UP, "--stdio",
+                   command=["sx", "-k", "-q", path]) as responder:
+        return responder.result()
+
+
+def efficiency(seen):
+    """Wire time of the blocks over their actual time."""
+    return Sample(seen["wire_ns"], seen["actual_ns"])
+
+
+def measure_transfer(scale):
+    """The line's own speed."""
+    blocks = max(int(100 * scale), 2 * PACED_WARM_UP)
+    return {"transfer": efficiency(by_agent(paced(blocks), blocks)),
+            "transfer-poll": efficiency(by_reference("poll-sender", paced(blocks), blocks))}
+
+
+def measure_turnaround(scale):
+    """The sender's own time between two blocks."""
+    blocks = max(int(8192 * scale), 4 * WARM_UP)
+    seen = by_agent(unpaced(blocks), blocks)
+    framework = by_reference("qt-sender", unpaced(blocks), blocks)
+    limit = by_reference("poll-sender", unpaced(blocks), blocks)
+    xmodem = by_sx(max(int(4096 * scale), 4 * WARM_UP) * XMODEM_BLOCK)
+    return {
+        "turnaround-p50-qt": Sample(seen["p50_ns"], framework["p50_ns"]),
+        "turnaround-p50-sx": Sample(seen["p50_ns"], xmodem["p50_ns"]),
+        "turnaround-p50-poll": Sample(seen["p50_ns"], limit["p50_ns"]),
+        "turnaround-p99-qt": Sample(seen["p99_ns"], framework["p99_ns"]),
+        "cpu-block-qt": Sample(seen["cpu_ns"] / seen["counted"],
+                               framework["cpu_ns"] / framework["counted"]),
+        "upgrade-growth": Sample(seen["growth"] / MIB),
+    }
+
+
+def heartbeats_while_writing(arguments, blocks, seconds):
+    """The heartbeat's p99 while the image goes out, which must outlast the measurement."""
+    write_package(PACKAGE, (AUX, blocks * BLOCK))
+    with agent() as server, Responder(*arguments, "--sender", server.pid, device=DEVICE) as device, \
+            Console() as console:
+        console.upgrade(ROW)
+        console.read_until("Erase success.")
+        load = line_load(server.port, seconds=seconds, pause=HEARTBEAT_PAUSE)
+        if device.process.poll() is not None:
+            raise Failure("the image was written before the heartbeats ended")
+    return load["p99_ns"]
+
+
+def measure_heartbeats_while_writing(scale):
+    """A console client's waiting time while the engine works, against an idle engine."""
+    seconds = max(3 * scale, 0.3)
+    blocks_on_wire = int(seconds * 25) + 40
+    most_blocks = 65536
+    with agent() as server:
+        rest = line_load(server.port, seconds=seconds, pause=HEARTBEAT_PAUSE)["p99_ns"]
+    at_line_speed = heartbeats_while_writing(paced(blocks_on_wire), blocks_on_wire, seconds)
+    at_full_speed = heartbeats_while_writing(unpaced(most_blocks), most_blocks, seconds / 3)
+    return {"heartbeat-writing": Sample(at_line_speed, rest),
+            "heartbeat-unpaced": Sample(at_full_speed, rest)}
