@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "netupgrade/NetInstaller.h"
 
+#include "files/AtomicFile.h"
 #include "netupgrade/NetArchive.h"
 #include "netupgrade/NetTexts.h"
 #include "platform/Log.h"
-
-#include <QSaveFile>
 
 #include <utility>
 
@@ -85,8 +84,8 @@ void NetInstaller::perform(const NetInstallStep &step, const NetImage &header)
 void NetInstaller::writeVersion(const QByteArray &version, const QString &successLine)
 {
     // Written beside and renamed: a power cut leaves the old version or the new one, never half.
-    QSaveFile file(m_paths.netVersion);
-    if (file.open(QIODevice::WriteOnly) && file.write(version) == version.size() && file.commit()) {
+    AtomicFile file(m_paths.netVersion);
+    if (file.open() && file.write(version) && file.commit()) {
         say(successLine);
         return;
     }
