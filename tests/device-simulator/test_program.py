@@ -190,6 +190,22 @@ class TestProgram(unittest.TestCase):
         self.assertEqual(simulator.stderr(), text)
         self.assertRegex(text.splitlines()[0], r"^\d+\.\d{6} host   F903 model-name \| 5a5b")
 
+    def test_replay(self):
+        """A recorded run answers like the device did."""
+        simulator = self.start()
+        fd = self.open_link()
+        self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
+        os.close(fd)
+        simulator.stop()
+        with subprocess.Popen([PROGRAM, "--replay", simulator.trace_file, "--pty-link",
+                               self.link], stdout=subprocess.PIPE, text=True) as replay:
+            self.assertEqual(replay.stdout.readline(), f"ready {self.link}\n")
+            fd = self.open_link()
+            self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
+            os.close(fd)
+            replay.terminate()
+        self.assertEqual(replay.returncode, 0)
+
     def test_usage(self):
         def run(*arguments):
             return subprocess.run([PROGRAM, *arguments], capture_output=True, text=True,
@@ -200,6 +216,8 @@ class TestProgram(unittest.TestCase):
             json.dump(DEVICE, file)
         for wrong in ((), ("--device", device), ("--device", device, "--fd", "x"),
                       ("--device", device, "--fd", "-1"),
+                      ("--device", device, "--replay", device, "--fd", "3"),
+                      ("--replay", device, "--fd", "3", "--fault", "silent"),
                       ("--device", device, "--fd", "3", "--listen", "127.0.0.1:1"),
                       ("--device", device, "--listen", "nowhere"),
                       ("--device", device, "--pty-link", "x", "--baud", "fast"),

@@ -73,7 +73,7 @@ public:
         if (!value.isUndefined() && !value.isArray())
             fail(key, QStringLiteral("must be an array"));
         QVector<ObjectReader> readers;
-        for (const QJsonValue &item : value.toArray()) {
+        for (const auto &item : value.toArray()) {
             if (!item.isObject())
                 fail(key, QStringLiteral("must hold objects"));
             readers.append(

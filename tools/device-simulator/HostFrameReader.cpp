@@ -82,7 +82,7 @@ void HostFrameReader::flushStray()
 
 QByteArray HostFrameReader::dropHalfFrame()
 {
-    const QByteArray half = isMidFrame() ? m_assembler.frame() : QByteArray();
+    QByteArray half = isMidFrame() ? m_assembler.frame() : QByteArray();
     m_assembler.reset();
     return half;
 }

@@ -19,6 +19,7 @@ struct OptionRow
 // clang-format off
 const OptionRow rows[] = {
     {"device",       "FILE",         "The device to play, a JSON file."},
+    {"replay",       "TRACE",        "Answer as a device once did, from its recorded trace."},
     {"pty-link",     "PATH",         "Make a pseudo-terminal and a link to it at PATH."},
     {"fd",           "N",            "Use the open descriptor N (a pseudo-terminal's master or a socket)."},
     {"listen",       "ADDRESS:PORT", "Listen for the host over TCP."},
@@ -86,6 +87,7 @@ QString readValues(const QCommandLineParser &parser, Options &options)
         return QStringLiteral("--%1: cannot read '%2'").arg(QLatin1String(name), value(name));
     };
     options.devicePath = value("device");
+    options.replayPath = value("replay");
     options.ptyLink = value("pty-link");
     options.tracePath = value("trace");
     options.controlPath = value("control");
@@ -106,8 +108,12 @@ QString readValues(const QCommandLineParser &parser, Options &options)
         return wrong("baud");
     if (!parser.positionalArguments().isEmpty())
         return QStringLiteral("unexpected '%1'").arg(parser.positionalArguments().first());
-    if (options.devicePath.isEmpty())
-        return QStringLiteral("--device is missing");
+    if (options.devicePath.isEmpty() == options.replayPath.isEmpty())
+        return QStringLiteral("give one of --device and --replay");
+    for (const char *name : {"fault", "trace", "control", "save-flash", "print-frames"}) {
+        if (isSet("replay") && isSet(name))
+            return QStringLiteral("--%1 needs --device").arg(QLatin1String(name));
+    }
     if (int(isSet("pty-link")) + int(isSet("fd")) + int(isSet("listen")) != 1)
         return QStringLiteral("give one of --pty-link, --fd and --listen");
     return readFaults(parser.values(QStringLiteral("fault")), options);

@@ -13,7 +13,9 @@
 /** The command line of device-simulator. */
 struct Options
 {
+    /** Exactly one of these two says what to play. */
     QString devicePath;
+    QString replayPath;
     /** Exactly one of these three says where the host is. */
     QString ptyLink;
     std::optional<int> fd;

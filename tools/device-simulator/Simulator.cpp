@@ -30,6 +30,19 @@ QString Simulator::readDevice()
     return {};
 }
 
+QString Simulator::readReplay()
+{
+    QFile file(m_options.replayPath);
+    if (!file.open(QIODevice::ReadOnly))
+        return QStringLiteral("%1: %2").arg(m_options.replayPath, file.errorString());
+    QString error;
+    auto replay = ReplayDevice::fromTrace(file.readAll(), &error);
+    if (!replay)
+        return QStringLiteral("%1: %2").arg(m_options.replayPath, error);
+    m_replay = std::make_unique<ReplayDevice>(std::move(*replay));
+    return {};
+}
+
 QString Simulator::openTrace()
 {
     if (!m_options.tracePath.isEmpty()) {
@@ -77,8 +90,9 @@ QString Simulator::openControl()
 
 QString Simulator::start()
 {
-    QString error = readDevice();
-    if (error.isEmpty())
+    const bool isReplay = !m_options.replayPath.isEmpty();
+    QString error = isReplay ? readReplay() : readDevice();
+    if (error.isEmpty() && !isReplay)
         error = openTrace();
     if (!error.isEmpty())
         return error;
@@ -86,7 +100,10 @@ QString Simulator::start()
     if (!m_port->open(&error))
         return error;
     QObject::connect(m_port.get(), &DevicePort::closed, qApp, &QCoreApplication::quit);
-    m_wire = std::make_unique<Wire>(*m_port, *m_device, m_options.baudRate);
+    const auto device = [this](const QByteArray &bytes) {
+        return m_device ? m_device->receive(bytes) : m_replay->receive(bytes);
+    };
+    m_wire = std::make_unique<Wire>(*m_port, device, m_options.baudRate);
     return openControl();
 }
 

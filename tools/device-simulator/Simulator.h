@@ -4,6 +4,7 @@
 #include "device-simulator/ControlServer.h"
 #include "device-simulator/DevicePort.h"
 #include "device-simulator/Options.h"
+#include "device-simulator/ReplayDevice.h"
 #include "device-simulator/SimulatedDevice.h"
 #include "device-simulator/Wire.h"
 
@@ -30,13 +31,16 @@ public:
 
 private:
     QString readDevice();
+    QString readReplay();
     QString openTrace();
     QString openControl();
     std::unique_ptr<DevicePort> makePort() const;
 
     Options m_options;
     QFile m_traceFile;
+    /** One of these two plays the device. */
     std::unique_ptr<SimulatedDevice> m_device;
+    std::unique_ptr<ReplayDevice> m_replay;
     std::unique_ptr<DevicePort> m_port;
     std::unique_ptr<Wire> m_wire;
     std::unique_ptr<ControlCommands> m_commands;

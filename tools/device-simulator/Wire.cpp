@@ -5,6 +5,7 @@
 #include <ctime>
 #include <sys/timerfd.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -13,10 +14,10 @@ constexpr int bitsPerByte = 10;
 
 } // namespace
 
-Wire::Wire(DevicePort &port, SimulatedDevice &device, int baudRate, QObject *parent)
+Wire::Wire(DevicePort &port, Device device, int baudRate, QObject *parent)
     : QObject(parent),
       m_port(port),
-      m_device(device),
+      m_device(std::move(device)),
       m_byteTime(baudRate == 0 ? Time(0) : Time(std::chrono::seconds(bitsPerByte)) / baudRate),
       m_timerFd(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)),
       m_timer(m_timerFd, QSocketNotifier::Read)
@@ -51,7 +52,7 @@ void Wire::onReceived(const QByteArray &bytes)
         return;
     m_hostEnd = std::max(m_hostEnd, now()) + durationOf(bytes.size());
     const Time commandEnd = m_hostEnd;
-    for (const DeviceAnswer &answer : m_device.receive(bytes))
+    for (const DeviceAnswer &answer : m_device(bytes))
         schedule(answer, commandEnd);
     sendDue();
 }

@@ -9,6 +9,7 @@
 #include <QVector>
 
 #include <chrono>
+#include <functional>
 
 /**
  * Carries bytes between port and device, at the speed of a serial line when one is given: the
@@ -20,8 +21,11 @@ class Wire : public QObject
     Q_OBJECT
 
 public:
+    /** Takes what a host sends and returns what the device answers. */
+    using Device = std::function<QVector<DeviceAnswer>(const QByteArray &bytes)>;
+
     /** `baudRate` 0 means unpaced. */
-    Wire(DevicePort &port, SimulatedDevice &device, int baudRate, QObject *parent = nullptr);
+    Wire(DevicePort &port, Device device, int baudRate, QObject *parent = nullptr);
     ~Wire() override;
 
     /** A wire that is cut carries nothing either way. */
@@ -45,7 +49,7 @@ private:
     void armTimer();
 
     DevicePort &m_port;
-    SimulatedDevice &m_device;
+    Device m_device;
     Time m_byteTime{0};
     /** When the last byte of the host, and of the device, leaves the line. */
     Time m_hostEnd{0};
