@@ -14,5 +14,5 @@ void NetInstallJob::run()
     report.text = [this](const QString &line) { emit message({line}); };
     report.keyed = [this](const QStringList &list) { emit message(list); };
     report.progress = [this](double percent) { emit progress(percent); };
-    m_succeeded = NetInstaller(m_platform, report).install(NetInstallVariant::Blocks, m_header);
+    emit done(NetInstaller(m_platform, report).install(NetInstallVariant::Blocks, m_header));
 }

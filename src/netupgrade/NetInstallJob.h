@@ -16,12 +16,11 @@ class NetInstallJob : public QThread
 public:
     NetInstallJob(const Platform &platform, const NetImage &header, QObject *parent);
 
-    /** Valid after finished(). */
-    bool succeeded() const { return m_succeeded; }
-
 signals:
     void message(const QStringList &message);
     void progress(double percent);
+    /** The last signal; the thread ends behind it. */
+    void done(bool succeeded);
 
 protected:
     void run() override;
@@ -29,5 +28,4 @@ protected:
 private:
     Platform m_platform;
     NetImage m_header;
-    bool m_succeeded = false;
 };

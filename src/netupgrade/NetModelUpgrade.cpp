@@ -111,13 +111,13 @@ void NetModelUpgrade::install(const NetImage &header)
     connect(m_job, &NetInstallJob::message, this, &NetModelUpgrade::message);
     connect(m_job, &NetInstallJob::progress, this,
             [this](double percent) { emit slotProgressValueChanged(percent, 100); });
-    connect(m_job, &NetInstallJob::finished, this, &NetModelUpgrade::onInstallFinished);
+    connect(m_job, &NetInstallJob::done, this, &NetModelUpgrade::onInstallDone);
     m_job->start();
 }
 
-void NetModelUpgrade::onInstallFinished()
+void NetModelUpgrade::onInstallDone(bool succeeded)
 {
-    const bool succeeded = m_job->succeeded();
+    m_job->wait();
     m_job->deleteLater();
     if (!succeeded) {
         m_installing = false;

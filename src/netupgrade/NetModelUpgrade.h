@@ -59,7 +59,7 @@ private:
     void respond(const QByteArray &datas);
     void openGate();
     void install(const NetImage &header);
-    void onInstallFinished();
+    void onInstallDone(bool succeeded);
     void reboot();
 
     Platform m_platform;
