@@ -1,0 +1,374 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/Scenario.h"
+
+#include <QtTest>
+
+namespace {
+
+const QVector<ChipDescription> chips{testChip("MAIN", 0, 0, "1.0.0"),
+                                     testChip("AUX", 1, 0, "1.0.0", 2)};
+const QVector<TestImage> images{testImage("MAIN", 0, {2, 0, 0}), testImage("AUX", 1, {2, 0, 0}, 2)};
+const QStringList rows{"MAIN,0,0", "AUX,1,0"};
+
+QByteArray good()
+{
+    return makePackage(images);
+}
+
+/** A package with other JSON; the records stay away. */
+QByteArray withJson(const QByteArray &json, int claimedLength = -1)
+{
+    const int length = claimedLength < 0 ? json.size() : claimedLength;
+    QByteArray body("MTU\0\6", 5);
+    body.append(char(length & 0xFF)).append(char(length >> 8));
+    return withChecksum(body + json);
+}
+
+QByteArray bare(int version)
+{
+    const QByteArray current = good();
+    const int length = quint8(current.at(13)) + 256 * quint8(current.at(14));
+    QByteArray bytes("MTU");
+    bytes.append('\0').append(char(version));
+    bytes.append(current.mid(13, 2)).append(QByteArray(2, '\0'));
+    return bytes + current.mid(15, length);
+}
+
+QByteArray versionTwo()
+{
+    const QByteArray current = good();
+    return withChecksum(QByteArray("MTU\0\2", 5) + current.mid(13, 2) + QByteArray(2, '\0') +
+                        current.mid(15));
+}
+
+QByteArray checksumWrong()
+{
+    QByteArray package = good();
+    package[package.size() - 1] = char(package.at(package.size() - 1) ^ 1);
+    return package;
+}
+
+QByteArray checksumInCapitals()
+{
+    // Versions are tried until the checksum has a letter in it.
+    for (int release = 0; release < 1000; ++release) {
+        const QByteArray package =
+            makePackage(images, QStringLiteral("HX-8"), QString::number(release));
+        const QByteArray upper = package.left(8).toUpper();
+        if (upper != package.left(8))
+            return upper + package.mid(8);
+    }
+    qFatal("no checksum has a letter");
+}
+
+const QStringList connected{"ConnectSuccess|ttyS2"};
+const QString failedRow = QStringLiteral("UPGRADERESULT|MAIN,0,0,,,,,,,,,0,2|2");
+const QStringList failedRun{"APPSTATUS|2", failedRow};
+const QString checksumOk = QStringLiteral("Firmware file checksum ok.");
+
+} // namespace
+
+/** Every kind of package, asked for by a run and by a listing. */
+class TestPackages : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void runs_data();
+    void runs();
+    void runWithoutAFile();
+    void runWithoutAName();
+    void runWithAnUnreadableFile();
+    void newestVersionsStart();
+    void fileScheme();
+    void lists_data();
+    void lists();
+    void listsAMissingFile();
+    void failedListMarksTheRows();
+    void failedListKeepsNothing();
+    void listTellsTheFirmware();
+    void listDuringARunIsQuiet();
+    void runUsesItsOwnPackage();
+    void descriptionIsKeptForTheRun();
+};
+
+void TestPackages::runs_data()
+{
+    QTest::addColumn<QByteArray>("package");
+    QTest::addColumn<QStringList>("said");
+    const auto words = [](const char *text) { return QStringList{QString::fromLatin1(text)}; };
+    const QStringList ok{checksumOk};
+
+    QTest::newRow("checksum wrong") << checksumWrong() << failedRun;
+    QTest::newRow("checksum in capitals") << checksumInCapitals() << failedRun;
+    QTest::newRow("empty") << QByteArray() << failedRun;
+    QTest::newRow("8 bytes") << QByteArray("00000000") << failedRun;
+    QTest::newRow("9 bytes") << withChecksum("M")
+                             << ok + words("Invalid firmware file") + failedRun;
+    QTest::newRow("12 bytes") << withChecksum(QByteArray("MTU\0", 4))
+                              << ok + words("Invalid firmware file") + failedRun;
+    QTest::newRow("no magic") << withChecksum("MTX" + good().mid(11))
+                              << ok + words("Invalid firmware file") + failedRun;
+    for (const int version : {0, 1}) {
+        QTest::newRow(qPrintable(QStringLiteral("version %1").arg(version)))
+            << withVersion(good(), version)
+            << ok + words("Package version error, invalid firmware file") + failedRun;
+    }
+    for (const int version : {2, 3, 5}) {
+        QTest::newRow(qPrintable(QStringLiteral("version %1").arg(version)))
+            << withVersion(good(), version)
+            << ok + words("FWM file version error, must greater or equal to 6.") + failedRun;
+    }
+    // A stored checksum cannot begin with "MTU", so a bare package fails before its form is seen.
+    QTest::newRow("bare") << bare(6) << failedRun;
+}
+
+void TestPackages::runs()
+{
+    QFETCH(QByteArray, package);
+    QFETCH(QStringList, said);
+    Scenario scenario(chips, images);
+    scenario.setPackage(package);
+    for (const int mode : {1, 2, 5}) {
+        QVERIFY(scenario.run({"MAIN,0,0,,,,,,,,,0,0", "AUX,1,0,,,,,,,,,0,0"}, mode));
+        QVERIFY(scenario.link->sent.isEmpty());
+        QCOMPARE(scenario.with("APPSTATUS"), QStringList{"APPSTATUS|2"});
+    }
+    QVERIFY(scenario.run(rows, 2));
+    QVERIFY(sameTranscript(scenario.lines, connected + said));
+    QCOMPARE(scenario.results(2), QString("22"));
+    QVERIFY(!scenario.engine->runActive());
+    scenario.setPackage(good());
+    QVERIFY(scenario.run(rows, 2));
+    QVERIFY(scenario.succeeded());
+}
+
+/** The missing file is reported by its check and by the run: two ends for one run. */
+void TestPackages::runWithoutAFile()
+{
+    Scenario scenario(chips, images);
+    QVERIFY(QFile::remove(scenario.packagePath()));
+    QVERIFY(scenario.run(rows, 2));
+    QVERIFY(sameTranscript(scenario.lines,
+                           connected + QStringList{"APPSTATUS|2", "APPSTATUS|2", failedRow}));
+    QVERIFY(scenario.link->sent.isEmpty());
+    QVERIFY(!scenario.engine->runActive());
+}
+
+void TestPackages::runWithoutAName()
+{
+    Scenario scenario(chips, images);
+    scenario.engine->uploadByMergeFW(QString(), rows, 2);
+    QVERIFY(scenario.waitForEnd());
+    QVERIFY(sameTranscript(scenario.lines, failedRun));
+}
+
+void TestPackages::runWithAnUnreadableFile()
+{
+    Scenario scenario(chips, images);
+    QVERIFY(QFile::remove(scenario.packagePath()));
+    QVERIFY(QDir().mkdir(scenario.packagePath()));
+    QVERIFY(scenario.run(rows, 2));
+    QCOMPARE(scenario.lines.last(), failedRow);
+    QVERIFY(scenario.with("APPSTATUS").contains(QStringLiteral("APPSTATUS|2")));
+}
+
+/** A package of the future starts a run and is then found to hold nothing that can be read. */
+void TestPackages::newestVersionsStart()
+{
+    Scenario scenario(chips, images);
+    scenario.engine->getMergeFWJSON(scenario.packagePath());
+    scenario.setPackage(withVersion(good(), 7));
+    QVERIFY(scenario.run(rows, 2));
+    QVERIFY(sameTranscript(
+        scenario.lines,
+        connected + QStringList{checksumOk, "Read model name.",
+                                "Firmware Model Name is .\r\nDevice Model Name is HX-8.\r\n"
+                                "Model Name does not match, upgrade fail.",
+                                "APPSTATUS|7", "Erasing...", failedRow}));
+    QVERIFY(scenario.run(rows, 5));
+    QVERIFY(scenario.succeeded());
+    QCOMPARE(scenario.with("No suitable firmware"),
+             QStringList({"No suitable firmware for 'MAIN' in the firmware package.",
+                          "No suitable firmware for 'AUX' in the firmware package."}));
+    QCOMPARE(scenario.count("7900"), 0);
+}
+
+void TestPackages::fileScheme()
+{
+    Scenario scenario(chips, images);
+    scenario.engine->slotConnect(QStringLiteral("ttyS2"));
+    // Three slashes belong to the scheme; the path's own comes behind them.
+    const QString url = QStringLiteral("file:///") + scenario.packagePath();
+    scenario.engine->uploadByMergeFW(url, rows, 2);
+    QVERIFY(scenario.waitForEnd());
+    QVERIFY(scenario.succeeded());
+    QVERIFY(scenario.engine->getMergeFWJSON(url).startsWith(QLatin1Char('{')));
+}
+
+void TestPackages::lists_data()
+{
+    QTest::addColumn<QByteArray>("package");
+    QTest::addColumn<QStringList>("said");
+    QTest::addColumn<QString>("returned");
+
+    const QStringList model{"Model Name: HX-8", "Version: 1.0.12"};
+    const auto version = [](int number) {
+        return QStringList{QStringLiteral("Firmware package version: %1").arg(number)};
+    };
+    const QStringList ok{checksumOk};
+    const QString json = QStringLiteral("{");
+    const QString none;
+    for (const int number : {3, 4, 5, 6}) {
+        QTest::newRow(qPrintable(QStringLiteral("version %1").arg(number)))
+            << withVersion(good(), number) << ok + version(number) + model << json;
+    }
+    QTest::newRow("version 2") << versionTwo() << ok + version(2) + model << json;
+    QTest::newRow("bare") << bare(6) << version(6) + model << json;
+    QTest::newRow("bare, version 0") << bare(0) << version(0) + model << json;
+    for (const int number : {0, 1, 7, 255}) {
+        QTest::newRow(qPrintable(QStringLiteral("version %1").arg(number)))
+            << withVersion(good(), number)
+            << ok + QStringList{"Invalid firmware file, file head error."} << none;
+    }
+    QTest::newRow("checksum wrong") << checksumWrong() << QStringList{"APPSTATUS|2"}
+                                    << QStringLiteral("ERROR:Firmware file checksum error.");
+    QTest::newRow("checksum in capitals") << checksumInCapitals() << QStringList{"APPSTATUS|2"}
+                                          << QStringLiteral("ERROR:Firmware file checksum error.");
+    QTest::newRow("empty") << QByteArray() << QStringList{"APPSTATUS|2"}
+                           << QStringLiteral("ERROR:Firmware file checksum error.");
+    QTest::newRow("9 bytes") << withChecksum("M") << ok + QStringList{"Invalid firmware file"}
+                             << QStringLiteral("ERROR:Invalid firmware file");
+    QTest::newRow("no magic") << withChecksum("MTX" + good().mid(11))
+                              << ok + QStringList{"Invalid firmware file"}
+                              << QStringLiteral("ERROR:Invalid firmware file");
+    QTest::newRow("no JSON") << withJson("{") << ok + version(6) + QStringList{"Data struct error!"}
+                             << none;
+    QTest::newRow("a list") << withJson("[]") << ok + version(6) + QStringList{"Data struct error!"}
+                            << none;
+    QTest::newRow("JSON cut") << withJson("{\"model\": \"HX-8\"}", 500)
+                              << ok + version(6) +
+                                     QStringList{"Model Name: HX-8",
+                                                 "Version: ", "Data struct chips error!"}
+                              << none;
+    QTest::newRow("no chips") << withJson(R"({"model": "M", "version": "V"})")
+                              << ok + version(6) +
+                                     QStringList{"Model Name: M", "Version: V",
+                                                 "Data struct chips error!"}
+                              << none;
+    QTest::newRow("chips an object")
+        << withJson(R"({"model": "M", "version": "V", "chips": {}})")
+        << ok + version(6) + QStringList{"Model Name: M", "Version: V", "Data struct chips error!"}
+        << none;
+    QTest::newRow("no texts") << withJson(R"({"chips": []})")
+                              << ok + version(6) + QStringList{"Model Name: ", "Version: "} << json;
+}
+
+void TestPackages::lists()
+{
+    QFETCH(QByteArray, package);
+    QFETCH(QStringList, said);
+    QFETCH(QString, returned);
+    Scenario scenario(chips, images);
+    scenario.setPackage(package);
+    scenario.lines.clear();
+    const QString text = scenario.engine->getMergeFWJSON(scenario.packagePath());
+    if (returned == QLatin1String("{"))
+        QVERIFY(text.startsWith(returned));
+    else
+        QCOMPARE(text, returned);
+    QVERIFY(sameTranscript(scenario.lines, said));
+}
+
+void TestPackages::listsAMissingFile()
+{
+    Scenario scenario(chips, images);
+    const QString none = scenario.packagePath() + QStringLiteral(".none");
+    QCOMPARE(scenario.engine->getMergeFWJSON(none),
+             QStringLiteral("ERROR:Firmware file is not exist."));
+    QCOMPARE(scenario.lines, QStringList({"APPSTATUS|2", "APPSTATUS|2"}));
+    QVERIFY(scenario.engine->getFWInfoByChipType(0).isEmpty());
+}
+
+/** The rows of the run before are still there, and the failure is theirs. */
+void TestPackages::failedListMarksTheRows()
+{
+    Scenario scenario(chips, images);
+    QVERIFY(scenario.run({"MAIN,0,0"}, 7));
+    scenario.lines.clear();
+    scenario.engine->getMergeFWJSON(scenario.packagePath() + QStringLiteral(".none"));
+    QCOMPARE(scenario.lines, QStringList({"APPSTATUS|2", failedRow, "APPSTATUS|2"}));
+    QCOMPARE(scenario.results(1), QString("2"));
+}
+
+void TestPackages::failedListKeepsNothing()
+{
+    Scenario scenario(chips, images);
+    scenario.engine->getMergeFWJSON(scenario.packagePath());
+    QVERIFY(!scenario.engine->getFWInfoByChipType(1).isEmpty());
+    scenario.setPackage(withVersion(good(), 7));
+    scenario.engine->getMergeFWJSON(scenario.packagePath());
+    QVERIFY(scenario.engine->getFWInfoByChipType(1).isEmpty());
+}
+
+void TestPackages::listTellsTheFirmware()
+{
+    Scenario scenario(chips, images);
+    const QString json = scenario.engine->getMergeFWJSON(scenario.packagePath());
+    const QByteArray package = good();
+    QCOMPARE(json.toUtf8(), package.mid(15, quint8(package.at(13)) + 256 * package.at(14)));
+    QCOMPARE(scenario.engine->getFWInfoByChipType(1),
+             QStringList({"AUX", "1", "1", "2", "1", "65", "2", "0", "0"}));
+    QVERIFY(scenario.engine->getFWInfoByChipType(2).isEmpty());
+}
+
+/** While a run is active a listing returns its text, says nothing and touches nothing. */
+void TestPackages::listDuringARunIsQuiet()
+{
+    Scenario undisturbed(chips, images);
+    QVERIFY(undisturbed.run(rows, 2));
+
+    Scenario scenario(chips, images);
+    QStringList returned;
+    scenario.link->answerInstead = [&](const QByteArray &frame) {
+        const QByteArray saved = good();
+        scenario.setPackage(checksumWrong());
+        returned.append(scenario.engine->getMergeFWJSON(scenario.packagePath()));
+        scenario.setPackage(withJson("{"));
+        returned.append(scenario.engine->getMergeFWJSON(scenario.packagePath()));
+        returned.append(
+            scenario.engine->getMergeFWJSON(scenario.packagePath() + QStringLiteral(".none")));
+        scenario.setPackage(saved);
+        return QList<QByteArray>{scenario.link->deviceAnswer(frame)};
+    };
+    QVERIFY(scenario.run(rows, 2));
+    QVERIFY(sameTranscript(scenario.lines, undisturbed.lines));
+    QCOMPARE(scenario.sentText(), undisturbed.sentText());
+    returned.removeDuplicates();
+    QCOMPARE(returned, QStringList({"ERROR:Firmware file checksum error.", "",
+                                    "ERROR:Firmware file is not exist."}));
+}
+
+/** Nobody listed the package before, or another one: the run reads its own. */
+void TestPackages::runUsesItsOwnPackage()
+{
+    Scenario scenario(chips, {});
+    scenario.engine->getMergeFWJSON(scenario.packagePath());
+    scenario.setPackage(makePackage(images, QStringLiteral("HX-8"), QStringLiteral("3.77")));
+    QVERIFY(scenario.run(rows, 2));
+    QVERIFY(scenario.succeeded());
+    QCOMPARE(scenario.results(2), QString("11"));
+    QCOMPARE(int(scenario.device.virtualVersion()), 77);
+    QVERIFY(scenario.with("Model Name: ").isEmpty());
+    QVERIFY(scenario.with("Firmware package version").isEmpty());
+}
+
+void TestPackages::descriptionIsKeptForTheRun()
+{
+    Scenario scenario(chips, images);
+    QVERIFY(scenario.run({"AUX,1,0"}, 2));
+    QCOMPARE(scenario.engine->getFWInfoByChipType(0).value(0), QStringLiteral("MAIN"));
+}
+
+QTEST_GUILESS_MAIN(TestPackages)
+#include "tst_packages.moc"
