@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/AgentReply.h"
+#include "upgrade-console/Causes.h"
+#include "upgrade-console/ReplyParser.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QQueue>
+#include <QTcpSocket>
+#include <QTimer>
+
+#include <chrono>
+
+/**
+ * One connection to the agent: requests out, replies in. Says within `timeOut` that it cannot be
+ * made, and, while it is watched, that the peer shows no sign of life.
+ */
+class AgentConnection : public QObject
+{
+    Q_OBJECT
+
+public:
+    using ms = std::chrono::milliseconds;
+
+    AgentConnection(const QString &host, quint16 port, ms timeOut, QObject *parent = nullptr);
+
+    void open();
+    void close();
+    bool isOpen() const { return m_socket.state() == QAbstractSocket::ConnectedState; }
+
+    /** One request line, without its end. */
+    void request(const QByteArray &line);
+    /** One piece of a NET image, in one write: the agent takes a piece only whole. */
+    void sendFragment(const QByteArray &payload);
+
+    /**
+     * While on, silence is answered with heartbeats, which also keep the agent's replies coming
+     * here, and silence for the whole time-out ends the connection. The answers to these
+     * heartbeats are not handed on.
+     */
+    void watchLife(bool on);
+
+    /** Heartbeats that are not answered yet. */
+    int heartbeatsUnderWay() const { return m_heartbeats.size(); }
+
+    ms timeOut() const { return m_timeOut; }
+
+signals:
+    void connected();
+    void received(const AgentReply &reply);
+    /** CannotConnect, ConnectionLost or NoSignOfLife; nothing comes after it. */
+    void lost(Cause cause, const QString &detail);
+
+private:
+    void onConnected();
+    void onReadyRead();
+    void onEnded();
+    void onPulse();
+    void hand(const AgentReply &reply);
+    void giveUp(Cause cause, const QString &detail);
+
+    const QString m_host;
+    const quint16 m_port;
+    const ms m_timeOut;
+    QTcpSocket m_socket;
+    ReplyParser m_parser;
+    QElapsedTimer m_sinceLastByte;
+    QTimer m_connectTimer;
+    QTimer m_pulse;
+    /** For each heartbeat under way: it is our own. */
+    QQueue<bool> m_heartbeats;
+    bool m_wasOpen = false;
+    bool m_isLost = false;
+};

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/Causes.h"
+
+#include "protocol/Statuses.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace {
+
+struct ExitRow
+{
+    const char *name;
+    const char *meaning;
+};
+
+const ExitRow exitRows[exitCodeCount] = {
+    {"done", "done"},
+    {"failed", "failed"},
+    {"usage", "wrong usage"},
+    {"nothing-to-do", "nothing to do"},
+    {"busy", "the device is busy with an upgrade"},
+    {"cannot-connect", "cannot connect"},
+    {"connection-lost", "connection lost, or no sign of life for --timeout seconds"},
+    {"package-refused", "the package was refused"},
+};
+
+struct BlockStatus
+{
+    quint8 status;
+    Cause cause;
+};
+
+const BlockStatus blockStatuses[] = {
+    {status::done, Cause::None},
+    {status::checksumError, Cause::BlockDamaged},
+    {status::refused, Cause::BlockRefused},
+};
+
+} // namespace
+
+QString exitCodeName(ExitCode code)
+{
+    return QString::fromLatin1(exitRows[int(code)].name);
+}
+
+QString exitCodeMeaning(ExitCode code)
+{
+    return QString::fromLatin1(exitRows[int(code)].meaning);
+}
+
+// One cause a line group; the order is that of the enumeration.
+// clang-format off
+const std::vector<CauseRow> &causeTable()
+{
+    static const std::vector<CauseRow> rows = {
+        {Cause::None, "none", ExitCode::Done, "6", "all went well", "Nothing."},
+
+        {Cause::CannotConnect, "cannot-connect", ExitCode::CannotConnect, "",
+         "the agent cannot be reached",
+         "Check the address, the port (35353) and that the device is on. A firewall may be in the way."},
+        {Cause::ConnectionLost, "connection-lost", ExitCode::ConnectionLost, "",
+         "the agent closed the connection",
+         "Wait a minute and ask with 'ping'."},
+        {Cause::NoSignOfLife, "no-sign-of-life", ExitCode::ConnectionLost, "",
+         "the agent does not answer any more",
+         "Check the network and the device's power, then ask with 'ping'. A slow board may need a longer --timeout."},
+        {Cause::Interrupted, "interrupted", ExitCode::ConnectionLost, "",
+         "interrupted by the user",
+         "Nothing, or run the command again."},
+        {Cause::OutcomeUnseen, "outcome-unseen", ExitCode::ConnectionLost, "",
+         "the upgrade has ended, but another client got its last words",
+         "Run the upgrade again: in mode 2 it only writes what is still older than the package."},
+
+        {Cause::Busy, "busy", ExitCode::Busy, "",
+         "the device is busy with an upgrade",
+         "Wait for its end and try again. Whoever asks takes over the running upgrade's messages: do not ask often."},
+        {Cause::NothingToDo, "nothing-to-do", ExitCode::NothingToDo, "6",
+         "no MCU needs what the package holds",
+         "Nothing. To write the package all the same, use --mode 5."},
+        {Cause::UnknownRequest, "unknown-request", ExitCode::Failed, "",
+         "the agent does not know the request",
+         "Compare the versions of agent and client."},
+        {Cause::RowsRefused, "rows-refused", ExitCode::Failed, "",
+         "the agent cannot read a row of the request",
+         "Write each row as NAME,CHIP-TYPE,CHIP-INDEX."},
+        {Cause::ModeRefused, "mode-refused", ExitCode::Failed, "",
+         "the agent refuses the upgrade mode",
+         "Use mode 2 or 5."},
+        {Cause::EdidRefused, "edid-refused", ExitCode::Failed, "",
+         "the agent makes no report of these bytes",
+         "Check that the dump is a complete EDID of 128 or 256 bytes; 'edid-report' tells more."},
+        {Cause::FileUnreadable, "file-unreadable", ExitCode::Failed, "",
+         "the file cannot be used",
+         "Check its name, its rights and its content."},
+        {Cause::NotStarted, "not-started", ExitCode::Failed, "",
+         "the agent did not start the upgrade",
+         "For net-upgrade: check that the device at that address is on and listens on port 6752. Otherwise try again."},
+
+        {Cause::PackageMissing, "package-missing", ExitCode::PackageRefused, "2",
+         "the device holds no firmware package",
+         "Put the package at /data/FW.fwm on the device."},
+        {Cause::PackageUnreadable, "package-unreadable", ExitCode::PackageRefused, "2",
+         "the agent may not read the package",
+         "Check owner and rights of /data/FW.fwm on the device."},
+        {Cause::PackageInvalid, "package-invalid", ExitCode::PackageRefused, "2",
+         "the file is no firmware package",
+         "Check it with 'fwm verify' and put it on the device again."},
+        {Cause::PackageDamaged, "package-damaged", ExitCode::PackageRefused, "2",
+         "the package's checksum is wrong",
+         "It was damaged on its way: check it with 'fwm verify' and copy it again."},
+        {Cause::PackageTooOld, "package-too-old", ExitCode::PackageRefused, "2",
+         "the package has a format that cannot be used for upgrades",
+         "Build it again with 'fwm build'; format 6 or later is needed."},
+        {Cause::DescriptionBroken, "description-broken", ExitCode::PackageRefused, "2",
+         "the package's description cannot be read",
+         "Check it with 'fwm verify' and build it again."},
+        {Cause::WrongModel, "wrong-model", ExitCode::PackageRefused, "7",
+         "the package is for another model of device",
+         "Get the package for this model. Nothing was written."},
+
+        {Cause::PortUnavailable, "port-unavailable", ExitCode::Failed, "7",
+         "the agent cannot open the serial port to the device",
+         "Another program on the module may hold ttyS2, or the agent may not use it."},
+        {Cause::LinkBroken, "link-broken", ExitCode::Failed, "7",
+         "the link between the agent and the device broke",
+         "Check the device's power and the link, then run the upgrade again."},
+        {Cause::ModelSilent, "model-silent", ExitCode::Failed, "7",
+         "the main MCU does not tell its model",
+         "Check the device's power. If it stays silent, its firmware may be damaged: try --mode 5."},
+        {Cause::ModelRefused, "model-refused", ExitCode::Failed, "7",
+         "the main MCU refuses to tell its model",
+         "Its firmware may be incomplete: try --mode 5, which does not ask for it."},
+        {Cause::McuSilent, "mcu-silent", ExitCode::Failed, "7",
+         "an MCU does not answer",
+         "Check that the row names an MCU that the device has, switch the device off and on, and try again."},
+        {Cause::VersionUnread, "version-unread", ExitCode::Failed, "",
+         "an MCU does not tell its version",
+         "Switch the device off and on, and try again."},
+        {Cause::InfoInvalid, "info-invalid", ExitCode::Failed, "10",
+         "the main MCU has no valid product information",
+         "Have the product information written first."},
+        {Cause::InfoNotWritten, "info-not-written", ExitCode::Failed, "",
+         "product information was not written",
+         "Switch the device off and on, and try again."},
+        {Cause::NoFirmware, "no-firmware", ExitCode::NothingToDo, "",
+         "the package holds nothing for this MCU",
+         "Compare the row with 'list'."},
+        {Cause::ImageMissing, "image-missing", ExitCode::Failed, "",
+         "the package describes an image that it does not hold",
+         "Check it with 'fwm verify' and build it again."},
+        {Cause::UpdateModeRefused, "update-mode-refused", ExitCode::Failed, "",
+         "an MCU does not go into its update mode",
+         "Switch the device off and on, and run the upgrade again."},
+        {Cause::ImageNotWritten, "image-not-written", ExitCode::Failed, "",
+         "an image could not be written, after three attempts",
+         "Leave the device on and run the upgrade again: the MCU waits in its bootcode for a whole image."},
+        {Cause::MainMcuLost, "main-mcu-lost", ExitCode::Failed, "5",
+         "the main MCU did not come back with its new firmware",
+         "Switch the device off and on. If it stays silent, run the upgrade again with --mode 5."},
+        {Cause::RebootRefused, "reboot-refused", ExitCode::Failed, "5",
+         "the device does not reboot",
+         "The images are written: switch the device off and on by hand."},
+        {Cause::DeviceLost, "device-lost", ExitCode::Failed, "5",
+         "the device did not come back after its reboot",
+         "Wait a minute, then switch it off and on. If it stays silent, run the upgrade again with --mode 5."},
+        {Cause::VirtualVersionNotSet, "virtual-version-not-set", ExitCode::Failed, "6 7",
+         "the images are written, but the device did not store the package's version number",
+         "The device works. To have the number stored, run the upgrade again with --mode 5."},
+        {Cause::Unexplained, "unexplained", ExitCode::Failed, "7 9",
+         "the agent ended the upgrade without a reason",
+         "The device showed no sign of life. Switch it off and on, and run the upgrade again."},
+
+        {Cause::NetImageInvalid, "net-image-invalid", ExitCode::PackageRefused, "",
+         "the file is no image for the network module",
+         "Make it with 'fwm make-net'."},
+        {Cause::NetImageDamaged, "net-image-damaged", ExitCode::PackageRefused, "",
+         "the digest of the network module's image is wrong",
+         "It was damaged on its way, or its digest is not in lower case: make it again with 'fwm make-net'. Nothing was unpacked."},
+        {Cause::NetArchiveNotStored, "net-archive-not-stored", ExitCode::Failed, "",
+         "the network module cannot store the image",
+         "Check the free space and the rights of /data on the module."},
+        {Cause::NetVersionNotStored, "net-version-not-stored", ExitCode::Failed, "",
+         "the network module's firmware is installed, but its version was not recorded",
+         "Check the free space and the rights of /data on the module."},
+        {Cause::BlockDamaged, "block-damaged", ExitCode::Failed, "",
+         "a block arrived damaged, after three attempts",
+         "Check the network and try again."},
+        {Cause::BlockRefused, "block-refused", ExitCode::Failed, "",
+         "the network module refuses a block",
+         "Check the free space and the rights of /data on the module."},
+        {Cause::BlockUnanswered, "block-unanswered", ExitCode::ConnectionLost, "",
+         "the network module does not answer a block, after three attempts",
+         "Ask with 'ping', then try again: nothing is installed before the last block."},
+    };
+    return rows;
+}
+// clang-format on
+
+const CauseRow &causeRow(Cause cause)
+{
+    return causeTable().at(size_t(cause));
+}
+
+Cause causeOfBlockStatus(quint8 status)
+{
+    const auto *found =
+        std::find_if(std::begin(blockStatuses), std::end(blockStatuses),
+                     [status](const BlockStatus &row) { return row.status == status; });
+    return found == std::end(blockStatuses) ? Cause::BlockRefused : found->cause;
+}
+
+QJsonObject causeJson(Cause cause)
+{
+    const CauseRow &row = causeRow(cause);
+    return {
+        {"cause", QString::fromLatin1(row.id)},
+        {"text", QString::fromLatin1(row.words)},
+        {"advice", QString::fromLatin1(row.advice)},
+    };
+}

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/AgentConnection.h"
+#include "upgrade-console/Causes.h"
+#include "upgrade-console/Options.h"
+
+#include <QJsonObject>
+#include <QObject>
+#include <QStringList>
+
+#include <memory>
+
+/** What a command came to. */
+struct CommandResult
+{
+    ExitCode exit = ExitCode::Done;
+    Cause cause = Cause::None;
+    /** More about the cause: a file's name, the agent's own words. */
+    QString detail;
+    /** Lines for standard output. */
+    QStringList output;
+    /** Lines for standard error, behind the cause and its advice. */
+    QStringList advice;
+    /** Members of the JSON document. */
+    QJsonObject json;
+};
+
+/**
+ * One sub-command: sends requests over a connection, takes replies, and finishes once. It has
+ * either finished or waits for something that a timer bounds.
+ */
+class Command : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Command(const Options &options);
+
+    /** Looks at what needs no agent; a result ends the command before it connects. */
+    virtual bool prepare(CommandResult &) { return true; }
+    void run();
+    /** The user wants it to end. */
+    virtual void interrupt();
+    /** Writes the whole document to standard output, or what is missing of it. */
+    virtual void writeJson(const QJsonObject &document);
+
+signals:
+    void finished(const CommandResult &result);
+
+protected:
+    virtual void onConnected() = 0;
+    virtual void onReply(const AgentReply &reply) = 0;
+    virtual void onLost(Cause cause, const QString &detail);
+    /** A reply that was awaited did not come. */
+    virtual void onDeadline();
+
+    const Options &options() const { return m_options; }
+    AgentConnection &agent() { return *m_agent; }
+    /** Time since the command began, whatever became of its connections. */
+    std::chrono::milliseconds now() const { return std::chrono::milliseconds(m_clock.elapsed()); }
+    void request(QLatin1String line) { agent().request(QByteArray(line.data(), line.size())); }
+    /** Starts the wait for a reply, at most the time-out long. */
+    void awaitReply() { m_deadline.start(m_options.timeOut); }
+    void stopAwaiting() { m_deadline.stop(); }
+    void finish(const CommandResult &result);
+    void fail(Cause cause, const QString &detail = {});
+    /** Drops the connection and makes a new one. */
+    void reconnect();
+
+private:
+    const Options m_options;
+    std::unique_ptr<AgentConnection> m_agent;
+    QElapsedTimer m_clock;
+    QTimer m_deadline;
+    bool m_isFinished = false;
+};
+
+/** The object behind a sub-command. */
+std::unique_ptr<Command> makeCommand(const Options &options);

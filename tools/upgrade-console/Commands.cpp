@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+// Which object stands behind which sub-command.
+#include "upgrade-console/SendNetCommand.h"
+#include "upgrade-console/SimpleCommands.h"
+#include "upgrade-console/TrafficCommands.h"
+#include "upgrade-console/UpgradeCommand.h"
+
+std::unique_ptr<Command> makeCommand(const Options &options)
+{
+    switch (options.command) {
+    case Options::Command::Ping:
+        return std::make_unique<PingCommand>(options);
+    case Options::Command::Version:
+        return std::make_unique<VersionCommand>(options);
+    case Options::Command::List:
+        return std::make_unique<ListCommand>(options);
+    case Options::Command::Upgrade:
+    case Options::Command::NetUpgrade:
+        return std::make_unique<UpgradeCommand>(options);
+    case Options::Command::Edid:
+        return std::make_unique<EdidCommand>(options);
+    case Options::Command::SendNet:
+        return std::make_unique<SendNetCommand>(options);
+    case Options::Command::Shell:
+        return std::make_unique<ShellCommand>(options);
+    case Options::Command::Watch:
+        return std::make_unique<WatchCommand>(options);
+    }
+    return nullptr;
+}

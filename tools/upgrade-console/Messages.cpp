@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/Messages.h"
+
+#include <iterator>
+
+namespace {
+
+/** A text cut at its places: "'%1' is %2." becomes "'", "' is ", ".". */
+struct Template
+{
+    QStringList pieces;
+    const MessageRow *row = nullptr;
+};
+
+Template cutTemplate(const MessageRow &row)
+{
+    Template result;
+    result.row = &row;
+    const QString text = QString::fromLatin1(row.text);
+    QString piece;
+    for (int i = 0; i < text.size(); ++i) {
+        const bool isPlace =
+            text.at(i) == QLatin1Char('%') && i + 1 < text.size() && text.at(i + 1).isDigit();
+        if (!isPlace) {
+            piece += text.at(i);
+            continue;
+        }
+        result.pieces += piece;
+        piece.clear();
+        ++i;
+    }
+    result.pieces += piece;
+    return result;
+}
+
+const std::vector<Template> &templates()
+{
+    static const std::vector<Template> all = [] {
+        std::vector<Template> cut;
+        cut.reserve(messageTable().size());
+        for (const MessageRow &row : messageTable())
+            cut.push_back(cutTemplate(row));
+        return cut;
+    }();
+    return all;
+}
+
+bool fits(const Template &wanted, const QString &line, QStringList &values)
+{
+    const QStringList &pieces = wanted.pieces;
+    if (pieces.size() == 1)
+        return line == pieces.first();
+    const QString &last = pieces.last();
+    if (!line.startsWith(pieces.first()) || !line.endsWith(last))
+        return false;
+    const int end = line.size() - last.size();
+    int from = pieces.first().size();
+    for (int i = 1; i + 1 < pieces.size(); ++i) {
+        const int found = line.indexOf(pieces.at(i), from);
+        if (found < 0 || found + pieces.at(i).size() > end)
+            return false;
+        values += line.mid(from, found - from);
+        from = found + pieces.at(i).size();
+    }
+    if (from > end)
+        return false;
+    values += line.mid(from, end - from);
+    return true;
+}
+
+/** Some operations mark their lines with a key of their own. */
+QString withoutKey(const QString &line)
+{
+    for (const char *key : {"READPI||", "MF||", "NMF||"}) {
+        if (line.startsWith(QLatin1String(key)))
+            return line.section(QStringLiteral("||"), 1);
+    }
+    return line;
+}
+
+} // namespace
+
+LineMeaning meaningOf(const QString &line)
+{
+    const QString text = withoutKey(line);
+    for (const Template &wanted : templates()) {
+        QStringList values;
+        if (fits(wanted, text, values))
+            return {wanted.row->event, wanted.row->cause, values};
+    }
+    return {};
+}

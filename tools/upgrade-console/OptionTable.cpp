@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: Apache-2.0
+// The commands and options, and the completion script that is made from them.
+#include "upgrade-console/Options.h"
+
+#include <algorithm>
+
+namespace {
+
+using Command = Options::Command;
+using Value = OptionRow::Value;
+
+// The script's frame; the marks are replaced by what the tables say.
+const char *const completionFrame = R"(# bash completion for upgrade-console
+_upgrade_console()
+{
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} command= word i
+    local commands='@commands@' options='@options@'
+    for ((i = 1; i < COMP_CWORD; i++)); do
+        word=${COMP_WORDS[i]}
+        [[ " $commands " == *" $word "* ]] && command=$word && break
+    done
+    COMPREPLY=()
+    case $previous in
+@values@
+    esac
+    case $command in
+@arguments@
+    esac
+    if [[ $current == -* ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
+    elif [[ -z $command ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$current")
+    fi
+}
+complete -F _upgrade_console upgrade-console
+)";
+
+QString fillWords(const QString &words)
+{
+    return QStringLiteral("mapfile -t COMPREPLY < <(compgen %1 -- \"$current\")").arg(words);
+}
+
+/** How a value is completed; an empty one is the user's own. */
+QString generatorOf(const OptionRow &row)
+{
+    switch (row.value) {
+    case Value::File:
+        return QStringLiteral("-f");
+    case Value::Host:
+        return QStringLiteral("-A hostname");
+    case Value::Choice:
+        return QStringLiteral("-W '%1'").arg(QLatin1String(row.choices));
+    case Value::None:
+    case Value::Text:
+        break;
+    }
+    return {};
+}
+
+QString valueCase(const OptionRow &row)
+{
+    const QString generator = generatorOf(row);
+    const QString action = generator.isEmpty() ? QString() : fillWords(generator) + "; ";
+    return QStringLiteral("        %1) %2return ;;").arg(QLatin1String(row.name), action);
+}
+
+/** A sub-command's own options, and files where its argument is one; empty if it has neither. */
+QString commandCase(const CommandRow &command)
+{
+    QStringList actions;
+    QStringList options;
+    for (const OptionRow &row : optionRows()) {
+        if (QLatin1String(row.command) != QLatin1String(command.name))
+            continue;
+        if (!row.isArgument())
+            options += QString::fromLatin1(row.name);
+        else if (row.value == Value::File)
+            actions += "[[ $current != -* ]] && " + fillWords(QStringLiteral("-f"));
+    }
+    if (!options.isEmpty())
+        actions += QStringLiteral("options+=' %1'").arg(options.join(' '));
+    if (actions.isEmpty())
+        return {};
+    return QStringLiteral("        %1) %2 ;;")
+        .arg(QLatin1String(command.name), actions.join(QStringLiteral("; ")));
+}
+
+} // namespace
+
+// The columns are worth more than the line length here.
+// clang-format off
+const std::vector<CommandRow> &commandRows()
+{
+    static const std::vector<CommandRow> rows = {
+        {Command::Ping,       "ping",        "Ask whether the agent answers, and how fast."},
+        {Command::Version,    "version",     "Show the agent's version."},
+        {Command::List,       "list",        "Show the firmware package that the device holds."},
+        {Command::Upgrade,    "upgrade",     "Upgrade the device's MCUs from that package."},
+        {Command::NetUpgrade, "net-upgrade", "Upgrade the main MCU of a device that is reached over the network."},
+        {Command::Edid,       "edid",        "Have the agent report a display's EDID."},
+        {Command::SendNet,    "send-net",    "Send the network module its own new firmware."},
+        {Command::Shell,      "shell",       "Send requests by hand."},
+        {Command::Watch,      "watch",       "Show everything that the agent sends."},
+    };
+    return rows;
+}
+
+const std::vector<OptionRow> &optionRows()
+{
+    static const std::vector<OptionRow> rows = {
+        {"", "--host",        Value::Host, "HOST", "", "The device (default: localhost)."},
+        {"", "--port",        Value::Text, "PORT", "", "The agent's TCP port (default: 35353)."},
+        {"", "--timeout",     Value::Text, "SECONDS", "", "Give up after so long without a sign of life (default: 60)."},
+        {"", "--json",        Value::None, "", "", "Write the result as one JSON document."},
+        {"", "--no-progress", Value::None, "", "", "Show no bars, even on a terminal."},
+        {"upgrade",     "--mode",      Value::Choice, "MODE", "2 5", "2: only MCUs that are older than the package (default); 5: all of them."},
+        {"upgrade",     "--all",       Value::None,   "", "", "Upgrade every MCU that the package describes."},
+        {"upgrade",     "--wait-back", Value::None,   "", "", "If the network module restarts, wait until its agent answers again."},
+        {"upgrade",     "ROW",         Value::Text,   "ROW", "", "An MCU: NAME,CHIP-TYPE,CHIP-INDEX, or a name from the package."},
+        {"net-upgrade", "--mode",      Value::Choice, "MODE", "2 5", "As for upgrade."},
+        {"net-upgrade", "ADDRESS",     Value::Text,   "ADDRESS", "", "The device's IPv4 address, as the module sees it."},
+        {"edid",        "FILE",        Value::File,   "FILE", "", "EDID dump, binary or hexadecimal text; - reads standard input."},
+        {"send-net",    "FILE",        Value::File,   "FILE", "", "An image for the network module, as 'fwm make-net' makes it."},
+        {"send-net",    "--wait-back", Value::None,   "", "", "Wait until the restarted module's agent answers again."},
+    };
+    return rows;
+}
+// clang-format on
+
+QString commandName(Options::Command command)
+{
+    const auto found = std::find_if(commandRows().begin(), commandRows().end(),
+                                    [=](const CommandRow &row) { return row.command == command; });
+    return QString::fromLatin1(found->name);
+}
+
+QString bashCompletion()
+{
+    QStringList commands;
+    QStringList arguments;
+    for (const CommandRow &row : commandRows()) {
+        commands += QString::fromLatin1(row.name);
+        arguments += commandCase(row);
+    }
+    QStringList options{"--help", "--version"};
+    QStringList values;
+    for (const OptionRow &row : optionRows()) {
+        if (row.isArgument())
+            continue;
+        if (row.command[0] == '\0')
+            options += QString::fromLatin1(row.name);
+        if (row.value != Value::None)
+            values += valueCase(row);
+    }
+    QString script = QString::fromLatin1(completionFrame);
+    values.removeDuplicates();
+    arguments.removeAll(QString());
+    script.replace("@commands@", commands.join(' '));
+    script.replace("@options@", options.join(' '));
+    script.replace("@values@", values.join('\n'));
+    script.replace("@arguments@", arguments.join('\n'));
+    return script;
+}

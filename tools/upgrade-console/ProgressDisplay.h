@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/LiveScreen.h"
+#include "upgrade-console/Terminal.h"
+
+#include <QElapsedTimer>
+#include <QStringList>
+
+#include <functional>
+
+/**
+ * Progress on standard error: a live screen on a terminal, plain lines otherwise. Drawing is slower
+ * than the agent may be, so the screen is drawn a few times a second at most.
+ */
+class ProgressDisplay
+{
+public:
+    using Picture = std::function<QStringList(const Terminal &terminal)>;
+
+    explicit ProgressDisplay(bool mayDraw);
+
+    bool isLive() const { return m_isLive; }
+    /** Shows the picture on a live screen, when it is time to. */
+    void draw(const Picture &picture);
+    /** Prints the lines where there is no live screen. */
+    void tell(const QStringList &lines);
+    /** A line for either. */
+    void note(const QString &line);
+    /** Takes the live screen away, for good. */
+    void close();
+
+private:
+    Terminal m_terminal;
+    bool m_isLive;
+    LiveScreen m_screen;
+    QElapsedTimer m_sinceDrawn;
+};

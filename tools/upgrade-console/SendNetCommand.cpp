@@ -1,0 +1,302 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/SendNetCommand.h"
+
+#include "netupgrade/NetTexts.h"
+#include "protocol/CommandWords.h"
+#include "upgrade-console/Bars.h"
+#include "upgrade-console/ConsoleTexts.h"
+#include "upgrade-console/Messages.h"
+
+#include <QFile>
+#include <QJsonArray>
+
+#include <algorithm>
+
+namespace {
+
+using namespace std::chrono_literals;
+using Kind = AgentReply::Kind;
+
+constexpr int attempts = 3;
+/** A module that got nothing of a frame listens again after 10 s. */
+constexpr std::chrono::milliseconds longestAnswer = 12s;
+/** Between two lines of an installation: unpacking may be slow, but ends. */
+constexpr std::chrono::milliseconds longestInstallStep = 10min;
+/** Far more than the module has room for. */
+constexpr qint64 largestImage = 512LL * 1024 * 1024;
+
+} // namespace
+
+SendNetCommand::SendNetCommand(const Options &options)
+    : Command(options), m_display(!options.noProgress), m_waitBack(options.host, options.port)
+{
+    m_answer.setSingleShot(true);
+    m_answer.setInterval(std::min(longestAnswer, options.timeOut / attempts));
+    m_install.setSingleShot(true);
+    connect(&m_answer, &QTimer::timeout, this, &SendNetCommand::onUnanswered);
+    connect(&m_install, &QTimer::timeout, this, [this] {
+        loseContact(Cause::NoSignOfLife, QStringLiteral("the installation does not go on"));
+    });
+    connect(&m_waitBack, &WaitBack::back, this, [this](const QString &version) {
+        CommandResult result = resultWith(m_soft, QStringLiteral("The module is back."));
+        result.json["agent_version"] = version;
+        finish(result);
+    });
+    connect(&m_waitBack, &WaitBack::missing, this,
+            [this] { loseContact(Cause::NoSignOfLife, QStringLiteral("the module is not back")); });
+}
+
+bool SendNetCommand::prepare(CommandResult &result)
+{
+    QFile file(options().file);
+    QByteArray image;
+    if (file.open(QIODevice::ReadOnly))
+        image = file.read(largestImage + 1);
+    const bool isUsable = file.error() == QFile::NoError && image.size() <= largestImage;
+    const QString problem = isUsable ? NetBlocks::problem(image)
+                            : file.error() == QFile::NoError
+                                ? QStringLiteral("it is larger than any image")
+                                : file.errorString();
+    if (problem.isEmpty()) {
+        m_blocks = std::make_unique<NetBlocks>(image);
+        return true;
+    }
+    result.cause = isUsable ? Cause::NetImageInvalid : Cause::FileUnreadable;
+    result.exit = causeRow(result.cause).exit;
+    result.detail = options().file + ": " + problem;
+    return false;
+}
+
+/** The heartbeat makes this connection the one that gets the answers to blocks. */
+void SendNetCommand::onConnected()
+{
+    m_stage = Stage::Asking;
+    request(consoletext::upgrade);
+    request(consoletext::heartbeat);
+    awaitReply();
+}
+
+void SendNetCommand::onReply(const AgentReply &reply)
+{
+    switch (m_stage) {
+    case Stage::Asking:
+        onAsked(reply);
+        break;
+    case Stage::Entering:
+    case Stage::Sending:
+        if (reply.kind == Kind::ModuleStatus)
+            onStatus(reply);
+        break;
+    case Stage::Installing:
+        onInstalling(reply);
+        break;
+    case Stage::WaitingBack:
+        break;
+    }
+}
+
+void SendNetCommand::onAsked(const AgentReply &reply)
+{
+    if (reply.kind == Kind::Log && meaningOf(reply.text).event == LineEvent::Busy) {
+        fail(Cause::Busy);
+    } else if (reply.kind == Kind::Heartbeat) {
+        stopAwaiting();
+        m_stage = Stage::Entering;
+        m_begun = now();
+        m_display.tell({QStringLiteral("module: sending")});
+        sendFrame(NetBlocks::enterFrame());
+    }
+}
+
+void SendNetCommand::sendFrame(const QByteArray &frame)
+{
+    m_frame = frame;
+    m_attempts = 1;
+    agent().sendFragment(frame);
+    m_answer.start();
+}
+
+void SendNetCommand::onStatus(const AgentReply &reply)
+{
+    const bool isEnter = m_stage == Stage::Entering;
+    if (reply.word != (isEnter ? command::enterUpdateMode : command::writeBlock))
+        return;
+    const Cause cause = causeOfBlockStatus(reply.status);
+    if (cause == Cause::None) {
+        m_stage = Stage::Sending;
+        sendNextBlock();
+    } else if (isEnter && cause == Cause::BlockRefused) {
+        fail(Cause::Busy, QStringLiteral("the module does not take new firmware now"));
+    } else {
+        onRefused(cause);
+    }
+}
+
+/** A damaged frame is worth another attempt, a refused one is not. */
+void SendNetCommand::onRefused(Cause cause)
+{
+    if (cause != Cause::BlockDamaged || m_attempts >= attempts) {
+        loseContact(cause, {});
+        return;
+    }
+    onUnanswered();
+}
+
+void SendNetCommand::onUnanswered()
+{
+    if (m_attempts >= attempts) {
+        loseContact(Cause::BlockUnanswered, {});
+        return;
+    }
+    ++m_attempts;
+    ++m_retries;
+    m_display.tell({"module: " + bars::retries(m_retries)});
+    agent().sendFragment(m_frame);
+    m_answer.start();
+}
+
+void SendNetCommand::sendNextBlock()
+{
+    m_blocks->next();
+    m_percent = 100.0 * double(m_blocks->sent()) / double(m_blocks->size());
+    showProgress();
+    if (!m_blocks->isLast()) {
+        sendFrame(m_blocks->frame());
+        return;
+    }
+    agent().sendFragment(m_blocks->frame());
+    beginInstall();
+}
+
+/** The module does not acknowledge the last block; the lines of its installation follow. */
+void SendNetCommand::beginInstall()
+{
+    m_answer.stop();
+    m_stage = Stage::Installing;
+    m_percent = 0.0;
+    m_display.tell({QStringLiteral("module: installing")});
+    m_install.start(options().timeOut);
+}
+
+void SendNetCommand::onInstalling(const AgentReply &reply)
+{
+    if (reply.kind == Kind::ModuleStatus && reply.status != 0) {
+        loseContact(causeOfBlockStatus(reply.status), {});
+        return;
+    }
+    if (reply.kind == Kind::Progress)
+        m_percent = std::clamp(reply.percent, m_percent, 100.0);
+    if (reply.kind == Kind::NetVersion)
+        m_version = reply.text;
+    if (reply.kind == Kind::ModuleText && reply.text.toLatin1() == nettext::upgradingTrue())
+        m_percent = 100.0;
+    showProgress();
+    if (reply.kind != Kind::Log)
+        return;
+
+    const LineMeaning meaning = meaningOf(reply.text);
+    if (meaning.event == LineEvent::Unknown)
+        return;
+    // From its first line on the installation goes its own way, with long silences.
+    m_install.start(std::max(options().timeOut, longestInstallStep));
+    agent().watchLife(true);
+    m_display.tell({"agent: " + reply.text});
+    if (meaning.event == LineEvent::NetFailed)
+        finish(resultWith(meaning.cause, QStringLiteral("Nothing was installed.")));
+    else if (meaning.event == LineEvent::RunProblem)
+        m_soft = meaning.cause;
+    else if (meaning.event == LineEvent::NetReboot)
+        endInstall();
+}
+
+void SendNetCommand::endInstall()
+{
+    if (!options().waitBack) {
+        finish(resultWith(
+            m_soft,
+            QStringLiteral("The module restarts now; in a minute its agent answers again.")));
+        return;
+    }
+    // The end of this connection tells that the module is going down.
+    m_display.tell({QStringLiteral("module: restarting")});
+    m_stage = Stage::WaitingBack;
+}
+
+void SendNetCommand::onLost(Cause cause, const QString &detail)
+{
+    m_install.stop();
+    if (m_stage == Stage::WaitingBack)
+        m_waitBack.start();
+    else
+        loseContact(cause, detail);
+}
+
+void SendNetCommand::onDeadline()
+{
+    loseContact(Cause::NoSignOfLife, QStringLiteral("a request was not answered"));
+}
+
+void SendNetCommand::interrupt()
+{
+    loseContact(Cause::Interrupted, {});
+}
+
+void SendNetCommand::loseContact(Cause cause, const QString &detail)
+{
+    QStringList state;
+    if (m_stage == Stage::Entering || m_stage == Stage::Sending)
+        state = QStringList{
+            QStringLiteral("Nothing was installed: the module installs only after the last block."),
+            QStringLiteral("Send the image again.")};
+    else if (m_stage == Stage::Installing)
+        state = QStringList{
+            QStringLiteral(
+                "The module has the whole image and installs it without this connection."),
+            QStringLiteral("Leave the device on for a few minutes, then ask with 'version'.")};
+    else if (m_stage == Stage::WaitingBack)
+        state = QStringList{QStringLiteral("The firmware is installed and the module restarts."),
+                            QStringLiteral("If it stays away, switch the device off and on.")};
+    CommandResult result = resultWith(cause, {});
+    result.detail = detail;
+    result.advice = state;
+    result.json["likely_state"] = QJsonArray::fromStringList(state);
+    finish(result);
+}
+
+void SendNetCommand::showProgress()
+{
+    const bool isSending = m_stage == Stage::Entering || m_stage == Stage::Sending;
+    const double seconds = std::chrono::duration<double>(now() - m_begun).count();
+    const double sent = double(m_blocks->sent());
+    QStringList parts{bars::bar(m_percent) + ' ' + bars::percent(m_percent)};
+    if (isSending && seconds > 0 && sent > 0) {
+        const double left = (double(m_blocks->size()) - sent) * seconds / sent;
+        parts += {bars::rate(sent / seconds), bars::left(std::chrono::seconds(qint64(left)))};
+    }
+    if (m_retries > 0)
+        parts += bars::retries(m_retries);
+    const QString line =
+        bars::head(QStringLiteral("module"), isSending ? "sending" : "installing") + "  " +
+        parts.join("  ");
+    m_display.draw(
+        [&](const Terminal &terminal) { return QStringList{line.left(terminal.columns - 1)}; });
+}
+
+CommandResult SendNetCommand::resultWith(Cause cause, const QString &summary)
+{
+    m_answer.stop();
+    m_install.stop();
+    m_display.close();
+    CommandResult result;
+    result.cause = cause;
+    result.exit = causeRow(cause).exit;
+    if (!m_version.isEmpty())
+        result.output += "Installed version: " + printable(m_version);
+    if (!summary.isEmpty())
+        result.output += summary;
+    result.json["retries"] = m_retries;
+    result.json["bytes"] = m_blocks->size();
+    if (!m_version.isEmpty())
+        result.json["net_version"] = m_version;
+    return result;
+}

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/Command.h"
+#include "upgrade-console/NetBlocks.h"
+#include "upgrade-console/ProgressDisplay.h"
+#include "upgrade-console/WaitBack.h"
+
+#include <memory>
+
+/**
+ * Sends the network module its own new firmware, block by block, one under way at a time, and
+ * follows the installation. Fragments say nothing about who wants the answers, so a request goes
+ * first, and none while a block is under way: the two could arrive as one.
+ */
+class SendNetCommand : public Command
+{
+    Q_OBJECT
+
+public:
+    explicit SendNetCommand(const Options &options);
+
+    bool prepare(CommandResult &result) override;
+    void interrupt() override;
+
+protected:
+    void onConnected() override;
+    void onReply(const AgentReply &reply) override;
+    void onLost(Cause cause, const QString &detail) override;
+    void onDeadline() override;
+
+private:
+    enum class Stage { Asking, Entering, Sending, Installing, WaitingBack };
+
+    void onAsked(const AgentReply &reply);
+    void onStatus(const AgentReply &reply);
+    void onInstalling(const AgentReply &reply);
+    void sendFrame(const QByteArray &frame);
+    void sendNextBlock();
+    void onRefused(Cause cause);
+    void onUnanswered();
+    void beginInstall();
+    void endInstall();
+    void loseContact(Cause cause, const QString &detail);
+    void showProgress();
+    CommandResult resultWith(Cause cause, const QString &summary);
+
+    Stage m_stage = Stage::Asking;
+    std::unique_ptr<NetBlocks> m_blocks;
+    ProgressDisplay m_display;
+    WaitBack m_waitBack;
+    QTimer m_answer;
+    QTimer m_install;
+    QByteArray m_frame;
+    /** Of the frame under way. */
+    int m_attempts = 0;
+    int m_retries = 0;
+    double m_percent = 0.0;
+    std::chrono::milliseconds m_begun{0};
+    QString m_version;
+    Cause m_soft = Cause::None;
+};

@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/SimpleCommands.h"
+
+#include "DumpReader.h"
+#include "edid/EdidTexts.h"
+#include "package/PackageDescription.h"
+#include "planning/TypeAndIndexTable.h"
+#include "upgrade-console/ConsoleTexts.h"
+#include "upgrade-console/Messages.h"
+#include "upgrade-console/Terminal.h"
+#include "upgrade-console/UpgradeView.h"
+
+#include <QFile>
+
+#include <cstdio>
+
+namespace {
+
+constexpr double nanoPerMilli = 1e6;
+
+/** A list entry's fields as the package table shows them. */
+QStringList packageRow(const QStringList &entry)
+{
+    const int speciality = entry.value(field::speciality).toInt();
+    const bool isLetter = speciality > 0x20 && speciality < 0x7F;
+    return {
+        printable(entry.value(field::name)),
+        entry.value(field::chipType),
+        entry.value(field::chipIndex),
+        entry.value(field::mcuType),
+        entry.value(field::pcbVersion),
+        isLetter ? QString(QChar(speciality)) : QString::number(speciality),
+        QStringList(entry.mid(field::ver1, 3)).join('.'),
+    };
+}
+
+/** The first entry that tells the kind of input; before it stand maker and name, and a name may
+ *  have commas of its own. */
+int inputEntry(const QStringList &entries)
+{
+    for (int i = 2; i < entries.size(); ++i) {
+        if (entries.at(i) == QLatin1String(edid::text::hdmi) ||
+            entries.at(i) == QLatin1String(edid::text::dvi))
+            return i;
+    }
+    return -1;
+}
+
+QStringList reportLines(const QString &fields)
+{
+    QStringList entries = printable(fields).split(',');
+    if (entries.last().isEmpty())
+        entries.removeLast();
+    const int input = inputEntry(entries);
+    if (input < 0)
+        return entries;
+    QStringList lines{"Manufacturer: " + entries.first(),
+                      "Name: " + QStringList(entries.mid(1, input - 1)).join(','),
+                      "Input: " + entries.at(input)};
+    return lines + entries.mid(input + 1);
+}
+
+} // namespace
+
+void PingCommand::onConnected()
+{
+    m_roundTrip.start();
+    request(consoletext::heartbeat);
+    awaitReply();
+}
+
+void PingCommand::onReply(const AgentReply &reply)
+{
+    if (reply.kind != AgentReply::Kind::Heartbeat)
+        return;
+    const double milliseconds = double(m_roundTrip.nsecsElapsed()) / nanoPerMilli;
+    CommandResult result;
+    result.output =
+        QStringList{QStringLiteral("the agent answers, after %1 ms").arg(milliseconds, 0, 'f', 1)};
+    result.json["milliseconds"] = milliseconds;
+    finish(result);
+}
+
+void VersionCommand::onConnected()
+{
+    request(consoletext::version);
+    awaitReply();
+}
+
+void VersionCommand::onReply(const AgentReply &reply)
+{
+    if (reply.kind != AgentReply::Kind::Version)
+        return;
+    CommandResult result;
+    result.output = QStringList{printable(reply.text)};
+    result.json["version"] = reply.text;
+    finish(result);
+}
+
+Cause listProblem(const QString &text, Cause logged)
+{
+    const LineMeaning meaning = meaningOf(text);
+    if (meaning.cause != Cause::None)
+        return meaning.cause;
+    const auto error = parseDescription(text.toUtf8()).error;
+    if (error == PackageDescription::Error::None)
+        return Cause::None;
+    const bool isAboutPackage = causeRow(logged).exit == ExitCode::PackageRefused;
+    return isAboutPackage ? logged : Cause::DescriptionBroken;
+}
+
+void ListCommand::onConnected()
+{
+    request(consoletext::getFirmwareList);
+    awaitReply();
+}
+
+void ListCommand::onReply(const AgentReply &reply)
+{
+    if (reply.kind == AgentReply::Kind::Log) {
+        const Cause cause = meaningOf(reply.text).cause;
+        if (cause != Cause::None)
+            m_problem = cause;
+    } else if (reply.kind == AgentReply::Kind::FirmwareList) {
+        show(reply.text);
+    }
+}
+
+void ListCommand::show(const QString &text)
+{
+    const Cause problem = listProblem(text, m_problem);
+    if (problem != Cause::None) {
+        fail(problem, text.startsWith('{') ? QString() : text);
+        return;
+    }
+    const PackageDescription package = parseDescription(text.toUtf8());
+    CommandResult result;
+    result.json["package"] = package.object;
+    result.output = QStringList{"Model: " + printable(package.model),
+                                "Version: " + printable(package.version), QString()};
+    QVector<QStringList> rows{
+        {"Name", "Chip type", "Quantity", "MCU type", "PCB", "Speciality", "Version"}};
+    for (const QString &line : package.firmwareList)
+        rows.append(packageRow(line.split(',')));
+    result.output += alignedTable(rows, {1, 2, 3, 4});
+    finish(result);
+}
+
+bool EdidCommand::prepare(CommandResult &result)
+{
+    const QString name = options().file;
+    QFile file(name);
+    const bool isOpen =
+        name == "-" ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
+    const DumpReading reading =
+        isOpen ? readDump(file) : DumpReading{{}, file.errorString(), false};
+    if (!reading.error.isEmpty()) {
+        result.exit = ExitCode::Failed;
+        result.cause = Cause::FileUnreadable;
+        result.detail = name + ": " + reading.error;
+        return false;
+    }
+    m_dump = reading.bytes;
+    if (reading.extensionMissing)
+        m_warnings += QStringLiteral("the dump's extension block is missing; sent as zeros");
+    return true;
+}
+
+void EdidCommand::onConnected()
+{
+    agent().request("PARSEEDID||" + m_dump.toHex(' '));
+    awaitReply();
+}
+
+void EdidCommand::onReply(const AgentReply &reply)
+{
+    if (reply.kind == AgentReply::Kind::EdidReport)
+        show(reply.text);
+    else if (reply.kind == AgentReply::Kind::EdidError)
+        fail(Cause::EdidRefused, reply.text);
+    else if (reply.kind == AgentReply::Kind::Log &&
+             meaningOf(reply.text).cause == Cause::UnknownRequest)
+        fail(Cause::UnknownRequest, reply.text);
+}
+
+void EdidCommand::show(const QString &fields)
+{
+    if (fields == QLatin1String(edid::text::headerError)) {
+        fail(Cause::EdidRefused, fields);
+        return;
+    }
+    CommandResult result;
+    result.advice = m_warnings;
+    result.output = reportLines(fields);
+    result.json["report"] = fields;
+    finish(result);
+}

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QString>
+
+/** What a text from the network may do to a terminal: nothing. Control characters show as "?". */
+QString printable(QString text);
+
+enum class Colour { Plain, Green, Red, Yellow, Faint };
+
+/** How an output shows texts. */
+struct Style
+{
+    bool colours = false;
+
+    /** The text in a colour, or as it is. */
+    QString in(Colour colour, const QString &text) const;
+};
+
+/** What an output is. */
+struct Terminal
+{
+    bool isTerminal = false;
+    int columns = 80;
+    int lines = 24;
+    Style style;
+
+    /** Of an open descriptor. Colours need a terminal and no NO_COLOR in the environment. */
+    static Terminal of(int descriptor);
+};
+
+/** Writes all of it, whatever signals come in between; false when nobody takes it any more. */
+bool writeAll(int descriptor, const QByteArray &bytes);

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/Command.h"
+#include "upgrade-console/LineEditor.h"
+
+#include <memory>
+
+/**
+ * Prints whatever arrives. With JSON it is written as it comes, as the "replies" of one document
+ * that the end of the command completes.
+ */
+class TrafficCommand : public Command
+{
+    Q_OBJECT
+
+public:
+    using Command::Command;
+
+    void interrupt() override;
+    void writeJson(const QJsonObject &document) override;
+
+protected:
+    void onReply(const AgentReply &reply) override;
+    virtual void show(const QString &line);
+    virtual QString lineFor(const AgentReply &reply) const = 0;
+
+private:
+    void beginJson();
+
+    bool m_hasBegun = false;
+    bool m_hasReplies = false;
+};
+
+/** Everything with the time of its arrival. */
+class WatchCommand : public TrafficCommand
+{
+    Q_OBJECT
+
+public:
+    using TrafficCommand::TrafficCommand;
+
+protected:
+    void onConnected() override;
+    QString lineFor(const AgentReply &reply) const override;
+};
+
+/** Requests by hand. */
+class ShellCommand : public TrafficCommand
+{
+    Q_OBJECT
+
+public:
+    explicit ShellCommand(const Options &options);
+
+protected:
+    void onConnected() override;
+    void onReply(const AgentReply &reply) override;
+    QString lineFor(const AgentReply &reply) const override;
+    void show(const QString &line) override;
+
+private:
+    void onLine(const QString &line);
+    void onEnd();
+
+    std::unique_ptr<LineEditor> m_editor;
+    bool m_isEnding = false;
+};
+
+/** A reply as it was on the wire, without its line end. */
+QString wireText(const AgentReply &reply);

@@ -1,0 +1,310 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/UpgradeCommand.h"
+
+#include "package/PackageDescription.h"
+#include "upgrade-console/ConsoleTexts.h"
+#include "upgrade-console/SimpleCommands.h"
+#include "upgrade-console/UpgradeOutcome.h"
+#include "upgrade-console/UpgradeRows.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Kind = AgentReply::Kind;
+
+constexpr auto redrawEvery = 500ms;
+/** The row that the agent upgrades over the network. */
+const WantedMcu networkRow{QStringLiteral("MAIN"), 0, {}};
+
+QByteArray bytes(QLatin1String word)
+{
+    return QByteArray(word.data(), word.size());
+}
+
+LineEvent eventOf(const AgentReply &reply)
+{
+    return reply.kind == Kind::Log ? meaningOf(reply.text).event : LineEvent::Unknown;
+}
+
+/** Lines that people should see while the run goes on. */
+bool isNotable(const QString &line)
+{
+    return meaningOf(line).cause != Cause::None || line.contains(QLatin1String(" fail"));
+}
+
+} // namespace
+
+UpgradeCommand::UpgradeCommand(const Options &options)
+    : Command(options), m_display(!options.noProgress), m_waitBack(options.host, options.port)
+{
+    m_quiet.setSingleShot(true);
+    m_quiet.setInterval(options.timeOut);
+    m_redraw.setInterval(redrawEvery);
+    connect(&m_quiet, &QTimer::timeout, this, &UpgradeCommand::onQuiet);
+    connect(&m_redraw, &QTimer::timeout, this, &UpgradeCommand::showProgress);
+    connect(&m_waitBack, &WaitBack::back, this, &UpgradeCommand::onBack);
+    connect(&m_waitBack, &WaitBack::missing, this,
+            [this] { loseContact(Cause::NoSignOfLife, QStringLiteral("the module is not back")); });
+}
+
+void UpgradeCommand::onConnected()
+{
+    m_stage = Stage::Asking;
+    askWhetherBusy();
+}
+
+/**
+ * A request without rows starts nothing, but is refused while a run is going on; the heartbeat's
+ * answer tells that no refusal came. Asking first matters: "UPGRADEALL" is passed over in silence
+ * by a busy agent, which then sends the other run's lines here.
+ */
+void UpgradeCommand::askWhetherBusy()
+{
+    m_isBusySeen = false;
+    agent().request(bytes(consoletext::upgrade));
+    request(consoletext::heartbeat);
+    awaitReply();
+}
+
+void UpgradeCommand::onReply(const AgentReply &reply)
+{
+    switch (m_stage) {
+    case Stage::Asking:
+        onAsked(reply);
+        break;
+    case Stage::Listing:
+        onListed(reply);
+        break;
+    case Stage::SettingMode:
+        onModeSet(reply);
+        break;
+    case Stage::Running:
+        onRunning(reply);
+        break;
+    case Stage::WaitingBack:
+        break;
+    }
+}
+
+void UpgradeCommand::onAsked(const AgentReply &reply)
+{
+    if (eventOf(reply) == LineEvent::Busy) {
+        fail(Cause::Busy);
+    } else if (reply.kind == Kind::Heartbeat) {
+        m_stage = Stage::Listing;
+        request(consoletext::getFirmwareList);
+        awaitReply();
+    }
+}
+
+void UpgradeCommand::onListed(const AgentReply &reply)
+{
+    if (reply.kind == Kind::FirmwareList)
+        takeList(reply.text);
+    else if (reply.kind == Kind::Log && meaningOf(reply.text).cause != Cause::None)
+        m_listProblem = meaningOf(reply.text).cause;
+}
+
+void UpgradeCommand::takeList(const QString &text)
+{
+    const Cause problem = listProblem(text, m_listProblem);
+    if (problem != Cause::None) {
+        fail(problem, text.startsWith('{') ? QString() : text);
+        return;
+    }
+    const PackageDescription package = parseDescription(text.toUtf8());
+    m_package = {{"model", package.model}, {"version", package.version}};
+    UpgradeRows rows = allRows(package.firmwareList);
+    if (options().command == Options::Command::NetUpgrade)
+        rows.mcus = {networkRow};
+    else if (!options().all)
+        rows = chosenRows(options().rows, package.firmwareList);
+    if (!rows.error.isEmpty()) {
+        CommandResult result;
+        result.exit = ExitCode::Usage;
+        result.cause = Cause::RowsRefused;
+        result.detail = rows.error;
+        finish(result);
+        return;
+    }
+    m_rows = rows.rows;
+    m_model = UpgradeModel(rows.mcus);
+    if (rows.mcus.isEmpty()) {
+        finish(resultOf({ExitCode::NothingToDo, Cause::NothingToDo,
+                         QStringLiteral("Nothing to do: the package is empty.")}));
+        return;
+    }
+    m_stage = Stage::SettingMode;
+    agent().request(bytes(consoletext::upgradeMode) + QByteArray::number(options().mode));
+    awaitReply();
+}
+
+void UpgradeCommand::onModeSet(const AgentReply &reply)
+{
+    if (eventOf(reply) == LineEvent::ModeSet)
+        startRun();
+    else if (reply.kind == Kind::Log && meaningOf(reply.text).cause == Cause::ModeRefused)
+        fail(Cause::ModeRefused, reply.text);
+}
+
+QByteArray UpgradeCommand::runRequest() const
+{
+    if (options().command == Options::Command::NetUpgrade)
+        return bytes(consoletext::netUpgrade) + "||" + options().address.toLatin1();
+    if (options().all)
+        return bytes(consoletext::upgradeAll);
+    return bytes(consoletext::upgrade) + m_rows.join(consoletext::separator).toLatin1();
+}
+
+void UpgradeCommand::startRun()
+{
+    stopAwaiting();
+    m_stage = Stage::Running;
+    agent().request(runRequest());
+    agent().watchLife(true);
+    m_quiet.start();
+    m_redraw.start();
+    showProgress();
+}
+
+/** The agent's answer to the request itself; once the run has begun such lines are about others. */
+bool UpgradeCommand::refuses(const AgentReply &reply)
+{
+    if (reply.kind != Kind::Log || m_heardOfRun)
+        return false;
+    const Cause cause = meaningOf(reply.text).cause;
+    const bool isRefusal = cause == Cause::Busy || cause == Cause::UnknownRequest ||
+                           cause == Cause::RowsRefused || cause == Cause::PackageMissing;
+    if (isRefusal)
+        fail(cause, reply.text);
+    return isRefusal;
+}
+
+void UpgradeCommand::onRunning(const AgentReply &reply)
+{
+    if (m_isAskingAgain && (eventOf(reply) == LineEvent::Busy || reply.kind == Kind::Heartbeat)) {
+        m_isBusySeen = m_isBusySeen || reply.kind != Kind::Heartbeat;
+        if (reply.kind == Kind::Heartbeat)
+            onQuietAnswered(m_isBusySeen);
+        return;
+    }
+    if (refuses(reply) || !m_model.take(reply, now()))
+        return;
+    // The link's own lines also come from asking whether the device is busy.
+    const LineEvent event = eventOf(reply);
+    m_heardOfRun = m_heardOfRun || event != LineEvent::Note;
+    m_quiet.start();
+    if (reply.kind == Kind::Log && isNotable(reply.text))
+        m_display.note("agent: " + reply.text);
+    showProgress();
+    if (m_model.hasEnded())
+        endRun();
+}
+
+void UpgradeCommand::showProgress()
+{
+    m_display.tell(m_teller.changes(m_model));
+    m_display.draw(
+        [this](const Terminal &terminal) { return liveLines(m_model, now(), terminal); });
+}
+
+/** Either the agent works in silence, or the run has ended and somebody else got its last words. */
+void UpgradeCommand::onQuiet()
+{
+    m_isAskingAgain = true;
+    askWhetherBusy();
+}
+
+void UpgradeCommand::onQuietAnswered(bool isBusy)
+{
+    stopAwaiting();
+    m_isAskingAgain = false;
+    if (isBusy)
+        m_quiet.start();
+    else if (m_heardOfRun)
+        loseContact(Cause::OutcomeUnseen, {});
+    else
+        fail(Cause::NotStarted);
+}
+
+void UpgradeCommand::endRun()
+{
+    finish(resultOf(outcomeOf(m_model)));
+}
+
+CommandResult UpgradeCommand::resultOf(const UpgradeOutcome &outcome)
+{
+    m_redraw.stop();
+    m_quiet.stop();
+    showProgress();
+    m_display.close();
+    CommandResult result;
+    result.exit = outcome.exit;
+    result.cause = outcome.cause;
+    result.output = resultTable(m_model, now(), Terminal::of(1).style);
+    result.output += {QString(), outcome.summary};
+    result.json["mode"] = options().mode;
+    result.json["package"] = m_package;
+    result.json["summary"] = outcome.summary;
+    result.json["mcus"] = resultJson(m_model, now());
+    if (!m_model.netVersion().isEmpty())
+        result.json["net_version"] = m_model.netVersion();
+    if (outcome.cause != Cause::None && outcome.cause != Cause::NothingToDo)
+        result.detail = m_model.problemLine();
+    return result;
+}
+
+void UpgradeCommand::onLost(Cause cause, const QString &detail)
+{
+    const bool isRestart =
+        m_stage == Stage::Running &&
+        (m_model.phase() == RunPhase::Rebooting || m_model.phase() == RunPhase::SettingVersion);
+    if (!isRestart || !options().waitBack) {
+        loseContact(cause, detail);
+        return;
+    }
+    m_stage = Stage::WaitingBack;
+    m_quiet.stop();
+    stopAwaiting();
+    m_display.note(QStringLiteral("the network module restarts"));
+    m_waitBack.start();
+}
+
+/** The verdict went down with the module; its images were acknowledged before. */
+void UpgradeCommand::onBack(const QString &version)
+{
+    m_model.assumeSuccess(now());
+    CommandResult result = resultOf(outcomeOf(m_model));
+    result.json["verdict_seen"] = false;
+    result.json["agent_version"] = version;
+    result.advice +=
+        QStringLiteral("The module restarted with the device, before the agent's verdict; "
+                       "its agent answers again. Run the upgrade again to be sure.");
+    finish(result);
+}
+
+void UpgradeCommand::onDeadline()
+{
+    loseContact(Cause::NoSignOfLife, QStringLiteral("a request was not answered"));
+}
+
+void UpgradeCommand::interrupt()
+{
+    loseContact(Cause::Interrupted, {});
+}
+
+void UpgradeCommand::loseContact(Cause cause, const QString &detail)
+{
+    if (m_stage != Stage::Running && m_stage != Stage::WaitingBack) {
+        fail(cause, detail);
+        return;
+    }
+    const QStringList state = likelyState(m_model);
+    m_model.settleUnseen(now());
+    CommandResult result =
+        resultOf({causeRow(cause).exit, cause, QStringLiteral("The outcome is not known.")});
+    result.detail = detail;
+    result.advice = state;
+    result.json["likely_state"] = QJsonArray::fromStringList(state);
+    finish(result);
+}

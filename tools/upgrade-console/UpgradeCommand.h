@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/Command.h"
+#include "upgrade-console/ProgressDisplay.h"
+#include "upgrade-console/UpgradeOutcome.h"
+#include "upgrade-console/UpgradeView.h"
+#include "upgrade-console/WaitBack.h"
+
+/**
+ * An upgrade from the device's package, over the module's serial line or over the network. It asks
+ * whether the device is free, what the package holds, sets the mode, starts the run and follows it
+ * to its end, all over one connection: the agent sends a run's lines to whoever asked last.
+ */
+class UpgradeCommand : public Command
+{
+    Q_OBJECT
+
+public:
+    explicit UpgradeCommand(const Options &options);
+
+    void interrupt() override;
+
+protected:
+    void onConnected() override;
+    void onReply(const AgentReply &reply) override;
+    void onLost(Cause cause, const QString &detail) override;
+    void onDeadline() override;
+
+private:
+    enum class Stage { Asking, Listing, SettingMode, Running, WaitingBack };
+
+    void askWhetherBusy();
+    void onAsked(const AgentReply &reply);
+    void onListed(const AgentReply &reply);
+    void onModeSet(const AgentReply &reply);
+    void onRunning(const AgentReply &reply);
+
+    void takeList(const QString &text);
+    QByteArray runRequest() const;
+    void startRun();
+    bool refuses(const AgentReply &reply);
+    void onQuiet();
+    void onQuietAnswered(bool isBusy);
+    void showProgress();
+    void endRun();
+    void loseContact(Cause cause, const QString &detail);
+    void onBack(const QString &version);
+    CommandResult resultOf(const UpgradeOutcome &outcome);
+
+    Stage m_stage = Stage::Asking;
+    UpgradeModel m_model;
+    ChangeTeller m_teller;
+    ProgressDisplay m_display;
+    WaitBack m_waitBack;
+    QStringList m_rows;
+    QJsonObject m_package;
+    Cause m_listProblem = Cause::None;
+    /** Redraws while nothing arrives. */
+    QTimer m_redraw;
+    /** The agent answers, but says nothing about the run. */
+    QTimer m_quiet;
+    bool m_isAskingAgain = false;
+    bool m_heardOfRun = false;
+    bool m_isBusySeen = false;
+};

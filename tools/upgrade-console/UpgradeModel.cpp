@@ -1,0 +1,423 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/UpgradeModel.h"
+
+#include "protocol/BlockPayload.h"
+#include "protocol/ChipTypes.h"
+
+#include <algorithm>
+#include <map>
+
+namespace {
+
+using std::chrono::duration;
+using std::chrono::milliseconds;
+
+constexpr double whole = 100.0;
+/** Rows that lines with unknown names may add. */
+constexpr int maxMcus = 4096;
+
+double secondsOf(milliseconds time)
+{
+    return duration<double>(time).count();
+}
+
+QString versionText(const QStringList &values, int first)
+{
+    return QStringList(values.mid(first, 3)).join(QLatin1Char('.'));
+}
+
+} // namespace
+
+double McuState::rate(ms now) const
+{
+    const double elapsed = secondsOf((ended.count() < 0 ? now : ended) - writingSince);
+    if (writingSince.count() < 0 || elapsed <= 0.0)
+        return 0.0;
+    return blocks * double(block::dataSize) / elapsed;
+}
+
+std::chrono::seconds McuState::timeLeft(ms now) const
+{
+    if (phase != McuPhase::Writing || percent <= 0.0 || now <= writingSince)
+        return std::chrono::seconds(-1);
+    const double left = secondsOf(now - writingSince) * (whole - percent) / percent;
+    constexpr double longest = 99.0 * 3600.0;
+    return std::chrono::seconds(qint64(std::min(left, longest)));
+}
+
+double McuState::seconds(ms now) const
+{
+    if (started.count() < 0)
+        return -1.0;
+    return secondsOf((ended.count() < 0 ? now : ended) - started);
+}
+
+UpgradeModel::UpgradeModel(const QVector<WantedMcu> &wanted)
+{
+    for (const WantedMcu &row : wanted) {
+        McuState mcu;
+        mcu.name = row.name;
+        mcu.chipType = row.chipType;
+        mcu.newVersion = row.newVersion;
+        m_mcus.append(mcu);
+    }
+}
+
+bool UpgradeModel::take(const AgentReply &reply, ms now)
+{
+    if (hasEnded())
+        return false;
+    switch (reply.kind) {
+    case AgentReply::Kind::Log:
+        takeLine(reply.text, now);
+        return true;
+    case AgentReply::Kind::Progress:
+        takeProgress(reply.percent, now);
+        return true;
+    case AgentReply::Kind::NetVersion:
+        m_netVersion = reply.text;
+        return true;
+    case AgentReply::Kind::UpgradeSuccess:
+    case AgentReply::Kind::UpgradeFail:
+        end(reply.kind == AgentReply::Kind::UpgradeSuccess, now);
+        return true;
+    case AgentReply::Kind::Connected:
+    case AgentReply::Kind::Disconnected:
+        return true;
+    default:
+        return false;
+    }
+}
+
+UpgradeModel::Handler UpgradeModel::handlerOf(LineEvent event)
+{
+    static const std::map<LineEvent, Handler> handlers = {
+        {LineEvent::RunStarted, &UpgradeModel::onRunStarted},
+        {LineEvent::RunProblem, &UpgradeModel::onProblem},
+        {LineEvent::Reading, &UpgradeModel::onReading},
+        {LineEvent::VersionRead, &UpgradeModel::onVersionRead},
+        {LineEvent::ReadRetry, &UpgradeModel::onReadRetry},
+        {LineEvent::McuProblem, &UpgradeModel::onMcuProblem},
+        {LineEvent::EnterSent, &UpgradeModel::onEnterSent},
+        {LineEvent::Entered, &UpgradeModel::onEntered},
+        {LineEvent::WriteRetry, &UpgradeModel::onWriteRetry},
+        {LineEvent::WriteFailed, &UpgradeModel::onWriteFailed},
+        {LineEvent::Written, &UpgradeModel::onWritten},
+        {LineEvent::WillUpgrade, &UpgradeModel::onDecision},
+        {LineEvent::UpToDate, &UpgradeModel::onDecision},
+        {LineEvent::PackageOlder, &UpgradeModel::onDecision},
+        {LineEvent::NoFirmware, &UpgradeModel::onNoFirmware},
+        {LineEvent::Erasing, &UpgradeModel::onErasing},
+        {LineEvent::Writing, &UpgradeModel::onWriting},
+        {LineEvent::BlockRetry, &UpgradeModel::onBlockRetry},
+        {LineEvent::MainRestarting, &UpgradeModel::onMainRestarting},
+        {LineEvent::MainBack, &UpgradeModel::onMainBack},
+        {LineEvent::MainLost, &UpgradeModel::onMainLost},
+        {LineEvent::Rebooting, &UpgradeModel::onRebooting},
+        {LineEvent::SettingVersion, &UpgradeModel::onSettingVersion},
+        {LineEvent::NetStarted, &UpgradeModel::onNetStarted},
+        {LineEvent::NetInstalled, &UpgradeModel::onNetInstalled},
+        {LineEvent::NetFailed, &UpgradeModel::onNetFailed},
+    };
+    const auto found = handlers.find(event);
+    return found == handlers.end() ? nullptr : found->second;
+}
+
+void UpgradeModel::takeLine(const QString &line, ms now)
+{
+    const LineMeaning meaning = meaningOf(line);
+    if (meaning.cause != Cause::None)
+        m_problemLine = line;
+    if (const Handler handler = handlerOf(meaning.event))
+        (this->*handler)(meaning, now);
+}
+
+/** The agent counts every row as 100, whether something is sent to it or not. */
+void UpgradeModel::takeProgress(double percent, ms now)
+{
+    m_percent = std::clamp(percent, m_percent, whole);
+    McuState *mcu = currentMcu();
+    if (mcu == nullptr || mcu->phase < McuPhase::Entering || mcu->phase > McuPhase::Writing)
+        return;
+    const double own = percent * m_mcus.size() - whole * m_current;
+    mcu->percent = std::clamp(own, 0.0, whole);
+    if (own <= 0.0)
+        return;
+    if (mcu->writingSince.count() < 0)
+        mcu->writingSince = now;
+    ++mcu->blocks;
+}
+
+void UpgradeModel::end(bool succeeded, ms now)
+{
+    m_succeeded = succeeded;
+    if (succeeded)
+        m_percent = whole;
+    m_phase = RunPhase::Ended;
+    for (McuState &mcu : m_mcus)
+        settle(mcu, now);
+    m_current = -1;
+}
+
+/** By the end of a run an MCU without a verdict was either broken off, passed over or not reached.
+ */
+void UpgradeModel::settle(McuState &mcu, ms now)
+{
+    if (mcu.result != McuResult::Open)
+        return;
+    const bool wasBegun = mcu.started.count() >= 0;
+    if (wasBegun && mcu.cause == Cause::None)
+        mcu.cause = m_problem == Cause::None ? Cause::Unexplained : m_problem;
+    if (mcu.cause != Cause::None)
+        finish(mcu, McuResult::Failed, now);
+    else
+        finish(mcu, m_succeeded ? McuResult::NothingFits : McuResult::NotReached, now);
+}
+
+void UpgradeModel::settleUnseen(ms now)
+{
+    for (McuState &mcu : m_mcus) {
+        if (mcu.result == McuResult::Open)
+            finish(mcu, McuResult::Unknown, now);
+    }
+    m_current = -1;
+}
+
+int UpgradeModel::findMcu(const QString &name) const
+{
+    const int count = m_mcus.size();
+    int finished = -1;
+    for (int i = 0; i < count; ++i) {
+        const int index = (std::max(m_current, 0) + i) % count;
+        if (m_mcus.at(index).name != name)
+            continue;
+        if (m_mcus.at(index).phase != McuPhase::Finished)
+            return index;
+        if (finished < 0)
+            finished = index;
+    }
+    return finished;
+}
+
+McuState &UpgradeModel::mcuNamed(const QString &name)
+{
+    int index = findMcu(name);
+    if (index < 0 && m_mcus.size() < maxMcus) {
+        McuState mcu;
+        mcu.name = name;
+        m_mcus.append(mcu);
+    }
+    if (index < 0)
+        index = m_mcus.size() - 1;
+    m_current = index;
+    return m_mcus[index];
+}
+
+McuState *UpgradeModel::currentMcu()
+{
+    return m_current < 0 ? nullptr : &m_mcus[m_current];
+}
+
+void UpgradeModel::finish(McuState &mcu, McuResult result, ms now)
+{
+    mcu.phase = McuPhase::Finished;
+    mcu.result = result;
+    if (mcu.started.count() >= 0)
+        mcu.ended = now;
+}
+
+void UpgradeModel::beginWrite(McuState &mcu, ms now)
+{
+    if (mcu.started.count() < 0)
+        mcu.started = now;
+    mcu.percent = 0.0;
+    mcu.blocks = 0;
+    mcu.writingSince = ms(-1);
+    m_phase = RunPhase::Writing;
+}
+
+void UpgradeModel::onRunStarted(const LineMeaning &, ms)
+{
+    m_phase = RunPhase::Reading;
+}
+
+/** Without its port to the device everything after fails as well: that is the reason to tell. */
+void UpgradeModel::onProblem(const LineMeaning &meaning, ms)
+{
+    if (m_problem != Cause::PortUnavailable)
+        m_problem = meaning.cause;
+}
+
+void UpgradeModel::onReading(const LineMeaning &meaning, ms)
+{
+    m_phase = RunPhase::Reading;
+    McuState &mcu = mcuNamed(meaning.values.value(0));
+    if (mcu.phase == McuPhase::Waiting)
+        mcu.phase = McuPhase::Reading;
+}
+
+void UpgradeModel::onVersionRead(const LineMeaning &meaning, ms)
+{
+    McuState &mcu = mcuNamed(meaning.values.value(0));
+    mcu.oldVersion = versionText(meaning.values, 1);
+}
+
+void UpgradeModel::onReadRetry(const LineMeaning &meaning, ms)
+{
+    ++mcuNamed(meaning.values.value(0)).retries;
+}
+
+void UpgradeModel::onMcuProblem(const LineMeaning &meaning, ms)
+{
+    mcuNamed(meaning.values.value(0)).cause = meaning.cause;
+}
+
+void UpgradeModel::onEnterSent(const LineMeaning &meaning, ms now)
+{
+    McuState &mcu = mcuNamed(meaning.values.value(0));
+    beginWrite(mcu, now);
+    mcu.phase = McuPhase::Entering;
+}
+
+void UpgradeModel::onEntered(const LineMeaning &meaning, ms)
+{
+    m_hasWritten = true;
+    mcuNamed(meaning.values.value(0)).phase = McuPhase::Erasing;
+}
+
+void UpgradeModel::onWriteRetry(const LineMeaning &meaning, ms)
+{
+    McuState &mcu = mcuNamed(meaning.values.value(0));
+    mcu.cause = meaning.cause;
+    if (meaning.values.size() > 1)
+        ++mcu.retries;
+}
+
+void UpgradeModel::onWriteFailed(const LineMeaning &meaning, ms now)
+{
+    McuState &mcu = mcuNamed(meaning.values.value(0));
+    if (mcu.cause != Cause::UpdateModeRefused || mcu.writingSince.count() >= 0)
+        mcu.cause = meaning.cause;
+    finish(mcu, McuResult::Failed, now);
+}
+
+void UpgradeModel::onWritten(const LineMeaning &meaning, ms now)
+{
+    McuState &mcu = mcuNamed(meaning.values.value(0));
+    mcu.percent = whole;
+    mcu.cause = Cause::None;
+    finish(mcu, McuResult::Updated, now);
+}
+
+void UpgradeModel::onDecision(const LineMeaning &meaning, ms now)
+{
+    constexpr int name = 3;
+    constexpr int runs = 4;
+    McuState &mcu = mcuNamed(meaning.values.value(name));
+    mcu.newVersion = versionText(meaning.values, 0);
+    if (mcu.oldVersion.isEmpty() && mcu.cause == Cause::None)
+        mcu.oldVersion = versionText(meaning.values, runs);
+    if (meaning.event == LineEvent::WillUpgrade)
+        return;
+    mcu.cause = Cause::None;
+    finish(mcu,
+           meaning.event == LineEvent::UpToDate ? McuResult::UpToDate : McuResult::PackageOlder,
+           now);
+}
+
+void UpgradeModel::onNoFirmware(const LineMeaning &meaning, ms now)
+{
+    McuState &mcu = mcuNamed(meaning.values.value(0));
+    finish(mcu, McuResult::NothingFits, now);
+}
+
+void UpgradeModel::onErasing(const LineMeaning &, ms)
+{
+    if (McuState *mcu = currentMcu(); mcu != nullptr && mcu->phase == McuPhase::Entering)
+        mcu->phase = McuPhase::Erasing;
+}
+
+void UpgradeModel::onWriting(const LineMeaning &, ms now)
+{
+    McuState *mcu = currentMcu();
+    if (mcu == nullptr || mcu->phase == McuPhase::Finished)
+        return;
+    mcu->phase = McuPhase::Writing;
+    if (mcu->writingSince.count() < 0)
+        mcu->writingSince = now;
+}
+
+void UpgradeModel::onBlockRetry(const LineMeaning &, ms)
+{
+    if (McuState *mcu = currentMcu())
+        ++mcu->retries;
+}
+
+void UpgradeModel::onMainRestarting(const LineMeaning &, ms)
+{
+    if (McuState *mcu = currentMcu())
+        mcu->phase = McuPhase::Restarting;
+}
+
+void UpgradeModel::onMainBack(const LineMeaning &, ms now)
+{
+    if (McuState *mcu = currentMcu())
+        finish(*mcu, McuResult::Updated, now);
+}
+
+void UpgradeModel::onMainLost(const LineMeaning &meaning, ms now)
+{
+    m_problem = meaning.cause;
+    McuState *mcu = currentMcu();
+    if (mcu == nullptr)
+        return;
+    mcu->cause = meaning.cause;
+    finish(*mcu, McuResult::Failed, now);
+}
+
+void UpgradeModel::onRebooting(const LineMeaning &, ms)
+{
+    m_phase = RunPhase::Rebooting;
+}
+
+void UpgradeModel::onSettingVersion(const LineMeaning &, ms)
+{
+    m_phase = RunPhase::SettingVersion;
+}
+
+/** The line bears no name: it is about the next row of the module's chip type. */
+void UpgradeModel::onNetStarted(const LineMeaning &, ms now)
+{
+    const auto next = std::find_if(m_mcus.begin(), m_mcus.end(), [](const McuState &mcu) {
+        return mcu.chipType == chip::networkModule && mcu.phase != McuPhase::Finished;
+    });
+    if (next != m_mcus.end())
+        m_current = int(next - m_mcus.begin());
+    if (McuState *mcu = currentMcu()) {
+        beginWrite(*mcu, now);
+        mcu->phase = McuPhase::Writing;
+    }
+    m_phase = RunPhase::Installing;
+    m_hasWritten = true;
+}
+
+void UpgradeModel::onNetInstalled(const LineMeaning &meaning, ms now)
+{
+    m_netVersion = meaning.values.value(0);
+    McuState *mcu = currentMcu();
+    if (mcu == nullptr)
+        return;
+    mcu->newVersion = m_netVersion;
+    mcu->percent = whole;
+    mcu->cause = Cause::None;
+    finish(*mcu, McuResult::Updated, now);
+}
+
+void UpgradeModel::onNetFailed(const LineMeaning &meaning, ms now)
+{
+    McuState *mcu = currentMcu();
+    if (mcu == nullptr)
+        return;
+    mcu->cause = meaning.cause;
+    finish(*mcu, McuResult::Failed, now);
+}

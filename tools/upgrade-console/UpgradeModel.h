@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/AgentReply.h"
+#include "upgrade-console/Messages.h"
+
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+#include <chrono>
+
+/** How far one MCU is. */
+enum class McuPhase {
+    Waiting,
+    Reading,
+    /** Asked to go into its update mode. */
+    Entering,
+    Erasing,
+    Writing,
+    Restarting,
+    /** Nothing more happens to it. */
+    Finished,
+};
+
+enum class McuResult {
+    /** Not decided yet. */
+    Open,
+    Updated,
+    UpToDate,
+    /** It runs a newer version than the package has. */
+    PackageOlder,
+    /** No image of the package is meant for it. */
+    NothingFits,
+    Failed,
+    /** The run ended before its turn. */
+    NotReached,
+    /** The connection was lost before the agent told. */
+    Unknown,
+};
+
+/** One row of the run. */
+struct McuState
+{
+    using ms = std::chrono::milliseconds;
+
+    QString name;
+    /** As in the rows of a request; negative when not known. */
+    int chipType = -1;
+    McuPhase phase = McuPhase::Waiting;
+    McuResult result = McuResult::Open;
+    /** Why it failed, or why it is in doubt. */
+    Cause cause = Cause::None;
+    QString oldVersion;
+    QString newVersion;
+    /** 0 to 100. */
+    double percent = 0.0;
+    /** Everything that was repeated for this MCU. */
+    int retries = 0;
+    /** Blocks sent since the image was begun. */
+    int blocks = 0;
+    /** From the request for its update mode on; negative before. */
+    ms started{-1};
+    ms writingSince{-1};
+    ms ended{-1};
+
+    /** Bytes per second while it is written, 0 when not known. */
+    double rate(ms now) const;
+    /** Negative when not known. */
+    std::chrono::seconds timeLeft(ms now) const;
+    /** Negative for an MCU to which nothing was sent. */
+    double seconds(ms now) const;
+};
+
+/** How far the run is; what a lost connection means depends on it. */
+enum class RunPhase { Preparing, Reading, Writing, Installing, Rebooting, SettingVersion, Ended };
+
+/** A row that is asked for. */
+struct WantedMcu
+{
+    QString name;
+    int chipType = -1;
+    /** What the package has for it, empty when not known. */
+    QString newVersion;
+};
+
+/**
+ * What the agent's lines say about a run. Knows no clock: every reply comes with the time at which
+ * it arrived.
+ */
+class UpgradeModel
+{
+public:
+    using ms = std::chrono::milliseconds;
+
+    UpgradeModel() = default;
+    explicit UpgradeModel(const QVector<WantedMcu> &wanted);
+
+    /** Takes a reply; false for one that says nothing about a run. */
+    bool take(const AgentReply &reply, ms now);
+
+    const QVector<McuState> &mcus() const { return m_mcus; }
+    /** The MCU at work, -1 when there is none. */
+    int current() const { return m_current; }
+    RunPhase phase() const { return m_phase; }
+    /** Of the whole run, 0 to 100; never goes down. */
+    double percent() const { return m_percent; }
+    /** The agent has given its verdict. */
+    bool hasEnded() const { return m_phase == RunPhase::Ended; }
+    bool succeeded() const { return m_succeeded; }
+    /** Why the run as a whole failed, as far as its lines tell. */
+    Cause problem() const { return m_problem; }
+    /** Version of the module's own firmware if this run installed one. */
+    QString netVersion() const { return m_netVersion; }
+    /** An image, or the module's firmware, was begun; the device may be incomplete. */
+    bool hasWritten() const { return m_hasWritten; }
+    /** The last problem's line, as the agent has it. */
+    QString problemLine() const { return m_problemLine; }
+
+    /** The verdict cannot be heard any more, but everything before it went well. */
+    void assumeSuccess(ms now) { end(true, now); }
+    /** Every undecided MCU stays unknown: the connection was lost. */
+    void settleUnseen(ms now);
+
+private:
+    using Handler = void (UpgradeModel::*)(const LineMeaning &meaning, ms now);
+    static Handler handlerOf(LineEvent event);
+
+    void takeLine(const QString &line, ms now);
+    void takeProgress(double percent, ms now);
+    void end(bool succeeded, ms now);
+    void settle(McuState &mcu, ms now);
+
+    void onRunStarted(const LineMeaning &meaning, ms now);
+    void onProblem(const LineMeaning &meaning, ms now);
+    void onReading(const LineMeaning &meaning, ms now);
+    void onVersionRead(const LineMeaning &meaning, ms now);
+    void onReadRetry(const LineMeaning &meaning, ms now);
+    void onMcuProblem(const LineMeaning &meaning, ms now);
+    void onEnterSent(const LineMeaning &meaning, ms now);
+    void onEntered(const LineMeaning &meaning, ms now);
+    void onWriteRetry(const LineMeaning &meaning, ms now);
+    void onWriteFailed(const LineMeaning &meaning, ms now);
+    void onWritten(const LineMeaning &meaning, ms now);
+    void onDecision(const LineMeaning &meaning, ms now);
+    void onNoFirmware(const LineMeaning &meaning, ms now);
+    void onErasing(const LineMeaning &meaning, ms now);
+    void onWriting(const LineMeaning &meaning, ms now);
+    void onBlockRetry(const LineMeaning &meaning, ms now);
+    void onMainRestarting(const LineMeaning &meaning, ms now);
+    void onMainBack(const LineMeaning &meaning, ms now);
+    void onMainLost(const LineMeaning &meaning, ms now);
+    void onRebooting(const LineMeaning &meaning, ms now);
+    void onSettingVersion(const LineMeaning &meaning, ms now);
+    void onNetStarted(const LineMeaning &meaning, ms now);
+    void onNetInstalled(const LineMeaning &meaning, ms now);
+    void onNetFailed(const LineMeaning &meaning, ms now);
+
+    /** The row of that name which is next to be worked on; made when there is none. */
+    McuState &mcuNamed(const QString &name);
+    int findMcu(const QString &name) const;
+    McuState *currentMcu();
+    void finish(McuState &mcu, McuResult result, ms now);
+    void beginWrite(McuState &mcu, ms now);
+
+    QVector<McuState> m_mcus;
+    int m_current = -1;
+    RunPhase m_phase = RunPhase::Preparing;
+    double m_percent = 0.0;
+    bool m_succeeded = false;
+    bool m_hasWritten = false;
+    Cause m_problem = Cause::None;
+    QString m_problemLine;
+    QString m_netVersion;
+};

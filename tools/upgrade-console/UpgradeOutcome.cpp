@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/UpgradeOutcome.h"
+
+#include <algorithm>
+
+namespace {
+
+int countOf(const UpgradeModel &model, McuResult result)
+{
+    const auto &mcus = model.mcus();
+    return int(std::count_if(mcus.begin(), mcus.end(),
+                             [result](const McuState &mcu) { return mcu.result == result; }));
+}
+
+QString counted(int count)
+{
+    return count == 1 ? QStringLiteral("1 MCU") : QStringLiteral("%1 MCUs").arg(count);
+}
+
+Cause firstFailure(const UpgradeModel &model)
+{
+    for (const McuState &mcu : model.mcus()) {
+        if (mcu.result == McuResult::Failed)
+            return mcu.cause == Cause::None ? Cause::Unexplained : mcu.cause;
+    }
+    return Cause::None;
+}
+
+UpgradeOutcome failure(Cause cause, const QString &summary)
+{
+    return {causeRow(cause).exit, cause, summary};
+}
+
+UpgradeOutcome outcomeOfSuccess(const UpgradeModel &model)
+{
+    const int updated = countOf(model, McuResult::Updated);
+    const int failed = countOf(model, McuResult::Failed);
+    const Cause cause = firstFailure(model);
+    if (cause != Cause::None)
+        return {ExitCode::Failed, cause,
+                QStringLiteral("%1 updated, %2 failed.").arg(counted(updated)).arg(failed)};
+    if (model.problem() != Cause::None)
+        return {ExitCode::Failed, model.problem(),
+                QStringLiteral("%1 updated, but not all went well.").arg(counted(updated))};
+    if (updated > 0)
+        return {ExitCode::Done, Cause::None, QStringLiteral("%1 updated.").arg(counted(updated))};
+    return {ExitCode::NothingToDo, Cause::NothingToDo,
+            QStringLiteral("Nothing to do: no MCU needs what the package holds.")};
+}
+
+UpgradeOutcome outcomeOfFailure(const UpgradeModel &model)
+{
+    Cause cause = model.problem();
+    if (cause == Cause::None)
+        cause = firstFailure(model);
+    if (cause == Cause::None)
+        cause = Cause::Unexplained;
+    UpgradeOutcome outcome = failure(cause, QStringLiteral("The upgrade failed; %1 updated.")
+                                                .arg(counted(countOf(model, McuResult::Updated))));
+    // The agent says that it failed, whatever the reason says.
+    if (outcome.exit == ExitCode::Done || outcome.exit == ExitCode::NothingToDo)
+        outcome.exit = ExitCode::Failed;
+    return outcome;
+}
+
+QString nameAtWork(const UpgradeModel &model)
+{
+    const int current = model.current();
+    return current < 0 ? QStringLiteral("an MCU") : '\'' + model.mcus().at(current).name + '\'';
+}
+
+} // namespace
+
+UpgradeOutcome outcomeOf(const UpgradeModel &model)
+{
+    return model.succeeded() ? outcomeOfSuccess(model) : outcomeOfFailure(model);
+}
+
+QStringList likelyState(const UpgradeModel &model)
+{
+    const QString goesOn = QStringLiteral(
+        "The agent finishes the upgrade without this connection: leave the device on.");
+    const QString again = QStringLiteral(
+        "In a few minutes run the same upgrade again; in mode 2 what is done already is skipped.");
+    switch (model.phase()) {
+    case RunPhase::Preparing:
+        return {QStringLiteral("Nothing was written: the upgrade had not begun."),
+                QStringLiteral("If the agent had taken the request, it goes on alone."), again};
+    case RunPhase::Reading:
+        if (!model.hasWritten())
+            return {QStringLiteral("Nothing was written so far: the agent was reading versions."),
+                    goesOn, again};
+        return {QStringLiteral("At least one MCU is updated; the agent was reading versions."),
+                goesOn, again};
+    case RunPhase::Writing:
+        return {QStringLiteral("%1 was being written.").arg(nameAtWork(model)), goesOn,
+                QStringLiteral("If the device lost its power, that MCU holds half an image; it "
+                               "waits in its bootcode and the next upgrade writes it whole."),
+                again};
+    case RunPhase::Installing:
+        return {QStringLiteral("The network module was installing its own firmware."), goesOn,
+                QStringLiteral("If the module lost its power, it may not start any more."), again};
+    case RunPhase::Rebooting:
+    case RunPhase::SettingVersion:
+        return {QStringLiteral("All images are written; the device was rebooting."),
+                QStringLiteral("Wait a minute; 'version' and 'ping' tell when it is back."), again};
+    case RunPhase::Ended:
+        break;
+    }
+    return {QStringLiteral("The upgrade had ended.")};
+}
+
+QString resultName(McuResult result)
+{
+    static const char *const names[] = {"open",   "updated", "up to date",  "package older",
+                                        "no fit", "failed",  "not reached", "unknown"};
+    return QString::fromLatin1(names[int(result)]);
+}
+
+QString phaseName(McuPhase phase)
+{
+    static const char *const names[] = {"waiting", "reading",    "entering", "erasing",
+                                        "writing", "restarting", "finished"};
+    return QString::fromLatin1(names[int(phase)]);
+}
+
+QString phaseName(RunPhase phase)
+{
+    static const char *const names[] = {"preparing", "reading",     "writing", "installing",
+                                        "rebooting", "set version", "ended"};
+    return QString::fromLatin1(names[int(phase)]);
+}

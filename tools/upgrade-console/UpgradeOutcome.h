@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/UpgradeModel.h"
+
+#include <QString>
+
+/** What a run came to. */
+struct UpgradeOutcome
+{
+    ExitCode exit = ExitCode::Failed;
+    /** None when all went well. */
+    Cause cause = Cause::Unexplained;
+    /** One line for the end of the table. */
+    QString summary;
+};
+
+/**
+ * The agent calls a run a success when it came to its end. Done is more: something was written and
+ * nothing failed. Without anything to write it is "nothing to do".
+ */
+UpgradeOutcome outcomeOf(const UpgradeModel &model);
+
+/**
+ * After the connection was lost in the middle of a run: the state that the device is likely in and
+ * what to do, one sentence a line.
+ */
+QStringList likelyState(const UpgradeModel &model);
+
+/** One word for a result, as tables and JSON have it. */
+QString resultName(McuResult result);
+
+/** The same for a phase. */
+QString phaseName(McuPhase phase);
+QString phaseName(RunPhase phase);
