@@ -28,7 +28,7 @@ private:
 
 QStringList TestContract::commands() const
 {
-    return {"info", "verify", "list", "extract", "diff", "build", "add-net", "make-net"};
+    return {"info", "verify", "list", "extract", "diff", "build", "add-net", "make-net", "plan"};
 }
 
 void TestContract::wrongCommandLines_data()

@@ -12,3 +12,4 @@ Outcome runBuild(const Options &options);
 Outcome runAddNet(const Options &options);
 Outcome runMakeNet(const Options &options);
 Outcome runDiff(const Options &options);
+Outcome runPlan(const Options &options);

@@ -80,6 +80,13 @@ constexpr FailureWords table[] = {
     {Failure::FolderNotEmpty, ExitCode::Failed, "folder-not-empty",
      "The output folder exists and is not empty.",
      "Give a new folder to -o, or empty this one."},
+    {Failure::RowsUnreadable, ExitCode::Failed, "rows-unreadable",
+     "A row has too few fields.",
+     "Write name, chip type, chip index, MCU type, PCB version, speciality code and three version "
+     "numbers, separated by commas."},
+    {Failure::DeviceUnreadable, ExitCode::Failed, "device-unreadable",
+     "The device file is not one.",
+     "See simulator.md for a device file that works."},
 };
 // clang-format on
 

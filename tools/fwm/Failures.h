@@ -31,6 +31,8 @@ enum class Failure {
     CannotWrite,
     OutputIsInput,
     FolderNotEmpty,
+    RowsUnreadable,
+    DeviceUnreadable,
 };
 
 struct FailureWords

@@ -23,6 +23,9 @@ struct Texts
     std::string output;
     std::string release;
     std::string netVersion;
+    std::string rows;
+    std::string device;
+    int mode = 2;
     bool json = false;
     bool noProgress = false;
     bool completion = false;
@@ -74,6 +77,18 @@ void addReaders(CLI::App &app, Texts &texts)
     CLI::App *diff = addCommand(app, texts, "diff", "Show what differs between two packages");
     addFile(diff, texts, "A", "The one package");
     diff->add_option("B", texts.other, "The other package")->required();
+}
+
+void addPlan(CLI::App &app, Texts &texts)
+{
+    CLI::App *plan = addCommand(app, texts, "plan", "Show what an upgrade would send, and why");
+    addFile(plan, texts, "PACKAGE", "The package");
+    CLI::Option_group *chips = plan->add_option_group("Chips", "What the device is made of");
+    chips->add_option("--rows", texts.rows, "A file of rows, nine fields each");
+    chips->add_option("--device", texts.device, "A device file, as the simulator takes it");
+    chips->require_option(1);
+    plan->add_option("--mode", texts.mode, "2: only newer images (default), 5: every image")
+        ->check(CLI::IsMember({2, 5}));
 }
 
 void addWriters(CLI::App &app, Texts &texts)
@@ -140,6 +155,9 @@ Options fromTexts(const Texts &texts, const std::string &command)
     options.output = pathOf(texts.output);
     options.release = QString::fromLocal8Bit(QByteArray::fromStdString(texts.release));
     options.netVersion = QString::fromStdString(texts.netVersion);
+    options.rows = pathOf(texts.rows);
+    options.device = pathOf(texts.device);
+    options.mode = texts.mode;
     options.json = texts.json;
     options.progress = !texts.noProgress;
     return options;
@@ -159,6 +177,7 @@ CommandLine readCommandLine(int argc, char *argv[])
     app.footer(footer());
     addReaders(app, texts);
     addWriters(app, texts);
+    addPlan(app, texts);
 
     try {
         app.parse(argc, argv);

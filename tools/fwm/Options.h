@@ -17,6 +17,11 @@ struct Options
     QString output;
     QString release;
     QString netVersion;
+    /** One of these two for plan: a file of rows, or one of a device. */
+    QString rows;
+    QString device;
+    /** The upgrade mode of plan. */
+    int mode = 2;
     bool json = false;
     bool progress = true;
 };

@@ -14,8 +14,9 @@ struct Command
 };
 
 constexpr Command commands[] = {
-    {"info", runInfo},   {"verify", runVerify},  {"list", runList},        {"extract", runExtract},
-    {"build", runBuild}, {"add-net", runAddNet}, {"make-net", runMakeNet}, {"diff", runDiff},
+    {"info", runInfo},        {"verify", runVerify}, {"list", runList},
+    {"extract", runExtract},  {"build", runBuild},   {"add-net", runAddNet},
+    {"make-net", runMakeNet}, {"diff", runDiff},     {"plan", runPlan},
 };
 
 } // namespace

@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/engine/TestPackage.h"
+#include "tests/fwm/Fwm.h"
+
+#include <QJsonArray>
+
+namespace {
+
+QByteArray package()
+{
+    return makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 0}, patternImage(700)},
+                        {"OLD", 1, 1, 2, 1, 'A', {1, 9, 0}, patternImage(300)},
+                        {"NEW", 1, 1, 2, 2, 'A', {1, 9, 1}, patternImage(400)},
+                        {"GONE", 2, 1, 3, 1, 'A', {2, 0, 0}, patternImage(10), false},
+                        {"FPGA", 17, 1, 0, 0, '\0', {3, 2, 0}, patternImage(512)}});
+}
+
+} // namespace
+
+class TestPlan : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        m_fwm.reset(new Fwm);
+        m_fwm->write("p.fwm", package());
+    }
+    void rows();
+    void everyVersionInMode5();
+    void nothingToDo();
+    void json();
+    void device();
+    void deviceOfAnotherModel();
+    void wrongInput_data();
+    void wrongInput();
+
+private:
+    QScopedPointer<Fwm> m_fwm;
+};
+
+void TestPlan::rows()
+{
+    m_fwm->write("rows", "# name, type, index, MCU, PCB, speciality, version\n"
+                         "MAIN,0,0,1,1,65,1,10,0\n\nAUX,1,0,2,2,65,1,9,0\nGONE,2,0,3,1,65,1,0,0\n"
+                         "FPGA,17,0,,,,3,1,\nKEY,5,0,1,1,65,1,0,0\n");
+    const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows"});
+    QCOMPARE(ran.err, QByteArray());
+    QCOMPARE(ran.status, 0);
+    const QByteArray text = ran.out;
+    QVERIFY(text.contains("MAIN: leave as it is\n"
+                          "    Firmware version V1.2.0 less than the 'MAIN' version V1.10.0, will "
+                          "not upgrade.\n"));
+    QVERIFY(text.contains("AUX: send version 1.9.1, 400 bytes at 0x"));
+    QVERIFY(text.contains("    entry 1 'OLD': PCB version 1, the chip has 2\n"
+                          "    Firmware version V1.9.1 greater than the 'AUX' version V1.9.0, will "
+                          "upgrade.\n"));
+    QVERIFY(text.contains("GONE: leave as it is\n"));
+    QVERIFY(text.contains("    The description names an image that the package lacks.\n"));
+    QVERIFY(text.contains("FPGA: send version 3.2.0, 512 bytes at 0x"));
+    QVERIFY(
+        text.contains("KEY: leave as it is\n    The package has nothing for this chip type.\n"));
+    QVERIFY(text.endsWith("2 images would be written.\n"));
+}
+
+void TestPlan::everyVersionInMode5()
+{
+    m_fwm->write("rows", "MAIN,0,0,1,1,65,1,10,0\n");
+    const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows", "--mode", "5"});
+    QCOMPARE(ran.status, 0);
+    QVERIFY(ran.out.contains("MAIN: send version 1.2.0, 700 bytes"));
+    QVERIFY(ran.out.contains("this mode sends every version"));
+}
+
+void TestPlan::nothingToDo()
+{
+    m_fwm->write("rows", "MAIN,0,0,1,1,65,1,2,0\nAUX,1,0,9,1,65,1,0,0\n");
+    const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows"});
+    QCOMPARE(ran.status, 3);
+    QVERIFY(ran.out.endsWith("0 images would be written.\n"));
+}
+
+void TestPlan::json()
+{
+    m_fwm->write("rows", "AUX,1,0,9,1,65,1,0,0\nAUX,1,0,2,1,65,1,0,0\n");
+    const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows", "--json"});
+    QCOMPARE(ran.status, 0);
+    const QJsonArray rows = ran.json().value("rows").toArray();
+    QCOMPARE(rows.size(), 2);
+    const QJsonObject first = rows.at(0).toObject();
+    QCOMPARE(first.value("verdict").toString(), QStringLiteral("no-match"));
+    QCOMPARE(first.value("rejected").toArray().size(), 2);
+    const QJsonObject rejected = first.value("rejected").toArray().first().toObject();
+    QCOMPARE(rejected.value("field").toString(), QStringLiteral("MCU type"));
+    QCOMPARE(rejected.value("entry_value").toString(), QStringLiteral("2"));
+    QCOMPARE(rejected.value("chip_value").toString(), QStringLiteral("9"));
+    const QJsonObject second = rows.at(1).toObject();
+    QCOMPARE(second.value("verdict").toString(), QStringLiteral("send"));
+    QCOMPARE(second.value("entry").toInt(), 1);
+    const QJsonObject image = second.value("image").toObject();
+    QCOMPARE(image.value("size").toInt(), 300);
+    QCOMPARE(package().mid(image.value("offset").toInt(), 300), patternImage(300));
+    QCOMPARE(ran.json().value("would_write").toInt(), 1);
+}
+
+void TestPlan::device()
+{
+    m_fwm->write("d.json", R"({"model":"HX-8","chips":[
+        {"name":"MAIN","version":"9.0.0","bootcode":true},
+        {"name":"FPGA","chip_type":17,"version":"3.2"}]})");
+    const Ran ran = m_fwm->run({"plan", "p.fwm", "--device", "d.json"});
+    QCOMPARE(ran.status, 0);
+    // A main MCU in its bootcode tells no version and gets its image.
+    QVERIFY(ran.out.contains("MAIN: send version 1.2.0"));
+    QVERIFY(ran.out.contains("FPGA: leave as it is"));
+    QVERIFY(ran.out.endsWith("1 image would be written.\n"));
+}
+
+void TestPlan::deviceOfAnotherModel()
+{
+    m_fwm->write("d.json", R"({"model":"HX-9","chips":[{"name":"MAIN","version":"1.0.0"}]})");
+    const Ran newer = m_fwm->run({"plan", "p.fwm", "--device", "d.json"});
+    QCOMPARE(newer.status, 3);
+    QVERIFY(newer.out.startsWith("The package is for model 'HX-8' and the device is 'HX-9'"));
+    // Mode 5 does not ask for the model.
+    QCOMPARE(m_fwm->run({"plan", "p.fwm", "--device", "d.json", "--mode", "5"}).status, 0);
+
+    m_fwm->write("d.json", R"({"model":"HX-8","chips":[
+        {"name":"MAIN","version":"1.0.0","product_information":false}]})");
+    const Ran invalid = m_fwm->run({"plan", "p.fwm", "--device", "d.json"});
+    QCOMPARE(invalid.status, 3);
+    QVERIFY(invalid.out.startsWith("The main MCU's product information is invalid"));
+}
+
+void TestPlan::wrongInput_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("words");
+    QTest::newRow("short row") << QStringList{"p.fwm", "--rows", "short"} << 1
+                               << QByteArray("line 2: 3 fields instead of 9");
+    QTest::newRow("no rows file") << QStringList{"p.fwm", "--rows", "none"} << 1
+                                  << QByteArray("cannot be read");
+    QTest::newRow("no device") << QStringList{"p.fwm", "--device", "short"} << 1
+                               << QByteArray("The device file is not one.");
+    QTest::newRow("no package") << QStringList{"short", "--rows", "short"} << 7
+                                << QByteArray("This is no firmware package.");
+    QTest::newRow("mode 3") << QStringList{"p.fwm", "--rows", "short", "--mode", "3"} << 2
+                            << QByteArray("error");
+    QTest::newRow("neither") << QStringList{"p.fwm"} << 2 << QByteArray("error");
+    QTest::newRow("both") << QStringList{"p.fwm", "--rows", "short", "--device", "short"} << 2
+                          << QByteArray("error");
+}
+
+void TestPlan::wrongInput()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, status);
+    QFETCH(QByteArray, words);
+    m_fwm->write("short", "MAIN,0,0,1,1,65,1,2,0\nMAIN,0,0\n");
+    const Ran ran = m_fwm->run(QStringList{"plan"} + arguments);
+    QCOMPARE(ran.status, status);
+    QVERIFY2(ran.err.contains(words), ran.err.constData());
+}
+
+QTEST_GUILESS_MAIN(TestPlan)
+#include "tst_plan.moc"

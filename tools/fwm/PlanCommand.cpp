@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+// The dry run: what an upgrade would send, by the engine's own rules.
+#include "files/FileSource.h"
+#include "fwm/Commands.h"
+#include "fwm/OpenPackage.h"
+#include "fwm/PlanRows.h"
+#include "fwm/Words.h"
+#include "planning/RunPlan.h"
+#include "planning/TypeAndIndexTable.h"
+#include "planning/UpgradeMode.h"
+
+#include <QJsonArray>
+
+namespace {
+
+const char *fieldName(int index)
+{
+    switch (index) {
+    case field::mcuType:
+        return "MCU type";
+    case field::pcbVersion:
+        return "PCB version";
+    case field::speciality:
+        return "speciality";
+    case field::bootcodeFlag:
+        return "bootcode flag";
+    default:
+        return "version";
+    }
+}
+
+QString verdictName(const PlannedRow &row)
+{
+    switch (row.decision.verdict) {
+    case Decision::Verdict::Send:
+        return row.image ? QStringLiteral("send") : QStringLiteral("no-image");
+    case Decision::Verdict::NotNewer:
+        return QStringLiteral("not-newer");
+    case Decision::Verdict::NoMatch:
+        return QStringLiteral("no-match");
+    case Decision::Verdict::NoFirmware:
+        break;
+    }
+    return QStringLiteral("no-firmware");
+}
+
+QStringList entryFields(const QStringList &list, int index)
+{
+    return list.value(index).split(QLatin1Char(','));
+}
+
+QString rejectionText(const PlannedRow &row, const Decision::Rejection &rejection,
+                      const QStringList &list)
+{
+    const QStringList entry = entryFields(list, rejection.entry);
+    return QStringLiteral("entry %1 '%2': %3 %4, the chip has %5")
+        .arg(QString::number(rejection.entry), entry.value(field::name),
+             QLatin1String(fieldName(rejection.field)), entry.value(rejection.field),
+             row.fields.value(rejection.field));
+}
+
+QStringList reasons(const PlannedRow &row, const QStringList &list)
+{
+    QStringList lines;
+    for (const Decision::Rejection &rejection : row.decision.rejections)
+        lines.append(rejectionText(row, rejection, list));
+    if (!row.decision.line.isEmpty())
+        lines.append(row.decision.line);
+    if (row.decision.verdict == Decision::Verdict::NoFirmware)
+        lines.append(QStringLiteral("The package has nothing for this chip type."));
+    if (row.imageIsMissing)
+        lines.append(QStringLiteral("The description names an image that the package lacks."));
+    if (row.image && row.decision.line.isEmpty())
+        lines.append(QStringLiteral("The chip matches; this mode sends every version."));
+    return lines;
+}
+
+QJsonArray rejectionsJson(const PlannedRow &row, const QStringList &list)
+{
+    QJsonArray rejected;
+    for (const Decision::Rejection &rejection : row.decision.rejections) {
+        const QStringList entry = entryFields(list, rejection.entry);
+        rejected.append(QJsonObject{
+            {QStringLiteral("entry"), rejection.entry},
+            {QStringLiteral("name"), entry.value(field::name)},
+            {QStringLiteral("field"), QLatin1String(fieldName(rejection.field))},
+            {QStringLiteral("entry_value"), entry.value(rejection.field)},
+            {QStringLiteral("chip_value"), row.fields.value(rejection.field)},
+        });
+    }
+    return rejected;
+}
+
+QJsonObject rowJson(const PlannedRow &row, const QStringList &list)
+{
+    QJsonObject json{{QStringLiteral("row"), row.fields.join(QLatin1Char(','))},
+                     {QStringLiteral("name"), row.fields.value(field::name)},
+                     {QStringLiteral("verdict"), verdictName(row)},
+                     {QStringLiteral("reasons"), QJsonArray::fromStringList(reasons(row, list))},
+                     {QStringLiteral("rejected"), rejectionsJson(row, list)}};
+    if (row.decision.entry >= 0)
+        json.insert(QStringLiteral("entry"), row.decision.entry);
+    if (row.image) {
+        json.insert(QStringLiteral("image"),
+                    QJsonObject{{QStringLiteral("offset"), row.image->imageOffset},
+                                {QStringLiteral("size"), row.image->length},
+                                {QStringLiteral("version"), versionText(row.image->key)}});
+    }
+    return json;
+}
+
+QString rowText(const PlannedRow &row, const QStringList &list)
+{
+    QString text = printable(row.fields.value(field::name));
+    if (row.image) {
+        text += QStringLiteral(": send version %1, %2 bytes at %3\n")
+                    .arg(versionText(row.image->key), QString::number(row.image->length),
+                         offsetText(row.image->imageOffset));
+    } else {
+        text += QStringLiteral(": leave as it is\n");
+    }
+    for (const QString &reason : reasons(row, list))
+        text += QLatin1String("    ") + printable(reason) + QLatin1Char('\n');
+    return text;
+}
+
+/** Why the run would not get as far as the first row. */
+QString obstacleOf(const PlanRows &rows, const QString &model, int mode)
+{
+    if (mode == upgradeMode::newerOnly && rows.model && *rows.model != model) {
+        return QStringLiteral("The package is for model '%1' and the device is '%2': the run "
+                              "stops before anything is sent.")
+            .arg(printable(model), printable(*rows.model));
+    }
+    return rows.obstacle;
+}
+
+} // namespace
+
+Outcome runPlan(const Options &options)
+{
+    OpenPackage package = openSoundPackage(options.file, options);
+    if (package.problem)
+        return Outcome::failed(package.problem->failure, package.problem->detail);
+    const PlanRows rows =
+        options.rows.isEmpty() ? rowsFromDevice(options.device) : rowsFromFile(options.rows);
+    if (rows.problem)
+        return Outcome::failed(rows.problem->failure, rows.problem->detail);
+
+    const PackageDescription &description = package.contents.description;
+    const MatchMask mask = options.mode == upgradeMode::newerOnly ? MatchMask::newerVersion()
+                                                                  : MatchMask::anyVersion();
+    const QString obstacle = obstacleOf(rows, description.model, options.mode);
+    Outcome outcome;
+    QJsonArray json;
+    int sent = 0;
+    for (const PlannedRow &row :
+         planRun(rows.rows, description.firmwareList, mask, *package.source)) {
+        sent += row.image && obstacle.isEmpty() ? 1 : 0;
+        outcome.text += rowText(row, description.firmwareList);
+        json.append(rowJson(row, description.firmwareList));
+    }
+    if (!obstacle.isEmpty())
+        outcome.text = obstacle + QLatin1Char('\n');
+    outcome.text += QStringLiteral("%1 would be written.\n").arg(imageCountText(sent));
+    outcome.json = {{QStringLiteral("file"), options.file},
+                    {QStringLiteral("mode"), options.mode},
+                    {QStringLiteral("obstacle"), obstacle},
+                    {QStringLiteral("rows"), json},
+                    {QStringLiteral("would_write"), sent}};
+    if (sent == 0)
+        outcome.code = ExitCode::NothingToDo;
+    return outcome;
+}
