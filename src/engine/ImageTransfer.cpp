@@ -36,8 +36,17 @@ void pause(std::chrono::milliseconds time)
 
 } // namespace
 
+/** A run of its own: the uploader says nothing of a file that it cannot take, and only a run's
+ *  guard ends the wait then. */
 bool ControlCenter::slotWriteMultBoard(uchar mcuType, uchar mcuIndex, QString filename)
 {
+    if (m_runActive)
+        return true;
+    endRun();
+    m_runActive = true;
+    m_runGuard->start();
+    m_retryCount = 0;
+    m_step = step::otherImage;
     m_imageFileName = std::move(filename);
     m_uploadType = UploadType::File;
     startWrite(mcuType, mcuIndex);
