@@ -125,7 +125,7 @@ Platform EngineHarness::scaledPlatform(const QString &dir)
     platform.timeOuts.uploadCommand = 8ms;
     platform.timeOuts.block = 5ms;
     platform.timeOuts.lastBlock = 8ms;
-    platform.timeOuts.runGuard = 200ms;
+    platform.timeOuts.runGuard = 100ms;
     platform.pauses = {0ms, 0ms, 0ms, 0ms};
     platform.shell.run = [](const QString &) {};
     platform.shell.readFirst = [](const QString &, int) { return QByteArray(); };

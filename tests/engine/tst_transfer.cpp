@@ -1,0 +1,445 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/Scenario.h"
+#include "links/LinkState.h"
+#include "protocol/CommandWords.h"
+
+#include <QtTest>
+
+namespace {
+
+const QVector<ChipDescription> chips{testChip("A", 1, 0, "1.0.0"), testChip("B", 2, 0, "1.0.0")};
+
+QByteArray enterReply(const char *payload, bool extended)
+{
+    return mcu::buildFrame(mcu::replyStart, {}, extended ? 0xFFFF : 0x7900,
+                           QByteArray::fromHex(payload));
+}
+
+/** One image for A, or two for both. */
+struct World : Scenario
+{
+    explicit World(int size = 700, int sizeOfB = 0) : Scenario(chips, images(size, sizeOfB)) {}
+
+    static QVector<TestImage> images(int size, int sizeOfB)
+    {
+        QVector<TestImage> all{testImage("A", 1, {2, 0, 0}, 1, size)};
+        if (sizeOfB > 0)
+            all.append(testImage("B", 2, {2, 0, 0}, 1, sizeOfB));
+        return all;
+    }
+
+    /** What is said between the first Enter and the reboot. */
+    QStringList transfer() const
+    {
+        const int from =
+            lines.indexOf(QStringLiteral("Send 'Enter F/W Upgrade Mode' command to 'A'."));
+        return lines.mid(from, lines.indexOf(QStringLiteral("Send reboot command.")) - from);
+    }
+
+    QString frames() const
+    {
+        const QStringList words = sentWords();
+        const int from = words.indexOf(QStringLiteral("7900"));
+        return words.mid(from, words.indexOf(QStringLiteral("7902")) - from).join(' ');
+    }
+};
+
+const QString enter = QStringLiteral("Send 'Enter F/W Upgrade Mode' command to 'A'.");
+const QString entered = QStringLiteral("'A' Enter 'F/W Update Mode' success.");
+const QStringList writing{"Erasing...", "Erase success.\r\nWriting..."};
+const QString givenUp = QStringLiteral("'A' F/W Update fail.");
+const QString failedRow = QStringLiteral("UPGRADERESULT|A,1,0,1,1,65,1,0,0,0,1,1,2|2");
+const QStringList written{"UPGRADERESULT|A,1,0,1,1,65,1,0,0,0,1,1,1|1",
+                          "Write firmware 'A' success.", "Write all firmware success."};
+
+QString enterRetry(int number)
+{
+    return QStringLiteral("'A' Enter F/W Update Mode fail, retry %1.").arg(number);
+}
+
+QString writeRetry(int number)
+{
+    return QStringLiteral("'A' F/W update fail, retry %1.").arg(number);
+}
+
+} // namespace
+
+class TestTransfer : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+    void enterReplies_data();
+    void enterReplies();
+    void deadMcu();
+    void refusingMcu();
+    void refusedOnceThenSilent();
+    void blockLostOrRefused_data();
+    void blockLostOrRefused();
+    void blockAlwaysLost_data();
+    void blockAlwaysLost();
+    void deviceResetsInMidImage_data();
+    void deviceResetsInMidImage();
+    void shortImageEndsByTheGuard();
+    void shortImageThenTheNext();
+    void sizes_data();
+    void sizes();
+    void progressOfARow_data();
+    void progressOfARow();
+    void unknownUploaderWordsPass();
+    void file();
+    void fileThatCannotBeTaken_data();
+    void fileThatCannotBeTaken();
+    void fileDuringARun();
+    void fileWithoutALink();
+};
+
+void TestTransfer::cleanup()
+{
+    g_CONNECTTYPE = link::serial;
+}
+
+void TestTransfer::enterReplies_data()
+{
+    QTest::addColumn<QByteArray>("reply");
+    QTest::addColumn<bool>("accepted");
+    QTest::newRow("extended 0") << enterReply("007900", true) << true;
+    QTest::newRow("extended 3") << enterReply("007903", true) << false;
+    QTest::newRow("extended 1") << enterReply("007901", true) << false;
+    QTest::newRow("extended, no status") << enterReply("0079", true) << true;
+    QTest::newRow("echo and 0") << enterReply("010000", false) << true;
+    QTest::newRow("echo and 3") << enterReply("010003", false) << false;
+    QTest::newRow("echo alone") << enterReply("0100", false) << true;
+    QTest::newRow("status alone, 0") << enterReply("00", false) << true;
+    QTest::newRow("status alone, 3") << enterReply("03", false) << false;
+    QTest::newRow("nothing") << enterReply("", false) << true;
+    QTest::newRow("echo, 0 and more") << enterReply("010000ff", false) << true;
+}
+
+void TestTransfer::enterReplies()
+{
+    QFETCH(QByteArray, reply);
+    QFETCH(bool, accepted);
+    World world;
+    bool first = true;
+    world.link->answerInstead = [&](const QByteArray &frame) {
+        const QByteArray answer = world.link->deviceAnswer(frame);
+        const bool isEnter = mcu::wordAt(frame, mcu::wordOffset) == command::enterUpdateMode;
+        return QList<QByteArray>{isEnter && std::exchange(first, false) ? reply : answer};
+    };
+    QVERIFY(world.run({"A,1,0"}, 5));
+    QVERIFY(world.succeeded());
+    const QStringList retry{enter, enterRetry(1)};
+    QVERIFY(sameTranscript(world.transfer(), (accepted ? QStringList() : retry) +
+                                                 QStringList{enter, entered} + writing + written));
+}
+
+/** Three times three Enter frames, and the next image follows. */
+void TestTransfer::deadMcu()
+{
+    World world(700, 256);
+    world.addFault(QStringLiteral("silent:word=enter,type=1"));
+    QVERIFY(world.run({"A,1,0", "B,2,0"}, 5));
+    QVERIFY(world.succeeded());
+    const QStringList three{enter,         enterRetry(1), enter,
+                            enterRetry(2), enter,         "'A' Enter F/W Update Mode fail."};
+    QVERIFY(sameTranscript(world.transfer().mid(0, 23),
+                           three + QStringList{writeRetry(1)} + three + QStringList{writeRetry(2)} +
+                               three + QStringList{failedRow, givenUp} +
+                               QStringList{"Send 'Enter F/W Upgrade Mode' command to 'B'."}));
+    QCOMPARE(world.frames(),
+             QStringLiteral("7900 7900 7900 7900 7900 7900 7900 7900 7900 7900 7901:0"));
+    QCOMPARE(world.results(2), QString("21"));
+    // The item counts as finished: one of two.
+    QCOMPARE(world.progress.first(), 50.0);
+}
+
+void TestTransfer::refusingMcu()
+{
+    World silent;
+    silent.addFault(QStringLiteral("silent:word=enter"));
+    QVERIFY(silent.run({"A,1,0"}, 5));
+    World refusing;
+    refusing.addFault(QStringLiteral("refuse:word=enter"));
+    QVERIFY(refusing.run({"A,1,0"}, 5));
+    QVERIFY(sameTranscript(refusing.lines, silent.lines));
+    QCOMPARE(refusing.sentText(), silent.sentText());
+    QCOMPARE(refusing.count("7900"), 9);
+}
+
+/** The wait for the second answer is as long as that for the first, and does end. */
+void TestTransfer::refusedOnceThenSilent()
+{
+    World world;
+    world.addFault(QStringLiteral("refuse:word=enter,count=once"));
+    world.addFault(QStringLiteral("silent:word=enter,skip=1,count=once"));
+    QVERIFY(world.run({"A,1,0"}, 5));
+    QVERIFY(world.succeeded());
+    QVERIFY(sameTranscript(world.transfer(),
+                           QStringList{enter, enterRetry(1), enter, enterRetry(2), enter, entered} +
+                               writing + written));
+}
+
+void TestTransfer::blockLostOrRefused_data()
+{
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<int>("block");
+    for (const char *kind : {"silent-block", "refuse-block", "lose-reply"}) {
+        for (const int block : {0, 1, 2})
+            QTest::newRow(qPrintable(QStringLiteral("%1 %2").arg(kind).arg(block)))
+                << QString::fromLatin1(kind) << block;
+    }
+}
+
+void TestTransfer::blockLostOrRefused()
+{
+    QFETCH(QString, fault);
+    QFETCH(int, block);
+    World world;
+    world.addFault(QStringLiteral("%1:word=block,block=%2,count=twice").arg(fault).arg(block));
+    QVERIFY(world.run({"A,1,0"}, 5));
+    QVERIFY(world.succeeded());
+    const QStringList retries{"F/W update timeout, retry 1.", "F/W update timeout, retry 2."};
+    QVERIFY(sameTranscript(world.transfer(),
+                           QStringList{enter, entered} + writing + retries + written));
+    QStringList blocks{"7900"};
+    for (int number = 0; number < 3; ++number) {
+        for (int times = number == block ? 3 : 1; times > 0; --times)
+            blocks.append(QStringLiteral("7901:%1").arg(number));
+    }
+    QCOMPARE(world.frames(), blocks.join(' '));
+    QVERIFY(compareFlash(world.device.flash(1, 0), patternImage(700, 2)).equal);
+}
+
+void TestTransfer::blockAlwaysLost_data()
+{
+    blockLostOrRefused_data();
+}
+
+void TestTransfer::blockAlwaysLost()
+{
+    QFETCH(QString, fault);
+    QFETCH(int, block);
+    World world;
+    world.addFault(QStringLiteral("%1:word=block,block=%2").arg(fault).arg(block));
+    QVERIFY(world.run({"A,1,0"}, 5));
+    QVERIFY(world.succeeded());
+    const QStringList once =
+        QStringList{enter, entered} + writing +
+        QStringList{"F/W update timeout, retry 1.", "F/W update timeout, retry 2."};
+    QVERIFY(sameTranscript(world.transfer(), once + QStringList{writeRetry(1)} + once +
+                                                 QStringList{writeRetry(2)} + once +
+                                                 QStringList{failedRow, givenUp}));
+    QCOMPARE(world.results(1), QString("2"));
+    QVERIFY(world.engine->timersIdle());
+}
+
+void TestTransfer::deviceResetsInMidImage_data()
+{
+    QTest::addColumn<int>("block");
+    for (const int block : {0, 1, 2})
+        QTest::newRow(qPrintable(QString::number(block))) << block;
+}
+
+/** It has forgotten its update mode: the block is lost, then refused, and the image starts anew. */
+void TestTransfer::deviceResetsInMidImage()
+{
+    QFETCH(int, block);
+    World world;
+    world.addFault(QStringLiteral("die-at-block:block=%1,delay=1,count=once").arg(block));
+    QVERIFY(world.run({"A,1,0"}, 5));
+    QVERIFY(world.succeeded());
+    QVERIFY(sameTranscript(world.transfer(), QStringList{enter, entered} + writing +
+                                                 QStringList{"F/W update timeout, retry 1.",
+                                                             "F/W update timeout, retry 2.",
+                                                             writeRetry(1), enter, entered} +
+                                                 writing + written));
+    QVERIFY(compareFlash(world.device.flash(1, 0), patternImage(700, 2)).equal);
+    QCOMPARE(world.device.chip(1, 0)->flash.completedImages(), 1);
+}
+
+/** Such an image has no last block, so nobody ever says that it is complete. */
+void TestTransfer::shortImageEndsByTheGuard()
+{
+    World world(100);
+    QVERIFY(world.run({"A,1,0"}, 5));
+    QVERIFY(world.succeeded());
+    const QStringList once = QStringList{enter, entered} + writing;
+    QVERIFY(sameTranscript(world.transfer(), once + QStringList{writeRetry(1)} + once +
+                                                 QStringList{writeRetry(2)} + once +
+                                                 QStringList{failedRow, givenUp}));
+    QCOMPARE(world.frames(), QStringLiteral("7900 7901:0 7900 7901:0 7900 7901:0"));
+    QCOMPARE(world.results(1), QString("2"));
+    QVERIFY(world.lines.contains(QStringLiteral("Ignore to set virtual version.")));
+}
+
+void TestTransfer::shortImageThenTheNext()
+{
+    World world(100, 256);
+    QVERIFY(world.run({"A,1,0", "B,2,0"}, 5));
+    QVERIFY(world.succeeded());
+    QCOMPARE(world.results(2), QString("21"));
+    // 100 bytes of 256 make 255 percent of one of two rows: more than all, and never shown.
+    QStringList progress;
+    for (const double value : qAsConst(world.progress))
+        progress.append(QString::number(value, 'f', 2));
+    QCOMPARE(progress.join(' '), QStringLiteral("0.00 0.00 0.00 50.00 50.00 99.80 0.00"));
+}
+
+void TestTransfer::sizes_data()
+{
+    QTest::addColumn<int>("size");
+    for (const int size : {256, 257, 511, 512, 513, 700, 65'536, 1'048'577})
+        QTest::newRow(qPrintable(QString::number(size))) << size;
+}
+
+void TestTransfer::sizes()
+{
+    QFETCH(int, size);
+    World world(size);
+    QVERIFY(world.run({"A,1,0"}, 5));
+    QVERIFY(world.succeeded());
+    QCOMPARE(world.results(1), QString("1"));
+    const int blocks = (size + 255) / 256;
+    QCOMPARE(world.frames().count(QStringLiteral("7901")), blocks);
+    const QByteArray image = patternImage(size, 2);
+    QCOMPARE(world.device.flash(1, 0).left(size), image);
+    QCOMPARE(world.device.flash(1, 0).mid(size), QByteArray(blocks * 256 - size, '\xFF'));
+    QCOMPARE(world.device.chip(1, 0)->flash.completedImages(), 1);
+    QCOMPARE(world.device.violationCount(), 0);
+    for (int i = 1; i < world.progress.size() - 1; ++i)
+        QVERIFY(world.progress.at(i) >= world.progress.at(i - 1));
+}
+
+void TestTransfer::progressOfARow_data()
+{
+    QTest::addColumn<int>("rows");
+    QTest::addColumn<int>("row");
+    QTest::addColumn<double>("percent");
+    QTest::addColumn<QString>("overall");
+    QTest::newRow("third of four") << 4 << 2 << 50.0 << "62.5";
+    QTest::newRow("all of the last") << 4 << 3 << 100.0 << "";
+    QTest::newRow("all of the only") << 1 << 0 << 100.0 << "";
+    QTest::newRow("nothing of the first") << 3 << 0 << 0.0 << "0";
+    QTest::newRow("no rows") << 0 << 0 << 100.0 << "";
+    QTest::newRow("no rows, no percent") << 0 << 0 << 0.0 << "";
+    QTest::newRow("short image") << 10 << 0 << 255.0 << "25.5";
+}
+
+/** Rows without a comma are passed one by one, so the walk can be stopped at any of them. */
+void TestTransfer::progressOfARow()
+{
+    QFETCH(int, rows);
+    QFETCH(int, row);
+    QFETCH(double, percent);
+    QFETCH(QString, overall);
+    World world;
+    QStringList list;
+    for (int i = 0; i < rows; ++i)
+        list.append(i < row ? QStringLiteral("X") : QStringLiteral("A,1,0,1,1,65"));
+    // The image's Enter frame is never answered; its row is the current one.
+    world.link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.engine->uploadByMergeFW(world.packagePath(), list, rows == 0 ? 7 : 1);
+    world.clear();
+    world.engine->slotProgressValueChanged(percent, 100.0);
+    QStringList said;
+    for (const double value : qAsConst(world.progress))
+        said.append(QString::number(value));
+    QCOMPARE(said.join(' '), overall);
+    QVERIFY(world.waitForEnd());
+}
+
+void TestTransfer::unknownUploaderWordsPass()
+{
+    World world;
+    world.engine->slotMessage({"some", "words"});
+    world.engine->slotMessage({});
+    QCOMPARE(world.lines, QStringList({"some|words", ""}));
+}
+
+void TestTransfer::file()
+{
+    World world;
+    QFile image(world.packagePath() + QStringLiteral(".bin"));
+    QVERIFY(image.open(QIODevice::WriteOnly));
+    image.write(patternImage(700, 9));
+    image.close();
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.clear();
+    QVERIFY(world.engine->slotWriteMultBoard(1, 0, image.fileName()));
+    QVERIFY(world.engine->runActive());
+    QVERIFY(world.waitForEnd());
+    QVERIFY(compareFlash(world.device.flash(1, 0), patternImage(700, 9)).equal);
+    QCOMPARE(world.lines.mid(0, 5),
+             QStringList({"Send 'Enter F/W Upgrade Mode' command to ''.",
+                          "'' Enter 'F/W Update Mode' success.", "Erasing...",
+                          "Erase success.\r\nWriting...", "Write firmware '' success."}));
+    // Behind the image the device is rebooted, as at the end of any run.
+    QCOMPARE(world.device.rebootCount(), 1);
+    QVERIFY(world.succeeded());
+}
+
+void TestTransfer::fileThatCannotBeTaken_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("no .bin") << "FW.fwm";
+    QTest::newRow("missing") << "none.bin";
+}
+
+void TestTransfer::fileThatCannotBeTaken()
+{
+    QFETCH(QString, name);
+    World world;
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.clear();
+    const QString folder = QFileInfo(world.packagePath()).path();
+    QVERIFY(world.engine->slotWriteMultBoard(1, 0, folder + QLatin1Char('/') + name));
+    QVERIFY(world.waitForEnd());
+    QCOMPARE(world.with("F/W update fail"),
+             QStringList({"'' F/W update fail, retry 1.", "'' F/W update fail, retry 2."}));
+    QVERIFY(world.lines.contains(QStringLiteral("'' F/W Update fail.")));
+    QCOMPARE(world.count("7900"), 3);
+    QCOMPARE(world.count("7901:0"), 0);
+    QVERIFY(!world.engine->runActive());
+}
+
+/** A run's image is not exchanged for another under its hands. */
+void TestTransfer::fileDuringARun()
+{
+    World undisturbed;
+    QVERIFY(undisturbed.run({"A,1,0"}, 5));
+    World world;
+    world.link->answerInstead = [&](const QByteArray &frame) {
+        world.engine->slotWriteMultBoard(2, 0, QStringLiteral("other.bin"));
+        world.engine->getProductInfo();
+        world.engine->setProductInfo({"A,1,0,1,1,65"});
+        return QList<QByteArray>{world.link->deviceAnswer(frame)};
+    };
+    QVERIFY(world.run({"A,1,0"}, 5));
+    QVERIFY(sameTranscript(world.lines, undisturbed.lines));
+    QCOMPARE(world.sentText(), undisturbed.sentText());
+}
+
+void TestTransfer::fileWithoutALink()
+{
+    g_CONNECTTYPE = 7;
+    QTemporaryDir dir;
+    ControlCenter engine(EngineHarness::scaledPlatform(dir.path()));
+    QStringList lines;
+    connect(&engine, &ControlCenter::message, &engine,
+            [&](const QStringList &list) { lines.append(list.join('|')); });
+    QVERIFY(engine.slotWriteMultBoard(1, 0, QStringLiteral("image.bin")));
+    QVERIFY(lines.isEmpty());
+    QTRY_VERIFY(!engine.runActive());
+    // Nothing is sent, so nothing is said of a send either.
+    QVERIFY(lines.filter(QStringLiteral("Send 'Enter")).isEmpty());
+    QCOMPARE(lines.first(), QStringLiteral("'' Enter F/W Update Mode fail, retry 1."));
+    QCOMPARE(lines.filter(QStringLiteral("Enter F/W Update Mode fail.")).size(), 3);
+    QVERIFY(lines.contains(QStringLiteral("'' F/W Update fail.")));
+    QVERIFY(lines.contains(QStringLiteral("APPSTATUS|5")));
+}
+
+QTEST_GUILESS_MAIN(TestTransfer)
+#include "tst_transfer.moc"
