@@ -1,0 +1,424 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/Scenario.h"
+
+#include <QtTest>
+
+namespace {
+
+const QString description = QStringLiteral(R"({"model": "HX-9", "version": "1.0", "chips": [
+    {"name": "MAIN", "chip_type": "1", "chip_quanity": "1", "mcus": [
+        {"mcu_type": "1", "pcbs": [{"pcb_version": "3", "speciality": "C"}]}]},
+    {"name": "AUX", "chip_type": "2", "chip_quanity": "2", "mcus": [
+        {"mcu_type": "2", "pcbs": [{"pcb_version": "4", "speciality": "D"}]}]}]})");
+
+DeviceDescription fourChips()
+{
+    DeviceDescription device =
+        Scenario::deviceOf({testChip("MAIN", 0, 0, "1.2.3"), testChip("AUX", 1, 0, "4.5", 2),
+                            testChip("AUX", 1, 1, "4.6", 2), testChip("FPGA", 17, 0, "7.8")});
+    device.auxChips = {{1, 2, "AUX"}, {17, 1, "FPGA"}};
+    return device;
+}
+
+/** A main MCU that names two AUX MCUs and an FPGA. */
+struct World : EngineHarness
+{
+    World() : EngineHarness(fourChips())
+    {
+        engine->slotConnect(QStringLiteral("ttyS2"));
+        clear();
+    }
+
+    bool read()
+    {
+        clear();
+        engine->getProductInfo();
+        return waitForEnd();
+    }
+
+    bool write(const QStringList &rows)
+    {
+        clear();
+        engine->setProductInfo(rows);
+        return waitForEnd();
+    }
+
+    /** The report without its line ends, one label after the other. */
+    QString report() const
+    {
+        QString text = lines.last();
+        return text.remove(QStringLiteral("="))
+            .replace(QStringLiteral("\r\n"), QStringLiteral(";"));
+    }
+};
+
+QStringList keyed(const QStringList &lines)
+{
+    QStringList all;
+    for (const QString &line : lines)
+        all.append(QStringLiteral("READPI|") + line);
+    return all;
+}
+
+QStringList readsOf(const QString &name)
+{
+    return {QStringLiteral("Read bootcode information of '%1'.").arg(name),
+            QStringLiteral("Read the bootcode information of '%1' success.").arg(name),
+            QStringLiteral("Read the product information of '%1'.").arg(name),
+            QStringLiteral("Read the product information of '%1'  success.").arg(name)};
+}
+
+QStringList versionOf(const QString &name, const QString &version)
+{
+    return {QStringLiteral("Send 'Read FW version' command to '%1'.").arg(name),
+            QStringLiteral("Read '%1' version success, version is V%2").arg(name, version)};
+}
+
+QStringList mainReads()
+{
+    QStringList lines = readsOf("MAIN");
+    lines.insert(2, QStringLiteral("MAIN MCU running in APP."));
+    return lines;
+}
+
+QString rowReport(const QString &fields)
+{
+    static const char *const labels[] = {
+        "Name:", "Chip Type:", "Chip Index:", "MCU Model:",    "PCB Version:",    "Speciality:",
+        "Ver1:", "Ver2:",      "Ver3:",       "BootCodeFlag:", "ProductInfoFlag:"};
+    const QStringList values = fields.split(',');
+    QString text = QStringLiteral("|");
+    for (int i = 0; i < 11; ++i)
+        text += QLatin1String(labels[i]) + values.at(i) + QLatin1Char(';');
+    return text;
+}
+
+const QString heading = QStringLiteral("PISHOW|product information;");
+const QString device = QStringLiteral("|Model Name:HX-8;|AUX MCU ChipType:1;|AUX MCU ChipQuanity:2;"
+                                      "|AUX MCU Name:AUX;|AUX MCU ChipType:17;"
+                                      "|AUX MCU ChipQuanity:1;|AUX MCU Name:FPGA;");
+
+} // namespace
+
+/** Product information read, shown and written. */
+class TestProductInfo : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void readsEverything();
+    void readsTwice();
+    void givenUpAuxiliary();
+    void givenUpMain_data();
+    void givenUpMain();
+    void invalidFlag();
+    void virtualVersion_data();
+    void virtualVersion();
+    void bootcodeDoesNotStartAnUpgrade();
+    void writes();
+    void writesAndReadsBack();
+    void writesWithThePackagesDescription();
+    void writeFails_data();
+    void writeFails();
+    void rowsWithoutARecord();
+    void malformed_data();
+    void malformed();
+    void writeHasNoKeyOfARead();
+    void recordOfOneRow();
+};
+
+void TestProductInfo::readsEverything()
+{
+    World world;
+    QVERIFY(world.read());
+    QStringList chain{"Read virtual version.", "Read virtual version success."};
+    chain += mainReads() + readsOf("AUX") + readsOf("AUX") +
+             QStringList{"'FPGA' model is FPGA, ignore to read bootcode information.",
+                         "Read all mcu(list) bootcode and product information done."} +
+             versionOf("MAIN", "1.2.3") + versionOf("AUX", "4.5") + versionOf("AUX", "4.6") +
+             versionOf("FPGA", "7.8");
+    QVERIFY(sameTranscript(world.lines.mid(0, world.lines.size() - 1), keyed(chain)));
+    QCOMPARE(world.report(), heading + device + rowReport("MAIN,0,0,1,01,A,1,02,03,0,1") +
+                                 rowReport("AUX,1,0,2,01,A,4,05,,0,1") +
+                                 rowReport("AUX,1,1,2,01,A,4,06,,0,1") +
+                                 rowReport("FPGA,17,0,,,,7,08,,,"));
+    QCOMPARE(world.sentText(),
+             QStringLiteral("F905 F900 F901 F900 F901 F900 F901 F902 F902 F902 F902"));
+    QVERIFY(world.engine->timersIdle());
+}
+
+void TestProductInfo::readsTwice()
+{
+    World world;
+    QVERIFY(world.read());
+    const QStringList first = world.lines;
+    QVERIFY(world.read());
+    QVERIFY(sameTranscript(world.lines, first));
+}
+
+/** A silent MCU is asked thrice, and the report has what is known of it. */
+void TestProductInfo::givenUpAuxiliary()
+{
+    World world;
+    world.addFault(QStringLiteral("silent:word=bootcode,type=1,index=0"));
+    world.addFault(QStringLiteral("silent:word=product-info,type=1,index=1"));
+    world.addFault(QStringLiteral("silent:word=version,type=17"));
+    QVERIFY(world.read());
+    QCOMPARE(world.lines.filter(QStringLiteral("fail")),
+             keyed({"Read the bootcode information of 'AUX' fail, retry 1.",
+                    "Read the bootcode information of 'AUX' fail, retry 2.",
+                    "Read the bootcode information of 'AUX' fail, check the next mcu.",
+                    "Read the product information of 'AUX' fail, retry 1.",
+                    "Read the product information of 'AUX' fail, retry 2.",
+                    "Read the product information of 'AUX' fail, check the next mcu.",
+                    "Read the version information of 'FPGA' fail, retry 1.",
+                    "Read the version information of 'FPGA' fail, retry 2.",
+                    "Read the version information of 'FPGA' fail, check the next mcu."}));
+    QVERIFY(world.lines.contains(
+        QStringLiteral("READPI|Read all mcu(list) version information done.")));
+    QCOMPARE(world.report(), heading + device + rowReport("MAIN,0,0,1,01,A,1,02,03,0,1") +
+                                 rowReport("AUX,1,0,,,,4,05,,,") +
+                                 rowReport("AUX,1,1,2,,,4,06,,0,1") +
+                                 rowReport("FPGA,17,0,,,,,,,,"));
+}
+
+void TestProductInfo::givenUpMain_data()
+{
+    QTest::addColumn<QString>("word");
+    QTest::addColumn<QString>("what");
+    QTest::newRow("bootcode") << "bootcode"
+                              << "bootcode";
+    QTest::newRow("product information") << "product-info"
+                                         << "product";
+}
+
+void TestProductInfo::givenUpMain()
+{
+    QFETCH(QString, word);
+    QFETCH(QString, what);
+    World world;
+    world.addFault(QStringLiteral("silent:word=%1,type=0").arg(word));
+    QVERIFY(world.read());
+    const QString text = QStringLiteral("Read the %1 information of 'MAIN' fail, ").arg(what);
+    QCOMPARE(world.lines.filter(QStringLiteral("fail,")),
+             keyed({text + "retry 1.", text + "retry 2.", text + "check the next mcu.",
+                    text + "exit read product information."}));
+    QVERIFY(world.lines.contains(QStringLiteral("READPI|APPSTATUS|7")));
+    QVERIFY(world.lines.filter(QStringLiteral("PISHOW")).isEmpty());
+    QVERIFY(world.lines.last().startsWith(QLatin1String("READPI|UPGRADERESULT|MAIN,0,0,")));
+    world.device.faults().clear();
+    QVERIFY(world.read());
+    QVERIFY(world.report().startsWith(heading + device));
+}
+
+void TestProductInfo::invalidFlag()
+{
+    DeviceDescription with = fourChips();
+    with.chips.first().productInformation = false;
+    EngineHarness world(with);
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.engine->getProductInfo();
+    QVERIFY(world.waitForEnd());
+    QVERIFY(world.lines.contains(
+        QStringLiteral("READPI|'MAIN' product information flag is invalid, exit read product "
+                       "information.")));
+    QVERIFY(world.lines.contains(QStringLiteral("READPI|APPSTATUS|10")));
+}
+
+void TestProductInfo::virtualVersion_data()
+{
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<QStringList>("said");
+    const QStringList retry1{"Read virtual version fail, retry 1."};
+    const QStringList retry2{"Read virtual version fail, retry 2."};
+    const QStringList success{"Read virtual version success."};
+    const QStringList givenUp{"Read virtual version fail."};
+    QTest::newRow("silent once") << "silent:count=once,word=virtual-version" << retry1 + success;
+    QTest::newRow("silent twice") << "silent:count=twice,word=virtual-version"
+                                  << retry1 + retry2 + success;
+    QTest::newRow("silent") << "silent:word=virtual-version" << retry1 + retry2 + givenUp;
+    QTest::newRow("refused") << "refuse:word=virtual-version" << retry1 + retry2 + givenUp;
+    // It only informs: a malformed answer is told, and the reads go on.
+    QTest::newRow("malformed") << "short:word=virtual-version"
+                               << QStringList{"Read virtual version error."};
+}
+
+void TestProductInfo::virtualVersion()
+{
+    QFETCH(QString, fault);
+    QFETCH(QStringList, said);
+    World world;
+    world.addFault(fault);
+    // The first read behind it has retries with words of their own when it was given up.
+    world.addFault(QStringLiteral("silent:count=twice,word=bootcode,type=0"));
+    QVERIFY(world.read());
+    QVERIFY(world.report().startsWith(heading + device));
+    const bool success = said.last().endsWith(QLatin1String("success."));
+    const QString retry =
+        success ? QStringLiteral("Read the bootcode information of 'MAIN' fail, retry %1.")
+                : QStringLiteral("Read the bootcode information of 'MAIN'. fail, retry %1.");
+    const QString boot = QStringLiteral("Read bootcode information of 'MAIN'.");
+    QVERIFY(sameTranscript(world.lines.mid(0, said.size() + 7),
+                           keyed(QStringList{"Read virtual version."} + said +
+                                 QStringList{boot, retry.arg(1), boot, retry.arg(2), boot,
+                                             "Read the bootcode information of 'MAIN' success."})));
+}
+
+void TestProductInfo::bootcodeDoesNotStartAnUpgrade()
+{
+    DeviceDescription with = fourChips();
+    with.chips.first().bootcode = true;
+    EngineHarness world(with);
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.engine->getProductInfo();
+    QVERIFY(world.waitForEnd());
+    QVERIFY(world.lines.contains(QStringLiteral("READPI|MAIN MCU running in Bootcode.")));
+    QVERIFY(world.lines.last().startsWith(QLatin1String("PISHOW|")));
+    QVERIFY(!world.sentText().contains(QLatin1String("7900")));
+}
+
+void TestProductInfo::writes()
+{
+    World world;
+    QVERIFY(world.write({description, "MAIN,0,0,1,3,67", "AUX,1,1,2,4,68", "FPGA,17,0,1,1,65"}));
+    QVERIFY(sameTranscript(
+        world.lines,
+        {"Start to write Product Information.", "Start to write 'MAIN' product information.",
+         "Write 'MAIN' product information success.", "SETPIRESULT|MAIN,0,0,1,3,67,0,0,0,0|1",
+         "Start to write 'AUX' product information.", "Write 'AUX' product information success.",
+         "SETPIRESULT|AUX,1,1,2,4,68,0,0,0,0|1",
+         "'FPGA' model is FPGA, ignore to write product information.",
+         "Write all product information done."}));
+    QCOMPARE(world.link->sent.first().mid(9, world.link->sent.first().size() - 10).toHex(),
+             QByteArray("000003430e00") + QByteArray("00").repeated(10) + "0104" +
+                 QByteArray("HX-9").toHex() + "0306" + "010203" + QByteArray("AUX").toHex());
+    QCOMPARE(world.device.violationCount(), 0);
+    QVERIFY(world.engine->timersIdle());
+}
+
+void TestProductInfo::writesAndReadsBack()
+{
+    World world;
+    QVERIFY(world.write({"MAIN,0,0,1,3,67", "AUX,1,1,2,4,68", description}));
+    QVERIFY(world.read());
+    QCOMPARE(world.report(),
+             heading +
+                 "|Model Name:HX-9;|AUX MCU ChipType:1;|AUX MCU ChipQuanity:2;|AUX MCU Name:AUX;" +
+                 rowReport("MAIN,0,0,1,03,C,1,02,03,0,1") + rowReport("AUX,1,0,2,01,A,4,05,,0,1") +
+                 rowReport("AUX,1,1,2,04,D,4,06,,0,1"));
+}
+
+void TestProductInfo::writesWithThePackagesDescription()
+{
+    World world;
+    QByteArray body("MTU\0\6", 5);
+    const QByteArray json = description.toLatin1();
+    body.append(char(json.size() & 0xFF)).append(char(json.size() >> 8));
+    world.setPackage(withChecksum(body + json));
+    world.engine->getMergeFWJSON(world.packagePath());
+    QVERIFY(world.write({"AUX,1,0,2,4,68"}));
+    QCOMPARE(world.lines.filter(QStringLiteral("SETPIRESULT")),
+             QStringList{"SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1"});
+}
+
+void TestProductInfo::writeFails_data()
+{
+    QTest::addColumn<QString>("fault");
+    for (const char *fault : {"silent", "refuse", "short", "bad-checksum", "wrong-word"})
+        QTest::newRow(fault) << QString::fromLatin1(fault);
+}
+
+/** One row's failure is its own; behind the last row nothing fires any more. */
+void TestProductInfo::writeFails()
+{
+    QFETCH(QString, fault);
+    World world;
+    world.addFault(fault + QStringLiteral(":word=write-info,type=1,index=0"));
+    const QString text = QStringLiteral("Write 'AUX' product information fail, ");
+    const QString startWrite = QStringLiteral("Start to write 'AUX' product information.");
+    const QStringList three{startWrite,
+                            text + "retry 1.",
+                            startWrite,
+                            text + "retry 2.",
+                            startWrite,
+                            text + "write the next mcu.",
+                            "SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|2"};
+    QVERIFY(world.write({description, "AUX,1,0,2,4,68", "AUX,1,1,2,4,68"}));
+    QVERIFY(sameTranscript(world.lines,
+                           QStringList{"Start to write Product Information."} + three +
+                               QStringList{startWrite, "Write 'AUX' product information success.",
+                                           "SETPIRESULT|AUX,1,1,2,4,68,0,0,0,0|1",
+                                           "Write all product information done."}));
+    QVERIFY(world.write({description, "AUX,1,0,2,4,68"}));
+    QVERIFY(sameTranscript(world.lines, QStringList{"Start to write Product Information."} + three +
+                                            QStringList{"Write all product information done."}));
+    QTest::qWait(30);
+    QCOMPARE(world.lines.last(), QStringLiteral("Write all product information done."));
+}
+
+void TestProductInfo::rowsWithoutARecord()
+{
+    World world;
+    QVERIFY(world.write({description, "AUX,1,0,2,4,69", "X,5,0,2,4,68", "AUX,1,0,2,4,68"}));
+    QVERIFY(sameTranscript(
+        world.lines,
+        {"Start to write Product Information.", "Start to write 'AUX' product information.",
+         "Data struct chips error!", "SETPIRESULT|AUX,1,0,2,4,69,0,0,0,0|2",
+         "Start to write 'X' product information.", "Data struct chips error!",
+         "SETPIRESULT|X,5,0,2,4,68,0,0,0,0|2", "Start to write 'AUX' product information.",
+         "Write 'AUX' product information success.", "SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1",
+         "Write all product information done."}));
+    QCOMPARE(world.sentText(), QStringLiteral("7903"));
+
+    QVERIFY(world.write({"[1]", "AUX,1,0,2,4,68"}));
+    QVERIFY(
+        world.lines.contains(QStringLiteral("Data struct error, no valid product information!")));
+}
+
+void TestProductInfo::malformed_data()
+{
+    QTest::addColumn<QStringList>("rows");
+    QTest::addColumn<QString>("said");
+    const QString malformed = QStringLiteral("Data struct error, no valid product information!");
+    QTest::newRow("nothing") << QStringList() << "Data is empty, no valid product information!";
+    QTest::newRow("no description") << QStringList{"AUX,1,0,2,4,68"} << malformed;
+    QTest::newRow("description does not parse") << QStringList{"{", "AUX,1,0,2,4,68"} << malformed;
+    QTest::newRow("five fields") << QStringList{description, "AUX,1,0,2,4"} << malformed;
+    QTest::newRow("one short row") << QStringList{description, "AUX,1,0,2,4,68", "X"} << malformed;
+    QTest::newRow("empty row") << QStringList{description, ""} << malformed;
+}
+
+void TestProductInfo::malformed()
+{
+    QFETCH(QStringList, rows);
+    QFETCH(QString, said);
+    World world;
+    QVERIFY(world.write(rows));
+    QCOMPARE(world.lines, QStringList{said});
+    QVERIFY(world.link->sent.isEmpty());
+}
+
+void TestProductInfo::writeHasNoKeyOfARead()
+{
+    World world;
+    QVERIFY(world.read());
+    QVERIFY(world.write({description, "AUX,1,0,2,4,68"}));
+    QVERIFY(world.lines.filter(QStringLiteral("READPI")).isEmpty());
+}
+
+/** Without a description that was parsed for a write there is no record. */
+void TestProductInfo::recordOfOneRow()
+{
+    World world;
+    QVERIFY(world.engine->getCommandOfProductInformation(0).isEmpty());
+    QCOMPARE(world.lines, QStringList{"Data struct error!"});
+    QVERIFY(world.write({description, "AUX,1,0,2,4,68"}));
+    QCOMPARE(world.engine->getCommandOfProductInformation(0).toHex(),
+             QByteArray("010004440000") + QByteArray("00").repeated(10));
+    QVERIFY(world.engine->getCommandOfProductInformation(1).size() > 16);
+    world.engine->setTypeAndIndex(0, 4, QStringLiteral("9"));
+    QVERIFY(world.engine->getCommandOfProductInformation(0).isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TestProductInfo)
+#include "tst_product_info.moc"
