@@ -1,0 +1,453 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/Scenario.h"
+#include "files/FileSource.h"
+#include "package/PackageChecksum.h"
+
+#include <QCryptographicHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QtTest>
+
+namespace {
+
+QByteArray netFile(const QByteArray &archive, const char *version = "1.23", bool upperCase = false)
+{
+    const QByteArray md5 = QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex();
+    return version + QByteArray(1, '\0') + (upperCase ? md5.toUpper() : md5) +
+           QByteArray(25, '\0') + archive;
+}
+
+QJsonObject pcb(const QString &file)
+{
+    return {{"name", "PCB"},      {"pcb_version", "3"},    {"speciality", "A"},
+            {"ver1", "1"},        {"ver2", "2"},           {"ver3", "3"},
+            {"fw_file", file},    {"in_chip_type", "0"},   {"in_chip_quanity", "1"},
+            {"in_mcu_type", "2"}, {"in_pcb_version", "3"}, {"in_speciality", "65"},
+            {"in_ver1", "1"},     {"in_ver2", "2"},        {"in_ver3", "3"}};
+}
+
+QString request(const QJsonArray &pcbs, const char *chipType = "1")
+{
+    const QJsonObject mcu{{"mcu_type", "2"}, {"pcbs", pcbs}};
+    const QJsonObject chip{{"name", "MAIN"},
+                           {"chip_type", chipType},
+                           {"chip_quanity", "1"},
+                           {"mcus", QJsonArray{mcu}}};
+    const QJsonObject all{{"model", "HX-8"}, {"version", "1.0.12"}, {"chips", QJsonArray{chip}}};
+    return QString::fromUtf8(QJsonDocument(all).toJson(QJsonDocument::Compact));
+}
+
+struct World : Scenario
+{
+    World() : Scenario({testChip("MAIN", 0, 0, "1.0.0", 2)}, {testImage("MAIN", 0, {9, 0, 0}, 2)})
+    {
+        write("image.bin", patternImage(700, 4));
+        write("net.bin", netFile(patternImage(5000, 5)));
+        lines.clear();
+    }
+
+    QString path(const char *name) const
+    {
+        return QFileInfo(packagePath()).dir().filePath(QLatin1String(name));
+    }
+
+    void write(const char *name, const QByteArray &bytes) const
+    {
+        QFile file(path(name));
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+            qFatal("cannot write a test file");
+    }
+
+    QByteArray read(const char *name) const
+    {
+        QFile file(path(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("none");
+    }
+
+    QStringList files() const { return QFileInfo(packagePath()).dir().entryList(QDir::Files); }
+
+    void merge(const QString &json)
+    {
+        lines.clear();
+        engine->mergeFW(path("new.fwm"), json);
+    }
+
+    void mergeNet(const char *package, const char *net, const char *target,
+                  const QString &release = QString())
+    {
+        lines.clear();
+        engine->mergeNetFirmware(path(package), path(net), path(target), release);
+    }
+
+    QString text(const char *words) const
+    {
+        return QString::fromLatin1(words).replace(QLatin1String("NEW"), path("new.fwm"));
+    }
+
+    bool checksumHolds(const char *name) const
+    {
+        FileSource source(path(name));
+        return source.open() && checkPackage(source).matches();
+    }
+};
+
+const char *const started = "MF|Start to merge firmware.";
+
+} // namespace
+
+/** Packages built by the engine, with everything that it says of them. */
+class TestBuilding : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void merges();
+    void mergedPackageUpgrades();
+    void badRequests_data();
+    void badRequests();
+    void badValues_data();
+    void badValues();
+    void missingVer3();
+    void badFiles_data();
+    void badFiles();
+    void earlierPackageStays();
+    void cannotCreate();
+    void checksNetFiles_data();
+    void checksNetFiles();
+    void mergesNet();
+    void mergesNetTwice();
+    void mergesNetInPlace();
+    void netRelease();
+    void refusesNet_data();
+    void refusesNet();
+    void netCannotCreate();
+};
+
+void TestBuilding::merges()
+{
+    World world;
+    const QString json = request({pcb(world.path("image.bin"))});
+    world.merge(json);
+    QCOMPARE(world.lines, QStringList({started, world.text("MF|Merge firmware 'NEW' success!")}));
+    const QByteArray package = world.read("new.fwm");
+    const QByteArray record = QByteArray::fromHex("00010203410102"
+                                                  "03"
+                                                  "bc020000");
+    QByteArray body("MTU\0\6", 5);
+    body.append(char(json.size() & 0xFF)).append(char(json.size() >> 8));
+    QCOMPARE(package.mid(8), body + json.toUtf8() + record + patternImage(700, 4));
+    QVERIFY(world.checksumHolds("new.fwm"));
+}
+
+void TestBuilding::mergedPackageUpgrades()
+{
+    World world;
+    world.merge(request({pcb(world.path("image.bin"))}));
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.engine->uploadByMergeFW(world.path("new.fwm"), {"MAIN,0,0,2,3,65,0,0,0"}, 1);
+    QVERIFY(world.waitForEnd());
+    QVERIFY(compareFlash(world.device.flash(0, 0), patternImage(700, 4)).equal);
+}
+
+void TestBuilding::badRequests_data()
+{
+    QTest::addColumn<QString>("json");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("no JSON") << "{"
+                             << "MF|Data struct error, merge fail!";
+    QTest::newRow("empty") << ""
+                           << "MF|Data struct error, merge fail!";
+    QTest::newRow("a list") << "[]"
+                            << "MF|Merge data struct error, merge 'NEW' fail!";
+    QTest::newRow("no chips") << "{}"
+                              << "MF|Merge data struct chips error, merge 'NEW' fail!";
+    QTest::newRow("chips no list") << R"({"chips": 1})"
+                                   << "MF|Merge data struct chips error, merge 'NEW' fail!";
+}
+
+void TestBuilding::badRequests()
+{
+    QFETCH(QString, json);
+    QFETCH(QString, said);
+    World world;
+    const QStringList before = world.files();
+    world.merge(json);
+    QCOMPARE(world.lines, QStringList({started, world.text(qPrintable(said))}));
+    QCOMPARE(world.files(), before);
+}
+
+void TestBuilding::badValues_data()
+{
+    QTest::addColumn<QString>("chipType");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("said");
+    const QString success = QStringLiteral("MF|Merge firmware 'NEW' success!");
+    QTest::newRow("chip type") << "0"
+                               << ""
+                               << ""
+                               << "MF|Chip type error.";
+    QTest::newRow("quantity") << "1"
+                              << "in_chip_quanity"
+                              << "0"
+                              << "MF|Chip quanity error.";
+    QTest::newRow("MCU type") << "1"
+                              << "in_mcu_type"
+                              << "0"
+                              << "MF|MCU type error.";
+    QTest::newRow("PCB") << "1"
+                         << "in_pcb_version"
+                         << "0"
+                         << "MF|PCB version error.";
+    QTest::newRow("speciality 64") << "1"
+                                   << "in_speciality"
+                                   << "64"
+                                   << "MF|Speciality error.";
+    QTest::newRow("speciality 91") << "1"
+                                   << "in_speciality"
+                                   << "91"
+                                   << "MF|Speciality error.";
+    QTest::newRow("speciality a") << "1"
+                                  << "in_speciality"
+                                  << "a"
+                                  << "MF|Speciality error.";
+    QTest::newRow("speciality 90") << "1"
+                                   << "in_speciality"
+                                   << "90" << success;
+    QTest::newRow("speciality Z") << "1"
+                                  << "in_speciality"
+                                  << "Z" << success;
+    QTest::newRow("main MCU") << "1"
+                              << "in_chip_type"
+                              << "0" << success;
+    QTest::newRow("17, MCU type") << "17"
+                                  << "in_mcu_type"
+                                  << "0"
+                                  << "MF|MCU type error.";
+    QTest::newRow("18, MCU type") << "18"
+                                  << "in_mcu_type"
+                                  << "0" << success;
+    QTest::newRow("18, PCB") << "18"
+                             << "in_pcb_version"
+                             << "0" << success;
+    QTest::newRow("18, speciality") << "18"
+                                    << "in_speciality"
+                                    << "0" << success;
+    QTest::newRow("18, quantity") << "18"
+                                  << "in_chip_quanity"
+                                  << "0"
+                                  << "MF|Chip quanity error.";
+}
+
+void TestBuilding::badValues()
+{
+    QFETCH(QString, chipType);
+    QFETCH(QString, key);
+    QFETCH(QString, value);
+    QFETCH(QString, said);
+    World world;
+    QJsonObject changed = pcb(world.path("image.bin"));
+    if (!key.isEmpty())
+        changed.insert(key, value);
+    // A good image before it does not save the package.
+    const QStringList before = world.files();
+    world.merge(request({changed, changed}, qPrintable(chipType)));
+    QCOMPARE(world.lines, QStringList({started, world.text(qPrintable(said))}));
+    QCOMPARE(world.files() == before, !said.contains(QLatin1String("success")));
+}
+
+void TestBuilding::missingVer3()
+{
+    World world;
+    QJsonObject without = pcb(world.path("none.bin"));
+    without.remove(QStringLiteral("ver3"));
+    const QStringList before = world.files();
+    world.merge(request({pcb(world.path("image.bin")), without}));
+    QCOMPARE(world.lines, QStringList({started, "MF|Merge file fail, need Ver3 in each MCU."}));
+    QCOMPARE(world.files(), before);
+}
+
+void TestBuilding::badFiles_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("missing") << "none.bin"
+                             << "MF|Firmware file 'FILE' do not exist. Merge failed.";
+    QTest::newRow("a folder") << "."
+                              << "MF|Open file 'FILE' error. Merge failed.";
+}
+
+void TestBuilding::badFiles()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, said);
+    World world;
+    const QString file = world.path(qPrintable(name));
+    const QStringList before = world.files();
+    world.merge(request({pcb(world.path("image.bin")), pcb(file)}));
+    QCOMPARE(world.lines, QStringList({started, said.replace(QLatin1String("FILE"), file)}));
+    QCOMPARE(world.files(), before);
+}
+
+/** A failed build takes nothing away. */
+void TestBuilding::earlierPackageStays()
+{
+    World world;
+    world.write("new.fwm", "earlier");
+    world.merge(request({pcb(world.path("none.bin"))}));
+    QCOMPARE(world.read("new.fwm"), QByteArray("earlier"));
+    world.merge(request({pcb(world.path("image.bin"))}));
+    QVERIFY(world.checksumHolds("new.fwm"));
+}
+
+void TestBuilding::cannotCreate()
+{
+    World world;
+    world.lines.clear();
+    world.engine->mergeFW(world.path("no/such/folder.fwm"),
+                          request({pcb(world.path("image.bin"))}));
+    QCOMPARE(world.lines, QStringList({started, "MF|Failed to create file"}));
+}
+
+void TestBuilding::checksNetFiles_data()
+{
+    QTest::addColumn<QByteArray>("file");
+    QTest::addColumn<bool>("good");
+    const QByteArray archive = patternImage(10'000, 6);
+    QTest::newRow("lower case") << netFile(archive) << true;
+    QTest::newRow("upper case") << netFile(archive, "1.23", true) << true;
+    QTest::newRow("no archive") << netFile({}) << true;
+    QTest::newRow("damaged") << netFile(archive) + "x" << false;
+    QTest::newRow("61 bytes") << netFile({}).left(61) << false;
+    QTest::newRow("empty") << QByteArray("") << false;
+}
+
+void TestBuilding::checksNetFiles()
+{
+    QFETCH(QByteArray, file);
+    QFETCH(bool, good);
+    World world;
+    world.write("net.bin", file);
+    QCOMPARE(world.engine->checkNetFirmware(world.path("net.bin")), good);
+    QVERIFY(world.lines.isEmpty());
+    QVERIFY(!world.engine->checkNetFirmware(world.path("none.bin")));
+    QCOMPARE(world.lines, QStringList{"NMF|Open Net firmware error, check fail."});
+}
+
+void TestBuilding::mergesNet()
+{
+    World world;
+    world.mergeNet("FW.fwm", "net.bin", "new.fwm");
+    QVERIFY(sameTranscript(world.lines, {"NMF|FWM file checksum ok.",
+                                         "NMF|FWM file does not contain NET firmware.",
+                                         "NMF|Create FWM file success",
+                                         world.text("NMF|Merge firmware 'NEW' success!")}));
+    QVERIFY(world.checksumHolds("new.fwm"));
+    const QByteArray old = world.read("FW.fwm");
+    const QByteArray record = old.mid(old.size() - 268);
+    const QByteArray netRecord = QByteArray::fromHex("2001000000011700") +
+                                 QByteArray::fromHex("c6130000") + world.read("net.bin");
+    QVERIFY(world.read("new.fwm").endsWith(record + netRecord));
+    world.engine->getMergeFWJSON(world.path("new.fwm"));
+    QCOMPARE(world.engine->getFWInfoByChipType(32),
+             QStringList({"NET", "32", "1", "0", "0", "0", "1", "23", "0"}));
+}
+
+void TestBuilding::mergesNetTwice()
+{
+    World world;
+    world.mergeNet("FW.fwm", "net.bin", "new.fwm");
+    const QByteArray newer = netFile(patternImage(3000, 7), "2.05");
+    world.write("newer.bin", newer);
+    world.mergeNet("new.fwm", "newer.bin", "third.fwm");
+    QVERIFY(sameTranscript(world.lines.mid(0, 3),
+                           {"NMF|FWM file checksum ok.", "NMF|FWM file contains NET firmware.",
+                            "NMF|Create FWM file success"}));
+    const QByteArray third = world.read("third.fwm");
+    QVERIFY(third.endsWith(newer));
+    QVERIFY(!third.contains(patternImage(5000, 5)));
+    QVERIFY(third.contains(patternImage(256, 2)));
+    const QString json = world.engine->getMergeFWJSON(world.path("third.fwm"));
+    QCOMPARE(json.count(QLatin1String("\"33\"")), 1);
+    QCOMPARE(world.engine->getFWInfoByChipType(32).mid(6), QStringList({"2", "5", "0"}));
+}
+
+void TestBuilding::mergesNetInPlace()
+{
+    World world;
+    world.mergeNet("FW.fwm", "net.bin", "FW.fwm");
+    QVERIFY(world.lines.last().endsWith(QLatin1String("success!")));
+    QVERIFY(world.checksumHolds("FW.fwm"));
+    QVERIFY(world.read("FW.fwm").endsWith(world.read("net.bin")));
+}
+
+void TestBuilding::netRelease()
+{
+    World world;
+    world.mergeNet("FW.fwm", "net.bin", "new.fwm", QStringLiteral("2.7"));
+    world.lines.clear();
+    world.engine->getMergeFWJSON(world.path("new.fwm"));
+    QVERIFY(world.lines.contains(QStringLiteral("Version: 2.7")));
+    world.mergeNet("FW.fwm", "net.bin", "new.fwm");
+    world.lines.clear();
+    world.engine->getMergeFWJSON(world.path("new.fwm"));
+    QVERIFY(world.lines.contains(QStringLiteral("Version: 1.0.12")));
+}
+
+void TestBuilding::refusesNet_data()
+{
+    QTest::addColumn<QByteArray>("package");
+    QTest::addColumn<QByteArray>("net");
+    QTest::addColumn<QStringList>("said");
+    const QByteArray good = makePackage({testImage("MAIN", 0, {9, 0, 0})});
+    const QByteArray net = netFile("archive");
+    const auto json = [](const QByteArray &text) {
+        QByteArray body("MTU\0\6", 5);
+        body.append(char(text.size())).append('\0');
+        return withChecksum(body + text);
+    };
+    QTest::newRow("no magic") << withChecksum("MTX" + good.mid(11)) << net
+                              << QStringList{"NMF|FWM file header error."};
+    QTest::newRow("version 7") << withVersion(good, 7) << net
+                               << QStringList{"NMF|Invalid firmware file, file head error."};
+    QTest::newRow("checksum wrong") << good + "x" << net << QStringList();
+    QTest::newRow("no JSON") << json("{") << net << QStringList{"NMF|Data struct error!"};
+    QTest::newRow("a list") << json("[]") << net
+                            << QStringList{"NMF|Document is not an object or array"};
+    QTest::newRow("no chips") << json("{}") << net << QStringList{"NMF|Data struct chips error!"};
+    QTest::newRow("record cut") << withChecksum(good.mid(8, good.size() - 9)) << net
+                                << QStringList{"NMF|Find NET firmware error"};
+    QTest::newRow("NET damaged") << good << net + "x" << QStringList();
+    QTest::newRow("no NET") << good << QByteArray()
+                            << QStringList{"NMF|Open Net firmware error, check fail."};
+    QTest::newRow("no package") << QByteArray() << net
+                                << QStringList{"NMF|Failed to open FWM file"};
+}
+
+void TestBuilding::refusesNet()
+{
+    QFETCH(QByteArray, package);
+    QFETCH(QByteArray, net);
+    QFETCH(QStringList, said);
+    World world;
+    if (!package.isNull())
+        world.write("old.fwm", package);
+    if (!net.isNull())
+        world.write("other.bin", net);
+    const QStringList before = world.files();
+    world.mergeNet("old.fwm", "other.bin", "new.fwm");
+    QCOMPARE(world.lines, said + QStringList{world.text("NMF|Merge firmware 'NEW' fail!")});
+    QCOMPARE(world.files(), before);
+}
+
+void TestBuilding::netCannotCreate()
+{
+    World world;
+    world.mergeNet("FW.fwm", "net.bin", "no/such/folder.fwm");
+    QCOMPARE(world.lines.at(2), QStringLiteral("NMF|Failed to create FWM file"));
+    QVERIFY(world.lines.last().endsWith(QLatin1String("fail!")));
+}
+
+QTEST_GUILESS_MAIN(TestBuilding)
+#include "tst_building.moc"
