@@ -13,6 +13,8 @@ constexpr Event answer = Event::Answer;
 constexpr Event silence = Event::Silence;
 const Events refusal = Event::Refusal | Event::ShortAnswer;
 const Events noAnswer = refusal | silence;
+/** Where a short answer has a line of its own. */
+const Events refused = Event::Refusal | silence;
 const Events anyReply = refusal | answer;
 constexpr int any = Transition::anyCount;
 
@@ -61,9 +63,9 @@ const std::vector<Transition> SequencerActions::lines = {
 // Product-information read: the virtual version
 {step::virtualVersion,         answer,   any, "Read virtual version success.",                                           step::bootcode,                &Engine::startBootcodeReads},
 {step::virtualVersion,         Event::ShortAnswer, any, "Read virtual version error.",                                   step::virtualVersionMalformed, &Engine::giveUpVirtualVersion},
-{step::virtualVersion,         noAnswer, 0,   "Read virtual version fail, retry 1.",                                     step::virtualVersion,          &Engine::sendVirtualVersionRead},
-{step::virtualVersion,         noAnswer, 1,   "Read virtual version fail, retry 2.",                                     step::virtualVersion,          &Engine::sendVirtualVersionRead},
-{step::virtualVersion,         noAnswer, 2,   "Read virtual version fail.",                                              step::virtualVersionGivenUp,   &Engine::giveUpVirtualVersion},
+{step::virtualVersion,         refused,  0,   "Read virtual version fail, retry 1.",                                     step::virtualVersion,          &Engine::sendVirtualVersionRead},
+{step::virtualVersion,         refused,  1,   "Read virtual version fail, retry 2.",                                     step::virtualVersion,          &Engine::sendVirtualVersionRead},
+{step::virtualVersion,         refused,  2,   "Read virtual version fail.",                                              step::virtualVersionGivenUp,   &Engine::giveUpVirtualVersion},
 {step::virtualVersionGivenUp,  answer,   any, "Read the bootcode information of '%1' success.",                          step::bootcode,                &Engine::takeBootcode},
 {step::virtualVersionGivenUp,  noAnswer, 0,   "Read the bootcode information of '%1'. fail, retry 1.",                   step::virtualVersionGivenUp,   &Engine::readBootCodeInfo},
 {step::virtualVersionGivenUp,  noAnswer, 1,   "Read the bootcode information of '%1'. fail, retry 2.",                   step::virtualVersionGivenUp,   &Engine::readBootCodeInfo},
