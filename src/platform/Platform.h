@@ -65,7 +65,7 @@ struct Limits
     /** A console line without an end, in characters. */
     int consoleLine = 1024 * 1024;
     /** Replies that a console client does not read, in bytes. */
-    qint64 unreadReplies = 64 * 1024 * 1024;
+    qint64 unreadReplies = qint64{64} * 1024 * 1024;
     /** A text answer without a line end, in characters. */
     int deviceText = 64 * 1024;
     /** One MCU frame, in bytes. */
