@@ -2,6 +2,7 @@
 """A console client that keeps every byte it receives."""
 
 import socket
+import struct
 import threading
 import time
 
@@ -103,12 +104,13 @@ class Console:
         self.ask("HEARTBEAT", "HEARTBEAT")
 
     def close(self, reset=False):
+        """Ends the connection, in order or with a reset. The reader is woken first: as long as it
+        waits for bytes, the connection would outlive its socket."""
         if reset:
-            self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER,
-                                   b"\1\0\0\0\0\0\0\0")
-        else:
-            try:
-                self.socket.shutdown(socket.SHUT_RDWR)
-            except OSError:
-                pass
+            self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        try:
+            self.socket.shutdown(socket.SHUT_RD if reset else socket.SHUT_RDWR)
+        except OSError:
+            pass
+        self._reader.join(10)
         self.socket.close()
