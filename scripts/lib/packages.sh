@@ -3,7 +3,8 @@
 # What the project needs from Debian, and how the scripts get it.
 
 # To build the programs.
-BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdeflate-dev libcli11-dev"
+BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdeflate-dev libcli11-dev \
+    libedit-dev"
 # To run the tests and the demonstration.
 RUN_PACKAGES="python3 bubblewrap"
 TEST_PACKAGES="zlib1g-dev edid-decode bzip2"

@@ -23,7 +23,7 @@ const ReplyRule replyRules[] = {
     {command::readBootcode, 12, Form::Ordinary},
     {command::readProductInformation, 9, Form::Ordinary},
     {command::readVersion, 9, Form::Ordinary},
-    {command::writeProductInformation, 8, Form::Any},
+    {command::writeProductInformation, 8, Form::Ordinary},
     {command::readProductId, 5, Form::Ordinary},
     {command::reboot, 5, Form::Any},
     {command::readVirtualVersion, 6, Form::Ordinary},
