@@ -150,6 +150,13 @@ class TestSudo(unittest.TestCase):
         self.check("timeout 0.2 sudo reboot || echo slow; timeout 5 sudo mount x && echo went",
                    "slow\nwent\n", SANDBOX_SUDO_SLEEP="reboot=9 tar=1")
 
+    def test_holds_one_command_line(self):
+        self.check("echo sudo mount x > /tmp/hold; timeout 0.2 sudo mount x || echo held;"
+                   "sudo mount y && echo went; echo sync > /tmp/hold; timeout 0.2 sync || echo held;"
+                   "(sleep 0.2; rm /tmp/hold) & sync && echo went; cat /tmp/sudo.log",
+                   "held\nwent\nheld\nwent\nsudo mount x\nsudo mount y\nsync\nsync\n",
+                   SANDBOX_SUDO_HOLD="/tmp/hold")
+
 
 if __name__ == "__main__":
     unittest.main()
