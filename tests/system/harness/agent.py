@@ -1,7 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """The real agent, started with no arguments."""
 
+import contextlib
 import os
+import signal
 import socket
 
 from . import console, wait
@@ -15,7 +17,7 @@ class Agent(Process):
         if os.environ.get("AGENT_SANDBOX") != "1":
             raise RuntimeError("the agent is only ever started inside scripts/sandbox")
         super().__init__("upgrade-agent", [os.environ["AGENT_PROGRAM"]], cwd="/",
-                         env={**os.environ, **environment})
+                         env={**os.environ, **environment}, start_new_session=True)
 
     def wait_until_it_listens(self, seconds=10):
         def listening():
@@ -23,6 +25,12 @@ class Agent(Process):
             with socket.socket() as probe:
                 return probe.connect_ex(("127.0.0.1", console.PORT)) == 0
         wait.until(listening, seconds, "listening agent")
+
+    def cut_power(self):
+        """Ends it with every command that it runs, wherever they are."""
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(self.popen.pid, signal.SIGKILL)
+        self.kill()
 
     def memory(self):
         """Resident memory in bytes."""

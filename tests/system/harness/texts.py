@@ -164,3 +164,35 @@ def not_in_records(name):
 def package_listed(model="HX-8", version="1.0.5", package_version=6):
     return log("Firmware file checksum ok.", f"Firmware package version: {package_version}",
                f"Model Name: {model}", f"Version: {version}")
+
+
+def net_item(position=0, rows=1, version="1.23"):
+    """A NET image of a package that is installed."""
+    def percent(*values):
+        return [line for value in values for line in progress(position, rows, value)]
+    return (log("Start to upgrade NET firmware.") + percent(10)
+            + log("NET firmware checksum success.") + percent(20, 30, 70, 80, 90)
+            + log(f"NET firmware ver{version} upgrade success.") + [f"NETVERSION||{version}"])
+
+
+def net_item_refused(position=0, rows=1):
+    """One whose digest does not fit."""
+    return (log("Start to upgrade NET firmware.") + progress(position, rows, 10)
+            + log("NET firmware checksum fail, upgrade net fail."))
+
+
+def net_blocks_installed(version="1.23", version_written=True):
+    """What the last block sets off, up to the text that has no line end."""
+    def percent(value):
+        return [f"PROGRESSVALUE||{value}.00"] + log(f"NET package upgrade {value}%.")
+    return (log("NET package checksum OK.") + percent(30) + percent(70) + percent(80)
+            + log("NET firmware checksum success.",
+                  "Create version file success" if version_written
+                  else "Failed to create version file")
+            + [f"NETVERSION||{version}"] + percent(90)
+            + log(f"NET firmware ver{version} upgrade success."))
+
+
+def net_reboots():
+    """The notice for the sender, and on the same line the one for people."""
+    return ["UpgradeDatas||WriteIsUgradingTrueUPGRADELOG||NET ready to reboot after 2 seconds."]

@@ -1,0 +1,38 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The base of the tests of the module's own upgrade."""
+
+from . import module, netimage, texts, world
+from .blocksender import BlockSender
+
+OLD_FILES = {"etc/agent.conf": b"level=1\n", "usr/bin/agent": b"old", "etc/hostname": b"mine\n"}
+NEW_FILES = {**OLD_FILES, **netimage.FILES}
+BUSY = "UPGRADELOG||The device is busy upgrading."
+
+
+class NetWorld(world.World):
+    """A module with old firmware; its commands can be held."""
+
+    def setUp(self):
+        super().setUp()
+        module.clean(OLD_FILES)
+
+    def start_agent(self, **environment):
+        return super().start_agent(SANDBOX_SUDO_HOLD=module.HOLD, **environment)
+
+    def sender(self):
+        """A block sender on a connection of its own."""
+        return BlockSender(self.connect())
+
+    def assert_module(self, archive, files, version):
+        """What is on the module's disk; the version is None or text."""
+        self.assertEqual(module.archive(), archive)
+        self.assertEqual(module.files(), files)
+        self.assertEqual(module.version(), version and version.encode())
+
+    def assert_installed(self, version="1.23", files=None):
+        self.assert_module(None, NEW_FILES if files is None else files, version)
+
+    def finish_blocks(self, client, seconds=15):
+        """The rest of an install by blocks, from the last block to the reboot."""
+        client.expect(texts.net_blocks_installed() + texts.net_reboots(), seconds)
+        module.wait_for_command(module.REBOOT)
