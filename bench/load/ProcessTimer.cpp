@@ -24,6 +24,8 @@ using namespace std::chrono_literals;
 
 constexpr auto connectPause = 20us;
 constexpr auto longestStart = 10s;
+constexpr uint16_t firstOwnPort = 20'000;
+constexpr uint16_t lastOwnPort = 29'999;
 
 pid_t start(std::vector<std::string> &command)
 {
@@ -42,15 +44,28 @@ pid_t start(std::vector<std::string> &command)
     return error == 0 ? pid : -1;
 }
 
-bool accepts(uint16_t port)
+sockaddr_in loopback(uint16_t port)
 {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(port);
+    return address;
+}
+
+/** With a port of the kernel's choice, one attempt in some ten thousand would meet itself. */
+bool accepts(uint16_t port)
+{
+    static uint16_t ownPort = firstOwnPort;
+    ownPort = ownPort == lastOwnPort ? firstOwnPort : uint16_t(ownPort + 1);
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    const sockaddr_in own = loopback(ownPort);
+    const sockaddr_in server = loopback(port);
     const bool accepted =
-        connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+        bind(fd, reinterpret_cast<const sockaddr *>(&own), sizeof own) == 0 &&
+        connect(fd, reinterpret_cast<const sockaddr *>(&server), sizeof server) == 0;
     close(fd);
     return accepted;
 }
