@@ -7,16 +7,20 @@
 
 namespace {
 
-constexpr int nameWidth = 14;
-constexpr int stateWidth = 12;
-constexpr int barWidth = 20;
+constexpr int nameWidth = 12;
+constexpr int stateWidth = 13;
+constexpr int shortestBar = 10;
+constexpr int longestBar = 30;
+/** What stands beside the bar: name, state, percent, rate, time, retries. */
+constexpr int besideBar = 70;
 
 } // namespace
 
-QString bars::bar(double percent)
+QString bars::bar(double percent, int columns)
 {
-    const int filled = std::clamp(int(percent / 100.0 * barWidth), 0, barWidth);
-    return '[' + QString(filled, '#') + QString(barWidth - filled, '.') + ']';
+    const int width = std::clamp(columns - besideBar, shortestBar, longestBar);
+    const int filled = std::clamp(int(percent / 100.0 * width), 0, width);
+    return '[' + QString(filled, '#') + QString(width - filled, '.') + ']';
 }
 
 QString bars::percent(double percent)

@@ -8,8 +8,8 @@
 /** The pieces of a progress line. */
 namespace bars {
 
-/** "[#####...............]" */
-QString bar(double percent);
+/** "[#####.....]", longer on a wide terminal. */
+QString bar(double percent, int columns);
 /** " 45 %" */
 QString percent(double percent);
 /** "5.1 KiB/s" of bytes per second. */

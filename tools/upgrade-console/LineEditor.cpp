@@ -58,10 +58,11 @@ void LineEditor::print(const QString &line)
 
 void LineEditor::onReadable()
 {
-    if (m_isEditing)
-        rl_callback_read_char();
-    else
+    if (!m_isEditing) {
         readPlain();
+        return;
+    }
+    rl_callback_read_char();
 }
 
 void LineEditor::readPlain()
@@ -88,6 +89,7 @@ void LineEditor::takeEdited(char *text)
         theEditor->m_notifier.setEnabled(false);
         rl_callback_handler_remove();
         theEditor->m_isEditing = false;
+        writeAll(STDOUT_FILENO, "\n");
         emit theEditor->ended();
         return;
     }
@@ -95,5 +97,7 @@ void LineEditor::takeEdited(char *text)
         add_history(text);
     const QString line = QString::fromLocal8Bit(text);
     std::free(text); // NOLINT(cppcoreguidelines-no-malloc): the library's own memory
+    // The library leaves the terminal to others after a line.
+    rl_callback_handler_install(prompt, takeEdited);
     emit theEditor->line(line);
 }

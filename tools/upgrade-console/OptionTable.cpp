@@ -116,7 +116,7 @@ const std::vector<OptionRow> &optionRows()
         {"upgrade",     "--mode",      Value::Choice, "MODE", "2 5", "2: only MCUs that are older than the package (default); 5: all of them."},
         {"upgrade",     "--all",       Value::None,   "", "", "Upgrade every MCU that the package describes."},
         {"upgrade",     "--wait-back", Value::None,   "", "", "If the network module restarts, wait until its agent answers again."},
-        {"upgrade",     "ROW",         Value::Text,   "ROW", "", "An MCU: NAME,CHIP-TYPE,CHIP-INDEX, or a name from the package."},
+        {"upgrade",     "ROW",         Value::Text,   "ROW", "", "The MCUs: NAME,CHIP-TYPE,CHIP-INDEX each, or a name from the package."},
         {"net-upgrade", "--mode",      Value::Choice, "MODE", "2 5", "As for upgrade."},
         {"net-upgrade", "ADDRESS",     Value::Text,   "ADDRESS", "", "The device's IPv4 address, as the module sees it."},
         {"edid",        "FILE",        Value::File,   "FILE", "", "EDID dump, binary or hexadecimal text; - reads standard input."},

@@ -36,9 +36,11 @@ void addOption(CLI::App &app, const OptionRow &row)
     CLI::Option *option = owner->add_option(row.name, row.help);
     option->type_name(row.isArgument() ? "" : row.valueName);
     if (std::string(row.valueName) == "ROW")
-        option->expected(-1);
+        option->type_size(1)->expected(-1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     else if (row.isArgument())
         option->required();
+    else
+        option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
 }
 
 void buildParser(CLI::App &app)
@@ -78,7 +80,12 @@ struct Reader
     Options options;
     QString problem;
 
-    QString text(const char *name) const { return valuesOf(app, command, name).value(0); }
+    /** Of an option that is given twice the last one counts. */
+    QString text(const char *name) const
+    {
+        const QStringList values = valuesOf(app, command, name);
+        return values.isEmpty() ? QString() : values.last();
+    }
     bool isSet(const char *name) const { return !valuesOf(app, command, name).isEmpty(); }
 
     void refuse(const QString &words)

@@ -156,6 +156,10 @@ bool ReplyParser::takeLine()
     QByteArray line = m_buffer.mid(m_position, end - m_position);
     m_position = end + 1;
     m_searched = m_position;
+    if (line.size() > m_maxLine) {
+        emitText(Kind::Overlong, {});
+        return true;
+    }
     if (line.endsWith('\r'))
         line.chop(1);
     handleLine(line);

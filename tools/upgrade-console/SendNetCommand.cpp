@@ -268,18 +268,19 @@ void SendNetCommand::showProgress()
     const bool isSending = m_stage == Stage::Entering || m_stage == Stage::Sending;
     const double seconds = std::chrono::duration<double>(now() - m_begun).count();
     const double sent = double(m_blocks->sent());
-    QStringList parts{bars::bar(m_percent) + ' ' + bars::percent(m_percent)};
+    QStringList parts{bars::percent(m_percent)};
     if (isSending && seconds > 0 && sent > 0) {
         const double left = (double(m_blocks->size()) - sent) * seconds / sent;
         parts += {bars::rate(sent / seconds), bars::left(std::chrono::seconds(qint64(left)))};
     }
     if (m_retries > 0)
         parts += bars::retries(m_retries);
-    const QString line =
-        bars::head(QStringLiteral("module"), isSending ? "sending" : "installing") + "  " +
-        parts.join("  ");
-    m_display.draw(
-        [&](const Terminal &terminal) { return QStringList{line.left(terminal.columns - 1)}; });
+    const QString head = bars::head(QStringLiteral("module"), isSending ? "sending" : "installing");
+    m_display.draw([&](const Terminal &terminal) {
+        const QString line =
+            head + "  " + bars::bar(m_percent, terminal.columns) + ' ' + parts.join("  ");
+        return QStringList{line.left(terminal.columns - 1)};
+    });
 }
 
 CommandResult SendNetCommand::resultWith(Cause cause, const QString &summary)

@@ -49,11 +49,11 @@ QStringList finishedParts(const McuState &mcu, milliseconds now)
     return parts;
 }
 
-QStringList workingParts(const McuState &mcu, milliseconds now)
+QStringList workingParts(const McuState &mcu, milliseconds now, int columns)
 {
     QStringList parts;
     if (mcu.phase == McuPhase::Writing || mcu.phase == McuPhase::Erasing)
-        parts += bars::bar(mcu.percent) + ' ' + bars::percent(mcu.percent);
+        parts += bars::bar(mcu.percent, columns) + ' ' + bars::percent(mcu.percent);
     if (mcu.phase == McuPhase::Writing && mcu.rate(now) > 0)
         parts += bars::rate(mcu.rate(now));
     if (mcu.timeLeft(now).count() >= 0)
@@ -61,21 +61,21 @@ QStringList workingParts(const McuState &mcu, milliseconds now)
     return parts;
 }
 
-QString mcuLine(const McuState &mcu, milliseconds now)
+QString mcuLine(const McuState &mcu, milliseconds now, int columns)
 {
     const bool isFinished = mcu.phase == McuPhase::Finished;
     const QString state = isFinished ? resultName(mcu.result) : phaseName(mcu.phase);
-    QStringList parts = isFinished ? finishedParts(mcu, now) : workingParts(mcu, now);
+    QStringList parts = isFinished ? finishedParts(mcu, now) : workingParts(mcu, now, columns);
     if (mcu.retries > 0)
         parts += bars::retries(mcu.retries);
     parts.removeAll(QString());
     return bars::head(mcu.name, state) + "  " + parts.join("  ");
 }
 
-QString overallLine(const UpgradeModel &model)
+QString overallLine(const UpgradeModel &model, int columns)
 {
     return bars::head(QStringLiteral("all"), phaseName(model.phase())) + "  " +
-           bars::bar(model.percent()) + ' ' + bars::percent(model.percent());
+           bars::bar(model.percent(), columns) + ' ' + bars::percent(model.percent());
 }
 
 /** The first MCU to show when not all of them have a line. */
@@ -110,9 +110,9 @@ QStringList liveLines(const UpgradeModel &model, milliseconds now, const Termina
     QStringList lines;
     for (int i = first; i < first + count; ++i) {
         const McuState &mcu = model.mcus().at(i);
-        lines += terminal.style.in(colourOf(mcu), mcuLine(mcu, now).left(width));
+        lines += terminal.style.in(colourOf(mcu), mcuLine(mcu, now, terminal.columns).left(width));
     }
-    lines += overallLine(model).left(width);
+    lines += overallLine(model, terminal.columns).left(width);
     return lines;
 }
 

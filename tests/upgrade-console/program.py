@@ -1,0 +1,68 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The program under test."""
+
+import os
+import re
+import subprocess
+import tempfile
+import unittest
+
+from fake_agent import FakeAgent
+from harness.process import Process
+
+PROGRAM = os.environ["UPGRADE_CONSOLE"]
+DONE, FAILED, USAGE, NOTHING, BUSY_CODE, CANNOT, LOST, REFUSED = range(8)
+
+
+def masked(text):
+    """Times differ from run to run."""
+    return re.sub(r" +\d+\.\d$", " #", text, flags=re.MULTILINE)
+
+
+class Background(Process):
+    """The program while a test goes on; what it writes goes to files."""
+
+    def __init__(self, port, *arguments, **popen):  # pylint: disable=super-init-not-called
+        self.name = "upgrade-console"
+        self.command = [PROGRAM, "--host", "127.0.0.1", "--port", str(port), *arguments]
+        self._stdout, self._stderr = tempfile.TemporaryFile(), tempfile.TemporaryFile()
+        self.popen = subprocess.Popen(
+            self.command, **{"stdout": self._stdout, "stderr": self._stderr, **popen})
+
+    def stdout(self):
+        """All it has written so far."""
+        size = os.fstat(self._stdout.fileno()).st_size
+        return os.pread(self._stdout.fileno(), size, 0).decode()
+
+    def close(self):
+        """Ends it, should it still run, and lets go of its files."""
+        self.kill()
+        self._stdout.close()
+        self._stderr.close()
+
+
+class ProgramTest(unittest.TestCase):
+    """Runs the program; every run is bounded."""
+
+    maxDiff = None
+
+    def run_alone(self, *arguments):
+        return subprocess.run([PROGRAM, *arguments], capture_output=True, text=True, timeout=10,
+                              check=False)
+
+    def run_program(self, port, *arguments, stdin="", timeout="2"):
+        command = [PROGRAM, "--host", "127.0.0.1", "--port", str(port), "--timeout", timeout,
+                   *arguments]
+        return subprocess.run(command, input=stdin, capture_output=True, text=True, timeout=30,
+                              check=False)
+
+    def start_program(self, port, *arguments, **popen):
+        background = Background(port, *arguments, **popen)
+        self.addCleanup(background.close)
+        return background
+
+    def with_agent(self, answers, *arguments, cut=None, fragments=None, **more):
+        with FakeAgent(answers, cut, fragments) as agent:
+            result = self.run_program(agent.port, *arguments, **more)
+            self.agent = agent
+        return result

@@ -1,0 +1,523 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The program against an agent that a test scripts: results, exit codes, JSON, the network's
+whims."""
+
+import json
+import os
+import signal
+import subprocess
+import tempfile
+import unittest
+
+import runs
+from fake_agent import (BUSY, CLOSE, FAIL, RESET, SUCCESS, FakeAgent, Wait, chip, listing, log,
+                        progress)
+
+from harness import wait
+from program import (BUSY_CODE, CANNOT, DONE, FAILED, LOST, NOTHING, PROGRAM, REFUSED, USAGE,
+                     ProgramTest, masked)
+
+DUMP = os.environ["EDID_DUMP"]
+
+
+class ConsoleTest(ProgramTest):
+    """What these tests share."""
+
+    def upgrade(self, run, *arguments, answers=None, **more):
+        arguments = arguments or ("--all",)
+        return self.with_agent({"UPGRADEALL": run, **(answers or {})}, "upgrade", *arguments,
+                               **more)
+
+    def document(self, result):
+        """The one JSON document on standard output."""
+        document = json.loads(result.stdout)
+        self.assertEqual(document["exit"], result.returncode, result.stdout)
+        return document
+
+
+class TestUsage(ConsoleTest):
+    """What ends before any connection."""
+
+    def test_wrong_usage(self):
+        for arguments in ([], ["bogus"], ["upgrade"], ["upgrade", "--all", "MAIN,0,0"],
+                          ["upgrade", "--all", "--mode", "3"], ["upgrade", "MAIN,0"],
+                          ["upgrade", "MAIN,0,256"], ["upgrade", "X||UPGRADEALL,0,0"],
+                          ["upgrade", "HEART BEAT,0,0"], ["upgrade", "A\nB,0,0"],
+                          ["ping", "--port", "0"], ["ping", "--port", "65536"],
+                          ["ping", "--timeout", "0"], ["ping", "--timeout", "nan"],
+                          ["ping", "--host", ""], ["net-upgrade", "1.2.3"],
+                          ["net-upgrade", "1.2.3.256"], ["edid"], ["send-net"],
+                          ["ping", "surplus"], ["--bogus", "ping"]):
+            result = self.run_alone(*arguments)
+            self.assertEqual(result.returncode, USAGE, arguments)
+            self.assertEqual(result.stdout, "", arguments)
+            self.assertRegex(result.stderr, r"(?s)^upgrade-console: .+\n.*--help", arguments)
+
+    def test_usage_as_json(self):
+        result = self.run_alone("--json", "upgrade")
+        self.assertEqual(self.document(result)["error"]["cause"], "usage")
+
+    def test_help_and_version(self):
+        for arguments, wanted in ((["--help"], "Exit status:"), (["upgrade", "--help"], "--mode"),
+                                  (["--version"], "upgrade-console 1.")):
+            result = self.run_alone(*arguments)
+            self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+            self.assertIn(wanted, result.stdout)
+
+    def test_unreadable_files(self):
+        for command in ("edid", "send-net"):
+            result = self.run_program(1, command, "/nonexistent")
+            self.assertEqual(result.returncode, FAILED)
+            self.assertIn("/nonexistent: No such file", result.stderr)
+
+
+class TestSimple(ConsoleTest):
+    """One question, one answer."""
+
+    def test_ping(self):
+        result = self.with_agent({}, "ping")
+        self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+        self.assertRegex(result.stdout, r"^the agent answers, after \d+\.\d ms\n$")
+        self.assertEqual(self.agent.lines, ["HEARTBEAT"])
+
+    def test_version(self):
+        result = self.with_agent({}, "version", cut=1)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (DONE, "1.15\n", ""))
+
+    def test_json(self):
+        result = self.with_agent({}, "--json", "version")
+        self.assertEqual(self.document(result), {
+            "command": "version", "exit": 0, "result": "done", "version": "1.15"})
+        # Options may stand behind the command as well.
+        result = self.with_agent({}, "version", "--json")
+        self.assertEqual(self.document(result)["version"], "1.15")
+
+    def test_list(self):
+        for cut in (None, 7):
+            result = self.with_agent({}, "list", cut=cut)
+            self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+            self.assertEqual(result.stdout, """\
+Model: HX-8
+Version: 7
+
+Name   Chip type  Quantity  MCU type  PCB  Speciality  Version
+MAIN           0         1         4    1  A           1.1.0
+AUX 1          1         1         4    1  A           2.1.0
+""")
+
+    def test_list_over_several_lines(self):
+        text = json.dumps({"model": "HX-8", "version": "}", "chips": []}, indent=1)
+        answer = ("FIRMWARELIST||" + text.replace("\n", "\r\n") + "\r\n").encode()
+        result = self.with_agent({"GETFIRMWARELIST": [answer]}, "--json", "list")
+        self.assertEqual(self.document(result)["package"]["model"], "HX-8")
+
+    def test_refused_packages(self):
+        cases = {
+            "ERROR:Firmware file is not exist.": "package-missing",
+            "ERROR:Firmware file checksum error.": "package-damaged",
+            "ERROR:Invalid firmware file": "package-invalid",
+            "ERROR:Faild to open firmware file.": "package-unreadable",
+            "": "package-invalid",
+            "no json": "package-invalid",
+        }
+        for text, cause in cases.items():
+            # An idle agent also ends a run that never began.
+            answer = [FAIL, FAIL, log("Invalid firmware file, file head error."),
+                      f"FIRMWARELIST||{text}\r\n".encode()]
+            for arguments in (["list"], ["upgrade", "--all"]):
+                result = self.with_agent({"GETFIRMWARELIST": answer}, "--json", *arguments)
+                self.assertEqual(result.returncode, REFUSED, text)
+                self.assertEqual(self.document(result)["error"]["cause"], cause)
+
+    def test_hostile_names_do_not_reach_the_terminal(self):
+        package = {"model": "\x1b]0;x\x07", "version": "7", "chips": [chip("\x1b[2J", 0, "1.1.0")]}
+        result = self.with_agent({"GETFIRMWARELIST": [listing(package)]}, "list")
+        self.assertEqual(result.returncode, DONE)
+        self.assertNotIn("\x1b", result.stdout)
+
+    def test_edid(self):
+        with open(DUMP, "rb") as file:
+            dump = file.read(256)
+        request = "PARSEEDID||" + dump.hex(" ")
+        answer = b"PARSEEDIDRESULT||DEL,DELL 30,07,HDMI,1920x1080@60Hz,LPCM. 2CH,\r\n"
+        for name, stdin in ((DUMP, ""), ("-", dump.hex("\n"))):
+            result = self.with_agent({request: [answer]}, "edid", name, stdin=stdin)
+            self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+            self.assertEqual(result.stdout, "Manufacturer: DEL\nName: DELL 30,07\nInput: HDMI\n"
+                                            "1920x1080@60Hz\nLPCM. 2CH\n")
+        for answer, cause in ((b"PARSEEDID||ERROR:PARSEEDID parameter command.\r\n", "edid-refused"),
+                              (b"PARSEEDIDRESULT||EDID data header error !\r\n", "edid-refused"),
+                              (log("Unknow command."), "unknown-request")):
+            result = self.with_agent({request: [answer]}, "--json", "edid", DUMP)
+            self.assertEqual(result.returncode, FAILED)
+            self.assertEqual(self.document(result)["error"]["cause"], cause)
+
+    def test_cannot_connect(self):
+        agent = FakeAgent()
+        agent.stop()
+        for command in (["ping"], ["upgrade", "--all"], ["watch"], ["shell"]):
+            result = self.run_program(agent.port, "--json", *command)
+            self.assertEqual(result.returncode, CANNOT)
+            self.assertEqual(self.document(result)["error"]["cause"], "cannot-connect")
+            self.assertIn("Check the address", result.stderr)
+
+    def test_dead_peer(self):
+        for command in (["ping"], ["version"], ["list"], ["upgrade", "--all"], ["edid", DUMP]):
+            silent = {line: [] for line in ("HEARTBEAT", "VERSION", "GETFIRMWARELIST")}
+            result = self.with_agent(silent, "--json", *command, timeout="0.3")
+            self.assertEqual(result.returncode, LOST, command)
+            self.assertEqual(self.document(result)["error"]["cause"], "no-sign-of-life")
+
+    def test_connection_lost(self):
+        for action in (CLOSE, RESET):
+            result = self.with_agent({"VERSION": [b"VERSI", action]}, "--json", "version")
+            self.assertEqual(result.returncode, LOST)
+            self.assertEqual(self.document(result)["error"]["cause"], "connection-lost")
+
+    def test_answer_before_the_end_counts(self):
+        result = self.with_agent({"VERSION": [b"VERSION||1.15\r\n", CLOSE]}, "version")
+        self.assertEqual((result.returncode, result.stdout), (DONE, "1.15\n"))
+
+    def test_flood(self):
+        """A million bytes of anything, and lines without an end, hide no answer."""
+        noise = os.urandom(1 << 20).replace(b"\n", b"-") + b"\r\n" + b"x\r\n" * 300000
+        result = self.with_agent({"VERSION": [noise, b"VERSION||1.15\r\n"]}, "version",
+                                 timeout="10")
+        self.assertEqual((result.returncode, result.stdout), (DONE, "1.15\n"))
+
+    def test_line_that_never_ends(self):
+        """Memory stays bounded, and the silence behind the noise is noticed."""
+        def noise(_agent):
+            return [b"x" * (1 << 20)] * 24 + [b"\r\n", b"VERSION||1.15\r\n"]
+        command = ["bash", "-c", 'ulimit -v 600000; exec "$@"', "bash"]
+        with FakeAgent({"VERSION": noise}) as agent:
+            result = subprocess.run([*command, PROGRAM, "--host", "127.0.0.1", "--port",
+                                     str(agent.port), "--timeout", "10", "version"],
+                                    capture_output=True, text=True, timeout=30, check=False)
+        self.assertEqual((result.returncode, result.stdout), (DONE, "1.15\n"), result.stderr)
+
+
+FULL_TABLE = """\
+MCU    Old    New    Result   Seconds
+MAIN   1.0.0  1.1.0  updated #
+AUX 1  2.0    2.1.0  updated #
+
+2 MCUs updated.
+"""
+
+
+class TestUpgrade(ConsoleTest):
+    """Runs and their ends."""
+
+    def test_success_however_cut(self):
+        for cut in (None, 1, 5, 100):
+            result = self.upgrade(runs.full_run(), cut=cut)
+            self.assertEqual(result.returncode, DONE, result.stderr)
+            self.assertEqual(masked(result.stdout), FULL_TABLE)
+
+    def test_success_in_one_piece(self):
+        result = self.upgrade([b"".join(runs.full_run())])
+        self.assertEqual(masked(result.stdout), FULL_TABLE)
+
+    def test_requests(self):
+        self.upgrade(runs.full_run())
+        self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST",
+                                            "UPGRADEMODE||2", "UPGRADEALL"])
+        request = "UPGRADE||MAIN,0,0||AUX 1,1,1"
+        result = self.with_agent({request: runs.full_run()}, "upgrade", "--mode", "5", "MAIN,0,0",
+                                 "AUX 1")
+        self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST",
+                                            "UPGRADEMODE||5", request])
+        self.assertEqual(result.returncode, DONE)
+
+    def test_plain_progress(self):
+        result = self.upgrade(runs.full_run())
+        self.assertEqual(result.stderr, """\
+MAIN: reading
+AUX 1: reading
+MAIN: entering
+MAIN: erasing
+MAIN: writing
+MAIN: updated
+AUX 1: entering
+AUX 1: erasing
+AUX 1: writing
+AUX 1: updated
+device: rebooting
+device: set version
+""")
+
+    def test_json(self):
+        result = self.upgrade(runs.full_run(), "--all", "--json")
+        document = self.document(result)
+        for mcu in document["mcus"]:
+            self.assertGreaterEqual(mcu.pop("seconds"), 0)
+        self.assertEqual(document, {
+            "command": "upgrade", "exit": 0, "result": "done", "mode": 2,
+            "summary": "2 MCUs updated.", "package": {"model": "HX-8", "version": "7"},
+            "mcus": [
+                {"name": "MAIN", "old_version": "1.0.0", "new_version": "1.1.0",
+                 "result": "updated", "retries": 0},
+                {"name": "AUX 1", "old_version": "2.0", "new_version": "2.1.0",
+                 "result": "updated", "retries": 0}]})
+
+    def test_nothing_to_do(self):
+        result = self.upgrade(runs.idle_run())
+        self.assertEqual(result.returncode, NOTHING)
+        self.assertEqual(result.stdout, """\
+MCU    Old    New    Result      Seconds
+MAIN   1.1.0  1.1.0  up to date        -
+AUX 1  2.1    2.1.0  up to date        -
+
+Nothing to do: no MCU needs what the package holds.
+""")
+        self.assertNotIn("upgrade-console:", result.stderr)
+
+    def test_empty_package(self):
+        empty = {"model": "HX-8", "version": "7", "chips": []}
+        result = self.upgrade([], answers={"GETFIRMWARELIST": [listing(empty)]})
+        self.assertEqual(result.returncode, NOTHING)
+        self.assertNotIn("UPGRADEALL", self.agent.lines)
+
+    def test_one_mcu_fails(self):
+        result = self.upgrade(runs.half_failed_run(), "--all", "--json")
+        self.assertEqual(result.returncode, FAILED)
+        document = self.document(result)
+        self.assertEqual(document["error"]["cause"], "image-not-written")
+        self.assertEqual(document["summary"], "1 MCU updated, 1 failed.")
+        self.assertEqual([mcu["result"] for mcu in document["mcus"]], ["updated", "failed"])
+        self.assertEqual(document["mcus"][1]["retries"], 8)
+        self.assertIn("agent: 'AUX 1' F/W update fail, retry 1.\n", result.stderr)
+
+    def test_busy(self):
+        result = self.upgrade([], answers={"UPGRADE||": [BUSY]})
+        self.assertEqual((result.returncode, result.stdout), (BUSY_CODE, ""))
+        self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT"])
+        # Somebody else was faster in between.
+        result = self.with_agent({"UPGRADE||MAIN,0,0": [BUSY]}, "upgrade", "MAIN,0,0")
+        self.assertEqual(result.returncode, BUSY_CODE)
+
+    def test_wrong_model(self):
+        result = self.upgrade(runs.wrong_model_run(), "--all", "--json")
+        self.assertEqual(result.returncode, REFUSED)
+        self.assertEqual(self.document(result)["error"]["cause"], "wrong-model")
+
+    def test_refused_by_the_run(self):
+        run = runs.START + [log("FWM file version error, must greater or equal to 6."), FAIL]
+        result = self.upgrade(run, "--all", "--json")
+        self.assertEqual(result.returncode, REFUSED)
+        self.assertEqual(self.document(result)["error"]["cause"], "package-too-old")
+
+    def test_port_unavailable(self):
+        run = [log("Disconnect"), log("ConnectFail"),
+               log("ttyS2 connect failed, serial port is occupied or does not exist"),
+               log("Firmware file checksum ok."), log("Read model name."),
+               log("Read model name fail, retry 1."), log("Read model name fail, retry 2."),
+               log("Read model name fail, upgrade fail, exit."), FAIL]
+        result = self.upgrade(run, "--all", "--json")
+        self.assertEqual(result.returncode, FAILED)
+        self.assertEqual(self.document(result)["error"]["cause"], "port-unavailable")
+
+    def test_unexplained(self):
+        result = self.upgrade(runs.START + [FAIL], "--all", "--json")
+        self.assertEqual(result.returncode, FAILED)
+        self.assertEqual(self.document(result)["error"]["cause"], "unexplained")
+
+    def test_name_that_the_package_lacks(self):
+        result = self.with_agent({}, "--json", "upgrade", "BOGUS")
+        self.assertEqual(result.returncode, USAGE)
+        self.assertIn("nothing named 'BOGUS'", self.document(result)["error"]["detail"])
+
+    def test_unknown_mcu_of_a_row(self):
+        run = runs.START + runs.MODEL + [
+            log("No suitable firmware for 'X' in the firmware package.")] + runs.REBOOT + [SUCCESS]
+        result = self.with_agent({"UPGRADE||X,9,0": run}, "upgrade", "X,9,0")
+        self.assertEqual(result.returncode, NOTHING)
+
+    def test_contact_lost(self):
+        """What the device is likely doing depends on where the run was."""
+        full = runs.full_run()
+        begun = full[:full.index(log("Read model name.")) + 1]
+        written = full[:full.index(log("Write firmware 'MAIN' success.")) - 3]
+        rebooting = full[:full.index(log("Start to reboot, please wait.")) + 1]
+        for run, state, results in (
+                (begun, "Nothing was written so far", ["unknown", "unknown"]),
+                (written, "'MAIN' was being written", ["unknown", "unknown"]),
+                (rebooting, "the device was rebooting", ["updated", "updated"])):
+            result = self.upgrade(run + [CLOSE], "--all", "--json")
+            self.assertEqual(result.returncode, LOST)
+            document = self.document(result)
+            self.assertEqual(document["error"]["cause"], "connection-lost")
+            self.assertIn(state, "".join(document["likely_state"]))
+            self.assertEqual([mcu["result"] for mcu in document["mcus"]], results)
+            self.assertIn(state, result.stderr)
+
+    def test_agent_dies_in_silence(self):
+        def die(agent):
+            agent.answers.clear()
+        result = self.upgrade(runs.START + runs.MODEL + [die], "--all", "--json", timeout="0.4")
+        self.assertEqual(result.returncode, LOST)
+        self.assertEqual(self.document(result)["error"]["cause"], "no-sign-of-life")
+
+    def test_last_words_went_elsewhere(self):
+        """The agent answers but has nothing to say about a run: it must not be waited for."""
+        result = self.upgrade(runs.START + runs.MODEL, "--all", "--json", timeout="0.4")
+        self.assertEqual(result.returncode, LOST)
+        self.assertEqual(self.document(result)["error"]["cause"], "outcome-unseen")
+
+    def test_request_passed_over(self):
+        result = self.upgrade([], "--all", "--json", timeout="0.4")
+        self.assertEqual(result.returncode, FAILED)
+        self.assertEqual(self.document(result)["error"]["cause"], "not-started")
+
+    def test_long_silence_of_a_busy_agent(self):
+        """Somebody asked in between; the run goes on, and so does the wait for it."""
+        def busy(agent):
+            agent.answers["UPGRADE||"] = [BUSY]
+        full = runs.full_run()
+        run = full[:30] + [busy]
+        rest = full[30:]
+
+        def answer(agent):
+            if len([line for line in agent.lines if line == "UPGRADE||"]) < 3:
+                return [BUSY]
+            return [BUSY] + rest
+
+        def later(agent):
+            agent.answers["UPGRADE||"] = answer
+        result = self.upgrade(run + [later], timeout="0.4")
+        self.assertEqual(result.returncode, DONE, result.stderr)
+        self.assertEqual(masked(result.stdout), FULL_TABLE)
+
+    def test_foreign_noise_in_a_run(self):
+        noise = [b"bogus\r\n", b"UpgradeDatas||\xab\x01", log("bogus"), b"PROGRESSVALUE||nan\r\n",
+                 b"UPGRADELOG||\r\n", progress(1e9), progress(-5)]
+        run = []
+        for line in runs.full_run():
+            run += [line] + (noise if line.startswith(b"UPGRADELOG||Read") else [])
+        self.assertEqual(self.upgrade(run).returncode, DONE)
+
+    def test_wait_back(self):
+        """The module goes down with the device and comes back on the same port."""
+        full = runs.full_run()
+        before = full[:full.index(log("Start to reboot, please wait.")) + 1]
+
+        def vanish(agent):
+            agent.stop()
+        with FakeAgent({"UPGRADEALL": before + [vanish, CLOSE]}) as agent:
+            program = self.start_program(agent.port, "--json", "upgrade", "--all", "--wait-back")
+            wait.until(lambda: "network module restarts" in program.stderr())
+            with FakeAgent(port=agent.port):
+                self.assertEqual(program.popen.wait(20), DONE, program.report())
+        document = json.loads(program.stdout())
+        self.assertEqual(document["agent_version"], "1.15")
+        self.assertIs(document["verdict_seen"], False)
+
+    def test_net_upgrade(self):
+        run = [log("Device connected."), log("Firmware file checksum ok.")] + runs.MODEL
+        run += runs.reads({"MAIN": "1.0.0"}) + [runs.greater("MAIN", "1.1.0", "1.0.0")]
+        run += runs.write("MAIN", 0, 1) + runs.REBOOT + runs.VIRTUAL + [SUCCESS]
+        result = self.with_agent({"UPGRADEORVALE1G||10.0.0.7": run}, "net-upgrade", "10.0.0.7")
+        self.assertEqual(result.returncode, DONE, result.stderr)
+        self.assertIn("MAIN", result.stdout)
+        result = self.with_agent({"UPGRADEORVALE1G||10.0.0.7":
+                                  [log("Firmware file does not exist.")]}, "net-upgrade",
+                                 "10.0.0.7")
+        self.assertEqual(result.returncode, REFUSED)
+        result = self.with_agent({}, "--json", "net-upgrade", "10.0.0.7", timeout="0.3")
+        self.assertEqual(self.document(result)["error"]["cause"], "not-started")
+
+    def test_interrupt(self):
+        pause = Wait()
+        begun = runs.START + runs.MODEL + runs.reads({"MAIN": "1.0.0"})
+        with FakeAgent({"UPGRADEALL": begun + [pause]}) as agent:
+            program = self.start_program(agent.port, "--json", "upgrade", "--all")
+            wait.until(lambda: "MAIN: reading" in program.stderr())
+            program.popen.send_signal(signal.SIGINT)
+            self.assertEqual(program.popen.wait(10), LOST, program.report())
+            pause.go_on.set()
+        self.assertEqual(json.loads(program.stdout())["error"]["cause"], "interrupted")
+        self.assertIn("leave the device on", program.stderr())
+
+
+class TestTraffic(ConsoleTest):
+    """shell and watch."""
+
+    def test_shell_script(self):
+        script = "VERSION\n\nHEARTBEAT\r\nbogus"
+        result = self.with_agent({"bogus": [log("Unknow command.")]}, "shell", stdin=script)
+        self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+        self.assertEqual(result.stdout, "VERSION||1.15\nHEARTBEAT\nUPGRADELOG||Unknow command.\n")
+        self.assertEqual(self.agent.lines, ["VERSION", "HEARTBEAT", "bogus", "HEARTBEAT"])
+
+    def test_shell_json(self):
+        result = self.with_agent({}, "--json", "shell", stdin="VERSION\n")
+        replies = self.document(result)["replies"]
+        self.assertEqual([(reply["kind"], reply["text"]) for reply in replies],
+                         [("version", "1.15")])
+        result = self.with_agent({}, "--json", "shell")
+        self.assertEqual(self.document(result)["replies"], [])
+
+    def test_shell_quit(self):
+        result = self.with_agent({}, "shell", stdin="VERSION\nquit\nHEARTBEAT\n")
+        self.assertEqual(result.stdout, "VERSION||1.15\n")
+
+    def test_watch(self):
+        def run(json_option):
+            answer = [b"HEARTBEAT\r\n", log("one"), progress(12.5), b"two\r\n"]
+            with FakeAgent({"HEARTBEAT": answer}) as agent:
+                program = self.start_program(agent.port, *json_option, "watch")
+                wait.until(lambda: "two" in program.stdout())
+                program.popen.send_signal(signal.SIGINT)
+                self.assertEqual(program.popen.wait(10), DONE)
+            self.assertEqual(program.stderr(), "")
+            return program.stdout()
+        stamp = r"\d\d:\d\d:\d\d\.\d{3} "
+        self.assertRegex(run([]), f"^{stamp}HEARTBEAT\n{stamp}UPGRADELOG\\|\\|one\n"
+                                  f"{stamp}PROGRESSVALUE\\|\\|12.50\n{stamp}two\n$")
+        document = json.loads(run(["--json"]))
+        self.assertEqual(document["result"], "done")
+        self.assertEqual(document["replies"][2]["percent"], 12.5)
+
+    def test_watch_notices_a_dead_agent(self):
+        result = self.with_agent({"HEARTBEAT": []}, "watch", timeout="0.3")
+        self.assertEqual(result.returncode, LOST)
+
+    def test_watch_stays_alive(self):
+        """Heartbeats of its own keep it from taking silence for death; their answers are not
+        shown."""
+        with FakeAgent() as agent:
+            program = self.start_program(agent.port, "--timeout", "0.2", "watch")
+            wait.until(lambda: agent.lines.count("HEARTBEAT") >= 5)
+            self.assertEqual((program.stop(), program.stdout().count("\n")), (DONE, 1))
+
+
+class TestCompletion(ConsoleTest):
+    """The script that bash reads."""
+
+    def complete(self, *words):
+        script = self.run_alone("--completion", "bash").stdout
+        script += f"\nCOMP_WORDS=({' '.join(repr(word) for word in words)})\n"
+        script += f"COMP_CWORD={len(words) - 1}\n_upgrade_console\nprintf '%s\\n' \"${{COMPREPLY[@]}}\"\n"
+        result = subprocess.run(["bash", "--norc", "-u", "-c", script], capture_output=True,
+                                text=True, timeout=10, check=True)
+        self.assertEqual(result.stderr, "")
+        return result.stdout.split()
+
+    def test_completion(self):
+        self.assertEqual(self.complete("upgrade-console", "ver"), ["version"])
+        self.assertEqual(self.complete("upgrade-console", "u"), ["upgrade"])
+        self.assertIn("--json", self.complete("upgrade-console", "--"))
+        self.assertNotIn("--mode", self.complete("upgrade-console", "--"))
+        self.assertEqual(self.complete("upgrade-console", "--json", "upgrade", "--w"),
+                         ["--wait-back"])
+        self.assertEqual(self.complete("upgrade-console", "upgrade", "--mode", ""), ["2", "5"])
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "dump.bin")
+            with open(path, "wb"):
+                pass
+            self.assertEqual(self.complete("upgrade-console", "edid", path[:-4]), [path])
+
+
+if __name__ == "__main__":
+    unittest.main()

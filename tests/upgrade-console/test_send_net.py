@@ -1,0 +1,178 @@
+# SPDX-License-Identifier: Apache-2.0
+"""send-net against a receiver that plays the module's part, written from the protocol alone."""
+
+import hashlib
+import json
+import os
+import tempfile
+import unittest
+
+from fake_agent import BUSY, CLOSE, FakeAgent, log, progress
+from harness import frames, wait
+from program import BUSY_CODE, DONE, FAILED, LOST, REFUSED, ProgramTest
+
+CHECKSUM_ERROR, REFUSAL = 1, 3
+INSTALL = [log("NET package checksum OK."), progress(30), log("NET package upgrade 30%."),
+           progress(70), log("NET package upgrade 70%."), progress(80),
+           log("NET package upgrade 80%."), log("NET firmware checksum success."),
+           log("Create version file success"), b"NETVERSION||1.23\r\n", progress(90),
+           log("NET package upgrade 90%."), log("NET firmware ver1.23 upgrade success.")]
+REBOOT = [b"UpgradeDatas||WriteIsUgradingTrue", log("NET ready to reboot after 2 seconds.")]
+
+
+def image(archive, digest=None):
+    digest = digest or hashlib.md5(archive).hexdigest()
+    return b"1.23\0" + digest.encode() + bytes(25) + archive
+
+
+def answer(word, status=0):
+    """The receiver's answers start with AB."""
+    return b"UpgradeDatas||" + frames.frame(0xAB, 0xFFFF, word.to_bytes(2, "little")
+                                            + bytes([status]))
+
+
+class Module:
+    """Takes fragments as the module does. `faults` maps the number of a fragment, counted from 0,
+    to what happens instead."""
+
+    def __init__(self, faults=None, install=None):
+        self.faults = faults or {}
+        self.install = INSTALL + REBOOT if install is None else install
+        self.count = -1
+        self.archive = None
+        self.numbers = []
+
+    def __call__(self, payload):
+        self.count += 1
+        if self.count in self.faults:
+            return self.faults[self.count]
+        (word, data), = frames.split(payload)
+        if word == frames.ENTER:
+            assert data == b"\x20\x00", data
+            return [answer(word)]
+        assert word == frames.BLOCK and data[:2] == b"\x20\x00", (word, data[:2])
+        number, flags, content = int.from_bytes(data[2:4], "little"), data[4], data[5:]
+        self.numbers.append(number)
+        if number == 0:
+            self.archive = content[62:]
+        elif flags == 0x40:
+            self.archive += content.rstrip(b"\xff")
+            return self.install
+        else:
+            self.archive += content
+        return [answer(word)]
+
+
+class TestSendNet(ProgramTest):
+    """Blocks, their answers, the installation."""
+
+    def send(self, content, module, *arguments, answers=None, **more):
+        with tempfile.NamedTemporaryFile() as file:
+            file.write(content)
+            file.flush()
+            return self.with_agent(answers, *arguments, "send-net", file.name, fragments=module,
+                                   **more)
+
+    def test_images(self):
+        """Every length and every ending arrives whole."""
+        noise = os.urandom(1500).replace(b"\xff", b"\xfe")
+        for archive in (b"a", noise[:193], noise[:194], noise[:195], noise[:449], noise[:450],
+                        noise[:451], noise, noise + b"\xff", b"\xff" * 194, b"\xff" * 700,
+                        noise[:190] + b"RebootDone" + noise[:450] + b"RebootDoneRebootDone"):
+            module = Module()
+            result = self.send(image(archive), module)
+            self.assertEqual((result.returncode, result.stdout), (DONE, """\
+Installed version: 1.23
+The module restarts now; in a minute its agent answers again.
+"""), result.stderr)
+            self.assertEqual(module.archive, archive)
+            self.assertEqual(module.numbers, list(range(len(module.numbers))))
+        self.assertEqual(self.agent.lines[:2], ["UPGRADE||", "HEARTBEAT"])
+
+    def test_plain_progress_and_json(self):
+        result = self.send(image(b"archive" * 100), Module(), "--json")
+        self.assertEqual(json.loads(result.stdout), {
+            "bytes": 762, "command": "send-net", "exit": 0, "net_version": "1.23",
+            "result": "done", "retries": 0})
+        self.assertEqual(result.stderr.splitlines()[:3],
+                         ["module: sending", "module: installing",
+                          "agent: NET package checksum OK."])
+
+    def test_lost_and_damaged_blocks_are_repeated(self):
+        archive = os.urandom(1000) + b"x"
+        damaged = [answer(frames.BLOCK, CHECKSUM_ERROR)]
+        module = Module({0: [], 2: damaged, 3: damaged, 6: []})
+        result = self.send(image(archive), module, "--json", timeout="1")
+        self.assertEqual(result.returncode, DONE, result.stderr)
+        self.assertEqual(json.loads(result.stdout)["retries"], 4)
+        self.assertEqual(module.archive, archive)
+
+    def test_answers_cut_and_merged(self):
+        archive = os.urandom(1000) + b"x"
+        for cut in (1, 15):
+            module = Module()
+            with tempfile.NamedTemporaryFile() as file:
+                file.write(image(archive))
+                file.flush()
+                result = self.with_agent({}, "send-net", file.name, fragments=module, cut=cut)
+            self.assertEqual(result.returncode, DONE, result.stderr)
+            self.assertEqual(module.archive, archive)
+        merged = Module(install=[b"".join(INSTALL + REBOOT)])
+        self.assertEqual(self.send(image(archive), merged).returncode, DONE)
+
+    def failure(self, code, cause, faults=None, install=None, **more):
+        result = self.send(image(os.urandom(1000) + b"x"), Module(faults, install), "--json",
+                           **more)
+        document = json.loads(result.stdout)
+        self.assertEqual((result.returncode, document["exit"]), (code, code), result.stderr)
+        self.assertEqual(document["error"]["cause"], cause)
+        return document
+
+    def test_failures(self):
+        damaged = [answer(frames.BLOCK, CHECKSUM_ERROR)]
+        document = self.failure(FAILED, "block-refused", {2: [answer(frames.BLOCK, REFUSAL)]})
+        self.assertIn("Nothing was installed", document["likely_state"][0])
+        self.failure(FAILED, "block-damaged", {2: damaged, 3: damaged, 4: damaged})
+        self.failure(LOST, "block-unanswered", {2: [], 3: [], 4: []}, timeout="0.6")
+        self.failure(BUSY_CODE, "busy", {0: [answer(frames.ENTER, REFUSAL)]})
+        self.failure(BUSY_CODE, "busy", answers={"UPGRADE||": [BUSY]})
+        self.failure(LOST, "connection-lost", {3: [CLOSE]})
+
+    def test_failures_of_the_installation(self):
+        self.failure(REFUSED, "net-image-damaged", install=[log("NET package checksum error.")])
+        self.failure(FAILED, "block-refused", install=[answer(frames.BLOCK, REFUSAL)])
+        self.failure(LOST, "no-sign-of-life", install=[], timeout="0.4")
+        document = self.failure(LOST, "connection-lost", install=INSTALL[:3] + [CLOSE])
+        self.assertIn("installs it without this connection", document["likely_state"][0])
+        unrecorded = [line for line in INSTALL if b"Create version" not in line]
+        unrecorded.insert(3, log("Failed to create version file"))
+        self.failure(FAILED, "net-version-not-stored", install=unrecorded + REBOOT)
+
+    def test_files_that_are_no_images(self):
+        for content, words in ((b"", "shorter than"), (bytes(62), "shorter than"),
+                               (image(b"x", "0" * 32), "not that of its archive"),
+                               (image(b"abc", hashlib.md5(b"abc").hexdigest().upper()),
+                                "upper case")):
+            module = Module()
+            result = self.send(content, module)
+            self.assertEqual(result.returncode, REFUSED)
+            self.assertIn(words, result.stderr)
+            self.assertEqual((module.count, self.agent.lines), (-1, []))
+
+    def test_wait_back(self):
+        """The connection ends with the module; its agent answers on the same port later."""
+        with tempfile.NamedTemporaryFile() as file:
+            file.write(image(b"archive" * 100))
+            file.flush()
+            going_down = INSTALL + REBOOT + [lambda agent: agent.stop(), CLOSE]
+            with FakeAgent(fragments=Module(install=going_down)) as agent:
+                program = self.start_program(agent.port, "--json", "send-net", file.name,
+                                             "--wait-back")
+                wait.until(lambda: "module: restarting" in program.stderr())
+                with FakeAgent({"VERSION": [b"VERSION||1.16\r\n"]}, port=agent.port):
+                    self.assertEqual(program.popen.wait(20), DONE, program.report())
+        self.assertEqual(json.loads(program.stdout())["agent_version"], "1.16")
+
+
+if __name__ == "__main__":
+    unittest.main()
