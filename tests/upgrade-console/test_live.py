@@ -156,7 +156,7 @@ class TestShell(ProgramTest):
                                          env={**os.environ, "TERM": "xterm"},
                                          stdout=screen.slave)
             wait.until(lambda: "> " in screen.raw)
-            os.write(screen.master, b"VERSIOM\x7fN\r")
+            os.write(screen.master, b"VERSIOX\x7fN\r")
             wait.until(lambda: "VERSION||1.15" in screen.raw)
             os.write(screen.master, b"\x1b[A\r")  # once more, from the history
             wait.until(lambda: agent.lines.count("VERSION") == 2)

@@ -96,7 +96,7 @@ const Rows readRows = {
 
 const Rows decisionRows = {
     {"Firmware version V%1.%2.%3 greater than the '%4' version V%5.%6.%7, will upgrade.", Event::WillUpgrade, Cause::None},
-    {"Firmware version V%1.%2.%3 equal to the '%4' version V%5.%6.%7, will not upgrade.", Event::UpToDate, Cause::None},
+    {"Firmware version V%1.%2.%3 equal to the '%4' version V%5.%6.%7, will not upgrade.", Event::SameVersion, Cause::None},
     {"Firmware version V%1.%2.%3 less than the '%4' version V%5.%6.%7, will not upgrade.", Event::PackageOlder, Cause::None},
     {text::badListItem,                          Event::McuProblem,   Cause::RowsRefused},
     {text::shortListItem,                        Event::McuProblem,   Cause::RowsRefused},

@@ -36,7 +36,7 @@ enum class LineEvent {
 
     /** values: three numbers of the package, the name, three numbers of the MCU. */
     WillUpgrade,
-    UpToDate,
+    SameVersion,
     PackageOlder,
     /** value 0: the name. */
     NoFirmware,

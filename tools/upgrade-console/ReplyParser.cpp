@@ -241,9 +241,10 @@ void ReplyParser::handleKnown(AgentReply::Kind kind, const QByteArray &text)
     }
     AgentReply reply;
     bool isNumber = false;
-    reply.percent = text.toDouble(&isNumber);
-    const bool isUsable = isNumber && std::isfinite(reply.percent);
+    const double percent = text.toDouble(&isNumber);
+    const bool isUsable = isNumber && std::isfinite(percent);
     reply.kind = isUsable ? kind : Kind::Unknown;
+    reply.percent = isUsable ? percent : 0.0;
     reply.text = QString::fromLatin1(text);
     m_replies.append(reply);
 }

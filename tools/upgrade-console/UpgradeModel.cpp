@@ -104,7 +104,7 @@ UpgradeModel::Handler UpgradeModel::handlerOf(LineEvent event)
         {LineEvent::WriteFailed, &UpgradeModel::onWriteFailed},
         {LineEvent::Written, &UpgradeModel::onWritten},
         {LineEvent::WillUpgrade, &UpgradeModel::onDecision},
-        {LineEvent::UpToDate, &UpgradeModel::onDecision},
+        {LineEvent::SameVersion, &UpgradeModel::onDecision},
         {LineEvent::PackageOlder, &UpgradeModel::onDecision},
         {LineEvent::NoFirmware, &UpgradeModel::onNoFirmware},
         {LineEvent::Erasing, &UpgradeModel::onErasing},
@@ -321,7 +321,7 @@ void UpgradeModel::onDecision(const LineMeaning &meaning, ms now)
         return;
     mcu.cause = Cause::None;
     finish(mcu,
-           meaning.event == LineEvent::UpToDate ? McuResult::UpToDate : McuResult::PackageOlder,
+           meaning.event == LineEvent::SameVersion ? McuResult::Current : McuResult::PackageOlder,
            now);
 }
 

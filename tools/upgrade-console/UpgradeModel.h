@@ -27,7 +27,7 @@ enum class McuResult {
     /** Not decided yet. */
     Open,
     Updated,
-    UpToDate,
+    Current,
     /** It runs a newer version than the package has. */
     PackageOlder,
     /** No image of the package is meant for it. */

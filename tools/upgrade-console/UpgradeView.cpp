@@ -27,7 +27,7 @@ Colour colourOf(const McuState &mcu)
         return Colour::Green;
     case McuResult::Failed:
         return Colour::Red;
-    case McuResult::UpToDate:
+    case McuResult::Current:
     case McuResult::PackageOlder:
     case McuResult::NothingFits:
     case McuResult::NotReached:

@@ -1,0 +1,337 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/UpgradeOutcome.h"
+#include "upgrade-console/UpgradeRows.h"
+#include "upgrade-console/UpgradeView.h"
+
+#include <QTest>
+
+namespace {
+
+using namespace std::chrono_literals;
+using Kind = AgentReply::Kind;
+using ms = std::chrono::milliseconds;
+
+/** A model that is told lines, a second apart. */
+struct Run
+{
+    UpgradeModel model;
+    ms now{0};
+
+    explicit Run(const QStringList &names)
+    {
+        QVector<WantedMcu> mcus;
+        for (const QString &name : names)
+            mcus.append({name.section(':', 0, 0), name.section(':', 1).toInt(), {}});
+        model = UpgradeModel(mcus);
+    }
+
+    Run &say(const QStringList &lines)
+    {
+        for (const QString &line : lines)
+            take(Kind::Log, line);
+        return *this;
+    }
+
+    Run &progress(double percent)
+    {
+        AgentReply reply;
+        reply.kind = Kind::Progress;
+        reply.percent = percent;
+        model.take(reply, now += 1s);
+        return *this;
+    }
+
+    Run &write(const QString &name)
+    {
+        return say({"Send 'Enter F/W Upgrade Mode' command to '" + name + "'.",
+                    "'" + name + "' Enter 'F/W Update Mode' success.", "Erasing...",
+                    "Erase success.", "Writing...", "Write firmware '" + name + "' success."});
+    }
+
+    Run &end(bool success) { return take(success ? Kind::UpgradeSuccess : Kind::UpgradeFail, {}); }
+
+    QStringList results() const
+    {
+        QStringList names;
+        for (const McuState &mcu : model.mcus())
+            names += resultName(mcu.result);
+        return names;
+    }
+
+    QString cause() const { return QString::fromLatin1(causeRow(outcomeOf(model).cause).id); }
+    int exitCode() const { return int(outcomeOf(model).exit); }
+
+private:
+    Run &take(Kind kind, const QString &text)
+    {
+        AgentReply reply;
+        reply.kind = kind;
+        reply.text = text;
+        model.take(reply, now += 1s);
+        return *this;
+    }
+};
+
+constexpr int done = 0;
+constexpr int failed = 1;
+constexpr int nothing = 3;
+
+QString equalLine(const QString &name)
+{
+    return "Firmware version V1.0.0 equal to the '" + name + "' version V1.0.0, will not upgrade.";
+}
+
+} // namespace
+
+class TestModel : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void overallPercentNeverGoesDown()
+    {
+        Run run({"A", "B"});
+        double last = 0.0;
+        for (const double percent : {0.0, 10.0, 5.0, 60.0, 0.0, 99.0, 250.0, -1.0}) {
+            run.progress(percent);
+            QVERIFY(run.model.percent() >= last && run.model.percent() <= 100.0);
+            last = run.model.percent();
+        }
+        QCOMPARE(run.end(true).model.percent(), 100.0);
+    }
+
+    void percentOfOneMcu()
+    {
+        Run run({"A", "B", "C", "D"});
+        run.say({equalLine("A"), equalLine("B"), "Send 'Enter F/W Upgrade Mode' command to 'C'.",
+                 "'C' Enter 'F/W Update Mode' success."});
+        run.progress(50).progress(62.5);
+        QCOMPARE(run.model.mcus().at(2).percent, 50.0);
+        QCOMPARE(run.model.mcus().at(2).blocks, 1);
+    }
+
+    void rateAndTimeLeft()
+    {
+        Run run({"A"});
+        run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'.",
+                 "'A' Enter 'F/W Update Mode' success.", "Erasing...", "Writing..."});
+        const ms start = run.now;
+        for (int i = 1; i <= 4; ++i)
+            run.progress(i * 10.0);
+        const McuState &mcu = run.model.mcus().first();
+        QCOMPARE(mcu.rate(start + 4s), 256.0);
+        QCOMPARE(mcu.timeLeft(start + 4s).count(), 6LL);
+        QCOMPARE(mcu.rate(start), 0.0);
+    }
+
+    void secondsRunFromTheFirstRequestToTheEnd()
+    {
+        Run run({"A", "B"});
+        run.write("A").say({equalLine("B")}).end(true);
+        QCOMPARE(run.model.mcus().at(0).seconds(run.now), 5.0);
+        QVERIFY(run.model.mcus().at(1).seconds(run.now) < 0);
+    }
+
+    void twoRowsOfOneName()
+    {
+        Run run({"X", "X"});
+        run.write("X");
+        QCOMPARE(run.results(), QStringList({"updated", "open"}));
+        run.write("X").end(true);
+        QCOMPARE(run.results(), QStringList({"updated", "updated"}));
+    }
+
+    void mainMcuFirst()
+    {
+        Run run({"MAIN", "AUX"});
+        run.say({"Read bootcode information of 'MAIN'.", "MAIN MCU running in Bootcode.",
+                 "'MAIN' product information flag is valid, start to upgrade main mcu first."});
+        run.write("MAIN").say({"The Main MCU is restarting, please wait."});
+        QVERIFY(run.model.mcus().at(0).phase == McuPhase::Restarting);
+        run.say({"Upgrade Main MCU success.", "Read bootcode information of 'AUX'."});
+        QVERIFY(run.model.mcus().at(0).phase == McuPhase::Finished);
+        run.write("AUX").end(true);
+        QCOMPARE(run.results(), QStringList({"updated", "updated"}));
+        QCOMPARE(run.exitCode(), done);
+    }
+
+    void mainMcuDoesNotComeBack()
+    {
+        Run run({"MAIN", "AUX"});
+        run.write("MAIN").say(
+            {"The Main MCU is restarting, please wait.", "Read product ID.", "Main MCU run fail."});
+        run.end(false);
+        QCOMPARE(run.results(), QStringList({"failed", "not reached"}));
+        QCOMPARE(run.cause(), QString("main-mcu-lost"));
+    }
+
+    void silentMcu()
+    {
+        Run run({"A", "B"});
+        run.say({"Read the bootcode information of 'A' fail, retry 1.",
+                 "Read the bootcode information of 'A' fail, retry 2.",
+                 "Read the bootcode information of 'A' fail, check the next mcu."});
+        run.write("B").end(true);
+        QCOMPARE(run.results(), QStringList({"failed", "updated"}));
+        QCOMPARE(run.model.mcus().at(0).retries, 2);
+        QCOMPARE(run.cause(), QString("mcu-silent"));
+        QCOMPARE(run.exitCode(), failed);
+    }
+
+    /** What could not be read does not matter once the image is written. */
+    void unreadVersion()
+    {
+        Run run({"A"});
+        run.say({"Read the version information of 'A' fail, check the next mcu."});
+        run.write("A").end(true);
+        QCOMPARE(run.exitCode(), done);
+    }
+
+    void imageRetries()
+    {
+        Run run({"A"});
+        const QStringList attempt = {"Send 'Enter F/W Upgrade Mode' command to 'A'.",
+                                     "'A' Enter F/W Update Mode fail, retry 1."};
+        run.say(attempt + attempt +
+                QStringList{"'A' Enter F/W Update Mode fail.", "'A' F/W Update fail."});
+        run.end(true);
+        QCOMPARE(run.model.mcus().first().retries, 2);
+        QCOMPARE(run.cause(), QString("update-mode-refused"));
+    }
+
+    void nothingFits()
+    {
+        Run run({"A", "B"});
+        run.say({"Send 'Read FW version' command to 'A'.", equalLine("B")}).end(true);
+        QCOMPARE(run.results(), QStringList({"no fit", "up to date"}));
+        QCOMPARE(run.exitCode(), nothing);
+    }
+
+    void packageWithoutARecord()
+    {
+        Run run({"A"});
+        run.say({"No suitable firmware for 'A' mcu in the firmware package."}).end(true);
+        QCOMPARE(run.cause(), QString("image-missing"));
+        QCOMPARE(run.exitCode(), failed);
+    }
+
+    void virtualVersionNotStored()
+    {
+        Run run({"A"});
+        run.write("A").say({"Set virtual version fail.",
+                            "All firmware upgrade done, but set virtual version fail."});
+        run.end(true);
+        QCOMPARE(run.results(), QStringList("updated"));
+        QCOMPARE(run.exitCode(), failed);
+        QCOMPARE(run.cause(), QString("virtual-version-not-set"));
+    }
+
+    void networkModule()
+    {
+        Run run({"MAIN", "AUX", "NET:32"});
+        run.write("MAIN").say({"Start to upgrade NET firmware."});
+        QVERIFY(run.model.phase() == RunPhase::Installing);
+        run.progress(70).say(
+            {"NET firmware checksum success.", "NET firmware ver1.23 upgrade success."});
+        run.end(true);
+        QCOMPARE(run.results(), QStringList({"updated", "no fit", "updated"}));
+        QCOMPARE(run.model.netVersion(), QString("1.23"));
+
+        Run bad({"NET:32"});
+        bad.say(
+            {"Start to upgrade NET firmware.", "NET firmware checksum fail, upgrade net fail."});
+        QCOMPARE(bad.end(true).cause(), QString("net-image-damaged"));
+        QCOMPARE(bad.exitCode(), failed);
+    }
+
+    void brokenOffInTheMiddle()
+    {
+        Run run({"A", "B"});
+        run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'.",
+                 "'A' Enter 'F/W Update Mode' success."});
+        run.end(false);
+        QCOMPARE(run.results(), QStringList({"failed", "not reached"}));
+        QCOMPARE(run.cause(), QString("unexplained"));
+    }
+
+    void namesNobodyAskedFor()
+    {
+        Run run({"A"});
+        for (int i = 0; i < 10000; ++i)
+            run.say({QStringLiteral("Write firmware 'X%1' success.").arg(i)});
+        QVERIFY(run.model.mcus().size() <= 4096);
+        Run empty({});
+        empty.progress(50).say({"Writing...", "Erasing...", "F/W update timeout, retry 1.",
+                                "Upgrade Main MCU success.", "Main MCU run fail.",
+                                "Start to upgrade NET firmware.", "NET package checksum error."});
+        QCOMPARE(empty.end(false).exitCode(), failed);
+    }
+
+    void linesAfterTheEndChangeNothing()
+    {
+        Run run({"A"});
+        run.write("A").end(true).say({"Main MCU run fail."}).end(false);
+        QCOMPARE(run.exitCode(), done);
+    }
+
+    /** Whatever the phase, there is something to say. */
+    void likelyStates()
+    {
+        Run run({"A"});
+        QVERIFY(likelyState(run.model).first().startsWith("Nothing was written"));
+        run.say({"Read bootcode information of 'A'."});
+        QVERIFY(likelyState(run.model).first().startsWith("Nothing was written so far"));
+        run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'."});
+        QVERIFY(likelyState(run.model).first().startsWith("'A' was being written"));
+        run.write("A").say({"Send reboot command."});
+        QVERIFY(likelyState(run.model).first().startsWith("All images are written"));
+        run.say({"Start to upgrade NET firmware."});
+        QVERIFY(likelyState(run.model).first().startsWith("The network module was installing"));
+        run.end(true);
+        QVERIFY(likelyState(run.model).first().startsWith("The upgrade had ended"));
+    }
+
+    void rows()
+    {
+        const QStringList list = {"MAIN,0,1,4,1,65,1,1,0", "A 1,2,3,4,1,65,2,0,0",
+                                  "A 1,2,3,5,1,65,3,0,0"};
+        QCOMPARE(allRows(list).mcus.size(), 3);
+        QCOMPARE(allRows(list).mcus.at(1).newVersion, QString("2.0.0"));
+
+        const UpgradeRows named = chosenRows({"A 1", "MAIN,0,0"}, list);
+        QCOMPARE(named.rows, QStringList({"A 1,2,3", "A 1,2,3", "MAIN,0,0"}));
+        QCOMPARE(named.mcus.at(0).name, QString("A1")); // as the agent sees it
+        QCOMPARE(named.mcus.at(2).newVersion, QString("1.1.0"));
+        QVERIFY(!chosenRows({"B"}, list).error.isEmpty());
+        // Two images of the type, none of the name: only the MCU can tell which one it takes.
+        QCOMPARE(chosenRows({"B,2,0"}, list).mcus.first().newVersion, QString());
+    }
+
+    void textsForTheTerminal()
+    {
+        QCOMPARE(printable(QString::fromLatin1("a\x1b[2J\x9b-b\n")), QString("a?[2J?-b?"));
+        QCOMPARE(Style{true}.in(Colour::Red, "x"), QString("\x1b[31mx\x1b[0m"));
+        QCOMPARE(Style{false}.in(Colour::Red, "x"), QString("x"));
+    }
+
+    /** However narrow or low the terminal, no line is wider and no picture higher. */
+    void picturesFit()
+    {
+        Run run({"A", "B", "a name that is much longer than any column", "D", "E"});
+        run.write("A").say({"Send 'Enter F/W Upgrade Mode' command to 'B'.", "Writing..."});
+        run.progress(40).progress(50);
+        for (int columns = 1; columns < 130; columns += 3) {
+            for (int lines = 1; lines < 10; ++lines) {
+                const QStringList picture =
+                    liveLines(run.model, run.now, {true, columns, lines, {}});
+                QVERIFY(picture.size() <= std::max(2, lines - 1));
+                for (const QString &line : picture)
+                    QVERIFY(line.size() <= std::max(1, columns - 1));
+            }
+        }
+    }
+};
+
+QTEST_APPLESS_MAIN(TestModel)
+
+#include "tst_model.moc"

@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "protocol/McuFrame.h"
+#include "upgrade-console/ReplyParser.h"
+
+#include <QStringList>
+#include <QTest>
+
+namespace {
+
+using Kind = AgentReply::Kind;
+
+/** One line for each reply. */
+QString told(const AgentReply &reply)
+{
+    QString text = replyKindName(reply.kind) + ' ' + reply.text;
+    if (reply.kind == Kind::Progress)
+        text += QStringLiteral(" = %1").arg(reply.percent);
+    if (reply.kind == Kind::ModuleStatus)
+        text += QStringLiteral("%1 %2").arg(reply.word, 0, 16).arg(reply.status);
+    return text.trimmed();
+}
+
+QStringList told(const QVector<AgentReply> &replies)
+{
+    QStringList lines;
+    for (const AgentReply &reply : replies)
+        lines += told(reply);
+    return lines;
+}
+
+QStringList parsed(const QByteArray &bytes, int maxLine = ReplyParser::defaultMaxLine)
+{
+    ReplyParser parser(maxLine);
+    return told(parser.feed(bytes));
+}
+
+const QByteArray enterAccepted = QByteArray::fromHex("ab5ba508000000ffff007900d6");
+const QByteArray blockRefused = QByteArray::fromHex("ab5ba508000000ffff017903d2");
+
+const QByteArray conversation =
+    "HEARTBEAT\r\n"
+    "VERSION||1.15\r\n"
+    "FIRMWARELIST||{\"model\": \"a}\\\"{\",\r\n\r\n \"chips\": [{}]}\r\n"
+    "UPGRADELOG||Erase success.\r\nWriting...\r\n"
+    "UPGRADELOG||a||b\r\n"
+    "PROGRESSVALUE||37.50\r\n"
+    "UpgradeDatas||" +
+    enterAccepted + "UpgradeDatas||" + blockRefused +
+    "NETVERSION||1.23\r\n"
+    "UpgradeDatas||WriteIsUgradingTrueUPGRADELOG||Upgrade\xE4\r\n"
+    "UpgradeDatas||WriteIsUgradingFalse"
+    "PARSEEDIDRESULT||DEL,,HDMI,\r\n"
+    "PARSEEDID||ERROR:PARSEEDID parameter command.\r\n"
+    "Connect success.\r\n"
+    "bogus\r\n"
+    "\r\nDISCONNECTCOM\r\n\r\nUPGRADESUCCESS\r\n\r\nDISCONNECTCOM\r\n\r\nUPGRADEFAIL\r\n";
+
+const QStringList conversationTold = {
+    "heartbeat",
+    "version 1.15",
+    "firmware-list {\"model\": \"a}\\\"{\",\n\n \"chips\": [{}]}",
+    "log Erase success.",
+    "log Writing...",
+    "log a||b",
+    "progress 37.50 = 37.5",
+    "module 7900 0",
+    "module 7901 3",
+    "net-version 1.23",
+    "module-text WriteIsUgradingTrue",
+    QString::fromLatin1("log Upgrade\xE4"),
+    "module-text WriteIsUgradingFalse",
+    "edid DEL,,HDMI,",
+    "edid-error ERROR:PARSEEDID parameter command.",
+    "connected",
+    "unknown bogus",
+    "disconnected",
+    "success",
+    "disconnected",
+    "fail",
+};
+
+} // namespace
+
+class TestParser : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void everyKindOfReply() { QCOMPARE(parsed(conversation), conversationTold); }
+
+    void cutAnywhere()
+    {
+        for (int cut = 0; cut <= conversation.size(); ++cut) {
+            ReplyParser parser;
+            QStringList lines = told(parser.feed(conversation.left(cut)));
+            lines += told(parser.feed(conversation.mid(cut)));
+            QCOMPARE(lines, conversationTold);
+            QCOMPARE(parser.pending(), 0);
+        }
+    }
+
+    void byteByByte()
+    {
+        ReplyParser parser;
+        QStringList lines;
+        for (const char byte : conversation)
+            lines += told(parser.feed(QByteArray(1, byte)));
+        QCOMPARE(lines, conversationTold);
+    }
+
+    void bareLineFeeds()
+    {
+        QCOMPARE(parsed("HEARTBEAT\nVERSION||1\n"), QStringList({"heartbeat", "version 1"}));
+    }
+
+    void wordsInTheMiddleAreNoKeys()
+    {
+        QCOMPARE(
+            parsed("xHEARTBEAT\r\nHEARTBEATx\r\n UPGRADESUCCESS\r\n"),
+            QStringList({"unknown xHEARTBEAT", "unknown HEARTBEATx", "unknown  UPGRADESUCCESS"}));
+    }
+
+    void progressThatIsNoNumber_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        for (const char *text : {"", "x", "nan", "inf", "-inf", "1e999", "1,5"})
+            QTest::newRow(text) << QByteArray(text);
+    }
+
+    void progressThatIsNoNumber()
+    {
+        QFETCH(QByteArray, text);
+        ReplyParser parser;
+        const auto replies = parser.feed("PROGRESSVALUE||" + text + "\r\n");
+        QCOMPARE(replies.size(), 1);
+        QCOMPARE(int(replies.first().kind), int(Kind::Unknown));
+    }
+
+    void listingThatNeverCloses()
+    {
+        QCOMPARE(parsed("FIRMWARELIST||{\r\nrest\r\nHEARTBEAT\r\nmore\r\n"),
+                 QStringList({"firmware-list {\nrest", "heartbeat", "unknown more"}));
+        QCOMPARE(parsed("FIRMWARELIST||\r\nFIRMWARELIST||ERROR:x\r\n"),
+                 QStringList({"firmware-list", "firmware-list ERROR:x"}));
+        const QByteArray lines = QByteArray("x\r\n").repeated(100);
+        const QStringList replies = parsed("FIRMWARELIST||{\r\n" + lines, 50);
+        QCOMPARE(replies.first(), QString("overlong"));
+    }
+
+    void damagedAnswers()
+    {
+        QByteArray wrongSum = enterAccepted;
+        wrongSum[11] = 1;
+        const QByteArray behind = "HEARTBEAT\r\n";
+        QCOMPARE(parsed("UpgradeDatas||" + wrongSum + behind),
+                 QStringList({"unknown " + wrongSum.toHex(' '), "heartbeat"}));
+        const QByteArray longLength = QByteArray::fromHex("ab5ba5ffff");
+        QCOMPARE(parsed("UpgradeDatas||" + longLength + behind),
+                 QStringList({"unknown ab 5b a5 ff ff", "heartbeat"}));
+        const QByteArray shortLength = QByteArray::fromHex("ab5ba50400");
+        QCOMPARE(parsed("UpgradeDatas||" + shortLength + behind),
+                 QStringList({"unknown ab 5b a5 04 00", "heartbeat"}));
+        const QByteArray ordinary = mcu::buildFrame(0xAB, {}, 0x7901, "xyz");
+        QCOMPARE(parsed("UpgradeDatas||" + ordinary + behind),
+                 QStringList({"unknown " + ordinary.toHex(' '), "heartbeat"}));
+        QCOMPARE(parsed("UpgradeDatas||bogus\r\n" + behind),
+                 QStringList({"unknown bogus", "heartbeat"}));
+    }
+
+    void answerWithLineEndsInside()
+    {
+        const QByteArray frame = mcu::buildStatusFrame(0xAB, {}, 0x0A0D, 0x0A);
+        QCOMPARE(parsed("UpgradeDatas||" + frame + "HEARTBEAT\r\n"),
+                 QStringList({"module a0d 10", "heartbeat"}));
+    }
+
+    void lineTooLong()
+    {
+        constexpr int limit = 1000;
+        ReplyParser parser(limit);
+        QStringList lines;
+        for (int i = 0; i < 1000; ++i) {
+            lines += told(parser.feed(QByteArray(777, 'x')));
+            QVERIFY(parser.pending() <= limit);
+        }
+        lines += told(parser.feed("\r\nHEARTBEAT\r\n"));
+        QCOMPARE(lines, QStringList({"overlong", "heartbeat"}));
+        const QByteArray inOnePiece = QByteArray(limit + 1, 'x') + "\r\nHEARTBEAT\r\n";
+        QCOMPARE(parsed(inOnePiece, limit), QStringList({"overlong", "heartbeat"}));
+    }
+
+    /** A flood costs time in proportion to its size only; a watchdog ends this test otherwise. */
+    void flood()
+    {
+        const QByteArray lines = QByteArray("UPGRADELOG||x\r\n").repeated(200000);
+        QCOMPARE(parsed(lines).size(), 200000);
+        ReplyParser parser;
+        int count = 0;
+        for (int i = 0; i < 1024; ++i)
+            count += parser.feed(QByteArray(4096, '\0')).size();
+        QCOMPARE(count, 0);
+        QCOMPARE(parser.pending(), 1024 * 4096);
+    }
+};
+
+QTEST_APPLESS_MAIN(TestParser)
+
+#include "tst_parser.moc"
