@@ -51,12 +51,25 @@ qint64 FakeCOMQ::writeBytes(const char *bytes, qint64 length)
     return length;
 }
 
-/** Posted events go before timers, so an answer that is due is never overtaken by a time-out,
- *  however long the machine was busy elsewhere. */
 void FakeCOMQ::post(const QByteArray &bytes)
 {
+    m_due.append(bytes);
     QMetaObject::invokeMethod(
-        this, [this, bytes] { deliver(bytes); }, Qt::QueuedConnection);
+        this, [this] { deliverNext(); }, Qt::QueuedConnection);
+}
+
+void FakeCOMQ::deliverNext()
+{
+    if (!m_due.isEmpty())
+        deliver(m_due.takeFirst());
+}
+
+bool FakeCOMQ::deliverDue()
+{
+    const bool any = !m_due.isEmpty();
+    while (!m_due.isEmpty())
+        deliverNext();
+    return any;
 }
 
 QByteArray FakeCOMQ::deviceAnswer(const QByteArray &frame)
@@ -89,6 +102,9 @@ EngineHarness::EngineHarness(const DeviceDescription &description,
     LinkFactory links;
     links.serial = [this](QObject *parent) { return link = new FakeCOMQ(device, parent); };
     engine = std::make_unique<ControlCenter>(m_platform, links);
+    const auto timers = engine->findChildren<QTimer *>();
+    for (QTimer *timer : timers)
+        timer->installEventFilter(this);
     connect(engine.get(), &ControlCenter::message, this,
             [this](const QStringList &list) { lines.append(list.join(QLatin1Char('|'))); });
     connect(engine.get(), &ControlCenter::progressValueChanged, this,
@@ -121,10 +137,10 @@ Platform EngineHarness::scaledPlatform(const QString &dir)
     platform.paths.netArchive = dir + QStringLiteral("/sysupdate.tar.bz2");
     platform.paths.netVersion = dir + QStringLiteral("/version");
     platform.ports.serial = QStringLiteral("no-such-port");
-    platform.timeOuts.otherCommand = 5ms;
-    platform.timeOuts.uploadCommand = 8ms;
-    platform.timeOuts.block = 5ms;
-    platform.timeOuts.lastBlock = 8ms;
+    platform.timeOuts.otherCommand = 2ms;
+    platform.timeOuts.uploadCommand = 3ms;
+    platform.timeOuts.block = 2ms;
+    platform.timeOuts.lastBlock = 3ms;
     platform.timeOuts.runGuard = 100ms;
     platform.pauses = {0ms, 0ms, 0ms, 0ms};
     platform.shell.run = [](const QString &) {};
@@ -160,6 +176,13 @@ bool EngineHarness::run(const QStringList &rows, int mode)
 bool EngineHarness::waitForEnd(int milliseconds)
 {
     return waitFor([this] { return !engine->runActive() && engine->timersIdle(); }, milliseconds);
+}
+
+bool EngineHarness::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Timer && link->deliverDue())
+        return true; // a timer that still runs fires again
+    return QObject::eventFilter(watched, event);
 }
 
 void EngineHarness::clear()

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+/** The chains of commands that the engine can be asked for. */
+enum class Chain { Upgrade, Read, Write };
+
+/** What goes wrong with one command and its reply. */
+enum class Trouble {
+    None,
+    /** The device does not hear the command. */
+    Silent,
+    /** The device obeys, and its reply is lost. */
+    LostReply,
+    /** An extended status frame with a status other than 0. */
+    Refused,
+    /** An ordinary reply without any data. */
+    Short,
+    BadChecksum,
+    WrongWord,
+    WrongAddress,
+    /** The reply breaks off in its middle. */
+    Half,
+    /** The reply comes behind the retry, before that one's own. */
+    Late,
+    /** The same, both in one chunk. */
+    LateMerged,
+    Duplicate,
+    /** The same, in two chunks. */
+    DuplicateApart,
+    SingleBytes,
+    Noise,
+    Echo,
+    /** The link is gone from this command on. */
+    Unplugged,
+    /** The device restarts instead of hearing the command. */
+    PowerCut,
+};
+
+/** One command of a chain, at one row of it. */
+struct Command
+{
+    /** The word in hexadecimal; a block has its number behind it, as in "7901:2", and the two
+     *  polls have "main" and "system". */
+    QString word;
+    /** -1 for what the device does as a whole. */
+    int row = -1;
+};
+
+/** One case of the failure matrix. */
+struct Disturbance
+{
+    Chain chain = Chain::Upgrade;
+    Command command;
+    Trouble trouble = Trouble::None;
+    /** How many times in a row the command is met. */
+    int times = 1;
+
+    QString name() const;
+};
+
+/** One row of the matrix's chains. */
+struct MatrixRow
+{
+    const char *name;
+    int chipType;
+    int chipIndex;
+    int mcuType;
+    /** Of what runs in the chip; the package has a newer one. */
+    int version[3];
+};
+
+namespace matrix {
+
+constexpr int rowCount = 3;
+/** The main MCU, another, and the last row. */
+extern const MatrixRow rows[rowCount];
+constexpr int blocksPerImage = 3;
+constexpr int imageSize = 700;
+
+/** Every case of one chain. */
+QList<Disturbance> casesOf(Chain chain);
+
+} // namespace matrix

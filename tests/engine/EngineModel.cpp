@@ -1,0 +1,450 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/EngineModel.h"
+
+namespace {
+
+constexpr int tries = 3;
+
+QString number(int value)
+{
+    return QString::number(value);
+}
+
+} // namespace
+
+EngineModel::EngineModel(const Disturbance &disturbance)
+    : m_disturbance(disturbance), m_line(disturbance)
+{
+    for (int row = 0; row < matrix::rowCount; ++row) {
+        const MatrixRow &chip = matrix::rows[row];
+        m_rows[row] = QStringLiteral("%1,%2,%3,,,,,,,,,0,0")
+                          .arg(name(row))
+                          .arg(chip.chipType)
+                          .arg(chip.chipIndex)
+                          .split(QLatin1Char(','));
+    }
+    switch (disturbance.chain) {
+    case Chain::Upgrade:
+        upgrade();
+        break;
+    case Chain::Read:
+        read();
+        break;
+    case Chain::Write:
+        write();
+        break;
+    }
+}
+
+QString EngineModel::results() const
+{
+    QString all;
+    for (const QStringList &row : m_rows)
+        all += row.at(12);
+    return all;
+}
+
+/** A read has its names from the main MCU, which knows one for each kind of chip. */
+QString EngineModel::name(int row) const
+{
+    const bool isRead = m_disturbance.chain == Chain::Read;
+    return QString::fromLatin1(matrix::rows[isRead && row > 1 ? 1 : row].name);
+}
+
+void EngineModel::say(const QString &line)
+{
+    lines.append(m_reading ? QLatin1String("READPI|") + line : line);
+}
+
+/** What a reply is worth to the command that it answers. */
+EngineModel::Verdict EngineModel::judge(const QString &word, const ModelReply &reply)
+{
+    const bool refused = reply.worth == ModelReply::Worth::Refused;
+    const bool isShort = reply.worth == ModelReply::Worth::Short;
+    if (word == QLatin1String("7902")) // any sign of life is a yes
+        return Verdict::Answer;
+    if (word.startsWith(QLatin1String("F802")) || word == QLatin1String("7900")) // needs no data
+        return refused ? Verdict::Refusal : Verdict::Answer;
+    if (word == QLatin1String("7905")) // only the extended form counts, whatever its status
+        return isShort ? Verdict::Short : Verdict::Answer;
+    if (word.startsWith(QLatin1String("7901")) && isShort) // has no status: not seen as a reply
+        return Verdict::Silence;
+    if (word == QLatin1String("F903") && isShort) // a name of no characters
+        return Verdict::Answer;
+    return refused ? Verdict::Refusal : isShort ? Verdict::Short : Verdict::Answer;
+}
+
+void EngineModel::sendOrTell(const QString &word, int row)
+{
+    if (m_line.send(word, row))
+        return;
+    lines.append(QStringLiteral("Disconnect"));
+    lines.append(QStringLiteral("ttyS2 port is disconnected."));
+}
+
+EngineModel::Verdict EngineModel::exchange(const QString &word, int row)
+{
+    sendOrTell(word, row);
+    const auto reply = m_line.receive(word);
+    if (!reply)
+        return Verdict::Silence;
+    m_reply = *reply;
+    return judge(word, m_reply);
+}
+
+void EngineModel::fail(const QString &status, int row)
+{
+    say(QStringLiteral("APPSTATUS|") + status);
+    if (row >= m_rowCount)
+        return;
+    for (QStringList &fields : m_rows)
+        fields[12] = QStringLiteral("2");
+    say(QStringLiteral("UPGRADERESULT|%1|2").arg(m_rows[row].join(',')));
+}
+
+void EngineModel::upgrade()
+{
+    lines = QStringList{"ConnectSuccess|ttyS2", "Firmware file checksum ok.", "Read model name."};
+    if (!readModelName() || !readAllRows())
+        return;
+    readVersions();
+    if (!sendImages() || !reboot())
+        return;
+    if (!awaitProductId(QStringLiteral("F802 system"), QStringLiteral("Systerm run fail."))) {
+        fail(QStringLiteral("5"), m_rowCount);
+        return;
+    }
+    setVirtualVersion();
+}
+
+bool EngineModel::readModelName()
+{
+    Verdict verdict = Verdict::Silence;
+    for (int attempt = 1; attempt <= tries; ++attempt) {
+        verdict = exchange(QStringLiteral("F903"));
+        if (verdict == Verdict::Answer)
+            break;
+        if (attempt < tries)
+            say(QStringLiteral("Read model name fail, retry %1.").arg(attempt));
+    }
+    if (verdict == Verdict::Answer && m_reply.worth == ModelReply::Worth::Good) {
+        say(QStringLiteral("Model Name match."));
+        return true;
+    }
+    if (verdict == Verdict::Answer)
+        say(QStringLiteral("Firmware Model Name is HX-8.\r\nDevice Model Name is .\r\n"
+                           "Model Name does not match, upgrade fail."));
+    else if (verdict == Verdict::Silence)
+        say(QStringLiteral("Read model name fail, upgrade fail, exit."));
+    else
+        say(QStringLiteral("Read model name error, upgrade fail. ForcedUpgrade mode is required."));
+    fail(QStringLiteral("7"), 0);
+    return false;
+}
+
+bool EngineModel::readRowPart(int row, const QString &word, const QString &what,
+                              const QString &question)
+{
+    for (int attempt = 1; attempt <= tries; ++attempt) {
+        say(question.arg(name(row)));
+        if (exchange(word, row) == Verdict::Answer)
+            return true;
+        const bool givesUp = attempt == tries;
+        const QString then = givesUp ? QStringLiteral("check the next mcu.")
+                                     : QStringLiteral("retry %1.").arg(attempt);
+        // The first read behind a virtual version that was given up has a stray full stop.
+        const bool hasStop =
+            m_virtualVersionGivenUp && row == 0 && !givesUp && word == QLatin1String("F900");
+        say(QStringLiteral("Read the %1 information of '%2'%3 fail, %4")
+                .arg(what, name(row), hasStop ? QStringLiteral(".") : QString(), then));
+    }
+    if (row == 0 && word != QLatin1String("F902")) {
+        say(QStringLiteral("Read the %1 information of '%2' fail, exit %3.")
+                .arg(what, name(row),
+                     m_reading ? QStringLiteral("read product information")
+                               : QStringLiteral("upgrade")));
+        fail(QStringLiteral("7"), row);
+    }
+    return false;
+}
+
+/** Bootcode and product information; false when the whole operation has ended. */
+bool EngineModel::readRow(int row)
+{
+    if (!readRowPart(row, QStringLiteral("F900"), QStringLiteral("bootcode"),
+                     QStringLiteral("Read bootcode information of '%1'.")))
+        return row != 0;
+    say(QStringLiteral("Read the bootcode information of '%1' success.").arg(name(row)));
+    m_rows[row][3] = number(matrix::rows[m_reply.row].mcuType);
+    m_rows[row][9] = QStringLiteral("0");
+    m_rows[row][10] = QStringLiteral("1");
+    if (row == 0)
+        say(QStringLiteral("MAIN MCU running in APP."));
+    if (!readRowPart(row, QStringLiteral("F901"), QStringLiteral("product"),
+                     QStringLiteral("Read the product information of '%1'.")))
+        return row != 0;
+    m_rows[row][4] = QStringLiteral("1");
+    m_rows[row][5] = QStringLiteral("65");
+    say(QStringLiteral("Read the product information of '%1'  success.").arg(name(row)));
+    return true;
+}
+
+bool EngineModel::readAllRows()
+{
+    for (int row = 0; row < m_rowCount; ++row) {
+        if (!readRow(row))
+            return false;
+    }
+    say(QStringLiteral("Read all mcu(list) bootcode and product information done."));
+    return true;
+}
+
+void EngineModel::readVersions()
+{
+    for (int row = 0; row < m_rowCount; ++row) {
+        if (!readRowPart(row, QStringLiteral("F902"), QStringLiteral("version"),
+                         QStringLiteral("Send 'Read FW version' command to '%1'."))) {
+            if (row == m_rowCount - 1)
+                say(QStringLiteral("Read all mcu(list) version information done."));
+            continue;
+        }
+        const auto &version = matrix::rows[m_reply.row].version;
+        for (int part = 0; part < 3; ++part)
+            m_rows[row][6 + part] = number(version[part]);
+        say(QStringLiteral("Read '%1' version success, version is V%2")
+                .arg(name(row), m_rows[row].mid(6, 3).join('.')));
+    }
+}
+
+bool EngineModel::sendImages()
+{
+    for (int row = 0; row < m_rowCount; ++row) {
+        QStringList &fields = m_rows[row];
+        const bool isKnown = !fields.at(3).isEmpty() && !fields.at(4).isEmpty();
+        if (!isKnown) { // no image can be told to be for it
+            fields[12] = QStringLiteral("2");
+            say(QStringLiteral("UPGRADERESULT|%1|2").arg(fields.join(',')));
+            continue;
+        }
+        const QString runs =
+            fields.at(6).isEmpty() ? QStringLiteral("0.0.0") : fields.mid(6, 3).join('.');
+        say(QStringLiteral("Firmware version V2.0.0 greater than the '%1' version V%2, will "
+                           "upgrade.")
+                .arg(name(row), runs));
+        fields[11] = QStringLiteral("1");
+        const bool written = writeImage(row);
+        fields[12] = written ? QStringLiteral("1") : QStringLiteral("2");
+        say(QStringLiteral("UPGRADERESULT|%1|%2").arg(fields.join(','), fields.at(12)));
+        if (!written) {
+            say(QStringLiteral("'%1' F/W Update fail.").arg(name(row)));
+            continue;
+        }
+        m_imageWritten = true;
+        say(QStringLiteral("Write firmware '%1' success.").arg(name(row)));
+        if (row == m_rowCount - 1)
+            say(QStringLiteral("Write all firmware success."));
+        if (row != 0)
+            continue;
+        say(QStringLiteral("The Main MCU is restarting, please wait."));
+        m_line.dropAll();
+        if (!awaitProductId(QStringLiteral("F802 main"), QStringLiteral("Main MCU run fail."))) {
+            fail(QStringLiteral("5"), row);
+            return false;
+        }
+        say(QStringLiteral("Upgrade Main MCU success."));
+    }
+    return true;
+}
+
+/** Three times the whole image, from the Enter frame on. */
+bool EngineModel::writeImage(int row)
+{
+    for (int attempt = 1; attempt <= tries; ++attempt) {
+        if (enterUpdateMode(row) && writeBlocks(row))
+            return true;
+        if (attempt < tries)
+            say(QStringLiteral("'%1' F/W update fail, retry %2.").arg(name(row)).arg(attempt));
+    }
+    return false;
+}
+
+bool EngineModel::enterUpdateMode(int row)
+{
+    const QString word = QStringLiteral("7900");
+    for (int attempt = 1; attempt <= tries; ++attempt) {
+        if (m_line.send(word, row)) // a failed send has no words here
+            say(QStringLiteral("Send 'Enter F/W Upgrade Mode' command to '%1'.").arg(name(row)));
+        const auto reply = m_line.receive(word);
+        if (reply && judge(word, *reply) == Verdict::Answer) {
+            say(QStringLiteral("'%1' Enter 'F/W Update Mode' success.").arg(name(row)));
+            return true;
+        }
+        say(attempt < tries ? QStringLiteral("'%1' Enter F/W Update Mode fail, retry %2.")
+                                  .arg(name(row))
+                                  .arg(attempt)
+                            : QStringLiteral("'%1' Enter F/W Update Mode fail.").arg(name(row)));
+    }
+    return false;
+}
+
+/** Each block three times. Behind an acknowledgement the rest of its chunk is dropped. */
+bool EngineModel::writeBlocks(int row)
+{
+    for (int block = 0; block < matrix::blocksPerImage; ++block) {
+        const QString word = QStringLiteral("7901:%1").arg(block);
+        bool accepted = false;
+        for (int attempt = 1; attempt <= tries && !accepted; ++attempt) {
+            const bool sent = m_line.send(word, row);
+            if (sent && block == 0 && attempt == 1) {
+                say(QStringLiteral("Erasing..."));
+                say(QStringLiteral("Erase success.\r\nWriting..."));
+            }
+            const auto reply = m_line.receive(word);
+            const Verdict verdict = reply ? judge(word, *reply) : Verdict::Silence;
+            if (verdict == Verdict::Answer || verdict == Verdict::Refusal)
+                m_line.dropChunk();
+            accepted = verdict == Verdict::Answer;
+            if (!accepted && attempt < tries)
+                say(QStringLiteral("F/W update timeout, retry %1.").arg(attempt));
+        }
+        if (!accepted)
+            return false;
+    }
+    return true;
+}
+
+/** The first question comes after a first wait; a refusal is waited out like silence. */
+bool EngineModel::awaitProductId(const QString &which, const QString &givenUp)
+{
+    const char *const questions[] = {"Read product ID.", "Read product ID fail, retry 1.",
+                                     "Read product ID fail, retry 2."};
+    for (const char *question : questions) {
+        say(QString::fromLatin1(question));
+        if (exchange(which) == Verdict::Answer)
+            return true;
+    }
+    say(givenUp);
+    return false;
+}
+
+bool EngineModel::reboot()
+{
+    for (int attempt = 1; attempt <= tries; ++attempt) {
+        say(QStringLiteral("Send reboot command."));
+        if (exchange(QStringLiteral("7902")) == Verdict::Answer) {
+            say(QStringLiteral("Start to reboot, please wait."));
+            m_line.dropAll();
+            return true;
+        }
+        say(attempt < tries ? QStringLiteral("Reboot fail, retry %1.").arg(attempt)
+                            : QStringLiteral("Reboot systerm fail."));
+    }
+    fail(QStringLiteral("5"), m_rowCount);
+    return false;
+}
+
+void EngineModel::setVirtualVersion()
+{
+    if (!m_imageWritten) {
+        lines += {"Ignore to set virtual version.",
+                  "All firmware upgrade done, but did not upgrade any mcu.", "APPSTATUS|6"};
+        return;
+    }
+    say(QStringLiteral("Start to set virtual version."));
+    for (int attempt = 1; attempt <= tries; ++attempt) {
+        if (exchange(QStringLiteral("7905")) == Verdict::Answer) {
+            if (m_reply.worth == ModelReply::Worth::Good)
+                lines += {"Set virtual version success.",
+                          "All firmware upgrade success and systerm run success."};
+            else
+                lines += {"Set virtual version fail.",
+                          "All firmware upgrade done, but set virtual version fail."};
+            say(QStringLiteral("APPSTATUS|6"));
+            return;
+        }
+        say(attempt < tries ? QStringLiteral("Set virtual version fail, retry %1.").arg(attempt)
+                            : QStringLiteral("Set virtual version fail, upgrade fail."));
+    }
+    fail(QStringLiteral("7"), m_rowCount);
+}
+
+void EngineModel::read()
+{
+    m_reading = true;
+    m_rowCount = 1; // until the main MCU has named the others
+    readVirtualVersion();
+    if (!readRow(0))
+        return;
+    m_rowCount = matrix::rowCount;
+    for (int row = 1; row < m_rowCount; ++row)
+        readRow(row);
+    say(QStringLiteral("Read all mcu(list) bootcode and product information done."));
+    readVersions();
+    report();
+}
+
+void EngineModel::readVirtualVersion()
+{
+    say(QStringLiteral("Read virtual version."));
+    for (int attempt = 1; attempt <= tries; ++attempt) {
+        const Verdict verdict = exchange(QStringLiteral("F905"));
+        if (verdict == Verdict::Answer) {
+            say(QStringLiteral("Read virtual version success."));
+            return;
+        }
+        if (verdict == Verdict::Short) {
+            say(QStringLiteral("Read virtual version error."));
+            break;
+        }
+        say(attempt < tries ? QStringLiteral("Read virtual version fail, retry %1.").arg(attempt)
+                            : QStringLiteral("Read virtual version fail."));
+    }
+    m_virtualVersionGivenUp = true;
+}
+
+void EngineModel::report()
+{
+    static const char *const labels[] = {
+        "Name:", "Chip Type:", "Chip Index:", "MCU Model:",    "PCB Version:",    "Speciality:",
+        "Ver1:", "Ver2:",      "Ver3:",       "BootCodeFlag:", "ProductInfoFlag:"};
+    QString text = QStringLiteral("PISHOW|==========product information==========\r\n");
+    text += QStringLiteral("|Model Name:HX-8\r\n|AUX MCU ChipType:1\r\n"
+                           "|AUX MCU ChipQuanity:2\r\n|AUX MCU Name:AUX\r\n");
+    for (const QStringList &fields : m_rows) {
+        text += QLatin1Char('|');
+        for (int field = 0; field < 11; ++field) {
+            QString value = fields.at(field);
+            const bool twoDigits = field == 4 || field == 7 || field == 8;
+            if (twoDigits && value.size() == 1)
+                value.prepend(QLatin1Char('0'));
+            if (field == 5 && !value.isEmpty())
+                value = QStringLiteral("A");
+            text += QLatin1String(labels[field]) + value + QLatin1String("\r\n");
+        }
+    }
+    lines.append(text);
+}
+
+void EngineModel::write()
+{
+    say(QStringLiteral("Start to write Product Information."));
+    for (int row = 0; row < m_rowCount; ++row) {
+        const QString text = QStringLiteral("%1,%2,%3,%4,1,65,0,0,0,0")
+                                 .arg(name(row))
+                                 .arg(matrix::rows[row].chipType)
+                                 .arg(matrix::rows[row].chipIndex)
+                                 .arg(matrix::rows[row].mcuType);
+        bool written = false;
+        for (int attempt = 1; attempt <= tries && !written; ++attempt) {
+            say(QStringLiteral("Start to write '%1' product information.").arg(name(row)));
+            written = exchange(QStringLiteral("7903"), row) == Verdict::Answer;
+            const QString then = attempt < tries ? QStringLiteral("retry %1.").arg(attempt)
+                                                 : QStringLiteral("write the next mcu.");
+            say(written ? QStringLiteral("Write '%1' product information success.").arg(name(row))
+                        : QStringLiteral("Write '%1' product information fail, %2")
+                              .arg(name(row), then));
+        }
+        say(QStringLiteral("SETPIRESULT|%1|%2").arg(text, written ? "1" : "2"));
+    }
+    say(QStringLiteral("Write all product information done."));
+}

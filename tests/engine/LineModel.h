@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/Disturbance.h"
+
+#include <optional>
+
+/** A reply as the model sees it: what it answers, for which row, and what it is worth. */
+struct ModelReply
+{
+    enum class Worth { Good, Refused, Short };
+
+    QString word;
+    int row = -1;
+    Worth worth = Worth::Good;
+    /** Bytes that arrive together bear the same number. */
+    int chunk = 0;
+};
+
+/**
+ * The line and the device of the failure matrix, thought of as a queue of replies. It knows what
+ * the trouble of one case does to the replies, and of the device only its flashes: whether they
+ * take a block. The engine that waits at the other end takes the first reply with the word it
+ * waits for and drops what stands before it.
+ */
+class LineModel
+{
+public:
+    explicit LineModel(const Disturbance &disturbance) : m_disturbance(disturbance) {}
+
+    /** A command goes out; false when the link is gone. */
+    bool send(const QString &word, int row = -1);
+
+    /** The reply to `word`, or nothing when the wait ends by its time-out. */
+    std::optional<ModelReply> receive(const QString &word);
+
+    /** The rest of what arrived together with the reply that was taken last is dropped. */
+    void dropChunk();
+    /** Nothing is awaited for a while: whatever is there or comes is dropped. */
+    void dropAll() { m_inbox.clear(); }
+
+    /** Every command that reached the line, with its row's name. */
+    const QStringList &frames() const { return m_frames; }
+    static QString frameName(const QString &word, int row);
+
+private:
+    bool isMet(const QString &word, int row);
+    void reply(const QString &word, int row, ModelReply::Worth worth, bool sameChunk = false);
+    void answer(const QString &word, int row);
+    ModelReply::Worth obey(const QString &word, int row);
+
+    struct Flash
+    {
+        bool open = false;
+        int next = 0;
+        /** The block stored last; it may come again. */
+        int last = -1;
+    };
+
+    Disturbance m_disturbance;
+    int m_met = 0;
+    bool m_gone = false;
+    bool m_held = false;
+    int m_chunk = 0;
+    int m_takenChunk = -1;
+    QList<ModelReply> m_inbox;
+    QStringList m_frames;
+    Flash m_flash[matrix::rowCount];
+};

@@ -1,0 +1,244 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/MatrixWorld.h"
+
+#include "engine/LineModel.h"
+#include "links/LinkState.h"
+#include "protocol/CommandWords.h"
+
+namespace {
+
+const QStringList upgradeRows{"MAIN,0,0", "AUX,1,0", "END,1,1"};
+
+QVector<ChipDescription> chips()
+{
+    QVector<ChipDescription> all;
+    for (const MatrixRow &row : matrix::rows) {
+        ChipDescription chip =
+            testChip(row.name, row.chipType, row.chipIndex, "0.0.0", row.mcuType);
+        chip.version = {quint8(row.version[0]), quint8(row.version[1]), quint8(row.version[2]),
+                        true};
+        all.append(chip);
+    }
+    return all;
+}
+
+/** Both AUX MCUs take the same image. */
+QVector<TestImage> images()
+{
+    return {testImage("MAIN", 0, {2, 0, 0}, 1, matrix::imageSize),
+            testImage("AUX", 1, {2, 0, 0}, 2, matrix::imageSize)};
+}
+
+QStringList infoRows()
+{
+    QStringList rows{QStringLiteral(
+        R"({"model": "HX-8", "chips": [
+            {"name": "MAIN", "chip_type": "1", "chip_quanity": "1", "mcus": [
+                {"mcu_type": "1", "pcbs": [{"pcb_version": "1", "speciality": "A"}]}]},
+            {"name": "AUX", "chip_type": "2", "chip_quanity": "2", "mcus": [
+                {"mcu_type": "2", "pcbs": [{"pcb_version": "1", "speciality": "A"}]}]}]})")};
+    for (const MatrixRow &row : matrix::rows)
+        rows.append(QStringLiteral("%1,%2,%3,%4,1,65")
+                        .arg(QLatin1String(row.name))
+                        .arg(row.chipType)
+                        .arg(row.chipIndex)
+                        .arg(row.mcuType));
+    return rows;
+}
+
+int rowOf(const QByteArray &frame)
+{
+    if (frame.size() <= mcu::payloadOffset + 2)
+        return -1;
+    for (int row = 0; row < matrix::rowCount; ++row) {
+        if (frame.at(mcu::payloadOffset) == matrix::rows[row].chipType &&
+            frame.at(mcu::payloadOffset + 1) == matrix::rows[row].chipIndex)
+            return row;
+    }
+    return -1;
+}
+
+QByteArray otherWord(const QByteArray &reply)
+{
+    constexpr quint16 unknown = 0xF8FF;
+    const Reply seen(reply);
+    return seen.isExtended() ? mcu::buildStatusFrame(mcu::replyStart, {}, unknown, seen.at(11))
+                             : mcu::buildFrame(mcu::replyStart, {}, unknown, seen.payload());
+}
+
+QByteArray otherAddress(const QByteArray &reply)
+{
+    return mcu::buildFrame(mcu::replyStart, {0x5C, 0xA6}, mcu::wordAt(reply, mcu::wordOffset),
+                           Reply(reply).payload());
+}
+
+QList<QByteArray> inBytes(const QByteArray &reply)
+{
+    QList<QByteArray> bytes;
+    for (int at = 0; at < reply.size(); ++at)
+        bytes.append(reply.mid(at, 1));
+    return bytes;
+}
+
+} // namespace
+
+MatrixWorld::MatrixWorld(const Disturbance &disturbance)
+    : m_disturbance(disturbance), m_scenario(chips(), images())
+{
+    DeviceDescription description = Scenario::deviceOf(chips());
+    description.auxChips = {{1, 2, "AUX"}};
+    m_scenario.device = SimulatedDevice(description);
+    m_scenario.link->answerInstead = [this](const QByteArray &frame) { return answer(frame); };
+    m_scenario.link->failWrite = [this](const QByteArray &frame) { return failNow(frame); };
+}
+
+bool MatrixWorld::run()
+{
+    m_scenario.engine->slotConnect(QStringLiteral("ttyS2"));
+    switch (m_disturbance.chain) {
+    case Chain::Upgrade:
+        m_scenario.engine->uploadByMergeFW(m_scenario.packagePath(), upgradeRows, 2);
+        break;
+    case Chain::Read:
+        m_scenario.engine->getProductInfo();
+        break;
+    case Chain::Write:
+        m_scenario.engine->setProductInfo(infoRows());
+        break;
+    }
+    return m_scenario.waitForEnd() && !canRead && currentCommandKey == 0;
+}
+
+bool MatrixWorld::upgradeAgain()
+{
+    m_disturbance = {};
+    m_hasHeld = false;
+    m_scenario.link->plugIn();
+    return m_scenario.run(upgradeRows, 2) && m_scenario.succeeded() &&
+           results() == QLatin1String("111");
+}
+
+QStringList MatrixWorld::lines() const
+{
+    QStringList kept;
+    bool ended = false;
+    for (const QString &line : m_scenario.lines) {
+        if (!(ended && line == QLatin1String("Erasing...")))
+            kept.append(line);
+        ended = line.contains(QLatin1String("APPSTATUS|"));
+    }
+    // The other two chains are asked for behind the connect, which has no part in them.
+    return m_disturbance.chain == Chain::Upgrade ? kept : kept.mid(1);
+}
+
+QStringList MatrixWorld::frames() const
+{
+    QStringList names;
+    for (const QByteArray &frame : m_scenario.link->sent)
+        names.append(LineModel::frameName(EngineHarness::wordOf(frame), rowOf(frame)));
+    return names;
+}
+
+QString MatrixWorld::wrongFlash() const
+{
+    for (int row = 0; row < matrix::rowCount; ++row) {
+        if (results().at(row) != QLatin1Char('1'))
+            continue;
+        const MatrixRow &chip = matrix::rows[row];
+        const FlashComparison flash =
+            compareFlash(m_scenario.device.flash(quint8(chip.chipType), quint8(chip.chipIndex)),
+                         patternImage(matrix::imageSize, chip.chipType + chip.mcuType));
+        if (!flash.equal)
+            return QLatin1String(chip.name) + QLatin1String(": ") + flash.text;
+    }
+    return {};
+}
+
+Command MatrixWorld::commandOf(const QByteArray &frame) const
+{
+    QString word = EngineHarness::wordOf(frame);
+    if (word == QLatin1String("F802"))
+        word += m_scenario.sentWords().contains(QStringLiteral("7902")) ? QStringLiteral(" system")
+                                                                        : QStringLiteral(" main");
+    return {word, rowOf(frame)};
+}
+
+bool MatrixWorld::isMet(const QByteArray &frame) const
+{
+    const Command command = commandOf(frame);
+    return command.word == m_disturbance.command.word && command.row == m_disturbance.command.row &&
+           m_met < m_disturbance.times;
+}
+
+bool MatrixWorld::failNow(const QByteArray &frame)
+{
+    if (m_disturbance.trouble != Trouble::Unplugged || !isMet(frame))
+        return false;
+    m_scenario.link->unplug();
+    return true;
+}
+
+QList<QByteArray> MatrixWorld::answer(const QByteArray &frame)
+{
+    if (isMet(frame)) {
+        ++m_met;
+        return troubled(frame);
+    }
+    const QByteArray reply = m_scenario.link->deviceAnswer(frame);
+    if (!m_hasHeld)
+        return {reply};
+    m_hasHeld = false;
+    if (m_disturbance.trouble == Trouble::LateMerged)
+        return {m_held + reply};
+    return {m_held, reply};
+}
+
+QList<QByteArray> MatrixWorld::troubled(const QByteArray &frame)
+{
+    const quint16 word = mcu::wordAt(frame, mcu::wordOffset);
+    switch (m_disturbance.trouble) {
+    case Trouble::Silent:
+        return {};
+    case Trouble::Refused:
+        return {mcu::buildStatusFrame(mcu::replyStart, {}, word, 3)};
+    case Trouble::PowerCut:
+        m_scenario.device.powerCycle();
+        return {};
+    default:
+        break;
+    }
+    const QByteArray reply = m_scenario.link->deviceAnswer(frame);
+    QByteArray spoiled = reply;
+    switch (m_disturbance.trouble) {
+    case Trouble::LostReply:
+        return {};
+    case Trouble::Short:
+        return {mcu::buildFrame(mcu::replyStart, {}, word)};
+    case Trouble::BadChecksum:
+        spoiled[spoiled.size() - 1] = char(spoiled.at(spoiled.size() - 1) + 1);
+        return {spoiled};
+    case Trouble::WrongWord:
+        return {otherWord(reply)};
+    case Trouble::WrongAddress:
+        return {otherAddress(reply)};
+    case Trouble::Half:
+        return {reply.left(reply.size() / 2)};
+    case Trouble::Late:
+    case Trouble::LateMerged:
+        m_held = reply;
+        m_hasHeld = true;
+        return {};
+    case Trouble::Duplicate:
+        return {reply + reply};
+    case Trouble::DuplicateApart:
+        return {reply, reply};
+    case Trouble::SingleBytes:
+        return inBytes(reply);
+    case Trouble::Noise:
+        return {QByteArray::fromHex("005b005b5b00ff5a") + reply};
+    case Trouble::Echo:
+        return {frame + reply};
+    default:
+        return {reply};
+    }
+}

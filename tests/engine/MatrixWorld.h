@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/Disturbance.h"
+#include "engine/Scenario.h"
+
+/** The real engine over the simulated device, in one case of the failure matrix. */
+class MatrixWorld
+{
+public:
+    explicit MatrixWorld(const Disturbance &disturbance);
+
+    /** Runs the chain to its end. False when it does not end, or leaves something in flight. */
+    bool run();
+    /** An undisturbed upgrade behind it; every row must be written. */
+    bool upgradeAgain();
+
+    /** The transcript. An erasing line behind the end of a failed run is left out: it comes from
+     *  the progress going back to 0 and says nothing. */
+    QStringList lines() const;
+    QStringList frames() const;
+    QString results() const { return m_scenario.results(matrix::rowCount); }
+
+    /** Empty when every row that counts as written holds its image. */
+    QString wrongFlash() const;
+
+private:
+    Command commandOf(const QByteArray &frame) const;
+    bool isMet(const QByteArray &frame) const;
+    bool failNow(const QByteArray &frame);
+    QList<QByteArray> answer(const QByteArray &frame);
+    QList<QByteArray> troubled(const QByteArray &frame);
+
+    Disturbance m_disturbance;
+    int m_met = 0;
+    QByteArray m_held;
+    bool m_hasHeld = false;
+    Scenario m_scenario;
+};

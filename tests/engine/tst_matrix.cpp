@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/EngineModel.h"
+#include "engine/MatrixWorld.h"
+
+#include <QtTest>
+
+Q_DECLARE_METATYPE(Disturbance)
+
+/**
+ * Every command of every chain, met by every trouble. What must come of it is computed by a model
+ * of its own (EngineModel.h); nothing of it is recorded from the engine.
+ */
+class TestMatrix : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cases_data();
+    void cases();
+};
+
+void TestMatrix::cases_data()
+{
+    QTest::addColumn<Disturbance>("disturbance");
+    for (const Chain chain : {Chain::Upgrade, Chain::Read, Chain::Write}) {
+        const char *const prefix = chain == Chain::Upgrade ? "upgrade"
+                                   : chain == Chain::Read  ? "read"
+                                                           : "write";
+        const QList<Disturbance> cases = matrix::casesOf(chain);
+        for (const Disturbance &disturbance : cases)
+            QTest::newRow(
+                qPrintable(QLatin1String(prefix) + QLatin1String(": ") + disturbance.name()))
+                << disturbance;
+    }
+}
+
+void TestMatrix::cases()
+{
+    QFETCH(Disturbance, disturbance);
+    const EngineModel expected(disturbance);
+    MatrixWorld world(disturbance);
+    QVERIFY(world.run());
+    QVERIFY(sameTranscript(world.lines(), expected.lines));
+    QVERIFY(sameTranscript(world.frames(), expected.frames()));
+    if (disturbance.chain == Chain::Upgrade) {
+        QCOMPARE(world.results(), expected.results());
+        QCOMPARE(world.wrongFlash(), QString());
+    }
+    QVERIFY(world.upgradeAgain());
+    QCOMPARE(world.wrongFlash(), QString());
+}
+
+QTEST_GUILESS_MAIN(TestMatrix)
+#include "tst_matrix.moc"
