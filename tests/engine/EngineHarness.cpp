@@ -99,6 +99,12 @@ EngineHarness::EngineHarness(const DeviceDescription &description,
         m_platform.shell = *shell;
     if (timeOuts)
         m_platform.timeOuts = *timeOuts;
+    restartEngine();
+}
+
+void EngineHarness::restartEngine()
+{
+    engine.reset();
     LinkFactory links;
     links.serial = [this](QObject *parent) { return link = new FakeCOMQ(device, parent); };
     engine = std::make_unique<ControlCenter>(m_platform, links);

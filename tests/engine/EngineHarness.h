@@ -75,6 +75,9 @@ public:
     static Platform scaledPlatform(const QString &dir);
 
     const Platform &platform() const { return m_platform; }
+    /** Drops the engine, whatever it is at, and makes a new one for the same device. */
+    void restartEngine();
+
     void setPackage(const QByteArray &bytes);
     /** Adds a fault as the device's options spell it. */
     void addFault(const QString &text);

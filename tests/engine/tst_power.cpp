@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/Scenario.h"
+
+#include "support/WaitFor.h"
+
+#include <QtTest>
+
+namespace {
+
+const QStringList rows{"MAIN,0,0", "AUX,1,0", "FPGA,17,0"};
+
+/** Who loses power when the engine awaits the reply to one frame. */
+enum class Cut {
+    /** The device, for the time of that frame. */
+    DeviceAtOnce,
+    /** The device, for three frames. */
+    DeviceForAWhile,
+    /** The device, until the run is over. */
+    DeviceToTheEnd,
+    /** The engine: nothing that it knew is left. */
+    Engine,
+};
+
+struct World : Scenario
+{
+    World()
+        : Scenario({testChip("MAIN", 0, 0, "1.0.0"), testChip("AUX", 1, 0, "1.0.0", 2),
+                    testChip("FPGA", 17, 0, "1.0")},
+                   {testImage("MAIN", 0, {2, 0, 0}, 1, 700), testImage("AUX", 1, {2, 0, 0}, 2, 600),
+                    testImage("FPGA", 17, {2, 0, 0}, 1, 512)})
+    {
+    }
+
+    /** The first chip whose result is a success and whose flash is not its image. */
+    QString wrongFlash() const
+    {
+        const struct
+        {
+            quint8 type;
+            int size;
+            int seed;
+        } images[] = {{0, 700, 1}, {1, 600, 3}, {17, 512, 18}};
+        for (int row = 0; row < 3; ++row) {
+            const auto &image = images[row];
+            if (results(3).mid(row, 1) != QLatin1String("1"))
+                continue;
+            const FlashComparison found =
+                compareFlash(device.flash(image.type, 0), patternImage(image.size, image.seed));
+            if (!found.equal)
+                return rows.at(row) + QLatin1String(": ") + found.text;
+        }
+        return {};
+    }
+};
+
+/** The device loses its power when frame number `at` reaches it. */
+void cutDevice(World &world, int at, int frames)
+{
+    world.link->answerInstead = [&world, at, frames](const QByteArray &frame) {
+        const int number = world.link->sent.size() - 1;
+        if (number < at || number >= at + frames)
+            return QList<QByteArray>{world.link->deviceAnswer(frame)};
+        world.device.powerCycle();
+        return QList<QByteArray>();
+    };
+}
+
+/** Leaves the engine waiting for the reply to frame number `at`. */
+bool stopEngine(World &world, int at)
+{
+    world.link->answerInstead = [&world, at](const QByteArray &frame) {
+        if (world.link->sent.size() - 1 < at)
+            return QList<QByteArray>{world.link->deviceAnswer(frame)};
+        world.link->deviceAnswer(frame);
+        return QList<QByteArray>();
+    };
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.engine->uploadByMergeFW(world.packagePath(), rows, 2);
+    return waitFor([&] { return world.link->sent.size() > at; });
+}
+
+} // namespace
+
+/** Power lost on either side, at every single frame of an upgrade. */
+class TestPower : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void everyFrame_data();
+    void everyFrame();
+    void deletedInMidRun();
+};
+
+void TestPower::everyFrame_data()
+{
+    QTest::addColumn<int>("cut");
+    QTest::addColumn<int>("at");
+    World whole;
+    QVERIFY(whole.run(rows, 2));
+    const QStringList words = whole.sentWords();
+    QVERIFY(words.size() > 20);
+    const char *const names[] = {"device at once", "device for a while", "device to the end",
+                                 "engine"};
+    for (const Cut cut :
+         {Cut::DeviceAtOnce, Cut::DeviceForAWhile, Cut::DeviceToTheEnd, Cut::Engine}) {
+        for (int at = 0; at < words.size(); ++at)
+            QTest::newRow(qPrintable(QStringLiteral("%1, frame %2 (%3)")
+                                         .arg(QLatin1String(names[int(cut)]))
+                                         .arg(at)
+                                         .arg(words.at(at))))
+                << int(cut) << at;
+    }
+}
+
+void TestPower::everyFrame()
+{
+    QFETCH(int, cut);
+    QFETCH(int, at);
+    World world;
+    if (Cut(cut) == Cut::Engine) {
+        QVERIFY(stopEngine(world, at));
+        world.restartEngine();
+    } else {
+        const int frames[] = {1, 3, 1'000'000};
+        cutDevice(world, at, frames[cut]);
+        QVERIFY(world.run(rows, 2));
+        QCOMPARE(world.with("APPSTATUS|").size(), 1);
+        QVERIFY(world.engine->timersIdle());
+        QCOMPARE(world.wrongFlash(), QString());
+        // A cut of one frame costs one try; only images start again as a whole.
+        if (Cut(cut) == Cut::DeviceAtOnce) {
+            QVERIFY(world.succeeded());
+            QCOMPARE(world.results(3), QString("111"));
+        }
+    }
+    world.link->answerInstead = nullptr;
+    QVERIFY(world.run(rows, 2));
+    QVERIFY(world.succeeded());
+    QCOMPARE(world.results(3), QString("111"));
+    QCOMPARE(world.wrongFlash(), QString());
+}
+
+/** An engine can go at any moment, with frames and timers in flight. */
+void TestPower::deletedInMidRun()
+{
+    World whole;
+    QVERIFY(whole.run(rows, 2));
+    for (int at = 0; at < whole.link->sent.size(); ++at) {
+        World world;
+        QVERIFY(stopEngine(world, at));
+        world.engine.reset();
+        settle();
+    }
+}
+
+QTEST_GUILESS_MAIN(TestPower)
+#include "tst_power.moc"
