@@ -19,14 +19,15 @@ FILES = {"etc/agent.conf": b"level=2\n", "usr/bin/agent": image_bytes(5000, "age
 
 
 def archive(files):
-    """What `tar -cjf` makes of {name: bytes}; the files in it are in the order of their names."""
+    """What `tar -cjf` makes of {name: bytes}: the same bytes every time, by the order of names."""
     with tempfile.TemporaryDirectory() as folder:
         for name, content in files.items():
             path = os.path.join(folder, name)
             os.makedirs(os.path.dirname(path), exist_ok=True)
             with open(path, "wb") as file:
                 file.write(content)
-        return subprocess.run(["tar", "--sort=name", "-C", folder, "-cjf", "-", "."],
+        return subprocess.run(["tar", "--sort=name", "--mtime=@0", "--owner=0", "--group=0",
+                               "--numeric-owner", "-C", folder, "-cjf", "-", "."],
                               stdout=subprocess.PIPE, check=True).stdout
 
 

@@ -36,3 +36,13 @@ class NetWorld(world.World):
         """The rest of an install by blocks, from the last block to the reboot."""
         client.expect(texts.net_blocks_installed() + texts.net_reboots(), seconds)
         module.wait_for_command(module.REBOOT)
+
+    def assert_silent(self, sender, payload):
+        """The agent has read the fragment and has nothing to say to it."""
+        sender.send(payload)
+        # On the same connection a further request might be read as a part of the fragment.
+        other = self.connect()
+        other.sync()
+        other.sync()
+        other.close()
+        sender.client.sync()

@@ -1,0 +1,132 @@
+# SPDX-License-Identifier: Apache-2.0
+"""NET images where /data is missing, full or read-only. Each class needs a world of its own."""
+
+import os
+
+from harness import module, netimage, networld, texts, world
+from harness.blocksender import REFUSED
+from harness.package import Image, image_bytes
+
+# Two thirds of the small /data cannot be compressed away.
+BIG_FILE = image_bytes(60_000, "big")
+BIG_IMAGE = netimage.image({**netimage.FILES, "usr/share/agent/big": BIG_FILE})
+BIG_FILES = {**networld.NEW_FILES, "usr/share/agent/big": BIG_FILE}
+AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
+PACKAGE_IMAGES = [netimage.in_package(BIG_IMAGE), AUX]
+BALLAST = "/data/ballast"
+CHIPS = (world.chip("AUX", 1, upgrades_to="1.0.0"), world.chip("NET", 32, version="1.0"))
+RUN_START = (
+    texts.log("Firmware file checksum ok.") + texts.read_fpga("NET") + texts.read_mcu("AUX")
+    + texts.reads_done() + texts.read_version("NET", "1.0") + texts.read_version("AUX", "1.0.0"))
+RUN_END = (texts.image("AUX", 1, 2, 700) + texts.rebooted() + texts.virtual_version_set()
+           + texts.succeeded())
+CREATE_ERROR = texts.log("Start to upgrade NET firmware.",
+                         "Create fw_net error, upgrade net fail.")
+
+
+class PlacesWorld(networld.NetWorld):
+    """Mode 5, so that a second run writes again."""
+
+    def begin(self):
+        self.start_device(*CHIPS)
+        self.start_agent()
+        client = self.connect()
+        client.ask("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5")
+        return client
+
+    def run_package(self, client, item, first=True):
+        client.send("UPGRADE||NET,32,0||AUX,1,0")
+        client.expect(texts.started(first) + RUN_START + item + RUN_END, 40)
+        client.sync()
+
+    def assert_blocks_refused(self):
+        """Every block is refused, and Enter is still answered."""
+        self.start_agent()
+        sender = self.sender()
+        sender.client.sync()
+        sender.enter()
+        for block in netimage.blocks(BIG_IMAGE)[:2]:
+            sender.block(block, REFUSED)
+        sender.block(netimage.blocks(BIG_IMAGE)[-1], REFUSED)
+        sender.enter()
+        self.assertEqual(module.commands(), [])
+        self.assert_module(None, networld.OLD_FILES, None)
+
+
+class TestNoData(PlacesWorld):
+    """No /data at all."""
+
+    def test_blocks(self):
+        self.assert_blocks_refused()
+
+
+class TestReadOnly(PlacesWorld):
+    """A /data that holds a package and cannot be written."""
+
+    def test_blocks(self):
+        self.assert_blocks_refused()
+
+    def test_package(self):
+        """The next item gets its image all the same."""
+        client = self.begin()
+        self.run_package(client, CREATE_ERROR)
+        self.assertEqual(module.commands(), [])
+        self.assert_module(None, networld.OLD_FILES, None)
+        self.assert_flash({(1, 0): AUX.data})
+
+
+class TestFull(PlacesWorld):
+    """A /data that fills up while the archive is written."""
+
+    def tearDown(self):
+        if os.path.exists(BALLAST):
+            os.remove(BALLAST)
+
+    @staticmethod
+    def leave_free(size):
+        """Fills /data until only so many bytes are left."""
+        place = os.statvfs("/data")
+        with open(BALLAST, "wb") as file:
+            file.write(bytes(place.f_bavail * place.f_frsize - size))
+
+    def test_package(self):
+        """The digest tells; what was written makes room again; later all goes well."""
+        self.put_package(*PACKAGE_IMAGES)
+        client = self.begin()
+        self.leave_free(40_000)
+        self.run_package(client, texts.net_item_refused(0, 2))
+        self.assertEqual(module.commands(), [module.MD5SUM])
+        self.assert_module(b"", networld.OLD_FILES, None)
+        os.remove(BALLAST)
+        self.run_package(client, texts.net_item(0, 2), first=False)
+        self.assertEqual(module.commands(), [module.MD5SUM] + module.INSTALL)
+        self.assert_installed(files=BIG_FILES)
+
+    def test_blocks(self):
+        """The block that does not fit is refused until there is room again."""
+        self.start_agent()
+        sender = self.sender()
+        self.leave_free(40_000)
+        sender.client.sync()
+        sender.enter()
+        *blocks, last = netimage.blocks(BIG_IMAGE)
+        written = 40_000 // os.statvfs("/data").f_frsize * os.statvfs("/data").f_frsize
+        fitting = (written + netimage.HEAD_SIZE) // netimage.BLOCK
+        for block in blocks[:fitting]:
+            sender.block(block)
+        before = module.archive()
+        for _ in range(3):
+            sender.block(blocks[fitting], REFUSED)
+            sender.block(last, REFUSED)
+        self.assertEqual(module.archive(), before)
+        os.remove(BALLAST)
+        for block in blocks[fitting:]:
+            sender.block(block)
+        sender.send(last)
+        self.finish_blocks(sender.client)
+        self.assertEqual(module.commands(), module.INSTALL + [module.REBOOT])
+        self.assert_installed(files=BIG_FILES)
+
+
+if __name__ == "__main__":
+    world.main()
