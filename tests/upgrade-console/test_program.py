@@ -479,6 +479,17 @@ class TestTraffic(ConsoleTest):
         self.assertEqual(document["result"], "done")
         self.assertEqual(document["replies"][2]["percent"], 12.5)
 
+    def test_watch_ends_with_its_reader(self):
+        def talk(_agent):
+            return [log("x"), 0.01] * 500
+        with FakeAgent({"HEARTBEAT": talk}) as agent:
+            reader, writer = os.pipe()
+            program = self.start_program(agent.port, "watch", stdout=writer)
+            os.close(writer)
+            os.read(reader, 10)
+            os.close(reader)
+            self.assertNotEqual(program.popen.wait(5), DONE)
+
     def test_watch_notices_a_dead_agent(self):
         result = self.with_agent({"HEARTBEAT": []}, "watch", timeout="0.3")
         self.assertEqual(result.returncode, LOST)

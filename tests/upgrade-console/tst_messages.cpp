@@ -123,7 +123,7 @@ QMap<QString, QStringList> allTexts()
 QMap<QString, QString> wireWords(const QString &source)
 {
     static const QRegularExpression constant(
-        R"re(constexpr QLatin1String (\w+)(?: = |\{)"([^"]*)")re");
+        "constexpr QLatin1String (\\w+)(?: = |\\{)\"([^\"]*)\"");
     QMap<QString, QString> words;
     auto matches = constant.globalMatch(source);
     while (matches.hasNext()) {

@@ -95,8 +95,8 @@ void TrafficCommand::onReply(const AgentReply &reply)
         return;
     }
     beginJson();
-    writeAll(STDOUT_FILENO, (m_hasReplies ? ",\n" : "\n") +
-                                QJsonDocument(replyJson(reply)).toJson(QJsonDocument::Compact));
+    print((m_hasReplies ? ",\n" : "\n") +
+          QJsonDocument(replyJson(reply)).toJson(QJsonDocument::Compact));
     m_hasReplies = true;
 }
 
@@ -116,7 +116,14 @@ void TrafficCommand::writeJson(const QJsonObject &document)
 
 void TrafficCommand::show(const QString &line)
 {
-    writeAll(STDOUT_FILENO, line.toUtf8() + '\n');
+    print(line.toUtf8() + '\n');
+}
+
+/** There is no use in going on when nobody reads any more. */
+void TrafficCommand::print(const QByteArray &bytes)
+{
+    if (!writeAll(STDOUT_FILENO, bytes))
+        fail(Cause::Interrupted, QStringLiteral("standard output is closed"));
 }
 
 /** Without a request of its own nobody gets anything from the agent. */

@@ -26,6 +26,7 @@ protected:
     virtual QString lineFor(const AgentReply &reply) const = 0;
 
 private:
+    void print(const QByteArray &bytes);
     void beginJson();
 
     bool m_hasBegun = false;

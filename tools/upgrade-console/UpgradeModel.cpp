@@ -267,9 +267,12 @@ void UpgradeModel::onReadRetry(const LineMeaning &meaning, ms)
     ++mcuNamed(meaning.values.value(0)).retries;
 }
 
+/** The first problem is behind those that follow. */
 void UpgradeModel::onMcuProblem(const LineMeaning &meaning, ms)
 {
-    mcuNamed(meaning.values.value(0)).cause = meaning.cause;
+    McuState &mcu = mcuNamed(meaning.values.value(0));
+    if (mcu.cause == Cause::None)
+        mcu.cause = meaning.cause;
 }
 
 void UpgradeModel::onEnterSent(const LineMeaning &meaning, ms now)

@@ -1,0 +1,180 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The program with the real agent and a simulated device, inside the sandbox."""
+
+import json
+import os
+import subprocess
+
+from harness import module, netimage, networld, wait, world
+from harness.package import Image, description, image_bytes
+from program import Background, masked
+from screen import Screen
+
+PROGRAM = os.environ["UPGRADE_CONSOLE"]
+DONE, FAILED, _, NOTHING, BUSY, _, LOST, REFUSED = range(8)
+MAIN = Image("MAIN", image_bytes(3000, "main"))
+AUX = Image("AUX 1", image_bytes(20000, "aux"), chip_type=1)
+FPGA = Image("FPGA", image_bytes(700, "fpga"), chip_type=17, version=(3, 0, 0))
+CHIPS = (world.chip("MAIN", 0, 1), world.chip("AUX", 1, 1), world.chip("FPGA", 17, 1, version="3.0"))
+
+
+class TestRealAgent(networld.NetWorld):
+    """What users do."""
+
+    def run_program(self, *arguments):
+        return subprocess.run([PROGRAM, "--timeout", "15", *arguments], capture_output=True,
+                              text=True, timeout=120, check=False)
+
+    def start_program(self, *arguments, **popen):
+        background = Background(35353, *arguments, **popen)
+        self.stack.callback(background.close)
+        return background
+
+    def begin(self, *images, **more):
+        return self.start(*CHIPS, images=images or (MAIN, AUX, FPGA), **more)
+
+    def test_upgrade_twice(self):
+        self.begin()
+        result = self.run_program("upgrade", "--all")
+        self.assertEqual(result.returncode, DONE, result.stderr)
+        self.assertEqual(masked(result.stdout), """\
+MCU    Old    New    Result      Seconds
+MAIN   1.0.0  1.1.0  updated #
+AUX 1  1.0.0  1.1.0  updated #
+FPGA   3.0    3.0.0  up to date        -
+
+2 MCUs updated.
+""")
+        self.assertEqual(result.stderr, """\
+MAIN: reading
+AUX 1: reading
+FPGA: reading
+MAIN: entering
+MAIN: erasing
+MAIN: writing
+MAIN: updated
+AUX 1: entering
+AUX 1: erasing
+AUX 1: writing
+AUX 1: updated
+FPGA: up to date
+device: rebooting
+device: set version
+""")
+        self.assert_flash({(0, 1): MAIN.data, (1, 1): AUX.data})
+        again = self.run_program("--json", "upgrade", "--all")
+        self.assertEqual(again.returncode, NOTHING, again.stderr)
+        self.assertEqual([mcu["result"] for mcu in json.loads(again.stdout)["mcus"]],
+                         ["up to date"] * 3)
+
+    def test_row_in_mode_5_on_a_terminal(self):
+        self.start(world.chip("AUX", 1), images=(AUX,), options=("--baud", "57600"))
+        screen = Screen()
+        self.stack.callback(screen.close)
+        program = self.start_program("upgrade", "--mode", "5", "AUX,1,0", stderr=screen.slave,
+                                     env={**os.environ, "TERM": "xterm", "NO_COLOR": "1"})
+        pictures = []
+
+        def watch():
+            pictures.append(screen.text())
+            return program.popen.poll() is not None
+        wait.until(watch, 90, "the end of the program")
+        self.assertEqual((program.popen.returncode, screen.problems), (DONE, []))
+        written = [picture for picture in pictures if "AUX           writing        [#" in picture]
+        self.assertRegex(written[-1], r"\d\d %  \d\.\d KiB/s  0:0\d left\n"
+                                      r"all           writing        \[####")
+        self.assertIn("AUX  1.0.0  1.1.0  updated #", masked(program.stdout()))
+        self.assert_flash({(1, 0): AUX.data})
+
+    def test_mcu_that_refuses(self):
+        self.begin(faults=["refuse:type=1"])
+        result = self.run_program("--json", "upgrade", "--all")
+        document = json.loads(result.stdout)
+        self.assertEqual((result.returncode, document["error"]["cause"]), (FAILED, "mcu-silent"))
+        self.assertEqual([mcu["result"] for mcu in document["mcus"]],
+                         ["updated", "failed", "up to date"])
+
+    def test_refused_packages(self):
+        client = self.begin()
+        client.close()
+        self.put_package(MAIN, model="HX-9")
+        result = self.run_program("--json", "upgrade", "--all")
+        self.assertEqual(result.returncode, REFUSED, result.stderr)
+        self.assertEqual(json.loads(result.stdout)["error"]["cause"], "wrong-model")
+        self.put_package(MAIN, package_version=5)
+        result = self.run_program("--json", "upgrade", "--all")
+        self.assertEqual(json.loads(result.stdout)["error"]["cause"], "package-too-old")
+        with open(world.PACKAGE, "rb") as file:
+            content = bytearray(file.read())
+        content[-1] ^= 1
+        self.put_bytes(content)
+        for command in (["list"], ["upgrade", "--all"]):
+            result = self.run_program("--json", *command)
+            self.assertEqual(result.returncode, REFUSED)
+            self.assertEqual(json.loads(result.stdout)["error"]["cause"], "package-damaged")
+        os.remove(world.PACKAGE)
+        result = self.run_program("--json", "upgrade", "--all")
+        self.assertEqual(json.loads(result.stdout)["error"]["cause"], "package-missing")
+        self.put_package(MAIN)
+        self.assertEqual(self.run_program("upgrade", "--all").returncode, DONE)
+
+    def test_busy_and_lost_contact(self):
+        self.start(world.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))
+        first = self.start_program("upgrade", "--all")
+        wait.until(lambda: "writing" in first.stderr(), 30)
+        for command in (["upgrade", "--all"], ["upgrade", "AUX,1,1"], ["net-upgrade", "127.0.0.1"]):
+            result = self.run_program(*command)
+            self.assertEqual((result.returncode, result.stdout), (BUSY, ""), result.stderr)
+        first.popen.terminate()
+        self.assertEqual(first.popen.wait(10), LOST)
+        self.assertIn("'AUX 1' was being written.", first.stderr())
+        # As the program said, the agent goes on alone.
+        wait.until(lambda: self.simulator.chip(1, 1)["images_written"] == 1, 30)
+
+    def test_agent_dies(self):
+        self.start(world.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))
+        program = self.start_program("--json", "upgrade", "--all")
+        wait.until(lambda: "writing" in program.stderr(), 30)
+        self.agent.kill()
+        self.assertEqual(program.popen.wait(20), LOST)
+        document = json.loads(program.stdout())
+        self.assertEqual(document["error"]["cause"], "connection-lost")
+        self.assertEqual(document["mcus"][0]["result"], "unknown")
+
+    def test_questions(self):
+        self.begin()
+        self.assertEqual(self.run_program("version").stdout, "1.15\n")
+        self.assertEqual(self.run_program("ping").returncode, DONE)
+        package = json.loads(self.run_program("--json", "list").stdout)["package"]
+        self.assertEqual(package, json.loads(description((MAIN, AUX, FPGA))))
+        result = self.run_program("edid", os.environ["EDID_DUMP"])
+        self.assertEqual(result.stdout.splitlines()[:4],
+                         ["Manufacturer: DEL", "Name: DELL P2415Q", "Input: HDMI",
+                          "3840x2160@30Hz"])
+        shell = subprocess.run([PROGRAM, "shell"], input="VERSION\nbogus\n", capture_output=True,
+                               text=True, timeout=20, check=False)
+        self.assertEqual(shell.stdout, "VERSION||1.15\nUPGRADELOG||Unknow command.\n")
+
+    def test_send_net(self):
+        self.start_agent()
+        with open("/tmp/NET.bin", "wb") as file:
+            file.write(netimage.image())
+        result = self.run_program("send-net", "/tmp/NET.bin")
+        self.assertEqual((result.returncode, result.stdout), (DONE, """\
+Installed version: 1.23
+The module restarts now; in a minute its agent answers again.
+"""), result.stderr)
+        module.wait_for_command(module.REBOOT)
+        self.assert_installed()
+
+    def test_send_net_with_an_archive_that_ends_in_padding(self):
+        """No other sender can do this: the module strips FF from the last block."""
+        self.start_agent()
+        with open("/tmp/NET.bin", "wb") as file:
+            file.write(netimage.with_head(b"no archive" + b"\xff" * 300))
+        result = self.run_program("send-net", "/tmp/NET.bin")
+        self.assertIn("agent: NET package checksum OK.", result.stderr)
+
+
+if __name__ == "__main__":
+    world.main()
