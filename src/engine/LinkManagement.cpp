@@ -119,6 +119,8 @@ void ControlCenter::adoptLink(Link kind)
         m_serial = m_links.serial(this);
     if (kind == Link::Network)
         makeNetworkLink();
+    else if (m_network != nullptr)
+        m_network->close(); // one that is still being made would take over in mid-run
     if (m_serial != nullptr)
         m_serial->disconnect(SIGNAL(signalReceiveDatas(QByteArray)));
     if (m_network != nullptr)

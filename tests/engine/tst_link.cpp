@@ -99,6 +99,7 @@ private slots:
     void readNeedsALink();
     void upgradeOverTheNetwork();
     void serialLinkComesBack();
+    void serialConnectOvertakesTheNetwork();
     void peerClosesInMidRun();
     void networkFailureHasItsOwnWords();
     void networkAtConstruction();
@@ -263,6 +264,26 @@ void TestLink::serialLinkComesBack()
     QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
     QVERIFY(!world.link->sent.isEmpty());
     QVERIFY(device.device.flash(0, 0).isEmpty());
+}
+
+/** Without an event loop in between, so that the network link is still being made. */
+void TestLink::serialConnectOvertakesTheNetwork()
+{
+    NetworkDevice device;
+    World world(patient());
+    QSignalSpy connected(world.engine.get(), &ControlCenter::netconnected);
+    world.engine->connectNet(QStringLiteral("127.0.0.1"), device.port());
+    QVERIFY(world.run(rows, 2));
+    QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
+    QCOMPARE(connected.count(), 0);
+    QVERIFY(device.device.flash(0, 0).isEmpty());
+
+    QVERIFY(world.connectTo(device));
+    world.clear();
+    world.engine->uploadByMergeFW(world.packagePath(), rows, 5);
+    QVERIFY(world.waitForEnd());
+    QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
+    QVERIFY(!device.device.flash(0, 0).isEmpty());
 }
 
 void TestLink::peerClosesInMidRun()
