@@ -85,14 +85,17 @@ class World(unittest.TestCase):
         self.agent.wait_until_it_listens()
         return self.agent
 
-    def start_device(self, *chips, faults=(), options=(), **more):
-        """Starts the simulator on the serial line. What the line still held is thrown away."""
+    def start_device(self, *chips, where=None, faults=(), options=(), **more):
+        """Starts the simulator on the serial line, or where its port option says. What the line
+        still held is thrown away."""
         if self.simulator:
             self.simulator.stop()
-        self._drain_line()
+        if where is None:
+            self._drain_line()
         folder = f"/tmp/device-{len(self.processes)}"
-        self.simulator = Simulator(os.environ["DEVICE_SIMULATOR"], folder, device(*chips, **more),
-                                   ("--fd", str(MASTER)), faults, options, (MASTER,))
+        self.simulator = Simulator(
+            os.environ["DEVICE_SIMULATOR"], folder, device(*chips, **more),
+            where or ("--fd", str(MASTER)), faults, options, () if where else (MASTER,))
         self.processes.append(self.simulator)
         self.stack.callback(self.simulator.stop)
         return self.simulator
