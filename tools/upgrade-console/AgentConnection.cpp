@@ -13,11 +13,11 @@ constexpr auto longestConnect = 10s;
 constexpr auto longestPulse = 10s;
 constexpr int pulsesPerTimeOut = 4;
 /** What is read at once; the parser's memory depends on it. */
-constexpr qint64 readBuffer = 256 * 1024;
+constexpr qint64 readBuffer = 256LL * 1024;
 
 QByteArray bytes(QLatin1String word)
 {
-    return QByteArray(word.data(), word.size());
+    return {word.data(), word.size()};
 }
 
 bool isHeartbeat(QByteArray line)

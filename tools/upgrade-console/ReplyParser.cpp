@@ -23,11 +23,9 @@ struct Key
     bool whole;
 };
 
-constexpr QLatin1String edidErrorKey{"PARSEEDID||"};
-
 QByteArray bytesOf(QLatin1String word)
 {
-    return QByteArray(word.data(), word.size()).trimmed();
+    return QByteArray{word.data(), word.size()}.trimmed();
 }
 
 /** The keys that come most often stand first. */
@@ -41,7 +39,7 @@ const std::vector<Key> &keys()
         {bytesOf(consoletext::netVersionKey), Kind::NetVersion, false},
         {bytesOf(consoletext::firmwareListKey), Kind::FirmwareList, false},
         {bytesOf(consoletext::edidResultKey), Kind::EdidReport, false},
-        {bytesOf(edidErrorKey), Kind::EdidError, false},
+        {bytesOf(consoletext::parseEdid) + bytesOf(consoletext::separator), Kind::EdidError, false},
         {bytesOf(consoletext::connectSuccess), Kind::Connected, true},
         {bytesOf(consoletext::disconnected), Kind::Disconnected, true},
         {bytesOf(consoletext::upgradeSuccess), Kind::UpgradeSuccess, true},

@@ -267,7 +267,7 @@ void SendNetCommand::showProgress()
 {
     const bool isSending = m_stage == Stage::Entering || m_stage == Stage::Sending;
     const double seconds = std::chrono::duration<double>(now() - m_begun).count();
-    const double sent = double(m_blocks->sent());
+    const auto sent = double(m_blocks->sent());
     QStringList parts{bars::percent(m_percent)};
     if (isSending && seconds > 0 && sent > 0) {
         const double left = (double(m_blocks->size()) - sent) * seconds / sent;

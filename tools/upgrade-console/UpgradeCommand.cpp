@@ -18,7 +18,7 @@ const WantedMcu networkRow{QStringLiteral("MAIN"), 0, {}};
 
 QByteArray bytes(QLatin1String word)
 {
-    return QByteArray(word.data(), word.size());
+    return {word.data(), word.size()};
 }
 
 LineEvent eventOf(const AgentReply &reply)
