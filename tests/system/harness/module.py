@@ -73,4 +73,6 @@ def hold(line):
 
 
 def release():
-    os.remove(HOLD)
+    """Every command may begin."""
+    with contextlib.suppress(FileNotFoundError):
+        os.remove(HOLD)

@@ -1,0 +1,210 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The power is cut at every step of an install. What is left, and that the next install goes
+well, is what the table of docs/net-install.md says."""
+
+import os
+import re
+import typing
+
+from harness import frames, module, netimage, networld, texts, wait, world
+from harness.blocksender import BLOCK_REPLIES, DONE, ENTER_REPLIES
+from harness.package import image_bytes
+
+DOCUMENT = os.path.join(os.path.dirname(__file__), "..", "..", "docs", "net-install.md")
+# More than tar takes at once, so that it can be stopped in the middle of a file.
+FILES = {**netimage.FILES, "usr/bin/agent": image_bytes(24_000, "large")}
+NEW_FILES = {**networld.OLD_FILES, **FILES}
+IMAGE = netimage.image(FILES)
+ARCHIVE = IMAGE[netimage.HEAD_SIZE:]
+VERSIONS = {"old": b"1.00", "new": b"1.23"}
+HALF_PATH = f"/tmp/bin:{os.environ.get('PATH')}"
+# A program in the way of tar: the beginning of the archive, and no end.
+HALF_BZIP2 = '#!/bin/sh\n/usr/bin/bzip2 "$@" | head -c 20480\nexec sleep 1000\n'
+
+HELD = {"`sudo md5sum`": module.MD5SUM, "`sudo mount -o remount rw /`": module.WRITABLE,
+        "`sudo tar`": module.UNPACK, "`sudo rm`": module.REMOVE,
+        "`sudo mount -o remount ro /`": module.READ_ONLY, "`sync`": module.SYNC,
+        "`sudo reboot`": module.REBOOT}
+LAST_BLOCK, END_OF_TAR, NEXT_ROW = "the last block", "the end of `sudo tar`", "the next row"
+
+
+class Cut(typing.NamedTuple):
+    """One line of the document's table."""
+
+    before: str
+    archive: str
+    files: str
+    package: str
+    blocks: str
+
+
+def document():
+    with open(DOCUMENT, encoding="utf-8") as file:
+        return file.read()
+
+
+def table():
+    rows = document().split("| before | archive |")[1].split("\n\n")[0].splitlines()[2:]
+    return [Cut(*(cell.strip() for cell in row.strip("|").split("|"))) for row in rows]
+
+
+def code_block(language):
+    return re.search(rf"```{language}\n(.*?)```", document(), re.DOTALL).group(1)
+
+
+class KillWorld(networld.NetWorld):
+    """Cuts the power, looks at the disk, and installs again."""
+
+    def prepare(self, cut):
+        """A module with an older version, about to be stopped."""
+        if self.agent:
+            self.agent.cut_power()
+        module.clean(networld.OLD_FILES)
+        with open(netimage.VERSION_FILE, "wb") as file:
+            file.write(VERSIONS["old"])
+        more = {}
+        if cut.before in HELD:
+            module.hold(HELD[cut.before])
+        elif cut.before == END_OF_TAR:
+            os.makedirs("/tmp/bin", exist_ok=True)
+            with open("/tmp/bin/bzip2", "w", encoding="ascii") as file:
+                file.write(HALF_BZIP2)
+            os.chmod("/tmp/bin/bzip2", 0o755)
+            more = {"PATH": HALF_PATH}
+        self.start_agent(**more)
+
+    def wait_for(self, cut):
+        if cut.before in HELD:
+            module.wait_for_command(HELD[cut.before])
+        elif cut.before == END_OF_TAR:
+            def mixed():
+                agent = module.files().get("usr/bin/agent")
+                return agent and agent != networld.OLD_FILES["usr/bin/agent"]
+            wait.until(mixed, 15, "mixture of files")
+        elif cut.before == NEXT_ROW:
+            wait.until(lambda: module.version() == VERSIONS["new"], 15, "version file")
+
+    def cut(self, cut, version):
+        self.wait_for(cut)
+        self.agent.cut_power()
+        self.assert_left(cut, version)
+        module.release()
+
+    def assert_left(self, cut, version):
+        archive, files = module.archive(), module.files()
+        self.assertEqual(module.version(), VERSIONS[version])
+        if cut.archive == "a part":
+            self.assertTrue(0 < len(archive) < len(ARCHIVE) and ARCHIVE.startswith(archive))
+        else:
+            self.assertEqual(networld.shown(archive),
+                             networld.shown({"whole": ARCHIVE, "none": None}[cut.archive]))
+        if cut.files == "mixed":
+            agent = files.pop("usr/bin/agent")
+            self.assertTrue(0 < len(agent) < 24_000 and FILES["usr/bin/agent"].startswith(agent))
+            self.assertEqual(files, {"etc/hostname": networld.OLD_FILES["etc/hostname"],
+                                     "etc/agent.conf": FILES["etc/agent.conf"]})
+        else:
+            wanted = {"old": networld.OLD_FILES, "new": NEW_FILES}[cut.files]
+            self.assertEqual(networld.shown(files), networld.shown(wanted))
+
+    def begin_again(self):
+        """The module is back, with an empty record of commands."""
+        if os.path.exists(module.LOG):
+            os.remove(module.LOG)
+        self.start_agent()
+
+    def assert_all_well(self, commands):
+        self.assertEqual(module.commands(), commands)
+        self.assert_installed(files=NEW_FILES)
+        self.agent.cut_power()
+
+
+class TestNetKill(KillWorld):
+    """Each line of the table, for either way."""
+
+    def test_table_is_complete(self):
+        cuts = table()
+        self.assertEqual({cut.before for cut in cuts}, {*HELD, LAST_BLOCK, END_OF_TAR, NEXT_ROW})
+        self.assertEqual([cut.before for cut in cuts if cut.package == "-"],
+                         [LAST_BLOCK, "`sudo reboot`"])
+        self.assertEqual([cut.before for cut in cuts if cut.blocks == "-"], [NEXT_ROW])
+
+    def test_document_s_commands(self):
+        """The list of commands, and who may run them."""
+        listed = document().split("## What the module must allow")[1].split("```")[1].split("\n")
+        self.assertEqual(listed[1:-1], [*module.INSTALL, module.REBOOT])
+        allowed = re.findall(r"/usr/s?bin/(.*?)(?:, \\| \"\")\n", code_block("sudoers"))
+        self.assertEqual([f"sudo {command}" for command in allowed],
+                         [line for line in listed[1:-1] if line != module.SYNC])
+
+    def test_document_s_frames(self):
+        hexes = [re.sub(r"[^0-9a-f]", "", one)
+                 for one in re.findall(r"`([0-9a-f]{2}(?: [0-9a-f]{2})+)`", document())]
+        self.assertEqual(hexes, [
+            netimage.enter().hex(), ENTER_REPLIES[DONE],
+            frames.block(0x20, 0, 0, bytes(256))[:11].hex(), BLOCK_REPLIES[DONE]])
+
+    def test_package(self):
+        for cut in table():
+            if cut.package == "-":
+                continue
+            with self.subTest(before=cut.before):
+                self.put_package(netimage.in_package(IMAGE))
+                self.prepare(cut)
+                self.upgrade()
+                self.cut(cut, cut.package)
+                self.begin_again()
+                client = self.upgrade()
+                client.expect(self.run_lines() + texts.rebooted()[:2], 30)
+                self.assert_all_well(module.INSTALL)
+
+    def upgrade(self):
+        """Starts a run on a device of its own; it is not followed beyond the install."""
+        self.start_device(world.chip("NET", 32, version="1.0"))
+        client = self.connect()
+        client.send("UPGRADE||NET,32,0")
+        return client
+
+    @staticmethod
+    def run_lines():
+        return (texts.started() + texts.model_read() + texts.read_fpga("NET")
+                + texts.reads_done() + texts.read_version("NET", "1.0")
+                + texts.decided("1.23.0", "greater", "NET", "1.0.0") + texts.net_item())
+
+    def test_blocks(self):
+        for cut in table():
+            if cut.blocks == "-":
+                continue
+            with self.subTest(before=cut.before):
+                self.prepare(cut)
+                if cut.before == LAST_BLOCK:
+                    self.sender().begin(IMAGE)
+                else:
+                    self.sender().send_all(IMAGE)
+                self.cut(cut, cut.blocks)
+                self.begin_again()
+                sender = self.sender()
+                sender.send_all(IMAGE)
+                self.finish_blocks(sender.client)
+                self.assert_all_well([*module.INSTALL, module.REBOOT])
+
+    def test_agent_alone_is_killed(self):
+        """Its last command ends by itself and nothing follows."""
+        cut = next(cut for cut in table() if cut.before == "`sudo tar`")
+        self.prepare(cut)
+        self.sender().send_all(IMAGE)
+        self.wait_for(cut)
+        self.agent.kill()
+        module.release()
+        wait.until(lambda: module.files() == NEW_FILES, what="unpacked files")
+        self.assertEqual(module.commands(), module.INSTALL[:3])
+        self.assertEqual((module.archive(), module.version()), (ARCHIVE, VERSIONS["old"]))
+        self.begin_again()
+        sender = self.sender()
+        sender.send_all(IMAGE)
+        self.finish_blocks(sender.client)
+        self.assert_all_well([*module.INSTALL, module.REBOOT])
+
+
+if __name__ == "__main__":
+    world.main()
