@@ -51,6 +51,7 @@ private slots:
     void otherKindsGiveTheItemUp();
     void takesTheImageFromTheDevice();
     void deviceImageWithWrongDigest();
+    void deviceImageCannotBeStored();
     void brokenExtendedBlocks();
 
 private:
@@ -220,6 +221,25 @@ void TestNet::deviceImageWithWrongDigest()
     QCOMPARE(world.statusFrames(), QByteArray("017900 017900 017903"));
     QCOMPARE(world.shell.commands(), world.expectedCommands().mid(0, 1));
     QVERIFY(sameTranscript(harness.lines, {"APPSTATUS|9"}));
+}
+
+/** The device hears of it, and the row that the engine stands at has failed. */
+void TestNet::deviceImageCannotBeStored()
+{
+    World world;
+    EngineHarness &harness = *world.harness;
+    QVERIFY(QDir().mkpath(world.archivePath));
+    harness.setPackage(makePackage({aux("A", 1)}));
+    harness.engine->slotConnect("ttyS2");
+    harness.engine->uploadByMergeFW(harness.packagePath(), {"A,1,0"}, 5);
+    harness.engine->sendAppStatus(command::applicationStatus, 0);
+    harness.clear();
+    world.deviceSends(command::writeBlock,
+                      QByteArray::fromHex("010000") + netImageOf(archive).left(500));
+    QCOMPARE(world.statusFrames().right(6), QByteArray("017903"));
+    QVERIFY(sameTranscript(harness.lines, {"APPSTATUS|9", "UPGRADERESULT|A,1,0,,,,,,,,,0,2|2"}));
+    QCOMPARE(world.shell.commands(), QStringList());
+    QVERIFY(harness.engine->timersIdle());
 }
 
 void TestNet::brokenExtendedBlocks()

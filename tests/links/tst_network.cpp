@@ -52,6 +52,7 @@ private slots:
     void secondConnectDropsTheFirst();
     void connectWhileConnecting();
     void closes();
+    void closedWithMuchPending();
     void peerCloses();
     void peerIsAbsent();
     void connectsAgainAfterTheEnd();
@@ -163,6 +164,25 @@ void TestNetwork::closes()
     QVERIFY(waitFor(
         [&] { return device.sockets.first()->state() == QAbstractSocket::UnconnectedState; }));
     link.close();
+}
+
+/** The old socket's end comes late and is nothing to the new one. */
+void TestNetwork::closedWithMuchPending()
+{
+    Device device;
+    CoreTelnet link;
+    QSignalSpy disconnected(&link, &CoreTelnet::disconnected);
+    QVERIFY(device.take(link));
+    QVERIFY(link.write(QByteArray(20 * 1024 * 1024, 'x')));
+    link.close();
+    QVERIFY(device.take(link));
+    QVERIFY(waitFor(
+        [&] { return device.sockets.first()->state() == QAbstractSocket::UnconnectedState; }));
+    settle();
+    QVERIFY(link.isConnected());
+    QCOMPARE(disconnected.count(), 0);
+    QVERIFY(link.write(QByteArray("second")));
+    QCOMPARE(device.read(1, 6), QByteArray("second"));
 }
 
 void TestNetwork::peerCloses()
