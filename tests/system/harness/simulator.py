@@ -44,6 +44,11 @@ class Simulator(Process):
         assert answer == "ok" or answer.startswith("ok "), f"{line}: {answer}"
         return answer[3:]
 
+    def device(self):
+        """The device file that it was started with."""
+        with open(self.device_file, encoding="ascii") as file:
+            return json.load(file)
+
     def status(self):
         return json.loads(self.control("status"))
 

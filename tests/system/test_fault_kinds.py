@@ -1,0 +1,217 @@
+# SPDX-License-Identifier: Apache-2.0
+"""One fault of each kind, each at another command of the run; and faults that come and go."""
+
+from harness import chain, framelist, texts, world
+from harness.chain import NEW, OLD
+from harness.package import Image, image_bytes
+
+KEY = Image("KEY", image_bytes(300, "key"), chip_type=2)
+FRAMES = [framelist.MODEL, *framelist.mcu(1), *framelist.mcu(0), framelist.version(1),
+          framelist.version(0), *framelist.image(1, 0, 700), *framelist.image(0, 0, 1000),
+          framelist.PRODUCT_ID, framelist.REBOOT, framelist.PRODUCT_ID, framelist.virtual(5)]
+ASK_VERSION = texts.read_version("MAIN", OLD)[:1]
+VERSION_FAIL = "Read the version information of 'MAIN' fail, {}."
+BOOTCODE_FAIL = "Read the bootcode information of 'MAIN' fail, {}."
+BLOCK_FAIL = "F/W update timeout, retry {}."
+
+
+def repeated(frame, times, at=0):
+    """The run's frames with one of them sent again; `at` counts its places in a whole run."""
+    place = [number for number, one in enumerate(FRAMES) if one == frame][at]
+    return FRAMES[:place] + [frame] * times + FRAMES[place:]
+
+
+class TestFaultKinds(chain.TwoChips):
+    """The kind is the test; the run goes through unless it says otherwise."""
+
+    def begin(self, *faults):
+        client = self.start(world.chip("AUX", 1), world.chip("MAIN"),
+                            images=(chain.AUX, chain.MAIN), faults=faults)
+        client.send(chain.REQUEST)
+        return client
+
+    def finish(self, client, expected, host_frames):
+        client.expect(expected, 100)
+        client.sync()
+        self.assert_flash({(1, 0): chain.AUX.data, (0, 0): chain.MAIN.data})
+        self.assert_frames(*host_frames)
+
+    def check(self, step, faults, said, host_frames):
+        """Until the reply of a step is awaited, nothing differs; then the fault is told."""
+        self.finish(self.begin(*faults), chain.until(step) + said + chain.behind(step),
+                    host_frames)
+
+    def test_silent_once(self):
+        self.check("product_info", ["silent:word=product-info,type=0,count=once"],
+                   texts.log("Read the product information of 'MAIN' fail, retry 1.",
+                             "Read the product information of 'MAIN'."),
+                   repeated(framelist.info(0), 1))
+
+    def test_silent_twice(self):
+        self.check("reboot", ["silent:word=reboot,count=twice"],
+                   texts.log("Reboot fail, retry 1.", "Send reboot command.",
+                             "Reboot fail, retry 2.", "Send reboot command."),
+                   repeated(framelist.REBOOT, 2))
+
+    def test_refused_once(self):
+        """A main MCU that refuses is still starting: it is asked again at the usual time."""
+        self.check("product_id_of_main", ["refuse:word=product-id,count=once"],
+                   texts.log("Read product ID fail, retry 1."),
+                   repeated(framelist.PRODUCT_ID, 1))
+
+    def test_refused_twice(self):
+        self.check("version", ["refuse:word=version,type=0,count=twice"],
+                   texts.log(VERSION_FAIL.format("retry 1")) + ASK_VERSION
+                   + texts.log(VERSION_FAIL.format("retry 2")) + ASK_VERSION,
+                   repeated(framelist.version(0), 2))
+
+    def test_refused_three_times(self):
+        """Without the main MCU's bootcode information there is no upgrade."""
+        client = self.begin("refuse:word=bootcode,type=0,count=three-times")
+        ask = texts.read_bootcode("MAIN")[:1]
+        client.expect(
+            chain.until("bootcode") + texts.log(BOOTCODE_FAIL.format("retry 1")) + ask
+            + texts.log(BOOTCODE_FAIL.format("retry 2")) + ask
+            + texts.log(BOOTCODE_FAIL.format("check the next mcu"),
+                        BOOTCODE_FAIL.format("exit upgrade")) + texts.failed(1, 2))
+        client.sync()
+        asked = [framelist.MODEL, *framelist.mcu(1), *[framelist.bootcode(0)] * 3]
+        self.assert_frames(*asked)
+        self.assert_whole_run(client, False, 2, OLD, OLD)
+        self.assert_frames(*asked, *FRAMES)
+
+    def test_short_reply(self):
+        self.check("product_info", ["short:word=product-info,type=0,bytes=3,count=once"],
+                   texts.log("Read the product information of 'MAIN' fail, retry 1.",
+                             "Read the product information of 'MAIN'."),
+                   repeated(framelist.info(0), 1))
+
+    def test_bad_checksum(self):
+        self.check("version", ["bad-checksum:word=version,type=0,count=once"],
+                   texts.log(VERSION_FAIL.format("retry 1")) + ASK_VERSION,
+                   repeated(framelist.version(0), 1))
+
+    def test_wrong_command_word(self):
+        self.check("bootcode", ["wrong-word:word=bootcode,type=0,as=version,count=once"],
+                   texts.log(BOOTCODE_FAIL.format("retry 1"),
+                             "Read bootcode information of 'MAIN'."),
+                   repeated(framelist.bootcode(0), 1))
+
+    def test_late_after_the_retry(self):
+        """The first reply comes while another command's is awaited."""
+        self.check("version", ["late:word=version,type=0,delay=10500,count=once"],
+                   texts.log(VERSION_FAIL.format("retry 1")) + ASK_VERSION,
+                   repeated(framelist.version(0), 1))
+
+    def test_late_enter_reply(self):
+        """It comes while a block's acknowledgement is awaited, and is not taken for one."""
+        client = self.begin("late:word=enter,type=0,delay=33000,count=once",
+                            "silent:word=block,type=0,block=1,count=once")
+        shown = texts.further_blocks(1, 2, len(chain.MAIN.data))
+        size = len(chain.MAIN.data)
+        written = (texts.entered("MAIN") + texts.first_block(1, 2, size) + shown[:1]
+                   + texts.log(BLOCK_FAIL.format(1)) + shown[1:])
+        host_frames = repeated(framelist.enter(0), 1)
+        host_frames[host_frames.index("7901 block type=0 index=0 x4")] = (
+            "7901 block type=0 index=0 x5")
+        self.finish(client,
+                    chain.until("enter")
+                    + texts.log("'MAIN' Enter F/W Update Mode fail, retry 1.") + written
+                    + chain.behind("last_acknowledgement"), host_frames)
+
+    def test_late_reply_of_another_row(self):
+        """Replies are told apart by their command alone: one that is late counts for the row
+        whose reply to the same command is awaited."""
+        client = self.start(world.chip("AUX", 1), world.chip("KEY", 2, version="0.9.0"),
+                            images=(chain.AUX, KEY),
+                            faults=["late:word=version,type=1,delay=12000,count=once",
+                                    "silent:word=version,type=2,count=once"])
+        client.send("UPGRADE||AUX,1,0||KEY,2,0")
+        client.expect(
+            texts.started() + texts.model_read() + texts.read_mcu("AUX") + texts.read_mcu("KEY")
+            + texts.reads_done() + texts.read_version("AUX", OLD)[:1]
+            + texts.log("Read the version information of 'AUX' fail, retry 1.")
+            + texts.read_version("AUX", OLD) + texts.read_version("KEY", OLD)
+            + texts.decided(NEW, "greater", "AUX", OLD)
+            + texts.image("AUX", 0, 2, 700) + texts.decided(NEW, "greater", "KEY", OLD)
+            + texts.image("KEY", 1, 2, 300) + texts.rebooted() + texts.virtual_version_set()
+            + texts.succeeded(), 60)
+        client.sync()
+        self.assert_flash({(1, 0): chain.AUX.data, (2, 0): KEY.data})
+
+    def test_duplicate_replies(self):
+        """Those behind the images; the second one may come when the run has ended."""
+        self.check("", [f"duplicate:word={word}"
+                        for word in ("product-id", "reboot", "set-virtual-version")], [], FRAMES)
+
+    def test_unplugged(self):
+        client = self.run_until("bootcode")
+        self.simulator.control("link off")
+        self.simulator.control("fault clear")
+        ask = texts.read_bootcode("MAIN")[:1]
+        client.expect(
+            texts.log(BOOTCODE_FAIL.format("retry 1")) + ask
+            + texts.log(BOOTCODE_FAIL.format("retry 2")) + ask
+            + texts.log(BOOTCODE_FAIL.format("check the next mcu"),
+                        BOOTCODE_FAIL.format("exit upgrade")) + texts.failed(1, 2), 40)
+        client.sync()
+        heard = [framelist.MODEL, *framelist.mcu(1), framelist.bootcode(0)]
+        self.assert_frames(*heard)
+        self.simulator.control("link on")
+        self.assert_whole_run(client, False, 2, OLD, OLD)
+        self.assert_frames(*heard, *FRAMES)
+
+    def test_unplugged_and_mended(self):
+        """The image goes on at the block that was lost."""
+        client = self.run_until("middle_block")
+        self.simulator.control("link off")
+        self.simulator.control("fault clear")
+        client.expect(texts.log(BLOCK_FAIL.format(1)), 20)
+        self.simulator.control("link on")
+        host_frames = list(FRAMES)
+        # Heard before the link was cut and once more when it was mended.
+        host_frames[host_frames.index("7901 block type=0 index=0 x4")] = (
+            "7901 block type=0 index=0 x5")
+        self.finish(client, texts.log(BLOCK_FAIL.format(2)) + chain.behind("middle_block"),
+                    host_frames)
+
+    def test_changed_in_mid_run(self):
+        """Faults come, go and follow each other while the run awaits a reply."""
+        client = self.run_until("model_name")
+        control = self.simulator.control
+        self.assertEqual(control("fault list"), chain.FAULTS["model_name"])
+        control("fault clear")
+        self.assertEqual(control("fault list"), "")
+        for fault in ("refuse:word=bootcode,type=0,count=once",
+                      "silent:word=set-virtual-version,count=once", "lose-reply:word=reboot"):
+            control(f"fault add {fault}")
+        self.assertEqual(control("fault list").split()[1:],
+                         ["silent:word=set-virtual-version,count=once", "lose-reply:word=reboot"])
+        ask = texts.read_bootcode("MAIN")[:1]
+        between = chain.until("reboot")[len(chain.until("bootcode")):]
+        client.expect(
+            texts.log("Read model name fail, retry 1.")
+            + chain.until("bootcode")[len(chain.until("model_name")):]
+            + texts.log(BOOTCODE_FAIL.format("retry 1")) + ask + between, 60)
+        self.simulator.wait_for_frames(FRAMES_UNTIL_REBOOT)
+        # The device reboots, but nobody was told so; the next command finds it up again.
+        control("fault clear")
+        control("fault add refuse:word=set-virtual-version,count=once")
+        client.expect(
+            texts.log("Reboot fail, retry 1.", "Send reboot command.")
+            + chain.until("set_virtual_version")[len(chain.until("reboot")):]
+            + texts.log("Set virtual version fail.",
+                        "All firmware upgrade done, but set virtual version fail.")
+            + texts.succeeded(), 60)
+        client.sync()
+        self.assert_flash({(1, 0): chain.AUX.data, (0, 0): chain.MAIN.data})
+        self.assertEqual(self.simulator.status()["virtual_version"], 0)
+        self.assertEqual(self.simulator.status()["reboots"], 2)
+
+
+# All blocks count, and so do the second model name and the second bootcode read.
+FRAMES_UNTIL_REBOOT = 1 + 4 + 2 + (1 + 3) + (1 + 4) + 1 + 1 + 2
+
+
+if __name__ == "__main__":
+    world.main()
