@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """One fault of each kind, each at another command of the run; and faults that come and go."""
 
-from harness import chain, framelist, texts, world
+from harness import chain, framelist, texts, wait, world
 from harness.chain import NEW, OLD
 from harness.package import Image, image_bytes
 
@@ -15,10 +15,15 @@ BOOTCODE_FAIL = "Read the bootcode information of 'MAIN' fail, {}."
 BLOCK_FAIL = "F/W update timeout, retry {}."
 
 
-def repeated(frame, times, at=0):
-    """The run's frames with one of them sent again; `at` counts its places in a whole run."""
-    place = [number for number, one in enumerate(FRAMES) if one == frame][at]
+def repeated(frame, times):
+    """The run's frames with one of them, where it comes first, sent again."""
+    place = FRAMES.index(frame)
     return FRAMES[:place] + [frame] * times + FRAMES[place:]
+
+
+def with_block_repeated(host_frames):
+    """The main MCU's image has four blocks; one of them was sent twice."""
+    return [frame.replace("type=0 index=0 x4", "type=0 index=0 x5") for frame in host_frames]
 
 
 class TestFaultKinds(chain.TwoChips):
@@ -99,9 +104,16 @@ class TestFaultKinds(chain.TwoChips):
 
     def test_late_after_the_retry(self):
         """The first reply comes while another command's is awaited."""
-        self.check("version", ["late:word=version,type=0,delay=10500,count=once"],
-                   texts.log(VERSION_FAIL.format("retry 1")) + ASK_VERSION,
-                   repeated(framelist.version(0), 1))
+        ask = texts.read_info("MAIN")[:1]
+        host_frames = repeated(framelist.bootcode(0), 1)
+        host_frames.insert(host_frames.index(framelist.info(0)), framelist.info(0))
+        self.finish(
+            self.begin("late:word=bootcode,type=0,delay=13000,count=once",
+                       "silent:word=product-info,type=0,count=once"),
+            chain.until("bootcode") + texts.log(BOOTCODE_FAIL.format("retry 1"))
+            + texts.read_bootcode("MAIN", "APP") + ask
+            + texts.log("Read the product information of 'MAIN' fail, retry 1.") + ask
+            + chain.behind("product_info"), host_frames)
 
     def test_late_enter_reply(self):
         """It comes while a block's acknowledgement is awaited, and is not taken for one."""
@@ -111,13 +123,11 @@ class TestFaultKinds(chain.TwoChips):
         size = len(chain.MAIN.data)
         written = (texts.entered("MAIN") + texts.first_block(1, 2, size) + shown[:1]
                    + texts.log(BLOCK_FAIL.format(1)) + shown[1:])
-        host_frames = repeated(framelist.enter(0), 1)
-        host_frames[host_frames.index("7901 block type=0 index=0 x4")] = (
-            "7901 block type=0 index=0 x5")
         self.finish(client,
                     chain.until("enter")
                     + texts.log("'MAIN' Enter F/W Update Mode fail, retry 1.") + written
-                    + chain.behind("last_acknowledgement"), host_frames)
+                    + chain.behind("last_acknowledgement"),
+                    with_block_repeated(repeated(framelist.enter(0), 1)))
 
     def test_late_reply_of_another_row(self):
         """Replies are told apart by their command alone: one that is late counts for the row
@@ -168,12 +178,9 @@ class TestFaultKinds(chain.TwoChips):
         self.simulator.control("fault clear")
         client.expect(texts.log(BLOCK_FAIL.format(1)), 20)
         self.simulator.control("link on")
-        host_frames = list(FRAMES)
-        # Heard before the link was cut and once more when it was mended.
-        host_frames[host_frames.index("7901 block type=0 index=0 x4")] = (
-            "7901 block type=0 index=0 x5")
+        # The block was heard before the link was cut, and once more when it was mended.
         self.finish(client, texts.log(BLOCK_FAIL.format(2)) + chain.behind("middle_block"),
-                    host_frames)
+                    with_block_repeated(FRAMES))
 
     def test_changed_in_mid_run(self):
         """Faults come, go and follow each other while the run awaits a reply."""
@@ -193,7 +200,7 @@ class TestFaultKinds(chain.TwoChips):
             texts.log("Read model name fail, retry 1.")
             + chain.until("bootcode")[len(chain.until("model_name")):]
             + texts.log(BOOTCODE_FAIL.format("retry 1")) + ask + between, 60)
-        self.simulator.wait_for_frames(FRAMES_UNTIL_REBOOT)
+        wait.until(lambda: self.simulator.status()["reboots"] == 1, 10, "reboot")
         # The device reboots, but nobody was told so; the next command finds it up again.
         control("fault clear")
         control("fault add refuse:word=set-virtual-version,count=once")
@@ -207,10 +214,6 @@ class TestFaultKinds(chain.TwoChips):
         self.assert_flash({(1, 0): chain.AUX.data, (0, 0): chain.MAIN.data})
         self.assertEqual(self.simulator.status()["virtual_version"], 0)
         self.assertEqual(self.simulator.status()["reboots"], 2)
-
-
-# All blocks count, and so do the second model name and the second bootcode read.
-FRAMES_UNTIL_REBOOT = 1 + 4 + 2 + (1 + 3) + (1 + 4) + 1 + 1 + 2
 
 
 if __name__ == "__main__":
