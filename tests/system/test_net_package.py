@@ -98,6 +98,18 @@ class TestNetPackage(networld.NetWorld):
         self.assertEqual(module.commands(), module.INSTALL)
         self.assert_module(NET_IMAGE[netimage.HEAD_SIZE:], networld.OLD_FILES, "1.23")
 
+    def test_sudo_is_not_allowed(self):
+        """Without a digest nothing is installed."""
+        self.put_package(NET)
+        self.start_device(MODULE_CHIP)
+        self.start_agent(SANDBOX_SUDO_FAIL="md5sum mount tar rm reboot")
+        client = self.connect()
+        client.ask("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5")
+        client.send("UPGRADE||NET,32,0")
+        client.expect(reads("NET") + texts.net_item_refused() + texts.rebooted()[:2])
+        self.assertEqual(module.commands(), [module.MD5SUM])
+        self.assert_module(NET_IMAGE[netimage.HEAD_SIZE:], networld.OLD_FILES, None)
+
     def assert_refused(self, image, archive):
         """The item is given up, the next one gets its image once, and nothing is unpacked."""
         client = self.begin(netimage.in_package(image), AUX, request=TWO_ROWS)
