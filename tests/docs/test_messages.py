@@ -1,0 +1,75 @@
+# SPDX-License-Identifier: Apache-2.0
+"""docs/messages.md against the source: no text missing on either side, and no words elsewhere."""
+
+import os
+import re
+import sys
+import unittest
+
+import wire_texts
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+PAGE = os.path.join(ROOT, "docs", "messages.md")
+# What may say something: every call in these rooms takes its words from the texts' own headers.
+SPEAKING_ROOMS = ["console", "engine", "netupgrade", "upload"]
+SPEAKING_CALLS = re.compile(r"\b(say|sayInChain|sayNet|sayToList|tell|reply|write|emit message)"
+                            r"\([^;]*?\"[^\"]{4,}\"", re.S)
+
+
+def documented():
+    """Text -> number of rows that have it, from the first column of every table."""
+    found = {}
+    with open(PAGE, encoding="utf-8") as file:
+        for line in file:
+            if not line.startswith("| `"):
+                continue
+            first = re.split(r"(?<!\\)\|", line)[1]
+            for text in re.findall(r"`([^`]+)`", first):
+                text = text.replace("\\|", "|")
+                found[text] = found.get(text, 0) + 1
+    return found
+
+
+class Messages(unittest.TestCase):
+    def test_every_text_is_documented(self):
+        missing = sorted(set(wire_texts.all_texts(ROOT)) - set(documented()))
+        self.assertEqual(missing, [], "missing in docs/messages.md")
+
+    def test_every_documented_text_exists(self):
+        unknown = sorted(set(documented()) - set(wire_texts.all_texts(ROOT)))
+        self.assertEqual(unknown, [], "in docs/messages.md, but nowhere in the source")
+
+    def test_every_text_has_one_row(self):
+        twice = sorted(text for text, rows in documented().items() if rows > 1)
+        self.assertEqual(twice, [])
+
+    def test_rows_are_complete(self):
+        with open(PAGE, encoding="utf-8") as file:
+            for number, line in enumerate(file, 1):
+                if line.startswith("| `"):
+                    cells = re.split(r"(?<!\\)\|", line.strip())[1:-1]
+                    self.assertEqual(len(cells), 4, f"line {number}")
+                    self.assertTrue(all(cell.strip() for cell in cells), f"line {number}")
+
+    def test_there_are_as_many_as_expected(self):
+        """A reader that finds nothing would find nothing missing, too."""
+        texts = wire_texts.all_texts(ROOT)
+        self.assertGreater(len(texts), 180)
+        for text in ("Read model name.", "APPSTATUS", "UPGRADELOG||Unknow command.\\r\\n",
+                     "NET firmware ver%1 upgrade success.", "Reboot systerm fail.",
+                     "SingleUploadFail", "Speciality error."):
+            self.assertIn(text, texts)
+
+    def test_nobody_speaks_beside_the_texts(self):
+        for room in SPEAKING_ROOMS:
+            folder = os.path.join(ROOT, "src", room)
+            for name in sorted(os.listdir(folder)):
+                if not name.endswith(".cpp"):
+                    continue
+                with open(os.path.join(folder, name), encoding="utf-8") as file:
+                    source = re.sub(r"^\s*qC.*?;$", "", file.read(), flags=re.M | re.S)
+                self.assertIsNone(SPEAKING_CALLS.search(source), f"{room}/{name}")
+
+
+if __name__ == "__main__":
+    sys.exit(unittest.main())
