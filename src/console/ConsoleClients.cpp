@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The clients of the console: coming, going, reading and writing.
-#include "console/ConsoleTexts.h"
 #include "console/TCPServer.h"
 #include "netupgrade/NetModelUpgrade.h"
 #include "platform/Descriptors.h"
 #include "platform/Log.h"
+#include "protocol/ConsoleTexts.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>

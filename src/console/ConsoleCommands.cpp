@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // What each request of the console does.
 #include "console/ConsoleRequest.h"
-#include "console/ConsoleTexts.h"
 #include "console/FirmwareRows.h"
 #include "console/TCPServer.h"
 #include "edid/DumpText.h"
@@ -9,6 +8,7 @@
 #include "links/WorkerCOM.h"
 #include "netupgrade/NetModelUpgrade.h"
 #include "platform/Log.h"
+#include "protocol/ConsoleTexts.h"
 
 #include <QFileInfo>
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the engine and the others tell, turned into replies.
-#include "console/ConsoleTexts.h"
 #include "console/TCPServer.h"
 #include "links/WorkerCOM.h"
 #include "platform/Log.h"
+#include "protocol/ConsoleTexts.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/ConsoleRequest.h"
 
-#include "console/ConsoleTexts.h"
+#include "protocol/ConsoleTexts.h"
 
 #include <algorithm>
 #include <array>

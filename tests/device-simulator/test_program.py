@@ -232,6 +232,9 @@ class TestProgram(unittest.TestCase):
         self.assertIn("/nowhere.json", missing.stderr)
         shown = run("--help")
         self.assertEqual((shown.returncode, shown.stderr), (0, ""))
+        completion = run("--bash-completion").stdout
+        for option in ("--device", "--fault", "--control"):
+            self.assertIn(option, completion)
         self.assertRegex(run("--version").stdout, r"^device-simulator \d+\.\d+\.\d+\n$")
 
 

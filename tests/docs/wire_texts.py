@@ -11,12 +11,12 @@ LITERALS = rf"({LITERAL}(?:\s*{LITERAL})*)"
 # Where the texts are. Console requests and the names of the engine's own messages go the other way
 # or nowhere.
 CONSTANTS = ["src/engine/EngineTexts.h", "src/package/BuildTexts.h", "src/upload/UploadTexts.h",
-             "src/console/ConsoleTexts.h", "src/netupgrade/NetTexts.h"]
+             "src/protocol/ConsoleTexts.h", "src/netupgrade/NetTexts.h"]
 NOT_SENT = {
-    "src/console/ConsoleTexts.h": ["// Requests", "// First elements of the engine's messages"],
+    "src/protocol/ConsoleTexts.h": ["// Requests", "// First elements of the engine's messages"],
 }
 # Pieces of a line, and words that the agent only reads.
-PIECES = {"src/console/ConsoleTexts.h": {"||", r"\r\n", "RebootDone"}}
+PIECES = {"src/protocol/ConsoleTexts.h": {"||", r"\r\n", "RebootDone"}}
 TABLE = "src/engine/SequencerTable.cpp"
 VERSION_LINES = "src/planning/CandidateWalk.cpp"
 

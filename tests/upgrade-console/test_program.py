@@ -508,7 +508,7 @@ class TestCompletion(ConsoleTest):
     """The script that bash reads."""
 
     def complete(self, *words):
-        script = self.run_alone("--completion", "bash").stdout
+        script = self.run_alone("--bash-completion").stdout
         script += f"\nCOMP_WORDS=({' '.join(repr(word) for word in words)})\n"
         script += f"COMP_CWORD={len(words) - 1}\n_upgrade_console\nprintf '%s\\n' \"${{COMPREPLY[@]}}\"\n"
         result = subprocess.run(["bash", "--norc", "-u", "-c", script], capture_output=True,

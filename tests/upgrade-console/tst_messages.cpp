@@ -103,7 +103,7 @@ QStringList buildTexts()
 QStringList serverTexts()
 {
     QStringList texts;
-    for (const QString &text : literalsOf(sourceOf("src/console/ConsoleTexts.h")))
+    for (const QString &text : literalsOf(sourceOf("src/protocol/ConsoleTexts.h")))
         if (text.startsWith("UPGRADELOG||") && text != "UPGRADELOG||")
             texts += text.mid(12).remove("\r\n");
     texts.replaceInStrings(QRegularExpression(" $"), " %1");
@@ -117,20 +117,6 @@ QMap<QString, QStringList> allTexts()
         {"net", netTexts()},       {"decisions", decisionTexts()},  {"building", buildTexts()},
         {"server", serverTexts()},
     };
-}
-
-/** The constants of a list of wire words: name and text. */
-QMap<QString, QString> wireWords(const QString &source)
-{
-    static const QRegularExpression constant(
-        "constexpr QLatin1String (\\w+)(?: = |\\{)\"([^\"]*)\"");
-    QMap<QString, QString> words;
-    auto matches = constant.globalMatch(source);
-    while (matches.hasNext()) {
-        const auto match = matches.next();
-        words[match.captured(1)] = match.captured(2);
-    }
-    return words;
 }
 
 /** The same for a text with places, with numbers, or with both. */
@@ -161,16 +147,6 @@ private slots:
             QVERIFY2(source->size() >= 3, qPrintable(source.key()));
         QVERIFY(engineTexts().size() > 60);
         QVERIFY(sequencerTexts().size() > 45);
-    }
-
-    /** The client has its own list of the wire's words: the agent's is for the agent alone. */
-    void wireWordsAreTheAgents()
-    {
-        const auto ours = wireWords(sourceOf("tools/upgrade-console/ConsoleTexts.h"));
-        const auto agents = wireWords(sourceOf("src/console/ConsoleTexts.h"));
-        QVERIFY(ours.size() >= 25);
-        for (auto word = ours.begin(); word != ours.end(); ++word)
-            QCOMPARE(agents.value(word.key()), word.value());
     }
 
     void everyTextHasARow()

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "upgrade-console/ExitCode.h"
+#include "common/ExitCodes.h"
 #include "upgrade-console/Options.h"
 
 #include <QFile>
@@ -86,8 +86,8 @@ private slots:
             QVERIFY2(text.contains(QString::fromLatin1(row.name)), row.name);
         for (const OptionRow &row : optionRows())
             QVERIFY2(text.contains(QString::fromLatin1(row.name)), row.name);
-        for (int code = 0; code < exitCodeCount; ++code)
-            QVERIFY(text.contains(QStringLiteral(".TP\n.B %1\n").arg(code)));
+        for (const ExitCodeWords &words : exitCodes())
+            QVERIFY(text.contains(QStringLiteral(".TP\n.B %1\n").arg(int(words.code))));
     }
 
     void theHelpHasEveryOption()

@@ -5,10 +5,10 @@ const QVector<ExitCodeWords> &exitCodes()
 {
     static const QVector<ExitCodeWords> all{
         {ExitCode::Done, "done", "Done."},
-        {ExitCode::Failed, "failed", "Failed; nothing half-done was left behind."},
+        {ExitCode::Failed, "failed", "Failed; the words say what and why."},
         {ExitCode::Usage, "usage", "The command line is wrong."},
         {ExitCode::NothingToDo, "nothing-to-do", "There was nothing to do."},
-        {ExitCode::DeviceBusy, "device-busy", "The device is busy with another run."},
+        {ExitCode::DeviceBusy, "device-busy", "The device is busy with an upgrade."},
         {ExitCode::CannotConnect, "cannot-connect", "No connection could be made."},
         {ExitCode::ConnectionLost, "connection-lost",
          "The connection was lost, or there was no sign of life for too long."},

@@ -38,6 +38,17 @@ QString indented(const QString &title, const QStringList &lines)
     return QStringLiteral("\n%1:\n  %2\n").arg(title, lines.join(QStringLiteral("\n  ")));
 }
 
+/** For bash, from the same table as the options; what is no option is a file. */
+QString bashCompletion()
+{
+    QStringList names{QStringLiteral("--help"), QStringLiteral("--version")};
+    for (const OptionRow &row : rows)
+        names.append(QLatin1String("--") + QLatin1String(row.name));
+    return QStringLiteral("# bash completion for device-simulator\n"
+                          "complete -o default -W '%1' device-simulator\n")
+        .arg(names.join(QLatin1Char(' ')));
+}
+
 QString helpText(const QCommandLineParser &parser)
 {
     return parser.helpText() + indented(QStringLiteral("Faults"), Fault::help()) +
@@ -130,6 +141,9 @@ std::optional<Options> Options::parse(const QStringList &arguments, Other *other
                                   QStringLiteral("Show this help."));
     parser.addOption(help);
     const QCommandLineOption version = parser.addVersionOption();
+    const QCommandLineOption completion(QStringLiteral("bash-completion"),
+                                        QStringLiteral("Print a completion script for bash."));
+    parser.addOption(completion);
     for (const OptionRow &row : rows)
         parser.addOption(
             {QLatin1String(row.name), QLatin1String(row.help), QLatin1String(row.value)});
@@ -141,6 +155,10 @@ std::optional<Options> Options::parse(const QStringList &arguments, Other *other
     }
     if (isParsed && parser.isSet(version)) {
         *other = {0, QStringLiteral("device-simulator %1\n").arg(QLatin1String(PROJECT_VERSION))};
+        return std::nullopt;
+    }
+    if (isParsed && parser.isSet(completion)) {
+        *other = {0, bashCompletion()};
         return std::nullopt;
     }
     Options options;

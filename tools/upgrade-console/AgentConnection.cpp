@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/AgentConnection.h"
 
-#include "upgrade-console/ConsoleTexts.h"
+#include "protocol/ConsoleTexts.h"
 
 #include <algorithm>
 

@@ -8,23 +8,6 @@
 
 namespace {
 
-struct ExitRow
-{
-    const char *name;
-    const char *meaning;
-};
-
-const ExitRow exitRows[exitCodeCount] = {
-    {"done", "done"},
-    {"failed", "failed"},
-    {"usage", "wrong usage"},
-    {"nothing-to-do", "nothing to do"},
-    {"busy", "the device is busy with an upgrade"},
-    {"cannot-connect", "cannot connect"},
-    {"connection-lost", "connection lost, or no sign of life for --timeout seconds"},
-    {"package-refused", "the package was refused"},
-};
-
 struct BlockStatus
 {
     quint8 status;
@@ -58,7 +41,7 @@ const std::vector<CauseRow> causeRows = {
      "the upgrade has ended, but another client got its last words",
      "Run the upgrade again: in mode 2 it only writes what is still older than the package."},
 
-    {Cause::Busy, "busy", ExitCode::Busy, "",
+    {Cause::Busy, "busy", ExitCode::DeviceBusy, "",
      "the device is busy with an upgrade",
      "Wait for its end and try again. Whoever asks takes over the running upgrade's messages: do not ask often."},
     {Cause::NothingToDo, "nothing-to-do", ExitCode::NothingToDo, "6",
@@ -182,16 +165,6 @@ const std::vector<CauseRow> causeRows = {
 // clang-format on
 
 } // namespace
-
-QString exitCodeName(ExitCode code)
-{
-    return QString::fromLatin1(exitRows[int(code)].name);
-}
-
-QString exitCodeMeaning(ExitCode code)
-{
-    return QString::fromLatin1(exitRows[int(code)].meaning);
-}
 
 const std::vector<CauseRow> &causeTable()
 {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "upgrade-console/ExitCode.h"
+#include "common/ExitCodes.h"
 
 #include <QJsonObject>
 #include <QString>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/Options.h"
 
-#include "upgrade-console/ExitCode.h"
+#include "common/ExitCodes.h"
 #include "upgrade-console/UpgradeRows.h"
 
 #include <CLI/CLI.hpp>
@@ -19,7 +19,7 @@ using Value = OptionRow::Value;
 constexpr double longestTimeOut = 24.0 * 3600.0;
 
 /** Asks for the completion script; for those who install the program. */
-const char *const completionOption = "--completion";
+const char *const completionOption = "--bash-completion";
 
 CLI::App *ownerOf(CLI::App &app, const OptionRow &row)
 {
@@ -54,9 +54,8 @@ void buildParser(CLI::App &app)
     for (const OptionRow &row : optionRows())
         addOption(app, row);
     std::string footer = "Exit status:\n";
-    for (int code = 0; code < exitCodeCount; ++code)
-        footer += "  " + std::to_string(code) + "  " +
-                  exitCodeMeaning(ExitCode(code)).toStdString() + "\n";
+    for (const ExitCodeWords &words : exitCodes())
+        footer += "  " + std::to_string(int(words.code)) + "  " + words.meaning + "\n";
     app.footer(footer);
 }
 
@@ -174,7 +173,7 @@ std::optional<Options> Options::parse(const QStringList &arguments, Other *other
 {
     CLI::App app("Talks to the upgrade agent of a device.", "upgrade-console");
     buildParser(app);
-    if (arguments.mid(1) == QStringList{completionOption, "bash"}) {
+    if (arguments.mid(1) == QStringList{completionOption}) {
         *other = {int(ExitCode::Done), bashCompletion()};
         return std::nullopt;
     }

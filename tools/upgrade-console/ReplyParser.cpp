@@ -2,9 +2,9 @@
 #include "upgrade-console/ReplyParser.h"
 
 #include "netupgrade/NetTexts.h"
+#include "protocol/ConsoleTexts.h"
 #include "protocol/McuFrame.h"
 #include "protocol/Reply.h"
-#include "upgrade-console/ConsoleTexts.h"
 
 #include <algorithm>
 #include <cmath>

@@ -3,8 +3,8 @@
 
 #include "netupgrade/NetTexts.h"
 #include "protocol/CommandWords.h"
+#include "protocol/ConsoleTexts.h"
 #include "upgrade-console/Bars.h"
-#include "upgrade-console/ConsoleTexts.h"
 #include "upgrade-console/Messages.h"
 
 #include <QFile>

@@ -5,7 +5,7 @@
 #include "edid/EdidTexts.h"
 #include "package/PackageDescription.h"
 #include "planning/TypeAndIndexTable.h"
-#include "upgrade-console/ConsoleTexts.h"
+#include "protocol/ConsoleTexts.h"
 #include "upgrade-console/Messages.h"
 #include "upgrade-console/Terminal.h"
 #include "upgrade-console/UpgradeView.h"

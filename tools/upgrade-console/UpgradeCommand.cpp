@@ -2,7 +2,7 @@
 #include "upgrade-console/UpgradeCommand.h"
 
 #include "package/PackageDescription.h"
-#include "upgrade-console/ConsoleTexts.h"
+#include "protocol/ConsoleTexts.h"
 #include "upgrade-console/SimpleCommands.h"
 #include "upgrade-console/UpgradeOutcome.h"
 #include "upgrade-console/UpgradeRows.h"

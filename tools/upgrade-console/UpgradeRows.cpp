@@ -2,7 +2,7 @@
 #include "upgrade-console/UpgradeRows.h"
 
 #include "planning/TypeAndIndexTable.h"
-#include "upgrade-console/ConsoleTexts.h"
+#include "protocol/ConsoleTexts.h"
 
 #include <algorithm>
 
