@@ -89,11 +89,30 @@ class TestNetBlocksInstall(networld.NetWorld):
         self.assertEqual(module.commands(), [module.MD5SUM])
 
     def test_archive_that_ends_like_padding(self):
-        """Nothing tells its last byte from padding, so it cannot come in blocks."""
+        """Nothing tells its last byte from padding, unless it comes in a block without any."""
         client = self.begin()
-        self.send_as.send_all(netimage.with_head(ARCHIVE + b"\xff"))
+        image = netimage.with_head(ARCHIVE + b"\xff")
+        self.send_as.send_all(image)
         client.expect(DIGEST_ERROR)
         self.assertEqual(module.archive(), ARCHIVE)
+        frames = netimage.blocks(image)
+        self.send_as.begin(image)
+        self.send_as.block(netimage.block(len(frames) - 1, image[256 * (len(frames) - 1):]))
+        self.send_as.send(netimage.block(len(frames), b"\xff" * 256, last=True))
+        self.finish_blocks(client)
+        self.assert_done([module.MD5SUM] + module.INSTALL)
+
+    def test_notice_in_the_archive(self):
+        """The word of the notice is cut in two by the end of a block."""
+        client = self.begin()
+        content = ARCHIVE[:300] + b"RebootDone" + ARCHIVE[300:]
+        image = netimage.with_head(content)
+        place = netimage.HEAD_SIZE + 305
+        self.send_as.begin(image, 1)
+        for number, piece in enumerate((image[256:place], image[place:place + 200]), 1):
+            self.send_as.block(netimage.block(number, piece))
+        self.assertEqual(module.archive(), content[:505])
+        client.sync()
 
     def test_last_block_again(self):
         """After a failure there is nothing that it could belong to."""
