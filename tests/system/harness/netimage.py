@@ -44,7 +44,7 @@ def with_head(content, version="1.23", digest=None):
 
 
 def image(files=None, version="1.23"):
-    """A good image. The block protocol cannot carry an archive that ends with FF."""
+    """A good image; blocks() could not carry an archive that ends with FF."""
     content = archive(FILES if files is None else files)
     assert content[-1] != 0xFF
     return with_head(content, version)
