@@ -49,7 +49,11 @@ void TCPServer::NewConnectionSlot()
         return;
     // A reply that waited for the acknowledgement of the last one would cost 40 ms.
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-    m_clients.append({socket, peerOf(*socket), LineFramer(m_platform.limits.consoleLine)});
+    const auto client = std::make_shared<ConsoleClient>(
+        ConsoleClient{socket, peerOf(*socket), LineFramer(m_platform.limits.consoleLine)});
+    m_clients.append(client);
+    // Told beforehand, since sender() looks through the connections of all clients.
+    connect(socket, &QTcpSocket::readyRead, this, [this, client] { m_signalling = client; });
     connect(socket, SIGNAL(readyRead()), this, SLOT(ReadData()));
     connect(socket, SIGNAL(disconnected()), this, SLOT(disconnectedSlot()));
     limitClients();
@@ -60,10 +64,11 @@ void TCPServer::disconnectedSlot()
 {
     qCDebug(logConsole) << "disconnectedSlot";
     for (int i = 0; i < m_clients.size(); ++i) {
-        QTcpSocket *socket = m_clients.at(i).socket;
+        QTcpSocket *socket = m_clients.at(i)->socket;
         if (socket->state() != QAbstractSocket::UnconnectedState)
             continue;
         emit socket->destroyed(socket);
+        m_clients.at(i)->socket = nullptr;
         m_clients.remove(i);
         socket->deleteLater();
     }
@@ -94,24 +99,19 @@ void TCPServer::limitClients()
  */
 void TCPServer::ReadData()
 {
-    if (auto *socket = qobject_cast<QTcpSocket *>(sender())) {
-        readFrom(socket);
+    if (const auto client = std::exchange(m_signalling, nullptr)) {
+        readFrom(client);
         return;
     }
     // The list may change on the way.
     for (int i = 0; i < m_clients.size(); ++i) // NOLINT(modernize-loop-convert)
-        readFrom(m_clients.at(i).socket);
+        readFrom(std::shared_ptr<ConsoleClient>(m_clients.at(i)));
 }
 
-void TCPServer::readFrom(QTcpSocket *socket)
+void TCPServer::readFrom(const std::shared_ptr<ConsoleClient> &client)
 {
-    const QByteArray bytes = socket->readAll();
+    const QByteArray bytes = client->socket == nullptr ? QByteArray() : client->socket->readAll();
     if (bytes.isEmpty())
-        return;
-    const auto client =
-        std::find_if(m_clients.begin(), m_clients.end(),
-                     [socket](const ConsoleClient &client) { return client.socket == socket; });
-    if (client == m_clients.end())
         return;
 
     m_collectReplies = true;
@@ -120,15 +120,13 @@ void TCPServer::readFrom(QTcpSocket *socket)
                                bytes.size() - consoletext::fragmentKey.size() -
                                    consoletext::fragmentEnd.size()));
     } else {
-        // The client may go away, and the list change, while its lines are worked off.
-        const ConsolePeer peer = client->peer;
         // With the size given, since a byte of zero would end the text otherwise.
         const QString text = QString::fromUtf8(bytes.constData(), bytes.size());
         const LineFramer::Result read = client->framer.feed(text);
         for (const QString &line : read.lines)
-            parseLine(peer, line);
+            parseLine(client, line);
         if (read.overflow)
-            parseLine(peer, {});
+            parseLine(client, {});
     }
     m_collectReplies = false;
     flushReplies();
@@ -162,18 +160,23 @@ void TCPServer::write(const QByteArray &bytes)
     if (!m_collectReplies || socket->bytesToWrite() > collectedReplies)
         flushReplies();
     if (socket->bytesToWrite() > m_platform.limits.unreadReplies) {
-        qCWarning(logConsole) << "a client does not read its replies:" << m_replyTarget.address
-                              << m_replyTarget.port;
+        qCWarning(logConsole) << "a client does not read its replies:"
+                              << m_replyTarget->peer.address << m_replyTarget->peer.port;
         socket->abort();
     }
 }
 
 QTcpSocket *TCPServer::replySocket() const
 {
-    for (const ConsoleClient &client : m_clients) {
-        if (client.peer == m_replyTarget &&
-            client.socket->state() == QAbstractSocket::ConnectedState)
-            return client.socket;
+    const auto isConnected = [](const ConsoleClient &client) {
+        return client.socket != nullptr &&
+               client.socket->state() == QAbstractSocket::ConnectedState;
+    };
+    if (isConnected(*m_replyTarget))
+        return m_replyTarget->socket;
+    for (const auto &client : m_clients) {
+        if (client->peer == m_replyTarget->peer && isConnected(*client))
+            return client->socket;
     }
     return nullptr;
 }

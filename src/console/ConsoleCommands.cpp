@@ -18,10 +18,10 @@ constexpr int busyStatus = 1;
 
 } // namespace
 
-void TCPServer::parseLine(const ConsolePeer &peer, const QString &line)
+void TCPServer::parseLine(const std::shared_ptr<ConsoleClient> &client, const QString &line)
 {
     qCDebug(logConsole) << "parseData:" << line;
-    m_replyTarget = peer;
+    m_replyTarget = client;
     dispatch(ConsoleRequest::fromLine(line));
 }
 

@@ -67,6 +67,7 @@ void TCPServer::slotSignalEDID(const QList<QString> &result)
 
 void TCPServer::slotResponse(const QByteArray &datas)
 {
-    qCDebug(logConsoleBytes) << m_replyTarget.address << ":" << m_replyTarget.port << ":" << datas;
+    qCDebug(logConsoleBytes) << m_replyTarget->peer.address << ":" << m_replyTarget->peer.port
+                             << ":" << datas;
     write(consoletext::fragmentKey.data() + datas);
 }

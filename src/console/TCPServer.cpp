@@ -31,7 +31,7 @@ TCPServer::TCPServer(QObject *parent, const Platform &platform)
 TCPServer::~TCPServer()
 {
     for (int i = 0; i < m_clients.size(); ++i) {
-        QTcpSocket *socket = m_clients.at(i).socket;
+        QTcpSocket *socket = m_clients.at(i)->socket;
         socket->disconnect(this);
         socket->disconnectFromHost();
         if (socket->state() != QAbstractSocket::UnconnectedState)

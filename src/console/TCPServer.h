@@ -11,6 +11,8 @@
 #include <QStringList>
 #include <QVector>
 
+#include <memory>
+
 class NetModelUpgrade;
 class ParseEDID;
 class QTcpServer;
@@ -60,14 +62,14 @@ private:
     void createServer();
 
     void limitClients();
-    void readFrom(QTcpSocket *socket);
+    void readFrom(const std::shared_ptr<ConsoleClient> &client);
     void takeFragment(const QByteArray &payload);
     void reply(const QString &text);
     void write(const QByteArray &bytes);
     QTcpSocket *replySocket() const;
     void flushReplies();
 
-    void parseLine(const ConsolePeer &peer, const QString &line);
+    void parseLine(const std::shared_ptr<ConsoleClient> &client, const QString &line);
     void dispatch(const ConsoleRequest &request);
     void heartbeat();
     void sendFirmwareList();
@@ -85,12 +87,16 @@ private:
     Platform m_platform;
     QString m_version = QStringLiteral("1.15");
     QTcpServer *m_server = nullptr;
-    QVector<ConsoleClient> m_clients;
+    QVector<std::shared_ptr<ConsoleClient>> m_clients;
+    /** The one whose socket signals just now. */
+    std::shared_ptr<ConsoleClient> m_signalling;
     bool m_full = false;
     WorkerCOM *m_worker = nullptr;
     /** 1 while a run goes on that a request started, then the status of its end. */
     int m_appStatus = 0;
-    ConsolePeer m_replyTarget;
+    /** Who sent the last request. Replies go there, or to whoever has come from the same place
+     *  since. */
+    std::shared_ptr<ConsoleClient> m_replyTarget = std::make_shared<ConsoleClient>();
     int m_upgradeModel = 2;
     ParseEDID *m_edid = nullptr;
     /** The dump being reported; the reporter keeps a pointer to it. */
