@@ -103,15 +103,28 @@ public:
 private:
     static Nanoseconds seconds(double value) { return Nanoseconds(Nanoseconds::rep(value * 1e9)); }
 
+    /** Each client is served once before the next one comes: a server's queue of new connections
+     *  is short, and whom it turns away tries again a whole second later. */
     void connectAll()
     {
         for (size_t i = 0; i < m_clients.size(); ++i) {
             m_clients[i].fd = connectTo(m_options.port);
+            greet(m_clients[i].fd);
             epoll_event event{};
             event.events = EPOLLIN;
             event.data.u32 = uint32_t(i);
             epoll_ctl(m_epoll, EPOLL_CTL_ADD, m_clients[i].fd, &event);
         }
+    }
+
+    void greet(int fd) const
+    {
+        const std::string request = m_options.request + "\r\n";
+        std::string reply(m_reply.size(), '\0');
+        if (write(fd, request.data(), request.size()) < 0 ||
+            recv(fd, reply.data(), reply.size(), MSG_WAITALL) != ssize_t(reply.size()) ||
+            reply != m_reply)
+            fail("line-load: first reply");
     }
 
     void send(Client &client)

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """The console's side: heartbeats, the package check, EDID reports, memory, start and rest."""
 
+import contextlib
 import os
 import socket
 import statistics
@@ -9,7 +10,7 @@ import time
 from runner import process_state
 from runner.figures import MIB, Sample
 from runner.packages import AUX, write_package
-from runner.programs import (AGENT_PORT, PACKAGE, PROJECT, QT_PORT, agent, epoll_server, line_load,
+from runner.programs import (AGENT_PORT, PACKAGE, PROJECT, QT_PORT, Failure, agent, epoll_server, line_load,
                              program, qt_server, redis, times)
 
 SERVERS = {"agent": agent, "qt": qt_server, "redis": redis, "epoll": epoll_server}
@@ -83,17 +84,13 @@ def measure_parse_edid(scale):
 
 def memory(make_server, clients):
     """Bytes in use once all clients are connected and have been answered."""
-    with make_server() as server:
-        sockets = [socket.create_connection(("127.0.0.1", server.port)) for _ in range(clients)]
-        for one in sockets:
+    with make_server() as server, contextlib.ExitStack() as sockets:
+        for _ in range(clients):
+            one = sockets.enter_context(socket.create_connection(("127.0.0.1", server.port)))
             one.sendall(b"HEARTBEAT\r\n")
-        for one in sockets:
             if one.recv(64) != b"HEARTBEAT\r\n":
-                raise ValueError("another reply than expected")
-        used = process_state.resident(server.pid)
-        for one in sockets:
-            one.close()
-    return used
+                raise Failure("another reply than a heartbeat's")
+        return process_state.resident(server.pid)
 
 
 def measure_memory(_scale):
