@@ -15,7 +15,7 @@
 namespace {
 
 /** Replies of one read leave together until they are this many bytes. */
-constexpr qint64 collectedReplies = 65'536;
+constexpr int collectedReplies = 65'536;
 
 /** Descriptors that clients must leave to the device links, the files and the shell. It is more
  *  than the few dozen clients that the kernel may have ready when the last place is taken. */
@@ -129,7 +129,7 @@ void TCPServer::readFrom(const std::shared_ptr<ConsoleClient> &client)
             parseLine(client, {});
     }
     m_collectReplies = false;
-    flushReplies();
+    sendReplies();
 }
 
 void TCPServer::takeFragment(const QByteArray &payload)
@@ -147,23 +147,23 @@ void TCPServer::reply(const QString &text)
     write(text.toLatin1());
 }
 
+void TCPServer::reply(QLatin1String text)
+{
+    write(QByteArray(text.data(), text.size()));
+}
+
 /** Writes to the reply target, to nobody when it is gone. */
 void TCPServer::write(const QByteArray &bytes)
 {
     QTcpSocket *const socket = replySocket();
     if (socket == nullptr)
         return;
-    socket->write(bytes);
-    if (m_unflushed != socket)
-        flushReplies();
-    m_unflushed = socket;
-    if (!m_collectReplies || socket->bytesToWrite() > collectedReplies)
-        flushReplies();
-    if (socket->bytesToWrite() > m_platform.limits.unreadReplies) {
-        qCWarning(logConsole) << "a client does not read its replies:"
-                              << m_replyTarget->peer.address << m_replyTarget->peer.port;
-        socket->abort();
-    }
+    if (m_unsentTo != socket)
+        sendReplies();
+    m_unsentTo = socket;
+    m_unsent += bytes;
+    if (!m_collectReplies || m_unsent.size() > collectedReplies)
+        sendReplies();
 }
 
 QTcpSocket *TCPServer::replySocket() const
@@ -181,9 +181,17 @@ QTcpSocket *TCPServer::replySocket() const
     return nullptr;
 }
 
-void TCPServer::flushReplies()
+void TCPServer::sendReplies()
 {
-    QTcpSocket *const socket = std::exchange(m_unflushed, nullptr);
-    if (socket != nullptr)
-        socket->flush();
+    QTcpSocket *const socket = std::exchange(m_unsentTo, nullptr);
+    if (socket == nullptr)
+        return;
+    socket->write(m_unsent);
+    m_unsent.clear();
+    socket->flush();
+    if (socket->bytesToWrite() > m_platform.limits.unreadReplies) {
+        qCWarning(logConsole) << "a client does not read its replies:"
+                              << m_replyTarget->peer.address << m_replyTarget->peer.port;
+        socket->abort();
+    }
 }

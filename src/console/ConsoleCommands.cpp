@@ -52,7 +52,7 @@ void TCPServer::dispatch(const ConsoleRequest &request)
 void TCPServer::heartbeat()
 {
     qCDebug(logConsole) << "Send:HEARTBEAT";
-    reply(consoletext::heartbeat + consoletext::lineEnd);
+    reply(consoletext::heartbeatReply);
 }
 
 void TCPServer::sendFirmwareList()
@@ -146,7 +146,7 @@ void TCPServer::startUpgrade(const QStringList &rows)
 QString TCPServer::readDescription()
 {
     // Reading a large package takes a while; what was asked before is answered now.
-    flushReplies();
+    sendReplies();
     return m_worker->getMergeFWJSON(m_platform.paths.package);
 }
 

@@ -40,14 +40,22 @@ Command commandOf(const QString &line)
     return found == words.end() ? Command::Unknown : found->command;
 }
 
+/** Most lines are a word alone, which needs no copy. */
+QStringList partsOf(const QString &line)
+{
+    return line.contains(consoletext::separator) ? line.split(consoletext::separator)
+                                                 : QStringList(line);
+}
+
 } // namespace
 
 ConsoleRequest ConsoleRequest::fromLine(const QString &line)
 {
     if (line.contains(consoletext::parseEdid))
         return {Command::ParseEdid, line.split(consoletext::separator)};
-    const QString packed = QString(line).remove(QLatin1Char(' '));
-    return {commandOf(packed), packed.split(consoletext::separator)};
+    const QString packed =
+        line.contains(QLatin1Char(' ')) ? QString(line).remove(QLatin1Char(' ')) : line;
+    return {commandOf(packed), partsOf(packed)};
 }
 
 std::optional<int> ConsoleRequest::mode() const

@@ -65,9 +65,10 @@ private:
     void readFrom(const std::shared_ptr<ConsoleClient> &client);
     void takeFragment(const QByteArray &payload);
     void reply(const QString &text);
+    void reply(QLatin1String text);
     void write(const QByteArray &bytes);
     QTcpSocket *replySocket() const;
-    void flushReplies();
+    void sendReplies();
 
     void parseLine(const std::shared_ptr<ConsoleClient> &client, const QString &line);
     void dispatch(const ConsoleRequest &request);
@@ -106,5 +107,6 @@ private:
     /** While one read is worked off, its replies leave together. Sockets are deleted by the event
      *  loop only, so none can go in the meantime. */
     bool m_collectReplies = false;
-    QTcpSocket *m_unflushed = nullptr;
+    QTcpSocket *m_unsentTo = nullptr;
+    QByteArray m_unsent;
 };

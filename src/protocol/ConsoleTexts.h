@@ -31,6 +31,7 @@ constexpr QLatin1String netUpgrade = "UPGRADEORVALE1G"_text;
 constexpr QLatin1String parseEdid = "PARSEEDID"_text;
 
 // Replies and their keys
+constexpr QLatin1String heartbeatReply = "HEARTBEAT\r\n"_text;
 constexpr QLatin1String firmwareListKey = "FIRMWARELIST||"_text;
 constexpr QLatin1String logKey = "UPGRADELOG||"_text;
 constexpr QLatin1String progressKey = "PROGRESSVALUE||"_text;
