@@ -134,11 +134,13 @@ qint64 CoreCOMQ::writeBytes(const char *bytes, qint64 length)
     return written;
 }
 
-/** A line that has gone away stays readable for ever, and its notifier would never rest. */
+/** A line that has gone away stays readable for ever, and its notifier would never rest. The word
+ *  of it may come when another port is open already, whose own state counts then. */
 void CoreCOMQ::closeBrokenPort(QSerialPort::SerialPortError error)
 {
-    const bool lost = error == QSerialPort::ResourceError ||
-                      (error == QSerialPort::ReadError && hungUp(m_port->handle()));
+    const bool lost =
+        error == m_port->error() && (error == QSerialPort::ResourceError ||
+                                     (error == QSerialPort::ReadError && hungUp(m_port->handle())));
     if (!lost || !m_port->isOpen())
         return;
     qCDebug(logLink) << "serial line lost" << m_port->errorString();

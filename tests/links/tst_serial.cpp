@@ -280,6 +280,10 @@ void TestSerial::opensAgainAfterHangUp()
     QVERIFY(openUsual(link, pty.port()));
     settle();
     QVERIFY(link.isOpen());
+    // The same for a device that was pulled out.
+    emit link.findChild<QSerialPort *>()->errorOccurred(QSerialPort::ResourceError);
+    settle();
+    QVERIFY(link.isOpen());
     QVERIFY(send(link, "again"));
     QCOMPARE(pty.read(5), QByteArray("again"));
 }
