@@ -327,8 +327,6 @@ private:
     int m_step = 0;
     int m_retryCount = 0;
     int m_operationKind = 1;
-    /** A product-information read runs: its lists carry a key of their own. */
-    bool m_reading = false;
     bool m_checkAgain = false;
     bool m_checkingVersions = false;
 
@@ -353,6 +351,8 @@ private:
 
     std::atomic<bool> m_linkDown{true};
     std::atomic<bool> m_runActive{false};
+    /** A product-information read runs: its lists carry a key of their own. */
+    std::atomic<bool> m_reading{false};
     mutable QMutex m_mutex;
     TypeAndIndexTable m_TypeAndIndexs;
     int m_mcuIndex = 0;
