@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/Scenario.h"
+#include "support/WaitFor.h"
+
+#include <QtTest>
+
+namespace {
+
+const QStringList rows{"MAIN,0,0", "AUX,1,0"};
+const QVector<ChipDescription> chips{testChip("MAIN", 0, 0, "1.0.0"),
+                                     testChip("AUX", 1, 0, "1.0.0", 2)};
+const QVector<TestImage> images{testImage("MAIN", 0, {2, 0, 0}, 1, 700),
+                                testImage("AUX", 1, {2, 0, 0}, 2, 300)};
+
+/** Nothing but the guard ever expires. */
+TimeOuts onlyTheGuard()
+{
+    TimeOuts timeOuts;
+    timeOuts.otherCommand = std::chrono::hours(1);
+    timeOuts.uploadCommand = std::chrono::hours(1);
+    timeOuts.block = std::chrono::hours(1);
+    timeOuts.lastBlock = std::chrono::hours(1);
+    timeOuts.runGuard = std::chrono::milliseconds(5);
+    return timeOuts;
+}
+
+QStringList frames()
+{
+    Scenario whole(chips, images);
+    whole.run(rows, 2);
+    return whole.sentWords();
+}
+
+} // namespace
+
+/** Whatever a run waits for, it ends; and whatever it is at, the next one starts clean. */
+class TestGuard : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void endsEveryWait_data();
+    void endsEveryWait();
+    void isStoppedWithTheRun();
+    void startsOverInMidRun_data();
+    void startsOverInMidRun();
+    void startsFromTheLastWords();
+};
+
+void TestGuard::endsEveryWait_data()
+{
+    QTest::addColumn<int>("at");
+    const QStringList words = frames();
+    QVERIFY(words.size() > 15);
+    for (int at = 0; at < words.size(); ++at)
+        QTest::newRow(qPrintable(QStringLiteral("frame %1 (%2)").arg(at).arg(words.at(at)))) << at;
+}
+
+/** The device falls silent, and no time-out of any command would ever tell. */
+void TestGuard::endsEveryWait()
+{
+    QFETCH(int, at);
+    EngineHarness world(EngineHarness::twoMcus(), std::nullopt, onlyTheGuard());
+    world.setPackage(makePackage(images));
+    world.link->answerInstead = [&](const QByteArray &frame) {
+        const bool hears = world.link->sent.size() <= at;
+        return hears ? QList<QByteArray>{world.link->deviceAnswer(frame)} : QList<QByteArray>();
+    };
+    QVERIFY(world.run(rows, 2));
+    QCOMPARE(world.lines.filter(QStringLiteral("APPSTATUS|")), QStringList{"APPSTATUS|7"});
+    QVERIFY(world.engine->timersIdle());
+    QVERIFY(!world.engine->runActive());
+    // An image that gets no verdict counts as one that failed: twice more, and the next row.
+    const bool inAnImage = world.sentText().endsWith(QLatin1String("7900")) ||
+                           world.sentText().contains(QLatin1String("7900 7900"));
+    if (inAnImage)
+        QVERIFY(!world.lines.filter(QStringLiteral("F/W Update fail.")).isEmpty());
+}
+
+void TestGuard::isStoppedWithTheRun()
+{
+    EngineHarness world(EngineHarness::twoMcus());
+    world.setPackage(makePackage(images));
+    QVERIFY(world.run(rows, 2));
+    const QStringList lines = world.lines;
+    // A command of somebody else's starts no guard and ends in nothing.
+    world.engine->send(0xF903);
+    QVERIFY(world.engine->timersIdle());
+    settle();
+    QCOMPARE(world.lines, lines);
+}
+
+void TestGuard::startsOverInMidRun_data()
+{
+    endsEveryWait_data();
+}
+
+/** A second run takes the first one's place, timers, uploader and all. */
+void TestGuard::startsOverInMidRun()
+{
+    QFETCH(int, at);
+    Scenario world(chips, images);
+    bool again = false;
+    world.link->answerInstead = [&](const QByteArray &frame) {
+        if (world.link->sent.size() == at + 1 && !std::exchange(again, true)) {
+            QMetaObject::invokeMethod(
+                &world,
+                [&] {
+                    world.clear();
+                    world.engine->uploadByMergeFW(world.packagePath(), rows, 2);
+                },
+                Qt::QueuedConnection);
+        }
+        return QList<QByteArray>{world.link->deviceAnswer(frame)};
+    };
+    QVERIFY(world.run(rows, 2));
+    QVERIFY(waitFor([&] { return again; }));
+    QVERIFY(world.waitForEnd());
+    QVERIFY(world.succeeded());
+    QCOMPARE(world.with("APPSTATUS|"), QStringList{"APPSTATUS|6"});
+    QCOMPARE(world.results(2), QString("11"));
+    QVERIFY(compareFlash(world.device.flash(0, 0), patternImage(700, 1)).equal);
+    QVERIFY(compareFlash(world.device.flash(1, 0), patternImage(300, 3)).equal);
+}
+
+/** Who hears that a run has ended may start the next one at once. */
+void TestGuard::startsFromTheLastWords()
+{
+    Scenario world(chips, images);
+    int ends = 0;
+    connect(world.engine.get(), &ControlCenter::message, this, [&](const QStringList &list) {
+        if (list.first() != QLatin1String("APPSTATUS") || ++ends > 2)
+            return;
+        QVERIFY(!world.engine->runActive());
+        world.engine->uploadByMergeFW(world.packagePath(), rows, 2);
+    });
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.engine->uploadByMergeFW(world.packagePath(), rows, 2);
+    QVERIFY(waitFor([&] { return ends == 3; }));
+    QVERIFY(world.waitForEnd());
+    QCOMPARE(world.with("APPSTATUS|").size(), 3);
+    QCOMPARE(world.device.rebootCount(), 3);
+    QVERIFY(world.succeeded());
+}
+
+QTEST_GUILESS_MAIN(TestGuard)
+#include "tst_guard.moc"
