@@ -147,11 +147,19 @@ Platform EngineHarness::scaledPlatform(const QString &dir)
     platform.timeOuts.uploadCommand = 3ms;
     platform.timeOuts.block = 2ms;
     platform.timeOuts.lastBlock = 3ms;
-    platform.timeOuts.runGuard = 100ms;
+    // Longer than any machine stalls in the middle of a handler: only tests of it shorten it.
+    platform.timeOuts.runGuard = 10s;
     platform.pauses = {0ms, 0ms, 0ms, 0ms};
     platform.shell.run = [](const QString &) {};
     platform.shell.readFirst = [](const QString &, int) { return QByteArray(); };
     return platform;
+}
+
+TimeOuts EngineHarness::withShortGuard()
+{
+    TimeOuts timeOuts = scaledPlatform(QString()).timeOuts;
+    timeOuts.runGuard = 150ms;
+    return timeOuts;
 }
 
 void EngineHarness::setPackage(const QByteArray &bytes)

@@ -73,6 +73,8 @@ public:
 
     static DeviceDescription twoMcus();
     static Platform scaledPlatform(const QString &dir);
+    /** The same times, and a run guard that expires as soon as it may. */
+    static TimeOuts withShortGuard();
 
     const Platform &platform() const { return m_platform; }
     /** Drops the engine, whatever it is at, and makes a new one for the same device. */

@@ -34,8 +34,9 @@ inline TestImage testImage(const char *name, int type, QVector<int> version, int
 struct Scenario : EngineHarness
 {
     Scenario(const QVector<ChipDescription> &chips, const QVector<TestImage> &images,
-             const QString &release = QStringLiteral("1.0.12"))
-        : EngineHarness(deviceOf(chips))
+             const QString &release = QStringLiteral("1.0.12"),
+             const std::optional<TimeOuts> &timeOuts = std::nullopt)
+        : EngineHarness(deviceOf(chips), std::nullopt, timeOuts)
     {
         setPackage(makePackage(images, QStringLiteral("HX-8"), release));
     }

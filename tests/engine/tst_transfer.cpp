@@ -18,7 +18,11 @@ QByteArray enterReply(const char *payload, bool extended)
 /** One image for A, or two for both. */
 struct World : Scenario
 {
-    explicit World(int size = 700, int sizeOfB = 0) : Scenario(chips, images(size, sizeOfB)) {}
+    explicit World(int size = 700, int sizeOfB = 0,
+                   const std::optional<TimeOuts> &timeOuts = std::nullopt)
+        : Scenario(chips, images(size, sizeOfB), QStringLiteral("1.0.12"), timeOuts)
+    {
+    }
 
     static QVector<TestImage> images(int size, int sizeOfB)
     {
@@ -262,7 +266,7 @@ void TestTransfer::deviceResetsInMidImage()
 /** Such an image has no last block, so nobody ever says that it is complete. */
 void TestTransfer::shortImageEndsByTheGuard()
 {
-    World world(100);
+    World world(100, 0, EngineHarness::withShortGuard());
     QVERIFY(world.run({"A,1,0"}, 5));
     QVERIFY(world.succeeded());
     const QStringList once = QStringList{enter, entered} + writing;
@@ -276,7 +280,7 @@ void TestTransfer::shortImageEndsByTheGuard()
 
 void TestTransfer::shortImageThenTheNext()
 {
-    World world(100, 256);
+    World world(100, 256, EngineHarness::withShortGuard());
     QVERIFY(world.run({"A,1,0", "B,2,0"}, 5));
     QVERIFY(world.succeeded());
     QCOMPARE(world.results(2), QString("21"));
@@ -391,7 +395,7 @@ void TestTransfer::fileThatCannotBeTaken_data()
 void TestTransfer::fileThatCannotBeTaken()
 {
     QFETCH(QString, name);
-    World world;
+    World world(700, 0, EngineHarness::withShortGuard());
     world.engine->slotConnect(QStringLiteral("ttyS2"));
     world.clear();
     const QString folder = QFileInfo(world.packagePath()).path();
