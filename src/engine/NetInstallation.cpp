@@ -129,7 +129,7 @@ void ControlCenter::takeNetBlock(const Reply &frame)
             failNet(wholeProgress);
             return;
         }
-        bytes = netArchive(bytes);
+        bytes.remove(0, net::archiveOffset);
     }
     const bool written = m_netArchive && m_netArchive->append(bytes);
     sendAppStatus(command::applicationStatus, written ? status::done : status::refused);
