@@ -126,14 +126,16 @@ void TestTable::completesRows_data()
     const QString nine = QStringLiteral("A,1,0,2,3,65,1,2,3");
     for (const int mode : {upgradeMode::newerOnly, upgradeMode::forced, 7}) {
         const auto name = [mode](const char *text) {
-            return qPrintable(QStringLiteral("mode %1, %2").arg(mode).arg(QLatin1String(text)));
+            return QStringLiteral("mode %1, %2").arg(mode).arg(QLatin1String(text)).toLatin1();
         };
-        QTest::newRow(name("1 field")) << "A" << mode << "A,,,,,,,,,0,0" << 11;
-        QTest::newRow(name("2 fields")) << "A,1" << mode << "A,1,,,,,,,,,0,0" << 12;
-        QTest::newRow(name("3 fields")) << "MAIN,0,0" << mode << "MAIN,0,0,,,,,,,,,0,0" << 13;
-        QTest::newRow(name("4 fields")) << "A,1,0,2" << mode << "A,1,0,2,,,,,,,,,0,0" << 14;
-        QTest::newRow(name("9 fields")) << nine << mode << nine + ",,,,,,,,,0,0" << 19;
-        QTest::newRow(name("empty")) << "" << mode << "" << 1;
+        QTest::newRow(name("1 field").constData()) << "A" << mode << "A,,,,,,,,,0,0" << 11;
+        QTest::newRow(name("2 fields").constData()) << "A,1" << mode << "A,1,,,,,,,,,0,0" << 12;
+        QTest::newRow(name("3 fields").constData())
+            << "MAIN,0,0" << mode << "MAIN,0,0,,,,,,,,,0,0" << 13;
+        QTest::newRow(name("4 fields").constData())
+            << "A,1,0,2" << mode << "A,1,0,2,,,,,,,,,0,0" << 14;
+        QTest::newRow(name("9 fields").constData()) << nine << mode << nine + ",,,,,,,,,0,0" << 19;
+        QTest::newRow(name("empty").constData()) << "" << mode << "" << 1;
     }
     QTest::newRow("mode 1, 9 fields") << nine << 1 << nine + ",0,0,0,0" << 13;
     QTest::newRow("mode 1, 3 fields") << "A,1,0" << 1 << "A,1,0" << 3;
