@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/TCPServer.h"
 #include "platform/Descriptors.h"
+#include "platform/EpollDispatcher.h"
 
 #include <QCoreApplication>
 
@@ -15,6 +16,9 @@ int main(int argc, char **argv)
     // A reader of the standard streams that has gone away must not end the agent.
     std::signal(SIGPIPE, SIG_IGN);
     descriptors::raiseLimit();
+
+    if (auto dispatcher = EpollDispatcher::make())
+        QCoreApplication::setEventDispatcher(dispatcher.release());
 
     const QCoreApplication application(argc, argv);
     // Lives until the process ends.
