@@ -10,6 +10,7 @@
 #include <QTcpSocket>
 
 #include <algorithm>
+#include <sys/socket.h>
 #include <utility>
 
 namespace {
@@ -31,6 +32,17 @@ ConsolePeer peerOf(const QTcpSocket &socket)
     if (mapped >= 0)
         address.remove(0, mapped + mappedPrefix.size());
     return {address, socket.peerPort()};
+}
+
+/** Hands the kernel what it takes at once, which is nearly always everything; returns the number of
+ *  bytes. Through the socket's own buffer, each reply would set up and tear down a notifier. */
+int sendAtOnce(const QTcpSocket &socket, const QByteArray &bytes)
+{
+    if (socket.bytesToWrite() > 0)
+        return 0;
+    const ssize_t count = ::send(int(socket.socketDescriptor()), bytes.constData(),
+                                 size_t(bytes.size()), MSG_DONTWAIT | MSG_NOSIGNAL);
+    return int(std::max<ssize_t>(count, 0));
 }
 
 bool isFragment(const QByteArray &bytes)
@@ -186,9 +198,12 @@ void TCPServer::sendReplies()
     QTcpSocket *const socket = std::exchange(m_unsentTo, nullptr);
     if (socket == nullptr)
         return;
-    socket->write(m_unsent);
-    m_unsent.clear();
-    socket->flush();
+    const int sent = sendAtOnce(*socket, m_unsent);
+    if (sent < m_unsent.size()) {
+        socket->write(m_unsent.mid(sent));
+        socket->flush();
+    }
+    m_unsent.resize(0);
     if (socket->bytesToWrite() > m_platform.limits.unreadReplies) {
         qCWarning(logConsole) << "a client does not read its replies:"
                               << m_replyTarget->peer.address << m_replyTarget->peer.port;
