@@ -64,9 +64,11 @@ void TCPServer::NewConnectionSlot()
     const auto client = std::make_shared<ConsoleClient>(
         ConsoleClient{socket, peerOf(*socket), LineFramer(m_platform.limits.consoleLine)});
     m_clients.append(client);
-    // Told beforehand, since sender() looks through the connections of all clients.
-    connect(socket, &QTcpSocket::readyRead, this, [this, client] { m_signalling = client; });
-    connect(socket, SIGNAL(readyRead()), this, SLOT(ReadData()));
+    // sender() would look through the connections of all clients.
+    connect(socket, &QTcpSocket::readyRead, this, [this, client] {
+        m_signalling = client;
+        ReadData();
+    });
     connect(socket, SIGNAL(disconnected()), this, SLOT(disconnectedSlot()));
     limitClients();
 }
