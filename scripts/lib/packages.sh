@@ -7,9 +7,9 @@ BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdefla
     libedit-dev"
 # To run the tests and the demonstration.
 RUN_PACKAGES="python3 bubblewrap"
-TEST_PACKAGES="zlib1g-dev edid-decode bzip2"
+TEST_PACKAGES="edid-decode bzip2"
 # To measure, and to test that every measurement gives its figure.
-BENCH_PACKAGES="zlib1g-dev edid-decode redis-server lrzsz"
+BENCH_PACKAGES="edid-decode redis-server lrzsz"
 LINT_PACKAGES="clang-format shellcheck codespell"
 
 # Prints those of the given packages that are not installed.

@@ -4,6 +4,8 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <cerrno>
+#include <unistd.h>
 
 FileSource::FileSource(const QString &path) : m_file(path) {}
 
@@ -41,7 +43,11 @@ QByteArray FileSource::read(qint64 offset, qint64 length)
 
 qint64 FileSource::readInto(qint64 offset, char *buffer, qint64 length)
 {
-    if (offset < 0 || length <= 0 || !m_file.seek(offset))
+    if (offset < 0 || length <= 0)
         return 0;
-    return std::max<qint64>(m_file.read(buffer, length), 0);
+    ssize_t count = 0;
+    do {
+        count = ::pread(m_file.handle(), buffer, size_t(length), off_t(offset));
+    } while (count < 0 && errno == EINTR);
+    return std::max<qint64>(count, 0);
 }

@@ -24,7 +24,7 @@ public:
 
     /**
      * The same into the caller's memory, for loops that must not allocate. Returns the number of
-     * bytes read, at most `length` and never negative.
+     * bytes read, at most `length` and never negative. Several threads may read at a time.
      */
     virtual qint64 readInto(qint64 offset, char *buffer, qint64 length);
 };

@@ -2,6 +2,7 @@
 #include "package/Crc32.h"
 
 #include <libdeflate.h>
+#include <zlib.h>
 
 void Crc32::add(const char *bytes, qint64 size)
 {
@@ -13,6 +14,11 @@ void Crc32::add(const char *bytes, qint64 size)
 void Crc32::add(const QByteArray &bytes)
 {
     add(bytes.constData(), bytes.size());
+}
+
+void Crc32::append(const Crc32 &next, qint64 size)
+{
+    m_value = quint32(crc32_combine(m_value, next.m_value, z_off_t(size)));
 }
 
 QByteArray Crc32::text() const

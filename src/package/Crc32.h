@@ -10,6 +10,9 @@ public:
     void add(const char *bytes, qint64 size);
     void add(const QByteArray &bytes);
 
+    /** Adds the `size` bytes behind, whose own value is `next`. */
+    void append(const Crc32 &next, qint64 size);
+
     quint32 value() const { return m_value; }
 
     /** The value as packages store it: lowercase hexadecimal without leading zeros. */

@@ -74,6 +74,10 @@ private slots:
     void sizesAroundTheChunk();
     void shrinkingFileEnds();
     void shortReadsAreTakenUp();
+    void largePackagesAreShared_data();
+    void largePackagesAreShared();
+    void largeFileThatShrinksEnds_data();
+    void largeFileThatShrinksEnds();
     void readsAFile();
     void hasNoSourceWithoutFile();
 };
@@ -187,6 +191,47 @@ void TestChecksum::shortReadsAreTakenUp()
     StingySource source(checksummed(pattern(3'000'000)));
     QVERIFY(checkPackage(source).matches());
     QCOMPARE(source.largest, package::checksumChunk);
+}
+
+void TestChecksum::largePackagesAreShared_data()
+{
+    QTest::addColumn<int>("size");
+    const int chunk = int(package::checksumChunk);
+    for (const int size : {4 * chunk - 1, 4 * chunk, 4 * chunk + 1, 5 * chunk + 12'345})
+        QTest::newRow(qPrintable(QString::number(size))) << size;
+}
+
+void TestChecksum::largePackagesAreShared()
+{
+    QFETCH(int, size);
+    const QByteArray package = checksummed(pattern(size));
+    BytesSource source(package);
+    QVERIFY(checkPackage(source).matches());
+    for (const int place : {8, 8 + size / 2 - 1, 8 + size / 2, 8 + size - 1}) {
+        QByteArray damaged = package;
+        damaged[place] = char(damaged.at(place) ^ 1);
+        BytesSource damagedSource(damaged);
+        QVERIFY(!checkPackage(damagedSource).matches());
+    }
+}
+
+/** What can be read counts, wherever the end comes. */
+void TestChecksum::largeFileThatShrinksEnds_data()
+{
+    QTest::addColumn<int>("size");
+    // The source tells 5,000,000 bytes more than it has.
+    for (const int size : {0, 1, 1'000'000, 4'999'992, 4'999'993, 8'000'000})
+        QTest::newRow(qPrintable(QString::number(size))) << size;
+}
+
+void TestChecksum::largeFileThatShrinksEnds()
+{
+    QFETCH(int, size);
+    const QByteArray package = checksummed(pattern(size));
+    ShrinkingSource source(package);
+    const QByteArray expected =
+        size == 0 ? QByteArray() : QByteArray::number(zlibCrc(package.mid(8)), 16);
+    QCOMPARE(checkPackage(source).computed, expected);
 }
 
 void TestChecksum::readsAFile()

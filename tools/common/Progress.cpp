@@ -31,6 +31,7 @@ Progress::~Progress()
 
 void Progress::add(qint64 bytes)
 {
+    const std::lock_guard<std::mutex> lock(m_mutex);
     m_done += bytes;
     if (!m_enabled)
         return;

@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <chrono>
+#include <mutex>
 
 /**
  * A line on standard error that tells how far a long piece of work is. It shows on a terminal only,
@@ -26,9 +27,11 @@ public:
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;
 
+    /** From any thread. */
     void add(qint64 bytes);
 
 private:
+    std::mutex m_mutex;
     QString m_label;
     qint64 m_total;
     qint64 m_done = 0;
