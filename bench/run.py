@@ -15,7 +15,8 @@ sys.path.insert(0, os.path.join(PROJECT, "tests", "system"))
 
 from runner import console, growth, transfer  # noqa: E402  (found through the line above)
 from runner.figures import FIGURES, format_table, summarize  # noqa: E402
-from runner.programs import Failure, allow_many_sockets  # noqa: E402
+from runner.programs import (Failure, allow_many_sockets,  # noqa: E402
+                             keep_server_ports_free)
 
 MEASUREMENTS = {
     "transfer": transfer.measure_transfer,
@@ -74,6 +75,7 @@ def main():
     """Measures, prints the table, writes the JSON."""
     options = parse_arguments()
     allow_many_sockets()
+    keep_server_ports_free()
     result = {"machine": machine()}
     try:
         if options.growth:
