@@ -60,6 +60,24 @@ class Messages(unittest.TestCase):
                      "SingleUploadFail", "Speciality error."):
             self.assertIn(text, texts)
 
+    def test_every_warning_is_explained(self):
+        """What is logged without being asked for stands on a page for people who run the agent."""
+        pages = ""
+        for name in ("operations.md", "log.md"):
+            path = os.path.join(os.path.dirname(PAGE), name)
+            if os.path.exists(path):
+                with open(path, encoding="utf-8") as file:
+                    pages += file.read()
+        warnings = []
+        for folder, _, files in os.walk(os.path.join(ROOT, "src")):
+            for name in files:
+                if name.endswith(".cpp"):
+                    with open(os.path.join(folder, name), encoding="utf-8") as file:
+                        warnings += re.findall(r'qC(?:Warning|Critical)\(\w+\)[^;]*?"([^"]+)"',
+                                               file.read())
+        self.assertGreater(len(warnings), 4)
+        self.assertEqual([text for text in warnings if text not in pages], [])
+
     def test_nobody_speaks_beside_the_texts(self):
         for room in SPEAKING_ROOMS:
             folder = os.path.join(ROOT, "src", room)
