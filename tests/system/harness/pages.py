@@ -1,0 +1,21 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The examples of the protocol pages, and the package that they are about."""
+
+import os
+import sys
+
+from .package import Image
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.realpath(__file__)), "..", "..", "docs"))
+import examples  # noqa: E402  (found through the line above)
+
+CONSOLE = examples.page("console-protocol.md")
+MCU = examples.page("mcu-protocol.md")
+PACKAGE = (
+    Image("MAIN", examples.IMAGES["MAIN"]),
+    Image("AUX", examples.IMAGES["AUX"], chip_type=1, mcu_type=2, speciality="B"),
+    Image("FPGA", b"F" * 300, chip_type=17, version=(3, 1, 0)),
+)
+
+blocks, conversation = examples.blocks, examples.conversation
+device, session = examples.device, examples.session
