@@ -1,12 +1,11 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Holds docs/fwm-format.md against fwm and against zlib, hashlib and struct.
+"""Holds docs/fwm-format.md against fwm and against zlib, md5sum and struct.
 
 usage: check_format_doc.py FWM DOCUMENT
 
 The packer here is written from the document alone.
 """
-import hashlib
 import json
 import pathlib
 import re
@@ -67,17 +66,24 @@ def main(fwm, document):
         assert (folder / "FW.fwm").read_bytes() == package, "fwm builds another package"
         run("verify", "FW.fwm")
 
+        assert run("list", "FW.fwm").decode().strip() == example(text, "firmware list")
+
         for fact in ("package of %d bytes" % len(package), "has %d bytes" % len(request),
                      "checksum `%s`" % package[:8].decode(), "At 0x%x the record" % (15 + len(request)),
                      "`%02x %02x`" % (package[13], package[14])):
             assert fact in text, "the document does not say: " + fact
 
-        digest = hashlib.md5(b"archive").hexdigest().encode()
+        digest = subprocess.run(["md5sum"], input=b"archive", check=True,
+                                stdout=subprocess.PIPE).stdout.split()[0]
         assert net == b"1.23\0" + digest + bytes(25) + b"archive"
         run("add-net", "FW.fwm", "net.bin", "-o", "with-net.fwm")
         merged = (folder / "with-net.fwm").read_bytes()
         assert merged.endswith(bytes([32, 1, 0, 0, 0, 1, 23, 0]) + struct.pack("<I", len(net)) + net)
         assert merged[:8].rstrip(b"\0") == b"%x" % zlib.crc32(merged[8:])
+        length = struct.unpack_from("<H", merged, 13)[0]
+        chips = json.loads(merged[15:15 + length])["chips"]
+        chip = example(text, "network module chip")
+        assert chips[-1] == json.loads(chip) and chip.encode() in merged[15:15 + length]
 
 
 if __name__ == "__main__":
