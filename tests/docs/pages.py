@@ -13,7 +13,7 @@ HEADING = re.compile(r"^#{1,6}\s+(.*?)\s*#*$")
 FENCE = re.compile(r"^\s*(```+|~~~+)")
 CODE = re.compile(r"(`+)(.+?)\1")
 # A place in the repository named in passing, without wildcards and stand-ins.
-PLACE = re.compile(r"(?:docs|src|tools|tests|scripts|bench|cmake|packaging|fuzz)/[\w./+-]*\w")
+PLACE = re.compile(r"(?<![\w./-])(?:docs|src|tools|tests|scripts|bench|cmake|packaging|fuzz)/[\w./+-]*\w")
 
 
 def names(root=ROOT):

@@ -14,7 +14,7 @@ GOOD = {
                  "[ref]: docs/two.md\n",
     "docs/two.md": "## Some heading\n\n## `Some` [heading](../README.md)\n\n"
                    "```\n[no link](nowhere.md)\n```\n\nAnd `[no link](nowhere.md)`.\n",
-    "docs/man/tool.1": ".TH TOOL 1\n.BR tool (1),\n.BR foreign (7)\ndocs/two.md\n",
+    "docs/man/tool.1": ".TH TOOL 1\n.BR tool (1),\n.BR foreign (7)\ndocs/two.md\n/usr/share/x-docs/none\n",
 }
 # What is put in place of something good -> what the check must say.
 BROKEN = [

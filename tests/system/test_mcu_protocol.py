@@ -6,6 +6,11 @@ import select
 import time
 
 from harness import pages, texts, world
+from harness.package import Image, image_bytes
+from harness.strangersdevice import Chip, StrangersDevice
+
+# Images of the sizes that the page explains.
+SIZES = {(0, 0): 700, (1, 0): 256, (2, 3): 257, (17, 0): 512}
 
 
 class TestPageAsDevice(world.World):
@@ -45,6 +50,34 @@ class TestPageAsDevice(world.World):
             self.assertTrue(select.select([world.MASTER], [], [], 20)[0], f"only {got.hex(' ')}")
             got += os.read(world.MASTER, size - len(got))
         return got
+
+
+class TestStrangersDevice(world.World):
+    """Somebody who has read the page can make a device that the agent upgrades."""
+
+    def test_main_mcu_in_its_bootcode_and_three_others(self):
+        images = {place: image_bytes(size, f"{place}") for place, size in SIZES.items()}
+        chips = {place: Chip(mcu_type=place[0] + 1, version=(1, 0, 0)[:2 + place[1] % 2])
+                 for place in SIZES}
+        chips[0, 0].bootcode = True
+        self.put_package(*(Image(f"C{place[0]}", images[place], place[0], mcu_type=place[0] + 1)
+                           for place in SIZES), model="Stranger")
+        self._drain_line()
+        device = StrangersDevice(world.MASTER, "Stranger", chips)
+        self.stack.callback(device.close)
+        self.start_agent()
+        client = self.connect()
+        client.send("UPGRADE||" + "||".join(f"C{kind},{kind},{index}" for kind, index in SIZES))
+        client.wait_for("UPGRADESUCCESS", 60)
+        self.assertEqual([line for line in client.lines if "fail" in line or "retry" in line], [])
+        self.assertIn("UPGRADELOG||MAIN MCU running in Bootcode.", client.lines)
+        for place, image in images.items():
+            size = len(image)
+            self.assertTrue(chips[place].complete, place)
+            written = b"".join(chips[place].blocks)
+            self.assertEqual(written, image + b"\xff" * (-size % 256), place)
+        self.assertEqual(device.virtual_version, 5)
+        self.assertEqual(device.broken, [])
 
 
 if __name__ == "__main__":
