@@ -78,6 +78,15 @@ class Messages(unittest.TestCase):
         self.assertGreater(len(warnings), 4)
         self.assertEqual([text for text in warnings if text not in pages], [])
 
+    def test_every_category_is_listed(self):
+        with open(os.path.join(ROOT, "src", "platform", "Log.cpp"), encoding="utf-8") as file:
+            categories = re.findall(r'Q_LOGGING_CATEGORY\(\w+, "([\w.]+)"', file.read())
+        with open(os.path.join(os.path.dirname(PAGE), "operations.md"), encoding="utf-8") as file:
+            listed = re.findall(r"^\| `(agent\.\w+)` \|", file.read(), re.M)
+        self.assertGreater(len(categories), 5)
+        self.assertEqual(sorted(listed),
+                         sorted({name.removesuffix(".bytes") for name in categories}))
+
     def test_nobody_speaks_beside_the_texts(self):
         for room in SPEAKING_ROOMS:
             folder = os.path.join(ROOT, "src", room)
