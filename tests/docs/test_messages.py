@@ -30,6 +30,16 @@ def documented():
     return found
 
 
+def pages_about_the_log():
+    text = ""
+    for name in ("operations.md", "log.md"):
+        path = os.path.join(ROOT, "docs", name)
+        if os.path.exists(path):
+            with open(path, encoding="utf-8") as file:
+                text += file.read()
+    return text
+
+
 class Messages(unittest.TestCase):
     def test_every_text_is_documented(self):
         missing = sorted(set(wire_texts.all_texts(ROOT)) - set(documented()))
@@ -62,12 +72,6 @@ class Messages(unittest.TestCase):
 
     def test_every_warning_is_explained(self):
         """What is logged without being asked for stands on a page for people who run the agent."""
-        pages = ""
-        for name in ("operations.md", "log.md"):
-            path = os.path.join(os.path.dirname(PAGE), name)
-            if os.path.exists(path):
-                with open(path, encoding="utf-8") as file:
-                    pages += file.read()
         warnings = []
         for folder, _, files in os.walk(os.path.join(ROOT, "src")):
             for name in files:
@@ -75,17 +79,16 @@ class Messages(unittest.TestCase):
                     with open(os.path.join(folder, name), encoding="utf-8") as file:
                         warnings += re.findall(r'qC(?:Warning|Critical)\(\w+\)[^;]*?"([^"]+)"',
                                                file.read())
-        self.assertGreater(len(warnings), 4)
-        self.assertEqual([text for text in warnings if text not in pages], [])
+        self.assertGreater(len(warnings), 3)
+        self.assertEqual([text for text in warnings if text not in pages_about_the_log()], [])
 
     def test_every_category_is_listed(self):
         with open(os.path.join(ROOT, "src", "platform", "Log.cpp"), encoding="utf-8") as file:
-            categories = re.findall(r'Q_LOGGING_CATEGORY\(\w+, "([\w.]+)"', file.read())
-        with open(os.path.join(os.path.dirname(PAGE), "operations.md"), encoding="utf-8") as file:
-            listed = re.findall(r"^\| `(agent\.\w+)` \|", file.read(), re.M)
+            found = re.findall(r'Q_LOGGING_CATEGORY\(\w+, "([\w.]+)"', file.read())
+        categories = {name.removesuffix(".bytes") for name in found}
+        listed = set(re.findall(r"`(agent\.[a-z]+)`", pages_about_the_log()))
         self.assertGreater(len(categories), 5)
-        self.assertEqual(sorted(listed),
-                         sorted({name.removesuffix(".bytes") for name in categories}))
+        self.assertEqual(sorted(listed), sorted(categories))
 
     def test_nobody_speaks_beside_the_texts(self):
         for room in SPEAKING_ROOMS:
