@@ -9,8 +9,6 @@
 #include "platform/Log.h"
 #include "upload/CoreUpload.h"
 
-#include <QMutexLocker>
-
 namespace {
 
 AssemblerRules engineRules(mcu::FrameAddress address, int largestFrame)
@@ -158,7 +156,7 @@ void ControlCenter::reportRowResult(const QString &result)
 
 void ControlCenter::markAllRowsFailed()
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_TypeAndIndexs.setAll(field::result, QString::fromLatin1(result::failed));
 }
 
@@ -180,31 +178,31 @@ void ControlCenter::onRunGuardExpired()
 
 int ControlCenter::mcuIndex() const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_mcuIndex;
 }
 
 void ControlCenter::setMcuIndex(int line)
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_mcuIndex = line;
 }
 
 int ControlCenter::rowCount() const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_TypeAndIndexs.count();
 }
 
 bool ControlCenter::hasCurrentRow() const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_TypeAndIndexs.hasRow(m_mcuIndex);
 }
 
 QString ControlCenter::currentRow() const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_TypeAndIndexs.row(m_mcuIndex);
 }
 
@@ -220,42 +218,42 @@ QString ControlCenter::currentName() const
 
 bool ControlCenter::currentIsMainMcu() const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_TypeAndIndexs.isMainMcu(m_mcuIndex);
 }
 
 bool ControlCenter::currentIsFpga() const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_TypeAndIndexs.isFpga(m_mcuIndex);
 }
 
 int ControlCenter::currentNumber(int index) const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_TypeAndIndexs.number(m_mcuIndex, index);
 }
 
 void ControlCenter::setCurrent(int index, const QString &value)
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_TypeAndIndexs.setValue(m_mcuIndex, index, value);
 }
 
 QString ControlCenter::getTypeAndIndex(int line, int index) const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_TypeAndIndexs.value(line, index);
 }
 
 void ControlCenter::setTypeAndIndex(int line, int index, const QString &value)
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_TypeAndIndexs.setValue(line, index, value);
 }
 
 ControlCenter::Package ControlCenter::package() const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_package;
 }

@@ -12,8 +12,6 @@
 #include "protocol/FrameAssembler.h"
 #include "protocol/Reply.h"
 
-#include <QMutex>
-#include <QMutexLocker>
 #include <QObject>
 #include <QStringList>
 #include <QTimer>
@@ -21,6 +19,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 class CoreCOMQ;
 class CoreTelnet;
@@ -353,7 +352,7 @@ private:
     std::atomic<bool> m_runActive{false};
     /** A product-information read runs: its lists carry a key of their own. */
     std::atomic<bool> m_reading{false};
-    mutable QMutex m_mutex;
+    mutable std::mutex m_mutex;
     TypeAndIndexTable m_TypeAndIndexs;
     int m_mcuIndex = 0;
     bool m_erasingShown = false;

@@ -68,7 +68,7 @@ void ControlCenter::startWrite(quint8 mcuType, quint8 chipIndex)
     m_writeRetries = 0;
     m_enterRetries = 0;
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_erasingShown = false;
     }
     m_uploadTimer->start();
@@ -207,7 +207,7 @@ void ControlCenter::slotProgressValueChanged(double bytesSent, double bytesTotal
     bool erasing = false;
     bool writing = false;
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         overall = (m_mcuIndex * wholeProgress + bytesSent) / m_TypeAndIndexs.count();
         erasing = bytesSent == 0.0 && !m_erasingShown;
         writing = bytesSent > 0.0 && m_erasingShown;

@@ -119,7 +119,7 @@ bool ControlCenter::checkNetFirmware(QString filePath)
         return false;
     }
     const NetCheck check = checkNetImage(source);
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_netMajor = netMajorVersion(check.image);
     m_netMinor = netMinorVersion(check.image);
     qCDebug(logEngine) << "netver:" << m_netMajor << "." << m_netMinor;

@@ -134,7 +134,7 @@ void ControlCenter::sayToList(Use use, const QString &line)
 
 void ControlCenter::keepPackage(const Package &package)
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_package = package;
 }
 

@@ -21,7 +21,7 @@ void ControlCenter::getProductInfo()
     m_operationKind = upgradeMode::readProductInformation;
     m_productInfos = QStringList{filled(text::infoHeading)};
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_TypeAndIndexs = TypeAndIndexTable({QStringLiteral("MAIN,0,0,,,,,,,,,0,0")});
         m_mcuIndex = 0;
     }
@@ -79,7 +79,7 @@ void ControlCenter::setVirtualVersion()
 void ControlCenter::convertAllProductInfo()
 {
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         for (int line = 0; line < m_TypeAndIndexs.count(); ++line)
             m_productInfos.append(productReport::rowText(m_TypeAndIndexs.fields(line)));
     }

@@ -46,7 +46,7 @@ void ControlCenter::writeInfoAfterRun()
 {
     QStringList rows;
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         for (int line = 0; line < m_TypeAndIndexs.count(); ++line)
             rows.append(m_TypeAndIndexs.row(line));
     }
@@ -72,7 +72,7 @@ void ControlCenter::startInfoWrites(QStringList rows)
         row += QLatin1String(",0,0,0,0");
     qCDebug(logEngine) << "m_TypeAndIndexs:" << rows << "m_productInfos:" << m_productInfos;
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_TypeAndIndexs = TypeAndIndexTable(rows);
     }
     say(filled(text::startInfoWrites));
@@ -85,7 +85,7 @@ QByteArray ControlCenter::getCommandOfProductInformation(int currentLineIndex)
 {
     QStringList row;
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         row = m_TypeAndIndexs.fields(currentLineIndex);
     }
     const productCommand::Command command = productCommand::build(row, m_infoDescription);
@@ -154,7 +154,7 @@ void ControlCenter::reportInfoWrite(const QString &result)
 {
     QString row;
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         row = m_TypeAndIndexs.row(m_productInfoIndex);
     }
     emit message({QString::fromLatin1(key::setProductInfoResult), row, result});

@@ -150,7 +150,7 @@ void ControlCenter::takeMainRecord(const ProductRecord &record)
     if (!m_reading)
         return;
     m_productInfos += lines;
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     if (m_TypeAndIndexs.count() != 1)
         return;
     const QStringList rows = productReport::auxRows(record);

@@ -25,7 +25,7 @@ void ControlCenter::uploadByMergeFW(QString fileName, QStringList TypeAndIndex, 
     m_fileName = fileName;
     const int checksum = fileName.isEmpty() ? 0 : checkFWMmd5(fileName);
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_TypeAndIndexs =
             TypeAndIndexTable(TypeAndIndexTable::completeRows(TypeAndIndex, upgradeModel));
         m_mcuIndex = 0;
@@ -54,7 +54,7 @@ void ControlCenter::resetRun(int upgradeModel)
     m_mainMcuFirst = false;
     m_mainMcuFirstUsed = false;
     m_imageWritten = false;
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_erasingShown = false;
 }
 

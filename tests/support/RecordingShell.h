@@ -5,12 +5,11 @@
 
 #include <QCryptographicHash>
 #include <QFile>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QStringList>
 
 #include <functional>
 #include <memory>
+#include <mutex>
 
 /** A shell that runs nothing and remembers every command; usable from any thread. */
 class RecordingShell
@@ -29,7 +28,7 @@ public:
 
     QStringList commands() const
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         return m_commands;
     }
 
@@ -58,10 +57,10 @@ private:
 
     void record(const QString &command)
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_commands.append(command);
     }
 
-    mutable QMutex m_mutex;
+    mutable std::mutex m_mutex;
     QStringList m_commands;
 };
