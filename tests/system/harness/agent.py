@@ -3,6 +3,7 @@
 
 import contextlib
 import os
+import shlex
 import signal
 import socket
 
@@ -11,12 +12,14 @@ from .process import Process
 
 
 class Agent(Process):
-    """Runs only inside the sandbox: outside, it would meet the machine's own sudo."""
+    """Runs only inside the sandbox: outside, it would meet the machine's own sudo. $AGENT_WRAPPER
+    is a command to run it under, such as a memory checker."""
 
     def __init__(self, **environment):
         if os.environ.get("AGENT_SANDBOX") != "1":
             raise RuntimeError("the agent is only ever started inside scripts/sandbox")
-        super().__init__("upgrade-agent", [os.environ["AGENT_PROGRAM"]], cwd="/",
+        wrapper = shlex.split(os.environ.get("AGENT_WRAPPER", ""))
+        super().__init__("upgrade-agent", [*wrapper, os.environ["AGENT_PROGRAM"]], cwd="/",
                          env={**os.environ, **environment}, start_new_session=True)
 
     def wait_until_it_listens(self, seconds=10):

@@ -2,8 +2,12 @@
 """A program under test, with its standard error kept for the failure report."""
 
 import os
+import re
 import subprocess
 import tempfile
+
+# How a sanitizer's report begins.
+_SANITIZER_REPORT = re.compile(r"(ERROR: |WARNING: )\w+Sanitizer|: runtime error: ")
 
 
 class Process:
@@ -23,6 +27,10 @@ class Process:
         """All it has written so far."""
         size = os.fstat(self._stderr.fileno()).st_size
         return os.pread(self._stderr.fileno(), size, 0).decode(errors="replace")
+
+    def has_sanitizer_report(self):
+        """Whether it was built with a sanitizer that found something."""
+        return bool(_SANITIZER_REPORT.search(self.stderr()))
 
     def stop(self):
         """Asks it to end, and waits; returns its exit status."""

@@ -39,6 +39,7 @@ class World(unittest.TestCase):
     def setUp(self):
         self.processes = []
         self.stack = contextlib.ExitStack()
+        self.addCleanup(self.assert_no_sanitizer_reports)
         self.addCleanup(self.stack.close)
         self.simulator = None
         self.agent = None
@@ -136,6 +137,10 @@ class World(unittest.TestCase):
         if mode is not None:
             client.ask(f"UPGRADEMODE||{mode}", f"UPGRADELOG||Set UPGRADEMODE to {mode}")
         return client
+
+    def assert_no_sanitizer_reports(self):
+        """A program may have found a defect in itself at a time when nobody missed it."""
+        self.assertEqual([p.name for p in self.processes if p.has_sanitizer_report()], [])
 
     # What is checked at the end of every run.
 
