@@ -11,6 +11,11 @@ TEST_PACKAGES="edid-decode bzip2"
 # To measure, and to test that every measurement gives its figure.
 BENCH_PACKAGES="edid-decode redis-server lrzsz"
 LINT_PACKAGES="clang-format shellcheck codespell"
+MEMCHECK_PACKAGES="valgrind"
+ANALYSIS_PACKAGES="clang-tidy clazy cppcheck"
+COVERAGE_PACKAGES="gcovr"
+# The handovers between threads that ThreadSanitizer is told of.
+TSAN_PACKAGES="qtbase5-private-dev"
 
 # Prints those of the given packages that are not installed.
 missing_packages() {
