@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <limits>
 #include <poll.h>
 #include <sys/epoll.h>
@@ -270,19 +271,20 @@ int EpollDispatcher::timeOut(bool mayWait) const
 bool EpollDispatcher::fireTimers()
 {
     const auto time = Clock::now();
-    std::vector<int> due;
-    for (const Timer &timer : m_timers) {
-        if (timer.due <= time)
-            due.push_back(timer.id);
-    }
-    for (const int id : due) {
+    std::vector<Timer> due;
+    std::copy_if(m_timers.begin(), m_timers.end(), std::back_inserter(due),
+                 [time](const Timer &timer) { return timer.due <= time; });
+    // After a long turn of the loop, several may be due at once.
+    std::stable_sort(due.begin(), due.end(),
+                     [](const Timer &left, const Timer &right) { return left.due < right.due; });
+    for (const Timer &late : due) {
         // One timer may end another.
         const auto timer = std::find_if(m_timers.begin(), m_timers.end(),
-                                        [id](const Timer &one) { return one.id == id; });
+                                        [&late](const Timer &one) { return one.id == late.id; });
         if (timer == m_timers.end())
             continue;
         timer->due = std::max(timer->due + timer->interval, time);
-        QTimerEvent event(id);
+        QTimerEvent event(late.id);
         QCoreApplication::sendEvent(timer->object, &event);
     }
     return !due.empty();

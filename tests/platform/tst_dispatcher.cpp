@@ -79,6 +79,7 @@ private slots:
     void peerThatHangsUpIsTold();
     void socketsCanBeLeftOut();
     void timersFireInTheirOrder();
+    void lateTimersFireInTheirOrder();
     void timerRepeatsUntilKilled();
     void timerEndsAnother();
     void timerOfDeletedObjectIsGone();
@@ -215,6 +216,16 @@ void TestDispatcher::timersFireInTheirOrder()
     for (const int time : {30, 10, 0, 20})
         QTimer::singleShot(time, this, [&fired, time] { fired.append(time); });
     QTRY_COMPARE(fired, (QVector<int>{0, 10, 20, 30}));
+}
+
+void TestDispatcher::lateTimersFireInTheirOrder()
+{
+    QVector<int> fired;
+    for (const int time : {3, 1, 2})
+        QTimer::singleShot(time, Qt::PreciseTimer, this, [&fired, time] { fired.append(time); });
+    std::this_thread::sleep_for(5ms);
+    QCoreApplication::processEvents();
+    QCOMPARE(fired, (QVector<int>{1, 2, 3}));
 }
 
 void TestDispatcher::timerRepeatsUntilKilled()
