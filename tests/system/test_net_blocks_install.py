@@ -197,6 +197,8 @@ class TestNetBlocksInstall(networld.NetWorld):
             return networld.BUSY not in client.lines
         self.assertFalse(free())
         wait.until(free, 90, "idle agent")
+        # The request that was taken has its last words behind the heartbeat.
+        client.wait_for(texts.closed("")[-1])
         self.send_as.client.mark()
         self.send_as.enter()
 
