@@ -2,6 +2,7 @@
 # The few shapes that every target of the project takes.
 
 set(AGENT_SANITIZE "" CACHE STRING "Sanitizers to build with, as the compiler's -fsanitize takes them")
+option(AGENT_COVERAGE "Count which lines and branches are run" OFF)
 
 add_library(agent_options INTERFACE)
 target_compile_options(agent_options INTERFACE -Wall -Wextra -Werror)
@@ -10,6 +11,19 @@ if(AGENT_SANITIZE)
     target_compile_options(agent_options INTERFACE
         -fsanitize=${AGENT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     target_link_options(agent_options INTERFACE -fsanitize=${AGENT_SANITIZE})
+    # Into programs, not into libraries.
+    add_library(agent_sanitizers OBJECT ${CMAKE_CURRENT_LIST_DIR}/sanitizers/Defaults.cpp)
+    if(AGENT_SANITIZE MATCHES thread)
+        target_sources(agent_sanitizers PRIVATE ${CMAKE_CURRENT_LIST_DIR}/sanitizers/Handovers.cpp)
+        target_include_directories(agent_sanitizers PRIVATE ${Qt5Core_PRIVATE_INCLUDE_DIRS})
+    endif()
+    target_link_libraries(agent_sanitizers PRIVATE Qt5::Core)
+    target_sources(agent_options INTERFACE
+        "$<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:$<TARGET_OBJECTS:agent_sanitizers>>")
+endif()
+if(AGENT_COVERAGE)
+    target_compile_options(agent_options INTERFACE --coverage -fprofile-update=atomic)
+    target_link_options(agent_options INTERFACE --coverage)
 endif()
 
 # agent_library(NAME SOURCES ... [LINK ...]): a static library whose headers are included as

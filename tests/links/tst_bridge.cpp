@@ -16,13 +16,6 @@
 
 #include <termios.h>
 
-// An engine lives as long as its process, so a bridge never deletes its own.
-extern "C" const char *__lsan_default_suppressions(); // NOLINT
-extern "C" const char *__lsan_default_suppressions()  // NOLINT
-{
-    return "leak:WorkerCOM::start";
-}
-
 namespace {
 
 /** A bridge with everything that it says. */

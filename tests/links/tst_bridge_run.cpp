@@ -8,13 +8,6 @@
 #include <QSocketNotifier>
 #include <QtTest>
 
-// An engine lives as long as its process, so a bridge never deletes its own.
-extern "C" const char *__lsan_default_suppressions(); // NOLINT
-extern "C" const char *__lsan_default_suppressions()  // NOLINT
-{
-    return "leak:WorkerCOM::start";
-}
-
 namespace {
 
 /** A simulated device behind a real serial port. */

@@ -35,4 +35,4 @@ class TestMemory(upgrade.TestMode2):
 
 
 if __name__ == "__main__":
-    world.main(900)
+    world.main()

@@ -80,6 +80,7 @@ class Console:
         expected = list(expected)
         matcher = transcript.Matcher(expected)
         place = self._mark
+        seconds *= wait.PATIENCE
         end = time.monotonic() + seconds
         while True:
             lines, place = self._take_lines(place)

@@ -1,7 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
 """Waiting for conditions instead of sleeping for a guess."""
 
+import os
 import time
+
+# A sanitizer or a wrapper such as valgrind makes a program many times as slow.
+PATIENCE = 4 if os.environ.get("AGENT_SANITIZE") or os.environ.get("AGENT_WRAPPER") else 1
 
 
 class TimeOut(AssertionError):
@@ -10,6 +14,7 @@ class TimeOut(AssertionError):
 
 def until(condition, seconds=10.0, what="a condition"):
     """Polls `condition` until it is true and returns its value."""
+    seconds *= PATIENCE
     end = time.monotonic() + seconds
     while True:
         value = condition()

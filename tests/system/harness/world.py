@@ -13,6 +13,7 @@ from . import package as packages
 from .agent import Agent
 from .console import Console
 from .simulator import Simulator
+from .wait import PATIENCE
 
 PACKAGE = "/data/FW.fwm"
 SERIAL_DEVICE = "/dev/ttyS2"
@@ -166,5 +167,5 @@ class World(unittest.TestCase):
 
 def main(seconds=300):
     """Runs the file's tests; a file that hangs is ended with a stack trace."""
-    faulthandler.dump_traceback_later(seconds, exit=True)
+    faulthandler.dump_traceback_later(seconds * PATIENCE, exit=True)
     unittest.main(verbosity=2)
