@@ -3,6 +3,7 @@
 
 set(AGENT_SANITIZE "" CACHE STRING "Sanitizers to build with, as the compiler's -fsanitize takes them")
 option(AGENT_COVERAGE "Count which lines and branches are run" OFF)
+option(AGENT_FUZZ "Build the fuzz targets with libFuzzer (clang only)" OFF)
 
 add_library(agent_options INTERFACE)
 target_compile_options(agent_options INTERFACE -Wall -Wextra -Werror)
@@ -24,6 +25,10 @@ endif()
 if(AGENT_COVERAGE)
     target_compile_options(agent_options INTERFACE --coverage -fprofile-update=atomic)
     target_link_options(agent_options INTERFACE --coverage)
+endif()
+if(AGENT_FUZZ)
+    # Everything reports what it covers; only the fuzz targets bring a fuzzer's main().
+    target_compile_options(agent_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
 # agent_library(NAME SOURCES ... [LINK ...]): a static library whose headers are included as

@@ -3,13 +3,14 @@
 # What the project needs from Debian, and how the scripts get it.
 
 # To build the programs.
-BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdeflate-dev libcli11-dev \
-    libedit-dev"
+BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdeflate-dev zlib1g-dev \
+    libcli11-dev libedit-dev"
 # To run the tests and the demonstration.
 RUN_PACKAGES="python3 bubblewrap"
 TEST_PACKAGES="edid-decode bzip2"
 # To measure, and to test that every measurement gives its figure.
 BENCH_PACKAGES="edid-decode redis-server lrzsz"
+FUZZ_PACKAGES="clang llvm"
 LINT_PACKAGES="clang-format shellcheck codespell"
 MEMCHECK_PACKAGES="valgrind"
 ANALYSIS_PACKAGES="clang-tidy clazy cppcheck"

@@ -3,19 +3,13 @@
 #include "console/FirmwareRows.h"
 #include "console/LineFramer.h"
 #include "edid/DumpText.h"
+#include "support/Fuzz.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace {
 
 constexpr int limit = 4096;
-
-void require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
 
 void checkLine(const QString &line)
 {

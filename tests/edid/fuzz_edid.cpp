@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "edid/DumpText.h"
 #include "edid/ParseEDID.h"
+#include "support/Fuzz.h"
 
 #include <QByteArray>
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
 namespace {
@@ -15,12 +15,6 @@ constexpr int dumpSize = 256;
 // Far above what 256 bytes can ask for: 62 formats named by each of five maps, and some.
 constexpr int maxLines = 1000;
 constexpr int maxCharacters = 64 * 1024;
-
-void require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
 
 void report(const QByteArray &dump)
 {

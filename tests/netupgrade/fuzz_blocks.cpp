@@ -1,18 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "netupgrade/NetBlockReceiver.h"
 #include "protocol/Statuses.h"
-
-#include <cstdlib>
-
-namespace {
-
-void require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
-
-} // namespace
+#include "support/Fuzz.h"
 
 /** Any byte stream: no action carries more than one frame can hold, and every answer is one. */
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)

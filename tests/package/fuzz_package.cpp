@@ -6,17 +6,9 @@
 #include "package/PackageDescription.h"
 #include "package/PackageHeader.h"
 #include "package/PackageLayout.h"
-
-#include <cstdlib>
+#include "support/Fuzz.h"
 
 namespace {
-
-/** Unlike an assertion also there in a release build. */
-void require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
 
 void walk(ByteSource &source, RecordWalker walker)
 {

@@ -1,19 +1,37 @@
 # SPDX-License-Identifier: Apache-2.0
-# agent_fuzz_target(NAME SOURCES ... SEEDS FOLDER [LINK ...]): an ordinary test that runs the target
-# over its seeds; with AGENT_FUZZER a libFuzzer program instead (needs clang).
+# agent_fuzz_target(ROOM SOURCES ... SEEDS FOLDER... [MAX_LENGTH BYTES] [LINK ...]): the program
+# ROOM_fuzz and the test of that name, which runs it over its seeds. With AGENT_FUZZ the program is
+# a libFuzzer one, and the inputs that it makes up are at most MAX_LENGTH bytes long; otherwise it
+# also runs over mutants of the seeds, the same ones every time.
 
-option(AGENT_FUZZER "Link the fuzz targets with libFuzzer" OFF)
+add_custom_target(fuzz_targets)
 
-function(agent_fuzz_target name)
-    cmake_parse_arguments(ARG "" "SEEDS" "SOURCES;LINK" ${ARGN})
+function(agent_fuzz_target room)
+    cmake_parse_arguments(ARG "" "MAX_LENGTH" "SOURCES;SEEDS;LINK" ${ARGN})
+    if(NOT ARG_MAX_LENGTH)
+        set(ARG_MAX_LENGTH 4096)
+    endif()
+    list(TRANSFORM ARG_SEEDS PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
+    set(name ${room}_fuzz)
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
-    target_link_libraries(${name} PRIVATE ${ARG_LINK} agent_options)
-    if(AGENT_FUZZER)
+    target_link_libraries(${name} PRIVATE ${ARG_LINK} Qt5::Core agent_options)
+    add_dependencies(fuzz_targets ${name})
+    if(AGENT_FUZZ)
         target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+        add_test(NAME ${name} COMMAND ${name} -runs=0 ${ARG_SEEDS})
     else()
         target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/FuzzMain.cpp)
-        add_test(NAME ${name} COMMAND ${name} ${CMAKE_CURRENT_SOURCE_DIR}/${ARG_SEEDS})
-        set_tests_properties(${name} PROPERTIES TIMEOUT 120)
+        add_test(NAME ${name} COMMAND ${name} ${ARG_SEEDS})
     endif()
+    set_tests_properties(${name} PROPERTIES TIMEOUT 120)
+    list(JOIN ARG_SEEDS "|" seeds)
+    set_property(GLOBAL APPEND PROPERTY AGENT_FUZZ_TARGETS "${room}|${ARG_MAX_LENGTH}|${seeds}")
+endfunction()
+
+# What scripts/fuzz reads: per line a room, its longest input and its seed folders.
+function(agent_fuzz_list)
+    get_property(targets GLOBAL PROPERTY AGENT_FUZZ_TARGETS)
+    list(JOIN targets "\n" lines)
+    file(WRITE ${CMAKE_BINARY_DIR}/fuzz-targets.txt "${lines}\n")
 endfunction()

@@ -1,20 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "support/Fuzz.h"
 #include "upgrade-console/ReplyParser.h"
 #include "upgrade-console/UpgradeModel.h"
 #include "upgrade-console/UpgradeView.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace {
 
 constexpr int maxLine = 2000;
-
-void require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
 
 bool same(const AgentReply &a, const AgentReply &b)
 {

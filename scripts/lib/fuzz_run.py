@@ -1,0 +1,108 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Runs the fuzz targets of a build tree, one after the other, and prints what came of it.
+
+What a target has learned stays in build/fuzz/corpus, so that the next run goes on from there; an input
+that breaks something is kept in build/fuzz/findings. The exit status is 1 when there is any.
+"""
+
+import argparse
+import os
+import re
+import subprocess
+import sys
+
+# Far above what any input needs, and low enough that a hang or a leak shows.
+SECONDS_PER_INPUT = 25
+MEGABYTES = 1024
+
+COLUMNS = "{:<16} {:>8} {:>12} {:>10} {:>9} {:>9}"
+
+
+class Target:
+    """One line of the build's list: ROOM|LONGEST INPUT|SEED FOLDER|..."""
+
+    def __init__(self, build, line):
+        self.name, self.longest, *self.seeds = line.split("|")
+        self.program = os.path.join(build, "bin", self.name + "_fuzz")
+        self.corpus = os.path.join(build, "corpus", self.name)
+        self.findings = os.path.join(build, "findings", self.name)
+        self.log = os.path.join(build, "logs", self.name + ".log")
+        for folder in (self.corpus, self.findings, os.path.dirname(self.log)):
+            os.makedirs(folder, exist_ok=True)
+
+    def command(self, *arguments):
+        """The program with the limits that every run of it has."""
+        return [self.program, f"-timeout={SECONDS_PER_INPUT}", f"-rss_limit_mb={MEGABYTES}",
+                f"-report_slow_units={SECONDS_PER_INPUT}", *arguments]
+
+    def still_failing(self):
+        """The findings of earlier runs that have not been mended since."""
+        paths = [os.path.join(self.findings, name) for name in sorted(os.listdir(self.findings))]
+        return [path for path in paths
+                if subprocess.run(self.command(path), capture_output=True, check=False).returncode]
+
+    def run(self, seconds):
+        """Fuzzes for so long. Returns the exit status."""
+        command = self.command(f"-max_total_time={seconds}", f"-max_len={self.longest}",
+                               f"-artifact_prefix={self.findings}/", "-print_final_stats=1",
+                               self.corpus, *self.seeds)
+        with open(self.log, "w", encoding="utf-8") as log:
+            return subprocess.run(command, stdout=log, stderr=subprocess.STDOUT,
+                                  check=False).returncode
+
+    def figures(self):
+        """Executions, new units and covered edges of the last run, as the log has them."""
+        with open(self.log, encoding="utf-8", errors="replace") as log:
+            text = log.read()
+        return [(re.findall(pattern, text) or ["-"])[-1]
+                for pattern in (r"stat::number_of_executed_units:\s*(\d+)",
+                                r"stat::new_units_added:\s*(\d+)", r"\bcov: (\d+)")]
+
+
+def read_targets(build, wanted):
+    """The targets of the build tree, or those of them that are wanted."""
+    with open(os.path.join(build, "fuzz-targets.txt"), encoding="utf-8") as file:
+        targets = {line.split("|")[0]: line for line in file.read().splitlines()}
+    unknown = [name for name in wanted if name not in targets]
+    if unknown:
+        sys.exit(f"No such target: {', '.join(unknown)}. There are: {', '.join(targets)}.")
+    return [Target(build, targets[name]) for name in wanted or targets]
+
+
+def run(target, seconds):
+    """One row of the table, and whether anything was found."""
+    print(f"{target.name}: {seconds} s, log in {os.path.relpath(target.log)}", flush=True)
+    known = target.still_failing()
+    status = target.run(seconds)
+    found = sorted(set(known) | set(target.still_failing()))
+    for path in found:
+        print(f"  found: {os.path.relpath(path)}", flush=True)
+    if status != 0 and not found:
+        print(f"  ended with {status}; see the log", flush=True)
+    row = COLUMNS.format(target.name, seconds, *target.figures(), len(found))
+    return row, bool(found) or status != 0
+
+
+def main():
+    """Runs what the command line asks for."""
+    parser = argparse.ArgumentParser(prog="scripts/fuzz", description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--build", default="build/fuzz", help="the build tree (default: %(default)s)")
+    parser.add_argument("--seconds", type=int, default=60, metavar="N",
+                        help="how long each target runs (default: 60)")
+    parser.add_argument("targets", nargs="*", metavar="TARGET", help="all when none is named")
+    options = parser.parse_args()
+    # An input may be meant to fill memory; the allocator is to say so, not the kernel.
+    os.environ.setdefault("ASAN_OPTIONS", "allocator_may_return_null=0:detect_leaks=1")
+
+    results = [run(target, options.seconds)
+               for target in read_targets(os.path.abspath(options.build), options.targets)]
+    print()
+    print(COLUMNS.format("target", "seconds", "executions", "new units", "coverage", "findings"))
+    for row, _ in results:
+        print(row)
+    return 1 if any(failed for _, failed in results) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
