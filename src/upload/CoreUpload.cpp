@@ -85,13 +85,11 @@ bool CoreUpload::uploadFile(uchar mcuType, uchar mcuIndex, const QString &filena
 void CoreUpload::uploadData(uchar mcuType, uchar mcuIndex, const QByteArray &data, qint32 length)
 {
     qCDebug(logUpload) << "fileSize:" << length;
-    m_sending = false;
+    reset();
     if (!m_packer.start(mcuType, mcuIndex, data, length))
         return;
-    m_sending = true;
     m_FWPersent.store(0.0, std::memory_order_relaxed);
     m_retryCount = 0;
-    m_sendTimer->stop();
     const bool sent = sendBlock();
     // A first block that could not be sent is repeated by its time-out, and its acknowledgement
     // must find the same state as if it had gone out at once.
@@ -110,7 +108,7 @@ void CoreUpload::reset()
     m_sendTimer->stop();
     m_assembler.reset();
     m_packer.release();
-    m_sending = false;
+    m_blockIsOut = false;
 }
 
 bool CoreUpload::sendCommand(quint16 word, int length, const unsigned char *payload)
@@ -169,7 +167,7 @@ bool CoreUpload::takeByte(quint8 byte)
         return false;
     const Reply reply(m_assembler.frame());
     const bool answersBlock =
-        m_sending && currentCommandKey == command::writeBlock && reply.has(mcu::resultOffset) &&
+        m_blockIsOut && currentCommandKey == command::writeBlock && reply.has(mcu::resultOffset) &&
         mcu::wordAt(m_assembler.frame(), mcu::extendedWordOffset) == command::writeBlock;
     if (!answersBlock)
         return false;
@@ -209,8 +207,9 @@ void CoreUpload::sendNextBlock()
 bool CoreUpload::sendBlock()
 {
     const QByteArray &payload = m_packer.payload();
-    return sendCommand(command::writeBlock, payload.size(),
-                       reinterpret_cast<const unsigned char *>(payload.constData()));
+    m_blockIsOut = sendCommand(command::writeBlock, payload.size(),
+                               reinterpret_cast<const unsigned char *>(payload.constData()));
+    return m_blockIsOut;
 }
 
 void CoreUpload::onTimeOutSendData()

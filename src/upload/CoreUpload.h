@@ -73,5 +73,6 @@ private:
     FrameAssembler m_assembler;
     QTimer *m_sendTimer;
     int m_retryCount = 0;
-    bool m_sending = false;
+    /** The block in flight went out; without that, whatever comes cannot acknowledge it. */
+    bool m_blockIsOut = false;
 };

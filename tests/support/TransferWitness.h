@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "protocol/BlockPayload.h"
+#include "protocol/CommandWords.h"
+#include "protocol/McuFrame.h"
+#include "protocol/Statuses.h"
+#include "support/Fuzz.h"
+
+#include <QByteArray>
+
+/**
+ * Watches a link from outside, and so knows what of an image is certainly in the device: blocks go
+ * out in order, the next one only when the one before was acknowledged, and repeated unchanged
+ * otherwise. Shares no code with the uploader: whatever part of the bytes received since the last
+ * frame is a checked acknowledgement counts, wherever it stands.
+ */
+class TransferWitness
+{
+public:
+    /** Another transfer begins with the next block. */
+    void restart()
+    {
+        m_payload.clear();
+        m_image.clear();
+        m_count = 0;
+    }
+
+    void sent(const QByteArray &frame)
+    {
+        const quint16 word = mcu::wordAt(frame, mcu::wordOffset);
+        if (word == command::enterUpdateMode)
+            restart();
+        else if (word == command::writeBlock)
+            sentBlock(frame.mid(mcu::payloadOffset, block::payloadSize));
+        m_received.clear();
+    }
+
+    void received(const QByteArray &bytes) { m_received += bytes; }
+
+    /** The last block, the one with the flag, was acknowledged. */
+    bool isComplete() const
+    {
+        return m_count > 0 && (quint8(m_payload.at(block::flagsOffset)) & block::lastFlag) != 0 &&
+               isAcknowledged();
+    }
+
+    /** True when the blocks hold `image`, and behind it nothing but padding. */
+    bool holds(const QByteArray &image) const
+    {
+        const int behind = m_image.size() - image.size();
+        return behind >= 0 && behind < block::dataSize && m_image.startsWith(image) &&
+               m_image.endsWith(QByteArray(behind, char(block::lastPadding)));
+    }
+
+    quint8 chipType() const { return quint8(m_payload.at(block::typeOffset)); }
+    quint8 chipIndex() const { return quint8(m_payload.at(block::indexOffset)); }
+
+private:
+    void sentBlock(const QByteArray &payload)
+    {
+        require(payload.size() == block::payloadSize);
+        const int number = mcu::wordAt(payload, block::numberOffset);
+        if (m_count > 0 && number == m_count - 1) {
+            require(payload == m_payload);
+            return;
+        }
+        require(number == m_count);
+        require(m_count == 0 || isAcknowledged());
+        m_payload = payload;
+        m_image += payload.mid(block::dataOffset);
+        ++m_count;
+    }
+
+    bool isAcknowledged() const
+    {
+        for (int start = m_received.indexOf(opening); start >= 0;
+             start = m_received.indexOf(opening, start + 1)) {
+            if (start + shortest > m_received.size())
+                break;
+            const int size = mcu::wordAt(m_received, start + mcu::lengthOffset) + mcu::uncounted;
+            const QByteArray frame = m_received.mid(start, size);
+            if (frame.size() == size && size >= shortest && mcu::byteSum(frame) == 0 &&
+                mcu::wordAt(frame, mcu::extendedWordOffset) == command::writeBlock &&
+                quint8(frame.at(mcu::resultOffset)) == status::done)
+                return true;
+        }
+        return false;
+    }
+
+    static constexpr int shortest = mcu::extendedLength + mcu::uncounted;
+    static constexpr char opening[] = "\x5B\x5B\xA5";
+
+    QByteArray m_received;
+    QByteArray m_payload;
+    QByteArray m_image;
+    int m_count = 0;
+};

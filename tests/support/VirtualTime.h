@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QAbstractEventDispatcher>
+#include <QCoreApplication>
+#include <QTimerEvent>
+
+#include <algorithm>
+#include <chrono>
+#include <vector>
+
+/**
+ * The main thread's event dispatcher, on a clock that only the test moves. Timers fire in the order
+ * in which they are due, with their real intervals, and no real time passes.
+ */
+class VirtualTime : public QAbstractEventDispatcher
+{
+public:
+    using ms = std::chrono::milliseconds;
+
+    /** The one of this process, made with its application at the first call. */
+    static VirtualTime &instance()
+    {
+        static VirtualTime *const time = make();
+        return *time;
+    }
+
+    ms now() const { return m_now; }
+
+    /** Fires everything that is due by then. */
+    void advance(ms time)
+    {
+        const ms end = m_now + time;
+        for (auto next = nextTimer(); next != m_timers.end() && next->due <= end;
+             next = nextTimer())
+            fire(next);
+        m_now = end;
+    }
+
+    /** Lets the time pass until a timer fires. False when there is none. */
+    bool fireNext()
+    {
+        const auto next = nextTimer();
+        if (next == m_timers.end())
+            return false;
+        fire(next);
+        return true;
+    }
+
+    bool processEvents(QEventLoop::ProcessEventsFlags) override
+    {
+        QCoreApplication::sendPostedEvents();
+        return true;
+    }
+    bool hasPendingEvents() override { return false; }
+    void registerSocketNotifier(QSocketNotifier *) override {}
+    void unregisterSocketNotifier(QSocketNotifier *) override {}
+
+    void registerTimer(int id, int interval, Qt::TimerType type, QObject *object) override
+    {
+        const ms every(std::max(interval, 1));
+        m_timers.push_back({m_now + every, every, id, type, object});
+    }
+
+    bool unregisterTimer(int id) override
+    {
+        return eraseIf([id](const Timer &timer) { return timer.id == id; });
+    }
+
+    bool unregisterTimers(QObject *object) override
+    {
+        return eraseIf([object](const Timer &timer) { return timer.object == object; });
+    }
+
+    QList<TimerInfo> registeredTimers(QObject *object) const override
+    {
+        QList<TimerInfo> found;
+        for (const Timer &timer : m_timers) {
+            if (timer.object == object)
+                found.append(TimerInfo(timer.id, int(timer.every.count()), timer.type));
+        }
+        return found;
+    }
+
+    int remainingTime(int id) override
+    {
+        const auto found = std::find_if(m_timers.begin(), m_timers.end(),
+                                        [id](const Timer &timer) { return timer.id == id; });
+        return found == m_timers.end() ? -1 : int((found->due - m_now).count());
+    }
+
+    void wakeUp() override {}
+    void interrupt() override {}
+    void flush() override {}
+
+private:
+    struct Timer
+    {
+        ms due;
+        ms every;
+        int id;
+        Qt::TimerType type;
+        QObject *object;
+    };
+    using Timers = std::vector<Timer>;
+
+    static VirtualTime *make()
+    {
+        auto *time = new VirtualTime;
+        QCoreApplication::setEventDispatcher(time);
+        static int argc = 1;
+        static char name[] = "test";
+        static char *argv[] = {name, nullptr};
+        static auto *const application = new QCoreApplication(argc, argv);
+        Q_UNUSED(application)
+        return time;
+    }
+
+    /** Among those due at the same time the one that has waited longest. */
+    Timers::iterator nextTimer()
+    {
+        return std::min_element(m_timers.begin(), m_timers.end(),
+                                [](const Timer &a, const Timer &b) { return a.due < b.due; });
+    }
+
+    /** A timer goes on until it is unregistered, which may well happen in its own event. */
+    void fire(Timers::iterator timer)
+    {
+        Timer fired = *timer;
+        m_now = std::max(m_now, fired.due);
+        fired.due = m_now + fired.every;
+        m_timers.erase(timer);
+        m_timers.push_back(fired);
+        QTimerEvent event(fired.id);
+        QCoreApplication::sendEvent(fired.object, &event);
+        QCoreApplication::sendPostedEvents();
+    }
+
+    template<typename Condition>
+    bool eraseIf(Condition condition)
+    {
+        const auto end = std::remove_if(m_timers.begin(), m_timers.end(), condition);
+        const bool any = end != m_timers.end();
+        m_timers.erase(end, m_timers.end());
+        return any;
+    }
+
+    Timers m_timers;
+    ms m_now{0};
+};
