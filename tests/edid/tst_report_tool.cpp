@@ -76,6 +76,7 @@ private slots:
 
     void printsAReport();
     void printsWhatTheAgentEmits();
+    void completesItsOptions();
     void readsStandardInput();
     void json();
     void failures_data();
@@ -207,6 +208,17 @@ void TestReportTool::readsStandardInput()
     QCOMPARE(binary.exitCode, 0);
     QCOMPARE(binary.output, monitorReport());
     QCOMPARE(run({"-"}, realDump(monitor).toHex(' ')).output, monitorReport());
+}
+
+void TestReportTool::completesItsOptions()
+{
+    const Run script = run({"--bash-completion"});
+    QCOMPARE(script.exitCode, 0);
+    QProcess bash;
+    bash.start("bash", {"--norc", "-c", script.output + "complete -p edid-report"});
+    QVERIFY(bash.waitForFinished());
+    QCOMPARE(QString::fromUtf8(bash.readAllStandardOutput()),
+             QString("complete -o default -W '--help --version --json' edid-report\n"));
 }
 
 void TestReportTool::json()

@@ -31,6 +31,18 @@ DumpReading readNamed(const QString &name)
     return reading;
 }
 
+/** For bash; what is no option is a file. */
+int printCompletion(const QList<QCommandLineOption> &options)
+{
+    QStringList names{"--help", "--version"};
+    for (const QCommandLineOption &option : options)
+        names.append("--" + option.names().first());
+    std::printf("# bash completion for edid-report\n"
+                "complete -o default -W '%s' edid-report\n",
+                qPrintable(names.join(' ')));
+    return 0;
+}
+
 int report(const QString &file, bool asJson)
 {
     const DumpReading reading = readNamed(file);
@@ -65,7 +77,8 @@ int main(int argc, char *argv[])
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption json("json", "Write the report as a JSON object.");
-    parser.addOption(json);
+    const QCommandLineOption completion("bash-completion", "Print a completion script for bash.");
+    parser.addOptions({json, completion});
     parser.addPositionalArgument(
         "FILE", "EDID dump, binary or hexadecimal text; - reads standard input.", "FILE|-");
     if (!parser.parse(QCoreApplication::arguments())) {
@@ -74,6 +87,9 @@ int main(int argc, char *argv[])
     }
     // Acts on --help and --version, which end the program.
     parser.process(application);
+
+    if (parser.isSet(completion))
+        return printCompletion({json});
 
     const QStringList files = parser.positionalArguments();
     if (files.size() != 1) {
