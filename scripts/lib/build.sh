@@ -2,14 +2,17 @@
 # shellcheck shell=sh
 # Building, for the scripts that need programs.
 
-# Configures a preset. A build tree that was configured elsewhere is begun anew.
+# Configures a preset, with further arguments for cmake. A build tree that was configured elsewhere
+# is begun anew.
 configure() {
+    preset=$1
+    shift
     if command -v ccache >/dev/null; then
         export CMAKE_CXX_COMPILER_LAUNCHER=ccache
     fi
-    cmake --preset "$1" ||
-        { echo "The build tree build/$1 does not fit; it is made anew." >&2 &&
-            rm -rf "build/$1" && cmake --preset "$1"; }
+    cmake --preset "$preset" "$@" ||
+        { echo "The build tree build/$preset does not fit; it is made anew." >&2 &&
+            rm -rf "build/$preset" && cmake --preset "$preset" "$@"; }
 }
 
 # Builds a preset, or only the named targets of it: build release upgrade-agent

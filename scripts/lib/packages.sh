@@ -8,6 +8,8 @@ BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdefla
 # To run the tests and the demonstration.
 RUN_PACKAGES="python3 bubblewrap"
 TEST_PACKAGES="edid-decode bzip2"
+# To make the Debian packages and to check what is in them.
+PACKAGE_PACKAGES="dpkg-dev gzip lintian man-db sudo nftables iproute2 systemd"
 # To measure, and to test that every measurement gives its figure.
 BENCH_PACKAGES="edid-decode redis-server lrzsz"
 FUZZ_PACKAGES="clang llvm"

@@ -1,0 +1,19 @@
+# SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=sh
+# Making the Debian packages, for the scripts that do it.
+
+# Prints one flag variable as Debian builds its own packages, everything hardened:
+# debian_flags amd64 CXXFLAGS. Debug information would only be stripped again.
+debian_flags() {
+    DEB_HOST_ARCH=$1 DEB_BUILD_MAINT_OPTIONS=hardening=+all DEB_CXXFLAGS_MAINT_STRIP=-g \
+        dpkg-buildflags --get "$2"
+}
+
+# Makes the packages from the programs in a build folder, beside them, and checks them. Informal
+# remarks of lintian are shown with LINTIAN_OPTIONS=--display-info.
+make_packages() {
+    rm -rf "$1"/*.deb "$1/_CPack_Packages"
+    (cd "$1" && cpack)
+    # shellcheck disable=SC2086  # a list of words on purpose
+    lintian --allow-root --fail-on error,warning ${LINTIAN_OPTIONS:-} "$1"/*.deb
+}
