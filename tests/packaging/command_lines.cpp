@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+// Prints every command line that the agent may run, one a line: every kind of install is carried
+// out with a shell that only writes down.
+#include "netupgrade/NetInstaller.h"
+
+#include <QTemporaryDir>
+
+#include <cstdio>
+
+namespace {
+
+void writeDown(const QString &command)
+{
+    std::puts(qPrintable(command));
+}
+
+} // namespace
+
+int main()
+{
+    const QTemporaryDir folder;
+    NetImage header;
+    header.version = "1.23";
+    header.md5Text = QByteArray(net::md5Size, '0');
+
+    Platform platform;
+    platform.paths.netVersion = folder.filePath(QStringLiteral("version"));
+    platform.shell.run = writeDown;
+    platform.shell.readFirst = [&header](const QString &command, int) {
+        writeDown(command);
+        return header.md5Text;
+    };
+
+    NetInstaller installer(platform, {});
+    for (const auto variant :
+         {NetInstallVariant::Package, NetInstallVariant::Quiet, NetInstallVariant::Blocks}) {
+        if (!installer.install(variant, header))
+            return 1;
+    }
+    installer.rebootModule();
+    return 0;
+}

@@ -1,0 +1,209 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The sudoers file permits what the agent runs, and nothing else."""
+
+import json
+import os
+import re
+import shlex
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+from sudo_world import AGENT, OTHER, SudoWorld
+
+PROJECT = os.environ["PROJECT"]
+POLICY = os.path.join(PROJECT, "packaging", "upgrade-agent.sudoers")
+ARCHIVE = "/data/sysupdate.tar.bz2"
+RUNS_COMMANDS = re.compile(r"\b(QProcess|system|popen|v?fork|posix_spawnp?|exec[lv]p?e?)\b\s*[(:]")
+
+
+def command_lines():
+    """What the agent runs, as its own code says."""
+    program = shlex.split(os.environ["COMMAND_LINES"])
+    done = subprocess.run(program, capture_output=True, text=True, check=True)
+    return sorted(set(done.stdout.splitlines()))
+
+
+def sudo_words():
+    """The words behind sudo of every command line that has it."""
+    return [line.split()[1:] for line in command_lines() if line.split()[0] == "sudo"]
+
+
+def sources():
+    """Every source file of the agent: (name, text)."""
+    for folder, _, names in os.walk(os.path.join(PROJECT, "src")):
+        for name in names:
+            if name.endswith((".cpp", ".h")):
+                path = os.path.join(folder, name)
+                with open(path, encoding="utf-8") as file:
+                    yield os.path.relpath(path, PROJECT), file.read()
+
+
+class TestCommandLines(unittest.TestCase):
+    """The list is whole."""
+
+    def test_every_literal_is_run(self):
+        literals = {literal.replace("%1", ARCHIVE)
+                    for _, text in sources() for literal in re.findall(r'"(sudo\b[^"]*)"', text)}
+        self.assertEqual(sorted(literals),
+                         [line for line in command_lines() if line.startswith("sudo ")])
+
+    def test_one_place_runs_commands(self):
+        places = {name for name, text in sources()
+                  if RUNS_COMMANDS.search(re.sub(r"//.*|/\*.*?\*/|Shell::system|Shell system", "",
+                                                 text))}
+        self.assertEqual(places, {"src/platform/Platform.cpp"})
+
+
+class TestPolicy(unittest.TestCase):
+    """What the file says."""
+
+    def test_syntax(self):
+        done = subprocess.run(["visudo", "-c", "-s", "-f", POLICY], capture_output=True, text=True,
+                              check=False)
+        self.assertEqual((done.returncode, done.stdout), (0, f"{POLICY}: parsed OK\n"), done.stderr)
+
+    def test_commands_are_those_of_the_agent(self):
+        done = subprocess.run(["cvtsudoers", "-e", "-f", "json", POLICY], capture_output=True,
+                              text=True, check=True)
+        policy = json.loads(done.stdout)
+        expected = []
+        for name, *arguments in sudo_words():
+            path = shutil.which(name, path="/usr/sbin:/usr/bin") or f"/usr/sbin/{name}"
+            expected.append(" ".join([path, *(arguments or ['""'])]))
+        self.assertEqual(len(policy["User_Specs"]), 1)
+        spec = policy["User_Specs"][0]
+        self.assertEqual(spec["User_List"], [{"username": AGENT}])
+        self.assertEqual(len(spec["Cmnd_Specs"]), 1)
+        permitted = spec["Cmnd_Specs"][0]
+        self.assertEqual(sorted(one["command"] for one in permitted.pop("Commands")),
+                         sorted(expected))
+        self.assertEqual(permitted, {"runasusers": [{"username": "root"}],
+                                     "Options": [{"authenticate": False}, {"setenv": False}]})
+
+
+AS_AGENT = ("-U", AGENT)
+# What is nearly a command of the agent.
+NEAR_MISSES = """
+md5sum
+md5sum /data/sysupdate.tar.bz2 /etc/shadow
+md5sum /etc/shadow
+md5sum --check /data/sysupdate.tar.bz2
+md5sum /data/../data/sysupdate.tar.bz2
+md5sum /data/sysupdate.tar.bz2/
+md5sum //data/sysupdate.tar.bz2
+md5sum /data/sysupdate.tar.bz2.old
+md5sum /data/FW.fwm
+md5sum /data/*
+/data/md5sum /data/sysupdate.tar.bz2
+mount
+mount -a
+mount -o remount rw
+mount -o remount,rw /
+mount -o remount rw /data
+mount -o remount rw / /
+mount -o remount rw /.
+mount -o remount suid /
+mount -o remount ro /boot
+mount -o bind rw /
+mount -o remount rw / -o exec
+mount /dev/sda1 /
+umount /
+tar
+tar -C / -xf /data/FW.fwm
+tar -C / -xf /tmp/sysupdate.tar.bz2
+tar -C / -xf /data/sysupdate.tar.bz2 --to-command=sh
+tar -C / -xf /data/sysupdate.tar.bz2 --checkpoint=1 --checkpoint-action=exec=sh
+tar -C / -xf /data/sysupdate.tar.bz2 -I sh
+tar -I sh -C / -xf /data/sysupdate.tar.bz2
+tar -C /etc -xf /data/sysupdate.tar.bz2
+tar -C / -cf /data/sysupdate.tar.bz2
+tar -C / -cf /data/sysupdate.tar.bz2 /etc/shadow
+tar -C / -xpf /data/sysupdate.tar.bz2
+tar -xf /data/sysupdate.tar.bz2 -C /
+tar -C / -xf /data/sysupdate.tar.bz2 etc
+/opt/tar -C / -xf /data/sysupdate.tar.bz2
+/tmp/tar -C / -xf /data/sysupdate.tar.bz2
+/data/tar -C / -xf /data/sysupdate.tar.bz2
+bzip2 -d /data/sysupdate.tar.bz2
+rm
+rm /data/FW.fwm
+rm /data/version
+rm -r /data/sysupdate.tar.bz2
+rm -rf /
+rm /data/sysupdate.tar.bz2 /etc/passwd
+rm /data/sysupdate.tar.bz2/../../etc/passwd
+rm /data/*
+reboot -f
+reboot --poweroff
+reboot now
+/opt/reboot
+/data/reboot
+halt
+poweroff
+shutdown -r now
+systemctl reboot
+systemctl start upgrade-agent
+sync
+bash
+sh
+sh -c reboot
+su
+cat /etc/shadow
+chmod 4755 /data/sh
+cp /bin/sh /data/sh
+mv /data/version /etc/passwd
+vi /etc/sudoers
+visudo
+sudo reboot
+sudoedit /data/version
+sudoedit /etc/sudoers
+""".strip().splitlines()
+
+
+@unittest.skipUnless(os.geteuid() == 0, "sudo reads its files as several users, which needs root")
+class TestSudo(unittest.TestCase):
+    """What sudo makes of it."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(cls.folder.cleanup)
+        cls.world = SudoWorld(cls.folder.name, POLICY)
+
+    def assert_refused(self, questions):
+        for words, answer in zip(questions, self.world.answers(questions)):
+            with self.subTest(" ".join(words)):
+                self.assertIsNone(answer)
+
+    def test_permits_what_the_agent_runs(self):
+        self.assertGreaterEqual(len(sudo_words()), 6)
+        answers = self.world.answers([[*AS_AGENT, *words] for words in sudo_words()])
+        for words, answer in zip(sudo_words(), answers):
+            self.assertRegex(answer or "refused", rf"^/usr/s?bin/{re.escape(' '.join(words))}$")
+
+    def test_refuses_what_is_nearly_that(self):
+        self.assert_refused([[*AS_AGENT, *line.split()] for line in NEAR_MISSES])
+
+    def test_refuses_words_left_out_or_repeated(self):
+        changed = [line for words in sudo_words() for place in range(len(words))
+                   for line in (words[:place] + words[place + 1:],
+                                words[:place + 1] + words[place:])]
+        self.assert_refused([[*AS_AGENT, *words] for words in changed if words])
+
+    def test_refuses_other_users_and_groups(self):
+        self.assert_refused([["-U", OTHER, *words] for words in sudo_words()])
+        self.assert_refused([[*AS_AGENT, *target, *words] for words in sudo_words() for target in
+                             (("-u", OTHER), ("-u", "daemon"), ("-u", AGENT), ("-g", "daemon"),
+                              ("-u", "root", "-g", "daemon"))])
+
+    def test_lists_nothing_else(self):
+        listed = self.world.permits(*AS_AGENT) or ""
+        self.assertEqual(listed.count("("), 1, listed)
+        for words in sudo_words():
+            self.assertIn(" ".join(words), listed)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
