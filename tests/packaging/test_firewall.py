@@ -1,0 +1,139 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The nftables snippet: nft takes it, and the kernel then does what it says."""
+
+import contextlib
+import os
+import socket
+import subprocess
+import sys
+import unittest
+
+SNIPPET = os.path.join(os.environ["PROJECT"], "packaging", "management-network.nft")
+PORT, OTHER_PORT = 35353, 80
+# (family, network, an address of the module in it, an address of a peer in it)
+MANAGEMENT = ((socket.AF_INET, "192.168.10.1", "192.168.10.7"),
+              (socket.AF_INET6, "fd00:10::1", "fd00:10::7"))
+ELSEWHERE = ((socket.AF_INET, "192.168.11.1", "192.168.11.7"),
+             (socket.AF_INET6, "fd00:11::1", "fd00:11::7"))
+SKIPPED = 77
+INSIDE = "FIREWALL_TEST_INSIDE"
+
+
+def run(*command, **more):
+    return subprocess.run(command, capture_output=True, text=True, check=True, **more).stdout
+
+
+class TestFirewall(unittest.TestCase):
+    """The module and its peer are two networks with a cable between them."""
+
+    @classmethod
+    def setUpClass(cls):
+        peer = subprocess.Popen(["unshare", "--net", "sleep", "300"])
+        cls.addClassCleanup(peer.wait)
+        cls.addClassCleanup(peer.kill)
+        cls.peer = ["nsenter", f"--net=/proc/{peer.pid}/ns/net"]
+        own = os.readlink("/proc/self/ns/net")
+        while os.readlink(f"/proc/{peer.pid}/ns/net") == own:
+            pass
+        run("ip", "link", "set", "lo", "up")
+        run("ip", "link", "add", "module", "type", "veth", "peer", "name", "peer", "netns",
+            str(peer.pid))
+        run("ip", "link", "set", "module", "up")
+        run(*cls.peer, "ip", "link", "set", "peer", "up")
+        for family, module, client in MANAGEMENT + ELSEWHERE:
+            size = ["/24"] if family == socket.AF_INET else ["/64", "nodad"]
+            for command, address, device in (([], module, "module"), (cls.peer, client, "peer")):
+                run(*command, "ip", "address", "add", address + size[0], *size[1:], "dev", device)
+        for port in (PORT, OTHER_PORT):
+            server = socket.create_server(("::", port), family=socket.AF_INET6,
+                                          dualstack_ipv6=True, backlog=100)
+            cls.addClassCleanup(server.close)
+
+    def setUp(self):
+        run("nft", "flush", "ruleset")
+
+    def load(self):
+        run("nft", "-f", SNIPPET)
+
+    def reaches(self, address, port, peer=True):
+        """Whether a connection comes about; what is dropped never answers."""
+        code = ("import socket, sys\n"
+                "try: socket.create_connection((sys.argv[1], int(sys.argv[2])), 0.7)\n"
+                "except TimeoutError: sys.exit(9)\n")
+        done = subprocess.run([*(self.peer if peer else []), sys.executable, "-c", code, address,
+                               str(port)], capture_output=True, text=True, check=False)
+        self.assertIn(done.returncode, (0, 9), done.stderr)
+        return done.returncode == 0
+
+    def test_nft_takes_it(self):
+        run("nft", "-c", "-f", SNIPPET)
+        self.assertEqual(run("nft", "list", "ruleset"), "")
+
+    def test_management_network_reaches_the_port(self):
+        self.load()
+        for _, module, _ in MANAGEMENT:
+            self.assertTrue(self.reaches(module, PORT), module)
+
+    def test_nobody_else_does(self):
+        for _, module, _ in ELSEWHERE:
+            self.assertTrue(self.reaches(module, PORT), module)
+        self.load()
+        for _, module, _ in ELSEWHERE:
+            self.assertFalse(self.reaches(module, PORT), module)
+
+    def test_other_ports_and_the_module_itself_are_free(self):
+        self.load()
+        for _, module, _ in MANAGEMENT + ELSEWHERE:
+            self.assertTrue(self.reaches(module, OTHER_PORT), module)
+            self.assertTrue(self.reaches(module, PORT, peer=False), module)
+        for address in ("127.0.0.1", "::1"):
+            self.assertTrue(self.reaches(address, PORT, peer=False), address)
+
+    def test_other_protocols_are_free(self):
+        self.load()
+        for family, module, _ in ELSEWHERE:
+            with contextlib.closing(socket.socket(family, socket.SOCK_DGRAM)) as server:
+                server.bind((module, PORT))
+                server.settimeout(5)
+                run(*self.peer, sys.executable, "-c",
+                    "import socket, sys; socket.socket(int(sys.argv[1]), socket.SOCK_DGRAM)"
+                    ".sendto(b'x', (sys.argv[2], int(sys.argv[3])))",
+                    str(int(family)), module, str(PORT))
+                self.assertEqual(server.recv(9), b"x")
+
+    def test_loading_it_again_changes_nothing(self):
+        run("nft", "add table inet somebody_else")
+        self.load()
+        first = run("nft", "list", "ruleset")
+        self.load()
+        self.assertEqual(run("nft", "list", "ruleset"), first)
+        self.assertIn("somebody_else", first)
+
+
+def missing():
+    """What this kernel cannot do, or nothing."""
+    for command in (("nft", "list", "ruleset"), ("ip", "link", "add", "a", "type", "veth"),
+                    ("ip", "link", "delete", "a")):
+        done = subprocess.run(command, capture_output=True, text=True, check=False)
+        if done.returncode != 0:
+            return f"{' '.join(command)}: {done.stderr.strip()}"
+    return None
+
+
+def main():
+    """Enters a network of its own first: no rule touches the machine's."""
+    if os.geteuid() != 0:
+        print("skipped: firewall rules need root")
+        sys.exit(SKIPPED)
+    if os.environ.get(INSIDE) != "1":
+        os.execvpe("unshare", ["unshare", "--net", sys.executable, "-B", *sys.argv],
+                   {**os.environ, INSIDE: "1"})
+    reason = missing()
+    if reason:
+        print(f"skipped: {reason}")
+        sys.exit(SKIPPED)
+    unittest.main(verbosity=2)
+
+
+if __name__ == "__main__":
+    main()
