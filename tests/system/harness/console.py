@@ -104,6 +104,12 @@ class Console:
         heartbeat's reply alone."""
         self.ask("HEARTBEAT", "HEARTBEAT")
 
+    def sync_behind(self):
+        """A round trip behind whatever else is said meanwhile."""
+        count = self.lines.count("HEARTBEAT")
+        self.send("HEARTBEAT")
+        self.wait_for("HEARTBEAT", count=count + 1)
+
     def close(self, reset=False):
         """Ends the connection, in order or with a reset. The reader is woken first: as long as it
         waits for bytes, the connection would outlive its socket."""

@@ -23,10 +23,13 @@ class Process:
     def alive(self):
         return self.popen.poll() is None
 
-    def stderr(self):
-        """All it has written so far."""
+    def stderr_bytes(self, start=0):
+        """All it has written so far, from a byte on."""
         size = os.fstat(self._stderr.fileno()).st_size
-        return os.pread(self._stderr.fileno(), size, 0).decode(errors="replace")
+        return os.pread(self._stderr.fileno(), max(size - start, 0), start)
+
+    def stderr(self):
+        return self.stderr_bytes().decode(errors="replace")
 
     def has_sanitizer_report(self):
         """Whether it was built with a sanitizer that found something."""
