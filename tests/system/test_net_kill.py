@@ -6,8 +6,7 @@ import os
 import re
 import typing
 
-from harness import frames, module, netimage, networld, texts, wait, world
-from harness.blocksender import BLOCK_REPLIES, DONE, ENTER_REPLIES
+from harness import module, netimage, networld, texts, wait, world
 from harness.package import image_bytes
 
 DOCUMENT = os.path.join(os.path.dirname(__file__), "..", "..", "docs", "net-install.md")
@@ -136,13 +135,6 @@ class TestNetKill(KillWorld):
         allowed = re.findall(r"/usr/s?bin/(.*?)(?:, \\| \"\")\n", code_block("sudoers"))
         self.assertEqual([f"sudo {command}" for command in allowed],
                          [line for line in listed[1:-1] if line != module.SYNC])
-
-    def test_document_s_frames(self):
-        hexes = [re.sub(r"[^0-9a-f]", "", one)
-                 for one in re.findall(r"`([0-9a-f]{2}(?: [0-9a-f]{2})+)`", document())]
-        self.assertEqual(hexes, [
-            netimage.enter().hex(), ENTER_REPLIES[DONE],
-            frames.block(0x20, 0, 0, bytes(256))[:11].hex(), BLOCK_REPLIES[DONE]])
 
     def test_package(self):
         for cut in table():
