@@ -20,6 +20,26 @@ struct ConsolePeer
     }
 };
 
+/** A run that a client has asked for and got. */
+struct RunRequest
+{
+    enum class Kind {
+        /** Of a device on the serial line. */
+        Serial,
+        /** Of a device with a network link. */
+        Network,
+        /** Of the module itself, sent block by block. */
+        NetBlocks,
+    };
+
+    Kind kind = Kind::Serial;
+    ConsolePeer by;
+    /** The serial port or the device's address. */
+    QString link;
+    int mode = 0;
+    int rows = 0;
+};
+
 /** One accepted connection. */
 struct ConsoleClient
 {

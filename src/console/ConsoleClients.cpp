@@ -71,6 +71,7 @@ void TCPServer::NewConnectionSlot()
     });
     connect(socket, SIGNAL(disconnected()), this, SLOT(disconnectedSlot()));
     limitClients();
+    emit clientCame(client->peer, m_clients.size());
 }
 
 /** The client that moves into the place of a removed one is looked at by the next disconnect. */
@@ -82,9 +83,10 @@ void TCPServer::disconnectedSlot()
         if (socket->state() != QAbstractSocket::UnconnectedState)
             continue;
         emit socket->destroyed(socket);
-        m_clients.at(i)->socket = nullptr;
-        m_clients.remove(i);
+        const auto client = m_clients.takeAt(i);
+        client->socket = nullptr;
         socket->deleteLater();
+        emit clientLeft(client->peer, m_clients.size());
     }
     limitClients();
 }
@@ -130,9 +132,9 @@ void TCPServer::readFrom(const std::shared_ptr<ConsoleClient> &client)
 
     m_collectReplies = true;
     if (isFragment(bytes)) {
-        takeFragment(bytes.mid(consoletext::fragmentKey.size(),
-                               bytes.size() - consoletext::fragmentKey.size() -
-                                   consoletext::fragmentEnd.size()));
+        takeFragment(client->peer, bytes.mid(consoletext::fragmentKey.size(),
+                                             bytes.size() - consoletext::fragmentKey.size() -
+                                                 consoletext::fragmentEnd.size()));
     } else {
         // With the size given, since a byte of zero would end the text otherwise.
         const QString text = QString::fromUtf8(bytes.constData(), bytes.size());
@@ -146,13 +148,14 @@ void TCPServer::readFrom(const std::shared_ptr<ConsoleClient> &client)
     sendReplies();
 }
 
-void TCPServer::takeFragment(const QByteArray &payload)
+void TCPServer::takeFragment(const ConsolePeer &peer, const QByteArray &payload)
 {
     if (payload.contains(consoletext::rebootDone.data())) {
         qCDebug(logConsole) << "UpgradeModel Receive Data from Uart to UpgradeModel::" << payload;
         m_netUpgrade->noticeUpgradingFalse();
         return;
     }
+    m_fragmentPeer = peer;
     emit signalReceiveData(payload);
 }
 

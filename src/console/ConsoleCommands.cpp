@@ -119,6 +119,7 @@ void TCPServer::upgradeOverNetwork(const ConsoleRequest &request)
         reply(consoletext::noPackage);
         return;
     }
+    m_networkRequest = {RunRequest::Kind::Network, m_replyTarget->peer, *address, 0, 1};
     m_worker->connectNet(*address, m_platform.ports.device);
 }
 
@@ -139,6 +140,8 @@ void TCPServer::startUpgrade(const QStringList &rows)
 {
     m_appStatus = busyStatus;
     qCDebug(logConsole) << "UploadStart";
+    emit runRequested({RunRequest::Kind::Serial, m_replyTarget->peer, m_platform.ports.serial,
+                       m_upgradeModel, rows.size()});
     m_worker->onConnect(m_platform.ports.serial);
     m_worker->uploadByMergeFW(m_platform.paths.package, rows, m_upgradeModel);
 }

@@ -53,9 +53,24 @@ void TCPServer::slotnetconnected()
     reply(consoletext::deviceConnected);
     if (isBusy())
         return;
+    m_networkRequest.mode = m_upgradeModel;
+    emit runRequested(m_networkRequest);
     m_worker->getMergeFWJSON(m_platform.paths.package);
     m_worker->uploadByMergeFW(m_platform.paths.package, {QString::fromLatin1(networkRow)},
                               m_upgradeModel);
+}
+
+void TCPServer::netInstallStarted(const QString &version)
+{
+    emit runRequested({RunRequest::Kind::NetBlocks, m_fragmentPeer, {}, 0, 1});
+    m_netReport.begin();
+    m_netReport.installing(version);
+}
+
+void TCPServer::netInstallEnded(bool succeeded)
+{
+    m_netReport.installed(succeeded);
+    m_netReport.end(succeeded);
 }
 
 void TCPServer::slotSignalEDID(const QList<QString> &result)

@@ -18,7 +18,9 @@ constexpr std::chrono::milliseconds acceptPause{1'000};
 } // namespace
 
 TCPServer::TCPServer(QObject *parent, const Platform &platform)
-    : QObject(parent), m_platform(platform)
+    : QObject(parent),
+      m_platform(platform),
+      m_netReport([this](const RunEvent &event) { emit runEvent(event); })
 {
     createWorker();
     createEdid();
@@ -47,12 +49,18 @@ quint16 TCPServer::port() const
     return m_server->serverPort();
 }
 
+QString TCPServer::listenError() const
+{
+    return m_server->isListening() ? QString() : m_server->errorString();
+}
+
 void TCPServer::createWorker()
 {
     m_worker = new WorkerCOM(nullptr, m_platform);
     connect(m_worker, &WorkerCOM::message, this, &TCPServer::message);
     connect(m_worker, &WorkerCOM::progressValueChanged, this, &TCPServer::progressValueChanged);
     connect(m_worker, &WorkerCOM::netconnected, this, &TCPServer::slotnetconnected);
+    connect(m_worker, &WorkerCOM::runEvent, this, &TCPServer::runEvent);
 }
 
 void TCPServer::createEdid()
@@ -70,13 +78,16 @@ void TCPServer::createNetUpgrade()
     connect(m_netUpgrade, &NetModelUpgrade::message, this, &TCPServer::message);
     connect(m_netUpgrade, &NetModelUpgrade::slotProgressValueChanged, this,
             &TCPServer::progressValueChanged);
+    connect(m_netUpgrade, &NetModelUpgrade::slotProgressValueChanged, this,
+            [this](double percent) { m_netReport.progress(percent); });
+    connect(m_netUpgrade, &NetModelUpgrade::installStarted, this, &TCPServer::netInstallStarted);
+    connect(m_netUpgrade, &NetModelUpgrade::installEnded, this, &TCPServer::netInstallEnded);
 }
 
 void TCPServer::createServer()
 {
     m_server = new QTcpServer(this);
-    if (!m_server->listen(QHostAddress::Any, m_platform.ports.console))
-        qCWarning(logConsole) << "not listening:" << m_server->errorString();
+    m_server->listen(QHostAddress::Any, m_platform.ports.console);
     if (!connect(m_server, SIGNAL(newConnection()), this, SLOT(NewConnectionSlot())))
         qCDebug(logConsole) << "错误" << m_server->errorString();
     // The server stops accepting after an error that may well pass.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "console/ConsoleClient.h"
+#include "engine/RunReporter.h"
 #include "platform/Platform.h"
 
 #include <QByteArray>
@@ -30,18 +31,30 @@ class TCPServer : public QObject
     Q_OBJECT
 
 public:
-    /** Listens at once. A port that cannot be had is logged, and nobody is served then. */
+    /** Listens at once. When the port cannot be had, nobody is served. */
     explicit TCPServer(QObject *parent = nullptr, const Platform &platform = Platform());
     ~TCPServer() override;
 
     /** The port that is listened on, 0 when there is none. */
     quint16 port() const;
+    /** Why there is none; empty while listening. */
+    QString listenError() const;
+    QString version() const { return m_version; }
+    const Platform &platform() const { return m_platform; }
     /** The engine's bridge; lives as long as this object. */
     WorkerCOM *worker() const { return m_worker; }
 
 signals:
     /** A piece of a NET package. */
     void signalReceiveData(const QByteArray &datas);
+
+    // For those who watch over the agent; nothing here answers a client.
+    /** `clients` is how many there are now. */
+    void clientCame(const ConsolePeer &peer, int clients);
+    void clientLeft(const ConsolePeer &peer, int clients);
+    /** Comes before the run's own events. */
+    void runRequested(const RunRequest &request);
+    void runEvent(const RunEvent &event);
 
 private slots:
     void NewConnectionSlot();
@@ -63,7 +76,7 @@ private:
 
     void limitClients();
     void readFrom(const std::shared_ptr<ConsoleClient> &client);
-    void takeFragment(const QByteArray &payload);
+    void takeFragment(const ConsolePeer &peer, const QByteArray &payload);
     void reply(const QString &text);
     void reply(QLatin1String text);
     void write(const QByteArray &bytes);
@@ -80,6 +93,8 @@ private:
     void upgradeOverNetwork(const ConsoleRequest &request);
     void parseEdid(const ConsoleRequest &request);
     void startUpgrade(const QStringList &rows);
+    void netInstallStarted(const QString &version);
+    void netInstallEnded(bool succeeded);
     QString readDescription();
     bool isBusy() const;
 
@@ -103,6 +118,10 @@ private:
     /** The dump being reported; the reporter keeps a pointer to it. */
     QByteArray m_edidBytes;
     NetModelUpgrade *m_netUpgrade = nullptr;
+    /** Who has sent the last piece of a NET package, and who asked for the network link. */
+    ConsolePeer m_fragmentPeer;
+    RunRequest m_networkRequest;
+    RunReporter m_netReport;
 
     /** While one read is worked off, its replies leave together. Sockets are deleted by the event
      *  loop only, so none can go in the meantime. */

@@ -2,10 +2,12 @@
 #include "engine/ControlCenter.h"
 
 #include "engine/EngineTexts.h"
+#include "engine/RunWords.h"
 #include "engine/Steps.h"
 #include "links/CoreCOMQ.h"
 #include "links/CoreTelnet.h"
 #include "links/LinkState.h"
+#include "planning/VersionRule.h"
 #include "platform/Log.h"
 #include "upload/CoreUpload.h"
 
@@ -42,6 +44,7 @@ ControlCenter::ControlCenter(const Platform &platform, const LinkFactory &links,
     : QObject(parent),
       m_platform(platform),
       m_links(links),
+      m_report([this](const RunEvent &event) { emit runEvent(event); }),
       m_upload(new CoreUpload(platform.timeOuts, this)),
       m_uploadTimer(makeTimer(this, platform.timeOuts.uploadCommand, false)),
       m_commandTimer(makeTimer(this, platform.timeOuts.otherCommand, false)),
@@ -49,6 +52,7 @@ ControlCenter::ControlCenter(const Platform &platform, const LinkFactory &links,
       m_baudRate(platform.ports.baudRate),
       m_assembler(engineRules(m_address, platform.limits.mcuFrame))
 {
+    qRegisterMetaType<RunEvent>();
     m_upload->setAddress(m_address);
     connect(m_uploadTimer, &QTimer::timeout, this, &ControlCenter::onTimeOutSendUploadCommand);
     connect(m_commandTimer, &QTimer::timeout, this, &ControlCenter::onTimeOutSendOtherCommand);
@@ -105,6 +109,7 @@ void ControlCenter::endRun()
     currentCommandKey = 0;
     m_reading = false;
     m_image.clear();
+    m_report.end(false);
     m_runActive = false;
 }
 
@@ -113,6 +118,7 @@ void ControlCenter::finishRun(const QString &status)
 {
     const bool resetsProgress =
         m_operationKind == upgradeMode::newerOnly || m_operationKind == upgradeMode::forced;
+    m_report.end(status == QLatin1String(appStatus::success), status.toInt());
     endRun();
     if (resetsProgress)
         emit progressValueChanged(0.0, 100.0);
@@ -122,6 +128,7 @@ void ControlCenter::finishRun(const QString &status)
 void ControlCenter::failRun(const QString &status, double progress)
 {
     const bool reading = m_reading;
+    m_report.end(false, status.toInt());
     endRun();
     m_reading = reading;
     reportFailure(status, progress);
@@ -149,6 +156,11 @@ void ControlCenter::failLost()
     failRun(QString::fromLatin1(appStatus::deviceLost), 0.0);
 }
 
+void ControlCenter::gaveUp(const QString &what)
+{
+    m_report.giveUp(currentName(), what);
+}
+
 void ControlCenter::reportRowResult(const QString &result)
 {
     sayInChain({QString::fromLatin1(key::upgradeResult), currentRow(), result});
@@ -170,6 +182,7 @@ void ControlCenter::keepRunAlive()
 void ControlCenter::onRunGuardExpired()
 {
     qCDebug(logEngine) << "run shows no sign of life in step" << m_step;
+    gaveUp(QString::fromLatin1(runWord::noSignOfLife));
     if (m_step == step::mainImage || m_step == step::otherImage)
         failWrite();
     else
@@ -209,6 +222,14 @@ QString ControlCenter::currentRow() const
 QStringList ControlCenter::currentFields() const
 {
     return currentRow().split(QLatin1Char(','));
+}
+
+RunMcu ControlCenter::currentMcu(int entry) const
+{
+    const QStringList row = currentFields();
+    const QStringList offered = package().firmwareList.value(entry).split(QLatin1Char(','));
+    return {row.value(field::name), row.value(field::chipType), row.value(field::chipIndex),
+            versionText(row), versionText(offered)};
 }
 
 QString ControlCenter::currentName() const

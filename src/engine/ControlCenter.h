@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/RunReporter.h"
 #include "engine/SequencerTable.h"
 #include "netupgrade/NetArchive.h"
 #include "package/MatchMask.h"
@@ -98,6 +99,8 @@ signals:
     void progressValueChanged(double bytesSent, double bytesTotal);
     void netconnected();
     void netdisconnected();
+    /** What those who watch over the agent learn, in the order of the messages. */
+    void runEvent(RunEvent event);
 
 public slots:
     // Command frames
@@ -177,6 +180,7 @@ private:
     void endRun();
     void finishRun(const QString &status);
     void failRun(const QString &status, double progress);
+    void gaveUp(const QString &what);
     void reportFailure(const QString &status, double progress);
     void failStep();
     void failLost();
@@ -191,6 +195,8 @@ private:
     bool hasCurrentRow() const;
     QString currentRow() const;
     QStringList currentFields() const;
+    /** With the version of the list's entry that decided, if any. */
+    RunMcu currentMcu(int entry = -1) const;
     QString currentName() const;
     bool currentIsMainMcu() const;
     bool currentIsFpga() const;
@@ -220,6 +226,7 @@ private:
     void happened(Event event);
     void restartCommandTimer();
     QString stepName() const;
+    void reportTrouble(const Transition &line, const QString &name, const QString &text);
 
     // Sequencer actions
     void sendModelNameRead();
@@ -265,6 +272,7 @@ private:
     bool findImage();
     bool packageIsUpgradable();
     bool checksumStopsRun(int result);
+    bool refusePackage(const char *text);
 
     // Package building
     bool mergeNet(const QString &packagePath, const QString &netPath, const QString &newPath,
@@ -279,7 +287,8 @@ private:
     void checkOneItem();
     void skipItem();
     void skipFailedItem();
-    void upgradeCurrentItem();
+    void skipped(const char *why, int entry = -1);
+    void upgradeCurrentItem(int entry);
 
     // The network module's own firmware
     NetReport netReport();
@@ -301,10 +310,12 @@ private:
     void giveUpImage();
     void finishImage();
     void handOverImage();
+    void repeatsBlock(const QStringList &words);
 
     Platform m_platform;
     LinkFactory m_links;
     mcu::FrameAddress m_address;
+    RunReporter m_report;
 
     CoreCOMQ *m_serial = nullptr;
     CoreTelnet *m_network = nullptr;

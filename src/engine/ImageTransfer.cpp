@@ -124,7 +124,9 @@ void ControlCenter::onTimeOutSendUploadCommand()
 void ControlCenter::retryEnter()
 {
     ++m_enterRetries;
-    say(filled(text::enterRetry, currentName(), QString::number(m_enterRetries)));
+    const QString words = filled(text::enterRetry, currentName(), QString::number(m_enterRetries));
+    say(words);
+    m_report.retry(currentName(), m_enterRetries, words);
     m_uploadTimer->start();
     enterUpdateMode();
 }
@@ -132,6 +134,7 @@ void ControlCenter::retryEnter()
 void ControlCenter::failEnter()
 {
     say(filled(text::enterFail, currentName()));
+    gaveUp(filled(text::enterFail, currentName()));
     failWrite();
 }
 
@@ -145,7 +148,9 @@ void ControlCenter::failWrite()
     }
     ++m_writeRetries;
     m_enterRetries = 0;
-    say(filled(text::writeRetry, currentName(), QString::number(m_writeRetries)));
+    const QString words = filled(text::writeRetry, currentName(), QString::number(m_writeRetries));
+    say(words);
+    m_report.retry(currentName(), m_writeRetries, words);
     m_uploadTimer->start();
     enterUpdateMode();
 }
@@ -160,6 +165,8 @@ void ControlCenter::giveUpImage()
         reportRowResult(QString::fromLatin1(result::failed));
     }
     say(filled(text::writeFail, currentName()));
+    gaveUp(filled(text::writeFail, currentName()));
+    m_report.written(false);
     skipItem();
 }
 
@@ -171,7 +178,14 @@ void ControlCenter::slotMessage(QStringList messageIn)
     else if (verdict == QLatin1String(uploadText::success))
         finishImage();
     else
-        emit message(messageIn);
+        repeatsBlock(messageIn);
+}
+
+/** All else that the uploader tells is that it sends a block once more. */
+void ControlCenter::repeatsBlock(const QStringList &words)
+{
+    emit message(words);
+    m_report.retry(currentName(), m_upload->retries(), words.join(QLatin1Char(' ')));
 }
 
 void ControlCenter::finishImage()
@@ -183,6 +197,7 @@ void ControlCenter::finishImage()
     }
     m_imageWritten = true;
     say(filled(text::writeSuccess, name));
+    m_report.written(true);
     if (mcuIndex() == rowCount() - 1)
         say(filled(text::allWritten));
     m_writeRetries = 0;
@@ -217,6 +232,8 @@ void ControlCenter::slotProgressValueChanged(double bytesSent, double bytesTotal
     if (overall < wholeProgress) {
         qCDebug(logEngine) << "tmpPercent:" << overall;
         emit progressValueChanged(overall, wholeProgress);
+        if (QThread::currentThread() == thread()) // a listing may fail on another one
+            m_report.progress(overall);
     }
     if (erasing)
         say(filled(text::erasing));

@@ -23,6 +23,11 @@ constexpr int flagsOffset = mcu::resultOffset + 2;
 constexpr int bytesOffset = mcu::resultOffset + 3;
 constexpr int firstBlock = 1;
 
+QString versionOfImage(const NetImage &head)
+{
+    return QString::fromLatin1(head.version.constData(), head.version.size());
+}
+
 QByteArray withoutPadding(QByteArray bytes)
 {
     while (bytes.endsWith(char(block::lastPadding)))
@@ -45,7 +50,10 @@ NetReport ControlCenter::netReport()
 void ControlCenter::upgradeNetFromPackage()
 {
     NetInstaller installer(m_platform, netReport());
+    m_report.installing(versionOfImage(parseNetImage(m_image)));
     const bool installed = installer.installImage(m_image);
+    m_report.installed(installed);
+    m_report.written(installed);
     keepRunAlive();
     m_image.clear();
     if (!installed) {
@@ -78,6 +86,7 @@ void ControlCenter::sendAppStatus(int wCMD, quint8 status)
 
 void ControlCenter::failNet(double progress)
 {
+    m_report.end(false, QByteArray(appStatus::statusFrameFailed).toInt());
     endRun();
     reportNetEnd(progress, QString::fromLatin1(result::failed));
 }
@@ -143,10 +152,13 @@ void ControlCenter::installQuietly()
     m_netArchive->close();
     m_netArchive.reset();
     NetInstaller installer(m_platform, netReport());
+    m_report.installing(versionOfImage(m_netHeader));
     const bool installed = installer.install(NetInstallVariant::Quiet, m_netHeader);
     if (installed)
         QThread::msleep(static_cast<unsigned long>(m_platform.pauses.quietInstall.count()));
     sendAppStatus(command::applicationStatus, installed ? status::done : status::refused);
+    m_report.installed(installed);
+    m_report.end(installed, QByteArray(appStatus::statusFrameFailed).toInt());
     endRun();
     reportNetEnd(wholeProgress, QString::fromLatin1(installed ? result::success : result::failed));
     if (installed)

@@ -171,19 +171,20 @@ bool ControlCenter::packageIsUpgradable()
     if (!source.open())
         return false;
     const std::optional<int> version = currentFormVersion(source.read(0, package::headSize));
-    if (!version) {
-        say(filled(text::notAPackage));
-        return false;
-    }
-    if (*version < oldestKnownVersion) {
-        say(filled(text::badVersion));
-        return false;
-    }
-    if (*version < oldestUpgradableVersion) {
-        say(filled(text::oldVersion));
-        return false;
-    }
+    if (!version)
+        return refusePackage(text::notAPackage);
+    if (*version < oldestKnownVersion)
+        return refusePackage(text::badVersion);
+    if (*version < oldestUpgradableVersion)
+        return refusePackage(text::oldVersion);
     return true;
+}
+
+bool ControlCenter::refusePackage(const char *text)
+{
+    say(filled(text));
+    m_report.giveUp({}, filled(text));
+    return false;
 }
 
 bool ControlCenter::checksumStopsRun(int result)
@@ -193,7 +194,10 @@ bool ControlCenter::checksumStopsRun(int result)
         say(filled(text::checksumOk));
     } else if (result == ChecksumWrong) {
         qCDebug(logEngine) << "checkFWMmd5 error!!";
+        m_report.giveUp({}, filled(text::errorChecksum));
         return true;
+    } else if (result == FileMissing || result == FileUnreadable) {
+        m_report.giveUp({}, filled(result == FileMissing ? text::errorMissing : text::errorOpen));
     }
     return false;
 }

@@ -48,6 +48,7 @@ void ControlCenter::readBootCodeInfo()
         return;
     }
     sayInChain(filled(text::readBootcode, currentName()));
+    m_report.reading(currentMcu());
     sendChipCommand(command::readBootcode);
     restartCommandTimer();
 }
@@ -66,6 +67,7 @@ void ControlCenter::readVersionInfo()
         return;
     }
     sayInChain(filled(text::readVersion, currentName()));
+    m_report.reading(currentMcu());
     sendChipCommand(command::readVersion);
     restartCommandTimer();
 }

@@ -65,6 +65,7 @@ void ControlCenter::takeModelName()
     const QString firmware = package().model;
     if (device != firmware) {
         sayInChain(filled(text::modelMismatch, firmware, device));
+        gaveUp(filled(text::modelMismatch, firmware, device));
         failStep();
         return;
     }
@@ -99,6 +100,7 @@ void ControlCenter::refuseInvalidProductInfo()
 {
     sayInChain(filled(m_reading ? text::invalidInfoStopsRead : text::invalidInfoStopsUpgrade,
                       currentName()));
+    gaveUp(filled(text::invalidInfoStopsUpgrade, currentName()));
     failRun(QString::fromLatin1(appStatus::invalidProductInfo), 0.0);
 }
 
@@ -122,6 +124,7 @@ void ControlCenter::giveUpProductInfo()
 void ControlCenter::stopForMainMcu(const char *words)
 {
     sayInChain(filled(words, currentName()));
+    gaveUp(filled(words, currentName()));
     failStep();
 }
 
@@ -236,6 +239,7 @@ void ControlCenter::mainMcuIsBack()
 void ControlCenter::sendReboot()
 {
     say(filled(text::sendReboot));
+    m_report.restarting();
     restartCommandTimer();
     send(command::reboot);
 }

@@ -6,6 +6,7 @@
 #include "protocol/CommandWords.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace {
 
@@ -145,6 +146,21 @@ const Transition *findTransition(int step, Event event, int count)
                (line.count == Transition::anyCount || line.count == count);
     });
     return found == lines.end() ? nullptr : &*found;
+}
+
+int retryOf(const Transition &line)
+{
+    const std::string_view text(line.text);
+    constexpr std::string_view word = "retry ";
+    const size_t found = text.find(word);
+    return found == std::string_view::npos ? 0 : text.at(found + word.size()) - '0';
+}
+
+bool isTrouble(const Transition &line)
+{
+    const std::string_view text(line.text);
+    return text.find("fail") != std::string_view::npos ||
+           text.find("error") != std::string_view::npos;
 }
 
 int awaitedWord(int step)

@@ -42,5 +42,11 @@ const std::vector<Transition> &sequencerTable();
 /** The line for an event, or null when the step does not await it. */
 const Transition *findTransition(int step, Event event, int count);
 
+/** What the line tries once more: 1 for the second try. 0 for a line that repeats nothing. */
+int retryOf(const Transition &line);
+
+/** True when the step did not get what it awaited, and is repeated or given up. */
+bool isTrouble(const Transition &line);
+
 /** The command word whose reply a step awaits; -1 for a step that awaits none. */
 int awaitedWord(int step);

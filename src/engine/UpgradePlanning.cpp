@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/ControlCenter.h"
 #include "engine/EngineTexts.h"
+#include "engine/RunWords.h"
 #include "engine/Say.h"
 #include "engine/Steps.h"
 #include "links/LinkState.h"
@@ -44,6 +45,7 @@ void ControlCenter::resetRun(int upgradeModel)
 {
     endRun();
     m_runActive = true;
+    m_report.begin();
     m_runGuard->start();
     setMcuIndex(0);
     m_step = step::idle;
@@ -110,9 +112,11 @@ void ControlCenter::checkOneItem()
     const QStringList row = currentFields();
     if (row.size() == 1) {
         say(filled(text::badListItem, row.first()));
+        skipped(runWord::badRow);
         skipItem();
     } else if (row.size() < fewestFields) {
         say(filled(text::shortListItem, row.first()));
+        skipped(runWord::badRow);
         skipItem();
     } else if (m_mainMcuFirstUsed && m_step == step::nextItem &&
                row.value(field::result) == QLatin1String(result::success)) {
@@ -137,6 +141,11 @@ void ControlCenter::skipFailedItem()
     skipItem();
 }
 
+void ControlCenter::skipped(const char *why, int entry)
+{
+    m_report.skip(currentMcu(entry), QString::fromLatin1(why));
+}
+
 void ControlCenter::checkUpgradeFlag()
 {
     const QStringList row = currentFields();
@@ -148,14 +157,16 @@ void ControlCenter::checkUpgradeFlag()
     switch (decision.verdict) {
     case Decision::Verdict::Send:
         setCurrent(field::upgradeFlag, QStringLiteral("1"));
-        upgradeCurrentItem();
+        upgradeCurrentItem(decision.entry);
         break;
     case Decision::Verdict::NotNewer:
         setCurrent(field::result, QString::fromLatin1(result::failed));
         reportRowResult(QString::fromLatin1(result::notOlder));
+        skipped(runWord::notNewer, decision.entry);
         skipItem();
         break;
     case Decision::Verdict::NoMatch:
+        skipped(runWord::noMatch);
         skipFailedItem();
         break;
     case Decision::Verdict::NoFirmware:
@@ -163,26 +174,33 @@ void ControlCenter::checkUpgradeFlag()
         setCurrent(field::result, QString::fromLatin1(result::failed));
         reportRowResult(QString::fromLatin1(result::failed));
         say(filled(text::noFirmware, currentName()));
+        skipped(runWord::noFirmware);
         skipItem();
         break;
     }
 }
 
-void ControlCenter::upgradeCurrentItem()
+void ControlCenter::upgradeCurrentItem(int entry)
 {
     const int chipType = currentNumber(field::chipType);
     const int chipIndex = currentNumber(field::chipIndex);
     m_step = chipType != 0 || chipIndex != 0 ? step::otherImage : step::mainImage;
     if (!findImage()) {
         say(filled(text::noImage, currentName()));
+        skipped(runWord::noImage, entry);
         skipFailedItem();
         return;
     }
     const bool forModule = chipType == chip::networkModule;
+    if (forModule && g_UPGRADTYPE != netImage::installHere &&
+        g_UPGRADTYPE != netImage::sendToDevice) {
+        skipped(runWord::notHandled, entry);
+        skipFailedItem();
+        return;
+    }
+    m_report.write(currentMcu(entry), m_image.size());
     if (forModule && g_UPGRADTYPE == netImage::installHere)
         upgradeNetFromPackage();
-    else if (!forModule || g_UPGRADTYPE == netImage::sendToDevice)
-        writeMultBoard(quint8(chipType), quint8(chipIndex), m_image);
     else
-        skipFailedItem();
+        writeMultBoard(quint8(chipType), quint8(chipIndex), m_image);
 }

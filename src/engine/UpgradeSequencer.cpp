@@ -13,10 +13,22 @@ void ControlCenter::happened(Event event)
     if (line->count != Transition::anyCount)
         ++m_retryCount;
     m_step = line->next;
-    const QString text = QString::fromLatin1(line->text);
+    QString text = QString::fromLatin1(line->text);
+    if (text.contains(QLatin1String("%1")))
+        text = text.arg(name);
     if (!text.isEmpty())
-        sayInChain(text.contains(QLatin1String("%1")) ? text.arg(name) : text);
+        sayInChain(text);
+    if (isTrouble(*line))
+        reportTrouble(*line, name, text);
     (this->*line->action)();
+}
+
+void ControlCenter::reportTrouble(const Transition &line, const QString &name, const QString &text)
+{
+    if (const int attempt = retryOf(line))
+        m_report.retry(name, attempt, text);
+    else
+        m_report.giveUp(name, text);
 }
 
 void ControlCenter::onTimeOutSendOtherCommand()

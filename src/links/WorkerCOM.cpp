@@ -40,6 +40,7 @@ void WorkerCOM::connectReports()
     connect(m_engine, &ControlCenter::message, this, &WorkerCOM::message);
     connect(m_engine, &ControlCenter::progressValueChanged, this, &WorkerCOM::progressValueChanged);
     connect(m_engine, &ControlCenter::netconnected, this, &WorkerCOM::netconnected);
+    connect(m_engine, &ControlCenter::runEvent, this, &WorkerCOM::runEvent);
 }
 
 void WorkerCOM::connectRequests()

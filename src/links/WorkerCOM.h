@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/RunEvent.h"
 #include "platform/Platform.h"
 
 #include <QObject>
@@ -47,6 +48,8 @@ public:
     void connectNet(const QString &IP, int port);
     /** True from the request of a run to its end. */
     bool runActive() const;
+    /** The engine's thread, for those who watch over its event loop. */
+    QThread *engineThread() const { return m_thread; }
 
 signals:
     void message(QStringList message);
@@ -64,6 +67,7 @@ signals:
     void send(int CMD);
     void signalConnectNet(QString IP, int port);
     void netconnected();
+    void runEvent(RunEvent event);
     void signalmergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM, QString newVersion);
 
 private:

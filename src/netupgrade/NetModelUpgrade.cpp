@@ -107,6 +107,7 @@ void NetModelUpgrade::openGate()
 void NetModelUpgrade::install(const NetImage &header)
 {
     m_installing = true;
+    emit installStarted(QString::fromLatin1(header.version.constData(), header.version.size()));
     m_job = new NetInstallJob(m_platform, header, this);
     connect(m_job, &NetInstallJob::message, this, &NetModelUpgrade::message);
     connect(m_job, &NetInstallJob::progress, this,
@@ -119,6 +120,7 @@ void NetModelUpgrade::onInstallDone(bool succeeded)
 {
     m_job->wait();
     m_job->deleteLater();
+    emit installEnded(succeeded);
     if (!succeeded) {
         m_installing = false;
         openGate();

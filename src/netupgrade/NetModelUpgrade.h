@@ -50,6 +50,10 @@ signals:
     void message(const QStringList &message);
     /** Percent of the install in `bytesSent`; `bytesTotal` is 100. */
     void slotProgressValueChanged(double bytesSent, double bytesTotal);
+    /** All blocks are there; their install begins. */
+    void installStarted(const QString &version);
+    /** The install has failed, or the module reboots now. */
+    void installEnded(bool succeeded);
 
 private:
     void handle(const NetBlockAction &action);

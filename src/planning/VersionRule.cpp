@@ -11,6 +11,13 @@ Version versionOf(const QStringList &fields)
     return version;
 }
 
+QString versionText(const QStringList &fields)
+{
+    QStringList numbers = fields.mid(field::ver1, int(Version().size()));
+    numbers.removeAll(QString());
+    return numbers.join(QLatin1Char('.'));
+}
+
 VersionOrder compareVersions(const Version &package, const Version &running)
 {
     if (package == running)

@@ -39,6 +39,9 @@ public:
     /** Gives up what is in flight without a word. */
     void reset();
 
+    /** How many times the block in flight was sent once more. */
+    int retries() const { return m_retryCount; }
+
     /** Sends one write frame and starts its time-out. At most 290 payload bytes. */
     bool sendCommand(quint16 word, int length, const unsigned char *payload);
     bool sendRaw(const unsigned char *bytes, int length);

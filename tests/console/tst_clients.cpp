@@ -299,9 +299,10 @@ void TestClients::secondServerOnThePort()
     bench.start();
     ConsoleBench other;
     other.platform.ports.console = bench.server->port();
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("not listening.*"));
     other.start();
     QCOMPARE(other.server->port(), quint16(0));
+    QCOMPARE(other.server->listenError(), QString("The bound address is already in use"));
+    QCOMPARE(bench.server->listenError(), QString());
     ConsoleTestClient client(bench.server->port());
     client.send("VERSION\r\n");
     QTRY_COMPARE(client.received(), versionReply);

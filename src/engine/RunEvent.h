@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QMetaType>
+#include <QString>
+
+/** The MCU that a run works on, as its row tells it: texts that a client has sent. */
+struct RunMcu
+{
+    QString name;
+    QString chipType;
+    QString chipIndex;
+    /** The version that it runs; empty while nobody knows. */
+    QString runs;
+    /** The package's version for it; empty when there is none. */
+    QString offered;
+};
+
+/**
+ * What those who watch over the agent learn of a run: the log of operations and the service
+ * manager. Console clients are told with messages of their own.
+ */
+struct RunEvent
+{
+    enum class Kind {
+        Begun,
+        /** The MCU's information is being read. */
+        Reading,
+        /** The MCU gets no image; `text` says why. */
+        Skipped,
+        /** The MCU's image of `bytes` bytes is being written. */
+        Writing,
+        /** `percent` has changed. */
+        Progress,
+        /** Something is tried once more, for the `attempt`th time; `text` says what. */
+        Retried,
+        /** Something was given up; `text` says what. */
+        GivenUp,
+        /** The image is written or, without `success`, given up. */
+        Written,
+        /** The whole device restarts. */
+        Restarting,
+        /** Commands install the network module's firmware; the thread stands for so long. */
+        Installing,
+        Installed,
+        /** `status` as in the engine's messages, 0 when there is none. */
+        Ended,
+    };
+
+    Kind kind = Kind::Begun;
+    RunMcu mcu;
+    QString text;
+    int percent = 0;
+    int attempt = 0;
+    int bytes = 0;
+    bool success = false;
+    int status = 0;
+    /** How long the image, the install or the run took. */
+    qint64 milliseconds = 0;
+    /** How many images were written, given up and not sent at all. */
+    int written = 0;
+    int failed = 0;
+    int skipped = 0;
+};
+Q_DECLARE_METATYPE(RunEvent)

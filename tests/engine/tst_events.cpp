@@ -1,0 +1,328 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/EngineHarness.h"
+#include "engine/SequencerTable.h"
+#include "engine/TestPackage.h"
+#include "protocol/CommandWords.h"
+#include "protocol/McuFrame.h"
+
+#include <QCryptographicHash>
+#include <QtTest>
+
+using Kind = RunEvent::Kind;
+
+namespace {
+
+const QByteArray mainImage = patternImage(700, 1);
+const QByteArray auxImage = patternImage(300, 2);
+
+QByteArray twoImages()
+{
+    return makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage},
+                        {"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, auxImage}});
+}
+
+QByteArray netImage()
+{
+    const QByteArray archive = patternImage(1000, 3);
+    return "1.23" + QByteArray(1, '\0') +
+           QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex() +
+           QByteArray(25, '\0') + archive;
+}
+
+QString described(const RunMcu &mcu)
+{
+    return QString("%1 %2,%3 %4>%5")
+        .arg(mcu.name, mcu.chipType, mcu.chipIndex, mcu.runs, mcu.offered);
+}
+
+/** All that an event tells, but for its times. */
+QString described(const RunEvent &event)
+{
+    const QString verdict = event.success ? "well" : "badly";
+    const QString mcu = described(event.mcu);
+    switch (event.kind) {
+    case Kind::Begun:
+        return "begun";
+    case Kind::Reading:
+        return "reading " + event.mcu.name;
+    case Kind::Skipped:
+        return "skipped " + mcu + ' ' + event.text;
+    case Kind::Writing:
+        return QString("writing %1 %2").arg(mcu).arg(event.bytes);
+    case Kind::Progress:
+        return QString("%1 %").arg(event.percent);
+    case Kind::Retried:
+        return QString("retry %1 %2: %3").arg(event.mcu.name).arg(event.attempt).arg(event.text);
+    case Kind::GivenUp:
+        return QString("gave up %1: %2").arg(event.mcu.name, event.text);
+    case Kind::Written:
+        return "written " + mcu + ' ' + verdict;
+    case Kind::Restarting:
+        return "restarting";
+    case Kind::Installing:
+        return "installing " + event.mcu.offered;
+    case Kind::Installed:
+        return "installed " + event.mcu.offered + ' ' + verdict;
+    case Kind::Ended:
+        return QString("ended %1 %2: %3 %4 %5")
+            .arg(verdict)
+            .arg(event.status)
+            .arg(event.written)
+            .arg(event.failed)
+            .arg(event.skipped);
+    }
+    return {};
+}
+
+/** An engine with a device whose events are kept. */
+struct World
+{
+    explicit World(const QByteArray &package, const std::optional<Shell> &shell = std::nullopt,
+                   const std::optional<TimeOuts> &timeOuts = std::nullopt)
+        : harness(EngineHarness::twoMcus(), shell, timeOuts)
+    {
+        harness.setPackage(package);
+        QObject::connect(harness.engine.get(), &ControlCenter::runEvent,
+                         [this](const RunEvent &event) { events.append(described(event)); });
+    }
+
+    EngineHarness harness;
+    QStringList events;
+};
+
+const QStringList readBoth{"begun", "reading MAIN", "reading AUX", "reading MAIN", "reading AUX"};
+const QStringList wroteMain{"writing MAIN 0,0 1.0.0>1.1.0 700", "18 %", "36 %",
+                            "written MAIN 0,0 1.0.0>1.1.0 well"};
+const QStringList wroteAux{"50 %", "92 %", "written AUX 1,0 1.0.0>1.0.1 well"};
+
+} // namespace
+
+class TestEvents : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void wholeRun();
+    void nothingNewer();
+    void rowsWithoutImage();
+    void retriesOfReads();
+    void retriesOfAnImage();
+    void packages_data();
+    void packages();
+    void wrongModel();
+    void lostDevice();
+    void guardedRun();
+    void moduleImage();
+    void moduleImageOfTheDevice();
+    void nothingOutsideOfRuns();
+    void troubleInTheTable();
+};
+
+void TestEvents::wholeRun()
+{
+    World world(twoImages());
+    QVERIFY(world.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+    QVERIFY(sameTranscript(world.events,
+                           readBoth + wroteMain + QStringList{"writing AUX 1,0 1.0.0>1.0.1 300"} +
+                               wroteAux + QStringList{"restarting", "ended well 6: 2 0 0"}));
+    world.events.clear();
+    QVERIFY(world.harness.run({"AUX,1,0"}, 5));
+    QVERIFY(sameTranscript(world.events, {"begun", "reading AUX", "writing AUX 1,0 1.0.0>1.0.1 300",
+                                          "85 %", "written AUX 1,0 1.0.0>1.0.1 well", "restarting",
+                                          "ended well 6: 1 0 0"}));
+}
+
+void TestEvents::nothingNewer()
+{
+    World world(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {0, 9, 9}, mainImage}}));
+    QVERIFY(world.harness.run({"MAIN,0,0"}, 2));
+    QVERIFY(sameTranscript(world.events,
+                           {"begun", "reading MAIN", "skipped MAIN 0,0 1.0.0>0.9.9 not_newer",
+                            "restarting", "ended well 6: 0 0 1"}));
+}
+
+void TestEvents::rowsWithoutImage()
+{
+    World world(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage, false},
+                             {"AUX", 1, 1, 9, 1, 'A', {1, 1, 0}, auxImage}}));
+    QVERIFY(world.harness.run({"MAIN,0,0", "AUX,1,0", "NONE,7,0"}, 5));
+    QVERIFY(
+        sameTranscript(world.events.filter(QRegularExpression("^(skipped|ended)")),
+                       {"skipped MAIN 0,0 1.0.0>1.1.0 no_image", "skipped AUX 1,0 1.0.0> no_match",
+                        "skipped NONE 7,0 > no_firmware", "ended well 6: 0 0 3"}));
+    // Rows that nobody has completed.
+    world.events.clear();
+    QVERIFY(world.harness.run({"bad", "short,1"}, 1));
+    QVERIFY(sameTranscript(world.events,
+                           {"begun", "skipped bad , > bad_row", "skipped short 1, > bad_row",
+                            "restarting", "ended well 6: 0 0 2"}));
+}
+
+void TestEvents::retriesOfReads()
+{
+    World world(twoImages());
+    world.harness.addFault("silent:word=bootcode,type=1,count=always");
+    world.harness.addFault("silent:word=version,type=0,count=once");
+    QVERIFY(world.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+    QVERIFY(sameTranscript(
+        world.events.mid(0, 8),
+        {"begun", "reading MAIN", "reading AUX",
+         "retry AUX 1: Read the bootcode information of 'AUX' fail, retry 1.",
+         "retry AUX 2: Read the bootcode information of 'AUX' fail, retry 2.",
+         "gave up AUX: Read the bootcode information of 'AUX' fail, check the next mcu.",
+         "reading MAIN", "retry MAIN 1: Read the version information of 'MAIN' fail, retry 1."}));
+}
+
+void TestEvents::retriesOfAnImage()
+{
+    World world(twoImages());
+    world.harness.addFault("refuse:word=enter,type=1,count=always");
+    QVERIFY(world.harness.run({"AUX,1,0"}, 5));
+    const QStringList entering{"retry AUX 1: 'AUX' Enter F/W Update Mode fail, retry 1.",
+                               "retry AUX 2: 'AUX' Enter F/W Update Mode fail, retry 2.",
+                               "gave up AUX: 'AUX' Enter F/W Update Mode fail."};
+    const QStringList again[] = {{"retry AUX 1: 'AUX' F/W update fail, retry 1."},
+                                 {"retry AUX 2: 'AUX' F/W update fail, retry 2."}};
+    QVERIFY(sameTranscript(world.events,
+                           QStringList{"begun", "reading AUX", "writing AUX 1,0 1.0.0>1.0.1 300"} +
+                               entering + again[0] + entering + again[1] + entering +
+                               QStringList{"gave up AUX: 'AUX' F/W Update fail.",
+                                           "written AUX 1,0 1.0.0>1.0.1 badly", "restarting",
+                                           "ended well 6: 0 1 0"}));
+
+    World blocks(twoImages());
+    blocks.harness.addFault("silent:word=block,type=1,count=twice");
+    QVERIFY(blocks.harness.run({"AUX,1,0"}, 5));
+    QVERIFY(sameTranscript(blocks.events.filter("retry"),
+                           {"retry AUX 1: F/W update timeout, retry 1.",
+                            "retry AUX 2: F/W update timeout, retry 2."}));
+    QCOMPARE(blocks.events.last(), QString("ended well 6: 1 0 0"));
+}
+
+void TestEvents::packages_data()
+{
+    QTest::addColumn<QByteArray>("package");
+    QTest::addColumn<QString>("words");
+
+    QByteArray damaged = twoImages();
+    damaged[damaged.size() - 1] = char(damaged.at(damaged.size() - 1) ^ 1);
+    QTest::newRow("checksum") << damaged << "ERROR:Firmware file checksum error.";
+    QTest::newRow("no package") << withChecksum("nonsense") << "Invalid firmware file";
+    QTest::newRow("too old") << withVersion(twoImages(), 5)
+                             << "FWM file version error, must greater or equal to 6.";
+    QTest::newRow("unknown") << withVersion(twoImages(), 1)
+                             << "Package version error, invalid firmware file";
+    QTest::newRow("missing") << QByteArray() << "ERROR:Firmware file is not exist.";
+}
+
+void TestEvents::packages()
+{
+    QFETCH(QByteArray, package);
+    QFETCH(QString, words);
+    World world(package);
+    if (package.isEmpty())
+        QVERIFY(QFile::remove(world.harness.packagePath()));
+    QVERIFY(world.harness.run({"MAIN,0,0"}, 2));
+    QVERIFY(sameTranscript(world.events, {"begun", "gave up : " + words, "ended badly 2: 0 0 0"}));
+}
+
+void TestEvents::wrongModel()
+{
+    World world(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage}}, "HX-9"));
+    QVERIFY(world.harness.run({"MAIN,0,0"}, 2));
+    QVERIFY(sameTranscript(world.events,
+                           {"begun",
+                            "gave up MAIN: Firmware Model Name is HX-9.\r\nDevice Model Name is "
+                            "HX-8.\r\nModel Name does not match, upgrade fail.",
+                            "ended badly 7: 0 0 0"}));
+}
+
+void TestEvents::lostDevice()
+{
+    World world(twoImages());
+    world.harness.addFault("silent:word=reboot");
+    QVERIFY(world.harness.run({"AUX,1,0"}, 5));
+    QVERIFY(sameTranscript(world.events.mid(world.events.indexOf("restarting")),
+                           {"restarting", "retry  1: Reboot fail, retry 1.",
+                            "retry  2: Reboot fail, retry 2.", "gave up : Reboot systerm fail.",
+                            "ended badly 5: 1 0 0"}));
+}
+
+/** An image of fewer than 256 bytes gets no verdict from the uploader. */
+void TestEvents::guardedRun()
+{
+    World world(makePackage({{"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, patternImage(100, 2)}}),
+                std::nullopt, EngineHarness::withShortGuard());
+    QVERIFY(world.harness.run({"AUX,1,0"}, 5));
+    QCOMPARE(world.events.filter("No sign of life for too long.").isEmpty(), false);
+    QCOMPARE(world.events.last().section(' ', 0, 0), QString("ended"));
+}
+
+void TestEvents::moduleImage()
+{
+    QStringList order;
+    Shell shell;
+    shell.run = [&order](const QString &) { order.append("command"); };
+    shell.readFirst = [](const QString &, int) { return netImage().mid(5, 32); };
+    World world(makePackage({{"NET", 32, 1, 0, 0, '\0', {1, 23, 0}, netImage()}}), shell);
+    QObject::connect(world.harness.engine.get(), &ControlCenter::runEvent,
+                     [&order](const RunEvent &event) { order.append(described(event)); });
+    QVERIFY(world.harness.run({"NET,32,0"}, 5));
+    const int size = netImage().size();
+    QVERIFY(sameTranscript(world.events.filter(QRegularExpression("^[^0-9]")).mid(5),
+                           {QString("writing NET 32,0 >1.23.0 %1").arg(size), "installing 1.23",
+                            "installed 1.23 well", "written NET 32,0 >1.23.0 well", "restarting",
+                            "ended well 6: 1 0 0"}));
+    QVERIFY(order.indexOf("installing 1.23") < order.indexOf("command"));
+    QVERIFY(order.lastIndexOf("command") < order.indexOf("installed 1.23 well"));
+}
+
+/** The device begins it by itself, outside of any run. */
+void TestEvents::moduleImageOfTheDevice()
+{
+    Shell shell;
+    shell.run = [](const QString &) {};
+    shell.readFirst = [](const QString &, int) { return netImage().mid(5, 32); };
+    World world(twoImages(), shell);
+    world.harness.engine->slotConnect("ttyS2");
+    world.harness.engine->sendAppStatus(command::applicationStatus, 0);
+    QByteArray payload("\x01\x79\x01\x00\x40", 5);
+    payload += netImage();
+    world.harness.link->receive(mcu::buildFrame(mcu::replyStart, {}, command::escape, payload));
+    QVERIFY(sameTranscript(world.events, {"installing 1.23", "installed 1.23 well"}));
+}
+
+void TestEvents::nothingOutsideOfRuns()
+{
+    World world(twoImages());
+    world.harness.addFault("silent:word=virtual-version,count=once");
+    world.harness.engine->slotConnect("ttyS2");
+    QVERIFY(!world.harness.engine->getMergeFWJSON(world.harness.packagePath()).isEmpty());
+    world.harness.engine->getProductInfo();
+    QVERIFY(world.harness.waitForEnd());
+    QVERIFY(world.harness.lines.filter("PISHOW").size() == 1);
+    QVERIFY(sameTranscript(world.events, {}));
+}
+
+/** The table's own words tell a repetition from an end. */
+void TestEvents::troubleInTheTable()
+{
+    int retries = 0;
+    int ends = 0;
+    for (const Transition &line : sequencerTable()) {
+        const QString text = QString::fromLatin1(line.text);
+        QCOMPARE(retryOf(line), text.section("retry ", 1, 1).leftRef(1).toInt());
+        if (isTrouble(line))
+            ++(retryOf(line) > 0 ? retries : ends);
+        else
+            QVERIFY2(line.events.testFlag(Event::Answer) || retryOf(line) == 0, line.text);
+        // An answer that is taken is never trouble.
+        if (line.events == Events(Event::Answer))
+            QVERIFY2(!isTrouble(line), line.text);
+    }
+    QCOMPARE(retries, 22);
+    QCOMPARE(ends, 13);
+}
+
+QTEST_GUILESS_MAIN(TestEvents)
+#include "tst_events.moc"
