@@ -2,6 +2,8 @@
 #include "console/TCPServer.h"
 #include "platform/Descriptors.h"
 #include "platform/EpollDispatcher.h"
+#include "service/JournalStream.h"
+#include "service/OperationsLog.h"
 
 #include <QCoreApplication>
 
@@ -17,12 +19,14 @@ int main(int argc, char **argv)
     std::signal(SIGPIPE, SIG_IGN);
     descriptors::raiseLimit();
 
+    journalStream::useIfThere();
+
     if (auto dispatcher = EpollDispatcher::make())
         QCoreApplication::setEventDispatcher(dispatcher.release());
 
     const QCoreApplication application(argc, argv);
     // Lives until the process ends.
     auto *const server = new TCPServer;
-    Q_UNUSED(server)
+    new OperationsLog(*server, server);
     return QCoreApplication::exec();
 }

@@ -19,3 +19,7 @@ Q_DECLARE_LOGGING_CATEGORY(logUploadBytes)
 Q_DECLARE_LOGGING_CATEGORY(logEdid)
 Q_DECLARE_LOGGING_CATEGORY(logNet)
 Q_DECLARE_LOGGING_CATEGORY(logNetBytes)
+Q_DECLARE_LOGGING_CATEGORY(logService)
+
+/** The log of operations, for those who run the agent: on by default, at info level. */
+Q_DECLARE_LOGGING_CATEGORY(logOperations)

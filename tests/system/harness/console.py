@@ -18,6 +18,7 @@ class Console:
         self.socket = socket.create_connection((address, PORT), 10)
         self.socket.settimeout(None)
         self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        self.port = self.socket.getsockname()[1]
         self._lock = threading.Lock()
         self._raw = bytearray()
         self._mark = 0

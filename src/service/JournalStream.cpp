@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/JournalStream.h"
+
+#include <QList>
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace journalStream {
+
+namespace {
+
+QByteArray priorityOf(QtMsgType type)
+{
+    switch (type) {
+    case QtDebugMsg:
+        return "<7>";
+    case QtInfoMsg:
+        return "<6>";
+    case QtWarningMsg:
+        return "<4>";
+    case QtCriticalMsg:
+        return "<3>";
+    case QtFatalMsg:
+        return "<2>";
+    }
+    return "<6>";
+}
+
+/** Written in one piece: two threads write. */
+void writeMessage(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    const QByteArray lines = withPriority(type, qFormatLogMessage(type, context, text));
+    std::fwrite(lines.constData(), 1, size_t(lines.size()), stderr);
+}
+
+} // namespace
+
+bool isJournal(const QByteArray &variable, int descriptor)
+{
+    struct stat status = {};
+    if (variable.isEmpty() || fstat(descriptor, &status) != 0)
+        return false;
+    return variable == QByteArray::number(quint64(status.st_dev)) + ':' +
+                           QByteArray::number(quint64(status.st_ino));
+}
+
+QByteArray withPriority(QtMsgType type, const QString &text)
+{
+    const QByteArray priority = priorityOf(type);
+    QByteArray lines;
+    for (const QByteArray &line : text.toUtf8().split('\n'))
+        lines += priority + line + '\n';
+    return lines;
+}
+
+void useIfThere()
+{
+    if (isJournal(qgetenv("JOURNAL_STREAM"), STDERR_FILENO))
+        qInstallMessageHandler(writeMessage);
+}
+
+} // namespace journalStream

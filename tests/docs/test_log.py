@@ -1,0 +1,70 @@
+# SPDX-License-Identifier: Apache-2.0
+"""docs/log.md against the source: the events, their reasons, and the categories."""
+
+import os
+import re
+import sys
+import unittest
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+
+
+def text_of(*path):
+    with open(os.path.join(ROOT, *path), encoding="utf-8") as file:
+        return file.read()
+
+
+def table(page, heading):
+    """The words in the first column of the table below a heading line."""
+    lines = page.split(heading, 1)[1].lstrip("\n").splitlines()
+    rows = []
+    for line in lines[1:]:
+        if not line.startswith("|"):
+            break
+        rows.append(line)
+    return re.findall(r"^\| `(\w+)`", "\n".join(rows), re.M)
+
+
+class Log(unittest.TestCase):
+    def setUp(self):
+        self.page = text_of("docs", "log.md")
+        self.source = text_of("src", "service", "OperationsText.cpp")
+
+    def test_events(self):
+        written = set(re.findall(r'(?:LogLine|about|LogLine line)\("(\w+)"', self.source))
+        written |= set(re.findall(r'"(\w+)" : "(\w+)"\);', self.source)[0])
+        documented = table(self.page, "| event | when | keys |")
+        self.assertEqual(len(documented), 16)
+        self.assertEqual(sorted(documented), sorted(written - {"none"}))
+
+    def test_reasons(self):
+        skipped = re.findall(r'^constexpr char \w+\[\] = "(\w+)";',
+                             text_of("src", "engine", "RunWords.h"), re.M)
+        self.assertEqual(sorted(table(self.page, "| `reason` of a skipped row | meaning |")),
+                         sorted(skipped))
+        failed = re.findall(r'\{\d+, "(\w+)"\}', self.source)
+        self.assertEqual(len(failed), 5)
+        self.assertEqual(sorted(table(self.page, "| `reason` of a failed run | meaning |")),
+                         sorted(failed))
+        kinds = re.findall(r'return "(\w+)";', self.source)
+        self.assertEqual(sorted(table(self.page, "| `kind` of a run | what is upgraded |")),
+                         sorted(kinds))
+
+    def test_categories(self):
+        categories = re.findall(r'"(agent\.[a-z.]+)"', text_of("src", "platform", "Log.cpp"))
+        line = re.search(r"^The categories are .*$", self.page, re.M).group(0)
+        self.assertEqual(sorted(re.findall(r"`(agent\.[a-z.]+)`", line)), sorted(categories))
+
+    def test_budgets(self):
+        source = text_of("src", "service", "OperationsLog.h")
+        budgets = re.findall(r"LineBudget (\w+)\{(\d+), ms\(([\d']+)\)\};", source)
+        documented = re.findall(r"^\| `(\w+)`: .* \| (\d+) \| (\w+) each second \|$", self.page,
+                                re.M)
+        rates = {"1'000": "one", "200": "five"}
+        self.assertEqual([(name, burst, rates[pause]) for name, burst, pause in budgets],
+                         documented)
+        self.assertEqual(len(documented), 3)
+
+
+if __name__ == "__main__":
+    sys.exit(unittest.main())
