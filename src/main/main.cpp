@@ -4,6 +4,7 @@
 #include "platform/EpollDispatcher.h"
 #include "service/JournalStream.h"
 #include "service/OperationsLog.h"
+#include "service/ServiceNotifier.h"
 
 #include <QCoreApplication>
 
@@ -20,6 +21,7 @@ int main(int argc, char **argv)
     descriptors::raiseLimit();
 
     journalStream::useIfThere();
+    const ServiceEnvironment serviceEnvironment = ServiceEnvironment::take();
 
     if (auto dispatcher = EpollDispatcher::make())
         QCoreApplication::setEventDispatcher(dispatcher.release());
@@ -28,5 +30,6 @@ int main(int argc, char **argv)
     // Lives until the process ends.
     auto *const server = new TCPServer;
     new OperationsLog(*server, server);
+    ServiceNotifier::startIfWanted(serviceEnvironment, *server);
     return QCoreApplication::exec();
 }

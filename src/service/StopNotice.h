@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+class NotifySocket;
+
+/** Tells the service manager when a signal ends the process, which it then does as ever: at once.
+ */
+namespace stopNotice {
+
+/** The socket must live as long as the process. */
+void sendOnSignals(const NotifySocket &socket);
+
+} // namespace stopNotice

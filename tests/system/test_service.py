@@ -1,0 +1,216 @@
+# SPDX-License-Identifier: Apache-2.0
+"""What a service manager is told: whole transcripts of the notify socket."""
+
+import contextlib
+import os
+import signal
+import time
+
+from harness import module, netimage, networld, texts, wait, world
+from harness.agent import Agent
+from harness.notify import Manager
+from harness.package import Image, image_bytes
+
+SOCKET = "/tmp/notify"
+MAIN = Image("MAIN", image_bytes(3000, "main"))
+AUX = Image("AUX", image_bytes(1024, "aux"), chip_type=1, mcu_type=2)
+KEY = Image("KEY", image_bytes(300, "key"), chip_type=2, mcu_type=3, version=(1, 0, 0))
+IDLE = "Idle, listening on port 35353."
+READY = f"READY=1\nSTATUS={IDLE}"
+FEED = "WATCHDOG=1"
+STOPPING = "STOPPING=1\nSTATUS=Stopping."
+
+
+def status(text):
+    return f"STATUS={text}"
+
+
+def pass_time(seconds):
+    """For what must not happen in the meantime."""
+    end = time.monotonic() + seconds
+    wait.until(lambda: time.monotonic() > end, seconds + 10)
+
+
+def activity(text, percent):
+    return status(f"Upgrading: {text}, {percent} %")
+
+
+def writing(name, position, rows, size, percent):
+    """One image: a message each time that the whole percentage is another one."""
+    messages = [activity(f"writing {name}", percent)]
+    for figure in [0, *texts.block_percents(size)]:
+        overall = int((position * 100 + figure) / rows)
+        if overall not in (percent, 100):
+            percent = overall
+            messages.append(activity(f"writing {name}", percent))
+    return messages, percent
+
+
+class TestService(networld.NetWorld):
+    """One agent each, which finds its socket in the environment."""
+
+    def start_agent(self, address=SOCKET, **environment):
+        self.manager = Manager(address)
+        self.stack.callback(self.manager.close)
+        return super().start_agent(NOTIFY_SOCKET=address, **environment)
+
+    def wakeups(self):
+        """How often the agent's threads have gone to sleep."""
+        total = 0
+        for thread in os.listdir(f"/proc/{self.agent.popen.pid}/task"):
+            path = f"/proc/{self.agent.popen.pid}/task/{thread}/status"
+            with open(path, encoding="ascii") as file:
+                total += sum(int(line.split()[1]) for line in file
+                             if line.startswith("voluntary_ctxt_switches"))
+        return total
+
+    def settle(self):
+        """Waits until the agent has done what it was asked."""
+        last = [0]
+
+        def rests():
+            before, last[0] = last[0], self.wakeups()
+            pass_time(0.2)
+            return before == last[0]
+        wait.until(rests, what="resting agent")
+
+    @staticmethod
+    def inherited(command):
+        """The variables of the service manager that a running command has."""
+        for process in filter(str.isdigit, os.listdir("/proc")):
+            with contextlib.suppress(OSError):
+                with open(f"/proc/{process}/cmdline", encoding="utf-8") as file:
+                    words = file.read().split("\0")
+                with open(f"/proc/{process}/environ", encoding="utf-8") as file:
+                    names = [entry.split("=")[0] for entry in file.read().split("\0")]
+                if " ".join(words[2:]).strip() == command.partition(" ")[2]:
+                    return [name for name in names if name.startswith(("NOTIFY", "WATCHDOG"))]
+        raise AssertionError(f"{command!r} does not run")
+
+    def test_upgrade(self):
+        client = self.start(world.chip("MAIN"), world.chip("AUX", 1, 0, mcu_type=2),
+                            world.chip("KEY", 2, 0, mcu_type=3), images=(MAIN, AUX, KEY),
+                            options=("--baud", "57600"))
+        client.send("UPGRADE||MAIN,0,0||AUX,1,0||KEY,2,0")
+        client.wait_for("UPGRADESUCCESS", 60)
+        main, percent = writing("MAIN", 0, 3, 3000, 0)
+        aux, percent = writing("AUX", 1, 3, 1024, percent)
+        self.manager.wait_for(status(f"{IDLE} The last upgrade succeeded."))
+        reading = [activity(f"reading {name}", 0) for name in ("MAIN", "AUX", "KEY")]
+        upgrade = ([activity("reading the device", 0)] + reading + reading + main + aux
+                   + [activity("restarting the device", percent)])
+        self.assertEqual(self.manager.messages(), [
+            READY, *upgrade, status(f"{IDLE} The last upgrade succeeded.")])
+        self.assertGreater(len(main), 8)
+
+        # Up to date now, and then without a package.
+        self.manager.forget()
+        client.mark()
+        client.send("UPGRADE||AUX,1,0")
+        client.wait_for("UPGRADESUCCESS", 60)
+        os.remove(world.PACKAGE)
+        client.send("UPGRADE||AUX,1,0")
+        client.wait_for("UPGRADEFAIL", count=2)
+        self.agent.stop()
+        self.manager.wait_for(STOPPING)
+        self.assertEqual(self.manager.messages(), [
+            activity("reading the device", 0), activity("reading AUX", 0),
+            activity("restarting the device", 0),
+            status(f"{IDLE} The last upgrade succeeded."), activity("reading the device", 0),
+            status(f"{IDLE} The last upgrade failed."), STOPPING])
+        self.assertEqual(self.manager.senders(), {self.agent.popen.pid})
+
+    def test_name_that_wants_to_be_a_message(self):
+        client = self.start(world.chip("MAIN"), images=(MAIN,), mode=5)
+        client.send("UPGRADE||M\nMAINPID=1,0,0")
+        client.wait_for("UPGRADESUCCESS", 60)
+        messages = self.manager.messages()
+        self.assertIn(activity("writing M?MAINPID=1", 0), messages)
+        self.assertEqual([message for message in messages if "\nMAINPID" in message], [])
+
+    def test_abstract_socket_and_signals(self):
+        for number in (signal.SIGTERM, signal.SIGINT):
+            agent = self.start_agent("@upgrade-agent-test")
+            self.manager.wait_for(READY)
+            agent.popen.send_signal(number)
+            self.assertEqual(agent.popen.wait(10), -number)
+            self.manager.wait_for(STOPPING)
+            self.assertEqual(self.manager.messages(), [READY, STOPPING])
+            self.manager.close()
+
+    def test_port_is_taken(self):
+        """No readiness, and no end either."""
+        super().start_agent()
+        manager = Manager("/tmp/second")
+        self.stack.callback(manager.close)
+        second = Agent(NOTIFY_SOCKET=manager.address, WATCHDOG_USEC="200000")
+        self.processes.append(second)
+        self.stack.callback(second.kill)
+        manager.wait_for(FEED, count=2)
+        self.assertEqual(manager.messages()[0],
+                         status("Not listening on port 35353: The bound address is already in use."))
+        self.assertEqual(set(manager.messages()[1:]), {FEED})
+        self.assertTrue(second.alive)
+
+    def test_watchdog(self):
+        """Fed twice in its time by an idle agent."""
+        start = time.monotonic()
+        self.start_agent(WATCHDOG_USEC="400000")
+        self.manager.wait_for(FEED, count=6)
+        # At once, and from then on each 200 ms.
+        self.assertGreater(time.monotonic() - start, 0.95)
+        self.assertEqual(set(self.manager.messages()), {READY, FEED})
+
+    def test_watchdog_of_another_process(self):
+        self.start_agent(WATCHDOG_USEC="20000", WATCHDOG_PID="1")
+        client = self.connect()
+        client.sync()
+        pass_time(0.5)
+        self.assertEqual(self.manager.messages(), [READY])
+
+    def test_watchdog_while_the_engine_stands(self):
+        """The module's own image, whose unpacking is held: the limit is another one, and nobody
+        feeds. No command inherits what is the agent's."""
+        self.put_package(netimage.in_package(netimage.image()))
+        self.start_device(world.chip("NET", 32, version="1.0"))
+        self.start_agent(WATCHDOG_USEC="200000")
+        client = self.connect()
+        client.ask("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5")
+        module.hold(module.UNPACK)
+        client.send("UPGRADE||NET,32,0")
+        module.wait_for_command(module.UNPACK)
+        installing = activity("installing the network module's firmware", 0)
+        unlimited, limit = "WATCHDOG_USEC=1800000000", "WATCHDOG_USEC=200000"
+        self.manager.wait_for(f"{installing}\n{unlimited}")
+        self.assertEqual(self.inherited(module.UNPACK), [])
+
+        client.send("VERSION")
+        client.wait_for("VERSION||1.15")  # the main thread turns
+        self.manager.forget()
+        pass_time(1)
+        self.assertEqual(self.manager.messages(), [])
+
+        module.release()
+        client.wait_for("UPGRADESUCCESS", 40)
+        self.manager.wait_for(FEED, count=3)
+        self.assertEqual([message for message in self.manager.messages()
+                          if "USEC" in message], [limit])
+
+    def test_at_rest(self):
+        """An agent that is watched over by nobody, and one that only tells, never wake up."""
+        for environment in ({}, {"NOTIFY_SOCKET": SOCKET}):
+            if environment:
+                self.manager = Manager(SOCKET)
+                self.stack.callback(self.manager.close)
+            super().start_agent(**environment)
+            client = self.connect()
+            client.sync()
+            self.settle()
+            before = self.wakeups()
+            pass_time(2)
+            self.assertEqual(self.wakeups(), before)
+            self.agent.kill()
+
+
+if __name__ == "__main__":
+    world.main()
