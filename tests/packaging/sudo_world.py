@@ -91,8 +91,10 @@ class SudoWorld:
                  for word in ("--symlink", f"usr/{name}", f"/{name}")]
         # As root without a user namespace: sudo takes on other users to read its files.
         return subprocess.run(
-            ["bwrap", "--ro-bind", shutil.which("dash"), "/asker", "--unshare-net", "--unshare-pid", "--unshare-ipc", "--unshare-uts",
-             "--hostname", HOST, "--die-with-parent", "--new-session", *binds, *libraries, *links, "--proc", "/proc", "--dev", "/dev",
-             "--tmpfs", "/run", "--dir", "/var", "--clearenv", "--setenv", "PATH",
-             "/usr/bin:/usr/sbin", "--chdir", "/", "--", "/asker", "-fc", script],
+            ["bwrap", "--unshare-net", "--unshare-pid", "--unshare-ipc", "--unshare-uts",
+             "--hostname", HOST, "--die-with-parent", "--new-session",
+             "--ro-bind", shutil.which("dash"), "/asker", *binds, *libraries, *links,
+             "--proc", "/proc", "--dev", "/dev", "--tmpfs", "/run", "--dir", "/var",
+             "--clearenv", "--setenv", "PATH", "/usr/bin:/usr/sbin", "--chdir", "/",
+             "--", "/asker", "-fc", script],
             input=text, capture_output=True, text=True, check=False)

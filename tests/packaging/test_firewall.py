@@ -112,11 +112,10 @@ class TestFirewall(unittest.TestCase):
 
 def missing():
     """What this kernel cannot do, or nothing."""
-    for command in (("nft", "list", "ruleset"), ("ip", "link", "add", "a", "type", "veth"),
-                    ("ip", "link", "delete", "a")):
-        done = subprocess.run(command, capture_output=True, text=True, check=False)
+    for command in ("nft list ruleset", "ip link add name probe type veth", "ip link delete probe"):
+        done = subprocess.run(command.split(), capture_output=True, text=True, check=False)
         if done.returncode != 0:
-            return f"{' '.join(command)}: {done.stderr.strip()}"
+            return f"{command}: {done.stderr.strip()}"
     return None
 
 
