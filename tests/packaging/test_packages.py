@@ -1,0 +1,192 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The Debian packages, made from the programs as they are built here."""
+
+import os
+import re
+import shutil
+import subprocess
+import tarfile
+import tempfile
+import unittest
+
+PROJECT, BUILD = os.environ["PROJECT"], os.environ["BUILD"]
+TOOLS = ("device-simulator", "edid-report", "fwm", "upgrade-console")
+IS_CROSS = bool(re.fullmatch(r"(?i)1|on|true|yes", os.environ.get("CROSS", "")))
+# What packages need beside libraries, in dpkg's own form.
+OTHER_NEEDS = {"upgrade-agent": {"adduser", "bzip2", "mount", "sudo", "systemd-sysv"},
+               "upgrade-agent-tools": set(), "upgrade-agent-doc": set()}
+PROGRAM, FILE, SECRET = 0o755, 0o644, 0o440
+
+
+def run(*command, **more):
+    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                          check=True, **more).stdout
+
+
+def common_files(package):
+    return {f"usr/share/doc/{package}/{name}": FILE for name in ("changelog.gz", "copyright")}
+
+
+def agent_files():
+    return {"etc/sudoers.d/upgrade-agent": SECRET,
+            "usr/lib/systemd/system/upgrade-agent.service": FILE,
+            "usr/lib/tmpfiles.d/upgrade-agent.conf": FILE,
+            "usr/sbin/upgrade-agent": PROGRAM,
+            "usr/share/man/man8/upgrade-agent.8.gz": FILE,
+            "usr/share/upgrade-agent/management-network.nft": FILE,
+            **common_files("upgrade-agent")}
+
+
+def tools_files():
+    files = common_files("upgrade-agent-tools")
+    for tool in TOOLS:
+        files |= {f"usr/bin/{tool}": PROGRAM, f"usr/share/man/man1/{tool}.1.gz": FILE,
+                  f"usr/share/bash-completion/completions/{tool}": FILE}
+    for name in os.listdir(os.path.join(PROJECT, "tools/device-simulator/examples")):
+        files[f"usr/share/doc/upgrade-agent-tools/examples/{name}"] = FILE
+    return files
+
+
+def doc_files():
+    files = {f"usr/share/doc/upgrade-agent-doc/{name}.md": FILE
+             for name in ("README", "ARCHITECTURE", "CHANGELOG", "CONTRIBUTING")}
+    for folder, _, names in os.walk(os.path.join(PROJECT, "docs")):
+        where = os.path.relpath(folder, PROJECT)
+        if where.split("/")[:2] != ["docs", "man"]:
+            files |= {f"usr/share/doc/upgrade-agent-doc/{where}/{name}": FILE for name in names}
+    return files | common_files("upgrade-agent-doc")
+
+
+class TestPackages(unittest.TestCase):
+
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = folder.name
+        run("cpack", "--config", os.path.join(BUILD, "CPackConfig.cmake"), "-B", cls.folder)
+        cls.packages = {name.split("_")[0]: os.path.join(cls.folder, name)
+                        for name in os.listdir(cls.folder) if name.endswith(".deb")}
+
+    def field(self, package, name):
+        return run("dpkg-deb", "-f", self.packages[package], name).strip()
+
+    def contents(self, package):
+        """The tar members of a package: {path: member}."""
+        archive = os.path.join(self.folder, f"{package}.tar")
+        with open(archive, "wb") as file:
+            subprocess.run(["dpkg-deb", "--fsys-tarfile", self.packages[package]], stdout=file,
+                           check=True)
+        with tarfile.open(archive) as tar:
+            return {member.name.removeprefix("./"): member for member in tar}
+
+    def unpacked(self, package):
+        root = os.path.join(self.folder, "root", package)
+        if not os.path.isdir(root):
+            os.makedirs(root)
+            run("dpkg-deb", "-x", self.packages[package], root)
+        return root
+
+    def test_every_file_and_no_other(self):
+        for package, expected in (("upgrade-agent", agent_files()),
+                                  ("upgrade-agent-tools", tools_files()),
+                                  ("upgrade-agent-doc", doc_files())):
+            members = self.contents(package)
+            self.assertEqual({name: oct(member.mode) for name, member in members.items()
+                              if not member.isdir()},
+                             {name: oct(mode) for name, mode in expected.items()})
+            for name, member in members.items():
+                self.assertEqual((member.uid, member.gid), (0, 0), name)
+                if member.isdir():
+                    self.assertEqual(oct(member.mode), "0o755", name)
+
+    def test_versions_agree(self):
+        with open(os.path.join(PROJECT, "CMakeLists.txt"), encoding="utf-8") as file:
+            version = re.search(r"VERSION ([\d.]+) ", file.read().split("project(")[1]).group(1)
+        changelog = os.path.join(PROJECT, "packaging", "changelog")
+        self.assertEqual(run("dpkg-parsechangelog", "-l", changelog, "-S", "Version").strip(),
+                         version)
+        self.assertEqual({self.field(package, "Version") for package in self.packages}, {version})
+
+    def test_architectures(self):
+        self.assertEqual(self.field("upgrade-agent-doc", "Architecture"), "all")
+        self.assertEqual(self.field("upgrade-agent", "Architecture"),
+                         self.field("upgrade-agent-tools", "Architecture"))
+        if not IS_CROSS:
+            self.assertEqual(self.field("upgrade-agent", "Architecture"),
+                             run("dpkg", "--print-architecture").strip())
+
+    @unittest.skipIf(IS_CROSS, "dpkg-shlibdeps does not know another machine's libraries")
+    def test_libraries_are_those_that_the_programs_need(self):
+        for package, programs in (("upgrade-agent", ["usr/sbin/upgrade-agent"]),
+                                  ("upgrade-agent-tools", [f"usr/bin/{tool}" for tool in TOOLS])):
+            found = self.needed_libraries([os.path.join(self.unpacked(package), program)
+                                           for program in programs])
+            declared = self.declared(package)
+            self.assertEqual(set(declared) - OTHER_NEEDS[package], set(found))
+            for library, version in found.items():
+                newer = subprocess.run(
+                    ["dpkg", "--compare-versions", declared[library], "ge", version], check=False)
+                self.assertEqual(newer.returncode, 0, f"{library}: {declared[library]} {version}")
+
+    def needed_libraries(self, programs):
+        os.makedirs(os.path.join(self.folder, "debian"), exist_ok=True)
+        with open(os.path.join(self.folder, "debian/control"), "w", encoding="ascii") as file:
+            file.write("Source: any\n\nPackage: any\nArchitecture: any\n")
+        line = run("dpkg-shlibdeps", "-O", *programs, cwd=self.folder).strip()
+        return dict(self.versioned(line.removeprefix("shlibs:Depends=")))
+
+    def declared(self, package):
+        return dict(self.versioned(self.field(package, "Depends")))
+
+    @staticmethod
+    def versioned(text):
+        """The packages of a dependency field with the least version of each, or 0."""
+        for need in text.split(", "):
+            name, version = re.fullmatch(r"(\S+)(?: \(>= (\S+)\))?", need).groups()
+            yield name, version or "0"
+
+    def test_other_needs_are_declared(self):
+        self.assertEqual(OTHER_NEEDS["upgrade-agent"] - set(self.declared("upgrade-agent")), set())
+        self.assertEqual(self.field("upgrade-agent-doc", "Depends"), "")
+
+    def test_lintian_finds_no_error(self):
+        done = subprocess.run(["lintian", "--allow-root", "--fail-on", "error",
+                               *self.packages.values()], capture_output=True, text=True,
+                              check=False)
+        self.assertEqual((done.returncode, done.stderr), (0, ""), done.stdout)
+
+    def test_manual_pages_have_no_faults(self):
+        pages = [os.path.join(self.unpacked(package), name)
+                 for package in ("upgrade-agent", "upgrade-agent-tools")
+                 for name in self.contents(package) if "/man/" in name and name.endswith(".gz")]
+        self.assertEqual(len(pages), len(TOOLS) + 1)
+        for page in pages:
+            done = subprocess.run(["man", "--warnings", "-E", "UTF-8", "-l", page],
+                                  capture_output=True, text=True, check=False)
+            self.assertEqual((done.returncode, done.stderr), (0, ""), page)
+
+    def test_completions(self):
+        folder = os.path.join(self.unpacked("upgrade-agent-tools"),
+                              "usr/share/bash-completion/completions")
+        for tool in TOOLS:
+            with open(os.path.join(folder, tool), encoding="utf-8") as file:
+                script = file.read()
+            self.assertEqual(run("bash", "--norc", "-c", f"{script}\ncomplete -p {tool}")
+                             .split()[-1], tool)
+
+    def test_package_is_the_same_wherever_it_is_made(self):
+        """No folder of the machine that built it is in a program."""
+        for package in ("upgrade-agent", "upgrade-agent-tools"):
+            for name, member in self.contents(package).items():
+                if member.mode & 0o111 and member.isfile():
+                    with open(os.path.join(self.unpacked(package), name), "rb") as file:
+                        self.assertNotIn(PROJECT.encode(), file.read(), name)
+
+
+if __name__ == "__main__":
+    if shutil.which("cpack") is None:
+        raise SystemExit("cpack is missing; install the package 'cmake'")
+    unittest.main(verbosity=2)
