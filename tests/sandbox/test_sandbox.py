@@ -2,6 +2,8 @@
 """The sandbox keeps its promises: what is there, what is private, what cannot be reached."""
 
 import os
+import re
+import shutil
 import socket
 import subprocess
 import tempfile
@@ -81,6 +83,21 @@ class TestSandbox(unittest.TestCase):
                        folder)
             self.check(f"touch {folder}/x", "", "--bind-writable", folder)
             self.assertEqual(os.listdir(folder), ["x"])
+
+    def test_another_root(self):
+        """One that has nothing but a shell and a marker."""
+        with tempfile.TemporaryDirectory() as root:
+            needed = subprocess.run(["ldd", "/bin/dash"], capture_output=True, text=True,
+                                    check=True).stdout
+            for path in ["/bin/sh", *re.findall(r"(/\S+) \(0x", needed)]:
+                os.makedirs(root + os.path.dirname(path), exist_ok=True)
+                shutil.copy(path, root + path)
+            os.mkdir(os.path.join(root, "etc"))
+            with open(os.path.join(root, "etc/marker"), "w", encoding="ascii") as file:
+                file.write("another\n")
+            self.check("read line </etc/marker; echo $line; echo /usr* /etc/*; command -v sudo",
+                       f"another\n/usr* /etc/marker\n{PROJECT}/scripts/sandbox-bin/sudo\n",
+                       "--root", root)
 
     def test_no_serial_device(self):
         self.check("test -e /dev/ttyS2 || echo none", "none\n")
