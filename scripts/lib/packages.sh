@@ -13,9 +13,9 @@ PACKAGE_PACKAGES="dpkg-dev gzip lintian man-db sudo nftables iproute2 systemd"
 # To measure, and to test that every measurement gives its figure.
 BENCH_PACKAGES="edid-decode redis-server lrzsz"
 FUZZ_PACKAGES="clang llvm"
-LINT_PACKAGES="clang-format shellcheck codespell"
+LINT_PACKAGES="clang-format shellcheck codespell cppcheck"
 MEMCHECK_PACKAGES="valgrind"
-ANALYSIS_PACKAGES="clang-tidy clazy cppcheck"
+ANALYSIS_PACKAGES="clang-tidy clazy"
 COVERAGE_PACKAGES="gcovr"
 # The handovers between threads that ThreadSanitizer is told of.
 TSAN_PACKAGES="qtbase5-private-dev"

@@ -210,6 +210,8 @@ const std::array<const char *, 4> hdmiVicNames{
 
 const char *videoName(int vic)
 {
+    // It takes the element of an array of texts for a number.
+    // cppcheck-suppress CastIntegerToAddressAtReturn
     return vic >= 1 && vic <= lastVic ? VideoSDStr[std::size_t(vic) - 1] : "";
 }
 
