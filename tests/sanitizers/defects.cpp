@@ -14,7 +14,7 @@ namespace {
 
 constexpr int rounds = 1000;
 
-/** Two threads of the framework pass lists to and fro; with a race, both count, too. */
+/** Two threads of the framework pass lists both ways; with a race, both count, too. */
 void passLists(bool race)
 {
     QThread thread;
