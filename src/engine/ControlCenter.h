@@ -148,6 +148,7 @@ private slots:
     void onTimeOutSendUploadCommand();
     void onTimeOutSendOtherCommand();
     void onRunGuardExpired();
+    void onChunk(const QByteArray &datas);
 
 private:
     friend struct SequencerActions;

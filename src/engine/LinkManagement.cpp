@@ -108,11 +108,7 @@ ControlCenter::Link ControlCenter::configuredLink()
     }
 }
 
-/**
- * Makes one link the one that frames go out on and replies are taken from. The engine's parser is
- * connected before the uploader: a reply that moves the chain on may start an image, and the
- * uploader then drops that same reply as none of its own.
- */
+/** Makes one link the one that frames go out on and replies are taken from. */
 void ControlCenter::adoptLink(Link kind)
 {
     if (kind == Link::Serial && m_serial == nullptr)
@@ -130,12 +126,20 @@ void ControlCenter::adoptLink(Link kind)
     m_upload->setTransports(kind == Link::Serial ? m_serial : nullptr,
                             kind == Link::Network ? m_network : nullptr);
     if (kind == Link::Serial) {
-        connect(m_serial, &CoreCOMQ::signalReceiveDatas, this, &ControlCenter::slotReceiveDatas);
-        connect(m_serial, &CoreCOMQ::signalReceiveDatas, m_upload, &CoreUpload::slotReceiveDatas);
+        connect(m_serial, &CoreCOMQ::signalReceiveDatas, this, &ControlCenter::onChunk);
     } else if (kind == Link::Network) {
-        connect(m_network, &CoreTelnet::read, this, &ControlCenter::slotReceiveDatas);
-        connect(m_network, &CoreTelnet::read, m_upload, &CoreUpload::slotReceiveDatas);
+        connect(m_network, &CoreTelnet::read, this, &ControlCenter::onChunk);
     }
+}
+
+/** What came together with the reply that starts an image came before the image's first block:
+ *  an acknowledgement in it is a late one, of an earlier try. */
+void ControlCenter::onChunk(const QByteArray &datas)
+{
+    const bool forUploader = m_upload->awaitsAcknowledgement();
+    slotReceiveDatas(datas);
+    if (forUploader)
+        m_upload->slotReceiveDatas(datas);
 }
 
 bool ControlCenter::linkIsOpen() const

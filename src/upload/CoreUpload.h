@@ -38,6 +38,8 @@ public:
 
     /** Gives up what is in flight without a word. */
     void reset();
+    /** A block has gone out and may be acknowledged now. */
+    bool awaitsAcknowledgement() const { return m_blockIsOut; }
 
     /** How many times the block in flight was sent once more. */
     int retries() const { return m_retryCount; }

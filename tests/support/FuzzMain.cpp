@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stands in where no fuzzer is linked: runs a fuzz target over the files of the folders given, and
-// over mutants of each, the same ones in every run.
+// Stands in where no fuzzer is linked: runs a fuzz target over the files of folders, and over
+// mutants of each, the same ones in every run. Arguments: mutants of each file, folders.
 #include <QByteArray>
 #include <QDirIterator>
 #include <QFile>
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <random>
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size);
 
 namespace {
 
-constexpr int mutantsPerSeed = 500;
 constexpr int mostChanges = 6;
 /** Where most of what decides about an input stands. */
 constexpr int headBytes = 64;
@@ -53,8 +53,9 @@ QByteArray mutant(QByteArray bytes, Random &random)
 
 int main(int argc, char **argv)
 {
+    const int mutants = argc > 1 ? std::atoi(argv[1]) : 0;
     int seeds = 0;
-    for (int i = 1; i < argc; ++i) {
+    for (int i = 2; i < argc; ++i) {
         QDirIterator files(QFile::decodeName(argv[i]), QDir::Files, QDirIterator::Subdirectories);
         while (files.hasNext()) {
             QFile file(files.next());
@@ -65,11 +66,11 @@ int main(int argc, char **argv)
             const QByteArray seed = file.readAll();
             Random random(1); // NOLINT(cert-msc32-c,cert-msc51-cpp): repeatable on purpose
             run(seed);
-            for (int j = 0; j < mutantsPerSeed; ++j)
+            for (int j = 0; j < mutants; ++j)
                 run(mutant(seed, random));
             ++seeds;
         }
     }
-    std::printf("%d seeds and %d mutants of each\n", seeds, mutantsPerSeed);
+    std::printf("%d seeds and %d mutants of each\n", seeds, mutants);
     return seeds > 0 ? 0 : 1;
 }

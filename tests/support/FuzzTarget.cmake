@@ -1,28 +1,32 @@
 # SPDX-License-Identifier: Apache-2.0
-# agent_fuzz_target(ROOM SOURCES ... SEEDS FOLDER... [MAX_LENGTH BYTES] [LINK ...]): the program
-# ROOM_fuzz and the test of that name, which runs it over its seeds. With AGENT_FUZZ the program is
-# a libFuzzer one, and the inputs that it makes up are at most MAX_LENGTH bytes long; otherwise it
-# also runs over mutants of the seeds, the same ones every time.
+# agent_fuzz_target(ROOM SOURCES ... SEEDS FOLDER... [MAX_LENGTH BYTES] [MUTANTS N] [LINK ...]): the
+# program ROOM_fuzz and the test of that name, which runs it over its seeds. With AGENT_FUZZ the
+# program is a libFuzzer one, and the inputs that it makes up are at most MAX_LENGTH bytes long;
+# otherwise it also runs over N mutants of each seed, the same ones every time.
 
 add_custom_target(fuzz_targets)
 
 function(agent_fuzz_target room)
-    cmake_parse_arguments(ARG "" "MAX_LENGTH" "SOURCES;SEEDS;LINK" ${ARGN})
+    cmake_parse_arguments(ARG "" "MAX_LENGTH;MUTANTS" "SOURCES;SEEDS;LINK" ${ARGN})
     if(NOT ARG_MAX_LENGTH)
         set(ARG_MAX_LENGTH 4096)
+    endif()
+    if(NOT ARG_MUTANTS)
+        set(ARG_MUTANTS 500)
     endif()
     list(TRANSFORM ARG_SEEDS PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
     set(name ${room}_fuzz)
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${ARG_LINK} Qt5::Core agent_options)
+    target_compile_definitions(${name} PRIVATE TEST_DATA_DIR="${CMAKE_CURRENT_SOURCE_DIR}/data")
     add_dependencies(fuzz_targets ${name})
     if(AGENT_FUZZ)
         target_link_options(${name} PRIVATE -fsanitize=fuzzer)
         add_test(NAME ${name} COMMAND ${name} -runs=0 ${ARG_SEEDS})
     else()
         target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/FuzzMain.cpp)
-        add_test(NAME ${name} COMMAND ${name} ${ARG_SEEDS})
+        add_test(NAME ${name} COMMAND ${name} ${ARG_MUTANTS} ${ARG_SEEDS})
     endif()
     set_tests_properties(${name} PROPERTIES TIMEOUT 120)
     list(JOIN ARG_SEEDS "|" seeds)

@@ -38,11 +38,16 @@ public:
 
     void received(const QByteArray &bytes) { m_received += bytes; }
 
+    /** Since the last frame something came that answers this command. */
+    bool isAnswered(quint16 word) const { return hasReply(word, false); }
+    /** The same, and its status or first result is 0. */
+    bool isAccepted(quint16 word) const { return hasReply(word, true); }
+
     /** The last block, the one with the flag, was acknowledged. */
     bool isComplete() const
     {
         return m_count > 0 && (quint8(m_payload.at(block::flagsOffset)) & block::lastFlag) != 0 &&
-               isAcknowledged();
+               isAccepted(command::writeBlock);
     }
 
     /** True when the blocks hold `image`, and behind it nothing but padding. */
@@ -66,29 +71,39 @@ private:
             return;
         }
         require(number == m_count);
-        require(m_count == 0 || isAcknowledged());
+        require(m_count == 0 || isAccepted(command::writeBlock));
         m_payload = payload;
         m_image += payload.mid(block::dataOffset);
         ++m_count;
     }
 
-    bool isAcknowledged() const
+    bool hasReply(quint16 word, bool accepting) const
     {
         for (int start = m_received.indexOf(opening); start >= 0;
              start = m_received.indexOf(opening, start + 1)) {
-            if (start + shortest > m_received.size())
-                break;
-            const int size = mcu::wordAt(m_received, start + mcu::lengthOffset) + mcu::uncounted;
-            const QByteArray frame = m_received.mid(start, size);
-            if (frame.size() == size && size >= shortest && mcu::byteSum(frame) == 0 &&
-                mcu::wordAt(frame, mcu::extendedWordOffset) == command::writeBlock &&
-                quint8(frame.at(mcu::resultOffset)) == status::done)
+            if (isReply(m_received.mid(start), word, accepting))
                 return true;
         }
         return false;
     }
 
-    static constexpr int shortest = mcu::extendedLength + mcu::uncounted;
+    /** True when `bytes` begin with such a reply. */
+    static bool isReply(const QByteArray &bytes, quint16 word, bool accepting)
+    {
+        if (bytes.size() < mcu::uncounted + mcu::emptyLength)
+            return false;
+        const int size = mcu::wordAt(bytes, mcu::lengthOffset) + mcu::uncounted;
+        const QByteArray frame = bytes.left(size);
+        if (frame.size() != size || size < mcu::uncounted + mcu::emptyLength ||
+            mcu::byteSum(frame) != 0)
+            return false;
+        const bool hasResult = size >= mcu::uncounted + mcu::extendedLength;
+        const bool hasWord = mcu::wordAt(frame, mcu::wordOffset) == word ||
+                             (hasResult && mcu::wordAt(frame, mcu::extendedWordOffset) == word);
+        return hasWord &&
+               (!accepting || (hasResult && quint8(frame.at(mcu::resultOffset)) == status::done));
+    }
+
     static constexpr char opening[] = "\x5B\x5B\xA5";
 
     QByteArray m_received;

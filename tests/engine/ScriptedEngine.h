@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/EngineHarness.h"
+#include "support/RecordingShell.h"
+#include "support/TransferWitness.h"
+#include "support/VirtualTime.h"
+
+/**
+ * The real engine on virtual time, with a simulated device whose answers go out only when they are
+ * asked for. Whatever happens, it aborts when the engine breaks one of its promises: nothing is
+ * called written that was not acknowledged block by block, every run ends, and says so.
+ */
+class ScriptedEngine
+{
+public:
+    ScriptedEngine();
+
+    // The console's side. A run is refused while another is active, as the console does.
+    void upgrade(int package, int mode, const QStringList &rows);
+    void writeFile(int chipType);
+    void listPackage();
+    ControlCenter &engine() { return *m_harness.engine; }
+
+    // The line's side
+    void deliver(const QByteArray &bytes);
+    /** Delivers the next answer of the device, if any, in the form that `change` gives it. */
+    template<typename Change>
+    bool answer(Change change)
+    {
+        if (m_due.isEmpty())
+            return false;
+        deliver(change(m_due.takeFirst()));
+        return true;
+    }
+    void loseAnswers() { m_due.clear(); }
+    /** The word of the command that went out last. */
+    quint16 lastWord() const { return m_lastWord; }
+    void failWrites(int count) { m_failures = count; }
+    void unplug() { m_harness.link->unplug(); }
+    void plugIn();
+
+    /** The device answers or, when it has nothing to say, time passes: so many times. */
+    void carryOn(int steps);
+    void advance(std::chrono::milliseconds time);
+    /** From now on nothing comes any more; whatever goes on must end. */
+    void endInSilence();
+
+    static int packageCount();
+
+private:
+    void hear(const QStringList &list);
+    void hearResult(const QString &row, const QString &result);
+    void hearStatus(const QString &status);
+    bool claimIsTrue(const QString &row);
+    void expectStatus();
+    void check();
+
+    RecordingShell m_shell;
+    EngineHarness m_harness;
+    TransferWitness m_witness;
+    QList<QByteArray> m_due;
+    quint16 m_lastWord = 0;
+    int m_failures = 0;
+    int m_mode = 0;
+    /** Of the file being written; empty while a package is. */
+    QByteArray m_fileImage;
+    int m_installs = 0;
+    bool m_owesStatus = false;
+};
