@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: Apache-2.0
+// The whole console server: a client sends what the input holds, in the pieces that it gives, and
+// is gone. The engine behind it is the real one, with a package that it lists and refuses to send.
+#include "ConsoleBench.h"
+
+#include "protocol/ConsoleTexts.h"
+#include "support/Fuzz.h"
+
+#include <QTcpServer>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int patience = 5'000;
+constexpr int lineLimit = 2'048;
+/** Far above what one input can ask for. */
+constexpr int mostReplies = 16 * 1024 * 1024;
+
+/** A blocking socket, since everything here happens in its order. */
+class Client
+{
+public:
+    explicit Client(quint16 port) : m_handle(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        // The port is free again at once.
+        const linger atOnce{1, 0};
+        setsockopt(m_handle, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+        require(connect(m_handle, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0);
+    }
+    ~Client() { close(m_handle); }
+
+    void send(const QByteArray &bytes)
+    {
+        require(::send(m_handle, bytes.constData(), size_t(bytes.size()), MSG_NOSIGNAL) ==
+                bytes.size());
+    }
+
+    const QByteArray &replies()
+    {
+        char buffer[65'536];
+        for (ssize_t count = 1; count > 0;
+             m_replies.append(buffer, int(std::max<ssize_t>(count, 0))))
+            count = recv(m_handle, buffer, sizeof buffer, MSG_DONTWAIT);
+        require(m_replies.size() < mostReplies);
+        return m_replies;
+    }
+
+private:
+    int m_handle;
+    QByteArray m_replies;
+};
+
+/** One server for all inputs. Nothing of the machine is within its reach. */
+class World
+{
+public:
+    World()
+    {
+        bench.platform.limits.consoleLine = lineLimit;
+        bench.platform.timeOuts.runGuard = std::chrono::milliseconds(1);
+        bench.platform.timeOuts.netGateReopen = std::chrono::milliseconds(1);
+        bench.platform.pauses.beforeModuleReboot = std::chrono::milliseconds(0);
+        bench.usePackage(QStringLiteral("version-5.fwm"));
+        bench.start();
+        WorkerCOM *const worker = bench.server->worker();
+        for (const char *signal : {SIGNAL(signalConnect(QString)), SIGNAL(signaldisconnected()),
+                                   SIGNAL(signalConnectNet(QString, int))})
+            QObject::disconnect(worker, signal, nullptr, nullptr);
+        QObject::connect(worker, &WorkerCOM::signaluploadByMergeFW, bench.server.get(),
+                         [this](const QString &, const QStringList &rows, int mode) {
+                             ++runs;
+                             require(mode == 2 || mode == 5);
+                             for (const QString &row : rows)
+                                 require(row.count(',') >= 2);
+                         });
+    }
+
+    void serve(FuzzInput &input)
+    {
+        runs = 0;
+        Client client(bench.server->port());
+        auto *const listener = bench.server->findChild<QTcpServer *>();
+        require(listener->waitForNewConnection(patience));
+        auto *const socket = listener->findChildren<QTcpSocket *>().last();
+        exchange(client, *socket, "UPGRADEMODE||2\r\n");
+        while (!input.atEnd())
+            exchange(client, *socket, input.bytes(1 + input.byte()));
+        // Whatever came before, the next request is served, and a run that was taken ends.
+        exchange(client, *socket, "\r\nHEARTBEAT\r\n");
+        require(client.replies().contains(consoletext::heartbeatReply.data()));
+        require(runs <= 1);
+        const auto ended = [&] { return client.replies().contains("\r\nUPGRADEFAIL\r\n"); };
+        require(runs == 0 || QTest::qWaitFor(ended, patience));
+    }
+
+    /** The server notices that the client is gone, and what it began on its own ends. */
+    void settle()
+    {
+        QCoreApplication::processEvents();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+private:
+    static void exchange(Client &client, QTcpSocket &socket, const QByteArray &bytes)
+    {
+        if (bytes.isEmpty())
+            return;
+        client.send(bytes);
+        require(socket.waitForReadyRead(patience));
+        client.replies();
+    }
+
+    ConsoleBench bench;
+    int runs = 0;
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
+{
+    static int argc = 1;
+    static char name[] = "test";
+    static char *argv[] = {name, nullptr};
+    static QCoreApplication application(argc, argv);
+    static World world;
+    FuzzInput input(data, size);
+    world.serve(input);
+    world.settle();
+    return 0;
+}
