@@ -94,6 +94,9 @@ def main():
     options = parser.parse_args()
     # An input may be meant to fill memory; the allocator is to say so, not the kernel.
     os.environ.setdefault("ASAN_OPTIONS", "allocator_may_return_null=0:detect_leaks=1")
+    # Some targets write the files that they then read.
+    if os.path.isdir("/dev/shm"):
+        os.environ.setdefault("TMPDIR", "/dev/shm")
 
     results = [run(target, options.seconds)
                for target in read_targets(os.path.abspath(options.build), options.targets)]
