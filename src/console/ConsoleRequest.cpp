@@ -71,7 +71,8 @@ std::optional<int> ConsoleRequest::mode() const
 QStringList ConsoleRequest::rows() const
 {
     QStringList rows;
-    for (const QString &part : parts.mid(1)) {
+    const QStringList arguments = parts.mid(1);
+    for (const QString &part : arguments) {
         if (part.count(QLatin1Char(',')) + 1 >= smallestRow)
             rows.append(part);
     }

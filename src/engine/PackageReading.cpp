@@ -20,7 +20,7 @@ constexpr double wholeProgress = 100.0;
 constexpr int oldestKnownVersion = 2;
 constexpr int oldestUpgradableVersion = 6;
 
-QString localPath(QString fileName)
+QString localPath(const QString &fileName)
 {
     const QLatin1String scheme("file:///");
     return fileName.startsWith(scheme) ? fileName.mid(scheme.size()) : fileName;

@@ -77,16 +77,16 @@ public:
         QObject::disconnect(worker, &WorkerCOM::signaldisconnected, nullptr, nullptr);
         QObject::disconnect(worker, &WorkerCOM::signaluploadByMergeFW, nullptr, nullptr);
         QObject::disconnect(worker, &WorkerCOM::signalConnectNet, nullptr, nullptr);
-        QObject::connect(worker, &WorkerCOM::signalConnect,
+        QObject::connect(worker, &WorkerCOM::signalConnect, worker,
                          [this](const QString &port) { requests.append("connect " + port); });
-        QObject::connect(worker, &WorkerCOM::signaldisconnected,
+        QObject::connect(worker, &WorkerCOM::signaldisconnected, worker,
                          [this] { requests.append("disconnect"); });
-        QObject::connect(worker, &WorkerCOM::signaluploadByMergeFW,
+        QObject::connect(worker, &WorkerCOM::signaluploadByMergeFW, worker,
                          [this](const QString &file, const QStringList &rows, int mode) {
                              requests.append("upload " + named(file) + ' ' + rows.join('|') + ' ' +
                                              QString::number(mode));
                          });
-        QObject::connect(worker, &WorkerCOM::signalConnectNet,
+        QObject::connect(worker, &WorkerCOM::signalConnectNet, worker,
                          [this](const QString &address, int port) {
                              requests.append(QString("net %1 %2").arg(address).arg(port));
                          });

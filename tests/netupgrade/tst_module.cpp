@@ -24,13 +24,13 @@ public:
         platform.paths.netVersion = folder.filePath("version");
         platform.shell = shell.shell();
         module = std::make_unique<NetModelUpgrade>(nullptr, platform);
-        QObject::connect(module.get(), &NetModelUpgrade::message,
+        QObject::connect(module.get(), &NetModelUpgrade::message, module.get(),
                          [this](const QStringList &list) { log.append(list.join("||")); });
-        QObject::connect(module.get(), &NetModelUpgrade::slotProgressValueChanged,
+        QObject::connect(module.get(), &NetModelUpgrade::slotProgressValueChanged, module.get(),
                          [this](double sent, double total) {
                              log.append(QString("%1 of %2").arg(sent).arg(total));
                          });
-        QObject::connect(module.get(), &NetModelUpgrade::signalResponse,
+        QObject::connect(module.get(), &NetModelUpgrade::signalResponse, module.get(),
                          [this](const QByteArray &datas) { answer(datas); });
     }
 
