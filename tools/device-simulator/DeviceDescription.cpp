@@ -73,7 +73,8 @@ public:
         if (!value.isUndefined() && !value.isArray())
             fail(key, QStringLiteral("must be an array"));
         QVector<ObjectReader> readers;
-        for (const auto &item : value.toArray()) {
+        const QJsonArray items = value.toArray();
+        for (const auto &item : items) {
             if (!item.isObject())
                 fail(key, QStringLiteral("must hold objects"));
             readers.append(
@@ -153,7 +154,8 @@ QVector<Item> readItems(ObjectReader &parent, const QString &key, Item (*readOne
                         QString *error)
 {
     QVector<Item> items;
-    for (ObjectReader reader : parent.objects(key)) {
+    const QVector<ObjectReader> objects = parent.objects(key);
+    for (ObjectReader reader : objects) {
         items.append(readOne(reader));
         if (error->isEmpty())
             *error = reader.error();

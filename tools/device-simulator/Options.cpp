@@ -61,7 +61,7 @@ bool readListen(const QString &text, Options &options)
     const int colon = text.lastIndexOf(QLatin1Char(':'));
     bool isPort = false;
     const QHostAddress address(text.left(colon));
-    options.listenPort = text.mid(colon + 1).toUShort(&isPort);
+    options.listenPort = text.midRef(colon + 1).toUShort(&isPort);
     if (colon < 0 || !isPort || address.isNull())
         return false;
     options.listenAddress = address;
@@ -118,7 +118,7 @@ QString readValues(const QCommandLineParser &parser, Options &options)
     if (!readBaud(value("baud"), options))
         return wrong("baud");
     if (!parser.positionalArguments().isEmpty())
-        return QStringLiteral("unexpected '%1'").arg(parser.positionalArguments().first());
+        return QStringLiteral("unexpected '%1'").arg(parser.positionalArguments().constFirst());
     if (options.devicePath.isEmpty() == options.replayPath.isEmpty())
         return QStringLiteral("give one of --device and --replay");
     for (const char *name : {"fault", "trace", "control", "save-flash", "print-frames"}) {

@@ -45,7 +45,8 @@ std::optional<ReplayDevice> ReplayDevice::fromTrace(const QByteArray &trace, QSt
 {
     ReplayDevice device;
     int number = 0;
-    for (const QByteArray &line : trace.split('\n')) {
+    const QList<QByteArray> lines = trace.split('\n');
+    for (const QByteArray &line : lines) {
         ++number;
         const QString problem =
             line.isEmpty() ? QString() : device.addLine(QString::fromUtf8(line));
@@ -77,7 +78,8 @@ QString ReplayDevice::addLine(const QString &text)
 QVector<DeviceAnswer> ReplayDevice::receive(const QByteArray &bytes)
 {
     QVector<DeviceAnswer> answers;
-    for (const HostItem &item : m_reader.read(bytes)) {
+    const auto items = m_reader.read(bytes);
+    for (const HostItem &item : items) {
         const int count = m_exchanges.size();
         for (int i = 0; i < count; ++i) {
             const Exchange &exchange = m_exchanges.at((m_next + i) % count);

@@ -125,7 +125,8 @@ QVector<DeviceAnswer> SimulatedDevice::receive(const QByteArray &bytes)
     m_lastByteTime = now;
 
     QVector<DeviceAnswer> answers;
-    for (const HostItem &item : m_reader.read(bytes))
+    const auto items = m_reader.read(bytes);
+    for (const HostItem &item : items)
         take(item, answers);
     return answers;
 }

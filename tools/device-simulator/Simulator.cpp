@@ -25,7 +25,7 @@ QString Simulator::readDevice()
         return QStringLiteral("%1: %2").arg(m_options.devicePath, error);
     m_device = std::make_unique<SimulatedDevice>(*description, SimulatedDevice::steadyClock(),
                                                  m_options.seed);
-    for (const Fault &fault : m_options.faults)
+    for (const Fault &fault : qAsConst(m_options.faults))
         m_device->faults().add(fault);
     return {};
 }

@@ -52,7 +52,8 @@ void Wire::onReceived(const QByteArray &bytes)
         return;
     m_hostEnd = std::max(m_hostEnd, now()) + durationOf(bytes.size());
     const Time commandEnd = m_hostEnd;
-    for (const DeviceAnswer &answer : m_device(bytes))
+    const auto answers = m_device(bytes);
+    for (const DeviceAnswer &answer : answers)
         schedule(answer, commandEnd);
     sendDue();
 }

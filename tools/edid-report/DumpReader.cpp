@@ -76,7 +76,8 @@ DumpReading readText(QByteArray text)
 {
     constexpr int shownOfAWord = 20;
     QByteArray bytes;
-    for (const QByteArray &word : text.replace(',', ' ').simplified().split(' ')) {
+    const QList<QByteArray> words = text.replace(',', ' ').simplified().split(' ');
+    for (const QByteArray &word : words) {
         const auto more = bytesOfWord(word);
         if (!more)
             return failure(QStringLiteral("no EDID: \"%1\" is no hexadecimal byte")

@@ -154,8 +154,8 @@ Outcome runPlan(const Options &options)
     Outcome outcome;
     QJsonArray json;
     int sent = 0;
-    for (const PlannedRow &row :
-         planRun(rows.rows, description.firmwareList, mask, *package.source)) {
+    const auto plan = planRun(rows.rows, description.firmwareList, mask, *package.source);
+    for (const PlannedRow &row : plan) {
         sent += row.image && obstacle.isEmpty() ? 1 : 0;
         outcome.text += rowText(row, description.firmwareList);
         json.append(rowJson(row, description.firmwareList));

@@ -9,7 +9,7 @@
 namespace {
 
 /** Far more than any list of rows or any device file has. */
-constexpr qint64 mostBytes = 1024 * 1024;
+constexpr qint64 mostBytes = 1024LL * 1024;
 constexpr int fieldsOfARow = field::ver3 + 1;
 
 PlanRows failed(Failure failure, const QString &detail)

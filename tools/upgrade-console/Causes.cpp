@@ -22,7 +22,7 @@ const BlockStatus blockStatuses[] = {
 
 // In the order of the enumeration.
 // clang-format off
-const std::vector<CauseRow> causeRows = {
+constexpr CauseRow causeRows[] = {
     {Cause::None, "none", ExitCode::Done, "6", "all went well", "Nothing."},
 
     {Cause::CannotConnect, "cannot-connect", ExitCode::CannotConnect, "",
@@ -168,7 +168,8 @@ const std::vector<CauseRow> causeRows = {
 
 const std::vector<CauseRow> &causeTable()
 {
-    return causeRows;
+    static const std::vector<CauseRow> rows(std::begin(causeRows), std::end(causeRows));
+    return rows;
 }
 
 const CauseRow &causeRow(Cause cause)

@@ -9,11 +9,10 @@
 namespace {
 
 using Event = LineEvent;
-using Rows = std::vector<MessageRow>;
 
 // The columns are worth more than the line length here.
 // clang-format off
-const Rows serverRows = {
+constexpr MessageRow serverRows[] = {
     {"The device is busy upgrading.",            Event::Busy,         Cause::Busy},
     {"Unknow command.",                          Event::RunProblem,   Cause::UnknownRequest},
     {"Set UPGRADEMODE to %1",                    Event::ModeSet,      Cause::None},
@@ -23,7 +22,7 @@ const Rows serverRows = {
     {"Device connected.",                        Event::RunStarted,   Cause::None},
 };
 
-const Rows linkRows = {
+constexpr MessageRow linkRows[] = {
     {text::disconnect,                           Event::Note,         Cause::None},
     {text::portDisconnected,                     Event::Note,         Cause::None},
     {key::connectFail,                           Event::RunProblem,   Cause::PortUnavailable},
@@ -33,7 +32,7 @@ const Rows linkRows = {
     {text::notConnected,                         Event::RunProblem,   Cause::PortUnavailable},
 };
 
-const Rows packageRows = {
+constexpr MessageRow packageRows[] = {
     {text::checksumOk,                           Event::Note,         Cause::None},
     {text::packageVersion,                       Event::Note,         Cause::None},
     {text::modelName,                            Event::Note,         Cause::None},
@@ -50,7 +49,7 @@ const Rows packageRows = {
     {text::oldVersion,                           Event::RunProblem,   Cause::PackageTooOld},
 };
 
-const Rows readRows = {
+constexpr MessageRow readRows[] = {
     {text::readModelName,                        Event::RunStarted,   Cause::None},
     {text::modelMatch,                           Event::Note,         Cause::None},
     // One text on three lines.
@@ -94,7 +93,7 @@ const Rows readRows = {
     {"==========product information==========",  Event::Note,         Cause::None},
 };
 
-const Rows decisionRows = {
+constexpr MessageRow decisionRows[] = {
     {"Firmware version V%1.%2.%3 greater than the '%4' version V%5.%6.%7, will upgrade.", Event::WillUpgrade, Cause::None},
     {"Firmware version V%1.%2.%3 equal to the '%4' version V%5.%6.%7, will not upgrade.", Event::SameVersion, Cause::None},
     {"Firmware version V%1.%2.%3 less than the '%4' version V%5.%6.%7, will not upgrade.", Event::PackageOlder, Cause::None},
@@ -105,7 +104,7 @@ const Rows decisionRows = {
     {text::badChip,                              Event::Note,         Cause::None},
 };
 
-const Rows imageRows = {
+constexpr MessageRow imageRows[] = {
     {text::enterSent,                            Event::EnterSent,    Cause::None},
     {text::enterSuccess,                         Event::Entered,      Cause::None},
     {text::enterRetry,                           Event::WriteRetry,   Cause::UpdateModeRefused},
@@ -128,7 +127,7 @@ const Rows imageRows = {
     {"Main MCU run fail.",                       Event::MainLost,     Cause::MainMcuLost},
 };
 
-const Rows endRows = {
+constexpr MessageRow endRows[] = {
     {text::sendReboot,                           Event::Rebooting,    Cause::None},
     {"Start to reboot, please wait.",            Event::Rebooting,    Cause::None},
     {"Reboot fail, retry %1.",                   Event::Note,         Cause::None},
@@ -145,7 +144,7 @@ const Rows endRows = {
     {text::allButVirtualVersion,                 Event::RunProblem,   Cause::VirtualVersionNotSet},
 };
 
-const Rows infoRows = {
+constexpr MessageRow infoRows[] = {
     {text::infoEmpty,                            Event::RunProblem,   Cause::InfoNotWritten},
     {text::infoMalformed,                        Event::RunProblem,   Cause::InfoNotWritten},
     {text::startInfoWrites,                      Event::Note,         Cause::None},
@@ -157,7 +156,7 @@ const Rows infoRows = {
     {"Write '%1' product information fail, write the next mcu.", Event::McuProblem, Cause::InfoNotWritten},
 };
 
-const Rows netRows = {
+constexpr MessageRow netRows[] = {
     {"Start to upgrade NET firmware.",           Event::NetStarted,   Cause::None},
     {"Create fw_net error, upgrade net fail.",   Event::NetFailed,    Cause::NetArchiveNotStored},
     {"NET firmware checksum fail, upgrade net fail.", Event::NetFailed, Cause::NetImageDamaged},
@@ -172,7 +171,7 @@ const Rows netRows = {
 };
 
 // Said while packages are built; "do not exist", "error" and their like are about the request.
-const Rows buildRows = {
+constexpr MessageRow buildRows[] = {
     {buildtext::start,                           Event::Note,         Cause::None},
     {buildtext::notJson,                         Event::RunProblem,   Cause::DescriptionBroken},
     {buildtext::notAnObject,                     Event::RunProblem,   Cause::DescriptionBroken},
@@ -201,11 +200,11 @@ const Rows buildRows = {
 };
 // clang-format on
 
-Rows joined(std::initializer_list<const Rows *> parts)
+template<typename... Parts>
+std::vector<MessageRow> joined(const Parts &...parts)
 {
-    Rows all;
-    for (const Rows *part : parts)
-        all.insert(all.end(), part->begin(), part->end());
+    std::vector<MessageRow> all;
+    (all.insert(all.end(), std::begin(parts), std::end(parts)), ...);
     return all;
 }
 
@@ -213,7 +212,8 @@ Rows joined(std::initializer_list<const Rows *> parts)
 
 const std::vector<MessageRow> &messageTable()
 {
-    static const Rows rows = joined({&serverRows, &linkRows, &packageRows, &readRows, &decisionRows,
-                                     &imageRows, &endRows, &infoRows, &netRows, &buildRows});
+    static const std::vector<MessageRow> rows =
+        joined(serverRows, linkRows, packageRows, readRows, decisionRows, imageRows, endRows,
+               infoRows, netRows, buildRows);
     return rows;
 }
