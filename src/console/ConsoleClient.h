@@ -47,4 +47,6 @@ struct ConsoleClient
     QTcpSocket *socket = nullptr;
     ConsolePeer peer;
     LineFramer framer{0};
+    /** It did not read its replies; what it still asks for is not answered. */
+    bool isDropped = false;
 };

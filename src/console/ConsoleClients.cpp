@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // The clients of the console: coming, going, reading and writing.
+#include "console/ConsoleListener.h"
 #include "console/TCPServer.h"
 #include "netupgrade/NetModelUpgrade.h"
-#include "platform/Descriptors.h"
 #include "platform/Log.h"
 #include "protocol/ConsoleTexts.h"
 
-#include <QTcpServer>
 #include <QTcpSocket>
 
 #include <algorithm>
@@ -18,9 +17,8 @@ namespace {
 /** Replies of one read leave together until they are this many bytes. */
 constexpr int collectedReplies = 65'536;
 
-/** Descriptors that clients must leave to the device links, the files and the shell. It is more
- *  than the few dozen clients that the kernel may have ready when the last place is taken. */
-constexpr int reservedDescriptors = 128;
+/** An unfinished line of so many characters may be a part of too many. */
+constexpr int longLine = 8'192;
 
 /** What a dual-stack socket puts before the address of an IPv4 client. */
 const QLatin1String mappedPrefix("::ffff:");
@@ -59,6 +57,7 @@ void TCPServer::NewConnectionSlot()
     QTcpSocket *socket = m_server->nextPendingConnection();
     if (socket == nullptr)
         return;
+    socket->setReadBufferSize(m_platform.limits.consoleRead);
     // A reply that waited for the acknowledgement of the last one would cost 40 ms.
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     const auto client = std::make_shared<ConsoleClient>(
@@ -82,6 +81,8 @@ void TCPServer::disconnectedSlot()
         QTcpSocket *socket = m_clients.at(i)->socket;
         if (socket->state() != QAbstractSocket::UnconnectedState)
             continue;
+        if (m_clients.at(i)->framer.restSize() > longLine)
+            m_giveBack.start();
         emit socket->destroyed(socket);
         const auto client = m_clients.takeAt(i);
         client->socket = nullptr;
@@ -89,23 +90,6 @@ void TCPServer::disconnectedSlot()
         emit clientLeft(client->peer, m_clients.size());
     }
     limitClients();
-}
-
-/** Without a limit the server would try in vain, and without pause, to accept one client more than
- *  there are descriptors. Those beyond the limit wait until somebody leaves. */
-void TCPServer::limitClients()
-{
-    const int places = std::max(descriptors::limit() - reservedDescriptors, 1);
-    const bool full = m_clients.size() >= places;
-    if (full == m_full)
-        return;
-    m_full = full;
-    if (full) {
-        qCWarning(logConsole) << "no more clients are accepted for now:" << m_clients.size();
-        m_server->pauseAccepting();
-    } else {
-        m_server->resumeAccepting();
-    }
 }
 
 /**
@@ -138,11 +122,14 @@ void TCPServer::readFrom(const std::shared_ptr<ConsoleClient> &client)
     } else {
         // With the size given, since a byte of zero would end the text otherwise.
         const QString text = QString::fromUtf8(bytes.constData(), bytes.size());
+        const int restBefore = client->framer.restSize();
         const LineFramer::Result read = client->framer.feed(text);
-        for (const QString &line : read.lines)
-            parseLine(client, line);
+        for (int i = 0; i < read.lines.size() && !client->isDropped; ++i)
+            parseLine(client, read.lines.at(i));
         if (read.overflow)
             parseLine(client, {});
+        if (std::max(restBefore, client->framer.restSize()) > longLine)
+            limitLines();
     }
     m_collectReplies = false;
     sendReplies();
@@ -209,9 +196,6 @@ void TCPServer::sendReplies()
         socket->flush();
     }
     m_unsent.resize(0);
-    if (socket->bytesToWrite() > m_platform.limits.unreadReplies) {
-        qCWarning(logConsole) << "a client does not read its replies:"
-                              << m_replyTarget->peer.address << m_replyTarget->peer.port;
-        socket->abort();
-    }
+    if (socket->bytesToWrite() > 0)
+        limitReplies();
 }

@@ -29,6 +29,9 @@ public:
 
     /** The unfinished line, untrimmed. */
     QString rest() const { return m_rest; }
+    /** Its length in characters. */
+    int restSize() const { return m_rest.size(); }
+    void dropRest() { m_rest = QString(); }
 
 private:
     void finishLine(QStringList &lines, const QStringRef &end);

@@ -1,21 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/TCPServer.h"
 
+#include "console/ConsoleListener.h"
 #include "edid/ParseEDID.h"
 #include "links/WorkerCOM.h"
 #include "netupgrade/NetModelUpgrade.h"
 #include "platform/Log.h"
 
-#include <QTcpServer>
 #include <QTcpSocket>
-#include <QTimer>
-
-namespace {
-
-/** How long no client is accepted after an error. */
-constexpr std::chrono::milliseconds acceptPause{1'000};
-
-} // namespace
 
 TCPServer::TCPServer(QObject *parent, const Platform &platform)
     : QObject(parent),
@@ -25,6 +17,7 @@ TCPServer::TCPServer(QObject *parent, const Platform &platform)
     createWorker();
     createEdid();
     createNetUpgrade();
+    createGiveBack();
     createServer();
 }
 
@@ -86,13 +79,11 @@ void TCPServer::createNetUpgrade()
 
 void TCPServer::createServer()
 {
-    m_server = new QTcpServer(this);
-    m_server->listen(QHostAddress::Any, m_platform.ports.console);
+    m_server = new ConsoleListener(this);
+    m_server->start(m_platform.ports.console);
     if (!connect(m_server, SIGNAL(newConnection()), this, SLOT(NewConnectionSlot())))
         qCDebug(logConsole) << "错误" << m_server->errorString();
-    // The server stops accepting after an error that may well pass.
-    connect(m_server, &QTcpServer::acceptError, this, [this] {
-        qCWarning(logConsole) << "cannot accept a client:" << m_server->errorString();
-        QTimer::singleShot(acceptPause, m_server, &QTcpServer::resumeAccepting);
+    connect(m_server, &ConsoleListener::cannotAccept, this, [](const QString &reason) {
+        qCWarning(logConsole) << "cannot accept a client:" << reason;
     });
 }

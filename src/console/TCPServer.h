@@ -10,13 +10,14 @@
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 #include <QVector>
 
 #include <memory>
 
+class ConsoleListener;
 class NetModelUpgrade;
 class ParseEDID;
-class QTcpServer;
 class QTcpSocket;
 class WorkerCOM;
 struct ConsoleRequest;
@@ -74,7 +75,11 @@ private:
     void createNetUpgrade();
     void createServer();
 
+    void createGiveBack();
+
     void limitClients();
+    void limitReplies();
+    void limitLines();
     void readFrom(const std::shared_ptr<ConsoleClient> &client);
     void takeFragment(const ConsolePeer &peer, const QByteArray &payload);
     void reply(const QString &text);
@@ -102,11 +107,14 @@ private:
 
     Platform m_platform;
     QString m_version = QStringLiteral("1.15");
-    QTcpServer *m_server = nullptr;
+    ConsoleListener *m_server = nullptr;
     QVector<std::shared_ptr<ConsoleClient>> m_clients;
     /** The one whose socket signals just now. */
     std::shared_ptr<ConsoleClient> m_signalling;
     bool m_full = false;
+    /** The most at the same time since memory was last given back. */
+    int m_mostClients = 0;
+    QTimer m_giveBack;
     WorkerCOM *m_worker = nullptr;
     /** 1 while a run goes on that a request started, then the status of its end. */
     int m_appStatus = 0;

@@ -57,15 +57,24 @@ struct Pauses
     /** After a quiet NET install, before the device is told. */
     ms quietInstall{1'000'000};
     ms beforeModuleReboot{2'000};
+    /** From the end of a crowd of clients to giving its memory back. */
+    ms beforeGiveBack{1'000};
 };
 
-/** What one peer may make the agent hold in memory. */
+/** What peers may make the agent hold in memory. */
 struct Limits
 {
+    /** What is fetched from one console client at a time, in bytes; more than the longest piece of
+     *  a NET package. */
+    qint64 consoleRead = 256 * 1024;
     /** A console line without an end, in characters. */
     int consoleLine = 1024 * 1024;
+    /** The same of all clients together. */
+    qint64 allConsoleLines = qint64{16} * 1024 * 1024;
     /** Replies that a console client does not read, in bytes. */
-    qint64 unreadReplies = qint64{64} * 1024 * 1024;
+    qint64 unreadReplies = qint64{16} * 1024 * 1024;
+    /** The same of all clients together. */
+    qint64 allUnreadReplies = qint64{64} * 1024 * 1024;
     /** A text answer without a line end, in characters. */
     int deviceText = 64 * 1024;
     /** One MCU frame, in bytes. */

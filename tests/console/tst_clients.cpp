@@ -64,6 +64,8 @@ private slots:
     void neighboursLeaveTogether();
     void resets();
     void deafClientIsDropped();
+    void deafClientsTogether();
+    void longLinesTogether();
     void manyRepliesOfOneRead();
     void outOfDescriptors();
     void secondServerOnThePort();
@@ -249,6 +251,52 @@ void TestClients::deafClientIsDropped()
     QVERIFY(told < 1000);
     steady.send("VERSION\r\n");
     QTRY_COMPARE(steady.received(), versionReply);
+}
+
+void TestClients::deafClientsTogether()
+{
+    ConsoleBench bench;
+    bench.platform.limits.allUnreadReplies = 1024 * 1024;
+    bench.start();
+    ConsoleTestClient steady(bench.server->port());
+    std::vector<std::unique_ptr<ConsoleTestClient>> deaf;
+    for (int i = 0; i < 4; ++i) {
+        deaf.push_back(std::make_unique<ConsoleTestClient>(bench.server->port()));
+        deaf.back()->socket.setReadBufferSize(1024);
+    }
+    QTRY_COMPARE(clientsOf(bench), 5);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("a client does not read.*"));
+    const QString line(64 * 1024, 'x');
+    for (int told = 0; told < 1000 && clientsOf(bench) == 5; ++told) {
+        for (const auto &client : deaf) {
+            client->send("HEARTBEAT\r\n");
+            QCoreApplication::processEvents();
+            bench.tell({line});
+        }
+    }
+    QCOMPARE(clientsOf(bench), 4);
+    steady.send("VERSION\r\n");
+    QTRY_COMPARE(steady.received(), versionReply);
+}
+
+void TestClients::longLinesTogether()
+{
+    ConsoleBench bench;
+    bench.platform.limits.allConsoleLines = 100'000;
+    bench.start();
+    ConsoleTestClient shorter(bench.server->port());
+    ConsoleTestClient longer(bench.server->port());
+    shorter.send(QByteArray(40'000, 'x'));
+    longer.send(QByteArray(59'000, 'x'));
+    QVERIFY(bench.settle());
+    QCOMPARE(longer.received(), QByteArray());
+    shorter.send(QByteArray(2'000, 'x'));
+    QTRY_COMPARE(longer.received(), QByteArray("UPGRADELOG||Unknow command.\r\n"));
+    shorter.send("VERSION\r\n");
+    QTRY_COMPARE(shorter.received(), versionReply);
+    longer.forget();
+    longer.send("VERSION\r\n");
+    QTRY_COMPARE(longer.received(), versionReply);
 }
 
 void TestClients::manyRepliesOfOneRead()

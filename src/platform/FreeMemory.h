@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
+/** Gives the system back what the process has freed; otherwise most of it is kept for later. */
+inline void giveBackFreeMemory()
+{
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
+}
