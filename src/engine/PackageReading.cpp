@@ -161,6 +161,10 @@ bool ControlCenter::findImage()
         currentNumber(field::pcbVersion), currentNumber(field::speciality));
     if (!record || record->length == 0)
         return false;
+    if (record->length > m_platform.limits.image) {
+        qCWarning(logEngine) << "an image is too long:" << record->length << "bytes";
+        return false;
+    }
     m_image = source.read(record->imageOffset, record->length);
     return m_image.size() == record->length;
 }

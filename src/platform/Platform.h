@@ -75,6 +75,8 @@ struct Limits
     qint64 unreadReplies = qint64{16} * 1024 * 1024;
     /** The same of all clients together. */
     qint64 allUnreadReplies = qint64{64} * 1024 * 1024;
+    /** One image of a package, in bytes; it is in memory while it is written. */
+    qint64 image = qint64{256} * 1024 * 1024;
     /** A text answer without a line end, in characters. */
     int deviceText = 64 * 1024;
     /** One MCU frame, in bytes. */

@@ -9,6 +9,7 @@ import socket
 import struct
 import threading
 import time
+import zlib
 
 from harness import console, package, texts, wait, world
 from harness.package import Image, image_bytes
@@ -256,6 +257,30 @@ class TestPackages(LimitsWorld):
         self.assertGreater(len(text), 60_000_000)
         long = struct.pack("<I", len(text)) + text + AUX.record()
         self.listings(b"MTU\0\2" + long, b"MTU\0\6" + long)
+
+    def test_image_too_long_for_memory(self):
+        """Its record is right, and so is the checksum; the file is mostly a hole."""
+        size = 300 * MIB
+        self.begin()
+        head = package.body(package.description([AUX]), [])
+        record = AUX.record()
+        head += record[:8] + struct.pack("<I", size)
+        crc = zlib.crc32(head)
+        for _ in range(size // MIB):
+            crc = zlib.crc32(bytes(MIB), crc)
+        with open(world.PACKAGE, "wb") as file:
+            file.write(format(crc, "x").encode().ljust(8, b"\0") + head)
+            file.truncate(8 + len(head) + size)
+        self.start_device(world.chip("AUX", 1))
+        self.client.send(REQUEST)
+        self.client.expect(
+            texts.started() + texts.model_read() + texts.read_mcu("AUX") + texts.reads_done()
+            + texts.read_version("AUX", "1.0.0")
+            + texts.decided("1.1.0", "greater", "AUX", "1.0.0") + texts.not_in_records("AUX")
+            + texts.rebooted() + texts.nothing_upgraded() + texts.succeeded(), 60)
+        self.assert_grown_less(24 * MIB)
+        self.assertIn(f"an image is too long: {size} bytes", self.agent.stderr())
+        self.assert_upgrades()
 
 
 class TestGarbage(LimitsWorld):
