@@ -3,9 +3,32 @@
 
 #include "netupgrade/NetInstaller.h"
 
+#include <system_error>
+
 NetInstallJob::NetInstallJob(const Platform &platform, const NetImage &header, QObject *parent)
-    : QThread(parent), m_platform(platform), m_header(header)
+    : QObject(parent), m_platform(platform), m_header(header)
 {
+}
+
+NetInstallJob::~NetInstallJob()
+{
+    wait();
+}
+
+void NetInstallJob::start()
+{
+    try {
+        m_thread = std::thread([this] { run(); });
+    } catch (const std::system_error &) {
+        // No thread is to be had: better late answers on the console than no install.
+        run();
+    }
+}
+
+void NetInstallJob::wait()
+{
+    if (m_thread.joinable())
+        m_thread.join();
 }
 
 void NetInstallJob::run()

@@ -4,17 +4,25 @@
 #include "package/NetImage.h"
 #include "platform/Platform.h"
 
+#include <QObject>
 #include <QStringList>
-#include <QThread>
+
+#include <thread>
 
 /** One block-by-block install on a thread of its own: unpacking can take a minute, in which the
- *  console must still be answered. */
-class NetInstallJob : public QThread
+ *  console must still be answered. The thread has no event loop; with one, the process would end
+ *  where there is no descriptor left to wake it with. */
+class NetInstallJob : public QObject
 {
     Q_OBJECT
 
 public:
     NetInstallJob(const Platform &platform, const NetImage &header, QObject *parent);
+    ~NetInstallJob() override;
+
+    void start();
+    /** Returns when the thread has ended. */
+    void wait();
 
 signals:
     void message(const QStringList &message);
@@ -22,10 +30,10 @@ signals:
     /** The last signal; the thread ends behind it. */
     void done(bool succeeded);
 
-protected:
-    void run() override;
-
 private:
+    void run();
+
     Platform m_platform;
     NetImage m_header;
+    std::thread m_thread;
 };

@@ -11,7 +11,7 @@ import threading
 import time
 import zlib
 
-from harness import console, package, texts, wait, world
+from harness import console, module, netimage, networld, package, texts, wait, world
 from harness.package import Image, image_bytes
 
 MIB = 1024 * 1024
@@ -226,6 +226,28 @@ class TestDescriptors(LimitsWorld):
         new.expect(["VERSION||1.15"])
         self.client.sync_behind()
         self.assert_upgrades()
+
+
+class TestInstall(networld.NetWorld):
+    """The module's own upgrade where nothing can be opened."""
+
+    def test_install_without_descriptors(self):
+        """The digest cannot be taken, so nothing is unpacked; later all goes well."""
+        self.start_agent()
+        sender = self.sender()
+        sender.client.ask("UPGRADE||", *texts.closed(""))
+        image = netimage.image()
+        (last,) = sender.begin(image)
+        sender.client.mark()
+        allow_no_descriptor_more(self.agent)
+        sender.send(last)
+        sender.client.expect(texts.log("NET package checksum error."))
+        self.assertEqual(module.commands(), [])
+        self.assertEqual(module.files(), networld.OLD_FILES)
+        allow_descriptors(self.agent)
+        sender.send_all(image)
+        self.finish_blocks(sender.client)
+        self.assert_installed()
 
 
 class TestPackages(LimitsWorld):
