@@ -127,6 +127,26 @@ class TestFull(PlacesWorld):
         self.assertEqual(module.commands(), module.INSTALL + [module.REBOOT])
         self.assert_installed(files=BIG_FILES)
 
+    def test_version_file(self):
+        """It is written when nothing is left: it says so, and everything stored before is there."""
+        with open(netimage.VERSION_FILE, "w", encoding="ascii") as file:
+            file.write("1.00")
+        self.put_package(AUX)
+        stored = module.content(world.PACKAGE)
+        module.hold(module.READ_ONLY)
+        self.start_agent()
+        sender = self.sender()
+        sender.send_all(netimage.image())
+        module.wait_for_command(module.READ_ONLY)
+        self.leave_free(0)
+        module.release()
+        sender.client.expect(texts.net_blocks_installed(version_written=False)
+                             + texts.net_reboots())
+        self.assert_installed(version="1.00")
+        self.assertEqual(module.content(world.PACKAGE), stored)
+        self.assertEqual(sorted(os.listdir("/data")), ["FW.fwm", "ballast", "version"])
+        self.connect().sync()
+
 
 if __name__ == "__main__":
     world.main()
