@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "edid/EdidDecodeOutput.h"
+#include "tools/common/ForkedProcess.h"
 
 #include <QMap>
-#include <QProcess>
 
 #include <algorithm>
 
@@ -60,7 +60,7 @@ QString shortVideoText(const ListedFormat &format)
 
 EdidDecodeOutput EdidDecodeOutput::ofFile(const QString &path)
 {
-    QProcess decoder;
+    ForkedProcess decoder;
     decoder.start("edid-decode", {"--skip-hex-dump", path});
     decoder.waitForFinished();
     const QString text = QString::fromLatin1(decoder.readAllStandardOutput());

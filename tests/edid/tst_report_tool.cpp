@@ -2,11 +2,11 @@
 #include "DumpReader.h"
 #include "ReportPrinter.h"
 #include "edid/TestDumps.h"
+#include "tools/common/ForkedProcess.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -22,7 +22,7 @@ struct Run
 /** Runs the program itself. */
 Run run(const QStringList &arguments, const QByteArray &input = {})
 {
-    QProcess program;
+    ForkedProcess program;
     // The system's error texts are compared below.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("LC_ALL", "C");

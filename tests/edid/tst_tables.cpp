@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "edid/EdidTables.h"
 #include "edid/VideoFormatStyle.h"
+#include "tools/common/ForkedProcess.h"
 
-#include <QProcess>
 #include <QtTest>
 
 namespace {
 
 QMap<int, QString> listedNames()
 {
-    QProcess decoder;
+    ForkedProcess decoder;
     decoder.start("edid-decode", {"--list-vics"});
     decoder.waitForFinished();
     QMap<int, QString> names;

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/ForkedProcess.h"
+
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -21,9 +22,11 @@ struct Ran
 
 inline Ran runProgram(const QString &program, const QStringList &arguments, const QString &folder)
 {
-    QProcess process;
+    ForkedProcess process;
     process.setWorkingDirectory(folder);
     process.start(program, arguments);
+    if (!process.waitForStarted())
+        return {};
     constexpr int enough = 60'000;
     if (!process.waitForFinished(enough))
         process.kill();

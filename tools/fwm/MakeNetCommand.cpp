@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "common/ForkedProcess.h"
 #include "files/FileSource.h"
 #include "fwm/Commands.h"
 #include "fwm/Words.h"
@@ -8,7 +9,6 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFileInfo>
-#include <QProcess>
 
 namespace {
 
@@ -76,7 +76,7 @@ std::optional<Outcome> packFolder(const Options &options, ArchiveSink &sink,
     if (QDir(options.file)
             .isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot))
         return Outcome::failed(Failure::NotAnArchive, options.file);
-    QProcess archiver;
+    ForkedProcess archiver;
     archiver.start(QStringLiteral("tar"), archiverArguments(options.file), QIODevice::ReadOnly);
     if (!archiver.waitForStarted())
         return Outcome::failed(Failure::ArchiverFailed, archiver.errorString());
@@ -98,7 +98,7 @@ std::optional<Outcome> packFolder(const Options &options, ArchiveSink &sink,
 /** Whether the archiver can read it to its end and finds something in it. */
 std::optional<Outcome> checkArchive(const Options &options)
 {
-    QProcess archiver;
+    ForkedProcess archiver;
     archiver.start(QStringLiteral("tar"),
                    {QStringLiteral("-tjf"), QFileInfo(options.file).absoluteFilePath()},
                    QIODevice::ReadOnly);
