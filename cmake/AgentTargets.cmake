@@ -43,15 +43,41 @@ function(agent_library name)
     endif()
 endfunction()
 
+# Where a test finds every program under its name: what was built or, where that is for another
+# processor, a script that runs it on the emulated one.
+if(CMAKE_CROSSCOMPILING_EMULATOR)
+    set(AGENT_RUN_DIRECTORY ${CMAKE_BINARY_DIR}/emulated)
+else()
+    set(AGENT_RUN_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+endif()
+
+function(agent_emulated_program name)
+    list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+    file(GENERATE OUTPUT ${AGENT_RUN_DIRECTORY}/${name}
+        CONTENT "#!/bin/sh\nexec ${emulator} $<TARGET_FILE:${name}> \"$@\"\n"
+        FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ WORLD_READ
+            GROUP_EXECUTE WORLD_EXECUTE)
+endfunction()
+
 # agent_program(NAME SOURCES ... [LINK ...])
 function(agent_program name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE ${ARG_LINK} agent_options)
+    if(CMAKE_CROSSCOMPILING_EMULATOR)
+        agent_emulated_program(${name})
+    endif()
 endfunction()
 
-# agent_test(NAME SOURCES ... [LINK ...]): a Qt Test program run by ctest. A test that hangs is
-# ended by ctest, so that it can never hang the suite.
+# agent_time_limit(SECONDS TEST...): when ctest ends a test, so that none can hang the suite. An
+# emulated processor is slower.
+set(AGENT_TIME_FACTOR 1 CACHE STRING "How much more time a test may take")
+function(agent_time_limit seconds)
+    math(EXPR seconds "${seconds} * ${AGENT_TIME_FACTOR}")
+    set_tests_properties(${ARGN} PROPERTIES TIMEOUT ${seconds})
+endfunction()
+
+# agent_test(NAME SOURCES ... [LINK ...]): a Qt Test program run by ctest.
 function(agent_test name)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINK" ${ARGN})
     if(NOT ARG_TIMEOUT)
@@ -61,6 +87,9 @@ function(agent_test name)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${ARG_LINK} Qt5::Test agent_options)
     target_compile_definitions(${name} PRIVATE TEST_DATA_DIR="${CMAKE_CURRENT_SOURCE_DIR}/data")
+    if(CMAKE_CROSSCOMPILING_EMULATOR)
+        target_compile_definitions(${name} PRIVATE AGENT_EMULATED)
+    endif()
     add_test(NAME ${name} COMMAND ${name})
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+    agent_time_limit(${ARG_TIMEOUT} ${name})
 endfunction()
