@@ -19,6 +19,8 @@ ANALYSIS_PACKAGES="clang-tidy clazy"
 COVERAGE_PACKAGES="gcovr"
 # The handovers between threads that ThreadSanitizer is told of.
 TSAN_PACKAGES="qtbase5-private-dev"
+# To build for the board, and to run what was built.
+CROSS_PACKAGES="mmdebstrap g++-arm-linux-gnueabihf g++-aarch64-linux-gnu qemu-user-static"
 
 # Prints those of the given packages that are not installed.
 missing_packages() {

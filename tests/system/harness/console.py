@@ -90,7 +90,7 @@ class Console:
                 break
             time.sleep(0.005)
         if verdict != "equal":
-            why = "differs" if verdict == "differs" else f"is not complete after {seconds} s"
+            why = "differs" if verdict == "differs" else f"is not complete after {seconds:g} s"
             raise AssertionError(f"the transcript {why}:\n"
                                  + transcript.side_by_side(self.lines, expected))
         self._mark = place

@@ -5,7 +5,9 @@ import os
 import time
 
 # A sanitizer or a wrapper such as valgrind makes a program many times as slow.
-PATIENCE = 4 if os.environ.get("AGENT_SANITIZE") or os.environ.get("AGENT_WRAPPER") else 1
+_SLOWED = os.environ.get("AGENT_SANITIZE") or os.environ.get("AGENT_WRAPPER")
+# So does an emulated processor, whose build tree says how many times.
+PATIENCE = 4 if _SLOWED else float(os.environ.get("AGENT_TIME_FACTOR") or 1)
 
 
 class TimeOut(AssertionError):
@@ -21,5 +23,5 @@ def until(condition, seconds=10.0, what="a condition"):
         if value:
             return value
         if time.monotonic() > end:
-            raise TimeOut(f"no {what} within {seconds} s")
+            raise TimeOut(f"no {what} within {seconds:g} s")
         time.sleep(0.005)

@@ -10,6 +10,7 @@ import termios
 import unittest
 
 from . import package as packages
+from . import wait
 from .agent import Agent
 from .console import Console
 from .simulator import Simulator
