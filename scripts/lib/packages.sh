@@ -10,6 +10,8 @@ RUN_PACKAGES="python3 bubblewrap"
 TEST_PACKAGES="edid-decode bzip2"
 # To make the Debian packages and to check what is in them.
 PACKAGE_PACKAGES="dpkg-dev gzip lintian man-db sudo nftables iproute2 systemd"
+# To install the Debian packages into a throw-away root.
+INSTALL_PACKAGES="mmdebstrap"
 # To measure, and to test that every measurement gives its figure.
 BENCH_PACKAGES="edid-decode redis-server lrzsz"
 FUZZ_PACKAGES="clang llvm"

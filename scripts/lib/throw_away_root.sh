@@ -1,0 +1,44 @@
+# SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=sh
+# A Debian of its own in a folder, to install packages into. Debian's minimal variant, not this
+# machine's files: only there a package is found out that forgot to say what it needs.
+
+# The archive that this machine installs Debian from.
+debian_archive() {
+    archive=$(apt-get indextargets --format "\$(REPO_URI)" 'Created-By: Packages' \
+        'Origin: Debian' "Release: $1" 'Component: main' | head -n 1)
+    if [ -z "$archive" ]; then
+        echo "apt knows no archive of Debian $1 here; is an apt-get update due?" >&2
+        return 1
+    fi
+    echo "$archive"
+}
+
+# The packages that the given package files depend on, without each other.
+needed_packages() {
+    for package in "$@"; do
+        dpkg-deb -f "$package" Depends | tr ',' '\n' | sed 's/ *(.*//; s/^ *//'
+    done | grep . | sort -u | tr '\n' ' '
+}
+
+# make_throw_away_root FOLDER PACKAGE...: a fresh root with these Debian packages in it. What was
+# fetched is kept beside it, so that the second time needs no network.
+make_throw_away_root() {
+    root=$1
+    shift
+    wanted=$*
+    if [ "$(cat "$root.packages" 2>/dev/null)" != "$wanted" ]; then
+        suite=$(. /etc/os-release && echo "$VERSION_CODENAME")
+        archive=$(debian_archive "$suite")
+        rm -f "$root.packages"
+        apt-config dump Acquire | grep -E '^Acquire::(http|https|ftp|Check-|Retries)' \
+            >"$root.apt" || true
+        mmdebstrap --quiet --variant=minbase --aptopt="$root.apt" --format=tar \
+            --include="$(echo "$wanted" | tr ' ' ',')" "$suite" "$root.tar" \
+            "deb $archive $suite main"
+        echo "$wanted" >"$root.packages"
+    fi
+    rm -rf "$root"
+    mkdir -p "$root"
+    tar -x --numeric-owner --xattrs -C "$root" --exclude='./dev/*' -f "$root.tar"
+}

@@ -1,0 +1,156 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The Debian packages, installed into a throw-away root by scripts/check-packages."""
+
+import glob
+import json
+import os
+import re
+import shutil
+import subprocess
+import sys
+import unittest
+
+import chroot
+import recorders
+
+HERE = os.path.dirname(os.path.realpath(__file__))
+PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(HERE)))
+PACKAGES = os.environ["PACKAGES"]
+NAMES = ("upgrade-agent", "upgrade-agent-tools", "upgrade-agent-doc")
+TOOLS = ("device-simulator", "edid-report", "fwm", "upgrade-console")
+PROGRAMS = ["/usr/sbin/upgrade-agent", *(f"/usr/bin/{tool}" for tool in TOOLS)]
+WANTED_BY = "/etc/systemd/system/multi-user.target.wants/upgrade-agent.service"
+UNIT = "/usr/lib/systemd/system/upgrade-agent.service"
+def version_of(package):
+    return chroot.run("dpkg-query", "-W", "-f", "${db:Status-Abbrev}${Version}", package).stdout
+
+
+def install():
+    """As an administrator who has copied the packages to the module."""
+    # The one file that every machine has and Debian's minimal variant has not.
+    with open(chroot.path("/etc/hosts"), "w", encoding="ascii") as file:
+        file.write("127.0.0.1 localhost module\n::1 localhost\n")
+    folder = chroot.path("/var/tmp/packages")
+    shutil.rmtree(folder, ignore_errors=True)
+    os.makedirs(folder)
+    files = sorted(glob.glob(os.path.join(PACKAGES, "*.deb")))
+    for file in files:
+        shutil.copy(file, folder)
+    return chroot.run("dpkg", "-i", *(f"/var/tmp/packages/{os.path.basename(file)}"
+                                      for file in files))
+
+
+class TestInstalled(unittest.TestCase):
+    """The tests run in the order of their names: from the install to the purge."""
+
+    maxDiff = None
+    commands = []
+
+    def test_1_install(self):
+        done = install()
+        self.assertNotIn("warning", (done.stdout + done.stderr).lower())
+        for name in NAMES:
+            self.assertRegex(version_of(name), r"^ii [\d.]+$")
+        self.assertEqual(chroot.run("dpkg", "--audit").stdout, "")
+
+    def test_2_user(self):
+        self.assertRegex(chroot.run("getent", "passwd", "upgrade-agent").stdout,
+                         r"^upgrade-agent:x:\d+:\d+:Firmware upgrade agent,,,:/nonexistent:"
+                         r"/usr/sbin/nologin$")
+        self.assertEqual(chroot.run("id", "-Gn", "upgrade-agent").stdout.split(),
+                         ["upgrade-agent", "dialout"])
+        self.assertEqual(chroot.run("passwd", "-S", "upgrade-agent").stdout.split()[1], "L")
+        self.assertEqual(chroot.run("stat", "-c", "%a %U %G", "/data").stdout,
+                         "2775 root upgrade-agent\n")
+
+    def test_2_service_is_enabled(self):
+        self.assertEqual(os.readlink(chroot.path(WANTED_BY)).removeprefix("/usr"),
+                         UNIT.removeprefix("/usr"))
+        self.assertEqual(chroot.run("systemctl", "is-enabled", "upgrade-agent").stdout, "enabled\n")
+        done = chroot.run("systemd-analyze", "verify", "--man=no", "upgrade-agent.service")
+        self.assertEqual(done.stdout + done.stderr, "")
+
+    def test_2_policy_is_whole(self):
+        done = chroot.run("visudo", "-c")
+        self.assertIn("/etc/sudoers.d/upgrade-agent: parsed OK", done.stdout)
+
+    def test_2_libraries_are_all_there(self):
+        for program in PROGRAMS:
+            self.assertNotIn("not found", chroot.run("ldd", program).stdout)
+        for tool in TOOLS:
+            self.assertRegex(chroot.run(tool, "--version").stdout, r"\d+\.\d+\.\d+")
+
+    def test_3_an_upgrade_by_the_installed_programs(self):
+        """The demonstration, with nothing from the build; the commands are kept for below."""
+        done = subprocess.run(
+            [os.path.join(PROJECT, "scripts/sandbox"), "--root", chroot.ROOT, "--pty", "--",
+             "/usr/bin/python3", "-B", os.path.join(HERE, "demo_installed.py")],
+            stdout=subprocess.PIPE, text=True, check=False, timeout=300, env={
+                **os.environ, "AGENT_PROGRAM": "/usr/sbin/upgrade-agent", "PYTHONPATH":
+                f"{PROJECT}/tests/system:{PROJECT}/scripts/lib"})
+        print(f"\n{done.stdout}", file=sys.stderr)
+        self.assertEqual(done.returncode, 0)
+        TestInstalled.commands = json.loads(done.stdout.splitlines()[-1])["commands"]
+        self.assertEqual(len(self.commands), 7)
+
+    # The real sudo, as the agent calls it, on a root without a program that does anything.
+
+    def test_4_every_command_of_the_agent_runs_as_root(self):
+        lines = [line for line in self.commands if line.startswith("sudo ")]
+        self.assertEqual(len(lines), 6)
+        recorders.make()
+        for line in lines:
+            status, ran, errors = recorders.as_agent(line)
+            self.assertEqual((status, errors), (0, ""))
+            name, *words = line.split()[1:]
+            folder = "/usr/sbin/" if name == "reboot" else "/usr/bin/"
+            self.assertEqual(ran, [[[folder + name, *words], [0, 0, 0], None, None]])
+
+    def test_4_nothing_else_runs_and_nobody_is_asked(self):
+        for line in ("sudo reboot -f", "sudo sh -c reboot", "sudo tar -C / -xf /data/FW.fwm",
+                     "sudo -u upgrade-agent reboot", "sudo rm /data/version", "sudo -s", "sudo -i",
+                     "sudo TAR_OPTIONS=-v tar -C / -xf /data/sysupdate.tar.bz2",
+                     "sudo -E reboot", "sudo mount -o remount,rw /"):
+            status, ran, errors = recorders.as_agent(line)
+            self.assertEqual((status, ran), (1, []), f"{line}: {errors}")
+
+    def test_4_neither_the_environment_nor_usr_local_reaches_tar(self):
+        """A tar in /usr/local is not taken for the system's, as Debian's own policy would."""
+        recorders.write("usr/local/bin/tar", "#!/bin/sh\necho own >>/run/recorded\n")
+        status, ran, errors = recorders.as_agent("sudo tar -C / -xf /data/sysupdate.tar.bz2",
+                                                 TAR_OPTIONS="-v", NOTIFY_SOCKET="@x")
+        self.assertEqual(status, 0, errors)
+        self.assertEqual([one[1:] for one in ran], [[[0, 0, 0], None, None]])
+
+    def test_5_upgrade_keeps_everything(self):
+        with open(chroot.path("/data/FW.fwm"), "w", encoding="ascii") as file:
+            file.write("kept")
+        before = chroot.read("/etc/passwd")
+        install()
+        self.assertEqual(chroot.read("/etc/passwd"), before)
+        self.assertEqual(chroot.read("/data/FW.fwm"), "kept")
+        self.assertTrue(os.path.islink(chroot.path(WANTED_BY)))
+
+    def test_5_upgrade_leaves_a_disabled_service_disabled(self):
+        chroot.run("systemctl", "disable", "upgrade-agent")
+        install()
+        self.assertFalse(os.path.lexists(chroot.path(WANTED_BY)))
+        chroot.run("systemctl", "enable", "upgrade-agent")
+
+    def test_6_remove(self):
+        chroot.run("dpkg", "-r", *NAMES)
+        for program in PROGRAMS:
+            self.assertFalse(os.path.exists(chroot.path(program)))
+        self.assertTrue(os.path.exists(chroot.path("/etc/sudoers.d/upgrade-agent")))
+        self.assertEqual(chroot.read("/data/FW.fwm"), "kept")
+
+    def test_7_purge(self):
+        chroot.run("dpkg", "-P", *NAMES)
+        left = chroot.run("find", "/etc", "/usr", "/var/lib/systemd", "-name", "*upgrade-agent*")
+        self.assertEqual(left.stdout, "")
+        self.assertEqual(chroot.read("/data/FW.fwm"), "kept")
+        self.assertIn("upgrade-agent:", chroot.read("/etc/passwd"))
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2, failfast=True)

@@ -1,0 +1,78 @@
+# SPDX-License-Identifier: Apache-2.0
+"""A copy of the throw-away root in which the real sudo runs, and every command that it may run only
+writes down how it was called."""
+
+import json
+import os
+import re
+import shutil
+import subprocess
+
+import chroot
+
+ROOT = chroot.ROOT + "-recorders"
+UNIT = "/usr/lib/systemd/system/upgrade-agent.service"
+COMMANDS = ("usr/bin/md5sum", "usr/bin/mount", "usr/bin/tar", "usr/bin/rm", "usr/sbin/reboot")
+# What else could end or change a system; not in the copy at all.
+HARMFUL = ("usr/bin/systemctl", "usr/bin/umount", "usr/sbin/halt", "usr/sbin/init",
+           "usr/sbin/poweroff", "usr/sbin/shutdown", "usr/sbin/telinit", "usr/sbin/runlevel")
+# Called as, user numbers, and what of the agent's environment has reached it.
+RECORDER = """#!/usr/bin/python3
+import json, os, sys
+with open("/run/recorded", "a") as file:
+    print(json.dumps([sys.argv, os.getresuid(), os.environ.get("TAR_OPTIONS"),
+                      os.environ.get("NOTIFY_SOCKET")]), file=file)
+"""
+# The unit's user and what it leaves of root's rights. What ran comes behind the status.
+AS_AGENT = """setpriv --reuid upgrade-agent --regid upgrade-agent --init-groups \\
+    --bounding-set=-all,{capabilities} sh -c "$0"
+printf '\\nstatus %s\\n' $?
+cat /run/recorded 2>/dev/null || :
+"""
+
+
+def write(name, text):
+    """A program of the copy alone: the file is a new one."""
+    path = os.path.join(ROOT, name)
+    if os.path.lexists(path):
+        os.remove(path)
+    with open(path, "w", encoding="ascii") as file:
+        file.write(text)
+    os.chmod(path, 0o755)
+
+
+def make():
+    """Makes the copy anew. Its files are links to the root's, but for those that are replaced."""
+    shutil.rmtree(ROOT, ignore_errors=True)
+    subprocess.run(["cp", "-al", chroot.ROOT, ROOT], check=True)
+    for name in HARMFUL:
+        path = os.path.join(ROOT, name)
+        if os.path.lexists(path):
+            os.remove(path)
+    for name in COMMANDS:
+        write(name, RECORDER)
+
+
+def check_harmless():
+    """Nothing is run unless every command is a recorder."""
+    for name in COMMANDS:
+        path = os.path.join(ROOT, name)
+        with open(path, encoding="ascii") as file:
+            assert file.read() == RECORDER and not os.path.islink(path), name
+    for name in HARMFUL:
+        assert not os.path.lexists(os.path.join(ROOT, name)), name
+
+
+def capabilities():
+    """What the unit leaves of root's rights, as setpriv names them."""
+    lines = re.findall(r"(?m)^CapabilityBoundingSet=(.*)$", chroot.read(UNIT))
+    return ",".join(f"+{name.removeprefix('CAP_').lower()}" for name in " ".join(lines).split())
+
+
+def as_agent(line, **environment):
+    """Runs a command line as the agent would: (status, [what ran], standard error)."""
+    check_harmless()
+    done = chroot.run("sh", "-c", AS_AGENT.format(capabilities=capabilities()), line, root=ROOT,
+                      **environment)
+    status, *ran = done.stdout.rpartition("\nstatus ")[2].splitlines()
+    return int(status), [json.loads(one) for one in ran], done.stderr
