@@ -45,10 +45,13 @@ class Lane:
         self.memory = []
 
     def perform(self, number):
+        """The run of that number."""
+        return self.perform_scenario(scenarios.make(self.seed, number, self.quick))
+
+    def perform_scenario(self, run):
         """One run and everything that must hold behind it."""
-        run = scenarios.make(self.seed, number, self.quick)
         started = time.monotonic()
-        report = {"run": number}
+        report = {"run": run.run}
         performance = Performance(self.agent, run)
         try:
             performance.play()
