@@ -66,7 +66,7 @@ struct Limits
 {
     /** What is fetched from one console client at a time, in bytes; more than the longest piece of
      *  a NET package. */
-    qint64 consoleRead = 256 * 1024;
+    qint64 consoleRead = qint64{256} * 1024;
     /** A console line without an end, in characters. */
     int consoleLine = 1024 * 1024;
     /** The same of all clients together. */
