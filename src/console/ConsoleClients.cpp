@@ -70,7 +70,7 @@ void TCPServer::NewConnectionSlot()
     });
     connect(socket, SIGNAL(disconnected()), this, SLOT(disconnectedSlot()));
     limitClients();
-    emit clientCame(client->peer, m_clients.size());
+    emit m_events.clientCame(client->peer, m_clients.size());
 }
 
 /** The client that moves into the place of a removed one is looked at by the next disconnect. */
@@ -87,7 +87,7 @@ void TCPServer::disconnectedSlot()
         const auto client = m_clients.takeAt(i);
         client->socket = nullptr;
         socket->deleteLater();
-        emit clientLeft(client->peer, m_clients.size());
+        emit m_events.clientLeft(client->peer, m_clients.size());
     }
     limitClients();
 }

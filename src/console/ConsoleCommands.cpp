@@ -140,8 +140,8 @@ void TCPServer::startUpgrade(const QStringList &rows)
 {
     m_appStatus = busyStatus;
     qCDebug(logConsole) << "UploadStart";
-    emit runRequested({RunRequest::Kind::Serial, m_replyTarget->peer, m_platform.ports.serial,
-                       m_upgradeModel, rows.size()});
+    emit m_events.runRequested({RunRequest::Kind::Serial, m_replyTarget->peer,
+                                m_platform.ports.serial, m_upgradeModel, rows.size()});
     m_worker->onConnect(m_platform.ports.serial);
     m_worker->uploadByMergeFW(m_platform.paths.package, rows, m_upgradeModel);
 }

@@ -54,7 +54,7 @@ void TCPServer::slotnetconnected()
     if (isBusy())
         return;
     m_networkRequest.mode = m_upgradeModel;
-    emit runRequested(m_networkRequest);
+    emit m_events.runRequested(m_networkRequest);
     m_worker->getMergeFWJSON(m_platform.paths.package);
     m_worker->uploadByMergeFW(m_platform.paths.package, {QString::fromLatin1(networkRow)},
                               m_upgradeModel);
@@ -62,7 +62,7 @@ void TCPServer::slotnetconnected()
 
 void TCPServer::netInstallStarted(const QString &version)
 {
-    emit runRequested({RunRequest::Kind::NetBlocks, m_fragmentPeer, {}, 0, 1});
+    emit m_events.runRequested({RunRequest::Kind::NetBlocks, m_fragmentPeer, {}, 0, 1});
     m_netReport.begin();
     m_netReport.installing(version);
 }

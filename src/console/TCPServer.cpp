@@ -3,6 +3,7 @@
 
 #include "console/ConsoleListener.h"
 #include "edid/ParseEDID.h"
+#include "engine/RunEvents.h"
 #include "links/WorkerCOM.h"
 #include "netupgrade/NetModelUpgrade.h"
 #include "platform/Log.h"
@@ -12,7 +13,7 @@
 TCPServer::TCPServer(QObject *parent, const Platform &platform)
     : QObject(parent),
       m_platform(platform),
-      m_netReport([this](const RunEvent &event) { emit runEvent(event); })
+      m_netReport([this](const RunEvent &event) { emit m_events.runEvent(event); })
 {
     createWorker();
     createEdid();
@@ -53,7 +54,7 @@ void TCPServer::createWorker()
     connect(m_worker, &WorkerCOM::message, this, &TCPServer::message);
     connect(m_worker, &WorkerCOM::progressValueChanged, this, &TCPServer::progressValueChanged);
     connect(m_worker, &WorkerCOM::netconnected, this, &TCPServer::slotnetconnected);
-    connect(m_worker, &WorkerCOM::runEvent, this, &TCPServer::runEvent);
+    connect(m_worker->runEvents(), &RunEvents::told, &m_events, &ConsoleEvents::runEvent);
 }
 
 void TCPServer::createEdid()
@@ -73,8 +74,8 @@ void TCPServer::createNetUpgrade()
             &TCPServer::progressValueChanged);
     connect(m_netUpgrade, &NetModelUpgrade::slotProgressValueChanged, this,
             [this](double percent) { m_netReport.progress(percent); });
-    connect(m_netUpgrade, &NetModelUpgrade::installStarted, this, &TCPServer::netInstallStarted);
-    connect(m_netUpgrade, &NetModelUpgrade::installEnded, this, &TCPServer::netInstallEnded);
+    m_netUpgrade->setInstallReport([this](const QString &version) { netInstallStarted(version); },
+                                   [this](bool succeeded) { netInstallEnded(succeeded); });
 }
 
 void TCPServer::createServer()

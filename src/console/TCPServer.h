@@ -2,6 +2,7 @@
 #pragma once
 
 #include "console/ConsoleClient.h"
+#include "console/ConsoleEvents.h"
 #include "engine/RunReporter.h"
 #include "platform/Platform.h"
 
@@ -42,20 +43,14 @@ public:
     QString listenError() const;
     QString version() const { return m_version; }
     const Platform &platform() const { return m_platform; }
+    /** For those who watch over the agent. */
+    const ConsoleEvents &events() const { return m_events; }
     /** The engine's bridge; lives as long as this object. */
     WorkerCOM *worker() const { return m_worker; }
 
 signals:
     /** A piece of a NET package. */
     void signalReceiveData(const QByteArray &datas);
-
-    // For those who watch over the agent; nothing here answers a client.
-    /** `clients` is how many there are now. */
-    void clientCame(const ConsolePeer &peer, int clients);
-    void clientLeft(const ConsolePeer &peer, int clients);
-    /** Comes before the run's own events. */
-    void runRequested(const RunRequest &request);
-    void runEvent(const RunEvent &event);
 
 private slots:
     void NewConnectionSlot();
@@ -129,6 +124,7 @@ private:
     /** Who has sent the last piece of a NET package, and who asked for the network link. */
     ConsolePeer m_fragmentPeer;
     RunRequest m_networkRequest;
+    ConsoleEvents m_events;
     RunReporter m_netReport;
 
     /** While one read is worked off, its replies leave together. Sockets are deleted by the event

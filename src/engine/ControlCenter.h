@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/RunEvents.h"
 #include "engine/RunReporter.h"
 #include "engine/SequencerTable.h"
 #include "netupgrade/NetArchive.h"
@@ -91,6 +92,8 @@ public:
     /** Where the run stands, for tests and diagnostics. */
     int currentStep() const { return m_step; }
     bool timersIdle() const;
+    /** What those who watch over the agent learn. */
+    const RunEvents *runEvents() const { return m_events; }
 
 signals:
     void signalCMDResultStr(int cmd, QList<int> result);
@@ -99,8 +102,6 @@ signals:
     void progressValueChanged(double bytesSent, double bytesTotal);
     void netconnected();
     void netdisconnected();
-    /** What those who watch over the agent learn, in the order of the messages. */
-    void runEvent(RunEvent event);
 
 public slots:
     // Command frames
@@ -316,6 +317,7 @@ private:
     Platform m_platform;
     LinkFactory m_links;
     mcu::FrameAddress m_address;
+    RunEvents *m_events = new RunEvents(this);
     RunReporter m_report;
 
     CoreCOMQ *m_serial = nullptr;

@@ -40,7 +40,6 @@ void WorkerCOM::connectReports()
     connect(m_engine, &ControlCenter::message, this, &WorkerCOM::message);
     connect(m_engine, &ControlCenter::progressValueChanged, this, &WorkerCOM::progressValueChanged);
     connect(m_engine, &ControlCenter::netconnected, this, &WorkerCOM::netconnected);
-    connect(m_engine, &ControlCenter::runEvent, this, &WorkerCOM::runEvent);
 }
 
 void WorkerCOM::connectRequests()
@@ -171,6 +170,11 @@ void WorkerCOM::mergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM,
 {
     if (started())
         emit signalmergeNetFirmware(fpFWM, fpBIN, newfpFWM, newVersion);
+}
+
+const RunEvents *WorkerCOM::runEvents() const
+{
+    return m_engine->runEvents();
 }
 
 bool WorkerCOM::runActive() const

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/RunEvent.h"
 #include "platform/Platform.h"
 
 #include <QObject>
@@ -9,6 +8,7 @@
 
 class ControlCenter;
 class QThread;
+class RunEvents;
 
 /**
  * The console's only way to the upgrade engine: makes the engine and its thread, turns calls into
@@ -48,8 +48,9 @@ public:
     void connectNet(const QString &IP, int port);
     /** True from the request of a run to its end. */
     bool runActive() const;
-    /** The engine's thread, for those who watch over its event loop. */
+    /** The engine's thread and its events, for those who watch over the agent. */
     QThread *engineThread() const { return m_thread; }
+    const RunEvents *runEvents() const;
 
 signals:
     void message(QStringList message);
@@ -67,7 +68,6 @@ signals:
     void send(int CMD);
     void signalConnectNet(QString IP, int port);
     void netconnected();
-    void runEvent(RunEvent event);
     void signalmergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM, QString newVersion);
 
 private:

@@ -8,6 +8,8 @@
 #include "protocol/CommandWords.h"
 #include "protocol/Statuses.h"
 
+#include <utility>
+
 NetModelUpgrade::NetModelUpgrade(QObject *parent, const Platform &platform)
     : QObject(parent),
       m_platform(platform),
@@ -23,6 +25,13 @@ NetModelUpgrade::~NetModelUpgrade()
 {
     if (m_job)
         m_job->wait();
+}
+
+void NetModelUpgrade::setInstallReport(std::function<void(const QString &version)> started,
+                                       std::function<void(bool succeeded)> ended)
+{
+    m_installStarted = std::move(started);
+    m_installEnded = std::move(ended);
 }
 
 void NetModelUpgrade::slotReceiveData(const QByteArray &datas)
@@ -107,7 +116,8 @@ void NetModelUpgrade::openGate()
 void NetModelUpgrade::install(const NetImage &header)
 {
     m_installing = true;
-    emit installStarted(QString::fromLatin1(header.version.constData(), header.version.size()));
+    if (m_installStarted)
+        m_installStarted(QString::fromLatin1(header.version.constData(), header.version.size()));
     m_job = new NetInstallJob(m_platform, header, this);
     connect(m_job, &NetInstallJob::message, this, &NetModelUpgrade::message);
     connect(m_job, &NetInstallJob::progress, this,
@@ -120,7 +130,8 @@ void NetModelUpgrade::onInstallDone(bool succeeded)
 {
     m_job->wait();
     m_job->deleteLater();
-    emit installEnded(succeeded);
+    if (m_installEnded)
+        m_installEnded(succeeded);
     if (!succeeded) {
         m_installing = false;
         openGate();

@@ -33,6 +33,11 @@ public:
      *  since both write the same archive and the reboot would cut the engine's work short. */
     void setRunActive(std::function<bool()> runActive) { m_runActive = std::move(runActive); }
 
+    /** `started` is called when all blocks are there and their install begins, `ended` when it has
+     *  failed or the module is to reboot. */
+    void setInstallReport(std::function<void(const QString &version)> started,
+                          std::function<void(bool succeeded)> ended);
+
     /** True from the start of an install until it has failed or the module is going down. */
     bool isInstalling() const { return m_installing; }
 
@@ -50,10 +55,6 @@ signals:
     void message(const QStringList &message);
     /** Percent of the install in `bytesSent`; `bytesTotal` is 100. */
     void slotProgressValueChanged(double bytesSent, double bytesTotal);
-    /** All blocks are there; their install begins. */
-    void installStarted(const QString &version);
-    /** The install has failed, or the module reboots now. */
-    void installEnded(bool succeeded);
 
 private:
     void handle(const NetBlockAction &action);
@@ -68,6 +69,8 @@ private:
 
     Platform m_platform;
     std::function<bool()> m_runActive;
+    std::function<void(const QString &version)> m_installStarted;
+    std::function<void(bool succeeded)> m_installEnded;
     NetBlockReceiver m_receiver;
     NetArchive m_archive;
     QTimer m_gateTimer;

@@ -8,22 +8,26 @@ OperationsLog::OperationsLog(const TCPServer &server, QObject *parent, const Log
     : QObject(parent), m_budgets(budgets)
 {
     m_clock.start();
-    connectTo(server);
+    connectTo(server.events());
     tellStart(server);
 }
 
-void OperationsLog::connectTo(const TCPServer &server)
+void OperationsLog::connectTo(const ConsoleEvents &events)
 {
-    connect(&server, &TCPServer::clientCame, this, [this](const ConsolePeer &peer, int clients) {
-        write(m_budgets.clients, "clients", [&] { return operations::clientCame(peer, clients); });
-    });
-    connect(&server, &TCPServer::clientLeft, this, [this](const ConsolePeer &peer, int clients) {
-        write(m_budgets.clients, "clients", [&] { return operations::clientLeft(peer, clients); });
-    });
-    connect(&server, &TCPServer::runRequested, this, [this](const RunRequest &request) {
+    connect(&events, &ConsoleEvents::clientCame, this,
+            [this](const ConsolePeer &peer, int clients) {
+                write(m_budgets.clients, "clients",
+                      [&] { return operations::clientCame(peer, clients); });
+            });
+    connect(&events, &ConsoleEvents::clientLeft, this,
+            [this](const ConsolePeer &peer, int clients) {
+                write(m_budgets.clients, "clients",
+                      [&] { return operations::clientLeft(peer, clients); });
+            });
+    connect(&events, &ConsoleEvents::runRequested, this, [this](const RunRequest &request) {
         write(m_budgets.runs, "runs", [&] { return operations::runStarted(request); });
     });
-    connect(&server, &TCPServer::runEvent, this, &OperationsLog::takeRunEvent);
+    connect(&events, &ConsoleEvents::runEvent, this, &OperationsLog::takeRunEvent);
 }
 
 void OperationsLog::tellStart(const TCPServer &server) const

@@ -7,6 +7,7 @@
 #include <QElapsedTimer>
 #include <QObject>
 
+class ConsoleEvents;
 class TCPServer;
 
 /** How much each topic may write; the run of a device never comes near. */
@@ -35,7 +36,7 @@ public:
                            const LogBudgets &budgets = LogBudgets());
 
 private:
-    void connectTo(const TCPServer &server);
+    void connectTo(const ConsoleEvents &events);
     void tellStart(const TCPServer &server) const;
     template<typename MakeLine>
     void write(LineBudget &budget, const char *topic, const MakeLine &makeLine);

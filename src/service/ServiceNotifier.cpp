@@ -45,7 +45,7 @@ void ServiceNotifier::start()
 {
     if (!m_socket.isValid())
         return;
-    connect(&m_server, &TCPServer::runEvent, this, &ServiceNotifier::takeRunEvent);
+    connect(&m_server.events(), &ConsoleEvents::runEvent, this, &ServiceNotifier::takeRunEvent);
     tellStart();
     if (m_watchdog.count() > 0)
         watchLoops();

@@ -82,7 +82,7 @@ struct World
         : harness(EngineHarness::twoMcus(), shell, timeOuts)
     {
         harness.setPackage(package);
-        QObject::connect(harness.engine.get(), &ControlCenter::runEvent,
+        QObject::connect(harness.engine->runEvents(), &RunEvents::told,
                          [this](const RunEvent &event) { events.append(described(event)); });
     }
 
@@ -265,7 +265,7 @@ void TestEvents::moduleImage()
     shell.run = [&order](const QString &) { order.append("command"); };
     shell.readFirst = [](const QString &, int) { return netImage().mid(5, 32); };
     World world(makePackage({{"NET", 32, 1, 0, 0, '\0', {1, 23, 0}, netImage()}}), shell);
-    QObject::connect(world.harness.engine.get(), &ControlCenter::runEvent,
+    QObject::connect(world.harness.engine->runEvents(), &RunEvents::told,
                      [&order](const RunEvent &event) { order.append(described(event)); });
     QVERIFY(world.harness.run({"NET,32,0"}, 5));
     const int size = netImage().size();

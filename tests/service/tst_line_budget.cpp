@@ -3,7 +3,8 @@
 
 #include <QtTest>
 
-using namespace std::chrono_literals;
+using ms = LineBudget::ms;
+using std::chrono::hours;
 
 class TestLineBudget : public QObject
 {
@@ -17,40 +18,40 @@ private slots:
 
 void TestLineBudget::burstThenRate()
 {
-    LineBudget budget(3, 100ms);
+    LineBudget budget(3, ms(100));
     for (int i = 0; i < 3; ++i)
-        QVERIFY(budget.take(0ms));
-    QVERIFY(!budget.take(0ms));
-    QVERIFY(!budget.take(99ms));
-    QVERIFY(budget.take(100ms));
-    QVERIFY(!budget.take(199ms));
-    QVERIFY(budget.take(200ms));
+        QVERIFY(budget.take(ms(0)));
+    QVERIFY(!budget.take(ms(0)));
+    QVERIFY(!budget.take(ms(99)));
+    QVERIFY(budget.take(ms(100)));
+    QVERIFY(!budget.take(ms(199)));
+    QVERIFY(budget.take(ms(200)));
     int written = 0;
-    for (auto now = 201ms; now <= 10'200ms; ++now)
-        written += budget.take(now) ? 1 : 0;
+    for (int now = 201; now <= 10'200; ++now)
+        written += budget.take(ms(now)) ? 1 : 0;
     QCOMPARE(written, 100);
 }
 
 void TestLineBudget::restsFillNoMoreThanTheBurst()
 {
-    LineBudget budget(3, 100ms);
+    LineBudget budget(3, ms(100));
     for (int i = 0; i < 3; ++i)
-        QVERIFY(budget.take(24h));
-    QVERIFY(!budget.take(24h));
+        QVERIFY(budget.take(hours(24)));
+    QVERIFY(!budget.take(hours(24)));
     for (int i = 0; i < 3; ++i)
-        QVERIFY(budget.take(48h));
-    QVERIFY(!budget.take(48h));
+        QVERIFY(budget.take(hours(48)));
+    QVERIFY(!budget.take(hours(48)));
 }
 
 void TestLineBudget::countsWhatIsLeftOut()
 {
-    LineBudget budget(1, 100ms);
-    QVERIFY(budget.take(0ms));
+    LineBudget budget(1, ms(100));
+    QVERIFY(budget.take(ms(0)));
     QCOMPARE(budget.leftOut(), 0);
-    QVERIFY(!budget.take(1ms));
-    QVERIFY(!budget.take(2ms));
+    QVERIFY(!budget.take(ms(1)));
+    QVERIFY(!budget.take(ms(2)));
     QCOMPARE(budget.leftOut(), 2);
-    QVERIFY(budget.take(100ms));
+    QVERIFY(budget.take(ms(100)));
     QCOMPARE(budget.leftOut(), 2);
     budget.forget();
     QCOMPARE(budget.leftOut(), 0);

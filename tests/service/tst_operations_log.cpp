@@ -138,7 +138,7 @@ void TestOperationsLog::floodIsBounded()
     const OperationsLog log(*bench.server, nullptr, budgets);
     const MessageRecorder recorder("agent.operations");
     int gone = 0;
-    connect(bench.server.get(), &TCPServer::clientLeft, this, [&gone] { ++gone; });
+    connect(&bench.server->events(), &ConsoleEvents::clientLeft, this, [&gone] { ++gone; });
     for (int i = 0; i < 5; ++i)
         ConsoleTestClient(bench.server->port()).send("VERSION\r\n");
     QTRY_COMPARE(gone, 5);
