@@ -6,8 +6,6 @@
 #include "protocol/ConsoleTexts.h"
 #include "support/Fuzz.h"
 
-#include <QTcpServer>
-
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -38,6 +36,14 @@ public:
         require(connect(m_handle, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0);
     }
     ~Client() { close(m_handle); }
+
+    quint16 port() const
+    {
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        getsockname(m_handle, reinterpret_cast<sockaddr *>(&address), &size);
+        return ntohs(address.sin_port);
+    }
 
     void send(const QByteArray &bytes)
     {
@@ -89,9 +95,9 @@ public:
     {
         runs = 0;
         Client client(bench.server->port());
-        auto *const listener = bench.server->findChild<QTcpServer *>();
-        require(listener->waitForNewConnection(patience));
-        auto *const socket = listener->findChildren<QTcpSocket *>().last();
+        QTcpSocket *socket = nullptr;
+        while ((socket = accepted(client.port())) == nullptr)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         exchange(client, *socket, "UPGRADEMODE||2\r\n");
         while (!input.atEnd())
             exchange(client, *socket, input.bytes(1 + input.byte()));
@@ -111,6 +117,17 @@ public:
     }
 
 private:
+    /** The server's end of a client's connection. */
+    QTcpSocket *accepted(quint16 port) const
+    {
+        const auto sockets = bench.server->findChildren<QTcpSocket *>();
+        for (QTcpSocket *const socket : sockets) {
+            if (socket->peerPort() == port && socket->state() == QAbstractSocket::ConnectedState)
+                return socket;
+        }
+        return nullptr;
+    }
+
     static void exchange(Client &client, QTcpSocket &socket, const QByteArray &bytes)
     {
         if (bytes.isEmpty())
