@@ -74,7 +74,7 @@ class Lane:
         """The agent is idle, and neither its descriptors nor its memory have grown."""
         client = Console()
         with contextlib.closing(client):
-            client.sync()
+            client.sync_behind()
             client.mark()
             client.send("UPGRADE||")
             # All of it, or the next run's client would get the rest.
@@ -163,8 +163,8 @@ class Performance:
         """Asks for the upgrade, lets everything happen at its time, waits for the end."""
         self.start_device()
         client = self.connect()
-        client.ask(f"UPGRADEMODE||{self.run.mode}",
-                   f"UPGRADELOG||Set UPGRADEMODE to {self.run.mode}")
+        client.send(f"UPGRADEMODE||{self.run.mode}")
+        client.wait_for(f"UPGRADELOG||Set UPGRADEMODE to {self.run.mode}")
         client.send(self.run.request)
         started = time.monotonic()
         events = sorted(self.run.events, key=lambda event: event.seconds)
@@ -185,10 +185,10 @@ class Performance:
     def settle(self):
         """Waits for what is said behind the end."""
         client = self.connect()
-        client.sync()
+        client.sync_behind()
         wait.until(lambda: not self.log.read() or self.log.messages[-1][0].endswith(
             " port is disconnected."), 10, "closed link")
-        client.sync()
+        client.sync_behind()
         self.log.read()
 
     def happen(self, event):
