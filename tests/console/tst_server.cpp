@@ -68,7 +68,9 @@ void TestServer::interface()
         const char *const kind = method.methodType() == QMetaMethod::Signal ? "signal "
                                  : method.access() == QMetaMethod::Private  ? "private slot "
                                                                             : "public slot ";
-        methods.append(kind + method.methodSignature());
+        // The other signals are between the agent's own parts.
+        if (method.methodType() != QMetaMethod::Signal || method.name() == "signalReceiveData")
+            methods.append(kind + method.methodSignature());
     }
     QCOMPARE(methods, (QList<QByteArray>{
                           "signal signalReceiveData(QByteArray)",
