@@ -37,5 +37,9 @@ void NetInstallJob::run()
     report.text = [this](const QString &line) { emit message({line}); };
     report.keyed = [this](const QStringList &list) { emit message(list); };
     report.progress = [this](double percent) { emit progress(percent); };
-    emit done(NetInstaller(m_platform, report).install(NetInstallVariant::Blocks, m_header));
+    QString lastWords;
+    report.lastWords = [&lastWords](const QString &line) { lastWords = line; };
+    NetInstaller installer(m_platform, report);
+    const bool succeeded = installer.install(NetInstallVariant::Blocks, m_header);
+    emit done(succeeded, lastWords);
 }

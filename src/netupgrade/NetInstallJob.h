@@ -27,8 +27,9 @@ public:
 signals:
     void message(const QStringList &message);
     void progress(double percent);
-    /** The last signal; the thread ends behind it. */
-    void done(bool succeeded);
+    /** The last signal; the thread ends behind it. What a failed install has to say last comes
+     *  along, so that it can be said when the next one may begin. */
+    void done(bool succeeded, const QString &lastWords);
 
 private:
     void run();

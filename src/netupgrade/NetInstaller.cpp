@@ -41,7 +41,7 @@ bool NetInstaller::install(NetInstallVariant variant, const NetImage &header)
     const NetInstallPlan &plan = netInstallPlan(variant);
     const QByteArray digest = m_shell.readFirst(command(netcommand::digest()), net::md5Size);
     if (digest.size() != net::md5Size || digest != header.md5Text) {
-        say(plan.digestWrong);
+        sayLast(plan.digestWrong);
         return false;
     }
     for (const NetInstallStep &step : plan.steps)
@@ -97,6 +97,14 @@ void NetInstaller::say(const QString &line)
 {
     if (!line.isEmpty() && m_report.text)
         m_report.text(line);
+}
+
+void NetInstaller::sayLast(const QString &line)
+{
+    if (m_report.lastWords)
+        m_report.lastWords(line);
+    else
+        say(line);
 }
 
 QString NetInstaller::command(const QString &pattern) const

@@ -16,6 +16,8 @@ struct NetReport
 {
     /** One line for the console. */
     std::function<void(const QString &line)> text;
+    /** The line that a failed install ends with; goes to `text` when this is not set. */
+    std::function<void(const QString &line)> lastWords;
     /** A list whose first element is a key: ("NETVERSION", version). */
     std::function<void(const QStringList &list)> keyed;
     /** Percent of the whole install, rising. */
@@ -51,6 +53,7 @@ private:
     void perform(const NetInstallStep &step, const NetImage &header);
     void writeVersion(const QByteArray &version, const QString &successLine);
     void say(const QString &line);
+    void sayLast(const QString &line);
     QString command(const QString &pattern) const;
 
     Paths m_paths;

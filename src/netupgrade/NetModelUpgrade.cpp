@@ -126,7 +126,7 @@ void NetModelUpgrade::install(const NetImage &header)
     m_job->start();
 }
 
-void NetModelUpgrade::onInstallDone(bool succeeded)
+void NetModelUpgrade::onInstallDone(bool succeeded, const QString &lastWords)
 {
     m_job->wait();
     m_job->deleteLater();
@@ -135,6 +135,7 @@ void NetModelUpgrade::onInstallDone(bool succeeded)
     if (!succeeded) {
         m_installing = false;
         openGate();
+        emit message({lastWords});
         return;
     }
     respond(nettext::upgradingTrue());

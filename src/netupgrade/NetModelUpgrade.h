@@ -64,7 +64,7 @@ private:
     void respond(const QByteArray &datas);
     void openGate();
     void install(const NetImage &header);
-    void onInstallDone(bool succeeded);
+    void onInstallDone(bool succeeded, const QString &lastWords);
     void reboot();
 
     Platform m_platform;
