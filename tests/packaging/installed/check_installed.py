@@ -8,8 +8,10 @@ import re
 import shutil
 import subprocess
 import sys
+import time
 import unittest
 
+import booted
 import chroot
 import recorders
 
@@ -20,6 +22,7 @@ NAMES = ("upgrade-agent", "upgrade-agent-tools", "upgrade-agent-doc")
 TOOLS = ("device-simulator", "edid-report", "fwm", "upgrade-console")
 PROGRAMS = ["/usr/sbin/upgrade-agent", *(f"/usr/bin/{tool}" for tool in TOOLS)]
 WANTED_BY = "/etc/systemd/system/multi-user.target.wants/upgrade-agent.service"
+WATCHDOG_SECONDS = 4
 UNIT = "/usr/lib/systemd/system/upgrade-agent.service"
 def version_of(package):
     return chroot.run("dpkg-query", "-W", "-f", "${db:Status-Abbrev}${Version}", package).stdout
@@ -38,6 +41,11 @@ def install():
         shutil.copy(file, folder)
     return chroot.run("dpkg", "-i", *(f"/var/tmp/packages/{os.path.basename(file)}"
                                       for file in files))
+
+
+def read_json(path):
+    with open(path, encoding="ascii") as file:
+        return json.load(file)
 
 
 class TestInstalled(unittest.TestCase):
@@ -121,6 +129,51 @@ class TestInstalled(unittest.TestCase):
                                                  TAR_OPTIONS="-v", NOTIFY_SOCKET="@x")
         self.assertEqual(status, 0, errors)
         self.assertEqual([one[1:] for one in ran], [[[0, 0, 0], None, None]])
+
+    # The unit, under the system's own systemd, with a probe in the agent's place.
+
+    @unittest.skipUnless(booted.control_groups(), "there are no control groups of version 2 here")
+    def test_4_the_unit_under_systemd(self):
+        recorders.make()
+        with open(os.path.join(HERE, "probe.py"), encoding="utf-8") as file:
+            recorders.write("usr/sbin/upgrade-agent", file.read())
+        drop_in = os.path.join(recorders.ROOT, "etc/systemd/system/upgrade-agent.service.d")
+        os.makedirs(drop_in)
+        with open(os.path.join(drop_in, "quick.conf"), "w", encoding="ascii") as file:
+            file.write(f"[Service]\nWatchdogSec={WATCHDOG_SECONDS}\n")
+        recorders.check_harmless()
+        starts = [os.path.join(recorders.ROOT, f"data/probe/{number}") for number in range(3)]
+        with booted.booted(recorders.ROOT) as system:
+            end = time.monotonic() + 60
+            while not os.path.exists(starts[2]) and time.monotonic() < end:
+                self.assertIsNone(system.poll(), "systemd has ended")
+                time.sleep(0.2)
+            seconds = os.path.getmtime(starts[2]) - os.path.getmtime(starts[1])
+        found, *later = [read_json(path) for path in starts]
+        self.check_rights(found)
+        # It came back after it had ended and after it had hung, and its command lived on.
+        self.assertGreaterEqual(seconds, WATCHDOG_SECONDS)
+        self.assertEqual(later, [{"command still runs": True}] * 2)
+
+    def check_rights(self, found):
+        user, group = (int(number) for number in re.search(
+            r"(?m)^upgrade-agent:x:(\d+):(\d+):", chroot.read("/etc/passwd")).groups())
+        dialout = int(re.search(r"(?m)^dialout:x:(\d+):", chroot.read("/etc/group")).group(1))
+        self.assertEqual(found["user"], [user] * 3)
+        self.assertEqual(found["groups"], sorted([group, dialout]))
+        self.assertEqual(int(found["effective"], 16), 0)
+        self.assertEqual(recorders.names_of(found["bounding"]),
+                         recorders.capabilities() & recorders.own_capabilities())
+        self.assertEqual((found["no_new_privileges"], found["seccomp"]), ("0", "0"))
+        self.assertEqual(found["files"], [8192, 8192])
+        self.assertEqual(found["watchdog"], str(WATCHDOG_SECONDS * 1000000))
+        # There is no chip behind the serial line here; what counts is that it may be opened.
+        self.assertIn(found["serial"], ("ok", "No such device or address", "Input/output error"))
+        self.assertEqual(
+            {name: found[name] for name in ("other device", "null", "etc", "data", "lock", "port")},
+            {"other device": "Operation not permitted", "null": "ok", "etc": "Permission denied",
+             "data": "ok", "lock": "ok", "port": "ok"})
+        self.assertEqual((found["commands"], found["others"]), ([0] * 6, [1] * 2))
 
     def test_5_upgrade_keeps_everything(self):
         with open(chroot.path("/data/FW.fwm"), "w", encoding="ascii") as file:

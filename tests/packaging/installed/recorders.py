@@ -66,13 +66,26 @@ def check_harmless():
 def capabilities():
     """What the unit leaves of root's rights, as setpriv names them."""
     lines = re.findall(r"(?m)^CapabilityBoundingSet=(.*)$", chroot.read(UNIT))
-    return ",".join(f"+{name.removeprefix('CAP_').lower()}" for name in " ".join(lines).split())
+    return {name.removeprefix("CAP_").lower() for name in " ".join(lines).split()}
+
+
+def names_of(mask):
+    """The names of a hexadecimal mask of rights, as /proc shows it."""
+    names = chroot.run("setpriv", "--list-caps").stdout.split()
+    return {name for number, name in enumerate(names) if int(mask, 16) >> number & 1}
+
+
+def own_capabilities():
+    """What this very process may hand on; a container's root has less than the machine's."""
+    with open("/proc/self/status", encoding="ascii") as file:
+        return names_of(re.search(r"CapBnd:\s*(\S+)", file.read()).group(1))
 
 
 def as_agent(line, **environment):
     """Runs a command line as the agent would: (status, [what ran], standard error)."""
     check_harmless()
-    done = chroot.run("sh", "-c", AS_AGENT.format(capabilities=capabilities()), line, root=ROOT,
+    allowed = ",".join(f"+{name}" for name in sorted(capabilities() & own_capabilities()))
+    done = chroot.run("sh", "-c", AS_AGENT.format(capabilities=allowed), line, root=ROOT,
                       **environment)
     status, *ran = done.stdout.rpartition("\nstatus ")[2].splitlines()
     return int(status), [json.loads(one) for one in ran], done.stderr
