@@ -111,10 +111,10 @@ class TestTmpfiles(unittest.TestCase):
         with tempfile.TemporaryDirectory() as root:
             os.makedirs(os.path.join(root, "etc"))
             os.makedirs(os.path.join(root, "data"), mode=0o700)
-            for name, line in (("passwd", "upgrade-agent:x:990:991::/:/bin/false\nroot:x:0:0::/:\n"),
-                               ("group", "upgrade-agent:x:991:\nroot:x:0:\n")):
+            for name, lines in (("passwd", "upgrade-agent:x:990:991::/:\nroot:x:0:0::/:\n"),
+                                ("group", "upgrade-agent:x:991:\nroot:x:0:\n")):
                 with open(os.path.join(root, "etc", name), "w", encoding="ascii") as file:
-                    file.write(line)
+                    file.write(lines)
             archive = os.path.join(root, "data/sysupdate.tar.bz2")
             package = os.path.join(root, "data/FW.fwm")
             for path in (archive, package):

@@ -11,6 +11,7 @@ import demo_images
 import demo_run
 from harness import module, wait
 from harness.agent import Agent
+from harness.notify import Manager
 from harness.simulator import Simulator
 
 WORK = "/tmp/work"
@@ -50,8 +51,10 @@ def main():
     make_packages()
     images = demo_run.records("/data/FW.fwm")
     simulator = start_device()
-    agent = Agent()
-    agent.wait_until_it_listens()
+    # As the unit starts it: a manager waits for its word that it is ready.
+    manager = Manager("@manager")
+    agent = Agent(NOTIFY_SOCKET=manager.address)
+    wait.until(lambda: any(one.startswith("READY=1\n") for one in manager.messages()), 10, "READY")
     assert os.readlink(f"/proc/{agent.popen.pid}/exe") == "/usr/sbin/upgrade-agent"
     run("upgrade-console", "version")
     rows = [f"{chip[0]},{chip[1]},{chip[2]}" for chip in demo_run.CHIPS]
