@@ -2,17 +2,7 @@
 # shellcheck shell=sh
 # The board's libraries and headers, from Debian, for cross compilers and emulators.
 
-# The archive that this machine installs Debian from: the suite's main one alone, for the security
-# archive's index can be out of step for foreign architectures.
-debian_archive() {
-    archive=$(apt-get indextargets --format "\$(REPO_URI)" 'Created-By: Packages' \
-        'Origin: Debian' "Release: $1" 'Component: main' | head -n 1)
-    if [ -z "$archive" ]; then
-        echo "apt knows no archive of Debian $1 here; is an apt-get update due?" >&2
-        return 1
-    fi
-    echo "$archive"
-}
+. scripts/lib/archive.sh
 
 # What a cross build needs of the packages that a build here needs: headers and libraries.
 sysroot_packages() {
@@ -62,9 +52,7 @@ make_sysroot() {
     echo "Making the sysroot of $1 (some 100 MB to fetch)."
     rm -rf "$root"
     mkdir -p "$root"
-    # How this machine reaches its archive, a proxy for example, holds for the sysroot as well.
-    apt-config dump Acquire | grep -E '^Acquire::(http|https|ftp|Check-|Retries)' \
-        >"$root.apt" || true
+    archive_options >"$root.apt"
     mmdebstrap --quiet --variant=extract --architectures="$1" --include="$wanted" \
         --aptopt="$root.apt" --format=tar "$suite" "$root.tar" "deb $archive $suite main"
     unpack_libraries "$root" <"$root.tar"

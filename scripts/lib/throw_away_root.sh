@@ -3,16 +3,7 @@
 # A Debian of its own in a folder, to install packages into. Debian's minimal variant, not this
 # machine's files: only there a package is found out that forgot to say what it needs.
 
-# The archive that this machine installs Debian from.
-debian_archive() {
-    archive=$(apt-get indextargets --format "\$(REPO_URI)" 'Created-By: Packages' \
-        'Origin: Debian' "Release: $1" 'Component: main' | head -n 1)
-    if [ -z "$archive" ]; then
-        echo "apt knows no archive of Debian $1 here; is an apt-get update due?" >&2
-        return 1
-    fi
-    echo "$archive"
-}
+. scripts/lib/archive.sh
 
 # The packages that the given package files depend on, without each other.
 needed_packages() {
@@ -31,8 +22,7 @@ make_throw_away_root() {
         suite=$(. /etc/os-release && echo "$VERSION_CODENAME")
         archive=$(debian_archive "$suite")
         rm -f "$root.packages"
-        apt-config dump Acquire | grep -E '^Acquire::(http|https|ftp|Check-|Retries)' \
-            >"$root.apt" || true
+        archive_options >"$root.apt"
         mmdebstrap --quiet --variant=minbase --aptopt="$root.apt" --format=tar \
             --include="$(echo "$wanted" | tr ' ' ',')" "$suite" "$root.tar" \
             "deb $archive $suite main"
