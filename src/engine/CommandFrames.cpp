@@ -31,7 +31,6 @@ void ControlCenter::sendWriteStr(int wCMD, int nDataCnt, QList<int> cExDataStr)
     data.reserve(count);
     for (int i = 0; i < count; ++i)
         data.append(char(cExDataStr.at(i) & 0xFF));
-    m_label = QStringLiteral("others");
     expectReply(ReceiveMode::Binary);
     const QByteArray frame = mcu::buildFrame(mcu::hostStart, m_address, quint16(wCMD), data);
     if (m_link != Link::None && !transmit(frame))

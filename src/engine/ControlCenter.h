@@ -330,7 +330,6 @@ private:
     Link m_link = Link::None;
     QString m_portName;
     QString m_baudRate;
-    QString m_label;
 
     FrameAssembler m_assembler;
     ReceiveMode m_receiveMode = ReceiveMode::None;

@@ -107,7 +107,7 @@ void ControlCenter::handOverImage()
     keepRunAlive();
     if (m_uploadType == UploadType::File)
         m_upload->uploadFile(m_mcuType, m_chipIndex, m_imageFileName);
-    else if (m_uploadType == UploadType::Memory)
+    else
         m_upload->uploadData(m_mcuType, m_chipIndex, m_image, m_image.size());
 }
 

@@ -20,7 +20,6 @@ constexpr char versionQuery[] = "\r\nA00GET VER INF\r\n";
 
 void ControlCenter::slotConnect(QString port)
 {
-    m_label = QStringLiteral("connect");
     m_portName = std::move(port);
     adoptLink(configuredLink());
     openSerialLink();
@@ -43,15 +42,12 @@ void ControlCenter::openSerialLink()
         m_serial != nullptr && m_serial->open(m_portName, m_baudRate.toInt(), dataBits, stopBits,
                                               QStringLiteral("NoParity"));
     m_linkDown = !opened;
-    const bool asked = m_label == QLatin1String("connect");
     if (opened) {
-        if (asked)
-            emit message({QString::fromLatin1(key::connectSuccess), m_portName});
+        emit message({QString::fromLatin1(key::connectSuccess), m_portName});
         return;
     }
     disconnected();
-    if (asked)
-        say(filled(key::connectFail));
+    say(filled(key::connectFail));
     say(filled(text::connectFailed, m_portName));
 }
 

@@ -72,7 +72,6 @@ void ControlCenter::sendAppStatus(int wCMD, quint8 status)
     qCDebug(logEngine) << "DataProcesssendCMD:" << QString::number(wCMD, 16);
     const QByteArray frame =
         mcu::buildStatusFrame(mcu::replyStart, m_address, quint16(wCMD), status);
-    m_label = QStringLiteral("others");
     expectReply(ReceiveMode::Extended);
     keepRunAlive();
     const bool sent =

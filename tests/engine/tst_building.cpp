@@ -2,6 +2,7 @@
 #include "engine/Scenario.h"
 #include "files/FileSource.h"
 #include "package/PackageChecksum.h"
+#include "support/FullDisk.h"
 
 #include <QCryptographicHash>
 #include <QJsonArray>
@@ -113,6 +114,8 @@ private slots:
     void badFiles();
     void earlierPackageStays();
     void cannotCreate();
+    void diskFull();
+    void imageBeyondTheFormat();
     void checksNetFiles_data();
     void checksNetFiles();
     void mergesNet();
@@ -122,6 +125,7 @@ private slots:
     void refusesNet_data();
     void refusesNet();
     void netCannotCreate();
+    void netDiskFull();
 };
 
 void TestBuilding::merges()
@@ -447,6 +451,55 @@ void TestBuilding::netCannotCreate()
     world.mergeNet("FW.fwm", "net.bin", "no/such/folder.fwm");
     QCOMPARE(world.lines.at(2), QStringLiteral("NMF|Failed to create FWM file"));
     QVERIFY(world.lines.last().endsWith(QLatin1String("fail!")));
+}
+
+/** Wherever the disk is full, in the head, the image or the last byte, there is no package. */
+void TestBuilding::diskFull()
+{
+    World world;
+    const QString json = request({pcb(world.path("image.bin"))});
+    world.merge(json);
+    const int size = world.read("new.fwm").size();
+    QVERIFY(QFile::remove(world.path("new.fwm")));
+    const QStringList before = world.files();
+    for (const int bytes : {0, 10, 200, size - 1}) {
+        {
+            const FullDisk full(static_cast<unsigned long>(bytes));
+            world.merge(json);
+        }
+        QCOMPARE(world.lines, QStringList({started, world.text("MF|Merge firmware 'NEW' fail!")}));
+        QCOMPARE(world.files(), before);
+    }
+}
+
+/** A record's length has 32 bits. */
+void TestBuilding::imageBeyondTheFormat()
+{
+    World world;
+    QFile image(world.path("image.bin"));
+    QVERIFY(image.resize(1LL << 32)); // sparse
+    const QStringList before = world.files();
+    world.merge(request({pcb(image.fileName())}));
+    QCOMPARE(world.lines, QStringList({started, "MF|Open file '" + image.fileName() +
+                                                    "' error. Merge failed."}));
+    QCOMPARE(world.files(), before);
+}
+
+void TestBuilding::netDiskFull()
+{
+    World world;
+    world.mergeNet("FW.fwm", "net.bin", "new.fwm");
+    const int size = world.read("new.fwm").size();
+    QVERIFY(QFile::remove(world.path("new.fwm")));
+    const QStringList before = world.files();
+    for (const int bytes : {0, 200, size - 1}) {
+        {
+            const FullDisk full(static_cast<unsigned long>(bytes));
+            world.mergeNet("FW.fwm", "net.bin", "new.fwm");
+        }
+        QCOMPARE(world.lines.last(), world.text("NMF|Merge firmware 'NEW' fail!"));
+        QCOMPARE(world.files(), before);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestBuilding)

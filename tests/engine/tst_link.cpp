@@ -13,6 +13,8 @@
 namespace {
 
 const QStringList rows{"MAIN,0,0", "AUX,1,0"};
+const QStringList refusedRead{
+    "READPI|Please connnect serial port in 'Upgrade Firmware' page first!"};
 
 QByteArray twoImages()
 {
@@ -97,6 +99,8 @@ private slots:
     void runWithoutAPort();
     void portGoesInMidRun();
     void readNeedsALink();
+    void readNeedsAnOpenPort();
+    void readOverTheNetwork();
     void upgradeOverTheNetwork();
     void serialLinkComesBack();
     void serialConnectOvertakesTheNetwork();
@@ -212,18 +216,44 @@ void TestLink::portGoesInMidRun()
 
 void TestLink::readNeedsALink()
 {
-    const QStringList refused{
-        "READPI|Please connnect serial port in 'Upgrade Firmware' page first!"};
     World world;
     world.engine->getProductInfo();
-    QCOMPARE(world.lines, refused);
+    QCOMPARE(world.lines, refusedRead);
     world.engine->slotConnect(QStringLiteral("ttyS2"));
     // Told from another thread to close, before the request itself arrives.
     world.engine->requestDisconnect();
     world.clear();
     world.engine->getProductInfo();
-    QCOMPARE(world.lines, refused);
+    QCOMPARE(world.lines, refusedRead);
     QVERIFY(world.link->sent.isEmpty());
+}
+
+/** The port was pulled and nothing has been sent since. */
+void TestLink::readNeedsAnOpenPort()
+{
+    World world;
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.link->unplug();
+    world.clear();
+    world.engine->getProductInfo();
+    QCOMPARE(world.lines, refusedRead);
+    QVERIFY(world.link->sent.isEmpty());
+}
+
+void TestLink::readOverTheNetwork()
+{
+    NetworkDevice device;
+    World world(patient());
+    QVERIFY(world.connectTo(device));
+    world.engine->getProductInfo();
+    QVERIFY(world.waitForEnd());
+    QVERIFY(world.lines.last().startsWith(QLatin1String("PISHOW|")));
+    device.socket->abort();
+    QSignalSpy gone(world.engine.get(), &ControlCenter::netdisconnected);
+    QVERIFY(waitFor([&] { return gone.count() == 1; }));
+    world.clear();
+    world.engine->getProductInfo();
+    QCOMPARE(world.lines, refusedRead);
 }
 
 void TestLink::upgradeOverTheNetwork()

@@ -41,6 +41,7 @@ private slots:
     void bootcodeFirst_data();
     void bootcodeFirst();
     void bootcodeThatStays();
+    void bootcodeInTwoRows();
     void bootcodeFirstWithoutAnImage();
     void bootcodeFirstGivenUp();
     void bootcodeFirstInALaterRow();
@@ -170,6 +171,22 @@ void TestMainMcu::bootcodeThatStays()
         QCOMPARE(world.count("7901:2"), 1);
         QCOMPARE(world.results(2), QString("11"));
     }
+}
+
+/** The second row for it does not put it first again. */
+void TestMainMcu::bootcodeInTwoRows()
+{
+    World world([](ChipDescription &main) {
+        main.bootcode = true;
+        main.bootcodeClears = false;
+    });
+    QVERIFY(world.run({"MAIN,0,0", "MAIN,0,0"}, 2));
+    QVERIFY(world.succeeded());
+    QCOMPARE(world.with("start to upgrade main mcu first.").size(), 1);
+    // Its turn comes with all others, after the reads.
+    QCOMPARE(world.with("UPGRADERESULT"),
+             QStringList({"UPGRADERESULT|MAIN,0,0,1,1,65,,,,1,1,1,1|1",
+                          "UPGRADERESULT|MAIN,0,0,1,1,65,1,0,0,1,1,1,1|1"}));
 }
 
 void TestMainMcu::bootcodeFirstWithoutAnImage()

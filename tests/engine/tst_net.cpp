@@ -3,6 +3,7 @@
 #include "engine/TestPackage.h"
 #include "links/LinkState.h"
 #include "protocol/CommandWords.h"
+#include "support/FullDisk.h"
 #include "support/RecordingShell.h"
 
 #include <QCryptographicHash>
@@ -52,7 +53,11 @@ private slots:
     void takesTheImageFromTheDevice();
     void deviceImageWithWrongDigest();
     void deviceImageCannotBeStored();
+    void deviceImageFillsTheDisk();
     void brokenExtendedBlocks();
+    void ordinaryFramesAreNone();
+    void statusThatCannotBeSent();
+    void statusWithoutASerialLink();
 
 private:
     struct World
@@ -242,6 +247,25 @@ void TestNet::deviceImageCannotBeStored()
     QVERIFY(harness.engine->timersIdle());
 }
 
+void TestNet::deviceImageFillsTheDisk()
+{
+    World world;
+    EngineHarness &harness = *world.harness;
+    harness.engine->slotConnect("ttyS2");
+    harness.engine->sendAppStatus(command::applicationStatus, 0);
+    const QByteArray image = netImageOf(archive);
+    world.deviceSends(command::writeBlock, QByteArray::fromHex("010000") + image.left(500));
+    {
+        const FullDisk full(600);
+        world.deviceSends(command::writeBlock, QByteArray::fromHex("020000") + image.mid(500, 900));
+    }
+    QCOMPARE(world.statusFrames(), QByteArray("017900 017900 017903"));
+    // The block may come again when there is room.
+    world.deviceSends(command::writeBlock, QByteArray::fromHex("020000") + image.mid(500, 900));
+    QCOMPARE(world.statusFrames(), QByteArray("017900 017900 017903 017900"));
+    QCOMPARE(world.content(world.archivePath), archive.left(1400 - net::archiveOffset));
+}
+
 void TestNet::brokenExtendedBlocks()
 {
     World world;
@@ -256,6 +280,50 @@ void TestNet::brokenExtendedBlocks()
     QCOMPARE(world.statusFrames(), QByteArray("017900 017903 017903 017903 017903"));
     QCOMPARE(world.shell.commands(), QStringList());
     QVERIFY(!QFile::exists(world.archivePath));
+}
+
+/** While the device may send its image, only that counts. */
+void TestNet::ordinaryFramesAreNone()
+{
+    World world;
+    EngineHarness &harness = *world.harness;
+    harness.engine->slotConnect("ttyS2");
+    harness.engine->sendAppStatus(command::applicationStatus, 0);
+    harness.clear();
+    for (const quint16 word : {command::enterUpdateMode, command::writeBlock, command::reboot})
+        harness.link->receive(mcu::buildFrame(mcu::replyStart, {}, word, QByteArray(300, '\1')));
+    QCOMPARE(harness.sentText(), QString());
+    QCOMPARE(harness.lines, QStringList());
+    QVERIFY(!QFile::exists(world.archivePath));
+}
+
+/** Nobody would ask again: the link is closed, the run has failed. */
+void TestNet::statusThatCannotBeSent()
+{
+    World world;
+    EngineHarness &harness = *world.harness;
+    harness.engine->slotConnect("ttyS2");
+    harness.clear();
+    harness.link->failWrite = [](const QByteArray &) { return true; };
+    harness.engine->sendAppStatus(command::applicationStatus, 0);
+    QVERIFY(sameTranscript(
+        harness.lines, {"Disconnect", "ttyS2 port is disconnected.", "APPSTATUS|9", "Erasing..."}));
+    QVERIFY(harness.engine->timersIdle());
+    QVERIFY(!harness.engine->runActive());
+}
+
+void TestNet::statusWithoutASerialLink()
+{
+    g_CONNECTTYPE = link::network;
+    QTemporaryDir dir;
+    ControlCenter engine(EngineHarness::scaledPlatform(dir.path()));
+    g_CONNECTTYPE = link::serial;
+    QStringList lines;
+    connect(&engine, &ControlCenter::message, &engine,
+            [&lines](const QStringList &list) { lines += list.join('|'); });
+    engine.sendAppStatus(command::applicationStatus, 0);
+    QCOMPARE(lines, QStringList({"APPSTATUS|9", "Erasing..."}));
+    QVERIFY(engine.timersIdle());
 }
 
 QTEST_GUILESS_MAIN(TestNet)

@@ -77,6 +77,8 @@ private slots:
     void shortReplies();
     void longReplyDuringTheReads();
     void modelNameEndsInZeros();
+    void virtualVersionReply_data();
+    void virtualVersionReply();
     void textMode();
     void textModeIsBounded();
     void replyAfterTheRun();
@@ -302,6 +304,27 @@ void TestParser::modelNameEndsInZeros()
     }
 }
 
+void TestParser::virtualVersionReply_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::newRow("ordinary") << reply(command::setVirtualVersion, QByteArray(3, '\0'));
+    QTest::newRow("too long") << reply(command::escape, QByteArray::fromHex("05790000"));
+    QTest::newRow("too short") << reply(command::escape, QByteArray::fromHex("0579"));
+}
+
+/** It is accepted in one form and length alone. */
+void TestParser::virtualVersionReply()
+{
+    QFETCH(QByteArray, answer);
+    World world;
+    world.changeFirst(command::setVirtualVersion,
+                      [&](const QByteArray &) { return QList<QByteArray>{answer}; });
+    QVERIFY(world.run(twoRows, 2));
+    QVERIFY(world.lines.contains(QStringLiteral("Set virtual version fail, retry 1.")));
+    QCOMPARE(world.sentWords().count(QStringLiteral("7905")), 2);
+    QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
+}
+
 void TestParser::textMode()
 {
     World world;
@@ -317,6 +340,9 @@ void TestParser::textMode()
     QCOMPARE(world.lines, QStringList{"MAIN V1.2.3"});
     world.link->receive(".0\r\n\r\nFPGA\r");
     QCOMPARE(world.lines, QStringList({"MAIN V1.2.3", "AUX V2.0", "FPGA"}));
+    world.link->receive("KEY V3\n");
+    QCOMPARE(world.lines.last(), QStringLiteral("KEY V3"));
+    world.lines.removeLast();
     // Binary replies are not looked for in this mode.
     world.link->receive(reply(0xF903, "HX-8"));
     QCOMPARE(world.lines.size(), 3);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Scenario.h"
+#include "protocol/CommandWords.h"
 
 #include <QtTest>
 
@@ -120,6 +121,7 @@ private slots:
     void writesWithThePackagesDescription();
     void writeFails_data();
     void writeFails();
+    void writeRefusedByItsResult();
     void rowsWithoutARecord();
     void malformed_data();
     void malformed();
@@ -354,6 +356,27 @@ void TestProductInfo::writeFails()
                                             QStringList{"Write all product information done."}));
     QTest::qWait(30);
     QCOMPARE(world.lines.last(), QStringLiteral("Write all product information done."));
+}
+
+/** A reply of the ordinary form says in its result whether the record was taken. */
+void TestProductInfo::writeRefusedByItsResult()
+{
+    World world;
+    int writes = 0;
+    world.link->answerInstead = [&](const QByteArray &frame) {
+        const bool refused = EngineHarness::wordOf(frame) == QLatin1String("7903") && ++writes == 1;
+        return QList<QByteArray>{refused ? mcu::buildFrame(mcu::replyStart, {},
+                                                           command::writeProductInformation,
+                                                           QByteArray::fromHex("000001"))
+                                         : world.link->deviceAnswer(frame)};
+    };
+    const QString startWrite = QStringLiteral("Start to write 'AUX' product information.");
+    QVERIFY(world.write({description, "AUX,1,0,2,4,68"}));
+    QVERIFY(sameTranscript(world.lines, {"Start to write Product Information.", startWrite,
+                                         "Write 'AUX' product information fail, retry 1.",
+                                         startWrite, "Write 'AUX' product information success.",
+                                         "SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1",
+                                         "Write all product information done."}));
 }
 
 void TestProductInfo::rowsWithoutARecord()

@@ -189,6 +189,7 @@ class TestTable : public QObject
 private slots:
     void awaitedWordsAndLinesAgree();
     void everyEventHasOneLine();
+    void whatHasNoLineChangesNothing();
     void noLineLeadsNowhere();
     void everyStepIsReached();
     void silenceGivesUp();
@@ -230,6 +231,15 @@ void TestTable::everyEventHasOneLine()
             }
         }
     }
+}
+
+void TestTable::whatHasNoLineChangesNothing()
+{
+    EngineHarness harness(EngineHarness::twoMcus());
+    QVERIFY(QMetaObject::invokeMethod(harness.engine.get(), "onTimeOutSendOtherCommand"));
+    QCOMPARE(harness.lines, QStringList());
+    QVERIFY(harness.link->sent.isEmpty());
+    QVERIFY(harness.engine->timersIdle());
 }
 
 void TestTable::noLineLeadsNowhere()

@@ -91,6 +91,7 @@ private slots:
     void sizes();
     void progressOfARow_data();
     void progressOfARow();
+    void erasingIsSaidOnce();
     void unknownUploaderWordsPass();
     void file();
     void fileThatCannotBeTaken_data();
@@ -353,6 +354,15 @@ void TestTransfer::progressOfARow()
         said.append(QString::number(value));
     QCOMPARE(said.join(' '), overall);
     QVERIFY(world.waitForEnd());
+}
+
+void TestTransfer::erasingIsSaidOnce()
+{
+    World world;
+    for (const double percent : {0.0, 0.0, 10.0, 20.0, 0.0})
+        world.engine->slotProgressValueChanged(percent, 100.0);
+    QCOMPARE(world.lines,
+             QStringList({"Erasing...", "Erase success.\r\nWriting...", "Erasing..."}));
 }
 
 void TestTransfer::unknownUploaderWordsPass()

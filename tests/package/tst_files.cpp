@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "files/AtomicFile.h"
 #include "files/FileSource.h"
+#include "support/FullDisk.h"
 
 #include <QDir>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <cerrno>
-#include <csignal>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -18,25 +17,6 @@ QByteArray contents(const QString &path)
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
 }
-
-/** Files may not grow beyond so many bytes meanwhile: the disk is full. */
-class FullDisk
-{
-public:
-    explicit FullDisk(rlim_t bytes)
-    {
-        std::signal(SIGXFSZ, SIG_IGN);
-        ::getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{bytes, m_before.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &m_before); }
-    FullDisk(const FullDisk &) = delete;
-    FullDisk &operator=(const FullDisk &) = delete;
-
-private:
-    rlimit m_before{};
-};
 
 } // namespace
 
@@ -128,7 +108,7 @@ void TestFiles::fullDiskLeavesTheOldFile()
     old.write("old");
     old.close();
     {
-        const FullDisk disk{rlim_t(limit)};
+        const FullDisk disk(static_cast<unsigned long>(limit));
         AtomicFile file(path("file"));
         QVERIFY(file.open());
         file.write(QByteArray(size, 'x'));
