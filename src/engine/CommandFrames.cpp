@@ -4,6 +4,7 @@
 #include "engine/Say.h"
 #include "links/CoreCOMQ.h"
 #include "links/CoreTelnet.h"
+#include "links/LinkState.h"
 #include "platform/Log.h"
 
 #include <algorithm>
@@ -63,13 +64,22 @@ void ControlCenter::expectReply(ReceiveMode mode)
     m_assembler.reset();
 }
 
+/** What did not go out cannot be answered: whatever comes next answers something earlier. */
 bool ControlCenter::transmit(const QByteArray &frame)
 {
     keepRunAlive();
-    const auto *bytes = reinterpret_cast<const unsigned char *>(frame.constData());
+    const bool sent = writeToLink(frame);
+    if (!sent)
+        canRead = false;
+    return sent;
+}
+
+bool ControlCenter::writeToLink(const QByteArray &frame)
+{
     switch (m_link) {
     case Link::Serial:
-        return m_serial->sendMsg(bytes, frame.size());
+        return m_serial->sendMsg(reinterpret_cast<const unsigned char *>(frame.constData()),
+                                 frame.size());
     case Link::Network:
         return m_network->write(frame);
     case Link::None:

@@ -208,6 +208,7 @@ private:
 
     // Command frames
     bool transmit(const QByteArray &frame);
+    bool writeToLink(const QByteArray &frame);
     void sendChipCommand(quint16 word);
     void expectReply(ReceiveMode mode);
 
