@@ -15,6 +15,8 @@ IS_CROSS = bool(re.fullmatch(r"(?i)1|on|true|yes", os.environ.get("CROSS", "")))
 # What packages need beside libraries, in dpkg's own form.
 OTHER_NEEDS = {"upgrade-agent": {"adduser", "bzip2", "mount", "sudo", "systemd-sysv"},
                "upgrade-agent-tools": set(), "upgrade-agent-doc": set()}
+# Class (1 for 32 bit, 2 for 64) and machine in the head of an ELF file.
+ELF_HEADS = {"amd64": (2, 62), "arm64": (2, 183), "armhf": (1, 40)}
 PROGRAM, FILE, SECRET = 0o755, 0o644, 0o440
 
 
@@ -117,6 +119,19 @@ class TestPackages(unittest.TestCase):
         if not IS_CROSS:
             self.assertEqual(self.field("upgrade-agent", "Architecture"),
                              run("dpkg", "--print-architecture").strip())
+
+    def test_programs_are_for_the_architecture(self):
+        architecture = self.field("upgrade-agent", "Architecture")
+        if architecture not in ELF_HEADS:
+            self.skipTest(f"the ELF machine of {architecture} is not known here")
+        for package, programs in (("upgrade-agent", ["usr/sbin/upgrade-agent"]),
+                                  ("upgrade-agent-tools", [f"usr/bin/{tool}" for tool in TOOLS])):
+            for program in programs:
+                with open(os.path.join(self.unpacked(package), program), "rb") as file:
+                    head = file.read(20)
+                self.assertEqual(head[:4], b"\x7fELF", program)
+                self.assertEqual((head[4], int.from_bytes(head[18:20], "little")),
+                                 ELF_HEADS[architecture], program)
 
     @unittest.skipIf(IS_CROSS, "dpkg-shlibdeps does not know another machine's libraries")
     def test_libraries_are_those_that_the_programs_need(self):
