@@ -127,9 +127,10 @@ struct Reader
         options.rows = valuesOf(app, command, "ROW");
         if (options.all != options.rows.isEmpty())
             refuse(QStringLiteral("upgrade: give either --all or rows"));
-        for (const QString &row : options.rows)
+        for (const QString &row : qAsConst(options.rows)) {
             if (!rowProblem(row).isEmpty())
                 refuse(rowProblem(row));
+        }
     }
 
     void readArguments()
