@@ -11,7 +11,7 @@ using namespace std::chrono_literals;
 /** Start bit, eight data bits, stop bit. */
 constexpr long long bitsPerByte = 10;
 /** The last stretch of a wait is spent awake, since a wake-up would come late. */
-constexpr auto awake = 300us;
+constexpr auto awake = 2ms;
 
 void waitUntil(Nanoseconds due)
 {
