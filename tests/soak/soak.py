@@ -39,6 +39,8 @@ def parse_arguments():
                         help="short runs alone, each of less than a minute")
     parser.add_argument("--programs", default=os.path.join(PROJECT, "build", "release", "bin"),
                         metavar="DIR", help="where the built programs are")
+    parser.add_argument("--bind", action="append", default=[], metavar="DIR",
+                        help="what the programs need besides")
     parser.add_argument("--show", action="store_true", help="a line of JSON for each run")
     parser.add_argument("--tell", action="store_true", help="all that is known of each run")
     return parser.parse_args()
@@ -78,7 +80,8 @@ class Soak:
     def lane(self, lane):
         """One sandbox, as long as there are runs."""
         programs = os.path.realpath(self.options.programs)
-        command = [os.path.join(PROJECT, "scripts", "sandbox"), "--pty", "--bind", programs, "--",
+        command = [os.path.join(PROJECT, "scripts", "sandbox"), "--pty",
+                   *(f"--bind={folder}" for folder in (programs, *self.options.bind)), "--",
                    "python3", "-B", os.path.join(HERE, "lane.py"), str(self.options.seed)]
         environment = {**os.environ, "AGENT_PROGRAM": os.path.join(programs, "upgrade-agent"),
                        "DEVICE_SIMULATOR": os.path.join(programs, "device-simulator")}
