@@ -6,12 +6,7 @@
 
 # What a cross build needs of the packages that a build here needs: headers and libraries.
 sysroot_packages() {
-    for package in "$@"; do
-        case $package in
-        *-dev) printf '%s,' "$package" ;;
-        esac
-    done
-    echo libc6-dev
+    printf '%s\n' libc6-dev "$@" | grep -e '-dev$' | sort -u | paste -s -d ,
 }
 
 # Nothing but headers and libraries: an emulator looks for every file in here first, so a /tmp or a
