@@ -70,7 +70,7 @@ function(agent_program name)
 endfunction()
 
 # agent_time_limit(SECONDS TEST...): when ctest ends a test, so that none can hang the suite. An
-# emulated processor is slower.
+# emulated processor is slower, and so is a program with a sanitizer.
 set(AGENT_TIME_FACTOR 1 CACHE STRING "How much more time a test may take")
 function(agent_time_limit seconds)
     math(EXPR seconds "${seconds} * ${AGENT_TIME_FACTOR}")
