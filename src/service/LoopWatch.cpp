@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/LoopWatch.h"
 
+#include <QThread>
+
 LoopWatch::LoopWatch(QThread *other, std::chrono::milliseconds interval, QObject *parent)
     : QObject(parent), m_echo(new LoopEcho)
 {
@@ -12,9 +14,14 @@ LoopWatch::LoopWatch(QThread *other, std::chrono::milliseconds interval, QObject
     ask();
 }
 
+/** In a thread that has ended, nobody would come to delete the echo. */
 LoopWatch::~LoopWatch()
 {
-    m_echo->deleteLater();
+    const QThread *const other = m_echo->thread();
+    if (other != nullptr && other->isRunning())
+        m_echo->deleteLater();
+    else
+        delete m_echo;
 }
 
 void LoopWatch::ask()
