@@ -80,7 +80,6 @@ def main():
     try:
         if options.growth:
             result["growth"] = growth.measure_all()
-            print(growth.format_all(result["growth"]))
         else:
             samples = measure(options.only or MEASUREMENTS, options.rounds,
                               QUICK_SCALE if options.quick else 1)

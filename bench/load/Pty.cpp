@@ -73,6 +73,9 @@ std::optional<QByteArray> Pty::read(Nanoseconds busyTime)
             return std::nullopt;
         if (auto bytes = tryRead())
             return bytes;
+        // Without a host, poll() does not wait, and whoever wants to stop must get a turn.
+        if ((state.revents & POLLHUP) != 0)
+            return std::nullopt;
     }
 }
 

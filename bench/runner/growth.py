@@ -139,12 +139,6 @@ def whole_upgrade():
     return {"parts": parts, "bound_s": bound, "actual_s": actual, "bound_over_actual": bound / actual}
 
 
-def measure_all():
-    """Everything; a few minutes."""
-    return {"images": by_image_size(), "rows": by_rows(), "packages": by_package_size(),
-            "whole_upgrade": whole_upgrade()}
-
-
 def format_lines(lines):
     """A table of equal dictionaries."""
     rows = [list(lines[0])] + [[f"{value:.3f}" if isinstance(value, float) else str(value)
@@ -154,11 +148,23 @@ def format_lines(lines):
                      for row in rows)
 
 
-def format_all(result):
-    """Everything as text."""
-    whole = result["whole_upgrade"]
+def format_whole(whole):
+    """Where a whole upgrade's time goes."""
     parts = "\n".join(f"{seconds:8.3f} s  {what}" for what, seconds in whole["parts"].items())
-    tables = [format_lines(result[name]) for name in ("images", "rows", "packages")]
-    return "\n\n".join([*tables, parts + f"\n{whole['bound_s']:8.3f} s  lower bound"
-                        f"\n{whole['actual_s']:8.3f} s  actual time, bound / actual = "
-                        f"{whole['bound_over_actual']:.4f}"])
+    return (f"{parts}\n{whole['bound_s']:8.3f} s  lower bound"
+            f"\n{whole['actual_s']:8.3f} s  actual time, bound / actual = "
+            f"{whole['bound_over_actual']:.4f}")
+
+
+PARTS = {"images": (by_image_size, format_lines), "rows": (by_rows, format_lines),
+         "packages": (by_package_size, format_lines),
+         "whole_upgrade": (whole_upgrade, format_whole)}
+
+
+def measure_all():
+    """Everything, printed as it comes; a few minutes."""
+    result = {}
+    for name, (measure, form) in PARTS.items():
+        result[name] = measure()
+        print(form(result[name]) + "\n", flush=True)
+    return result
