@@ -12,8 +12,8 @@
 
 int main(int argc, char **argv)
 {
-    // The event loop of glib looks at every socket on each turn; the plain one serves hundreds of
-    // clients several times as fast.
+    // For the engine's thread, and for this one should there be no epoll: the event loop of glib
+    // looks at every socket on each turn, and the framework's plain one is several times as fast.
     if (!qEnvironmentVariableIsSet("QT_NO_GLIB"))
         qputenv("QT_NO_GLIB", "1");
     // A reader of the standard streams that has gone away must not end the agent.
