@@ -5,7 +5,7 @@
 
 #include <QString>
 
-class QTcpSocket;
+class ConsoleSocket;
 
 /** Where a client is, as replies are addressed to it. */
 struct ConsolePeer
@@ -44,7 +44,7 @@ struct RunRequest
 struct ConsoleClient
 {
     /** Owned by the listening server. */
-    QTcpSocket *socket = nullptr;
+    ConsoleSocket *socket = nullptr;
     ConsolePeer peer;
     LineFramer framer{0};
     /** It did not read its replies; what it still asks for is not answered. */

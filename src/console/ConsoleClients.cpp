@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // The clients of the console: coming, going, reading and writing.
 #include "console/ConsoleListener.h"
+#include "console/ConsoleSocket.h"
 #include "console/TCPServer.h"
 #include "netupgrade/NetModelUpgrade.h"
 #include "platform/Log.h"
 #include "protocol/ConsoleTexts.h"
 
-#include <QTcpSocket>
-
 #include <algorithm>
-#include <sys/socket.h>
 #include <utility>
 
 namespace {
@@ -32,17 +30,6 @@ ConsolePeer peerOf(const QTcpSocket &socket)
     return {address, socket.peerPort()};
 }
 
-/** Hands the kernel what it takes at once, which is nearly always everything; returns the number of
- *  bytes. Through the socket's own buffer, each reply would set up and tear down a notifier. */
-int sendAtOnce(const QTcpSocket &socket, const QByteArray &bytes)
-{
-    if (socket.bytesToWrite() > 0)
-        return 0;
-    const ssize_t count = ::send(int(socket.socketDescriptor()), bytes.constData(),
-                                 size_t(bytes.size()), MSG_DONTWAIT | MSG_NOSIGNAL);
-    return int(std::max<ssize_t>(count, 0));
-}
-
 bool isFragment(const QByteArray &bytes)
 {
     return bytes.startsWith(consoletext::fragmentKey.data()) &&
@@ -54,10 +41,9 @@ bool isFragment(const QByteArray &bytes)
 void TCPServer::NewConnectionSlot()
 {
     qCDebug(logConsole) << "NewConnectionSlot";
-    QTcpSocket *socket = m_server->nextPendingConnection();
+    ConsoleSocket *socket = m_server->nextPendingConnection();
     if (socket == nullptr)
         return;
-    socket->setReadBufferSize(m_platform.limits.consoleRead);
     // A reply that waited for the acknowledgement of the last one would cost 40 ms.
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     const auto client = std::make_shared<ConsoleClient>(
@@ -78,7 +64,7 @@ void TCPServer::disconnectedSlot()
 {
     qCDebug(logConsole) << "disconnectedSlot";
     for (int i = 0; i < m_clients.size(); ++i) {
-        QTcpSocket *socket = m_clients.at(i)->socket;
+        ConsoleSocket *socket = m_clients.at(i)->socket;
         if (socket->state() != QAbstractSocket::UnconnectedState)
             continue;
         if (m_clients.at(i)->framer.restSize() > longLine)
@@ -93,9 +79,9 @@ void TCPServer::disconnectedSlot()
 }
 
 /**
- * Serves every client that has sent something, in the order of their coming. A socket fetches bytes
- * only right before it signals, so the signalling one is the only one that has any; looking at all
- * of them would make the cost of a request grow with the number of clients.
+ * Serves every client that has sent something, in the order of their coming. The event loop signals
+ * them in that order, each by itself; looking at all of them would make the cost of a request grow
+ * with the number of clients.
  */
 void TCPServer::ReadData()
 {
@@ -110,9 +96,10 @@ void TCPServer::ReadData()
 
 void TCPServer::readFrom(const std::shared_ptr<ConsoleClient> &client)
 {
-    const QByteArray bytes = client->socket == nullptr ? QByteArray() : client->socket->readAll();
-    if (bytes.isEmpty())
+    const int count = client->socket == nullptr ? 0 : client->socket->fetch(m_read);
+    if (count == 0)
         return;
+    const auto bytes = QByteArray::fromRawData(m_read.constData(), count);
 
     m_collectReplies = true;
     if (isFragment(bytes)) {
@@ -153,13 +140,13 @@ void TCPServer::reply(const QString &text)
 
 void TCPServer::reply(QLatin1String text)
 {
-    write(QByteArray(text.data(), text.size()));
+    write(QByteArray::fromRawData(text.data(), text.size()));
 }
 
 /** Writes to the reply target, to nobody when it is gone. */
 void TCPServer::write(const QByteArray &bytes)
 {
-    QTcpSocket *const socket = replySocket();
+    ConsoleSocket *const socket = replySocket();
     if (socket == nullptr)
         return;
     if (m_unsentTo != socket)
@@ -170,7 +157,7 @@ void TCPServer::write(const QByteArray &bytes)
         sendReplies();
 }
 
-QTcpSocket *TCPServer::replySocket() const
+ConsoleSocket *TCPServer::replySocket() const
 {
     const auto isConnected = [](const ConsoleClient &client) {
         return client.socket != nullptr &&
@@ -187,14 +174,10 @@ QTcpSocket *TCPServer::replySocket() const
 
 void TCPServer::sendReplies()
 {
-    QTcpSocket *const socket = std::exchange(m_unsentTo, nullptr);
+    ConsoleSocket *const socket = std::exchange(m_unsentTo, nullptr);
     if (socket == nullptr)
         return;
-    const int sent = sendAtOnce(*socket, m_unsent);
-    if (sent < m_unsent.size()) {
-        socket->write(m_unsent.mid(sent));
-        socket->flush();
-    }
+    socket->send(m_unsent);
     m_unsent.resize(0);
     if (socket->bytesToWrite() > 0)
         limitReplies();

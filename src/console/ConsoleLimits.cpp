@@ -6,8 +6,6 @@
 #include "platform/FreeMemory.h"
 #include "platform/Log.h"
 
-#include <QTcpSocket>
-
 #include <algorithm>
 
 namespace {

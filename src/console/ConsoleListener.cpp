@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/ConsoleListener.h"
 
-#include <QTcpSocket>
-
 #include <cerrno>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -47,7 +45,7 @@ void ConsoleListener::setAccepting(bool accepting)
     refresh();
 }
 
-QTcpSocket *ConsoleListener::nextPendingConnection()
+ConsoleSocket *ConsoleListener::nextPendingConnection()
 {
     return std::exchange(m_next, nullptr);
 }
@@ -70,8 +68,8 @@ void ConsoleListener::acceptClients()
 
 void ConsoleListener::handOut(int descriptor)
 {
-    m_next = new QTcpSocket(this);
-    if (m_next->setSocketDescriptor(descriptor))
+    m_next = new ConsoleSocket(this);
+    if (m_next->start(descriptor))
         emit newConnection();
     else
         ::close(descriptor);

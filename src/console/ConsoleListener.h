@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "console/ConsoleSocket.h"
+
 #include <QSocketNotifier>
 #include <QTcpServer>
 #include <QTimer>
@@ -25,7 +27,7 @@ public:
     void setAccepting(bool accepting);
 
     /** The client that newConnection() tells of. */
-    QTcpSocket *nextPendingConnection() override;
+    ConsoleSocket *nextPendingConnection() override;
 
 signals:
     /** The first of a row of failures; what has become free is noticed within a second. */
@@ -41,5 +43,5 @@ private:
     QTimer m_rest;
     bool m_accepting = true;
     bool m_failing = false;
-    QTcpSocket *m_next = nullptr;
+    ConsoleSocket *m_next = nullptr;
 };

@@ -8,11 +8,10 @@
 #include "netupgrade/NetModelUpgrade.h"
 #include "platform/Log.h"
 
-#include <QTcpSocket>
-
 TCPServer::TCPServer(QObject *parent, const Platform &platform)
     : QObject(parent),
       m_platform(platform),
+      m_read(int(platform.limits.consoleRead), Qt::Uninitialized),
       m_netReport([this](const RunEvent &event) { emit m_events.runEvent(event); })
 {
     createWorker();
@@ -27,7 +26,7 @@ TCPServer::TCPServer(QObject *parent, const Platform &platform)
 TCPServer::~TCPServer()
 {
     for (int i = 0; i < m_clients.size(); ++i) {
-        QTcpSocket *socket = m_clients.at(i)->socket;
+        ConsoleSocket *socket = m_clients.at(i)->socket;
         socket->disconnect(this);
         socket->disconnectFromHost();
         if (socket->state() != QAbstractSocket::UnconnectedState)

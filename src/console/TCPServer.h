@@ -17,9 +17,9 @@
 #include <memory>
 
 class ConsoleListener;
+class ConsoleSocket;
 class NetModelUpgrade;
 class ParseEDID;
-class QTcpSocket;
 class WorkerCOM;
 struct ConsoleRequest;
 
@@ -80,7 +80,7 @@ private:
     void reply(const QString &text);
     void reply(QLatin1String text);
     void write(const QByteArray &bytes);
-    QTcpSocket *replySocket() const;
+    ConsoleSocket *replySocket() const;
     void sendReplies();
 
     void parseLine(const std::shared_ptr<ConsoleClient> &client, const QString &line);
@@ -106,6 +106,8 @@ private:
     QVector<std::shared_ptr<ConsoleClient>> m_clients;
     /** The one whose socket signals just now. */
     std::shared_ptr<ConsoleClient> m_signalling;
+    /** Takes one read, whoever's it is. */
+    QByteArray m_read;
     bool m_full = false;
     /** The most at the same time since memory was last given back. */
     int m_mostClients = 0;
@@ -130,6 +132,6 @@ private:
     /** While one read is worked off, its replies leave together. Sockets are deleted by the event
      *  loop only, so none can go in the meantime. */
     bool m_collectReplies = false;
-    QTcpSocket *m_unsentTo = nullptr;
+    ConsoleSocket *m_unsentTo = nullptr;
     QByteArray m_unsent;
 };

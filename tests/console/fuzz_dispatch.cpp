@@ -8,6 +8,7 @@
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -133,7 +134,10 @@ private:
         if (bytes.isEmpty())
             return;
         client.send(bytes);
-        require(socket.waitForReadyRead(patience));
+        // Without the event loop, in which a run could end meanwhile.
+        pollfd arrival{int(socket.socketDescriptor()), POLLIN, 0};
+        require(poll(&arrival, 1, patience) == 1);
+        emit socket.readyRead();
         client.replies();
     }
 

@@ -65,6 +65,7 @@ private slots:
     void resets();
     void deafClientIsDropped();
     void deafClientsTogether();
+    void halfClosedClient();
     void longLinesTogether();
     void manyRepliesOfOneRead();
     void outOfDescriptors();
@@ -277,6 +278,34 @@ void TestClients::deafClientsTogether()
     QCOMPARE(clientsOf(bench), 4);
     steady.send("VERSION\r\n");
     QTRY_COMPARE(steady.received(), versionReply);
+}
+
+/** Who has asked all there is to ask still gets every reply. */
+void TestClients::halfClosedClient()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    client.socket.setReadBufferSize(1024);
+    client.send("HEARTBEAT\r\n");
+    QTRY_COMPARE(client.socket.bytesAvailable(), qint64(11));
+    const QString line(64 * 1024, 'x');
+    constexpr int lines = 150;
+    for (int i = 0; i < lines; ++i)
+        bench.tell({line});
+    const auto *const accepted = bench.server->findChild<QTcpSocket *>();
+    QVERIFY(accepted->bytesToWrite() > 0);
+    shutdown(int(client.socket.socketDescriptor()), SHUT_WR);
+    QTRY_COMPARE(accepted->state(), QAbstractSocket::ClosingState);
+
+    QByteArray expected = "HEARTBEAT\r\n";
+    for (int i = 0; i < lines; ++i)
+        expected += "UPGRADELOG||" + line.toLatin1() + "\r\n";
+    client.socket.setReadBufferSize(0);
+    QTRY_COMPARE(client.received().size(), expected.size());
+    QCOMPARE(client.received(), expected);
+    QTRY_COMPARE(clientsOf(bench), 0);
+    QTRY_COMPARE(client.socket.state(), QAbstractSocket::UnconnectedState);
 }
 
 void TestClients::longLinesTogether()

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "console/ConsoleSocket.h"
+
+#include <QSocketNotifier>
+
+#include <algorithm>
+#include <cerrno>
+#include <sys/socket.h>
+
+bool ConsoleSocket::start(int descriptor)
+{
+    if (!setSocketDescriptor(descriptor))
+        return false;
+    // The framework fetches bytes whenever its notifier tells it to.
+    const auto notifiers = findChildren<QSocketNotifier *>();
+    for (QSocketNotifier *const notifier : notifiers)
+        notifier->setEnabled(false);
+    leaveReadingTo(new QSocketNotifier(descriptor, QSocketNotifier::Read, this));
+    return true;
+}
+
+void ConsoleSocket::leaveReadingTo(QSocketNotifier *notifier)
+{
+    connect(notifier, &QSocketNotifier::activated, this, &ConsoleSocket::readyRead);
+    // The descriptor is closed next, or is only there for what is still to be sent.
+    connect(this, &ConsoleSocket::stateChanged, notifier,
+            [notifier](SocketState state) { notifier->setEnabled(state == ConnectedState); });
+}
+
+int ConsoleSocket::fetch(QByteArray &buffer)
+{
+    if (state() != ConnectedState)
+        return 0;
+    const ssize_t count =
+        ::recv(int(socketDescriptor()), buffer.data(), size_t(buffer.size()), MSG_DONTWAIT);
+    if (count == 0)
+        disconnectFromHost();
+    else if (count < 0 && errno != EAGAIN && errno != EINTR)
+        abort();
+    return int(std::max<ssize_t>(count, 0));
+}
+
+void ConsoleSocket::send(const QByteArray &bytes)
+{
+    ssize_t sent = 0;
+    if (bytesToWrite() == 0) {
+        sent = ::send(int(socketDescriptor()), bytes.constData(), size_t(bytes.size()),
+                      MSG_DONTWAIT | MSG_NOSIGNAL);
+    }
+    if (sent == bytes.size())
+        return;
+    write(bytes.mid(int(std::max<ssize_t>(sent, 0))));
+    flush();
+}

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+#include <QTcpSocket>
+
+class QSocketNotifier;
+
+/**
+ * A client's connection whose bytes go straight between the kernel and the console. By way of the
+ * framework's buffers a short request costs one more system call and several allocations, and each
+ * reply sets up and tears down a notifier.
+ *
+ * Only fetch() reads: the framework's own read functions never have any bytes.
+ */
+class ConsoleSocket : public QTcpSocket
+{
+    Q_OBJECT
+
+public:
+    using QTcpSocket::QTcpSocket;
+
+    /** Takes a connected descriptor over; false when it is none, and then it stays the caller's.
+     *  readyRead() comes whenever there is something to fetch, or the connection has ended. */
+    bool start(int descriptor);
+
+    /** Fetches what has come, at most as much as the buffer holds, and returns the number of bytes.
+     *  At the connection's end there are none, and the socket is closed as soon as what is still to
+     *  be sent has gone. */
+    int fetch(QByteArray &buffer);
+
+    /** Hands the kernel what it takes at once, which is nearly always everything, and keeps the
+     *  rest until it takes that, too. */
+    void send(const QByteArray &bytes);
+
+private:
+    void leaveReadingTo(QSocketNotifier *notifier);
+};
