@@ -5,6 +5,7 @@ import os
 import re
 import shutil
 import socket
+import stat
 import subprocess
 import tempfile
 import threading
@@ -83,6 +84,17 @@ class TestSandbox(unittest.TestCase):
                        folder)
             self.check(f"touch {folder}/x", "", "--bind-writable", folder)
             self.assertEqual(os.listdir(folder), ["x"])
+
+    def test_device(self):
+        with tempfile.TemporaryDirectory() as folder:
+            null = os.path.join(folder, "null")
+            try:
+                os.mknod(null, stat.S_IFCHR | 0o666, os.makedev(1, 3))
+            except PermissionError:
+                self.skipTest("only root makes devices")
+            self.check(f"(echo x > {null}) 2>/dev/null || echo refused", "refused\n",
+                       "--bind", folder)
+            self.check(f"echo x > {null} && cat {null}", "", "--device", null)
 
     def test_another_root(self):
         """One that has nothing but a shell and a marker."""
