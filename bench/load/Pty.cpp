@@ -60,13 +60,8 @@ std::optional<QByteArray> Pty::tryRead()
     return std::nullopt;
 }
 
-std::optional<QByteArray> Pty::read(Nanoseconds busyTime)
+std::optional<QByteArray> Pty::read()
 {
-    const auto busyUntil = now() + busyTime;
-    do {
-        if (auto bytes = tryRead())
-            return bytes;
-    } while (now() < busyUntil);
     for (;;) {
         pollfd state{m_fd, POLLIN, 0};
         if (poll(&state, 1, -1) < 0)

@@ -20,11 +20,8 @@ public:
 
     const std::string &path() const { return m_linkPath; }
 
-    /**
-     * Waits for bytes: at first busily for as long as told, so that no wake-up counts as the
-     * host's time, then asleep. Nothing when a signal came.
-     */
-    std::optional<QByteArray> read(Nanoseconds busyTime);
+    /** Waits for bytes. Nothing when a signal came. */
+    std::optional<QByteArray> read();
     void write(const QByteArray &bytes);
 
 private:

@@ -34,7 +34,7 @@ void Responder::run(const volatile bool &stop)
     if (!m_peer.greeting().isEmpty())
         m_pty.write(m_peer.greeting());
     while (!stop && !isDone()) {
-        if (const auto bytes = m_pty.read(m_settings.busyTime))
+        if (const auto bytes = m_pty.read())
             take(*bytes);
     }
 }

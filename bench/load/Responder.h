@@ -19,8 +19,6 @@ public:
     {
         /** 0: as fast as the machine. */
         int baudRate = 0;
-        /** How long it waits busily for the next block. */
-        Nanoseconds busyTime{0};
         /** How many blocks end it; 0: none do. */
         int blocks = 0;
         int warmUp = 0;

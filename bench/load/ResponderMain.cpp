@@ -29,7 +29,6 @@ struct Options
     std::string link;
     std::string device;
     bool xmodem = false;
-    int busyMicroseconds = 0;
     pid_t sender = 0;
     bool onStandardStreams = false;
     std::vector<std::string> command;
@@ -44,7 +43,6 @@ void readOptions(CLI::App &application, Options &options)
     application.add_option("--baud", options.settings.baudRate);
     application.add_option("--blocks", options.settings.blocks, "how many blocks end it");
     application.add_option("--warm-up", options.settings.warmUp, "blocks that do not count");
-    application.add_option("--busy", options.busyMicroseconds, "microseconds of busy waiting");
     application.add_option("--sender", options.sender, "process whose CPU time is taken");
     application.add_flag("--stdio", options.onStandardStreams,
                          "the command sends on its standard streams");
@@ -99,7 +97,6 @@ void report(const Responder &responder, const Peer &peer, Nanoseconds cpu)
 int measure(Options options)
 {
     const auto peer = makePeer(options);
-    options.settings.busyTime = std::chrono::microseconds(options.busyMicroseconds);
     Pty pty(options.link);
     Responder responder(pty, *peer, options.settings);
     std::printf("ready\n");

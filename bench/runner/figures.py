@@ -44,6 +44,7 @@ def less(key, what, against, must=None, aim=None, unit=""):
 
 FIGURES = [
     more("transfer", "transfer at 57600 baud", "wire time", 0.997, 0.9985),
+    more("transfer-all", "  the same, slowest transfers included", "wire time"),
     more("transfer-median", "  the same, were all turnarounds the median one", "wire time"),
     more("transfer-poll", "  the same by the poll/read/write sender", "wire time"),
     less("turnaround-p50-qt", "turnaround, p50", "QSerialPort sender", 1.5, 1.15),

@@ -12,7 +12,7 @@ from runner import process_state
 from runner.figures import MIB
 from runner.packages import AUX, BLOCK, write_package
 from runner.programs import (AGENT_PORT, PACKAGE, Console, Responder, agent, program, times)
-from runner.transfer import BAUD, BUSY_MICROSECONDS, DEVICE, by_agent, unpaced
+from runner.transfer import BAUD, DEVICE, by_agent, processors_awake, unpaced
 
 KIB = 1024
 IMAGE_SIZES = [64 * KIB, 256 * KIB, MIB, 4 * MIB, 16 * MIB]
@@ -123,8 +123,8 @@ def whole_upgrade():
     images = {image.name: (image, WHOLE_IMAGE) for image, _ in WHOLE_CHIPS}
     write_package(PACKAGE, *images.values())
     rows = [f"{image.name},{image.chip_type},{index}" for image, index in WHOLE_CHIPS]
-    with agent(), Console() as console, \
-            Responder("--baud", BAUD, "--busy", BUSY_MICROSECONDS, device=DEVICE) as responder:
+    with processors_awake(), agent(), Console() as console, \
+            Responder("--baud", BAUD, device=DEVICE) as responder:
         start = time.monotonic()
         console.upgrade(*rows)
         text = console.read_until("UPGRADESUCCESS", "UPGRADEFAIL")

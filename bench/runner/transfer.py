@@ -3,8 +3,7 @@
 
 import contextlib
 import os
-import subprocess
-import sys
+import struct
 
 from runner import process_state
 from runner.figures import MIB, Sample
@@ -19,16 +18,14 @@ BAUD = 57600
 XMODEM_BLOCK = 1024
 WARM_UP = 64
 PACED_WARM_UP = 4
-# The responder waits busily for the next block of a paced transfer: its own wake-up from a sleep
-# of 49 ms would otherwise count as the sender's time.
-BUSY_MICROSECONDS = 3000
+PACED_TRANSFERS = 5
+PROCESSOR_LATENCY = "/dev/cpu_dma_latency"
 HEARTBEAT_PAUSE = 500
 
 
 def paced(blocks):
     """A responder's arguments for a line of the device's speed."""
-    return ["--blocks", blocks, "--warm-up", PACED_WARM_UP, "--baud", BAUD,
-            "--busy", BUSY_MICROSECONDS]
+    return ["--blocks", blocks, "--warm-up", PACED_WARM_UP, "--baud", BAUD]
 
 
 def unpaced(blocks):
@@ -72,24 +69,26 @@ def by_sx(size):
 
 @contextlib.contextmanager
 def processors_awake():
-    """Keeps every processor from sleeping by work that gives way to all other. On the line's own
-    speed a sleeping processor is woken three times for each block, which takes a virtual machine
-    a tenth of a millisecond each time, whoever sends."""
-    spinners = [subprocess.Popen([sys.executable, "-c", "while True: pass"],
-                                 preexec_fn=lambda: os.sched_setscheduler(
-                                     0, os.SCHED_IDLE, os.sched_param(0)))
-                for _ in range(os.cpu_count())]
-    try:
+    """Keeps every processor from sleeping, where one may ask for that. On the line's own speed a
+    sleeping processor is woken three times for each block, which takes a virtual machine a tenth
+    of a millisecond each time, whoever sends."""
+    if not os.path.exists(PROCESSOR_LATENCY):
         yield
-    finally:
-        for spinner in spinners:
-            spinner.kill()
-            spinner.wait()
+        return
+    with open(PROCESSOR_LATENCY, "wb", buffering=0) as latency:
+        # Microseconds to wake up in; they hold for as long as the file is open.
+        latency.write(struct.pack("=i", 0))
+        yield
 
 
 def efficiency(seen):
     """Wire time of the blocks over their actual time."""
     return Sample(seen["wire_ns"], seen["actual_ns"])
+
+
+def middle(samples):
+    """The median of an odd number of samples."""
+    return sorted(samples, key=lambda sample: sample.figure)[len(samples) // 2]
 
 
 def median_efficiency(seen):
@@ -98,13 +97,18 @@ def median_efficiency(seen):
 
 
 def measure_transfer(scale):
-    """The line's own speed."""
-    blocks = max(int(100 * scale), 2 * PACED_WARM_UP)
+    """The line's own speed, in short transfers by turns: a machine that takes the processor away
+    for some milliseconds, which is a tenth of a block, spoils the transfer that it meets."""
+    blocks = max(int(20 * scale), 2) + PACED_WARM_UP
     with processors_awake():
-        own = by_agent(paced(blocks), blocks)
-        poll = by_reference("poll-sender", paced(blocks), blocks)
-    return {"transfer": efficiency(own), "transfer-median": median_efficiency(own),
-            "transfer-poll": efficiency(poll)}
+        pairs = [(by_agent(paced(blocks), blocks), by_reference("poll-sender", paced(blocks), blocks))
+                 for _ in range(PACED_TRANSFERS)]
+    own, poll = zip(*pairs)
+    return {"transfer": middle([efficiency(seen) for seen in own]),
+            "transfer-all": Sample(sum(seen["wire_ns"] for seen in own),
+                                   sum(seen["actual_ns"] for seen in own)),
+            "transfer-median": middle([median_efficiency(seen) for seen in own]),
+            "transfer-poll": middle([efficiency(seen) for seen in poll])}
 
 
 def measure_turnaround(scale):
