@@ -7,6 +7,9 @@
 #include <QEvent>
 #include <QThread>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <climits>
 #include <dlfcn.h>
 #include <private/qobject_p.h>
@@ -38,15 +41,57 @@ bool onEvent(void **data)
     return false;
 }
 
+/**
+ * The senders of the signals that a thread is in the midst of, the innermost last. It has no
+ * destructor, since signals go out until the very end of a thread. A sender that a slot deletes
+ * stays until a signal around it ends; should there be too many, the outermost is forgotten, which
+ * accuses where there is nothing but hides nothing.
+ */
+class Emissions
+{
+public:
+    void begin(const QObject *sender)
+    {
+        if (m_depth == m_senders.size()) {
+            std::copy(m_senders.begin() + 1, m_senders.end(), m_senders.begin());
+            --m_depth;
+        }
+        m_senders[m_depth++] = sender;
+    }
+
+    void end(const QObject *sender)
+    {
+        size_t depth = m_depth;
+        while (depth > 0 && m_senders[depth - 1] != sender)
+            --depth;
+        if (depth > 0)
+            m_depth = depth - 1;
+    }
+
+    const QObject *innermost() const { return m_depth == 0 ? nullptr : m_senders[m_depth - 1]; }
+
+private:
+    std::array<const QObject *, 64> m_senders{};
+    size_t m_depth = 0;
+};
+thread_local Emissions emissions;
+
 /** Called before each signal goes out, in the sender's thread. */
 void onSignal(QObject *sender, int /*signal*/, void ** /*arguments*/)
 {
+    emissions.begin(sender);
     handOver(sender);
+}
+
+/** Called when all direct slots have returned and all queued ones have their events. */
+void onSignalEnd(QObject *sender, int /*signal*/)
+{
+    emissions.end(sender);
 }
 
 [[gnu::constructor]] void watch()
 {
-    static QSignalSpyCallbackSet callbacks{onSignal, nullptr, nullptr, nullptr};
+    static QSignalSpyCallbackSet callbacks{onSignal, nullptr, onSignalEnd, nullptr};
     qt_register_signal_spy_callbacks(&callbacks);
     QInternal::registerCallback(QInternal::EventNotifyCallback, onEvent);
 }
@@ -75,6 +120,35 @@ private:
     QtPrivate::QSlotObjectBase *m_slot;
 };
 
+/** What copies and destroys the values of each type of ours. Looked up in every copy, so without an
+ *  order that would hide races. */
+struct OwnType
+{
+    std::atomic<QMetaType::Constructor> construct{nullptr};
+    std::atomic<QMetaType::Destructor> destruct{nullptr};
+};
+std::array<OwnType, 1024> ownTypes;
+
+OwnType &ownType(int type)
+{
+    return ownTypes.at(size_t(type - QMetaType::User));
+}
+
+/** A queued slot's arguments are copied when the signal is on its way already, before the event is
+ *  posted; the copies of our own types are made by code that is seen. */
+void *copyOwn(int type, void *where, const void *copy)
+{
+    void *const value = ownType(type).construct.load(std::memory_order_relaxed)(where, copy);
+    if (emissions.innermost() != nullptr)
+        handOver(emissions.innermost());
+    return value;
+}
+
+void destroyOwn(int type, void *value)
+{
+    ownType(type).destruct.load(std::memory_order_relaxed)(value);
+}
+
 template<typename Function>
 Function original(const char *symbol)
 {
@@ -98,6 +172,16 @@ bool QMetaObject::invokeMethodImpl(QObject *object, QtPrivate::QSlotObjectBase *
     const bool isDone = invoke(object, new Returning(slot), type, result);
     takeOver(object);
     return isDone;
+}
+
+int QMetaType::registerNormalizedType(const ::QByteArray &name, Destructor destructor,
+                                      Constructor constructor, int size, TypeFlags flags,
+                                      const QMetaObject *metaObject)
+{
+    const int type = registerNormalizedType(name, destroyOwn, copyOwn, size, flags, metaObject);
+    ownType(type).construct.store(constructor, std::memory_order_relaxed);
+    ownType(type).destruct.store(destructor, std::memory_order_relaxed);
+    return type;
 }
 
 bool QThread::wait(QDeadlineTimer deadline)

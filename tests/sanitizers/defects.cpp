@@ -10,9 +10,46 @@
 #include <map>
 #include <string>
 
-namespace {
-
 constexpr int rounds = 1000;
+
+/** A value of our own, which the framework copies for a queued slot. */
+struct Parcel
+{
+    QString text;
+    int number = 0;
+    int *counted = nullptr;
+};
+Q_DECLARE_METATYPE(Parcel)
+
+class Sender : public QObject
+{
+    Q_OBJECT
+
+signals:
+    void sent(const Parcel &parcel);
+    /** Has no slots but direct ones. */
+    void counted(int number);
+};
+
+class Receiver : public QObject
+{
+public:
+    void take(const Parcel &parcel)
+    {
+        m_lengths += parcel.text.size() + parcel.number;
+        if (parcel.counted != nullptr)
+            ++*parcel.counted;
+        if (parcel.number == rounds)
+            QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    }
+
+    int lengths() const { return m_lengths; }
+
+private:
+    int m_lengths = 0;
+};
+
+namespace {
 
 /** Two threads of the framework pass lists both ways; with a race, both count, too. */
 void passLists(bool race)
@@ -47,6 +84,31 @@ void passLists(bool race)
     std::printf("%d %d %d\n", counted, back, kept.size());
 }
 
+/** A thread sends parcels to another; with a race, both count behind the sending of the last. */
+void sendParcels(bool race)
+{
+    qRegisterMetaType<Parcel>();
+    QThread thread;
+    Receiver receiver;
+    receiver.moveToThread(&thread);
+    thread.start();
+    int counted = 0;
+    Sender sender;
+    Sender inner;
+    // The slot in front of the queued one lets another object's signal out.
+    QObject::connect(&sender, &Sender::sent,
+                     [&inner](const Parcel &parcel) { emit inner.counted(parcel.number); });
+    QObject::connect(&sender, &Sender::sent, &receiver, &Receiver::take);
+    for (int round = 1; round <= rounds; ++round)
+        emit sender.sent({QString::number(round), round, race ? &counted : nullptr});
+    if (race)
+        ++counted;
+    QCoreApplication::exec();
+    thread.quit();
+    thread.wait();
+    std::printf("%d %d\n", counted, receiver.lengths());
+}
+
 void useAfterFree()
 {
     auto *const volatile number = new int(1);
@@ -75,6 +137,8 @@ int main(int argc, char **argv)
     const std::map<std::string, std::function<void()>> defects{
         {"none", [] { passLists(false); }},
         {"race", [] { passLists(true); }},
+        {"no-race-by-signal", [] { sendParcels(false); }},
+        {"race-by-signal", [] { sendParcels(true); }},
         {"use-after-free", useAfterFree},
         {"leak", leak},
         {"overflow", overflow},
@@ -85,3 +149,5 @@ int main(int argc, char **argv)
     found->second();
     return 0;
 }
+
+#include "defects.moc"
