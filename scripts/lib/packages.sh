@@ -16,7 +16,8 @@ INSTALL_PACKAGES="mmdebstrap"
 BENCH_PACKAGES="edid-decode redis-server lrzsz"
 FUZZ_PACKAGES="clang llvm"
 LINT_PACKAGES="clang-format shellcheck codespell cppcheck"
-MEMCHECK_PACKAGES="valgrind"
+# valgrind starts only with the symbols of the C library.
+MEMCHECK_PACKAGES="valgrind libc6-dbg"
 ANALYSIS_PACKAGES="clang-tidy clazy"
 COVERAGE_PACKAGES="gcovr"
 # The handovers between threads that ThreadSanitizer is told of.
