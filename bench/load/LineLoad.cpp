@@ -197,7 +197,7 @@ private:
 } // namespace
 
 int main(int argc, char **argv)
-{
+try {
     CLI::App application("Loads a line server and prints its rate and latencies.");
     Options options;
     application.add_option("--port", options.port)->required();
@@ -210,4 +210,7 @@ int main(int argc, char **argv)
     CLI11_PARSE(application, argc, argv);
     LineLoad(options).run();
     return 0;
+} catch (const std::exception &problem) {
+    std::fprintf(stderr, "line-load: %s\n", problem.what());
+    return 1;
 }

@@ -35,7 +35,7 @@ std::vector<PeerAnswer> DevicePeer::take(const QByteArray &bytes)
 
 QByteArray XmodemPeer::greeting() const
 {
-    return QByteArray(1, wantsCrc);
+    return {1, wantsCrc};
 }
 
 std::vector<PeerAnswer> XmodemPeer::take(const QByteArray &bytes)

@@ -16,8 +16,6 @@
 #include <unistd.h>
 #include <vector>
 
-extern char **environ;
-
 namespace {
 
 using namespace std::chrono_literals;
@@ -34,6 +32,7 @@ pid_t start(std::vector<std::string> &command)
     for (const int fd : {STDOUT_FILENO, STDERR_FILENO})
         posix_spawn_file_actions_addopen(&actions, fd, "/dev/null", O_WRONLY, 0);
     std::vector<char *> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string &argument : command)
         arguments.push_back(argument.data());
     arguments.push_back(nullptr);
@@ -91,7 +90,7 @@ bool awaitListening(pid_t pid, uint16_t port, Nanoseconds &end)
 } // namespace
 
 int main(int argc, char **argv)
-{
+try {
     CLI::App application("Times how long a program takes to end, or to listen.");
     int count = 1;
     uint16_t port = 0;
@@ -115,4 +114,7 @@ int main(int argc, char **argv)
         std::printf("%lld\n", static_cast<long long>((end - begin).count()));
     }
     return 0;
+} catch (const std::exception &problem) {
+    std::fprintf(stderr, "process-timer: %s\n", problem.what());
+    return 1;
 }

@@ -118,7 +118,7 @@ int measure(Options options)
 } // namespace
 
 int main(int argc, char **argv)
-{
+try {
     CLI::App application("Plays the receiver of images and takes the sender's times.");
     Options options;
     readOptions(application, options);
@@ -131,10 +131,8 @@ int main(int argc, char **argv)
         sigaction(signal, &action, nullptr);
     // Waits end when they are due, not a while later.
     prctl(PR_SET_TIMERSLACK, 1UL);
-    try {
-        return measure(options);
-    } catch (const std::exception &problem) {
-        std::fprintf(stderr, "block-responder: %s\n", problem.what());
-        return 1;
-    }
+    return measure(options);
+} catch (const std::exception &problem) {
+    std::fprintf(stderr, "block-responder: %s\n", problem.what());
+    return 1;
 }

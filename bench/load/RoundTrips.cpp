@@ -79,7 +79,7 @@ bool roundTrip(int fd, const Options &options, const std::string &expected)
 } // namespace
 
 int main(int argc, char **argv)
-{
+try {
     CLI::App application("Times the round trips of one request.");
     Options options;
     application.add_option("--port", options.port)->required();
@@ -103,4 +103,7 @@ int main(int argc, char **argv)
         }
     }
     return 0;
+} catch (const std::exception &problem) {
+    std::fprintf(stderr, "round-trips: %s\n", problem.what());
+    return 1;
 }
