@@ -233,7 +233,7 @@ void TestClients::resets()
 void TestClients::deafClientIsDropped()
 {
     ConsoleBench bench;
-    bench.platform.limits.unreadReplies = 1024 * 1024;
+    bench.platform.limits.unreadReplies = qint64(1024) * 1024;
     bench.start();
     ConsoleTestClient steady(bench.server->port());
     ConsoleTestClient deaf(bench.server->port());
@@ -257,7 +257,7 @@ void TestClients::deafClientIsDropped()
 void TestClients::deafClientsTogether()
 {
     ConsoleBench bench;
-    bench.platform.limits.allUnreadReplies = 1024 * 1024;
+    bench.platform.limits.allUnreadReplies = qint64(1024) * 1024;
     bench.start();
     ConsoleTestClient steady(bench.server->port());
     std::vector<std::unique_ptr<ConsoleTestClient>> deaf;
