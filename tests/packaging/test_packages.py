@@ -198,7 +198,7 @@ class TestPackages(unittest.TestCase):
             for name, member in self.contents(package).items():
                 if member.mode & 0o111 and member.isfile():
                     with open(os.path.join(self.unpacked(package), name), "rb") as file:
-                        self.assertNotIn(PROJECT.encode(), file.read(), name)
+                        self.assertFalse(PROJECT.encode() in file.read(), name)
 
 
 if __name__ == "__main__":
