@@ -7,6 +7,7 @@
 #include <QSet>
 #include <QStringList>
 
+#include <array>
 #include <cmath>
 #include <utility>
 
@@ -184,16 +185,19 @@ std::optional<ChipVersion> ChipVersion::parse(const QString &text)
     const QStringList parts = text.split(QLatin1Char('.'));
     if (parts.size() != 2 && parts.size() != 3)
         return std::nullopt;
-    ChipVersion version;
-    version.hasThird = parts.size() == 3;
-    quint8 *const places[] = {&version.first, &version.second, &version.third};
+    std::array<quint8, 3> numbers{};
     for (int i = 0; i < parts.size(); ++i) {
         bool isNumber = false;
         const uint number = parts.at(i).toUInt(&isNumber);
         if (!isNumber || number > 255)
             return std::nullopt;
-        *places[i] = quint8(number);
+        numbers.at(size_t(i)) = quint8(number);
     }
+    ChipVersion version;
+    version.first = numbers[0];
+    version.second = numbers[1];
+    version.third = numbers[2];
+    version.hasThird = parts.size() == 3;
     return version;
 }
 
