@@ -77,6 +77,8 @@ public:
     static TimeOuts withShortGuard();
 
     const Platform &platform() const { return m_platform; }
+    /** Those of the next engine. */
+    Limits &limits() { return m_platform.limits; }
     /** Drops the engine, whatever it is at, and makes a new one for the same device. */
     void restartEngine();
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/EngineHarness.h"
+#include "engine/RunReporter.h"
 #include "engine/SequencerTable.h"
 #include "engine/TestPackage.h"
 #include "protocol/CommandWords.h"
@@ -7,6 +8,8 @@
 
 #include <QCryptographicHash>
 #include <QtTest>
+
+#include <thread>
 
 using Kind = RunEvent::Kind;
 
@@ -115,6 +118,9 @@ private slots:
     void moduleImage();
     void moduleImageOfTheDevice();
     void nothingOutsideOfRuns();
+    void reporterOutsideOfRuns();
+    void listingOnAnotherThread();
+    void imageIsTooLong();
     void troubleInTheTable();
 };
 
@@ -302,6 +308,42 @@ void TestEvents::nothingOutsideOfRuns()
     QVERIFY(world.harness.waitForEnd());
     QVERIFY(world.harness.lines.filter("PISHOW").size() == 1);
     QVERIFY(sameTranscript(world.events, {}));
+}
+
+void TestEvents::reporterOutsideOfRuns()
+{
+    QStringList told;
+    RunReporter reporter([&told](const RunEvent &event) { told.append(described(event)); });
+    reporter.skip({}, "bad_row");
+    reporter.written(true);
+    QCOMPARE(told, QStringList());
+    reporter.begin();
+    reporter.written(true); // nothing is being written
+    QCOMPARE(told, QStringList("begun"));
+}
+
+/** Behind a run that has failed at its first row, a list that cannot be had shows progress. */
+void TestEvents::listingOnAnotherThread()
+{
+    World world(twoImages());
+    QVERIFY(QFile::remove(world.harness.packagePath()));
+    QVERIFY(world.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+    world.events.clear();
+    world.harness.progress.clear();
+    std::thread lister([&] { world.harness.engine->getMergeFWJSON(world.harness.packagePath()); });
+    lister.join();
+    QTRY_COMPARE(world.harness.progress, QList<double>{50.0});
+    QCOMPARE(world.events, QStringList());
+}
+
+void TestEvents::imageIsTooLong()
+{
+    World world(twoImages());
+    world.harness.limits().image = auxImage.size();
+    world.harness.restartEngine();
+    QTest::ignoreMessage(QtWarningMsg, "an image is too long: 700 bytes");
+    QVERIFY(world.harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
+    QCOMPARE(world.harness.results(2), QString("21")); // failed, written
 }
 
 /** The table's own words tell a repetition from an end. */
