@@ -28,7 +28,8 @@ DevicePeer::DevicePeer(const DeviceDescription &description) : m_device(descript
 std::vector<PeerAnswer> DevicePeer::take(const QByteArray &bytes)
 {
     std::vector<PeerAnswer> answers;
-    for (const DeviceAnswer &answer : m_device.receive(bytes))
+    const QVector<DeviceAnswer> received = m_device.receive(bytes);
+    for (const DeviceAnswer &answer : received)
         answers.push_back({answer.bytes, answer.delay, acknowledgesBlock(answer.bytes)});
     return answers;
 }

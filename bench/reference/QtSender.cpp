@@ -22,7 +22,7 @@ public:
         m_port.setPortName(device);
         m_timeOut.setSingleShot(true);
         m_timeOut.setInterval(replyTimeOut);
-        QObject::connect(&m_port, &QSerialPort::readyRead, [this] { takeReply(); });
+        QObject::connect(&m_port, &QSerialPort::readyRead, &m_port, [this] { takeReply(); });
         QObject::connect(&m_timeOut, &QTimer::timeout, [] { QCoreApplication::exit(1); });
     }
 

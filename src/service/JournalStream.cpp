@@ -51,7 +51,8 @@ QByteArray withPriority(QtMsgType type, const QString &text)
 {
     const QByteArray priority = priorityOf(type);
     QByteArray lines;
-    for (const QByteArray &line : text.toUtf8().split('\n'))
+    const QList<QByteArray> parts = text.toUtf8().split('\n');
+    for (const QByteArray &line : parts)
         lines += priority + line + '\n';
     return lines;
 }

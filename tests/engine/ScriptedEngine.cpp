@@ -98,7 +98,7 @@ ScriptedEngine::ScriptedEngine() : m_harness(device(), m_shell.shell(), TimeOuts
             m_due.append(answer);
         return QList<QByteArray>();
     };
-    QObject::connect(&engine(), &ControlCenter::message,
+    QObject::connect(&engine(), &ControlCenter::message, &engine(),
                      [this](const QStringList &list) { hear(list); });
     engine().slotConnect(QStringLiteral("ttyS2"));
 }

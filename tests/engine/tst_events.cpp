@@ -85,7 +85,7 @@ struct World
         : harness(EngineHarness::twoMcus(), shell, timeOuts)
     {
         harness.setPackage(package);
-        QObject::connect(harness.engine->runEvents(), &RunEvents::told,
+        QObject::connect(harness.engine->runEvents(), &RunEvents::told, harness.engine.get(),
                          [this](const RunEvent &event) { events.append(described(event)); });
     }
 

@@ -93,7 +93,8 @@ public:
     /** The first error, or the first key that nobody asked for. */
     QString error()
     {
-        for (const QString &key : m_object.keys()) {
+        const QStringList keys = m_object.keys();
+        for (const QString &key : keys) {
             if (!m_taken.contains(key))
                 fail(key, QStringLiteral("is no known key"));
         }

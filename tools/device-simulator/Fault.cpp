@@ -154,7 +154,8 @@ std::optional<Fault> Fault::parse(const QString &text, QString *error)
     setDefaults(fault);
     if (colon < 0)
         return fault;
-    for (const QString &argument : text.mid(colon + 1).split(QLatin1Char(','))) {
+    const QStringList arguments = text.mid(colon + 1).split(QLatin1Char(','));
+    for (const QString &argument : arguments) {
         const int equals = argument.indexOf(QLatin1Char('='));
         if (equals < 0 || !setKey(fault, argument.left(equals), argument.mid(equals + 1))) {
             *error = QStringLiteral("fault '%1': cannot read '%2'")

@@ -36,7 +36,7 @@ int printCompletion(const QList<QCommandLineOption> &options)
 {
     QStringList names{"--help", "--version"};
     for (const QCommandLineOption &option : options)
-        names.append("--" + option.names().first());
+        names.append("--" + option.names().constFirst());
     std::printf("# bash completion for edid-report\n"
                 "complete -o default -W '%s' edid-report\n",
                 qPrintable(names.join(' ')));

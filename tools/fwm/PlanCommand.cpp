@@ -119,7 +119,8 @@ QString rowText(const PlannedRow &row, const QStringList &list)
     } else {
         text += QStringLiteral(": leave as it is\n");
     }
-    for (const QString &reason : reasons(row, list))
+    const QStringList why = reasons(row, list);
+    for (const QString &reason : why)
         text += QLatin1String("    ") + printable(reason) + QLatin1Char('\n');
     return text;
 }
