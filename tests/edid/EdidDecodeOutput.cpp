@@ -5,6 +5,7 @@
 #include <QMap>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -20,7 +21,7 @@ QString timing(const QString &line)
         QRegularExpression(R"(^    DTD +\d+: +(\d+x\d+i?) +([\d.]+) Hz)").match(line);
     if (!match.hasMatch())
         return {};
-    return match.captured(1) + '@' + QString::number(int(match.captured(2).toDouble() + 0.5)) +
+    return match.captured(1) + '@' + QString::number(std::lround(match.captured(2).toDouble())) +
            "Hz";
 }
 

@@ -315,6 +315,7 @@ void TestEvents::reporterOutsideOfRuns()
     QStringList told;
     RunReporter reporter([&told](const RunEvent &event) { told.append(described(event)); });
     reporter.skip({}, "bad_row");
+    reporter.write({}, 1);
     reporter.written(true);
     QCOMPARE(told, QStringList());
     reporter.begin();
