@@ -13,7 +13,7 @@ import time
 import tty
 import unittest
 
-from harness import frames
+from harness import frames, wait
 from harness.simulator import Simulator
 
 PROGRAM = os.environ["DEVICE_SIMULATOR"]
@@ -139,6 +139,8 @@ class TestProgram(unittest.TestCase):
         simulator.control("link off")
         os.write(fd, frames.host(frames.MODEL_NAME))
         self.assertEqual(read_bytes(fd, 1, 0.2), b"")
+        lost = len(frames.host(frames.MODEL_NAME))
+        wait.until(lambda: simulator.status()["lost_bytes"] == lost, what="lost command")
         simulator.control("link on")
         self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
         for wrong in ("", "fault", "fault add quiet", "link loose", "flash save", "status now"):

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """One fault of each kind, each at another command of the run; and faults that come and go."""
 
-from harness import chain, framelist, texts, wait, world
+from harness import chain, framelist, frames, texts, wait, world
 from harness.chain import NEW, OLD
 from harness.package import Image, image_bytes
 
@@ -177,6 +177,9 @@ class TestFaultKinds(chain.TwoChips):
         self.simulator.control("link off")
         self.simulator.control("fault clear")
         client.expect(texts.log(BLOCK_FAIL.format(1)), 20)
+        # The line tells of the next attempt, which may leave the agent behind it.
+        block = len(frames.block(0, 0, 2, bytes(256)))
+        wait.until(lambda: self.simulator.status()["lost_bytes"] == block, 10, "lost block")
         self.simulator.control("link on")
         # The block was heard before the link was cut, and once more when it was mended.
         self.finish(client, texts.log(BLOCK_FAIL.format(2)) + chain.behind("middle_block"),

@@ -157,6 +157,7 @@ QString ControlCommands::status(const QString &)
         {QStringLiteral("reboots"), m_device.rebootCount()},
         {QStringLiteral("violations"), m_device.violationCount()},
         {QStringLiteral("virtual_version"), m_device.virtualVersion()},
+        {QStringLiteral("lost_bytes"), m_hooks.lostBytes()},
         {QStringLiteral("chips"), chips},
     };
     return ok(QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact)));

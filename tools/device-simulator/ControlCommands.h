@@ -12,6 +12,8 @@
 struct ControlHooks
 {
     std::function<void(bool plugged)> plug = [](bool) {};
+    /** Bytes that the host has sent over a cut wire. */
+    std::function<qint64()> lostBytes = [] { return qint64(0); };
     std::function<void()> quit = [] {};
 };
 

@@ -77,6 +77,7 @@ QString Simulator::openControl()
         return {};
     ControlHooks hooks;
     hooks.plug = [this](bool plugged) { m_wire->setPlugged(plugged); };
+    hooks.lostBytes = [this] { return m_wire->lostBytes(); };
     // Queued, so that the command is still answered.
     hooks.quit = [] {
         QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);

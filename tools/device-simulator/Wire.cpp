@@ -48,8 +48,10 @@ void Wire::setPlugged(bool plugged)
 
 void Wire::onReceived(const QByteArray &bytes)
 {
-    if (!m_plugged)
+    if (!m_plugged) {
+        m_lostBytes += bytes.size();
         return;
+    }
     m_hostEnd = std::max(m_hostEnd, now()) + durationOf(bytes.size());
     const Time commandEnd = m_hostEnd;
     const auto answers = m_device(bytes);

@@ -32,6 +32,9 @@ public:
     void setPlugged(bool plugged);
     bool isPlugged() const { return m_plugged; }
 
+    /** How many bytes the host has sent over a cut wire. */
+    qint64 lostBytes() const { return m_lostBytes; }
+
 private:
     using Time = std::chrono::nanoseconds;
 
@@ -57,6 +60,7 @@ private:
     /** In the order of their times. */
     QVector<Pending> m_pending;
     bool m_plugged = true;
+    qint64 m_lostBytes = 0;
     int m_timerFd;
     QSocketNotifier m_timer;
 };
