@@ -214,7 +214,7 @@ void TestReportTool::completesItsOptions()
 {
     const Run script = run({"--bash-completion"});
     QCOMPARE(script.exitCode, 0);
-    QProcess bash;
+    ForkedProcess bash;
     bash.start("bash", {"--norc", "-c", script.output + "complete -p edid-report"});
     QVERIFY(bash.waitForFinished());
     QCOMPARE(QString::fromUtf8(bash.readAllStandardOutput()),
