@@ -80,7 +80,7 @@ public:
 
 QByteArray block(char fill)
 {
-    return QByteArray(256, fill);
+    return {256, fill};
 }
 
 } // namespace

@@ -55,7 +55,7 @@ public:
 
 QByteArray data(char fill, int size = 256)
 {
-    return QByteArray(size, fill);
+    return {size, fill};
 }
 
 } // namespace
