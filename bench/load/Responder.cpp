@@ -61,11 +61,8 @@ void Responder::answer(const PeerAnswer &answer)
 {
     const auto start = std::max(m_hostEnd + answer.delay, m_deviceEnd);
     m_deviceEnd = start + wireTime(answer.bytes.size());
-    if (m_settings.baudRate > 0 || answer.delay > 0ms)
-        waitUntil(m_deviceEnd);
     const bool warm = m_times.warmedUp();
-    const auto time = now();
-    m_pty.write(answer.bytes);
+    const auto time = send(answer.bytes, start);
     m_deviceBytes += answer.bytes.size();
     if (answer.acknowledgesBlock)
         m_times.acknowledged(time, wireTime(m_commandBytes + answer.bytes.size()));
@@ -73,6 +70,21 @@ void Responder::answer(const PeerAnswer &answer)
         m_times.otherExchange();
     if (!warm && m_times.warmedUp() && m_warmedUp)
         m_warmedUp();
+}
+
+/** The time at which the last byte went out. On a line with a speed, each byte goes out when its
+ * stop bit would be over, as a serial port would send them. */
+Nanoseconds Responder::send(const QByteArray &bytes, Nanoseconds start)
+{
+    int sent = 0;
+    while (m_settings.baudRate > 0 && sent < bytes.size() - 1) {
+        waitUntil(start + wireTime(sent + 1));
+        m_pty.write(bytes.mid(sent++, 1));
+    }
+    waitUntil(start + wireTime(bytes.size()));
+    const auto time = now();
+    m_pty.write(bytes.mid(sent));
+    return time;
 }
 
 Nanoseconds Responder::wireTime(long long bytes) const

@@ -39,6 +39,7 @@ public:
 private:
     void take(const QByteArray &bytes);
     void answer(const PeerAnswer &answer);
+    Nanoseconds send(const QByteArray &bytes, Nanoseconds start);
     Nanoseconds wireTime(long long bytes) const;
     bool isDone() const { return m_settings.blocks > 0 && m_times.blocks() >= m_settings.blocks; }
 
