@@ -6,6 +6,7 @@
 #include "protocol/ConsoleTexts.h"
 #include "support/Fuzz.h"
 
+#include <cerrno>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -18,6 +19,17 @@ constexpr int patience = 5'000;
 constexpr int lineLimit = 2'048;
 /** Far above what one input can ask for. */
 constexpr int mostReplies = 16 * 1024 * 1024;
+
+/** The fuzzer's own timer may interrupt it. */
+void awaitBytes(int handle)
+{
+    pollfd arrival{handle, POLLIN, 0};
+    int count = 0;
+    do
+        count = poll(&arrival, 1, patience);
+    while (count < 0 && errno == EINTR);
+    require(count == 1);
+}
 
 /** A blocking socket, since everything here happens in its order. */
 class Client
@@ -62,6 +74,13 @@ public:
         return m_replies;
     }
 
+    /** A busy kernel may hand over a reply some time after it was sent. */
+    void awaitReply(const QByteArray &reply)
+    {
+        while (!replies().endsWith(reply))
+            awaitBytes(m_handle);
+    }
+
 private:
     int m_handle;
     QByteArray m_replies;
@@ -104,7 +123,7 @@ public:
             exchange(client, *socket, input.bytes(1 + input.byte()));
         // Whatever came before, the next request is served, and a run that was taken ends.
         exchange(client, *socket, "\r\nHEARTBEAT\r\n");
-        require(client.replies().endsWith(consoletext::heartbeatReply.data()));
+        client.awaitReply(consoletext::heartbeatReply.data());
         require(runs <= 1);
         while (runs > 0 && !client.replies().contains(consoletext::upgradeFail.data()))
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
@@ -135,8 +154,7 @@ private:
             return;
         client.send(bytes);
         // Without the event loop, in which a run could end meanwhile.
-        pollfd arrival{int(socket.socketDescriptor()), POLLIN, 0};
-        require(poll(&arrival, 1, patience) == 1);
+        awaitBytes(int(socket.socketDescriptor()));
         emit socket.readyRead();
         client.replies();
     }
