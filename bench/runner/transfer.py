@@ -4,6 +4,7 @@
 import contextlib
 import os
 import struct
+import sys
 
 from runner import process_state
 from runner.figures import MIB, Sample
@@ -72,12 +73,13 @@ def processors_awake():
     """Keeps every processor from sleeping, where one may ask for that. On the line's own speed a
     sleeping processor is woken three times for each block, which takes a virtual machine a tenth
     of a millisecond each time, whoever sends."""
-    if not os.path.exists(PROCESSOR_LATENCY):
-        yield
-        return
-    with open(PROCESSOR_LATENCY, "wb", buffering=0) as latency:
-        # Microseconds to wake up in; they hold for as long as the file is open.
-        latency.write(struct.pack("=i", 0))
+    with contextlib.ExitStack() as held:
+        try:
+            latency = held.enter_context(open(PROCESSOR_LATENCY, "wb", buffering=0))
+            # Microseconds to wake up in; they hold for as long as the file is open.
+            latency.write(struct.pack("=i", 0))
+        except OSError as problem:
+            print(f"processors may sleep: {problem}", file=sys.stderr)
         yield
 
 
