@@ -56,6 +56,16 @@ std::array<char, 3> manufacturer(ByteView dump)
     return {letter(10), letter(5), letter(0)};
 }
 
+std::string trimmed(const std::string &text)
+{
+    constexpr char blank = ' ';
+    const std::size_t first = text.find_first_not_of(blank);
+    if (first == std::string::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(blank) - first + 1);
+}
+
+/** Without the blanks at both ends, with which some displays fill the descriptor. */
 std::optional<std::string> productName(ByteView dump)
 {
     const auto data = displayDescriptor(dump, productNameTag);
@@ -63,7 +73,7 @@ std::optional<std::string> productName(ByteView dump)
         return std::nullopt;
     const ByteView text = data->mid(0, nameLength);
     const auto isEnd = [](std::uint8_t byte) { return byte == '\n' || byte == 0; };
-    return std::string(text.begin(), std::find_if(text.begin(), text.end(), isEnd));
+    return trimmed({text.begin(), std::find_if(text.begin(), text.end(), isEnd)});
 }
 
 std::optional<RangeLimits> rangeLimits(ByteView dump)

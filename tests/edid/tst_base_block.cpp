@@ -141,11 +141,15 @@ void TestBaseBlock::productNames_data()
     QTest::addColumn<QByteArray>("text");
     QTest::addColumn<QString>("shown");
     QTest::newRow("line feed") << QByteArray("HX-8\n        ") << "HX-8";
-    QTest::newRow("blanks before the line feed stay") << QByteArray("HX-8  \n      ") << "HX-8  ";
+    QTest::newRow("blanks before the line feed") << QByteArray("HX-8  \n      ") << "HX-8";
+    QTest::newRow("blanks to the end") << QByteArray("HX-8         ") << "HX-8";
+    QTest::newRow("blanks before the name") << QByteArray("   HX-8\n     ") << "HX-8";
+    QTest::newRow("blanks inside stay") << QByteArray(" HX  8 \n     ") << "HX  8";
+    QTest::newRow("only blanks are trimmed") << QByteArray("\tHX-8\r\n      ") << "\tHX-8\r";
     QTest::newRow("nul") << QByteArray("HX-8\0abcdefgh", 13) << "HX-8";
     QTest::newRow("all thirteen") << QByteArray("ABCDEFGHIJKLM") << "ABCDEFGHIJKLM";
     QTest::newRow("not the byte behind") << QByteArray("ABCDEFGHIJKLMN") << "ABCDEFGHIJKLM";
-    QTest::newRow("blanks alone") << QByteArray("             ") << "             ";
+    QTest::newRow("blanks alone") << QByteArray("             ") << "";
     QTest::newRow("empty") << QByteArray("\n            ") << "";
     QTest::newRow("Latin-1") << QByteArray("\xc4rger\xff\n     ") << QString::fromUtf8("Ärgerÿ");
     QTest::newRow("a comma and a per cent sign") << QByteArray("A,%1\n        ") << "A,%1";

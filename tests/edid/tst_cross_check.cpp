@@ -86,6 +86,8 @@ private slots:
     void agreesWithEdidDecode_data();
     void agreesWithEdidDecode();
     void everyDifferenceIsReal();
+    void namesAreTrimmed_data();
+    void namesAreTrimmed();
 };
 
 void TestCrossCheck::agreesWithEdidDecode_data()
@@ -115,6 +117,32 @@ void TestCrossCheck::everyDifferenceIsReal()
         apply(name, reference, &difference);
         QVERIFY2(reported(outcomeOf(realDump(name))) != reported(reference), difference.reason);
     }
+}
+
+void TestCrossCheck::namesAreTrimmed_data()
+{
+    QTest::addColumn<QByteArray>("stored");
+    QTest::newRow("after the name") << QByteArray("HX-8 Pro     ");
+    QTest::newRow("before the line feed") << QByteArray("HX-8 Pro  \n  ");
+    QTest::newRow("before the name") << QByteArray("  HX-8 Pro\n  ");
+    QTest::newRow("at both ends") << QByteArray(" HX-8 Pro \n  ");
+}
+
+/** edid-decode shows the name as it is stored; the report has it without the blanks around it. */
+void TestCrossCheck::namesAreTrimmed()
+{
+    QFETCH(QByteArray, stored);
+    constexpr int nameDescriptor = 108;
+    const QByteArray bytes =
+        DumpBuilder().set(nameDescriptor, "000000fc00" + stored.toHex()).bytes();
+    QTemporaryFile file;
+    QVERIFY(file.open());
+    QCOMPARE(file.write(bytes), qint64(bytes.size()));
+    QVERIFY(file.flush());
+
+    const QString shown = EdidDecodeOutput::ofFile(file.fileName()).productName;
+    QVERIFY2(shown != shown.trimmed(), "edid-decode shows no blanks");
+    QCOMPARE(outcomeOf(bytes).emitted.value(0).value(0), "DEL," + shown.trimmed() + ",DVI,");
 }
 
 QTEST_GUILESS_MAIN(TestCrossCheck)
