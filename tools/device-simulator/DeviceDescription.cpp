@@ -4,6 +4,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QList>
 #include <QSet>
 #include <QStringList>
 
@@ -68,12 +69,12 @@ public:
         return read;
     }
 
-    QVector<ObjectReader> objects(const QString &key)
+    QList<ObjectReader> objects(const QString &key)
     {
         const QJsonValue value = take(key);
         if (!value.isUndefined() && !value.isArray())
             fail(key, QStringLiteral("must be an array"));
-        QVector<ObjectReader> readers;
+        QList<ObjectReader> readers;
         const QJsonArray items = value.toArray();
         for (const auto &item : items) {
             if (!item.isObject())
@@ -156,7 +157,7 @@ QVector<Item> readItems(ObjectReader &parent, const QString &key, Item (*readOne
                         QString *error)
 {
     QVector<Item> items;
-    const QVector<ObjectReader> objects = parent.objects(key);
+    const QList<ObjectReader> objects = parent.objects(key);
     for (ObjectReader reader : objects) {
         items.append(readOne(reader));
         if (error->isEmpty())

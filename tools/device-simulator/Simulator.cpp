@@ -6,6 +6,7 @@
 #include "device-simulator/TcpPort.h"
 
 #include <QCoreApplication>
+#include <QTimer>
 
 #include <cstdio>
 #include <utility>
@@ -79,9 +80,7 @@ QString Simulator::openControl()
     hooks.plug = [this](bool plugged) { m_wire->setPlugged(plugged); };
     hooks.lostBytes = [this] { return m_wire->lostBytes(); };
     // Queued, so that the command is still answered.
-    hooks.quit = [] {
-        QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
-    };
+    hooks.quit = [] { QTimer::singleShot(0, qApp, &QCoreApplication::quit); };
     m_commands = std::make_unique<ControlCommands>(*m_device, hooks);
     m_control = std::make_unique<ControlServer>(*m_commands);
     QString error;

@@ -52,7 +52,7 @@ QByteArray reportText(const DumpReport &report)
     };
     for (const QString &line : report.lines) {
         // A few lines have an empty one before them.
-        const QStringList parts = line.chopped(2).split(QStringLiteral("\r\n"));
+        const QStringList parts = line.left(line.size() - 2).split(QStringLiteral("\r\n"));
         for (const QString &part : parts)
             text += printable(part);
     }

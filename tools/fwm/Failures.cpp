@@ -94,7 +94,11 @@ constexpr FailureWords table[] = {
 
 const QVector<FailureWords> &failures()
 {
-    static const QVector<FailureWords> all(std::begin(table), std::end(table));
+    static const QVector<FailureWords> all = [] {
+        QVector<FailureWords> words;
+        std::copy(std::begin(table), std::end(table), std::back_inserter(words));
+        return words;
+    }();
     return all;
 }
 
