@@ -35,6 +35,10 @@ private slots:
     void deviceOfAnotherModel();
     void wrongInput_data();
     void wrongInput();
+    void rowsThatWouldBeCut_data();
+    void rowsThatWouldBeCut();
+    void blanksAroundFields();
+    void longFiles();
 
 private:
     QScopedPointer<Fwm> m_fwm;
@@ -162,6 +166,62 @@ void TestPlan::wrongInput()
     const Ran ran = m_fwm->run(QStringList{"plan"} + arguments);
     QCOMPARE(ran.status, status);
     QVERIFY2(ran.err.contains(words), ran.err.constData());
+}
+
+void TestPlan::rowsThatWouldBeCut_data()
+{
+    QTest::addColumn<QByteArray>("row");
+    QTest::addColumn<QByteArray>("words");
+    QTest::newRow("ten fields") << QByteArray("MAIN,0,0,1,1,65,1,2,0,9")
+                                << QByteArray("10 fields instead of 9");
+    QTest::newRow("two rows in one") << QByteArray("MAIN,0,0,1,1,65,1,0,0,AUX,1,0,2,1,65,1,0,0")
+                                     << QByteArray("18 fields instead of 9");
+    QTest::newRow("empty fields") << QByteArray(",,,,,,,,") << QByteArray("field 2 is ''");
+    QTest::newRow("no chip index")
+        << QByteArray("MAIN,0,,1,1,65,1,0,0") << QByteArray("field 3 is ''");
+    QTest::newRow("letters") << QByteArray("MAIN,0,0,1,1,A,1,0,0") << QByteArray("field 6 is 'A'");
+    QTest::newRow("two bytes") << QByteArray("MAIN,256,0,1,1,65,1,0,0")
+                               << QByteArray("field 2 is '256'");
+    QTest::newRow("negative") << QByteArray("MAIN,0,-1,1,1,65,1,0,0")
+                              << QByteArray("field 3 is '-1'");
+    QTest::newRow("a version of four numbers")
+        << QByteArray("MAIN,0,0,1,1,65,1.2.3.4,0,0") << QByteArray("field 7 is '1.2.3.4'");
+}
+
+void TestPlan::rowsThatWouldBeCut()
+{
+    QFETCH(QByteArray, row);
+    QFETCH(QByteArray, words);
+    m_fwm->write("rows", "MAIN,0,0,1,1,65,1,0,0\n" + row + "\n");
+    const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows"});
+    QCOMPARE(ran.status, 1);
+    QCOMPARE(ran.out, QByteArray());
+    QVERIFY2(ran.err.startsWith("fwm: error: rows, line 2: " + words + ": "), ran.err.constData());
+}
+
+void TestPlan::blanksAroundFields()
+{
+    m_fwm->write("rows", " AUX , 1, 0, 2, 1, 65, 1, 0, 0 \r\n");
+    const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows"});
+    QCOMPARE(ran.status, 0);
+    QVERIFY2(ran.out.startsWith("AUX: send version 1.9.0"), ran.out.constData());
+}
+
+void TestPlan::longFiles()
+{
+    const QByteArray row = "MAIN,0,0,1,1,65,1,0,0\n";
+    const QByteArray longest = "#" + QByteArray(1024 * 1024 - 2 - row.size(), 'x') + "\n" + row;
+    m_fwm->write("longest", longest);
+    QCOMPARE(m_fwm->run({"plan", "p.fwm", "--rows", "longest"}).status, 0);
+    m_fwm->write("long", longest + "AUX,1,0,2,1,65,1,0,0\n");
+    for (const char *option : {"--rows", "--device"}) {
+        const Ran ran = m_fwm->run({"plan", "p.fwm", option, "long"});
+        QCOMPARE(ran.status, 1);
+        QVERIFY2(ran.err.startsWith("fwm: error: long: 1048597 bytes: The file is longer than"),
+                 ran.err.constData());
+    }
+    m_fwm->write("rows", row);
+    QCOMPARE(m_fwm->run({"plan", "p.fwm", "--rows", "rows"}).status, 0);
 }
 
 QTEST_GUILESS_MAIN(TestPlan)

@@ -55,11 +55,15 @@ private slots:
     void makesNetFromAnArchive();
     void refusesNetSources_data();
     void refusesNetSources();
+    void namesTheNetSource();
     void folderItselfStaysOut();
+    void outputStaysOutOfTheFolder_data();
+    void outputStaysOutOfTheFolder();
     void addsNet();
     void addsNetInPlace();
     void refusesToAddNet_data();
     void refusesToAddNet();
+    void namesTheNetFile();
 
 private:
     /** A sound image of the network module. */
@@ -367,6 +371,71 @@ void TestWriting::refusesNetSources()
     QCOMPARE(m_fwm->names(), before);
 }
 
+/** The archiver's own words do not say which file it is about. */
+void TestWriting::namesTheNetSource()
+{
+    m_fwm->shell("tar -cj img | head -c 60 > s; mkdir locked; touch locked/f");
+    const Ran cut = m_fwm->run({"make-net", "s", "--net-version", "1.23", "-o", "net.bin"});
+    QCOMPARE(cut.status, 1);
+    QVERIFY2(cut.err.startsWith("fwm: error: s: "), cut.err.constData());
+
+    const Ran noArchiver =
+        m_fwm->shell("PATH=/nowhere " FWM_PROGRAM " make-net locked --net-version 1.23 -o net.bin");
+    QCOMPARE(noArchiver.status, 1);
+    QVERIFY2(noArchiver.err.startsWith("fwm: error: locked: "), noArchiver.err.constData());
+}
+
+void TestWriting::outputStaysOutOfTheFolder_data()
+{
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<QString>("output");
+    QTest::addColumn<int>("status");
+    QTest::newRow("in it") << "root"
+                           << "root/net.bin" << 2;
+    QTest::newRow("below it") << "root"
+                              << "root/etc/net.bin" << 2;
+    QTest::newRow("by a detour") << "root/etc/.."
+                                 << "other/../root/net.bin" << 2;
+    QTest::newRow("the source is a link") << "link"
+                                          << "root/net.bin" << 2;
+    QTest::newRow("the output's folder is a link") << "root"
+                                                   << "link/net.bin" << 2;
+    QTest::newRow("the output is a link into it") << "root"
+                                                  << "net-link.bin" << 2;
+    QTest::newRow("here") << "."
+                          << "net.bin" << 2;
+    QTest::newRow("a link in it leads out") << "root"
+                                            << "root/out/net.bin" << 0;
+    QTest::newRow("a name that begins alike") << "root"
+                                              << "root2/net.bin" << 0;
+    QTest::newRow("beside it") << "root"
+                               << "net.bin" << 0;
+}
+
+/** Otherwise the next image would contain this one. */
+void TestWriting::outputStaysOutOfTheFolder()
+{
+    QFETCH(QString, source);
+    QFETCH(QString, output);
+    m_fwm->write("root/etc/name", "module\n");
+    m_fwm->shell("mkdir root2 other; ln -s root link; ln -s ../other root/out; "
+                 "ln -s root/new.bin net-link.bin");
+    const QByteArray before = m_fwm->shell("find . | sort").out;
+    const Ran made = m_fwm->run({"make-net", source, "--net-version", "1.23", "-o", output});
+    QTEST(made.status, "status");
+    if (made.status == 0)
+        return;
+    QCOMPARE(made.err, "fwm: error: " + output.toLatin1() +
+                           ": The output is inside the source folder, so the next image would "
+                           "contain it.\nfwm: Give -o a name outside of that folder.\n");
+    QCOMPARE(m_fwm->shell("find . | sort").out, before);
+    const Ran json =
+        m_fwm->run({"make-net", source, "--net-version", "1.23", "-o", output, "--json"});
+    QCOMPARE(json.status, 2);
+    QCOMPARE(json.json().value("error").toObject().value("name").toString(),
+             QStringLiteral("output-in-source"));
+}
+
 void TestWriting::folderItselfStaysOut()
 {
     m_fwm->write("root/etc/name", "module\n");
@@ -439,6 +508,25 @@ void TestWriting::refusesToAddNet()
     QTEST(added.status, "status");
     QTEST(added.json().value("error").toObject().value("name").toString(), "error");
     QCOMPARE(m_fwm->names(), before);
+}
+
+void TestWriting::namesTheNetFile()
+{
+    if (m_fwm->shell("truncate -s 4294967296 big.bin").status != 0)
+        QSKIP("No files of 4 GiB here");
+    m_fwm->write("short.bin", "1.23");
+    for (const char *name : {"none", "short.bin", "img", "big.bin"}) {
+        const Ran added = m_fwm->run({"add-net", goldenPath("good"), name, "-o", "new.fwm"});
+        QVERIFY(added.status != 0);
+        QVERIFY2(added.err.startsWith(QByteArray("fwm: error: ") + name + ": "),
+                 added.err.constData());
+        const Ran verified = m_fwm->run({"verify", name, "--json"});
+        QVERIFY(verified.status != 0);
+        QVERIFY2(verified.json()["error"].toObject()["detail"].toString().startsWith(name),
+                 verified.out.constData());
+    }
+    const Ran big = m_fwm->run({"add-net", goldenPath("good"), "big.bin", "-o", "new.fwm"});
+    QVERIFY2(big.err.contains("An image is 4 GiB or larger"), big.err.constData());
 }
 
 QTEST_GUILESS_MAIN(TestWriting)

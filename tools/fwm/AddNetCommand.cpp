@@ -4,6 +4,8 @@
 #include "fwm/WriteOutput.h"
 #include "package/NetMerge.h"
 
+#include <limits>
+
 namespace {
 
 using Error = NetMergePlan::Error;
@@ -43,8 +45,10 @@ Outcome writeMerged(const Options &options, const NetMergePlan &plan, FileSource
     if (!output.open())
         return cannotWrite(output, options.output);
     PackageWriter writer(output);
+    const qint64 netSize = net.size();
     if (!writeNetMerge(writer, plan, package, net))
-        return writeFailure(writer.error(), output, options.output, options.file);
+        return writeFailure(writer.error(), output, options.output,
+                            net.size() == netSize ? options.file : options.other);
     if (!output.commit())
         return cannotWrite(output, options.output);
 
@@ -66,6 +70,9 @@ Outcome runAddNet(const Options &options)
     // The package itself may be replaced: it is read to its end before that.
     if (isSameFile(options.other, options.output))
         return Outcome::failed(Failure::OutputIsInput, options.output);
+
+    if (net.size() > std::numeric_limits<quint32>::max())
+        return Outcome::failed(Failure::ImageTooLarge, options.other);
 
     const NetCheck check = checkNetImage(net);
     if (!check.matches())

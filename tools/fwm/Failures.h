@@ -30,8 +30,10 @@ enum class Failure {
     ArchiverFailed,
     CannotWrite,
     OutputIsInput,
+    OutputInSource,
     FolderNotEmpty,
     RowsUnreadable,
+    InputTooLong,
     DeviceUnreadable,
 };
 

@@ -40,10 +40,11 @@ private:
     qint64 m_size = 0;
 };
 
-QString errorsOf(QProcess &archiver)
+/** What the archiver has against the source. */
+QString errorsOf(QProcess &archiver, const Options &options)
 {
     const QString text = QString::fromLocal8Bit(archiver.readAllStandardError()).trimmed();
-    return text.isEmpty() ? archiver.errorString() : text;
+    return options.file + QStringLiteral(": ") + (text.isEmpty() ? archiver.errorString() : text);
 }
 
 bool endedWell(QProcess &archiver)
@@ -79,7 +80,7 @@ std::optional<Outcome> packFolder(const Options &options, ArchiveSink &sink,
     ForkedProcess archiver;
     archiver.start(QStringLiteral("tar"), archiverArguments(options.file), QIODevice::ReadOnly);
     if (!archiver.waitForStarted())
-        return Outcome::failed(Failure::ArchiverFailed, archiver.errorString());
+        return Outcome::failed(Failure::ArchiverFailed, errorsOf(archiver, options));
     while (archiver.waitForReadyRead(noTimeOut)) {
         if (sink.write(archiver.readAllStandardOutput()))
             continue;
@@ -89,7 +90,7 @@ std::optional<Outcome> packFolder(const Options &options, ArchiveSink &sink,
     }
     const QByteArray rest = archiver.readAllStandardOutput();
     if (!endedWell(archiver))
-        return Outcome::failed(Failure::ArchiverFailed, errorsOf(archiver));
+        return Outcome::failed(Failure::ArchiverFailed, errorsOf(archiver, options));
     if (!sink.write(rest + archiver.readAllStandardOutput()))
         return cannotWrite(output, options.output);
     return std::nullopt;
@@ -103,14 +104,14 @@ std::optional<Outcome> checkArchive(const Options &options)
                    {QStringLiteral("-tjf"), QFileInfo(options.file).absoluteFilePath()},
                    QIODevice::ReadOnly);
     if (!archiver.waitForStarted())
-        return Outcome::failed(Failure::ArchiverFailed, archiver.errorString());
+        return Outcome::failed(Failure::ArchiverFailed, errorsOf(archiver, options));
     // The archiver takes a few bytes of anything for an archive without entries.
     bool hasEntries = false;
     while (archiver.waitForReadyRead(noTimeOut))
         hasEntries = !archiver.readAllStandardOutput().isEmpty() || hasEntries;
     hasEntries = !archiver.readAllStandardOutput().isEmpty() || hasEntries;
     if (!endedWell(archiver))
-        return Outcome::failed(Failure::NotAnArchive, errorsOf(archiver));
+        return Outcome::failed(Failure::NotAnArchive, errorsOf(archiver, options));
     if (!hasEntries)
         return Outcome::failed(Failure::NotAnArchive, options.file);
     return std::nullopt;
@@ -148,6 +149,8 @@ Outcome runMakeNet(const Options &options)
                                options.file + QStringLiteral(": No such file or folder"));
     if (isSameFile(options.file, options.output))
         return Outcome::failed(Failure::OutputIsInput, options.output);
+    if (source.isDir() && isInFolder(options.output, options.file))
+        return Outcome::failed(Failure::OutputInSource, options.output);
 
     AtomicFile output(options.output);
     if (!output.open())

@@ -6,6 +6,8 @@
 #include "planning/TypeAndIndexTable.h"
 #include "protocol/ChipTypes.h"
 
+#include <limits>
+
 namespace {
 
 /** Far more than any list of rows or any device file has. */
@@ -19,12 +21,51 @@ PlanRows failed(Failure failure, const QString &detail)
     return rows;
 }
 
-std::optional<QByteArray> contentOf(const QString &path)
+/** A whole file, or why there is none. */
+struct Content
+{
+    QByteArray bytes;
+    std::optional<Problem> problem;
+};
+
+Content contentOf(const QString &path)
 {
     FileSource source(path);
     if (!source.open())
-        return std::nullopt;
-    return source.read(0, mostBytes);
+        return {{},
+                Problem{Failure::CannotRead, path + QLatin1String(": ") + source.errorString()}};
+    if (source.size() > mostBytes)
+        return {{},
+                Problem{Failure::InputTooLong,
+                        QStringLiteral("%1: %2 bytes").arg(path).arg(source.size())}};
+    return {source.read(0, mostBytes), std::nullopt};
+}
+
+/** What is wrong with a row; empty for a good one. */
+QString rowProblem(const QStringList &fields)
+{
+    if (fields.size() != fieldsOfARow)
+        return QStringLiteral("%1 fields instead of %2").arg(fields.size()).arg(fieldsOfARow);
+    for (int index = field::chipType; index < fieldsOfARow; ++index) {
+        const QString &text = fields.at(index);
+        // FPGAs and chips in their bootcode do not have all of the other numbers.
+        const bool mayBeEmpty = index > field::chipIndex;
+        if (text.isEmpty() && mayBeEmpty)
+            continue;
+        bool isNumber = false;
+        const uint number = text.toUInt(&isNumber);
+        if (!isNumber || number > std::numeric_limits<quint8>::max())
+            return QStringLiteral("field %1 is '%2'").arg(index + 1).arg(text);
+    }
+    return {};
+}
+
+QStringList fieldsOf(const QString &line)
+{
+    QStringList fields = line.split(QLatin1Char(','));
+    for (QString &text : fields)
+        text = text.trimmed();
+    return fields;
 }
 
 /** An FPGA has nothing but its version to be told apart by. An MCU that runs its bootcode before
@@ -48,22 +89,20 @@ QStringList rowOf(const ChipDescription &chip)
 
 PlanRows rowsFromFile(const QString &path)
 {
-    const std::optional<QByteArray> content = contentOf(path);
-    if (!content)
-        return failed(Failure::CannotRead, path);
+    const Content content = contentOf(path);
+    if (content.problem)
+        return failed(content.problem->failure, content.problem->detail);
     PlanRows plan;
-    const QStringList lines = QString::fromUtf8(*content).split(QLatin1Char('\n'));
+    const QStringList lines = QString::fromUtf8(content.bytes).split(QLatin1Char('\n'));
     for (int i = 0; i < lines.size(); ++i) {
         const QString line = lines.at(i).trimmed();
         if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
             continue;
-        const QStringList fields = line.split(QLatin1Char(','));
-        if (fields.size() < fieldsOfARow) {
+        const QStringList fields = fieldsOf(line);
+        const QString problem = rowProblem(fields);
+        if (!problem.isEmpty())
             return failed(Failure::RowsUnreadable,
-                          QStringLiteral("%1, line %2: %3 fields instead of %4")
-                              .arg(path, QString::number(i + 1), QString::number(fields.size()),
-                                   QString::number(fieldsOfARow)));
-        }
+                          QStringLiteral("%1, line %2: %3").arg(path).arg(i + 1).arg(problem));
         plan.rows.append(fields);
     }
     return plan;
@@ -71,11 +110,11 @@ PlanRows rowsFromFile(const QString &path)
 
 PlanRows rowsFromDevice(const QString &path)
 {
-    const std::optional<QByteArray> content = contentOf(path);
-    if (!content)
-        return failed(Failure::CannotRead, path);
+    const Content content = contentOf(path);
+    if (content.problem)
+        return failed(content.problem->failure, content.problem->detail);
     QString error;
-    const auto device = DeviceDescription::fromJson(*content, &error);
+    const auto device = DeviceDescription::fromJson(content.bytes, &error);
     if (!device)
         return failed(Failure::DeviceUnreadable, path + QLatin1String(": ") + error);
     PlanRows plan;

@@ -11,7 +11,7 @@
 /** The chips that a dry run is about, with everything that a run would have read from them. */
 struct PlanRows
 {
-    /** Nine fields and more each: name, chip type, chip index, MCU type, PCB version, speciality
+    /** Nine fields each: name, chip type, chip index, MCU type, PCB version, speciality
      *  (a character code) and the three version numbers. */
     QVector<QStringList> rows;
     /** The device's model, when it is known. */

@@ -11,6 +11,17 @@
 namespace {
 
 constexpr qint64 copyChunk = 65'536;
+/** As many as Linux follows. */
+constexpr int mostLinks = 40;
+
+/** The folder in which a file of this name is written: links lead elsewhere. */
+QString folderOf(const QString &file)
+{
+    QFileInfo info(file);
+    for (int links = 0; info.isSymLink() && links < mostLinks; ++links)
+        info.setFile(info.symLinkTarget());
+    return QFileInfo(info.path()).canonicalFilePath();
+}
 
 } // namespace
 
@@ -18,6 +29,14 @@ bool isSameFile(const QString &a, const QString &b)
 {
     const QString first = QFileInfo(a).canonicalFilePath();
     return !first.isEmpty() && first == QFileInfo(b).canonicalFilePath();
+}
+
+bool isInFolder(const QString &file, const QString &folder)
+{
+    QString whole = QFileInfo(folder).canonicalFilePath();
+    if (!whole.endsWith(QLatin1Char('/')))
+        whole += QLatin1Char('/');
+    return (folderOf(file) + QLatin1Char('/')).startsWith(whole);
 }
 
 Copied copyBytes(ByteSource &source, ByteSink &sink)

@@ -9,6 +9,9 @@
 /** Whether both names lead to the same existing file. */
 bool isSameFile(const QString &a, const QString &b);
 
+/** Whether a file written under this name would be in the folder, or in one below it. */
+bool isInFolder(const QString &file, const QString &folder);
+
 /** All of a source, to a sink. */
 enum class Copied { All, SourceChanged, WriteFailed };
 Copied copyBytes(ByteSource &source, ByteSink &sink);
