@@ -10,6 +10,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <csignal>
+#include <sys/stat.h>
+
 namespace {
 
 struct Run
@@ -82,6 +85,8 @@ private slots:
     void failures_data();
     void failures();
     void helpAndVersion();
+    void outputThatCannotBeWritten();
+    void endsOnSignals();
 };
 
 void TestReportTool::readsEveryForm_data()
@@ -275,6 +280,42 @@ void TestReportTool::helpAndVersion()
     const Run version = run({"--version"});
     QCOMPARE(version.exitCode, 0);
     QCOMPARE(version.output, QString("edid-report " EDID_REPORT_VERSION "\n"));
+}
+
+void TestReportTool::outputThatCannotBeWritten()
+{
+    const QString file = dataPath(monitor + ".bin");
+    for (const QString &words : {file, "--json " + file, QString("--help"), QString("--version"),
+                                 QString("--bash-completion")}) {
+        // The third one is a pipe whose reader has ended.
+        for (const QString output : {"> /dev/full", ">&-", ">&3"}) {
+            ForkedProcess shell;
+            shell.start("bash", {"-c", "exec 3> >(:); wait $!; exec " EDID_REPORT_PROGRAM " " +
+                                           words + " " + output});
+            QVERIFY(shell.waitForFinished());
+            QCOMPARE(shell.exitStatus(), QProcess::NormalExit);
+            QVERIFY2(shell.exitCode() == 1, qPrintable(words + output));
+            QCOMPARE(shell.readAllStandardError(),
+                     QByteArray("edid-report: error: Standard output cannot be written.\n"));
+        }
+    }
+}
+
+void TestReportTool::endsOnSignals()
+{
+    QTemporaryDir folder;
+    const QString fifo = folder.filePath("fifo");
+    QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    for (const QString &name : {QString("-"), fifo}) {
+        for (const int number : {SIGINT, SIGTERM}) {
+            ForkedProcess program;
+            program.start(EDID_REPORT_PROGRAM, {name});
+            QVERIFY(program.waitForStarted());
+            QCOMPARE(::kill(pid_t(program.processId()), number), 0);
+            QVERIFY(program.waitForFinished());
+            QCOMPARE(program.exitStatus(), QProcess::CrashExit);
+        }
+    }
 }
 
 QTEST_GUILESS_MAIN(TestReportTool)

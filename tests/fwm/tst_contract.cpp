@@ -123,9 +123,20 @@ void TestContract::unreadableFiles()
 
 void TestContract::standardOutputThatIsFull()
 {
-    const Ran full = m_fwm->shell(FWM_PROGRAM " list " GOLDEN_DIR "/good.fwm > /dev/full");
-    QCOMPARE(full.status, 1);
-    QVERIFY(full.err.contains("Standard output cannot be written."));
+    const QString package = GOLDEN_DIR "/good.fwm";
+    const QString arguments[] = {"list " + package,    "info --json " + package,
+                                 "verify --json none", "--help",
+                                 "list --help",        "--help-all",
+                                 "--version",          "--bash-completion"};
+    for (const QString &words : arguments) {
+        // The third one is a pipe whose reader has ended.
+        for (const char *output : {"> /dev/full", ">&-", ">&3"}) {
+            const Ran ran =
+                m_fwm->shell("exec 3> >(:); wait $!; exec " FWM_PROGRAM " " + words + " " + output);
+            QVERIFY2(ran.status == 1, qPrintable(words + output));
+            QVERIFY2(ran.err.contains("Standard output cannot be written."), ran.err.constData());
+        }
+    }
 }
 
 void TestContract::noProgressAwayFromATerminal()

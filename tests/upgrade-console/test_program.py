@@ -8,13 +8,14 @@ import signal
 import subprocess
 import tempfile
 import unittest
+from contextlib import ExitStack
 
 import runs
 from fake_agent import (BUSY, CLOSE, FAIL, RESET, SUCCESS, FakeAgent, Wait, chip, listing, log,
                         progress)
 
 from harness import wait
-from program import (BUSY_CODE, CANNOT, DONE, FAILED, LOST, NOTHING, REFUSED, USAGE,
+from program import (BUSY_CODE, CANNOT, DONE, FAILED, LOST, NOTHING, PROGRAM, REFUSED, USAGE,
                      ProgramTest, masked)
 
 DUMP = os.environ["EDID_DUMP"]
@@ -69,6 +70,116 @@ class TestUsage(ConsoleTest):
             result = self.run_program(1, command, "/nonexistent")
             self.assertEqual(result.returncode, FAILED)
             self.assertIn("/nonexistent: No such file", result.stderr)
+
+
+class TestInput(ConsoleTest):
+    """A pipe on which nothing ever comes must not hold the program."""
+
+    def commands(self):
+        """Each command that reads something, with what it reads and its standard input."""
+        folder = self.enterContext(tempfile.TemporaryDirectory())
+        fifo = os.path.join(folder, "fifo")
+        os.mkfifo(fifo)
+        held = os.path.join(folder, "held")
+        os.mkfifo(held)
+        writer = os.open(held, os.O_RDWR)
+        self.addCleanup(os.close, writer)
+        reader, open_end = os.pipe()
+        self.addCleanup(os.close, reader)
+        self.addCleanup(os.close, open_end)
+        for arguments in (["edid", "-"], ["edid", fifo], ["edid", held], ["send-net", fifo],
+                          ["send-net", held]):
+            yield arguments, reader
+
+    def test_signals(self):
+        for arguments, stdin in self.commands():
+            for number in (signal.SIGINT, signal.SIGTERM):
+                with self.subTest(arguments=arguments, number=number):
+                    program = self.start_program(1, "--json", *arguments, stdin=stdin)
+                    wait.until(lambda pid=program.popen.pid: blocks(pid, signal.SIGTERM))
+                    program.popen.send_signal(number)
+                    self.assertEqual(program.popen.wait(10), LOST, program.report())
+                    self.assertEqual(json.loads(program.stdout())["error"]["cause"], "interrupted")
+
+    def test_time_out(self):
+        for arguments, stdin in self.commands():
+            with self.subTest(arguments=arguments):
+                program = self.start_program(1, "--timeout", "0.2", *arguments, stdin=stdin)
+                self.assertEqual(program.popen.wait(10), FAILED, program.report())
+                self.assertIn("no end of it within 0.2", program.stderr())
+
+    def test_slow_pipe(self):
+        with open(DUMP, "rb") as file:
+            dump = file.read(256)
+        answer = b"PARSEEDIDRESULT||DEL,X,HDMI,\r\n"
+        with FakeAgent({"PARSEEDID||" + dump.hex(" "): [answer]}) as agent:
+            program = self.start_program(agent.port, "edid", "-", stdin=subprocess.PIPE)
+            for byte in dump:
+                program.popen.stdin.write(bytes([byte]))
+                program.popen.stdin.flush()
+            program.popen.stdin.close()
+            self.assertEqual(program.popen.wait(10), DONE, program.report())
+
+
+def blocks(pid, number):
+    """Whether the process has blocked a signal, which it does before it reads anything."""
+    with open(f"/proc/{pid}/status", encoding="ascii") as file:
+        mask = next(line for line in file if line.startswith("SigBlk:")).split()[1]
+    return bool(int(mask, 16) >> (number - 1) & 1)
+
+
+class TestOutput(ConsoleTest):
+    """What cannot be written is a failure, whatever was asked for."""
+
+    def statuses(self, *arguments, answers=None, stdin=""):
+        """The exit statuses on a full disk, on a pipe without a reader, and without an output."""
+        found = []
+        for how in ("full", "broken pipe", "closed"):
+            with FakeAgent(answers or {}) as agent:
+                command = [PROGRAM, "--host", "127.0.0.1", "--port", str(agent.port), "--timeout",
+                           "2", *arguments]
+                with ExitStack() as stack:
+                    more = {}
+                    if how == "full":
+                        more["stdout"] = stack.enter_context(open("/dev/full", "wb"))
+                    elif how == "broken pipe":
+                        reader, more["stdout"] = os.pipe()
+                        os.close(reader)
+                        stack.callback(os.close, more["stdout"])
+                    else:
+                        command = ["sh", "-c", 'exec "$@" >&-', "sh", *command]
+                    result = subprocess.run(command, input=stdin, stderr=subprocess.PIPE, text=True,
+                                            timeout=20, check=False, **more)
+            self.assertIn("tandard output cannot be written", result.stderr, (how, arguments))
+            found.append(result.returncode)
+        return found
+
+    def test_answers(self):
+        for arguments in (["--help"], ["upgrade", "--help"], ["--help", "--json"], ["--version"],
+                          ["--bash-completion"]):
+            program = subprocess.run(["sh", "-c", 'exec "$@" > /dev/full', "sh", PROGRAM,
+                                      *arguments], capture_output=True, timeout=10, check=False)
+            self.assertEqual(program.returncode, FAILED, arguments)
+
+    def test_results(self):
+        for json_option in ([], ["--json"]):
+            for command in (["version"], ["list"], ["ping"]):
+                statuses = self.statuses(*json_option, *command)
+                self.assertEqual(statuses, [FAILED] * 3, json_option + command)
+            statuses = self.statuses(*json_option, "upgrade", "--all",
+                                     answers={"UPGRADEALL": runs.full_run()})
+            self.assertEqual(statuses, [FAILED] * 3, json_option)
+
+    def test_errors(self):
+        busy = {"UPGRADE||": [BUSY]}
+        self.assertEqual(self.statuses("--json", "upgrade", "--all", answers=busy), [FAILED] * 3)
+
+    def test_traffic(self):
+        talk = {"HEARTBEAT": [b"HEARTBEAT\r\n"] + [log("x"), 0.01] * 100}
+        for json_option in ([], ["--json"]):
+            self.assertEqual(self.statuses(*json_option, "watch", answers=talk), [FAILED] * 3)
+            self.assertEqual(self.statuses(*json_option, "shell", stdin="VERSION\n"), [FAILED] * 3)
+        self.assertEqual(self.statuses("--json", "shell"), [FAILED] * 3)
 
 
 class TestSimple(ConsoleTest):

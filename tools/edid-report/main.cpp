@@ -1,21 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DumpReader.h"
 #include "ReportPrinter.h"
+#include "common/ExitCodes.h"
+#include "common/Output.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
 
+#include <csignal>
 #include <cstdio>
 
 namespace {
 
-constexpr int exitFailure = 1;
-constexpr int exitUsage = 2;
+const char *const program = "edid-report";
 
 void complain(const QString &message)
 {
-    std::fprintf(stderr, "edid-report: %s\n", qPrintable(message));
+    std::fprintf(stderr, "%s: %s\n", program, qPrintable(message));
 }
 
 DumpReading readNamed(const QString &name)
@@ -31,16 +33,21 @@ DumpReading readNamed(const QString &name)
     return reading;
 }
 
-/** For bash; what is no option is a file. */
-int printCompletion(const QList<QCommandLineOption> &options)
+int answer(const QByteArray &text)
+{
+    return int(writeOutput(program, text) ? ExitCode::Done : ExitCode::Failed);
+}
+
+/** For bash; an argument that is not an option is a file. */
+QByteArray completionScript(const QList<QCommandLineOption> &options)
 {
     QStringList names{"--help", "--version"};
     for (const QCommandLineOption &option : options)
         names.append("--" + option.names().constFirst());
-    std::printf("# bash completion for edid-report\n"
-                "complete -o default -W '%s' edid-report\n",
-                qPrintable(names.join(' ')));
-    return 0;
+    return QStringLiteral("# bash completion for edid-report\n"
+                          "complete -o default -W '%1' edid-report\n")
+        .arg(names.join(' '))
+        .toUtf8();
 }
 
 int report(const QString &file, bool asJson)
@@ -49,33 +56,30 @@ int report(const QString &file, bool asJson)
     const QString name = file == "-" ? QStringLiteral("standard input") : file;
     if (!reading.error.isEmpty()) {
         complain(name + ": " + reading.error);
-        return exitFailure;
+        return int(ExitCode::Failed);
     }
     if (reading.extensionMissing)
         complain(name + ": the extension block is missing; read as zeros");
 
     const DumpReport written = reportDump(reading.bytes);
-    const QByteArray output = asJson ? reportJson(written) : reportText(written);
-    const auto size = std::size_t(output.size());
-    if (std::fwrite(output.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0) {
-        complain("standard output cannot be written");
-        return exitFailure;
-    }
-    return 0;
+    return answer(asJson ? reportJson(written) : reportText(written));
 }
 
 } // namespace
 
 int main(int argc, char *argv[])
 {
+    // A pipe without a reader is then an error of the write like a full disk.
+    std::signal(SIGPIPE, SIG_IGN);
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName("edid-report");
     QCoreApplication::setApplicationVersion(EDID_REPORT_VERSION);
 
     QCommandLineParser parser;
     parser.setApplicationDescription("Shows what the upgrade agent reports of a display's EDID.");
-    parser.addHelpOption();
-    parser.addVersionOption();
+    const QCommandLineOption help({"h", "help"}, "Show this help.");
+    parser.addOption(help);
+    const QCommandLineOption version = parser.addVersionOption();
     const QCommandLineOption json("json", "Write the report as a JSON object.");
     const QCommandLineOption completion("bash-completion", "Print a completion script for bash.");
     parser.addOptions({json, completion});
@@ -83,18 +87,19 @@ int main(int argc, char *argv[])
         "FILE", "EDID dump, binary or hexadecimal text; - reads standard input.", "FILE|-");
     if (!parser.parse(QCoreApplication::arguments())) {
         complain(parser.errorText());
-        return exitUsage;
+        return int(ExitCode::Usage);
     }
-    // Acts on --help and --version, which end the program.
-    parser.process(application);
-
+    if (parser.isSet(help))
+        return answer(parser.helpText().toUtf8());
+    if (parser.isSet(version))
+        return answer(QByteArray(program) + " " EDID_REPORT_VERSION "\n");
     if (parser.isSet(completion))
-        return printCompletion({json});
+        return answer(completionScript({json}));
 
     const QStringList files = parser.positionalArguments();
     if (files.size() != 1) {
         complain("give one FILE, or - for standard input; --help tells more");
-        return exitUsage;
+        return int(ExitCode::Usage);
     }
     return report(files.first(), parser.isSet(json));
 }

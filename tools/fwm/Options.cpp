@@ -3,6 +3,7 @@
 
 #include "common/BashCompletion.h"
 #include "common/ExitCodes.h"
+#include "common/Output.h"
 
 #include <CLI/CLI.hpp>
 
@@ -12,6 +13,7 @@
 #include <QRegularExpression>
 
 #include <iostream>
+#include <sstream>
 
 namespace {
 
@@ -128,18 +130,28 @@ bool wantsJson(int argc, char *argv[])
                        [](const char *argument) { return std::string(argument) == "--json"; });
 }
 
+/** What was asked for instead of a command. */
+int answer(const std::string &text)
+{
+    const bool isWritten = writeOutput("fwm", QByteArray::fromStdString(text));
+    return int(isWritten ? ExitCode::Done : ExitCode::Failed);
+}
+
 /** A wrong command line: in JSON as well, when the rest of it asked for that. */
 int reportUsage(const CLI::App &app, const CLI::ParseError &error, bool json)
 {
-    if (error.get_exit_code() == int(CLI::ExitCodes::Success))
-        return app.exit(error);
+    if (error.get_exit_code() == int(CLI::ExitCodes::Success)) {
+        std::ostringstream asked; // help, or the version
+        app.exit(error, asked, asked);
+        return answer(asked.str());
+    }
     if (json) {
         const QJsonObject words{{QStringLiteral("name"), exitCodeName(ExitCode::Usage)},
                                 {QStringLiteral("detail"), QString::fromStdString(error.what())}};
         const QJsonObject all{{QStringLiteral("exit_code"), int(ExitCode::Usage)},
                               {QStringLiteral("exit_name"), exitCodeName(ExitCode::Usage)},
                               {QStringLiteral("error"), words}};
-        std::cout << QJsonDocument(all).toJson().toStdString();
+        writeOutput("fwm", QJsonDocument(all).toJson());
     } else {
         std::cerr << "fwm: error: " << error.what() << "\nfwm: See 'fwm --help'.\n";
     }
@@ -181,10 +193,8 @@ CommandLine readCommandLine(int argc, char *argv[])
 
     try {
         app.parse(argc, argv);
-        if (texts.completion) {
-            std::cout << bashCompletion(app);
-            return {std::nullopt, int(ExitCode::Done)};
-        }
+        if (texts.completion)
+            return {std::nullopt, answer(bashCompletion(app))};
         if (app.get_subcommands().empty())
             throw CLI::RequiredError("A command");
     } catch (const CLI::ParseError &error) {

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fwm/Outcome.h"
 
+#include "common/Output.h"
 #include "fwm/Words.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 
-#include <cstdio>
+#include <unistd.h>
 
 namespace {
 
@@ -14,13 +15,6 @@ QString message(const Problem &problem)
 {
     const QString cause = QString::fromLatin1(wordsFor(problem.failure).cause);
     return problem.detail.isEmpty() ? cause : problem.detail + QStringLiteral(": ") + cause;
-}
-
-bool print(std::FILE *stream, const QByteArray &bytes)
-{
-    return std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream) ==
-               size_t(bytes.size()) &&
-           std::fflush(stream) == 0;
 }
 
 } // namespace
@@ -73,14 +67,11 @@ QStringList diagnostics(const Outcome &outcome)
 int report(const Outcome &outcome, const QString &command, bool json)
 {
     const QByteArray result = json ? asJson(outcome, command) : outcome.text.toLocal8Bit();
-    const bool printed = print(stdout, result);
+    const bool isWritten = writeOutput("fwm", result);
     if (!json) {
         const QStringList lines = diagnostics(outcome);
         for (const QString &line : lines)
-            print(stderr, line.toLocal8Bit() + '\n');
+            writeAll(STDERR_FILENO, line.toLocal8Bit() + '\n');
     }
-    if (printed)
-        return int(outcome.code);
-    print(stderr, "fwm: error: Standard output cannot be written.\n");
-    return int(ExitCode::Failed);
+    return int(isWritten ? outcome.code : ExitCode::Failed);
 }

@@ -26,6 +26,8 @@ int main(int argc, char *argv[])
     // A file-size limit is then an error of the write like a full disk, and no reason to die
     // with a half-written file.
     std::signal(SIGXFSZ, SIG_IGN);
+    // The same for a pipe without a reader.
+    std::signal(SIGPIPE, SIG_IGN);
     const QCoreApplication application(argc, argv);
 
     const CommandLine line = readCommandLine(argc, argv);

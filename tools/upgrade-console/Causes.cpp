@@ -65,6 +65,9 @@ constexpr CauseRow causeRows[] = {
     {Cause::NotStarted, "not-started", ExitCode::Failed, "",
      "the agent did not start the upgrade",
      "For net-upgrade: check that the device at that address is on and listens on port 6752. Otherwise try again."},
+    {Cause::OutputUnwritable, "output-unwritable", ExitCode::Failed, "",
+     "standard output cannot be written",
+     "Check that the disk is not full and that the program that reads the output still runs."},
 
     {Cause::PackageMissing, "package-missing", ExitCode::PackageRefused, "2",
      "the device holds no firmware package",

@@ -26,6 +26,7 @@ enum class Cause {
     EdidRefused,
     FileUnreadable,
     NotStarted,
+    OutputUnwritable,
     // The package
     PackageMissing,
     PackageUnreadable,

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/Command.h"
 
-#include "upgrade-console/Terminal.h"
+#include "common/Output.h"
 
 #include <QJsonDocument>
 
@@ -38,9 +38,9 @@ void Command::interrupt()
     fail(Cause::Interrupted);
 }
 
-void Command::writeJson(const QJsonObject &document)
+bool Command::writeJson(const QJsonObject &document)
 {
-    writeAll(STDOUT_FILENO, QJsonDocument(document).toJson());
+    return writeAll(STDOUT_FILENO, QJsonDocument(document).toJson());
 }
 
 void Command::onLost(Cause cause, const QString &detail)

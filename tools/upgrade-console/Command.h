@@ -42,8 +42,9 @@ public:
     void run();
     /** The user wants it to end. */
     virtual void interrupt();
-    /** Writes the whole document to standard output, or what is missing of it. */
-    virtual void writeJson(const QJsonObject &document);
+    /** Writes the whole document to standard output, or what is missing of it; false when standard
+     *  output takes no more. */
+    virtual bool writeJson(const QJsonObject &document);
 
 signals:
     void finished(const CommandResult &result);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/LineEditor.h"
 
+#include "common/Output.h"
 #include "upgrade-console/Terminal.h"
 
 #include <cstdio>
@@ -47,13 +48,13 @@ void LineEditor::start()
     m_notifier.setEnabled(true);
 }
 
-void LineEditor::print(const QString &line)
+bool LineEditor::print(const QString &line)
 {
-    if (m_isEditing)
-        writeAll(STDOUT_FILENO, "\r\x1b[K");
-    writeAll(STDOUT_FILENO, line.toUtf8() + '\n');
+    const QByteArray erase = m_isEditing ? "\r\x1b[K" : "";
+    const bool isWritten = writeAll(STDOUT_FILENO, erase + line.toUtf8() + '\n');
     if (m_isEditing)
         rl_forced_update_display();
+    return isWritten;
 }
 
 void LineEditor::onReadable()

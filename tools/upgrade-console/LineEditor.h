@@ -18,8 +18,9 @@ public:
     LineEditor &operator=(const LineEditor &) = delete;
 
     void start();
-    /** Prints a line to standard output without harm to the one being edited. */
-    void print(const QString &line);
+    /** Prints a line to standard output without harm to the one being edited; false when standard
+     *  output takes no more. */
+    bool print(const QString &line);
 
 signals:
     void line(const QString &text);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/ProgressDisplay.h"
 
+#include "common/Output.h"
+
 #include <unistd.h>
 
 namespace {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/Terminal.h"
 
-#include <cerrno>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -34,17 +33,4 @@ Terminal Terminal::of(int descriptor)
         terminal.lines = size.ws_row;
     }
     return terminal;
-}
-
-bool writeAll(int descriptor, const QByteArray &bytes)
-{
-    int done = 0;
-    while (done < bytes.size()) {
-        const auto count =
-            ::write(descriptor, bytes.constData() + done, size_t(bytes.size() - done));
-        if (count < 0 && errno != EINTR)
-            return false;
-        done += count > 0 ? int(count) : 0;
-    }
-    return true;
 }

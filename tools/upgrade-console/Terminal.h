@@ -28,6 +28,3 @@ struct Terminal
     /** Of an open descriptor. Colours need a terminal and no NO_COLOR in the environment. */
     static Terminal of(int descriptor);
 };
-
-/** Writes all of it, whatever signals come in between; false when nobody takes it any more. */
-bool writeAll(int descriptor, const QByteArray &bytes);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/TrafficCommands.h"
 
+#include "common/Output.h"
 #include "protocol/ConsoleTexts.h"
 #include "upgrade-console/Terminal.h"
 
@@ -10,6 +11,8 @@
 #include <unistd.h>
 
 namespace {
+
+const char *const jsonStart = "{\"replies\": [";
 
 using Kind = AgentReply::Kind;
 
@@ -94,24 +97,16 @@ void TrafficCommand::onReply(const AgentReply &reply)
         show(printable(lineFor(reply)));
         return;
     }
-    beginJson();
-    print((m_hasReplies ? ",\n" : "\n") +
-          QJsonDocument(replyJson(reply)).toJson(QJsonDocument::Compact));
+    const QByteArray before = m_hasReplies ? ",\n" : QByteArray(jsonStart) + '\n';
     m_hasReplies = true;
+    print(before + QJsonDocument(replyJson(reply)).toJson(QJsonDocument::Compact));
 }
 
-void TrafficCommand::beginJson()
+bool TrafficCommand::writeJson(const QJsonObject &document)
 {
-    if (!m_hasBegun)
-        writeAll(STDOUT_FILENO, "{\"replies\": [");
-    m_hasBegun = true;
-}
-
-void TrafficCommand::writeJson(const QJsonObject &document)
-{
-    beginJson();
+    const QByteArray before = m_hasReplies ? "" : jsonStart;
     const QByteArray rest = QJsonDocument(document).toJson(QJsonDocument::Compact);
-    writeAll(STDOUT_FILENO, "\n],\n" + rest.mid(1) + '\n');
+    return writeAll(STDOUT_FILENO, before + "\n],\n" + rest.mid(1) + '\n');
 }
 
 void TrafficCommand::show(const QString &line)
@@ -119,11 +114,11 @@ void TrafficCommand::show(const QString &line)
     print(line.toUtf8() + '\n');
 }
 
-/** There is no use in going on when nobody reads any more. */
+/** There is no use in going on when the replies cannot be shown. */
 void TrafficCommand::print(const QByteArray &bytes)
 {
     if (!writeAll(STDOUT_FILENO, bytes))
-        fail(Cause::Interrupted, QStringLiteral("standard output is closed"));
+        fail(Cause::OutputUnwritable);
 }
 
 /** Without a request of its own nobody gets anything from the agent. */
@@ -186,8 +181,8 @@ QString ShellCommand::lineFor(const AgentReply &reply) const
 
 void ShellCommand::show(const QString &line)
 {
-    if (m_editor)
-        m_editor->print(line);
-    else
+    if (!m_editor)
         TrafficCommand::show(line);
+    else if (!m_editor->print(line))
+        fail(Cause::OutputUnwritable);
 }

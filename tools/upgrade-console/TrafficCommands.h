@@ -18,7 +18,7 @@ public:
     using Command::Command;
 
     void interrupt() override;
-    void writeJson(const QJsonObject &document) override;
+    bool writeJson(const QJsonObject &document) override;
 
 protected:
     void onReply(const AgentReply &reply) override;
@@ -27,9 +27,7 @@ protected:
 
 private:
     void print(const QByteArray &bytes);
-    void beginJson();
 
-    bool m_hasBegun = false;
     bool m_hasReplies = false;
 };
 

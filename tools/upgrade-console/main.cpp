@@ -1,18 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "common/Output.h"
 #include "upgrade-console/Command.h"
+#include "upgrade-console/Preparation.h"
 #include "upgrade-console/ResultPrinter.h"
-#include "upgrade-console/Terminal.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>
 #include <QSocketNotifier>
 
 #include <csignal>
-#include <cstdio>
+#include <cstdlib>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
 namespace {
+
+const char *const program = "upgrade-console";
 
 /** Turns the signals that end a program into an event of the loop. */
 int makeSignalDescriptor()
@@ -34,10 +37,8 @@ bool writeLines(int descriptor, const QStringList &lines)
 /** Answers without a run; wrong usage is an error like any other where JSON is asked for. */
 int answer(const Options::Other &other, bool asJson)
 {
-    if (other.exitStatus == int(ExitCode::Done)) {
-        const bool written = writeAll(STDOUT_FILENO, other.text.toUtf8());
-        return int(written ? ExitCode::Done : ExitCode::Failed);
-    }
+    if (other.exitStatus == int(ExitCode::Done))
+        return int(writeOutput(program, other.text.toUtf8()) ? ExitCode::Done : ExitCode::Failed);
     if (asJson) {
         const QJsonObject document{
             {"result", exitCodeName(ExitCode::Usage)},
@@ -51,15 +52,25 @@ int answer(const Options::Other &other, bool asJson)
     return other.exitStatus;
 }
 
+CommandResult unwritable()
+{
+    CommandResult result;
+    result.cause = Cause::OutputUnwritable;
+    result.exit = causeRow(result.cause).exit;
+    return result;
+}
+
 int report(Command &command, const Options &options, const CommandResult &result)
 {
-    bool written = true;
-    if (options.json)
-        command.writeJson(resultDocument(commandName(options.command), result));
-    else
-        written = writeLines(STDOUT_FILENO, result.output);
+    const bool isWritten =
+        options.json ? command.writeJson(resultDocument(commandName(options.command), result))
+                     : writeLines(STDOUT_FILENO, result.output);
     writeLines(STDERR_FILENO, diagnosis(result));
-    return int(written ? result.exit : ExitCode::Failed);
+    if (isWritten)
+        return int(result.exit);
+    if (result.cause != Cause::OutputUnwritable)
+        writeLines(STDERR_FILENO, diagnosis(unwritable()));
+    return int(ExitCode::Failed);
 }
 
 } // namespace
@@ -76,8 +87,15 @@ int main(int argc, char *argv[])
 
     const auto command = makeCommand(*options);
     CommandResult early;
-    if (!command->prepare(early))
+    switch (prepareBounded(*command, *options, signalDescriptor, early)) {
+    case Preparation::Done:
+        break;
+    case Preparation::Failed:
         return report(*command, *options, early);
+    case Preparation::Abandoned:
+        // The thread still reads; nothing that it uses may be taken from it.
+        std::_Exit(report(*command, *options, early));
+    }
 
     int exitStatus = int(ExitCode::Failed);
     QObject::connect(command.get(), &Command::finished, command.get(),

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/Command.h"
+
+enum class Preparation {
+    Done,
+    /** The command cannot run; the result says why. */
+    Failed,
+    /** The same, and a thread goes on reading: the process must end without destructors. */
+    Abandoned,
+};
+
+/**
+ * Prepares a command. Its input may be a pipe on which nothing ever comes, so it is read in a
+ * thread of its own, and a signal or the time-out of the options ends the wait.
+ */
+Preparation prepareBounded(Command &command, const Options &options, int signalDescriptor,
+                           CommandResult &result);
