@@ -5,6 +5,7 @@ import contextlib
 import json
 import os
 import select
+import signal
 import socket
 import stat
 import subprocess
@@ -25,6 +26,7 @@ DEVICE = {
         {"name": "AUX 1", "chip_type": 1, "chip_index": 1, "version": "2.0"},
     ],
 }
+UNWRITTEN = b"device-simulator: error: Standard output cannot be written.\n"
 MODEL = frames.frame(frames.REPLY, frames.MODEL_NAME, b"HX-8")
 
 
@@ -35,6 +37,12 @@ def read_bytes(fd, count, seconds=10):
     while len(got) < count and select.select([fd], [], [], max(0, end - time.monotonic()))[0]:
         got += os.read(fd, count - len(got))
     return got
+
+
+def state_of(pid):
+    """The state of a process, a letter as in ps; "S" for one that waits."""
+    with open(f"/proc/{pid}/stat", encoding="ascii") as file:
+        return file.read().rsplit(") ", 1)[1][0]
 
 
 class TestProgram(unittest.TestCase):
@@ -79,6 +87,150 @@ class TestProgram(unittest.TestCase):
             self.start()
         with open(self.link, encoding="ascii") as file:
             self.assertEqual(file.read(), "mine")
+
+    def test_links_that_may_be_replaced(self):
+        master, slave = os.openpty()
+        self.addCleanup(os.close, master)
+        self.addCleanup(os.close, slave)
+        for target in (os.ttyname(slave), "/dev/pts/gone", "gone"):
+            os.symlink(target, self.link)
+            simulator = self.start()
+            self.assertNotEqual(os.readlink(self.link), target)
+            self.assertEqual(simulator.stop(), 0)
+            self.assertFalse(os.path.lexists(self.link))
+
+    def test_links_that_may_not_be_replaced(self):
+        for target in (self.folder, PROGRAM, "/dev/null"):
+            os.symlink(target, self.link)
+            with self.assertRaisesRegex(AssertionError, "cannot make the link"):
+                self.start()
+            self.assertEqual(os.readlink(self.link), target)
+            os.remove(self.link)
+
+    def test_removes_only_its_own_link(self):
+        simulator = self.start()
+        os.remove(self.link)
+        os.symlink("/dev/null", self.link)
+        self.assertEqual(simulator.stop(), 0)
+        self.assertEqual(os.readlink(self.link), "/dev/null")
+
+    def run_program(self, *options, **more):
+        """Runs the program on a device file until it ends."""
+        device = os.path.join(self.folder, "d.json")
+        with open(device, "w", encoding="ascii") as file:
+            json.dump(DEVICE, file)
+        return subprocess.run([PROGRAM, "--device", device, "--pty-link", self.link, *options],
+                              stderr=subprocess.PIPE, timeout=20, check=False, cwd=self.folder,
+                              **{"stdout": subprocess.PIPE, **more})
+
+    def test_control_path_as_given(self):
+        other = os.path.join(self.folder, "below")
+        os.mkdir(other)
+        device = os.path.join(self.folder, "d.json")
+        with open(device, "w", encoding="ascii") as file:
+            json.dump(DEVICE, file)
+        for given in ("../control.sock", "sock"):
+            path = os.path.join(other, given)
+            with socket.socket(socket.AF_UNIX) as old:
+                old.bind(path)  # of a simulator that was killed
+            with subprocess.Popen([PROGRAM, "--device", device, "--pty-link", self.link,
+                                   "--control", given], stdout=subprocess.PIPE, cwd=other) as popen:
+                self.assertTrue(popen.stdout.readline().startswith(b"ready "))
+                with socket.socket(socket.AF_UNIX) as client:
+                    client.settimeout(10)
+                    client.connect(path)
+                    client.sendall(b"quit\n")
+                    self.assertEqual(client.makefile().readline(), "ok\n")
+                self.assertEqual(popen.wait(10), 0)
+            self.assertFalse(os.path.lexists(path))
+
+    def test_control_never_removes_a_file(self):
+        path = os.path.join(self.folder, "control")
+        with open(path, "w", encoding="ascii") as file:
+            file.write("mine")
+        link = os.path.join(self.folder, "link")
+        os.symlink("control", link)
+        os.mkfifo(os.path.join(self.folder, "fifo"))
+        for name in ("control", "link", "fifo", "."):
+            before = sorted(os.listdir(self.folder)) + ["d.json"]
+            result = self.run_program("--control", name)
+            self.assertEqual((result.returncode, result.stderr.decode()),
+                             (1, f"device-simulator: {name}: exists and is not a socket\n"))
+            self.assertEqual(set(os.listdir(self.folder)), set(before))
+        with open(path, encoding="ascii") as file:
+            self.assertEqual(file.read(), "mine")
+
+    def test_trace_on_a_full_disk(self):
+        device = os.path.join(self.folder, "d.json")
+        with open(device, "w", encoding="ascii") as file:
+            json.dump(DEVICE, file)
+        with subprocess.Popen([PROGRAM, "--device", device, "--pty-link", self.link, "--trace",
+                               "/dev/full"], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, text=True) as popen:
+            self.assertEqual(popen.stdout.readline(), f"ready {self.link}\n")
+            fd = self.open_link()
+            for _ in range(2):
+                self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
+            os.close(fd)
+            popen.terminate()
+            errors = popen.communicate(timeout=10)[1]
+        self.assertEqual(popen.returncode, 1)
+        self.assertEqual(errors, "device-simulator: the trace ends here: /dev/full: No space left "
+                                 "on device\ndevice-simulator: /dev/full: No space left on device\n")
+
+    def test_numbers_of_control_commands(self):
+        simulator = self.start()
+        image = os.path.join(self.folder, "image")
+        with open(image, "wb"):
+            pass
+        fifo = os.path.join(self.folder, "fifo")
+        os.mkfifo(fifo)
+        for wrong, words in ((f"flash compare 256 0 {image}", "from 0 to 255"),
+                             (f"flash compare 0 256 {image}", "from 0 to 255"),
+                             (f"flash compare 65537 1 {image}", "from 0 to 255"),
+                             (f"flash compare -1 0 {image}", "from 0 to 255"),
+                             (f"flash compare x 0 {image}", "from 0 to 255"),
+                             (f"flash compare 0 9 {image}", "no such chip"),
+                             (f"flash compare 0 0 {fifo}", "not an ordinary file"),
+                             ("fault add silent:type=256", "cannot read 'type=256'"),
+                             ("fault add silent:index=-1", "cannot read 'index=-1'"),
+                             ("fault add refuse:status=256", "cannot read 'status=256'"),
+                             ("fault add late:delay=1000000001", "cannot read 'delay=1000000001'"),
+                             ("fault add silent:count=1000000001", "cannot read 'count="),
+                             ("fault add short:bytes=65537", "cannot read 'bytes=65537'"),
+                             ("fault add silent:skip=-1", "cannot read 'skip=-1'"),
+                             ("fault add wrong-word:as=1F900", "cannot read 'as=1F900'")):
+            with self.assertRaisesRegex(AssertionError, f"error: .*{words}"):
+                simulator.control(wrong)
+        self.assertEqual(simulator.control("fault list"), "")
+
+    def test_pipes_that_never_end(self):
+        """Until it is ready a signal ends it, whatever it waits for."""
+        fifo = os.path.join(self.folder, "fifo")
+        os.mkfifo(fifo)
+        device = os.path.join(self.folder, "d.json")
+        with open(device, "w", encoding="ascii") as file:
+            json.dump(DEVICE, file)
+        for options in (("--device", fifo), ("--replay", fifo),
+                        ("--device", device, "--trace", fifo)):
+            for number in (signal.SIGINT, signal.SIGTERM):
+                popen = subprocess.Popen([PROGRAM, *options, "--pty-link", self.link])
+                self.stack.callback(popen.wait)
+                self.stack.callback(popen.kill)
+                wait.until(lambda pid=popen.pid: state_of(pid) == "S", what="a blocked process")
+                popen.send_signal(number)
+                self.assertEqual(popen.wait(10), -number, options)
+
+    def test_output_that_cannot_be_written(self):
+        for options in (["--help"], ["--version"], ["--bash-completion"], []):
+            with open("/dev/full", "wb") as full:
+                result = self.run_program(*options, stdout=full)
+            self.assertEqual((result.returncode, result.stderr), (1, UNWRITTEN), options)
+            reader, writer = os.pipe()
+            os.close(reader)
+            result = self.run_program(*options, stdout=writer)
+            os.close(writer)
+            self.assertEqual((result.returncode, result.stderr), (1, UNWRITTEN), options)
 
     def test_inherited_descriptor(self):
         master, slave = os.openpty()

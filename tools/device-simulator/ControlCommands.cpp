@@ -4,10 +4,12 @@
 #include "device-simulator/FlashFiles.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <limits>
 #include <utility>
 
 namespace {
@@ -136,14 +138,21 @@ QString ControlCommands::compareFlash(const QString &arguments)
     const QString path = arguments.section(QLatin1Char(' '), 2);
     bool isType = false;
     bool isIndex = false;
-    const auto type = quint8(arguments.section(QLatin1Char(' '), 0, 0).toUShort(&isType));
-    const auto index = quint8(arguments.section(QLatin1Char(' '), 1, 1).toUShort(&isIndex));
-    if (!isType || !isIndex || m_device.chip(type, index) == nullptr)
+    const uint type = arguments.section(QLatin1Char(' '), 0, 0).toUInt(&isType);
+    const uint index = arguments.section(QLatin1Char(' '), 1, 1).toUInt(&isIndex);
+    constexpr uint largest = std::numeric_limits<quint8>::max();
+    if (!isType || !isIndex || type > largest || index > largest)
+        return error(QStringLiteral("TYPE and INDEX are numbers from 0 to %1").arg(largest));
+    if (m_device.chip(quint8(type), quint8(index)) == nullptr)
         return error(QStringLiteral("no such chip"));
+    // A pipe would hold up the device.
+    if (QFileInfo::exists(path) && !QFileInfo(path).isFile())
+        return error(QStringLiteral("%1: not an ordinary file").arg(path));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return error(QStringLiteral("%1: %2").arg(path, file.errorString()));
-    const FlashComparison comparison = ::compareFlash(m_device.flash(type, index), file.readAll());
+    const FlashComparison comparison =
+        ::compareFlash(m_device.flash(quint8(type), quint8(index)), file.readAll());
     return comparison.equal ? ok(comparison.text) : error(comparison.text);
 }
 

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "device-simulator/ControlServer.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QLocalSocket>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -29,8 +33,18 @@ ControlServer::ControlServer(ControlCommands &commands, QObject *parent)
 
 bool ControlServer::listen(const QString &path, QString *error)
 {
-    QLocalServer::removeServer(path);
-    if (m_server.listen(path))
+    // Only the socket of an earlier run may be replaced. A relative name would be looked for in the
+    // folder for temporary files.
+    struct stat found
+    {
+    };
+    if (::lstat(QFile::encodeName(path).constData(), &found) == 0 && !S_ISSOCK(found.st_mode)) {
+        *error = QStringLiteral("%1: exists and is not a socket").arg(path);
+        return false;
+    }
+    const QString name = QFileInfo(path).absoluteFilePath();
+    QLocalServer::removeServer(name);
+    if (m_server.listen(name))
         return true;
     *error = QStringLiteral("%1: %2").arg(path, m_server.errorString());
     return false;

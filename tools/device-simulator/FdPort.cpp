@@ -2,15 +2,17 @@
 #include "device-simulator/FdPort.h"
 
 #include <QFile>
-#include <QFileInfo>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -36,6 +38,31 @@ void makeRaw(int fd)
         cfmakeraw(&settings);
         tcsetattr(fd, TCSANOW, &settings);
     }
+}
+
+/** What a symbolic link contains; empty for anything else. */
+QByteArray targetOf(const QString &link)
+{
+    QByteArray target(PATH_MAX, '\0');
+    const ssize_t size = ::readlink(QFile::encodeName(link).constData(), target.data(), PATH_MAX);
+    return target.left(int(std::max<ssize_t>(size, 0)));
+}
+
+/** A link that may be replaced: it leads to a pseudo-terminal, or to one that is gone. */
+bool isLinkOfASimulator(const QString &path)
+{
+    // The slaves of Unix 98 pseudo-terminals, in Linux's list of devices.
+    constexpr unsigned firstMajor = 136;
+    constexpr unsigned lastMajor = 143;
+    struct stat found
+    {
+    };
+    if (targetOf(path).isEmpty())
+        return false;
+    if (::stat(QFile::encodeName(path).constData(), &found) != 0)
+        return errno == ENOENT;
+    return S_ISCHR(found.st_mode) && major(found.st_rdev) >= firstMajor &&
+           major(found.st_rdev) <= lastMajor;
 }
 
 } // namespace
@@ -144,7 +171,8 @@ PtyPort::PtyPort(const QString &linkPath, QObject *parent)
 
 PtyPort::~PtyPort()
 {
-    if (m_isLinked)
+    // Another simulator may have made the link its own meanwhile.
+    if (m_isLinked && targetOf(m_linkPath) == ptsname(m_fd))
         QFile::remove(m_linkPath);
 }
 
@@ -157,9 +185,7 @@ bool PtyPort::open(QString *error)
     }
     if (!FdPort::open(error))
         return false;
-    // Only a link of an earlier run may be replaced, never somebody's file.
-    const QFileInfo link(m_linkPath);
-    if (link.isSymLink())
+    if (isLinkOfASimulator(m_linkPath))
         QFile::remove(m_linkPath);
     if (!QFile::link(QString::fromLocal8Bit(ptsname(m_fd)), m_linkPath)) {
         *error = QStringLiteral("%1: cannot make the link, %2").arg(m_linkPath, systemError());

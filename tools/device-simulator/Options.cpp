@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "device-simulator/Options.h"
 
+#include "common/ExitCodes.h"
 #include "device-simulator/ControlCommands.h"
 
 #include <QCommandLineParser>
 
 namespace {
-
-constexpr int usageStatus = 2;
 
 struct OptionRow
 {
@@ -166,7 +165,7 @@ std::optional<Options> Options::parse(const QStringList &arguments, Other *other
     if (problem.isEmpty())
         return options;
     *other = {
-        usageStatus,
+        int(ExitCode::Usage),
         QStringLiteral("device-simulator: %1\nTry 'device-simulator --help'.\n").arg(problem)};
     return std::nullopt;
 }

@@ -53,14 +53,24 @@ QString Simulator::openTrace()
     }
     if (!m_traceFile.isOpen() && !m_options.printFrames)
         return {};
-    m_device->setTrace([this](const TraceEvent &event) {
-        const QByteArray line = event.line().toUtf8() + '\n';
-        if (m_traceFile.isOpen() && m_traceFile.write(line) == line.size())
-            m_traceFile.flush();
-        if (m_options.printFrames)
-            std::fputs(line.constData(), stderr);
-    });
+    m_device->setTrace([this](const TraceEvent &event) { writeTrace(event); });
     return {};
+}
+
+void Simulator::writeTrace(const TraceEvent &event)
+{
+    const QByteArray line = event.line().toUtf8() + '\n';
+    if (m_options.printFrames)
+        std::fputs(line.constData(), stderr);
+    if (!m_traceFile.isOpen() || !m_traceProblem.isEmpty())
+        return;
+    // The device plays on, since a host may be in the middle of something.
+    if (m_traceFile.write(line) != line.size() || !m_traceFile.flush()) {
+        m_traceProblem =
+            QStringLiteral("%1: %2").arg(m_options.tracePath, m_traceFile.errorString());
+        std::fprintf(stderr, "device-simulator: the trace ends here: %s\n",
+                     qPrintable(m_traceProblem));
+    }
 }
 
 std::unique_ptr<DevicePort> Simulator::makePort() const
@@ -88,14 +98,17 @@ QString Simulator::openControl()
     return error;
 }
 
+QString Simulator::openFiles()
+{
+    if (!m_options.replayPath.isEmpty())
+        return readReplay();
+    const QString error = readDevice();
+    return error.isEmpty() ? openTrace() : error;
+}
+
 QString Simulator::start()
 {
-    const bool isReplay = !m_options.replayPath.isEmpty();
-    QString error = isReplay ? readReplay() : readDevice();
-    if (error.isEmpty() && !isReplay)
-        error = openTrace();
-    if (!error.isEmpty())
-        return error;
+    QString error;
     m_port = makePort();
     if (!m_port->open(&error))
         return error;
@@ -109,6 +122,8 @@ QString Simulator::start()
 
 QString Simulator::finish()
 {
-    return m_options.saveFlashPath.isEmpty() ? QString()
-                                             : saveFlash(*m_device, m_options.saveFlashPath);
+    const QString saveProblem = m_options.saveFlashPath.isEmpty()
+                                    ? QString()
+                                    : saveFlash(*m_device, m_options.saveFlashPath);
+    return saveProblem.isEmpty() ? m_traceProblem : saveProblem;
 }

@@ -20,13 +20,16 @@ public:
     explicit Simulator(Options options);
     ~Simulator();
 
-    /** Reads the device file and opens everything; the text says what failed. */
+    /** Reads the device file and opens the trace, which may wait for others when they are pipes;
+     *  the text says what failed. */
+    QString openFiles();
+    /** Opens the port and the control channel; the text says what failed. */
     QString start();
 
     /** How a host reaches the device. */
     QString address() const { return m_port->address(); }
 
-    /** Saves what was to be saved at the end; the text says what failed. */
+    /** Saves what was to be saved at the end; the text says what failed, then or before. */
     QString finish();
 
 private:
@@ -34,10 +37,13 @@ private:
     QString readReplay();
     QString openTrace();
     QString openControl();
+    void writeTrace(const TraceEvent &event);
     std::unique_ptr<DevicePort> makePort() const;
 
     Options m_options;
     QFile m_traceFile;
+    /** Why the trace is not complete. */
+    QString m_traceProblem;
     /** One of these two plays the device. */
     std::unique_ptr<SimulatedDevice> m_device;
     std::unique_ptr<ReplayDevice> m_replay;

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "common/ExitCodes.h"
+#include "common/Output.h"
 #include "device-simulator/Options.h"
 #include "device-simulator/Simulator.h"
 
@@ -10,6 +12,8 @@
 #include <sys/signalfd.h>
 
 namespace {
+
+const char *const program = "device-simulator";
 
 /** Turns the signals that end a program into an event of the loop. */
 int makeSignalDescriptor()
@@ -24,36 +28,54 @@ int makeSignalDescriptor()
 
 int fail(const QString &problem)
 {
-    std::fprintf(stderr, "device-simulator: %s\n", qPrintable(problem));
-    return 1;
+    std::fprintf(stderr, "%s: %s\n", program, qPrintable(problem));
+    return int(ExitCode::Failed);
+}
+
+/** Help, or what is wrong with the command line. */
+int answer(const Options::Other &other)
+{
+    if (other.exitStatus == int(ExitCode::Done))
+        return int(writeOutput(program, other.text.toLocal8Bit()) ? ExitCode::Done
+                                                                  : ExitCode::Failed);
+    std::fputs(qPrintable(other.text), stderr);
+    return other.exitStatus;
+}
+
+int run(Simulator &simulator)
+{
+    QString problem = simulator.start();
+    if (!problem.isEmpty())
+        return fail(problem);
+    const QString address = simulator.address();
+    if (!writeOutput(program, "ready " + address.toLocal8Bit() + '\n'))
+        return int(ExitCode::Failed);
+    QCoreApplication::exec();
+    problem = simulator.finish();
+    return problem.isEmpty() ? int(ExitCode::Done) : fail(problem);
 }
 
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    const int signalDescriptor = makeSignalDescriptor();
+    // A pipe without a reader is then an error of the write like a full disk.
+    std::signal(SIGPIPE, SIG_IGN);
     const QCoreApplication application(argc, argv);
 
     Options::Other other;
     const auto options = Options::parse(QCoreApplication::arguments(), &other);
-    if (!options) {
-        std::fputs(qPrintable(other.text), other.exitStatus == 0 ? stdout : stderr);
-        return other.exitStatus;
-    }
+    if (!options)
+        return answer(other);
 
+    // Files may be pipes, on which it waits; until then a signal ends the program at once.
     Simulator simulator(*options);
-    const QString problem = simulator.start();
+    const QString problem = simulator.openFiles();
     if (!problem.isEmpty())
         return fail(problem);
 
-    QSocketNotifier endSignal(signalDescriptor, QSocketNotifier::Read);
+    QSocketNotifier endSignal(makeSignalDescriptor(), QSocketNotifier::Read);
     QObject::connect(&endSignal, &QSocketNotifier::activated, &application,
                      [] { QCoreApplication::quit(); });
-    std::printf("ready %s\n", qPrintable(simulator.address()));
-    std::fflush(stdout);
-
-    QCoreApplication::exec();
-    const QString saveProblem = simulator.finish();
-    return saveProblem.isEmpty() ? 0 : fail(saveProblem);
+    return run(simulator);
 }
