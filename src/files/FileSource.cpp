@@ -5,7 +5,18 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <sys/stat.h>
 #include <unistd.h>
+
+namespace {
+
+qint64 nanoseconds(const timespec &time)
+{
+    constexpr qint64 perSecond = 1'000'000'000;
+    return time.tv_sec * perSecond + time.tv_nsec;
+}
+
+} // namespace
 
 FileSource::FileSource(const QString &path) : m_file(path) {}
 
@@ -27,7 +38,16 @@ bool FileSource::open()
 
 qint64 FileSource::size() const
 {
-    return m_file.size();
+    return stamp().size;
+}
+
+FileStamp FileSource::stamp() const
+{
+    struct stat status = {};
+    if (::fstat(m_file.handle(), &status) != 0)
+        return {};
+    return {status.st_dev, status.st_ino, status.st_size, nanoseconds(status.st_mtim),
+            nanoseconds(status.st_ctim)};
 }
 
 QByteArray FileSource::read(qint64 offset, qint64 length)
@@ -45,9 +65,17 @@ qint64 FileSource::readInto(qint64 offset, char *buffer, qint64 length)
 {
     if (offset < 0 || length <= 0)
         return 0;
-    ssize_t count = 0;
-    do {
-        count = ::pread(m_file.handle(), buffer, size_t(length), off_t(offset));
-    } while (count < 0 && errno == EINTR);
-    return std::max<qint64>(count, 0);
+    qint64 done = 0;
+    while (done < length) {
+        const ssize_t count =
+            ::pread(m_file.handle(), buffer + done, size_t(length - done), off_t(offset + done));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count == 0)
+            errno = 0;
+        if (count <= 0)
+            break;
+        done += count;
+    }
+    return done;
 }

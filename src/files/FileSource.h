@@ -2,6 +2,7 @@
 #pragma once
 
 #include "package/ByteSource.h"
+#include "package/FileStamp.h"
 
 #include <QFile>
 
@@ -15,7 +16,10 @@ public:
     bool open();
     QString errorString() const { return m_error; }
 
+    /** As it is now, of the open file, whatever has its name meanwhile. */
     qint64 size() const override;
+    /** The same; all zeros when the file is not open. */
+    FileStamp stamp() const;
     QByteArray read(qint64 offset, qint64 length) override;
     qint64 readInto(qint64 offset, char *buffer, qint64 length) override;
 

@@ -16,7 +16,7 @@ public:
     ByteSource &operator=(const ByteSource &) = default;
     virtual ~ByteSource() = default;
 
-    /** In bytes; a file may shrink afterwards. */
+    /** In bytes; a file may change its size afterwards. */
     virtual qint64 size() const = 0;
 
     /** The bytes from `offset` on; fewer than `length` at the end or on an error. */
@@ -24,7 +24,8 @@ public:
 
     /**
      * The same into the caller's memory, for loops that must not allocate. Returns the number of
-     * bytes read, at most `length` and never negative. Several threads may read at a time.
+     * bytes read, at most `length` and never negative. Several threads may read at a time. A read
+     * that fails sets errno; at the end of the bytes errno is 0 or what it was before.
      */
     virtual qint64 readInto(qint64 offset, char *buffer, qint64 length);
 };

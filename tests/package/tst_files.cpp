@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "files/AtomicFile.h"
 #include "files/FileSource.h"
+#include "support/FaultyReads.h"
 #include "support/FullDisk.h"
 
 #include <QDir>
@@ -34,9 +35,19 @@ private slots:
     void fullDiskLeavesTheOldFile();
     void refusesOddPlaces();
     void keepsSymbolicLinks();
+    void readsOn_data();
+    void readsOn();
+    void readErrors();
+    void stampsOfTheOpenFile();
 
 private:
     QString path(const char *name) const { return m_folder->filePath(QString::fromLatin1(name)); }
+    void store(const char *name, const QByteArray &bytes) const
+    {
+        QFile file(path(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
     QStringList names() const
     {
         return QDir(m_folder->path())
@@ -145,6 +156,79 @@ void TestFiles::keepsSymbolicLinks()
     QVERIFY(file.commit());
     QCOMPARE(contents(path("target")), QByteArray("abc"));
     QVERIFY(QFileInfo(path("link")).isSymLink());
+}
+
+void TestFiles::readsOn_data()
+{
+    QTest::addColumn<qint64>("most");
+    QTest::addColumn<bool>("interrupted");
+    QTest::newRow("a byte at a time") << qint64(1) << false;
+    QTest::newRow("pieces") << qint64(333) << false;
+    QTest::newRow("interrupted") << qint64(5000) << true;
+    QTest::newRow("both") << qint64(77) << true;
+}
+
+void TestFiles::readsOn()
+{
+    QFETCH(qint64, most);
+    QFETCH(bool, interrupted);
+    const QByteArray bytes = QByteArray("0123456789").repeated(100);
+    store("file", bytes);
+    FileSource source(path("file"));
+    QVERIFY(source.open());
+    FaultyReads reads;
+    reads.most = most;
+    reads.interrupted = interrupted;
+    QCOMPARE(source.read(0, bytes.size()), bytes);
+    QCOMPARE(source.read(17, 500), bytes.mid(17, 500));
+    errno = EIO;
+    QByteArray buffer(bytes.size(), '\0');
+    QCOMPARE(source.readInto(900, buffer.data(), bytes.size()), 100);
+    QCOMPARE(buffer.left(100), bytes.mid(900));
+    QCOMPARE(errno, 0);
+}
+
+void TestFiles::readErrors()
+{
+    store("file", QByteArray(1000, 'x'));
+    FileSource source(path("file"));
+    QVERIFY(source.open());
+    FaultyReads reads;
+    reads.brokenFrom = 600;
+    QByteArray buffer(1000, '\0');
+    errno = 0;
+    QCOMPARE(source.readInto(0, buffer.data(), 1000), 600);
+    QCOMPARE(errno, EIO);
+    QCOMPARE(source.readInto(600, buffer.data(), 1), 0);
+    QCOMPARE(source.read(500, 300), QByteArray(100, 'x'));
+}
+
+/** Another file with the same name is another file. */
+void TestFiles::stampsOfTheOpenFile()
+{
+    store("file", "one");
+    FileSource first(path("file"));
+    QCOMPARE(first.stamp(), FileStamp());
+    QVERIFY(first.open());
+    const FileStamp before = first.stamp();
+    QCOMPARE(before.size, 3);
+    QCOMPARE(before.modified / 1'000'000'000,
+             QFileInfo(path("file")).lastModified().toSecsSinceEpoch());
+    struct stat status = {};
+    QCOMPARE(::stat(qPrintable(path("file")), &status), 0);
+    QCOMPARE(before.inode, quint64(status.st_ino));
+    QCOMPARE(before.device, quint64(status.st_dev));
+    QCOMPARE(before.changed, status.st_ctim.tv_sec * 1'000'000'000LL + status.st_ctim.tv_nsec);
+
+    store("other", "other");
+    QCOMPARE(::rename(qPrintable(path("other")), qPrintable(path("file"))), 0);
+    QCOMPARE(first.stamp().inode, before.inode);
+    QCOMPARE(first.size(), 3);
+    QCOMPARE(first.read(0, 10), QByteArray("one"));
+    FileSource second(path("file"));
+    QVERIFY(second.open());
+    QVERIFY(!(second.stamp() == before));
+    QCOMPARE(second.size(), 5);
 }
 
 QTEST_APPLESS_MAIN(TestFiles)

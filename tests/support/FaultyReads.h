@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QtGlobal>
+
+#include <atomic>
+#include <functional>
+#include <limits>
+
+/**
+ * While one of these exists, the program's calls of pread(2) count, and may do less than they
+ * could. FaultyReads.cpp replaces the function of the C library, so that it belongs into the
+ * sources of the test program itself. Set up everything before the first read.
+ */
+class FaultyReads
+{
+public:
+    FaultyReads();
+    ~FaultyReads();
+    FaultyReads(const FaultyReads &) = delete;
+    FaultyReads &operator=(const FaultyReads &) = delete;
+
+    /** No read gives more bytes at once. */
+    qint64 most = std::numeric_limits<qint64>::max();
+    /** Every second read is interrupted by a signal. */
+    bool interrupted = false;
+    /** Reads of bytes from this offset on fail with EIO. */
+    qint64 brokenFrom = std::numeric_limits<qint64>::max();
+    /** The read of this number, from 1 on, fails with EIO; 0 for none. */
+    int brokenRead = 0;
+    /** Called before each read, with its number. */
+    std::function<void(int number)> beforeRead;
+
+    int reads() const { return m_reads; }
+    /** How many were read in all. */
+    qint64 bytes() const { return m_bytes; }
+
+    /** What pread(2) does now. */
+    long perform(int file, void *buffer, unsigned long length, qint64 offset);
+
+private:
+    std::atomic<int> m_reads{0};
+    std::atomic<qint64> m_bytes{0};
+};
