@@ -21,6 +21,14 @@ void Crc32::append(const Crc32 &next, qint64 size)
     m_value = quint32(crc32_combine(m_value, next.m_value, z_off_t(size)));
 }
 
+Crc32 Crc32::withoutFront(const Crc32 &front, qint64 size) const
+{
+    // Combining is an exclusive or with the front moved on by `size` bytes, so it undoes itself.
+    Crc32 rest;
+    rest.m_value = quint32(crc32_combine(front.m_value, m_value, z_off_t(size)));
+    return rest;
+}
+
 QByteArray Crc32::text() const
 {
     return QByteArray::number(m_value, 16);

@@ -10,8 +10,11 @@ public:
     void add(const char *bytes, qint64 size);
     void add(const QByteArray &bytes);
 
-    /** Adds the `size` bytes behind, whose own value is `next`. */
+    /** Adds the `size` bytes that follow, whose own value is `next`. */
     void append(const Crc32 &next, qint64 size);
+
+    /** The value of the last `size` bytes alone, when `front` is that of the bytes before them. */
+    Crc32 withoutFront(const Crc32 &front, qint64 size) const;
 
     quint32 value() const { return m_value; }
 

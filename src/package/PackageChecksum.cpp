@@ -2,12 +2,12 @@
 #include "package/PackageChecksum.h"
 
 #include "package/Chunks.h"
-#include "package/Crc32.h"
 #include "package/PackageLayout.h"
 
-#include <limits>
+#include <cerrno>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -18,58 +18,70 @@ QByteArray textUpToNul(const QByteArray &bytes)
 }
 
 /** Below this, a second thread costs more than it brings. */
-constexpr qint64 smallestShared = 4 * package::checksumChunk;
-/** What zlib can append on a 32-bit machine. */
-constexpr qint64 largestHalf = std::numeric_limits<qint32>::max();
+constexpr qint64 smallestShared = 4 * package::checkReadSize;
 
-/** The sum of a stretch of a source, as far as it could be read. */
+/** What was read of a stretch of a source. */
 struct Stretch
 {
-    Crc32 crc;
-    qint64 size = 0;
+    ChunkSums chunks;
+    int readError = 0;
 };
 
-Stretch sumUp(ByteSource &source, qint64 offset, qint64 size, qint64 chunkSize)
+Stretch sumUp(ByteSource &source, qint64 offset, qint64 size, qint64 readSize, qint64 chunkSize)
 {
-    Stretch stretch;
+    Stretch stretch{ChunkSums(chunkSize)};
     PartSource part(source, offset, size);
     const auto add = [&stretch](const char *bytes, qint64 count) {
-        stretch.crc.add(bytes, count);
+        stretch.chunks.add(bytes, count);
         return true;
     };
-    stretch.size = forEachChunk(part, 0, chunkSize, add);
+    errno = 0;
+    if (forEachChunk(part, 0, readSize, add) < size)
+        stretch.readError = errno;
     return stretch;
 }
 
-/** Two threads, one for each half and half a chunk: to read from the page cache takes as long as to
- *  add up, so that two processors are worth having. */
-Stretch sumUpHalves(ByteSource &source, qint64 offset, qint64 size)
+/** Two threads, one for each half and half a buffer: to read from the page cache takes as long as
+ *  to add up, so that two processors are worth having. */
+Stretch sumUpHalves(ByteSource &source, qint64 size, qint64 chunkSize)
 {
-    const qint64 half = size / 2;
-    const qint64 chunkSize = package::checksumChunk / 2;
+    const qint64 half = size / 2 / chunkSize * chunkSize;
+    const qint64 readSize = package::checkReadSize / 2;
     Stretch second;
-    std::thread helper([&] { second = sumUp(source, offset + half, size - half, chunkSize); });
-    Stretch first = sumUp(source, offset, half, chunkSize);
+    std::thread helper([&] { second = sumUp(source, half, size - half, readSize, chunkSize); });
+    Stretch first = sumUp(source, 0, half, readSize, chunkSize);
     helper.join();
     // A file that became shorter ends where reading ended first.
-    if (first.size == half) {
-        first.crc.append(second.crc, second.size);
-        first.size += second.size;
+    if (first.chunks.size() == half) {
+        first.chunks.append(second.chunks);
+        first.readError = second.readError;
     }
     return first;
 }
 
-Stretch sumUpCovered(ByteSource &source)
+Stretch sumUpAll(ByteSource &source)
 {
-    const qint64 size = source.size() - package::checksumStart;
-    if (size >= smallestShared && size / 2 < largestHalf) {
+    const qint64 size = source.size();
+    const qint64 chunkSize = ChunkSums::chunkSizeFor(size);
+    if (size >= smallestShared) {
         try {
-            return sumUpHalves(source, package::checksumStart, size);
+            return sumUpHalves(source, size, chunkSize);
         } catch (const std::system_error &) {
             // There is no second thread to be had.
         }
     }
-    return sumUp(source, package::checksumStart, size, package::checksumChunk);
+    return sumUp(source, 0, size, package::checkReadSize, chunkSize);
+}
+
+/** Of all bytes after the checksum's text, which stands in the first chunk. */
+Crc32 coveredSum(const ChunkSums &chunks, const QByteArray &first)
+{
+    Crc32 front;
+    front.add(first);
+    Crc32 sum = chunks.at(0).withoutFront(front, chunks.lengthOf(0) - package::checksumStart);
+    for (size_t chunk = 1; chunk < chunks.count(); ++chunk)
+        sum.append(chunks.at(chunk), chunks.lengthOf(chunk));
+    return sum;
 }
 
 } // namespace
@@ -82,10 +94,18 @@ bool PackageChecksum::matches() const
 PackageChecksum checkPackage(ByteSource &source)
 {
     PackageChecksum checksum;
-    checksum.stored = textUpToNul(source.read(0, package::checksumSize));
+    QByteArray first(package::checksumSize, Qt::Uninitialized);
+    errno = 0;
+    first.resize(int(source.readInto(0, first.data(), first.size())));
+    if (first.size() < package::checksumSize)
+        checksum.readError = errno;
+    checksum.stored = textUpToNul(first);
 
-    const Stretch covered = sumUpCovered(source);
-    if (covered.size > 0)
-        checksum.computed = covered.crc.text();
+    Stretch all = sumUpAll(source);
+    if (all.readError != 0)
+        checksum.readError = all.readError;
+    checksum.chunks = std::move(all.chunks);
+    if (checksum.chunks.size() > package::checksumStart)
+        checksum.computed = coveredSum(checksum.chunks, first).text();
     return checksum;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "package/ByteSource.h"
+#include "package/ChunkSums.h"
 
 /** The checksum that a package carries and the one that its bytes have. */
 struct PackageChecksum
@@ -10,6 +11,10 @@ struct PackageChecksum
     QByteArray stored;
     /** CRC-32 of byte 8 to the end, as Crc32::text() has it; empty for fewer than 9 bytes. */
     QByteArray computed;
+    /** Of the whole package from its first byte on, as far as it could be read. */
+    ChunkSums chunks;
+    /** Why it could not be read to its end: a value of errno, or 0. */
+    int readError = 0;
 
     /** Case counts: a stored text with uppercase digits never matches. */
     bool matches() const;

@@ -159,7 +159,7 @@ void TestChecksum::goldenPackages()
 void TestChecksum::sizesAroundTheChunk_data()
 {
     QTest::addColumn<int>("size");
-    const int chunk = int(package::checksumChunk);
+    const int chunk = int(package::checkReadSize);
     for (const int size :
          {1, 2, chunk - 9, chunk - 8, chunk - 1, chunk, chunk + 1, 2 * chunk, 2 * chunk + 1})
         QTest::newRow(qPrintable(QString::number(size))) << size;
@@ -190,13 +190,13 @@ void TestChecksum::shortReadsAreTakenUp()
 {
     StingySource source(checksummed(pattern(3'000'000)));
     QVERIFY(checkPackage(source).matches());
-    QCOMPARE(source.largest, package::checksumChunk);
+    QCOMPARE(source.largest, package::checkReadSize);
 }
 
 void TestChecksum::largePackagesAreShared_data()
 {
     QTest::addColumn<int>("size");
-    const int chunk = int(package::checksumChunk);
+    const int chunk = int(package::checkReadSize);
     for (const int size : {4 * chunk - 1, 4 * chunk, 4 * chunk + 1, 5 * chunk + 12'345})
         QTest::newRow(qPrintable(QString::number(size))) << size;
 }
