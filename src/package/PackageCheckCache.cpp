@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "package/PackageCheckCache.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+PackageCheckCache::PackageCheckCache(Clock clock) : m_clock(std::move(clock)) {}
+
+PackageCheckCache::Clock PackageCheckCache::systemClock()
+{
+    return [] {
+        using namespace std::chrono;
+        return qint64(duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count());
+    };
+}
+
+PackageChecksum PackageCheckCache::check(const FileStamp &stamp, ByteSource &source)
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_kept && m_kept->stamp == stamp)
+            return m_kept->checksum;
+    }
+    const bool settled = hasSettled(stamp);
+    PackageChecksum checksum = checkPackage(source);
+    checksum.chunks = ChunkSums();
+    const std::lock_guard lock(m_mutex);
+    m_kept.reset();
+    // What could not be read may be there the next time.
+    if (settled && checksum.readError == 0)
+        m_kept = Kept{stamp, checksum};
+    return checksum;
+}
+
+bool PackageCheckCache::hasSettled(const FileStamp &stamp) const
+{
+    return m_clock() - std::max(stamp.modified, stamp.changed) >= settlingTime;
+}

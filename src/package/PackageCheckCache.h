@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "package/FileStamp.h"
+#include "package/PackageChecksum.h"
+
+#include <functional>
+#include <mutex>
+#include <optional>
+
+/**
+ * Checks packages, and keeps the last result as long as the file's stamp is the same, so that a
+ * large package that is listed often is read once. May be called from several threads; no lock is
+ * held while a package is read.
+ *
+ * Only a stamp that has settled proves that the file is unchanged: a file system may record two
+ * changes within its resolution (2 s on FAT) under one time. So a result is kept only when both
+ * times of the stamp were at least `settlingTime` in the past as the check began. Times in the
+ * future do not count as settled.
+ */
+class PackageCheckCache
+{
+public:
+    /** Nanoseconds since 1970, by the clock that file times are made from. */
+    using Clock = std::function<qint64()>;
+
+    static constexpr qint64 settlingTime = 2'000'000'000;
+
+    explicit PackageCheckCache(Clock clock = systemClock());
+
+    /** `stamp` must have been taken from the open file that `source` reads. The result has no
+     *  chunks. */
+    PackageChecksum check(const FileStamp &stamp, ByteSource &source);
+
+    static Clock systemClock();
+
+private:
+    struct Kept
+    {
+        FileStamp stamp;
+        PackageChecksum checksum;
+    };
+
+    bool hasSettled(const FileStamp &stamp) const;
+
+    Clock m_clock;
+    std::mutex m_mutex;
+    std::optional<Kept> m_kept;
+};
