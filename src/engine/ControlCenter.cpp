@@ -109,6 +109,7 @@ void ControlCenter::endRun()
     currentCommandKey = 0;
     m_reading = false;
     m_image.clear();
+    m_runPackage.close();
     m_report.end(false);
     m_runActive = false;
 }

@@ -2,11 +2,13 @@
 #pragma once
 
 #include "engine/RunEvents.h"
+#include "engine/RunPackage.h"
 #include "engine/RunReporter.h"
 #include "engine/SequencerTable.h"
 #include "netupgrade/NetArchive.h"
 #include "package/MatchMask.h"
 #include "package/NetImage.h"
+#include "package/PackageCheckCache.h"
 #include "planning/ProductCommand.h"
 #include "planning/TypeAndIndexTable.h"
 #include "planning/UpgradeMode.h"
@@ -22,11 +24,13 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 class CoreCOMQ;
 class CoreTelnet;
 class CoreUpload;
 class ByteSource;
+struct ImageRecord;
 struct NetMergePlan;
 struct NetReport;
 struct PackageDescription;
@@ -267,14 +271,18 @@ private:
     void infoWritesDone();
 
     // Package reading
-    QString loadPackage(const QString &fileName, int checksum, Use use);
+    PackageCheck checkListed(FileSource &file, const QString &path);
+    void reportUnopened(PackageCheck check);
+    QString loadPackage(FileSource &file, PackageCheck check, Use use);
     QString loadHead(ByteSource &source, Use use);
     QString loadDescription(const PackageDescription &description, Use use);
     void sayToList(Use use, const QString &line);
     void keepPackage(const Package &package);
-    bool findImage();
+    bool packageStartsRun(PackageCheck check);
+    bool packageStopsRun();
+    std::optional<ImageRecord> findImage();
     bool packageIsUpgradable();
-    bool checksumStopsRun(int result);
+    bool checksumStopsRun(PackageCheck check);
     bool refusePackage(const char *text);
 
     // Package building
@@ -295,7 +303,7 @@ private:
 
     // The network module's own firmware
     NetReport netReport();
-    void upgradeNetFromPackage();
+    void upgradeNetFromPackage(const ImageRecord &record);
     void failNet(double progress);
     void reportNetEnd(double progress, const QString &rowResult);
     void takeExtendedFrame(const Reply &frame);
@@ -353,7 +361,7 @@ private:
     NetImage m_netHeader;
     std::unique_ptr<NetArchive> m_netArchive;
 
-    QString m_fileName;
+    RunPackage m_runPackage;
     QByteArray m_image;
     QString m_imageFileName;
     UploadType m_uploadType = UploadType::None;
@@ -371,6 +379,7 @@ private:
     int m_mcuIndex = 0;
     bool m_erasingShown = false;
     Package m_package;
+    PackageCheckCache m_packageChecks;
     QString m_netMajor;
     QString m_netMinor;
 };

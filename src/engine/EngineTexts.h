@@ -43,6 +43,8 @@ constexpr char errorOpen[] = "ERROR:Faild to open firmware file.";
 constexpr char errorNotAPackage[] = "ERROR:Invalid firmware file";
 constexpr char badVersion[] = "Package version error, invalid firmware file";
 constexpr char oldVersion[] = "FWM file version error, must greater or equal to 6.";
+constexpr char packageChanged[] = "Firmware package was changed during the upgrade.";
+constexpr char packageNotRead[] = "Firmware package could not be read, upgrade fail.";
 
 // Planning
 constexpr char badListItem[] = "Invalid firmware list item(%1). Check next item.";

@@ -6,6 +6,7 @@
 #include "links/CoreCOMQ.h"
 #include "links/LinkState.h"
 #include "netupgrade/NetInstaller.h"
+#include "package/ImageRecord.h"
 #include "platform/Log.h"
 #include "protocol/BlockPayload.h"
 #include "protocol/CommandWords.h"
@@ -47,15 +48,20 @@ NetReport ControlCenter::netReport()
 }
 
 /** Blocks this thread until the last command has ended; the run goes on behind it. */
-void ControlCenter::upgradeNetFromPackage()
+void ControlCenter::upgradeNetFromPackage(const ImageRecord &record)
 {
+    PartSource image(m_runPackage.source(), record.imageOffset, record.length);
+    const NetImage head = readNetImage(image);
+    if (packageStopsRun())
+        return;
     NetInstaller installer(m_platform, netReport());
-    m_report.installing(versionOfImage(parseNetImage(m_image)));
-    const bool installed = installer.installImage(m_image);
+    m_report.installing(versionOfImage(head));
+    const bool installed = installer.installImage(image);
     m_report.installed(installed);
     m_report.written(installed);
     keepRunAlive();
-    m_image.clear();
+    if (packageStopsRun())
+        return;
     if (!installed) {
         skipFailedItem();
         return;

@@ -3,9 +3,7 @@
 #include "engine/EngineTexts.h"
 #include "engine/Say.h"
 #include "engine/Steps.h"
-#include "files/FileSource.h"
 #include "package/ImageRecord.h"
-#include "package/PackageChecksum.h"
 #include "package/PackageDescription.h"
 #include "package/PackageHeader.h"
 #include "package/PackageLayout.h"
@@ -13,56 +11,53 @@
 
 namespace {
 
-enum ChecksumResult { FileMissing = 1, FileUnreadable = 2, ChecksumRight = 3, ChecksumWrong = 4 };
-
 constexpr double wholeProgress = 100.0;
 /** Versions below are none that was ever built; those up to the next can be listed only. */
 constexpr int oldestKnownVersion = 2;
 constexpr int oldestUpgradableVersion = 6;
 
-QString localPath(const QString &fileName)
-{
-    const QLatin1String scheme("file:///");
-    return fileName.startsWith(scheme) ? fileName.mid(scheme.size()) : fileName;
-}
-
-/** Touches nothing but the file. */
-ChecksumResult checksumOf(const QString &fileName)
-{
-    const QString path = localPath(fileName);
-    if (!QFile::exists(path)) {
-        qCDebug(logEngine) << "file not exist!!";
-        return FileMissing;
-    }
-    FileSource source(path);
-    if (!source.open()) {
-        qCDebug(logEngine) << "Faild to open file";
-        return FileUnreadable;
-    }
-    const PackageChecksum checksum = checkPackage(source);
-    qCDebug(logEngine) << "fileHeadMD5:" << checksum.stored << "checkMD5:" << checksum.computed;
-    return checksum.matches() ? ChecksumRight : ChecksumWrong;
-}
-
 } // namespace
 
 int ControlCenter::checkFWMmd5(const QString &fileName)
 {
-    const ChecksumResult result = checksumOf(fileName);
-    if (result == FileMissing || result == FileUnreadable)
-        reportFailure(QString::fromLatin1(appStatus::packageFailed), wholeProgress);
-    return result;
+    const QString path = packagePath(fileName);
+    FileSource file(path);
+    const PackageCheck check = checkListed(file, path);
+    reportUnopened(check);
+    return int(check);
 }
 
 QString ControlCenter::getMergeFWJSON(QString fileName)
 {
     qCDebug(logEngine) << "getlistfileName:" << fileName;
     const bool quiet = m_runActive;
-    const int checksum = quiet ? checksumOf(fileName) : checkFWMmd5(fileName);
-    return loadPackage(fileName, checksum, quiet ? Use::TextOnly : Use::List);
+    const QString path = packagePath(fileName);
+    FileSource file(path);
+    const PackageCheck check = checkListed(file, path);
+    if (!quiet)
+        reportUnopened(check);
+    return loadPackage(file, check, quiet ? Use::TextOnly : Use::List);
 }
 
-QString ControlCenter::loadPackage(const QString &fileName, int checksum, Use use)
+/** Opens the file and checks it, unless it is unchanged since its last check. */
+PackageCheck ControlCenter::checkListed(FileSource &file, const QString &path)
+{
+    const PackageCheck opened = openPackage(file, path);
+    if (opened != PackageCheck::NotChecked)
+        return opened;
+    const PackageChecksum checksum = m_packageChecks.check(file.stamp(), file);
+    if (checksum.readError != 0)
+        warnOfReadError(checksum.readError);
+    return packageVerdict(checksum);
+}
+
+void ControlCenter::reportUnopened(PackageCheck check)
+{
+    if (check == PackageCheck::Missing || check == PackageCheck::Unreadable)
+        reportFailure(QString::fromLatin1(appStatus::packageFailed), wholeProgress);
+}
+
+QString ControlCenter::loadPackage(FileSource &file, PackageCheck check, Use use)
 {
     const auto fail = [&](const char *text) {
         if (use == Use::List)
@@ -72,21 +67,20 @@ QString ControlCenter::loadPackage(const QString &fileName, int checksum, Use us
     };
     if (use != Use::TextOnly)
         keepPackage({});
-    const QString path = localPath(fileName);
-    FileSource source(path);
-    const bool opened = source.open();
-    // A package without a checksum cannot have a right one; it tells itself by its first bytes.
-    if (checksum == ChecksumWrong && !(opened && isBareForm(source.read(0, package::magicSize)))) {
+    if (check == PackageCheck::Missing)
+        return fail(text::errorMissing);
+    if (check == PackageCheck::Unreadable)
+        return fail(text::errorOpen);
+    // A package without a checksum cannot have a right one; it is known by its first bytes.
+    if (check == PackageCheck::Wrong && !isBareForm(file.read(0, package::magicSize))) {
         qCDebug(logEngine) << "checkFWMmd5 error!!";
         return fail(text::errorChecksum);
     }
-    if (checksum == ChecksumRight) {
+    if (check == PackageCheck::Right) {
         qCDebug(logEngine) << "checkFWMmd5 OK!!";
         sayToList(use, filled(text::checksumOk));
     }
-    if (!opened)
-        return fail(QFile::exists(path) ? text::errorOpen : text::errorMissing);
-    return loadHead(source, use);
+    return loadHead(file, use);
 }
 
 QString ControlCenter::loadHead(ByteSource &source, Use use)
@@ -149,32 +143,63 @@ QStringList ControlCenter::getFWInfoByChipType(int chipType) const
     return {};
 }
 
-/** Loads the image for the current row. An image of no bytes is no image. */
-bool ControlCenter::findImage()
+/** Whether a run may go on after its package's check; ends it otherwise. */
+bool ControlCenter::packageStartsRun(PackageCheck check)
 {
-    m_image.clear();
-    FileSource source(localPath(m_fileName));
-    if (!source.open())
+    if (packageStopsRun())
         return false;
-    const auto record = findImageRecord(
-        source, m_mask, currentNumber(field::chipType), currentNumber(field::mcuType),
-        currentNumber(field::pcbVersion), currentNumber(field::speciality));
-    if (!record || record->length == 0)
+    const bool usable = !checksumStopsRun(check) && packageIsUpgradable();
+    if (packageStopsRun())
         return false;
-    if (record->length > m_platform.limits.image) {
-        qCWarning(logEngine) << "an image is too long:" << record->length << "bytes";
+    if (!usable) {
+        failRun(QString::fromLatin1(appStatus::packageFailed), wholeProgress);
         return false;
     }
-    m_image = source.read(record->imageOffset, record->length);
-    return m_image.size() == record->length;
+    // The plan needs this package's list and model, whatever was listed before.
+    keepPackage({});
+    loadHead(m_runPackage.source(), Use::Plan);
+    return !packageStopsRun();
+}
+
+/** Ends the run when its package was found changed or unreadable; true when it did. */
+bool ControlCenter::packageStopsRun()
+{
+    const RunPackage::Fault fault = m_runPackage.fault();
+    if (fault == RunPackage::Fault::None)
+        return false;
+    const bool changed = fault == RunPackage::Fault::Changed;
+    if (!changed)
+        warnOfReadError(m_runPackage.error());
+    const QString words = filled(changed ? text::packageChanged : text::packageNotRead);
+    say(words);
+    m_report.giveUp({}, words);
+    m_report.written(false);
+    failRun(QString::fromLatin1(appStatus::packageFailed), wholeProgress);
+    return true;
+}
+
+/** The current row's image in the run's package. One of no bytes is none. */
+std::optional<ImageRecord> ControlCenter::findImage()
+{
+    const auto record =
+        findImageRecord(m_runPackage.source(), m_mask, currentNumber(field::chipType),
+                        currentNumber(field::mcuType), currentNumber(field::pcbVersion),
+                        currentNumber(field::speciality));
+    if (!record || record->length == 0)
+        return std::nullopt;
+    if (record->length > m_platform.limits.image) {
+        qCWarning(logEngine) << "an image is too long:" << record->length << "bytes";
+        return std::nullopt;
+    }
+    return record;
 }
 
 bool ControlCenter::packageIsUpgradable()
 {
-    FileSource source(localPath(m_fileName));
-    if (!source.open())
+    const QByteArray head = m_runPackage.source().read(0, package::headSize);
+    if (m_runPackage.fault() != RunPackage::Fault::None)
         return false;
-    const std::optional<int> version = currentFormVersion(source.read(0, package::headSize));
+    const std::optional<int> version = currentFormVersion(head);
     if (!version)
         return refusePackage(text::notAPackage);
     if (*version < oldestKnownVersion)
@@ -191,17 +216,25 @@ bool ControlCenter::refusePackage(const char *text)
     return false;
 }
 
-bool ControlCenter::checksumStopsRun(int result)
+bool ControlCenter::checksumStopsRun(PackageCheck check)
 {
-    if (result == ChecksumRight) {
+    switch (check) {
+    case PackageCheck::NotChecked:
+        return true;
+    case PackageCheck::Right:
         qCDebug(logEngine) << "checkFWMmd5 OK!!";
         say(filled(text::checksumOk));
-    } else if (result == ChecksumWrong) {
+        return false;
+    case PackageCheck::Wrong:
         qCDebug(logEngine) << "checkFWMmd5 error!!";
         m_report.giveUp({}, filled(text::errorChecksum));
         return true;
-    } else if (result == FileMissing || result == FileUnreadable) {
-        m_report.giveUp({}, filled(result == FileMissing ? text::errorMissing : text::errorOpen));
+    case PackageCheck::Missing:
+        m_report.giveUp({}, filled(text::errorMissing));
+        return true;
+    case PackageCheck::Unreadable:
+        m_report.giveUp({}, filled(text::errorOpen));
+        return true;
     }
-    return false;
+    return true;
 }

@@ -5,6 +5,7 @@
 #include "engine/Say.h"
 #include "engine/Steps.h"
 #include "links/LinkState.h"
+#include "package/ImageRecord.h"
 #include "planning/CandidateWalk.h"
 #include "platform/Log.h"
 #include "protocol/ChipTypes.h"
@@ -23,8 +24,11 @@ void ControlCenter::uploadByMergeFW(QString fileName, QStringList TypeAndIndex, 
 {
     qCDebug(logEngine) << "uploadfileName:" << fileName;
     resetRun(upgradeModel);
-    m_fileName = fileName;
-    const int checksum = fileName.isEmpty() ? 0 : checkFWMmd5(fileName);
+    PackageCheck check = PackageCheck::NotChecked;
+    if (!fileName.isEmpty()) {
+        check = m_runPackage.open(packagePath(fileName));
+        reportUnopened(check);
+    }
     {
         const std::lock_guard lock(m_mutex);
         m_TypeAndIndexs =
@@ -32,13 +36,8 @@ void ControlCenter::uploadByMergeFW(QString fileName, QStringList TypeAndIndex, 
         m_mcuIndex = 0;
     }
     qCDebug(logEngine) << "TypeAndInex:" << rowCount();
-    if (checksumStopsRun(checksum) || !packageIsUpgradable()) {
-        failRun(QString::fromLatin1(appStatus::packageFailed), wholeProgress);
-        return;
-    }
-    // The plan needs this package's list and model, whatever was listed before.
-    loadPackage(fileName, 0, Use::Plan);
-    startMode(upgradeModel);
+    if (packageStartsRun(check))
+        startMode(upgradeModel);
 }
 
 void ControlCenter::resetRun(int upgradeModel)
@@ -185,7 +184,10 @@ void ControlCenter::upgradeCurrentItem(int entry)
     const int chipType = currentNumber(field::chipType);
     const int chipIndex = currentNumber(field::chipIndex);
     m_step = chipType != 0 || chipIndex != 0 ? step::otherImage : step::mainImage;
-    if (!findImage()) {
+    const std::optional<ImageRecord> record = findImage();
+    if (packageStopsRun())
+        return;
+    if (!record) {
         say(filled(text::noImage, currentName()));
         skipped(runWord::noImage, entry);
         skipFailedItem();
@@ -198,9 +200,14 @@ void ControlCenter::upgradeCurrentItem(int entry)
         skipFailedItem();
         return;
     }
-    m_report.write(currentMcu(entry), m_image.size());
-    if (forModule && g_UPGRADTYPE == netImage::installHere)
-        upgradeNetFromPackage();
-    else
-        writeMultBoard(quint8(chipType), quint8(chipIndex), m_image);
+    if (forModule && g_UPGRADTYPE == netImage::installHere) {
+        m_report.write(currentMcu(entry), int(record->length));
+        upgradeNetFromPackage(*record);
+        return;
+    }
+    const QByteArray image = m_runPackage.source().read(record->imageOffset, record->length);
+    if (packageStopsRun())
+        return;
+    m_report.write(currentMcu(entry), image.size());
+    writeMultBoard(quint8(chipType), quint8(chipIndex), image);
 }

@@ -19,3 +19,15 @@ bool NetArchive::append(const QByteArray &bytes)
     m_file.seek(before);
     return false;
 }
+
+void NetArchive::clear()
+{
+    m_file.resize(0);
+    m_file.seek(0);
+}
+
+void NetArchive::remove()
+{
+    clear();
+    m_file.remove();
+}

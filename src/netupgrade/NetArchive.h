@@ -17,6 +17,10 @@ public:
     /** Writes all of `bytes` or nothing: after a failure the same bytes can be appended again. */
     bool append(const QByteArray &bytes);
     void close() { m_file.close(); }
+    /** Gives the room back that was taken so far. */
+    void clear();
+    /** Leaves no file, or an empty one where the folder does not allow that. */
+    void remove();
 
 private:
     QFile m_file;

@@ -4,6 +4,7 @@
 #include "files/AtomicFile.h"
 #include "netupgrade/NetArchive.h"
 #include "netupgrade/NetTexts.h"
+#include "package/Chunks.h"
 #include "platform/Log.h"
 
 #include <utility>
@@ -11,6 +12,8 @@
 namespace {
 
 constexpr double archiveCreatedPercent = 10;
+/** How much of an image is in memory at a time, in bytes. */
+constexpr qint64 archivePiece = 262'144;
 
 } // namespace
 
@@ -19,7 +22,7 @@ NetInstaller::NetInstaller(const Platform &platform, NetReport report)
 {
 }
 
-bool NetInstaller::installImage(const QByteArray &image)
+bool NetInstaller::installImage(ByteSource &image)
 {
     say(nettext::packageStart());
     NetArchive archive(m_paths.netArchive);
@@ -29,11 +32,30 @@ bool NetInstaller::installImage(const QByteArray &image)
     }
     if (m_report.progress)
         m_report.progress(archiveCreatedPercent);
-    // A short write needs no words of its own: the digest does not fit then.
-    if (!archive.append(netArchive(image)))
-        qCWarning(logNet) << "cannot write" << m_paths.netArchive;
+    const NetImage header = readNetImage(image);
+    if (!storeArchive(archive, image)) {
+        archive.remove();
+        return false;
+    }
     archive.close();
-    return install(NetInstallVariant::Package, parseNetImage(image));
+    return install(NetInstallVariant::Package, header);
+}
+
+/** False when the image cannot be read to its end. */
+bool NetInstaller::storeArchive(NetArchive &archive, ByteSource &image)
+{
+    bool written = true;
+    const auto append = [&](const char *bytes, qint64 size) {
+        written = archive.append(QByteArray::fromRawData(bytes, int(size)));
+        return written;
+    };
+    const qint64 end = forEachChunk(image, net::archiveOffset, archivePiece, append);
+    if (written)
+        return end >= image.size();
+    // A short write needs no words of its own: the digest does not fit then.
+    qCWarning(logNet) << "cannot write" << m_paths.netArchive;
+    archive.clear();
+    return true;
 }
 
 bool NetInstaller::install(NetInstallVariant variant, const NetImage &header)

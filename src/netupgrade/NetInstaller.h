@@ -11,6 +11,8 @@
 
 #include <functional>
 
+class NetArchive;
+
 /** Where an install tells what it does. A callback that is not set is not called. */
 struct NetReport
 {
@@ -36,11 +38,12 @@ public:
     NetInstaller(const Platform &platform, NetReport report);
 
     /**
-     * The whole install of a NET image out of a package: writes the archive, then as install()
-     * for NetInstallVariant::Package. False when the archive cannot be created or its digest is
-     * wrong; a version file that cannot be written does not count as a failure.
+     * The whole install of a NET image out of a package: writes the archive piece by piece, then
+     * as install() for NetInstallVariant::Package. False when the archive cannot be created or its
+     * digest is wrong; a version file that cannot be written does not count as a failure. False
+     * without a word, and without an archive, when the image cannot be read to its end.
      */
-    bool installImage(const QByteArray &image);
+    bool installImage(ByteSource &image);
 
     /** Installs the archive that is on disk already. False when its digest is not the header's;
      *  then no command but the digest's has run. */
@@ -50,6 +53,7 @@ public:
     void rebootModule();
 
 private:
+    bool storeArchive(NetArchive &archive, ByteSource &image);
     void perform(const NetInstallStep &step, const NetImage &header);
     void writeVersion(const QByteArray &version, const QString &successLine);
     void say(const QString &line);

@@ -85,7 +85,6 @@ private slots:
     void lists();
     void listsAMissingFile();
     void listsAnUnreadableFile();
-    void packageGoesInMidRun();
     void failedListMarksTheRows();
     void failedListKeepsNothing();
     void listTellsTheFirmware();
@@ -300,24 +299,6 @@ void TestPackages::listsAnUnreadableFile()
     QCOMPARE(scenario.engine->getMergeFWJSON(scenario.packagePath()),
              QStringLiteral("ERROR:Faild to open firmware file."));
     QCOMPARE(scenario.lines, QStringList({"APPSTATUS|2", "APPSTATUS|2"}));
-}
-
-/** The plan is made; the image itself is looked for only when its turn comes. */
-void TestPackages::packageGoesInMidRun()
-{
-    Scenario scenario(chips, images);
-    scenario.link->answerInstead = [&scenario](const QByteArray &frame) {
-        if (EngineHarness::wordOf(frame) == QLatin1String("F902"))
-            QFile::remove(scenario.packagePath());
-        return QList<QByteArray>{scenario.link->deviceAnswer(frame)};
-    };
-    QVERIFY(scenario.run(rows, 2));
-    QCOMPARE(scenario.with("No suitable firmware for"),
-             QStringList({"No suitable firmware for 'MAIN' mcu in the firmware package.",
-                          "No suitable firmware for 'AUX' mcu in the firmware package."}));
-    QCOMPARE(scenario.results(2), QStringLiteral("22"));
-    QCOMPARE(scenario.count("7900"), 0);
-    QCOMPARE(scenario.count("7902"), 1);
 }
 
 /** The rows of the run before are still there, and the failure is theirs. */

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "netupgrade/NetInstaller.h"
+#include "support/FullDisk.h"
 #include "support/RecordingShell.h"
 
 #include <QTemporaryDir>
@@ -29,6 +30,12 @@ public:
 
     NetInstaller installer() { return {platform, report}; }
 
+    bool installImage(const QByteArray &image)
+    {
+        BytesSource source(image);
+        return installer().installImage(source);
+    }
+
     QByteArray stored(const QString &path) const
     {
         QFile file(path);
@@ -56,6 +63,24 @@ QByteArray imageOf(const QByteArray &archive)
     return image + archive;
 }
 
+/** Cannot be read from some byte on. */
+class EndingSource : public BytesSource
+{
+public:
+    EndingSource(const QByteArray &bytes, qint64 end) : BytesSource(bytes), m_end(end) {}
+
+    QByteArray read(qint64 offset, qint64 length) override
+    {
+        largest = std::max(largest, length);
+        return BytesSource::read(offset, std::min(length, m_end - offset));
+    }
+
+    qint64 largest = 0;
+
+private:
+    qint64 m_end;
+};
+
 const QStringList refusal = {"> Start to upgrade NET firmware.", "10%",
                              "$ sudo md5sum /data/sysupdate.tar.bz2",
                              "> NET firmware checksum fail, upgrade net fail."};
@@ -75,6 +100,10 @@ private slots:
     void refusesASilentDigestCommand();
     void cannotCreateTheArchive();
     void cannotWriteTheArchive();
+    void fullDiskLeavesAnEmptyArchive();
+    void holdsOnePieceInMemory();
+    void installsNothingOfABrokenSource_data();
+    void installsNothingOfABrokenSource();
     void cannotWriteTheVersion();
     void replacesTheOldVersion();
     void quietInstall();
@@ -89,7 +118,7 @@ void TestInstaller::installsAnImage()
 {
     Bench bench;
     const QByteArray archive(100'000, 'x');
-    QVERIFY(bench.installer().installImage(imageOf(archive)));
+    QVERIFY(bench.installImage(imageOf(archive)));
     QCOMPARE(bench.told(), (QStringList{
                                "> Start to upgrade NET firmware.",
                                "10%",
@@ -117,7 +146,7 @@ void TestInstaller::refusesADamagedImage()
     Bench bench;
     QByteArray image = imageOf("archive");
     image.append('x');
-    QVERIFY(!bench.installer().installImage(image));
+    QVERIFY(!bench.installImage(image));
     QCOMPARE(bench.told(), refusal);
     QCOMPARE(bench.stored(bench.platform.paths.netArchive), QByteArray("archivex"));
     QVERIFY(!QFile::exists(bench.platform.paths.netVersion));
@@ -128,7 +157,7 @@ void TestInstaller::refusesAnUpperCaseDigest()
     Bench bench;
     QByteArray image = imageOf("archive");
     image.replace(5, 32, image.mid(5, 32).toUpper());
-    QVERIFY(!bench.installer().installImage(image));
+    QVERIFY(!bench.installImage(image));
     QCOMPARE(bench.told(), refusal);
 }
 
@@ -145,7 +174,7 @@ void TestInstaller::refusesShortImages()
     Bench bench;
     // The digest of what comes before the cut, so that only the length can be the reason.
     const QByteArray image = imageOf("archive").left(size);
-    QVERIFY(!bench.installer().installImage(image));
+    QVERIFY(!bench.installImage(image));
     QCOMPARE(bench.told(), refusal);
     QCOMPARE(bench.stored(bench.platform.paths.netArchive), QByteArray());
     const NetImage header = parseNetImage(image);
@@ -157,7 +186,7 @@ void TestInstaller::refusesASilentDigestCommand()
 {
     Bench bench;
     bench.platform.shell.readFirst = [](const QString &, int) { return QByteArray(); };
-    QVERIFY(!bench.installer().installImage(imageOf("archive")));
+    QVERIFY(!bench.installImage(imageOf("archive")));
     QCOMPARE(bench.log.last(), refusal.last());
 }
 
@@ -165,7 +194,7 @@ void TestInstaller::cannotCreateTheArchive()
 {
     Bench bench;
     bench.platform.paths.netArchive = bench.folder.filePath("missing/archive");
-    QVERIFY(!bench.installer().installImage(imageOf("archive")));
+    QVERIFY(!bench.installImage(imageOf("archive")));
     QCOMPARE(bench.log, (QStringList{"> Start to upgrade NET firmware.",
                                      "> Create fw_net error, upgrade net fail."}));
 }
@@ -177,15 +206,61 @@ void TestInstaller::cannotWriteTheArchive()
     bench.platform.shell.readFirst = [](const QString &, int count) {
         return QCryptographicHash::hash({}, QCryptographicHash::Md5).toHex().left(count);
     };
-    QVERIFY(!bench.installer().installImage(imageOf("archive")));
+    QVERIFY(!bench.installImage(imageOf("archive")));
     QCOMPARE(bench.log.last(), refusal.last());
+}
+
+/** Not even what fitted on the disk stays. */
+void TestInstaller::fullDiskLeavesAnEmptyArchive()
+{
+    Bench bench;
+    {
+        const FullDisk disk(700'000);
+        QVERIFY(!bench.installImage(imageOf(QByteArray(1'000'000, 'x'))));
+    }
+    QCOMPARE(bench.told(), refusal);
+    QCOMPARE(bench.stored(bench.platform.paths.netArchive), QByteArray());
+}
+
+void TestInstaller::holdsOnePieceInMemory()
+{
+    Bench bench;
+    const QByteArray archive = QByteArray("0123456789").repeated(100'000);
+    const QByteArray image = imageOf(archive);
+    EndingSource source(image, image.size());
+    QVERIFY(bench.installer().installImage(source));
+    QCOMPARE(bench.stored(bench.platform.paths.netArchive), archive);
+    QCOMPARE(source.largest, 256 * 1024);
+}
+
+void TestInstaller::installsNothingOfABrokenSource_data()
+{
+    QTest::addColumn<int>("end");
+    for (const int end : {0, 10, 62, 63, 400'000, 1'000'061})
+        QTest::addRow("after %d bytes", end) << end;
+}
+
+/** The owner of the source knows why it ended, and reports it. */
+void TestInstaller::installsNothingOfABrokenSource()
+{
+    QFETCH(int, end);
+    Bench bench;
+    QFile old(bench.platform.paths.netArchive);
+    QVERIFY(old.open(QIODevice::WriteOnly));
+    old.write("an older one");
+    old.close();
+    EndingSource source(imageOf(QByteArray(1'000'000, 'x')), end);
+    QVERIFY(!bench.installer().installImage(source));
+    QCOMPARE(bench.told(), refusal.mid(0, 2));
+    QVERIFY(!old.exists());
+    QVERIFY(!QFile::exists(bench.platform.paths.netVersion));
 }
 
 void TestInstaller::cannotWriteTheVersion()
 {
     Bench bench;
     bench.platform.paths.netVersion = bench.folder.filePath("missing/version");
-    QVERIFY(bench.installer().installImage(imageOf("archive")));
+    QVERIFY(bench.installImage(imageOf("archive")));
     QCOMPARE(bench.log.last(), QString("> Failed to create version file"));
 }
 
@@ -196,7 +271,7 @@ void TestInstaller::replacesTheOldVersion()
     QVERIFY(old.open(QIODevice::WriteOnly));
     old.write("1.00");
     old.close();
-    QVERIFY(bench.installer().installImage(imageOf("archive")));
+    QVERIFY(bench.installImage(imageOf("archive")));
     QCOMPARE(bench.stored(old.fileName()), QByteArray(version));
     QCOMPARE(QDir(bench.folder.path()).entryList(QDir::Files).size(), 2);
 }
@@ -277,7 +352,7 @@ void TestInstaller::worksWithoutListeners()
 {
     Bench bench;
     bench.report = {};
-    QVERIFY(bench.installer().installImage(imageOf("archive")));
+    QVERIFY(bench.installImage(imageOf("archive")));
     QCOMPARE(bench.log.size(), 6);
 }
 

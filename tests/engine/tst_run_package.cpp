@@ -1,0 +1,448 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/Scenario.h"
+#include "support/FaultyReads.h"
+#include "support/RecordingShell.h"
+#include "support/WaitFor.h"
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <QRegularExpression>
+#include <QtTest>
+
+namespace {
+
+const QStringList rows{"AUX,1,0", "KEY,2,0"};
+const QVector<ChipDescription> chips{testChip("MAIN", 0, 0, "1.0.0"),
+                                     testChip("AUX", 1, 0, "1.0.0", 2),
+                                     testChip("KEY", 2, 0, "1.0.0", 3)};
+/** Each image has chunks of its own. */
+const QVector<TestImage> images{testImage("AUX", 1, {2, 0, 0}, 2, 20'000),
+                                testImage("KEY", 2, {2, 0, 0}, 3, 20'000)};
+const QString changed = QStringLiteral("Firmware package was changed during the upgrade.");
+const QString notRead = QStringLiteral("Firmware package could not be read, upgrade fail.");
+const QRegularExpression readWarning(QStringLiteral("cannot read the package: .*\\(errno 5\\)"));
+
+QByteArray good()
+{
+    return makePackage(images);
+}
+
+/** For the same rows, but with other images and the checksum of yet others. */
+QByteArray foreign()
+{
+    QVector<TestImage> others = images;
+    for (TestImage &image : others)
+        image.bytes = patternImage(image.bytes.size(), 99);
+    QByteArray package = makePackage(others, QStringLiteral("OTHER"));
+    package[0] = package.at(0) == 'f' ? 'e' : 'f';
+    return package;
+}
+
+/** The file is written to in place, as cp and editors do. */
+void overwrite(const QString &path, qint64 offset, const QByteArray &bytes)
+{
+    QFile file(path);
+    const bool done =
+        file.open(QIODevice::ReadWrite) && file.seek(offset) && file.write(bytes) == bytes.size();
+    if (!done)
+        qFatal("cannot change the test package");
+}
+
+void flipByte(const QString &path, qint64 offset)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || !file.seek(offset))
+        qFatal("cannot read the test package");
+    const QByteArray byte = file.read(1);
+    overwrite(path, offset, QByteArray(1, char(byte.at(0) ^ 0x40)));
+}
+
+void cut(const QString &path, qint64 size)
+{
+    if (!QFile::resize(path, size))
+        qFatal("cannot cut the test package");
+}
+
+int openFilesNamed(const QString &path)
+{
+    int count = 0;
+    const QFileInfoList links = QDir(QStringLiteral("/proc/self/fd")).entryInfoList(QDir::Files);
+    for (const QFileInfo &link : links)
+        count += link.symLinkTarget() == path ? 1 : 0;
+    return count;
+}
+
+/** A simulated device, and a change of the package in the middle of a run. */
+struct World : Scenario
+{
+    explicit World(const QVector<TestImage> &content = images) : Scenario(chips, content) {}
+
+    /** Makes the change when a frame with this word is sent for the first time. */
+    void changeAt(const char *word, const std::function<void()> &change)
+    {
+        const QString at = QString::fromLatin1(word);
+        link->answerInstead = [this, at, change, done = false](const QByteArray &frame) mutable {
+            if (!done && wordOf(frame) == at) {
+                done = true;
+                change();
+            }
+            return QList<QByteArray>{link->deviceAnswer(frame)};
+        };
+    }
+
+    /** The run has said these words, then failed at this row, and has sent no more. */
+    bool failedAt(const QString &words, const char *row) const
+    {
+        const QStringList last = lines.mid(lines.size() - 3);
+        return last.mid(0, 2) == QStringList{words, QStringLiteral("APPSTATUS|2")} &&
+               last.value(2).startsWith(QLatin1String("UPGRADERESULT|") + QLatin1String(row)) &&
+               last.value(2).endsWith(QLatin1String("|2")) && count("7902") == 0 &&
+               with("APPSTATUS").size() == 1 && !engine->runActive() &&
+               results(2) == QLatin1String("22");
+    }
+
+    /** The chip holds this image, or nothing at all. */
+    bool holds(int type, const QByteArray &image) const
+    {
+        const QByteArray flash = device.flash(quint8(type), 0);
+        return image.isEmpty() ? flash.isEmpty() : flash.startsWith(image);
+    }
+};
+
+} // namespace
+
+/** What happens to the package while a run upgrades from it. */
+class TestRunPackage : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void fileOfTheNameDoesNotCount_data();
+    void fileOfTheNameDoesNotCount();
+    void changesInPlace_data();
+    void changesInPlace();
+    void changeBeforeTheFirstImage();
+    void changeBeforeEachRead();
+    void readErrorAtEachRead();
+    void readErrorInMidRun();
+    void netImageChanges_data();
+    void netImageChanges();
+    void closesTheFile();
+    void nextRunReadsTheNewFile();
+    void eventsOfAChange();
+    void listReadsAnUnchangedFileOnce();
+    void readErrorInAList();
+};
+
+using Change = std::function<void(const QString &path)>;
+Q_DECLARE_METATYPE(Change)
+
+void TestRunPackage::fileOfTheNameDoesNotCount_data()
+{
+    QTest::addColumn<Change>("change");
+    QTest::newRow("renamed over") << Change([](const QString &path) {
+        QFile file(path + ".new");
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(foreign()) > 0);
+        file.close();
+        QCOMPARE(::rename(qPrintable(file.fileName()), qPrintable(path)), 0);
+    });
+    QTest::newRow("removed") << Change([](const QString &path) { QVERIFY(QFile::remove(path)); });
+    QTest::newRow("a folder now") << Change(
+        [](const QString &path) { QVERIFY(QFile::remove(path) && QDir().mkdir(path)); });
+    QTest::newRow("moved away") << Change(
+        [](const QString &path) { QVERIFY(QFile::rename(path, path + ".old")); });
+}
+
+/** The run goes on with the file that it has checked. */
+void TestRunPackage::fileOfTheNameDoesNotCount()
+{
+    QFETCH(Change, change);
+    World undisturbed;
+    QVERIFY(undisturbed.run(rows, 2));
+    QVERIFY(undisturbed.succeeded());
+    for (const char *word : {"F903", "F902", "7900", "7902"}) {
+        World world;
+        world.changeAt(word, [&] { change(world.packagePath()); });
+        QVERIFY(world.run(rows, 2));
+        QVERIFY(sameTranscript(world.lines, undisturbed.lines));
+        QCOMPARE(world.sentText(), undisturbed.sentText());
+        QVERIFY(world.holds(1, images.at(0).bytes));
+        QVERIFY(world.holds(2, images.at(1).bytes));
+    }
+}
+
+void TestRunPackage::changesInPlace_data()
+{
+    QTest::addColumn<Change>("change");
+    QTest::addColumn<bool>("found");
+    const qint64 size = good().size();
+    const auto flip = [](qint64 offset) {
+        return Change([offset](const QString &path) { flipByte(path, offset); });
+    };
+    const auto cutTo = [](qint64 length) {
+        return Change([length](const QString &path) { cut(path, length); });
+    };
+    QTest::newRow("first byte of the checksum") << flip(0) << true;
+    QTest::newRow("description") << flip(30) << true;
+    QTest::newRow("the next image, first byte") << flip(size - 20'000) << true;
+    QTest::newRow("the next image, last byte") << flip(size - 1) << true;
+    QTest::newRow("its record") << flip(size - 20'012) << true;
+    QTest::newRow("cut in the next image") << cutTo(size - 1) << true;
+    QTest::newRow("cut to nothing") << cutTo(0) << true;
+    QTest::newRow("cut and as long as before") << Change([size](const QString &path) {
+        cut(path, size / 2);
+        cut(path, size);
+    }) << true;
+    QTest::newRow("another package")
+        << Change([](const QString &path) { overwrite(path, 0, foreign()); }) << true;
+    QTest::newRow("the same bytes again") << Change([](const QString &path) {
+        cut(path, 0);
+        overwrite(path, 0, good());
+    }) << false;
+    QTest::newRow("longer") << Change([size](const QString &path) {
+        overwrite(path, size, QByteArray(5000, 'x'));
+    }) << false;
+    QTest::newRow("in what was read already") << flip(size - 28'000) << false;
+}
+
+/** The change comes when the first image has been read and is about to go. */
+void TestRunPackage::changesInPlace()
+{
+    QFETCH(Change, change);
+    QFETCH(bool, found);
+    for (const int mode : {2, 5}) {
+        World world;
+        world.changeAt("7900", [&] { change(world.packagePath()); });
+        QVERIFY(world.run(rows, mode));
+        QVERIFY(world.holds(1, images.at(0).bytes));
+        QVERIFY(world.holds(2, found ? QByteArray() : images.at(1).bytes));
+        QCOMPARE(world.with(qPrintable(changed)).size(), found ? 1 : 0);
+        QCOMPARE(world.succeeded(), !found);
+        QVERIFY(!found || world.failedAt(changed, "KEY,2,0"));
+        QVERIFY(world.with("No suitable firmware").isEmpty());
+    }
+}
+
+void TestRunPackage::changeBeforeTheFirstImage()
+{
+    World world;
+    world.changeAt("F903", [&] { flipByte(world.packagePath(), 30); });
+    QVERIFY(world.run(rows, 2));
+    QVERIFY(world.failedAt(changed, "AUX,1,0"));
+    QCOMPARE(world.count("7900"), 0);
+    QCOMPARE(world.progress, QList<double>{50.0});
+}
+
+/** All of a small package is one chunk, so that every read after the check meets the change. */
+void TestRunPackage::changeBeforeEachRead()
+{
+    const QVector<TestImage> small{testImage("AUX", 1, {2, 0, 0}, 2),
+                                   testImage("KEY", 2, {2, 0, 0}, 3)};
+    const auto runWith = [&](World &world, int changedRead) {
+        FaultyReads reads;
+        reads.beforeRead = [&](int number) {
+            if (number == changedRead)
+                flipByte(world.packagePath(), 9);
+        };
+        const bool ended = world.run(rows, 2);
+        return ended ? reads.reads() : 0;
+    };
+    World undisturbed(small);
+    const int all = runWith(undisturbed, 0);
+    QVERIFY(undisturbed.succeeded());
+    constexpr int readsOfTheCheck = 2;
+    QVERIFY(all > readsOfTheCheck + 6);
+    for (int number = readsOfTheCheck + 1; number <= all; ++number) {
+        World world(small);
+        QVERIFY(runWith(world, number) >= number);
+        const bool oneWritten = world.count("7900") > 0;
+        QVERIFY2(world.failedAt(changed, oneWritten ? "KEY,2,0" : "AUX,1,0"),
+                 qPrintable(world.lines.join('\n')));
+        QVERIFY(world.holds(1, oneWritten ? small.at(0).bytes : QByteArray()));
+        QVERIFY(world.holds(2, {}));
+        QVERIFY(world.with("Invalid firmware file").isEmpty());
+        QVERIFY(world.with("No suitable firmware").isEmpty());
+    }
+}
+
+/** Those of the check, too. */
+void TestRunPackage::readErrorAtEachRead()
+{
+    int all = 0;
+    {
+        const FaultyReads reads;
+        World world;
+        QVERIFY(world.run(rows, 2));
+        QVERIFY(world.succeeded());
+        all = reads.reads();
+    }
+    QVERIFY(all > 8);
+    for (int number = 1; number <= all; ++number) {
+        World world;
+        FaultyReads reads;
+        reads.brokenRead = number;
+        QTest::ignoreMessage(QtWarningMsg, readWarning);
+        QVERIFY(world.run(rows, 2));
+        const bool oneWritten = world.count("7900") > 0;
+        QVERIFY2(world.failedAt(notRead, oneWritten ? "KEY,2,0" : "AUX,1,0"),
+                 qPrintable(world.lines.join('\n')));
+        QVERIFY(world.holds(2, {}));
+    }
+}
+
+void TestRunPackage::readErrorInMidRun()
+{
+    World world;
+    FaultyReads reads;
+    world.changeAt("7900", [&] { reads.brokenFrom = good().size() - 100; });
+    QTest::ignoreMessage(QtWarningMsg, readWarning);
+    QVERIFY(world.run(rows, 5));
+    QVERIFY(world.failedAt(notRead, "KEY,2,0"));
+    QVERIFY(world.holds(1, images.at(0).bytes));
+    QVERIFY(world.holds(2, {}));
+}
+
+void TestRunPackage::netImageChanges_data()
+{
+    QTest::addColumn<qint64>("place");
+    QTest::addColumn<bool>("broken");
+    const qint64 imageSize = 600'062;
+    QTest::newRow("head") << imageSize - 1 << false;
+    QTest::newRow("middle") << imageSize / 2 << false;
+    QTest::newRow("last byte") << qint64(1) << false;
+    QTest::newRow("cannot be read") << imageSize / 2 << true;
+}
+
+/** Nothing is installed, and what was stored of the archive is gone. */
+void TestRunPackage::netImageChanges()
+{
+    QFETCH(qint64, place);
+    QFETCH(bool, broken);
+    const QByteArray archive = patternImage(600'000, 3);
+    TestImage image = testImage("NET", 32, {1, 23, 0});
+    image.bytes = "1.23" + QByteArray(1, '\0') +
+                  QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex() +
+                  QByteArray(25, '\0') + archive;
+    const QByteArray package = makePackage({images.at(0), image});
+    RecordingShell shell;
+    EngineHarness harness(Scenario::deviceOf(chips), shell.shell());
+    harness.setPackage(package);
+    FaultyReads reads;
+    QObject::connect(harness.engine.get(), &ControlCenter::message, [&](const QStringList &list) {
+        if (list != QStringList("Start to upgrade NET firmware."))
+            return;
+        if (broken)
+            reads.brokenFrom = package.size() - place;
+        else
+            flipByte(harness.packagePath(), package.size() - place);
+    });
+    if (broken)
+        QTest::ignoreMessage(QtWarningMsg, readWarning);
+    QVERIFY(harness.run({"NET,32,0", "AUX,1,0"}, 5));
+    const int start = harness.lines.indexOf("Start to upgrade NET firmware.");
+    QVERIFY(sameTranscript(harness.lines.mid(start + 1), {broken ? notRead : changed, "APPSTATUS|2",
+                                                          "UPGRADERESULT|NET,32,0,,,,,,,,,1,2|2"}));
+    QCOMPARE(shell.commands(), QStringList());
+    QVERIFY(!QFile::exists(harness.platform().paths.netArchive));
+    QVERIFY(!QFile::exists(harness.platform().paths.netVersion));
+    QVERIFY(harness.device.flash(1, 0).isEmpty());
+}
+
+void TestRunPackage::closesTheFile()
+{
+    World world;
+    int during = 0;
+    world.changeAt("7902", [&] { during = openFilesNamed(world.packagePath()); });
+    QVERIFY(world.run(rows, 2));
+    QCOMPARE(during, 1);
+    QCOMPARE(openFilesNamed(world.packagePath()), 0);
+    QVERIFY(world.run({}, 1));
+    QCOMPARE(openFilesNamed(world.packagePath()), 0);
+    world.changeAt("F903", [&] { flipByte(world.packagePath(), 30); });
+    QVERIFY(world.run(rows, 2));
+    QCOMPARE(openFilesNamed(world.packagePath()), 0);
+}
+
+void TestRunPackage::nextRunReadsTheNewFile()
+{
+    QVector<TestImage> newer = images;
+    for (TestImage &image : newer)
+        image.bytes = patternImage(5000, 77);
+    World world;
+    world.changeAt("7900", [&] {
+        QVERIFY(QFile::remove(world.packagePath()));
+        world.setPackage(makePackage(newer));
+    });
+    QVERIFY(world.run(rows, 2));
+    QVERIFY(world.holds(2, images.at(1).bytes));
+    QVERIFY(world.run(rows, 5));
+    QVERIFY(world.succeeded());
+    QVERIFY(world.holds(1, newer.at(0).bytes));
+    QVERIFY(world.holds(2, newer.at(1).bytes));
+}
+
+/** What the log of operations is made from. */
+void TestRunPackage::eventsOfAChange()
+{
+    World world;
+    QList<RunEvent> events;
+    QObject::connect(world.engine->runEvents(), &RunEvents::told, world.engine.get(),
+                     [&events](const RunEvent &event) { events.append(event); });
+    world.changeAt("7900", [&] { cut(world.packagePath(), 100); });
+    QVERIFY(world.run(rows, 2));
+    const RunEvent reason = events.at(events.size() - 2);
+    QCOMPARE(int(reason.kind), int(RunEvent::Kind::GivenUp));
+    QCOMPARE(reason.text, changed);
+    const RunEvent end = events.last();
+    QCOMPARE(int(end.kind), int(RunEvent::Kind::Ended));
+    QVERIFY(!end.success);
+    QCOMPARE(end.status, 2);
+    QCOMPARE(end.written, 1);
+    QCOMPARE(end.failed, 0);
+}
+
+void TestRunPackage::listReadsAnUnchangedFileOnce()
+{
+    World world({testImage("AUX", 1, {2, 0, 0}, 2, 1'000'000)});
+    FaultyReads reads;
+    QString returned;
+    const auto readByList = [&] {
+        const qint64 before = reads.bytes();
+        returned = world.engine->getMergeFWJSON(world.packagePath());
+        return reads.bytes() - before;
+    };
+    QVERIFY(readByList() > 1'000'000);
+    // The result is kept as soon as the file's times are settled.
+    QVERIFY(waitFor([&] { return readByList() < 10'000; }));
+    QVERIFY(returned.startsWith('{'));
+    const QStringList lines = world.lines;
+    world.clear();
+    readByList();
+    QVERIFY(sameTranscript(world.lines, lines.mid(lines.size() - world.lines.size())));
+    QVERIFY(world.lines.contains("Firmware file checksum ok."));
+
+    // A run computes its own.
+    const qint64 before = reads.bytes();
+    QVERIFY(world.run({"KEY,2,0"}, 5));
+    QVERIFY(reads.bytes() - before > 1'000'000);
+
+    flipByte(world.packagePath(), 500'000);
+    QVERIFY(readByList() > 1'000'000);
+    QCOMPARE(returned, QStringLiteral("ERROR:Firmware file checksum error."));
+}
+
+void TestRunPackage::readErrorInAList()
+{
+    World world;
+    {
+        FaultyReads reads;
+        reads.brokenFrom = good().size() - 1;
+        QTest::ignoreMessage(QtWarningMsg, readWarning);
+        QCOMPARE(world.engine->getMergeFWJSON(world.packagePath()),
+                 QStringLiteral("ERROR:Firmware file checksum error."));
+    }
+    QVERIFY(world.engine->getMergeFWJSON(world.packagePath()).startsWith('{'));
+}
+
+QTEST_GUILESS_MAIN(TestRunPackage)
+#include "tst_run_package.moc"
