@@ -12,12 +12,6 @@
 
 #include <QFileInfo>
 
-namespace {
-
-constexpr int busyStatus = 1;
-
-} // namespace
-
 void TCPServer::parseLine(const std::shared_ptr<ConsoleClient> &client, const QString &line)
 {
     qCDebug(logConsole) << "parseData:" << line;
@@ -138,7 +132,6 @@ void TCPServer::parseEdid(const ConsoleRequest &request)
 
 void TCPServer::startUpgrade(const QStringList &rows)
 {
-    m_appStatus = busyStatus;
     qCDebug(logConsole) << "UploadStart";
     emit m_events.runRequested({RunRequest::Kind::Serial, m_replyTarget->peer,
                                 m_platform.ports.serial, m_upgradeModel, rows.size()});
@@ -153,9 +146,8 @@ QString TCPServer::readDescription()
     return m_worker->getMergeFWJSON(m_platform.paths.package);
 }
 
-/** An upgrade over the network is active without a status of its own, and during the module's own
- *  install the files and the coming reboot would harm any other upgrade. */
+/** During the module's own install the files and the coming reboot would harm any other upgrade. */
 bool TCPServer::isBusy() const
 {
-    return m_appStatus == busyStatus || m_worker->runActive() || m_netUpgrade->isInstalling();
+    return m_worker->runActive() || m_netUpgrade->isInstalling();
 }

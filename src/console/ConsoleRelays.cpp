@@ -32,8 +32,6 @@ void TCPServer::message(const QStringList &message)
 
 void TCPServer::statusMessage(const QStringList &message)
 {
-    if (message.size() > 1)
-        m_appStatus = message.at(1).toInt();
     m_worker->disconnected();
     reply(consoletext::disconnected);
     const bool success = message.value(1) == consoletext::successStatus;

@@ -113,8 +113,6 @@ private:
     int m_mostClients = 0;
     QTimer m_giveBack;
     WorkerCOM *m_worker = nullptr;
-    /** 1 while a run goes on that a request started, then the status of its end. */
-    int m_appStatus = 0;
     /** Who sent the last request. Replies go there, or to whoever has come from the same place
      *  since. */
     std::shared_ptr<ConsoleClient> m_replyTarget = std::make_shared<ConsoleClient>();

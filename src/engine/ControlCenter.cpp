@@ -11,6 +11,8 @@
 #include "platform/Log.h"
 #include "upload/CoreUpload.h"
 
+#include <utility>
+
 namespace {
 
 AssemblerRules engineRules(mcu::FrameAddress address, int largestFrame)
@@ -97,7 +99,8 @@ void ControlCenter::sayInChain(QStringList list)
     emit message(list);
 }
 
-/** The one way out of a run: nothing may be in flight and nothing may fire afterwards. */
+/** The one way out of a run: nothing may be in flight and nothing may fire afterwards. Every claim
+ *  is announced as ended here, so that none is kept. */
 void ControlCenter::endRun()
 {
     m_commandTimer->stop();
@@ -112,9 +115,11 @@ void ControlCenter::endRun()
     m_runPackage.close();
     m_report.end(false);
     m_runActive = false;
+    if (m_run != RunClaim::none)
+        m_events->end(std::exchange(m_run, RunClaim::none));
 }
 
-/** The run has ended before its last words go out: whoever hears them may start the next one. */
+/** The run has ended before its last words go out: who receives them may start the next one. */
 void ControlCenter::finishRun(const QString &status)
 {
     const bool resetsProgress =

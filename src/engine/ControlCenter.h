@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/RunClaim.h"
 #include "engine/RunEvents.h"
 #include "engine/RunPackage.h"
 #include "engine/RunReporter.h"
@@ -66,14 +67,14 @@ public:
 
     /** There is to be no usable link until the next successful open. */
     void requestDisconnect() { m_linkDown = true; }
-    bool runActive() const { return m_runActive; }
-    /** A run was asked for: from now on nobody else may start one. */
-    void claimRun() { m_runActive = true; }
+    /** Decides what is refused and which lists are quiet. Whoever delivers the engine's reports
+     *  gives the claim back, by the end that runEvents() announces. */
+    RunClaim &runClaim() { return m_claim; }
     double uploadPercent() const;
     void resetUploadPercent();
     /**
      * The package's description as it is stored, or an error text. Says what it finds on
-     * message() and keeps the firmware list, model and version; while a run is active it does
+     * message() and keeps the firmware list, model and version; while a run is claimed it does
      * nothing but return the text.
      */
     Q_INVOKABLE QString getMergeFWJSON(QString fileName);
@@ -93,6 +94,8 @@ public:
     /** The 0x7903 payload for one row; empty, and a line said, when the description has none. */
     QByteArray getCommandOfProductInformation(int currentLineIndex);
 
+    /** An upgrade or a single-file write is in flight. For the engine's own thread. */
+    bool runActive() const { return m_runActive; }
     /** Where the run stands, for tests and diagnostics. */
     int currentStep() const { return m_step; }
     bool timersIdle() const;
@@ -166,7 +169,7 @@ private:
         List,
         /** For a run's own plan: keeps without a word. */
         Plan,
-        /** For the console while a run is active: returns the text and touches nothing. */
+        /** For the console while a run is claimed: returns the text and touches nothing. */
         TextOnly,
     };
     /** What the console thread may replace while the engine reads it. */
@@ -371,7 +374,10 @@ private:
     int m_writeRetries = 0;
 
     std::atomic<bool> m_linkDown{true};
-    std::atomic<bool> m_runActive{false};
+    RunClaim m_claim;
+    /** The claim of what is in flight: an upgrade, a write or a read. */
+    RunClaim::Number m_run = RunClaim::none;
+    bool m_runActive = false;
     /** A product-information read runs: its lists carry a key of their own. */
     std::atomic<bool> m_reading{false};
     mutable std::mutex m_mutex;

@@ -43,6 +43,7 @@ bool ControlCenter::slotWriteMultBoard(uchar mcuType, uchar mcuIndex, QString fi
     if (m_runActive)
         return true;
     endRun();
+    m_run = m_claim.take();
     m_runActive = true;
     m_runGuard->start();
     m_retryCount = 0;

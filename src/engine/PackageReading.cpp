@@ -30,7 +30,7 @@ int ControlCenter::checkFWMmd5(const QString &fileName)
 QString ControlCenter::getMergeFWJSON(QString fileName)
 {
     qCDebug(logEngine) << "getlistfileName:" << fileName;
-    const bool quiet = m_runActive;
+    const bool quiet = m_claim.isHeld();
     const QString path = packagePath(fileName);
     FileSource file(path);
     const PackageCheck check = checkListed(file, path);

@@ -17,6 +17,7 @@ void ControlCenter::getProductInfo()
         return;
     }
     endRun();
+    m_run = m_claim.take();
     m_reading = true;
     m_operationKind = upgradeMode::readProductInformation;
     m_productInfos = QStringList{filled(text::infoHeading)};

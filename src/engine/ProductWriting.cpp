@@ -38,6 +38,7 @@ void ControlCenter::setProductInfo(QStringList TypeAndIndex)
     if (m_runActive)
         return;
     endRun();
+    m_run = m_claim.take();
     startInfoWrites(std::move(TypeAndIndex));
 }
 

@@ -43,6 +43,7 @@ void ControlCenter::uploadByMergeFW(QString fileName, QStringList TypeAndIndex, 
 void ControlCenter::resetRun(int upgradeModel)
 {
     endRun();
+    m_run = m_claim.take();
     m_runActive = true;
     m_report.begin();
     m_runGuard->start();

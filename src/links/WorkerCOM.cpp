@@ -2,10 +2,13 @@
 #include "links/WorkerCOM.h"
 
 #include "engine/ControlCenter.h"
+#include "engine/EngineTexts.h"
 #include "links/CoreCOMQ.h"
 #include "platform/Log.h"
 
 #include <QThread>
+
+#include <utility>
 
 WorkerCOM::WorkerCOM(QObject *parent, const Platform &platform)
     : QObject(parent), m_platform(platform)
@@ -37,9 +40,22 @@ void WorkerCOM::start()
 
 void WorkerCOM::connectReports()
 {
-    connect(m_engine, &ControlCenter::message, this, &WorkerCOM::message);
+    connect(m_engine, &ControlCenter::message, this, &WorkerCOM::deliver);
+    connect(m_engine->runEvents(), &RunEvents::ending, this,
+            [this](RunClaim::Number run) { m_ending = run; });
+    connect(m_engine->runEvents(), &RunEvents::over, this,
+            [this](RunClaim::Number run) { m_engine->runClaim().release(run); });
     connect(m_engine, &ControlCenter::progressValueChanged, this, &WorkerCOM::progressValueChanged);
     connect(m_engine, &ControlCenter::netconnected, this, &WorkerCOM::netconnected);
+}
+
+/** A run's claim is given back together with its status: before, another run could be accepted and
+ *  then be ended by that status; later, a client that has read it could still be refused. */
+void WorkerCOM::deliver(const QStringList &list)
+{
+    emit message(list);
+    if (list.value(0) == QLatin1String(key::appStatus))
+        m_engine->runClaim().release(std::exchange(m_ending, RunClaim::none));
 }
 
 void WorkerCOM::connectRequests()
@@ -110,13 +126,13 @@ QString WorkerCOM::getMergeFWJSON(QString fileName)
     return started() ? m_engine->getMergeFWJSON(fileName) : QString();
 }
 
-/** The run counts as active before the engine has even heard of it, so that two requests of one
- *  read cannot both be taken. */
+/** The run is claimed before the engine has received it, so that two requests of one read cannot
+ *  both be accepted. */
 void WorkerCOM::uploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel)
 {
     if (!started())
         return;
-    m_engine->claimRun();
+    m_engine->runClaim().take();
     emit signaluploadByMergeFW(fileName, TypeAndIndex, upgradeModel);
 }
 
@@ -179,5 +195,5 @@ const RunEvents *WorkerCOM::runEvents() const
 
 bool WorkerCOM::runActive() const
 {
-    return started() && m_engine->runActive();
+    return started() && m_engine->runClaim().isHeld();
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/RunClaim.h"
 #include "platform/Platform.h"
 
 #include <QObject>
@@ -46,7 +47,7 @@ public:
 
     /** Asks for the network link to a device. */
     void connectNet(const QString &IP, int port);
-    /** True from the request of a run to its end. */
+    /** True from the request of a run until its end has been delivered by message(). */
     bool runActive() const;
     /** The engine's thread and its events, for those who watch over the agent. */
     QThread *engineThread() const { return m_thread; }
@@ -75,8 +76,11 @@ private:
     void start();
     void connectReports();
     void connectRequests();
+    void deliver(const QStringList &list);
 
     Platform m_platform;
     ControlCenter *m_engine = nullptr;
     QThread *m_thread = nullptr;
+    /** The run whose status is the next one to be delivered. */
+    RunClaim::Number m_ending = RunClaim::none;
 };

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "console/TCPServer.h"
+#include "engine/ControlCenter.h"
 #include "links/WorkerCOM.h"
 #include "support/RecordingShell.h"
 
@@ -10,8 +11,11 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 
+#include <atomic>
 #include <memory>
+#include <sys/socket.h>
 
 /** A client that keeps everything it was sent. */
 class ConsoleTestClient
@@ -66,7 +70,13 @@ public:
         platform.shell = shell.shell();
     }
 
-    void start() { server = std::make_unique<TCPServer>(nullptr, platform); }
+    void start()
+    {
+        server = std::make_unique<TCPServer>(nullptr, platform);
+        QObject::connect(
+            server->worker()->runEvents(), &RunEvents::over, server.get(),
+            [this](qint64) { ++endedRuns; }, Qt::DirectConnection);
+    }
 
     /** From now on requests to the engine only go into `requests`. A run that is then asked for
      *  never ends. */
@@ -107,6 +117,41 @@ public:
         QMetaObject::invokeMethod(server.get(), "message", Q_ARG(QStringList, message));
     }
 
+    /** The engine behind the bridge, for what it announces; its slots belong to its own thread. */
+    ControlCenter *engine() const
+    {
+        return qobject_cast<ControlCenter *>(server->worker()->runEvents()->parent());
+    }
+
+    /** The server's end of a client's connection. */
+    QTcpSocket *accepted(const ConsoleTestClient &client) const
+    {
+        const auto sockets = server->findChildren<QTcpSocket *>();
+        for (QTcpSocket *const socket : sockets) {
+            if (socket->peerPort() == client.socket.localPort())
+                return socket;
+        }
+        return nullptr;
+    }
+
+    /** Lets the server read what the client has sent, while the event loop rests: nothing that the
+     *  engine has reported meanwhile is delivered. */
+    void readWithoutTheLoop(const ConsoleTestClient &client) const
+    {
+        QTcpSocket *const socket = accepted(client);
+        char first = 0;
+        ::recv(int(socket->socketDescriptor()), &first, 1, MSG_PEEK); // waits for it
+        emit socket->readyRead();
+    }
+
+    /** Waits until the engine has ended so many runs, and delivers nothing meanwhile. */
+    bool runsEndUndelivered(int runs) const
+    {
+        for (int i = 0; i < 10'000 && endedRuns < runs; ++i)
+            QThread::msleep(1);
+        return endedRuns >= runs;
+    }
+
     QString named(const QString &path) const { return path.section('/', -1); }
 
     void usePackage(const QString &golden)
@@ -122,4 +167,5 @@ public:
     Platform platform;
     std::unique_ptr<TCPServer> server;
     QStringList requests;
+    std::atomic<int> endedRuns{0};
 };

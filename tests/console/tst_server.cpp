@@ -38,6 +38,9 @@ private slots:
     void upgradeAllWhileBusyIsSilent();
     void busyUntilTheEnd();
     void runsFollowEachOther();
+    void endIsNotDeliveredYet();
+    void endOfANetworkRunIsNotDeliveredYet();
+    void endIsAnnouncedOnly();
     void modeIsKeptAcrossClients();
     void firmwareList();
     void firmwareListWithoutPackage();
@@ -234,6 +237,78 @@ void TestServer::runsFollowEachOther()
         QTRY_VERIFY(client.received().contains("\r\nUPGRADEFAIL\r\n"));
         QTRY_VERIFY(!bench.server->worker()->runActive());
     }
+}
+
+/** The engine has ended its run and the console does not know it: to the clients the run is on. */
+void TestServer::endIsNotDeliveredYet()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    client.send("HEARTBEAT\r\n");
+    QTRY_VERIFY(!client.received().isEmpty());
+    client.forget();
+    bench.server->worker()->uploadByMergeFW(bench.platform.paths.package, {"MAIN,0,1"}, 2);
+    QVERIFY(bench.runsEndUndelivered(1));
+    client.send("GETFIRMWARELIST\r\n");
+    bench.readWithoutTheLoop(client);
+    client.send("UPGRADE||MAIN,0,1\r\n");
+    bench.readWithoutTheLoop(client);
+    QTRY_VERIFY(client.received().contains("\r\nUPGRADEFAIL\r\n"));
+    const QByteArray replies =
+        "FIRMWARELIST||ERROR:Firmware file is not exist.\r\n" + busy + failed + failed;
+    QVERIFY2(client.received().startsWith(replies), client.received().constData());
+    QCOMPARE(bench.endedRuns.load(), 1);
+}
+
+/** The late status of the first run would close the port of the second one. */
+void TestServer::endOfANetworkRunIsNotDeliveredYet()
+{
+    ConsoleBench bench;
+    bench.start();
+    ConsoleTestClient client(bench.server->port());
+    client.send("HEARTBEAT\r\n");
+    QTRY_VERIFY(!client.received().isEmpty());
+    emit bench.server->worker()->netconnected();
+    QVERIFY(bench.runsEndUndelivered(1));
+    client.forget();
+    client.send("UPGRADE||MAIN,0,1\r\n");
+    bench.readWithoutTheLoop(client);
+    QTRY_VERIFY(!bench.server->worker()->runActive());
+    // The missing package is reported by the list that begins such a run, and then by the run.
+    const int refusal = client.received().indexOf(busy);
+    QVERIFY2(refusal > 0, client.received().constData());
+    QCOMPARE(client.received().left(refusal).count(failed), 2);
+    QTRY_COMPARE(client.received().mid(refusal).count(failed), 2);
+    QCOMPARE(bench.endedRuns.load(), 1);
+}
+
+/** The same with an engine that does nothing by itself, and with what follows: the client that has
+ *  read the verdict is not refused. */
+void TestServer::endIsAnnouncedOnly()
+{
+    ConsoleBench bench;
+    bench.start();
+    bench.cutEngine();
+    ConsoleTestClient client(bench.server->port());
+    const QByteArray list = "FIRMWARELIST||ERROR:Firmware file is not exist.\r\n";
+    auto *const events = bench.engine()->findChild<RunEvents *>();
+    for (qint64 run = 1; run <= 3; ++run) {
+        bench.requests.clear();
+        client.forget();
+        client.send("UPGRADE||MAIN,0,1\r\n");
+        QTRY_COMPARE(bench.requests.size(), 3);
+        emit events->ending(run);
+        client.send("GETFIRMWARELIST\r\nUPGRADE||MAIN,0,1\r\nUPGRADEALL\r\nVERSION\r\n");
+        QTRY_COMPARE(client.received(), list + busy + "VERSION||1.15\r\n");
+        client.forget();
+        emit bench.engine()->message({"APPSTATUS", "6"});
+        QTRY_COMPARE(client.received(), succeeded);
+        emit events->over(run - 1); // a late one of the run before
+    }
+    client.send("GETFIRMWARELIST\r\n");
+    QTRY_VERIFY(client.received().endsWith(list));
+    QCOMPARE(client.received().count(failed), 2);
 }
 
 void TestServer::modeIsKeptAcrossClients()

@@ -113,6 +113,8 @@ void EngineHarness::restartEngine()
         timer->installEventFilter(this);
     connect(engine.get(), &ControlCenter::message, this,
             [this](const QStringList &list) { lines.append(list.join(QLatin1Char('|'))); });
+    connect(engine->runEvents(), &RunEvents::ending, this,
+            [this](RunClaim::Number run) { engine->runClaim().release(run); });
     connect(engine.get(), &ControlCenter::progressValueChanged, this,
             [this](double value) { progress.append(value); });
 }

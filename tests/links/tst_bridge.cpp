@@ -9,11 +9,14 @@
 #include "support/WaitFor.h"
 #include "upload/CoreUpload.h"
 
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QtTest>
 
+#include <atomic>
+#include <functional>
 #include <termios.h>
 
 namespace {
@@ -22,13 +25,36 @@ namespace {
 struct Bridge
 {
     QTemporaryDir dir;
-    WorkerCOM worker{nullptr, EngineHarness::scaledPlatform(dir.path())};
+    Platform platform = platformIn(dir.path());
+    WorkerCOM worker{nullptr, platform};
     QStringList lines;
+    /** How many runs the engine has ended, delivered or not. */
+    std::atomic<int> ended{0};
 
     Bridge()
     {
         QObject::connect(&worker, &WorkerCOM::message, &worker,
                          [this](const QStringList &list) { lines.append(list.join('|')); });
+        QObject::connect(
+            worker.runEvents(), &RunEvents::over, &worker, [this](qint64) { ++ended; },
+            Qt::DirectConnection);
+    }
+
+    static Platform platformIn(const QString &folder)
+    {
+        Platform platform = EngineHarness::scaledPlatform(folder);
+        platform.timeOuts.runGuard = EngineHarness::withShortGuard().runGuard;
+        return platform;
+    }
+
+    QString path(const char *name) const { return dir.filePath(QString::fromLatin1(name)); }
+
+    /** Waits for the end of a run and delivers nothing meanwhile. */
+    bool runEndsUndelivered()
+    {
+        for (int i = 0; i < 10'000 && ended == 0; ++i)
+            QThread::msleep(1);
+        return ended > 0;
     }
 
     bool hears(const QStringList &expected)
@@ -95,6 +121,8 @@ const QStringList declared{
 
 } // namespace
 
+Q_DECLARE_METATYPE(std::function<void(Bridge &)>)
+
 class TestBridge : public QObject
 {
     Q_OBJECT
@@ -110,6 +138,11 @@ private slots:
     void directCalls();
     void percent();
     void runIsActiveFromTheRequestOn();
+    void runIsActiveUntilItsEndIsDelivered();
+    void listIsQuietUntilTheEndIsDelivered();
+    void lateEndLeavesTheNextRunClaimed();
+    void everyEndGivesTheClaimBack_data();
+    void everyEndGivesTheClaimBack();
     void everythingLivesOnTheEngineThread();
     void endsItsThread();
 };
@@ -237,6 +270,116 @@ void TestBridge::runIsActiveFromTheRequestOn()
     QVERIFY(bridge.worker.runActive());
     QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
     QVERIFY(waitFor([&] { return bridge.lines.contains(QStringLiteral("APPSTATUS|2")); }));
+}
+
+/** A client that has read the status may start the next run; before, it may not. */
+void TestBridge::runIsActiveUntilItsEndIsDelivered()
+{
+    Bridge bridge;
+    QStringList heard;
+    connect(&bridge.worker, &WorkerCOM::message, this, [&](const QStringList &list) {
+        heard.append(list.first() + (bridge.worker.runActive() ? " active" : " free"));
+    });
+    bridge.worker.uploadByMergeFW(bridge.path("none.fwm"), {"MAIN,0,0"}, 2);
+    QVERIFY(bridge.runEndsUndelivered());
+    QVERIFY(bridge.worker.runActive());
+    QVERIFY(heard.isEmpty());
+    QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+    settle();
+    // The missing package is reported by its check and by the run; the second status is the end.
+    QCOMPARE(heard.mid(0, 3),
+             (QStringList{"APPSTATUS active", "APPSTATUS active", "UPGRADERESULT free"}));
+}
+
+void TestBridge::listIsQuietUntilTheEndIsDelivered()
+{
+    const QString error = QStringLiteral("ERROR:Firmware file is not exist.");
+    Bridge bridge;
+    QFile file(bridge.path("FW.fwm"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}}));
+    file.close();
+    bridge.worker.uploadByMergeFW(file.fileName(), {"MAIN,0,0"}, 0);
+    QVERIFY(bridge.runEndsUndelivered());
+    QCOMPARE(bridge.worker.getMergeFWJSON(bridge.path("none.fwm")), error);
+    QCOMPARE(bridge.lines, QStringList());
+    QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+    QCOMPARE(bridge.lines, QStringList{"Firmware file checksum ok."});
+    QCOMPARE(bridge.worker.getMergeFWJSON(bridge.path("none.fwm")), error);
+    QCOMPARE(bridge.lines.filter("APPSTATUS"), (QStringList{"APPSTATUS|2", "APPSTATUS|2"}));
+}
+
+/** Two requests at once are not the console's way, and yet the second one keeps its claim. */
+void TestBridge::lateEndLeavesTheNextRunClaimed()
+{
+    Bridge bridge;
+    bridge.worker.uploadByMergeFW(bridge.path("none.fwm"), {"MAIN,0,0"}, 2);
+    QVERIFY(bridge.runEndsUndelivered());
+    QSemaphore hold;
+    QMetaObject::invokeMethod(
+        bridge.worker.runEvents()->parent(), [&hold] { hold.acquire(); }, Qt::QueuedConnection);
+    bridge.worker.uploadByMergeFW(bridge.path("none.fwm"), {"MAIN,0,0"}, 2);
+    QVERIFY(waitFor([&] { return bridge.lines.size() >= 3; }));
+    settle();
+    QVERIFY(bridge.worker.runActive());
+    hold.release();
+    QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+}
+
+void TestBridge::everyEndGivesTheClaimBack_data()
+{
+    QTest::addColumn<std::function<void(Bridge &)>>("start");
+    QTest::addColumn<QString>("last");
+    const auto row = [](const char *name, const char *last,
+                        const std::function<void(Bridge &)> &start) {
+        QTest::newRow(name) << start << QString::fromLatin1(last);
+    };
+    const auto upload = [](const char *package, const QStringList &rows, int mode) {
+        return [=](Bridge &bridge) {
+            bridge.worker.uploadByMergeFW(bridge.path(package), rows, mode);
+        };
+    };
+    row("no package", "APPSTATUS|2", upload("none.fwm", {"MAIN,0,0"}, 2));
+    row("damaged package", "APPSTATUS|2", upload("bad.fwm", {"MAIN,0,0"}, 2));
+    row("no such mode", "Firmware file checksum ok.", upload("good.fwm", {"MAIN,0,0"}, 3));
+    row("no rows in mode 1", "Firmware file checksum ok.", upload("good.fwm", {}, 1));
+    row("silent device in mode 2", "APPSTATUS|7", upload("good.fwm", {"MAIN,0,0"}, 2));
+    row("silent device in mode 5", "APPSTATUS|7", upload("good.fwm", {"MAIN,0,0"}, 5));
+    row("image that is given up", "APPSTATUS|5", upload("good.fwm", {"MAIN,0,0"}, 1));
+    row("read", "READPI|APPSTATUS|7", [](Bridge &bridge) { bridge.worker.getProductInfo(); });
+    row("write of nothing", "", [](Bridge &bridge) { bridge.worker.setProductInfo({}); });
+    row("write", "", [](Bridge &bridge) {
+        bridge.worker.setProductInfo({"{}", "MAIN,0,0,1,1,65", "AUX,1,0,1,1,65"});
+    });
+    row("file", "APPSTATUS|5",
+        [](Bridge &bridge) { bridge.worker.writeMultBoard(0, 0, bridge.path("none.bin")); });
+}
+
+/** Nothing that the engine may be asked for leaves the agent busy. */
+void TestBridge::everyEndGivesTheClaimBack()
+{
+    QFETCH(std::function<void(Bridge &)>, start);
+    QFETCH(QString, last);
+    Pty pty;
+    Bridge bridge;
+    QFile good(bridge.path("good.fwm"));
+    QFile bad(bridge.path("bad.fwm"));
+    QVERIFY(good.open(QIODevice::WriteOnly) && bad.open(QIODevice::WriteOnly));
+    const QByteArray package = makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}});
+    good.write(package);
+    bad.write(package + "x");
+    good.close();
+    bad.close();
+    bridge.worker.onConnect(pty.port());
+    QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port()}));
+    start(bridge);
+    QVERIFY(bridge.runEndsUndelivered());
+    QVERIFY(bridge.worker.runActive());
+    QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+    settle();
+    QCOMPARE(bridge.ended.load(), 1);
+    if (!last.isEmpty())
+        QVERIFY2(bridge.lines.contains(last), qPrintable(bridge.lines.join('\n')));
 }
 
 void TestBridge::everythingLivesOnTheEngineThread()

@@ -136,5 +136,65 @@ class TestClients(world.World):
         return framelist.virtual(5) in self.simulator.host_frames()
 
 
+class TestAroundTheEnd(world.World):
+    """Requests that meet the end of a run: it has one verdict, and nothing else looks like it."""
+
+    VERDICTS = ("UPGRADESUCCESS", "UPGRADEFAIL")
+
+    def storm(self, client, *requests):
+        """Sends the requests again and again; call what is returned to end it, which gives the
+        number of rounds."""
+        stop = threading.Event()
+        rounds = 0
+
+        def send():
+            nonlocal rounds
+            while not stop.wait(0.001):
+                client.send("\r\n".join(requests))
+                rounds += 1
+        thread = threading.Thread(target=send)
+        thread.start()
+
+        def end():
+            stop.set()
+            thread.join()
+            return rounds
+        self.stack.callback(end)
+        return end
+
+    def test_requests_around_many_ends(self):
+        """Each request for an upgrade is refused, or begins a run that has exactly one verdict."""
+        client = self.start(world.chip("AUX", 1), images=(AUX,), model="OTHER")
+        end = self.storm(client, "GETFIRMWARELIST", REQUEST)
+        client.wait_for("UPGRADEFAIL", 60, count=50)
+        rounds = end()
+        client.wait_for(f"FIRMWARELIST||{package.description([AUX])}", 30, count=rounds)
+        begun = "UPGRADELOG||Read model name."
+        wait.until(lambda: client.lines.count(begun) + client.lines.count(BUSY) == rounds
+                   and client.lines.count(begun) == client.lines.count("UPGRADEFAIL"),
+                   what="an answer to each request")
+        client.sync_behind()
+        events = [line for line in client.lines if line == begun or line in self.VERDICTS]
+        self.assertEqual(events, [begun, "UPGRADEFAIL"] * client.lines.count(begun))
+
+    def test_lists_around_the_end(self):
+        """A list of a package that is broken by now ends like a failed run, so it has to wait until
+        the run's own verdict is out."""
+        client = self.start(world.chip("AUX", 1), images=(AUX,))
+        for _ in range(2):
+            self.put_package(AUX)
+            client.mark()
+            client.send(REQUEST)
+            client.wait_for("UPGRADELOG||Start to reboot, please wait.", 40)
+            self.put_bytes(b"garbage")
+            end = self.storm(client, "GETFIRMWARELIST")
+            client.wait_for("UPGRADEFAIL", 40)
+            end()
+            verdicts = [line for line in client.lines if line in self.VERDICTS]
+            self.assertEqual(verdicts[0], "UPGRADESUCCESS")
+            self.assertNotIn("UPGRADESUCCESS", verdicts[1:])
+            client.sync_behind()
+
+
 if __name__ == "__main__":
     world.main()
