@@ -47,6 +47,6 @@ struct ConsoleClient
     ConsoleSocket *socket = nullptr;
     ConsolePeer peer;
     LineFramer framer{0};
-    /** It did not read its replies; what it still asks for is not answered. */
-    bool isDropped = false;
+    /** Its next request has to wait for a turn of the event loop, and its socket is not read. */
+    bool isWaiting = false;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The clients of the console: coming, going, reading and writing.
 #include "console/ConsoleListener.h"
+#include "console/ConsoleRequest.h"
 #include "console/ConsoleSocket.h"
 #include "console/TCPServer.h"
 #include "netupgrade/NetModelUpgrade.h"
@@ -28,6 +29,13 @@ ConsolePeer peerOf(const QTcpSocket &socket)
     if (mapped >= 0)
         address.remove(0, mapped + mappedPrefix.size());
     return {address, socket.peerPort()};
+}
+
+/** Not so once it has closed its side, or has been dropped: then what it still asks for is not
+ *  answered. */
+bool isConnected(const ConsoleSocket *socket)
+{
+    return socket != nullptr && socket->state() == QAbstractSocket::ConnectedState;
 }
 
 bool isFragment(const QByteArray &bytes)
@@ -67,11 +75,12 @@ void TCPServer::disconnectedSlot()
         ConsoleSocket *socket = m_clients.at(i)->socket;
         if (socket->state() != QAbstractSocket::UnconnectedState)
             continue;
-        if (m_clients.at(i)->framer.restSize() > longLine)
+        if (m_clients.at(i)->framer.size() > longLine)
             m_giveBack.start();
         emit socket->destroyed(socket);
         const auto client = m_clients.takeAt(i);
         client->socket = nullptr;
+        client->framer.drop();
         socket->deleteLater();
         emit m_events.clientLeft(client->peer, m_clients.size());
     }
@@ -94,32 +103,61 @@ void TCPServer::ReadData()
         readFrom(std::shared_ptr<ConsoleClient>(m_clients.at(i)));
 }
 
+/** What a client sends while it waits is read when it does not any more: each read keeps its place,
+ *  and what it is, a piece of a NET package or lines, is decided then. */
 void TCPServer::readFrom(const std::shared_ptr<ConsoleClient> &client)
 {
-    const int count = client->socket == nullptr ? 0 : client->socket->fetch(m_read);
+    if (client->socket == nullptr || client->isWaiting)
+        return;
+    const int count = client->socket->fetch(m_read);
     if (count == 0)
         return;
     const auto bytes = QByteArray::fromRawData(m_read.constData(), count);
-
-    m_collectReplies = true;
     if (isFragment(bytes)) {
+        m_collectReplies = true;
         takeFragment(client->peer, bytes.mid(consoletext::fragmentKey.size(),
                                              bytes.size() - consoletext::fragmentKey.size() -
                                                  consoletext::fragmentEnd.size()));
-    } else {
-        // With the size given, since a byte of zero would end the text otherwise.
-        const QString text = QString::fromUtf8(bytes.constData(), bytes.size());
-        const int restBefore = client->framer.restSize();
-        const LineFramer::Result read = client->framer.feed(text);
-        for (int i = 0; i < read.lines.size() && !client->isDropped; ++i)
-            parseLine(client, read.lines.at(i));
-        if (read.overflow)
-            parseLine(client, {});
-        if (std::max(restBefore, client->framer.restSize()) > longLine)
-            limitLines();
+        m_collectReplies = false;
+        sendReplies();
+        return;
     }
+    // With the size given, since a byte of zero would end the text otherwise.
+    client->framer.feed(QString::fromUtf8(bytes.constData(), bytes.size()));
+    serveLines(client);
+}
+
+void TCPServer::serveLines(const std::shared_ptr<ConsoleClient> &client)
+{
+    const int sizeBefore = client->framer.size();
+    m_collectReplies = true;
+    workOff(client);
+    if (client->framer.takeOverflow())
+        writeTo(client->socket, consoletext::unknown.data());
+    if (std::max(sizeBefore, client->framer.size()) > longLine)
+        limitLines();
     m_collectReplies = false;
     sendReplies();
+}
+
+/** Answers one line after the other, up to one that has to wait for the next turn of the loop. */
+void TCPServer::workOff(const std::shared_ptr<ConsoleClient> &client)
+{
+    bool hasRead = false;
+    while (const QString *const line = client->framer.next()) {
+        const ConsoleRequest request = ConsoleRequest::fromLine(*line);
+        if (hasRead || (request.readsPackage() && m_turns.isTaken())) {
+            m_turns.wait(client);
+            return;
+        }
+        qCDebug(logConsole) << "parseData:" << *line;
+        client->framer.take();
+        m_replyTarget = client;
+        dispatch(request);
+        hasRead = request.readsPackage() && m_turns.isTaken();
+        if (!isConnected(client->socket))
+            client->framer.drop();
+    }
 }
 
 void TCPServer::takeFragment(const ConsolePeer &peer, const QByteArray &payload)
@@ -143,11 +181,15 @@ void TCPServer::reply(QLatin1String text)
     write(QByteArray::fromRawData(text.data(), text.size()));
 }
 
-/** Writes to the reply target, to nobody when it is gone. */
+/** Writes to the reply target, if there still is one. */
 void TCPServer::write(const QByteArray &bytes)
 {
-    ConsoleSocket *const socket = replySocket();
-    if (socket == nullptr)
+    writeTo(replySocket(), bytes);
+}
+
+void TCPServer::writeTo(ConsoleSocket *socket, const QByteArray &bytes)
+{
+    if (!isConnected(socket))
         return;
     if (m_unsentTo != socket)
         sendReplies();
@@ -159,14 +201,10 @@ void TCPServer::write(const QByteArray &bytes)
 
 ConsoleSocket *TCPServer::replySocket() const
 {
-    const auto isConnected = [](const ConsoleClient &client) {
-        return client.socket != nullptr &&
-               client.socket->state() == QAbstractSocket::ConnectedState;
-    };
-    if (isConnected(*m_replyTarget))
+    if (isConnected(m_replyTarget->socket))
         return m_replyTarget->socket;
     for (const auto &client : m_clients) {
-        if (client->peer == m_replyTarget->peer && isConnected(*client))
+        if (client->peer == m_replyTarget->peer && isConnected(client->socket))
             return client->socket;
     }
     return nullptr;

@@ -12,13 +12,6 @@
 
 #include <QFileInfo>
 
-void TCPServer::parseLine(const std::shared_ptr<ConsoleClient> &client, const QString &line)
-{
-    qCDebug(logConsole) << "parseData:" << line;
-    m_replyTarget = client;
-    dispatch(ConsoleRequest::fromLine(line));
-}
-
 void TCPServer::dispatch(const ConsoleRequest &request)
 {
     switch (request.command) {
@@ -143,6 +136,7 @@ QString TCPServer::readDescription()
 {
     // Reading a large package takes a while; what was asked before is answered now.
     sendReplies();
+    m_turns.take();
     return m_worker->getMergeFWJSON(m_platform.paths.package);
 }
 

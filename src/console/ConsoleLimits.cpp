@@ -5,6 +5,7 @@
 #include "platform/Descriptors.h"
 #include "platform/FreeMemory.h"
 #include "platform/Log.h"
+#include "protocol/ConsoleTexts.h"
 
 #include <algorithm>
 
@@ -54,27 +55,27 @@ void TCPServer::limitReplies()
         return;
     qCWarning(logConsole) << "a client does not read its replies:" << deafest->peer.address
                           << deafest->peer.port;
-    deafest->isDropped = true;
     deafest->socket->abort();
     m_giveBack.start();
 }
 
-/** The same for lines that do not end: the longest one is given up as if it were too long by
- *  itself. */
+/** The same for lines that do not end and requests that wait: the client with the most of them gets
+ *  the reply to a line that is too long by itself, and stays no more than before the one that is
+ *  answered. */
 void TCPServer::limitLines()
 {
     m_giveBack.start();
     qint64 all = 0;
     std::shared_ptr<ConsoleClient> longest;
     for (const auto &client : qAsConst(m_clients)) {
-        all += client->framer.restSize();
-        if (!longest || client->framer.restSize() > longest->framer.restSize())
+        all += client->framer.size();
+        if (!longest || client->framer.size() > longest->framer.size())
             longest = client;
     }
     if (all <= m_platform.limits.allConsoleLines)
         return;
-    longest->framer.dropRest();
-    parseLine(longest, {});
+    longest->framer.drop();
+    writeTo(longest->socket, consoletext::unknown.data());
 }
 
 void TCPServer::createGiveBack()

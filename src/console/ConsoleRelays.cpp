@@ -53,7 +53,7 @@ void TCPServer::slotnetconnected()
         return;
     m_networkRequest.mode = m_upgradeModel;
     emit m_events.runRequested(m_networkRequest);
-    m_worker->getMergeFWJSON(m_platform.paths.package);
+    readDescription();
     m_worker->uploadByMergeFW(m_platform.paths.package, {QString::fromLatin1(networkRow)},
                               m_upgradeModel);
 }

@@ -29,6 +29,12 @@ struct ConsoleRequest
     /** Finds the command by its word anywhere in the line; the first word of the list wins. */
     static ConsoleRequest fromLine(const QString &line);
 
+    /** Whether the whole package may have to be read for it, which takes as long as that takes. */
+    bool readsPackage() const
+    {
+        return command == Command::FirmwareList || command == Command::UpgradeAll;
+    }
+
     /** UpgradeMode: 2 or 5, nothing when the argument is missing, surplus or another number. */
     std::optional<int> mode() const;
     /** Upgrade: the rows that have more than two fields, unchanged. */

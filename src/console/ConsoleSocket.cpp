@@ -15,16 +15,23 @@ bool ConsoleSocket::start(int descriptor)
     const auto notifiers = findChildren<QSocketNotifier *>();
     for (QSocketNotifier *const notifier : notifiers)
         notifier->setEnabled(false);
-    leaveReadingTo(new QSocketNotifier(descriptor, QSocketNotifier::Read, this));
+    m_notifier = new QSocketNotifier(descriptor, QSocketNotifier::Read, this);
+    connect(m_notifier, &QSocketNotifier::activated, this, &ConsoleSocket::readyRead);
+    connect(this, &ConsoleSocket::stateChanged, m_notifier, [this] { refreshNotifier(); });
     return true;
 }
 
-void ConsoleSocket::leaveReadingTo(QSocketNotifier *notifier)
+void ConsoleSocket::setReading(bool reading)
 {
-    connect(notifier, &QSocketNotifier::activated, this, &ConsoleSocket::readyRead);
-    // The descriptor is closed next, or is only there for what is still to be sent.
-    connect(this, &ConsoleSocket::stateChanged, notifier,
-            [notifier](SocketState state) { notifier->setEnabled(state == ConnectedState); });
+    m_reading = reading;
+    refreshNotifier();
+}
+
+/** Once the socket is closing, the descriptor is closed next, or is only there for what is still to
+ *  be sent. */
+void ConsoleSocket::refreshNotifier()
+{
+    m_notifier->setEnabled(m_reading && state() == ConnectedState);
 }
 
 int ConsoleSocket::fetch(QByteArray &buffer)

@@ -29,10 +29,17 @@ public:
      *  be sent has gone. */
     int fetch(QByteArray &buffer);
 
+    /** While it is off, bytes stay with the kernel, which stops the sender once it has enough. */
+    void setReading(bool reading);
+
     /** Hands the kernel what it takes at once, which is nearly always everything, and keeps the
      *  rest until it takes that, too. */
     void send(const QByteArray &bytes);
 
 private:
-    void leaveReadingTo(QSocketNotifier *notifier);
+    void refreshNotifier();
+
+    /** A child; none before start(). */
+    QSocketNotifier *m_notifier = nullptr;
+    bool m_reading = true;
 };

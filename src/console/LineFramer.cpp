@@ -8,32 +8,57 @@ constexpr QLatin1Char lineFeed('\n');
 
 } // namespace
 
-LineFramer::Result LineFramer::feed(const QString &text)
+void LineFramer::feed(const QString &text)
 {
-    Result result;
-    int start = 0;
-    for (int end = text.indexOf(lineSeparator); end >= 0;
-         end = text.indexOf(lineSeparator, start)) {
-        finishLine(result.lines, text.midRef(start, end - start));
-        start = end + 1;
+    Q_ASSERT(m_read.isEmpty() && !m_next);
+    m_read = text;
+    m_start = 0;
+}
+
+const QString *LineFramer::next()
+{
+    while (!m_next && !m_read.isEmpty())
+        cutNext();
+    return m_next ? &*m_next : nullptr;
+}
+
+void LineFramer::cutNext()
+{
+    const int end = m_read.indexOf(lineSeparator, m_start);
+    if (end < 0) {
+        endRead();
+        return;
     }
-    const QStringRef tail = text.midRef(start);
+    finishLine(m_read.midRef(m_start, end - m_start));
+    m_start = end + 1;
+}
+
+void LineFramer::endRead()
+{
+    const QString read = std::exchange(m_read, QString());
+    const QStringRef tail = read.midRef(m_start);
     if (tail.endsWith(lineFeed)) {
-        finishLine(result.lines, tail);
-        return result;
+        finishLine(tail);
+        return;
     }
     m_rest += tail;
     if (m_rest.size() > m_limit) {
         m_rest = QString();
-        result.overflow = true;
+        m_overflow = true;
     }
-    return result;
 }
 
-void LineFramer::finishLine(QStringList &lines, const QStringRef &end)
+void LineFramer::drop()
+{
+    m_rest = QString();
+    m_read = QString();
+    m_next.reset();
+}
+
+void LineFramer::finishLine(const QStringRef &end)
 {
     const QString line = m_rest.isEmpty() ? end.trimmed().toString() : (m_rest + end).trimmed();
     m_rest = QString();
     if (!line.isEmpty())
-        lines.append(line);
+        m_next = line;
 }

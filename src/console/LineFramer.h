@@ -2,10 +2,13 @@
 #pragma once
 
 #include <QString>
-#include <QStringList>
+
+#include <optional>
+#include <utility>
 
 /**
- * Cuts one client's text into request lines, looking at each character once.
+ * Cuts one client's text into request lines, looking at each character once, and keeps those that
+ * have not been taken yet.
  *
  * Only a carriage return separates lines. A read that ends with a line feed ends its last line too,
  * so that a client that sends bare line feeds is answered, but line feeds inside a read do not
@@ -14,28 +17,39 @@
 class LineFramer
 {
 public:
-    struct Result
-    {
-        QStringList lines;
-        /** A line without an end grew beyond the limit and was dropped. */
-        bool overflow = false;
-    };
-
     /** `limit` is the length of an unfinished line, in characters. */
     explicit LineFramer(int limit) : m_limit(limit) {}
 
-    /** Takes the text of one read. */
-    Result feed(const QString &text);
+    /** Takes the text of one read. Only when all lines of the read before have been taken: a read's
+     *  end has a meaning. */
+    void feed(const QString &text);
+
+    /** The next line, the same one until it is taken; nothing when the read has no more. */
+    const QString *next();
+    void take() { m_next.reset(); }
+
+    /** Whether an unfinished line has grown beyond the limit, and was dropped, since the last call.
+     */
+    bool takeOverflow() { return std::exchange(m_overflow, false); }
 
     /** The unfinished line, untrimmed. */
     QString rest() const { return m_rest; }
-    /** Its length in characters. */
-    int restSize() const { return m_rest.size(); }
-    void dropRest() { m_rest = QString(); }
+    /** The characters that are kept, in lines that have not been taken and in the unfinished one.
+     */
+    int size() const { return m_rest.size() + m_read.size(); }
+    /** Drops all of them. */
+    void drop();
 
 private:
-    void finishLine(QStringList &lines, const QStringRef &end);
+    void cutNext();
+    void endRead();
+    void finishLine(const QStringRef &end);
 
     int m_limit;
     QString m_rest;
+    /** The last read while it has lines left, and where the next one begins. */
+    QString m_read;
+    int m_start = 0;
+    std::optional<QString> m_next;
+    bool m_overflow = false;
 };

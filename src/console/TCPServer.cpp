@@ -12,6 +12,7 @@ TCPServer::TCPServer(QObject *parent, const Platform &platform)
     : QObject(parent),
       m_platform(platform),
       m_read(int(platform.limits.consoleRead), Qt::Uninitialized),
+      m_turns([this](const PackageTurns::Client &client) { serveLines(client); }),
       m_netReport([this](const RunEvent &event) { emit m_events.runEvent(event); })
 {
     createWorker();

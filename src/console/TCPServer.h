@@ -3,6 +3,7 @@
 
 #include "console/ConsoleClient.h"
 #include "console/ConsoleEvents.h"
+#include "console/PackageTurns.h"
 #include "engine/RunReporter.h"
 #include "platform/Platform.h"
 
@@ -76,14 +77,16 @@ private:
     void limitReplies();
     void limitLines();
     void readFrom(const std::shared_ptr<ConsoleClient> &client);
+    void serveLines(const std::shared_ptr<ConsoleClient> &client);
+    void workOff(const std::shared_ptr<ConsoleClient> &client);
     void takeFragment(const ConsolePeer &peer, const QByteArray &payload);
     void reply(const QString &text);
     void reply(QLatin1String text);
     void write(const QByteArray &bytes);
+    void writeTo(ConsoleSocket *socket, const QByteArray &bytes);
     ConsoleSocket *replySocket() const;
     void sendReplies();
 
-    void parseLine(const std::shared_ptr<ConsoleClient> &client, const QString &line);
     void dispatch(const ConsoleRequest &request);
     void heartbeat();
     void sendFirmwareList();
@@ -116,6 +119,7 @@ private:
     /** Who sent the last request. Replies go there, or to whoever has come from the same place
      *  since. */
     std::shared_ptr<ConsoleClient> m_replyTarget = std::make_shared<ConsoleClient>();
+    PackageTurns m_turns;
     int m_upgradeModel = 2;
     ParseEDID *m_edid = nullptr;
     /** The dump being reported; the reporter keeps a pointer to it. */

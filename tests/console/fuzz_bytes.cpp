@@ -37,10 +37,10 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
     for (size_t start = 0; start < size; start += length) {
         length = std::min<size_t>(1 + data[start], size - start);
         const char *const piece = reinterpret_cast<const char *>(data + start);
-        const LineFramer::Result read = framer.feed(QString::fromUtf8(piece, int(length)));
-        require(framer.rest().size() <= limit);
-        for (const QString &line : read.lines)
-            checkLine(line);
+        framer.feed(QString::fromUtf8(piece, int(length)));
+        for (; framer.next() != nullptr; framer.take())
+            checkLine(*framer.next());
+        require(framer.rest().size() <= limit && framer.size() == framer.rest().size());
     }
     return 0;
 }

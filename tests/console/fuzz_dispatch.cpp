@@ -6,6 +6,9 @@
 #include "protocol/ConsoleTexts.h"
 #include "support/Fuzz.h"
 
+#include <QSocketNotifier>
+
+#include <algorithm>
 #include <cerrno>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -102,8 +105,13 @@ public:
         for (const char *signal : {SIGNAL(signalConnect(QString)), SIGNAL(signaldisconnected()),
                                    SIGNAL(signalConnectNet(QString, int))})
             QObject::disconnect(worker, signal, nullptr, nullptr);
+        QObject::connect(
+            worker->runEvents(), &RunEvents::ending, worker, [this](qint64) { ++ended; },
+            Qt::DirectConnection);
         QObject::connect(worker, &WorkerCOM::signaluploadByMergeFW, bench.server.get(),
                          [this](const QString &, const QStringList &rows, int mode) {
+                             // Never two at once; this one may be over already.
+                             require(ended >= runs);
                              ++runs;
                              require(mode == 2 || mode == 5);
                              for (const QString &row : rows)
@@ -114,6 +122,7 @@ public:
     void serve(FuzzInput &input)
     {
         runs = 0;
+        ended = 0;
         Client client(bench.server->port());
         QTcpSocket *socket = nullptr;
         while ((socket = accepted(client.port())) == nullptr)
@@ -124,9 +133,10 @@ public:
         // Whatever came before, the next request is served, and a run that was taken ends.
         exchange(client, *socket, "\r\nHEARTBEAT\r\n");
         client.awaitReply(consoletext::heartbeatReply.data());
-        require(runs <= 1);
-        while (runs > 0 && !client.replies().contains(consoletext::upgradeFail.data()))
+        while (bench.server->worker()->runActive())
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        require(runs == ended);
+        require(runs == 0 || client.replies().contains(consoletext::upgradeFail.data()));
     }
 
     /** The server notices that the client is gone, and what it began on its own ends. */
@@ -157,10 +167,23 @@ private:
         awaitBytes(int(socket.socketDescriptor()));
         emit socket.readyRead();
         client.replies();
+        // Behind a list the rest waits for the loop.
+        while (isPaused(socket))
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+
+    static bool isPaused(const QTcpSocket &socket)
+    {
+        const auto notifiers = socket.findChildren<QSocketNotifier *>();
+        return std::none_of(
+            notifiers.begin(), notifiers.end(),
+            [](const QSocketNotifier *one) { return one->isEnabled(); });
     }
 
     ConsoleBench bench;
+    /** Those of the input, and those of them that the engine has ended. */
     int runs = 0;
+    std::atomic<int> ended{0};
 };
 
 } // namespace

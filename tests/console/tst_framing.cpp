@@ -8,7 +8,17 @@ namespace {
 
 constexpr int limit = 1024 * 1024;
 
-/** The rule written down as plainly as it goes: the whole buffer is split anew at each read. */
+/** All lines of one read. */
+QStringList linesOf(LineFramer &framer, const QString &read)
+{
+    framer.feed(read);
+    QStringList lines;
+    for (; framer.next() != nullptr; framer.take())
+        lines.append(*framer.next());
+    return lines;
+}
+
+/** The rule written down as plainly as it goes: the whole buffer is split at each read. */
 class PlainFramer
 {
 public:
@@ -46,6 +56,8 @@ private slots:
     void limitDropsAnEndlessLine();
     void limitSparesFinishedLines();
     void endlessLineInSmallReads();
+    void linesWait();
+    void drop();
 };
 
 void TestFraming::reads_data()
@@ -86,7 +98,7 @@ void TestFraming::reads()
     LineFramer framer(limit);
     QStringList got;
     for (const QString &read : reads)
-        got += framer.feed(read).lines;
+        got += linesOf(framer, read);
     QCOMPARE(got, lines);
     QCOMPARE(framer.rest(), rest);
 }
@@ -96,8 +108,8 @@ void TestFraming::everySplitOfARequest()
     const QString text = "UPGRADE||MAIN,0,1\r\nHEARTBEAT\r\n";
     for (int split = 0; split <= text.size(); ++split) {
         LineFramer framer(limit);
-        QStringList lines = framer.feed(text.left(split)).lines;
-        lines += framer.feed(text.mid(split)).lines;
+        QStringList lines = linesOf(framer, text.left(split));
+        lines += linesOf(framer, text.mid(split));
         QCOMPARE(lines, (QStringList{"UPGRADE||MAIN,0,1", "HEARTBEAT"}));
         QCOMPARE(framer.rest(), QString());
     }
@@ -114,7 +126,7 @@ void TestFraming::sameAsThePlainRule()
             QString text;
             for (int length = random.bounded(8); length > 0; --length)
                 text += alphabet.at(random.bounded(alphabet.size()));
-            QCOMPARE(framer.feed(text).lines, plain.feed(text));
+            QCOMPARE(linesOf(framer, text), plain.feed(text));
             QCOMPARE(framer.rest(), plain.rest());
         }
     }
@@ -123,22 +135,23 @@ void TestFraming::sameAsThePlainRule()
 void TestFraming::limitDropsAnEndlessLine()
 {
     LineFramer framer(10);
-    QVERIFY(!framer.feed("0123456789").overflow);
-    const LineFramer::Result result = framer.feed("x");
-    QVERIFY(result.overflow);
-    QVERIFY(result.lines.isEmpty());
+    QCOMPARE(linesOf(framer, "0123456789"), QStringList());
+    QVERIFY(!framer.takeOverflow());
+    QCOMPARE(linesOf(framer, "x"), QStringList());
+    QVERIFY(framer.takeOverflow());
+    QVERIFY(!framer.takeOverflow());
     QCOMPARE(framer.rest(), QString());
-    QCOMPARE(framer.feed("A\r\n").lines, QStringList{"A"});
+    QCOMPARE(linesOf(framer, "A\r\n"), QStringList{"A"});
 }
 
 void TestFraming::limitSparesFinishedLines()
 {
     LineFramer framer(10);
     const QString longLine(100, 'x');
-    const LineFramer::Result result = framer.feed(longLine + '\r' + longLine);
-    QCOMPARE(result.lines, QStringList{longLine});
-    QVERIFY(result.overflow);
-    QVERIFY(!framer.feed(longLine + '\n').overflow);
+    QCOMPARE(linesOf(framer, longLine + '\r' + longLine), QStringList{longLine});
+    QVERIFY(framer.takeOverflow());
+    QCOMPARE(linesOf(framer, longLine + '\n'), QStringList{longLine});
+    QVERIFY(!framer.takeOverflow());
 }
 
 void TestFraming::endlessLineInSmallReads()
@@ -146,10 +159,40 @@ void TestFraming::endlessLineInSmallReads()
     LineFramer framer(1000);
     int overflows = 0;
     for (int i = 0; i < 100'000; ++i) {
-        overflows += framer.feed("x").overflow ? 1 : 0;
+        QCOMPARE(linesOf(framer, "x"), QStringList());
+        overflows += framer.takeOverflow() ? 1 : 0;
         QVERIFY(framer.rest().size() <= 1000);
     }
     QCOMPARE(overflows, 99);
+}
+
+/** A line stays until it is taken, and what waits counts. */
+void TestFraming::linesWait()
+{
+    LineFramer framer(limit);
+    QCOMPARE(linesOf(framer, "12"), QStringList());
+    QCOMPARE(framer.size(), 2);
+    framer.feed("34\rB\r  C");
+    QCOMPARE(*framer.next(), QString("1234"));
+    QCOMPARE(*framer.next(), QString("1234"));
+    QCOMPARE(framer.size(), 8);
+    framer.take();
+    QCOMPARE(*framer.next(), QString("B"));
+    framer.take();
+    QVERIFY(framer.next() == nullptr);
+    QCOMPARE(framer.rest(), QString("  C"));
+    QCOMPARE(framer.size(), 3);
+}
+
+void TestFraming::drop()
+{
+    LineFramer framer(limit);
+    framer.feed("A\rB\rC");
+    QCOMPARE(*framer.next(), QString("A"));
+    framer.drop();
+    QVERIFY(framer.next() == nullptr);
+    QCOMPARE(framer.size(), 0);
+    QCOMPARE(linesOf(framer, "D\n"), QStringList{"D"});
 }
 
 QTEST_APPLESS_MAIN(TestFraming)

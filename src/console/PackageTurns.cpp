@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "console/PackageTurns.h"
+
+#include "console/ConsoleSocket.h"
+
+#include <QMetaObject>
+
+PackageTurns::PackageTurns(std::function<void(const Client &client)> serve)
+    : m_serve(std::move(serve))
+{
+    m_nextTurn.setSingleShot(true);
+    m_nextTurn.setInterval(0);
+    connect(&m_nextTurn, &QTimer::timeout, this, &PackageTurns::next);
+}
+
+/** A turn of the event loop delivers events, then serves sockets, then fires timers. A timer that
+ *  is started by an event fires when the sockets have been served once; one that is started here
+ *  could fire in this very turn. */
+void PackageTurns::take()
+{
+    if (m_isTaken)
+        return;
+    m_isTaken = true;
+    QMetaObject::invokeMethod(
+        this, [this] { m_nextTurn.start(); }, Qt::QueuedConnection);
+}
+
+void PackageTurns::wait(const Client &client)
+{
+    client->isWaiting = true;
+    if (client->socket != nullptr)
+        client->socket->setReading(false);
+    m_waiting.append(client);
+}
+
+void PackageTurns::next()
+{
+    m_isTaken = false;
+    while (!m_waiting.isEmpty() && !m_isTaken) {
+        const Client client = m_waiting.takeFirst();
+        client->isWaiting = false;
+        m_serve(client);
+        if (!client->isWaiting && client->socket != nullptr)
+            client->socket->setReading(true);
+    }
+}

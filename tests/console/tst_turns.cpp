@@ -1,0 +1,305 @@
+// SPDX-License-Identifier: Apache-2.0
+// One client asks for list after list: what the others, and the client itself, notice of it.
+#include "console/ConsoleBench.h"
+#include "support/NetFrames.h"
+
+#include <QtTest>
+
+#include <sys/ioctl.h>
+
+namespace {
+
+const QByteArray list = "GETFIRMWARELIST\r\n";
+const QByteArray listReply = "FIRMWARELIST||";
+const QByteArray heartbeat = "HEARTBEAT\r\n";
+const QByteArray versionReply = "VERSION||1.15\r\n";
+const QByteArray unknown = "UPGRADELOG||Unknow command.\r\n";
+
+int listsOf(ConsoleTestClient &client)
+{
+    return client.received().count(listReply);
+}
+
+/** A server with a package, so that lists end no run, and one client that the server knows. */
+struct Console
+{
+    explicit Console(const std::function<void(Platform &)> &change = nullptr)
+    {
+        if (change)
+            change(bench.platform);
+        bench.usePackage("good.fwm");
+        bench.start();
+        client = connectClient();
+        QObject::connect(bench.engine(), &ControlCenter::message, bench.server.get(),
+                         [this](const QStringList &line) {
+                             lists += line == QStringList{"Firmware file checksum ok."} ? 1 : 0;
+                         });
+    }
+
+    std::unique_ptr<ConsoleTestClient> connectClient()
+    {
+        auto one = std::make_unique<ConsoleTestClient>(bench.server->port());
+        one->send(heartbeat);
+        if (!QTest::qWaitFor([&] { return one->received() == heartbeat; }))
+            qFatal("no answer");
+        one->forget();
+        return one;
+    }
+
+    /** The client's lists of one write have reached the server, and the first one is answered. */
+    void beginLists(int count)
+    {
+        client->send(list.repeated(count));
+        bench.readWithoutTheLoop(*client);
+    }
+
+    ConsoleBench bench;
+    std::unique_ptr<ConsoleTestClient> client;
+    /** How often the package has been read. */
+    int lists = 0;
+};
+
+} // namespace
+
+class TestTurns : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void othersAreServedInBetween();
+    void timersAndEventsInBetween();
+    void repliesKeepTheirOrder();
+    void clientsTakeTurns();
+    void shortRequestsOfOthersDoNotWait();
+    void nothingIsReadMeanwhile();
+    void fragmentsKeepTheirPlace();
+    void clientThatLeaves();
+    void clientThatIsDropped();
+    void clientThatHasClosedItsSide();
+    void waitingRequestsTogether();
+    void runKeepsItsLists();
+};
+
+/** Whatever the lists cost: between a request and its answer there are at most two of them, the one
+ *  that was due and the one after the answer, before the client has it. */
+void TestTurns::othersAreServedInBetween()
+{
+    constexpr int count = 500;
+    Console console;
+    const auto other = console.connectClient();
+    int before = 0;
+    QVector<int> between;
+    const auto ask = [&] {
+        before = console.lists;
+        other->send(heartbeat);
+    };
+    connect(&other->socket, &QTcpSocket::readyRead, this, [&] {
+        between.append(console.lists - before);
+        ask();
+    });
+    console.beginLists(count);
+    ask();
+    QTRY_COMPARE(listsOf(*console.client), count);
+    QCOMPARE(console.lists, count);
+    QVERIFY(between.size() >= count / 2);
+    QVERIFY(*std::max_element(between.begin(), between.end()) <= 2);
+}
+
+void TestTurns::timersAndEventsInBetween()
+{
+    constexpr int count = 50;
+    Console console;
+    // How many lists there were at each time-out, and at each event.
+    QVector<int> timeOuts{0};
+    QVector<int> events{0};
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, &timer, [&] {
+        timeOuts.append(console.lists);
+        QMetaObject::invokeMethod(
+            &timer, [&] { events.append(console.lists); }, Qt::QueuedConnection);
+    });
+    timer.start(0);
+    console.beginLists(count);
+    QTRY_COMPARE(listsOf(*console.client), count);
+    for (const auto &times : {timeOuts, events}) {
+        for (int i = 1; i < times.size(); ++i)
+            QVERIFY(times.at(i) - times.at(i - 1) <= 2);
+        QCOMPARE(times.last(), count);
+    }
+}
+
+void TestTurns::repliesKeepTheirOrder()
+{
+    Console console;
+    const QByteArrayList requests{"VERSION",   "GETFIRMWARELIST", "HEARTBEAT", "what",
+                                  "GETVERINF", "GETFIRMWARELIST", "VERSION",   "UPGRADEMODE||5"};
+    console.bench.cutEngine();
+    console.client->send(requests.join("\r\n") + "\r\n");
+    QTRY_VERIFY(console.client->received().endsWith("Set UPGRADEMODE to 5\r\n"));
+    QByteArray keys;
+    const QByteArrayList lines = console.client->received().split('\n');
+    for (const QByteArray &line : lines)
+        keys += line.startsWith("UPGRADELOG") ? QByteArray("l") : line.left(1);
+    // The run of GETVERINF never ends here, so the second list is quiet.
+    QCOMPARE(keys, QByteArray("V"
+                              "llllF"
+                              "H"
+                              "l"
+                              "llll"
+                              "F"
+                              "V"
+                              "l"));
+}
+
+void TestTurns::clientsTakeTurns()
+{
+    constexpr int count = 100;
+    Console console;
+    const auto other = console.connectClient();
+    console.beginLists(count);
+    other->send(list.repeated(count));
+    console.bench.readWithoutTheLoop(*other);
+    QCOMPARE(console.lists, 1);
+    while (listsOf(*console.client) < count || listsOf(*other) < count) {
+        QTest::qWait(1);
+        QVERIFY(console.lists <= 2 * count);
+    }
+    QCOMPARE(console.client->received().count(unknown), 0);
+    QCOMPARE(console.lists, 2 * count);
+}
+
+/** What another client asks for is answered at once, up to a list of its own. */
+void TestTurns::shortRequestsOfOthersDoNotWait()
+{
+    Console console;
+    const auto other = console.connectClient();
+    console.beginLists(3);
+    other->send("VERSION\r\n" + list + heartbeat);
+    console.bench.readWithoutTheLoop(*other);
+    QVERIFY(other->socket.waitForReadyRead());
+    QCOMPARE(other->received(), versionReply);
+    QCOMPARE(console.lists, 1);
+    QTRY_VERIFY(other->received().endsWith(heartbeat));
+    QCOMPARE(listsOf(*other), 1);
+}
+
+void TestTurns::nothingIsReadMeanwhile()
+{
+    constexpr int count = 100;
+    Console console;
+    console.beginLists(count);
+    const QByteArray more = "VERSION\r\n" + QByteArray(5000, 'x') + "\r\n";
+    console.client->send(more);
+    QTcpSocket *const socket = console.bench.accepted(*console.client);
+    QCOMPARE(console.lists, 1);
+    while (console.lists < count) {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        emit socket->readyRead(); // as any notifier might
+        int unread = 0;
+        QCOMPARE(ioctl(int(socket->socketDescriptor()), FIONREAD, &unread), 0);
+        if (console.lists < count)
+            QCOMPARE(unread, more.size());
+    }
+    QTRY_VERIFY(console.client->received().endsWith(versionReply + unknown));
+    QCOMPARE(listsOf(*console.client), count);
+}
+
+/** A piece of a NET package that comes behind lists is still one. */
+void TestTurns::fragmentsKeepTheirPlace()
+{
+    const QByteArray piece = "UpgradeDatas||" + netframes::enter() + "\r\n";
+    const QByteArray answer = "UpgradeDatas||" + netframes::enterAccepted;
+    Console console;
+    console.client->send(piece);
+    QTRY_COMPARE(console.client->received(), answer);
+    console.client->forget();
+    console.beginLists(20);
+    console.client->send(piece);
+    QTRY_VERIFY(console.client->received().endsWith(answer));
+    QCOMPARE(listsOf(*console.client), 20);
+    QCOMPARE(console.client->received().count("UpgradeDatas||"), 1);
+    QCOMPARE(console.client->received().count(unknown), 0);
+}
+
+/** Its further requests go with it, and nothing else does. */
+void TestTurns::clientThatLeaves()
+{
+    Console console;
+    console.beginLists(1000);
+    const linger none = {1, 0};
+    setsockopt(int(console.client->socket.socketDescriptor()), SOL_SOCKET, SO_LINGER, &none,
+               sizeof none);
+    console.client->socket.abort();
+    QTRY_COMPARE(console.bench.server->findChildren<QTcpSocket *>().size(), 0);
+    QVERIFY2(console.lists <= 3, qPrintable(QString::number(console.lists)));
+    const int lists = console.lists;
+    const auto other = console.connectClient();
+    other->send(list);
+    QTRY_COMPARE(listsOf(*other), 1);
+    QCOMPARE(console.lists, lists + 1);
+}
+
+void TestTurns::clientThatIsDropped()
+{
+    constexpr int count = 2000;
+    Console console([](Platform &platform) { platform.limits.unreadReplies = 16'384; });
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("a client does not read.*"));
+    console.client->socket.setReadBufferSize(1);
+    const int small = 4096;
+    setsockopt(int(console.client->socket.socketDescriptor()), SOL_SOCKET, SO_RCVBUF, &small,
+               sizeof small);
+    const int handle = int(console.bench.accepted(*console.client)->socketDescriptor());
+    setsockopt(handle, SOL_SOCKET, SO_SNDBUF, &small, sizeof small);
+    console.beginLists(count);
+    QTRY_COMPARE(console.bench.server->findChildren<QTcpSocket *>().size(), 0);
+    const int lists = console.lists;
+    QVERIFY2(lists < count, qPrintable(QString::number(lists)));
+    const auto other = console.connectClient();
+    QCOMPARE(console.lists, lists);
+}
+
+/** Who has asked all there is to ask gets all replies. */
+void TestTurns::clientThatHasClosedItsSide()
+{
+    constexpr int count = 50;
+    Console console;
+    console.client->send(list.repeated(count) + "VERSION\r\n");
+    shutdown(int(console.client->socket.socketDescriptor()), SHUT_WR);
+    QTRY_VERIFY(console.client->received().endsWith(versionReply));
+    QCOMPARE(listsOf(*console.client), count);
+    QTRY_COMPARE(console.client->socket.state(), QAbstractSocket::UnconnectedState);
+}
+
+/** What waits counts as unfinished lines do; whoever has most of it loses it. */
+void TestTurns::waitingRequestsTogether()
+{
+    Console console([](Platform &platform) { platform.limits.allConsoleLines = 100'000; });
+    const auto shorter = console.connectClient();
+    constexpr int few = 40;
+    const QByteArray filler = QByteArray(40'000, 'x') + "\r\n";
+    constexpr int many = 6000;
+    console.client->send(list.repeated(many));
+    QTRY_VERIFY(console.lists >= 1);
+    shorter->send(list.repeated(few) + filler);
+    QTRY_VERIFY(console.client->received().contains(unknown));
+    QTRY_COMPARE(shorter->received().count(unknown), 1); // the filler's own
+    QCOMPARE(listsOf(*shorter), few);
+    console.client->send("\rVERSION\r\n");
+    QTRY_VERIFY(console.client->received().endsWith(versionReply));
+    QVERIFY(listsOf(*console.client) < many);
+}
+
+/** The network link comes up while lists wait: its own list and theirs do not meet in one turn. */
+void TestTurns::runKeepsItsLists()
+{
+    Console console;
+    console.bench.cutEngine();
+    console.beginLists(10);
+    emit console.bench.server->worker()->netconnected();
+    QCOMPARE(console.bench.requests.size(), 1);
+    QTRY_COMPARE(listsOf(*console.client), 10);
+    QCOMPARE(console.lists, 2); // the others are quiet
+}
+
+QTEST_GUILESS_MAIN(TestTurns)
+#include "tst_turns.moc"

@@ -1,0 +1,135 @@
+# SPDX-License-Identifier: Apache-2.0
+"""One client asks for thousands of lists of a large package; another one does not notice."""
+
+import os
+import socket
+import statistics
+import threading
+import time
+
+from harness import console, wait, world
+from harness.package import Image, image_bytes
+
+MIB = 1024 * 1024
+LISTS = 2000
+LARGE = Image("LARGE", image_bytes(MIB, "large") * 64, chip_type=1)
+REQUEST = b"GETFIRMWARELIST\r\n"
+REPLY = b"FIRMWARELIST||{"
+# A request waits at most for the list that is being made. The others are for the moments between
+# the agent's clock and this program's.
+MOST_LISTS_BETWEEN = 2
+
+
+class Storm:
+    """A client of its own that reads whatever comes and keeps when each list came."""
+
+    def __init__(self):
+        self.socket = socket.create_connection(("127.0.0.1", console.PORT), 10)
+        self.socket.settimeout(None)
+        self.times = []
+        self._tail = b""
+        self._reader = threading.Thread(target=self._read, daemon=True)
+        self._reader.start()
+
+    def _read(self):
+        while True:
+            try:
+                got = self.socket.recv(65536)
+            except OSError:
+                return
+            if not got:
+                return
+            got = self._tail + got
+            self.times += [time.monotonic()] * got.count(REPLY)
+            self._tail = got[1 - len(REPLY):]
+
+    def lists_between(self, start, end):
+        return sum(start < moment < end for moment in self.times)
+
+    def close(self):
+        try:
+            self.socket.shutdown(socket.SHUT_RDWR)
+        except OSError:
+            pass
+        self._reader.join(10)
+        self.socket.close()
+
+
+class TestListStorm(world.World):
+    """The package is touched all the time, so that each list has to check all of it."""
+
+    def setUp(self):
+        super().setUp()
+        self.put_package(LARGE)
+        self.start_agent()
+        self.other = self.connect()
+        self.stop = threading.Event()
+        thread = threading.Thread(target=self.touch)
+        thread.start()
+        self.stack.callback(thread.join)
+        self.stack.callback(self.stop.set)
+
+    def touch(self):
+        while not self.stop.wait(0.002):
+            os.utime(world.PACKAGE)
+
+    def storm(self):
+        storm = Storm()
+        self.stack.callback(storm.close)
+        return storm
+
+    def one_check(self):
+        """How long one list takes while nothing else is asked for, in seconds."""
+        storm = self.storm()
+        seconds = []
+        for count in range(1, 6):
+            begin = time.monotonic()
+            storm.socket.sendall(REQUEST)
+            wait.until(lambda number=count: len(storm.times) == number, 30, "list")
+            seconds.append(storm.times[-1] - begin)
+        storm.close()
+        return statistics.median(seconds)
+
+    def heartbeat(self):
+        """When it was sent, and when it was answered."""
+        begin = time.monotonic()
+        self.other.sync()
+        return begin, time.monotonic()
+
+    def assert_answered_in_between(self, storms):
+        """Without turns of the loop a heartbeat would wait for all the lists of a read."""
+        check = self.one_check()
+        for storm in storms:
+            storm.socket.sendall(REQUEST * LISTS)
+        wait.until(lambda: all(storm.times for storm in storms), 60, "first lists")
+        beats = [self.heartbeat() for _ in range(15)]
+        self.assertLess(max(len(storm.times) for storm in storms), LISTS, "the storm is over")
+        between = [sum(storm.lists_between(*beat) for storm in storms) for beat in beats]
+        self.assertLessEqual(statistics.median(between), MOST_LISTS_BETWEEN, between)
+        delays = sorted(end - begin for begin, end in beats)
+        self.assertLess(statistics.median(delays), 1.5 * check + 0.1 * wait.PATIENCE, delays)
+        self.assertLess(delays[-1], 4 * check + 1 * wait.PATIENCE, delays)
+
+    def test_heartbeats_of_another_client(self):
+        self.assert_answered_in_between([self.storm()])
+
+    def test_several_storms(self):
+        """The lists of all clients together leave the same gaps."""
+        self.assert_answered_in_between([self.storm() for _ in range(4)])
+
+    def test_storm_that_leaves(self):
+        """What it has not got by then is not made."""
+        storm = self.storm()
+        storm.socket.sendall(REQUEST * LISTS)
+        wait.until(lambda: storm.times, 60, "first list")
+        descriptors = self.agent.descriptors()
+        storm.close()
+        wait.until(lambda: self.agent.descriptors() < descriptors, 30, "end of the connection")
+        self.heartbeat()
+        used = self.agent.processor_seconds()
+        time.sleep(1)  # the time over which the processor is watched
+        self.assertLess(self.agent.processor_seconds() - used, 0.3)
+
+
+if __name__ == "__main__":
+    world.main()
