@@ -67,6 +67,7 @@ private slots:
     void deafClientsTogether();
     void halfClosedClient();
     void longLinesTogether();
+    void unfinishedLinesAskForNothing();
     void manyRepliesOfOneRead();
     void outOfDescriptors();
     void secondServerOnThePort();
@@ -326,6 +327,41 @@ void TestClients::longLinesTogether()
     longer.forget();
     longer.send("VERSION\r\n");
     QTRY_COMPARE(longer.received(), versionReply);
+}
+
+/** A line that is given up is answered to its sender; what the agent reports goes on to the client
+ *  that has asked for something. */
+void TestClients::unfinishedLinesAskForNothing()
+{
+    const QByteArray unknown = "UPGRADELOG||Unknow command.\r\n";
+    ConsoleBench bench;
+    bench.platform.limits.allConsoleLines = 100'000;
+    bench.platform.limits.consoleLine = 80'000;
+    bench.start();
+    ConsoleTestClient asking(bench.server->port());
+    ConsoleTestClient longest(bench.server->port());
+    ConsoleTestClient shorter(bench.server->port());
+    asking.send("VERSION\r\n");
+    QTRY_COMPARE(asking.received(), versionReply);
+    asking.forget();
+
+    longest.send(QByteArray(59'000, 'x'));
+    QTRY_COMPARE(clientsOf(bench), 3);
+    shorter.send(QByteArray(42'000, 'x')); // too much for all together: the longest goes
+    QTRY_COMPARE(longest.received(), unknown);
+    bench.tell({"one"});
+    QTRY_COMPARE(asking.received(), QByteArray("UPGRADELOG||one\r\n"));
+
+    shorter.send(QByteArray(42'000, 'x')); // too much for one line
+    QTRY_COMPARE(shorter.received(), unknown);
+    bench.tell({"two"});
+    QTRY_COMPARE(asking.received(), QByteArray("UPGRADELOG||one\r\nUPGRADELOG||two\r\n"));
+    QCOMPARE(longest.received(), unknown);
+
+    shorter.send("\rwhat\r\n"); // a whole line, if an unknown one
+    QTRY_COMPARE(shorter.received(), unknown + unknown);
+    bench.tell({"three"});
+    QTRY_COMPARE(shorter.received(), unknown + unknown + "UPGRADELOG||three\r\n");
 }
 
 void TestClients::manyRepliesOfOneRead()
