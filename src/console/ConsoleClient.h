@@ -47,6 +47,8 @@ struct ConsoleClient
     ConsoleSocket *socket = nullptr;
     ConsolePeer peer;
     LineFramer framer{0};
+    /** Replies had to wait in memory until it took them. */
+    bool isSlow = false;
     /** Its next request has to wait for a turn of the event loop, and its socket is not read. */
     bool isWaiting = false;
 };

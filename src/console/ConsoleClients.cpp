@@ -54,6 +54,9 @@ void TCPServer::NewConnectionSlot()
         return;
     // A reply that waited for the acknowledgement of the last one would cost 40 ms.
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    if (!socket->keepAlive(m_platform.keepAlive))
+        qCDebug(logConsole) << "cannot set keep-alive:" << qt_error_string();
+    socket->limitClosing(m_platform.timeOuts.halfClosedClient);
     const auto client = std::make_shared<ConsoleClient>(
         ConsoleClient{socket, peerOf(*socket), LineFramer(m_platform.limits.consoleLine)});
     m_clients.append(client);
@@ -75,7 +78,7 @@ void TCPServer::disconnectedSlot()
         ConsoleSocket *socket = m_clients.at(i)->socket;
         if (socket->state() != QAbstractSocket::UnconnectedState)
             continue;
-        if (m_clients.at(i)->framer.size() > longLine)
+        if (m_clients.at(i)->framer.size() > longLine || m_clients.at(i)->isSlow)
             m_giveBack.start();
         emit socket->destroyed(socket);
         const auto client = m_clients.takeAt(i);

@@ -45,6 +45,7 @@ void TCPServer::limitReplies()
     std::shared_ptr<ConsoleClient> deafest;
     for (const auto &client : qAsConst(m_clients)) {
         const qint64 unread = client->socket->bytesToWrite();
+        client->isSlow = client->isSlow || unread > 0;
         all += unread;
         if (unread > most) {
             most = unread;

@@ -5,7 +5,18 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
+
+namespace {
+
+bool setOption(qintptr descriptor, int level, int option, int value)
+{
+    return ::setsockopt(int(descriptor), level, option, &value, sizeof value) == 0;
+}
+
+} // namespace
 
 bool ConsoleSocket::start(int descriptor)
 {
@@ -19,6 +30,32 @@ bool ConsoleSocket::start(int descriptor)
     connect(m_notifier, &QSocketNotifier::activated, this, &ConsoleSocket::readyRead);
     connect(this, &ConsoleSocket::stateChanged, m_notifier, [this] { refreshNotifier(); });
     return true;
+}
+
+bool ConsoleSocket::keepAlive(const KeepAlive &rule)
+{
+    const qintptr descriptor = socketDescriptor();
+    return setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, int(rule.idle.count())) &&
+           setOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, int(rule.interval.count())) &&
+           setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, rule.probes) &&
+           setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, 1);
+}
+
+/** Nothing comes any more that would end such a connection, and keep-alive does not either: the
+ *  peer's kernel answers. */
+void ConsoleSocket::limitClosing(std::chrono::milliseconds limit)
+{
+    m_closing.setSingleShot(true);
+    m_closing.setInterval(limit);
+    connect(&m_closing, &QTimer::timeout, this, &ConsoleSocket::abort);
+    const auto restart = [this] {
+        if (state() == ClosingState)
+            m_closing.start();
+        else
+            m_closing.stop();
+    };
+    connect(this, &ConsoleSocket::stateChanged, &m_closing, restart);
+    connect(this, &ConsoleSocket::bytesWritten, &m_closing, restart);
 }
 
 void ConsoleSocket::setReading(bool reading)

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/Platform.h"
+
 #include <QByteArray>
 #include <QTcpSocket>
+#include <QTimer>
 
 class QSocketNotifier;
 
@@ -29,6 +32,12 @@ public:
      *  be sent has gone. */
     int fetch(QByteArray &buffer);
 
+    /** Lets the kernel drop the connection when the peer is gone without having closed it. */
+    bool keepAlive(const KeepAlive &rule);
+    /** Drops the connection when the peer has closed its side and then takes no byte of what is
+     *  still to be sent for this long. */
+    void limitClosing(std::chrono::milliseconds limit);
+
     /** While it is off, bytes stay with the kernel, which stops the sender once it has enough. */
     void setReading(bool reading);
 
@@ -41,5 +50,6 @@ private:
 
     /** A child; none before start(). */
     QSocketNotifier *m_notifier = nullptr;
+    QTimer m_closing;
     bool m_reading = true;
 };

@@ -67,7 +67,7 @@ public:
 
     /** There is to be no usable link until the next successful open. */
     void requestDisconnect() { m_linkDown = true; }
-    /** Decides what is refused and which lists are quiet. Whoever delivers the engine's reports
+    /** Decides what is refused and which lists are quiet. The receiver of the engine's reports
      *  gives the claim back, by the end that runEvents() announces. */
     RunClaim &runClaim() { return m_claim; }
     double uploadPercent() const;

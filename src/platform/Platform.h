@@ -44,6 +44,17 @@ struct TimeOuts
     ms netAssembly{10'000};
     /** One console client at shutdown. */
     ms clientDisconnect{1'000};
+    /** A console client that has closed its side and takes none of the replies that are left. */
+    ms halfClosedClient{60'000};
+};
+
+/** How a console client that has vanished without a word is noticed: by TCP keep-alive, which asks
+ *  it after a time without traffic, and drops it when none of the probes is answered. */
+struct KeepAlive
+{
+    std::chrono::seconds idle{60};
+    std::chrono::seconds interval{10};
+    int probes = 3;
 };
 
 /** Deliberate waits. */
@@ -104,6 +115,7 @@ struct Platform
     Paths paths;
     Ports ports;
     TimeOuts timeOuts;
+    KeepAlive keepAlive;
     Pauses pauses;
     Limits limits;
     Shell shell = Shell::system();

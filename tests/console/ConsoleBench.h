@@ -117,7 +117,7 @@ public:
         QMetaObject::invokeMethod(server.get(), "message", Q_ARG(QStringList, message));
     }
 
-    /** The engine behind the bridge, for what it announces; its slots belong to its own thread. */
+    /** The bridge's engine, for what it announces; its slots belong to its own thread. */
     ControlCenter *engine() const
     {
         return qobject_cast<ControlCenter *>(server->worker()->runEvents()->parent());

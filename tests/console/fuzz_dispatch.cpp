@@ -167,7 +167,7 @@ private:
         awaitBytes(int(socket.socketDescriptor()));
         emit socket.readyRead();
         client.replies();
-        // Behind a list the rest waits for the loop.
+        // What follows a list waits for the loop.
         while (isPaused(socket))
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
@@ -175,9 +175,8 @@ private:
     static bool isPaused(const QTcpSocket &socket)
     {
         const auto notifiers = socket.findChildren<QSocketNotifier *>();
-        return std::none_of(
-            notifiers.begin(), notifiers.end(),
-            [](const QSocketNotifier *one) { return one->isEnabled(); });
+        return std::none_of(notifiers.begin(), notifiers.end(),
+                            [](const QSocketNotifier *one) { return one->isEnabled(); });
     }
 
     ConsoleBench bench;

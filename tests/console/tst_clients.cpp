@@ -5,6 +5,8 @@
 #include <QTcpServer>
 #include <QtTest>
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 
@@ -65,7 +67,11 @@ private slots:
     void resets();
     void deafClientIsDropped();
     void deafClientsTogether();
+    void keepAlive();
+    void clientThatVanishes();
     void halfClosedClient();
+    void halfClosedClientThatReadsNothing();
+    void halfClosedClientThatReadsSlowly();
     void longLinesTogether();
     void unfinishedLinesAskForNothing();
     void manyRepliesOfOneRead();
@@ -281,6 +287,47 @@ void TestClients::deafClientsTogether()
     QTRY_COMPARE(steady.received(), versionReply);
 }
 
+void TestClients::keepAlive()
+{
+    ConsoleBench bench;
+    bench.start();
+    const ConsoleTestClient client(bench.server->port());
+    QTRY_COMPARE(clientsOf(bench), 1);
+    const int handle = int(bench.accepted(client)->socketDescriptor());
+    const auto option = [handle](int level, int name) {
+        int value = -1;
+        socklen_t size = sizeof value;
+        getsockopt(handle, level, name, &value, &size);
+        return value;
+    };
+    QCOMPARE(option(SOL_SOCKET, SO_KEEPALIVE), 1);
+    QCOMPARE(option(IPPROTO_TCP, TCP_KEEPIDLE), 60);
+    QCOMPARE(option(IPPROTO_TCP, TCP_KEEPINTVL), 10);
+    QCOMPARE(option(IPPROTO_TCP, TCP_KEEPCNT), 3);
+}
+
+/** Its end of the connection is gone, and no packet has said so. */
+void TestClients::clientThatVanishes()
+{
+    ConsoleBench bench;
+    bench.platform.keepAlive = {std::chrono::seconds(1), std::chrono::seconds(1), 2};
+    bench.start();
+    ConsoleTestClient steady(bench.server->port());
+    auto vanishing = std::make_unique<ConsoleTestClient>(bench.server->port());
+    vanishing->send("VERSION\r\n");
+    QTRY_COMPARE(vanishing->received(), versionReply);
+    QCOMPARE(clientsOf(bench), 2);
+    // A socket in this mode is closed without a word to its peer.
+    const int on = 1;
+    if (setsockopt(int(vanishing->socket.socketDescriptor()), IPPROTO_TCP, TCP_REPAIR, &on,
+                   sizeof on) != 0)
+        QSKIP("needs the right to administer the network");
+    vanishing->socket.abort();
+    QTRY_COMPARE(clientsOf(bench), 1);
+    steady.send("VERSION\r\n");
+    QTRY_COMPARE(steady.received(), versionReply);
+}
+
 /** Who has asked all there is to ask still gets every reply. */
 void TestClients::halfClosedClient()
 {
@@ -307,6 +354,68 @@ void TestClients::halfClosedClient()
     QCOMPARE(client.received(), expected);
     QTRY_COMPARE(clientsOf(bench), 0);
     QTRY_COMPARE(client.socket.state(), QAbstractSocket::UnconnectedState);
+}
+
+namespace {
+
+/** A client with replies that it leaves unread, which has closed its side. */
+struct HalfClosed
+{
+    explicit HalfClosed(std::chrono::milliseconds limit)
+    {
+        bench.platform.timeOuts.halfClosedClient = limit;
+        bench.start();
+        client = std::make_unique<ConsoleTestClient>(bench.server->port());
+        client->socket.setReadBufferSize(1024);
+        client->send("HEARTBEAT\r\n");
+        if (!QTest::qWaitFor([&] { return client->socket.bytesAvailable() == 11; }))
+            qFatal("no answer");
+        accepted = bench.accepted(*client);
+        const QString line(64 * 1024, 'x');
+        for (int i = 0; i < lines; ++i)
+            bench.tell({line});
+        shutdown(int(client->socket.socketDescriptor()), SHUT_WR);
+    }
+
+    static constexpr int lines = 150;
+    ConsoleBench bench;
+    std::unique_ptr<ConsoleTestClient> client;
+    QTcpSocket *accepted = nullptr;
+};
+
+} // namespace
+
+void TestClients::halfClosedClientThatReadsNothing()
+{
+    HalfClosed world(std::chrono::milliseconds(200));
+    QTRY_COMPARE(world.accepted->state(), QAbstractSocket::ClosingState);
+    QElapsedTimer time;
+    time.start();
+    QTRY_COMPARE(world.bench.server->findChildren<QTcpSocket *>().size(), 0);
+    QVERIFY(time.elapsed() >= 150);
+    ConsoleTestClient other(world.bench.server->port());
+    other.send("VERSION\r\n");
+    QTRY_COMPARE(other.received(), versionReply);
+}
+
+/** The limit is for a client that takes nothing, however long all of it takes. */
+void TestClients::halfClosedClientThatReadsSlowly()
+{
+    HalfClosed world(std::chrono::milliseconds(1000));
+    QTRY_COMPARE(world.accepted->state(), QAbstractSocket::ClosingState);
+    const qint64 all = qint64(HalfClosed::lines) * (64 * 1024 + 14) + 11;
+    QElapsedTimer time;
+    time.start();
+    qint64 got = 0;
+    world.client->socket.setReadBufferSize(256 * 1024);
+    while (got < all && world.client->socket.state() != QAbstractSocket::UnconnectedState) {
+        got += world.client->socket.readAll().size();
+        QTest::qWait(50);
+    }
+    got += world.client->socket.readAll().size();
+    QCOMPARE(got, all);
+    QVERIFY(time.elapsed() > 1000);
+    QTRY_COMPARE(world.bench.server->findChildren<QTcpSocket *>().size(), 0);
 }
 
 void TestClients::longLinesTogether()

@@ -204,7 +204,7 @@ void TestTurns::nothingIsReadMeanwhile()
     QCOMPARE(listsOf(*console.client), count);
 }
 
-/** A piece of a NET package that comes behind lists is still one. */
+/** A piece of a NET package that comes after lists is still one. */
 void TestTurns::fragmentsKeepTheirPlace()
 {
     const QByteArray piece = "UpgradeDatas||" + netframes::enter() + "\r\n";
@@ -270,7 +270,7 @@ void TestTurns::clientThatHasClosedItsSide()
     QTRY_COMPARE(console.client->socket.state(), QAbstractSocket::UnconnectedState);
 }
 
-/** What waits counts as unfinished lines do; whoever has most of it loses it. */
+/** What waits counts as unfinished lines do; the client with most of it loses it. */
 void TestTurns::waitingRequestsTogether()
 {
     Console console([](Platform &platform) { platform.limits.allConsoleLines = 100'000; });

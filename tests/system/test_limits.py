@@ -132,6 +132,22 @@ class TestClients(LimitsWorld):
         self.put_package(text='{"model":"HX-8","version":"1","chips":[],"x":"%s"}' % ("y" * 60_000))
         self.check_deaf(20, b"GETFIRMWARELIST\r\n" * 50)
 
+    def test_half_closed_client(self):
+        """It asks, closes its side and takes nothing: too little to be dropped for its size."""
+        self.put_package(text='{"model":"HX-8","version":"1","chips":[],"x":"%s"}' % ("y" * 60_000))
+        self.begin()
+        descriptors = self.agent.descriptors()
+        half = self.socket()
+        half.sendall(b"GETFIRMWARELIST\r\n" * 200)
+        half.shutdown(socket.SHUT_WR)
+        begin = time.monotonic()
+        wait.until(lambda: self.agent.descriptors() > descriptors, what="connection")
+        wait.until(lambda: self.agent.descriptors() == descriptors, 90, "end of the connection")
+        self.assertGreater(time.monotonic() - begin, 55)
+        self.assertNotIn(DEAF, self.agent.stderr())
+        self.assert_serves()
+        self.assert_back()
+
     def test_fifty_endless_lines(self):
         """Three megabytes each; the longest lines are given up first, short ones never."""
         self.begin()
