@@ -3,11 +3,11 @@
 
 #include "links/LinkState.h"
 #include "platform/Log.h"
+#include "platform/StandardError.h"
 
 #include <QSerialPortInfo>
 
 #include <algorithm>
-#include <cstdio>
 
 #include <poll.h>
 
@@ -91,11 +91,12 @@ bool CoreCOMQ::isOpen() const
 
 bool CoreCOMQ::sendMsg(const unsigned char *bytes, int length)
 {
-    qCDebug(logLink) << "sendMsg:canRead:true";
     const auto *characters = reinterpret_cast<const char *>(bytes);
-    qCDebug(logLinkBytes) << "out" << QByteArray::fromRawData(characters, length).toHex(' ');
     link::noteFrame(bytes, length);
-    return writeBytes(characters, length) != -1;
+    const bool sent = writeBytes(characters, length) != -1;
+    qCDebug(logLink) << "sendMsg:canRead:true";
+    qCDebug(logLinkBytes) << "out" << QByteArray::fromRawData(characters, length).toHex(' ');
+    return sent;
 }
 
 bool CoreCOMQ::sendText(const QString &command)
@@ -103,8 +104,8 @@ bool CoreCOMQ::sendText(const QString &command)
     const QByteArray text = command.toUtf8().left(textBuffer);
     const int length = std::min(command.size() % textLengthModulus, text.size());
     const bool sent = writeBytes(text.constData(), length) != -1;
-    std::fputs(sent ? "successfully send vwSendCommand\n" : "Failed to send vwSendCommand\n",
-               stderr);
+    standardError::write(sent ? "successfully send vwSendCommand\n"
+                              : "Failed to send vwSendCommand\n");
     return sent;
 }
 

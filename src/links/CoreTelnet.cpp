@@ -44,11 +44,11 @@ void CoreTelnet::close()
 bool CoreTelnet::write(const QByteArray &data)
 {
     if (m_connected && m_socket != nullptr) {
-        qCDebug(logLinkBytes) << "out" << data.toHex(' ');
         if (m_frameHook)
             m_frameHook(data);
         m_socket->write(data);
         m_socket->flush();
+        qCDebug(logLinkBytes) << "out" << data.toHex(' ');
     }
     return m_connected;
 }

@@ -2,7 +2,7 @@
 #include "console/TCPServer.h"
 #include "platform/Descriptors.h"
 #include "platform/EpollDispatcher.h"
-#include "service/JournalStream.h"
+#include "service/LogOutput.h"
 #include "service/OperationsLog.h"
 #include "service/ServiceNotifier.h"
 
@@ -20,7 +20,7 @@ int main(int argc, char **argv)
     std::signal(SIGPIPE, SIG_IGN);
     descriptors::raiseLimit();
 
-    journalStream::useIfThere();
+    logOutput::install();
     const ServiceEnvironment serviceEnvironment = ServiceEnvironment::take();
 
     if (auto dispatcher = EpollDispatcher::make())

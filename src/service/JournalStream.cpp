@@ -5,9 +5,6 @@
 
 #include <sys/stat.h>
 
-#include <cstdio>
-#include <unistd.h>
-
 namespace journalStream {
 
 namespace {
@@ -29,13 +26,6 @@ QByteArray priorityOf(QtMsgType type)
     return "<6>";
 }
 
-/** Written in one piece: two threads write. */
-void writeMessage(QtMsgType type, const QMessageLogContext &context, const QString &text)
-{
-    const QByteArray lines = withPriority(type, qFormatLogMessage(type, context, text));
-    std::fwrite(lines.constData(), 1, size_t(lines.size()), stderr);
-}
-
 } // namespace
 
 bool isJournal(const QByteArray &variable, int descriptor)
@@ -55,12 +45,6 @@ QByteArray withPriority(QtMsgType type, const QString &text)
     for (const QByteArray &line : parts)
         lines += priority + line + '\n';
     return lines;
-}
-
-void useIfThere()
-{
-    if (isJournal(qgetenv("JOURNAL_STREAM"), STDERR_FILENO))
-        qInstallMessageHandler(writeMessage);
 }
 
 } // namespace journalStream

@@ -16,8 +16,4 @@ bool isJournal(const QByteArray &variable, int descriptor);
 /** The text with the priority before each of its lines, and a line end behind. */
 QByteArray withPriority(QtMsgType type, const QString &text);
 
-/** From now on messages bear their priority, if standard error is the journal. Otherwise nothing
- *  changes. */
-void useIfThere();
-
 } // namespace journalStream

@@ -5,6 +5,7 @@
 #include "links/CoreTelnet.h"
 #include "links/LinkState.h"
 #include "platform/Log.h"
+#include "platform/StandardError.h"
 #include "protocol/BlockPayload.h"
 #include "protocol/CommandWords.h"
 #include "protocol/Reply.h"
@@ -12,8 +13,6 @@
 #include "upload/UploadTexts.h"
 
 #include <QFile>
-
-#include <cstdio>
 
 namespace {
 
@@ -115,17 +114,18 @@ bool CoreUpload::sendCommand(quint16 word, int length, const unsigned char *payl
 {
     m_sendTimer->stop();
     if (length > maxPayload) {
-        std::fputs(uploadText::tooMuch, stderr);
+        standardError::write(uploadText::tooMuch);
         return false;
     }
     const QByteArray bytes(reinterpret_cast<const char *>(payload), length);
     const QByteArray frame = mcu::buildFrame(mcu::hostStart, m_address, word, bytes);
-    qCDebug(logUpload) << "bLastSent:" << m_packer.lastBlockSent();
     m_assembler.reset();
     m_sendTimer->start(m_packer.lastBlockSent() ? m_timeOuts.lastBlock : m_timeOuts.block);
     const bool sent =
         sendRaw(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
-    std::fputs(sent ? uploadText::sendDone : uploadText::sendFailed, stderr);
+    // The device waits for the block, and for nothing that is written about it.
+    qCDebug(logUpload) << "bLastSent:" << m_packer.lastBlockSent();
+    standardError::write(sent ? uploadText::sendDone : uploadText::sendFailed);
     return sent;
 }
 
@@ -194,8 +194,8 @@ void CoreUpload::sendNextBlock()
 {
     if (!m_packer.packNext())
         return;
-    qCDebug(logUpload) << "sendin";
     sendBlock();
+    qCDebug(logUpload) << "sendin";
     if (!m_packer.blockIsFull())
         return;
     const double percent = m_packer.percent();

@@ -9,6 +9,7 @@
 #include <QStringList>
 
 #include <chrono>
+#include <functional>
 
 /** A serial link that keeps what is written and fails when it is told to. */
 class FakeLink : public CoreCOMQ
@@ -17,12 +18,16 @@ public:
     /** How many of the next writes fail. */
     int failures = 0;
     QList<QByteArray> sent;
+    /** Called before each write. */
+    std::function<void()> onWrite;
 
     void deliver(const QByteArray &bytes) { emit signalReceiveDatas(bytes); }
 
 protected:
     qint64 writeBytes(const char *bytes, qint64 length) override
     {
+        if (onWrite)
+            onWrite();
         if (failures > 0) {
             --failures;
             return -1;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "links/LinkState.h"
+#include "support/StandardErrorCatch.h"
 #include "upload/FakeLink.h"
 
 #include <QTemporaryDir>
@@ -16,6 +17,7 @@ private slots:
     void goldenBlock();
     void addressBytes();
     void percentIsKept();
+    void nextBlockComesFirst();
     void repliesAreReadByFlagAndKey();
     void repliesAreFoundInNoise();
     void repliesOfAnyForm_data();
@@ -125,6 +127,35 @@ void TestTransfer::percentIsKept()
     QCOMPARE(CoreUpload::m_FWPersent.load(), 255.0 / 700.0 * 100.0);
     transfer.link.deliver(blockReply());
     QCOMPARE(CoreUpload::m_FWPersent.load(), double(512.0F / 700.0F * 100.0F));
+}
+
+/** The device waits for the block; standard error, the log and the progress come after it. */
+void TestTransfer::nextBlockComesFirst()
+{
+    Transfer transfer;
+    transfer.start(imageOf(1000));
+    static QStringList events;
+    events.clear();
+    StandardErrorCatch standardError;
+    transfer.link.onWrite = [&] {
+        if (standardError.hasCaught())
+            events.append("standard error");
+        events.append("block");
+    };
+    connect(&transfer.upload, &CoreUpload::progressValueChanged, this,
+            [] { events.append("progress"); });
+    QLoggingCategory::setFilterRules("agent.*.debug=true");
+    const QtMessageHandler before = qInstallMessageHandler(
+        [](QtMsgType, const QMessageLogContext &, const QString &) { events.append("log"); });
+    transfer.link.deliver(blockReply());
+    qInstallMessageHandler(before);
+    QLoggingCategory::setFilterRules({});
+
+    QCOMPARE(events.value(0), QString("block"));
+    QCOMPARE(events.count("block"), 1);
+    QCOMPARE(events.last(), QString("progress"));
+    QVERIFY(events.contains("log"));
+    QVERIFY(standardError.hasCaught());
 }
 
 void TestTransfer::repliesAreReadByFlagAndKey()

@@ -15,12 +15,12 @@ class Agent(Process):
     """Runs only inside the sandbox: outside, it would meet the machine's own sudo. $AGENT_WRAPPER
     is a command to run it under, such as a memory checker."""
 
-    def __init__(self, **environment):
+    def __init__(self, popen=None, **environment):
         if os.environ.get("AGENT_SANDBOX") != "1":
             raise RuntimeError("the agent is only ever started inside scripts/sandbox")
         wrapper = shlex.split(os.environ.get("AGENT_WRAPPER", ""))
         super().__init__("upgrade-agent", [*wrapper, os.environ["AGENT_PROGRAM"]], cwd="/",
-                         env={**os.environ, **environment}, start_new_session=True)
+                         env={**os.environ, **environment}, start_new_session=True, **(popen or {}))
 
     def wait_until_it_listens(self, seconds=10):
         def listening():

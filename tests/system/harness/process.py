@@ -11,13 +11,14 @@ _SANITIZER_REPORT = re.compile(r"(ERROR: |WARNING: )\w+Sanitizer|: runtime error
 
 
 class Process:
-    """Runs a program until stop() or kill(); its standard error goes to a file."""
+    """Runs a program until stop() or kill(); its standard error goes to a file, or where `stderr`
+    says."""
 
     def __init__(self, name, command, **popen):
         self.name = name
         self.command = command
         self._stderr = tempfile.TemporaryFile()
-        self.popen = subprocess.Popen(command, stderr=self._stderr, **popen)
+        self.popen = subprocess.Popen(command, **{"stderr": self._stderr, **popen})
 
     @property
     def alive(self):

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/Log.h"
+#include "platform/StandardError.h"
+#include "service/LogOutput.h"
+
+#include <QtTest>
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+const uid_t otherUser = 65'534;
+
+void refuseToBeOpenedAgain(int pipe)
+{
+    if (::fchmod(pipe, 0) != 0 || (::geteuid() == 0 && ::seteuid(otherUser) != 0))
+        std::abort();
+}
+
+/** What a process writes to standard error that installs the log's output and then does this. Its
+ *  last lines are still with a thread when it ends. */
+QByteArray standardErrorOf(const std::function<void()> &child)
+{
+    std::array<int, 2> ends{};
+    if (::pipe(ends.data()) != 0)
+        qFatal("no pipe");
+    const pid_t process = ::fork();
+    if (process == 0) {
+        const rlimit noCore{};
+        ::setrlimit(RLIMIT_CORE, &noCore);
+        ::dup2(ends[1], STDERR_FILENO);
+        ::close(ends[0]);
+        refuseToBeOpenedAgain(STDERR_FILENO);
+        std::signal(SIGPIPE, SIG_IGN);
+        std::signal(SIGABRT, SIG_DFL);
+        logOutput::install();
+        child();
+        std::exit(0);
+    }
+    ::close(ends[1]);
+    QByteArray all;
+    QByteArray piece(65'536, Qt::Uninitialized);
+    for (;;) {
+        const ssize_t count = ::read(ends[0], piece.data(), size_t(piece.size()));
+        if (count <= 0)
+            break;
+        all += piece.left(int(count));
+    }
+    ::close(ends[0]);
+    ::waitpid(process, nullptr, 0);
+    return all;
+}
+
+} // namespace
+
+class TestLogOutput : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void form();
+    void pattern();
+    void lastLinesOfAProcess_data();
+    void lastLinesOfAProcess();
+};
+
+void TestLogOutput::form()
+{
+    QCOMPARE(standardErrorOf([] {
+                 qCWarning(logNet) << "a" << 1;
+                 standardError::write("as it stands\n");
+                 qCInfo(logOperations).noquote() << "b\nc";
+                 qCDebug(logNet) << "off";
+             }),
+             QByteArray("agent.net: a 1\nas it stands\nagent.operations: b\nc\n"));
+}
+
+void TestLogOutput::pattern()
+{
+    QCOMPARE(standardErrorOf([] {
+                 qSetMessagePattern("%{if-warning}%{type} %{message}%{endif}");
+                 qCInfo(logOperations) << "left out";
+                 qCWarning(logNet) << "shown";
+             }),
+             QByteArray("warning shown\n"));
+}
+
+void TestLogOutput::lastLinesOfAProcess_data()
+{
+    QTest::addColumn<bool>("isFatal");
+    QTest::newRow("exit") << false;
+    QTest::newRow("fatal message") << true;
+}
+
+void TestLogOutput::lastLinesOfAProcess()
+{
+    QFETCH(bool, isFatal);
+    const int count = 2'000;
+    const QByteArray all = standardErrorOf([isFatal] {
+        for (int i = 0; i < count; ++i)
+            qCInfo(logOperations) << i;
+        if (isFatal)
+            qFatal("the end");
+    });
+    QByteArray expected;
+    for (int i = 0; i < count; ++i)
+        expected += "agent.operations: " + QByteArray::number(i) + '\n';
+    QCOMPARE(all, expected + (isFatal ? "the end\n" : ""));
+}
+
+QTEST_APPLESS_MAIN(TestLogOutput)
+#include "tst_log_output.moc"

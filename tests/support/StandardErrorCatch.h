@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+
+/** What is written to standard error meanwhile goes to a pipe. */
+class StandardErrorCatch
+{
+public:
+    StandardErrorCatch();
+    ~StandardErrorCatch();
+    StandardErrorCatch(const StandardErrorCatch &) = delete;
+    StandardErrorCatch &operator=(const StandardErrorCatch &) = delete;
+
+    bool hasCaught() const;
+
+private:
+    std::array<int, 2> m_ends{-1, -1};
+    int m_before;
+};
