@@ -114,9 +114,12 @@ NetBlockAction NetBlockReceiver::enter(const QByteArray &frame)
     return answer(command::enterUpdateMode, status::done);
 }
 
-NetBlockAction NetBlockReceiver::write(const QByteArray &frame)
+std::optional<NetBlockAction> NetBlockReceiver::write(const QByteArray &frame)
 {
-    if (frame.size() < smallestWrite || m_busy())
+    const bool isBusy = m_busy();
+    if (isBusy && frame == m_lastBlock)
+        return {};
+    if (isBusy || frame.size() < smallestWrite)
         return answer(command::writeBlock, status::refused);
     if (frame == m_lastStored)
         return answer(command::writeBlock, status::done);
@@ -129,6 +132,7 @@ NetBlockAction NetBlockReceiver::write(const QByteArray &frame)
     if (quint8(payload.at(block::flagsOffset)) != block::lastFlag)
         return store(NetBlockAction::Kind::Append, data);
     m_lastStored.clear();
+    m_lastBlock = frame;
     NetBlockAction last = store(NetBlockAction::Kind::Finish, withoutPadding(data));
     last.header = m_header;
     return last;

@@ -36,8 +36,11 @@ struct NetBlockAction
  * The module's part in a block-by-block upgrade, in which it plays an MCU of chip type 0x20: frames
  * in, actions out. Knows no file, clock or peer.
  *
- * After every frame with a right checksum it is deaf until the owner calls listen(), which it does
- * with each answer. A frame with a wrong checksum is answered and leaves it listening.
+ * After every frame with a right checksum it takes nothing until the owner calls listen(), which it
+ * does with each answer. A frame with a wrong checksum is answered and leaves it listening.
+ *
+ * The last block has no answer until the module is back, so a repetition of it has none either
+ * while it is being installed.
  */
 class NetBlockReceiver
 {
@@ -46,7 +49,7 @@ public:
     explicit NetBlockReceiver(std::function<bool()> busy);
 
     /** Takes one byte; the result of a complete frame, if it asks for anything. Ignores the byte
-     *  while deaf. */
+     *  while not listening. */
     std::optional<NetBlockAction> feed(quint8 byte);
 
     bool isListening() const { return m_listening; }
@@ -56,13 +59,16 @@ public:
      *  frame (the sender missed the answer) is answered and not written twice. */
     void stored();
 
+    /** The install of the last block is over: a repetition is refused from now on. */
+    void forgetLastBlock() { m_lastBlock.clear(); }
+
     /** Forgets a half-received frame. */
     void dropPartialFrame() { m_assembler.reset(); }
 
 private:
     std::optional<NetBlockAction> take(const QByteArray &frame);
     NetBlockAction enter(const QByteArray &frame);
-    NetBlockAction write(const QByteArray &frame);
+    std::optional<NetBlockAction> write(const QByteArray &frame);
     NetBlockAction headerBlock(const QByteArray &data);
 
     std::function<bool()> m_busy;
@@ -70,6 +76,8 @@ private:
     bool m_listening = true;
     QByteArray m_lastWrite;
     QByteArray m_lastStored;
+    /** The last block of the image that is being installed. */
+    QByteArray m_lastBlock;
     NetImage m_header = parseNetImage({});
 };
 

@@ -88,6 +88,7 @@ void NetModelUpgrade::store(const NetBlockAction &action)
 void NetModelUpgrade::finish(const NetBlockAction &action)
 {
     if (!m_archive.append(action.data)) {
+        m_receiver.forgetLastBlock();
         reply(action.word, status::refused);
         return;
     }
@@ -116,6 +117,9 @@ void NetModelUpgrade::openGate()
 void NetModelUpgrade::install(const NetImage &header)
 {
     m_installing = true;
+    // Nothing but the end of the commands opens the gate: a sender that repeats the last block
+    // because it has no answer must not take a refusal for a failed install.
+    m_gateTimer.stop();
     if (m_installStarted)
         m_installStarted(QString::fromLatin1(header.version.constData(), header.version.size()));
     m_job = new NetInstallJob(m_platform, header, this);
@@ -130,10 +134,11 @@ void NetModelUpgrade::onInstallDone(bool succeeded, const QString &lastWords)
 {
     m_job->wait();
     m_job->deleteLater();
+    m_job.clear();
     if (m_installEnded)
         m_installEnded(succeeded);
     if (!succeeded) {
-        m_installing = false;
+        endInstalling();
         openGate();
         emit message({lastWords});
         return;
@@ -147,12 +152,24 @@ void NetModelUpgrade::reboot()
 {
     NetInstaller(m_platform, {}).rebootModule();
     // The module is going down. Should it not (no right to reboot it), the agent is not to stay
-    // busy for ever.
-    QTimer::singleShot(m_platform.timeOuts.runGuard, this, [this] { m_installing = false; });
+    // busy forever.
+    QTimer::singleShot(m_platform.timeOuts.runGuard, this, &NetModelUpgrade::endInstalling);
+}
+
+void NetModelUpgrade::endInstalling()
+{
+    m_installing = false;
+    m_receiver.forgetLastBlock();
 }
 
 void NetModelUpgrade::noticeUpgradingFalse()
 {
+    // The module has not restarted, so this is not about the image that is being installed, and
+    // its sender must not take the answer for the one to its last block.
+    if (m_job) {
+        qCDebug(logNet) << "a notice of a reboot during an install";
+        return;
+    }
     reply(command::writeBlock, status::done);
     respond(QByteArray(nettext::upgradingFalse()));
 }

@@ -42,7 +42,8 @@ public:
     bool isInstalling() const { return m_installing; }
 
     /** The sender has seen the module come back: acknowledges the last block, which gets no answer
-     *  of its own, and tells the sender that no upgrade is going on. */
+     *  of its own, and reports to the sender that no upgrade is going on. Does nothing while the
+     *  commands of an install run. */
     void noticeUpgradingFalse();
 
     /** Any piece of the sender's byte stream. */
@@ -66,6 +67,7 @@ private:
     void install(const NetImage &header);
     void onInstallDone(bool succeeded, const QString &lastWords);
     void reboot();
+    void endInstalling();
 
     Platform m_platform;
     std::function<bool()> m_runActive;

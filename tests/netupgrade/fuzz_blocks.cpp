@@ -28,7 +28,7 @@ void readStream(const QByteArray &bytes)
             requireSound(*action);
         if (action && action->kind == Kind::Append)
             receiver.stored();
-        // A word that wants no answer leaves it deaf, which would end the exploration.
+        // After a word that wants no answer it would take nothing more.
         receiver.listen();
     }
 }
@@ -48,12 +48,24 @@ public:
         m_receiver.dropPartialFrame();
     }
 
-    void enter() { require(send(netframes::enter()).status == (busy ? 3 : 0)); }
+    void enter() { require(send(netframes::enter())->status == (busy ? 3 : 0)); }
+
+    /** The owner is busy installing from the last block on, or with something else. */
+    void setBusy(bool isBusy)
+    {
+        busy = isBusy;
+        if (!busy)
+            forgetLastBlock();
+    }
 
     void write(int number, quint8 flags, const QByteArray &data)
     {
         m_last = netframes::write(number, flags, data);
-        const NetBlockAction action = send(m_last);
+        const Action found = send(m_last);
+        m_storedLast = false;
+        if (!found)
+            return;
+        const NetBlockAction &action = *found;
         const bool isHeader = number == 0;
         const int head = isHeader ? net::archiveOffset : 0;
         if (busy || data.size() < head)
@@ -62,6 +74,10 @@ public:
             require((action.kind == Kind::Create) == isHeader &&
                     data.mid(head).startsWith(action.data));
         m_storedLast = !diskIsFull && (action.kind == Kind::Create || action.kind == Kind::Append);
+        if (action.kind == Kind::Finish && diskIsFull)
+            forgetLastBlock();
+        else if (action.kind == Kind::Finish)
+            m_lastBlock = m_last;
     }
 
     /** The sender has missed the answer: nothing may be stored twice. */
@@ -69,22 +85,29 @@ public:
     {
         if (m_last.isEmpty() || !m_storedLast || busy)
             return;
-        const NetBlockAction action = send(m_last);
-        require(action.kind == Kind::Answer && action.status == status::done);
+        const Action action = send(m_last);
+        require(action->kind == Kind::Answer && action->status == status::done);
     }
 
 private:
-    /** A whole frame is answered or stored, whatever came before. */
-    NetBlockAction send(const QByteArray &frame)
+    void forgetLastBlock()
+    {
+        m_receiver.forgetLastBlock();
+        m_lastBlock.clear();
+    }
+
+    /** A whole frame is answered or stored, whatever came before; only the last block once more
+     *  has no answer while it is being installed. */
+    Action send(const QByteArray &frame)
     {
         Action last;
         for (const char byte : frame) {
             require(!last);
             last = m_receiver.feed(quint8(byte));
         }
-        require(last.has_value());
+        require(last.has_value() == !(busy && frame == m_lastBlock));
         take(last);
-        return *last;
+        return last;
     }
 
     void take(const Action &action)
@@ -99,6 +122,7 @@ private:
 
     NetBlockReceiver m_receiver{[this] { return busy; }};
     QByteArray m_last;
+    QByteArray m_lastBlock;
     bool m_storedLast = false;
 };
 
@@ -118,7 +142,7 @@ void transfer(FuzzInput input)
             transfer.repeat();
             break;
         case 3:
-            transfer.busy = !transfer.busy;
+            transfer.setBusy(!transfer.busy);
             break;
         case 4:
             transfer.diskIsFull = !transfer.diskIsFull;

@@ -86,6 +86,7 @@ private slots:
     void unknownWordLeavesItDeaf();
     void ignoresInputWhileDeaf();
     void refusesEverythingWhileBusy();
+    void repeatedLastBlockWhileBusy();
     void skipsNoise();
     void falseLength();
     void largestFrame();
@@ -327,6 +328,26 @@ void TestReceiver::refusesEverythingWhileBusy()
     owner.feed(netframes::write(1, 0, data('1')));
     QCOMPARE(owner.log,
              (QStringList{"create 194", "7900 3", "7901 3", "7901 3", "7901 3", "append 256"}));
+}
+
+/** It is being installed, and has its answer after the module's restart. */
+void TestReceiver::repeatedLastBlockWhileBusy()
+{
+    Owner owner;
+    const QByteArray last = netframes::write(1, 0x40, data('b'));
+    const QByteArray other = netframes::write(1, 0x40, data('c'));
+    owner.feed(netframes::write(0, 0, data('a')) + last);
+    owner.log.clear();
+    owner.busy = true;
+    owner.feed(last);
+    QCOMPARE(owner.log, QStringList());
+    QVERIFY(!owner.receiver.isListening());
+    owner.receiver.listen();
+    owner.feed(other);
+    QCOMPARE(owner.log, QStringList{"7901 3"});
+    owner.receiver.forgetLastBlock();
+    owner.feed(last);
+    QCOMPARE(owner.log, (QStringList{"7901 3", "7901 3"}));
 }
 
 void TestReceiver::skipsNoise()

@@ -140,13 +140,36 @@ The module restarts now; in a minute its agent answers again.
 
     def test_failures_of_the_installation(self):
         self.failure(REFUSED, "net-image-damaged", install=[log("NET package checksum error.")])
-        self.failure(FAILED, "block-refused", install=[answer(frames.BLOCK, REFUSAL)])
         self.failure(LOST, "no-sign-of-life", install=[], timeout="0.4")
         document = self.failure(LOST, "connection-lost", install=INSTALL[:3] + [CLOSE])
         self.assertIn("installs it without this connection", document["likely_state"][0])
         unrecorded = [line for line in INSTALL if b"Create version" not in line]
         unrecorded.insert(3, log("Failed to create version file"))
         self.failure(FAILED, "net-version-not-stored", install=unrecorded + REBOOT)
+
+    def test_last_block_that_is_not_taken(self):
+        """Nothing is installed then, and a damaged one is worth another attempt."""
+        archive = os.urandom(1000) + b"x"
+        last = 1 + len(image(archive)) // 256
+        damaged = [answer(frames.BLOCK, CHECKSUM_ERROR)]
+        for cause, faults in (("block-refused", {last: [answer(frames.BLOCK, REFUSAL)]}),
+                              ("block-damaged", {last + i: damaged for i in range(3)})):
+            result = self.send(image(archive), Module(faults), "--json")
+            document = json.loads(result.stdout)
+            self.assertEqual((result.returncode, document["error"]["cause"]), (FAILED, cause))
+            self.assertEqual(document["likely_state"], [
+                "Nothing was installed: the module installs only after the last block.",
+                "Send the image again."])
+        module = Module({last: damaged})
+        result = self.send(image(archive), module, "--json")
+        self.assertEqual((result.returncode, json.loads(result.stdout)["retries"]), (DONE, 1))
+        self.assertEqual(module.archive, archive)
+
+    def test_answers_to_another_sender(self):
+        """While the module installs, and after it, a status is not about this image."""
+        refused = [answer(frames.BLOCK, REFUSAL), answer(frames.ENTER, REFUSAL)]
+        module = Module(install=INSTALL[:3] + refused + INSTALL[3:] + REBOOT)
+        self.assertEqual(self.send(image(b"archive" * 100), module).returncode, DONE)
 
     def test_files_that_are_no_images(self):
         for content, words in ((b"", "shorter than"), (bytes(62), "shorter than"),

@@ -160,7 +160,8 @@ constexpr CauseRow causeRows[] = {
      "Check the network and try again."},
     {Cause::BlockRefused, "block-refused", ExitCode::Failed, "",
      "the network module refuses a block",
-     "Check the free space and the rights of /data on the module."},
+     "If the device is being upgraded, wait until that has ended; otherwise check the free space and "
+     "the rights of /data on the module."},
     {Cause::BlockUnanswered, "block-unanswered", ExitCode::ConnectionLost, "",
      "the network module does not answer a block, after three attempts",
      "Ask with 'ping', then try again: nothing is installed before the last block."},

@@ -148,11 +148,16 @@ void SendNetCommand::onUnanswered()
         loseContact(Cause::BlockUnanswered, {});
         return;
     }
+    repeatFrame();
+    m_answer.start();
+}
+
+void SendNetCommand::repeatFrame()
+{
     ++m_attempts;
     ++m_retries;
     m_display.tell({"module: " + bars::retries(m_retries)});
     agent().sendFragment(m_frame);
-    m_answer.start();
 }
 
 void SendNetCommand::sendNextBlock()
@@ -160,17 +165,16 @@ void SendNetCommand::sendNextBlock()
     m_blocks->next();
     m_percent = 100.0 * double(m_blocks->sent()) / double(m_blocks->size());
     showProgress();
-    if (!m_blocks->isLast()) {
+    if (m_blocks->isLast())
+        sendLastBlock();
+    else
         sendFrame(m_blocks->frame());
-        return;
-    }
-    agent().sendFragment(m_blocks->frame());
-    beginInstall();
 }
 
-/** The module does not acknowledge the last block; the lines of its installation follow. */
-void SendNetCommand::beginInstall()
+/** The module does not acknowledge it; the lines of its installation follow. */
+void SendNetCommand::sendLastBlock()
 {
+    sendFrame(m_blocks->frame());
     m_answer.stop();
     m_stage = Stage::Installing;
     m_percent = 0.0;
@@ -180,8 +184,8 @@ void SendNetCommand::beginInstall()
 
 void SendNetCommand::onInstalling(const AgentReply &reply)
 {
-    if (reply.kind == Kind::ModuleStatus && reply.status != 0) {
-        loseContact(causeOfBlockStatus(reply.status), {});
+    if (reply.kind == Kind::ModuleStatus) {
+        onLastBlockStatus(reply);
         return;
     }
     if (reply.kind == Kind::Progress)
@@ -198,6 +202,7 @@ void SendNetCommand::onInstalling(const AgentReply &reply)
     if (meaning.event == LineEvent::Unknown)
         return;
     // From its first line on the installation goes its own way, with long silences.
+    m_installBegun = true;
     m_install.start(std::max(options().timeOut, longestInstallStep));
     agent().watchLife(true);
     m_display.tell({"agent: " + reply.text});
@@ -207,6 +212,22 @@ void SendNetCommand::onInstalling(const AgentReply &reply)
         m_soft = meaning.cause;
     else if (meaning.event == LineEvent::NetReboot)
         endInstall();
+}
+
+/** A module that does not take the last block installs nothing. Once it installs, it says nothing
+ *  about blocks, and a status is the answer to another sender. */
+void SendNetCommand::onLastBlockStatus(const AgentReply &reply)
+{
+    const Cause cause = causeOfBlockStatus(reply.status);
+    if (m_installBegun || reply.word != command::writeBlock || cause == Cause::None)
+        return;
+    if (cause == Cause::BlockDamaged && m_attempts < attempts) {
+        repeatFrame();
+        m_install.start(options().timeOut);
+        return;
+    }
+    m_stage = Stage::Sending;
+    loseContact(cause, {});
 }
 
 void SendNetCommand::endInstall()

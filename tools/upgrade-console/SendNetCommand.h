@@ -35,11 +35,13 @@ private:
     void onAsked(const AgentReply &reply);
     void onStatus(const AgentReply &reply);
     void onInstalling(const AgentReply &reply);
+    void onLastBlockStatus(const AgentReply &reply);
     void sendFrame(const QByteArray &frame);
     void sendNextBlock();
     void onRefused(Cause cause);
     void onUnanswered();
-    void beginInstall();
+    void repeatFrame();
+    void sendLastBlock();
     void endInstall();
     void loseContact(Cause cause, const QString &detail);
     void showProgress();
@@ -57,6 +59,8 @@ private:
     int m_retries = 0;
     double m_percent = 0.0;
     std::chrono::milliseconds m_begun{0};
+    /** The module has said something about its installation. */
+    bool m_installBegun = false;
     QString m_version;
     Cause m_soft = Cause::None;
 };
