@@ -3,6 +3,8 @@
 
 #include "netupgrade/NetInstaller.h"
 
+#include <QTimer>
+
 #include <system_error>
 
 NetInstallJob::NetInstallJob(const Platform &platform, const NetImage &header, QObject *parent)
@@ -20,8 +22,10 @@ void NetInstallJob::start()
     try {
         m_thread = std::thread([this] { run(); });
     } catch (const std::system_error &) {
-        // No thread is to be had: better late answers on the console than no install.
-        run();
+        // No thread is to be had: better late answers on the console than no install. It runs in a
+        // turn of the event loop that is its own, and not in that of the request that brought the
+        // last block, whose replies are collected until it is done.
+        QTimer::singleShot(0, this, &NetInstallJob::run);
     }
 }
 

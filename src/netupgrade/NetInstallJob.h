@@ -11,7 +11,8 @@
 
 /** One block-by-block install on a thread of its own: unpacking can take a minute, in which the
  *  console must still be answered. The thread has no event loop; with one, the process would end
- *  where there is no descriptor left to wake it with. */
+ *  where there is no descriptor left to wake it with. Where there is no thread to be had, the
+ *  install runs in the caller's, from its event loop. */
 class NetInstallJob : public QObject
 {
     Q_OBJECT
@@ -20,6 +21,7 @@ public:
     NetInstallJob(const Platform &platform, const NetImage &header, QObject *parent);
     ~NetInstallJob() override;
 
+    /** Returns before the first signal reaches an object of this thread. */
     void start();
     /** Returns when the thread has ended. */
     void wait();

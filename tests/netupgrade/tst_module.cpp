@@ -8,6 +8,11 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <limits>
+#include <pthread.h>
+#include <system_error>
+#include <thread>
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -78,6 +83,36 @@ public:
     QList<QByteArray> answers;
 };
 
+/** No thread can be created meanwhile: its stack would be larger than the address space. */
+class NoThreads
+{
+public:
+    NoThreads()
+    {
+        pthread_getattr_default_np(&m_before);
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setstacksize(&attributes, std::numeric_limits<size_t>::max() / 2 + 1);
+        pthread_setattr_default_np(&attributes);
+        pthread_attr_destroy(&attributes);
+        try {
+            std::thread([] {}).join();
+            qFatal("there is a thread all the same");
+        } catch (const std::system_error &) {
+        }
+    }
+    ~NoThreads()
+    {
+        pthread_setattr_default_np(&m_before);
+        pthread_attr_destroy(&m_before);
+    }
+    NoThreads(const NoThreads &) = delete;
+    NoThreads &operator=(const NoThreads &) = delete;
+
+private:
+    pthread_attr_t m_before{};
+};
+
 QByteArray block(char fill)
 {
     return {256, fill};
@@ -114,6 +149,7 @@ private slots:
     void notice();
     void noticeOpensTheGate();
     void destroyedWhileInstalling();
+    void installWithoutAThread();
 };
 
 void TestModule::interface()
@@ -477,6 +513,28 @@ void TestModule::destroyedWhileInstalling()
     bench.sendPackage(QByteArray(300, 'a'));
     bench.module.reset();
     QCOMPARE(bench.lastCommand(), QString("sync"));
+}
+
+/** Each line is said before the command after it begins, and none while the last block is taken. */
+void TestModule::installWithoutAThread()
+{
+    Bench bench;
+    bench.platform.pauses.beforeModuleReboot = 1h;
+    QList<int> linesBeforeCommands;
+    bench.shell.onRun = [&](const QString &) { linesBeforeCommands.append(bench.log.size()); };
+    bench.start();
+    {
+        const NoThreads noThreads;
+        bench.sendPackage(QByteArray(300, 'a'));
+        QVERIFY(bench.module->isInstalling());
+        QCOMPARE(bench.commands(), QStringList());
+        QTRY_COMPARE(bench.log.last(), QString("NET ready to reboot after 2 seconds."));
+    }
+    const int answers = 1 + netframes::package(QByteArray(300, 'a')).size() - 1;
+    // After the answers to the blocks: one line before the root is writable, three before tar, ...
+    QCOMPARE(linesBeforeCommands,
+             (QList<int>{answers + 1, answers + 3, answers + 5, answers + 7, answers + 10}));
+    QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
 }
 
 QTEST_GUILESS_MAIN(TestModule)

@@ -186,6 +186,13 @@ def allow_no_descriptor_more(agent):
         number for number in range(1000) if not os.path.lexists(f"{folder}/{number}")))
 
 
+def allow_no_thread_more(agent):
+    """Small things still fit into memory, a stack of 8 MiB does not."""
+    with open(f"/proc/{agent.popen.pid}/statm", encoding="ascii") as file:
+        size = int(file.read().split()[0]) * os.sysconf("SC_PAGE_SIZE")
+    resource.prlimit(agent.popen.pid, resource.RLIMIT_AS, (size + 2 * MIB, size + 2 * MIB))
+
+
 def skip_with_type_checks(test):
     """The sanitizer's checker of types opens a pipe to see whether memory can be read, and without
     descriptors accuses the innocent."""
@@ -272,6 +279,30 @@ class TestInstall(networld.NetWorld):
         allow_descriptors(self.agent)
         sender.send_all(image)
         self.finish_blocks(sender.client)
+        self.assert_installed()
+
+
+    def test_install_without_a_thread(self):
+        """There is no address space for its stack: the lines come one by one all the same."""
+        self.start_agent()
+        if not self.agent.memory():
+            self.skipTest("the agent's memory is not its own here")
+        sender = self.sender()
+        sender.client.ask("UPGRADE||", *texts.closed(""))
+        (last,) = sender.begin(netimage.image())
+        sender.client.mark()
+        module.hold(module.UNPACK)
+        allow_no_thread_more(self.agent)
+        sender.send(last)
+        sender.client.expect(texts.net_blocks_installed()[:3])
+        module.wait_for_command(module.UNPACK)
+        # The console waits for the commands, and is served after them.
+        other = self.connect()
+        other.send("VERSION")
+        module.release()
+        sender.client.expect(texts.net_blocks_installed()[3:] + texts.net_reboots())
+        other.expect(["VERSION||1.15"])
+        module.wait_for_command(module.REBOOT)
         self.assert_installed()
 
 
