@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/LossyWriter.h"
 #include "support/FullDisk.h"
+#include "support/OrdinaryUser.h"
 #include "support/Pty.h"
 
 #include <QDir>
@@ -23,7 +24,6 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr int smallLimit = 20'000;
-const uid_t otherUser = 65'534;
 
 QByteArray line(int number)
 {
@@ -34,27 +34,6 @@ QByteArray lossReport(qint64 lines)
 {
     return "lost " + QByteArray::number(lines) + '\n';
 }
-
-/** The process is an ordinary user meanwhile, and was one before when it is not root's. */
-class OrdinaryUser
-{
-public:
-    OrdinaryUser() : m_wasRoot(::geteuid() == 0)
-    {
-        if (m_wasRoot && ::seteuid(otherUser) != 0)
-            qFatal("cannot become another user");
-    }
-    ~OrdinaryUser()
-    {
-        if (m_wasRoot && ::seteuid(0) != 0)
-            qFatal("cannot become root again");
-    }
-    OrdinaryUser(const OrdinaryUser &) = delete;
-    OrdinaryUser &operator=(const OrdinaryUser &) = delete;
-
-private:
-    bool m_wasRoot;
-};
 
 /** A writing end, and a reading end that only reads when it is asked to. */
 class Ends

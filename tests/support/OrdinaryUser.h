@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+
+#include <cstdlib>
+#include <unistd.h>
+
+/** The process is an ordinary user meanwhile, as it is anyway when root has not started it. */
+class OrdinaryUser
+{
+public:
+    static constexpr uid_t id = 65'534;
+
+    OrdinaryUser() : m_wasRoot(::geteuid() == 0)
+    {
+        if (m_wasRoot && ::setresuid(id, id, 0) != 0)
+            std::abort();
+    }
+    ~OrdinaryUser()
+    {
+        if (m_wasRoot && ::setresuid(0, 0, 0) != 0)
+            std::abort();
+    }
+    OrdinaryUser(const OrdinaryUser &) = delete;
+    OrdinaryUser &operator=(const OrdinaryUser &) = delete;
+
+    /** That user may create and remove files there. */
+    static void give(const QByteArray &folder)
+    {
+        if (::geteuid() == 0 && ::chown(folder.constData(), id, id) != 0)
+            std::abort();
+    }
+
+private:
+    bool m_wasRoot;
+};
