@@ -1,11 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "netupgrade/NetArchive.h"
 
+#include <QFileInfo>
+
 bool NetArchive::create()
 {
     m_file.close();
+    return open() || (removeUnwritable() && open());
+}
+
+bool NetArchive::open()
+{
     // Unbuffered, so that a full disk shows at the write that met it.
     return m_file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
+}
+
+bool NetArchive::removeUnwritable()
+{
+    const QFileInfo old(m_file.fileName());
+    return (old.isSymLink() || old.isFile()) && !old.isWritable() && m_file.remove();
 }
 
 bool NetArchive::append(const QByteArray &bytes)

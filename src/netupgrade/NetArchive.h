@@ -11,7 +11,9 @@ class NetArchive
 public:
     explicit NetArchive(const QString &path) : m_file(path) {}
 
-    /** Opens the file anew, emptied. */
+    /** Opens the file and empties it. One that belongs to another user and may not be written is
+     *  replaced where the folder allows that, and so is a link to such a file: the file that it
+     *  leads to stays as it is. */
     bool create();
     bool isOpen() const { return m_file.isOpen(); }
     /** Writes all of `bytes` or nothing: after a failure the same bytes can be appended again. */
@@ -23,5 +25,8 @@ public:
     void remove();
 
 private:
+    bool open();
+    bool removeUnwritable();
+
     QFile m_file;
 };

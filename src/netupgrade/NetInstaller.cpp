@@ -106,7 +106,8 @@ void NetInstaller::perform(const NetInstallStep &step, const NetImage &header)
 void NetInstaller::writeVersion(const QByteArray &version, const QString &successLine)
 {
     // Written beside and renamed: a power cut leaves the old version or the new one, never half.
-    AtomicFile file(m_paths.netVersion);
+    // One that a run as another user has left would otherwise stay for good.
+    AtomicFile file(m_paths.netVersion, AtomicFile::Unwritable::Replace);
     if (file.open() && file.write(version) && file.commit()) {
         say(successLine);
         return;

@@ -116,18 +116,20 @@ class TestTmpfiles(unittest.TestCase):
                 with open(os.path.join(root, "etc", name), "w", encoding="ascii") as file:
                     file.write(lines)
             archive = os.path.join(root, "data/sysupdate.tar.bz2")
+            version = os.path.join(root, "data/version")
             package = os.path.join(root, "data/FW.fwm")
-            for path in (archive, package):
+            for path in (archive, version, package):
                 with open(path, "w", encoding="ascii") as file:
                     file.write("kept")
             done = subprocess.run(["systemd-tmpfiles", "--create", f"--root={root}", TMPFILES],
                                   capture_output=True, text=True, check=False)
             self.assertEqual((done.returncode, done.stdout + done.stderr), (0, ""))
-            found = {path: os.stat(path) for path in (os.path.dirname(archive), archive, package)}
+            found = {path: os.stat(path) for path in (os.path.dirname(archive), archive, version, package)}
             self.assertEqual([(oct(one.st_mode & 0o7777), one.st_uid, one.st_gid)
                               for one in found.values()],
-                             [("0o2775", 0, 991), ("0o664", 990, 991), ("0o644", 0, 0)])
-            for path in (archive, package):
+                             [("0o2775", 0, 991), ("0o664", 990, 991), ("0o664", 990, 991),
+                              ("0o644", 0, 0)])
+            for path in (archive, version, package):
                 self.assertEqual(os.path.getsize(path), 4)
 
 

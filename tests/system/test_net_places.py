@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""NET images where /data is missing, full or read-only. Each class needs a world of its own."""
+"""NET images where /data is missing, full, read-only or has the files of another user. Each class
+needs a world of its own."""
 
 import os
 
@@ -73,6 +74,27 @@ class TestReadOnly(PlacesWorld):
         self.assertEqual(module.commands(), [])
         self.assert_module(None, networld.OLD_FILES, None)
         self.assert_flash({(1, 0): AUX.data})
+
+
+class TestOtherUser(networld.NetWorld):
+    """A /data with an archive and a version file that only another user may write."""
+
+    def test_blocks(self):
+        """The agent is an ordinary user and replaces both."""
+        self.assertNotEqual(os.getuid(), 0)
+        for path in (netimage.ARCHIVE, netimage.VERSION_FILE):
+            with self.assertRaises(PermissionError):
+                open(path, "ab")
+        self.start_agent()
+        sender = self.sender()
+        sender.send_all(netimage.image())
+        self.finish_blocks(sender.client)
+        self.assert_installed()
+
+    def setUp(self):
+        """Without the rest of a module's set-up, which would remove the files."""
+        world.World.setUp(self)
+        module.clean(networld.OLD_FILES, but=(netimage.ARCHIVE, netimage.VERSION_FILE))
 
 
 class TestFull(PlacesWorld):

@@ -21,9 +21,9 @@ REBOOT = "sudo reboot"
 INSTALL = [MD5SUM, WRITABLE, UNPACK, REMOVE, READ_ONLY, SYNC]
 
 
-def clean(old_files=()):
-    """A module that was never upgraded, with {name: bytes} as its files."""
-    for path in (LOG, HOLD, netimage.ARCHIVE, netimage.VERSION_FILE):
+def clean(old_files=(), but=()):
+    """A module that was never upgraded, with {name: bytes} as its files; some paths stay."""
+    for path in {LOG, HOLD, netimage.ARCHIVE, netimage.VERSION_FILE}.difference(but):
         with contextlib.suppress(OSError):
             os.rmdir(path) if os.path.isdir(path) else os.remove(path)
     shutil.rmtree(ROOT, ignore_errors=True)
