@@ -249,6 +249,7 @@ private:
     void stopForMainMcu(const char *words);
     void takeMainRecord(const ProductRecord &record);
     void startMainMcuFirst();
+    void resumeReads();
     void nextMcu();
     void takeVersion();
     void giveUpVersion();
@@ -300,6 +301,7 @@ private:
     void startMode(int upgradeModel);
     void checkOneItem();
     void skipItem();
+    void nextItem();
     void skipFailedItem();
     void skipped(const char *why, int entry = -1);
     void upgradeCurrentItem(int entry);
@@ -358,8 +360,10 @@ private:
     QStringList m_productInfos;
     QJsonDocument m_infoDescription;
     int m_productInfoIndex = 0;
+    /** The main MCU has its turn before all others; the reads of the rows after it wait. */
     bool m_mainMcuFirst = false;
-    bool m_mainMcuFirstUsed = false;
+    /** The row that had this turn in the run; -1 when none had. */
+    int m_mainFirstRow = -1;
     bool m_imageWritten = false;
     NetImage m_netHeader;
     std::unique_ptr<NetArchive> m_netArchive;

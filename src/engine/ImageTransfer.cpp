@@ -47,6 +47,8 @@ bool ControlCenter::slotWriteMultBoard(uchar mcuType, uchar mcuIndex, QString fi
     m_runActive = true;
     m_runGuard->start();
     m_retryCount = 0;
+    m_mainMcuFirst = false;
+    m_mainFirstRow = -1;
     m_step = step::otherImage;
     m_imageFileName = std::move(filename);
     m_uploadType = UploadType::File;

@@ -137,7 +137,7 @@ void ControlCenter::takeProductInfo()
         takeMainRecord(ProductRecord::decode(m_reply.payload()));
 
     const QString bootcodeFlag = currentFields().value(field::bootcodeFlag);
-    if (main && !m_reading && !m_mainMcuFirstUsed && bootcodeFlag != QLatin1String("0"))
+    if (main && !m_reading && m_mainFirstRow < 0 && bootcodeFlag != QLatin1String("0"))
         startMainMcuFirst();
     else
         nextMcu();
@@ -166,9 +166,16 @@ void ControlCenter::startMainMcuFirst()
 {
     sayInChain(filled(text::mainMcuFirst, currentName()));
     m_mainMcuFirst = true;
-    m_mainMcuFirstUsed = true;
+    m_mainFirstRow = mcuIndex();
     m_step = step::mainMcuFirst;
     checkVersion();
+}
+
+/** The main MCU has had its turn, with or without an image: the other rows are still unread. */
+void ControlCenter::resumeReads()
+{
+    m_mainMcuFirst = false;
+    nextMcu();
 }
 
 void ControlCenter::nextMcu()
@@ -226,14 +233,10 @@ void ControlCenter::pollProductId()
 void ControlCenter::mainMcuIsBack()
 {
     m_retryCount = 0;
-    if (m_mainMcuFirst) {
-        m_mainMcuFirst = false;
-        nextMcu();
-        return;
-    }
-    m_step = step::nextItem;
-    setMcuIndex(mcuIndex() + 1);
-    checkVersion();
+    if (m_mainMcuFirst)
+        resumeReads();
+    else
+        nextItem();
 }
 
 void ControlCenter::sendReboot()

@@ -54,7 +54,7 @@ void ControlCenter::resetRun(int upgradeModel)
     m_enterRetries = 0;
     m_writeRetries = 0;
     m_mainMcuFirst = false;
-    m_mainMcuFirstUsed = false;
+    m_mainFirstRow = -1;
     m_imageWritten = false;
     const std::lock_guard lock(m_mutex);
     m_erasingShown = false;
@@ -118,15 +118,23 @@ void ControlCenter::checkOneItem()
         say(filled(text::shortListItem, row.first()));
         skipped(runWord::badRow);
         skipItem();
-    } else if (m_mainMcuFirstUsed && m_step == step::nextItem &&
-               row.value(field::result) == QLatin1String(result::success)) {
-        skipItem(); // the main MCU has its image already
+    } else if (m_step == step::nextItem && mcuIndex() == m_mainFirstRow) {
+        skipItem(); // the main MCU had its turn, whatever came of it
     } else {
         checkUpgradeFlag();
     }
 }
 
+/** Before all others the main MCU alone has a turn: then the reads go on, not the images. */
 void ControlCenter::skipItem()
+{
+    if (m_mainMcuFirst)
+        resumeReads();
+    else
+        nextItem();
+}
+
+void ControlCenter::nextItem()
 {
     m_step = step::nextItem;
     setMcuIndex(mcuIndex() + 1);

@@ -36,8 +36,19 @@ const Kind lastingKinds[] = {
     {Trouble::Refused, "refused", {9}},
 };
 
+/** What such an upgrade does otherwise than any other. */
+QList<Command> bootcodeFirstCommands()
+{
+    QList<Command> commands{{"F802 main", -1}, {"F900", 1}, {"F901", 1}, {"F902", 0}, {"F902", 2}};
+    for (const char *word : {"F900", "F901", "7900", "7901:0", "7901:1", "7901:2"})
+        commands.append({QString::fromLatin1(word), 0});
+    return commands;
+}
+
 QList<Command> commandsOf(Chain chain)
 {
+    if (chain == Chain::BootcodeFirst)
+        return bootcodeFirstCommands();
     QList<Command> commands;
     if (chain == Chain::Upgrade)
         commands.append({"F903", -1});
@@ -84,7 +95,7 @@ QList<Disturbance> matrix::casesOf(Chain chain)
     for (const Command &command : commands) {
         append(cases, chain, command, kinds);
         if (command.word.startsWith(QLatin1String("790")) && command.row >= 0 &&
-            chain == Chain::Upgrade)
+            chain != Chain::Write)
             append(cases, chain, command, lastingKinds);
     }
     return cases;

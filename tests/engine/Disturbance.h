@@ -6,7 +6,13 @@
 #include <QStringList>
 
 /** The chains of commands that the engine can be asked for. */
-enum class Chain { Upgrade, Read, Write };
+enum class Chain {
+    Upgrade,
+    /** An upgrade of a device whose main MCU runs its bootcode. */
+    BootcodeFirst,
+    Read,
+    Write,
+};
 
 /** What goes wrong with one command and its reply. */
 enum class Trouble {

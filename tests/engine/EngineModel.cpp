@@ -25,6 +25,7 @@ EngineModel::EngineModel(const Disturbance &disturbance)
     }
     switch (disturbance.chain) {
     case Chain::Upgrade:
+    case Chain::BootcodeFirst:
         upgrade();
         break;
     case Chain::Read:
@@ -105,10 +106,22 @@ void EngineModel::fail(const QString &status, int row)
 void EngineModel::upgrade()
 {
     lines = QStringList{"ConnectSuccess|ttyS2", "Firmware file checksum ok.", "Read model name."};
-    if (!readModelName() || !readAllRows())
+    if (!readModelName())
+        return;
+    // The main MCU has one turn, before all others or with them, whatever comes of it.
+    const bool mainFirst = m_disturbance.chain == Chain::BootcodeFirst;
+    if (mainFirst) {
+        if (!readRow(0))
+            return;
+        say(QStringLiteral("'MAIN' product information flag is valid, start to upgrade main mcu "
+                           "first."));
+        if (!sendImage(0))
+            return;
+    }
+    if (!readRowsFrom(mainFirst ? 1 : 0))
         return;
     readVersions();
-    if (!sendImages() || !reboot())
+    if (!sendImagesFrom(mainFirst ? 1 : 0) || !reboot())
         return;
     if (!awaitProductId(QStringLiteral("F802 system"), QStringLiteral("Systerm run fail."))) {
         fail(QStringLiteral("5"), m_rowCount);
@@ -176,10 +189,12 @@ bool EngineModel::readRow(int row)
         return row != 0;
     say(QStringLiteral("Read the bootcode information of '%1' success.").arg(name(row)));
     m_rows[row][3] = number(matrix::rows[m_reply.row].mcuType);
-    m_rows[row][9] = QStringLiteral("0");
+    const bool inBootcode = row == 0 && m_disturbance.chain == Chain::BootcodeFirst;
+    m_rows[row][9] = number(int(inBootcode));
     m_rows[row][10] = QStringLiteral("1");
     if (row == 0)
-        say(QStringLiteral("MAIN MCU running in APP."));
+        say(inBootcode ? QStringLiteral("MAIN MCU running in Bootcode.")
+                       : QStringLiteral("MAIN MCU running in APP."));
     if (!readRowPart(row, QStringLiteral("F901"), QStringLiteral("product"),
                      QStringLiteral("Read the product information of '%1'.")))
         return row != 0;
@@ -189,9 +204,9 @@ bool EngineModel::readRow(int row)
     return true;
 }
 
-bool EngineModel::readAllRows()
+bool EngineModel::readRowsFrom(int first)
 {
-    for (int row = 0; row < m_rowCount; ++row) {
+    for (int row = first; row < m_rowCount; ++row) {
         if (!readRow(row))
             return false;
     }
@@ -209,50 +224,59 @@ void EngineModel::readVersions()
             continue;
         }
         const auto &version = matrix::rows[m_reply.row].version;
+        const bool known = !m_line.isHalfWritten(m_reply.row);
         for (int part = 0; part < 3; ++part)
-            m_rows[row][6 + part] = number(version[part]);
+            m_rows[row][6 + part] = number(known ? version[part] : 0);
         say(QStringLiteral("Read '%1' version success, version is V%2")
                 .arg(name(row), m_rows[row].mid(6, 3).join('.')));
     }
 }
 
-bool EngineModel::sendImages()
+bool EngineModel::sendImagesFrom(int first)
 {
-    for (int row = 0; row < m_rowCount; ++row) {
-        QStringList &fields = m_rows[row];
-        const bool isKnown = !fields.at(3).isEmpty() && !fields.at(4).isEmpty();
-        if (!isKnown) { // no image can be told to be for it
-            fields[12] = QStringLiteral("2");
-            say(QStringLiteral("UPGRADERESULT|%1|2").arg(fields.join(',')));
-            continue;
-        }
-        const QString runs =
-            fields.at(6).isEmpty() ? QStringLiteral("0.0.0") : fields.mid(6, 3).join('.');
-        say(QStringLiteral("Firmware version V2.0.0 greater than the '%1' version V%2, will "
-                           "upgrade.")
-                .arg(name(row), runs));
-        fields[11] = QStringLiteral("1");
-        const bool written = writeImage(row);
-        fields[12] = written ? QStringLiteral("1") : QStringLiteral("2");
-        say(QStringLiteral("UPGRADERESULT|%1|%2").arg(fields.join(','), fields.at(12)));
-        if (!written) {
-            say(QStringLiteral("'%1' F/W Update fail.").arg(name(row)));
-            continue;
-        }
-        m_imageWritten = true;
-        say(QStringLiteral("Write firmware '%1' success.").arg(name(row)));
-        if (row == m_rowCount - 1)
-            say(QStringLiteral("Write all firmware success."));
-        if (row != 0)
-            continue;
-        say(QStringLiteral("The Main MCU is restarting, please wait."));
-        m_line.dropAll();
-        if (!awaitProductId(QStringLiteral("F802 main"), QStringLiteral("Main MCU run fail."))) {
-            fail(QStringLiteral("5"), row);
+    for (int row = first; row < m_rowCount; ++row) {
+        if (!sendImage(row))
             return false;
-        }
-        say(QStringLiteral("Upgrade Main MCU success."));
     }
+    return true;
+}
+
+/** False when the run has ended with it. */
+bool EngineModel::sendImage(int row)
+{
+    QStringList &fields = m_rows[row];
+    const bool isKnown = !fields.at(3).isEmpty() && !fields.at(4).isEmpty();
+    if (!isKnown) { // no image can be told to be for it
+        fields[12] = QStringLiteral("2");
+        say(QStringLiteral("UPGRADERESULT|%1|2").arg(fields.join(',')));
+        return true;
+    }
+    const QString runs =
+        fields.at(6).isEmpty() ? QStringLiteral("0.0.0") : fields.mid(6, 3).join('.');
+    say(QStringLiteral("Firmware version V2.0.0 greater than the '%1' version V%2, will "
+                       "upgrade.")
+            .arg(name(row), runs));
+    fields[11] = QStringLiteral("1");
+    const bool written = writeImage(row);
+    fields[12] = written ? QStringLiteral("1") : QStringLiteral("2");
+    say(QStringLiteral("UPGRADERESULT|%1|%2").arg(fields.join(','), fields.at(12)));
+    if (!written) {
+        say(QStringLiteral("'%1' F/W Update fail.").arg(name(row)));
+        return true;
+    }
+    m_imageWritten = true;
+    say(QStringLiteral("Write firmware '%1' success.").arg(name(row)));
+    if (row == m_rowCount - 1)
+        say(QStringLiteral("Write all firmware success."));
+    if (row != 0)
+        return true;
+    say(QStringLiteral("The Main MCU is restarting, please wait."));
+    m_line.dropAll();
+    if (!awaitProductId(QStringLiteral("F802 main"), QStringLiteral("Main MCU run fail."))) {
+        fail(QStringLiteral("5"), row);
+        return false;
+    }
+    say(QStringLiteral("Upgrade Main MCU success."));
     return true;
 }
 

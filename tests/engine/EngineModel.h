@@ -29,9 +29,10 @@ private:
     bool readModelName();
     bool readRow(int row);
     bool readRowPart(int row, const QString &word, const QString &what, const QString &question);
-    bool readAllRows();
+    bool readRowsFrom(int first);
     void readVersions();
-    bool sendImages();
+    bool sendImage(int row);
+    bool sendImagesFrom(int first);
     bool writeImage(int row);
     bool enterUpdateMode(int row);
     bool writeBlocks(int row);

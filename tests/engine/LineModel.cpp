@@ -27,7 +27,7 @@ Worth LineModel::obey(const QString &word, int row)
         return Worth::Good;
     Flash &flash = m_flash[row];
     if (word == QLatin1String("7900"))
-        flash = {true, 0, -1};
+        flash = {true, 0, -1, flash.half};
     if (!word.startsWith(QLatin1String("7901")))
         return Worth::Good;
     const int block = word.section(QLatin1Char(':'), 1).toInt();
@@ -38,6 +38,7 @@ Worth LineModel::obey(const QString &word, int row)
     flash.last = block;
     ++flash.next;
     flash.open = flash.next < matrix::blocksPerImage;
+    flash.half = flash.open;
     return Worth::Good;
 }
 
@@ -72,7 +73,7 @@ bool LineModel::send(const QString &word, int row)
         break;
     case Trouble::PowerCut:
         for (Flash &flash : m_flash)
-            flash = {};
+            flash = {false, 0, -1, flash.half};
         break;
     case Trouble::LostReply:
     case Trouble::BadChecksum:

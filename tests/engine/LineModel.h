@@ -39,6 +39,8 @@ public:
     /** Nothing is awaited for a while: whatever is there or comes is dropped. */
     void dropAll() { m_inbox.clear(); }
 
+    bool isHalfWritten(int row) const { return m_flash[row].half; }
+
     /** Every command that reached the line, with its row's name. */
     const QStringList &frames() const { return m_frames; }
     static QString frameName(const QString &word, int row);
@@ -55,6 +57,8 @@ private:
         int next = 0;
         /** The block stored last; it may come again. */
         int last = -1;
+        /** An image was begun and not completed, so that nothing runs in the chip. */
+        bool half = false;
     };
 
     Disturbance m_disturbance;

@@ -9,7 +9,7 @@ namespace {
 
 const QStringList upgradeRows{"MAIN,0,0", "AUX,1,0", "END,1,1"};
 
-QVector<ChipDescription> chips()
+QVector<ChipDescription> chips(Chain chain)
 {
     QVector<ChipDescription> all;
     for (const MatrixRow &row : matrix::rows) {
@@ -19,6 +19,7 @@ QVector<ChipDescription> chips()
                         true};
         all.append(chip);
     }
+    all.first().bootcode = chain == Chain::BootcodeFirst;
     return all;
 }
 
@@ -83,9 +84,9 @@ QList<QByteArray> inBytes(const QByteArray &reply)
 } // namespace
 
 MatrixWorld::MatrixWorld(const Disturbance &disturbance)
-    : m_disturbance(disturbance), m_scenario(chips(), images())
+    : m_disturbance(disturbance), m_scenario(chips(disturbance.chain), images())
 {
-    DeviceDescription description = Scenario::deviceOf(chips());
+    DeviceDescription description = Scenario::deviceOf(chips(disturbance.chain));
     description.auxChips = {{1, 2, "AUX"}};
     m_scenario.device = SimulatedDevice(description);
     m_scenario.link->answerInstead = [this](const QByteArray &frame) { return answer(frame); };
@@ -97,6 +98,7 @@ bool MatrixWorld::run()
     m_scenario.engine->slotConnect(QStringLiteral("ttyS2"));
     switch (m_disturbance.chain) {
     case Chain::Upgrade:
+    case Chain::BootcodeFirst:
         m_scenario.engine->uploadByMergeFW(m_scenario.packagePath(), upgradeRows, 2);
         break;
     case Chain::Read:
@@ -118,6 +120,11 @@ bool MatrixWorld::upgradeAgain()
            results() == QLatin1String("111");
 }
 
+bool MatrixWorld::isUpgrade() const
+{
+    return m_disturbance.chain == Chain::Upgrade || m_disturbance.chain == Chain::BootcodeFirst;
+}
+
 QStringList MatrixWorld::lines() const
 {
     QStringList kept;
@@ -128,7 +135,7 @@ QStringList MatrixWorld::lines() const
         ended = line.contains(QLatin1String("APPSTATUS|"));
     }
     // The other two chains are asked for behind the connect, which has no part in them.
-    return m_disturbance.chain == Chain::Upgrade ? kept : kept.mid(1);
+    return isUpgrade() ? kept : kept.mid(1);
 }
 
 QStringList MatrixWorld::frames() const

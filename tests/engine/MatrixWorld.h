@@ -15,6 +15,8 @@ public:
     /** An undisturbed upgrade behind it; every row must be written. */
     bool upgradeAgain();
 
+    bool isUpgrade() const;
+
     /** The transcript. An erasing line behind the end of a failed run is left out: it comes from
      *  the progress going back to 0 and says nothing. */
     QStringList lines() const;

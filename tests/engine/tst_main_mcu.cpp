@@ -42,8 +42,6 @@ private slots:
     void bootcodeFirst();
     void bootcodeThatStays();
     void bootcodeInTwoRows();
-    void bootcodeFirstWithoutAnImage();
-    void bootcodeFirstGivenUp();
     void bootcodeFirstInALaterRow();
     void bootcodeOfAnother();
     void comesBackLate();
@@ -187,29 +185,6 @@ void TestMainMcu::bootcodeInTwoRows()
     QCOMPARE(world.with("UPGRADERESULT"),
              QStringList({"UPGRADERESULT|MAIN,0,0,1,1,65,,,,1,1,1,1|1",
                           "UPGRADERESULT|MAIN,0,0,1,1,65,1,0,0,1,1,1,1|1"}));
-}
-
-void TestMainMcu::bootcodeFirstWithoutAnImage()
-{
-    World world([](ChipDescription &main) { main.bootcode = true; });
-    world.setPackage(makePackage({images.last()}));
-    QVERIFY(world.run(rows, 5));
-    QVERIFY(world.succeeded());
-    // The main MCU's turn is over, and the version check goes on behind it.
-    QCOMPARE(world.with("No suitable firmware").size(), 1);
-    QCOMPARE(world.with("restarting").size(), 0);
-    QVERIFY(world.results(2).startsWith(QLatin1Char('2')));
-}
-
-void TestMainMcu::bootcodeFirstGivenUp()
-{
-    World world([](ChipDescription &main) { main.bootcode = true; });
-    world.addFault(QStringLiteral("refuse:word=enter,type=0"));
-    QVERIFY(world.run(rows, 5));
-    QVERIFY(world.succeeded());
-    QCOMPARE(world.with("'MAIN' F/W Update fail.").size(), 1);
-    QCOMPARE(world.with("restarting").size(), 0);
-    QVERIFY(world.results(2).startsWith(QLatin1Char('2')));
 }
 
 void TestMainMcu::bootcodeFirstInALaterRow()
