@@ -222,6 +222,7 @@ private:
     // Response parser
     void takeBytes(const QByteArray &datas);
     void takeFrame(const QByteArray &frame);
+    bool isLateAnswer(const Reply &reply) const;
     void takeText(const QByteArray &datas);
     void backData(const QString &line);
 
@@ -235,6 +236,7 @@ private:
     // Sequencer
     void happened(Event event);
     void restartCommandTimer();
+    bool writesInfo() const;
     QString stepName() const;
     void reportTrouble(const Transition &line, const QString &name, const QString &text);
 

@@ -2,6 +2,7 @@
 #include "engine/ControlCenter.h"
 #include "engine/Steps.h"
 #include "links/LinkState.h"
+#include "planning/LateAnswer.h"
 #include "platform/Log.h"
 #include "protocol/CommandWords.h"
 
@@ -89,8 +90,27 @@ void ControlCenter::takeBytes(const QByteArray &datas)
     }
 }
 
-/** Replies are paired with the command in flight by its word alone. Block acknowledgements have
- *  no rule here: they are the uploader's, and must find `canRead` as it was. */
+/** A reply that was awaited for another row; the wait for the current row's goes on untouched. */
+bool ControlCenter::isLateAnswer(const Reply &reply) const
+{
+    TypeAndIndexTable rows;
+    int current = 0;
+    {
+        const std::lock_guard lock(m_mutex);
+        rows = m_TypeAndIndexs;
+        current = writesInfo() ? m_productInfoIndex : m_mcuIndex;
+    }
+    const int row = rowOfLateAnswer(reply, rows, current);
+    if (row < 0)
+        return false;
+    qCDebug(logEngine) << "late answer of" << rows.value(row, field::name)
+                       << "dropped, awaiting that of" << rows.value(current, field::name);
+    return true;
+}
+
+/** Replies are paired with the command in flight by its word and, where they echo a chip, by that.
+ *  Block acknowledgements have no rule here: they are the uploader's, and must find `canRead` as
+ *  it was. */
 void ControlCenter::takeFrame(const QByteArray &frame)
 {
     const Reply reply(frame);
@@ -108,7 +128,7 @@ void ControlCenter::takeFrame(const QByteArray &frame)
         return;
     }
     const ReplyRule *rule = ruleFor(word);
-    if (rule == nullptr || awaitedWord(m_step) != word)
+    if (rule == nullptr || awaitedWord(m_step) != word || isLateAnswer(reply))
         return;
     const Event event = classify(*rule, reply);
     canRead = false;

@@ -44,9 +44,14 @@ void ControlCenter::restartCommandTimer()
     m_commandTimer->start();
 }
 
+/** The step works on a row of a product-information write, which has an index of its own. */
+bool ControlCenter::writesInfo() const
+{
+    return m_step >= step::writeInfo && m_step <= step::writeInfoGivenUp;
+}
+
 /** The name of the row that the step works on. */
 QString ControlCenter::stepName() const
 {
-    const bool writesInfo = m_step >= step::writeInfo && m_step <= step::writeInfoGivenUp;
-    return writesInfo ? getTypeAndIndex(m_productInfoIndex, field::name) : currentName();
+    return writesInfo() ? getTypeAndIndex(m_productInfoIndex, field::name) : currentName();
 }

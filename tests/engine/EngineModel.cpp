@@ -86,7 +86,7 @@ void EngineModel::sendOrTell(const QString &word, int row)
 EngineModel::Verdict EngineModel::exchange(const QString &word, int row)
 {
     sendOrTell(word, row);
-    const auto reply = m_line.receive(word);
+    const auto reply = m_line.receive(word, row);
     if (!reply)
         return Verdict::Silence;
     m_reply = *reply;
@@ -188,7 +188,7 @@ bool EngineModel::readRow(int row)
                      QStringLiteral("Read bootcode information of '%1'.")))
         return row != 0;
     say(QStringLiteral("Read the bootcode information of '%1' success.").arg(name(row)));
-    m_rows[row][3] = number(matrix::rows[m_reply.row].mcuType);
+    m_rows[row][3] = number(matrix::rows[row].mcuType);
     const bool inBootcode = row == 0 && m_disturbance.chain == Chain::BootcodeFirst;
     m_rows[row][9] = number(int(inBootcode));
     m_rows[row][10] = QStringLiteral("1");
@@ -223,8 +223,8 @@ void EngineModel::readVersions()
                 say(QStringLiteral("Read all mcu(list) version information done."));
             continue;
         }
-        const auto &version = matrix::rows[m_reply.row].version;
-        const bool known = !m_line.isHalfWritten(m_reply.row);
+        const auto &version = matrix::rows[row].version;
+        const bool known = !m_line.isHalfWritten(row);
         for (int part = 0; part < 3; ++part)
             m_rows[row][6 + part] = number(known ? version[part] : 0);
         say(QStringLiteral("Read '%1' version success, version is V%2")

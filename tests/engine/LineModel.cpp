@@ -108,15 +108,18 @@ bool LineModel::send(const QString &word, int row)
     return true;
 }
 
-std::optional<ModelReply> LineModel::receive(const QString &word)
+std::optional<ModelReply> LineModel::receive(const QString &word, int row)
 {
+    const bool echoesRow = word.startsWith(QLatin1String("F90")) || word == QLatin1String("7903");
     while (!m_inbox.isEmpty()) {
         const ModelReply first = m_inbox.takeFirst();
         const bool isBlock = word.startsWith(QLatin1String("7901"));
         // An acknowledgement does not say which block it is for.
         const bool answers = isBlock ? first.word.startsWith(QLatin1String("7901"))
                                      : first.word.section(' ', 0, 0) == word.section(' ', 0, 0);
-        if (answers) {
+        // Only a good reply has room for the chip that it is for.
+        const bool isAnothers = echoesRow && first.worth == Worth::Good && first.row != row;
+        if (answers && !isAnothers) {
             m_takenChunk = first.chunk;
             return first;
         }

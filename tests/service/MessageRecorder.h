@@ -31,7 +31,7 @@ private:
     {
         const QMutexLocker lock(&mutex);
         if (qstrcmp(context.category, wanted) == 0)
-            lines.append((type == QtInfoMsg ? "I " : "W ") + text);
+            lines.append((type == QtInfoMsg ? "I " : type == QtDebugMsg ? "D " : "W ") + text);
     }
 
     inline static QMutex mutex;

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "planning/TypeAndIndexTable.h"
+#include "protocol/Reply.h"
+
+/**
+ * The row that a late reply belongs to: the first one whose chip type and index are those that the
+ * reply echoes, when they are not those of `current`. -1 when the reply counts for `current`: it
+ * echoes that row or no row at all, is of the extended form, or answers a command that is not
+ * about one chip. Not every device echoes what it was asked, so an unknown echo says nothing.
+ */
+int rowOfLateAnswer(const Reply &reply, const TypeAndIndexTable &rows, int current);

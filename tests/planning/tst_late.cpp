@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "planning/LateAnswer.h"
+#include "protocol/McuFrame.h"
+
+#include <QtTest>
+
+namespace {
+
+const TypeAndIndexTable rows(QStringList{"MAIN,0,0,,,,,,,,,0,0", "AUX,1,0,,,,,,,,,0,0",
+                                         "END,1,1,,,,,,,,,0,0", "TWIN,1,0,,,,,,,,,0,0",
+                                         "FAR,2,256,,,,,,,,,0,0", "FPGA,17,0,,,,,,,,,0,0", "NAME"});
+constexpr int counts = -1;
+
+QByteArray ordinary(quint16 word, const char *payload)
+{
+    return mcu::buildFrame(mcu::replyStart, {}, word, QByteArray::fromHex(payload));
+}
+
+} // namespace
+
+class TestLate : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void answers_data();
+    void answers();
+};
+
+void TestLate::answers_data()
+{
+    QTest::addColumn<QByteArray>("reply");
+    QTest::addColumn<int>("current");
+    QTest::addColumn<int>("row");
+
+    QTest::newRow("own bootcode") << ordinary(0xF900, "01000100020001") << 1 << counts;
+    QTest::newRow("bootcode of another") << ordinary(0xF900, "00000100020001") << 1 << 0;
+    QTest::newRow("record of another") << ordinary(0xF901, "01010141") << 1 << 2;
+    QTest::newRow("version of another") << ordinary(0xF902, "0101010203") << 1 << 2;
+    QTest::newRow("version of an FPGA") << ordinary(0xF902, "11000301") << 2 << 5;
+    QTest::newRow("written record of another") << ordinary(0x7903, "010100") << 1 << 2;
+    QTest::newRow("the main MCU waits") << ordinary(0xF902, "0101010203") << 0 << 2;
+
+    QTest::newRow("two rows for one chip") << ordinary(0xF902, "0100010203") << 3 << counts;
+    QTest::newRow("first of two rows for one chip") << ordinary(0xF902, "0100010203") << 2 << 1;
+    QTest::newRow("index goes out as one byte") << ordinary(0xF902, "0200010203") << 4 << counts;
+    QTest::newRow("the same, another waits") << ordinary(0xF902, "0200010203") << 1 << 4;
+    QTest::newRow("row without numbers is asked as 0, 0")
+        << ordinary(0xF902, "0000010203") << 6 << counts;
+
+    QTest::newRow("chip of no row") << ordinary(0xF902, "0900010203") << 1 << counts;
+    QTest::newRow("type of one row, index of another") << ordinary(0xF902, "0001") << 1 << counts;
+    QTest::newRow("nothing but the echo") << ordinary(0xF902, "0101") << 1 << 2;
+    QTest::newRow("half an echo") << ordinary(0xF902, "00") << 1 << counts;
+    QTest::newRow("no data") << ordinary(0xF902, "") << 1 << counts;
+    QTest::newRow("extended") << mcu::buildStatusFrame(mcu::replyStart, {}, 0xF902, 3) << 1
+                              << counts;
+    // Its first bytes would be the echo of MAIN.
+    QTest::newRow("model name") << ordinary(0xF903, "0000") << 1 << counts;
+    QTest::newRow("product ID") << ordinary(0xF802, "0000") << 1 << counts;
+}
+
+void TestLate::answers()
+{
+    QFETCH(QByteArray, reply);
+    QFETCH(int, current);
+    QFETCH(int, row);
+    QCOMPARE(rowOfLateAnswer(Reply(reply), rows, current), row);
+}
+
+QTEST_GUILESS_MAIN(TestLate)
+#include "tst_late.moc"
