@@ -64,6 +64,9 @@ struct Pauses
 
     /** Between an MCU's word that it is in update mode and the first block. */
     ms beforeFirstBlock{200};
+    /** After the acknowledgement of a block that was sent more than once: those of the other
+     *  sends arrive in this time and are dropped. */
+    ms afterRepeatedBlock{250};
     ms afterImage{1'000};
     /** After a quiet NET install, before the device is told. */
     ms quietInstall{1'000'000};

@@ -36,14 +36,19 @@ AssemblerRules replyRules(mcu::FrameAddress address)
 
 std::atomic<double> CoreUpload::m_FWPersent{0.0};
 
-CoreUpload::CoreUpload(const TimeOuts &timeOuts, QObject *parent)
+CoreUpload::CoreUpload(const TimeOuts &timeOuts, const Pauses &pauses, QObject *parent)
     : QObject(parent),
       m_timeOuts(timeOuts),
+      m_pauses(pauses),
       m_assembler(replyRules({})),
-      m_sendTimer(new QTimer(this))
+      m_sendTimer(new QTimer(this)),
+      m_settleTimer(new QTimer(this))
 {
     m_sendTimer->setSingleShot(true);
     connect(m_sendTimer, &QTimer::timeout, this, &CoreUpload::onTimeOutSendData);
+    m_settleTimer->setSingleShot(true);
+    m_settleTimer->setTimerType(Qt::PreciseTimer);
+    connect(m_settleTimer, &QTimer::timeout, this, &CoreUpload::goOn);
 }
 
 void CoreUpload::setTransports(CoreCOMQ *serial, CoreTelnet *network)
@@ -105,6 +110,7 @@ void CoreUpload::uploadData(uchar mcuType, uchar mcuIndex, const QByteArray &dat
 void CoreUpload::reset()
 {
     m_sendTimer->stop();
+    m_settleTimer->stop();
     m_assembler.reset();
     m_packer.release();
     m_blockIsOut = false;
@@ -148,7 +154,7 @@ bool CoreUpload::sendRaw(const unsigned char *bytes, int length)
     return true;
 }
 
-/** Acknowledgements bear no block number, so whatever follows an accepted one in the same chunk
+/** Acknowledgements carry no block number, so whatever follows an accepted one in the same chunk
  *  can only be its echo and must not be credited to the next block. */
 void CoreUpload::slotReceiveDatas(QByteArray datas)
 {
@@ -183,7 +189,17 @@ void CoreUpload::takeAcknowledgement(quint8 status)
         repeatOrFail();
         return;
     }
+    m_blockIsOut = false;
+    const bool wasRepeated = m_retryCount > 0;
     m_retryCount = 0;
+    if (wasRepeated)
+        m_settleTimer->start(m_pauses.afterRepeatedBlock);
+    else
+        goOn();
+}
+
+void CoreUpload::goOn()
+{
     if (m_packer.moreToSend())
         sendNextBlock();
     else

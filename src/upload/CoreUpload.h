@@ -16,7 +16,9 @@ class CoreTelnet;
 
 /**
  * Writes one image into one MCU that is in its update mode: a block, its acknowledgement, the next
- * block. A block that is refused or unanswered goes out up to three times. Ends with exactly one
+ * block. A block that is refused or unanswered goes out up to three times. Acknowledgements carry
+ * no block number: after that of a block that went out more than once, whatever arrives within a
+ * pause is dropped before the transfer goes on. Ends with exactly one
  * "SingleUploadSuccess" or "SingleUploadFail" through message(), except for an image of fewer than
  * 256 bytes, which has no last block and so ends without a verdict.
  */
@@ -25,7 +27,8 @@ class CoreUpload : public QObject
     Q_OBJECT
 
 public:
-    explicit CoreUpload(const TimeOuts &timeOuts = TimeOuts(), QObject *parent = nullptr);
+    explicit CoreUpload(const TimeOuts &timeOuts = TimeOuts(), const Pauses &pauses = Pauses(),
+                        QObject *parent = nullptr);
 
     /** Exactly one of the two is set; neither is owned. */
     void setTransports(CoreCOMQ *serial, CoreTelnet *network);
@@ -64,6 +67,7 @@ private slots:
 private:
     bool takeByte(quint8 byte);
     void takeAcknowledgement(quint8 status);
+    void goOn();
     void sendNextBlock();
     bool sendBlock();
     void repeatOrFail();
@@ -71,12 +75,15 @@ private:
     void finish(const QString &verdict);
 
     TimeOuts m_timeOuts;
+    Pauses m_pauses;
     CoreCOMQ *m_serial = nullptr;
     CoreTelnet *m_network = nullptr;
     mcu::FrameAddress m_address;
     BlockPacker m_packer;
     FrameAssembler m_assembler;
     QTimer *m_sendTimer;
+    /** Runs while acknowledgements of a repeated block are dropped. */
+    QTimer *m_settleTimer;
     int m_retryCount = 0;
     /** The block in flight went out; without that, whatever comes cannot acknowledge it. */
     bool m_blockIsOut = false;

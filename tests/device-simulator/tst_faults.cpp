@@ -23,6 +23,7 @@ private slots:
     void skips();
     void meetsOnlyItsTarget();
     void answersLate();
+    void answersInOrderWhenBusy();
     void splits();
     void merges();
     void losesOnlyTheReply();
@@ -121,6 +122,30 @@ void TestFaults::answersLate()
     QCOMPARE(answers.size(), 1);
     QCOMPARE(answers.at(0).delay.count(), 12500);
     QCOMPARE(answers.at(0).bytes.toHex(), QByteArray(productId));
+}
+
+void TestFaults::answersInOrderWhenBusy()
+{
+    TestDevice test;
+    test.addFault("busy:word=enter,delay=16000,count=once");
+    const auto delays = [&test](const char *question) {
+        QByteArray text;
+        for (const DeviceAnswer &answer : test.device.receive(QByteArray::fromHex(question)))
+            text +=
+                answer.bytes.toHex() + '+' + QByteArray::number(qlonglong(answer.delay.count()));
+        return text;
+    };
+    QCOMPARE(delays(enterAux), QByteArray(accepted) + "+16000");
+    test.now += std::chrono::seconds(15);
+    QCOMPARE(delays(enterAux), QByteArray(accepted) + "+1001");
+    QCOMPARE(delays(askProductId), QByteArray(productId) + "+1002");
+    test.now += std::chrono::seconds(2);
+    QCOMPARE(delays(askProductId), QByteArray(productId) + "+0");
+    // A power cycle ends whatever it was busy with.
+    test.addFault("busy:word=enter,count=once");
+    QCOMPARE(delays(enterAux), QByteArray(accepted) + "+12000");
+    test.device.powerCycle();
+    QCOMPARE(delays(askProductId), QByteArray(productId) + "+0");
 }
 
 void TestFaults::splits()
@@ -239,8 +264,8 @@ void TestFaults::helpNamesEveryFault()
 {
     const QStringList help = Fault::help();
     for (const char *name :
-         {"silent", "refuse", "late", "bad-checksum", "wrong-word", "short", "duplicate", "echo",
-          "noise", "split", "merge", "wrong-address", "refuse-block", "silent-block",
+         {"silent", "refuse", "late", "busy", "bad-checksum", "wrong-word", "short", "duplicate",
+          "echo", "noise", "split", "merge", "wrong-address", "refuse-block", "silent-block",
           "die-at-block", "no-return-after-reboot"}) {
         QCOMPARE(help.filter(QRegularExpression(QStringLiteral("^%1 ").arg(name))).size(), 1);
         QString error;

@@ -21,6 +21,7 @@ const Kind kinds[] = {
     {Trouble::Half, "half a reply", {1}},
     {Trouble::Late, "late", {1}},
     {Trouble::LateMerged, "late, in one chunk", {1}},
+    {Trouble::LateNextSilent, "late, the next one silent", {1}},
     {Trouble::Duplicate, "twice", {1}},
     {Trouble::DuplicateApart, "twice, in two chunks", {1}},
     {Trouble::SingleBytes, "in single bytes", {1}},

@@ -34,6 +34,8 @@ enum class Trouble {
     Late,
     /** The same, both in one chunk. */
     LateMerged,
+    /** Late, and the device does not hear the next command. */
+    LateNextSilent,
     Duplicate,
     /** The same, in two chunks. */
     DuplicateApart,

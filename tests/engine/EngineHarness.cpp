@@ -151,7 +151,7 @@ Platform EngineHarness::scaledPlatform(const QString &dir)
     platform.timeOuts.lastBlock = 3ms;
     // Longer than any machine stalls in the middle of a handler: only tests of it shorten it.
     platform.timeOuts.runGuard = 10s;
-    platform.pauses = {0ms, 0ms, 0ms, 0ms};
+    platform.pauses = {0ms, 0ms, 0ms, 0ms, 0ms, 0ms};
     platform.shell.run = [](const QString &) {};
     platform.shell.readFirst = [](const QString &, int) { return QByteArray(); };
     return platform;

@@ -79,6 +79,7 @@ public:
     const Platform &platform() const { return m_platform; }
     /** Those of the next engine. */
     Limits &limits() { return m_platform.limits; }
+    Pauses &pauses() { return m_platform.pauses; }
     /** Drops the engine, whatever it is at, and makes a new one for the same device. */
     void restartEngine();
 

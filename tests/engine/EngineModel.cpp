@@ -325,9 +325,11 @@ bool EngineModel::writeBlocks(int row)
             }
             const auto reply = m_line.receive(word);
             const Verdict verdict = reply ? judge(word, *reply) : Verdict::Silence;
-            if (verdict == Verdict::Answer || verdict == Verdict::Refusal)
-                m_line.dropChunk();
             accepted = verdict == Verdict::Answer;
+            if (accepted && attempt > 1) // the answers to the other sends come within a pause
+                m_line.dropAll();
+            else if (accepted || verdict == Verdict::Refusal)
+                m_line.dropChunk();
             if (!accepted && attempt < tries)
                 say(QStringLiteral("F/W update timeout, retry %1.").arg(attempt));
         }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/LineModel.h"
 
+#include <utility>
+
 using Worth = ModelReply::Worth;
 
 QString LineModel::frameName(const QString &word, int row)
@@ -48,6 +50,7 @@ void LineModel::answer(const QString &word, int row)
         m_held = false;
         reply(word, row, Worth::Good);
         reply(word, row, obey(word, row), m_disturbance.trouble == Trouble::LateMerged);
+        m_nextIsSilent = m_disturbance.trouble == Trouble::LateNextSilent;
         return;
     }
     reply(word, row, obey(word, row));
@@ -61,6 +64,8 @@ bool LineModel::send(const QString &word, int row)
     if (m_gone)
         return false;
     m_frames.append(frameName(word, row));
+    if (std::exchange(m_nextIsSilent, false))
+        return true;
     if (!met) {
         answer(word, row);
         return true;
@@ -91,6 +96,7 @@ bool LineModel::send(const QString &word, int row)
         break;
     case Trouble::Late:
     case Trouble::LateMerged:
+    case Trouble::LateNextSilent:
         obey(word, row);
         m_held = true;
         break;

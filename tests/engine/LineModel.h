@@ -66,6 +66,7 @@ private:
     int m_met = 0;
     bool m_gone = false;
     bool m_held = false;
+    bool m_nextIsSilent = false;
     int m_chunk = 0;
     int m_takenChunk = -1;
     QList<ModelReply> m_inbox;

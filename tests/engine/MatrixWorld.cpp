@@ -5,6 +5,8 @@
 #include "links/LinkState.h"
 #include "protocol/CommandWords.h"
 
+#include <utility>
+
 namespace {
 
 const QStringList upgradeRows{"MAIN,0,0", "AUX,1,0", "END,1,1"};
@@ -115,6 +117,7 @@ bool MatrixWorld::upgradeAgain()
 {
     m_disturbance = {};
     m_hasHeld = false;
+    m_nextIsSilent = false;
     m_scenario.link->plugIn();
     return m_scenario.run(upgradeRows, 2) && m_scenario.succeeded() &&
            results() == QLatin1String("111");
@@ -191,10 +194,12 @@ QList<QByteArray> MatrixWorld::answer(const QByteArray &frame)
         ++m_met;
         return troubled(frame);
     }
+    if (std::exchange(m_nextIsSilent, false))
+        return {};
     const QByteArray reply = m_scenario.link->deviceAnswer(frame);
-    if (!m_hasHeld)
+    if (!std::exchange(m_hasHeld, false))
         return {reply};
-    m_hasHeld = false;
+    m_nextIsSilent = m_disturbance.trouble == Trouble::LateNextSilent;
     if (m_disturbance.trouble == Trouble::LateMerged)
         return {m_held + reply};
     return {m_held, reply};
@@ -232,6 +237,7 @@ QList<QByteArray> MatrixWorld::troubled(const QByteArray &frame)
         return {reply.left(reply.size() / 2)};
     case Trouble::Late:
     case Trouble::LateMerged:
+    case Trouble::LateNextSilent:
         m_held = reply;
         m_hasHeld = true;
         return {};

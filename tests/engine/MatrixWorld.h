@@ -37,5 +37,6 @@ private:
     int m_met = 0;
     QByteArray m_held;
     bool m_hasHeld = false;
+    bool m_nextIsSilent = false;
     Scenario m_scenario;
 };

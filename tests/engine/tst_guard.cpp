@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Scenario.h"
+#include "links/LinkState.h"
 #include "support/WaitFor.h"
 
 #include <QtTest>
@@ -45,6 +46,8 @@ private slots:
     void startsOverInMidRun_data();
     void startsOverInMidRun();
     void startsFromTheLastWords();
+    void endsThePauseAfterARepeatedBlock();
+    void startsOverInThePauseAfterARepeatedBlock();
 };
 
 void TestGuard::endsEveryWait_data()
@@ -141,6 +144,49 @@ void TestGuard::startsFromTheLastWords()
     QCOMPARE(world.with("APPSTATUS|").size(), 3);
     QCOMPARE(world.device.rebootCount(), 3);
     QVERIFY(world.succeeded());
+}
+
+namespace {
+
+/** The second block of MAIN is refused once, and the pause after it lasts. */
+void stopAfterARepeatedBlock(Scenario &world)
+{
+    world.pauses().afterRepeatedBlock = std::chrono::hours(1);
+    world.restartEngine();
+    world.addFault(QStringLiteral("refuse:word=block,type=0,block=1,count=once"));
+}
+
+} // namespace
+
+/** The image starts again from its beginning then, and nothing is left of the pause. */
+void TestGuard::endsThePauseAfterARepeatedBlock()
+{
+    Scenario world(chips, images, QStringLiteral("1.0.12"), EngineHarness::withShortGuard());
+    stopAfterARepeatedBlock(world);
+    QVERIFY(world.run(rows, 2));
+    QVERIFY(world.succeeded());
+    QCOMPARE(world.with("retry"),
+             QStringList({"F/W update timeout, retry 1.", "'MAIN' F/W update fail, retry 1."}));
+    QVERIFY(world.sentText().contains(QStringLiteral("7901:0 7901:1 7901:1 7900 7901:0 7901:1 "
+                                                     "7901:2 F802")));
+    QCOMPARE(world.results(2), QString("11"));
+    const auto timers = world.engine->findChildren<QTimer *>();
+    for (const QTimer *timer : timers)
+        QVERIFY(!timer->isActive());
+}
+
+void TestGuard::startsOverInThePauseAfterARepeatedBlock()
+{
+    Scenario world(chips, images);
+    stopAfterARepeatedBlock(world);
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.engine->uploadByMergeFW(world.packagePath(), rows, 2);
+    QVERIFY(waitFor([&] { return world.sentText().endsWith(QStringLiteral("7901:1 7901:1")); }));
+    QVERIFY(waitFor([&] { return !canRead; }));
+    QVERIFY(world.run(rows, 2));
+    QVERIFY(world.succeeded());
+    QVERIFY(world.with("retry").isEmpty());
+    QCOMPARE(world.results(2), QString("11"));
 }
 
 QTEST_GUILESS_MAIN(TestGuard)

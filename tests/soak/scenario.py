@@ -166,8 +166,8 @@ def _chip_and_images(rng, run, chip_type, everything):
 def _add_troubles(rng, scenario, budget):
     """Faults and events, as many as the budget of seconds allows."""
     for _ in range(rng.choice((0, 1, 1, 2, 2, 3, 4) if budget < LONG else (3, 4, 5))):
-        trouble, cost = rng.choice((_lost, _lost, _corrupt, _corrupt, _harmless, _late, _reset,
-                                    _reset, _refused, _noise, _unplug, _clients, _clients, _clients,
+        trouble, cost = rng.choice((_lost, _lost, _corrupt, _corrupt, _harmless, _late, _busy,
+                                    _reset, _reset, _refused, _noise, _unplug, _clients, _clients, _clients,
                                     _slow_device, _far))(rng, scenario, budget)
         if trouble is None or scenario.cost + cost > budget:
             continue
@@ -220,16 +220,19 @@ def _corrupt(rng, scenario, _budget):
 def _harmless(rng, scenario, _budget):
     """A reply that comes twice, in pieces, behind an echo, or behind noise."""
     name = rng.choice(("duplicate", "echo", "split", "noise", "merge"))
-    # Acknowledgements bear no number: a second one that arrives by itself would count for the
-    # next block. In one piece it does not, but nothing else may go wrong at the blocks then.
-    word = _word(rng, scenario, *(("block",) if name == "duplicate" else ()))
+    word = _word(rng, scenario)
+    # Acknowledgements carry no number: the second one of a block that was sent once counts for the
+    # next block, unless both come in one piece.
+    other = {"duplicate": "split", "split": "duplicate"}.get(name)
+    if word == "block" and any(fault.startswith(f"{other}:word=block") for fault in scenario.faults):
+        return None, 0
     fault, times = _fault(rng, scenario, name, word)
     return fault, times * READS[word] if name in ("merge", "noise") else 0.5
 
 
 def _late(rng, scenario, budget):
-    """A late reply. That of a block never comes after the block was sent again, since it would
-    count for the next one then."""
+    """A late reply. It may be overtaken by that to the next try; but that of a block comes before
+    the block is sent again, since much later it would count for another block."""
     word = _word(rng, scenario)
     if budget == LONG and word != "block" and rng.random() < 0.5:
         delay = READS[word] * 1000 + rng.randrange(500, 4000)
@@ -237,6 +240,15 @@ def _late(rng, scenario, budget):
         delay = rng.randrange(200, 8000)
     fault, _ = _fault(rng, scenario, "late", word, f",delay={delay}", count="once")
     return fault, delay / 1000 + (READS[word] if delay > READS[word] * 1000 else 0)
+
+
+def _busy(rng, scenario, _budget):
+    """The device is busy for longer than it may take for a block. It then answers each of the
+    block's sends, one after the other."""
+    sends = rng.choice((1, 1, 1, 2))
+    delay = 1000 * BLOCK * sends + rng.randrange(500, 4000)
+    fault, _ = _fault(rng, scenario, "busy", "block", f",delay={delay}", count="once")
+    return fault, delay / 1000
 
 
 def _reset(rng, scenario, _budget):

@@ -133,16 +133,23 @@ class TestScenario(unittest.TestCase):
         self.assertNotEqual(scenario.make("7", 3), scenario.make("7", 4))
         self.assertNotEqual(scenario.make("7", 3), scenario.make("8", 3))
 
-    def test_no_acknowledgement_behind_its_time_out(self):
-        """A late acknowledgement of a block that was sent again would count for the next one."""
+    def test_acknowledgements(self):
+        """They come after their time-out and twice, but never so that nothing could tell them from
+        that of the next block."""
+        beyond, doubled = 0, 0
         for number in range(2000):
+            found = {}
             for fault in scenario.make("7", number).faults:
                 name, _, keys = fault.partition(":")
                 keys = dict(pair.split("=") for pair in keys.split(","))
                 if keys.get("word") == "block":
-                    self.assertNotEqual(name, "duplicate")
-                    if name == "late":
-                        self.assertLess(int(keys["delay"]), scenario.BLOCK * 1000)
+                    found[name] = int(keys.get("delay", 0))
+            self.assertLess(found.get("late", 0), scenario.BLOCK * 1000)
+            self.assertFalse({"duplicate", "split"} <= found.keys())
+            beyond += found.get("busy", 0) > scenario.BLOCK * 1000
+            doubled += "duplicate" in found
+        self.assertGreater(beyond, 20)
+        self.assertGreater(doubled, 5)
 
     def test_cost(self):
         for number in range(500):

@@ -4,6 +4,7 @@
 #include "links/CoreCOMQ.h"
 #include "platform/Platform.h"
 #include "protocol/McuFrame.h"
+#include "support/WaitFor.h"
 #include "upload/CoreUpload.h"
 
 #include <QStringList>
@@ -51,7 +52,9 @@ struct Transfer
     QStringList lines;
     QStringList progress;
 
-    explicit Transfer(const TimeOuts &timeOuts = neverTimeOuts()) : upload(timeOuts)
+    explicit Transfer(const TimeOuts &timeOuts = neverTimeOuts(),
+                      std::chrono::milliseconds settling = std::chrono::milliseconds(0))
+        : upload(timeOuts, settlingIn(settling))
     {
         upload.setTransports(&link, nullptr);
         QObject::connect(&link, &CoreCOMQ::signalReceiveDatas, &upload,
@@ -82,13 +85,27 @@ struct Transfer
         return timeOuts;
     }
 
+    static Pauses settlingIn(std::chrono::milliseconds time)
+    {
+        Pauses pauses;
+        pauses.afterRepeatedBlock = time;
+        return pauses;
+    }
+
     void start(const QByteArray &image) { upload.uploadData(7, 2, image, image.size()); }
+
+    /** Accepts the block in flight and lets a pause that takes no time pass. */
+    void acknowledge()
+    {
+        link.deliver(blockReply());
+        settle();
+    }
 
     /** Acknowledges every block until none comes any more. */
     void acknowledgeAll()
     {
         for (int answered = 0; answered < link.sent.size(); ++answered)
-            link.deliver(blockReply());
+            acknowledge();
     }
 
     /** "number/flags" of every block sent, in decimal and hexadecimal. */

@@ -72,7 +72,7 @@ void TestFailures::retriesAreCountedForEachBlock()
     for (int block = 0; block < 3; ++block) {
         transfer.link.deliver(blockReply(3));
         transfer.link.deliver(blockReply(3));
-        transfer.link.deliver(blockReply());
+        transfer.acknowledge();
     }
     QCOMPARE(transfer.lines,
              QStringList({retry1, retry2, retry1, retry2, retry1, retry2, success}));
@@ -123,7 +123,7 @@ void TestFailures::blockIsRepeatedUnchanged()
     disturbed.start(imageOf(700));
     for (int block = 0; block < 3; ++block) {
         disturbed.link.deliver(blockReply(3));
-        disturbed.link.deliver(blockReply());
+        disturbed.acknowledge();
     }
     for (int block = 0; block < 3; ++block) {
         QCOMPARE(disturbed.link.sent.at(2 * block), undisturbed.at(block));

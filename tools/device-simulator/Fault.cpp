@@ -23,6 +23,7 @@ const Entry catalogue[] = {
     {Fault::Kind::LoseReply,    "lose-reply",    "",        "obeys the command, but the reply is lost"},
     {Fault::Kind::Refuse,       "refuse",        "status=3", "refuses the command with a status"},
     {Fault::Kind::Late,         "late",          "delay=MS (12000)", "answers late"},
+    {Fault::Kind::Busy,         "busy",          "delay=MS (12000)", "answers late, and no other command before this one"},
     {Fault::Kind::BadChecksum,  "bad-checksum",  "",        "spoils the reply's checksum"},
     {Fault::Kind::WrongWord,    "wrong-word",    "as=WORD (F8FF)", "answers with another command word"},
     {Fault::Kind::Short,        "short",         "bytes=N (0)", "keeps only N bytes of the reply's data"},
@@ -107,6 +108,7 @@ void setDefaults(Fault &fault)
 {
     switch (fault.kind) {
     case Fault::Kind::Late:
+    case Fault::Kind::Busy:
         fault.delay = std::chrono::seconds(12);
         break;
     case Fault::Kind::Noise:

@@ -17,6 +17,7 @@ struct Fault
         LoseReply,
         Refuse,
         Late,
+        Busy,
         BadChecksum,
         WrongWord,
         Short,

@@ -219,9 +219,7 @@ QByteArray SimulatedDevice::obeyUnharmed(const HostCommand &host)
 void SimulatedDevice::deliver(QByteArray reply, const QByteArray &host,
                               const QVector<Fault> &faults, QVector<DeviceAnswer> &answers)
 {
-    milliseconds delay = m_extraDelay;
-    if (const Fault *late = findFault(faults, Fault::Kind::Late))
-        delay += late->delay;
+    const milliseconds delay = delayOf(faults);
     reply = spoiledReply(reply, faults);
     if (findFault(faults, Fault::Kind::Merge)) {
         m_held += reply;
@@ -235,6 +233,22 @@ void SimulatedDevice::deliver(QByteArray reply, const QByteArray &host,
     }
     for (int i = 0; i < reply.size(); ++i)
         send(reply.mid(i, 1), delay + i * split->delay, answers);
+}
+
+/** While the device is busy its answers queue up, and then come out one after the other. */
+milliseconds SimulatedDevice::delayOf(const QVector<Fault> &faults)
+{
+    milliseconds delay = m_extraDelay;
+    if (const Fault *late = findFault(faults, Fault::Kind::Late))
+        delay += late->delay;
+    const auto now = m_clock();
+    if (const Fault *busy = findFault(faults, Fault::Kind::Busy))
+        m_busyUntil = std::max<std::chrono::microseconds>(m_busyUntil, now + busy->delay);
+    if (now + delay < m_busyUntil) {
+        delay = std::chrono::ceil<milliseconds>(m_busyUntil - now);
+        m_busyUntil += milliseconds(1);
+    }
+    return delay;
 }
 
 void SimulatedDevice::send(const QByteArray &bytes, milliseconds delay,
@@ -440,6 +454,7 @@ void SimulatedDevice::powerCycle()
 {
     m_dead = false;
     m_muteUntil.reset();
+    m_busyUntil = std::chrono::microseconds(0);
     m_held.clear();
     m_reader.dropHalfFrame();
     closeFlashes();

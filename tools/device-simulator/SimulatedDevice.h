@@ -98,6 +98,7 @@ private:
     QByteArray obeyUnharmed(const HostCommand &host);
     void deliver(QByteArray reply, const QByteArray &host, const QVector<Fault> &faults,
                  QVector<DeviceAnswer> &answers);
+    std::chrono::milliseconds delayOf(const QVector<Fault> &faults);
     void send(const QByteArray &bytes, std::chrono::milliseconds delay,
               QVector<DeviceAnswer> &answers);
 
@@ -137,6 +138,8 @@ private:
     std::optional<std::chrono::microseconds> m_muteUntil;
     bool m_dead = false;
     std::chrono::milliseconds m_extraDelay{0};
+    /** Nothing is answered before this time. */
+    std::chrono::microseconds m_busyUntil{0};
     /** A reply that waits to be sent together with the next one. */
     QByteArray m_held;
 };
