@@ -9,7 +9,7 @@ import time
 
 from runner import process_state
 from runner.figures import MIB, Sample
-from runner.packages import AUX, write_package
+from runner.packages import AUX, read_at_each_list, write_package
 from runner.programs import (AGENT_PORT, PACKAGE, PROJECT, QT_PORT, Failure, agent, epoll_server, line_load,
                              program, qt_server, redis, times)
 
@@ -54,6 +54,7 @@ def measure_check(scale):
     size = int(256e6 * scale)
     if not os.path.exists(PACKAGE) or os.path.getsize(PACKAGE) < size:
         write_package(PACKAGE, (AUX, size))
+    read_at_each_list(PACKAGE)
     checker = program("zlib-checksum")
     peer = statistics.median(times(checker, PACKAGE, str(passes)))
     reading = statistics.median(times(checker, PACKAGE, str(passes), "--only-read"))

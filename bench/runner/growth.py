@@ -10,7 +10,7 @@ from harness import package
 
 from runner import process_state
 from runner.figures import MIB
-from runner.packages import AUX, BLOCK, write_package
+from runner.packages import AUX, BLOCK, read_at_each_list, write_package
 from runner.programs import (AGENT_PORT, PACKAGE, Console, Responder, agent, program, times)
 from runner.transfer import BAUD, DEVICE, by_agent, processors_awake, unpaced
 
@@ -94,6 +94,7 @@ def by_package_size():
     for size in PACKAGE_SIZES:
         note(f"package of {size // MIB} MiB")
         write_package(PACKAGE, (AUX, size), has_content=False)
+        read_at_each_list(PACKAGE)
         with agent() as server:
             before = process_state.resident(server.pid)
             process_state.forget_peak(server.pid)

@@ -1,8 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """Packages with images of any size, which are never in memory as a whole."""
 
+import os
 import random
 import struct
+import time
 import zlib
 
 from harness import package
@@ -49,3 +51,10 @@ def write_package(path, *images, has_content=True):
             checksum = write_record(file, image, size, has_content, checksum)
         file.seek(0)
         file.write(format(checksum, "x").encode().ljust(8, b"\0"))
+
+
+def read_at_each_list(path):
+    """Makes the agent check the package for each list request: it does not rely on the times of a
+    file when they are in the future."""
+    tomorrow = time.time() + 24 * 3600
+    os.utime(path, (tomorrow, tomorrow))

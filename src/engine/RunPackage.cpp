@@ -25,7 +25,9 @@ void RunPackage::close()
 
 ByteSource &RunPackage::source()
 {
-    return m_verified ? static_cast<ByteSource &>(*m_verified) : m_nothing;
+    if (m_verified)
+        return *m_verified;
+    return m_nothing;
 }
 
 RunPackage::Fault RunPackage::fault() const

@@ -228,6 +228,26 @@ class Performance:
         for _ in range(int(argument) % 20):
             client.send("GETFIRMWARELIST")
 
+    def foreign_package(self):
+        """For the same chips, with other images. No run may take it, so its checksum is wrong."""
+        content = package.build([
+            package.Image(image.name, package.image_bytes(image.size, "foreign"), image.chip_type,
+                          1, image.mcu_type, image.pcb_version, image.speciality, image.version)
+            for image in self.run.images])
+        return content[:-1] + bytes([content[-1] ^ 1])
+
+    def on_replace(self, _):
+        """As docs/operations.md has it: renamed into place."""
+        with open(world.PACKAGE + ".new", "wb") as file:
+            file.write(self.foreign_package())
+        os.replace(world.PACKAGE + ".new", world.PACKAGE)
+
+    def on_overwrite(self, _):
+        """In place, against that page: the run fails when it reads on."""
+        with open(world.PACKAGE, "r+b") as file:
+            file.write(self.foreign_package())
+            file.truncate()
+
     def on_nonsense(self, argument):
         noise = random.Random(argument).randbytes(int(argument) % 3000)
         self.connect().send_raw(noise.replace(b"UPGRADE", b"") + b"\r\n")

@@ -168,7 +168,7 @@ def _add_troubles(rng, scenario, budget):
     for _ in range(rng.choice((0, 1, 1, 2, 2, 3, 4) if budget < LONG else (3, 4, 5))):
         trouble, cost = rng.choice((_lost, _lost, _corrupt, _corrupt, _harmless, _late, _busy,
                                     _reset, _reset, _refused, _noise, _unplug, _clients, _clients, _clients,
-                                    _slow_device, _far))(rng, scenario, budget)
+                                    _slow_device, _far, _package))(rng, scenario, budget)
         if trouble is None or scenario.cost + cost > budget:
             continue
         scenario.cost += cost
@@ -280,6 +280,12 @@ def _clients(rng, scenario, _budget):
     """Clients that leave, come, ask, or send nonsense."""
     kind = rng.choice(("reset", "close", "take-over", "busy", "list", "nonsense"))
     return [Event(rng.uniform(0.05, 0.8 * scenario.cost), kind, str(rng.randrange(1 << 30)))], 0
+
+
+def _package(rng, scenario, _budget):
+    """Another package under the name, or in the file itself."""
+    kind = rng.choice(("replace", "overwrite"))
+    return [Event(rng.uniform(0.05, 0.8 * scenario.cost), kind)], 0
 
 
 def _slow_device(rng, _scenario, _budget):

@@ -361,6 +361,23 @@ class TestPackages(LimitsWorld):
         self.assert_upgrades()
 
 
+    def test_net_image_is_streamed(self):
+        """While its digest is taken, all of it is on the disk and none of it in memory."""
+        size = 64 * MIB
+        module.clean()
+        module.hold(module.MD5SUM)
+        self.put_package(netimage.in_package(netimage.with_head(os.urandom(size), digest="0" * 32)))
+        self.start_device(world.chip("NET", 32, version="1.0"))
+        self.begin(SANDBOX_SUDO_HOLD=module.HOLD)
+        self.client.ask("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5")
+        self.client.send("UPGRADE||NET,32,0")
+        module.wait_for_command(module.MD5SUM)
+        self.assertEqual(os.path.getsize(netimage.ARCHIVE), size)
+        self.assert_grown_less(8 * MIB)
+        module.release()
+        self.client.wait_for("UPGRADESUCCESS", 60)
+
+
 class TestGarbage(LimitsWorld):
     """The line brings whatever a pseudo-terminal can."""
 

@@ -254,6 +254,21 @@ private slots:
         QCOMPARE(run.cause(), QString("unexplained"));
     }
 
+    void packageFailsInTheMiddle()
+    {
+        const QMap<QString, QString> causes{
+            {"Firmware package was changed during the upgrade.", "package-changed"},
+            {"Firmware package could not be read, upgrade fail.", "package-read-error"}};
+        for (const QString &line : causes.keys()) {
+            Run run({"A", "B"});
+            run.write("A").say({line});
+            run.end(false);
+            QCOMPARE(run.results(), QStringList({"updated", "not reached"}));
+            QCOMPARE(run.cause(), causes.value(line));
+            QCOMPARE(run.exitCode(), failed);
+        }
+    }
+
     void namesNobodyAskedFor()
     {
         Run run({"A"});

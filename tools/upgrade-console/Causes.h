@@ -33,6 +33,8 @@ enum class Cause {
     PackageInvalid,
     PackageDamaged,
     PackageTooOld,
+    PackageChanged,
+    PackageReadError,
     DescriptionBroken,
     WrongModel,
     // The device

@@ -47,6 +47,8 @@ constexpr MessageRow packageRows[] = {
     {text::errorNotAPackage,                     Event::RunProblem,   Cause::PackageInvalid},
     {text::badVersion,                           Event::RunProblem,   Cause::PackageTooOld},
     {text::oldVersion,                           Event::RunProblem,   Cause::PackageTooOld},
+    {text::packageChanged,                       Event::RunProblem,   Cause::PackageChanged},
+    {text::packageNotRead,                       Event::RunProblem,   Cause::PackageReadError},
 };
 
 constexpr MessageRow readRows[] = {
