@@ -272,6 +272,13 @@ AUX 1          1         1         4    1  A           2.1.0
             self.assertEqual(self.document(result)["error"]["cause"], "cannot-connect")
             self.assertIn("Check the address", result.stderr)
 
+    def test_connection_that_fails_at_once(self):
+        """The kernel refuses a TCP connection to this address without a packet."""
+        for command in (["ping"], ["upgrade", "--all"], ["edid", DUMP], ["watch"], ["shell"]):
+            result = self.run_alone("--host", "255.255.255.255", "--json", *command)
+            self.assertEqual(result.returncode, CANNOT, result.stderr)
+            self.assertEqual(self.document(result)["error"]["cause"], "cannot-connect")
+
     def test_dead_peer(self):
         for command in (["ping"], ["version"], ["list"], ["upgrade", "--all"], ["edid", DUMP]):
             silent = {line: [] for line in ("HEARTBEAT", "VERSION", "GETFIRMWARELIST")}

@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QJsonDocument>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include <csignal>
 #include <cstdlib>
@@ -108,7 +109,8 @@ int main(int argc, char *argv[])
         endSignal.setEnabled(false);
         command->interrupt();
     });
-    command->run();
+    // From within the loop, since a connection that fails at once ends the command at once.
+    QTimer::singleShot(0, command.get(), &Command::run);
     QCoreApplication::exec();
     return exitStatus;
 }
