@@ -1,0 +1,45 @@
+# SPDX-License-Identifier: Apache-2.0
+"""What the tutorial expects of scripts/demo, and what it does where that is missing."""
+
+import os
+import re
+import subprocess
+import tempfile
+import unittest
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+PROGRAMS = {"device-simulator", "edid-report", "fwm", "upgrade-agent", "upgrade-console"}
+
+
+def read(name):
+    with open(os.path.join(ROOT, name), encoding="utf-8") as file:
+        return file.read()
+
+
+class FirstSteps(unittest.TestCase):
+    def test_demo_builds_what_the_tutorial_runs(self):
+        blocks = "".join(re.findall(r"^```sh\n(.*?)^```$", read("docs/tutorial.md"), re.M | re.S))
+        wanted = set(re.findall(r"[a-z-]+", blocks)) & PROGRAMS
+        self.assertIn("upgrade-console", wanted)
+        built = re.search(r"^build release (.*)$", read("scripts/demo"), re.M).group(1).split()
+        self.assertLessEqual(wanted, set(built))
+
+    def test_wait_for_the_agent_ends(self):
+        """Without any of the programs, as for a reader who has not built them."""
+        script = re.search(r"^cat > world.sh <<'EOF'\n(.*?)^EOF$", read("docs/tutorial.md"),
+                           re.M | re.S).group(1)
+        with tempfile.TemporaryDirectory() as folder:
+            for name in PROGRAMS:
+                with open(os.path.join(folder, name), "w", encoding="ascii") as file:
+                    file.write("#!/bin/sh\nexit 127\n")
+                os.chmod(os.path.join(folder, name), 0o755)
+            environment = {**os.environ, "PATH": folder + ":" + os.environ["PATH"],
+                           "SANDBOX_PTY_FD": "3"}
+            run = subprocess.run(["bash", "-c", script], capture_output=True, text=True, timeout=30,
+                                 check=False, cwd=folder, env=environment)
+        self.assertEqual((run.returncode, run.stdout), (1, ""))
+        self.assertIn("The agent does not answer.", run.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
