@@ -56,8 +56,11 @@ int writeWaiting(int descriptor, const QByteArray &bytes)
 InstantOutput::InstantOutput(int descriptor) : m_descriptor(descriptor)
 {
     struct stat status = {};
-    if (::fstat(descriptor, &status) != 0)
+    if (::fstat(descriptor, &status) != 0) {
+        // It is closed, and what is opened later under its number is not meant.
+        m_descriptor = -1;
         return;
+    }
     m_isSocket = S_ISSOCK(status.st_mode);
     m_mayBlock = S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode);
     if (m_mayBlock) {

@@ -294,11 +294,21 @@ void TestLossyWriter::fullDisk()
     QCOMPARE(file.readAll(), "123456789abcdef\n" + line(1) + "lost 2\nroom\n");
 }
 
+/** What is opened under its number later, such as the serial line, gets no lines. */
 void TestLossyWriter::descriptorIsClosed()
 {
-    LossyWriter writer(-1, lossReport);
+    QTemporaryFile file;
+    QVERIFY(file.open());
+    const int closed = ::dup(file.handle());
+    ::close(closed);
+    LossyWriter writer(closed, lossReport);
     writer.write("nowhere\n");
     QVERIFY(!writer.flush(0ms));
+    QCOMPARE(::dup2(file.handle(), closed), closed);
+    writer.write("nowhere\n");
+    QVERIFY(!writer.flush(0ms));
+    ::close(closed);
+    QCOMPARE(file.size(), qint64(0));
 }
 
 /** The description is shared with other processes, which would not expect it to fail. */

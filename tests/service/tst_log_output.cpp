@@ -58,62 +58,74 @@ QByteArray standardErrorOf(const std::function<void()> &child)
     return all;
 }
 
+constexpr int manyLines = 2'000;
+
+void writeForms()
+{
+    qCWarning(logNet) << "a" << 1;
+    standardError::write("as it stands\n");
+    qCInfo(logOperations).noquote() << "b\nc";
+    qCDebug(logNet) << "off";
+}
+
+void writeByPattern()
+{
+    qSetMessagePattern("%{if-warning}%{type} %{message}%{endif}");
+    qCInfo(logOperations) << "left out";
+    qCWarning(logNet) << "shown";
+}
+
+void writeManyLines()
+{
+    for (int i = 0; i < manyLines; ++i)
+        qCInfo(logOperations) << i;
+}
+
+void writeManyLinesAndAbort()
+{
+    writeManyLines();
+    qFatal("the end");
+}
+
+QByteArray manyLinesAnd(const QByteArray &end)
+{
+    QByteArray lines;
+    for (int i = 0; i < manyLines; ++i)
+        lines += "agent.operations: " + QByteArray::number(i) + '\n';
+    return lines + end;
+}
+
 } // namespace
 
 class TestLogOutput : public QObject
 {
     Q_OBJECT
 
+public:
+    /** Forks, and so comes before Qt Test starts a thread. */
+    TestLogOutput()
+        : m_forms(standardErrorOf(writeForms)),
+          m_pattern(standardErrorOf(writeByPattern)),
+          m_exit(standardErrorOf(writeManyLines)),
+          m_abort(standardErrorOf(writeManyLinesAndAbort))
+    {
+    }
+
 private slots:
-    void form();
-    void pattern();
-    void lastLinesOfAProcess_data();
-    void lastLinesOfAProcess();
+    void forms()
+    {
+        QCOMPARE(m_forms, QByteArray("agent.net: a 1\nas it stands\nagent.operations: b\nc\n"));
+    }
+    void pattern() { QCOMPARE(m_pattern, QByteArray("warning shown\n")); }
+    void lastLinesBeforeAnExit() { QCOMPARE(m_exit, manyLinesAnd({})); }
+    void lastLinesBeforeAnAbort() { QCOMPARE(m_abort, manyLinesAnd("the end\n")); }
+
+private:
+    QByteArray m_forms;
+    QByteArray m_pattern;
+    QByteArray m_exit;
+    QByteArray m_abort;
 };
-
-void TestLogOutput::form()
-{
-    QCOMPARE(standardErrorOf([] {
-                 qCWarning(logNet) << "a" << 1;
-                 standardError::write("as it stands\n");
-                 qCInfo(logOperations).noquote() << "b\nc";
-                 qCDebug(logNet) << "off";
-             }),
-             QByteArray("agent.net: a 1\nas it stands\nagent.operations: b\nc\n"));
-}
-
-void TestLogOutput::pattern()
-{
-    QCOMPARE(standardErrorOf([] {
-                 qSetMessagePattern("%{if-warning}%{type} %{message}%{endif}");
-                 qCInfo(logOperations) << "left out";
-                 qCWarning(logNet) << "shown";
-             }),
-             QByteArray("warning shown\n"));
-}
-
-void TestLogOutput::lastLinesOfAProcess_data()
-{
-    QTest::addColumn<bool>("isFatal");
-    QTest::newRow("exit") << false;
-    QTest::newRow("fatal message") << true;
-}
-
-void TestLogOutput::lastLinesOfAProcess()
-{
-    QFETCH(bool, isFatal);
-    const int count = 2'000;
-    const QByteArray all = standardErrorOf([isFatal] {
-        for (int i = 0; i < count; ++i)
-            qCInfo(logOperations) << i;
-        if (isFatal)
-            qFatal("the end");
-    });
-    QByteArray expected;
-    for (int i = 0; i < count; ++i)
-        expected += "agent.operations: " + QByteArray::number(i) + '\n';
-    QCOMPARE(all, expected + (isFatal ? "the end\n" : ""));
-}
 
 QTEST_APPLESS_MAIN(TestLogOutput)
 #include "tst_log_output.moc"
