@@ -255,6 +255,12 @@ bool ControlCenter::currentIsFpga() const
     return m_TypeAndIndexs.isFpga(m_mcuIndex);
 }
 
+bool ControlCenter::currentNamesChip() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_TypeAndIndexs.namesChip(m_mcuIndex);
+}
+
 int ControlCenter::currentNumber(int index) const
 {
     const std::lock_guard lock(m_mutex);

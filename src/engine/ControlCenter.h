@@ -209,6 +209,7 @@ private:
     QString currentName() const;
     bool currentIsMainMcu() const;
     bool currentIsFpga() const;
+    bool currentNamesChip() const;
     int currentNumber(int index) const;
     void setCurrent(int index, const QString &value);
     Package package() const;

@@ -190,6 +190,12 @@ void ControlCenter::checkUpgradeFlag()
 
 void ControlCenter::upgradeCurrentItem(int entry)
 {
+    if (!currentNamesChip()) {
+        say(filled(text::badChip));
+        skipped(runWord::badRow, entry);
+        skipFailedItem();
+        return;
+    }
     const int chipType = currentNumber(field::chipType);
     const int chipIndex = currentNumber(field::chipIndex);
     m_step = chipType != 0 || chipIndex != 0 ? step::otherImage : step::mainImage;

@@ -9,6 +9,7 @@ namespace {
 const QChar separator = QLatin1Char(',');
 constexpr int fieldsWithVersion = 9;
 constexpr int mostFields = 1024;
+constexpr int mostInOneByte = 255;
 
 } // namespace
 
@@ -27,6 +28,17 @@ bool TypeAndIndexTable::isMainMcu(int line) const
 bool TypeAndIndexTable::isFpga(int line) const
 {
     return chip::isFpga(number(line, field::chipType));
+}
+
+bool TypeAndIndexTable::namesChip(int line) const
+{
+    for (const int index : {field::chipType, field::chipIndex}) {
+        bool isNumber = false;
+        const int number = value(line, index).toInt(&isNumber);
+        if (!isNumber || number < 0 || number > mostInOneByte)
+            return false;
+    }
+    return true;
 }
 
 void TypeAndIndexTable::setValue(int line, int index, const QString &value)

@@ -53,6 +53,8 @@ public:
     /** True for the row that names the main MCU: chip type 0, index 0. */
     bool isMainMcu(int line) const;
     bool isFpga(int line) const;
+    /** True when chip type and index are numbers of one byte each. */
+    bool namesChip(int line) const;
 
     /** A field behind the row's end is reached by filling up with empty fields. */
     void setValue(int line, int index, const QString &value);

@@ -35,6 +35,8 @@ private slots:
     void modeOneRows();
     void modeOneWritesProductInformation();
     void modeOneWithShortRows();
+    void rowsWithoutAChip_data();
+    void rowsWithoutAChip();
     void emptyList();
     void otherModes_data();
     void otherModes();
@@ -326,6 +328,39 @@ void TestPlanning::modeOneWithShortRows()
                           "Invalid firmware list item(). Check next item."}));
     QVERIFY(scenario.lines.contains(QStringLiteral("Send reboot command.")));
     QVERIFY(scenario.lines.endsWith(QStringLiteral("APPSTATUS|6")));
+}
+
+void TestPlanning::rowsWithoutAChip_data()
+{
+    QTest::addColumn<QString>("row");
+    QTest::addColumn<QString>("completed");
+    const auto row = [](const char *text, const char *completed) {
+        QTest::newRow(text) << QString(text)
+                            << QString(completed) + QStringLiteral(",2,1,65,1,2,0,0,1,1,2");
+    };
+    row("AUX,1,", "AUX,1,");
+    row("AUX,1,x", "AUX,1,x");
+    row("AUX,1,-1", "AUX,1,-1");
+    row("AUX,1,256", "AUX,1,256");
+}
+
+/** The package has an image for the type, but no image goes to an index that nobody named. */
+void TestPlanning::rowsWithoutAChip()
+{
+    QFETCH(QString, row);
+    QFETCH(QString, completed);
+    // -1 is sent as 255, and all others as 0: each has a chip that answers.
+    QVector<ChipDescription> chips = mainAndAux;
+    chips.append(testChip("FAR", 1, 255, "1.2.0", 2));
+    Scenario scenario(chips, {testImage("AUX", 1, {9, 0, 0}, 2)});
+    QVERIFY(scenario.run({row, "AUX,1,0"}, 5));
+    QVERIFY(scenario.succeeded());
+    QCOMPARE(scenario.with("Chip type or chip index error."),
+             QStringList{"Chip type or chip index error."});
+    QCOMPARE(scenario.with("UPGRADERESULT").first(),
+             QStringLiteral("UPGRADERESULT|%1|2").arg(completed));
+    QCOMPARE(scenario.results(2), QString("21"));
+    QCOMPARE(scenario.count("7900"), 1);
 }
 
 void TestPlanning::emptyList()
