@@ -68,6 +68,7 @@ void ControlCenter::expectReply(ReceiveMode mode)
 bool ControlCenter::transmit(const QByteArray &frame)
 {
     keepRunAlive();
+    qCDebug(logEngineBytes) << "out" << frame.toHex(' ');
     const bool sent = writeToLink(frame);
     if (!sent)
         canRead = false;

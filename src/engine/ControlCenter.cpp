@@ -184,6 +184,14 @@ void ControlCenter::keepRunAlive()
         m_runGuard->start();
 }
 
+/** The engine's own requests have no reply: one that is not taken up leaves a line in the log. */
+bool ControlCenter::refusesDuringRun(const char *request) const
+{
+    if (m_runActive)
+        qCWarning(logEngine) << "refused while a run is active:" << request;
+    return m_runActive;
+}
+
 /** Whatever a run waits for, it ends: an image that gets no verdict counts as one that failed. */
 void ControlCenter::onRunGuardExpired()
 {

@@ -196,6 +196,7 @@ private:
     void reportRowResult(const QString &result);
     void markAllRowsFailed();
     void keepRunAlive();
+    bool refusesDuringRun(const char *request) const;
 
     // The table of rows, shared with the main thread
     int mcuIndex() const;

@@ -40,7 +40,7 @@ void pause(std::chrono::milliseconds time)
  *  guard ends the wait then. */
 bool ControlCenter::slotWriteMultBoard(uchar mcuType, uchar mcuIndex, QString filename)
 {
-    if (m_runActive)
+    if (refusesDuringRun("write of a single file"))
         return true;
     endRun();
     m_run = m_claim.take();

@@ -80,6 +80,7 @@ void ControlCenter::sendAppStatus(int wCMD, quint8 status)
         mcu::buildStatusFrame(mcu::replyStart, m_address, quint16(wCMD), status);
     expectReply(ReceiveMode::Extended);
     keepRunAlive();
+    qCDebug(logEngineBytes) << "out" << frame.toHex(' ');
     const bool sent =
         m_serial != nullptr &&
         m_serial->sendMsg(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());

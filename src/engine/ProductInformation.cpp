@@ -10,7 +10,7 @@
 
 void ControlCenter::getProductInfo()
 {
-    if (m_runActive)
+    if (refusesDuringRun("read of product information"))
         return;
     if (!linkIsOpen()) {
         emit message({QString::fromLatin1(key::readProductInfo), filled(text::notConnected)});

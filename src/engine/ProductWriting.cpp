@@ -35,7 +35,7 @@ bool rowsAreWritable(const QStringList &rows)
 
 void ControlCenter::setProductInfo(QStringList TypeAndIndex)
 {
-    if (m_runActive)
+    if (refusesDuringRun("write of product information"))
         return;
     endRun();
     m_run = m_claim.take();

@@ -57,6 +57,7 @@ Event classify(const ReplyRule &rule, const Reply &reply)
 
 void ControlCenter::slotReceiveDatas(QByteArray datas)
 {
+    qCDebug(logEngineBytes) << "in" << datas.toHex(' ');
     qCDebug(logEngine) << "slotReceiveDatas:canRead:" << canRead;
     if (!canRead)
         return;
@@ -78,7 +79,10 @@ void ControlCenter::slotReceiveDatas(QByteArray datas)
 void ControlCenter::takeBytes(const QByteArray &datas)
 {
     for (const char byte : datas) {
-        if (m_assembler.feed(quint8(byte)) != FrameAssembler::Result::Complete)
+        const FrameAssembler::Result result = m_assembler.feed(quint8(byte));
+        if (result == FrameAssembler::Result::BadSum)
+            qCDebug(logEngine) << "checksumError";
+        if (result != FrameAssembler::Result::Complete)
             continue;
         const QByteArray frame = m_assembler.frame();
         if (m_receiveMode == ReceiveMode::Extended)

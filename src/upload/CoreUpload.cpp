@@ -32,6 +32,11 @@ AssemblerRules replyRules(mcu::FrameAddress address)
     return rules;
 }
 
+QByteArray hexOf(const unsigned char *bytes, int length)
+{
+    return QByteArray::fromRawData(reinterpret_cast<const char *>(bytes), length).toHex(' ');
+}
+
 } // namespace
 
 std::atomic<double> CoreUpload::m_FWPersent{0.0};
@@ -139,6 +144,7 @@ bool CoreUpload::sendRaw(const unsigned char *bytes, int length)
 {
     if (bytes == nullptr || length == 0)
         return false;
+    qCDebug(logUploadBytes) << "out" << hexOf(bytes, length);
     if (m_serial != nullptr) {
         if (!m_serial->sendMsg(bytes, length)) {
             qCDebug(logUpload) << "comsend failed";
@@ -158,6 +164,7 @@ bool CoreUpload::sendRaw(const unsigned char *bytes, int length)
  *  can only be its echo and must not be credited to the next block. */
 void CoreUpload::slotReceiveDatas(QByteArray datas)
 {
+    qCDebug(logUploadBytes) << "in" << datas.toHex(' ');
     if (!canRead)
         return;
     for (const char byte : datas) {

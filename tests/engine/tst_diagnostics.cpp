@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/Scenario.h"
+#include "links/LinkState.h"
+#include "service/MessageRecorder.h"
+#include "support/WaitFor.h"
+
+#include <QLoggingCategory>
+#include <QtTest>
+
+namespace {
+
+const QStringList rows{"MAIN,0,0", "AUX,1,0"};
+
+struct World : Scenario
+{
+    World()
+        : Scenario({testChip("MAIN", 0, 0, "1.0.0"), testChip("AUX", 1, 0, "1.0.0", 2)},
+                   {testImage("MAIN", 0, {2, 0, 0}, 1, 700), testImage("AUX", 1, {2, 0, 0}, 2)})
+    {
+    }
+
+    /** Answers as the device does, and keeps every chunk. */
+    void keepChunks()
+    {
+        link->answerInstead = [this](const QByteArray &frame) {
+            const QByteArray answer = link->deviceAnswer(frame);
+            if (!answer.isEmpty())
+                chunks.append(answer);
+            return answer.isEmpty() ? QList<QByteArray>() : QList<QByteArray>{answer};
+        };
+    }
+
+    QList<QByteArray> chunks;
+};
+
+/** Switches lines of one category on for as long as it lives, and records them. */
+struct Switched
+{
+    explicit Switched(const char *category) : recorder(category)
+    {
+        QLoggingCategory::setFilterRules(QLatin1String(category) + QLatin1String(".debug=true"));
+    }
+    ~Switched() { QLoggingCategory::setFilterRules(QString()); }
+    Switched(const Switched &) = delete;
+    Switched &operator=(const Switched &) = delete;
+
+    MessageRecorder recorder;
+};
+
+QStringList shown(const char *direction, const QList<QByteArray> &all)
+{
+    QStringList lines;
+    for (const QByteArray &bytes : all)
+        lines.append(QStringLiteral("D %1 \"%2\"").arg(direction, bytes.toHex(' ').constData()));
+    return lines;
+}
+
+QList<QByteArray> blocksOf(const QList<QByteArray> &frames)
+{
+    QList<QByteArray> blocks;
+    for (const QByteArray &frame : frames) {
+        if (mcu::wordAt(frame, mcu::wordOffset) == 0x7901)
+            blocks.append(frame);
+    }
+    return blocks;
+}
+
+} // namespace
+
+/** What the engine leaves in the log for the one who looks for a fault. */
+class TestDiagnostics : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void wrongChecksum();
+    void bytesOfTheEngine();
+    void bytesOfTheUploader();
+    void bytesAreOff();
+    void requestsDuringARun_data();
+    void requestsDuringARun();
+};
+
+/** Each byte that takes the checksum's place and does not fit is another error. */
+void TestDiagnostics::wrongChecksum()
+{
+    World world;
+    const Switched log("agent.engine");
+    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    world.engine->send(0xF903);
+    QByteArray spoiled = mcu::buildFrame(mcu::replyStart, {}, 0xF903, "HX-8");
+    const char right = spoiled.at(spoiled.size() - 1);
+    spoiled[spoiled.size() - 1] = char(right + 1);
+    log.recorder.take();
+    world.link->receive(spoiled);
+    QCOMPARE(log.recorder.take().filter(QStringLiteral("checksum")),
+             QStringList{"D checksumError"});
+    world.link->receive(QByteArray(1, char(right + 2)));
+    QCOMPARE(log.recorder.take().filter(QStringLiteral("checksum")),
+             QStringList{"D checksumError"});
+    world.link->receive(QByteArray(1, right));
+    const QStringList last = log.recorder.take().filter(QStringLiteral("checksum"));
+    QCOMPARE(last.size(), 1);
+    QVERIFY(last.first().startsWith(QStringLiteral("D checksumOK")));
+}
+
+void TestDiagnostics::bytesOfTheEngine()
+{
+    World world;
+    world.keepChunks();
+    const Switched log("agent.engine.bytes");
+    QVERIFY(world.run(rows, 2));
+    QVERIFY(world.succeeded());
+    const QStringList lines = log.recorder.take();
+    QList<QByteArray> commands = world.link->sent;
+    for (const QByteArray &block : blocksOf(world.link->sent))
+        commands.removeOne(block);
+    QVERIFY(commands.size() > 10);
+    QCOMPARE(lines.filter(QStringLiteral("D out")), shown("out", commands));
+    QCOMPARE(lines.filter(QStringLiteral("D in")), shown("in", world.chunks));
+}
+
+void TestDiagnostics::bytesOfTheUploader()
+{
+    World world;
+    world.keepChunks();
+    const Switched log("agent.upload.bytes");
+    QVERIFY(world.run(rows, 2));
+    const QStringList lines = log.recorder.take();
+    const QList<QByteArray> blocks = blocksOf(world.link->sent);
+    QCOMPARE(blocks.size(), 4);
+    QCOMPARE(lines.filter(QStringLiteral("D out")), shown("out", blocks));
+    const QByteArray accepted = mcu::buildStatusFrame(mcu::replyStart, {}, 0x7901, 0);
+    QCOMPARE(lines.filter(QStringLiteral("D in")),
+             shown("in", {accepted, accepted, accepted, accepted}));
+}
+
+void TestDiagnostics::bytesAreOff()
+{
+    for (const char *category : {"agent.engine.bytes", "agent.upload.bytes"}) {
+        World world;
+        const MessageRecorder log(category);
+        QVERIFY(world.run(rows, 2));
+        QCOMPARE(log.take(), QStringList());
+    }
+}
+
+void TestDiagnostics::requestsDuringARun_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::newRow("read") << "W refused while a run is active: read of product information";
+    QTest::newRow("write") << "W refused while a run is active: write of product information";
+    QTest::newRow("file") << "W refused while a run is active: write of a single file";
+}
+
+/** The run goes on as if nothing had been asked; without a run nothing is refused. */
+void TestDiagnostics::requestsDuringARun()
+{
+    QFETCH(QString, line);
+    const auto ask = [&](ControlCenter &engine) {
+        if (line.contains(QStringLiteral("file")))
+            QVERIFY(engine.slotWriteMultBoard(1, 0, QStringLiteral("no.bin")));
+        else if (line.contains(QStringLiteral("read of")))
+            engine.getProductInfo();
+        else
+            engine.setProductInfo({QStringLiteral("AUX,1,0,2,1,65")});
+    };
+    World undisturbed;
+    QVERIFY(undisturbed.run(rows, 2));
+
+    World world;
+    const MessageRecorder log("agent.engine");
+    bool asked = false;
+    world.link->answerInstead = [&](const QByteArray &frame) {
+        if (world.link->sent.size() == 3 && !std::exchange(asked, true))
+            ask(*world.engine);
+        return QList<QByteArray>{world.link->deviceAnswer(frame)};
+    };
+    QVERIFY(world.run(rows, 2));
+    QVERIFY(asked);
+    QCOMPARE(log.take(), QStringList{line});
+    QVERIFY(sameTranscript(world.lines, undisturbed.lines));
+    QCOMPARE(world.sentText(), undisturbed.sentText());
+
+    ask(*world.engine);
+    QCOMPARE(log.take(), QStringList());
+    world.restartEngine();
+}
+
+QTEST_GUILESS_MAIN(TestDiagnostics)
+#include "tst_diagnostics.moc"
