@@ -199,6 +199,74 @@ private slots:
         QCOMPARE(run.cause(), QString("update-mode-refused"));
     }
 
+    /** One fault has one cause, wherever in the list the MCU is: an MCU that is given up counts as
+     *  100 % of its row, which is only sent when rows follow. */
+    void refusedUpdateMode()
+    {
+        const QStringList attempt = {"Send 'Enter F/W Upgrade Mode' command to 'A'.",
+                                     "'A' Enter F/W Update Mode fail, retry 1.",
+                                     "Send 'Enter F/W Upgrade Mode' command to 'A'.",
+                                     "'A' Enter F/W Update Mode fail, retry 2.",
+                                     "Send 'Enter F/W Upgrade Mode' command to 'A'.",
+                                     "'A' Enter F/W Update Mode fail."};
+        for (const bool isLast : {false, true}) {
+            Run run(isLast ? QStringList{"B", "A"} : QStringList{"A", "B"});
+            if (isLast)
+                run.write("B");
+            run.say(attempt + QStringList{"'A' F/W update fail, retry 1."} + attempt +
+                    QStringList{"'A' F/W update fail, retry 2."} + attempt);
+            if (!isLast)
+                run.progress(50);
+            run.say({"'A' F/W Update fail."});
+            if (!isLast)
+                run.write("B");
+            run.end(true);
+            QCOMPARE(run.cause(), QString("update-mode-refused"));
+        }
+    }
+
+    /** What was begun and is not whole waits in the bootcode, whatever ended the last attempt. */
+    void brokenOffAndThenRefused()
+    {
+        Run run({"A"});
+        const QStringList enter = {"Send 'Enter F/W Upgrade Mode' command to 'A'.",
+                                   "'A' Enter F/W Update Mode fail, retry 1."};
+        run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'.",
+                 "'A' Enter 'F/W Update Mode' success.", "Erasing..."});
+        run.progress(20).say({"'A' F/W update fail, retry 1."});
+        run.say(enter + enter +
+                QStringList{"'A' Enter F/W Update Mode fail.", "'A' F/W Update fail."});
+        run.end(true);
+        QCOMPARE(run.cause(), QString("image-not-written"));
+    }
+
+    /** The cable is pulled while the third MCU is written. */
+    void deviceGoneInTheMiddle()
+    {
+        Run run({"A", "B", "C", "D"});
+        run.write("A").say({"Send 'Enter F/W Upgrade Mode' command to 'C'.",
+                            "'C' Enter F/W Update Mode fail.", "'C' F/W Update fail.",
+                            "Send 'Enter F/W Upgrade Mode' command to 'B'.",
+                            "'B' Enter 'F/W Update Mode' success.", "Erasing..."});
+        run.progress(30).say({"'B' F/W Update fail.",
+                              "Send 'Enter F/W Upgrade Mode' command to 'D'.",
+                              "'D' Enter F/W Update Mode fail.", "'D' F/W Update fail.",
+                              "Send reboot command.", "Reboot systerm fail."});
+        run.end(false);
+        QCOMPARE(run.results(), QStringList({"updated", "failed", "failed", "failed"}));
+        QCOMPARE(run.cause(), QString("image-not-written"));
+        QCOMPARE(outcomeOf(run.model).summary,
+                 QString("The upgrade failed: 1 MCU updated, 3 failed."));
+    }
+
+    void failedRebootAfterGoodImages()
+    {
+        Run run({"A"});
+        run.write("A").say({"Send reboot command.", "Reboot systerm fail."}).end(false);
+        QCOMPARE(run.cause(), QString("reboot-refused"));
+        QCOMPARE(outcomeOf(run.model).summary, QString("The upgrade failed: 1 MCU updated."));
+    }
+
     void nothingFits()
     {
         Run run({"A", "B"});
@@ -289,9 +357,22 @@ private slots:
         QCOMPARE(run.exitCode(), done);
     }
 
+    /** After a lost connection it is not certain that the agent still runs. */
+    void likelyStateOfTheAgent()
+    {
+        Run run({"A"});
+        run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'."});
+        QVERIFY(likelyState(run.model, Cause::Interrupted).at(1).startsWith("The agent finishes"));
+        for (const Cause cause : {Cause::ConnectionLost, Cause::NoSignOfLife})
+            QVERIFY(likelyState(run.model, cause).at(1).startsWith("If the agent still runs"));
+    }
+
     /** Whatever the phase, there is something to say. */
     void likelyStates()
     {
+        const auto likelyState = [](const UpgradeModel &model) {
+            return ::likelyState(model, Cause::ConnectionLost);
+        };
         Run run({"A"});
         QVERIFY(likelyState(run.model).first().startsWith("Nothing was written"));
         run.say({"Read bootcode information of 'A'."});

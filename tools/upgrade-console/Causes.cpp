@@ -138,7 +138,7 @@ constexpr CauseRow causeRows[] = {
      "Switch the device off and on. If it stays silent, run the upgrade again with --mode 5."},
     {Cause::RebootRefused, "reboot-refused", ExitCode::Failed, "5",
      "the device does not reboot",
-     "The images are written: switch the device off and on by hand."},
+     "Switch the device off and on by hand; the table says which images are written."},
     {Cause::DeviceLost, "device-lost", ExitCode::Failed, "5",
      "the device did not come back after its reboot",
      "Wait a minute, then switch it off and on. If it stays silent, run the upgrade again with --mode 5."},

@@ -299,7 +299,8 @@ void UpgradeCommand::loseContact(Cause cause, const QString &detail)
         fail(cause, detail);
         return;
     }
-    const QStringList state = cause == Cause::OutcomeUnseen ? QStringList() : likelyState(m_model);
+    const QStringList state =
+        cause == Cause::OutcomeUnseen ? QStringList() : likelyState(m_model, cause);
     m_model.settleUnseen(now());
     CommandResult result =
         resultOf({causeRow(cause).exit, cause, QStringLiteral("The outcome is not known.")});

@@ -132,12 +132,15 @@ void UpgradeModel::takeLine(const QString &line, ms now)
         (this->*handler)(meaning, now);
 }
 
-/** The agent counts every row as 100, whether something is sent to it or not. */
+/**
+ * The agent counts every row as 100, whether something is sent to it or not. A row that it gives up
+ * counts as well, so progress says nothing about an MCU that is not in its update mode.
+ */
 void UpgradeModel::takeProgress(double percent, ms now)
 {
     m_percent = std::clamp(percent, m_percent, whole);
     McuState *mcu = currentMcu();
-    if (mcu == nullptr || mcu->phase < McuPhase::Entering || mcu->phase > McuPhase::Writing)
+    if (mcu == nullptr || mcu->phase < McuPhase::Erasing || mcu->phase > McuPhase::Writing)
         return;
     const double own = percent * m_mcus.size() - whole * m_current;
     mcu->percent = std::clamp(own, 0.0, whole);
@@ -285,7 +288,9 @@ void UpgradeModel::onEnterSent(const LineMeaning &meaning, ms now)
 void UpgradeModel::onEntered(const LineMeaning &meaning, ms)
 {
     m_hasWritten = true;
-    mcuNamed(meaning.values.value(0)).phase = McuPhase::Erasing;
+    McuState &mcu = mcuNamed(meaning.values.value(0));
+    mcu.phase = McuPhase::Erasing;
+    mcu.isBegun = true;
 }
 
 void UpgradeModel::onWriteRetry(const LineMeaning &meaning, ms)
@@ -299,7 +304,7 @@ void UpgradeModel::onWriteRetry(const LineMeaning &meaning, ms)
 void UpgradeModel::onWriteFailed(const LineMeaning &meaning, ms now)
 {
     McuState &mcu = mcuNamed(meaning.values.value(0));
-    if (mcu.cause != Cause::UpdateModeRefused || mcu.writingSince.count() >= 0)
+    if (mcu.cause != Cause::UpdateModeRefused || mcu.isBegun)
         mcu.cause = meaning.cause;
     finish(mcu, McuResult::Failed, now);
 }
@@ -309,6 +314,7 @@ void UpgradeModel::onWritten(const LineMeaning &meaning, ms now)
     McuState &mcu = mcuNamed(meaning.values.value(0));
     mcu.percent = whole;
     mcu.cause = Cause::None;
+    mcu.isBegun = false;
     finish(mcu, McuResult::Updated, now);
 }
 

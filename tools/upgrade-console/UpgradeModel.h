@@ -57,6 +57,8 @@ struct McuState
     double percent = 0.0;
     /** Everything that was repeated for this MCU. */
     int retries = 0;
+    /** It went into its update mode and has no whole image since then. */
+    bool isBegun = false;
     /** Blocks sent since the image was begun. */
     int blocks = 0;
     /** From the request for its update mode on; negative before. */

@@ -17,13 +17,37 @@ QString counted(int count)
     return count == 1 ? QStringLiteral("1 MCU") : QStringLiteral("%1 MCUs").arg(count);
 }
 
-Cause firstFailure(const UpgradeModel &model)
+/** Why MCUs failed: the first reason, but an image that was begun matters more than others. */
+Cause failureOfMcus(const UpgradeModel &model)
 {
+    Cause cause = Cause::None;
     for (const McuState &mcu : model.mcus()) {
-        if (mcu.result == McuResult::Failed)
-            return mcu.cause == Cause::None ? Cause::Unexplained : mcu.cause;
+        if (mcu.result != McuResult::Failed)
+            continue;
+        const Cause own = mcu.cause == Cause::None ? Cause::Unexplained : mcu.cause;
+        if (mcu.isBegun)
+            return own;
+        if (cause == Cause::None)
+            cause = own;
     }
-    return Cause::None;
+    return cause;
+}
+
+/** Without the link to the device everything that follows fails, too. */
+bool explainsAll(Cause problem)
+{
+    return problem == Cause::PortUnavailable || problem == Cause::LinkBroken;
+}
+
+/** "1 MCU updated, 3 failed, 1 not reached". */
+QString countsText(const UpgradeModel &model)
+{
+    QString text = counted(countOf(model, McuResult::Updated)) + QLatin1String(" updated");
+    for (const McuResult result : {McuResult::Failed, McuResult::NotReached, McuResult::Unknown}) {
+        if (const int count = countOf(model, result))
+            text += QStringLiteral(", %1 %2").arg(count).arg(resultName(result));
+    }
+    return text;
 }
 
 UpgradeOutcome failure(Cause cause, const QString &summary)
@@ -33,30 +57,25 @@ UpgradeOutcome failure(Cause cause, const QString &summary)
 
 UpgradeOutcome outcomeOfSuccess(const UpgradeModel &model)
 {
-    const int updated = countOf(model, McuResult::Updated);
-    const int failed = countOf(model, McuResult::Failed);
-    const Cause cause = firstFailure(model);
+    const Cause cause = failureOfMcus(model);
     if (cause != Cause::None)
-        return {ExitCode::Failed, cause,
-                QStringLiteral("%1 updated, %2 failed.").arg(counted(updated)).arg(failed)};
+        return {ExitCode::Failed, cause, countsText(model) + '.'};
     if (model.problem() != Cause::None)
         return {ExitCode::Failed, model.problem(),
-                QStringLiteral("%1 updated, but not all went well.").arg(counted(updated))};
-    if (updated > 0)
-        return {ExitCode::Done, Cause::None, QStringLiteral("%1 updated.").arg(counted(updated))};
+                countsText(model) + QLatin1String(", but not all went well.")};
+    if (countOf(model, McuResult::Updated) > 0)
+        return {ExitCode::Done, Cause::None, countsText(model) + '.'};
     return {ExitCode::NothingToDo, Cause::NothingToDo,
             QStringLiteral("Nothing to do: no MCU needs what the package holds.")};
 }
 
 UpgradeOutcome outcomeOfFailure(const UpgradeModel &model)
 {
-    Cause cause = model.problem();
+    Cause cause = explainsAll(model.problem()) ? model.problem() : failureOfMcus(model);
     if (cause == Cause::None)
-        cause = firstFailure(model);
-    if (cause == Cause::None)
-        cause = Cause::Unexplained;
-    UpgradeOutcome outcome = failure(cause, QStringLiteral("The upgrade failed; %1 updated.")
-                                                .arg(counted(countOf(model, McuResult::Updated))));
+        cause = model.problem() == Cause::None ? Cause::Unexplained : model.problem();
+    UpgradeOutcome outcome =
+        failure(cause, QStringLiteral("The upgrade failed: %1.").arg(countsText(model)));
     // The agent says that it failed, whatever the reason says.
     if (outcome.exit == ExitCode::Done || outcome.exit == ExitCode::NothingToDo)
         outcome.exit = ExitCode::Failed;
@@ -76,10 +95,17 @@ UpgradeOutcome outcomeOf(const UpgradeModel &model)
     return model.succeeded() ? outcomeOfSuccess(model) : outcomeOfFailure(model);
 }
 
-QStringList likelyState(const UpgradeModel &model)
+QStringList likelyState(const UpgradeModel &model, Cause cause)
 {
-    const QString goesOn = QStringLiteral(
-        "The agent finishes the upgrade without this connection: leave the device on.");
+    // Only after an end of our own is it certain that the agent still runs.
+    const bool isAgentKnown = cause == Cause::Interrupted;
+    const QString goesOn =
+        isAgentKnown
+            ? QStringLiteral(
+                  "The agent finishes the upgrade without this connection: leave the device on.")
+            : QStringLiteral("If the agent still runs, it finishes the upgrade without this "
+                             "connection: leave the device on, and ask with 'ping'. If it does "
+                             "not run any more, the upgrade ended where it was.");
     const QString again = QStringLiteral(
         "In a few minutes run the same upgrade again; in mode 2 what is done already is skipped.");
     switch (model.phase()) {

@@ -23,9 +23,9 @@ UpgradeOutcome outcomeOf(const UpgradeModel &model);
 
 /**
  * After the connection was lost in the middle of a run: the state that the device is likely in and
- * what to do, one sentence a line.
+ * what to do, one item a line. `cause` says how it was lost.
  */
-QStringList likelyState(const UpgradeModel &model);
+QStringList likelyState(const UpgradeModel &model, Cause cause);
 
 /** One word for a result, as tables and JSON have it. */
 QString resultName(McuResult result);
