@@ -390,7 +390,7 @@ void TestBridge::everythingLivesOnTheEngineThread()
     QVERIFY(engine->findChild<CoreCOMQ *>() != nullptr);
     QVERIFY(engine->findChild<CoreUpload *>() != nullptr);
     QVERIFY(engine->findChild<QSerialPort *>() != nullptr);
-    QCOMPARE(engine->findChildren<QTimer *>().size(), 4);
+    QCOMPARE(engine->findChildren<QTimer *>().size(), 5);
 
     QSignalSpy destroyed(engine, &QObject::destroyed);
     thread.start();
