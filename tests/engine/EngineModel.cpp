@@ -246,7 +246,7 @@ bool EngineModel::sendImage(int row)
 {
     QStringList &fields = m_rows[row];
     const bool isKnown = !fields.at(3).isEmpty() && !fields.at(4).isEmpty();
-    if (!isKnown) { // no image can be told to be for it
+    if (!isKnown) { // no image is known to be for it
         fields[12] = QStringLiteral("2");
         say(QStringLiteral("UPGRADERESULT|%1|2").arg(fields.join(',')));
         return true;

@@ -120,7 +120,7 @@ private slots:
     void restGoesOnAsAfterASuccess_data();
     void restGoesOnAsAfterASuccess();
     void onlyRow();
-    void fileBehindARunThatFailed();
+    void fileAfterARunThatFailed();
 };
 
 void TestMainFirst::restGoesOnAsAfterASuccess_data()
@@ -196,7 +196,7 @@ void TestMainFirst::onlyRow()
 }
 
 /** A single file has no reads to go back to, whatever the run before it was about to do. */
-void TestMainFirst::fileBehindARunThatFailed()
+void TestMainFirst::fileAfterARunThatFailed()
 {
     Scenario world(chips(), images());
     world.addFault(QStringLiteral("silent:word=product-id"));

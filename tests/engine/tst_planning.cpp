@@ -344,7 +344,7 @@ void TestPlanning::rowsWithoutAChip_data()
     row("AUX,1,256", "AUX,1,256");
 }
 
-/** The package has an image for the type, but no image goes to an index that nobody named. */
+/** The package has an image for the type, but none goes to an index that the row does not name. */
 void TestPlanning::rowsWithoutAChip()
 {
     QFETCH(QString, row);

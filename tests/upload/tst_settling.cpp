@@ -185,7 +185,7 @@ void TestSettling::answerThatIsHalfThere()
     QCOMPARE(transfer.blocks(), QStringLiteral("0/00 0/00 1/00 2/40"));
 }
 
-/** The limit of what a pause can do: nothing in the answer tells which block it is for. */
+/** The limit of what a pause can do: the answer does not say which block it is for. */
 void TestSettling::answerAfterThePause()
 {
     Timed transfer;
