@@ -4,6 +4,7 @@
 #include <QFile>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <climits>
@@ -43,9 +44,10 @@ void makeRaw(int fd)
 /** What a symbolic link contains; empty for anything else. */
 QByteArray targetOf(const QString &link)
 {
-    QByteArray target(PATH_MAX, '\0');
-    const ssize_t size = ::readlink(QFile::encodeName(link).constData(), target.data(), PATH_MAX);
-    return target.left(int(std::max<ssize_t>(size, 0)));
+    std::array<char, PATH_MAX> target;
+    const ssize_t size =
+        ::readlink(QFile::encodeName(link).constData(), target.data(), target.size());
+    return QByteArray(target.data(), int(std::max<ssize_t>(size, 0)));
 }
 
 /** A link that may be replaced: it leads to a pseudo-terminal, or to one that is gone. */
