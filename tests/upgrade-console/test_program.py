@@ -484,6 +484,66 @@ Nothing to do: no MCU needs what the package holds.
         self.assertEqual(result.returncode, LOST)
         self.assertEqual(self.document(result)["error"]["cause"], "outcome-unseen")
 
+    def lose(self, run, first, last, **more):
+        """An upgrade whose lines from `first` to the one before `last` go to another client; the
+        rest comes after the heartbeat with which the program wins them back."""
+        start, end = run.index(first), run.index(last)
+
+        def take(agent):
+            agent.answers["HEARTBEAT"] = win_back
+
+        def win_back(agent):
+            agent.answers["HEARTBEAT"] = [b"HEARTBEAT\r\n"]
+            return [b"HEARTBEAT\r\n"] + run[end:]
+        return self.upgrade(run[:start] + [take], "--all", "--json", **more)
+
+    def test_another_client_asks(self):
+        """Lost lines make an MCU unknown at most, never failed."""
+        full = runs.full_run()
+        half = runs.half_failed_run()
+        seen = {mcu: log(f"Write firmware '{mcu}' success.") for mcu in runs.NAMES}
+        enter = {mcu: runs.enter(mcu)[0] for mcu in runs.NAMES}
+        for run, first, last, status, results in (
+                # Progress alone, and then also the line that the update mode was entered.
+                (full, progress(5), progress(45), DONE, ["updated", "updated"]),
+                (full, enter["MAIN"], progress(45), DONE, ["updated", "updated"]),
+                # What was read before.
+                (full, log("Read model name."), enter["MAIN"], DONE, ["updated", "updated"]),
+                # The end of an image.
+                (full, progress(45), enter["AUX 1"], LOST, ["unknown", "updated"]),
+                (full, progress(20), progress(70), LOST, ["unknown", "updated"]),
+                (full, progress(70), runs.REBOOT[0], LOST, ["updated", "unknown"]),
+                (full, progress(70), SUCCESS, LOST, ["updated", "unknown"]),
+                # A whole image, or all of them.
+                (full, seen["MAIN"], runs.REBOOT[0], LOST, ["unknown", "unknown"]),
+                (full, enter["MAIN"], enter["AUX 1"], LOST, ["unknown", "updated"]),
+                (full, log("Read model name."), SUCCESS, LOST, ["unknown", "unknown"]),
+                # Only what comes after the images.
+                (full, runs.REBOOT[0], SUCCESS, DONE, ["updated", "updated"]),
+                # What failed before the eyes of the program stays failed.
+                (half, runs.REBOOT[0], SUCCESS, FAILED, ["updated", "failed"]),
+                (half, log("'AUX 1' F/W Update fail."), runs.REBOOT[0], LOST,
+                 ["updated", "unknown"])):
+            with self.subTest(first=first, last=last):
+                result = self.lose(run, first, last)
+                document = self.document(result)
+                self.assertEqual([mcu["result"] for mcu in document["mcus"]], results)
+                self.assertEqual(result.returncode, status)
+                if status == LOST:
+                    self.assertEqual(document["error"]["cause"], "outcome-unseen")
+                    self.assertIn("another client took the messages", result.stderr)
+
+    def test_heartbeat_after_a_second(self):
+        """While a run is followed, whatever the time-out."""
+        pause = Wait()
+        with FakeAgent({"UPGRADEALL": runs.START + [pause]}) as agent:
+            program = self.start_program(agent.port, "--timeout", "60", "upgrade", "--all")
+            self.assertTrue(pause.reached.wait(10))
+            pause.go_on.set()
+            before = agent.lines.count("HEARTBEAT")
+            wait.until(lambda: agent.lines.count("HEARTBEAT") >= before + 2, 5)
+            program.stop()
+
     def test_request_passed_over(self):
         result = self.upgrade([], "--all", "--json", timeout="0.4")
         self.assertEqual(result.returncode, FAILED)

@@ -131,6 +131,29 @@ device: set version
         # As the program said, the agent goes on alone.
         wait.until(lambda: self.simulator.chip(1, 1)["images_written"] == 1, 30)
 
+    def test_pings_beside_a_run(self):
+        """A health check takes the lines for a moment; the verdict stays right."""
+        self.begin(options=("--baud", "57600"))
+        program = self.start_program("--json", "upgrade", "--all")
+        wait.until(lambda: "AUX 1: writing" in program.stderr(), 30)
+        self.assertEqual(self.run_program("ping").returncode, DONE)
+        self.assertEqual(program.popen.wait(60), DONE, program.report())
+        self.assertEqual([mcu["result"] for mcu in json.loads(program.stdout())["mcus"]],
+                         ["updated", "updated", "up to date"])
+        # Far more often than any health check, from the start on.
+        program = self.start_program("--json", "upgrade", "--mode", "5", "--all")
+        while program.popen.poll() is None:
+            self.assertEqual(self.run_program("ping").returncode, DONE)
+            try:
+                program.popen.wait(2)
+            except subprocess.TimeoutExpired:
+                pass
+        document = json.loads(program.stdout())
+        self.assertIn(program.popen.returncode, (DONE, LOST), document)
+        results = [mcu["result"] for mcu in document["mcus"]]
+        self.assertLessEqual(set(results), {"updated", "unknown"})
+        self.assertEqual(program.popen.returncode, LOST if "unknown" in results else DONE)
+
     def test_agent_dies(self):
         self.start(world.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))
         program = self.start_program("--json", "upgrade", "--all")

@@ -75,6 +75,7 @@ private:
 constexpr int done = 0;
 constexpr int failed = 1;
 constexpr int nothing = 3;
+constexpr int unseen = 6;
 
 QString equalLine(const QString &name)
 {
@@ -265,6 +266,76 @@ private slots:
         run.write("A").say({"Send reboot command.", "Reboot systerm fail."}).end(false);
         QCOMPARE(run.cause(), QString("reboot-refused"));
         QCOMPARE(outcomeOf(run.model).summary, QString("The upgrade failed: 1 MCU updated."));
+    }
+
+    /** An MCU that says nothing in the pass of the images has none that fits; after a gap this is
+     *  not certain. */
+    void rowsInAGap()
+    {
+        for (const bool isGap : {false, true}) {
+            Run run({"A", "B", "C"});
+            run.write("A");
+            if (isGap)
+                run.model.expectGap();
+            run.write("C").end(true);
+            QCOMPARE(run.results(),
+                     QStringList({"updated", isGap ? "unknown" : "no fit", "updated"}));
+            QCOMPARE(run.exitCode(), isGap ? unseen : done);
+        }
+    }
+
+    /** Silence is not a gap when the same MCU goes on. */
+    void silencesOfOneMcu()
+    {
+        Run run({"A", "B"});
+        for (const char *line : {"Send 'Enter F/W Upgrade Mode' command to 'A'.",
+                                 "'A' Enter 'F/W Update Mode' success.", "Erasing...",
+                                 "Erase success.", "Writing...", "Write firmware 'A' success."}) {
+            run.model.expectGap();
+            run.say({line});
+        }
+        run.say({equalLine("B"), "Send reboot command."});
+        run.model.expectGap();
+        run.end(true);
+        QCOMPARE(run.results(), QStringList({"updated", "up to date"}));
+        QCOMPARE(run.exitCode(), done);
+    }
+
+    void progressOfALaterRow()
+    {
+        Run run({"A", "B", "C"});
+        run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'.",
+                 "'A' Enter 'F/W Update Mode' success.", "Erasing..."});
+        run.progress(10).progress(90);
+        QCOMPARE(run.results(), QStringList({"unknown", "open", "open"}));
+        run.say({"Write firmware 'C' success."}).end(true);
+        QCOMPARE(run.results(), QStringList({"unknown", "unknown", "updated"}));
+        QCOMPARE(run.exitCode(), unseen);
+    }
+
+    void chosenMcuThatSaysNothing()
+    {
+        Run run({"A", "B"});
+        run.say({"Firmware version V1.1.0 greater than the 'A' version V1.0.0, will upgrade.",
+                 equalLine("B")});
+        run.end(true);
+        QCOMPARE(run.results(), QStringList({"unknown", "up to date"}));
+        QCOMPARE(run.exitCode(), unseen);
+    }
+
+    void endInAGap()
+    {
+        for (const bool isGap : {false, true}) {
+            Run run({"A", "B"});
+            run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'.",
+                     "'A' Enter 'F/W Update Mode' success."});
+            if (isGap)
+                run.model.expectGap();
+            run.end(false);
+            QCOMPARE(run.results(), isGap ? QStringList({"unknown", "unknown"})
+                                          : QStringList({"failed", "not reached"}));
+            QCOMPARE(run.exitCode(), failed);
+        }
     }
 
     void nothingFits()

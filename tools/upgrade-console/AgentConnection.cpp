@@ -10,7 +10,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto longestConnect = 10s;
-constexpr auto longestPulse = 10s;
 constexpr int pulsesPerTimeOut = 4;
 /** What is read at once; the parser's memory depends on it. */
 constexpr qint64 readBuffer = 256LL * 1024;
@@ -34,7 +33,7 @@ AgentConnection::AgentConnection(const QString &host, quint16 port, ms timeOut, 
     m_socket.setReadBufferSize(readBuffer);
     m_connectTimer.setSingleShot(true);
     m_connectTimer.setInterval(std::min<ms>(timeOut, longestConnect));
-    m_pulse.setInterval(std::clamp<ms>(timeOut / pulsesPerTimeOut, 1ms, longestPulse));
+    m_pulse.setTimerType(Qt::PreciseTimer);
 
     connect(&m_socket, &QTcpSocket::connected, this, &AgentConnection::onConnected);
     connect(&m_socket, &QTcpSocket::readyRead, this, &AgentConnection::onReadyRead);
@@ -75,14 +74,14 @@ void AgentConnection::sendFragment(const QByteArray &payload)
     m_socket.flush();
 }
 
-void AgentConnection::watchLife(bool on)
+void AgentConnection::watchLife(bool on, ms silence)
 {
     if (!on) {
         m_pulse.stop();
         return;
     }
     m_sinceLastByte.start();
-    m_pulse.start();
+    m_pulse.start(std::clamp<ms>(m_timeOut / pulsesPerTimeOut, 1ms, silence));
 }
 
 void AgentConnection::onConnected()
@@ -97,6 +96,8 @@ void AgentConnection::onConnected()
 void AgentConnection::onReadyRead()
 {
     m_sinceLastByte.start();
+    if (m_pulse.isActive())
+        m_pulse.start(); // from the last byte on
     while (!m_isLost && m_socket.bytesAvailable() > 0) {
         const auto replies = m_parser.feed(m_socket.readAll());
         for (const AgentReply &reply : replies)
@@ -108,10 +109,12 @@ void AgentConnection::hand(const AgentReply &reply)
 {
     if (m_isLost)
         return;
-    if (reply.kind == AgentReply::Kind::Heartbeat && !m_heartbeats.isEmpty() &&
-        m_heartbeats.dequeue())
-        return;
-    emit received(reply);
+    const bool isOurs = reply.kind == AgentReply::Kind::Heartbeat && !m_heartbeats.isEmpty() &&
+                        m_heartbeats.dequeue();
+    if (isOurs)
+        emit pulseAnswered();
+    else
+        emit received(reply);
 }
 
 void AgentConnection::onEnded()
@@ -129,8 +132,6 @@ void AgentConnection::onPulse()
                QStringLiteral("nothing for %1 s").arg(double(m_timeOut.count()) / 1000.0));
         return;
     }
-    if (!m_sinceLastByte.hasExpired(m_pulse.interval()))
-        return;
     m_heartbeats.enqueue(true);
     m_socket.write(bytes(consoletext::heartbeat) + bytes(consoletext::lineEnd));
     m_socket.flush();

@@ -38,9 +38,10 @@ public:
     /**
      * While on, silence is answered with heartbeats, which also keep the agent's replies coming
      * here, and silence for the whole time-out ends the connection. The answers to these
-     * heartbeats are not handed on.
+     * heartbeats are not handed on. A heartbeat follows after `silence`, or after a quarter of the
+     * time-out where that is shorter.
      */
-    void watchLife(bool on);
+    void watchLife(bool on, ms silence = std::chrono::seconds(10));
 
     /** Heartbeats that are not answered yet. */
     int heartbeatsUnderWay() const { return m_heartbeats.size(); }
@@ -50,6 +51,8 @@ public:
 signals:
     void connected();
     void received(const AgentReply &reply);
+    /** A heartbeat of watchLife() was answered: from now on the agent's lines come here. */
+    void pulseAnswered();
     /** CannotConnect, ConnectionLost or NoSignOfLife; nothing comes after it. */
     void lost(Cause cause, const QString &detail);
 

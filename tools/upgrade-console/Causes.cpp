@@ -38,7 +38,7 @@ constexpr CauseRow causeRows[] = {
      "interrupted by the user",
      "Run the command again."},
     {Cause::OutcomeUnseen, "outcome-unseen", ExitCode::ConnectionLost, "",
-     "the upgrade has ended, but another client got its last words",
+     "another client took the messages, so the outcome was not seen in whole",
      "Run the upgrade again: in mode 2 it only writes what is still older than the package."},
 
     {Cause::Busy, "busy", ExitCode::DeviceBusy, "",

@@ -29,6 +29,7 @@ void Command::reconnect()
     m_agent = std::make_unique<AgentConnection>(m_options.host, m_options.port, m_options.timeOut);
     connect(m_agent.get(), &AgentConnection::connected, this, [this] { onConnected(); });
     connect(m_agent.get(), &AgentConnection::received, this, &Command::onReply);
+    connect(m_agent.get(), &AgentConnection::pulseAnswered, this, [this] { onPulseAnswered(); });
     connect(m_agent.get(), &AgentConnection::lost, this, &Command::onLost);
     m_agent->open();
 }

@@ -52,6 +52,8 @@ signals:
 protected:
     virtual void onConnected() = 0;
     virtual void onReply(const AgentReply &reply) = 0;
+    /** After a silence the agent's lines come here for certain; some may have gone elsewhere. */
+    virtual void onPulseAnswered() {}
     virtual void onLost(Cause cause, const QString &detail);
     /** A reply that was awaited did not come. */
     virtual void onDeadline();

@@ -13,6 +13,9 @@ using namespace std::chrono_literals;
 using Kind = AgentReply::Kind;
 
 constexpr auto redrawEvery = 500ms;
+/** Until a heartbeat wins back the lines that another client may have taken. A little longer than
+ *  the second for which the agent pauses after each image. */
+constexpr auto longestSilence = 1200ms;
 /** The row that the agent upgrades over the network. */
 const WantedMcu networkRow{QStringLiteral("MAIN"), 0, {}};
 
@@ -161,7 +164,7 @@ void UpgradeCommand::startRun()
     stopAwaiting();
     m_stage = Stage::Running;
     agent().request(runRequest());
-    agent().watchLife(true);
+    agent().watchLife(true, longestSilence);
     m_quiet.start();
     m_redraw.start();
     showProgress();
@@ -199,6 +202,11 @@ void UpgradeCommand::onRunning(const AgentReply &reply)
     showProgress();
     if (m_model.hasEnded())
         endRun();
+}
+
+void UpgradeCommand::onPulseAnswered()
+{
+    m_model.expectGap();
 }
 
 void UpgradeCommand::showProgress()

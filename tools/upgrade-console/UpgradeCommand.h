@@ -24,6 +24,7 @@ public:
 protected:
     void onConnected() override;
     void onReply(const AgentReply &reply) override;
+    void onPulseAnswered() override;
     void onLost(Cause cause, const QString &detail) override;
     void onDeadline() override;
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/UpgradeModel.h"
 
-#include "protocol/BlockPayload.h"
 #include "protocol/ChipTypes.h"
 
 #include <algorithm>
@@ -9,48 +8,29 @@
 
 namespace {
 
-using std::chrono::duration;
-using std::chrono::milliseconds;
-
 constexpr double whole = 100.0;
 /** Rows that lines with unknown names may add. */
 constexpr int maxMcus = 4096;
-
-double secondsOf(milliseconds time)
-{
-    return duration<double>(time).count();
-}
 
 QString versionText(const QStringList &values, int first)
 {
     return QStringList(values.mid(first, 3)).join(QLatin1Char('.'));
 }
 
+bool isRead(LineEvent event)
+{
+    return event == LineEvent::Reading || event == LineEvent::VersionRead ||
+           event == LineEvent::ReadRetry;
+}
+
+/** Of the pass that decides about one MCU after the other and writes. */
+bool isWrite(LineEvent event)
+{
+    return (event >= LineEvent::EnterSent && event <= LineEvent::NoFirmware) ||
+           event == LineEvent::Rebooting || event == LineEvent::NetStarted;
+}
+
 } // namespace
-
-double McuState::rate(ms now) const
-{
-    const double elapsed = secondsOf((ended.count() < 0 ? now : ended) - writingSince);
-    if (writingSince.count() < 0 || elapsed <= 0.0)
-        return 0.0;
-    return blocks * double(block::dataSize) / elapsed;
-}
-
-std::chrono::seconds McuState::timeLeft(ms now) const
-{
-    if (phase != McuPhase::Writing || percent <= 0.0 || now <= writingSince)
-        return std::chrono::seconds(-1);
-    const double left = secondsOf(now - writingSince) * (whole - percent) / percent;
-    constexpr double longest = 99.0 * 3600.0;
-    return std::chrono::seconds(qint64(std::min(left, longest)));
-}
-
-double McuState::seconds(ms now) const
-{
-    if (started.count() < 0)
-        return -1.0;
-    return secondsOf((ended.count() < 0 ? now : ended) - started);
-}
 
 UpgradeModel::UpgradeModel(const QVector<WantedMcu> &wanted)
 {
@@ -61,12 +41,20 @@ UpgradeModel::UpgradeModel(const QVector<WantedMcu> &wanted)
         mcu.newVersion = row.newVersion;
         m_mcus.append(mcu);
     }
+    m_rowCount = m_mcus.size();
 }
 
 bool UpgradeModel::take(const AgentReply &reply, ms now)
 {
-    if (hasEnded())
-        return false;
+    const bool isTaken = !hasEnded() && takeReply(reply, now);
+    // The verdict comes right after the words about the link.
+    if (isTaken && reply.kind != AgentReply::Kind::Disconnected)
+        m_mayHaveGap = false;
+    return isTaken;
+}
+
+bool UpgradeModel::takeReply(const AgentReply &reply, ms now)
+{
     switch (reply.kind) {
     case AgentReply::Kind::Log:
         takeLine(reply.text, now);
@@ -126,6 +114,12 @@ UpgradeModel::Handler UpgradeModel::handlerOf(LineEvent event)
 void UpgradeModel::takeLine(const QString &line, ms now)
 {
     const LineMeaning meaning = meaningOf(line);
+    if (isRead(meaning.event)) {
+        m_isReading = true;
+        m_passed = -1;
+    } else if (isWrite(meaning.event)) {
+        m_isReading = false;
+    }
     if (meaning.cause != Cause::None)
         m_problemLine = line;
     if (const Handler handler = handlerOf(meaning.event))
@@ -139,6 +133,7 @@ void UpgradeModel::takeLine(const QString &line, ms now)
 void UpgradeModel::takeProgress(double percent, ms now)
 {
     m_percent = std::clamp(percent, m_percent, whole);
+    followProgress(percent, now);
     McuState *mcu = currentMcu();
     if (mcu == nullptr || mcu->phase < McuPhase::Erasing || mcu->phase > McuPhase::Writing)
         return;
@@ -151,8 +146,35 @@ void UpgradeModel::takeProgress(double percent, ms now)
     ++mcu->blocks;
 }
 
+/** The agent is at the row that progress is in, also where the lines about that row were lost. */
+void UpgradeModel::followProgress(double percent, ms now)
+{
+    const int rows = m_mcus.size();
+    if (rows == 0 || rows != m_rowCount || !(percent > 0.0 && percent < whole))
+        return;
+    const int row = int(percent * rows / whole);
+    const double own = percent * rows - whole * row;
+    // Two decimals are sent. The end of a row is also that of one that was given up.
+    const double leastSure = 0.01 * rows;
+    McuState &mcu = m_mcus[row];
+    const bool isKnown = row == m_current && mcu.phase >= McuPhase::Erasing;
+    if (isKnown || own < leastSure || own > whole - leastSure || mcu.phase == McuPhase::Finished)
+        return;
+    m_isReading = false;
+    m_mayHaveGap = true;
+    moveTo(row, now);
+    beginWrite(mcu, now);
+    mcu.phase = McuPhase::Writing;
+    mcu.isBegun = true;
+    m_hasWritten = true;
+}
+
 void UpgradeModel::end(bool succeeded, ms now)
 {
+    if (m_mayHaveGap && m_problem == Cause::None && m_phase < RunPhase::Rebooting) {
+        m_isReading = false;
+        moveTo(m_mcus.size(), now);
+    }
     m_succeeded = succeeded;
     if (succeeded)
         m_percent = whole;
@@ -168,6 +190,11 @@ void UpgradeModel::settle(McuState &mcu, ms now)
 {
     if (mcu.result != McuResult::Open)
         return;
+    // A run that came to its end has said how each image ended.
+    if (mcu.isLost || (m_succeeded && mcu.isAtWork())) {
+        finish(mcu, McuResult::Unknown, now);
+        return;
+    }
     const bool wasBegun = mcu.started.count() >= 0;
     if (wasBegun && mcu.cause == Cause::None)
         mcu.cause = m_problem == Cause::None ? Cause::Unexplained : m_problem;
@@ -202,7 +229,20 @@ int UpgradeModel::findMcu(const QString &name) const
     return finished;
 }
 
-McuState &UpgradeModel::mcuNamed(const QString &name)
+/** What is still at work in another row has ended, and the line that said how was lost. After a
+ *  gap this may be so for the rows in between as well. */
+void UpgradeModel::moveTo(int row, ms now)
+{
+    McuState *left = currentMcu();
+    if (left != nullptr && row != m_current && left->isAtWork())
+        finish(*left, McuResult::Unknown, now);
+    for (int i = m_passed + 1; i < row && m_mayHaveGap && !m_isReading; ++i)
+        m_mcus[i].isLost = m_mcus.at(i).phase != McuPhase::Finished;
+    m_current = row < m_mcus.size() ? row : -1;
+    m_passed = m_isReading ? -1 : row;
+}
+
+McuState &UpgradeModel::mcuNamed(const QString &name, ms now)
 {
     int index = findMcu(name);
     if (index < 0 && m_mcus.size() < maxMcus) {
@@ -212,7 +252,7 @@ McuState &UpgradeModel::mcuNamed(const QString &name)
     }
     if (index < 0)
         index = m_mcus.size() - 1;
-    m_current = index;
+    moveTo(index, now);
     return m_mcus[index];
 }
 
@@ -251,51 +291,51 @@ void UpgradeModel::onProblem(const LineMeaning &meaning, ms)
         m_problem = meaning.cause;
 }
 
-void UpgradeModel::onReading(const LineMeaning &meaning, ms)
+void UpgradeModel::onReading(const LineMeaning &meaning, ms now)
 {
     m_phase = RunPhase::Reading;
-    McuState &mcu = mcuNamed(meaning.values.value(0));
+    McuState &mcu = mcuNamed(meaning.values.value(0), now);
     if (mcu.phase == McuPhase::Waiting)
         mcu.phase = McuPhase::Reading;
 }
 
-void UpgradeModel::onVersionRead(const LineMeaning &meaning, ms)
+void UpgradeModel::onVersionRead(const LineMeaning &meaning, ms now)
 {
-    McuState &mcu = mcuNamed(meaning.values.value(0));
+    McuState &mcu = mcuNamed(meaning.values.value(0), now);
     mcu.oldVersion = versionText(meaning.values, 1);
 }
 
-void UpgradeModel::onReadRetry(const LineMeaning &meaning, ms)
+void UpgradeModel::onReadRetry(const LineMeaning &meaning, ms now)
 {
-    ++mcuNamed(meaning.values.value(0)).retries;
+    ++mcuNamed(meaning.values.value(0), now).retries;
 }
 
 /** The first problem is behind those that follow. */
-void UpgradeModel::onMcuProblem(const LineMeaning &meaning, ms)
+void UpgradeModel::onMcuProblem(const LineMeaning &meaning, ms now)
 {
-    McuState &mcu = mcuNamed(meaning.values.value(0));
+    McuState &mcu = mcuNamed(meaning.values.value(0), now);
     if (mcu.cause == Cause::None)
         mcu.cause = meaning.cause;
 }
 
 void UpgradeModel::onEnterSent(const LineMeaning &meaning, ms now)
 {
-    McuState &mcu = mcuNamed(meaning.values.value(0));
+    McuState &mcu = mcuNamed(meaning.values.value(0), now);
     beginWrite(mcu, now);
     mcu.phase = McuPhase::Entering;
 }
 
-void UpgradeModel::onEntered(const LineMeaning &meaning, ms)
+void UpgradeModel::onEntered(const LineMeaning &meaning, ms now)
 {
     m_hasWritten = true;
-    McuState &mcu = mcuNamed(meaning.values.value(0));
+    McuState &mcu = mcuNamed(meaning.values.value(0), now);
     mcu.phase = McuPhase::Erasing;
     mcu.isBegun = true;
 }
 
-void UpgradeModel::onWriteRetry(const LineMeaning &meaning, ms)
+void UpgradeModel::onWriteRetry(const LineMeaning &meaning, ms now)
 {
-    McuState &mcu = mcuNamed(meaning.values.value(0));
+    McuState &mcu = mcuNamed(meaning.values.value(0), now);
     mcu.cause = meaning.cause;
     if (meaning.values.size() > 1)
         ++mcu.retries;
@@ -303,7 +343,7 @@ void UpgradeModel::onWriteRetry(const LineMeaning &meaning, ms)
 
 void UpgradeModel::onWriteFailed(const LineMeaning &meaning, ms now)
 {
-    McuState &mcu = mcuNamed(meaning.values.value(0));
+    McuState &mcu = mcuNamed(meaning.values.value(0), now);
     if (mcu.cause != Cause::UpdateModeRefused || mcu.isBegun)
         mcu.cause = meaning.cause;
     finish(mcu, McuResult::Failed, now);
@@ -311,7 +351,7 @@ void UpgradeModel::onWriteFailed(const LineMeaning &meaning, ms now)
 
 void UpgradeModel::onWritten(const LineMeaning &meaning, ms now)
 {
-    McuState &mcu = mcuNamed(meaning.values.value(0));
+    McuState &mcu = mcuNamed(meaning.values.value(0), now);
     mcu.percent = whole;
     mcu.cause = Cause::None;
     mcu.isBegun = false;
@@ -322,11 +362,12 @@ void UpgradeModel::onDecision(const LineMeaning &meaning, ms now)
 {
     constexpr int name = 3;
     constexpr int runs = 4;
-    McuState &mcu = mcuNamed(meaning.values.value(name));
+    McuState &mcu = mcuNamed(meaning.values.value(name), now);
     mcu.newVersion = versionText(meaning.values, 0);
     if (mcu.oldVersion.isEmpty() && mcu.cause == Cause::None)
         mcu.oldVersion = versionText(meaning.values, runs);
-    if (meaning.event == LineEvent::WillUpgrade)
+    mcu.isChosen = meaning.event == LineEvent::WillUpgrade;
+    if (mcu.isChosen)
         return;
     mcu.cause = Cause::None;
     finish(mcu,
@@ -336,7 +377,7 @@ void UpgradeModel::onDecision(const LineMeaning &meaning, ms now)
 
 void UpgradeModel::onNoFirmware(const LineMeaning &meaning, ms now)
 {
-    McuState &mcu = mcuNamed(meaning.values.value(0));
+    McuState &mcu = mcuNamed(meaning.values.value(0), now);
     finish(mcu, McuResult::NothingFits, now);
 }
 
@@ -384,8 +425,9 @@ void UpgradeModel::onMainLost(const LineMeaning &meaning, ms now)
     finish(*mcu, McuResult::Failed, now);
 }
 
-void UpgradeModel::onRebooting(const LineMeaning &, ms)
+void UpgradeModel::onRebooting(const LineMeaning &, ms now)
 {
+    moveTo(m_mcus.size(), now);
     m_phase = RunPhase::Rebooting;
 }
 
@@ -401,7 +443,7 @@ void UpgradeModel::onNetStarted(const LineMeaning &, ms now)
         return mcu.chipType == chip::networkModule && mcu.phase != McuPhase::Finished;
     });
     if (next != m_mcus.end())
-        m_current = int(next - m_mcus.begin());
+        moveTo(int(next - m_mcus.begin()), now);
     if (McuState *mcu = currentMcu()) {
         beginWrite(*mcu, now);
         mcu->phase = McuPhase::Writing;

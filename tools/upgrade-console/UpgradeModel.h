@@ -2,6 +2,7 @@
 #pragma once
 
 #include "upgrade-console/AgentReply.h"
+#include "upgrade-console/McuState.h"
 #include "upgrade-console/Messages.h"
 
 #include <QString>
@@ -9,70 +10,6 @@
 #include <QVector>
 
 #include <chrono>
-
-/** How far one MCU is. */
-enum class McuPhase {
-    Waiting,
-    Reading,
-    /** Asked to go into its update mode. */
-    Entering,
-    Erasing,
-    Writing,
-    Restarting,
-    /** Nothing more happens to it. */
-    Finished,
-};
-
-enum class McuResult {
-    /** Not decided yet. */
-    Open,
-    Updated,
-    Current,
-    /** It runs a newer version than the package has. */
-    PackageOlder,
-    /** No image of the package is meant for it. */
-    NothingFits,
-    Failed,
-    /** The run ended before its turn. */
-    NotReached,
-    /** The connection was lost before the agent told. */
-    Unknown,
-};
-
-/** One row of the run. */
-struct McuState
-{
-    using ms = std::chrono::milliseconds;
-
-    QString name;
-    /** As in the rows of a request; negative when not known. */
-    int chipType = -1;
-    McuPhase phase = McuPhase::Waiting;
-    McuResult result = McuResult::Open;
-    /** Why it failed, or why it is in doubt. */
-    Cause cause = Cause::None;
-    QString oldVersion;
-    QString newVersion;
-    /** 0 to 100. */
-    double percent = 0.0;
-    /** Everything that was repeated for this MCU. */
-    int retries = 0;
-    /** It went into its update mode and has no whole image since then. */
-    bool isBegun = false;
-    /** Blocks sent since the image was begun. */
-    int blocks = 0;
-    /** From the request for its update mode on; negative before. */
-    ms started{-1};
-    ms writingSince{-1};
-    ms ended{-1};
-
-    /** Bytes per second while it is written, 0 when not known. */
-    double rate(ms now) const;
-    /** Negative when not known. */
-    std::chrono::seconds timeLeft(ms now) const;
-    /** Negative for an MCU to which nothing was sent. */
-    double seconds(ms now) const;
-};
 
 /** How far the run is; what a lost connection means depends on it. */
 enum class RunPhase { Preparing, Reading, Writing, Installing, Rebooting, SettingVersion, Ended };
@@ -98,6 +35,8 @@ public:
     UpgradeModel() = default;
     explicit UpgradeModel(const QVector<WantedMcu> &wanted);
 
+    /** Lines before the next reply may have gone to another client. */
+    void expectGap() { m_mayHaveGap = true; }
     /** Takes a reply; false for one that says nothing about a run. */
     bool take(const AgentReply &reply, ms now);
 
@@ -128,8 +67,10 @@ private:
     using Handler = void (UpgradeModel::*)(const LineMeaning &meaning, ms now);
     static Handler handlerOf(LineEvent event);
 
+    bool takeReply(const AgentReply &reply, ms now);
     void takeLine(const QString &line, ms now);
     void takeProgress(double percent, ms now);
+    void followProgress(double percent, ms now);
     void end(bool succeeded, ms now);
     void settle(McuState &mcu, ms now);
 
@@ -159,14 +100,22 @@ private:
     void onNetFailed(const LineMeaning &meaning, ms now);
 
     /** The row of that name which is next to be worked on; made when there is none. */
-    McuState &mcuNamed(const QString &name);
+    McuState &mcuNamed(const QString &name, ms now);
+    /** The agent is at this row now, or past all of them. */
+    void moveTo(int row, ms now);
     int findMcu(const QString &name) const;
     McuState *currentMcu();
     void finish(McuState &mcu, McuResult result, ms now);
     void beginWrite(McuState &mcu, ms now);
 
     QVector<McuState> m_mcus;
+    /** As many as were asked for; later ones come from lines with unknown names. */
+    int m_rowCount = 0;
     int m_current = -1;
+    /** The last row whose turn to be written was seen; -1 while MCUs are read. */
+    int m_passed = -1;
+    bool m_isReading = true;
+    bool m_mayHaveGap = false;
     RunPhase m_phase = RunPhase::Preparing;
     double m_percent = 0.0;
     bool m_succeeded = false;

@@ -60,6 +60,8 @@ UpgradeOutcome outcomeOfSuccess(const UpgradeModel &model)
     const Cause cause = failureOfMcus(model);
     if (cause != Cause::None)
         return {ExitCode::Failed, cause, countsText(model) + '.'};
+    if (countOf(model, McuResult::Unknown) > 0)
+        return failure(Cause::OutcomeUnseen, countsText(model) + '.');
     if (model.problem() != Cause::None)
         return {ExitCode::Failed, model.problem(),
                 countsText(model) + QLatin1String(", but not all went well.")};
