@@ -3,7 +3,7 @@
 
 #include "console/ConsoleListener.h"
 #include "edid/ParseEDID.h"
-#include "engine/RunEvents.h"
+#include "engine/report/RunEvents.h"
 #include "links/WorkerCOM.h"
 #include "netupgrade/NetModelUpgrade.h"
 #include "platform/Log.h"
@@ -54,7 +54,7 @@ void TCPServer::createWorker()
     connect(m_worker, &WorkerCOM::message, this, &TCPServer::message);
     connect(m_worker, &WorkerCOM::progressValueChanged, this, &TCPServer::progressValueChanged);
     connect(m_worker, &WorkerCOM::netconnected, this, &TCPServer::slotnetconnected);
-    connect(m_worker->runEvents(), &RunEvents::told, &m_events, &ConsoleEvents::runEvent);
+    connect(m_worker->runEvents(), &RunEvents::reported, &m_events, &ConsoleEvents::runEvent);
 }
 
 void TCPServer::createEdid()

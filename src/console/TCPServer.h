@@ -4,7 +4,7 @@
 #include "console/ConsoleClient.h"
 #include "console/ConsoleEvents.h"
 #include "console/PackageTurns.h"
-#include "engine/RunReporter.h"
+#include "engine/report/RunReporter.h"
 #include "platform/Platform.h"
 
 #include <QByteArray>

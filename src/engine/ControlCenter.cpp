@@ -1,75 +1,185 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/ControlCenter.h"
 
-#include "engine/EngineTexts.h"
-#include "engine/RunWords.h"
-#include "engine/Steps.h"
-#include "links/CoreCOMQ.h"
-#include "links/CoreTelnet.h"
-#include "links/LinkState.h"
-#include "planning/VersionRule.h"
+#include "engine/device/CommandChannel.h"
+#include "engine/device/ImageWriter.h"
+#include "engine/device/RunGuard.h"
+#include "engine/package/PackageBuilder.h"
+#include "engine/package/PackageShelf.h"
+#include "engine/package/RunPackage.h"
+#include "engine/report/EngineOutput.h"
+#include "engine/report/RunProgress.h"
+#include "engine/report/RunReporter.h"
+#include "engine/report/RunRows.h"
+#include "engine/report/RunWords.h"
+#include "engine/report/Say.h"
+#include "engine/runs/InfoRead.h"
+#include "engine/runs/InfoWrite.h"
+#include "engine/runs/NetInstall.h"
+#include "engine/runs/RunEnd.h"
+#include "engine/runs/UpgradeRun.h"
+#include "engine/steps/StepMachine.h"
+#include "planning/LateAnswer.h"
 #include "platform/Log.h"
 #include "upload/CoreUpload.h"
 
-#include <utility>
+#include <algorithm>
 
 namespace {
 
-AssemblerRules engineRules(mcu::FrameAddress address, int largestFrame)
+constexpr double wholeProgress = 100.0;
+constexpr char versionQuery[] = "\r\nA00GET VER INF\r\n";
+
+Event eventOf(CommandResult result)
 {
-    AssemblerRules rules;
-    rules.startBytes = QByteArray(1, char(mcu::replyStart));
-    rules.address = address;
-    rules.maxLength = largestFrame - mcu::uncounted;
-    rules.badSum = AssemblerRules::BadSum::ReplaceLast;
-    return rules;
+    switch (result) {
+    case CommandResult::Answer:
+        return Event::Answer;
+    case CommandResult::Refusal:
+        return Event::Refusal;
+    case CommandResult::ShortAnswer:
+        return Event::ShortAnswer;
+    case CommandResult::Silence:
+        break;
+    }
+    return Event::Silence;
 }
 
-QTimer *makeTimer(QObject *parent, std::chrono::milliseconds interval, bool singleShot)
+bool writesInfo(Step step)
 {
-    auto *timer = new QTimer(parent);
-    timer->setInterval(interval);
-    timer->setSingleShot(singleShot);
-    return timer;
+    return step >= Step::WriteInfo && step <= Step::WriteInfoGivenUp;
 }
 
 } // namespace
 
-LinkFactory::LinkFactory()
-    : serial([](QObject *parent) { return new CoreCOMQ(parent); }),
-      network([](QObject *parent) { return new CoreTelnet(parent); })
+/** The parts of the engine, each made after those that it needs. Objects are children of the
+ *  engine, so that they move to its thread with it. */
+struct ControlCenter::Parts
 {
+    Parts(ControlCenter *engine, const Platform &platform, const LinkFactory &factory)
+        : output([engine](const QStringList &list) { emit engine->message(list); }),
+          report([engine](const RunEvent &event) { emit engine->m_events->reported(event); }),
+          progress(rows, output, report,
+                   [engine](double percent) {
+                       emit engine->progressValueChanged(percent, wholeProgress);
+                   }),
+          guard(platform.timeOuts.runGuard, engine),
+          links(factory, output, platform.ports.baudRate, engine),
+          channel(
+              links, guard, [this](const Reply &reply) { return isLateAnswer(reply); }, platform,
+              engine),
+          writer(channel, rows, output, report, platform, engine),
+          shelf(output, [this] { reportUnreadablePackage(rows, output, progress); }),
+          builder(output),
+          end({guard, channel, writer, package, rows, output, report, progress}),
+          netInstall({channel, output, report, progress, end}, platform),
+          upgrade({rows, shelf, package, output, report, progress, writer, netInstall}, platform),
+          infoRead(rows, output),
+          infoWrite(rows, channel, output, shelf),
+          steps({rows, channel, output, report, shelf, writer, upgrade, infoRead, infoWrite, end},
+                [this](Step step) { return rows.value(rowOf(step), field::name); })
+    {
+    }
+
+    /** The row that a step works on. */
+    int rowOf(Step step) const { return writesInfo(step) ? infoWrite.index() : rows.index(); }
+    bool isLateAnswer(const Reply &reply) const;
+
+    EngineOutput output;
+    RunRows rows;
+    RunReporter report;
+    RunProgress progress;
+    RunGuard guard;
+    DeviceLinks links;
+    CommandChannel channel;
+    ImageWriter writer;
+    PackageShelf shelf;
+    RunPackage package;
+    PackageBuilder builder;
+    RunEnd end;
+    NetInstall netInstall;
+    UpgradeRun upgrade;
+    InfoRead infoRead;
+    InfoWrite infoWrite;
+    StepMachine steps;
+};
+
+/** A reply that was awaited for another row; the wait for the current row's goes on untouched. */
+bool ControlCenter::Parts::isLateAnswer(const Reply &reply) const
+{
+    const TypeAndIndexTable table = rows.table();
+    const int current = rowOf(steps.step());
+    const int row = rowOfLateAnswer(reply, table, current);
+    if (row < 0)
+        return false;
+    qCDebug(logEngine) << "late answer of" << table.value(row, field::name)
+                       << "dropped, awaiting that of" << table.value(current, field::name);
+    return true;
 }
 
-/** Everything is a child, so that all of it moves to the engine's thread with the engine. */
 ControlCenter::ControlCenter(const Platform &platform, const LinkFactory &links, QObject *parent)
     : QObject(parent),
-      m_platform(platform),
-      m_links(links),
-      m_report([this](const RunEvent &event) { emit m_events->told(event); }),
-      m_upload(new CoreUpload(platform.timeOuts, platform.pauses, this)),
-      m_uploadTimer(makeTimer(this, platform.timeOuts.uploadCommand, false)),
-      m_commandTimer(makeTimer(this, platform.timeOuts.otherCommand, false)),
-      m_runGuard(makeTimer(this, platform.timeOuts.runGuard, true)),
-      m_baudRate(platform.ports.baudRate),
-      m_assembler(engineRules(m_address, platform.limits.mcuFrame))
+      m_events(new RunEvents(this)),
+      m_parts(std::make_unique<Parts>(this, platform, links))
 {
     qRegisterMetaType<RunEvent>();
-    m_upload->setAddress(m_address);
-    connect(m_uploadTimer, &QTimer::timeout, this, &ControlCenter::onTimeOutSendUploadCommand);
-    connect(m_commandTimer, &QTimer::timeout, this, &ControlCenter::onTimeOutSendOtherCommand);
-    connect(m_runGuard, &QTimer::timeout, this, &ControlCenter::onRunGuardExpired);
-    connect(m_upload, &CoreUpload::progressValueChanged, this, &ControlCenter::keepRunAlive);
-    connect(m_upload, &CoreUpload::progressValueChanged, this,
-            &ControlCenter::slotProgressValueChanged);
-    connect(m_upload, &CoreUpload::message, this, &ControlCenter::keepRunAlive);
-    connect(m_upload, &CoreUpload::message, this, &ControlCenter::slotMessage);
-    adoptLink(configuredLink());
+    connectParts();
 }
 
 ControlCenter::~ControlCenter()
 {
     qCDebug(logEngine) << "ThreadObject destroy";
+}
+
+void ControlCenter::connectParts()
+{
+    Parts &parts = *m_parts;
+    CoreUpload *const uploader = &parts.writer.uploader();
+    const auto setTransports = [&parts, uploader] {
+        uploader->setTransports(parts.links.activeSerial(), parts.links.activeNetwork());
+    };
+    setTransports();
+    connect(&parts.links, &DeviceLinks::switched, uploader, setTransports);
+    connect(&parts.links, &DeviceLinks::received, this, &ControlCenter::onChunk);
+    connect(&parts.links, &DeviceLinks::networkConnected, this, &ControlCenter::netconnected);
+    connect(&parts.links, &DeviceLinks::networkDisconnected, this, &ControlCenter::netdisconnected);
+
+    connect(&parts.channel, &CommandChannel::replied, this,
+            [&parts](CommandResult result, const Reply &reply) {
+                parts.steps.handle(eventOf(result), reply);
+            });
+    connect(&parts.channel, &CommandChannel::updateModeReplied, &parts.writer,
+            &ImageWriter::takeUpdateModeReply);
+    connect(&parts.channel, &CommandChannel::deviceSent, this,
+            [&parts](const Reply &frame) { parts.netInstall.takeFrame(frame); });
+    connect(&parts.channel, &CommandChannel::textReceived, this,
+            [&parts](const QString &line) { parts.output.say(line); });
+
+    connect(uploader, &CoreUpload::progressValueChanged, &parts.guard, &RunGuard::keepAlive);
+    connect(uploader, &CoreUpload::progressValueChanged, this,
+            &ControlCenter::slotProgressValueChanged);
+    connect(uploader, &CoreUpload::message, &parts.guard, &RunGuard::keepAlive);
+    connect(uploader, &CoreUpload::message, this, &ControlCenter::slotMessage);
+    connect(&parts.writer, &ImageWriter::starting, this, [&parts] { parts.progress.restart(); });
+    connect(&parts.writer, &ImageWriter::ended, this,
+            [&parts](bool written) { parts.steps.handle(parts.upgrade.takeImageResult(written)); });
+    connect(&parts.guard, &RunGuard::ended, m_events, &RunEvents::end);
+    connect(&parts.guard, &RunGuard::expired, this, &ControlCenter::onRunGuardExpired);
+}
+
+void ControlCenter::requestDisconnect()
+{
+    m_parts->links.requestDown();
+}
+
+bool ControlCenter::runActive() const
+{
+    return m_parts->guard.isActive();
+}
+
+RunClaim &ControlCenter::runClaim()
+{
+    return m_parts->guard.claim();
 }
 
 double ControlCenter::uploadPercent() const
@@ -82,219 +192,276 @@ void ControlCenter::resetUploadPercent()
     CoreUpload::m_FWPersent.store(0.0, std::memory_order_relaxed);
 }
 
+QString ControlCenter::getMergeFWJSON(QString fileName)
+{
+    return m_parts->shelf.list(fileName, runClaim().isHeld());
+}
+
+bool ControlCenter::checkNetFirmware(QString filePath)
+{
+    return m_parts->builder.checkNet(filePath);
+}
+
+int ControlCenter::checkFWMmd5(const QString &fileName)
+{
+    return int(m_parts->shelf.check(fileName));
+}
+
+QStringList ControlCenter::getFWInfoByChipType(int chipType) const
+{
+    return m_parts->shelf.entryOf(chipType);
+}
+
+QString ControlCenter::getTypeAndIndex(int line, int index) const
+{
+    return m_parts->rows.value(line, index);
+}
+
+void ControlCenter::setTypeAndIndex(int line, int index, const QString &value)
+{
+    m_parts->rows.setValue(line, index, value);
+}
+
+void ControlCenter::checkUpgradeFlag()
+{
+    m_parts->steps.perform(&action::choose);
+}
+
+QByteArray ControlCenter::getCommandOfProductInformation(int currentLineIndex)
+{
+    return m_parts->infoWrite.payloadOf(currentLineIndex);
+}
+
+int ControlCenter::currentStep() const
+{
+    return int(m_parts->steps.step());
+}
+
 bool ControlCenter::timersIdle() const
 {
-    return !m_uploadTimer->isActive() && !m_commandTimer->isActive() && !m_runGuard->isActive();
+    return !m_parts->writer.isWaiting() && !m_parts->channel.isWaiting() &&
+           !m_parts->guard.isWatching();
 }
 
-void ControlCenter::say(const QString &line)
+void ControlCenter::send(int wCMD)
 {
-    emit message({line});
+    m_parts->channel.send(quint16(wCMD));
 }
 
-void ControlCenter::sayInChain(QStringList list)
+void ControlCenter::sendWriteStr(int wCMD, int nDataCnt, QList<int> cExDataStr)
 {
-    if (m_reading)
-        list.prepend(QString::fromLatin1(key::readProductInfo));
-    emit message(list);
+    QByteArray data;
+    const int count = std::clamp(nDataCnt, 0, int(cExDataStr.size()));
+    data.reserve(count);
+    for (int i = 0; i < count; ++i)
+        data.append(char(cExDataStr.at(i) & 0xFF));
+    m_parts->channel.send(quint16(wCMD), data);
 }
 
-/** The one way out of a run: nothing may be in flight and nothing may fire afterwards. Every claim
- *  is announced as ended here, so that none is kept. */
-void ControlCenter::endRun()
+bool ControlCenter::write(char *m_cSendBuftemp, size_t length)
 {
-    m_commandTimer->stop();
-    m_uploadTimer->stop();
-    m_runGuard->stop();
-    m_upload->reset();
-    m_assembler.reset();
-    canRead = false;
-    currentCommandKey = 0;
-    m_reading = false;
-    m_image.clear();
-    m_runPackage.close();
-    m_report.end(false);
-    m_runActive = false;
-    if (m_run != RunClaim::none)
-        m_events->end(std::exchange(m_run, RunClaim::none));
+    const DeviceLinks::Kind link = m_parts->links.active();
+    if (link == DeviceLinks::Kind::None)
+        return false;
+    if (m_parts->channel.transmit(QByteArray(m_cSendBuftemp, int(length))))
+        return true;
+    qCDebug(logEngine) << "send failed";
+    disconnected();
+    m_parts->output.say(filled(link == DeviceLinks::Kind::Serial ? text::serialSendFailed
+                                                                 : text::networkSendFailed));
+    return false;
 }
 
-/** The run has ended before its last words go out: who receives them may start the next one. */
-void ControlCenter::finishRun(const QString &status)
+void ControlCenter::sendAppStatus(int wCMD, quint8 status)
 {
-    const bool resetsProgress =
-        m_operationKind == upgradeMode::newerOnly || m_operationKind == upgradeMode::forced;
-    m_report.end(status == QLatin1String(appStatus::success), status.toInt());
-    endRun();
-    if (resetsProgress)
-        emit progressValueChanged(0.0, 100.0);
-    emit message({QString::fromLatin1(key::appStatus), status});
+    m_parts->netInstall.sendStatus(quint16(wCMD), status);
 }
 
-void ControlCenter::failRun(const QString &status, double progress)
+void ControlCenter::slotReceiveDatas(QByteArray datas)
 {
-    const bool reading = m_reading;
-    m_report.end(false, status.toInt());
-    endRun();
-    m_reading = reading;
-    reportFailure(status, progress);
-    m_reading = false;
+    m_parts->channel.receive(datas);
 }
 
-/** Runs on the main thread, too, for a package that cannot be listed. */
-void ControlCenter::reportFailure(const QString &status, double progress)
+void ControlCenter::slotConnect(QString port)
 {
-    sayInChain({QString::fromLatin1(key::appStatus), status});
-    slotProgressValueChanged(progress, 100.0);
-    if (!hasCurrentRow())
-        return;
-    markAllRowsFailed();
-    reportRowResult(QString::fromLatin1(result::failed));
+    m_parts->links.open(port);
 }
 
-void ControlCenter::failStep()
+void ControlCenter::slotConnectWithBandrate(QString port, QString bandrate)
 {
-    failRun(QString::fromLatin1(appStatus::stepFailed), 0.0);
+    m_parts->links.setBaudRate(bandrate);
+    m_parts->links.open(port);
 }
 
-void ControlCenter::failLost()
+void ControlCenter::slotAutoConnect(QString port)
 {
-    failRun(QString::fromLatin1(appStatus::deviceLost), 0.0);
+    m_parts->links.open(port);
 }
 
-void ControlCenter::gaveUp(const QString &what)
+void ControlCenter::connectNet(QString IP, int port)
 {
-    m_report.giveUp(currentName(), what);
+    m_parts->links.connectNetwork(IP, quint16(port));
 }
 
-void ControlCenter::reportRowResult(const QString &result)
+void ControlCenter::disconnected()
 {
-    sayInChain({QString::fromLatin1(key::upgradeResult), currentRow(), result});
+    m_parts->links.close();
 }
 
-void ControlCenter::markAllRowsFailed()
+void ControlCenter::slotGetVersion()
 {
-    const std::lock_guard lock(m_mutex);
-    m_TypeAndIndexs.setAll(field::result, QString::fromLatin1(result::failed));
-}
-
-void ControlCenter::keepRunAlive()
-{
-    if (m_runActive)
-        m_runGuard->start();
+    m_parts->channel.expectText();
+    QByteArray query(versionQuery);
+    write(query.data(), size_t(query.size()));
 }
 
 /** The engine's own requests have no reply: one that is not taken up leaves a line in the log. */
 bool ControlCenter::refusesDuringRun(const char *request) const
 {
-    if (m_runActive)
+    if (runActive())
         qCWarning(logEngine) << "refused while a run is active:" << request;
-    return m_runActive;
+    return runActive();
 }
 
-/** Whatever a run waits for, it ends: an image that gets no verdict counts as one that failed. */
+void ControlCenter::getProductInfo()
+{
+    if (refusesDuringRun("read of product information"))
+        return;
+    if (!m_parts->links.isOpen()) {
+        m_parts->output.list(
+            {QString::fromLatin1(key::readProductInfo), filled(text::notConnected)});
+        return;
+    }
+    m_parts->end.finish(RunOutcome::silent());
+    m_parts->guard.beginUnwatched();
+    m_parts->upgrade.setMode(upgradeMode::readProductInformation);
+    m_parts->infoRead.begin();
+    m_parts->steps.handle(Event::StartInfoRead);
+}
+
+void ControlCenter::readBootCodeInfo()
+{
+    m_parts->steps.perform(&action::readBootcode);
+}
+
+void ControlCenter::readProductInfo()
+{
+    m_parts->steps.perform(&action::readProductInfo);
+}
+
+void ControlCenter::readVersionInfo()
+{
+    m_parts->steps.perform(&action::readVersion);
+}
+
+void ControlCenter::setVirtualVersion()
+{
+    m_parts->steps.perform(&action::setVirtualVersion);
+}
+
+void ControlCenter::setProductInfo(QStringList TypeAndIndex)
+{
+    if (refusesDuringRun("write of product information"))
+        return;
+    m_parts->end.finish(RunOutcome::silent());
+    m_parts->guard.beginUnwatched();
+    m_parts->infoWrite.setRows(TypeAndIndex);
+    m_parts->steps.handle(Event::StartInfoWrites);
+}
+
+void ControlCenter::writeProductInformation()
+{
+    m_parts->steps.perform(&action::writeInfo);
+}
+
+void ControlCenter::convertAllProductInfo()
+{
+    m_parts->infoRead.show();
+}
+
+void ControlCenter::uploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel)
+{
+    beginRun();
+    m_parts->upgrade.begin(upgradeModel);
+    if (const auto start = m_parts->upgrade.start(fileName, TypeAndIndex))
+        m_parts->steps.handle(*start);
+    else
+        m_parts->end.finish(RunOutcome::silent());
+}
+
+void ControlCenter::beginRun()
+{
+    m_parts->end.finish(RunOutcome::silent());
+    m_parts->guard.begin();
+}
+
+void ControlCenter::checkVersion()
+{
+    m_parts->steps.perform(&action::choose);
+}
+
+void ControlCenter::mergeFW(QString fileName, QString jsonData)
+{
+    m_parts->builder.build(fileName, jsonData);
+}
+
+void ControlCenter::mergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM,
+                                     QString newVersion)
+{
+    m_parts->builder.addNet(fpFWM, fpBIN, newfpFWM, newVersion);
+}
+
+/** A run of its own: the uploader reports nothing about a file that it cannot take, and only a
+ *  run's guard ends the wait then. */
+bool ControlCenter::slotWriteMultBoard(uchar mcuType, uchar mcuIndex, QString filename)
+{
+    if (refusesDuringRun("write of a single file"))
+        return true;
+    beginRun();
+    m_parts->upgrade.beginFile();
+    m_parts->steps.handle(Event::StartFile);
+    m_parts->writer.writeFile(mcuType, mcuIndex, filename);
+    return true;
+}
+
+void ControlCenter::slotProgressValueChanged(double bytesSent, double bytesTotal)
+{
+    Q_UNUSED(bytesTotal)
+    m_parts->progress.show(bytesSent);
+}
+
+void ControlCenter::slotMessage(QStringList messageIn)
+{
+    m_parts->writer.takeMessage(messageIn);
+}
+
+void ControlCenter::onTimeOutSendUploadCommand()
+{
+    m_parts->writer.onUpdateModeTimeOut();
+}
+
+void ControlCenter::onTimeOutSendOtherCommand()
+{
+    qCDebug(logEngine) << "onTimeOutSendOtherCommand" << currentStep();
+    m_parts->channel.onTimeOut();
+}
+
 void ControlCenter::onRunGuardExpired()
 {
-    qCDebug(logEngine) << "run shows no sign of life in step" << m_step;
-    gaveUp(QString::fromLatin1(runWord::noSignOfLife));
-    if (m_step == step::mainImage || m_step == step::otherImage)
-        failWrite();
-    else
-        failStep();
+    qCDebug(logEngine) << "run shows no sign of life in step" << currentStep();
+    m_parts->report.giveUp(m_parts->rows.currentName(), QString::fromLatin1(runWord::noSignOfLife));
+    m_parts->steps.handle(Event::NoSignOfLife);
 }
 
-int ControlCenter::mcuIndex() const
+/** One receiver for each chunk. What comes together with the reply that starts an image is from
+ *  before the image's first block, so it is not the uploader's. */
+void ControlCenter::onChunk(const QByteArray &datas)
 {
-    const std::lock_guard lock(m_mutex);
-    return m_mcuIndex;
-}
-
-void ControlCenter::setMcuIndex(int line)
-{
-    const std::lock_guard lock(m_mutex);
-    m_mcuIndex = line;
-}
-
-int ControlCenter::rowCount() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_TypeAndIndexs.count();
-}
-
-bool ControlCenter::hasCurrentRow() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_TypeAndIndexs.hasRow(m_mcuIndex);
-}
-
-QString ControlCenter::currentRow() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_TypeAndIndexs.row(m_mcuIndex);
-}
-
-QStringList ControlCenter::currentFields() const
-{
-    return currentRow().split(QLatin1Char(','));
-}
-
-RunMcu ControlCenter::currentMcu(int entry) const
-{
-    const QStringList row = currentFields();
-    const QStringList offered = package().firmwareList.value(entry).split(QLatin1Char(','));
-    return {row.value(field::name), row.value(field::chipType), row.value(field::chipIndex),
-            versionText(row), versionText(offered)};
-}
-
-QString ControlCenter::currentName() const
-{
-    return currentFields().value(field::name);
-}
-
-bool ControlCenter::currentIsMainMcu() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_TypeAndIndexs.isMainMcu(m_mcuIndex);
-}
-
-bool ControlCenter::currentIsFpga() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_TypeAndIndexs.isFpga(m_mcuIndex);
-}
-
-bool ControlCenter::currentNamesChip() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_TypeAndIndexs.namesChip(m_mcuIndex);
-}
-
-int ControlCenter::currentNumber(int index) const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_TypeAndIndexs.number(m_mcuIndex, index);
-}
-
-void ControlCenter::setCurrent(int index, const QString &value)
-{
-    const std::lock_guard lock(m_mutex);
-    m_TypeAndIndexs.setValue(m_mcuIndex, index, value);
-}
-
-QString ControlCenter::getTypeAndIndex(int line, int index) const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_TypeAndIndexs.value(line, index);
-}
-
-void ControlCenter::setTypeAndIndex(int line, int index, const QString &value)
-{
-    const std::lock_guard lock(m_mutex);
-    m_TypeAndIndexs.setValue(line, index, value);
-}
-
-ControlCenter::Package ControlCenter::package() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_package;
+    CoreUpload &uploader = m_parts->writer.uploader();
+    if (!uploader.awaitsAcknowledgement()) {
+        m_parts->channel.receive(datas);
+        return;
+    }
+    uploader.slotReceiveDatas(datas);
+    qCDebug(logEngineBytes) << "in" << datas.toHex(' ');
 }

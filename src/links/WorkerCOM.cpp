@@ -2,7 +2,7 @@
 #include "links/WorkerCOM.h"
 
 #include "engine/ControlCenter.h"
-#include "engine/EngineTexts.h"
+#include "engine/report/EngineTexts.h"
 #include "links/CoreCOMQ.h"
 #include "platform/Log.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/RunClaim.h"
+#include "engine/runs/RunClaim.h"
 #include "platform/Platform.h"
 
 #include <QObject>

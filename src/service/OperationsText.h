@@ -2,7 +2,7 @@
 #pragma once
 
 #include "console/ConsoleClient.h"
-#include "engine/RunEvent.h"
+#include "engine/report/RunEvent.h"
 #include "platform/Platform.h"
 #include "service/LogLine.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/RunEvent.h"
+#include "engine/report/RunEvent.h"
 
 #include <QByteArray>
 

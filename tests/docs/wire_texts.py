@@ -1,8 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """Every text that the agent can send, read out of its source, in the source's own spelling."""
 
+import json
 import os
 import re
+import subprocess
 
 LITERAL = r'"((?:[^"\\]|\\.)*)"'
 # One or more literals behind each other are one text.
@@ -10,14 +12,14 @@ LITERALS = rf"({LITERAL}(?:\s*{LITERAL})*)"
 
 # Where the texts are. Console requests and the names of the engine's own messages go the other way
 # or nowhere.
-CONSTANTS = ["src/engine/EngineTexts.h", "src/package/BuildTexts.h", "src/upload/UploadTexts.h",
+CONSTANTS = ["src/engine/report/EngineTexts.h", "src/package/BuildTexts.h", "src/upload/UploadTexts.h",
              "src/protocol/ConsoleTexts.h", "src/netupgrade/NetTexts.h"]
 NOT_SENT = {
     "src/protocol/ConsoleTexts.h": ["// Requests", "// First elements of the engine's messages"],
 }
 # Pieces of a line, and words that the agent only reads.
 PIECES = {"src/protocol/ConsoleTexts.h": {"||", r"\r\n", "RebootDone"}}
-TABLE = "src/engine/SequencerTable.cpp"
+TABLE = "src/engine/steps/StepTable.cpp"
 VERSION_LINES = "src/planning/CandidateWalk.cpp"
 
 
@@ -47,11 +49,11 @@ def constants(root, path):
     return [text for text in texts if text and text not in PIECES.get(path, set())]
 
 
-def table_texts(root):
-    with open(os.path.join(root, TABLE), encoding="utf-8") as file:
-        source = file.read()
-    lines = re.findall(rf"^\{{step::\w+,[^\"]*{LITERAL},", source, re.M)
-    return [text for text in lines if text]
+def table_texts():
+    """Those of the step table, from the program that prints it."""
+    program = os.environ["PRINT_STATES"]
+    return json.loads(subprocess.run([program, "--texts"], capture_output=True, text=True,
+                                     check=True).stdout)
 
 
 def version_texts(root):
@@ -67,7 +69,7 @@ def all_texts(root):
     for path in CONSTANTS:
         for text in constants(root, path):
             found.setdefault(text, []).append(path)
-    for text in table_texts(root):
+    for text in table_texts():
         found.setdefault(text, []).append(TABLE)
     for text in version_texts(root):
         found.setdefault(text, []).append(VERSION_LINES)

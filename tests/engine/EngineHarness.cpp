@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/EngineHarness.h"
 
+#include "planning/TypeAndIndexTable.h"
 #include "protocol/CommandWords.h"
 #include "support/WaitFor.h"
 

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/ScriptedEngine.h"
 
-#include "engine/EngineTexts.h"
-#include "engine/Steps.h"
 #include "engine/TestPackage.h"
+#include "engine/report/AppStatus.h"
+#include "engine/report/EngineTexts.h"
 #include "links/LinkState.h"
+#include "planning/TypeAndIndexTable.h"
 #include "planning/UpgradeMode.h"
 #include "protocol/ChipTypes.h"
 #include "support/NetFrames.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/EngineHarness.h"
-#include "engine/RunReporter.h"
-#include "engine/SequencerTable.h"
 #include "engine/TestPackage.h"
+#include "engine/report/RunReporter.h"
+#include "engine/steps/StepTable.h"
 #include "protocol/CommandWords.h"
 #include "protocol/McuFrame.h"
 
@@ -85,7 +85,7 @@ struct World
         : harness(EngineHarness::twoMcus(), shell, timeOuts)
     {
         harness.setPackage(package);
-        QObject::connect(harness.engine->runEvents(), &RunEvents::told, harness.engine.get(),
+        QObject::connect(harness.engine->runEvents(), &RunEvents::reported, harness.engine.get(),
                          [this](const RunEvent &event) { events.append(described(event)); });
     }
 
@@ -271,7 +271,7 @@ void TestEvents::moduleImage()
     shell.run = [&order](const QString &) { order.append("command"); };
     shell.readFirst = [](const QString &, int) { return netImage().mid(5, 32); };
     World world(makePackage({{"NET", 32, 1, 0, 0, '\0', {1, 23, 0}, netImage()}}), shell);
-    QObject::connect(world.harness.engine->runEvents(), &RunEvents::told,
+    QObject::connect(world.harness.engine->runEvents(), &RunEvents::reported,
                      [&order](const RunEvent &event) { order.append(described(event)); });
     QVERIFY(world.harness.run({"NET,32,0"}, 5));
     const int size = netImage().size();
@@ -347,24 +347,23 @@ void TestEvents::imageIsTooLong()
     QCOMPARE(world.harness.results(2), QString("21")); // failed, written
 }
 
-/** The table's own words tell a repetition from an end. */
+/** A reply that is taken is never trouble, and each trouble is either a retry or an end. */
 void TestEvents::troubleInTheTable()
 {
     int retries = 0;
-    int ends = 0;
-    for (const Transition &line : sequencerTable()) {
-        const QString text = QString::fromLatin1(line.text);
-        QCOMPARE(retryOf(line), text.section("retry ", 1, 1).leftRef(1).toInt());
-        if (isTrouble(line))
-            ++(retryOf(line) > 0 ? retries : ends);
-        else
-            QVERIFY2(line.events.testFlag(Event::Answer) || retryOf(line) == 0, line.text);
-        // An answer that is taken is never trouble.
-        if (line.events == Events(Event::Answer))
-            QVERIFY2(!isTrouble(line), line.text);
+    int givenUp = 0;
+    for (const Transition &line : stepTable()) {
+        const bool isTrouble =
+            line.kind == Transition::Kind::Retry || line.kind == Transition::Kind::GivenUp;
+        QVERIFY2(!isTrouble || line.event != Event::Answer, line.text);
+        QCOMPARE(line.retry > 0, line.kind == Transition::Kind::Retry);
+        const bool unanswered = isTrouble && line.event == Event::Silence;
+        retries += unanswered && line.retry > 0;
+        givenUp += unanswered && line.retry == 0;
     }
+    // Eleven commands are sent three times each.
     QCOMPARE(retries, 22);
-    QCOMPARE(ends, 13);
+    QCOMPARE(givenUp, 11);
 }
 
 QTEST_GUILESS_MAIN(TestEvents)

@@ -2,6 +2,7 @@
 #include "engine/EngineHarness.h"
 #include "engine/TestPackage.h"
 #include "links/LinkState.h"
+#include "planning/TypeAndIndexTable.h"
 #include "protocol/CommandWords.h"
 #include "service/MessageRecorder.h"
 #include "support/WaitFor.h"
@@ -157,7 +158,7 @@ void TestLate::waitGoesOn()
              QStringLiteral("Read 'AUX' version success, version is V1.2.3"));
 }
 
-/** The second answer for the main MCU's record is no answer for the other one. */
+/** The second answer for the main MCU's record does not answer for the other one. */
 void TestLate::countsForNoOtherRecord()
 {
     World world;

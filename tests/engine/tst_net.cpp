@@ -2,6 +2,7 @@
 #include "engine/EngineHarness.h"
 #include "engine/TestPackage.h"
 #include "links/LinkState.h"
+#include "package/NetImage.h"
 #include "protocol/CommandWords.h"
 #include "support/FullDisk.h"
 #include "support/RecordingShell.h"

@@ -386,7 +386,7 @@ void TestRunPackage::eventsOfAChange()
 {
     World world;
     QList<RunEvent> events;
-    QObject::connect(world.engine->runEvents(), &RunEvents::told, world.engine.get(),
+    QObject::connect(world.engine->runEvents(), &RunEvents::reported, world.engine.get(),
                      [&events](const RunEvent &event) { events.append(event); });
     world.changeAt("7900", [&] { cut(world.packagePath(), 100); });
     QVERIFY(world.run(rows, 2));

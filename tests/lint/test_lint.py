@@ -33,6 +33,8 @@ class TestIncludes(unittest.TestCase):
                 ("src/protocol/Reply.cpp", "QByteArray"),
                 ("src/package/Crc32.cpp", "libdeflate.h"),
                 ("src/links/CoreCOMQ.cpp", "sys/ioctl.h"),
+                ("src/engine/runs/UpgradeRun.cpp", "engine/report/RunRows.h"),
+                ("src/console/ConsoleEvents.h", "engine/report/RunEvent.h"),
                 ("src/main/main.cpp", "console/TCPServer.h"),
                 ("src/service/OperationsLog.cpp", "console/TCPServer.h"),
                 ("tools/device-simulator/Fault.cpp", "protocol/CommandWords.h")):
@@ -48,10 +50,23 @@ class TestIncludes(unittest.TestCase):
                 ("src/engine/ControlCenter.cpp", "links/WorkerCOM.h"),
                 ("src/planning/VersionRule.cpp", "QFile"),
                 ("src/protocol/Reply.h", "QObject"),
-                ("src/newroom/Thing.cpp", "QByteArray"),
+                ("src/newfolder/Thing.cpp", "QByteArray"),
+                ("src/console/TCPServer.cpp", "engine/steps/StepMachine.h"),
                 ("src/engine/ControlCenter.cpp", "elsewhere/Thing.h"),
                 ("tools/device-simulator/Fault.cpp", "console/TCPServer.h")):
             self.assertIsNotNone(lint.include_problem(name, header), (name, header))
+
+
+class TestLayers(unittest.TestCase):
+    """The layers are the table of ARCHITECTURE.md."""
+
+    def test_order(self):
+        self.assertEqual(lint.LAYERS[0], "protocol")
+        self.assertEqual(lint.LAYERS[-1], "main")
+        self.assertLess(lint.LAYERS.index("engine"), lint.LAYERS.index("links/WorkerCOM"))
+        folders = {name for name in os.listdir(os.path.join(ROOT, "src"))
+                   if os.path.isdir(os.path.join(ROOT, "src", name))}
+        self.assertEqual({layer.split("/")[0] for layer in lint.LAYERS}, folders)
 
 
 class TestShapes(unittest.TestCase):

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The one table of lines and causes, held against everything that the agent can say.
-#include "engine/SequencerTable.h"
+#include "engine/steps/StepTable.h"
 #include "upgrade-console/Messages.h"
 
 #include <QFile>
@@ -54,10 +54,10 @@ QStringList linesOf(const QStringList &texts)
     return lines;
 }
 
-QStringList sequencerTexts()
+QStringList stepTexts()
 {
     QStringList texts;
-    for (const Transition &line : sequencerTable())
+    for (const Transition &line : stepTable())
         texts += QString::fromLatin1(line.text);
     texts.removeAll(QString());
     return texts;
@@ -65,7 +65,7 @@ QStringList sequencerTexts()
 
 QStringList engineTexts()
 {
-    const QString source = sourceOf("src/engine/EngineTexts.h");
+    const QString source = sourceOf("src/engine/report/EngineTexts.h");
     return literalsOf(between(source, "namespace text {", "} // namespace text")) +
            QStringList{"ConnectFail"};
 }
@@ -113,8 +113,8 @@ QStringList serverTexts()
 QMap<QString, QStringList> allTexts()
 {
     return {
-        {"engine", engineTexts()}, {"sequencer", sequencerTexts()}, {"uploader", uploaderTexts()},
-        {"net", netTexts()},       {"decisions", decisionTexts()},  {"building", buildTexts()},
+        {"engine", engineTexts()}, {"steps", stepTexts()},         {"uploader", uploaderTexts()},
+        {"net", netTexts()},       {"decisions", decisionTexts()}, {"building", buildTexts()},
         {"server", serverTexts()},
     };
 }
@@ -146,7 +146,7 @@ private slots:
         for (auto source = texts.begin(); source != texts.end(); ++source)
             QVERIFY2(source->size() >= 3, qPrintable(source.key()));
         QVERIFY(engineTexts().size() > 60);
-        QVERIFY(sequencerTexts().size() > 45);
+        QVERIFY(stepTexts().size() > 45);
     }
 
     void everyTextHasARow()
@@ -187,7 +187,7 @@ private slots:
         // A product-information read goes on without the virtual version.
         const QStringList harmless = {"Read virtual version fail.", "Read virtual version error."};
         int count = 0;
-        for (const QString &text : sequencerTexts()) {
+        for (const QString &text : stepTexts()) {
             const bool isFailure = text.contains("fail") || text.contains("error");
             if (!isFailure || text.contains("retry") || harmless.contains(text))
                 continue;
@@ -199,8 +199,9 @@ private slots:
 
     void everyStatusOfTheEngineHasACause()
     {
-        const QStringList statuses = literalsOf(
-            between(sourceOf("src/engine/Steps.h"), "namespace appStatus {", "} // namespace app"));
+        const QStringList statuses =
+            literalsOf(between(sourceOf("src/engine/report/AppStatus.h"), "namespace appStatus {",
+                               "} // namespace app"));
         QVERIFY(statuses.size() >= 6);
         for (const QString &status : statuses) {
             bool isKnown = false;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What every line of the agent means to an upgrade. The engine's own constants stand here where
 // they are to be had; a test compares the rest with the engine.
-#include "engine/EngineTexts.h"
+#include "engine/report/EngineTexts.h"
 #include "package/BuildTexts.h"
 #include "upgrade-console/Messages.h"
 #include "upload/UploadTexts.h"

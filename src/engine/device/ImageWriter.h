@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/Platform.h"
+#include "protocol/Reply.h"
+
+#include <QByteArray>
+#include <QObject>
+#include <QStringList>
+#include <QTimer>
+
+class CommandChannel;
+class CoreUpload;
+class DeviceLinks;
+class EngineOutput;
+class RunGuard;
+class RunReporter;
+class RunRows;
+
+/**
+ * Writes one image into the chip of the current row: update mode, then block after block. Update
+ * mode and the image as a whole are each tried three times. Ends with one result.
+ */
+class ImageWriter : public QObject
+{
+    Q_OBJECT
+
+public:
+    ImageWriter(CommandChannel &channel, const RunRows &rows, const EngineOutput &output,
+                RunReporter &report, const Platform &platform, QObject *parent);
+
+    void write(quint8 chipType, quint8 chipIndex, const QByteArray &image);
+    /** The image is the content of a file, read when its chip is in update mode. */
+    void writeFile(quint8 chipType, quint8 chipIndex, const QString &name);
+    /** What is in flight has failed: the whole image starts again, or is given up. */
+    void repeat();
+    /** Gives up what is in flight without a result. */
+    void cancel();
+
+    CoreUpload &uploader() { return *m_upload; }
+    bool isWaiting() const { return m_timer.isActive(); }
+
+public slots:
+    void takeUpdateModeReply(const Reply &reply);
+    void onUpdateModeTimeOut();
+    /** A verdict of the uploader, or its report that it sends a block once more. */
+    void takeMessage(const QStringList &message);
+
+signals:
+    void starting();
+    void ended(bool written);
+
+private:
+    void start(quint8 chipType, quint8 chipIndex);
+    void enterUpdateMode();
+    void retryUpdateMode();
+    void failUpdateMode();
+    void handOver();
+    void end(bool written);
+
+    CommandChannel &m_channel;
+    const RunRows &m_rows;
+    const EngineOutput &m_output;
+    RunReporter &m_report;
+    const Pauses m_pauses;
+    CoreUpload *m_upload;
+    QTimer m_timer;
+    struct
+    {
+        quint8 chipType = 0;
+        quint8 chipIndex = 0;
+        QByteArray bytes;
+        /** Empty when `bytes` are the image. */
+        QString file;
+    } m_image;
+    int m_updateModeRetries = 0;
+    int m_imageRetries = 0;
+};

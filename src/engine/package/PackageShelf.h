@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/package/PackageFile.h"
+#include "package/PackageCheckCache.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <mutex>
+
+class ByteSource;
+class EngineOutput;
+struct PackageDescription;
+
+/**
+ * The package that was listed or planned last: its firmware list, model, version and description.
+ * The console lists packages from its own thread.
+ */
+class PackageShelf
+{
+public:
+    /** `reportUnreadable` is called for a package that is listed and cannot be opened. */
+    PackageShelf(const EngineOutput &output, std::function<void()> reportUnreadable);
+
+    /** Checks a package that is to be listed. */
+    PackageCheck check(const QString &fileName);
+    /**
+     * The description as it is stored, or an error text. Reports what it finds and keeps it;
+     * a quiet list does nothing but return the text.
+     */
+    QString list(const QString &fileName, bool quiet);
+    /** Keeps what a run plans with, without a message. */
+    void keepForRun(ByteSource &package);
+
+    QString model() const;
+    QString version() const;
+    QString json() const;
+    QStringList firmwareList() const;
+    /** The fields of the first entry for a chip type. */
+    QStringList entryOf(int chipType) const;
+
+private:
+    enum class Use { List, Plan, TextOnly };
+    struct Contents
+    {
+        QStringList firmwareList;
+        QString model;
+        QString version;
+        QString json;
+    };
+
+    PackageCheck checkFile(FileSource &file, const QString &path);
+    void reportUnopened(PackageCheck check) const;
+    QString load(FileSource &file, PackageCheck check, Use use);
+    QString loadHead(ByteSource &source, Use use);
+    QString loadDescription(const PackageDescription &description, Use use);
+    void sayTo(Use use, const QString &line) const;
+    void keep(const Contents &contents);
+
+    const EngineOutput &m_output;
+    std::function<void()> m_reportUnreadable;
+    PackageCheckCache m_checks;
+    mutable std::mutex m_mutex;
+    Contents m_contents;
+};

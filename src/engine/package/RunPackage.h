@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/package/PackageFile.h"
+#include "package/VerifiedSource.h"
+
+#include <optional>
+
+/**
+ * The one open file of a run. It is opened and checked once, and everything that the run reads
+ * comes from that file, whatever has its name meanwhile. A change within the file is found when
+ * the changed bytes are read: then nothing more can be read, and fault() says why.
+ */
+class RunPackage
+{
+public:
+    using Fault = VerifiedSource::Fault;
+
+    /** Closes what was open before. A package that could not be read to its end is Wrong, and has
+     *  a fault. */
+    PackageCheck open(const QString &path);
+    void close();
+
+    /** The package as it was checked; without an open one it has no bytes. Valid until the next
+     *  open() or close(). */
+    ByteSource &source();
+    Fault fault() const;
+    bool isFaulty() const { return fault() != Fault::None; }
+    /** The value of errno of a read error, or 0. */
+    int error() const;
+
+private:
+    std::optional<FileSource> m_file;
+    std::optional<VerifiedSource> m_verified;
+    BytesSource m_nothing{QByteArray()};
+    int m_checkError = 0;
+};

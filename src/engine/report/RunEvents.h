@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/report/RunEvent.h"
+#include "engine/runs/RunClaim.h"
+
+#include <QMetaObject>
+#include <QObject>
+
+/** Where the events of runs come out. An object of its own, so that the engine's interface to the
+ *  console stays what it is. */
+class RunEvents : public QObject
+{
+    Q_OBJECT
+
+public:
+    using QObject::QObject;
+
+    /** Announces the end of the run with this claim: ending() at once, over() when the event loop
+     *  turns, which is after everything that the caller still reports. */
+    void end(RunClaim::Number run)
+    {
+        emit ending(run);
+        QMetaObject::invokeMethod(
+            this, [this, run] { emit over(run); }, Qt::QueuedConnection);
+    }
+
+signals:
+    /** In the order of the engine's messages. */
+    void reported(const RunEvent &event);
+    /** The run has ended. Its status, if it has one, is the next APPSTATUS message. */
+    void ending(qint64 run);
+    /** Nothing more comes from the run that ended; comes for each ending(). */
+    void over(qint64 run);
+};

@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/report/RunReporter.h"
+
+#include <utility>
+
+namespace {
+
+RunEvent about(RunEvent::Kind kind, const RunMcu &mcu = {})
+{
+    RunEvent event;
+    event.kind = kind;
+    event.mcu = mcu;
+    return event;
+}
+
+} // namespace
+
+/** Each event bears the percentage and the counts up to it. */
+void RunReporter::tell(RunEvent event)
+{
+    event.percent = m_state.percent;
+    event.written = m_state.written;
+    event.failed = m_state.failed;
+    event.skipped = m_state.skipped;
+    m_sink(event);
+}
+
+void RunReporter::begin()
+{
+    end(false);
+    m_open = true;
+    m_writing = false;
+    m_state = RunEvent();
+    m_runTime.start();
+    tell(about(RunEvent::Kind::Begun));
+}
+
+void RunReporter::reading(const RunMcu &mcu)
+{
+    if (!m_open || (m_state.kind == RunEvent::Kind::Reading && m_state.mcu.name == mcu.name))
+        return;
+    m_state.kind = RunEvent::Kind::Reading;
+    m_state.mcu = mcu;
+    tell(about(RunEvent::Kind::Reading, mcu));
+}
+
+void RunReporter::skip(const RunMcu &mcu, const QString &why)
+{
+    if (!m_open)
+        return;
+    ++m_state.skipped;
+    RunEvent event = about(RunEvent::Kind::Skipped, mcu);
+    event.text = why;
+    tell(event);
+}
+
+void RunReporter::write(const RunMcu &mcu, int bytes)
+{
+    if (!m_open)
+        return;
+    m_state.kind = RunEvent::Kind::Writing;
+    m_state.mcu = mcu;
+    m_state.bytes = bytes;
+    m_writing = true;
+    m_imageTime.start();
+    RunEvent event = about(RunEvent::Kind::Writing, mcu);
+    event.bytes = bytes;
+    tell(event);
+}
+
+void RunReporter::progress(double percent)
+{
+    const int whole = int(percent);
+    if (!m_open || whole == m_state.percent)
+        return;
+    m_state.percent = whole;
+    tell(about(RunEvent::Kind::Progress));
+}
+
+void RunReporter::retry(const QString &name, int attempt, const QString &what)
+{
+    if (!m_open)
+        return;
+    RunEvent event = about(RunEvent::Kind::Retried);
+    event.mcu.name = name;
+    event.attempt = attempt;
+    event.text = what;
+    tell(event);
+}
+
+void RunReporter::giveUp(const QString &name, const QString &what)
+{
+    if (!m_open)
+        return;
+    RunEvent event = about(RunEvent::Kind::GivenUp);
+    event.mcu.name = name;
+    event.text = what;
+    tell(event);
+}
+
+void RunReporter::written(bool success)
+{
+    if (!m_open || !std::exchange(m_writing, false))
+        return;
+    ++(success ? m_state.written : m_state.failed);
+    RunEvent event = about(RunEvent::Kind::Written, m_state.mcu);
+    event.success = success;
+    event.bytes = m_state.bytes;
+    event.milliseconds = m_imageTime.elapsed();
+    tell(event);
+}
+
+void RunReporter::restarting()
+{
+    if (!m_open || m_state.kind == RunEvent::Kind::Restarting)
+        return;
+    m_state.kind = RunEvent::Kind::Restarting;
+    tell(about(RunEvent::Kind::Restarting));
+}
+
+void RunReporter::installing(const QString &version)
+{
+    m_installTime.start();
+    RunEvent event = about(RunEvent::Kind::Installing);
+    event.mcu.offered = version;
+    m_installVersion = version;
+    tell(event);
+}
+
+void RunReporter::installed(bool success)
+{
+    RunEvent event = about(RunEvent::Kind::Installed);
+    event.mcu.offered = m_installVersion;
+    event.success = success;
+    event.milliseconds = m_installTime.elapsed();
+    if (m_open && !m_writing) // an image that comes without a row
+        ++(success ? m_state.written : m_state.failed);
+    tell(event);
+}
+
+void RunReporter::end(bool success, int status)
+{
+    if (!std::exchange(m_open, false))
+        return;
+    RunEvent event = about(RunEvent::Kind::Ended);
+    event.success = success;
+    event.status = status;
+    event.milliseconds = m_runTime.elapsed();
+    tell(event);
+}

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/runs/InfoWrite.h"
+
+#include "engine/device/CommandChannel.h"
+#include "engine/package/PackageShelf.h"
+#include "engine/report/EngineOutput.h"
+#include "engine/report/RunRows.h"
+#include "engine/report/Say.h"
+#include "planning/ProductCommand.h"
+#include "platform/Log.h"
+#include "protocol/ChipTypes.h"
+#include "protocol/CommandWords.h"
+
+#include <algorithm>
+
+namespace {
+
+/** A row that is to be written needs everything up to its speciality. */
+constexpr int fieldsToWrite = field::speciality + 1;
+
+/** A description may come along with the rows; its first character shows it. */
+QString takeDescription(QStringList &rows)
+{
+    for (int i = 0; i < rows.size(); ++i) {
+        if (rows.at(i).trimmed().startsWith(QLatin1Char('{')))
+            return rows.takeAt(i);
+    }
+    return {};
+}
+
+bool areWritable(const QStringList &rows)
+{
+    return std::all_of(rows.begin(), rows.end(), [](const QString &row) {
+        return row.split(QLatin1Char(',')).size() >= fieldsToWrite;
+    });
+}
+
+} // namespace
+
+InfoWrite::InfoWrite(RunRows &rows, CommandChannel &channel, const EngineOutput &output,
+                     const PackageShelf &shelf)
+    : m_rows(rows), m_channel(channel), m_output(output), m_shelf(shelf)
+{
+}
+
+std::optional<Event> InfoWrite::start()
+{
+    if (m_given.isEmpty()) {
+        m_output.say(filled(text::infoEmpty));
+        return Event::InfoWritesDone;
+    }
+    QStringList rows = m_given;
+    const QString given = takeDescription(rows);
+    m_description = productCommand::parse((given.isEmpty() ? m_shelf.json() : given).toUtf8());
+    if (m_description.isNull() || !areWritable(rows)) {
+        m_output.say(filled(text::infoMalformed));
+        return Event::InfoWritesDone;
+    }
+    for (QString &row : rows)
+        row += QLatin1String(",0,0,0,0");
+    qCDebug(logEngine) << "m_TypeAndIndexs:" << rows;
+    m_rows.replace(rows);
+    m_output.say(filled(text::startInfoWrites));
+    m_productInfoIndex = 0;
+    return writeCurrent();
+}
+
+std::optional<Event> InfoWrite::writeCurrent()
+{
+    for (;; ++m_productInfoIndex) {
+        qCDebug(logEngine) << "m_productInfoIndex:" << m_productInfoIndex;
+        if (m_productInfoIndex >= m_rows.count()) {
+            m_output.say(filled(text::allInfoWritten));
+            return Event::InfoWritesDone;
+        }
+        if (chip::isFpga(m_rows.value(m_productInfoIndex, field::chipType).toInt())) {
+            m_output.say(filled(text::writeIgnoresFpga, currentName()));
+            continue;
+        }
+        m_output.say(filled(text::startInfoWrite, currentName()));
+        const QByteArray payload = payloadOf(m_productInfoIndex);
+        qCDebug(logEngine) << "sendData.size():" << payload.size();
+        if (!payload.isEmpty()) {
+            m_channel.request(command::writeProductInformation, payload);
+            return {};
+        }
+        report(result::failed);
+    }
+}
+
+void InfoWrite::endCurrent(bool written)
+{
+    report(written ? result::success : result::failed);
+    ++m_productInfoIndex;
+}
+
+QString InfoWrite::currentName() const
+{
+    return m_rows.value(m_productInfoIndex, field::name);
+}
+
+QByteArray InfoWrite::payloadOf(int line) const
+{
+    const productCommand::Command command =
+        productCommand::build(m_rows.row(line).split(QLatin1Char(',')), m_description);
+    if (command.error == productCommand::Error::NotAnObject)
+        m_output.say(filled(text::badDescription));
+    else if (command.error == productCommand::Error::NoMatchingChip)
+        m_output.say(filled(text::badChips));
+    return command.payload;
+}
+
+void InfoWrite::report(const char *result) const
+{
+    m_output.list({QString::fromLatin1(key::setProductInfoResult), m_rows.row(m_productInfoIndex),
+                   QString::fromLatin1(result)});
+}

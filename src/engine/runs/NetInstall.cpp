@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/runs/NetInstall.h"
+
+#include "engine/device/CommandChannel.h"
+#include "engine/report/EngineOutput.h"
+#include "engine/report/RunProgress.h"
+#include "engine/report/RunReporter.h"
+#include "engine/runs/RunEnd.h"
+#include "netupgrade/NetInstaller.h"
+#include "platform/Log.h"
+#include "protocol/BlockPayload.h"
+#include "protocol/CommandWords.h"
+#include "protocol/McuFrame.h"
+#include "protocol/Reply.h"
+#include "protocol/Statuses.h"
+
+#include <QThread>
+
+namespace {
+
+constexpr double wholeProgress = 100.0;
+
+// An extended block: number (16 bit), flags, bytes. The first block has the number 1.
+constexpr int numberOffset = mcu::resultOffset;
+constexpr int flagsOffset = mcu::resultOffset + 2;
+constexpr int bytesOffset = mcu::resultOffset + 3;
+constexpr int firstBlock = 1;
+
+QString versionOfImage(const NetImage &head)
+{
+    return QString::fromLatin1(head.version.constData(), head.version.size());
+}
+
+QByteArray withoutPadding(QByteArray bytes)
+{
+    while (bytes.endsWith(char(block::lastPadding)))
+        bytes.chop(1);
+    return bytes;
+}
+
+} // namespace
+
+NetInstall::NetInstall(const Parts &parts, const Platform &platform)
+    : m_parts(parts), m_platform(platform)
+{
+}
+
+NetReport NetInstall::reports()
+{
+    NetReport report;
+    report.text = [this](const QString &line) { m_parts.output.say(line); };
+    report.keyed = [this](const QStringList &list) { m_parts.output.list(list); };
+    report.progress = [this](double percent) { m_parts.progress.show(percent); };
+    return report;
+}
+
+bool NetInstall::installFromPackage(ByteSource &image)
+{
+    NetInstaller installer(m_platform, reports());
+    m_parts.report.installing(versionOfImage(readNetImage(image)));
+    const bool installed = installer.installImage(image);
+    m_parts.report.installed(installed);
+    m_parts.report.written(installed);
+    return installed;
+}
+
+void NetInstall::sendStatus(quint16 word, quint8 status)
+{
+    if (!m_parts.channel.sendStatus(word, status))
+        m_parts.end.finish(RunOutcome::deviceSentImage(false, 0.0));
+}
+
+void NetInstall::takeFrame(const Reply &frame)
+{
+    if (!frame.isExtended())
+        return;
+    if (frame.word() == command::enterUpdateMode) {
+        qCDebug(logEngine) << "IntoUploadNet";
+        sendStatus(command::enterUpdateMode, status::done);
+    } else if (frame.word() == command::writeBlock) {
+        takeBlock(frame);
+    }
+}
+
+void NetInstall::takeBlock(const Reply &frame)
+{
+    if (!frame.has(flagsOffset)) {
+        sendStatus(command::applicationStatus, status::refused);
+        return;
+    }
+    const int number = frame.at(numberOffset) + 256 * frame.at(numberOffset + 1);
+    const bool last = frame.at(flagsOffset) == block::lastFlag;
+    QByteArray bytes = frame.payload().mid(bytesOffset - mcu::payloadOffset);
+    if (last)
+        bytes = withoutPadding(bytes);
+    if (number == firstBlock) {
+        if (!createArchive(bytes))
+            return;
+        bytes.remove(0, net::archiveOffset);
+    }
+    const bool written = m_archive && m_archive->append(bytes);
+    sendStatus(command::applicationStatus, written ? status::done : status::refused);
+    if (written && last)
+        installReceived();
+}
+
+bool NetInstall::createArchive(const QByteArray &firstBytes)
+{
+    m_header = parseNetImage(firstBytes);
+    m_archive = std::make_unique<NetArchive>(m_platform.paths.netArchive);
+    if (m_archive->create())
+        return true;
+    qCDebug(logEngine) << "Faild to create file";
+    m_archive.reset();
+    sendStatus(command::applicationStatus, status::refused);
+    m_parts.end.finish(RunOutcome::deviceSentImage(false, wholeProgress));
+    return false;
+}
+
+/** The device gets the outcome, and after a success the module reboots. */
+void NetInstall::installReceived()
+{
+    m_archive->close();
+    m_archive.reset();
+    NetInstaller installer(m_platform, reports());
+    m_parts.report.installing(versionOfImage(m_header));
+    const bool installed = installer.install(NetInstallVariant::Quiet, m_header);
+    if (installed)
+        QThread::msleep(static_cast<unsigned long>(m_platform.pauses.quietInstall.count()));
+    sendStatus(command::applicationStatus, installed ? status::done : status::refused);
+    m_parts.report.installed(installed);
+    m_parts.end.finish(RunOutcome::deviceSentImage(installed, wholeProgress));
+    if (installed)
+        installer.rebootModule();
+}

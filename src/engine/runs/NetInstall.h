@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "netupgrade/NetArchive.h"
+#include "package/NetImage.h"
+#include "platform/Platform.h"
+
+#include <memory>
+
+class ByteSource;
+class CommandChannel;
+class EngineOutput;
+class Reply;
+class RunEnd;
+class RunProgress;
+class RunReporter;
+struct NetReport;
+
+/** The network module's own firmware: out of a package, or sent by the device block by block in
+ *  extended frames. */
+class NetInstall
+{
+public:
+    /** The parts that an install works with. */
+    struct Parts
+    {
+        CommandChannel &channel;
+        const EngineOutput &output;
+        RunReporter &report;
+        RunProgress &progress;
+        RunEnd &end;
+    };
+
+    NetInstall(const Parts &parts, const Platform &platform);
+
+    /** Blocks this thread until the last command has ended; the run goes on afterwards. */
+    bool installFromPackage(ByteSource &image);
+    /** Sends the extended status frame. A frame that cannot be sent ends the run. */
+    void sendStatus(quint16 word, quint8 status);
+    /** Nothing is paired here: the device is the one that asks, and each frame is answered. */
+    void takeFrame(const Reply &frame);
+
+private:
+    NetReport reports();
+    void takeBlock(const Reply &frame);
+    bool createArchive(const QByteArray &firstBytes);
+    void installReceived();
+
+    Parts m_parts;
+    const Platform m_platform;
+    NetImage m_header;
+    std::unique_ptr<NetArchive> m_archive;
+};

@@ -1,0 +1,301 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/runs/UpgradeRun.h"
+
+#include "engine/device/ImageWriter.h"
+#include "engine/package/PackageShelf.h"
+#include "engine/package/RunPackage.h"
+#include "engine/report/EngineOutput.h"
+#include "engine/report/RunProgress.h"
+#include "engine/report/RunReporter.h"
+#include "engine/report/RunRows.h"
+#include "engine/report/RunWords.h"
+#include "engine/report/Say.h"
+#include "engine/runs/NetInstall.h"
+#include "engine/runs/RunEnd.h"
+#include "links/LinkState.h"
+#include "package/ImageRecord.h"
+#include "planning/CandidateWalk.h"
+#include "platform/Log.h"
+#include "protocol/ChipTypes.h"
+
+#include <QThread>
+
+#include <utility>
+
+namespace {
+
+constexpr double wholeProgress = 100.0;
+/** A row needs its name, chip type and chip index. */
+constexpr int fewestFields = field::chipIndex + 1;
+
+} // namespace
+
+UpgradeRun::UpgradeRun(const Parts &parts, const Platform &platform)
+    : m_parts(parts), m_platform(platform)
+{
+}
+
+void UpgradeRun::begin(int mode)
+{
+    m_mode = mode;
+    beginFile();
+    m_imageWritten = false;
+    m_parts.rows.setIndex(0);
+    m_parts.progress.restart();
+    m_parts.report.begin();
+}
+
+void UpgradeRun::beginFile()
+{
+    m_mainIsFirst = false;
+    m_mainFirstRow = -1;
+}
+
+std::optional<Event> UpgradeRun::start(const QString &fileName, const QStringList &rows)
+{
+    qCDebug(logEngine) << "uploadfileName:" << fileName;
+    RunPackage &package = m_parts.package;
+    const PackageCheck check =
+        fileName.isEmpty() ? PackageCheck::NotChecked : package.open(packagePath(fileName));
+    if (check == PackageCheck::Missing || check == PackageCheck::Unreadable)
+        reportUnreadablePackage(m_parts.rows, m_parts.output, m_parts.progress);
+    m_parts.rows.reset(TypeAndIndexTable::completeRows(rows, m_mode));
+    qCDebug(logEngine) << "TypeAndInex:" << m_parts.rows.count();
+    if (package.isFaulty() || !isUsable(check) || package.isFaulty())
+        return Event::PackageUnusable;
+    // The plan needs this package's list and model, whatever was listed before.
+    m_parts.shelf.keepForRun(package.source());
+    if (package.isFaulty())
+        return Event::PackageUnusable;
+    return firstEvent();
+}
+
+/** Whether a run may go on after its package's check. */
+bool UpgradeRun::isUsable(PackageCheck check)
+{
+    const char *problem = checkProblem(check);
+    if (problem != nullptr) {
+        m_parts.report.giveUp({}, filled(problem));
+        return false;
+    }
+    m_parts.output.say(filled(text::checksumOk));
+    problem = versionProblem(m_parts.package.source());
+    if (problem == nullptr)
+        return true;
+    if (!m_parts.package.isFaulty()) {
+        m_parts.output.say(filled(problem));
+        m_parts.report.giveUp({}, filled(problem));
+    }
+    return false;
+}
+
+std::optional<Event> UpgradeRun::firstEvent()
+{
+    switch (m_mode) {
+    case upgradeMode::imagesOnly:
+        m_mask = MatchMask::anyVersion();
+        return Event::StartImages;
+    case upgradeMode::newerOnly:
+        m_mask = MatchMask::newerVersion();
+        return Event::StartNewer;
+    case upgradeMode::forced:
+        m_mask = MatchMask::anyVersion();
+        return Event::StartForced;
+    default:
+        return {};
+    }
+}
+
+Event UpgradeRun::choose()
+{
+    qCDebug(logEngine) << "checkVersion";
+    m_entry.clear();
+    const RunRows &rows = m_parts.rows;
+    if (!rows.hasCurrent())
+        return Event::NoMoreItems;
+    const QStringList row = rows.currentFields();
+    if (row.size() < fewestFields) {
+        const char *const words = row.size() == 1 ? text::badListItem : text::shortListItem;
+        m_parts.output.say(filled(words, row.first()));
+        skip(runWord::badRow);
+        return itemDone();
+    }
+    // The main MCU had its turn, whatever came of it.
+    if (!m_mainIsFirst && rows.index() == m_mainFirstRow)
+        return itemDone();
+    return decide();
+}
+
+Event UpgradeRun::decide()
+{
+    const QStringList row = m_parts.rows.currentFields();
+    const QStringList offers = m_parts.shelf.firmwareList();
+    qCDebug(logEngine) << "checkUpgradeFlag"
+                       << "typeandindex:" << row << "qslUpgradeFlag:" << m_mask.text();
+    const Decision decision = decideForRow(row, offers, m_mask);
+    if (decision.verdict == Decision::Verdict::Send ||
+        decision.verdict == Decision::Verdict::NotNewer)
+        m_entry = offers.value(decision.entry);
+    if (!decision.line.isEmpty())
+        m_parts.output.say(decision.line);
+    switch (decision.verdict) {
+    case Decision::Verdict::Send:
+        break;
+    case Decision::Verdict::NotNewer:
+        setResult(result::failed);
+        reportResult(result::notOlder);
+        skip(runWord::notNewer);
+        return itemDone();
+    case Decision::Verdict::NoMatch:
+        skip(runWord::noMatch);
+        return skipFailed();
+    case Decision::Verdict::NoFirmware:
+        m_parts.progress.show(wholeProgress);
+        setResult(result::failed);
+        reportResult(result::failed);
+        m_parts.output.say(filled(text::noFirmware, m_parts.rows.currentName()));
+        skip(runWord::noFirmware);
+        return itemDone();
+    }
+    m_parts.rows.setCurrent(field::upgradeFlag, QStringLiteral("1"));
+    const bool isMain = m_parts.rows.currentNumber(field::chipType) == chip::mainMcu &&
+                        m_parts.rows.currentNumber(field::chipIndex) == 0;
+    return isMain ? Event::MainImageDue : Event::OtherImageDue;
+}
+
+std::optional<Event> UpgradeRun::sendImage()
+{
+    RunRows &rows = m_parts.rows;
+    if (!rows.currentNamesChip()) {
+        m_parts.output.say(filled(text::badChip));
+        skip(runWord::badRow);
+        return skipFailed();
+    }
+    const std::optional<ImageRecord> record = findImage();
+    if (m_parts.package.isFaulty())
+        return Event::PackageUnusable;
+    if (!record) {
+        m_parts.output.say(filled(text::noImage, rows.currentName()));
+        skip(runWord::noImage);
+        return skipFailed();
+    }
+    const int chipType = rows.currentNumber(field::chipType);
+    if (chipType == chip::networkModule && g_UPGRADTYPE != netImage::sendToDevice)
+        return installImage(*record);
+    const QByteArray image = m_parts.package.source().read(record->imageOffset, record->length);
+    if (m_parts.package.isFaulty())
+        return Event::PackageUnusable;
+    m_parts.report.write(rows.currentMcu(m_entry), image.size());
+    m_parts.writer.write(quint8(chipType), quint8(rows.currentNumber(field::chipIndex)), image);
+    return {};
+}
+
+Event UpgradeRun::installImage(const ImageRecord &record)
+{
+    if (g_UPGRADTYPE != netImage::installHere) {
+        skip(runWord::notHandled);
+        return skipFailed();
+    }
+    m_parts.report.write(m_parts.rows.currentMcu(m_entry), int(record.length));
+    PartSource image(m_parts.package.source(), record.imageOffset, record.length);
+    const bool installed = m_parts.netInstall.installFromPackage(image);
+    if (m_parts.package.isFaulty())
+        return Event::PackageUnusable;
+    if (!installed)
+        return skipFailed();
+    m_imageWritten = true;
+    setResult(result::success);
+    reportResult(result::success);
+    return itemDone();
+}
+
+void UpgradeRun::reportPackageFault()
+{
+    const RunPackage::Fault fault = m_parts.package.fault();
+    if (fault == RunPackage::Fault::None)
+        return;
+    const bool changed = fault == RunPackage::Fault::Changed;
+    if (!changed)
+        warnOfReadError(m_parts.package.error());
+    const QString words = filled(changed ? text::packageChanged : text::packageNotRead);
+    m_parts.output.say(words);
+    m_parts.report.giveUp({}, words);
+    m_parts.report.written(false);
+}
+
+/** The current row's image in the run's package. One of no bytes is none. */
+std::optional<ImageRecord> UpgradeRun::findImage()
+{
+    const RunRows &rows = m_parts.rows;
+    const auto record =
+        findImageRecord(m_parts.package.source(), m_mask, rows.currentNumber(field::chipType),
+                        rows.currentNumber(field::mcuType), rows.currentNumber(field::pcbVersion),
+                        rows.currentNumber(field::speciality));
+    if (!record || record->length == 0)
+        return std::nullopt;
+    if (record->length > m_platform.limits.image) {
+        qCWarning(logEngine) << "an image is too long:" << record->length << "bytes";
+        return std::nullopt;
+    }
+    return record;
+}
+
+Event UpgradeRun::takeImageResult(bool written)
+{
+    RunRows &rows = m_parts.rows;
+    const QString name = rows.currentName();
+    if (!written)
+        m_parts.progress.show(wholeProgress);
+    if (rows.hasCurrent()) {
+        setResult(written ? result::success : result::failed);
+        reportResult(written ? result::success : result::failed);
+    }
+    m_imageWritten |= written;
+    m_parts.output.say(filled(written ? text::writeSuccess : text::writeFail, name));
+    if (!written)
+        m_parts.report.giveUp(name, filled(text::writeFail, name));
+    m_parts.report.written(written);
+    if (written && rows.isLast())
+        m_parts.output.say(filled(text::allWritten));
+    return written ? Event::ImageWritten : itemDone();
+}
+
+void UpgradeRun::pauseAfterImage() const
+{
+    QThread::msleep(static_cast<unsigned long>(m_platform.pauses.afterImage.count()));
+}
+
+void UpgradeRun::beginMainFirst()
+{
+    m_mainIsFirst = true;
+    m_mainFirstRow = m_parts.rows.index();
+}
+
+Event UpgradeRun::itemDone()
+{
+    return std::exchange(m_mainIsFirst, false) ? Event::MainFirstDone : Event::ItemDone;
+}
+
+void UpgradeRun::skip(const char *why)
+{
+    m_parts.report.skip(m_parts.rows.currentMcu(m_entry), QString::fromLatin1(why));
+}
+
+/** The item counts as failed and the run goes on with the next one. */
+Event UpgradeRun::skipFailed()
+{
+    setResult(result::failed);
+    reportResult(result::failed);
+    return itemDone();
+}
+
+void UpgradeRun::setResult(const char *result)
+{
+    m_parts.rows.setCurrent(field::result, QString::fromLatin1(result));
+}
+
+void UpgradeRun::reportResult(const char *result)
+{
+    m_parts.output.inChain({QString::fromLatin1(key::upgradeResult), m_parts.rows.current(),
+                            QString::fromLatin1(result)});
+}

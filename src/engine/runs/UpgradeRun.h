@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/package/PackageFile.h"
+#include "engine/steps/StepTable.h"
+#include "package/MatchMask.h"
+#include "planning/UpgradeMode.h"
+#include "platform/Platform.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+class EngineOutput;
+class ImageWriter;
+class NetInstall;
+class PackageShelf;
+class RunPackage;
+class RunProgress;
+class RunReporter;
+class RunRows;
+struct ImageRecord;
+
+/** What an upgrade run decides: what is due for each row, and what becomes of its image. */
+class UpgradeRun
+{
+public:
+    /** The parts that a run works with. */
+    struct Parts
+    {
+        RunRows &rows;
+        PackageShelf &shelf;
+        RunPackage &package;
+        const EngineOutput &output;
+        RunReporter &report;
+        RunProgress &progress;
+        ImageWriter &writer;
+        NetInstall &netInstall;
+    };
+
+    UpgradeRun(const Parts &parts, const Platform &platform);
+
+    /** Forgets the run before. */
+    void begin(int mode);
+    /** The same for a single file, which has no mode. */
+    void beginFile();
+    /** The engine's operation kind, of a product-information read, too. */
+    void setMode(int mode) { m_mode = mode; }
+    /** Checks the package and takes the rows up; nothing when the package stops the run. */
+    std::optional<Event> start(const QString &fileName, const QStringList &rows);
+
+    /** Decides for the current row alone. */
+    Event choose();
+    /** Sends or installs the image of the current row. */
+    std::optional<Event> sendImage();
+    /** Says why the package cannot be read any more, if so. */
+    void reportPackageFault();
+    /** Takes the writer's result for the current row. */
+    Event takeImageResult(bool written);
+    void pauseAfterImage() const;
+
+    // The main MCU in its bootcode has its turn before all others, once in a run: one that stays
+    // in its bootcode would be written again and again.
+    bool mayWriteMainFirst() const { return m_mainFirstRow < 0; }
+    void beginMainFirst();
+    /** The item of the current row is done with: ItemDone, or MainFirstDone when the main MCU had
+     *  its turn before the others, whose rows are still unread. */
+    Event itemDone();
+
+    bool hasWritten() const { return m_imageWritten; }
+    /** Whether the progress is set back to 0 when the run succeeds. */
+    bool resetsProgress() const
+    {
+        return m_mode == upgradeMode::newerOnly || m_mode == upgradeMode::forced;
+    }
+    bool writesInfoAfterwards() const { return m_mode == upgradeMode::imagesOnly; }
+
+private:
+    std::optional<Event> firstEvent();
+    bool isUsable(PackageCheck check);
+    Event decide();
+    std::optional<ImageRecord> findImage();
+    Event installImage(const ImageRecord &record);
+    void skip(const char *why);
+    Event skipFailed();
+    void setResult(const char *result);
+    void reportResult(const char *result);
+
+    Parts m_parts;
+    const Platform m_platform;
+    int m_mode = upgradeMode::imagesOnly;
+    MatchMask m_mask;
+    /** The entry of the firmware list that decided for the current row. */
+    QString m_entry;
+    bool m_mainIsFirst = false;
+    /** The row that had its turn before all others; -1 when none had. */
+    int m_mainFirstRow = -1;
+    bool m_imageWritten = false;
+};

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/steps/StepMachine.h"
+
+#include "engine/report/EngineOutput.h"
+#include "engine/report/RunReporter.h"
+#include "platform/Log.h"
+
+#include <utility>
+
+StepMachine::StepMachine(const StepContext &context, std::function<QString(Step)> name)
+    : m_context(context), m_name(std::move(name))
+{
+}
+
+void StepMachine::handle(Event event, const Reply &reply)
+{
+    for (std::optional<Event> next = event; next;) {
+        const Transition *line = findTransition(m_step, *next, m_attempt);
+        if (line == nullptr) {
+            qCWarning(logEngine) << "unexpected event:" << nameOf(*next) << "in step" << int(m_step)
+                                 << nameOf(m_step);
+            return;
+        }
+        next = take(*line, reply);
+    }
+}
+
+void StepMachine::perform(Action action)
+{
+    if (const auto next = action(m_context, Reply(QByteArray())))
+        handle(*next);
+}
+
+std::optional<Event> StepMachine::take(const Transition &line, const Reply &reply)
+{
+    const QString name = m_name(line.step);
+    if (line.kind == Transition::Kind::Start || line.next != line.step)
+        m_attempt = 0;
+    else if (line.attempt != Transition::anyTry)
+        ++m_attempt;
+    m_step = line.next;
+    QString text = QString::fromLatin1(line.text);
+    if (text.contains(QLatin1String("%1")))
+        text = text.arg(name);
+    if (!text.isEmpty())
+        m_context.output.inChain(text);
+    reportTrouble(line, name, text);
+    return line.action(m_context, reply);
+}
+
+void StepMachine::reportTrouble(const Transition &line, const QString &name, const QString &text)
+{
+    if (line.kind == Transition::Kind::Retry)
+        m_context.report.retry(name, line.retry, text);
+    else if (line.kind == Transition::Kind::GivenUp)
+        m_context.report.giveUp(name, text);
+}

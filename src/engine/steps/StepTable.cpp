@@ -1,0 +1,250 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/steps/StepTable.h"
+
+#include "engine/steps/StepActions.h"
+
+#include <algorithm>
+
+namespace {
+
+using Lines = std::vector<Transition>;
+using Events = std::vector<Event>;
+using Kind = Transition::Kind;
+
+const Events noAnswer = {Event::Refusal, Event::ShortAnswer, Event::Silence};
+const Events refusal = {Event::Refusal, Event::ShortAnswer};
+/** Where a short answer has a line of its own. */
+const Events refused = {Event::Refusal, Event::Silence};
+const Events anyReply = {Event::Answer, Event::Refusal, Event::ShortAnswer};
+constexpr int any = Transition::anyTry;
+
+/** The same line for several events. */
+void add(Lines &lines, Step step, const Events &events, const char *text, Step next, Action action,
+         Kind kind = Kind::Normal, int attempt = any, int retry = 0)
+{
+    for (const Event event : events)
+        lines.push_back({step, event, attempt, text, next, action, kind, retry});
+}
+
+/** A step whose command is sent again twice, and counts its tries. */
+struct CountedRetries
+{
+    Step step;
+    Events events;
+    const char *texts[2];
+    Action again;
+};
+
+void add(Lines &lines, const CountedRetries &family)
+{
+    for (int i = 0; i < 2; ++i) {
+        add(lines, family.step, family.events, family.texts[i], family.step, family.again,
+            Kind::Retry, i, i + 1);
+    }
+}
+
+/** A command whose tries are steps of their own. */
+struct StepRetries
+{
+    Step steps[3];
+    Step givenUp;
+    Events events;
+    const char *texts[3];
+    Action again;
+    Action giveUp;
+};
+
+void add(Lines &lines, const StepRetries &family)
+{
+    for (int i = 0; i < 2; ++i) {
+        add(lines, family.steps[i], family.events, family.texts[i], family.steps[i + 1],
+            family.again, Kind::Retry, any, i + 1);
+    }
+    add(lines, family.steps[2], family.events, family.texts[2], family.givenUp, family.giveUp,
+        Kind::GivenUp);
+}
+
+/** The restart of a device: the product ID is polled three times. */
+void addRestart(Lines &lines, Step step, const char *lostText, Step lost)
+{
+    constexpr const char *texts[] = {"Read product ID.", "Read product ID fail, retry 1.",
+                                     "Read product ID fail, retry 2."};
+    // A refusal is the word of a device that is still starting.
+    add(lines, step, refusal, "", step, action::wait);
+    for (int i = 0; i < 3; ++i) {
+        add(lines, step, {Event::Silence}, texts[i], step, action::pollProductId,
+            i == 0 ? Kind::Normal : Kind::Retry, i, i);
+    }
+    add(lines, step, {Event::Silence}, lostText, lost, action::failLost, Kind::GivenUp, 3);
+}
+
+/** What any step takes. */
+void addForAllSteps(Lines &lines)
+{
+    const struct
+    {
+        Event event;
+        const char *text;
+        Step first;
+        Action action;
+    } starts[] = {
+        {Event::StartNewer, "Read model name.", Step::ModelName, action::readModelName},
+        {Event::StartForced, "", Step::Bootcode, action::readBootcode},
+        {Event::StartImages, "", Step::Bootcode, action::choose},
+        {Event::StartFile, "", Step::OtherImage, action::wait},
+        {Event::StartInfoRead, "Read virtual version.", Step::VirtualVersion,
+         action::readVirtualVersion},
+        {Event::StartInfoWrites, "", Step::WriteInfo, action::startInfoWrites},
+    };
+    for (const Step step : allOf<Step>()) {
+        for (const auto &start : starts)
+            add(lines, step, {start.event}, start.text, start.first, start.action, Kind::Start);
+        add(lines, step, {Event::PackageUnusable}, "", step, action::failPackage);
+        const bool inImage = step == Step::MainImage || step == Step::OtherImage;
+        add(lines, step, {Event::NoSignOfLife}, "", step,
+            inImage ? action::repeatImage : action::failStep);
+    }
+}
+
+// One line for each event of a step; the columns are worth more than the line length here.
+// clang-format off
+void addReads(Lines &lines)
+{
+    // Product-information read: the virtual version
+    add(lines, Step::VirtualVersion, {Event::Answer},      "Read virtual version success.", Step::Bootcode,                action::readFirstBootcode);
+    add(lines, Step::VirtualVersion, {Event::ShortAnswer}, "Read virtual version error.",   Step::VirtualVersionMalformed, action::giveUpVirtualVersion, Kind::GivenUp);
+    add(lines, CountedRetries{Step::VirtualVersion, refused, {"Read virtual version fail, retry 1.", "Read virtual version fail, retry 2."}, action::readVirtualVersion});
+    add(lines, Step::VirtualVersion, refused,              "Read virtual version fail.",    Step::VirtualVersionGivenUp,   action::readBootcode, Kind::GivenUp, 2);
+    add(lines, Step::VirtualVersionMalformed, {Event::VersionGivenUp}, "",                  Step::VirtualVersionGivenUp,   action::readBootcode);
+    add(lines, Step::VirtualVersionGivenUp, {Event::Answer}, "Read the bootcode information of '%1' success.", Step::Bootcode, action::takeBootcode);
+    add(lines, CountedRetries{Step::VirtualVersionGivenUp, noAnswer,
+        {"Read the bootcode information of '%1'. fail, retry 1.", "Read the bootcode information of '%1'. fail, retry 2."}, action::readBootcode});
+    add(lines, Step::VirtualVersionGivenUp, noAnswer, "Read the bootcode information of '%1' fail, check the next mcu.", Step::BootcodeGivenUp, action::giveUpRow, Kind::GivenUp, 2);
+
+    // The model name
+    add(lines, Step::ModelName, {Event::Answer},       "", Step::ModelName, action::takeModelName);
+    add(lines, CountedRetries{Step::ModelName, noAnswer, {"Read model name fail, retry 1.", "Read model name fail, retry 2."}, action::readModelName});
+    add(lines, Step::ModelName, {Event::Silence},      "Read model name fail, upgrade fail, exit.", Step::ModelName, action::failStep, Kind::GivenUp, 2);
+    add(lines, Step::ModelName, refusal,               "Read model name error, upgrade fail. ForcedUpgrade mode is required.", Step::ModelName, action::failStep, Kind::GivenUp, 2);
+    add(lines, Step::ModelName, {Event::ModelMatches}, "Model Name match.", Step::Bootcode, action::readFirstBootcode);
+    add(lines, Step::ModelName, {Event::ModelDiffers}, "", Step::ModelName, action::failStep);
+
+    // Bootcode information of each row
+    for (const Step step : {Step::Bootcode, Step::BootcodeRetry1, Step::BootcodeRetry2})
+        add(lines, step, {Event::Answer}, "Read the bootcode information of '%1' success.", Step::Bootcode, action::takeBootcode);
+    add(lines, StepRetries{{Step::Bootcode, Step::BootcodeRetry1, Step::BootcodeRetry2}, Step::BootcodeGivenUp, noAnswer,
+        {"Read the bootcode information of '%1' fail, retry 1.", "Read the bootcode information of '%1' fail, retry 2.",
+         "Read the bootcode information of '%1' fail, check the next mcu."}, action::readBootcode, action::giveUpRow});
+    add(lines, Step::Bootcode, {Event::RecordValid},          "", Step::ProductInfo, action::readProductInfo);
+    add(lines, Step::Bootcode, {Event::RecordInvalid},        "", Step::Bootcode, action::refuseInvalidRecord);
+    add(lines, Step::Bootcode, {Event::RowsRead}, "Read all mcu(list) bootcode and product information done.", Step::Version, action::readFirstVersion);
+    add(lines, Step::BootcodeGivenUp, {Event::RowGivenUp},    "", Step::Bootcode, action::readNextBootcode);
+    add(lines, Step::BootcodeGivenUp, {Event::MainGivenUp},   "", Step::BootcodeGivenUp, action::stopForMainBootcode);
+
+    // Product information of each row
+    for (const Step step : {Step::ProductInfo, Step::ProductInfoRetry1, Step::ProductInfoRetry2})
+        add(lines, step, {Event::Answer}, "Read the product information of '%1'  success.", Step::ProductInfo, action::takeProductInfo);
+    add(lines, StepRetries{{Step::ProductInfo, Step::ProductInfoRetry1, Step::ProductInfoRetry2}, Step::ProductInfoGivenUp, noAnswer,
+        {"Read the product information of '%1' fail, retry 1.", "Read the product information of '%1' fail, retry 2.",
+         "Read the product information of '%1' fail, check the next mcu."}, action::readProductInfo, action::giveUpRow});
+    add(lines, Step::ProductInfo, {Event::RowRead},           "", Step::Bootcode, action::readNextBootcode);
+    add(lines, Step::ProductInfo, {Event::MainInBootcode}, "'%1' product information flag is valid, start to upgrade main mcu first.", Step::MainMcuFirst, action::chooseMainFirst);
+    add(lines, Step::ProductInfoGivenUp, {Event::RowGivenUp}, "", Step::Bootcode, action::readNextBootcode);
+    add(lines, Step::ProductInfoGivenUp, {Event::MainGivenUp}, "", Step::ProductInfoGivenUp, action::stopForMainProductInfo);
+
+    // Firmware version of each row
+    for (const Step step : {Step::Version, Step::VersionRetry1, Step::VersionRetry2})
+        add(lines, step, {Event::Answer}, "", Step::Version, action::takeVersion);
+    add(lines, StepRetries{{Step::Version, Step::VersionRetry1, Step::VersionRetry2}, Step::VersionGivenUp, noAnswer,
+        {"Read the version information of '%1' fail, retry 1.", "Read the version information of '%1' fail, retry 2.",
+         "Read the version information of '%1' fail, check the next mcu."}, action::readVersion, action::giveUpVersion});
+    add(lines, Step::VersionGivenUp, {Event::RowGivenUp},     "", Step::Version, action::readVersion);
+    add(lines, Step::Version, {Event::RowsRead},              "", Step::NextItem, action::chooseFirst);
+    add(lines, Step::Version, {Event::InfoComplete},          "", Step::Version, action::finishInfoRead);
+}
+
+void addImages(Lines &lines)
+{
+    add(lines, Step::MainMcuFirst, {Event::MainImageDue},  "", Step::MainImage, action::sendImage);
+    add(lines, Step::MainMcuFirst, {Event::MainFirstDone}, "", Step::Bootcode, action::readNextBootcode);
+    add(lines, Step::MainImage,    {Event::MainFirstDone}, "", Step::Bootcode, action::readNextBootcode);
+    for (const Step step : {Step::Bootcode, Step::NextItem}) {
+        add(lines, step, {Event::MainImageDue},  "", Step::MainImage, action::sendImage);
+        add(lines, step, {Event::OtherImageDue}, "", Step::OtherImage, action::sendImage);
+        add(lines, step, {Event::ItemDone},      "", Step::NextItem, action::chooseNext);
+    }
+    add(lines, Step::Bootcode, {Event::NoMoreItems}, "", Step::Bootcode, action::finishQuietly);
+    add(lines, Step::NextItem, {Event::NoMoreItems}, "", Step::Reboot, action::sendReboot);
+    for (const Step step : {Step::MainImage, Step::OtherImage})
+        add(lines, step, {Event::ItemDone}, "", Step::NextItem, action::chooseNext);
+    add(lines, Step::OtherImage, {Event::ImageWritten}, "", Step::NextItem, action::chooseAfterImage);
+    add(lines, Step::MainImage,  {Event::ImageWritten}, "The Main MCU is restarting, please wait.", Step::MainMcuRestarts, action::awaitRestart);
+
+    // The main MCU restarts with its new image.
+    add(lines, Step::MainMcuRestarts, {Event::Answer},      "Upgrade Main MCU success.", Step::MainMcuIsBack, action::mainMcuIsBack);
+    addRestart(lines, Step::MainMcuRestarts, "Main MCU run fail.", Step::MainMcuIsLost);
+    add(lines, Step::MainMcuIsBack, {Event::ItemDone},      "", Step::NextItem, action::chooseNext);
+    add(lines, Step::MainMcuIsBack, {Event::MainFirstDone}, "", Step::Bootcode, action::readNextBootcode);
+}
+
+void addEnd(Lines &lines)
+{
+    // The device reboots with everything it got. Any reply accepts the reboot.
+    for (const Step step : {Step::Reboot, Step::RebootRetry1, Step::RebootRetry2})
+        add(lines, step, anyReply, "Start to reboot, please wait.", Step::SystemRestarts, action::awaitRestart);
+    add(lines, StepRetries{{Step::Reboot, Step::RebootRetry1, Step::RebootRetry2}, Step::RebootFailed, {Event::Silence},
+        {"Reboot fail, retry 1.", "Reboot fail, retry 2.", "Reboot systerm fail."}, action::sendReboot, action::failLost});
+    add(lines, Step::SystemRestarts, {Event::Answer},            "", Step::SystemRestarts, action::systemIsBack);
+    addRestart(lines, Step::SystemRestarts, "Systerm run fail.", Step::SystemIsLost);
+    add(lines, Step::SystemRestarts, {Event::InfoWriteDue},      "", Step::WriteInfo, action::writeInfoAfterRun);
+    add(lines, Step::SystemRestarts, {Event::NothingToSet},      "Ignore to set virtual version.", Step::Done, action::finishWithoutImages);
+
+    // The virtual version, the last word of an upgrade
+    add(lines, Step::SystemRestarts, {Event::VirtualVersionDue}, "Start to set virtual version.", Step::SetVirtualVersion, action::setVirtualVersion);
+    add(lines, Step::SetVirtualVersion, {Event::Answer},         "", Step::SetVirtualVersion, action::takeVirtualVersionSet);
+    add(lines, CountedRetries{Step::SetVirtualVersion, noAnswer, {"Set virtual version fail, retry 1.", "Set virtual version fail, retry 2."}, action::setVirtualVersion});
+    add(lines, Step::SetVirtualVersion, noAnswer, "Set virtual version fail, upgrade fail.", Step::SetVirtualVersion, action::failStep, Kind::GivenUp, 2);
+    add(lines, Step::SetVirtualVersion, {Event::VersionSet},     "Set virtual version success.", Step::Done, action::finishComplete);
+    add(lines, Step::SetVirtualVersion, {Event::VersionRefused}, "Set virtual version fail.", Step::VirtualVersionRefused, action::finishWithoutVirtualVersion);
+}
+
+void addInfoWrites(Lines &lines)
+{
+    for (const Step step : {Step::WriteInfo, Step::WriteInfoRetry1, Step::WriteInfoRetry2})
+        add(lines, step, {Event::Answer}, "Write '%1' product information success.", Step::WriteInfo, action::takeInfoWritten);
+    add(lines, StepRetries{{Step::WriteInfo, Step::WriteInfoRetry1, Step::WriteInfoRetry2}, Step::WriteInfoGivenUp, noAnswer,
+        {"Write '%1' product information fail, retry 1.", "Write '%1' product information fail, retry 2.",
+         "Write '%1' product information fail, write the next mcu."}, action::writeInfo, action::giveUpInfoWrite});
+    add(lines, Step::WriteInfoGivenUp, {Event::RowGivenUp},   "", Step::WriteInfo, action::writeInfo);
+    add(lines, Step::WriteInfo, {Event::InfoWritesDone},      "", Step::Idle, action::finishInfoWrites);
+}
+// clang-format on
+
+Lines makeTable()
+{
+    Lines lines;
+    addForAllSteps(lines);
+    addReads(lines);
+    addImages(lines);
+    addEnd(lines);
+    addInfoWrites(lines);
+    return lines;
+}
+
+} // namespace
+
+const std::vector<Transition> &stepTable()
+{
+    static const Lines lines = makeTable();
+    return lines;
+}
+
+const Transition *findTransition(Step step, Event event, int attempt)
+{
+    const auto &lines = stepTable();
+    const auto found = std::find_if(lines.begin(), lines.end(), [&](const Transition &line) {
+        return line.step == step && line.event == event &&
+               (line.attempt == Transition::anyTry || line.attempt == attempt);
+    });
+    return found == lines.end() ? nullptr : &*found;
+}

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QObject>
+
+namespace engine {
+
+Q_NAMESPACE
+
+/**
+ * What the engine awaits, or what it has just decided. The read steps come in families: the first
+ * code when the command is sent, then the first and second retry and the abandonment.
+ */
+enum class Step : int {
+    Idle = 0,
+
+    WriteInfo = 5000,
+    WriteInfoRetry1 = 5011,
+    WriteInfoRetry2 = 5012,
+    WriteInfoGivenUp = 5013,
+
+    VirtualVersion = 5501,
+    /** The virtual version was given up; the first bootcode read goes on with its own retries. */
+    VirtualVersionGivenUp = 5502,
+    VirtualVersionMalformed = 5504,
+
+    ModelName = 5900,
+
+    Bootcode = 6000,
+    BootcodeRetry1 = 6011,
+    BootcodeRetry2 = 6012,
+    BootcodeGivenUp = 6013,
+
+    ProductInfo = 6100,
+    ProductInfoRetry1 = 6111,
+    ProductInfoRetry2 = 6112,
+    ProductInfoGivenUp = 6113,
+
+    Version = 6200,
+    VersionRetry1 = 6211,
+    VersionRetry2 = 6212,
+    VersionGivenUp = 6213,
+
+    /** The main MCU runs its bootcode: its image goes before all others. */
+    MainMcuFirst = 6700,
+
+    NextItem = 8000,
+    MainImage = 8101,
+    OtherImage = 8201,
+
+    MainMcuRestarts = 8102,
+    MainMcuIsBack = 8104,
+    MainMcuIsLost = 8113,
+
+    SetVirtualVersion = 8137,
+
+    Reboot = 8300,
+    RebootRetry1 = 8301,
+    RebootRetry2 = 8302,
+    RebootFailed = 8303,
+    SystemRestarts = 8316,
+
+    Done = 8318,
+    VirtualVersionRefused = 8319,
+    SystemIsLost = 8359,
+};
+Q_ENUM_NS(Step)
+
+/** What takes a step on. */
+enum class Event {
+    // The reply to the step's command, or none; see CommandResult.
+    Answer,
+    Refusal,
+    ShortAnswer,
+    Silence,
+
+    // Starts, whatever the engine was at before
+    StartNewer,
+    StartForced,
+    StartImages,
+    StartFile,
+    StartInfoRead,
+    StartInfoWrites,
+    /** The run has shown no sign of life for too long. */
+    NoSignOfLife,
+
+    // What an action finds out
+    ModelMatches,
+    ModelDiffers,
+    RecordValid,
+    RecordInvalid,
+    MainInBootcode,
+    RowRead,
+    RowGivenUp,
+    MainGivenUp,
+    /** All rows have been read. */
+    RowsRead,
+    /** The same in a product-information read. */
+    InfoComplete,
+    VersionGivenUp,
+    MainImageDue,
+    OtherImageDue,
+    /** The item of the current row is done with, whatever came of it. */
+    ItemDone,
+    /** The main MCU, which went before all others, is done with. */
+    MainFirstDone,
+    NoMoreItems,
+    /** The package cannot be trusted any more. */
+    PackageUnusable,
+    InfoWriteDue,
+    VirtualVersionDue,
+    NothingToSet,
+    VersionSet,
+    VersionRefused,
+    InfoWritesDone,
+
+    /** An image that is given up ends its item. */
+    ImageWritten,
+};
+Q_ENUM_NS(Event)
+
+} // namespace engine
+
+using engine::Event;
+using engine::Step;

@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/PartBench.h"
+#include "engine/device/ImageWriter.h"
+#include "links/LinkState.h"
+#include "protocol/CommandWords.h"
+#include "upload/CoreUpload.h"
+
+#include <QtTest>
+
+namespace {
+
+Platform withoutPauses()
+{
+    Platform platform;
+    platform.pauses = {};
+    platform.pauses.beforeFirstBlock = std::chrono::milliseconds(0);
+    return platform;
+}
+
+/** A writer for the row AUX, whose verdicts a test gives in the uploader's place. */
+struct WriterBench : PartBench
+{
+    WriterBench() : writer(channel, rows, output, report, withoutPauses(), &parent)
+    {
+        rows.reset({"AUX,1,0"});
+        writer.uploader().setTransports(links.activeSerial(), nullptr);
+        QObject::connect(&writer, &ImageWriter::ended, &parent,
+                         [this](bool written) { results += written; });
+        QObject::connect(&channel, &CommandChannel::updateModeReplied, &writer,
+                         &ImageWriter::takeUpdateModeReply);
+    }
+
+    void acceptUpdateMode() { link->deliver(reply(command::enterUpdateMode)); }
+    void refuseUpdateMode()
+    {
+        link->deliver(mcu::buildStatusFrame(mcu::replyStart, {}, command::enterUpdateMode, 3));
+    }
+    int sentWords(quint16 word) const
+    {
+        int count = 0;
+        for (const QByteArray &frame : link->sent)
+            count += mcu::wordAt(frame, mcu::wordOffset) == word;
+        return count;
+    }
+
+    ImageWriter writer;
+    QList<bool> results;
+};
+
+} // namespace
+
+class TestWriter : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void imageIsWritten();
+    void updateModeIsTriedThreeTimes();
+    void silenceInUpdateMode();
+    void imageIsTriedThreeTimes();
+    void repeatedBlocksArePassedOn();
+    void cancelledImageHasNoResult();
+    void frameThatIsNotSentIsNotReported();
+};
+
+void TestWriter::imageIsWritten()
+{
+    WriterBench bench;
+    bench.writer.write(1, 0, QByteArray(600, 'x'));
+    QVERIFY(bench.writer.isWaiting());
+    bench.acceptUpdateMode();
+    QVERIFY(!bench.writer.isWaiting());
+    QCOMPARE(bench.sentWords(command::writeBlock), 1);
+    bench.writer.takeMessage({"SingleUploadSuccess"});
+    QCOMPARE(bench.results, QList<bool>{true});
+    QCOMPARE(bench.lines, QStringList({"Send 'Enter F/W Upgrade Mode' command to 'AUX'.",
+                                       "'AUX' Enter 'F/W Update Mode' success."}));
+}
+
+void TestWriter::updateModeIsTriedThreeTimes()
+{
+    WriterBench bench;
+    bench.writer.write(1, 0, QByteArray(600, 'x'));
+    for (int i = 0; i < 9; ++i) {
+        QVERIFY(bench.results.isEmpty());
+        bench.refuseUpdateMode();
+    }
+    QCOMPARE(bench.results, QList<bool>{false});
+    QCOMPARE(bench.sentWords(command::enterUpdateMode), 9);
+    QCOMPARE(bench.sentWords(command::writeBlock), 0);
+    QCOMPARE(bench.lines.count("'AUX' Enter F/W Update Mode fail, retry 1."), 3);
+    QCOMPARE(bench.lines.count("'AUX' Enter F/W Update Mode fail, retry 2."), 3);
+    QCOMPARE(bench.lines.count("'AUX' Enter F/W Update Mode fail."), 3);
+    QCOMPARE(bench.lines.count("'AUX' F/W update fail, retry 1."), 1);
+    QCOMPARE(bench.lines.count("'AUX' F/W update fail, retry 2."), 1);
+}
+
+void TestWriter::silenceInUpdateMode()
+{
+    WriterBench bench;
+    bench.writer.write(1, 0, QByteArray(600, 'x'));
+    bench.writer.onUpdateModeTimeOut();
+    QCOMPARE(bench.sentWords(command::enterUpdateMode), 2);
+    QVERIFY(bench.writer.isWaiting());
+    bench.acceptUpdateMode();
+    QCOMPARE(bench.sentWords(command::writeBlock), 1);
+}
+
+void TestWriter::imageIsTriedThreeTimes()
+{
+    WriterBench bench;
+    bench.writer.write(1, 0, QByteArray(600, 'x'));
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY(bench.results.isEmpty());
+        bench.acceptUpdateMode();
+        bench.writer.takeMessage({"SingleUploadFail"});
+    }
+    QCOMPARE(bench.results, QList<bool>{false});
+    QCOMPARE(bench.sentWords(command::writeBlock), 3);
+}
+
+void TestWriter::repeatedBlocksArePassedOn()
+{
+    WriterBench bench;
+    bench.writer.write(1, 0, QByteArray(600, 'x'));
+    bench.lines.clear();
+    bench.writer.takeMessage({"retry 1"});
+    QCOMPARE(bench.lines, QStringList({"retry 1"}));
+    QVERIFY(bench.results.isEmpty());
+}
+
+void TestWriter::cancelledImageHasNoResult()
+{
+    WriterBench bench;
+    bench.writer.write(1, 0, QByteArray(600, 'x'));
+    bench.acceptUpdateMode();
+    bench.writer.cancel();
+    QVERIFY(!bench.writer.isWaiting());
+    QVERIFY(!bench.writer.uploader().awaitsAcknowledgement());
+    QVERIFY(bench.results.isEmpty());
+}
+
+void TestWriter::frameThatIsNotSentIsNotReported()
+{
+    WriterBench bench;
+    bench.link->refusesWrites = true;
+    bench.writer.write(1, 0, QByteArray(600, 'x'));
+    QVERIFY(bench.lines.isEmpty());
+    QVERIFY(bench.writer.isWaiting());
+    bench.link->refusesWrites = false;
+    bench.writer.onUpdateModeTimeOut();
+    bench.acceptUpdateMode();
+    QCOMPARE(bench.sentWords(command::writeBlock), 1);
+}
+
+QTEST_GUILESS_MAIN(TestWriter)
+#include "tst_writer.moc"
