@@ -144,33 +144,28 @@ bool CoreUpload::sendRaw(const unsigned char *bytes, int length)
 {
     if (bytes == nullptr || length == 0)
         return false;
-    qCDebug(logUploadBytes) << "out" << hexOf(bytes, length);
+    bool sent = true;
     if (m_serial != nullptr) {
-        if (!m_serial->sendMsg(bytes, length)) {
-            qCDebug(logUpload) << "comsend failed";
-            return false;
-        }
-        qCDebug(logUpload) << "comsend successfully";
-    }
-    if (m_network != nullptr) {
-        const bool sent = m_network->write(bytes, length);
+        sent = m_serial->sendMsg(bytes, length);
+        qCDebug(logUpload) << (sent ? "comsend successfully" : "comsend failed");
+    } else if (m_network != nullptr) {
+        sent = m_network->write(bytes, length);
         qCDebug(logUpload) << (sent ? "netsend successfully" : "netsend failed");
-        return sent;
     }
-    return true;
+    qCDebug(logUploadBytes) << "out" << hexOf(bytes, length);
+    return sent;
 }
 
 /** Acknowledgements carry no block number, so whatever follows an accepted one in the same chunk
  *  can only be its echo and must not be credited to the next block. */
 void CoreUpload::slotReceiveDatas(QByteArray datas)
 {
-    qCDebug(logUploadBytes) << "in" << datas.toHex(' ');
-    if (!canRead)
-        return;
-    for (const char byte : datas) {
-        if (takeByte(quint8(byte)))
-            return;
+    for (int i = 0; canRead && i < datas.size(); ++i) {
+        if (takeByte(quint8(datas.at(i))))
+            break;
     }
+    // Not before: the device waits for the next block.
+    qCDebug(logUploadBytes) << "in" << datas.toHex(' ');
 }
 
 /** True once an acknowledgement was accepted. */

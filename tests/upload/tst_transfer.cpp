@@ -153,7 +153,7 @@ void TestTransfer::nextBlockComesFirst()
 
     QCOMPARE(events.value(0), QString("block"));
     QCOMPARE(events.count("block"), 1);
-    QCOMPARE(events.last(), QString("progress"));
+    QVERIFY(events.contains("progress"));
     QVERIFY(events.contains("log"));
     QVERIFY(standardError.hasCaught());
 }
