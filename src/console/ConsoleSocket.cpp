@@ -18,6 +18,13 @@ bool setOption(qintptr descriptor, int level, int option, int value)
 
 } // namespace
 
+/** The base class reports its last states when this part of the object is gone; the connection goes
+ *  with the notifier. */
+ConsoleSocket::~ConsoleSocket()
+{
+    delete m_notifier;
+}
+
 bool ConsoleSocket::start(int descriptor)
 {
     if (!setSocketDescriptor(descriptor))

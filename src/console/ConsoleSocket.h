@@ -22,6 +22,7 @@ class ConsoleSocket : public QTcpSocket
 
 public:
     using QTcpSocket::QTcpSocket;
+    ~ConsoleSocket() override;
 
     /** Takes a connected descriptor over; false when it is none, and then it stays the caller's.
      *  readyRead() comes whenever there is something to fetch, or the connection has ended. */
