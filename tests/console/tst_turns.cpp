@@ -9,6 +9,9 @@
 
 namespace {
 
+/** Milliseconds; a sanitizer on a machine with much else to do takes many times the usual time. */
+constexpr int patience = 60'000;
+
 const QByteArray list = "GETFIRMWARELIST\r\n";
 const QByteArray listReply = "FIRMWARELIST||";
 const QByteArray heartbeat = "HEARTBEAT\r\n";
@@ -99,7 +102,7 @@ void TestTurns::othersAreServedInBetween()
     });
     console.beginLists(count);
     ask();
-    QTRY_COMPARE(listsOf(*console.client), count);
+    QTRY_COMPARE_WITH_TIMEOUT(listsOf(*console.client), count, patience);
     QCOMPARE(console.lists, count);
     QVERIFY(between.size() >= count / 2);
     QVERIFY(*std::max_element(between.begin(), between.end()) <= 2);
@@ -120,7 +123,7 @@ void TestTurns::timersAndEventsInBetween()
     });
     timer.start(0);
     console.beginLists(count);
-    QTRY_COMPARE(listsOf(*console.client), count);
+    QTRY_COMPARE_WITH_TIMEOUT(listsOf(*console.client), count, patience);
     for (const auto &times : {timeOuts, events}) {
         for (int i = 1; i < times.size(); ++i)
             QVERIFY(times.at(i) - times.at(i - 1) <= 2);
@@ -135,7 +138,8 @@ void TestTurns::repliesKeepTheirOrder()
                                   "GETVERINF", "GETFIRMWARELIST", "VERSION",   "UPGRADEMODE||5"};
     console.bench.cutEngine();
     console.client->send(requests.join("\r\n") + "\r\n");
-    QTRY_VERIFY(console.client->received().endsWith("Set UPGRADEMODE to 5\r\n"));
+    QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith("Set UPGRADEMODE to 5\r\n"),
+                             patience);
     QByteArray keys;
     const QByteArrayList lines = console.client->received().split('\n');
     for (const QByteArray &line : lines)
@@ -179,7 +183,7 @@ void TestTurns::shortRequestsOfOthersDoNotWait()
     QVERIFY(other->socket.waitForReadyRead());
     QCOMPARE(other->received(), versionReply);
     QCOMPARE(console.lists, 1);
-    QTRY_VERIFY(other->received().endsWith(heartbeat));
+    QTRY_VERIFY_WITH_TIMEOUT(other->received().endsWith(heartbeat), patience);
     QCOMPARE(listsOf(*other), 1);
 }
 
@@ -200,7 +204,7 @@ void TestTurns::nothingIsReadMeanwhile()
         if (console.lists < count)
             QCOMPARE(unread, more.size());
     }
-    QTRY_VERIFY(console.client->received().endsWith(versionReply + unknown));
+    QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith(versionReply + unknown), patience);
     QCOMPARE(listsOf(*console.client), count);
 }
 
@@ -211,11 +215,11 @@ void TestTurns::fragmentsKeepTheirPlace()
     const QByteArray answer = "UpgradeDatas||" + netframes::enterAccepted;
     Console console;
     console.client->send(piece);
-    QTRY_COMPARE(console.client->received(), answer);
+    QTRY_COMPARE_WITH_TIMEOUT(console.client->received(), answer, patience);
     console.client->forget();
     console.beginLists(20);
     console.client->send(piece);
-    QTRY_VERIFY(console.client->received().endsWith(answer));
+    QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith(answer), patience);
     QCOMPARE(listsOf(*console.client), 20);
     QCOMPARE(console.client->received().count("UpgradeDatas||"), 1);
     QCOMPARE(console.client->received().count(unknown), 0);
@@ -230,12 +234,13 @@ void TestTurns::clientThatLeaves()
     setsockopt(int(console.client->socket.socketDescriptor()), SOL_SOCKET, SO_LINGER, &none,
                sizeof none);
     console.client->socket.abort();
-    QTRY_COMPARE(console.bench.server->findChildren<QTcpSocket *>().size(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(console.bench.server->findChildren<QTcpSocket *>().size(), 0,
+                              patience);
     QVERIFY2(console.lists <= 3, qPrintable(QString::number(console.lists)));
     const int lists = console.lists;
     const auto other = console.connectClient();
     other->send(list);
-    QTRY_COMPARE(listsOf(*other), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(listsOf(*other), 1, patience);
     QCOMPARE(console.lists, lists + 1);
 }
 
@@ -251,7 +256,8 @@ void TestTurns::clientThatIsDropped()
     const int handle = int(console.bench.accepted(*console.client)->socketDescriptor());
     setsockopt(handle, SOL_SOCKET, SO_SNDBUF, &small, sizeof small);
     console.beginLists(count);
-    QTRY_COMPARE(console.bench.server->findChildren<QTcpSocket *>().size(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(console.bench.server->findChildren<QTcpSocket *>().size(), 0,
+                              patience);
     const int lists = console.lists;
     QVERIFY2(lists < count, qPrintable(QString::number(lists)));
     const auto other = console.connectClient();
@@ -265,9 +271,10 @@ void TestTurns::clientThatHasClosedItsSide()
     Console console;
     console.client->send(list.repeated(count) + "VERSION\r\n");
     shutdown(int(console.client->socket.socketDescriptor()), SHUT_WR);
-    QTRY_VERIFY(console.client->received().endsWith(versionReply));
+    QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith(versionReply), patience);
     QCOMPARE(listsOf(*console.client), count);
-    QTRY_COMPARE(console.client->socket.state(), QAbstractSocket::UnconnectedState);
+    QTRY_COMPARE_WITH_TIMEOUT(console.client->socket.state(), QAbstractSocket::UnconnectedState,
+                              patience);
 }
 
 /** What waits counts as unfinished lines do; the client with most of it loses it. */
@@ -279,13 +286,13 @@ void TestTurns::waitingRequestsTogether()
     const QByteArray filler = QByteArray(40'000, 'x') + "\r\n";
     constexpr int many = 6000;
     console.client->send(list.repeated(many));
-    QTRY_VERIFY(console.lists >= 1);
+    QTRY_VERIFY_WITH_TIMEOUT(console.lists >= 1, patience);
     shorter->send(list.repeated(few) + filler);
-    QTRY_VERIFY(console.client->received().contains(unknown));
-    QTRY_COMPARE(shorter->received().count(unknown), 1); // the filler's own
+    QTRY_VERIFY_WITH_TIMEOUT(console.client->received().contains(unknown), patience);
+    QTRY_COMPARE_WITH_TIMEOUT(shorter->received().count(unknown), 1, patience); // the filler's own
     QCOMPARE(listsOf(*shorter), few);
     console.client->send("\rVERSION\r\n");
-    QTRY_VERIFY(console.client->received().endsWith(versionReply));
+    QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith(versionReply), patience);
     QVERIFY(listsOf(*console.client) < many);
 }
 
@@ -297,7 +304,7 @@ void TestTurns::runKeepsItsLists()
     console.beginLists(10);
     emit console.bench.server->worker()->netconnected();
     QCOMPARE(console.bench.requests.size(), 1);
-    QTRY_COMPARE(listsOf(*console.client), 10);
+    QTRY_COMPARE_WITH_TIMEOUT(listsOf(*console.client), 10, patience);
     QCOMPARE(console.lists, 2); // the others are quiet
 }
 

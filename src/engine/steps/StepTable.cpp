@@ -4,6 +4,8 @@
 #include "engine/steps/StepActions.h"
 
 #include <algorithm>
+#include <map>
+#include <utility>
 
 namespace {
 
@@ -241,10 +243,16 @@ const std::vector<Transition> &stepTable()
 
 const Transition *findTransition(Step step, Event event, int attempt)
 {
-    const auto &lines = stepTable();
-    const auto found = std::find_if(lines.begin(), lines.end(), [&](const Transition &line) {
-        return line.step == step && line.event == event &&
-               (line.attempt == Transition::anyTry || line.attempt == attempt);
+    using Pair = std::pair<Step, Event>;
+    static const auto byPair = [] {
+        std::multimap<Pair, const Transition *> lines;
+        for (const Transition &line : stepTable())
+            lines.emplace(Pair(line.step, line.event), &line);
+        return lines;
+    }();
+    const auto [first, last] = byPair.equal_range({step, event});
+    const auto found = std::find_if(first, last, [attempt](const auto &entry) {
+        return entry.second->attempt == Transition::anyTry || entry.second->attempt == attempt;
     });
-    return found == lines.end() ? nullptr : &*found;
+    return found == last ? nullptr : found->second;
 }
