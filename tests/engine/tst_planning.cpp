@@ -266,7 +266,7 @@ void TestPlanning::hundredThousandRows()
     scenario.engine->uploadByMergeFW(scenario.packagePath(), rows, 5);
     // The bootcode reads of all FPGAs are passed in one go.
     QCOMPARE(scenario.with("ignore to read bootcode").size(), 100'000);
-    QVERIFY(scenario.waitForEnd(100'000));
+    QVERIFY(scenario.waitForEnd(400'000));
     QVERIFY(scenario.succeeded());
     QCOMPARE(scenario.count("F902"), 100'000);
     QCOMPARE(scenario.with("No suitable firmware for 'X' in the firmware package.").size(),

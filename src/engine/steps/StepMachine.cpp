@@ -7,6 +7,15 @@
 
 #include <utility>
 
+namespace {
+
+bool isTrouble(const Transition &line)
+{
+    return line.kind == Transition::Kind::Retry || line.kind == Transition::Kind::GivenUp;
+}
+
+} // namespace
+
 StepMachine::StepMachine(const StepContext &context, std::function<QString(Step)> name)
     : m_context(context), m_name(std::move(name))
 {
@@ -33,15 +42,16 @@ void StepMachine::perform(Action action)
 
 std::optional<Event> StepMachine::take(const Transition &line, const Reply &reply)
 {
-    const QString name = m_name(line.step);
     if (line.kind == Transition::Kind::Start || line.next != line.step)
         m_attempt = 0;
     else if (line.attempt != Transition::anyTry)
         ++m_attempt;
-    m_step = line.next;
     QString text = QString::fromLatin1(line.text);
-    if (text.contains(QLatin1String("%1")))
+    const bool namesRow = text.contains(QLatin1String("%1"));
+    const QString name = namesRow || isTrouble(line) ? m_name(line.step) : QString();
+    if (namesRow)
         text = text.arg(name);
+    m_step = line.next;
     if (!text.isEmpty())
         m_context.output.inChain(text);
     reportTrouble(line, name, text);
