@@ -11,8 +11,8 @@
 
 /** One block-by-block install on a thread of its own: unpacking can take a minute, in which the
  *  console must still be answered. The thread has no event loop; with one, the process would end
- *  where there is no descriptor left to wake it with. Where there is no thread to be had, the
- *  install runs in the caller's, from its event loop. */
+ *  when it has used up its descriptors. When a thread cannot be started, the install runs in the
+ *  caller's, from its event loop. */
 class NetInstallJob : public QObject
 {
     Q_OBJECT

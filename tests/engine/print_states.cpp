@@ -235,7 +235,7 @@ void printPage()
           "An event without a line changes nothing and is logged.\n");
     print("## The table\n");
     print("`%1` is the name of the row that the step works on.\n"
-          "Where there is no text, the action reports what it found, if anything.\n");
+          "In a line without a text, the action reports what it found, if anything.\n");
     printTable();
 }
 

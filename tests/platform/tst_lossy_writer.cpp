@@ -183,7 +183,7 @@ void TestLossyWriter::atOnceAndWithoutAThread_data()
     readerStops_data();
 }
 
-/** The call itself writes the line, and there is no thread for it. */
+/** The call itself writes the line, without a thread. */
 void TestLossyWriter::atOnceAndWithoutAThread()
 {
     QFETCH(QString, kind);

@@ -18,7 +18,7 @@ MIB = 1024 * 1024
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 REQUEST = "UPGRADE||AUX,1,0"
 UNKNOWN = "UPGRADELOG||Unknow command."
-DEAF = "a client does not read its replies"
+UNREAD_REPLIES = "a client does not read its replies"
 CHECKSUM_OK = texts.log("Firmware file checksum ok.")
 
 
@@ -114,7 +114,7 @@ class TestClients(LimitsWorld):
         most = self.ask_on([self.socket() for _ in range(count)], request)
         self.assertLess(most, 128 * MIB)
         self.assert_serves()
-        self.assertEqual(self.agent.stderr().count(DEAF), count)
+        self.assertEqual(self.agent.stderr().count(UNREAD_REPLIES), count)
         self.assertEqual(self.agent.descriptors(), descriptors)
         self.assert_back()
 
@@ -144,7 +144,7 @@ class TestClients(LimitsWorld):
         wait.until(lambda: self.agent.descriptors() > descriptors, what="connection")
         wait.until(lambda: self.agent.descriptors() == descriptors, 90, "end of the connection")
         self.assertGreater(time.monotonic() - begin, 55)
-        self.assertNotIn(DEAF, self.agent.stderr())
+        self.assertNotIn(UNREAD_REPLIES, self.agent.stderr())
         self.assert_serves()
         self.assert_back()
 
@@ -283,7 +283,7 @@ class TestInstall(networld.NetWorld):
 
 
     def test_install_without_a_thread(self):
-        """There is no address space for its stack: the lines come one by one all the same."""
+        """Without address space for its stack the lines still come one by one."""
         self.start_agent()
         if not self.agent.memory():
             self.skipTest("the agent's memory is not its own here")

@@ -114,7 +114,7 @@ void TrafficCommand::show(const QString &line)
     print(line.toUtf8() + '\n');
 }
 
-/** There is no use in going on when the replies cannot be shown. */
+/** Replies that cannot be shown end the command. */
 void TrafficCommand::print(const QByteArray &bytes)
 {
     if (!writeAll(STDOUT_FILENO, bytes))
