@@ -141,7 +141,7 @@ device: set version
         self.assertEqual([mcu["result"] for mcu in json.loads(program.stdout())["mcus"]],
                          ["updated", "updated", "up to date"])
         # Far more often than any health check, from the start on.
-        program = self.start_program("--json", "upgrade", "--mode", "5", "--all")
+        program = self.start_program("--timeout", "15", "--json", "upgrade", "--mode", "5", "--all")
         while program.popen.poll() is None:
             self.assertEqual(self.run_program("ping").returncode, DONE)
             try:
@@ -149,10 +149,14 @@ device: set version
             except subprocess.TimeoutExpired:
                 pass
         document = json.loads(program.stdout())
-        self.assertIn(program.popen.returncode, (DONE, LOST), document)
-        results = [mcu["result"] for mcu in document["mcus"]]
-        self.assertLessEqual(set(results), {"updated", "unknown"})
-        self.assertEqual(program.popen.returncode, LOST if "unknown" in results else DONE)
+        outcome = (program.popen.returncode, (document.get("error") or {}).get("cause"))
+        # A ping may take the lines of an MCU, or the verdict on the whole run after all of them.
+        self.assertIn(outcome, ((DONE, None), (LOST, "outcome-unseen")), document)
+        results = {mcu["result"] for mcu in document["mcus"]}
+        self.assertLessEqual(results, {"updated", "unknown"})
+        if "unknown" in results:
+            self.assertEqual(program.popen.returncode, LOST)
+        wait.until(lambda: self.simulator.chip(17, 1)["images_written"] == 1, 60)
 
     def test_agent_dies(self):
         self.start(world.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))
