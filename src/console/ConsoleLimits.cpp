@@ -2,10 +2,10 @@
 // What clients may take from the agent, each by itself and all together.
 #include "console/ConsoleListener.h"
 #include "console/TCPServer.h"
-#include "platform/Descriptors.h"
-#include "platform/FreeMemory.h"
 #include "platform/Log.h"
 #include "protocol/ConsoleTexts.h"
+#include "runtime/Descriptors.h"
+#include "runtime/FreeMemory.h"
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 
 #include "links/LinkState.h"
 #include "platform/Log.h"
-#include "platform/StandardError.h"
+#include "runtime/StandardError.h"
 
 #include <QSerialPortInfo>
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/TCPServer.h"
-#include "platform/Descriptors.h"
-#include "service/LogOutput.h"
-#include "service/OperationsLog.h"
-#include "service/ServiceNotifier.h"
+#include "monitoring/LogOutput.h"
+#include "monitoring/OperationsLog.h"
+#include "monitoring/ServiceNotifier.h"
+#include "runtime/Descriptors.h"
 
 #include <QCoreApplication>
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "netupgrade/NetInstaller.h"
 
-#include "files/AtomicFile.h"
+#include "bytes/AtomicFile.h"
+#include "bytes/Chunks.h"
 #include "netupgrade/NetArchive.h"
 #include "netupgrade/NetTexts.h"
-#include "package/Chunks.h"
 #include "platform/Log.h"
 
 #include <utility>

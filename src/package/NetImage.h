@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "package/ByteSource.h"
+#include "bytes/ByteSource.h"
 
 /**
  * The image for the network module itself: a head of 62 bytes and a bzip2-compressed tar archive.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/NetMerge.h"
 
-#include "package/Chunks.h"
+#include "bytes/Chunks.h"
 #include "package/DescriptionKeys.h"
 #include "package/PackageChecksum.h"
 #include "package/PackageLayout.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "package/FileStamp.h"
+#include "bytes/FileStamp.h"
 #include "package/PackageChecksum.h"
 
 #include <functional>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "package/ByteSource.h"
-#include "package/ChunkSums.h"
+#include "bytes/ByteSource.h"
+#include "bytes/ChunkSums.h"
 
 /** The checksum that a package carries and the one that its bytes have. */
 struct PackageChecksum

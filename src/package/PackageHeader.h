@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "package/ByteSource.h"
+#include "bytes/ByteSource.h"
 
 #include <optional>
 

@@ -25,15 +25,6 @@ constexpr int checksumStart = 8;
 /** How much is read at a time to check a package. */
 constexpr qint64 checkReadSize = 1'024'000;
 
-/**
- * The chunks that a package is compared with after its check: a power of two that doubles as often
- * as it takes to have at most so many chunks. Above 64 GiB there are more, since one chunk has to
- * fit into memory.
- */
-constexpr qint64 smallestChunk = 4096;
-constexpr qint64 largestChunk = 16'777'216;
-constexpr qint64 mostChunks = 4096;
-
 /** Everything up to and with the package version, in the current form. */
 constexpr int headSize = 13;
 constexpr int magicOffset = 8;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "package/ByteSink.h"
-#include "package/ByteSource.h"
-#include "package/Crc32.h"
+#include "bytes/ByteSink.h"
+#include "bytes/ByteSource.h"
+#include "bytes/Crc32.h"
 #include "package/ImageRecord.h"
 
 /**

@@ -5,11 +5,11 @@
 #include "links/CoreTelnet.h"
 #include "links/LinkState.h"
 #include "platform/Log.h"
-#include "platform/StandardError.h"
 #include "protocol/BlockPayload.h"
 #include "protocol/CommandWords.h"
 #include "protocol/Reply.h"
 #include "protocol/Statuses.h"
+#include "runtime/StandardError.h"
 #include "upload/UploadTexts.h"
 
 #include <QFile>

@@ -9,7 +9,8 @@ import unittest
 import pages
 
 PAGE = "docs/limits.md"
-HEADERS = ("src/platform/Platform.h", "src/platform/LossyWriter.h", "src/package/PackageLayout.h")
+HEADERS = ("src/platform/Platform.h", "src/runtime/LossyWriter.h", "src/bytes/ChunkSums.h",
+           "src/package/PackageLayout.h")
 UNITS = {"MiB": 1024 * 1024, "s": 1000}
 
 

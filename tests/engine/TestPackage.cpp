@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/TestPackage.h"
 
-#include "package/Crc32.h"
+#include "bytes/Crc32.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

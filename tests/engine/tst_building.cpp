@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "bytes/FileSource.h"
 #include "engine/Scenario.h"
-#include "files/FileSource.h"
 #include "package/PackageChecksum.h"
 #include "support/FullDisk.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Scenario.h"
 #include "links/LinkState.h"
-#include "service/MessageRecorder.h"
+#include "support/MessageRecorder.h"
 #include "support/WaitFor.h"
 
 #include <QLoggingCategory>

@@ -4,7 +4,7 @@
 #include "links/LinkState.h"
 #include "planning/TypeAndIndexTable.h"
 #include "protocol/CommandWords.h"
-#include "service/MessageRecorder.h"
+#include "support/MessageRecorder.h"
 #include "support/WaitFor.h"
 
 #include <QLoggingCategory>

@@ -31,24 +31,25 @@ class TestIncludes(unittest.TestCase):
                 ("src/engine/ControlCenter.cpp", "engine/ControlCenter.h"),
                 ("src/links/WorkerCOM.cpp", "engine/ControlCenter.h"),
                 ("src/protocol/Reply.cpp", "QByteArray"),
-                ("src/package/Crc32.cpp", "libdeflate.h"),
+                ("src/bytes/Crc32.cpp", "libdeflate.h"),
                 ("src/links/CoreCOMQ.cpp", "sys/ioctl.h"),
                 ("src/engine/runs/UpgradeRun.cpp", "engine/report/RunRows.h"),
                 ("src/console/ConsoleEvents.h", "engine/report/RunEvent.h"),
                 ("src/main/main.cpp", "console/TCPServer.h"),
-                ("src/service/OperationsLog.cpp", "console/TCPServer.h"),
+                ("src/monitoring/OperationsLog.cpp", "console/TCPServer.h"),
                 ("tools/device-simulator/Fault.cpp", "protocol/CommandWords.h")):
             self.assertIsNone(lint.include_problem(name, header), (name, header))
 
     def test_forbidden(self):
         for name, header in (
-                ("src/protocol/Reply.cpp", "package/Crc32.h"),
+                ("src/protocol/Reply.cpp", "bytes/Crc32.h"),
                 ("src/links/CoreCOMQ.cpp", "engine/ControlCenter.h"),
                 ("src/links/CoreCOMQ.cpp", "links/WorkerCOM.h"),
                 ("src/engine/ControlCenter.cpp", "console/TCPServer.h"),
-                ("src/console/TCPServer.cpp", "service/OperationsLog.h"),
+                ("src/console/TCPServer.cpp", "monitoring/OperationsLog.h"),
                 ("src/engine/ControlCenter.cpp", "links/WorkerCOM.h"),
                 ("src/planning/VersionRule.cpp", "QFile"),
+                ("src/package/NetMerge.cpp", "bytes/AtomicFile.h"),
                 ("src/protocol/Reply.h", "QObject"),
                 ("src/newfolder/Thing.cpp", "QByteArray"),
                 ("src/console/TCPServer.cpp", "engine/steps/StepMachine.h"),

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "files/FileSource.h"
-#include "package/Crc32.h"
+#include "bytes/Crc32.h"
+#include "bytes/FileSource.h"
 #include "package/PackageChecksum.h"
 #include "package/PackageLayout.h"
 #include "tests/package/Golden.h"

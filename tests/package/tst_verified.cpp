@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "bytes/VerifiedSource.h"
 #include "package/PackageChecksum.h"
 #include "package/PackageLayout.h"
-#include "package/VerifiedSource.h"
 
 #include <QtTest>
 
@@ -12,7 +12,7 @@ using Fault = VerifiedSource::Fault;
 
 namespace {
 
-constexpr int chunk = int(package::smallestChunk);
+constexpr int chunk = int(bytes::smallestChunk);
 
 QByteArray pattern(int size)
 {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "files/FileSource.h"
+#include "bytes/FileSource.h"
 #include "fwm/Commands.h"
 #include "fwm/WriteOutput.h"
 #include "package/NetMerge.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "bytes/FileSource.h"
 #include "common/ForkedProcess.h"
-#include "files/FileSource.h"
 #include "fwm/Commands.h"
 #include "fwm/Words.h"
 #include "fwm/WriteOutput.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "files/FileSource.h"
+#include "bytes/FileSource.h"
 #include "fwm/Options.h"
 #include "fwm/PackageContents.h"
 

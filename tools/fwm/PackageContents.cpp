@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fwm/PackageContents.h"
 
-#include "package/Chunks.h"
+#include "bytes/Chunks.h"
 #include "package/DescriptionKeys.h"
 
 #include <QCryptographicHash>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The dry run: what an upgrade would send, by the engine's own rules.
-#include "files/FileSource.h"
+#include "bytes/FileSource.h"
 #include "fwm/Commands.h"
 #include "fwm/OpenPackage.h"
 #include "fwm/PlanRows.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fwm/PlanRows.h"
 
+#include "bytes/FileSource.h"
 #include "device-simulator/DeviceDescription.h"
-#include "files/FileSource.h"
 #include "planning/TypeAndIndexTable.h"
 #include "protocol/ChipTypes.h"
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fwm/WriteOutput.h"
 
+#include "bytes/Chunks.h"
 #include "fwm/Findings.h"
 #include "fwm/OpenPackage.h"
 #include "fwm/Words.h"
-#include "package/Chunks.h"
 
 #include <QFileInfo>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "files/AtomicFile.h"
+#include "bytes/AtomicFile.h"
 #include "fwm/Options.h"
 #include "fwm/Outcome.h"
 #include "package/PackageWriter.h"

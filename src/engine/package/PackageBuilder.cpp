@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/package/PackageBuilder.h"
 
+#include "bytes/AtomicFile.h"
+#include "bytes/FileSource.h"
 #include "engine/report/EngineOutput.h"
 #include "engine/report/Say.h"
-#include "files/AtomicFile.h"
-#include "files/FileSource.h"
 #include "package/BuildTexts.h"
 #include "package/MergeRequest.h"
 #include "package/NetMerge.h"

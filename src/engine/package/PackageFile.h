@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "files/FileSource.h"
+#include "bytes/FileSource.h"
 #include "package/PackageChecksum.h"
 
 /** What the check of a package file found. The numbers are part of the engine's interface. */

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "bytes/VerifiedSource.h"
 #include "engine/package/PackageFile.h"
-#include "package/VerifiedSource.h"
 
 #include <optional>
 

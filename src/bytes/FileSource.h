@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "bytes/ByteSource.h"
+#include "bytes/FileStamp.h"
+
+#include <QFile>
+
+/** A file on disk, read in place: it is never in memory as a whole. */
+class FileSource : public ByteSource
+{
+public:
+    explicit FileSource(const QString &path);
+
+    /** False when the file cannot be read, and for everything that is no ordinary file. */
+    bool open();
+    QString errorString() const { return m_error; }
+
+    /** As it is now, of the open file, whatever has its name meanwhile. */
+    qint64 size() const override;
+    /** The same; all zeros when the file is not open. */
+    FileStamp stamp() const;
+    QByteArray read(qint64 offset, qint64 length) override;
+    qint64 readInto(qint64 offset, char *buffer, qint64 length) override;
+
+private:
+    QFile m_file;
+    QString m_error;
+};

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "bytes/ByteSource.h"
+#include "bytes/ChunkSums.h"
+
+/**
+ * A source whose bytes are those that were there when their checksums were taken, or none. Each
+ * read loads the chunks that it touches as a whole and compares them. The first chunk that differs
+ * or cannot be read is the end: from then on nothing can be read any more. One thread at a time
+ * may read.
+ */
+class VerifiedSource : public ByteSource
+{
+public:
+    /** Why nothing can be read any more. */
+    enum class Fault {
+        None,
+        /** Other bytes than before, or fewer. */
+        Changed,
+        /** The bytes should be there and cannot be read; error() says why. */
+        ReadError,
+    };
+
+    /** `source` must outlive this one. */
+    VerifiedSource(ByteSource &source, ChunkSums chunks);
+
+    /** As it was when the checksums were taken. */
+    qint64 size() const override { return m_chunks.size(); }
+    QByteArray read(qint64 offset, qint64 length) override;
+    qint64 readInto(qint64 offset, char *buffer, qint64 length) override;
+
+    Fault fault() const { return m_fault; }
+    /** A value of errno; 0 where the system gave no reason. */
+    int error() const { return m_error; }
+
+private:
+    bool load(qint64 chunk, char *buffer);
+    qint64 readPiece(qint64 offset, char *buffer, qint64 length);
+    void fail(Fault fault, int error);
+
+    ByteSource *m_source;
+    ChunkSums m_chunks;
+    /** For chunks of which only a part is wanted. */
+    QByteArray m_buffer;
+    Fault m_fault = Fault::None;
+    int m_error = 0;
+};

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "monitoring/LineBudget.h"
+#include "monitoring/OperationsText.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+
+class ConsoleEvents;
+class TCPServer;
+
+/** How much each topic may write; the run of a device never comes near. */
+struct LogBudgets
+{
+    using ms = std::chrono::milliseconds;
+
+    LineBudget clients{200, ms(1'000)};
+    /** The first and the last line of a run. */
+    LineBudget runs{200, ms(1'000)};
+    /** What happens within. */
+    LineBudget details{500, ms(200)};
+};
+
+/**
+ * Writes the operations log: one line of the category agent.operations, at info level, for each
+ * event that the owner of the device will want to look up later.
+ */
+class OperationsLog : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** Tells the start, too, and whether the server listens. */
+    explicit OperationsLog(const TCPServer &server, QObject *parent = nullptr,
+                           const LogBudgets &budgets = LogBudgets());
+
+private:
+    void connectTo(const ConsoleEvents &events);
+    void tellStart(const TCPServer &server) const;
+    template<typename MakeLine>
+    void write(LineBudget &budget, const char *topic, const MakeLine &makeLine);
+    void takeRunEvent(const RunEvent &event);
+
+    LogBudgets m_budgets;
+    QElapsedTimer m_clock;
+};

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "console/ConsoleClient.h"
+#include "engine/report/RunEvent.h"
+#include "monitoring/LogLine.h"
+#include "platform/Platform.h"
+
+#include <optional>
+
+/** The lines of the operations log. docs/log.md tells each. */
+namespace operations {
+
+LogLine started(const QString &version, const Platform &platform);
+LogLine listening(quint16 port);
+LogLine notListening(quint16 port, const QString &reason);
+LogLine clientCame(const ConsolePeer &peer, int clients);
+LogLine clientLeft(const ConsolePeer &peer, int clients);
+LogLine runStarted(const RunRequest &request);
+/** Where lines are missing from here on: those about `topic`. */
+LogLine linesLeftOut(const char *topic);
+
+/** Whether the event has a line at all. */
+bool isLogged(RunEvent::Kind kind);
+LogLine runLine(const RunEvent &event);
+
+} // namespace operations

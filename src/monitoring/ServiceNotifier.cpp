@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "monitoring/ServiceNotifier.h"
+
+#include "console/TCPServer.h"
+#include "links/WorkerCOM.h"
+#include "monitoring/LoopWatch.h"
+#include "monitoring/StopNotice.h"
+#include "platform/Log.h"
+
+#include <algorithm>
+
+namespace {
+
+/** Until a manager that has too much to read is written to again. */
+constexpr std::chrono::milliseconds retryPause{100};
+
+} // namespace
+
+ServiceNotifier::ServiceNotifier(const ServiceEnvironment &environment, const TCPServer &server,
+                                 QObject *parent)
+    : QObject(parent),
+      m_server(server),
+      m_watchdog(environment.watchdog),
+      m_socket(environment.notifySocket),
+      m_state(environment.watchdog)
+{
+    m_retry.setSingleShot(true);
+    m_retry.setInterval(retryPause);
+    connect(&m_retry, &QTimer::timeout, this, &ServiceNotifier::send);
+    if (!m_socket.isValid())
+        qCWarning(logService) << "no address of a service manager:" << environment.notifySocket;
+}
+
+void ServiceNotifier::startIfWanted(const ServiceEnvironment &environment, TCPServer &server)
+{
+    if (environment.notifySocket.isEmpty())
+        return;
+    auto *const notifier = new ServiceNotifier(environment, server, &server);
+    // A manager that has heard of readiness may stop the service at once.
+    stopNotice::sendOnSignals(notifier->m_socket);
+    notifier->start();
+}
+
+void ServiceNotifier::start()
+{
+    if (!m_socket.isValid())
+        return;
+    connect(&m_server.events(), &ConsoleEvents::runEvent, this, &ServiceNotifier::takeRunEvent);
+    tellStart();
+    if (m_watchdog.count() > 0)
+        watchLoops();
+}
+
+void ServiceNotifier::tellStart()
+{
+    if (m_server.listenError().isEmpty())
+        m_state.listening(m_server.port());
+    else
+        m_state.notListening(m_server.platform().ports.console, m_server.listenError());
+    send();
+}
+
+/** Twice within the manager's limit. */
+void ServiceNotifier::watchLoops()
+{
+    using std::chrono::milliseconds;
+
+    const auto half = std::chrono::duration_cast<milliseconds>(m_watchdog / 2);
+    auto *const watch =
+        new LoopWatch(m_server.worker()->engineThread(), std::max(half, milliseconds(1)), this);
+    connect(watch, &LoopWatch::bothTurn, this, [this] {
+        m_state.alive();
+        send();
+    });
+}
+
+void ServiceNotifier::takeRunEvent(const RunEvent &event)
+{
+    m_state.take(event);
+    send();
+}
+
+/** What cannot be sent now stays pending, and newer news take its place. */
+void ServiceNotifier::send()
+{
+    const QByteArray message = m_state.pending();
+    if (message.isEmpty())
+        return;
+    if (m_socket.send(message) == NotifySocket::Result::Full)
+        m_retry.start();
+    else
+        m_state.delivered();
+}

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "monitoring/StopNotice.h"
+
+#include "monitoring/ServiceState.h"
+#include "runtime/NotifySocket.h"
+
+#include <csignal>
+#include <cstring>
+
+namespace stopNotice {
+
+namespace {
+
+const NotifySocket *notifySocket = nullptr;
+
+/** Only what is safe in a signal handler. The handler is gone when it runs, so that the second
+ *  signal has its own effect. */
+extern "C" void tellAndEnd(int signal)
+{
+    notifySocket->send(stoppingMessage, int(std::strlen(stoppingMessage)));
+    std::raise(signal);
+}
+
+void handle(int signal)
+{
+    struct sigaction action = {};
+    sigaction(signal, nullptr, &action);
+    if (action.sa_handler == SIG_IGN)
+        return;
+    action = {};
+    action.sa_handler = tellAndEnd;
+    action.sa_flags = int(SA_RESETHAND);
+    sigaction(signal, &action, nullptr);
+}
+
+} // namespace
+
+void sendOnSignals(const NotifySocket &socket)
+{
+    notifySocket = &socket;
+    handle(SIGTERM);
+    handle(SIGINT);
+}
+
+} // namespace stopNotice

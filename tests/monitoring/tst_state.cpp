@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "monitoring/ServiceState.h"
+
+#include <QtTest>
+
+using Kind = RunEvent::Kind;
+using namespace std::chrono_literals;
+
+namespace {
+
+RunEvent of(Kind kind, int percent = 0, const QString &name = {})
+{
+    RunEvent event;
+    event.kind = kind;
+    event.percent = percent;
+    event.mcu.name = name;
+    return event;
+}
+
+/** What is news now, and delivered at once. */
+QByteArray told(ServiceState &state)
+{
+    QByteArray message = state.pending();
+    state.delivered();
+    return message;
+}
+
+QByteArray told(ServiceState &state, const RunEvent &event)
+{
+    state.take(event);
+    return told(state);
+}
+
+} // namespace
+
+class TestState : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void readyOnce();
+    void notListening();
+    void wholeRun();
+    void names_data();
+    void names();
+    void installExtendsTheLimit();
+    void longLimitsStay();
+    void undeliveredNewsAreKept();
+};
+
+void TestState::readyOnce()
+{
+    ServiceState state(0us);
+    QCOMPARE(told(state), QByteArray());
+    state.listening(35353);
+    QCOMPARE(told(state), QByteArray("READY=1\nSTATUS=Idle, listening on port 35353."));
+    QCOMPARE(told(state), QByteArray());
+    state.alive();
+    QCOMPARE(told(state), QByteArray("WATCHDOG=1"));
+    QCOMPARE(told(state), QByteArray());
+}
+
+void TestState::notListening()
+{
+    ServiceState state(0us);
+    state.notListening(35353, "The bound address is already in use");
+    QCOMPARE(told(state), QByteArray("STATUS=Not listening on port 35353: "
+                                     "The bound address is already in use."));
+}
+
+void TestState::wholeRun()
+{
+    ServiceState state(10s);
+    state.listening(1);
+    told(state);
+    const QByteArray nothing;
+    QCOMPARE(told(state, of(Kind::Begun)), QByteArray("STATUS=Upgrading: reading the device, 0 %"));
+    QCOMPARE(told(state, of(Kind::Reading, 0, "A")),
+             QByteArray("STATUS=Upgrading: reading A, 0 %"));
+    QCOMPARE(told(state, of(Kind::Retried, 0, "A")), nothing);
+    QCOMPARE(told(state, of(Kind::Skipped, 0, "A")), nothing);
+    QCOMPARE(told(state, of(Kind::Writing, 0, "B")),
+             QByteArray("STATUS=Upgrading: writing B, 0 %"));
+    QCOMPARE(told(state, of(Kind::Progress, 7)), QByteArray("STATUS=Upgrading: writing B, 7 %"));
+    QCOMPARE(told(state, of(Kind::Progress, 7)), nothing);
+    QCOMPARE(told(state, of(Kind::GivenUp, 7, "B")), nothing);
+    QCOMPARE(told(state, of(Kind::Written, 7, "B")), nothing);
+    QCOMPARE(told(state, of(Kind::Restarting, 99)),
+             QByteArray("STATUS=Upgrading: restarting the device, 99 %"));
+    RunEvent end = of(Kind::Ended, 99);
+    QCOMPARE(told(state, end),
+             QByteArray("STATUS=Idle, listening on port 1. The last upgrade failed."));
+    QCOMPARE(told(state, of(Kind::Begun)), QByteArray("STATUS=Upgrading: reading the device, 0 %"));
+    end.success = true;
+    QCOMPARE(told(state, end),
+             QByteArray("STATUS=Idle, listening on port 1. The last upgrade succeeded."));
+}
+
+void TestState::names_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("shown");
+
+    QTest::newRow("plain") << "AUX 1" << QByteArray("AUX 1");
+    QTest::newRow("lines") << "A\nMAINPID=1\rB" << QByteArray("A?MAINPID=1?B");
+    QTest::newRow("controls") << QString("A\x1b[2J") + QChar(0) << QByteArray("A?[2J?");
+    QTest::newRow("half a character") << QString(QChar(0xd83d)) << QByteArray("?");
+    QTest::newRow("beyond ASCII") << QString(QChar(0xe9)) + QChar(0x85) << QByteArray("\xc3\xa9?");
+    QTest::newRow("long") << QString(100'000, 'x') << QByteArray(64, 'x');
+}
+
+void TestState::names()
+{
+    QFETCH(QString, name);
+    QFETCH(QByteArray, shown);
+    ServiceState state(0us);
+    QCOMPARE(told(state, of(Kind::Writing, 0, name)),
+             QByteArray("STATUS=Upgrading: writing " + shown + ", 0 %"));
+}
+
+void TestState::installExtendsTheLimit()
+{
+    ServiceState state(10s);
+    told(state, of(Kind::Begun));
+    QCOMPARE(told(state, of(Kind::Installing)),
+             QByteArray("STATUS=Upgrading: installing the network module's firmware, 0 %\n"
+                        "WATCHDOG_USEC=1800000000"));
+    QCOMPARE(told(state, of(Kind::Installed)), QByteArray("WATCHDOG_USEC=10000000"));
+
+    ServiceState unwatched(0us);
+    told(unwatched, of(Kind::Begun));
+    QCOMPARE(told(unwatched, of(Kind::Installing)),
+             QByteArray("STATUS=Upgrading: installing the network module's firmware, 0 %"));
+    QCOMPARE(told(unwatched, of(Kind::Installed)), QByteArray());
+}
+
+void TestState::longLimitsStay()
+{
+    ServiceState state(1h);
+    told(state, of(Kind::Begun));
+    QCOMPARE(told(state, of(Kind::Installing)).split('\n').last(),
+             QByteArray("WATCHDOG_USEC=3600000000"));
+}
+
+void TestState::undeliveredNewsAreKept()
+{
+    ServiceState state(0us);
+    state.listening(1);
+    state.take(of(Kind::Begun));
+    state.alive();
+    state.alive();
+    const QByteArray all = "READY=1\nSTATUS=Upgrading: reading the device, 0 %\nWATCHDOG=1";
+    QCOMPARE(state.pending(), all);
+    QCOMPARE(told(state), all);
+    QCOMPARE(state.pending(), QByteArray());
+}
+
+QTEST_APPLESS_MAIN(TestState)
+#include "tst_state.moc"
