@@ -28,7 +28,7 @@ def table(page, heading):
 class Log(unittest.TestCase):
     def setUp(self):
         self.page = text_of("docs", "log.md")
-        self.source = text_of("src", "service", "OperationsText.cpp")
+        self.source = text_of("src", "monitoring", "OperationsText.cpp")
 
     def test_events(self):
         written = set(re.findall(r'(?:LogLine|about|LogLine line)\("(\w+)"', self.source))
@@ -56,7 +56,7 @@ class Log(unittest.TestCase):
         self.assertEqual(sorted(re.findall(r"`(agent\.[a-z.]+)`", line)), sorted(categories))
 
     def test_budgets(self):
-        source = text_of("src", "service", "OperationsLog.h")
+        source = text_of("src", "monitoring", "OperationsLog.h")
         budgets = re.findall(r"LineBudget (\w+)\{(\d+), ms\(([\d']+)\)\};", source)
         documented = re.findall(r"^\| `(\w+)`: .* \| (\d+) \| (\w+) each second \|$", self.page,
                                 re.M)
