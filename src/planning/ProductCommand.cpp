@@ -3,7 +3,6 @@
 
 #include "package/PackageDescription.h"
 #include "planning/TypeAndIndexTable.h"
-#include "platform/Log.h"
 #include "protocol/ProductRecord.h"
 
 #include <QJsonArray>
@@ -103,12 +102,14 @@ std::optional<ProductRecord> mainRecord(const QStringList &row, const QJsonObjec
 
 } // namespace
 
-QJsonDocument productCommand::parse(const QByteArray &description)
+productCommand::Description productCommand::parse(const QByteArray &text)
 {
-    const QJsonDocument document = QJsonDocument::fromJson(description);
-    if (document.isNull())
-        qCDebug(logEngine) << "===> please check the string " << description;
-    return document;
+    QJsonParseError error;
+    Description description;
+    description.document = QJsonDocument::fromJson(text, &error);
+    if (description.document.isNull())
+        description.error = error.errorString();
+    return description;
 }
 
 productCommand::Command productCommand::build(const QStringList &row,
@@ -116,7 +117,6 @@ productCommand::Command productCommand::build(const QStringList &row,
 {
     if (!description.isObject())
         return {{}, Error::NotAnObject};
-    qCDebug(logEngine) << "Document is an object";
     const QJsonObject object = description.object();
     const auto record = row.value(field::chipType).toInt() == 0
                             ? mainRecord(row, object)

@@ -23,8 +23,15 @@ struct Command
     Error error = Error::None;
 };
 
-/** A null document when the text is no JSON. */
-QJsonDocument parse(const QByteArray &description);
+struct Description
+{
+    /** Null when the text is no JSON. */
+    QJsonDocument document;
+    /** Why it is not; empty with a document. */
+    QString error;
+};
+
+Description parse(const QByteArray &text);
 
 /**
  * The record for the row with these fields. The main MCU's record names the model and every

@@ -50,6 +50,7 @@ class TestIncludes(unittest.TestCase):
                 ("src/engine/ControlCenter.cpp", "links/WorkerCOM.h"),
                 ("src/planning/VersionRule.cpp", "QFile"),
                 ("src/package/NetMerge.cpp", "bytes/AtomicFile.h"),
+                ("src/planning/ProductCommand.cpp", "platform/Log.h"),
                 ("src/protocol/Reply.h", "QObject"),
                 ("src/newfolder/Thing.cpp", "QByteArray"),
                 ("src/console/TCPServer.cpp", "engine/steps/StepMachine.h"),

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "planning/ProductCommand.h"
 #include "planning/ProductReport.h"
+#include "support/MessageRecorder.h"
 
 #include <QtTest>
 
@@ -27,7 +28,7 @@ QByteArray described(const QList<const char *> &chips)
 QByteArray payloadFor(const char *row, const QByteArray &description)
 {
     const auto command = productCommand::build(QString::fromLatin1(row).split(QLatin1Char(',')),
-                                               productCommand::parse(description));
+                                               productCommand::parse(description).document);
     return command.error == productCommand::Error::None
                ? command.payload.toHex()
                : "error " + QByteArray::number(int(command.error));
@@ -53,6 +54,7 @@ private slots:
     void mainMcu();
     void brokenDescriptions_data();
     void brokenDescriptions();
+    void reasonOfBrokenText();
     void lengthsTakeOneByte();
     void backFromARecord();
     void reportOfARow_data();
@@ -154,7 +156,21 @@ void TestProduct::brokenDescriptions()
     QCOMPARE(payloadFor("M,0,0,3,2,66", description), result);
     QCOMPARE(payloadFor("A,1,0,3,2,66", description), result);
     QCOMPARE(payloadFor("", description), result);
-    QVERIFY(productCommand::parse("{").isNull());
+}
+
+/** The caller is given the reason, and nothing is logged. */
+void TestProduct::reasonOfBrokenText()
+{
+    const MessageRecorder log("agent.engine");
+    QLoggingCategory::setFilterRules("agent.*.debug=true");
+    const productCommand::Description broken = productCommand::parse("{\"model\": ");
+    QVERIFY(broken.document.isNull());
+    QVERIFY(!broken.error.isEmpty());
+    const productCommand::Description whole = productCommand::parse("[]");
+    QVERIFY(whole.document.isArray());
+    QCOMPARE(whole.error, QString());
+    productCommand::build({"M", "0", "0"}, whole.document);
+    QCOMPARE(MessageRecorder::take(), QStringList());
 }
 
 void TestProduct::lengthsTakeOneByte()

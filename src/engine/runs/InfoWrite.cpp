@@ -51,7 +51,7 @@ std::optional<Event> InfoWrite::start()
     }
     QStringList rows = m_given;
     const QString given = takeDescription(rows);
-    m_description = productCommand::parse((given.isEmpty() ? m_shelf.json() : given).toUtf8());
+    takeApart((given.isEmpty() ? m_shelf.json() : given).toUtf8());
     if (m_description.isNull() || !areWritable(rows)) {
         m_output.say(filled(text::infoMalformed));
         return Event::InfoWritesDone;
@@ -63,6 +63,16 @@ std::optional<Event> InfoWrite::start()
     m_output.say(filled(text::startInfoWrites));
     m_productInfoIndex = 0;
     return writeCurrent();
+}
+
+void InfoWrite::takeApart(const QByteArray &text)
+{
+    const productCommand::Description description = productCommand::parse(text);
+    m_description = description.document;
+    if (m_description.isNull())
+        qCDebug(logEngine) << "===> please check the string " << text << description.error;
+    else if (m_description.isObject())
+        qCDebug(logEngine) << "Document is an object";
 }
 
 std::optional<Event> InfoWrite::writeCurrent()

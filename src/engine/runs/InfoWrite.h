@@ -33,6 +33,7 @@ public:
     QByteArray payloadOf(int line) const;
 
 private:
+    void takeApart(const QByteArray &text);
     QString currentName() const;
     void report(const char *result) const;
 
