@@ -13,7 +13,6 @@ namespace {
 
 constexpr int maxLength = 0xFFFF;
 constexpr quint8 moduleIndex = 0;
-constexpr char padding = char(block::lastPadding);
 /** Checksum included, as the frame's last byte. */
 constexpr int smallestWrite = mcu::payloadOffset + block::dataOffset + 1;
 
@@ -47,15 +46,6 @@ NetBlockAction store(NetBlockAction::Kind kind, const QByteArray &data)
 QByteArray payloadOf(const QByteArray &frame)
 {
     return frame.mid(mcu::payloadOffset, frame.size() - mcu::payloadOffset - 1);
-}
-
-/** The sender pads the last block, and nothing tells padding from an archive's own last bytes. */
-QByteArray withoutPadding(const QByteArray &data)
-{
-    int size = data.size();
-    while (size > 0 && data.at(size - 1) == padding)
-        --size;
-    return data.left(size);
 }
 
 } // namespace
@@ -125,23 +115,15 @@ std::optional<NetBlockAction> NetBlockReceiver::write(const QByteArray &frame)
         return answer(command::writeBlock, status::done);
 
     m_lastWrite = frame;
-    const QByteArray payload = payloadOf(frame);
-    const QByteArray data = payload.mid(block::dataOffset);
-    if (mcu::wordAt(payload, block::numberOffset) == 0)
-        return headerBlock(data);
-    if (quint8(payload.at(block::flagsOffset)) != block::lastFlag)
-        return store(NetBlockAction::Kind::Append, data);
+    const auto piece = m_image.take(payloadOf(frame).mid(block::numberOffset));
+    if (!piece)
+        return answer(command::writeBlock, status::refused);
+    if (!piece->isLast)
+        return store(piece->isFirst ? NetBlockAction::Kind::Create : NetBlockAction::Kind::Append,
+                     piece->bytes);
     m_lastStored.clear();
     m_lastBlock = frame;
-    NetBlockAction last = store(NetBlockAction::Kind::Finish, withoutPadding(data));
-    last.header = m_header;
+    NetBlockAction last = store(NetBlockAction::Kind::Finish, piece->bytes);
+    last.header = m_image.head();
     return last;
-}
-
-NetBlockAction NetBlockReceiver::headerBlock(const QByteArray &data)
-{
-    if (data.size() < net::archiveOffset)
-        return answer(command::writeBlock, status::refused);
-    m_header = parseNetImage(data);
-    return store(NetBlockAction::Kind::Create, data.mid(net::archiveOffset));
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "package/NetImage.h"
+#include "netupgrade/NetImageAssembler.h"
 #include "protocol/FrameAssembler.h"
 
 #include <QByteArray>
@@ -69,7 +69,6 @@ private:
     std::optional<NetBlockAction> take(const QByteArray &frame);
     NetBlockAction enter(const QByteArray &frame);
     std::optional<NetBlockAction> write(const QByteArray &frame);
-    NetBlockAction headerBlock(const QByteArray &data);
 
     std::function<bool()> m_busy;
     FrameAssembler m_assembler;
@@ -78,7 +77,7 @@ private:
     QByteArray m_lastStored;
     /** The last block of the image that is being installed. */
     QByteArray m_lastBlock;
-    NetImage m_header = parseNetImage({});
+    NetImageAssembler m_image{netblocks::fromConsole};
 };
 
 /** The 13-byte answer to `word`. */

@@ -52,6 +52,7 @@ private slots:
     void sendsTheImageToTheDevice();
     void otherKindsGiveTheItemUp();
     void takesTheImageFromTheDevice();
+    void takesMoreThan256Blocks();
     void deviceImageWithWrongDigest();
     void deviceImageCannotBeStored();
     void deviceImageFillsTheDisk();
@@ -213,6 +214,27 @@ void TestNet::takesTheImageFromTheDevice()
     QCOMPARE(world.shell.commands(), world.expectedCommands() + QStringList{"sudo reboot"});
     QVERIFY(sameTranscript(harness.lines, {"APPSTATUS|9"}));
     QVERIFY(harness.engine->timersIdle());
+}
+
+/** The number of the 257th block has the low byte of the first one's. */
+void TestNet::takesMoreThan256Blocks()
+{
+    World world;
+    EngineHarness &harness = *world.harness;
+    harness.engine->slotConnect("ttyS2");
+    harness.engine->sendAppStatus(command::applicationStatus, 0);
+    constexpr int blocks = 258;
+    constexpr int size = 100;
+    const QByteArray longArchive = patternImage(blocks * size - net::archiveOffset, 5);
+    const QByteArray image = netImageOf(longArchive);
+    for (int number = 1; number <= blocks; ++number) {
+        QByteArray head;
+        head.append(char(number & 0xFF)).append(char(number >> 8));
+        head.append(number == blocks ? '\x40' : '\0');
+        world.deviceSends(command::writeBlock, head + image.mid((number - 1) * size, size));
+    }
+    QCOMPARE(world.content(world.archivePath), longArchive);
+    QCOMPARE(world.shell.commands(), world.expectedCommands() + QStringList{"sudo reboot"});
 }
 
 void TestNet::deviceImageWithWrongDigest()

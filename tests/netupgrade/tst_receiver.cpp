@@ -131,7 +131,7 @@ void TestReceiver::enters()
 void TestReceiver::receivesAPackage_data()
 {
     QTest::addColumn<int>("size");
-    for (const int size : {195, 256, 449, 450, 451, 1000, 20'000})
+    for (const int size : {195, 256, 449, 450, 451, 1000, 20'000, 258 * 256})
         QTest::addRow("%d", size) << size;
 }
 

@@ -8,7 +8,6 @@
 #include "engine/runs/RunEnd.h"
 #include "netupgrade/NetInstaller.h"
 #include "platform/Log.h"
-#include "protocol/BlockPayload.h"
 #include "protocol/CommandWords.h"
 #include "protocol/McuFrame.h"
 #include "protocol/Reply.h"
@@ -20,22 +19,9 @@ namespace {
 
 constexpr double wholeProgress = 100.0;
 
-// An extended block: number (16 bit), flags, bytes. The first block has the number 1.
-constexpr int numberOffset = mcu::resultOffset;
-constexpr int flagsOffset = mcu::resultOffset + 2;
-constexpr int bytesOffset = mcu::resultOffset + 3;
-constexpr int firstBlock = 1;
-
 QString versionOfImage(const NetImage &head)
 {
     return QString::fromLatin1(head.version.constData(), head.version.size());
-}
-
-QByteArray withoutPadding(QByteArray bytes)
-{
-    while (bytes.endsWith(char(block::lastPadding)))
-        bytes.chop(1);
-    return bytes;
 }
 
 } // namespace
@@ -84,29 +70,21 @@ void NetInstall::takeFrame(const Reply &frame)
 
 void NetInstall::takeBlock(const Reply &frame)
 {
-    if (!frame.has(flagsOffset)) {
+    const auto piece = m_image.take(frame.payload().mid(mcu::resultOffset - mcu::payloadOffset));
+    if (!piece) {
         sendStatus(command::applicationStatus, status::refused);
         return;
     }
-    const int number = frame.at(numberOffset) + 256 * frame.at(numberOffset + 1);
-    const bool last = frame.at(flagsOffset) == block::lastFlag;
-    QByteArray bytes = frame.payload().mid(bytesOffset - mcu::payloadOffset);
-    if (last)
-        bytes = withoutPadding(bytes);
-    if (number == firstBlock) {
-        if (!createArchive(bytes))
-            return;
-        bytes.remove(0, net::archiveOffset);
-    }
-    const bool written = m_archive && m_archive->append(bytes);
+    if (piece->isFirst && !createArchive())
+        return;
+    const bool written = m_archive && m_archive->append(piece->bytes);
     sendStatus(command::applicationStatus, written ? status::done : status::refused);
-    if (written && last)
+    if (written && piece->isLast)
         installReceived();
 }
 
-bool NetInstall::createArchive(const QByteArray &firstBytes)
+bool NetInstall::createArchive()
 {
-    m_header = parseNetImage(firstBytes);
     m_archive = std::make_unique<NetArchive>(m_platform.paths.netArchive);
     if (m_archive->create())
         return true;
@@ -123,8 +101,8 @@ void NetInstall::installReceived()
     m_archive->close();
     m_archive.reset();
     NetInstaller installer(m_platform, reports());
-    m_parts.report.installing(versionOfImage(m_header));
-    const bool installed = installer.install(NetInstallVariant::Quiet, m_header);
+    m_parts.report.installing(versionOfImage(m_image.head()));
+    const bool installed = installer.install(NetInstallVariant::Quiet, m_image.head());
     if (installed)
         QThread::msleep(static_cast<unsigned long>(m_platform.pauses.quietInstall.count()));
     sendStatus(command::applicationStatus, installed ? status::done : status::refused);

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "netupgrade/NetArchive.h"
-#include "package/NetImage.h"
+#include "netupgrade/NetImageAssembler.h"
 #include "platform/Platform.h"
 
 #include <memory>
@@ -43,11 +43,11 @@ public:
 private:
     NetReport reports();
     void takeBlock(const Reply &frame);
-    bool createArchive(const QByteArray &firstBytes);
+    bool createArchive();
     void installReceived();
 
     Parts m_parts;
     const Platform m_platform;
-    NetImage m_header;
+    NetImageAssembler m_image{netblocks::fromDevice};
     std::unique_ptr<NetArchive> m_archive;
 };
