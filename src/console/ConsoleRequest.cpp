@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/ConsoleRequest.h"
 
+#include "planning/UpgradeMode.h"
 #include "protocol/ConsoleTexts.h"
 
 #include <algorithm>
@@ -28,8 +29,6 @@ constexpr std::array<Word, 8> words{{
     {consoletext::netUpgrade, Command::NetUpgrade},
 }};
 
-constexpr int checkedMode = 2;
-constexpr int forcedMode = 5;
 constexpr int smallestRow = 3;
 constexpr int addressParts = 4;
 
@@ -63,7 +62,7 @@ std::optional<int> ConsoleRequest::mode() const
     if (parts.size() != 2)
         return {};
     const int mode = parts.at(1).toInt();
-    if (mode != checkedMode && mode != forcedMode)
+    if (mode != upgradeMode::newerOnly && mode != upgradeMode::forced)
         return {};
     return mode;
 }

@@ -4,6 +4,7 @@
 #include "package/DescriptionKeys.h"
 #include "package/PackageDescription.h"
 #include "platform/Log.h"
+#include "protocol/ChipTypes.h"
 
 namespace {
 
@@ -12,7 +13,8 @@ QString rowOf(const ImageEntry &image)
     const int chipType = description::number(image.chip, key::chipType);
     const int quantity = description::number(image.chip, key::chipQuantity);
     return description::text(image.pcb, key::name) + QLatin1Char(',') +
-           QString::number(chipType - 1) + QLatin1Char(',') + QString::number(quantity);
+           QString::number(chip::fromDescription(chipType)) + QLatin1Char(',') +
+           QString::number(quantity);
 }
 
 } // namespace

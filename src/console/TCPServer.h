@@ -5,6 +5,7 @@
 #include "console/ConsoleEvents.h"
 #include "console/PackageTurns.h"
 #include "engine/report/RunReporter.h"
+#include "planning/UpgradeMode.h"
 #include "platform/Platform.h"
 
 #include <QByteArray>
@@ -120,7 +121,7 @@ private:
      *  since. */
     std::shared_ptr<ConsoleClient> m_replyTarget = std::make_shared<ConsoleClient>();
     PackageTurns m_turns;
-    int m_upgradeModel = 2;
+    int m_upgradeModel = upgradeMode::newerOnly;
     ParseEDID *m_edid = nullptr;
     /** The dump being reported; the reporter keeps a pointer to it. */
     QByteArray m_edidBytes;

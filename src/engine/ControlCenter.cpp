@@ -21,13 +21,13 @@
 #include "engine/steps/StepMachine.h"
 #include "planning/LateAnswer.h"
 #include "platform/Log.h"
+#include "protocol/Progress.h"
 #include "upload/CoreUpload.h"
 
 #include <algorithm>
 
 namespace {
 
-constexpr double wholeProgress = 100.0;
 constexpr char versionQuery[] = "\r\nA00GET VER INF\r\n";
 
 Event eventOf(CommandResult result)

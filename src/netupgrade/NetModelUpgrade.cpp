@@ -6,6 +6,7 @@
 #include "netupgrade/NetTexts.h"
 #include "platform/Log.h"
 #include "protocol/CommandWords.h"
+#include "protocol/Progress.h"
 #include "protocol/Statuses.h"
 
 #include <utility>
@@ -125,7 +126,7 @@ void NetModelUpgrade::install(const NetImage &header)
     m_job = new NetInstallJob(m_platform, header, this);
     connect(m_job, &NetInstallJob::message, this, &NetModelUpgrade::message);
     connect(m_job, &NetInstallJob::progress, this,
-            [this](double percent) { emit slotProgressValueChanged(percent, 100); });
+            [this](double percent) { emit slotProgressValueChanged(percent, wholeProgress); });
     connect(m_job, &NetInstallJob::done, this, &NetModelUpgrade::onInstallDone);
     m_job->start();
 }

@@ -2,29 +2,27 @@
 #include "package/ImageRecord.h"
 
 #include "package/PackageLayout.h"
+#include "package/RowFields.h"
+#include "protocol/ChipTypes.h"
 
 #include <QtEndian>
 
 namespace {
 
 constexpr qint64 windowSize = 4096;
-/** Chip types above this one are told by their type alone. */
-constexpr quint8 lastTypeWithVariants = 16;
-
-/** The columns of a row that a record is compared with. */
-enum Column { chipTypeColumn = 1, mcuTypeColumn = 3, pcbVersionColumn = 4, specialityColumn = 5 };
 
 bool matches(const RecordKey &record, const RecordKey &wanted, const MatchMask &mask)
 {
-    if (mask.enables(chipTypeColumn) && record.chipType != wanted.chipType)
+    if (mask.enables(field::chipType) && record.chipType != wanted.chipType)
         return false;
-    if (wanted.chipType > lastTypeWithVariants)
+    // An FPGA is identified by its type alone.
+    if (chip::isFpga(wanted.chipType))
         return true;
-    if (mask.enables(mcuTypeColumn) && record.mcuType != wanted.mcuType)
+    if (mask.enables(field::mcuType) && record.mcuType != wanted.mcuType)
         return false;
-    if (mask.enables(pcbVersionColumn) && record.pcbVersion != wanted.pcbVersion)
+    if (mask.enables(field::pcbVersion) && record.pcbVersion != wanted.pcbVersion)
         return false;
-    return !mask.enables(specialityColumn) || record.speciality == wanted.speciality;
+    return !mask.enables(field::speciality) || record.speciality == wanted.speciality;
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "package/RowFields.h"
+
 #include <QString>
 
 #include <array>
@@ -12,7 +14,7 @@
 class MatchMask
 {
 public:
-    static constexpr int fieldCount = 11;
+    static constexpr int fieldCount = field::productInfoFlag + 1;
 
     /** The same as anyVersion(). */
     MatchMask();

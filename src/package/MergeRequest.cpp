@@ -3,11 +3,9 @@
 
 #include "package/BuildTexts.h"
 #include "package/DescriptionKeys.h"
+#include "protocol/ChipTypes.h"
 
 namespace {
-
-/** The number of a chip in a description, up to which an MCU type and its like are needed. */
-constexpr int lastTypeWithVariants = 17;
 
 using description::number;
 using description::text;
@@ -50,7 +48,7 @@ MergeImage::Error check(const ImageEntry &entry, const RecordKey &record)
         return Error::ChipType;
     if (record.chipQuantity == 0)
         return Error::ChipQuantity;
-    if (chipType > lastTypeWithVariants)
+    if (chip::isFpga(chip::fromDescription(chipType)))
         return Error::None;
     if (record.mcuType == 0)
         return Error::McuType;

@@ -5,6 +5,7 @@
 #include "package/DescriptionKeys.h"
 #include "package/PackageChecksum.h"
 #include "package/PackageLayout.h"
+#include "protocol/ChipTypes.h"
 
 #include <QCryptographicHash>
 #include <QJsonArray>
@@ -47,7 +48,7 @@ QJsonObject newNetMcu(const NetImage &net, const QString &netPath)
 QJsonObject newNetChip(const NetImage &net, const QString &netPath)
 {
     return {{key::name, QStringLiteral("NET")},
-            {key::chipType, QStringLiteral("33")},
+            {key::chipType, QString::number(chip::toDescription(chip::networkModule))},
             {key::chipQuantity, QStringLiteral("1")},
             {key::mcus, QJsonArray{newNetMcu(net, netPath)}}};
 }

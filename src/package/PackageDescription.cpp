@@ -3,6 +3,7 @@
 
 #include "package/DescriptionKeys.h"
 #include "package/RepeatedKeys.h"
+#include "protocol/ChipTypes.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -37,7 +38,7 @@ using description::text;
 QString listEntry(const ImageEntry &entry)
 {
     const int numbers[] = {
-        number(entry.chip, key::chipType) - 1,
+        chip::fromDescription(number(entry.chip, key::chipType)),
         number(entry.chip, key::chipQuantity),
         number(entry.mcu, key::mcuType),
         number(entry.pcb, key::pcbVersion),

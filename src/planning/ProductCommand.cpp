@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "planning/ProductCommand.h"
 
+#include "package/DescriptionKeys.h"
 #include "package/PackageDescription.h"
 #include "planning/TypeAndIndexTable.h"
+#include "protocol/ChipTypes.h"
 #include "protocol/ProductRecord.h"
 
 #include <QJsonArray>
@@ -12,8 +14,6 @@
 
 namespace {
 
-constexpr int mainChipInJson = 1;
-
 struct Pcb
 {
     quint8 version = 0;
@@ -21,34 +21,27 @@ struct Pcb
     bool matches = false;
 };
 
-QJsonArray list(const QJsonObject &object, const char *key)
-{
-    return object.value(QLatin1String(key)).toArray();
-}
+using description::number;
+using description::text;
 
-quint8 number(const QJsonObject &object, const char *key)
+QJsonArray list(const QJsonObject &object, const QString &key)
 {
-    return description::number(object, QLatin1String(key));
-}
-
-QString text(const QJsonObject &object, const char *key)
-{
-    return description::text(object, QLatin1String(key));
+    return object.value(key).toArray();
 }
 
 /** The PCB entry of the row's MCU; without a match the one examined last. */
 std::optional<Pcb> findPcb(const QJsonObject &chip, const QStringList &row)
 {
     std::optional<Pcb> found;
-    const QJsonArray mcus = list(chip, "mcus");
+    const QJsonArray mcus = list(chip, key::mcus);
     for (const QJsonValue &mcu : mcus) {
-        if (number(mcu.toObject(), "mcu_type") != row.value(field::mcuType).toInt())
+        if (number(mcu.toObject(), key::mcuType) != row.value(field::mcuType).toInt())
             continue;
-        const QJsonArray pcbs = list(mcu.toObject(), "pcbs");
+        const QJsonArray pcbs = list(mcu.toObject(), key::pcbs);
         for (const QJsonValue &value : pcbs) {
             const QJsonObject pcb = value.toObject();
-            found =
-                Pcb{number(pcb, "pcb_version"), description::character(text(pcb, "speciality"))};
+            found = Pcb{number(pcb, key::pcbVersion),
+                        description::character(text(pcb, key::speciality))};
             found->matches = found->version == row.value(field::pcbVersion).toInt() &&
                              found->speciality == row.value(field::speciality).toInt();
             if (found->matches)
@@ -63,8 +56,8 @@ std::optional<ProductRecord> auxRecord(const QStringList &row, const QJsonArray 
     const int chipType = row.value(field::chipType).toInt();
     for (const QJsonValue &value : chips) {
         const QJsonObject chip = value.toObject();
-        const int type = number(chip, "chip_type");
-        if (type == mainChipInJson || type - 1 != chipType)
+        const int type = chip::fromDescription(number(chip, key::chipType));
+        if (type == chip::mainMcu || type != chipType)
             continue;
         const auto pcb = findPcb(chip, row);
         if (!pcb || !pcb->matches)
@@ -82,19 +75,19 @@ std::optional<ProductRecord> auxRecord(const QStringList &row, const QJsonArray 
 std::optional<ProductRecord> mainRecord(const QStringList &row, const QJsonObject &description)
 {
     std::optional<ProductRecord> record;
-    const QJsonArray chips = list(description, "chips");
+    const QJsonArray chips = list(description, key::chips);
     for (const QJsonValue &value : chips) {
         const QJsonObject chip = value.toObject();
-        const quint8 type = number(chip, "chip_type");
-        if (type == mainChipInJson) {
+        const int type = chip::fromDescription(number(chip, key::chipType));
+        if (type == chip::mainMcu) {
             const Pcb pcb = findPcb(chip, row).value_or(Pcb());
             record = ProductRecord();
             record->pcbVersion = pcb.version;
             record->speciality = pcb.speciality;
-            record->model = text(description, "model").toUtf8();
+            record->model = text(description, key::model).toUtf8();
         } else if (record) {
             record->auxChips.append(
-                {quint8(type - 1), number(chip, "chip_quanity"), text(chip, "name").toUtf8()});
+                {quint8(type), number(chip, key::chipQuantity), text(chip, key::name).toUtf8()});
         }
     }
     return record;
@@ -120,7 +113,7 @@ productCommand::Command productCommand::build(const QStringList &row,
     const QJsonObject object = description.object();
     const auto record = row.value(field::chipType).toInt() == 0
                             ? mainRecord(row, object)
-                            : auxRecord(row, list(object, "chips"));
+                            : auxRecord(row, list(object, key::chips));
     if (!record)
         return {{}, Error::NoMatchingChip};
     return {record->encode(), Error::None};

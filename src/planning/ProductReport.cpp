@@ -40,9 +40,10 @@ QStringList productReport::auxRows(const ProductRecord &record)
     QStringList rows;
     for (const AuxChip &aux : record.auxChips) {
         for (int index = 0; index < aux.quantity; ++index) {
-            rows.append(QStringLiteral("%1,%2,%3,,,,,,,,,0,0")
+            rows.append(QStringLiteral("%1,%2,%3")
                             .arg(QString::fromUtf8(aux.name), QString::number(aux.chipType),
-                                 QString::number(index)));
+                                 QString::number(index)) +
+                        QLatin1String(field::nothingKnown));
         }
     }
     return rows;

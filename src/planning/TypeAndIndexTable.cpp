@@ -7,7 +7,6 @@
 namespace {
 
 const QChar separator = QLatin1Char(',');
-constexpr int fieldsWithVersion = 9;
 constexpr int mostFields = 1024;
 constexpr int mostInOneByte = 255;
 
@@ -62,15 +61,15 @@ QStringList TypeAndIndexTable::completeRows(const QStringList &rows, int upgrade
 {
     QStringList completed = rows;
     if (upgradeMode == upgradeMode::imagesOnly) {
-        if (rows.isEmpty() || rows.first().split(separator).size() != fieldsWithVersion)
+        if (rows.isEmpty() || rows.first().split(separator).size() != field::countWithVersions)
             return completed;
         for (QString &row : completed)
-            row += QLatin1String(",0,0,0,0");
+            row += QLatin1String(field::noFlags);
         return completed;
     }
     for (QString &row : completed) {
         if (!row.isEmpty())
-            row += QLatin1String(",,,,,,,,,0,0");
+            row += QLatin1String(field::nothingKnown);
     }
     return completed;
 }

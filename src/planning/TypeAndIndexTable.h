@@ -1,27 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "package/RowFields.h"
+
 #include <QString>
 #include <QStringList>
-
-/** The fields of one table row, comma-separated text in this order. */
-namespace field {
-
-constexpr int name = 0;
-constexpr int chipType = 1;
-constexpr int chipIndex = 2;
-constexpr int mcuType = 3;
-constexpr int pcbVersion = 4;
-constexpr int speciality = 5;
-constexpr int ver1 = 6;
-constexpr int ver2 = 7;
-constexpr int ver3 = 8;
-constexpr int bootcodeFlag = 9;
-constexpr int productInfoFlag = 10;
-constexpr int upgradeFlag = 11;
-constexpr int result = 12;
-
-} // namespace field
 
 /** Values of the result field and of an UPGRADERESULT message. */
 namespace result {

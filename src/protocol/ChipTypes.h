@@ -9,6 +9,17 @@ constexpr int mainMcu = 0;
 constexpr int firstFpga = 17;
 constexpr int networkModule = 32;
 
+/** The description of a package counts chip types from 1. */
+constexpr int fromDescription(int number)
+{
+    return number - 1;
+}
+
+constexpr int toDescription(int chipType)
+{
+    return chipType + 1;
+}
+
 inline bool isFpga(int chipType)
 {
     return chipType >= firstFpga;

@@ -2,6 +2,7 @@
 #include "upload/BlockPacker.h"
 
 #include "protocol/BlockPayload.h"
+#include "protocol/Progress.h"
 
 #include <algorithm>
 
@@ -56,12 +57,12 @@ bool BlockPacker::packNext()
 
 double BlockPacker::firstPercent() const
 {
-    return double(block::dataSize - 1) / double(m_total) * 100.0;
+    return double(block::dataSize - 1) / double(m_total) * wholeProgress;
 }
 
 double BlockPacker::percent() const
 {
-    return double(float(m_cursor) / float(m_total) * 100.0F);
+    return double(float(m_cursor) / float(m_total) * float(wholeProgress));
 }
 
 void BlockPacker::fill(qint64 from, int count)

@@ -7,6 +7,7 @@
 #include "platform/Log.h"
 #include "protocol/BlockPayload.h"
 #include "protocol/CommandWords.h"
+#include "protocol/Progress.h"
 #include "protocol/Reply.h"
 #include "protocol/Statuses.h"
 #include "runtime/StandardError.h"
@@ -19,7 +20,6 @@ namespace {
 constexpr int maxPayload = 290;
 constexpr int maxReplyLength = 511;
 constexpr int maxRetries = 2;
-constexpr double wholeProgress = 100.0;
 /** Written to the diagnostics at every time-out. */
 constexpr int timerMark = 2020;
 

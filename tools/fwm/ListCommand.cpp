@@ -3,6 +3,7 @@
 #include "fwm/OpenPackage.h"
 #include "fwm/Words.h"
 #include "package/DescriptionKeys.h"
+#include "protocol/ChipTypes.h"
 
 #include <QJsonArray>
 
@@ -14,7 +15,8 @@ QJsonObject entryJson(const ImageEntry &entry, const QString &line)
     return {{QStringLiteral("entry"), line},
             {QStringLiteral("name"), description::text(entry.pcb, key::name)},
             {QStringLiteral("chip"), description::text(entry.chip, key::name)},
-            {QStringLiteral("chip_type"), description::number(entry.chip, key::chipType) - 1},
+            {QStringLiteral("chip_type"),
+             chip::fromDescription(description::number(entry.chip, key::chipType))},
             {QStringLiteral("chip_quantity"), record.chipQuantity},
             {QStringLiteral("mcu_type"), record.mcuType},
             {QStringLiteral("pcb_version"), record.pcbVersion},

@@ -27,7 +27,7 @@ struct Texts
     std::string netVersion;
     std::string rows;
     std::string device;
-    int mode = 2;
+    int mode = upgradeMode::newerOnly;
     bool json = false;
     bool noProgress = false;
     bool completion = false;
@@ -90,7 +90,7 @@ void addPlan(CLI::App &app, Texts &texts)
     chips->add_option("--device", texts.device, "A device file, as the simulator takes it");
     chips->require_option(1);
     plan->add_option("--mode", texts.mode, "2: only newer images (default), 5: every image")
-        ->check(CLI::IsMember({2, 5}));
+        ->check(CLI::IsMember({upgradeMode::newerOnly, upgradeMode::forced}));
 }
 
 void addWriters(CLI::App &app, Texts &texts)

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "planning/UpgradeMode.h"
+
 #include <QString>
 
 #include <optional>
@@ -21,7 +23,7 @@ struct Options
     QString rows;
     QString device;
     /** The upgrade mode of plan. */
-    int mode = 2;
+    int mode = upgradeMode::newerOnly;
     bool json = false;
     bool progress = true;
 };

@@ -3,6 +3,7 @@
 
 #include "bytes/Chunks.h"
 #include "package/DescriptionKeys.h"
+#include "protocol/ChipTypes.h"
 
 #include <QCryptographicHash>
 #include <QHash>
@@ -103,7 +104,7 @@ RecordKey keyOfEntry(const ImageEntry &entry)
 {
     using description::number;
     RecordKey record;
-    record.chipType = quint8(number(entry.chip, key::chipType) - 1);
+    record.chipType = quint8(chip::fromDescription(number(entry.chip, key::chipType)));
     record.chipQuantity = number(entry.chip, key::chipQuantity);
     record.mcuType = number(entry.mcu, key::mcuType);
     record.pcbVersion = number(entry.pcb, key::pcbVersion);

@@ -12,7 +12,6 @@ namespace {
 
 /** Far more than any list of rows or any device file has. */
 constexpr qint64 mostBytes = 1024LL * 1024;
-constexpr int fieldsOfARow = field::ver3 + 1;
 
 PlanRows failed(Failure failure, const QString &detail)
 {
@@ -44,9 +43,11 @@ Content contentOf(const QString &path)
 /** What is wrong with a row; empty for a good one. */
 QString rowProblem(const QStringList &fields)
 {
-    if (fields.size() != fieldsOfARow)
-        return QStringLiteral("%1 fields instead of %2").arg(fields.size()).arg(fieldsOfARow);
-    for (int index = field::chipType; index < fieldsOfARow; ++index) {
+    if (fields.size() != field::countWithVersions)
+        return QStringLiteral("%1 fields instead of %2")
+            .arg(fields.size())
+            .arg(field::countWithVersions);
+    for (int index = field::chipType; index < field::countWithVersions; ++index) {
         const QString &text = fields.at(index);
         // FPGAs and chips in their bootcode do not have all of the other numbers.
         const bool mayBeEmpty = index > field::chipIndex;

@@ -4,14 +4,19 @@
 #include "fwm/Findings.h"
 #include "fwm/Words.h"
 #include "package/DescriptionKeys.h"
+#include "protocol/ChipTypes.h"
 
 #include <QJsonArray>
 #include <QRegularExpression>
 
 namespace {
 
-/** The highest number of a chip in a description for which the speciality matters. */
-constexpr int lastTypeWithVariants = 17;
+/** Whether a chip has variants, which its MCU type, PCB version and speciality tell apart. */
+bool hasVariants(int chipTypeInDescription)
+{
+    return !chip::isFpga(chip::fromDescription(chipTypeInDescription));
+}
+
 constexpr int largestNumber = 255;
 
 class Schema
@@ -101,7 +106,7 @@ void Schema::chip(const QJsonObject &chip, const QString &place)
 
 void Schema::mcu(const QJsonObject &mcu, const QString &place, int chipType)
 {
-    number(mcu, place, key::mcuType, chipType <= lastTypeWithVariants ? 1 : 0);
+    number(mcu, place, key::mcuType, hasVariants(chipType) ? 1 : 0);
     objects(mcu, place, key::pcbs,
             [this, chipType](const QJsonObject &object, const QString &inner) {
                 pcb(object, inner, chipType);
@@ -114,7 +119,7 @@ void Schema::pcb(const QJsonObject &pcb, const QString &place, int chipType)
     // Devices read their own list by its commas.
     if (description::text(pcb, key::name).contains(QLatin1Char(',')))
         say(place + key::name, QStringLiteral("has a comma, which shifts every later field"));
-    number(pcb, place, key::pcbVersion, chipType <= lastTypeWithVariants ? 1 : 0);
+    number(pcb, place, key::pcbVersion, hasVariants(chipType) ? 1 : 0);
     if (pcb.value(key::speciality).isString())
         speciality(description::text(pcb, key::speciality), place + key::speciality, chipType);
     else
@@ -127,7 +132,7 @@ void Schema::speciality(const QString &value, const QString &place, int chipType
 {
     const bool isLetter =
         value.size() == 1 && value >= QLatin1String("A") && value <= QLatin1String("Z");
-    const bool isNeeded = chipType <= lastTypeWithVariants;
+    const bool isNeeded = hasVariants(chipType);
     if (!isLetter && (isNeeded || value.size() > 1))
         say(place, QStringLiteral("\"%1\" is no single letter A to Z").arg(value));
 }

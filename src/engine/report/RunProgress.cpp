@@ -6,14 +6,9 @@
 #include "engine/report/RunRows.h"
 #include "engine/report/Say.h"
 #include "platform/Log.h"
+#include "protocol/Progress.h"
 
 #include <utility>
-
-namespace {
-
-constexpr double wholeRun = 100.0;
-
-} // namespace
 
 RunProgress::RunProgress(const RunRows &rows, const EngineOutput &output, RunReporter &report,
                          Sink sink)
@@ -25,14 +20,14 @@ void RunProgress::show(double percent)
 {
     const double overall = m_rows.overall(percent);
     showOnly(percent);
-    if (overall < wholeRun)
+    if (overall < wholeProgress)
         m_report.progress(overall);
 }
 
 void RunProgress::showOnly(double percent)
 {
     const double overall = m_rows.overall(percent);
-    if (overall < wholeRun) {
+    if (overall < wholeProgress) {
         qCDebug(logEngine) << "tmpPercent:" << overall;
         m_sink(overall);
     }

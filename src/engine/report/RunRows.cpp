@@ -2,6 +2,7 @@
 #include "engine/report/RunRows.h"
 
 #include "planning/VersionRule.h"
+#include "protocol/Progress.h"
 
 using Lock = std::lock_guard<std::mutex>;
 
@@ -155,7 +156,6 @@ void RunRows::setAllFailed()
 
 double RunRows::overall(double percent) const
 {
-    constexpr double wholeRow = 100.0;
     const Lock lock(m_mutex);
-    return (m_mcuIndex * wholeRow + percent) / m_TypeAndIndexs.count();
+    return (m_mcuIndex * wholeProgress + percent) / m_TypeAndIndexs.count();
 }

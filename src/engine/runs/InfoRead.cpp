@@ -12,7 +12,7 @@ void InfoRead::begin()
 {
     m_output.setReading(true);
     m_lines = QStringList{filled(text::infoHeading)};
-    m_rows.reset({QStringLiteral("MAIN,0,0,,,,,,,,,0,0")});
+    m_rows.reset({QStringLiteral("MAIN,0,0") + QLatin1String(field::nothingKnown)});
 }
 
 /** Only a read takes the other MCUs up as rows: an upgrade works on what its client asked for. */

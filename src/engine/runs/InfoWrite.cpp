@@ -57,7 +57,7 @@ std::optional<Event> InfoWrite::start()
         return Event::InfoWritesDone;
     }
     for (QString &row : rows)
-        row += QLatin1String(",0,0,0,0");
+        row += QLatin1String(field::noFlags);
     qCDebug(logEngine) << "m_TypeAndIndexs:" << rows;
     m_rows.replace(rows);
     m_output.say(filled(text::startInfoWrites));

@@ -10,14 +10,13 @@
 #include "platform/Log.h"
 #include "protocol/CommandWords.h"
 #include "protocol/McuFrame.h"
+#include "protocol/Progress.h"
 #include "protocol/Reply.h"
 #include "protocol/Statuses.h"
 
 #include <QThread>
 
 namespace {
-
-constexpr double wholeProgress = 100.0;
 
 QString versionOfImage(const NetImage &head)
 {

@@ -9,10 +9,9 @@
 #include "engine/report/RunProgress.h"
 #include "engine/report/RunReporter.h"
 #include "engine/report/RunRows.h"
+#include "protocol/Progress.h"
 
 namespace {
-
-constexpr double wholeProgress = 100.0;
 
 void sayStatus(const EngineOutput &output, const QByteArray &status)
 {

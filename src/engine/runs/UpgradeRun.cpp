@@ -17,6 +17,7 @@
 #include "planning/CandidateWalk.h"
 #include "platform/Log.h"
 #include "protocol/ChipTypes.h"
+#include "protocol/Progress.h"
 
 #include <QThread>
 
@@ -24,7 +25,6 @@
 
 namespace {
 
-constexpr double wholeProgress = 100.0;
 /** A row needs its name, chip type and chip index. */
 constexpr int fewestFields = field::chipIndex + 1;
 

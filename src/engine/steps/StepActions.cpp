@@ -16,6 +16,7 @@
 #include "protocol/CommandWords.h"
 #include "protocol/McuFrame.h"
 #include "protocol/ProductRecord.h"
+#include "protocol/Progress.h"
 #include "protocol/Reply.h"
 
 namespace {
@@ -29,8 +30,6 @@ constexpr int fifth = mcu::resultOffset + 4;
 
 /** The length field of a version reply with three numbers. */
 constexpr int threePartVersionLength = 10;
-
-constexpr double wholeProgress = 100.0;
 
 QString decimal(quint8 byte)
 {
