@@ -12,7 +12,6 @@
 #include "engine/report/RunReporter.h"
 #include "engine/report/RunRows.h"
 #include "engine/report/RunWords.h"
-#include "engine/report/Say.h"
 #include "engine/runs/InfoRead.h"
 #include "engine/runs/InfoWrite.h"
 #include "engine/runs/NetInstall.h"
@@ -22,6 +21,7 @@
 #include "planning/LateAnswer.h"
 #include "platform/Log.h"
 #include "protocol/Progress.h"
+#include "protocol/WireText.h"
 #include "upload/CoreUpload.h"
 
 #include <algorithm>

@@ -33,14 +33,14 @@ const Step announceVersion{Kind::AnnounceVersion, {}, 0};
 
 Step sayPercent(int percent)
 {
-    return say(nettext::packagePercent(percent));
+    return say(filled(nettext::packagePercent, QString::number(percent)));
 }
 
 // clang-format off
 NetInstallPlan packagePlan()
 {
-    return {nettext::firmwareDigestWrong(), {
-        say(nettext::firmwareDigestRight()),
+    return {filled(nettext::firmwareDigestWrong), {
+        say(filled(nettext::firmwareDigestRight)),
         progress(20), run(netcommand::remountWritable()),
         progress(30), run(netcommand::unpack()),
         progress(70), run(netcommand::removeArchive()),
@@ -63,14 +63,14 @@ NetInstallPlan quietPlan()
 
 NetInstallPlan blocksPlan()
 {
-    return {nettext::packageDigestWrong(), {
-        say(nettext::packageDigestRight()),
+    return {filled(nettext::packageDigestWrong), {
+        say(filled(nettext::packageDigestRight)),
         run(netcommand::remountWritable()), progress(30), sayPercent(30),
         run(netcommand::unpack()),          progress(70), sayPercent(70),
         run(netcommand::removeArchive()),   progress(80), sayPercent(80),
         run(netcommand::remountReadOnly()),
-        say(nettext::firmwareDigestRight()),
-        writeVersion(nettext::versionFileWritten()), announceVersion,
+        say(filled(nettext::firmwareDigestRight)),
+        writeVersion(filled(nettext::versionFileWritten)), announceVersion,
         run(netcommand::sync()),            progress(90), sayPercent(90),
         saySuccess,
     }};

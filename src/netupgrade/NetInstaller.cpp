@@ -6,6 +6,7 @@
 #include "netupgrade/NetArchive.h"
 #include "netupgrade/NetTexts.h"
 #include "platform/Log.h"
+#include "protocol/MessageKeys.h"
 
 #include <utility>
 
@@ -24,10 +25,10 @@ NetInstaller::NetInstaller(const Platform &platform, NetReport report)
 
 bool NetInstaller::installImage(ByteSource &image)
 {
-    say(nettext::packageStart());
+    say(filled(nettext::packageStart));
     NetArchive archive(m_paths.netArchive);
     if (!archive.create()) {
-        say(nettext::archiveFailed());
+        say(filled(nettext::archiveFailed));
         return false;
     }
     if (m_report.progress)
@@ -84,7 +85,7 @@ void NetInstaller::perform(const NetInstallStep &step, const NetImage &header)
         say(step.text);
         break;
     case NetInstallStep::Kind::SaySuccess:
-        say(nettext::upgradeSuccess(version));
+        say(filled(nettext::upgradeSuccess, version));
         break;
     case NetInstallStep::Kind::Progress:
         if (m_report.progress)
@@ -98,7 +99,7 @@ void NetInstaller::perform(const NetInstallStep &step, const NetImage &header)
         break;
     case NetInstallStep::Kind::AnnounceVersion:
         if (m_report.keyed)
-            m_report.keyed({nettext::versionKey(), version});
+            m_report.keyed({filled(key::netVersion), version});
         break;
     }
 }
@@ -112,8 +113,8 @@ void NetInstaller::writeVersion(const QByteArray &version, const QString &succes
         say(successLine);
         return;
     }
-    qCWarning(logNet) << nettext::versionFileFailed();
-    say(nettext::versionFileFailed());
+    qCWarning(logNet) << filled(nettext::versionFileFailed);
+    say(filled(nettext::versionFileFailed));
 }
 
 void NetInstaller::say(const QString &line)

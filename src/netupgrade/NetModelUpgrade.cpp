@@ -145,7 +145,7 @@ void NetModelUpgrade::onInstallDone(bool succeeded, const QString &lastWords)
         return;
     }
     respond(nettext::upgradingTrue());
-    emit message({nettext::readyToReboot()});
+    emit message({filled(nettext::readyToReboot)});
     QTimer::singleShot(m_platform.pauses.beforeModuleReboot, this, &NetModelUpgrade::reboot);
 }
 

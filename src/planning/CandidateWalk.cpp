@@ -3,6 +3,7 @@
 
 #include "planning/TypeAndIndexTable.h"
 #include "planning/VersionRule.h"
+#include "planning/VersionTexts.h"
 #include "protocol/ChipTypes.h"
 
 namespace {
@@ -11,11 +12,7 @@ enum class Test { Passed, Failed, NotNewer };
 
 QString versionLine(const QStringList &entry, const QStringList &row, VersionOrder order)
 {
-    static const char *const words[] = {
-        "Firmware version V%1.%2.%3 greater than the '%4' version V%5.%6.%7, will upgrade.",
-        "Firmware version V%1.%2.%3 equal to the '%4' version V%5.%6.%7, will not upgrade.",
-        "Firmware version V%1.%2.%3 less than the '%4' version V%5.%6.%7, will not upgrade.",
-    };
+    constexpr const char *words[] = {versiontext::greater, versiontext::equal, versiontext::less};
     const Version package = versionOf(entry);
     const Version running = versionOf(row);
     return QString::fromLatin1(words[int(order)])

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "protocol/AppStatus.h"
+#include "protocol/MessageKeys.h"
+#include "protocol/WireText.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -14,6 +18,12 @@ namespace consoletext {
 constexpr QLatin1String operator""_text(const char *text, size_t size)
 {
     return QLatin1String(text, int(size));
+}
+
+template<size_t size>
+constexpr QLatin1String latin1(const char (&text)[size])
+{
+    return QLatin1String(text, int(size) - 1);
 }
 
 constexpr QLatin1String separator = "||"_text;
@@ -31,38 +41,26 @@ constexpr QLatin1String netUpgrade = "UPGRADEORVALE1G"_text;
 constexpr QLatin1String parseEdid = "PARSEEDID"_text;
 
 // Replies and their keys
-constexpr QLatin1String heartbeatReply = "HEARTBEAT\r\n"_text;
-constexpr QLatin1String firmwareListKey = "FIRMWARELIST||"_text;
-constexpr QLatin1String logKey = "UPGRADELOG||"_text;
-constexpr QLatin1String progressKey = "PROGRESSVALUE||"_text;
-constexpr QLatin1String versionKey = "VERSION||"_text;
-constexpr QLatin1String netVersionKey = "NETVERSION||"_text;
-constexpr QLatin1String edidResultKey = "PARSEEDIDRESULT||"_text;
+#define WIRE_TEXT(id, ...) constexpr QLatin1String id = __VA_ARGS__##_text;
+#include "protocol/ConsoleTexts.def"
+#undef WIRE_TEXT
 
-constexpr QLatin1String unknown = "UPGRADELOG||Unknow command.\r\n"_text;
-constexpr QLatin1String busy = "UPGRADELOG||The device is busy upgrading.\r\n"_text;
-constexpr QLatin1String modeSet = "UPGRADELOG||Set UPGRADEMODE to "_text;
-constexpr QLatin1String modeError = "UPGRADELOG||ERROR:UPGRADEMODE parameter error\r\n"_text;
-constexpr QLatin1String upgradeError = "UPGRADELOG||ERROR:UPGRADE parameter error\r\n"_text;
-constexpr QLatin1String noPackage = "UPGRADELOG||Firmware file does not exist.\r\n"_text;
-constexpr QLatin1String edidError = "PARSEEDID||ERROR:PARSEEDID parameter command.\r\n"_text;
-constexpr QLatin1String deviceConnected = "UPGRADELOG||Device connected.\r\n"_text;
-constexpr QLatin1String connectSuccess = "Connect success.\r\n"_text;
-constexpr QLatin1String disconnected = "\r\nDISCONNECTCOM\r\n"_text;
-constexpr QLatin1String upgradeSuccess = "\r\nUPGRADESUCCESS\r\n"_text;
-constexpr QLatin1String upgradeFail = "\r\nUPGRADEFAIL\r\n"_text;
+constexpr WireText all[] = {
+#define WIRE_TEXT(id, ...) {#id, __VA_ARGS__},
+#include "protocol/ConsoleTexts.def"
+#undef WIRE_TEXT
+};
 
 // Pieces of a NET package, in both directions
-constexpr QLatin1String fragmentKey = "UpgradeDatas||"_text;
 constexpr QLatin1String fragmentEnd = "\r\n"_text;
 constexpr QLatin1String rebootDone = "RebootDone"_text;
 
 // First elements of the engine's messages
-constexpr QLatin1String statusMessage = "APPSTATUS"_text;
-constexpr QLatin1String connectedMessage = "ConnectSuccess"_text;
-constexpr QLatin1String netVersionMessage = "NETVERSION"_text;
-constexpr QLatin1String resultMessage = "UPGRADERESULT"_text;
+constexpr QLatin1String statusMessage = latin1(key::appStatus);
+constexpr QLatin1String connectedMessage = latin1(key::connectSuccess);
+constexpr QLatin1String netVersionMessage = latin1(key::netVersion);
+constexpr QLatin1String resultMessage = latin1(key::upgradeResult);
 /** The status of a run that went well. */
-constexpr QLatin1String successStatus = "6"_text;
+constexpr QLatin1String successStatus = latin1(appStatus::success);
 
 } // namespace consoletext

@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "protocol/WireText.h"
+
 /** The uploader's words. They are part of the interface and keep their spelling. */
 namespace uploadText {
 
-constexpr char success[] = "SingleUploadSuccess";
-constexpr char fail[] = "SingleUploadFail";
-constexpr char retry[] = "F/W update timeout, retry %1.";
+#define WIRE_TEXT(id, ...) constexpr char id[] = __VA_ARGS__;
+#include "upload/UploadTexts.def"
+#undef WIRE_TEXT
 
-constexpr char tooMuch[] = "Too much parameter.";
-constexpr char sendFailed[] = "Failed to send command_jumpTokeyboardMCU\n";
-constexpr char sendDone[] = "successfully send command_jumpTokeyboardMCU\n";
+constexpr WireText all[] = {
+#define WIRE_TEXT(id, ...) {#id, __VA_ARGS__},
+#include "upload/UploadTexts.def"
+#undef WIRE_TEXT
+};
 
 } // namespace uploadText

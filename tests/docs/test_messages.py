@@ -1,8 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """docs/messages.md against the source: no text missing on either side, and no words elsewhere."""
 
+import json
 import os
 import re
+import subprocess
 import sys
 import unittest
 
@@ -42,11 +44,11 @@ def pages_about_the_log():
 
 class Messages(unittest.TestCase):
     def test_every_text_is_documented(self):
-        missing = sorted(set(wire_texts.all_texts(ROOT)) - set(documented()))
+        missing = sorted(set(wire_texts.all_texts()) - set(documented()))
         self.assertEqual(missing, [], "missing in docs/messages.md")
 
     def test_every_documented_text_exists(self):
-        unknown = sorted(set(documented()) - set(wire_texts.all_texts(ROOT)))
+        unknown = sorted(set(documented()) - set(wire_texts.all_texts()))
         self.assertEqual(unknown, [], "in docs/messages.md, but nowhere in the source")
 
     def test_every_text_has_one_row(self):
@@ -63,12 +65,19 @@ class Messages(unittest.TestCase):
 
     def test_there_are_as_many_as_expected(self):
         """A reader that finds nothing would find nothing missing, too."""
-        texts = wire_texts.all_texts(ROOT)
+        texts = wire_texts.all_texts()
         self.assertGreater(len(texts), 180)
         for text in ("Read model name.", "APPSTATUS", "UPGRADELOG||Unknow command.\\r\\n",
                      "NET firmware ver%1 upgrade success.", "Reboot systerm fail.",
                      "SingleUploadFail", "Speciality error."):
             self.assertIn(text, texts)
+
+    def test_every_step_text_has_an_id(self):
+        printed = subprocess.run([os.environ["PRINT_STATES"], "--texts"], capture_output=True,
+                                 text=True, check=True).stdout
+        texts = json.loads(printed)
+        self.assertGreater(len(texts), 45)
+        self.assertEqual(sorted(set(texts) - set(wire_texts.all_texts())), [])
 
     def test_every_warning_is_explained(self):
         """What is logged without being asked for stands on a page for people who run the agent."""

@@ -2,11 +2,11 @@
 #include "engine/ScriptedEngine.h"
 
 #include "engine/TestPackage.h"
-#include "engine/report/AppStatus.h"
 #include "engine/report/EngineTexts.h"
 #include "links/LinkState.h"
 #include "planning/TypeAndIndexTable.h"
 #include "planning/UpgradeMode.h"
+#include "protocol/AppStatus.h"
 #include "protocol/ChipTypes.h"
 #include "support/NetFrames.h"
 

@@ -1,7 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The one table of lines and causes, held against everything that the agent can say.
+#include "engine/report/EngineTexts.h"
 #include "engine/steps/StepTable.h"
+#include "netupgrade/NetTexts.h"
+#include "package/BuildTexts.h"
+#include "planning/VersionTexts.h"
+#include "protocol/AppStatus.h"
+#include "protocol/ConsoleTexts.h"
 #include "upgrade-console/Messages.h"
+#include "upload/UploadTexts.h"
 
 #include <QFile>
 #include <QMap>
@@ -15,34 +22,6 @@ QString sourceOf(const QString &path)
 {
     QFile file(QStringLiteral(SOURCE_DIR "/") + path);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
-
-QString unescaped(QString text)
-{
-    return text.replace("\\r", "\r").replace("\\n", "\n").replace("\\\"", "\"");
-}
-
-/** Every string literal, pieces that stand beside each other joined. */
-QStringList literalsOf(const QString &source)
-{
-    static const QRegularExpression run(R"re("(?:[^"\\\n]|\\.)*"(?:\s*"(?:[^"\\\n]|\\.)*")*)re");
-    static const QRegularExpression piece(R"re("((?:[^"\\\n]|\\.)*)")re");
-    QStringList literals;
-    auto runs = run.globalMatch(source);
-    while (runs.hasNext()) {
-        QString text;
-        auto pieces = piece.globalMatch(runs.next().captured(0));
-        while (pieces.hasNext())
-            text += pieces.next().captured(1);
-        literals += unescaped(text);
-    }
-    return literals;
-}
-
-QString between(const QString &source, const QString &start, const QString &end)
-{
-    const int from = source.indexOf(start);
-    return source.mid(from, source.indexOf(end, from) - from);
 }
 
 /** A text of several lines arrives as several lines. */
@@ -63,47 +42,40 @@ QStringList stepTexts()
     return texts;
 }
 
+template<size_t count>
+QStringList textsOf(const WireText (&table)[count])
+{
+    QStringList texts;
+    for (const WireText &entry : table)
+        texts += QString::fromLatin1(entry.text);
+    return texts;
+}
+
 QStringList engineTexts()
 {
-    const QString source = sourceOf("src/engine/report/EngineTexts.h");
-    return literalsOf(between(source, "namespace text {", "} // namespace text")) +
-           QStringList{"ConnectFail"};
+    return textsOf(text::all) + QStringList{key::connectFail};
 }
 
 /** The words of the uploader that leave it as messages. */
 QStringList uploaderTexts()
 {
-    return literalsOf(between(sourceOf("src/upload/UploadTexts.h"), "namespace uploadText {",
-                              "constexpr char tooMuch"));
+    return {uploadText::success, uploadText::fail, uploadText::retry};
 }
 
 QStringList netTexts()
 {
-    QStringList texts =
-        literalsOf(between(sourceOf("src/netupgrade/NetTexts.h"), "inline QString packageStart()",
-                           "/** First element of the list"));
-    // Two pieces with the version between them.
-    texts.removeAll("NET firmware ver");
-    texts.removeAll(" upgrade success.");
-    return texts + QStringList{"NET firmware ver%1 upgrade success."};
-}
-
-QStringList decisionTexts()
-{
-    return literalsOf(between(sourceOf("src/planning/CandidateWalk.cpp"), "words[] = {", "};"));
-}
-
-QStringList buildTexts()
-{
-    return literalsOf(between(sourceOf("src/package/BuildTexts.h"), "namespace buildtext {",
-                              "} // namespace buildtext"));
+    QStringList texts = textsOf(nettext::all);
+    // Outside any line.
+    texts.removeAll(nettext::isUpgrading);
+    texts.removeAll(nettext::isNotUpgrading);
+    return texts;
 }
 
 /** What the console server itself sends as log lines. */
 QStringList serverTexts()
 {
     QStringList texts;
-    for (const QString &text : literalsOf(sourceOf("src/protocol/ConsoleTexts.h")))
+    for (const QString &text : textsOf(consoletext::all))
         if (text.startsWith("UPGRADELOG||") && text != "UPGRADELOG||")
             texts += text.mid(12).remove("\r\n");
     texts.replaceInStrings(QRegularExpression(" $"), " %1");
@@ -113,8 +85,12 @@ QStringList serverTexts()
 QMap<QString, QStringList> allTexts()
 {
     return {
-        {"engine", engineTexts()}, {"steps", stepTexts()},         {"uploader", uploaderTexts()},
-        {"net", netTexts()},       {"decisions", decisionTexts()}, {"building", buildTexts()},
+        {"engine", engineTexts()},
+        {"steps", stepTexts()},
+        {"uploader", uploaderTexts()},
+        {"net", netTexts()},
+        {"decisions", textsOf(versiontext::all)},
+        {"building", textsOf(buildtext::all)},
         {"server", serverTexts()},
     };
 }
@@ -169,14 +145,14 @@ private slots:
             for (const QString &line : linesOf(source))
                 shapes += shapeOf(line);
         for (const MessageRow &row : messageTable())
-            QVERIFY2(shapes.contains(shapeOf(QString::fromLatin1(row.text))), row.text);
+            QVERIFY2(shapes.contains(shapeOf(lineOf(row))), row.text);
     }
 
     /** No row is hidden behind an earlier one of another meaning. */
     void everyRowIsFound()
     {
         for (const MessageRow &row : messageTable()) {
-            const LineMeaning meaning = meaningOf(filledIn(QString::fromLatin1(row.text)));
+            const LineMeaning meaning = meaningOf(filledIn(lineOf(row)));
             QVERIFY2(meaning.event == row.event && meaning.cause == row.cause, row.text);
         }
     }
@@ -199,9 +175,7 @@ private slots:
 
     void everyStatusOfTheEngineHasACause()
     {
-        const QStringList statuses =
-            literalsOf(between(sourceOf("src/engine/report/AppStatus.h"), "namespace appStatus {",
-                               "} // namespace app"));
+        const QStringList statuses = textsOf(appStatus::all);
         QVERIFY(statuses.size() >= 6);
         for (const QString &status : statuses) {
             bool isKnown = false;

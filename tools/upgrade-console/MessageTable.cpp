@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// What every line of the agent means to an upgrade. The engine's own constants stand here where
-// they are to be had; a test compares the rest with the engine.
+// What every line of the agent means to an upgrade, by the names of the agent's texts. The few
+// literals are parts of texts; a test compares them with the whole.
 #include "engine/report/EngineTexts.h"
+#include "netupgrade/NetTexts.h"
 #include "package/BuildTexts.h"
+#include "planning/VersionTexts.h"
+#include "protocol/ConsoleTexts.h"
 #include "upgrade-console/Messages.h"
 #include "upload/UploadTexts.h"
 
@@ -13,13 +16,13 @@ using Event = LineEvent;
 // The columns are worth more than the line length here.
 // clang-format off
 constexpr MessageRow serverRows[] = {
-    {"The device is busy upgrading.",            Event::Busy,         Cause::Busy},
-    {"Unknow command.",                          Event::RunProblem,   Cause::UnknownRequest},
+    {consoletext::busy.data(),                    Event::Busy,        Cause::Busy},
+    {consoletext::unknown.data(),                 Event::RunProblem,  Cause::UnknownRequest},
     {"Set UPGRADEMODE to %1",                    Event::ModeSet,      Cause::None},
-    {"ERROR:UPGRADEMODE parameter error",        Event::RunProblem,   Cause::ModeRefused},
-    {"ERROR:UPGRADE parameter error",            Event::RunProblem,   Cause::RowsRefused},
-    {"Firmware file does not exist.",            Event::RunProblem,   Cause::PackageMissing},
-    {"Device connected.",                        Event::RunStarted,   Cause::None},
+    {consoletext::modeError.data(),               Event::RunProblem,  Cause::ModeRefused},
+    {consoletext::upgradeError.data(),            Event::RunProblem,  Cause::RowsRefused},
+    {consoletext::noPackage.data(),               Event::RunProblem,  Cause::PackageMissing},
+    {consoletext::deviceConnected.data(),         Event::RunStarted,  Cause::None},
 };
 
 constexpr MessageRow linkRows[] = {
@@ -58,15 +61,18 @@ constexpr MessageRow readRows[] = {
     {"Firmware Model Name is %1.",               Event::Note,         Cause::None},
     {"Device Model Name is %1.",                 Event::Note,         Cause::None},
     {"Model Name does not match, upgrade fail.", Event::RunProblem,   Cause::WrongModel},
-    {"Read model name fail, retry %1.",          Event::Note,         Cause::None},
-    {"Read model name fail, upgrade fail, exit.", Event::RunProblem,  Cause::ModelSilent},
-    {"Read model name error, upgrade fail. ForcedUpgrade mode is required.", Event::RunProblem, Cause::ModelRefused},
+    {text::modelNameRetry1,                       Event::Note,        Cause::None},
+    {text::modelNameRetry2,                       Event::Note,        Cause::None},
+    {text::modelNameFail,                         Event::RunProblem,  Cause::ModelSilent},
+    {text::modelNameError,                        Event::RunProblem,  Cause::ModelRefused},
     {text::readBootcode,                         Event::Reading,      Cause::None},
     {text::bootcodeIgnoresFpga,                  Event::Reading,      Cause::None},
-    {"Read the bootcode information of '%1' success.", Event::Reading, Cause::None},
-    {"Read the bootcode information of '%1' fail, retry %2.", Event::ReadRetry, Cause::None},
-    {"Read the bootcode information of '%1'. fail, retry %2.", Event::ReadRetry, Cause::None},
-    {"Read the bootcode information of '%1' fail, check the next mcu.", Event::McuProblem, Cause::McuSilent},
+    {text::bootcodeRead,                          Event::Reading,     Cause::None},
+    {text::bootcodeRetry1,                        Event::ReadRetry,   Cause::None},
+    {text::bootcodeRetry2,                        Event::ReadRetry,   Cause::None},
+    {text::firstBootcodeRetry1,                   Event::ReadRetry,   Cause::None},
+    {text::firstBootcodeRetry2,                   Event::ReadRetry,   Cause::None},
+    {text::bootcodeFail,                          Event::McuProblem,  Cause::McuSilent},
     {text::mainInApplication,                    Event::Note,         Cause::None},
     {text::mainInBootcode,                       Event::Note,         Cause::None},
     {text::invalidInfoStopsRead,                 Event::RunProblem,   Cause::InfoInvalid},
@@ -74,9 +80,10 @@ constexpr MessageRow readRows[] = {
     {text::bootcodeStopsRead,                    Event::RunProblem,   Cause::McuSilent},
     {text::bootcodeStopsUpgrade,                 Event::RunProblem,   Cause::McuSilent},
     {text::readProductInfo,                      Event::Reading,      Cause::None},
-    {"Read the product information of '%1'  success.", Event::Reading, Cause::None},
-    {"Read the product information of '%1' fail, retry %2.", Event::ReadRetry, Cause::None},
-    {"Read the product information of '%1' fail, check the next mcu.", Event::McuProblem, Cause::McuSilent},
+    {text::productInfoRead,                       Event::Reading,     Cause::None},
+    {text::productInfoRetry1,                     Event::ReadRetry,   Cause::None},
+    {text::productInfoRetry2,                     Event::ReadRetry,   Cause::None},
+    {text::productInfoFail,                       Event::McuProblem,  Cause::McuSilent},
     {text::productInfoStopsRead,                 Event::RunProblem,   Cause::McuSilent},
     {text::productInfoStopsUpgrade,              Event::RunProblem,   Cause::McuSilent},
     {text::mainMcuFirst,                         Event::Note,         Cause::None},
@@ -84,21 +91,23 @@ constexpr MessageRow readRows[] = {
     {text::readVersion,                          Event::Reading,      Cause::None},
     {text::version3,                             Event::VersionRead,  Cause::None},
     {text::version2,                             Event::VersionRead,  Cause::None},
-    {"Read the version information of '%1' fail, retry %2.", Event::ReadRetry, Cause::None},
-    {"Read the version information of '%1' fail, check the next mcu.", Event::McuProblem, Cause::VersionUnread},
+    {text::versionRetry1,                         Event::ReadRetry,   Cause::None},
+    {text::versionRetry2,                         Event::ReadRetry,   Cause::None},
+    {text::versionFail,                           Event::McuProblem,  Cause::VersionUnread},
     {text::allVersionsRead,                      Event::Note,         Cause::None},
     {text::readVirtualVersion,                   Event::Note,         Cause::None},
-    {"Read virtual version success.",            Event::Note,         Cause::None},
-    {"Read virtual version error.",              Event::Note,         Cause::None},
-    {"Read virtual version fail, retry %1.",     Event::Note,         Cause::None},
-    {"Read virtual version fail.",               Event::Note,         Cause::None},
-    {"==========product information==========",  Event::Note,         Cause::None},
+    {text::virtualVersionRead,                    Event::Note,        Cause::None},
+    {text::virtualVersionError,                   Event::Note,        Cause::None},
+    {text::virtualVersionRetry1,                  Event::Note,        Cause::None},
+    {text::virtualVersionRetry2,                  Event::Note,        Cause::None},
+    {text::virtualVersionFail,                    Event::Note,        Cause::None},
+    {text::infoHeading,                           Event::Note,        Cause::None},
 };
 
 constexpr MessageRow decisionRows[] = {
-    {"Firmware version V%1.%2.%3 greater than the '%4' version V%5.%6.%7, will upgrade.", Event::WillUpgrade, Cause::None},
-    {"Firmware version V%1.%2.%3 equal to the '%4' version V%5.%6.%7, will not upgrade.", Event::SameVersion, Cause::None},
-    {"Firmware version V%1.%2.%3 less than the '%4' version V%5.%6.%7, will not upgrade.", Event::PackageOlder, Cause::None},
+    {versiontext::greater,                        Event::WillUpgrade, Cause::None},
+    {versiontext::equal,                          Event::SameVersion, Cause::None},
+    {versiontext::less,                           Event::PackageOlder, Cause::None},
     {text::badListItem,                          Event::McuProblem,   Cause::RowsRefused},
     {text::shortListItem,                        Event::McuProblem,   Cause::RowsRefused},
     {text::noFirmware,                           Event::NoFirmware,   Cause::NoFirmware},
@@ -123,24 +132,27 @@ constexpr MessageRow imageRows[] = {
     {uploadText::success,                        Event::Note,         Cause::None},
     {uploadText::fail,                           Event::Note,         Cause::None},
     {text::mainRestarts,                         Event::MainRestarting, Cause::None},
-    {"Upgrade Main MCU success.",                Event::MainBack,     Cause::None},
-    {"Read product ID.",                         Event::Note,         Cause::None},
-    {"Read product ID fail, retry %1.",          Event::Note,         Cause::None},
-    {"Main MCU run fail.",                       Event::MainLost,     Cause::MainMcuLost},
+    {text::mainUpgraded,                          Event::MainBack,    Cause::None},
+    {text::readProductId,                         Event::Note,        Cause::None},
+    {text::productIdRetry1,                       Event::Note,        Cause::None},
+    {text::productIdRetry2,                       Event::Note,        Cause::None},
+    {text::mainRunFail,                           Event::MainLost,    Cause::MainMcuLost},
 };
 
 constexpr MessageRow endRows[] = {
     {text::sendReboot,                           Event::Rebooting,    Cause::None},
-    {"Start to reboot, please wait.",            Event::Rebooting,    Cause::None},
-    {"Reboot fail, retry %1.",                   Event::Note,         Cause::None},
-    {"Reboot systerm fail.",                     Event::RunProblem,   Cause::RebootRefused},
-    {"Systerm run fail.",                        Event::RunProblem,   Cause::DeviceLost},
+    {text::rebootStarted,                         Event::Rebooting,   Cause::None},
+    {text::rebootRetry1,                          Event::Note,        Cause::None},
+    {text::rebootRetry2,                          Event::Note,        Cause::None},
+    {text::rebootFail,                            Event::RunProblem,  Cause::RebootRefused},
+    {text::systemRunFail,                         Event::RunProblem,  Cause::DeviceLost},
     {text::startVirtualVersion,                  Event::SettingVersion, Cause::None},
     {text::ignoreVirtualVersion,                 Event::Note,         Cause::None},
     {text::nothingUpgraded,                      Event::Note,         Cause::NothingToDo},
     {text::virtualVersionSet,                    Event::Note,         Cause::None},
-    {"Set virtual version fail, retry %1.",      Event::Note,         Cause::None},
-    {"Set virtual version fail, upgrade fail.",  Event::RunProblem,   Cause::VirtualVersionNotSet},
+    {text::setVirtualVersionRetry1,               Event::Note,        Cause::None},
+    {text::setVirtualVersionRetry2,               Event::Note,        Cause::None},
+    {text::setVirtualVersionFail,                 Event::RunProblem,  Cause::VirtualVersionNotSet},
     {text::allSuccess,                           Event::Note,         Cause::None},
     {text::virtualVersionNotSet,                 Event::RunProblem,   Cause::VirtualVersionNotSet},
     {text::allButVirtualVersion,                 Event::RunProblem,   Cause::VirtualVersionNotSet},
@@ -153,23 +165,24 @@ constexpr MessageRow infoRows[] = {
     {text::startInfoWrite,                       Event::Note,         Cause::None},
     {text::writeIgnoresFpga,                     Event::Note,         Cause::None},
     {text::allInfoWritten,                       Event::Note,         Cause::None},
-    {"Write '%1' product information success.",  Event::Note,         Cause::None},
-    {"Write '%1' product information fail, retry %2.", Event::Note,   Cause::None},
-    {"Write '%1' product information fail, write the next mcu.", Event::McuProblem, Cause::InfoNotWritten},
+    {text::infoWritten,                           Event::Note,        Cause::None},
+    {text::infoWriteRetry1,                       Event::Note,        Cause::None},
+    {text::infoWriteRetry2,                       Event::Note,        Cause::None},
+    {text::infoWriteFail,                         Event::McuProblem,  Cause::InfoNotWritten},
 };
 
 constexpr MessageRow netRows[] = {
-    {"Start to upgrade NET firmware.",           Event::NetStarted,   Cause::None},
-    {"Create fw_net error, upgrade net fail.",   Event::NetFailed,    Cause::NetArchiveNotStored},
-    {"NET firmware checksum fail, upgrade net fail.", Event::NetFailed, Cause::NetImageDamaged},
-    {"NET firmware checksum success.",           Event::Note,         Cause::None},
-    {"NET package checksum error.",              Event::NetFailed,    Cause::NetImageDamaged},
-    {"NET package checksum OK.",                 Event::Note,         Cause::None},
-    {"NET package upgrade %1%.",                 Event::NetPercent,   Cause::None},
-    {"NET firmware ver%1 upgrade success.",      Event::NetInstalled, Cause::None},
-    {"Create version file success",              Event::Note,         Cause::None},
-    {"Failed to create version file",            Event::RunProblem,   Cause::NetVersionNotStored},
-    {"NET ready to reboot after 2 seconds.",     Event::NetReboot,    Cause::None},
+    {nettext::packageStart,                       Event::NetStarted,  Cause::None},
+    {nettext::archiveFailed,                      Event::NetFailed,   Cause::NetArchiveNotStored},
+    {nettext::firmwareDigestWrong,                Event::NetFailed,   Cause::NetImageDamaged},
+    {nettext::firmwareDigestRight,                Event::Note,        Cause::None},
+    {nettext::packageDigestWrong,                 Event::NetFailed,   Cause::NetImageDamaged},
+    {nettext::packageDigestRight,                 Event::Note,        Cause::None},
+    {nettext::packagePercent,                     Event::NetPercent,  Cause::None},
+    {nettext::upgradeSuccess,                     Event::NetInstalled, Cause::None},
+    {nettext::versionFileWritten,                 Event::Note,        Cause::None},
+    {nettext::versionFileFailed,                  Event::RunProblem,  Cause::NetVersionNotStored},
+    {nettext::readyToReboot,                      Event::NetReboot,   Cause::None},
 };
 
 // Said while packages are built; "do not exist", "error" and their like are about the request.

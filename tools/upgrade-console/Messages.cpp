@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/Messages.h"
 
+#include "protocol/ConsoleTexts.h"
+#include "protocol/MessageKeys.h"
+
 #include <iterator>
 
 namespace {
@@ -16,7 +19,7 @@ Template cutTemplate(const MessageRow &row)
 {
     Template result;
     result.row = &row;
-    const QString text = QString::fromLatin1(row.text);
+    const QString text = lineOf(row);
     QString piece;
     for (int i = 0; i < text.size(); ++i) {
         const bool isPlace =
@@ -71,14 +74,25 @@ bool fits(const Template &wanted, const QString &line, QStringList &values)
 /** Some operations mark their lines with a key of their own. */
 QString withoutKey(const QString &line)
 {
-    for (const char *key : {"READPI||", "MF||", "NMF||"}) {
-        if (line.startsWith(QLatin1String(key)))
-            return line.section(QStringLiteral("||"), 1);
+    const QString first = line.section(consoletext::separator, 0, 0);
+    for (const char *key : {key::readProductInfo, key::mergeFirmware, key::mergeNet}) {
+        if (first == QLatin1String(key) && first.size() < line.size())
+            return line.section(consoletext::separator, 1);
     }
     return line;
 }
 
 } // namespace
+
+QString lineOf(const MessageRow &row)
+{
+    QString line = QString::fromLatin1(row.text);
+    if (line.startsWith(consoletext::logKey))
+        line.remove(0, consoletext::logKey.size());
+    if (line.endsWith(consoletext::lineEnd))
+        line.chop(consoletext::lineEnd.size());
+    return line;
+}
 
 LineMeaning meaningOf(const QString &line)
 {

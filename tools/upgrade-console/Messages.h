@@ -68,7 +68,8 @@ enum class LineEvent {
 
 struct MessageRow
 {
-    /** As the agent has it, with %1, %2 ... in the places of the values. */
+    /** As the agent has it, with %1, %2 ... in the places of the values; the console server's own
+     *  with their key and line end. */
     const char *text;
     LineEvent event;
     Cause cause;
@@ -85,3 +86,6 @@ struct LineMeaning
 };
 
 LineMeaning meaningOf(const QString &line);
+
+/** The text of a row as a line: without the key of the log and the line end. */
+QString lineOf(const MessageRow &row);

@@ -2,11 +2,11 @@
 #include "engine/device/DeviceLinks.h"
 
 #include "engine/report/EngineOutput.h"
-#include "engine/report/Say.h"
 #include "links/CoreCOMQ.h"
 #include "links/CoreTelnet.h"
 #include "links/LinkState.h"
 #include "platform/Log.h"
+#include "protocol/WireText.h"
 
 namespace {
 

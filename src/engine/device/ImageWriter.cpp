@@ -5,8 +5,8 @@
 #include "engine/report/EngineOutput.h"
 #include "engine/report/RunReporter.h"
 #include "engine/report/RunRows.h"
-#include "engine/report/Say.h"
 #include "protocol/McuFrame.h"
+#include "protocol/WireText.h"
 #include "upload/CoreUpload.h"
 #include "upload/UploadTexts.h"
 

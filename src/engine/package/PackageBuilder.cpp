@@ -4,12 +4,12 @@
 #include "bytes/AtomicFile.h"
 #include "bytes/FileSource.h"
 #include "engine/report/EngineOutput.h"
-#include "engine/report/Say.h"
 #include "package/BuildTexts.h"
 #include "package/MergeRequest.h"
 #include "package/NetMerge.h"
 #include "package/PackageWriter.h"
 #include "platform/Log.h"
+#include "protocol/WireText.h"
 
 namespace {
 

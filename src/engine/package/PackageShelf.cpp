@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/package/PackageShelf.h"
 
-#include "engine/report/AppStatus.h"
 #include "engine/report/EngineOutput.h"
-#include "engine/report/Say.h"
 #include "package/PackageDescription.h"
 #include "package/PackageHeader.h"
 #include "package/PackageLayout.h"
 #include "planning/TypeAndIndexTable.h"
 #include "platform/Log.h"
+#include "protocol/AppStatus.h"
+#include "protocol/WireText.h"
 
 #include <utility>
 

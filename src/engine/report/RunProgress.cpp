@@ -4,9 +4,9 @@
 #include "engine/report/EngineOutput.h"
 #include "engine/report/RunReporter.h"
 #include "engine/report/RunRows.h"
-#include "engine/report/Say.h"
 #include "platform/Log.h"
 #include "protocol/Progress.h"
+#include "protocol/WireText.h"
 
 #include <utility>
 

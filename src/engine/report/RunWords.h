@@ -1,18 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "protocol/WireText.h"
+
 /** Words for those who watch over the agent. Console clients never get them. */
 namespace runWord {
 
-// Why an MCU gets no image
-constexpr char notNewer[] = "not_newer";
-constexpr char noFirmware[] = "no_firmware";
-constexpr char noMatch[] = "no_match";
-constexpr char noImage[] = "no_image";
-constexpr char badRow[] = "bad_row";
-/** A NET image, while such images are not to be handled. */
-constexpr char notHandled[] = "not_handled";
+#define WIRE_TEXT(id, ...) constexpr char id[] = __VA_ARGS__;
+#include "engine/report/RunWords.def"
+#undef WIRE_TEXT
 
-constexpr char noSignOfLife[] = "No sign of life for too long.";
+constexpr WireText all[] = {
+#define WIRE_TEXT(id, ...) {#id, __VA_ARGS__},
+#include "engine/report/RunWords.def"
+#undef WIRE_TEXT
+};
 
 } // namespace runWord

@@ -3,10 +3,10 @@
 
 #include "engine/report/EngineOutput.h"
 #include "engine/report/RunRows.h"
-#include "engine/report/Say.h"
 #include "planning/ProductReport.h"
 #include "platform/Log.h"
 #include "protocol/ProductRecord.h"
+#include "protocol/WireText.h"
 
 void InfoRead::begin()
 {

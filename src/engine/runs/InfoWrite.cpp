@@ -5,11 +5,11 @@
 #include "engine/package/PackageShelf.h"
 #include "engine/report/EngineOutput.h"
 #include "engine/report/RunRows.h"
-#include "engine/report/Say.h"
 #include "planning/ProductCommand.h"
 #include "platform/Log.h"
 #include "protocol/ChipTypes.h"
 #include "protocol/CommandWords.h"
+#include "protocol/WireText.h"
 
 #include <algorithm>
 

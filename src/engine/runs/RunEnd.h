@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/report/AppStatus.h"
+#include "protocol/AppStatus.h"
 
 #include <QByteArray>
 

@@ -9,7 +9,6 @@
 #include "engine/report/RunReporter.h"
 #include "engine/report/RunRows.h"
 #include "engine/report/RunWords.h"
-#include "engine/report/Say.h"
 #include "engine/runs/NetInstall.h"
 #include "engine/runs/RunEnd.h"
 #include "links/LinkState.h"
@@ -18,6 +17,7 @@
 #include "platform/Log.h"
 #include "protocol/ChipTypes.h"
 #include "protocol/Progress.h"
+#include "protocol/WireText.h"
 
 #include <QThread>
 

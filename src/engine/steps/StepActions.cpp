@@ -7,7 +7,6 @@
 #include "engine/report/EngineOutput.h"
 #include "engine/report/RunReporter.h"
 #include "engine/report/RunRows.h"
-#include "engine/report/Say.h"
 #include "engine/runs/InfoRead.h"
 #include "engine/runs/InfoWrite.h"
 #include "engine/runs/RunEnd.h"
@@ -18,6 +17,7 @@
 #include "protocol/ProductRecord.h"
 #include "protocol/Progress.h"
 #include "protocol/Reply.h"
+#include "protocol/WireText.h"
 
 namespace {
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/steps/StepTable.h"
 
+#include "engine/report/EngineTexts.h"
 #include "engine/steps/StepActions.h"
 
 #include <algorithm>
@@ -69,8 +70,8 @@ void add(Lines &lines, const StepRetries &family)
 /** The restart of a device: the product ID is polled three times. */
 void addRestart(Lines &lines, Step step, const char *lostText, Step lost)
 {
-    constexpr const char *texts[] = {"Read product ID.", "Read product ID fail, retry 1.",
-                                     "Read product ID fail, retry 2."};
+    constexpr const char *texts[] = {text::readProductId, text::productIdRetry1,
+                                     text::productIdRetry2};
     // A refusal is the word of a device that is still starting.
     add(lines, step, refusal, "", step, action::wait);
     for (int i = 0; i < 3; ++i) {
@@ -90,11 +91,11 @@ void addForAllSteps(Lines &lines)
         Step first;
         Action action;
     } starts[] = {
-        {Event::StartNewer, "Read model name.", Step::ModelName, action::readModelName},
+        {Event::StartNewer, text::readModelName, Step::ModelName, action::readModelName},
         {Event::StartForced, "", Step::Bootcode, action::readBootcode},
         {Event::StartImages, "", Step::Bootcode, action::choose},
         {Event::StartFile, "", Step::OtherImage, action::wait},
-        {Event::StartInfoRead, "Read virtual version.", Step::VirtualVersion,
+        {Event::StartInfoRead, text::readVirtualVersion, Step::VirtualVersion,
          action::readVirtualVersion},
         {Event::StartInfoWrites, "", Step::WriteInfo, action::startInfoWrites},
     };
@@ -113,44 +114,44 @@ void addForAllSteps(Lines &lines)
 void addReads(Lines &lines)
 {
     // Product-information read: the virtual version
-    add(lines, Step::VirtualVersion, {Event::Answer},      "Read virtual version success.", Step::Bootcode,                action::readFirstBootcode);
-    add(lines, Step::VirtualVersion, {Event::ShortAnswer}, "Read virtual version error.",   Step::VirtualVersionMalformed, action::giveUpVirtualVersion, Kind::GivenUp);
-    add(lines, CountedRetries{Step::VirtualVersion, refused, {"Read virtual version fail, retry 1.", "Read virtual version fail, retry 2."}, action::readVirtualVersion});
-    add(lines, Step::VirtualVersion, refused,              "Read virtual version fail.",    Step::VirtualVersionGivenUp,   action::readBootcode, Kind::GivenUp, 2);
+    add(lines, Step::VirtualVersion, {Event::Answer},      text::virtualVersionRead, Step::Bootcode,                action::readFirstBootcode);
+    add(lines, Step::VirtualVersion, {Event::ShortAnswer}, text::virtualVersionError,   Step::VirtualVersionMalformed, action::giveUpVirtualVersion, Kind::GivenUp);
+    add(lines, CountedRetries{Step::VirtualVersion, refused, {text::virtualVersionRetry1, text::virtualVersionRetry2}, action::readVirtualVersion});
+    add(lines, Step::VirtualVersion, refused,              text::virtualVersionFail,    Step::VirtualVersionGivenUp,   action::readBootcode, Kind::GivenUp, 2);
     add(lines, Step::VirtualVersionMalformed, {Event::VersionGivenUp}, "",                  Step::VirtualVersionGivenUp,   action::readBootcode);
-    add(lines, Step::VirtualVersionGivenUp, {Event::Answer}, "Read the bootcode information of '%1' success.", Step::Bootcode, action::takeBootcode);
+    add(lines, Step::VirtualVersionGivenUp, {Event::Answer}, text::bootcodeRead, Step::Bootcode, action::takeBootcode);
     add(lines, CountedRetries{Step::VirtualVersionGivenUp, noAnswer,
-        {"Read the bootcode information of '%1'. fail, retry 1.", "Read the bootcode information of '%1'. fail, retry 2."}, action::readBootcode});
-    add(lines, Step::VirtualVersionGivenUp, noAnswer, "Read the bootcode information of '%1' fail, check the next mcu.", Step::BootcodeGivenUp, action::giveUpRow, Kind::GivenUp, 2);
+        {text::firstBootcodeRetry1, text::firstBootcodeRetry2}, action::readBootcode});
+    add(lines, Step::VirtualVersionGivenUp, noAnswer, text::bootcodeFail, Step::BootcodeGivenUp, action::giveUpRow, Kind::GivenUp, 2);
 
     // The model name
     add(lines, Step::ModelName, {Event::Answer},       "", Step::ModelName, action::takeModelName);
-    add(lines, CountedRetries{Step::ModelName, noAnswer, {"Read model name fail, retry 1.", "Read model name fail, retry 2."}, action::readModelName});
-    add(lines, Step::ModelName, {Event::Silence},      "Read model name fail, upgrade fail, exit.", Step::ModelName, action::failStep, Kind::GivenUp, 2);
-    add(lines, Step::ModelName, refusal,               "Read model name error, upgrade fail. ForcedUpgrade mode is required.", Step::ModelName, action::failStep, Kind::GivenUp, 2);
-    add(lines, Step::ModelName, {Event::ModelMatches}, "Model Name match.", Step::Bootcode, action::readFirstBootcode);
+    add(lines, CountedRetries{Step::ModelName, noAnswer, {text::modelNameRetry1, text::modelNameRetry2}, action::readModelName});
+    add(lines, Step::ModelName, {Event::Silence},      text::modelNameFail, Step::ModelName, action::failStep, Kind::GivenUp, 2);
+    add(lines, Step::ModelName, refusal,               text::modelNameError, Step::ModelName, action::failStep, Kind::GivenUp, 2);
+    add(lines, Step::ModelName, {Event::ModelMatches}, text::modelMatch, Step::Bootcode, action::readFirstBootcode);
     add(lines, Step::ModelName, {Event::ModelDiffers}, "", Step::ModelName, action::failStep);
 
     // Bootcode information of each row
     for (const Step step : {Step::Bootcode, Step::BootcodeRetry1, Step::BootcodeRetry2})
-        add(lines, step, {Event::Answer}, "Read the bootcode information of '%1' success.", Step::Bootcode, action::takeBootcode);
+        add(lines, step, {Event::Answer}, text::bootcodeRead, Step::Bootcode, action::takeBootcode);
     add(lines, StepRetries{{Step::Bootcode, Step::BootcodeRetry1, Step::BootcodeRetry2}, Step::BootcodeGivenUp, noAnswer,
-        {"Read the bootcode information of '%1' fail, retry 1.", "Read the bootcode information of '%1' fail, retry 2.",
-         "Read the bootcode information of '%1' fail, check the next mcu."}, action::readBootcode, action::giveUpRow});
+        {text::bootcodeRetry1, text::bootcodeRetry2,
+         text::bootcodeFail}, action::readBootcode, action::giveUpRow});
     add(lines, Step::Bootcode, {Event::RecordValid},          "", Step::ProductInfo, action::readProductInfo);
     add(lines, Step::Bootcode, {Event::RecordInvalid},        "", Step::Bootcode, action::refuseInvalidRecord);
-    add(lines, Step::Bootcode, {Event::RowsRead}, "Read all mcu(list) bootcode and product information done.", Step::Version, action::readFirstVersion);
+    add(lines, Step::Bootcode, {Event::RowsRead}, text::allInfoRead, Step::Version, action::readFirstVersion);
     add(lines, Step::BootcodeGivenUp, {Event::RowGivenUp},    "", Step::Bootcode, action::readNextBootcode);
     add(lines, Step::BootcodeGivenUp, {Event::MainGivenUp},   "", Step::BootcodeGivenUp, action::stopForMainBootcode);
 
     // Product information of each row
     for (const Step step : {Step::ProductInfo, Step::ProductInfoRetry1, Step::ProductInfoRetry2})
-        add(lines, step, {Event::Answer}, "Read the product information of '%1'  success.", Step::ProductInfo, action::takeProductInfo);
+        add(lines, step, {Event::Answer}, text::productInfoRead, Step::ProductInfo, action::takeProductInfo);
     add(lines, StepRetries{{Step::ProductInfo, Step::ProductInfoRetry1, Step::ProductInfoRetry2}, Step::ProductInfoGivenUp, noAnswer,
-        {"Read the product information of '%1' fail, retry 1.", "Read the product information of '%1' fail, retry 2.",
-         "Read the product information of '%1' fail, check the next mcu."}, action::readProductInfo, action::giveUpRow});
+        {text::productInfoRetry1, text::productInfoRetry2,
+         text::productInfoFail}, action::readProductInfo, action::giveUpRow});
     add(lines, Step::ProductInfo, {Event::RowRead},           "", Step::Bootcode, action::readNextBootcode);
-    add(lines, Step::ProductInfo, {Event::MainInBootcode}, "'%1' product information flag is valid, start to upgrade main mcu first.", Step::MainMcuFirst, action::chooseMainFirst);
+    add(lines, Step::ProductInfo, {Event::MainInBootcode}, text::mainMcuFirst, Step::MainMcuFirst, action::chooseMainFirst);
     add(lines, Step::ProductInfoGivenUp, {Event::RowGivenUp}, "", Step::Bootcode, action::readNextBootcode);
     add(lines, Step::ProductInfoGivenUp, {Event::MainGivenUp}, "", Step::ProductInfoGivenUp, action::stopForMainProductInfo);
 
@@ -158,8 +159,8 @@ void addReads(Lines &lines)
     for (const Step step : {Step::Version, Step::VersionRetry1, Step::VersionRetry2})
         add(lines, step, {Event::Answer}, "", Step::Version, action::takeVersion);
     add(lines, StepRetries{{Step::Version, Step::VersionRetry1, Step::VersionRetry2}, Step::VersionGivenUp, noAnswer,
-        {"Read the version information of '%1' fail, retry 1.", "Read the version information of '%1' fail, retry 2.",
-         "Read the version information of '%1' fail, check the next mcu."}, action::readVersion, action::giveUpVersion});
+        {text::versionRetry1, text::versionRetry2,
+         text::versionFail}, action::readVersion, action::giveUpVersion});
     add(lines, Step::VersionGivenUp, {Event::RowGivenUp},     "", Step::Version, action::readVersion);
     add(lines, Step::Version, {Event::RowsRead},              "", Step::NextItem, action::chooseFirst);
     add(lines, Step::Version, {Event::InfoComplete},          "", Step::Version, action::finishInfoRead);
@@ -180,11 +181,11 @@ void addImages(Lines &lines)
     for (const Step step : {Step::MainImage, Step::OtherImage})
         add(lines, step, {Event::ItemDone}, "", Step::NextItem, action::chooseNext);
     add(lines, Step::OtherImage, {Event::ImageWritten}, "", Step::NextItem, action::chooseAfterImage);
-    add(lines, Step::MainImage,  {Event::ImageWritten}, "The Main MCU is restarting, please wait.", Step::MainMcuRestarts, action::awaitRestart);
+    add(lines, Step::MainImage,  {Event::ImageWritten}, text::mainRestarts, Step::MainMcuRestarts, action::awaitRestart);
 
     // The main MCU restarts with its new image.
-    add(lines, Step::MainMcuRestarts, {Event::Answer},      "Upgrade Main MCU success.", Step::MainMcuIsBack, action::mainMcuIsBack);
-    addRestart(lines, Step::MainMcuRestarts, "Main MCU run fail.", Step::MainMcuIsLost);
+    add(lines, Step::MainMcuRestarts, {Event::Answer},      text::mainUpgraded, Step::MainMcuIsBack, action::mainMcuIsBack);
+    addRestart(lines, Step::MainMcuRestarts, text::mainRunFail, Step::MainMcuIsLost);
     add(lines, Step::MainMcuIsBack, {Event::ItemDone},      "", Step::NextItem, action::chooseNext);
     add(lines, Step::MainMcuIsBack, {Event::MainFirstDone}, "", Step::Bootcode, action::readNextBootcode);
 }
@@ -193,30 +194,30 @@ void addEnd(Lines &lines)
 {
     // The device reboots with everything it got. Any reply accepts the reboot.
     for (const Step step : {Step::Reboot, Step::RebootRetry1, Step::RebootRetry2})
-        add(lines, step, anyReply, "Start to reboot, please wait.", Step::SystemRestarts, action::awaitRestart);
+        add(lines, step, anyReply, text::rebootStarted, Step::SystemRestarts, action::awaitRestart);
     add(lines, StepRetries{{Step::Reboot, Step::RebootRetry1, Step::RebootRetry2}, Step::RebootFailed, {Event::Silence},
-        {"Reboot fail, retry 1.", "Reboot fail, retry 2.", "Reboot systerm fail."}, action::sendReboot, action::failLost});
+        {text::rebootRetry1, text::rebootRetry2, text::rebootFail}, action::sendReboot, action::failLost});
     add(lines, Step::SystemRestarts, {Event::Answer},            "", Step::SystemRestarts, action::systemIsBack);
-    addRestart(lines, Step::SystemRestarts, "Systerm run fail.", Step::SystemIsLost);
+    addRestart(lines, Step::SystemRestarts, text::systemRunFail, Step::SystemIsLost);
     add(lines, Step::SystemRestarts, {Event::InfoWriteDue},      "", Step::WriteInfo, action::writeInfoAfterRun);
-    add(lines, Step::SystemRestarts, {Event::NothingToSet},      "Ignore to set virtual version.", Step::Done, action::finishWithoutImages);
+    add(lines, Step::SystemRestarts, {Event::NothingToSet},      text::ignoreVirtualVersion, Step::Done, action::finishWithoutImages);
 
     // The virtual version, the last word of an upgrade
-    add(lines, Step::SystemRestarts, {Event::VirtualVersionDue}, "Start to set virtual version.", Step::SetVirtualVersion, action::setVirtualVersion);
+    add(lines, Step::SystemRestarts, {Event::VirtualVersionDue}, text::startVirtualVersion, Step::SetVirtualVersion, action::setVirtualVersion);
     add(lines, Step::SetVirtualVersion, {Event::Answer},         "", Step::SetVirtualVersion, action::takeVirtualVersionSet);
-    add(lines, CountedRetries{Step::SetVirtualVersion, noAnswer, {"Set virtual version fail, retry 1.", "Set virtual version fail, retry 2."}, action::setVirtualVersion});
-    add(lines, Step::SetVirtualVersion, noAnswer, "Set virtual version fail, upgrade fail.", Step::SetVirtualVersion, action::failStep, Kind::GivenUp, 2);
-    add(lines, Step::SetVirtualVersion, {Event::VersionSet},     "Set virtual version success.", Step::Done, action::finishComplete);
-    add(lines, Step::SetVirtualVersion, {Event::VersionRefused}, "Set virtual version fail.", Step::VirtualVersionRefused, action::finishWithoutVirtualVersion);
+    add(lines, CountedRetries{Step::SetVirtualVersion, noAnswer, {text::setVirtualVersionRetry1, text::setVirtualVersionRetry2}, action::setVirtualVersion});
+    add(lines, Step::SetVirtualVersion, noAnswer, text::setVirtualVersionFail, Step::SetVirtualVersion, action::failStep, Kind::GivenUp, 2);
+    add(lines, Step::SetVirtualVersion, {Event::VersionSet},     text::virtualVersionSet, Step::Done, action::finishComplete);
+    add(lines, Step::SetVirtualVersion, {Event::VersionRefused}, text::virtualVersionNotSet, Step::VirtualVersionRefused, action::finishWithoutVirtualVersion);
 }
 
 void addInfoWrites(Lines &lines)
 {
     for (const Step step : {Step::WriteInfo, Step::WriteInfoRetry1, Step::WriteInfoRetry2})
-        add(lines, step, {Event::Answer}, "Write '%1' product information success.", Step::WriteInfo, action::takeInfoWritten);
+        add(lines, step, {Event::Answer}, text::infoWritten, Step::WriteInfo, action::takeInfoWritten);
     add(lines, StepRetries{{Step::WriteInfo, Step::WriteInfoRetry1, Step::WriteInfoRetry2}, Step::WriteInfoGivenUp, noAnswer,
-        {"Write '%1' product information fail, retry 1.", "Write '%1' product information fail, retry 2.",
-         "Write '%1' product information fail, write the next mcu."}, action::writeInfo, action::giveUpInfoWrite});
+        {text::infoWriteRetry1, text::infoWriteRetry2,
+         text::infoWriteFail}, action::writeInfo, action::giveUpInfoWrite});
     add(lines, Step::WriteInfoGivenUp, {Event::RowGivenUp},   "", Step::WriteInfo, action::writeInfo);
     add(lines, Step::WriteInfo, {Event::InfoWritesDone},      "", Step::Idle, action::finishInfoWrites);
 }
