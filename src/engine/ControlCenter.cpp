@@ -135,11 +135,8 @@ void ControlCenter::connectParts()
 {
     Parts &parts = *m_parts;
     CoreUpload *const uploader = &parts.writer.uploader();
-    const auto setTransports = [&parts, uploader] {
-        uploader->setTransports(parts.links.activeSerial(), parts.links.activeNetwork());
-    };
-    setTransports();
-    connect(&parts.links, &DeviceLinks::switched, uploader, setTransports);
+    uploader->setLink(parts.links.activeLink());
+    connect(&parts.links, &DeviceLinks::switched, uploader, &CoreUpload::setLink);
     connect(&parts.links, &DeviceLinks::received, this, &ControlCenter::onChunk);
     connect(&parts.links, &DeviceLinks::networkConnected, this, &ControlCenter::netconnected);
     connect(&parts.links, &DeviceLinks::networkDisconnected, this, &ControlCenter::netdisconnected);

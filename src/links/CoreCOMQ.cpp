@@ -54,12 +54,13 @@ bool hungUp(int handle)
 
 } // namespace
 
-CoreCOMQ::CoreCOMQ(QObject *parent) : QObject(parent), m_port(new QSerialPort(this))
+CoreCOMQ::CoreCOMQ(QObject *parent) : DeviceLink(parent), m_port(new QSerialPort(this))
 {
     connect(m_port, SIGNAL(readyRead()), this, SLOT(recvMsg()));
     // Queued: the port must not be closed inside its own notifier.
     connect(m_port, &QSerialPort::errorOccurred, this, &CoreCOMQ::closeBrokenPort,
             Qt::QueuedConnection);
+    connect(this, &CoreCOMQ::signalReceiveDatas, this, &DeviceLink::received);
 }
 
 bool CoreCOMQ::open(const QString &portName, int baudRate, int dataBits, int stopBits,
@@ -76,6 +77,12 @@ bool CoreCOMQ::open(const QString &portName, int baudRate, int dataBits, int sto
     applyStopBits(*m_port, stopBits);
     applyParity(*m_port, parity);
     return true;
+}
+
+bool CoreCOMQ::openAt(const QString &portName, int baudRate)
+{
+    return open(portName, baudRate, QSerialPort::Data8, QSerialPort::OneStop,
+                QStringLiteral("NoParity"));
 }
 
 void CoreCOMQ::close()
@@ -97,6 +104,11 @@ bool CoreCOMQ::sendMsg(const unsigned char *bytes, int length)
     qCDebug(logLink) << "sendMsg:canRead:true";
     qCDebug(logLinkBytes) << "out" << QByteArray::fromRawData(characters, length).toHex(' ');
     return sent;
+}
+
+bool CoreCOMQ::send(const QByteArray &frame)
+{
+    return sendMsg(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
 }
 
 bool CoreCOMQ::sendText(const QString &command)
@@ -139,11 +151,12 @@ qint64 CoreCOMQ::writeBytes(const char *bytes, qint64 length)
  *  of it may come when another port is open already, whose own state counts then. */
 void CoreCOMQ::closeBrokenPort(QSerialPort::SerialPortError error)
 {
-    const bool lost =
+    const bool gone =
         error == m_port->error() && (error == QSerialPort::ResourceError ||
                                      (error == QSerialPort::ReadError && hungUp(m_port->handle())));
-    if (!lost || !m_port->isOpen())
+    if (!gone || !m_port->isOpen())
         return;
     qCDebug(logLink) << "serial line lost" << m_port->errorString();
     close();
+    emit lost();
 }

@@ -1,20 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "links/DeviceLink.h"
+
 #include <QList>
-#include <QObject>
 #include <QSerialPort>
 
 /**
  * The serial link to the device's MCUs: opens one port, writes frames at once and hands on every
  * chunk that arrives. Does no framing.
  */
-class CoreCOMQ : public QObject
+class CoreCOMQ : public DeviceLink
 {
     Q_OBJECT
 
 public:
     explicit CoreCOMQ(QObject *parent = nullptr);
+
+    const char *label() const override { return "com"; }
 
     /**
      * Opens `portName` (a name such as "ttyS2" or a path), closing what was open before, and then
@@ -23,11 +26,14 @@ public:
      */
     virtual bool open(const QString &portName, int baudRate, int dataBits, int stopBits,
                       const QString &parity);
-    virtual void close();
-    virtual bool isOpen() const;
+    /** The same with 8 data bits, 1 stop bit and no parity. */
+    bool openAt(const QString &portName, int baudRate) override;
+    void close() override;
+    bool isOpen() const override;
 
     /** Writes one frame and expects a reply from now on. False when the write failed. */
     bool sendMsg(const unsigned char *bytes, int length);
+    bool send(const QByteArray &frame) override;
 
     /** Writes a text command. Its length counts in 8 bits and at most 99 bytes of it go out. */
     bool sendText(const QString &command);

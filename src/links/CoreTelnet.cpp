@@ -5,7 +5,12 @@
 
 #include <utility>
 
-CoreTelnet::CoreTelnet(QObject *parent) : QObject(parent) {}
+CoreTelnet::CoreTelnet(QObject *parent) : DeviceLink(parent)
+{
+    connect(this, &CoreTelnet::connected, this, &DeviceLink::opened);
+    connect(this, &CoreTelnet::read, this, &DeviceLink::received);
+    connect(this, &CoreTelnet::disconnected, this, &DeviceLink::lost);
+}
 
 CoreTelnet::~CoreTelnet()
 {
@@ -29,6 +34,12 @@ void CoreTelnet::connectTo(const QString &IP, quint16 port)
                 qCDebug(logLink) << "network link:" << state << m_socket->errorString();
             });
     m_socket->connectToHost(IP, port, QIODevice::ReadWrite, QAbstractSocket::AnyIPProtocol);
+}
+
+bool CoreTelnet::openAt(const QString &IP, int port)
+{
+    connectTo(IP, quint16(port));
+    return false;
 }
 
 void CoreTelnet::close()

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "links/DeviceLink.h"
+
 #include <QList>
-#include <QObject>
 #include <QTcpSocket>
 
 #include <functional>
@@ -11,7 +12,7 @@
  * The network link to a device: one TCP client connection that carries the same frames as the
  * serial line. Does no framing and sets no time limit of its own.
  */
-class CoreTelnet : public QObject
+class CoreTelnet : public DeviceLink
 {
     Q_OBJECT
 
@@ -22,14 +23,17 @@ public:
     explicit CoreTelnet(QObject *parent = nullptr);
     ~CoreTelnet() override;
 
+    const char *label() const override { return "net"; }
     /** Starts a connection, dropping the one before. The outcome comes as a signal. */
     void connectTo(const QString &IP, quint16 port);
-    void close();
-    bool isConnected() const { return m_connected; }
+    bool openAt(const QString &IP, int port) override;
+    void close() override;
+    bool isOpen() const override { return m_connected; }
 
     /** Writes when connected; returns the connected flag, not the result of the write. */
     bool write(const QByteArray &data);
     bool write(const unsigned char *bytes, int length);
+    bool send(const QByteArray &frame) override { return write(frame); }
 
     /** A link without a hook leaves the reply pairing to others. */
     void setFrameHook(FrameHook hook);

@@ -32,11 +32,6 @@ AssemblerRules replyRules(mcu::FrameAddress address)
     return rules;
 }
 
-QByteArray hexOf(const unsigned char *bytes, int length)
-{
-    return QByteArray::fromRawData(reinterpret_cast<const char *>(bytes), length).toHex(' ');
-}
-
 } // namespace
 
 std::atomic<double> CoreUpload::m_FWPersent{0.0};
@@ -58,8 +53,7 @@ CoreUpload::CoreUpload(const TimeOuts &timeOuts, const Pauses &pauses, QObject *
 
 void CoreUpload::setTransports(CoreCOMQ *serial, CoreTelnet *network)
 {
-    m_serial = serial;
-    m_network = network;
+    setLink(serial != nullptr ? static_cast<DeviceLink *>(serial) : network);
 }
 
 void CoreUpload::setAddress(mcu::FrameAddress address)
@@ -132,8 +126,7 @@ bool CoreUpload::sendCommand(quint16 word, int length, const unsigned char *payl
     const QByteArray frame = mcu::buildFrame(mcu::hostStart, m_address, word, bytes);
     m_assembler.reset();
     m_sendTimer->start(m_packer.lastBlockSent() ? m_timeOuts.lastBlock : m_timeOuts.block);
-    const bool sent =
-        sendRaw(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
+    const bool sent = transmit(frame);
     // The device waits for the block, and for nothing that is written about it.
     qCDebug(logUpload) << "bLastSent:" << m_packer.lastBlockSent();
     standardError::write(sent ? uploadText::sendDone : uploadText::sendFailed);
@@ -142,17 +135,17 @@ bool CoreUpload::sendCommand(quint16 word, int length, const unsigned char *payl
 
 bool CoreUpload::sendRaw(const unsigned char *bytes, int length)
 {
-    if (bytes == nullptr || length == 0)
-        return false;
-    bool sent = true;
-    if (m_serial != nullptr) {
-        sent = m_serial->sendMsg(bytes, length);
-        qCDebug(logUpload) << (sent ? "comsend successfully" : "comsend failed");
-    } else if (m_network != nullptr) {
-        sent = m_network->write(bytes, length);
-        qCDebug(logUpload) << (sent ? "netsend successfully" : "netsend failed");
-    }
-    qCDebug(logUploadBytes) << "out" << hexOf(bytes, length);
+    return bytes != nullptr && length != 0 &&
+           transmit(QByteArray(reinterpret_cast<const char *>(bytes), length));
+}
+
+bool CoreUpload::transmit(const QByteArray &frame)
+{
+    const bool sent = m_link == nullptr || m_link->send(frame);
+    if (m_link != nullptr)
+        qCDebug(logUpload).nospace()
+            << m_link->label() << (sent ? "send successfully" : "send failed");
+    qCDebug(logUploadBytes) << "out" << frame.toHex(' ');
     return sent;
 }
 

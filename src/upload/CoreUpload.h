@@ -13,6 +13,7 @@
 
 class CoreCOMQ;
 class CoreTelnet;
+class DeviceLink;
 
 /**
  * Writes one image into one MCU that is in its update mode: a block, its acknowledgement, the next
@@ -30,7 +31,9 @@ public:
     explicit CoreUpload(const TimeOuts &timeOuts = TimeOuts(), const Pauses &pauses = Pauses(),
                         QObject *parent = nullptr);
 
-    /** Exactly one of the two is set; neither is owned. */
+    /** The link that blocks go out on, which is not owned; without one they go nowhere. */
+    void setLink(DeviceLink *link) { m_link = link; }
+    /** The same with one of the two set. */
     void setTransports(CoreCOMQ *serial, CoreTelnet *network);
     void setAddress(mcu::FrameAddress address);
 
@@ -70,14 +73,14 @@ private:
     void goOn();
     void sendNextBlock();
     bool sendBlock();
+    bool transmit(const QByteArray &frame);
     void repeatOrFail();
     void say(const QString &line);
     void finish(const QString &verdict);
 
     TimeOuts m_timeOuts;
     Pauses m_pauses;
-    CoreCOMQ *m_serial = nullptr;
-    CoreTelnet *m_network = nullptr;
+    DeviceLink *m_link = nullptr;
     mcu::FrameAddress m_address;
     BlockPacker m_packer;
     FrameAssembler m_assembler;

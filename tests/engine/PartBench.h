@@ -8,45 +8,43 @@
 #include "engine/report/RunProgress.h"
 #include "engine/report/RunReporter.h"
 #include "engine/report/RunRows.h"
-#include "links/CoreCOMQ.h"
+#include "links/DeviceLink.h"
+#include "links/LinkState.h"
 #include "protocol/McuFrame.h"
 
 #include <QStringList>
 
-/** A serial link that keeps what is sent, and delivers what a test hands in. */
-class RecordingCOMQ : public CoreCOMQ
+/** A link that keeps what is sent, and delivers what a test hands in. */
+class FakeDeviceLink : public DeviceLink
 {
     Q_OBJECT
 
 public:
-    using CoreCOMQ::CoreCOMQ;
+    using DeviceLink::DeviceLink;
 
-    bool open(const QString &portName, int, int, int, const QString &) override
+    const char *label() const override { return "fake"; }
+    bool openAt(const QString &address, int number) override
     {
-        opened += portName;
-        m_open = present;
-        return m_open;
+        openedAt += QStringLiteral("%1 %2").arg(address).arg(number);
+        open = present;
+        return open;
     }
-    void close() override { m_open = false; }
-    bool isOpen() const override { return m_open; }
-    void deliver(const QByteArray &bytes) { emit signalReceiveDatas(bytes); }
+    void close() override { open = false; }
+    bool isOpen() const override { return open; }
+    bool send(const QByteArray &frame) override
+    {
+        link::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
+        if (!refusesWrites)
+            sent += frame;
+        return !refusesWrites;
+    }
+    void deliver(const QByteArray &bytes) { emit received(bytes); }
 
     bool present = true;
+    bool open = false;
     bool refusesWrites = false;
-    QStringList opened;
+    QStringList openedAt;
     QList<QByteArray> sent;
-
-protected:
-    qint64 writeBytes(const char *bytes, qint64 length) override
-    {
-        if (refusesWrites)
-            return -1;
-        sent += QByteArray(bytes, int(length));
-        return length;
-    }
-
-private:
-    bool m_open = false;
 };
 
 /** The parts below the engine's runs, over a link that a test plays. */
@@ -76,7 +74,7 @@ struct PartBench
     QStringList lines;
     QList<RunEvent> events;
     QList<double> percents;
-    RecordingCOMQ *link = nullptr;
+    FakeDeviceLink *link = nullptr;
 
     EngineOutput output;
     RunRows rows;
@@ -90,7 +88,7 @@ private:
     LinkFactory factory()
     {
         LinkFactory made;
-        made.serial = [this](QObject *owner) { return link = new RecordingCOMQ(owner); };
+        made.serial = [this](QObject *owner) { return link = new FakeDeviceLink(owner); };
         return made;
     }
 };

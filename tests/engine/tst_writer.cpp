@@ -23,7 +23,7 @@ struct WriterBench : PartBench
     WriterBench() : writer(channel, rows, output, report, withoutPauses(), &parent)
     {
         rows.reset({"AUX,1,0"});
-        writer.uploader().setTransports(links.activeSerial(), nullptr);
+        writer.uploader().setLink(link);
         QObject::connect(&writer, &ImageWriter::ended, &parent,
                          [this](bool written) { results += written; });
         QObject::connect(&channel, &CommandChannel::updateModeReplied, &writer,

@@ -27,7 +27,7 @@ struct Device
     {
         const int before = sockets.size();
         link.connectTo(QStringLiteral("127.0.0.1"), server.serverPort());
-        return waitFor([&] { return link.isConnected() && sockets.size() > before; });
+        return waitFor([&] { return link.isOpen() && sockets.size() > before; });
     }
 
     QByteArray read(int socket, int count)
@@ -58,6 +58,7 @@ private slots:
     void connectsAgainAfterTheEnd();
     void deletedWhileOpen();
     void hookSeesEveryFrame();
+    void asADeviceLink();
 };
 
 void TestNetwork::metaObject()
@@ -97,7 +98,7 @@ void TestNetwork::writeBeforeConnected()
     CoreTelnet link;
     link.connectTo(QStringLiteral("127.0.0.1"), device.server.serverPort());
     QVERIFY(!link.write(QByteArray("too early")));
-    QVERIFY(waitFor([&] { return link.isConnected() && !device.sockets.isEmpty(); }));
+    QVERIFY(waitFor([&] { return link.isOpen() && !device.sockets.isEmpty(); }));
     QVERIFY(link.write(QByteArray("|")));
     QCOMPARE(device.read(0, 1), QByteArray("|"));
 }
@@ -124,13 +125,13 @@ void TestNetwork::secondConnectDropsTheFirst()
     device.sockets.first()->write("late words of the first");
     device.sockets.first()->flush();
     link.connectTo(QStringLiteral("127.0.0.1"), device.server.serverPort());
-    QVERIFY(!link.isConnected());
-    QVERIFY(waitFor([&] { return link.isConnected() && device.sockets.size() == 2; }));
+    QVERIFY(!link.isOpen());
+    QVERIFY(waitFor([&] { return link.isOpen() && device.sockets.size() == 2; }));
     QVERIFY(waitFor(
         [&] { return device.sockets.first()->state() == QAbstractSocket::UnconnectedState; }));
     // The first one's end and its bytes are nothing to the second.
     settle();
-    QVERIFY(link.isConnected());
+    QVERIFY(link.isOpen());
     QVERIFY(received.isEmpty());
     QVERIFY(link.write(QByteArray("second")));
     QCOMPARE(device.read(1, 6), QByteArray("second"));
@@ -144,7 +145,7 @@ void TestNetwork::connectWhileConnecting()
     QSignalSpy disconnected(&link, &CoreTelnet::disconnected);
     link.connectTo(QStringLiteral("127.0.0.1"), device.server.serverPort());
     link.connectTo(QStringLiteral("127.0.0.1"), device.server.serverPort());
-    QVERIFY(waitFor([&] { return link.isConnected(); }));
+    QVERIFY(waitFor([&] { return link.isOpen(); }));
     settle();
     QCOMPARE(connected.count(), 1);
     QCOMPARE(disconnected.count(), 0);
@@ -157,7 +158,7 @@ void TestNetwork::closes()
     QVERIFY(device.take(link));
     QVERIFY(link.write(QByteArray("last words")));
     link.close();
-    QVERIFY(!link.isConnected());
+    QVERIFY(!link.isOpen());
     QVERIFY(!link.write(QByteArray("too late")));
     // What was written before still arrives, and then the connection ends.
     QCOMPARE(device.read(0, 10), QByteArray("last words"));
@@ -179,7 +180,7 @@ void TestNetwork::closedWithMuchPending()
     QVERIFY(waitFor(
         [&] { return device.sockets.first()->state() == QAbstractSocket::UnconnectedState; }));
     settle();
-    QVERIFY(link.isConnected());
+    QVERIFY(link.isOpen());
     QCOMPARE(disconnected.count(), 0);
     QVERIFY(link.write(QByteArray("second")));
     QCOMPARE(device.read(1, 6), QByteArray("second"));
@@ -193,7 +194,7 @@ void TestNetwork::peerCloses()
     QVERIFY(device.take(link));
     device.sockets.first()->close();
     QVERIFY(waitFor([&] { return disconnected.count() == 1; }));
-    QVERIFY(!link.isConnected());
+    QVERIFY(!link.isOpen());
     QVERIFY(!link.write(QByteArray("nobody")));
 }
 
@@ -214,7 +215,7 @@ void TestNetwork::peerIsAbsent()
     some.start(100);
     QVERIFY(waitFor([&] { return !some.isActive(); }));
     QCOMPARE(connected.count() + disconnected.count(), 0);
-    QVERIFY(!link.isConnected());
+    QVERIFY(!link.isOpen());
 }
 
 void TestNetwork::connectsAgainAfterTheEnd()
@@ -224,7 +225,7 @@ void TestNetwork::connectsAgainAfterTheEnd()
     for (int turn = 0; turn < 3; ++turn) {
         QVERIFY(device.take(link));
         device.sockets.last()->abort();
-        QVERIFY(waitFor([&] { return !link.isConnected(); }));
+        QVERIFY(waitFor([&] { return !link.isOpen(); }));
     }
 }
 
@@ -260,6 +261,29 @@ void TestNetwork::hookSeesEveryFrame()
     link.close();
     QVERIFY(!link.write(QByteArray("three")));
     QCOMPARE(seen.size(), 2);
+}
+
+void TestNetwork::asADeviceLink()
+{
+    Device device;
+    CoreTelnet network;
+    DeviceLink &link = network;
+    QSignalSpy opened(&link, &DeviceLink::opened);
+    QSignalSpy received(&link, &DeviceLink::received);
+    QSignalSpy lost(&link, &DeviceLink::lost);
+    QCOMPARE(link.label(), "net");
+    QVERIFY(!link.openAt(QStringLiteral("127.0.0.1"), device.server.serverPort()));
+    QVERIFY(!link.send("too early"));
+    QVERIFY(waitFor([&] { return opened.count() == 1 && device.sockets.size() == 1; }));
+    QVERIFY(link.isOpen());
+    QVERIFY(link.send("frame"));
+    QCOMPARE(device.read(0, 5), QByteArray("frame"));
+    device.sockets.first()->write("reply");
+    QVERIFY(waitFor([&] { return received.count() == 1; }));
+    QCOMPARE(received.first().first().toByteArray(), QByteArray("reply"));
+    device.sockets.first()->close();
+    QVERIFY(waitFor([&] { return lost.count() == 1; }));
+    QVERIFY(!link.isOpen());
 }
 
 QTEST_GUILESS_MAIN(TestNetwork)

@@ -6,6 +6,7 @@
 
 #include <QAbstractEventDispatcher>
 #include <QSerialPortInfo>
+#include <QSignalSpy>
 #include <QtTest>
 
 namespace {
@@ -55,6 +56,7 @@ private slots:
     void textCommandToAClosedPort();
     void masterHangsUp();
     void opensAgainAfterHangUp();
+    void asADeviceLink();
     void listsPorts();
 };
 
@@ -286,6 +288,32 @@ void TestSerial::opensAgainAfterHangUp()
     QVERIFY(link.isOpen());
     QVERIFY(send(link, "again"));
     QCOMPARE(pty.read(5), QByteArray("again"));
+}
+
+void TestSerial::asADeviceLink()
+{
+    Pty pty;
+    CoreCOMQ serial;
+    DeviceLink &link = serial;
+    QSignalSpy received(&link, &DeviceLink::received);
+    QSignalSpy lost(&link, &DeviceLink::lost);
+    QCOMPARE(link.label(), "com");
+    QVERIFY(!link.openAt(QStringLiteral("no-such-port"), 57600));
+    QVERIFY(link.openAt(pty.port(), 57600));
+    QCOMPARE(settings(serial), QStringLiteral("57600 8 1 0 0"));
+    QVERIFY(link.send("123456789"));
+    QCOMPARE(pty.read(9), QByteArray("123456789"));
+    QCOMPARE(currentCommandKey, quint16('8' + 256 * '9'));
+    pty.write("reply");
+    QVERIFY(waitFor([&] { return received.count() == 1; }));
+    QCOMPARE(received.first().first().toByteArray(), QByteArray("reply"));
+    link.close();
+    QCOMPARE(lost.count(), 0);
+    QVERIFY(link.openAt(pty.port(), 57600));
+    pty.hangUp();
+    QVERIFY(waitFor([&] { return lost.count() == 1; }));
+    QVERIFY(!link.isOpen());
+    QVERIFY(!link.send("nothing"));
 }
 
 void TestSerial::listsPorts()

@@ -35,7 +35,7 @@ struct NetworkTransfer
         if (!server.listen(QHostAddress::LocalHost))
             return false;
         link.connectTo(QStringLiteral("127.0.0.1"), server.serverPort());
-        return waitFor([this] { return link.isConnected() && device != nullptr; });
+        return waitFor([this] { return link.isOpen() && device != nullptr; });
     }
 
     void answer()

@@ -10,19 +10,20 @@
 
 namespace {
 
-constexpr int dataBits = 8;
-constexpr int stopBits = 1;
-
-bool sendOver(CoreCOMQ &serial, const QByteArray &frame)
+/** A network link that takes part in the pairing of replies. */
+DeviceLink *pairedTelnet(QObject *parent)
 {
-    return serial.sendMsg(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
+    auto *network = new CoreTelnet(parent);
+    network->setFrameHook([](const QByteArray &frame) {
+        link::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
+    });
+    return network;
 }
 
 } // namespace
 
 LinkFactory::LinkFactory()
-    : serial([](QObject *parent) { return new CoreCOMQ(parent); }),
-      network([](QObject *parent) { return new CoreTelnet(parent); })
+    : serial([](QObject *parent) { return new CoreCOMQ(parent); }), network(pairedTelnet)
 {
 }
 
@@ -37,14 +38,7 @@ void DeviceLinks::open(const QString &port)
 {
     m_portName = port;
     adopt(configured());
-    openSerial();
-}
-
-void DeviceLinks::openSerial()
-{
-    const bool opened =
-        m_serial != nullptr && m_serial->open(m_portName, m_baudRate.toInt(), dataBits, stopBits,
-                                              QStringLiteral("NoParity"));
+    const bool opened = m_serial != nullptr && m_serial->openAt(m_portName, m_baudRate.toInt());
     m_down = !opened;
     if (opened) {
         m_output.list({QString::fromLatin1(key::connectSuccess), m_portName});
@@ -77,7 +71,15 @@ void DeviceLinks::close()
 void DeviceLinks::connectNetwork(const QString &address, quint16 port)
 {
     makeNetwork();
-    m_network->connectTo(address, port);
+    m_network->openAt(address, port);
+}
+
+void DeviceLinks::makeSerial()
+{
+    if (m_serial != nullptr)
+        return;
+    m_serial = m_factory.serial(this);
+    relay(m_serial);
 }
 
 void DeviceLinks::makeNetwork()
@@ -85,14 +87,21 @@ void DeviceLinks::makeNetwork()
     if (m_network != nullptr)
         return;
     m_network = m_factory.network(this);
-    connect(m_network, &CoreTelnet::connected, this, [this] {
+    relay(m_network);
+    connect(m_network, &DeviceLink::opened, this, [this] {
         m_down = false;
         adopt(Kind::Network);
         emit networkConnected();
     });
-    connect(m_network, &CoreTelnet::disconnected, this, &DeviceLinks::networkDisconnected);
-    m_network->setFrameHook([](const QByteArray &frame) {
-        link::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
+    connect(m_network, &DeviceLink::lost, this, &DeviceLinks::networkDisconnected);
+}
+
+/** Replies are taken from the active link alone. */
+void DeviceLinks::relay(DeviceLink *link)
+{
+    connect(link, &DeviceLink::received, this, [this, link](const QByteArray &chunk) {
+        if (link == activeLink())
+            emit received(chunk);
     });
 }
 
@@ -111,47 +120,34 @@ DeviceLinks::Kind DeviceLinks::configured()
 /** Makes one link the one that frames go out on and replies are taken from. */
 void DeviceLinks::adopt(Kind kind)
 {
-    if (kind == Kind::Serial && m_serial == nullptr)
-        m_serial = m_factory.serial(this);
+    if (kind == Kind::Serial)
+        makeSerial();
     if (kind == Kind::Network)
         makeNetwork();
     else if (m_network != nullptr)
         m_network->close(); // one that is still being made would take over in mid-run
-    if (m_serial != nullptr)
-        m_serial->disconnect(SIGNAL(signalReceiveDatas(QByteArray)));
-    if (m_network != nullptr)
-        m_network->disconnect(SIGNAL(read(QByteArray)));
-
     m_active = kind;
-    if (kind == Kind::Serial)
-        connect(m_serial, &CoreCOMQ::signalReceiveDatas, this, &DeviceLinks::received);
-    else if (kind == Kind::Network)
-        connect(m_network, &CoreTelnet::read, this, &DeviceLinks::received);
-    emit switched();
+    emit switched(activeLink());
+}
+
+DeviceLink *DeviceLinks::activeLink() const
+{
+    if (m_active == Kind::None)
+        return nullptr;
+    return m_active == Kind::Serial ? m_serial : m_network;
 }
 
 bool DeviceLinks::isOpen() const
 {
-    if (m_down)
-        return false;
-    return (m_active == Kind::Serial && m_serial->isOpen()) ||
-           (m_active == Kind::Network && m_network->isConnected());
+    return !m_down && activeLink() != nullptr && activeLink()->isOpen();
 }
 
 bool DeviceLinks::send(const QByteArray &frame)
 {
-    switch (m_active) {
-    case Kind::Serial:
-        return sendOver(*m_serial, frame);
-    case Kind::Network:
-        return m_network->write(frame);
-    case Kind::None:
-        break;
-    }
-    return false;
+    return activeLink() != nullptr && activeLink()->send(frame);
 }
 
 bool DeviceLinks::sendSerial(const QByteArray &frame)
 {
-    return m_serial != nullptr && sendOver(*m_serial, frame);
+    return m_serial != nullptr && m_serial->send(frame);
 }

@@ -1,26 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/Platform.h"
-
-#include <QByteArray>
-#include <QObject>
-#include <QString>
+#include "links/DeviceLink.h"
 
 #include <atomic>
 #include <functional>
 
-class CoreCOMQ;
-class CoreTelnet;
 class EngineOutput;
 
 /** Makes the engine's device links; tests hand in links of their own. */
 struct LinkFactory
 {
+    using Make = std::function<DeviceLink *(QObject *parent)>;
+
     LinkFactory();
 
-    std::function<CoreCOMQ *(QObject *parent)> serial;
-    std::function<CoreTelnet *(QObject *parent)> network;
+    Make serial;
+    Make network;
 };
 
 /** The two links to the device: which one is active, and how it is opened, closed and switched. */
@@ -50,30 +46,30 @@ public:
     /** Sends over the serial link, whichever is active. */
     bool sendSerial(const QByteArray &frame);
 
-    /** The active link, each of them null unless it is of that kind. */
-    CoreCOMQ *activeSerial() const { return m_active == Kind::Serial ? m_serial : nullptr; }
-    CoreTelnet *activeNetwork() const { return m_active == Kind::Network ? m_network : nullptr; }
+    /** Null when there is none. */
+    DeviceLink *activeLink() const;
 
 signals:
     /** Bytes of the active link. */
     void received(const QByteArray &chunk);
-    /** Another link is active, or the same one once more. */
-    void switched();
+    /** This link is active now, maybe the same one once more; null for none. */
+    void switched(DeviceLink *link);
     void networkConnected();
     void networkDisconnected();
 
 private:
     static Kind configured();
     void adopt(Kind kind);
-    void openSerial();
+    void makeSerial();
     void makeNetwork();
+    void relay(DeviceLink *link);
 
     const LinkFactory m_factory;
     const EngineOutput &m_output;
     QString m_portName;
     QString m_baudRate;
-    CoreCOMQ *m_serial = nullptr;
-    CoreTelnet *m_network = nullptr;
+    DeviceLink *m_serial = nullptr;
+    DeviceLink *m_network = nullptr;
     Kind m_active = Kind::None;
     std::atomic<bool> m_down{true};
 };
