@@ -17,11 +17,13 @@
 #include "engine/runs/NetInstall.h"
 #include "engine/runs/RunEnd.h"
 #include "engine/runs/UpgradeRun.h"
+#include "engine/steps/StepActions.h"
 #include "engine/steps/StepMachine.h"
 #include "planning/LateAnswer.h"
 #include "platform/Log.h"
 #include "protocol/Progress.h"
 #include "protocol/WireText.h"
+#include "protocol/CommandWords.h"
 #include "upload/CoreUpload.h"
 
 #include <algorithm>
@@ -72,12 +74,27 @@ struct ControlCenter::Parts
           shelf(output, [this] { reportUnreadablePackage(rows, output, progress); }),
           builder(output),
           end({guard, channel, writer, package, rows, output, report, progress}),
-          netInstall({channel, output, report, progress, end}, platform),
-          upgrade({rows, shelf, package, output, report, progress, writer, netInstall}, platform),
+          netInstall(
+              {output, report, progress,
+               [this](quint16 word, quint8 status) { return channel.sendStatus(word, status); },
+               [this](const RunOutcome &outcome) { end.finish(outcome); }},
+              platform),
+          upgrade({rows, shelf, package, output, report, progress,
+                   [this](quint8 type, quint8 index, const QByteArray &image) {
+                       writer.write(type, index, image);
+                   },
+                   [this](ByteSource &image) { return netInstall.installFromPackage(image); }},
+                  platform),
           infoRead(rows, output),
-          infoWrite(rows, channel, output, shelf),
-          steps({rows, channel, output, report, shelf, writer, upgrade, infoRead, infoWrite, end},
-                [this](Step step) { return rows.value(rowOf(step), field::name); })
+          infoWrite(
+              rows, output,
+              [this](const QByteArray &payload) {
+                  channel.request(command::writeProductInformation, payload);
+              },
+              [this] { return shelf.json(); }),
+          context{rows, channel, output, report, shelf, writer, upgrade, infoRead, infoWrite, end},
+          steps({output, report, [this](Step step) { return rows.value(rowOf(step), field::name); },
+                 [this](Action action, const Reply &reply) { return action(context, reply); }})
     {
     }
 
@@ -101,6 +118,7 @@ struct ControlCenter::Parts
     UpgradeRun upgrade;
     InfoRead infoRead;
     InfoWrite infoWrite;
+    StepContext context;
     StepMachine steps;
 };
 

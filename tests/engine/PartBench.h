@@ -47,14 +47,31 @@ public:
     QList<QByteArray> sent;
 };
 
-/** The parts below the engine's runs, over a link that a test plays. */
-struct PartBench
+/** The parts that every other one reports to, and what they got. */
+struct ReportBench
 {
-    PartBench()
+    ReportBench()
         : output([this](const QStringList &list) { lines += list.join(QLatin1Char('|')); }),
           report([this](const RunEvent &event) { events += event; }),
-          progress(rows, output, report, [this](double percent) { percents += percent; }),
-          guard(platform.timeOuts.runGuard, &parent),
+          progress(rows, output, report, [this](double percent) { percents += percent; })
+    {
+    }
+
+    QStringList lines;
+    QList<RunEvent> events;
+    QList<double> percents;
+
+    EngineOutput output;
+    RunRows rows;
+    RunReporter report;
+    RunProgress progress;
+};
+
+/** The parts below the engine's runs, over a link that a test plays. */
+struct PartBench : ReportBench
+{
+    PartBench()
+        : guard(platform.timeOuts.runGuard, &parent),
           links(factory(), output, QStringLiteral("57600"), &parent),
           channel(
               links, guard, [](const Reply &) { return false; }, platform, &parent)
@@ -71,15 +88,8 @@ struct PartBench
 
     QObject parent;
     Platform platform;
-    QStringList lines;
-    QList<RunEvent> events;
-    QList<double> percents;
     FakeDeviceLink *link = nullptr;
 
-    EngineOutput output;
-    RunRows rows;
-    RunReporter report;
-    RunProgress progress;
     RunGuard guard;
     DeviceLinks links;
     CommandChannel channel;

@@ -3,6 +3,9 @@
 
 #include <QtTest>
 
+#include <atomic>
+#include <thread>
+
 class TestReportParts : public QObject
 {
     Q_OBJECT
@@ -10,6 +13,7 @@ class TestReportParts : public QObject
 private slots:
     void rowsKeepTheirPosition();
     void positionOutsideOfTheTable();
+    void rowsAreMarkedAllAtOnce();
     void mainMcuAndFpgas_data();
     void mainMcuAndFpgas();
     void currentMcuHasItsVersions();
@@ -49,6 +53,34 @@ void TestReportParts::positionOutsideOfTheTable()
     QCOMPARE(rows.count(), 0);
     rows.setIndex(-1);
     QVERIFY(!rows.hasCurrent());
+}
+
+/** The console's thread marks the rows while the engine's thread reads them. */
+void TestReportParts::rowsAreMarkedAllAtOnce()
+{
+    QStringList fresh;
+    for (int i = 0; i < 40; ++i)
+        fresh += QStringLiteral("MCU%1,%1,0,,,,,,,,,0,0").arg(i);
+    RunRows rows;
+    rows.reset(fresh);
+    std::atomic<bool> done{false};
+    std::thread marker([&] {
+        while (!done) {
+            rows.setAllFailed();
+            rows.replace(fresh);
+        }
+    });
+    int odd = 0;
+    for (int i = 0; i < 2000; ++i) {
+        const QStringList all = rows.all();
+        const QString first = all.first().right(1);
+        for (const QString &row : all)
+            odd += row.right(1) != first;
+        odd += !rows.current().startsWith(QLatin1String("MCU0,0,0,"));
+    }
+    done = true;
+    marker.join();
+    QCOMPARE(odd, 0);
 }
 
 void TestReportParts::mainMcuAndFpgas_data()

@@ -80,11 +80,21 @@ void TestWriter::imageIsWritten()
 void TestWriter::updateModeIsTriedThreeTimes()
 {
     WriterBench bench;
+    bench.report.begin();
+    bench.events.clear();
     bench.writer.write(1, 0, QByteArray(600, 'x'));
     for (int i = 0; i < 9; ++i) {
         QVERIFY(bench.results.isEmpty());
         bench.refuseUpdateMode();
     }
+    QStringList reported;
+    for (const RunEvent &event : qAsConst(bench.events))
+        reported += QStringLiteral("%1 %2").arg(event.attempt).arg(event.text);
+    const QStringList enter{"1 'AUX' Enter F/W Update Mode fail, retry 1.",
+                            "2 'AUX' Enter F/W Update Mode fail, retry 2.",
+                            "0 'AUX' Enter F/W Update Mode fail."};
+    QCOMPARE(reported, enter + QStringList{"1 'AUX' F/W update fail, retry 1."} + enter +
+                           QStringList{"2 'AUX' F/W update fail, retry 2."} + enter);
     QCOMPARE(bench.results, QList<bool>{false});
     QCOMPARE(bench.sentWords(command::enterUpdateMode), 9);
     QCOMPARE(bench.sentWords(command::writeBlock), 0);

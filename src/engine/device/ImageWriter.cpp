@@ -111,11 +111,15 @@ void ImageWriter::retryUpdateMode()
         failUpdateMode();
         return;
     }
-    ++m_updateModeRetries;
+    enterAgain(text::enterRetry, ++m_updateModeRetries);
+}
+
+void ImageWriter::enterAgain(const char *words, int attempt)
+{
     const QString name = m_rows.currentName();
-    const QString words = filled(text::enterRetry, name, QString::number(m_updateModeRetries));
-    m_output.say(words);
-    m_report.retry(name, m_updateModeRetries, words);
+    const QString line = filled(words, name, QString::number(attempt));
+    m_output.say(line);
+    m_report.retry(name, attempt, line);
     m_timer.start();
     enterUpdateMode();
 }
@@ -136,14 +140,8 @@ void ImageWriter::repeat()
         end(false);
         return;
     }
-    ++m_imageRetries;
     m_updateModeRetries = 0;
-    const QString name = m_rows.currentName();
-    const QString words = filled(text::writeRetry, name, QString::number(m_imageRetries));
-    m_output.say(words);
-    m_report.retry(name, m_imageRetries, words);
-    m_timer.start();
-    enterUpdateMode();
+    enterAgain(text::writeRetry, ++m_imageRetries);
 }
 
 void ImageWriter::takeMessage(const QStringList &message)

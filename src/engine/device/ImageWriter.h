@@ -11,9 +11,7 @@
 
 class CommandChannel;
 class CoreUpload;
-class DeviceLinks;
 class EngineOutput;
-class RunGuard;
 class RunReporter;
 class RunRows;
 
@@ -54,6 +52,7 @@ private:
     void start(quint8 chipType, quint8 chipIndex);
     void enterUpdateMode();
     void retryUpdateMode();
+    void enterAgain(const char *words, int attempt);
     void failUpdateMode();
     void handOver();
     void end(bool written);

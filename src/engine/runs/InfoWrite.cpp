@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/runs/InfoWrite.h"
 
-#include "engine/device/CommandChannel.h"
-#include "engine/package/PackageShelf.h"
 #include "engine/report/EngineOutput.h"
 #include "engine/report/RunRows.h"
 #include "planning/ProductCommand.h"
@@ -12,6 +10,7 @@
 #include "protocol/WireText.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -37,9 +36,13 @@ bool areWritable(const QStringList &rows)
 
 } // namespace
 
-InfoWrite::InfoWrite(RunRows &rows, CommandChannel &channel, const EngineOutput &output,
-                     const PackageShelf &shelf)
-    : m_rows(rows), m_channel(channel), m_output(output), m_shelf(shelf)
+InfoWrite::InfoWrite(RunRows &rows, const EngineOutput &output,
+                     std::function<void(const QByteArray &payload)> send,
+                     std::function<QString()> storedDescription)
+    : m_rows(rows),
+      m_output(output),
+      m_send(std::move(send)),
+      m_storedDescription(std::move(storedDescription))
 {
 }
 
@@ -51,7 +54,7 @@ std::optional<Event> InfoWrite::start()
     }
     QStringList rows = m_given;
     const QString given = takeDescription(rows);
-    takeApart((given.isEmpty() ? m_shelf.json() : given).toUtf8());
+    takeApart((given.isEmpty() ? m_storedDescription() : given).toUtf8());
     if (m_description.isNull() || !areWritable(rows)) {
         m_output.say(filled(text::infoMalformed));
         return Event::InfoWritesDone;
@@ -91,7 +94,7 @@ std::optional<Event> InfoWrite::writeCurrent()
         const QByteArray payload = payloadOf(m_productInfoIndex);
         qCDebug(logEngine) << "sendData.size():" << payload.size();
         if (!payload.isEmpty()) {
-            m_channel.request(command::writeProductInformation, payload);
+            m_send(payload);
             return {};
         }
         report(result::failed);

@@ -7,17 +7,19 @@
 #include <QString>
 #include <QStringList>
 
-class CommandChannel;
+#include <functional>
+
 class EngineOutput;
-class PackageShelf;
 class RunRows;
 
 /** Product-information writes: a record for each row, one after the other. */
 class InfoWrite
 {
 public:
-    InfoWrite(RunRows &rows, CommandChannel &channel, const EngineOutput &output,
-              const PackageShelf &shelf);
+    /** `send` writes a 0x7903 payload; `storedDescription` is used where none comes along. */
+    InfoWrite(RunRows &rows, const EngineOutput &output,
+              std::function<void(const QByteArray &payload)> send,
+              std::function<QString()> storedDescription);
 
     /** The rows to write; a description may come along with them. */
     void setRows(const QStringList &rows) { m_given = rows; }
@@ -38,9 +40,9 @@ private:
     void report(const char *result) const;
 
     RunRows &m_rows;
-    CommandChannel &m_channel;
     const EngineOutput &m_output;
-    const PackageShelf &m_shelf;
+    const std::function<void(const QByteArray &payload)> m_send;
+    const std::function<QString()> m_storedDescription;
     QStringList m_given;
     QJsonDocument m_description;
     int m_productInfoIndex = 0;

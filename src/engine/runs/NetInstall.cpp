@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/runs/NetInstall.h"
 
-#include "engine/device/CommandChannel.h"
 #include "engine/report/EngineOutput.h"
 #include "engine/report/RunProgress.h"
 #include "engine/report/RunReporter.h"
@@ -51,8 +50,8 @@ bool NetInstall::installFromPackage(ByteSource &image)
 
 void NetInstall::sendStatus(quint16 word, quint8 status)
 {
-    if (!m_parts.channel.sendStatus(word, status))
-        m_parts.end.finish(RunOutcome::deviceSentImage(false, 0.0));
+    if (!m_parts.send(word, status))
+        m_parts.finish(RunOutcome::deviceSentImage(false, 0.0));
 }
 
 void NetInstall::takeFrame(const Reply &frame)
@@ -90,7 +89,7 @@ bool NetInstall::createArchive()
     qCDebug(logEngine) << "Faild to create file";
     m_archive.reset();
     sendStatus(command::applicationStatus, status::refused);
-    m_parts.end.finish(RunOutcome::deviceSentImage(false, wholeProgress));
+    m_parts.finish(RunOutcome::deviceSentImage(false, wholeProgress));
     return false;
 }
 
@@ -106,7 +105,7 @@ void NetInstall::installReceived()
         QThread::msleep(static_cast<unsigned long>(m_platform.pauses.quietInstall.count()));
     sendStatus(command::applicationStatus, installed ? status::done : status::refused);
     m_parts.report.installed(installed);
-    m_parts.end.finish(RunOutcome::deviceSentImage(installed, wholeProgress));
+    m_parts.finish(RunOutcome::deviceSentImage(installed, wholeProgress));
     if (installed)
         installer.rebootModule();
 }

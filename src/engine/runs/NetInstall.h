@@ -5,16 +5,16 @@
 #include "netupgrade/NetImageAssembler.h"
 #include "platform/Platform.h"
 
+#include <functional>
 #include <memory>
 
 class ByteSource;
-class CommandChannel;
 class EngineOutput;
 class Reply;
-class RunEnd;
 class RunProgress;
 class RunReporter;
 struct NetReport;
+struct RunOutcome;
 
 /** The network module's own firmware: out of a package, or sent by the device block by block in
  *  extended frames. */
@@ -24,11 +24,12 @@ public:
     /** The parts that an install works with. */
     struct Parts
     {
-        CommandChannel &channel;
         const EngineOutput &output;
         RunReporter &report;
         RunProgress &progress;
-        RunEnd &end;
+        /** Sends an extended status frame; false when the link refuses it. */
+        std::function<bool(quint16 word, quint8 status)> send;
+        std::function<void(const RunOutcome &outcome)> finish;
     };
 
     NetInstall(const Parts &parts, const Platform &platform);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/runs/UpgradeRun.h"
 
-#include "engine/device/ImageWriter.h"
 #include "engine/package/PackageShelf.h"
 #include "engine/package/RunPackage.h"
 #include "engine/report/EngineOutput.h"
@@ -186,7 +185,7 @@ std::optional<Event> UpgradeRun::sendImage()
     if (m_parts.package.isFaulty())
         return Event::PackageUnusable;
     m_parts.report.write(rows.currentMcu(m_entry), image.size());
-    m_parts.writer.write(quint8(chipType), quint8(rows.currentNumber(field::chipIndex)), image);
+    m_parts.write(quint8(chipType), quint8(rows.currentNumber(field::chipIndex)), image);
     return {};
 }
 
@@ -198,7 +197,7 @@ Event UpgradeRun::installImage(const ImageRecord &record)
     }
     m_parts.report.write(m_parts.rows.currentMcu(m_entry), int(record.length));
     PartSource image(m_parts.package.source(), record.imageOffset, record.length);
-    const bool installed = m_parts.netInstall.installFromPackage(image);
+    const bool installed = m_parts.install(image);
     if (m_parts.package.isFaulty())
         return Event::PackageUnusable;
     if (!installed)

@@ -10,11 +10,11 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <optional>
 
+class ByteSource;
 class EngineOutput;
-class ImageWriter;
-class NetInstall;
 class PackageShelf;
 class RunPackage;
 class RunProgress;
@@ -35,8 +35,10 @@ public:
         const EngineOutput &output;
         RunReporter &report;
         RunProgress &progress;
-        ImageWriter &writer;
-        NetInstall &netInstall;
+        /** Writes an image into a chip; the result comes as takeImageResult(). */
+        std::function<void(quint8 chipType, quint8 chipIndex, const QByteArray &image)> write;
+        /** Installs an image of the module itself; returns whether that succeeded. */
+        std::function<bool(ByteSource &image)> install;
     };
 
     UpgradeRun(const Parts &parts, const Platform &platform);

@@ -5,8 +5,6 @@
 #include "engine/report/RunReporter.h"
 #include "platform/Log.h"
 
-#include <utility>
-
 namespace {
 
 bool isTrouble(const Transition &line)
@@ -15,11 +13,6 @@ bool isTrouble(const Transition &line)
 }
 
 } // namespace
-
-StepMachine::StepMachine(const StepContext &context, std::function<QString(Step)> name)
-    : m_context(context), m_name(std::move(name))
-{
-}
 
 void StepMachine::handle(Event event, const Reply &reply)
 {
@@ -36,7 +29,7 @@ void StepMachine::handle(Event event, const Reply &reply)
 
 void StepMachine::perform(Action action)
 {
-    if (const auto next = action(m_context, Reply(QByteArray())))
+    if (const auto next = m_parts.run(action, Reply(QByteArray())))
         handle(*next);
 }
 
@@ -48,20 +41,20 @@ std::optional<Event> StepMachine::take(const Transition &line, const Reply &repl
         ++m_attempt;
     QString text = QString::fromLatin1(line.text);
     const bool namesRow = text.contains(QLatin1String("%1"));
-    const QString name = namesRow || isTrouble(line) ? m_name(line.step) : QString();
+    const QString name = namesRow || isTrouble(line) ? m_parts.rowName(line.step) : QString();
     if (namesRow)
         text = text.arg(name);
     m_step = line.next;
     if (!text.isEmpty())
-        m_context.output.inChain(text);
+        m_parts.output.inChain(text);
     reportTrouble(line, name, text);
-    return line.action(m_context, reply);
+    return m_parts.run(line.action, reply);
 }
 
 void StepMachine::reportTrouble(const Transition &line, const QString &name, const QString &text)
 {
     if (line.kind == Transition::Kind::Retry)
-        m_context.report.retry(name, line.retry, text);
+        m_parts.report.retry(name, line.retry, text);
     else if (line.kind == Transition::Kind::GivenUp)
-        m_context.report.giveUp(name, text);
+        m_parts.report.giveUp(name, text);
 }

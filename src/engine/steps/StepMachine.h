@@ -1,19 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/steps/StepActions.h"
+#include "engine/steps/StepTable.h"
 #include "protocol/Reply.h"
 
 #include <QString>
 
 #include <functional>
 
+class EngineOutput;
+class RunReporter;
+
 /** Drives the step table: the only place where the step changes. */
 class StepMachine
 {
 public:
-    /** `name` gives the name of the row that a step works on. */
-    StepMachine(const StepContext &context, std::function<QString(Step)> name);
+    /** What the machine works with. */
+    struct Parts
+    {
+        const EngineOutput &output;
+        RunReporter &report;
+        /** The name of the row that a step works on. */
+        std::function<QString(Step step)> rowName;
+        /** Runs an action; the event that it found, or nothing. */
+        std::function<std::optional<Event>(Action action, const Reply &reply)> run;
+    };
+
+    explicit StepMachine(const Parts &parts) : m_parts(parts) {}
 
     Step step() const { return m_step; }
 
@@ -26,8 +39,7 @@ private:
     std::optional<Event> take(const Transition &line, const Reply &reply);
     void reportTrouble(const Transition &line, const QString &name, const QString &text);
 
-    StepContext m_context;
-    std::function<QString(Step)> m_name;
+    Parts m_parts;
     Step m_step = Step::Idle;
     int m_attempt = 0;
 };

@@ -1,0 +1,253 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/EngineHarness.h"
+#include "engine/PartBench.h"
+#include "engine/TestPackage.h"
+#include "engine/runs/NetInstall.h"
+#include "engine/runs/RunEnd.h"
+#include "package/NetImage.h"
+#include "protocol/CommandWords.h"
+#include "support/RecordingShell.h"
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+QByteArray netImageOf(const QByteArray &archive)
+{
+    return "1.23" + QByteArray(1, '\0') +
+           QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex() +
+           QByteArray(25, '\0') + archive;
+}
+
+/** An install whose device is a test: status frames and ends are kept as texts. */
+struct InstallBench : ReportBench
+{
+    InstallBench()
+        : install({output, report, progress,
+                   [this](quint16 word, quint8 status) {
+                       sent += QStringLiteral("%1:%2").arg(word, 4, 16).arg(status);
+                       return !refusesStatus;
+                   },
+                   [this](const RunOutcome &outcome) {
+                       ends += QStringLiteral("%1 %2 %3")
+                                   .arg(QString::fromLatin1(outcome.status))
+                                   .arg(outcome.success)
+                                   .arg(outcome.progress.value_or(-1.0));
+                   }},
+                  platform())
+    {
+    }
+
+    QString archivePath() const { return dir.filePath(QStringLiteral("sysupdate.tar.bz2")); }
+    QByteArray archive() const
+    {
+        QFile file(archivePath());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("missing");
+    }
+    /** An extended frame of the device. */
+    void take(quint16 word, const QByteArray &data = {})
+    {
+        QByteArray payload;
+        payload.append(char(word & 0xFF)).append(char(word >> 8)).append(data);
+        install.takeFrame(Reply(mcu::buildFrame(mcu::replyStart, {}, command::escape, payload)));
+    }
+    void takeBlock(int number, const QByteArray &bytes, bool last = false)
+    {
+        QByteArray data;
+        data.append(char(number & 0xFF)).append(char(number >> 8)).append(last ? '\x40' : '\0');
+        take(command::writeBlock, data + bytes);
+    }
+    /** Sends an image in blocks of this size. */
+    void takeImage(const QByteArray &image, int blockSize)
+    {
+        const int blocks = (image.size() + blockSize - 1) / blockSize;
+        for (int i = 0; i < blocks; ++i)
+            takeBlock(i + 1, image.mid(i * blockSize, blockSize), i + 1 == blocks);
+    }
+
+    QTemporaryDir dir;
+    RecordingShell shell;
+    QStringList sent;
+    QStringList ends;
+    bool refusesStatus = false;
+    NetInstall install;
+
+private:
+    Platform platform()
+    {
+        Platform made = EngineHarness::scaledPlatform(dir.path());
+        made.shell = shell.shell();
+        return made;
+    }
+};
+
+const QString accepted = QStringLiteral("7901:0");
+const QString refused = QStringLiteral("7901:3");
+
+} // namespace
+
+/** The module's own image, with neither device nor run. */
+class TestNetInstall : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void framesOfTheDevice_data();
+    void framesOfTheDevice();
+    void imagesOfAnyLength_data();
+    void imagesOfAnyLength();
+    void paddingIsCutOff();
+    void secondImageStartsAfresh();
+    void wrongDigestFails();
+    void archiveCannotBeCreated();
+    void statusThatIsNotSentEndsTheRun();
+    void imageOfAPackage_data();
+    void imageOfAPackage();
+};
+
+void TestNetInstall::framesOfTheDevice_data()
+{
+    QTest::addColumn<int>("word");
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QStringList>("sent");
+    const int write = command::writeBlock;
+    QTest::newRow("update mode") << int(command::enterUpdateMode) << QByteArray(2, '\0')
+                                 << QStringList{"7900:0"};
+    QTest::newRow("another command") << int(command::reboot) << QByteArray() << QStringList();
+    QTest::newRow("empty block") << write << QByteArray() << QStringList{refused};
+    QTest::newRow("number alone") << write << QByteArray::fromHex("0100") << QStringList{refused};
+    QTest::newRow("no first block")
+        << write << QByteArray::fromHex("020000aa") << QStringList{refused};
+    QTest::newRow("last without a first")
+        << write << QByteArray::fromHex("020040aa") << QStringList{refused};
+    // The low byte alone is that of a first block.
+    QTest::newRow("block 257 alone")
+        << write << QByteArray::fromHex("010100aa") << QStringList{refused};
+    QTest::newRow("first block") << write << QByteArray::fromHex("010000") + QByteArray(70, 'x')
+                                 << QStringList{accepted};
+}
+
+void TestNetInstall::framesOfTheDevice()
+{
+    QFETCH(int, word);
+    QFETCH(QByteArray, data);
+    InstallBench bench;
+    bench.take(quint16(word), data);
+    QTEST(bench.sent, "sent");
+    QVERIFY(bench.ends.isEmpty());
+    QVERIFY(bench.shell.commands().isEmpty());
+    // The same in an ordinary frame is not for the installer.
+    bench.sent.clear();
+    bench.install.takeFrame(Reply(mcu::buildFrame(mcu::replyStart, {}, quint16(word), data)));
+    QVERIFY(bench.sent.isEmpty());
+}
+
+void TestNetInstall::imagesOfAnyLength_data()
+{
+    QTest::addColumn<int>("archiveSize");
+    QTest::addColumn<int>("blockSize");
+    QTest::newRow("one block") << 100 << 1000;
+    QTest::newRow("several blocks") << 5000 << 256;
+    QTest::newRow("head alone in the first") << 5000 << int(net::archiveOffset);
+    // Numbers above 255 need their high byte.
+    QTest::newRow("600 blocks") << 600 * 100 - int(net::archiveOffset) << 100;
+}
+
+void TestNetInstall::imagesOfAnyLength()
+{
+    QFETCH(int, archiveSize);
+    QFETCH(int, blockSize);
+    InstallBench bench;
+    const QByteArray archive = patternImage(archiveSize - 1, 3) + 'x';
+    const QByteArray image = netImageOf(archive);
+    bench.takeImage(image, blockSize);
+    QCOMPARE(bench.archive(), archive);
+    const int blocks = (image.size() + blockSize - 1) / blockSize;
+    // Each block is accepted, and then the install.
+    QCOMPARE(bench.sent.size(), blocks + 1);
+    QCOMPARE(bench.sent.count(accepted), blocks + 1);
+    QCOMPARE(bench.ends, QStringList{"9 1 100"});
+    QCOMPARE(bench.shell.commands().last(), QString("sudo reboot"));
+}
+
+void TestNetInstall::paddingIsCutOff()
+{
+    InstallBench bench;
+    const QByteArray archive = "\xFF archive";
+    bench.takeBlock(1, netImageOf(archive) + QByteArray(30, '\xFF'), true);
+    QCOMPARE(bench.archive(), archive);
+    QCOMPARE(bench.ends, QStringList{"9 1 100"});
+}
+
+void TestNetInstall::secondImageStartsAfresh()
+{
+    InstallBench bench;
+    bench.takeImage(netImageOf(QByteArray(2000, 'a')), 256);
+    bench.takeBlock(1, netImageOf(QByteArray(2000, 'b')).left(300));
+    bench.takeImage(netImageOf(QByteArray(1000, 'c')), 256);
+    QCOMPARE(bench.archive(), QByteArray(1000, 'c'));
+    QCOMPARE(bench.ends, QStringList({"9 1 100", "9 1 100"}));
+}
+
+void TestNetInstall::wrongDigestFails()
+{
+    InstallBench bench;
+    QByteArray image = netImageOf(QByteArray(2000, 'a'));
+    image[image.size() - 1] = 'b';
+    bench.takeImage(image, 2000);
+    QCOMPARE(bench.sent, QStringList({accepted, accepted, refused}));
+    QCOMPARE(bench.ends, QStringList{"9 0 100"});
+    QCOMPARE(bench.shell.commands().size(), 1);
+    QCOMPARE(bench.events.last().kind, RunEvent::Kind::Installed);
+    QVERIFY(!bench.events.last().success);
+}
+
+void TestNetInstall::archiveCannotBeCreated()
+{
+    InstallBench bench;
+    QVERIFY(QDir().mkpath(bench.archivePath()));
+    bench.takeBlock(1, netImageOf("archive"));
+    QCOMPARE(bench.sent, QStringList{refused});
+    QCOMPARE(bench.ends, QStringList{"9 0 100"});
+    bench.takeBlock(2, "more");
+    QCOMPARE(bench.sent, QStringList({refused, refused}));
+}
+
+void TestNetInstall::statusThatIsNotSentEndsTheRun()
+{
+    InstallBench bench;
+    bench.refusesStatus = true;
+    bench.install.sendStatus(command::applicationStatus, 0);
+    QCOMPARE(bench.ends, QStringList{"9 0 0"});
+}
+
+void TestNetInstall::imageOfAPackage_data()
+{
+    QTest::addColumn<bool>("damaged");
+    QTest::newRow("installed") << false;
+    QTest::newRow("damaged") << true;
+}
+
+/** The run goes on afterwards, so it is not ended and the module does not reboot. */
+void TestNetInstall::imageOfAPackage()
+{
+    QFETCH(bool, damaged);
+    InstallBench bench;
+    const QByteArray archive = patternImage(5000, 3);
+    BytesSource image(netImageOf(archive) + (damaged ? "x" : ""));
+    QCOMPARE(bench.install.installFromPackage(image), !damaged);
+    QCOMPARE(bench.archive(), damaged ? archive + "x" : archive);
+    QVERIFY(bench.ends.isEmpty());
+    QVERIFY(bench.sent.isEmpty());
+    QVERIFY(!bench.shell.commands().contains("sudo reboot"));
+    QCOMPARE(bench.events.size(), 2);
+    QCOMPARE(bench.events.at(0).kind, RunEvent::Kind::Installing);
+    QCOMPARE(bench.events.at(0).mcu.offered, QString("1.23"));
+    QCOMPARE(bench.events.at(1).success, !damaged);
+}
+
+QTEST_GUILESS_MAIN(TestNetInstall)
+#include "tst_net_install.moc"

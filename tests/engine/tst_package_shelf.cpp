@@ -1,0 +1,241 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/PartBench.h"
+#include "engine/TestPackage.h"
+#include "engine/package/PackageShelf.h"
+#include "package/ByteSource.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+TestImage aux(int type = 1)
+{
+    TestImage image;
+    image.name = QStringLiteral("AUX");
+    image.chipType = type;
+    image.bytes = patternImage(300);
+    return image;
+}
+
+QByteArray good()
+{
+    return makePackage({aux(1), aux(2)});
+}
+
+/** A package with another description, and no records. */
+QByteArray withJson(const QByteArray &json)
+{
+    QByteArray body("MTU\0\6", 5);
+    body.append(char(json.size() & 0xFF)).append(char(json.size() >> 8));
+    return withChecksum(body + json);
+}
+
+QByteArray bareForm()
+{
+    const QByteArray current = good();
+    return current.mid(8, 7) + QByteArray(2, '\0') + current.mid(15);
+}
+
+struct ShelfBench : ReportBench
+{
+    ShelfBench() : shelf(output, [this] { ++unreadable; }) {}
+
+    QString path() const { return dir.filePath(QStringLiteral("FW.fwm")); }
+    void setPackage(const QByteArray &bytes)
+    {
+        QFile file(path());
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+            qFatal("cannot write the package");
+    }
+    bool isEmpty() const
+    {
+        return shelf.model().isEmpty() && shelf.version().isEmpty() && shelf.json().isEmpty() &&
+               shelf.firmwareList().isEmpty();
+    }
+
+    QTemporaryDir dir;
+    int unreadable = 0;
+    PackageShelf shelf;
+};
+
+const QString sumOk = QStringLiteral("Firmware file checksum ok.");
+const QString version6 = QStringLiteral("Firmware package version: 6");
+
+} // namespace
+
+class TestPackageShelf : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void keepsWhatItLists();
+    void bareFormIsListed();
+    void problems_data();
+    void problems();
+    void unreadablePackageIsReported_data();
+    void unreadablePackageIsReported();
+    void runKeepsWithoutAWord();
+    void changedFileIsCheckedAgain();
+    void readsWhileAnotherThreadLists();
+};
+
+void TestPackageShelf::keepsWhatItLists()
+{
+    ShelfBench bench;
+    bench.setPackage(good());
+    const QString json = bench.shelf.list("file:///" + bench.path(), false);
+    QVERIFY(json.startsWith('{'));
+    QCOMPARE(bench.shelf.json(), json);
+    QCOMPARE(bench.shelf.model(), QString("HX-8"));
+    QCOMPARE(bench.shelf.version(), QString("1.0.12"));
+    QCOMPARE(bench.shelf.firmwareList(),
+             QStringList({"AUX,1,1,1,1,65,1,0,0", "AUX,2,1,1,1,65,1,0,0"}));
+    QCOMPARE(bench.shelf.entryOf(2).join(','), bench.shelf.firmwareList().last());
+    QVERIFY(bench.shelf.entryOf(3).isEmpty());
+    QCOMPARE(bench.lines, QStringList({sumOk, version6, "Model Name: HX-8", "Version: 1.0.12"}));
+}
+
+/** It has no checksum that could be right. */
+void TestPackageShelf::bareFormIsListed()
+{
+    ShelfBench bench;
+    QByteArray bare = bareForm();
+    bare[4] = 2;
+    bench.setPackage(bare);
+    QVERIFY(bench.shelf.list(bench.path(), false).startsWith('{'));
+    QCOMPARE(bench.shelf.model(), QString("HX-8"));
+    QVERIFY(!bench.lines.contains(sumOk));
+}
+
+void TestPackageShelf::problems_data()
+{
+    QTest::addColumn<QByteArray>("package");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("lines");
+    QTest::addColumn<bool>("keeps");
+    QTest::newRow("wrong checksum")
+        << good() + "x"
+        << "ERROR:Firmware file checksum error." << QStringList{"APPSTATUS|2"} << false;
+    QTest::newRow("something else")
+        << withChecksum("something else") << "ERROR:Invalid firmware file"
+        << QStringList{sumOk, "Invalid firmware file"} << false;
+    QTest::newRow("unknown version")
+        << withVersion(good(), 7) << QString()
+        << QStringList{sumOk, "Invalid firmware file, file head error."} << false;
+    QTest::newRow("no JSON") << withJson("{") << QString()
+                             << QStringList{sumOk, version6, "Data struct error!"} << false;
+    QTest::newRow("no object") << withJson("[1]") << QString()
+                               << QStringList{sumOk, version6, "Data struct error!"} << false;
+    QTest::newRow("no list of chips")
+        << withJson(R"({"model": "M", "version": "V", "chips": 1})") << QString()
+        << QStringList{sumOk, version6, "Model Name: M", "Version: V", "Data struct chips error!"}
+        << true;
+}
+
+void TestPackageShelf::problems()
+{
+    QFETCH(QByteArray, package);
+    QFETCH(QString, text);
+    QFETCH(bool, keeps);
+    ShelfBench bench;
+    bench.setPackage(good());
+    bench.shelf.list(bench.path(), false);
+    bench.lines.clear();
+    bench.setPackage(package);
+    // A quiet list returns the text, and leaves everything else as it was.
+    QCOMPARE(bench.shelf.list(bench.path(), true), text);
+    QVERIFY(bench.lines.isEmpty());
+    QCOMPARE(bench.shelf.model(), QString("HX-8"));
+    QCOMPARE(bench.shelf.list(bench.path(), false), text);
+    QTEST(bench.lines, "lines");
+    QCOMPARE(!bench.isEmpty(), keeps);
+    QCOMPARE(bench.unreadable, 0);
+}
+
+void TestPackageShelf::unreadablePackageIsReported_data()
+{
+    QTest::addColumn<bool>("exists");
+    QTest::addColumn<int>("check");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("missing") << false << 1 << "ERROR:Firmware file is not exist.";
+    QTest::newRow("unreadable") << true << 2 << "ERROR:Faild to open firmware file.";
+}
+
+void TestPackageShelf::unreadablePackageIsReported()
+{
+    QFETCH(bool, exists);
+    QFETCH(int, check);
+    QFETCH(QString, text);
+    ShelfBench bench;
+    if (exists) // a folder cannot be opened
+        QVERIFY(QDir().mkpath(bench.path()));
+    QCOMPARE(int(bench.shelf.check(bench.path())), check);
+    QCOMPARE(bench.unreadable, 1);
+    QCOMPARE(bench.shelf.list(bench.path(), false), text);
+    QCOMPARE(bench.unreadable, 2);
+    QCOMPARE(bench.lines, QStringList{"APPSTATUS|2"});
+    QCOMPARE(bench.shelf.list(bench.path(), true), text);
+    QCOMPARE(bench.unreadable, 2);
+    QCOMPARE(bench.lines.size(), 1);
+}
+
+void TestPackageShelf::runKeepsWithoutAWord()
+{
+    ShelfBench bench;
+    BytesSource package(good());
+    bench.shelf.keepForRun(package);
+    QCOMPARE(bench.shelf.model(), QString("HX-8"));
+    QCOMPARE(bench.shelf.firmwareList().size(), 2);
+    BytesSource nothing{QByteArray()};
+    bench.shelf.keepForRun(nothing);
+    QVERIFY(bench.isEmpty());
+    QVERIFY(bench.lines.isEmpty());
+}
+
+void TestPackageShelf::changedFileIsCheckedAgain()
+{
+    ShelfBench bench;
+    QByteArray package = good();
+    bench.setPackage(package);
+    QCOMPARE(int(bench.shelf.check(bench.path())), 3);
+    package[package.size() - 1] = char(package.back() ^ 1);
+    bench.setPackage(package);
+    QCOMPARE(int(bench.shelf.check(bench.path())), 4);
+}
+
+/** The console's thread lists while the engine's thread plans: each reads one package or the
+ *  other, and never parts of both. */
+void TestPackageShelf::readsWhileAnotherThreadLists()
+{
+    ShelfBench bench;
+    std::atomic<bool> done{false};
+    std::thread planner([&] {
+        BytesSource package(good());
+        for (int i = 0; i < 1000; ++i)
+            bench.shelf.keepForRun(package);
+        done = true;
+    });
+    const QStringList whole{"AUX,1,1,1,1,65,1,0,0", "AUX,2,1,1,1,65,1,0,0"};
+    int odd = 0;
+    while (!done) {
+        const QStringList list = bench.shelf.firmwareList();
+        const QString model = bench.shelf.model();
+        const QString version = bench.shelf.version();
+        const QString json = bench.shelf.json();
+        odd += !(list.isEmpty() || list == whole);
+        odd += !(model.isEmpty() || model == QString("HX-8"));
+        odd += !(version.isEmpty() || version == QString("1.0.12"));
+        odd += !(json.isEmpty() || json.startsWith('{'));
+    }
+    planner.join();
+    QCOMPARE(odd, 0);
+    QCOMPARE(bench.shelf.firmwareList(), whole);
+}
+
+QTEST_GUILESS_MAIN(TestPackageShelf)
+#include "tst_package_shelf.moc"

@@ -1,0 +1,413 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/PartBench.h"
+#include "engine/Scenario.h"
+#include "engine/package/PackageShelf.h"
+#include "engine/package/RunPackage.h"
+#include "engine/report/RunWords.h"
+#include "engine/runs/UpgradeRun.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using Images = QVector<TestImage>;
+using FoundEvent = std::optional<Event>;
+Q_DECLARE_METATYPE(FoundEvent)
+
+namespace {
+
+const QString mainRow = QStringLiteral("MAIN,0,0,1,1,65,1,0,0,0,1,0,0");
+const QString auxRow = QStringLiteral("AUX,1,2,2,1,65,1,0,0,0,1,0,0");
+const QString netRow = QStringLiteral("NET,32,0,1,1,65,1,0,0,0,1,0,0");
+
+Images allImages()
+{
+    return {testImage("MAIN", 0, {2, 0, 0}), testImage("AUX", 1, {2, 0, 0}, 2),
+            testImage("NET", 32, {2, 0, 0})};
+}
+
+/** A run over a package in a file of its own, whose images go nowhere. */
+struct RunBench : ReportBench
+{
+    explicit RunBench(const Images &images = allImages(), const Platform &platform = {})
+        : shelf(output, [] {}),
+          run({rows, shelf, package, output, report, progress,
+               [this](quint8 type, quint8 index, const QByteArray &image) {
+                   written += QStringLiteral("%1,%2,%3").arg(type).arg(index).arg(image.size());
+               },
+               [this](ByteSource &image) {
+                   installed += image.read(0, image.size());
+                   return installs;
+               }},
+              platform)
+    {
+        setPackage(makePackage(images));
+    }
+
+    QString path() const { return dir.filePath(QStringLiteral("FW.fwm")); }
+    void setPackage(const QByteArray &bytes)
+    {
+        QFile file(path());
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+            qFatal("cannot write the package");
+    }
+    FoundEvent start(int mode)
+    {
+        run.begin(mode);
+        return run.start(path(), {QStringLiteral("MAIN,0,0")});
+    }
+    /** A run that has read these rows, and is at the first. */
+    void startAt(const QStringList &readRows, int mode)
+    {
+        start(mode);
+        rows.reset(readRows);
+        lines.clear();
+        events.clear();
+        percents.clear();
+    }
+    QStringList texts(RunEvent::Kind kind) const
+    {
+        QStringList found;
+        for (const RunEvent &event : events) {
+            if (event.kind == kind)
+                found += event.text;
+        }
+        return found;
+    }
+
+    QTemporaryDir dir;
+    PackageShelf shelf;
+    RunPackage package;
+    QStringList written;
+    QList<QByteArray> installed;
+    bool installs = true;
+    UpgradeRun run;
+};
+
+} // namespace
+
+/** What a run decides for each row, with nothing of the device in it. */
+class TestUpgradeRun : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup() { g_UPGRADTYPE = netImage::installHere; }
+    void modes_data();
+    void modes();
+    void unusablePackages_data();
+    void unusablePackages();
+    void rowsAreCompleted();
+    void decisions_data();
+    void decisions();
+    void pastTheLastRow();
+    void imagesOfRows_data();
+    void imagesOfRows();
+    void longImageIsNone();
+    void moduleImages_data();
+    void moduleImages();
+    void changedPackageStopsTheRun();
+    void results_data();
+    void results();
+    void mainFirst();
+    void runsShareNothing();
+};
+
+void TestUpgradeRun::modes_data()
+{
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<FoundEvent>("event");
+    QTest::addColumn<bool>("resets");
+    QTest::addColumn<bool>("writesInfo");
+    QTest::newRow("images only") << 1 << FoundEvent(Event::StartImages) << false << true;
+    QTest::newRow("newer only") << 2 << FoundEvent(Event::StartNewer) << true << false;
+    QTest::newRow("forced") << 5 << FoundEvent(Event::StartForced) << true << false;
+    QTest::newRow("another one") << 4 << FoundEvent() << false << false;
+}
+
+void TestUpgradeRun::modes()
+{
+    QFETCH(int, mode);
+    RunBench bench;
+    QTEST(bench.start(mode), "event");
+    QTEST(bench.run.resetsProgress(), "resets");
+    QTEST(bench.run.writesInfoAfterwards(), "writesInfo");
+    QCOMPARE(bench.lines, QStringList{"Firmware file checksum ok."});
+    QCOMPARE(bench.shelf.model(), QString("HX-8"));
+    QCOMPARE(bench.shelf.firmwareList().size(), 3);
+}
+
+void TestUpgradeRun::unusablePackages_data()
+{
+    QTest::addColumn<QByteArray>("package");
+    QTest::addColumn<QStringList>("lines");
+    QTest::addColumn<QStringList>("reasons");
+    const QByteArray good = makePackage(allImages());
+    const QString sumOk = QStringLiteral("Firmware file checksum ok.");
+    const auto row = [](const char *name, const QByteArray &package, const QStringList &lines,
+                        const char *reason) {
+        QTest::newRow(name) << package << lines << QStringList{reason};
+    };
+    row("wrong checksum", good + "x", {}, "ERROR:Firmware file checksum error.");
+    row("old version", withVersion(good, 5),
+        {sumOk, "FWM file version error, must greater or equal to 6."},
+        "FWM file version error, must greater or equal to 6.");
+    row("no version", withVersion(good, 1), {sumOk, "Package version error, invalid firmware file"},
+        "Package version error, invalid firmware file");
+    row("no package", withChecksum("something else"), {sumOk, "Invalid firmware file"},
+        "Invalid firmware file");
+    row("missing", {}, {"APPSTATUS|2"}, "ERROR:Firmware file is not exist.");
+}
+
+void TestUpgradeRun::unusablePackages()
+{
+    QFETCH(QByteArray, package);
+    RunBench bench;
+    if (package.isEmpty())
+        QVERIFY(QFile::remove(bench.path()));
+    else
+        bench.setPackage(package);
+    QCOMPARE(bench.start(5), FoundEvent(Event::PackageUnusable));
+    QTEST(bench.lines, "lines");
+    QTEST(bench.texts(RunEvent::Kind::GivenUp), "reasons");
+    QVERIFY(bench.shelf.firmwareList().isEmpty());
+}
+
+void TestUpgradeRun::rowsAreCompleted()
+{
+    RunBench bench;
+    bench.rows.setIndex(7);
+    bench.run.begin(5);
+    bench.run.start(bench.path(), {"MAIN,0,0", "AUX,1,0"});
+    QCOMPARE(bench.rows.index(), 0);
+    QCOMPARE(bench.rows.all(), QStringList({"MAIN,0,0,,,,,,,,,0,0", "AUX,1,0,,,,,,,,,0,0"}));
+}
+
+void TestUpgradeRun::decisions_data()
+{
+    QTest::addColumn<QString>("row");
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<Event>("event");
+    QTest::addColumn<QStringList>("lines");
+    QTest::addColumn<QStringList>("skipped");
+    const QStringList none;
+    QTest::newRow("main") << mainRow << 5 << Event::MainImageDue << none << none;
+    QTest::newRow("another index of the main chip")
+        << QString(mainRow).replace("0,0,1", "0,1,1") << 5 << Event::OtherImageDue << none << none;
+    QTest::newRow("other") << auxRow << 5 << Event::OtherImageDue << none << none;
+    QTest::newRow("newer") << auxRow << 2 << Event::OtherImageDue
+                           << QStringList{"Firmware version V2.0.0 greater than the 'AUX' version "
+                                          "V1.0.0, will upgrade."}
+                           << none;
+    const QString equal = QString(auxRow).replace("65,1", "65,2");
+    QTest::newRow("equal") << equal << 2 << Event::ItemDone
+                           << QStringList{"Firmware version V2.0.0 equal to the 'AUX' version "
+                                          "V2.0.0, will not upgrade.",
+                                          "UPGRADERESULT|" + equal.left(equal.size() - 1) + "2|3"}
+                           << QStringList{runWord::notNewer};
+    const QString differs = QString(auxRow).replace("2,1,65", "9,1,65");
+    QTest::newRow("no match") << differs << 5 << Event::ItemDone
+                              << QStringList{"UPGRADERESULT|" + differs.left(differs.size() - 1) +
+                                             "2|2"}
+                              << QStringList{runWord::noMatch};
+    QTest::newRow("no firmware")
+        << "KEY,4,0,2,1,65,1,0,0,0,1,0,0" << 5 << Event::ItemDone
+        << QStringList{"UPGRADERESULT|KEY,4,0,2,1,65,1,0,0,0,1,0,2|2",
+                       "No suitable firmware for 'KEY' in the firmware package."}
+        << QStringList{runWord::noFirmware};
+    QTest::newRow("name alone") << "AUX" << 5 << Event::ItemDone
+                                << QStringList{"Invalid firmware list item(AUX). Check next item."}
+                                << QStringList{runWord::badRow};
+    QTest::newRow("two fields")
+        << "AUX,1" << 5 << Event::ItemDone
+        << QStringList{"MCU 'AUX' chip type or chip index incorrect, upload next mcu"}
+        << QStringList{runWord::badRow};
+}
+
+void TestUpgradeRun::decisions()
+{
+    QFETCH(QString, row);
+    QFETCH(int, mode);
+    QFETCH(Event, event);
+    RunBench bench;
+    bench.startAt({row}, mode);
+    QCOMPARE(bench.run.choose(), event);
+    QTEST(bench.lines, "lines");
+    QTEST(bench.texts(RunEvent::Kind::Skipped), "skipped");
+    const bool due = event != Event::ItemDone;
+    QCOMPARE(bench.rows.value(0, field::upgradeFlag) == QString("1"), due);
+    QVERIFY(bench.written.isEmpty());
+}
+
+void TestUpgradeRun::pastTheLastRow()
+{
+    RunBench bench;
+    bench.startAt({mainRow}, 5);
+    bench.rows.advance();
+    QCOMPARE(bench.run.choose(), Event::NoMoreItems);
+    QVERIFY(bench.lines.isEmpty());
+}
+
+void TestUpgradeRun::imagesOfRows_data()
+{
+    QTest::addColumn<QString>("row");
+    QTest::addColumn<FoundEvent>("event");
+    QTest::addColumn<QStringList>("written");
+    QTest::addColumn<QStringList>("lines");
+    const QStringList none;
+    QTest::newRow("written") << auxRow << FoundEvent() << QStringList{"1,2,256"} << none;
+    const auto refused = [&](const char *name, const QString &row, const QString &line) {
+        QTest::newRow(name) << row << FoundEvent(Event::ItemDone) << none
+                            << QStringList{line,
+                                           "UPGRADERESULT|" + row.left(row.size() - 1) + "2|2"};
+    };
+    const QString badChip = QStringLiteral("Chip type or chip index error.");
+    refused("no number", "AUX,x,0,2,1,65,1,0,0,0,1,0,0", badChip);
+    refused("not a byte", "AUX,1,256,2,1,65,1,0,0,0,1,0,0", badChip);
+    refused("no record", "KEY,4,0,2,1,65,1,0,0,0,1,0,0",
+            "No suitable firmware for 'KEY' mcu in the firmware package.");
+    refused("empty image", "FAN,5,0,2,1,65,1,0,0,0,1,0,0",
+            "No suitable firmware for 'FAN' mcu in the firmware package.");
+}
+
+void TestUpgradeRun::imagesOfRows()
+{
+    QFETCH(QString, row);
+    Images images = allImages();
+    images += testImage("FAN", 5, {2, 0, 0}, 2, 0);
+    RunBench bench(images);
+    bench.startAt({row}, 5);
+    QTEST(bench.run.sendImage(), "event");
+    QTEST(bench.written, "written");
+    QTEST(bench.lines, "lines");
+    QCOMPARE(bench.texts(RunEvent::Kind::Writing).size(), bench.written.size());
+    QVERIFY(!bench.run.hasWritten());
+}
+
+void TestUpgradeRun::longImageIsNone()
+{
+    Platform platform;
+    platform.limits.image = 255;
+    RunBench bench(allImages(), platform);
+    bench.startAt({auxRow}, 5);
+    QTest::ignoreMessage(QtWarningMsg, "an image is too long: 256 bytes");
+    QCOMPARE(bench.run.sendImage(), FoundEvent(Event::ItemDone));
+    QVERIFY(bench.written.isEmpty());
+}
+
+void TestUpgradeRun::moduleImages_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<bool>("installs");
+    QTest::addColumn<FoundEvent>("event");
+    QTest::addColumn<QString>("result");
+    QTest::addColumn<int>("installed");
+    QTest::addColumn<int>("written");
+    const FoundEvent done = Event::ItemDone;
+    const int here = netImage::installHere;
+    QTest::newRow("installed") << here << true << done << "1" << 1 << 0;
+    QTest::newRow("not installed") << here << false << done << "2" << 1 << 0;
+    QTest::newRow("sent") << int(netImage::sendToDevice) << true << FoundEvent() << "0" << 0 << 1;
+    QTest::newRow("not handled") << 3 << true << done << "2" << 0 << 0;
+}
+
+void TestUpgradeRun::moduleImages()
+{
+    QFETCH(int, kind);
+    QFETCH(bool, installs);
+    QFETCH(QString, result);
+    RunBench bench;
+    bench.installs = installs;
+    bench.startAt({netRow}, 5);
+    g_UPGRADTYPE = quint8(kind);
+    QTEST(bench.run.sendImage(), "event");
+    QTEST(bench.installed.size(), "installed");
+    QTEST(bench.written.size(), "written");
+    QCOMPARE(bench.rows.value(0, field::result), result);
+    QCOMPARE(bench.run.hasWritten(), result == QString("1"));
+    if (!bench.installed.isEmpty())
+        QCOMPARE(bench.installed.first(), allImages().last().bytes);
+}
+
+void TestUpgradeRun::changedPackageStopsTheRun()
+{
+    RunBench bench;
+    bench.startAt({auxRow}, 5);
+    QFile file(bench.path());
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.resize(20));
+    QCOMPARE(bench.run.sendImage(), FoundEvent(Event::PackageUnusable));
+    QVERIFY(bench.written.isEmpty());
+    QVERIFY(bench.lines.isEmpty());
+    bench.run.reportPackageFault();
+    const QStringList words{"Firmware package was changed during the upgrade."};
+    QCOMPARE(bench.lines, words);
+    QCOMPARE(bench.texts(RunEvent::Kind::GivenUp), words);
+}
+
+void TestUpgradeRun::results_data()
+{
+    QTest::addColumn<int>("row");
+    QTest::addColumn<bool>("written");
+    QTest::addColumn<Event>("event");
+    QTest::addColumn<QStringList>("lines");
+    const QString main = "UPGRADERESULT|" + mainRow.left(mainRow.size() - 1);
+    const QString aux = "UPGRADERESULT|" + auxRow.left(auxRow.size() - 1);
+    QTest::newRow("written") << 0 << true << Event::ImageWritten
+                             << QStringList{main + "1|1", "Write firmware 'MAIN' success."};
+    QTest::newRow("the last one") << 1 << true << Event::ImageWritten
+                                  << QStringList{aux + "1|1", "Write firmware 'AUX' success.",
+                                                 "Write all firmware success."};
+    QTest::newRow("failed") << 0 << false << Event::ItemDone
+                            << QStringList{main + "2|2", "'MAIN' F/W Update fail."};
+    QTest::newRow("the last one failed")
+        << 1 << false << Event::ItemDone << QStringList{aux + "2|2", "'AUX' F/W Update fail."};
+    QTest::newRow("a file, which has no row")
+        << 2 << true << Event::ImageWritten << QStringList{"Write firmware '' success."};
+}
+
+void TestUpgradeRun::results()
+{
+    QFETCH(int, row);
+    QFETCH(bool, written);
+    RunBench bench;
+    bench.startAt({mainRow, auxRow}, 5);
+    bench.rows.setIndex(row);
+    QTEST(bench.run.takeImageResult(written), "event");
+    QTEST(bench.lines, "lines");
+    QCOMPARE(bench.run.hasWritten(), written);
+    QCOMPARE(bench.texts(RunEvent::Kind::GivenUp).size(), written ? 0 : 1);
+}
+
+/** The main MCU has one turn before all others, and none after it. */
+void TestUpgradeRun::mainFirst()
+{
+    RunBench bench;
+    bench.startAt({mainRow, auxRow}, 5);
+    QVERIFY(bench.run.mayWriteMainFirst());
+    bench.run.beginMainFirst();
+    QVERIFY(!bench.run.mayWriteMainFirst());
+    QCOMPARE(bench.run.choose(), Event::MainImageDue);
+    QCOMPARE(bench.run.itemDone(), Event::MainFirstDone);
+    QCOMPARE(bench.run.choose(), Event::ItemDone);
+    QVERIFY(bench.lines.isEmpty());
+    bench.rows.advance();
+    QCOMPARE(bench.run.choose(), Event::OtherImageDue);
+}
+
+void TestUpgradeRun::runsShareNothing()
+{
+    RunBench bench;
+    bench.startAt({mainRow, auxRow}, 5);
+    bench.run.beginMainFirst();
+    bench.run.takeImageResult(true);
+    QVERIFY(bench.run.hasWritten());
+    bench.startAt({mainRow, auxRow}, 5);
+    QVERIFY(!bench.run.hasWritten());
+    QVERIFY(bench.run.mayWriteMainFirst());
+    QCOMPARE(bench.run.choose(), Event::MainImageDue);
+    QCOMPARE(bench.run.itemDone(), Event::ItemDone);
+}
+
+QTEST_GUILESS_MAIN(TestUpgradeRun)
+#include "tst_upgrade_run.moc"
