@@ -1,29 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/ControlCenter.h"
 
-#include "engine/device/CommandChannel.h"
-#include "engine/device/ImageWriter.h"
-#include "engine/device/RunGuard.h"
-#include "engine/package/PackageBuilder.h"
-#include "engine/package/PackageShelf.h"
-#include "engine/package/RunPackage.h"
-#include "engine/report/EngineOutput.h"
-#include "engine/report/RunProgress.h"
-#include "engine/report/RunReporter.h"
-#include "engine/report/RunRows.h"
+#include "engine/EngineParts.h"
 #include "engine/report/RunWords.h"
-#include "engine/runs/InfoRead.h"
-#include "engine/runs/InfoWrite.h"
-#include "engine/runs/NetInstall.h"
-#include "engine/runs/RunEnd.h"
-#include "engine/runs/UpgradeRun.h"
-#include "engine/steps/StepActions.h"
-#include "engine/steps/StepMachine.h"
-#include "planning/LateAnswer.h"
 #include "platform/Log.h"
 #include "protocol/Progress.h"
 #include "protocol/WireText.h"
-#include "protocol/CommandWords.h"
 #include "upload/CoreUpload.h"
 
 #include <algorithm>
@@ -47,98 +29,17 @@ Event eventOf(CommandResult result)
     return Event::Silence;
 }
 
-bool writesInfo(Step step)
-{
-    return step >= Step::WriteInfo && step <= Step::WriteInfoGivenUp;
-}
-
 } // namespace
-
-/** The parts of the engine, each made after those that it needs. Objects are children of the
- *  engine, so that they move to its thread with it. */
-struct ControlCenter::Parts
-{
-    Parts(ControlCenter *engine, const Platform &platform, const LinkFactory &factory)
-        : output([engine](const QStringList &list) { emit engine->message(list); }),
-          report([engine](const RunEvent &event) { emit engine->m_events->reported(event); }),
-          progress(rows, output, report,
-                   [engine](double percent) {
-                       emit engine->progressValueChanged(percent, wholeProgress);
-                   }),
-          guard(platform.timeOuts.runGuard, engine),
-          links(factory, output, platform.ports.baudRate, engine),
-          channel(
-              links, guard, [this](const Reply &reply) { return isLateAnswer(reply); }, platform,
-              engine),
-          writer(channel, rows, output, report, platform, engine),
-          shelf(output, [this] { reportUnreadablePackage(rows, output, progress); }),
-          builder(output),
-          end({guard, channel, writer, package, rows, output, report, progress}),
-          netInstall(
-              {output, report, progress,
-               [this](quint16 word, quint8 status) { return channel.sendStatus(word, status); },
-               [this](const RunOutcome &outcome) { end.finish(outcome); }},
-              platform),
-          upgrade({rows, shelf, package, output, report, progress,
-                   [this](quint8 type, quint8 index, const QByteArray &image) {
-                       writer.write(type, index, image);
-                   },
-                   [this](ByteSource &image) { return netInstall.installFromPackage(image); }},
-                  platform),
-          infoRead(rows, output),
-          infoWrite(
-              rows, output,
-              [this](const QByteArray &payload) {
-                  channel.request(command::writeProductInformation, payload);
-              },
-              [this] { return shelf.json(); }),
-          context{rows, channel, output, report, shelf, writer, upgrade, infoRead, infoWrite, end},
-          steps({output, report, [this](Step step) { return rows.value(rowOf(step), field::name); },
-                 [this](Action action, const Reply &reply) { return action(context, reply); }})
-    {
-    }
-
-    /** The row that a step works on. */
-    int rowOf(Step step) const { return writesInfo(step) ? infoWrite.index() : rows.index(); }
-    bool isLateAnswer(const Reply &reply) const;
-
-    EngineOutput output;
-    RunRows rows;
-    RunReporter report;
-    RunProgress progress;
-    RunGuard guard;
-    DeviceLinks links;
-    CommandChannel channel;
-    ImageWriter writer;
-    PackageShelf shelf;
-    RunPackage package;
-    PackageBuilder builder;
-    RunEnd end;
-    NetInstall netInstall;
-    UpgradeRun upgrade;
-    InfoRead infoRead;
-    InfoWrite infoWrite;
-    StepContext context;
-    StepMachine steps;
-};
-
-/** A reply that was awaited for another row; the wait for the current row's goes on untouched. */
-bool ControlCenter::Parts::isLateAnswer(const Reply &reply) const
-{
-    const TypeAndIndexTable table = rows.table();
-    const int current = rowOf(steps.step());
-    const int row = rowOfLateAnswer(reply, table, current);
-    if (row < 0)
-        return false;
-    qCDebug(logEngine) << "late answer of" << table.value(row, field::name)
-                       << "dropped, awaiting that of" << table.value(current, field::name);
-    return true;
-}
 
 ControlCenter::ControlCenter(const Platform &platform, const LinkFactory &links, QObject *parent)
     : QObject(parent),
       m_events(new RunEvents(this)),
-      m_parts(std::make_unique<Parts>(this, platform, links))
+      m_parts(std::make_unique<EngineParts>(
+          EngineSinks{
+              [this](const QStringList &list) { emit message(list); },
+              [this](const RunEvent &event) { emit m_events->reported(event); },
+              [this](double percent) { emit progressValueChanged(percent, wholeProgress); }},
+          platform, links, this))
 {
     qRegisterMetaType<RunEvent>();
     connectParts();
@@ -151,7 +52,7 @@ ControlCenter::~ControlCenter()
 
 void ControlCenter::connectParts()
 {
-    Parts &parts = *m_parts;
+    EngineParts &parts = *m_parts;
     CoreUpload *const uploader = &parts.writer.uploader();
     uploader->setLink(parts.links.activeLink());
     connect(&parts.links, &DeviceLinks::switched, uploader, &CoreUpload::setLink);

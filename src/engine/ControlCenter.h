@@ -10,6 +10,8 @@
 
 #include <memory>
 
+struct EngineParts;
+
 /**
  * The upgrade engine. Lives on a thread of its own; every slot and timer runs there. The few
  * operations that the console calls directly from the main thread are marked so.
@@ -123,12 +125,10 @@ private slots:
     void onChunk(const QByteArray &datas);
 
 private:
-    struct Parts;
-
     void connectParts();
     bool refusesDuringRun(const char *request) const;
     void beginRun();
 
     RunEvents *m_events;
-    std::unique_ptr<Parts> m_parts;
+    std::unique_ptr<EngineParts> m_parts;
 };

@@ -26,6 +26,7 @@ public:
     TypeAndIndexTable() = default;
     explicit TypeAndIndexTable(const QStringList &rows) : m_rows(rows) {}
 
+    QStringList rows() const { return m_rows; }
     int count() const { return m_rows.size(); }
     bool hasRow(int line) const { return line >= 0 && line < m_rows.size(); }
     QString row(int line) const { return m_rows.value(line); }

@@ -128,28 +128,10 @@ void PackageShelf::keep(const Contents &contents)
     m_contents = contents;
 }
 
-QString PackageShelf::model() const
+PackageShelf::Contents PackageShelf::contents() const
 {
     const std::lock_guard lock(m_mutex);
-    return m_contents.model;
-}
-
-QString PackageShelf::version() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_contents.version;
-}
-
-QString PackageShelf::json() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_contents.json;
-}
-
-QStringList PackageShelf::firmwareList() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_contents.firmwareList;
+    return m_contents;
 }
 
 QStringList PackageShelf::entryOf(int chipType) const

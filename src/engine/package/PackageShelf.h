@@ -34,15 +34,7 @@ public:
     /** Keeps what a run plans with, without a message. */
     void keepForRun(ByteSource &package);
 
-    QString model() const;
-    QString version() const;
-    QString json() const;
-    QStringList firmwareList() const;
-    /** The fields of the first entry for a chip type. */
-    QStringList entryOf(int chipType) const;
-
-private:
-    enum class Use { List, Plan, TextOnly };
+    /** What is kept, all of it of the same package. */
     struct Contents
     {
         QStringList firmwareList;
@@ -50,6 +42,16 @@ private:
         QString version;
         QString json;
     };
+    Contents contents() const;
+    QString model() const { return contents().model; }
+    QString version() const { return contents().version; }
+    QString json() const { return contents().json; }
+    QStringList firmwareList() const { return contents().firmwareList; }
+    /** The fields of the first entry for a chip type. */
+    QStringList entryOf(int chipType) const;
+
+private:
+    enum class Use { List, Plan, TextOnly };
 
     PackageCheck checkFile(FileSource &file, const QString &path);
     void reportUnopened(PackageCheck check) const;

@@ -79,21 +79,22 @@ void RunReporter::progress(double percent)
 
 void RunReporter::retry(const QString &name, int attempt, const QString &what)
 {
-    if (!m_open)
-        return;
-    RunEvent event = about(RunEvent::Kind::Retried);
-    event.mcu.name = name;
-    event.attempt = attempt;
-    event.text = what;
-    tell(event);
+    tellTrouble(RunEvent::Kind::Retried, name, what, attempt);
 }
 
 void RunReporter::giveUp(const QString &name, const QString &what)
 {
+    tellTrouble(RunEvent::Kind::GivenUp, name, what, 0);
+}
+
+void RunReporter::tellTrouble(RunEvent::Kind kind, const QString &name, const QString &what,
+                              int attempt)
+{
     if (!m_open)
         return;
-    RunEvent event = about(RunEvent::Kind::GivenUp);
+    RunEvent event = about(kind);
     event.mcu.name = name;
+    event.attempt = attempt;
     event.text = what;
     tell(event);
 }

@@ -36,6 +36,7 @@ public:
 
 private:
     void tell(RunEvent event);
+    void tellTrouble(RunEvent::Kind kind, const QString &name, const QString &what, int attempt);
 
     Sink m_sink;
     bool m_open = false;

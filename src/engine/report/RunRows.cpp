@@ -4,8 +4,6 @@
 #include "planning/VersionRule.h"
 #include "protocol/Progress.h"
 
-using Lock = std::lock_guard<std::mutex>;
-
 void RunRows::reset(const QStringList &rows)
 {
     const Lock lock(m_mutex);
@@ -26,25 +24,10 @@ void RunRows::append(const QStringList &rows)
         m_TypeAndIndexs.append(row);
 }
 
-QStringList RunRows::all() const
-{
-    const Lock lock(m_mutex);
-    QStringList rows;
-    for (int line = 0; line < m_TypeAndIndexs.count(); ++line)
-        rows.append(m_TypeAndIndexs.row(line));
-    return rows;
-}
-
 TypeAndIndexTable RunRows::table() const
 {
     const Lock lock(m_mutex);
     return m_TypeAndIndexs;
-}
-
-int RunRows::count() const
-{
-    const Lock lock(m_mutex);
-    return m_TypeAndIndexs.count();
 }
 
 int RunRows::index() const
@@ -65,58 +48,6 @@ void RunRows::advance()
     ++m_mcuIndex;
 }
 
-bool RunRows::hasCurrent() const
-{
-    const Lock lock(m_mutex);
-    return m_TypeAndIndexs.hasRow(m_mcuIndex);
-}
-
-bool RunRows::isLast() const
-{
-    const Lock lock(m_mutex);
-    return m_mcuIndex == m_TypeAndIndexs.count() - 1;
-}
-
-QString RunRows::current() const
-{
-    const Lock lock(m_mutex);
-    return m_TypeAndIndexs.row(m_mcuIndex);
-}
-
-QStringList RunRows::currentFields() const
-{
-    return current().split(QLatin1Char(','));
-}
-
-QString RunRows::currentName() const
-{
-    return currentFields().value(field::name);
-}
-
-bool RunRows::currentIsMainMcu() const
-{
-    const Lock lock(m_mutex);
-    return m_TypeAndIndexs.isMainMcu(m_mcuIndex);
-}
-
-bool RunRows::currentIsFpga() const
-{
-    const Lock lock(m_mutex);
-    return m_TypeAndIndexs.isFpga(m_mcuIndex);
-}
-
-bool RunRows::currentNamesChip() const
-{
-    const Lock lock(m_mutex);
-    return m_TypeAndIndexs.namesChip(m_mcuIndex);
-}
-
-int RunRows::currentNumber(int field) const
-{
-    const Lock lock(m_mutex);
-    return m_TypeAndIndexs.number(m_mcuIndex, field);
-}
-
 void RunRows::setCurrent(int field, const QString &value)
 {
     const Lock lock(m_mutex);
@@ -128,18 +59,6 @@ RunMcu RunRows::currentMcu(const QString &offeredEntry) const
     const QStringList row = currentFields();
     return {row.value(field::name), row.value(field::chipType), row.value(field::chipIndex),
             versionText(row), versionText(offeredEntry.split(QLatin1Char(',')))};
-}
-
-QString RunRows::row(int line) const
-{
-    const Lock lock(m_mutex);
-    return m_TypeAndIndexs.row(line);
-}
-
-QString RunRows::value(int line, int field) const
-{
-    const Lock lock(m_mutex);
-    return m_TypeAndIndexs.value(line, field);
 }
 
 void RunRows::setValue(int line, int field, const QString &value)

@@ -4,7 +4,9 @@
 #include "engine/report/RunEvent.h"
 #include "planning/TypeAndIndexTable.h"
 
+#include <functional>
 #include <mutex>
+#include <type_traits>
 
 /**
  * The rows that a run works on, and the one that it is at. The engine writes them; the console's
@@ -18,37 +20,56 @@ public:
     /** Replaces all rows; the position stays. */
     void replace(const QStringList &rows);
     void append(const QStringList &rows);
-    QStringList all() const;
+    QStringList all() const { return read(&TypeAndIndexTable::rows); }
     /** A copy that shares the rows until one of both is changed. */
     TypeAndIndexTable table() const;
-    int count() const;
+    int count() const { return read(&TypeAndIndexTable::count); }
 
     int index() const;
     void setIndex(int line);
     void advance();
 
-    bool hasCurrent() const;
-    bool isLast() const;
-    QString current() const;
-    QStringList currentFields() const;
-    QString currentName() const;
-    bool currentIsMainMcu() const;
-    bool currentIsFpga() const;
-    bool currentNamesChip() const;
-    int currentNumber(int field) const;
+    bool hasCurrent() const { return readCurrent(&TypeAndIndexTable::hasRow); }
+    QString current() const { return readCurrent(&TypeAndIndexTable::row); }
+    QStringList currentFields() const { return readCurrent(&TypeAndIndexTable::fields); }
+    QString currentName() const { return currentFields().value(field::name); }
+    bool currentIsMainMcu() const { return readCurrent(&TypeAndIndexTable::isMainMcu); }
+    bool currentIsFpga() const { return readCurrent(&TypeAndIndexTable::isFpga); }
+    bool currentNamesChip() const { return readCurrent(&TypeAndIndexTable::namesChip); }
+    int currentNumber(int field) const { return readCurrent(&TypeAndIndexTable::number, field); }
     void setCurrent(int field, const QString &value);
     /** The current row for those who watch over the agent, with an entry of the firmware list. */
     RunMcu currentMcu(const QString &offeredEntry = {}) const;
 
-    QString row(int line) const;
     /** A field of a row; an empty text outside the table. */
-    QString value(int line, int field) const;
+    QString value(int line, int field) const
+    {
+        return read(&TypeAndIndexTable::value, line, field);
+    }
     void setValue(int line, int field, const QString &value);
     void setAllFailed();
     /** Percent of the whole run, of which the current row has done `percent`. */
     double overall(double percent) const;
 
 private:
+    using Lock = std::lock_guard<std::mutex>;
+
+    template<typename Member, typename... Arguments>
+    using Result = std::invoke_result_t<Member, const TypeAndIndexTable &, Arguments...>;
+
+    template<typename Member, typename... Arguments>
+    Result<Member, Arguments...> read(Member member, Arguments... arguments) const
+    {
+        const Lock lock(m_mutex);
+        return std::invoke(member, m_TypeAndIndexs, arguments...);
+    }
+    template<typename Member, typename... Arguments>
+    Result<Member, int, Arguments...> readCurrent(Member member, Arguments... arguments) const
+    {
+        const Lock lock(m_mutex);
+        return std::invoke(member, m_TypeAndIndexs, m_mcuIndex, arguments...);
+    }
+
     mutable std::mutex m_mutex;
     TypeAndIndexTable m_TypeAndIndexs;
     int m_mcuIndex = 0;

@@ -115,7 +115,7 @@ QString InfoWrite::currentName() const
 QByteArray InfoWrite::payloadOf(int line) const
 {
     const productCommand::Command command =
-        productCommand::build(m_rows.row(line).split(QLatin1Char(',')), m_description);
+        productCommand::build(m_rows.table().row(line).split(QLatin1Char(',')), m_description);
     if (command.error == productCommand::Error::NotAnObject)
         m_output.say(filled(text::badDescription));
     else if (command.error == productCommand::Error::NoMatchingChip)
@@ -125,6 +125,6 @@ QByteArray InfoWrite::payloadOf(int line) const
 
 void InfoWrite::report(const char *result) const
 {
-    m_output.list({QString::fromLatin1(key::setProductInfoResult), m_rows.row(m_productInfoIndex),
-                   QString::fromLatin1(result)});
+    m_output.list({QString::fromLatin1(key::setProductInfoResult),
+                   m_rows.table().row(m_productInfoIndex), QString::fromLatin1(result)});
 }

@@ -8,7 +8,6 @@
 #include "engine/report/RunReporter.h"
 #include "engine/report/RunRows.h"
 #include "engine/report/RunWords.h"
-#include "engine/runs/NetInstall.h"
 #include "engine/runs/RunEnd.h"
 #include "links/LinkState.h"
 #include "package/ImageRecord.h"
@@ -141,8 +140,7 @@ Event UpgradeRun::decide()
     case Decision::Verdict::Send:
         break;
     case Decision::Verdict::NotNewer:
-        setResult(result::failed);
-        reportResult(result::notOlder);
+        endRow(result::failed, result::notOlder);
         skip(runWord::notNewer);
         return itemDone();
     case Decision::Verdict::NoMatch:
@@ -150,8 +148,7 @@ Event UpgradeRun::decide()
         return skipFailed();
     case Decision::Verdict::NoFirmware:
         m_parts.progress.show(wholeProgress);
-        setResult(result::failed);
-        reportResult(result::failed);
+        endRow(result::failed, result::failed);
         m_parts.output.say(filled(text::noFirmware, m_parts.rows.currentName()));
         skip(runWord::noFirmware);
         return itemDone();
@@ -203,8 +200,7 @@ Event UpgradeRun::installImage(const ImageRecord &record)
     if (!installed)
         return skipFailed();
     m_imageWritten = true;
-    setResult(result::success);
-    reportResult(result::success);
+    endRow(result::success, result::success);
     return itemDone();
 }
 
@@ -245,16 +241,15 @@ Event UpgradeRun::takeImageResult(bool written)
     const QString name = rows.currentName();
     if (!written)
         m_parts.progress.show(wholeProgress);
-    if (rows.hasCurrent()) {
-        setResult(written ? result::success : result::failed);
-        reportResult(written ? result::success : result::failed);
-    }
+    const char *const value = written ? result::success : result::failed;
+    if (rows.hasCurrent())
+        endRow(value, value);
     m_imageWritten |= written;
     m_parts.output.say(filled(written ? text::writeSuccess : text::writeFail, name));
     if (!written)
         m_parts.report.giveUp(name, filled(text::writeFail, name));
     m_parts.report.written(written);
-    if (written && rows.isLast())
+    if (written && rows.index() == rows.count() - 1)
         m_parts.output.say(filled(text::allWritten));
     return written ? Event::ImageWritten : itemDone();
 }
@@ -283,18 +278,13 @@ void UpgradeRun::skip(const char *why)
 /** The item counts as failed and the run goes on with the next one. */
 Event UpgradeRun::skipFailed()
 {
-    setResult(result::failed);
-    reportResult(result::failed);
+    endRow(result::failed, result::failed);
     return itemDone();
 }
 
-void UpgradeRun::setResult(const char *result)
+void UpgradeRun::endRow(const char *stored, const char *reported)
 {
-    m_parts.rows.setCurrent(field::result, QString::fromLatin1(result));
-}
-
-void UpgradeRun::reportResult(const char *result)
-{
+    m_parts.rows.setCurrent(field::result, QString::fromLatin1(stored));
     m_parts.output.inChain({QString::fromLatin1(key::upgradeResult), m_parts.rows.current(),
-                            QString::fromLatin1(result)});
+                            QString::fromLatin1(reported)});
 }

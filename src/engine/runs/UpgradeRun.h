@@ -86,8 +86,8 @@ private:
     Event installImage(const ImageRecord &record);
     void skip(const char *why);
     Event skipFailed();
-    void setResult(const char *result);
-    void reportResult(const char *result);
+    /** The result of the current row, as it is kept and as it is reported. */
+    void endRow(const char *stored, const char *reported);
 
     Parts m_parts;
     const Platform m_platform;
