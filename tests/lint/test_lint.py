@@ -5,7 +5,9 @@ import importlib.machinery
 import importlib.util
 import os
 import sys
+import tempfile
 import unittest
+from unittest import mock
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
 
@@ -57,6 +59,56 @@ class TestIncludes(unittest.TestCase):
                 ("src/engine/ControlCenter.cpp", "elsewhere/Thing.h"),
                 ("tools/device-simulator/Fault.cpp", "console/TCPServer.h")):
             self.assertIsNotNone(lint.include_problem(name, header), (name, header))
+
+
+class TestClasses(unittest.TestCase):
+    """How much a class may hold."""
+
+    HEADER = """#pragma once
+class Face : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Face(int number);
+    ~Face() override;
+    int number() const { return m_number; }
+
+public slots:
+    void take(int number);
+
+signals:
+    void taken();
+
+private:
+    struct Pair
+    {
+        int first = 0;
+        int second = 0;
+    };
+    int m_number = 0;
+    std::function<void(int)> m_sink;
+    Pair m_pair;
+};
+"""
+
+    def test_counts(self):
+        with tempfile.NamedTemporaryFile("w", suffix=".h", encoding="utf-8") as file:
+            file.write(self.HEADER)
+            file.flush()
+            sizes = sorted(lint.class_sizes([file.name]))
+        self.assertEqual([size[1:] for size in sizes], [(3, "Face", 5, 3), (19, "Pair", 0, 2)])
+
+    def test_limits(self):
+        faces = [("a.h", 1, name, 99, 2) for name in lint.FACES]
+        for methods, members, findings in ((25, 12, 0), (26, 12, 1), (25, 13, 1), (26, 13, 2)):
+            sizes = faces + [("a.h", 9, "Part", methods, members)]
+            with mock.patch.object(lint, "class_sizes", return_value=sizes):
+                self.assertEqual(len(list(lint.check_classes())), findings)
+
+    def test_nothing_found(self):
+        with mock.patch.object(lint, "class_sizes", return_value=[]):
+            self.assertEqual(len(list(lint.check_classes())), 1)
 
 
 class TestLayers(unittest.TestCase):
