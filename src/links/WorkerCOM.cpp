@@ -11,31 +11,20 @@
 #include <utility>
 
 WorkerCOM::WorkerCOM(QObject *parent, const Platform &platform)
-    : QObject(parent), m_platform(platform)
+    : QObject(parent), m_engine(new ControlCenter(platform)), m_thread(new QThread)
 {
-    start();
-}
-
-/** The engine is left alone: it lives as long as the process. */
-WorkerCOM::~WorkerCOM()
-{
-    if (m_thread == nullptr)
-        return;
-    m_thread->quit();
-    m_thread->wait();
-}
-
-void WorkerCOM::start()
-{
-    if (m_thread != nullptr)
-        return;
-    m_thread = new QThread;
-    m_engine = new ControlCenter(m_platform);
     m_engine->moveToThread(m_thread);
     connect(m_thread, &QThread::finished, m_thread, &QThread::deleteLater);
     connectReports();
     connectRequests();
     m_thread->start();
+}
+
+/** The engine is left alone: it lives as long as the process. */
+WorkerCOM::~WorkerCOM()
+{
+    m_thread->quit();
+    m_thread->wait();
 }
 
 void WorkerCOM::connectReports()
@@ -103,72 +92,61 @@ bool WorkerCOM::autoConnect(QString port)
 void WorkerCOM::disconnected()
 {
     qCDebug(logLink) << "WorkerCOMdisconnected";
-    if (!started())
-        return;
     m_engine->requestDisconnect();
     emit signaldisconnected();
 }
 
 void WorkerCOM::getVersion()
 {
-    if (started())
-        emit signalGetVersion();
+    emit signalGetVersion();
 }
 
 void WorkerCOM::mergeFW(QString fileName, QString jsonData)
 {
-    if (started())
-        emit signalmergeFW(fileName, jsonData);
+    emit signalmergeFW(fileName, jsonData);
 }
 
 QString WorkerCOM::getMergeFWJSON(QString fileName)
 {
-    return started() ? m_engine->getMergeFWJSON(fileName) : QString();
+    return m_engine->getMergeFWJSON(fileName);
 }
 
 /** The run is claimed before the engine has received it, so that two requests of one read cannot
  *  both be accepted. */
 void WorkerCOM::uploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel)
 {
-    if (!started())
-        return;
     m_engine->runClaim().take();
     emit signaluploadByMergeFW(fileName, TypeAndIndex, upgradeModel);
 }
 
 void WorkerCOM::setProductInfo(QStringList TypeAndIndex)
 {
-    if (started())
-        emit signalsetProductInfo(TypeAndIndex);
+    emit signalsetProductInfo(TypeAndIndex);
 }
 
 void WorkerCOM::getProductInfo()
 {
-    if (started())
-        emit signalgetProductInfo();
+    emit signalgetProductInfo();
 }
 
 bool WorkerCOM::writeMultBoard(uchar mcuType, uchar mcuIndex, QString filename)
 {
-    if (started())
-        emit signalWriteMultBoard(mcuType, mcuIndex, filename);
+    emit signalWriteMultBoard(mcuType, mcuIndex, filename);
     return false;
 }
 
 double WorkerCOM::getPercent()
 {
-    return started() ? m_engine->uploadPercent() : 0.0;
+    return m_engine->uploadPercent();
 }
 
 void WorkerCOM::setPercent()
 {
-    if (started())
-        m_engine->resetUploadPercent();
+    m_engine->resetUploadPercent();
 }
 
 void WorkerCOM::sendData(int CMD)
 {
-    start();
     emit send(CMD);
 }
 
@@ -179,13 +157,12 @@ void WorkerCOM::connectNet(const QString &IP, int port)
 
 bool WorkerCOM::checkNetFirmware(QString fileName)
 {
-    return started() && m_engine->checkNetFirmware(fileName);
+    return m_engine->checkNetFirmware(fileName);
 }
 
 void WorkerCOM::mergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM, QString newVersion)
 {
-    if (started())
-        emit signalmergeNetFirmware(fpFWM, fpBIN, newfpFWM, newVersion);
+    emit signalmergeNetFirmware(fpFWM, fpBIN, newfpFWM, newVersion);
 }
 
 const RunEvents *WorkerCOM::runEvents() const
@@ -195,5 +172,5 @@ const RunEvents *WorkerCOM::runEvents() const
 
 bool WorkerCOM::runActive() const
 {
-    return started() && m_engine->runClaim().isHeld();
+    return m_engine->runClaim().isHeld();
 }

@@ -72,15 +72,12 @@ signals:
     void signalmergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM, QString newVersion);
 
 private:
-    bool started() const { return m_engine != nullptr && m_thread != nullptr; }
-    void start();
     void connectReports();
     void connectRequests();
     void deliver(const QStringList &list);
 
-    Platform m_platform;
-    ControlCenter *m_engine = nullptr;
-    QThread *m_thread = nullptr;
+    ControlCenter *m_engine;
+    QThread *m_thread;
     /** The run whose status is the next one to be delivered. */
     RunClaim::Number m_ending = RunClaim::none;
 };

@@ -198,7 +198,7 @@ void CoreUpload::goOn()
     if (m_packer.moreToSend())
         sendNextBlock();
     else
-        finish(QString::fromLatin1(uploadText::success));
+        finish(uploadText::success);
 }
 
 void CoreUpload::sendNextBlock()
@@ -233,21 +233,16 @@ void CoreUpload::onTimeOutSendData()
 void CoreUpload::repeatOrFail()
 {
     if (m_retryCount == maxRetries) {
-        finish(QString::fromLatin1(uploadText::fail));
+        finish(uploadText::fail);
         return;
     }
     ++m_retryCount;
-    say(QString::fromLatin1(uploadText::retry).arg(m_retryCount));
+    emit message({QString::fromLatin1(uploadText::retry).arg(m_retryCount)});
     sendBlock();
 }
 
-void CoreUpload::say(const QString &line)
-{
-    emit message({line});
-}
-
-void CoreUpload::finish(const QString &verdict)
+void CoreUpload::finish(const char *verdict)
 {
     reset();
-    say(verdict);
+    emit message({QString::fromLatin1(verdict)});
 }

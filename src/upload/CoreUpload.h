@@ -75,8 +75,7 @@ private:
     bool sendBlock();
     bool transmit(const QByteArray &frame);
     void repeatOrFail();
-    void say(const QString &line);
-    void finish(const QString &verdict);
+    void finish(const char *verdict);
 
     TimeOuts m_timeOuts;
     Pauses m_pauses;

@@ -271,7 +271,7 @@ void TestNetwork::asADeviceLink()
     QSignalSpy opened(&link, &DeviceLink::opened);
     QSignalSpy received(&link, &DeviceLink::received);
     QSignalSpy lost(&link, &DeviceLink::lost);
-    QCOMPARE(link.label(), "net");
+    QCOMPARE(QByteArray(link.label()), QByteArray("net"));
     QVERIFY(!link.openAt(QStringLiteral("127.0.0.1"), device.server.serverPort()));
     QVERIFY(!link.send("too early"));
     QVERIFY(waitFor([&] { return opened.count() == 1 && device.sockets.size() == 1; }));

@@ -297,7 +297,7 @@ void TestSerial::asADeviceLink()
     DeviceLink &link = serial;
     QSignalSpy received(&link, &DeviceLink::received);
     QSignalSpy lost(&link, &DeviceLink::lost);
-    QCOMPARE(link.label(), "com");
+    QCOMPARE(QByteArray(link.label()), QByteArray("com"));
     QVERIFY(!link.openAt(QStringLiteral("no-such-port"), 57600));
     QVERIFY(link.openAt(pty.port(), 57600));
     QCOMPARE(settings(serial), QStringLiteral("57600 8 1 0 0"));

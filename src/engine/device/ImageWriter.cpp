@@ -107,11 +107,15 @@ void ImageWriter::onUpdateModeTimeOut()
 
 void ImageWriter::retryUpdateMode()
 {
-    if (m_updateModeRetries == maxRetries) {
-        failUpdateMode();
+    if (m_updateModeRetries < maxRetries) {
+        enterAgain(text::enterRetry, ++m_updateModeRetries);
         return;
     }
-    enterAgain(text::enterRetry, ++m_updateModeRetries);
+    const QString name = m_rows.currentName();
+    const QString line = filled(text::enterFail, name);
+    m_output.say(line);
+    m_report.giveUp(name, line);
+    repeat();
 }
 
 void ImageWriter::enterAgain(const char *words, int attempt)
@@ -122,14 +126,6 @@ void ImageWriter::enterAgain(const char *words, int attempt)
     m_report.retry(name, attempt, line);
     m_timer.start();
     enterUpdateMode();
-}
-
-void ImageWriter::failUpdateMode()
-{
-    const QString words = filled(text::enterFail, m_rows.currentName());
-    m_output.say(words);
-    m_report.giveUp(m_rows.currentName(), words);
-    repeat();
 }
 
 /** The whole image starts again from the Enter frame, twice at most. */

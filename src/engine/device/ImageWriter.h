@@ -53,7 +53,6 @@ private:
     void enterUpdateMode();
     void retryUpdateMode();
     void enterAgain(const char *words, int attempt);
-    void failUpdateMode();
     void handOver();
     void end(bool written);
 

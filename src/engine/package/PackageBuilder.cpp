@@ -79,7 +79,6 @@ QString planProblem(const NetMergePlan &plan)
 
 } // namespace
 
-/** The package appears under its name only when it is whole; after any failure there is none. */
 void PackageBuilder::build(const QString &fileName, const QString &jsonData)
 {
     qCDebug(logEngine) << "jsonData:" << jsonData << "jsonDataLength:" << jsonData.size();
