@@ -70,11 +70,41 @@ function(agent_program name)
 endfunction()
 
 # agent_time_limit(SECONDS TEST...): when ctest ends a test, so that none can hang the suite. An
-# emulated processor is slower, and so is a program with a sanitizer.
+# emulated processor is slower, and so is a program with a sanitizer. Tests that may take longest
+# start first, so that the suite does not end with one of them alone.
 set(AGENT_TIME_FACTOR 1 CACHE STRING "How much more time a test may take")
 function(agent_time_limit seconds)
     math(EXPR seconds "${seconds} * ${AGENT_TIME_FACTOR}")
-    set_tests_properties(${ARGN} PROPERTIES TIMEOUT ${seconds})
+    set_tests_properties(${ARGN} PROPERTIES TIMEOUT ${seconds} COST ${seconds})
+endfunction()
+
+# A test program is compiled without optimization, whatever the libraries that it tests are compiled
+# with: compiling it takes longer than running it. Where the sources of a library are compiled
+# together, the headers of Qt Test are precompiled. A fast linker is used where there is one.
+find_program(AGENT_TEST_LINKER mold)
+function(agent_test_options name)
+    target_link_libraries(${name} PRIVATE Qt5::Test Qt5::Network agent_options)
+    target_compile_options(${name} PRIVATE -O0)
+    if(AGENT_TEST_LINKER AND NOT CMAKE_CROSSCOMPILING)
+        target_link_options(${name} PRIVATE -fuse-ld=mold)
+    endif()
+    if(NOT CMAKE_UNITY_BUILD)
+        return()
+    endif()
+    if(NOT TARGET agent_test_headers)
+        set(empty ${CMAKE_BINARY_DIR}/agent_test_headers.cpp)
+        file(GENERATE OUTPUT ${empty} CONTENT "")
+        add_library(agent_test_headers STATIC ${empty})
+        set_target_properties(agent_test_headers PROPERTIES AUTOMOC OFF)
+        target_link_libraries(agent_test_headers PRIVATE Qt5::Test Qt5::Network agent_options)
+        target_compile_options(agent_test_headers PRIVATE -O0)
+        target_precompile_headers(agent_test_headers PRIVATE <QtTest>)
+    endif()
+    target_precompile_headers(${name} REUSE_FROM agent_test_headers)
+    # Empty for a test, which includes what moc makes of it.
+    set_source_files_properties(
+        ${CMAKE_CURRENT_BINARY_DIR}/${name}_autogen/mocs_compilation.cpp
+        PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
 endfunction()
 
 # agent_test(NAME SOURCES ... [LINK ...]): a Qt Test program run by ctest.
@@ -85,7 +115,8 @@ function(agent_test name)
     endif()
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
-    target_link_libraries(${name} PRIVATE ${ARG_LINK} Qt5::Test agent_options)
+    target_link_libraries(${name} PRIVATE ${ARG_LINK})
+    agent_test_options(${name})
     target_compile_definitions(${name} PRIVATE TEST_DATA_DIR="${CMAKE_CURRENT_SOURCE_DIR}/data")
     if(CMAKE_CROSSCOMPILING_EMULATOR)
         target_compile_definitions(${name} PRIVATE AGENT_EMULATED)
