@@ -8,14 +8,15 @@
 #include "netupgrade/NetModelUpgrade.h"
 #include "platform/Log.h"
 
-TCPServer::TCPServer(QObject *parent, const Platform &platform)
+TCPServer::TCPServer(QObject *parent, const Platform &platform, const WorkerFactory &makeWorker)
     : QObject(parent),
       m_platform(platform),
+      m_worker(makeWorker ? makeWorker(platform) : std::make_unique<WorkerCOM>(nullptr, platform)),
       m_read(int(platform.limits.consoleRead), Qt::Uninitialized),
       m_turns([this](const PackageTurns::Client &client) { serveLines(client); }),
       m_netReport([this](const RunEvent &event) { emit m_events.runEvent(event); })
 {
-    createWorker();
+    connectWorker();
     createEdid();
     createNetUpgrade();
     createGiveBack();
@@ -35,7 +36,6 @@ TCPServer::~TCPServer()
         m_clients.remove(i);
     }
     m_server->close();
-    delete m_worker;
 }
 
 quint16 TCPServer::port() const
@@ -48,12 +48,11 @@ QString TCPServer::listenError() const
     return m_server->isListening() ? QString() : m_server->errorString();
 }
 
-void TCPServer::createWorker()
+void TCPServer::connectWorker()
 {
-    m_worker = new WorkerCOM(nullptr, m_platform);
-    connect(m_worker, &WorkerCOM::message, this, &TCPServer::message);
-    connect(m_worker, &WorkerCOM::progressValueChanged, this, &TCPServer::progressValueChanged);
-    connect(m_worker, &WorkerCOM::netconnected, this, &TCPServer::slotnetconnected);
+    connect(worker(), &WorkerCOM::message, this, &TCPServer::message);
+    connect(worker(), &WorkerCOM::progressValueChanged, this, &TCPServer::progressValueChanged);
+    connect(worker(), &WorkerCOM::netconnected, this, &TCPServer::slotnetconnected);
     connect(m_worker->runEvents(), &RunEvents::reported, &m_events, &ConsoleEvents::runEvent);
 }
 

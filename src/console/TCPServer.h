@@ -16,6 +16,7 @@
 #include <QTimer>
 #include <QVector>
 
+#include <functional>
 #include <memory>
 
 class ConsoleListener;
@@ -35,8 +36,12 @@ class TCPServer : public QObject
     Q_OBJECT
 
 public:
-    /** Listens at once. When the port cannot be had, nobody is served. */
-    explicit TCPServer(QObject *parent = nullptr, const Platform &platform = Platform());
+    using WorkerFactory = std::function<std::unique_ptr<WorkerCOM>(const Platform &platform)>;
+
+    /** Listens at once. When the port is taken, no client is served. Without a factory the worker
+     * is that of the upgrade engine. */
+    explicit TCPServer(QObject *parent = nullptr, const Platform &platform = Platform(),
+                       const WorkerFactory &makeWorker = {});
     ~TCPServer() override;
 
     /** The port that is listened on, 0 when there is none. */
@@ -48,7 +53,7 @@ public:
     /** For those who watch over the agent. */
     const ConsoleEvents &events() const { return m_events; }
     /** The engine's bridge; lives as long as this object. */
-    WorkerCOM *worker() const { return m_worker; }
+    WorkerCOM *worker() const { return m_worker.get(); }
 
 signals:
     /** A piece of a NET package. */
@@ -67,7 +72,7 @@ public slots:
     void slotResponse(const QByteArray &datas);
 
 private:
-    void createWorker();
+    void connectWorker();
     void createEdid();
     void createNetUpgrade();
     void createServer();
@@ -106,6 +111,7 @@ private:
 
     Platform m_platform;
     QString m_version = QStringLiteral("1.15");
+    std::unique_ptr<WorkerCOM> m_worker;
     ConsoleListener *m_server = nullptr;
     QVector<std::shared_ptr<ConsoleClient>> m_clients;
     /** The one whose socket signals just now. */
@@ -116,7 +122,6 @@ private:
     /** The most at the same time since memory was last given back. */
     int m_mostClients = 0;
     QTimer m_giveBack;
-    WorkerCOM *m_worker = nullptr;
     /** Who sent the last request. Replies go there, or to whoever has come from the same place
      *  since. */
     std::shared_ptr<ConsoleClient> m_replyTarget = std::make_shared<ConsoleClient>();

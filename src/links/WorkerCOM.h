@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/runs/RunClaim.h"
+#include "links/EngineRequests.h"
 #include "platform/Platform.h"
 
 #include <QObject>
@@ -16,7 +17,7 @@ class RunEvents;
  * queued signals and hands the engine's reports on. Every method is called from the main thread,
  * and requests reach the engine in the order in which they were made.
  */
-class WorkerCOM : public QObject
+class WorkerCOM : public QObject, public EngineRequests
 {
     Q_OBJECT
 
@@ -26,15 +27,15 @@ public:
 
     Q_INVOKABLE QList<QString> getSerialPorts();
     /** The four connect and write requests always return false: their outcome is a message. */
-    Q_INVOKABLE bool onConnect(QString port);
+    Q_INVOKABLE bool onConnect(QString port) override;
     Q_INVOKABLE bool onConnectWithBandrate(QString port, QString bandrate);
     Q_INVOKABLE bool autoConnect(QString port);
-    Q_INVOKABLE void disconnected();
+    Q_INVOKABLE void disconnected() override;
     Q_INVOKABLE void getVersion();
     Q_INVOKABLE void mergeFW(QString fileName, QString jsonData);
-    /** Reads the package at once, in the calling thread. */
-    Q_INVOKABLE QString getMergeFWJSON(QString fileName);
-    Q_INVOKABLE void uploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel);
+    Q_INVOKABLE QString getMergeFWJSON(QString fileName) override;
+    Q_INVOKABLE void uploadByMergeFW(QString fileName, QStringList TypeAndIndex,
+                                     int upgradeModel) override;
     Q_INVOKABLE void setProductInfo(QStringList TypeAndIndex);
     Q_INVOKABLE void getProductInfo();
     Q_INVOKABLE bool writeMultBoard(uchar mcuType, uchar mcuIndex, QString filename);
@@ -45,10 +46,8 @@ public:
     Q_INVOKABLE void mergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM,
                                       QString newVersion);
 
-    /** Asks for the network link to a device. */
-    void connectNet(const QString &IP, int port);
-    /** True from the request of a run until its end has been delivered by message(). */
-    bool runActive() const;
+    void connectNet(const QString &IP, int port) override;
+    bool runActive() const override;
     /** The engine's thread and its events, for those who watch over the agent. */
     QThread *engineThread() const { return m_thread; }
     const RunEvents *runEvents() const;

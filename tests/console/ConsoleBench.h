@@ -52,9 +52,46 @@ private:
     QByteArray m_received;
 };
 
+/** A worker that passes only the reading of packages on to its engine, and writes every other
+ *  request down. A run that is asked for never ends. */
+class RecordingWorker : public WorkerCOM
+{
+public:
+    RecordingWorker(const Platform &platform, QStringList &requests)
+        : WorkerCOM(nullptr, platform), m_requests(requests)
+    {
+    }
+
+    /** For what it announces; its slots belong to its own thread. */
+    static ControlCenter *engineOf(const WorkerCOM &worker)
+    {
+        return qobject_cast<ControlCenter *>(worker.runEvents()->parent());
+    }
+
+    bool onConnect(QString port) override
+    {
+        m_requests.append("connect " + port);
+        return false;
+    }
+    void disconnected() override { m_requests.append("disconnect"); }
+    void connectNet(const QString &address, int port) override
+    {
+        m_requests.append(QString("net %1 %2").arg(address).arg(port));
+    }
+    void uploadByMergeFW(QString file, QStringList rows, int mode) override
+    {
+        engineOf(*this)->runClaim().take();
+        m_requests.append("upload " + file.section('/', -1) + ' ' + rows.join('|') + ' ' +
+                          QString::number(mode));
+    }
+
+private:
+    QStringList &m_requests;
+};
+
 /**
  * The console server with a port of its own, private paths, a recording shell and no serial port.
- * The engine behind it is the real one, unless cutEngine() was called.
+ * Its engine is the real one, unless recordRequests() is called before start().
  */
 class ConsoleBench
 {
@@ -72,34 +109,18 @@ public:
 
     void start()
     {
-        server = std::make_unique<TCPServer>(nullptr, platform);
+        server = std::make_unique<TCPServer>(nullptr, platform, makeWorker);
         QObject::connect(
             server->worker()->runEvents(), &RunEvents::over, server.get(),
             [this](qint64) { ++endedRuns; }, Qt::DirectConnection);
     }
 
-    /** From now on requests to the engine only go into `requests`. A run that is then asked for
-     *  never ends. */
-    void cutEngine()
+    /** Requests to the engine only go into `requests`. */
+    void recordRequests()
     {
-        WorkerCOM *worker = server->worker();
-        QObject::disconnect(worker, &WorkerCOM::signalConnect, nullptr, nullptr);
-        QObject::disconnect(worker, &WorkerCOM::signaldisconnected, nullptr, nullptr);
-        QObject::disconnect(worker, &WorkerCOM::signaluploadByMergeFW, nullptr, nullptr);
-        QObject::disconnect(worker, &WorkerCOM::signalConnectNet, nullptr, nullptr);
-        QObject::connect(worker, &WorkerCOM::signalConnect, worker,
-                         [this](const QString &port) { requests.append("connect " + port); });
-        QObject::connect(worker, &WorkerCOM::signaldisconnected, worker,
-                         [this] { requests.append("disconnect"); });
-        QObject::connect(worker, &WorkerCOM::signaluploadByMergeFW, worker,
-                         [this](const QString &file, const QStringList &rows, int mode) {
-                             requests.append("upload " + named(file) + ' ' + rows.join('|') + ' ' +
-                                             QString::number(mode));
-                         });
-        QObject::connect(worker, &WorkerCOM::signalConnectNet, worker,
-                         [this](const QString &address, int port) {
-                             requests.append(QString("net %1 %2").arg(address).arg(port));
-                         });
+        makeWorker = [this](const Platform &all) {
+            return std::make_unique<RecordingWorker>(all, requests);
+        };
     }
 
     /** Waits until the server has read everything that was sent so far: a request of a client that
@@ -111,17 +132,13 @@ public:
         return QTest::qWaitFor([&] { return !later.received().isEmpty(); });
     }
 
-    /** What the engine would tell. */
-    void tell(const QStringList &message)
+    /** A message of the engine. */
+    void report(const QStringList &message)
     {
         QMetaObject::invokeMethod(server.get(), "message", Q_ARG(QStringList, message));
     }
 
-    /** The bridge's engine, for what it announces; its slots belong to its own thread. */
-    ControlCenter *engine() const
-    {
-        return qobject_cast<ControlCenter *>(server->worker()->runEvents()->parent());
-    }
+    ControlCenter *engine() const { return RecordingWorker::engineOf(*server->worker()); }
 
     /** The server's end of a client's connection. */
     QTcpSocket *accepted(const ConsoleTestClient &client) const
@@ -152,8 +169,6 @@ public:
         return endedRuns >= runs;
     }
 
-    QString named(const QString &path) const { return path.section('/', -1); }
-
     void usePackage(const QString &golden)
     {
         QFile::remove(platform.paths.package);
@@ -165,7 +180,8 @@ public:
     QTemporaryDir folder;
     RecordingShell shell;
     Platform platform;
-    std::unique_ptr<TCPServer> server;
     QStringList requests;
+    TCPServer::WorkerFactory makeWorker;
+    std::unique_ptr<TCPServer> server;
     std::atomic<int> endedRuns{0};
 };

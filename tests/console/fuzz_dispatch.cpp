@@ -89,34 +89,52 @@ private:
     QByteArray m_replies;
 };
 
-/** One server for all inputs. Nothing of the machine is within its reach. */
-class World
+/** A worker that opens no link, and checks and counts the runs that are asked for. */
+class CheckedWorker : public WorkerCOM
 {
 public:
-    World()
+    CheckedWorker(const Platform &platform, int &runs, const std::atomic<int> &ended)
+        : WorkerCOM(nullptr, platform), m_runs(runs), m_ended(ended)
+    {
+    }
+
+    bool onConnect(QString) override { return false; }
+    void disconnected() override {}
+    void connectNet(const QString &, int) override {}
+    void uploadByMergeFW(QString file, QStringList rows, int mode) override
+    {
+        // Never two at once; this one may be over already.
+        require(m_ended >= m_runs);
+        ++m_runs;
+        require(mode == 2 || mode == 5);
+        for (const QString &row : qAsConst(rows))
+            require(row.count(',') >= 2);
+        WorkerCOM::uploadByMergeFW(file, rows, mode);
+    }
+
+private:
+    int &m_runs;
+    const std::atomic<int> &m_ended;
+};
+
+/** One server for all inputs. It uses no port, file or command of the machine. */
+class Server
+{
+public:
+    Server()
     {
         bench.platform.limits.consoleLine = lineLimit;
         bench.platform.timeOuts.runGuard = std::chrono::milliseconds(1);
         bench.platform.timeOuts.netGateReopen = std::chrono::milliseconds(1);
         bench.platform.pauses.beforeModuleReboot = std::chrono::milliseconds(0);
         bench.usePackage(QStringLiteral("version-5.fwm"));
+        bench.makeWorker = [this](const Platform &platform) {
+            return std::make_unique<CheckedWorker>(platform, runs, ended);
+        };
         bench.start();
-        WorkerCOM *const worker = bench.server->worker();
-        for (const char *signal : {SIGNAL(signalConnect(QString)), SIGNAL(signaldisconnected()),
-                                   SIGNAL(signalConnectNet(QString, int))})
-            QObject::disconnect(worker, signal, nullptr, nullptr);
         QObject::connect(
-            worker->runEvents(), &RunEvents::ending, worker, [this](qint64) { ++ended; },
-            Qt::DirectConnection);
-        QObject::connect(worker, &WorkerCOM::signaluploadByMergeFW, bench.server.get(),
-                         [this](const QString &, const QStringList &rows, int mode) {
-                             // Never two at once; this one may be over already.
-                             require(ended >= runs);
-                             ++runs;
-                             require(mode == 2 || mode == 5);
-                             for (const QString &row : rows)
-                                 require(row.count(',') >= 2);
-                         });
+            bench.server->worker()->runEvents(), &RunEvents::ending, bench.server->worker(),
+            [this](qint64) { ++ended; }, Qt::DirectConnection);
     }
 
     void serve(FuzzInput &input)
@@ -179,10 +197,10 @@ private:
                             [](const QSocketNotifier *one) { return one->isEnabled(); });
     }
 
-    ConsoleBench bench;
     /** Those of the input, and those of them that the engine has ended. */
     int runs = 0;
     std::atomic<int> ended{0};
+    ConsoleBench bench;
 };
 
 } // namespace
@@ -193,9 +211,9 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
     static char name[] = "test";
     static char *argv[] = {name, nullptr};
     static QCoreApplication application(argc, argv);
-    static World world;
+    static Server server;
     FuzzInput input(data, size);
-    world.serve(input);
-    world.settle();
+    server.serve(input);
+    server.settle();
     return 0;
 }

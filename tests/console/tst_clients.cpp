@@ -98,8 +98,8 @@ void TestClients::splitLine()
 void TestClients::splitCharacter()
 {
     ConsoleBench bench;
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     client.send("UPGRADE||M\xc3");
     QVERIFY(bench.settle());
@@ -109,8 +109,8 @@ void TestClients::splitCharacter()
     QVERIFY(bench.requests.last().endsWith(",0,1 2"));
 
     ConsoleBench whole;
+    whole.recordRequests();
     whole.start();
-    whole.cutEngine();
     ConsoleTestClient other(whole.server->port());
     other.send("UPGRADE||M\xc3\xa4,0,1\r\n");
     QTRY_COMPARE(whole.requests.size(), 3);
@@ -253,7 +253,7 @@ void TestClients::deafClientIsDropped()
     const QString line(64 * 1024, 'x');
     int told = 0;
     for (; told < 1000 && clientsOf(bench) == 2; ++told) {
-        bench.tell({line});
+        bench.report({line});
         QCoreApplication::processEvents();
     }
     QVERIFY(told < 1000);
@@ -279,7 +279,7 @@ void TestClients::deafClientsTogether()
         for (const auto &client : deaf) {
             client->send("HEARTBEAT\r\n");
             QCoreApplication::processEvents();
-            bench.tell({line});
+            bench.report({line});
         }
     }
     QCOMPARE(clientsOf(bench), 4);
@@ -340,7 +340,7 @@ void TestClients::halfClosedClient()
     const QString line(64 * 1024, 'x');
     constexpr int lines = 150;
     for (int i = 0; i < lines; ++i)
-        bench.tell({line});
+        bench.report({line});
     const auto *const accepted = bench.server->findChild<QTcpSocket *>();
     QVERIFY(accepted->bytesToWrite() > 0);
     shutdown(int(client.socket.socketDescriptor()), SHUT_WR);
@@ -373,7 +373,7 @@ struct HalfClosed
         accepted = bench.accepted(*client);
         const QString line(64 * 1024, 'x');
         for (int i = 0; i < lines; ++i)
-            bench.tell({line});
+            bench.report({line});
         shutdown(int(client->socket.socketDescriptor()), SHUT_WR);
     }
 
@@ -458,18 +458,18 @@ void TestClients::unfinishedLinesAskForNothing()
     QTRY_COMPARE(clientsOf(bench), 3);
     shorter.send(QByteArray(42'000, 'x')); // too much for all together: the longest goes
     QTRY_COMPARE(longest.received(), unknown);
-    bench.tell({"one"});
+    bench.report({"one"});
     QTRY_COMPARE(asking.received(), QByteArray("UPGRADELOG||one\r\n"));
 
     shorter.send(QByteArray(42'000, 'x')); // too much for one line
     QTRY_COMPARE(shorter.received(), unknown);
-    bench.tell({"two"});
+    bench.report({"two"});
     QTRY_COMPARE(asking.received(), QByteArray("UPGRADELOG||one\r\nUPGRADELOG||two\r\n"));
     QCOMPARE(longest.received(), unknown);
 
     shorter.send("\rwhat\r\n"); // a whole line, if an unknown one
     QTRY_COMPARE(shorter.received(), unknown + unknown);
-    bench.tell({"three"});
+    bench.report({"three"});
     QTRY_COMPARE(shorter.received(), unknown + unknown + "UPGRADELOG||three\r\n");
 }
 

@@ -170,8 +170,8 @@ void TestNetPackage::rebootDone()
 void TestNetPackage::refusedDuringARun()
 {
     ConsoleBench bench;
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     client.send("UPGRADE||MAIN,0,1\r\n");
     QTRY_COMPARE(bench.requests.size(), 3);
@@ -193,8 +193,8 @@ void TestNetPackage::busyWhileInstalling()
         if (command.contains(" tar "))
             unpacking.acquire();
     };
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     client.send("HEARTBEAT\r\n");
     QTRY_VERIFY(!client.received().isEmpty());

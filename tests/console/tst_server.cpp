@@ -128,8 +128,8 @@ void TestServer::answers()
     QFETCH(QByteArray, sent);
     QFETCH(QByteArray, received);
     ConsoleBench bench;
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     client.send(sent);
     QTRY_VERIFY(client.received().size() >= received.size());
@@ -140,8 +140,8 @@ void TestServer::answers()
 void TestServer::modes()
 {
     ConsoleBench bench;
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     client.send("UPGRADEMODE||5\r\nUPGRADEMODE||3\r\nUPGRADE||MAIN,0,1\r\n");
     QTRY_COMPARE(bench.requests.size(), 3);
@@ -151,8 +151,8 @@ void TestServer::modes()
 void TestServer::upgradeAsksTheEngine()
 {
     ConsoleBench bench;
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     client.send("UPGRADE||MAIN MCU,0,0||AUX,1||B,17,2,x\r\n");
     QTRY_COMPARE(bench.requests, (QStringList{"disconnect", "connect ttyNoSuchPort",
@@ -164,8 +164,8 @@ void TestServer::upgradeAsksTheEngine()
 void TestServer::upgradeWithoutRows()
 {
     ConsoleBench bench;
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     client.send("UPGRADE||\r\nUPGRADE||MAIN,0\r\nVERSION\r\n");
     QTRY_COMPARE(client.received(), QByteArray("VERSION||1.15\r\n"));
@@ -179,8 +179,8 @@ void TestServer::upgradeAllAsksTheEngine()
     for (const QByteArray &word : QByteArrayList{"UPGRADEALL", "GETVERINF"}) {
         ConsoleBench bench;
         bench.usePackage("good.fwm");
+        bench.recordRequests();
         bench.start();
-        bench.cutEngine();
         ConsoleTestClient client(bench.server->port());
         client.send(word + "\r\n");
         QTRY_COMPARE(bench.requests,
@@ -197,8 +197,8 @@ void TestServer::upgradeAllWhileBusyIsSilent()
 {
     ConsoleBench bench;
     bench.usePackage("good.fwm");
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     client.send("UPGRADE||MAIN,0,1\r\n");
     QTRY_COMPARE(bench.requests.size(), 3);
@@ -288,8 +288,8 @@ void TestServer::endOfANetworkRunIsNotDeliveredYet()
 void TestServer::endIsAnnouncedOnly()
 {
     ConsoleBench bench;
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     const QByteArray list = "FIRMWARELIST||ERROR:Firmware file is not exist.\r\n";
     auto *const events = bench.engine()->findChild<RunEvents *>();
@@ -314,8 +314,8 @@ void TestServer::endIsAnnouncedOnly()
 void TestServer::modeIsKeptAcrossClients()
 {
     ConsoleBench bench;
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     {
         ConsoleTestClient first(bench.server->port());
         first.send("UPGRADEMODE||5\r\n");
@@ -360,8 +360,8 @@ void TestServer::netUpgrade()
 {
     ConsoleBench bench;
     bench.usePackage("good.fwm");
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     client.send("UPGRADEORVALE1G||127.0.0.1\r\nVERSION\r\n");
     QTRY_COMPARE(client.received(), QByteArray("VERSION||1.15\r\n"));
@@ -372,8 +372,8 @@ void TestServer::netUpgradeWhileBusy()
 {
     ConsoleBench bench;
     bench.usePackage("good.fwm");
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     client.send("UPGRADE||MAIN,0,1\r\nUPGRADEORVALE1G||127.0.0.1\r\nUPGRADEORVALE1G||1.2.3\r\n");
     QTRY_COMPARE(client.received(), busy + unknown);
@@ -384,8 +384,8 @@ void TestServer::networkLinkUp()
 {
     ConsoleBench bench;
     bench.usePackage("good.fwm");
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     client.send("UPGRADEMODE||5\r\n");
     QTRY_VERIFY(!client.received().isEmpty());
@@ -408,8 +408,8 @@ void TestServer::networkLinkUpWhileBusy()
 {
     ConsoleBench bench;
     bench.usePackage("good.fwm");
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     client.send("UPGRADE||MAIN,0,1\r\n");
     QTRY_COMPARE(bench.requests.size(), 3);
@@ -492,14 +492,14 @@ void TestServer::engineMessages()
     QFETCH(QStringList, message);
     QFETCH(QByteArray, received);
     ConsoleBench bench;
+    bench.recordRequests();
     bench.start();
-    bench.cutEngine();
     ConsoleTestClient client(bench.server->port());
     client.send("HEARTBEAT\r\n");
     QTRY_COMPARE(client.received(), QByteArray("HEARTBEAT\r\n"));
     client.forget();
-    bench.tell(message);
-    bench.tell({"end"});
+    bench.report(message);
+    bench.report({"end"});
     QTRY_COMPARE(client.received(), received + "UPGRADELOG||end\r\n");
     const bool ends = !message.isEmpty() && message.first() == "APPSTATUS";
     QCOMPARE(bench.requests, ends ? QStringList{"disconnect"} : QStringList());
@@ -551,11 +551,11 @@ void TestServer::repliesFollowTheLastRequester()
     ConsoleTestClient second(bench.server->port());
     first.send("HEARTBEAT\r\n");
     QTRY_COMPARE(first.received(), QByteArray("HEARTBEAT\r\n"));
-    bench.tell({"one"});
+    bench.report({"one"});
     QTRY_COMPARE(first.received(), QByteArray("HEARTBEAT\r\nUPGRADELOG||one\r\n"));
     second.send("HEARTBEAT\r\n");
     QTRY_COMPARE(second.received(), QByteArray("HEARTBEAT\r\n"));
-    bench.tell({"two"});
+    bench.report({"two"});
     QTRY_COMPARE(second.received(), QByteArray("HEARTBEAT\r\nUPGRADELOG||two\r\n"));
     // A fragment is no request.
     first.send("UpgradeDatas||RebootDone\r\n");
@@ -573,9 +573,9 @@ void TestServer::replyTargetIsGone()
         client.send("HEARTBEAT\r\n");
         QTRY_VERIFY(!client.received().isEmpty());
     }
-    bench.tell({"lost"});
+    bench.report({"lost"});
     QTRY_COMPARE(bench.server->findChildren<QTcpSocket *>().size(), 1);
-    bench.tell({"lost too"});
+    bench.report({"lost too"});
     bench.server->slotResponse("lost as well");
     other.send("VERSION\r\n");
     QTRY_COMPARE(other.received(), QByteArray("VERSION||1.15\r\n"));
@@ -585,10 +585,10 @@ void TestServer::nobodyAskedYet()
 {
     ConsoleBench bench;
     bench.start();
-    bench.tell({"nobody there"});
+    bench.report({"nobody there"});
     ConsoleTestClient client(bench.server->port());
     QTRY_COMPARE(bench.server->findChildren<QTcpSocket *>().size(), 1);
-    bench.tell({"nobody asked"});
+    bench.report({"nobody asked"});
     client.send("VERSION\r\n");
     QTRY_COMPARE(client.received(), QByteArray("VERSION||1.15\r\n"));
 }
@@ -601,7 +601,7 @@ void TestServer::characterBeyondLatin1()
     client.send("HEARTBEAT\r\n");
     QTRY_VERIFY(!client.received().isEmpty());
     client.forget();
-    bench.tell({QString::fromUtf8("caf\xc3\xa9 \xe2\x82\xac")});
+    bench.report({QString::fromUtf8("caf\xc3\xa9 \xe2\x82\xac")});
     QTRY_COMPARE(client.received(), QByteArray("UPGRADELOG||caf\xe9 ?\r\n"));
 }
 

@@ -26,10 +26,10 @@ int listsOf(ConsoleTestClient &client)
 /** A server with a package, so that lists end no run, and one client that the server knows. */
 struct Console
 {
-    explicit Console(const std::function<void(Platform &)> &change = nullptr)
+    explicit Console(const std::function<void(ConsoleBench &bench)> &change = nullptr)
     {
         if (change)
-            change(bench.platform);
+            change(bench);
         bench.usePackage("good.fwm");
         bench.start();
         client = connectClient();
@@ -133,10 +133,9 @@ void TestTurns::timersAndEventsInBetween()
 
 void TestTurns::repliesKeepTheirOrder()
 {
-    Console console;
+    Console console(&ConsoleBench::recordRequests);
     const QByteArrayList requests{"VERSION",   "GETFIRMWARELIST", "HEARTBEAT", "what",
                                   "GETVERINF", "GETFIRMWARELIST", "VERSION",   "UPGRADEMODE||5"};
-    console.bench.cutEngine();
     console.client->send(requests.join("\r\n") + "\r\n");
     QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith("Set UPGRADEMODE to 5\r\n"),
                              patience);
@@ -247,7 +246,7 @@ void TestTurns::clientThatLeaves()
 void TestTurns::clientThatIsDropped()
 {
     constexpr int count = 2000;
-    Console console([](Platform &platform) { platform.limits.unreadReplies = 16'384; });
+    Console console([](ConsoleBench &bench) { bench.platform.limits.unreadReplies = 16'384; });
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression("a client does not read.*"));
     console.client->socket.setReadBufferSize(1);
     const int small = 4096;
@@ -280,7 +279,7 @@ void TestTurns::clientThatHasClosedItsSide()
 /** What waits counts as unfinished lines do; the client with most of it loses it. */
 void TestTurns::waitingRequestsTogether()
 {
-    Console console([](Platform &platform) { platform.limits.allConsoleLines = 100'000; });
+    Console console([](ConsoleBench &bench) { bench.platform.limits.allConsoleLines = 100'000; });
     const auto shorter = console.connectClient();
     constexpr int few = 40;
     const QByteArray filler = QByteArray(40'000, 'x') + "\r\n";
@@ -299,8 +298,7 @@ void TestTurns::waitingRequestsTogether()
 /** The network link comes up while lists wait: its own list and theirs do not meet in one turn. */
 void TestTurns::runKeepsItsLists()
 {
-    Console console;
-    console.bench.cutEngine();
+    Console console(&ConsoleBench::recordRequests);
     console.beginLists(10);
     emit console.bench.server->worker()->netconnected();
     QCOMPARE(console.bench.requests.size(), 1);

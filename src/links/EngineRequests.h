@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/** What the console asks of the upgrade engine. The outcome of each request is a message. */
+class EngineRequests
+{
+public:
+    virtual ~EngineRequests() = default;
+
+    /** Opens a serial port. Always returns false. */
+    virtual bool onConnect(QString port) = 0;
+    /** Asks for the network link to a device. */
+    virtual void connectNet(const QString &IP, int port) = 0;
+    /** Closes the link. */
+    virtual void disconnected() = 0;
+    /** Reads the package's description at once, in the calling thread. */
+    virtual QString getMergeFWJSON(QString fileName) = 0;
+    virtual void uploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel) = 0;
+    /** True from the request of a run until its end has been delivered by message(). */
+    virtual bool runActive() const = 0;
+};
