@@ -1,26 +1,37 @@
 // SPDX-License-Identifier: Apache-2.0
-// What each request of the console does.
+#include "console/ConsoleCommands.h"
+
+#include "console/ConsoleEvents.h"
+#include "console/ConsoleReplies.h"
 #include "console/ConsoleRequest.h"
 #include "console/FirmwareRows.h"
-#include "console/TCPServer.h"
+#include "console/PackageTurns.h"
 #include "edid/DumpText.h"
 #include "edid/ParseEDID.h"
-#include "links/WorkerCOM.h"
-#include "netupgrade/NetModelUpgrade.h"
+#include "links/EngineRequests.h"
 #include "platform/Log.h"
 #include "protocol/ConsoleTexts.h"
 
 #include <QFileInfo>
 
-void TCPServer::dispatch(const ConsoleRequest &request)
+namespace {
+
+/** The row that an upgrade over the network writes: the main MCU of chip type 0, index 1. */
+const char *const networkRow = "MAIN,0,1";
+
+} // namespace
+
+void ConsoleCommands::handle(const ConsoleRequest &request)
 {
     switch (request.command) {
     case ConsoleRequest::Command::ParseEdid:
         return parseEdid(request);
     case ConsoleRequest::Command::Heartbeat:
-        return heartbeat();
+        qCDebug(logConsole) << "Send:HEARTBEAT";
+        return m_parts.replies.send(consoletext::heartbeatReply);
     case ConsoleRequest::Command::FirmwareList:
-        return sendFirmwareList();
+        return m_parts.replies.send(consoletext::firmwareListKey + readDescription() +
+                                    consoletext::lineEnd);
     case ConsoleRequest::Command::UpgradeMode:
         return setMode(request);
     case ConsoleRequest::Command::Upgrade:
@@ -28,45 +39,34 @@ void TCPServer::dispatch(const ConsoleRequest &request)
     case ConsoleRequest::Command::UpgradeAll:
         return upgradeAll();
     case ConsoleRequest::Command::Version:
-        return reply(consoletext::versionKey + m_version + consoletext::lineEnd);
+        return m_parts.replies.send(consoletext::versionKey + version() + consoletext::lineEnd);
     case ConsoleRequest::Command::NetUpgrade:
         return upgradeOverNetwork(request);
     case ConsoleRequest::Command::Unknown:
-        return reply(consoletext::unknown);
+        return m_parts.replies.send(consoletext::unknown);
     }
 }
 
-void TCPServer::heartbeat()
-{
-    qCDebug(logConsole) << "Send:HEARTBEAT";
-    reply(consoletext::heartbeatReply);
-}
-
-void TCPServer::sendFirmwareList()
-{
-    reply(consoletext::firmwareListKey + readDescription() + consoletext::lineEnd);
-}
-
-void TCPServer::setMode(const ConsoleRequest &request)
+void ConsoleCommands::setMode(const ConsoleRequest &request)
 {
     const std::optional<int> mode = request.mode();
     if (!mode) {
-        reply(consoletext::modeError);
+        m_parts.replies.send(consoletext::modeError);
         return;
     }
     m_upgradeModel = *mode;
-    reply(consoletext::modeSet + request.parts.at(1) + consoletext::lineEnd);
+    m_parts.replies.send(consoletext::modeSet + request.parts.at(1) + consoletext::lineEnd);
 }
 
-void TCPServer::upgrade(const ConsoleRequest &request)
+void ConsoleCommands::upgrade(const ConsoleRequest &request)
 {
     if (isBusy()) {
-        reply(consoletext::busy);
+        m_parts.replies.send(consoletext::busy);
         return;
     }
-    m_worker->disconnected();
+    m_parts.engine.disconnected();
     if (request.parts.size() < 2) {
-        reply(consoletext::upgradeError);
+        m_parts.replies.send(consoletext::upgradeError);
         return;
     }
     const QStringList rows = request.rows();
@@ -75,7 +75,7 @@ void TCPServer::upgrade(const ConsoleRequest &request)
 }
 
 /** Nothing is said when it cannot be done, not even while busy. */
-void TCPServer::upgradeAll()
+void ConsoleCommands::upgradeAll()
 {
     if (isBusy())
         return;
@@ -85,63 +85,73 @@ void TCPServer::upgradeAll()
     const QStringList rows = firmwareRows(description);
     if (rows.isEmpty())
         return;
-    m_worker->disconnected();
+    m_parts.engine.disconnected();
     startUpgrade(rows);
 }
 
-void TCPServer::upgradeOverNetwork(const ConsoleRequest &request)
+void ConsoleCommands::upgradeOverNetwork(const ConsoleRequest &request)
 {
     qCDebug(logConsole) << "UPGRADEORVALE1G";
     const std::optional<QString> address = request.address();
     if (!address) {
-        reply(consoletext::unknown);
+        m_parts.replies.send(consoletext::unknown);
         return;
     }
     if (isBusy()) {
-        reply(consoletext::busy);
+        m_parts.replies.send(consoletext::busy);
         return;
     }
-    if (!QFileInfo::exists(m_platform.paths.package)) {
+    if (!QFileInfo::exists(m_parts.platform.paths.package)) {
         qCDebug(logConsole) << "file does not exist";
-        reply(consoletext::noPackage);
+        m_parts.replies.send(consoletext::noPackage);
         return;
     }
-    m_networkRequest = {RunRequest::Kind::Network, m_replyTarget->peer, *address, 0, 1};
-    m_worker->connectNet(*address, m_platform.ports.device);
+    m_networkRequest = {RunRequest::Kind::Network, m_parts.replies.target(), *address, 0, 1};
+    m_parts.engine.connectNet(*address, m_parts.platform.ports.device);
 }
 
-void TCPServer::parseEdid(const ConsoleRequest &request)
+void ConsoleCommands::parseEdid(const ConsoleRequest &request)
 {
     const std::optional<QString> text = request.edidText();
     const std::optional<QByteArray> bytes =
         text ? edidBytesFromText(*text) : std::optional<QByteArray>();
     if (!bytes) {
-        reply(consoletext::edidError);
+        m_parts.replies.send(consoletext::edidError);
         return;
     }
-    m_edidBytes = *bytes;
-    m_edid->parse(reinterpret_cast<const unsigned char *>(m_edidBytes.constData()));
+    m_parts.edid.parse(reinterpret_cast<const unsigned char *>(bytes->constData()));
 }
 
-void TCPServer::startUpgrade(const QStringList &rows)
+void ConsoleCommands::startUpgrade(const QStringList &rows)
 {
     qCDebug(logConsole) << "UploadStart";
-    emit m_events.runRequested({RunRequest::Kind::Serial, m_replyTarget->peer,
-                                m_platform.ports.serial, m_upgradeModel, rows.size()});
-    m_worker->onConnect(m_platform.ports.serial);
-    m_worker->uploadByMergeFW(m_platform.paths.package, rows, m_upgradeModel);
+    emit m_parts.events.runRequested({RunRequest::Kind::Serial, m_parts.replies.target(),
+                                      m_parts.platform.ports.serial, m_upgradeModel, rows.size()});
+    m_parts.engine.onConnect(m_parts.platform.ports.serial);
+    m_parts.engine.uploadByMergeFW(m_parts.platform.paths.package, rows, m_upgradeModel);
 }
 
-QString TCPServer::readDescription()
+void ConsoleCommands::networkConnected()
+{
+    m_parts.replies.send(consoletext::deviceConnected);
+    if (isBusy())
+        return;
+    m_networkRequest.mode = m_upgradeModel;
+    emit m_parts.events.runRequested(m_networkRequest);
+    readDescription();
+    m_parts.engine.uploadByMergeFW(m_parts.platform.paths.package,
+                                   {QString::fromLatin1(networkRow)}, m_upgradeModel);
+}
+
+QString ConsoleCommands::readDescription()
 {
     // Reading a large package takes a while; what was asked before is answered now.
-    sendReplies();
-    m_turns.take();
-    return m_worker->getMergeFWJSON(m_platform.paths.package);
+    m_parts.replies.flush();
+    m_parts.turns.take();
+    return m_parts.engine.getMergeFWJSON(m_parts.platform.paths.package);
 }
 
-/** During the module's own install the files and the coming reboot would harm any other upgrade. */
-bool TCPServer::isBusy() const
+bool ConsoleCommands::isBusy() const
 {
-    return m_worker->runActive() || m_netUpgrade->isInstalling();
+    return m_parts.engine.runActive() || m_parts.isInstalling();
 }

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/ConsoleSocket.h"
 
+#include "platform/Log.h"
+
+#include <QHostAddress>
 #include <QSocketNotifier>
 
 #include <algorithm>
@@ -10,6 +13,9 @@
 #include <sys/socket.h>
 
 namespace {
+
+/** What a dual-stack socket puts before the address of an IPv4 client. */
+const QLatin1String mappedPrefix("::ffff:");
 
 bool setOption(qintptr descriptor, int level, int option, int value)
 {
@@ -29,7 +35,7 @@ bool ConsoleSocket::start(int descriptor)
 {
     if (!setSocketDescriptor(descriptor))
         return false;
-    // The framework fetches bytes whenever its notifier tells it to.
+    // With its own notifier Qt would fetch the bytes.
     const auto notifiers = findChildren<QSocketNotifier *>();
     for (QSocketNotifier *const notifier : notifiers)
         notifier->setEnabled(false);
@@ -37,6 +43,24 @@ bool ConsoleSocket::start(int descriptor)
     connect(m_notifier, &QSocketNotifier::activated, this, &ConsoleSocket::readyRead);
     connect(this, &ConsoleSocket::stateChanged, m_notifier, [this] { refreshNotifier(); });
     return true;
+}
+
+void ConsoleSocket::configure(const KeepAlive &rule, std::chrono::milliseconds closing)
+{
+    // A reply that waited for the acknowledgement of the last one would cost 40 ms.
+    setSocketOption(LowDelayOption, 1);
+    if (!keepAlive(rule))
+        qCDebug(logConsole) << "cannot set keep-alive:" << qt_error_string();
+    limitClosing(closing);
+}
+
+ConsolePeer ConsoleSocket::peer() const
+{
+    QString address = peerAddress().toString();
+    const int mapped = address.lastIndexOf(mappedPrefix);
+    if (mapped >= 0)
+        address.remove(0, mapped + mappedPrefix.size());
+    return {address, peerPort()};
 }
 
 bool ConsoleSocket::keepAlive(const KeepAlive &rule)
@@ -102,4 +126,19 @@ void ConsoleSocket::send(const QByteArray &bytes)
         return;
     write(bytes.mid(int(std::max<ssize_t>(sent, 0))));
     flush();
+}
+
+void ConsoleSocket::hangUp(std::chrono::milliseconds limit)
+{
+    disconnect(this, &ConsoleSocket::readyRead, nullptr, nullptr);
+    disconnect(this, &ConsoleSocket::disconnected, nullptr, nullptr);
+    disconnectFromHost();
+    if (!isClosed())
+        waitForDisconnected(int(limit.count()));
+}
+
+void ConsoleSocket::discard()
+{
+    emit destroyed(this);
+    deleteLater();
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "console/ConsoleClient.h"
 #include "platform/Platform.h"
 
 #include <QByteArray>
@@ -10,13 +11,13 @@
 class QSocketNotifier;
 
 /**
- * A client's connection whose bytes go straight between the kernel and the console. By way of the
- * framework's buffers a short request costs one more system call and several allocations, and each
- * reply sets up and tears down a notifier.
+ * A client's connection whose bytes go straight between the kernel and the console. With Qt's own
+ * buffers a short request costs one more system call and several allocations, and each reply makes
+ * and deletes a notifier.
  *
- * Only fetch() reads: the framework's own read functions never have any bytes.
+ * Only fetch() reads: Qt's own read functions never have any bytes.
  */
-class ConsoleSocket : public QTcpSocket
+class ConsoleSocket : public QTcpSocket, public ClientConnection
 {
     Q_OBJECT
 
@@ -28,25 +29,26 @@ public:
      *  readyRead() comes whenever there is something to fetch, or the connection has ended. */
     bool start(int descriptor);
 
-    /** Fetches what has come, at most as much as the buffer holds, and returns the number of bytes.
-     *  At the connection's end there are none, and the socket is closed as soon as what is still to
-     *  be sent has gone. */
-    int fetch(QByteArray &buffer);
+    /** Replies are sent at once. The kernel drops the connection when the peer is gone without
+     *  having closed it; it is dropped, too, when the peer has closed its side and then takes no
+     *  byte of what is still to be sent for so long. */
+    void configure(const KeepAlive &keepAlive, std::chrono::milliseconds closing);
 
-    /** Lets the kernel drop the connection when the peer is gone without having closed it. */
-    bool keepAlive(const KeepAlive &rule);
-    /** Drops the connection when the peer has closed its side and then takes no byte of what is
-     *  still to be sent for this long. */
-    void limitClosing(std::chrono::milliseconds limit);
+    ConsolePeer peer() const;
 
-    /** While it is off, bytes stay with the kernel, which stops the sender once it has enough. */
-    void setReading(bool reading);
-
-    /** Hands the kernel what it takes at once, which is nearly always everything, and keeps the
-     *  rest until it takes that, too. */
-    void send(const QByteArray &bytes);
+    bool isConnected() const override { return state() == ConnectedState; }
+    bool isClosed() const override { return state() == UnconnectedState; }
+    int fetch(QByteArray &buffer) override;
+    void setReading(bool reading) override;
+    void send(const QByteArray &bytes) override;
+    qint64 unsent() const override { return bytesToWrite(); }
+    void drop() override { abort(); }
+    void hangUp(std::chrono::milliseconds limit) override;
+    void discard() override;
 
 private:
+    bool keepAlive(const KeepAlive &rule);
+    void limitClosing(std::chrono::milliseconds limit);
     void refreshNotifier();
 
     /** A child; none before start(). */

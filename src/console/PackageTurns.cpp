@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/PackageTurns.h"
 
-#include "console/ConsoleSocket.h"
-
 #include <QMetaObject>
 
-PackageTurns::PackageTurns(std::function<void(const Client &client)> serve)
+PackageTurns::PackageTurns(std::function<void(const ClientPointer &client)> serve)
     : m_serve(std::move(serve))
 {
     m_nextTurn.setSingleShot(true);
@@ -25,11 +23,11 @@ void PackageTurns::take()
         this, [this] { m_nextTurn.start(); }, Qt::QueuedConnection);
 }
 
-void PackageTurns::wait(const Client &client)
+void PackageTurns::wait(const ClientPointer &client)
 {
     client->isWaiting = true;
-    if (client->socket != nullptr)
-        client->socket->setReading(false);
+    if (client->connection != nullptr)
+        client->connection->setReading(false);
     m_waiting.append(client);
 }
 
@@ -37,10 +35,10 @@ void PackageTurns::next()
 {
     m_isTaken = false;
     while (!m_waiting.isEmpty() && !m_isTaken) {
-        const Client client = m_waiting.takeFirst();
+        const ClientPointer client = m_waiting.takeFirst();
         client->isWaiting = false;
         m_serve(client);
-        if (!client->isWaiting && client->socket != nullptr)
-            client->socket->setReading(true);
+        if (!client->isWaiting && client->connection != nullptr)
+            client->connection->setReading(true);
     }
 }

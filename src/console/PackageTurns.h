@@ -8,7 +8,6 @@
 #include <QTimer>
 
 #include <functional>
-#include <memory>
 
 /**
  * Spreads what may take long, which is reading the package, over the turns of the event loop: one
@@ -23,23 +22,21 @@ class PackageTurns : public QObject
     Q_OBJECT
 
 public:
-    using Client = std::shared_ptr<ConsoleClient>;
-
     /** `serve` goes on with a client that has waited. It may make it wait again. */
-    explicit PackageTurns(std::function<void(const Client &client)> serve);
+    explicit PackageTurns(std::function<void(const ClientPointer &client)> serve);
 
     /** The package has been read in this turn. */
     bool isTaken() const { return m_isTaken; }
     void take();
 
     /** Lets a client wait for the next turn. */
-    void wait(const Client &client);
+    void wait(const ClientPointer &client);
 
 private:
     void next();
 
-    std::function<void(const Client &client)> m_serve;
-    QList<Client> m_waiting;
+    std::function<void(const ClientPointer &client)> m_serve;
+    QList<ClientPointer> m_waiting;
     QTimer m_nextTurn;
     bool m_isTaken = false;
 };

@@ -2,6 +2,7 @@
 #include "console/TCPServer.h"
 
 #include "console/ConsoleListener.h"
+#include "console/ConsoleReports.h"
 #include "edid/ParseEDID.h"
 #include "engine/report/RunEvents.h"
 #include "links/WorkerCOM.h"
@@ -11,41 +12,47 @@
 TCPServer::TCPServer(QObject *parent, const Platform &platform, const WorkerFactory &makeWorker)
     : QObject(parent),
       m_platform(platform),
-      m_worker(makeWorker ? makeWorker(platform) : std::make_unique<WorkerCOM>(nullptr, platform)),
-      m_read(int(platform.limits.consoleRead), Qt::Uninitialized),
-      m_turns([this](const PackageTurns::Client &client) { serveLines(client); }),
-      m_netReport([this](const RunEvent &event) { emit m_events.runEvent(event); })
+      m_worker(makeWorker ? makeWorker(m_platform)
+                          : std::make_unique<WorkerCOM>(nullptr, m_platform)),
+      m_edid(new ParseEDID(this)),
+      m_netUpgrade(new NetModelUpgrade(this, m_platform)),
+      m_listener(new ConsoleListener(this)),
+      m_clients(m_platform, m_events, [this](bool on) { m_listener->setAccepting(on); }),
+      m_replies(m_clients.all(), m_platform.limits),
+      m_reader(m_platform.limits, m_clients, m_replies, receivers()),
+      m_netPackages(*m_netUpgrade, m_events),
+      m_commands({m_platform, *m_worker, m_replies, m_events, m_reader.turns(), *m_edid,
+                  [this] { return m_netUpgrade->isInstalling(); }})
 {
     connectWorker();
-    createEdid();
-    createNetUpgrade();
-    createGiveBack();
-    createServer();
+    connect(m_edid, &ParseEDID::signalEDID, this, &TCPServer::slotSignalEDID);
+    connectNetUpgrade();
+    listen();
 }
 
-/** A client that moves into the place of a removed one is not waited for: the shutdown takes half
- *  the time, and its socket is closed with the server's. */
 TCPServer::~TCPServer()
 {
-    for (int i = 0; i < m_clients.size(); ++i) {
-        ConsoleSocket *socket = m_clients.at(i)->socket;
-        socket->disconnect(this);
-        socket->disconnectFromHost();
-        if (socket->state() != QAbstractSocket::UnconnectedState)
-            socket->waitForDisconnected(int(m_platform.timeOuts.clientDisconnect.count()));
-        m_clients.remove(i);
-    }
-    m_server->close();
+    m_clients.hangUp();
+    m_listener->close();
 }
 
 quint16 TCPServer::port() const
 {
-    return m_server->serverPort();
+    return m_listener->serverPort();
 }
 
 QString TCPServer::listenError() const
 {
-    return m_server->isListening() ? QString() : m_server->errorString();
+    return m_listener->isListening() ? QString() : m_listener->errorString();
+}
+
+RequestReader::Receivers TCPServer::receivers()
+{
+    return {[this](const ConsoleRequest &request) { m_commands.handle(request); },
+            [this](const ConsolePeer &peer, const QByteArray &payload) {
+                if (m_netPackages.accept(peer, payload))
+                    emit signalReceiveData(payload);
+            }};
 }
 
 void TCPServer::connectWorker()
@@ -56,34 +63,97 @@ void TCPServer::connectWorker()
     connect(m_worker->runEvents(), &RunEvents::reported, &m_events, &ConsoleEvents::runEvent);
 }
 
-void TCPServer::createEdid()
+void TCPServer::connectNetUpgrade()
 {
-    m_edid = new ParseEDID(this);
-    connect(m_edid, &ParseEDID::signalEDID, this, &TCPServer::slotSignalEDID);
-}
-
-void TCPServer::createNetUpgrade()
-{
-    m_netUpgrade = new NetModelUpgrade(this, m_platform);
     m_netUpgrade->setRunActive([this] { return m_worker->runActive(); });
     connect(this, &TCPServer::signalReceiveData, m_netUpgrade, &NetModelUpgrade::slotReceiveData);
     connect(m_netUpgrade, &NetModelUpgrade::signalResponse, this, &TCPServer::slotResponse);
     connect(m_netUpgrade, &NetModelUpgrade::message, this, &TCPServer::message);
     connect(m_netUpgrade, &NetModelUpgrade::slotProgressValueChanged, this,
             &TCPServer::progressValueChanged);
-    connect(m_netUpgrade, &NetModelUpgrade::slotProgressValueChanged, this,
-            [this](double percent) { m_netReport.progress(percent); });
-    m_netUpgrade->setInstallReport([this](const QString &version) { netInstallStarted(version); },
-                                   [this](bool succeeded) { netInstallEnded(succeeded); });
 }
 
-void TCPServer::createServer()
+void TCPServer::listen()
 {
-    m_server = new ConsoleListener(this);
-    m_server->start(m_platform.ports.console);
-    if (!connect(m_server, SIGNAL(newConnection()), this, SLOT(NewConnectionSlot())))
-        qCDebug(logConsole) << "错误" << m_server->errorString();
-    connect(m_server, &ConsoleListener::cannotAccept, this, [](const QString &reason) {
+    m_listener->start(m_platform.ports.console);
+    if (!connect(m_listener, SIGNAL(newConnection()), this, SLOT(NewConnectionSlot())))
+        qCDebug(logConsole) << "错误" << m_listener->errorString();
+    connect(m_listener, &ConsoleListener::cannotAccept, this, [](const QString &reason) {
         qCWarning(logConsole) << "cannot accept a client:" << reason;
     });
+}
+
+void TCPServer::NewConnectionSlot()
+{
+    qCDebug(logConsole) << "NewConnectionSlot";
+    ConsoleSocket *const socket = m_listener->nextPendingConnection();
+    if (socket == nullptr)
+        return;
+    socket->configure(m_platform.keepAlive, m_platform.timeOuts.halfClosedClient);
+    const ClientPointer client = m_clients.add(*socket, socket->peer());
+    // sender() would look through the connections of all clients.
+    connect(socket, &QTcpSocket::readyRead, this, [this, client] {
+        m_readable = client;
+        ReadData();
+    });
+    connect(socket, SIGNAL(disconnected()), this, SLOT(disconnectedSlot()));
+}
+
+void TCPServer::disconnectedSlot()
+{
+    qCDebug(logConsole) << "disconnectedSlot";
+    m_clients.removeClosed();
+}
+
+/**
+ * Serves every client that has sent something, in the order in which they came. The event loop
+ * signals them in that order, one by one; looking at all of them would make the cost of a request
+ * grow with the number of clients.
+ */
+void TCPServer::ReadData()
+{
+    if (const auto client = std::exchange(m_readable, nullptr)) {
+        m_reader.read(client);
+        return;
+    }
+    const QVector<ClientPointer> clients = m_clients.all();
+    for (const ClientPointer &client : clients)
+        m_reader.read(client);
+}
+
+void TCPServer::message(const QStringList &message)
+{
+    qCDebug(logConsole) << "TCPServermessage"
+                        << ":" << message;
+    if (consolereport::isStatus(message))
+        m_worker->disconnected();
+    const QString text = consolereport::ofMessage(message);
+    if (!text.isEmpty())
+        m_replies.send(text);
+}
+
+void TCPServer::progressValueChanged(double bytesSent, double bytesTotal)
+{
+    Q_UNUSED(bytesTotal)
+    m_replies.send(consolereport::ofProgress(bytesSent));
+}
+
+void TCPServer::slotnetconnected()
+{
+    qCDebug(logConsole).noquote() << QLatin1String("slotnetconnected") + QString(84, 'x');
+    m_commands.networkConnected();
+}
+
+void TCPServer::slotSignalEDID(const QList<QString> &result)
+{
+    const QString report = QStringList(result).join(QString());
+    qCDebug(logConsole) << "SendDataPARSEEDIDRESULT:" << report;
+    m_replies.send(consolereport::ofEdid(report));
+}
+
+void TCPServer::slotResponse(const QByteArray &datas)
+{
+    const ConsolePeer &target = m_replies.target();
+    qCDebug(logConsoleBytes) << target.address << ":" << target.port << ":" << datas;
+    m_replies.send(consolereport::ofNetReply(datas));
 }

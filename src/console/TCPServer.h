@@ -1,35 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "console/ConsoleClient.h"
+#include "console/ConsoleClients.h"
+#include "console/ConsoleCommands.h"
 #include "console/ConsoleEvents.h"
-#include "console/PackageTurns.h"
-#include "engine/report/RunReporter.h"
-#include "planning/UpgradeMode.h"
+#include "console/ConsoleReplies.h"
+#include "console/NetPackages.h"
+#include "console/RequestReader.h"
 #include "platform/Platform.h"
 
-#include <QByteArray>
-#include <QList>
 #include <QObject>
-#include <QString>
 #include <QStringList>
-#include <QTimer>
-#include <QVector>
 
 #include <functional>
 #include <memory>
 
 class ConsoleListener;
-class ConsoleSocket;
 class NetModelUpgrade;
 class ParseEDID;
 class WorkerCOM;
-struct ConsoleRequest;
 
 /**
  * The root of the agent: serves console clients with a text protocol over TCP, makes the worker
- * that runs the upgrade engine, and turns what the engine, the EDID report and the module's own
- * upgrade tell into replies. All replies go to the client that sent the last request.
+ * that runs the upgrade engine, and passes on to clients what the engine, the EDID report and the
+ * module's own upgrade report. It connects its parts, which do the work.
  */
 class TCPServer : public QObject
 {
@@ -48,9 +42,9 @@ public:
     quint16 port() const;
     /** Why there is none; empty while listening. */
     QString listenError() const;
-    QString version() const { return m_version; }
+    static QString version() { return ConsoleCommands::version(); }
     const Platform &platform() const { return m_platform; }
-    /** For those who watch over the agent. */
+    /** For the log of operations and the service manager. */
     const ConsoleEvents &events() const { return m_events; }
     /** The engine's bridge; lives as long as this object. */
     WorkerCOM *worker() const { return m_worker.get(); }
@@ -72,74 +66,22 @@ public slots:
     void slotResponse(const QByteArray &datas);
 
 private:
+    RequestReader::Receivers receivers();
     void connectWorker();
-    void createEdid();
-    void createNetUpgrade();
-    void createServer();
+    void connectNetUpgrade();
+    void listen();
 
-    void createGiveBack();
-
-    void limitClients();
-    void limitReplies();
-    void limitLines();
-    void readFrom(const std::shared_ptr<ConsoleClient> &client);
-    void serveLines(const std::shared_ptr<ConsoleClient> &client);
-    void workOff(const std::shared_ptr<ConsoleClient> &client);
-    void takeFragment(const ConsolePeer &peer, const QByteArray &payload);
-    void reply(const QString &text);
-    void reply(QLatin1String text);
-    void write(const QByteArray &bytes);
-    void writeTo(ConsoleSocket *socket, const QByteArray &bytes);
-    ConsoleSocket *replySocket() const;
-    void sendReplies();
-
-    void dispatch(const ConsoleRequest &request);
-    void heartbeat();
-    void sendFirmwareList();
-    void setMode(const ConsoleRequest &request);
-    void upgrade(const ConsoleRequest &request);
-    void upgradeAll();
-    void upgradeOverNetwork(const ConsoleRequest &request);
-    void parseEdid(const ConsoleRequest &request);
-    void startUpgrade(const QStringList &rows);
-    void netInstallStarted(const QString &version);
-    void netInstallEnded(bool succeeded);
-    QString readDescription();
-    bool isBusy() const;
-
-    void statusMessage(const QStringList &message);
-
-    Platform m_platform;
-    QString m_version = QStringLiteral("1.15");
-    std::unique_ptr<WorkerCOM> m_worker;
-    ConsoleListener *m_server = nullptr;
-    QVector<std::shared_ptr<ConsoleClient>> m_clients;
-    /** The one whose socket signals just now. */
-    std::shared_ptr<ConsoleClient> m_signalling;
-    /** Takes one read, whoever's it is. */
-    QByteArray m_read;
-    bool m_full = false;
-    /** The most at the same time since memory was last given back. */
-    int m_mostClients = 0;
-    QTimer m_giveBack;
-    /** Who sent the last request. Replies go there, or to whoever has come from the same place
-     *  since. */
-    std::shared_ptr<ConsoleClient> m_replyTarget = std::make_shared<ConsoleClient>();
-    PackageTurns m_turns;
-    int m_upgradeModel = upgradeMode::newerOnly;
-    ParseEDID *m_edid = nullptr;
-    /** The dump being reported; the reporter keeps a pointer to it. */
-    QByteArray m_edidBytes;
-    NetModelUpgrade *m_netUpgrade = nullptr;
-    /** Who has sent the last piece of a NET package, and who asked for the network link. */
-    ConsolePeer m_fragmentPeer;
-    RunRequest m_networkRequest;
+    const Platform m_platform;
     ConsoleEvents m_events;
-    RunReporter m_netReport;
-
-    /** While one read is worked off, its replies leave together. Sockets are deleted by the event
-     *  loop only, so none can go in the meantime. */
-    bool m_collectReplies = false;
-    ConsoleSocket *m_unsentTo = nullptr;
-    QByteArray m_unsent;
+    std::unique_ptr<WorkerCOM> m_worker;
+    ParseEDID *const m_edid;
+    NetModelUpgrade *const m_netUpgrade;
+    ConsoleListener *const m_listener;
+    ConsoleClients m_clients;
+    ConsoleReplies m_replies;
+    RequestReader m_reader;
+    NetPackages m_netPackages;
+    ConsoleCommands m_commands;
+    /** The client to be read; all of them when there is none. */
+    ClientPointer m_readable;
 };

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "console/ConsoleClient.h"
+
+#include <QStringList>
+
+#include <functional>
+
+class ConsoleEvents;
+class ConsoleReplies;
+class EngineRequests;
+class PackageTurns;
+class ParseEDID;
+struct ConsoleRequest;
+struct Platform;
+
+/** What each request of the console does. */
+class ConsoleCommands
+{
+public:
+    /** What the requests need; it has to live as long as they do. */
+    struct Parts
+    {
+        const Platform &platform;
+        EngineRequests &engine;
+        ConsoleReplies &replies;
+        ConsoleEvents &events;
+        PackageTurns &turns;
+        ParseEDID &edid;
+        /** Whether the module's own install is going on: its files and the coming reboot would harm
+         *  any other upgrade. */
+        std::function<bool()> isInstalling;
+    };
+
+    explicit ConsoleCommands(Parts parts) : m_parts(std::move(parts)) {}
+
+    /** The agent's own version. */
+    static QString version() { return QStringLiteral("1.15"); }
+
+    /** Answers to the target of the replies. */
+    void handle(const ConsoleRequest &request);
+    /** The network link that a client asked for is up. */
+    void networkConnected();
+
+private:
+    void setMode(const ConsoleRequest &request);
+    void upgrade(const ConsoleRequest &request);
+    void upgradeAll();
+    void upgradeOverNetwork(const ConsoleRequest &request);
+    void parseEdid(const ConsoleRequest &request);
+    void startUpgrade(const QStringList &rows);
+    QString readDescription();
+    bool isBusy() const;
+
+    Parts m_parts;
+    int m_upgradeModel = upgradeMode::newerOnly;
+    /** The client that asked for the network link. */
+    RunRequest m_networkRequest;
+};

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "console/ConsoleClient.h"
+#include "engine/report/RunReporter.h"
+
+class ConsoleEvents;
+class NetModelUpgrade;
+
+/** The pieces of a NET package that clients send, and the events of the install that follows. */
+class NetPackages
+{
+public:
+    NetPackages(NetModelUpgrade &upgrade, ConsoleEvents &events);
+
+    /** True for a piece that the upgrade has to receive; false for the notice that the module has
+     *  come back, which it has got then. */
+    bool accept(const ConsolePeer &peer, const QByteArray &payload);
+
+private:
+    void installStarted(const QString &version);
+    void installEnded(bool succeeded);
+
+    NetModelUpgrade &m_upgrade;
+    ConsoleEvents &m_events;
+    RunReporter m_report;
+    /** The client that has sent the last piece. */
+    ConsolePeer m_sender;
+};

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "console/RequestReader.h"
+
+#include "console/ConsoleClients.h"
+#include "console/ConsoleReplies.h"
+#include "console/ConsoleRequest.h"
+#include "platform/Log.h"
+#include "protocol/ConsoleTexts.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+bool isFragment(const QByteArray &bytes)
+{
+    return bytes.startsWith(consoletext::fragmentKey.data()) &&
+           bytes.endsWith(consoletext::fragmentEnd.data());
+}
+
+QByteArray payloadOf(const QByteArray &fragment)
+{
+    const int key = consoletext::fragmentKey.size();
+    return fragment.mid(key, fragment.size() - key - consoletext::fragmentEnd.size());
+}
+
+} // namespace
+
+RequestReader::RequestReader(const Limits &limits, ConsoleClients &clients, ConsoleReplies &replies,
+                             Receivers receivers)
+    : m_clients(clients),
+      m_replies(replies),
+      m_receivers(std::move(receivers)),
+      m_turns([this](const ClientPointer &client) { serveLines(client); }),
+      m_read(int(limits.consoleRead), Qt::Uninitialized)
+{
+}
+
+/** What a client sends while it waits is read when it does not any more: each read keeps its place,
+ *  and what it is, a piece of a NET package or lines, is decided then. */
+void RequestReader::read(const ClientPointer &client)
+{
+    if (client->connection == nullptr || client->isWaiting)
+        return;
+    const int count = client->connection->fetch(m_read);
+    if (count == 0)
+        return;
+    const auto bytes = QByteArray::fromRawData(m_read.constData(), count);
+    if (isFragment(bytes)) {
+        m_replies.collect([&] { m_receivers.fragment(client->peer, payloadOf(bytes)); });
+        return;
+    }
+    // With the size given, since a byte of zero would end the text otherwise.
+    client->framer.feed(QString::fromUtf8(bytes.constData(), bytes.size()));
+    serveLines(client);
+}
+
+void RequestReader::serveLines(const ClientPointer &client)
+{
+    const int sizeBefore = client->framer.size();
+    m_replies.collect([&] {
+        handOn(client);
+        if (client->framer.takeOverflow())
+            m_replies.sendTo(*client, consoletext::unknown.data());
+        if (std::max(sizeBefore, client->framer.size()) <= longLine)
+            return;
+        // The client with most gets the reply to a line that is too long by itself.
+        if (const ClientPointer longest = m_clients.beyondLineLimit()) {
+            longest->framer.drop();
+            m_replies.sendTo(*longest, consoletext::unknown.data());
+        }
+    });
+}
+
+/** One line after the other, up to one that has to wait for the next turn of the event loop. */
+void RequestReader::handOn(const ClientPointer &client)
+{
+    bool hasRead = false;
+    while (const QString *const line = client->framer.next()) {
+        const ConsoleRequest request = ConsoleRequest::fromLine(*line);
+        if (hasRead || (request.readsPackage() && m_turns.isTaken())) {
+            m_turns.wait(client);
+            return;
+        }
+        qCDebug(logConsole) << "parseData:" << *line;
+        client->framer.take();
+        m_replies.setTarget(client);
+        m_receivers.request(request);
+        hasRead = request.readsPackage() && m_turns.isTaken();
+        if (!client->isConnected())
+            client->framer.drop();
+    }
+}
