@@ -62,14 +62,20 @@ void RequestReader::serveLines(const ClientPointer &client)
         handOn(client);
         if (client->framer.takeOverflow())
             m_replies.sendTo(*client, consoletext::unknown.data());
-        if (std::max(sizeBefore, client->framer.size()) <= longLine)
-            return;
-        // The client with most gets the reply to a line that is too long by itself.
-        if (const ClientPointer longest = m_clients.beyondLineLimit()) {
-            longest->framer.drop();
-            m_replies.sendTo(*longest, consoletext::unknown.data());
-        }
+        if (std::max(sizeBefore, client->framer.size()) > longLine)
+            limitLines();
     });
+}
+
+/** The client that loses its lines gets the reply to a line that is too long by itself, and does
+ *  not become the target of other replies. */
+void RequestReader::limitLines()
+{
+    const ClientPointer longest = m_clients.beyondLineLimit();
+    if (!longest)
+        return;
+    longest->framer.drop();
+    m_replies.sendTo(*longest, consoletext::unknown.data());
 }
 
 /** One line after the other, up to one that has to wait for the next turn of the event loop. */

@@ -34,6 +34,7 @@ public:
 
 private:
     void serveLines(const ClientPointer &client);
+    void limitLines();
     void handOn(const ClientPointer &client);
 
     ConsoleClients &m_clients;

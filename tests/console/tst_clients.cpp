@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/ConsoleBench.h"
+#include "support/FewDescriptors.h"
 
 #include <QSignalSpy>
 #include <QTcpServer>
@@ -7,7 +8,6 @@
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 
 namespace {
@@ -21,25 +21,6 @@ int clientsOf(const ConsoleBench &bench)
         return socket->state() == QAbstractSocket::ConnectedState;
     }));
 }
-
-/** Allows the process fewer descriptors while it lives. */
-class FewDescriptors
-{
-public:
-    explicit FewDescriptors(rlim_t limit)
-    {
-        getrlimit(RLIMIT_NOFILE, &m_before);
-        rlimit few = m_before;
-        few.rlim_cur = limit;
-        setrlimit(RLIMIT_NOFILE, &few);
-    }
-    FewDescriptors(const FewDescriptors &) = delete;
-    FewDescriptors &operator=(const FewDescriptors &) = delete;
-    ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &m_before); }
-
-private:
-    rlimit m_before = {};
-};
 
 /** Ends the connection with a reset instead of an orderly close. */
 void reset(QTcpSocket &socket)

@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: Apache-2.0
+// The table of clients: who is in it, how many may be, and when their memory is given back.
+#include "console/ConsoleClients.h"
+#include "console/ConsoleEvents.h"
+#include "console/FakeClients.h"
+#include "support/FewDescriptors.h"
+#include "support/VirtualTime.h"
+
+#include <QtTest>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/** What clients must leave to other uses. */
+constexpr int reserved = 128;
+
+struct Table
+{
+    Table()
+    {
+        platform.limits.consoleLine = 50'000;
+        platform.limits.allConsoleLines = 100'000;
+        const auto note = [this](const char *what) {
+            return [this, what](const ConsolePeer &peer, int count) {
+                events.append(QString("%1 %2 of %3").arg(what).arg(peer.port).arg(count));
+            };
+        };
+        QObject::connect(&log, &ConsoleEvents::clientCame, note("came"));
+        QObject::connect(&log, &ConsoleEvents::clientLeft, note("left"));
+    }
+
+    ClientPointer add()
+    {
+        connections.emplace_back();
+        return clients.add(connections.back(),
+                           {QStringLiteral("10.0.0.1"), quint16(connections.size())});
+    }
+
+    void close(int index) { connections.at(size_t(index)).state = FakeConnection::State::Closed; }
+
+    QList<quint16> ports() const
+    {
+        QList<quint16> ports;
+        for (const ClientPointer &client : clients.all())
+            ports.append(client->peer.port);
+        return ports;
+    }
+
+    int givenBackAfter(std::chrono::milliseconds time) const
+    {
+        VirtualTime::instance().advance(time);
+        return givenBack;
+    }
+
+    Platform platform;
+    ConsoleEvents log;
+    QStringList events;
+    QList<bool> accepting;
+    int givenBack = 0;
+    std::deque<FakeConnection> connections;
+    ConsoleClients clients{platform, log, [this](bool on) { accepting.append(on); },
+                           [this] { ++givenBack; }};
+};
+
+} // namespace
+
+class TestClientTable : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void comingAndLeaving();
+    void neighboursLeaveTogether();
+    void closingIsNotClosed();
+    void hangUp();
+    void lineLimitOfAClient();
+    void places();
+    void givesBack_data();
+    void givesBack();
+    void givesBackAfterACrowd();
+    void linesTogether();
+    void clientsWithoutText();
+};
+
+void TestClientTable::comingAndLeaving()
+{
+    Table table;
+    const ClientPointer first = table.add();
+    const ClientPointer second = table.add();
+    QCOMPARE(second->peer.port, quint16(2));
+    QVERIFY(second->isConnected());
+    first->framer.feed("half a line");
+    QVERIFY(!first->framer.next());
+    table.close(0);
+    table.clients.removeClosed();
+    QCOMPARE(table.ports(), QList<quint16>{2});
+    QCOMPARE(table.connections.at(0).discards, 1);
+    QCOMPARE(table.connections.at(1).discards, 0);
+    QVERIFY(first->connection == nullptr);
+    QVERIFY(!first->isConnected());
+    QCOMPARE(first->framer.size(), 0);
+    QCOMPARE(table.events, (QStringList{"came 1 of 1", "came 2 of 2", "left 1 of 1"}));
+}
+
+/** The second one is found by the call that its own disconnect makes. */
+void TestClientTable::neighboursLeaveTogether()
+{
+    Table table;
+    for (int i = 0; i < 4; ++i)
+        table.add();
+    for (const int index : {0, 1, 3})
+        table.close(index);
+    table.clients.removeClosed();
+    QCOMPARE(table.ports(), (QList<quint16>{2, 3}));
+    table.clients.removeClosed();
+    QCOMPARE(table.ports(), QList<quint16>{3});
+    table.clients.removeClosed();
+    QCOMPARE(table.ports(), QList<quint16>{3});
+}
+
+void TestClientTable::closingIsNotClosed()
+{
+    Table table;
+    table.add();
+    table.connections.at(0).state = FakeConnection::State::Closing;
+    table.clients.removeClosed();
+    QCOMPARE(table.ports(), QList<quint16>{1});
+}
+
+/** Every second one is left to the end of the listening socket. */
+void TestClientTable::hangUp()
+{
+    Table table;
+    table.platform.timeOuts.clientDisconnect = 77ms;
+    for (int i = 0; i < 3; ++i)
+        table.add();
+    table.clients.hangUp();
+    QCOMPARE(table.connections.at(0).hangUpLimit, 77ms);
+    QVERIFY(table.connections.at(1).isConnected());
+    QCOMPARE(table.connections.at(2).hangUpLimit, 77ms);
+}
+
+void TestClientTable::lineLimitOfAClient()
+{
+    Table table;
+    const ClientPointer client = table.add();
+    client->framer.feed(QString(50'001, 'x'));
+    QVERIFY(!client->framer.next());
+    QVERIFY(client->framer.takeOverflow());
+}
+
+void TestClientTable::places()
+{
+    Table table;
+    const FewDescriptors few(reserved + 2);
+    table.add();
+    QVERIFY(table.accepting.isEmpty());
+    QTest::ignoreMessage(QtWarningMsg, "no more clients are accepted for now: 2");
+    table.add();
+    QCOMPARE(table.accepting, QList<bool>{false});
+    table.close(0);
+    table.clients.removeClosed();
+    QCOMPARE(table.accepting, (QList<bool>{false, true}));
+}
+
+void TestClientTable::givesBack_data()
+{
+    QTest::addColumn<bool>("isSlow");
+    QTest::addColumn<int>("text");
+    QTest::addColumn<int>("givenBack");
+    QTest::newRow("an ordinary client") << false << 0 << 0;
+    QTest::newRow("a client with a short line") << false << 8'192 << 0;
+    QTest::newRow("a client with a long line") << false << 8'193 << 1;
+    QTest::newRow("a client that had unread replies") << true << 0 << 1;
+}
+
+void TestClientTable::givesBack()
+{
+    QFETCH(bool, isSlow);
+    QFETCH(int, text);
+    Table table;
+    const ClientPointer client = table.add();
+    client->isSlow = isSlow;
+    client->framer.feed(QString(text, 'x'));
+    QVERIFY(!client->framer.next());
+    QCOMPARE(table.givenBackAfter(1s), 0);
+    table.close(0);
+    table.clients.removeClosed();
+    QCOMPARE(table.givenBackAfter(999ms), 0);
+    QTEST(table.givenBackAfter(1ms), "givenBack");
+}
+
+void TestClientTable::givesBackAfterACrowd()
+{
+    constexpr int crowd = 256;
+    Table table;
+    for (int i = 0; i < crowd + 10; ++i)
+        table.add();
+    const auto leave = [&](int count) {
+        for (int i = 0; i < count; ++i) {
+            table.clients.all().first()->connection->drop();
+            table.clients.removeClosed();
+        }
+    };
+    leave(crowd - 1);
+    QCOMPARE(table.givenBackAfter(1s), 0);
+    leave(1);
+    QCOMPARE(table.givenBackAfter(1s), 1);
+    leave(10);
+    QCOMPARE(table.givenBackAfter(1s), 1);
+}
+
+void TestClientTable::linesTogether()
+{
+    Table table;
+    QList<ClientPointer> clients;
+    for (const int size : {30'000, 40'000, 30'000}) {
+        clients.append(table.add());
+        clients.last()->framer.feed(QString(size, 'x'));
+        QVERIFY(!clients.last()->framer.next());
+    }
+    QVERIFY(!table.clients.beyondLineLimit());
+    clients.at(0)->framer.feed("y");
+    QVERIFY(!clients.at(0)->framer.next());
+    QCOMPARE(table.clients.beyondLineLimit(), clients.at(1));
+    clients.at(1)->framer.drop();
+    QVERIFY(!table.clients.beyondLineLimit());
+    QCOMPARE(table.givenBackAfter(1s), 1);
+}
+
+void TestClientTable::clientsWithoutText()
+{
+    Table table;
+    table.platform.limits.allConsoleLines = 0;
+    table.add();
+    QVERIFY(!table.clients.beyondLineLimit());
+}
+
+int main(int argc, char *argv[])
+{
+    VirtualTime::instance();
+    TestClientTable test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_client_table.moc"

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "console/ConsoleReports.h"
+
+#include <QtTest>
+
+class TestReports : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void messages_data();
+    void messages();
+    void others();
+};
+
+void TestReports::messages_data()
+{
+    QTest::addColumn<QStringList>("message");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("isStatus");
+    const auto row = [](const char *name, const QStringList &message, const QString &text,
+                        bool isStatus = false) {
+        QTest::newRow(name) << message << text << isStatus;
+    };
+    row("nothing", {}, "");
+    row("success", {"APPSTATUS", "6"}, "\r\nDISCONNECTCOM\r\n\r\nUPGRADESUCCESS\r\n", true);
+    row("failure", {"APPSTATUS", "7"}, "\r\nDISCONNECTCOM\r\n\r\nUPGRADEFAIL\r\n", true);
+    row("no status", {"APPSTATUS"}, "\r\nDISCONNECTCOM\r\n\r\nUPGRADEFAIL\r\n", true);
+    row("connected", {"ConnectSuccess", "ttyS2"}, "Connect success.\r\n");
+    row("version", {"NETVERSION", "1.23"}, "NETVERSION||1.23\r\n");
+    row("result of a row", {"UPGRADERESULT", "MAIN,0,1", "1"}, "");
+    row("line", {"Erase", "MAIN"}, "UPGRADELOG||Erase||MAIN\r\n");
+    row("empty line", {""}, "UPGRADELOG||\r\n");
+}
+
+void TestReports::messages()
+{
+    QFETCH(QStringList, message);
+    QTEST(consolereport::ofMessage(message), "text");
+    QTEST(consolereport::isStatus(message), "isStatus");
+}
+
+void TestReports::others()
+{
+    QCOMPARE(consolereport::ofProgress(100.0 / 3), QString("PROGRESSVALUE||33.33\r\n"));
+    QCOMPARE(consolereport::ofEdid("a,b"), QString("PARSEEDIDRESULT||a,b\r\n"));
+    QCOMPARE(consolereport::ofNetReply(QByteArray("\0\xab", 2)),
+             "UpgradeDatas||" + QByteArray("\0\xab", 2));
+}
+
+QTEST_GUILESS_MAIN(TestReports)
+#include "tst_reports.moc"

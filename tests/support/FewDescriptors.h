@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <sys/resource.h>
+
+/** Allows the process fewer descriptors while it lives. */
+class FewDescriptors
+{
+public:
+    explicit FewDescriptors(rlim_t limit)
+    {
+        getrlimit(RLIMIT_NOFILE, &m_before);
+        rlimit few = m_before;
+        few.rlim_cur = limit;
+        setrlimit(RLIMIT_NOFILE, &few);
+    }
+    FewDescriptors(const FewDescriptors &) = delete;
+    FewDescriptors &operator=(const FewDescriptors &) = delete;
+    ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &m_before); }
+
+private:
+    rlimit m_before = {};
+};
