@@ -2,6 +2,7 @@
 #pragma once
 
 #include "console/ConsoleClient.h"
+#include "planning/UpgradeMode.h"
 
 #include <QStringList>
 
