@@ -132,13 +132,14 @@ void TestClientTable::closingIsNotClosed()
 void TestClientTable::hangUp()
 {
     Table table;
-    table.platform.timeOuts.clientDisconnect = 77ms;
+    const std::chrono::milliseconds limit(77);
+    table.platform.timeOuts.clientDisconnect = limit;
     for (int i = 0; i < 3; ++i)
         table.add();
     table.clients.hangUp();
-    QCOMPARE(table.connections.at(0).hangUpLimit, 77ms);
+    QCOMPARE(table.connections.at(0).hangUpLimit, limit);
     QVERIFY(table.connections.at(1).isConnected());
-    QCOMPARE(table.connections.at(2).hangUpLimit, 77ms);
+    QCOMPARE(table.connections.at(2).hangUpLimit, limit);
 }
 
 void TestClientTable::lineLimitOfAClient()

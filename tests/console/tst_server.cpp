@@ -58,7 +58,7 @@ private slots:
     void blockReplies();
     void repliesFollowTheLastRequester();
     void replyTargetIsGone();
-    void nobodyAskedYet();
+    void noRequestYet();
     void characterBeyondLatin1();
 };
 
@@ -581,14 +581,14 @@ void TestServer::replyTargetIsGone()
     QTRY_COMPARE(other.received(), QByteArray("VERSION||1.15\r\n"));
 }
 
-void TestServer::nobodyAskedYet()
+void TestServer::noRequestYet()
 {
     ConsoleBench bench;
     bench.start();
-    bench.report({"nobody there"});
+    bench.report({"no client yet"});
     ConsoleTestClient client(bench.server->port());
     QTRY_COMPARE(bench.server->findChildren<QTcpSocket *>().size(), 1);
-    bench.report({"nobody asked"});
+    bench.report({"no request yet"});
     client.send("VERSION\r\n");
     QTRY_COMPARE(client.received(), QByteArray("VERSION||1.15\r\n"));
 }
