@@ -9,14 +9,7 @@
  */
 namespace edid::text {
 
-#define WIRE_TEXT(id, ...) constexpr char id[] = __VA_ARGS__;
-#include "edid/EdidTexts.def"
-#undef WIRE_TEXT
-
-constexpr WireText all[] = {
-#define WIRE_TEXT(id, ...) {#id, __VA_ARGS__},
-#include "edid/EdidTexts.def"
-#undef WIRE_TEXT
-};
+#define WIRE_TEXTS "edid/EdidTexts.def"
+#include "protocol/WireTable.inc"
 
 } // namespace edid::text

@@ -8,15 +8,8 @@
 /** What the module's own upgrade sends to the console, letter for letter. */
 namespace nettext {
 
-#define WIRE_TEXT(id, ...) constexpr char id[] = __VA_ARGS__;
-#include "netupgrade/NetTexts.def"
-#undef WIRE_TEXT
-
-constexpr WireText all[] = {
-#define WIRE_TEXT(id, ...) {#id, __VA_ARGS__},
-#include "netupgrade/NetTexts.def"
-#undef WIRE_TEXT
-};
+#define WIRE_TEXTS "netupgrade/NetTexts.def"
+#include "protocol/WireTable.inc"
 
 inline QByteArray upgradingTrue()
 {

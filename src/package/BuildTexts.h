@@ -9,14 +9,7 @@
  */
 namespace buildtext {
 
-#define WIRE_TEXT(id, ...) constexpr char id[] = __VA_ARGS__;
-#include "package/BuildTexts.def"
-#undef WIRE_TEXT
-
-constexpr WireText all[] = {
-#define WIRE_TEXT(id, ...) {#id, __VA_ARGS__},
-#include "package/BuildTexts.def"
-#undef WIRE_TEXT
-};
+#define WIRE_TEXTS "package/BuildTexts.def"
+#include "protocol/WireTable.inc"
 
 } // namespace buildtext

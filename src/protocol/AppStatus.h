@@ -6,14 +6,7 @@
 /** The status of an APPSTATUS message. "1" would mean busy to the console and is never sent. */
 namespace appStatus {
 
-#define WIRE_TEXT(id, ...) constexpr char id[] = __VA_ARGS__;
-#include "protocol/AppStatus.def"
-#undef WIRE_TEXT
-
-constexpr WireText all[] = {
-#define WIRE_TEXT(id, ...) {#id, __VA_ARGS__},
-#include "protocol/AppStatus.def"
-#undef WIRE_TEXT
-};
+#define WIRE_TEXTS "protocol/AppStatus.def"
+#include "protocol/WireTable.inc"
 
 } // namespace appStatus

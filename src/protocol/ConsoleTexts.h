@@ -15,45 +15,40 @@
 namespace consoletext {
 
 /** QLatin1String measures a text only at run time. */
-constexpr QLatin1String operator""_text(const char *text, size_t size)
-{
-    return QLatin1String(text, int(size));
-}
-
 template<size_t size>
 constexpr QLatin1String latin1(const char (&text)[size])
 {
     return QLatin1String(text, int(size) - 1);
 }
 
-constexpr QLatin1String separator = "||"_text;
-constexpr QLatin1String lineEnd = "\r\n"_text;
+constexpr QLatin1String separator = latin1("||");
+constexpr QLatin1String lineEnd = latin1("\r\n");
 
 // Requests
-constexpr QLatin1String heartbeat = "HEARTBEAT"_text;
-constexpr QLatin1String getFirmwareList = "GETFIRMWARELIST"_text;
-constexpr QLatin1String upgradeMode = "UPGRADEMODE||"_text;
-constexpr QLatin1String upgrade = "UPGRADE||"_text;
-constexpr QLatin1String upgradeAll = "UPGRADEALL"_text;
-constexpr QLatin1String getVersionInformation = "GETVERINF"_text;
-constexpr QLatin1String version = "VERSION"_text;
-constexpr QLatin1String netUpgrade = "UPGRADEORVALE1G"_text;
-constexpr QLatin1String parseEdid = "PARSEEDID"_text;
+constexpr QLatin1String heartbeat = latin1("HEARTBEAT");
+constexpr QLatin1String getFirmwareList = latin1("GETFIRMWARELIST");
+constexpr QLatin1String upgradeMode = latin1("UPGRADEMODE||");
+constexpr QLatin1String upgrade = latin1("UPGRADE||");
+constexpr QLatin1String upgradeAll = latin1("UPGRADEALL");
+constexpr QLatin1String getVersionInformation = latin1("GETVERINF");
+constexpr QLatin1String version = latin1("VERSION");
+constexpr QLatin1String netUpgrade = latin1("UPGRADEORVALE1G");
+constexpr QLatin1String parseEdid = latin1("PARSEEDID");
 
 // Replies and their keys
-#define WIRE_TEXT(id, ...) constexpr QLatin1String id = __VA_ARGS__##_text;
+#define WIRE_TEXT(id, words) constexpr QLatin1String id = latin1(words);
 #include "protocol/ConsoleTexts.def"
 #undef WIRE_TEXT
 
 constexpr WireText all[] = {
-#define WIRE_TEXT(id, ...) {#id, __VA_ARGS__},
+#define WIRE_TEXT(id, words) {#id, words},
 #include "protocol/ConsoleTexts.def"
 #undef WIRE_TEXT
 };
 
 // Pieces of a NET package, in both directions
-constexpr QLatin1String fragmentEnd = "\r\n"_text;
-constexpr QLatin1String rebootDone = "RebootDone"_text;
+constexpr QLatin1String fragmentEnd = latin1("\r\n");
+constexpr QLatin1String rebootDone = latin1("RebootDone");
 
 // First elements of the engine's messages
 constexpr QLatin1String statusMessage = latin1(key::appStatus);

@@ -6,14 +6,7 @@
 /** The first elements of the messages that are lists. */
 namespace key {
 
-#define WIRE_TEXT(id, ...) constexpr char id[] = __VA_ARGS__;
-#include "protocol/MessageKeys.def"
-#undef WIRE_TEXT
-
-constexpr WireText all[] = {
-#define WIRE_TEXT(id, ...) {#id, __VA_ARGS__},
-#include "protocol/MessageKeys.def"
-#undef WIRE_TEXT
-};
+#define WIRE_TEXTS "protocol/MessageKeys.def"
+#include "protocol/WireTable.inc"
 
 } // namespace key

@@ -6,8 +6,9 @@
 /**
  * A text that leaves the agent, or is compared with one that does, and its name in the source.
  *
- * Each subsystem has its texts in a file of lines WIRE_TEXT(id, "text"). Its header makes a
- * constant of each line, and a table of all of them: what is not in the table does not exist.
+ * Each subsystem has its texts in a file of lines WIRE_TEXT(id, "text"). Its header includes
+ * WireTable.inc, which makes a constant of each line, and a table of all of them: what is not in
+ * the table does not exist.
  */
 struct WireText
 {

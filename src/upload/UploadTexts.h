@@ -6,14 +6,7 @@
 /** The uploader's words. They are part of the interface and keep their spelling. */
 namespace uploadText {
 
-#define WIRE_TEXT(id, ...) constexpr char id[] = __VA_ARGS__;
-#include "upload/UploadTexts.def"
-#undef WIRE_TEXT
-
-constexpr WireText all[] = {
-#define WIRE_TEXT(id, ...) {#id, __VA_ARGS__},
-#include "upload/UploadTexts.def"
-#undef WIRE_TEXT
-};
+#define WIRE_TEXTS "upload/UploadTexts.def"
+#include "protocol/WireTable.inc"
 
 } // namespace uploadText

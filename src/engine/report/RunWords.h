@@ -6,14 +6,7 @@
 /** Words for those who watch over the agent. Console clients never get them. */
 namespace runWord {
 
-#define WIRE_TEXT(id, ...) constexpr char id[] = __VA_ARGS__;
-#include "engine/report/RunWords.def"
-#undef WIRE_TEXT
-
-constexpr WireText all[] = {
-#define WIRE_TEXT(id, ...) {#id, __VA_ARGS__},
-#include "engine/report/RunWords.def"
-#undef WIRE_TEXT
-};
+#define WIRE_TEXTS "engine/report/RunWords.def"
+#include "protocol/WireTable.inc"
 
 } // namespace runWord
