@@ -18,13 +18,13 @@ int main(int argc, char **argv)
     std::signal(SIGPIPE, SIG_IGN);
     descriptors::raiseLimit();
 
-    logOutput::install();
+    monitoring::logOutput::install();
     const ServiceEnvironment serviceEnvironment = ServiceEnvironment::take();
 
     const QCoreApplication application(argc, argv);
     // Lives until the process ends.
     auto *const server = new TCPServer;
-    new OperationsLog(*server, server);
-    ServiceNotifier::startIfWanted(serviceEnvironment, *server);
+    new monitoring::OperationsLog(*server, server);
+    monitoring::ServiceNotifier::startIfWanted(serviceEnvironment, *server);
     return QCoreApplication::exec();
 }

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+namespace monitoring {
+
 LineBudget::LineBudget(int burst, ms perLine)
     : m_perLine(perLine), m_most(perLine * burst), m_credit(m_most)
 {
@@ -19,3 +21,5 @@ bool LineBudget::take(ms now)
     m_credit -= m_perLine;
     return true;
 }
+
+} // namespace monitoring

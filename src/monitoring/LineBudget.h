@@ -3,6 +3,8 @@
 
 #include <chrono>
 
+namespace monitoring {
+
 /**
  * How many lines one kind of event may write: `burst` at once, and from then on one each `perLine`.
  * So no client can fill the journal, or drown the lines of others, by what it makes happen.
@@ -28,3 +30,5 @@ private:
     ms m_last{0};
     int m_leftOut = 0;
 };
+
+} // namespace monitoring

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+namespace monitoring {
+
 namespace {
 
 constexpr ushort firstPrintable = 0x20;
@@ -88,3 +90,5 @@ LogLine &LogLine::addPlain(const char *key, const QString &value)
     m_text += QLatin1Char(' ') + QLatin1String(key) + QLatin1Char('=') + value;
     return *this;
 }
+
+} // namespace monitoring

@@ -3,6 +3,8 @@
 
 #include <QString>
 
+namespace monitoring {
+
 /**
  * One line of the operations log: `event=NAME` and further `key=value` pairs, separated by blanks.
  * A value that is more than one plain word stands in double quotes. Whatever a peer has sent stays
@@ -30,3 +32,5 @@ private:
 
     QString m_text;
 };
+
+} // namespace monitoring

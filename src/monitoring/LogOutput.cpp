@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <unistd.h>
 
-namespace logOutput {
+namespace monitoring::logOutput {
 
 namespace {
 
@@ -56,4 +56,4 @@ void install()
     std::atexit([] { standardError::flush(lastLines); });
 }
 
-} // namespace logOutput
+} // namespace monitoring::logOutput

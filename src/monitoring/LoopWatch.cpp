@@ -3,6 +3,8 @@
 
 #include <QThread>
 
+namespace monitoring {
+
 LoopWatch::LoopWatch(QThread *other, std::chrono::milliseconds interval, QObject *parent)
     : QObject(parent), m_echo(new LoopEcho)
 {
@@ -37,3 +39,5 @@ void LoopWatch::takeAnswer()
     m_isOpen = false;
     emit bothTurn();
 }
+
+} // namespace monitoring

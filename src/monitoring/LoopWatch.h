@@ -8,6 +8,8 @@
 
 class QThread;
 
+namespace monitoring {
+
 /** Lives in a thread and answers as soon as that thread's event loop turns. */
 class LoopEcho : public QObject
 {
@@ -47,3 +49,5 @@ private:
     QTimer m_timer;
     bool m_isOpen = false;
 };
+
+} // namespace monitoring

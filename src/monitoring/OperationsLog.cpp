@@ -4,6 +4,8 @@
 #include "console/TCPServer.h"
 #include "platform/Log.h"
 
+namespace monitoring {
+
 OperationsLog::OperationsLog(const TCPServer &server, QObject *parent, const LogBudgets &budgets)
     : QObject(parent), m_budgets(budgets)
 {
@@ -67,3 +69,5 @@ void OperationsLog::takeRunEvent(const RunEvent &event)
     write(isEnd ? m_budgets.runs : m_budgets.details, isEnd ? "runs" : "details",
           [&] { return operations::runLine(event); });
 }
+
+} // namespace monitoring

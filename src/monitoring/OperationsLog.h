@@ -10,6 +10,8 @@
 class ConsoleEvents;
 class TCPServer;
 
+namespace monitoring {
+
 /** How much each topic may write; the run of a device never comes near. */
 struct LogBudgets
 {
@@ -45,3 +47,5 @@ private:
     LogBudgets m_budgets;
     QElapsedTimer m_clock;
 };
+
+} // namespace monitoring

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "monitoring/OperationsText.h"
 
-namespace operations {
+namespace monitoring::operations {
 
 namespace {
 
@@ -169,4 +169,4 @@ LogLine runLine(const RunEvent &event)
     return LogLine("none");
 }
 
-} // namespace operations
+} // namespace monitoring::operations

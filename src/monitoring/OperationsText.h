@@ -9,7 +9,7 @@
 #include <optional>
 
 /** The lines of the operations log. docs/log.md tells each. */
-namespace operations {
+namespace monitoring::operations {
 
 LogLine started(const QString &version, const Platform &platform);
 LogLine listening(quint16 port);
@@ -24,4 +24,4 @@ LogLine linesLeftOut(const char *topic);
 bool isLogged(RunEvent::Kind kind);
 LogLine runLine(const RunEvent &event);
 
-} // namespace operations
+} // namespace monitoring::operations

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 
+namespace monitoring {
+
 namespace {
 
 /** Until a manager that has too much to read is written to again. */
@@ -91,3 +93,5 @@ void ServiceNotifier::send()
     else
         m_state.delivered();
 }
+
+} // namespace monitoring

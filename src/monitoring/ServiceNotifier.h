@@ -10,6 +10,8 @@
 
 class TCPServer;
 
+namespace monitoring {
+
 /**
  * Keeps a service manager informed: readiness, what the agent does, that it lives, and its end.
  * Made only where a manager wants to know, so that there is no timer anywhere else.
@@ -40,3 +42,5 @@ private:
     ServiceState m_state;
     QTimer m_retry;
 };
+
+} // namespace monitoring

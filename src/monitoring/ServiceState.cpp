@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "monitoring/ServiceState.h"
 
+namespace monitoring {
+
 namespace {
 
 /** While commands install the module's firmware, the engine's thread stands: unpacking takes
@@ -115,3 +117,5 @@ void ServiceState::delivered()
     m_alive = false;
     m_newLimit = std::chrono::microseconds(0);
 }
+
+} // namespace monitoring

@@ -7,6 +7,8 @@
 
 #include <chrono>
 
+namespace monitoring {
+
 /**
  * What the service manager is to be told, and what of it has not been told yet. A message is one
  * datagram of `NAME=value` lines, as sd_notify(3) describes them.
@@ -51,3 +53,5 @@ private:
 
 /** The last words, before a signal ends the process. */
 extern const char stoppingMessage[];
+
+} // namespace monitoring

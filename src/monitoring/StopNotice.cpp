@@ -7,7 +7,7 @@
 #include <csignal>
 #include <cstring>
 
-namespace stopNotice {
+namespace monitoring::stopNotice {
 
 namespace {
 
@@ -42,4 +42,4 @@ void sendOnSignals(const NotifySocket &socket)
     handle(SIGINT);
 }
 
-} // namespace stopNotice
+} // namespace monitoring::stopNotice

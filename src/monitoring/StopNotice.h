@@ -5,9 +5,9 @@ class NotifySocket;
 
 /** Tells the service manager when a signal ends the process, which it then does as ever: at once.
  */
-namespace stopNotice {
+namespace monitoring::stopNotice {
 
 /** The socket must live as long as the process. */
 void sendOnSignals(const NotifySocket &socket);
 
-} // namespace stopNotice
+} // namespace monitoring::stopNotice

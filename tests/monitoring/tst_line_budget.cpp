@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using namespace monitoring;
+
 using ms = LineBudget::ms;
 using std::chrono::hours;
 

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using namespace monitoring;
+
 class TestLogLine : public QObject
 {
     Q_OBJECT

@@ -14,6 +14,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+using namespace monitoring;
+
 namespace {
 
 const uid_t otherUser = 65'534;

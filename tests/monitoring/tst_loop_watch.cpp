@@ -6,6 +6,8 @@
 #include <QThread>
 #include <QtTest>
 
+using namespace monitoring;
+
 using namespace std::chrono_literals;
 
 namespace {

@@ -8,6 +8,8 @@
 #include <QThread>
 #include <QtTest>
 
+using namespace monitoring;
+
 using namespace std::chrono_literals;
 
 class TestNotifier : public QObject

@@ -5,6 +5,8 @@
 
 #include <QtTest>
 
+using namespace monitoring;
+
 class TestOperationsLog : public QObject
 {
     Q_OBJECT

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using namespace monitoring;
+
 using Kind = RunEvent::Kind;
 
 namespace {
