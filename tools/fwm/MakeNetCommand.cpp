@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bytes/FileSource.h"
 #include "common/ForkedProcess.h"
+#include "fwm/Bzip2.h"
 #include "fwm/Commands.h"
 #include "fwm/Words.h"
 #include "fwm/WriteOutput.h"
@@ -12,8 +13,6 @@
 
 namespace {
 
-constexpr char bzip2Magic[] = "BZh";
-constexpr int bzip2MagicSize = 3;
 constexpr int noTimeOut = -1;
 
 /** Hands the archive on to the output and takes its MD5 meanwhile. */
@@ -124,7 +123,7 @@ std::optional<Outcome> copyArchive(const Options &options, ArchiveSink &sink,
     if (!archive.open())
         return Outcome::failed(Failure::CannotRead,
                                options.file + QStringLiteral(": ") + archive.errorString());
-    if (archive.read(0, bzip2MagicSize) != bzip2Magic)
+    if (archive.read(0, bzip2::magicSize) != bzip2::magic)
         return Outcome::failed(Failure::NotAnArchive, options.file);
     if (std::optional<Outcome> failure = checkArchive(options))
         return failure;

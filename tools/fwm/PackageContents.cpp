@@ -2,6 +2,7 @@
 #include "fwm/PackageContents.h"
 
 #include "bytes/Chunks.h"
+#include "fwm/Bzip2.h"
 #include "package/DescriptionKeys.h"
 #include "protocol/ChipTypes.h"
 
@@ -10,10 +11,6 @@
 
 namespace {
 
-constexpr quint8 netChipType = 32;
-constexpr quint8 lastTypeWithVariants = 16;
-constexpr char bzip2Magic[] = "BZh";
-constexpr int bzip2MagicSize = 3;
 constexpr qint64 hashChunk = 65'536;
 /** A description has at most 65,535 bytes; so many entries never fit into one. */
 constexpr int mostImages = 65'535;
@@ -39,9 +36,9 @@ void walkImages(ByteSource &source, PackageContents &contents)
         ImageInfo info;
         info.record = *record;
         info.sha256 = sha256Of(image);
-        if (record->key.chipType == netChipType) {
+        if (record->key.chipType == chip::networkModule) {
             info.net = checkNetImage(image);
-            info.looksLikeBzip2 = image.read(net::archiveOffset, bzip2MagicSize) == bzip2Magic;
+            info.looksLikeBzip2 = image.read(net::archiveOffset, bzip2::magicSize) == bzip2::magic;
         }
         contents.images.append(info);
     }
@@ -119,7 +116,7 @@ QByteArray identityOf(const RecordKey &key)
 {
     RecordKey identity;
     identity.chipType = key.chipType;
-    if (key.chipType <= lastTypeWithVariants) {
+    if (!chip::isFpga(key.chipType)) {
         identity.mcuType = key.mcuType;
         identity.pcbVersion = key.pcbVersion;
         identity.speciality = key.speciality;

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fwm/Words.h"
 
+#include "protocol/ChipTypes.h"
+
 #include <algorithm>
 
 namespace {
 
 constexpr int offsetDigits = 8;
 constexpr int hexadecimal = 16;
-constexpr quint8 lastTypeWithVariants = 16;
 
 bool isLetter(quint8 code)
 {
@@ -49,7 +50,7 @@ QString specialityText(quint8 code)
 QString keyText(const RecordKey &key)
 {
     QString type = QStringLiteral("chip type %1").arg(key.chipType);
-    if (key.chipType > lastTypeWithVariants)
+    if (chip::isFpga(key.chipType))
         return type;
     const QString speciality = specialityText(key.speciality);
     return type + QStringLiteral(", MCU type %1, PCB version %2, speciality %3")
