@@ -99,7 +99,7 @@ bool CoreCOMQ::isOpen() const
 bool CoreCOMQ::sendMsg(const unsigned char *bytes, int length)
 {
     const auto *characters = reinterpret_cast<const char *>(bytes);
-    link::noteFrame(bytes, length);
+    links::noteFrame(bytes, length);
     const bool sent = writeBytes(characters, length) != -1;
     qCDebug(logLink) << "sendMsg:canRead:true";
     qCDebug(logLinkBytes) << "out" << QByteArray::fromRawData(characters, length).toHex(' ');

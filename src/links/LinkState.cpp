@@ -3,12 +3,12 @@
 
 #include "protocol/McuFrame.h"
 
-quint8 g_CONNECTTYPE = link::serial;
+quint8 g_CONNECTTYPE = links::serial;
 quint8 g_UPGRADTYPE = netImage::installHere;
 quint16 currentCommandKey = 0;
 bool canRead = false;
 
-void link::noteFrame(const unsigned char *bytes, int length)
+void links::noteFrame(const unsigned char *bytes, int length)
 {
     constexpr int shortest = mcu::wordOffset + 2;
     if (length >= shortest)

@@ -27,7 +27,7 @@ constexpr quint8 installHere = 2;
 
 } // namespace netImage
 
-namespace link {
+namespace links {
 
 constexpr quint8 serial = 1;
 constexpr quint8 network = 2;
@@ -35,4 +35,4 @@ constexpr quint8 network = 2;
 /** Stores key and flag for a frame that goes out; called for every frame a transport writes. */
 void noteFrame(const unsigned char *bytes, int length);
 
-} // namespace link
+} // namespace links

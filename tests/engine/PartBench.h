@@ -33,7 +33,7 @@ public:
     bool isOpen() const override { return open; }
     bool send(const QByteArray &frame) override
     {
-        link::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
+        links::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
         if (!refusesWrites)
             sent += frame;
         return !refusesWrites;

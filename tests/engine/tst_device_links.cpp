@@ -9,7 +9,7 @@ namespace {
 /** Both links as fakes; each is null until the engine makes it. */
 struct LinksBench
 {
-    explicit LinksBench(quint8 configured = link::serial)
+    explicit LinksBench(quint8 configured = links::serial)
     {
         g_CONNECTTYPE = configured;
         links = std::make_unique<DeviceLinks>(factory(), output, QStringLiteral("57600"), &parent);
@@ -50,7 +50,7 @@ class TestDeviceLinks : public QObject
     Q_OBJECT
 
 private slots:
-    void cleanup() { g_CONNECTTYPE = link::serial; }
+    void cleanup() { g_CONNECTTYPE = links::serial; }
     void configuredLink_data();
     void configuredLink();
     void opensAtTheBaudRate();
@@ -70,8 +70,8 @@ void TestDeviceLinks::configuredLink_data()
     QTest::addColumn<int>("configured");
     QTest::addColumn<bool>("serial");
     QTest::addColumn<bool>("network");
-    QTest::newRow("serial") << int(link::serial) << true << false;
-    QTest::newRow("network") << int(link::network) << false << true;
+    QTest::newRow("serial") << int(links::serial) << true << false;
+    QTest::newRow("network") << int(links::network) << false << true;
     QTest::newRow("none") << 0 << false << false;
 }
 
@@ -203,7 +203,7 @@ void TestDeviceLinks::statusGoesOverTheSerialLink()
     QVERIFY(bench.links->sendSerial("status"));
     QCOMPARE(bench.serial->sent, QList<QByteArray>{"status"});
     QVERIFY(bench.network->sent.isEmpty());
-    LinksBench withoutSerial(link::network);
+    LinksBench withoutSerial(links::network);
     QVERIFY(!withoutSerial.links->sendSerial("status"));
 }
 

@@ -57,7 +57,7 @@ void TestFrames::init()
 
 void TestFrames::cleanup()
 {
-    g_CONNECTTYPE = link::serial;
+    g_CONNECTTYPE = links::serial;
 }
 
 void TestFrames::metaObject()

@@ -111,7 +111,7 @@ private slots:
 
 void TestLink::cleanup()
 {
-    g_CONNECTTYPE = link::serial;
+    g_CONNECTTYPE = links::serial;
 }
 
 void TestLink::opens()
@@ -273,7 +273,7 @@ void TestLink::upgradeOverTheNetwork()
     QCOMPARE(device.device.flash(0, 0), serial.device.flash(0, 0));
     QCOMPARE(device.device.flash(1, 0), serial.device.flash(1, 0));
     QCOMPARE(device.device.violationCount(), 0);
-    QCOMPARE(int(g_CONNECTTYPE), int(link::serial));
+    QCOMPARE(int(g_CONNECTTYPE), int(links::serial));
 
     // Closing it makes the serial link the engine's own again.
     world.clear();
@@ -350,7 +350,7 @@ void TestLink::networkFailureHasItsOwnWords()
 
 void TestLink::networkAtConstruction()
 {
-    g_CONNECTTYPE = link::network;
+    g_CONNECTTYPE = links::network;
     NetworkDevice device;
     QTemporaryDir dir;
     ControlCenter engine(EngineHarness::scaledPlatform(dir.path()));

@@ -337,10 +337,10 @@ void TestNet::statusThatCannotBeSent()
 
 void TestNet::statusWithoutASerialLink()
 {
-    g_CONNECTTYPE = link::network;
+    g_CONNECTTYPE = links::network;
     QTemporaryDir dir;
     ControlCenter engine(EngineHarness::scaledPlatform(dir.path()));
-    g_CONNECTTYPE = link::serial;
+    g_CONNECTTYPE = links::serial;
     QStringList lines;
     connect(&engine, &ControlCenter::message, &engine,
             [&lines](const QStringList &list) { lines += list.join('|'); });

@@ -2,7 +2,7 @@
 #include "engine/PartBench.h"
 #include "engine/TestPackage.h"
 #include "engine/package/PackageShelf.h"
-#include "package/ByteSource.h"
+#include "bytes/ByteSource.h"
 
 #include <QFile>
 #include <QTemporaryDir>

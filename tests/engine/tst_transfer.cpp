@@ -102,7 +102,7 @@ private slots:
 
 void TestTransfer::cleanup()
 {
-    g_CONNECTTYPE = link::serial;
+    g_CONNECTTYPE = links::serial;
 }
 
 void TestTransfer::enterReplies_data()

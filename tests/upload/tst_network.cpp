@@ -92,7 +92,7 @@ void TestNetwork::linkWithHookIsPaired()
     NetworkTransfer transfer(Transfer::neverTimeOuts());
     QVERIFY(transfer.connectLink());
     transfer.link.setFrameHook([](const QByteArray &frame) {
-        link::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
+        links::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
     });
     transfer.upload.uploadData(1, 0, imageOf(600), 600);
     QVERIFY(waitFor([&] { return transfer.finished(); }));

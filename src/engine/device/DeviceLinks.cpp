@@ -15,7 +15,7 @@ DeviceLink *pairedTelnet(QObject *parent)
 {
     auto *network = new CoreTelnet(parent);
     network->setFrameHook([](const QByteArray &frame) {
-        link::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
+        links::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
     });
     return network;
 }
@@ -108,9 +108,9 @@ void DeviceLinks::relay(DeviceLink *link)
 DeviceLinks::Kind DeviceLinks::configured()
 {
     switch (g_CONNECTTYPE) {
-    case link::serial:
+    case links::serial:
         return Kind::Serial;
-    case link::network:
+    case links::network:
         return Kind::Network;
     default:
         return Kind::None;
