@@ -12,6 +12,7 @@ class TestDescription : public QObject
 private slots:
     void readsEveryKey();
     void fillsDefaults();
+    void numbersByQuantity();
     void namesErrors_data();
     void namesErrors();
     void readsVersions();
@@ -66,6 +67,24 @@ void TestDescription::fillsDefaults()
     QVERIFY(!chip.bootcode && chip.bootcodeClears && chip.productInformation);
 }
 
+void TestDescription::numbersByQuantity()
+{
+    const auto indices = [](const QByteArray &numbering) {
+        QString error;
+        const auto device = DeviceDescription::fromJson(
+            "{" + numbering + R"("chips": [{}, {"chip_type": 1}, {"chip_type": 2, "chip_index": 7}],
+                "aux": [{"chip_type": 1, "quantity": 3}, {"chip_type": 2, "quantity": 4}]})",
+            &error);
+        QList<int> all;
+        for (const ChipDescription &chip : device->chips)
+            all.append(chip.chipIndex);
+        return all;
+    };
+    QCOMPARE(indices(""), QList<int>({0, 0, 7}));
+    QCOMPARE(indices(R"("numbering": "from-zero",)"), QList<int>({0, 0, 7}));
+    QCOMPARE(indices(R"("numbering": "quantity",)"), QList<int>({1, 3, 7}));
+}
+
 void TestDescription::namesErrors_data()
 {
     QTest::addColumn<QByteArray>("json");
@@ -93,6 +112,8 @@ void TestDescription::namesErrors_data()
     row(R"({"chips": [{"version": "1"}]})",
         "chips[0].version must be like \"1.2\" or \"1.2.3\", each number up to 255");
     row(R"({"model": 8, "chips": [{}]})", "model must be a text of at most 255 characters");
+    row(R"({"numbering": "other", "chips": [{}]})",
+        "numbering must be \"from-zero\" or \"quantity\"");
     row(R"({"reboot_ms": -1, "chips": [{}]})",
         "reboot_ms must be a whole number from 0 to 3600000");
 }

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "device-simulator/DeviceDescription.h"
 #include "tests/engine/TestPackage.h"
 #include "tests/fwm/Fwm.h"
 
+#include <QDir>
 #include <QJsonArray>
 
 namespace {
@@ -13,6 +15,15 @@ QByteArray package()
                         {"NEW", 1, 1, 2, 2, 'A', {1, 9, 1}, patternImage(400)},
                         {"GONE", 2, 1, 3, 1, 'A', {2, 0, 0}, patternImage(10), false},
                         {"FPGA", 17, 1, 0, 0, '\0', {3, 2, 0}, patternImage(512)}});
+}
+
+/** A device with the package's chips; `more` are further keys of the main MCU. */
+QByteArray deviceFile(const QByteArray &model, const QByteArray &more, const QByteArray &top = {})
+{
+    return "{\"model\":\"" + model + "\"," + top + R"("chips":[{"name":"MAIN",)" + more + R"(},
+        {"name":"AUX","chip_type":1,"mcu_type":2,"version":"1.9.0"},
+        {"name":"GONE","chip_type":2,"mcu_type":3,"version":"2.0.0"},
+        {"name":"FPGA","chip_type":17,"version":"3.2"}]})";
 }
 
 } // namespace
@@ -32,6 +43,9 @@ private slots:
     void nothingToDo();
     void json();
     void device();
+    void numberings();
+    void publishedDevices_data();
+    void publishedDevices();
     void deviceOfAnotherModel();
     void wrongInput_data();
     void wrongInput();
@@ -110,9 +124,7 @@ void TestPlan::json()
 
 void TestPlan::device()
 {
-    m_fwm->write("d.json", R"({"model":"HX-8","chips":[
-        {"name":"MAIN","version":"9.0.0","bootcode":true},
-        {"name":"FPGA","chip_type":17,"version":"3.2"}]})");
+    m_fwm->write("d.json", deviceFile("HX-8", R"("version":"9.0.0","bootcode":true)"));
     const Ran ran = m_fwm->run({"plan", "p.fwm", "--device", "d.json"});
     QCOMPARE(ran.status, 0);
     // A main MCU in its bootcode tells no version and gets its image.
@@ -121,17 +133,96 @@ void TestPlan::device()
     QVERIFY(ran.out.endsWith("1 image would be written.\n"));
 }
 
+/** The plan has the rows of the upgrade, so it says which of them the device does not answer. */
+void TestPlan::numberings()
+{
+    const QByteArray main = R"("version":"1.0.0")";
+    m_fwm->write("zero.json", deviceFile("HX-8", main));
+    m_fwm->write("quantity.json", deviceFile("HX-8", main, R"("numbering":"quantity",)"));
+    const auto plan = [this](const QString &device, const QStringList &more) {
+        return m_fwm->run(QStringList{"plan", "p.fwm", "--device", device} + more);
+    };
+    QCOMPARE(plan("zero.json", {}).status, 0);
+    QCOMPARE(plan("quantity.json", {"--request-all"}).status, 0);
+    const Ran wrong = plan("quantity.json", {});
+    QCOMPARE(wrong.status, 1);
+    QVERIFY(wrong.err.startsWith("fwm: error: MAIN,0,0: The device has no chip"));
+    QVERIFY(wrong.err.contains("--request-all"));
+    QVERIFY(wrong.out.contains(
+        "MAIN: no answer\n    The device has no chip of type 0 with index 0.\n"));
+    QVERIFY(wrong.out.contains("No row asks for MAIN (type 0, index 1).\n"));
+    QVERIFY(wrong.out.endsWith("0 images would be written.\n"));
+    const Ran all = plan("zero.json", {"--request-all", "--json"});
+    QCOMPARE(all.status, 1);
+    QCOMPARE(all.json().value("would_write").toInt(), 0);
+    QCOMPARE(all.json().value("rows").toArray().first().toObject().value("verdict").toString(),
+             QStringLiteral("no-answer"));
+    QCOMPARE(all.json().value("not_asked_for").toArray().size(), 4);
+}
+
+void TestPlan::publishedDevices_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    const QDir examples(QStringLiteral(EXAMPLES_DIR));
+    for (const QString &name : examples.entryList({QStringLiteral("*.json")})) {
+        QFile file(examples.filePath(name));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QTest::newRow(qPrintable(name)) << file.readAll();
+    }
+    QFile page(QStringLiteral(DOCS_DIR "/mcu-protocol.md"));
+    QVERIFY(page.open(QIODevice::ReadOnly));
+    const QByteArray start = "```json device\n";
+    const QByteArray text = page.readAll();
+    const int from = text.indexOf(start) + start.size();
+    QVERIFY(from > start.size());
+    QTest::newRow("mcu-protocol.md") << text.mid(from, text.indexOf("```", from) - from);
+}
+
+/** With a package of the right quantities, an upgrade finds every chip of every device that comes
+ *  with the project. */
+void TestPlan::publishedDevices()
+{
+    QFETCH(QByteArray, json);
+    QString error;
+    const auto device = DeviceDescription::fromJson(json, &error);
+    QVERIFY2(device, qPrintable(error));
+    const bool isByQuantity = json.contains("\"numbering\": \"quantity\"");
+    QVector<TestImage> images;
+    QMap<int, int> counts;
+    for (const ChipDescription &chip : device->chips)
+        counts[chip.chipType] = isByQuantity ? chip.chipIndex : counts[chip.chipType] + 1;
+    for (const ChipDescription &chip : device->chips) {
+        if (counts.contains(chip.chipType))
+            images.append({chip.name,
+                           chip.chipType,
+                           quint8(counts.take(chip.chipType)),
+                           chip.mcuType,
+                           chip.pcbVersion,
+                           char(chip.speciality),
+                           {9, 0, 0},
+                           patternImage(300)});
+    }
+    m_fwm->write("d.fwm", makePackage(images));
+    m_fwm->write("d.json", json);
+    QStringList arguments{"plan", "d.fwm", "--device", "d.json", "--json"};
+    if (isByQuantity)
+        arguments += "--request-all";
+    const Ran ran = m_fwm->run(arguments);
+    QVERIFY2(ran.status == 0, ran.out.constData());
+    QCOMPARE(ran.json().value("would_write").toInt(), device->chips.size());
+    QCOMPARE(ran.json().value("not_asked_for").toArray().size(), 0);
+}
+
 void TestPlan::deviceOfAnotherModel()
 {
-    m_fwm->write("d.json", R"({"model":"HX-9","chips":[{"name":"MAIN","version":"1.0.0"}]})");
+    m_fwm->write("d.json", deviceFile("HX-9", R"("version":"1.0.0")"));
     const Ran newer = m_fwm->run({"plan", "p.fwm", "--device", "d.json"});
     QCOMPARE(newer.status, 3);
     QVERIFY(newer.out.startsWith("The package is for model 'HX-8' and the device is 'HX-9'"));
     // Mode 5 does not ask for the model.
     QCOMPARE(m_fwm->run({"plan", "p.fwm", "--device", "d.json", "--mode", "5"}).status, 0);
 
-    m_fwm->write("d.json", R"({"model":"HX-8","chips":[
-        {"name":"MAIN","version":"1.0.0","product_information":false}]})");
+    m_fwm->write("d.json", deviceFile("HX-8", R"("version":"1.0.0","product_information":false)"));
     const Ran invalid = m_fwm->run({"plan", "p.fwm", "--device", "d.json"});
     QCOMPARE(invalid.status, 3);
     QVERIFY(invalid.out.startsWith("The main MCU's product information is invalid"));
@@ -153,6 +244,8 @@ void TestPlan::wrongInput_data()
     QTest::newRow("mode 3") << QStringList{"p.fwm", "--rows", "short", "--mode", "3"} << 2
                             << QByteArray("error");
     QTest::newRow("neither") << QStringList{"p.fwm"} << 2 << QByteArray("error");
+    QTest::newRow("rows of the package")
+        << QStringList{"p.fwm", "--rows", "short", "--request-all"} << 2 << QByteArray("error");
     QTest::newRow("both") << QStringList{"p.fwm", "--rows", "short", "--device", "short"} << 2
                           << QByteArray("error");
 }

@@ -73,7 +73,7 @@ private slots:
 void TestWords::everyFailureHasWords()
 {
     // The last one of the enumeration.
-    QCOMPARE(failures().size(), int(Failure::DeviceUnreadable) + 1);
+    QCOMPARE(failures().size(), int(Failure::ChipMissing) + 1);
     QSet<QByteArray> names;
     for (int index = 0; index < failures().size(); ++index) {
         const FailureWords &words = failures().at(index);

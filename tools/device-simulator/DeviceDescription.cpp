@@ -8,6 +8,7 @@
 #include <QSet>
 #include <QStringList>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <utility>
@@ -38,6 +39,8 @@ public:
     {
         return quint8(number(key, fallback, 0, 255));
     }
+
+    bool has(const QString &key) const { return m_object.contains(key); }
 
     bool flag(const QString &key, bool fallback)
     {
@@ -125,6 +128,7 @@ ChipDescription readChip(ObjectReader &reader)
     ChipDescription chip;
     chip.name = reader.text(QStringLiteral("name"));
     chip.chipType = reader.byte(QStringLiteral("chip_type"), chip.chipType);
+    chip.hasIndex = reader.has(QStringLiteral("chip_index"));
     chip.chipIndex = reader.byte(QStringLiteral("chip_index"), chip.chipIndex);
     chip.mcuType = reader.byte(QStringLiteral("mcu_type"), chip.mcuType);
     chip.pcbVersion = reader.byte(QStringLiteral("pcb_version"), chip.pcbVersion);
@@ -164,6 +168,24 @@ QVector<Item> readItems(ObjectReader &parent, const QString &key, Item (*readOne
             *error = reader.error();
     }
     return items;
+}
+
+/** How many chips of a type the main MCU's record names; one if it says nothing. */
+quint8 quantityOf(quint8 chipType, const QVector<AuxChip> &auxChips)
+{
+    const auto *found =
+        std::find_if(auxChips.begin(), auxChips.end(),
+                     [chipType](const AuxChip &aux) { return aux.chipType == chipType; });
+    return found == auxChips.end() ? quint8(1) : found->quantity;
+}
+
+/** A device of the other numbering has the quantity where chips have their index. */
+void numberByQuantity(DeviceDescription &device)
+{
+    for (ChipDescription &chip : device.chips) {
+        if (!chip.hasIndex)
+            chip.chipIndex = quantityOf(chip.chipType, device.auxChips);
+    }
 }
 
 QString findDoubleChip(const QVector<ChipDescription> &chips)
@@ -231,8 +253,17 @@ std::optional<DeviceDescription> DeviceDescription::fromJson(const QByteArray &j
     device.rebootTime = reader.time(QStringLiteral("reboot_ms"), device.rebootTime);
     device.eraseTime = reader.time(QStringLiteral("erase_ms"), device.eraseTime);
     device.answerTime = reader.time(QStringLiteral("answer_ms"), device.answerTime);
+    const QString fromZero = QStringLiteral("from-zero");
+    const QString byQuantity = QStringLiteral("quantity");
+    const QString numbering = reader.text(QStringLiteral("numbering"), fromZero);
+    if (numbering != fromZero && numbering != byQuantity)
+        reader.fail(QStringLiteral("numbering"),
+                    QStringLiteral("must be \"from-zero\" or \"quantity\""));
     device.chips = readItems(reader, QStringLiteral("chips"), readChip, error);
     device.auxChips = readItems(reader, QStringLiteral("aux"), readAux, error);
+
+    if (numbering == byQuantity)
+        numberByQuantity(device);
 
     const QString topError = reader.error();
     if (error->isEmpty())

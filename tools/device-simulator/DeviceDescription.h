@@ -29,6 +29,8 @@ struct ChipDescription
     QString name;
     quint8 chipType = 0;
     quint8 chipIndex = 0;
+    /** The file gives the index; otherwise the device's numbering does. */
+    bool hasIndex = false;
     quint8 mcuType = 1;
     quint8 pcbVersion = 1;
     quint8 speciality = 'A';

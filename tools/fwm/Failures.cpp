@@ -93,6 +93,10 @@ constexpr FailureWords table[] = {
     {Failure::DeviceUnreadable, ExitCode::Failed, "device-unreadable",
      "The device file is not one.",
      "See simulator.md for a device file that works."},
+    {Failure::ChipMissing, ExitCode::Failed, "chip-missing",
+     "The device has no chip for this row, and the upgrade would fail.",
+     "Compare the device's chip indices with the package's quantities. A device that numbers its "
+     "chips by quantity is upgraded with --request-all."},
 };
 // clang-format on
 

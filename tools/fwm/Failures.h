@@ -35,6 +35,7 @@ enum class Failure {
     RowsUnreadable,
     InputTooLong,
     DeviceUnreadable,
+    ChipMissing,
 };
 
 struct FailureWords

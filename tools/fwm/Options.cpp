@@ -30,6 +30,7 @@ struct Texts
     int mode = upgradeMode::newerOnly;
     bool json = false;
     bool noProgress = false;
+    bool requestAll = false;
     bool completion = false;
 };
 
@@ -86,9 +87,14 @@ void addPlan(CLI::App &app, Texts &texts)
     CLI::App *plan = addCommand(app, texts, "plan", "Show what an upgrade would send, and why");
     addFile(plan, texts, "PACKAGE", "The package");
     CLI::Option_group *chips = plan->add_option_group("Chips", "What the device is made of");
-    chips->add_option("--rows", texts.rows, "A file of rows, nine fields each");
-    chips->add_option("--device", texts.device, "A device file, as the simulator takes it");
+    CLI::Option *rows = chips->add_option("--rows", texts.rows, "A file of rows, nine fields each");
+    chips->add_option("--device", texts.device,
+                      "A device file, as the simulator takes it; the rows are the package's, index "
+                      "0 to quantity - 1 of each chip");
     chips->require_option(1);
+    plan->add_flag("--request-all", texts.requestAll,
+                   "The rows that the agent makes for UPGRADEALL, with index = quantity")
+        ->excludes(rows);
     plan->add_option("--mode", texts.mode, "2: only newer images (default), 5: every image")
         ->check(CLI::IsMember({upgradeMode::newerOnly, upgradeMode::forced}));
 }
@@ -169,6 +175,7 @@ Options fromTexts(const Texts &texts, const std::string &command)
     options.netVersion = QString::fromStdString(texts.netVersion);
     options.rows = pathOf(texts.rows);
     options.device = pathOf(texts.device);
+    options.requestAll = texts.requestAll;
     options.mode = texts.mode;
     options.json = texts.json;
     options.progress = !texts.noProgress;

@@ -22,6 +22,8 @@ struct Options
     /** One of these two for plan: a file of rows, or one of a device. */
     QString rows;
     QString device;
+    /** The rows of plan are those that the agent makes for UPGRADEALL. */
+    bool requestAll = false;
     /** The upgrade mode of plan. */
     int mode = upgradeMode::newerOnly;
     bool json = false;

@@ -136,6 +136,50 @@ QString obstacleOf(const PlanRows &rows, const QString &model, int mode)
     return rows.obstacle;
 }
 
+PlanRows rowsOfPlan(const Options &options, const PackageDescription &package)
+{
+    if (!options.rows.isEmpty())
+        return rowsFromFile(options.rows);
+    const Numbering numbering = options.requestAll ? Numbering::Quantity : Numbering::FromZero;
+    return rowsForDevice(options.device, rowsOf(package, numbering));
+}
+
+/** A row to which the device has no chip: the run asks in vain, and fails. */
+void addMissing(Outcome &outcome, QJsonArray &json, const PlannedRow &row)
+{
+    const QString reason =
+        QStringLiteral("The device has no chip of type %1 with index %2.")
+            .arg(row.fields.value(field::chipType), row.fields.value(field::chipIndex));
+    outcome.text += printable(row.fields.value(field::name)) +
+                    QStringLiteral(": no answer\n    %1\n").arg(reason);
+    json.append(QJsonObject{{QStringLiteral("row"), row.fields.join(QLatin1Char(','))},
+                            {QStringLiteral("name"), row.fields.value(field::name)},
+                            {QStringLiteral("verdict"), QStringLiteral("no-answer")},
+                            {QStringLiteral("reasons"), QJsonArray{reason}},
+                            {QStringLiteral("rejected"), QJsonArray()}});
+    if (!outcome.problem)
+        outcome.fail(Failure::ChipMissing,
+                     QStringList(row.fields.mid(0, field::chipIndex + 1)).join(QLatin1Char(',')));
+}
+
+/** What would be written, row by row; returns the number of images. */
+int addRows(Outcome &outcome, QJsonArray &json, const PlanRows &rows,
+            const QVector<PlannedRow> &plan, const QStringList &list)
+{
+    int sent = 0;
+    for (int i = 0; i < plan.size(); ++i) {
+        const PlannedRow &row = plan.at(i);
+        if (rows.isMissing.value(i) && rows.obstacle.isEmpty()) {
+            addMissing(outcome, json, row);
+            continue;
+        }
+        sent += row.image && rows.obstacle.isEmpty() ? 1 : 0;
+        outcome.text += rowText(row, list);
+        json.append(rowJson(row, list));
+    }
+    return sent;
+}
+
 } // namespace
 
 Outcome runPlan(const Options &options)
@@ -143,33 +187,30 @@ Outcome runPlan(const Options &options)
     OpenPackage package = openSoundPackage(options.file, options);
     if (package.problem)
         return Outcome::failed(package.problem->failure, package.problem->detail);
-    const PlanRows rows =
-        options.rows.isEmpty() ? rowsFromDevice(options.device) : rowsFromFile(options.rows);
+    const PackageDescription &description = package.contents.description;
+    PlanRows rows = rowsOfPlan(options, description);
     if (rows.problem)
         return Outcome::failed(rows.problem->failure, rows.problem->detail);
 
-    const PackageDescription &description = package.contents.description;
     const MatchMask mask = options.mode == upgradeMode::newerOnly ? MatchMask::newerVersion()
                                                                   : MatchMask::anyVersion();
-    const QString obstacle = obstacleOf(rows, description.model, options.mode);
+    rows.obstacle = obstacleOf(rows, description.model, options.mode);
     Outcome outcome;
     QJsonArray json;
-    int sent = 0;
     const auto plan = planRun(rows.rows, description.firmwareList, mask, *package.source);
-    for (const PlannedRow &row : plan) {
-        sent += row.image && obstacle.isEmpty() ? 1 : 0;
-        outcome.text += rowText(row, description.firmwareList);
-        json.append(rowJson(row, description.firmwareList));
-    }
-    if (!obstacle.isEmpty())
-        outcome.text = obstacle + QLatin1Char('\n');
+    const int sent = addRows(outcome, json, rows, plan, description.firmwareList);
+    if (!rows.obstacle.isEmpty())
+        outcome.text = rows.obstacle + QLatin1Char('\n');
+    for (const QString &chip : qAsConst(rows.notAskedFor))
+        outcome.text += QStringLiteral("No row asks for %1.\n").arg(printable(chip));
     outcome.text += QStringLiteral("%1 would be written.\n").arg(imageCountText(sent));
     outcome.json = {{QStringLiteral("file"), options.file},
                     {QStringLiteral("mode"), options.mode},
-                    {QStringLiteral("obstacle"), obstacle},
+                    {QStringLiteral("obstacle"), rows.obstacle},
                     {QStringLiteral("rows"), json},
+                    {QStringLiteral("not_asked_for"), QJsonArray::fromStringList(rows.notAskedFor)},
                     {QStringLiteral("would_write"), sent}};
-    if (sent == 0)
+    if (sent == 0 && !outcome.problem)
         outcome.code = ExitCode::NothingToDo;
     return outcome;
 }

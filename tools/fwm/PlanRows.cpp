@@ -6,6 +6,7 @@
 #include "planning/TypeAndIndexTable.h"
 #include "protocol/ChipTypes.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace {
@@ -69,18 +70,30 @@ QStringList fieldsOf(const QString &line)
     return fields;
 }
 
+bool isMainMcu(const ChipDescription &chip)
+{
+    return chip.chipType == chip::mainMcu && chip.chipIndex == 0;
+}
+
+QStringList unknownRow(const PackageRow &row)
+{
+    QStringList fields{row.name, QString::number(row.chipType), QString::number(row.chipIndex)};
+    while (fields.size() < fieldsOfARow)
+        fields += QString();
+    return fields;
+}
+
 /** An FPGA has nothing but its version to be told apart by. An MCU that runs its bootcode before
  *  all others are read has not told its version yet. */
-QStringList rowOf(const ChipDescription &chip)
+QStringList rowOf(const QString &name, const ChipDescription &chip)
 {
     const auto decimal = [](int number) { return QString::number(number); };
-    QStringList row{chip.name, decimal(chip.chipType), decimal(chip.chipIndex)};
+    QStringList row{name, decimal(chip.chipType), decimal(chip.chipIndex)};
     if (chip::isFpga(chip.chipType))
         row << QString() << QString() << QString();
     else
         row << decimal(chip.mcuType) << decimal(chip.pcbVersion) << decimal(chip.speciality);
-    const bool isMain = chip.chipType == chip::mainMcu && chip.chipIndex == 0;
-    if (isMain && chip.bootcode)
+    if (isMainMcu(chip) && chip.bootcode)
         return row << QString() << QString() << QString();
     return row << decimal(chip.version.first) << decimal(chip.version.second)
                << (chip.version.hasThird ? decimal(chip.version.third) : QString());
@@ -109,7 +122,7 @@ PlanRows rowsFromFile(const QString &path)
     return plan;
 }
 
-PlanRows rowsFromDevice(const QString &path)
+PlanRows rowsForDevice(const QString &path, const QVector<PackageRow> &package)
 {
     const Content content = contentOf(path);
     if (content.problem)
@@ -120,12 +133,25 @@ PlanRows rowsFromDevice(const QString &path)
         return failed(Failure::DeviceUnreadable, path + QLatin1String(": ") + error);
     PlanRows plan;
     plan.model = QString::fromUtf8(device->model);
-    for (const ChipDescription &chip : device->chips) {
-        plan.rows.append(rowOf(chip));
-        if (chip.chipType == chip::mainMcu && chip.chipIndex == 0 && !chip.productInformation) {
+    QVector<ChipDescription> unasked = device->chips;
+    for (const PackageRow &row : package) {
+        const auto isNamed = [&row](const ChipDescription &chip) {
+            return chip.chipType == row.chipType && chip.chipIndex == row.chipIndex;
+        };
+        const auto chip = std::find_if(device->chips.begin(), device->chips.end(), isNamed);
+        const bool isKnown = chip != device->chips.end();
+        plan.rows.append(isKnown ? rowOf(row.name, *chip) : unknownRow(row));
+        // The agent itself installs what is for the network module.
+        plan.isMissing.append(!isKnown && row.chipType != chip::networkModule);
+        unasked.erase(std::remove_if(unasked.begin(), unasked.end(), isNamed), unasked.end());
+        if (isKnown && isMainMcu(*chip) && !chip->productInformation)
             plan.obstacle = QStringLiteral("The main MCU's product information is invalid: "
                                            "the run stops before anything is sent.");
-        }
     }
+    for (const ChipDescription &chip : qAsConst(unasked))
+        plan.notAskedFor += QStringLiteral("%1 (type %2, index %3)")
+                                .arg(chip.name)
+                                .arg(chip.chipType)
+                                .arg(chip.chipIndex);
     return plan;
 }
