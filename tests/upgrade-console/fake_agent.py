@@ -8,6 +8,7 @@ import time
 
 CLOSE = object()  # an action: close the connection
 RESET = object()  # an action: end it as a dying machine does
+ROWS = "UPGRADE||*"  # any rows
 
 
 def log(text):
@@ -56,8 +57,8 @@ class Wait:
 
 class FakeAgent:
     """Serves on a free port of the loopback. `answers` maps request lines to lists of actions:
-    bytes to send, seconds to sleep, callables, CLOSE or RESET. A line that is missing is passed
-    over in silence."""
+    bytes to send, seconds to sleep, callables, CLOSE or RESET. ROWS stands for every request with
+    rows that is not there itself. A line that is missing is passed over in silence."""
 
     def __init__(self, answers=None, cut=None, fragments=None, port=0):
         self.answers = {
@@ -132,7 +133,8 @@ class FakeAgent:
                     return
 
     def _answer(self, line):
-        answer = self.answers.get(line, [])
+        has_rows = line.startswith("UPGRADE||") and line != "UPGRADE||"
+        answer = self.answers.get(line, self.answers.get(ROWS, []) if has_rows else [])
         return answer(self) if callable(answer) else answer
 
     def _act(self, client, actions):

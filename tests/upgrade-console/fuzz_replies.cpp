@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
     }
     require(std::equal(replies.begin(), replies.end(), again.begin(), again.end(), same));
 
-    UpgradeModel model({{"MAIN", 0, "1.0.0"}, {"AUX", 1, {}}, {"NET", 32, {}}});
+    UpgradeModel model({{"MAIN", 0, 0, "1.0.0"}, {"AUX", 1, 0, {}}, {"NET", 32, 0, {}}});
     std::chrono::milliseconds now{0};
     double percent = 0.0;
     for (const AgentReply &reply : replies) {

@@ -4,13 +4,16 @@
 import contextlib
 import os
 import re
+import signal
 import unittest
 
 import runs
-from fake_agent import PACKAGE, FakeAgent, Wait, chip, listing, log, progress
+from fake_agent import PACKAGE, ROWS, FakeAgent, Wait, chip, listing, log, progress
 from harness import wait
-from program import DONE, LOST, ProgramTest, masked
+from program import DONE, LOST, USAGE, ProgramTest, masked
 from screen import Screen
+
+REBOOTS = "The device reboots at the end, also when nothing was to be written."
 
 
 def steady(text):
@@ -37,9 +40,11 @@ class TestLive(ProgramTest):
         return screen
 
     def start(self, run, screen, *arguments, answers=None, environment=None, **popen):
-        agent = self.stack.enter_context(FakeAgent({"UPGRADEALL": run, **(answers or {})}))
+        agent = self.stack.enter_context(FakeAgent({ROWS: run, **(answers or {})}))
         environment = {**os.environ, "TERM": "xterm", "NO_COLOR": "1", **(environment or {})}
-        command = ["--timeout", "10", *arguments, "upgrade", "--all"]
+        command = ["--timeout", "10", *arguments]
+        if "upgrade" not in arguments:
+            command.append("upgrade")
         program = self.start_program(agent.port, *command, stderr=screen.slave, env=environment,
                                      **popen)
         return program
@@ -60,23 +65,26 @@ class TestLive(ProgramTest):
                + [second] + full[written + 5:])
         screen = self.screen()
         program = self.start(run, screen)
-        self.sees(screen, """\
+        self.sees(screen, f"""\
+{REBOOTS}
 MAIN          waiting
 AUX 1         waiting
 all           reading        [..........]   0 %""")
         reading.go_on.set()
-        self.sees(screen, """\
+        self.sees(screen, f"""\
+{REBOOTS}
 MAIN          writing        [####......]  40 %  # KiB/s  # left
 AUX 1         reading
 all           writing        [##........]  20 %""")
         middle.go_on.set()
-        self.sees(screen, """\
+        self.sees(screen, f"""\
+{REBOOTS}
 MAIN          updated        1.0.0 -> 1.1.0  # s
 AUX 1         erasing        [..........]   0 %
 all           writing        [#####.....]  50 %""")
         second.go_on.set()
         self.assertEqual(program.popen.wait(10), DONE)
-        self.sees(screen, "")
+        self.sees(screen, REBOOTS)
         self.assertEqual(masked(program.stdout()).splitlines()[1:3],
                          ["MAIN   1.0.0  1.1.0  updated #", "AUX 1  2.0    2.1.0  updated #"])
         self.assertNotRegex(screen.raw, "\x1b\\[\\d*m")  # NO_COLOR
@@ -87,7 +95,8 @@ all           writing        [#####.....]  50 %""")
         last = failing.index(log("'AUX 1' F/W Update fail."))
         screen = self.screen()
         self.start(failing[:last + 1] + [pause] + failing[last + 1:], screen)
-        self.sees(screen, """\
+        self.sees(screen, f"""\
+{REBOOTS}
 agent: 'AUX 1' F/W update fail, retry 1.
 agent: 'AUX 1' F/W update fail, retry 2.
 agent: 'AUX 1' F/W Update fail.
@@ -96,15 +105,40 @@ AUX 1         failed         2.0  an image could not be written, after three at
 all           writing        [####......]  45 %""")
         pause.go_on.set()
 
+    def test_mode_5_asks(self):
+        for answer, status in (("yes", DONE), ("y", DONE), ("", USAGE), ("no", USAGE)):
+            with self.subTest(answer=answer):
+                screen = self.screen()
+                program = self.start(runs.full_run(), screen, "upgrade", "--mode", "5",
+                                     stdin=screen.slave)
+                wait.until(lambda screen=screen: "[yes/no]" in screen.text())
+                self.assertIn("neither the device's model nor", screen.text())
+                os.write(screen.master, answer.encode() + b"\n")
+                self.assertEqual(program.popen.wait(10), status)
+
+    def test_mode_5_question_can_be_left(self):
+        for answer, status in (("\x04", USAGE), ("\x03", LOST)):
+            screen = self.screen()
+            program = self.start(runs.full_run(), screen, "upgrade", "--mode", "5",
+                                 stdin=screen.slave)
+            wait.until(lambda screen=screen: "[yes/no]" in screen.text())
+            if answer == "\x03":
+                program.popen.send_signal(signal.SIGINT)
+            else:
+                os.write(screen.master, answer.encode())
+            self.assertEqual(program.popen.wait(10), status)
+
     def test_small_terminal(self):
         """More MCUs than lines, names wider than columns: the one at work is in sight."""
         names = [f"MCU-{number}-with-a-long-name" for number in range(30)]
-        package = {**PACKAGE, "chips": [chip(name, 1, "2.0.0") for name in names]}
+        package = {**PACKAGE, "chips": [chip(name, 1 + number, "2.0.0")
+                                        for number, name in enumerate(names)]}
         pause = Wait()
         run = runs.START + runs.MODEL + runs.enter(names[17]) + [pause]
         screen = self.screen(columns=41, lines=6)
         self.start(run, screen, answers={"GETFIRMWARELIST": [listing(package)]})
         self.sees(screen, """\
+The device reboots at the end, also when
 MCU-15-with-  waiting
 MCU-16-with-  waiting
 MCU-17-with-  erasing        [..........
@@ -116,7 +150,7 @@ all           writing        [..........""")
         screen = self.screen()
         program = self.start(runs.full_run(), screen, environment={"NO_COLOR": ""})
         self.assertEqual(program.popen.wait(10), DONE)
-        wait.until(lambda: "\x1b[32m" in screen.raw or screen.text() == "")
+        wait.until(lambda: "\x1b[32m" in screen.raw or screen.text() == REBOOTS)
         self.assertNotIn("\x1b", program.stdout())  # a file
 
     def test_no_progress(self):

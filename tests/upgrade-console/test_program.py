@@ -11,7 +11,7 @@ import unittest
 from contextlib import ExitStack
 
 import runs
-from fake_agent import (BUSY, CLOSE, FAIL, RESET, SUCCESS, FakeAgent, Wait, chip, listing, log,
+from fake_agent import (BUSY, CLOSE, FAIL, RESET, ROWS, SUCCESS, FakeAgent, Wait, chip, listing, log,
                         progress)
 
 from harness import wait
@@ -25,8 +25,7 @@ class ConsoleTest(ProgramTest):
     """What these tests share."""
 
     def upgrade(self, run, *arguments, answers=None, **more):
-        arguments = arguments or ("--all",)
-        return self.with_agent({"UPGRADEALL": run, **(answers or {})}, "upgrade", *arguments,
+        return self.with_agent({ROWS: run, **(answers or {})}, "upgrade", *arguments,
                                **more)
 
     def document(self, result):
@@ -40,8 +39,9 @@ class TestUsage(ConsoleTest):
     """What ends before any connection."""
 
     def test_wrong_usage(self):
-        for arguments in ([], ["bogus"], ["upgrade"], ["upgrade", "--all", "MAIN,0,0"],
-                          ["upgrade", "--all", "--mode", "3"], ["upgrade", "MAIN,0"],
+        for arguments in ([], ["bogus"], ["upgrade", "--all"],
+                          ["upgrade", "--request-all", "MAIN,0,0"],
+                          ["upgrade", "--mode", "3"], ["upgrade", "MAIN,0"],
                           ["upgrade", "MAIN,0,256"], ["upgrade", "X||UPGRADEALL,0,0"],
                           ["upgrade", "HEART BEAT,0,0"], ["upgrade", "A\nB,0,0"],
                           ["ping", "--port", "0"], ["ping", "--port", "65536"],
@@ -55,7 +55,7 @@ class TestUsage(ConsoleTest):
             self.assertRegex(result.stderr, r"(?s)^upgrade-console: .+\n.*--help", arguments)
 
     def test_usage_as_json(self):
-        result = self.run_alone("--json", "upgrade")
+        result = self.run_alone("--json", "upgrade", "--mode", "3")
         self.assertEqual(self.document(result)["error"]["cause"], "usage")
 
     def test_help_and_version(self):
@@ -166,13 +166,13 @@ class TestOutput(ConsoleTest):
             for command in (["version"], ["list"], ["ping"]):
                 statuses = self.statuses(*json_option, *command)
                 self.assertEqual(statuses, [FAILED] * 3, json_option + command)
-            statuses = self.statuses(*json_option, "upgrade", "--all",
-                                     answers={"UPGRADEALL": runs.full_run()})
+            statuses = self.statuses(*json_option, "upgrade",
+                                     answers={ROWS: runs.full_run()})
             self.assertEqual(statuses, [FAILED] * 3, json_option)
 
     def test_errors(self):
         busy = {"UPGRADE||": [BUSY]}
-        self.assertEqual(self.statuses("--json", "upgrade", "--all", answers=busy), [FAILED] * 3)
+        self.assertEqual(self.statuses("--json", "upgrade", answers=busy), [FAILED] * 3)
 
     def test_traffic(self):
         talk = {"HEARTBEAT": [b"HEARTBEAT\r\n"] + [log("x"), 0.01] * 100}
@@ -235,7 +235,7 @@ AUX 1          1         1         4    1  A           2.1.0
             # An idle agent also ends a run that never began.
             answer = [FAIL, FAIL, log("Invalid firmware file, file head error."),
                       f"FIRMWARELIST||{text}\r\n".encode()]
-            for arguments in (["list"], ["upgrade", "--all"]):
+            for arguments in (["list"], ["upgrade"]):
                 result = self.with_agent({"GETFIRMWARELIST": answer}, "--json", *arguments)
                 self.assertEqual(result.returncode, REFUSED, text)
                 self.assertEqual(self.document(result)["error"]["cause"], cause)
@@ -266,7 +266,7 @@ AUX 1          1         1         4    1  A           2.1.0
     def test_cannot_connect(self):
         agent = FakeAgent()
         agent.stop()
-        for command in (["ping"], ["upgrade", "--all"], ["watch"], ["shell"]):
+        for command in (["ping"], ["upgrade"], ["watch"], ["shell"]):
             result = self.run_program(agent.port, "--json", *command)
             self.assertEqual(result.returncode, CANNOT)
             self.assertEqual(self.document(result)["error"]["cause"], "cannot-connect")
@@ -274,13 +274,13 @@ AUX 1          1         1         4    1  A           2.1.0
 
     def test_connection_that_fails_at_once(self):
         """The kernel refuses a TCP connection to this address without a packet."""
-        for command in (["ping"], ["upgrade", "--all"], ["edid", DUMP], ["watch"], ["shell"]):
+        for command in (["ping"], ["upgrade"], ["edid", DUMP], ["watch"], ["shell"]):
             result = self.run_alone("--host", "255.255.255.255", "--json", *command)
             self.assertEqual(result.returncode, CANNOT, result.stderr)
             self.assertEqual(self.document(result)["error"]["cause"], "cannot-connect")
 
     def test_dead_peer(self):
-        for command in (["ping"], ["version"], ["list"], ["upgrade", "--all"], ["edid", DUMP]):
+        for command in (["ping"], ["version"], ["list"], ["upgrade"], ["edid", DUMP]):
             silent = {line: [] for line in ("HEARTBEAT", "VERSION", "GETFIRMWARELIST")}
             result = self.with_agent(silent, "--json", *command, timeout="0.3")
             self.assertEqual(result.returncode, LOST, command)
@@ -341,10 +341,10 @@ class TestUpgrade(ConsoleTest):
     def test_requests(self):
         self.upgrade(runs.full_run())
         self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST",
-                                            "UPGRADEMODE||2", "UPGRADEALL"])
-        request = "UPGRADE||MAIN,0,0||AUX 1,1,1"
-        result = self.with_agent({request: runs.full_run()}, "upgrade", "--mode", "5", "MAIN,0,0",
-                                 "AUX 1")
+                                            "UPGRADEMODE||2", "UPGRADE||MAIN,0,0||AUX 1,1,0"])
+        request = "UPGRADE||MAIN,0,1||AUX 1,1,0"
+        result = self.with_agent({request: runs.full_run()}, "upgrade", "--mode", "5", "--yes",
+                                 "MAIN,0,1", "AUX 1")
         self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST",
                                             "UPGRADEMODE||5", request])
         self.assertEqual(result.returncode, DONE)
@@ -352,6 +352,7 @@ class TestUpgrade(ConsoleTest):
     def test_plain_progress(self):
         result = self.upgrade(runs.full_run())
         self.assertEqual(result.stderr, """\
+The device reboots at the end, also when nothing was to be written.
 MAIN: reading
 AUX 1: reading
 MAIN: entering
@@ -367,13 +368,14 @@ device: set version
 """)
 
     def test_json(self):
-        result = self.upgrade(runs.full_run(), "--all", "--json")
+        result = self.upgrade(runs.full_run(), "--json")
         document = self.document(result)
         for mcu in document["mcus"]:
             self.assertGreaterEqual(mcu.pop("seconds"), 0)
         self.assertEqual(document, {
             "command": "upgrade", "exit": 0, "result": "done", "mode": 2,
-            "summary": "2 MCUs updated.", "package": {"model": "HX-8", "version": "7"},
+            "summary": "2 MCUs updated.", "rebooted": True,
+            "package": {"model": "HX-8", "version": "7"},
             "mcus": [
                 {"name": "MAIN", "old_version": "1.0.0", "new_version": "1.1.0",
                  "result": "updated", "retries": 0},
@@ -388,18 +390,22 @@ MCU    Old    New    Result      Seconds
 MAIN   1.1.0  1.1.0  up to date        -
 AUX 1  2.1    2.1.0  up to date        -
 
-Nothing to do: no MCU needs what the package holds.
+Nothing to do: no MCU needs what the package holds. The device was rebooted all the same.
 """)
+        # Before the run as well.
+        self.assertIn("The device reboots at the end, also when nothing was", result.stderr)
+        result = self.upgrade(runs.idle_run(), "--json")
+        self.assertIs(self.document(result)["rebooted"], True)
         self.assertNotIn("upgrade-console:", result.stderr)
 
     def test_empty_package(self):
         empty = {"model": "HX-8", "version": "7", "chips": []}
         result = self.upgrade([], answers={"GETFIRMWARELIST": [listing(empty)]})
         self.assertEqual(result.returncode, NOTHING)
-        self.assertNotIn("UPGRADEALL", self.agent.lines)
+        self.assertEqual(self.agent.lines[-1], "GETFIRMWARELIST")
 
     def test_one_mcu_fails(self):
-        result = self.upgrade(runs.half_failed_run(), "--all", "--json")
+        result = self.upgrade(runs.half_failed_run(), "--json")
         self.assertEqual(result.returncode, FAILED)
         document = self.document(result)
         self.assertEqual(document["error"]["cause"], "image-not-written")
@@ -417,13 +423,14 @@ Nothing to do: no MCU needs what the package holds.
         self.assertEqual(result.returncode, BUSY_CODE)
 
     def test_wrong_model(self):
-        result = self.upgrade(runs.wrong_model_run(), "--all", "--json")
+        result = self.upgrade(runs.wrong_model_run(), "--json")
         self.assertEqual(result.returncode, REFUSED)
         self.assertEqual(self.document(result)["error"]["cause"], "wrong-model")
+        self.assertIs(self.document(result)["rebooted"], False)
 
     def test_refused_by_the_run(self):
         run = runs.START + [log("FWM file version error, must greater or equal to 6."), FAIL]
-        result = self.upgrade(run, "--all", "--json")
+        result = self.upgrade(run, "--json")
         self.assertEqual(result.returncode, REFUSED)
         self.assertEqual(self.document(result)["error"]["cause"], "package-too-old")
 
@@ -433,12 +440,12 @@ Nothing to do: no MCU needs what the package holds.
                log("Firmware file checksum ok."), log("Read model name."),
                log("Read model name fail, retry 1."), log("Read model name fail, retry 2."),
                log("Read model name fail, upgrade fail, exit."), FAIL]
-        result = self.upgrade(run, "--all", "--json")
+        result = self.upgrade(run, "--json")
         self.assertEqual(result.returncode, FAILED)
         self.assertEqual(self.document(result)["error"]["cause"], "port-unavailable")
 
     def test_unexplained(self):
-        result = self.upgrade(runs.START + [FAIL], "--all", "--json")
+        result = self.upgrade(runs.START + [FAIL], "--json")
         self.assertEqual(result.returncode, FAILED)
         self.assertEqual(self.document(result)["error"]["cause"], "unexplained")
 
@@ -447,11 +454,40 @@ Nothing to do: no MCU needs what the package holds.
         self.assertEqual(result.returncode, USAGE)
         self.assertIn("nothing named 'BOGUS'", self.document(result)["error"]["detail"])
 
-    def test_unknown_mcu_of_a_row(self):
+    def test_chip_type_that_the_package_lacks(self):
+        """Nothing is asked of the device, which would be silent for a while and then reboot."""
+        for arguments in (["upgrade", "X,9,0"], ["upgrade", "MAIN,0,0", "X,9,0"]):
+            result = self.with_agent({}, "--json", *arguments)
+            self.assertEqual(result.returncode, USAGE)
+            self.assertEqual(self.document(result)["error"]["cause"], "not-in-package")
+            self.assertIn("chip type 9", self.document(result)["error"]["detail"])
+            self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST"])
+        only_aux = {"model": "HX-8", "version": "7", "chips": [chip("AUX 1", 1, "2.1.0")]}
+        result = self.with_agent({"GETFIRMWARELIST": [listing(only_aux)]}, "net-upgrade",
+                                 "10.0.0.7")
+        self.assertEqual(result.returncode, USAGE)
+
+    def test_nothing_fits(self):
         run = runs.START + runs.MODEL + [
-            log("No suitable firmware for 'X' in the firmware package.")] + runs.REBOOT + [SUCCESS]
-        result = self.with_agent({"UPGRADE||X,9,0": run}, "upgrade", "X,9,0")
+            log("No suitable firmware for 'MAIN' in the firmware package.")] + runs.REBOOT
+        result = self.with_agent({ROWS: run + [SUCCESS]}, "upgrade", "MAIN,0,0")
         self.assertEqual(result.returncode, NOTHING)
+
+    def test_rows_of_the_agent(self):
+        """Only on request, and with the words that explain the index."""
+        result = self.with_agent({"UPGRADEALL": runs.full_run()}, "upgrade", "--request-all")
+        self.assertEqual(result.returncode, DONE, result.stderr)
+        self.assertEqual(self.agent.lines[-1], "UPGRADEALL")
+        self.assertIn("with its quantity as the index", result.stderr)
+
+    def test_mode_5_without_a_terminal(self):
+        """Nothing is sent, not even a question to the agent."""
+        for command in (["upgrade"], ["net-upgrade", "10.0.0.7"]):
+            result = self.with_agent({}, "--json", *command, "--mode", "5")
+            self.assertEqual(result.returncode, USAGE)
+            self.assertEqual(self.document(result)["error"]["cause"], "not-confirmed")
+            self.assertIn("--yes", result.stderr)
+            self.assertEqual(self.agent.lines, [])
 
     def test_contact_lost(self):
         """What the device is likely doing depends on where the run was."""
@@ -463,7 +499,7 @@ Nothing to do: no MCU needs what the package holds.
                 (begun, "Nothing was written so far", ["unknown", "unknown"]),
                 (written, "'MAIN' was being written", ["unknown", "unknown"]),
                 (rebooting, "the device was rebooting", ["updated", "updated"])):
-            result = self.upgrade(run + [CLOSE], "--all", "--json")
+            result = self.upgrade(run + [CLOSE], "--json")
             self.assertEqual(result.returncode, LOST)
             document = self.document(result)
             self.assertEqual(document["error"]["cause"], "connection-lost")
@@ -474,13 +510,13 @@ Nothing to do: no MCU needs what the package holds.
     def test_agent_dies_in_silence(self):
         def die(agent):
             agent.answers.clear()
-        result = self.upgrade(runs.START + runs.MODEL + [die], "--all", "--json", timeout="0.4")
+        result = self.upgrade(runs.START + runs.MODEL + [die], "--json", timeout="0.4")
         self.assertEqual(result.returncode, LOST)
         self.assertEqual(self.document(result)["error"]["cause"], "no-sign-of-life")
 
     def test_last_words_went_elsewhere(self):
         """The agent answers but has nothing to say about a run: it must not be waited for."""
-        result = self.upgrade(runs.START + runs.MODEL, "--all", "--json", timeout="0.4")
+        result = self.upgrade(runs.START + runs.MODEL, "--json", timeout="0.4")
         self.assertEqual(result.returncode, LOST)
         self.assertEqual(self.document(result)["error"]["cause"], "outcome-unseen")
 
@@ -495,7 +531,7 @@ Nothing to do: no MCU needs what the package holds.
         def win_back(agent):
             agent.answers["HEARTBEAT"] = [b"HEARTBEAT\r\n"]
             return [b"HEARTBEAT\r\n"] + run[end:]
-        return self.upgrade(run[:start] + [take], "--all", "--json", **more)
+        return self.upgrade(run[:start] + [take], "--json", **more)
 
     def test_another_client_asks(self):
         """Lost lines make an MCU unknown at most, never failed."""
@@ -536,8 +572,8 @@ Nothing to do: no MCU needs what the package holds.
     def test_heartbeat_after_a_second(self):
         """While a run is followed, whatever the time-out."""
         pause = Wait()
-        with FakeAgent({"UPGRADEALL": runs.START + [pause]}) as agent:
-            program = self.start_program(agent.port, "--timeout", "60", "upgrade", "--all")
+        with FakeAgent({ROWS: runs.START + [pause]}) as agent:
+            program = self.start_program(agent.port, "--timeout", "60", "upgrade")
             self.assertTrue(pause.reached.wait(10))
             pause.go_on.set()
             before = agent.lines.count("HEARTBEAT")
@@ -545,7 +581,7 @@ Nothing to do: no MCU needs what the package holds.
             program.stop()
 
     def test_request_passed_over(self):
-        result = self.upgrade([], "--all", "--json", timeout="0.4")
+        result = self.upgrade([], "--json", timeout="0.4")
         self.assertEqual(result.returncode, FAILED)
         self.assertEqual(self.document(result)["error"]["cause"], "not-started")
 
@@ -583,8 +619,8 @@ Nothing to do: no MCU needs what the package holds.
 
         def vanish(agent):
             agent.stop()
-        with FakeAgent({"UPGRADEALL": before + [vanish, CLOSE]}) as agent:
-            program = self.start_program(agent.port, "--json", "upgrade", "--all", "--wait-back")
+        with FakeAgent({ROWS: before + [vanish, CLOSE]}) as agent:
+            program = self.start_program(agent.port, "--json", "upgrade", "--wait-back")
             wait.until(lambda: "network module restarts" in program.stderr())
             with FakeAgent(port=agent.port):
                 self.assertEqual(program.popen.wait(20), DONE, program.report())
@@ -609,8 +645,8 @@ Nothing to do: no MCU needs what the package holds.
     def test_interrupt(self):
         pause = Wait()
         begun = runs.START + runs.MODEL + runs.reads({"MAIN": "1.0.0"})
-        with FakeAgent({"UPGRADEALL": begun + [pause]}) as agent:
-            program = self.start_program(agent.port, "--json", "upgrade", "--all")
+        with FakeAgent({ROWS: begun + [pause]}) as agent:
+            program = self.start_program(agent.port, "--json", "upgrade")
             wait.until(lambda: "MAIN: reading" in program.stderr())
             program.popen.send_signal(signal.SIGINT)
             self.assertEqual(program.popen.wait(10), LOST, program.report())

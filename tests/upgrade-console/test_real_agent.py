@@ -11,6 +11,8 @@ from program import Background, masked
 from screen import Screen
 
 PROGRAM = os.environ["UPGRADE_CONSOLE"]
+PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+EXAMPLES = "tools/device-simulator/examples"
 DONE, FAILED, _, NOTHING, BUSY, _, LOST, REFUSED = range(8)
 MAIN = Image("MAIN", image_bytes(3000, "main"))
 AUX = Image("AUX 1", image_bytes(20000, "aux"), chip_type=1)
@@ -35,7 +37,7 @@ class TestRealAgent(networld.NetWorld):
 
     def test_upgrade_twice(self):
         self.begin()
-        result = self.run_program("upgrade", "--all")
+        result = self.run_program("upgrade", "--request-all")
         self.assertEqual(result.returncode, DONE, result.stderr)
         self.assertEqual(masked(result.stdout), """\
 MCU    Old    New    Result      Seconds
@@ -46,6 +48,8 @@ FPGA   3.0    3.0.0  up to date        -
 2 MCUs updated.
 """)
         self.assertEqual(result.stderr, """\
+The agent makes the rows (UPGRADEALL): it addresses each chip with its quantity as the index.
+The device reboots at the end, also when nothing was to be written.
 MAIN: reading
 AUX 1: reading
 FPGA: reading
@@ -62,16 +66,48 @@ device: rebooting
 device: set version
 """)
         self.assert_flash({(0, 1): MAIN.data, (1, 1): AUX.data})
-        again = self.run_program("--json", "upgrade", "--all")
+        again = self.run_program("--json", "upgrade", "--request-all")
         self.assertEqual(again.returncode, NOTHING, again.stderr)
         self.assertEqual([mcu["result"] for mcu in json.loads(again.stdout)["mcus"]],
                          ["up to date"] * 3)
+
+    def upgrade_published(self, device, *images):
+        """Everything that the page or the example has, without a word about rows."""
+        chips = device.pop("chips")
+        self.start(*chips, images=images, **device)
+        result = self.run_program("--json", "upgrade")
+        self.assertEqual(result.returncode, DONE, result.stderr)
+        return [(mcu["name"], mcu["result"]) for mcu in json.loads(result.stdout)["mcus"]]
+
+    def test_shipped_example(self):
+        with open(os.path.join(PROJECT, EXAMPLES, "six-chips.json"), encoding="utf-8") as file:
+            device = json.load(file)
+        images = [Image("MAIN", image_bytes(700, 1)),
+                  Image("AUX", image_bytes(900, 2), 1, quantity=2, mcu_type=2),
+                  Image("KEY", image_bytes(800, 3), 2, mcu_type=3, pcb_version=2, speciality="B",
+                        version=(2, 0, 5)),
+                  Image("FPGA", image_bytes(600, 4), 17, version=(3, 2, 0)),
+                  Image("FPGA2", image_bytes(600, 5), 18, version=(1, 4, 0))]
+        self.assertEqual(self.upgrade_published(device, *images), [
+            ("MAIN", "updated"), ("AUX[0]", "updated"), ("AUX[1]", "updated"),
+            ("KEY", "up to date"), ("FPGA", "updated"), ("FPGA2", "up to date")])
+        self.assert_flash({(0, 0): images[0].data, (1, 0): images[1].data,
+                           (1, 1): images[1].data, (17, 0): images[3].data})
+
+    def test_device_of_the_protocol_page(self):
+        with open(os.path.join(PROJECT, "docs/mcu-protocol.md"), encoding="utf-8") as file:
+            device = json.loads(file.read().split("```json device\n")[1].split("```")[0])
+        images = (Image("MAIN", image_bytes(300, 1)),
+                  Image("AUX", image_bytes(600, 2), 1, mcu_type=2, speciality="B"),
+                  Image("FPGA", image_bytes(700, 3), 17, version=(3, 1, 0)))
+        self.assertEqual(self.upgrade_published(device, *images), [
+            ("MAIN", "updated"), ("AUX", "updated"), ("FPGA", "up to date")])
 
     def test_row_in_mode_5_on_a_terminal(self):
         self.start(world.chip("AUX", 1), images=(AUX,), options=("--baud", "57600"))
         screen = Screen()
         self.stack.callback(screen.close)
-        program = self.start_program("upgrade", "--mode", "5", "AUX,1,0", stderr=screen.slave,
+        program = self.start_program("upgrade", "--mode", "5", "--yes", "AUX,1,0", stderr=screen.slave,
                                      env={**os.environ, "TERM": "xterm", "NO_COLOR": "1"})
         pictures = []
 
@@ -88,7 +124,7 @@ device: set version
 
     def test_mcu_that_refuses(self):
         self.begin(faults=["refuse:type=1"])
-        result = self.run_program("--json", "upgrade", "--all")
+        result = self.run_program("--json", "upgrade", "--request-all")
         document = json.loads(result.stdout)
         self.assertEqual((result.returncode, document["error"]["cause"]), (FAILED, "mcu-silent"))
         self.assertEqual([mcu["result"] for mcu in document["mcus"]],
@@ -98,31 +134,31 @@ device: set version
         client = self.begin()
         client.close()
         self.put_package(MAIN, model="HX-9")
-        result = self.run_program("--json", "upgrade", "--all")
+        result = self.run_program("--json", "upgrade", "--request-all")
         self.assertEqual(result.returncode, REFUSED, result.stderr)
         self.assertEqual(json.loads(result.stdout)["error"]["cause"], "wrong-model")
         self.put_package(MAIN, package_version=5)
-        result = self.run_program("--json", "upgrade", "--all")
+        result = self.run_program("--json", "upgrade", "--request-all")
         self.assertEqual(json.loads(result.stdout)["error"]["cause"], "package-too-old")
         with open(world.PACKAGE, "rb") as file:
             content = bytearray(file.read())
         content[-1] ^= 1
         self.put_bytes(content)
-        for command in (["list"], ["upgrade", "--all"]):
+        for command in (["list"], ["upgrade", "--request-all"]):
             result = self.run_program("--json", *command)
             self.assertEqual(result.returncode, REFUSED)
             self.assertEqual(json.loads(result.stdout)["error"]["cause"], "package-damaged")
         os.remove(world.PACKAGE)
-        result = self.run_program("--json", "upgrade", "--all")
+        result = self.run_program("--json", "upgrade", "--request-all")
         self.assertEqual(json.loads(result.stdout)["error"]["cause"], "package-missing")
         self.put_package(MAIN)
-        self.assertEqual(self.run_program("upgrade", "--all").returncode, DONE)
+        self.assertEqual(self.run_program("upgrade", "--request-all").returncode, DONE)
 
     def test_busy_and_lost_contact(self):
         self.start(world.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))
-        first = self.start_program("upgrade", "--all")
+        first = self.start_program("upgrade", "--request-all")
         wait.until(lambda: "writing" in first.stderr(), 30)
-        for command in (["upgrade", "--all"], ["upgrade", "AUX,1,1"], ["net-upgrade", "127.0.0.1"]):
+        for command in (["upgrade", "--request-all"], ["upgrade", "AUX,1,1"], ["net-upgrade", "127.0.0.1"]):
             result = self.run_program(*command)
             self.assertEqual((result.returncode, result.stdout), (BUSY, ""), result.stderr)
         first.popen.terminate()
@@ -134,14 +170,15 @@ device: set version
     def test_pings_beside_a_run(self):
         """A health check takes the lines for a moment; the verdict stays right."""
         self.begin(options=("--baud", "57600"))
-        program = self.start_program("--json", "upgrade", "--all")
+        program = self.start_program("--json", "upgrade", "--request-all")
         wait.until(lambda: "AUX 1: writing" in program.stderr(), 30)
         self.assertEqual(self.run_program("ping").returncode, DONE)
         self.assertEqual(program.popen.wait(60), DONE, program.report())
         self.assertEqual([mcu["result"] for mcu in json.loads(program.stdout())["mcus"]],
                          ["updated", "updated", "up to date"])
         # Far more often than any health check, from the start on.
-        program = self.start_program("--timeout", "15", "--json", "upgrade", "--mode", "5", "--all")
+        program = self.start_program("--timeout", "15", "--json", "upgrade", "--mode", "5",
+                                     "--yes", "--request-all")
         while program.popen.poll() is None:
             self.assertEqual(self.run_program("ping").returncode, DONE)
             try:
@@ -160,7 +197,7 @@ device: set version
 
     def test_agent_dies(self):
         self.start(world.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))
-        program = self.start_program("--json", "upgrade", "--all")
+        program = self.start_program("--json", "upgrade", "--request-all")
         wait.until(lambda: "writing" in program.stderr(), 30)
         self.agent.kill()
         self.assertEqual(program.popen.wait(20), LOST)

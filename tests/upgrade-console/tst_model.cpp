@@ -21,7 +21,7 @@ struct Run
     {
         QVector<WantedMcu> mcus;
         for (const QString &name : names)
-            mcus.append({name.section(':', 0, 0), name.section(':', 1).toInt(), {}});
+            mcus.append({name.section(':', 0, 0), name.section(':', 1).toInt(), 0, {}});
         model = UpgradeModel(mcus);
     }
 
@@ -458,20 +458,44 @@ private slots:
         QVERIFY(likelyState(run.model).first().startsWith("The upgrade had ended"));
     }
 
-    void rows()
+    void rowsOfAPackage()
     {
-        const QStringList list = {"MAIN,0,1,4,1,65,1,1,0", "A 1,2,3,4,1,65,2,0,0",
-                                  "A 1,2,3,5,1,65,3,0,0"};
-        QCOMPARE(allRows(list).mcus.size(), 3);
-        QCOMPARE(allRows(list).mcus.at(1).newVersion, QString("2.0.0"));
+        const PackageDescription package = parseDescription(R"({"chips": [
+            {"name": "MAIN", "chip_type": "1", "chip_quanity": "1", "mcus": [
+                {"pcbs": [{"name": "MAIN", "ver1": "1", "ver2": "1", "ver3": "0"}]}]},
+            {"name": "A 1", "chip_type": "3", "chip_quanity": "2", "mcus": [
+                {"pcbs": [{"name": "A, old", "ver1": "2", "ver2": "0", "ver3": "0"},
+                          {"name": "A, new", "ver1": "3", "ver2": "0", "ver3": "0"}]}]},
+            {"name": "B", "chip_type": "4", "chip_quanity": "3", "mcus": [
+                {"pcbs": [{"name": "B||HEARTBEAT", "ver1": "4", "ver2": "0", "ver3": "0"}]}]}]})");
+        const UpgradeRows all = packageRows(package);
+        QCOMPARE(all.rows, QStringList({"MAIN,0,0", "A 1[0],2,0", "A 1[1],2,1", "CHIP,3,0",
+                                        "CHIP,3,1", "CHIP,3,2"}));
+        QCOMPARE(all.mcus.at(0).newVersion, QString("1.1.0"));
+        // Two images of the type: only the MCU can tell which one it takes.
+        QCOMPARE(all.mcus.at(1).newVersion, QString());
+        QCOMPARE(all.mcus.at(5).newVersion, QString("4.0.0"));
 
-        const UpgradeRows named = chosenRows({"A 1", "MAIN,0,0"}, list);
-        QCOMPARE(named.rows, QStringList({"A 1,2,3", "A 1,2,3", "MAIN,0,0"}));
-        QCOMPARE(named.mcus.at(0).name, QString("A1")); // as the agent sees it
+        const UpgradeRows requested = requestedRows(package);
+        QCOMPARE(requested.rows, QStringList());
+        QCOMPARE(requested.mcus.size(), 4);
+        QCOMPARE(requested.mcus.at(2).chipIndex, 2);
+
+        const UpgradeRows named = chosenRows({"A 1", "MAIN,0,1"}, package);
+        QCOMPARE(named.rows, QStringList({"A 1[0],2,0", "A 1[1],2,1", "MAIN,0,1"}));
         QCOMPARE(named.mcus.at(2).newVersion, QString("1.1.0"));
-        QVERIFY(!chosenRows({"B"}, list).error.isEmpty());
-        // Two images of the type, none of the name: only the MCU can tell which one it takes.
-        QCOMPARE(chosenRows({"B,2,0"}, list).mcus.first().newVersion, QString());
+        for (const char *row : {"C", "MAIN,9,0"}) {
+            const UpgradeRows refused = chosenRows({"A 1", QString::fromLatin1(row)}, package);
+            QVERIFY(refused.cause == Cause::NotInPackage && !refused.error.isEmpty());
+        }
+    }
+
+    /** The agent takes the blanks out of a row's name, but not out of the package's names. */
+    void namesWithBlanks()
+    {
+        Run run({"A 1", "B 2"});
+        run.write("A1").write("B 2").end(true);
+        QCOMPARE(run.results(), QStringList({"updated", "updated"}));
     }
 
     void textsForTheTerminal()

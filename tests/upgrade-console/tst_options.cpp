@@ -37,7 +37,8 @@ private slots:
         QCOMPARE(options->host, QString("localhost"));
         QCOMPARE(int(options->port), 35353);
         QCOMPARE(options->mode, 2);
-        QVERIFY(!options->json && !options->noProgress && !options->waitBack && !options->all);
+        QVERIFY(!options->json && !options->noProgress && !options->waitBack &&
+                !options->requestAll);
         QVERIFY(options->timeOut >= std::chrono::seconds(60));
     }
 
@@ -45,14 +46,14 @@ private slots:
     {
         const auto options =
             read({"--host", "h", "--port", "1", "--json", "upgrade", "--timeout", "0.5", "--mode",
-                  "5", "--wait-back", "A B,0,1", "--no-progress", "C"});
+                  "5", "--yes", "--wait-back", "A B,0,1", "--no-progress", "C"});
         QVERIFY(options);
         QVERIFY(options->command == Command::Upgrade);
         QCOMPARE(options->host, QString("h"));
         QCOMPARE(int(options->port), 1);
         QCOMPARE(options->mode, 5);
         QCOMPARE(options->rows, QStringList({"A B,0,1", "C"}));
-        QVERIFY(options->json && options->noProgress && options->waitBack && !options->all);
+        QVERIFY(options->json && options->noProgress && options->waitBack && options->yes);
         QVERIFY(options->timeOut.count() >= 500 && options->timeOut.count() <= 501);
     }
 
@@ -68,7 +69,16 @@ private slots:
         QCOMPARE(read({"edid", "-"})->file, QString("-"));
         QCOMPARE(read({"send-net", "x"})->file, QString("x"));
         QCOMPARE(read({"net-upgrade", "10.0.0.1"})->address, QString("10.0.0.1"));
-        QVERIFY(read({"upgrade", "--all"})->all);
+        QVERIFY(read({"upgrade", "--request-all"})->requestAll);
+        QVERIFY(read({"upgrade"})->rows.isEmpty());
+    }
+
+    void formerAll()
+    {
+        Options::Other other;
+        QVERIFY(!Options::parse({"upgrade-console", "upgrade", "--all"}, &other));
+        QCOMPARE(other.exitStatus, int(ExitCode::Usage));
+        QVERIFY(other.text.contains("--request-all"));
     }
 
     void everyCommandIsKnown()

@@ -22,6 +22,8 @@ enum class Cause {
     NothingToDo,
     UnknownRequest,
     RowsRefused,
+    NotInPackage,
+    NotConfirmed,
     ModeRefused,
     EdidRefused,
     FileUnreadable,

@@ -44,6 +44,7 @@ struct McuState
     QString name;
     /** As in the rows of a request; negative when not known. */
     int chipType = -1;
+    int chipIndex = 0;
     McuPhase phase = McuPhase::Waiting;
     McuResult result = McuResult::Open;
     /** Why it failed, or why it is in doubt. */

@@ -141,7 +141,7 @@ constexpr MessageRow imageRows[] = {
 
 constexpr MessageRow endRows[] = {
     {text::sendReboot,                           Event::Rebooting,    Cause::None},
-    {text::rebootStarted,                         Event::Rebooting,   Cause::None},
+    {text::rebootStarted,                         Event::RebootBegun, Cause::None},
     {text::rebootRetry1,                          Event::Note,        Cause::None},
     {text::rebootRetry2,                          Event::Note,        Cause::None},
     {text::rebootFail,                            Event::RunProblem,  Cause::RebootRefused},

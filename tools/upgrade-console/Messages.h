@@ -51,6 +51,8 @@ enum class LineEvent {
     MainLost,
 
     Rebooting,
+    /** The device has taken the command. */
+    RebootBegun,
     SettingVersion,
 
     NetStarted,

@@ -21,6 +21,11 @@ constexpr double longestTimeOut = 24.0 * 3600.0;
 /** Asks for the completion script; for those who install the program. */
 const char *const completionOption = "--bash-completion";
 
+const QLatin1String formerAll("--all");
+const char *const insteadOfAll =
+    "there is no --all: 'upgrade' without rows upgrades every chip of the package, index 0 to "
+    "quantity - 1; --request-all has the agent make the rows, with index = quantity";
+
 CLI::App *ownerOf(CLI::App &app, const OptionRow &row)
 {
     return row.command[0] == '\0' ? &app : app.get_subcommand(row.command);
@@ -123,10 +128,10 @@ struct Reader
 
     void readRows()
     {
-        options.all = isSet("--all");
+        options.requestAll = isSet("--request-all");
         options.rows = valuesOf(app, command, "ROW");
-        if (options.all != options.rows.isEmpty())
-            refuse(QStringLiteral("upgrade: give either --all or rows"));
+        if (options.requestAll && !options.rows.isEmpty())
+            refuse(QStringLiteral("upgrade: give either --request-all or rows"));
         for (const QString &row : qAsConst(options.rows)) {
             if (!rowProblem(row).isEmpty())
                 refuse(rowProblem(row));
@@ -149,6 +154,7 @@ struct Reader
         options.json = isSet("--json");
         options.noProgress = isSet("--no-progress");
         options.waitBack = isSet("--wait-back");
+        options.yes = isSet("--yes");
         readConnection();
         readMode();
         if (options.command == Options::Command::Upgrade)
@@ -192,7 +198,8 @@ std::optional<Options> Options::parse(const QStringList &arguments, Other *other
         *other = {int(ExitCode::Done), QStringLiteral("upgrade-console " PROJECT_VERSION "\n")};
         return std::nullopt;
     } catch (const CLI::ParseError &error) {
-        *other = usage(QString::fromLocal8Bit(error.what()));
+        *other = usage(arguments.contains(formerAll) ? QString::fromLatin1(insteadOfAll)
+                                                     : QString::fromLocal8Bit(error.what()));
         return std::nullopt;
     }
     const CLI::App *chosen = app.get_subcommands().front();

@@ -31,7 +31,11 @@ struct Options
     std::chrono::milliseconds timeOut{60'000};
     int mode = 2;
     bool waitBack = false;
-    bool all = false;
+    /** The agent makes the rows: UPGRADEALL. */
+    bool requestAll = false;
+    /** Mode 5 needs no question. */
+    bool yes = false;
+    /** Empty for all chips of the package. */
     QStringList rows;
     QString address;
     QString file;

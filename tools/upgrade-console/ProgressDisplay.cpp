@@ -50,6 +50,11 @@ void ProgressDisplay::note(const QString &line)
         toStderr(text.toUtf8() + '\n');
 }
 
+void ProgressDisplay::ask(const QString &question)
+{
+    toStderr(question.toUtf8());
+}
+
 void ProgressDisplay::close()
 {
     if (m_isLive)

@@ -27,6 +27,8 @@ public:
     void tell(const QStringList &lines);
     /** A line for either. */
     void note(const QString &line);
+    /** A question; the answer comes on the same line. */
+    void ask(const QString &question);
     /** Takes the live screen away, for good. */
     void close();
 

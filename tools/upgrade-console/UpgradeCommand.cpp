@@ -2,10 +2,13 @@
 #include "upgrade-console/UpgradeCommand.h"
 
 #include "package/PackageDescription.h"
+#include "planning/UpgradeMode.h"
 #include "protocol/ConsoleTexts.h"
 #include "upgrade-console/SimpleCommands.h"
 #include "upgrade-console/UpgradeOutcome.h"
 #include "upgrade-console/UpgradeRows.h"
+
+#include <unistd.h>
 
 namespace {
 
@@ -16,8 +19,10 @@ constexpr auto redrawEvery = 500ms;
 /** Until a heartbeat wins back the lines that another client may have taken. A little longer than
  *  the second for which the agent pauses after each image. */
 constexpr auto longestSilence = 1200ms;
+/** Of the user's answer, in bytes. */
+constexpr int longestAnswer = 64;
 /** The row that the agent upgrades over the network. */
-const WantedMcu networkRow{QStringLiteral("MAIN"), 0, {}};
+const QString networkRow = QStringLiteral("MAIN,0,0");
 
 QByteArray bytes(QLatin1String word)
 {
@@ -50,6 +55,17 @@ UpgradeCommand::UpgradeCommand(const Options &options)
             [this] { loseContact(Cause::NoSignOfLife, QStringLiteral("the module is not back")); });
 }
 
+/** Mode 5 takes away what protects from the wrong package, so it is only done on a clear word. */
+bool UpgradeCommand::prepare(CommandResult &result)
+{
+    const bool isAsked = options().mode == upgradeMode::forced && !options().yes;
+    if (!isAsked || (::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1))
+        return true;
+    result.exit = causeRow(Cause::NotConfirmed).exit;
+    result.cause = Cause::NotConfirmed;
+    return false;
+}
+
 void UpgradeCommand::onConnected()
 {
     m_stage = Stage::Asking;
@@ -77,6 +93,8 @@ void UpgradeCommand::onReply(const AgentReply &reply)
         break;
     case Stage::Listing:
         onListed(reply);
+        break;
+    case Stage::Confirming:
         break;
     case Stage::SettingMode:
         onModeSet(reply);
@@ -108,6 +126,15 @@ void UpgradeCommand::onListed(const AgentReply &reply)
         m_listProblem = meaningOf(reply.text).cause;
 }
 
+UpgradeRows UpgradeCommand::rowsFor(const PackageDescription &package) const
+{
+    if (options().command == Options::Command::NetUpgrade)
+        return chosenRows({networkRow}, package);
+    if (options().requestAll)
+        return requestedRows(package);
+    return options().rows.isEmpty() ? packageRows(package) : chosenRows(options().rows, package);
+}
+
 void UpgradeCommand::takeList(const QString &text)
 {
     const Cause problem = listProblem(text, m_listProblem);
@@ -117,17 +144,9 @@ void UpgradeCommand::takeList(const QString &text)
     }
     const PackageDescription package = parseDescription(text.toUtf8());
     m_package = {{"model", package.model}, {"version", package.version}};
-    UpgradeRows rows = allRows(package.firmwareList);
-    if (options().command == Options::Command::NetUpgrade)
-        rows.mcus = {networkRow};
-    else if (!options().all)
-        rows = chosenRows(options().rows, package.firmwareList);
+    const UpgradeRows rows = rowsFor(package);
     if (!rows.error.isEmpty()) {
-        CommandResult result;
-        result.exit = ExitCode::Usage;
-        result.cause = Cause::RowsRefused;
-        result.detail = rows.error;
-        finish(result);
+        fail(rows.cause, rows.error);
         return;
     }
     m_rows = rows.rows;
@@ -137,6 +156,37 @@ void UpgradeCommand::takeList(const QString &text)
                          QStringLiteral("Nothing to do: the package is empty.")}));
         return;
     }
+    if (options().mode == upgradeMode::forced && !options().yes)
+        confirm();
+    else
+        setMode();
+}
+
+void UpgradeCommand::confirm()
+{
+    m_stage = Stage::Confirming;
+    stopAwaiting();
+    m_display.note(QStringLiteral("Mode 5 writes every image that fits: neither the device's model "
+                                  "nor any version is compared."));
+    m_display.ask(QStringLiteral("Write the package to the device? [yes/no] "));
+    m_answer = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);
+    connect(m_answer.get(), &QSocketNotifier::activated, this, &UpgradeCommand::onAnswer);
+}
+
+void UpgradeCommand::onAnswer()
+{
+    m_answer->setEnabled(false);
+    QByteArray line(longestAnswer, '\0');
+    const auto count = ::read(STDIN_FILENO, line.data(), size_t(line.size()));
+    const QByteArray answer = line.left(int(std::max<ssize_t>(count, 0))).trimmed().toLower();
+    if (answer == "yes" || answer == "y")
+        setMode();
+    else
+        fail(Cause::NotConfirmed);
+}
+
+void UpgradeCommand::setMode()
+{
     m_stage = Stage::SettingMode;
     agent().request(bytes(consoletext::upgradeMode) + QByteArray::number(options().mode));
     awaitReply();
@@ -154,14 +204,25 @@ QByteArray UpgradeCommand::runRequest() const
 {
     if (options().command == Options::Command::NetUpgrade)
         return bytes(consoletext::netUpgrade) + "||" + options().address.toLatin1();
-    if (options().all)
+    if (options().requestAll)
         return bytes(consoletext::upgradeAll);
     return bytes(consoletext::upgrade) + m_rows.join(consoletext::separator).toLatin1();
+}
+
+/** What one should know before anything is sent to the device. */
+void UpgradeCommand::announce()
+{
+    if (options().requestAll)
+        m_display.note(QStringLiteral("The agent makes the rows (UPGRADEALL): it addresses each "
+                                      "chip with its quantity as the index."));
+    m_display.note(
+        QStringLiteral("The device reboots at the end, also when nothing was to be written."));
 }
 
 void UpgradeCommand::startRun()
 {
     stopAwaiting();
+    announce();
     m_stage = Stage::Running;
     agent().request(runRequest());
     agent().watchLife(true, longestSilence);
@@ -254,6 +315,7 @@ CommandResult UpgradeCommand::resultOf(const UpgradeOutcome &outcome)
     result.json["mode"] = options().mode;
     result.json["package"] = m_package;
     result.json["summary"] = outcome.summary;
+    result.json["rebooted"] = m_model.hasRebooted();
     result.json["mcus"] = resultJson(m_model, now());
     if (!m_model.netVersion().isEmpty())
         result.json["net_version"] = m_model.netVersion();

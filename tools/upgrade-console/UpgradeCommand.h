@@ -4,8 +4,11 @@
 #include "upgrade-console/Command.h"
 #include "upgrade-console/ProgressDisplay.h"
 #include "upgrade-console/UpgradeOutcome.h"
+#include "upgrade-console/UpgradeRows.h"
 #include "upgrade-console/UpgradeView.h"
 #include "upgrade-console/WaitBack.h"
+
+#include <QSocketNotifier>
 
 /**
  * An upgrade from the device's package, over the module's serial line or over the network. It asks
@@ -19,6 +22,7 @@ class UpgradeCommand : public Command
 public:
     explicit UpgradeCommand(const Options &options);
 
+    bool prepare(CommandResult &result) override;
     void interrupt() override;
 
 protected:
@@ -29,7 +33,7 @@ protected:
     void onDeadline() override;
 
 private:
-    enum class Stage { Asking, Listing, SettingMode, Running, WaitingBack };
+    enum class Stage { Asking, Listing, Confirming, SettingMode, Running, WaitingBack };
 
     void askWhetherBusy();
     void onAsked(const AgentReply &reply);
@@ -37,8 +41,13 @@ private:
     void onModeSet(const AgentReply &reply);
     void onRunning(const AgentReply &reply);
 
+    void confirm();
+    void onAnswer();
+    void setMode();
     void takeList(const QString &text);
+    UpgradeRows rowsFor(const PackageDescription &package) const;
     QByteArray runRequest() const;
+    void announce();
     void startRun();
     bool refuses(const AgentReply &reply);
     void onQuiet();
@@ -54,6 +63,8 @@ private:
     ChangeTeller m_teller;
     ProgressDisplay m_display;
     WaitBack m_waitBack;
+    /** The answer of the user to the question whether to go on. */
+    std::unique_ptr<QSocketNotifier> m_answer;
     QStringList m_rows;
     QJsonObject m_package;
     Cause m_listProblem = Cause::None;

@@ -17,6 +17,13 @@ QString versionText(const QStringList &values, int first)
     return QStringList(values.mid(first, 3)).join(QLatin1Char('.'));
 }
 
+/** The agent takes every blank out of the rows that it is sent. */
+bool isSameName(const QString &ours, const QString &agents)
+{
+    return ours == agents ||
+           (ours.contains(QLatin1Char(' ')) && QString(ours).remove(QLatin1Char(' ')) == agents);
+}
+
 bool isRead(LineEvent event)
 {
     return event == LineEvent::Reading || event == LineEvent::VersionRead ||
@@ -27,7 +34,8 @@ bool isRead(LineEvent event)
 bool isWrite(LineEvent event)
 {
     return (event >= LineEvent::EnterSent && event <= LineEvent::NoFirmware) ||
-           event == LineEvent::Rebooting || event == LineEvent::NetStarted;
+           event == LineEvent::Rebooting || event == LineEvent::RebootBegun ||
+           event == LineEvent::NetStarted;
 }
 
 } // namespace
@@ -38,6 +46,7 @@ UpgradeModel::UpgradeModel(const QVector<WantedMcu> &wanted)
         McuState mcu;
         mcu.name = row.name;
         mcu.chipType = row.chipType;
+        mcu.chipIndex = row.chipIndex;
         mcu.newVersion = row.newVersion;
         m_mcus.append(mcu);
     }
@@ -102,6 +111,7 @@ UpgradeModel::Handler UpgradeModel::handlerOf(LineEvent event)
         {LineEvent::MainBack, &UpgradeModel::onMainBack},
         {LineEvent::MainLost, &UpgradeModel::onMainLost},
         {LineEvent::Rebooting, &UpgradeModel::onRebooting},
+        {LineEvent::RebootBegun, &UpgradeModel::onRebootBegun},
         {LineEvent::SettingVersion, &UpgradeModel::onSettingVersion},
         {LineEvent::NetStarted, &UpgradeModel::onNetStarted},
         {LineEvent::NetInstalled, &UpgradeModel::onNetInstalled},
@@ -176,6 +186,8 @@ void UpgradeModel::end(bool succeeded, ms now)
         moveTo(m_mcus.size(), now);
     }
     m_succeeded = succeeded;
+    // No run is a success before the device is back from its reboot.
+    m_hasRebooted = m_hasRebooted || succeeded;
     if (succeeded)
         m_percent = whole;
     m_phase = RunPhase::Ended;
@@ -219,7 +231,7 @@ int UpgradeModel::findMcu(const QString &name) const
     int finished = -1;
     for (int i = 0; i < count; ++i) {
         const int index = (std::max(m_current, 0) + i) % count;
-        if (m_mcus.at(index).name != name)
+        if (!isSameName(m_mcus.at(index).name, name))
             continue;
         if (m_mcus.at(index).phase != McuPhase::Finished)
             return index;
@@ -429,6 +441,12 @@ void UpgradeModel::onRebooting(const LineMeaning &, ms now)
 {
     moveTo(m_mcus.size(), now);
     m_phase = RunPhase::Rebooting;
+}
+
+void UpgradeModel::onRebootBegun(const LineMeaning &meaning, ms now)
+{
+    onRebooting(meaning, now);
+    m_hasRebooted = true;
 }
 
 void UpgradeModel::onSettingVersion(const LineMeaning &, ms)

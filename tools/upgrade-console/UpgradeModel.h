@@ -19,6 +19,7 @@ struct WantedMcu
 {
     QString name;
     int chipType = -1;
+    int chipIndex = 0;
     /** What the package has for it, empty when not known. */
     QString newVersion;
 };
@@ -49,6 +50,8 @@ public:
     /** The agent has given its verdict. */
     bool hasEnded() const { return m_phase == RunPhase::Ended; }
     bool succeeded() const { return m_succeeded; }
+    /** The device was rebooted, as far as the lines say. */
+    bool hasRebooted() const { return m_hasRebooted; }
     /** Why the run as a whole failed, as far as its lines tell. */
     Cause problem() const { return m_problem; }
     /** Version of the module's own firmware if this run installed one. */
@@ -94,6 +97,7 @@ private:
     void onMainBack(const LineMeaning &meaning, ms now);
     void onMainLost(const LineMeaning &meaning, ms now);
     void onRebooting(const LineMeaning &meaning, ms now);
+    void onRebootBegun(const LineMeaning &meaning, ms now);
     void onSettingVersion(const LineMeaning &meaning, ms now);
     void onNetStarted(const LineMeaning &meaning, ms now);
     void onNetInstalled(const LineMeaning &meaning, ms now);
@@ -119,6 +123,7 @@ private:
     RunPhase m_phase = RunPhase::Preparing;
     double m_percent = 0.0;
     bool m_succeeded = false;
+    bool m_hasRebooted = false;
     bool m_hasWritten = false;
     Cause m_problem = Cause::None;
     QString m_problemLine;

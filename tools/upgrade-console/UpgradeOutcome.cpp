@@ -68,7 +68,8 @@ UpgradeOutcome outcomeOfSuccess(const UpgradeModel &model)
     if (countOf(model, McuResult::Updated) > 0)
         return {ExitCode::Done, Cause::None, countsText(model) + '.'};
     return {ExitCode::NothingToDo, Cause::NothingToDo,
-            QStringLiteral("Nothing to do: no MCU needs what the package holds.")};
+            QStringLiteral("Nothing to do: no MCU needs what the package holds. "
+                           "The device was rebooted all the same.")};
 }
 
 UpgradeOutcome outcomeOfFailure(const UpgradeModel &model)
