@@ -22,7 +22,9 @@ void requireBounded(const UpgradeModel &model)
     require(model.current() < model.mcus().size());
     for (const McuState &mcu : model.mcus())
         require(mcu.percent >= 0.0 && mcu.percent <= 100.0);
-    for (const QString &line : liveLines(model, std::chrono::milliseconds(1), {true, 80, 24, {}}))
+    const TimeEstimate estimate;
+    const RunPicture picture{model, estimate, {}, std::chrono::milliseconds(1), {}};
+    for (const QString &line : liveLines(picture, {true, 80, 24, {}}))
         require(line.size() < 80);
 }
 

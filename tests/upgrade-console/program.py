@@ -16,6 +16,9 @@ DONE, FAILED, USAGE, NOTHING, BUSY_CODE, CANNOT, LOST, REFUSED = range(8)
 
 def masked(text):
     """Times differ from run to run."""
+    text = re.sub(r"(Host .*), started \d{4}(-\d\d){2} \d\d(:\d\d){2}, took \d+:\d\d",
+                  r"\1, started #, took #", text)
+    text = re.sub(r"%, \d+:\d\d(, (at least )?\d+:\d\d left)?$", "%, #", text, flags=re.MULTILINE)
     return re.sub(r" +\d+\.\d$", " #", text, flags=re.MULTILINE)
 
 

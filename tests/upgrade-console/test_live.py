@@ -13,13 +13,16 @@ from harness import wait
 from program import DONE, LOST, USAGE, ProgramTest, masked
 from screen import Screen
 
-REBOOTS = "The device reboots at the end, also when nothing was to be written."
+BEFORE = """\
+Time: at least # for restarts and pauses; with --package and a copy of the
+package the images count, too.
+The device reboots at the end, also when nothing was to be written."""
 
 
 def steady(text):
     """Without what depends on the time that passed."""
     text = re.sub(r"\d+\.\d KiB/s", "# KiB/s", text)
-    text = re.sub(r"\d+:\d\d left", "# left", text)
+    text = re.sub(r"\d+:\d\d (left|for restarts)", r"# \1", text)
     return re.sub(r"\b\d+\.\d s\b", "# s", text)
 
 
@@ -56,6 +59,17 @@ class TestLive(ProgramTest):
         self.assertEqual(steady(screen.text()), wanted)
         self.assertEqual(screen.problems, [])
 
+    def shows(self, screen, wanted):
+        """The same for the picture below the lines that stay."""
+        count = wanted.count("\n") + 1
+
+        def last():
+            return "\n".join(steady(screen.text()).splitlines()[-count:])
+        with contextlib.suppress(wait.TimeOut):
+            wait.until(lambda: last() == wanted, 5)
+        self.assertEqual(last(), wanted)
+        self.assertEqual(screen.problems, [])
+
     def test_pictures_of_a_run(self):
         full = runs.full_run()
         written = full.index(log("Write firmware 'MAIN' success."))
@@ -66,25 +80,25 @@ class TestLive(ProgramTest):
         screen = self.screen()
         program = self.start(run, screen)
         self.sees(screen, f"""\
-{REBOOTS}
-MAIN          waiting
-AUX 1         waiting
-all           reading        [..........]   0 %""")
+{BEFORE}
+MAIN          waiting        ? -> 1.1.0
+AUX 1         waiting        ? -> 2.1.0
+all           reading        [.......................]  0 %  at least # left""")
         reading.go_on.set()
         self.sees(screen, f"""\
-{REBOOTS}
-MAIN          writing        [####......]  40 %  # KiB/s  # left
-AUX 1         reading
-all           writing        [##........]  20 %""")
+{BEFORE}
+MAIN          writing        1.0.0 -> 1.1.0  [######.........]  40 %  # left
+AUX 1         waiting        2.0 -> 2.1.0
+all           writing        [####..................]  20 %  at least # left""")
         middle.go_on.set()
         self.sees(screen, f"""\
-{REBOOTS}
+{BEFORE}
 MAIN          updated        1.0.0 -> 1.1.0  # s
-AUX 1         erasing        [..........]   0 %
-all           writing        [#####.....]  50 %""")
+AUX 1         erasing        2.0 -> 2.1.0  [.............................]  0 %
+all           writing        [###########...........]  50 %  at least # left""")
         second.go_on.set()
         self.assertEqual(program.popen.wait(10), DONE)
-        self.sees(screen, REBOOTS)
+        self.sees(screen, BEFORE)
         self.assertEqual(masked(program.stdout()).splitlines()[1:3],
                          ["MAIN   1.0.0  1.1.0  updated #", "AUX 1  2.0    2.1.0  updated #"])
         self.assertNotRegex(screen.raw, "\x1b\\[\\d*m")  # NO_COLOR
@@ -96,14 +110,74 @@ all           writing        [#####.....]  50 %""")
         screen = self.screen()
         self.start(failing[:last + 1] + [pause] + failing[last + 1:], screen)
         self.sees(screen, f"""\
-{REBOOTS}
+{BEFORE}
 agent: 'AUX 1' F/W update fail, retry 1.
 agent: 'AUX 1' F/W update fail, retry 2.
 agent: 'AUX 1' F/W Update fail.
 MAIN          updated        1.0.0 -> 1.1.0  # s
-AUX 1         failed         2.0  an image could not be written, after three at
-all           writing        [####......]  45 %""")
+AUX 1         failed         2.0  an image could not be written, after three
+                             attempts  # s  8 retries
+all           writing        [#############.................]  45 %  # left""")
         pause.go_on.set()
+
+    def test_widths(self):
+        """Time left and retries stay; the bar shrinks, and speed and versions give way."""
+        full = runs.full_run()
+        middle = full.index(log("Write firmware 'MAIN' success."))
+        part = before(full, full[middle - 4])
+        pictures = {
+            60: """\
+MAIN          writing        [#.]  50 %  # left  1 retry
+AUX 1         waiting        2.0 -> 2.1.0
+all           writing        [..]  25 %  at least # left""",
+            80: """\
+MAIN          writing        1.0.0 -> 1.1.0  [###...]  50 %  # left  1 retry
+AUX 1         waiting        2.0 -> 2.1.0
+all           writing        [#####.................]  25 %  at least # left""",
+            120: """\
+MAIN          writing        1.0.0 -> 1.1.0  [###############...............]  50 %  # KiB/s  # left  1 retry
+AUX 1         waiting        2.0 -> 2.1.0
+all           writing        [#######.......................]  25 %  at least # left""",
+        }
+        for columns, picture in pictures.items():
+            with self.subTest(columns=columns):
+                pause = Wait()
+                screen = self.screen(columns=columns)
+                self.start(part + [log("F/W update timeout, retry 1."), pause], screen)
+                self.shows(screen, picture)
+                pause.go_on.set()
+
+    def test_silence(self):
+        """The wait takes the place of the time left, and is wrapped at a blank."""
+        run = before(runs.full_run(), log("Write firmware 'MAIN' success."))[:-3]
+        for columns, lines in (
+                (60, ["waiting for an answer, # s of 15, try 1 of 9, gives up in",
+                      "#"]),
+                (80, ["waiting for an answer, # s of 15, try 1 of 9, gives up in #"]),
+                (120, ["waiting for an answer, # s of 15, try 1 of 9, gives up in #"])):
+            with self.subTest(columns=columns):
+                screen = self.screen(columns=columns)
+                self.start(run, screen)
+                wait.until(lambda screen=screen: "waiting for an" in screen.text())
+                seen = re.sub(r", \d+ s of", ", # s of", screen.text())
+                seen = re.sub(r"\d:\d\d", "#", seen).splitlines()
+                self.assertEqual(seen[-len(lines):], lines)
+                self.assertNotIn("left", "".join(seen[-len(lines) - 3:]))
+                self.assertEqual(screen.problems, [])
+
+    def test_interrupt_clears_the_picture(self):
+        """Also the ^C that the terminal shows for the key."""
+        screen = self.screen()
+        program = self.start(runs.START + runs.MODEL, screen)
+        wait.until(lambda: "all           reading" in screen.text())
+        os.write(screen.master, b"\x03")  # no signal: it is not the program's own terminal
+        wait.until(lambda: "^C" in screen.raw)
+        program.popen.send_signal(signal.SIGINT)
+        self.assertEqual(program.popen.wait(10), LOST)
+        wait.until(lambda: "leave the device on" in screen.text())
+        self.assertTrue(steady(screen.text()).startswith(BEFORE + "\nupgrade-console: interrupted"),
+                        screen.text())
+        self.assertNotIn("^C", screen.text())
 
     def test_mode_5_asks(self):
         for answer, status in (("yes", DONE), ("y", DONE), ("", USAGE), ("no", USAGE)):
@@ -138,19 +212,23 @@ all           writing        [####......]  45 %""")
         screen = self.screen(columns=41, lines=6)
         self.start(run, screen, answers={"GETFIRMWARELIST": [listing(package)]})
         self.sees(screen, """\
+Time: at least # for restarts and
+pauses; with --package and a copy of the
+package the images count, too.
 The device reboots at the end, also when
-MCU-15-with-  waiting
-MCU-16-with-  waiting
-MCU-17-with-  erasing        [..........
-MCU-18-with-  waiting
-all           writing        [..........""")
+nothing was to be written.
+MCU-15-with-  waiting        ? -> 2.0.0
+MCU-16-with-  waiting        ? -> 2.0.0
+MCU-17-with-  erasing        [....]  0 %
+MCU-18-with-  waiting        ? -> 2.0.0
+all           writing        [....]  0 %""")
         pause.go_on.set()
 
     def test_colours(self):
         screen = self.screen()
         program = self.start(runs.full_run(), screen, environment={"NO_COLOR": ""})
         self.assertEqual(program.popen.wait(10), DONE)
-        wait.until(lambda: "\x1b[32m" in screen.raw or screen.text() == REBOOTS)
+        wait.until(lambda: "\x1b[32m" in screen.raw or steady(screen.text()) == BEFORE)
         self.assertNotIn("\x1b", program.stdout())  # a file
 
     def test_no_progress(self):

@@ -15,6 +15,7 @@ from fake_agent import (BUSY, CLOSE, FAIL, RESET, ROWS, SUCCESS, FakeAgent, Wait
                         progress)
 
 from harness import wait
+from harness.package import Image, build, description, image_bytes
 from program import (BUSY_CODE, CANNOT, DONE, FAILED, LOST, NOTHING, PROGRAM, REFUSED, USAGE,
                      ProgramTest, masked)
 
@@ -322,6 +323,7 @@ MAIN   1.0.0  1.1.0  updated #
 AUX 1  2.0    2.1.0  updated #
 
 2 MCUs updated.
+Host 127.0.0.1, package HX-8 7, started #, took #.
 """
 
 
@@ -351,29 +353,62 @@ class TestUpgrade(ConsoleTest):
 
     def test_plain_progress(self):
         result = self.upgrade(runs.full_run())
-        self.assertEqual(result.stderr, """\
+        self.assertEqual(masked(result.stderr), """\
+Time: at least 0:21 for restarts and pauses; with --package and a copy of the package the images count, too.
 The device reboots at the end, also when nothing was to be written.
 MAIN: reading
 AUX 1: reading
 MAIN: entering
 MAIN: erasing
 MAIN: writing
+10 %, #
+20 %, #
+30 %, #
+40 %, #
 MAIN: updated
 AUX 1: entering
 AUX 1: erasing
+50 %, #
 AUX 1: writing
+60 %, #
+70 %, #
+80 %, #
+90 %, #
 AUX 1: updated
 device: rebooting
 device: set version
+100 %, #
 """)
+        self.assertRegex(result.stderr, r"\n40 %, 0:0\d, at least 0:21 left\n")
+
+    def test_sizes_from_a_copy(self):
+        """The package of the agent's list, so that the time is known before anything is sent."""
+        images = [Image("MAIN", image_bytes(25600)), Image("AUX", image_bytes(102400), 1)]
+        with tempfile.TemporaryDirectory() as folder:
+            copy = os.path.join(folder, "FW.fwm")
+            with open(copy, "wb") as file:
+                file.write(build(images))
+            answers = {"GETFIRMWARELIST": [listing(json.loads(description(images)))]}
+            result = self.upgrade(runs.full_run(), "--package", copy, answers=answers)
+            # 500 blocks of 284 bytes at 57600 baud, twice 10 s, 1 s and two times 0.2 s.
+            self.assertIn("Time: about 0:46 if every image is written, otherwise less.\n",
+                          result.stderr)
+            result = self.upgrade([], "--json", "--package", copy)
+            self.assertEqual(result.returncode, FAILED)
+            self.assertEqual(self.document(result)["error"]["cause"], "package-differs")
+            self.assertEqual(self.agent.lines[-1], "GETFIRMWARELIST")
+            for path in (DUMP, os.path.join(folder, "none"), folder):
+                result = self.upgrade([], "--json", "--package", path)
+                self.assertEqual(self.document(result)["error"]["cause"], "file-unreadable")
 
     def test_json(self):
         result = self.upgrade(runs.full_run(), "--json")
         document = self.document(result)
-        for mcu in document["mcus"]:
-            self.assertGreaterEqual(mcu.pop("seconds"), 0)
+        for part in (document, *document["mcus"]):
+            self.assertGreaterEqual(part.pop("seconds"), 0)
+        self.assertRegex(document.pop("started"), r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
         self.assertEqual(document, {
-            "command": "upgrade", "exit": 0, "result": "done", "mode": 2,
+            "command": "upgrade", "host": "127.0.0.1", "exit": 0, "result": "done", "mode": 2,
             "summary": "2 MCUs updated.", "rebooted": True,
             "package": {"model": "HX-8", "version": "7"},
             "mcus": [
@@ -385,12 +420,13 @@ device: set version
     def test_nothing_to_do(self):
         result = self.upgrade(runs.idle_run())
         self.assertEqual(result.returncode, NOTHING)
-        self.assertEqual(result.stdout, """\
+        self.assertEqual(masked(result.stdout), """\
 MCU    Old    New    Result      Seconds
 MAIN   1.1.0  1.1.0  up to date        -
 AUX 1  2.1    2.1.0  up to date        -
 
 Nothing to do: no MCU needs what the package holds. The device was rebooted all the same.
+Host 127.0.0.1, package HX-8 7, started #, took #.
 """)
         # Before the run as well.
         self.assertIn("The device reboots at the end, also when nothing was", result.stderr)

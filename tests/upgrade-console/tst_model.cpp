@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/AnswerWatch.h"
+#include "upgrade-console/Bars.h"
+#include "upgrade-console/TimeEstimate.h"
 #include "upgrade-console/UpgradeOutcome.h"
 #include "upgrade-console/UpgradeRows.h"
 #include "upgrade-console/UpgradeView.h"
@@ -15,7 +18,10 @@ using ms = std::chrono::milliseconds;
 struct Run
 {
     UpgradeModel model;
+    TimeEstimate estimate;
+    AnswerWatch watch;
     ms now{0};
+    ms step = 1s;
 
     explicit Run(const QStringList &names)
     {
@@ -37,8 +43,7 @@ struct Run
         AgentReply reply;
         reply.kind = Kind::Progress;
         reply.percent = percent;
-        model.take(reply, now += 1s);
-        return *this;
+        return give(reply);
     }
 
     Run &write(const QString &name)
@@ -61,14 +66,34 @@ struct Run
     QString cause() const { return QString::fromLatin1(causeRow(outcomeOf(model).cause).id); }
     int exitCode() const { return int(outcomeOf(model).exit); }
 
+    /** What is waited for after so much silence. */
+    QString waitAfter(ms silence) const
+    {
+        const auto wait = watch.at(now + silence);
+        return wait ? waitText(*wait) : QString();
+    }
+
+    QStringList picture(int columns, ms silence = ms(0)) const
+    {
+        return liveLines({model, estimate, watch.at(now + silence), now + silence, {}},
+                         {true, columns, 24, {}});
+    }
+
 private:
+    Run &give(const AgentReply &reply)
+    {
+        now += step;
+        model.take(reply, now);
+        estimate.take(reply, now);
+        watch.take(reply, now);
+        return *this;
+    }
     Run &take(Kind kind, const QString &text)
     {
         AgentReply reply;
         reply.kind = kind;
         reply.text = text;
-        model.take(reply, now += 1s);
-        return *this;
+        return give(reply);
     }
 };
 
@@ -111,7 +136,113 @@ private slots:
         QCOMPARE(run.model.mcus().at(2).blocks, 1);
     }
 
-    void rateAndTimeLeft()
+    /** The device has gone silent in each step of a run: what is waited for, and to the end. */
+    void waits()
+    {
+        Run run({"A", "B"});
+        QCOMPARE(run.waitAfter(9s), QString());
+        run.say({"Read model name."});
+        QCOMPARE(run.waitAfter(2s), QString()); // nothing to speak of
+        QCOMPARE(run.waitAfter(4s),
+                 QString("waiting for an answer, 4 s of 10, try 1 of 3, gives up in 0:26"));
+        run.say({"Read model name fail, retry 2."});
+        QCOMPARE(run.waitAfter(4s),
+                 QString("waiting for an answer, 4 s of 10, try 3 of 3, gives up in 0:06"));
+        run.say({"Read bootcode information of 'A'."});
+        QCOMPARE(run.waitAfter(3s),
+                 QString("waiting for an answer, 3 s of 10, try 1 of 3, gives up in 0:27"));
+        const QString enter = "Send 'Enter F/W Upgrade Mode' command to 'A'.";
+        const QString entered = "'A' Enter 'F/W Update Mode' success.";
+        run.say({enter});
+        QCOMPARE(run.waitAfter(12s),
+                 QString("waiting for an answer, 12 s of 30, try 1 of 9, gives up in 4:18"));
+        run.say({entered}).progress(20);
+        QCOMPARE(run.waitAfter(5s),
+                 QString("waiting for an answer, 5 s of 15, try 1 of 9, gives up in 3:40"));
+        run.say({"F/W update timeout, retry 2."});
+        QCOMPARE(run.waitAfter(5s),
+                 QString("waiting for an answer, 5 s of 15, try 3 of 9, gives up in 3:10"));
+        run.say({"'A' F/W update fail, retry 1.", enter});
+        QCOMPARE(run.waitAfter(12s),
+                 QString("waiting for an answer, 12 s of 30, try 4 of 9, gives up in 2:48"));
+        run.say({"'A' Enter F/W Update Mode fail, retry 1."});
+        QCOMPARE(run.waitAfter(12s),
+                 QString("waiting for an answer, 12 s of 30, try 5 of 9, gives up in 2:18"));
+        run.say({"'A' F/W update fail, retry 2.", enter, entered, "Erasing..."}).progress(40);
+        QCOMPARE(run.waitAfter(15s),
+                 QString("waiting for an answer, 15 s of 15, try 7 of 9, gives up in 0:30"));
+        // Only the last block is waited for so long.
+        QCOMPARE(run.waitAfter(20s),
+                 QString("waiting for an answer, 20 s of 30, try 7 of 9, gives up in 0:40"));
+        run.say({"Write firmware 'A' success.", "The Main MCU is restarting, please wait."});
+        QCOMPARE(run.waitAfter(12s),
+                 QString("waiting for the restart, 12 s of 40, gives up in 0:28"));
+        run.say({"Upgrade Main MCU success."});
+        QCOMPARE(run.waitAfter(5s), QString());
+        run.say({"Send reboot command.", "Start to reboot, please wait."});
+        QCOMPARE(run.waitAfter(9s), QString());
+        QCOMPARE(run.waitAfter(14s),
+                 QString("waiting for the restart, 14 s of 40, gives up in 0:26"));
+        QCOMPARE(run.waitAfter(75s), QString("no message for 75 s"));
+        run.end(true);
+        QCOMPARE(run.waitAfter(4s), QString());
+    }
+
+    /** After a second, but not before the agent's own pause after an image is over. */
+    void heartbeats()
+    {
+        Run run({"A", "B"});
+        QCOMPARE(run.watch.heartbeatAfter().count(), 1000LL);
+        run.write("A");
+        QVERIFY(run.watch.heartbeatAfter() > 1s);
+        run.say({"Write all firmware success."});
+        QVERIFY(run.watch.heartbeatAfter() > 1s);
+        run.say({"Send 'Enter F/W Upgrade Mode' command to 'B'."});
+        QCOMPARE(run.watch.heartbeatAfter().count(), 1000LL);
+        run.progress(60);
+        QCOMPARE(run.watch.heartbeatAfter().count(), 1000LL);
+    }
+
+    /** By bytes: the second image is four times as long. */
+    void timeLeft()
+    {
+        const auto seconds = [](const TimeLeft &left) { return double(left.time.count()) / 1000; };
+        Run run({});
+        run.model = UpgradeModel({{"MAIN", 0, 0, "2.0.0", 25'600, false},
+                                  {"AUX", 1, 0, "2.0.0", 102'400, false},
+                                  {"KEY", 2, 0, "2.0.0", 51'200, false}});
+        // 700 blocks of 284 bytes at 57600 baud, the main MCU's restart and the reboot of 10 s
+        // each, 1 s after each other image, 0.2 s before each image.
+        const TimeLeft total = run.estimate.ofRun(run.model, run.now);
+        QVERIFY(total.isWhole);
+        QVERIFY(std::abs(seconds(total) - (700 * 2840.0 / 57600 + 22.6)) < 0.01);
+        run.say({"Read 'KEY' version success, version is V2.0.0"});
+        // KEY runs the package's version and gets nothing.
+        const double written = seconds(run.estimate.ofRun(run.model, run.now));
+        QVERIFY(std::abs(written - (500 * 2840.0 / 57600 + 21.4)) < 0.01);
+        run.step = 100ms;
+        run.say({"Send 'Enter F/W Upgrade Mode' command to 'MAIN'.",
+                 "'MAIN' Enter 'F/W Update Mode' success.", "Writing..."});
+        for (int i = 1; i <= 50; ++i)
+            run.progress(i / 3.0);
+        // The line is half as fast as it could be: 450 blocks of 0.1 s are left.
+        const double half = seconds(run.estimate.ofRun(run.model, run.now));
+        QVERIFY2(std::abs(half - (45 + 10 + 1.2 + 10)) < 0.2, qPrintable(QString::number(half)));
+        QCOMPARE(run.picture(80).first(),
+                 QString("MAIN          writing        ? -> 2.0.0  [#########..........]  50 %  "
+                         "0:05 left"));
+        // While nothing answers nothing rises, and no time left is shown.
+        QVERIFY(seconds(run.estimate.ofRun(run.model, run.now + 20s)) <= half);
+        const QStringList silent = run.picture(80, 9s);
+        QVERIFY(silent.filter("left").isEmpty());
+        QCOMPARE(silent.last(),
+                 QString("waiting for an answer, 9 s of 15, try 1 of 9, gives up in 3:36"));
+        // A size that is not known is not guessed.
+        run.model = UpgradeModel({{"MAIN", 0, 0, "2.0.0"}, {"AUX", 1, 0, "2.0.0", 102'400, false}});
+        QVERIFY(!run.estimate.ofRun(run.model, run.now).isWhole);
+    }
+
+    void rateOfAnImage()
     {
         Run run({"A"});
         run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'.",
@@ -121,7 +252,6 @@ private slots:
             run.progress(i * 10.0);
         const McuState &mcu = run.model.mcus().first();
         QCOMPARE(mcu.rate(start + 4s), 256.0);
-        QCOMPARE(mcu.timeLeft(start + 4s).count(), 6LL);
         QCOMPARE(mcu.rate(start), 0.0);
     }
 
@@ -505,6 +635,14 @@ private slots:
         QCOMPARE(Style{false}.in(Colour::Red, "x"), QString("x"));
     }
 
+    void wraps()
+    {
+        QCOMPARE(bars::wrapped("one two three", 8), QStringList({"one two", "three"}));
+        QCOMPARE(bars::wrapped("one two three", 9, 2), QStringList({"one two", "  three"}));
+        QCOMPARE(bars::wrapped("abcdefghij", 4), QStringList({"abcd", "efgh", "ij"}));
+        QCOMPARE(bars::wrapped({}, 4), QStringList({QString()}));
+    }
+
     /** However narrow or low the terminal, no line is wider and no picture higher. */
     void picturesFit()
     {
@@ -513,8 +651,10 @@ private slots:
         run.progress(40).progress(50);
         for (int columns = 1; columns < 130; columns += 3) {
             for (int lines = 1; lines < 10; ++lines) {
-                const QStringList picture =
-                    liveLines(run.model, run.now, {true, columns, lines, {}});
+                const ms silence = ms(columns % 2 == 0 ? 0 : 9000);
+                const QStringList picture = liveLines(
+                    {run.model, run.estimate, run.watch.at(run.now + silence), run.now, {}},
+                    {true, columns, lines, {}});
                 QVERIFY(picture.size() <= std::max(2, lines - 1));
                 for (const QString &line : picture)
                     QVERIFY(line.size() <= std::max(1, columns - 1));

@@ -18,7 +18,12 @@ constexpr int besideBar = 70;
 
 QString bars::bar(double percent, int columns)
 {
-    const int width = std::clamp(columns - besideBar, shortestBar, longestBar);
+    return barOf(percent, std::clamp(columns - besideBar, shortestBar, longestBar) + 2);
+}
+
+QString bars::barOf(double percent, int outerWidth)
+{
+    const int width = std::max(outerWidth - 2, 0);
     const int filled = std::clamp(int(percent / 100.0 * width), 0, width);
     return '[' + QString(filled, '#') + QString(width - filled, '.') + ']';
 }
@@ -33,12 +38,15 @@ QString bars::rate(double bytesPerSecond)
     return QStringLiteral("%1 KiB/s").arg(bytesPerSecond / 1024.0, 0, 'f', 1);
 }
 
-QString bars::left(std::chrono::seconds time)
+QString bars::clock(std::chrono::seconds time)
 {
     const qint64 seconds = time.count();
-    return QStringLiteral("%1:%2 left")
-        .arg(seconds / 60)
-        .arg(seconds % 60, 2, 10, QLatin1Char('0'));
+    return QStringLiteral("%1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
+}
+
+QString bars::left(std::chrono::seconds time)
+{
+    return clock(time) + QStringLiteral(" left");
 }
 
 QString bars::retries(int count)
@@ -50,4 +58,23 @@ QString bars::head(const QString &name, const QString &state)
 {
     return printable(name).left(nameWidth).leftJustified(nameWidth) + "  " +
            state.left(stateWidth).leftJustified(stateWidth);
+}
+
+QStringList bars::wrapped(const QString &text, int width, int indent)
+{
+    QStringList lines;
+    QString rest = text;
+    QString start;
+    while (true) {
+        const int room = std::max(1, width - start.size());
+        if (rest.size() <= room) {
+            lines += (start + rest).left(std::max(1, width));
+            return lines;
+        }
+        const int blank = rest.lastIndexOf(QLatin1Char(' '), room);
+        const int end = blank > 0 ? blank : room;
+        lines += (start + rest.left(end)).left(std::max(1, width));
+        rest = rest.mid(end).trimmed();
+        start = QString(std::clamp(indent, 0, std::max(0, width / 2)), QLatin1Char(' '));
+    }
 }

@@ -37,6 +37,7 @@ enum class Cause {
     PackageTooOld,
     PackageChanged,
     PackageReadError,
+    PackageDiffers,
     DescriptionBroken,
     WrongModel,
     // The device

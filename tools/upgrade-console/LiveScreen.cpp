@@ -11,19 +11,20 @@ const char *const eraseBelow = "\x1b[J";
 void LiveScreen::show(const QStringList &lines)
 {
     const QByteArray start = upToFirst();
-    const bool isShorter = lines.size() < m_lines.size();
     m_lines = lines;
-    m_sink(start + drawn() + (isShorter ? eraseBelow : ""));
+    m_sink(start + drawn() + eraseBelow);
 }
 
 void LiveScreen::note(const QString &line)
 {
-    m_sink(upToFirst() + eraseBelow + line.toUtf8() + '\n' + drawn());
+    m_sink(upToFirst() + eraseBelow + line.toUtf8() + '\n' + drawn() + eraseBelow);
 }
 
 QByteArray LiveScreen::upToFirst() const
 {
-    return m_lines.isEmpty() ? QByteArray() : "\x1b[" + QByteArray::number(m_lines.size()) + 'A';
+    // The terminal may have shown a key, such as ^C, where the cursor waits.
+    const QByteArray start = "\r";
+    return m_lines.isEmpty() ? start : start + "\x1b[" + QByteArray::number(m_lines.size()) + 'A';
 }
 
 QByteArray LiveScreen::drawn() const

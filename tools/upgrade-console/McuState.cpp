@@ -3,7 +3,10 @@
 
 #include "protocol/BlockPayload.h"
 
-#include <algorithm>
+#include <QStringList>
+
+#include <cmath>
+#include <vector>
 
 namespace {
 
@@ -11,6 +14,16 @@ using std::chrono::duration;
 using std::chrono::milliseconds;
 
 constexpr double whole = 100.0;
+
+/** Three numbers; a missing one is 0. */
+std::vector<int> numbersOf(const QString &version)
+{
+    std::vector<int> numbers;
+    const QStringList parts = version.split(QLatin1Char('.'));
+    for (int i = 0; i < 3; ++i)
+        numbers.push_back(parts.value(i).toInt());
+    return numbers;
+}
 
 double secondsOf(milliseconds time)
 {
@@ -27,13 +40,22 @@ double McuState::rate(ms now) const
     return blocks * double(block::dataSize) / elapsed;
 }
 
-std::chrono::seconds McuState::timeLeft(ms now) const
+int McuState::totalBlocks() const
 {
-    if (phase != McuPhase::Writing || percent <= 0.0 || now <= writingSince)
-        return std::chrono::seconds(-1);
-    const double left = secondsOf(now - writingSince) * (whole - percent) / percent;
-    constexpr double longest = 99.0 * 3600.0;
-    return std::chrono::seconds(qint64(std::min(left, longest)));
+    if (imageSize >= 0)
+        return int((imageSize + block::dataSize - 1) / block::dataSize);
+    // Every block of the image makes the same share of its percentage.
+    constexpr double leastSure = 1.0;
+    return percent >= leastSure ? int(std::lround(blocks * whole / percent)) : -1;
+}
+
+bool McuState::willBeWritten() const
+{
+    if (phase == McuPhase::Finished)
+        return false;
+    if (isChosen || isForced || oldVersion.isEmpty() || newVersion.isEmpty())
+        return true;
+    return numbersOf(oldVersion) < numbersOf(newVersion);
 }
 
 bool McuState::isAtWork() const

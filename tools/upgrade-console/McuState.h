@@ -51,6 +51,10 @@ struct McuState
     Cause cause = Cause::None;
     QString oldVersion;
     QString newVersion;
+    /** Of the image, in bytes; negative when not known. */
+    qint64 imageSize = -1;
+    /** The mode writes it whatever version it runs. */
+    bool isForced = false;
     /** 0 to 100. */
     double percent = 0.0;
     /** Everything that was repeated for this MCU. */
@@ -70,8 +74,10 @@ struct McuState
 
     /** Bytes per second while it is written, 0 when not known. */
     double rate(ms now) const;
-    /** Negative when not known. */
-    std::chrono::seconds timeLeft(ms now) const;
+    /** Of its image; negative when not known. */
+    int totalBlocks() const;
+    /** As far as its versions are known: the package is newer, or the mode does not ask. */
+    bool willBeWritten() const;
     /** Negative for an MCU to which nothing was sent. */
     double seconds(ms now) const;
     /** Something is being done with it that ends with a line about it. */

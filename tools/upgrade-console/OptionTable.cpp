@@ -116,6 +116,7 @@ const std::vector<OptionRow> &optionRows()
         {"upgrade",     "--mode",      Value::Choice, "MODE", "2 5", "2: only MCUs that are older than the package (default); 5: all of them, and neither the model nor versions are compared. The device reboots at the end, also when nothing was to be written."},
         {"upgrade",     "--yes",       Value::None,   "", "", "Do not ask before --mode 5; needed where there is no terminal."},
         {"upgrade",     "--request-all", Value::None, "", "", "Have the agent make the rows (UPGRADEALL): it addresses each chip with its quantity as the index."},
+        {"upgrade",     "--package",   Value::File,   "FILE", "", "A copy of the device's package, for the times: the agent reports no sizes. Another package than the device's is refused. On the module itself the device's own file is read."},
         {"upgrade",     "--wait-back", Value::None,   "", "", "If the network module restarts, wait until its agent answers again."},
         {"upgrade",     "ROW",         Value::Text,   "ROW", "", "The MCUs: NAME,CHIP-TYPE,CHIP-INDEX each, or a name from the package. Without any, every chip of the package, index 0 to quantity - 1."},
         {"net-upgrade", "--mode",      Value::Choice, "MODE", "2 5", "As for upgrade."},

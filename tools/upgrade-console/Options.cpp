@@ -155,6 +155,7 @@ struct Reader
         options.noProgress = isSet("--no-progress");
         options.waitBack = isSet("--wait-back");
         options.yes = isSet("--yes");
+        options.package = text("--package");
         readConnection();
         readMode();
         if (options.command == Options::Command::Upgrade)

@@ -35,6 +35,8 @@ struct Options
     bool requestAll = false;
     /** Mode 5 needs no question. */
     bool yes = false;
+    /** A copy of the device's package, for the sizes of its images. */
+    QString package;
     /** Empty for all chips of the package. */
     QStringList rows;
     QString address;

@@ -2,6 +2,7 @@
 #include "upgrade-console/ProgressDisplay.h"
 
 #include "common/Output.h"
+#include "upgrade-console/Bars.h"
 
 #include <unistd.h>
 
@@ -45,7 +46,7 @@ void ProgressDisplay::note(const QString &line)
 {
     const QString text = printable(line);
     if (m_isLive)
-        m_screen.note(text.left(m_terminal.columns - 1));
+        m_screen.note(bars::wrapped(text, m_terminal.columns - 1).join(QLatin1Char('\n')));
     else
         toStderr(text.toUtf8() + '\n');
 }

@@ -3,10 +3,15 @@
 
 #include "package/PackageDescription.h"
 #include "planning/UpgradeMode.h"
+#include "platform/Platform.h"
 #include "protocol/ConsoleTexts.h"
+#include "upgrade-console/Bars.h"
+#include "upgrade-console/PackageCopy.h"
 #include "upgrade-console/SimpleCommands.h"
 #include "upgrade-console/UpgradeOutcome.h"
 #include "upgrade-console/UpgradeRows.h"
+
+#include <QHostAddress>
 
 #include <unistd.h>
 
@@ -16,9 +21,6 @@ using namespace std::chrono_literals;
 using Kind = AgentReply::Kind;
 
 constexpr auto redrawEvery = 500ms;
-/** Until a heartbeat wins back the lines that another client may have taken. A little longer than
- *  the second for which the agent pauses after each image. */
-constexpr auto longestSilence = 1200ms;
 /** Of the user's answer, in bytes. */
 constexpr int longestAnswer = 64;
 /** The row that the agent upgrades over the network. */
@@ -144,22 +146,52 @@ void UpgradeCommand::takeList(const QString &text)
     }
     const PackageDescription package = parseDescription(text.toUtf8());
     m_package = {{"model", package.model}, {"version", package.version}};
-    const UpgradeRows rows = rowsFor(package);
+    UpgradeRows rows = rowsFor(package);
     if (!rows.error.isEmpty()) {
         fail(rows.cause, rows.error);
         return;
     }
+    if (!takeSizes(rows, package))
+        return;
     m_rows = rows.rows;
+    const bool isNetwork = options().command == Options::Command::NetUpgrade;
+    m_estimate = TimeEstimate(isNetwork ? TimeEstimate::Link::Network : TimeEstimate::Link::Serial);
     m_model = UpgradeModel(rows.mcus);
     if (rows.mcus.isEmpty()) {
         finish(resultOf({ExitCode::NothingToDo, Cause::NothingToDo,
                          QStringLiteral("Nothing to do: the package is empty.")}));
         return;
     }
+    announce();
     if (options().mode == upgradeMode::forced && !options().yes)
         confirm();
     else
         setMode();
+}
+
+/** The sizes of the images from a copy of the package; false when it is another package. */
+bool UpgradeCommand::takeSizes(UpgradeRows &rows, const PackageDescription &package)
+{
+    for (WantedMcu &mcu : rows.mcus)
+        mcu.isForced = options().mode == upgradeMode::forced;
+    const bool isGiven = !options().package.isEmpty();
+    const PackageCopy copy = PackageCopy::read(isGiven ? options().package : Paths().package);
+    if (isGiven && !copy.error.isEmpty()) {
+        fail(Cause::FileUnreadable, copy.error);
+        return false;
+    }
+    if (isGiven && !copy.describes(package)) {
+        fail(Cause::PackageDiffers, options().package);
+        return false;
+    }
+    // On the module itself the file of the device is at hand.
+    const bool isHere =
+        options().host == QLatin1String("localhost") || QHostAddress(options().host).isLoopback();
+    if (!copy.describes(package) || !(isGiven || isHere))
+        return true;
+    for (WantedMcu &mcu : rows.mcus)
+        mcu.imageSize = copy.sizes.value(mcu.chipType, -1);
+    return true;
 }
 
 void UpgradeCommand::confirm()
@@ -212,6 +244,17 @@ QByteArray UpgradeCommand::runRequest() const
 /** What one should know before anything is sent to the device. */
 void UpgradeCommand::announce()
 {
+    const TimeLeft total = m_estimate.ofRun(m_model, now());
+    const QString time = bars::clock(std::chrono::duration_cast<std::chrono::seconds>(total.time));
+    if (!total.isWhole)
+        m_display.note(QStringLiteral("Time: at least %1 for restarts and pauses; with --package "
+                                      "and a copy of the package the images count, too.")
+                           .arg(time));
+    else if (options().mode == upgradeMode::forced)
+        m_display.note(QStringLiteral("Time: about %1.").arg(time));
+    else
+        m_display.note(
+            QStringLiteral("Time: about %1 if every image is written, otherwise less.").arg(time));
     if (options().requestAll)
         m_display.note(QStringLiteral("The agent makes the rows (UPGRADEALL): it addresses each "
                                       "chip with its quantity as the index."));
@@ -222,10 +265,11 @@ void UpgradeCommand::announce()
 void UpgradeCommand::startRun()
 {
     stopAwaiting();
-    announce();
     m_stage = Stage::Running;
+    m_started = QDateTime::currentDateTimeUtc();
+    m_startedAt = now();
     agent().request(runRequest());
-    agent().watchLife(true, longestSilence);
+    agent().watchLife(true, m_answers.heartbeatAfter());
     m_quiet.start();
     m_redraw.start();
     showProgress();
@@ -240,7 +284,7 @@ bool UpgradeCommand::refuses(const AgentReply &reply)
     const bool isRefusal = cause == Cause::Busy || cause == Cause::UnknownRequest ||
                            cause == Cause::RowsRefused || cause == Cause::PackageMissing;
     if (isRefusal)
-        fail(cause, reply.text);
+        failRun(cause, reply.text);
     return isRefusal;
 }
 
@@ -254,6 +298,9 @@ void UpgradeCommand::onRunning(const AgentReply &reply)
     }
     if (refuses(reply) || !m_model.take(reply, now()))
         return;
+    m_estimate.take(reply, now());
+    m_answers.take(reply, now());
+    agent().watchLife(true, m_answers.heartbeatAfter());
     // The link's own lines also come from asking whether the device is busy.
     const LineEvent event = eventOf(reply);
     m_heardOfRun = m_heardOfRun || event != LineEvent::Note;
@@ -272,9 +319,23 @@ void UpgradeCommand::onPulseAnswered()
 
 void UpgradeCommand::showProgress()
 {
-    m_display.tell(m_teller.changes(m_model));
-    m_display.draw(
-        [this](const Terminal &terminal) { return liveLines(m_model, now(), terminal); });
+    m_display.tell(m_teller.changes(picture()));
+    m_display.draw([this](const Terminal &terminal) { return liveLines(picture(), terminal); });
+}
+
+/** Times count from the request on. */
+RunPicture UpgradeCommand::picture()
+{
+    return {m_model, m_estimate, m_model.hasEnded() ? std::nullopt : m_answers.at(now()), now(),
+            m_startedAt};
+}
+
+/** The request came to nothing: there is no run to speak of. */
+void UpgradeCommand::failRun(Cause cause, const QString &detail)
+{
+    m_redraw.stop();
+    m_display.close();
+    fail(cause, detail);
 }
 
 /** Either the agent works in silence, or the run has ended and somebody else got its last words. */
@@ -293,7 +354,7 @@ void UpgradeCommand::onQuietAnswered(bool isBusy)
     else if (m_heardOfRun)
         loseContact(Cause::OutcomeUnseen, {});
     else
-        fail(Cause::NotStarted);
+        failRun(Cause::NotStarted);
 }
 
 void UpgradeCommand::endRun()
@@ -312,6 +373,7 @@ CommandResult UpgradeCommand::resultOf(const UpgradeOutcome &outcome)
     result.cause = outcome.cause;
     result.output = resultTable(m_model, now(), Terminal::of(1).style);
     result.output += {QString(), outcome.summary};
+    addRun(result);
     result.json["mode"] = options().mode;
     result.json["package"] = m_package;
     result.json["summary"] = outcome.summary;
@@ -322,6 +384,23 @@ CommandResult UpgradeCommand::resultOf(const UpgradeOutcome &outcome)
     if (outcome.cause != Cause::None && outcome.cause != Cause::NothingToDo)
         result.detail = m_model.problemLine();
     return result;
+}
+
+/** Which run it was: device, package, start and duration. */
+void UpgradeCommand::addRun(CommandResult &result)
+{
+    result.json["host"] = options().host;
+    if (!m_started.isValid())
+        return;
+    const auto duration = now() - m_startedAt;
+    result.json["started"] = m_started.toString(Qt::ISODate);
+    result.json["seconds"] = double(duration.count()) / 1000.0;
+    result.output +=
+        QStringLiteral("Host %1, package %2 %3, started %4, took %5.")
+            .arg(options().host, printable(m_package["model"].toString()),
+                 printable(m_package["version"].toString()),
+                 m_started.toLocalTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")),
+                 bars::clock(std::chrono::duration_cast<std::chrono::seconds>(duration)));
 }
 
 void UpgradeCommand::onLost(Cause cause, const QString &detail)

@@ -8,6 +8,7 @@
 #include "upgrade-console/UpgradeView.h"
 #include "upgrade-console/WaitBack.h"
 
+#include <QDateTime>
 #include <QSocketNotifier>
 
 /**
@@ -48,6 +49,7 @@ private:
     UpgradeRows rowsFor(const PackageDescription &package) const;
     QByteArray runRequest() const;
     void announce();
+    bool takeSizes(UpgradeRows &rows, const PackageDescription &package);
     void startRun();
     bool refuses(const AgentReply &reply);
     void onQuiet();
@@ -57,9 +59,14 @@ private:
     void loseContact(Cause cause, const QString &detail);
     void onBack(const QString &version);
     CommandResult resultOf(const UpgradeOutcome &outcome);
+    void failRun(Cause cause, const QString &detail = {});
+    void addRun(CommandResult &result);
+    RunPicture picture();
 
     Stage m_stage = Stage::Asking;
     UpgradeModel m_model;
+    TimeEstimate m_estimate;
+    AnswerWatch m_answers;
     ChangeTeller m_teller;
     ProgressDisplay m_display;
     WaitBack m_waitBack;
@@ -67,6 +74,9 @@ private:
     std::unique_ptr<QSocketNotifier> m_answer;
     QStringList m_rows;
     QJsonObject m_package;
+    /** When the run was asked for: on the clock of the wall and on ours. */
+    QDateTime m_started;
+    std::chrono::milliseconds m_startedAt{0};
     Cause m_listProblem = Cause::None;
     /** Redraws while nothing arrives. */
     QTimer m_redraw;

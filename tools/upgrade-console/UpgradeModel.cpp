@@ -48,6 +48,8 @@ UpgradeModel::UpgradeModel(const QVector<WantedMcu> &wanted)
         mcu.chipType = row.chipType;
         mcu.chipIndex = row.chipIndex;
         mcu.newVersion = row.newVersion;
+        mcu.imageSize = row.imageSize;
+        mcu.isForced = row.isForced;
         m_mcus.append(mcu);
     }
     m_rowCount = m_mcus.size();

@@ -22,6 +22,10 @@ struct WantedMcu
     int chipIndex = 0;
     /** What the package has for it, empty when not known. */
     QString newVersion;
+    /** Of its image, in bytes; negative when not known. */
+    qint64 imageSize = -1;
+    /** The mode compares no versions. */
+    bool isForced = false;
 };
 
 /**

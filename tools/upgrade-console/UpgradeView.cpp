@@ -12,10 +12,17 @@ namespace {
 
 using std::chrono::milliseconds;
 
+/** Of bars, in columns, brackets included. */
+constexpr int shortestBar = 4;
+/** The speed does not make a bar shorter than this. */
+constexpr int easyBar = 12;
+constexpr int longestBar = 32;
+
 QString versionsText(const McuState &mcu)
 {
+    const bool isWritten = mcu.result == McuResult::Updated || mcu.willBeWritten();
     const QString from = mcu.oldVersion.isEmpty() ? QStringLiteral("?") : mcu.oldVersion;
-    if (mcu.result != McuResult::Updated || mcu.newVersion.isEmpty())
+    if (!isWritten || mcu.newVersion.isEmpty())
         return mcu.oldVersion;
     return from + " -> " + mcu.newVersion;
 }
@@ -39,6 +46,11 @@ Colour colourOf(const McuState &mcu)
     return mcu.retries > 0 || mcu.result == McuResult::Unknown ? Colour::Yellow : Colour::Plain;
 }
 
+bool hasBar(const McuState &mcu)
+{
+    return mcu.phase == McuPhase::Writing || mcu.phase == McuPhase::Erasing;
+}
+
 QStringList finishedParts(const McuState &mcu, milliseconds now)
 {
     QStringList parts{versionsText(mcu)};
@@ -49,33 +61,92 @@ QStringList finishedParts(const McuState &mcu, milliseconds now)
     return parts;
 }
 
-QStringList workingParts(const McuState &mcu, milliseconds now, int columns)
+/** "waiting" for those that the agent reads or has read, but is not at. */
+QString stateOf(const RunPicture &picture, int row)
+{
+    const McuState &mcu = picture.model.mcus().at(row);
+    if (mcu.phase == McuPhase::Finished)
+        return resultName(mcu.result);
+    const bool isPassed = mcu.phase == McuPhase::Reading && row != picture.model.current();
+    return phaseName(isPassed ? McuPhase::Waiting : mcu.phase);
+}
+
+/** What has to be seen whatever the width, after the bar. */
+QStringList workingParts(const RunPicture &picture, const McuState &mcu)
 {
     QStringList parts;
-    if (mcu.phase == McuPhase::Writing || mcu.phase == McuPhase::Erasing)
-        parts += bars::bar(mcu.percent, columns) + ' ' + bars::percent(mcu.percent);
-    if (mcu.phase == McuPhase::Writing && mcu.rate(now) > 0)
-        parts += bars::rate(mcu.rate(now));
-    if (mcu.timeLeft(now).count() >= 0)
-        parts += bars::left(mcu.timeLeft(now));
+    if (hasBar(mcu))
+        parts += bars::percent(mcu.percent).trimmed();
+    const TimeLeft left = picture.estimate.ofImage(mcu);
+    if (mcu.phase == McuPhase::Writing && left.isWhole && !picture.wait)
+        parts += leftText(left);
+    if (mcu.retries > 0)
+        parts += bars::retries(mcu.retries);
     return parts;
 }
 
-QString mcuLine(const McuState &mcu, milliseconds now, int columns)
+/** The bar takes what the other parts leave; versions and speed are shown where there is room. */
+QString workingLine(const RunPicture &picture, const McuState &mcu, int width)
 {
-    const bool isFinished = mcu.phase == McuPhase::Finished;
-    const QString state = isFinished ? resultName(mcu.result) : phaseName(mcu.phase);
-    QStringList parts = isFinished ? finishedParts(mcu, now) : workingParts(mcu, now, columns);
+    QStringList parts = workingParts(picture, mcu);
+    const auto used = [&] { return (parts + QStringList{QString()}).join(bars::separator).size(); };
+    const auto addWhereRoom = [&](int place, const QString &text, int bar) {
+        const bool hasRoom = used() + text.size() + (bar > 0 ? bars::gap + bar : 0) <= width;
+        if (hasRoom && !text.isEmpty())
+            parts.insert(place, text);
+        return hasRoom && !text.isEmpty();
+    };
+    const bool hasVersions = addWhereRoom(0, versionsText(mcu), hasBar(mcu) ? shortestBar : 0);
+    if (!hasBar(mcu))
+        return parts.join(bars::separator);
+    const int place = hasVersions ? 1 : 0;
+    if (mcu.phase == McuPhase::Writing && !picture.wait && mcu.rate(picture.now) > 0.0)
+        addWhereRoom(place + 1, bars::rate(mcu.rate(picture.now)), easyBar);
+    const int room = std::min(width - used(), longestBar);
+    if (room >= shortestBar)
+        parts.insert(place, bars::barOf(mcu.percent, room));
+    return parts.join(bars::separator);
+}
+
+/** One line, or more where a reason is long. */
+QStringList mcuLines(const RunPicture &picture, int row, int width)
+{
+    const McuState &mcu = picture.model.mcus().at(row);
+    const QString head = bars::head(mcu.name, stateOf(picture, row)) + bars::separator;
+    if (mcu.phase != McuPhase::Finished)
+        return bars::wrapped(head + workingLine(picture, mcu, width - head.size()), width)
+            .mid(0, 1);
+    QStringList parts = finishedParts(mcu, picture.now);
     if (mcu.retries > 0)
         parts += bars::retries(mcu.retries);
     parts.removeAll(QString());
-    return bars::head(mcu.name, state) + "  " + parts.join("  ");
+    return bars::wrapped(head + parts.join(bars::separator), width, head.size());
 }
 
-QString overallLine(const UpgradeModel &model, int columns)
+QString overallLine(const RunPicture &picture, int width)
 {
-    return bars::head(QStringLiteral("all"), phaseName(model.phase())) + "  " +
-           bars::bar(model.percent(), columns) + ' ' + bars::percent(model.percent());
+    const UpgradeModel &model = picture.model;
+    const QString head =
+        bars::head(QStringLiteral("all"), phaseName(model.phase())) + bars::separator;
+    QStringList parts{bars::percent(model.percent()).trimmed()};
+    const TimeLeft left = picture.estimate.ofRun(model, picture.now);
+    if (left.time.count() > 0 && !picture.wait && model.phase() != RunPhase::Preparing)
+        parts += leftText(left);
+    if (head.size() + parts.join(bars::separator).size() > width && parts.size() > 1)
+        parts.removeLast();
+    const int room = width - head.size() - parts.join(bars::separator).size() - bars::gap;
+    if (room >= shortestBar)
+        parts.prepend(bars::barOf(model.percent(), std::min(room, longestBar)));
+    return (head + parts.join(bars::separator)).left(width);
+}
+
+/** The overall bar, and below it what is waited for if there is room for that. */
+QStringList lastLines(const RunPicture &picture, int width, int most)
+{
+    QStringList lines{overallLine(picture, width)};
+    const QStringList wait =
+        picture.wait ? bars::wrapped(waitText(*picture.wait), width) : QStringList();
+    return lines.size() + wait.size() <= most ? lines + wait : lines;
 }
 
 /** The first MCU to show when not all of them have a line. */
@@ -100,20 +171,27 @@ QStringList tableRow(const McuState &mcu, milliseconds now)
 
 } // namespace
 
-QStringList liveLines(const UpgradeModel &model, milliseconds now, const Terminal &terminal)
+QStringList liveLines(const RunPicture &picture, const Terminal &terminal)
 {
-    // One line is the overall bar's, one the cursor's.
-    const int room = std::max(1, terminal.lines - 2);
+    const UpgradeModel &model = picture.model;
+    const int width = std::max(1, terminal.columns - 1);
+    // One line is the cursor's, and one MCU is always shown.
+    const int most = std::max(2, terminal.lines - 1);
+    const QStringList last = lastLines(picture, width, most - 1);
+    const int room = most - last.size();
     const int count = std::min(room, model.mcus().size());
     const int first = firstShown(model, room);
-    const int width = std::max(1, terminal.columns - 1);
+    int spare = room - count;
     QStringList lines;
     for (int i = first; i < first + count; ++i) {
-        const McuState &mcu = model.mcus().at(i);
-        lines += terminal.style.in(colourOf(mcu), mcuLine(mcu, now, terminal.columns).left(width));
+        QStringList own = mcuLines(picture, i, width);
+        if (own.size() - 1 > spare)
+            own = own.mid(0, 1 + spare);
+        spare -= own.size() - 1;
+        for (const QString &line : qAsConst(own))
+            lines += terminal.style.in(colourOf(model.mcus().at(i)), line);
     }
-    lines += overallLine(model, terminal.columns).left(width);
-    return lines;
+    return lines + last;
 }
 
 QStringList alignedTable(const QVector<QStringList> &rows, const QVector<int> &right)
@@ -171,9 +249,35 @@ QJsonArray resultJson(const UpgradeModel &model, milliseconds now)
     return array;
 }
 
-QStringList ChangeTeller::changes(const UpgradeModel &model)
+QStringList ChangeTeller::changes(const RunPicture &picture)
 {
     QStringList lines;
+    addPercent(lines, picture);
+    addChanges(lines, picture.model);
+    if (picture.wait && !m_isWaiting)
+        lines += waitText(*picture.wait);
+    m_isWaiting = picture.wait.has_value();
+    return lines;
+}
+
+void ChangeTeller::addPercent(QStringList &lines, const RunPicture &picture)
+{
+    constexpr int step = 10;
+    const int tenth = int(picture.model.percent()) / step;
+    if (tenth <= m_tenth)
+        return;
+    m_tenth = tenth;
+    const auto passed =
+        std::chrono::duration_cast<std::chrono::seconds>(picture.now - picture.started);
+    QString line = QStringLiteral("%1 %, %2").arg(tenth * step).arg(bars::clock(passed));
+    const TimeLeft left = picture.estimate.ofRun(picture.model, picture.now);
+    if (left.time.count() > 0)
+        line += QStringLiteral(", ") + leftText(left);
+    lines += line;
+}
+
+void ChangeTeller::addChanges(QStringList &lines, const UpgradeModel &model)
+{
     m_seen.resize(model.mcus().size());
     for (int i = 0; i < m_seen.size(); ++i) {
         const McuState &mcu = model.mcus().at(i);
@@ -191,5 +295,4 @@ QStringList ChangeTeller::changes(const UpgradeModel &model)
     if (isNews && model.phase() != RunPhase::Ended)
         lines += "device: " + phaseName(model.phase());
     m_phase = model.phase();
-    return lines;
 }
