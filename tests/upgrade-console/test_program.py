@@ -6,6 +6,7 @@ import json
 import os
 import signal
 import subprocess
+import sys
 import tempfile
 import unittest
 from contextlib import ExitStack
@@ -20,6 +21,7 @@ from program import (BUSY_CODE, CANNOT, DONE, FAILED, LOST, NOTHING, PROGRAM, RE
                      ProgramTest, masked)
 
 DUMP = os.environ["EDID_DUMP"]
+PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 
 class ConsoleTest(ProgramTest):
@@ -508,6 +510,17 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
             log("No suitable firmware for 'MAIN' in the firmware package.")] + runs.REBOOT
         result = self.with_agent({ROWS: run + [SUCCESS]}, "upgrade", "MAIN,0,0")
         self.assertEqual(result.returncode, NOTHING)
+
+    def test_demo_of_the_readme(self):
+        """Without rows the request is the one that the demo makes by hand."""
+        with tempfile.TemporaryDirectory() as folder:
+            subprocess.run([sys.executable, "-B", os.path.join(PROJECT, "scripts/lib/demo_images.py"),
+                            folder], check=True, timeout=20)
+            with open(os.path.join(folder, "request.json"), encoding="ascii") as file:
+                package = json.load(file)
+        self.upgrade(runs.idle_run(), answers={"GETFIRMWARELIST": [listing(package)]})
+        with open(os.path.join(PROJECT, "README.md"), encoding="utf-8") as file:
+            self.assertIn(f"> {self.agent.lines[-1]}\n", file.read())
 
     def test_rows_of_the_agent(self):
         """Only on request, and with the words that explain the index."""

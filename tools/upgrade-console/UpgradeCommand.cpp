@@ -246,10 +246,14 @@ void UpgradeCommand::announce()
 {
     const TimeLeft total = m_estimate.ofRun(m_model, now());
     const QString time = bars::clock(std::chrono::duration_cast<std::chrono::seconds>(total.time));
+    // Only 'upgrade' takes a copy of the package.
+    const QString how = options().command == Options::Command::Upgrade
+                            ? QStringLiteral("; with --package and a copy of the package the "
+                                             "images count, too")
+                            : QString();
     if (!total.isWhole)
-        m_display.note(QStringLiteral("Time: at least %1 for restarts and pauses; with --package "
-                                      "and a copy of the package the images count, too.")
-                           .arg(time));
+        m_display.note(
+            QStringLiteral("Time: at least %1 for restarts and pauses%2.").arg(time, how));
     else if (options().mode == upgradeMode::forced)
         m_display.note(QStringLiteral("Time: about %1.").arg(time));
     else
