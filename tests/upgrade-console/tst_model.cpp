@@ -237,6 +237,10 @@ private slots:
         QVERIFY(silent.filter("left").isEmpty());
         QCOMPARE(silent.last(),
                  QString("waiting for an answer, 9 s of 15, try 1 of 9, gives up in 3:36"));
+        // Nor does it rise after the wait, which says nothing about the speed of the line.
+        run.now += 20s;
+        run.progress(51 / 3.0);
+        QVERIFY(seconds(run.estimate.ofRun(run.model, run.now)) <= half);
         // A size that is not known is not guessed.
         run.model = UpgradeModel({{"MAIN", 0, 0, "2.0.0"}, {"AUX", 1, 0, "2.0.0", 102'400, false}});
         QVERIFY(!run.estimate.ofRun(run.model, run.now).isWhole);
@@ -633,6 +637,18 @@ private slots:
         QCOMPARE(printable(QString::fromLatin1("a\x1b[2J\x9b-b\n")), QString("a?[2J?-b?"));
         QCOMPARE(Style{true}.in(Colour::Red, "x"), QString("\x1b[31mx\x1b[0m"));
         QCOMPARE(Style{false}.in(Colour::Red, "x"), QString("x"));
+    }
+
+    /** No run is a success before the device is back; a failed one has often not come so far. */
+    void reboots()
+    {
+        Run lost({"A"});
+        QVERIFY(lost.end(true).model.hasRebooted());
+        Run failed({"A"});
+        QVERIFY(!failed.say({"Send reboot command."}).end(false).model.hasRebooted());
+        Run begun({"A"});
+        begun.say({"Send reboot command.", "Start to reboot, please wait."});
+        QVERIFY(begun.end(false).model.hasRebooted());
     }
 
     void wraps()
