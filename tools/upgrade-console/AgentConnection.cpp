@@ -14,15 +14,10 @@ constexpr int pulsesPerTimeOut = 4;
 /** What is read at once; the parser's memory depends on it. */
 constexpr qint64 readBuffer = 256LL * 1024;
 
-QByteArray bytes(QLatin1String word)
-{
-    return {word.data(), word.size()};
-}
-
 bool isHeartbeat(QByteArray line)
 {
-    return line.replace(' ', "").contains(bytes(consoletext::heartbeat)) &&
-           !line.contains(bytes(consoletext::parseEdid));
+    return line.replace(' ', "").contains(bytesOf(consoletext::heartbeat)) &&
+           !line.contains(bytesOf(consoletext::parseEdid));
 }
 
 } // namespace
@@ -64,13 +59,13 @@ void AgentConnection::request(const QByteArray &line)
 {
     if (isHeartbeat(line))
         m_heartbeats.enqueue(false);
-    m_socket.write(line + bytes(consoletext::lineEnd));
+    m_socket.write(line + bytesOf(consoletext::lineEnd));
     m_socket.flush();
 }
 
 void AgentConnection::sendFragment(const QByteArray &payload)
 {
-    m_socket.write(bytes(consoletext::fragmentKey) + payload + bytes(consoletext::fragmentEnd));
+    m_socket.write(bytesOf(consoletext::fragmentKey) + payload + bytesOf(consoletext::fragmentEnd));
     m_socket.flush();
 }
 
@@ -133,7 +128,7 @@ void AgentConnection::onPulse()
         return;
     }
     m_heartbeats.enqueue(true);
-    m_socket.write(bytes(consoletext::heartbeat) + bytes(consoletext::lineEnd));
+    m_socket.write(bytesOf(consoletext::heartbeat) + bytesOf(consoletext::lineEnd));
     m_socket.flush();
 }
 

@@ -13,6 +13,12 @@
 
 #include <chrono>
 
+/** A word of the console protocol, as a request sends it. */
+inline QByteArray bytesOf(QLatin1String word)
+{
+    return {word.data(), word.size()};
+}
+
 /**
  * One connection to the agent: requests out, replies in. Says within `timeOut` that it cannot be
  * made, and, while it is watched, that the peer shows no sign of life.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/Bars.h"
 
+#include "protocol/Progress.h"
 #include "upgrade-console/Terminal.h"
 
 #include <algorithm>
@@ -24,7 +25,7 @@ QString bars::bar(double percent, int columns)
 QString bars::barOf(double percent, int outerWidth)
 {
     const int width = std::max(outerWidth - 2, 0);
-    const int filled = std::clamp(int(percent / 100.0 * width), 0, width);
+    const int filled = std::clamp(int(percent / wholeProgress * width), 0, width);
     return '[' + QString(filled, '#') + QString(width - filled, '.') + ']';
 }
 

@@ -2,6 +2,7 @@
 #include "upgrade-console/McuState.h"
 
 #include "protocol/BlockPayload.h"
+#include "protocol/Progress.h"
 
 #include <QStringList>
 
@@ -12,8 +13,6 @@ namespace {
 
 using std::chrono::duration;
 using std::chrono::milliseconds;
-
-constexpr double whole = 100.0;
 
 /** Three numbers; a missing one is 0. */
 std::vector<int> numbersOf(const QString &version)
@@ -46,7 +45,7 @@ int McuState::totalBlocks() const
         return int((imageSize + block::dataSize - 1) / block::dataSize);
     // Every block of the image makes the same share of its percentage.
     constexpr double leastSure = 1.0;
-    return percent >= leastSure ? int(std::lround(blocks * whole / percent)) : -1;
+    return percent >= leastSure ? int(std::lround(blocks * wholeProgress / percent)) : -1;
 }
 
 bool McuState::willBeWritten() const

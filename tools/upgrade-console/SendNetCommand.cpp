@@ -4,6 +4,7 @@
 #include "netupgrade/NetTexts.h"
 #include "protocol/CommandWords.h"
 #include "protocol/ConsoleTexts.h"
+#include "protocol/Progress.h"
 #include "upgrade-console/Bars.h"
 #include "upgrade-console/Messages.h"
 
@@ -163,7 +164,7 @@ void SendNetCommand::repeatFrame()
 void SendNetCommand::sendNextBlock()
 {
     m_blocks->next();
-    m_percent = 100.0 * double(m_blocks->sent()) / double(m_blocks->size());
+    m_percent = wholeProgress * double(m_blocks->sent()) / double(m_blocks->size());
     showProgress();
     if (m_blocks->isLast())
         sendLastBlock();
@@ -189,11 +190,11 @@ void SendNetCommand::onInstalling(const AgentReply &reply)
         return;
     }
     if (reply.kind == Kind::Progress)
-        m_percent = std::clamp(reply.percent, m_percent, 100.0);
+        m_percent = std::clamp(reply.percent, m_percent, wholeProgress);
     if (reply.kind == Kind::NetVersion)
         m_version = reply.text;
     if (reply.kind == Kind::ModuleText && reply.text.toLatin1() == nettext::upgradingTrue())
-        m_percent = 100.0;
+        m_percent = wholeProgress;
     showProgress();
     if (reply.kind != Kind::Log)
         return;

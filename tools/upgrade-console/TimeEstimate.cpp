@@ -4,6 +4,7 @@
 #include "platform/Platform.h"
 #include "protocol/BlockPayload.h"
 #include "protocol/ChipTypes.h"
+#include "protocol/Progress.h"
 #include "upgrade-console/Bars.h"
 
 #include <cmath>
@@ -13,7 +14,6 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 
-constexpr double whole = 100.0;
 constexpr TimeOuts timeOuts;
 constexpr Pauses pauses;
 /** Of one block on the serial line: start bytes, length, address, command and checksum beside its
@@ -78,7 +78,7 @@ TimeLeft TimeEstimate::ofImage(const McuState &mcu) const
     const double seconds = blockSeconds();
     if (blocks < 0 || seconds < 0.0 || mcu.chipType == chip::networkModule)
         return {ms(0), false};
-    return {inMilliseconds(blocks * (whole - mcu.percent) / whole * seconds), true};
+    return {inMilliseconds(blocks * (wholeProgress - mcu.percent) / wholeProgress * seconds), true};
 }
 
 TimeLeft TimeEstimate::ofRow(const McuState &mcu, ms now) const

@@ -26,11 +26,6 @@ constexpr int longestAnswer = 64;
 /** The row that the agent upgrades over the network. */
 const QString networkRow = QStringLiteral("MAIN,0,0");
 
-QByteArray bytes(QLatin1String word)
-{
-    return {word.data(), word.size()};
-}
-
 LineEvent eventOf(const AgentReply &reply)
 {
     return reply.kind == Kind::Log ? meaningOf(reply.text).event : LineEvent::Unknown;
@@ -82,7 +77,7 @@ void UpgradeCommand::onConnected()
 void UpgradeCommand::askWhetherBusy()
 {
     m_isBusySeen = false;
-    agent().request(bytes(consoletext::upgrade));
+    agent().request(bytesOf(consoletext::upgrade));
     request(consoletext::heartbeat);
     awaitReply();
 }
@@ -220,7 +215,7 @@ void UpgradeCommand::onAnswer()
 void UpgradeCommand::setMode()
 {
     m_stage = Stage::SettingMode;
-    agent().request(bytes(consoletext::upgradeMode) + QByteArray::number(options().mode));
+    agent().request(bytesOf(consoletext::upgradeMode) + QByteArray::number(options().mode));
     awaitReply();
 }
 
@@ -235,10 +230,10 @@ void UpgradeCommand::onModeSet(const AgentReply &reply)
 QByteArray UpgradeCommand::runRequest() const
 {
     if (options().command == Options::Command::NetUpgrade)
-        return bytes(consoletext::netUpgrade) + "||" + options().address.toLatin1();
+        return bytesOf(consoletext::netUpgrade) + "||" + options().address.toLatin1();
     if (options().requestAll)
-        return bytes(consoletext::upgradeAll);
-    return bytes(consoletext::upgrade) + m_rows.join(consoletext::separator).toLatin1();
+        return bytesOf(consoletext::upgradeAll);
+    return bytesOf(consoletext::upgrade) + m_rows.join(consoletext::separator).toLatin1();
 }
 
 /** What one should know before anything is sent to the device. */

@@ -2,13 +2,13 @@
 #include "upgrade-console/UpgradeModel.h"
 
 #include "protocol/ChipTypes.h"
+#include "protocol/Progress.h"
 
 #include <algorithm>
 #include <map>
 
 namespace {
 
-constexpr double whole = 100.0;
 /** Rows that lines with unknown names may add. */
 constexpr int maxMcus = 4096;
 
@@ -144,13 +144,13 @@ void UpgradeModel::takeLine(const QString &line, ms now)
  */
 void UpgradeModel::takeProgress(double percent, ms now)
 {
-    m_percent = std::clamp(percent, m_percent, whole);
+    m_percent = std::clamp(percent, m_percent, wholeProgress);
     followProgress(percent, now);
     McuState *mcu = currentMcu();
     if (mcu == nullptr || mcu->phase < McuPhase::Erasing || mcu->phase > McuPhase::Writing)
         return;
-    const double own = percent * m_mcus.size() - whole * m_current;
-    mcu->percent = std::clamp(own, 0.0, whole);
+    const double own = percent * m_mcus.size() - wholeProgress * m_current;
+    mcu->percent = std::clamp(own, 0.0, wholeProgress);
     if (own <= 0.0)
         return;
     if (mcu->writingSince.count() < 0)
@@ -162,15 +162,16 @@ void UpgradeModel::takeProgress(double percent, ms now)
 void UpgradeModel::followProgress(double percent, ms now)
 {
     const int rows = m_mcus.size();
-    if (rows == 0 || rows != m_rowCount || !(percent > 0.0 && percent < whole))
+    if (rows == 0 || rows != m_rowCount || !(percent > 0.0 && percent < wholeProgress))
         return;
-    const int row = int(percent * rows / whole);
-    const double own = percent * rows - whole * row;
+    const int row = int(percent * rows / wholeProgress);
+    const double own = percent * rows - wholeProgress * row;
     // Two decimals are sent. The end of a row is also that of one that was given up.
     const double leastSure = 0.01 * rows;
     McuState &mcu = m_mcus[row];
     const bool isKnown = row == m_current && mcu.phase >= McuPhase::Erasing;
-    if (isKnown || own < leastSure || own > whole - leastSure || mcu.phase == McuPhase::Finished)
+    if (isKnown || own < leastSure || own > wholeProgress - leastSure ||
+        mcu.phase == McuPhase::Finished)
         return;
     m_isReading = false;
     m_mayHaveGap = true;
@@ -191,7 +192,7 @@ void UpgradeModel::end(bool succeeded, ms now)
     // No run is a success before the device is back from its reboot.
     m_hasRebooted = m_hasRebooted || succeeded;
     if (succeeded)
-        m_percent = whole;
+        m_percent = wholeProgress;
     m_phase = RunPhase::Ended;
     for (McuState &mcu : m_mcus)
         settle(mcu, now);
@@ -366,7 +367,7 @@ void UpgradeModel::onWriteFailed(const LineMeaning &meaning, ms now)
 void UpgradeModel::onWritten(const LineMeaning &meaning, ms now)
 {
     McuState &mcu = mcuNamed(meaning.values.value(0), now);
-    mcu.percent = whole;
+    mcu.percent = wholeProgress;
     mcu.cause = Cause::None;
     mcu.isBegun = false;
     finish(mcu, McuResult::Updated, now);
@@ -479,7 +480,7 @@ void UpgradeModel::onNetInstalled(const LineMeaning &meaning, ms now)
     if (mcu == nullptr)
         return;
     mcu->newVersion = m_netVersion;
-    mcu->percent = whole;
+    mcu->percent = wholeProgress;
     mcu->cause = Cause::None;
     finish(*mcu, McuResult::Updated, now);
 }
