@@ -78,7 +78,7 @@ bool isMainMcu(const ChipDescription &chip)
 QStringList unknownRow(const PackageRow &row)
 {
     QStringList fields{row.name, QString::number(row.chipType), QString::number(row.chipIndex)};
-    while (fields.size() < fieldsOfARow)
+    while (fields.size() < field::countWithVersions)
         fields += QString();
     return fields;
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/AnswerWatch.h"
 
-#include "platform/Platform.h"
+#include "upgrade-console/AgentTimes.h"
 #include "upgrade-console/Bars.h"
 
 #include <QRegularExpression>
@@ -12,8 +12,6 @@ using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr TimeOuts timeOuts;
-constexpr Pauses pauses;
 constexpr milliseconds heartbeat = 1s;
 /** By this much the line after a pause may be late. */
 constexpr milliseconds pauseTolerance = 200ms;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/PackageCopy.h"
 
-#include "files/FileSource.h"
+#include "bytes/FileSource.h"
 #include "package/ImageRecord.h"
 #include "package/PackageHeader.h"
 

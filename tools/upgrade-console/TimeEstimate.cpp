@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/TimeEstimate.h"
 
-#include "platform/Platform.h"
 #include "protocol/BlockPayload.h"
 #include "protocol/ChipTypes.h"
 #include "protocol/Progress.h"
+#include "upgrade-console/AgentTimes.h"
 #include "upgrade-console/Bars.h"
 
 #include <cmath>
@@ -14,8 +14,6 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 
-constexpr TimeOuts timeOuts;
-constexpr Pauses pauses;
 /** Of one block on the serial line: start bytes, length, address, command and checksum beside its
  *  payload, and the 13 bytes of its answer. */
 constexpr int frameOverhead = 10;

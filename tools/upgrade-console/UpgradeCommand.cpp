@@ -22,7 +22,7 @@ using Kind = AgentReply::Kind;
 
 constexpr auto redrawEvery = 500ms;
 /** Of the user's answer, in bytes. */
-constexpr int longestAnswer = 64;
+constexpr int longestConfirmation = 64;
 /** The row that the agent upgrades over the network. */
 const QString networkRow = QStringLiteral("MAIN,0,0");
 
@@ -203,7 +203,7 @@ void UpgradeCommand::confirm()
 void UpgradeCommand::onAnswer()
 {
     m_answer->setEnabled(false);
-    QByteArray line(longestAnswer, '\0');
+    QByteArray line(longestConfirmation, '\0');
     const auto count = ::read(STDIN_FILENO, line.data(), size_t(line.size()));
     const QByteArray answer = line.left(int(std::max<ssize_t>(count, 0))).trimmed().toLower();
     if (answer == "yes" || answer == "y")

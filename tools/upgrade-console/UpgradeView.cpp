@@ -13,10 +13,10 @@ namespace {
 using std::chrono::milliseconds;
 
 /** Of bars, in columns, brackets included. */
-constexpr int shortestBar = 4;
+constexpr int shortestRowBar = 4;
 /** The speed does not make a bar shorter than this. */
 constexpr int easyBar = 12;
-constexpr int longestBar = 32;
+constexpr int longestRowBar = 32;
 
 QString versionsText(const McuState &mcu)
 {
@@ -96,14 +96,14 @@ QString workingLine(const RunPicture &picture, const McuState &mcu, int width)
             parts.insert(place, text);
         return hasRoom && !text.isEmpty();
     };
-    const bool hasVersions = addWhereRoom(0, versionsText(mcu), hasBar(mcu) ? shortestBar : 0);
+    const bool hasVersions = addWhereRoom(0, versionsText(mcu), hasBar(mcu) ? shortestRowBar : 0);
     if (!hasBar(mcu))
         return parts.join(bars::separator);
     const int place = hasVersions ? 1 : 0;
     if (mcu.phase == McuPhase::Writing && !picture.wait && mcu.rate(picture.now) > 0.0)
         addWhereRoom(place + 1, bars::rate(mcu.rate(picture.now)), easyBar);
-    const int room = std::min(width - used(), longestBar);
-    if (room >= shortestBar)
+    const int room = std::min(width - used(), longestRowBar);
+    if (room >= shortestRowBar)
         parts.insert(place, bars::barOf(mcu.percent, room));
     return parts.join(bars::separator);
 }
@@ -135,8 +135,8 @@ QString overallLine(const RunPicture &picture, int width)
     if (head.size() + parts.join(bars::separator).size() > width && parts.size() > 1)
         parts.removeLast();
     const int room = width - head.size() - parts.join(bars::separator).size() - bars::gap;
-    if (room >= shortestBar)
-        parts.prepend(bars::barOf(model.percent(), std::min(room, longestBar)));
+    if (room >= shortestRowBar)
+        parts.prepend(bars::barOf(model.percent(), std::min(room, longestRowBar)));
     return (head + parts.join(bars::separator)).left(width);
 }
 
