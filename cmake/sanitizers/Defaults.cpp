@@ -33,6 +33,6 @@ const char *__tsan_default_options() // NOLINT(bugprone-reserved-identifier)
 const char *__lsan_default_suppressions() // NOLINT(bugprone-reserved-identifier)
 {
     // The engine lives as long as its process; nobody deletes it.
-    return "leak:WorkerCOM::start\n";
+    return "leak:WorkerCOM::WorkerCOM\n";
 }
 }

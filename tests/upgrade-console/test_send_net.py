@@ -102,7 +102,7 @@ The module restarts now; in a minute its agent answers again.
         archive = os.urandom(1000) + b"x"
         damaged = [answer(frames.BLOCK, CHECKSUM_ERROR)]
         module = Module({0: [], 2: damaged, 3: damaged, 6: []})
-        result = self.send(image(archive), module, "--json", timeout="1")
+        result = self.send(image(archive), module, "--json", timeout="3")
         self.assertEqual(result.returncode, DONE, result.stderr)
         self.assertEqual(json.loads(result.stdout)["retries"], 4)
         self.assertEqual(module.archive, archive)
@@ -133,14 +133,14 @@ The module restarts now; in a minute its agent answers again.
         document = self.failure(FAILED, "block-refused", {2: [answer(frames.BLOCK, REFUSAL)]})
         self.assertIn("Nothing was installed", document["likely_state"][0])
         self.failure(FAILED, "block-damaged", {2: damaged, 3: damaged, 4: damaged})
-        self.failure(LOST, "block-unanswered", {2: [], 3: [], 4: []}, timeout="0.6")
+        self.failure(LOST, "block-unanswered", {2: [], 3: [], 4: []}, timeout="3")
         self.failure(BUSY_CODE, "busy", {0: [answer(frames.ENTER, REFUSAL)]})
         self.failure(BUSY_CODE, "busy", answers={"UPGRADE||": [BUSY]})
         self.failure(LOST, "connection-lost", {3: [CLOSE]})
 
     def test_failures_of_the_installation(self):
         self.failure(REFUSED, "net-image-damaged", install=[log("NET package checksum error.")])
-        self.failure(LOST, "no-sign-of-life", install=[], timeout="0.4")
+        self.failure(LOST, "no-sign-of-life", install=[], timeout="2")
         document = self.failure(LOST, "connection-lost", install=INSTALL[:3] + [CLOSE])
         self.assertIn("installs it without this connection", document["likely_state"][0])
         unrecorded = [line for line in INSTALL if b"Create version" not in line]
