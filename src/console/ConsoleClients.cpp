@@ -3,8 +3,8 @@
 
 #include "console/ConsoleEvents.h"
 #include "console/RequestReader.h"
-#include "runtime/Descriptors.h"
 #include "platform/Log.h"
+#include "runtime/Descriptors.h"
 
 #include <algorithm>
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "console/ConsoleClient.h"
-#include "runtime/FreeMemory.h"
 #include "platform/Platform.h"
+#include "runtime/FreeMemory.h"
 
 #include <QTimer>
 #include <QVector>

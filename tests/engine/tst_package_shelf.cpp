@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "bytes/ByteSource.h"
 #include "engine/PartBench.h"
 #include "engine/TestPackage.h"
 #include "engine/package/PackageShelf.h"
-#include "bytes/ByteSource.h"
 
 #include <QFile>
 #include <QTemporaryDir>
