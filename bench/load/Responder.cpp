@@ -73,11 +73,12 @@ void Responder::answer(const PeerAnswer &answer)
 }
 
 /** The time at which the last byte went out. On a line with a speed, each byte goes out when its
- * stop bit would be over, as a serial port would send them. */
+ * stop bit would be over, as a serial port would send them, or all of them with the last. */
 Nanoseconds Responder::send(const QByteArray &bytes, Nanoseconds start)
 {
     int sent = 0;
-    while (m_settings.baudRate > 0 && sent < bytes.size() - 1) {
+    const bool byteByByte = m_settings.baudRate > 0 && !m_settings.wholeReplies;
+    while (byteByByte && sent < bytes.size() - 1) {
         waitUntil(start + wireTime(sent + 1));
         m_pty.write(bytes.mid(sent++, 1));
     }

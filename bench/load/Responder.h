@@ -19,6 +19,8 @@ public:
     {
         /** 0: as fast as the machine. */
         int baudRate = 0;
+        /** Replies are handed over when their last byte is due, not byte by byte. */
+        bool wholeReplies = false;
         /** How many blocks end it; 0: none do. */
         int blocks = 0;
         int warmUp = 0;

@@ -41,6 +41,8 @@ void readOptions(CLI::App &application, Options &options)
     application.add_option("--device", options.device, "a device file of the simulator");
     application.add_flag("--xmodem", options.xmodem, "receive XMODEM-1K instead");
     application.add_option("--baud", options.settings.baudRate);
+    application.add_flag("--whole-replies", options.settings.wholeReplies,
+                         "hand a reply over with its last byte");
     application.add_option("--blocks", options.settings.blocks, "how many blocks end it");
     application.add_option("--warm-up", options.settings.warmUp, "blocks that do not count");
     application.add_option("--sender", options.sender, "process whose CPU time is taken");

@@ -40,9 +40,9 @@ def measure_heartbeats(scale):
     for depth in (1, 16):
         loads = load_all(("agent", "qt", "redis", "epoll"), 1, depth, scale)
         samples |= rates(loads, 1, depth)
-    for clients in (50, 500):
-        samples |= rates(load_all(("agent", "redis"), clients, 1, scale), clients, 1)
-    loads = load_all(("agent", "redis", "epoll"), MANY_CLIENTS, 1, 2 * scale)
+    samples |= rates(load_all(("agent", "qt", "redis"), 50, 1, scale), 50, 1)
+    samples |= rates(load_all(("agent", "redis"), 500, 1, scale), 500, 1)
+    loads = load_all(("agent", "qt", "redis", "epoll"), MANY_CLIENTS, 1, 2 * scale)
     samples |= rates(loads, MANY_CLIENTS, 1)
     samples["p99-1000-redis"] = Sample(loads["agent"]["p99_ns"], loads["redis"]["p99_ns"])
     return samples
@@ -75,12 +75,13 @@ def measure_parse_edid(scale):
     with open(EDID, "rb") as file:
         dump = file.read()
     with agent():
-        own = times(program("round-trips"), "--port", str(AGENT_PORT),
-                    "--count", str(max(int(500 * scale), 10)),
-                    "--request", "PARSEEDID||" + dump.hex(" "))
+        own, heartbeat = (times(program("round-trips"), "--port", str(AGENT_PORT),
+                                "--count", str(max(int(500 * scale), 10)), "--request", request)
+                          for request in ("PARSEEDID||" + dump.hex(" "), "HEARTBEAT"))
     peer = times(program("process-timer"), "--count", str(max(int(50 * scale), 3)),
                  "edid-decode", EDID)
-    return {"parse-edid": Sample(statistics.median(own), statistics.median(peer))}
+    return {"parse-edid": Sample(statistics.median(own), statistics.median(peer)),
+            "parse-edid-heartbeat": Sample(statistics.median(own), statistics.median(heartbeat))}
 
 
 def memory(make_server, clients):

@@ -98,19 +98,44 @@ def median_efficiency(seen):
     return Sample(seen["wire_ns"], seen["wire_ns"] + seen["counted"] * seen["p50_ns"])
 
 
+def middle_of(seen, value):
+    """The median of one value of an odd number of transfers."""
+    return sorted(value(one) for one in seen)[len(seen) // 2]
+
+
+def against_qt(own, framework):
+    """The agent's transfers beside those of the QSerialPort sender on the same line."""
+    def cpu(one):
+        return one["cpu_ns"] / one["counted"]
+
+    return {"efficiency": Sample(middle([efficiency(seen) for seen in own]).figure,
+                                 middle([efficiency(seen) for seen in framework]).figure),
+            "turnaround": Sample(middle_of(own, lambda one: one["p50_ns"]),
+                                 middle_of(framework, lambda one: one["p50_ns"])),
+            "cpu": Sample(middle_of(own, cpu), middle_of(framework, cpu))}
+
+
 def measure_transfer(scale):
     """The line's own speed, in short transfers by turns: a machine that takes the processor away
     for some milliseconds, which is a tenth of a block, spoils the transfer that it meets."""
     blocks = max(int(20 * scale), 2) + PACED_WARM_UP
+    line = paced(blocks)
+    whole = [*line, "--whole-replies"]
     with processors_awake():
-        pairs = [(by_agent(paced(blocks), blocks), by_reference("poll-sender", paced(blocks), blocks))
+        turns = [(by_agent(line, blocks), by_reference("poll-sender", line, blocks),
+                  by_reference("qt-sender", line, blocks),
+                  by_agent(whole, blocks), by_reference("qt-sender", whole, blocks))
                  for _ in range(PACED_TRANSFERS)]
-    own, poll = zip(*pairs)
-    return {"transfer": middle([efficiency(seen) for seen in own]),
-            "transfer-all": Sample(sum(seen["wire_ns"] for seen in own),
-                                   sum(seen["actual_ns"] for seen in own)),
-            "transfer-median": middle([median_efficiency(seen) for seen in own]),
-            "transfer-poll": middle([efficiency(seen) for seen in poll])}
+    own, poll, framework, own_whole, framework_whole = zip(*turns)
+    samples = {"transfer": middle([efficiency(seen) for seen in own]),
+               "transfer-all": Sample(sum(seen["wire_ns"] for seen in own),
+                                      sum(seen["actual_ns"] for seen in own)),
+               "transfer-median": middle([median_efficiency(seen) for seen in own]),
+               "transfer-poll": middle([efficiency(seen) for seen in poll])}
+    samples |= {f"line-{key}": sample for key, sample in against_qt(own, framework).items()}
+    samples |= {f"line-{key}-whole": sample
+                for key, sample in against_qt(own_whole, framework_whole).items()}
+    return samples
 
 
 def measure_turnaround(scale):
