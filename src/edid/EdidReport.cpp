@@ -8,6 +8,8 @@
 namespace edid {
 namespace {
 
+constexpr char hexDigits[] = "0123456789ABCDEF";
+
 void printTimings(const Facts &facts, Report &report)
 {
     report.timings += timingText(facts.preferred) + text::fieldEnd;
@@ -87,8 +89,12 @@ QString statusText(const Facts &facts)
 QString hexDump(ByteView bytes)
 {
     QString dump;
-    for (const std::uint8_t byte : bytes)
-        dump += QStringLiteral("%1 ").arg(byte, 2, 16, QLatin1Char('0')).toUpper();
+    dump.reserve(int(bytes.size()) * 3);
+    for (const std::uint8_t byte : bytes) {
+        dump += QLatin1Char(hexDigits[byte >> 4]);
+        dump += QLatin1Char(hexDigits[byte & 0xF]);
+        dump += QLatin1Char(' ');
+    }
     return dump;
 }
 
