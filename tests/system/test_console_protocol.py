@@ -69,6 +69,11 @@ class TestSessions(world.World):
         self.put_bytes(build(pages.PACKAGE)[:-1])
         self.hold("damaged-package")
 
+    def test_indented_package(self):
+        text = '{"model": "HX-8", "version": "1.0.5",\r\n "chips": []}'
+        self.put_bytes(build((), text=text))
+        self.hold("indented-package")
+
     def test_run(self):
         self.put_package(*pages.PACKAGE)
         self.hold("run", index=0)

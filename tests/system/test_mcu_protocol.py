@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """docs/mcu-protocol.md against the real agent: the page itself plays the device."""
 
+import errno
 import os
 import select
 import time
@@ -40,8 +41,9 @@ class TestPageAsDevice(world.World):
             self.assertIn(f"UPGRADELOG||Write firmware '{name}' success.", client.lines)
         self.assertIn(texts.log("Set virtual version success.")[0], client.lines)
         client.wait_for("UPGRADELOG||ttyS2 port is disconnected.")
-        with self.assertRaises(OSError):  # closed, and nothing more was sent
+        with self.assertRaises(OSError) as closed:  # and nothing more was sent
             os.read(world.MASTER, 1)
+        self.assertEqual(closed.exception.errno, errno.EIO)
 
     def read(self, size):
         """That many bytes of the agent."""
