@@ -70,7 +70,7 @@ class TestSessions(world.World):
         self.hold("damaged-package")
 
     def test_indented_package(self):
-        text = '{"model": "HX-8", "version": "1.0.5",\r\n "chips": []}'
+        text = '{\r\n  "model": "HX-8", "version": "1.0.5", "chips": []\r\n}\r\n'
         self.put_bytes(build((), text=text))
         self.hold("indented-package")
 

@@ -7,7 +7,9 @@
 #include "planning/VersionTexts.h"
 #include "protocol/AppStatus.h"
 #include "protocol/ConsoleTexts.h"
+#include "upgrade-console/AnswerWatch.h"
 #include "upgrade-console/Messages.h"
+#include "upgrade-console/UpgradeModel.h"
 #include "upload/UploadTexts.h"
 
 #include <QFile>
@@ -107,6 +109,54 @@ QString filledIn(QString text)
 {
     static const QRegularExpression place(R"(%(\d))");
     return text.replace(place, "\\1");
+}
+
+AgentReply logOf(const QString &line)
+{
+    AgentReply reply;
+    reply.kind = AgentReply::Kind::Log;
+    reply.text = line;
+    return reply;
+}
+
+/** What a line makes of the chip at work, in the words of docs/console-protocol.md; empty when its
+ *  turn goes on, or when it ends without a word about it. */
+QString endOfTurn(const QString &text)
+{
+    const QString name = text.contains("'%4'") ? "4" : "1";
+    UpgradeModel model({{name, 0, 0, {}}});
+    model.take(logOf("Send 'Enter F/W Upgrade Mode' command to '" + name + "'."), {});
+    model.take(logOf(filledIn(text)), {});
+    switch (model.mcus().first().result) {
+    case McuResult::Updated:
+        return "updated";
+    case McuResult::Current:
+    case McuResult::PackageOlder:
+        return "skipped";
+    case McuResult::NothingFits:
+        return "no fit";
+    case McuResult::Failed:
+        return "failed";
+    default:
+        return {};
+    }
+}
+
+/** The page's table: the line, and what it makes of the chip. */
+QMap<QString, QString> endsOfTurnOnThePage()
+{
+    const QString section = sourceOf("docs/console-protocol.md")
+                                .section("### The end of a chip's turn\n", 1)
+                                .section("\n### ", 0, 0);
+    static const QRegularExpression row(R"(^\| `([^`]+)` \| ([a-z ]+) \| .*\|$)",
+                                        QRegularExpression::MultilineOption);
+    QMap<QString, QString> ends;
+    auto matches = row.globalMatch(section);
+    while (matches.hasNext()) {
+        const auto match = matches.next();
+        ends[match.captured(1)] = match.captured(2);
+    }
+    return ends;
 }
 
 } // namespace
@@ -227,6 +277,43 @@ private slots:
                 QStringLiteral("| `%1` | %2 | %3 |").arg(row.id).arg(int(row.exit)).arg(row.words);
             QVERIFY2(guide.contains(line), qPrintable(line));
         }
+    }
+
+    void thePageListsTheEndsOfATurn()
+    {
+        QMap<QString, QString> wanted;
+        QSet<QString> lines;
+        for (const MessageRow &row : messageTable()) {
+            lines += lineOf(row);
+            if (const QString end = endOfTurn(lineOf(row)); !end.isEmpty())
+                wanted[lineOf(row)] = end;
+        }
+        QCOMPARE(wanted.value("'%1' F/W Update fail."), QString("failed"));
+        // Only about an image that is sent block by block, outside of a run.
+        QCOMPARE(wanted.take("NET package checksum error."), QString("failed"));
+        // The program waits for the end of the run before it judges these.
+        wanted[text::noImage] = "failed";
+        wanted[text::badChip] = "refused";
+        const QMap<QString, QString> page = endsOfTurnOnThePage();
+        for (auto end = page.begin(); end != page.end(); ++end)
+            QVERIFY2(lines.contains(end.key()), qPrintable(end.key()));
+        for (auto end = wanted.begin(); end != wanted.end(); ++end)
+            QVERIFY2(page.value(end.key()) == end.value(), qPrintable(end.key()));
+        QCOMPARE(page, wanted);
+    }
+
+    void thePageHasTheTimesOfTheHeartbeats()
+    {
+        const auto seconds = [](std::chrono::milliseconds time) {
+            return QString::number(double(time.count()) / 1000.0);
+        };
+        const QString page = sourceOf("docs/console-protocol.md");
+        AnswerWatch watch;
+        QVERIFY(page.contains("send a `HEARTBEAT` after " + seconds(watch.heartbeatAfter()) +
+                              " s without any byte"));
+        watch.take(logOf("Write firmware '1' success."), {});
+        QVERIFY(page.contains("After `Write firmware '%1' success.` wait " +
+                              seconds(watch.heartbeatAfter()) + " s:"));
     }
 
     void values_data()
