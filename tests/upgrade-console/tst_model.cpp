@@ -418,6 +418,21 @@ private slots:
         }
     }
 
+    /** A line that does not show where the run is leaves a gap open: this one comes after the
+     *  main MCU's image and after the reboot. */
+    void gapBeforeTheDeviceIsBack()
+    {
+        for (const char *last :
+             {"Start to set virtual version.", "Ignore to set virtual version."}) {
+            Run run({"A", "B"});
+            run.write("A");
+            run.model.expectGap();
+            run.say({"Read product ID.", last}).end(true);
+            QCOMPARE(run.results(), QStringList({"updated", "unknown"}));
+            QCOMPARE(run.exitCode(), unseen);
+        }
+    }
+
     /** Silence is not a gap when the same MCU goes on. */
     void silencesOfOneMcu()
     {

@@ -35,7 +35,7 @@ bool isWrite(LineEvent event)
 {
     return (event >= LineEvent::EnterSent && event <= LineEvent::NoFirmware) ||
            event == LineEvent::Rebooting || event == LineEvent::RebootBegun ||
-           event == LineEvent::NetStarted;
+           event == LineEvent::SettingVersion || event == LineEvent::NetStarted;
 }
 
 } // namespace
@@ -58,8 +58,9 @@ UpgradeModel::UpgradeModel(const QVector<WantedMcu> &wanted)
 bool UpgradeModel::take(const AgentReply &reply, ms now)
 {
     const bool isTaken = !hasEnded() && takeReply(reply, now);
-    // The verdict comes right after the words about the link.
-    if (isTaken && reply.kind != AgentReply::Kind::Disconnected)
+    // The verdict comes right after the words about the link; takeLine() knows about log lines.
+    if (isTaken && reply.kind != AgentReply::Kind::Disconnected &&
+        reply.kind != AgentReply::Kind::Log)
         m_mayHaveGap = false;
     return isTaken;
 }
@@ -134,8 +135,10 @@ void UpgradeModel::takeLine(const QString &line, ms now)
     }
     if (meaning.cause != Cause::None)
         m_problemLine = line;
-    if (const Handler handler = handlerOf(meaning.event))
+    if (const Handler handler = handlerOf(meaning.event)) {
         (this->*handler)(meaning, now);
+        m_mayHaveGap = false;
+    }
 }
 
 /**
@@ -452,8 +455,9 @@ void UpgradeModel::onRebootBegun(const LineMeaning &meaning, ms now)
     m_hasRebooted = true;
 }
 
-void UpgradeModel::onSettingVersion(const LineMeaning &, ms)
+void UpgradeModel::onSettingVersion(const LineMeaning &, ms now)
 {
+    moveTo(m_mcus.size(), now);
     m_phase = RunPhase::SettingVersion;
 }
 
