@@ -11,6 +11,8 @@
 #include <unistd.h>
 #include <utility>
 
+namespace bytes {
+
 namespace {
 
 constexpr int longestChainOfLinks = 40;
@@ -162,3 +164,5 @@ bool AtomicFile::fail(const QString &error)
         m_error = error;
     return false;
 }
+
+} // namespace bytes

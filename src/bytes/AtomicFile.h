@@ -8,6 +8,8 @@
 
 #include <functional>
 
+namespace bytes {
+
 /**
  * A file that appears whole or not at all: it is written beside its name, brought to the disk and
  * then renamed. Until commit() an older file of that name stays as it is, and without commit()
@@ -60,3 +62,5 @@ private:
     QFile m_file;
     QString m_error;
 };
+
+} // namespace bytes

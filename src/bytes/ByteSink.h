@@ -3,6 +3,8 @@
 
 #include <QByteArray>
 
+namespace bytes {
+
 /** Where bytes are written: a file, a piece of memory. */
 class ByteSink
 {
@@ -44,3 +46,5 @@ public:
 private:
     QByteArray m_bytes;
 };
+
+} // namespace bytes

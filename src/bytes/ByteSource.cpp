@@ -5,6 +5,8 @@
 #include <cstring>
 #include <utility>
 
+namespace bytes {
+
 namespace {
 
 /** How many of `length` bytes from `offset` on lie inside of `size` bytes. */
@@ -58,3 +60,5 @@ qint64 PartSource::readInto(qint64 offset, char *buffer, qint64 length)
 {
     return m_whole->readInto(m_offset + offset, buffer, inside(m_length, offset, length));
 }
+
+} // namespace bytes

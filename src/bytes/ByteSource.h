@@ -3,6 +3,8 @@
 
 #include <QByteArray>
 
+namespace bytes {
+
 /**
  * Bytes that can be read at any offset: a file, an image inside a package, a piece of memory.
  * Packages are always read through this, piece by piece, because they may be far larger than the
@@ -58,3 +60,5 @@ private:
     qint64 m_offset;
     qint64 m_length;
 };
+
+} // namespace bytes

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+namespace bytes {
+
 qint64 ChunkSums::chunkSizeFor(qint64 size)
 {
     qint64 chunkSize = bytes::smallestChunk;
@@ -36,3 +38,5 @@ qint64 ChunkSums::lengthOf(size_t chunk) const
 {
     return std::min(m_chunkSize, m_size - qint64(chunk) * m_chunkSize);
 }
+
+} // namespace bytes

@@ -17,8 +17,6 @@ constexpr qint64 smallestChunk = 4096;
 constexpr qint64 largestChunk = 16'777'216;
 constexpr qint64 mostChunks = 4096;
 
-} // namespace bytes
-
 /**
  * The CRC-32 of each chunk of a run of bytes. All chunks have the same size but for the last one,
  * which may be shorter.
@@ -50,3 +48,5 @@ private:
     qint64 m_size = 0;
     std::vector<Crc32> m_sums;
 };
+
+} // namespace bytes

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+namespace bytes {
+
 qint64 forEachChunk(ByteSource &source, qint64 from, qint64 chunkSize, const ChunkTaker &take)
 {
     const qint64 size = source.size();
@@ -18,3 +20,5 @@ qint64 forEachChunk(ByteSource &source, qint64 from, qint64 chunkSize, const Chu
     }
     return position;
 }
+
+} // namespace bytes

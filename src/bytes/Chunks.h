@@ -5,6 +5,8 @@
 
 #include <functional>
 
+namespace bytes {
+
 /** Gets one piece after the other; false ends the reading. */
 using ChunkTaker = std::function<bool(const char *bytes, qint64 size)>;
 
@@ -14,3 +16,5 @@ using ChunkTaker = std::function<bool(const char *bytes, qint64 size)>;
  * `take` wanted no more.
  */
 qint64 forEachChunk(ByteSource &source, qint64 from, qint64 chunkSize, const ChunkTaker &take);
+
+} // namespace bytes

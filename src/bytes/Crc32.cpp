@@ -4,6 +4,8 @@
 #include <libdeflate.h>
 #include <zlib.h>
 
+namespace bytes {
+
 void Crc32::add(const char *bytes, qint64 size)
 {
     // Without bytes the library may be handed a null pointer, which means "start afresh" to it.
@@ -33,3 +35,5 @@ QByteArray Crc32::text() const
 {
     return QByteArray::number(m_value, 16);
 }
+
+} // namespace bytes

@@ -3,6 +3,8 @@
 
 #include <QByteArray>
 
+namespace bytes {
+
 /** The CRC-32 of IEEE 802.3 (reflected polynomial 0xEDB88320), taken piece by piece. */
 class Crc32
 {
@@ -24,3 +26,5 @@ public:
 private:
     quint32 m_value = 0;
 };
+
+} // namespace bytes

@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace bytes {
+
 namespace {
 
 qint64 nanoseconds(const timespec &time)
@@ -79,3 +81,5 @@ qint64 FileSource::readInto(qint64 offset, char *buffer, qint64 length)
     }
     return done;
 }
+
+} // namespace bytes

@@ -6,6 +6,8 @@
 
 #include <QFile>
 
+namespace bytes {
+
 /** A file on disk, read in place: it is never in memory as a whole. */
 class FileSource : public ByteSource
 {
@@ -27,3 +29,5 @@ private:
     QFile m_file;
     QString m_error;
 };
+
+} // namespace bytes

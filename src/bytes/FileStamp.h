@@ -3,6 +3,8 @@
 
 #include <QtGlobal>
 
+namespace bytes {
+
 /** What a file system records of a file's identity and state, as fstat(2) has it. */
 struct FileStamp
 {
@@ -20,3 +22,5 @@ struct FileStamp
                modified == other.modified && changed == other.changed;
     }
 };
+
+} // namespace bytes

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <utility>
 
+namespace bytes {
+
 VerifiedSource::VerifiedSource(ByteSource &source, ChunkSums chunks)
     : m_source(&source), m_chunks(std::move(chunks))
 {
@@ -79,3 +81,5 @@ void VerifiedSource::fail(Fault fault, int error)
     m_fault = fault;
     m_error = error;
 }
+
+} // namespace bytes

@@ -4,6 +4,8 @@
 #include "bytes/ByteSource.h"
 #include "bytes/ChunkSums.h"
 
+namespace bytes {
+
 /**
  * A source whose bytes are those that were there when their checksums were taken, or none. Each
  * read loads the chunks that it touches as a whole and compares them. The first chunk that differs
@@ -46,3 +48,5 @@ private:
     Fault m_fault = Fault::None;
     int m_error = 0;
 };
+
+} // namespace bytes

@@ -5,6 +5,8 @@
 #include "platform/Log.h"
 #include "protocol/CommandWords.h"
 
+using bytes::ByteSource;
+
 ReportParts::ReportParts(const EngineSinks &sinks)
     : output(sinks.message), report(sinks.event), progress(rows, output, report, sinks.percent)
 {

@@ -10,6 +10,10 @@
 
 #include <utility>
 
+using bytes::AtomicFile;
+using bytes::ByteSource;
+using bytes::forEachChunk;
+
 namespace {
 
 constexpr double archiveCreatedPercent = 10;

@@ -43,7 +43,7 @@ public:
      * digest is wrong; a version file that cannot be written does not count as a failure. False
      * without a word, and without an archive, when the image cannot be read to its end.
      */
-    bool installImage(ByteSource &image);
+    bool installImage(bytes::ByteSource &image);
 
     /** Installs the archive that is on disk already. False when its digest is not the header's;
      *  then no command but the digest's has run. */
@@ -53,7 +53,7 @@ public:
     void rebootModule();
 
 private:
-    bool storeArchive(NetArchive &archive, ByteSource &image);
+    bool storeArchive(NetArchive &archive, bytes::ByteSource &image);
     void perform(const NetInstallStep &step, const NetImage &header);
     void writeVersion(const QByteArray &version, const QString &successLine);
     void say(const QString &line);

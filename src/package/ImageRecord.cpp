@@ -7,6 +7,8 @@
 
 #include <QtEndian>
 
+using bytes::ByteSource;
+
 namespace {
 
 constexpr qint64 windowSize = 4096;

@@ -59,9 +59,9 @@ public:
      * From behind the description, whose 16-bit length is read from its place whatever version the
      * package has.
      */
-    explicit RecordWalker(ByteSource &source);
+    explicit RecordWalker(bytes::ByteSource &source);
     /** From a known offset on. */
-    RecordWalker(ByteSource &source, qint64 recordsOffset);
+    RecordWalker(bytes::ByteSource &source, qint64 recordsOffset);
 
     std::optional<ImageRecord> next();
 
@@ -72,7 +72,7 @@ public:
 private:
     QByteArray readHeader();
 
-    ByteSource *m_source;
+    bytes::ByteSource *m_source;
     qint64 m_position = 0;
     State m_state = State::Walking;
     /** A small piece of the file, so that a long row of tiny records is not read one by one. */
@@ -85,5 +85,6 @@ private:
  * module (types above 16) are told by their type alone. A record of length 0 is found like any
  * other: a package without the image, to the caller.
  */
-std::optional<ImageRecord> findImageRecord(ByteSource &source, const MatchMask &mask, int chipType,
-                                           int mcuType, int pcbVersion, int speciality);
+std::optional<ImageRecord> findImageRecord(bytes::ByteSource &source, const MatchMask &mask,
+                                           int chipType, int mcuType, int pcbVersion,
+                                           int speciality);

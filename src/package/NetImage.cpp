@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+using bytes::ByteSource;
+
 namespace {
 
 NetImage fromHead(QByteArray head, qint64 size)

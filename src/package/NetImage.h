@@ -31,7 +31,7 @@ struct NetImage
     qint64 archiveLength = 0;
 };
 
-NetImage readNetImage(ByteSource &image);
+NetImage readNetImage(bytes::ByteSource &image);
 
 /** The same from an image in memory. */
 NetImage parseNetImage(const QByteArray &image);

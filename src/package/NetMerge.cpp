@@ -11,6 +11,10 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+using bytes::ByteSource;
+using bytes::forEachChunk;
+using bytes::PartSource;
+
 namespace {
 
 /** The network module as records and as descriptions number it. */

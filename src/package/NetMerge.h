@@ -23,7 +23,7 @@ struct NetCheck
 };
 
 /** Reads the whole image, in small pieces. */
-NetCheck checkNetImage(ByteSource &image);
+NetCheck checkNetImage(bytes::ByteSource &image);
 
 /** "1" of version "1.23". */
 QString netMajorVersion(const NetImage &image);
@@ -68,7 +68,7 @@ struct NetMergePlan
  * Reads the package once. `netPath` is kept in the description as the image's file; `newVersion`
  * is the package's new release text, or empty to leave it as it is.
  */
-NetMergePlan planNetMerge(ByteSource &package, const NetImage &net, const QString &netPath,
+NetMergePlan planNetMerge(bytes::ByteSource &package, const NetImage &net, const QString &netPath,
                           const QString &newVersion);
 
 /** A description with its network module entry updated, or with a new one at the end. */
@@ -79,5 +79,5 @@ QJsonObject withNetEntry(const QJsonObject &description, const NetImage &net,
  * Writes the new package: the old records unchanged and in their order, then the new image. False
  * when the writer failed, or when the old package changed meanwhile.
  */
-bool writeNetMerge(PackageWriter &writer, const NetMergePlan &plan, ByteSource &package,
-                   ByteSource &net);
+bool writeNetMerge(PackageWriter &writer, const NetMergePlan &plan, bytes::ByteSource &package,
+                   bytes::ByteSource &net);

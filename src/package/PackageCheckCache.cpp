@@ -5,6 +5,10 @@
 #include <chrono>
 #include <utility>
 
+using bytes::ByteSource;
+using bytes::ChunkSums;
+using bytes::FileStamp;
+
 PackageCheckCache::PackageCheckCache(Clock clock) : m_clock(std::move(clock)) {}
 
 PackageCheckCache::Clock PackageCheckCache::systemClock()

@@ -30,18 +30,18 @@ public:
 
     /** `stamp` must have been taken from the open file that `source` reads. The result has no
      *  chunks. */
-    PackageChecksum check(const FileStamp &stamp, ByteSource &source);
+    PackageChecksum check(const bytes::FileStamp &stamp, bytes::ByteSource &source);
 
     static Clock systemClock();
 
 private:
     struct Kept
     {
-        FileStamp stamp;
+        bytes::FileStamp stamp;
         PackageChecksum checksum;
     };
 
-    bool hasSettled(const FileStamp &stamp) const;
+    bool hasSettled(const bytes::FileStamp &stamp) const;
 
     Clock m_clock;
     std::mutex m_mutex;

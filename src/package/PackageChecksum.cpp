@@ -9,6 +9,12 @@
 #include <thread>
 #include <utility>
 
+using bytes::ByteSource;
+using bytes::ChunkSums;
+using bytes::Crc32;
+using bytes::forEachChunk;
+using bytes::PartSource;
+
 namespace {
 
 QByteArray textUpToNul(const QByteArray &bytes)

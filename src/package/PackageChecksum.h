@@ -12,7 +12,7 @@ struct PackageChecksum
     /** CRC-32 of byte 8 to the end, as Crc32::text() has it; empty for fewer than 9 bytes. */
     QByteArray computed;
     /** Of the whole package from its first byte on, as far as it could be read. */
-    ChunkSums chunks;
+    bytes::ChunkSums chunks;
     /** Why it could not be read to its end: a value of errno, or 0. */
     int readError = 0;
 
@@ -24,4 +24,4 @@ struct PackageChecksum
  * Reads a package once, from its start to its end, in chunks. A source that ends early (a file
  * that shrinks meanwhile) is taken as it is.
  */
-PackageChecksum checkPackage(ByteSource &source);
+PackageChecksum checkPackage(bytes::ByteSource &source);

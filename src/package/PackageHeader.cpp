@@ -5,6 +5,8 @@
 
 #include <QtEndian>
 
+using bytes::ByteSource;
+
 namespace {
 
 bool hasMagicAt(const QByteArray &bytes, int offset)

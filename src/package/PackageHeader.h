@@ -33,7 +33,7 @@ struct PackageHeader
     qint64 recordsOffset() const { return jsonOffset + jsonLength; }
 };
 
-PackageHeader readPackageHeader(ByteSource &source);
+PackageHeader readPackageHeader(bytes::ByteSource &source);
 
 /**
  * The package version of the current form, whether it is a known one or not. Needs the first 13
@@ -48,4 +48,4 @@ bool isBareForm(const QByteArray &first);
  * The description as it is stored. Shorter than claimed when the file is, and empty when it claims
  * to be absurdly long (package::longestDescription): neither can be parsed then.
  */
-QByteArray readDescription(ByteSource &source, const PackageHeader &header);
+QByteArray readDescription(bytes::ByteSource &source, const PackageHeader &header);

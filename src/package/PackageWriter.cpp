@@ -8,6 +8,10 @@
 
 #include <limits>
 
+using bytes::ByteSink;
+using bytes::ByteSource;
+using bytes::forEachChunk;
+
 namespace {
 
 constexpr int chunkSize = 64 * 1024;

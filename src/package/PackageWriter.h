@@ -26,14 +26,14 @@ public:
         ImageTooLarge,
     };
 
-    explicit PackageWriter(ByteSink &sink);
+    explicit PackageWriter(bytes::ByteSink &sink);
 
     /**
      * `jsonLength` is what the header says of the description, in bytes. A reader believes it and
      * not the description itself.
      */
     bool writeHeader(const QByteArray &json, quint16 jsonLength);
-    bool writeRecord(const RecordKey &key, ByteSource &image);
+    bool writeRecord(const RecordKey &key, bytes::ByteSource &image);
     /** The checksum; the package is complete afterwards. */
     bool finish();
 
@@ -44,7 +44,7 @@ private:
     bool put(const QByteArray &bytes) { return put(bytes.constData(), bytes.size()); }
     bool fail(Error error);
 
-    ByteSink *m_sink;
-    Crc32 m_crc;
+    bytes::ByteSink *m_sink;
+    bytes::Crc32 m_crc;
     Error m_error = Error::None;
 };

@@ -3,6 +3,8 @@
 
 #include "planning/TypeAndIndexTable.h"
 
+using bytes::ByteSource;
+
 namespace {
 
 PlannedRow planRow(const QStringList &fields, const QStringList &firmwareList,

@@ -24,4 +24,4 @@ struct PlannedRow
 
 /** The dry run over all rows, by the rules that a real one follows. */
 QVector<PlannedRow> planRun(const QVector<QStringList> &rows, const QStringList &firmwareList,
-                            const MatchMask &mask, ByteSource &package);
+                            const MatchMask &mask, bytes::ByteSource &package);

@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using bytes::AtomicFile;
+
 using Unwritable = AtomicFile::Unwritable;
 
 namespace {

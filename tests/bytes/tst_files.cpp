@@ -11,6 +11,10 @@
 #include <cerrno>
 #include <sys/stat.h>
 
+using bytes::AtomicFile;
+using bytes::FileSource;
+using bytes::FileStamp;
+
 namespace {
 
 QByteArray contents(const QString &path)

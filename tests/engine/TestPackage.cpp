@@ -7,6 +7,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+using bytes::Crc32;
+
 namespace {
 
 QJsonObject chipObject(const TestImage &image)

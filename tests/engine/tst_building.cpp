@@ -10,6 +10,8 @@
 #include <QJsonObject>
 #include <QtTest>
 
+using bytes::FileSource;
+
 namespace {
 
 QByteArray netFile(const QByteArray &archive, const char *version = "1.23", bool upperCase = false)

@@ -13,6 +13,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using bytes::BytesSource;
+
 namespace {
 
 QByteArray netImageOf(const QByteArray &archive)

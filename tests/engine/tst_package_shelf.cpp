@@ -11,6 +11,8 @@
 #include <atomic>
 #include <thread>
 
+using bytes::BytesSource;
+
 namespace {
 
 TestImage aux(int type = 1)

@@ -10,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using bytes::ByteSource;
+
 using Images = QVector<TestImage>;
 using FoundEvent = std::optional<Event>;
 Q_DECLARE_METATYPE(FoundEvent)

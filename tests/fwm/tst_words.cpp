@@ -14,6 +14,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using bytes::BytesSource;
+
 namespace {
 
 /** Puts a terminal in the place of standard error. */

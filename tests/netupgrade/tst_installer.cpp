@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using bytes::BytesSource;
+
 namespace {
 
 const char *const version = "1.23";

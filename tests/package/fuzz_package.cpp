@@ -8,6 +8,11 @@
 #include "package/PackageLayout.h"
 #include "support/Fuzz.h"
 
+using bytes::ByteSource;
+using bytes::BytesSink;
+using bytes::BytesSource;
+using bytes::PartSource;
+
 namespace {
 
 void walk(ByteSource &source, RecordWalker walker)

@@ -7,6 +7,9 @@
 
 #include <cerrno>
 
+using bytes::BytesSource;
+using bytes::FileStamp;
+
 namespace {
 
 constexpr qint64 second = 1'000'000'000;

@@ -11,6 +11,10 @@
 
 #include <zlib.h>
 
+using bytes::BytesSource;
+using bytes::Crc32;
+using bytes::FileSource;
+
 namespace {
 
 quint32 zlibCrc(const QByteArray &bytes)

@@ -8,6 +8,9 @@
 #include <QJsonArray>
 #include <QtTest>
 
+using bytes::BytesSink;
+using bytes::BytesSource;
+
 namespace {
 
 using Error = NetMergePlan::Error;

@@ -8,6 +8,8 @@
 
 #include <QtTest>
 
+using bytes::BytesSource;
+
 namespace {
 
 using Form = PackageHeader::Form;

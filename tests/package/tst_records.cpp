@@ -6,6 +6,8 @@
 #include <QtEndian>
 #include <QtTest>
 
+using bytes::BytesSource;
+
 namespace {
 
 QByteArray record(const char *keyHex, const QByteArray &image, qint64 length = -1)

@@ -8,6 +8,12 @@
 #include <atomic>
 #include <cerrno>
 
+using bytes::ByteSource;
+using bytes::BytesSource;
+using bytes::ChunkSums;
+using bytes::Crc32;
+using bytes::VerifiedSource;
+
 using Fault = VerifiedSource::Fault;
 
 namespace {

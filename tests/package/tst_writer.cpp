@@ -9,6 +9,12 @@
 
 #include <zlib.h>
 
+using bytes::ByteSink;
+using bytes::ByteSource;
+using bytes::BytesSink;
+using bytes::BytesSource;
+using bytes::PartSource;
+
 namespace {
 
 using Error = PackageWriter::Error;

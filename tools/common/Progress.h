@@ -42,10 +42,10 @@ private:
 };
 
 /** A source that tells a progress line what is read from it. */
-class ProgressSource : public ByteSource
+class ProgressSource : public bytes::ByteSource
 {
 public:
-    ProgressSource(ByteSource &source, Progress &progress)
+    ProgressSource(bytes::ByteSource &source, Progress &progress)
         : m_source(&source), m_progress(&progress)
     {
     }
@@ -55,6 +55,6 @@ public:
     qint64 readInto(qint64 offset, char *buffer, qint64 length) override;
 
 private:
-    ByteSource *m_source;
+    bytes::ByteSource *m_source;
     Progress *m_progress;
 };

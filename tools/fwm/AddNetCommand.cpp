@@ -6,6 +6,10 @@
 
 #include <limits>
 
+using bytes::AtomicFile;
+using bytes::ByteSource;
+using bytes::FileSource;
+
 namespace {
 
 using Error = NetMergePlan::Error;

@@ -13,6 +13,9 @@
 
 #include <algorithm>
 
+using bytes::AtomicFile;
+using bytes::FileSource;
+
 namespace {
 
 /** The request's text, or why there is none. */

@@ -14,6 +14,11 @@
 #include <cstdio>
 #include <sys/stat.h>
 
+using bytes::AtomicFile;
+using bytes::ByteSource;
+using bytes::BytesSource;
+using bytes::PartSource;
+
 namespace {
 
 constexpr int longestName = 64;

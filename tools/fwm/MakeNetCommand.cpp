@@ -11,6 +11,10 @@
 #include <QDir>
 #include <QFileInfo>
 
+using bytes::AtomicFile;
+using bytes::ByteSink;
+using bytes::FileSource;
+
 namespace {
 
 constexpr int noTimeOut = -1;

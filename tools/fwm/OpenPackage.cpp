@@ -3,6 +3,8 @@
 
 #include "common/Progress.h"
 
+using bytes::FileSource;
+
 OpenPackage openPackage(const QString &path, Depth depth, const Options &options)
 {
     OpenPackage package;

@@ -10,7 +10,7 @@
 /** A package on disk and what is in it. */
 struct OpenPackage
 {
-    std::unique_ptr<FileSource> source;
+    std::unique_ptr<bytes::FileSource> source;
     PackageContents contents;
     /** When it could not be opened; what is wrong inside is for the command to ask. */
     std::optional<Problem> problem;

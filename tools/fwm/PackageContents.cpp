@@ -9,6 +9,10 @@
 #include <QCryptographicHash>
 #include <QHash>
 
+using bytes::ByteSource;
+using bytes::forEachChunk;
+using bytes::PartSource;
+
 namespace {
 
 constexpr qint64 hashChunk = 65'536;

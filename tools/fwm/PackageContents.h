@@ -43,10 +43,10 @@ struct PackageContents
 };
 
 /** What is in front of the images. Reads the whole package once, for its checksum. */
-PackageContents readHead(ByteSource &source);
+PackageContents readHead(bytes::ByteSource &source);
 
 /** The same and every image, which takes a second reading. */
-PackageContents readContents(ByteSource &source);
+PackageContents readContents(bytes::ByteSource &source);
 
 /** The key that an entry's record should have. */
 RecordKey keyOfEntry(const ImageEntry &entry);

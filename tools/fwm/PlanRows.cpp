@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <limits>
 
+using bytes::FileSource;
+
 namespace {
 
 /** Far more than any list of rows or any device file has. */

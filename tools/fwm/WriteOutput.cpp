@@ -8,6 +8,11 @@
 
 #include <QFileInfo>
 
+using bytes::AtomicFile;
+using bytes::ByteSink;
+using bytes::ByteSource;
+using bytes::forEachChunk;
+
 namespace {
 
 constexpr qint64 copyChunk = 65'536;

@@ -14,13 +14,13 @@ bool isInFolder(const QString &file, const QString &folder);
 
 /** All of a source, to a sink. */
 enum class Copied { All, SourceChanged, WriteFailed };
-Copied copyBytes(ByteSource &source, ByteSink &sink);
+Copied copyBytes(bytes::ByteSource &source, bytes::ByteSink &sink);
 
 /** Why a package could not be written; `input` is the file that was read then. */
-Outcome writeFailure(PackageWriter::Error error, const AtomicFile &file, const QString &output,
-                     const QString &input);
+Outcome writeFailure(PackageWriter::Error error, const bytes::AtomicFile &file,
+                     const QString &output, const QString &input);
 
-Outcome cannotWrite(const AtomicFile &file, const QString &output);
+Outcome cannotWrite(const bytes::AtomicFile &file, const QString &output);
 
 /** Reads a package that was just written: what to say of it, and a warning for what is odd. */
 Outcome describeOutput(const QString &output, const Options &options);

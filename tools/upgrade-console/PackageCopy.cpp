@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+using bytes::FileSource;
+
 PackageCopy PackageCopy::read(const QString &path)
 {
     PackageCopy copy;

@@ -11,6 +11,10 @@
 #include "platform/Log.h"
 #include "protocol/WireText.h"
 
+using bytes::AtomicFile;
+using bytes::ByteSource;
+using bytes::FileSource;
+
 namespace {
 
 /** The words for a request that is no list of images; empty for one that is. */

@@ -3,7 +3,10 @@
 
 #include <QString>
 
+namespace bytes {
 class ByteSource;
+} // namespace bytes
+
 class EngineOutput;
 struct NetMergePlan;
 
@@ -24,7 +27,7 @@ public:
 private:
     bool mergeNet(const QString &packagePath, const QString &netPath, const QString &newPath,
                   const QString &newVersion);
-    bool writeNet(const NetMergePlan &plan, ByteSource &package, ByteSource &net,
+    bool writeNet(const NetMergePlan &plan, bytes::ByteSource &package, bytes::ByteSource &net,
                   const QString &newPath);
     void sayNet(const QString &text);
 

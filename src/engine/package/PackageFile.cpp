@@ -8,6 +8,9 @@
 
 #include <QFile>
 
+using bytes::ByteSource;
+using bytes::FileSource;
+
 namespace {
 
 /** Versions below are none that was ever built; those up to the next can be listed only. */

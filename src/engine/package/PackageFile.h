@@ -11,7 +11,7 @@ enum class PackageCheck { NotChecked = 0, Missing = 1, Unreadable = 2, Right = 3
 QString packagePath(const QString &fileName);
 
 /** NotChecked when the file is open now, Missing or Unreadable otherwise. */
-PackageCheck openPackage(FileSource &file, const QString &path);
+PackageCheck openPackage(bytes::FileSource &file, const QString &path);
 
 /** Right or Wrong. Logs both checksums. */
 PackageCheck packageVerdict(const PackageChecksum &checksum);
@@ -23,4 +23,4 @@ void warnOfReadError(int error);
 const char *checkProblem(PackageCheck check);
 
 /** The words for a package whose form or version a run does not take; null when it does. */
-const char *versionProblem(ByteSource &package);
+const char *versionProblem(bytes::ByteSource &package);

@@ -12,6 +12,9 @@
 
 #include <utility>
 
+using bytes::ByteSource;
+using bytes::FileSource;
+
 PackageShelf::PackageShelf(const EngineOutput &output, std::function<void()> reportUnreadable)
     : m_output(output), m_reportUnreadable(std::move(reportUnreadable))
 {

@@ -10,7 +10,10 @@
 #include <functional>
 #include <mutex>
 
+namespace bytes {
 class ByteSource;
+} // namespace bytes
+
 class EngineOutput;
 struct PackageDescription;
 
@@ -32,7 +35,7 @@ public:
      */
     QString list(const QString &fileName, bool quiet);
     /** Keeps what a run plans with, without a message. */
-    void keepForRun(ByteSource &package);
+    void keepForRun(bytes::ByteSource &package);
 
     /** What is kept, all of it of the same package. */
     struct Contents
@@ -53,10 +56,10 @@ public:
 private:
     enum class Use { List, Plan, TextOnly };
 
-    PackageCheck checkFile(FileSource &file, const QString &path);
+    PackageCheck checkFile(bytes::FileSource &file, const QString &path);
     void reportUnopened(PackageCheck check) const;
-    QString load(FileSource &file, PackageCheck check, Use use);
-    QString loadHead(ByteSource &source, Use use);
+    QString load(bytes::FileSource &file, PackageCheck check, Use use);
+    QString loadHead(bytes::ByteSource &source, Use use);
     QString loadDescription(const PackageDescription &description, Use use);
     void sayTo(Use use, const QString &line) const;
     void keep(const Contents &contents);

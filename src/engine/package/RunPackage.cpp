@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/package/RunPackage.h"
 
+using bytes::ByteSource;
+
 PackageCheck RunPackage::open(const QString &path)
 {
     close();

@@ -14,7 +14,7 @@
 class RunPackage
 {
 public:
-    using Fault = VerifiedSource::Fault;
+    using Fault = bytes::VerifiedSource::Fault;
 
     /** Closes what was open before. A package that could not be read to its end is Wrong, and has
      *  a fault. */
@@ -23,15 +23,15 @@ public:
 
     /** The package as it was checked; without an open one it has no bytes. Valid until the next
      *  open() or close(). */
-    ByteSource &source();
+    bytes::ByteSource &source();
     Fault fault() const;
     bool isFaulty() const { return fault() != Fault::None; }
     /** The value of errno of a read error, or 0. */
     int error() const;
 
 private:
-    std::optional<FileSource> m_file;
-    std::optional<VerifiedSource> m_verified;
-    BytesSource m_nothing{QByteArray()};
+    std::optional<bytes::FileSource> m_file;
+    std::optional<bytes::VerifiedSource> m_verified;
+    bytes::BytesSource m_nothing{QByteArray()};
     int m_checkError = 0;
 };

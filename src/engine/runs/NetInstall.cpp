@@ -15,6 +15,8 @@
 
 #include <QThread>
 
+using bytes::ByteSource;
+
 namespace {
 
 QString versionOfImage(const NetImage &head)

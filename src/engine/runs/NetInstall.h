@@ -8,7 +8,10 @@
 #include <functional>
 #include <memory>
 
+namespace bytes {
 class ByteSource;
+} // namespace bytes
+
 class EngineOutput;
 class Reply;
 class RunProgress;
@@ -35,7 +38,7 @@ public:
     NetInstall(const Parts &parts, const Platform &platform);
 
     /** Blocks this thread until the last command has ended; the run goes on afterwards. */
-    bool installFromPackage(ByteSource &image);
+    bool installFromPackage(bytes::ByteSource &image);
     /** Sends the extended status frame. A frame that cannot be sent ends the run. */
     void sendStatus(quint16 word, quint8 status);
     /** Nothing is paired here: the device is the one that asks, and each frame is answered. */

@@ -21,6 +21,8 @@
 
 #include <utility>
 
+using bytes::PartSource;
+
 namespace {
 
 /** A row needs its name, chip type and chip index. */

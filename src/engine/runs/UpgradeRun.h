@@ -13,7 +13,10 @@
 #include <functional>
 #include <optional>
 
+namespace bytes {
 class ByteSource;
+} // namespace bytes
+
 class EngineOutput;
 class PackageShelf;
 class RunPackage;
@@ -38,7 +41,7 @@ public:
         /** Writes an image into a chip; the result comes as takeImageResult(). */
         std::function<void(quint8 chipType, quint8 chipIndex, const QByteArray &image)> write;
         /** Installs an image of the module itself; returns whether that succeeded. */
-        std::function<bool(ByteSource &image)> install;
+        std::function<bool(bytes::ByteSource &image)> install;
     };
 
     UpgradeRun(const Parts &parts, const Platform &platform);
