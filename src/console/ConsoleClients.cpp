@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+namespace descriptors = runtime::descriptors;
+
 namespace {
 
 /** Descriptors that clients must leave to the device links, the files and the shell. */

@@ -22,7 +22,7 @@ public:
     /** `setAccepting` gets false when the last place is taken, and true when one is free again. */
     ConsoleClients(const Platform &platform, ConsoleEvents &events,
                    std::function<void(bool accepting)> setAccepting,
-                   const std::function<void()> &giveBackMemory = &giveBackFreeMemory);
+                   const std::function<void()> &giveBackMemory = &runtime::giveBackFreeMemory);
 
     const QVector<ClientPointer> &all() const { return m_clients; }
 

@@ -11,6 +11,8 @@
 
 #include <poll.h>
 
+namespace standardError = runtime::standardError;
+
 namespace {
 
 constexpr int textBuffer = 99;

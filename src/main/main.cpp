@@ -9,6 +9,9 @@
 
 #include <csignal>
 
+namespace descriptors = runtime::descriptors;
+using runtime::ServiceEnvironment;
+
 int main(int argc, char **argv)
 {
     // Qt's own event loop serves many sockets several times as fast as glib's.

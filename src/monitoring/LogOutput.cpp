@@ -8,6 +8,9 @@
 #include <cstdlib>
 #include <unistd.h>
 
+namespace journalStream = runtime::journalStream;
+namespace standardError = runtime::standardError;
+
 namespace monitoring::logOutput {
 
 namespace {

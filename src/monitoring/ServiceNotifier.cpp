@@ -9,6 +9,9 @@
 
 #include <algorithm>
 
+using runtime::NotifySocket;
+using runtime::ServiceEnvironment;
+
 namespace monitoring {
 
 namespace {

@@ -21,12 +21,12 @@ class ServiceNotifier : public QObject
     Q_OBJECT
 
 public:
-    ServiceNotifier(const ServiceEnvironment &environment, const TCPServer &server,
+    ServiceNotifier(const runtime::ServiceEnvironment &environment, const TCPServer &server,
                     QObject *parent = nullptr);
 
     /** Starts a notifier that lives with the server and tells the end of the process, too; does
      *  nothing when nobody is to be told. */
-    static void startIfWanted(const ServiceEnvironment &environment, TCPServer &server);
+    static void startIfWanted(const runtime::ServiceEnvironment &environment, TCPServer &server);
 
     void start();
 
@@ -38,7 +38,7 @@ private:
 
     const TCPServer &m_server;
     std::chrono::microseconds m_watchdog;
-    NotifySocket m_socket;
+    runtime::NotifySocket m_socket;
     ServiceState m_state;
     QTimer m_retry;
 };

@@ -7,6 +7,8 @@
 #include <csignal>
 #include <cstring>
 
+using runtime::NotifySocket;
+
 namespace monitoring::stopNotice {
 
 namespace {

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+namespace runtime {
 class NotifySocket;
+} // namespace runtime
 
 /** Tells the service manager when a signal ends the process, which it then does as ever: at once.
  */
 namespace monitoring::stopNotice {
 
 /** The socket must live as long as the process. */
-void sendOnSignals(const NotifySocket &socket);
+void sendOnSignals(const runtime::NotifySocket &socket);
 
 } // namespace monitoring::stopNotice

@@ -7,7 +7,7 @@
 #include <limits>
 
 /** File descriptors, of which every console client takes one. */
-namespace descriptors {
+namespace runtime::descriptors {
 
 /** How many the process may have open. */
 inline int limit()
@@ -28,4 +28,4 @@ inline void raiseLimit()
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-} // namespace descriptors
+} // namespace runtime::descriptors

@@ -5,6 +5,8 @@
 #include <malloc.h>
 #endif
 
+namespace runtime {
+
 /** Gives the system back what the process has freed; otherwise most of it is kept for later. */
 inline void giveBackFreeMemory()
 {
@@ -12,3 +14,5 @@ inline void giveBackFreeMemory()
     malloc_trim(0);
 #endif
 }
+
+} // namespace runtime

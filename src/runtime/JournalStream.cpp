@@ -5,7 +5,7 @@
 
 #include <sys/stat.h>
 
-namespace journalStream {
+namespace runtime::journalStream {
 
 namespace {
 
@@ -47,4 +47,4 @@ QByteArray withPriority(QtMsgType type, const QString &text)
     return lines;
 }
 
-} // namespace journalStream
+} // namespace runtime::journalStream

@@ -8,7 +8,7 @@
  * Standard error where it is the journal: each line then begins with its priority, "<6>" for
  * information, as sd-daemon(3) and syslog(3) number them.
  */
-namespace journalStream {
+namespace runtime::journalStream {
 
 /** Whether the descriptor is what JOURNAL_STREAM names by device and inode number, "8:1234". */
 bool isJournal(const QByteArray &variable, int descriptor);
@@ -16,4 +16,4 @@ bool isJournal(const QByteArray &variable, int descriptor);
 /** The text with the priority before each of its lines, and a line end behind. */
 QByteArray withPriority(QtMsgType type, const QString &text);
 
-} // namespace journalStream
+} // namespace runtime::journalStream

@@ -14,6 +14,8 @@
 #include <unistd.h>
 #include <utility>
 
+namespace runtime {
+
 namespace {
 
 qint64 linesIn(const QByteArray &bytes)
@@ -192,3 +194,5 @@ void LossyWriter::serveReader()
         }
     }
 }
+
+} // namespace runtime

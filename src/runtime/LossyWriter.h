@@ -10,6 +10,8 @@
 #include <sys/types.h>
 #include <thread>
 
+namespace runtime {
+
 /**
  * Writes to a descriptor as much as it takes at once, without touching the flags of its file
  * description, which other processes may share: a pipe or a terminal is opened a second time with
@@ -83,3 +85,5 @@ private:
     bool m_ending = false;
     std::thread m_thread;
 };
+
+} // namespace runtime

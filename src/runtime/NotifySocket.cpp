@@ -6,6 +6,8 @@
 #include <cstring>
 #include <unistd.h>
 
+namespace runtime {
+
 NotifySocket::NotifySocket(const QByteArray &address)
 {
     const bool isAbstract = address.startsWith('@');
@@ -39,3 +41,5 @@ NotifySocket::Result NotifySocket::send(const char *message, int length) const
         return Result::Sent;
     return errno == EAGAIN || errno == ENOBUFS || errno == EINTR ? Result::Full : Result::Failed;
 }
+
+} // namespace runtime

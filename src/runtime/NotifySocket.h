@@ -6,6 +6,8 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+namespace runtime {
+
 /**
  * Sends datagrams to a service manager's socket, which is looked up anew each time: the manager may
  * have been restarted in the meantime. Never waits.
@@ -40,3 +42,5 @@ private:
     socklen_t m_addressSize = 0;
     int m_descriptor = -1;
 };
+
+} // namespace runtime

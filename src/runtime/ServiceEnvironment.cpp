@@ -3,6 +3,8 @@
 
 #include <unistd.h>
 
+namespace runtime {
+
 namespace {
 
 QByteArray takeVariable(const char *name)
@@ -36,3 +38,5 @@ ServiceEnvironment ServiceEnvironment::fromValues(const QByteArray &socket,
         environment.watchdog = std::chrono::microseconds(span);
     return environment;
 }
+
+} // namespace runtime

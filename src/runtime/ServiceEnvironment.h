@@ -5,6 +5,8 @@
 
 #include <chrono>
 
+namespace runtime {
+
 /**
  * What a service manager has put into the environment, as sd_notify(3) and
  * sd_watchdog_enabled(3) describe it.
@@ -25,3 +27,5 @@ struct ServiceEnvironment
     static ServiceEnvironment fromValues(const QByteArray &socket, const QByteArray &microseconds,
                                          const QByteArray &watchedProcess, qint64 ownProcess);
 };
+
+} // namespace runtime

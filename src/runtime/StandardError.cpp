@@ -5,7 +5,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace standardError {
+namespace runtime::standardError {
 
 namespace {
 
@@ -33,4 +33,4 @@ void flush(std::chrono::milliseconds longest)
         writer->flush(longest);
 }
 
-} // namespace standardError
+} // namespace runtime::standardError

@@ -4,7 +4,7 @@
 #include "runtime/LossyWriter.h"
 
 /** The one way to standard error, for the log and for everything else. */
-namespace standardError {
+namespace runtime::standardError {
 
 /** From now on nothing that is written here blocks its caller, and losses are reported. Call it
  *  once, before there is a second thread. */
@@ -16,4 +16,4 @@ void write(const QByteArray &text);
 /** Waits until all of it is written, but not longer than that. */
 void flush(std::chrono::milliseconds longest);
 
-} // namespace standardError
+} // namespace runtime::standardError

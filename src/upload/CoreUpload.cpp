@@ -15,6 +15,8 @@
 
 #include <QFile>
 
+namespace standardError = runtime::standardError;
+
 namespace {
 
 constexpr int maxPayload = 290;

@@ -14,6 +14,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+namespace standardError = runtime::standardError;
+
 using namespace monitoring;
 
 namespace {

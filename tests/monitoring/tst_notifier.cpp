@@ -8,6 +8,9 @@
 #include <QThread>
 #include <QtTest>
 
+using runtime::NotifySocket;
+using runtime::ServiceEnvironment;
+
 using namespace monitoring;
 
 using namespace std::chrono_literals;

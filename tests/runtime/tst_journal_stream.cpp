@@ -6,6 +6,8 @@
 
 #include <sys/stat.h>
 
+namespace journalStream = runtime::journalStream;
+
 class TestJournalStream : public QObject
 {
     Q_OBJECT

@@ -19,6 +19,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+using runtime::LossyWriter;
+
 using namespace std::chrono_literals;
 
 namespace {

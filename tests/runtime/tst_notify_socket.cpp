@@ -8,6 +8,9 @@
 
 #include <fcntl.h>
 
+using runtime::NotifySocket;
+using runtime::ServiceEnvironment;
+
 using Result = NotifySocket::Result;
 
 class TestNotifySocket : public QObject
