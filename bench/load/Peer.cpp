@@ -4,6 +4,9 @@
 #include "protocol/CommandWords.h"
 #include "protocol/McuFrame.h"
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 namespace {
 
 constexpr char startOfLongBlock = 0x02;

@@ -14,6 +14,8 @@
 
 #include <QFileInfo>
 
+namespace consoletext = protocol::consoletext;
+
 namespace {
 
 /** The row that an upgrade over the network writes: the main MCU of chip type 0, index 1. */

@@ -3,6 +3,8 @@
 
 #include "protocol/ConsoleTexts.h"
 
+namespace consoletext = protocol::consoletext;
+
 namespace {
 
 constexpr int progressDecimals = 2;

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <array>
 
+namespace consoletext = protocol::consoletext;
+
 namespace {
 
 using Command = ConsoleRequest::Command;

@@ -6,6 +6,8 @@
 #include "platform/Log.h"
 #include "protocol/ChipTypes.h"
 
+namespace chip = protocol::chip;
+
 namespace {
 
 QString rowOf(const ImageEntry &image)

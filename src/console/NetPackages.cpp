@@ -6,6 +6,8 @@
 #include "platform/Log.h"
 #include "protocol/ConsoleTexts.h"
 
+namespace consoletext = protocol::consoletext;
+
 NetPackages::NetPackages(NetModelUpgrade &upgrade, ConsoleEvents &events)
     : m_upgrade(upgrade),
       m_events(events),

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace consoletext = protocol::consoletext;
+
 namespace {
 
 bool isFragment(const QByteArray &bytes)

@@ -10,6 +10,10 @@
 
 #include <algorithm>
 
+using protocol::filled;
+using protocol::Reply;
+using protocol::wholeProgress;
+
 namespace {
 
 constexpr char versionQuery[] = "\r\nA00GET VER INF\r\n";
@@ -245,7 +249,7 @@ void ControlCenter::getProductInfo()
         return;
     if (!m_parts->links.isOpen()) {
         m_parts->output.list(
-            {QString::fromLatin1(key::readProductInfo), filled(text::notConnected)});
+            {QString::fromLatin1(protocol::key::readProductInfo), filled(text::notConnected)});
         return;
     }
     m_parts->end.finish(RunOutcome::silent());

@@ -5,7 +5,9 @@
 #include "platform/Log.h"
 #include "protocol/CommandWords.h"
 
+namespace command = protocol::command;
 using bytes::ByteSource;
+using protocol::Reply;
 
 ReportParts::ReportParts(const EngineSinks &sinks)
     : output(sinks.message), report(sinks.event), progress(rows, output, report, sinks.percent)

@@ -72,5 +72,5 @@ struct EngineParts : DeviceParts
 private:
     /** The row that a step works on. */
     int rowOf(Step step) const;
-    bool isLateAnswer(const Reply &reply) const;
+    bool isLateAnswer(const protocol::Reply &reply) const;
 };

@@ -3,6 +3,8 @@
 
 #include "protocol/McuFrame.h"
 
+namespace mcu = protocol::mcu;
+
 quint8 g_CONNECTTYPE = links::serial;
 quint8 g_UPGRADTYPE = netImage::installHere;
 quint16 currentCommandKey = 0;

@@ -43,7 +43,7 @@ void WorkerCOM::connectReports()
 void WorkerCOM::deliver(const QStringList &list)
 {
     emit message(list);
-    if (list.value(0) == QLatin1String(key::appStatus))
+    if (list.value(0) == QLatin1String(protocol::key::appStatus))
         m_engine->runClaim().release(std::exchange(m_ending, RunClaim::none));
 }
 

@@ -9,6 +9,14 @@
 
 #include <utility>
 
+namespace block = protocol::block;
+namespace chip = protocol::chip;
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+namespace status = protocol::status;
+using protocol::AssemblerRules;
+using protocol::FrameAssembler;
+
 namespace {
 
 constexpr int maxLength = 0xFFFF;

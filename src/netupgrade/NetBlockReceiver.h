@@ -71,7 +71,7 @@ private:
     std::optional<NetBlockAction> write(const QByteArray &frame);
 
     std::function<bool()> m_busy;
-    FrameAssembler m_assembler;
+    protocol::FrameAssembler m_assembler;
     bool m_listening = true;
     QByteArray m_lastWrite;
     QByteArray m_lastStored;

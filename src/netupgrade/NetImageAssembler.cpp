@@ -4,6 +4,9 @@
 #include "protocol/BlockPayload.h"
 #include "protocol/McuFrame.h"
 
+namespace block = protocol::block;
+namespace mcu = protocol::mcu;
+
 namespace {
 
 constexpr int numberAt = 0;

@@ -3,6 +3,8 @@
 
 #include "netupgrade/NetTexts.h"
 
+using protocol::filled;
+
 namespace {
 
 using Step = NetInstallStep;

@@ -13,6 +13,7 @@
 using bytes::AtomicFile;
 using bytes::ByteSource;
 using bytes::forEachChunk;
+using protocol::filled;
 
 namespace {
 
@@ -103,7 +104,7 @@ void NetInstaller::perform(const NetInstallStep &step, const NetImage &header)
         break;
     case NetInstallStep::Kind::AnnounceVersion:
         if (m_report.keyed)
-            m_report.keyed({filled(key::netVersion), version});
+            m_report.keyed({filled(protocol::key::netVersion), version});
         break;
     }
 }

@@ -11,6 +11,11 @@
 
 #include <utility>
 
+namespace command = protocol::command;
+namespace status = protocol::status;
+using protocol::filled;
+using protocol::wholeProgress;
+
 NetModelUpgrade::NetModelUpgrade(QObject *parent, const Platform &platform)
     : QObject(parent),
       m_platform(platform),

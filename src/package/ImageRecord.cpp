@@ -7,6 +7,7 @@
 
 #include <QtEndian>
 
+namespace chip = protocol::chip;
 using bytes::ByteSource;
 
 namespace {

@@ -5,6 +5,8 @@
 #include "package/DescriptionKeys.h"
 #include "protocol/ChipTypes.h"
 
+namespace chip = protocol::chip;
+
 namespace {
 
 using description::number;

@@ -11,6 +11,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+namespace chip = protocol::chip;
 using bytes::ByteSource;
 using bytes::forEachChunk;
 using bytes::PartSource;

@@ -9,6 +9,8 @@
 #include <QJsonDocument>
 #include <QJsonParseError>
 
+namespace chip = protocol::chip;
+
 namespace description {
 
 QString text(const QJsonObject &object, const QString &key)

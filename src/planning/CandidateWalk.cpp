@@ -6,6 +6,8 @@
 #include "planning/VersionTexts.h"
 #include "protocol/ChipTypes.h"
 
+namespace chip = protocol::chip;
+
 namespace {
 
 enum class Test { Passed, Failed, NotNewer };

@@ -4,6 +4,10 @@
 #include "protocol/CommandWords.h"
 #include "protocol/McuFrame.h"
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+using protocol::Reply;
+
 namespace {
 
 constexpr int typeOffset = mcu::payloadOffset;

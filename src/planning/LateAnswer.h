@@ -10,4 +10,4 @@
  * echoes that row or no row at all, is of the extended form, or answers a command that is not
  * about one chip. Not every device echoes what it was asked, so an unknown echo says nothing.
  */
-int rowOfLateAnswer(const Reply &reply, const TypeAndIndexTable &rows, int current);
+int rowOfLateAnswer(const protocol::Reply &reply, const TypeAndIndexTable &rows, int current);

@@ -12,6 +12,9 @@
 
 #include <optional>
 
+namespace chip = protocol::chip;
+using protocol::ProductRecord;
+
 namespace {
 
 struct Pcb

@@ -3,6 +3,9 @@
 
 #include "planning/TypeAndIndexTable.h"
 
+using protocol::AuxChip;
+using protocol::ProductRecord;
+
 namespace {
 
 QString line(const char *label, const QString &value)

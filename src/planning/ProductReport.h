@@ -9,10 +9,10 @@
 namespace productReport {
 
 /** What the main MCU's record says of the device: its model, and each auxiliary chip. */
-QStringList recordLines(const ProductRecord &record);
+QStringList recordLines(const protocol::ProductRecord &record);
 
 /** One table row for each auxiliary MCU that the main MCU's record counts. */
-QStringList auxRows(const ProductRecord &record);
+QStringList auxRows(const protocol::ProductRecord &record);
 
 /** The eleven labelled lines of one row, as one text. */
 QString rowText(const QStringList &fields);

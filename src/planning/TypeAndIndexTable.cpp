@@ -4,6 +4,8 @@
 #include "planning/UpgradeMode.h"
 #include "protocol/ChipTypes.h"
 
+namespace chip = protocol::chip;
+
 namespace {
 
 const QChar separator = QLatin1Char(',');

@@ -4,9 +4,9 @@
 #include "protocol/WireText.h"
 
 /** The status of an APPSTATUS message. "1" would mean busy to the console and is never sent. */
-namespace appStatus {
+namespace protocol::appStatus {
 
 #define WIRE_TEXTS "protocol/AppStatus.def"
 #include "protocol/WireTable.inc"
 
-} // namespace appStatus
+} // namespace protocol::appStatus

@@ -7,7 +7,7 @@
  * The payload of one write-block command: MCU type, MCU index, block number (16 bit,
  * little-endian), flags, then 256 bytes of the image.
  */
-namespace block {
+namespace protocol::block {
 
 constexpr int typeOffset = 0;
 constexpr int indexOffset = 1;
@@ -21,4 +21,4 @@ constexpr quint8 lastFlag = 0x40;
 /** Fills the last block behind the image's end; the first block of a short image keeps zeros. */
 constexpr quint8 lastPadding = 0xFF;
 
-} // namespace block
+} // namespace protocol::block

@@ -2,7 +2,7 @@
 #pragma once
 
 /** Chip types as frames, package records and table rows carry them (the JSON number less one). */
-namespace chip {
+namespace protocol::chip {
 
 constexpr int mainMcu = 0;
 /** From here on a chip is an FPGA: it has no bootcode and no product information of its own. */
@@ -25,4 +25,4 @@ inline bool isFpga(int chipType)
     return chipType >= firstFpga;
 }
 
-} // namespace chip
+} // namespace protocol::chip

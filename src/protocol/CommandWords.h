@@ -4,7 +4,7 @@
 #include <QtGlobal>
 
 /** Command words of the MCU protocol. A reply bears the word of the request it answers. */
-namespace command {
+namespace protocol::command {
 
 constexpr quint16 enterUpdateMode = 0x7900;
 /** Writes one image block when sent as a command; the application status as an extended frame. */
@@ -23,4 +23,4 @@ constexpr quint16 readVirtualVersion = 0xF905;
 /** In the command-word position: the real word follows in the next two bytes. */
 constexpr quint16 escape = 0xFFFF;
 
-} // namespace command
+} // namespace protocol::command

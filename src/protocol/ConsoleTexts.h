@@ -12,7 +12,7 @@
  * Every word of the console's wire, letter for letter; the odd spelling is part of the interface.
  * Requests are found by their words anywhere in a line; replies end with lineEnd.
  */
-namespace consoletext {
+namespace protocol::consoletext {
 
 /** QLatin1String measures a text only at run time. */
 template<size_t size>
@@ -58,4 +58,4 @@ constexpr QLatin1String resultMessage = latin1(key::upgradeResult);
 /** The status of a run that went well. */
 constexpr QLatin1String successStatus = latin1(appStatus::success);
 
-} // namespace consoletext
+} // namespace protocol::consoletext

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+namespace protocol {
+
 namespace {
 
 constexpr int hunting = -1;
@@ -80,3 +82,5 @@ FrameAssembler::Result FrameAssembler::finish()
     --m_state;
     return Result::BadSum;
 }
+
+} // namespace protocol

@@ -5,6 +5,8 @@
 
 #include <QByteArray>
 
+namespace protocol {
+
 /** What a receiver accepts; the receivers of the system differ only in these values. */
 struct AssemblerRules
 {
@@ -57,3 +59,5 @@ private:
     int m_state = -1;
     int m_length = 0;
 };
+
+} // namespace protocol

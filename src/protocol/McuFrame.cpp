@@ -5,7 +5,7 @@
 
 #include <numeric>
 
-namespace mcu {
+namespace protocol::mcu {
 
 namespace {
 
@@ -51,4 +51,4 @@ quint16 wordAt(const QByteArray &bytes, int offset)
     return quint16(quint8(bytes.at(offset)) | (quint8(bytes.at(offset + 1)) << 8));
 }
 
-} // namespace mcu
+} // namespace protocol::mcu

@@ -14,7 +14,7 @@
  *   9..    payload
  *   last   checksum: the 8-bit sum of the whole frame is zero
  */
-namespace mcu {
+namespace protocol::mcu {
 
 struct FrameAddress
 {
@@ -56,4 +56,4 @@ QByteArray buildStatusFrame(quint8 start, FrameAddress address, quint16 word, qu
 /** The 16-bit little-endian number at `offset`, which must lie within `bytes`. */
 quint16 wordAt(const QByteArray &bytes, int offset);
 
-} // namespace mcu
+} // namespace protocol::mcu

@@ -4,9 +4,9 @@
 #include "protocol/WireText.h"
 
 /** The first elements of the messages that are lists. */
-namespace key {
+namespace protocol::key {
 
 #define WIRE_TEXTS "protocol/MessageKeys.def"
 #include "protocol/WireTable.inc"
 
-} // namespace key
+} // namespace protocol::key

@@ -3,6 +3,8 @@
 
 #include "protocol/McuFrame.h"
 
+namespace protocol {
+
 namespace {
 
 constexpr int headSize = 16;
@@ -117,3 +119,5 @@ ProductRecord ProductRecord::decode(const QByteArray &bytes)
         record.auxChips.append(*aux);
     return record;
 }
+
+} // namespace protocol

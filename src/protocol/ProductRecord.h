@@ -6,6 +6,8 @@
 
 #include <optional>
 
+namespace protocol {
+
 /** One kind of auxiliary chip that the main MCU's record names. */
 struct AuxChip
 {
@@ -46,3 +48,5 @@ struct ProductRecord
      */
     static ProductRecord decode(const QByteArray &bytes);
 };
+
+} // namespace protocol

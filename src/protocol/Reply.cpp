@@ -6,6 +6,8 @@
 
 #include <utility>
 
+namespace protocol {
+
 Reply::Reply(QByteArray frame) : m_frame(std::move(frame)) {}
 
 bool Reply::isExtended() const
@@ -38,3 +40,5 @@ QByteArray Reply::payload() const
 {
     return m_frame.mid(mcu::payloadOffset, m_frame.size() - mcu::payloadOffset - 1);
 }
+
+} // namespace protocol

@@ -3,6 +3,8 @@
 
 #include <QByteArray>
 
+namespace protocol {
+
 /**
  * A complete, checked frame seen as a reply. Offsets are those of the frame, so that byte 11 is
  * the first result byte of every reply that echoes chip type and index. A byte that the frame does
@@ -28,3 +30,5 @@ public:
 private:
     QByteArray m_frame;
 };
+
+} // namespace protocol

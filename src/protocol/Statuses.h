@@ -4,10 +4,10 @@
 #include <QtGlobal>
 
 /** The status byte of an extended frame (frame byte 11). */
-namespace status {
+namespace protocol::status {
 
 constexpr quint8 done = 0;
 constexpr quint8 checksumError = 1;
 constexpr quint8 refused = 3;
 
-} // namespace status
+} // namespace protocol::status

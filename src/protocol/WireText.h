@@ -3,6 +3,8 @@
 
 #include <QString>
 
+namespace protocol {
+
 /**
  * A text that leaves the agent, or is compared with one that does, and its name in the source.
  *
@@ -28,3 +30,5 @@ QString filled(const char *text, const Values &...values)
 {
     return QString::fromLatin1(text).arg(values...);
 }
+
+} // namespace protocol

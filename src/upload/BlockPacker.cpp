@@ -6,6 +6,9 @@
 
 #include <algorithm>
 
+namespace block = protocol::block;
+using protocol::wholeProgress;
+
 bool BlockPacker::start(quint8 mcuType, quint8 mcuIndex, const QByteArray &image, qint64 length)
 {
     m_image = image;

@@ -15,7 +15,14 @@
 
 #include <QFile>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
 namespace standardError = runtime::standardError;
+namespace status = protocol::status;
+using protocol::AssemblerRules;
+using protocol::FrameAssembler;
+using protocol::Reply;
+using protocol::wholeProgress;
 
 namespace {
 

@@ -35,7 +35,7 @@ public:
     void setLink(DeviceLink *link) { m_link = link; }
     /** The same with one of the two set. */
     void setTransports(CoreCOMQ *serial, CoreTelnet *network);
-    void setAddress(mcu::FrameAddress address);
+    void setAddress(protocol::mcu::FrameAddress address);
 
     /** Sends the file's content. False, and nothing sent, when the name has no ".bin" in it or the
      *  file is missing, empty or unreadable. */
@@ -80,9 +80,9 @@ private:
     TimeOuts m_timeOuts;
     Pauses m_pauses;
     DeviceLink *m_link = nullptr;
-    mcu::FrameAddress m_address;
+    protocol::mcu::FrameAddress m_address;
     BlockPacker m_packer;
-    FrameAssembler m_assembler;
+    protocol::FrameAssembler m_assembler;
     QTimer *m_sendTimer;
     /** Runs while acknowledgements of a repeated block are dropped. */
     QTimer *m_settleTimer;

@@ -16,6 +16,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+namespace consoletext = protocol::consoletext;
+
 namespace {
 
 constexpr int patience = 5'000;

@@ -78,5 +78,5 @@ inline QByteArray blockFrame(int number, quint8 flags, char fill, quint8 start =
     payload.append(char(1)).append(char(1));
     payload.append(char(number & 0xFF)).append(char(number >> 8)).append(char(flags));
     payload.append(QByteArray(256, fill));
-    return mcu::buildFrame(start, {}, 0x7901, payload);
+    return protocol::mcu::buildFrame(start, {}, 0x7901, payload);
 }

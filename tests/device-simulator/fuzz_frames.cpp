@@ -4,6 +4,9 @@
 #include "protocol/BlockPayload.h"
 #include "support/Fuzz.h"
 
+namespace block = protocol::block;
+namespace mcu = protocol::mcu;
+
 namespace {
 
 /** Every fault that changes no byte of a reply, so that replies stay checkable. */

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+namespace mcu = protocol::mcu;
+
 class TestFrames : public QObject
 {
     Q_OBJECT

@@ -16,6 +16,10 @@
 
 #include <cstdio>
 
+namespace appStatus = protocol::appStatus;
+namespace consoletext = protocol::consoletext;
+using protocol::WireText;
+
 namespace {
 
 template<size_t count>
@@ -34,7 +38,7 @@ int main()
     const QJsonObject texts{
         {"build", object(buildtext::all)},   {"console", object(consoletext::all)},
         {"edid", object(edid::text::all)},   {"engine", object(text::all)},
-        {"key", object(key::all)},           {"net", object(nettext::all)},
+        {"key", object(protocol::key::all)}, {"net", object(nettext::all)},
         {"run", object(runWord::all)},       {"status", object(appStatus::all)},
         {"upload", object(uploadText::all)}, {"version", object(versiontext::all)},
     };

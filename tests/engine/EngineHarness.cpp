@@ -11,6 +11,9 @@
 #include <algorithm>
 #include <cstdio>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 using namespace std::chrono_literals;
 
 bool FakeCOMQ::open(const QString &portName, int baudRate, int dataBits, int stopBits,

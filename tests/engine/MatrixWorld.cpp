@@ -7,6 +7,9 @@
 
 #include <utility>
 
+namespace mcu = protocol::mcu;
+using protocol::Reply;
+
 namespace {
 
 const QStringList upgradeRows{"MAIN,0,0", "AUX,1,0", "END,1,1"};

@@ -74,7 +74,7 @@ struct PartBench : ReportBench
         : guard(platform.timeOuts.runGuard, &parent),
           links(factory(), output, QStringLiteral("57600"), &parent),
           channel(
-              links, guard, [](const Reply &) { return false; }, platform, &parent)
+              links, guard, [](const protocol::Reply &) { return false; }, platform, &parent)
     {
         QObject::connect(&links, &DeviceLinks::received, &channel, &CommandChannel::receive);
         links.open(QStringLiteral("ttyS2"));
@@ -83,7 +83,7 @@ struct PartBench : ReportBench
 
     static QByteArray reply(quint16 word, const QByteArray &data = {})
     {
-        return mcu::buildFrame(mcu::replyStart, {}, word, data);
+        return protocol::mcu::buildFrame(protocol::mcu::replyStart, {}, word, data);
     }
 
     QObject parent;

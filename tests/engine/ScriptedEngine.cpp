@@ -10,6 +10,11 @@
 #include "protocol/ChipTypes.h"
 #include "support/NetFrames.h"
 
+namespace appStatus = protocol::appStatus;
+namespace chip = protocol::chip;
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 namespace {
 
 constexpr int fpga = 17;
@@ -187,13 +192,13 @@ void ScriptedEngine::check()
 
 void ScriptedEngine::hear(const QStringList &list)
 {
-    const int first = list.value(0) == QLatin1String(key::readProductInfo) ? 1 : 0;
+    const int first = list.value(0) == QLatin1String(protocol::key::readProductInfo) ? 1 : 0;
     const QString what = list.value(first);
-    if (what == QLatin1String(key::appStatus))
+    if (what == QLatin1String(protocol::key::appStatus))
         hearStatus(list.value(first + 1));
-    else if (what == QLatin1String(key::upgradeResult))
+    else if (what == QLatin1String(protocol::key::upgradeResult))
         hearResult(list.value(first + 1), list.value(first + 2));
-    else if (what == QLatin1String(key::setProductInfoResult))
+    else if (what == QLatin1String(protocol::key::setProductInfoResult))
         require(list.value(first + 2) != QLatin1String(result::success) ||
                 m_witness.isAccepted(command::writeProductInformation));
 }

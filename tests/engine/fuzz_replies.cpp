@@ -4,6 +4,9 @@
 #include "engine/ScriptedEngine.h"
 #include "support/Fuzz.h"
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 namespace {
 
 const quint16 words[] = {

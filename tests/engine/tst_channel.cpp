@@ -5,6 +5,10 @@
 
 #include <QtTest>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+using protocol::Reply;
+
 Q_DECLARE_METATYPE(CommandResult)
 
 namespace {

@@ -7,6 +7,8 @@
 #include <QLoggingCategory>
 #include <QtTest>
 
+namespace mcu = protocol::mcu;
+
 namespace {
 
 const QStringList rows{"MAIN,0,0", "AUX,1,0"};

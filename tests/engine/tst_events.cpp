@@ -11,6 +11,9 @@
 
 #include <thread>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 using Kind = RunEvent::Kind;
 
 namespace {

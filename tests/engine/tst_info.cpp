@@ -7,6 +7,8 @@
 
 #include <QtTest>
 
+using protocol::ProductRecord;
+
 using FoundEvent = std::optional<Event>;
 Q_DECLARE_METATYPE(FoundEvent)
 

@@ -11,6 +11,9 @@
 #include <QTimer>
 #include <QtTest>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 using namespace std::chrono_literals;
 
 namespace {

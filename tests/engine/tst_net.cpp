@@ -11,6 +11,9 @@
 #include <QFile>
 #include <QtTest>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 namespace {
 
 const QByteArray archive = patternImage(5000, 3);

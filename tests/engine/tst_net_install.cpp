@@ -13,7 +13,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
 using bytes::BytesSource;
+using protocol::Reply;
 
 namespace {
 

@@ -6,6 +6,10 @@
 
 #include <QtTest>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+using protocol::Reply;
+
 namespace {
 
 const QStringList twoRows{"MAIN,0,0", "AUX,1,0"};

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+namespace mcu = protocol::mcu;
+
 namespace {
 
 const QVector<ChipDescription> mainAndAux{testChip("MAIN", 0, 0, "1.0.0"),

@@ -4,6 +4,9 @@
 
 #include <QtTest>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 namespace {
 
 const QString description = QStringLiteral(R"({"model": "HX-9", "version": "1.0", "chips": [

@@ -8,6 +8,9 @@
 
 #include <QtTest>
 
+namespace appStatus = protocol::appStatus;
+namespace command = protocol::command;
+
 Q_DECLARE_METATYPE(RunOutcome)
 
 namespace {

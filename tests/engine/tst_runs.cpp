@@ -5,6 +5,8 @@
 
 #include <QtTest>
 
+namespace block = protocol::block;
+
 namespace {
 
 const QByteArray mainImage = patternImage(700, 1);

@@ -8,6 +8,8 @@
 #include <map>
 #include <vector>
 
+using protocol::Reply;
+
 using Events = QList<Event>;
 using Actions = std::vector<Action>;
 Q_DECLARE_METATYPE(Actions)

@@ -9,6 +9,8 @@
 
 #include <set>
 
+namespace mcu = protocol::mcu;
+
 namespace {
 
 /** What a step can meet whatever it does. */

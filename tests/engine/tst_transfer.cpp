@@ -5,6 +5,9 @@
 
 #include <QtTest>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 namespace {
 
 const QVector<ChipDescription> chips{testChip("A", 1, 0, "1.0.0"), testChip("B", 2, 0, "1.0.0")};

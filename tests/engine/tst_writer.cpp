@@ -7,6 +7,9 @@
 
 #include <QtTest>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 namespace {
 
 Platform withoutPauses()

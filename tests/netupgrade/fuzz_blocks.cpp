@@ -5,6 +5,9 @@
 #include "support/Fuzz.h"
 #include "support/NetFrames.h"
 
+namespace block = protocol::block;
+namespace status = protocol::status;
+
 namespace {
 
 using Kind = NetBlockAction::Kind;

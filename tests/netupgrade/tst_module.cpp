@@ -13,6 +13,9 @@
 #include <system_error>
 #include <thread>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 using namespace std::chrono_literals;
 
 namespace {

@@ -5,6 +5,10 @@
 
 #include <QtTest>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+namespace status = protocol::status;
+
 using Kind = NetBlockAction::Kind;
 
 namespace {

@@ -4,6 +4,9 @@
 
 #include <QtTest>
 
+namespace mcu = protocol::mcu;
+using protocol::Reply;
+
 namespace {
 
 const TypeAndIndexTable rows(QStringList{"MAIN,0,0,,,,,,,,,0,0", "AUX,1,0,,,,,,,,,0,0",

@@ -5,6 +5,8 @@
 
 #include <QtTest>
 
+using protocol::ProductRecord;
+
 namespace {
 
 const char *const mainChip = R"({"name": "MAIN", "chip_type": "1", "chip_quanity": "1", "mcus": [

@@ -8,6 +8,14 @@
 
 #include <QtTest>
 
+namespace block = protocol::block;
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+using protocol::AssemblerRules;
+using protocol::FrameAssembler;
+using protocol::ProductRecord;
+using protocol::Reply;
+
 namespace {
 
 QByteArray hex(const char *text)

@@ -11,9 +11,10 @@
 /** Frames that a sender of a block-by-block NET upgrade emits. */
 namespace netframes {
 
-inline QByteArray enter(quint8 start = mcu::hostStart)
+inline QByteArray enter(quint8 start = protocol::mcu::hostStart)
 {
-    return mcu::buildFrame(start, {}, command::enterUpdateMode, QByteArray::fromHex("2000"));
+    return protocol::mcu::buildFrame(start, {}, protocol::command::enterUpdateMode,
+                                     QByteArray::fromHex("2000"));
 }
 
 /** A write frame with `data` of any length, for chip type 0x20, index 0. */
@@ -21,7 +22,8 @@ inline QByteArray write(int number, quint8 flags, const QByteArray &data)
 {
     QByteArray payload = QByteArray::fromHex("2000");
     payload.append(char(number & 0xFF)).append(char(number >> 8)).append(char(flags));
-    return mcu::buildFrame(mcu::hostStart, {}, command::writeBlock, payload + data);
+    return protocol::mcu::buildFrame(protocol::mcu::hostStart, {}, protocol::command::writeBlock,
+                                     payload + data);
 }
 
 /** The 62 bytes before the archive. */

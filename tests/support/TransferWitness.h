@@ -28,11 +28,11 @@ public:
 
     void sent(const QByteArray &frame)
     {
-        const quint16 word = mcu::wordAt(frame, mcu::wordOffset);
-        if (word == command::enterUpdateMode)
+        const quint16 word = protocol::mcu::wordAt(frame, protocol::mcu::wordOffset);
+        if (word == protocol::command::enterUpdateMode)
             restart();
-        else if (word == command::writeBlock)
-            sentBlock(frame.mid(mcu::payloadOffset, block::payloadSize));
+        else if (word == protocol::command::writeBlock)
+            sentBlock(frame.mid(protocol::mcu::payloadOffset, protocol::block::payloadSize));
         m_received.clear();
     }
 
@@ -46,34 +46,36 @@ public:
     /** The last block, the one with the flag, was acknowledged. */
     bool isComplete() const
     {
-        return m_count > 0 && (quint8(m_payload.at(block::flagsOffset)) & block::lastFlag) != 0 &&
-               isAccepted(command::writeBlock);
+        return m_count > 0 &&
+               (quint8(m_payload.at(protocol::block::flagsOffset)) & protocol::block::lastFlag) !=
+                   0 &&
+               isAccepted(protocol::command::writeBlock);
     }
 
     /** True when the blocks hold `image`, and behind it nothing but padding. */
     bool holds(const QByteArray &image) const
     {
         const int behind = m_image.size() - image.size();
-        return behind >= 0 && behind < block::dataSize && m_image.startsWith(image) &&
-               m_image.endsWith(QByteArray(behind, char(block::lastPadding)));
+        return behind >= 0 && behind < protocol::block::dataSize && m_image.startsWith(image) &&
+               m_image.endsWith(QByteArray(behind, char(protocol::block::lastPadding)));
     }
 
-    quint8 chipType() const { return quint8(m_payload.at(block::typeOffset)); }
-    quint8 chipIndex() const { return quint8(m_payload.at(block::indexOffset)); }
+    quint8 chipType() const { return quint8(m_payload.at(protocol::block::typeOffset)); }
+    quint8 chipIndex() const { return quint8(m_payload.at(protocol::block::indexOffset)); }
 
 private:
     void sentBlock(const QByteArray &payload)
     {
-        require(payload.size() == block::payloadSize);
-        const int number = mcu::wordAt(payload, block::numberOffset);
+        require(payload.size() == protocol::block::payloadSize);
+        const int number = protocol::mcu::wordAt(payload, protocol::block::numberOffset);
         if (m_count > 0 && number == m_count - 1) {
             require(payload == m_payload);
             return;
         }
         require(number == m_count);
-        require(m_count == 0 || isAccepted(command::writeBlock));
+        require(m_count == 0 || isAccepted(protocol::command::writeBlock));
         m_payload = payload;
-        m_image += payload.mid(block::dataOffset);
+        m_image += payload.mid(protocol::block::dataOffset);
         ++m_count;
     }
 
@@ -90,18 +92,21 @@ private:
     /** True when `bytes` begin with such a reply. */
     static bool isReply(const QByteArray &bytes, quint16 word, bool accepting)
     {
-        if (bytes.size() < mcu::uncounted + mcu::emptyLength)
+        if (bytes.size() < protocol::mcu::uncounted + protocol::mcu::emptyLength)
             return false;
-        const int size = mcu::wordAt(bytes, mcu::lengthOffset) + mcu::uncounted;
+        const int size =
+            protocol::mcu::wordAt(bytes, protocol::mcu::lengthOffset) + protocol::mcu::uncounted;
         const QByteArray frame = bytes.left(size);
-        if (frame.size() != size || size < mcu::uncounted + mcu::emptyLength ||
-            mcu::byteSum(frame) != 0)
+        if (frame.size() != size || size < protocol::mcu::uncounted + protocol::mcu::emptyLength ||
+            protocol::mcu::byteSum(frame) != 0)
             return false;
-        const bool hasResult = size >= mcu::uncounted + mcu::extendedLength;
-        const bool hasWord = mcu::wordAt(frame, mcu::wordOffset) == word ||
-                             (hasResult && mcu::wordAt(frame, mcu::extendedWordOffset) == word);
+        const bool hasResult = size >= protocol::mcu::uncounted + protocol::mcu::extendedLength;
+        const bool hasWord =
+            protocol::mcu::wordAt(frame, protocol::mcu::wordOffset) == word ||
+            (hasResult && protocol::mcu::wordAt(frame, protocol::mcu::extendedWordOffset) == word);
         return hasWord &&
-               (!accepting || (hasResult && quint8(frame.at(mcu::resultOffset)) == status::done));
+               (!accepting || (hasResult && quint8(frame.at(protocol::mcu::resultOffset)) ==
+                                                protocol::status::done));
     }
 
     static constexpr char opening[] = "\x5B\x5B\xA5";

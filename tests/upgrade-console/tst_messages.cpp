@@ -18,6 +18,10 @@
 #include <QSet>
 #include <QTest>
 
+namespace appStatus = protocol::appStatus;
+namespace consoletext = protocol::consoletext;
+using protocol::WireText;
+
 namespace {
 
 QString sourceOf(const QString &path)
@@ -55,7 +59,7 @@ QStringList textsOf(const WireText (&table)[count])
 
 QStringList engineTexts()
 {
-    return textsOf(text::all) + QStringList{key::connectFail};
+    return textsOf(text::all) + QStringList{protocol::key::connectFail};
 }
 
 /** The words of the uploader that leave it as messages. */

@@ -5,6 +5,8 @@
 #include <QStringList>
 #include <QTest>
 
+namespace mcu = protocol::mcu;
+
 namespace {
 
 using Kind = AgentReply::Kind;

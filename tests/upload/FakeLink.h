@@ -41,7 +41,7 @@ protected:
 /** The device's word for a block: accepted (0) or refused. */
 inline QByteArray blockReply(quint8 status = 0)
 {
-    return mcu::buildStatusFrame(mcu::replyStart, {}, 0x7901, status);
+    return protocol::mcu::buildStatusFrame(protocol::mcu::replyStart, {}, 0x7901, status);
 }
 
 /** An uploader on a fake link, with everything that it says. */
@@ -114,7 +114,7 @@ struct Transfer
         QStringList list;
         for (const QByteArray &frame : link.sent) {
             list.append(QStringLiteral("%1/%2")
-                            .arg(mcu::wordAt(frame, 11))
+                            .arg(protocol::mcu::wordAt(frame, 11))
                             .arg(quint8(frame.at(13)), 2, 16, QLatin1Char('0')));
         }
         return list.join(QLatin1Char(' '));

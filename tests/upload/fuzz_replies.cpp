@@ -9,6 +9,10 @@
 #include "upload/FakeLink.h"
 #include "upload/UploadTexts.h"
 
+namespace block = protocol::block;
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 namespace {
 
 using std::chrono::seconds;

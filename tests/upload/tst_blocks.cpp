@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+namespace mcu = protocol::mcu;
+
 namespace {
 
 /** "number/flags/image bytes/zeros/FFs" of one block payload. */

@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+namespace mcu = protocol::mcu;
+
 class TestTransfer : public QObject
 {
     Q_OBJECT

@@ -10,6 +10,11 @@
 
 #include <algorithm>
 
+namespace block = protocol::block;
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+using protocol::Reply;
+
 namespace {
 
 struct Name

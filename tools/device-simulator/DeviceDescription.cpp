@@ -13,6 +13,8 @@
 #include <cmath>
 #include <utility>
 
+using protocol::AuxChip;
+
 namespace {
 
 /** Reads the values of one object and remembers the first thing that is wrong with it. */

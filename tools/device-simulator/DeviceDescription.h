@@ -56,7 +56,7 @@ struct DeviceDescription
     quint8 virtualVersion = 0;
     QVector<ChipDescription> chips;
     /** The auxiliary chips that the main MCU's record names. */
-    QVector<AuxChip> auxChips;
+    QVector<protocol::AuxChip> auxChips;
     /** How long the main MCU is silent after its own image. */
     ms restartTime{1500};
     /** How long the whole device is silent after a reboot command. */

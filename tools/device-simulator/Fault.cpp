@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+namespace command = protocol::command;
+
 namespace {
 
 struct Entry

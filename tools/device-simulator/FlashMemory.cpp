@@ -6,6 +6,9 @@
 
 #include <algorithm>
 
+namespace block = protocol::block;
+namespace mcu = protocol::mcu;
+
 namespace {
 
 constexpr int blockCount = 0x10000;

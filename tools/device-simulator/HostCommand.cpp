@@ -5,6 +5,10 @@
 #include "protocol/CommandWords.h"
 #include "protocol/McuFrame.h"
 
+namespace block = protocol::block;
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 namespace {
 
 bool namesChip(quint16 word)

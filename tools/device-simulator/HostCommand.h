@@ -8,10 +8,10 @@
 #include <QByteArray>
 
 /** A checked frame of the host. Its offsets are those of a reply. */
-class HostCommand : public Reply
+class HostCommand : public protocol::Reply
 {
 public:
-    explicit HostCommand(const QByteArray &frame) : Reply(frame), m_frame(frame) {}
+    explicit HostCommand(const QByteArray &frame) : protocol::Reply(frame), m_frame(frame) {}
 
     const QByteArray &frame() const { return m_frame; }
 

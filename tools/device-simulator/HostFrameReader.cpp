@@ -5,6 +5,10 @@
 
 #include <utility>
 
+namespace mcu = protocol::mcu;
+using protocol::AssemblerRules;
+using protocol::FrameAssembler;
+
 namespace {
 
 constexpr int longestFrame = 4096;

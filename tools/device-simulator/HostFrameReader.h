@@ -42,7 +42,7 @@ private:
     void feed(quint8 byte);
     void flushStray();
 
-    FrameAssembler m_assembler;
+    protocol::FrameAssembler m_assembler;
     QVector<HostItem> m_items;
     QByteArray m_stray;
     QString m_strayProblem;

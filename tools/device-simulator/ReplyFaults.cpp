@@ -4,6 +4,9 @@
 #include "protocol/McuFrame.h"
 #include "protocol/Reply.h"
 
+namespace mcu = protocol::mcu;
+using protocol::Reply;
+
 namespace {
 
 QByteArray rebuilt(const QByteArray &reply, quint16 word, const QByteArray &payload,

@@ -13,6 +13,13 @@
 #include <algorithm>
 #include <utility>
 
+namespace block = protocol::block;
+namespace chip = protocol::chip;
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+namespace status = protocol::status;
+using protocol::ProductRecord;
+
 namespace {
 
 using std::chrono::milliseconds;

@@ -7,6 +7,8 @@
 
 #include <QJsonArray>
 
+namespace chip = protocol::chip;
+
 namespace {
 
 QJsonObject entryJson(const ImageEntry &entry, const QString &line)

@@ -9,6 +9,7 @@
 #include <QCryptographicHash>
 #include <QHash>
 
+namespace chip = protocol::chip;
 using bytes::ByteSource;
 using bytes::forEachChunk;
 using bytes::PartSource;

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <limits>
 
+namespace chip = protocol::chip;
 using bytes::FileSource;
 
 namespace {

@@ -9,6 +9,8 @@
 #include <QJsonArray>
 #include <QRegularExpression>
 
+namespace chip = protocol::chip;
+
 namespace {
 
 /** Whether a chip has variants, which its MCU type, PCB version and speciality tell apart. */

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+namespace chip = protocol::chip;
+
 namespace {
 
 constexpr int offsetDigits = 8;

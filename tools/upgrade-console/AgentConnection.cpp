@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+namespace consoletext = protocol::consoletext;
+
 namespace {
 
 using namespace std::chrono_literals;

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+using protocol::wholeProgress;
+
 namespace {
 
 constexpr int nameWidth = 12;

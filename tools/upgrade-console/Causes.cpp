@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <iterator>
 
+namespace status = protocol::status;
+
 namespace {
 
 struct BlockStatus

@@ -9,6 +9,9 @@
 #include <cmath>
 #include <vector>
 
+namespace block = protocol::block;
+using protocol::wholeProgress;
+
 namespace {
 
 using std::chrono::duration;

@@ -9,6 +9,8 @@
 #include "upgrade-console/Messages.h"
 #include "upload/UploadTexts.h"
 
+namespace consoletext = protocol::consoletext;
+
 namespace {
 
 using Event = LineEvent;
@@ -28,7 +30,7 @@ constexpr MessageRow serverRows[] = {
 constexpr MessageRow linkRows[] = {
     {text::disconnect,                           Event::Note,         Cause::None},
     {text::portDisconnected,                     Event::Note,         Cause::None},
-    {key::connectFail,                           Event::RunProblem,   Cause::PortUnavailable},
+    {protocol::key::connectFail,                           Event::RunProblem,   Cause::PortUnavailable},
     {text::connectFailed,                        Event::RunProblem,   Cause::PortUnavailable},
     {text::serialSendFailed,                     Event::RunProblem,   Cause::LinkBroken},
     {text::networkSendFailed,                    Event::RunProblem,   Cause::LinkBroken},

@@ -6,6 +6,8 @@
 
 #include <iterator>
 
+namespace consoletext = protocol::consoletext;
+
 namespace {
 
 /** A text cut at its places: "'%1' is %2." becomes "'", "' is ", ".". */
@@ -75,7 +77,8 @@ bool fits(const Template &wanted, const QString &line, QStringList &values)
 QString withoutKey(const QString &line)
 {
     const QString first = line.section(consoletext::separator, 0, 0);
-    for (const char *key : {key::readProductInfo, key::mergeFirmware, key::mergeNet}) {
+    for (const char *key :
+         {protocol::key::readProductInfo, protocol::key::mergeFirmware, protocol::key::mergeNet}) {
         if (first == QLatin1String(key) && first.size() < line.size())
             return line.section(consoletext::separator, 1);
     }

@@ -11,6 +11,11 @@
 
 #include <algorithm>
 
+namespace block = protocol::block;
+namespace chip = protocol::chip;
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+
 namespace {
 
 constexpr char moduleType = char(chip::networkModule);

@@ -11,6 +11,10 @@
 #include <utility>
 #include <vector>
 
+namespace consoletext = protocol::consoletext;
+namespace mcu = protocol::mcu;
+using protocol::Reply;
+
 namespace {
 
 using Kind = AgentReply::Kind;

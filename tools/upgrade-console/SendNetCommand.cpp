@@ -13,6 +13,10 @@
 
 #include <algorithm>
 
+namespace command = protocol::command;
+namespace consoletext = protocol::consoletext;
+using protocol::wholeProgress;
+
 namespace {
 
 using namespace std::chrono_literals;

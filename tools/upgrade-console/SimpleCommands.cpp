@@ -14,6 +14,8 @@
 
 #include <cstdio>
 
+namespace consoletext = protocol::consoletext;
+
 namespace {
 
 constexpr double nanoPerMilli = 1e6;

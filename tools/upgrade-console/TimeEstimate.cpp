@@ -9,6 +9,10 @@
 
 #include <cmath>
 
+namespace block = protocol::block;
+namespace chip = protocol::chip;
+using protocol::wholeProgress;
+
 namespace {
 
 using namespace std::chrono_literals;

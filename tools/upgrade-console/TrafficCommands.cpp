@@ -10,6 +10,8 @@
 
 #include <unistd.h>
 
+namespace consoletext = protocol::consoletext;
+
 namespace {
 
 const char *const jsonStart = "{\"replies\": [";

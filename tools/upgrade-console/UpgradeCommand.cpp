@@ -15,6 +15,8 @@
 
 #include <unistd.h>
 
+namespace consoletext = protocol::consoletext;
+
 namespace {
 
 using namespace std::chrono_literals;

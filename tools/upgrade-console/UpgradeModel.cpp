@@ -7,6 +7,9 @@
 #include <algorithm>
 #include <map>
 
+namespace chip = protocol::chip;
+using protocol::wholeProgress;
+
 namespace {
 
 /** Rows that lines with unknown names may add. */

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+namespace consoletext = protocol::consoletext;
+
 namespace {
 
 constexpr int rowFields = field::chipIndex + 1;

@@ -8,6 +8,12 @@
 #include "protocol/CommandWords.h"
 #include "protocol/McuFrame.h"
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+using protocol::AssemblerRules;
+using protocol::FrameAssembler;
+using protocol::Reply;
+
 namespace {
 
 AssemblerRules replyFrames(int largestFrame)

@@ -27,7 +27,7 @@ class CommandChannel : public QObject
 
 public:
     /** Whether a reply is the late answer to an earlier command. */
-    using LateAnswer = std::function<bool(const Reply &reply)>;
+    using LateAnswer = std::function<bool(const protocol::Reply &reply)>;
 
     CommandChannel(DeviceLinks &links, RunGuard &guard, const LateAnswer &isLate,
                    const Platform &platform, QObject *parent);
@@ -59,11 +59,11 @@ public slots:
     void onTimeOut();
 
 signals:
-    void replied(CommandResult result, const Reply &reply);
+    void replied(CommandResult result, const protocol::Reply &reply);
     /** The reply to Enter F/W Update Mode. */
-    void updateModeReplied(const Reply &reply);
+    void updateModeReplied(const protocol::Reply &reply);
     /** An extended frame that the device has sent by itself. */
-    void deviceSent(const Reply &frame);
+    void deviceSent(const protocol::Reply &frame);
     void textReceived(const QString &line);
 
 private:
@@ -78,7 +78,7 @@ private:
     RunGuard &m_guard;
     const LateAnswer m_isLate;
     const int m_textLimit;
-    FrameAssembler m_assembler;
+    protocol::FrameAssembler m_assembler;
     QTimer m_timer;
     Expect m_expect = Expect::Nothing;
     QString m_text;

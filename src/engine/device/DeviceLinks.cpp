@@ -8,6 +8,8 @@
 #include "platform/Log.h"
 #include "protocol/WireText.h"
 
+using protocol::filled;
+
 namespace {
 
 /** A network link that takes part in the pairing of replies. */
@@ -41,11 +43,11 @@ void DeviceLinks::open(const QString &port)
     const bool opened = m_serial != nullptr && m_serial->openAt(m_portName, m_baudRate.toInt());
     m_down = !opened;
     if (opened) {
-        m_output.list({QString::fromLatin1(key::connectSuccess), m_portName});
+        m_output.list({QString::fromLatin1(protocol::key::connectSuccess), m_portName});
         return;
     }
     close();
-    m_output.say(filled(key::connectFail));
+    m_output.say(filled(protocol::key::connectFail));
     m_output.say(filled(text::connectFailed, m_portName));
 }
 

@@ -12,6 +12,10 @@
 
 #include <QThread>
 
+namespace mcu = protocol::mcu;
+using protocol::filled;
+using protocol::Reply;
+
 namespace {
 
 constexpr int maxRetries = 2;

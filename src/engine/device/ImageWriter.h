@@ -39,7 +39,7 @@ public:
     bool isWaiting() const { return m_timer.isActive(); }
 
 public slots:
-    void takeUpdateModeReply(const Reply &reply);
+    void takeUpdateModeReply(const protocol::Reply &reply);
     void onUpdateModeTimeOut();
     /** A verdict of the uploader, or its report that it sends a block once more. */
     void takeMessage(const QStringList &message);

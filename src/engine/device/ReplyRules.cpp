@@ -7,6 +7,10 @@
 #include <algorithm>
 #include <iterator>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+using protocol::Reply;
+
 namespace {
 
 /** What a reply must be to count as the answer to its command. */

@@ -17,4 +17,4 @@ enum class CommandResult {
 };
 
 /** What a frame means as the reply to its command; nothing when the command has no such reply. */
-std::optional<CommandResult> classify(const Reply &reply);
+std::optional<CommandResult> classify(const protocol::Reply &reply);

@@ -14,6 +14,7 @@
 using bytes::AtomicFile;
 using bytes::ByteSource;
 using bytes::FileSource;
+using protocol::filled;
 
 namespace {
 
@@ -87,7 +88,7 @@ void PackageBuilder::build(const QString &fileName, const QString &jsonData)
 {
     qCDebug(logEngine) << "jsonData:" << jsonData << "jsonDataLength:" << jsonData.size();
     const auto say = [this](const QString &text) {
-        m_output.list({QString::fromLatin1(key::mergeFirmware), text});
+        m_output.list({QString::fromLatin1(protocol::key::mergeFirmware), text});
     };
     say(filled(buildtext::start));
     const MergeRequest request = parseMergeRequest(jsonData);
@@ -176,5 +177,5 @@ bool PackageBuilder::writeNet(const NetMergePlan &plan, ByteSource &package, Byt
 
 void PackageBuilder::sayNet(const QString &text)
 {
-    m_output.list({QString::fromLatin1(key::mergeNet), text});
+    m_output.list({QString::fromLatin1(protocol::key::mergeNet), text});
 }

@@ -12,8 +12,10 @@
 
 #include <utility>
 
+namespace appStatus = protocol::appStatus;
 using bytes::ByteSource;
 using bytes::FileSource;
+using protocol::filled;
 
 PackageShelf::PackageShelf(const EngineOutput &output, std::function<void()> reportUnreadable)
     : m_output(output), m_reportUnreadable(std::move(reportUnreadable))
@@ -73,7 +75,7 @@ QString PackageShelf::load(FileSource &file, PackageCheck check, Use use)
     const char *const problem = bare ? nullptr : checkProblem(check);
     if (problem != nullptr) {
         if (use == Use::List)
-            m_output.list({QString::fromLatin1(key::appStatus),
+            m_output.list({QString::fromLatin1(protocol::key::appStatus),
                            QString::fromLatin1(appStatus::packageFailed)});
         return filled(problem);
     }

@@ -26,7 +26,7 @@ public:
     void inChain(QStringList list) const
     {
         if (m_reading)
-            list.prepend(QString::fromLatin1(key::readProductInfo));
+            list.prepend(QString::fromLatin1(protocol::key::readProductInfo));
         m_sink(list);
     }
     void inChain(const QString &line) const { inChain(QStringList{line}); }

@@ -10,6 +10,9 @@
 
 #include <utility>
 
+using protocol::filled;
+using protocol::wholeProgress;
+
 RunProgress::RunProgress(const RunRows &rows, const EngineOutput &output, RunReporter &report,
                          Sink sink)
     : m_rows(rows), m_output(output), m_report(report), m_sink(std::move(sink))

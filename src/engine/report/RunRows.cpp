@@ -4,6 +4,8 @@
 #include "planning/VersionRule.h"
 #include "protocol/Progress.h"
 
+using protocol::wholeProgress;
+
 void RunRows::reset(const QStringList &rows)
 {
     const Lock lock(m_mutex);

@@ -8,6 +8,9 @@
 #include "protocol/ProductRecord.h"
 #include "protocol/WireText.h"
 
+using protocol::filled;
+using protocol::ProductRecord;
+
 void InfoRead::begin()
 {
     m_output.setReading(true);
@@ -33,5 +36,5 @@ void InfoRead::show()
     const QStringList rows = m_rows.all();
     for (const QString &row : rows)
         m_lines.append(productReport::rowText(row.split(QLatin1Char(','))));
-    m_output.list(QStringList{QString::fromLatin1(key::showProductInfo)} + m_lines);
+    m_output.list(QStringList{QString::fromLatin1(protocol::key::showProductInfo)} + m_lines);
 }

@@ -3,9 +3,12 @@
 
 #include <QStringList>
 
+namespace protocol {
+struct ProductRecord;
+} // namespace protocol
+
 class EngineOutput;
 class RunRows;
-struct ProductRecord;
 
 /** A product-information read: the report that it collects, and the rows that it finds. */
 class InfoRead
@@ -15,7 +18,7 @@ public:
 
     void begin();
     /** The record of the main MCU, which names the other MCUs. */
-    void takeMainRecord(const ProductRecord &record);
+    void takeMainRecord(const protocol::ProductRecord &record);
     /** Adds every row to the report and sends it. */
     void show();
 

@@ -12,6 +12,9 @@
 #include <algorithm>
 #include <utility>
 
+namespace chip = protocol::chip;
+using protocol::filled;
+
 namespace {
 
 /** A row that is to be written needs everything up to its speciality. */
@@ -125,6 +128,6 @@ QByteArray InfoWrite::payloadOf(int line) const
 
 void InfoWrite::report(const char *result) const
 {
-    m_output.list({QString::fromLatin1(key::setProductInfoResult),
+    m_output.list({QString::fromLatin1(protocol::key::setProductInfoResult),
                    m_rows.table().row(m_productInfoIndex), QString::fromLatin1(result)});
 }

@@ -15,7 +15,12 @@
 
 #include <QThread>
 
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+namespace status = protocol::status;
 using bytes::ByteSource;
+using protocol::Reply;
+using protocol::wholeProgress;
 
 namespace {
 

@@ -12,8 +12,11 @@ namespace bytes {
 class ByteSource;
 } // namespace bytes
 
-class EngineOutput;
+namespace protocol {
 class Reply;
+} // namespace protocol
+
+class EngineOutput;
 class RunProgress;
 class RunReporter;
 struct NetReport;
@@ -42,11 +45,11 @@ public:
     /** Sends the extended status frame. A frame that cannot be sent ends the run. */
     void sendStatus(quint16 word, quint8 status);
     /** Nothing is paired here: the device is the one that asks, and each frame is answered. */
-    void takeFrame(const Reply &frame);
+    void takeFrame(const protocol::Reply &frame);
 
 private:
     NetReport reports();
-    void takeBlock(const Reply &frame);
+    void takeBlock(const protocol::Reply &frame);
     bool createArchive();
     void installReceived();
 

@@ -11,17 +11,20 @@
 #include "engine/report/RunRows.h"
 #include "protocol/Progress.h"
 
+namespace appStatus = protocol::appStatus;
+using protocol::wholeProgress;
+
 namespace {
 
 void sayStatus(const EngineOutput &output, const QByteArray &status)
 {
-    output.inChain({QString::fromLatin1(key::appStatus), QString::fromLatin1(status)});
+    output.inChain({QString::fromLatin1(protocol::key::appStatus), QString::fromLatin1(status)});
 }
 
 void sayResult(const EngineOutput &output, const RunRows &rows, const char *result)
 {
-    output.inChain(
-        {QString::fromLatin1(key::upgradeResult), rows.current(), QString::fromLatin1(result)});
+    output.inChain({QString::fromLatin1(protocol::key::upgradeResult), rows.current(),
+                    QString::fromLatin1(result)});
 }
 
 } // namespace

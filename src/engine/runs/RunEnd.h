@@ -33,7 +33,7 @@ struct RunOutcome
     static RunOutcome silent() { return {}; }
     static RunOutcome succeeded(bool resetsProgress)
     {
-        return {appStatus::success, true, {}, Rows::Untouched, resetsProgress};
+        return {protocol::appStatus::success, true, {}, Rows::Untouched, resetsProgress};
     }
     static RunOutcome failed(const char *status, double progress)
     {
@@ -43,7 +43,7 @@ struct RunOutcome
      *  cases: the module reboots either way. */
     static RunOutcome deviceSentImage(bool success, double progress)
     {
-        return {appStatus::statusFrameFailed, success, progress,
+        return {protocol::appStatus::statusFrameFailed, success, progress,
                 success ? Rows::CurrentSucceeded : Rows::CurrentFailed, false};
     }
 };

@@ -21,7 +21,10 @@
 
 #include <utility>
 
+namespace chip = protocol::chip;
 using bytes::PartSource;
+using protocol::filled;
+using protocol::wholeProgress;
 
 namespace {
 
@@ -287,6 +290,6 @@ Event UpgradeRun::skipFailed()
 void UpgradeRun::endRow(const char *stored, const char *reported)
 {
     m_parts.rows.setCurrent(field::result, QString::fromLatin1(stored));
-    m_parts.output.inChain({QString::fromLatin1(key::upgradeResult), m_parts.rows.current(),
-                            QString::fromLatin1(reported)});
+    m_parts.output.inChain({QString::fromLatin1(protocol::key::upgradeResult),
+                            m_parts.rows.current(), QString::fromLatin1(reported)});
 }

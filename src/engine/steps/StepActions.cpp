@@ -19,6 +19,14 @@
 #include "protocol/Reply.h"
 #include "protocol/WireText.h"
 
+namespace appStatus = protocol::appStatus;
+namespace command = protocol::command;
+namespace mcu = protocol::mcu;
+using protocol::filled;
+using protocol::ProductRecord;
+using protocol::Reply;
+using protocol::wholeProgress;
+
 namespace {
 
 // Result bytes after the two that echo chip type and index.

@@ -5,6 +5,8 @@
 #include "engine/report/RunReporter.h"
 #include "platform/Log.h"
 
+using protocol::Reply;
+
 namespace {
 
 bool isTrouble(const Transition &line)

@@ -23,7 +23,7 @@ public:
         /** The name of the row that a step works on. */
         std::function<QString(Step step)> rowName;
         /** Runs an action; the event that it found, or nothing. */
-        std::function<std::optional<Event>(Action action, const Reply &reply)> run;
+        std::function<std::optional<Event>(Action action, const protocol::Reply &reply)> run;
     };
 
     explicit StepMachine(const Parts &parts) : m_parts(parts) {}
@@ -31,12 +31,12 @@ public:
     Step step() const { return m_step; }
 
     /** Takes the line for an event, and those for what its action finds out. */
-    void handle(Event event, const Reply &reply = Reply(QByteArray()));
+    void handle(Event event, const protocol::Reply &reply = protocol::Reply(QByteArray()));
     /** Runs an action that is asked for from outside of the table, and what follows from it. */
     void perform(Action action);
 
 private:
-    std::optional<Event> take(const Transition &line, const Reply &reply);
+    std::optional<Event> take(const Transition &line, const protocol::Reply &reply);
     void reportTrouble(const Transition &line, const QString &name, const QString &text);
 
     Parts m_parts;

@@ -8,11 +8,14 @@
 #include <optional>
 #include <vector>
 
+namespace protocol {
 class Reply;
+} // namespace protocol
+
 struct StepContext;
 
 /** What an action finds out takes the step on at once; without, the engine waits. */
-using Action = std::optional<Event> (*)(StepContext &context, const Reply &reply);
+using Action = std::optional<Event> (*)(StepContext &context, const protocol::Reply &reply);
 
 /** One line of the table: in this step, on this event, report this, become that, do so. */
 struct Transition
