@@ -7,14 +7,19 @@
 #include "protocol/ChipTypes.h"
 
 namespace chip = protocol::chip;
+namespace description = package::description;
+using package::imageEntries;
+using package::ImageEntry;
+using package::PackageDescription;
+using package::parseDescription;
 
 namespace {
 
 QString rowOf(const ImageEntry &image)
 {
-    const int chipType = description::number(image.chip, key::chipType);
-    const int quantity = description::number(image.chip, key::chipQuantity);
-    return description::text(image.pcb, key::name) + QLatin1Char(',') +
+    const int chipType = description::number(image.chip, package::key::chipType);
+    const int quantity = description::number(image.chip, package::key::chipQuantity);
+    return description::text(image.pcb, package::key::name) + QLatin1Char(',') +
            QString::number(chip::fromDescription(chipType)) + QLatin1Char(',') +
            QString::number(quantity);
 }

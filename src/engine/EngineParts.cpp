@@ -6,6 +6,7 @@
 #include "protocol/CommandWords.h"
 
 namespace command = protocol::command;
+namespace field = package::field;
 using bytes::ByteSource;
 using protocol::Reply;
 

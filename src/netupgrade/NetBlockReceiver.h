@@ -29,7 +29,7 @@ struct NetBlockAction
     quint8 status = 0;
     QByteArray data;
     /** Finish only. */
-    NetImage header;
+    package::NetImage header;
 };
 
 /**

@@ -6,6 +6,8 @@
 
 namespace block = protocol::block;
 namespace mcu = protocol::mcu;
+namespace net = package::net;
+using package::parseNetImage;
 
 namespace {
 

@@ -20,7 +20,7 @@ struct NetBlockRules
 
 namespace netblocks {
 
-constexpr NetBlockRules fromConsole{0, net::archiveOffset, false};
+constexpr NetBlockRules fromConsole{0, package::net::archiveOffset, false};
 constexpr NetBlockRules fromDevice{1, 0, true};
 
 } // namespace netblocks
@@ -49,9 +49,9 @@ public:
     std::optional<NetPiece> take(const QByteArray &numbered);
 
     /** Of the image whose first block came last; zeros before there was one. */
-    const NetImage &head() const { return m_head; }
+    const package::NetImage &head() const { return m_head; }
 
 private:
     const NetBlockRules m_rules;
-    NetImage m_head = parseNetImage({});
+    package::NetImage m_head = package::parseNetImage({});
 };

@@ -7,6 +7,8 @@
 
 #include <system_error>
 
+using package::NetImage;
+
 NetInstallJob::NetInstallJob(const Platform &platform, const NetImage &header, QObject *parent)
     : QObject(parent), m_platform(platform), m_header(header)
 {

@@ -18,7 +18,7 @@ class NetInstallJob : public QObject
     Q_OBJECT
 
 public:
-    NetInstallJob(const Platform &platform, const NetImage &header, QObject *parent);
+    NetInstallJob(const Platform &platform, const package::NetImage &header, QObject *parent);
     ~NetInstallJob() override;
 
     /** Returns before the first signal reaches an object of this thread. */
@@ -37,6 +37,6 @@ private:
     void run();
 
     Platform m_platform;
-    NetImage m_header;
+    package::NetImage m_header;
     std::thread m_thread;
 };

@@ -10,9 +10,12 @@
 
 #include <utility>
 
+namespace net = package::net;
 using bytes::AtomicFile;
 using bytes::ByteSource;
 using bytes::forEachChunk;
+using package::NetImage;
+using package::readNetImage;
 using protocol::filled;
 
 namespace {

@@ -47,14 +47,14 @@ public:
 
     /** Installs the archive that is on disk already. False when its digest is not the header's;
      *  then no command but the digest's has run. */
-    bool install(NetInstallVariant variant, const NetImage &header);
+    bool install(NetInstallVariant variant, const package::NetImage &header);
 
     /** Reboots the module. Returns before it goes down. */
     void rebootModule();
 
 private:
     bool storeArchive(NetArchive &archive, bytes::ByteSource &image);
-    void perform(const NetInstallStep &step, const NetImage &header);
+    void perform(const NetInstallStep &step, const package::NetImage &header);
     void writeVersion(const QByteArray &version, const QString &successLine);
     void say(const QString &line);
     void sayLast(const QString &line);

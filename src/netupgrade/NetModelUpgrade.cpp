@@ -13,6 +13,7 @@
 
 namespace command = protocol::command;
 namespace status = protocol::status;
+using package::NetImage;
 using protocol::filled;
 using protocol::wholeProgress;
 

@@ -64,7 +64,7 @@ private:
     void reply(quint16 word, quint8 status);
     void respond(const QByteArray &datas);
     void openGate();
-    void install(const NetImage &header);
+    void install(const package::NetImage &header);
     void onInstallDone(bool succeeded, const QString &lastWords);
     void reboot();
     void endInstalling();

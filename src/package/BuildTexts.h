@@ -7,9 +7,9 @@
  * What is said while packages are built. The texts are part of the interface, their spelling
  * included; %1 is a file's path.
  */
-namespace buildtext {
+namespace package::buildtext {
 
 #define WIRE_TEXTS "package/BuildTexts.def"
 #include "protocol/WireTable.inc"
 
-} // namespace buildtext
+} // namespace package::buildtext

@@ -4,7 +4,7 @@
 #include <QString>
 
 /** The keys of a package's description. Their spelling is part of the format. */
-namespace key {
+namespace package::key {
 
 const inline QString model = QStringLiteral("model");
 const inline QString version = QStringLiteral("version");
@@ -35,4 +35,4 @@ const inline QString inVer1 = QStringLiteral("in_ver1");
 const inline QString inVer2 = QStringLiteral("in_ver2");
 const inline QString inVer3 = QStringLiteral("in_ver3");
 
-} // namespace key
+} // namespace package::key

@@ -10,6 +10,8 @@
 namespace chip = protocol::chip;
 using bytes::ByteSource;
 
+namespace package {
+
 namespace {
 
 constexpr qint64 windowSize = 4096;
@@ -104,18 +106,21 @@ QByteArray RecordWalker::readHeader()
     return m_window.mid(int(m_position - m_windowOffset), package::recordHeaderSize);
 }
 
-std::optional<ImageRecord> findImageRecord(ByteSource &source, const MatchMask &mask, int chipType,
-                                           int mcuType, int pcbVersion, int speciality)
+} // namespace package
+
+std::optional<package::ImageRecord> findImageRecord(ByteSource &source,
+                                                    const package::MatchMask &mask, int chipType,
+                                                    int mcuType, int pcbVersion, int speciality)
 {
-    RecordKey wanted;
+    package::RecordKey wanted;
     wanted.chipType = quint8(chipType);
     wanted.mcuType = quint8(mcuType);
     wanted.pcbVersion = quint8(pcbVersion);
     wanted.speciality = quint8(speciality);
 
-    RecordWalker walker(source);
-    while (const std::optional<ImageRecord> record = walker.next()) {
-        if (matches(record->key, wanted, mask))
+    package::RecordWalker walker(source);
+    while (const std::optional<package::ImageRecord> record = walker.next()) {
+        if (package::matches(record->key, wanted, mask))
             return record;
     }
     return std::nullopt;

@@ -6,6 +6,8 @@
 
 #include <optional>
 
+namespace package {
+
 /** The bytes that say which chip an image is for, in the order in which a record has them. */
 struct RecordKey
 {
@@ -80,11 +82,13 @@ private:
     qint64 m_windowOffset = 0;
 };
 
+} // namespace package
+
 /**
  * The first record for a chip, of which the mask says what must be equal. FPGAs and the network
  * module (types above 16) are told by their type alone. A record of length 0 is found like any
  * other: a package without the image, to the caller.
  */
-std::optional<ImageRecord> findImageRecord(bytes::ByteSource &source, const MatchMask &mask,
-                                           int chipType, int mcuType, int pcbVersion,
-                                           int speciality);
+std::optional<package::ImageRecord> findImageRecord(bytes::ByteSource &source,
+                                                    const package::MatchMask &mask, int chipType,
+                                                    int mcuType, int pcbVersion, int speciality);

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+namespace package {
+
 MatchMask::MatchMask() : MatchMask(anyVersion()) {}
 
 MatchMask::MatchMask(const QString &text) : m_text(text)
@@ -29,3 +31,5 @@ bool MatchMask::enables(int field) const
 {
     return field >= 0 && field < fieldCount && m_enabled[size_t(field)];
 }
+
+} // namespace package

@@ -7,6 +7,8 @@
 
 #include <array>
 
+namespace package {
+
 /**
  * Which fields of an upgrade row must match a package entry or an image record: eleven flags
  * separated by commas, of which only an exact "1" switches a comparison on.
@@ -33,3 +35,5 @@ private:
     QString m_text;
     std::array<bool, fieldCount> m_enabled{};
 };
+
+} // namespace package

@@ -7,6 +7,8 @@
 
 namespace chip = protocol::chip;
 
+namespace package {
+
 namespace {
 
 using description::number;
@@ -107,3 +109,5 @@ MergeRequest parseMergeRequest(const QString &text)
     }
     return request;
 }
+
+} // namespace package

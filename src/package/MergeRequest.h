@@ -6,6 +6,8 @@
 
 #include <QVector>
 
+namespace package {
+
 /** One image that a request wants in the package. */
 struct MergeImage
 {
@@ -55,3 +57,5 @@ struct MergeRequest
 };
 
 MergeRequest parseMergeRequest(const QString &text);
+
+} // namespace package

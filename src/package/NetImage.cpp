@@ -5,6 +5,8 @@
 
 using bytes::ByteSource;
 
+namespace package {
+
 namespace {
 
 NetImage fromHead(QByteArray head, qint64 size)
@@ -38,3 +40,5 @@ QByteArray netArchive(const QByteArray &image)
     return length > 0 ? QByteArray::fromRawData(image.constData() + net::archiveOffset, length)
                       : QByteArray();
 }
+
+} // namespace package

@@ -3,6 +3,8 @@
 
 #include "bytes/ByteSource.h"
 
+namespace package {
+
 /**
  * The image for the network module itself: a head of 62 bytes and a bzip2-compressed tar archive.
  *
@@ -38,3 +40,5 @@ NetImage parseNetImage(const QByteArray &image);
 
 /** A view of the archive inside `image`, not a copy: valid only as long as `image` itself is. */
 QByteArray netArchive(const QByteArray &image);
+
+} // namespace package

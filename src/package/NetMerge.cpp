@@ -16,6 +16,8 @@ using bytes::ByteSource;
 using bytes::forEachChunk;
 using bytes::PartSource;
 
+namespace package {
+
 namespace {
 
 /** The network module as records and as descriptions number it. */
@@ -226,3 +228,5 @@ bool writeNetMerge(PackageWriter &writer, const NetMergePlan &plan, ByteSource &
     return walker.state() == RecordWalker::State::End && writer.writeRecord(plan.netKey, net) &&
            writer.finish();
 }
+
+} // namespace package

@@ -9,6 +9,8 @@
 
 #include <optional>
 
+namespace package {
+
 /** A network module image held against the MD5 that it carries. */
 struct NetCheck
 {
@@ -81,3 +83,5 @@ QJsonObject withNetEntry(const QJsonObject &description, const NetImage &net,
  */
 bool writeNetMerge(PackageWriter &writer, const NetMergePlan &plan, bytes::ByteSource &package,
                    bytes::ByteSource &net);
+
+} // namespace package

@@ -9,6 +9,8 @@ using bytes::ByteSource;
 using bytes::ChunkSums;
 using bytes::FileStamp;
 
+namespace package {
+
 PackageCheckCache::PackageCheckCache(Clock clock) : m_clock(std::move(clock)) {}
 
 PackageCheckCache::Clock PackageCheckCache::systemClock()
@@ -41,3 +43,5 @@ bool PackageCheckCache::hasSettled(const FileStamp &stamp) const
 {
     return m_clock() - std::max(stamp.modified, stamp.changed) >= settlingTime;
 }
+
+} // namespace package

@@ -8,6 +8,8 @@
 #include <mutex>
 #include <optional>
 
+namespace package {
+
 /**
  * Checks packages, and keeps the last result as long as the file's stamp is the same, so that a
  * large package that is listed often is read once. May be called from several threads; no lock is
@@ -47,3 +49,5 @@ private:
     std::mutex m_mutex;
     std::optional<Kept> m_kept;
 };
+
+} // namespace package

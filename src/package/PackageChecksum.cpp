@@ -15,6 +15,8 @@ using bytes::Crc32;
 using bytes::forEachChunk;
 using bytes::PartSource;
 
+namespace package {
+
 namespace {
 
 QByteArray textUpToNul(const QByteArray &bytes)
@@ -115,3 +117,5 @@ PackageChecksum checkPackage(ByteSource &source)
         checksum.computed = coveredSum(checksum.chunks, first).text();
     return checksum;
 }
+
+} // namespace package

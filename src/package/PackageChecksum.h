@@ -4,6 +4,8 @@
 #include "bytes/ByteSource.h"
 #include "bytes/ChunkSums.h"
 
+namespace package {
+
 /** The checksum that a package carries and the one that its bytes have. */
 struct PackageChecksum
 {
@@ -25,3 +27,5 @@ struct PackageChecksum
  * that shrinks meanwhile) is taken as it is.
  */
 PackageChecksum checkPackage(bytes::ByteSource &source);
+
+} // namespace package

@@ -11,6 +11,8 @@
 
 namespace chip = protocol::chip;
 
+namespace package {
+
 namespace description {
 
 QString text(const QJsonObject &object, const QString &key)
@@ -119,3 +121,5 @@ QVector<ImageEntry> imageEntries(const QJsonObject &description)
     }
     return entries;
 }
+
+} // namespace package

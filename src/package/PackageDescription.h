@@ -7,6 +7,8 @@
 #include <QStringList>
 #include <QVector>
 
+namespace package {
+
 /**
  * What a package says about itself. The values of the description are strings, numbers too
  * ("chip_type": "33"); what is missing or has another type counts as an empty text, as 0 or as an
@@ -70,3 +72,5 @@ quint8 number(const QJsonObject &object, const QString &key);
 quint8 character(const QString &text);
 
 } // namespace description
+
+} // namespace package

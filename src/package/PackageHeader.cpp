@@ -7,6 +7,8 @@
 
 using bytes::ByteSource;
 
+namespace package {
+
 namespace {
 
 bool hasMagicAt(const QByteArray &bytes, int offset)
@@ -89,3 +91,5 @@ QByteArray readDescription(ByteSource &source, const PackageHeader &header)
         return {};
     return source.read(header.jsonOffset, header.jsonLength);
 }
+
+} // namespace package

@@ -5,6 +5,8 @@
 
 #include <optional>
 
+namespace package {
+
 /** The head of a package: which form it has and where its description is. */
 struct PackageHeader
 {
@@ -49,3 +51,5 @@ bool isBareForm(const QByteArray &first);
  * to be absurdly long (package::longestDescription): neither can be parsed then.
  */
 QByteArray readDescription(bytes::ByteSource &source, const PackageHeader &header);
+
+} // namespace package

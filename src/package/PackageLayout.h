@@ -3,6 +3,8 @@
 
 #include <QtGlobal>
 
+namespace package {
+
 /**
  * Where things are in a firmware package (FWM). Offsets and sizes are in bytes. Beware of the two
  * byte orders: the package version is big-endian, every length is little-endian.
@@ -14,7 +16,6 @@
  *   13  2  JSON length (version 2: 4)   9     JSON
  *   15     JSON, then image records
  */
-namespace package {
 
 constexpr char magic[] = "MTU";
 constexpr int magicSize = 3;

@@ -12,6 +12,8 @@ using bytes::ByteSink;
 using bytes::ByteSource;
 using bytes::forEachChunk;
 
+namespace package {
+
 namespace {
 
 constexpr int chunkSize = 64 * 1024;
@@ -84,3 +86,5 @@ bool PackageWriter::fail(Error error)
     m_error = error;
     return false;
 }
+
+} // namespace package

@@ -6,6 +6,8 @@
 #include "bytes/Crc32.h"
 #include "package/ImageRecord.h"
 
+namespace package {
+
 /**
  * Writes a package of the newest version, front to back: the header, then the records, then the
  * checksum into the place that was left for it. The checksum is taken while the bytes pass, so
@@ -48,3 +50,5 @@ private:
     bytes::Crc32 m_crc;
     Error m_error = Error::None;
 };
+
+} // namespace package

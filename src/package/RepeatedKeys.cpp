@@ -6,6 +6,8 @@
 #include <QJsonDocument>
 #include <QVector>
 
+namespace package {
+
 namespace {
 
 /** What QJsonDocument takes at most; behind that it reads no further. */
@@ -122,3 +124,5 @@ std::optional<QString> repeatedKey(const QByteArray &json)
 {
     return Scanner(json).scan();
 }
+
+} // namespace package

@@ -2,7 +2,7 @@
 #pragma once
 
 /** The fields of one table row, comma-separated text in this order. */
-namespace field {
+namespace package::field {
 
 constexpr int name = 0;
 constexpr int chipType = 1;
@@ -26,4 +26,4 @@ constexpr char noFlags[] = ",0,0,0,0";
 /** What follows the chip index of a row of which nothing is known yet. */
 constexpr char nothingKnown[] = ",,,,,,,,,0,0";
 
-} // namespace field
+} // namespace package::field

@@ -7,6 +7,8 @@
 #include "protocol/ChipTypes.h"
 
 namespace chip = protocol::chip;
+namespace field = package::field;
+using package::MatchMask;
 
 namespace {
 

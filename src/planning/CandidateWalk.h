@@ -40,4 +40,4 @@ struct Decision
  * chip type is the row's; the first that passes, or whose version is not newer, decides.
  */
 Decision decideForRow(const QStringList &row, const QStringList &firmwareList,
-                      const MatchMask &mask);
+                      const package::MatchMask &mask);

@@ -5,6 +5,7 @@
 #include "protocol/McuFrame.h"
 
 namespace command = protocol::command;
+namespace field = package::field;
 namespace mcu = protocol::mcu;
 using protocol::Reply;
 

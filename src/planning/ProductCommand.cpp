@@ -13,6 +13,8 @@
 #include <optional>
 
 namespace chip = protocol::chip;
+namespace description = package::description;
+namespace field = package::field;
 using protocol::ProductRecord;
 
 namespace {
@@ -36,15 +38,15 @@ QJsonArray list(const QJsonObject &object, const QString &key)
 std::optional<Pcb> findPcb(const QJsonObject &chip, const QStringList &row)
 {
     std::optional<Pcb> found;
-    const QJsonArray mcus = list(chip, key::mcus);
+    const QJsonArray mcus = list(chip, package::key::mcus);
     for (const QJsonValue &mcu : mcus) {
-        if (number(mcu.toObject(), key::mcuType) != row.value(field::mcuType).toInt())
+        if (number(mcu.toObject(), package::key::mcuType) != row.value(field::mcuType).toInt())
             continue;
-        const QJsonArray pcbs = list(mcu.toObject(), key::pcbs);
+        const QJsonArray pcbs = list(mcu.toObject(), package::key::pcbs);
         for (const QJsonValue &value : pcbs) {
             const QJsonObject pcb = value.toObject();
-            found = Pcb{number(pcb, key::pcbVersion),
-                        description::character(text(pcb, key::speciality))};
+            found = Pcb{number(pcb, package::key::pcbVersion),
+                        description::character(text(pcb, package::key::speciality))};
             found->matches = found->version == row.value(field::pcbVersion).toInt() &&
                              found->speciality == row.value(field::speciality).toInt();
             if (found->matches)
@@ -59,7 +61,7 @@ std::optional<ProductRecord> auxRecord(const QStringList &row, const QJsonArray 
     const int chipType = row.value(field::chipType).toInt();
     for (const QJsonValue &value : chips) {
         const QJsonObject chip = value.toObject();
-        const int type = chip::fromDescription(number(chip, key::chipType));
+        const int type = chip::fromDescription(number(chip, package::key::chipType));
         if (type == chip::mainMcu || type != chipType)
             continue;
         const auto pcb = findPcb(chip, row);
@@ -78,19 +80,19 @@ std::optional<ProductRecord> auxRecord(const QStringList &row, const QJsonArray 
 std::optional<ProductRecord> mainRecord(const QStringList &row, const QJsonObject &description)
 {
     std::optional<ProductRecord> record;
-    const QJsonArray chips = list(description, key::chips);
+    const QJsonArray chips = list(description, package::key::chips);
     for (const QJsonValue &value : chips) {
         const QJsonObject chip = value.toObject();
-        const int type = chip::fromDescription(number(chip, key::chipType));
+        const int type = chip::fromDescription(number(chip, package::key::chipType));
         if (type == chip::mainMcu) {
             const Pcb pcb = findPcb(chip, row).value_or(Pcb());
             record = ProductRecord();
             record->pcbVersion = pcb.version;
             record->speciality = pcb.speciality;
-            record->model = text(description, key::model).toUtf8();
+            record->model = text(description, package::key::model).toUtf8();
         } else if (record) {
-            record->auxChips.append(
-                {quint8(type), number(chip, key::chipQuantity), text(chip, key::name).toUtf8()});
+            record->auxChips.append({quint8(type), number(chip, package::key::chipQuantity),
+                                     text(chip, package::key::name).toUtf8()});
         }
     }
     return record;
@@ -116,7 +118,7 @@ productCommand::Command productCommand::build(const QStringList &row,
     const QJsonObject object = description.object();
     const auto record = row.value(field::chipType).toInt() == 0
                             ? mainRecord(row, object)
-                            : auxRecord(row, list(object, key::chips));
+                            : auxRecord(row, list(object, package::key::chips));
     if (!record)
         return {{}, Error::NoMatchingChip};
     return {record->encode(), Error::None};

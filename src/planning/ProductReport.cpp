@@ -3,6 +3,7 @@
 
 #include "planning/TypeAndIndexTable.h"
 
+namespace field = package::field;
 using protocol::AuxChip;
 using protocol::ProductRecord;
 

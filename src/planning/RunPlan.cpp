@@ -3,7 +3,9 @@
 
 #include "planning/TypeAndIndexTable.h"
 
+namespace field = package::field;
 using bytes::ByteSource;
+using package::MatchMask;
 
 namespace {
 

@@ -17,11 +17,11 @@ struct PlannedRow
     Decision decision;
     /** The image that would be sent: the first record that fits, which need not be the one that
      *  the deciding entry speaks of. Absent when nothing is sent. */
-    std::optional<ImageRecord> image;
+    std::optional<package::ImageRecord> image;
     /** The entry says yes, but the package holds no image for it. */
     bool imageIsMissing = false;
 };
 
 /** The dry run over all rows, by the rules that a real one follows. */
 QVector<PlannedRow> planRun(const QVector<QStringList> &rows, const QStringList &firmwareList,
-                            const MatchMask &mask, bytes::ByteSource &package);
+                            const package::MatchMask &mask, bytes::ByteSource &package);

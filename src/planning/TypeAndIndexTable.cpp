@@ -5,6 +5,7 @@
 #include "protocol/ChipTypes.h"
 
 namespace chip = protocol::chip;
+namespace field = package::field;
 
 namespace {
 

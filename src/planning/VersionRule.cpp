@@ -3,6 +3,8 @@
 
 #include "planning/TypeAndIndexTable.h"
 
+namespace field = package::field;
+
 Version versionOf(const QStringList &fields)
 {
     Version version{};

@@ -17,6 +17,7 @@
 #include <cstdio>
 
 namespace appStatus = protocol::appStatus;
+namespace buildtext = package::buildtext;
 namespace consoletext = protocol::consoletext;
 using protocol::WireText;
 

@@ -12,6 +12,7 @@
 #include <cstdio>
 
 namespace command = protocol::command;
+namespace field = package::field;
 namespace mcu = protocol::mcu;
 
 using namespace std::chrono_literals;

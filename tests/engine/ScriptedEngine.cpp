@@ -13,6 +13,7 @@
 namespace appStatus = protocol::appStatus;
 namespace chip = protocol::chip;
 namespace command = protocol::command;
+namespace field = package::field;
 namespace mcu = protocol::mcu;
 
 namespace {

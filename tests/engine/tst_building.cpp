@@ -11,6 +11,7 @@
 #include <QtTest>
 
 using bytes::FileSource;
+using package::checkPackage;
 
 namespace {
 

@@ -7,6 +7,7 @@
 
 #include <QtTest>
 
+namespace field = package::field;
 using protocol::ProductRecord;
 
 using FoundEvent = std::optional<Event>;

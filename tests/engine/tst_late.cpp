@@ -12,6 +12,7 @@
 #include <QtTest>
 
 namespace command = protocol::command;
+namespace field = package::field;
 namespace mcu = protocol::mcu;
 
 using namespace std::chrono_literals;

@@ -13,6 +13,7 @@
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
+namespace net = package::net;
 
 namespace {
 

@@ -15,6 +15,7 @@
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
+namespace net = package::net;
 using bytes::BytesSource;
 using protocol::Reply;
 

@@ -6,6 +6,8 @@
 #include <atomic>
 #include <thread>
 
+namespace field = package::field;
+
 class TestReportParts : public QObject
 {
     Q_OBJECT

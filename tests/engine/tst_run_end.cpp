@@ -10,6 +10,7 @@
 
 namespace appStatus = protocol::appStatus;
 namespace command = protocol::command;
+namespace field = package::field;
 
 Q_DECLARE_METATYPE(RunOutcome)
 

@@ -10,6 +10,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+namespace field = package::field;
 using bytes::ByteSource;
 
 using Images = QVector<TestImage>;

@@ -15,6 +15,8 @@
 #include <unistd.h>
 
 using bytes::BytesSource;
+using package::PackageDescription;
+using package::parseDescription;
 
 namespace {
 

@@ -6,6 +6,7 @@
 #include "support/NetFrames.h"
 
 namespace block = protocol::block;
+namespace net = package::net;
 namespace status = protocol::status;
 
 namespace {

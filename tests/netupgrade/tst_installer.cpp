@@ -6,7 +6,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+namespace net = package::net;
 using bytes::BytesSource;
+using package::NetImage;
+using package::parseNetImage;
 
 namespace {
 

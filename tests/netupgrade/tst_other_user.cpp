@@ -11,6 +11,8 @@
 
 #include <sys/stat.h>
 
+using package::parseNetImage;
+
 namespace {
 
 QByteArray contents(const QString &path)

@@ -8,6 +8,7 @@
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 namespace status = protocol::status;
+using package::NetImage;
 
 using Kind = NetBlockAction::Kind;
 

@@ -12,6 +12,20 @@ using bytes::ByteSource;
 using bytes::BytesSink;
 using bytes::BytesSource;
 using bytes::PartSource;
+using package::checkNetImage;
+using package::checkPackage;
+using package::MatchMask;
+using package::NetMergePlan;
+using package::PackageDescription;
+using package::PackageHeader;
+using package::PackageWriter;
+using package::parseDescription;
+using package::parseNetImage;
+using package::planNetMerge;
+using package::readDescription;
+using package::readPackageHeader;
+using package::RecordWalker;
+using package::writeNetMerge;
 
 namespace {
 

@@ -9,6 +9,9 @@
 
 using bytes::BytesSource;
 using bytes::FileStamp;
+using package::checkPackage;
+using package::PackageCheckCache;
+using package::PackageChecksum;
 
 namespace {
 

@@ -14,6 +14,8 @@
 using bytes::BytesSource;
 using bytes::Crc32;
 using bytes::FileSource;
+using package::checkPackage;
+using package::PackageChecksum;
 
 namespace {
 

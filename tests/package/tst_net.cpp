@@ -10,6 +10,27 @@
 
 using bytes::BytesSink;
 using bytes::BytesSource;
+using package::checkNetImage;
+using package::checkPackage;
+using package::MatchMask;
+using package::netArchive;
+using package::NetCheck;
+using package::NetImage;
+using package::netMajorVersion;
+using package::NetMergePlan;
+using package::netMinorVersion;
+using package::netRecordKey;
+using package::PackageDescription;
+using package::PackageWriter;
+using package::parseDescription;
+using package::parseNetImage;
+using package::planNetMerge;
+using package::readDescription;
+using package::readNetImage;
+using package::readPackageHeader;
+using package::RecordKey;
+using package::RecordWalker;
+using package::writeNetMerge;
 
 namespace {
 

@@ -9,6 +9,17 @@
 #include <QtTest>
 
 using bytes::BytesSource;
+using package::currentFormVersion;
+using package::imageEntries;
+using package::ImageEntry;
+using package::isBareForm;
+using package::MatchMask;
+using package::PackageDescription;
+using package::PackageHeader;
+using package::parseDescription;
+using package::readDescription;
+using package::readPackageHeader;
+using package::repeatedKey;
 
 namespace {
 

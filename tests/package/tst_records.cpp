@@ -7,6 +7,10 @@
 #include <QtTest>
 
 using bytes::BytesSource;
+using package::MatchMask;
+using package::readPackageHeader;
+using package::RecordKey;
+using package::RecordWalker;
 
 namespace {
 

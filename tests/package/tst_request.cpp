@@ -7,6 +7,12 @@
 #include <QJsonDocument>
 #include <QtTest>
 
+namespace buildtext = package::buildtext;
+using package::mergeErrorText;
+using package::MergeImage;
+using package::MergeRequest;
+using package::parseMergeRequest;
+
 namespace {
 
 using Error = MergeImage::Error;
@@ -16,21 +22,31 @@ struct Values
 {
     QString chipType = QStringLiteral("1");
     QJsonObject pcb{
-        {key::name, QStringLiteral("MAIN-A")},      {key::pcbVersion, QStringLiteral("1")},
-        {key::speciality, QStringLiteral("B")},     {key::ver1, QStringLiteral("1")},
-        {key::ver2, QStringLiteral("2")},           {key::ver3, QStringLiteral("3")},
-        {key::file, QStringLiteral("main.bin")},    {key::inChipType, QStringLiteral("0")},
-        {key::inChipQuantity, QStringLiteral("1")}, {key::inMcuType, QStringLiteral("4")},
-        {key::inPcbVersion, QStringLiteral("5")},   {key::inSpeciality, QStringLiteral("65")},
-        {key::inVer1, QStringLiteral("6")},         {key::inVer2, QStringLiteral("7")},
-        {key::inVer3, QStringLiteral("8")},
+        {package::key::name, QStringLiteral("MAIN-A")},
+        {package::key::pcbVersion, QStringLiteral("1")},
+        {package::key::speciality, QStringLiteral("B")},
+        {package::key::ver1, QStringLiteral("1")},
+        {package::key::ver2, QStringLiteral("2")},
+        {package::key::ver3, QStringLiteral("3")},
+        {package::key::file, QStringLiteral("main.bin")},
+        {package::key::inChipType, QStringLiteral("0")},
+        {package::key::inChipQuantity, QStringLiteral("1")},
+        {package::key::inMcuType, QStringLiteral("4")},
+        {package::key::inPcbVersion, QStringLiteral("5")},
+        {package::key::inSpeciality, QStringLiteral("65")},
+        {package::key::inVer1, QStringLiteral("6")},
+        {package::key::inVer2, QStringLiteral("7")},
+        {package::key::inVer3, QStringLiteral("8")},
     };
 
     QString request() const
     {
-        const QJsonObject mcu{{key::mcuType, QStringLiteral("4")}, {key::pcbs, QJsonArray{pcb}}};
-        const QJsonObject chip{{key::chipType, chipType}, {key::mcus, QJsonArray{mcu}}};
-        const QJsonObject all{{key::model, QStringLiteral("M")}, {key::chips, QJsonArray{chip}}};
+        const QJsonObject mcu{{package::key::mcuType, QStringLiteral("4")},
+                              {package::key::pcbs, QJsonArray{pcb}}};
+        const QJsonObject chip{{package::key::chipType, chipType},
+                               {package::key::mcus, QJsonArray{mcu}}};
+        const QJsonObject all{{package::key::model, QStringLiteral("M")},
+                              {package::key::chips, QJsonArray{chip}}};
         return QString::fromUtf8(QJsonDocument(all).toJson());
     }
 
@@ -82,26 +98,26 @@ void TestRequest::checksValues_data()
         QTest::newRow(name) << QString::fromLatin1(chipType) << key << QString::fromLatin1(value)
                             << error;
     };
-    row("main MCU", "1", key::inChipType, "0", Error::None);
-    row("chip type 0", "0", key::inChipType, "0", Error::ChipType);
-    row("chip type 256", "256", key::inChipType, "0", Error::ChipType);
-    row("chip type missing", "", key::inChipType, "0", Error::ChipType);
-    row("quantity 0", "1", key::inChipQuantity, "0", Error::ChipQuantity);
-    row("quantity no number", "1", key::inChipQuantity, "two", Error::ChipQuantity);
-    row("quantity 0 of an FPGA", "18", key::inChipQuantity, "0", Error::ChipQuantity);
-    row("MCU type 0", "1", key::inMcuType, "0", Error::McuType);
-    row("MCU type 0 at 17", "17", key::inMcuType, "0", Error::McuType);
-    row("MCU type 0 at 18", "18", key::inMcuType, "0", Error::None);
-    row("PCB version 0", "1", key::inPcbVersion, "0", Error::PcbVersion);
-    row("PCB version 0 at 17", "17", key::inPcbVersion, "0", Error::PcbVersion);
-    row("PCB version 0 at 18", "18", key::inPcbVersion, "0", Error::None);
-    row("speciality 64", "1", key::inSpeciality, "64", Error::Speciality);
-    row("speciality 65", "1", key::inSpeciality, "65", Error::None);
-    row("speciality 90", "1", key::inSpeciality, "90", Error::None);
-    row("speciality 91", "1", key::inSpeciality, "91", Error::Speciality);
-    row("speciality 0 at 17", "17", key::inSpeciality, "0", Error::Speciality);
-    row("speciality 0 at 18", "18", key::inSpeciality, "0", Error::None);
-    row("network module", "33", key::inMcuType, "0", Error::None);
+    row("main MCU", "1", package::key::inChipType, "0", Error::None);
+    row("chip type 0", "0", package::key::inChipType, "0", Error::ChipType);
+    row("chip type 256", "256", package::key::inChipType, "0", Error::ChipType);
+    row("chip type missing", "", package::key::inChipType, "0", Error::ChipType);
+    row("quantity 0", "1", package::key::inChipQuantity, "0", Error::ChipQuantity);
+    row("quantity no number", "1", package::key::inChipQuantity, "two", Error::ChipQuantity);
+    row("quantity 0 of an FPGA", "18", package::key::inChipQuantity, "0", Error::ChipQuantity);
+    row("MCU type 0", "1", package::key::inMcuType, "0", Error::McuType);
+    row("MCU type 0 at 17", "17", package::key::inMcuType, "0", Error::McuType);
+    row("MCU type 0 at 18", "18", package::key::inMcuType, "0", Error::None);
+    row("PCB version 0", "1", package::key::inPcbVersion, "0", Error::PcbVersion);
+    row("PCB version 0 at 17", "17", package::key::inPcbVersion, "0", Error::PcbVersion);
+    row("PCB version 0 at 18", "18", package::key::inPcbVersion, "0", Error::None);
+    row("speciality 64", "1", package::key::inSpeciality, "64", Error::Speciality);
+    row("speciality 65", "1", package::key::inSpeciality, "65", Error::None);
+    row("speciality 90", "1", package::key::inSpeciality, "90", Error::None);
+    row("speciality 91", "1", package::key::inSpeciality, "91", Error::Speciality);
+    row("speciality 0 at 17", "17", package::key::inSpeciality, "0", Error::Speciality);
+    row("speciality 0 at 18", "18", package::key::inSpeciality, "0", Error::None);
+    row("network module", "33", package::key::inMcuType, "0", Error::None);
 }
 
 void TestRequest::checksValues()
@@ -122,19 +138,19 @@ void TestRequest::checksInOrder()
     values.chipType = QStringLiteral("0");
     values.pcb = {};
     QCOMPARE(values.image().error, Error::NeedVer3);
-    values.pcb.insert(key::inVer3, QStringLiteral("1"));
+    values.pcb.insert(package::key::inVer3, QStringLiteral("1"));
     QCOMPARE(values.image().error, Error::NeedVer3);
-    values.pcb.insert(key::ver3, QString());
+    values.pcb.insert(package::key::ver3, QString());
     QCOMPARE(values.image().error, Error::ChipType);
     values.chipType = QStringLiteral("1");
     QCOMPARE(values.image().error, Error::ChipQuantity);
-    values.pcb.insert(key::inChipQuantity, QStringLiteral("1"));
+    values.pcb.insert(package::key::inChipQuantity, QStringLiteral("1"));
     QCOMPARE(values.image().error, Error::McuType);
-    values.pcb.insert(key::inMcuType, QStringLiteral("1"));
+    values.pcb.insert(package::key::inMcuType, QStringLiteral("1"));
     QCOMPARE(values.image().error, Error::PcbVersion);
-    values.pcb.insert(key::inPcbVersion, QStringLiteral("1"));
+    values.pcb.insert(package::key::inPcbVersion, QStringLiteral("1"));
     QCOMPARE(values.image().error, Error::Speciality);
-    values.pcb.insert(key::speciality, QStringLiteral("A"));
+    values.pcb.insert(package::key::speciality, QStringLiteral("A"));
     QCOMPARE(values.image().error, Error::None);
     QCOMPARE(values.image().key.bytes().toHex(), QByteArray("0001010141000001"));
 }
@@ -159,9 +175,9 @@ void TestRequest::readsSpeciality()
     QFETCH(QJsonValue, value);
     Values values;
     if (value.isUndefined())
-        values.pcb.remove(key::inSpeciality);
+        values.pcb.remove(package::key::inSpeciality);
     else
-        values.pcb.insert(key::inSpeciality, value);
+        values.pcb.insert(package::key::inSpeciality, value);
     QTEST(int(values.image().key.speciality), "code");
 }
 

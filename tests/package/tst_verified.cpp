@@ -13,6 +13,8 @@ using bytes::BytesSource;
 using bytes::ChunkSums;
 using bytes::Crc32;
 using bytes::VerifiedSource;
+using package::checkPackage;
+using package::PackageChecksum;
 
 using Fault = VerifiedSource::Fault;
 

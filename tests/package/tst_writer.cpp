@@ -14,6 +14,13 @@ using bytes::ByteSource;
 using bytes::BytesSink;
 using bytes::BytesSource;
 using bytes::PartSource;
+using package::checkPackage;
+using package::PackageHeader;
+using package::PackageWriter;
+using package::readDescription;
+using package::readPackageHeader;
+using package::RecordKey;
+using package::RecordWalker;
 
 namespace {
 

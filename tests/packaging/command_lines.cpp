@@ -7,6 +7,9 @@
 
 #include <cstdio>
 
+namespace net = package::net;
+using package::NetImage;
+
 namespace {
 
 void writeDown(const QString &command)

@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+using package::MatchMask;
+
 Q_DECLARE_METATYPE(Decision::Verdict)
 
 namespace {

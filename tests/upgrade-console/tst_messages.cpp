@@ -19,6 +19,7 @@
 #include <QTest>
 
 namespace appStatus = protocol::appStatus;
+namespace buildtext = package::buildtext;
 namespace consoletext = protocol::consoletext;
 using protocol::WireText;
 

@@ -8,6 +8,9 @@
 
 #include <QTest>
 
+using package::PackageDescription;
+using package::parseDescription;
+
 namespace {
 
 using namespace std::chrono_literals;

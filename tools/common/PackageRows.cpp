@@ -6,6 +6,12 @@
 
 #include <algorithm>
 
+namespace description = package::description;
+namespace field = package::field;
+using package::imageEntries;
+using package::ImageEntry;
+using package::PackageDescription;
+
 namespace {
 
 /** What the entries of one chip type come to. */
@@ -53,7 +59,7 @@ QVector<ChipKind> kindsOf(const PackageDescription &package)
             continue;
         }
         // Images for several boards: the chip's own name fits all of them.
-        const QString chipName = description::text(entries.at(i).chip, key::name);
+        const QString chipName = description::text(entries.at(i).chip, package::key::name);
         if (kind->name != image.name && !chipName.isEmpty())
             kind->name = chipName;
         kind->quantity = std::max(kind->quantity, image.chipIndex);

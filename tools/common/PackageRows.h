@@ -28,4 +28,4 @@ enum class Numbering {
  * index 0 to quantity - 1 of each chip type, whatever the number of its images. Several chips of a
  * type have the index in their names, "AUX[1]". With quantities there is one row for each image.
  */
-QVector<PackageRow> rowsOf(const PackageDescription &package, Numbering numbering);
+QVector<PackageRow> rowsOf(const package::PackageDescription &package, Numbering numbering);

@@ -6,9 +6,18 @@
 
 #include <limits>
 
+namespace net = package::net;
 using bytes::AtomicFile;
 using bytes::ByteSource;
 using bytes::FileSource;
+using package::checkNetImage;
+using package::isBareForm;
+using package::NetCheck;
+using package::NetMergePlan;
+using package::PackageHeader;
+using package::PackageWriter;
+using package::planNetMerge;
+using package::writeNetMerge;
 
 namespace {
 

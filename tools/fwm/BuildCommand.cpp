@@ -13,8 +13,14 @@
 
 #include <algorithm>
 
+namespace description = package::description;
 using bytes::AtomicFile;
 using bytes::FileSource;
+using package::mergeErrorText;
+using package::MergeImage;
+using package::MergeRequest;
+using package::PackageWriter;
+using package::parseMergeRequest;
 
 namespace {
 
@@ -60,7 +66,8 @@ QString imagePath(const QString &request, const MergeImage &image)
 QString placeIn(const QString &request, const MergeImage &image)
 {
     return QStringLiteral("%1: %2 \"%3\"")
-        .arg(request, placeText(image.entry), description::text(image.entry.pcb, key::name));
+        .arg(request, placeText(image.entry),
+             description::text(image.entry.pcb, package::key::name));
 }
 
 /** Everything that can be wrong with one image before a byte of it is read. */

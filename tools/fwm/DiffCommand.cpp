@@ -8,6 +8,8 @@
 #include <QJsonArray>
 #include <QVariant>
 
+using package::RecordKey;
+
 namespace {
 
 /** Pairs of values that differ, as text and as JSON. */

@@ -18,6 +18,7 @@ using bytes::AtomicFile;
 using bytes::ByteSource;
 using bytes::BytesSource;
 using bytes::PartSource;
+using package::ImageRecord;
 
 namespace {
 

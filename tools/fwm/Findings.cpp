@@ -10,6 +10,15 @@
 
 #include <algorithm>
 
+namespace description = package::description;
+namespace net = package::net;
+using package::ImageEntry;
+using package::PackageChecksum;
+using package::PackageDescription;
+using package::PackageHeader;
+using package::RecordKey;
+using package::RecordWalker;
+
 namespace {
 
 using Severity = Finding::Severity;
@@ -153,7 +162,7 @@ void Collector::entriesAndRecords()
         const ImageEntry &entry = m_contents.entries.at(index);
         error("record-missing", m_contents.header.jsonOffset,
               QStringLiteral("%1 \"%2\" has no image (%3)")
-                  .arg(placeText(entry), description::text(entry.pcb, key::name),
+                  .arg(placeText(entry), description::text(entry.pcb, package::key::name),
                        keyText(keyOfEntry(entry))));
     }
     for (const ImageInfo &image : m_contents.images)
@@ -177,7 +186,7 @@ void Collector::recordOf(const ImageInfo &image)
         error("record-differs", offset,
               QStringLiteral("the key bytes are %1, but %2 \"%3\" describes %4")
                   .arg(hex(image.record.key), placeText(entry),
-                       description::text(entry.pcb, key::name), hex(keyOfEntry(entry))));
+                       description::text(entry.pcb, package::key::name), hex(keyOfEntry(entry))));
     }
 }
 

@@ -4,6 +4,10 @@
 #include "fwm/Words.h"
 #include "package/DescriptionKeys.h"
 
+namespace description = package::description;
+namespace net = package::net;
+using package::RecordKey;
+
 namespace {
 
 QJsonObject netJson(const ImageInfo &image)
@@ -20,7 +24,7 @@ QString imageName(const PackageContents &contents, const ImageInfo &image)
 {
     if (image.entry < 0)
         return {};
-    return description::text(contents.entries.at(image.entry).pcb, key::name);
+    return description::text(contents.entries.at(image.entry).pcb, package::key::name);
 }
 
 QJsonObject imageJson(const PackageContents &contents, int number)

@@ -6,6 +6,10 @@
 
 #include <QJsonArray>
 
+using package::isBareForm;
+using package::PackageHeader;
+using package::RecordKey;
+
 namespace {
 
 QString formText(const PackageHeader &header)

@@ -8,6 +8,9 @@
 #include <QJsonArray>
 
 namespace chip = protocol::chip;
+namespace description = package::description;
+using package::ImageEntry;
+using package::RecordKey;
 
 namespace {
 
@@ -15,10 +18,10 @@ QJsonObject entryJson(const ImageEntry &entry, const QString &line)
 {
     const RecordKey record = keyOfEntry(entry);
     return {{QStringLiteral("entry"), line},
-            {QStringLiteral("name"), description::text(entry.pcb, key::name)},
-            {QStringLiteral("chip"), description::text(entry.chip, key::name)},
+            {QStringLiteral("name"), description::text(entry.pcb, package::key::name)},
+            {QStringLiteral("chip"), description::text(entry.chip, package::key::name)},
             {QStringLiteral("chip_type"),
-             chip::fromDescription(description::number(entry.chip, key::chipType))},
+             chip::fromDescription(description::number(entry.chip, package::key::chipType))},
             {QStringLiteral("chip_quantity"), record.chipQuantity},
             {QStringLiteral("mcu_type"), record.mcuType},
             {QStringLiteral("pcb_version"), record.pcbVersion},

@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QFileInfo>
 
+namespace net = package::net;
 using bytes::AtomicFile;
 using bytes::ByteSink;
 using bytes::FileSource;

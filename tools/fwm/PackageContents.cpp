@@ -10,9 +10,23 @@
 #include <QHash>
 
 namespace chip = protocol::chip;
+namespace description = package::description;
+namespace net = package::net;
 using bytes::ByteSource;
 using bytes::forEachChunk;
 using bytes::PartSource;
+using package::checkNetImage;
+using package::checkPackage;
+using package::imageEntries;
+using package::ImageEntry;
+using package::ImageRecord;
+using package::PackageDescription;
+using package::PackageHeader;
+using package::parseDescription;
+using package::readDescription;
+using package::readPackageHeader;
+using package::RecordKey;
+using package::RecordWalker;
 
 namespace {
 
@@ -106,14 +120,15 @@ RecordKey keyOfEntry(const ImageEntry &entry)
 {
     using description::number;
     RecordKey record;
-    record.chipType = quint8(chip::fromDescription(number(entry.chip, key::chipType)));
-    record.chipQuantity = number(entry.chip, key::chipQuantity);
-    record.mcuType = number(entry.mcu, key::mcuType);
-    record.pcbVersion = number(entry.pcb, key::pcbVersion);
-    record.speciality = description::character(description::text(entry.pcb, key::speciality));
-    record.ver1 = number(entry.pcb, key::ver1);
-    record.ver2 = number(entry.pcb, key::ver2);
-    record.ver3 = number(entry.pcb, key::ver3);
+    record.chipType = quint8(chip::fromDescription(number(entry.chip, package::key::chipType)));
+    record.chipQuantity = number(entry.chip, package::key::chipQuantity);
+    record.mcuType = number(entry.mcu, package::key::mcuType);
+    record.pcbVersion = number(entry.pcb, package::key::pcbVersion);
+    record.speciality =
+        description::character(description::text(entry.pcb, package::key::speciality));
+    record.ver1 = number(entry.pcb, package::key::ver1);
+    record.ver2 = number(entry.pcb, package::key::ver2);
+    record.ver3 = number(entry.pcb, package::key::ver3);
     return record;
 }
 

@@ -13,11 +13,11 @@
 /** One image of a package. */
 struct ImageInfo
 {
-    ImageRecord record;
+    package::ImageRecord record;
     /** In hexadecimal. */
     QByteArray sha256;
     /** For the network module's images only. */
-    std::optional<NetCheck> net;
+    std::optional<package::NetCheck> net;
     bool looksLikeBzip2 = false;
     /** The entry of the description that speaks of it, or -1. */
     int entry = -1;
@@ -29,14 +29,14 @@ struct ImageInfo
 struct PackageContents
 {
     qint64 size = 0;
-    PackageHeader header;
-    PackageChecksum checksum;
-    PackageDescription description;
-    QVector<ImageEntry> entries;
+    package::PackageHeader header;
+    package::PackageChecksum checksum;
+    package::PackageDescription description;
+    QVector<package::ImageEntry> entries;
     QVector<ImageInfo> images;
     /** For every entry the image that it speaks of, or -1. */
     QVector<int> imageOfEntry;
-    RecordWalker::State end = RecordWalker::State::Walking;
+    package::RecordWalker::State end = package::RecordWalker::State::Walking;
     /** Where the records end or break off. */
     qint64 endOffset = 0;
     bool hasTooManyImages = false;
@@ -49,13 +49,13 @@ PackageContents readHead(bytes::ByteSource &source);
 PackageContents readContents(bytes::ByteSource &source);
 
 /** The key that an entry's record should have. */
-RecordKey keyOfEntry(const ImageEntry &entry);
+package::RecordKey keyOfEntry(const package::ImageEntry &entry);
 
 /**
  * By what a device tells images apart: the chip type alone for FPGAs and the network module, with
  * MCU type, PCB version and speciality for all others.
  */
-QByteArray identityOf(const RecordKey &key);
+QByteArray identityOf(const package::RecordKey &key);
 
 /** What is wrong with everything in front of the images; packages without a checksum are fine. */
 std::optional<Problem> headProblem(const PackageContents &contents);

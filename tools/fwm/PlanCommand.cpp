@@ -11,6 +11,10 @@
 
 #include <QJsonArray>
 
+namespace field = package::field;
+using package::MatchMask;
+using package::PackageDescription;
+
 namespace {
 
 const char *fieldName(int index)

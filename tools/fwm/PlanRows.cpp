@@ -10,6 +10,7 @@
 #include <limits>
 
 namespace chip = protocol::chip;
+namespace field = package::field;
 using bytes::FileSource;
 
 namespace {

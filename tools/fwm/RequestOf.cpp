@@ -9,6 +9,9 @@
 
 #include <algorithm>
 
+using package::ImageEntry;
+using package::RecordKey;
+
 namespace {
 
 void setKeyBytes(QJsonObject &pcb, const RecordKey &record)
@@ -16,14 +19,14 @@ void setKeyBytes(QJsonObject &pcb, const RecordKey &record)
     const auto set = [&pcb](const QString &key, quint8 value) {
         pcb.insert(key, QString::number(value));
     };
-    set(key::inChipType, record.chipType);
-    set(key::inChipQuantity, record.chipQuantity);
-    set(key::inMcuType, record.mcuType);
-    set(key::inPcbVersion, record.pcbVersion);
-    set(key::inSpeciality, record.speciality);
-    set(key::inVer1, record.ver1);
-    set(key::inVer2, record.ver2);
-    set(key::inVer3, record.ver3);
+    set(package::key::inChipType, record.chipType);
+    set(package::key::inChipQuantity, record.chipQuantity);
+    set(package::key::inMcuType, record.mcuType);
+    set(package::key::inPcbVersion, record.pcbVersion);
+    set(package::key::inSpeciality, record.speciality);
+    set(package::key::inVer1, record.ver1);
+    set(package::key::inVer2, record.ver2);
+    set(package::key::inVer3, record.ver3);
 }
 
 /** The value at `index` of the list under `key`, replaced. */
@@ -37,11 +40,12 @@ QJsonObject replaced(QJsonObject parent, const QString &key, int index, const QJ
 
 QJsonObject withPcb(const QJsonObject &description, const ImageEntry &place, const QJsonObject &pcb)
 {
-    const QJsonObject chip = description.value(key::chips).toArray().at(place.chipIndex).toObject();
-    const QJsonObject mcu = chip.value(key::mcus).toArray().at(place.mcuIndex).toObject();
-    return replaced(
-        description, key::chips, place.chipIndex,
-        replaced(chip, key::mcus, place.mcuIndex, replaced(mcu, key::pcbs, place.pcbIndex, pcb)));
+    const QJsonObject chip =
+        description.value(package::key::chips).toArray().at(place.chipIndex).toObject();
+    const QJsonObject mcu = chip.value(package::key::mcus).toArray().at(place.mcuIndex).toObject();
+    return replaced(description, package::key::chips, place.chipIndex,
+                    replaced(chip, package::key::mcus, place.mcuIndex,
+                             replaced(mcu, package::key::pcbs, place.pcbIndex, pcb)));
 }
 
 /** Requests are ASCII; JSON has escapes for everything else. */
@@ -74,7 +78,7 @@ QByteArray requestOf(const PackageContents &contents, const QStringList &files)
         const ImageInfo &image = contents.images.at(index);
         const ImageEntry &place = contents.entries.at(image.entry);
         QJsonObject pcb = place.pcb;
-        pcb.insert(key::file, files.at(index));
+        pcb.insert(package::key::file, files.at(index));
         setKeyBytes(pcb, image.record.key);
         request = withPcb(request, place, pcb);
     }

@@ -10,6 +10,7 @@
 #include <QRegularExpression>
 
 namespace chip = protocol::chip;
+namespace description = package::description;
 
 namespace {
 
@@ -68,9 +69,9 @@ private:
 
 QVector<Finding> Schema::check(const QJsonObject &description)
 {
-    text(description, {}, key::model);
-    text(description, {}, key::version);
-    objects(description, {}, key::chips,
+    text(description, {}, package::key::model);
+    text(description, {}, package::key::version);
+    objects(description, {}, package::key::chips,
             [this](const QJsonObject &object, const QString &place) { chip(object, place); });
     return m_findings;
 }
@@ -96,11 +97,11 @@ void Schema::number(const QJsonObject &object, const QString &place, const QStri
 
 void Schema::chip(const QJsonObject &chip, const QString &place)
 {
-    text(chip, place, key::name);
-    number(chip, place, key::chipType, 1);
-    number(chip, place, key::chipQuantity, 1);
-    const int chipType = description::number(chip, key::chipType);
-    objects(chip, place, key::mcus,
+    text(chip, place, package::key::name);
+    number(chip, place, package::key::chipType, 1);
+    number(chip, place, package::key::chipQuantity, 1);
+    const int chipType = description::number(chip, package::key::chipType);
+    objects(chip, place, package::key::mcus,
             [this, chipType](const QJsonObject &object, const QString &inner) {
                 mcu(object, inner, chipType);
             });
@@ -108,8 +109,8 @@ void Schema::chip(const QJsonObject &chip, const QString &place)
 
 void Schema::mcu(const QJsonObject &mcu, const QString &place, int chipType)
 {
-    number(mcu, place, key::mcuType, hasVariants(chipType) ? 1 : 0);
-    objects(mcu, place, key::pcbs,
+    number(mcu, place, package::key::mcuType, hasVariants(chipType) ? 1 : 0);
+    objects(mcu, place, package::key::pcbs,
             [this, chipType](const QJsonObject &object, const QString &inner) {
                 pcb(object, inner, chipType);
             });
@@ -117,16 +118,18 @@ void Schema::mcu(const QJsonObject &mcu, const QString &place, int chipType)
 
 void Schema::pcb(const QJsonObject &pcb, const QString &place, int chipType)
 {
-    text(pcb, place, key::name);
+    text(pcb, place, package::key::name);
     // Devices read their own list by its commas.
-    if (description::text(pcb, key::name).contains(QLatin1Char(',')))
-        say(place + key::name, QStringLiteral("has a comma, which shifts every later field"));
-    number(pcb, place, key::pcbVersion, hasVariants(chipType) ? 1 : 0);
-    if (pcb.value(key::speciality).isString())
-        speciality(description::text(pcb, key::speciality), place + key::speciality, chipType);
+    if (description::text(pcb, package::key::name).contains(QLatin1Char(',')))
+        say(place + package::key::name,
+            QStringLiteral("has a comma, which shifts every later field"));
+    number(pcb, place, package::key::pcbVersion, hasVariants(chipType) ? 1 : 0);
+    if (pcb.value(package::key::speciality).isString())
+        speciality(description::text(pcb, package::key::speciality),
+                   place + package::key::speciality, chipType);
     else
-        say(place + key::speciality, QStringLiteral("is missing or no text"));
-    for (const QString &version : {key::ver1, key::ver2, key::ver3})
+        say(place + package::key::speciality, QStringLiteral("is missing or no text"));
+    for (const QString &version : {package::key::ver1, package::key::ver2, package::key::ver3})
         number(pcb, place, version);
 }
 

@@ -6,6 +6,8 @@
 #include <algorithm>
 
 namespace chip = protocol::chip;
+using package::ImageEntry;
+using package::RecordKey;
 
 namespace {
 

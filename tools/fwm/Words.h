@@ -17,16 +17,16 @@ QString printable(const QString &text);
 QString offsetText(qint64 offset);
 
 /** "1.2.3". */
-QString versionText(const RecordKey &key);
+QString versionText(const package::RecordKey &key);
 
 /** "A"; the number of a code that is no letter, and nothing for 0. */
 QString specialityText(quint8 code);
 
 /** "chip type 0, MCU type 1, PCB version 1, speciality A". */
-QString keyText(const RecordKey &key);
+QString keyText(const package::RecordKey &key);
 
 /** Where in the description an image is: "chips[0].mcus[1].pcbs[0]". */
-QString placeText(const ImageEntry &entry);
+QString placeText(const package::ImageEntry &entry);
 
 /** "1 image", "2 images". */
 QString imageCountText(int count);

@@ -12,6 +12,7 @@ using bytes::AtomicFile;
 using bytes::ByteSink;
 using bytes::ByteSource;
 using bytes::forEachChunk;
+using package::PackageWriter;
 
 namespace {
 

@@ -17,7 +17,7 @@ enum class Copied { All, SourceChanged, WriteFailed };
 Copied copyBytes(bytes::ByteSource &source, bytes::ByteSink &sink);
 
 /** Why a package could not be written; `input` is the file that was read then. */
-Outcome writeFailure(PackageWriter::Error error, const bytes::AtomicFile &file,
+Outcome writeFailure(package::PackageWriter::Error error, const bytes::AtomicFile &file,
                      const QString &output, const QString &input);
 
 Outcome cannotWrite(const bytes::AtomicFile &file, const QString &output);

@@ -9,6 +9,7 @@
 #include "upgrade-console/Messages.h"
 #include "upload/UploadTexts.h"
 
+namespace buildtext = package::buildtext;
 namespace consoletext = protocol::consoletext;
 
 namespace {

@@ -15,6 +15,9 @@ namespace block = protocol::block;
 namespace chip = protocol::chip;
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
+using package::netArchive;
+using package::NetImage;
+using package::parseNetImage;
 
 namespace {
 

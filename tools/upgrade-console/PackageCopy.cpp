@@ -8,6 +8,12 @@
 #include <algorithm>
 
 using bytes::FileSource;
+using package::PackageDescription;
+using package::PackageHeader;
+using package::parseDescription;
+using package::readDescription;
+using package::readPackageHeader;
+using package::RecordWalker;
 
 PackageCopy PackageCopy::read(const QString &path)
 {

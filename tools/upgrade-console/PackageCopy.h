@@ -9,7 +9,7 @@
 /** What a copy of the device's package says about the images; the agent reports no sizes. */
 struct PackageCopy
 {
-    PackageDescription description;
+    package::PackageDescription description;
     /** In bytes, by chip type; the largest where a type has several images. */
     QMap<int, qint64> sizes;
     /** Why the file cannot be used, empty when it can. */
@@ -17,5 +17,5 @@ struct PackageCopy
 
     static PackageCopy read(const QString &path);
     /** Whether it is the package that the device has, as far as the description says. */
-    bool describes(const PackageDescription &listed) const;
+    bool describes(const package::PackageDescription &listed) const;
 };

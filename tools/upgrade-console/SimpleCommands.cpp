@@ -15,6 +15,9 @@
 #include <cstdio>
 
 namespace consoletext = protocol::consoletext;
+namespace field = package::field;
+using package::PackageDescription;
+using package::parseDescription;
 
 namespace {
 

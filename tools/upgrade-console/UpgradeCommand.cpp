@@ -16,6 +16,8 @@
 #include <unistd.h>
 
 namespace consoletext = protocol::consoletext;
+using package::PackageDescription;
+using package::parseDescription;
 
 namespace {
 

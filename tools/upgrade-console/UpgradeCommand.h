@@ -46,10 +46,10 @@ private:
     void onAnswer();
     void setMode();
     void takeList(const QString &text);
-    UpgradeRows rowsFor(const PackageDescription &package) const;
+    UpgradeRows rowsFor(const package::PackageDescription &package) const;
     QByteArray runRequest() const;
     void announce();
-    bool takeSizes(UpgradeRows &rows, const PackageDescription &package);
+    bool takeSizes(UpgradeRows &rows, const package::PackageDescription &package);
     void startRun();
     bool refuses(const AgentReply &reply);
     void onQuiet();

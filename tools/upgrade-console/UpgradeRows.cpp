@@ -7,6 +7,8 @@
 #include <algorithm>
 
 namespace consoletext = protocol::consoletext;
+namespace field = package::field;
+using package::PackageDescription;
 
 namespace {
 

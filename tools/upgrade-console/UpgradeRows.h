@@ -23,12 +23,12 @@ struct UpgradeRows
 QString rowProblem(const QString &row);
 
 /** A row for each chip of the package, index 0 to quantity - 1. */
-UpgradeRows packageRows(const PackageDescription &package);
+UpgradeRows packageRows(const package::PackageDescription &package);
 
 /** What the agent makes of the package for UPGRADEALL: a row for each image, with the quantity in
  *  the place of the index. */
-UpgradeRows requestedRows(const PackageDescription &package);
+UpgradeRows requestedRows(const package::PackageDescription &package);
 
 /** The rows of a command line; a name alone stands for the package's chips of that name. A chip
  *  type that the package does not have is an error. */
-UpgradeRows chosenRows(const QStringList &chosen, const PackageDescription &package);
+UpgradeRows chosenRows(const QStringList &chosen, const package::PackageDescription &package);

@@ -11,9 +11,24 @@
 #include "platform/Log.h"
 #include "protocol/WireText.h"
 
+namespace buildtext = package::buildtext;
 using bytes::AtomicFile;
 using bytes::ByteSource;
 using bytes::FileSource;
+using package::checkNetImage;
+using package::mergeErrorText;
+using package::MergeImage;
+using package::MergeRequest;
+using package::NetCheck;
+using package::netMajorVersion;
+using package::NetMergePlan;
+using package::netMinorVersion;
+using package::PackageHeader;
+using package::PackageWriter;
+using package::parseMergeRequest;
+using package::planNetMerge;
+using package::readNetImage;
+using package::writeNetMerge;
 using protocol::filled;
 
 namespace {

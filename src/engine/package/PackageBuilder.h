@@ -7,8 +7,11 @@ namespace bytes {
 class ByteSource;
 } // namespace bytes
 
-class EngineOutput;
+namespace package {
 struct NetMergePlan;
+} // namespace package
+
+class EngineOutput;
 
 /** Builds packages, and adds the module's own firmware to them. */
 class PackageBuilder
@@ -27,8 +30,8 @@ public:
 private:
     bool mergeNet(const QString &packagePath, const QString &netPath, const QString &newPath,
                   const QString &newVersion);
-    bool writeNet(const NetMergePlan &plan, bytes::ByteSource &package, bytes::ByteSource &net,
-                  const QString &newPath);
+    bool writeNet(const package::NetMergePlan &plan, bytes::ByteSource &package,
+                  bytes::ByteSource &net, const QString &newPath);
     void sayNet(const QString &text);
 
     const EngineOutput &m_output;

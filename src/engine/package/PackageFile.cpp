@@ -10,6 +10,8 @@
 
 using bytes::ByteSource;
 using bytes::FileSource;
+using package::currentFormVersion;
+using package::PackageChecksum;
 
 namespace {
 

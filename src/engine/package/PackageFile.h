@@ -14,7 +14,7 @@ QString packagePath(const QString &fileName);
 PackageCheck openPackage(bytes::FileSource &file, const QString &path);
 
 /** Right or Wrong. Logs both checksums. */
-PackageCheck packageVerdict(const PackageChecksum &checksum);
+PackageCheck packageVerdict(const package::PackageChecksum &checksum);
 
 /** The warning about a package that cannot be read; `error` is a value of errno or 0. */
 void warnOfReadError(int error);

@@ -13,8 +13,16 @@
 #include <utility>
 
 namespace appStatus = protocol::appStatus;
+namespace field = package::field;
 using bytes::ByteSource;
 using bytes::FileSource;
+using package::isBareForm;
+using package::PackageChecksum;
+using package::PackageDescription;
+using package::PackageHeader;
+using package::parseDescription;
+using package::readDescription;
+using package::readPackageHeader;
 using protocol::filled;
 
 PackageShelf::PackageShelf(const EngineOutput &output, std::function<void()> reportUnreadable)

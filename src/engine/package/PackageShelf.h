@@ -14,8 +14,11 @@ namespace bytes {
 class ByteSource;
 } // namespace bytes
 
-class EngineOutput;
+namespace package {
 struct PackageDescription;
+} // namespace package
+
+class EngineOutput;
 
 /**
  * The package that was listed or planned last: its firmware list, model, version and description.
@@ -60,13 +63,13 @@ private:
     void reportUnopened(PackageCheck check) const;
     QString load(bytes::FileSource &file, PackageCheck check, Use use);
     QString loadHead(bytes::ByteSource &source, Use use);
-    QString loadDescription(const PackageDescription &description, Use use);
+    QString loadDescription(const package::PackageDescription &description, Use use);
     void sayTo(Use use, const QString &line) const;
     void keep(const Contents &contents);
 
     const EngineOutput &m_output;
     std::function<void()> m_reportUnreadable;
-    PackageCheckCache m_checks;
+    package::PackageCheckCache m_checks;
     mutable std::mutex m_mutex;
     Contents m_contents;
 };

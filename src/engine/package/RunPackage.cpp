@@ -2,6 +2,8 @@
 #include "engine/package/RunPackage.h"
 
 using bytes::ByteSource;
+using package::checkPackage;
+using package::PackageChecksum;
 
 PackageCheck RunPackage::open(const QString &path)
 {

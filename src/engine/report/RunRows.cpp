@@ -4,6 +4,7 @@
 #include "planning/VersionRule.h"
 #include "protocol/Progress.h"
 
+namespace field = package::field;
 using protocol::wholeProgress;
 
 void RunRows::reset(const QStringList &rows)

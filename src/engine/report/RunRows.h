@@ -32,7 +32,7 @@ public:
     bool hasCurrent() const { return readCurrent(&TypeAndIndexTable::hasRow); }
     QString current() const { return readCurrent(&TypeAndIndexTable::row); }
     QStringList currentFields() const { return readCurrent(&TypeAndIndexTable::fields); }
-    QString currentName() const { return currentFields().value(field::name); }
+    QString currentName() const { return currentFields().value(package::field::name); }
     bool currentIsMainMcu() const { return readCurrent(&TypeAndIndexTable::isMainMcu); }
     bool currentIsFpga() const { return readCurrent(&TypeAndIndexTable::isFpga); }
     bool currentNamesChip() const { return readCurrent(&TypeAndIndexTable::namesChip); }

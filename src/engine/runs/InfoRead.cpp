@@ -8,6 +8,7 @@
 #include "protocol/ProductRecord.h"
 #include "protocol/WireText.h"
 
+namespace field = package::field;
 using protocol::filled;
 using protocol::ProductRecord;
 

@@ -13,6 +13,7 @@
 #include <utility>
 
 namespace chip = protocol::chip;
+namespace field = package::field;
 using protocol::filled;
 
 namespace {

@@ -19,6 +19,8 @@ namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 namespace status = protocol::status;
 using bytes::ByteSource;
+using package::NetImage;
+using package::readNetImage;
 using protocol::Reply;
 using protocol::wholeProgress;
 

@@ -12,6 +12,7 @@
 #include "protocol/Progress.h"
 
 namespace appStatus = protocol::appStatus;
+namespace field = package::field;
 using protocol::wholeProgress;
 
 namespace {

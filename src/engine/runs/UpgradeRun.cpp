@@ -22,7 +22,10 @@
 #include <utility>
 
 namespace chip = protocol::chip;
+namespace field = package::field;
 using bytes::PartSource;
+using package::ImageRecord;
+using package::MatchMask;
 using protocol::filled;
 using protocol::wholeProgress;
 

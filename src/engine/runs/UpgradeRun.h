@@ -17,13 +17,16 @@ namespace bytes {
 class ByteSource;
 } // namespace bytes
 
+namespace package {
+struct ImageRecord;
+} // namespace package
+
 class EngineOutput;
 class PackageShelf;
 class RunPackage;
 class RunProgress;
 class RunReporter;
 class RunRows;
-struct ImageRecord;
 
 /** What an upgrade run decides: what is due for each row, and what becomes of its image. */
 class UpgradeRun
@@ -85,8 +88,8 @@ private:
     std::optional<Event> firstEvent();
     bool isUsable(PackageCheck check);
     Event decide();
-    std::optional<ImageRecord> findImage();
-    Event installImage(const ImageRecord &record);
+    std::optional<package::ImageRecord> findImage();
+    Event installImage(const package::ImageRecord &record);
     void skip(const char *why);
     Event skipFailed();
     /** The result of the current row, as it is kept and as it is reported. */
@@ -95,7 +98,7 @@ private:
     Parts m_parts;
     const Platform m_platform;
     int m_mode = upgradeMode::imagesOnly;
-    MatchMask m_mask;
+    package::MatchMask m_mask;
     /** The entry of the firmware list that decided for the current row. */
     QString m_entry;
     bool m_mainIsFirst = false;

@@ -21,6 +21,7 @@
 
 namespace appStatus = protocol::appStatus;
 namespace command = protocol::command;
+namespace field = package::field;
 namespace mcu = protocol::mcu;
 using protocol::filled;
 using protocol::ProductRecord;
