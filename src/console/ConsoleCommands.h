@@ -55,7 +55,7 @@ private:
     bool isBusy() const;
 
     Parts m_parts;
-    int m_upgradeModel = upgradeMode::newerOnly;
+    int m_upgradeModel = planning::upgradeMode::newerOnly;
     /** The client that asked for the network link. */
     RunRequest m_networkRequest;
 };

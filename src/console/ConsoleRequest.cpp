@@ -8,6 +8,7 @@
 #include <array>
 
 namespace consoletext = protocol::consoletext;
+namespace upgradeMode = planning::upgradeMode;
 
 namespace {
 

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 
+namespace upgradeMode = planning::upgradeMode;
 using protocol::filled;
 using protocol::Reply;
 using protocol::wholeProgress;

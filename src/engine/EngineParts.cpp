@@ -8,6 +8,8 @@
 namespace command = protocol::command;
 namespace field = package::field;
 using bytes::ByteSource;
+using planning::rowOfLateAnswer;
+using planning::TypeAndIndexTable;
 using protocol::Reply;
 
 ReportParts::ReportParts(const EngineSinks &sinks)

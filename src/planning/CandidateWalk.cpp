@@ -10,6 +10,8 @@ namespace chip = protocol::chip;
 namespace field = package::field;
 using package::MatchMask;
 
+namespace planning {
+
 namespace {
 
 enum class Test { Passed, Failed, NotNewer };
@@ -89,3 +91,5 @@ Decision decideForRow(const QStringList &row, const QStringList &firmwareList,
     }
     return decision;
 }
+
+} // namespace planning

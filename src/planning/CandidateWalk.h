@@ -6,6 +6,8 @@
 #include <QStringList>
 #include <QVector>
 
+namespace planning {
+
 /** What the firmware list says about one row. */
 struct Decision
 {
@@ -41,3 +43,5 @@ struct Decision
  */
 Decision decideForRow(const QStringList &row, const QStringList &firmwareList,
                       const package::MatchMask &mask);
+
+} // namespace planning

@@ -9,6 +9,8 @@ namespace field = package::field;
 namespace mcu = protocol::mcu;
 using protocol::Reply;
 
+namespace planning {
+
 namespace {
 
 constexpr int typeOffset = mcu::payloadOffset;
@@ -41,3 +43,5 @@ int rowOfLateAnswer(const Reply &reply, const TypeAndIndexTable &rows, int curre
     }
     return countsForCurrent;
 }
+
+} // namespace planning

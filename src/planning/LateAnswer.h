@@ -4,6 +4,8 @@
 #include "planning/TypeAndIndexTable.h"
 #include "protocol/Reply.h"
 
+namespace planning {
+
 /**
  * The row that a late reply belongs to: the first one whose chip type and index are those that the
  * reply echoes, when they are not those of `current`. -1 when the reply counts for `current`: it
@@ -11,3 +13,5 @@
  * about one chip. Not every device echoes what it was asked, so an unknown echo says nothing.
  */
 int rowOfLateAnswer(const protocol::Reply &reply, const TypeAndIndexTable &rows, int current);
+
+} // namespace planning

@@ -17,6 +17,8 @@ namespace description = package::description;
 namespace field = package::field;
 using protocol::ProductRecord;
 
+namespace planning {
+
 namespace {
 
 struct Pcb
@@ -123,3 +125,5 @@ productCommand::Command productCommand::build(const QStringList &row,
         return {{}, Error::NoMatchingChip};
     return {record->encode(), Error::None};
 }
+
+} // namespace planning

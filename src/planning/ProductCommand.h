@@ -6,7 +6,7 @@
 #include <QStringList>
 
 /** The product-information record that a package's description holds for one row. */
-namespace productCommand {
+namespace planning::productCommand {
 
 enum class Error {
     None,
@@ -41,4 +41,4 @@ Description parse(const QByteArray &text);
  */
 Command build(const QStringList &row, const QJsonDocument &description);
 
-} // namespace productCommand
+} // namespace planning::productCommand

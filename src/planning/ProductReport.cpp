@@ -7,6 +7,8 @@ namespace field = package::field;
 using protocol::AuxChip;
 using protocol::ProductRecord;
 
+namespace planning {
+
 namespace {
 
 QString line(const char *label, const QString &value)
@@ -67,3 +69,5 @@ QString productReport::rowText(const QStringList &fields)
            line("BootCodeFlag:", fields.value(field::bootcodeFlag)) +
            line("ProductInfoFlag:", fields.value(field::productInfoFlag));
 }
+
+} // namespace planning

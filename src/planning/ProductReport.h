@@ -6,7 +6,7 @@
 #include <QStringList>
 
 /** The product-information report: text lines, each with its own line end. */
-namespace productReport {
+namespace planning::productReport {
 
 /** What the main MCU's record says of the device: its model, and each auxiliary chip. */
 QStringList recordLines(const protocol::ProductRecord &record);
@@ -17,4 +17,4 @@ QStringList auxRows(const protocol::ProductRecord &record);
 /** The eleven labelled lines of one row, as one text. */
 QString rowText(const QStringList &fields);
 
-} // namespace productReport
+} // namespace planning::productReport

@@ -7,6 +7,8 @@ namespace field = package::field;
 using bytes::ByteSource;
 using package::MatchMask;
 
+namespace planning {
+
 namespace {
 
 PlannedRow planRow(const QStringList &fields, const QStringList &firmwareList,
@@ -36,3 +38,5 @@ QVector<PlannedRow> planRun(const QVector<QStringList> &rows, const QStringList 
         plan.append(planRow(row, firmwareList, mask, package));
     return plan;
 }
+
+} // namespace planning

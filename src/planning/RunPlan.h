@@ -10,6 +10,8 @@
 
 #include <optional>
 
+namespace planning {
+
 /** What a run would do with one row whose fields are all known. */
 struct PlannedRow
 {
@@ -25,3 +27,5 @@ struct PlannedRow
 /** The dry run over all rows, by the rules that a real one follows. */
 QVector<PlannedRow> planRun(const QVector<QStringList> &rows, const QStringList &firmwareList,
                             const package::MatchMask &mask, bytes::ByteSource &package);
+
+} // namespace planning

@@ -7,6 +7,8 @@
 namespace chip = protocol::chip;
 namespace field = package::field;
 
+namespace planning {
+
 namespace {
 
 const QChar separator = QLatin1Char(',');
@@ -76,3 +78,5 @@ QStringList TypeAndIndexTable::completeRows(const QStringList &rows, int upgrade
     }
     return completed;
 }
+
+} // namespace planning

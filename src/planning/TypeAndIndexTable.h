@@ -6,6 +6,8 @@
 #include <QString>
 #include <QStringList>
 
+namespace planning {
+
 /** Values of the result field and of an UPGRADERESULT message. */
 namespace result {
 
@@ -55,3 +57,5 @@ public:
 private:
     QStringList m_rows;
 };
+
+} // namespace planning

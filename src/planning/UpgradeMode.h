@@ -2,7 +2,7 @@
 #pragma once
 
 /** How a run decides; also the engine's operation kind. */
-namespace upgradeMode {
+namespace planning::upgradeMode {
 
 /** The rows carry the versions already: straight to the images, product information afterwards. */
 constexpr int imagesOnly = 1;
@@ -13,4 +13,4 @@ constexpr int readProductInformation = 3;
 /** Reads the MCUs but not the model name, and sends every matching image. */
 constexpr int forced = 5;
 
-} // namespace upgradeMode
+} // namespace planning::upgradeMode

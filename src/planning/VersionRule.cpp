@@ -5,6 +5,8 @@
 
 namespace field = package::field;
 
+namespace planning {
+
 Version versionOf(const QStringList &fields)
 {
     Version version{};
@@ -26,3 +28,5 @@ VersionOrder compareVersions(const Version &package, const Version &running)
         return VersionOrder::Equal;
     return package > running ? VersionOrder::Greater : VersionOrder::Less;
 }
+
+} // namespace planning

@@ -5,6 +5,8 @@
 
 #include <array>
 
+namespace planning {
+
 /** Three version numbers, the most significant first. */
 using Version = std::array<int, 3>;
 
@@ -18,3 +20,5 @@ enum class VersionOrder { Greater, Equal, Less };
 
 /** How the package's version stands to the one an MCU runs, by number and not by text. */
 VersionOrder compareVersions(const Version &package, const Version &running);
+
+} // namespace planning

@@ -4,9 +4,9 @@
 #include "protocol/WireText.h"
 
 /** How the version of a package stands to that of an MCU, as the console is sent it. */
-namespace versiontext {
+namespace planning::versiontext {
 
 #define WIRE_TEXTS "planning/VersionTexts.def"
 #include "protocol/WireTable.inc"
 
-} // namespace versiontext
+} // namespace planning::versiontext

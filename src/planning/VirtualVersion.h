@@ -3,8 +3,12 @@
 
 #include <QString>
 
+namespace planning {
+
 /**
  * The byte that a package's release text sets as the device's virtual version: the number itself,
  * or the part behind the last dot. Anything outside 1 to 255 becomes 0.
  */
 quint8 virtualVersionByte(const QString &release);
+
+} // namespace planning

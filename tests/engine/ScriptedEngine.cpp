@@ -15,6 +15,8 @@ namespace chip = protocol::chip;
 namespace command = protocol::command;
 namespace field = package::field;
 namespace mcu = protocol::mcu;
+namespace result = planning::result;
+namespace upgradeMode = planning::upgradeMode;
 
 namespace {
 

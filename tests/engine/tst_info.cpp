@@ -8,6 +8,7 @@
 #include <QtTest>
 
 namespace field = package::field;
+namespace productReport = planning::productReport;
 using protocol::ProductRecord;
 
 using FoundEvent = std::optional<Event>;

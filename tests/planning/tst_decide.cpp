@@ -5,6 +5,11 @@
 #include <QtTest>
 
 using package::MatchMask;
+using planning::compareVersions;
+using planning::decideForRow;
+using planning::Decision;
+using planning::versionOf;
+using planning::VersionOrder;
 
 Q_DECLARE_METATYPE(Decision::Verdict)
 

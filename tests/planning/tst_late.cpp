@@ -5,6 +5,8 @@
 #include <QtTest>
 
 namespace mcu = protocol::mcu;
+using planning::rowOfLateAnswer;
+using planning::TypeAndIndexTable;
 using protocol::Reply;
 
 namespace {

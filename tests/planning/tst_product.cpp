@@ -5,6 +5,8 @@
 
 #include <QtTest>
 
+namespace productCommand = planning::productCommand;
+namespace productReport = planning::productReport;
 using protocol::ProductRecord;
 
 namespace {

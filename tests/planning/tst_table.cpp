@@ -5,6 +5,10 @@
 
 #include <QtTest>
 
+namespace upgradeMode = planning::upgradeMode;
+using planning::TypeAndIndexTable;
+using planning::virtualVersionByte;
+
 class TestTable : public QObject
 {
     Q_OBJECT

@@ -15,6 +15,8 @@
 #include <iostream>
 #include <sstream>
 
+namespace upgradeMode = planning::upgradeMode;
+
 namespace {
 
 /** The command line as its library fills it in. */

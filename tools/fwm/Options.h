@@ -25,7 +25,7 @@ struct Options
     /** The rows of plan are those that the agent makes for UPGRADEALL. */
     bool requestAll = false;
     /** The upgrade mode of plan. */
-    int mode = upgradeMode::newerOnly;
+    int mode = planning::upgradeMode::newerOnly;
     bool json = false;
     bool progress = true;
 };

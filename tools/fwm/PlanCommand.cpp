@@ -12,8 +12,12 @@
 #include <QJsonArray>
 
 namespace field = package::field;
+namespace upgradeMode = planning::upgradeMode;
 using package::MatchMask;
 using package::PackageDescription;
+using planning::Decision;
+using planning::PlannedRow;
+using planning::planRun;
 
 namespace {
 

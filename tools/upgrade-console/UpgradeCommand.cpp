@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 namespace consoletext = protocol::consoletext;
+namespace upgradeMode = planning::upgradeMode;
 using package::PackageDescription;
 using package::parseDescription;
 

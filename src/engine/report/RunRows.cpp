@@ -5,6 +5,9 @@
 #include "protocol/Progress.h"
 
 namespace field = package::field;
+namespace result = planning::result;
+using planning::TypeAndIndexTable;
+using planning::versionText;
 using protocol::wholeProgress;
 
 void RunRows::reset(const QStringList &rows)

@@ -20,23 +20,26 @@ public:
     /** Replaces all rows; the position stays. */
     void replace(const QStringList &rows);
     void append(const QStringList &rows);
-    QStringList all() const { return read(&TypeAndIndexTable::rows); }
+    QStringList all() const { return read(&planning::TypeAndIndexTable::rows); }
     /** A copy that shares the rows until one of both is changed. */
-    TypeAndIndexTable table() const;
-    int count() const { return read(&TypeAndIndexTable::count); }
+    planning::TypeAndIndexTable table() const;
+    int count() const { return read(&planning::TypeAndIndexTable::count); }
 
     int index() const;
     void setIndex(int line);
     void advance();
 
-    bool hasCurrent() const { return readCurrent(&TypeAndIndexTable::hasRow); }
-    QString current() const { return readCurrent(&TypeAndIndexTable::row); }
-    QStringList currentFields() const { return readCurrent(&TypeAndIndexTable::fields); }
+    bool hasCurrent() const { return readCurrent(&planning::TypeAndIndexTable::hasRow); }
+    QString current() const { return readCurrent(&planning::TypeAndIndexTable::row); }
+    QStringList currentFields() const { return readCurrent(&planning::TypeAndIndexTable::fields); }
     QString currentName() const { return currentFields().value(package::field::name); }
-    bool currentIsMainMcu() const { return readCurrent(&TypeAndIndexTable::isMainMcu); }
-    bool currentIsFpga() const { return readCurrent(&TypeAndIndexTable::isFpga); }
-    bool currentNamesChip() const { return readCurrent(&TypeAndIndexTable::namesChip); }
-    int currentNumber(int field) const { return readCurrent(&TypeAndIndexTable::number, field); }
+    bool currentIsMainMcu() const { return readCurrent(&planning::TypeAndIndexTable::isMainMcu); }
+    bool currentIsFpga() const { return readCurrent(&planning::TypeAndIndexTable::isFpga); }
+    bool currentNamesChip() const { return readCurrent(&planning::TypeAndIndexTable::namesChip); }
+    int currentNumber(int field) const
+    {
+        return readCurrent(&planning::TypeAndIndexTable::number, field);
+    }
     void setCurrent(int field, const QString &value);
     /** The current row for those who watch over the agent, with an entry of the firmware list. */
     RunMcu currentMcu(const QString &offeredEntry = {}) const;
@@ -44,7 +47,7 @@ public:
     /** A field of a row; an empty text outside the table. */
     QString value(int line, int field) const
     {
-        return read(&TypeAndIndexTable::value, line, field);
+        return read(&planning::TypeAndIndexTable::value, line, field);
     }
     void setValue(int line, int field, const QString &value);
     void setAllFailed();
@@ -55,7 +58,7 @@ private:
     using Lock = std::lock_guard<std::mutex>;
 
     template<typename Member, typename... Arguments>
-    using Result = std::invoke_result_t<Member, const TypeAndIndexTable &, Arguments...>;
+    using Result = std::invoke_result_t<Member, const planning::TypeAndIndexTable &, Arguments...>;
 
     template<typename Member, typename... Arguments>
     Result<Member, Arguments...> read(Member member, Arguments... arguments) const
@@ -71,6 +74,6 @@ private:
     }
 
     mutable std::mutex m_mutex;
-    TypeAndIndexTable m_TypeAndIndexs;
+    planning::TypeAndIndexTable m_TypeAndIndexs;
     int m_mcuIndex = 0;
 };

@@ -9,6 +9,7 @@
 #include "protocol/WireText.h"
 
 namespace field = package::field;
+namespace productReport = planning::productReport;
 using protocol::filled;
 using protocol::ProductRecord;
 

@@ -14,6 +14,8 @@
 
 namespace chip = protocol::chip;
 namespace field = package::field;
+namespace productCommand = planning::productCommand;
+namespace result = planning::result;
 using protocol::filled;
 
 namespace {

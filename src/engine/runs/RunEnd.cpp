@@ -13,6 +13,7 @@
 
 namespace appStatus = protocol::appStatus;
 namespace field = package::field;
+namespace result = planning::result;
 using protocol::wholeProgress;
 
 namespace {

@@ -23,9 +23,14 @@
 
 namespace chip = protocol::chip;
 namespace field = package::field;
+namespace result = planning::result;
+namespace upgradeMode = planning::upgradeMode;
 using bytes::PartSource;
 using package::ImageRecord;
 using package::MatchMask;
+using planning::decideForRow;
+using planning::Decision;
+using planning::TypeAndIndexTable;
 using protocol::filled;
 using protocol::wholeProgress;
 

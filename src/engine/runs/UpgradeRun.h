@@ -80,9 +80,10 @@ public:
     /** Whether the progress is set back to 0 when the run succeeds. */
     bool resetsProgress() const
     {
-        return m_mode == upgradeMode::newerOnly || m_mode == upgradeMode::forced;
+        return m_mode == planning::upgradeMode::newerOnly ||
+               m_mode == planning::upgradeMode::forced;
     }
-    bool writesInfoAfterwards() const { return m_mode == upgradeMode::imagesOnly; }
+    bool writesInfoAfterwards() const { return m_mode == planning::upgradeMode::imagesOnly; }
 
 private:
     std::optional<Event> firstEvent();
@@ -97,7 +98,7 @@ private:
 
     Parts m_parts;
     const Platform m_platform;
-    int m_mode = upgradeMode::imagesOnly;
+    int m_mode = planning::upgradeMode::imagesOnly;
     package::MatchMask m_mask;
     /** The entry of the firmware list that decided for the current row. */
     QString m_entry;

@@ -23,6 +23,7 @@ namespace appStatus = protocol::appStatus;
 namespace command = protocol::command;
 namespace field = package::field;
 namespace mcu = protocol::mcu;
+using planning::virtualVersionByte;
 using protocol::filled;
 using protocol::ProductRecord;
 using protocol::Reply;
