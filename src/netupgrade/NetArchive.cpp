@@ -3,6 +3,8 @@
 
 #include <QFileInfo>
 
+namespace netupgrade {
+
 bool NetArchive::create()
 {
     m_file.close();
@@ -44,3 +46,5 @@ void NetArchive::remove()
     clear();
     m_file.remove();
 }
+
+} // namespace netupgrade

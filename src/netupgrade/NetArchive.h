@@ -5,6 +5,8 @@
 #include <QFile>
 #include <QString>
 
+namespace netupgrade {
+
 /** The archive file while it is being written. */
 class NetArchive
 {
@@ -30,3 +32,5 @@ private:
 
     QFile m_file;
 };
+
+} // namespace netupgrade

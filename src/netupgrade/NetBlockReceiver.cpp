@@ -17,6 +17,8 @@ namespace status = protocol::status;
 using protocol::AssemblerRules;
 using protocol::FrameAssembler;
 
+namespace netupgrade {
+
 namespace {
 
 constexpr int maxLength = 0xFFFF;
@@ -135,3 +137,5 @@ std::optional<NetBlockAction> NetBlockReceiver::write(const QByteArray &frame)
     last.header = m_image.head();
     return last;
 }
+
+} // namespace netupgrade

@@ -9,6 +9,8 @@
 #include <functional>
 #include <optional>
 
+namespace netupgrade {
+
 /** What the owner of a NetBlockReceiver has to do for one frame. */
 struct NetBlockAction
 {
@@ -82,3 +84,5 @@ private:
 
 /** The 13-byte answer to `word`. */
 QByteArray netBlockReply(quint16 word, quint8 status);
+
+} // namespace netupgrade

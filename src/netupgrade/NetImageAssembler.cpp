@@ -9,6 +9,8 @@ namespace mcu = protocol::mcu;
 namespace net = package::net;
 using package::parseNetImage;
 
+namespace netupgrade {
+
 namespace {
 
 constexpr int numberAt = 0;
@@ -45,3 +47,5 @@ std::optional<NetPiece> NetImageAssembler::take(const QByteArray &numbered)
     }
     return piece;
 }
+
+} // namespace netupgrade

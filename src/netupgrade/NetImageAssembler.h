@@ -7,6 +7,8 @@
 
 #include <optional>
 
+namespace netupgrade {
+
 /** How a sender numbers and fills the blocks of an image for the module itself. */
 struct NetBlockRules
 {
@@ -55,3 +57,5 @@ private:
     const NetBlockRules m_rules;
     package::NetImage m_head = package::parseNetImage({});
 };
+
+} // namespace netupgrade

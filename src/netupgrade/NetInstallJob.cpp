@@ -9,6 +9,8 @@
 
 using package::NetImage;
 
+namespace netupgrade {
+
 NetInstallJob::NetInstallJob(const Platform &platform, const NetImage &header, QObject *parent)
     : QObject(parent), m_platform(platform), m_header(header)
 {
@@ -49,3 +51,5 @@ void NetInstallJob::run()
     const bool succeeded = installer.install(NetInstallVariant::Blocks, m_header);
     emit done(succeeded, lastWords);
 }
+
+} // namespace netupgrade

@@ -9,6 +9,8 @@
 
 #include <thread>
 
+namespace netupgrade {
+
 /** One block-by-block install on a thread of its own: unpacking can take a minute, in which the
  *  console must still be answered. The thread has no event loop; with one, the process would end
  *  when it has used up its descriptors. When a thread cannot be started, the install runs in the
@@ -40,3 +42,5 @@ private:
     package::NetImage m_header;
     std::thread m_thread;
 };
+
+} // namespace netupgrade

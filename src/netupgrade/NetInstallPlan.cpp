@@ -5,6 +5,8 @@
 
 using protocol::filled;
 
+namespace netupgrade {
+
 namespace {
 
 using Step = NetInstallStep;
@@ -96,3 +98,5 @@ const NetInstallPlan &netInstallPlan(NetInstallVariant variant)
     }
     return blocks;
 }
+
+} // namespace netupgrade

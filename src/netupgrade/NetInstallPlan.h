@@ -4,6 +4,8 @@
 #include <QString>
 #include <QVector>
 
+namespace netupgrade {
+
 /** Who installs NET firmware. */
 enum class NetInstallVariant {
     /** An item of a package upgrade: every step is told, the run goes on afterwards. */
@@ -69,3 +71,5 @@ inline QString reboot()
 }
 
 } // namespace netcommand
+
+} // namespace netupgrade

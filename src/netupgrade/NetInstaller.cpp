@@ -18,6 +18,8 @@ using package::NetImage;
 using package::readNetImage;
 using protocol::filled;
 
+namespace netupgrade {
+
 namespace {
 
 constexpr double archiveCreatedPercent = 10;
@@ -143,3 +145,5 @@ QString NetInstaller::command(const QString &pattern) const
 {
     return QString(pattern).replace(QLatin1String("%1"), m_paths.netArchive);
 }
+
+} // namespace netupgrade

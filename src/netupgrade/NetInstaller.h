@@ -11,6 +11,8 @@
 
 #include <functional>
 
+namespace netupgrade {
+
 class NetArchive;
 
 /** Where an install tells what it does. A callback that is not set is not called. */
@@ -64,3 +66,5 @@ private:
     Shell m_shell;
     NetReport m_report;
 };
+
+} // namespace netupgrade

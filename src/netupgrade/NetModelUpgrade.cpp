@@ -12,7 +12,12 @@
 #include <utility>
 
 namespace command = protocol::command;
+namespace nettext = netupgrade::nettext;
 namespace status = protocol::status;
+using netupgrade::NetBlockAction;
+using netupgrade::netBlockReply;
+using netupgrade::NetInstaller;
+using netupgrade::NetInstallJob;
 using package::NetImage;
 using protocol::filled;
 using protocol::wholeProgress;

@@ -14,7 +14,9 @@
 
 #include <functional>
 
+namespace netupgrade {
 class NetInstallJob;
+} // namespace netupgrade
 
 /**
  * Lets the network module be upgraded like any MCU: takes Enter F/W Update Mode and write-block
@@ -58,9 +60,9 @@ signals:
     void slotProgressValueChanged(double bytesSent, double bytesTotal);
 
 private:
-    void handle(const NetBlockAction &action);
-    void store(const NetBlockAction &action);
-    void finish(const NetBlockAction &action);
+    void handle(const netupgrade::NetBlockAction &action);
+    void store(const netupgrade::NetBlockAction &action);
+    void finish(const netupgrade::NetBlockAction &action);
     void reply(quint16 word, quint8 status);
     void respond(const QByteArray &datas);
     void openGate();
@@ -73,10 +75,10 @@ private:
     std::function<bool()> m_runActive;
     std::function<void(const QString &version)> m_installStarted;
     std::function<void(bool succeeded)> m_installEnded;
-    NetBlockReceiver m_receiver;
-    NetArchive m_archive;
+    netupgrade::NetBlockReceiver m_receiver;
+    netupgrade::NetArchive m_archive;
     QTimer m_gateTimer;
     QElapsedTimer m_sinceLastByte;
-    QPointer<NetInstallJob> m_job;
+    QPointer<netupgrade::NetInstallJob> m_job;
     bool m_installing = false;
 };

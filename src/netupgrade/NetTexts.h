@@ -6,7 +6,7 @@
 #include <QByteArray>
 
 /** What the module's own upgrade sends to the console, letter for letter. */
-namespace nettext {
+namespace netupgrade::nettext {
 
 #define WIRE_TEXTS "netupgrade/NetTexts.def"
 #include "protocol/WireTable.inc"
@@ -20,4 +20,4 @@ inline QByteArray upgradingFalse()
     return isNotUpgrading;
 }
 
-} // namespace nettext
+} // namespace netupgrade::nettext

@@ -19,6 +19,7 @@
 namespace appStatus = protocol::appStatus;
 namespace buildtext = package::buildtext;
 namespace consoletext = protocol::consoletext;
+namespace nettext = netupgrade::nettext;
 namespace versiontext = planning::versiontext;
 using protocol::WireText;
 

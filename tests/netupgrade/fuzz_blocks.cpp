@@ -8,6 +8,8 @@
 namespace block = protocol::block;
 namespace net = package::net;
 namespace status = protocol::status;
+using netupgrade::NetBlockAction;
+using netupgrade::NetBlockReceiver;
 
 namespace {
 

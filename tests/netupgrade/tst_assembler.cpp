@@ -3,6 +3,11 @@
 
 #include <QtTest>
 
+namespace netblocks = netupgrade::netblocks;
+using netupgrade::NetBlockRules;
+using netupgrade::NetImageAssembler;
+using netupgrade::NetPiece;
+
 Q_DECLARE_METATYPE(NetBlockRules)
 
 namespace {

@@ -8,6 +8,9 @@
 
 namespace net = package::net;
 using bytes::BytesSource;
+using netupgrade::NetInstaller;
+using netupgrade::NetInstallVariant;
+using netupgrade::NetReport;
 using package::NetImage;
 using package::parseNetImage;
 

@@ -11,6 +11,10 @@
 
 #include <sys/stat.h>
 
+using netupgrade::NetArchive;
+using netupgrade::NetInstaller;
+using netupgrade::NetInstallVariant;
+using netupgrade::NetReport;
 using package::parseNetImage;
 
 namespace {

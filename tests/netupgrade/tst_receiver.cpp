@@ -8,6 +8,9 @@
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 namespace status = protocol::status;
+using netupgrade::NetBlockAction;
+using netupgrade::NetBlockReceiver;
+using netupgrade::netBlockReply;
 using package::NetImage;
 
 using Kind = NetBlockAction::Kind;

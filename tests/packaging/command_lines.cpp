@@ -8,6 +8,8 @@
 #include <cstdio>
 
 namespace net = package::net;
+using netupgrade::NetInstaller;
+using netupgrade::NetInstallVariant;
 using package::NetImage;
 
 namespace {

@@ -11,6 +11,7 @@
 
 namespace buildtext = package::buildtext;
 namespace consoletext = protocol::consoletext;
+namespace nettext = netupgrade::nettext;
 namespace versiontext = planning::versiontext;
 
 namespace {

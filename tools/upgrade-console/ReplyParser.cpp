@@ -13,6 +13,7 @@
 
 namespace consoletext = protocol::consoletext;
 namespace mcu = protocol::mcu;
+namespace nettext = netupgrade::nettext;
 using protocol::Reply;
 
 namespace {

@@ -15,6 +15,7 @@
 
 namespace command = protocol::command;
 namespace consoletext = protocol::consoletext;
+namespace nettext = netupgrade::nettext;
 using protocol::wholeProgress;
 
 namespace {

@@ -16,10 +16,13 @@ namespace protocol {
 class Reply;
 } // namespace protocol
 
+namespace netupgrade {
+struct NetReport;
+} // namespace netupgrade
+
 class EngineOutput;
 class RunProgress;
 class RunReporter;
-struct NetReport;
 struct RunOutcome;
 
 /** The network module's own firmware: out of a package, or sent by the device block by block in
@@ -48,13 +51,13 @@ public:
     void takeFrame(const protocol::Reply &frame);
 
 private:
-    NetReport reports();
+    netupgrade::NetReport reports();
     void takeBlock(const protocol::Reply &frame);
     bool createArchive();
     void installReceived();
 
     Parts m_parts;
     const Platform m_platform;
-    NetImageAssembler m_image{netblocks::fromDevice};
-    std::unique_ptr<NetArchive> m_archive;
+    netupgrade::NetImageAssembler m_image{netupgrade::netblocks::fromDevice};
+    std::unique_ptr<netupgrade::NetArchive> m_archive;
 };
