@@ -9,6 +9,8 @@
 namespace block = protocol::block;
 using protocol::wholeProgress;
 
+namespace upload {
+
 bool BlockPacker::start(quint8 mcuType, quint8 mcuIndex, const QByteArray &image, qint64 length)
 {
     m_image = image;
@@ -82,3 +84,5 @@ void BlockPacker::markLast()
     m_moreToSend = false;
     m_lastBlockSent = true;
 }
+
+} // namespace upload

@@ -3,6 +3,8 @@
 
 #include <QByteArray>
 
+namespace upload {
+
 /**
  * Cuts one image into write-block payloads (see protocol/BlockPayload.h). A block goes out as it
  * stands until it was accepted; only then is the next one packed.
@@ -54,3 +56,5 @@ private:
     bool m_lastBlockSent = false;
     bool m_blockIsFull = false;
 };
+
+} // namespace upload

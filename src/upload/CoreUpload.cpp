@@ -19,6 +19,7 @@ namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 namespace standardError = runtime::standardError;
 namespace status = protocol::status;
+namespace uploadText = upload::uploadText;
 using protocol::AssemblerRules;
 using protocol::FrameAssembler;
 using protocol::Reply;

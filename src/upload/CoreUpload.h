@@ -81,7 +81,7 @@ private:
     Pauses m_pauses;
     DeviceLink *m_link = nullptr;
     protocol::mcu::FrameAddress m_address;
-    BlockPacker m_packer;
+    upload::BlockPacker m_packer;
     protocol::FrameAssembler m_assembler;
     QTimer *m_sendTimer;
     /** Runs while acknowledgements of a repeated block are dropped. */

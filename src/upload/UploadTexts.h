@@ -4,9 +4,9 @@
 #include "protocol/WireText.h"
 
 /** The uploader's words. They are part of the interface and keep their spelling. */
-namespace uploadText {
+namespace upload::uploadText {
 
 #define WIRE_TEXTS "upload/UploadTexts.def"
 #include "protocol/WireTable.inc"
 
-} // namespace uploadText
+} // namespace upload::uploadText

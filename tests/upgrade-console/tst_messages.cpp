@@ -22,6 +22,7 @@ namespace appStatus = protocol::appStatus;
 namespace buildtext = package::buildtext;
 namespace consoletext = protocol::consoletext;
 namespace nettext = netupgrade::nettext;
+namespace uploadText = upload::uploadText;
 namespace versiontext = planning::versiontext;
 using protocol::WireText;
 

@@ -12,6 +12,7 @@
 namespace block = protocol::block;
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
+namespace uploadText = upload::uploadText;
 
 namespace {
 

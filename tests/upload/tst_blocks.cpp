@@ -5,6 +5,7 @@
 #include <QtTest>
 
 namespace mcu = protocol::mcu;
+using upload::BlockPacker;
 
 namespace {
 

@@ -13,6 +13,7 @@
 #include <QThread>
 
 namespace mcu = protocol::mcu;
+namespace uploadText = upload::uploadText;
 using protocol::filled;
 using protocol::Reply;
 
