@@ -8,9 +8,12 @@
 
 #include <functional>
 
+namespace links {
+class EngineRequests;
+} // namespace links
+
 class ConsoleEvents;
 class ConsoleReplies;
-class EngineRequests;
 class PackageTurns;
 class ParseEDID;
 struct ConsoleRequest;
@@ -24,7 +27,7 @@ public:
     struct Parts
     {
         const Platform &platform;
-        EngineRequests &engine;
+        links::EngineRequests &engine;
         ConsoleReplies &replies;
         ConsoleEvents &events;
         PackageTurns &turns;

@@ -12,6 +12,7 @@
 #include <poll.h>
 
 namespace standardError = runtime::standardError;
+using links::DeviceLink;
 
 namespace {
 

@@ -10,7 +10,7 @@
  * The serial link to the device's MCUs: opens one port, writes frames at once and hands on every
  * chunk that arrives. Does no framing.
  */
-class CoreCOMQ : public DeviceLink
+class CoreCOMQ : public links::DeviceLink
 {
     Q_OBJECT
 

@@ -5,6 +5,8 @@
 
 #include <utility>
 
+using links::DeviceLink;
+
 CoreTelnet::CoreTelnet(QObject *parent) : DeviceLink(parent)
 {
     connect(this, &CoreTelnet::connected, this, &DeviceLink::opened);

@@ -12,7 +12,7 @@
  * The network link to a device: one TCP client connection that carries the same frames as the
  * serial line. Does no framing and sets no time limit of its own.
  */
-class CoreTelnet : public DeviceLink
+class CoreTelnet : public links::DeviceLink
 {
     Q_OBJECT
 

@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QString>
 
+namespace links {
+
 /** What both transports to a device have in common. Neither does any framing. */
 class DeviceLink : public QObject
 {
@@ -30,3 +32,5 @@ signals:
     /** The far end, or the line, is gone. */
     void lost();
 };
+
+} // namespace links

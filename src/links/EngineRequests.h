@@ -4,6 +4,8 @@
 #include <QString>
 #include <QStringList>
 
+namespace links {
+
 /** What the console asks of the upgrade engine. The outcome of each request is a message. */
 class EngineRequests
 {
@@ -22,3 +24,5 @@ public:
     /** True from the request of a run until its end has been delivered by message(). */
     virtual bool runActive() const = 0;
 };
+
+} // namespace links

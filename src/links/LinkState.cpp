@@ -6,7 +6,7 @@
 namespace mcu = protocol::mcu;
 
 quint8 g_CONNECTTYPE = links::serial;
-quint8 g_UPGRADTYPE = netImage::installHere;
+quint8 g_UPGRADTYPE = links::netImage::installHere;
 quint16 currentCommandKey = 0;
 bool canRead = false;
 

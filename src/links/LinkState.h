@@ -11,7 +11,7 @@
 /** Which device link an engine starts with: 1 serial, 2 network, anything else none. */
 extern quint8 g_CONNECTTYPE;
 
-/** What becomes of a NET image in a package; see netImage. */
+/** What becomes of a NET image in a package; see links::netImage. */
 extern quint8 g_UPGRADTYPE;
 
 /** Command word of the last frame that was longer than 8 bytes. */
@@ -20,14 +20,14 @@ extern quint16 currentCommandKey;
 /** True from the moment a frame was written until its reply was taken. */
 extern bool canRead;
 
+namespace links {
+
 namespace netImage {
 
 constexpr quint8 sendToDevice = 1;
 constexpr quint8 installHere = 2;
 
 } // namespace netImage
-
-namespace links {
 
 constexpr quint8 serial = 1;
 constexpr quint8 network = 2;

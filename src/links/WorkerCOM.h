@@ -17,7 +17,7 @@ class RunEvents;
  * queued signals and hands the engine's reports on. Every method is called from the main thread,
  * and requests reach the engine in the order in which they were made.
  */
-class WorkerCOM : public QObject, public EngineRequests
+class WorkerCOM : public QObject, public links::EngineRequests
 {
     Q_OBJECT
 

@@ -20,6 +20,7 @@ namespace mcu = protocol::mcu;
 namespace standardError = runtime::standardError;
 namespace status = protocol::status;
 namespace uploadText = upload::uploadText;
+using links::DeviceLink;
 using protocol::AssemblerRules;
 using protocol::FrameAssembler;
 using protocol::Reply;

@@ -11,9 +11,12 @@
 
 #include <atomic>
 
+namespace links {
+class DeviceLink;
+} // namespace links
+
 class CoreCOMQ;
 class CoreTelnet;
-class DeviceLink;
 
 /**
  * Writes one image into one MCU that is in its update mode: a block, its acknowledgement, the next
@@ -32,7 +35,7 @@ public:
                         QObject *parent = nullptr);
 
     /** The link that blocks go out on, which is not owned; without one they go nowhere. */
-    void setLink(DeviceLink *link) { m_link = link; }
+    void setLink(links::DeviceLink *link) { m_link = link; }
     /** The same with one of the two set. */
     void setTransports(CoreCOMQ *serial, CoreTelnet *network);
     void setAddress(protocol::mcu::FrameAddress address);
@@ -79,7 +82,7 @@ private:
 
     TimeOuts m_timeOuts;
     Pauses m_pauses;
-    DeviceLink *m_link = nullptr;
+    links::DeviceLink *m_link = nullptr;
     protocol::mcu::FrameAddress m_address;
     upload::BlockPacker m_packer;
     protocol::FrameAssembler m_assembler;

@@ -12,6 +12,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using links::EngineRequests;
+
 namespace {
 
 const QByteArray busy = "UPGRADELOG||The device is busy upgrading.\r\n";

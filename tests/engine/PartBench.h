@@ -15,12 +15,12 @@
 #include <QStringList>
 
 /** A link that keeps what is sent, and delivers what a test hands in. */
-class FakeDeviceLink : public DeviceLink
+class FakeDeviceLink : public links::DeviceLink
 {
     Q_OBJECT
 
 public:
-    using DeviceLink::DeviceLink;
+    using links::DeviceLink::DeviceLink;
 
     const char *label() const override { return "fake"; }
     bool openAt(const QString &address, int number) override

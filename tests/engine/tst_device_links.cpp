@@ -4,6 +4,8 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+using links::DeviceLink;
+
 namespace {
 
 /** Both links as fakes; each is null until the engine makes it. */

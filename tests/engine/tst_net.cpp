@@ -14,6 +14,7 @@
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 namespace net = package::net;
+namespace netImage = links::netImage;
 
 namespace {
 

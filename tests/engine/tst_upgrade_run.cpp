@@ -11,6 +11,7 @@
 #include <QtTest>
 
 namespace field = package::field;
+namespace netImage = links::netImage;
 using bytes::ByteSource;
 
 using Images = QVector<TestImage>;

@@ -7,6 +7,8 @@
 #include <QTcpServer>
 #include <QtTest>
 
+using links::DeviceLink;
+
 namespace {
 
 /** A device's end of network links: keeps every connection it was ever asked for. */

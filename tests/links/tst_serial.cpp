@@ -9,6 +9,8 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+using links::DeviceLink;
+
 namespace {
 
 bool openUsual(CoreCOMQ &link, const QString &port)

@@ -8,6 +8,7 @@
 #include "platform/Log.h"
 #include "protocol/WireText.h"
 
+using links::DeviceLink;
 using protocol::filled;
 
 namespace {

@@ -11,7 +11,7 @@ class EngineOutput;
 /** Makes the engine's device links; tests hand in links of their own. */
 struct LinkFactory
 {
-    using Make = std::function<DeviceLink *(QObject *parent)>;
+    using Make = std::function<links::DeviceLink *(QObject *parent)>;
 
     LinkFactory();
 
@@ -47,13 +47,13 @@ public:
     bool sendSerial(const QByteArray &frame);
 
     /** Null when there is none. */
-    DeviceLink *activeLink() const;
+    links::DeviceLink *activeLink() const;
 
 signals:
     /** Bytes of the active link. */
     void received(const QByteArray &chunk);
     /** This link is active now, maybe the same one once more; null for none. */
-    void switched(DeviceLink *link);
+    void switched(links::DeviceLink *link);
     void networkConnected();
     void networkDisconnected();
 
@@ -62,14 +62,14 @@ private:
     void adopt(Kind kind);
     void makeSerial();
     void makeNetwork();
-    void relay(DeviceLink *link);
+    void relay(links::DeviceLink *link);
 
     const LinkFactory m_factory;
     const EngineOutput &m_output;
     QString m_portName;
     QString m_baudRate;
-    DeviceLink *m_serial = nullptr;
-    DeviceLink *m_network = nullptr;
+    links::DeviceLink *m_serial = nullptr;
+    links::DeviceLink *m_network = nullptr;
     Kind m_active = Kind::None;
     std::atomic<bool> m_down{true};
 };

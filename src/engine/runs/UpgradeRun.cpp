@@ -23,6 +23,7 @@
 
 namespace chip = protocol::chip;
 namespace field = package::field;
+namespace netImage = links::netImage;
 namespace result = planning::result;
 namespace upgradeMode = planning::upgradeMode;
 using bytes::PartSource;
