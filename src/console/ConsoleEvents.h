@@ -20,5 +20,5 @@ signals:
     void clientLeft(const ConsolePeer &peer, int clients);
     /** Comes before the run's own events. */
     void runRequested(const RunRequest &request);
-    void runEvent(const RunEvent &event);
+    void runEvent(const engine::RunEvent &event);
 };

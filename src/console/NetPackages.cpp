@@ -7,6 +7,7 @@
 #include "protocol/ConsoleTexts.h"
 
 namespace consoletext = protocol::consoletext;
+using engine::RunEvent;
 
 NetPackages::NetPackages(NetModelUpgrade &upgrade, ConsoleEvents &events)
     : m_upgrade(upgrade),

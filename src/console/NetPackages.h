@@ -23,7 +23,7 @@ private:
 
     NetModelUpgrade &m_upgrade;
     ConsoleEvents &m_events;
-    RunReporter m_report;
+    engine::RunReporter m_report;
     /** The client that has sent the last piece. */
     ConsolePeer m_sender;
 };

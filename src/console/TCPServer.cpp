@@ -9,6 +9,8 @@
 #include "netupgrade/NetModelUpgrade.h"
 #include "platform/Log.h"
 
+using engine::RunEvents;
+
 TCPServer::TCPServer(QObject *parent, const Platform &platform, const WorkerFactory &makeWorker)
     : QObject(parent),
       m_platform(platform),

@@ -10,7 +10,23 @@
 
 #include <algorithm>
 
+namespace action = engine::action;
+namespace runWord = engine::runWord;
+namespace text = engine::text;
 namespace upgradeMode = planning::upgradeMode;
+using engine::CommandChannel;
+using engine::CommandResult;
+using engine::DeviceLinks;
+using engine::EngineParts;
+using engine::EngineSinks;
+using engine::Event;
+using engine::ImageWriter;
+using engine::LinkFactory;
+using engine::RunClaim;
+using engine::RunEvent;
+using engine::RunEvents;
+using engine::RunGuard;
+using engine::RunOutcome;
 using protocol::filled;
 using protocol::Reply;
 using protocol::wholeProgress;

@@ -10,7 +10,9 @@
 
 #include <memory>
 
+namespace engine {
 struct EngineParts;
+} // namespace engine
 
 /**
  * The upgrade engine. Lives on a thread of its own; every slot and timer runs there. The few
@@ -26,7 +28,8 @@ class ControlCenter : public QObject
 
 public:
     explicit ControlCenter(const Platform &platform = Platform(),
-                           const LinkFactory &links = LinkFactory(), QObject *parent = nullptr);
+                           const engine::LinkFactory &links = engine::LinkFactory(),
+                           QObject *parent = nullptr);
     ~ControlCenter() override;
 
     // Called from the main thread, too.
@@ -35,7 +38,7 @@ public:
     void requestDisconnect();
     /** Decides what is refused and which lists are quiet. The receiver of the engine's messages
      *  gives the claim back, by the end that runEvents() announces. */
-    RunClaim &runClaim();
+    engine::RunClaim &runClaim();
     double uploadPercent() const;
     void resetUploadPercent();
     /**
@@ -66,7 +69,7 @@ public:
     int currentStep() const;
     bool timersIdle() const;
     /** What those who watch over the agent learn. */
-    const RunEvents *runEvents() const { return m_events; }
+    const engine::RunEvents *runEvents() const { return m_events; }
 
 signals:
     void signalCMDResultStr(int cmd, QList<int> result);
@@ -129,6 +132,6 @@ private:
     bool refusesDuringRun(const char *request) const;
     void beginRun();
 
-    RunEvents *m_events;
-    std::unique_ptr<EngineParts> m_parts;
+    engine::RunEvents *m_events;
+    std::unique_ptr<engine::EngineParts> m_parts;
 };

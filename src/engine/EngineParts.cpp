@@ -12,6 +12,8 @@ using planning::rowOfLateAnswer;
 using planning::TypeAndIndexTable;
 using protocol::Reply;
 
+namespace engine {
+
 ReportParts::ReportParts(const EngineSinks &sinks)
     : output(sinks.message), report(sinks.event), progress(rows, output, report, sinks.percent)
 {
@@ -76,3 +78,5 @@ bool EngineParts::isLateAnswer(const Reply &reply) const
                        << "dropped, awaiting that of" << table.value(current, field::name);
     return true;
 }
+
+} // namespace engine

@@ -20,6 +20,8 @@
 #include "engine/steps/StepActions.h"
 #include "engine/steps/StepMachine.h"
 
+namespace engine {
+
 /** Where the engine's reports go. */
 struct EngineSinks
 {
@@ -74,3 +76,5 @@ private:
     int rowOf(Step step) const;
     bool isLateAnswer(const protocol::Reply &reply) const;
 };
+
+} // namespace engine

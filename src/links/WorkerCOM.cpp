@@ -10,6 +10,9 @@
 
 #include <utility>
 
+using engine::RunClaim;
+using engine::RunEvents;
+
 WorkerCOM::WorkerCOM(QObject *parent, const Platform &platform)
     : QObject(parent), m_engine(new ControlCenter(platform)), m_thread(new QThread)
 {

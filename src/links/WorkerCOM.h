@@ -8,9 +8,12 @@
 #include <QObject>
 #include <QStringList>
 
+namespace engine {
+class RunEvents;
+} // namespace engine
+
 class ControlCenter;
 class QThread;
-class RunEvents;
 
 /**
  * The console's only way to the upgrade engine: makes the engine and its thread, turns calls into
@@ -50,7 +53,7 @@ public:
     bool runActive() const override;
     /** The engine's thread and its events, for those who watch over the agent. */
     QThread *engineThread() const { return m_thread; }
-    const RunEvents *runEvents() const;
+    const engine::RunEvents *runEvents() const;
 
 signals:
     void message(QStringList message);
@@ -78,5 +81,5 @@ private:
     ControlCenter *m_engine;
     QThread *m_thread;
     /** The run whose status is the next one to be delivered. */
-    RunClaim::Number m_ending = RunClaim::none;
+    engine::RunClaim::Number m_ending = engine::RunClaim::none;
 };

@@ -4,6 +4,8 @@
 #include "console/TCPServer.h"
 #include "platform/Log.h"
 
+using engine::RunEvent;
+
 namespace monitoring {
 
 OperationsLog::OperationsLog(const TCPServer &server, QObject *parent, const LogBudgets &budgets)

@@ -42,7 +42,7 @@ private:
     void tellStart(const TCPServer &server) const;
     template<typename MakeLine>
     void write(LineBudget &budget, const char *topic, const MakeLine &makeLine);
-    void takeRunEvent(const RunEvent &event);
+    void takeRunEvent(const engine::RunEvent &event);
 
     LogBudgets m_budgets;
     QElapsedTimer m_clock;

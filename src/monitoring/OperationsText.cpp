@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "monitoring/OperationsText.h"
 
+using engine::RunEvent;
+using engine::RunMcu;
+
 namespace monitoring::operations {
 
 namespace {

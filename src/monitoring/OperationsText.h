@@ -21,7 +21,7 @@ LogLine runStarted(const RunRequest &request);
 LogLine linesLeftOut(const char *topic);
 
 /** Whether the event has a line at all. */
-bool isLogged(RunEvent::Kind kind);
-LogLine runLine(const RunEvent &event);
+bool isLogged(engine::RunEvent::Kind kind);
+LogLine runLine(const engine::RunEvent &event);
 
 } // namespace monitoring::operations

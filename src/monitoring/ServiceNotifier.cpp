@@ -9,6 +9,7 @@
 
 #include <algorithm>
 
+using engine::RunEvent;
 using runtime::NotifySocket;
 using runtime::ServiceEnvironment;
 

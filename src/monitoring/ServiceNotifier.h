@@ -33,7 +33,7 @@ public:
 private:
     void tellStart();
     void watchLoops();
-    void takeRunEvent(const RunEvent &event);
+    void takeRunEvent(const engine::RunEvent &event);
     void send();
 
     const TCPServer &m_server;

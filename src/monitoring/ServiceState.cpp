@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "monitoring/ServiceState.h"
 
+using engine::RunEvent;
+
 namespace monitoring {
 
 namespace {

@@ -22,7 +22,7 @@ public:
     void listening(quint16 port);
     /** The manager is left waiting for readiness, and told why: nobody could be served. */
     void notListening(quint16 port, const QString &reason);
-    void take(const RunEvent &event);
+    void take(const engine::RunEvent &event);
     /** Both event loops turn. */
     void alive() { m_alive = true; }
 

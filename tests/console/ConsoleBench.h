@@ -111,7 +111,7 @@ public:
     {
         server = std::make_unique<TCPServer>(nullptr, platform, makeWorker);
         QObject::connect(
-            server->worker()->runEvents(), &RunEvents::over, server.get(),
+            server->worker()->runEvents(), &engine::RunEvents::over, server.get(),
             [this](qint64) { ++endedRuns; }, Qt::DirectConnection);
     }
 

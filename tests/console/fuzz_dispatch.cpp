@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 namespace consoletext = protocol::consoletext;
+using engine::RunEvents;
 
 namespace {
 

@@ -9,6 +9,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using engine::RunEvent;
+
 using namespace std::chrono_literals;
 
 namespace {

@@ -4,6 +4,8 @@
 #include <QMetaMethod>
 #include <QtTest>
 
+using engine::RunEvents;
+
 namespace {
 
 const QByteArray unknown = "UPGRADELOG||Unknow command.\r\n";

@@ -20,6 +20,8 @@ namespace appStatus = protocol::appStatus;
 namespace buildtext = package::buildtext;
 namespace consoletext = protocol::consoletext;
 namespace nettext = netupgrade::nettext;
+namespace runWord = engine::runWord;
+namespace text = engine::text;
 namespace uploadText = upload::uploadText;
 namespace versiontext = planning::versiontext;
 using protocol::WireText;

@@ -14,6 +14,9 @@
 namespace command = protocol::command;
 namespace field = package::field;
 namespace mcu = protocol::mcu;
+using engine::LinkFactory;
+using engine::RunClaim;
+using engine::RunEvents;
 
 using namespace std::chrono_literals;
 

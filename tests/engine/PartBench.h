@@ -52,19 +52,19 @@ struct ReportBench
 {
     ReportBench()
         : output([this](const QStringList &list) { lines += list.join(QLatin1Char('|')); }),
-          report([this](const RunEvent &event) { events += event; }),
+          report([this](const engine::RunEvent &event) { events += event; }),
           progress(rows, output, report, [this](double percent) { percents += percent; })
     {
     }
 
     QStringList lines;
-    QList<RunEvent> events;
+    QList<engine::RunEvent> events;
     QList<double> percents;
 
-    EngineOutput output;
-    RunRows rows;
-    RunReporter report;
-    RunProgress progress;
+    engine::EngineOutput output;
+    engine::RunRows rows;
+    engine::RunReporter report;
+    engine::RunProgress progress;
 };
 
 /** The parts below the engine's runs, over a link that a test plays. */
@@ -76,7 +76,8 @@ struct PartBench : ReportBench
           channel(
               links, guard, [](const protocol::Reply &) { return false; }, platform, &parent)
     {
-        QObject::connect(&links, &DeviceLinks::received, &channel, &CommandChannel::receive);
+        QObject::connect(&links, &engine::DeviceLinks::received, &channel,
+                         &engine::CommandChannel::receive);
         links.open(QStringLiteral("ttyS2"));
         lines.clear();
     }
@@ -90,14 +91,14 @@ struct PartBench : ReportBench
     Platform platform;
     FakeDeviceLink *link = nullptr;
 
-    RunGuard guard;
-    DeviceLinks links;
-    CommandChannel channel;
+    engine::RunGuard guard;
+    engine::DeviceLinks links;
+    engine::CommandChannel channel;
 
 private:
-    LinkFactory factory()
+    engine::LinkFactory factory()
     {
-        LinkFactory made;
+        engine::LinkFactory made;
         made.serial = [this](QObject *owner) { return link = new FakeDeviceLink(owner); };
         return made;
     }

@@ -12,6 +12,16 @@
 #include <algorithm>
 #include <cstdio>
 
+namespace action = engine::action;
+using engine::Action;
+using engine::allOf;
+using engine::Event;
+using engine::findTransition;
+using engine::nameOf;
+using engine::Step;
+using engine::stepTable;
+using engine::Transition;
+
 namespace {
 
 struct ActionName

@@ -7,6 +7,8 @@
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
+using engine::CommandChannel;
+using engine::CommandResult;
 using protocol::Reply;
 
 Q_DECLARE_METATYPE(CommandResult)

@@ -4,6 +4,9 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+using engine::DeviceLinks;
+using engine::EngineOutput;
+using engine::LinkFactory;
 using links::DeviceLink;
 
 namespace {

@@ -13,6 +13,13 @@
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
+using engine::Event;
+using engine::RunEvent;
+using engine::RunEvents;
+using engine::RunMcu;
+using engine::RunReporter;
+using engine::stepTable;
+using engine::Transition;
 
 using Kind = RunEvent::Kind;
 

@@ -9,6 +9,9 @@
 
 namespace field = package::field;
 namespace productReport = planning::productReport;
+using engine::Event;
+using engine::InfoRead;
+using engine::InfoWrite;
 using protocol::ProductRecord;
 
 using FoundEvent = std::optional<Event>;

@@ -17,6 +17,9 @@ namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 namespace net = package::net;
 using bytes::BytesSource;
+using engine::NetInstall;
+using engine::RunEvent;
+using engine::RunOutcome;
 using protocol::Reply;
 
 namespace {

@@ -12,6 +12,7 @@
 #include <thread>
 
 using bytes::BytesSource;
+using engine::PackageShelf;
 
 namespace {
 

@@ -7,6 +7,8 @@
 #include <thread>
 
 namespace field = package::field;
+using engine::RunMcu;
+using engine::RunRows;
 
 class TestReportParts : public QObject
 {

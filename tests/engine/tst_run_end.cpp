@@ -11,6 +11,12 @@
 namespace appStatus = protocol::appStatus;
 namespace command = protocol::command;
 namespace field = package::field;
+using engine::EngineOutput;
+using engine::ImageWriter;
+using engine::RunEnd;
+using engine::RunEvent;
+using engine::RunOutcome;
+using engine::RunPackage;
 
 Q_DECLARE_METATYPE(RunOutcome)
 

@@ -9,6 +9,9 @@
 #include <QRegularExpression>
 #include <QtTest>
 
+using engine::RunEvent;
+using engine::RunEvents;
+
 namespace {
 
 const QStringList rows{"AUX,1,0", "KEY,2,0"};

@@ -8,6 +8,12 @@
 #include <map>
 #include <vector>
 
+namespace action = engine::action;
+using engine::Action;
+using engine::Event;
+using engine::RunEvent;
+using engine::Step;
+using engine::StepMachine;
 using protocol::Reply;
 
 using Events = QList<Event>;

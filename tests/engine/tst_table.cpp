@@ -10,6 +10,13 @@
 #include <set>
 
 namespace mcu = protocol::mcu;
+using engine::allOf;
+using engine::Event;
+using engine::findTransition;
+using engine::nameOf;
+using engine::Step;
+using engine::stepTable;
+using engine::Transition;
 
 namespace {
 

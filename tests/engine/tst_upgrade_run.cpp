@@ -12,7 +12,13 @@
 
 namespace field = package::field;
 namespace netImage = links::netImage;
+namespace runWord = engine::runWord;
 using bytes::ByteSource;
+using engine::Event;
+using engine::PackageShelf;
+using engine::RunEvent;
+using engine::RunPackage;
+using engine::UpgradeRun;
 
 using Images = QVector<TestImage>;
 using FoundEvent = std::optional<Event>;

@@ -9,6 +9,9 @@
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
+using engine::CommandChannel;
+using engine::ImageWriter;
+using engine::RunEvent;
 
 namespace {
 

@@ -19,6 +19,8 @@
 #include <functional>
 #include <termios.h>
 
+using engine::RunEvents;
+
 namespace {
 
 /** A bridge with everything that it says. */

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using engine::RunEvent;
+
 using namespace monitoring;
 
 using Kind = RunEvent::Kind;

@@ -22,8 +22,11 @@ namespace appStatus = protocol::appStatus;
 namespace buildtext = package::buildtext;
 namespace consoletext = protocol::consoletext;
 namespace nettext = netupgrade::nettext;
+namespace text = engine::text;
 namespace uploadText = upload::uploadText;
 namespace versiontext = planning::versiontext;
+using engine::stepTable;
+using engine::Transition;
 using protocol::WireText;
 
 namespace {

@@ -14,6 +14,8 @@ using protocol::AssemblerRules;
 using protocol::FrameAssembler;
 using protocol::Reply;
 
+namespace engine {
+
 namespace {
 
 AssemblerRules replyFrames(int largestFrame)
@@ -204,3 +206,5 @@ void CommandChannel::takeText(const QByteArray &chunk)
             emit textReceived(line.trimmed());
     }
 }
+
+} // namespace engine

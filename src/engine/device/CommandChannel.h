@@ -14,6 +14,8 @@
 #include <functional>
 #include <optional>
 
+namespace engine {
+
 class DeviceLinks;
 class RunGuard;
 
@@ -84,3 +86,5 @@ private:
     QString m_text;
     std::optional<quint16> m_pending;
 };
+
+} // namespace engine

@@ -11,6 +11,8 @@
 using links::DeviceLink;
 using protocol::filled;
 
+namespace engine {
+
 namespace {
 
 /** A network link that takes part in the pairing of replies. */
@@ -154,3 +156,5 @@ bool DeviceLinks::sendSerial(const QByteArray &frame)
 {
     return m_serial != nullptr && m_serial->send(frame);
 }
+
+} // namespace engine

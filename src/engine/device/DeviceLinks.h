@@ -6,6 +6,8 @@
 #include <atomic>
 #include <functional>
 
+namespace engine {
+
 class EngineOutput;
 
 /** Makes the engine's device links; tests hand in links of their own. */
@@ -73,3 +75,5 @@ private:
     Kind m_active = Kind::None;
     std::atomic<bool> m_down{true};
 };
+
+} // namespace engine

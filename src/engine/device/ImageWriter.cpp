@@ -17,6 +17,8 @@ namespace uploadText = upload::uploadText;
 using protocol::filled;
 using protocol::Reply;
 
+namespace engine {
+
 namespace {
 
 constexpr int maxRetries = 2;
@@ -171,3 +173,5 @@ void ImageWriter::cancel()
     m_upload->reset();
     m_image.bytes.clear();
 }
+
+} // namespace engine

@@ -9,8 +9,11 @@
 #include <QStringList>
 #include <QTimer>
 
-class CommandChannel;
 class CoreUpload;
+
+namespace engine {
+
+class CommandChannel;
 class EngineOutput;
 class RunReporter;
 class RunRows;
@@ -74,3 +77,5 @@ private:
     int m_updateModeRetries = 0;
     int m_imageRetries = 0;
 };
+
+} // namespace engine

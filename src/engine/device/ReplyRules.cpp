@@ -11,6 +11,8 @@ namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 using protocol::Reply;
 
+namespace engine {
+
 namespace {
 
 /** What a reply must be to count as the answer to its command. */
@@ -55,3 +57,5 @@ std::optional<CommandResult> classify(const Reply &reply)
         return CommandResult::Refusal;
     return CommandResult::Answer;
 }
+
+} // namespace engine

@@ -5,6 +5,8 @@
 
 #include <optional>
 
+namespace engine {
+
 /** What can end the wait for the reply to a command. */
 enum class CommandResult {
     Answer,
@@ -18,3 +20,5 @@ enum class CommandResult {
 
 /** What a frame means as the reply to its command; nothing when the command has no such reply. */
 std::optional<CommandResult> classify(const protocol::Reply &reply);
+
+} // namespace engine

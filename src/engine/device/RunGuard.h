@@ -9,6 +9,8 @@
 #include <chrono>
 #include <utility>
 
+namespace engine {
+
 /** Whether something is in flight, by which claim, and the watchdog of a run that shows no sign of
  *  life. */
 class RunGuard : public QObject
@@ -61,3 +63,5 @@ private:
     bool m_active = false;
     QTimer m_timer;
 };
+
+} // namespace engine

@@ -31,6 +31,8 @@ using package::readNetImage;
 using package::writeNetMerge;
 using protocol::filled;
 
+namespace engine {
+
 namespace {
 
 /** The words for a request that is no list of images; empty for one that is. */
@@ -194,3 +196,5 @@ void PackageBuilder::sayNet(const QString &text)
 {
     m_output.list({QString::fromLatin1(protocol::key::mergeNet), text});
 }
+
+} // namespace engine

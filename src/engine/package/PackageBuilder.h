@@ -11,6 +11,8 @@ namespace package {
 struct NetMergePlan;
 } // namespace package
 
+namespace engine {
+
 class EngineOutput;
 
 /** Builds packages, and adds the module's own firmware to them. */
@@ -36,3 +38,5 @@ private:
 
     const EngineOutput &m_output;
 };
+
+} // namespace engine

@@ -13,6 +13,8 @@ using bytes::FileSource;
 using package::currentFormVersion;
 using package::PackageChecksum;
 
+namespace engine {
+
 namespace {
 
 /** Versions below are none that was ever built; those up to the next can be listed only. */
@@ -80,3 +82,5 @@ const char *versionProblem(ByteSource &package)
         return text::badVersion;
     return *version < oldestUpgradableVersion ? text::oldVersion : nullptr;
 }
+
+} // namespace engine

@@ -4,6 +4,8 @@
 #include "bytes/FileSource.h"
 #include "package/PackageChecksum.h"
 
+namespace engine {
+
 /** What the check of a package file found. The numbers are part of the engine's interface. */
 enum class PackageCheck { NotChecked = 0, Missing = 1, Unreadable = 2, Right = 3, Wrong = 4 };
 
@@ -24,3 +26,5 @@ const char *checkProblem(PackageCheck check);
 
 /** The words for a package whose form or version a run does not take; null when it does. */
 const char *versionProblem(bytes::ByteSource &package);
+
+} // namespace engine

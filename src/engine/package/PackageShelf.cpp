@@ -25,6 +25,8 @@ using package::readDescription;
 using package::readPackageHeader;
 using protocol::filled;
 
+namespace engine {
+
 PackageShelf::PackageShelf(const EngineOutput &output, std::function<void()> reportUnreadable)
     : m_output(output), m_reportUnreadable(std::move(reportUnreadable))
 {
@@ -157,3 +159,5 @@ QStringList PackageShelf::entryOf(int chipType) const
     }
     return {};
 }
+
+} // namespace engine

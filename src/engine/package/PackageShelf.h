@@ -18,6 +18,8 @@ namespace package {
 struct PackageDescription;
 } // namespace package
 
+namespace engine {
+
 class EngineOutput;
 
 /**
@@ -73,3 +75,5 @@ private:
     mutable std::mutex m_mutex;
     Contents m_contents;
 };
+
+} // namespace engine

@@ -5,6 +5,8 @@ using bytes::ByteSource;
 using package::checkPackage;
 using package::PackageChecksum;
 
+namespace engine {
+
 PackageCheck RunPackage::open(const QString &path)
 {
     close();
@@ -47,3 +49,5 @@ int RunPackage::error() const
         return m_checkError;
     return m_verified ? m_verified->error() : 0;
 }
+
+} // namespace engine

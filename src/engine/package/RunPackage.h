@@ -6,6 +6,8 @@
 
 #include <optional>
 
+namespace engine {
+
 /**
  * The one open file of a run. It is opened and checked once, and everything that the run reads
  * comes from that file, whatever has its name meanwhile. A change within the file is found when
@@ -35,3 +37,5 @@ private:
     bytes::BytesSource m_nothing{QByteArray()};
     int m_checkError = 0;
 };
+
+} // namespace engine

@@ -9,6 +9,8 @@
 #include <functional>
 #include <utility>
 
+namespace engine {
+
 /**
  * Where the messages of the engine leave it. A list of one element is a log line, a longer one
  * starts with its key. The console's thread may use it, too.
@@ -39,3 +41,5 @@ private:
     Sink m_sink;
     std::atomic<bool> m_reading{false};
 };
+
+} // namespace engine

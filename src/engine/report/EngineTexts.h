@@ -6,9 +6,9 @@
 
 /** The engine's texts. They are part of the interface to console clients and keep their spelling,
  *  odd as some of it is. */
-namespace text {
+namespace engine::text {
 
 #define WIRE_TEXTS "engine/report/EngineTexts.def"
 #include "protocol/WireTable.inc"
 
-} // namespace text
+} // namespace engine::text

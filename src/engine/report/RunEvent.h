@@ -4,6 +4,8 @@
 #include <QMetaType>
 #include <QString>
 
+namespace engine {
+
 /** The MCU that a run works on, as its row tells it: texts that a client has sent. */
 struct RunMcu
 {
@@ -62,4 +64,7 @@ struct RunEvent
     int failed = 0;
     int skipped = 0;
 };
-Q_DECLARE_METATYPE(RunEvent)
+
+} // namespace engine
+
+Q_DECLARE_METATYPE(engine::RunEvent)

@@ -7,6 +7,8 @@
 #include <QMetaObject>
 #include <QObject>
 
+namespace engine {
+
 /** Where the events of runs come out. An object of its own, so that the engine's interface to the
  *  console stays what it is. */
 class RunEvents : public QObject
@@ -27,9 +29,11 @@ public:
 
 signals:
     /** In the order of the engine's messages. */
-    void reported(const RunEvent &event);
+    void reported(const engine::RunEvent &event);
     /** The run has ended. Its status, if it has one, is the next APPSTATUS message. */
     void ending(qint64 run);
     /** Nothing more comes from the run that ended; comes for each ending(). */
     void over(qint64 run);
 };
+
+} // namespace engine

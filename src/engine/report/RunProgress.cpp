@@ -13,6 +13,8 @@
 using protocol::filled;
 using protocol::wholeProgress;
 
+namespace engine {
+
 RunProgress::RunProgress(const RunRows &rows, const EngineOutput &output, RunReporter &report,
                          Sink sink)
     : m_rows(rows), m_output(output), m_report(report), m_sink(std::move(sink))
@@ -39,3 +41,5 @@ void RunProgress::showOnly(double percent)
     else if (percent > 0.0 && m_erasingShown.exchange(false))
         m_output.say(filled(text::writing));
 }
+
+} // namespace engine

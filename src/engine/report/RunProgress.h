@@ -4,6 +4,8 @@
 #include <atomic>
 #include <functional>
 
+namespace engine {
+
 class EngineOutput;
 class RunReporter;
 class RunRows;
@@ -36,3 +38,5 @@ private:
     Sink m_sink;
     std::atomic<bool> m_erasingShown{false};
 };
+
+} // namespace engine

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+namespace engine {
+
 namespace {
 
 RunEvent about(RunEvent::Kind kind, const RunMcu &mcu = {})
@@ -149,3 +151,5 @@ void RunReporter::end(bool success, int status)
     event.milliseconds = m_runTime.elapsed();
     tell(event);
 }
+
+} // namespace engine

@@ -7,6 +7,8 @@
 
 #include <functional>
 
+namespace engine {
+
 /**
  * Tells the events of one run after the other, and keeps what they need: times, counts, and what
  * was told last. Outside of a run only installs are told, since a device may begin one by itself.
@@ -47,3 +49,5 @@ private:
     QElapsedTimer m_installTime;
     bool m_writing = false;
 };
+
+} // namespace engine

@@ -10,6 +10,8 @@ using planning::TypeAndIndexTable;
 using planning::versionText;
 using protocol::wholeProgress;
 
+namespace engine {
+
 void RunRows::reset(const QStringList &rows)
 {
     const Lock lock(m_mutex);
@@ -84,3 +86,5 @@ double RunRows::overall(double percent) const
     const Lock lock(m_mutex);
     return (m_mcuIndex * wholeProgress + percent) / m_TypeAndIndexs.count();
 }
+
+} // namespace engine

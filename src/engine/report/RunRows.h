@@ -8,6 +8,8 @@
 #include <mutex>
 #include <type_traits>
 
+namespace engine {
+
 /**
  * The rows that a run works on, and the one that it is at. The engine writes them; the console's
  * thread may read them and, when a package cannot be listed, marks them.
@@ -77,3 +79,5 @@ private:
     planning::TypeAndIndexTable m_TypeAndIndexs;
     int m_mcuIndex = 0;
 };
+
+} // namespace engine

@@ -4,9 +4,9 @@
 #include "protocol/WireText.h"
 
 /** Words for those who watch over the agent. Console clients never get them. */
-namespace runWord {
+namespace engine::runWord {
 
 #define WIRE_TEXTS "engine/report/RunWords.def"
 #include "protocol/WireTable.inc"
 
-} // namespace runWord
+} // namespace engine::runWord

@@ -13,6 +13,8 @@ namespace productReport = planning::productReport;
 using protocol::filled;
 using protocol::ProductRecord;
 
+namespace engine {
+
 void InfoRead::begin()
 {
     m_output.setReading(true);
@@ -40,3 +42,5 @@ void InfoRead::show()
         m_lines.append(productReport::rowText(row.split(QLatin1Char(','))));
     m_output.list(QStringList{QString::fromLatin1(protocol::key::showProductInfo)} + m_lines);
 }
+
+} // namespace engine

@@ -7,6 +7,8 @@ namespace protocol {
 struct ProductRecord;
 } // namespace protocol
 
+namespace engine {
+
 class EngineOutput;
 class RunRows;
 
@@ -27,3 +29,5 @@ private:
     EngineOutput &m_output;
     QStringList m_lines;
 };
+
+} // namespace engine

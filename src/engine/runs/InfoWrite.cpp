@@ -18,6 +18,8 @@ namespace productCommand = planning::productCommand;
 namespace result = planning::result;
 using protocol::filled;
 
+namespace engine {
+
 namespace {
 
 /** A row that is to be written needs everything up to its speciality. */
@@ -134,3 +136,5 @@ void InfoWrite::report(const char *result) const
     m_output.list({QString::fromLatin1(protocol::key::setProductInfoResult),
                    m_rows.table().row(m_productInfoIndex), QString::fromLatin1(result)});
 }
+
+} // namespace engine

@@ -9,6 +9,8 @@
 
 #include <functional>
 
+namespace engine {
+
 class EngineOutput;
 class RunRows;
 
@@ -47,3 +49,5 @@ private:
     QJsonDocument m_description;
     int m_productInfoIndex = 0;
 };
+
+} // namespace engine

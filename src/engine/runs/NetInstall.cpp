@@ -28,6 +28,8 @@ using package::readNetImage;
 using protocol::Reply;
 using protocol::wholeProgress;
 
+namespace engine {
+
 namespace {
 
 QString versionOfImage(const NetImage &head)
@@ -122,3 +124,5 @@ void NetInstall::installReceived()
     if (installed)
         installer.rebootModule();
 }
+
+} // namespace engine

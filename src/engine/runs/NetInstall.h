@@ -20,6 +20,8 @@ namespace netupgrade {
 struct NetReport;
 } // namespace netupgrade
 
+namespace engine {
+
 class EngineOutput;
 class RunProgress;
 class RunReporter;
@@ -61,3 +63,5 @@ private:
     netupgrade::NetImageAssembler m_image{netupgrade::netblocks::fromDevice};
     std::unique_ptr<netupgrade::NetArchive> m_archive;
 };
+
+} // namespace engine

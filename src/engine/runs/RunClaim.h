@@ -5,6 +5,8 @@
 
 #include <atomic>
 
+namespace engine {
+
 /**
  * The one answer to "is the agent busy with a run": held from the moment a run is asked for until
  * the console has delivered its end. Any thread may ask; the thread that accepts a request takes
@@ -44,3 +46,5 @@ private:
     /** The last claim's number, negative when it has been given back. */
     std::atomic<Number> m_state{none};
 };
+
+} // namespace engine

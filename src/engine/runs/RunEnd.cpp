@@ -16,6 +16,8 @@ namespace field = package::field;
 namespace result = planning::result;
 using protocol::wholeProgress;
 
+namespace engine {
+
 namespace {
 
 void sayStatus(const EngineOutput &output, const QByteArray &status)
@@ -85,3 +87,5 @@ void reportUnreadablePackage(RunRows &rows, const EngineOutput &output, RunProgr
     rows.setAllFailed();
     sayResult(output, rows, result::failed);
 }
+
+} // namespace engine

@@ -7,6 +7,8 @@
 
 #include <optional>
 
+namespace engine {
+
 class CommandChannel;
 class EngineOutput;
 class ImageWriter;
@@ -80,3 +82,5 @@ private:
 
 /** What a console client gets when a package cannot be read: the end of a run that never was. */
 void reportUnreadablePackage(RunRows &rows, const EngineOutput &output, RunProgress &progress);
+
+} // namespace engine

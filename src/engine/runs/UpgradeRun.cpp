@@ -35,6 +35,8 @@ using planning::TypeAndIndexTable;
 using protocol::filled;
 using protocol::wholeProgress;
 
+namespace engine {
+
 namespace {
 
 /** A row needs its name, chip type and chip index. */
@@ -302,3 +304,5 @@ void UpgradeRun::endRow(const char *stored, const char *reported)
     m_parts.output.inChain({QString::fromLatin1(protocol::key::upgradeResult),
                             m_parts.rows.current(), QString::fromLatin1(reported)});
 }
+
+} // namespace engine

@@ -21,6 +21,8 @@ namespace package {
 struct ImageRecord;
 } // namespace package
 
+namespace engine {
+
 class EngineOutput;
 class PackageShelf;
 class RunPackage;
@@ -107,3 +109,5 @@ private:
     int m_mainFirstRow = -1;
     bool m_imageWritten = false;
 };
+
+} // namespace engine

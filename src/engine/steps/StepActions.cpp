@@ -29,6 +29,8 @@ using protocol::ProductRecord;
 using protocol::Reply;
 using protocol::wholeProgress;
 
+namespace engine {
+
 namespace {
 
 // Result bytes after the two that echo chip type and index.
@@ -418,3 +420,5 @@ Result finishInfoWrites(StepContext &context, const Reply & /*reply*/)
 }
 
 } // namespace action
+
+} // namespace engine

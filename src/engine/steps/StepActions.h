@@ -3,6 +3,8 @@
 
 #include "engine/steps/StepTable.h"
 
+namespace engine {
+
 class CommandChannel;
 class EngineOutput;
 class ImageWriter;
@@ -90,3 +92,5 @@ Result giveUpInfoWrite(StepContext &context, const protocol::Reply &reply);
 Result finishInfoWrites(StepContext &context, const protocol::Reply &reply);
 
 } // namespace action
+
+} // namespace engine

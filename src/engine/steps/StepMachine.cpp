@@ -7,6 +7,8 @@
 
 using protocol::Reply;
 
+namespace engine {
+
 namespace {
 
 bool isTrouble(const Transition &line)
@@ -60,3 +62,5 @@ void StepMachine::reportTrouble(const Transition &line, const QString &name, con
     else if (line.kind == Transition::Kind::GivenUp)
         m_parts.report.giveUp(name, text);
 }
+
+} // namespace engine

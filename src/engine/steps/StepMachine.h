@@ -8,6 +8,8 @@
 
 #include <functional>
 
+namespace engine {
+
 class EngineOutput;
 class RunReporter;
 
@@ -43,3 +45,5 @@ private:
     Step m_step = Step::Idle;
     int m_attempt = 0;
 };
+
+} // namespace engine

@@ -8,6 +8,8 @@
 #include <map>
 #include <utility>
 
+namespace engine {
+
 namespace {
 
 using Lines = std::vector<Transition>;
@@ -257,3 +259,5 @@ const Transition *findTransition(Step step, Event event, int attempt)
     });
     return found == last ? nullptr : found->second;
 }
+
+} // namespace engine

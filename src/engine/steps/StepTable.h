@@ -12,6 +12,8 @@ namespace protocol {
 class Reply;
 } // namespace protocol
 
+namespace engine {
+
 struct StepContext;
 
 /** What an action finds out takes the step on at once; without, the engine waits. */
@@ -67,3 +69,5 @@ const char *nameOf(Enumeration value)
 {
     return QMetaEnum::fromType<Enumeration>().valueToKey(int(value));
 }
+
+} // namespace engine

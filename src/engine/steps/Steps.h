@@ -120,6 +120,3 @@ enum class Event {
 Q_ENUM_NS(Event)
 
 } // namespace engine
-
-using engine::Event;
-using engine::Step;
