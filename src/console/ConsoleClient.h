@@ -9,6 +9,8 @@
 #include <chrono>
 #include <memory>
 
+namespace console {
+
 /** Where a client is, as replies are addressed to it. */
 struct ConsolePeer
 {
@@ -109,3 +111,5 @@ struct ClientLoad
         largest = client;
     }
 };
+
+} // namespace console

@@ -10,6 +10,8 @@
 
 namespace descriptors = runtime::descriptors;
 
+namespace console {
+
 namespace {
 
 /** Descriptors that clients must leave to the device links, the files and the shell. */
@@ -88,3 +90,5 @@ ClientPointer ConsoleClients::beyondLineLimit()
         text.add(client, client->framer.size());
     return text.all > m_platform.limits.allConsoleLines ? text.largest : nullptr;
 }
+
+} // namespace console

@@ -10,6 +10,8 @@
 
 #include <functional>
 
+namespace console {
+
 class ConsoleEvents;
 
 /**
@@ -49,3 +51,5 @@ private:
     int m_mostClients = 0;
     QTimer m_giveBack;
 };
+
+} // namespace console

@@ -16,6 +16,8 @@
 
 namespace consoletext = protocol::consoletext;
 
+namespace console {
+
 namespace {
 
 /** The row that an upgrade over the network writes: the main MCU of chip type 0, index 1. */
@@ -157,3 +159,5 @@ bool ConsoleCommands::isBusy() const
 {
     return m_parts.engine.runActive() || m_parts.isInstalling();
 }
+
+} // namespace console

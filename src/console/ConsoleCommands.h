@@ -12,12 +12,15 @@ namespace links {
 class EngineRequests;
 } // namespace links
 
+class ParseEDID;
+struct Platform;
+
+namespace console {
+
 class ConsoleEvents;
 class ConsoleReplies;
 class PackageTurns;
-class ParseEDID;
 struct ConsoleRequest;
-struct Platform;
 
 /** What each request of the console does. */
 class ConsoleCommands
@@ -62,3 +65,5 @@ private:
     /** The client that asked for the network link. */
     RunRequest m_networkRequest;
 };
+
+} // namespace console

@@ -6,6 +6,8 @@
 
 #include <QObject>
 
+namespace console {
+
 /** What those who watch over the agent learn of the console. Nothing here answers a client. */
 class ConsoleEvents : public QObject
 {
@@ -22,3 +24,5 @@ signals:
     void runRequested(const RunRequest &request);
     void runEvent(const engine::RunEvent &event);
 };
+
+} // namespace console

@@ -6,6 +6,8 @@
 #include <unistd.h>
 #include <utility>
 
+namespace console {
+
 namespace {
 
 /** How long no client is accepted after an error. */
@@ -89,3 +91,5 @@ void ConsoleListener::refresh()
     if (m_notifier)
         m_notifier->setEnabled(m_accepting && !m_rest.isActive());
 }
+
+} // namespace console

@@ -9,6 +9,8 @@
 
 #include <memory>
 
+namespace console {
+
 /**
  * A server that hands out each client at once, and that rests when none can be accepted: QTcpServer
  * itself tries again without pause once the process is out of descriptors.
@@ -45,3 +47,5 @@ private:
     bool m_failing = false;
     ConsoleSocket *m_next = nullptr;
 };
+
+} // namespace console

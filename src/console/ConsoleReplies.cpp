@@ -5,6 +5,8 @@
 
 #include <utility>
 
+namespace console {
+
 namespace {
 
 /** Replies of one read leave together until they are this many bytes. */
@@ -72,3 +74,5 @@ void ConsoleReplies::limitUnread()
     qCWarning(logConsole) << "a client does not read its replies:" << peer.address << peer.port;
     unread.largest->connection->drop();
 }
+
+} // namespace console

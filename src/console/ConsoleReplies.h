@@ -6,6 +6,8 @@
 
 #include <QVector>
 
+namespace console {
+
 /**
  * What is sent to clients. Everything that the agent reports goes to the client that sent the last
  * request, or to one that has come from the same place since. Clients that leave too much unread
@@ -51,3 +53,5 @@ private:
     ClientConnection *m_collectedFor = nullptr;
     QByteArray m_collected;
 };
+
+} // namespace console

@@ -5,6 +5,8 @@
 
 namespace consoletext = protocol::consoletext;
 
+namespace console {
+
 namespace {
 
 constexpr int progressDecimals = 2;
@@ -50,3 +52,5 @@ QByteArray consolereport::ofNetReply(const QByteArray &bytes)
 {
     return consoletext::fragmentKey.data() + bytes;
 }
+
+} // namespace console

@@ -6,7 +6,7 @@
 #include <QStringList>
 
 /** What the agent's other parts report, as the text that a client gets. */
-namespace consolereport {
+namespace console::consolereport {
 
 /** Whether the engine's message is the status that ends a run. */
 bool isStatus(const QStringList &message);
@@ -17,4 +17,4 @@ QString ofEdid(const QString &report);
 /** A reply to a piece of a NET package; any bytes. */
 QByteArray ofNetReply(const QByteArray &bytes);
 
-} // namespace consolereport
+} // namespace console::consolereport

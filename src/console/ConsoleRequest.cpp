@@ -10,6 +10,8 @@
 namespace consoletext = protocol::consoletext;
 namespace upgradeMode = planning::upgradeMode;
 
+namespace console {
+
 namespace {
 
 using Command = ConsoleRequest::Command;
@@ -94,3 +96,5 @@ std::optional<QString> ConsoleRequest::edidText() const
         return {};
     return parts.at(1);
 }
+
+} // namespace console

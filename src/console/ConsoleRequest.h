@@ -6,6 +6,8 @@
 
 #include <optional>
 
+namespace console {
+
 /** One request line of the console, taken apart. */
 struct ConsoleRequest
 {
@@ -44,3 +46,5 @@ struct ConsoleRequest
     /** ParseEdid: the dump's text, nothing unless there is exactly one argument. */
     std::optional<QString> edidText() const;
 };
+
+} // namespace console

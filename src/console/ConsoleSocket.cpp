@@ -12,6 +12,8 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
+namespace console {
+
 namespace {
 
 /** What a dual-stack socket puts before the address of an IPv4 client. */
@@ -142,3 +144,5 @@ void ConsoleSocket::discard()
     emit destroyed(this);
     deleteLater();
 }
+
+} // namespace console

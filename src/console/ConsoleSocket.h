@@ -10,6 +10,8 @@
 
 class QSocketNotifier;
 
+namespace console {
+
 /**
  * A client's connection whose bytes go straight between the kernel and the console. With Qt's own
  * buffers a short request costs one more system call and several allocations, and each reply makes
@@ -56,3 +58,5 @@ private:
     QTimer m_closing;
     bool m_reading = true;
 };
+
+} // namespace console

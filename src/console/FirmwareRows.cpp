@@ -13,6 +13,8 @@ using package::ImageEntry;
 using package::PackageDescription;
 using package::parseDescription;
 
+namespace console {
+
 namespace {
 
 QString rowOf(const ImageEntry &image)
@@ -42,3 +44,5 @@ QStringList firmwareRows(const QString &description)
         rows.append(rowOf(image));
     return rows;
 }
+
+} // namespace console

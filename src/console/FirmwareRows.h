@@ -4,9 +4,13 @@
 #include <QString>
 #include <QStringList>
 
+namespace console {
+
 /**
  * The rows that upgrade every MCU a package describes: one for each image of the description, in
  * its order, with the image's name, the chip type less one and the chip's quantity. Two images of
  * one name give two rows. Empty for anything that is not a description.
  */
 QStringList firmwareRows(const QString &description);
+
+} // namespace console

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/LineFramer.h"
 
+namespace console {
+
 namespace {
 
 constexpr QLatin1Char lineSeparator('\r');
@@ -62,3 +64,5 @@ void LineFramer::finishLine(const QStringRef &end)
     if (!line.isEmpty())
         m_next = line;
 }
+
+} // namespace console

@@ -6,6 +6,8 @@
 #include <optional>
 #include <utility>
 
+namespace console {
+
 /**
  * Cuts one client's text into request lines, looking at each character once, and keeps those that
  * have not been taken yet.
@@ -53,3 +55,5 @@ private:
     std::optional<QString> m_next;
     bool m_overflow = false;
 };
+
+} // namespace console

@@ -9,6 +9,8 @@
 namespace consoletext = protocol::consoletext;
 using engine::RunEvent;
 
+namespace console {
+
 NetPackages::NetPackages(NetModelUpgrade &upgrade, ConsoleEvents &events)
     : m_upgrade(upgrade),
       m_events(events),
@@ -43,3 +45,5 @@ void NetPackages::installEnded(bool succeeded)
     m_report.installed(succeeded);
     m_report.end(succeeded);
 }
+
+} // namespace console

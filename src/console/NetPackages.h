@@ -4,8 +4,11 @@
 #include "console/ConsoleClient.h"
 #include "engine/report/RunReporter.h"
 
-class ConsoleEvents;
 class NetModelUpgrade;
+
+namespace console {
+
+class ConsoleEvents;
 
 /** The pieces of a NET package that clients send, and the events of the install that follows. */
 class NetPackages
@@ -27,3 +30,5 @@ private:
     /** The client that has sent the last piece. */
     ConsolePeer m_sender;
 };
+
+} // namespace console

@@ -3,6 +3,8 @@
 
 #include <QMetaObject>
 
+namespace console {
+
 PackageTurns::PackageTurns(std::function<void(const ClientPointer &client)> serve)
     : m_serve(std::move(serve))
 {
@@ -42,3 +44,5 @@ void PackageTurns::next()
             client->connection->setReading(true);
     }
 }
+
+} // namespace console

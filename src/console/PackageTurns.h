@@ -9,6 +9,8 @@
 
 #include <functional>
 
+namespace console {
+
 /**
  * Spreads what may take long, which is reading the package, over the turns of the event loop: one
  * reading in a turn, whichever client has asked for it. Between two of them every socket is looked
@@ -40,3 +42,5 @@ private:
     QTimer m_nextTurn;
     bool m_isTaken = false;
 };
+
+} // namespace console

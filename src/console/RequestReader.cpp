@@ -12,6 +12,8 @@
 
 namespace consoletext = protocol::consoletext;
 
+namespace console {
+
 namespace {
 
 bool isFragment(const QByteArray &bytes)
@@ -99,3 +101,5 @@ void RequestReader::handOn(const ClientPointer &client)
             client->framer.drop();
     }
 }
+
+} // namespace console

@@ -4,6 +4,8 @@
 #include "console/PackageTurns.h"
 #include "platform/Platform.h"
 
+namespace console {
+
 class ConsoleClients;
 class ConsoleReplies;
 struct ConsoleRequest;
@@ -44,3 +46,5 @@ private:
     /** Takes one read, of whichever client. */
     QByteArray m_read;
 };
+
+} // namespace console

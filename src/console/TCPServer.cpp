@@ -9,6 +9,14 @@
 #include "netupgrade/NetModelUpgrade.h"
 #include "platform/Log.h"
 
+namespace consolereport = console::consolereport;
+using console::ClientPointer;
+using console::ConsoleEvents;
+using console::ConsoleListener;
+using console::ConsolePeer;
+using console::ConsoleRequest;
+using console::ConsoleSocket;
+using console::RequestReader;
 using engine::RunEvents;
 
 TCPServer::TCPServer(QObject *parent, const Platform &platform, const WorkerFactory &makeWorker)

@@ -15,7 +15,10 @@
 #include <functional>
 #include <memory>
 
+namespace console {
 class ConsoleListener;
+} // namespace console
+
 class NetModelUpgrade;
 class ParseEDID;
 class WorkerCOM;
@@ -42,10 +45,10 @@ public:
     quint16 port() const;
     /** Why there is none; empty while listening. */
     QString listenError() const;
-    static QString version() { return ConsoleCommands::version(); }
+    static QString version() { return console::ConsoleCommands::version(); }
     const Platform &platform() const { return m_platform; }
     /** For the log of operations and the service manager. */
-    const ConsoleEvents &events() const { return m_events; }
+    const console::ConsoleEvents &events() const { return m_events; }
     /** The engine's bridge; lives as long as this object. */
     WorkerCOM *worker() const { return m_worker.get(); }
 
@@ -66,22 +69,22 @@ public slots:
     void slotResponse(const QByteArray &datas);
 
 private:
-    RequestReader::Receivers receivers();
+    console::RequestReader::Receivers receivers();
     void connectWorker();
     void connectNetUpgrade();
     void listen();
 
     const Platform m_platform;
-    ConsoleEvents m_events;
+    console::ConsoleEvents m_events;
     std::unique_ptr<WorkerCOM> m_worker;
     ParseEDID *const m_edid;
     NetModelUpgrade *const m_netUpgrade;
-    ConsoleListener *const m_listener;
-    ConsoleClients m_clients;
-    ConsoleReplies m_replies;
-    RequestReader m_reader;
-    NetPackages m_netPackages;
-    ConsoleCommands m_commands;
+    console::ConsoleListener *const m_listener;
+    console::ConsoleClients m_clients;
+    console::ConsoleReplies m_replies;
+    console::RequestReader m_reader;
+    console::NetPackages m_netPackages;
+    console::ConsoleCommands m_commands;
     /** The client to be read; all of them when there is none. */
-    ClientPointer m_readable;
+    console::ClientPointer m_readable;
 };

@@ -4,6 +4,9 @@
 #include "console/TCPServer.h"
 #include "platform/Log.h"
 
+using console::ConsoleEvents;
+using console::ConsolePeer;
+using console::RunRequest;
 using engine::RunEvent;
 
 namespace monitoring {

@@ -7,7 +7,10 @@
 #include <QElapsedTimer>
 #include <QObject>
 
+namespace console {
 class ConsoleEvents;
+} // namespace console
+
 class TCPServer;
 
 namespace monitoring {
@@ -38,7 +41,7 @@ public:
                            const LogBudgets &budgets = LogBudgets());
 
 private:
-    void connectTo(const ConsoleEvents &events);
+    void connectTo(const console::ConsoleEvents &events);
     void tellStart(const TCPServer &server) const;
     template<typename MakeLine>
     void write(LineBudget &budget, const char *topic, const MakeLine &makeLine);

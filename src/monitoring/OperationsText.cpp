@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "monitoring/OperationsText.h"
 
+using console::ConsolePeer;
+using console::RunRequest;
 using engine::RunEvent;
 using engine::RunMcu;
 

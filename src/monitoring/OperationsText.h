@@ -14,9 +14,9 @@ namespace monitoring::operations {
 LogLine started(const QString &version, const Platform &platform);
 LogLine listening(quint16 port);
 LogLine notListening(quint16 port, const QString &reason);
-LogLine clientCame(const ConsolePeer &peer, int clients);
-LogLine clientLeft(const ConsolePeer &peer, int clients);
-LogLine runStarted(const RunRequest &request);
+LogLine clientCame(const console::ConsolePeer &peer, int clients);
+LogLine clientLeft(const console::ConsolePeer &peer, int clients);
+LogLine runStarted(const console::RunRequest &request);
 /** Where lines are missing from here on: those about `topic`. */
 LogLine linesLeftOut(const char *topic);
 

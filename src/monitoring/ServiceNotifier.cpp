@@ -9,6 +9,7 @@
 
 #include <algorithm>
 
+using console::ConsoleEvents;
 using engine::RunEvent;
 using runtime::NotifySocket;
 using runtime::ServiceEnvironment;

@@ -10,7 +10,7 @@
 #include <deque>
 
 /** A connection without a socket. */
-class FakeConnection : public ClientConnection
+class FakeConnection : public console::ClientConnection
 {
 public:
     enum class State { Connected, Closing, Closed };
@@ -67,14 +67,14 @@ struct FakeClients
             add({QStringLiteral("10.0.0.1"), quint16(i + 1)});
     }
 
-    ConsoleClient &add(const ConsolePeer &peer)
+    console::ConsoleClient &add(const console::ConsolePeer &peer)
     {
         connections.emplace_back();
-        all.append(std::make_shared<ConsoleClient>(
-            ConsoleClient{&connections.back(), peer, LineFramer(1024)}));
+        all.append(std::make_shared<console::ConsoleClient>(
+            console::ConsoleClient{&connections.back(), peer, console::LineFramer(1024)}));
         return *all.last();
     }
 
     std::deque<FakeConnection> connections;
-    QVector<ClientPointer> all;
+    QVector<console::ClientPointer> all;
 };

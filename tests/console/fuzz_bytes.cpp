@@ -7,6 +7,10 @@
 
 #include <algorithm>
 
+using console::ConsoleRequest;
+using console::firmwareRows;
+using console::LineFramer;
+
 namespace {
 
 constexpr int limit = 4096;

@@ -8,6 +8,11 @@
 
 #include <QtTest>
 
+using console::ClientPointer;
+using console::ConsoleClients;
+using console::ConsoleEvents;
+using console::ConsolePeer;
+
 using namespace std::chrono_literals;
 
 namespace {

@@ -12,6 +12,13 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using console::ClientPointer;
+using console::ConsoleCommands;
+using console::ConsoleEvents;
+using console::ConsoleReplies;
+using console::ConsoleRequest;
+using console::PackageTurns;
+using console::RunRequest;
 using links::EngineRequests;
 
 namespace {

@@ -4,6 +4,8 @@
 #include <QRandomGenerator>
 #include <QtTest>
 
+using console::LineFramer;
+
 namespace {
 
 constexpr int limit = 1024 * 1024;

@@ -9,6 +9,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using console::ConsoleEvents;
+using console::NetPackages;
+using console::RunRequest;
 using engine::RunEvent;
 
 using namespace std::chrono_literals;

@@ -9,6 +9,14 @@
 
 #include <QtTest>
 
+using console::ClientPointer;
+using console::ConsoleClients;
+using console::ConsoleEvents;
+using console::ConsolePeer;
+using console::ConsoleReplies;
+using console::ConsoleRequest;
+using console::RequestReader;
+
 namespace {
 
 const QByteArray unknown = "UPGRADELOG||Unknow command.\r\n";

@@ -5,6 +5,10 @@
 
 #include <QtTest>
 
+using console::ClientPointer;
+using console::ConsoleClient;
+using console::ConsoleReplies;
+
 namespace {
 
 constexpr qint64 oneLimit = 1000;

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+namespace consolereport = console::consolereport;
+
 class TestReports : public QObject
 {
     Q_OBJECT

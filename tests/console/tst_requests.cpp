@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using console::ConsoleRequest;
+
 using Command = ConsoleRequest::Command;
 
 class TestRequests : public QObject

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using console::firmwareRows;
+
 class TestRows : public QObject
 {
     Q_OBJECT

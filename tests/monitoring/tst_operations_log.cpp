@@ -5,6 +5,8 @@
 
 #include <QtTest>
 
+using console::ConsoleEvents;
+
 using namespace monitoring;
 
 class TestOperationsLog : public QObject

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using console::ConsolePeer;
+using console::RunRequest;
 using engine::RunEvent;
 
 using namespace monitoring;
