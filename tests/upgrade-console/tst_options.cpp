@@ -71,6 +71,8 @@ private slots:
         QCOMPARE(read({"net-upgrade", "10.0.0.1"})->address, QString("10.0.0.1"));
         QVERIFY(read({"upgrade", "--request-all"})->requestAll);
         QVERIFY(read({"upgrade"})->rows.isEmpty());
+        QVERIFY(read({"ping", "--json-progress"})->jsonProgress);
+        QVERIFY(read({"--json-progress", "ping"})->json);
     }
 
     void formerAll()

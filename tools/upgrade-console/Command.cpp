@@ -3,6 +3,7 @@
 
 #include "common/Output.h"
 
+#include <QDateTime>
 #include <QJsonDocument>
 
 #include <unistd.h>
@@ -41,7 +42,22 @@ void Command::interrupt()
 
 bool Command::writeJson(const QJsonObject &document)
 {
-    return writeAll(STDOUT_FILENO, QJsonDocument(document).toJson());
+    if (!m_options.jsonProgress)
+        return writeAll(STDOUT_FILENO, QJsonDocument(document).toJson());
+    QJsonObject last = document;
+    last["event"] = QStringLiteral("result");
+    return writeEvent(last);
+}
+
+/** A run goes on without its reader, and so does the command: only its end reports the loss. */
+bool Command::writeEvent(QJsonObject event)
+{
+    if (!m_options.jsonProgress || m_isOutputLost)
+        return !m_isOutputLost;
+    event["time"] = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+    m_isOutputLost =
+        !writeAll(STDOUT_FILENO, QJsonDocument(event).toJson(QJsonDocument::Compact) + '\n');
+    return !m_isOutputLost;
 }
 
 void Command::onLost(Cause cause, const QString &detail)

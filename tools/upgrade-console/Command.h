@@ -66,6 +66,9 @@ protected:
     /** Starts the wait for a reply, at most the time-out long. */
     void awaitReply() { m_deadline.start(m_options.timeOut); }
     void stopAwaiting() { m_deadline.stop(); }
+    /** One line for a program that follows the command, with the time; nothing without
+     *  "--json-progress". False when standard output takes no more. */
+    bool writeEvent(QJsonObject event);
     void finish(const CommandResult &result);
     void fail(Cause cause, const QString &detail = {});
     /** Drops the connection and makes a new one. */
@@ -77,6 +80,7 @@ private:
     QElapsedTimer m_clock;
     QTimer m_deadline;
     bool m_isFinished = false;
+    bool m_isOutputLost = false;
 };
 
 /** The object behind a sub-command. */

@@ -112,6 +112,7 @@ const std::vector<OptionRow> &optionRows()
         {"", "--port",        Value::Text, "PORT", "", "The agent's TCP port (default: 35353)."},
         {"", "--timeout",     Value::Text, "SECONDS", "", "Give up after so long without a sign of life (default: 60)."},
         {"", "--json",        Value::None, "", "", "Write the result as one JSON document."},
+        {"", "--json-progress", Value::None, "", "", "Write JSON lines: each event of a run as it happens, and the result as the last line."},
         {"", "--no-progress", Value::None, "", "", "Show no bars, even on a terminal."},
         {"upgrade",     "--mode",      Value::Choice, "MODE", "2 5", "2: only MCUs that are older than the package (default); 5: all of them, and neither the model nor versions are compared. The device reboots at the end, also when nothing was to be written."},
         {"upgrade",     "--yes",       Value::None,   "", "", "Do not ask before --mode 5; needed where there is no terminal."},

@@ -151,7 +151,8 @@ struct Reader
 
     void read()
     {
-        options.json = isSet("--json");
+        options.jsonProgress = isSet("--json-progress");
+        options.json = options.jsonProgress || isSet("--json");
         options.noProgress = isSet("--no-progress");
         options.waitBack = isSet("--wait-back");
         options.yes = isSet("--yes");

@@ -27,6 +27,8 @@ struct Options
     QString host = QStringLiteral("localhost");
     quint16 port = 35353;
     bool json = false;
+    /** JSON lines: the events of a run and then the result. */
+    bool jsonProgress = false;
     bool noProgress = false;
     std::chrono::milliseconds timeOut{60'000};
     int mode = 2;

@@ -34,7 +34,9 @@ constexpr qint64 largestImage = 512LL * 1024 * 1024;
 } // namespace
 
 SendNetCommand::SendNetCommand(const Options &options)
-    : Command(options), m_display(!options.noProgress), m_waitBack(options.host, options.port)
+    : Command(options),
+      m_display(!options.noProgress && !options.jsonProgress),
+      m_waitBack(options.host, options.port)
 {
     m_answer.setSingleShot(true);
     m_answer.setInterval(std::min(longestAnswer, options.timeOut / attempts));
@@ -290,9 +292,23 @@ void SendNetCommand::loseContact(Cause cause, const QString &detail)
     finish(result);
 }
 
+/** A line for each whole percent. */
+void SendNetCommand::writeProgress(bool isSending)
+{
+    const int percent = int(m_percent);
+    if (percent == m_percentWritten)
+        return;
+    m_percentWritten = percent;
+    writeEvent({{"event", "progress"},
+                {"phase", isSending ? "sending" : "installing"},
+                {"percent", percent},
+                {"retries", m_retries}});
+}
+
 void SendNetCommand::showProgress()
 {
     const bool isSending = m_stage == Stage::Entering || m_stage == Stage::Sending;
+    writeProgress(isSending);
     const double seconds = std::chrono::duration<double>(now() - m_begun).count();
     const auto sent = double(m_blocks->sent());
     QStringList parts{bars::percent(m_percent)};

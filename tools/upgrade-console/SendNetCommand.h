@@ -45,6 +45,7 @@ private:
     void endInstall();
     void loseContact(Cause cause, const QString &detail);
     void showProgress();
+    void writeProgress(bool isSending);
     CommandResult resultWith(Cause cause, const QString &summary);
 
     Stage m_stage = Stage::Asking;
@@ -58,6 +59,7 @@ private:
     int m_attempts = 0;
     int m_retries = 0;
     double m_percent = 0.0;
+    int m_percentWritten = -1;
     std::chrono::milliseconds m_begun{0};
     /** The module has said something about its installation. */
     bool m_installBegun = false;

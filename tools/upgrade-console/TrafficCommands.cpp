@@ -99,6 +99,13 @@ void TrafficCommand::onReply(const AgentReply &reply)
         show(printable(lineFor(reply)));
         return;
     }
+    if (options().jsonProgress) {
+        QJsonObject event = replyJson(reply);
+        event["event"] = QStringLiteral("reply");
+        if (!writeEvent(event))
+            fail(Cause::OutputUnwritable);
+        return;
+    }
     const QByteArray before = m_hasReplies ? ",\n" : QByteArray(jsonStart) + '\n';
     m_hasReplies = true;
     print(before + QJsonDocument(replyJson(reply)).toJson(QJsonDocument::Compact));
@@ -106,6 +113,8 @@ void TrafficCommand::onReply(const AgentReply &reply)
 
 bool TrafficCommand::writeJson(const QJsonObject &document)
 {
+    if (options().jsonProgress)
+        return Command::writeJson(document);
     const QByteArray before = m_hasReplies ? "" : jsonStart;
     const QByteArray rest = QJsonDocument(document).toJson(QJsonDocument::Compact);
     return writeAll(STDOUT_FILENO, before + "\n],\n" + rest.mid(1) + '\n');

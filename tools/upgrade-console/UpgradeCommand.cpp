@@ -8,7 +8,6 @@
 #include "upgrade-console/Bars.h"
 #include "upgrade-console/PackageCopy.h"
 #include "upgrade-console/SimpleCommands.h"
-#include "upgrade-console/UpgradeOutcome.h"
 #include "upgrade-console/UpgradeRows.h"
 
 #include <QHostAddress>
@@ -22,40 +21,14 @@ using package::parseDescription;
 
 namespace {
 
-using namespace std::chrono_literals;
 using Kind = AgentReply::Kind;
 
-constexpr auto redrawEvery = 500ms;
 /** Of the user's answer, in bytes. */
 constexpr int longestConfirmation = 64;
 /** The row that the agent upgrades over the network. */
 const QString networkRow = QStringLiteral("MAIN,0,0");
 
-LineEvent eventOf(const AgentReply &reply)
-{
-    return reply.kind == Kind::Log ? meaningOf(reply.text).event : LineEvent::Unknown;
-}
-
-/** Lines that people should see while the run goes on. */
-bool isNotable(const QString &line)
-{
-    return meaningOf(line).cause != Cause::None || line.contains(QLatin1String(" fail"));
-}
-
 } // namespace
-
-UpgradeCommand::UpgradeCommand(const Options &options)
-    : Command(options), m_display(!options.noProgress), m_waitBack(options.host, options.port)
-{
-    m_quiet.setSingleShot(true);
-    m_quiet.setInterval(options.timeOut);
-    m_redraw.setInterval(redrawEvery);
-    connect(&m_quiet, &QTimer::timeout, this, &UpgradeCommand::onQuiet);
-    connect(&m_redraw, &QTimer::timeout, this, &UpgradeCommand::showProgress);
-    connect(&m_waitBack, &WaitBack::back, this, &UpgradeCommand::onBack);
-    connect(&m_waitBack, &WaitBack::missing, this,
-            [this] { loseContact(Cause::NoSignOfLife, QStringLiteral("the module is not back")); });
-}
 
 /** Mode 5 takes away what protects from the wrong package, so it is only done on a clear word. */
 bool UpgradeCommand::prepare(CommandResult &result)
@@ -74,39 +47,14 @@ void UpgradeCommand::onConnected()
     askWhetherBusy();
 }
 
-/**
- * A request without rows starts nothing, but is refused while a run is going on; the heartbeat's
- * answer tells that no refusal came. Asking first matters: "UPGRADEALL" is passed over in silence
- * by a busy agent, which then sends the other run's lines here.
- */
-void UpgradeCommand::askWhetherBusy()
+void UpgradeCommand::onReplyBefore(const AgentReply &reply)
 {
-    m_isBusySeen = false;
-    agent().request(bytesOf(consoletext::upgrade));
-    request(consoletext::heartbeat);
-    awaitReply();
-}
-
-void UpgradeCommand::onReply(const AgentReply &reply)
-{
-    switch (m_stage) {
-    case Stage::Asking:
+    if (m_stage == Stage::Asking)
         onAsked(reply);
-        break;
-    case Stage::Listing:
+    else if (m_stage == Stage::Listing)
         onListed(reply);
-        break;
-    case Stage::Confirming:
-        break;
-    case Stage::SettingMode:
+    else if (m_stage == Stage::SettingMode)
         onModeSet(reply);
-        break;
-    case Stage::Running:
-        onRunning(reply);
-        break;
-    case Stage::WaitingBack:
-        break;
-    }
 }
 
 void UpgradeCommand::onAsked(const AgentReply &reply)
@@ -155,8 +103,8 @@ void UpgradeCommand::takeList(const QString &text)
         return;
     m_rows = rows.rows;
     const bool isNetwork = options().command == Options::Command::NetUpgrade;
-    m_estimate = TimeEstimate(isNetwork ? TimeEstimate::Link::Network : TimeEstimate::Link::Serial);
-    m_model = UpgradeModel(rows.mcus);
+    expect(UpgradeModel(rows.mcus),
+           TimeEstimate(isNetwork ? TimeEstimate::Link::Network : TimeEstimate::Link::Serial));
     if (rows.mcus.isEmpty()) {
         finish(resultOf({ExitCode::NothingToDo, Cause::NothingToDo,
                          QStringLiteral("Nothing to do: the package is empty.")}));
@@ -198,9 +146,9 @@ void UpgradeCommand::confirm()
 {
     m_stage = Stage::Confirming;
     stopAwaiting();
-    m_display.note(QStringLiteral("Mode 5 writes every image that fits: neither the device's model "
+    display().note(QStringLiteral("Mode 5 writes every image that fits: neither the device's model "
                                   "nor any version is compared."));
-    m_display.ask(QStringLiteral("Write the package to the device? [yes/no] "));
+    display().ask(QStringLiteral("Write the package to the device? [yes/no] "));
     m_answer = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);
     connect(m_answer.get(), &QSocketNotifier::activated, this, &UpgradeCommand::onAnswer);
 }
@@ -244,7 +192,7 @@ QByteArray UpgradeCommand::runRequest() const
 /** What one should know before anything is sent to the device. */
 void UpgradeCommand::announce()
 {
-    const TimeLeft total = m_estimate.ofRun(m_model, now());
+    const TimeLeft total = estimate().ofRun(model(), now());
     const QString time = bars::clock(std::chrono::duration_cast<std::chrono::seconds>(total.time));
     // Only 'upgrade' takes a copy of the package.
     const QString how = options().command == Options::Command::Upgrade
@@ -252,37 +200,36 @@ void UpgradeCommand::announce()
                                              "images count, too")
                             : QString();
     if (!total.isWhole)
-        m_display.note(
+        display().note(
             QStringLiteral("Time: at least %1 for restarts and pauses%2.").arg(time, how));
     else if (options().mode == upgradeMode::forced)
-        m_display.note(QStringLiteral("Time: about %1.").arg(time));
+        display().note(QStringLiteral("Time: about %1.").arg(time));
     else
-        m_display.note(
+        display().note(
             QStringLiteral("Time: about %1 if every image is written, otherwise less.").arg(time));
     if (options().requestAll)
-        m_display.note(QStringLiteral("The agent makes the rows (UPGRADEALL): it addresses each "
+        display().note(QStringLiteral("The agent makes the rows (UPGRADEALL): it addresses each "
                                       "chip with its quantity as the index."));
-    m_display.note(
+    display().note(
         QStringLiteral("The device reboots at the end, also when nothing was to be written."));
 }
 
 void UpgradeCommand::startRun()
 {
-    stopAwaiting();
-    m_stage = Stage::Running;
+    QJsonObject begin = runEvent(model());
+    begin["host"] = options().host;
+    begin["package"] = m_package;
+    begin["mode"] = options().mode;
+    writeEvent(begin);
     m_started = QDateTime::currentDateTimeUtc();
-    m_startedAt = now();
     agent().request(runRequest());
-    agent().watchLife(true, m_answers.heartbeatAfter());
-    m_quiet.start();
-    m_redraw.start();
-    showProgress();
+    follow();
 }
 
 /** The agent's answer to the request itself; once the run has begun such lines are about others. */
 bool UpgradeCommand::refuses(const AgentReply &reply)
 {
-    if (reply.kind != Kind::Log || m_heardOfRun)
+    if (reply.kind != Kind::Log || hasHeardOfRun())
         return false;
     const Cause cause = meaningOf(reply.text).cause;
     const bool isRefusal = cause == Cause::Busy || cause == Cause::UnknownRequest ||
@@ -292,111 +239,15 @@ bool UpgradeCommand::refuses(const AgentReply &reply)
     return isRefusal;
 }
 
-void UpgradeCommand::onRunning(const AgentReply &reply)
-{
-    if (m_isAskingAgain && (eventOf(reply) == LineEvent::Busy || reply.kind == Kind::Heartbeat)) {
-        m_isBusySeen = m_isBusySeen || reply.kind != Kind::Heartbeat;
-        if (reply.kind == Kind::Heartbeat)
-            onQuietAnswered(m_isBusySeen);
-        return;
-    }
-    if (refuses(reply) || !m_model.take(reply, now()))
-        return;
-    m_estimate.take(reply, now());
-    m_answers.take(reply, now());
-    agent().watchLife(true, m_answers.heartbeatAfter());
-    // The link's own lines also come from asking whether the device is busy.
-    const LineEvent event = eventOf(reply);
-    m_heardOfRun = m_heardOfRun || event != LineEvent::Note;
-    m_quiet.start();
-    if (reply.kind == Kind::Log && isNotable(reply.text))
-        m_display.note("agent: " + reply.text);
-    showProgress();
-    if (m_model.hasEnded())
-        endRun();
-}
-
-void UpgradeCommand::onPulseAnswered()
-{
-    m_model.expectGap();
-}
-
-void UpgradeCommand::showProgress()
-{
-    m_display.tell(m_teller.changes(picture()));
-    m_display.draw([this](const Terminal &terminal) { return liveLines(picture(), terminal); });
-}
-
-/** Times count from the request on. */
-RunPicture UpgradeCommand::picture()
-{
-    return {m_model, m_estimate, m_model.hasEnded() ? std::nullopt : m_answers.at(now()), now(),
-            m_startedAt};
-}
-
-/** The request came to nothing: there is no run to speak of. */
-void UpgradeCommand::failRun(Cause cause, const QString &detail)
-{
-    m_redraw.stop();
-    m_display.close();
-    fail(cause, detail);
-}
-
-/** Either the agent works in silence, or the run has ended and somebody else got its last words. */
-void UpgradeCommand::onQuiet()
-{
-    m_isAskingAgain = true;
-    askWhetherBusy();
-}
-
-void UpgradeCommand::onQuietAnswered(bool isBusy)
-{
-    stopAwaiting();
-    m_isAskingAgain = false;
-    if (isBusy)
-        m_quiet.start();
-    else if (m_heardOfRun)
-        loseContact(Cause::OutcomeUnseen, {});
-    else
-        failRun(Cause::NotStarted);
-}
-
-void UpgradeCommand::endRun()
-{
-    finish(resultOf(outcomeOf(m_model)));
-}
-
-CommandResult UpgradeCommand::resultOf(const UpgradeOutcome &outcome)
-{
-    m_redraw.stop();
-    m_quiet.stop();
-    showProgress();
-    m_display.close();
-    CommandResult result;
-    result.exit = outcome.exit;
-    result.cause = outcome.cause;
-    result.output = resultTable(m_model, now(), Terminal::of(1).style);
-    result.output += {QString(), outcome.summary};
-    addRun(result);
-    result.json["mode"] = options().mode;
-    result.json["package"] = m_package;
-    result.json["summary"] = outcome.summary;
-    result.json["rebooted"] = m_model.hasRebooted();
-    result.json["mcus"] = resultJson(m_model, now());
-    if (!m_model.netVersion().isEmpty())
-        result.json["net_version"] = m_model.netVersion();
-    if (outcome.cause != Cause::None && outcome.cause != Cause::NothingToDo)
-        result.detail = m_model.problemLine();
-    return result;
-}
-
 /** Which run it was: device, package, start and duration. */
 void UpgradeCommand::addRun(CommandResult &result)
 {
     result.json["host"] = options().host;
+    result.json["mode"] = options().mode;
+    result.json["package"] = m_package;
     if (!m_started.isValid())
         return;
-    const auto duration = now() - m_startedAt;
+    const auto duration = followed();
     result.json["started"] = m_started.toString(Qt::ISODate);
     result.json["seconds"] = double(duration.count()) / 1000.0;
     result.output +=
@@ -405,60 +256,4 @@ void UpgradeCommand::addRun(CommandResult &result)
                  printable(m_package["version"].toString()),
                  m_started.toLocalTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")),
                  bars::clock(std::chrono::duration_cast<std::chrono::seconds>(duration)));
-}
-
-void UpgradeCommand::onLost(Cause cause, const QString &detail)
-{
-    const bool isRestart =
-        m_stage == Stage::Running &&
-        (m_model.phase() == RunPhase::Rebooting || m_model.phase() == RunPhase::SettingVersion);
-    if (!isRestart || !options().waitBack) {
-        loseContact(cause, detail);
-        return;
-    }
-    m_stage = Stage::WaitingBack;
-    m_quiet.stop();
-    stopAwaiting();
-    m_display.note(QStringLiteral("the network module restarts"));
-    m_waitBack.start();
-}
-
-/** The verdict went down with the module; its images were acknowledged before. */
-void UpgradeCommand::onBack(const QString &version)
-{
-    m_model.assumeSuccess(now());
-    CommandResult result = resultOf(outcomeOf(m_model));
-    result.json["verdict_seen"] = false;
-    result.json["agent_version"] = version;
-    result.advice +=
-        QStringLiteral("The module restarted with the device, before the agent's verdict; "
-                       "its agent answers again. Run the upgrade again to be sure.");
-    finish(result);
-}
-
-void UpgradeCommand::onDeadline()
-{
-    loseContact(Cause::NoSignOfLife, QStringLiteral("a request was not answered"));
-}
-
-void UpgradeCommand::interrupt()
-{
-    loseContact(Cause::Interrupted, {});
-}
-
-void UpgradeCommand::loseContact(Cause cause, const QString &detail)
-{
-    if (m_stage != Stage::Running && m_stage != Stage::WaitingBack) {
-        fail(cause, detail);
-        return;
-    }
-    const QStringList state =
-        cause == Cause::OutcomeUnseen ? QStringList() : likelyState(m_model, cause);
-    m_model.settleUnseen(now());
-    CommandResult result =
-        resultOf({causeRow(cause).exit, cause, QStringLiteral("The outcome is not known.")});
-    result.detail = detail;
-    result.advice = state;
-    result.json["likely_state"] = QJsonArray::fromStringList(state);
-    finish(result);
 }

@@ -36,17 +36,23 @@ bool writeLines(int descriptor, const QStringList &lines)
 }
 
 /** Answers without a run; wrong usage is an error like any other where JSON is asked for. */
-int answer(const Options::Other &other, bool asJson)
+int answer(const Options::Other &other, const QStringList &arguments)
 {
+    const bool asLine = arguments.contains(QLatin1String("--json-progress"));
+    const bool asJson = asLine || arguments.contains(QLatin1String("--json"));
     if (other.exitStatus == int(ExitCode::Done))
         return int(writeOutput(program, other.text.toUtf8()) ? ExitCode::Done : ExitCode::Failed);
     if (asJson) {
-        const QJsonObject document{
+        QJsonObject document{
             {"result", exitCodeName(ExitCode::Usage)},
             {"exit", int(ExitCode::Usage)},
             {"error", QJsonObject{{"cause", "usage"}, {"text", other.text.trimmed()}}},
         };
-        writeAll(STDOUT_FILENO, QJsonDocument(document).toJson());
+        if (asLine)
+            document["event"] = QStringLiteral("result");
+        const QByteArray text = QJsonDocument(document).toJson(asLine ? QJsonDocument::Compact
+                                                                      : QJsonDocument::Indented);
+        writeAll(STDOUT_FILENO, asLine ? text + '\n' : text);
     }
     writeLines(STDERR_FILENO,
                {"upgrade-console: " + other.text.trimmed(), "Try 'upgrade-console --help'."});
@@ -84,7 +90,7 @@ int main(int argc, char *argv[])
     Options::Other other;
     const auto options = Options::parse(QCoreApplication::arguments(), &other);
     if (!options)
-        return answer(other, QCoreApplication::arguments().contains("--json"));
+        return answer(other, QCoreApplication::arguments());
 
     const auto command = makeCommand(*options);
     CommandResult early;

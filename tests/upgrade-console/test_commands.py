@@ -1,0 +1,149 @@
+# SPDX-License-Identifier: Apache-2.0
+"""JSON lines, status and attach, against an agent that a test scripts."""
+
+import json
+import os
+import re
+import signal
+import unittest
+
+import runs
+from fake_agent import BUSY, CLOSE, ROWS, FakeAgent, Wait, log
+
+from harness import wait
+from program import BUSY_CODE, CANNOT, DONE, FAILED, LOST, NOTHING, USAGE, ProgramTest
+
+PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+
+
+class LinesTest(ProgramTest):
+    """What these tests share."""
+
+    def lines(self, text):
+        """The objects of JSON lines, without the times that differ from run to run."""
+        objects = [json.loads(line) for line in text.splitlines()]
+        for one in objects:
+            self.assertRegex(one.pop("time"), r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$")
+            one.pop("seconds", None)
+            one.pop("seconds_left", None)
+        return objects
+
+    def events(self, result):
+        """All but the last line, and the last line."""
+        *events, last = self.lines(result.stdout)
+        self.assertEqual((last["event"], last["exit"]), ("result", result.returncode))
+        return events, last
+
+
+class TestJsonLines(LinesTest):
+    """--json-progress."""
+
+    def upgrade(self, run, *arguments, **more):
+        return self.with_agent({ROWS: run}, "--json-progress", "upgrade", *arguments, **more)
+
+    def test_whole_run(self):
+        events, last = self.events(self.upgrade(runs.full_run()))
+        main = {"row": 0, "name": "MAIN", "chip_type": 0, "chip_index": 0}
+        aux = {"row": 1, "name": "AUX 1", "chip_type": 1, "chip_index": 0}
+
+        def chip(which, old, new, phase, **more):
+            return {"event": "chip", **which, "old_version": old, "new_version": new,
+                    "phase": phase, "retries": 0, **more}
+
+        def phases(which, old, new, *names):
+            return [chip(which, old, new, name) for name in names]
+
+        def progress(percent, which, own, is_whole):
+            return {"event": "progress", "percent": percent, "seconds_left_is_whole": is_whole,
+                    **which, "chip_percent": own}
+        found = [event for event in events if event["event"] != "progress"]
+        self.assertEqual(found, [
+            {"event": "run", "host": "127.0.0.1", "mode": 2,
+             "package": {"model": "HX-8", "version": "7"},
+             "chips": [{**main, "new_version": "1.1.0"}, {**aux, "new_version": "2.1.0"}]},
+            {"event": "phase", "phase": "reading"},
+            chip(main, "", "1.1.0", "reading"), chip(aux, "", "2.1.0", "reading"),
+            chip(main, "1.0.0", "1.1.0", "reading"), chip(aux, "2.0", "2.1.0", "reading"),
+            {"event": "phase", "phase": "writing"},
+            *phases(main, "1.0.0", "1.1.0", "entering", "erasing", "writing"),
+            chip(main, "1.0.0", "1.1.0", "finished", result="updated"),
+            *phases(aux, "2.0", "2.1.0", "entering", "erasing", "writing"),
+            chip(aux, "2.0", "2.1.0", "finished", result="updated"),
+            {"event": "phase", "phase": "rebooting"}, {"event": "phase", "phase": "set version"}])
+        figures = [event for event in events if event["event"] == "progress"]
+        self.assertIn(progress(40, main, 80, False), figures)
+        self.assertIn(progress(60, aux, 20, True), figures)
+        # One for each tenth, however fast they come.
+        self.assertEqual([event["percent"] // 10 for event in figures], list(range(1, 11)))
+        self.assertEqual([mcu["result"] for mcu in last["mcus"]], ["updated", "updated"])
+
+    def test_nothing_else_is_shown(self):
+        result = self.upgrade(runs.full_run())
+        self.assertEqual(len(result.stderr.splitlines()), 2, result.stderr)  # the announcement
+
+    def test_failures(self):
+        events, last = self.events(self.upgrade(runs.half_failed_run()))
+        retries = [event["retries"] for event in events if event["event"] == "retry"]
+        self.assertEqual(retries, list(range(1, 9)))
+        self.assertIn({"event": "message", "cause": "image-not-written",
+                       "text": "'AUX 1' F/W update fail, retry 1."}, events)
+        chips = [event for event in events if event.get("result") == "failed"]
+        self.assertEqual([chip["error"]["cause"] for chip in chips], ["image-not-written"])
+        self.assertEqual(last["error"]["cause"], "image-not-written")
+
+    def test_late_answer(self):
+        run = runs.START + [log("Read model name."), 4.5, *runs.wrong_model_run()[5:]]
+        events, _ = self.events(self.upgrade(run, timeout="30"))
+        waits = [event for event in events if event["event"] == "wait"]
+        self.assertGreaterEqual(len(waits), 1)
+        self.assertEqual({key: waits[0][key] for key in ("limit", "attempt", "attempts")},
+                         {"limit": 10, "attempt": 1, "attempts": 3})
+
+    def test_errors_are_lines(self):
+        for arguments, status, cause in ((["upgrade", "--mode", "3"], USAGE, "usage"),
+                                         (["bogus"], USAGE, "usage"),
+                                         (["--port", "1", "ping"], CANNOT, "cannot-connect")):
+            result = self.run_alone("--json-progress", *arguments)
+            self.assertEqual(result.stdout.count("\n"), 1)
+            last = json.loads(result.stdout)
+            self.assertEqual((last["event"], last["exit"], last["error"]["cause"]),
+                             ("result", status, cause))
+            self.assertEqual(result.returncode, status)
+        result = self.with_agent({"UPGRADE||": [BUSY]}, "--json-progress", "upgrade")
+        self.assertEqual(self.events(result)[1]["error"]["cause"], "busy")
+
+    def test_replies(self):
+        result = self.with_agent({}, "--json-progress", "shell", stdin="VERSION\n")
+        events, last = self.events(result)
+        self.assertEqual(events, [{"event": "reply", "kind": "version", "text": "1.15"}])
+        self.assertEqual(last["result"], "done")
+
+    def test_reader_goes_away(self):
+        """The upgrade is followed to its end all the same."""
+        pause = Wait()
+        with FakeAgent({ROWS: runs.START + [pause, *runs.full_run()[4:]]}) as agent:
+            reader, writer = os.pipe()
+            program = self.start_program(agent.port, "--json-progress", "upgrade", stdout=writer)
+            os.close(writer)
+            self.assertTrue(pause.reached.wait(10))
+            os.close(reader)
+            pause.go_on.set()
+            self.assertEqual(program.popen.wait(10), FAILED, program.report())
+        self.assertIn("standard output cannot be written", program.stderr())
+
+    def test_the_page_has_every_kind(self):
+        with open(os.path.join(PROJECT, "docs/upgrade-console.md"), encoding="utf-8") as file:
+            page = file.read().split("## JSON lines")[1].split("\n## ")[0]
+        described = set(re.findall(r"^\| `(\w+)` \|", page, re.MULTILINE)) - {"event"}
+        sources = os.path.join(PROJECT, "tools/upgrade-console")
+        used = set()
+        for name in os.listdir(sources):
+            with open(os.path.join(sources, name), encoding="utf-8") as file:
+                text = file.read()
+            used |= set(re.findall(r'eventNamed\("(\w+)"\)|\{"event", "(\w+)"\}', text))
+        used = {one or other for one, other in used} | {"reply", "result"}
+        self.assertEqual(described, used)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,249 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/RunCommand.h"
+
+#include "protocol/ConsoleTexts.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Kind = AgentReply::Kind;
+
+constexpr auto redrawEvery = 500ms;
+
+/** Lines that people should see while the run goes on. */
+bool isNotable(const QString &line)
+{
+    return meaningOf(line).cause != Cause::None || line.contains(QLatin1String(" fail"));
+}
+
+QJsonObject messageEvent(const QString &line)
+{
+    QJsonObject event{{"event", "message"}, {"text", line}};
+    const Cause cause = meaningOf(line).cause;
+    if (cause != Cause::None)
+        event["cause"] = QString::fromLatin1(causeRow(cause).id);
+    return event;
+}
+
+} // namespace
+
+LineEvent eventOf(const AgentReply &reply)
+{
+    return reply.kind == AgentReply::Kind::Log ? meaningOf(reply.text).event : LineEvent::Unknown;
+}
+
+RunCommand::RunCommand(const Options &options)
+    : Command(options),
+      m_display(!options.noProgress && !options.jsonProgress),
+      m_waitBack(options.host, options.port)
+{
+    m_quiet.setSingleShot(true);
+    m_quiet.setInterval(options.timeOut);
+    m_redraw.setInterval(redrawEvery);
+    connect(&m_quiet, &QTimer::timeout, this, &RunCommand::onQuiet);
+    connect(&m_redraw, &QTimer::timeout, this, &RunCommand::showProgress);
+    connect(&m_waitBack, &WaitBack::back, this, &RunCommand::onBack);
+    connect(&m_waitBack, &WaitBack::missing, this,
+            [this] { loseContact(Cause::NoSignOfLife, QStringLiteral("the module is not back")); });
+}
+
+void RunCommand::onReply(const AgentReply &reply)
+{
+    if (m_stage == Stage::Preparing)
+        onReplyBefore(reply);
+    else if (m_stage == Stage::Running)
+        onRunning(reply);
+}
+
+void RunCommand::expect(const UpgradeModel &model, const TimeEstimate &estimate)
+{
+    m_model = model;
+    m_estimate = estimate;
+}
+
+void RunCommand::follow()
+{
+    stopAwaiting();
+    m_stage = Stage::Running;
+    m_startedAt = now();
+    agent().watchLife(true, m_answers.heartbeatAfter());
+    m_quiet.start();
+    m_redraw.start();
+    showProgress();
+}
+
+void RunCommand::noteLine(const QString &line)
+{
+    m_display.note("agent: " + line);
+    writeEvent(messageEvent(line));
+}
+
+/**
+ * A request without rows starts nothing, but is refused while a run is going on; the heartbeat's
+ * answer tells that no refusal came. Asking first matters: "UPGRADEALL" is passed over in silence
+ * by a busy agent, which then sends the other run's lines here.
+ */
+void RunCommand::askWhetherBusy()
+{
+    m_isBusySeen = false;
+    agent().request(bytesOf(consoletext::upgrade));
+    request(consoletext::heartbeat);
+    awaitReply();
+}
+
+void RunCommand::onRunning(const AgentReply &reply)
+{
+    if (m_isAskingAgain && (eventOf(reply) == LineEvent::Busy || reply.kind == Kind::Heartbeat)) {
+        m_isBusySeen = m_isBusySeen || reply.kind != Kind::Heartbeat;
+        if (reply.kind == Kind::Heartbeat)
+            onQuietAnswered(m_isBusySeen);
+        return;
+    }
+    if (refuses(reply) || !m_model.take(reply, now()))
+        return;
+    m_estimate.take(reply, now());
+    m_answers.take(reply, now());
+    agent().watchLife(true, m_answers.heartbeatAfter());
+    // The link's own lines also come from asking whether the device is busy.
+    const LineEvent event = eventOf(reply);
+    m_heardOfRun = m_heardOfRun || event != LineEvent::Note;
+    m_quiet.start();
+    if (reply.kind == Kind::Log && isNotable(reply.text))
+        noteLine(reply.text);
+    showProgress();
+    if (m_model.hasEnded())
+        endRun();
+}
+
+void RunCommand::onPulseAnswered()
+{
+    m_model.expectGap();
+}
+
+void RunCommand::showProgress()
+{
+    if (options().jsonProgress) {
+        const auto events = m_events.changes(picture());
+        for (const QJsonObject &event : events)
+            writeEvent(event);
+        return;
+    }
+    m_display.tell(m_teller.changes(picture()));
+    m_display.draw([this](const Terminal &terminal) { return liveLines(picture(), terminal); });
+}
+
+/** Times count from the request on. */
+RunPicture RunCommand::picture()
+{
+    return {m_model, m_estimate, m_model.hasEnded() ? std::nullopt : m_answers.at(now()), now(),
+            m_startedAt};
+}
+
+void RunCommand::failRun(Cause cause, const QString &detail)
+{
+    m_redraw.stop();
+    m_display.close();
+    fail(cause, detail);
+}
+
+/** Either the agent works in silence, or the run has ended and somebody else got its last words. */
+void RunCommand::onQuiet()
+{
+    m_isAskingAgain = true;
+    askWhetherBusy();
+}
+
+void RunCommand::onQuietAnswered(bool isBusy)
+{
+    stopAwaiting();
+    m_isAskingAgain = false;
+    if (isBusy)
+        m_quiet.start();
+    else if (m_heardOfRun)
+        loseContact(Cause::OutcomeUnseen, {});
+    else
+        failRun(Cause::NotStarted);
+}
+
+void RunCommand::endRun()
+{
+    finish(resultOf(outcomeOf(m_model)));
+}
+
+CommandResult RunCommand::resultOf(const UpgradeOutcome &outcome)
+{
+    m_redraw.stop();
+    m_quiet.stop();
+    showProgress();
+    m_display.close();
+    CommandResult result;
+    result.exit = outcome.exit;
+    result.cause = outcome.cause;
+    result.output = resultTable(m_model, now(), Terminal::of(1).style);
+    result.output += {QString(), outcome.summary};
+    addRun(result);
+    result.json["summary"] = outcome.summary;
+    result.json["rebooted"] = m_model.hasRebooted();
+    result.json["mcus"] = resultJson(m_model, now());
+    if (!m_model.netVersion().isEmpty())
+        result.json["net_version"] = m_model.netVersion();
+    if (outcome.cause != Cause::None && outcome.cause != Cause::NothingToDo)
+        result.detail = m_model.problemLine();
+    return result;
+}
+
+void RunCommand::onLost(Cause cause, const QString &detail)
+{
+    const bool isRestart =
+        m_stage == Stage::Running &&
+        (m_model.phase() == RunPhase::Rebooting || m_model.phase() == RunPhase::SettingVersion);
+    if (!isRestart || !options().waitBack) {
+        loseContact(cause, detail);
+        return;
+    }
+    m_stage = Stage::WaitingBack;
+    m_quiet.stop();
+    stopAwaiting();
+    m_display.note(QStringLiteral("the network module restarts"));
+    m_waitBack.start();
+}
+
+/** The verdict went down with the module; its images were acknowledged before. */
+void RunCommand::onBack(const QString &version)
+{
+    m_model.assumeSuccess(now());
+    CommandResult result = resultOf(outcomeOf(m_model));
+    result.json["verdict_seen"] = false;
+    result.json["agent_version"] = version;
+    result.advice +=
+        QStringLiteral("The module restarted with the device, before the agent's verdict; "
+                       "its agent answers again. Run the upgrade again to be sure.");
+    finish(result);
+}
+
+void RunCommand::onDeadline()
+{
+    loseContact(Cause::NoSignOfLife, QStringLiteral("a request was not answered"));
+}
+
+void RunCommand::interrupt()
+{
+    loseContact(Cause::Interrupted, {});
+}
+
+void RunCommand::loseContact(Cause cause, const QString &detail)
+{
+    if (m_stage != Stage::Running && m_stage != Stage::WaitingBack) {
+        fail(cause, detail);
+        return;
+    }
+    const QStringList state =
+        cause == Cause::OutcomeUnseen ? QStringList() : likelyState(m_model, cause);
+    m_model.settleUnseen(now());
+    CommandResult result =
+        resultOf({causeRow(cause).exit, cause, QStringLiteral("The outcome is not known.")});
+    result.detail = detail;
+    result.advice = state;
+    result.json["likely_state"] = QJsonArray::fromStringList(state);
+    finish(result);
+}

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/Command.h"
+#include "upgrade-console/ProgressDisplay.h"
+#include "upgrade-console/ProgressEvents.h"
+#include "upgrade-console/UpgradeOutcome.h"
+#include "upgrade-console/UpgradeView.h"
+#include "upgrade-console/WaitBack.h"
+
+/**
+ * Follows a run of the agent to its end and shows it, all over one connection: the agent sends a
+ * run's lines to whoever asked last. How it comes to a run is for the classes derived from it.
+ */
+class RunCommand : public Command
+{
+    Q_OBJECT
+
+public:
+    explicit RunCommand(const Options &options);
+
+    void interrupt() override;
+
+protected:
+    /** A reply before the run is followed. */
+    virtual void onReplyBefore(const AgentReply &reply) = 0;
+    /** Whether the reply says that there is no run; the command is over then. */
+    virtual bool refuses(const AgentReply &) { return false; }
+    /** Puts into the result which run it was. */
+    virtual void addRun(CommandResult &result) = 0;
+
+    void onReply(const AgentReply &reply) override;
+    void onPulseAnswered() override;
+    void onLost(Cause cause, const QString &detail) override;
+    void onDeadline() override;
+
+    /** Makes the agent say whether a run is under way, and that it has said so. */
+    void askWhetherBusy();
+    /** What the run is expected to be. */
+    void expect(const UpgradeModel &model, const TimeEstimate &estimate);
+    /** From now on every reply is about the run. */
+    void follow();
+    /** The request came to nothing: there is no run to speak of. */
+    void failRun(Cause cause, const QString &detail = {});
+    CommandResult resultOf(const UpgradeOutcome &outcome);
+
+    const UpgradeModel &model() const { return m_model; }
+    const TimeEstimate &estimate() const { return m_estimate; }
+    ProgressDisplay &display() { return m_display; }
+    std::chrono::milliseconds followed() const { return now() - m_startedAt; }
+    bool hasHeardOfRun() const { return m_heardOfRun; }
+
+private:
+    enum class Stage { Preparing, Running, WaitingBack };
+
+    void onRunning(const AgentReply &reply);
+    void noteLine(const QString &line);
+    void onQuiet();
+    void onQuietAnswered(bool isBusy);
+    void showProgress();
+    void endRun();
+    void loseContact(Cause cause, const QString &detail);
+    void onBack(const QString &version);
+    RunPicture picture();
+
+    Stage m_stage = Stage::Preparing;
+    UpgradeModel m_model;
+    TimeEstimate m_estimate;
+    AnswerWatch m_answers;
+    ChangeTeller m_teller;
+    ProgressEvents m_events;
+    ProgressDisplay m_display;
+    WaitBack m_waitBack;
+    std::chrono::milliseconds m_startedAt{0};
+    /** Redraws while nothing arrives. */
+    QTimer m_redraw;
+    /** The agent answers, but says nothing about the run. */
+    QTimer m_quiet;
+    bool m_isAskingAgain = false;
+    bool m_heardOfRun = false;
+    bool m_isBusySeen = false;
+};
+
+/** What a reply says about a run; Unknown for one that is no line of its log. */
+LineEvent eventOf(const AgentReply &reply);
