@@ -8,7 +8,7 @@ import signal
 import unittest
 
 import runs
-from fake_agent import BUSY, CLOSE, ROWS, FakeAgent, Wait, log
+from fake_agent import BUSY, CLOSE, PACKAGE, ROWS, FakeAgent, Wait, listing, log
 
 from harness import wait
 from program import BUSY_CODE, CANNOT, DONE, FAILED, LOST, NOTHING, USAGE, ProgramTest
@@ -143,6 +143,57 @@ class TestJsonLines(LinesTest):
             used |= set(re.findall(r'eventNamed\("(\w+)"\)|\{"event", "(\w+)"\}', text))
         used = {one or other for one, other in used} | {"reply", "result"}
         self.assertEqual(described, used)
+
+
+class TestStatus(LinesTest):
+    """What the agent reports about itself."""
+
+    def status(self, answers):
+        return self.with_agent(answers, "--json", "status")
+
+    def test_idle(self):
+        result = self.with_agent({}, "status")
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (DONE, """\
+Agent: reachable, version 1.15
+Device: not busy
+Package: HX-8 7, 2 chips
+Last result: not known; the agent does not report it, its log has it
+""", ""))
+        self.assertEqual(json.loads(self.status({}).stdout), {
+            "command": "status", "result": "done", "exit": 0, "host": "127.0.0.1",
+            "reachable": True, "version": "1.15", "busy": False, "last_result": None,
+            "package": {"model": "HX-8", "version": "7", "chips": 2}})
+
+    def test_busy(self):
+        """The lines of the run say nothing about the package."""
+        description = listing(PACKAGE)[listing(PACKAGE).index(b"FIRMWARELIST"):]
+        result = self.status({
+            "UPGRADE||": [log("Read model name fail, upgrade fail, exit."), BUSY],
+            "VERSION": [log("'MAIN' F/W Update fail."), b"VERSION||1.15\r\n"],
+            "GETFIRMWARELIST": [description]})
+        document = json.loads(result.stdout)
+        self.assertEqual((result.returncode, document["busy"], document["package"]["chips"]),
+                         (DONE, True, 2))
+
+    def test_package_that_cannot_be_used(self):
+        for text, cause in (("ERROR:Firmware file is not exist.", "package-missing"),
+                            ("ERROR:Firmware file checksum error.", "package-damaged"),
+                            ("", "description-broken")):
+            result = self.status({"GETFIRMWARELIST": [f"FIRMWARELIST||{text}\r\n".encode()]})
+            document = json.loads(result.stdout)
+            self.assertEqual((result.returncode, document["package"]), (DONE, None))
+            self.assertEqual(document["package_problem"]["cause"], cause)
+
+    def test_unreachable(self):
+        result = self.run_alone("--port", "1", "--json", "status")
+        document = json.loads(result.stdout)
+        self.assertEqual((result.returncode, document["reachable"]), (CANNOT, False))
+        self.assertEqual(document["error"]["cause"], "cannot-connect")
+        for answer in ([], [CLOSE]):
+            result = self.with_agent({"VERSION": answer, "HEARTBEAT": [], "GETFIRMWARELIST": []},
+                                     "--json", "status", timeout="0.3")
+            document = json.loads(result.stdout)
+            self.assertEqual((result.returncode, document["reachable"]), (LOST, False))
 
 
 if __name__ == "__main__":

@@ -2,6 +2,7 @@
 // Which object stands behind which sub-command.
 #include "upgrade-console/SendNetCommand.h"
 #include "upgrade-console/SimpleCommands.h"
+#include "upgrade-console/StatusCommand.h"
 #include "upgrade-console/TrafficCommands.h"
 #include "upgrade-console/UpgradeCommand.h"
 
@@ -12,6 +13,8 @@ std::unique_ptr<Command> makeCommand(const Options &options)
         return std::make_unique<PingCommand>(options);
     case Options::Command::Version:
         return std::make_unique<VersionCommand>(options);
+    case Options::Command::Status:
+        return std::make_unique<StatusCommand>(options);
     case Options::Command::List:
         return std::make_unique<ListCommand>(options);
     case Options::Command::Upgrade:

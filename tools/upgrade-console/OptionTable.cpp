@@ -94,6 +94,7 @@ const std::vector<CommandRow> &commandRows()
     static const std::vector<CommandRow> rows = {
         {Command::Ping,       "ping",        "Ask whether the agent answers, and how fast."},
         {Command::Version,    "version",     "Show the agent's version."},
+        {Command::Status,     "status",      "Show whether the agent answers, is busy, and what package it has."},
         {Command::List,       "list",        "Show the firmware package that the device holds."},
         {Command::Upgrade,    "upgrade",     "Upgrade the device's MCUs from that package."},
         {Command::NetUpgrade, "net-upgrade", "Upgrade the main MCU of a device that is reached over the network."},

@@ -14,6 +14,7 @@ struct Options
     enum class Command {
         Ping,
         Version,
+        Status,
         List,
         Upgrade,
         NetUpgrade,

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/StatusCommand.h"
+
+#include "common/PackageRows.h"
+#include "protocol/ConsoleTexts.h"
+#include "upgrade-console/Messages.h"
+#include "upgrade-console/SimpleCommands.h"
+#include "upgrade-console/Terminal.h"
+
+namespace {
+
+QString chipsText(int count)
+{
+    return count == 1 ? QStringLiteral("1 chip") : QStringLiteral("%1 chips").arg(count);
+}
+
+} // namespace
+
+/** A request without rows starts nothing, but is refused while a run is under way. */
+void StatusCommand::onConnected()
+{
+    agent().request(bytesOf(consoletext::upgrade));
+    request(consoletext::heartbeat);
+    awaitReply();
+}
+
+/** Only now, since a busy agent sends the lines of its run as well. */
+void StatusCommand::askTheRest()
+{
+    m_isBusyKnown = true;
+    request(consoletext::version);
+    request(consoletext::getFirmwareList);
+    request(consoletext::heartbeat);
+    awaitReply();
+}
+
+void StatusCommand::onReply(const AgentReply &reply)
+{
+    using Kind = AgentReply::Kind;
+    if (reply.kind == Kind::Version) {
+        m_version = reply.text;
+    } else if (reply.kind == Kind::FirmwareList) {
+        m_list = reply.text;
+    } else if (reply.kind == Kind::Heartbeat) {
+        if (m_isBusyKnown)
+            show();
+        else
+            askTheRest();
+    } else if (reply.kind == Kind::Log) {
+        const LineMeaning meaning = meaningOf(reply.text);
+        m_isBusy = m_isBusy || meaning.event == LineEvent::Busy;
+        if (m_isBusyKnown && !m_isBusy && meaning.cause != Cause::None)
+            m_listProblem = meaning.cause;
+    }
+}
+
+QString StatusCommand::packageText(QJsonObject &json) const
+{
+    const Cause problem = listProblem(m_list, m_listProblem);
+    if (problem != Cause::None) {
+        json["package"] = QJsonValue::Null;
+        json["package_problem"] = causeJson(problem);
+        return QStringLiteral("none to upgrade from: ") +
+               QString::fromLatin1(causeRow(problem).words);
+    }
+    const PackageDescription package = parseDescription(m_list.toUtf8());
+    const int chips = rowsOf(package, Numbering::FromZero).size();
+    json["package"] =
+        QJsonObject{{"model", package.model}, {"version", package.version}, {"chips", chips}};
+    return QStringLiteral("%1 %2, %3")
+        .arg(printable(package.model), printable(package.version), chipsText(chips));
+}
+
+void StatusCommand::show()
+{
+    CommandResult result;
+    result.json = {{"reachable", true},
+                   {"host", options().host},
+                   {"version", m_version},
+                   {"busy", m_isBusy},
+                   {"last_result", QJsonValue::Null}};
+    const QString package = packageText(result.json);
+    result.output = QStringList{
+        QStringLiteral("Agent: reachable, version %1").arg(printable(m_version)),
+        QStringLiteral("Device: ") +
+            (m_isBusy ? QStringLiteral("busy with an upgrade") : QStringLiteral("not busy")),
+        QStringLiteral("Package: ") + package,
+        QStringLiteral("Last result: not known; the agent does not report it, its log has it"),
+    };
+    finish(result);
+}
+
+void StatusCommand::onLost(Cause cause, const QString &detail)
+{
+    CommandResult result;
+    result.exit = causeRow(cause).exit;
+    result.cause = cause;
+    result.detail = detail;
+    result.json = {{"reachable", false}, {"host", options().host}};
+    finish(result);
+}
+
+void StatusCommand::onDeadline()
+{
+    onLost(Cause::NoSignOfLife, QStringLiteral("a request was not answered"));
+}

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/Command.h"
+
+/** Everything that the agent reports without a run: whether it answers, its version, whether a run
+ *  is under way, and the package. */
+class StatusCommand : public Command
+{
+    Q_OBJECT
+
+public:
+    using Command::Command;
+
+protected:
+    void onConnected() override;
+    void onReply(const AgentReply &reply) override;
+    void onLost(Cause cause, const QString &detail) override;
+    void onDeadline() override;
+
+private:
+    void askTheRest();
+    void show();
+    QString packageText(QJsonObject &json) const;
+
+    bool m_isBusyKnown = false;
+    bool m_isBusy = false;
+    QString m_version;
+    QString m_list;
+    Cause m_listProblem = Cause::None;
+};
