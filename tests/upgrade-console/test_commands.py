@@ -8,10 +8,10 @@ import signal
 import unittest
 
 import runs
-from fake_agent import BUSY, CLOSE, PACKAGE, ROWS, FakeAgent, Wait, listing, log
+from fake_agent import BUSY, CLOSE, FAIL, PACKAGE, ROWS, SUCCESS, FakeAgent, Wait, listing, log
 
 from harness import wait
-from program import BUSY_CODE, CANNOT, DONE, FAILED, LOST, NOTHING, USAGE, ProgramTest
+from program import CANNOT, DONE, FAILED, LOST, NOTHING, USAGE, ProgramTest, masked
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
@@ -194,6 +194,123 @@ Last result: not known; the agent does not report it, its log has it
                                      "--json", "status", timeout="0.3")
             document = json.loads(result.stdout)
             self.assertEqual((result.returncode, document["reachable"]), (LOST, False))
+
+
+class TestAttach(LinesTest):
+    """A run that another client started."""
+
+    def attach(self, lines, *arguments, **more):
+        """`lines` come once the program follows the run."""
+        description = listing(PACKAGE)[listing(PACKAGE).index(b"FIRMWARELIST"):]
+        answers = {"UPGRADE||": [BUSY], "GETFIRMWARELIST": [description, *lines]}
+        return self.with_agent(answers, *arguments, "attach", **more)
+
+    def document(self, lines):
+        result = self.attach(lines, "--json")
+        document = json.loads(result.stdout)
+        self.assertEqual((document["exit"], document["attached"]), (result.returncode, True))
+        return document
+
+    def test_no_run(self):
+        result = self.with_agent({}, "attach")
+        self.assertEqual((result.returncode, result.stdout, result.stderr),
+                         (NOTHING, "No upgrade is under way.\n", ""))
+        self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT"])
+        result = self.with_agent({}, "attach", "--json")
+        self.assertEqual(json.loads(result.stdout), {
+            "command": "attach", "result": "nothing-to-do", "exit": 3, "host": "127.0.0.1",
+            "attached": False, "cause": "not-running"})
+
+    def test_from_the_beginning(self):
+        result = self.attach(runs.full_run())
+        self.assertEqual(result.returncode, DONE, result.stderr)
+        table = re.sub(r"followed for \d+:\d\d", "followed for #", masked(result.stdout))
+        self.assertEqual(table, """\
+MCU    Old    New    Result   Seconds
+MAIN   1.0.0  1.1.0  updated #
+AUX 1  2.0    2.1.0  updated #
+
+2 MCUs updated.
+Host 127.0.0.1, package HX-8 7, followed for #.
+""")
+        self.assertIs(self.document(runs.full_run())["saw_beginning"], True)
+        document = self.document(runs.half_failed_run())
+        self.assertEqual((document["exit"], document["error"]["cause"]),
+                         (FAILED, "image-not-written"))
+        self.assertEqual(self.document(runs.idle_run())["exit"], NOTHING)
+
+    def test_in_the_middle(self):
+        """What was before may have failed: that is no success."""
+        run = runs.full_run()
+        for wanted, last in (([], b"Start to reboot"), (["AUX 1"], b"Enter F/W Upgrade Mode' comman"),
+                             (["AUX 1"], b"Writing..."), (["AUX 1"], b"Write firmware 'AUX"),
+                             (["MAIN", "AUX 1"], b"Write firmware 'MAIN")):
+            at = max(i for i, line in enumerate(run) if last in line)
+            document = self.document(run[at:])
+            self.assertEqual((document["exit"], document["error"]["cause"]),
+                             (LOST, "beginning-unseen"), last)
+            self.assertEqual([(mcu["name"], mcu["result"]) for mcu in document["mcus"]],
+                             [(name, "updated") for name in wanted], last)
+            self.assertIs(document["saw_beginning"], False)
+
+    def test_failure_in_the_middle(self):
+        run = runs.half_failed_run()
+        document = self.document(run[-20:])
+        self.assertEqual((document["exit"], document["error"]["cause"]),
+                         (FAILED, "image-not-written"))
+        document = self.document([FAIL])
+        self.assertEqual((document["exit"], document["error"]["cause"]),
+                         (FAILED, "beginning-unseen"))
+
+    def test_two_rows_of_one_name(self):
+        """The second one's success does not hide the first one's failure."""
+        lines = [log("'AUX' F/W Update fail."), runs.greater("AUX", "2.1.0", "2.0.0"),
+                 *runs.write("AUX", 1, 2), SUCCESS]
+        document = self.document(lines)
+        self.assertEqual([mcu["result"] for mcu in document["mcus"]], ["failed", "updated"])
+        self.assertEqual(document["exit"], FAILED)
+
+    def test_no_progress_of_its_own(self):
+        """Without the number of rows nothing is known of an MCU's share."""
+        result = self.attach(runs.full_run(), "--json-progress")
+        events, _ = self.events(result)
+        self.assertEqual(events[0], {"event": "phase", "phase": "joining"})
+        figures = [event for event in events if event["event"] == "progress"]
+        self.assertGreater(len(figures), 5)
+        for event in figures:
+            self.assertNotIn("chip_percent", event)
+            self.assertIs(event["seconds_left_is_whole"], event["percent"] == 100)
+
+    def test_contact_lost(self):
+        for lines, wanted in (([CLOSE], "How far the run was is not known."),
+                              ([*runs.enter("AUX"), CLOSE], "'AUX' was being written.")):
+            document = self.document(lines)
+            self.assertEqual((document["exit"], document["error"]["cause"]),
+                             (LOST, "connection-lost"))
+            self.assertEqual(document["likely_state"][0], wanted)
+            self.assertEqual({mcu["result"] for mcu in document["mcus"]} - {"unknown"}, set())
+
+    def test_interrupt(self):
+        pause = Wait()
+        answers = {"UPGRADE||": [BUSY], "GETFIRMWARELIST": [*runs.enter("AUX"), pause]}
+        with FakeAgent(answers) as agent:
+            program = self.start_program(agent.port, "--json", "attach")
+            self.assertTrue(pause.reached.wait(10))
+            program.popen.send_signal(signal.SIGINT)
+            self.assertEqual(program.popen.wait(10), LOST, program.report())
+            pause.go_on.set()
+        self.assertEqual(json.loads(program.stdout())["error"]["cause"], "interrupted")
+
+    def test_last_words_went_elsewhere(self):
+        """The agent is idle, and the end was not seen."""
+        idle = []
+
+        def answer(_agent):
+            idle.append(1)
+            return [BUSY] if len(idle) == 1 else [log("Disconnect")]
+        result = self.with_agent({"UPGRADE||": answer}, "--json", "attach", timeout="0.5")
+        self.assertEqual(json.loads(result.stdout)["error"]["cause"], "outcome-unseen")
+        self.assertEqual(result.returncode, LOST)
 
 
 if __name__ == "__main__":

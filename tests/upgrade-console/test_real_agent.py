@@ -204,6 +204,24 @@ device: set version
             self.assertEqual(program.popen.returncode, LOST)
         wait.until(lambda: self.simulator.chip(17, 1)["images_written"] == 1, 60)
 
+    def test_attach(self):
+        """The client that started the run goes away; another one sees the rest."""
+        self.begin(options=("--baud", "57600"))
+        self.assertEqual(self.run_program("attach").returncode, NOTHING)
+        first = self.start_program("upgrade", "--request-all")
+        wait.until(lambda: "AUX 1: writing" in first.stderr(), 30)
+        first.popen.terminate()
+        self.assertEqual(first.popen.wait(10), LOST)
+        self.assertIs(json.loads(self.run_program("--json", "status").stdout)["busy"], True)
+        result = self.run_program("--json", "attach")
+        document = json.loads(result.stdout)
+        self.assertEqual((result.returncode, document["error"]["cause"]),
+                         (LOST, "beginning-unseen"), document)
+        self.assertEqual([(mcu["name"], mcu["result"]) for mcu in document["mcus"]],
+                         [("AUX 1", "updated"), ("FPGA", "up to date")])
+        status = json.loads(self.run_program("--json", "status").stdout)
+        self.assertEqual((status["busy"], status["package"]["chips"]), (False, 3))
+
     def test_agent_dies(self):
         self.start(world.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))
         program = self.start_program("--json", "upgrade", "--request-all")

@@ -17,9 +17,11 @@ enum class Cause {
     NoSignOfLife,
     Interrupted,
     OutcomeUnseen,
+    BeginningUnseen,
     // The request
     Busy,
     NothingToDo,
+    NotRunning,
     UnknownRequest,
     RowsRefused,
     NotInPackage,

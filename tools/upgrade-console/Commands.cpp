@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Which object stands behind which sub-command.
+#include "upgrade-console/AttachCommand.h"
 #include "upgrade-console/SendNetCommand.h"
 #include "upgrade-console/SimpleCommands.h"
 #include "upgrade-console/StatusCommand.h"
@@ -20,6 +21,8 @@ std::unique_ptr<Command> makeCommand(const Options &options)
     case Options::Command::Upgrade:
     case Options::Command::NetUpgrade:
         return std::make_unique<UpgradeCommand>(options);
+    case Options::Command::Attach:
+        return std::make_unique<AttachCommand>(options);
     case Options::Command::Edid:
         return std::make_unique<EdidCommand>(options);
     case Options::Command::SendNet:

@@ -57,6 +57,7 @@ struct McuState
     bool isForced = false;
     /** 0 to 100. */
     double percent = 0.0;
+    bool isPercentKnown = true;
     /** Everything that was repeated for this MCU. */
     int retries = 0;
     /** It went into its update mode and has no whole image since then. */

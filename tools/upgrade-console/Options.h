@@ -18,6 +18,7 @@ struct Options
         List,
         Upgrade,
         NetUpgrade,
+        Attach,
         Edid,
         SendNet,
         Shell,

@@ -133,7 +133,8 @@ void ProgressEvents::addProgress(QVector<QJsonObject> &events, const RunPicture 
     if (model.current() >= 0) {
         const McuState &mcu = model.mcus().at(model.current());
         addChip(event, mcu, model.current());
-        event["chip_percent"] = mcu.percent;
+        if (mcu.isPercentKnown)
+            event["chip_percent"] = mcu.percent;
     }
     events += event;
 }

@@ -49,6 +49,8 @@ protected:
     ProgressDisplay &display() { return m_display; }
     std::chrono::milliseconds followed() const { return now() - m_startedAt; }
     bool hasHeardOfRun() const { return m_heardOfRun; }
+    /** The run is known to be under way. */
+    void setHeardOfRun() { m_heardOfRun = true; }
 
 private:
     enum class Stage { Preparing, Running, WaitingBack };

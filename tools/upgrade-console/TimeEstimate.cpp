@@ -111,6 +111,7 @@ TimeLeft TimeEstimate::ofRun(const UpgradeModel &model, ms now) const
     if (model.phase() == RunPhase::Rebooting)
         return {model.hasRebooted() ? restOfRestart(now) : timeOuts.otherCommand, true};
     left.time = timeOuts.otherCommand; // the reboot
+    left.isWhole = model.knowsRows();
     for (const McuState &mcu : model.mcus()) {
         const TimeLeft row = ofRow(mcu, now);
         left.time += row.time;

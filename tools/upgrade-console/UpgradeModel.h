@@ -12,7 +12,17 @@
 #include <chrono>
 
 /** How far the run is; what a lost connection means depends on it. */
-enum class RunPhase { Preparing, Reading, Writing, Installing, Rebooting, SettingVersion, Ended };
+enum class RunPhase {
+    /** Nothing was heard yet of a run that was under way before. */
+    Joining,
+    Preparing,
+    Reading,
+    Writing,
+    Installing,
+    Rebooting,
+    SettingVersion,
+    Ended
+};
 
 /** A row that is asked for. */
 struct WantedMcu
@@ -39,12 +49,18 @@ public:
 
     UpgradeModel() = default;
     explicit UpgradeModel(const QVector<WantedMcu> &wanted);
+    /** Of a run that was under way before: its rows are not known, only the lines name them. */
+    static UpgradeModel ofRunUnderWay();
 
     /** Lines before the next reply may have gone to another client. */
     void expectGap() { m_mayHaveGap = true; }
     /** Takes a reply; false for one that says nothing about a run. */
     bool take(const AgentReply &reply, ms now);
 
+    /** Whether the rows of the run are known beforehand. */
+    bool knowsRows() const { return m_knowsRows; }
+    /** Whether the run was followed from before its first MCU on. */
+    bool sawBeginning() const { return m_sawBeginning; }
     const QVector<McuState> &mcus() const { return m_mcus; }
     /** The MCU at work, -1 when there is none. */
     int current() const { return m_current; }
@@ -77,6 +93,7 @@ private:
     bool takeReply(const AgentReply &reply, ms now);
     void takeLine(const QString &line, ms now);
     void takeProgress(double percent, ms now);
+    void takeStart(const AgentReply &reply);
     void followProgress(double percent, ms now);
     void end(bool succeeded, ms now);
     void settle(McuState &mcu, ms now);
@@ -122,6 +139,8 @@ private:
     int m_current = -1;
     /** The last row whose turn to be written was seen; -1 while MCUs are read. */
     int m_passed = -1;
+    bool m_knowsRows = true;
+    bool m_sawBeginning = true;
     bool m_isReading = true;
     bool m_mayHaveGap = false;
     RunPhase m_phase = RunPhase::Preparing;

@@ -5,6 +5,8 @@
 
 namespace {
 
+const QLatin1String beginningUnseen(" since this client came; what was before is unknown.");
+
 int countOf(const UpgradeModel &model, McuResult result)
 {
     const auto &mcus = model.mcus();
@@ -62,6 +64,8 @@ UpgradeOutcome outcomeOfSuccess(const UpgradeModel &model)
         return {ExitCode::Failed, cause, countsText(model) + '.'};
     if (countOf(model, McuResult::Unknown) > 0)
         return failure(Cause::OutcomeUnseen, countsText(model) + '.');
+    if (!model.sawBeginning())
+        return failure(Cause::BeginningUnseen, countsText(model) + beginningUnseen);
     if (model.problem() != Cause::None)
         return {ExitCode::Failed, model.problem(),
                 countsText(model) + QLatin1String(", but not all went well.")};
@@ -76,11 +80,14 @@ UpgradeOutcome outcomeOfFailure(const UpgradeModel &model)
 {
     Cause cause = explainsAll(model.problem()) ? model.problem() : failureOfMcus(model);
     if (cause == Cause::None)
-        cause = model.problem() == Cause::None ? Cause::Unexplained : model.problem();
+        cause = model.problem();
+    if (cause == Cause::None)
+        cause = model.sawBeginning() ? Cause::Unexplained : Cause::BeginningUnseen;
     UpgradeOutcome outcome =
         failure(cause, QStringLiteral("The upgrade failed: %1.").arg(countsText(model)));
     // The agent says that it failed, whatever the reason says.
-    if (outcome.exit == ExitCode::Done || outcome.exit == ExitCode::NothingToDo)
+    if (outcome.exit == ExitCode::Done || outcome.exit == ExitCode::NothingToDo ||
+        cause == Cause::BeginningUnseen)
         outcome.exit = ExitCode::Failed;
     return outcome;
 }
@@ -112,6 +119,8 @@ QStringList likelyState(const UpgradeModel &model, Cause cause)
     const QString again = QStringLiteral(
         "In a few minutes run the same upgrade again; in mode 2 what is done already is skipped.");
     switch (model.phase()) {
+    case RunPhase::Joining:
+        return {QStringLiteral("How far the run was is not known."), goesOn, again};
     case RunPhase::Preparing:
         return {QStringLiteral("Nothing was written: the upgrade had not begun."),
                 QStringLiteral("If the agent had taken the request, it goes on alone."), again};
@@ -155,7 +164,7 @@ QString phaseName(McuPhase phase)
 
 QString phaseName(RunPhase phase)
 {
-    static const char *const names[] = {"preparing", "reading",     "writing", "installing",
-                                        "rebooting", "set version", "ended"};
+    static const char *const names[] = {"joining",    "preparing", "reading",     "writing",
+                                        "installing", "rebooting", "set version", "ended"};
     return QString::fromLatin1(names[int(phase)]);
 }

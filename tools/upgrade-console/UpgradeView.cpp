@@ -48,7 +48,7 @@ Colour colourOf(const McuState &mcu)
 
 bool hasBar(const McuState &mcu)
 {
-    return mcu.phase == McuPhase::Writing || mcu.phase == McuPhase::Erasing;
+    return mcu.isPercentKnown && (mcu.phase == McuPhase::Writing || mcu.phase == McuPhase::Erasing);
 }
 
 QStringList finishedParts(const McuState &mcu, milliseconds now)
@@ -130,7 +130,7 @@ QString overallLine(const RunPicture &picture, int width)
         bars::head(QStringLiteral("all"), phaseName(model.phase())) + bars::separator;
     QStringList parts{bars::percent(model.percent()).trimmed()};
     const TimeLeft left = picture.estimate.ofRun(model, picture.now);
-    if (left.time.count() > 0 && !picture.wait && model.phase() != RunPhase::Preparing)
+    if (left.time.count() > 0 && !picture.wait && model.phase() > RunPhase::Preparing)
         parts += leftText(left);
     if (head.size() + parts.join(bars::separator).size() > width && parts.size() > 1)
         parts.removeLast();

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/AttachCommand.h"
+
+#include "package/PackageDescription.h"
+#include "protocol/ConsoleTexts.h"
+#include "upgrade-console/Bars.h"
+
+void AttachCommand::onConnected()
+{
+    expect(UpgradeModel::ofRunUnderWay(), TimeEstimate());
+    askWhetherBusy();
+}
+
+void AttachCommand::onReplyBefore(const AgentReply &reply)
+{
+    if (eventOf(reply) == LineEvent::Busy)
+        join();
+    else if (reply.kind == AgentReply::Kind::Heartbeat)
+        endWithoutRun();
+}
+
+/** From the refusal on the lines of the run come here. */
+void AttachCommand::join()
+{
+    setHeardOfRun();
+    request(consoletext::getFirmwareList);
+    follow();
+}
+
+void AttachCommand::onReply(const AgentReply &reply)
+{
+    if (reply.kind != AgentReply::Kind::FirmwareList) {
+        RunCommand::onReply(reply);
+        return;
+    }
+    const PackageDescription package = parseDescription(reply.text.toUtf8());
+    if (package.error == PackageDescription::Error::None)
+        m_package = {{"model", package.model}, {"version", package.version}};
+}
+
+void AttachCommand::endWithoutRun()
+{
+    CommandResult result;
+    result.cause = Cause::NotRunning;
+    const CauseRow &row = causeRow(result.cause);
+    result.exit = row.exit;
+    result.output = QStringList{QStringLiteral("No upgrade is under way.")};
+    result.json = {
+        {"attached", false}, {"host", options().host}, {"cause", QString::fromLatin1(row.id)}};
+    finish(result);
+}
+
+/** When the run began is not known. */
+void AttachCommand::addRun(CommandResult &result)
+{
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(followed());
+    result.json["attached"] = true;
+    result.json["host"] = options().host;
+    result.json["seconds"] = double(followed().count()) / 1000.0;
+    result.json["saw_beginning"] = model().sawBeginning();
+    QString package = QStringLiteral("not known");
+    if (!m_package.isEmpty()) {
+        result.json["package"] = m_package;
+        package = m_package["model"].toString() + ' ' + m_package["version"].toString();
+    }
+    result.output += QStringLiteral("Host %1, package %2, followed for %3.")
+                         .arg(options().host, printable(package), bars::clock(seconds));
+}

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/RunCommand.h"
+
+/** Follows a run that another client started. What was sent before is not sent again. */
+class AttachCommand : public RunCommand
+{
+    Q_OBJECT
+
+public:
+    using RunCommand::RunCommand;
+
+protected:
+    void onConnected() override;
+    void onReply(const AgentReply &reply) override;
+    void onReplyBefore(const AgentReply &reply) override;
+    void addRun(CommandResult &result) override;
+
+private:
+    void join();
+    void endWithoutRun();
+
+    QJsonObject m_package;
+};
