@@ -61,7 +61,7 @@ endforeach()
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME upgrade-agent-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${tools_libraries}")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "bzip2")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "bzip2, openssh-client")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "upgrade-agent-doc")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "companion programs of the firmware upgrade agent
 fwm builds, shows, checks and compares firmware packages. upgrade-console is

@@ -242,7 +242,7 @@ Host 127.0.0.1, package HX-8 7, followed for #.
     def test_in_the_middle(self):
         """What was before may have failed: that is no success."""
         run = runs.full_run()
-        for wanted, last in (([], b"Start to reboot"), (["AUX 1"], b"Enter F/W Upgrade Mode' comman"),
+        for wanted, last in (([], b"Start to reboot"), (["AUX 1"], b"Enter F/W Upgrade Mode'"),
                              (["AUX 1"], b"Writing..."), (["AUX 1"], b"Write firmware 'AUX"),
                              (["MAIN", "AUX 1"], b"Write firmware 'MAIN")):
             at = max(i for i, line in enumerate(run) if last in line)

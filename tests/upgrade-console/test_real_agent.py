@@ -6,7 +6,7 @@ import os
 import subprocess
 
 from harness import module, netimage, networld, wait, world
-from harness.package import Image, description, image_bytes
+from harness.package import Image, build, description, image_bytes
 from program import Background, masked
 from screen import Screen
 
@@ -221,6 +221,31 @@ device: set version
                          [("AUX 1", "updated"), ("FPGA", "up to date")])
         status = json.loads(self.run_program("--json", "status").stdout)
         self.assertEqual((status["busy"], status["package"]["chips"]), (False, 3))
+
+    def test_deploy(self):
+        """With OpenSSH's own sftp and its server, without the network between them."""
+        client = self.begin()
+        client.close()
+        with open("/tmp/sftp", "w", encoding="utf-8") as file:
+            file.write("#!/bin/sh\nexec sftp -D /usr/lib/openssh/sftp-server -b -\n")
+        os.chmod("/tmp/sftp", 0o755)
+        newer = [Image("MAIN", image_bytes(3000, "newer")), AUX, FPGA]
+        with open("/tmp/new *[1].fwm", "wb") as file:
+            file.write(build(newer, version="1.0.6"))
+        with open("/data/FW.fwm.put-1", "wb") as file:
+            file.write(b"left by an interrupted copy")
+        result = self.run_program("--json", "deploy", "--request-all", "--sftp", "/tmp/sftp",
+                                  "/tmp/new *[1].fwm")
+        document = json.loads(result.stdout)
+        self.assertEqual(result.returncode, DONE, document)
+        self.assertEqual([mcu["result"] for mcu in document["mcus"]],
+                         ["updated", "updated", "up to date"])
+        self.assert_flash({(0, 1): newer[0].data, (1, 1): AUX.data})
+        self.assertEqual(document["copy"]["package_before"], {"model": "HX-8", "version": "1.0.5"})
+        self.assertEqual(document["package"], {"model": "HX-8", "version": "1.0.6"})
+        with open(world.PACKAGE, "rb") as file:
+            self.assertEqual(file.read(), build(newer, version="1.0.6"))
+        self.assertEqual([name for name in os.listdir("/data") if "put" in name], [])
 
     def test_agent_dies(self):
         self.start(world.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))

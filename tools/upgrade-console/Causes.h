@@ -40,6 +40,10 @@ enum class Cause {
     PackageChanged,
     PackageReadError,
     PackageDiffers,
+    PackageUnsound,
+    SshFailed,
+    CopyDamaged,
+    CopyNotListed,
     DescriptionBroken,
     WrongModel,
     // The device

@@ -39,7 +39,7 @@ public:
 
     /** Looks at what needs no agent; a result ends the command before it connects. */
     virtual bool prepare(CommandResult &) { return true; }
-    void run();
+    virtual void run();
     /** The user wants it to end. */
     virtual void interrupt();
     /** Writes the whole document to standard output, or what is missing of it; false when standard

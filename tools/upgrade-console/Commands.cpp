@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Which object stands behind which sub-command.
 #include "upgrade-console/AttachCommand.h"
+#include "upgrade-console/DeployCommand.h"
 #include "upgrade-console/SendNetCommand.h"
 #include "upgrade-console/SimpleCommands.h"
 #include "upgrade-console/StatusCommand.h"
@@ -21,6 +22,10 @@ std::unique_ptr<Command> makeCommand(const Options &options)
     case Options::Command::Upgrade:
     case Options::Command::NetUpgrade:
         return std::make_unique<UpgradeCommand>(options);
+    case Options::Command::Put:
+        return std::make_unique<PutCommand>(options);
+    case Options::Command::Deploy:
+        return std::make_unique<DeployCommand>(options);
     case Options::Command::Attach:
         return std::make_unique<AttachCommand>(options);
     case Options::Command::Edid:

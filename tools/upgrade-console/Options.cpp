@@ -44,6 +44,8 @@ void addOption(CLI::App &app, const OptionRow &row)
         option->type_size(1)->expected(-1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     else if (row.isArgument())
         option->required();
+    else if (std::string(row.name) == "--ssh-option")
+        option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     else
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
 }
@@ -138,6 +140,18 @@ struct Reader
         }
     }
 
+    void readSsh()
+    {
+        if (isSet("--sftp"))
+            options.sftp = text("--sftp");
+        options.sshUser = text("--ssh-user");
+        options.sshPort = text("--ssh-port");
+        options.sshOptions = valuesOf(app, command, "--ssh-option");
+        bool isNumber = true;
+        if (isSet("--ssh-port") && (options.sshPort.toUShort(&isNumber) == 0 || !isNumber))
+            refuse(QStringLiteral("--ssh-port: '%1' is not a valid port").arg(options.sshPort));
+    }
+
     void readArguments()
     {
         options.file = text("FILE");
@@ -159,7 +173,9 @@ struct Reader
         options.package = text("--package");
         readConnection();
         readMode();
-        if (options.command == Options::Command::Upgrade)
+        readSsh();
+        if (options.command == Options::Command::Upgrade ||
+            options.command == Options::Command::Deploy)
             readRows();
         readArguments();
     }

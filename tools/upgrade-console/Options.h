@@ -19,6 +19,8 @@ struct Options
         Upgrade,
         NetUpgrade,
         Attach,
+        Put,
+        Deploy,
         Edid,
         SendNet,
         Shell,
@@ -45,6 +47,11 @@ struct Options
     QStringList rows;
     QString address;
     QString file;
+    /** OpenSSH's sftp. */
+    QString sftp = QStringLiteral("sftp");
+    QString sshUser;
+    QString sshPort;
+    QStringList sshOptions;
 
     /** What was asked for instead of a run, and the text that answers it. */
     struct Other

@@ -1,0 +1,75 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Stands in for sftp: works on a folder in the place of the module's /data.
+
+FAKE_SFTP_ROOT is the folder, and FAKE_SFTP_FAULT what goes wrong: "refuse", "half", "damage",
+"rename", "hang". Arguments and commands are kept beside the folder.
+"""
+
+import glob
+import json
+import os
+import shutil
+import sys
+import time
+
+ROOT = os.environ["FAKE_SFTP_ROOT"]
+FAULT = os.environ.get("FAKE_SFTP_FAULT", "")
+
+
+def there(path):
+    assert path.startswith("/data/"), path
+    return os.path.join(ROOT, path[len("/data/"):])
+
+
+def fail(words):
+    print(words, file=sys.stderr)
+    sys.exit(255)
+
+
+def put(local, remote):
+    with open(local, "rb") as file:
+        data = bytearray(file.read())
+    if FAULT in ("half", "hang"):
+        data = data[:len(data) // 2]
+    if FAULT == "damage":
+        data[-1] ^= 1
+    with open(there(remote), "wb") as file:
+        file.write(data)
+    os.chmod(there(remote), 0o600)
+    if FAULT == "half":
+        fail("Connection to module closed by remote host.\nConnection closed")
+    if FAULT == "hang":
+        time.sleep(60)
+
+
+def obey(words):
+    match words:
+        case ["-rm", pattern]:
+            for path in glob.glob(there(pattern)):
+                os.remove(path)
+        case ["put", "-f", local, remote]:
+            put(local, remote)
+        case ["chmod", mode, remote]:
+            os.chmod(there(remote), int(mode, 8))
+        case ["get", remote, local]:
+            shutil.copy(there(remote), local)
+        case ["rename", old, new]:
+            if FAULT == "rename":
+                fail(f'remote rename "{old}" to "{new}": Permission denied')
+            os.rename(there(old), there(new))
+        case _:
+            fail(f"Invalid command: {words}")
+
+
+def main():
+    commands = [line.split() for line in sys.stdin]
+    with open(ROOT + ".log", "a", encoding="utf-8") as file:
+        file.write(json.dumps({"arguments": sys.argv[1:], "commands": commands}) + "\n")
+    if FAULT == "refuse":
+        fail("root@module: Permission denied (publickey).\nConnection closed")
+    for words in commands:
+        obey(words)
+
+
+main()

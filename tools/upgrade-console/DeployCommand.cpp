@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/DeployCommand.h"
+
+namespace {
+
+Options upgradeOf(Options options)
+{
+    options.command = Options::Command::Upgrade;
+    // The sizes of the images, and the check that the device still has this package.
+    options.package = options.file;
+    return options;
+}
+
+} // namespace
+
+DeployCommand::DeployCommand(const Options &options)
+    : Command(options), m_put(options), m_upgrade(upgradeOf(options))
+{
+    connect(&m_put, &Command::finished, this, &DeployCommand::onPut);
+    connect(&m_upgrade, &Command::finished, this, &DeployCommand::onUpgraded);
+}
+
+bool DeployCommand::prepare(CommandResult &result)
+{
+    return m_upgrade.prepare(result) && m_put.prepare(result);
+}
+
+void DeployCommand::run()
+{
+    m_put.run();
+}
+
+void DeployCommand::interrupt()
+{
+    if (m_isPut)
+        m_upgrade.interrupt();
+    else
+        m_put.interrupt();
+}
+
+void DeployCommand::onPut(const CommandResult &result)
+{
+    if (result.exit != ExitCode::Done) {
+        finish(result);
+        return;
+    }
+    m_isPut = true;
+    m_putResult = result;
+    QTimer::singleShot(0, &m_upgrade, &Command::run);
+}
+
+void DeployCommand::onUpgraded(CommandResult result)
+{
+    result.json["copy"] = m_putResult.json;
+    result.output = m_putResult.output + QStringList{QString()} + result.output;
+    finish(result);
+}

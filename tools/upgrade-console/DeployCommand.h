@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/PutCommand.h"
+#include "upgrade-console/UpgradeCommand.h"
+
+/** Puts a package on the module and upgrades the device from it: one command after the other, each
+ *  with a connection of its own. */
+class DeployCommand : public Command
+{
+    Q_OBJECT
+
+public:
+    explicit DeployCommand(const Options &options);
+
+    bool prepare(CommandResult &result) override;
+    void run() override;
+    void interrupt() override;
+
+protected:
+    void onConnected() override {}
+    void onReply(const AgentReply &) override {}
+
+private:
+    void onPut(const CommandResult &result);
+    void onUpgraded(CommandResult result);
+
+    PutCommand m_put;
+    UpgradeCommand m_upgrade;
+    CommandResult m_putResult;
+    bool m_isPut = false;
+};

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/Causes.h"
+#include "upgrade-console/SftpSession.h"
+
+#include <QTemporaryDir>
+
+#include <memory>
+
+/** A package on the disk of this machine that has passed the checks. */
+struct CheckedPackage
+{
+    QString path;
+    qint64 size = 0;
+    QByteArray sha256;
+};
+
+/**
+ * Puts a package on the module: copies it beside the name of the package, reads the copy back,
+ * compares the two, and only then gives it the name. The name never belongs to half a package.
+ */
+class PackageUpload : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit PackageUpload(const SshAccess &access);
+
+    void start(const CheckedPackage &package);
+    /** Where the module has it until it is whole. */
+    QString copyName() const { return m_copy; }
+
+signals:
+    void done();
+    void failed(Cause cause, const QString &detail);
+
+private:
+    enum class Step { Copying, Renaming, Cleaning };
+
+    void begin(Step step, const QByteArray &commands, std::chrono::milliseconds limit);
+    void onEnded(const QString &error);
+    void giveUp(Cause cause, const QString &detail);
+    bool isCopyRight() const;
+
+    const SshAccess m_access;
+    const QString m_copy;
+    QTemporaryDir m_folder;
+    std::unique_ptr<SftpSession> m_session;
+    CheckedPackage m_package;
+    Step m_step = Step::Copying;
+    Cause m_cause = Cause::None;
+    QString m_detail;
+};
+
+/** Of a file, in hexadecimal; empty when it cannot be read. */
+QByteArray sha256OfFile(const QString &path);

@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "upgrade-console/PutCommand.h"
+
+#include "bytes/FileSource.h"
+#include "common/Output.h"
+#include "common/PackageRows.h"
+#include "fwm/Findings.h"
+#include "platform/Platform.h"
+#include "protocol/ConsoleTexts.h"
+#include "upgrade-console/Messages.h"
+#include "upgrade-console/SimpleCommands.h"
+#include "upgrade-console/Terminal.h"
+
+#include <unistd.h>
+
+namespace {
+
+using Kind = AgentReply::Kind;
+
+SshAccess accessOf(const Options &options)
+{
+    SshAccess access;
+    access.program = options.sftp;
+    access.host = options.host;
+    access.user = options.sshUser;
+    access.port = options.sshPort;
+    access.options = options.sshOptions;
+    access.timeOut = options.timeOut;
+    return access;
+}
+
+CommandResult failureOf(Cause cause, const QString &detail)
+{
+    CommandResult result;
+    result.exit = causeRow(cause).exit;
+    result.cause = cause;
+    result.detail = detail;
+    return result;
+}
+
+QString nameOf(const PackageDescription &package)
+{
+    return printable(package.model) + ' ' + printable(package.version);
+}
+
+QJsonObject packageJson(const PackageDescription &package)
+{
+    return {{"model", package.model}, {"version", package.version}};
+}
+
+} // namespace
+
+PutCommand::PutCommand(const Options &options) : Command(options), m_upload(accessOf(options))
+{
+    connect(&m_upload, &PackageUpload::done, this, &PutCommand::onCopied);
+    connect(&m_upload, &PackageUpload::failed, this, &PutCommand::onCopyFailed);
+}
+
+/** The checks of 'fwm verify': what it calls an error never reaches a module. */
+bool PutCommand::prepare(CommandResult &result)
+{
+    m_package.path = options().file;
+    FileSource source(m_package.path);
+    if (!source.open()) {
+        result = failureOf(Cause::FileUnreadable, m_package.path + ": " + source.errorString());
+        return false;
+    }
+    const PackageContents contents = readContents(source);
+    QStringList errors;
+    for (const Finding &finding : findingsIn(contents)) {
+        QStringList &lines = finding.severity == Finding::Severity::Error ? errors : m_warnings;
+        lines += printable(findingText(finding));
+    }
+    if (!errors.isEmpty()) {
+        result = failureOf(Cause::PackageUnsound, m_package.path + ": " + errors.first());
+        return false;
+    }
+    m_package.size = contents.size;
+    m_package.sha256 = sha256OfFile(m_package.path);
+    m_description = contents.description;
+    return true;
+}
+
+void PutCommand::note(const QString &line)
+{
+    if (!options().jsonProgress)
+        writeAll(STDERR_FILENO, printable(line).toUtf8() + '\n');
+}
+
+void PutCommand::onConnected()
+{
+    if (m_stage == Stage::Copying) {
+        list(Stage::ListingAgain);
+        return;
+    }
+    // A request without rows starts nothing, but is refused while a run is under way.
+    agent().request(bytesOf(consoletext::upgrade));
+    request(consoletext::heartbeat);
+    awaitReply();
+}
+
+void PutCommand::list(Stage stage)
+{
+    m_stage = stage;
+    m_listProblem = Cause::None;
+    request(consoletext::getFirmwareList);
+    awaitReply();
+}
+
+void PutCommand::onReply(const AgentReply &reply)
+{
+    const LineMeaning meaning = reply.kind == Kind::Log ? meaningOf(reply.text) : LineMeaning();
+    if (m_stage == Stage::Asking) {
+        if (meaning.event == LineEvent::Busy)
+            fail(Cause::Busy);
+        else if (reply.kind == Kind::Heartbeat)
+            list(Stage::Listing);
+    } else if (meaning.cause != Cause::None) {
+        m_listProblem = meaning.cause;
+    } else if (reply.kind == Kind::FirmwareList && m_stage == Stage::Listing) {
+        onListed(reply.text);
+    } else if (reply.kind == Kind::FirmwareList && m_stage == Stage::ListingAgain) {
+        compare(reply.text);
+    }
+}
+
+void PutCommand::onListed(const QString &text)
+{
+    const Cause problem = listProblem(text, m_listProblem);
+    if (problem != Cause::None) {
+        note(QStringLiteral("The module has no package to upgrade from: %1.")
+                 .arg(QLatin1String(causeRow(problem).words)));
+        copy();
+        return;
+    }
+    const PackageDescription before = parseDescription(text.toUtf8());
+    m_before = packageJson(before);
+    note(QStringLiteral("The module has %1.").arg(nameOf(before)));
+    if (before.model != m_description.model)
+        note(QStringLiteral("The model differs: this package is for %1.")
+                 .arg(printable(m_description.model)));
+    else if (before.object == m_description.object)
+        note(QStringLiteral("This package has the same description; it is copied all the same."));
+    copy();
+}
+
+void PutCommand::copy()
+{
+    m_stage = Stage::Copying;
+    stopAwaiting();
+    agent().close();
+    note(QStringLiteral("Copying %1, %2 bytes, to %3.")
+             .arg(nameOf(m_description))
+             .arg(m_package.size)
+             .arg(options().host));
+    writeEvent({{"event", "copy"}, {"bytes", m_package.size}, {"name", m_upload.copyName()}});
+    m_copyBegun = now();
+    m_upload.start(m_package);
+}
+
+void PutCommand::onCopied()
+{
+    m_copyTook = now() - m_copyBegun;
+    reconnect();
+}
+
+void PutCommand::onCopyFailed(Cause cause, const QString &detail)
+{
+    fail(cause, detail);
+}
+
+/** The agent checks the package before it lists it. */
+void PutCommand::compare(const QString &text)
+{
+    const Cause problem = listProblem(text, m_listProblem);
+    if (problem != Cause::None) {
+        fail(problem, text.startsWith('{') ? QString() : text);
+        return;
+    }
+    const PackageDescription listed = parseDescription(text.toUtf8());
+    if (listed.object != m_description.object)
+        fail(Cause::CopyNotListed, nameOf(listed));
+    else
+        succeed();
+}
+
+void PutCommand::succeed()
+{
+    CommandResult result;
+    const double seconds = std::chrono::duration<double>(m_copyTook).count();
+    QJsonObject package = packageJson(m_description);
+    package["chips"] = rowsOf(m_description, Numbering::FromZero).size();
+    result.json = {{"host", options().host},  {"file", m_package.path},
+                   {"bytes", m_package.size}, {"sha256", QString(m_package.sha256)},
+                   {"package", package},      {"package_before", m_before},
+                   {"copy_seconds", seconds}};
+    result.output = QStringList{
+        QStringLiteral("%1 has %2 now: %3 bytes, copied, read back and compared in %4 s.")
+            .arg(options().host, nameOf(m_description))
+            .arg(m_package.size)
+            .arg(seconds, 0, 'f', 1),
+        QStringLiteral("SHA-256 ") + QString(m_package.sha256)};
+    result.advice = m_warnings;
+    finish(result);
+}
+
+void PutCommand::interrupt()
+{
+    CommandResult result = failureOf(Cause::Interrupted, {});
+    if (m_stage == Stage::Copying)
+        result.advice = QStringList{
+            QStringLiteral("The module may still have a part of the copy, as %1; the next copy "
+                           "removes it.")
+                .arg(m_upload.copyName()),
+            QStringLiteral("%1 is the package from before, or the whole new one.")
+                .arg(Paths().package)};
+    finish(result);
+}

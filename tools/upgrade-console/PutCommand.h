@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "package/PackageDescription.h"
+#include "upgrade-console/Command.h"
+#include "upgrade-console/PackageUpload.h"
+
+/**
+ * Puts a package on the module: checks it here, asks what the module has, copies it over ssh, and
+ * compares what the agent lists then.
+ */
+class PutCommand : public Command
+{
+    Q_OBJECT
+
+public:
+    explicit PutCommand(const Options &options);
+
+    bool prepare(CommandResult &result) override;
+    void interrupt() override;
+
+protected:
+    void onConnected() override;
+    void onReply(const AgentReply &reply) override;
+
+private:
+    enum class Stage { Asking, Listing, Copying, ListingAgain };
+
+    void list(Stage stage);
+    void onListed(const QString &text);
+    void copy();
+    void onCopied();
+    void onCopyFailed(Cause cause, const QString &detail);
+    void compare(const QString &text);
+    void note(const QString &line);
+    void succeed();
+
+    Stage m_stage = Stage::Asking;
+    PackageUpload m_upload;
+    CheckedPackage m_package;
+    PackageDescription m_description;
+    QStringList m_warnings;
+    Cause m_listProblem = Cause::None;
+    /** What the module had; null when it had none. */
+    QJsonValue m_before;
+    std::chrono::milliseconds m_copyBegun{0};
+    std::chrono::milliseconds m_copyTook{0};
+};

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+#include <QObject>
+#include <QProcess>
+#include <QStringList>
+#include <QTimer>
+
+#include <chrono>
+
+/** How OpenSSH's sftp reaches the module. */
+struct SshAccess
+{
+    QString program = QStringLiteral("sftp");
+    QString host;
+    /** Empty for what ssh's own configuration says. */
+    QString user;
+    QString port;
+    /** NAME=VALUE as in ssh_config(5); they precede ours. */
+    QStringList options;
+    /** Without a sign of life of the module. */
+    std::chrono::milliseconds timeOut{60'000};
+};
+
+/** The arguments of sftp for a session that reads its commands from standard input. */
+QStringList sftpArguments(const SshAccess &access);
+
+/**
+ * One run of sftp: all of its commands, or an error at the first that fails. It ends within the
+ * limit, and with this object.
+ */
+class SftpSession : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit SftpSession(const SshAccess &access);
+    ~SftpSession() override;
+
+    /** In the folder, where the local names of the commands are. */
+    void start(const QByteArray &commands, const QString &folder, std::chrono::milliseconds limit);
+
+signals:
+    /** `error` is empty when every command succeeded, otherwise what sftp said last. */
+    void ended(const QString &error);
+
+private:
+    /** Ends with this program's signals as every program expects them. */
+    class Process : public QProcess
+    {
+    protected:
+        void setupChildProcess() override;
+    };
+
+    void onFinished(int exitStatus, QProcess::ExitStatus how);
+    void keepErrors();
+    void end(const QString &error);
+
+    const SshAccess m_access;
+    Process m_process;
+    QTimer m_limit;
+    QByteArray m_errors;
+    bool m_isOver = false;
+};
