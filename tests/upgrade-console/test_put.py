@@ -14,7 +14,7 @@ from fake_agent import BUSY, FAIL, ROWS, FakeAgent, listing
 
 from harness import wait
 from harness.package import Image, build, description, image_bytes
-from program import (BUSY_CODE, CANNOT, DONE, FAILED, LOST, NOTHING, PROGRAM, REFUSED, USAGE,
+from program import (BUSY_CODE, CANNOT, DONE, FAILED, LOST, NOTHING, REFUSED, USAGE,
                      ProgramTest, masked)
 
 SFTP = os.path.join(os.path.dirname(os.path.abspath(__file__)), "fake_sftp.py")

@@ -80,7 +80,7 @@ void RunCommand::noteLine(const QString &line)
 
 /**
  * A request without rows starts nothing, but is refused while a run is going on; the heartbeat's
- * answer tells that no refusal came. Asking first matters: "UPGRADEALL" is passed over in silence
+ * answer shows that no refusal came. Asking first matters: "UPGRADEALL" is passed over in silence
  * by a busy agent, which then sends the other run's lines here.
  */
 void RunCommand::askWhetherBusy()
@@ -146,7 +146,8 @@ void RunCommand::failRun(Cause cause, const QString &detail)
     fail(cause, detail);
 }
 
-/** Either the agent works in silence, or the run has ended and somebody else got its last words. */
+/** Either the agent works in silence, or the run has ended and another client got its last words.
+ */
 void RunCommand::onQuiet()
 {
     m_isAskingAgain = true;

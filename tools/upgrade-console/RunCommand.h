@@ -10,7 +10,8 @@
 
 /**
  * Follows a run of the agent to its end and shows it, all over one connection: the agent sends a
- * run's lines to whoever asked last. How it comes to a run is for the classes derived from it.
+ * run's lines to the client that asked last. How it comes to a run is for the classes derived from
+ * it.
  */
 class RunCommand : public Command
 {

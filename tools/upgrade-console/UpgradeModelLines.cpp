@@ -47,7 +47,7 @@ void UpgradeModel::onReadRetry(const LineMeaning &meaning, ms now)
     ++mcuNamed(meaning.values.value(0), now).retries;
 }
 
-/** The first problem is behind those that follow. */
+/** The first problem causes those that follow. */
 void UpgradeModel::onMcuProblem(const LineMeaning &meaning, ms now)
 {
     McuState &mcu = mcuNamed(meaning.values.value(0), now);
@@ -180,7 +180,7 @@ void UpgradeModel::onSettingVersion(const LineMeaning &, ms now)
     m_phase = RunPhase::SettingVersion;
 }
 
-/** The line bears no name: it is about the next row of the module's chip type. */
+/** The line has no name: it is about the next row of the module's chip type. */
 void UpgradeModel::onNetStarted(const LineMeaning &, ms now)
 {
     const auto next = std::find_if(m_mcus.begin(), m_mcus.end(), [](const McuState &mcu) {
