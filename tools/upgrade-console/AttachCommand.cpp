@@ -5,6 +5,10 @@
 #include "protocol/ConsoleTexts.h"
 #include "upgrade-console/Bars.h"
 
+namespace consoletext = protocol::consoletext;
+using package::PackageDescription;
+using package::parseDescription;
+
 void AttachCommand::onConnected()
 {
     expect(UpgradeModel::ofRunUnderWay(), TimeEstimate());

@@ -13,6 +13,11 @@
 
 #include <unistd.h>
 
+namespace consoletext = protocol::consoletext;
+using bytes::FileSource;
+using package::PackageDescription;
+using package::parseDescription;
+
 namespace {
 
 using Kind = AgentReply::Kind;

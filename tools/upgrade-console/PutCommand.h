@@ -38,7 +38,7 @@ private:
     Stage m_stage = Stage::Asking;
     PackageUpload m_upload;
     CheckedPackage m_package;
-    PackageDescription m_description;
+    package::PackageDescription m_description;
     QStringList m_warnings;
     Cause m_listProblem = Cause::None;
     /** What the module had; null when it had none. */

@@ -3,6 +3,8 @@
 
 #include "protocol/ConsoleTexts.h"
 
+namespace consoletext = protocol::consoletext;
+
 namespace {
 
 using namespace std::chrono_literals;

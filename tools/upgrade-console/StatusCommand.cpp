@@ -7,6 +7,10 @@
 #include "upgrade-console/SimpleCommands.h"
 #include "upgrade-console/Terminal.h"
 
+namespace consoletext = protocol::consoletext;
+using package::PackageDescription;
+using package::parseDescription;
+
 namespace {
 
 QString chipsText(int count)

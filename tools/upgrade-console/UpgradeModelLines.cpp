@@ -7,6 +7,9 @@
 
 #include <algorithm>
 
+namespace chip = protocol::chip;
+using protocol::wholeProgress;
+
 namespace {
 
 QString versionText(const QStringList &values, int first)
