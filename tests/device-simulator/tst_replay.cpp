@@ -71,9 +71,9 @@ void TestReplay::namesWrongLines_data()
 {
     QTest::addColumn<QByteArray>("trace");
     QTest::addColumn<QString>("error");
-    QTest::newRow("no trace") << QByteArray("hello") << "line 1: is no line of a trace";
+    QTest::newRow("no trace") << QByteArray("hello") << "line 1: is not a line of a trace";
     QTest::newRow("odd digits") << QByteArray("\n0.000001 host   x | 5a5\n0.1 y")
-                                << "line 3: is no line of a trace";
+                                << "line 3: is not a line of a trace";
     QTest::newRow("answer first") << QByteArray("0.000001 device x | 5b")
                                   << "line 1: answers no frame of the host";
 }

@@ -78,18 +78,6 @@ class TestListStorm(world.World):
         self.stack.callback(storm.close)
         return storm
 
-    def one_check(self):
-        """How long one list takes while nothing else is asked for, in seconds."""
-        storm = self.storm()
-        seconds = []
-        for count in range(1, 6):
-            begin = time.monotonic()
-            storm.socket.sendall(REQUEST)
-            wait.until(lambda number=count: len(storm.times) == number, 30, "list")
-            seconds.append(storm.times[-1] - begin)
-        storm.close()
-        return statistics.median(seconds)
-
     def heartbeat(self):
         """When it was sent, and when it was answered."""
         begin = time.monotonic()
@@ -97,8 +85,8 @@ class TestListStorm(world.World):
         return begin, time.monotonic()
 
     def assert_answered_in_between(self, storms):
-        """Without turns of the loop a heartbeat would wait for all the lists of a read."""
-        check = self.one_check()
+        """Without turns of the loop a heartbeat would wait for all the lists of a read. Counted in
+        lists, for times also measure how busy the machine is."""
         for storm in storms:
             storm.socket.sendall(REQUEST * LISTS)
         wait.until(lambda: all(storm.times for storm in storms), 60, "first lists")
@@ -106,9 +94,6 @@ class TestListStorm(world.World):
         self.assertLess(max(len(storm.times) for storm in storms), LISTS, "the storm is over")
         between = [sum(storm.lists_between(*beat) for storm in storms) for beat in beats]
         self.assertLessEqual(statistics.median(between), MOST_LISTS_BETWEEN, between)
-        delays = sorted(end - begin for begin, end in beats)
-        self.assertLess(statistics.median(delays), 1.5 * check + 0.1 * wait.PATIENCE, delays)
-        self.assertLess(delays[-1], 4 * check + 1 * wait.PATIENCE, delays)
 
     def test_heartbeats_of_another_client(self):
         self.assert_answered_in_between([self.storm()])

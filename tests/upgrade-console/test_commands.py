@@ -240,7 +240,7 @@ Host 127.0.0.1, package HX-8 7, followed for #.
         self.assertEqual(self.document(runs.idle_run())["exit"], NOTHING)
 
     def test_in_the_middle(self):
-        """What was before may have failed: that is no success."""
+        """MCUs before the first line that was seen may have failed."""
         run = runs.full_run()
         for wanted, last in (([], b"Start to reboot"), (["AUX 1"], b"Enter F/W Upgrade Mode'"),
                              (["AUX 1"], b"Writing..."), (["AUX 1"], b"Write firmware 'AUX"),

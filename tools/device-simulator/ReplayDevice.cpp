@@ -62,7 +62,7 @@ QString ReplayDevice::addLine(const QString &text)
 {
     const auto line = readLine(text);
     if (!line)
-        return QStringLiteral("is no line of a trace");
+        return QStringLiteral("is not a line of a trace");
     if (line->kind == QLatin1String("host"))
         m_exchanges.append({line->time, line->bytes, {}});
     if (line->kind != QLatin1String("device"))

@@ -115,7 +115,7 @@ struct Reader
             return;
         const double seconds = text("--timeout").toDouble(&isNumber);
         if (!isNumber || !(seconds > 0.0 && seconds <= longestTimeOut))
-            refuse(QStringLiteral("--timeout: '%1' is no time").arg(text("--timeout")));
+            refuse(QStringLiteral("--timeout: '%1' is not a valid time").arg(text("--timeout")));
         else
             options.timeOut = std::chrono::milliseconds(qint64(seconds * 1000.0) + 1);
     }

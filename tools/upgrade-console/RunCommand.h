@@ -25,7 +25,7 @@ public:
 protected:
     /** A reply before the run is followed. */
     virtual void onReplyBefore(const AgentReply &reply) = 0;
-    /** Whether the reply says that there is no run; the command is over then. */
+    /** Whether the reply says that no run is active; the command is over then. */
     virtual bool refuses(const AgentReply &) { return false; }
     /** Puts into the result which run it was. */
     virtual void addRun(CommandResult &result) = 0;
@@ -41,7 +41,7 @@ protected:
     void expect(const UpgradeModel &model, const TimeEstimate &estimate);
     /** From now on every reply is about the run. */
     void follow();
-    /** The request came to nothing: there is no run to speak of. */
+    /** The request started nothing. */
     void failRun(Cause cause, const QString &detail = {});
     CommandResult resultOf(const UpgradeOutcome &outcome);
 
@@ -84,5 +84,5 @@ private:
     bool m_isBusySeen = false;
 };
 
-/** What a reply says about a run; Unknown for one that is no line of its log. */
+/** What a reply says about a run; Unknown for one that is not a line of its log. */
 LineEvent eventOf(const AgentReply &reply);
