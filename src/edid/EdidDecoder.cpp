@@ -135,10 +135,10 @@ Facts decode(ByteView dump)
     const std::uint8_t videoInput = base.at(videoInputOffset);
 
     Facts facts;
-    facts.headerValid =
+    facts.valid.header =
         base.size() == blockSize && std::equal(header.begin(), header.end(), base.begin());
-    facts.baseSumValid = sumIsZero(base);
-    facts.extensionSumValid = sumIsZero(extension);
+    facts.valid.baseSum = sumIsZero(base);
+    facts.valid.extensionSum = sumIsZero(extension);
     facts.extensionCount = base.at(extensionCountOffset);
     facts.manufacturer = manufacturer(base);
     facts.productCode = base.wordAt(productCodeOffset);

@@ -9,7 +9,7 @@ namespace edid {
 /**
  * Reads the facts of a dump, following EDID 1.4 for its base block and CTA-861 for its extension.
  * Any bytes are accepted: what they say wrongly is read literally, what is missing reads as 0.
- * Facts::headerValid and the two sums say whether to trust them.
+ * Facts::valid.header and the two sums say whether to trust them.
  */
 Facts decode(ByteView dump);
 

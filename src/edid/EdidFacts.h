@@ -97,12 +97,18 @@ struct Extension
     bool hdrStaticMetadata = false;
 };
 
+/** The header and the checksums of the two blocks. */
+struct Validity
+{
+    bool header = false;
+    bool baseSum = false;
+    bool extensionSum = false;
+};
+
 /** What a dump says of its display. */
 struct Facts
 {
-    bool headerValid = false;
-    bool baseSumValid = false;
-    bool extensionSumValid = false;
+    Validity valid;
     int extensionCount = 0;
 
     /** '@' + a five-bit code each; not checked to be letters. */

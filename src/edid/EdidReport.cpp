@@ -75,14 +75,14 @@ Report writeReport(const Facts &facts)
 
 QString statusText(const Facts &facts)
 {
-    if (!facts.headerValid)
+    if (!facts.valid.header)
         return text::headerError;
     if (facts.extensionCount == 0)
-        return QString(text::dviStatus) + (facts.baseSumValid ? "" : text::sumError);
+        return QString(text::dviStatus) + (facts.valid.baseSum ? "" : text::sumError);
 
-    const char *const bank0 = facts.baseSumValid ? "" : text::bank0Error;
-    const char *const bothOk = facts.baseSumValid ? text::sumOk : text::bank1Ok;
-    const char *const bank1 = facts.extensionSumValid ? bothOk : text::bank1Error;
+    const char *const bank0 = facts.valid.baseSum ? "" : text::bank0Error;
+    const char *const bothOk = facts.valid.baseSum ? text::sumOk : text::bank1Ok;
+    const char *const bank1 = facts.valid.extensionSum ? bothOk : text::bank1Error;
     return QString(text::hdmiStatus) + bank0 + bank1;
 }
 

@@ -61,10 +61,10 @@ bool ParseEDID::validate(const unsigned char *bytes)
 
     const edid::Facts facts = edid::decode(view(bytes));
     m_status = edid::statusText(facts);
-    if (facts.headerValid)
+    if (facts.valid.header)
         m_dump = edid::hexDump(view(bytes));
     qCDebug(logEdid) << "EDID status:" << m_status;
-    return facts.headerValid;
+    return facts.valid.header;
 }
 
 void ParseEDID::fillReport(const unsigned char *bytes)

@@ -50,7 +50,7 @@ DumpReading failure(const QString &error)
 bool hasHeader(const QByteArray &bytes)
 {
     const auto *first = reinterpret_cast<const std::uint8_t *>(bytes.constData());
-    return edid::decode({first, std::size_t(bytes.size())}).headerValid;
+    return edid::decode({first, std::size_t(bytes.size())}).valid.header;
 }
 
 DumpReading readBytes(const QByteArray &bytes)
