@@ -118,7 +118,7 @@ void ConsoleCommands::parseEdid(const ConsoleRequest &request)
 {
     const std::optional<QString> text = request.edidText();
     const std::optional<QByteArray> bytes =
-        text ? edidBytesFromText(*text) : std::optional<QByteArray>();
+        text ? edid::bytesFromText(*text) : std::optional<QByteArray>();
     if (!bytes) {
         m_parts.replies.send(consoletext::edidError);
         return;

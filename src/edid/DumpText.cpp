@@ -5,14 +5,18 @@
 
 #include <QStringList>
 
-std::optional<QByteArray> edidBytesFromText(const QString &argument)
+namespace edid {
+
+std::optional<QByteArray> bytesFromText(const QString &argument)
 {
     const QStringList fields = argument.trimmed().split(QLatin1Char(' '));
-    if (fields.size() < int(edid::dumpSize))
+    if (fields.size() < int(dumpSize))
         return std::nullopt;
 
     QByteArray bytes;
-    for (int i = 0; i < int(edid::dumpSize); ++i)
+    for (int i = 0; i < int(dumpSize); ++i)
         bytes.append(char(fields.at(i).toInt(nullptr, 16) & 0xFF));
     return bytes;
 }
+
+} // namespace edid

@@ -26,7 +26,7 @@ void checkLine(const QString &line)
     for (const QString &row : rows)
         require(row.count(',') >= 2);
     const auto text = request.edidText();
-    const auto bytes = text ? edidBytesFromText(*text) : std::nullopt;
+    const auto bytes = text ? edid::bytesFromText(*text) : std::nullopt;
     require(!bytes || bytes->size() == 256);
     firmwareRows(line);
 }

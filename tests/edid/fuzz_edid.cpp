@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     report(QByteArray::fromHex("00ffffffffffff00") + dump.mid(8));
 
     const QString text = QString::fromLatin1(input);
-    const auto bytes = edidBytesFromText(text);
+    const auto bytes = edid::bytesFromText(text);
     require(!bytes || bytes->size() == dumpSize);
     return 0;
 }

@@ -189,8 +189,8 @@ void TestParseEdid::textOfRealDumps()
     for (const QString &name : realDumpNames()) {
         const QByteArray dump = realDump(name);
         const QString upper = outcomeOf(dump).dump;
-        QCOMPARE(edidBytesFromText(upper).value_or(""), dump);
-        QCOMPARE(edidBytesFromText(upper.toLower() + "\r\n").value_or(""), dump);
+        QCOMPARE(edid::bytesFromText(upper).value_or(""), dump);
+        QCOMPARE(edid::bytesFromText(upper.toLower() + "\r\n").value_or(""), dump);
     }
 }
 
@@ -227,7 +227,7 @@ void TestParseEdid::text()
     QFETCH(QString, argument);
     QFETCH(bool, accepted);
     QFETCH(QByteArray, start);
-    const auto bytes = edidBytesFromText(argument);
+    const auto bytes = edid::bytesFromText(argument);
     QCOMPARE(bytes.has_value(), accepted);
     if (accepted) {
         QCOMPARE(bytes->size(), 256);
