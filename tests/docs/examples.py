@@ -15,7 +15,7 @@ IMAGES = {
 
 
 def page(name):
-    with open(os.path.join(ROOT, "docs", name), encoding="utf-8") as file:
+    with open(os.path.join(ROOT, "docs", "reference", name), encoding="utf-8") as file:
         return file.read()
 
 

@@ -43,7 +43,7 @@ def row(page, start):
 
 class Libraries(unittest.TestCase):
     def test_operations_lists_what_the_agent_loads(self):
-        page = pages.read("docs/operations.md")
+        page = pages.read("docs/use/operations.md")
         section = page[page.index("## What it needs"):].split("\n## ")[0]
         libraries = needed(os.environ["AGENT"])
         self.assertIn("libc.so.6", libraries)
@@ -55,7 +55,7 @@ class Libraries(unittest.TestCase):
             with self.subTest(package):
                 libraries = own(set().union(*map(needed, programs)))
                 wanted = {NAMES[name.split(".so")[0]] for name in libraries}
-                depends = row("docs/packages.md", f"| `{package}` |")[-1]
+                depends = row("docs/use/packages.md", f"| `{package}` |")[-1]
                 named = set(re.findall(r"[\w-]+", re.sub(r"`[^`]*`", "", depends))) - {"Qt", "5"}
                 self.assertEqual(named, wanted)
 

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""docs/limits.md against the source: the figures are the code's, and the tests are there."""
+"""docs/reference/limits.md against the source: the figures are those of the code, and each test
+exists."""
 
 import os
 import re
@@ -8,7 +9,7 @@ import unittest
 
 import pages
 
-PAGE = "docs/limits.md"
+PAGE = "docs/reference/limits.md"
 HEADERS = ("src/platform/Platform.h", "src/runtime/LossyWriter.h", "src/bytes/ChunkSums.h",
            "src/package/PackageLayout.h")
 UNITS = {"MiB": 1024 * 1024, "s": 1000}

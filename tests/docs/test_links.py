@@ -51,7 +51,7 @@ class Links(unittest.TestCase):
 
     def test_all_pages_are_looked_at(self):
         names = pages.names()
-        for name in ("README.md", "ARCHITECTURE.md", "docs/messages.md", "docs/man/fwm.1"):
+        for name in ("README.md", "ARCHITECTURE.md", "docs/reference/messages.md", "docs/man/fwm.1"):
             self.assertIn(name, names)
         self.assertGreater(sum(1 for name in names if name.endswith(".md")
                                for _ in pages.links(pages.read(name))), 15)

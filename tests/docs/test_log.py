@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""docs/log.md against the source: the events, their reasons, and the categories."""
+"""docs/reference/log.md against the source: the events, their reasons, and the categories."""
 
 import os
 import re
@@ -29,7 +29,7 @@ def table(page, heading):
 
 class Log(unittest.TestCase):
     def setUp(self):
-        self.page = text_of("docs", "log.md")
+        self.page = text_of("docs", "reference", "log.md")
         self.source = text_of("src", "monitoring", "OperationsText.cpp")
 
     def test_events(self):

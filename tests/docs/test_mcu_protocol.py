@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""docs/mcu-protocol.md against the device simulator: every example, byte for byte."""
+"""docs/reference/mcu-protocol.md against the device simulator: every example, byte for byte."""
 
 import json
 import os

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""docs/architecture-states.md is what the step table prints, and the table prints itself whole."""
+"""docs/develop/architecture-states.md is what the step table prints, and every row is printed."""
 
 import json
 import os
@@ -8,7 +8,7 @@ import sys
 import unittest
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
-PAGE = os.path.join(ROOT, "docs", "architecture-states.md")
+PAGE = os.path.join(ROOT, "docs", "develop", "architecture-states.md")
 
 
 def printed(*arguments):

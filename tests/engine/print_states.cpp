@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Prints the step table: the page docs/architecture-states.md or, with --texts, the texts alone as
-// a JSON array. The table that is printed is the one that the engine is linked with.
+// Prints the step table: the page docs/develop/architecture-states.md or, with --texts, the texts
+// only, as a JSON array. The table that is printed is the one that the engine is linked with.
 #include "engine/steps/StepActions.h"
 
 #include <QByteArray>

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Holds docs/fwm-format.md against fwm and against zlib, md5sum and struct.
+"""Holds docs/reference/fwm-format.md against fwm and against zlib, md5sum and struct.
 
 usage: check_format_doc.py FWM DOCUMENT
 

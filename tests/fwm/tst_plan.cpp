@@ -169,7 +169,7 @@ void TestPlan::publishedDevices_data()
         QVERIFY(file.open(QIODevice::ReadOnly));
         QTest::newRow(qPrintable(name)) << file.readAll();
     }
-    QFile page(QStringLiteral(DOCS_DIR "/mcu-protocol.md"));
+    QFile page(QStringLiteral(DOCS_DIR "/reference/mcu-protocol.md"));
     QVERIFY(page.open(QIODevice::ReadOnly));
     const QByteArray start = "```json device\n";
     const QByteArray text = page.readAll();

@@ -237,7 +237,7 @@ class Performance:
         return content[:-1] + bytes([content[-1] ^ 1])
 
     def on_replace(self, _):
-        """As docs/operations.md has it: renamed into place."""
+        """As docs/use/operations.md has it: renamed into place."""
         with open(world.PACKAGE + ".new", "wb") as file:
             file.write(self.foreign_package())
         os.replace(world.PACKAGE + ".new", world.PACKAGE)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""docs/console-protocol.md against the real agent: each of its sessions, to the last byte."""
+"""docs/reference/console-protocol.md against the real agent: each session, byte for byte."""
 
 from harness import netimage, pages, wait, world
 from harness.package import build

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""docs/mcu-protocol.md against the real agent: the page itself plays the device."""
+"""docs/reference/mcu-protocol.md against the real agent: the page itself plays the device."""
 
 import errno
 import os

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """The power is cut at every step of an install. What is left, and that the next install goes
-well, is what the table of docs/net-install.md says."""
+well, is what the table of docs/use/net-install.md says."""
 
 import os
 import re
@@ -9,7 +9,7 @@ import typing
 from harness import module, netimage, networld, texts, wait, world
 from harness.package import image_bytes
 
-DOCUMENT = os.path.join(os.path.dirname(__file__), "..", "..", "docs", "net-install.md")
+DOCUMENT = os.path.join(os.path.dirname(__file__), "..", "..", "docs", "use", "net-install.md")
 # More than tar takes at once, so that it can be stopped in the middle of a file.
 FILES = {**netimage.FILES, "usr/bin/agent": image_bytes(24_000, "large")}
 NEW_FILES = {**networld.OLD_FILES, **FILES}

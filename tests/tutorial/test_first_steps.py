@@ -18,7 +18,7 @@ def read(name):
 
 class FirstSteps(unittest.TestCase):
     def test_demo_builds_what_the_tutorial_runs(self):
-        blocks = "".join(re.findall(r"^```sh\n(.*?)^```$", read("docs/tutorial.md"), re.M | re.S))
+        blocks = "".join(re.findall(r"^```sh\n(.*?)^```$", read("docs/use/tutorial.md"), re.M | re.S))
         wanted = set(re.findall(r"[a-z-]+", blocks)) & PROGRAMS
         self.assertIn("upgrade-console", wanted)
         built = re.search(r"^build release (.*)$", read("scripts/demo"), re.M).group(1).split()
@@ -26,7 +26,7 @@ class FirstSteps(unittest.TestCase):
 
     def test_wait_for_the_agent_ends(self):
         """Without any of the programs, as for a reader who has not built them."""
-        script = re.search(r"^cat > world.sh <<'EOF'\n(.*?)^EOF$", read("docs/tutorial.md"),
+        script = re.search(r"^cat > world.sh <<'EOF'\n(.*?)^EOF$", read("docs/use/tutorial.md"),
                            re.M | re.S).group(1)
         with tempfile.TemporaryDirectory() as folder:
             for name in PROGRAMS:

@@ -132,7 +132,7 @@ class TestJsonLines(LinesTest):
         self.assertIn("standard output cannot be written", program.stderr())
 
     def test_the_page_has_every_kind(self):
-        with open(os.path.join(PROJECT, "docs/upgrade-console.md"), encoding="utf-8") as file:
+        with open(os.path.join(PROJECT, "docs/use/upgrade-console.md"), encoding="utf-8") as file:
             page = file.read().split("## JSON lines")[1].split("\n## ")[0]
         described = set(re.findall(r"^\| `(\w+)` \|", page, re.MULTILINE)) - {"event"}
         sources = os.path.join(PROJECT, "tools/upgrade-console")

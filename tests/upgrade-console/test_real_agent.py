@@ -104,7 +104,7 @@ device: set version
                            (1, 1): images[1].data, (17, 0): images[3].data})
 
     def test_device_of_the_protocol_page(self):
-        with open(os.path.join(PROJECT, "docs/mcu-protocol.md"), encoding="utf-8") as file:
+        with open(os.path.join(PROJECT, "docs/reference/mcu-protocol.md"), encoding="utf-8") as file:
             device = json.loads(file.read().split("```json device\n")[1].split("```")[0])
         images = (Image("MAIN", image_bytes(300, 1)),
                   Image("AUX", image_bytes(600, 2), 1, mcu_type=2, speciality="B"),

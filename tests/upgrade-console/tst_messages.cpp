@@ -130,8 +130,8 @@ AgentReply logOf(const QString &line)
     return reply;
 }
 
-/** What a line makes of the chip at work, in the words of docs/console-protocol.md; empty when its
- *  turn goes on, or when it ends without a word about it. */
+/** The state that a line gives to the chip at work, in the words of
+ *  docs/reference/console-protocol.md; empty when its turn goes on, or ends without a line. */
 QString endOfTurn(const QString &text)
 {
     const QString name = text.contains("'%4'") ? "4" : "1";
@@ -156,7 +156,7 @@ QString endOfTurn(const QString &text)
 /** The page's table: the line, and what it makes of the chip. */
 QMap<QString, QString> endsOfTurnOnThePage()
 {
-    const QString section = sourceOf("docs/console-protocol.md")
+    const QString section = sourceOf("docs/reference/console-protocol.md")
                                 .section("### The end of a chip's turn\n", 1)
                                 .section("\n### ", 0, 0);
     static const QRegularExpression row(R"(^\| `([^`]+)` \| ([a-z ]+) \| .*\|$)",
@@ -280,7 +280,7 @@ private slots:
 
     void theGuideListsEveryCause()
     {
-        const QString guide = sourceOf("docs/upgrade-console.md");
+        const QString guide = sourceOf("docs/use/upgrade-console.md");
         for (const CauseRow &row : causeTable()) {
             if (row.cause == Cause::None)
                 continue;
@@ -318,7 +318,7 @@ private slots:
         const auto seconds = [](std::chrono::milliseconds time) {
             return QString::number(double(time.count()) / 1000.0);
         };
-        const QString page = sourceOf("docs/console-protocol.md");
+        const QString page = sourceOf("docs/reference/console-protocol.md");
         AnswerWatch watch;
         QVERIFY(page.contains("send a `HEARTBEAT` after " + seconds(watch.heartbeatAfter()) +
                               " s without any byte"));

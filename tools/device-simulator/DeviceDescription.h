@@ -44,7 +44,7 @@ struct ChipDescription
     bool productInformation = true;
 };
 
-/** Everything that distinguishes one simulated device from another; docs/simulator.md has the
+/** Everything that distinguishes one simulated device from another; docs/use/simulator.md has the
  *  file format. */
 struct DeviceDescription
 {

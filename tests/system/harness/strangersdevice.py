@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""A device as somebody would write it who knows nothing but docs/mcu-protocol.md: none of the
+"""A device written from docs/reference/mcu-protocol.md alone: none of the
 product's code, none of the harness' frames, and no more than the page asks for."""
 
 import dataclasses
