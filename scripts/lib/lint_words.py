@@ -1,0 +1,49 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The phrases that the project's texts avoid; lint-words.txt lists them."""
+
+import os
+import re
+
+LIST = os.path.join(os.path.dirname(os.path.realpath(__file__)), "lint-words.txt")
+
+# The files and folders that are checked.
+PLACES = ("SECURITY.md",)
+# Data, and the list itself with its test.
+ALLOWED_FILES = ("tests/console/seeds/", "tests/edid/data/", "tests/edid/seeds/",
+                 "tests/package/data/", "tests/lint/test_words.py", "scripts/lib/lint-words.txt")
+# Texts of the console protocol, letter for letter, that contain one of the phrases.
+ALLOWED_TEXTS = ()
+
+WORD_BREAK = r"[\s/*#>]+"  # blanks, a line break, and the mark of a comment
+
+
+def load(path=LIST):
+    """[(regular expression, what to write instead)] of a list of phrases."""
+    phrases = []
+    with open(path, encoding="utf-8") as file:
+        for line in file:
+            if line.strip() and not line.startswith("#"):
+                phrase, _, instead = line.strip().partition(" = ")
+                words = phrase.replace(" ", WORD_BREAK)
+                phrases.append((re.compile(rf"(?<!\w)(?:{words})(?!\w)", re.I), instead))
+    return phrases
+
+
+def parts_of_identifiers(text):
+    """The text with camelCase and under_scores written as words; lines stay lines."""
+    return re.sub(r"(?<=[a-z0-9])(?=[A-Z])", " ", text).replace("_", " ")
+
+
+def is_checked(name):
+    return name.startswith(PLACES) and not name.startswith(ALLOWED_FILES)
+
+
+def findings(name, text, phrases):
+    """FILE:LINE: WHAT for each phrase to avoid in a text."""
+    for allowed in ALLOWED_TEXTS:
+        text = text.replace(allowed, "")
+    text = parts_of_identifiers(text)
+    found = [(text.count("\n", 0, match.start()) + 1, " ".join(match.group(0).split()), instead)
+             for phrase, instead in phrases for match in phrase.finditer(text)]
+    for number, phrase, instead in sorted(found):
+        yield f"{name}:{number}: '{phrase}': write {instead}"
