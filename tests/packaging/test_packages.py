@@ -51,7 +51,7 @@ def tools_files():
 
 def doc_files():
     files = {f"usr/share/doc/upgrade-agent-doc/{name}.md": FILE
-             for name in ("README", "ARCHITECTURE", "CHANGELOG", "CONTRIBUTING")}
+             for name in ("README", "ARCHITECTURE", "CHANGELOG", "CONTRIBUTING", "SECURITY")}
     for folder, _, names in os.walk(os.path.join(PROJECT, "docs")):
         where = os.path.relpath(folder, PROJECT)
         if where.split("/")[:2] != ["docs", "man"]:
