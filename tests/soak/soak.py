@@ -42,7 +42,7 @@ def parse_arguments():
     parser.add_argument("--bind", action="append", default=[], metavar="DIR",
                         help="what the programs need besides")
     parser.add_argument("--show", action="store_true", help="a line of JSON for each run")
-    parser.add_argument("--tell", action="store_true", help="all that is known of each run")
+    parser.add_argument("--details", action="store_true", help="print all details of each run")
     return parser.parse_args()
 
 
@@ -86,7 +86,7 @@ class Soak:
         environment = {**os.environ, "AGENT_PROGRAM": os.path.join(programs, "upgrade-agent"),
                        "DEVICE_SIMULATOR": os.path.join(programs, "device-simulator")}
         done = []
-        command += ["quick"] * self.options.quick + ["tell"] * self.options.tell
+        command += ["quick"] * self.options.quick + ["details"] * self.options.details
         with subprocess.Popen(command, env=environment, text=True,
                               stdin=subprocess.PIPE, stdout=subprocess.PIPE) as sandbox:
             while True:
@@ -112,7 +112,7 @@ class Soak:
             if self.options.show:
                 print(json.dumps({key: value for key, value in report.items()
                                   if key != "evidence"}), flush=True)
-            if self.options.tell:
+            if self.options.details:
                 print(json.dumps(report.get("evidence"), indent=1), flush=True)
             if "violation" in report:
                 self.broken.append(report)
