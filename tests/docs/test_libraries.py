@@ -44,7 +44,7 @@ def row(page, start):
 class Libraries(unittest.TestCase):
     def test_operations_lists_what_the_agent_loads(self):
         page = pages.read("docs/use/operations.md")
-        section = page[page.index("## What it needs"):].split("\n## ")[0]
+        section = page[page.index("## Requirements"):].split("\n## ")[0]
         libraries = needed(os.environ["AGENT"])
         self.assertIn("libc.so.6", libraries)
         self.assertEqual(own(SHARED_OBJECT.findall(section)), own(libraries))

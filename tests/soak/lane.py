@@ -287,8 +287,8 @@ class Performance:
 
 
 def main():
-    """Arguments: the seed; "quick" for short runs only, "tell" for all evidence of each run."""
-    lane = Lane(sys.argv[1], "quick" in sys.argv[2:], "tell" in sys.argv[2:])
+    """Arguments: the seed; "quick" for short runs only, "details" for all evidence of each run."""
+    lane = Lane(sys.argv[1], "quick" in sys.argv[2:], "details" in sys.argv[2:])
     for line in sys.stdin:
         report = lane.perform(int(line))
         print(json.dumps(report), flush=True)

@@ -130,7 +130,7 @@ class TestNetKill(KillWorld):
 
     def test_document_s_commands(self):
         """The list of commands, and who may run them."""
-        listed = document().split("## What the module must allow")[1].split("```")[1].split("\n")
+        listed = document().split("## Required permissions")[1].split("```")[1].split("\n")
         self.assertEqual(listed[1:-1], [*module.INSTALL, module.REBOOT])
         allowed = re.findall(r"/usr/s?bin/(.*?)(?:, \\| \"\")\n", code_block("sudoers"))
         self.assertEqual([f"sudo {command}" for command in allowed],
