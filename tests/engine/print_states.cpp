@@ -232,20 +232,20 @@ void printPage()
     print("# The steps of a run\n");
     print("Printed by `scripts/state-diagram` from the step table that the engine is linked with; "
           "do not edit it by hand.\nA test fails when it is out of date.\n");
-    print("A step is what the engine waits for, or what it has just decided.\n"
-          "A number after an event is the try that it ends.\n"
-          "The mark [*] is the start of a run, a read or a write, which any step can take, and its "
-          "end.\n");
+    print("A step is a state of the engine: what it waits for, or what it has just decided.\n"
+          "A number after an event is the attempt that it ends.\n"
+          "The mark [*] is the start of a run, a read or a write, which is possible in every step, "
+          "and its end.\n");
     printDiagram();
     print("\n## Events\n");
-    print("`Answer`, `Refusal` and `ShortAnswer` are replies of the device, and `Silence` is the "
-          "end of the wait for one.\nThe events that begin with `Start` come from the console, "
+    print("`Answer`, `Refusal` and `ShortAnswer` are replies of the device, and `Silence` is a "
+          "time-out.\nThe events that begin with `Start` come from the console, "
           "`ImageWritten` from the image writer, and `NoSignOfLife` from the "
-          "run guard.\nAll others are what an action found out.\n"
+          "run guard.\nAll others are results of an action.\n"
           "An event without a line changes nothing and is logged.\n");
     print("## The table\n");
     print("`%1` is the name of the row that the step works on.\n"
-          "In a line without a text, the action reports what it found, if anything.\n");
+          "In a line without a text, the action itself may send messages.\n");
     printTable();
 }
 

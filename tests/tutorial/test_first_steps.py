@@ -26,7 +26,7 @@ class FirstSteps(unittest.TestCase):
 
     def test_wait_for_the_agent_ends(self):
         """Without any of the programs, as for a reader who has not built them."""
-        script = re.search(r"^cat > world.sh <<'EOF'\n(.*?)^EOF$", read("docs/use/tutorial.md"),
+        script = re.search(r"^cat > session.sh <<'EOF'\n(.*?)^EOF$", read("docs/use/tutorial.md"),
                            re.M | re.S).group(1)
         with tempfile.TemporaryDirectory() as folder:
             for name in PROGRAMS:
