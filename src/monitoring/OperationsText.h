@@ -8,7 +8,7 @@
 
 #include <optional>
 
-/** The lines of the operations log. docs/reference/log.md tells each. */
+/** The lines of the operations log. docs/reference/log.md describes each. */
 namespace monitoring::operations {
 
 LogLine started(const QString &version, const Platform &platform);

@@ -1,0 +1,31 @@
+# SPDX-License-Identifier: Apache-2.0
+"""docs/results.md has marked sections, so that a script can replace the figures of one command."""
+
+import re
+import sys
+import unittest
+
+import pages
+
+PAGE = "docs/results.md"
+SECTIONS = ["checks", "coverage", "fuzz", "soak", "limits", "arm", "footprint"]
+
+
+class Results(unittest.TestCase):
+    def setUp(self):
+        self.page = pages.read(PAGE)
+
+    def test_markers_are_pairs(self):
+        markers = re.findall(r"^<!-- (begin|end) ([a-z-]+) -->$", self.page, re.M)
+        self.assertEqual(markers, [(edge, name) for name in SECTIONS for edge in ("begin", "end")])
+
+    def test_each_section_has_a_command_and_a_date(self):
+        for section in self.page.split("\n## ")[1:]:
+            heading = section.split("\n", 1)[0]
+            self.assertTrue(re.search(r"^Commands?: ", section, re.M), heading)
+            self.assertTrue(re.search(r"^<!-- begin [a-z-]+ -->\n\d{4}-\d\d-\d\d[,:;]", section, re.M),
+                            heading)
+
+
+if __name__ == "__main__":
+    sys.exit(unittest.main())
