@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "device-simulator/DeviceDescription.h"
+#include "device-description/DeviceDescription.h"
 #include "tests/engine/TestPackage.h"
 #include "tests/fwm/Fwm.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "device-simulator/DeviceDescription.h"
+#include "device-description/DeviceDescription.h"
 #include "device-simulator/Fault.h"
 #include "device-simulator/FlashMemory.h"
 #include "device-simulator/HostCommand.h"

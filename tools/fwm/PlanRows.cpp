@@ -2,7 +2,7 @@
 #include "fwm/PlanRows.h"
 
 #include "bytes/FileSource.h"
-#include "device-simulator/DeviceDescription.h"
+#include "device-description/DeviceDescription.h"
 #include "planning/TypeAndIndexTable.h"
 #include "protocol/ChipTypes.h"
 
