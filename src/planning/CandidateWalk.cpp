@@ -14,6 +14,9 @@ namespace planning {
 
 namespace {
 
+/** A row needs its name, chip type and chip index. */
+constexpr int fewestFields = field::chipIndex + 1;
+
 enum class Test { Passed, Failed, NotNewer };
 
 QString versionLine(const QStringList &entry, const QStringList &row, VersionOrder order)
@@ -74,6 +77,10 @@ Decision decideForRow(const QStringList &row, const QStringList &firmwareList,
                       const MatchMask &mask)
 {
     Decision decision;
+    if (row.size() < fewestFields) {
+        decision.verdict = Decision::Verdict::BadRow;
+        return decision;
+    }
     for (int i = 0; i < firmwareList.size(); ++i) {
         const QStringList entry = firmwareList.at(i).split(QLatin1Char(','));
         if (entry.value(field::chipType) != row.value(field::chipType))

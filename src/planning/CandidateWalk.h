@@ -20,6 +20,8 @@ struct Decision
         NoMatch,
         /** The list has nothing for the chip type. */
         NoFirmware,
+        /** The row ends before its chip index. */
+        BadRow,
     };
 
     /** One entry that was looked at, and the field that ruled it out (-1: none). */

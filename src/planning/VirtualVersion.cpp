@@ -9,4 +9,11 @@ quint8 virtualVersionByte(const QString &release)
     return number >= 1 && number <= 255 ? quint8(number) : quint8{0};
 }
 
+std::optional<quint8> virtualVersionAfter(bool hasWritten, const QString &release)
+{
+    if (!hasWritten || release.isEmpty())
+        return std::nullopt;
+    return virtualVersionByte(release);
+}
+
 } // namespace planning

@@ -3,6 +3,8 @@
 
 #include <QString>
 
+#include <optional>
+
 namespace planning {
 
 /**
@@ -10,5 +12,8 @@ namespace planning {
  * or the part behind the last dot. Anything outside 1 to 255 becomes 0.
  */
 quint8 virtualVersionByte(const QString &release);
+
+/** What a run sets at its end; nothing when it wrote no image or the package has no release. */
+std::optional<quint8> virtualVersionAfter(bool hasWritten, const QString &release);
 
 } // namespace planning

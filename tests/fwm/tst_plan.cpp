@@ -41,6 +41,9 @@ private slots:
     void rows();
     void everyVersionInMode5();
     void nothingToDo();
+    void rowThatThePackageLacks();
+    void oldPackage();
+    void results();
     void json();
     void device();
     void numberings();
@@ -62,10 +65,10 @@ void TestPlan::rows()
 {
     m_fwm->write("rows", "# name, type, index, MCU, PCB, speciality, version\n"
                          "MAIN,0,0,1,1,65,1,10,0\n\nAUX,1,0,2,2,65,1,9,0\nGONE,2,0,3,1,65,1,0,0\n"
-                         "FPGA,17,0,,,,3,1,\nKEY,5,0,1,1,65,1,0,0\n");
+                         "FPGA,17,0,,,,3,1,\n");
     const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows"});
-    QCOMPARE(ran.err, QByteArray());
-    QCOMPARE(ran.status, 0);
+    QVERIFY(ran.err.startsWith("fwm: error: GONE,2,0: The package has no image that could be"));
+    QCOMPARE(ran.status, 1);
     const QByteArray text = ran.out;
     QVERIFY(text.contains("MAIN: leave as it is\n"
                           "    Firmware version V1.2.0 less than the 'MAIN' version V1.10.0, will "
@@ -74,11 +77,11 @@ void TestPlan::rows()
     QVERIFY(text.contains("    entry 1 'OLD': PCB version 1, the chip has 2\n"
                           "    Firmware version V1.9.1 greater than the 'AUX' version V1.9.0, will "
                           "upgrade.\n"));
-    QVERIFY(text.contains("GONE: leave as it is\n"));
-    QVERIFY(text.contains("    The description names an image that the package lacks.\n"));
+    QVERIFY(text.contains("GONE: no image\n"));
+    QVERIFY(text.contains(
+        "    The description names an image that the package lacks, or one that is too "
+        "long.\n"));
     QVERIFY(text.contains("FPGA: send version 3.2.0, 512 bytes at 0x"));
-    QVERIFY(
-        text.contains("KEY: leave as it is\n    The package has nothing for this chip type.\n"));
     QVERIFY(text.endsWith("2 images would be written.\n"));
 }
 
@@ -97,6 +100,55 @@ void TestPlan::nothingToDo()
     const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows"});
     QCOMPARE(ran.status, 3);
     QVERIFY(ran.out.endsWith("0 images would be written.\n"));
+}
+
+/** A client refuses all rows then. */
+void TestPlan::rowThatThePackageLacks()
+{
+    m_fwm->write("rows", "AUX,1,0,2,2,65,1,9,0\nKEY,5,0,1,1,65,1,0,0\n");
+    const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows"});
+    QCOMPARE(ran.status, 2);
+    QCOMPARE(ran.out, QByteArray("'upgrade-console upgrade' refuses these rows, and the run does "
+                                 "not begin.\n"
+                                 "KEY: leave as it is\n"
+                                 "    The package has nothing for this chip type.\n"
+                                 "0 images would be written.\n"));
+    QVERIFY(ran.err.startsWith("fwm: error: KEY,5,0: The package has nothing for a row's chip"));
+}
+
+void TestPlan::oldPackage()
+{
+    m_fwm->write("rows", "AUX,1,0,2,2,65,1,9,0\n");
+    m_fwm->write("old.fwm", withVersion(package(), 5));
+    const Ran ran = m_fwm->run({"plan", "old.fwm", "--rows", "rows", "--json"});
+    QCOMPARE(ran.status, 7);
+    QCOMPARE(ran.json().value("error").toObject().value("name").toString(),
+             QStringLiteral("package-too-old"));
+}
+
+/** In the words of the client's own results. */
+void TestPlan::results()
+{
+    m_fwm->write("d.json", R"({"model":"HX-8","chips":[
+        {"name":"MAIN","version":"1.3.0","bootcode":true},
+        {"name":"AUX","chip_type":1,"mcu_type":4,"version":"1.9.0"},
+        {"name":"FPGA","chip_type":17,"version":"3.2"}]})");
+    const Ran ran = m_fwm->run({"plan", "p.fwm", "--device", "d.json", "--json"});
+    QCOMPARE(ran.status, 1);
+    QStringList found;
+    const QJsonArray rows = ran.json().value("rows").toArray();
+    for (const QJsonValue &row : rows)
+        found += row["name"].toString() + ' ' + row["verdict"].toString() + ' ' +
+                 row["result"].toString() + (row["goes_first"].toBool() ? " first" : "");
+    QCOMPARE(found, QStringList({"MAIN send updated first", "NEW no-match no-fit",
+                                 "GONE no-answer failed", "FPGA not-newer up-to-date"}));
+    QCOMPARE(ran.json().value("virtual_version").toInt(), 12);
+    m_fwm->write("d.json", R"({"model":"HX-9","chips":[{"name":"MAIN","version":"1.3.0"}]})");
+    const Ran other = m_fwm->run({"plan", "p.fwm", "--device", "d.json", "--json"});
+    const QJsonObject row = other.json().value("rows").toArray().first().toObject();
+    QCOMPARE(row.value("verdict").toString(), QStringLiteral("not-reached"));
+    QCOMPARE(row.value("result").toString(), QStringLiteral("not-reached"));
+    QVERIFY(other.json().value("virtual_version").isNull());
 }
 
 void TestPlan::json()
@@ -129,6 +181,7 @@ void TestPlan::device()
     QCOMPARE(ran.status, 0);
     // A main MCU in its bootcode tells no version and gets its image.
     QVERIFY(ran.out.contains("MAIN: send version 1.2.0"));
+    QVERIFY(ran.out.contains("The main MCU runs its bootcode: it has its turn before"));
     QVERIFY(ran.out.contains("FPGA: leave as it is"));
     QVERIFY(ran.out.endsWith("1 image would be written.\n"));
 }
@@ -217,14 +270,17 @@ void TestPlan::deviceOfAnotherModel()
 {
     m_fwm->write("d.json", deviceFile("HX-9", R"("version":"1.0.0")"));
     const Ran newer = m_fwm->run({"plan", "p.fwm", "--device", "d.json"});
-    QCOMPARE(newer.status, 3);
+    QCOMPARE(newer.status, 7);
     QVERIFY(newer.out.startsWith("The package is for model 'HX-8' and the device is 'HX-9'"));
     // Mode 5 does not ask for the model.
-    QCOMPARE(m_fwm->run({"plan", "p.fwm", "--device", "d.json", "--mode", "5"}).status, 0);
+    const Ran every = m_fwm->run({"plan", "p.fwm", "--device", "d.json", "--mode", "5"});
+    QVERIFY(every.out.contains("MAIN: send version 1.2.0"));
+    QVERIFY(every.err.startsWith("fwm: error: GONE,2,0: "));
+    QCOMPARE(every.status, 1);
 
     m_fwm->write("d.json", deviceFile("HX-8", R"("version":"1.0.0","product_information":false)"));
     const Ran invalid = m_fwm->run({"plan", "p.fwm", "--device", "d.json"});
-    QCOMPARE(invalid.status, 3);
+    QCOMPARE(invalid.status, 1);
     QVERIFY(invalid.out.startsWith("The main MCU's product information is invalid"));
 }
 

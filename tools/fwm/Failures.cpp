@@ -97,6 +97,21 @@ constexpr FailureWords table[] = {
      "The device has no chip for this row, and the upgrade would fail.",
      "Compare the device's chip indices with the package's quantities. A device that numbers its "
      "chips by quantity is upgraded with --request-all."},
+    {Failure::WrongModel, ExitCode::PackageRefused, "wrong-model",
+     "The package is for another model of device, and the upgrade would fail.",
+     "Get the package for this model. Mode 5 does not compare the model."},
+    {Failure::InfoInvalid, ExitCode::Failed, "info-invalid",
+     "The main MCU has no valid product information, and the upgrade would fail.",
+     "Have the product information written first."},
+    {Failure::ImageUnusable, ExitCode::Failed, "image-unusable",
+     "The package has no image that could be written for this row, and the upgrade would fail.",
+     "Check the package with 'fwm verify' and build it again."},
+    {Failure::NotInPackage, ExitCode::Usage, "not-in-package",
+     "The package has nothing for a row's chip type, and 'upgrade-console' would refuse the rows.",
+     "Compare the rows with 'fwm list'."},
+    {Failure::PackageTooOld, ExitCode::PackageRefused, "package-too-old",
+     "The package has a version that cannot be used for upgrades.",
+     "Build it again with 'fwm build'."},
 };
 // clang-format on
 

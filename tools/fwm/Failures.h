@@ -36,6 +36,11 @@ enum class Failure {
     InputTooLong,
     DeviceUnreadable,
     ChipMissing,
+    WrongModel,
+    InfoInvalid,
+    ImageUnusable,
+    NotInPackage,
+    PackageTooOld,
 };
 
 struct FailureWords

@@ -4,6 +4,7 @@
 #include "bytes/Chunks.h"
 #include "fwm/Bzip2.h"
 #include "package/DescriptionKeys.h"
+#include "planning/RunRules.h"
 #include "protocol/ChipTypes.h"
 
 #include <QCryptographicHash>
@@ -27,6 +28,8 @@ using package::readDescription;
 using package::readPackageHeader;
 using package::RecordKey;
 using package::RecordWalker;
+using planning::packageForm;
+using planning::PackageForm;
 
 namespace {
 
@@ -86,6 +89,15 @@ void assign(PackageContents &contents, const NameOf &nameOf, bool isExact)
         contents.images[image].entry = entry;
         contents.images[image].isExact = isExact;
     }
+}
+
+/** The same as headProblem() where a package must have a checksum. */
+std::optional<Problem> checkedHeadProblem(const PackageContents &contents)
+{
+    const bool isHead = contents.header.error == PackageHeader::Error::None;
+    if (isHead && contents.header.form == PackageHeader::Form::Bare)
+        return Problem{Failure::NoChecksum, {}};
+    return headProblem(contents);
 }
 
 } // namespace
@@ -158,12 +170,18 @@ std::optional<Problem> headProblem(const PackageContents &contents)
     return std::nullopt;
 }
 
+std::optional<Problem> runProblem(const PackageContents &contents)
+{
+    if (std::optional<Problem> problem = checkedHeadProblem(contents))
+        return problem;
+    if (packageForm(contents.header.version) != PackageForm::Usable)
+        return Problem{Failure::PackageTooOld, {}};
+    return std::nullopt;
+}
+
 std::optional<Problem> packageProblem(const PackageContents &contents)
 {
-    const bool isHead = contents.header.error == PackageHeader::Error::None;
-    if (isHead && contents.header.form == PackageHeader::Form::Bare)
-        return Problem{Failure::NoChecksum, {}};
-    if (std::optional<Problem> problem = headProblem(contents))
+    if (std::optional<Problem> problem = checkedHeadProblem(contents))
         return problem;
     if (contents.hasTooManyImages)
         return Problem{Failure::TooManyRecords, {}};

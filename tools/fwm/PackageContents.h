@@ -60,5 +60,8 @@ QByteArray identityOf(const package::RecordKey &key);
 /** What is wrong with everything in front of the images; packages without a checksum are fine. */
 std::optional<Problem> headProblem(const PackageContents &contents);
 
+/** For what a run refuses a package, whatever its images are. */
+std::optional<Problem> runProblem(const PackageContents &contents);
+
 /** What keeps a package from being upgraded from or worked on, the gravest first. */
 std::optional<Problem> packageProblem(const PackageContents &contents);

@@ -4,14 +4,16 @@
 #include "bytes/FileSource.h"
 #include "device-description/DeviceDescription.h"
 #include "planning/TypeAndIndexTable.h"
-#include "protocol/ChipTypes.h"
 
 #include <algorithm>
 #include <limits>
 
-namespace chip = protocol::chip;
 namespace field = package::field;
 using bytes::FileSource;
+using package::PackageDescription;
+using planning::PlannedChip;
+using planning::PlannedRequest;
+using planning::TypeAndIndexTable;
 
 namespace {
 
@@ -74,33 +76,61 @@ QStringList fieldsOf(const QString &line)
     return fields;
 }
 
-bool isMainMcu(const ChipDescription &chip)
+QString decimal(int number)
 {
-    return chip.chipType == chip::mainMcu && chip.chipIndex == 0;
+    return QString::number(number);
 }
 
-QStringList unknownRow(const PackageRow &row)
+QStringList versionOf(const ChipVersion &version)
 {
-    QStringList fields{row.name, QString::number(row.chipType), QString::number(row.chipIndex)};
-    while (fields.size() < field::countWithVersions)
-        fields += QString();
-    return fields;
+    return version.text().split(QLatin1Char('.'));
 }
 
-/** An FPGA has nothing but its version to be told apart by. An MCU that runs its bootcode before
- *  all others are read has not told its version yet. */
-QStringList rowOf(const QString &name, const ChipDescription &chip)
+PlannedChip chipOf(const ChipDescription &chip)
 {
-    const auto decimal = [](int number) { return QString::number(number); };
-    QStringList row{name, decimal(chip.chipType), decimal(chip.chipIndex)};
-    if (chip::isFpga(chip.chipType))
-        row << QString() << QString() << QString();
-    else
-        row << decimal(chip.mcuType) << decimal(chip.pcbVersion) << decimal(chip.speciality);
-    if (isMainMcu(chip) && chip.bootcode)
-        return row << QString() << QString() << QString();
-    return row << decimal(chip.version.first) << decimal(chip.version.second)
-               << (chip.version.hasThird ? decimal(chip.version.third) : QString());
+    PlannedChip planned;
+    planned.mcuType = decimal(chip.mcuType);
+    planned.pcbVersion = decimal(chip.pcbVersion);
+    planned.speciality = decimal(chip.speciality);
+    planned.version = versionOf(chip.version);
+    planned.runsBootcode = chip.bootcode;
+    planned.recordIsValid = chip.productInformation;
+    if (chip.upgradesTo)
+        planned.versionAfterImage = versionOf(*chip.upgradesTo);
+    planned.imageEndsBootcode = chip.bootcodeClears;
+    return planned;
+}
+
+/** The chip of a row of a file, which has all that there is to know. */
+PlannedChip chipOf(const QStringList &fields)
+{
+    PlannedChip planned;
+    planned.mcuType = fields.at(field::mcuType);
+    planned.pcbVersion = fields.at(field::pcbVersion);
+    planned.speciality = fields.at(field::speciality);
+    planned.version = fields.mid(field::ver1);
+    return planned;
+}
+
+/** The row as a client sends it: a name must not look like further fields. */
+QString rowOf(const PackageRow &row, Numbering numbering)
+{
+    // The agent's own rows have the names as they are.
+    const QString name = numbering == Numbering::Quantity
+                             ? row.name
+                             : QString(row.name).replace(QLatin1Char(','), QLatin1Char('_'));
+    return QStringLiteral("%1,%2,%3").arg(name, decimal(row.chipType), decimal(row.chipIndex));
+}
+
+/** Which chip answers to a row; -1 for none. */
+int findChip(const QVector<ChipDescription> &chips, const TypeAndIndexTable &rows, int line)
+{
+    const auto isMeant = [&](const ChipDescription &chip) {
+        return chip.chipType == quint8(rows.number(line, field::chipType)) &&
+               chip.chipIndex == quint8(rows.number(line, field::chipIndex));
+    };
+    const auto found = std::find_if(chips.begin(), chips.end(), isMeant);
+    return found == chips.end() ? -1 : int(found - chips.begin());
 }
 
 } // namespace
@@ -121,12 +151,27 @@ PlanRows rowsFromFile(const QString &path)
         if (!problem.isEmpty())
             return failed(Failure::RowsUnreadable,
                           QStringLiteral("%1, line %2: %3").arg(path).arg(i + 1).arg(problem));
-        plan.rows.append(fields);
+        plan.request.rows.append(QStringList(fields.mid(0, field::mcuType)).join(QLatin1Char(',')));
+        plan.request.chipOfRow.append(plan.request.chips.size());
+        plan.request.chips.append(chipOf(fields));
     }
     return plan;
 }
 
-PlanRows rowsForDevice(const QString &path, const QVector<PackageRow> &package)
+PlannedRequest requestFor(const DeviceDescription &device, const QStringList &rows)
+{
+    PlannedRequest request;
+    request.model = device.model;
+    request.rows = rows;
+    const TypeAndIndexTable table(rows);
+    for (int line = 0; line < table.count(); ++line)
+        request.chipOfRow.append(findChip(device.chips, table, line));
+    for (const ChipDescription &chip : device.chips)
+        request.chips.append(chipOf(chip));
+    return request;
+}
+
+PlanRows rowsForDevice(const QString &path, const PackageDescription &package, Numbering numbering)
 {
     const Content content = contentOf(path);
     if (content.problem)
@@ -135,27 +180,18 @@ PlanRows rowsForDevice(const QString &path, const QVector<PackageRow> &package)
     const auto device = DeviceDescription::fromJson(content.bytes, &error);
     if (!device)
         return failed(Failure::DeviceUnreadable, path + QLatin1String(": ") + error);
+    QStringList rows;
+    const QVector<PackageRow> wanted = rowsOf(package, numbering);
+    for (const PackageRow &row : wanted)
+        rows.append(rowOf(row, numbering));
     PlanRows plan;
-    plan.model = QString::fromUtf8(device->model);
-    QVector<ChipDescription> unasked = device->chips;
-    for (const PackageRow &row : package) {
-        const auto isNamed = [&row](const ChipDescription &chip) {
-            return chip.chipType == row.chipType && chip.chipIndex == row.chipIndex;
-        };
-        const auto chip = std::find_if(device->chips.begin(), device->chips.end(), isNamed);
-        const bool isKnown = chip != device->chips.end();
-        plan.rows.append(isKnown ? rowOf(row.name, *chip) : unknownRow(row));
-        // The agent itself installs what is for the network module.
-        plan.isMissing.append(!isKnown && row.chipType != chip::networkModule);
-        unasked.erase(std::remove_if(unasked.begin(), unasked.end(), isNamed), unasked.end());
-        if (isKnown && isMainMcu(*chip) && !chip->productInformation)
-            plan.obstacle = QStringLiteral("The main MCU's product information is invalid: "
-                                           "the run stops before anything is sent.");
+    plan.request = requestFor(*device, rows);
+    for (int i = 0; i < device->chips.size(); ++i) {
+        const ChipDescription &chip = device->chips.at(i);
+        if (!plan.request.chipOfRow.contains(i))
+            plan.notAskedFor +=
+                QStringLiteral("%1 (type %2, index %3)")
+                    .arg(chip.name, decimal(chip.chipType), decimal(chip.chipIndex));
     }
-    for (const ChipDescription &chip : qAsConst(unasked))
-        plan.notAskedFor += QStringLiteral("%1 (type %2, index %3)")
-                                .arg(chip.name)
-                                .arg(chip.chipType)
-                                .arg(chip.chipIndex);
     return plan;
 }

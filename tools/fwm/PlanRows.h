@@ -3,31 +3,31 @@
 
 #include "common/PackageRows.h"
 #include "fwm/Outcome.h"
+#include "planning/RunPlan.h"
 
 #include <QStringList>
-#include <QVector>
 
 #include <optional>
 
-/** The chips that a dry run is about, with everything that a run would have read from them. */
+struct DeviceDescription;
+
+/** The request of a run that is to be predicted, and the chips that answer to it. */
 struct PlanRows
 {
-    /** Nine fields each: name, chip type, chip index, MCU type, PCB version, speciality
-     *  (a character code) and the three version numbers. */
-    QVector<QStringList> rows;
-    /** For each row: the device has no such chip. Empty when the device is not known. */
-    QVector<bool> isMissing;
+    /** Without the mode. */
+    planning::PlannedRequest request;
     /** Chips of the device that no row asks for, for people. */
     QStringList notAskedFor;
-    /** The device's model, when it is known. */
-    std::optional<QString> model;
-    /** What would end the run before anything is sent; empty when nothing would. */
-    QString obstacle;
     std::optional<Problem> problem;
 };
 
-/** One row per line; empty lines and those that start with '#' are passed over. */
+/** One row per line, each with everything that its chip would answer; empty lines and those that
+ *  start with '#' are passed over. */
 PlanRows rowsFromFile(const QString &path);
 
-/** The package's rows, with what a simulated device's file says about their chips. */
-PlanRows rowsForDevice(const QString &path, const QVector<PackageRow> &package);
+/** These rows - name, chip type, chip index - and the chips that answer to them, but no mode. */
+planning::PlannedRequest requestFor(const DeviceDescription &device, const QStringList &rows);
+
+/** The rows that a client makes of the package, and the chips of a device file. */
+PlanRows rowsForDevice(const QString &path, const package::PackageDescription &package,
+                       Numbering numbering);

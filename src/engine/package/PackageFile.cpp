@@ -4,6 +4,7 @@
 #include "engine/report/EngineTexts.h"
 #include "package/PackageHeader.h"
 #include "package/PackageLayout.h"
+#include "planning/RunRules.h"
 #include "platform/Log.h"
 
 #include <QFile>
@@ -12,16 +13,10 @@ using bytes::ByteSource;
 using bytes::FileSource;
 using package::currentFormVersion;
 using package::PackageChecksum;
+using planning::packageForm;
+using planning::PackageForm;
 
 namespace engine {
-
-namespace {
-
-/** Versions below are none that was ever built; those up to the next can be listed only. */
-constexpr int oldestKnownVersion = 2;
-constexpr int oldestUpgradableVersion = 6;
-
-} // namespace
 
 QString packagePath(const QString &fileName)
 {
@@ -75,12 +70,17 @@ const char *checkProblem(PackageCheck check)
 
 const char *versionProblem(ByteSource &package)
 {
-    const std::optional<int> version = currentFormVersion(package.read(0, package::headSize));
-    if (!version)
-        return text::notAPackage;
-    if (*version < oldestKnownVersion)
+    switch (packageForm(currentFormVersion(package.read(0, package::headSize)))) {
+    case PackageForm::Usable:
+        return nullptr;
+    case PackageForm::Unknown:
         return text::badVersion;
-    return *version < oldestUpgradableVersion ? text::oldVersion : nullptr;
+    case PackageForm::TooOld:
+        return text::oldVersion;
+    case PackageForm::NotAPackage:
+        break;
+    }
+    return text::notAPackage;
 }
 
 } // namespace engine

@@ -10,8 +10,9 @@
 #include "engine/report/RunWords.h"
 #include "engine/runs/RunEnd.h"
 #include "links/LinkState.h"
-#include "package/ImageRecord.h"
 #include "planning/CandidateWalk.h"
+#include "planning/ImageChoice.h"
+#include "planning/RunRules.h"
 #include "platform/Log.h"
 #include "protocol/ChipTypes.h"
 #include "protocol/Progress.h"
@@ -28,9 +29,13 @@ namespace result = planning::result;
 namespace upgradeMode = planning::upgradeMode;
 using bytes::PartSource;
 using package::ImageRecord;
-using package::MatchMask;
+using planning::chooseImage;
+using planning::comparesModel;
 using planning::decideForRow;
 using planning::Decision;
+using planning::ImageChoice;
+using planning::ImageRules;
+using planning::maskOf;
 using planning::TypeAndIndexTable;
 using protocol::filled;
 using protocol::wholeProgress;
@@ -39,8 +44,13 @@ namespace engine {
 
 namespace {
 
-/** A row needs its name, chip type and chip index. */
-constexpr int fewestFields = field::chipIndex + 1;
+ImageRules::Net netImages()
+{
+    if (g_UPGRADTYPE == netImage::sendToDevice)
+        return ImageRules::Net::SendToDevice;
+    return g_UPGRADTYPE == netImage::installHere ? ImageRules::Net::Install
+                                                 : ImageRules::Net::Refuse;
+}
 
 } // namespace
 
@@ -105,16 +115,13 @@ bool UpgradeRun::isUsable(PackageCheck check)
 
 std::optional<Event> UpgradeRun::firstEvent()
 {
+    m_mask = maskOf(m_mode);
     switch (m_mode) {
     case upgradeMode::imagesOnly:
-        m_mask = MatchMask::anyVersion();
         return Event::StartImages;
     case upgradeMode::newerOnly:
-        m_mask = MatchMask::newerVersion();
-        return Event::StartNewer;
     case upgradeMode::forced:
-        m_mask = MatchMask::anyVersion();
-        return Event::StartForced;
+        return comparesModel(m_mode) ? Event::StartNewer : Event::StartForced;
     default:
         return {};
     }
@@ -127,13 +134,6 @@ Event UpgradeRun::choose()
     const RunRows &rows = m_parts.rows;
     if (!rows.hasCurrent())
         return Event::NoMoreItems;
-    const QStringList row = rows.currentFields();
-    if (row.size() < fewestFields) {
-        const char *const words = row.size() == 1 ? text::badListItem : text::shortListItem;
-        m_parts.output.say(filled(words, row.first()));
-        skip(runWord::badRow);
-        return itemDone();
-    }
     // The main MCU had its turn, whatever came of it.
     if (!m_mainIsFirst && rows.index() == m_mainFirstRow)
         return itemDone();
@@ -162,6 +162,11 @@ Event UpgradeRun::decide()
     case Decision::Verdict::NoMatch:
         skip(runWord::noMatch);
         return skipFailed();
+    case Decision::Verdict::BadRow:
+        m_parts.output.say(
+            filled(row.size() == 1 ? text::badListItem : text::shortListItem, row.first()));
+        skip(runWord::badRow);
+        return itemDone();
     case Decision::Verdict::NoFirmware:
         m_parts.progress.show(wholeProgress);
         endRow(result::failed, result::failed);
@@ -177,37 +182,49 @@ Event UpgradeRun::decide()
 
 std::optional<Event> UpgradeRun::sendImage()
 {
-    RunRows &rows = m_parts.rows;
-    if (!rows.currentNamesChip()) {
-        m_parts.output.say(filled(text::badChip));
-        skip(runWord::badRow);
-        return skipFailed();
-    }
-    const std::optional<ImageRecord> record = findImage();
+    const RunRows &rows = m_parts.rows;
+    const ImageChoice choice =
+        chooseImage(rows.table(), rows.index(), m_mask, m_parts.package.source(),
+                    {m_platform.limits.image, netImages()});
     if (m_parts.package.isFaulty())
         return Event::PackageUnusable;
-    if (!record) {
+    switch (choice.kind) {
+    case ImageChoice::Kind::Write:
+        return writeImage(*choice.record);
+    case ImageChoice::Kind::Install:
+        return installImage(*choice.record);
+    case ImageChoice::Kind::BadChip:
+        m_parts.output.say(filled(text::badChip));
+        skip(runWord::badRow);
+        break;
+    case ImageChoice::Kind::TooLong:
+        qCWarning(logEngine) << "an image is too long:" << choice.record->length << "bytes";
+        [[fallthrough]];
+    case ImageChoice::Kind::NoImage:
         m_parts.output.say(filled(text::noImage, rows.currentName()));
         skip(runWord::noImage);
-        return skipFailed();
+        break;
+    case ImageChoice::Kind::NotHandled:
+        skip(runWord::notHandled);
+        break;
     }
-    const int chipType = rows.currentNumber(field::chipType);
-    if (chipType == chip::networkModule && g_UPGRADTYPE != netImage::sendToDevice)
-        return installImage(*record);
-    const QByteArray image = m_parts.package.source().read(record->imageOffset, record->length);
+    return skipFailed();
+}
+
+std::optional<Event> UpgradeRun::writeImage(const ImageRecord &record)
+{
+    const RunRows &rows = m_parts.rows;
+    const QByteArray image = m_parts.package.source().read(record.imageOffset, record.length);
     if (m_parts.package.isFaulty())
         return Event::PackageUnusable;
     m_parts.report.write(rows.currentMcu(m_entry), image.size());
-    m_parts.write(quint8(chipType), quint8(rows.currentNumber(field::chipIndex)), image);
+    m_parts.write(quint8(rows.currentNumber(field::chipType)),
+                  quint8(rows.currentNumber(field::chipIndex)), image);
     return {};
 }
 
 Event UpgradeRun::installImage(const ImageRecord &record)
 {
-    if (g_UPGRADTYPE != netImage::installHere) {
-        skip(runWord::notHandled);
-        return skipFailed();
-    }
     m_parts.report.write(m_parts.rows.currentMcu(m_entry), int(record.length));
     PartSource image(m_parts.package.source(), record.imageOffset, record.length);
     const bool installed = m_parts.install(image);
@@ -232,23 +249,6 @@ void UpgradeRun::reportPackageFault()
     m_parts.output.say(words);
     m_parts.report.giveUp({}, words);
     m_parts.report.written(false);
-}
-
-/** The current row's image in the run's package. One of no bytes is none. */
-std::optional<ImageRecord> UpgradeRun::findImage()
-{
-    const RunRows &rows = m_parts.rows;
-    const auto record =
-        findImageRecord(m_parts.package.source(), m_mask, rows.currentNumber(field::chipType),
-                        rows.currentNumber(field::mcuType), rows.currentNumber(field::pcbVersion),
-                        rows.currentNumber(field::speciality));
-    if (!record || record->length == 0)
-        return std::nullopt;
-    if (record->length > m_platform.limits.image) {
-        qCWarning(logEngine) << "an image is too long:" << record->length << "bytes";
-        return std::nullopt;
-    }
-    return record;
 }
 
 Event UpgradeRun::takeImageResult(bool written)

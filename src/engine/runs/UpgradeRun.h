@@ -91,7 +91,7 @@ private:
     std::optional<Event> firstEvent();
     bool isUsable(PackageCheck check);
     Event decide();
-    std::optional<package::ImageRecord> findImage();
+    std::optional<Event> writeImage(const package::ImageRecord &record);
     Event installImage(const package::ImageRecord &record);
     void skip(const char *why);
     Event skipFailed();

@@ -11,6 +11,7 @@
 #include "engine/runs/InfoWrite.h"
 #include "engine/runs/RunEnd.h"
 #include "engine/runs/UpgradeRun.h"
+#include "planning/RunRules.h"
 #include "planning/VirtualVersion.h"
 #include "protocol/CommandWords.h"
 #include "protocol/McuFrame.h"
@@ -23,6 +24,11 @@ namespace appStatus = protocol::appStatus;
 namespace command = protocol::command;
 namespace field = package::field;
 namespace mcu = protocol::mcu;
+using planning::goesFirst;
+using planning::modelName;
+using planning::recordEndsRun;
+using planning::silenceEndsRun;
+using planning::virtualVersionAfter;
 using planning::virtualVersionByte;
 using protocol::filled;
 using protocol::ProductRecord;
@@ -94,10 +100,7 @@ Result readModelName(StepContext &context, const Reply & /*reply*/)
 
 Result takeModelName(StepContext &context, const Reply &reply)
 {
-    QByteArray name = reply.payload();
-    while (name.endsWith('\0'))
-        name.chop(1);
-    const QString device = QString::fromUtf8(name.constData(), name.size());
+    const QString device = modelName(reply.payload());
     const QString firmware = context.shelf.model();
     if (device == firmware)
         return Event::ModelMatches;
@@ -142,10 +145,12 @@ Result takeBootcode(StepContext &context, const Reply &reply)
     context.rows.setCurrent(field::mcuType, decimal(reply.at(third)));
     context.rows.setCurrent(field::bootcodeFlag, decimal(reply.at(fourth)));
     context.rows.setCurrent(field::productInfoFlag, decimal(reply.at(fifth)));
-    if (!context.rows.currentIsMainMcu())
-        return Event::RecordValid;
-    context.output.inChain(filled(runsBootcode ? text::mainInBootcode : text::mainInApplication));
-    return recordIsValid ? Event::RecordValid : Event::RecordInvalid;
+    if (context.rows.currentIsMainMcu())
+        context.output.inChain(
+            filled(runsBootcode ? text::mainInBootcode : text::mainInApplication));
+    return recordEndsRun(context.rows.table(), context.rows.index(), recordIsValid)
+               ? Event::RecordInvalid
+               : Event::RecordValid;
 }
 
 Result refuseInvalidRecord(StepContext &context, const Reply & /*reply*/)
@@ -174,16 +179,15 @@ Result takeProductInfo(StepContext &context, const Reply &reply)
     if (!rows.currentIsMainMcu())
         return Event::RowRead;
     context.infoRead.takeMainRecord(ProductRecord::decode(reply.payload()));
-    const bool runsBootcode = rows.currentFields().value(field::bootcodeFlag) != QLatin1String("0");
-    const bool first =
-        runsBootcode && !context.output.isReading() && context.upgrade.mayWriteMainFirst();
+    const bool first = goesFirst(rows.table(), rows.index()) && !context.output.isReading() &&
+                       context.upgrade.mayWriteMainFirst();
     return first ? Event::MainInBootcode : Event::RowRead;
 }
 
-/** Without the main MCU nothing else of the device can be reached. */
 Result giveUpRow(StepContext &context, const Reply & /*reply*/)
 {
-    return context.rows.currentIsMainMcu() ? Event::MainGivenUp : Event::RowGivenUp;
+    return silenceEndsRun(context.rows.table(), context.rows.index()) ? Event::MainGivenUp
+                                                                      : Event::RowGivenUp;
 }
 
 Result stopForMainBootcode(StepContext &context, const Reply &reply)
@@ -322,7 +326,8 @@ Result systemIsBack(StepContext &context, const Reply & /*reply*/)
 {
     if (context.upgrade.writesInfoAfterwards())
         return Event::InfoWriteDue;
-    const bool due = context.upgrade.hasWritten() && !context.shelf.version().isEmpty();
+    const bool due =
+        virtualVersionAfter(context.upgrade.hasWritten(), context.shelf.version()).has_value();
     return due ? Event::VirtualVersionDue : Event::NothingToSet;
 }
 

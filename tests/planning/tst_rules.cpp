@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "bytes/ByteSource.h"
+#include "package/PackageLayout.h"
+#include "planning/CandidateWalk.h"
+#include "planning/ImageChoice.h"
+#include "planning/RunRules.h"
+#include "planning/UpgradeMode.h"
+#include "planning/VirtualVersion.h"
+
+#include <QtTest>
+
+namespace upgradeMode = planning::upgradeMode;
+using bytes::BytesSource;
+using package::MatchMask;
+using planning::chooseImage;
+using planning::comparesModel;
+using planning::decideForRow;
+using planning::Decision;
+using planning::goesFirst;
+using planning::ImageChoice;
+using planning::ImageRules;
+using planning::maskOf;
+using planning::modelName;
+using planning::packageForm;
+using planning::PackageForm;
+using planning::recordEndsRun;
+using planning::silenceEndsRun;
+using planning::TypeAndIndexTable;
+using planning::virtualVersionAfter;
+
+using Kind = ImageChoice::Kind;
+using Net = ImageRules::Net;
+Q_DECLARE_METATYPE(Kind)
+Q_DECLARE_METATYPE(Net)
+
+namespace {
+
+/** A package without a description whose records have these chip types and image sizes. */
+QByteArray packageOf(const QVector<QPair<int, int>> &images)
+{
+    QByteArray package(package::jsonOffset, '\0');
+    for (const auto &[chipType, size] : images) {
+        package += QByteArray(1, char(chipType)) + "\x01\x01\x01\x41\x01\x02\x03";
+        package += QByteArray(1, char(size)) + QByteArray(3, '\0') + QByteArray(size, 'x');
+    }
+    return package;
+}
+
+} // namespace
+
+class TestRules : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void packageForms();
+    void modes();
+    void modelNames();
+    void mainMcu();
+    void virtualVersions();
+    void badRows();
+    void images_data();
+    void images();
+};
+
+void TestRules::packageForms()
+{
+    QCOMPARE(packageForm(std::nullopt), PackageForm::NotAPackage);
+    QCOMPARE(packageForm(1), PackageForm::Unknown);
+    QCOMPARE(packageForm(2), PackageForm::TooOld);
+    QCOMPARE(packageForm(5), PackageForm::TooOld);
+    QCOMPARE(packageForm(6), PackageForm::Usable);
+    QCOMPARE(packageForm(7), PackageForm::Usable);
+}
+
+void TestRules::modes()
+{
+    QCOMPARE(maskOf(upgradeMode::newerOnly).text(), MatchMask::newerVersion().text());
+    for (const int mode : {upgradeMode::imagesOnly, upgradeMode::forced}) {
+        QCOMPARE(maskOf(mode).text(), MatchMask::anyVersion().text());
+        QVERIFY(!comparesModel(mode));
+    }
+    QVERIFY(comparesModel(upgradeMode::newerOnly));
+}
+
+void TestRules::modelNames()
+{
+    QCOMPARE(modelName("HX-8"), QString("HX-8"));
+    QCOMPARE(modelName(QByteArray("HX-8\0\0", 6)), QString("HX-8"));
+    QCOMPARE(modelName(QByteArray("\0H\0", 3)), QString::fromLatin1("\0H", 2));
+    QCOMPARE(modelName(QByteArray()), QString());
+}
+
+/** Only the row of chip type 0 and index 0 is about the main MCU. */
+void TestRules::mainMcu()
+{
+    const TypeAndIndexTable rows({"MAIN,0,0,1,1,65,,,,1", "MAIN,0,0,1,1,65,,,,0",
+                                  "MAIN,0,1,1,1,65,,,,1", "AUX,1,0,1,1,65,,,,1"});
+    for (int line = 0; line < rows.count(); ++line) {
+        QCOMPARE(silenceEndsRun(rows, line), line < 2);
+        QCOMPARE(recordEndsRun(rows, line, false), line < 2);
+        QVERIFY(!recordEndsRun(rows, line, true));
+        QCOMPARE(goesFirst(rows, line), line == 0);
+    }
+}
+
+void TestRules::virtualVersions()
+{
+    QCOMPARE(virtualVersionAfter(true, "1.0.12"), std::optional<quint8>(12));
+    QCOMPARE(virtualVersionAfter(true, "beta"), std::optional<quint8>(0));
+    QCOMPARE(virtualVersionAfter(true, ""), std::optional<quint8>());
+    QCOMPARE(virtualVersionAfter(false, "1.0.12"), std::optional<quint8>());
+}
+
+void TestRules::badRows()
+{
+    for (const QStringList &row : {QStringList{""}, QStringList{"A", "1"}})
+        QCOMPARE(decideForRow(row, {"A,1,1,1,1,65,1,0,0"}, MatchMask()).verdict,
+                 Decision::Verdict::BadRow);
+    QCOMPARE(decideForRow({"A", "1", "0"}, {}, MatchMask()).verdict, Decision::Verdict::NoFirmware);
+}
+
+void TestRules::images_data()
+{
+    QTest::addColumn<QString>("row");
+    QTest::addColumn<Net>("net");
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<int>("length");
+    QTest::newRow("MCU") << "A,1,0,1,1,65" << Net::Install << Kind::Write << 20;
+    QTest::newRow("other board") << "A,1,0,1,2,65" << Net::Install << Kind::NoImage << 0;
+    QTest::newRow("no record") << "A,3,0,1,1,65" << Net::Install << Kind::NoImage << 0;
+    QTest::newRow("no bytes") << "A,4,0,1,1,65" << Net::Install << Kind::NoImage << 0;
+    QTest::newRow("too long") << "A,2,0,1,1,65" << Net::Install << Kind::TooLong << 21;
+    QTest::newRow("type of two bytes") << "A,256,0,1,1,65" << Net::Install << Kind::BadChip << 0;
+    QTest::newRow("no index") << "A,1,,1,1,65" << Net::Install << Kind::BadChip << 0;
+    QTest::newRow("FPGA") << "A,17,0,,," << Net::Install << Kind::Write << 1;
+    QTest::newRow("module installs") << "A,32,0,,," << Net::Install << Kind::Install << 2;
+    QTest::newRow("device stores it") << "A,32,0,,," << Net::SendToDevice << Kind::Write << 2;
+    QTest::newRow("not handled") << "A,32,0,,," << Net::Refuse << Kind::NotHandled << 2;
+}
+
+void TestRules::images()
+{
+    QFETCH(QString, row);
+    QFETCH(Net, net);
+    QFETCH(Kind, kind);
+    QFETCH(int, length);
+    BytesSource package(packageOf({{1, 20}, {2, 21}, {4, 0}, {17, 1}, {32, 2}}));
+    const TypeAndIndexTable rows(QStringList{"other", row});
+    const ImageChoice choice = chooseImage(rows, 1, MatchMask::anyVersion(), package, {20, net});
+    QCOMPARE(choice.kind, kind);
+    QCOMPARE(choice.record ? int(choice.record->length) : 0, length);
+}
+
+QTEST_GUILESS_MAIN(TestRules)
+#include "tst_rules.moc"
