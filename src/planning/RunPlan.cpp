@@ -195,7 +195,6 @@ Fate Walk::write(int line)
         return Fate::NotWritten;
     if (!chip->versionAfterImage.isEmpty())
         chip->version = chip->versionAfterImage;
-    chip->runsBootcode = chip->runsBootcode && !chip->imageEndsBootcode;
     return Fate::Written;
 }
 

@@ -28,8 +28,6 @@ struct PlannedChip
     bool recordIsValid = true;
     /** What it runs after it got an image; without, the version stays. */
     QStringList versionAfterImage;
-    /** An image ends its bootcode. */
-    bool imageEndsBootcode = true;
 };
 
 /** A run that is to be predicted, but for its package. */

@@ -245,6 +245,7 @@ private slots:
     void anyRun_data();
     void anyRun();
     void everythingHappened();
+    void twoRowsOfTheMainMcu();
     void imageOfLessThanABlock();
     void noRows();
 
@@ -283,6 +284,22 @@ void TestPrediction::everythingHappened()
     for (const char *what : {"written", "not written", "not_newer", "no_match", "no_firmware",
                              "no_image", "complete", "ended early", "main first"})
         QVERIFY2(m_seen.value(what) >= 5, what);
+}
+
+/** The second row meets the version that the first one has written. */
+void TestPrediction::twoRowsOfTheMainMcu()
+{
+    for (const char *after : {"2.0.0", "1.0.0"}) {
+        Case one;
+        one.device.chips.first().bootcode = true;
+        one.device.chips.first().upgradesTo = ChipVersion::parse(QString::fromLatin1(after));
+        one.images = {testImage("MAIN", 0, {2, 0, 0})};
+        one.rows = QStringList{"MAIN,0,0", "AGAIN,0,0"};
+        const Result plan = predicted(one);
+        const QString second = after[0] == '2' ? "AGAIN not_newer" : "AGAIN written";
+        QCOMPARE(plan.turns, QStringList({"MAIN written", second}));
+        compare(one, plan, happened(one));
+    }
 }
 
 /** Such an image gets no verdict: each of three attempts ends with the run's guard. */

@@ -97,7 +97,6 @@ PlannedChip chipOf(const ChipDescription &chip)
     planned.recordIsValid = chip.productInformation;
     if (chip.upgradesTo)
         planned.versionAfterImage = versionOf(*chip.upgradesTo);
-    planned.imageEndsBootcode = chip.bootcodeClears;
     return planned;
 }
 
