@@ -8,7 +8,7 @@ import unittest
 import pages
 
 PAGE = "docs/results.md"
-SECTIONS = ["checks", "coverage", "fuzz", "soak", "limits", "arm", "footprint"]
+SECTIONS = ["checks", "bench", "growth", "coverage", "fuzz", "soak", "limits", "arm", "footprint"]
 
 
 class Results(unittest.TestCase):
