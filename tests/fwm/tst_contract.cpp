@@ -58,9 +58,8 @@ void TestContract::wrongCommandLines()
     const Ran json = m_fwm->run(arguments);
     QCOMPARE(json.status, 2);
     QCOMPARE(json.err, QByteArray());
-    QCOMPARE(json.json().value("exit_code").toInt(), 2);
-    QCOMPARE(json.json().value("error").toObject().value("name").toString(),
-             QStringLiteral("usage"));
+    QCOMPARE(json.json().value("exit").toInt(), 2);
+    QCOMPARE(json.json().value("error").toObject().value("id").toString(), QStringLiteral("usage"));
 }
 
 void TestContract::helpAndVersion()
@@ -74,8 +73,10 @@ void TestContract::helpAndVersion()
         QCOMPARE(own.status, 0);
         QVERIFY(own.out.contains("--json"));
     }
-    for (const ExitCodeWords &words : exitCodes())
-        QVERIFY(help.out.contains(words.meaning));
+    for (const ExitCodeWords &words : exitCodes()) {
+        const int code = int(words.code);
+        QCOMPARE(help.out.contains(words.meaning), code <= 3 || code == 7);
+    }
     const Ran version = m_fwm->run({"--version"});
     QCOMPARE(version.status, 0);
     QVERIFY(version.out.startsWith("fwm "));
@@ -86,10 +87,10 @@ void TestContract::jsonHoldsTheError()
     const Ran refused = m_fwm->run({"list", goldenPath("checksum-wrong"), "--json"});
     QCOMPARE(refused.status, 7);
     QCOMPARE(refused.err, QByteArray());
-    QCOMPARE(refused.json().value("exit_name").toString(), QStringLiteral("package-refused"));
+    QCOMPARE(refused.json().value("result").toString(), QStringLiteral("package-refused"));
     const QJsonObject error = refused.json().value("error").toObject();
-    QCOMPARE(error.value("name").toString(), QStringLiteral("checksum-wrong"));
-    QVERIFY(!error.value("cause").toString().isEmpty());
+    QCOMPARE(error.value("id").toString(), QStringLiteral("checksum-wrong"));
+    QVERIFY(!error.value("text").toString().isEmpty());
     QVERIFY(!error.value("advice").toString().isEmpty());
 }
 
@@ -102,8 +103,9 @@ void TestContract::jsonIsOneDocument()
             QVERIFY(QJsonDocument::fromJson(ran.out, &error).isObject());
             QCOMPARE(error.error, QJsonParseError::NoError);
             QCOMPARE(ran.json().value("command").toString(), QString::fromLatin1(command));
-            QCOMPARE(ran.json().value("exit_code").toInt(), ran.status);
-            QCOMPARE(ran.json().contains("error"), ran.status != 0);
+            QCOMPARE(ran.json().value("exit").toInt(), ran.status);
+            QCOMPARE(ran.json().value("error").isObject(), ran.status != 0);
+            QVERIFY(ran.json().contains("error") && ran.json().contains("warnings"));
         }
     }
 }
@@ -115,7 +117,7 @@ void TestContract::unreadableFiles()
         for (const char *file : {"none", "folder", "pipe", ""}) {
             const Ran ran = m_fwm->run({command, file});
             QCOMPARE(ran.status, 1);
-            QVERIFY(ran.err.contains("The file cannot be read."));
+            QVERIFY(ran.err.contains("the file cannot be read: "));
             QCOMPARE(ran.out, QByteArray());
         }
     }
@@ -134,7 +136,7 @@ void TestContract::standardOutputThatIsFull()
             const Ran ran =
                 m_fwm->shell("exec 3> >(:); wait $!; exec " FWM_PROGRAM " " + words + " " + output);
             QVERIFY2(ran.status == 1, qPrintable(words + output));
-            QVERIFY2(ran.err.contains("Standard output cannot be written."), ran.err.constData());
+            QVERIFY2(ran.err.contains("standard output cannot be written"), ran.err.constData());
         }
     }
 }
@@ -189,7 +191,7 @@ void TestContract::completionCompletes()
     QCOMPARE(complete("fwm info --js", 2), QByteArray("--json"));
     QCOMPARE(complete("fwm info pack", 2), QByteArray("package.fwm"));
     QCOMPARE(complete("fwm info --rel", 2), QByteArray());
-    QCOMPARE(complete("fwm ''", 1).count(' ') >= commands().size(), true);
+    QCOMPARE(complete("fwm ''", 1).split(' ').size(), commands().size());
 }
 
 QTEST_GUILESS_MAIN(TestContract)

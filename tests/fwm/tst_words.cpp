@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "common/ExitCodes.h"
 #include "common/Progress.h"
-#include "fwm/Failures.h"
 #include "fwm/Findings.h"
 #include "fwm/Words.h"
 
@@ -64,56 +62,12 @@ class TestWords : public QObject
     Q_OBJECT
 
 private slots:
-    void everyFailureHasWords();
-    void everyExitCodeHasWords();
-    void escapesWhatSteersATerminal();
     void tablesAlign();
     void progressOnATerminal();
     void progressNowhereElse();
     void schema_data();
     void schema();
 };
-
-void TestWords::everyFailureHasWords()
-{
-    // The last one of the enumeration.
-    QCOMPARE(failures().size(), int(Failure::PackageTooOld) + 1);
-    QSet<QByteArray> names;
-    for (int index = 0; index < failures().size(); ++index) {
-        const FailureWords &words = failures().at(index);
-        QCOMPARE(int(words.failure), index);
-        QVERIFY(qstrlen(words.name) > 0);
-        QVERIFY(qstrlen(words.cause) > 0 && words.cause[qstrlen(words.cause) - 1] == '.');
-        QVERIFY(qstrlen(words.advice) > 0 && words.advice[qstrlen(words.advice) - 1] == '.');
-        QVERIFY(words.code == ExitCode::Failed || words.code == ExitCode::PackageRefused ||
-                words.failure == Failure::OutputInSource || words.failure == Failure::NotInPackage);
-        names.insert(words.name);
-        QCOMPARE(&wordsFor(words.failure), &words);
-    }
-    QCOMPARE(names.size(), failures().size());
-}
-
-void TestWords::everyExitCodeHasWords()
-{
-    QCOMPARE(exitCodes().size(), 8);
-    const char *const names[] = {
-        "done",        "failed",         "usage",           "nothing-to-do",
-        "device-busy", "cannot-connect", "connection-lost", "package-refused"};
-    for (int index = 0; index < exitCodes().size(); ++index) {
-        QCOMPARE(int(exitCodes().at(index).code), index);
-        QCOMPARE(exitCodeName(ExitCode(index)), QString::fromLatin1(names[index]));
-        QVERIFY(qstrlen(exitCodes().at(index).meaning) > 0);
-    }
-}
-
-void TestWords::escapesWhatSteersATerminal()
-{
-    QCOMPARE(printable(QStringLiteral("MAIN-A, B")), QStringLiteral("MAIN-A, B"));
-    QCOMPARE(printable(QStringLiteral("a\x1b[2Jb\nc")), QStringLiteral("a\\u001b[2Jb\\u000ac"));
-    QCOMPARE(printable(QString(QChar(0x9b))), QStringLiteral("\\u009b"));
-    QCOMPARE(printable(QString(QChar(0x202e))), QStringLiteral("\\u202e"));
-    QCOMPARE(printable(QString(QChar(0xc4))), QString(QChar(0xc4)));
-}
 
 void TestWords::tablesAlign()
 {

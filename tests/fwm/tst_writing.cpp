@@ -102,7 +102,7 @@ void TestWriting::builds()
     const QJsonObject json = m_fwm->run({"build", "request.json", "-o", "FW.fwm", "--json"}).json();
     QCOMPARE(json.value("images").toInt(), 1);
     QCOMPARE(json.value("size").toInt(), package.size());
-    QCOMPARE(json.value("exit_code").toInt(), 0);
+    QCOMPARE(json.value("exit").toInt(), 0);
 }
 
 void TestWriting::buildsRelativeToTheRequest()
@@ -161,7 +161,7 @@ void TestWriting::refusesRequests()
     const Ran built = m_fwm->run({"build", "r.json", "-o", "FW.fwm", "--json"});
     QCOMPARE(built.status, 1);
     const QJsonObject error = built.json().value("error").toObject();
-    QTEST(error.value("name").toString(), "error");
+    QTEST(error.value("id").toString(), "error");
     QVERIFY2(error.value("detail").toString().startsWith(detail),
              qPrintable(error.value("detail").toString()));
     QCOMPARE(m_fwm->names(), before);
@@ -174,11 +174,11 @@ void TestWriting::refusesImages()
         const Ran built = m_fwm->run({"build", "r.json", "-o", "FW.fwm", "--json"});
         return QStringLiteral("%1 %2")
             .arg(built.status)
-            .arg(built.json().value("error").toObject().value("name").toString());
+            .arg(built.json().value("error").toObject().value("id").toString());
     };
     m_fwm->shell("mkfifo pipe");
-    QCOMPARE(errorOf("none.bin"), QStringLiteral("1 image-missing"));
-    QCOMPARE(errorOf(""), QStringLiteral("1 image-missing"));
+    QCOMPARE(errorOf("none.bin"), QStringLiteral("1 image-file-missing"));
+    QCOMPARE(errorOf(""), QStringLiteral("1 image-file-missing"));
     QCOMPARE(errorOf("img"), QStringLiteral("1 image-unreadable"));
     QCOMPARE(errorOf("pipe"), QStringLiteral("1 image-unreadable"));
     QVERIFY(!QFile::exists(m_fwm->path("FW.fwm")));
@@ -202,9 +202,9 @@ void TestWriting::firstBadImageIsNamed()
                          "," + pcb("C", "img/main.bin", "\"x\":\"\"")));
     const Ran built = m_fwm->run({"build", "r.json", "-o", "FW.fwm"});
     QCOMPARE(built.status, 1);
-    QCOMPARE(built.err, QByteArray("fwm: error: r.json: chips[0].mcus[0].pcbs[1] \"B\": "
-                                   "./none.bin: An image file does not exist.\n"
-                                   "fwm: Correct \"fw_file\"; relative paths start at the "
+    QCOMPARE(built.err, QByteArray("fwm: error: an image file does not exist: r.json: "
+                                   "chips[0].mcus[0].pcbs[1] \"B\": ./none.bin\n"
+                                   "  Correct \"fw_file\"; relative paths start at the "
                                    "request's folder.\n"));
 }
 
@@ -237,7 +237,7 @@ void TestWriting::fullDiskLeavesNothing()
     const QStringList before = m_fwm->names();
     const Ran full = m_fwm->shell("ulimit -f 64; exec " FWM_PROGRAM " " + command);
     QCOMPARE(full.status, 1);
-    QVERIFY2(full.err.contains("The output cannot be written."), full.err.constData());
+    QVERIFY2(full.err.contains("the output cannot be written: "), full.err.constData());
     QCOMPARE(m_fwm->names(), before);
 }
 
@@ -263,7 +263,7 @@ void TestWriting::refusesOddOutputs()
     for (const char *output : {"folder", "pipe", "no/such/folder/FW.fwm", "/dev/full"}) {
         const Ran built = m_fwm->run({"build", "request.json", "-o", output});
         QCOMPARE(built.status, 1);
-        QVERIFY(built.err.contains("The output cannot be written."));
+        QVERIFY(built.err.contains("the output cannot be written: "));
     }
     QVERIFY(!QFileInfo(QStringLiteral("/dev/full")).isFile());
 }
@@ -273,10 +273,13 @@ void TestWriting::warnsOfWhatDiffers()
     m_fwm->write("r.json", goodRequest().replace("\"in_ver1\":\"1\"", "\"in_ver1\":\"9\""));
     const Ran built = m_fwm->run({"build", "r.json", "-o", "FW.fwm"});
     QCOMPARE(built.status, 0);
-    QVERIFY(built.err.startsWith("fwm: warning: FW.fwm:"));
-    QVERIFY(built.err.contains("[record-differs]"));
+    QVERIFY(built.err.startsWith("fwm: warning: the key bytes are "));
+    QVERIFY(built.err.contains(": FW.fwm:0x") && built.err.contains(" [record-differs]\n"));
     const QJsonObject json = m_fwm->run({"build", "r.json", "-o", "FW.fwm", "--json"}).json();
     QCOMPARE(json.value("warnings").toArray().size(), 1);
+    const QJsonObject warning = json.value("warnings").toArray().at(0).toObject();
+    QCOMPARE(warning.keys(), QStringList({"detail", "id", "text"}));
+    QCOMPARE(warning.value("id").toString(), QStringLiteral("record-differs"));
 }
 
 void TestWriting::memoryStaysFlat()
@@ -377,12 +380,13 @@ void TestWriting::namesTheNetSource()
     m_fwm->shell("tar -cj img | head -c 60 > s; mkdir locked; touch locked/f");
     const Ran cut = m_fwm->run({"make-net", "s", "--net-version", "1.23", "-o", "net.bin"});
     QCOMPARE(cut.status, 1);
-    QVERIFY2(cut.err.startsWith("fwm: error: s: "), cut.err.constData());
+    QVERIFY2(cut.err.startsWith("fwm: error: ") && cut.err.contains(": s: "), cut.err.constData());
 
     const Ran noArchiver =
         m_fwm->shell("PATH=/nowhere " FWM_PROGRAM " make-net locked --net-version 1.23 -o net.bin");
     QCOMPARE(noArchiver.status, 1);
-    QVERIFY2(noArchiver.err.startsWith("fwm: error: locked: "), noArchiver.err.constData());
+    QVERIFY2(noArchiver.err.startsWith("fwm: error: the archiver tar failed: locked: "),
+             noArchiver.err.constData());
 }
 
 void TestWriting::outputStaysOutOfTheFolder_data()
@@ -425,14 +429,15 @@ void TestWriting::outputStaysOutOfTheFolder()
     QTEST(made.status, "status");
     if (made.status == 0)
         return;
-    QCOMPARE(made.err, "fwm: error: " + output.toLatin1() +
-                           ": The output is inside the source folder, so the next image would "
-                           "contain it.\nfwm: Give -o a name outside of that folder.\n");
+    QCOMPARE(made.err,
+             "fwm: error: the output is inside the source folder, so the next image would "
+             "contain it: " +
+                 output.toLatin1() + "\n  Give -o a name outside of that folder.\n");
     QCOMPARE(m_fwm->shell("find . | sort").out, before);
     const Ran json =
         m_fwm->run({"make-net", source, "--net-version", "1.23", "-o", output, "--json"});
     QCOMPARE(json.status, 2);
-    QCOMPARE(json.json().value("error").toObject().value("name").toString(),
+    QCOMPARE(json.json().value("error").toObject().value("id").toString(),
              QStringLiteral("output-in-source"));
 }
 
@@ -484,8 +489,8 @@ void TestWriting::refusesToAddNet_data()
     QTest::addColumn<QString>("error");
     const QString good = goldenPath("good");
     QTest::newRow("no package") << "none"
-                                << "net.bin" << 1 << "cannot-read";
-    QTest::newRow("no image") << good << "none" << 1 << "cannot-read";
+                                << "net.bin" << 1 << "file-unreadable";
+    QTest::newRow("no image") << good << "none" << 1 << "file-unreadable";
     QTest::newRow("damaged image") << good << "bad.bin" << 7 << "net-image-damaged";
     QTest::newRow("short image") << good << "img/main.bin" << 7 << "net-image-damaged";
     QTest::newRow("checksum") << goldenPath("checksum-wrong") << "net.bin" << 7 << "checksum-wrong";
@@ -506,7 +511,7 @@ void TestWriting::refusesToAddNet()
     const QStringList before = m_fwm->names();
     const Ran added = m_fwm->run({"add-net", package, net, "-o", "new.fwm", "--json"});
     QTEST(added.status, "status");
-    QTEST(added.json().value("error").toObject().value("name").toString(), "error");
+    QTEST(added.json().value("error").toObject().value("id").toString(), "error");
     QCOMPARE(m_fwm->names(), before);
 }
 
@@ -518,7 +523,9 @@ void TestWriting::namesTheNetFile()
     for (const char *name : {"none", "short.bin", "img", "big.bin"}) {
         const Ran added = m_fwm->run({"add-net", goldenPath("good"), name, "-o", "new.fwm"});
         QVERIFY(added.status != 0);
-        QVERIFY2(added.err.startsWith(QByteArray("fwm: error: ") + name + ": "),
+        QVERIFY2(added.err.startsWith("fwm: error: ") &&
+                     (added.err.contains(QByteArray(": ") + name + ": ") ||
+                      added.err.contains(QByteArray(": ") + name + "\n")),
                  added.err.constData());
         const Ran verified = m_fwm->run({"verify", name, "--json"});
         QVERIFY(verified.status != 0);
@@ -526,7 +533,7 @@ void TestWriting::namesTheNetFile()
                  verified.out.constData());
     }
     const Ran big = m_fwm->run({"add-net", goldenPath("good"), "big.bin", "-o", "new.fwm"});
-    QVERIFY2(big.err.contains("An image is 4 GiB or larger"), big.err.constData());
+    QVERIFY2(big.err.contains("an image is 4 GiB or larger"), big.err.constData());
 }
 
 QTEST_GUILESS_MAIN(TestWriting)

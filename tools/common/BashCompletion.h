@@ -1,14 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QString>
+
+#include <map>
 #include <string>
 
 namespace CLI {
 class App;
-}
+class Option;
+} // namespace CLI
+
+/** How the values of options and arguments are completed, as bash's compgen takes it: "-f" for
+ *  files, "-W '2 5'". What is not in it is the user's own text. */
+using CompletionHints = std::map<const CLI::Option *, std::string>;
 
 /**
- * A bash completion script made from a program's own option table, so that the two cannot differ.
- * Sub-commands are completed first, then their options; what is no option is completed as a file.
+ * A completion script for bash, made from a program's own parser so that the two cannot differ. It
+ * completes sub-commands, the options of each and of the program, the values of options, also after
+ * "=", and arguments.
  */
-std::string bashCompletion(const CLI::App &app);
+QString bashCompletion(const CLI::App &app, const CompletionHints &hints);

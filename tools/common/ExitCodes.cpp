@@ -8,7 +8,7 @@ const QVector<ExitCodeWords> &exitCodes()
         {ExitCode::Failed, "failed", "Failed; the words say what and why."},
         {ExitCode::Usage, "usage", "The command line is wrong."},
         {ExitCode::NothingToDo, "nothing-to-do", "There was nothing to do."},
-        {ExitCode::DeviceBusy, "device-busy", "The device is busy with an upgrade."},
+        {ExitCode::DeviceBusy, "busy", "The device is busy with an upgrade."},
         {ExitCode::CannotConnect, "cannot-connect", "No connection could be made."},
         {ExitCode::ConnectionLost, "connection-lost",
          "The connection was lost, or there was no sign of life for too long."},

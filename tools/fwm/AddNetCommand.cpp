@@ -48,7 +48,8 @@ Failure failureOf(const NetMergePlan &plan, ByteSource &package)
 
 Outcome cannotRead(const QString &path, const FileSource &file)
 {
-    return Outcome::failed(Failure::CannotRead, path + QStringLiteral(": ") + file.errorString());
+    return Outcome::failed(Failure::FileUnreadable,
+                           path + QStringLiteral(": ") + file.errorString());
 }
 
 Outcome writeMerged(const Options &options, const NetMergePlan &plan, FileSource &package,

@@ -35,9 +35,9 @@ RequestText readRequest(const QString &path)
 {
     FileSource file(path);
     if (!file.open())
-        return {
-            {},
-            Outcome::failed(Failure::CannotRead, path + QStringLiteral(": ") + file.errorString())};
+        return {{},
+                Outcome::failed(Failure::FileUnreadable,
+                                path + QStringLiteral(": ") + file.errorString())};
     if (file.size() > package::longestShortJson)
         return {{},
                 Outcome::failed(Failure::RequestTooLong,
@@ -81,7 +81,7 @@ std::optional<Outcome> checkImage(const Options &options, const MergeImage &imag
         return failed(Failure::RequestValue, mergeErrorText(image.error));
     const QString path = imagePath(options.file, image);
     if (!QFileInfo::exists(path))
-        return failed(Failure::ImageMissing, path);
+        return failed(Failure::ImageFileMissing, path);
     if (isSameFile(path, options.output))
         return failed(Failure::OutputIsInput, options.output);
     return std::nullopt;

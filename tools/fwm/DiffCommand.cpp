@@ -43,7 +43,9 @@ void Differences::value(const char *name, const QJsonValue &a, const QJsonValue 
         return;
     const QString key = QString::fromLatin1(name);
     m_json.insert(key, QJsonObject{{QStringLiteral("a"), a}, {QStringLiteral("b"), b}});
-    m_text += QStringLiteral("%1: %2 -> %3\n").arg(key, shown(a), shown(b));
+    m_text +=
+        QStringLiteral("%1: %2 -> %3\n")
+            .arg(QString(key).replace(QLatin1Char('_'), QLatin1Char(' ')), shown(a), shown(b));
 }
 
 QString imageText(const PackageContents &contents, int index)
@@ -130,20 +132,20 @@ Outcome runDiff(const Options &options)
 {
     const OpenPackage a = openSoundPackage(options.file, options);
     if (a.problem)
-        return Outcome::failed(a.problem->failure, a.problem->detail);
+        return Outcome::failed(*a.problem);
     const OpenPackage b = openSoundPackage(options.other, options);
     if (b.problem)
-        return Outcome::failed(b.problem->failure, b.problem->detail);
+        return Outcome::failed(*b.problem);
 
     Differences differences;
-    differences.value("package version", a.contents.header.version, b.contents.header.version);
+    differences.value("package_version", a.contents.header.version, b.contents.header.version);
     differences.value("model", a.contents.description.model, b.contents.description.model);
     differences.value("release", a.contents.description.version, b.contents.description.version);
     differences.images(a.contents, b.contents);
     if (differences.isEmpty() && a.contents.description.json != b.contents.description.json)
         differences.value("description", QStringLiteral("one wording"), QStringLiteral("another"));
     Outcome outcome;
-    outcome.code = differences.isEmpty() ? ExitCode::NothingToDo : ExitCode::Done;
+    outcome.exit = differences.isEmpty() ? ExitCode::NothingToDo : ExitCode::Done;
     outcome.text = differences.text();
     outcome.json = {{QStringLiteral("a"), options.file},
                     {QStringLiteral("b"), options.other},

@@ -105,7 +105,7 @@ Outcome runExtract(const Options &options)
 {
     const OpenPackage package = openSoundPackage(options.file, options);
     if (package.problem)
-        return Outcome::failed(package.problem->failure, package.problem->detail);
+        return Outcome::failed(*package.problem);
     const QString target = QDir::cleanPath(options.output);
     if (!isFree(target))
         return Outcome::failed(Failure::FolderNotEmpty, options.output);

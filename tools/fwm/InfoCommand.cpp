@@ -109,7 +109,7 @@ Outcome runInfo(const Options &options)
 {
     const OpenPackage package = openPackage(options.file, Depth::Images, options);
     if (package.problem)
-        return Outcome::failed(package.problem->failure, package.problem->detail);
+        return Outcome::failed(*package.problem);
 
     Outcome outcome;
     outcome.json = toJson(options.file, package.contents);
@@ -118,6 +118,6 @@ Outcome runInfo(const Options &options)
         outcome.text += QLatin1Char('\n') + imagesText(package.contents);
     outcome.text += netText(package.contents);
     if (const std::optional<Problem> problem = packageProblem(package.contents))
-        outcome.fail(problem->failure, options.file);
+        outcome.fail(problem->id, options.file);
     return outcome;
 }

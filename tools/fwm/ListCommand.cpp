@@ -35,10 +35,10 @@ Outcome runList(const Options &options)
 {
     const OpenPackage package = openPackage(options.file, Depth::Head, options);
     if (package.problem)
-        return Outcome::failed(package.problem->failure, package.problem->detail);
+        return Outcome::failed(*package.problem);
     const PackageContents &contents = package.contents;
     if (const std::optional<Problem> problem = headProblem(contents))
-        return Outcome::failed(problem->failure, options.file);
+        return Outcome::failed(problem->id, options.file);
 
     Outcome outcome;
     QJsonArray list;

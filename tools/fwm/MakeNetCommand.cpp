@@ -126,7 +126,7 @@ std::optional<Outcome> copyArchive(const Options &options, ArchiveSink &sink,
 {
     FileSource archive(options.file);
     if (!archive.open())
-        return Outcome::failed(Failure::CannotRead,
+        return Outcome::failed(Failure::FileUnreadable,
                                options.file + QStringLiteral(": ") + archive.errorString());
     if (archive.read(0, bzip2::magicSize) != bzip2::magic)
         return Outcome::failed(Failure::NotAnArchive, options.file);
@@ -149,7 +149,7 @@ Outcome runMakeNet(const Options &options)
 {
     const QFileInfo source(options.file);
     if (!source.exists())
-        return Outcome::failed(Failure::CannotRead,
+        return Outcome::failed(Failure::FileUnreadable,
                                options.file + QStringLiteral(": No such file or folder"));
     if (isSameFile(options.file, options.output))
         return Outcome::failed(Failure::OutputIsInput, options.output);

@@ -10,7 +10,7 @@ OpenPackage openPackage(const QString &path, Depth depth, const Options &options
     OpenPackage package;
     package.source = std::make_unique<FileSource>(path);
     if (!package.source->open()) {
-        package.problem = Problem{Failure::CannotRead,
+        package.problem = Problem{ProblemId::FileUnreadable,
                                   path + QStringLiteral(": ") + package.source->errorString()};
         return package;
     }

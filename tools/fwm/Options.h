@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/CommandLine.h"
 #include "planning/UpgradeMode.h"
 
 #include <QString>
@@ -26,16 +27,43 @@ struct Options
     bool requestAll = false;
     /** The upgrade mode of plan. */
     int mode = planning::upgradeMode::newerOnly;
-    bool json = false;
     bool progress = true;
 };
 
-/** The options, or how the process has to end because there are none (help, a wrong option). */
-struct CommandLine
+/** The command line of fwm. */
+class OptionReader
 {
-    std::optional<Options> options;
-    int exitStatus = 0;
-};
+public:
+    OptionReader();
 
-/** Prints help, version and errors itself. */
-CommandLine readCommandLine(int argc, char *argv[]);
+    /** As CommandLine::read(); without an answer there are options. */
+    std::optional<CommandOutcome> read(const QStringList &arguments);
+    Options options() const;
+    const CommandLine &line() const { return m_line; }
+
+private:
+    /** As the parser fills them in. */
+    struct Texts
+    {
+        std::string file;
+        std::string other;
+        std::string output;
+        std::string release;
+        std::string netVersion;
+        std::string rows;
+        std::string device;
+        std::string mode;
+        bool noProgress = false;
+        bool requestAll = false;
+    };
+
+    CLI::App &addCommand(const char *name, const char *help);
+    void addFile(CLI::App &command, const char *name, std::string &text, const char *help);
+    void addOutput(CLI::App &command, const char *help);
+    void addReaders();
+    void addPlan();
+    void addWriters();
+
+    CommandLine m_line;
+    Texts m_texts;
+};

@@ -53,6 +53,14 @@ QString obstacleOf(const RunPlan &plan, const PackageDescription &package, const
     return {};
 }
 
+ProblemId problemOf(const PlannedRow &row)
+{
+    if (row.isSilent)
+        return ProblemId::ChipMissing;
+    return row.fate == PlannedRow::Fate::NoImage ? ProblemId::ImageMissing
+                                                 : ProblemId::ImageNotWritten;
+}
+
 /** Why a run that comes to its end fails all the same: its first row that fails. */
 std::optional<Problem> failureOf(const RunPlan &plan, const QStringList &list)
 {
@@ -62,8 +70,7 @@ std::optional<Problem> failureOf(const RunPlan &plan, const QStringList &list)
     const auto found = std::find_if(plan.rows.begin(), plan.rows.end(), fails);
     if (found == plan.rows.end())
         return std::nullopt;
-    return Problem{found->isSilent ? Failure::ChipMissing : Failure::ImageUnusable,
-                   rowName(*found)};
+    return Problem{problemOf(*found), rowName(*found)};
 }
 
 std::optional<Problem> problemOf(const RunPlan &plan, const QStringList &list)
@@ -136,9 +143,9 @@ Outcome outcomeOf(const Options &options, RunPlan plan, const PackageDescription
     if (!problem)
         problem = problemOf(plan, package.firmwareList);
     if (problem)
-        outcome.fail(problem->failure, problem->detail);
+        outcome.fail(problem->id, problem->detail);
     else if (plan.written == 0)
-        outcome.code = ExitCode::NothingToDo;
+        outcome.exit = ExitCode::NothingToDo;
     return outcome;
 }
 
@@ -150,11 +157,11 @@ Outcome runPlan(const Options &options)
     if (!package.problem && (package.problem = runProblem(package.contents)))
         package.problem->detail = options.file;
     if (package.problem)
-        return Outcome::failed(package.problem->failure, package.problem->detail);
+        return Outcome::failed(*package.problem);
     const PackageDescription &description = package.contents.description;
     PlanRows rows = rowsOfPlan(options, description);
     if (rows.problem)
-        return Outcome::failed(rows.problem->failure, rows.problem->detail);
+        return Outcome::failed(*rows.problem);
     rows.request.mode = options.mode;
     rows.request.images.longest = Limits().image;
     const RunPlan plan =

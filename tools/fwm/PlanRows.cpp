@@ -38,8 +38,9 @@ Content contentOf(const QString &path)
 {
     FileSource source(path);
     if (!source.open())
-        return {{},
-                Problem{Failure::CannotRead, path + QLatin1String(": ") + source.errorString()}};
+        return {
+            {},
+            Problem{Failure::FileUnreadable, path + QLatin1String(": ") + source.errorString()}};
     if (source.size() > mostBytes)
         return {{},
                 Problem{Failure::InputTooLong,
@@ -138,7 +139,7 @@ PlanRows rowsFromFile(const QString &path)
 {
     const Content content = contentOf(path);
     if (content.problem)
-        return failed(content.problem->failure, content.problem->detail);
+        return failed(content.problem->id, content.problem->detail);
     PlanRows plan;
     const QStringList lines = QString::fromUtf8(content.bytes).split(QLatin1Char('\n'));
     for (int i = 0; i < lines.size(); ++i) {
@@ -174,7 +175,7 @@ PlanRows rowsForDevice(const QString &path, const PackageDescription &package, N
 {
     const Content content = contentOf(path);
     if (content.problem)
-        return failed(content.problem->failure, content.problem->detail);
+        return failed(content.problem->id, content.problem->detail);
     QString error;
     const auto device = DeviceDescription::fromJson(content.bytes, &error);
     if (!device)

@@ -13,7 +13,7 @@ QJsonObject findingJson(const Finding &finding)
     const bool isError = finding.severity == Finding::Severity::Error;
     return {
         {QStringLiteral("severity"), isError ? QStringLiteral("error") : QStringLiteral("warning")},
-        {QStringLiteral("name"), finding.name},
+        {QStringLiteral("id"), finding.name},
         {QStringLiteral("offset"), finding.offset},
         {QStringLiteral("text"), finding.text}};
 }
@@ -24,7 +24,7 @@ Outcome runVerify(const Options &options)
 {
     const OpenPackage package = openPackage(options.file, Depth::Images, options);
     if (package.problem)
-        return Outcome::failed(package.problem->failure, package.problem->detail);
+        return Outcome::failed(*package.problem);
 
     const QVector<Finding> findings = findingsIn(package.contents);
     Outcome outcome;

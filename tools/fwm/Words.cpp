@@ -21,19 +21,6 @@ bool isLetter(quint8 code)
 
 } // namespace
 
-QString printable(const QString &text)
-{
-    QString safe;
-    for (const QChar character : text) {
-        if (character.isPrint() || character.isSurrogate())
-            safe += character;
-        else
-            safe +=
-                QStringLiteral("\\u%1").arg(character.unicode(), 4, hexadecimal, QLatin1Char('0'));
-    }
-    return safe;
-}
-
 QString offsetText(qint64 offset)
 {
     return QStringLiteral("0x%1").arg(offset, offsetDigits, hexadecimal, QLatin1Char('0'));

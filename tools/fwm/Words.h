@@ -1,17 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/Printable.h"
 #include "package/ImageRecord.h"
 #include "package/PackageDescription.h"
 
 #include <QString>
 #include <QStringList>
-
-/**
- * A text from a file, safe to print: what could steer a terminal is shown as its code. Names in
- * packages are anybody's writing.
- */
-QString printable(const QString &text);
 
 /** "0x0000002a". */
 QString offsetText(qint64 offset);

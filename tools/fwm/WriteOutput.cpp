@@ -83,11 +83,12 @@ Outcome describeOutput(const QString &output, const Options &options)
 {
     const OpenPackage package = openPackage(output, Depth::Images, options);
     if (package.problem)
-        return Outcome::failed(package.problem->failure, package.problem->detail);
+        return Outcome::failed(*package.problem);
     Outcome outcome;
     const QVector<Finding> findings = findingsIn(package.contents);
     for (const Finding &finding : findings)
-        outcome.warnings.append(output + QLatin1Char(':') + findingText(finding));
+        outcome.warnings.append(
+            {finding.name, finding.text, output + QLatin1Char(':') + offsetText(finding.offset)});
     const QString checksum = QString::fromLatin1(package.contents.checksum.computed);
     outcome.json = {{QStringLiteral("output"), output},
                     {QStringLiteral("size"), package.contents.size},

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "common/Signals.h"
 #include "fwm/Commands.h"
 
 #include <QCoreApplication>
-
-#include <csignal>
 
 namespace {
 
@@ -19,23 +18,22 @@ constexpr Command commands[] = {
     {"make-net", runMakeNet}, {"diff", runDiff},     {"plan", runPlan},
 };
 
+Outcome run(const Options &options)
+{
+    for (const Command &command : commands) {
+        if (options.command == QLatin1String(command.name))
+            return command.run(options);
+    }
+    return Outcome::failed(ProblemId::Usage, options.command);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    // A file-size limit is then an error of the write like a full disk, and no reason to die
-    // with a half-written file.
-    std::signal(SIGXFSZ, SIG_IGN);
-    // The same for a pipe without a reader.
-    std::signal(SIGPIPE, SIG_IGN);
+    ignoreWriteSignals();
     const QCoreApplication application(argc, argv);
-
-    const CommandLine line = readCommandLine(argc, argv);
-    if (!line.options)
-        return line.exitStatus;
-    for (const Command &command : commands) {
-        if (line.options->command == QLatin1String(command.name))
-            return report(command.run(*line.options), line.options->command, line.options->json);
-    }
-    return int(ExitCode::Usage);
+    OptionReader reader;
+    const std::optional<Outcome> answer = reader.read(QCoreApplication::arguments());
+    return reader.line().write(answer ? *answer : run(reader.options()));
 }

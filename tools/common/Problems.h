@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "common/ExitCodes.h"
+
+#include <QString>
+
+#include <vector>
+
+/** Everything that can keep one of the programs from doing what it was asked for. */
+enum class ProblemId {
+    None,
+    // Every program
+    Usage,
+    OutputUnwritable,
+    FileUnreadable,
+    CannotWrite,
+    // The connection to an agent
+    CannotConnect,
+    ConnectionLost,
+    NoSignOfLife,
+    Interrupted,
+    OutcomeUnseen,
+    BeginningUnseen,
+    // Requests to an agent
+    Busy,
+    NothingToDo,
+    NotRunning,
+    UnknownRequest,
+    RowsRefused,
+    NotInPackage,
+    NotConfirmed,
+    ModeRefused,
+    EdidRefused,
+    NotStarted,
+    // The package on a module
+    PackageMissing,
+    PackageUnreadable,
+    PackageInvalid,
+    PackageDamaged,
+    PackageTooOld,
+    PackageChanged,
+    PackageReadError,
+    PackageDiffers,
+    PackageUnsound,
+    SshFailed,
+    CopyDamaged,
+    CopyNotListed,
+    DescriptionBroken,
+    WrongModel,
+    // The device
+    PortUnavailable,
+    LinkBroken,
+    ModelSilent,
+    ModelRefused,
+    McuSilent,
+    VersionUnread,
+    InfoInvalid,
+    InfoNotWritten,
+    NoFirmware,
+    ImageMissing,
+    UpdateModeRefused,
+    ImageNotWritten,
+    MainMcuLost,
+    RebootRefused,
+    DeviceLost,
+    VirtualVersionNotSet,
+    Unexplained,
+    // The network module's own firmware
+    NetImageInvalid,
+    NetImageDamaged,
+    NetArchiveNotStored,
+    NetVersionNotStored,
+    BlockDamaged,
+    BlockRefused,
+    BlockUnanswered,
+    // Package files
+    NotAPackage,
+    UnknownVersion,
+    NoChecksum,
+    ChecksumWrong,
+    DescriptionUnreadable,
+    RecordsDamaged,
+    TooManyRecords,
+    DescriptionTooLong,
+    FindingsFound,
+    // Making packages and images
+    RequestTooLong,
+    RequestNotAscii,
+    RequestUnreadable,
+    RequestValue,
+    ImageFileMissing,
+    ImageUnreadable,
+    ImageTooLarge,
+    ImageChanged,
+    NotAnArchive,
+    ArchiverFailed,
+    OutputIsInput,
+    OutputInSource,
+    FolderNotEmpty,
+    // Plans and simulated devices
+    RowsUnreadable,
+    InputTooLong,
+    DeviceUnreadable,
+    ChipMissing,
+    ImageUnusable,
+    TraceUnreadable,
+    PortNotOpened,
+    ControlNotOpened,
+    // EDID dumps
+    NotAnEdid,
+};
+
+/** What is known of a problem in general. */
+struct ProblemRow
+{
+    ProblemId problem;
+    ExitCode exit;
+    /** A word for scripts, kept for good. */
+    const char *id;
+    /** One sentence, without a full stop. */
+    const char *text;
+    /** What to try, one or more sentences. */
+    const char *advice;
+    /** The numbers with which the agent's engine ends a run for this problem, with blanks between;
+     *  they do not go over the wire, but its log has them. */
+    const char *engineStatus = "";
+};
+
+/** All of them, in the order of the enumeration; docs/reference/problems.md lists them for users. */
+const std::vector<ProblemRow> &problemTable();
+
+const ProblemRow &problemRow(ProblemId problem);
+
+/** A problem that occurred. */
+struct Problem
+{
+    ProblemId id = ProblemId::None;
+    /** What exactly: a file, a reason, the words of the agent. May be empty. */
+    QString detail = {};
+    /** What helps in this very case; empty for what helps in general. */
+    QString advice = {};
+};
