@@ -56,14 +56,13 @@ bool hasHeader(const QByteArray &bytes)
 DumpReading readBytes(const QByteArray &bytes)
 {
     if (bytes.size() < blockSize)
-        return failure(QStringLiteral("no EDID: %1 bytes are less than a block of %2")
+        return failure(QStringLiteral("%1 bytes are less than a block of %2")
                            .arg(bytes.size())
                            .arg(blockSize));
     if (!hasHeader(bytes))
-        return failure(QStringLiteral("no EDID: it does not begin with 00 FF FF FF FF FF FF 00"));
+        return failure(QStringLiteral("it does not begin with 00 FF FF FF FF FF FF 00"));
     if (bytes.size() > blockSize && bytes.size() < dumpSize)
-        return failure(QStringLiteral("incomplete EDID: %1 bytes end inside its second block")
-                           .arg(bytes.size()));
+        return failure(QStringLiteral("%1 bytes end inside its second block").arg(bytes.size()));
 
     DumpReading reading;
     reading.bytes = bytes.left(dumpSize);
@@ -80,7 +79,7 @@ DumpReading readText(QByteArray text)
     for (const QByteArray &word : words) {
         const auto more = bytesOfWord(word);
         if (!more)
-            return failure(QStringLiteral("no EDID: \"%1\" is no hexadecimal byte")
+            return failure(QStringLiteral("\"%1\" is not a hexadecimal byte")
                                .arg(QString::fromLatin1(word.left(shownOfAWord))));
         bytes += *more;
     }
@@ -92,7 +91,7 @@ DumpReading readText(QByteArray text)
 DumpReading readDump(const QByteArray &content)
 {
     if (content.trimmed().isEmpty())
-        return failure(QStringLiteral("no EDID: nothing in it"));
+        return failure(QStringLiteral("it is empty"));
     return isText(content) ? readText(content) : readBytes(content);
 }
 
@@ -100,6 +99,6 @@ DumpReading readDump(QIODevice &input)
 {
     const QByteArray content = input.read(maxContentSize + 1);
     if (content.size() > maxContentSize)
-        return failure(QStringLiteral("no EDID: larger than any dump"));
+        return failure(QStringLiteral("it is larger than any dump"));
     return readDump(content);
 }

@@ -1,23 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ReportPrinter.h"
 
+#include "common/Printable.h"
 #include "edid/ParseEDID.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 namespace {
-
-/** One line's content, fit for a terminal. */
-QString printable(QString text)
-{
-    for (QChar &character : text) {
-        if (character.category() == QChar::Other_Control)
-            character = '?';
-    }
-    return text;
-}
 
 /** The verdicts of a status stand behind bare carriage returns. */
 QString statusLine(const QString &status)
@@ -41,7 +30,7 @@ DumpReport reportDump(const QByteArray &bytes)
     return report;
 }
 
-QByteArray reportText(const DumpReport &report)
+QString reportText(const DumpReport &report)
 {
     QStringList text{
         "Status: " + statusLine(report.status),
@@ -56,12 +45,12 @@ QByteArray reportText(const DumpReport &report)
         for (const QString &part : parts)
             text += printable(part);
     }
-    return (text.join('\n') + '\n').toUtf8();
+    return text.join('\n') + '\n';
 }
 
-QByteArray reportJson(const DumpReport &report)
+QJsonObject reportJson(const DumpReport &report)
 {
-    const QJsonObject object{
+    return {
         {"status", report.status},
         {"dump", report.dump},
         {"identification", report.identification},
@@ -69,5 +58,4 @@ QByteArray reportJson(const DumpReport &report)
         {"extension", report.extension},
         {"lines", QJsonArray::fromStringList(report.lines)},
     };
-    return QJsonDocument(object).toJson();
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QString>
 #include <QStringList>
 
@@ -21,10 +22,10 @@ struct DumpReport
 DumpReport reportDump(const QByteArray &bytes);
 
 /**
- * The report for a terminal, UTF-8: the fields, a blank line, the lines. Line ends are plain line
- * feeds, and control characters in a display's name show as "?".
+ * The report for a terminal: the fields, a blank line, the lines. Line ends are plain line feeds,
+ * and characters of a display's name that are not printable show as their codes.
  */
-QByteArray reportText(const DumpReport &report);
+QString reportText(const DumpReport &report);
 
-/** The report as a JSON object, every text exactly as the agent has it. */
-QByteArray reportJson(const DumpReport &report);
+/** The report as members of a JSON document, every text exactly as the agent has it. */
+QJsonObject reportJson(const DumpReport &report);
