@@ -26,7 +26,9 @@ DEVICE = {
         {"name": "AUX 1", "chip_type": 1, "chip_index": 1, "version": "2.0"},
     ],
 }
-UNWRITTEN = b"device-simulator: error: Standard output cannot be written.\n"
+UNWRITTEN = (b"device-simulator: error: standard output cannot be written\n"
+             b"  Check that the disk is not full and that the program that reads the output still "
+             b"runs.\n")
 MODEL = frames.frame(frames.REPLY, frames.MODEL_NAME, b"HX-8")
 
 
@@ -155,7 +157,9 @@ class TestProgram(unittest.TestCase):
             before = sorted(os.listdir(self.folder)) + ["d.json"]
             result = self.run_program("--control", name)
             self.assertEqual((result.returncode, result.stderr.decode()),
-                             (1, f"device-simulator: {name}: exists and is not a socket\n"))
+                             (1, "device-simulator: error: the control socket cannot be created: "
+                              f"{name}: exists and is not a socket\n  Check that nothing else uses "
+                              "its name, and that you may write to its folder.\n"))
             self.assertEqual(set(os.listdir(self.folder)), set(before))
         with open(path, encoding="ascii") as file:
             self.assertEqual(file.read(), "mine")
@@ -175,8 +179,11 @@ class TestProgram(unittest.TestCase):
             popen.terminate()
             errors = popen.communicate(timeout=10)[1]
         self.assertEqual(popen.returncode, 1)
-        self.assertEqual(errors, "device-simulator: the trace ends here: /dev/full: No space left "
-                                 "on device\ndevice-simulator: /dev/full: No space left on device\n")
+        self.assertEqual(errors, "device-simulator: warning: the trace ends here: /dev/full: No "
+                                 "space left on device [trace-cut]\n"
+                                 "device-simulator: error: the output cannot be written: /dev/full: "
+                                 "No space left on device\n  Check the folder, whether you may write "
+                                 "there, and that the disk is not full.\n")
 
     def test_numbers_of_control_commands(self):
         simulator = self.start()
@@ -360,6 +367,58 @@ class TestProgram(unittest.TestCase):
             replay.terminate()
         self.assertEqual(replay.returncode, 0)
 
+    def lines(self, *options):
+        """The JSON lines of a run in which a host comes and goes, and the exit status."""
+        device = os.path.join(self.folder, "d.json")
+        with open(device, "w", encoding="ascii") as file:
+            json.dump(DEVICE, file)
+        with subprocess.Popen([PROGRAM, "--json", "--device", device, "--pty-link", self.link,
+                               *options], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, text=True) as popen:
+            first = popen.stdout.readline()
+            fd = self.open_link()
+            self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
+            os.close(fd)
+            popen.terminate()
+            output, errors = popen.communicate(timeout=10)
+        self.assertEqual(errors, "")
+        return [json.loads(line) for line in (first + output).splitlines()], popen.returncode
+
+    def test_json(self):
+        (ready, result), status = self.lines()
+        self.assertEqual(status, 0)
+        self.assertEqual((ready["event"], ready["address"]), ("ready", self.link))
+        self.assertEqual(set(ready), {"event", "address", "time"})
+        self.assertEqual((result["event"], result["command"], result["exit"], result["result"],
+                          result["error"], result["address"], result["lost_bytes"]),
+                         ("result", "device-simulator", 0, "done", None, self.link, 0))
+        self.assertGreaterEqual(result["seconds"], 0)
+
+    def test_json_of_failures(self):
+        (ready, warning, result), status = self.lines("--trace", "/dev/full")
+        self.assertEqual((status, ready["event"], result["exit"]), (1, "ready", 1))
+        self.assertEqual((warning["event"], warning["id"], warning["detail"]),
+                         ("warning", "trace-cut", "/dev/full: No space left on device"))
+        self.assertEqual(result["error"]["id"], "cannot-write")
+        self.assertEqual(result["address"], self.link)
+
+        broken = os.path.join(self.folder, "broken.json")
+        with open(broken, "w", encoding="ascii") as file:
+            file.write("{")
+        for options, problem in ((("--device", "/nowhere.json"), "file-unreadable"),
+                                 (("--device", broken), "device-unreadable"),
+                                 (("--replay", broken), "trace-unreadable")):
+            done = subprocess.run([PROGRAM, *options, "--pty-link", self.link, "--json"],
+                                  capture_output=True, text=True, timeout=10, check=False)
+            self.assertEqual((done.returncode, done.stderr), (1, ""))
+            self.assertEqual(json.loads(done.stdout)["error"]["id"], problem)
+        for options, problem in ((("--pty-link", PROGRAM), "port-not-opened"),
+                                 (("--control", PROGRAM), "control-not-opened"),
+                                 (("--trace", "/nowhere/trace"), "cannot-write")):
+            done = self.run_program("--json", *options)
+            self.assertEqual((done.returncode, done.stderr), (1, b""))
+            self.assertEqual(json.loads(done.stdout)["error"]["id"], problem)
+
     def test_usage(self):
         def run(*arguments):
             return subprocess.run([PROGRAM, *arguments], capture_output=True, text=True,
@@ -380,7 +439,13 @@ class TestProgram(unittest.TestCase):
                       ("--device", device, "--pty-link", "x", "more"), ("--colour",)):
             result = run(*wrong)
             self.assertEqual((result.returncode, result.stdout), (2, ""), wrong)
-            self.assertRegex(result.stderr, r"^device-simulator: .*\nTry ")
+            self.assertRegex(result.stderr, r"^device-simulator: error: the command line is wrong: "
+                                            r".*\n  See 'device-simulator --help'\.\n$")
+            result = run("--json", *wrong)
+            self.assertEqual((result.returncode, result.stderr), (2, ""), wrong)
+            document = json.loads(result.stdout)
+            self.assertEqual((document["event"], document["exit"], document["error"]["id"]),
+                             ("result", 2, "usage"), wrong)
         missing = run("--device", "/nowhere.json", "--pty-link", self.link)
         self.assertEqual((missing.returncode, missing.stdout), (1, ""))
         self.assertIn("/nowhere.json", missing.stderr)

@@ -49,6 +49,7 @@ public:
 
     /** Where the program adds the options that all of its commands have. */
     CLI::App &app() { return *m_app; }
+    const CLI::App &app() const { return *m_app; }
     CLI::App &addCommand(const char *name, const char *help);
     /** A further flag that asks for JSON, with its two dashes. */
     void addJsonFlag(const char *name, OutputForm form, const char *help);

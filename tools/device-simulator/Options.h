@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/CommandLine.h"
 #include "device-simulator/Fault.h"
 
 #include <QHostAddress>
@@ -10,7 +11,7 @@
 
 #include <optional>
 
-/** The command line of device-simulator. */
+/** What to simulate, and where. */
 struct Options
 {
     /** Exactly one of these two says what to play. */
@@ -29,14 +30,33 @@ struct Options
     QString controlPath;
     QString saveFlashPath;
     bool printFrames = false;
+};
 
-    /** What was asked for instead of a run, and the text that answers it. */
-    struct Other
+/** The command line of device-simulator. */
+class OptionReader
+{
+public:
+    OptionReader();
+
+    /** As CommandLine::read(); without an answer there are options. */
+    std::optional<CommandOutcome> read(const QStringList &arguments);
+    const Options &options() const { return m_options; }
+    const CommandLine &line() const { return m_line; }
+
+private:
+    QStringList values(const char *name) const;
+    /** Of an option that is given twice the last one counts. */
+    QString value(const char *name) const
     {
-        int exitStatus = 0;
-        QString text;
-    };
+        const QStringList all = values(name);
+        return all.isEmpty() ? QString() : all.last();
+    }
+    bool isSet(const char *name) const { return !values(name).isEmpty(); }
+    QString wrongValue(const char *name) const;
+    QString readNumbers();
+    QString readFaults();
+    QString wrongCombination() const;
 
-    /** Reads the arguments; nothing is returned when `other` tells what to print instead. */
-    static std::optional<Options> parse(const QStringList &arguments, Other *other);
+    CommandLine m_line;
+    Options m_options;
 };

@@ -11,19 +11,35 @@
 #include <cstdio>
 #include <utility>
 
-Simulator::Simulator(Options options) : m_options(std::move(options)) {}
+using Failure = Simulator::Failure;
+
+namespace {
+
+Failure unreadable(const QFile &file)
+{
+    return Problem{ProblemId::FileUnreadable,
+                   file.fileName() + QLatin1String(": ") + file.errorString()};
+}
+
+} // namespace
+
+Simulator::Simulator(Options options, TraceLost traceLost)
+    : m_options(std::move(options)), m_traceLost(std::move(traceLost))
+{
+}
 
 Simulator::~Simulator() = default;
 
-QString Simulator::readDevice()
+Failure Simulator::readDevice()
 {
     QFile file(m_options.devicePath);
     if (!file.open(QIODevice::ReadOnly))
-        return QStringLiteral("%1: %2").arg(m_options.devicePath, file.errorString());
+        return unreadable(file);
     QString error;
     const auto description = DeviceDescription::fromJson(file.readAll(), &error);
     if (!description)
-        return QStringLiteral("%1: %2").arg(m_options.devicePath, error);
+        return Problem{ProblemId::DeviceUnreadable,
+                       m_options.devicePath + QLatin1String(": ") + error};
     m_device = std::make_unique<SimulatedDevice>(*description, SimulatedDevice::steadyClock(),
                                                  m_options.seed);
     for (const Fault &fault : qAsConst(m_options.faults))
@@ -31,25 +47,27 @@ QString Simulator::readDevice()
     return {};
 }
 
-QString Simulator::readReplay()
+Failure Simulator::readReplay()
 {
     QFile file(m_options.replayPath);
     if (!file.open(QIODevice::ReadOnly))
-        return QStringLiteral("%1: %2").arg(m_options.replayPath, file.errorString());
+        return unreadable(file);
     QString error;
     auto replay = ReplayDevice::fromTrace(file.readAll(), &error);
     if (!replay)
-        return QStringLiteral("%1: %2").arg(m_options.replayPath, error);
+        return Problem{ProblemId::TraceUnreadable,
+                       m_options.replayPath + QLatin1String(": ") + error};
     m_replay = std::make_unique<ReplayDevice>(std::move(*replay));
     return {};
 }
 
-QString Simulator::openTrace()
+Failure Simulator::openTrace()
 {
     if (!m_options.tracePath.isEmpty()) {
         m_traceFile.setFileName(m_options.tracePath);
         if (!m_traceFile.open(QIODevice::WriteOnly | QIODevice::Truncate))
-            return QStringLiteral("%1: %2").arg(m_options.tracePath, m_traceFile.errorString());
+            return Problem{ProblemId::CannotWrite,
+                           m_options.tracePath + QLatin1String(": ") + m_traceFile.errorString()};
     }
     if (!m_traceFile.isOpen() && !m_options.printFrames)
         return {};
@@ -68,8 +86,7 @@ void Simulator::writeTrace(const TraceEvent &event)
     if (m_traceFile.write(line) != line.size() || !m_traceFile.flush()) {
         m_traceProblem =
             QStringLiteral("%1: %2").arg(m_options.tracePath, m_traceFile.errorString());
-        std::fprintf(stderr, "device-simulator: the trace ends here: %s\n",
-                     qPrintable(m_traceProblem));
+        m_traceLost(m_traceProblem);
     }
 }
 
@@ -82,7 +99,7 @@ std::unique_ptr<DevicePort> Simulator::makePort() const
     return std::make_unique<PtyPort>(m_options.ptyLink);
 }
 
-QString Simulator::openControl()
+Failure Simulator::openControl()
 {
     if (m_options.controlPath.isEmpty())
         return {};
@@ -94,24 +111,25 @@ QString Simulator::openControl()
     m_commands = std::make_unique<ControlCommands>(*m_device, hooks);
     m_control = std::make_unique<ControlServer>(*m_commands);
     QString error;
-    m_control->listen(m_options.controlPath, &error);
-    return error;
+    if (m_control->listen(m_options.controlPath, &error))
+        return {};
+    return Problem{ProblemId::ControlNotOpened, error};
 }
 
-QString Simulator::openFiles()
+Failure Simulator::openFiles()
 {
     if (!m_options.replayPath.isEmpty())
         return readReplay();
-    const QString error = readDevice();
-    return error.isEmpty() ? openTrace() : error;
+    const Failure failure = readDevice();
+    return failure ? failure : openTrace();
 }
 
-QString Simulator::start()
+Failure Simulator::start()
 {
     QString error;
     m_port = makePort();
     if (!m_port->open(&error))
-        return error;
+        return Problem{ProblemId::PortNotOpened, error};
     QObject::connect(m_port.get(), &DevicePort::closed, qApp, &QCoreApplication::quit);
     const auto device = [this](const QByteArray &bytes) {
         return m_device ? m_device->receive(bytes) : m_replay->receive(bytes);
@@ -120,10 +138,13 @@ QString Simulator::start()
     return openControl();
 }
 
-QString Simulator::finish()
+Failure Simulator::finish()
 {
-    const QString saveProblem = m_options.saveFlashPath.isEmpty()
-                                    ? QString()
-                                    : saveFlash(*m_device, m_options.saveFlashPath);
-    return saveProblem.isEmpty() ? m_traceProblem : saveProblem;
+    QString problem = m_traceProblem;
+    if (!m_options.saveFlashPath.isEmpty()) {
+        const QString flashProblem = saveFlash(*m_device, m_options.saveFlashPath);
+        if (!flashProblem.isEmpty())
+            problem = flashProblem;
+    }
+    return problem.isEmpty() ? Failure() : Problem{ProblemId::CannotWrite, problem};
 }

@@ -11,36 +11,46 @@
 #include <QFile>
 #include <QString>
 
+#include <functional>
 #include <memory>
+#include <optional>
 
 /** The running program: a device behind a port, with its trace and its control channel. */
 class Simulator
 {
 public:
-    explicit Simulator(Options options);
+    /** Hears at once when the trace cannot be written any more. */
+    using TraceLost = std::function<void(const QString &reason)>;
+
+    Simulator(Options options, TraceLost traceLost);
     ~Simulator();
 
-    /** Reads the device file and opens the trace, which may wait for others when they are pipes;
-     *  the text says what failed. */
-    QString openFiles();
-    /** Opens the port and the control channel; the text says what failed. */
-    QString start();
+    // What failed, or nothing.
+    using Failure = std::optional<Problem>;
+
+    /** Reads the device file and opens the trace, which may wait for others when they are pipes. */
+    Failure openFiles();
+    /** Opens the port and the control channel. */
+    Failure start();
 
     /** How a host reaches the device. */
     QString address() const { return m_port->address(); }
+    /** Bytes of the host that were sent while the wire was cut. */
+    qint64 lostBytes() const { return m_wire->lostBytes(); }
 
-    /** Saves what was to be saved at the end; the text says what failed, then or before. */
-    QString finish();
+    /** Saves what was to be saved at the end; what failed then or before. */
+    Failure finish();
 
 private:
-    QString readDevice();
-    QString readReplay();
-    QString openTrace();
-    QString openControl();
+    Failure readDevice();
+    Failure readReplay();
+    Failure openTrace();
+    Failure openControl();
     void writeTrace(const TraceEvent &event);
     std::unique_ptr<DevicePort> makePort() const;
 
     Options m_options;
+    TraceLost m_traceLost;
     QFile m_traceFile;
     /** Why the trace is not complete. */
     QString m_traceProblem;

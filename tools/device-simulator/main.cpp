@@ -1,81 +1,85 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "common/ExitCodes.h"
 #include "common/Output.h"
+#include "common/Signals.h"
 #include "device-simulator/Options.h"
 #include "device-simulator/Simulator.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QSocketNotifier>
 
-#include <csignal>
-#include <cstdio>
-#include <sys/signalfd.h>
+#include <unistd.h>
 
 namespace {
 
-const char *const program = "device-simulator";
-
-/** Turns the signals that end a program into an event of the loop. */
-int makeSignalDescriptor()
+CommandOutcome outcomeOf(const Simulator::Failure &failure)
 {
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGTERM);
-    sigaddset(&ending, SIGINT);
-    sigprocmask(SIG_BLOCK, &ending, nullptr);
-    return signalfd(-1, &ending, SFD_CLOEXEC | SFD_NONBLOCK);
+    return failure ? CommandOutcome::failed(*failure) : CommandOutcome();
 }
 
-int fail(const QString &problem)
+/** A host may connect: false when standard output takes no more. */
+bool writeReady(OutputForm form, const QString &address)
 {
-    std::fprintf(stderr, "%s: %s\n", program, qPrintable(problem));
-    return int(ExitCode::Failed);
+    const bool isText = form == OutputForm::Text;
+    return writeAll(STDOUT_FILENO,
+                    isText ? "ready " + address.toUtf8() + '\n'
+                           : eventLine({{QStringLiteral("event"), QStringLiteral("ready")},
+                                        {QStringLiteral("address"), address}}));
 }
 
-/** Help, or what is wrong with the command line. */
-int answer(const Options::Other &other)
+/** The device plays on, since a host may be in the middle of something. */
+void writeTraceLost(OutputForm form, const QString &reason)
 {
-    if (other.exitStatus == int(ExitCode::Done))
-        return int(writeOutput(program, other.text.toLocal8Bit()) ? ExitCode::Done
-                                                                  : ExitCode::Failed);
-    std::fputs(qPrintable(other.text), stderr);
-    return other.exitStatus;
+    const QString text = QStringLiteral("the trace ends here");
+    if (form == OutputForm::Text)
+        writeAll(STDERR_FILENO, QStringLiteral("device-simulator: warning: %1: %2 [trace-cut]\n")
+                                    .arg(text, reason)
+                                    .toUtf8());
+    else
+        writeAll(STDOUT_FILENO, eventLine({{QStringLiteral("event"), QStringLiteral("warning")},
+                                           {QStringLiteral("id"), QStringLiteral("trace-cut")},
+                                           {QStringLiteral("text"), text},
+                                           {QStringLiteral("detail"), reason}}));
 }
 
-int run(Simulator &simulator)
+/** From the opened files to the end of the simulation. */
+CommandOutcome run(Simulator &simulator, OutputForm form)
 {
-    QString problem = simulator.start();
-    if (!problem.isEmpty())
-        return fail(problem);
-    const QString address = simulator.address();
-    if (!writeOutput(program, "ready " + address.toLocal8Bit() + '\n'))
-        return int(ExitCode::Failed);
+    const Simulator::Failure failure = simulator.start();
+    if (failure)
+        return outcomeOf(failure);
+    QElapsedTimer clock;
+    clock.start();
+    if (!writeReady(form, simulator.address()))
+        return CommandOutcome::failed(ProblemId::OutputUnwritable, {});
     QCoreApplication::exec();
-    problem = simulator.finish();
-    return problem.isEmpty() ? int(ExitCode::Done) : fail(problem);
+    CommandOutcome outcome = outcomeOf(simulator.finish());
+    outcome.json = {{QStringLiteral("address"), simulator.address()},
+                    {QStringLiteral("seconds"), double(clock.elapsed()) / 1000.0},
+                    {QStringLiteral("lost_bytes"), simulator.lostBytes()}};
+    return outcome;
 }
 
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    // A pipe without a reader is then an error of the write like a full disk.
-    std::signal(SIGPIPE, SIG_IGN);
+    ignoreWriteSignals();
     const QCoreApplication application(argc, argv);
-
-    Options::Other other;
-    const auto options = Options::parse(QCoreApplication::arguments(), &other);
-    if (!options)
-        return answer(other);
+    OptionReader reader;
+    const CommandLine &line = reader.line();
+    if (const auto answer = reader.read(QCoreApplication::arguments()))
+        return line.write(*answer);
 
     // Files may be pipes, on which it waits; until then a signal ends the program at once.
-    Simulator simulator(*options);
-    const QString problem = simulator.openFiles();
-    if (!problem.isEmpty())
-        return fail(problem);
+    const OutputForm form = line.form();
+    Simulator simulator(reader.options(),
+                        [form](const QString &reason) { writeTraceLost(form, reason); });
+    if (const Simulator::Failure failure = simulator.openFiles())
+        return line.write(outcomeOf(failure));
 
-    QSocketNotifier endSignal(makeSignalDescriptor(), QSocketNotifier::Read);
+    QSocketNotifier endSignal(catchEndSignals(), QSocketNotifier::Read);
     QObject::connect(&endSignal, &QSocketNotifier::activated, &application,
                      [] { QCoreApplication::quit(); });
-    return run(simulator);
+    return line.write(run(simulator, form));
 }
