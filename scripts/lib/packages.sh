@@ -7,7 +7,7 @@ BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdefla
     libcli11-dev libedit-dev"
 # To run the tests and the demonstration.
 RUN_PACKAGES="python3 bubblewrap"
-TEST_PACKAGES="edid-decode bzip2 mold openssh-client openssh-sftp-server"
+TEST_PACKAGES="edid-decode bzip2 mold openssh-client openssh-sftp-server python3-jsonschema"
 # To make the Debian packages and to check what is in them.
 PACKAGE_PACKAGES="dpkg-dev gzip lintian man-db sudo nftables iproute2 systemd"
 # To install the Debian packages into a throw-away root.

@@ -100,7 +100,7 @@ void TestWriting::builds()
     QCOMPARE(package.mid(15, goodRequest().size()), goodRequest());
 
     const QJsonObject json = m_fwm->run({"build", "request.json", "-o", "FW.fwm", "--json"}).json();
-    QCOMPARE(json.value("images").toInt(), 1);
+    QCOMPARE(json.value("image_count").toInt(), 1);
     QCOMPARE(json.value("size").toInt(), package.size());
     QCOMPARE(json.value("exit").toInt(), 0);
 }
@@ -474,7 +474,7 @@ void TestWriting::addsNetInPlace()
     const Ran added = m_fwm->run({"add-net", "FW.fwm", "net.bin", "-o", "FW.fwm", "--json"});
     QCOMPARE(added.status, 0);
     QCOMPARE(added.json().value("replaced").toBool(), true);
-    QCOMPARE(added.json().value("images").toInt(), 3);
+    QCOMPARE(added.json().value("image_count").toInt(), 3);
     QCOMPARE(m_fwm->run({"verify", "FW.fwm"}).status, 0);
     const Ran differences = m_fwm->run({"diff", goldenPath("good"), "FW.fwm"});
     QVERIFY(differences.out.startsWith("! NET (chip type 32): version 1.23.0 -> 3.0.0"));

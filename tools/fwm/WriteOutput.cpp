@@ -92,7 +92,7 @@ Outcome describeOutput(const QString &output, const Options &options)
     const QString checksum = QString::fromLatin1(package.contents.checksum.computed);
     outcome.json = {{QStringLiteral("output"), output},
                     {QStringLiteral("size"), package.contents.size},
-                    {QStringLiteral("images"), package.contents.images.size()},
+                    {QStringLiteral("image_count"), package.contents.images.size()},
                     {QStringLiteral("checksum"), checksum}};
     outcome.text = QStringLiteral("%1: %2, %3 bytes, checksum %4\n")
                        .arg(printable(output), imageCountText(package.contents.images.size()))

@@ -1,0 +1,238 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Real documents of every command against the command's schema: results, errors, wrong usage."""
+
+import json
+import os
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+import jsonschema
+
+import documents
+from harness import frames
+
+PROGRAMS = os.environ["PROGRAMS"]
+PACKAGES = os.path.join(documents.ROOT, "tests", "package", "data")
+DUMPS = os.path.join(documents.ROOT, "tests", "edid", "data")
+DEVICE = os.path.join(documents.ROOT, "tools", "device-simulator", "examples", "six-chips.json")
+DONE, FAILED, USAGE, NOTHING, REFUSED = 0, 1, 2, 3, 7
+NO_ERROR = (DONE, NOTHING)
+
+# The command line, the exit status, and the id of the error.
+CASES = [
+    ("fwm info {good}", DONE, None),
+    ("fwm info {packages}/checksum-wrong.fwm", REFUSED, "checksum-wrong"),
+    ("fwm info none", FAILED, "file-unreadable"),
+    ("fwm info", USAGE, "usage"),
+    ("fwm verify {good}", DONE, None),
+    ("fwm verify {packages}/net-md5-wrong.fwm", REFUSED, "findings"),
+    ("fwm verify none", FAILED, "file-unreadable"),
+    ("fwm verify {good} --loud", USAGE, "usage"),
+    ("fwm list {good}", DONE, None),
+    ("fwm list {packages}/no-magic.fwm", REFUSED, "not-a-package"),
+    ("fwm list a b", USAGE, "usage"),
+    ("fwm extract {good} -o out", DONE, None),
+    ("fwm extract {good} -o {packages}", FAILED, "folder-not-empty"),
+    ("fwm extract {good}", USAGE, "usage"),
+    ("fwm diff {good} other.fwm", DONE, None),
+    ("fwm diff {good} rewritten.fwm", DONE, None),
+    ("fwm diff {good} {packages}/version-3.fwm", DONE, None),
+    ("fwm diff {good} {good}", NOTHING, None),
+    ("fwm diff {good} {packages}/bare.fwm", REFUSED, "no-checksum"),
+    ("fwm diff {good}", USAGE, "usage"),
+    ("fwm build request/request.json -o FW.fwm", DONE, None),
+    ("fwm build odd.json -o odd.fwm", DONE, None),
+    ("fwm build broken.json -o FW.fwm", FAILED, "request-unreadable"),
+    ("fwm build request/request.json", USAGE, "usage"),
+    ("fwm add-net {good} net.bin -o FW.fwm", DONE, None),
+    ("fwm add-net {good} {good} -o FW.fwm", REFUSED, "net-image-damaged"),
+    ("fwm add-net {good} -o FW.fwm", USAGE, "usage"),
+    ("fwm make-net request --net-version 1.24 -o new.bin", DONE, None),
+    ("fwm make-net broken.json --net-version 1.24 -o new.bin", FAILED, "not-an-archive"),
+    ("fwm make-net request --net-version one -o new.bin", USAGE, "usage"),
+    ("fwm make-net request --net-version 1.24 -o request/new.bin", USAGE, "output-in-source"),
+    ("fwm plan {good} --device device.json", FAILED, "chip-missing"),
+    ("fwm plan {good} --rows rows", DONE, None),
+    ("fwm plan {good} --rows odd-rows", NOTHING, None),
+    ("fwm plan {good} --device broken.json", FAILED, "device-unreadable"),
+    ("fwm plan {good}", USAGE, "usage"),
+    ("fwm", USAGE, "usage"),
+    ("fwm lst {good}", USAGE, "usage"),
+    ("fwm --help", DONE, None),
+    ("fwm list --version", DONE, None),
+    ("edid-report {dumps}/v4l-dell-p2415q-hdmi1.4.bin", DONE, None),
+    ("edid-report half.bin", DONE, None),
+    ("edid-report none", FAILED, "file-unreadable"),
+    ("edid-report broken.json", FAILED, "not-an-edid"),
+    ("edid-report", USAGE, "usage"),
+    ("edid-report --help", DONE, None),
+    ("device-simulator --device none --pty-link tty", FAILED, "file-unreadable"),
+    ("device-simulator --device broken.json --pty-link tty", FAILED, "device-unreadable"),
+    ("device-simulator --replay broken.json --pty-link tty", FAILED, "trace-unreadable"),
+    ("device-simulator --device {device} --pty-link broken.json", FAILED, "port-not-opened"),
+    ("device-simulator --device {device}", USAGE, "usage"),
+    ("device-simulator --bash-completion", DONE, None),
+]
+
+
+def chip(name, chip_type, mcu_type, file):
+    key = {"in_chip_type": chip_type, "in_chip_quanity": 1, "in_mcu_type": mcu_type,
+           "in_pcb_version": 1, "in_speciality": 65, "in_ver1": 1, "in_ver2": 2, "in_ver3": 3}
+    pcb = {"name": name, "pcb_version": "1", "speciality": "A", "ver1": "1", "ver2": "2",
+           "ver3": "3", "fw_file": file, **{member: str(value) for member, value in key.items()}}
+    return {"name": name, "chip_type": str(chip_type + 1), "chip_quanity": "1",
+            "mcus": [{"mcu_type": str(mcu_type), "pcbs": [pcb]}]}
+
+
+class TestDocuments(unittest.TestCase):
+
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = folder.name
+        cls.documents = documents.Documents()
+        cls.make_inputs()
+
+    @classmethod
+    def write(cls, name, content):
+        with open(os.path.join(cls.folder, name), "wb") as file:
+            file.write(content if isinstance(content, bytes) else content.encode())
+
+    @classmethod
+    def fwm(cls, line):
+        subprocess.run([os.path.join(PROGRAMS, "fwm"), *line.format(**cls.names()).split()],
+                       cwd=cls.folder, check=True, stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL)
+
+    @classmethod
+    def names(cls):
+        return {"packages": PACKAGES, "good": os.path.join(PACKAGES, "good.fwm"), "dumps": DUMPS,
+                "device": DEVICE}
+
+    @classmethod
+    def make_inputs(cls):
+        """What the cases need beside the data of other tests."""
+        cls.fwm("extract {good} -o request")
+        shutil.copy(os.path.join(cls.folder, "request", "03-NET.bin"),
+                    os.path.join(cls.folder, "net.bin"))
+        with open(os.path.join(cls.folder, "request", "request.json"), encoding="ascii") as file:
+            request = json.load(file)
+        cls.write("request/rewritten.json", json.dumps(request, indent=1))
+        cls.fwm("build request/rewritten.json -o rewritten.fwm")
+
+        cls.write("image", "an image")
+        main, aux = chip("MAIN-X", 0, 1, "image"), chip("AUX", 1, 2, "image")
+        main["chip_quanity"] = main["mcus"][0]["pcbs"][0]["in_chip_quanity"] = "2"
+        main["mcus"][0]["pcbs"][0]["in_ver1"] = main["mcus"][0]["pcbs"][0]["ver1"] = "9"
+        cls.write("make.json", json.dumps({"model": "Other", "version": "2", "chips": [main, aux]}))
+        cls.fwm("build make.json -o step.fwm")
+        cls.fwm("make-net request --net-version 1.24 -o newer.bin")
+        cls.fwm("add-net step.fwm newer.bin -o other.fwm")
+        odd = chip("AUX", 1, 2, "image")
+        odd["mcus"][0]["pcbs"][0]["in_ver1"] = "7"
+        cls.write("odd.json", json.dumps({"model": "M", "version": "1", "chips": [odd]}))
+        cls.write("broken.json", "{")
+        cls.write("rows", "MAIN,0,0,1,1,65,1,0,0\n")
+        cls.write("odd-rows", "MAIN,0,0,1,2,66,1,0,0\nNONE,9,0,1,1,65,1,0,0\n")
+        cls.write("device.json", json.dumps({"model": "MX-88", "product_id": "P", "chips": [
+            {"name": "MAIN", "version": "1.0.0"}]}))
+        with open(os.path.join(DUMPS, "v4l-dell-p2415q-hdmi1.4.bin"), "rb") as dump:
+            cls.write("half.bin", dump.read(128))
+
+    def run_case(self, line):
+        """The documents of a command line, the exit status, and what was on standard error."""
+        program, *words = line.format(**self.names()).split()
+        done = subprocess.run([os.path.join(PROGRAMS, program), *words, "--json"], cwd=self.folder,
+                              capture_output=True, text=True, timeout=60, check=False)
+        return json.loads(done.stdout), done.returncode, done.stderr
+
+    @staticmethod
+    def schema_of(line, document):
+        """A document without a command, of a program with commands, has the common members only."""
+        program = line.split()[0]
+        if program != "fwm":
+            return program
+        return f"fwm-{document['command']}" if document["command"] else documents.COMMON
+
+    def test_every_command(self):
+        for line, status, problem in CASES:
+            with self.subTest(line):
+                document, returned, errors = self.run_case(line)
+                self.assertEqual((returned, errors), (status, ""), document)
+                self.assertEqual(document["exit"], status)
+                error = document["error"]
+                self.assertEqual(error["id"] if error else None, problem)
+                self.assertEqual(error is None, status in NO_ERROR)
+                self.documents.check(self.schema_of(line, document), document)
+        self.run_simulator()
+        self.assertEqual(self.documents.unseen(documents.COMMON, "fwm-", "edid-report", "device-simulator"), [])
+
+    def run_simulator(self):
+        """A run with a host, whose trace is cut."""
+        with subprocess.Popen([os.path.join(PROGRAMS, "device-simulator"), "--json", "--device",
+                               DEVICE, "--pty-link", "tty", "--trace", "/dev/full"],
+                              stdout=subprocess.PIPE, text=True, cwd=self.folder) as simulator:
+            ready = simulator.stdout.readline()
+            with open(os.path.join(self.folder, "tty"), "r+b", buffering=0) as host:
+                host.write(frames.host(frames.MODEL_NAME))
+                warning = simulator.stdout.readline()
+            simulator.terminate()
+            result = simulator.communicate(timeout=20)[0]
+        self.assertEqual(simulator.returncode, FAILED)
+        for line, name in ((ready, "device-simulator-ready"), (result, "device-simulator"),
+                           (warning, "device-simulator-warning")):
+            self.documents.check(name, json.loads(line))
+
+    def test_every_command_has_a_schema(self):
+        shown = subprocess.run([os.path.join(PROGRAMS, "fwm"), "--help"], capture_output=True,
+                               text=True, check=True).stdout
+        commands = re.findall(r"^  ([a-z-]+) ", shown.split("Subcommands:")[1].split("\n\n")[0], re.M)
+        self.assertGreater(len(commands), 8)
+        self.assertEqual([name for name in documents.names() if name.startswith("fwm-")],
+                         sorted(f"fwm-{command}" for command in commands))
+        for command in commands:
+            cases = [status for line, status, _ in CASES if line.split()[:2] == ["fwm", command]]
+            self.assertTrue({USAGE} < set(cases), command)
+            self.assertTrue(set(cases) & set(NO_ERROR), command)
+            self.assertTrue(set(cases) & {FAILED, REFUSED}, command)
+
+    def test_every_schema_is_one(self):
+        for name in documents.names():
+            with self.subTest(name):
+                jsonschema.Draft202012Validator.check_schema(documents.load(name))
+
+    def test_a_document_that_does_not_fit_is_found(self):
+        good = {"command": "list", "exit": 0, "result": "done", "error": None, "warnings": [],
+                "file": "f", "model": "m", "release": "r", "list": []}
+        checker = documents.Documents()
+        checker.check("fwm-list", good)
+        for change in ({"exit": "0"}, {"result": "device-busy"}, {"error": "busy"}, {"more": 1},
+                       {"warnings": ["odd"]}, {"command": "info"}, {"list": [{}]},
+                       {"list": [{"two words": 1}]}, {"model": None},
+                       {"error": {"id": "nowhere", "text": "t", "advice": "a", "detail": ""}},
+                       {"warnings": [{"id": "nowhere", "text": "t", "detail": ""}]}):
+            with self.assertRaises(AssertionError, msg=str(change)):
+                checker.check("fwm-list", {**good, **change})
+        for missing in ("command", "exit", "result", "error", "warnings", "file"):
+            with self.assertRaises(AssertionError, msg=missing):
+                checker.check("fwm-list", {key: good[key] for key in good if key != missing})
+
+    def test_findings_are_on_the_page(self):
+        found = set()
+        for name in ("Findings.cpp", "SchemaCheck.cpp"):
+            with open(os.path.join(documents.ROOT, "tools/fwm", name), encoding="utf-8") as file:
+                found |= set(re.findall(r'(?:\b(?:error|warning)\(|QStringLiteral\()"'
+                                        r'([a-z0-9]+(?:-[a-z0-9]+)+)"', file.read()))
+        self.assertGreater(len(found), 20)
+        self.assertEqual(found | {"extension-missing", "trace-cut"},
+                         documents.ids("Warnings and findings"))
+
+
+if __name__ == "__main__":
+    unittest.main()
