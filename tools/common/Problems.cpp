@@ -50,7 +50,7 @@ constexpr ProblemRow problemRows[] = {
     // Requests to an agent
     {ProblemId::Busy, ExitCode::DeviceBusy, "busy",
      "the device is busy with an upgrade",
-     "Wait for its end and try again. Whoever asks takes over the running upgrade's messages: do not ask often."},
+     "Wait for its end and try again. Each request takes the messages of the running upgrade to its sender: do not ask often."},
     {ProblemId::NothingToDo, ExitCode::NothingToDo, "nothing-to-do",
      "no MCU needs what the package holds",
      "Nothing. The device was rebooted all the same, as after every run.", "6"},

@@ -127,7 +127,7 @@ struct ProblemRow
     const char *engineStatus = "";
 };
 
-/** All of them, in the order of the enumeration; docs/reference/problems.md lists them for users. */
+/** All of them, in the order of the enumeration; for users docs/reference/problems.md has them. */
 const std::vector<ProblemRow> &problemTable();
 
 const ProblemRow &problemRow(ProblemId problem);
