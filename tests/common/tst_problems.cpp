@@ -51,8 +51,10 @@ void TestProblems::everyExitStatusHasWords()
         QCOMPARE(int(exitCodes().at(index).code), index);
         QCOMPARE(exitCodeName(ExitCode(index)), QString::fromLatin1(names[index]));
         QVERIFY(qstrlen(exitCodes().at(index).meaning) > 0);
-        QVERIFY2(page().contains(QStringLiteral("| %1 | `%2` |").arg(index).arg(names[index])),
-                 names[index]);
+        const QString row = QStringLiteral("| %1 | `%2` | %3 |\n")
+                                .arg(index)
+                                .arg(names[index], QLatin1String(exitCodes().at(index).meaning));
+        QVERIFY2(page().contains(row), qPrintable(row));
     }
 }
 

@@ -5,14 +5,14 @@ const QVector<ExitCodeWords> &exitCodes()
 {
     static const QVector<ExitCodeWords> all{
         {ExitCode::Done, "done", "Done."},
-        {ExitCode::Failed, "failed", "Failed; the words say what and why."},
+        {ExitCode::Failed, "failed", "Failed; the message has the reason."},
         {ExitCode::Usage, "usage", "The command line is wrong."},
-        {ExitCode::NothingToDo, "nothing-to-do", "There was nothing to do."},
+        {ExitCode::NothingToDo, "nothing-to-do", "Nothing to do."},
         {ExitCode::DeviceBusy, "busy", "The device is busy with an upgrade."},
         {ExitCode::CannotConnect, "cannot-connect", "No connection could be made."},
         {ExitCode::ConnectionLost, "connection-lost",
-         "The connection was lost, or there was no sign of life for too long."},
-        {ExitCode::PackageRefused, "package-refused", "The package or image is not acceptable."},
+         "The connection was lost, or nothing was received for too long."},
+        {ExitCode::PackageRefused, "package-refused", "The package or image is not valid."},
     };
     return all;
 }
