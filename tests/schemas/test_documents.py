@@ -54,9 +54,11 @@ CASES = [
     ("fwm make-net broken.json --net-version 1.24 -o new.bin", FAILED, "not-an-archive"),
     ("fwm make-net request --net-version one -o new.bin", USAGE, "usage"),
     ("fwm make-net request --net-version 1.24 -o request/new.bin", USAGE, "output-in-source"),
-    ("fwm plan {good} --device device.json", FAILED, "chip-missing"),
-    ("fwm plan {good} --rows rows", DONE, None),
-    ("fwm plan {good} --rows odd-rows", NOTHING, None),
+    ("fwm plan plan.fwm --device device.json", FAILED, "chip-missing"),
+    ("fwm plan plan.fwm --device other.json", REFUSED, "wrong-model"),
+    ("fwm plan plan.fwm --rows rows", DONE, None),
+    ("fwm plan plan.fwm --rows odd-rows", NOTHING, None),
+    ("fwm plan plan.fwm --rows foreign-rows", USAGE, "not-in-package"),
     ("fwm plan {good} --device broken.json", FAILED, "device-unreadable"),
     ("fwm plan {good}", USAGE, "usage"),
     ("fwm", USAGE, "usage"),
@@ -139,9 +141,17 @@ class TestDocuments(unittest.TestCase):
         cls.write("odd.json", json.dumps({"model": "M", "version": "1", "chips": [odd]}))
         cls.write("broken.json", "{")
         cls.write("rows", "MAIN,0,0,1,1,65,1,0,0\n")
-        cls.write("odd-rows", "MAIN,0,0,1,2,66,1,0,0\nNONE,9,0,1,1,65,1,0,0\n")
-        cls.write("device.json", json.dumps({"model": "MX-88", "product_id": "P", "chips": [
-            {"name": "MAIN", "version": "1.0.0"}]}))
+        cls.write("odd-rows", "MAIN,0,0,1,2,66,1,0,0\n")
+        cls.write("foreign-rows", "NONE,9,0,1,1,65,1,0,0\n")
+        chips = [{"name": "MAIN", "version": "1.0.0"},
+                 {"name": "AUX", "chip_type": 2, "chip_index": 0, "version": "1.0"}]
+        for name, model in (("device", "MX-88"), ("other", "MX-44")):
+            cls.write(f"{name}.json",
+                      json.dumps({"model": model, "product_id": "P", "chips": chips}))
+        cls.write("image", bytes(300))
+        cls.write("plan.json", json.dumps({"model": "MX-88", "version": "7", "chips": [
+            chip("MAIN", 0, 1, "image"), chip("AUX", 1, 2, "image")]}))
+        cls.fwm("build plan.json -o plan.fwm")
         with open(os.path.join(DUMPS, "v4l-dell-p2415q-hdmi1.4.bin"), "rb") as dump:
             cls.write("half.bin", dump.read(128))
 
@@ -171,7 +181,8 @@ class TestDocuments(unittest.TestCase):
                 self.assertEqual(error is None, status in NO_ERROR)
                 self.documents.check(self.schema_of(line, document), document)
         self.run_simulator()
-        self.assertEqual(self.documents.unseen(documents.COMMON, "fwm-", "edid-report", "device-simulator"), [])
+        self.assertEqual(self.documents.unseen(documents.COMMON, "fwm-", "edid-report",
+                                               "device-simulator"), [])
 
     def run_simulator(self):
         """A run with a host, whose trace is cut."""

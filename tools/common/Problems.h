@@ -103,7 +103,6 @@ enum class ProblemId {
     InputTooLong,
     DeviceUnreadable,
     ChipMissing,
-    ImageUnusable,
     TraceUnreadable,
     PortNotOpened,
     ControlNotOpened,

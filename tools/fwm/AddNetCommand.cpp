@@ -23,37 +23,37 @@ namespace {
 
 using Error = NetMergePlan::Error;
 
-Failure failureOf(const NetMergePlan &plan, ByteSource &package)
+ProblemId failureOf(const NetMergePlan &plan, ByteSource &package)
 {
     switch (plan.error) {
     case Error::BadChecksum:
-        return isBareForm(package.read(0, net::versionSize)) ? Failure::NoChecksum
-                                                             : Failure::ChecksumWrong;
+        return isBareForm(package.read(0, net::versionSize)) ? ProblemId::NoChecksum
+                                                             : ProblemId::ChecksumWrong;
     case Error::BadHead:
-        return plan.header.error == PackageHeader::Error::NotAPackage ? Failure::NotAPackage
-                                                                      : Failure::UnknownVersion;
+        return plan.header.error == PackageHeader::Error::NotAPackage ? ProblemId::NotAPackage
+                                                                      : ProblemId::UnknownVersion;
     case Error::NotJson:
     case Error::NotAnObject:
     case Error::ChipsNotAnArray:
-        return Failure::DescriptionUnreadable;
+        return ProblemId::DescriptionUnreadable;
     case Error::BadRecords:
-        return Failure::RecordsDamaged;
+        return ProblemId::RecordsDamaged;
     case Error::DescriptionTooLong:
-        return Failure::DescriptionTooLong;
+        return ProblemId::DescriptionTooLong;
     case Error::None:
         break;
     }
-    return Failure::ImageChanged;
+    return ProblemId::ImageChanged;
 }
 
-Outcome cannotRead(const QString &path, const FileSource &file)
+CommandOutcome cannotRead(const QString &path, const FileSource &file)
 {
-    return Outcome::failed(Failure::FileUnreadable,
-                           path + QStringLiteral(": ") + file.errorString());
+    return CommandOutcome::failed(ProblemId::FileUnreadable,
+                                  path + QStringLiteral(": ") + file.errorString());
 }
 
-Outcome writeMerged(const Options &options, const NetMergePlan &plan, FileSource &package,
-                    FileSource &net)
+CommandOutcome writeMerged(const Options &options, const NetMergePlan &plan, FileSource &package,
+                           FileSource &net)
 {
     AtomicFile output(options.output);
     if (!output.open())
@@ -66,14 +66,14 @@ Outcome writeMerged(const Options &options, const NetMergePlan &plan, FileSource
     if (!output.commit())
         return cannotWrite(output, options.output);
 
-    Outcome outcome = describeOutput(options.output, options);
+    CommandOutcome outcome = describeOutput(options.output, options);
     outcome.json.insert(QStringLiteral("replaced"), plan.oldRecord.has_value());
     return outcome;
 }
 
 } // namespace
 
-Outcome runAddNet(const Options &options)
+CommandOutcome runAddNet(const Options &options)
 {
     FileSource package(options.file);
     if (!package.open())
@@ -83,16 +83,16 @@ Outcome runAddNet(const Options &options)
         return cannotRead(options.other, net);
     // The package itself may be replaced: it is read to its end before that.
     if (isSameFile(options.other, options.output))
-        return Outcome::failed(Failure::OutputIsInput, options.output);
+        return CommandOutcome::failed(ProblemId::OutputIsInput, options.output);
 
     if (net.size() > std::numeric_limits<quint32>::max())
-        return Outcome::failed(Failure::ImageTooLarge, options.other);
+        return CommandOutcome::failed(ProblemId::ImageTooLarge, options.other);
 
     const NetCheck check = checkNetImage(net);
     if (!check.matches())
-        return Outcome::failed(Failure::NetImageDamaged, options.other);
+        return CommandOutcome::failed(ProblemId::NetImageDamaged, options.other);
     const NetMergePlan plan = planNetMerge(package, check.image, options.other, options.release);
     if (plan.error != Error::None)
-        return Outcome::failed(failureOf(plan, package), options.file);
+        return CommandOutcome::failed(failureOf(plan, package), options.file);
     return writeMerged(options, plan, package, net);
 }

@@ -28,7 +28,7 @@ namespace {
 struct RequestText
 {
     QByteArray bytes;
-    std::optional<Outcome> failure;
+    std::optional<CommandOutcome> failure;
 };
 
 RequestText readRequest(const QString &path)
@@ -36,12 +36,12 @@ RequestText readRequest(const QString &path)
     FileSource file(path);
     if (!file.open())
         return {{},
-                Outcome::failed(Failure::FileUnreadable,
-                                path + QStringLiteral(": ") + file.errorString())};
+                CommandOutcome::failed(ProblemId::FileUnreadable,
+                                       path + QStringLiteral(": ") + file.errorString())};
     if (file.size() > package::longestShortJson)
         return {{},
-                Outcome::failed(Failure::RequestTooLong,
-                                QStringLiteral("%1: %2 bytes").arg(path).arg(file.size()))};
+                CommandOutcome::failed(ProblemId::RequestTooLong,
+                                       QStringLiteral("%1: %2 bytes").arg(path).arg(file.size()))};
     const QByteArray bytes = file.read(0, file.size());
     const auto foreign = std::find_if(bytes.begin(), bytes.end(), [](char byte) {
         return static_cast<unsigned char>(byte) > 0x7f;
@@ -49,8 +49,8 @@ RequestText readRequest(const QString &path)
     if (foreign != bytes.end()) {
         const int line = 1 + int(std::count(bytes.begin(), foreign, '\n'));
         return {{},
-                Outcome::failed(Failure::RequestNotAscii,
-                                QStringLiteral("%1: line %2").arg(path).arg(line))};
+                CommandOutcome::failed(ProblemId::RequestNotAscii,
+                                       QStringLiteral("%1: line %2").arg(path).arg(line))};
     }
     return {bytes, std::nullopt};
 }
@@ -71,33 +71,33 @@ QString placeIn(const QString &request, const MergeImage &image)
 }
 
 /** Everything that can be wrong with one image before a byte of it is read. */
-std::optional<Outcome> checkImage(const Options &options, const MergeImage &image)
+std::optional<CommandOutcome> checkImage(const Options &options, const MergeImage &image)
 {
     const QString place = placeIn(options.file, image);
-    const auto failed = [&place](Failure failure, const QString &detail) {
-        return Outcome::failed(failure, place + QStringLiteral(": ") + detail);
+    const auto failed = [&place](ProblemId failure, const QString &detail) {
+        return CommandOutcome::failed(failure, place + QStringLiteral(": ") + detail);
     };
     if (image.error != MergeImage::Error::None)
-        return failed(Failure::RequestValue, mergeErrorText(image.error));
+        return failed(ProblemId::RequestValue, mergeErrorText(image.error));
     const QString path = imagePath(options.file, image);
     if (!QFileInfo::exists(path))
-        return failed(Failure::ImageFileMissing, path);
+        return failed(ProblemId::ImageFileMissing, path);
     if (isSameFile(path, options.output))
-        return failed(Failure::OutputIsInput, options.output);
+        return failed(ProblemId::OutputIsInput, options.output);
     return std::nullopt;
 }
 
-std::optional<Outcome> writeImage(PackageWriter &writer, const AtomicFile &output,
-                                  const Options &options, const MergeImage &image)
+std::optional<CommandOutcome> writeImage(PackageWriter &writer, const AtomicFile &output,
+                                         const Options &options, const MergeImage &image)
 {
-    if (std::optional<Outcome> failure = checkImage(options, image))
+    if (std::optional<CommandOutcome> failure = checkImage(options, image))
         return failure;
     const QString path = imagePath(options.file, image);
     FileSource file(path);
     if (!file.open())
-        return Outcome::failed(Failure::ImageUnreadable,
-                               placeIn(options.file, image) + QStringLiteral(": ") + path +
-                                   QStringLiteral(": ") + file.errorString());
+        return CommandOutcome::failed(ProblemId::ImageUnreadable,
+                                      placeIn(options.file, image) + QStringLiteral(": ") + path +
+                                          QStringLiteral(": ") + file.errorString());
     Progress progress(path, file.size(), options.progress);
     ProgressSource source(file, progress);
     if (!writer.writeRecord(image.key, source))
@@ -107,20 +107,20 @@ std::optional<Outcome> writeImage(PackageWriter &writer, const AtomicFile &outpu
 
 } // namespace
 
-Outcome runBuild(const Options &options)
+CommandOutcome runBuild(const Options &options)
 {
     const RequestText text = readRequest(options.file);
     if (text.failure)
         return *text.failure;
     const MergeRequest request = parseMergeRequest(QString::fromLatin1(text.bytes));
     if (request.error != MergeRequest::Error::None)
-        return Outcome::failed(Failure::RequestUnreadable,
-                               options.file + QStringLiteral(": ") +
-                                   (request.parseError.isEmpty()
-                                        ? QStringLiteral("no object with a list of \"chips\"")
-                                        : request.parseError));
+        return CommandOutcome::failed(
+            ProblemId::RequestUnreadable,
+            options.file + QStringLiteral(": ") +
+                (request.parseError.isEmpty() ? QStringLiteral("no object with a list of \"chips\"")
+                                              : request.parseError));
     if (isSameFile(options.file, options.output))
-        return Outcome::failed(Failure::OutputIsInput, options.output);
+        return CommandOutcome::failed(ProblemId::OutputIsInput, options.output);
 
     AtomicFile output(options.output);
     if (!output.open())
@@ -128,7 +128,8 @@ Outcome runBuild(const Options &options)
     PackageWriter writer(output);
     writer.writeHeader(request.json, request.jsonLength);
     for (const MergeImage &image : request.images) {
-        if (const std::optional<Outcome> failure = writeImage(writer, output, options, image))
+        if (const std::optional<CommandOutcome> failure =
+                writeImage(writer, output, options, image))
             return *failure;
     }
     if (!writer.finish() || !output.commit())

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/CommandOutcome.h"
 #include "fwm/Options.h"
-#include "fwm/Outcome.h"
 
-Outcome runInfo(const Options &options);
-Outcome runVerify(const Options &options);
-Outcome runList(const Options &options);
-Outcome runExtract(const Options &options);
-Outcome runBuild(const Options &options);
-Outcome runAddNet(const Options &options);
-Outcome runMakeNet(const Options &options);
-Outcome runDiff(const Options &options);
-Outcome runPlan(const Options &options);
+CommandOutcome runInfo(const Options &options);
+CommandOutcome runVerify(const Options &options);
+CommandOutcome runList(const Options &options);
+CommandOutcome runExtract(const Options &options);
+CommandOutcome runBuild(const Options &options);
+CommandOutcome runAddNet(const Options &options);
+CommandOutcome runMakeNet(const Options &options);
+CommandOutcome runDiff(const Options &options);
+CommandOutcome runPlan(const Options &options);

@@ -128,14 +128,14 @@ QJsonObject Differences::json() const
 
 } // namespace
 
-Outcome runDiff(const Options &options)
+CommandOutcome runDiff(const Options &options)
 {
     const OpenPackage a = openSoundPackage(options.file, options);
     if (a.problem)
-        return Outcome::failed(*a.problem);
+        return CommandOutcome::failed(*a.problem);
     const OpenPackage b = openSoundPackage(options.other, options);
     if (b.problem)
-        return Outcome::failed(*b.problem);
+        return CommandOutcome::failed(*b.problem);
 
     Differences differences;
     differences.value("package_version", a.contents.header.version, b.contents.header.version);
@@ -144,7 +144,7 @@ Outcome runDiff(const Options &options)
     differences.images(a.contents, b.contents);
     if (differences.isEmpty() && a.contents.description.json != b.contents.description.json)
         differences.value("description", QStringLiteral("one wording"), QStringLiteral("another"));
-    Outcome outcome;
+    CommandOutcome outcome;
     outcome.exit = differences.isEmpty() ? ExitCode::NothingToDo : ExitCode::Done;
     outcome.text = differences.text();
     outcome.json = {{QStringLiteral("a"), options.file},

@@ -36,26 +36,26 @@ QString fileName(const PackageContents &contents, int index)
     return QStringLiteral("%1-%2.bin").arg(index + 1, 2, 10, QLatin1Char('0')).arg(name);
 }
 
-std::optional<Outcome> writeFile(const QString &path, ByteSource &bytes, const QString &shown,
-                                 const QString &input)
+std::optional<CommandOutcome> writeFile(const QString &path, ByteSource &bytes,
+                                        const QString &shown, const QString &input)
 {
     AtomicFile file(path);
     if (!file.open())
         return cannotWrite(file, shown);
     switch (copyBytes(bytes, file)) {
     case Copied::SourceChanged:
-        return Outcome::failed(Failure::ImageChanged, input);
+        return CommandOutcome::failed(ProblemId::ImageChanged, input);
     case Copied::WriteFailed:
         return cannotWrite(file, shown);
     case Copied::All:
         break;
     }
-    return file.commit() ? std::nullopt : std::optional<Outcome>(cannotWrite(file, shown));
+    return file.commit() ? std::nullopt : std::optional<CommandOutcome>(cannotWrite(file, shown));
 }
 
 /** Everything of the package, into a folder that nobody else knows yet. */
-std::optional<Outcome> writeAll(const OpenPackage &package, const Options &options,
-                                const QDir &folder, QJsonArray &written)
+std::optional<CommandOutcome> writeAll(const OpenPackage &package, const Options &options,
+                                       const QDir &folder, QJsonArray &written)
 {
     QStringList names;
     for (int index = 0; index < package.contents.images.size(); ++index) {
@@ -101,30 +101,30 @@ void openToOthers(const QString &folder)
 
 } // namespace
 
-Outcome runExtract(const Options &options)
+CommandOutcome runExtract(const Options &options)
 {
     const OpenPackage package = openSoundPackage(options.file, options);
     if (package.problem)
-        return Outcome::failed(*package.problem);
+        return CommandOutcome::failed(*package.problem);
     const QString target = QDir::cleanPath(options.output);
     if (!isFree(target))
-        return Outcome::failed(Failure::FolderNotEmpty, options.output);
+        return CommandOutcome::failed(ProblemId::FolderNotEmpty, options.output);
 
     // Beside the target, and renamed when everything is in it: all of the folder or nothing.
     QTemporaryDir folder(QFileInfo(target).absolutePath() + QStringLiteral("/.fwm-XXXXXX"));
     if (!folder.isValid())
-        return Outcome::failed(Failure::CannotWrite,
-                               options.output + QStringLiteral(": ") + folder.errorString());
+        return CommandOutcome::failed(ProblemId::CannotWrite,
+                                      options.output + QStringLiteral(": ") + folder.errorString());
     QJsonArray written;
     if (const auto failure = writeAll(package, options, QDir(folder.path()), written))
         return *failure;
     openToOthers(folder.path());
     if (std::rename(QFile::encodeName(folder.path()).constData(),
                     QFile::encodeName(target).constData()) != 0)
-        return Outcome::failed(Failure::CannotWrite, options.output);
+        return CommandOutcome::failed(ProblemId::CannotWrite, options.output);
     folder.setAutoRemove(false);
 
-    Outcome outcome;
+    CommandOutcome outcome;
     outcome.json = {{QStringLiteral("output"), options.output},
                     {QStringLiteral("images"), written}};
     for (const QJsonValue &image : qAsConst(written))

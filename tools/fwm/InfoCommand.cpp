@@ -105,13 +105,13 @@ QString netText(const PackageContents &contents)
 
 } // namespace
 
-Outcome runInfo(const Options &options)
+CommandOutcome runInfo(const Options &options)
 {
     const OpenPackage package = openPackage(options.file, Depth::Images, options);
     if (package.problem)
-        return Outcome::failed(*package.problem);
+        return CommandOutcome::failed(*package.problem);
 
-    Outcome outcome;
+    CommandOutcome outcome;
     outcome.json = toJson(options.file, package.contents);
     outcome.text = headText(options.file, package.contents);
     if (!package.contents.images.isEmpty())

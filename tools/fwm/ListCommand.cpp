@@ -31,16 +31,16 @@ QJsonObject entryJson(const ImageEntry &entry, const QString &line)
 
 } // namespace
 
-Outcome runList(const Options &options)
+CommandOutcome runList(const Options &options)
 {
     const OpenPackage package = openPackage(options.file, Depth::Head, options);
     if (package.problem)
-        return Outcome::failed(*package.problem);
+        return CommandOutcome::failed(*package.problem);
     const PackageContents &contents = package.contents;
     if (const std::optional<Problem> problem = headProblem(contents))
-        return Outcome::failed(problem->id, options.file);
+        return CommandOutcome::failed(problem->id, options.file);
 
-    Outcome outcome;
+    CommandOutcome outcome;
     QJsonArray list;
     for (int index = 0; index < contents.entries.size(); ++index) {
         const QString &line = contents.description.firmwareList.at(index);

@@ -75,16 +75,16 @@ QStringList archiverArguments(const QString &folder)
     return arguments;
 }
 
-std::optional<Outcome> packFolder(const Options &options, ArchiveSink &sink,
-                                  const AtomicFile &output)
+std::optional<CommandOutcome> packFolder(const Options &options, ArchiveSink &sink,
+                                         const AtomicFile &output)
 {
     if (QDir(options.file)
             .isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot))
-        return Outcome::failed(Failure::NotAnArchive, options.file);
+        return CommandOutcome::failed(ProblemId::NotAnArchive, options.file);
     ForkedProcess archiver;
     archiver.start(QStringLiteral("tar"), archiverArguments(options.file), QIODevice::ReadOnly);
     if (!archiver.waitForStarted())
-        return Outcome::failed(Failure::ArchiverFailed, errorsOf(archiver, options));
+        return CommandOutcome::failed(ProblemId::ArchiverFailed, errorsOf(archiver, options));
     while (archiver.waitForReadyRead(noTimeOut)) {
         if (sink.write(archiver.readAllStandardOutput()))
             continue;
@@ -94,47 +94,47 @@ std::optional<Outcome> packFolder(const Options &options, ArchiveSink &sink,
     }
     const QByteArray rest = archiver.readAllStandardOutput();
     if (!endedWell(archiver))
-        return Outcome::failed(Failure::ArchiverFailed, errorsOf(archiver, options));
+        return CommandOutcome::failed(ProblemId::ArchiverFailed, errorsOf(archiver, options));
     if (!sink.write(rest + archiver.readAllStandardOutput()))
         return cannotWrite(output, options.output);
     return std::nullopt;
 }
 
 /** Whether the archiver can read it to its end and finds something in it. */
-std::optional<Outcome> checkArchive(const Options &options)
+std::optional<CommandOutcome> checkArchive(const Options &options)
 {
     ForkedProcess archiver;
     archiver.start(QStringLiteral("tar"),
                    {QStringLiteral("-tjf"), QFileInfo(options.file).absoluteFilePath()},
                    QIODevice::ReadOnly);
     if (!archiver.waitForStarted())
-        return Outcome::failed(Failure::ArchiverFailed, errorsOf(archiver, options));
+        return CommandOutcome::failed(ProblemId::ArchiverFailed, errorsOf(archiver, options));
     // The archiver takes a few bytes of anything for an archive without entries.
     bool hasEntries = false;
     while (archiver.waitForReadyRead(noTimeOut))
         hasEntries = !archiver.readAllStandardOutput().isEmpty() || hasEntries;
     hasEntries = !archiver.readAllStandardOutput().isEmpty() || hasEntries;
     if (!endedWell(archiver))
-        return Outcome::failed(Failure::NotAnArchive, errorsOf(archiver, options));
+        return CommandOutcome::failed(ProblemId::NotAnArchive, errorsOf(archiver, options));
     if (!hasEntries)
-        return Outcome::failed(Failure::NotAnArchive, options.file);
+        return CommandOutcome::failed(ProblemId::NotAnArchive, options.file);
     return std::nullopt;
 }
 
-std::optional<Outcome> copyArchive(const Options &options, ArchiveSink &sink,
-                                   const AtomicFile &output)
+std::optional<CommandOutcome> copyArchive(const Options &options, ArchiveSink &sink,
+                                          const AtomicFile &output)
 {
     FileSource archive(options.file);
     if (!archive.open())
-        return Outcome::failed(Failure::FileUnreadable,
-                               options.file + QStringLiteral(": ") + archive.errorString());
+        return CommandOutcome::failed(ProblemId::FileUnreadable,
+                                      options.file + QStringLiteral(": ") + archive.errorString());
     if (archive.read(0, bzip2::magicSize) != bzip2::magic)
-        return Outcome::failed(Failure::NotAnArchive, options.file);
-    if (std::optional<Outcome> failure = checkArchive(options))
+        return CommandOutcome::failed(ProblemId::NotAnArchive, options.file);
+    if (std::optional<CommandOutcome> failure = checkArchive(options))
         return failure;
     switch (copyBytes(archive, sink)) {
     case Copied::SourceChanged:
-        return Outcome::failed(Failure::ImageChanged, options.file);
+        return CommandOutcome::failed(ProblemId::ImageChanged, options.file);
     case Copied::WriteFailed:
         return cannotWrite(output, options.output);
     case Copied::All:
@@ -145,16 +145,16 @@ std::optional<Outcome> copyArchive(const Options &options, ArchiveSink &sink,
 
 } // namespace
 
-Outcome runMakeNet(const Options &options)
+CommandOutcome runMakeNet(const Options &options)
 {
     const QFileInfo source(options.file);
     if (!source.exists())
-        return Outcome::failed(Failure::FileUnreadable,
-                               options.file + QStringLiteral(": No such file or folder"));
+        return CommandOutcome::failed(ProblemId::FileUnreadable,
+                                      options.file + QStringLiteral(": No such file or folder"));
     if (isSameFile(options.file, options.output))
-        return Outcome::failed(Failure::OutputIsInput, options.output);
+        return CommandOutcome::failed(ProblemId::OutputIsInput, options.output);
     if (source.isDir() && isInFolder(options.output, options.file))
-        return Outcome::failed(Failure::OutputInSource, options.output);
+        return CommandOutcome::failed(ProblemId::OutputInSource, options.output);
 
     AtomicFile output(options.output);
     if (!output.open())
@@ -171,7 +171,7 @@ Outcome runMakeNet(const Options &options)
     if (!output.overwrite(net::md5Offset, sink.md5Text()) || !output.commit())
         return cannotWrite(output, options.output);
 
-    Outcome outcome;
+    CommandOutcome outcome;
     const QString md5 = QString::fromLatin1(sink.md5Text());
     outcome.json = {{QStringLiteral("output"), options.output},
                     {QStringLiteral("size"), net::archiveOffset + sink.size()},

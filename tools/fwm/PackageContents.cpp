@@ -96,7 +96,7 @@ std::optional<Problem> checkedHeadProblem(const PackageContents &contents)
 {
     const bool isHead = contents.header.error == PackageHeader::Error::None;
     if (isHead && contents.header.form == PackageHeader::Form::Bare)
-        return Problem{Failure::NoChecksum, {}};
+        return Problem{ProblemId::NoChecksum, {}};
     return headProblem(contents);
 }
 
@@ -159,14 +159,14 @@ QByteArray identityOf(const RecordKey &key)
 std::optional<Problem> headProblem(const PackageContents &contents)
 {
     if (contents.header.error == PackageHeader::Error::NotAPackage)
-        return Problem{Failure::NotAPackage, {}};
+        return Problem{ProblemId::NotAPackage, {}};
     if (contents.header.error == PackageHeader::Error::BadHead)
-        return Problem{Failure::UnknownVersion, {}};
+        return Problem{ProblemId::UnknownVersion, {}};
     const bool hasChecksum = contents.header.form == PackageHeader::Form::Current;
     if (hasChecksum && !contents.checksum.matches())
-        return Problem{Failure::ChecksumWrong, {}};
+        return Problem{ProblemId::ChecksumWrong, {}};
     if (contents.description.error != PackageDescription::Error::None)
-        return Problem{Failure::DescriptionUnreadable, contents.description.parseError};
+        return Problem{ProblemId::DescriptionUnreadable, contents.description.parseError};
     return std::nullopt;
 }
 
@@ -175,7 +175,7 @@ std::optional<Problem> runProblem(const PackageContents &contents)
     if (std::optional<Problem> problem = checkedHeadProblem(contents))
         return problem;
     if (packageForm(contents.header.version) != PackageForm::Usable)
-        return Problem{Failure::PackageTooOld, {}};
+        return Problem{ProblemId::PackageTooOld, {}};
     return std::nullopt;
 }
 
@@ -184,8 +184,8 @@ std::optional<Problem> packageProblem(const PackageContents &contents)
     if (std::optional<Problem> problem = checkedHeadProblem(contents))
         return problem;
     if (contents.hasTooManyImages)
-        return Problem{Failure::TooManyRecords, {}};
+        return Problem{ProblemId::TooManyRecords, {}};
     if (contents.end != RecordWalker::State::End)
-        return Problem{Failure::RecordsDamaged, {}};
+        return Problem{ProblemId::RecordsDamaged, {}};
     return std::nullopt;
 }

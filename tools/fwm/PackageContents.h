@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "fwm/Outcome.h"
+#include "common/CommandOutcome.h"
 #include "package/ImageRecord.h"
 #include "package/NetMerge.h"
 #include "package/PackageChecksum.h"

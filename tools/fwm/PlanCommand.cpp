@@ -77,9 +77,9 @@ std::optional<Problem> problemOf(const RunPlan &plan, const QStringList &list)
 {
     switch (plan.end) {
     case RunPlan::End::WrongModel:
-        return Problem{Failure::WrongModel, {}};
+        return Problem{ProblemId::WrongModel, {}};
     case RunPlan::End::RecordInvalid:
-        return Problem{Failure::InfoInvalid, {}};
+        return Problem{ProblemId::InfoInvalid, {}};
     case RunPlan::End::MainSilent:
     case RunPlan::End::Complete:
         break;
@@ -93,7 +93,7 @@ std::optional<Problem> refuseRows(RunPlan &plan)
     std::optional<Problem> problem;
     for (const PlannedRow &row : qAsConst(plan.rows)) {
         if (row.fate == PlannedRow::Fate::NoFirmware && !problem)
-            problem = Problem{Failure::NotInPackage, rowName(row)};
+            problem = Problem{ProblemId::NotInPackage, rowName(row)};
     }
     if (!problem)
         return problem;
@@ -106,7 +106,7 @@ std::optional<Problem> refuseRows(RunPlan &plan)
     return problem;
 }
 
-void describe(Outcome &outcome, const RunPlan &plan, const QStringList &list)
+void describe(CommandOutcome &outcome, const RunPlan &plan, const QStringList &list)
 {
     QJsonArray rows;
     for (const PlannedRow &row : plan.rows) {
@@ -121,10 +121,10 @@ void describe(Outcome &outcome, const RunPlan &plan, const QStringList &list)
                         plan.virtualVersion ? QJsonValue(*plan.virtualVersion) : QJsonValue());
 }
 
-Outcome outcomeOf(const Options &options, RunPlan plan, const PackageDescription &package,
-                  const PlanRows &rows)
+CommandOutcome outcomeOf(const Options &options, RunPlan plan, const PackageDescription &package,
+                         const PlanRows &rows)
 {
-    Outcome outcome;
+    CommandOutcome outcome;
     // Only rows of a file may ask for what the package does not have.
     std::optional<Problem> problem = options.rows.isEmpty() ? std::nullopt : refuseRows(plan);
     const QString obstacle =
@@ -151,17 +151,17 @@ Outcome outcomeOf(const Options &options, RunPlan plan, const PackageDescription
 
 } // namespace
 
-Outcome runPlan(const Options &options)
+CommandOutcome runPlan(const Options &options)
 {
     OpenPackage package = openPackage(options.file, Depth::Head, options);
     if (!package.problem && (package.problem = runProblem(package.contents)))
         package.problem->detail = options.file;
     if (package.problem)
-        return Outcome::failed(*package.problem);
+        return CommandOutcome::failed(*package.problem);
     const PackageDescription &description = package.contents.description;
     PlanRows rows = rowsOfPlan(options, description);
     if (rows.problem)
-        return Outcome::failed(*rows.problem);
+        return CommandOutcome::failed(*rows.problem);
     rows.request.mode = options.mode;
     rows.request.images.longest = Limits().image;
     const RunPlan plan =

@@ -35,6 +35,14 @@ const char *fieldName(int index)
     }
 }
 
+/** "mcu_type", the member that has the field in other documents. */
+QString fieldId(int index)
+{
+    return QString::fromLatin1(fieldName(index))
+        .toLower()
+        .replace(QLatin1Char(' '), QLatin1Char('_'));
+}
+
 /** Whether the run asks a chip that is not there, and gets nowhere with it. */
 bool failsUnanswered(const PlannedRow &row, RowResult result)
 {
@@ -141,7 +149,7 @@ QJsonArray rejectionsJson(const PlannedRow &row, const QStringList &list)
         rejected.append(QJsonObject{
             {QStringLiteral("entry"), rejection.entry},
             {QStringLiteral("name"), entry.value(field::name)},
-            {QStringLiteral("field"), QLatin1String(fieldName(rejection.field))},
+            {QStringLiteral("field"), fieldId(rejection.field)},
             {QStringLiteral("entry_value"), entry.value(rejection.field)},
             {QStringLiteral("chip_value"), row.fields.value(rejection.field)},
         });

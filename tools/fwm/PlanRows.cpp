@@ -20,7 +20,7 @@ namespace {
 /** Far more than any list of rows or any device file has. */
 constexpr qint64 mostBytes = 1024LL * 1024;
 
-PlanRows failed(Failure failure, const QString &detail)
+PlanRows failed(ProblemId failure, const QString &detail)
 {
     PlanRows rows;
     rows.problem = Problem{failure, detail};
@@ -40,10 +40,10 @@ Content contentOf(const QString &path)
     if (!source.open())
         return {
             {},
-            Problem{Failure::FileUnreadable, path + QLatin1String(": ") + source.errorString()}};
+            Problem{ProblemId::FileUnreadable, path + QLatin1String(": ") + source.errorString()}};
     if (source.size() > mostBytes)
         return {{},
-                Problem{Failure::InputTooLong,
+                Problem{ProblemId::InputTooLong,
                         QStringLiteral("%1: %2 bytes").arg(path).arg(source.size())}};
     return {source.read(0, mostBytes), std::nullopt};
 }
@@ -149,7 +149,7 @@ PlanRows rowsFromFile(const QString &path)
         const QStringList fields = fieldsOf(line);
         const QString problem = rowProblem(fields);
         if (!problem.isEmpty())
-            return failed(Failure::RowsUnreadable,
+            return failed(ProblemId::RowsUnreadable,
                           QStringLiteral("%1, line %2: %3").arg(path).arg(i + 1).arg(problem));
         plan.request.rows.append(QStringList(fields.mid(0, field::mcuType)).join(QLatin1Char(',')));
         plan.request.chipOfRow.append(plan.request.chips.size());
@@ -179,7 +179,7 @@ PlanRows rowsForDevice(const QString &path, const PackageDescription &package, N
     QString error;
     const auto device = DeviceDescription::fromJson(content.bytes, &error);
     if (!device)
-        return failed(Failure::DeviceUnreadable, path + QLatin1String(": ") + error);
+        return failed(ProblemId::DeviceUnreadable, path + QLatin1String(": ") + error);
     QStringList rows;
     const QVector<PackageRow> wanted = rowsOf(package, numbering);
     for (const PackageRow &row : wanted)

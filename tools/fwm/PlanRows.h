@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/CommandOutcome.h"
 #include "common/PackageRows.h"
-#include "fwm/Outcome.h"
 #include "planning/RunPlan.h"
 
 #include <QStringList>

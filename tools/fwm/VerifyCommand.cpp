@@ -20,14 +20,14 @@ QJsonObject findingJson(const Finding &finding)
 
 } // namespace
 
-Outcome runVerify(const Options &options)
+CommandOutcome runVerify(const Options &options)
 {
     const OpenPackage package = openPackage(options.file, Depth::Images, options);
     if (package.problem)
-        return Outcome::failed(*package.problem);
+        return CommandOutcome::failed(*package.problem);
 
     const QVector<Finding> findings = findingsIn(package.contents);
-    Outcome outcome;
+    CommandOutcome outcome;
     QJsonArray list;
     for (const Finding &finding : findings) {
         list.append(findingJson(finding));
@@ -36,7 +36,7 @@ Outcome runVerify(const Options &options)
     }
     outcome.json = {{QStringLiteral("file"), options.file}, {QStringLiteral("findings"), list}};
     if (hasErrors(findings))
-        outcome.fail(Failure::FindingsFound, options.file);
+        outcome.fail(ProblemId::FindingsFound, options.file);
     else
         outcome.text +=
             QStringLiteral("%1: good, %2, checksum %3\n")

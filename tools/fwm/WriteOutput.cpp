@@ -58,33 +58,33 @@ Copied copyBytes(ByteSource &source, ByteSink &sink)
     return isWritten ? Copied::SourceChanged : Copied::WriteFailed;
 }
 
-Outcome cannotWrite(const AtomicFile &file, const QString &output)
+CommandOutcome cannotWrite(const AtomicFile &file, const QString &output)
 {
-    return Outcome::failed(Failure::CannotWrite,
-                           output + QStringLiteral(": ") + file.errorString());
+    return CommandOutcome::failed(ProblemId::CannotWrite,
+                                  output + QStringLiteral(": ") + file.errorString());
 }
 
-Outcome writeFailure(PackageWriter::Error error, const AtomicFile &file, const QString &output,
-                     const QString &input)
+CommandOutcome writeFailure(PackageWriter::Error error, const AtomicFile &file,
+                            const QString &output, const QString &input)
 {
     switch (error) {
     case PackageWriter::Error::ImageTooLarge:
-        return Outcome::failed(Failure::ImageTooLarge, input);
+        return CommandOutcome::failed(ProblemId::ImageTooLarge, input);
     case PackageWriter::Error::WriteFailed:
         return cannotWrite(file, output);
     case PackageWriter::Error::ImageCutShort:
     case PackageWriter::Error::None:
         break;
     }
-    return Outcome::failed(Failure::ImageChanged, input);
+    return CommandOutcome::failed(ProblemId::ImageChanged, input);
 }
 
-Outcome describeOutput(const QString &output, const Options &options)
+CommandOutcome describeOutput(const QString &output, const Options &options)
 {
     const OpenPackage package = openPackage(output, Depth::Images, options);
     if (package.problem)
-        return Outcome::failed(*package.problem);
-    Outcome outcome;
+        return CommandOutcome::failed(*package.problem);
+    CommandOutcome outcome;
     const QVector<Finding> findings = findingsIn(package.contents);
     for (const Finding &finding : findings)
         outcome.warnings.append(

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "bytes/AtomicFile.h"
+#include "common/CommandOutcome.h"
 #include "fwm/Options.h"
-#include "fwm/Outcome.h"
 #include "package/PackageWriter.h"
 
 /** Whether both names lead to the same existing file. */
@@ -17,10 +17,10 @@ enum class Copied { All, SourceChanged, WriteFailed };
 Copied copyBytes(bytes::ByteSource &source, bytes::ByteSink &sink);
 
 /** Why a package could not be written; `input` is the file that was read then. */
-Outcome writeFailure(package::PackageWriter::Error error, const bytes::AtomicFile &file,
-                     const QString &output, const QString &input);
+CommandOutcome writeFailure(package::PackageWriter::Error error, const bytes::AtomicFile &file,
+                            const QString &output, const QString &input);
 
-Outcome cannotWrite(const bytes::AtomicFile &file, const QString &output);
+CommandOutcome cannotWrite(const bytes::AtomicFile &file, const QString &output);
 
 /** Reads a package that was just written: what to say of it, and a warning for what is odd. */
-Outcome describeOutput(const QString &output, const Options &options);
+CommandOutcome describeOutput(const QString &output, const Options &options);

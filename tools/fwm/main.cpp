@@ -9,7 +9,7 @@ namespace {
 struct Command
 {
     const char *name;
-    Outcome (*run)(const Options &options);
+    CommandOutcome (*run)(const Options &options);
 };
 
 constexpr Command commands[] = {
@@ -18,13 +18,13 @@ constexpr Command commands[] = {
     {"make-net", runMakeNet}, {"diff", runDiff},     {"plan", runPlan},
 };
 
-Outcome run(const Options &options)
+CommandOutcome run(const Options &options)
 {
     for (const Command &command : commands) {
         if (options.command == QLatin1String(command.name))
             return command.run(options);
     }
-    return Outcome::failed(ProblemId::Usage, options.command);
+    return CommandOutcome::failed(ProblemId::Usage, options.command);
 }
 
 } // namespace
@@ -34,6 +34,6 @@ int main(int argc, char *argv[])
     ignoreWriteSignals();
     const QCoreApplication application(argc, argv);
     OptionReader reader;
-    const std::optional<Outcome> answer = reader.read(QCoreApplication::arguments());
+    const std::optional<CommandOutcome> answer = reader.read(QCoreApplication::arguments());
     return reader.line().write(answer ? *answer : run(reader.options()));
 }
