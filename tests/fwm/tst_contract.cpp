@@ -11,6 +11,8 @@ private slots:
     void init() { m_fwm.reset(new Fwm); }
     void wrongCommandLines_data();
     void wrongCommandLines();
+    void optionsBeforeAndAfterTheCommand();
+    void typos();
     void helpAndVersion();
     void jsonHoldsTheError();
     void jsonIsOneDocument();
@@ -60,6 +62,31 @@ void TestContract::wrongCommandLines()
     QCOMPARE(json.err, QByteArray());
     QCOMPARE(json.json().value("exit").toInt(), 2);
     QCOMPARE(json.json().value("error").toObject().value("id").toString(), QStringLiteral("usage"));
+}
+
+void TestContract::optionsBeforeAndAfterTheCommand()
+{
+    const QString package = goldenPath("good");
+    const Ran after = m_fwm->run({"info", package, "--json", "--no-progress"});
+    QCOMPARE(after.status, 0);
+    QVERIFY(!after.json().isEmpty());
+    const Ran before = m_fwm->run({"--no-progress", "--json", "info", package});
+    QCOMPARE(before.status, 0);
+    QCOMPARE(before.out, after.out);
+    QCOMPARE(m_fwm->run({"--help", "info"}).out, m_fwm->run({"info", "-h"}).out);
+    QCOMPARE(m_fwm->run({"info", "--version"}).out, m_fwm->run({"-v"}).out);
+}
+
+void TestContract::typos()
+{
+    const Ran command = m_fwm->run({"lst", goldenPath("good")});
+    QCOMPARE(command.status, 2);
+    QCOMPARE(command.err,
+             QByteArray("fwm: error: the command line is wrong: unknown command 'lst'; "
+                        "did you mean 'list'?\n  See 'fwm --help'.\n"));
+    const Ran option = m_fwm->run({"add-net", "a", "b", "-o", "c", "--relase", "1"});
+    QCOMPARE(option.status, 2);
+    QVERIFY(option.err.contains("unknown option '--relase'; did you mean '--release'?"));
 }
 
 void TestContract::helpAndVersion()
