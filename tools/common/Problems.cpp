@@ -87,7 +87,7 @@ constexpr ProblemRow problemRows[] = {
      "the agent may not read the package",
      "Check owner and rights of /data/FW.fwm on the device.", "2"},
     {ProblemId::PackageInvalid, ExitCode::PackageRefused, "package-invalid",
-     "the file is no firmware package",
+     "the file on the device is not a firmware package",
      "Check it with 'fwm verify' and put it on the device again.", "2"},
     {ProblemId::PackageDamaged, ExitCode::PackageRefused, "package-damaged",
      "the package's checksum is wrong",
@@ -178,7 +178,7 @@ constexpr ProblemRow problemRows[] = {
 
     // The network module's own firmware
     {ProblemId::NetImageInvalid, ExitCode::PackageRefused, "net-image-invalid",
-     "the file is no image for the network module",
+     "the file is not an image for the network module",
      "Make it with 'fwm make-net'."},
     {ProblemId::NetImageDamaged, ExitCode::PackageRefused, "net-image-damaged",
      "the digest of the network module's image is wrong",
