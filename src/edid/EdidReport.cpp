@@ -5,72 +5,84 @@
 #include "edid/EdidTexts.h"
 #include "edid/ExtensionReport.h"
 
+using protocol::filled;
+
 namespace edid {
 namespace {
 
 constexpr char hexDigits[] = "0123456789ABCDEF";
 
-void printTimings(const Facts &facts, Report &report)
+QLatin1String manufacturerOf(const Facts &facts)
 {
-    report.timings += timingText(facts.preferred) + text::fieldEnd;
-    for (const Timing &timing : facts.detailed)
-        report.lines += QString(text::detailedTiming).arg(timingText(timing));
+    return QLatin1String(facts.manufacturer.data(), int(facts.manufacturer.size()));
 }
 
-void printIdentification(const Facts &facts, Report &report)
+QLatin1String nameOf(const Facts &facts)
 {
-    const QString manufacturer =
-        QString::fromLatin1(facts.manufacturer.data(), int(facts.manufacturer.size()));
-    const QString name =
-        QString::fromLatin1(QByteArray::fromStdString(facts.productName.value_or(std::string())));
-    const bool isHdmi = facts.extension && facts.extension->hdmi;
+    if (!facts.productName)
+        return QLatin1String();
+    return QLatin1String(facts.productName->data(), int(facts.productName->size()));
+}
 
-    report.lines += QString(text::manufacturer).arg(manufacturer);
+void printIdentification(const Facts &facts, QStringList &lines)
+{
+    lines += filled(text::manufacturer, QString(manufacturerOf(facts)));
     if (facts.productName)
-        report.lines += QString(text::productName).arg(name);
-    for (const QString &field : {manufacturer, name, QString(isHdmi ? text::hdmi : text::dvi)})
-        report.identification += field + text::fieldEnd;
+        lines += filled(text::productName, QString(nameOf(facts)));
 }
 
-void printInput(const Facts &facts, Report &report)
+void printInput(const Facts &facts, QStringList &lines)
 {
-    report.lines += QString(text::productCode).arg(facts.productCode);
-    report.lines +=
-        QString(text::videoSignal).arg(QString(facts.digital ? text::digital : text::analog));
+    lines += filled(text::productCode, QString::number(facts.productCode));
+    lines += filled(text::videoSignal, QString(facts.digital ? text::digital : text::analog));
     const QString depth = QString(colorDepthNames[std::size_t(facts.colorDepthCode)]);
     if (!depth.isEmpty())
-        report.lines += QString(text::colorDepth).arg(depth);
+        lines += filled(text::colorDepth, depth);
 }
 
-void printRangeLimits(const RangeLimits &limits, Report &report)
+void printRangeLimits(const RangeLimits &limits, QStringList &lines)
 {
-    report.lines += QString(text::verticalRate).arg(limits.minVerticalHz).arg(limits.maxVerticalHz);
-    report.lines +=
-        QString(text::horizontalRate).arg(limits.minHorizontalKHz).arg(limits.maxHorizontalKHz);
-    report.lines += QString(text::maximumPixelClock).arg(limits.maxPixelClockMHz);
+    lines += filled(text::verticalRate, QString::number(limits.minVerticalHz),
+                    QString::number(limits.maxVerticalHz));
+    lines += filled(text::horizontalRate, QString::number(limits.minHorizontalKHz),
+                    QString::number(limits.maxHorizontalKHz));
+    lines += filled(text::maximumPixelClock, QString::number(limits.maxPixelClockMHz));
 }
 
 } // namespace
 
 QString timingText(const Timing &timing)
 {
-    return QString(timing.interlaced ? text::interlaced : text::progressive)
-        .arg(timing.width)
-        .arg(timing.height)
-        .arg(timing.refresh);
+    return filled(timing.interlaced ? text::interlaced : text::progressive,
+                  QString::number(timing.width), QString::number(timing.height),
+                  QString::number(timing.refresh));
 }
 
 Report writeReport(const Facts &facts)
 {
+    const bool isHdmi = facts.extension && facts.extension->hdmi;
     Report report;
-    printTimings(facts, report);
-    printIdentification(facts, report);
-    printInput(facts, report);
-    if (facts.rangeLimits)
-        printRangeLimits(*facts.rangeLimits, report);
+    report.timings = timingText(facts.preferred) + text::fieldEnd;
+    for (const QLatin1String field :
+         {manufacturerOf(facts), nameOf(facts), QLatin1String(isHdmi ? text::hdmi : text::dvi)})
+        (report.identification += field) += QLatin1String(text::fieldEnd);
     if (facts.extension)
-        printExtension(*facts.extension, report);
+        addExtension(*facts.extension, report);
     return report;
+}
+
+QStringList reportLines(const Facts &facts)
+{
+    QStringList lines;
+    for (const Timing &timing : facts.detailed)
+        lines += filled(text::detailedTiming, timingText(timing));
+    printIdentification(facts, lines);
+    printInput(facts, lines);
+    if (facts.rangeLimits)
+        printRangeLimits(*facts.rangeLimits, lines);
+    if (facts.extension)
+        printExtension(*facts.extension, lines);
+    return lines;
 }
 
 QString statusText(const Facts &facts)
@@ -88,12 +100,12 @@ QString statusText(const Facts &facts)
 
 QString hexDump(ByteView bytes)
 {
-    QString dump;
-    dump.reserve(int(bytes.size()) * 3);
+    QString dump(int(bytes.size()) * 3, Qt::Uninitialized);
+    QChar *next = dump.data();
     for (const std::uint8_t byte : bytes) {
-        dump += QLatin1Char(hexDigits[byte >> 4]);
-        dump += QLatin1Char(hexDigits[byte & 0xF]);
-        dump += QLatin1Char(' ');
+        *next++ = QLatin1Char(hexDigits[byte >> 4]);
+        *next++ = QLatin1Char(hexDigits[byte & 0xF]);
+        *next++ = QLatin1Char(' ');
     }
     return dump;
 }

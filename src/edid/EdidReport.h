@@ -18,11 +18,12 @@ struct Report
     QString timings;
     /** Audio descriptors. */
     QString extension;
-    /** For people; each ends in "\r\n". */
-    QStringList lines;
 };
 
 Report writeReport(const Facts &facts);
+
+/** The same and more for people; each line ends in "\r\n". There is always one. */
+QStringList reportLines(const Facts &facts);
 
 /** Header error, or the kind of dump and its checksum verdicts. */
 QString statusText(const Facts &facts);

@@ -4,6 +4,8 @@
 #include "edid/EdidTables.h"
 #include "edid/EdidTexts.h"
 
+using protocol::filled;
+
 namespace edid {
 namespace {
 
@@ -11,7 +13,7 @@ constexpr int lpcmFormat = 1;
 
 QString line(const QString &content)
 {
-    return QString(text::plainLine).arg(content);
+    return filled(text::plainLine, content);
 }
 
 QString shortVideoText(const ShortVideo &video)
@@ -26,98 +28,110 @@ const char *supportText(bool supported)
 
 /** One line for every set bit of `bits` that has a name. */
 template<typename Names>
-void printBits(std::uint8_t bits, const Names &names, Report &report)
+void printBits(std::uint8_t bits, const Names &names, QStringList &lines)
 {
     for (std::size_t bit = 0; bit < names.size(); ++bit) {
         if (((bits >> bit) & 1) != 0)
-            report.lines += line(QString(names[bit]));
+            lines += line(QString(names[bit]));
     }
 }
 
-void printTimings(const std::vector<Timing> &timings, Report &report)
+void printTimings(const std::vector<Timing> &timings, QStringList &lines)
 {
     int number = 0;
-    for (const Timing &timing : timings) {
-        const QString content = timingText(timing);
-        report.timings += content + text::fieldEnd;
-        report.lines += QString(text::extensionTiming).arg(++number).arg(content);
-    }
+    for (const Timing &timing : timings)
+        lines += filled(text::extensionTiming, QString::number(++number), timingText(timing));
 }
 
-void printShortVideo(const std::vector<ShortVideo> &formats, Report &report)
+void printShortVideo(const std::vector<ShortVideo> &formats, QStringList &lines)
 {
-    report.lines += QString(text::shortVideoHeading);
-    for (const ShortVideo &format : formats) {
-        const QString content = shortVideoText(format);
-        report.timings += content + text::fieldEnd;
-        report.lines += line(content);
-    }
+    lines += QString(text::shortVideoHeading);
+    for (const ShortVideo &format : formats)
+        lines += line(shortVideoText(format));
 }
 
-void printAudio(const ShortAudio &audio, Report &report)
+QString formatName(const ShortAudio &audio)
 {
-    const QString format = QString(audioFormatNames[std::size_t(audio.format)]);
-    report.extension += QString(text::audioEntry).arg(format).arg(audio.channels) + text::fieldEnd;
-    report.lines += QString(text::audioFormat).arg(format);
-    report.lines += QString(text::audioChannels).arg(audio.channels);
-    report.lines += QString(text::sampleFrequency);
-    printBits(audio.rates, sampleRateNames, report);
+    return QString(audioFormatNames[std::size_t(audio.format)]);
+}
+
+void printAudio(const ShortAudio &audio, QStringList &lines)
+{
+    lines += filled(text::audioFormat, formatName(audio));
+    lines += filled(text::audioChannels, QString::number(audio.channels));
+    lines += QString(text::sampleFrequency);
+    printBits(audio.rates, sampleRateNames, lines);
     if (audio.format == lpcmFormat)
-        printBits(audio.depths, lpcmDepthNames, report);
+        printBits(audio.depths, lpcmDepthNames, lines);
 }
 
-void printSupport(const Extension &extension, Report &report)
+void printSupport(const Extension &extension, QStringList &lines)
 {
     if (extension.basicAudio || extension.ycbcr444 || extension.ycbcr422)
-        report.lines += QString(text::deviceSupport);
+        lines += QString(text::deviceSupport);
     if (extension.basicAudio)
-        report.lines += QString(text::basicAudio);
+        lines += QString(text::basicAudio);
     if (extension.ycbcr444)
-        report.lines += QString(text::ycbcr444);
-    report.lines += QString(text::nativeTimings).arg(extension.nativeCount);
+        lines += QString(text::ycbcr444);
+    lines += QString(text::nativeTimings).arg(extension.nativeCount);
 }
 
-void printHdmi(const HdmiBlock &hdmi, Report &report)
+void printHdmi(const HdmiBlock &hdmi, QStringList &lines)
 {
     const QString depths = QString(hdmi.deepColor48 ? text::deepColor48 : "") +
                            (hdmi.deepColor36 ? text::deepColor36 : "") +
                            (hdmi.deepColor30 ? text::deepColor30 : "");
-    report.lines += QString(text::deepColor);
+    lines += QString(text::deepColor);
     if (!depths.isEmpty())
-        report.lines += line(depths);
-    report.lines += QString(text::deepColorY444).arg(supportText(hdmi.deepColorY444));
-    report.lines += QString(text::video3d).arg(supportText(hdmi.video3d));
-    report.lines += QString(text::extendedResolution);
+        lines += line(depths);
+    lines += QString(text::deepColorY444).arg(supportText(hdmi.deepColorY444));
+    lines += QString(text::video3d).arg(supportText(hdmi.video3d));
+    lines += QString(text::extendedResolution);
     for (const int vic : hdmi.vics) {
         if (vic >= 1 && vic <= int(hdmiVicNames.size()))
-            report.lines += line(QString(hdmiVicNames[std::size_t(vic) - 1]));
+            lines += line(QString(hdmiVicNames[std::size_t(vic) - 1]));
     }
 }
 
-void printY420(const Y420Block &block, Report &report)
+void printY420(const Y420Block &block, QStringList &lines)
 {
     const bool isMap = block.kind == Y420Block::Kind::CapabilityMap;
-    report.lines += QString(isMap ? text::y420CapabilityMap : text::y420Video);
+    lines += QString(isMap ? text::y420CapabilityMap : text::y420Video);
     if (block.everyShortVideo)
-        report.lines += QString(text::everyShortVideo);
+        lines += QString(text::everyShortVideo);
     for (const ShortVideo &format : block.formats)
-        report.lines += line(shortVideoText(format));
+        lines += line(shortVideoText(format));
 }
 
 } // namespace
 
-void printExtension(const Extension &extension, Report &report)
+void addExtension(const Extension &extension, Report &report)
 {
-    printTimings(extension.timings, report);
-    printShortVideo(extension.shortVideo, report);
+    for (const Timing &timing : extension.timings)
+        report.timings += timingText(timing) + text::fieldEnd;
+    for (const ShortVideo &format : extension.shortVideo) {
+        report.timings += QLatin1String(videoName(format.vic));
+        report.timings += QLatin1String(format.native ? text::native : "");
+        report.timings += QLatin1String(text::fieldEnd);
+    }
     for (const ShortAudio &audio : extension.audio)
-        printAudio(audio, report);
-    printSupport(extension, report);
+        report.extension +=
+            filled(text::audioEntry, formatName(audio), QString::number(audio.channels)) +
+            text::fieldEnd;
+}
+
+void printExtension(const Extension &extension, QStringList &lines)
+{
+    printTimings(extension.timings, lines);
+    printShortVideo(extension.shortVideo, lines);
+    for (const ShortAudio &audio : extension.audio)
+        printAudio(audio, lines);
+    printSupport(extension, lines);
     if (extension.hdmi)
-        printHdmi(*extension.hdmi, report);
+        printHdmi(*extension.hdmi, lines);
     for (const Y420Block &block : extension.y420)
-        printY420(block, report);
-    report.lines += QString(extension.hdrStaticMetadata ? text::hdrSupport : text::hdrNotSupport);
+        printY420(block, lines);
+    lines += QString(extension.hdrStaticMetadata ? text::hdrSupport : text::hdrNotSupport);
 }
 
 } // namespace edid

@@ -25,56 +25,76 @@ void ParseEDID::setLineSink(LineSink sink)
 
 void ParseEDID::parse(const unsigned char *bytes)
 {
-    if (validate(bytes))
-        report(m_bytes);
-    else
+    if (!validate(bytes)) {
         emit signalEDID(allItems());
+        return;
+    }
+    fillReport(m_facts);
+    emit signalEDID(reportItems());
 }
 
 void ParseEDID::report(const unsigned char *bytes)
 {
-    fillReport(bytes);
+    fillReport(edid::decode(view(bytes)));
     emit signalEDID(reportItems());
 }
 
 void ParseEDID::parseAutoTiming(const unsigned char *bytes)
 {
-    if (validate(bytes))
-        reportAutoTiming(m_bytes);
-    else
+    if (!validate(bytes)) {
         emit signalEDIDAutoTiming(allItems());
+        return;
+    }
+    fillReport(m_facts);
+    emit signalEDIDAutoTiming(reportItems());
 }
 
 void ParseEDID::reportAutoTiming(const unsigned char *bytes)
 {
-    fillReport(bytes);
+    fillReport(edid::decode(view(bytes)));
     emit signalEDIDAutoTiming(reportItems());
 }
 
 bool ParseEDID::validate(const unsigned char *bytes)
 {
-    m_bytes = bytes;
     m_dump.clear();
     m_identification.clear();
     m_timings.clear();
     m_extension.clear();
 
-    const edid::Facts facts = edid::decode(view(bytes));
-    m_status = edid::statusText(facts);
-    if (facts.valid.header)
+    m_facts = edid::decode(view(bytes));
+    m_status = edid::statusText(m_facts);
+    if (m_facts.valid.header)
         m_dump = edid::hexDump(view(bytes));
     qCDebug(logEdid) << "EDID status:" << m_status;
-    return facts.valid.header;
+    return m_facts.valid.header;
 }
 
-void ParseEDID::fillReport(const unsigned char *bytes)
+void ParseEDID::fillReport(const edid::Facts &facts)
 {
-    const edid::Report report = edid::writeReport(edid::decode(view(bytes)));
+    const edid::Report report = edid::writeReport(facts);
     m_identification = report.identification;
     m_timings = report.timings;
     m_extension = report.extension;
-    for (const QString &line : report.lines)
+    writeLines(facts);
+}
+
+/** The lines cost more than everything else, so they are made only when something reads them. */
+void ParseEDID::writeLines(const edid::Facts &facts)
+{
+    m_unwritten.reset();
+    if (!m_lineSink && !logEdid().isDebugEnabled()) {
+        m_unwritten = facts;
+        return;
+    }
+    const QStringList lines = edid::reportLines(facts);
+    for (const QString &line : lines)
         writeLine(line);
+}
+
+QByteArray ParseEDID::videoInfo() const
+{
+    return m_unwritten ? edid::reportLines(*m_unwritten).constLast().toLatin1() : cVideoInfo;
 }
 
 void ParseEDID::writeLine(const QString &line)

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "edid/EdidFacts.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QObject>
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 /**
  * Turns a dump of 256 bytes, an EDID base block and its first extension block, into a report.
@@ -44,7 +47,7 @@ public:
     QString timings() const { return m_timings; }
     QString extension() const { return m_extension; }
     /** The line written last, Latin-1. */
-    QByteArray videoInfo() const { return cVideoInfo; }
+    QByteArray videoInfo() const;
 
 signals:
     void signalEDID(QList<QString> result);
@@ -52,17 +55,21 @@ signals:
 
 private:
     bool validate(const unsigned char *bytes);
-    void fillReport(const unsigned char *bytes);
+    void fillReport(const edid::Facts &facts);
+    void writeLines(const edid::Facts &facts);
     void writeLine(const QString &line);
     QList<QString> allItems() const;
     QList<QString> reportItems() const;
 
-    const unsigned char *m_bytes = nullptr;
+    /** Of the dump that was checked last. */
+    edid::Facts m_facts;
     QString m_status;
     QString m_dump;
     QString m_identification;
     QString m_timings;
     QString m_extension;
     QByteArray cVideoInfo;
+    /** What was reported last, when no line of it was written. */
+    std::optional<edid::Facts> m_unwritten;
     LineSink m_lineSink;
 };
