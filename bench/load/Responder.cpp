@@ -50,26 +50,31 @@ void Responder::take(const QByteArray &bytes)
     const auto answers = m_peer.take(bytes);
     for (const PeerAnswer &peerAnswer : answers) {
         if (peerAnswer.acknowledgesBlock)
-            m_times.blockArrived(m_commandStarted, time);
+            takeBlock(time);
         answer(peerAnswer);
     }
     if (!answers.empty())
         m_commandBytes = 0;
 }
 
+void Responder::takeBlock(Nanoseconds time)
+{
+    const bool warm = m_times.warmedUp();
+    m_times.blockArrived(m_commandStarted, time);
+    if (!warm && m_times.warmedUp() && m_warmedUp)
+        m_warmedUp();
+}
+
 void Responder::answer(const PeerAnswer &answer)
 {
     const auto start = std::max(m_hostEnd + answer.delay, m_deviceEnd);
     m_deviceEnd = start + wireTime(answer.bytes.size());
-    const bool warm = m_times.warmedUp();
     const auto time = send(answer.bytes, start);
     m_deviceBytes += answer.bytes.size();
     if (answer.acknowledgesBlock)
         m_times.acknowledged(time, wireTime(m_commandBytes + answer.bytes.size()));
     else
         m_times.otherExchange();
-    if (!warm && m_times.warmedUp() && m_warmedUp)
-        m_warmedUp();
 }
 
 /** The time at which the last byte went out. On a line with a speed, each byte goes out when its

@@ -40,6 +40,7 @@ public:
 
 private:
     void take(const QByteArray &bytes);
+    void takeBlock(Nanoseconds time);
     void answer(const PeerAnswer &answer);
     Nanoseconds send(const QByteArray &bytes, Nanoseconds start);
     Nanoseconds wireTime(long long bytes) const;
