@@ -2,6 +2,7 @@
 #include "links/CoreCOMQ.h"
 
 #include "links/LinkState.h"
+#include "links/SerialPort.h"
 #include "platform/Log.h"
 #include "runtime/StandardError.h"
 
@@ -13,6 +14,7 @@
 
 namespace standardError = runtime::standardError;
 using links::DeviceLink;
+using links::SerialPort;
 
 namespace {
 
@@ -57,11 +59,11 @@ bool hungUp(int handle)
 
 } // namespace
 
-CoreCOMQ::CoreCOMQ(QObject *parent) : DeviceLink(parent), m_port(new QSerialPort(this))
+CoreCOMQ::CoreCOMQ(QObject *parent) : DeviceLink(parent), m_port(new SerialPort(this))
 {
     connect(m_port, SIGNAL(readyRead()), this, SLOT(recvMsg()));
     // Queued: the port must not be closed inside its own notifier.
-    connect(m_port, &QSerialPort::errorOccurred, this, &CoreCOMQ::closeBrokenPort,
+    connect(m_port, &SerialPort::errorOccurred, this, &CoreCOMQ::closeBrokenPort,
             Qt::QueuedConnection);
     connect(this, &CoreCOMQ::signalReceiveDatas, this, &DeviceLink::received);
 }
@@ -135,19 +137,19 @@ QList<QString> CoreCOMQ::listPorts()
 
 void CoreCOMQ::recvMsg()
 {
-    const QByteArray datas = m_port->readAll();
+    const QByteArray datas = m_port->fetch();
+    if (datas.isEmpty())
+        return;
     qCDebug(logLinkBytes) << "in" << datas.toHex(' ');
     emit signalReceiveDatas(datas);
 }
 
-/** QSerialPort only queues; without the flush a frame would wait for the next turn of the loop. */
 qint64 CoreCOMQ::writeBytes(const char *bytes, qint64 length)
 {
     if (!m_port->isOpen())
         return -1;
-    const qint64 written = m_port->write(bytes, length);
-    m_port->flush();
-    return written;
+    m_port->send(bytes, length);
+    return length;
 }
 
 /** A line that has gone away stays readable for ever, and its notifier would never rest. The word

@@ -6,6 +6,10 @@
 #include <QList>
 #include <QSerialPort>
 
+namespace links {
+class SerialPort;
+} // namespace links
+
 /**
  * The serial link to the device's MCUs: opens one port, writes frames at once and hands on every
  * chunk that arrives. Does no framing.
@@ -53,5 +57,5 @@ protected:
 private:
     void closeBrokenPort(QSerialPort::SerialPortError error);
 
-    QSerialPort *m_port;
+    links::SerialPort *m_port;
 };

@@ -51,6 +51,8 @@ private slots:
     void keyAndFlag_data();
     void keyAndFlag();
     void writesAtOnce();
+    void needsNoTurnAfterAFrame();
+    void sendsWhatTheKernelDoesNotTakeAtOnce();
     void writeToAClosedPort();
     void everyChunkIsHandedOn();
     void textCommands_data();
@@ -187,6 +189,44 @@ void TestSerial::writesAtOnce()
     QVERIFY(openUsual(link, pty.port()));
     QVERIFY(send(link, "command"));
     QCOMPARE(pty.readNow(), QByteArray("command"));
+}
+
+/** Neither what was written nor what was read goes through the buffers of Qt's port, which would
+ *  take a turn of the event loop to report the write. */
+void TestSerial::needsNoTurnAfterAFrame()
+{
+    Pty pty;
+    CoreCOMQ link;
+    QVERIFY(openUsual(link, pty.port()));
+    auto *const port = link.findChild<QSerialPort *>();
+    QSignalSpy written(port, &QSerialPort::bytesWritten);
+    QSignalSpy received(&link, &CoreCOMQ::signalReceiveDatas);
+    QVERIFY(send(link, "command"));
+    pty.write("reply");
+    QVERIFY(waitFor([&] { return received.count() == 1; }));
+    settle();
+    QCOMPARE(written.count(), 0);
+    QVERIFY(port->readAll().isEmpty());
+    QCOMPARE(received.count(), 1);
+}
+
+void TestSerial::sendsWhatTheKernelDoesNotTakeAtOnce()
+{
+    Pty pty;
+    CoreCOMQ link;
+    QVERIFY(openUsual(link, pty.port()));
+    QByteArray all;
+    for (int i = 0; i < 100; ++i) {
+        const QByteArray frame(1000, char('a' + i % 26));
+        QVERIFY(send(link, frame));
+        all += frame;
+    }
+    QByteArray received;
+    QVERIFY(waitFor([&] {
+        received += pty.readNow();
+        return received.size() >= all.size();
+    }));
+    QCOMPARE(received, all);
 }
 
 /** The flag is set and the key kept even so: a time-out follows, and not a stale key. */
