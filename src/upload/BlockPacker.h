@@ -7,7 +7,7 @@ namespace upload {
 
 /**
  * Cuts one image into write-block payloads (see protocol/BlockPayload.h). A block goes out as it
- * stands until it was accepted; only then is the next one packed.
+ * stands until it was accepted; to prepare the next one, pack it in a copy.
  *
  * Two ways of padding are kept apart on purpose: a first block that the image does not fill ends in
  * zeros and bears no last-block flag, a later one ends in FF and is the last.

@@ -15,6 +15,8 @@
 
 #include <QFile>
 
+#include <utility>
+
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 namespace standardError = runtime::standardError;
@@ -108,6 +110,7 @@ void CoreUpload::uploadData(uchar mcuType, uchar mcuIndex, const QByteArray &dat
     // A first block that could not be sent is repeated by its time-out, and its acknowledgement
     // must find the same state as if it had gone out at once.
     m_packer.firstBlockSent();
+    prepareNextBlock();
     if (!sent)
         return;
     qCDebug(logUpload) << "sendData:" << m_packer.blockNumber();
@@ -123,22 +126,27 @@ void CoreUpload::reset()
     m_settleTimer->stop();
     m_assembler.reset();
     m_packer.release();
+    m_next = {};
     m_blockIsOut = false;
 }
 
 bool CoreUpload::sendCommand(quint16 word, int length, const unsigned char *payload)
 {
-    m_sendTimer->stop();
     if (length > maxPayload) {
+        m_sendTimer->stop();
         standardError::write(uploadText::tooMuch);
         return false;
     }
     const QByteArray bytes(reinterpret_cast<const char *>(payload), length);
-    const QByteArray frame = mcu::buildFrame(mcu::hostStart, m_address, word, bytes);
+    return sendFrame(mcu::buildFrame(mcu::hostStart, m_address, word, bytes));
+}
+
+/** The device waits for the frame, and for nothing that is done or written about it. */
+bool CoreUpload::sendFrame(const QByteArray &frame)
+{
     m_assembler.reset();
-    m_sendTimer->start(m_packer.lastBlockSent() ? m_timeOuts.lastBlock : m_timeOuts.block);
     const bool sent = transmit(frame);
-    // The device waits for the block, and for nothing that is written about it.
+    m_sendTimer->start(m_packer.lastBlockSent() ? m_timeOuts.lastBlock : m_timeOuts.block);
     qCDebug(logUpload) << "bLastSent:" << m_packer.lastBlockSent();
     standardError::write(sent ? uploadText::sendDone : uploadText::sendFailed);
     return sent;
@@ -184,7 +192,6 @@ bool CoreUpload::takeByte(quint8 byte)
     if (!answersBlock)
         return false;
     canRead = false;
-    m_sendTimer->stop();
     takeAcknowledgement(reply.at(mcu::resultOffset));
     return true;
 }
@@ -198,10 +205,12 @@ void CoreUpload::takeAcknowledgement(quint8 status)
     m_blockIsOut = false;
     const bool wasRepeated = m_retryCount > 0;
     m_retryCount = 0;
-    if (wasRepeated)
-        m_settleTimer->start(m_pauses.afterRepeatedBlock);
-    else
+    if (!wasRepeated) {
         goOn();
+        return;
+    }
+    m_sendTimer->stop();
+    m_settleTimer->start(m_pauses.afterRepeatedBlock);
 }
 
 void CoreUpload::goOn()
@@ -214,16 +223,29 @@ void CoreUpload::goOn()
 
 void CoreUpload::sendNextBlock()
 {
-    if (!m_packer.packNext())
+    if (m_next.frame.isEmpty()) {
+        m_sendTimer->stop();
         return;
-    sendBlock();
+    }
+    m_packer = std::move(m_next.packer);
+    m_blockIsOut = sendFrame(m_next.frame);
     qCDebug(logUpload) << "sendin";
+    prepareNextBlock();
     if (!m_packer.blockIsFull())
         return;
     const double percent = m_packer.percent();
     m_FWPersent.store(percent, std::memory_order_relaxed);
     if (percent < wholeProgress)
         emit progressValueChanged(percent, wholeProgress);
+}
+
+void CoreUpload::prepareNextBlock()
+{
+    m_next.packer = m_packer;
+    m_next.frame.clear();
+    if (m_next.packer.packNext())
+        m_next.frame = mcu::buildFrame(mcu::hostStart, m_address, command::writeBlock,
+                                       m_next.packer.payload());
 }
 
 bool CoreUpload::sendBlock()
@@ -236,7 +258,6 @@ bool CoreUpload::sendBlock()
 
 void CoreUpload::onTimeOutSendData()
 {
-    m_sendTimer->stop();
     qCDebug(logUpload) << "timerRepeat:" << timerMark;
     repeatOrFail();
 }

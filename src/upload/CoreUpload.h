@@ -76,6 +76,8 @@ private:
     void goOn();
     void sendNextBlock();
     bool sendBlock();
+    void prepareNextBlock();
+    bool sendFrame(const QByteArray &frame);
     bool transmit(const QByteArray &frame);
     void repeatOrFail();
     void finish(const char *verdict);
@@ -85,6 +87,15 @@ private:
     links::DeviceLink *m_link = nullptr;
     protocol::mcu::FrameAddress m_address;
     upload::BlockPacker m_packer;
+    /** The block after the one in flight: once that is accepted, the device waits for nothing but
+     *  the write. */
+    struct
+    {
+        /** As m_packer will be then. */
+        upload::BlockPacker packer;
+        /** Empty when no image byte is left. */
+        QByteArray frame;
+    } m_next;
     protocol::FrameAssembler m_assembler;
     QTimer *m_sendTimer;
     /** Runs while acknowledgements of a repeated block are dropped. */
