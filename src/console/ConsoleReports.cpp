@@ -37,10 +37,12 @@ QString consolereport::ofMessage(const QStringList &message)
     return consoletext::logKey + message.join(consoletext::separator) + consoletext::lineEnd;
 }
 
-QString consolereport::ofProgress(double percent)
+QByteArray consolereport::ofProgress(double percent)
 {
-    return consoletext::progressKey + QString::number(percent, 'f', progressDecimals) +
-           consoletext::lineEnd;
+    QByteArray line(consoletext::progressKey.data(), consoletext::progressKey.size());
+    line += QString::number(percent, 'f', progressDecimals).toLatin1();
+    line += consoletext::lineEnd.data();
+    return line;
 }
 
 QString consolereport::ofEdid(const QString &report)

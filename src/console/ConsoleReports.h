@@ -12,7 +12,7 @@ namespace console::consolereport {
 bool isStatus(const QStringList &message);
 /** Empty for a message that clients do not get. */
 QString ofMessage(const QStringList &message);
-QString ofProgress(double percent);
+QByteArray ofProgress(double percent);
 QString ofEdid(const QString &report);
 /** A reply to a piece of a NET package; any bytes. */
 QByteArray ofNetReply(const QByteArray &bytes);

@@ -44,7 +44,7 @@ void TestReports::messages()
 
 void TestReports::others()
 {
-    QCOMPARE(consolereport::ofProgress(100.0 / 3), QString("PROGRESSVALUE||33.33\r\n"));
+    QCOMPARE(consolereport::ofProgress(100.0 / 3), QByteArray("PROGRESSVALUE||33.33\r\n"));
     QCOMPARE(consolereport::ofEdid("a,b"), QString("PARSEEDIDRESULT||a,b\r\n"));
     QCOMPARE(consolereport::ofNetReply(QByteArray("\0\xab", 2)),
              "UpgradeDatas||" + QByteArray("\0\xab", 2));
