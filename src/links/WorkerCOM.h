@@ -12,6 +12,10 @@ namespace engine {
 class RunEvents;
 } // namespace engine
 
+namespace links {
+class ReportRelay;
+} // namespace links
+
 class ControlCenter;
 class QThread;
 
@@ -79,6 +83,8 @@ private:
     void deliver(const QStringList &list);
 
     ControlCenter *m_engine;
+    /** A child of the engine. */
+    links::ReportRelay *m_relay;
     QThread *m_thread;
     /** The run whose status is the next one to be delivered. */
     engine::RunClaim::Number m_ending = engine::RunClaim::none;

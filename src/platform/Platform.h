@@ -73,6 +73,8 @@ struct Pauses
     ms beforeModuleReboot{2'000};
     /** From the end of a crowd of clients to giving its memory back. */
     ms beforeGiveBack{1'000};
+    /** Between two groups of progress values on their way to a client. */
+    ms betweenProgress{500};
 };
 
 /** What peers may make the agent hold in memory. */
