@@ -74,7 +74,7 @@ struct Pauses
     /** From the end of a crowd of clients to giving its memory back. */
     ms beforeGiveBack{1'000};
     /** Between two groups of progress values on their way to a client. */
-    ms betweenProgress{500};
+    ms betweenProgress{200};
 };
 
 /** What peers may make the agent hold in memory. */
