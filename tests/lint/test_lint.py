@@ -39,6 +39,10 @@ class TestIncludes(unittest.TestCase):
                 ("src/console/ConsoleEvents.h", "engine/report/RunEvent.h"),
                 ("src/main/main.cpp", "console/TCPServer.h"),
                 ("src/monitoring/OperationsLog.cpp", "console/TCPServer.h"),
+                ("tools/client/UpgradeRows.h", "common/PackageRows.h"),
+                ("tools/client/AgentConnection.h", "QTcpSocket"),
+                ("tools/upgrade-console/RunCommand.h", "client/WaitBack.h"),
+                ("tools/upgrade-console/PutCommand.cpp", "fwm/Findings.h"),
                 ("tools/device-simulator/Fault.cpp", "protocol/CommandWords.h"),
                 ("tools/device-simulator/Fault.cpp", "device-simulator/Fault.h"),
                 ("tools/fwm/PlanRows.cpp", "device-description/DeviceDescription.h")):
@@ -59,6 +63,13 @@ class TestIncludes(unittest.TestCase):
                 ("src/newfolder/Thing.cpp", "QByteArray"),
                 ("src/console/TCPServer.cpp", "engine/steps/StepMachine.h"),
                 ("src/engine/ControlCenter.cpp", "elsewhere/Thing.h"),
+                ("tools/client/Messages.cpp", "upgrade-console/Bars.h"),
+                ("tools/client/PackageCopy.cpp", "QFile"),
+                ("tools/client/UpgradeModel.cpp", "unistd.h"),
+                ("tools/client/UpgradeRows.cpp", "CLI/CLI.hpp"),
+                ("tools/client/UpgradeRows.cpp", "common/Output.h"),
+                ("tools/common/Output.cpp", "client/Causes.h"),
+                ("tools/newtool/main.cpp", "QByteArray"),
                 ("tools/device-simulator/Fault.cpp", "console/TCPServer.h"),
                 ("tools/fwm/PlanRows.cpp", "device-simulator/SimulatedDevice.h")):
             self.assertIsNotNone(lint.include_problem(name, header), (name, header))

@@ -1,10 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "client/ReplyParser.h"
+#include "client/UpgradeModel.h"
 #include "support/Fuzz.h"
-#include "upgrade-console/ReplyParser.h"
-#include "upgrade-console/UpgradeModel.h"
 #include "upgrade-console/UpgradeView.h"
 
 #include <algorithm>
+
+using client::AgentReply;
+using client::McuState;
+using client::ReplyParser;
+using client::RunPicture;
+using client::TimeEstimate;
+using client::UpgradeModel;
 
 namespace {
 

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """JSON lines, status and attach, against an agent that a test scripts."""
 
+import glob
 import json
 import os
 import re
@@ -135,10 +136,9 @@ class TestJsonLines(LinesTest):
         with open(os.path.join(PROJECT, "docs/use/upgrade-console.md"), encoding="utf-8") as file:
             page = file.read().split("## JSON lines")[1].split("\n## ")[0]
         described = set(re.findall(r"^\| `(\w+)` \|", page, re.MULTILINE)) - {"event"}
-        sources = os.path.join(PROJECT, "tools/upgrade-console")
         used = set()
-        for name in os.listdir(sources):
-            with open(os.path.join(sources, name), encoding="utf-8") as file:
+        for path in glob.glob(os.path.join(PROJECT, "tools", "*", "*.cpp")):
+            with open(path, encoding="utf-8") as file:
                 text = file.read()
             used |= set(re.findall(r'eventNamed\("(\w+)"\)|\{"event", "(\w+)"\}', text))
         used = {one or other for one, other in used} | {"reply", "result"}

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The one table of lines and causes, held against everything that the agent can say.
+#include "client/AnswerWatch.h"
+#include "client/Messages.h"
+#include "client/UpgradeModel.h"
 #include "engine/report/EngineTexts.h"
 #include "engine/steps/StepTable.h"
 #include "netupgrade/NetTexts.h"
@@ -7,9 +10,6 @@
 #include "planning/VersionTexts.h"
 #include "protocol/AppStatus.h"
 #include "protocol/ConsoleTexts.h"
-#include "upgrade-console/AnswerWatch.h"
-#include "upgrade-console/Messages.h"
-#include "upgrade-console/UpgradeModel.h"
 #include "upload/UploadTexts.h"
 
 #include <QFile>
@@ -25,6 +25,20 @@ namespace nettext = netupgrade::nettext;
 namespace text = engine::text;
 namespace uploadText = upload::uploadText;
 namespace versiontext = planning::versiontext;
+using client::AgentReply;
+using client::AnswerWatch;
+using client::Cause;
+using client::causeOfBlockStatus;
+using client::CauseRow;
+using client::causeTable;
+using client::LineEvent;
+using client::LineMeaning;
+using client::lineOf;
+using client::McuResult;
+using client::meaningOf;
+using client::MessageRow;
+using client::messageTable;
+using client::UpgradeModel;
 using engine::stepTable;
 using engine::Transition;
 using protocol::WireText;

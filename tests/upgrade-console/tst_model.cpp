@@ -1,13 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "upgrade-console/AnswerWatch.h"
+#include "client/AnswerWatch.h"
+#include "client/TimeEstimate.h"
+#include "client/UpgradeOutcome.h"
+#include "client/UpgradeRows.h"
 #include "upgrade-console/Bars.h"
-#include "upgrade-console/TimeEstimate.h"
-#include "upgrade-console/UpgradeOutcome.h"
-#include "upgrade-console/UpgradeRows.h"
 #include "upgrade-console/UpgradeView.h"
 
 #include <QTest>
 
+using client::AgentReply;
+using client::AnswerWatch;
+using client::Cause;
+using client::causeRow;
+using client::chosenRows;
+using client::likelyState;
+using client::McuPhase;
+using client::McuState;
+using client::outcomeOf;
+using client::packageRows;
+using client::requestedRows;
+using client::resultName;
+using client::RunPhase;
+using client::TimeEstimate;
+using client::TimeLeft;
+using client::UpgradeModel;
+using client::UpgradeRows;
+using client::waitText;
+using client::WantedMcu;
 using package::PackageDescription;
 using package::parseDescription;
 

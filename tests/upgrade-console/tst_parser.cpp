@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "client/ReplyParser.h"
 #include "protocol/McuFrame.h"
-#include "upgrade-console/ReplyParser.h"
 
 #include <QStringList>
 #include <QTest>
 
 namespace mcu = protocol::mcu;
+using client::AgentReply;
+using client::replyKindName;
+using client::ReplyParser;
 
 namespace {
 

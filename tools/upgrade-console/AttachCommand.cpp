@@ -1,11 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/AttachCommand.h"
 
+#include "client/TimeText.h"
 #include "package/PackageDescription.h"
 #include "protocol/ConsoleTexts.h"
-#include "upgrade-console/Bars.h"
 
 namespace consoletext = protocol::consoletext;
+using client::AgentReply;
+using client::Cause;
+using client::causeRow;
+using client::CauseRow;
+using client::clockText;
+using client::eventOf;
+using client::LineEvent;
+using client::TimeEstimate;
+using client::UpgradeModel;
 using package::PackageDescription;
 using package::parseDescription;
 
@@ -68,5 +77,5 @@ void AttachCommand::addRun(CommandResult &result)
         package = m_package["model"].toString() + ' ' + m_package["version"].toString();
     }
     result.output += QStringLiteral("Host %1, package %2, followed for %3.")
-                         .arg(options().host, printable(package), bars::clock(seconds));
+                         .arg(options().host, printable(package), clockText(seconds));
 }

@@ -13,8 +13,8 @@ public:
 
 protected:
     void onConnected() override;
-    void onReply(const AgentReply &reply) override;
-    void onReplyBefore(const AgentReply &reply) override;
+    void onReply(const client::AgentReply &reply) override;
+    void onReplyBefore(const client::AgentReply &reply) override;
     void addRun(CommandResult &result) override;
 
 private:

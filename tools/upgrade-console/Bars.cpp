@@ -41,17 +41,6 @@ QString bars::rate(double bytesPerSecond)
     return QStringLiteral("%1 KiB/s").arg(bytesPerSecond / 1024.0, 0, 'f', 1);
 }
 
-QString bars::clock(std::chrono::seconds time)
-{
-    const qint64 seconds = time.count();
-    return QStringLiteral("%1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
-}
-
-QString bars::left(std::chrono::seconds time)
-{
-    return clock(time) + QStringLiteral(" left");
-}
-
 QString bars::retries(int count)
 {
     return count == 1 ? QStringLiteral("1 retry") : QStringLiteral("%1 retries").arg(count);

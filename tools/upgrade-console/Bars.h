@@ -4,8 +4,6 @@
 #include <QString>
 #include <QStringList>
 
-#include <chrono>
-
 /** The pieces of a progress line. */
 namespace bars {
 
@@ -17,10 +15,6 @@ QString barOf(double percent, int width);
 QString percent(double percent);
 /** "5.1 KiB/s" of bytes per second. */
 QString rate(double bytesPerSecond);
-/** "1:05" */
-QString clock(std::chrono::seconds time);
-/** "1:05 left" */
-QString left(std::chrono::seconds time);
 /** "1 retry", "2 retries" */
 QString retries(int count);
 /** What stands between two pieces, and its width. */

@@ -8,6 +8,10 @@
 
 #include <unistd.h>
 
+using client::AgentConnection;
+using client::Cause;
+using client::causeRow;
+
 Command::Command(const Options &options) : m_options(options)
 {
     m_clock.start();

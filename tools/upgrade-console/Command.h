@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "upgrade-console/AgentConnection.h"
-#include "upgrade-console/Causes.h"
+#include "client/AgentConnection.h"
+#include "client/Causes.h"
 #include "upgrade-console/Options.h"
 
 #include <QJsonObject>
@@ -15,7 +15,7 @@
 struct CommandResult
 {
     ExitCode exit = ExitCode::Done;
-    Cause cause = Cause::None;
+    client::Cause cause = client::Cause::None;
     /** More about the cause: a file's name, the agent's own words. */
     QString detail;
     /** Lines for standard output. */
@@ -51,15 +51,15 @@ signals:
 
 protected:
     virtual void onConnected() = 0;
-    virtual void onReply(const AgentReply &reply) = 0;
+    virtual void onReply(const client::AgentReply &reply) = 0;
     /** After a silence the agent's lines come here for certain; some may have gone elsewhere. */
     virtual void onPulseAnswered() {}
-    virtual void onLost(Cause cause, const QString &detail);
+    virtual void onLost(client::Cause cause, const QString &detail);
     /** A reply that was awaited did not come. */
     virtual void onDeadline();
 
     const Options &options() const { return m_options; }
-    AgentConnection &agent() { return *m_agent; }
+    client::AgentConnection &agent() { return *m_agent; }
     /** Time since the command began, whatever became of its connections. */
     std::chrono::milliseconds now() const { return std::chrono::milliseconds(m_clock.elapsed()); }
     void request(QLatin1String line) { agent().request(QByteArray(line.data(), line.size())); }
@@ -70,13 +70,13 @@ protected:
      *  "--json-progress". False when standard output takes no more. */
     bool writeEvent(QJsonObject event);
     void finish(const CommandResult &result);
-    void fail(Cause cause, const QString &detail = {});
+    void fail(client::Cause cause, const QString &detail = {});
     /** Drops the connection and makes a new one. */
     void reconnect();
 
 private:
     const Options m_options;
-    std::unique_ptr<AgentConnection> m_agent;
+    std::unique_ptr<client::AgentConnection> m_agent;
     QElapsedTimer m_clock;
     QTimer m_deadline;
     bool m_isFinished = false;

@@ -19,7 +19,7 @@ public:
 
 protected:
     void onConnected() override {}
-    void onReply(const AgentReply &) override {}
+    void onReply(const client::AgentReply &) override {}
 
 private:
     void onPut(const CommandResult &result);

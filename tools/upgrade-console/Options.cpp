@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/Options.h"
 
+#include "client/UpgradeRows.h"
 #include "common/ExitCodes.h"
-#include "upgrade-console/UpgradeRows.h"
 
 #include <CLI/CLI.hpp>
 
@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <string>
+
+using client::rowProblem;
 
 namespace {
 

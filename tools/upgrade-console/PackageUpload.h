@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "upgrade-console/Causes.h"
+#include "client/Causes.h"
 #include "upgrade-console/SftpSession.h"
 
 #include <QTemporaryDir>
@@ -33,14 +33,14 @@ public:
 
 signals:
     void done();
-    void failed(Cause cause, const QString &detail);
+    void failed(client::Cause cause, const QString &detail);
 
 private:
     enum class Step { Copying, Renaming, Cleaning };
 
     void begin(Step step, const QByteArray &commands, std::chrono::milliseconds limit);
     void onEnded(const QString &error);
-    void giveUp(Cause cause, const QString &detail);
+    void giveUp(client::Cause cause, const QString &detail);
     bool isCopyRight() const;
 
     const SshAccess m_access;
@@ -49,7 +49,7 @@ private:
     std::unique_ptr<SftpSession> m_session;
     CheckedPackage m_package;
     Step m_step = Step::Copying;
-    Cause m_cause = Cause::None;
+    client::Cause m_cause = client::Cause::None;
     QString m_detail;
 };
 

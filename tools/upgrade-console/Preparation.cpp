@@ -7,6 +7,9 @@
 #include <thread>
 #include <unistd.h>
 
+using client::Cause;
+using client::causeRow;
+
 namespace {
 
 /** What the thread writes to; it outlives this function when the thread is abandoned. */

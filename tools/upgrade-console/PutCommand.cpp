@@ -2,19 +2,27 @@
 #include "upgrade-console/PutCommand.h"
 
 #include "bytes/FileSource.h"
+#include "client/Messages.h"
+#include "client/PackageListing.h"
 #include "common/Output.h"
 #include "common/PackageRows.h"
 #include "fwm/Findings.h"
 #include "platform/Platform.h"
 #include "protocol/ConsoleTexts.h"
-#include "upgrade-console/Messages.h"
-#include "upgrade-console/SimpleCommands.h"
 #include "upgrade-console/Terminal.h"
 
 #include <unistd.h>
 
 namespace consoletext = protocol::consoletext;
 using bytes::FileSource;
+using client::AgentReply;
+using client::bytesOf;
+using client::Cause;
+using client::causeRow;
+using client::LineEvent;
+using client::LineMeaning;
+using client::listProblem;
+using client::meaningOf;
 using package::PackageDescription;
 using package::parseDescription;
 

@@ -21,7 +21,7 @@ public:
 
 protected:
     void onConnected() override;
-    void onReply(const AgentReply &reply) override;
+    void onReply(const client::AgentReply &reply) override;
 
 private:
     enum class Stage { Asking, Listing, Copying, ListingAgain };
@@ -30,7 +30,7 @@ private:
     void onListed(const QString &text);
     void copy();
     void onCopied();
-    void onCopyFailed(Cause cause, const QString &detail);
+    void onCopyFailed(client::Cause cause, const QString &detail);
     void compare(const QString &text);
     void note(const QString &line);
     void succeed();
@@ -40,7 +40,7 @@ private:
     CheckedPackage m_package;
     package::PackageDescription m_description;
     QStringList m_warnings;
-    Cause m_listProblem = Cause::None;
+    client::Cause m_listProblem = client::Cause::None;
     /** What the module had; null when it had none. */
     QJsonValue m_before;
     std::chrono::milliseconds m_copyBegun{0};

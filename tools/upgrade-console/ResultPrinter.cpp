@@ -3,6 +3,10 @@
 
 #include "upgrade-console/Terminal.h"
 
+using client::causeJson;
+using client::causeRow;
+using client::CauseRow;
+
 namespace {
 
 bool isError(const CommandResult &result)

@@ -4,6 +4,22 @@
 #include "protocol/ConsoleTexts.h"
 
 namespace consoletext = protocol::consoletext;
+using client::AgentReply;
+using client::bytesOf;
+using client::Cause;
+using client::causeRow;
+using client::eventOf;
+using client::likelyState;
+using client::LineEvent;
+using client::meaningOf;
+using client::outcomeOf;
+using client::resultJson;
+using client::RunPhase;
+using client::RunPicture;
+using client::TimeEstimate;
+using client::UpgradeModel;
+using client::UpgradeOutcome;
+using client::WaitBack;
 
 namespace {
 
@@ -28,11 +44,6 @@ QJsonObject messageEvent(const QString &line)
 }
 
 } // namespace
-
-LineEvent eventOf(const AgentReply &reply)
-{
-    return reply.kind == AgentReply::Kind::Log ? meaningOf(reply.text).event : LineEvent::Unknown;
-}
 
 RunCommand::RunCommand(const Options &options)
     : Command(options),

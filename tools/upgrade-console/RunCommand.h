@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "client/AnswerWatch.h"
+#include "client/ProgressEvents.h"
+#include "client/UpgradeOutcome.h"
+#include "client/WaitBack.h"
 #include "upgrade-console/Command.h"
 #include "upgrade-console/ProgressDisplay.h"
-#include "upgrade-console/ProgressEvents.h"
-#include "upgrade-console/UpgradeOutcome.h"
 #include "upgrade-console/UpgradeView.h"
-#include "upgrade-console/WaitBack.h"
 
 /**
  * Follows a run of the agent to its end and shows it, all over one connection: the agent sends a
@@ -24,29 +25,29 @@ public:
 
 protected:
     /** A reply before the run is followed. */
-    virtual void onReplyBefore(const AgentReply &reply) = 0;
+    virtual void onReplyBefore(const client::AgentReply &reply) = 0;
     /** Whether the reply says that no run is active; the command is over then. */
-    virtual bool refuses(const AgentReply &) { return false; }
+    virtual bool refuses(const client::AgentReply &) { return false; }
     /** Puts into the result which run it was. */
     virtual void addRun(CommandResult &result) = 0;
 
-    void onReply(const AgentReply &reply) override;
+    void onReply(const client::AgentReply &reply) override;
     void onPulseAnswered() override;
-    void onLost(Cause cause, const QString &detail) override;
+    void onLost(client::Cause cause, const QString &detail) override;
     void onDeadline() override;
 
     /** Makes the agent say whether a run is under way, and that it has said so. */
     void askWhetherBusy();
     /** What the run is expected to be. */
-    void expect(const UpgradeModel &model, const TimeEstimate &estimate);
+    void expect(const client::UpgradeModel &model, const client::TimeEstimate &estimate);
     /** From now on every reply is about the run. */
     void follow();
     /** The request started nothing. */
-    void failRun(Cause cause, const QString &detail = {});
-    CommandResult resultOf(const UpgradeOutcome &outcome);
+    void failRun(client::Cause cause, const QString &detail = {});
+    CommandResult resultOf(const client::UpgradeOutcome &outcome);
 
-    const UpgradeModel &model() const { return m_model; }
-    const TimeEstimate &estimate() const { return m_estimate; }
+    const client::UpgradeModel &model() const { return m_model; }
+    const client::TimeEstimate &estimate() const { return m_estimate; }
     ProgressDisplay &display() { return m_display; }
     std::chrono::milliseconds followed() const { return now() - m_startedAt; }
     bool hasHeardOfRun() const { return m_heardOfRun; }
@@ -56,24 +57,24 @@ protected:
 private:
     enum class Stage { Preparing, Running, WaitingBack };
 
-    void onRunning(const AgentReply &reply);
+    void onRunning(const client::AgentReply &reply);
     void noteLine(const QString &line);
     void onQuiet();
     void onQuietAnswered(bool isBusy);
     void showProgress();
     void endRun();
-    void loseContact(Cause cause, const QString &detail);
+    void loseContact(client::Cause cause, const QString &detail);
     void onBack(const QString &version);
-    RunPicture picture();
+    client::RunPicture picture();
 
     Stage m_stage = Stage::Preparing;
-    UpgradeModel m_model;
-    TimeEstimate m_estimate;
-    AnswerWatch m_answers;
+    client::UpgradeModel m_model;
+    client::TimeEstimate m_estimate;
+    client::AnswerWatch m_answers;
     ChangeTeller m_teller;
-    ProgressEvents m_events;
+    client::ProgressEvents m_events;
     ProgressDisplay m_display;
-    WaitBack m_waitBack;
+    client::WaitBack m_waitBack;
     std::chrono::milliseconds m_startedAt{0};
     /** Redraws while nothing arrives. */
     QTimer m_redraw;
@@ -83,6 +84,3 @@ private:
     bool m_heardOfRun = false;
     bool m_isBusySeen = false;
 };
-
-/** What a reply says about a run; Unknown for one that is not a line of its log. */
-LineEvent eventOf(const AgentReply &reply);

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/SendNetCommand.h"
 
+#include "client/Messages.h"
+#include "client/TimeEstimate.h"
 #include "netupgrade/NetTexts.h"
 #include "protocol/CommandWords.h"
 #include "protocol/ConsoleTexts.h"
 #include "protocol/Progress.h"
 #include "upgrade-console/Bars.h"
-#include "upgrade-console/Messages.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -16,6 +17,16 @@
 namespace command = protocol::command;
 namespace consoletext = protocol::consoletext;
 namespace nettext = netupgrade::nettext;
+using client::AgentReply;
+using client::Cause;
+using client::causeOfBlockStatus;
+using client::causeRow;
+using client::leftText;
+using client::LineEvent;
+using client::LineMeaning;
+using client::meaningOf;
+using client::NetBlocks;
+using client::WaitBack;
 using protocol::wholeProgress;
 
 namespace {
@@ -314,7 +325,7 @@ void SendNetCommand::showProgress()
     QStringList parts{bars::percent(m_percent)};
     if (isSending && seconds > 0 && sent > 0) {
         const double left = (double(m_blocks->size()) - sent) * seconds / sent;
-        parts += {bars::rate(sent / seconds), bars::left(std::chrono::seconds(qint64(left)))};
+        parts += {bars::rate(sent / seconds), leftText({std::chrono::seconds(qint64(left)), true})};
     }
     if (m_retries > 0)
         parts += bars::retries(m_retries);

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "client/NetBlocks.h"
+#include "client/WaitBack.h"
 #include "upgrade-console/Command.h"
-#include "upgrade-console/NetBlocks.h"
 #include "upgrade-console/ProgressDisplay.h"
-#include "upgrade-console/WaitBack.h"
 
 #include <memory>
 
@@ -25,33 +25,33 @@ public:
 
 protected:
     void onConnected() override;
-    void onReply(const AgentReply &reply) override;
-    void onLost(Cause cause, const QString &detail) override;
+    void onReply(const client::AgentReply &reply) override;
+    void onLost(client::Cause cause, const QString &detail) override;
     void onDeadline() override;
 
 private:
     enum class Stage { Asking, Entering, Sending, Installing, WaitingBack };
 
-    void onAsked(const AgentReply &reply);
-    void onStatus(const AgentReply &reply);
-    void onInstalling(const AgentReply &reply);
-    void onLastBlockStatus(const AgentReply &reply);
+    void onAsked(const client::AgentReply &reply);
+    void onStatus(const client::AgentReply &reply);
+    void onInstalling(const client::AgentReply &reply);
+    void onLastBlockStatus(const client::AgentReply &reply);
     void sendFrame(const QByteArray &frame);
     void sendNextBlock();
-    void onRefused(Cause cause);
+    void onRefused(client::Cause cause);
     void onUnanswered();
     void repeatFrame();
     void sendLastBlock();
     void endInstall();
-    void loseContact(Cause cause, const QString &detail);
+    void loseContact(client::Cause cause, const QString &detail);
     void showProgress();
     void writeProgress(bool isSending);
-    CommandResult resultWith(Cause cause, const QString &summary);
+    CommandResult resultWith(client::Cause cause, const QString &summary);
 
     Stage m_stage = Stage::Asking;
-    std::unique_ptr<NetBlocks> m_blocks;
+    std::unique_ptr<client::NetBlocks> m_blocks;
     ProgressDisplay m_display;
-    WaitBack m_waitBack;
+    client::WaitBack m_waitBack;
     QTimer m_answer;
     QTimer m_install;
     QByteArray m_frame;
@@ -64,5 +64,5 @@ private:
     /** The module has said something about its installation. */
     bool m_installBegun = false;
     QString m_version;
-    Cause m_soft = Cause::None;
+    client::Cause m_soft = client::Cause::None;
 };

@@ -2,11 +2,12 @@
 #include "upgrade-console/SimpleCommands.h"
 
 #include "DumpReader.h"
+#include "client/Messages.h"
+#include "client/PackageListing.h"
 #include "edid/EdidTexts.h"
 #include "package/PackageDescription.h"
 #include "planning/TypeAndIndexTable.h"
 #include "protocol/ConsoleTexts.h"
-#include "upgrade-console/Messages.h"
 #include "upgrade-console/Terminal.h"
 #include "upgrade-console/UpgradeView.h"
 
@@ -16,6 +17,10 @@
 
 namespace consoletext = protocol::consoletext;
 namespace field = package::field;
+using client::AgentReply;
+using client::Cause;
+using client::listProblem;
+using client::meaningOf;
 using package::PackageDescription;
 using package::parseDescription;
 
@@ -100,18 +105,6 @@ void VersionCommand::onReply(const AgentReply &reply)
     result.output = QStringList{printable(reply.text)};
     result.json["version"] = reply.text;
     finish(result);
-}
-
-Cause listProblem(const QString &text, Cause logged)
-{
-    const LineMeaning meaning = meaningOf(text);
-    if (meaning.cause != Cause::None)
-        return meaning.cause;
-    const auto error = parseDescription(text.toUtf8()).error;
-    if (error == PackageDescription::Error::None)
-        return Cause::None;
-    const bool isAboutPackage = causeRow(logged).exit == ExitCode::PackageRefused;
-    return isAboutPackage ? logged : Cause::DescriptionBroken;
 }
 
 void ListCommand::onConnected()

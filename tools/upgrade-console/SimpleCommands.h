@@ -13,7 +13,7 @@ public:
 
 protected:
     void onConnected() override;
-    void onReply(const AgentReply &reply) override;
+    void onReply(const client::AgentReply &reply) override;
 
 private:
     QElapsedTimer m_roundTrip;
@@ -28,7 +28,7 @@ public:
 
 protected:
     void onConnected() override;
-    void onReply(const AgentReply &reply) override;
+    void onReply(const client::AgentReply &reply) override;
 };
 
 /** What the device's package describes. */
@@ -41,12 +41,12 @@ public:
 
 protected:
     void onConnected() override;
-    void onReply(const AgentReply &reply) override;
+    void onReply(const client::AgentReply &reply) override;
 
 private:
     void show(const QString &text);
 
-    Cause m_problem = Cause::None;
+    client::Cause m_problem = client::Cause::None;
 };
 
 /** Sends a dump, prints the fields of the agent's report. */
@@ -61,7 +61,7 @@ public:
 
 protected:
     void onConnected() override;
-    void onReply(const AgentReply &reply) override;
+    void onReply(const client::AgentReply &reply) override;
 
 private:
     void show(const QString &fields);
@@ -69,7 +69,3 @@ private:
     QByteArray m_dump;
     QStringList m_warnings;
 };
-
-/** Why a package description cannot be used; None for a good one. `text` is what the agent sent
- *  behind "FIRMWARELIST||", `logged` the last problem that it told before. */
-Cause listProblem(const QString &text, Cause logged);

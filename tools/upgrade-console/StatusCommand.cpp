@@ -1,13 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/StatusCommand.h"
 
+#include "client/Messages.h"
+#include "client/PackageListing.h"
 #include "common/PackageRows.h"
 #include "protocol/ConsoleTexts.h"
-#include "upgrade-console/Messages.h"
-#include "upgrade-console/SimpleCommands.h"
 #include "upgrade-console/Terminal.h"
 
 namespace consoletext = protocol::consoletext;
+using client::AgentReply;
+using client::bytesOf;
+using client::Cause;
+using client::causeJson;
+using client::causeRow;
+using client::LineEvent;
+using client::LineMeaning;
+using client::listProblem;
+using client::meaningOf;
 using package::PackageDescription;
 using package::parseDescription;
 

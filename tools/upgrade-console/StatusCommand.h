@@ -14,8 +14,8 @@ public:
 
 protected:
     void onConnected() override;
-    void onReply(const AgentReply &reply) override;
-    void onLost(Cause cause, const QString &detail) override;
+    void onReply(const client::AgentReply &reply) override;
+    void onLost(client::Cause cause, const QString &detail) override;
     void onDeadline() override;
 
 private:
@@ -27,5 +27,5 @@ private:
     bool m_isBusy = false;
     QString m_version;
     QString m_list;
-    Cause m_listProblem = Cause::None;
+    client::Cause m_listProblem = client::Cause::None;
 };

@@ -11,6 +11,9 @@
 #include <unistd.h>
 
 namespace consoletext = protocol::consoletext;
+using client::AgentReply;
+using client::Cause;
+using client::replyKindName;
 
 namespace {
 

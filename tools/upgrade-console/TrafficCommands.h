@@ -21,9 +21,9 @@ public:
     bool writeJson(const QJsonObject &document) override;
 
 protected:
-    void onReply(const AgentReply &reply) override;
+    void onReply(const client::AgentReply &reply) override;
     virtual void show(const QString &line);
-    virtual QString lineFor(const AgentReply &reply) const = 0;
+    virtual QString lineFor(const client::AgentReply &reply) const = 0;
 
 private:
     void print(const QByteArray &bytes);
@@ -41,7 +41,7 @@ public:
 
 protected:
     void onConnected() override;
-    QString lineFor(const AgentReply &reply) const override;
+    QString lineFor(const client::AgentReply &reply) const override;
 };
 
 /** Requests by hand. */
@@ -54,8 +54,8 @@ public:
 
 protected:
     void onConnected() override;
-    void onReply(const AgentReply &reply) override;
-    QString lineFor(const AgentReply &reply) const override;
+    void onReply(const client::AgentReply &reply) override;
+    QString lineFor(const client::AgentReply &reply) const override;
     void show(const QString &line) override;
 
 private:
@@ -67,4 +67,4 @@ private:
 };
 
 /** A reply as it was on the wire, without its line end. */
-QString wireText(const AgentReply &reply);
+QString wireText(const client::AgentReply &reply);

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/UpgradeCommand.h"
 
+#include "bytes/FileSource.h"
+#include "client/PackageCopy.h"
+#include "client/PackageListing.h"
+#include "client/TimeText.h"
+#include "client/UpgradeRows.h"
 #include "package/PackageDescription.h"
 #include "planning/UpgradeMode.h"
 #include "platform/Platform.h"
 #include "protocol/ConsoleTexts.h"
-#include "upgrade-console/Bars.h"
-#include "upgrade-console/PackageCopy.h"
-#include "upgrade-console/SimpleCommands.h"
-#include "upgrade-console/UpgradeRows.h"
 
 #include <QHostAddress>
 
@@ -16,6 +17,26 @@
 
 namespace consoletext = protocol::consoletext;
 namespace upgradeMode = planning::upgradeMode;
+using bytes::FileSource;
+using client::AgentReply;
+using client::bytesOf;
+using client::Cause;
+using client::causeRow;
+using client::chosenRows;
+using client::clockText;
+using client::eventOf;
+using client::LineEvent;
+using client::listProblem;
+using client::meaningOf;
+using client::PackageCopy;
+using client::packageRows;
+using client::requestedRows;
+using client::runEvent;
+using client::TimeEstimate;
+using client::TimeLeft;
+using client::UpgradeModel;
+using client::UpgradeRows;
+using client::WantedMcu;
 using package::PackageDescription;
 using package::parseDescription;
 
@@ -123,9 +144,14 @@ bool UpgradeCommand::takeSizes(UpgradeRows &rows, const PackageDescription &pack
     for (WantedMcu &mcu : rows.mcus)
         mcu.isForced = options().mode == upgradeMode::forced;
     const bool isGiven = !options().package.isEmpty();
-    const PackageCopy copy = PackageCopy::read(isGiven ? options().package : Paths().package);
-    if (isGiven && !copy.error.isEmpty()) {
-        fail(Cause::FileUnreadable, copy.error);
+    const QString path = isGiven ? options().package : Paths().package;
+    FileSource source(path);
+    const PackageCopy copy = source.open() ? PackageCopy::read(source) : PackageCopy();
+    if (isGiven && !copy.isPackage) {
+        const QString error = source.errorString().isEmpty()
+                                  ? QStringLiteral("not a firmware package")
+                                  : source.errorString();
+        fail(Cause::FileUnreadable, path + QStringLiteral(": ") + error);
         return false;
     }
     if (isGiven && !copy.describes(package)) {
@@ -193,7 +219,7 @@ QByteArray UpgradeCommand::runRequest() const
 void UpgradeCommand::announce()
 {
     const TimeLeft total = estimate().ofRun(model(), now());
-    const QString time = bars::clock(std::chrono::duration_cast<std::chrono::seconds>(total.time));
+    const QString time = clockText(std::chrono::duration_cast<std::chrono::seconds>(total.time));
     // Only 'upgrade' takes a copy of the package.
     const QString how = options().command == Options::Command::Upgrade
                             ? QStringLiteral("; with --package and a copy of the package the "
@@ -255,5 +281,5 @@ void UpgradeCommand::addRun(CommandResult &result)
             .arg(options().host, printable(m_package["model"].toString()),
                  printable(m_package["version"].toString()),
                  m_started.toLocalTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")),
-                 bars::clock(std::chrono::duration_cast<std::chrono::seconds>(duration)));
+                 clockText(std::chrono::duration_cast<std::chrono::seconds>(duration)));
 }

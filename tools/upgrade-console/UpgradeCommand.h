@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "client/UpgradeRows.h"
 #include "upgrade-console/RunCommand.h"
-#include "upgrade-console/UpgradeRows.h"
 
 #include <QDateTime>
 #include <QSocketNotifier>
@@ -24,25 +24,25 @@ public:
 
 protected:
     void onConnected() override;
-    void onReplyBefore(const AgentReply &reply) override;
-    bool refuses(const AgentReply &reply) override;
+    void onReplyBefore(const client::AgentReply &reply) override;
+    bool refuses(const client::AgentReply &reply) override;
     void addRun(CommandResult &result) override;
 
 private:
     enum class Stage { Asking, Listing, Confirming, SettingMode };
 
-    void onAsked(const AgentReply &reply);
-    void onListed(const AgentReply &reply);
-    void onModeSet(const AgentReply &reply);
+    void onAsked(const client::AgentReply &reply);
+    void onListed(const client::AgentReply &reply);
+    void onModeSet(const client::AgentReply &reply);
 
     void confirm();
     void onAnswer();
     void setMode();
     void takeList(const QString &text);
-    UpgradeRows rowsFor(const package::PackageDescription &package) const;
+    client::UpgradeRows rowsFor(const package::PackageDescription &package) const;
     QByteArray runRequest() const;
     void announce();
-    bool takeSizes(UpgradeRows &rows, const package::PackageDescription &package);
+    bool takeSizes(client::UpgradeRows &rows, const package::PackageDescription &package);
     void startRun();
 
     Stage m_stage = Stage::Asking;
@@ -52,5 +52,5 @@ private:
     QJsonObject m_package;
     /** When the run was asked for, on the clock of the wall. */
     QDateTime m_started;
-    Cause m_listProblem = Cause::None;
+    client::Cause m_listProblem = client::Cause::None;
 };

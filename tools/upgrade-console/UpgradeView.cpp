@@ -1,12 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/UpgradeView.h"
 
+#include "client/TimeText.h"
+#include "client/UpgradeOutcome.h"
 #include "upgrade-console/Bars.h"
-#include "upgrade-console/UpgradeOutcome.h"
-
-#include <QJsonObject>
 
 #include <algorithm>
+
+using client::causeRow;
+using client::clockText;
+using client::leftText;
+using client::McuPhase;
+using client::McuResult;
+using client::McuState;
+using client::phaseName;
+using client::resultName;
+using client::RunPhase;
+using client::RunPicture;
+using client::TimeLeft;
+using client::UpgradeModel;
+using client::waitText;
 
 namespace {
 
@@ -229,26 +242,6 @@ QStringList resultTable(const UpgradeModel &model, milliseconds now, const Style
     return lines;
 }
 
-QJsonArray resultJson(const UpgradeModel &model, milliseconds now)
-{
-    QJsonArray array;
-    for (const McuState &mcu : model.mcus()) {
-        QJsonObject object{
-            {"name", mcu.name},
-            {"old_version", mcu.oldVersion},
-            {"new_version", mcu.newVersion},
-            {"result", resultName(mcu.result)},
-            {"retries", mcu.retries},
-        };
-        if (mcu.seconds(now) >= 0)
-            object["seconds"] = mcu.seconds(now);
-        if (mcu.cause != Cause::None)
-            object["error"] = causeJson(mcu.cause);
-        array.append(object);
-    }
-    return array;
-}
-
 QStringList ChangeTeller::changes(const RunPicture &picture)
 {
     QStringList lines;
@@ -269,7 +262,7 @@ void ChangeTeller::addPercent(QStringList &lines, const RunPicture &picture)
     m_tenth = tenth;
     const auto passed =
         std::chrono::duration_cast<std::chrono::seconds>(picture.now - picture.started);
-    QString line = QStringLiteral("%1 %, %2").arg(tenth * step).arg(bars::clock(passed));
+    QString line = QStringLiteral("%1 %, %2").arg(tenth * step).arg(clockText(passed));
     const TimeLeft left = picture.estimate.ofRun(picture.model, picture.now);
     if (left.time.count() > 0)
         line += QStringLiteral(", ") + leftText(left);

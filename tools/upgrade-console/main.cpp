@@ -14,6 +14,9 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+using client::Cause;
+using client::causeRow;
+
 namespace {
 
 const char *const program = "upgrade-console";

@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/Platform.h"
+
+namespace client {
+
+/** What the agent waits for, and how long it pauses. */
+constexpr TimeOuts timeOuts;
+constexpr Pauses pauses;
+
+} // namespace client

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "client/AgentReply.h"
+#include "client/Messages.h"
+
+#include <QString>
+
+#include <chrono>
+#include <optional>
+
+namespace client {
+
+/** An answer of the device that is late. */
+struct AnswerWait
+{
+    using seconds = std::chrono::seconds;
+
+    seconds waited{0};
+    /** After this the agent tries again; 0 when it is not known what it waits for. */
+    seconds limit{0};
+    /** From 1 on; 0 where nothing is tried again. */
+    int attempt = 0;
+    int attempts = 0;
+    /** Until the agent gives up if nothing answers any more. */
+    seconds givesUp{0};
+};
+
+/** "waiting for an answer, 12 s of 30, try 4 of 9, gives up in 2:48" */
+QString waitText(const AnswerWait &wait);
+
+/**
+ * Knows from the agent's lines which answer of the device the agent waits for, and by the limits of
+ * the device's protocol how long it will. Knows no clock, as UpgradeModel.
+ */
+class AnswerWatch
+{
+public:
+    using ms = std::chrono::milliseconds;
+
+    /** Every reply of the run, with the time of its arrival. */
+    void take(const AgentReply &reply, ms now);
+    /** Nothing during the first seconds of a wait, and where nothing is awaited. */
+    std::optional<AnswerWait> at(ms now) const;
+
+    /** The silence that calls for a heartbeat. After an image the agent pauses for a second of its
+     *  own: a heartbeat within it would look as if lines had been lost. */
+    ms heartbeatAfter() const;
+
+private:
+    enum class Awaited { Nothing, Command, UpdateMode, Block, Restart };
+
+    void takeLine(const QString &line, ms now);
+    void takeRetry(const LineMeaning &meaning, int retry, ms now);
+    void await(Awaited awaited, ms now);
+    ms limit(ms waited) const;
+    ms untilGivenUp() const;
+
+    Awaited m_awaited = Awaited::Nothing;
+    ms m_since{0};
+    ms m_lastReply{0};
+    /** Repetitions of the command or block so far. */
+    int m_retry = 0;
+    /** Repetitions of the whole image so far. */
+    int m_imageRetry = 0;
+    bool m_hasWritten = false;
+    bool m_isFirstBlock = false;
+    /** The agent pauses after an image. */
+    bool m_isPausing = false;
+};
+
+} // namespace client

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+namespace client {
+
+/**
+ * Cuts an image for the network module into the frames of the block protocol: one that asks for the
+ * update mode, then the blocks. Holds no more than the image itself.
+ *
+ * The module strips every FF from the end of the last block and takes the others as long as they
+ * are. So an archive that itself ends in FF, or fits the first block, goes out whole in other
+ * blocks, and the last one is padding alone.
+ */
+class NetBlocks
+{
+public:
+    /** The whole image, as 'fwm make-net' makes it; problem() must have found it good. */
+    explicit NetBlocks(const QByteArray &image) : m_image(image) {}
+
+    /** Why the bytes are no image for the module; empty for a good one. */
+    static QString problem(const QByteArray &image);
+
+    /** The first frame to send; the blocks follow when the module has accepted it. */
+    static QByteArray enterFrame();
+
+    /** Cuts the next block; false after the last one. */
+    bool next();
+    /** The block that was cut last. */
+    const QByteArray &frame() const { return m_frame; }
+    bool isLast() const { return m_isLast; }
+    /** Bytes of the image up to and with this block. */
+    qint64 sent() const { return m_offset; }
+    qint64 size() const { return m_image.size(); }
+
+private:
+    int nextSize() const;
+    void build(const QByteArray &data);
+
+    const QByteArray m_image;
+    qint64 m_offset = 0;
+    int m_number = 0;
+    bool m_isLast = false;
+    QByteArray m_frame;
+};
+
+} // namespace client

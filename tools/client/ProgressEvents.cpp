@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/ProgressEvents.h"
+
+#include "client/UpgradeOutcome.h"
+
+namespace client {
+
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+
+/** Between two figures of the same tenth. */
+constexpr milliseconds betweenFigures = 1s;
+
+QJsonObject eventNamed(const char *name)
+{
+    return {{"event", QString::fromLatin1(name)}};
+}
+
+double eventSeconds(milliseconds time)
+{
+    return std::chrono::duration<double>(time).count();
+}
+
+/** Which chip an event is about. */
+void addChip(QJsonObject &event, const McuState &mcu, int row)
+{
+    event["row"] = row;
+    event["name"] = mcu.name;
+    if (mcu.chipType < 0)
+        return;
+    event["chip_type"] = mcu.chipType;
+    event["chip_index"] = mcu.chipIndex;
+}
+
+QJsonObject chipEvent(const McuState &mcu, int row, milliseconds now)
+{
+    QJsonObject event = eventNamed("chip");
+    addChip(event, mcu, row);
+    event["phase"] = phaseName(mcu.phase);
+    event["old_version"] = mcu.oldVersion;
+    event["new_version"] = mcu.newVersion;
+    event["retries"] = mcu.retries;
+    if (mcu.seconds(now) >= 0.0)
+        event["seconds"] = mcu.seconds(now);
+    if (mcu.phase == McuPhase::Finished)
+        event["result"] = resultName(mcu.result);
+    if (mcu.phase == McuPhase::Finished && mcu.cause != Cause::None)
+        event["error"] = causeJson(mcu.cause);
+    return event;
+}
+
+int tenthOf(double percent)
+{
+    constexpr int step = 10;
+    return int(percent) / step;
+}
+
+} // namespace
+
+QJsonObject runEvent(const UpgradeModel &model)
+{
+    QJsonArray chips;
+    for (int i = 0; i < model.mcus().size(); ++i) {
+        const McuState &mcu = model.mcus().at(i);
+        QJsonObject chip{{"new_version", mcu.newVersion}};
+        addChip(chip, mcu, i);
+        if (mcu.imageSize >= 0)
+            chip["image_size"] = mcu.imageSize;
+        chips.append(chip);
+    }
+    QJsonObject event = eventNamed("run");
+    event["chips"] = chips;
+    return event;
+}
+
+QJsonArray resultJson(const UpgradeModel &model, milliseconds now)
+{
+    QJsonArray array;
+    for (const McuState &mcu : model.mcus()) {
+        QJsonObject object{
+            {"name", mcu.name},
+            {"old_version", mcu.oldVersion},
+            {"new_version", mcu.newVersion},
+            {"result", resultName(mcu.result)},
+            {"retries", mcu.retries},
+        };
+        if (mcu.seconds(now) >= 0)
+            object["seconds"] = mcu.seconds(now);
+        if (mcu.cause != Cause::None)
+            object["error"] = causeJson(mcu.cause);
+        array.append(object);
+    }
+    return array;
+}
+
+QVector<QJsonObject> ProgressEvents::changes(const RunPicture &picture)
+{
+    QVector<QJsonObject> events;
+    addPhase(events, picture.model);
+    addChips(events, picture);
+    addProgress(events, picture);
+    addWait(events, picture);
+    return events;
+}
+
+void ProgressEvents::addPhase(QVector<QJsonObject> &events, const UpgradeModel &model)
+{
+    const bool isNews = model.phase() != m_phase && !model.hasEnded();
+    m_phase = model.phase();
+    if (!isNews)
+        return;
+    QJsonObject event = eventNamed("phase");
+    event["phase"] = phaseName(m_phase);
+    events += event;
+}
+
+void ProgressEvents::addChips(QVector<QJsonObject> &events, const RunPicture &picture)
+{
+    const auto &mcus = picture.model.mcus();
+    m_seen.resize(mcus.size());
+    for (int i = 0; i < mcus.size(); ++i) {
+        const McuState &mcu = mcus.at(i);
+        Seen &seen = m_seen[i];
+        if (mcu.retries > seen.retries) {
+            QJsonObject event = eventNamed("retry");
+            addChip(event, mcu, i);
+            event["retries"] = mcu.retries;
+            events += event;
+        }
+        const bool isNewVersion = mcu.oldVersion != seen.oldVersion ||
+                                  (!seen.newVersion.isNull() && mcu.newVersion != seen.newVersion);
+        if (mcu.phase != seen.phase || mcu.result != seen.result || isNewVersion)
+            events += chipEvent(mcu, i, picture.now);
+        seen = {mcu.phase, mcu.result, mcu.oldVersion, mcu.newVersion, mcu.retries};
+    }
+}
+
+void ProgressEvents::addProgress(QVector<QJsonObject> &events, const RunPicture &picture)
+{
+    const UpgradeModel &model = picture.model;
+    const bool isDue = tenthOf(model.percent()) > tenthOf(m_percent) ||
+                       picture.now - m_progressAt >= betweenFigures;
+    if (model.percent() <= m_percent || !isDue)
+        return;
+    m_percent = model.percent();
+    m_progressAt = picture.now;
+    QJsonObject event = eventNamed("progress");
+    event["percent"] = m_percent;
+    event["seconds"] = eventSeconds(picture.now - picture.started);
+    const TimeLeft left = picture.estimate.ofRun(model, picture.now);
+    event["seconds_left"] = eventSeconds(left.time);
+    event["seconds_left_is_whole"] = left.isWhole;
+    if (model.current() >= 0) {
+        const McuState &mcu = model.mcus().at(model.current());
+        addChip(event, mcu, model.current());
+        if (mcu.isPercentKnown)
+            event["chip_percent"] = mcu.percent;
+    }
+    events += event;
+}
+
+void ProgressEvents::addWait(QVector<QJsonObject> &events, const RunPicture &picture)
+{
+    const bool wasWaiting = m_isWaiting;
+    m_isWaiting = picture.wait.has_value();
+    if (!m_isWaiting || (wasWaiting && picture.now - m_waitAt < betweenFigures))
+        return;
+    m_waitAt = picture.now;
+    const AnswerWait &wait = *picture.wait;
+    QJsonObject event = eventNamed("wait");
+    event["waited"] = double(wait.waited.count());
+    if (wait.limit.count() > 0) {
+        event["limit"] = double(wait.limit.count());
+        event["gives_up_in"] = double(wait.givesUp.count());
+    }
+    if (wait.attempt > 0) {
+        event["attempt"] = wait.attempt;
+        event["attempts"] = wait.attempts;
+    }
+    events += event;
+}
+
+} // namespace client

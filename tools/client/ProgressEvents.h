@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "client/RunPicture.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QVector>
+
+namespace client {
+
+/**
+ * A run as JSON objects for programs: one for each change of a chip or of the run, each retry, each
+ * late answer, and progress once a second or at every tenth of the run.
+ */
+class ProgressEvents
+{
+public:
+    /** What changed since the last look. */
+    QVector<QJsonObject> changes(const RunPicture &picture);
+
+private:
+    using ms = std::chrono::milliseconds;
+
+    struct Seen
+    {
+        McuPhase phase = McuPhase::Waiting;
+        McuResult result = McuResult::Open;
+        QString oldVersion;
+        QString newVersion;
+        int retries = 0;
+    };
+
+    void addPhase(QVector<QJsonObject> &events, const UpgradeModel &model);
+    void addChips(QVector<QJsonObject> &events, const RunPicture &picture);
+    void addProgress(QVector<QJsonObject> &events, const RunPicture &picture);
+    void addWait(QVector<QJsonObject> &events, const RunPicture &picture);
+
+    QVector<Seen> m_seen;
+    RunPhase m_phase = RunPhase::Preparing;
+    double m_percent = 0.0;
+    ms m_progressAt{0};
+    bool m_isWaiting = false;
+    ms m_waitAt{0};
+};
+
+/** The event with which a run begins: its chips as they were asked for. */
+QJsonObject runEvent(const UpgradeModel &model);
+
+/** The MCUs of a run as the result has them: one object each, in the order of the rows. */
+QJsonArray resultJson(const UpgradeModel &model, std::chrono::milliseconds now);
+
+} // namespace client

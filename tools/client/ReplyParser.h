@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "client/AgentReply.h"
+
+#include <QByteArray>
+#include <QVector>
+
+#include <optional>
+
+namespace client {
+
+/**
+ * Turns the agent's byte stream into replies, however the network cut or merged them. Most replies
+ * are lines; a block's answer is a binary frame without a line end. Texts are Latin-1.
+ *
+ * Memory is bounded by one line of `maxLine` bytes and the bytes handed in.
+ */
+class ReplyParser
+{
+public:
+    /** More than any description that a package can carry. */
+    static constexpr int defaultMaxLine = 8 * 1024 * 1024;
+
+    explicit ReplyParser(int maxLine = defaultMaxLine) : m_maxLine(maxLine) {}
+
+    /** The replies that these bytes complete, in their order. Bytes that are no reply of the agent
+     *  come as Unknown or Overlong; nothing is an error. */
+    QVector<AgentReply> feed(const QByteArray &bytes);
+
+    /** Bytes held back until the rest of their reply arrives. */
+    int pending() const { return m_buffer.size() + m_listing.size(); }
+
+private:
+    /** Follows the braces of a description, which may extend over several lines. */
+    struct Braces
+    {
+        int depth = 0;
+        bool inString = false;
+        bool escaped = false;
+
+        void follow(const QByteArray &text);
+    };
+
+    bool takeOne();
+    bool takeLine();
+    bool takeFragment();
+    bool takeFrame(int start);
+    bool skipToLineEnd();
+    void handleLine(const QByteArray &line);
+    void handleKnown(AgentReply::Kind kind, const QByteArray &text);
+    void handleUnknown(const QByteArray &line);
+    void startListing(const QByteArray &text);
+    void continueListing(const QByteArray &line);
+    void endListing();
+    void emitText(AgentReply::Kind kind, const QByteArray &text);
+
+    const int m_maxLine;
+    QByteArray m_buffer;
+    /** Everything before it was taken. */
+    int m_position = 0;
+    /** No line end lies between m_position and here. */
+    int m_searched = 0;
+    bool m_skipping = false;
+    /** A line without a key belongs to the log line before it. */
+    bool m_inLog = false;
+    QByteArray m_listing;
+    Braces m_braces;
+    QVector<AgentReply> m_replies;
+};
+
+} // namespace client

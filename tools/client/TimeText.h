@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QString>
+
+#include <chrono>
+
+namespace client {
+
+/** Minutes and seconds, "1:05"; more than an hour is given in minutes as well. */
+QString clockText(std::chrono::seconds time);
+
+} // namespace client

@@ -1,0 +1,327 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/UpgradeModel.h"
+
+#include "protocol/ChipTypes.h"
+#include "protocol/Progress.h"
+
+#include <algorithm>
+#include <map>
+
+namespace chip = protocol::chip;
+using protocol::wholeProgress;
+
+namespace client {
+
+namespace {
+
+/** Rows that lines with unknown names may add. */
+constexpr int maxMcus = 4096;
+
+/** The agent takes every blank out of the rows that it is sent. */
+bool isSameName(const QString &ours, const QString &agents)
+{
+    return ours == agents ||
+           (ours.contains(QLatin1Char(' ')) && QString(ours).remove(QLatin1Char(' ')) == agents);
+}
+
+bool isRead(LineEvent event)
+{
+    return event == LineEvent::Reading || event == LineEvent::VersionRead ||
+           event == LineEvent::ReadRetry;
+}
+
+/** Of the pass that decides about one MCU after the other and writes. */
+bool isWrite(LineEvent event)
+{
+    return (event >= LineEvent::EnterSent && event <= LineEvent::NoFirmware) ||
+           event == LineEvent::Rebooting || event == LineEvent::RebootBegun ||
+           event == LineEvent::SettingVersion || event == LineEvent::NetStarted;
+}
+
+} // namespace
+
+UpgradeModel::UpgradeModel(const QVector<WantedMcu> &wanted)
+{
+    for (const WantedMcu &row : wanted) {
+        McuState mcu;
+        mcu.name = row.name;
+        mcu.chipType = row.chipType;
+        mcu.chipIndex = row.chipIndex;
+        mcu.newVersion = row.newVersion;
+        mcu.imageSize = row.imageSize;
+        mcu.isForced = row.isForced;
+        m_mcus.append(mcu);
+    }
+    m_rowCount = m_mcus.size();
+}
+
+UpgradeModel UpgradeModel::ofRunUnderWay()
+{
+    UpgradeModel model;
+    model.m_knowsRows = false;
+    model.m_sawBeginning = false;
+    model.m_phase = RunPhase::Joining;
+    return model;
+}
+
+bool UpgradeModel::take(const AgentReply &reply, ms now)
+{
+    if (m_phase == RunPhase::Joining)
+        takeStart(reply);
+    const bool isTaken = !hasEnded() && takeReply(reply, now);
+    // The verdict comes right after the words about the link; takeLine() knows about log lines.
+    if (isTaken && reply.kind != AgentReply::Kind::Disconnected &&
+        reply.kind != AgentReply::Kind::Log)
+        m_mayHaveGap = false;
+    return isTaken;
+}
+
+/** Before the first MCU come the words about the link and the model of the device. */
+void UpgradeModel::takeStart(const AgentReply &reply)
+{
+    const bool isLog = reply.kind == AgentReply::Kind::Log;
+    const bool isStart = isLog && meaningOf(reply.text).event == LineEvent::RunStarted;
+    m_sawBeginning = m_sawBeginning || isStart || reply.kind == AgentReply::Kind::Connected;
+    if (reply.kind == AgentReply::Kind::Progress && reply.percent > 0.0)
+        m_phase = RunPhase::Writing;
+}
+
+bool UpgradeModel::takeReply(const AgentReply &reply, ms now)
+{
+    switch (reply.kind) {
+    case AgentReply::Kind::Log:
+        takeLine(reply.text, now);
+        return true;
+    case AgentReply::Kind::Progress:
+        takeProgress(reply.percent, now);
+        return true;
+    case AgentReply::Kind::NetVersion:
+        m_netVersion = reply.text;
+        return true;
+    case AgentReply::Kind::UpgradeSuccess:
+    case AgentReply::Kind::UpgradeFail:
+        end(reply.kind == AgentReply::Kind::UpgradeSuccess, now);
+        return true;
+    case AgentReply::Kind::Connected:
+    case AgentReply::Kind::Disconnected:
+        return true;
+    default:
+        return false;
+    }
+}
+
+UpgradeModel::Handler UpgradeModel::handlerOf(LineEvent event)
+{
+    static const std::map<LineEvent, Handler> handlers = {
+        {LineEvent::RunStarted, &UpgradeModel::onRunStarted},
+        {LineEvent::RunProblem, &UpgradeModel::onProblem},
+        {LineEvent::Reading, &UpgradeModel::onReading},
+        {LineEvent::VersionRead, &UpgradeModel::onVersionRead},
+        {LineEvent::ReadRetry, &UpgradeModel::onReadRetry},
+        {LineEvent::McuProblem, &UpgradeModel::onMcuProblem},
+        {LineEvent::EnterSent, &UpgradeModel::onEnterSent},
+        {LineEvent::Entered, &UpgradeModel::onEntered},
+        {LineEvent::WriteRetry, &UpgradeModel::onWriteRetry},
+        {LineEvent::WriteFailed, &UpgradeModel::onWriteFailed},
+        {LineEvent::Written, &UpgradeModel::onWritten},
+        {LineEvent::WillUpgrade, &UpgradeModel::onDecision},
+        {LineEvent::SameVersion, &UpgradeModel::onDecision},
+        {LineEvent::PackageOlder, &UpgradeModel::onDecision},
+        {LineEvent::NoFirmware, &UpgradeModel::onNoFirmware},
+        {LineEvent::Erasing, &UpgradeModel::onErasing},
+        {LineEvent::Writing, &UpgradeModel::onWriting},
+        {LineEvent::BlockRetry, &UpgradeModel::onBlockRetry},
+        {LineEvent::MainRestarting, &UpgradeModel::onMainRestarting},
+        {LineEvent::MainBack, &UpgradeModel::onMainBack},
+        {LineEvent::MainLost, &UpgradeModel::onMainLost},
+        {LineEvent::Rebooting, &UpgradeModel::onRebooting},
+        {LineEvent::RebootBegun, &UpgradeModel::onRebootBegun},
+        {LineEvent::SettingVersion, &UpgradeModel::onSettingVersion},
+        {LineEvent::NetStarted, &UpgradeModel::onNetStarted},
+        {LineEvent::NetInstalled, &UpgradeModel::onNetInstalled},
+        {LineEvent::NetFailed, &UpgradeModel::onNetFailed},
+    };
+    const auto found = handlers.find(event);
+    return found == handlers.end() ? nullptr : found->second;
+}
+
+void UpgradeModel::takeLine(const QString &line, ms now)
+{
+    const LineMeaning meaning = meaningOf(line);
+    if (isRead(meaning.event)) {
+        m_isReading = true;
+        m_passed = -1;
+    } else if (isWrite(meaning.event)) {
+        m_isReading = false;
+    }
+    if (meaning.cause != Cause::None)
+        m_problemLine = line;
+    if (const Handler handler = handlerOf(meaning.event)) {
+        (this->*handler)(meaning, now);
+        m_mayHaveGap = false;
+    }
+}
+
+/**
+ * The agent counts every row as 100, whether something is sent to it or not. A row that it gives up
+ * counts as well, so progress says nothing about an MCU that is not in its update mode.
+ */
+void UpgradeModel::takeProgress(double percent, ms now)
+{
+    m_percent = std::clamp(percent, m_percent, wholeProgress);
+    followProgress(percent, now);
+    McuState *mcu = currentMcu();
+    if (mcu == nullptr || mcu->phase < McuPhase::Erasing || mcu->phase > McuPhase::Writing)
+        return;
+    // Without the number of rows an MCU's own share is not known, only that a block was sent.
+    const double own = m_knowsRows ? percent * m_mcus.size() - wholeProgress * m_current : percent;
+    if (m_knowsRows)
+        mcu->percent = std::clamp(own, 0.0, wholeProgress);
+    if (own <= 0.0)
+        return;
+    if (mcu->writingSince.count() < 0)
+        mcu->writingSince = now;
+    ++mcu->blocks;
+}
+
+/** The agent is at the row that progress is in, also where the lines about that row were lost. */
+void UpgradeModel::followProgress(double percent, ms now)
+{
+    const int rows = m_mcus.size();
+    if (rows == 0 || rows != m_rowCount || !(percent > 0.0 && percent < wholeProgress))
+        return;
+    const int row = int(percent * rows / wholeProgress);
+    const double own = percent * rows - wholeProgress * row;
+    // Two decimals are sent. The end of a row is also that of one that was given up.
+    const double leastSure = 0.01 * rows;
+    McuState &mcu = m_mcus[row];
+    const bool isKnown = row == m_current && mcu.phase >= McuPhase::Erasing;
+    if (isKnown || own < leastSure || own > wholeProgress - leastSure ||
+        mcu.phase == McuPhase::Finished)
+        return;
+    m_isReading = false;
+    m_mayHaveGap = true;
+    moveTo(row, now);
+    beginWrite(mcu, now);
+    mcu.phase = McuPhase::Writing;
+    mcu.isBegun = true;
+    m_hasWritten = true;
+}
+
+void UpgradeModel::end(bool succeeded, ms now)
+{
+    if (m_mayHaveGap && m_problem == Cause::None && m_phase < RunPhase::Rebooting) {
+        m_isReading = false;
+        moveTo(m_mcus.size(), now);
+    }
+    m_succeeded = succeeded;
+    // No run is a success before the device is back from its reboot.
+    m_hasRebooted = m_hasRebooted || succeeded;
+    if (succeeded)
+        m_percent = wholeProgress;
+    m_phase = RunPhase::Ended;
+    for (McuState &mcu : m_mcus)
+        settle(mcu, now);
+    m_current = -1;
+}
+
+/** By the end of a run an MCU without a verdict was either broken off, passed over or not reached.
+ */
+void UpgradeModel::settle(McuState &mcu, ms now)
+{
+    if (mcu.result != McuResult::Open)
+        return;
+    // A run that came to its end has said how each image ended.
+    if (mcu.isLost || (m_succeeded && mcu.isAtWork())) {
+        finish(mcu, McuResult::Unknown, now);
+        return;
+    }
+    const bool wasBegun = mcu.started.count() >= 0;
+    if (wasBegun && mcu.cause == Cause::None)
+        mcu.cause = m_problem == Cause::None ? Cause::Unexplained : m_problem;
+    if (mcu.cause != Cause::None)
+        finish(mcu, McuResult::Failed, now);
+    else
+        finish(mcu, m_succeeded ? McuResult::NothingFits : McuResult::NotReached, now);
+}
+
+void UpgradeModel::settleUnseen(ms now)
+{
+    for (McuState &mcu : m_mcus) {
+        if (mcu.result == McuResult::Open)
+            finish(mcu, McuResult::Unknown, now);
+    }
+    m_current = -1;
+}
+
+int UpgradeModel::findMcu(const QString &name) const
+{
+    const int count = m_mcus.size();
+    int finished = -1;
+    for (int i = 0; i < count; ++i) {
+        const int index = (std::max(m_current, 0) + i) % count;
+        if (!isSameName(m_mcus.at(index).name, name))
+            continue;
+        if (m_mcus.at(index).phase != McuPhase::Finished)
+            return index;
+        if (finished < 0)
+            finished = index;
+    }
+    return finished;
+}
+
+/** What is still at work in another row has ended, and the line that said how was lost. After a
+ *  gap this may be so for the rows in between as well. */
+void UpgradeModel::moveTo(int row, ms now)
+{
+    McuState *left = currentMcu();
+    if (left != nullptr && row != m_current && left->isAtWork())
+        finish(*left, McuResult::Unknown, now);
+    for (int i = m_passed + 1; i < row && m_mayHaveGap && !m_isReading; ++i)
+        m_mcus[i].isLost = m_mcus.at(i).phase != McuPhase::Finished;
+    m_current = row < m_mcus.size() ? row : -1;
+    m_passed = m_isReading ? -1 : row;
+}
+
+McuState &UpgradeModel::mcuNamed(const QString &name, ms now)
+{
+    int index = findMcu(name);
+    // Two rows may have the same name; what is written after the end of one belongs to the next.
+    if (index >= 0 && !m_knowsRows && !m_isReading && m_mcus.at(index).phase == McuPhase::Finished)
+        index = -1;
+    if (index < 0 && m_mcus.size() < maxMcus) {
+        McuState mcu;
+        mcu.name = name;
+        mcu.isPercentKnown = m_knowsRows;
+        m_mcus.append(mcu);
+    }
+    if (index < 0)
+        index = m_mcus.size() - 1;
+    moveTo(index, now);
+    return m_mcus[index];
+}
+
+McuState *UpgradeModel::currentMcu()
+{
+    return m_current < 0 ? nullptr : &m_mcus[m_current];
+}
+
+void UpgradeModel::finish(McuState &mcu, McuResult result, ms now)
+{
+    mcu.phase = McuPhase::Finished;
+    mcu.result = result;
+    if (mcu.started.count() >= 0)
+        mcu.ended = now;
+}
+
+void UpgradeModel::beginWrite(McuState &mcu, ms now)
+{
+    if (mcu.started.count() < 0)
+        mcu.started = now;
+    mcu.percent = 0.0;
+    mcu.blocks = 0;
+    mcu.writingSince = ms(-1);
+    m_phase = RunPhase::Writing;
+}
+
+} // namespace client

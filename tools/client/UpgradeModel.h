@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "client/AgentReply.h"
+#include "client/McuState.h"
+#include "client/Messages.h"
+
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+#include <chrono>
+
+namespace client {
+
+/** How far the run is; what a lost connection means depends on it. */
+enum class RunPhase {
+    /** Nothing was heard yet of a run that was under way before. */
+    Joining,
+    Preparing,
+    Reading,
+    Writing,
+    Installing,
+    Rebooting,
+    SettingVersion,
+    Ended
+};
+
+/** A row that is asked for. */
+struct WantedMcu
+{
+    QString name;
+    int chipType = -1;
+    int chipIndex = 0;
+    /** What the package has for it, empty when not known. */
+    QString newVersion;
+    /** Of its image, in bytes; negative when not known. */
+    qint64 imageSize = -1;
+    /** The mode compares no versions. */
+    bool isForced = false;
+};
+
+/**
+ * What the agent's lines say about a run. Knows no clock: every reply comes with the time at which
+ * it arrived.
+ *
+ * Make it from the rows of the request (packageRows(), chosenRows() or requestedRows()), or with
+ * ofRunUnderWay() for a run that another client started. Hand it every reply from the request on,
+ * and call expectGap() at each AgentConnection::pulseAnswered(): the agent sends a run's lines to
+ * the client that asked last, and the model must know where lines may be missing. The run is over
+ * when hasEnded(); outcomeOf() then has the verdict. When the connection is lost before, take
+ * likelyState() and then call settleUnseen().
+ */
+class UpgradeModel
+{
+public:
+    using ms = std::chrono::milliseconds;
+
+    UpgradeModel() = default;
+    explicit UpgradeModel(const QVector<WantedMcu> &wanted);
+    /** Of a run that was under way before: its rows are not known, only the lines name them. */
+    static UpgradeModel ofRunUnderWay();
+
+    /** Lines before the next reply may have gone to another client. */
+    void expectGap() { m_mayHaveGap = true; }
+    /** Takes a reply; false for one that says nothing about a run. */
+    bool take(const AgentReply &reply, ms now);
+
+    /** Whether the rows of the run are known beforehand. */
+    bool knowsRows() const { return m_knowsRows; }
+    /** Whether the run was followed from before its first MCU on. */
+    bool sawBeginning() const { return m_sawBeginning; }
+    const QVector<McuState> &mcus() const { return m_mcus; }
+    /** The MCU at work, -1 when there is none. */
+    int current() const { return m_current; }
+    RunPhase phase() const { return m_phase; }
+    /** Of the whole run, 0 to 100; never goes down. */
+    double percent() const { return m_percent; }
+    /** The agent has given its verdict. */
+    bool hasEnded() const { return m_phase == RunPhase::Ended; }
+    bool succeeded() const { return m_succeeded; }
+    /** The device was rebooted, as far as the lines say. */
+    bool hasRebooted() const { return m_hasRebooted; }
+    /** Why the run as a whole failed, as far as its lines tell. */
+    Cause problem() const { return m_problem; }
+    /** Version of the module's own firmware if this run installed one. */
+    QString netVersion() const { return m_netVersion; }
+    /** An image, or the module's firmware, was begun; the device may be incomplete. */
+    bool hasWritten() const { return m_hasWritten; }
+    /** The last problem's line, as the agent has it. */
+    QString problemLine() const { return m_problemLine; }
+
+    /** The verdict cannot be heard any more, but everything before it went well. */
+    void assumeSuccess(ms now) { end(true, now); }
+    /** Every undecided MCU stays unknown: the connection was lost. */
+    void settleUnseen(ms now);
+
+private:
+    using Handler = void (UpgradeModel::*)(const LineMeaning &meaning, ms now);
+    static Handler handlerOf(LineEvent event);
+
+    bool takeReply(const AgentReply &reply, ms now);
+    void takeLine(const QString &line, ms now);
+    void takeProgress(double percent, ms now);
+    void takeStart(const AgentReply &reply);
+    void followProgress(double percent, ms now);
+    void end(bool succeeded, ms now);
+    void settle(McuState &mcu, ms now);
+
+    void onRunStarted(const LineMeaning &meaning, ms now);
+    void onProblem(const LineMeaning &meaning, ms now);
+    void onReading(const LineMeaning &meaning, ms now);
+    void onVersionRead(const LineMeaning &meaning, ms now);
+    void onReadRetry(const LineMeaning &meaning, ms now);
+    void onMcuProblem(const LineMeaning &meaning, ms now);
+    void onEnterSent(const LineMeaning &meaning, ms now);
+    void onEntered(const LineMeaning &meaning, ms now);
+    void onWriteRetry(const LineMeaning &meaning, ms now);
+    void onWriteFailed(const LineMeaning &meaning, ms now);
+    void onWritten(const LineMeaning &meaning, ms now);
+    void onDecision(const LineMeaning &meaning, ms now);
+    void onNoFirmware(const LineMeaning &meaning, ms now);
+    void onErasing(const LineMeaning &meaning, ms now);
+    void onWriting(const LineMeaning &meaning, ms now);
+    void onBlockRetry(const LineMeaning &meaning, ms now);
+    void onMainRestarting(const LineMeaning &meaning, ms now);
+    void onMainBack(const LineMeaning &meaning, ms now);
+    void onMainLost(const LineMeaning &meaning, ms now);
+    void onRebooting(const LineMeaning &meaning, ms now);
+    void onRebootBegun(const LineMeaning &meaning, ms now);
+    void onSettingVersion(const LineMeaning &meaning, ms now);
+    void onNetStarted(const LineMeaning &meaning, ms now);
+    void onNetInstalled(const LineMeaning &meaning, ms now);
+    void onNetFailed(const LineMeaning &meaning, ms now);
+
+    /** The row of that name which is next to be worked on; made when there is none. */
+    McuState &mcuNamed(const QString &name, ms now);
+    /** The agent is at this row now, or past all of them. */
+    void moveTo(int row, ms now);
+    int findMcu(const QString &name) const;
+    McuState *currentMcu();
+    void finish(McuState &mcu, McuResult result, ms now);
+    void beginWrite(McuState &mcu, ms now);
+
+    QVector<McuState> m_mcus;
+    /** As many as were asked for; later ones come from lines with unknown names. */
+    int m_rowCount = 0;
+    int m_current = -1;
+    /** The last row whose turn to be written was seen; -1 while MCUs are read. */
+    int m_passed = -1;
+    bool m_knowsRows = true;
+    bool m_sawBeginning = true;
+    bool m_isReading = true;
+    bool m_mayHaveGap = false;
+    RunPhase m_phase = RunPhase::Preparing;
+    double m_percent = 0.0;
+    bool m_succeeded = false;
+    bool m_hasRebooted = false;
+    bool m_hasWritten = false;
+    Cause m_problem = Cause::None;
+    QString m_problemLine;
+    QString m_netVersion;
+};
+
+} // namespace client

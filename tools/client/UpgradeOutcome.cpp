@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/UpgradeOutcome.h"
+
+#include <algorithm>
+
+namespace client {
+
+namespace {
+
+const QLatin1String beginningUnseen(" since this client came; what was before is unknown.");
+
+int countOf(const UpgradeModel &model, McuResult result)
+{
+    const auto &mcus = model.mcus();
+    return int(std::count_if(mcus.begin(), mcus.end(),
+                             [result](const McuState &mcu) { return mcu.result == result; }));
+}
+
+QString counted(int count)
+{
+    return count == 1 ? QStringLiteral("1 MCU") : QStringLiteral("%1 MCUs").arg(count);
+}
+
+/** Why MCUs failed: the first reason, but an image that was begun matters more than others. */
+Cause failureOfMcus(const UpgradeModel &model)
+{
+    Cause cause = Cause::None;
+    for (const McuState &mcu : model.mcus()) {
+        if (mcu.result != McuResult::Failed)
+            continue;
+        const Cause own = mcu.cause == Cause::None ? Cause::Unexplained : mcu.cause;
+        if (mcu.isBegun)
+            return own;
+        if (cause == Cause::None)
+            cause = own;
+    }
+    return cause;
+}
+
+/** Without the link to the device everything that follows fails, too. */
+bool explainsAll(Cause problem)
+{
+    return problem == Cause::PortUnavailable || problem == Cause::LinkBroken;
+}
+
+/** "1 MCU updated, 3 failed, 1 not reached". */
+QString countsText(const UpgradeModel &model)
+{
+    QString text = counted(countOf(model, McuResult::Updated)) + QLatin1String(" updated");
+    for (const McuResult result : {McuResult::Failed, McuResult::NotReached, McuResult::Unknown}) {
+        if (const int count = countOf(model, result))
+            text += QStringLiteral(", %1 %2").arg(count).arg(resultName(result));
+    }
+    return text;
+}
+
+UpgradeOutcome failure(Cause cause, const QString &summary)
+{
+    return {causeRow(cause).exit, cause, summary};
+}
+
+UpgradeOutcome outcomeOfSuccess(const UpgradeModel &model)
+{
+    const Cause cause = failureOfMcus(model);
+    if (cause != Cause::None)
+        return {ExitCode::Failed, cause, countsText(model) + '.'};
+    if (countOf(model, McuResult::Unknown) > 0)
+        return failure(Cause::OutcomeUnseen, countsText(model) + '.');
+    if (!model.sawBeginning())
+        return failure(Cause::BeginningUnseen, countsText(model) + beginningUnseen);
+    if (model.problem() != Cause::None)
+        return {ExitCode::Failed, model.problem(),
+                countsText(model) + QLatin1String(", but not all went well.")};
+    if (countOf(model, McuResult::Updated) > 0)
+        return {ExitCode::Done, Cause::None, countsText(model) + '.'};
+    return {ExitCode::NothingToDo, Cause::NothingToDo,
+            QStringLiteral("Nothing to do: no MCU needs what the package holds. "
+                           "The device was rebooted all the same.")};
+}
+
+UpgradeOutcome outcomeOfFailure(const UpgradeModel &model)
+{
+    Cause cause = explainsAll(model.problem()) ? model.problem() : failureOfMcus(model);
+    if (cause == Cause::None)
+        cause = model.problem();
+    if (cause == Cause::None)
+        cause = model.sawBeginning() ? Cause::Unexplained : Cause::BeginningUnseen;
+    UpgradeOutcome outcome =
+        failure(cause, QStringLiteral("The upgrade failed: %1.").arg(countsText(model)));
+    // The agent says that it failed, whatever the reason says.
+    if (outcome.exit == ExitCode::Done || outcome.exit == ExitCode::NothingToDo ||
+        cause == Cause::BeginningUnseen)
+        outcome.exit = ExitCode::Failed;
+    return outcome;
+}
+
+QString nameAtWork(const UpgradeModel &model)
+{
+    const int current = model.current();
+    return current < 0 ? QStringLiteral("an MCU") : '\'' + model.mcus().at(current).name + '\'';
+}
+
+} // namespace
+
+UpgradeOutcome outcomeOf(const UpgradeModel &model)
+{
+    return model.succeeded() ? outcomeOfSuccess(model) : outcomeOfFailure(model);
+}
+
+QStringList likelyState(const UpgradeModel &model, Cause cause)
+{
+    // Only after an end of our own is it certain that the agent still runs.
+    const bool isAgentKnown = cause == Cause::Interrupted;
+    const QString goesOn =
+        isAgentKnown
+            ? QStringLiteral(
+                  "The agent finishes the upgrade without this connection: leave the device on.")
+            : QStringLiteral("If the agent still runs, it finishes the upgrade without this "
+                             "connection: leave the device on, and ask with 'ping'. If it does "
+                             "not run any more, the upgrade ended where it was.");
+    const QString again = QStringLiteral(
+        "In a few minutes run the same upgrade again; in mode 2 what is done already is skipped.");
+    switch (model.phase()) {
+    case RunPhase::Joining:
+        return {QStringLiteral("How far the run was is not known."), goesOn, again};
+    case RunPhase::Preparing:
+        return {QStringLiteral("Nothing was written: the upgrade had not begun."),
+                QStringLiteral("If the agent had taken the request, it goes on alone."), again};
+    case RunPhase::Reading:
+        if (!model.hasWritten())
+            return {QStringLiteral("Nothing was written so far: the agent was reading versions."),
+                    goesOn, again};
+        return {QStringLiteral("At least one MCU is updated; the agent was reading versions."),
+                goesOn, again};
+    case RunPhase::Writing:
+        return {QStringLiteral("%1 was being written.").arg(nameAtWork(model)), goesOn,
+                QStringLiteral("If the device lost its power, that MCU holds half an image; it "
+                               "waits in its bootcode and the next upgrade writes it whole."),
+                again};
+    case RunPhase::Installing:
+        return {QStringLiteral("The network module was installing its own firmware."), goesOn,
+                QStringLiteral("If the module lost its power, it may not start any more."), again};
+    case RunPhase::Rebooting:
+    case RunPhase::SettingVersion:
+        return {QStringLiteral("All images are written; the device was rebooting."),
+                QStringLiteral("Wait a minute; 'version' and 'ping' tell when it is back."), again};
+    case RunPhase::Ended:
+        break;
+    }
+    return {QStringLiteral("The upgrade had ended.")};
+}
+
+QString resultName(McuResult result)
+{
+    static const char *const names[] = {"open",   "updated", "up to date",  "package older",
+                                        "no fit", "failed",  "not reached", "unknown"};
+    return QString::fromLatin1(names[int(result)]);
+}
+
+QString phaseName(McuPhase phase)
+{
+    static const char *const names[] = {"waiting", "reading",    "entering", "erasing",
+                                        "writing", "restarting", "finished"};
+    return QString::fromLatin1(names[int(phase)]);
+}
+
+QString phaseName(RunPhase phase)
+{
+    static const char *const names[] = {"joining",    "preparing", "reading",     "writing",
+                                        "installing", "rebooting", "set version", "ended"};
+    return QString::fromLatin1(names[int(phase)]);
+}
+
+} // namespace client

@@ -1,8 +1,0 @@
-// SPDX-License-Identifier: Apache-2.0
-#pragma once
-
-#include "platform/Platform.h"
-
-/** What the agent waits for, and how long it pauses. */
-constexpr TimeOuts timeOuts;
-constexpr Pauses pauses;
