@@ -86,7 +86,7 @@ class TestJsonLines(LinesTest):
         events, last = self.events(self.upgrade(runs.half_failed_run()))
         retries = [event["retries"] for event in events if event["event"] == "retry"]
         self.assertEqual(retries, list(range(1, 9)))
-        self.assertIn({"event": "message", "cause": "image-not-written",
+        self.assertIn({"event": "message", "id": "write-retry", "cause": "image-not-written",
                        "text": "'AUX 1' F/W update fail, retry 1."}, events)
         chips = [event for event in events if event.get("result") == "failed"]
         self.assertEqual([chip["error"]["cause"] for chip in chips], ["image-not-written"])

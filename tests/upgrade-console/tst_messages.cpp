@@ -18,6 +18,8 @@
 #include <QSet>
 #include <QTest>
 
+#include <algorithm>
+
 namespace appStatus = protocol::appStatus;
 namespace buildtext = package::buildtext;
 namespace consoletext = protocol::consoletext;
@@ -25,10 +27,12 @@ namespace nettext = netupgrade::nettext;
 namespace text = engine::text;
 namespace uploadText = upload::uploadText;
 namespace versiontext = planning::versiontext;
+using client::adviceOf;
 using client::AgentReply;
 using client::AnswerWatch;
 using client::Cause;
 using client::causeOfBlockStatus;
+using client::causeRow;
 using client::CauseRow;
 using client::causeTable;
 using client::LineEvent;
@@ -184,6 +188,26 @@ QMap<QString, QString> endsOfTurnOnThePage()
     return ends;
 }
 
+/** Id and advice in the tables of the page. Where one text is sent as several lines, the advice is
+ *  that of the line with a cause. */
+QMap<QString, QString> idsOnThePage(const QMap<QString, QString> &wanted)
+{
+    static const QRegularExpression row(R"(^\| `.*\| ([^|]+) \| (`[^|]+`) \|$)",
+                                        QRegularExpression::MultilineOption);
+    QMap<QString, QString> found;
+    auto matches = row.globalMatch(sourceOf("docs/reference/messages.md"));
+    while (matches.hasNext()) {
+        const auto match = matches.next();
+        const QStringList ids = match.captured(2).remove('`').split(", ");
+        const QString advice = match.captured(1);
+        const bool isKnown = std::any_of(
+            ids.begin(), ids.end(), [&](const QString &id) { return wanted.value(id) == advice; });
+        for (const QString &id : ids)
+            found[id] = isKnown && ids.size() > 1 ? wanted.value(id) : advice;
+    }
+    return found;
+}
+
 } // namespace
 
 class TestMessages : public QObject
@@ -277,6 +301,34 @@ private slots:
         QVERIFY(causeOfBlockStatus(200) == Cause::BlockRefused);
     }
 
+    void everyMessageHasAnIdAndAdvice()
+    {
+        static const QRegularExpression word("\\A[a-z0-9]+(-[a-z0-9]+)*\\z");
+        QSet<QString> ids;
+        for (const MessageRow &row : messageTable()) {
+            QVERIFY2(word.match(row.id).hasMatch() && !ids.contains(row.id), row.id);
+            ids += row.id;
+            QVERIFY2(adviceOf(row).endsWith('.'), row.id);
+            QVERIFY2((row.advice == nullptr) == (row.cause != Cause::None), row.id);
+            QCOMPARE(meaningOf(filledIn(lineOf(row))).id, QString(row.id));
+        }
+    }
+
+    void thePageHasEveryIdWithItsAdvice()
+    {
+        QMap<QString, QString> wanted;
+        for (const MessageRow &row : messageTable()) {
+            const QString cause = QString::fromLatin1(causeRow(row.cause).id);
+            wanted[row.id] = row.cause == Cause::None
+                                 ? adviceOf(row)
+                                 : QStringLiteral("`%1`: %2").arg(cause, adviceOf(row));
+        }
+        const QMap<QString, QString> page = idsOnThePage(wanted);
+        for (auto id = wanted.begin(); id != wanted.end(); ++id)
+            QCOMPARE(id.key() + ": " + page.value(id.key()), id.key() + ": " + id.value());
+        QCOMPARE(page.size(), wanted.size());
+    }
+
     void causesAreComplete()
     {
         QSet<QString> ids;
@@ -318,7 +370,6 @@ private slots:
         QCOMPARE(wanted.take("NET package checksum error."), QString("failed"));
         // The program waits for the end of the run before it judges these.
         wanted[text::noImage] = "failed";
-        wanted[text::badChip] = "refused";
         const QMap<QString, QString> page = endsOfTurnOnThePage();
         for (auto end = page.begin(); end != page.end(); ++end)
             QVERIFY2(lines.contains(end.key()), qPrintable(end.key()));

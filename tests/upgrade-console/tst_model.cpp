@@ -298,6 +298,72 @@ private slots:
         QCOMPARE(run.results(), QStringList({"updated", "updated"}));
     }
 
+    /** The lines have names alone, so the order of the rows says which one they are about. */
+    void readsOfTwoRowsOfOneName()
+    {
+        Run known({"X:1", "B:2", "X:3"});
+        Run joined(QStringList{});
+        joined.model = UpgradeModel::ofRunUnderWay();
+        for (Run *run : {&known, &joined}) {
+            for (const char *name : {"X", "B", "X"})
+                run->say({"Read bootcode information of '" + QString(name) + "'."});
+            for (const char *line : {"X 1.0", "B 2.0", "X 3.0"}) {
+                const QStringList words = QString(line).split(' ');
+                run->say(
+                    {"Send 'Read FW version' command to '" + words.at(0) + "'.",
+                     "Read '" + words.at(0) + "' version success, version is V" + words.at(1)});
+            }
+            run->write("X").say({equalLine("B")}).write("X").end(true);
+            QCOMPARE(run->model.mcus().size(), 3);
+            QCOMPARE(run->results(), QStringList({"updated", "up to date", "updated"}));
+            QStringList versions;
+            for (const McuState &mcu : run->model.mcus())
+                versions += mcu.oldVersion;
+            QCOMPARE(versions, QStringList({"1.0", "2.0", "3.0"}));
+        }
+        QCOMPARE(known.model.mcus().at(0).label, QString("X (1,0)"));
+        QCOMPARE(known.model.mcus().at(1).label, QString("B"));
+    }
+
+    /** The line that refuses a row has no name. */
+    void refusedRow_data()
+    {
+        QTest::addColumn<QStringList>("lines");
+        QTest::addColumn<QStringList>("results");
+        const QString greater =
+            "Firmware version V2.0.0 greater than the 'B' version V1.0.0, will upgrade.";
+        const QString refused = "Chip type or chip index error.";
+        const QStringList written = {"Send 'Enter F/W Upgrade Mode' command to 'A'.",
+                                     "'A' Enter 'F/W Update Mode' success.",
+                                     "Write firmware 'A' success."};
+        QTest::newRow("chosen") << QStringList({equalLine("A"), greater, refused})
+                                << QStringList({"up to date", "failed", "no fit"});
+        QTest::newRow("forced") << written + QStringList({refused})
+                                << QStringList({"updated", "failed", "no fit"});
+        QTest::newRow("forced, the first")
+            << QStringList({"Read bootcode information of 'C'.", refused})
+            << QStringList({"failed", "no fit", "no fit"});
+        QTest::newRow("gap") << QStringList({"gap", refused})
+                             << QStringList({"unknown", "unknown", "unknown"});
+    }
+
+    void refusedRow()
+    {
+        QFETCH(QStringList, lines);
+        QFETCH(QStringList, results);
+        Run run({"A", "B", "C"});
+        for (const QString &line : qAsConst(lines)) {
+            if (line == "gap")
+                run.model.expectGap();
+            else
+                run.say({line});
+        }
+        run.end(true);
+        QCOMPARE(run.results(), results);
+        if (results.contains("failed"))
+            QCOMPARE(run.cause(), QString("rows-refused"));
+    }
+
     void mainMcuFirst()
     {
         Run run({"MAIN", "AUX"});
@@ -640,12 +706,14 @@ private slots:
             {"name": "B", "chip_type": "4", "chip_quanity": "3", "mcus": [
                 {"pcbs": [{"name": "B||HEARTBEAT", "ver1": "4", "ver2": "0", "ver3": "0"}]}]}]})");
         const UpgradeRows all = packageRows(package);
-        QCOMPARE(all.rows, QStringList({"MAIN,0,0", "A 1[0],2,0", "A 1[1],2,1", "CHIP,3,0",
-                                        "CHIP,3,1", "CHIP,3,2"}));
+        QCOMPARE(all.rows, QStringList({"MAIN,0,0", "A 1[0],2,0", "A 1[1],2,1", "CHIP(3.0),3,0",
+                                        "CHIP(3.1),3,1", "CHIP(3.2),3,2"}));
         QCOMPARE(all.mcus.at(0).newVersion, QString("1.1.0"));
         // Two images of the type: only the MCU can tell which one it takes.
         QCOMPARE(all.mcus.at(1).newVersion, QString());
         QCOMPARE(all.mcus.at(5).newVersion, QString("4.0.0"));
+
+        QCOMPARE(all.mcus.at(5).name, QString("B||HEARTBEAT[2]"));
 
         const UpgradeRows requested = requestedRows(package);
         QCOMPARE(requested.rows, QStringList());
@@ -655,6 +723,8 @@ private slots:
         const UpgradeRows named = chosenRows({"A 1", "MAIN,0,1"}, package);
         QCOMPARE(named.rows, QStringList({"A 1[0],2,0", "A 1[1],2,1", "MAIN,0,1"}));
         QCOMPARE(named.mcus.at(2).newVersion, QString("1.1.0"));
+        const UpgradeRows twins = chosenRows({"X 1,0,0", "X1,0,1", "Y,3,1"}, package);
+        QCOMPARE(twins.rows, QStringList({"X 1(0.0),0,0", "X1(0.1),0,1", "Y,3,1"}));
         for (const char *row : {"C", "MAIN,9,0"}) {
             const UpgradeRows refused = chosenRows({"A 1", QString::fromLatin1(row)}, package);
             QVERIFY(refused.cause == Cause::NotInPackage && !refused.error.isEmpty());
@@ -666,6 +736,7 @@ private slots:
     {
         Run run({"A 1", "B 2"});
         run.write("A1").write("B 2").end(true);
+        QCOMPARE(run.model.labelled("'A1' F/W Update fail."), QString("'A 1' F/W Update fail."));
         QCOMPARE(run.results(), QStringList({"updated", "updated"}));
     }
 

@@ -45,8 +45,8 @@ public:
     void close();
     bool isOpen() const { return m_socket.state() == QAbstractSocket::ConnectedState; }
 
-    /** One request line, without its end; see docs/reference/console-protocol.md for all of them. Replies to
-     *  requests of one connection come in the order of the requests. */
+    /** One request line, without its end; see docs/reference/console-protocol.md for all of them.
+     * Replies to requests of one connection come in the order of the requests. */
     void request(const QByteArray &line);
     /** One frame of NetBlocks, in one write: the agent takes a piece only whole. */
     void sendFragment(const QByteArray &payload);

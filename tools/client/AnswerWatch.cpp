@@ -83,6 +83,7 @@ void AnswerWatch::takeLine(const QString &line, ms now)
     }
     switch (meaning.event) {
     case LineEvent::RunStarted:
+    case LineEvent::ReadBegun:
     case LineEvent::Reading:
     case LineEvent::Rebooting:
     case LineEvent::SettingVersion:

@@ -43,7 +43,12 @@ struct McuState
 {
     using ms = std::chrono::milliseconds;
 
+    /** As the package or the user has it; several chips may have the same one. */
     QString name;
+    /** As the lines of the agent have it. */
+    QString wireName;
+    /** For people: the name, with chip type and chip index where another row has the same one. */
+    QString label;
     /** As in the rows of a request; negative when not known. */
     int chipType = -1;
     int chipIndex = 0;

@@ -99,13 +99,19 @@ QString lineOf(const MessageRow &row)
     return line;
 }
 
+QString adviceOf(const MessageRow &row)
+{
+    return QString::fromLatin1(row.advice == nullptr ? causeRow(row.cause).advice : row.advice);
+}
+
 LineMeaning meaningOf(const QString &line)
 {
     const QString text = withoutKey(line);
     for (const Template &wanted : templates()) {
         QStringList values;
         if (fits(wanted, text, values))
-            return {wanted.row->event, wanted.row->cause, values};
+            return {QString::fromLatin1(wanted.row->id), wanted.row->event, wanted.row->cause,
+                    values};
     }
     return {};
 }

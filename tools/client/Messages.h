@@ -23,6 +23,8 @@ enum class LineEvent {
     Busy,
 
     // The value 0 of all these is an MCU's name.
+    /** The first command of an MCU's turn to be read. */
+    ReadBegun,
     Reading,
     /** values 1 to 3: the version that the MCU runs; the last one may be missing. */
     VersionRead,
@@ -43,6 +45,8 @@ enum class LineEvent {
     PackageOlder,
     /** value 0: the name. */
     NoFirmware,
+    /** The agent cannot read the row that it is at; the cause says why. Has no name. */
+    RowRefused,
 
     // About the MCU at work.
     Erasing,
@@ -73,18 +77,24 @@ enum class LineEvent {
 
 struct MessageRow
 {
+    /** A word for programs, kept for good: "bad-chip". */
+    const char *id;
     /** As the agent has it, with %1, %2 ... in the places of the values; the console server's own
      *  with their key and line end. */
     const char *text;
     LineEvent event;
     Cause cause;
+    /** What to do; null where that is the cause's advice. See adviceOf(). */
+    const char *advice;
 };
 
-/** Every line that the agent can send behind "UPGRADELOG||". */
+/** Every line that the agent can send after "UPGRADELOG||". */
 const std::vector<MessageRow> &messageTable();
 
 struct LineMeaning
 {
+    /** Of the row; empty for a line that the agent is not known to send. */
+    QString id;
     LineEvent event = LineEvent::Unknown;
     Cause cause = Cause::None;
     QStringList values;
@@ -96,6 +106,9 @@ LineMeaning meaningOf(const QString &line);
 
 /** What a reply says about a run; Unknown for one that is not a line of its log. */
 LineEvent eventOf(const AgentReply &reply);
+
+/** What to do about a line: its cause's advice where it has one, otherwise its own. */
+QString adviceOf(const MessageRow &row);
 
 /** The text of a row as a line: without the key of the log and the line end. */
 QString lineOf(const MessageRow &row);

@@ -81,6 +81,8 @@ QJsonArray resultJson(const UpgradeModel &model, milliseconds now)
     for (const McuState &mcu : model.mcus()) {
         QJsonObject object{
             {"name", mcu.name},
+            {"chip_type", mcu.chipType < 0 ? QJsonValue() : mcu.chipType},
+            {"chip_index", mcu.chipType < 0 ? QJsonValue() : mcu.chipIndex},
             {"old_version", mcu.oldVersion},
             {"new_version", mcu.newVersion},
             {"result", resultName(mcu.result)},

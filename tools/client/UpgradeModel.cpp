@@ -18,22 +18,32 @@ namespace {
 constexpr int maxMcus = 4096;
 
 /** The agent takes every blank out of the rows that it is sent. */
-bool isSameName(const QString &ours, const QString &agents)
+QString withoutBlanks(const QString &name)
 {
-    return ours == agents ||
-           (ours.contains(QLatin1Char(' ')) && QString(ours).remove(QLatin1Char(' ')) == agents);
+    return QString(name).remove(QLatin1Char(' '));
+}
+
+/** A name is a label where it is the only one of its kind. */
+QString labelOf(const WantedMcu &row, const QVector<WantedMcu> &all)
+{
+    const auto same = std::count_if(all.begin(), all.end(), [&](const WantedMcu &other) {
+        return withoutBlanks(other.name) == withoutBlanks(row.name);
+    });
+    return same == 1
+               ? row.name
+               : QStringLiteral("%1 (%2,%3)").arg(row.name).arg(row.chipType).arg(row.chipIndex);
 }
 
 bool isRead(LineEvent event)
 {
-    return event == LineEvent::Reading || event == LineEvent::VersionRead ||
-           event == LineEvent::ReadRetry;
+    return event == LineEvent::ReadBegun || event == LineEvent::Reading ||
+           event == LineEvent::VersionRead || event == LineEvent::ReadRetry;
 }
 
 /** Of the pass that decides about one MCU after the other and writes. */
 bool isWrite(LineEvent event)
 {
-    return (event >= LineEvent::EnterSent && event <= LineEvent::NoFirmware) ||
+    return (event >= LineEvent::EnterSent && event <= LineEvent::RowRefused) ||
            event == LineEvent::Rebooting || event == LineEvent::RebootBegun ||
            event == LineEvent::SettingVersion || event == LineEvent::NetStarted;
 }
@@ -45,6 +55,8 @@ UpgradeModel::UpgradeModel(const QVector<WantedMcu> &wanted)
     for (const WantedMcu &row : wanted) {
         McuState mcu;
         mcu.name = row.name;
+        mcu.wireName = withoutBlanks(row.wireName.isEmpty() ? row.name : row.wireName);
+        mcu.label = labelOf(row, wanted);
         mcu.chipType = row.chipType;
         mcu.chipIndex = row.chipIndex;
         mcu.newVersion = row.newVersion;
@@ -115,6 +127,7 @@ UpgradeModel::Handler UpgradeModel::handlerOf(LineEvent event)
     static const std::map<LineEvent, Handler> handlers = {
         {LineEvent::RunStarted, &UpgradeModel::onRunStarted},
         {LineEvent::RunProblem, &UpgradeModel::onProblem},
+        {LineEvent::ReadBegun, &UpgradeModel::onReadBegun},
         {LineEvent::Reading, &UpgradeModel::onReading},
         {LineEvent::VersionRead, &UpgradeModel::onVersionRead},
         {LineEvent::ReadRetry, &UpgradeModel::onReadRetry},
@@ -128,6 +141,7 @@ UpgradeModel::Handler UpgradeModel::handlerOf(LineEvent event)
         {LineEvent::SameVersion, &UpgradeModel::onDecision},
         {LineEvent::PackageOlder, &UpgradeModel::onDecision},
         {LineEvent::NoFirmware, &UpgradeModel::onNoFirmware},
+        {LineEvent::RowRefused, &UpgradeModel::onRowRefused},
         {LineEvent::Erasing, &UpgradeModel::onErasing},
         {LineEvent::Writing, &UpgradeModel::onWriting},
         {LineEvent::BlockRetry, &UpgradeModel::onBlockRetry},
@@ -149,6 +163,8 @@ void UpgradeModel::takeLine(const QString &line, ms now)
 {
     const LineMeaning meaning = meaningOf(line);
     if (isRead(meaning.event)) {
+        if (!m_isReading)
+            m_begunReads.clear();
         m_isReading = true;
         m_passed = -1;
     } else if (isWrite(meaning.event)) {
@@ -256,11 +272,12 @@ void UpgradeModel::settleUnseen(ms now)
 
 int UpgradeModel::findMcu(const QString &name) const
 {
+    const QString wireName = withoutBlanks(name);
     const int count = m_mcus.size();
     int finished = -1;
     for (int i = 0; i < count; ++i) {
         const int index = (std::max(m_current, 0) + i) % count;
-        if (!isSameName(m_mcus.at(index).name, name))
+        if (m_mcus.at(index).wireName != wireName)
             continue;
         if (m_mcus.at(index).phase != McuPhase::Finished)
             return index;
@@ -289,16 +306,54 @@ McuState &UpgradeModel::mcuNamed(const QString &name, ms now)
     // Two rows may have the same name; what is written after the end of one belongs to the next.
     if (index >= 0 && !m_knowsRows && !m_isReading && m_mcus.at(index).phase == McuPhase::Finished)
         index = -1;
-    if (index < 0 && m_mcus.size() < maxMcus) {
+    if (index < 0)
+        index = addMcu(name);
+    moveTo(index, now);
+    return m_mcus[index];
+}
+
+int UpgradeModel::addMcu(const QString &name)
+{
+    if (m_mcus.size() < maxMcus) {
         McuState mcu;
         mcu.name = name;
+        mcu.wireName = withoutBlanks(name);
+        mcu.label = name;
         mcu.isPercentKnown = m_knowsRows;
         m_mcus.append(mcu);
     }
-    if (index < 0)
-        index = m_mcus.size() - 1;
-    moveTo(index, now);
-    return m_mcus[index];
+    return m_mcus.size() - 1;
+}
+
+int UpgradeModel::findUnread(const LineMeaning &meaning) const
+{
+    const QString wireName = withoutBlanks(meaning.values.value(0));
+    for (int i = 0; i < m_mcus.size(); ++i) {
+        if (m_mcus.at(i).wireName == wireName && !m_begunReads.contains({i, meaning.id}))
+            return i;
+    }
+    return -1;
+}
+
+int UpgradeModel::nextRow() const
+{
+    const int count = m_mcus.size();
+    for (int i = 1; i <= count; ++i) {
+        const int row = (std::max(m_passed, -1) + i) % count;
+        if (m_mcus.at(row).phase != McuPhase::Finished)
+            return row;
+    }
+    return -1;
+}
+
+QString UpgradeModel::labelled(const QString &line) const
+{
+    QString text = line;
+    for (const McuState &mcu : m_mcus) {
+        if (mcu.wireName != mcu.label)
+            text.replace('\'' + mcu.wireName + '\'', '\'' + mcu.label + '\'');
+    }
+    return text;
 }
 
 McuState *UpgradeModel::currentMcu()

@@ -5,6 +5,8 @@
 #include "client/McuState.h"
 #include "client/Messages.h"
 
+#include <QPair>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -29,6 +31,7 @@ enum class RunPhase {
 /** A row that is asked for. */
 struct WantedMcu
 {
+    /** As the package or the user has it. Several rows may have the same one. */
     QString name;
     int chipType = -1;
     int chipIndex = 0;
@@ -38,6 +41,8 @@ struct WantedMcu
     qint64 imageSize = -1;
     /** The mode compares no versions. */
     bool isForced = false;
+    /** The name as it is sent, empty for `name`; blanks do not count. */
+    QString wireName = {};
 };
 
 /**
@@ -87,6 +92,9 @@ public:
     QString netVersion() const { return m_netVersion; }
     /** An image, or the module's firmware, was begun; the device may be incomplete. */
     bool hasWritten() const { return m_hasWritten; }
+    /** A line of the agent with the labels of the rows in the places of the names that were sent.
+     */
+    QString labelled(const QString &line) const;
     /** The last problem's line, as the agent has it. */
     QString problemLine() const { return m_problemLine; }
 
@@ -109,6 +117,7 @@ private:
 
     void onRunStarted(const LineMeaning &meaning, ms now);
     void onProblem(const LineMeaning &meaning, ms now);
+    void onReadBegun(const LineMeaning &meaning, ms now);
     void onReading(const LineMeaning &meaning, ms now);
     void onVersionRead(const LineMeaning &meaning, ms now);
     void onReadRetry(const LineMeaning &meaning, ms now);
@@ -120,6 +129,7 @@ private:
     void onWritten(const LineMeaning &meaning, ms now);
     void onDecision(const LineMeaning &meaning, ms now);
     void onNoFirmware(const LineMeaning &meaning, ms now);
+    void onRowRefused(const LineMeaning &meaning, ms now);
     void onErasing(const LineMeaning &meaning, ms now);
     void onWriting(const LineMeaning &meaning, ms now);
     void onBlockRetry(const LineMeaning &meaning, ms now);
@@ -138,6 +148,11 @@ private:
     /** The agent is at this row now, or past all of them. */
     void moveTo(int row, ms now);
     int findMcu(const QString &name) const;
+    /** The row of that name that did not have this line in the present pass. */
+    int findUnread(const LineMeaning &meaning) const;
+    /** The next row whose turn to be written comes, -1 when there is none. */
+    int nextRow() const;
+    int addMcu(const QString &name);
     McuState *currentMcu();
     void finish(McuState &mcu, McuResult result, ms now);
     void beginWrite(McuState &mcu, ms now);
@@ -148,6 +163,8 @@ private:
     int m_current = -1;
     /** The last row whose turn to be written was seen; -1 while MCUs are read. */
     int m_passed = -1;
+    /** Which row had which of the lines that begin a turn, in the present pass of reading. */
+    QSet<QPair<int, QString>> m_begunReads;
     bool m_knowsRows = true;
     bool m_sawBeginning = true;
     bool m_isReading = true;

@@ -33,6 +33,21 @@ void UpgradeModel::onProblem(const LineMeaning &meaning, ms)
         m_problem = meaning.cause;
 }
 
+/** Of rows with the same name each has the line once in a pass. One more line of a name is of a row
+ *  that was not known, unless all rows are. */
+void UpgradeModel::onReadBegun(const LineMeaning &meaning, ms now)
+{
+    int row = findUnread(meaning);
+    const bool isNew = row < 0 && !m_knowsRows;
+    if (isNew)
+        row = addMcu(meaning.values.value(0));
+    if (row >= 0) {
+        m_begunReads += {row, meaning.id};
+        moveTo(row, now);
+    }
+    onReading(meaning, now);
+}
+
 void UpgradeModel::onReading(const LineMeaning &meaning, ms now)
 {
     m_phase = RunPhase::Reading;
@@ -121,6 +136,25 @@ void UpgradeModel::onNoFirmware(const LineMeaning &meaning, ms now)
 {
     McuState &mcu = mcuNamed(meaning.values.value(0), now);
     finish(mcu, McuResult::NothingFits, now);
+}
+
+/** The line has no name: it is about the row that was chosen to be written or, where versions are
+ *  not compared, about the next one. After a gap it may be about any of those that are left. */
+void UpgradeModel::onRowRefused(const LineMeaning &meaning, ms now)
+{
+    McuState *mcu = currentMcu();
+    const bool isChosen = mcu != nullptr && mcu->isChosen && mcu->phase != McuPhase::Finished;
+    if (m_mayHaveGap) {
+        for (McuState &left : m_mcus)
+            left.isLost = left.phase != McuPhase::Finished;
+        return;
+    }
+    const int row = isChosen ? m_current : nextRow();
+    if (row < 0)
+        return;
+    moveTo(row, now);
+    m_mcus[row].cause = meaning.cause;
+    finish(m_mcus[row], McuResult::Failed, now);
 }
 
 void UpgradeModel::onErasing(const LineMeaning &, ms)

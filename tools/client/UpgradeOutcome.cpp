@@ -97,7 +97,7 @@ UpgradeOutcome outcomeOfFailure(const UpgradeModel &model)
 QString nameAtWork(const UpgradeModel &model)
 {
     const int current = model.current();
-    return current < 0 ? QStringLiteral("an MCU") : '\'' + model.mcus().at(current).name + '\'';
+    return current < 0 ? QStringLiteral("an MCU") : '\'' + model.mcus().at(current).label + '\'';
 }
 
 } // namespace

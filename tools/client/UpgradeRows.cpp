@@ -4,6 +4,8 @@
 #include "planning/TypeAndIndexTable.h"
 #include "protocol/ConsoleTexts.h"
 
+#include <QMap>
+
 #include <algorithm>
 
 namespace consoletext = protocol::consoletext;
@@ -75,10 +77,28 @@ QString sendable(const QString &name)
 
 void appendRow(UpgradeRows &result, const PackageRow &row, const QStringList &list)
 {
-    const QString fields = QStringLiteral("%1,%2,%3").arg(sendable(row.name)).arg(row.chipType);
-    result.rows += fields.arg(row.chipIndex);
-    result.mcus.append({sendable(row.name), row.chipType, row.chipIndex,
-                        versionFor(row.name, row.chipType, list)});
+    result.mcus.append(
+        {row.name, row.chipType, row.chipIndex, versionFor(row.name, row.chipType, list)});
+}
+
+/** The agent takes blanks out of a name. */
+QString asNamed(const WantedMcu &mcu)
+{
+    return sendable(mcu.name).remove(QLatin1Char(' '));
+}
+
+/** A name that other rows have, too, is sent with chip type and chip index. */
+void fillRequest(UpgradeRows &result)
+{
+    QMap<QString, int> counts;
+    for (const WantedMcu &mcu : qAsConst(result.mcus))
+        ++counts[asNamed(mcu)];
+    for (WantedMcu &mcu : result.mcus) {
+        const QString apart = QStringLiteral("(%1.%2)").arg(mcu.chipType).arg(mcu.chipIndex);
+        mcu.wireName = sendable(mcu.name) + (counts.value(asNamed(mcu)) > 1 ? apart : QString());
+        result.rows +=
+            QStringLiteral("%1,%2,%3").arg(mcu.wireName).arg(mcu.chipType).arg(mcu.chipIndex);
+    }
 }
 
 void refuse(UpgradeRows &result, const QString &error)
@@ -91,14 +111,14 @@ void refuse(UpgradeRows &result, const QString &error)
 
 void appendNamed(UpgradeRows &result, const QString &name, const PackageDescription &package)
 {
-    const int before = result.rows.size();
+    const int before = result.mcus.size();
     const QVector<PackageRow> all = rowsOf(package, Numbering::FromZero);
     for (const PackageRow &row : all) {
         const QString withIndex = QStringLiteral("%1[%2]").arg(name).arg(row.chipIndex);
         if (row.name == name || row.name == withIndex)
             appendRow(result, row, package.firmwareList);
     }
-    if (result.rows.size() == before)
+    if (result.mcus.size() == before)
         refuse(result,
                QStringLiteral("it has nothing named '%1'; 'list' shows what it has").arg(name));
 }
@@ -114,7 +134,6 @@ void appendChosen(UpgradeRows &result, const QStringList &fields, const PackageD
         refuse(result, QStringLiteral("it has nothing for chip type %1 of '%2'")
                            .arg(chipType)
                            .arg(fields.join(QLatin1Char(','))));
-    result.rows += fields.join(QLatin1Char(','));
     result.mcus.append({fields.value(field::name), chipType, fields.value(field::chipIndex).toInt(),
                         versionFor(fields.value(field::name), chipType, package.firmwareList)});
 }
@@ -143,6 +162,7 @@ UpgradeRows packageRows(const PackageDescription &package)
     const QVector<PackageRow> all = rowsOf(package, Numbering::FromZero);
     for (const PackageRow &row : all)
         appendRow(result, row, package.firmwareList);
+    fillRequest(result);
     return result;
 }
 
@@ -168,6 +188,7 @@ UpgradeRows chosenRows(const QStringList &chosen, const PackageDescription &pack
         else
             appendChosen(result, fields, package);
     }
+    fillRequest(result);
     return result;
 }
 

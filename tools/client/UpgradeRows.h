@@ -13,7 +13,9 @@ namespace client {
 /** The rows of an upgrade, as the agent takes them and as people know them. */
 struct UpgradeRows
 {
-    /** NAME,CHIP-TYPE,CHIP-INDEX each; empty where the agent makes the rows. */
+    /** NAME,CHIP-TYPE,CHIP-INDEX each, as they are sent; empty where the agent makes the rows. The
+     *  agent's lines have the name alone, so rows of the same name are sent with a name of their
+     *  own: "AUX(1.0)". */
     QStringList rows;
     QVector<WantedMcu> mcus;
     /** What is wrong with a row, for people, and why nothing can be sent. */

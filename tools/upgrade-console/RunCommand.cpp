@@ -11,6 +11,7 @@ using client::causeRow;
 using client::eventOf;
 using client::likelyState;
 using client::LineEvent;
+using client::LineMeaning;
 using client::meaningOf;
 using client::outcomeOf;
 using client::resultJson;
@@ -36,8 +37,11 @@ bool isNotable(const QString &line)
 
 QJsonObject messageEvent(const QString &line)
 {
+    const LineMeaning meaning = meaningOf(line);
     QJsonObject event{{"event", "message"}, {"text", line}};
-    const Cause cause = meaningOf(line).cause;
+    if (!meaning.id.isEmpty())
+        event["id"] = meaning.id;
+    const Cause cause = meaning.cause;
     if (cause != Cause::None)
         event["cause"] = QString::fromLatin1(causeRow(cause).id);
     return event;
@@ -87,7 +91,7 @@ void RunCommand::follow()
 
 void RunCommand::noteLine(const QString &line)
 {
-    m_display.note("agent: " + line);
+    m_display.note("agent: " + m_model.labelled(line));
     writeEvent(messageEvent(line));
 }
 
@@ -202,7 +206,7 @@ CommandResult RunCommand::resultOf(const UpgradeOutcome &outcome)
     if (!m_model.netVersion().isEmpty())
         result.json["net_version"] = m_model.netVersion();
     if (outcome.cause != Cause::None && outcome.cause != Cause::NothingToDo)
-        result.detail = m_model.problemLine();
+        result.detail = m_model.labelled(m_model.problemLine());
     return result;
 }
 

@@ -125,7 +125,7 @@ QString workingLine(const RunPicture &picture, const McuState &mcu, int width)
 QStringList mcuLines(const RunPicture &picture, int row, int width)
 {
     const McuState &mcu = picture.model.mcus().at(row);
-    const QString head = bars::head(mcu.name, stateOf(picture, row)) + bars::separator;
+    const QString head = bars::head(mcu.label, stateOf(picture, row)) + bars::separator;
     if (mcu.phase != McuPhase::Finished)
         return bars::wrapped(head + workingLine(picture, mcu, width - head.size()), width)
             .mid(0, 1);
@@ -178,7 +178,7 @@ QString cell(const QString &text)
 QStringList tableRow(const McuState &mcu, milliseconds now)
 {
     const double seconds = mcu.seconds(now);
-    return {cell(mcu.name), cell(mcu.oldVersion), cell(mcu.newVersion), resultName(mcu.result),
+    return {cell(mcu.label), cell(mcu.oldVersion), cell(mcu.newVersion), resultName(mcu.result),
             seconds < 0 ? QStringLiteral("-") : QString::number(seconds, 'f', 1)};
 }
 
@@ -275,7 +275,7 @@ void ChangeTeller::addChanges(QStringList &lines, const UpgradeModel &model)
     for (int i = 0; i < m_seen.size(); ++i) {
         const McuState &mcu = model.mcus().at(i);
         Seen &seen = m_seen[i];
-        const QString name = printable(mcu.name) + ": ";
+        const QString name = printable(mcu.label) + ": ";
         if (mcu.retries > seen.retries)
             lines += name + bars::retries(mcu.retries);
         if (mcu.phase != seen.phase && mcu.phase != McuPhase::Finished)
