@@ -3,7 +3,8 @@
 """Stands in for sftp: works on a folder in the place of the module's /data.
 
 FAKE_SFTP_ROOT is the folder, and FAKE_SFTP_FAULT what goes wrong: "refuse", "half", "damage",
-"rename", "hang". Arguments and commands are kept beside the folder.
+"rename", "hang", "slow" (half of the file, and the
+rest when the file go is in the folder beside). Arguments and commands are kept beside the folder.
 """
 
 import glob
@@ -35,6 +36,12 @@ def put(local, remote):
     if FAULT == "damage":
         data[-1] ^= 1
     with open(there(remote), "wb") as file:
+        if FAULT == "slow":
+            file.write(data[:len(data) // 2])
+            file.flush()
+            while os.path.isdir(ROOT) and not os.path.exists(ROOT + ".go"):
+                time.sleep(0.01)
+            data = data[len(data) // 2:]
         file.write(data)
     os.chmod(there(remote), 0o600)
     if FAULT == "half":
@@ -58,12 +65,24 @@ def obey(words):
             if FAULT == "rename":
                 fail(f'remote rename "{old}" to "{new}": Permission denied')
             os.rename(there(old), there(new))
+        case ["-ls", "-ln", remote]:
+            if os.path.exists(there(remote)):
+                print(f"-rw-r--r--    ? 0  0  {os.path.getsize(there(remote))} Nov 22 10:27 {remote}")
         case _:
             fail(f"Invalid command: {words}")
 
 
 def main():
-    commands = [line.split() for line in sys.stdin]
+    commands = []
+    for line in iter(sys.stdin.readline, ""):
+        if not line.startswith("-ls"):
+            commands.append(line.split())
+            continue
+        print("sftp> " + line, end="")
+        obey(line.split())
+        sys.stdout.flush()
+    if not commands:
+        return
     with open(ROOT + ".log", "a", encoding="utf-8") as file:
         file.write(json.dumps({"arguments": sys.argv[1:], "commands": commands}) + "\n")
     if FAULT == "refuse":

@@ -14,6 +14,8 @@ from fake_agent import BUSY, FAIL, ROWS, FakeAgent, listing
 
 from harness import wait
 from harness.package import Image, build, description, image_bytes
+from screen import Screen
+
 from program import (BUSY_CODE, CANNOT, DONE, FAILED, LOST, NOTHING, REFUSED, USAGE,
                      ProgramTest, masked)
 
@@ -107,6 +109,24 @@ class TestPut(PutTest):
         lines = [json.loads(line) for line in self.run_put("--json-progress").stdout.splitlines()]
         self.assertEqual([line["event"] for line in lines], ["copy", "result"])
         self.assertRegex(lines[0]["name"], r"^/data/FW\.fwm\.put-[0-9a-f]+$")
+
+    def test_progress(self):
+        """Halfway, the size of the copy on the module is half of the file's."""
+        self.set_fault("slow")
+        for option in ("--no-progress", "--json-progress"):
+            with FakeAgent({"GETFIRMWARELIST": self.listed}) as agent:
+                program = self.start_program(agent.port, option, "put", "--sftp", SFTP, self.file)
+                shown = program.stdout if option == "--json-progress" else program.stderr
+                wait.until(lambda shown=shown: "49" in shown(), 20)
+                self.write(self.data + ".go", b"")
+                self.assertEqual(program.popen.wait(20), DONE, program.report())
+            os.remove(self.data + ".go")
+            if option == "--no-progress":
+                self.assertIn("\ncopying: 49 %\n", program.stderr())
+                continue
+            lines = [json.loads(line) for line in program.stdout().splitlines()]
+            del lines[1]["time"]
+            self.assertEqual(lines[1], {"event": "progress", "phase": "copying", "percent": 49})
 
     def test_what_sftp_gets(self):
         self.run_put("--ssh-user", "admin", "--ssh-port", "2222", "--ssh-option",
@@ -236,6 +256,21 @@ Host 127.0.0.1, package HX-8 1.0.5, started #, took #.
         self.assertEqual(self.failure("--mode", "5", command="deploy")[:2],
                          (USAGE, "not-confirmed"))
         self.assertEqual(self.agent.lines, [])
+
+    def test_mode_5_asks_before_the_copy(self):
+        for answer, status, package in (("no", USAGE, OLD), ("yes", DONE, NEW)):
+            screen = Screen()
+            self.addCleanup(screen.close)
+            answers = {"GETFIRMWARELIST": self.listed, ROWS: runs.full_run()}
+            with FakeAgent(answers) as agent:
+                program = self.start_program(agent.port, "deploy", "--mode", "5", "--sftp", SFTP,
+                                             self.file, stdin=screen.slave, stderr=screen.slave)
+                wait.until(lambda screen=screen: "[yes/no]" in screen.text())
+                self.assertEqual((self.content(), os.listdir(self.data)), (OLD, ["FW.fwm"]))
+                os.write(screen.master, answer.encode() + b"\n")
+                self.assertEqual(program.popen.wait(10), status)
+            self.assertEqual(screen.raw.count("[yes/no]"), 1)
+            self.assertEqual((self.content(), os.listdir(self.data)), (package, ["FW.fwm"]))
 
     def test_interrupt_of_the_upgrade(self):
         with FakeAgent({"GETFIRMWARELIST": self.listed, ROWS: runs.START}) as agent:

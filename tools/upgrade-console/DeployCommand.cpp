@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/DeployCommand.h"
 
+using client::Cause;
+using client::causeRow;
+
 namespace {
 
 Options upgradeOf(Options options)
@@ -8,26 +11,45 @@ Options upgradeOf(Options options)
     options.command = Options::Command::Upgrade;
     // The sizes of the images, and the check that the device still has this package.
     options.package = options.file;
+    // The question is asked before the copy.
+    options.yes = true;
     return options;
 }
 
 } // namespace
 
 DeployCommand::DeployCommand(const Options &options)
-    : Command(options), m_put(options), m_upgrade(upgradeOf(options))
+    : Command(options),
+      m_display(false),
+      m_confirmation(m_display),
+      m_put(options),
+      m_upgrade(upgradeOf(options))
 {
+    connect(&m_confirmation, &Confirmation::answered, this, [this](bool isConfirmed) {
+        if (isConfirmed)
+            m_put.run();
+        else
+            fail(Cause::NotConfirmed);
+    });
     connect(&m_put, &Command::finished, this, &DeployCommand::onPut);
     connect(&m_upgrade, &Command::finished, this, &DeployCommand::onUpgraded);
 }
 
 bool DeployCommand::prepare(CommandResult &result)
 {
-    return m_upgrade.prepare(result) && m_put.prepare(result);
+    if (!needsConfirmation(options()) || Confirmation::canAsk())
+        return m_put.prepare(result);
+    result.cause = Cause::NotConfirmed;
+    result.exit = causeRow(result.cause).exit;
+    return false;
 }
 
 void DeployCommand::run()
 {
-    m_put.run();
+    if (needsConfirmation(options()))
+        m_confirmation.ask();
+    else
+        m_put.run();
 }
 
 void DeployCommand::interrupt()

@@ -25,6 +25,8 @@ private:
     void onPut(const CommandResult &result);
     void onUpgraded(CommandResult result);
 
+    ProgressDisplay m_display;
+    Confirmation m_confirmation;
     PutCommand m_put;
     UpgradeCommand m_upgrade;
     CommandResult m_putResult;

@@ -20,6 +20,8 @@ const QLatin1String backName("back");
 /** A copy that is slower than this is given up. */
 constexpr qint64 slowestBytesPerSecond = 8192;
 constexpr int hexadecimal = 16;
+/** A copy that is done sooner shows no progress. */
+constexpr std::chrono::milliseconds betweenPolls{1000};
 
 QString newCopyName()
 {
@@ -38,7 +40,11 @@ QByteArray sha256OfFile(const QString &path)
     return hash.result().toHex();
 }
 
-PackageUpload::PackageUpload(const SshAccess &access) : m_access(access), m_copy(newCopyName()) {}
+PackageUpload::PackageUpload(const SshAccess &access) : m_access(access), m_copy(newCopyName())
+{
+    m_poll.setInterval(betweenPolls);
+    connect(&m_poll, &QTimer::timeout, this, &PackageUpload::onPoll);
+}
 
 /** sftp's own patterns and quotes must not see the name of the file, so a link stands for it. */
 void PackageUpload::start(const CheckedPackage &package)
@@ -55,6 +61,9 @@ void PackageUpload::start(const CheckedPackage &package)
                                 copy + '\n' + "get " + copy + ' ' + backName.latin1() + '\n';
     const std::chrono::seconds there(package.size / slowestBytesPerSecond);
     begin(Step::Copying, commands, m_access.timeOut + 2 * there);
+    m_size = std::make_unique<RemoteSize>(m_access, m_copy);
+    connect(m_size.get(), &RemoteSize::found, this, &PackageUpload::copied);
+    m_poll.start();
 }
 
 void PackageUpload::begin(Step step, const QByteArray &commands, std::chrono::milliseconds limit)
@@ -72,8 +81,19 @@ bool PackageUpload::isCopyRight() const
     return sha256OfFile(m_folder.filePath(backName)) == m_package.sha256;
 }
 
+void PackageUpload::onPoll()
+{
+    const QFileInfo back(m_folder.filePath(backName));
+    if (back.exists())
+        emit readBack(back.size());
+    else
+        m_size->ask();
+}
+
 void PackageUpload::onEnded(const QString &error)
 {
+    m_poll.stop();
+    m_size.reset();
     if (m_step == Step::Cleaning) {
         emit failed(m_cause, m_detail);
     } else if (!error.isEmpty()) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "client/Causes.h"
+#include "upgrade-console/RemoteSize.h"
 #include "upgrade-console/SftpSession.h"
 
 #include <QTemporaryDir>
@@ -32,6 +33,10 @@ public:
     QString copyName() const { return m_copy; }
 
 signals:
+    /** About once a second while the copy takes long: first the bytes that the module has, then
+     *  those that were read back. */
+    void copied(qint64 bytes);
+    void readBack(qint64 bytes);
     void done();
     void failed(client::Cause cause, const QString &detail);
 
@@ -42,11 +47,14 @@ private:
     void onEnded(const QString &error);
     void giveUp(client::Cause cause, const QString &detail);
     bool isCopyRight() const;
+    void onPoll();
 
     const SshAccess m_access;
     const QString m_copy;
     QTemporaryDir m_folder;
     std::unique_ptr<SftpSession> m_session;
+    std::unique_ptr<RemoteSize> m_size;
+    QTimer m_poll;
     CheckedPackage m_package;
     Step m_step = Step::Copying;
     client::Cause m_cause = client::Cause::None;

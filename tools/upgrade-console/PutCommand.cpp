@@ -9,8 +9,11 @@
 #include "fwm/Findings.h"
 #include "platform/Platform.h"
 #include "protocol/ConsoleTexts.h"
+#include "protocol/Progress.h"
+#include "upgrade-console/Bars.h"
 #include "upgrade-console/Terminal.h"
 
+#include <algorithm>
 #include <unistd.h>
 
 namespace consoletext = protocol::consoletext;
@@ -25,6 +28,7 @@ using client::listProblem;
 using client::meaningOf;
 using package::PackageDescription;
 using package::parseDescription;
+using protocol::wholeProgress;
 
 namespace {
 
@@ -63,8 +67,15 @@ QJsonObject packageJson(const PackageDescription &package)
 
 } // namespace
 
-PutCommand::PutCommand(const Options &options) : Command(options), m_upload(accessOf(options))
+PutCommand::PutCommand(const Options &options)
+    : Command(options),
+      m_upload(accessOf(options)),
+      m_display(!options.noProgress && !options.jsonProgress)
 {
+    connect(&m_upload, &PackageUpload::copied, this,
+            [this](qint64 bytes) { showProgress(false, bytes); });
+    connect(&m_upload, &PackageUpload::readBack, this,
+            [this](qint64 bytes) { showProgress(true, bytes); });
     connect(&m_upload, &PackageUpload::done, this, &PutCommand::onCopied);
     connect(&m_upload, &PackageUpload::failed, this, &PutCommand::onCopyFailed);
 }
@@ -171,14 +182,38 @@ void PutCommand::copy()
     m_upload.start(m_package);
 }
 
+void PutCommand::showProgress(bool isReadBack, qint64 bytes)
+{
+    const double share = double(bytes) / double(std::max<qint64>(m_package.size, 1));
+    const double percent = std::clamp(share, 0.0, 1.0) * wholeProgress;
+    const QString state = isReadBack ? QStringLiteral("reading back") : QStringLiteral("copying");
+    m_display.draw([&](const Terminal &terminal) {
+        const QString line = bars::head(QStringLiteral("package"), state) + bars::separator +
+                             bars::bar(percent, terminal.columns) + bars::percent(percent);
+        return QStringList{line.left(terminal.columns - 1)};
+    });
+    if (int(percent) == m_percent && isReadBack == m_isReadingBack)
+        return;
+    const bool isTenth = int(percent) / 10 != m_percent / 10 || isReadBack != m_isReadingBack;
+    m_percent = int(percent);
+    m_isReadingBack = isReadBack;
+    if (isTenth && !options().jsonProgress)
+        m_display.tell({QStringLiteral("%1: %2 %").arg(state).arg(m_percent)});
+    writeEvent({{"event", "progress"},
+                {"phase", isReadBack ? "reading_back" : "copying"},
+                {"percent", m_percent}});
+}
+
 void PutCommand::onCopied()
 {
+    m_display.close();
     m_copyTook = now() - m_copyBegun;
     reconnect();
 }
 
 void PutCommand::onCopyFailed(Cause cause, const QString &detail)
 {
+    m_display.close();
     fail(cause, detail);
 }
 
@@ -219,6 +254,7 @@ void PutCommand::succeed()
 
 void PutCommand::interrupt()
 {
+    m_display.close();
     CommandResult result = failureOf(Cause::Interrupted, {});
     if (m_stage == Stage::Copying)
         result.advice = QStringList{

@@ -4,6 +4,7 @@
 #include "package/PackageDescription.h"
 #include "upgrade-console/Command.h"
 #include "upgrade-console/PackageUpload.h"
+#include "upgrade-console/ProgressDisplay.h"
 
 /**
  * Puts a package on the module: checks it here, asks what the module has, copies it over ssh, and
@@ -33,10 +34,14 @@ private:
     void onCopyFailed(client::Cause cause, const QString &detail);
     void compare(const QString &text);
     void note(const QString &line);
+    void showProgress(bool isReadBack, qint64 bytes);
     void succeed();
 
     Stage m_stage = Stage::Asking;
     PackageUpload m_upload;
+    ProgressDisplay m_display;
+    int m_percent = -1;
+    bool m_isReadingBack = false;
     CheckedPackage m_package;
     package::PackageDescription m_description;
     QStringList m_warnings;

@@ -53,7 +53,7 @@ QStringList sftpArguments(const SshAccess &access)
     return arguments;
 }
 
-void SftpSession::Process::setupChildProcess()
+void SftpProcess::setupChildProcess()
 {
     sigset_t none;
     sigemptyset(&none);

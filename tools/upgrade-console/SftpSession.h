@@ -26,6 +26,13 @@ struct SshAccess
 /** The arguments of sftp for a session that reads its commands from standard input. */
 QStringList sftpArguments(const SshAccess &access);
 
+/** Begins with the signals as every program expects them, and not as this one has them. */
+class SftpProcess : public QProcess
+{
+protected:
+    void setupChildProcess() override;
+};
+
 /**
  * One run of sftp: all of its commands, or an error at the first that fails. It ends within the
  * limit, and with this object.
@@ -46,19 +53,12 @@ signals:
     void ended(const QString &error);
 
 private:
-    /** Ends with this program's signals as every program expects them. */
-    class Process : public QProcess
-    {
-    protected:
-        void setupChildProcess() override;
-    };
-
     void onFinished(int exitStatus, QProcess::ExitStatus how);
     void keepErrors();
     void end(const QString &error);
 
     const SshAccess m_access;
-    Process m_process;
+    SftpProcess m_process;
     QTimer m_limit;
     QByteArray m_errors;
     bool m_isOver = false;

@@ -13,8 +13,6 @@
 
 #include <QHostAddress>
 
-#include <unistd.h>
-
 namespace consoletext = protocol::consoletext;
 namespace upgradeMode = planning::upgradeMode;
 using bytes::FileSource;
@@ -44,18 +42,19 @@ namespace {
 
 using Kind = AgentReply::Kind;
 
-/** Of the user's answer, in bytes. */
-constexpr int longestConfirmation = 64;
 /** The row that the agent upgrades over the network. */
 const QString networkRow = QStringLiteral("MAIN,0,0");
 
 } // namespace
 
-/** Mode 5 takes away what protects from the wrong package, so it is only done on a clear word. */
+bool needsConfirmation(const Options &options)
+{
+    return options.mode == upgradeMode::forced && !options.yes;
+}
+
 bool UpgradeCommand::prepare(CommandResult &result)
 {
-    const bool isAsked = options().mode == upgradeMode::forced && !options().yes;
-    if (!isAsked || (::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1))
+    if (!needsConfirmation(options()) || Confirmation::canAsk())
         return true;
     result.exit = causeRow(Cause::NotConfirmed).exit;
     result.cause = Cause::NotConfirmed;
@@ -132,7 +131,7 @@ void UpgradeCommand::takeList(const QString &text)
         return;
     }
     announce();
-    if (options().mode == upgradeMode::forced && !options().yes)
+    if (needsConfirmation(options()))
         confirm();
     else
         setMode();
@@ -172,23 +171,14 @@ void UpgradeCommand::confirm()
 {
     m_stage = Stage::Confirming;
     stopAwaiting();
-    display().note(QStringLiteral("Mode 5 writes every image that fits: neither the device's model "
-                                  "nor any version is compared."));
-    display().ask(QStringLiteral("Write the package to the device? [yes/no] "));
-    m_answer = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);
-    connect(m_answer.get(), &QSocketNotifier::activated, this, &UpgradeCommand::onAnswer);
-}
-
-void UpgradeCommand::onAnswer()
-{
-    m_answer->setEnabled(false);
-    QByteArray line(longestConfirmation, '\0');
-    const auto count = ::read(STDIN_FILENO, line.data(), size_t(line.size()));
-    const QByteArray answer = line.left(int(std::max<ssize_t>(count, 0))).trimmed().toLower();
-    if (answer == "yes" || answer == "y")
-        setMode();
-    else
-        fail(Cause::NotConfirmed);
+    m_confirmation = std::make_unique<Confirmation>(display());
+    connect(m_confirmation.get(), &Confirmation::answered, this, [this](bool isConfirmed) {
+        if (isConfirmed)
+            setMode();
+        else
+            fail(Cause::NotConfirmed);
+    });
+    m_confirmation->ask();
 }
 
 void UpgradeCommand::setMode()

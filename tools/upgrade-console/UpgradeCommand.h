@@ -2,10 +2,10 @@
 #pragma once
 
 #include "client/UpgradeRows.h"
+#include "upgrade-console/Confirmation.h"
 #include "upgrade-console/RunCommand.h"
 
 #include <QDateTime>
-#include <QSocketNotifier>
 
 #include <memory>
 
@@ -36,7 +36,6 @@ private:
     void onModeSet(const client::AgentReply &reply);
 
     void confirm();
-    void onAnswer();
     void setMode();
     void takeList(const QString &text);
     client::UpgradeRows rowsFor(const package::PackageDescription &package) const;
@@ -46,11 +45,13 @@ private:
     void startRun();
 
     Stage m_stage = Stage::Asking;
-    /** The answer of the user to the question whether to go on. */
-    std::unique_ptr<QSocketNotifier> m_answer;
+    std::unique_ptr<Confirmation> m_confirmation;
     QStringList m_rows;
     QJsonObject m_package;
     /** When the run was asked for, on the clock of the wall. */
     QDateTime m_started;
     client::Cause m_listProblem = client::Cause::None;
 };
+
+/** Whether the user has to be asked before the upgrade. */
+bool needsConfirmation(const Options &options);

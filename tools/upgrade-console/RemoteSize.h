@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "upgrade-console/SftpSession.h"
+
+/**
+ * The size of a file on the module while another session writes it: sftp reports no progress to
+ * programs. It has a session of its own, which never asks for a password; where that cannot be had,
+ * nothing is found.
+ */
+class RemoteSize : public QObject
+{
+    Q_OBJECT
+
+public:
+    RemoteSize(const SshAccess &access, const QString &path);
+    ~RemoteSize() override;
+
+    /** Returns at once; found() follows when the module answers. The first call connects. */
+    void ask();
+
+signals:
+    void found(qint64 bytes);
+
+private:
+    void onOutput();
+
+    const SshAccess m_access;
+    const QByteArray m_path;
+    SftpProcess m_process;
+    bool m_isStarted = false;
+    bool m_isAsked = false;
+};
