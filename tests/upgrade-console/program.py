@@ -11,7 +11,7 @@ from fake_agent import FakeAgent
 from harness.process import Process
 
 PROGRAM = os.environ["UPGRADE_CONSOLE"]
-DONE, FAILED, USAGE, NOTHING, BUSY_CODE, CANNOT, LOST, REFUSED = range(8)
+DONE, FAILED, USAGE, NOTHING, BUSY_CODE, CANNOT, LOST, REFUSED, NO_RUN = range(9)
 
 
 def masked(text):

@@ -12,7 +12,7 @@ import runs
 from fake_agent import BUSY, CLOSE, FAIL, PACKAGE, ROWS, SUCCESS, FakeAgent, Wait, listing, log
 
 from harness import wait
-from program import CANNOT, DONE, FAILED, LOST, NOTHING, USAGE, ProgramTest, masked
+from program import CANNOT, DONE, FAILED, LOST, NO_RUN, NOTHING, USAGE, ProgramTest, masked
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
@@ -67,10 +67,10 @@ class TestJsonLines(LinesTest):
             chip(main, "1.0.0", "1.1.0", "reading"), chip(aux, "2.0", "2.1.0", "reading"),
             {"event": "phase", "phase": "writing"},
             *phases(main, "1.0.0", "1.1.0", "entering", "erasing", "writing"),
-            chip(main, "1.0.0", "1.1.0", "finished", result="updated"),
+            chip(main, "1.0.0", "1.1.0", "finished", result="updated", error=None),
             *phases(aux, "2.0", "2.1.0", "entering", "erasing", "writing"),
-            chip(aux, "2.0", "2.1.0", "finished", result="updated"),
-            {"event": "phase", "phase": "rebooting"}, {"event": "phase", "phase": "set version"}])
+            chip(aux, "2.0", "2.1.0", "finished", result="updated", error=None),
+            {"event": "phase", "phase": "rebooting"}, {"event": "phase", "phase": "set-version"}])
         figures = [event for event in events if event["event"] == "progress"]
         self.assertIn(progress(40, main, 80, False), figures)
         self.assertIn(progress(60, aux, 20, True), figures)
@@ -86,11 +86,13 @@ class TestJsonLines(LinesTest):
         events, last = self.events(self.upgrade(runs.half_failed_run()))
         retries = [event["retries"] for event in events if event["event"] == "retry"]
         self.assertEqual(retries, list(range(1, 9)))
-        self.assertIn({"event": "message", "id": "write-retry", "cause": "image-not-written",
-                       "text": "'AUX 1' F/W update fail, retry 1."}, events)
+        messages = [(event["id"], event["error"]["id"], event["text"]) for event in events
+                    if event["event"] == "message"]
+        self.assertEqual(messages[0], ("write-retry", "image-not-written",
+                                       "'AUX 1' F/W update fail, retry 1."))
         chips = [event for event in events if event.get("result") == "failed"]
-        self.assertEqual([chip["error"]["cause"] for chip in chips], ["image-not-written"])
-        self.assertEqual(last["error"]["cause"], "image-not-written")
+        self.assertEqual([chip["error"]["id"] for chip in chips], ["image-not-written"])
+        self.assertEqual(last["error"]["id"], "image-not-written")
 
     def test_late_answer(self):
         run = runs.START + [log("Read model name."), 4.5, *runs.wrong_model_run()[5:]]
@@ -107,11 +109,11 @@ class TestJsonLines(LinesTest):
             result = self.run_alone("--json-progress", *arguments)
             self.assertEqual(result.stdout.count("\n"), 1)
             last = json.loads(result.stdout)
-            self.assertEqual((last["event"], last["exit"], last["error"]["cause"]),
+            self.assertEqual((last["event"], last["exit"], last["error"]["id"]),
                              ("result", status, cause))
             self.assertEqual(result.returncode, status)
         result = self.with_agent({"UPGRADE||": [BUSY]}, "--json-progress", "upgrade")
-        self.assertEqual(self.events(result)[1]["error"]["cause"], "busy")
+        self.assertEqual(self.events(result)[1]["error"]["id"], "busy")
 
     def test_replies(self):
         result = self.with_agent({}, "--json-progress", "shell", stdin="VERSION\n")
@@ -161,7 +163,8 @@ Last result: not known; the agent does not report it, its log has it
 """, ""))
         self.assertEqual(json.loads(self.status({}).stdout), {
             "command": "status", "result": "done", "exit": 0, "host": "127.0.0.1",
-            "reachable": True, "version": "1.15", "busy": False, "last_result": None,
+            "error": None, "warnings": [], "package_problem": None,
+            "reachable": True, "agent_version": "1.15", "busy": False, "last_result": None,
             "package": {"model": "HX-8", "version": "7", "chips": 2}})
 
     def test_busy(self):
@@ -182,13 +185,13 @@ Last result: not known; the agent does not report it, its log has it
             result = self.status({"GETFIRMWARELIST": [f"FIRMWARELIST||{text}\r\n".encode()]})
             document = json.loads(result.stdout)
             self.assertEqual((result.returncode, document["package"]), (DONE, None))
-            self.assertEqual(document["package_problem"]["cause"], cause)
+            self.assertEqual(document["package_problem"]["id"], cause)
 
     def test_unreachable(self):
         result = self.run_alone("--port", "1", "--json", "status")
         document = json.loads(result.stdout)
         self.assertEqual((result.returncode, document["reachable"]), (CANNOT, False))
-        self.assertEqual(document["error"]["cause"], "cannot-connect")
+        self.assertEqual(document["error"]["id"], "cannot-connect")
         for answer in ([], [CLOSE]):
             result = self.with_agent({"VERSION": answer, "HEARTBEAT": [], "GETFIRMWARELIST": []},
                                      "--json", "status", timeout="0.3")
@@ -214,12 +217,15 @@ class TestAttach(LinesTest):
     def test_no_run(self):
         result = self.with_agent({}, "attach")
         self.assertEqual((result.returncode, result.stdout, result.stderr),
-                         (NOTHING, "No upgrade is under way.\n", ""))
+                         (NO_RUN, "", "upgrade-console: error: no upgrade is under way\n  Start one "
+                          "with 'upgrade'; the agent does not report how the last one ended.\n"))
         self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT"])
         result = self.with_agent({}, "attach", "--json")
-        self.assertEqual(json.loads(result.stdout), {
-            "command": "attach", "result": "nothing-to-do", "exit": 3, "host": "127.0.0.1",
-            "attached": False, "cause": "not-running"})
+        document = json.loads(result.stdout)
+        self.assertEqual(document.pop("error")["id"], "no-run")
+        self.assertEqual(document, {
+            "command": "attach", "result": "no-run", "exit": NO_RUN, "host": "127.0.0.1",
+            "attached": False, "warnings": []})
 
     def test_from_the_beginning(self):
         result = self.attach(runs.full_run())
@@ -235,7 +241,7 @@ Host 127.0.0.1, package HX-8 7, followed for #.
 """)
         self.assertIs(self.document(runs.full_run())["saw_beginning"], True)
         document = self.document(runs.half_failed_run())
-        self.assertEqual((document["exit"], document["error"]["cause"]),
+        self.assertEqual((document["exit"], document["error"]["id"]),
                          (FAILED, "image-not-written"))
         self.assertEqual(self.document(runs.idle_run())["exit"], NOTHING)
 
@@ -247,7 +253,7 @@ Host 127.0.0.1, package HX-8 7, followed for #.
                              (["MAIN", "AUX 1"], b"Write firmware 'MAIN")):
             at = max(i for i, line in enumerate(run) if last in line)
             document = self.document(run[at:])
-            self.assertEqual((document["exit"], document["error"]["cause"]),
+            self.assertEqual((document["exit"], document["error"]["id"]),
                              (LOST, "beginning-unseen"), last)
             self.assertEqual([(mcu["name"], mcu["result"]) for mcu in document["mcus"]],
                              [(name, "updated") for name in wanted], last)
@@ -256,10 +262,10 @@ Host 127.0.0.1, package HX-8 7, followed for #.
     def test_failure_in_the_middle(self):
         run = runs.half_failed_run()
         document = self.document(run[-20:])
-        self.assertEqual((document["exit"], document["error"]["cause"]),
+        self.assertEqual((document["exit"], document["error"]["id"]),
                          (FAILED, "image-not-written"))
         document = self.document([FAIL])
-        self.assertEqual((document["exit"], document["error"]["cause"]),
+        self.assertEqual((document["exit"], document["error"]["id"]),
                          (FAILED, "beginning-unseen"))
 
     def test_two_rows_of_one_name(self):
@@ -285,7 +291,7 @@ Host 127.0.0.1, package HX-8 7, followed for #.
         for lines, wanted in (([CLOSE], "How far the run was is not known."),
                               ([*runs.enter("AUX"), CLOSE], "'AUX' was being written.")):
             document = self.document(lines)
-            self.assertEqual((document["exit"], document["error"]["cause"]),
+            self.assertEqual((document["exit"], document["error"]["id"]),
                              (LOST, "connection-lost"))
             self.assertEqual(document["likely_state"][0], wanted)
             self.assertEqual({mcu["result"] for mcu in document["mcus"]} - {"unknown"}, set())
@@ -299,7 +305,7 @@ Host 127.0.0.1, package HX-8 7, followed for #.
             program.popen.send_signal(signal.SIGINT)
             self.assertEqual(program.popen.wait(10), LOST, program.report())
             pause.go_on.set()
-        self.assertEqual(json.loads(program.stdout())["error"]["cause"], "interrupted")
+        self.assertEqual(json.loads(program.stdout())["error"]["id"], "interrupted")
 
     def test_last_words_went_elsewhere(self):
         """The agent is idle, and the end was not seen."""
@@ -309,7 +315,7 @@ Host 127.0.0.1, package HX-8 7, followed for #.
             idle.append(1)
             return [BUSY] if len(idle) == 1 else [log("Disconnect")]
         result = self.with_agent({"UPGRADE||": answer}, "--json", "attach", timeout="0.5")
-        self.assertEqual(json.loads(result.stdout)["error"]["cause"], "outcome-unseen")
+        self.assertEqual(json.loads(result.stdout)["error"]["id"], "outcome-unseen")
         self.assertEqual(result.returncode, LOST)
 
 

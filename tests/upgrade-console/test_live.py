@@ -175,7 +175,7 @@ all           writing        [#######.......................]  25 %  at least # 
         program.popen.send_signal(signal.SIGINT)
         self.assertEqual(program.popen.wait(10), LOST)
         wait.until(lambda: "leave the device on" in screen.text())
-        self.assertTrue(steady(screen.text()).startswith(BEFORE + "\nupgrade-console: interrupted"),
+        self.assertTrue(steady(screen.text()).startswith(BEFORE + "\nupgrade-console: error: interrupted"),
                         screen.text())
         self.assertNotIn("^C", screen.text())
 

@@ -44,9 +44,7 @@ class TestUsage(ConsoleTest):
     def test_wrong_usage(self):
         for arguments in ([], ["bogus"], ["upgrade", "--all"],
                           ["upgrade", "--request-all", "MAIN,0,0"],
-                          ["upgrade", "--mode", "3"], ["upgrade", "MAIN,0"],
-                          ["upgrade", "MAIN,0,256"], ["upgrade", "X||UPGRADEALL,0,0"],
-                          ["upgrade", "HEART BEAT,0,0"], ["upgrade", "A\nB,0,0"],
+                          ["upgrade", "--mode", "3"],
                           ["ping", "--port", "0"], ["ping", "--port", "65536"],
                           ["ping", "--timeout", "0"], ["ping", "--timeout", "nan"],
                           ["ping", "--host", ""], ["net-upgrade", "1.2.3"],
@@ -55,11 +53,17 @@ class TestUsage(ConsoleTest):
             result = self.run_alone(*arguments)
             self.assertEqual(result.returncode, USAGE, arguments)
             self.assertEqual(result.stdout, "", arguments)
-            self.assertRegex(result.stderr, r"(?s)^upgrade-console: .+\n.*--help", arguments)
+            self.assertRegex(result.stderr, r"(?s)^upgrade-console: error: .+\n.*--help", arguments)
+
+    def test_rows_that_cannot_be_read(self):
+        for row in ("MAIN,0", "MAIN,0,256", "X||UPGRADEALL,0,0", "HEART BEAT,0,0", "A\nB,0,0"):
+            result = self.run_alone("upgrade", "--json", row)
+            self.assertEqual((result.returncode, result.stderr), (USAGE, ""), row)
+            self.assertEqual(self.document(result)["error"]["id"], "rows-refused", row)
 
     def test_usage_as_json(self):
         result = self.run_alone("--json", "upgrade", "--mode", "3")
-        self.assertEqual(self.document(result)["error"]["cause"], "usage")
+        self.assertEqual(self.document(result)["error"]["id"], "usage")
 
     def test_help_and_version(self):
         for arguments, wanted in ((["--help"], "Exit status:"), (["upgrade", "--help"], "--mode"),
@@ -102,7 +106,7 @@ class TestInput(ConsoleTest):
                     wait.until(lambda pid=program.popen.pid: blocks(pid, signal.SIGTERM))
                     program.popen.send_signal(number)
                     self.assertEqual(program.popen.wait(10), LOST, program.report())
-                    self.assertEqual(json.loads(program.stdout())["error"]["cause"], "interrupted")
+                    self.assertEqual(json.loads(program.stdout())["error"]["id"], "interrupted")
 
     def test_time_out(self):
         for arguments, stdin in self.commands():
@@ -201,10 +205,11 @@ class TestSimple(ConsoleTest):
     def test_json(self):
         result = self.with_agent({}, "--json", "version")
         self.assertEqual(self.document(result), {
-            "command": "version", "exit": 0, "result": "done", "version": "1.15"})
+            "command": "version", "exit": 0, "result": "done", "error": None, "warnings": [],
+            "agent_version": "1.15"})
         # Options may stand behind the command as well.
         result = self.with_agent({}, "version", "--json")
-        self.assertEqual(self.document(result)["version"], "1.15")
+        self.assertEqual(self.document(result)["agent_version"], "1.15")
 
     def test_list(self):
         for cut in (None, 7):
@@ -241,7 +246,7 @@ AUX 1          1         1         4    1  A           2.1.0
             for arguments in (["list"], ["upgrade"]):
                 result = self.with_agent({"GETFIRMWARELIST": answer}, "--json", *arguments)
                 self.assertEqual(result.returncode, REFUSED, text)
-                self.assertEqual(self.document(result)["error"]["cause"], cause)
+                self.assertEqual(self.document(result)["error"]["id"], cause)
 
     def test_hostile_names_do_not_reach_the_terminal(self):
         package = {"model": "\x1b]0;x\x07", "version": "7", "chips": [chip("\x1b[2J", 0, "1.1.0")]}
@@ -264,7 +269,7 @@ AUX 1          1         1         4    1  A           2.1.0
                               (log("Unknow command."), "unknown-request")):
             result = self.with_agent({request: [answer]}, "--json", "edid", DUMP)
             self.assertEqual(result.returncode, FAILED)
-            self.assertEqual(self.document(result)["error"]["cause"], cause)
+            self.assertEqual(self.document(result)["error"]["id"], cause)
 
     def test_cannot_connect(self):
         agent = FakeAgent()
@@ -272,28 +277,29 @@ AUX 1          1         1         4    1  A           2.1.0
         for command in (["ping"], ["upgrade"], ["watch"], ["shell"]):
             result = self.run_program(agent.port, "--json", *command)
             self.assertEqual(result.returncode, CANNOT)
-            self.assertEqual(self.document(result)["error"]["cause"], "cannot-connect")
-            self.assertIn("Check the address", result.stderr)
+            self.assertEqual(self.document(result)["error"]["id"], "cannot-connect")
+            self.assertIn("Check the address", self.document(result)["error"]["advice"])
+            self.assertNotIn("upgrade-console:", result.stderr)
 
     def test_connection_that_fails_at_once(self):
         """The kernel refuses a TCP connection to this address without a packet."""
         for command in (["ping"], ["upgrade"], ["edid", DUMP], ["watch"], ["shell"]):
             result = self.run_alone("--host", "255.255.255.255", "--json", *command)
             self.assertEqual(result.returncode, CANNOT, result.stderr)
-            self.assertEqual(self.document(result)["error"]["cause"], "cannot-connect")
+            self.assertEqual(self.document(result)["error"]["id"], "cannot-connect")
 
     def test_dead_peer(self):
         for command in (["ping"], ["version"], ["list"], ["upgrade"], ["edid", DUMP]):
             silent = {line: [] for line in ("HEARTBEAT", "VERSION", "GETFIRMWARELIST")}
             result = self.with_agent(silent, "--json", *command, timeout="0.3")
             self.assertEqual(result.returncode, LOST, command)
-            self.assertEqual(self.document(result)["error"]["cause"], "no-sign-of-life")
+            self.assertEqual(self.document(result)["error"]["id"], "no-sign-of-life")
 
     def test_connection_lost(self):
         for action in (CLOSE, RESET):
             result = self.with_agent({"VERSION": [b"VERSI", action]}, "--json", "version")
             self.assertEqual(result.returncode, LOST)
-            self.assertEqual(self.document(result)["error"]["cause"], "connection-lost")
+            self.assertEqual(self.document(result)["error"]["id"], "connection-lost")
 
     def test_answer_before_the_end_counts(self):
         result = self.with_agent({"VERSION": [b"VERSION||1.15\r\n", CLOSE]}, "version")
@@ -397,11 +403,11 @@ device: set version
                           result.stderr)
             result = self.upgrade([], "--json", "--package", copy)
             self.assertEqual(result.returncode, FAILED)
-            self.assertEqual(self.document(result)["error"]["cause"], "package-differs")
+            self.assertEqual(self.document(result)["error"]["id"], "package-differs")
             self.assertEqual(self.agent.lines[-1], "GETFIRMWARELIST")
             for path in (DUMP, os.path.join(folder, "none"), folder):
                 result = self.upgrade([], "--json", "--package", path)
-                self.assertEqual(self.document(result)["error"]["cause"], "file-unreadable")
+                self.assertEqual(self.document(result)["error"]["id"], "file-unreadable")
 
     def test_json(self):
         result = self.upgrade(runs.full_run(), "--json")
@@ -411,13 +417,13 @@ device: set version
         self.assertRegex(document.pop("started"), r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
         self.assertEqual(document, {
             "command": "upgrade", "host": "127.0.0.1", "exit": 0, "result": "done", "mode": 2,
-            "summary": "2 MCUs updated.", "rebooted": True,
+            "summary": "2 MCUs updated.", "rebooted": True, "error": None, "warnings": [],
             "package": {"model": "HX-8", "version": "7"},
             "mcus": [
-                {"name": "MAIN", "old_version": "1.0.0", "new_version": "1.1.0",
-                 "result": "updated", "retries": 0},
-                {"name": "AUX 1", "old_version": "2.0", "new_version": "2.1.0",
-                 "result": "updated", "retries": 0}]})
+                {"name": "MAIN", "chip_type": 0, "chip_index": 0, "old_version": "1.0.0",
+                 "new_version": "1.1.0", "result": "updated", "retries": 0, "error": None},
+                {"name": "AUX 1", "chip_type": 1, "chip_index": 0, "old_version": "2.0",
+                 "new_version": "2.1.0", "result": "updated", "retries": 0, "error": None}]})
 
     def test_nothing_to_do(self):
         result = self.upgrade(runs.idle_run())
@@ -446,7 +452,7 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
         result = self.upgrade(runs.half_failed_run(), "--json")
         self.assertEqual(result.returncode, FAILED)
         document = self.document(result)
-        self.assertEqual(document["error"]["cause"], "image-not-written")
+        self.assertEqual(document["error"]["id"], "image-not-written")
         self.assertEqual(document["summary"], "1 MCU updated, 1 failed.")
         self.assertEqual([mcu["result"] for mcu in document["mcus"]], ["updated", "failed"])
         self.assertEqual(document["mcus"][1]["retries"], 8)
@@ -463,14 +469,14 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
     def test_wrong_model(self):
         result = self.upgrade(runs.wrong_model_run(), "--json")
         self.assertEqual(result.returncode, REFUSED)
-        self.assertEqual(self.document(result)["error"]["cause"], "wrong-model")
+        self.assertEqual(self.document(result)["error"]["id"], "wrong-model")
         self.assertIs(self.document(result)["rebooted"], False)
 
     def test_refused_by_the_run(self):
         run = runs.START + [log("FWM file version error, must greater or equal to 6."), FAIL]
         result = self.upgrade(run, "--json")
         self.assertEqual(result.returncode, REFUSED)
-        self.assertEqual(self.document(result)["error"]["cause"], "package-too-old")
+        self.assertEqual(self.document(result)["error"]["id"], "package-too-old")
 
     def test_port_unavailable(self):
         run = [log("Disconnect"), log("ConnectFail"),
@@ -480,12 +486,12 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
                log("Read model name fail, upgrade fail, exit."), FAIL]
         result = self.upgrade(run, "--json")
         self.assertEqual(result.returncode, FAILED)
-        self.assertEqual(self.document(result)["error"]["cause"], "port-unavailable")
+        self.assertEqual(self.document(result)["error"]["id"], "port-unavailable")
 
     def test_unexplained(self):
         result = self.upgrade(runs.START + [FAIL], "--json")
         self.assertEqual(result.returncode, FAILED)
-        self.assertEqual(self.document(result)["error"]["cause"], "unexplained")
+        self.assertEqual(self.document(result)["error"]["id"], "unexplained")
 
     def test_name_that_the_package_lacks(self):
         result = self.with_agent({}, "--json", "upgrade", "BOGUS")
@@ -497,7 +503,7 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
         for arguments in (["upgrade", "X,9,0"], ["upgrade", "MAIN,0,0", "X,9,0"]):
             result = self.with_agent({}, "--json", *arguments)
             self.assertEqual(result.returncode, USAGE)
-            self.assertEqual(self.document(result)["error"]["cause"], "not-in-package")
+            self.assertEqual(self.document(result)["error"]["id"], "not-in-package")
             self.assertIn("chip type 9", self.document(result)["error"]["detail"])
             self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST"])
         only_aux = {"model": "HX-8", "version": "7", "chips": [chip("AUX 1", 1, "2.1.0")]}
@@ -534,8 +540,8 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
         for command in (["upgrade"], ["net-upgrade", "10.0.0.7"]):
             result = self.with_agent({}, "--json", *command, "--mode", "5")
             self.assertEqual(result.returncode, USAGE)
-            self.assertEqual(self.document(result)["error"]["cause"], "not-confirmed")
-            self.assertIn("--yes", result.stderr)
+            self.assertEqual(self.document(result)["error"]["id"], "not-confirmed")
+            self.assertIn("--yes", self.document(result)["error"]["advice"])
             self.assertEqual(self.agent.lines, [])
 
     def test_contact_lost(self):
@@ -551,23 +557,23 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
             result = self.upgrade(run + [CLOSE], "--json")
             self.assertEqual(result.returncode, LOST)
             document = self.document(result)
-            self.assertEqual(document["error"]["cause"], "connection-lost")
+            self.assertEqual(document["error"]["id"], "connection-lost")
             self.assertIn(state, "".join(document["likely_state"]))
             self.assertEqual([mcu["result"] for mcu in document["mcus"]], results)
-            self.assertIn(state, result.stderr)
+            self.assertIn(state, document["error"]["advice"])
 
     def test_agent_dies_in_silence(self):
         def die(agent):
             agent.answers.clear()
         result = self.upgrade(runs.START + runs.MODEL + [die], "--json", timeout="0.4")
         self.assertEqual(result.returncode, LOST)
-        self.assertEqual(self.document(result)["error"]["cause"], "no-sign-of-life")
+        self.assertEqual(self.document(result)["error"]["id"], "no-sign-of-life")
 
     def test_last_words_went_elsewhere(self):
         """The agent answers but has nothing to say about a run: it must not be waited for."""
         result = self.upgrade(runs.START + runs.MODEL, "--json", timeout="0.4")
         self.assertEqual(result.returncode, LOST)
-        self.assertEqual(self.document(result)["error"]["cause"], "outcome-unseen")
+        self.assertEqual(self.document(result)["error"]["id"], "outcome-unseen")
 
     def lose(self, run, first, last, **more):
         """An upgrade whose lines from `first` to the one before `last` go to another client; the
@@ -615,8 +621,8 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
                 self.assertEqual([mcu["result"] for mcu in document["mcus"]], results)
                 self.assertEqual(result.returncode, status)
                 if status == LOST:
-                    self.assertEqual(document["error"]["cause"], "outcome-unseen")
-                    self.assertIn("another client took the messages", result.stderr)
+                    self.assertEqual(document["error"]["id"], "outcome-unseen")
+                    self.assertIn("another client took the messages", document["error"]["text"])
 
     def test_heartbeat_after_a_second(self):
         """While a run is followed, whatever the time-out."""
@@ -632,7 +638,7 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
     def test_request_passed_over(self):
         result = self.upgrade([], "--json", timeout="0.4")
         self.assertEqual(result.returncode, FAILED)
-        self.assertEqual(self.document(result)["error"]["cause"], "not-started")
+        self.assertEqual(self.document(result)["error"]["id"], "not-started")
 
     def test_long_silence_of_a_busy_agent(self):
         """Somebody asked in between; the run goes on, and so does the wait for it."""
@@ -689,7 +695,7 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
                                  "10.0.0.7")
         self.assertEqual(result.returncode, REFUSED)
         result = self.with_agent({}, "--json", "net-upgrade", "10.0.0.7", timeout="0.3")
-        self.assertEqual(self.document(result)["error"]["cause"], "not-started")
+        self.assertEqual(self.document(result)["error"]["id"], "not-started")
 
     def test_interrupt(self):
         pause = Wait()
@@ -700,8 +706,8 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
             program.popen.send_signal(signal.SIGINT)
             self.assertEqual(program.popen.wait(10), LOST, program.report())
             pause.go_on.set()
-        self.assertEqual(json.loads(program.stdout())["error"]["cause"], "interrupted")
-        self.assertIn("leave the device on", program.stderr())
+        self.assertEqual(json.loads(program.stdout())["error"]["id"], "interrupted")
+        self.assertIn("leave the device on", json.loads(program.stdout())["error"]["advice"])
 
 
 class TestTraffic(ConsoleTest):

@@ -76,7 +76,7 @@ class PutTest(ProgramTest):
         self.assertEqual(document["exit"], result.returncode)
         self.assertEqual((self.content(), os.listdir(self.data)), (OLD, ["FW.fwm"]))
         self.assertNotEqual(document["error"]["text"], "")
-        return result.returncode, document["error"]["cause"], document["error"].get("detail", "")
+        return result.returncode, document["error"]["id"], document["error"].get("detail", "")
 
 
 class TestPut(PutTest):
@@ -102,7 +102,8 @@ class TestPut(PutTest):
         document = json.loads(self.run_put("--json").stdout)
         self.assertGreaterEqual(document.pop("copy_seconds"), 0)
         self.assertEqual(document, {
-            "command": "put", "result": "done", "exit": 0, "host": "127.0.0.1",
+            "command": "put", "result": "done", "exit": 0, "error": None, "warnings": [],
+            "host": "127.0.0.1",
             "file": self.file, "bytes": len(NEW), "sha256": hashlib.sha256(NEW).hexdigest(),
             "package": {"model": "HX-8", "version": "1.0.5", "chips": 2},
             "package_before": None})
@@ -149,7 +150,7 @@ class TestPut(PutTest):
             self.write(self.file, data)
             result = self.run_program(1, "--json", "put", "--sftp", SFTP, self.file)
             error = json.loads(result.stdout)["error"]
-            self.assertEqual((result.returncode, error["cause"]), (REFUSED, "package-unsound"))
+            self.assertEqual((result.returncode, error["id"]), (REFUSED, "package-unsound"))
             self.assertRegex(error["detail"], r": 0x[0-9a-f]+: error: .* \[[a-z-]+\]$")
         result = self.run_program(1, "put", "/nonexistent")
         self.assertIn("/nonexistent: No such file", result.stderr)
@@ -186,7 +187,7 @@ class TestPut(PutTest):
         result = self.run_put("--json", timeout="1")
         error = json.loads(result.stdout)["error"]
         # And a second for every 8 KiB, there and back.
-        self.assertEqual((error["cause"], error["detail"]), ("ssh-failed", "no end within 3 s"))
+        self.assertEqual((error["id"], error["detail"]), ("ssh-failed", "no end within 3 s"))
         self.assertEqual(self.content(), OLD)
 
     def test_interrupt(self):

@@ -135,7 +135,7 @@ device: set version
         self.begin(faults=["refuse:type=1"])
         result = self.run_program("--json", "upgrade", "--request-all")
         document = json.loads(result.stdout)
-        self.assertEqual((result.returncode, document["error"]["cause"]), (FAILED, "mcu-silent"))
+        self.assertEqual((result.returncode, document["error"]["id"]), (FAILED, "mcu-silent"))
         self.assertEqual([mcu["result"] for mcu in document["mcus"]],
                          ["updated", "failed", "up to date"])
 
@@ -145,10 +145,10 @@ device: set version
         self.put_package(MAIN, model="HX-9")
         result = self.run_program("--json", "upgrade", "--request-all")
         self.assertEqual(result.returncode, REFUSED, result.stderr)
-        self.assertEqual(json.loads(result.stdout)["error"]["cause"], "wrong-model")
+        self.assertEqual(json.loads(result.stdout)["error"]["id"], "wrong-model")
         self.put_package(MAIN, package_version=5)
         result = self.run_program("--json", "upgrade", "--request-all")
-        self.assertEqual(json.loads(result.stdout)["error"]["cause"], "package-too-old")
+        self.assertEqual(json.loads(result.stdout)["error"]["id"], "package-too-old")
         with open(world.PACKAGE, "rb") as file:
             content = bytearray(file.read())
         content[-1] ^= 1
@@ -156,10 +156,10 @@ device: set version
         for command in (["list"], ["upgrade", "--request-all"]):
             result = self.run_program("--json", *command)
             self.assertEqual(result.returncode, REFUSED)
-            self.assertEqual(json.loads(result.stdout)["error"]["cause"], "package-damaged")
+            self.assertEqual(json.loads(result.stdout)["error"]["id"], "package-damaged")
         os.remove(world.PACKAGE)
         result = self.run_program("--json", "upgrade", "--request-all")
-        self.assertEqual(json.loads(result.stdout)["error"]["cause"], "package-missing")
+        self.assertEqual(json.loads(result.stdout)["error"]["id"], "package-missing")
         self.put_package(MAIN)
         self.assertEqual(self.run_program("upgrade", "--request-all").returncode, DONE)
 
@@ -195,7 +195,7 @@ device: set version
             except subprocess.TimeoutExpired:
                 pass
         document = json.loads(program.stdout())
-        outcome = (program.popen.returncode, (document.get("error") or {}).get("cause"))
+        outcome = (program.popen.returncode, (document["error"] or {}).get("id"))
         # A ping may take the lines of an MCU, or the verdict on the whole run after all of them.
         self.assertIn(outcome, ((DONE, None), (LOST, "outcome-unseen")), document)
         results = {mcu["result"] for mcu in document["mcus"]}
@@ -215,7 +215,7 @@ device: set version
         self.assertIs(json.loads(self.run_program("--json", "status").stdout)["busy"], True)
         result = self.run_program("--json", "attach")
         document = json.loads(result.stdout)
-        self.assertEqual((result.returncode, document["error"]["cause"]),
+        self.assertEqual((result.returncode, document["error"]["id"]),
                          (LOST, "beginning-unseen"), document)
         self.assertEqual([(mcu["name"], mcu["result"]) for mcu in document["mcus"]],
                          [("AUX 1", "updated"), ("FPGA", "up to date")])
@@ -254,7 +254,7 @@ device: set version
         self.agent.kill()
         self.assertEqual(program.popen.wait(20), LOST)
         document = json.loads(program.stdout())
-        self.assertEqual(document["error"]["cause"], "connection-lost")
+        self.assertEqual(document["error"]["id"], "connection-lost")
         self.assertEqual(document["mcus"][0]["result"], "unknown")
 
     def test_questions(self):

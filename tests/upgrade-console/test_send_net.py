@@ -93,7 +93,7 @@ The module restarts now; in a minute its agent answers again.
         result = self.send(image(b"archive" * 100), Module(), "--json")
         self.assertEqual(json.loads(result.stdout), {
             "bytes": 762, "command": "send-net", "exit": 0, "net_version": "1.23",
-            "result": "done", "retries": 0})
+            "result": "done", "retries": 0, "error": None, "warnings": []})
         self.assertEqual(result.stderr.splitlines()[:3],
                          ["module: sending", "module: installing",
                           "agent: NET package checksum OK."])
@@ -125,7 +125,7 @@ The module restarts now; in a minute its agent answers again.
                            **more)
         document = json.loads(result.stdout)
         self.assertEqual((result.returncode, document["exit"]), (code, code), result.stderr)
-        self.assertEqual(document["error"]["cause"], cause)
+        self.assertEqual(document["error"]["id"], cause)
         return document
 
     def test_failures(self):
@@ -156,7 +156,7 @@ The module restarts now; in a minute its agent answers again.
                               ("block-damaged", {last + i: damaged for i in range(3)})):
             result = self.send(image(archive), Module(faults), "--json")
             document = json.loads(result.stdout)
-            self.assertEqual((result.returncode, document["error"]["cause"]), (FAILED, cause))
+            self.assertEqual((result.returncode, document["error"]["id"]), (FAILED, cause))
             self.assertEqual(document["likely_state"], [
                 "Nothing was installed: the module installs only after the last block.",
                 "Send the image again."])

@@ -2,6 +2,7 @@
 // The one table of lines and causes, held against everything that the agent can say.
 #include "client/AnswerWatch.h"
 #include "client/Messages.h"
+#include "client/NetBlocks.h"
 #include "client/UpgradeModel.h"
 #include "engine/report/EngineTexts.h"
 #include "engine/steps/StepTable.h"
@@ -30,11 +31,6 @@ namespace versiontext = planning::versiontext;
 using client::adviceOf;
 using client::AgentReply;
 using client::AnswerWatch;
-using client::Cause;
-using client::causeOfBlockStatus;
-using client::causeRow;
-using client::CauseRow;
-using client::causeTable;
 using client::LineEvent;
 using client::LineMeaning;
 using client::lineOf;
@@ -42,6 +38,7 @@ using client::McuResult;
 using client::meaningOf;
 using client::MessageRow;
 using client::messageTable;
+using client::problemOfBlockStatus;
 using client::UpgradeModel;
 using engine::stepTable;
 using engine::Transition;
@@ -267,7 +264,7 @@ private slots:
             if (!isFailure || text.contains("retry") || harmless.contains(text))
                 continue;
             ++count;
-            QVERIFY2(meaningOf(filledIn(text)).cause != Cause::None, qPrintable(text));
+            QVERIFY2(meaningOf(filledIn(text)).cause != ProblemId::None, qPrintable(text));
         }
         QVERIFY(count >= 10);
     }
@@ -278,7 +275,7 @@ private slots:
         QVERIFY(statuses.size() >= 6);
         for (const QString &status : statuses) {
             bool isKnown = false;
-            for (const CauseRow &row : causeTable())
+            for (const ProblemRow &row : problemTable())
                 isKnown =
                     isKnown || QString::fromLatin1(row.engineStatus).split(' ').contains(status);
             QVERIFY2(isKnown, qPrintable(status));
@@ -288,17 +285,17 @@ private slots:
     void everyStatusOfAnAnswerHasACause()
     {
         static const QRegularExpression constant(R"(constexpr quint8 (\w+) = (\d+);)");
-        QMap<QString, Cause> causes;
+        QMap<QString, ProblemId> causes;
         auto matches = constant.globalMatch(sourceOf("src/protocol/Statuses.h"));
         while (matches.hasNext()) {
             const auto match = matches.next();
-            causes[match.captured(1)] = causeOfBlockStatus(quint8(match.captured(2).toInt()));
+            causes[match.captured(1)] = problemOfBlockStatus(quint8(match.captured(2).toInt()));
         }
-        const QMap<QString, Cause> wanted = {{"done", Cause::None},
-                                             {"checksumError", Cause::BlockDamaged},
-                                             {"refused", Cause::BlockRefused}};
+        const QMap<QString, ProblemId> wanted = {{"done", ProblemId::None},
+                                                 {"checksumError", ProblemId::BlockDamaged},
+                                                 {"refused", ProblemId::BlockRefused}};
         QVERIFY(causes == wanted);
-        QVERIFY(causeOfBlockStatus(200) == Cause::BlockRefused);
+        QVERIFY(problemOfBlockStatus(200) == ProblemId::BlockRefused);
     }
 
     void everyMessageHasAnIdAndAdvice()
@@ -309,7 +306,7 @@ private slots:
             QVERIFY2(word.match(row.id).hasMatch() && !ids.contains(row.id), row.id);
             ids += row.id;
             QVERIFY2(adviceOf(row).endsWith('.'), row.id);
-            QVERIFY2((row.advice == nullptr) == (row.cause != Cause::None), row.id);
+            QVERIFY2((row.advice == nullptr) == (row.cause != ProblemId::None), row.id);
             QCOMPARE(meaningOf(filledIn(lineOf(row))).id, QString(row.id));
         }
     }
@@ -318,8 +315,8 @@ private slots:
     {
         QMap<QString, QString> wanted;
         for (const MessageRow &row : messageTable()) {
-            const QString cause = QString::fromLatin1(causeRow(row.cause).id);
-            wanted[row.id] = row.cause == Cause::None
+            const QString cause = QString::fromLatin1(problemRow(row.cause).id);
+            wanted[row.id] = row.cause == ProblemId::None
                                  ? adviceOf(row)
                                  : QStringLiteral("`%1`: %2").arg(cause, adviceOf(row));
         }
@@ -327,33 +324,6 @@ private slots:
         for (auto id = wanted.begin(); id != wanted.end(); ++id)
             QCOMPARE(id.key() + ": " + page.value(id.key()), id.key() + ": " + id.value());
         QCOMPARE(page.size(), wanted.size());
-    }
-
-    void causesAreComplete()
-    {
-        QSet<QString> ids;
-        for (size_t i = 0; i < causeTable().size(); ++i) {
-            const CauseRow &row = causeTable().at(i);
-            QCOMPARE(size_t(row.cause), i);
-            ids += QString::fromLatin1(row.id);
-            const QString words = QString::fromLatin1(row.words);
-            QVERIFY2(!words.isEmpty() && !words.endsWith('.'), row.id);
-            QVERIFY2(QString::fromLatin1(row.advice).endsWith('.'), row.id);
-        }
-        QCOMPARE(size_t(ids.size()), causeTable().size());
-        QCOMPARE(causeTable().back().cause, Cause::BlockUnanswered);
-    }
-
-    void theGuideListsEveryCause()
-    {
-        const QString guide = sourceOf("docs/use/upgrade-console.md");
-        for (const CauseRow &row : causeTable()) {
-            if (row.cause == Cause::None)
-                continue;
-            const QString line =
-                QStringLiteral("| `%1` | %2 | %3 |").arg(row.id).arg(int(row.exit)).arg(row.words);
-            QVERIFY2(guide.contains(line), qPrintable(line));
-        }
     }
 
     void thePageListsTheEndsOfATurn()

@@ -10,8 +10,6 @@
 
 using client::AgentReply;
 using client::AnswerWatch;
-using client::Cause;
-using client::causeRow;
 using client::chosenRows;
 using client::likelyState;
 using client::McuPhase;
@@ -85,7 +83,7 @@ struct Run
         return names;
     }
 
-    QString cause() const { return QString::fromLatin1(causeRow(outcomeOf(model).cause).id); }
+    QString cause() const { return QString::fromLatin1(problemRow(outcomeOf(model).cause).id); }
     int exitCode() const { return int(outcomeOf(model).exit); }
 
     /** What is waited for after so much silence. */
@@ -670,8 +668,9 @@ private slots:
     {
         Run run({"A"});
         run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'."});
-        QVERIFY(likelyState(run.model, Cause::Interrupted).at(1).startsWith("The agent finishes"));
-        for (const Cause cause : {Cause::ConnectionLost, Cause::NoSignOfLife})
+        QVERIFY(
+            likelyState(run.model, ProblemId::Interrupted).at(1).startsWith("The agent finishes"));
+        for (const ProblemId cause : {ProblemId::ConnectionLost, ProblemId::NoSignOfLife})
             QVERIFY(likelyState(run.model, cause).at(1).startsWith("If the agent still runs"));
     }
 
@@ -679,7 +678,7 @@ private slots:
     void likelyStates()
     {
         const auto likelyState = [](const UpgradeModel &model) {
-            return ::likelyState(model, Cause::ConnectionLost);
+            return ::likelyState(model, ProblemId::ConnectionLost);
         };
         Run run({"A"});
         QVERIFY(likelyState(run.model).first().startsWith("Nothing was written"));
@@ -727,7 +726,7 @@ private slots:
         QCOMPARE(twins.rows, QStringList({"X 1(0.0),0,0", "X1(0.1),0,1", "Y,3,1"}));
         for (const char *row : {"C", "MAIN,9,0"}) {
             const UpgradeRows refused = chosenRows({"A 1", QString::fromLatin1(row)}, package);
-            QVERIFY(refused.cause == Cause::NotInPackage && !refused.error.isEmpty());
+            QVERIFY(refused.cause == ProblemId::NotInPackage && !refused.error.isEmpty());
         }
     }
 
@@ -742,7 +741,6 @@ private slots:
 
     void textsForTheTerminal()
     {
-        QCOMPARE(printable(QString::fromLatin1("a\x1b[2J\x9b-b\n")), QString("a?[2J?-b?"));
         QCOMPARE(Style{true}.in(Colour::Red, "x"), QString("\x1b[31mx\x1b[0m"));
         QCOMPARE(Style{false}.in(Colour::Red, "x"), QString("x"));
     }

@@ -3,6 +3,7 @@
 #include "upgrade-console/Options.h"
 
 #include <QFile>
+#include <QSet>
 #include <QTest>
 
 namespace {
@@ -11,8 +12,16 @@ using Command = Options::Command;
 
 std::optional<Options> read(const QStringList &arguments)
 {
-    Options::Other other;
-    return Options::parse(QStringList{"upgrade-console"} + arguments, &other);
+    OptionReader reader;
+    const auto answer = reader.read(QStringList{"upgrade-console"} + arguments);
+    return answer ? std::nullopt : std::optional(reader.options());
+}
+
+/** What is answered instead of a run. */
+CommandOutcome answerTo(const QStringList &arguments)
+{
+    OptionReader reader;
+    return reader.read(QStringList{"upgrade-console"} + arguments).value_or(CommandOutcome());
 }
 
 QString manual()
@@ -37,7 +46,7 @@ private slots:
         QCOMPARE(options->host, QString("localhost"));
         QCOMPARE(int(options->port), 35353);
         QCOMPARE(options->mode, 2);
-        QVERIFY(!options->json && !options->noProgress && !options->waitBack &&
+        QVERIFY(options->form == OutputForm::Text && !options->noProgress && !options->waitBack &&
                 !options->requestAll);
         QVERIFY(options->timeOut >= std::chrono::seconds(60));
     }
@@ -53,7 +62,8 @@ private slots:
         QCOMPARE(int(options->port), 1);
         QCOMPARE(options->mode, 5);
         QCOMPARE(options->rows, QStringList({"A B,0,1", "C"}));
-        QVERIFY(options->json && options->noProgress && options->waitBack && options->yes);
+        QVERIFY(options->form == OutputForm::Json && options->noProgress && options->waitBack &&
+                options->yes);
         QVERIFY(options->timeOut.count() >= 500 && options->timeOut.count() <= 501);
     }
 
@@ -71,22 +81,54 @@ private slots:
         QCOMPARE(read({"net-upgrade", "10.0.0.1"})->address, QString("10.0.0.1"));
         QVERIFY(read({"upgrade", "--request-all"})->requestAll);
         QVERIFY(read({"upgrade"})->rows.isEmpty());
-        QVERIFY(read({"ping", "--json-progress"})->jsonProgress);
-        QVERIFY(read({"--json-progress", "ping"})->json);
+        QVERIFY(read({"ping", "--json-progress"})->form == OutputForm::JsonLines);
+        QVERIFY(read({"--json-progress", "ping", "--json"})->form == OutputForm::JsonLines);
     }
 
     void formerAll()
     {
-        Options::Other other;
-        QVERIFY(!Options::parse({"upgrade-console", "upgrade", "--all"}, &other));
-        QCOMPARE(other.exitStatus, int(ExitCode::Usage));
-        QVERIFY(other.text.contains("--request-all"));
+        const CommandOutcome outcome = answerTo({"upgrade", "--all"});
+        QCOMPARE(outcome.exit, ExitCode::Usage);
+        QVERIFY(outcome.problem->detail.contains("--request-all"));
+    }
+
+    void wrongUsage_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<QString>("detail");
+        const QStringList none;
+        QTest::newRow("no command") << none << "usage"
+                                    << "no command is given";
+        QTest::newRow("command") << QStringList{"upgrad"} << "usage"
+                                 << "did you mean 'upgrade'?";
+        QTest::newRow("option") << QStringList{"ping", "--timout", "3"} << "usage"
+                                << "did you mean '--timeout'?";
+        QTest::newRow("port") << QStringList{"ping", "--port", "0"} << "usage"
+                              << "--port: '0' is not a valid port";
+        QTest::newRow("mode") << QStringList{"upgrade", "--mode", "3"} << "usage"
+                              << "--mode";
+        QTest::newRow("row") << QStringList{"upgrade", "A,0,256"} << "rows-refused"
+                             << "A,0,256";
+    }
+
+    void wrongUsage()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, id);
+        QFETCH(QString, detail);
+        const CommandOutcome outcome = answerTo(arguments);
+        QCOMPARE(outcome.exit, ExitCode::Usage);
+        QCOMPARE(QString(problemRow(outcome.problem->id).id), id);
+        QVERIFY2(outcome.problem->detail.contains(detail), qPrintable(outcome.problem->detail));
     }
 
     void everyCommandIsKnown()
     {
+        QSet<int> commands;
         for (const CommandRow &row : commandRows())
-            QCOMPARE(commandName(row.command), QString::fromLatin1(row.name));
+            commands += int(row.command);
+        QCOMPARE(commands.size(), int(commandRows().size()));
         QCOMPARE(int(commandRows().size()), int(Command::Watch) + 1);
     }
 
@@ -104,13 +146,11 @@ private slots:
 
     void theHelpHasEveryOption()
     {
-        Options::Other other;
-        QVERIFY(!Options::parse({"upgrade-console", "--help"}, &other));
-        QString help = other.text;
+        QString help = answerTo({"--help"}).text;
         for (const CommandRow &row : commandRows()) {
-            QVERIFY(!Options::parse({"upgrade-console", row.name, "--help"}, &other));
-            QCOMPARE(other.exitStatus, 0);
-            help += other.text;
+            const CommandOutcome outcome = answerTo({row.name, "--help"});
+            QCOMPARE(outcome.exit, ExitCode::Done);
+            help += outcome.text;
         }
         for (const OptionRow &row : optionRows())
             QVERIFY2(help.contains(QString::fromLatin1(row.name)), row.name);

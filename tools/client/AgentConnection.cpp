@@ -41,7 +41,7 @@ AgentConnection::AgentConnection(const QString &host, quint16 port, ms timeOut, 
             onEnded();
     });
     connect(&m_connectTimer, &QTimer::timeout, this,
-            [this] { giveUp(Cause::CannotConnect, QStringLiteral("no answer")); });
+            [this] { giveUp(ProblemId::CannotConnect, QStringLiteral("no answer")); });
     connect(&m_pulse, &QTimer::timeout, this, &AgentConnection::onPulse);
 }
 
@@ -121,13 +121,14 @@ void AgentConnection::onEnded()
     // What arrived before the end counts.
     if (m_wasOpen)
         onReadyRead();
-    giveUp(m_wasOpen ? Cause::ConnectionLost : Cause::CannotConnect, m_socket.errorString());
+    giveUp(m_wasOpen ? ProblemId::ConnectionLost : ProblemId::CannotConnect,
+           m_socket.errorString());
 }
 
 void AgentConnection::onPulse()
 {
     if (m_sinceLastByte.hasExpired(m_timeOut.count())) {
-        giveUp(Cause::NoSignOfLife,
+        giveUp(ProblemId::NoSignOfLife,
                QStringLiteral("nothing for %1 s").arg(double(m_timeOut.count()) / 1000.0));
         return;
     }
@@ -136,7 +137,7 @@ void AgentConnection::onPulse()
     m_socket.flush();
 }
 
-void AgentConnection::giveUp(Cause cause, const QString &detail)
+void AgentConnection::giveUp(ProblemId cause, const QString &detail)
 {
     if (m_isLost)
         return;

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "client/AgentReply.h"
-#include "client/Causes.h"
 #include "client/ReplyParser.h"
+#include "common/Problems.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -70,7 +70,7 @@ signals:
     /** A heartbeat of watchLife() was answered: from now on the agent's lines come here. */
     void pulseAnswered();
     /** CannotConnect, ConnectionLost or NoSignOfLife; nothing comes after it. */
-    void lost(Cause cause, const QString &detail);
+    void lost(ProblemId cause, const QString &detail);
 
 private:
     void onConnected();
@@ -78,7 +78,7 @@ private:
     void onEnded();
     void onPulse();
     void hand(const AgentReply &reply);
-    void giveUp(Cause cause, const QString &detail);
+    void giveUp(ProblemId cause, const QString &detail);
 
     const QString m_host;
     const quint16 m_port;

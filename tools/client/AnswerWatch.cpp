@@ -114,7 +114,7 @@ void AnswerWatch::takeLine(const QString &line, ms now)
 
 void AnswerWatch::takeRetry(const LineMeaning &meaning, int retry, ms now)
 {
-    if (meaning.event == LineEvent::WriteRetry && meaning.cause == Cause::ImageNotWritten) {
+    if (meaning.event == LineEvent::WriteRetry && meaning.cause == ProblemId::ImageNotWritten) {
         m_imageRetry = retry;
         await(Awaited::Nothing, now);
     } else if (m_awaited != Awaited::Restart) {

@@ -64,7 +64,7 @@ bool McuState::willBeWritten() const
 
 bool McuState::isAtWork() const
 {
-    const bool isAwaited = isChosen && cause == Cause::None;
+    const bool isAwaited = isChosen && cause == ProblemId::None;
     return phase != McuPhase::Finished && (started.count() >= 0 || isAwaited);
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "client/Causes.h"
+#include "common/Problems.h"
 
 #include <QString>
 
@@ -55,7 +55,7 @@ struct McuState
     McuPhase phase = McuPhase::Waiting;
     McuResult result = McuResult::Open;
     /** Why it failed, or why it is in doubt. */
-    Cause cause = Cause::None;
+    ProblemId cause = ProblemId::None;
     QString oldVersion;
     QString newVersion;
     /** Of the image, in bytes; negative when not known. */

@@ -101,7 +101,7 @@ QString lineOf(const MessageRow &row)
 
 QString adviceOf(const MessageRow &row)
 {
-    return QString::fromLatin1(row.advice == nullptr ? causeRow(row.cause).advice : row.advice);
+    return QString::fromLatin1(row.advice == nullptr ? problemRow(row.cause).advice : row.advice);
 }
 
 LineMeaning meaningOf(const QString &line)

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "client/AgentReply.h"
-#include "client/Causes.h"
+#include "common/Problems.h"
 
 #include <QString>
 #include <QStringList>
@@ -83,7 +83,7 @@ struct MessageRow
      *  with their key and line end. */
     const char *text;
     LineEvent event;
-    Cause cause;
+    ProblemId cause;
     /** What to do; null where that is the cause's advice. See adviceOf(). */
     const char *advice;
 };
@@ -96,7 +96,7 @@ struct LineMeaning
     /** Of the row; empty for a line that the agent is not known to send. */
     QString id;
     LineEvent event = LineEvent::Unknown;
-    Cause cause = Cause::None;
+    ProblemId cause = ProblemId::None;
     QStringList values;
 };
 

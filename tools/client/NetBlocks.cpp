@@ -6,6 +6,7 @@
 #include "protocol/ChipTypes.h"
 #include "protocol/CommandWords.h"
 #include "protocol/McuFrame.h"
+#include "protocol/Statuses.h"
 
 #include <QCryptographicHash>
 
@@ -15,6 +16,7 @@ namespace block = protocol::block;
 namespace chip = protocol::chip;
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
+namespace status = protocol::status;
 using package::netArchive;
 using package::NetImage;
 using package::parseNetImage;
@@ -31,6 +33,18 @@ constexpr char padding = char(block::lastPadding);
 const char *const noticeWord = "RebootDone";
 
 } // namespace
+
+ProblemId problemOfBlockStatus(quint8 answer)
+{
+    switch (answer) {
+    case status::done:
+        return ProblemId::None;
+    case status::checksumError:
+        return ProblemId::BlockDamaged;
+    default:
+        return ProblemId::BlockRefused;
+    }
+}
 
 QString NetBlocks::problem(const QByteArray &image)
 {

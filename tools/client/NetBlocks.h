@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/Problems.h"
+
 #include <QByteArray>
 #include <QString>
 
 namespace client {
+
+/** What the status byte of a block's answer means; None for an acceptance. */
+ProblemId problemOfBlockStatus(quint8 status);
 
 /**
  * Cuts an image for the network module into the frames of the block protocol: one that asks for the

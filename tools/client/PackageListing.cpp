@@ -2,23 +2,27 @@
 #include "client/PackageListing.h"
 
 #include "client/Messages.h"
-#include "package/PackageDescription.h"
 
 using package::PackageDescription;
 using package::parseDescription;
 
 namespace client {
 
-Cause listProblem(const QString &text, Cause logged)
+ProblemId listProblem(const QString &text, ProblemId logged)
 {
     const LineMeaning meaning = meaningOf(text);
-    if (meaning.cause != Cause::None)
+    if (meaning.cause != ProblemId::None)
         return meaning.cause;
     const auto error = parseDescription(text.toUtf8()).error;
     if (error == PackageDescription::Error::None)
-        return Cause::None;
-    const bool isAboutPackage = causeRow(logged).exit == ExitCode::PackageRefused;
-    return isAboutPackage ? logged : Cause::DescriptionBroken;
+        return ProblemId::None;
+    const bool isAboutPackage = problemRow(logged).exit == ExitCode::PackageRefused;
+    return isAboutPackage ? logged : ProblemId::DescriptionBroken;
+}
+
+QJsonObject packageJson(const PackageDescription &package)
+{
+    return {{"model", package.model}, {"version", package.version}};
 }
 
 } // namespace client

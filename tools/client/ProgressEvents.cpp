@@ -2,6 +2,7 @@
 #include "client/ProgressEvents.h"
 
 #include "client/UpgradeOutcome.h"
+#include "common/CommandOutcome.h"
 
 namespace client {
 
@@ -16,6 +17,17 @@ constexpr milliseconds betweenFigures = 1s;
 QJsonObject eventNamed(const char *name)
 {
     return {{"event", QString::fromLatin1(name)}};
+}
+
+/** For programs: "not-reached". */
+QString wordOf(const QString &name)
+{
+    return QString(name).replace(QLatin1Char(' '), QLatin1Char('-'));
+}
+
+QJsonValue problemOf(const McuState &mcu)
+{
+    return mcu.cause == ProblemId::None ? QJsonValue() : problemJson(Problem{mcu.cause});
 }
 
 double eventSeconds(milliseconds time)
@@ -44,10 +56,10 @@ QJsonObject chipEvent(const McuState &mcu, int row, milliseconds now)
     event["retries"] = mcu.retries;
     if (mcu.seconds(now) >= 0.0)
         event["seconds"] = mcu.seconds(now);
-    if (mcu.phase == McuPhase::Finished)
-        event["result"] = resultName(mcu.result);
-    if (mcu.phase == McuPhase::Finished && mcu.cause != Cause::None)
-        event["error"] = causeJson(mcu.cause);
+    if (mcu.phase == McuPhase::Finished) {
+        event["result"] = wordOf(resultName(mcu.result));
+        event["error"] = problemOf(mcu);
+    }
     return event;
 }
 
@@ -79,19 +91,17 @@ QJsonArray resultJson(const UpgradeModel &model, milliseconds now)
 {
     QJsonArray array;
     for (const McuState &mcu : model.mcus()) {
-        QJsonObject object{
+        const QJsonObject object{
             {"name", mcu.name},
             {"chip_type", mcu.chipType < 0 ? QJsonValue() : mcu.chipType},
             {"chip_index", mcu.chipType < 0 ? QJsonValue() : mcu.chipIndex},
             {"old_version", mcu.oldVersion},
             {"new_version", mcu.newVersion},
-            {"result", resultName(mcu.result)},
+            {"result", wordOf(resultName(mcu.result))},
             {"retries", mcu.retries},
+            {"seconds", mcu.seconds(now) < 0 ? QJsonValue() : mcu.seconds(now)},
+            {"error", problemOf(mcu)},
         };
-        if (mcu.seconds(now) >= 0)
-            object["seconds"] = mcu.seconds(now);
-        if (mcu.cause != Cause::None)
-            object["error"] = causeJson(mcu.cause);
         array.append(object);
     }
     return array;
@@ -114,7 +124,7 @@ void ProgressEvents::addPhase(QVector<QJsonObject> &events, const UpgradeModel &
     if (!isNews)
         return;
     QJsonObject event = eventNamed("phase");
-    event["phase"] = phaseName(m_phase);
+    event["phase"] = wordOf(phaseName(m_phase));
     events += event;
 }
 

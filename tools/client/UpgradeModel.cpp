@@ -170,7 +170,7 @@ void UpgradeModel::takeLine(const QString &line, ms now)
     } else if (isWrite(meaning.event)) {
         m_isReading = false;
     }
-    if (meaning.cause != Cause::None)
+    if (meaning.cause != ProblemId::None)
         m_problemLine = line;
     if (const Handler handler = handlerOf(meaning.event)) {
         (this->*handler)(meaning, now);
@@ -226,7 +226,7 @@ void UpgradeModel::followProgress(double percent, ms now)
 
 void UpgradeModel::end(bool succeeded, ms now)
 {
-    if (m_mayHaveGap && m_problem == Cause::None && m_phase < RunPhase::Rebooting) {
+    if (m_mayHaveGap && m_problem == ProblemId::None && m_phase < RunPhase::Rebooting) {
         m_isReading = false;
         moveTo(m_mcus.size(), now);
     }
@@ -253,9 +253,9 @@ void UpgradeModel::settle(McuState &mcu, ms now)
         return;
     }
     const bool wasBegun = mcu.started.count() >= 0;
-    if (wasBegun && mcu.cause == Cause::None)
-        mcu.cause = m_problem == Cause::None ? Cause::Unexplained : m_problem;
-    if (mcu.cause != Cause::None)
+    if (wasBegun && mcu.cause == ProblemId::None)
+        mcu.cause = m_problem == ProblemId::None ? ProblemId::Unexplained : m_problem;
+    if (mcu.cause != ProblemId::None)
         finish(mcu, McuResult::Failed, now);
     else
         finish(mcu, m_succeeded ? McuResult::NothingFits : McuResult::NotReached, now);

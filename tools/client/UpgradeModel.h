@@ -87,7 +87,7 @@ public:
     /** The device was rebooted, as far as the lines say. */
     bool hasRebooted() const { return m_hasRebooted; }
     /** Why the run as a whole failed, as far as its lines tell. */
-    Cause problem() const { return m_problem; }
+    ProblemId problem() const { return m_problem; }
     /** Version of the module's own firmware if this run installed one. */
     QString netVersion() const { return m_netVersion; }
     /** An image, or the module's firmware, was begun; the device may be incomplete. */
@@ -174,7 +174,7 @@ private:
     bool m_succeeded = false;
     bool m_hasRebooted = false;
     bool m_hasWritten = false;
-    Cause m_problem = Cause::None;
+    ProblemId m_problem = ProblemId::None;
     QString m_problemLine;
     QString m_netVersion;
 };

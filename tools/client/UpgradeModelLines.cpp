@@ -29,7 +29,7 @@ void UpgradeModel::onRunStarted(const LineMeaning &, ms)
 /** Without its port to the device everything after fails as well: that is the reason to tell. */
 void UpgradeModel::onProblem(const LineMeaning &meaning, ms)
 {
-    if (m_problem != Cause::PortUnavailable)
+    if (m_problem != ProblemId::PortUnavailable)
         m_problem = meaning.cause;
 }
 
@@ -71,7 +71,7 @@ void UpgradeModel::onReadRetry(const LineMeaning &meaning, ms now)
 void UpgradeModel::onMcuProblem(const LineMeaning &meaning, ms now)
 {
     McuState &mcu = mcuNamed(meaning.values.value(0), now);
-    if (mcu.cause == Cause::None)
+    if (mcu.cause == ProblemId::None)
         mcu.cause = meaning.cause;
 }
 
@@ -101,7 +101,7 @@ void UpgradeModel::onWriteRetry(const LineMeaning &meaning, ms now)
 void UpgradeModel::onWriteFailed(const LineMeaning &meaning, ms now)
 {
     McuState &mcu = mcuNamed(meaning.values.value(0), now);
-    if (mcu.cause != Cause::UpdateModeRefused || mcu.isBegun)
+    if (mcu.cause != ProblemId::UpdateModeRefused || mcu.isBegun)
         mcu.cause = meaning.cause;
     finish(mcu, McuResult::Failed, now);
 }
@@ -110,7 +110,7 @@ void UpgradeModel::onWritten(const LineMeaning &meaning, ms now)
 {
     McuState &mcu = mcuNamed(meaning.values.value(0), now);
     mcu.percent = wholeProgress;
-    mcu.cause = Cause::None;
+    mcu.cause = ProblemId::None;
     mcu.isBegun = false;
     finish(mcu, McuResult::Updated, now);
 }
@@ -121,12 +121,12 @@ void UpgradeModel::onDecision(const LineMeaning &meaning, ms now)
     constexpr int runs = 4;
     McuState &mcu = mcuNamed(meaning.values.value(name), now);
     mcu.newVersion = versionText(meaning.values, 0);
-    if (mcu.oldVersion.isEmpty() && mcu.cause == Cause::None)
+    if (mcu.oldVersion.isEmpty() && mcu.cause == ProblemId::None)
         mcu.oldVersion = versionText(meaning.values, runs);
     mcu.isChosen = meaning.event == LineEvent::WillUpgrade;
     if (mcu.isChosen)
         return;
-    mcu.cause = Cause::None;
+    mcu.cause = ProblemId::None;
     finish(mcu,
            meaning.event == LineEvent::SameVersion ? McuResult::Current : McuResult::PackageOlder,
            now);
@@ -243,7 +243,7 @@ void UpgradeModel::onNetInstalled(const LineMeaning &meaning, ms now)
         return;
     mcu->newVersion = m_netVersion;
     mcu->percent = wholeProgress;
-    mcu->cause = Cause::None;
+    mcu->cause = ProblemId::None;
     finish(*mcu, McuResult::Updated, now);
 }
 

@@ -22,25 +22,25 @@ QString counted(int count)
 }
 
 /** Why MCUs failed: the first reason, but an image that was begun matters more than others. */
-Cause failureOfMcus(const UpgradeModel &model)
+ProblemId failureOfMcus(const UpgradeModel &model)
 {
-    Cause cause = Cause::None;
+    ProblemId cause = ProblemId::None;
     for (const McuState &mcu : model.mcus()) {
         if (mcu.result != McuResult::Failed)
             continue;
-        const Cause own = mcu.cause == Cause::None ? Cause::Unexplained : mcu.cause;
+        const ProblemId own = mcu.cause == ProblemId::None ? ProblemId::Unexplained : mcu.cause;
         if (mcu.isBegun)
             return own;
-        if (cause == Cause::None)
+        if (cause == ProblemId::None)
             cause = own;
     }
     return cause;
 }
 
 /** Without the link to the device everything that follows fails, too. */
-bool explainsAll(Cause problem)
+bool explainsAll(ProblemId problem)
 {
-    return problem == Cause::PortUnavailable || problem == Cause::LinkBroken;
+    return problem == ProblemId::PortUnavailable || problem == ProblemId::LinkBroken;
 }
 
 /** "1 MCU updated, 3 failed, 1 not reached". */
@@ -54,42 +54,42 @@ QString countsText(const UpgradeModel &model)
     return text;
 }
 
-UpgradeOutcome failure(Cause cause, const QString &summary)
+UpgradeOutcome failure(ProblemId cause, const QString &summary)
 {
-    return {causeRow(cause).exit, cause, summary};
+    return {problemRow(cause).exit, cause, summary};
 }
 
 UpgradeOutcome outcomeOfSuccess(const UpgradeModel &model)
 {
-    const Cause cause = failureOfMcus(model);
-    if (cause != Cause::None)
+    const ProblemId cause = failureOfMcus(model);
+    if (cause != ProblemId::None)
         return {ExitCode::Failed, cause, countsText(model) + '.'};
     if (countOf(model, McuResult::Unknown) > 0)
-        return failure(Cause::OutcomeUnseen, countsText(model) + '.');
+        return failure(ProblemId::OutcomeUnseen, countsText(model) + '.');
     if (!model.sawBeginning())
-        return failure(Cause::BeginningUnseen, countsText(model) + beginningUnseen);
-    if (model.problem() != Cause::None)
+        return failure(ProblemId::BeginningUnseen, countsText(model) + beginningUnseen);
+    if (model.problem() != ProblemId::None)
         return {ExitCode::Failed, model.problem(),
                 countsText(model) + QLatin1String(", but not all went well.")};
     if (countOf(model, McuResult::Updated) > 0)
-        return {ExitCode::Done, Cause::None, countsText(model) + '.'};
-    return {ExitCode::NothingToDo, Cause::NothingToDo,
+        return {ExitCode::Done, ProblemId::None, countsText(model) + '.'};
+    return {ExitCode::NothingToDo, ProblemId::NothingToDo,
             QStringLiteral("Nothing to do: no MCU needs what the package holds. "
                            "The device was rebooted all the same.")};
 }
 
 UpgradeOutcome outcomeOfFailure(const UpgradeModel &model)
 {
-    Cause cause = explainsAll(model.problem()) ? model.problem() : failureOfMcus(model);
-    if (cause == Cause::None)
+    ProblemId cause = explainsAll(model.problem()) ? model.problem() : failureOfMcus(model);
+    if (cause == ProblemId::None)
         cause = model.problem();
-    if (cause == Cause::None)
-        cause = model.sawBeginning() ? Cause::Unexplained : Cause::BeginningUnseen;
+    if (cause == ProblemId::None)
+        cause = model.sawBeginning() ? ProblemId::Unexplained : ProblemId::BeginningUnseen;
     UpgradeOutcome outcome =
         failure(cause, QStringLiteral("The upgrade failed: %1.").arg(countsText(model)));
     // The agent says that it failed, whatever the reason says.
-    if (outcome.exit == ExitCode::Done || outcome.exit == ExitCode::NothingToDo ||
-        cause == Cause::BeginningUnseen)
+    if (outcome.exit == ExitCode::Done || outcome.exit == ExitCode::Usage ||
+        outcome.exit == ExitCode::NothingToDo || cause == ProblemId::BeginningUnseen)
         outcome.exit = ExitCode::Failed;
     return outcome;
 }
@@ -107,10 +107,10 @@ UpgradeOutcome outcomeOf(const UpgradeModel &model)
     return model.succeeded() ? outcomeOfSuccess(model) : outcomeOfFailure(model);
 }
 
-QStringList likelyState(const UpgradeModel &model, Cause cause)
+QStringList likelyState(const UpgradeModel &model, ProblemId cause)
 {
     // Only after an end of our own is it certain that the agent still runs.
-    const bool isAgentKnown = cause == Cause::Interrupted;
+    const bool isAgentKnown = cause == ProblemId::Interrupted;
     const QString goesOn =
         isAgentKnown
             ? QStringLiteral(

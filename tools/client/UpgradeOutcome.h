@@ -12,7 +12,7 @@ struct UpgradeOutcome
 {
     ExitCode exit = ExitCode::Failed;
     /** None when all went well. */
-    Cause cause = Cause::Unexplained;
+    ProblemId cause = ProblemId::Unexplained;
     /** One line for the end of the table. */
     QString summary;
 };
@@ -27,7 +27,7 @@ UpgradeOutcome outcomeOf(const UpgradeModel &model);
  * After the connection was lost in the middle of a run: the state that the device is likely in and
  * what to do, one item a line. `cause` says how it was lost.
  */
-QStringList likelyState(const UpgradeModel &model, Cause cause);
+QStringList likelyState(const UpgradeModel &model, ProblemId cause);
 
 /** A result as tables and JSON have it: "updated", "no fit". */
 QString resultName(McuResult result);

@@ -106,7 +106,7 @@ void refuse(UpgradeRows &result, const QString &error)
     if (!result.error.isEmpty())
         return;
     result.error = error;
-    result.cause = Cause::NotInPackage;
+    result.cause = ProblemId::NotInPackage;
 }
 
 void appendNamed(UpgradeRows &result, const QString &name, const PackageDescription &package)

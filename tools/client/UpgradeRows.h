@@ -20,7 +20,7 @@ struct UpgradeRows
     QVector<WantedMcu> mcus;
     /** What is wrong with a row, for people, and why nothing can be sent. */
     QString error;
-    Cause cause = Cause::None;
+    ProblemId cause = ProblemId::None;
 };
 
 /** Why a row of the command line cannot be sent; empty for a good one. */

@@ -13,6 +13,7 @@ const QVector<ExitCodeWords> &exitCodes()
         {ExitCode::ConnectionLost, "connection-lost",
          "The connection was lost, or nothing was received for too long."},
         {ExitCode::PackageRefused, "package-refused", "The package or image is not valid."},
+        {ExitCode::NoRun, "no-run", "No upgrade is active that could be followed."},
     };
     return all;
 }

@@ -17,6 +17,7 @@ enum class ExitCode {
     CannotConnect = 5,
     ConnectionLost = 6,
     PackageRefused = 7,
+    NoRun = 8,
 };
 
 struct ExitCodeWords

@@ -54,7 +54,7 @@ constexpr ProblemRow problemRows[] = {
     {ProblemId::NothingToDo, ExitCode::NothingToDo, "nothing-to-do",
      "no MCU needs what the package holds",
      "Nothing. The device was rebooted all the same, as after every run.", "6"},
-    {ProblemId::NotRunning, ExitCode::NothingToDo, "not-running",
+    {ProblemId::NoRun, ExitCode::NoRun, "no-run",
      "no upgrade is under way",
      "Start one with 'upgrade'; the agent does not report how the last one ended."},
     {ProblemId::UnknownRequest, ExitCode::Failed, "unknown-request",

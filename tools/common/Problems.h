@@ -25,7 +25,7 @@ enum class ProblemId {
     // Requests to an agent
     Busy,
     NothingToDo,
-    NotRunning,
+    NoRun,
     UnknownRequest,
     RowsRefused,
     NotInPackage,

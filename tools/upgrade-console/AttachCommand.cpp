@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/AttachCommand.h"
 
+#include "client/PackageListing.h"
 #include "client/TimeText.h"
+#include "common/Printable.h"
 #include "package/PackageDescription.h"
 #include "protocol/ConsoleTexts.h"
 
 namespace consoletext = protocol::consoletext;
 using client::AgentReply;
-using client::Cause;
-using client::causeRow;
-using client::CauseRow;
 using client::clockText;
 using client::eventOf;
 using client::LineEvent;
+using client::packageJson;
 using client::TimeEstimate;
 using client::UpgradeModel;
 using package::PackageDescription;
@@ -48,23 +48,18 @@ void AttachCommand::onReply(const AgentReply &reply)
     }
     const PackageDescription package = parseDescription(reply.text.toUtf8());
     if (package.error == PackageDescription::Error::None)
-        m_package = {{"model", package.model}, {"version", package.version}};
+        m_package = packageJson(package);
 }
 
 void AttachCommand::endWithoutRun()
 {
-    CommandResult result;
-    result.cause = Cause::NotRunning;
-    const CauseRow &row = causeRow(result.cause);
-    result.exit = row.exit;
-    result.output = QStringList{QStringLiteral("No upgrade is under way.")};
-    result.json = {
-        {"attached", false}, {"host", options().host}, {"cause", QString::fromLatin1(row.id)}};
-    finish(result);
+    CommandOutcome outcome = CommandOutcome::failed(ProblemId::NoRun, {});
+    outcome.json = {{"attached", false}, {"host", options().host}};
+    finish(outcome);
 }
 
 /** When the run began is not known. */
-void AttachCommand::addRun(CommandResult &result)
+void AttachCommand::addRun(CommandOutcome &result)
 {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(followed());
     result.json["attached"] = true;
@@ -76,6 +71,6 @@ void AttachCommand::addRun(CommandResult &result)
         result.json["package"] = m_package;
         package = m_package["model"].toString() + ' ' + m_package["version"].toString();
     }
-    result.output += QStringLiteral("Host %1, package %2, followed for %3.")
-                         .arg(options().host, printable(package), clockText(seconds));
+    result.text += textOf({QStringLiteral("Host %1, package %2, followed for %3.")
+                               .arg(options().host, printable(package), clockText(seconds))});
 }

@@ -15,7 +15,7 @@ protected:
     void onConnected() override;
     void onReply(const client::AgentReply &reply) override;
     void onReplyBefore(const client::AgentReply &reply) override;
-    void addRun(CommandResult &result) override;
+    void addRun(CommandOutcome &result) override;
 
 private:
     void join();

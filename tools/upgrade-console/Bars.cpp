@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/Bars.h"
 
+#include "common/Printable.h"
 #include "protocol/Progress.h"
 #include "upgrade-console/Terminal.h"
 

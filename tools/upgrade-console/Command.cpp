@@ -3,14 +3,14 @@
 
 #include "common/Output.h"
 
-#include <QDateTime>
-#include <QJsonDocument>
-
 #include <unistd.h>
 
 using client::AgentConnection;
-using client::Cause;
-using client::causeRow;
+
+QString textOf(const QStringList &lines)
+{
+    return lines.join(QLatin1Char('\n')) + QLatin1Char('\n');
+}
 
 Command::Command(const Options &options) : m_options(options)
 {
@@ -41,50 +41,40 @@ void Command::reconnect()
 
 void Command::interrupt()
 {
-    fail(Cause::Interrupted);
+    fail(ProblemId::Interrupted);
 }
 
-bool Command::writeJson(const QJsonObject &document)
+int Command::write(const CommandLine &line, const CommandOutcome &outcome)
 {
-    if (!m_options.jsonProgress)
-        return writeAll(STDOUT_FILENO, QJsonDocument(document).toJson());
-    QJsonObject last = document;
-    last["event"] = QStringLiteral("result");
-    return writeEvent(last);
+    return line.write(outcome);
 }
 
 /** A run goes on without its reader, and so does the command: only its end reports the loss. */
-bool Command::writeEvent(QJsonObject event)
+bool Command::writeEvent(const QJsonObject &event)
 {
-    if (!m_options.jsonProgress || m_isOutputLost)
+    if (m_options.form != OutputForm::JsonLines || m_isOutputLost)
         return !m_isOutputLost;
-    event["time"] = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
-    m_isOutputLost =
-        !writeAll(STDOUT_FILENO, QJsonDocument(event).toJson(QJsonDocument::Compact) + '\n');
+    m_isOutputLost = !writeAll(STDOUT_FILENO, eventLine(event));
     return !m_isOutputLost;
 }
 
-void Command::onLost(Cause cause, const QString &detail)
+void Command::onLost(ProblemId cause, const QString &detail)
 {
     fail(cause, detail);
 }
 
 void Command::onDeadline()
 {
-    fail(Cause::NoSignOfLife,
+    fail(ProblemId::NoSignOfLife,
          QStringLiteral("no reply within %1 s").arg(double(m_options.timeOut.count()) / 1000.0));
 }
 
-void Command::fail(Cause cause, const QString &detail)
+void Command::fail(ProblemId id, const QString &detail)
 {
-    CommandResult result;
-    result.exit = causeRow(cause).exit;
-    result.cause = cause;
-    result.detail = detail;
-    finish(result);
+    finish(CommandOutcome::failed(id, detail));
 }
 
-void Command::finish(const CommandResult &result)
+void Command::finish(const CommandOutcome &result)
 {
     if (m_isFinished)
         return;

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "client/AgentConnection.h"
-#include "client/Causes.h"
+#include "common/CommandOutcome.h"
 #include "upgrade-console/Options.h"
 
 #include <QJsonObject>
@@ -10,21 +10,6 @@
 #include <QStringList>
 
 #include <memory>
-
-/** What a command came to. */
-struct CommandResult
-{
-    ExitCode exit = ExitCode::Done;
-    client::Cause cause = client::Cause::None;
-    /** More about the cause: a file's name, the agent's own words. */
-    QString detail;
-    /** Lines for standard output. */
-    QStringList output;
-    /** Lines for standard error, behind the cause and its advice. */
-    QStringList advice;
-    /** Members of the JSON document. */
-    QJsonObject json;
-};
 
 /**
  * One sub-command: sends requests over a connection, takes replies, and finishes once. It has
@@ -38,23 +23,23 @@ public:
     explicit Command(const Options &options);
 
     /** Looks at what needs no agent; a result ends the command before it connects. */
-    virtual bool prepare(CommandResult &) { return true; }
+    virtual bool prepare(CommandOutcome &) { return true; }
     virtual void run();
     /** The user wants it to end. */
     virtual void interrupt();
-    /** Writes the whole document to standard output, or what is missing of it; false when standard
-     *  output takes no more. */
-    virtual bool writeJson(const QJsonObject &document);
+    /** Writes the outcome as the command line asks for it, or what is missing of it, and returns
+     *  the exit status. */
+    virtual int write(const CommandLine &line, const CommandOutcome &outcome);
 
 signals:
-    void finished(const CommandResult &result);
+    void finished(const CommandOutcome &result);
 
 protected:
     virtual void onConnected() = 0;
     virtual void onReply(const client::AgentReply &reply) = 0;
     /** After a silence the agent's lines come here for certain; some may have gone elsewhere. */
     virtual void onPulseAnswered() {}
-    virtual void onLost(client::Cause cause, const QString &detail);
+    virtual void onLost(ProblemId cause, const QString &detail);
     /** A reply that was awaited did not come. */
     virtual void onDeadline();
 
@@ -68,9 +53,9 @@ protected:
     void stopAwaiting() { m_deadline.stop(); }
     /** One line for a program that follows the command, with the time; nothing without
      *  "--json-progress". False when standard output takes no more. */
-    bool writeEvent(QJsonObject event);
-    void finish(const CommandResult &result);
-    void fail(client::Cause cause, const QString &detail = {});
+    bool writeEvent(const QJsonObject &event);
+    void finish(const CommandOutcome &result);
+    void fail(ProblemId cause, const QString &detail = {});
     /** Drops the connection and makes a new one. */
     void reconnect();
 
@@ -83,5 +68,8 @@ private:
     bool m_isOutputLost = false;
 };
 
-/** The object behind a sub-command. */
+/** Lines of an outcome, each with its end. */
+QString textOf(const QStringList &lines);
+
+/** The object of a sub-command. */
 std::unique_ptr<Command> makeCommand(const Options &options);

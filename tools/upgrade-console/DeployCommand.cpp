@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/DeployCommand.h"
 
-using client::Cause;
-using client::causeRow;
-
 namespace {
 
 Options upgradeOf(Options options)
@@ -29,18 +26,17 @@ DeployCommand::DeployCommand(const Options &options)
         if (isConfirmed)
             m_put.run();
         else
-            fail(Cause::NotConfirmed);
+            fail(ProblemId::NotConfirmed);
     });
     connect(&m_put, &Command::finished, this, &DeployCommand::onPut);
     connect(&m_upgrade, &Command::finished, this, &DeployCommand::onUpgraded);
 }
 
-bool DeployCommand::prepare(CommandResult &result)
+bool DeployCommand::prepare(CommandOutcome &result)
 {
     if (!needsConfirmation(options()) || Confirmation::canAsk())
         return m_put.prepare(result);
-    result.cause = Cause::NotConfirmed;
-    result.exit = causeRow(result.cause).exit;
+    result = CommandOutcome::failed(ProblemId::NotConfirmed, {});
     return false;
 }
 
@@ -60,7 +56,7 @@ void DeployCommand::interrupt()
         m_put.interrupt();
 }
 
-void DeployCommand::onPut(const CommandResult &result)
+void DeployCommand::onPut(const CommandOutcome &result)
 {
     if (result.exit != ExitCode::Done) {
         finish(result);
@@ -71,9 +67,10 @@ void DeployCommand::onPut(const CommandResult &result)
     QTimer::singleShot(0, &m_upgrade, &Command::run);
 }
 
-void DeployCommand::onUpgraded(CommandResult result)
+void DeployCommand::onUpgraded(CommandOutcome result)
 {
     result.json["copy"] = m_putResult.json;
-    result.output = m_putResult.output + QStringList{QString()} + result.output;
+    result.text = m_putResult.text + QLatin1Char('\n') + result.text;
+    result.warnings = m_putResult.warnings + result.warnings;
     finish(result);
 }

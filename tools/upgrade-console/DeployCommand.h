@@ -13,7 +13,7 @@ class DeployCommand : public Command
 public:
     explicit DeployCommand(const Options &options);
 
-    bool prepare(CommandResult &result) override;
+    bool prepare(CommandOutcome &result) override;
     void run() override;
     void interrupt() override;
 
@@ -22,13 +22,13 @@ protected:
     void onReply(const client::AgentReply &) override {}
 
 private:
-    void onPut(const CommandResult &result);
-    void onUpgraded(CommandResult result);
+    void onPut(const CommandOutcome &result);
+    void onUpgraded(CommandOutcome result);
 
     ProgressDisplay m_display;
     Confirmation m_confirmation;
     PutCommand m_put;
     UpgradeCommand m_upgrade;
-    CommandResult m_putResult;
+    CommandOutcome m_putResult;
     bool m_isPut = false;
 };

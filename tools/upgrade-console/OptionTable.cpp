@@ -1,89 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// The commands and options, and the completion script that is made from them.
+// The commands and options.
 #include "upgrade-console/Options.h"
-
-#include <algorithm>
 
 namespace {
 
 using Command = Options::Command;
 using Value = OptionRow::Value;
-
-// The script's frame; the marks are replaced by what the tables say.
-const char *const completionFrame = R"(# bash completion for upgrade-console
-_upgrade_console()
-{
-    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} command= word i
-    local commands='@commands@' options='@options@'
-    for ((i = 1; i < COMP_CWORD; i++)); do
-        word=${COMP_WORDS[i]}
-        [[ " $commands " == *" $word "* ]] && command=$word && break
-    done
-    COMPREPLY=()
-    case $previous in
-@values@
-    esac
-    case $command in
-@arguments@
-    esac
-    if [[ $current == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
-    elif [[ -z $command ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$current")
-    fi
-}
-complete -F _upgrade_console upgrade-console
-)";
-
-QString fillWords(const QString &words)
-{
-    return QStringLiteral("mapfile -t COMPREPLY < <(compgen %1 -- \"$current\")").arg(words);
-}
-
-/** How a value is completed; an empty one is the user's own. */
-QString generatorOf(const OptionRow &row)
-{
-    switch (row.value) {
-    case Value::File:
-        return QStringLiteral("-f");
-    case Value::Host:
-        return QStringLiteral("-A hostname");
-    case Value::Choice:
-        return QStringLiteral("-W '%1'").arg(QLatin1String(row.choices));
-    case Value::None:
-    case Value::Text:
-        break;
-    }
-    return {};
-}
-
-QString valueCase(const OptionRow &row)
-{
-    const QString generator = generatorOf(row);
-    const QString action = generator.isEmpty() ? QString() : fillWords(generator) + "; ";
-    return QStringLiteral("        %1) %2return ;;").arg(QLatin1String(row.name), action);
-}
-
-/** A sub-command's own options, and files where its argument is one; empty if it has neither. */
-QString commandCase(const CommandRow &command)
-{
-    QStringList actions;
-    QStringList options;
-    for (const OptionRow &row : optionRows()) {
-        if (QLatin1String(row.command) != QLatin1String(command.name))
-            continue;
-        if (!row.isArgument())
-            options += QString::fromLatin1(row.name);
-        else if (row.value == Value::File)
-            actions += "[[ $current != -* ]] && " + fillWords(QStringLiteral("-f"));
-    }
-    if (!options.isEmpty())
-        actions += QStringLiteral("options+=' %1'").arg(options.join(' '));
-    if (actions.isEmpty())
-        return {};
-    return QStringLiteral("        %1) %2 ;;")
-        .arg(QLatin1String(command.name), actions.join(QStringLiteral("; ")));
-}
 
 } // namespace
 
@@ -112,76 +34,39 @@ const std::vector<CommandRow> &commandRows()
 const std::vector<OptionRow> &optionRows()
 {
     static const std::vector<OptionRow> rows = {
-        {"", "--host",        Value::Host, "HOST", "", "The device (default: localhost)."},
-        {"", "--port",        Value::Text, "PORT", "", "The agent's TCP port (default: 35353)."},
-        {"", "--timeout",     Value::Text, "SECONDS", "", "Give up after so long without a sign of life (default: 60)."},
-        {"", "--json",        Value::None, "", "", "Write the result as one JSON document."},
-        {"", "--json-progress", Value::None, "", "", "Write JSON lines: each event of a run as it happens, and the result as the last line."},
-        {"", "--no-progress", Value::None, "", "", "Show no bars, even on a terminal."},
-        {"upgrade",     "--mode",      Value::Choice, "MODE", "2 5", "2: only MCUs that are older than the package (default); 5: all of them, and neither the model nor versions are compared. The device reboots at the end, also when nothing was to be written."},
-        {"upgrade",     "--yes",       Value::None,   "", "", "Do not ask before --mode 5; needed where there is no terminal."},
-        {"upgrade",     "--request-all", Value::None, "", "", "Have the agent make the rows (UPGRADEALL): it addresses each chip with its quantity as the index."},
-        {"upgrade",     "--package",   Value::File,   "FILE", "", "A copy of the device's package, for the times: the agent reports no sizes. Another package than the device's is refused. On the module itself the device's own file is read."},
-        {"upgrade",     "--wait-back", Value::None,   "", "", "If the network module restarts, wait until its agent answers again."},
-        {"upgrade",     "ROW",         Value::Text,   "ROW", "", "The MCUs: NAME,CHIP-TYPE,CHIP-INDEX each, or a name from the package. Without any, every chip of the package, index 0 to quantity - 1."},
-        {"net-upgrade", "--mode",      Value::Choice, "MODE", "2 5", "As for upgrade."},
-        {"net-upgrade", "--yes",       Value::None,   "", "", "As for upgrade."},
-        {"net-upgrade", "ADDRESS",     Value::Text,   "ADDRESS", "", "The device's IPv4 address, as the module sees it."},
-        {"attach",      "--wait-back", Value::None,   "", "", "As for upgrade."},
-        {"put",         "FILE",        Value::File,   "FILE", "", "The package; it must pass the checks of 'fwm verify'."},
-        {"put",         "--ssh-user",  Value::Text,   "USER", "", "The user on the module (default: as ssh is configured)."},
-        {"put",         "--ssh-port",  Value::Text,   "PORT", "", "The port of the module's ssh server (default: as ssh is configured)."},
-        {"put",         "--ssh-option", Value::Text,  "NAME=VALUE", "", "An option of ssh, as in ssh_config; may be given several times."},
-        {"put",         "--sftp",      Value::File,   "PROGRAM", "", "OpenSSH's sftp (default: sftp)."},
-        {"deploy",      "FILE",        Value::File,   "FILE", "", "As for put."},
-        {"deploy",      "--ssh-user",  Value::Text,   "USER", "", "As for put."},
-        {"deploy",      "--ssh-port",  Value::Text,   "PORT", "", "As for put."},
-        {"deploy",      "--ssh-option", Value::Text,  "NAME=VALUE", "", "As for put."},
-        {"deploy",      "--sftp",      Value::File,   "PROGRAM", "", "As for put."},
-        {"deploy",      "--mode",      Value::Choice, "MODE", "2 5", "As for upgrade."},
-        {"deploy",      "--yes",       Value::None,   "", "", "As for upgrade."},
-        {"deploy",      "--request-all", Value::None, "", "", "As for upgrade."},
-        {"deploy",      "--wait-back", Value::None,   "", "", "As for upgrade."},
-        {"deploy",      "ROW",         Value::Text,   "ROW", "", "As for upgrade."},
-        {"edid",        "FILE",        Value::File,   "FILE", "", "EDID dump, binary or hexadecimal text; - reads standard input."},
-        {"send-net",    "FILE",        Value::File,   "FILE", "", "An image for the network module, as 'fwm make-net' makes it."},
-        {"send-net",    "--wait-back", Value::None,   "", "", "Wait until the restarted module's agent answers again."},
+        {"", "--host",        Value::Host, "HOST", {}, "The device (default: localhost)."},
+        {"", "--port",        Value::Text, "PORT", {}, "The agent's TCP port (default: 35353)."},
+        {"", "--timeout",     Value::Text, "SECONDS", {}, "Give up after so long without a sign of life (default: 60)."},
+        {"", "--no-progress", Value::None, "", {}, "Show no bars, even on a terminal."},
+        {"upgrade",     "--mode",      Value::Choice, "MODE", {"2", "5"}, "2: only MCUs that are older than the package (default); 5: all of them, and neither the model nor versions are compared. The device reboots at the end, also when nothing was to be written."},
+        {"upgrade",     "--yes",       Value::None,   "", {}, "Do not ask before --mode 5; needed where there is no terminal."},
+        {"upgrade",     "--request-all", Value::None, "", {}, "Have the agent make the rows (UPGRADEALL): it addresses each chip with its quantity as the index."},
+        {"upgrade",     "--package",   Value::File,   "FILE", {}, "A copy of the device's package, for the times: the agent reports no sizes. Another package than the device's is refused. On the module itself the device's own file is read."},
+        {"upgrade",     "--wait-back", Value::None,   "", {}, "If the network module restarts, wait until its agent answers again."},
+        {"upgrade",     "ROW",         Value::Text,   "ROW", {}, "The MCUs: NAME,CHIP-TYPE,CHIP-INDEX each, or a name from the package. Without any, every chip of the package, index 0 to quantity - 1."},
+        {"net-upgrade", "--mode",      Value::Choice, "MODE", {"2", "5"}, "As for upgrade."},
+        {"net-upgrade", "--yes",       Value::None,   "", {}, "As for upgrade."},
+        {"net-upgrade", "ADDRESS",     Value::Text,   "ADDRESS", {}, "The device's IPv4 address, as the module sees it."},
+        {"attach",      "--wait-back", Value::None,   "", {}, "As for upgrade."},
+        {"put",         "FILE",        Value::File,   "FILE", {}, "The package; it must pass the checks of 'fwm verify'."},
+        {"put",         "--ssh-user",  Value::Text,   "USER", {}, "The user on the module (default: as ssh is configured)."},
+        {"put",         "--ssh-port",  Value::Text,   "PORT", {}, "The port of the module's ssh server (default: as ssh is configured)."},
+        {"put",         "--ssh-option", Value::Text,  "NAME=VALUE", {}, "An option of ssh, as in ssh_config; may be given several times."},
+        {"put",         "--sftp",      Value::File,   "PROGRAM", {}, "OpenSSH's sftp (default: sftp)."},
+        {"deploy",      "FILE",        Value::File,   "FILE", {}, "As for put."},
+        {"deploy",      "--ssh-user",  Value::Text,   "USER", {}, "As for put."},
+        {"deploy",      "--ssh-port",  Value::Text,   "PORT", {}, "As for put."},
+        {"deploy",      "--ssh-option", Value::Text,  "NAME=VALUE", {}, "As for put."},
+        {"deploy",      "--sftp",      Value::File,   "PROGRAM", {}, "As for put."},
+        {"deploy",      "--mode",      Value::Choice, "MODE", {"2", "5"}, "As for upgrade."},
+        {"deploy",      "--yes",       Value::None,   "", {}, "As for upgrade."},
+        {"deploy",      "--request-all", Value::None, "", {}, "As for upgrade."},
+        {"deploy",      "--wait-back", Value::None,   "", {}, "As for upgrade."},
+        {"deploy",      "ROW",         Value::Text,   "ROW", {}, "As for upgrade."},
+        {"edid",        "FILE",        Value::File,   "FILE", {}, "EDID dump, binary or hexadecimal text; - reads standard input."},
+        {"send-net",    "FILE",        Value::File,   "FILE", {}, "An image for the network module, as 'fwm make-net' makes it."},
+        {"send-net",    "--wait-back", Value::None,   "", {}, "Wait until the restarted module's agent answers again."},
     };
     return rows;
 }
 // clang-format on
-
-QString commandName(Options::Command command)
-{
-    const auto found = std::find_if(commandRows().begin(), commandRows().end(),
-                                    [=](const CommandRow &row) { return row.command == command; });
-    return QString::fromLatin1(found->name);
-}
-
-QString bashCompletion()
-{
-    QStringList commands;
-    QStringList arguments;
-    for (const CommandRow &row : commandRows()) {
-        commands += QString::fromLatin1(row.name);
-        arguments += commandCase(row);
-    }
-    QStringList options{"--help", "--version"};
-    QStringList values;
-    for (const OptionRow &row : optionRows()) {
-        if (row.isArgument())
-            continue;
-        if (row.command[0] == '\0')
-            options += QString::fromLatin1(row.name);
-        if (row.value != Value::None)
-            values += valueCase(row);
-    }
-    QString script = QString::fromLatin1(completionFrame);
-    values.removeDuplicates();
-    arguments.removeAll(QString());
-    script.replace("@commands@", commands.join(' '));
-    script.replace("@options@", options.join(' '));
-    script.replace("@values@", values.join('\n'));
-    script.replace("@arguments@", arguments.join('\n'));
-    return script;
-}

@@ -2,7 +2,6 @@
 #include "upgrade-console/Options.h"
 
 #include "client/UpgradeRows.h"
-#include "common/ExitCodes.h"
 
 #include <CLI/CLI.hpp>
 
@@ -20,27 +19,37 @@ using Value = OptionRow::Value;
 
 constexpr double longestTimeOut = 24.0 * 3600.0;
 
-/** Asks for the completion script; for those who install the program. */
-const char *const completionOption = "--bash-completion";
+const CommandLine::Program program{"upgrade-console", PROJECT_VERSION,
+                                   "Talks to the upgrade agent of a device."};
 
 const QLatin1String formerAll("--all");
 const char *const insteadOfAll =
     "there is no --all: 'upgrade' without rows upgrades every chip of the package, index 0 to "
     "quantity - 1; --request-all has the agent make the rows, with index = quantity";
 
-CLI::App *ownerOf(CLI::App &app, const OptionRow &row)
+CLI::App &ownerOf(CommandLine &line, const OptionRow &row)
 {
-    return row.command[0] == '\0' ? &app : app.get_subcommand(row.command);
+    return row.command[0] == '\0' ? line.app() : *line.app().get_subcommand(row.command);
 }
 
-void addOption(CLI::App &app, const OptionRow &row)
+void addHints(CommandLine &line, const OptionRow &row, CLI::Option *option)
 {
-    CLI::App *owner = ownerOf(app, row);
+    if (row.value == Value::File)
+        line.takesFile(option);
+    else if (row.value == Value::Host)
+        line.takesHost(option);
+    else if (row.value == Value::Choice)
+        line.takesOneOf(option, row.choices);
+}
+
+void addOption(CommandLine &line, const OptionRow &row)
+{
+    CLI::App &owner = ownerOf(line, row);
     if (row.value == Value::None) {
-        owner->add_flag(row.name, row.help);
+        owner.add_flag(row.name, row.help);
         return;
     }
-    CLI::Option *option = owner->add_option(row.name, row.help);
+    CLI::Option *option = owner.add_option(row.name, row.help);
     option->type_name(row.isArgument() ? "" : row.valueName);
     if (std::string(row.valueName) == "ROW")
         option->type_size(1)->expected(-1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
@@ -50,22 +59,7 @@ void addOption(CLI::App &app, const OptionRow &row)
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     else
         option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-}
-
-void buildParser(CLI::App &app)
-{
-    app.set_help_flag("-h,--help", "Show this help.");
-    app.set_version_flag("--version", "upgrade-console " PROJECT_VERSION, "Show the version.");
-    app.require_subcommand(1);
-    app.fallthrough();
-    for (const CommandRow &row : commandRows())
-        app.add_subcommand(row.name, row.help)->fallthrough();
-    for (const OptionRow &row : optionRows())
-        addOption(app, row);
-    std::string footer = "Exit status:\n";
-    for (const ExitCodeWords &words : exitCodes())
-        footer += "  " + std::to_string(int(words.code)) + "  " + words.meaning + "\n";
-    app.footer(footer);
+    addHints(line, row, option);
 }
 
 /** The option's values, of the sub-command or of all. */
@@ -86,7 +80,7 @@ struct Reader
     const CLI::App &app;
     const CLI::App &command;
     Options options;
-    QString problem;
+    Problem problem;
 
     /** Of an option that is given twice the last one counts. */
     QString text(const char *name) const
@@ -96,10 +90,10 @@ struct Reader
     }
     bool isSet(const char *name) const { return !valuesOf(app, command, name).isEmpty(); }
 
-    void refuse(const QString &words)
+    void refuse(const QString &words, ProblemId id = ProblemId::Usage)
     {
-        if (problem.isEmpty())
-            problem = words;
+        if (problem.id == ProblemId::None)
+            problem = {id, words};
     }
 
     void readConnection()
@@ -112,7 +106,7 @@ struct Reader
         if (isSet("--port"))
             options.port = text("--port").toUShort(&isNumber);
         if (!isNumber || options.port == 0)
-            refuse(QStringLiteral("--port: '%1' is no port").arg(text("--port")));
+            refuse(QStringLiteral("--port: '%1' is not a valid port").arg(text("--port")));
         if (!isSet("--timeout"))
             return;
         const double seconds = text("--timeout").toDouble(&isNumber);
@@ -120,14 +114,6 @@ struct Reader
             refuse(QStringLiteral("--timeout: '%1' is not a valid time").arg(text("--timeout")));
         else
             options.timeOut = std::chrono::milliseconds(qint64(seconds * 1000.0) + 1);
-    }
-
-    void readMode()
-    {
-        if (isSet("--mode"))
-            options.mode = text("--mode").toInt();
-        if (options.mode != 2 && options.mode != 5)
-            refuse(QStringLiteral("--mode: 2 or 5, not '%1'").arg(text("--mode")));
     }
 
     void readRows()
@@ -138,7 +124,7 @@ struct Reader
             refuse(QStringLiteral("upgrade: give either --request-all or rows"));
         for (const QString &row : qAsConst(options.rows)) {
             if (!rowProblem(row).isEmpty())
-                refuse(rowProblem(row));
+                refuse(rowProblem(row), ProblemId::RowsRefused);
         }
     }
 
@@ -162,19 +148,18 @@ struct Reader
             return;
         const bool isDotted = options.address.count('.') == 3;
         if (!isDotted || QHostAddress(options.address).protocol() != QAbstractSocket::IPv4Protocol)
-            refuse(QStringLiteral("'%1' is no IPv4 address").arg(options.address));
+            refuse(QStringLiteral("'%1' is not an IPv4 address").arg(options.address));
     }
 
     void read()
     {
-        options.jsonProgress = isSet("--json-progress");
-        options.json = options.jsonProgress || isSet("--json");
         options.noProgress = isSet("--no-progress");
         options.waitBack = isSet("--wait-back");
         options.yes = isSet("--yes");
         options.package = text("--package");
         readConnection();
-        readMode();
+        if (isSet("--mode"))
+            options.mode = text("--mode").toInt();
         readSsh();
         if (options.command == Options::Command::Upgrade ||
             options.command == Options::Command::Deploy)
@@ -183,51 +168,45 @@ struct Reader
     }
 };
 
-const CommandRow &rowNamed(const std::string &name)
+Options::Command commandNamed(const QString &name)
 {
-    return *std::find_if(commandRows().begin(), commandRows().end(),
-                         [&](const CommandRow &row) { return name == row.name; });
-}
-
-Options::Other usage(const QString &problem)
-{
-    return {int(ExitCode::Usage), problem};
+    return std::find_if(commandRows().begin(), commandRows().end(),
+                        [&](const CommandRow &row) { return name == QLatin1String(row.name); })
+        ->command;
 }
 
 } // namespace
 
-std::optional<Options> Options::parse(const QStringList &arguments, Other *other)
+OptionReader::OptionReader() : m_line(program)
 {
-    CLI::App app("Talks to the upgrade agent of a device.", "upgrade-console");
-    buildParser(app);
-    if (arguments.mid(1) == QStringList{completionOption}) {
-        *other = {int(ExitCode::Done), bashCompletion()};
-        return std::nullopt;
-    }
-    std::vector<std::string> words;
-    for (int i = arguments.size() - 1; i > 0; --i)
-        words.push_back(arguments.at(i).toStdString());
-    try {
-        app.parse(words);
-    } catch (const CLI::CallForHelp &) {
-        const auto chosen = app.get_subcommands();
-        const std::string text = chosen.empty() ? app.help() : chosen.front()->help(app.get_name());
-        *other = {int(ExitCode::Done), QString::fromStdString(text)};
-        return std::nullopt;
-    } catch (const CLI::CallForVersion &) {
-        *other = {int(ExitCode::Done), QStringLiteral("upgrade-console " PROJECT_VERSION "\n")};
-        return std::nullopt;
-    } catch (const CLI::ParseError &error) {
-        *other = usage(arguments.contains(formerAll) ? QString::fromLatin1(insteadOfAll)
-                                                     : QString::fromLocal8Bit(error.what()));
-        return std::nullopt;
-    }
-    const CLI::App *chosen = app.get_subcommands().front();
-    Reader reader{app, *chosen, {}, {}};
-    reader.options.command = rowNamed(chosen->get_name()).command;
+    m_line.addJsonFlag("--json-progress", OutputForm::JsonLines,
+                       "Write JSON lines: each event of a run as it happens, and the result as the "
+                       "last line.");
+    for (const CommandRow &row : commandRows())
+        m_line.addCommand(row.name, row.help);
+    for (const OptionRow &row : optionRows())
+        addOption(m_line, row);
+    m_line.addExitStatuses({ExitCode::Done, ExitCode::Failed, ExitCode::Usage,
+                            ExitCode::NothingToDo, ExitCode::DeviceBusy, ExitCode::CannotConnect,
+                            ExitCode::ConnectionLost, ExitCode::PackageRefused, ExitCode::NoRun});
+}
+
+std::optional<CommandOutcome> OptionReader::read(const QStringList &arguments)
+{
+    const std::optional<CommandOutcome> answer = m_line.read(arguments);
+    if (answer && answer->problem && arguments.contains(formerAll))
+        return m_line.wrong(QString::fromLatin1(insteadOfAll));
+    if (answer)
+        return answer;
+    const CLI::App &app = m_line.app();
+    Reader reader{app, *app.get_subcommands().front(), {}, {}};
+    reader.options.command = commandNamed(m_line.command());
+    reader.options.form = m_line.form();
     reader.read();
-    if (reader.problem.isEmpty())
-        return reader.options;
-    *other = usage(reader.problem);
+    if (reader.problem.id == ProblemId::Usage)
+        return m_line.wrong(reader.problem.detail);
+    if (reader.problem.id != ProblemId::None)
+        return CommandOutcome::failed(reader.problem);
+    m_options = reader.options;
     return std::nullopt;
 }

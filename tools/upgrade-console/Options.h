@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/CommandLine.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -8,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-/** The command line of upgrade-console. */
+/** What the command line of upgrade-console says. */
 struct Options
 {
     enum class Command {
@@ -30,9 +32,7 @@ struct Options
     Command command = Command::Ping;
     QString host = QStringLiteral("localhost");
     quint16 port = 35353;
-    bool json = false;
-    /** JSON lines: the events of a run and then the result. */
-    bool jsonProgress = false;
+    OutputForm form = OutputForm::Text;
     bool noProgress = false;
     std::chrono::milliseconds timeOut{60'000};
     int mode = 2;
@@ -53,15 +53,24 @@ struct Options
     QString sshPort;
     QStringList sshOptions;
 
-    /** What was asked for instead of a run, and the text that answers it. */
-    struct Other
-    {
-        int exitStatus = 0;
-        QString text;
-    };
+    /** Bars and lines about the progress are wanted. */
+    bool showsProgress() const { return !noProgress && form != OutputForm::JsonLines; }
+};
 
-    /** Reads the arguments; nothing is returned when `other` tells what to print instead. */
-    static std::optional<Options> parse(const QStringList &arguments, Other *other);
+/** The command line of upgrade-console. */
+class OptionReader
+{
+public:
+    OptionReader();
+
+    /** As CommandLine::read(), values included; without an answer there are options. */
+    std::optional<CommandOutcome> read(const QStringList &arguments);
+    const Options &options() const { return m_options; }
+    const CommandLine &line() const { return m_line; }
+
+private:
+    CommandLine m_line;
+    Options m_options;
 };
 
 /** One sub-command. */
@@ -72,7 +81,7 @@ struct CommandRow
     const char *help;
 };
 
-/** One option or argument. The parser, the completion and the manual's test are made from these. */
+/** One option or argument. The parser and the manual's test are made from these. */
 struct OptionRow
 {
     enum class Value { None, Text, Host, File, Choice };
@@ -84,8 +93,8 @@ struct OptionRow
     Value value;
     /** The value's name in the help. */
     const char *valueName;
-    /** Choice only: the values, with blanks between. */
-    const char *choices;
+    /** Choice only: the values. */
+    std::vector<std::string> choices;
     const char *help;
 
     bool isArgument() const { return name[0] != '-'; }
@@ -93,8 +102,3 @@ struct OptionRow
 
 const std::vector<CommandRow> &commandRows();
 const std::vector<OptionRow> &optionRows();
-/** The name of a sub-command. */
-QString commandName(Options::Command command);
-
-/** The script that completes the command line in bash. */
-QString bashCompletion();

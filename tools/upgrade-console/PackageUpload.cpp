@@ -8,8 +8,6 @@
 #include <QFileInfo>
 #include <QRandomGenerator>
 
-using client::Cause;
-
 namespace {
 
 /** What the names of copies have in common, for those that an interrupted command left. */
@@ -52,7 +50,7 @@ void PackageUpload::start(const CheckedPackage &package)
     m_package = package;
     const QString link = m_folder.filePath(localName);
     if (!m_folder.isValid() || !QFile::link(QFileInfo(package.path).absoluteFilePath(), link)) {
-        emit failed(Cause::FileUnreadable, m_folder.errorString());
+        emit failed(ProblemId::FileUnreadable, m_folder.errorString());
         return;
     }
     const QByteArray copy = m_copy.toLatin1();
@@ -97,11 +95,11 @@ void PackageUpload::onEnded(const QString &error)
     if (m_step == Step::Cleaning) {
         emit failed(m_cause, m_detail);
     } else if (!error.isEmpty()) {
-        giveUp(Cause::SshFailed, error);
+        giveUp(ProblemId::SshFailed, error);
     } else if (m_step == Step::Renaming) {
         emit done();
     } else if (!isCopyRight()) {
-        giveUp(Cause::CopyDamaged, m_package.path);
+        giveUp(ProblemId::CopyDamaged, m_package.path);
     } else {
         const QByteArray rename =
             "rename " + m_copy.toLatin1() + ' ' + Paths().package.toLatin1() + '\n';
@@ -109,7 +107,7 @@ void PackageUpload::onEnded(const QString &error)
     }
 }
 
-void PackageUpload::giveUp(Cause cause, const QString &detail)
+void PackageUpload::giveUp(ProblemId cause, const QString &detail)
 {
     m_cause = cause;
     m_detail = detail;

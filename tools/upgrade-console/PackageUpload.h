@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "client/Causes.h"
+#include "common/Problems.h"
 #include "upgrade-console/RemoteSize.h"
 #include "upgrade-console/SftpSession.h"
 
@@ -38,14 +38,14 @@ signals:
     void copied(qint64 bytes);
     void readBack(qint64 bytes);
     void done();
-    void failed(client::Cause cause, const QString &detail);
+    void failed(ProblemId cause, const QString &detail);
 
 private:
     enum class Step { Copying, Renaming, Cleaning };
 
     void begin(Step step, const QByteArray &commands, std::chrono::milliseconds limit);
     void onEnded(const QString &error);
-    void giveUp(client::Cause cause, const QString &detail);
+    void giveUp(ProblemId cause, const QString &detail);
     bool isCopyRight() const;
     void onPoll();
 
@@ -57,7 +57,7 @@ private:
     QTimer m_poll;
     CheckedPackage m_package;
     Step m_step = Step::Copying;
-    client::Cause m_cause = client::Cause::None;
+    ProblemId m_cause = ProblemId::None;
     QString m_detail;
 };
 

@@ -7,9 +7,6 @@
 #include <thread>
 #include <unistd.h>
 
-using client::Cause;
-using client::causeRow;
-
 namespace {
 
 /** What the thread writes to; it outlives this function when the thread is abandoned. */
@@ -17,31 +14,23 @@ struct Shared
 {
     int finished = ::eventfd(0, EFD_CLOEXEC);
     bool isReady = false;
-    CommandResult result;
+    CommandOutcome result;
 };
 
-CommandResult resultOf(Cause cause, const QString &detail)
-{
-    CommandResult result;
-    result.cause = cause;
-    result.exit = causeRow(cause).exit;
-    result.detail = detail;
-    return result;
-}
-
-CommandResult abandonedBy(bool isSignal, const Options &options)
+CommandOutcome abandonedBy(bool isSignal, const Options &options)
 {
     if (isSignal)
-        return resultOf(Cause::Interrupted, {});
-    return resultOf(Cause::FileUnreadable, QStringLiteral("%1: no end of it within %2 s")
-                                               .arg(options.file)
-                                               .arg(double(options.timeOut.count()) / 1000.0));
+        return CommandOutcome::failed(ProblemId::Interrupted, {});
+    return CommandOutcome::failed(ProblemId::FileUnreadable,
+                                  QStringLiteral("%1: no end of it within %2 s")
+                                      .arg(options.file)
+                                      .arg(double(options.timeOut.count()) / 1000.0));
 }
 
 } // namespace
 
 Preparation prepareBounded(Command &command, const Options &options, int signalDescriptor,
-                           CommandResult &result)
+                           CommandOutcome &result)
 {
     if (options.file.isEmpty())
         return command.prepare(result) ? Preparation::Done : Preparation::Failed;

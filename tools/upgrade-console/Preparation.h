@@ -16,4 +16,4 @@ enum class Preparation {
  * thread of its own, and a signal or the time-out of the options ends the wait.
  */
 Preparation prepareBounded(Command &command, const Options &options, int signalDescriptor,
-                           CommandResult &result);
+                           CommandOutcome &result);

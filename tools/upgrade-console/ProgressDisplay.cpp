@@ -2,6 +2,7 @@
 #include "upgrade-console/ProgressDisplay.h"
 
 #include "common/Output.h"
+#include "common/Printable.h"
 #include "upgrade-console/Bars.h"
 
 #include <unistd.h>

@@ -6,6 +6,7 @@
 #include "client/PackageListing.h"
 #include "common/Output.h"
 #include "common/PackageRows.h"
+#include "common/Printable.h"
 #include "fwm/Findings.h"
 #include "platform/Platform.h"
 #include "protocol/ConsoleTexts.h"
@@ -20,12 +21,11 @@ namespace consoletext = protocol::consoletext;
 using bytes::FileSource;
 using client::AgentReply;
 using client::bytesOf;
-using client::Cause;
-using client::causeRow;
 using client::LineEvent;
 using client::LineMeaning;
 using client::listProblem;
 using client::meaningOf;
+using client::packageJson;
 using package::PackageDescription;
 using package::parseDescription;
 using protocol::wholeProgress;
@@ -46,31 +46,15 @@ SshAccess accessOf(const Options &options)
     return access;
 }
 
-CommandResult failureOf(Cause cause, const QString &detail)
-{
-    CommandResult result;
-    result.exit = causeRow(cause).exit;
-    result.cause = cause;
-    result.detail = detail;
-    return result;
-}
-
 QString nameOf(const PackageDescription &package)
 {
     return printable(package.model) + ' ' + printable(package.version);
 }
 
-QJsonObject packageJson(const PackageDescription &package)
-{
-    return {{"model", package.model}, {"version", package.version}};
-}
-
 } // namespace
 
 PutCommand::PutCommand(const Options &options)
-    : Command(options),
-      m_upload(accessOf(options)),
-      m_display(!options.noProgress && !options.jsonProgress)
+    : Command(options), m_upload(accessOf(options)), m_display(options.showsProgress())
 {
     connect(&m_upload, &PackageUpload::copied, this,
             [this](qint64 bytes) { showProgress(false, bytes); });
@@ -81,23 +65,23 @@ PutCommand::PutCommand(const Options &options)
 }
 
 /** The checks of 'fwm verify': what it calls an error never reaches a module. */
-bool PutCommand::prepare(CommandResult &result)
+bool PutCommand::prepare(CommandOutcome &result)
 {
     m_package.path = options().file;
     FileSource source(m_package.path);
     if (!source.open()) {
-        result = failureOf(Cause::FileUnreadable, m_package.path + ": " + source.errorString());
+        result = CommandOutcome::failed(ProblemId::FileUnreadable,
+                                        m_package.path + ": " + source.errorString());
         return false;
     }
     const PackageContents contents = readContents(source);
-    QStringList errors;
     for (const Finding &finding : findingsIn(contents)) {
-        QStringList &lines = finding.severity == Finding::Severity::Error ? errors : m_warnings;
-        lines += printable(findingText(finding));
-    }
-    if (!errors.isEmpty()) {
-        result = failureOf(Cause::PackageUnsound, m_package.path + ": " + errors.first());
-        return false;
+        const QString where = m_package.path + ": " + findingText(finding);
+        if (finding.severity == Finding::Severity::Error) {
+            result = CommandOutcome::failed(ProblemId::PackageUnsound, where);
+            return false;
+        }
+        m_warnings.append({finding.name, finding.text, m_package.path});
     }
     m_package.size = contents.size;
     m_package.sha256 = sha256OfFile(m_package.path);
@@ -107,7 +91,7 @@ bool PutCommand::prepare(CommandResult &result)
 
 void PutCommand::note(const QString &line)
 {
-    if (!options().jsonProgress)
+    if (options().form != OutputForm::JsonLines)
         writeAll(STDERR_FILENO, printable(line).toUtf8() + '\n');
 }
 
@@ -126,7 +110,7 @@ void PutCommand::onConnected()
 void PutCommand::list(Stage stage)
 {
     m_stage = stage;
-    m_listProblem = Cause::None;
+    m_listProblem = ProblemId::None;
     request(consoletext::getFirmwareList);
     awaitReply();
 }
@@ -136,10 +120,10 @@ void PutCommand::onReply(const AgentReply &reply)
     const LineMeaning meaning = reply.kind == Kind::Log ? meaningOf(reply.text) : LineMeaning();
     if (m_stage == Stage::Asking) {
         if (meaning.event == LineEvent::Busy)
-            fail(Cause::Busy);
+            fail(ProblemId::Busy);
         else if (reply.kind == Kind::Heartbeat)
             list(Stage::Listing);
-    } else if (meaning.cause != Cause::None) {
+    } else if (meaning.cause != ProblemId::None) {
         m_listProblem = meaning.cause;
     } else if (reply.kind == Kind::FirmwareList && m_stage == Stage::Listing) {
         onListed(reply.text);
@@ -150,10 +134,10 @@ void PutCommand::onReply(const AgentReply &reply)
 
 void PutCommand::onListed(const QString &text)
 {
-    const Cause problem = listProblem(text, m_listProblem);
-    if (problem != Cause::None) {
+    const ProblemId problem = listProblem(text, m_listProblem);
+    if (problem != ProblemId::None) {
         note(QStringLiteral("The module has no package to upgrade from: %1.")
-                 .arg(QLatin1String(causeRow(problem).words)));
+                 .arg(QLatin1String(problemRow(problem).text)));
         copy();
         return;
     }
@@ -197,10 +181,10 @@ void PutCommand::showProgress(bool isReadBack, qint64 bytes)
     const bool isTenth = int(percent) / 10 != m_percent / 10 || isReadBack != m_isReadingBack;
     m_percent = int(percent);
     m_isReadingBack = isReadBack;
-    if (isTenth && !options().jsonProgress)
+    if (isTenth && options().form != OutputForm::JsonLines)
         m_display.tell({QStringLiteral("%1: %2 %").arg(state).arg(m_percent)});
     writeEvent({{"event", "progress"},
-                {"phase", isReadBack ? "reading_back" : "copying"},
+                {"phase", isReadBack ? "reading-back" : "copying"},
                 {"percent", m_percent}});
 }
 
@@ -211,7 +195,7 @@ void PutCommand::onCopied()
     reconnect();
 }
 
-void PutCommand::onCopyFailed(Cause cause, const QString &detail)
+void PutCommand::onCopyFailed(ProblemId cause, const QString &detail)
 {
     m_display.close();
     fail(cause, detail);
@@ -220,21 +204,21 @@ void PutCommand::onCopyFailed(Cause cause, const QString &detail)
 /** The agent checks the package before it lists it. */
 void PutCommand::compare(const QString &text)
 {
-    const Cause problem = listProblem(text, m_listProblem);
-    if (problem != Cause::None) {
+    const ProblemId problem = listProblem(text, m_listProblem);
+    if (problem != ProblemId::None) {
         fail(problem, text.startsWith('{') ? QString() : text);
         return;
     }
     const PackageDescription listed = parseDescription(text.toUtf8());
     if (listed.object != m_description.object)
-        fail(Cause::CopyNotListed, nameOf(listed));
+        fail(ProblemId::CopyNotListed, nameOf(listed));
     else
         succeed();
 }
 
 void PutCommand::succeed()
 {
-    CommandResult result;
+    CommandOutcome result;
     const double seconds = std::chrono::duration<double>(m_copyTook).count();
     QJsonObject package = packageJson(m_description);
     package["chips"] = rowsOf(m_description, Numbering::FromZero).size();
@@ -242,26 +226,28 @@ void PutCommand::succeed()
                    {"bytes", m_package.size}, {"sha256", QString(m_package.sha256)},
                    {"package", package},      {"package_before", m_before},
                    {"copy_seconds", seconds}};
-    result.output = QStringList{
-        QStringLiteral("%1 has %2 now: %3 bytes, copied, read back and compared in %4 s.")
-            .arg(options().host, nameOf(m_description))
-            .arg(m_package.size)
-            .arg(seconds, 0, 'f', 1),
-        QStringLiteral("SHA-256 ") + QString(m_package.sha256)};
-    result.advice = m_warnings;
+    result.text =
+        textOf({QStringLiteral("%1 has %2 now: %3 bytes, copied, read back and compared in %4 s.")
+                    .arg(options().host, nameOf(m_description))
+                    .arg(m_package.size)
+                    .arg(seconds, 0, 'f', 1),
+                QStringLiteral("SHA-256 ") + QString(m_package.sha256)});
+    result.warnings = m_warnings;
     finish(result);
 }
 
 void PutCommand::interrupt()
 {
     m_display.close();
-    CommandResult result = failureOf(Cause::Interrupted, {});
+    CommandOutcome result = CommandOutcome::failed(ProblemId::Interrupted, {});
     if (m_stage == Stage::Copying)
-        result.advice = QStringList{
-            QStringLiteral("The module may still have a part of the copy, as %1; the next copy "
-                           "removes it.")
-                .arg(m_upload.copyName()),
-            QStringLiteral("%1 is the package from before, or the whole new one.")
-                .arg(Paths().package)};
+        result.problem->advice =
+            QStringList{
+                QStringLiteral("The module may still have a part of the copy, as %1; the next copy "
+                               "removes it.")
+                    .arg(m_upload.copyName()),
+                QStringLiteral("%1 is the package from before, or the whole new one.")
+                    .arg(Paths().package)}
+                .join(QLatin1Char('\n'));
     finish(result);
 }

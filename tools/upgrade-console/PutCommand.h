@@ -17,7 +17,7 @@ class PutCommand : public Command
 public:
     explicit PutCommand(const Options &options);
 
-    bool prepare(CommandResult &result) override;
+    bool prepare(CommandOutcome &result) override;
     void interrupt() override;
 
 protected:
@@ -31,7 +31,7 @@ private:
     void onListed(const QString &text);
     void copy();
     void onCopied();
-    void onCopyFailed(client::Cause cause, const QString &detail);
+    void onCopyFailed(ProblemId cause, const QString &detail);
     void compare(const QString &text);
     void note(const QString &line);
     void showProgress(bool isReadBack, qint64 bytes);
@@ -44,8 +44,8 @@ private:
     bool m_isReadingBack = false;
     CheckedPackage m_package;
     package::PackageDescription m_description;
-    QStringList m_warnings;
-    client::Cause m_listProblem = client::Cause::None;
+    QVector<Warning> m_warnings;
+    ProblemId m_listProblem = ProblemId::None;
     /** What the module had; null when it had none. */
     QJsonValue m_before;
     std::chrono::milliseconds m_copyBegun{0};

@@ -6,8 +6,6 @@
 namespace consoletext = protocol::consoletext;
 using client::AgentReply;
 using client::bytesOf;
-using client::Cause;
-using client::causeRow;
 using client::eventOf;
 using client::likelyState;
 using client::LineEvent;
@@ -32,7 +30,7 @@ constexpr auto redrawEvery = 500ms;
 /** Lines that people should see while the run goes on. */
 bool isNotable(const QString &line)
 {
-    return meaningOf(line).cause != Cause::None || line.contains(QLatin1String(" fail"));
+    return meaningOf(line).cause != ProblemId::None || line.contains(QLatin1String(" fail"));
 }
 
 QJsonObject messageEvent(const QString &line)
@@ -41,18 +39,15 @@ QJsonObject messageEvent(const QString &line)
     QJsonObject event{{"event", "message"}, {"text", line}};
     if (!meaning.id.isEmpty())
         event["id"] = meaning.id;
-    const Cause cause = meaning.cause;
-    if (cause != Cause::None)
-        event["cause"] = QString::fromLatin1(causeRow(cause).id);
+    if (meaning.cause != ProblemId::None)
+        event["error"] = problemJson(Problem{meaning.cause});
     return event;
 }
 
 } // namespace
 
 RunCommand::RunCommand(const Options &options)
-    : Command(options),
-      m_display(!options.noProgress && !options.jsonProgress),
-      m_waitBack(options.host, options.port)
+    : Command(options), m_display(options.showsProgress()), m_waitBack(options.host, options.port)
 {
     m_quiet.setSingleShot(true);
     m_quiet.setInterval(options.timeOut);
@@ -60,8 +55,9 @@ RunCommand::RunCommand(const Options &options)
     connect(&m_quiet, &QTimer::timeout, this, &RunCommand::onQuiet);
     connect(&m_redraw, &QTimer::timeout, this, &RunCommand::showProgress);
     connect(&m_waitBack, &WaitBack::back, this, &RunCommand::onBack);
-    connect(&m_waitBack, &WaitBack::missing, this,
-            [this] { loseContact(Cause::NoSignOfLife, QStringLiteral("the module is not back")); });
+    connect(&m_waitBack, &WaitBack::missing, this, [this] {
+        loseContact(ProblemId::NoSignOfLife, QStringLiteral("the module is not back"));
+    });
 }
 
 void RunCommand::onReply(const AgentReply &reply)
@@ -139,7 +135,7 @@ void RunCommand::onPulseAnswered()
 
 void RunCommand::showProgress()
 {
-    if (options().jsonProgress) {
+    if (options().form == OutputForm::JsonLines) {
         const auto events = m_events.changes(picture());
         for (const QJsonObject &event : events)
             writeEvent(event);
@@ -156,7 +152,7 @@ RunPicture RunCommand::picture()
             m_startedAt};
 }
 
-void RunCommand::failRun(Cause cause, const QString &detail)
+void RunCommand::failRun(ProblemId cause, const QString &detail)
 {
     m_redraw.stop();
     m_display.close();
@@ -178,9 +174,9 @@ void RunCommand::onQuietAnswered(bool isBusy)
     if (isBusy)
         m_quiet.start();
     else if (m_heardOfRun)
-        loseContact(Cause::OutcomeUnseen, {});
+        loseContact(ProblemId::OutcomeUnseen, {});
     else
-        failRun(Cause::NotStarted);
+        failRun(ProblemId::NotStarted);
 }
 
 void RunCommand::endRun()
@@ -188,29 +184,28 @@ void RunCommand::endRun()
     finish(resultOf(outcomeOf(m_model)));
 }
 
-CommandResult RunCommand::resultOf(const UpgradeOutcome &outcome)
+CommandOutcome RunCommand::resultOf(const UpgradeOutcome &outcome)
 {
     m_redraw.stop();
     m_quiet.stop();
     showProgress();
     m_display.close();
-    CommandResult result;
+    CommandOutcome result;
     result.exit = outcome.exit;
-    result.cause = outcome.cause;
-    result.output = resultTable(m_model, now(), Terminal::of(1).style);
-    result.output += {QString(), outcome.summary};
+    if (outcome.exit != ExitCode::Done && outcome.exit != ExitCode::NothingToDo)
+        result.problem = Problem{outcome.cause, m_model.labelled(m_model.problemLine())};
+    result.text = textOf(resultTable(m_model, now(), Terminal::of(1).style) +
+                         QStringList{QString(), outcome.summary});
     addRun(result);
     result.json["summary"] = outcome.summary;
     result.json["rebooted"] = m_model.hasRebooted();
     result.json["mcus"] = resultJson(m_model, now());
     if (!m_model.netVersion().isEmpty())
         result.json["net_version"] = m_model.netVersion();
-    if (outcome.cause != Cause::None && outcome.cause != Cause::NothingToDo)
-        result.detail = m_model.labelled(m_model.problemLine());
     return result;
 }
 
-void RunCommand::onLost(Cause cause, const QString &detail)
+void RunCommand::onLost(ProblemId cause, const QString &detail)
 {
     const bool isRestart =
         m_stage == Stage::Running &&
@@ -230,38 +225,38 @@ void RunCommand::onLost(Cause cause, const QString &detail)
 void RunCommand::onBack(const QString &version)
 {
     m_model.assumeSuccess(now());
-    CommandResult result = resultOf(outcomeOf(m_model));
+    CommandOutcome result = resultOf(outcomeOf(m_model));
     result.json["verdict_seen"] = false;
     result.json["agent_version"] = version;
-    result.advice +=
-        QStringLiteral("The module restarted with the device, before the agent's verdict; "
-                       "its agent answers again. Run the upgrade again to be sure.");
+    result.warnings.append({QStringLiteral("verdict-unseen"),
+                            QStringLiteral("the module restarted with the device, before the "
+                                           "agent's verdict; run the upgrade again to be sure"),
+                            {}});
     finish(result);
 }
 
 void RunCommand::onDeadline()
 {
-    loseContact(Cause::NoSignOfLife, QStringLiteral("a request was not answered"));
+    loseContact(ProblemId::NoSignOfLife, QStringLiteral("a request was not answered"));
 }
 
 void RunCommand::interrupt()
 {
-    loseContact(Cause::Interrupted, {});
+    loseContact(ProblemId::Interrupted, {});
 }
 
-void RunCommand::loseContact(Cause cause, const QString &detail)
+void RunCommand::loseContact(ProblemId cause, const QString &detail)
 {
     if (m_stage != Stage::Running && m_stage != Stage::WaitingBack) {
         fail(cause, detail);
         return;
     }
     const QStringList state =
-        cause == Cause::OutcomeUnseen ? QStringList() : likelyState(m_model, cause);
+        cause == ProblemId::OutcomeUnseen ? QStringList() : likelyState(m_model, cause);
     m_model.settleUnseen(now());
-    CommandResult result =
-        resultOf({causeRow(cause).exit, cause, QStringLiteral("The outcome is not known.")});
-    result.detail = detail;
-    result.advice = state;
+    CommandOutcome result =
+        resultOf({problemRow(cause).exit, cause, QStringLiteral("The outcome is not known.")});
+    result.problem = Problem{cause, detail, state.join(QLatin1Char('\n'))};
     result.json["likely_state"] = QJsonArray::fromStringList(state);
     finish(result);
 }

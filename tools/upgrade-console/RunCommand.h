@@ -29,11 +29,11 @@ protected:
     /** Whether the reply says that no run is active; the command is over then. */
     virtual bool refuses(const client::AgentReply &) { return false; }
     /** Puts into the result which run it was. */
-    virtual void addRun(CommandResult &result) = 0;
+    virtual void addRun(CommandOutcome &result) = 0;
 
     void onReply(const client::AgentReply &reply) override;
     void onPulseAnswered() override;
-    void onLost(client::Cause cause, const QString &detail) override;
+    void onLost(ProblemId cause, const QString &detail) override;
     void onDeadline() override;
 
     /** Makes the agent say whether a run is under way, and that it has said so. */
@@ -43,8 +43,8 @@ protected:
     /** From now on every reply is about the run. */
     void follow();
     /** The request started nothing. */
-    void failRun(client::Cause cause, const QString &detail = {});
-    CommandResult resultOf(const client::UpgradeOutcome &outcome);
+    void failRun(ProblemId cause, const QString &detail = {});
+    CommandOutcome resultOf(const client::UpgradeOutcome &outcome);
 
     const client::UpgradeModel &model() const { return m_model; }
     const client::TimeEstimate &estimate() const { return m_estimate; }
@@ -63,7 +63,7 @@ private:
     void onQuietAnswered(bool isBusy);
     void showProgress();
     void endRun();
-    void loseContact(client::Cause cause, const QString &detail);
+    void loseContact(ProblemId cause, const QString &detail);
     void onBack(const QString &version);
     client::RunPicture picture();
 

@@ -3,6 +3,7 @@
 
 #include "client/Messages.h"
 #include "client/TimeEstimate.h"
+#include "common/Printable.h"
 #include "netupgrade/NetTexts.h"
 #include "protocol/CommandWords.h"
 #include "protocol/ConsoleTexts.h"
@@ -18,14 +19,12 @@ namespace command = protocol::command;
 namespace consoletext = protocol::consoletext;
 namespace nettext = netupgrade::nettext;
 using client::AgentReply;
-using client::Cause;
-using client::causeOfBlockStatus;
-using client::causeRow;
 using client::leftText;
 using client::LineEvent;
 using client::LineMeaning;
 using client::meaningOf;
 using client::NetBlocks;
+using client::problemOfBlockStatus;
 using client::WaitBack;
 using protocol::wholeProgress;
 
@@ -45,27 +44,26 @@ constexpr qint64 largestImage = 512LL * 1024 * 1024;
 } // namespace
 
 SendNetCommand::SendNetCommand(const Options &options)
-    : Command(options),
-      m_display(!options.noProgress && !options.jsonProgress),
-      m_waitBack(options.host, options.port)
+    : Command(options), m_display(options.showsProgress()), m_waitBack(options.host, options.port)
 {
     m_answer.setSingleShot(true);
     m_answer.setInterval(std::min(longestAnswer, options.timeOut / attempts));
     m_install.setSingleShot(true);
     connect(&m_answer, &QTimer::timeout, this, &SendNetCommand::onUnanswered);
     connect(&m_install, &QTimer::timeout, this, [this] {
-        loseContact(Cause::NoSignOfLife, QStringLiteral("the installation does not go on"));
+        loseContact(ProblemId::NoSignOfLife, QStringLiteral("the installation does not go on"));
     });
     connect(&m_waitBack, &WaitBack::back, this, [this](const QString &version) {
-        CommandResult result = resultWith(m_soft, QStringLiteral("The module is back."));
+        CommandOutcome result = resultWith(m_soft, QStringLiteral("The module is back."));
         result.json["agent_version"] = version;
         finish(result);
     });
-    connect(&m_waitBack, &WaitBack::missing, this,
-            [this] { loseContact(Cause::NoSignOfLife, QStringLiteral("the module is not back")); });
+    connect(&m_waitBack, &WaitBack::missing, this, [this] {
+        loseContact(ProblemId::NoSignOfLife, QStringLiteral("the module is not back"));
+    });
 }
 
-bool SendNetCommand::prepare(CommandResult &result)
+bool SendNetCommand::prepare(CommandOutcome &result)
 {
     QFile file(options().file);
     QByteArray image;
@@ -80,9 +78,9 @@ bool SendNetCommand::prepare(CommandResult &result)
         m_blocks = std::make_unique<NetBlocks>(image);
         return true;
     }
-    result.cause = isUsable ? Cause::NetImageInvalid : Cause::FileUnreadable;
-    result.exit = causeRow(result.cause).exit;
-    result.detail = options().file + ": " + problem;
+    result =
+        CommandOutcome::failed(isUsable ? ProblemId::NetImageInvalid : ProblemId::FileUnreadable,
+                               options().file + ": " + problem);
     return false;
 }
 
@@ -117,7 +115,7 @@ void SendNetCommand::onReply(const AgentReply &reply)
 void SendNetCommand::onAsked(const AgentReply &reply)
 {
     if (reply.kind == Kind::Log && meaningOf(reply.text).event == LineEvent::Busy) {
-        fail(Cause::Busy);
+        fail(ProblemId::Busy);
     } else if (reply.kind == Kind::Heartbeat) {
         stopAwaiting();
         m_stage = Stage::Entering;
@@ -140,21 +138,21 @@ void SendNetCommand::onStatus(const AgentReply &reply)
     const bool isEnter = m_stage == Stage::Entering;
     if (reply.word != (isEnter ? command::enterUpdateMode : command::writeBlock))
         return;
-    const Cause cause = causeOfBlockStatus(reply.status);
-    if (cause == Cause::None) {
+    const ProblemId cause = problemOfBlockStatus(reply.status);
+    if (cause == ProblemId::None) {
         m_stage = Stage::Sending;
         sendNextBlock();
-    } else if (isEnter && cause == Cause::BlockRefused) {
-        fail(Cause::Busy, QStringLiteral("the module does not take new firmware now"));
+    } else if (isEnter && cause == ProblemId::BlockRefused) {
+        fail(ProblemId::Busy, QStringLiteral("the module does not take new firmware now"));
     } else {
         onRefused(cause);
     }
 }
 
 /** A damaged frame is worth another attempt, a refused one is not. */
-void SendNetCommand::onRefused(Cause cause)
+void SendNetCommand::onRefused(ProblemId cause)
 {
-    if (cause != Cause::BlockDamaged || m_attempts >= attempts) {
+    if (cause != ProblemId::BlockDamaged || m_attempts >= attempts) {
         loseContact(cause, {});
         return;
     }
@@ -164,7 +162,7 @@ void SendNetCommand::onRefused(Cause cause)
 void SendNetCommand::onUnanswered()
 {
     if (m_attempts >= attempts) {
-        loseContact(Cause::BlockUnanswered, {});
+        loseContact(ProblemId::BlockUnanswered, {});
         return;
     }
     repeatFrame();
@@ -237,10 +235,10 @@ void SendNetCommand::onInstalling(const AgentReply &reply)
  *  about blocks, and a status is the answer to another sender. */
 void SendNetCommand::onLastBlockStatus(const AgentReply &reply)
 {
-    const Cause cause = causeOfBlockStatus(reply.status);
-    if (m_installBegun || reply.word != command::writeBlock || cause == Cause::None)
+    const ProblemId cause = problemOfBlockStatus(reply.status);
+    if (m_installBegun || reply.word != command::writeBlock || cause == ProblemId::None)
         return;
-    if (cause == Cause::BlockDamaged && m_attempts < attempts) {
+    if (cause == ProblemId::BlockDamaged && m_attempts < attempts) {
         repeatFrame();
         m_install.start(options().timeOut);
         return;
@@ -262,7 +260,7 @@ void SendNetCommand::endInstall()
     m_stage = Stage::WaitingBack;
 }
 
-void SendNetCommand::onLost(Cause cause, const QString &detail)
+void SendNetCommand::onLost(ProblemId cause, const QString &detail)
 {
     m_install.stop();
     if (m_stage == Stage::WaitingBack)
@@ -273,15 +271,15 @@ void SendNetCommand::onLost(Cause cause, const QString &detail)
 
 void SendNetCommand::onDeadline()
 {
-    loseContact(Cause::NoSignOfLife, QStringLiteral("a request was not answered"));
+    loseContact(ProblemId::NoSignOfLife, QStringLiteral("a request was not answered"));
 }
 
 void SendNetCommand::interrupt()
 {
-    loseContact(Cause::Interrupted, {});
+    loseContact(ProblemId::Interrupted, {});
 }
 
-void SendNetCommand::loseContact(Cause cause, const QString &detail)
+void SendNetCommand::loseContact(ProblemId cause, const QString &detail)
 {
     QStringList state;
     if (m_stage == Stage::Entering || m_stage == Stage::Sending)
@@ -296,9 +294,8 @@ void SendNetCommand::loseContact(Cause cause, const QString &detail)
     else if (m_stage == Stage::WaitingBack)
         state = QStringList{QStringLiteral("The firmware is installed and the module restarts."),
                             QStringLiteral("If it stays away, switch the device off and on.")};
-    CommandResult result = resultWith(cause, {});
-    result.detail = detail;
-    result.advice = state;
+    CommandOutcome result = resultWith(cause, {});
+    result.problem = Problem{cause, detail, state.join(QLatin1Char('\n'))};
     result.json["likely_state"] = QJsonArray::fromStringList(state);
     finish(result);
 }
@@ -337,18 +334,18 @@ void SendNetCommand::showProgress()
     });
 }
 
-CommandResult SendNetCommand::resultWith(Cause cause, const QString &summary)
+CommandOutcome SendNetCommand::resultWith(ProblemId cause, const QString &summary)
 {
     m_answer.stop();
     m_install.stop();
     m_display.close();
-    CommandResult result;
-    result.cause = cause;
-    result.exit = causeRow(cause).exit;
+    CommandOutcome result;
+    if (cause != ProblemId::None)
+        result.fail(cause, {});
     if (!m_version.isEmpty())
-        result.output += "Installed version: " + printable(m_version);
+        result.text += textOf({"Installed version: " + printable(m_version)});
     if (!summary.isEmpty())
-        result.output += summary;
+        result.text += textOf({summary});
     result.json["retries"] = m_retries;
     result.json["bytes"] = m_blocks->size();
     if (!m_version.isEmpty())

@@ -20,13 +20,13 @@ class SendNetCommand : public Command
 public:
     explicit SendNetCommand(const Options &options);
 
-    bool prepare(CommandResult &result) override;
+    bool prepare(CommandOutcome &result) override;
     void interrupt() override;
 
 protected:
     void onConnected() override;
     void onReply(const client::AgentReply &reply) override;
-    void onLost(client::Cause cause, const QString &detail) override;
+    void onLost(ProblemId cause, const QString &detail) override;
     void onDeadline() override;
 
 private:
@@ -38,15 +38,15 @@ private:
     void onLastBlockStatus(const client::AgentReply &reply);
     void sendFrame(const QByteArray &frame);
     void sendNextBlock();
-    void onRefused(client::Cause cause);
+    void onRefused(ProblemId cause);
     void onUnanswered();
     void repeatFrame();
     void sendLastBlock();
     void endInstall();
-    void loseContact(client::Cause cause, const QString &detail);
+    void loseContact(ProblemId cause, const QString &detail);
     void showProgress();
     void writeProgress(bool isSending);
-    CommandResult resultWith(client::Cause cause, const QString &summary);
+    CommandOutcome resultWith(ProblemId cause, const QString &summary);
 
     Stage m_stage = Stage::Asking;
     std::unique_ptr<client::NetBlocks> m_blocks;
@@ -64,5 +64,5 @@ private:
     /** The module has said something about its installation. */
     bool m_installBegun = false;
     QString m_version;
-    client::Cause m_soft = client::Cause::None;
+    ProblemId m_soft = ProblemId::None;
 };

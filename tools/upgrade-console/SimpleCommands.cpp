@@ -4,23 +4,33 @@
 #include "DumpReader.h"
 #include "client/Messages.h"
 #include "client/PackageListing.h"
+#include "common/Printable.h"
 #include "edid/EdidTexts.h"
+#include "fwm/PackageContents.h"
+#include "fwm/Words.h"
+#include "package/DescriptionKeys.h"
 #include "package/PackageDescription.h"
 #include "planning/TypeAndIndexTable.h"
+#include "protocol/ChipTypes.h"
 #include "protocol/ConsoleTexts.h"
 #include "upgrade-console/Terminal.h"
 #include "upgrade-console/UpgradeView.h"
 
 #include <QFile>
+#include <QJsonArray>
 
 #include <cstdio>
 
+namespace chip = protocol::chip;
 namespace consoletext = protocol::consoletext;
+namespace description = package::description;
 namespace field = package::field;
 using client::AgentReply;
-using client::Cause;
 using client::listProblem;
 using client::meaningOf;
+using client::packageJson;
+using package::imageEntries;
+using package::ImageEntry;
 using package::PackageDescription;
 using package::parseDescription;
 
@@ -42,6 +52,32 @@ QStringList packageRow(const QStringList &entry)
         isLetter ? QString(QChar(speciality)) : QString::number(speciality),
         QStringList(entry.mid(field::ver1, 3)).join('.'),
     };
+}
+
+QJsonObject imageJson(const ImageEntry &entry)
+{
+    const package::RecordKey key = keyOfEntry(entry);
+    const int chipType = description::number(entry.chip, package::key::chipType);
+    return {{"name", description::text(entry.pcb, package::key::name)},
+            {"chip", description::text(entry.chip, package::key::name)},
+            {"chip_type", chip::fromDescription(chipType)},
+            {"chip_quantity", key.chipQuantity},
+            {"mcu_type", key.mcuType},
+            {"pcb_version", key.pcbVersion},
+            {"speciality", key.speciality},
+            {"version", versionText(key)}};
+}
+
+/** With the keys of 'fwm list'. */
+QJsonObject listJson(const PackageDescription &package)
+{
+    QJsonArray images;
+    const auto entries = imageEntries(package.object);
+    for (const ImageEntry &entry : entries)
+        images.append(imageJson(entry));
+    QJsonObject json = packageJson(package);
+    json["images"] = images;
+    return json;
 }
 
 /** The first entry that tells the kind of input; before it stand maker and name, and a name may
@@ -84,9 +120,9 @@ void PingCommand::onReply(const AgentReply &reply)
     if (reply.kind != AgentReply::Kind::Heartbeat)
         return;
     const double milliseconds = double(m_roundTrip.nsecsElapsed()) / nanoPerMilli;
-    CommandResult result;
-    result.output =
-        QStringList{QStringLiteral("the agent answers, after %1 ms").arg(milliseconds, 0, 'f', 1)};
+    CommandOutcome result;
+    result.text =
+        textOf({QStringLiteral("the agent answers, after %1 ms").arg(milliseconds, 0, 'f', 1)});
     result.json["milliseconds"] = milliseconds;
     finish(result);
 }
@@ -101,9 +137,9 @@ void VersionCommand::onReply(const AgentReply &reply)
 {
     if (reply.kind != AgentReply::Kind::Version)
         return;
-    CommandResult result;
-    result.output = QStringList{printable(reply.text)};
-    result.json["version"] = reply.text;
+    CommandOutcome result;
+    result.text = textOf({printable(reply.text)});
+    result.json["agent_version"] = reply.text;
     finish(result);
 }
 
@@ -116,8 +152,8 @@ void ListCommand::onConnected()
 void ListCommand::onReply(const AgentReply &reply)
 {
     if (reply.kind == AgentReply::Kind::Log) {
-        const Cause cause = meaningOf(reply.text).cause;
-        if (cause != Cause::None)
+        const ProblemId cause = meaningOf(reply.text).cause;
+        if (cause != ProblemId::None)
             m_problem = cause;
     } else if (reply.kind == AgentReply::Kind::FirmwareList) {
         show(reply.text);
@@ -126,25 +162,26 @@ void ListCommand::onReply(const AgentReply &reply)
 
 void ListCommand::show(const QString &text)
 {
-    const Cause problem = listProblem(text, m_problem);
-    if (problem != Cause::None) {
+    const ProblemId problem = listProblem(text, m_problem);
+    if (problem != ProblemId::None) {
         fail(problem, text.startsWith('{') ? QString() : text);
         return;
     }
     const PackageDescription package = parseDescription(text.toUtf8());
-    CommandResult result;
-    result.json["package"] = package.object;
-    result.output = QStringList{"Model: " + printable(package.model),
-                                "Version: " + printable(package.version), QString()};
+    CommandOutcome result;
+    result.json["package"] = listJson(package);
+    QStringList lines{"Model: " + printable(package.model),
+                      "Version: " + printable(package.version), QString()};
     QVector<QStringList> rows{
         {"Name", "Chip type", "Quantity", "MCU type", "PCB", "Speciality", "Version"}};
     for (const QString &line : package.firmwareList)
         rows.append(packageRow(line.split(',')));
-    result.output += alignedTable(rows, {1, 2, 3, 4});
+    lines += alignedTable(rows, {1, 2, 3, 4});
+    result.text = textOf(lines);
     finish(result);
 }
 
-bool EdidCommand::prepare(CommandResult &result)
+bool EdidCommand::prepare(CommandOutcome &result)
 {
     const QString name = options().file;
     QFile file(name);
@@ -153,14 +190,14 @@ bool EdidCommand::prepare(CommandResult &result)
     const DumpReading reading =
         isOpen ? readDump(file) : DumpReading{{}, file.errorString(), false};
     if (!reading.error.isEmpty()) {
-        result.exit = ExitCode::Failed;
-        result.cause = Cause::FileUnreadable;
-        result.detail = name + ": " + reading.error;
+        result = CommandOutcome::failed(ProblemId::FileUnreadable, name + ": " + reading.error);
         return false;
     }
     m_dump = reading.bytes;
     if (reading.extensionMissing)
-        m_warnings += QStringLiteral("the dump's extension block is missing; sent as zeros");
+        m_warnings.append({QStringLiteral("extension-missing"),
+                           QStringLiteral("the dump's extension block is missing; sent as zeros"),
+                           name});
     return true;
 }
 
@@ -175,21 +212,21 @@ void EdidCommand::onReply(const AgentReply &reply)
     if (reply.kind == AgentReply::Kind::EdidReport)
         show(reply.text);
     else if (reply.kind == AgentReply::Kind::EdidError)
-        fail(Cause::EdidRefused, reply.text);
+        fail(ProblemId::EdidRefused, reply.text);
     else if (reply.kind == AgentReply::Kind::Log &&
-             meaningOf(reply.text).cause == Cause::UnknownRequest)
-        fail(Cause::UnknownRequest, reply.text);
+             meaningOf(reply.text).cause == ProblemId::UnknownRequest)
+        fail(ProblemId::UnknownRequest, reply.text);
 }
 
 void EdidCommand::show(const QString &fields)
 {
     if (fields == QLatin1String(edid::text::headerError)) {
-        fail(Cause::EdidRefused, fields);
+        fail(ProblemId::EdidRefused, fields);
         return;
     }
-    CommandResult result;
-    result.advice = m_warnings;
-    result.output = reportLines(fields);
+    CommandOutcome result;
+    result.warnings = m_warnings;
+    result.text = textOf(reportLines(fields));
     result.json["report"] = fields;
     finish(result);
 }

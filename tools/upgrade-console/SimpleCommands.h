@@ -46,7 +46,7 @@ protected:
 private:
     void show(const QString &text);
 
-    client::Cause m_problem = client::Cause::None;
+    ProblemId m_problem = ProblemId::None;
 };
 
 /** Sends a dump, prints the fields of the agent's report. */
@@ -57,7 +57,7 @@ class EdidCommand : public Command
 public:
     using Command::Command;
 
-    bool prepare(CommandResult &result) override;
+    bool prepare(CommandOutcome &result) override;
 
 protected:
     void onConnected() override;
@@ -67,5 +67,5 @@ private:
     void show(const QString &fields);
 
     QByteArray m_dump;
-    QStringList m_warnings;
+    QVector<Warning> m_warnings;
 };

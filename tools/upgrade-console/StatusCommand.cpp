@@ -4,19 +4,18 @@
 #include "client/Messages.h"
 #include "client/PackageListing.h"
 #include "common/PackageRows.h"
+#include "common/Printable.h"
 #include "protocol/ConsoleTexts.h"
 #include "upgrade-console/Terminal.h"
 
 namespace consoletext = protocol::consoletext;
 using client::AgentReply;
 using client::bytesOf;
-using client::Cause;
-using client::causeJson;
-using client::causeRow;
 using client::LineEvent;
 using client::LineMeaning;
 using client::listProblem;
 using client::meaningOf;
+using client::packageJson;
 using package::PackageDescription;
 using package::parseDescription;
 
@@ -62,58 +61,57 @@ void StatusCommand::onReply(const AgentReply &reply)
     } else if (reply.kind == Kind::Log) {
         const LineMeaning meaning = meaningOf(reply.text);
         m_isBusy = m_isBusy || meaning.event == LineEvent::Busy;
-        if (m_isBusyKnown && !m_isBusy && meaning.cause != Cause::None)
+        if (m_isBusyKnown && !m_isBusy && meaning.cause != ProblemId::None)
             m_listProblem = meaning.cause;
     }
 }
 
 QString StatusCommand::packageText(QJsonObject &json) const
 {
-    const Cause problem = listProblem(m_list, m_listProblem);
-    if (problem != Cause::None) {
+    const ProblemId problem = listProblem(m_list, m_listProblem);
+    if (problem != ProblemId::None) {
         json["package"] = QJsonValue::Null;
-        json["package_problem"] = causeJson(problem);
+        json["package_problem"] = problemJson(Problem{problem});
         return QStringLiteral("none to upgrade from: ") +
-               QString::fromLatin1(causeRow(problem).words);
+               QString::fromLatin1(problemRow(problem).text);
     }
+    json["package_problem"] = QJsonValue::Null;
     const PackageDescription package = parseDescription(m_list.toUtf8());
     const int chips = rowsOf(package, Numbering::FromZero).size();
-    json["package"] =
-        QJsonObject{{"model", package.model}, {"version", package.version}, {"chips", chips}};
+    QJsonObject about = packageJson(package);
+    about["chips"] = chips;
+    json["package"] = about;
     return QStringLiteral("%1 %2, %3")
         .arg(printable(package.model), printable(package.version), chipsText(chips));
 }
 
 void StatusCommand::show()
 {
-    CommandResult result;
+    CommandOutcome result;
     result.json = {{"reachable", true},
                    {"host", options().host},
-                   {"version", m_version},
+                   {"agent_version", m_version},
                    {"busy", m_isBusy},
                    {"last_result", QJsonValue::Null}};
     const QString package = packageText(result.json);
-    result.output = QStringList{
+    result.text = textOf({
         QStringLiteral("Agent: reachable, version %1").arg(printable(m_version)),
         QStringLiteral("Device: ") +
             (m_isBusy ? QStringLiteral("busy with an upgrade") : QStringLiteral("not busy")),
         QStringLiteral("Package: ") + package,
         QStringLiteral("Last result: not known; the agent does not report it, its log has it"),
-    };
+    });
     finish(result);
 }
 
-void StatusCommand::onLost(Cause cause, const QString &detail)
+void StatusCommand::onLost(ProblemId cause, const QString &detail)
 {
-    CommandResult result;
-    result.exit = causeRow(cause).exit;
-    result.cause = cause;
-    result.detail = detail;
+    CommandOutcome result = CommandOutcome::failed(cause, detail);
     result.json = {{"reachable", false}, {"host", options().host}};
     finish(result);
 }
 
 void StatusCommand::onDeadline()
 {
-    onLost(Cause::NoSignOfLife, QStringLiteral("a request was not answered"));
+    onLost(ProblemId::NoSignOfLife, QStringLiteral("a request was not answered"));
 }

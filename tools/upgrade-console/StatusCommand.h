@@ -15,7 +15,7 @@ public:
 protected:
     void onConnected() override;
     void onReply(const client::AgentReply &reply) override;
-    void onLost(client::Cause cause, const QString &detail) override;
+    void onLost(ProblemId cause, const QString &detail) override;
     void onDeadline() override;
 
 private:
@@ -27,5 +27,5 @@ private:
     bool m_isBusy = false;
     QString m_version;
     QString m_list;
-    client::Cause m_listProblem = client::Cause::None;
+    ProblemId m_listProblem = ProblemId::None;
 };

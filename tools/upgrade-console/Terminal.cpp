@@ -4,15 +4,6 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-QString printable(QString text)
-{
-    for (QChar &character : text) {
-        if (character.category() == QChar::Other_Control)
-            character = QLatin1Char('?');
-    }
-    return text;
-}
-
 QString Style::in(Colour colour, const QString &text) const
 {
     static const char *const codes[] = {"", "32", "31", "33", "2"};

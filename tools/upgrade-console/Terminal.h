@@ -3,9 +3,6 @@
 
 #include <QString>
 
-/** What a text from the network may do to a terminal: nothing. Control characters show as "?". */
-QString printable(QString text);
-
 enum class Colour { Plain, Green, Red, Yellow, Faint };
 
 /** How an output shows texts. */

@@ -2,6 +2,7 @@
 #include "upgrade-console/TrafficCommands.h"
 
 #include "common/Output.h"
+#include "common/Printable.h"
 #include "protocol/ConsoleTexts.h"
 #include "upgrade-console/Terminal.h"
 
@@ -12,7 +13,6 @@
 
 namespace consoletext = protocol::consoletext;
 using client::AgentReply;
-using client::Cause;
 using client::replyKindName;
 
 namespace {
@@ -98,15 +98,15 @@ void TrafficCommand::interrupt()
 
 void TrafficCommand::onReply(const AgentReply &reply)
 {
-    if (!options().json) {
+    if (options().form == OutputForm::Text) {
         show(printable(lineFor(reply)));
         return;
     }
-    if (options().jsonProgress) {
+    if (options().form == OutputForm::JsonLines) {
         QJsonObject event = replyJson(reply);
         event["event"] = QStringLiteral("reply");
         if (!writeEvent(event))
-            fail(Cause::OutputUnwritable);
+            fail(ProblemId::OutputUnwritable);
         return;
     }
     const QByteArray before = m_hasReplies ? ",\n" : QByteArray(jsonStart) + '\n';
@@ -114,13 +114,19 @@ void TrafficCommand::onReply(const AgentReply &reply)
     print(before + QJsonDocument(replyJson(reply)).toJson(QJsonDocument::Compact));
 }
 
-bool TrafficCommand::writeJson(const QJsonObject &document)
+int TrafficCommand::write(const CommandLine &line, const CommandOutcome &outcome)
 {
-    if (options().jsonProgress)
-        return Command::writeJson(document);
+    if (options().form != OutputForm::Json)
+        return Command::write(line, outcome);
+    const QJsonObject document = resultDocument(line.command(), outcome);
     const QByteArray before = m_hasReplies ? "" : jsonStart;
     const QByteArray rest = QJsonDocument(document).toJson(QJsonDocument::Compact);
-    return writeAll(STDOUT_FILENO, before + "\n],\n" + rest.mid(1) + '\n');
+    const bool isWritten = writeAll(STDOUT_FILENO, before + "\n],\n" + rest.mid(1) + '\n');
+    if (isWritten)
+        return int(outcome.exit);
+    // A line of its own, since the document cannot be completed.
+    return writeOutcome(QStringLiteral("upgrade-console"), line.command(), OutputForm::Text,
+                        CommandOutcome::failed(ProblemId::OutputUnwritable, {}));
 }
 
 void TrafficCommand::show(const QString &line)
@@ -132,7 +138,7 @@ void TrafficCommand::show(const QString &line)
 void TrafficCommand::print(const QByteArray &bytes)
 {
     if (!writeAll(STDOUT_FILENO, bytes))
-        fail(Cause::OutputUnwritable);
+        fail(ProblemId::OutputUnwritable);
 }
 
 /** Without a request of its own nobody gets anything from the agent. */
@@ -198,5 +204,5 @@ void ShellCommand::show(const QString &line)
     if (!m_editor)
         TrafficCommand::show(line);
     else if (!m_editor->print(line))
-        fail(Cause::OutputUnwritable);
+        fail(ProblemId::OutputUnwritable);
 }

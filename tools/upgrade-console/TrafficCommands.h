@@ -18,7 +18,7 @@ public:
     using Command::Command;
 
     void interrupt() override;
-    bool writeJson(const QJsonObject &document) override;
+    int write(const CommandLine &line, const CommandOutcome &outcome) override;
 
 protected:
     void onReply(const client::AgentReply &reply) override;

@@ -6,6 +6,7 @@
 #include "client/PackageListing.h"
 #include "client/TimeText.h"
 #include "client/UpgradeRows.h"
+#include "common/Printable.h"
 #include "package/PackageDescription.h"
 #include "planning/UpgradeMode.h"
 #include "platform/Platform.h"
@@ -18,8 +19,6 @@ namespace upgradeMode = planning::upgradeMode;
 using bytes::FileSource;
 using client::AgentReply;
 using client::bytesOf;
-using client::Cause;
-using client::causeRow;
 using client::chosenRows;
 using client::clockText;
 using client::eventOf;
@@ -27,6 +26,7 @@ using client::LineEvent;
 using client::listProblem;
 using client::meaningOf;
 using client::PackageCopy;
+using client::packageJson;
 using client::packageRows;
 using client::requestedRows;
 using client::runEvent;
@@ -52,12 +52,11 @@ bool needsConfirmation(const Options &options)
     return options.mode == upgradeMode::forced && !options.yes;
 }
 
-bool UpgradeCommand::prepare(CommandResult &result)
+bool UpgradeCommand::prepare(CommandOutcome &result)
 {
     if (!needsConfirmation(options()) || Confirmation::canAsk())
         return true;
-    result.exit = causeRow(Cause::NotConfirmed).exit;
-    result.cause = Cause::NotConfirmed;
+    result = CommandOutcome::failed(ProblemId::NotConfirmed, {});
     return false;
 }
 
@@ -80,7 +79,7 @@ void UpgradeCommand::onReplyBefore(const AgentReply &reply)
 void UpgradeCommand::onAsked(const AgentReply &reply)
 {
     if (eventOf(reply) == LineEvent::Busy) {
-        fail(Cause::Busy);
+        fail(ProblemId::Busy);
     } else if (reply.kind == Kind::Heartbeat) {
         m_stage = Stage::Listing;
         request(consoletext::getFirmwareList);
@@ -92,7 +91,7 @@ void UpgradeCommand::onListed(const AgentReply &reply)
 {
     if (reply.kind == Kind::FirmwareList)
         takeList(reply.text);
-    else if (reply.kind == Kind::Log && meaningOf(reply.text).cause != Cause::None)
+    else if (reply.kind == Kind::Log && meaningOf(reply.text).cause != ProblemId::None)
         m_listProblem = meaningOf(reply.text).cause;
 }
 
@@ -107,13 +106,13 @@ UpgradeRows UpgradeCommand::rowsFor(const PackageDescription &package) const
 
 void UpgradeCommand::takeList(const QString &text)
 {
-    const Cause problem = listProblem(text, m_listProblem);
-    if (problem != Cause::None) {
+    const ProblemId problem = listProblem(text, m_listProblem);
+    if (problem != ProblemId::None) {
         fail(problem, text.startsWith('{') ? QString() : text);
         return;
     }
     const PackageDescription package = parseDescription(text.toUtf8());
-    m_package = {{"model", package.model}, {"version", package.version}};
+    m_package = packageJson(package);
     UpgradeRows rows = rowsFor(package);
     if (!rows.error.isEmpty()) {
         fail(rows.cause, rows.error);
@@ -126,7 +125,7 @@ void UpgradeCommand::takeList(const QString &text)
     expect(UpgradeModel(rows.mcus),
            TimeEstimate(isNetwork ? TimeEstimate::Link::Network : TimeEstimate::Link::Serial));
     if (rows.mcus.isEmpty()) {
-        finish(resultOf({ExitCode::NothingToDo, Cause::NothingToDo,
+        finish(resultOf({ExitCode::NothingToDo, ProblemId::NothingToDo,
                          QStringLiteral("Nothing to do: the package is empty.")}));
         return;
     }
@@ -150,11 +149,11 @@ bool UpgradeCommand::takeSizes(UpgradeRows &rows, const PackageDescription &pack
         const QString error = source.errorString().isEmpty()
                                   ? QStringLiteral("not a firmware package")
                                   : source.errorString();
-        fail(Cause::FileUnreadable, path + QStringLiteral(": ") + error);
+        fail(ProblemId::FileUnreadable, path + QStringLiteral(": ") + error);
         return false;
     }
     if (isGiven && !copy.describes(package)) {
-        fail(Cause::PackageDiffers, options().package);
+        fail(ProblemId::PackageDiffers, options().package);
         return false;
     }
     // On the module itself the file of the device is at hand.
@@ -176,7 +175,7 @@ void UpgradeCommand::confirm()
         if (isConfirmed)
             setMode();
         else
-            fail(Cause::NotConfirmed);
+            fail(ProblemId::NotConfirmed);
     });
     m_confirmation->ask();
 }
@@ -192,8 +191,8 @@ void UpgradeCommand::onModeSet(const AgentReply &reply)
 {
     if (eventOf(reply) == LineEvent::ModeSet)
         startRun();
-    else if (reply.kind == Kind::Log && meaningOf(reply.text).cause == Cause::ModeRefused)
-        fail(Cause::ModeRefused, reply.text);
+    else if (reply.kind == Kind::Log && meaningOf(reply.text).cause == ProblemId::ModeRefused)
+        fail(ProblemId::ModeRefused, reply.text);
 }
 
 QByteArray UpgradeCommand::runRequest() const
@@ -247,16 +246,16 @@ bool UpgradeCommand::refuses(const AgentReply &reply)
 {
     if (reply.kind != Kind::Log || hasHeardOfRun())
         return false;
-    const Cause cause = meaningOf(reply.text).cause;
-    const bool isRefusal = cause == Cause::Busy || cause == Cause::UnknownRequest ||
-                           cause == Cause::RowsRefused || cause == Cause::PackageMissing;
+    const ProblemId cause = meaningOf(reply.text).cause;
+    const bool isRefusal = cause == ProblemId::Busy || cause == ProblemId::UnknownRequest ||
+                           cause == ProblemId::RowsRefused || cause == ProblemId::PackageMissing;
     if (isRefusal)
         failRun(cause, reply.text);
     return isRefusal;
 }
 
 /** Which run it was: device, package, start and duration. */
-void UpgradeCommand::addRun(CommandResult &result)
+void UpgradeCommand::addRun(CommandOutcome &result)
 {
     result.json["host"] = options().host;
     result.json["mode"] = options().mode;
@@ -266,10 +265,10 @@ void UpgradeCommand::addRun(CommandResult &result)
     const auto duration = followed();
     result.json["started"] = m_started.toString(Qt::ISODate);
     result.json["seconds"] = double(duration.count()) / 1000.0;
-    result.output +=
-        QStringLiteral("Host %1, package %2 %3, started %4, took %5.")
-            .arg(options().host, printable(m_package["model"].toString()),
-                 printable(m_package["version"].toString()),
-                 m_started.toLocalTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")),
-                 clockText(std::chrono::duration_cast<std::chrono::seconds>(duration)));
+    result.text +=
+        textOf({QStringLiteral("Host %1, package %2 %3, started %4, took %5.")
+                    .arg(options().host, printable(m_package["model"].toString()),
+                         printable(m_package["version"].toString()),
+                         m_started.toLocalTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")),
+                         clockText(std::chrono::duration_cast<std::chrono::seconds>(duration)))});
 }

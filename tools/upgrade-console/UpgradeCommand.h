@@ -20,13 +20,13 @@ class UpgradeCommand : public RunCommand
 public:
     using RunCommand::RunCommand;
 
-    bool prepare(CommandResult &result) override;
+    bool prepare(CommandOutcome &result) override;
 
 protected:
     void onConnected() override;
     void onReplyBefore(const client::AgentReply &reply) override;
     bool refuses(const client::AgentReply &reply) override;
-    void addRun(CommandResult &result) override;
+    void addRun(CommandOutcome &result) override;
 
 private:
     enum class Stage { Asking, Listing, Confirming, SettingMode };
@@ -50,7 +50,7 @@ private:
     QJsonObject m_package;
     /** When the run was asked for, on the clock of the wall. */
     QDateTime m_started;
-    client::Cause m_listProblem = client::Cause::None;
+    ProblemId m_listProblem = ProblemId::None;
 };
 
 /** Whether the user has to be asked before the upgrade. */

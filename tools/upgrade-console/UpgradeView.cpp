@@ -3,11 +3,11 @@
 
 #include "client/TimeText.h"
 #include "client/UpgradeOutcome.h"
+#include "common/Printable.h"
 #include "upgrade-console/Bars.h"
 
 #include <algorithm>
 
-using client::causeRow;
 using client::clockText;
 using client::leftText;
 using client::McuPhase;
@@ -68,7 +68,7 @@ QStringList finishedParts(const McuState &mcu, milliseconds now)
 {
     QStringList parts{versionsText(mcu)};
     if (mcu.result == McuResult::Failed)
-        parts += QString::fromLatin1(causeRow(mcu.cause).words);
+        parts += QString::fromLatin1(problemRow(mcu.cause).text);
     if (mcu.seconds(now) >= 0)
         parts += QStringLiteral("%1 s").arg(mcu.seconds(now), 0, 'f', 1);
     return parts;
