@@ -1,16 +1,19 @@
 # SPDX-License-Identifier: Apache-2.0
 """The program under test."""
 
+import json
 import os
 import re
 import subprocess
 import tempfile
 import unittest
 
+import documents
 from fake_agent import FakeAgent
 from harness.process import Process
 
 PROGRAM = os.environ["UPGRADE_CONSOLE"]
+DOCUMENTS = documents.Documents()
 DONE, FAILED, USAGE, NOTHING, BUSY_CODE, CANNOT, LOST, REFUSED, NO_RUN = range(9)
 
 
@@ -20,6 +23,27 @@ def masked(text):
                   r"\1, started #, took #", text)
     text = re.sub(r"%, \d+:\d\d(, (at least )?\d+:\d\d left)?$", "%, #", text, flags=re.MULTILINE)
     return re.sub(r" +\d+\.\d$", " #", text, flags=re.MULTILINE)
+
+
+def check_document(document):
+    """A document, or an event of JSON lines, against its schema."""
+    event = document.get("event", "result")
+    if event != "result":
+        name = f"upgrade-console-event-{event}"
+    elif document["command"] is None:
+        name = documents.COMMON
+    else:
+        name = f"upgrade-console-{document['command']}"
+    DOCUMENTS.check(name, document)
+
+
+def check_output(arguments, stdout):
+    """Every JSON document of every test fits its schema."""
+    if "--json-progress" in arguments:
+        for line in stdout.splitlines():
+            check_document(json.loads(line))
+    elif "--json" in arguments:
+        check_document(json.loads(stdout))
 
 
 class Background(Process):
@@ -50,14 +74,18 @@ class ProgramTest(unittest.TestCase):
     maxDiff = None
 
     def run_alone(self, *arguments):
-        return subprocess.run([PROGRAM, *arguments], capture_output=True, text=True, timeout=10,
-                              check=False)
+        result = subprocess.run([PROGRAM, *arguments], capture_output=True, text=True, timeout=10,
+                                check=False)
+        check_output(arguments, result.stdout)
+        return result
 
     def run_program(self, port, *arguments, stdin="", timeout="2"):
         command = [PROGRAM, "--host", "127.0.0.1", "--port", str(port), "--timeout", timeout,
                    *arguments]
-        return subprocess.run(command, input=stdin, capture_output=True, text=True, timeout=30,
-                              check=False)
+        result = subprocess.run(command, input=stdin, capture_output=True, text=True, timeout=30,
+                                check=False)
+        check_output(arguments, result.stdout)
+        return result
 
     def start_program(self, port, *arguments, **popen):
         background = Background(port, *arguments, **popen)
