@@ -44,8 +44,8 @@ private slots:
 void TestProblems::everyExitStatusHasWords()
 {
     // What scripts depend on: these never change.
-    const char *const names[] = {"done", "failed",         "usage",           "nothing-to-do",
-                                 "busy", "cannot-connect", "connection-lost", "package-refused",
+    const char *const names[] = {"done",  "failed",         "usage",           "nothing-to-do",
+                                 "busy",  "cannot-connect", "connection-lost", "package-refused",
                                  "no-run"};
     QCOMPARE(exitCodes().size(), int(std::size(names)));
     for (int index = 0; index < exitCodes().size(); ++index) {

@@ -6,14 +6,14 @@ import os
 import subprocess
 
 from harness import module, netimage, networld, wait, world
-from harness.package import Image, build, description, image_bytes
+from harness.package import Image, build, image_bytes
 from program import Background, masked
 from screen import Screen
 
 PROGRAM = os.environ["UPGRADE_CONSOLE"]
 PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 EXAMPLES = "tools/device-simulator/examples"
-DONE, FAILED, _, NOTHING, BUSY, _, LOST, REFUSED = range(8)
+DONE, FAILED, _, NOTHING, BUSY, _, LOST, REFUSED, NO_RUN = range(9)
 MAIN = Image("MAIN", image_bytes(3000, "main"))
 AUX = Image("AUX 1", image_bytes(20000, "aux"), chip_type=1)
 FPGA = Image("FPGA", image_bytes(700, "fpga"), chip_type=17, version=(3, 0, 0))
@@ -78,7 +78,7 @@ device: set version
         again = self.run_program("--json", "upgrade", "--request-all")
         self.assertEqual(again.returncode, NOTHING, again.stderr)
         self.assertEqual([mcu["result"] for mcu in json.loads(again.stdout)["mcus"]],
-                         ["up to date"] * 3)
+                         ["up-to-date"] * 3)
 
     def upgrade_published(self, device, *images):
         """Everything that the page or the example has, without a word about rows."""
@@ -99,7 +99,7 @@ device: set version
                   Image("FPGA2", image_bytes(600, 5), 18, version=(1, 4, 0))]
         self.assertEqual(self.upgrade_published(device, *images), [
             ("MAIN", "updated"), ("AUX[0]", "updated"), ("AUX[1]", "updated"),
-            ("KEY", "up to date"), ("FPGA", "updated"), ("FPGA2", "up to date")])
+            ("KEY", "up-to-date"), ("FPGA", "updated"), ("FPGA2", "up-to-date")])
         self.assert_flash({(0, 0): images[0].data, (1, 0): images[1].data,
                            (1, 1): images[1].data, (17, 0): images[3].data})
 
@@ -110,7 +110,7 @@ device: set version
                   Image("AUX", image_bytes(600, 2), 1, mcu_type=2, speciality="B"),
                   Image("FPGA", image_bytes(700, 3), 17, version=(3, 1, 0)))
         self.assertEqual(self.upgrade_published(device, *images), [
-            ("MAIN", "updated"), ("AUX", "updated"), ("FPGA", "up to date")])
+            ("MAIN", "updated"), ("AUX", "updated"), ("FPGA", "up-to-date")])
 
     def test_row_in_mode_5_on_a_terminal(self):
         self.start(world.chip("AUX", 1), images=(AUX,), options=("--baud", "57600"))
@@ -137,7 +137,7 @@ device: set version
         document = json.loads(result.stdout)
         self.assertEqual((result.returncode, document["error"]["id"]), (FAILED, "mcu-silent"))
         self.assertEqual([mcu["result"] for mcu in document["mcus"]],
-                         ["updated", "failed", "up to date"])
+                         ["updated", "failed", "up-to-date"])
 
     def test_refused_packages(self):
         client = self.begin()
@@ -184,7 +184,7 @@ device: set version
         self.assertEqual(self.run_program("ping").returncode, DONE)
         self.assertEqual(program.popen.wait(60), DONE, program.report())
         self.assertEqual([mcu["result"] for mcu in json.loads(program.stdout())["mcus"]],
-                         ["updated", "updated", "up to date"])
+                         ["updated", "updated", "up-to-date"])
         # Far more often than any health check, from the start on.
         program = self.start_program("--timeout", "15", "--json", "upgrade", "--mode", "5",
                                      "--yes", "--request-all")
@@ -207,7 +207,7 @@ device: set version
     def test_attach(self):
         """The client that started the run goes away; another one sees the rest."""
         self.begin(options=("--baud", "57600"))
-        self.assertEqual(self.run_program("attach").returncode, NOTHING)
+        self.assertEqual(self.run_program("attach").returncode, NO_RUN)
         first = self.start_program("upgrade", "--request-all")
         wait.until(lambda: "AUX 1: writing" in first.stderr(), 30)
         first.popen.terminate()
@@ -218,7 +218,7 @@ device: set version
         self.assertEqual((result.returncode, document["error"]["id"]),
                          (LOST, "beginning-unseen"), document)
         self.assertEqual([(mcu["name"], mcu["result"]) for mcu in document["mcus"]],
-                         [("AUX 1", "updated"), ("FPGA", "up to date")])
+                         [("AUX 1", "updated"), ("FPGA", "up-to-date")])
         status = json.loads(self.run_program("--json", "status").stdout)
         self.assertEqual((status["busy"], status["package"]["chips"]), (False, 3))
 
@@ -239,7 +239,7 @@ device: set version
         document = json.loads(result.stdout)
         self.assertEqual(result.returncode, DONE, document)
         self.assertEqual([mcu["result"] for mcu in document["mcus"]],
-                         ["updated", "updated", "up to date"])
+                         ["updated", "updated", "up-to-date"])
         self.assert_flash({(0, 1): newer[0].data, (1, 1): AUX.data})
         self.assertEqual(document["copy"]["package_before"], {"model": "HX-8", "version": "1.0.5"})
         self.assertEqual(document["package"], {"model": "HX-8", "version": "1.0.6"})
@@ -262,7 +262,11 @@ device: set version
         self.assertEqual(self.run_program("version").stdout, "1.15\n")
         self.assertEqual(self.run_program("ping").returncode, DONE)
         package = json.loads(self.run_program("--json", "list").stdout)["package"]
-        self.assertEqual(package, json.loads(description((MAIN, AUX, FPGA))))
+        self.assertEqual((package["model"], package["version"]), ("HX-8", "1.0.5"))
+        self.assertEqual([(image["name"], image["chip_type"], image["chip_quantity"],
+                           image["version"]) for image in package["images"]],
+                         [(image.name, image.chip_type, 1, ".".join(map(str, image.version)))
+                          for image in (MAIN, AUX, FPGA)])
         result = self.run_program("edid", os.environ["EDID_DUMP"])
         self.assertEqual(result.stdout.splitlines()[:4],
                          ["Manufacturer: DEL", "Name: DELL P2415Q", "Input: HDMI",
