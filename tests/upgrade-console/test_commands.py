@@ -94,6 +94,19 @@ class TestJsonLines(LinesTest):
         self.assertEqual([chip["error"]["id"] for chip in chips], ["image-not-written"])
         self.assertEqual(last["error"]["id"], "image-not-written")
 
+    def test_names_are_those_of_the_package(self):
+        """A real agent takes the blanks out of the names that it is sent."""
+        run = [line.replace(b"'AUX 1'", b"'AUX1'") if isinstance(line, bytes) else line
+               for line in runs.half_failed_run()]
+        result = self.upgrade(run)
+        self.assertNotIn("AUX1", result.stdout)
+        _, last = self.events(result)
+        self.assertEqual([mcu["name"] for mcu in last["mcus"]], ["MAIN", "AUX 1"])
+        self.assertEqual(last["error"]["detail"], "'AUX 1' F/W Update fail.")
+        result = self.with_agent({ROWS: run}, "upgrade")
+        self.assertIn("agent: 'AUX 1' F/W Update fail.", result.stderr)
+        self.assertNotIn("AUX1", result.stdout + result.stderr)
+
     def test_late_answer(self):
         run = runs.START + [log("Read model name."), 4.5, *runs.wrong_model_run()[5:]]
         events, _ = self.events(self.upgrade(run, timeout="30"))

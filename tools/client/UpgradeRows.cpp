@@ -152,7 +152,8 @@ QString rowProblem(const QString &row)
         return {};
     if (fields.size() != rowFields || !isNumber(fields.at(field::chipType)) ||
         !isNumber(fields.at(field::chipIndex)))
-        return QStringLiteral("'%1' is no row; write NAME,CHIP-TYPE,CHIP-INDEX or a name").arg(row);
+        return QStringLiteral("'%1' is not a row; write NAME,CHIP-TYPE,CHIP-INDEX or a name")
+            .arg(row);
     return {};
 }
 

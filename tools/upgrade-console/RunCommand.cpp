@@ -33,10 +33,11 @@ bool isNotable(const QString &line)
     return meaningOf(line).cause != ProblemId::None || line.contains(QLatin1String(" fail"));
 }
 
-QJsonObject messageEvent(const QString &line)
+/** `text` is the line for people. */
+QJsonObject messageEvent(const QString &line, const QString &text)
 {
     const LineMeaning meaning = meaningOf(line);
-    QJsonObject event{{"event", "message"}, {"text", line}};
+    QJsonObject event{{"event", "message"}, {"text", text}};
     if (!meaning.id.isEmpty())
         event["id"] = meaning.id;
     if (meaning.cause != ProblemId::None)
@@ -87,8 +88,9 @@ void RunCommand::follow()
 
 void RunCommand::noteLine(const QString &line)
 {
-    m_display.note("agent: " + m_model.labelled(line));
-    writeEvent(messageEvent(line));
+    const QString text = m_model.labelled(line);
+    m_display.note("agent: " + text);
+    writeEvent(messageEvent(line, text));
 }
 
 /**
