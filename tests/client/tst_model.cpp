@@ -1,15 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "client/AnswerWatch.h"
-#include "client/TimeEstimate.h"
-#include "client/UpgradeOutcome.h"
+#include "client/ScriptedRun.h"
 #include "client/UpgradeRows.h"
-#include "upgrade-console/Bars.h"
-#include "upgrade-console/UpgradeView.h"
 
 #include <QTest>
 
 using client::AgentReply;
-using client::AnswerWatch;
 using client::chosenRows;
 using client::likelyState;
 using client::McuPhase;
@@ -17,14 +12,10 @@ using client::McuState;
 using client::outcomeOf;
 using client::packageRows;
 using client::requestedRows;
-using client::resultName;
 using client::RunPhase;
-using client::TimeEstimate;
 using client::TimeLeft;
 using client::UpgradeModel;
 using client::UpgradeRows;
-using client::waitText;
-using client::WantedMcu;
 using package::PackageDescription;
 using package::parseDescription;
 
@@ -34,88 +25,7 @@ using namespace std::chrono_literals;
 using Kind = AgentReply::Kind;
 using ms = std::chrono::milliseconds;
 
-/** A model that is told lines, a second apart. */
-struct Run
-{
-    UpgradeModel model;
-    TimeEstimate estimate;
-    AnswerWatch watch;
-    ms now{0};
-    ms step = 1s;
-
-    explicit Run(const QStringList &names)
-    {
-        QVector<WantedMcu> mcus;
-        for (const QString &name : names)
-            mcus.append({name.section(':', 0, 0), name.section(':', 1).toInt(), 0, {}});
-        model = UpgradeModel(mcus);
-    }
-
-    Run &say(const QStringList &lines)
-    {
-        for (const QString &line : lines)
-            take(Kind::Log, line);
-        return *this;
-    }
-
-    Run &progress(double percent)
-    {
-        AgentReply reply;
-        reply.kind = Kind::Progress;
-        reply.percent = percent;
-        return give(reply);
-    }
-
-    Run &write(const QString &name)
-    {
-        return say({"Send 'Enter F/W Upgrade Mode' command to '" + name + "'.",
-                    "'" + name + "' Enter 'F/W Update Mode' success.", "Erasing...",
-                    "Erase success.", "Writing...", "Write firmware '" + name + "' success."});
-    }
-
-    Run &end(bool success) { return take(success ? Kind::UpgradeSuccess : Kind::UpgradeFail, {}); }
-
-    QStringList results() const
-    {
-        QStringList names;
-        for (const McuState &mcu : model.mcus())
-            names += resultName(mcu.result);
-        return names;
-    }
-
-    QString cause() const { return QString::fromLatin1(problemRow(outcomeOf(model).cause).id); }
-    int exitCode() const { return int(outcomeOf(model).exit); }
-
-    /** What is waited for after so much silence. */
-    QString waitAfter(ms silence) const
-    {
-        const auto wait = watch.at(now + silence);
-        return wait ? waitText(*wait) : QString();
-    }
-
-    QStringList picture(int columns, ms silence = ms(0)) const
-    {
-        return liveLines({model, estimate, watch.at(now + silence), now + silence, {}},
-                         {true, columns, 24, {}});
-    }
-
-private:
-    Run &give(const AgentReply &reply)
-    {
-        now += step;
-        model.take(reply, now);
-        estimate.take(reply, now);
-        watch.take(reply, now);
-        return *this;
-    }
-    Run &take(Kind kind, const QString &text)
-    {
-        AgentReply reply;
-        reply.kind = kind;
-        reply.text = text;
-        return give(reply);
-    }
-};
+using Run = ScriptedRun;
 
 constexpr int done = 0;
 constexpr int failed = 1;
@@ -248,15 +158,8 @@ private slots:
         // The line is half as fast as it could be: 450 blocks of 0.1 s are left.
         const double half = seconds(run.estimate.ofRun(run.model, run.now));
         QVERIFY2(std::abs(half - (45 + 10 + 1.2 + 10)) < 0.2, qPrintable(QString::number(half)));
-        QCOMPARE(run.picture(80).first(),
-                 QString("MAIN          writing        ? -> 2.0.0  [#########..........]  50 %  "
-                         "0:05 left"));
-        // While nothing answers nothing rises, and no time left is shown.
+        // While nothing answers nothing rises.
         QVERIFY(seconds(run.estimate.ofRun(run.model, run.now + 20s)) <= half);
-        const QStringList silent = run.picture(80, 9s);
-        QVERIFY(silent.filter("left").isEmpty());
-        QCOMPARE(silent.last(),
-                 QString("waiting for an answer, 9 s of 15, try 1 of 9, gives up in 3:36"));
         // Nor does it rise after the wait, which says nothing about the speed of the line.
         run.now += 20s;
         run.progress(51 / 3.0);
@@ -739,12 +642,6 @@ private slots:
         QCOMPARE(run.results(), QStringList({"updated", "updated"}));
     }
 
-    void textsForTheTerminal()
-    {
-        QCOMPARE(Style{true}.in(Colour::Red, "x"), QString("\x1b[31mx\x1b[0m"));
-        QCOMPARE(Style{false}.in(Colour::Red, "x"), QString("x"));
-    }
-
     /** No run is a success before the device is back; a failed one has often not come so far. */
     void reboots()
     {
@@ -755,33 +652,6 @@ private slots:
         Run begun({"A"});
         begun.say({"Send reboot command.", "Start to reboot, please wait."});
         QVERIFY(begun.end(false).model.hasRebooted());
-    }
-
-    void wraps()
-    {
-        QCOMPARE(bars::wrapped("one two three", 8), QStringList({"one two", "three"}));
-        QCOMPARE(bars::wrapped("one two three", 9, 2), QStringList({"one two", "  three"}));
-        QCOMPARE(bars::wrapped("abcdefghij", 4), QStringList({"abcd", "efgh", "ij"}));
-        QCOMPARE(bars::wrapped({}, 4), QStringList({QString()}));
-    }
-
-    /** However narrow or low the terminal, no line is wider and no picture higher. */
-    void picturesFit()
-    {
-        Run run({"A", "B", "a name that is much longer than any column", "D", "E"});
-        run.write("A").say({"Send 'Enter F/W Upgrade Mode' command to 'B'.", "Writing..."});
-        run.progress(40).progress(50);
-        for (int columns = 1; columns < 130; columns += 3) {
-            for (int lines = 1; lines < 10; ++lines) {
-                const ms silence = ms(columns % 2 == 0 ? 0 : 9000);
-                const QStringList picture = liveLines(
-                    {run.model, run.estimate, run.watch.at(run.now + silence), run.now, {}},
-                    {true, columns, lines, {}});
-                QVERIFY(picture.size() <= std::max(2, lines - 1));
-                for (const QString &line : picture)
-                    QVERIFY(line.size() <= std::max(1, columns - 1));
-            }
-        }
     }
 };
 
