@@ -16,12 +16,3 @@ bool writeAll(int descriptor, const QByteArray &bytes)
     }
     return true;
 }
-
-bool writeOutput(const char *program, const QByteArray &text)
-{
-    if (writeAll(STDOUT_FILENO, text))
-        return true;
-    writeAll(STDERR_FILENO,
-             program + QByteArrayLiteral(": error: Standard output cannot be written.\n"));
-    return false;
-}

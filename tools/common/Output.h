@@ -8,9 +8,3 @@
  * the disk is full, say, or the reader of a pipe is gone. For the latter SIGPIPE must be ignored.
  */
 bool writeAll(int descriptor, const QByteArray &bytes);
-
-/**
- * Writes what a program was asked for to standard output. When that fails, standard error gets a
- * line that starts with the program's name, and false is returned.
- */
-bool writeOutput(const char *program, const QByteArray &text);
