@@ -92,7 +92,9 @@ class TestPut(PutTest):
         self.assertRegex(result.stdout, rf"^127\.0\.0\.1 has HX-8 1\.0\.5 now: {len(NEW)} bytes, "
                                         r"copied, read back and compared in \d+\.\d s\.\n"
                                         rf"SHA-256 {digest}\n$")
-        self.assertEqual(result.stderr, "The module has HX-8 1.0.4.\n"
+        # On a busy machine the copy takes long enough to show a percentage.
+        notes = re.sub(r"^(copying|reading back): \d+ %\n", "", result.stderr, flags=re.M)
+        self.assertEqual(notes, "The module has HX-8 1.0.4.\n"
                                         f"Copying HX-8 1.0.5, {len(NEW)} bytes, to 127.0.0.1.\n")
         self.assertEqual(self.agent.lines,
                          ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST", "GETFIRMWARELIST"])
@@ -108,7 +110,8 @@ class TestPut(PutTest):
             "package": {"model": "HX-8", "version": "1.0.5", "chips": 2},
             "package_before": None})
         lines = [json.loads(line) for line in self.run_put("--json-progress").stdout.splitlines()]
-        self.assertEqual([line["event"] for line in lines], ["copy", "result"])
+        self.assertEqual([line["event"] for line in lines if line["event"] != "progress"],
+                         ["copy", "result"])
         self.assertRegex(lines[0]["name"], r"^/data/FW\.fwm\.put-[0-9a-f]+$")
 
     def test_progress(self):
@@ -126,8 +129,8 @@ class TestPut(PutTest):
                 self.assertIn("\ncopying: 49 %\n", program.stderr())
                 continue
             lines = [json.loads(line) for line in program.stdout().splitlines()]
-            del lines[1]["time"]
-            self.assertEqual(lines[1], {"event": "progress", "phase": "copying", "percent": 49})
+            self.assertIn(("progress", "copying", 49), [
+                (line["event"], line.get("phase"), line.get("percent")) for line in lines])
 
     def test_what_sftp_gets(self):
         self.run_put("--ssh-user", "admin", "--ssh-port", "2222", "--ssh-option",
