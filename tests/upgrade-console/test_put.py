@@ -121,7 +121,7 @@ class TestPut(PutTest):
             with FakeAgent({"GETFIRMWARELIST": self.listed}) as agent:
                 program = self.start_program(agent.port, option, "put", "--sftp", SFTP, self.file)
                 shown = program.stdout if option == "--json-progress" else program.stderr
-                wait.until(lambda shown=shown: "49" in shown(), 20)
+                wait.until(lambda shown=shown: "copying" in shown(), 20)
                 self.write(self.data + ".go", b"")
                 self.assertEqual(program.popen.wait(20), DONE, program.report())
             os.remove(self.data + ".go")
