@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/ConsoleBench.h"
 #include "support/FewDescriptors.h"
+#include "support/TestCase.h"
 
 #include <QSignalSpy>
 #include <QTcpServer>
@@ -9,6 +10,8 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+
+namespace tst_clients {
 
 namespace {
 
@@ -539,5 +542,8 @@ void TestClients::restarts()
     }
 }
 
-QTEST_GUILESS_MAIN(TestClients)
+AGENT_TEST(TestClients)
+
+} // namespace tst_clients
+
 #include "tst_clients.moc"

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/ConsoleBench.h"
 #include "support/NetFrames.h"
+#include "support/TestCase.h"
 
 #include <QSemaphore>
 #include <QtTest>
+
+namespace tst_net_package {
 
 using namespace std::chrono_literals;
 
@@ -215,5 +218,8 @@ void TestNetPackage::busyWhileInstalling()
     QVERIFY(bench.requests.isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestNetPackage)
+AGENT_TEST(TestNetPackage)
+
+} // namespace tst_net_package
+
 #include "tst_net_package.moc"

@@ -3,10 +3,13 @@
 #include "monitoring/ServiceNotifier.h"
 #include "support/MessageRecorder.h"
 #include "support/NotifyServer.h"
+#include "support/TestCase.h"
 
 #include <QSemaphore>
 #include <QThread>
 #include <QtTest>
+
+namespace tst_notifier {
 
 using runtime::NotifySocket;
 using runtime::ServiceEnvironment;
@@ -179,5 +182,8 @@ void TestNotifier::badAddress()
     QCOMPARE(notifier->children().size(), 0);
 }
 
-QTEST_GUILESS_MAIN(TestNotifier)
+AGENT_TEST(TestNotifier)
+
+} // namespace tst_notifier
+
 #include "tst_notifier.moc"

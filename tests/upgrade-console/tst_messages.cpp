@@ -7,6 +7,7 @@
 #include "planning/VersionTexts.h"
 #include "protocol/AppStatus.h"
 #include "protocol/ConsoleTexts.h"
+#include "support/TestCase.h"
 #include "upgrade-console/AnswerWatch.h"
 #include "upgrade-console/Messages.h"
 #include "upgrade-console/UpgradeModel.h"
@@ -17,6 +18,8 @@
 #include <QRegularExpression>
 #include <QSet>
 #include <QTest>
+
+namespace tst_messages {
 
 namespace appStatus = protocol::appStatus;
 namespace buildtext = package::buildtext;
@@ -359,6 +362,8 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestMessages)
+AGENT_TEST_WITHOUT_APPLICATION(TestMessages)
+
+} // namespace tst_messages
 
 #include "tst_messages.moc"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "support/TestCase.h"
 #include "upgrade-console/AnswerWatch.h"
 #include "upgrade-console/Bars.h"
 #include "upgrade-console/TimeEstimate.h"
@@ -7,6 +8,8 @@
 #include "upgrade-console/UpgradeView.h"
 
 #include <QTest>
+
+namespace tst_model {
 
 using package::PackageDescription;
 using package::parseDescription;
@@ -697,6 +700,8 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestModel)
+AGENT_TEST_WITHOUT_APPLICATION(TestModel)
+
+} // namespace tst_model
 
 #include "tst_model.moc"

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/ExitCodes.h"
+#include "support/TestCase.h"
 #include "upgrade-console/Options.h"
 
 #include <QFile>
 #include <QTest>
+
+namespace tst_options {
 
 namespace {
 
@@ -117,6 +120,8 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestOptions)
+AGENT_TEST_WITHOUT_APPLICATION(TestOptions)
+
+} // namespace tst_options
 
 #include "tst_options.moc"

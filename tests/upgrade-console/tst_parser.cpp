@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "protocol/McuFrame.h"
+#include "support/TestCase.h"
 #include "upgrade-console/ReplyParser.h"
 
 #include <QStringList>
 #include <QTest>
+
+namespace tst_parser {
 
 namespace mcu = protocol::mcu;
 
@@ -205,6 +208,8 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestParser)
+AGENT_TEST_WITHOUT_APPLICATION(TestParser)
+
+} // namespace tst_parser
 
 #include "tst_parser.moc"
