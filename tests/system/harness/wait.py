@@ -14,7 +14,7 @@ class TimeOut(AssertionError):
     """What was awaited did not come."""
 
 
-def until(condition, seconds=10.0, what="a condition"):
+def until(condition, seconds=60.0, what="a condition"):
     """Polls `condition` until it is true and returns its value."""
     seconds *= PATIENCE
     end = time.monotonic() + seconds
