@@ -75,13 +75,20 @@ function(agent_command_line)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS $<$<CONFIG:Release>:-O1>)
 endfunction()
 
-# agent_time_limit(SECONDS TEST...): when ctest ends a test, so that none can hang the suite. An
-# emulated processor is slower, and so is a program with a sanitizer. Tests that may take longest
-# start first, so that the suite does not end with one of them alone.
+# agent_time_limit(SECONDS TEST...): what a test may take on a machine with nothing else to do. ctest
+# ends it after five times as long, so that none can hang the suite and none fails because the
+# machine is busy. An emulated processor is slower, and so is a program with a sanitizer. Tests that
+# may take longest start first.
 set(AGENT_TIME_FACTOR 1 CACHE STRING "How much more time a test may take")
 function(agent_time_limit seconds)
-    math(EXPR seconds "${seconds} * ${AGENT_TIME_FACTOR}")
-    set_tests_properties(${ARGN} PROPERTIES TIMEOUT ${seconds} COST ${seconds})
+    math(EXPR limit "${seconds} * ${AGENT_TIME_FACTOR} * 5")
+    set_tests_properties(${ARGN} PROPERTIES TIMEOUT ${limit} COST ${seconds})
+endfunction()
+
+# agent_first(TEST...): tests that take a minute or much of a processor. They start before all others,
+# so that those that only wait run beside them, and the suite does not end with one of them alone.
+function(agent_first)
+    set_tests_properties(${ARGN} PROPERTIES COST 1000)
 endfunction()
 
 # A test program is compiled without optimization, whatever the libraries that it tests are compiled

@@ -354,7 +354,7 @@ struct HalfClosed
         client = std::make_unique<ConsoleTestClient>(bench.server->port());
         client->socket.setReadBufferSize(1024);
         client->send("HEARTBEAT\r\n");
-        if (!QTest::qWaitFor([&] { return client->socket.bytesAvailable() == 11; }))
+        if (!waitFor([&] { return client->socket.bytesAvailable() == 11; }))
             qFatal("no answer");
         accepted = bench.accepted(*client);
         const QString line(64 * 1024, 'x');

@@ -31,7 +31,7 @@ bool sendPackage(ConsoleTestClient &client, const QByteArray &archive)
         if (i == frames.size() - 1)
             break;
         const QByteArray expected = i == 0 ? enterReply : blockReply;
-        if (!QTest::qWaitFor([&] { return client.received() == expected; }))
+        if (!waitFor([&] { return client.received() == expected; }))
             return false;
     }
     return true;

@@ -46,7 +46,7 @@ struct Console
     {
         auto one = std::make_unique<ConsoleTestClient>(bench.server->port());
         one->send(heartbeat);
-        if (!QTest::qWaitFor([&] { return one->received() == heartbeat; }))
+        if (!waitFor([&] { return one->received() == heartbeat; }))
             qFatal("no answer");
         one->forget();
         return one;

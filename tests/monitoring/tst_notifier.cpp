@@ -41,7 +41,7 @@ private:
     int feeds() { return m_manager->take().count("WATCHDOG=1"); }
     bool isFed()
     {
-        return QTest::qWaitFor([this] { return feeds() > 0; });
+        return waitFor([this] { return feeds() > 0; });
     }
 
     std::unique_ptr<ConsoleBench> m_bench;
@@ -165,7 +165,7 @@ void TestNotifier::busyManagerIsToldLater()
     const QByteArray ready = "READY=1\nSTATUS=Idle, listening on port P.";
     QVERIFY(!taken().contains(ready));
     QList<QByteArray> later;
-    QVERIFY(QTest::qWaitFor([&] {
+    QVERIFY(waitFor([&] {
         later = taken();
         return !later.isEmpty();
     }));

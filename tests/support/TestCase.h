@@ -3,6 +3,12 @@
 
 #include <QtTest>
 
+// Qt Test's own limit of 5 s is too little on a busy machine. Every wait ends on its condition.
+#undef QTRY_VERIFY
+#undef QTRY_COMPARE
+#define QTRY_VERIFY(condition) QTRY_VERIFY_WITH_TIMEOUT(condition, 60'000)
+#define QTRY_COMPARE(actual, expected) QTRY_COMPARE_WITH_TIMEOUT(actual, expected, 60'000)
+
 /**
  * One test class of a folder's test program, which runs it by the name of its file: 'late' for
  * tst_late.cpp. The further arguments are those of Qt Test.
