@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Checks the house rules of the sources. Each finding is one line, FILE:LINE: WHAT."""
+"""Checks the rules for the sources. Each finding is one line, FILE:LINE: WHAT."""
 
 import argparse
 import os
