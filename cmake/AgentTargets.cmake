@@ -69,13 +69,26 @@ function(agent_program name)
     endif()
 endfunction()
 
-# agent_time_limit(SECONDS TEST...): when ctest ends a test, so that none can hang the suite. An
-# emulated processor is slower, and so is a program with a sanitizer. Tests that may take longest
-# start first, so that the suite does not end with one of them alone.
+# agent_command_line(SOURCE...): sources that include CLI11. Its templates make half of what a tool is
+# compiled from, and run once, so they are optimized less.
+function(agent_command_line)
+    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS $<$<CONFIG:Release>:-O1>)
+endfunction()
+
+# agent_time_limit(SECONDS TEST...): what a test may take on a machine with nothing else to do. ctest
+# ends it after five times as long, so that none can hang the suite and none fails because the
+# machine is busy. An emulated processor is slower, and so is a program with a sanitizer. Tests that
+# may take longest start first.
 set(AGENT_TIME_FACTOR 1 CACHE STRING "How much more time a test may take")
 function(agent_time_limit seconds)
-    math(EXPR seconds "${seconds} * ${AGENT_TIME_FACTOR}")
-    set_tests_properties(${ARGN} PROPERTIES TIMEOUT ${seconds} COST ${seconds})
+    math(EXPR limit "${seconds} * ${AGENT_TIME_FACTOR} * 5")
+    set_tests_properties(${ARGN} PROPERTIES TIMEOUT ${limit} COST ${seconds})
+endfunction()
+
+# agent_first(TEST...): tests that take a minute or much of a processor. They start before all others,
+# so that those that only wait run beside them, and the suite does not end with one of them alone.
+function(agent_first)
+    set_tests_properties(${ARGN} PROPERTIES COST 1000)
 endfunction()
 
 # A test program is compiled without optimization, whatever the libraries that it tests are compiled
@@ -107,13 +120,17 @@ function(agent_test_options name)
         PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
 endfunction()
 
-# agent_test(NAME SOURCES ... [LINK ...]): a Qt Test program run by ctest.
-function(agent_test name)
-    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINK" ${ARGN})
-    if(NOT ARG_TIMEOUT)
-        set(ARG_TIMEOUT 120)
-    endif()
-    add_executable(${name} ${ARG_SOURCES})
+# agent_tests(FOLDER TOPICS TOPIC... [SOURCES ...] [LINK ...]): the program FOLDER_tests of the test
+# classes tst_TOPIC.cpp, and for each of them the test FOLDER_TOPIC. Where sources are compiled
+# together, a few together: all processors have work, and a change compiles a part only.
+function(agent_tests folder)
+    cmake_parse_arguments(ARG "" "" "TOPICS;SOURCES;LINK" ${ARGN})
+    set(name ${folder}_tests)
+    set(sources ${ARG_TOPICS})
+    list(TRANSFORM sources REPLACE "(.+)" "tst_\\1.cpp")
+    add_executable(${name}
+        ${sources} ${ARG_SOURCES} ${PROJECT_SOURCE_DIR}/tests/support/TestMain.cpp)
+    set_target_properties(${name} PROPERTIES UNITY_BUILD_BATCH_SIZE 8)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${ARG_LINK})
     agent_test_options(${name})
@@ -121,6 +138,8 @@ function(agent_test name)
     if(CMAKE_CROSSCOMPILING_EMULATOR)
         target_compile_definitions(${name} PRIVATE AGENT_EMULATED)
     endif()
-    add_test(NAME ${name} COMMAND ${name})
-    agent_time_limit(${ARG_TIMEOUT} ${name})
+    foreach(topic IN LISTS ARG_TOPICS)
+        add_test(NAME ${folder}_${topic} COMMAND ${name} ${topic})
+        agent_time_limit(120 ${folder}_${topic})
+    endforeach()
 endfunction()

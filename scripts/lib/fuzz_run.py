@@ -85,7 +85,7 @@ def run(target, seconds):
 
 def main():
     """Runs what the command line asks for."""
-    parser = argparse.ArgumentParser(prog="scripts/fuzz", description=__doc__,
+    parser = argparse.ArgumentParser(prog="scripts/check fuzz --", description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", default="build/fuzz", help="the build tree (default: %(default)s)")
     parser.add_argument("--seconds", type=int, default=60, metavar="N",

@@ -12,7 +12,7 @@ TEST_PACKAGES="edid-decode bzip2 mold openssh-client openssh-sftp-server python3
 PACKAGE_PACKAGES="dpkg-dev gzip lintian man-db sudo nftables iproute2 systemd"
 # To install the Debian packages into a throw-away root.
 INSTALL_PACKAGES="mmdebstrap"
-# To measure, and to test that every measurement gives its figure.
+# To measure.
 BENCH_PACKAGES="edid-decode redis-server lrzsz"
 FUZZ_PACKAGES="clang llvm"
 LINT_PACKAGES="clang-format shellcheck codespell cppcheck"

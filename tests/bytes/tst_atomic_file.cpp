@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bytes/AtomicFile.h"
 #include "support/OrdinaryUser.h"
+#include "support/TestCase.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -9,6 +10,8 @@
 #include <cerrno>
 #include <sys/stat.h>
 #include <unistd.h>
+
+namespace tst_atomic_file {
 
 using bytes::AtomicFile;
 
@@ -259,5 +262,8 @@ void TestAtomicFile::stickyFolder()
     QCOMPARE(names(), QStringList("file"));
 }
 
-QTEST_APPLESS_MAIN(TestAtomicFile)
+AGENT_TEST_WITHOUT_APPLICATION(TestAtomicFile)
+
+} // namespace tst_atomic_file
+
 #include "tst_atomic_file.moc"

@@ -3,6 +3,7 @@
 #include "bytes/FileSource.h"
 #include "support/FaultyReads.h"
 #include "support/FullDisk.h"
+#include "support/TestCase.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -10,6 +11,8 @@
 
 #include <cerrno>
 #include <sys/stat.h>
+
+namespace tst_files {
 
 using bytes::AtomicFile;
 using bytes::FileSource;
@@ -235,5 +238,8 @@ void TestFiles::stampsOfTheOpenFile()
     QCOMPARE(second.size(), 5);
 }
 
-QTEST_APPLESS_MAIN(TestFiles)
+AGENT_TEST_WITHOUT_APPLICATION(TestFiles)
+
+} // namespace tst_files
+
 #include "tst_files.moc"

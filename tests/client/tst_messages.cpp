@@ -11,6 +11,7 @@
 #include "planning/VersionTexts.h"
 #include "protocol/AppStatus.h"
 #include "protocol/ConsoleTexts.h"
+#include "support/TestCase.h"
 #include "upload/UploadTexts.h"
 
 #include <QFile>
@@ -20,6 +21,8 @@
 #include <QTest>
 
 #include <algorithm>
+
+namespace tst_messages {
 
 namespace appStatus = protocol::appStatus;
 namespace buildtext = package::buildtext;
@@ -394,6 +397,8 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestMessages)
+AGENT_TEST_WITHOUT_APPLICATION(TestMessages)
+
+} // namespace tst_messages
 
 #include "tst_messages.moc"

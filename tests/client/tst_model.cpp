@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/ScriptedRun.h"
 #include "client/UpgradeRows.h"
+#include "support/TestCase.h"
 
 #include <QTest>
+
+namespace tst_model {
 
 using client::AgentReply;
 using client::chosenRows;
@@ -655,6 +658,8 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestModel)
+AGENT_TEST_WITHOUT_APPLICATION(TestModel)
+
+} // namespace tst_model
 
 #include "tst_model.moc"

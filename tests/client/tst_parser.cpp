@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/ReplyParser.h"
 #include "protocol/McuFrame.h"
+#include "support/TestCase.h"
 
 #include <QStringList>
 #include <QTest>
+
+namespace tst_parser {
 
 namespace mcu = protocol::mcu;
 using client::AgentReply;
@@ -208,6 +211,8 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestParser)
+AGENT_TEST_WITHOUT_APPLICATION(TestParser)
+
+} // namespace tst_parser
 
 #include "tst_parser.moc"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What is the same on the command line of every program.
 #include "common/CommandLine.h"
+#include "support/TestCase.h"
 
 #include "common/ForkedProcess.h"
 
@@ -8,6 +9,8 @@
 
 #include <QTemporaryDir>
 #include <QtTest>
+
+namespace tst_command_line {
 
 namespace {
 
@@ -240,5 +243,8 @@ void TestCommandLine::completion()
     QTEST(completed(words, folder.path()), "found");
 }
 
-QTEST_GUILESS_MAIN(TestCommandLine)
+AGENT_TEST(TestCommandLine)
+
+} // namespace tst_command_line
+
 #include "tst_command_line.moc"

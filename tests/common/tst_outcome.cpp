@@ -2,6 +2,7 @@
 // The one form of JSON documents, and the lines for people.
 #include "common/CommandOutcome.h"
 #include "common/Output.h"
+#include "support/TestCase.h"
 
 #include <QDateTime>
 #include <QJsonArray>
@@ -9,6 +10,8 @@
 #include <QtTest>
 
 #include <unistd.h>
+
+namespace tst_outcome {
 
 class TestOutcome : public QObject
 {
@@ -117,5 +120,8 @@ void TestOutcome::outputThatCannotBeWritten()
     QCOMPARE(json, int(ExitCode::Failed));
 }
 
-QTEST_APPLESS_MAIN(TestOutcome)
+AGENT_TEST_WITHOUT_APPLICATION(TestOutcome)
+
+} // namespace tst_outcome
+
 #include "tst_outcome.moc"

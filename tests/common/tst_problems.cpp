@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The table of problems and exit statuses, and the page that lists them for users.
 #include "common/Problems.h"
+#include "support/TestCase.h"
 
 #include <QFile>
 #include <QRegularExpression>
 #include <QSet>
 #include <QtTest>
+
+namespace tst_problems {
 
 namespace {
 
@@ -92,5 +95,8 @@ void TestProblems::thePageHasThemAll()
     QCOMPARE(list.count(QStringLiteral("\n| `")), int(problemTable().size()) - 1);
 }
 
-QTEST_APPLESS_MAIN(TestProblems)
+AGENT_TEST_WITHOUT_APPLICATION(TestProblems)
+
+} // namespace tst_problems
+
 #include "tst_problems.moc"

@@ -2,8 +2,11 @@
 // Texts made safe for a terminal, and words that are nearly right.
 #include "common/NearestWord.h"
 #include "common/Printable.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_words {
 
 class TestWords : public QObject
 {
@@ -95,5 +98,8 @@ void TestWords::nearest()
     QTEST(nearestWord(word, {"info", "verify", "verity", "list", "extract"}), "found");
 }
 
-QTEST_APPLESS_MAIN(TestWords)
+AGENT_TEST_WITHOUT_APPLICATION(TestWords)
+
+} // namespace tst_words
+
 #include "tst_words.moc"

@@ -5,6 +5,7 @@
 #include "engine/ControlCenter.h"
 #include "links/WorkerCOM.h"
 #include "support/RecordingShell.h"
+#include "support/WaitFor.h"
 
 #include <QDir>
 #include <QFile>
@@ -129,7 +130,7 @@ public:
     {
         ConsoleTestClient later(server->port());
         later.send("HEARTBEAT\r\n");
-        return QTest::qWaitFor([&] { return !later.received().isEmpty(); });
+        return waitFor([&] { return !later.received().isEmpty(); });
     }
 
     /** A message of the engine. */

@@ -4,9 +4,12 @@
 #include "console/ConsoleEvents.h"
 #include "console/FakeClients.h"
 #include "support/FewDescriptors.h"
+#include "support/TestCase.h"
 #include "support/VirtualTime.h"
 
 #include <QtTest>
+
+namespace tst_client_table {
 
 using console::ClientPointer;
 using console::ConsoleClients;
@@ -73,6 +76,9 @@ struct Table
 class TestClientTable : public QObject
 {
     Q_OBJECT
+
+public:
+    TestClientTable() { VirtualTime::instance(); }
 
 private slots:
     void comingAndLeaving();
@@ -243,10 +249,8 @@ void TestClientTable::clientsWithoutText()
     QVERIFY(!table.clients.beyondLineLimit());
 }
 
-int main(int argc, char *argv[])
-{
-    VirtualTime::instance();
-    TestClientTable test;
-    return QTest::qExec(&test, argc, argv);
-}
+AGENT_TEST_WITHOUT_APPLICATION(TestClientTable)
+
+} // namespace tst_client_table
+
 #include "tst_client_table.moc"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/ConsoleBench.h"
 #include "support/FewDescriptors.h"
+#include "support/TestCase.h"
 
 #include <QSignalSpy>
 #include <QTcpServer>
@@ -9,6 +10,8 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+
+namespace tst_clients {
 
 namespace {
 
@@ -351,7 +354,7 @@ struct HalfClosed
         client = std::make_unique<ConsoleTestClient>(bench.server->port());
         client->socket.setReadBufferSize(1024);
         client->send("HEARTBEAT\r\n");
-        if (!QTest::qWaitFor([&] { return client->socket.bytesAvailable() == 11; }))
+        if (!waitFor([&] { return client->socket.bytesAvailable() == 11; }))
             qFatal("no answer");
         accepted = bench.accepted(*client);
         const QString line(64 * 1024, 'x');
@@ -539,5 +542,8 @@ void TestClients::restarts()
     }
 }
 
-QTEST_GUILESS_MAIN(TestClients)
+AGENT_TEST(TestClients)
+
+} // namespace tst_clients
+
 #include "tst_clients.moc"

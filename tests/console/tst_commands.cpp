@@ -8,9 +8,12 @@
 #include "console/PackageTurns.h"
 #include "edid/ParseEDID.h"
 #include "links/EngineRequests.h"
+#include "support/TestCase.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
+
+namespace tst_commands {
 
 using console::ClientPointer;
 using console::ConsoleCommands;
@@ -248,5 +251,8 @@ void TestCommands::edid()
     QCOMPARE(console.replied(), QByteArray());
 }
 
-QTEST_GUILESS_MAIN(TestCommands)
+AGENT_TEST(TestCommands)
+
+} // namespace tst_commands
+
 #include "tst_commands.moc"

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/LineFramer.h"
+#include "support/TestCase.h"
 
 #include <QRandomGenerator>
 #include <QtTest>
+
+namespace tst_framing {
 
 using console::LineFramer;
 
@@ -197,5 +200,8 @@ void TestFraming::drop()
     QCOMPARE(linesOf(framer, "D\n"), QStringList{"D"});
 }
 
-QTEST_APPLESS_MAIN(TestFraming)
+AGENT_TEST_WITHOUT_APPLICATION(TestFraming)
+
+} // namespace tst_framing
+
 #include "tst_framing.moc"

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/ConsoleBench.h"
 #include "support/NetFrames.h"
+#include "support/TestCase.h"
 
 #include <QSemaphore>
 #include <QtTest>
+
+namespace tst_net_package {
 
 using namespace std::chrono_literals;
 
@@ -28,7 +31,7 @@ bool sendPackage(ConsoleTestClient &client, const QByteArray &archive)
         if (i == frames.size() - 1)
             break;
         const QByteArray expected = i == 0 ? enterReply : blockReply;
-        if (!QTest::qWaitFor([&] { return client.received() == expected; }))
+        if (!waitFor([&] { return client.received() == expected; }))
             return false;
     }
     return true;
@@ -215,5 +218,8 @@ void TestNetPackage::busyWhileInstalling()
     QVERIFY(bench.requests.isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestNetPackage)
+AGENT_TEST(TestNetPackage)
+
+} // namespace tst_net_package
+
 #include "tst_net_package.moc"

@@ -5,9 +5,12 @@
 #include "netupgrade/NetModelUpgrade.h"
 #include "support/NetFrames.h"
 #include "support/RecordingShell.h"
+#include "support/TestCase.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
+
+namespace tst_net_pieces {
 
 using console::ConsoleEvents;
 using console::NetPackages;
@@ -123,5 +126,8 @@ void TestNetPieces::noticeThatTheModuleIsBack()
     QCOMPARE(module.responses, (QByteArrayList{netframes::blockAccepted, "WriteIsUgradingFalse"}));
 }
 
-QTEST_GUILESS_MAIN(TestNetPieces)
+AGENT_TEST(TestNetPieces)
+
+} // namespace tst_net_pieces
+
 #include "tst_net_pieces.moc"

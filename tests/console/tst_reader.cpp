@@ -6,8 +6,11 @@
 #include "console/ConsoleRequest.h"
 #include "console/FakeClients.h"
 #include "console/RequestReader.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_reader {
 
 using console::ClientPointer;
 using console::ConsoleClients;
@@ -264,5 +267,8 @@ void TestReader::waitingClientIsNotRead()
     QCOMPARE(console.requests.last(), QString("HEARTBEAT"));
 }
 
-QTEST_GUILESS_MAIN(TestReader)
+AGENT_TEST(TestReader)
+
+} // namespace tst_reader
+
 #include "tst_reader.moc"

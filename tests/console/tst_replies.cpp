@@ -2,8 +2,11 @@
 // Which client gets a reply, when it leaves, and which client is dropped for not reading.
 #include "console/ConsoleReplies.h"
 #include "console/FakeClients.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_replies {
 
 using console::ClientPointer;
 using console::ConsoleClient;
@@ -260,5 +263,8 @@ void TestReplies::droppedClientGetsNothing()
     QCOMPARE(all.connection(0).sent.size(), 1);
 }
 
-QTEST_GUILESS_MAIN(TestReplies)
+AGENT_TEST(TestReplies)
+
+} // namespace tst_replies
+
 #include "tst_replies.moc"

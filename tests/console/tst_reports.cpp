@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/ConsoleReports.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_reports {
 
 namespace consolereport = console::consolereport;
 
@@ -50,5 +53,8 @@ void TestReports::others()
              "UpgradeDatas||" + QByteArray("\0\xab", 2));
 }
 
-QTEST_GUILESS_MAIN(TestReports)
+AGENT_TEST(TestReports)
+
+} // namespace tst_reports
+
 #include "tst_reports.moc"

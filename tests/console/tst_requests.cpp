@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/ConsoleRequest.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_requests {
 
 using console::ConsoleRequest;
 
@@ -202,5 +205,8 @@ void TestRequests::edidTexts()
     QCOMPARE(request.edidText().value_or(QString()), text);
 }
 
-QTEST_APPLESS_MAIN(TestRequests)
+AGENT_TEST_WITHOUT_APPLICATION(TestRequests)
+
+} // namespace tst_requests
+
 #include "tst_requests.moc"

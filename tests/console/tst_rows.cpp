@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/FirmwareRows.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_rows {
 
 using console::firmwareRows;
 
@@ -73,5 +76,8 @@ void TestRows::rows()
     QCOMPARE(firmwareRows(description), rows);
 }
 
-QTEST_APPLESS_MAIN(TestRows)
+AGENT_TEST_WITHOUT_APPLICATION(TestRows)
+
+} // namespace tst_rows
+
 #include "tst_rows.moc"

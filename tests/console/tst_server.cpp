@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/ConsoleBench.h"
+#include "support/TestCase.h"
 
 #include <QMetaMethod>
 #include <QtTest>
+
+namespace tst_server {
 
 using engine::RunEvents;
 
@@ -607,5 +610,8 @@ void TestServer::characterBeyondLatin1()
     QTRY_COMPARE(client.received(), QByteArray("UPGRADELOG||caf\xe9 ?\r\n"));
 }
 
-QTEST_GUILESS_MAIN(TestServer)
+AGENT_TEST(TestServer)
+
+} // namespace tst_server
+
 #include "tst_server.moc"

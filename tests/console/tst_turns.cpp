@@ -2,10 +2,13 @@
 // One client asks for list after list: what the others, and the client itself, notice of it.
 #include "console/ConsoleBench.h"
 #include "support/NetFrames.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
 
 #include <sys/ioctl.h>
+
+namespace tst_turns {
 
 namespace {
 
@@ -43,7 +46,7 @@ struct Console
     {
         auto one = std::make_unique<ConsoleTestClient>(bench.server->port());
         one->send(heartbeat);
-        if (!QTest::qWaitFor([&] { return one->received() == heartbeat; }))
+        if (!waitFor([&] { return one->received() == heartbeat; }))
             qFatal("no answer");
         one->forget();
         return one;
@@ -306,5 +309,8 @@ void TestTurns::runKeepsItsLists()
     QCOMPARE(console.lists, 2); // the others are quiet
 }
 
-QTEST_GUILESS_MAIN(TestTurns)
+AGENT_TEST(TestTurns)
+
+} // namespace tst_turns
+
 #include "tst_turns.moc"

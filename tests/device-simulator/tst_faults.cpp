@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TestDevice.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_faults {
 
 namespace {
 
@@ -273,5 +276,8 @@ void TestFaults::helpNamesEveryFault()
     }
 }
 
-QTEST_GUILESS_MAIN(TestFaults)
+AGENT_TEST(TestFaults)
+
+} // namespace tst_faults
+
 #include "tst_faults.moc"

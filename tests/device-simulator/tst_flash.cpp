@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "device-simulator/FlashMemory.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_flash {
 
 namespace {
 
@@ -145,5 +148,8 @@ void TestFlash::compares()
     QCOMPARE(comparison.text, text);
 }
 
-QTEST_GUILESS_MAIN(TestFlash)
+AGENT_TEST(TestFlash)
+
+} // namespace tst_flash
+
 #include "tst_flash.moc"

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TestDevice.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_frames {
 
 namespace mcu = protocol::mcu;
 
@@ -177,5 +180,8 @@ void TestFrames::tracesEveryFrame()
                                               " | 5b5ba508000000ffff01790025"));
 }
 
-QTEST_GUILESS_MAIN(TestFrames)
+AGENT_TEST(TestFrames)
+
+} // namespace tst_frames
+
 #include "tst_frames.moc"

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TestDevice.h"
+#include "support/TestCase.h"
 
 #include "device-simulator/ReplayDevice.h"
 
 #include <QtTest>
+
+namespace tst_replay {
 
 namespace {
 
@@ -87,5 +90,8 @@ void TestReplay::namesWrongLines()
     QCOMPARE(told, error);
 }
 
-QTEST_GUILESS_MAIN(TestReplay)
+AGENT_TEST(TestReplay)
+
+} // namespace tst_replay
+
 #include "tst_replay.moc"

@@ -19,7 +19,7 @@ def printed(*arguments):
 class StateDiagram(unittest.TestCase):
     def test_page_is_up_to_date(self):
         with open(PAGE, encoding="utf-8") as file:
-            self.assertEqual(file.read(), printed(), "run scripts/state-diagram")
+            self.assertEqual(file.read(), printed(), "run scripts/check state-diagram")
 
     def test_page_shows_every_text(self):
         page = printed()

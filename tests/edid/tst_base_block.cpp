@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "edid/TestDumps.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_base_block {
 
 namespace {
 
@@ -312,5 +315,8 @@ void TestBaseBlock::orderOfTheLines()
                           "Maximum Pixel Clock:1190MHz\r\n"}));
 }
 
-QTEST_GUILESS_MAIN(TestBaseBlock)
+AGENT_TEST(TestBaseBlock)
+
+} // namespace tst_base_block
+
 #include "tst_base_block.moc"

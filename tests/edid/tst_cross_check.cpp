@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "edid/EdidDecodeOutput.h"
 #include "edid/TestDumps.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_cross_check {
 
 namespace {
 
@@ -145,5 +148,8 @@ void TestCrossCheck::namesAreTrimmed()
     QCOMPARE(outcomeOf(bytes).emitted.value(0).value(0), "DEL," + shown.trimmed() + ",DVI,");
 }
 
-QTEST_GUILESS_MAIN(TestCrossCheck)
+AGENT_TEST(TestCrossCheck)
+
+} // namespace tst_cross_check
+
 #include "tst_cross_check.moc"

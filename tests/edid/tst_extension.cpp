@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "edid/TestDumps.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_extension {
 
 namespace {
 
@@ -538,5 +541,8 @@ void TestExtension::orderOfTheLines()
                               "\r\nHDR :Support\r\n"}));
 }
 
-QTEST_GUILESS_MAIN(TestExtension)
+AGENT_TEST(TestExtension)
+
+} // namespace tst_extension
+
 #include "tst_extension.moc"

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "edid/TestDumps.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_golden {
 
 namespace {
 
@@ -83,5 +86,8 @@ void TestGolden::indexNamesEveryDump()
     QCOMPARE(indexed, present);
 }
 
-QTEST_GUILESS_MAIN(TestGolden)
+AGENT_TEST(TestGolden)
+
+} // namespace tst_golden
+
 #include "tst_golden.moc"

@@ -2,6 +2,7 @@
 #include "DumpReader.h"
 #include "ReportPrinter.h"
 #include "edid/TestDumps.h"
+#include "support/TestCase.h"
 #include "tools/common/ForkedProcess.h"
 
 #include <QJsonArray>
@@ -12,6 +13,8 @@
 
 #include <csignal>
 #include <sys/stat.h>
+
+namespace tst_report_tool {
 
 namespace {
 
@@ -345,5 +348,8 @@ void TestReportTool::endsOnSignals()
     }
 }
 
-QTEST_GUILESS_MAIN(TestReportTool)
+AGENT_TEST(TestReportTool)
+
+} // namespace tst_report_tool
+
 #include "tst_report_tool.moc"

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "edid/EdidTables.h"
 #include "edid/VideoFormatStyle.h"
+#include "support/TestCase.h"
 #include "tools/common/ForkedProcess.h"
 
 #include <QtTest>
+
+namespace tst_tables {
 
 namespace {
 
@@ -111,5 +114,8 @@ void TestTables::otherTables()
              QString("4Kx2K@30Hz|4Kx2K@25Hz|4Kx2K@24Hz|4Kx2K@24Hz(SMPTE)"));
 }
 
-QTEST_GUILESS_MAIN(TestTables)
+AGENT_TEST(TestTables)
+
+} // namespace tst_tables
+
 #include "tst_tables.moc"

@@ -8,11 +8,18 @@
 #include "engine/report/RunProgress.h"
 #include "engine/report/RunReporter.h"
 #include "engine/report/RunRows.h"
+#include "engine/steps/Steps.h"
 #include "links/DeviceLink.h"
 #include "links/LinkState.h"
 #include "protocol/McuFrame.h"
 
 #include <QStringList>
+
+#include <optional>
+
+/** What a step finds in a reply. */
+using FoundEvent = std::optional<engine::Event>;
+Q_DECLARE_METATYPE(FoundEvent)
 
 /** A link that keeps what is sent, and delivers what a test hands in. */
 class FakeDeviceLink : public links::DeviceLink

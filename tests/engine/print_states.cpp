@@ -230,7 +230,8 @@ void printTable()
 void printPage()
 {
     print("# The steps of a run\n");
-    print("Printed by `scripts/state-diagram` from the step table that the engine is linked with; "
+    print("Printed by `scripts/check state-diagram` from the step table that the engine is linked "
+          "with; "
           "do not edit it by hand.\nA test fails when it is out of date.\n");
     print("A step is a state of the engine: what it waits for, or what it has just decided.\n"
           "A number after an event is the attempt that it ends.\n"

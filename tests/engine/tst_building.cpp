@@ -3,12 +3,15 @@
 #include "engine/Scenario.h"
 #include "package/PackageChecksum.h"
 #include "support/FullDisk.h"
+#include "support/TestCase.h"
 
 #include <QCryptographicHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QtTest>
+
+namespace tst_building {
 
 using bytes::FileSource;
 using package::checkPackage;
@@ -505,5 +508,8 @@ void TestBuilding::netDiskFull()
     }
 }
 
-QTEST_GUILESS_MAIN(TestBuilding)
+AGENT_TEST(TestBuilding)
+
+} // namespace tst_building
+
 #include "tst_building.moc"

@@ -2,16 +2,19 @@
 #include "engine/PartBench.h"
 #include "links/LinkState.h"
 #include "protocol/CommandWords.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+Q_DECLARE_METATYPE(engine::CommandResult)
+
+namespace tst_channel {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 using engine::CommandChannel;
 using engine::CommandResult;
 using protocol::Reply;
-
-Q_DECLARE_METATYPE(CommandResult)
 
 namespace {
 
@@ -221,5 +224,8 @@ void TestChannel::textLines()
     QCOMPARE(bench.texts, QStringList({"one", "two"}));
 }
 
-QTEST_GUILESS_MAIN(TestChannel)
+AGENT_TEST(TestChannel)
+
+} // namespace tst_channel
+
 #include "tst_channel.moc"

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/PartBench.h"
+#include "support/TestCase.h"
 
 #include <QSignalSpy>
 #include <QtTest>
+
+namespace tst_device_links {
 
 using engine::DeviceLinks;
 using engine::EngineOutput;
@@ -225,5 +228,8 @@ void TestDeviceLinks::withoutALinkNothingIsSent()
                           "ttyS2 connect failed, serial port is occupied or does not exist"}));
 }
 
-QTEST_GUILESS_MAIN(TestDeviceLinks)
+AGENT_TEST(TestDeviceLinks)
+
+} // namespace tst_device_links
+
 #include "tst_device_links.moc"

@@ -2,10 +2,13 @@
 #include "engine/Scenario.h"
 #include "links/LinkState.h"
 #include "support/MessageRecorder.h"
+#include "support/TestCase.h"
 #include "support/WaitFor.h"
 
 #include <QLoggingCategory>
 #include <QtTest>
+
+namespace tst_diagnostics {
 
 namespace mcu = protocol::mcu;
 
@@ -189,5 +192,8 @@ void TestDiagnostics::requestsDuringARun()
     world.restartEngine();
 }
 
-QTEST_GUILESS_MAIN(TestDiagnostics)
+AGENT_TEST(TestDiagnostics)
+
+} // namespace tst_diagnostics
+
 #include "tst_diagnostics.moc"

@@ -5,11 +5,14 @@
 #include "engine/steps/StepTable.h"
 #include "protocol/CommandWords.h"
 #include "protocol/McuFrame.h"
+#include "support/TestCase.h"
 
 #include <QCryptographicHash>
 #include <QtTest>
 
 #include <thread>
+
+namespace tst_events {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
@@ -376,5 +379,8 @@ void TestEvents::troubleInTheTable()
     QCOMPARE(givenUp, 11);
 }
 
-QTEST_GUILESS_MAIN(TestEvents)
+AGENT_TEST(TestEvents)
+
+} // namespace tst_events
+
 #include "tst_events.moc"

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/EngineHarness.h"
 #include "links/LinkState.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_frames {
 
 namespace {
 
@@ -260,5 +263,8 @@ void TestFrames::noReplyIsAwaitedBeforeASend()
     QVERIFY(world.link->sent.isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestFrames)
+AGENT_TEST(TestFrames)
+
+} // namespace tst_frames
+
 #include "tst_frames.moc"

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Scenario.h"
 #include "links/LinkState.h"
+#include "support/TestCase.h"
 #include "support/WaitFor.h"
 
 #include <QtTest>
+
+namespace tst_guard {
 
 namespace {
 
@@ -189,5 +192,8 @@ void TestGuard::startsOverInThePauseAfterARepeatedBlock()
     QCOMPARE(world.results(2), QString("11"));
 }
 
-QTEST_GUILESS_MAIN(TestGuard)
+AGENT_TEST(TestGuard)
+
+} // namespace tst_guard
+
 #include "tst_guard.moc"

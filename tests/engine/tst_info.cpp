@@ -4,8 +4,11 @@
 #include "engine/runs/InfoWrite.h"
 #include "planning/ProductReport.h"
 #include "protocol/ProductRecord.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_info {
 
 namespace field = package::field;
 namespace productReport = planning::productReport;
@@ -13,9 +16,6 @@ using engine::Event;
 using engine::InfoRead;
 using engine::InfoWrite;
 using protocol::ProductRecord;
-
-using FoundEvent = std::optional<Event>;
-Q_DECLARE_METATYPE(FoundEvent)
 
 namespace {
 
@@ -262,5 +262,8 @@ void TestInfo::payloadOfARow()
     QTEST(bench.lines, "lines");
 }
 
-QTEST_GUILESS_MAIN(TestInfo)
+AGENT_TEST(TestInfo)
+
+} // namespace tst_info
+
 #include "tst_info.moc"

@@ -5,11 +5,14 @@
 #include "planning/TypeAndIndexTable.h"
 #include "protocol/CommandWords.h"
 #include "support/MessageRecorder.h"
+#include "support/TestCase.h"
 #include "support/WaitFor.h"
 
 #include <QLoggingCategory>
 #include <QTimer>
 #include <QtTest>
+
+namespace tst_late {
 
 namespace command = protocol::command;
 namespace field = package::field;
@@ -202,5 +205,8 @@ void TestLate::neverAnswersForItself()
     QCOMPARE(world.results(2), QString("11"));
 }
 
-QTEST_GUILESS_MAIN(TestLate)
+AGENT_TEST(TestLate)
+
+} // namespace tst_late
+
 #include "tst_late.moc"

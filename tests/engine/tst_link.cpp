@@ -3,12 +3,15 @@
 #include "engine/TestPackage.h"
 #include "links/CoreTelnet.h"
 #include "links/LinkState.h"
+#include "support/TestCase.h"
 #include "support/WaitFor.h"
 
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QtTest>
+
+namespace tst_link {
 
 namespace {
 
@@ -367,5 +370,8 @@ void TestLink::networkAtConstruction()
                                                 "does not exist"}));
 }
 
-QTEST_GUILESS_MAIN(TestLink)
+AGENT_TEST(TestLink)
+
+} // namespace tst_link
+
 #include "tst_link.moc"

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Scenario.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_main_first {
 
 namespace {
 
@@ -216,5 +219,8 @@ void TestMainFirst::fileAfterARunThatFailed()
     QCOMPARE(world.count("F900"), 0);
 }
 
-QTEST_GUILESS_MAIN(TestMainFirst)
+AGENT_TEST(TestMainFirst)
+
+} // namespace tst_main_first
+
 #include "tst_main_first.moc"

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Scenario.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_main_mcu {
 
 namespace {
 
@@ -327,5 +330,8 @@ void TestMainMcu::counterOfTheModelNameIsForgotten()
                      "Set virtual version fail, retry 1.", "Set virtual version fail, retry 2."}));
 }
 
-QTEST_GUILESS_MAIN(TestMainMcu)
+AGENT_TEST(TestMainMcu)
+
+} // namespace tst_main_mcu
+
 #include "tst_main_mcu.moc"

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/EngineModel.h"
 #include "engine/MatrixWorld.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
 
 Q_DECLARE_METATYPE(Disturbance)
+
+namespace tst_matrix {
 
 /**
  * Every command of every chain, met by every trouble. What must come of it is computed by a model
@@ -55,5 +58,8 @@ void TestMatrix::cases()
     QCOMPARE(world.wrongFlash(), QString());
 }
 
-QTEST_GUILESS_MAIN(TestMatrix)
+AGENT_TEST(TestMatrix)
+
+} // namespace tst_matrix
+
 #include "tst_matrix.moc"

@@ -6,10 +6,13 @@
 #include "protocol/CommandWords.h"
 #include "support/FullDisk.h"
 #include "support/RecordingShell.h"
+#include "support/TestCase.h"
 
 #include <QCryptographicHash>
 #include <QFile>
 #include <QtTest>
+
+namespace tst_net {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
@@ -354,5 +357,8 @@ void TestNet::statusWithoutASerialLink()
     QVERIFY(engine.timersIdle());
 }
 
-QTEST_GUILESS_MAIN(TestNet)
+AGENT_TEST(TestNet)
+
+} // namespace tst_net
+
 #include "tst_net.moc"

@@ -7,11 +7,14 @@
 #include "package/NetImage.h"
 #include "protocol/CommandWords.h"
 #include "support/RecordingShell.h"
+#include "support/TestCase.h"
 
 #include <QCryptographicHash>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
+
+namespace tst_net_install {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
@@ -258,5 +261,8 @@ void TestNetInstall::imageOfAPackage()
     QCOMPARE(bench.events.at(1).success, !damaged);
 }
 
-QTEST_GUILESS_MAIN(TestNetInstall)
+AGENT_TEST(TestNetInstall)
+
+} // namespace tst_net_install
+
 #include "tst_net_install.moc"

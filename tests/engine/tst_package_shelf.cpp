@@ -3,6 +3,7 @@
 #include "engine/PartBench.h"
 #include "engine/TestPackage.h"
 #include "engine/package/PackageShelf.h"
+#include "support/TestCase.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -10,6 +11,8 @@
 
 #include <atomic>
 #include <thread>
+
+namespace tst_package_shelf {
 
 using bytes::BytesSource;
 using engine::PackageShelf;
@@ -248,5 +251,8 @@ void TestPackageShelf::readsWhileAnotherThreadLists()
     QCOMPARE(bench.shelf.model(), QString("two"));
 }
 
-QTEST_GUILESS_MAIN(TestPackageShelf)
+AGENT_TEST(TestPackageShelf)
+
+} // namespace tst_package_shelf
+
 #include "tst_package_shelf.moc"

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Scenario.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_packages {
 
 namespace {
 
@@ -381,5 +384,8 @@ void TestPackages::descriptionIsKeptForTheRun()
     QCOMPARE(scenario.engine->getFWInfoByChipType(0).value(0), QStringLiteral("MAIN"));
 }
 
-QTEST_GUILESS_MAIN(TestPackages)
+AGENT_TEST(TestPackages)
+
+} // namespace tst_packages
+
 #include "tst_packages.moc"

@@ -3,8 +3,11 @@
 #include "engine/TestPackage.h"
 #include "links/LinkState.h"
 #include "protocol/CommandWords.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_parser {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
@@ -399,5 +402,8 @@ void TestParser::unknownMode()
     QVERIFY(world.lines.isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestParser)
+AGENT_TEST(TestParser)
+
+} // namespace tst_parser
+
 #include "tst_parser.moc"

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Scenario.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_planning {
 
 namespace mcu = protocol::mcu;
 
@@ -410,5 +413,8 @@ void TestPlanning::rowsWithOddTexts()
     QVERIFY(scenario.lines.contains(QStringLiteral("Write firmware '%1%2 %7' success.")));
 }
 
-QTEST_GUILESS_MAIN(TestPlanning)
+AGENT_TEST(TestPlanning)
+
+} // namespace tst_planning
+
 #include "tst_planning.moc"

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Scenario.h"
+#include "support/TestCase.h"
 
 #include "support/WaitFor.h"
 
 #include <QtTest>
+
+namespace tst_power {
 
 namespace {
 
@@ -154,5 +157,8 @@ void TestPower::deletedInMidRun()
     }
 }
 
-QTEST_GUILESS_MAIN(TestPower)
+AGENT_TEST(TestPower)
+
+} // namespace tst_power
+
 #include "tst_power.moc"

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Scenario.h"
 #include "protocol/CommandWords.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_product_info {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
@@ -446,5 +449,8 @@ void TestProductInfo::recordOfOneRow()
     QVERIFY(world.engine->getCommandOfProductInformation(0).isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestProductInfo)
+AGENT_TEST(TestProductInfo)
+
+} // namespace tst_product_info
+
 #include "tst_product_info.moc"

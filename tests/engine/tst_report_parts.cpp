@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/PartBench.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
 
 #include <atomic>
 #include <thread>
+
+namespace tst_report_parts {
 
 namespace field = package::field;
 using engine::RunMcu;
@@ -169,5 +172,8 @@ void TestReportParts::readKeyGoesInFront()
              QStringList({"one", "READPI|two", "READPI|APPSTATUS|7", "three", "PISHOW|four"}));
 }
 
-QTEST_GUILESS_MAIN(TestReportParts)
+AGENT_TEST(TestReportParts)
+
+} // namespace tst_report_parts
+
 #include "tst_report_parts.moc"

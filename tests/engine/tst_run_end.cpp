@@ -5,8 +5,13 @@
 #include "engine/runs/RunEnd.h"
 #include "links/LinkState.h"
 #include "protocol/CommandWords.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+Q_DECLARE_METATYPE(engine::RunOutcome)
+
+namespace tst_run_end {
 
 namespace appStatus = protocol::appStatus;
 namespace command = protocol::command;
@@ -17,8 +22,6 @@ using engine::RunEnd;
 using engine::RunEvent;
 using engine::RunOutcome;
 using engine::RunPackage;
-
-Q_DECLARE_METATYPE(RunOutcome)
 
 namespace {
 
@@ -139,5 +142,8 @@ void TestRunEnd::withoutRowsThereIsNoResult()
     QCOMPARE(bench.lines, QStringList{"APPSTATUS|5"});
 }
 
-QTEST_GUILESS_MAIN(TestRunEnd)
+AGENT_TEST(TestRunEnd)
+
+} // namespace tst_run_end
+
 #include "tst_run_end.moc"

@@ -2,12 +2,15 @@
 #include "engine/Scenario.h"
 #include "support/FaultyReads.h"
 #include "support/RecordingShell.h"
+#include "support/TestCase.h"
 #include "support/WaitFor.h"
 
 #include <QCryptographicHash>
 #include <QFile>
 #include <QRegularExpression>
 #include <QtTest>
+
+namespace tst_run_package {
 
 using engine::RunEvent;
 using engine::RunEvents;
@@ -138,7 +141,12 @@ private slots:
 };
 
 using Change = std::function<void(const QString &path)>;
-Q_DECLARE_METATYPE(Change)
+
+} // namespace tst_run_package
+
+Q_DECLARE_METATYPE(tst_run_package::Change)
+
+namespace tst_run_package {
 
 void TestRunPackage::fileOfTheNameDoesNotCount_data()
 {
@@ -447,5 +455,8 @@ void TestRunPackage::readErrorInAList()
     QVERIFY(world.engine->getMergeFWJSON(world.packagePath()).startsWith('{'));
 }
 
-QTEST_GUILESS_MAIN(TestRunPackage)
+AGENT_TEST(TestRunPackage)
+
+} // namespace tst_run_package
+
 #include "tst_run_package.moc"

@@ -2,8 +2,11 @@
 #include "engine/EngineHarness.h"
 #include "engine/TestPackage.h"
 #include "protocol/BlockPayload.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_runs {
 
 namespace block = protocol::block;
 
@@ -134,5 +137,8 @@ void TestRuns::runsAgainOnTheSameEngine()
     QVERIFY(sameTranscript(harness.lines, firstRun));
 }
 
-QTEST_GUILESS_MAIN(TestRuns)
+AGENT_TEST(TestRuns)
+
+} // namespace tst_runs
+
 #include "tst_runs.moc"

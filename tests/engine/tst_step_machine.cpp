@@ -2,11 +2,14 @@
 #include "engine/PartBench.h"
 #include "engine/steps/StepActions.h"
 #include "engine/steps/StepMachine.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
 
 #include <map>
 #include <vector>
+
+namespace tst_step_machine {
 
 namespace action = engine::action;
 using engine::Action;
@@ -18,7 +21,12 @@ using protocol::Reply;
 
 using Events = QList<Event>;
 using Actions = std::vector<Action>;
-Q_DECLARE_METATYPE(Actions)
+
+} // namespace tst_step_machine
+
+Q_DECLARE_METATYPE(tst_step_machine::Actions)
+
+namespace tst_step_machine {
 
 namespace {
 
@@ -229,5 +237,8 @@ void TestStepMachine::readKeyGoesInFront()
     QCOMPARE(bench.lines, QStringList{"READPI|Read virtual version."});
 }
 
-QTEST_GUILESS_MAIN(TestStepMachine)
+AGENT_TEST(TestStepMachine)
+
+} // namespace tst_step_machine
+
 #include "tst_step_machine.moc"

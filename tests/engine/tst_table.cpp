@@ -3,11 +3,14 @@
 #include "engine/device/ReplyRules.h"
 #include "engine/steps/StepTable.h"
 #include "links/LinkState.h"
+#include "support/TestCase.h"
 
 #include <QSet>
 #include <QtTest>
 
 #include <set>
+
+namespace tst_table {
 
 namespace mcu = protocol::mcu;
 using engine::allOf;
@@ -449,5 +452,8 @@ void TestTable::countersAreFreshEverywhere()
     QCOMPARE(scenario.with("retry 2").size(), commands);
 }
 
-QTEST_GUILESS_MAIN(TestTable)
+AGENT_TEST(TestTable)
+
+} // namespace tst_table
+
 #include "tst_table.moc"

@@ -2,8 +2,11 @@
 #include "engine/Scenario.h"
 #include "links/LinkState.h"
 #include "protocol/CommandWords.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_transfer {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
@@ -458,5 +461,8 @@ void TestTransfer::fileWithoutALink()
     QVERIFY(lines.contains(QStringLiteral("APPSTATUS|5")));
 }
 
-QTEST_GUILESS_MAIN(TestTransfer)
+AGENT_TEST(TestTransfer)
+
+} // namespace tst_transfer
+
 #include "tst_transfer.moc"

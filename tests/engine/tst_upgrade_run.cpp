@@ -5,10 +5,13 @@
 #include "engine/package/RunPackage.h"
 #include "engine/report/RunWords.h"
 #include "engine/runs/UpgradeRun.h"
+#include "support/TestCase.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
+
+namespace tst_upgrade_run {
 
 namespace field = package::field;
 namespace netImage = links::netImage;
@@ -21,8 +24,6 @@ using engine::RunPackage;
 using engine::UpgradeRun;
 
 using Images = QVector<TestImage>;
-using FoundEvent = std::optional<Event>;
-Q_DECLARE_METATYPE(FoundEvent)
 
 namespace {
 
@@ -419,5 +420,8 @@ void TestUpgradeRun::runsShareNothing()
     QCOMPARE(bench.run.itemDone(), Event::ItemDone);
 }
 
-QTEST_GUILESS_MAIN(TestUpgradeRun)
+AGENT_TEST(TestUpgradeRun)
+
+} // namespace tst_upgrade_run
+
 #include "tst_upgrade_run.moc"

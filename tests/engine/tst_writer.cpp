@@ -3,9 +3,12 @@
 #include "engine/device/ImageWriter.h"
 #include "links/LinkState.h"
 #include "protocol/CommandWords.h"
+#include "support/TestCase.h"
 #include "upload/CoreUpload.h"
 
 #include <QtTest>
+
+namespace tst_writer {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
@@ -169,5 +172,8 @@ void TestWriter::frameThatIsNotSentIsNotReported()
     QCOMPARE(bench.sentWords(command::writeBlock), 1);
 }
 
-QTEST_GUILESS_MAIN(TestWriter)
+AGENT_TEST(TestWriter)
+
+} // namespace tst_writer
+
 #include "tst_writer.moc"

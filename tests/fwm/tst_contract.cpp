@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // What scripts rely on: exit statuses, one JSON document, silence where silence is due.
 #include "common/ExitCodes.h"
+#include "support/TestCase.h"
 #include "tests/fwm/Fwm.h"
+
+namespace tst_contract {
 
 class TestContract : public QObject
 {
@@ -221,5 +224,8 @@ void TestContract::completionCompletes()
     QCOMPARE(complete("fwm ''", 1).split(' ').size(), commands().size());
 }
 
-QTEST_GUILESS_MAIN(TestContract)
+AGENT_TEST(TestContract)
+
+} // namespace tst_contract
+
 #include "tst_contract.moc"

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "device-description/DeviceDescription.h"
+#include "support/TestCase.h"
 #include "tests/engine/TestPackage.h"
 #include "tests/fwm/Fwm.h"
 
 #include <QDir>
 #include <QJsonArray>
+
+namespace tst_plan {
 
 namespace {
 
@@ -377,5 +380,8 @@ void TestPlan::longFiles()
     QCOMPARE(m_fwm->run({"plan", "p.fwm", "--rows", "rows"}).status, 0);
 }
 
-QTEST_GUILESS_MAIN(TestPlan)
+AGENT_TEST(TestPlan)
+
+} // namespace tst_plan
+
 #include "tst_plan.moc"

@@ -8,9 +8,12 @@
 #include "planning/UpgradeMode.h"
 #include "protocol/ChipTypes.h"
 #include "support/NetFrames.h"
+#include "support/TestCase.h"
 
 #include <QRandomGenerator>
 #include <QtTest>
+
+namespace tst_prediction {
 
 namespace chip = protocol::chip;
 namespace field = package::field;
@@ -321,5 +324,8 @@ void TestPrediction::noRows()
     compare(one, predicted(one), happened(one));
 }
 
-QTEST_GUILESS_MAIN(TestPrediction)
+AGENT_TEST(TestPrediction)
+
+} // namespace tst_prediction
+
 #include "tst_prediction.moc"

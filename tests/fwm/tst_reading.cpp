@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "support/TestCase.h"
 #include "tests/fwm/Fwm.h"
 
 #include <QJsonArray>
+
+namespace tst_reading {
 
 class TestReading : public QObject
 {
@@ -324,5 +327,8 @@ void TestReading::comparesPackages()
     QCOMPARE(m_fwm->run({"diff", good, "missing"}).status, 1);
 }
 
-QTEST_GUILESS_MAIN(TestReading)
+AGENT_TEST(TestReading)
+
+} // namespace tst_reading
+
 #include "tst_reading.moc"

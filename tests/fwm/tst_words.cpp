@@ -2,6 +2,7 @@
 #include "common/Progress.h"
 #include "fwm/Findings.h"
 #include "fwm/Words.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
 
@@ -11,6 +12,8 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
+
+namespace tst_words {
 
 using bytes::BytesSource;
 using package::PackageDescription;
@@ -191,5 +194,8 @@ void TestWords::schema()
     QCOMPARE(findings.first().severity, Finding::Severity::Error);
 }
 
-QTEST_APPLESS_MAIN(TestWords)
+AGENT_TEST_WITHOUT_APPLICATION(TestWords)
+
+} // namespace tst_words
+
 #include "tst_words.moc"

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "support/TestCase.h"
 #include "tests/fwm/Fwm.h"
 
 #include <QCryptographicHash>
 #include <QJsonArray>
+
+namespace tst_writing {
 
 namespace {
 
@@ -536,5 +539,8 @@ void TestWriting::namesTheNetFile()
     QVERIFY2(big.err.contains("an image is 4 GiB or larger"), big.err.constData());
 }
 
-QTEST_GUILESS_MAIN(TestWriting)
+AGENT_TEST(TestWriting)
+
+} // namespace tst_writing
+
 #include "tst_writing.moc"

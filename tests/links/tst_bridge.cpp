@@ -6,6 +6,7 @@
 #include "links/CoreTelnet.h"
 #include "links/WorkerCOM.h"
 #include "support/Pty.h"
+#include "support/TestCase.h"
 #include "support/WaitFor.h"
 #include "upload/CoreUpload.h"
 
@@ -18,6 +19,8 @@
 #include <atomic>
 #include <functional>
 #include <termios.h>
+
+namespace tst_bridge {
 
 using engine::RunEvents;
 
@@ -123,7 +126,11 @@ const QStringList declared{
 
 } // namespace
 
-Q_DECLARE_METATYPE(std::function<void(Bridge &)>)
+} // namespace tst_bridge
+
+Q_DECLARE_METATYPE(std::function<void(tst_bridge::Bridge &)>)
+
+namespace tst_bridge {
 
 class TestBridge : public QObject
 {
@@ -423,5 +430,8 @@ void TestBridge::endsItsThread()
     QVERIFY(worker.isNull());
 }
 
-QTEST_GUILESS_MAIN(TestBridge)
+AGENT_TEST(TestBridge)
+
+} // namespace tst_bridge
+
 #include "tst_bridge.moc"

@@ -3,10 +3,13 @@
 #include "engine/TestPackage.h"
 #include "links/WorkerCOM.h"
 #include "support/Pty.h"
+#include "support/TestCase.h"
 #include "support/WaitFor.h"
 
 #include <QSocketNotifier>
 #include <QtTest>
+
+namespace tst_bridge_run {
 
 namespace {
 
@@ -164,5 +167,8 @@ void TestBridgeRun::groupsOfProgressChangeNothing()
     QVERIFY(sameTranscript(transcripts[1], transcripts[0]));
 }
 
-QTEST_GUILESS_MAIN(TestBridgeRun)
+AGENT_TEST(TestBridgeRun)
+
+} // namespace tst_bridge_run
+
 #include "tst_bridge_run.moc"

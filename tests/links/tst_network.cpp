@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "links/CoreTelnet.h"
 #include "links/LinkState.h"
+#include "support/TestCase.h"
 #include "support/WaitFor.h"
 
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QtTest>
+
+namespace tst_network {
 
 using links::DeviceLink;
 
@@ -288,5 +291,8 @@ void TestNetwork::asADeviceLink()
     QVERIFY(!link.isOpen());
 }
 
-QTEST_GUILESS_MAIN(TestNetwork)
+AGENT_TEST(TestNetwork)
+
+} // namespace tst_network
+
 #include "tst_network.moc"

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "links/ReportRelay.h"
+#include "support/TestCase.h"
 #include "support/WaitFor.h"
 
 #include <QtTest>
 
 #include <thread>
+
+namespace tst_relay {
 
 using namespace std::chrono_literals;
 using engine::RunEvent;
@@ -146,5 +149,8 @@ void TestRelay::valuesOfAnotherThreadAreNotHeld()
     QCOMPARE(direct, QStringList{"100"});
 }
 
-QTEST_GUILESS_MAIN(TestRelay)
+AGENT_TEST(TestRelay)
+
+} // namespace tst_relay
+
 #include "tst_relay.moc"

@@ -2,12 +2,15 @@
 #include "links/CoreCOMQ.h"
 #include "links/LinkState.h"
 #include "support/Pty.h"
+#include "support/TestCase.h"
 #include "support/WaitFor.h"
 
 #include <QAbstractEventDispatcher>
 #include <QSerialPortInfo>
 #include <QSignalSpy>
 #include <QtTest>
+
+namespace tst_serial {
 
 using links::DeviceLink;
 
@@ -367,5 +370,8 @@ void TestSerial::listsPorts()
     QCOMPARE(QStringList(CoreCOMQ::listPorts()), expected);
 }
 
-QTEST_GUILESS_MAIN(TestSerial)
+AGENT_TEST(TestSerial)
+
+} // namespace tst_serial
+
 #include "tst_serial.moc"

@@ -1,8 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """The lint script finds what it is there to find."""
 
-import importlib.machinery
-import importlib.util
 import os
 import sys
 import tempfile
@@ -10,18 +8,8 @@ import unittest
 from unittest import mock
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
-
-
-def load():
-    """Loads scripts/lint, which has no ending, as a module."""
-    loader = importlib.machinery.SourceFileLoader("lint", os.path.join(ROOT, "scripts", "lint"))
-    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("lint", loader))
-    loader.exec_module(module)
-    return module
-
-
-sys.dont_write_bytecode = True
-lint = load()
+sys.path.insert(0, os.path.join(ROOT, "scripts", "lib"))
+import lint  # noqa: E402  (found through the line above)
 
 
 class TestIncludes(unittest.TestCase):

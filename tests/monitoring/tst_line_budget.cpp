@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "monitoring/LineBudget.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_line_budget {
 
 using namespace monitoring;
 
@@ -59,5 +62,8 @@ void TestLineBudget::countsWhatIsLeftOut()
     QCOMPARE(budget.leftOut(), 0);
 }
 
-QTEST_APPLESS_MAIN(TestLineBudget)
+AGENT_TEST_WITHOUT_APPLICATION(TestLineBudget)
+
+} // namespace tst_line_budget
+
 #include "tst_line_budget.moc"

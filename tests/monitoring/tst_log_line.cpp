@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "monitoring/LogLine.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_log_line {
 
 using namespace monitoring;
 
@@ -74,5 +77,8 @@ void TestLogLine::noForgedLine()
     }
 }
 
-QTEST_APPLESS_MAIN(TestLogLine)
+AGENT_TEST_WITHOUT_APPLICATION(TestLogLine)
+
+} // namespace tst_log_line
+
 #include "tst_log_line.moc"

@@ -2,6 +2,7 @@
 #include "monitoring/LogOutput.h"
 #include "platform/Log.h"
 #include "runtime/StandardError.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
 
@@ -13,6 +14,8 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+namespace tst_log_output {
 
 namespace standardError = runtime::standardError;
 
@@ -133,5 +136,8 @@ private:
     QByteArray m_abort;
 };
 
-QTEST_APPLESS_MAIN(TestLogOutput)
+AGENT_TEST_WITHOUT_APPLICATION(TestLogOutput)
+
+} // namespace tst_log_output
+
 #include "tst_log_output.moc"

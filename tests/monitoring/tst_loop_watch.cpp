@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "monitoring/LoopWatch.h"
+#include "support/TestCase.h"
 
 #include <QSemaphore>
 #include <QSignalSpy>
 #include <QThread>
 #include <QtTest>
+
+namespace tst_loop_watch {
 
 using namespace monitoring;
 
@@ -115,5 +118,8 @@ void TestLoopWatch::endedThread()
     QCOMPARE(turns.count(), 0);
 }
 
-QTEST_GUILESS_MAIN(TestLoopWatch)
+AGENT_TEST(TestLoopWatch)
+
+} // namespace tst_loop_watch
+
 #include "tst_loop_watch.moc"

@@ -3,10 +3,13 @@
 #include "monitoring/ServiceNotifier.h"
 #include "support/MessageRecorder.h"
 #include "support/NotifyServer.h"
+#include "support/TestCase.h"
 
 #include <QSemaphore>
 #include <QThread>
 #include <QtTest>
+
+namespace tst_notifier {
 
 using runtime::NotifySocket;
 using runtime::ServiceEnvironment;
@@ -38,7 +41,7 @@ private:
     int feeds() { return m_manager->take().count("WATCHDOG=1"); }
     bool isFed()
     {
-        return QTest::qWaitFor([this] { return feeds() > 0; });
+        return waitFor([this] { return feeds() > 0; });
     }
 
     std::unique_ptr<ConsoleBench> m_bench;
@@ -162,7 +165,7 @@ void TestNotifier::busyManagerIsToldLater()
     const QByteArray ready = "READY=1\nSTATUS=Idle, listening on port P.";
     QVERIFY(!taken().contains(ready));
     QList<QByteArray> later;
-    QVERIFY(QTest::qWaitFor([&] {
+    QVERIFY(waitFor([&] {
         later = taken();
         return !later.isEmpty();
     }));
@@ -179,5 +182,8 @@ void TestNotifier::badAddress()
     QCOMPARE(notifier->children().size(), 0);
 }
 
-QTEST_GUILESS_MAIN(TestNotifier)
+AGENT_TEST(TestNotifier)
+
+} // namespace tst_notifier
+
 #include "tst_notifier.moc"

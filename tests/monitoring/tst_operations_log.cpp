@@ -2,8 +2,11 @@
 #include "console/ConsoleBench.h"
 #include "monitoring/OperationsLog.h"
 #include "support/MessageRecorder.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_operations_log {
 
 using console::ConsoleEvents;
 
@@ -176,5 +179,8 @@ void TestOperationsLog::offByRule()
     QLoggingCategory::setFilterRules(QString());
 }
 
-QTEST_GUILESS_MAIN(TestOperationsLog)
+AGENT_TEST(TestOperationsLog)
+
+} // namespace tst_operations_log
+
 #include "tst_operations_log.moc"

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "monitoring/OperationsText.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_operations_text {
 
 using console::ConsolePeer;
 using console::RunRequest;
@@ -149,5 +152,8 @@ void TestOperationsText::notLogged()
         QVERIFY(operations::isLogged(kind));
 }
 
-QTEST_APPLESS_MAIN(TestOperationsText)
+AGENT_TEST_WITHOUT_APPLICATION(TestOperationsText)
+
+} // namespace tst_operations_text
+
 #include "tst_operations_text.moc"

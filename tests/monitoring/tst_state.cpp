@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "monitoring/ServiceState.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_state {
 
 using engine::RunEvent;
 
@@ -159,5 +162,8 @@ void TestState::undeliveredNewsAreKept()
     QCOMPARE(state.pending(), QByteArray());
 }
 
-QTEST_APPLESS_MAIN(TestState)
+AGENT_TEST_WITHOUT_APPLICATION(TestState)
+
+} // namespace tst_state
+
 #include "tst_state.moc"

@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "netupgrade/NetImageAssembler.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+Q_DECLARE_METATYPE(netupgrade::NetBlockRules)
+
+namespace tst_assembler {
 
 namespace netblocks = netupgrade::netblocks;
 using netupgrade::NetBlockRules;
 using netupgrade::NetImageAssembler;
 using netupgrade::NetPiece;
-
-Q_DECLARE_METATYPE(NetBlockRules)
 
 namespace {
 
@@ -127,5 +130,8 @@ void TestAssembler::headOfTheLastFirstBlock()
     QCOMPARE(image.head().version, QByteArray("2.00"));
 }
 
-QTEST_APPLESS_MAIN(TestAssembler)
+AGENT_TEST_WITHOUT_APPLICATION(TestAssembler)
+
+} // namespace tst_assembler
+
 #include "tst_assembler.moc"

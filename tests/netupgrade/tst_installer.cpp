@@ -2,9 +2,12 @@
 #include "netupgrade/NetInstaller.h"
 #include "support/FullDisk.h"
 #include "support/RecordingShell.h"
+#include "support/TestCase.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
+
+namespace tst_installer {
 
 namespace net = package::net;
 using bytes::BytesSource;
@@ -389,5 +392,8 @@ void TestInstaller::productionCommands()
                                   }));
 }
 
-QTEST_GUILESS_MAIN(TestInstaller)
+AGENT_TEST(TestInstaller)
+
+} // namespace tst_installer
+
 #include "tst_installer.moc"

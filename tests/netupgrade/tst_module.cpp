@@ -2,6 +2,7 @@
 #include "netupgrade/NetModelUpgrade.h"
 #include "support/NetFrames.h"
 #include "support/RecordingShell.h"
+#include "support/TestCase.h"
 
 #include <QSemaphore>
 #include <QSignalSpy>
@@ -12,6 +13,8 @@
 #include <pthread.h>
 #include <system_error>
 #include <thread>
+
+namespace tst_module {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
@@ -547,5 +550,8 @@ void TestModule::installWithoutAThread()
     QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
 }
 
-QTEST_GUILESS_MAIN(TestModule)
+AGENT_TEST(TestModule)
+
+} // namespace tst_module
+
 #include "tst_module.moc"

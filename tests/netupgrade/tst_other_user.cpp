@@ -5,11 +5,14 @@
 #include "support/NetFrames.h"
 #include "support/OrdinaryUser.h"
 #include "support/RecordingShell.h"
+#include "support/TestCase.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <sys/stat.h>
+
+namespace tst_other_user {
 
 using netupgrade::NetArchive;
 using netupgrade::NetInstaller;
@@ -130,5 +133,8 @@ void TestOtherUser::wholeInstall()
     QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), (QStringList{"archive", "version"}));
 }
 
-QTEST_GUILESS_MAIN(TestOtherUser)
+AGENT_TEST(TestOtherUser)
+
+} // namespace tst_other_user
+
 #include "tst_other_user.moc"

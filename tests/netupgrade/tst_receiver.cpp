@@ -2,8 +2,11 @@
 #include "netupgrade/NetBlockReceiver.h"
 #include "protocol/Statuses.h"
 #include "support/NetFrames.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_receiver {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
@@ -392,5 +395,8 @@ void TestReceiver::largestFrame()
     QCOMPARE(owner.log, QStringList{"append 65525"});
 }
 
-QTEST_APPLESS_MAIN(TestReceiver)
+AGENT_TEST_WITHOUT_APPLICATION(TestReceiver)
+
+} // namespace tst_receiver
+
 #include "tst_receiver.moc"

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/PackageCheckCache.h"
+#include "support/TestCase.h"
 
 #include "tests/package/Golden.h"
 
 #include <QtTest>
 
 #include <cerrno>
+
+namespace tst_check_cache {
 
 using bytes::BytesSource;
 using bytes::FileStamp;
@@ -192,5 +195,8 @@ void TestCheckCache::keepsNoReadError()
     QVERIFY(cache.check(settled(), source).matches());
 }
 
-QTEST_APPLESS_MAIN(TestCheckCache)
+AGENT_TEST_WITHOUT_APPLICATION(TestCheckCache)
+
+} // namespace tst_check_cache
+
 #include "tst_check_cache.moc"

@@ -3,6 +3,7 @@
 #include "bytes/FileSource.h"
 #include "package/PackageChecksum.h"
 #include "package/PackageLayout.h"
+#include "support/TestCase.h"
 #include "tests/package/Golden.h"
 
 #include <QFile>
@@ -10,6 +11,8 @@
 #include <QtTest>
 
 #include <zlib.h>
+
+namespace tst_checksum {
 
 using bytes::BytesSource;
 using bytes::Crc32;
@@ -269,5 +272,8 @@ void TestChecksum::hasNoSourceWithoutFile()
     QVERIFY(!directory.errorString().isEmpty());
 }
 
-QTEST_APPLESS_MAIN(TestChecksum)
+AGENT_TEST_WITHOUT_APPLICATION(TestChecksum)
+
+} // namespace tst_checksum
+
 #include "tst_checksum.moc"

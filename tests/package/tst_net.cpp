@@ -3,10 +3,15 @@
 #include "package/NetMerge.h"
 #include "package/PackageChecksum.h"
 #include "package/PackageLayout.h"
+#include "support/TestCase.h"
 #include "tests/package/Golden.h"
 
 #include <QJsonArray>
 #include <QtTest>
+
+Q_DECLARE_METATYPE(package::NetMergePlan::Error)
+
+namespace tst_net {
 
 using bytes::BytesSink;
 using bytes::BytesSource;
@@ -120,8 +125,6 @@ QByteArray packageOf(const QByteArray &json, const QByteArray &keyHex)
 }
 
 } // namespace
-
-Q_DECLARE_METATYPE(NetMergePlan::Error)
 
 class TestNet : public QObject
 {
@@ -414,5 +417,8 @@ void TestNet::noticesAChangedPackage()
     QVERIFY(!writeNetMerge(writer, planned, cut, net));
 }
 
-QTEST_APPLESS_MAIN(TestNet)
+AGENT_TEST_WITHOUT_APPLICATION(TestNet)
+
+} // namespace tst_net
+
 #include "tst_net.moc"

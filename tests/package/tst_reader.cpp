@@ -4,9 +4,16 @@
 #include "package/PackageHeader.h"
 #include "package/PackageLayout.h"
 #include "package/RepeatedKeys.h"
+#include "support/TestCase.h"
 #include "tests/package/Golden.h"
 
 #include <QtTest>
+
+Q_DECLARE_METATYPE(package::PackageHeader::Form)
+Q_DECLARE_METATYPE(package::PackageHeader::Error)
+Q_DECLARE_METATYPE(package::PackageDescription::Error)
+
+namespace tst_reader {
 
 using bytes::BytesSource;
 using package::currentFormVersion;
@@ -41,10 +48,6 @@ QByteArray one(const char *chip, const char *mcu, const char *pcb)
 }
 
 } // namespace
-
-Q_DECLARE_METATYPE(PackageHeader::Form)
-Q_DECLARE_METATYPE(PackageHeader::Error)
-Q_DECLARE_METATYPE(PackageDescription::Error)
 
 class TestReader : public QObject
 {
@@ -332,5 +335,8 @@ void TestReader::masks()
     QVERIFY(!MatchMask(QString()).enables(0));
 }
 
-QTEST_APPLESS_MAIN(TestReader)
+AGENT_TEST_WITHOUT_APPLICATION(TestReader)
+
+} // namespace tst_reader
+
 #include "tst_reader.moc"

@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/ImageRecord.h"
 #include "package/PackageHeader.h"
+#include "support/TestCase.h"
 #include "tests/package/Golden.h"
 
 #include <QtEndian>
 #include <QtTest>
+
+Q_DECLARE_METATYPE(package::RecordWalker::State)
+
+namespace tst_records {
 
 using bytes::BytesSource;
 using package::MatchMask;
@@ -69,8 +74,6 @@ Walk walk(const QByteArray &package)
 }
 
 } // namespace
-
-Q_DECLARE_METATYPE(RecordWalker::State)
 
 class TestRecords : public QObject
 {
@@ -300,5 +303,8 @@ void TestRecords::numbersWrap()
     QVERIFY(!find(package, -1, 4, 5, 66).found);
 }
 
-QTEST_APPLESS_MAIN(TestRecords)
+AGENT_TEST_WITHOUT_APPLICATION(TestRecords)
+
+} // namespace tst_records
+
 #include "tst_records.moc"

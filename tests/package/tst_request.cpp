@@ -2,10 +2,15 @@
 #include "package/BuildTexts.h"
 #include "package/DescriptionKeys.h"
 #include "package/MergeRequest.h"
+#include "support/TestCase.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QtTest>
+
+Q_DECLARE_METATYPE(package::MergeImage::Error)
+
+namespace tst_request {
 
 namespace buildtext = package::buildtext;
 using package::mergeErrorText;
@@ -58,8 +63,6 @@ struct Values
 };
 
 } // namespace
-
-Q_DECLARE_METATYPE(MergeImage::Error)
 
 class TestRequest : public QObject
 {
@@ -234,5 +237,8 @@ void TestRequest::laterImagesAreReadToo()
     QCOMPARE(request.images.at(2).entry.chipIndex, 1);
 }
 
-QTEST_APPLESS_MAIN(TestRequest)
+AGENT_TEST_WITHOUT_APPLICATION(TestRequest)
+
+} // namespace tst_request
+
 #include "tst_request.moc"

@@ -2,11 +2,16 @@
 #include "bytes/VerifiedSource.h"
 #include "package/PackageChecksum.h"
 #include "package/PackageLayout.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
 
 #include <atomic>
 #include <cerrno>
+
+Q_DECLARE_METATYPE(bytes::VerifiedSource::Fault)
+
+namespace tst_verified {
 
 using bytes::ByteSource;
 using bytes::BytesSource;
@@ -66,8 +71,6 @@ public:
 };
 
 } // namespace
-
-Q_DECLARE_METATYPE(Fault)
 
 class TestVerified : public QObject
 {
@@ -320,5 +323,8 @@ void TestVerified::readErrorOfACheck()
     QCOMPARE(checkPackage(shorter).readError, 0);
 }
 
-QTEST_APPLESS_MAIN(TestVerified)
+AGENT_TEST_WITHOUT_APPLICATION(TestVerified)
+
+} // namespace tst_verified
+
 #include "tst_verified.moc"

@@ -3,11 +3,14 @@
 #include "package/PackageChecksum.h"
 #include "package/PackageHeader.h"
 #include "package/PackageWriter.h"
+#include "support/TestCase.h"
 #include "tests/package/Golden.h"
 
 #include <QtTest>
 
 #include <zlib.h>
+
+namespace tst_writer {
 
 using bytes::ByteSink;
 using bytes::ByteSource;
@@ -222,5 +225,8 @@ void TestWriter::keepsTheFirstFailure()
     QCOMPARE(sink.bytes().size(), size);
 }
 
-QTEST_APPLESS_MAIN(TestWriter)
+AGENT_TEST_WITHOUT_APPLICATION(TestWriter)
+
+} // namespace tst_writer
+
 #include "tst_writer.moc"

@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "planning/CandidateWalk.h"
 #include "planning/VersionRule.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+Q_DECLARE_METATYPE(planning::Decision::Verdict)
+
+namespace tst_decide {
 
 using package::MatchMask;
 using planning::compareVersions;
@@ -10,8 +15,6 @@ using planning::decideForRow;
 using planning::Decision;
 using planning::versionOf;
 using planning::VersionOrder;
-
-Q_DECLARE_METATYPE(Decision::Verdict)
 
 namespace {
 
@@ -220,5 +223,8 @@ void TestDecide::nameMayHoldAnything()
                             "will upgrade."));
 }
 
-QTEST_GUILESS_MAIN(TestDecide)
+AGENT_TEST(TestDecide)
+
+} // namespace tst_decide
+
 #include "tst_decide.moc"

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "planning/LateAnswer.h"
 #include "protocol/McuFrame.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_late {
 
 namespace mcu = protocol::mcu;
 using planning::rowOfLateAnswer;
@@ -73,5 +76,8 @@ void TestLate::answers()
     QCOMPARE(rowOfLateAnswer(Reply(reply), rows, current), row);
 }
 
-QTEST_GUILESS_MAIN(TestLate)
+AGENT_TEST(TestLate)
+
+} // namespace tst_late
+
 #include "tst_late.moc"

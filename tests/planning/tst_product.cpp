@@ -2,8 +2,11 @@
 #include "planning/ProductCommand.h"
 #include "planning/ProductReport.h"
 #include "support/MessageRecorder.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_product {
 
 namespace productCommand = planning::productCommand;
 namespace productReport = planning::productReport;
@@ -247,5 +250,8 @@ void TestProduct::reportOfARecord()
     QCOMPARE(productReport::auxRows(record).size(), 2);
 }
 
-QTEST_GUILESS_MAIN(TestProduct)
+AGENT_TEST(TestProduct)
+
+} // namespace tst_product
+
 #include "tst_product.moc"

@@ -6,8 +6,14 @@
 #include "planning/RunRules.h"
 #include "planning/UpgradeMode.h"
 #include "planning/VirtualVersion.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+Q_DECLARE_METATYPE(planning::ImageChoice::Kind)
+Q_DECLARE_METATYPE(planning::ImageRules::Net)
+
+namespace tst_rules {
 
 namespace upgradeMode = planning::upgradeMode;
 using bytes::BytesSource;
@@ -30,8 +36,6 @@ using planning::virtualVersionAfter;
 
 using Kind = ImageChoice::Kind;
 using Net = ImageRules::Net;
-Q_DECLARE_METATYPE(Kind)
-Q_DECLARE_METATYPE(Net)
 
 namespace {
 
@@ -152,5 +156,8 @@ void TestRules::images()
     QCOMPARE(choice.record ? int(choice.record->length) : 0, length);
 }
 
-QTEST_GUILESS_MAIN(TestRules)
+AGENT_TEST(TestRules)
+
+} // namespace tst_rules
+
 #include "tst_rules.moc"

@@ -2,8 +2,11 @@
 #include "planning/TypeAndIndexTable.h"
 #include "planning/UpgradeMode.h"
 #include "planning/VirtualVersion.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_table {
 
 namespace upgradeMode = planning::upgradeMode;
 using planning::TypeAndIndexTable;
@@ -192,5 +195,8 @@ void TestTable::virtualVersion()
     QCOMPARE(int(virtualVersionByte(release)), byte);
 }
 
-QTEST_GUILESS_MAIN(TestTable)
+AGENT_TEST(TestTable)
+
+} // namespace tst_table
+
 #include "tst_table.moc"

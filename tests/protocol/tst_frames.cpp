@@ -5,8 +5,11 @@
 #include "protocol/McuFrame.h"
 #include "protocol/ProductRecord.h"
 #include "protocol/Reply.h"
+#include "support/TestCase.h"
 
 #include <QtTest>
+
+namespace tst_frames {
 
 namespace block = protocol::block;
 namespace command = protocol::command;
@@ -268,5 +271,8 @@ void TestFrames::recordNeverReadsPastItsEnd()
     QVERIFY(!ProductRecord::decode(hex("0000024104ff41")).model);
 }
 
-QTEST_GUILESS_MAIN(TestFrames)
+AGENT_TEST(TestFrames)
+
+} // namespace tst_frames
+
 #include "tst_frames.moc"

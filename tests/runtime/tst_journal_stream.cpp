@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "runtime/JournalStream.h"
+#include "support/TestCase.h"
 
 #include <QTemporaryFile>
 #include <QtTest>
 
 #include <sys/stat.h>
+
+namespace tst_journal_stream {
 
 namespace journalStream = runtime::journalStream;
 
@@ -58,5 +61,8 @@ void TestJournalStream::priorities()
     QCOMPARE(journalStream::withPriority(QtMsgType(type), text), lines);
 }
 
-QTEST_APPLESS_MAIN(TestJournalStream)
+AGENT_TEST_WITHOUT_APPLICATION(TestJournalStream)
+
+} // namespace tst_journal_stream
+
 #include "tst_journal_stream.moc"

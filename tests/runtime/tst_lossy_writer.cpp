@@ -3,6 +3,7 @@
 #include "support/FullDisk.h"
 #include "support/OrdinaryUser.h"
 #include "support/Pty.h"
+#include "support/TestCase.h"
 
 #include <QDir>
 #include <QTemporaryFile>
@@ -18,6 +19,8 @@
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
+
+namespace tst_lossy_writer {
 
 using runtime::LossyWriter;
 
@@ -352,5 +355,8 @@ void TestLossyWriter::manyThreads()
     QCOMPARE(next.values(), (QList<int>{each, each, each}));
 }
 
-QTEST_GUILESS_MAIN(TestLossyWriter)
+AGENT_TEST(TestLossyWriter)
+
+} // namespace tst_lossy_writer
+
 #include "tst_lossy_writer.moc"

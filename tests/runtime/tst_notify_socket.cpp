@@ -2,11 +2,14 @@
 #include "runtime/NotifySocket.h"
 #include "runtime/ServiceEnvironment.h"
 #include "support/NotifyServer.h"
+#include "support/TestCase.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <fcntl.h>
+
+namespace tst_notify_socket {
 
 using runtime::NotifySocket;
 using runtime::ServiceEnvironment;
@@ -165,5 +168,8 @@ void TestNotifySocket::environmentIsTaken()
     QCOMPARE(qint64(second.watchdog.count()), qint64{0});
 }
 
-QTEST_GUILESS_MAIN(TestNotifySocket)
+AGENT_TEST(TestNotifySocket)
+
+} // namespace tst_notify_socket
+
 #include "tst_notify_socket.moc"

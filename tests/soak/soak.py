@@ -124,8 +124,8 @@ class Soak:
         seed = f"--seed {self.options.seed}" + " --quick" * self.options.quick
         print(f"VIOLATION in run {report['run']} of seed {self.options.seed}, lane {lane}: "
               f"{report['violation']}\n"
-              f"  again alone:      scripts/soak {seed} --only {report['run']}\n"
-              f"  as in this lane:  scripts/soak {seed} --only {','.join(map(str, done))}",
+              f"  again alone:      scripts/check soak -- {seed} --only {report['run']}\n"
+              f"  as in this lane:  scripts/check soak -- {seed} --only {','.join(map(str, done))}",
               file=sys.stderr)
         print(json.dumps(report.get("evidence"), indent=1), file=sys.stderr, flush=True)
 

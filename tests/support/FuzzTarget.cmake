@@ -33,7 +33,7 @@ function(agent_fuzz_target room)
     set_property(GLOBAL APPEND PROPERTY AGENT_FUZZ_TARGETS "${room}|${ARG_MAX_LENGTH}|${seeds}")
 endfunction()
 
-# What scripts/fuzz reads: per line a room, its longest input and its seed folders.
+# What scripts/check fuzz reads: per line a target, its longest input and its seed folders.
 function(agent_fuzz_list)
     get_property(targets GLOBAL PROPERTY AGENT_FUZZ_TARGETS)
     list(JOIN targets "\n" lines)

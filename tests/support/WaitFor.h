@@ -11,7 +11,7 @@
  * Waits for events and not for fixed times, so that a test takes as long as what it tests.
  */
 template<typename Condition>
-bool waitFor(Condition condition, int limitMilliseconds = 20'000)
+bool waitFor(Condition condition, int limitMilliseconds = 60'000)
 {
     constexpr int look = 20; // for conditions that another thread makes true
     QTimer wakeUp;

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """One full upgrade with the agent under valgrind: no error, nothing definitely lost.
 
-Run by scripts/memcheck, which sets $AGENT_WRAPPER.
+Run by scripts/check memcheck, which sets $AGENT_WRAPPER.
 """
 
 import re

@@ -393,7 +393,7 @@ class TestGarbage(LimitsWorld):
 
     def test_one_gigabyte(self):
         """As many runs as it takes, and then one that goes well."""
-        total = 50 * MIB if wait.PATIENCE != 1 else 1024 * MIB
+        total = 50 * MIB if wait.SLOWNESS != 1 else 1024 * MIB
         self.put_package(AUX)
         self.start_device(world.chip("AUX", 1), faults=["silent"])
         self.begin()

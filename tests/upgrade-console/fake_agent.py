@@ -52,7 +52,7 @@ class Wait:
 
     def __call__(self, _agent):
         self.reached.set()
-        assert self.go_on.wait(20), "the test did not go on"
+        assert self.go_on.wait(60), "the test did not go on"
 
 
 class FakeAgent:

@@ -141,10 +141,10 @@ class TestJsonLines(LinesTest):
             reader, writer = os.pipe()
             program = self.start_program(agent.port, "--json-progress", "upgrade", stdout=writer)
             os.close(writer)
-            self.assertTrue(pause.reached.wait(10))
+            self.assertTrue(pause.reached.wait(60))
             os.close(reader)
             pause.go_on.set()
-            self.assertEqual(program.popen.wait(10), FAILED, program.report())
+            self.assertEqual(program.popen.wait(60), FAILED, program.report())
         self.assertIn("standard output cannot be written", program.stderr())
 
     def test_the_page_has_every_kind(self):
@@ -207,7 +207,7 @@ Last result: not known; the agent does not report it, its log has it
         self.assertEqual(document["error"]["id"], "cannot-connect")
         for answer in ([], [CLOSE]):
             result = self.with_agent({"VERSION": answer, "HEARTBEAT": [], "GETFIRMWARELIST": []},
-                                     "--json", "status", timeout="0.3")
+                                     "--json", "status", timeout=self.UNANSWERED)
             document = json.loads(result.stdout)
             self.assertEqual((result.returncode, document["reachable"]), (LOST, False))
 
@@ -314,9 +314,9 @@ Host 127.0.0.1, package HX-8 7, followed for #.
         answers = {"UPGRADE||": [BUSY], "GETFIRMWARELIST": [*runs.enter("AUX"), pause]}
         with FakeAgent(answers) as agent:
             program = self.start_program(agent.port, "--json", "attach")
-            self.assertTrue(pause.reached.wait(10))
+            self.assertTrue(pause.reached.wait(60))
             program.popen.send_signal(signal.SIGINT)
-            self.assertEqual(program.popen.wait(10), LOST, program.report())
+            self.assertEqual(program.popen.wait(60), LOST, program.report())
             pause.go_on.set()
         self.assertEqual(json.loads(program.stdout())["error"]["id"], "interrupted")
 
@@ -327,7 +327,7 @@ Host 127.0.0.1, package HX-8 7, followed for #.
         def answer(_agent):
             idle.append(1)
             return [BUSY] if len(idle) == 1 else [log("Disconnect")]
-        result = self.with_agent({"UPGRADE||": answer}, "--json", "attach", timeout="0.5")
+        result = self.with_agent({"UPGRADE||": answer}, "--json", "attach", timeout=self.UNANSWERED)
         self.assertEqual(json.loads(result.stdout)["error"]["id"], "outcome-unseen")
         self.assertEqual(result.returncode, LOST)
 

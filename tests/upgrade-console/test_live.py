@@ -45,7 +45,7 @@ class TestLive(ProgramTest):
     def start(self, run, screen, *arguments, answers=None, environment=None, **popen):
         agent = self.stack.enter_context(FakeAgent({ROWS: run, **(answers or {})}))
         environment = {**os.environ, "TERM": "xterm", "NO_COLOR": "1", **(environment or {})}
-        command = ["--timeout", "10", *arguments]
+        command = ["--timeout", self.ANSWERED, *arguments]
         if "upgrade" not in arguments:
             command.append("upgrade")
         program = self.start_program(agent.port, *command, stderr=screen.slave, env=environment,
@@ -55,7 +55,7 @@ class TestLive(ProgramTest):
     def sees(self, screen, wanted):
         """Waits for a picture; the last one is shown when it does not come."""
         with contextlib.suppress(wait.TimeOut):
-            wait.until(lambda: steady(screen.text()) == wanted, 5)
+            wait.until(lambda: steady(screen.text()) == wanted)
         self.assertEqual(steady(screen.text()), wanted)
         self.assertEqual(screen.problems, [])
 
@@ -66,7 +66,7 @@ class TestLive(ProgramTest):
         def last():
             return "\n".join(steady(screen.text()).splitlines()[-count:])
         with contextlib.suppress(wait.TimeOut):
-            wait.until(lambda: last() == wanted, 5)
+            wait.until(lambda: last() == wanted)
         self.assertEqual(last(), wanted)
         self.assertEqual(screen.problems, [])
 
@@ -97,7 +97,7 @@ MAIN          updated        1.0.0 -> 1.1.0  # s
 AUX 1         erasing        2.0 -> 2.1.0  [.............................]  0 %
 all           writing        [###########...........]  50 %  at least # left""")
         second.go_on.set()
-        self.assertEqual(program.popen.wait(10), DONE)
+        self.assertEqual(program.popen.wait(60), DONE)
         self.sees(screen, BEFORE)
         self.assertEqual(masked(program.stdout()).splitlines()[1:3],
                          ["MAIN   1.0.0  1.1.0  updated #", "AUX 1  2.0    2.1.0  updated #"])
@@ -173,7 +173,7 @@ all           writing        [#######.......................]  25 %  at least # 
         os.write(screen.master, b"\x03")  # no signal: it is not the program's own terminal
         wait.until(lambda: "^C" in screen.raw)
         program.popen.send_signal(signal.SIGINT)
-        self.assertEqual(program.popen.wait(10), LOST)
+        self.assertEqual(program.popen.wait(60), LOST)
         wait.until(lambda: "leave the device on" in screen.text())
         self.assertTrue(steady(screen.text()).startswith(BEFORE + "\nupgrade-console: error: interrupted"),
                         screen.text())
@@ -188,7 +188,7 @@ all           writing        [#######.......................]  25 %  at least # 
                 wait.until(lambda screen=screen: "[yes/no]" in screen.text())
                 self.assertIn("neither the device's model nor", screen.text())
                 os.write(screen.master, answer.encode() + b"\n")
-                self.assertEqual(program.popen.wait(10), status)
+                self.assertEqual(program.popen.wait(60), status)
 
     def test_mode_5_question_can_be_left(self):
         for answer, status in (("\x04", USAGE), ("\x03", LOST)):
@@ -200,7 +200,7 @@ all           writing        [#######.......................]  25 %  at least # 
                 program.popen.send_signal(signal.SIGINT)
             else:
                 os.write(screen.master, answer.encode())
-            self.assertEqual(program.popen.wait(10), status)
+            self.assertEqual(program.popen.wait(60), status)
 
     def test_small_terminal(self):
         """More MCUs than lines, names wider than columns: the one at work is in sight."""
@@ -227,7 +227,7 @@ all           writing        [....]  0 %""")
     def test_colours(self):
         screen = self.screen()
         program = self.start(runs.full_run(), screen, environment={"NO_COLOR": ""})
-        self.assertEqual(program.popen.wait(10), DONE)
+        self.assertEqual(program.popen.wait(60), DONE)
         wait.until(lambda: "\x1b[32m" in screen.raw or steady(screen.text()) == BEFORE)
         self.assertNotIn("\x1b", program.stdout())  # a file
 
@@ -235,7 +235,7 @@ all           writing        [....]  0 %""")
         for arguments, environment in ((["--no-progress"], {}), ([], {"TERM": "dumb"})):
             screen = self.screen()
             program = self.start(runs.full_run(), screen, *arguments, environment=environment)
-            self.assertEqual(program.popen.wait(10), DONE)
+            self.assertEqual(program.popen.wait(60), DONE)
             wait.until(lambda: "device: set version" in screen.raw)
             self.assertNotIn("\x1b", screen.raw)
 
@@ -244,15 +244,15 @@ all           writing        [....]  0 %""")
         run += [b"".join(progress(number / 400) for number in range(20000))]
         screen = self.screen()
         program = self.start(run + runs.full_run(), screen)
-        self.assertEqual(program.popen.wait(20), DONE)
+        self.assertEqual(program.popen.wait(60), DONE)
         self.assertLess(len(screen.raw), 100_000)
 
     def test_lost_contact(self):
         screen = self.screen()
         run = before(runs.full_run(), log("Write firmware 'MAIN' success."))
         program = self.start(run + [lambda agent: agent.answers.clear()], screen, "--timeout",
-                             "0.4")
-        self.assertEqual(program.popen.wait(10), LOST)
+                             self.UNANSWERED)
+        self.assertEqual(program.popen.wait(60), LOST)
         wait.until(lambda: "was being written" in screen.text())
         self.assertNotIn("[#", screen.text())
 
@@ -273,7 +273,7 @@ class TestShell(ProgramTest):
             os.write(screen.master, b"\x1b[A\r")  # once more, from the history
             wait.until(lambda: agent.lines.count("VERSION") == 2)
             os.write(screen.master, b"\x04")
-            self.assertEqual(program.popen.wait(10), DONE)
+            self.assertEqual(program.popen.wait(60), DONE)
         self.assertEqual(agent.lines, ["VERSION", "VERSION", "HEARTBEAT"])
 
 

@@ -171,7 +171,7 @@ device: set version
             result = self.run_program(*command)
             self.assertEqual((result.returncode, result.stdout), (BUSY, ""), result.stderr)
         first.popen.terminate()
-        self.assertEqual(first.popen.wait(10), LOST)
+        self.assertEqual(first.popen.wait(60), LOST)
         self.assertIn("'AUX 1' was being written.", first.stderr())
         # As the program said, the agent goes on alone.
         wait.until(lambda: self.simulator.chip(1, 1)["images_written"] == 1, 30)
@@ -211,7 +211,7 @@ device: set version
         first = self.start_program("upgrade", "--request-all")
         wait.until(lambda: "AUX 1: writing" in first.stderr(), 30)
         first.popen.terminate()
-        self.assertEqual(first.popen.wait(10), LOST)
+        self.assertEqual(first.popen.wait(60), LOST)
         self.assertIs(json.loads(self.run_program("--json", "status").stdout)["busy"], True)
         result = self.run_program("--json", "attach")
         document = json.loads(result.stdout)
@@ -252,7 +252,7 @@ device: set version
         program = self.start_program("--json", "upgrade", "--request-all")
         wait.until(lambda: "writing" in program.stderr(), 30)
         self.agent.kill()
-        self.assertEqual(program.popen.wait(20), LOST)
+        self.assertEqual(program.popen.wait(60), LOST)
         document = json.loads(program.stdout())
         self.assertEqual(document["error"]["id"], "connection-lost")
         self.assertEqual(document["mcus"][0]["result"], "unknown")
@@ -272,7 +272,7 @@ device: set version
                          ["Manufacturer: DEL", "Name: DELL P2415Q", "Input: HDMI",
                           "3840x2160@30Hz"])
         shell = subprocess.run([PROGRAM, "shell"], input="VERSION\nbogus\n", capture_output=True,
-                               text=True, timeout=20, check=False)
+                               text=True, timeout=60, check=False)
         self.assertEqual(shell.stdout, "VERSION||1.15\nUPGRADELOG||Unknow command.\n")
 
     def test_send_net(self):

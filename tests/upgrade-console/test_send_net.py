@@ -140,7 +140,7 @@ The module restarts now; in a minute its agent answers again.
 
     def test_failures_of_the_installation(self):
         self.failure(REFUSED, "net-image-damaged", install=[log("NET package checksum error.")])
-        self.failure(LOST, "no-sign-of-life", install=[], timeout="2")
+        self.failure(LOST, "no-sign-of-life", install=[], timeout=self.UNANSWERED)
         document = self.failure(LOST, "connection-lost", install=INSTALL[:3] + [CLOSE])
         self.assertIn("installs it without this connection", document["likely_state"][0])
         unrecorded = [line for line in INSTALL if b"Create version" not in line]
@@ -193,7 +193,7 @@ The module restarts now; in a minute its agent answers again.
                                              "--wait-back")
                 wait.until(lambda: "module: restarting" in program.stderr())
                 with FakeAgent({"VERSION": [b"VERSION||1.16\r\n"]}, port=agent.port):
-                    self.assertEqual(program.popen.wait(20), DONE, program.report())
+                    self.assertEqual(program.popen.wait(60), DONE, program.report())
         self.assertEqual(json.loads(program.stdout())["agent_version"], "1.16")
 
 

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/ExitCodes.h"
+#include "support/TestCase.h"
 #include "upgrade-console/Options.h"
 
 #include <QFile>
 #include <QSet>
 #include <QTest>
+
+namespace tst_options {
 
 namespace {
 
@@ -157,6 +160,8 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestOptions)
+AGENT_TEST_WITHOUT_APPLICATION(TestOptions)
+
+} // namespace tst_options
 
 #include "tst_options.moc"

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a terminal shows of a run.
 #include "client/ScriptedRun.h"
+#include "support/TestCase.h"
 #include "upgrade-console/Bars.h"
 #include "upgrade-console/UpgradeView.h"
 
 #include <QTest>
+
+namespace tst_view {
 
 using client::UpgradeModel;
 
@@ -83,6 +86,8 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestView)
+AGENT_TEST_WITHOUT_APPLICATION(TestView)
+
+} // namespace tst_view
 
 #include "tst_view.moc"

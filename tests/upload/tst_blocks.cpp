@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "support/TestCase.h"
 #include "upload/BlockPacker.h"
 #include "upload/FakeLink.h"
 
 #include <QtTest>
+
+namespace tst_blocks {
 
 namespace mcu = protocol::mcu;
 using upload::BlockPacker;
@@ -186,5 +189,8 @@ void TestBlocks::percentages()
     QVERIFY(!packer.blockIsFull());
 }
 
-QTEST_GUILESS_MAIN(TestBlocks)
+AGENT_TEST(TestBlocks)
+
+} // namespace tst_blocks
+
 #include "tst_blocks.moc"

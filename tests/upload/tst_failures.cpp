@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "links/LinkState.h"
+#include "support/TestCase.h"
 #include "support/WaitFor.h"
 #include "upload/FakeLink.h"
 
 #include <QtTest>
+
+namespace tst_failures {
 
 namespace {
 
@@ -263,5 +266,8 @@ void TestFailures::rawNeedsBytes()
     QCOMPARE(transfer.link.sent.size(), 1);
 }
 
-QTEST_GUILESS_MAIN(TestFailures)
+AGENT_TEST(TestFailures)
+
+} // namespace tst_failures
+
 #include "tst_failures.moc"

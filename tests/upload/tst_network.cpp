@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "links/CoreTelnet.h"
 #include "links/LinkState.h"
+#include "support/TestCase.h"
 #include "support/WaitFor.h"
 #include "upload/FakeLink.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QtTest>
+
+namespace tst_network {
 
 namespace {
 
@@ -108,5 +111,8 @@ void TestNetwork::linkThatIsNotConnected()
     QVERIFY(!upload.sendRaw(&byte, 1));
 }
 
-QTEST_GUILESS_MAIN(TestNetwork)
+AGENT_TEST(TestNetwork)
+
+} // namespace tst_network
+
 #include "tst_network.moc"

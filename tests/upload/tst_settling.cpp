@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "links/LinkState.h"
+#include "support/TestCase.h"
 #include "support/VirtualTime.h"
 #include "upload/FakeLink.h"
 
 #include <QtTest>
+
+namespace tst_settling {
 
 using namespace std::chrono_literals;
 
@@ -46,6 +49,9 @@ struct Timed : Transfer
 class TestSettling : public QObject
 {
     Q_OBJECT
+
+public:
+    TestSettling() { VirtualTime::instance(); }
 
 private slots:
     void init();
@@ -241,10 +247,8 @@ void TestSettling::linkIsLost()
     QCOMPARE(transfer.lines, QStringList({retry1, retry1, retry2, failed}));
 }
 
-int main(int argc, char *argv[])
-{
-    VirtualTime::instance();
-    TestSettling test;
-    return QTest::qExec(&test, argc, argv);
-}
+AGENT_TEST_WITHOUT_APPLICATION(TestSettling)
+
+} // namespace tst_settling
+
 #include "tst_settling.moc"

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "links/LinkState.h"
 #include "support/StandardErrorCatch.h"
+#include "support/TestCase.h"
 #include "upload/FakeLink.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
+
+namespace tst_transfer {
 
 namespace mcu = protocol::mcu;
 
@@ -349,5 +352,8 @@ void TestTransfer::fileEntryRefuses()
     QVERIFY(transfer.lines.isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestTransfer)
+AGENT_TEST(TestTransfer)
+
+} // namespace tst_transfer
+
 #include "tst_transfer.moc"

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The Debian packages, installed into a throw-away root by scripts/check-packages."""
+"""The Debian packages, installed into a throw-away root by scripts/check packages."""
 
 import glob
 import json

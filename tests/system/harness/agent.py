@@ -38,7 +38,7 @@ class Agent(Process):
     def memory(self):
         """Resident memory in bytes; 0 where a sanitizer, a wrapper or an emulator has memory of
         its own."""
-        if wait.PATIENCE != 1:
+        if wait.SLOWNESS != 1:
             return 0
         with open(f"/proc/{self.popen.pid}/statm", encoding="ascii") as file:
             return int(file.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")

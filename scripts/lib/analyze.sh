@@ -1,13 +1,11 @@
-#!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# Static analysis of every C++ file: scripts/analyze [clang-tidy|clazy]...
-# Installs and builds what that needs. Each finding is shown; without one there is nothing to see.
-set -eu
-cd "$(dirname "$0")/.."
+# shellcheck shell=sh
+# Static analysis of every C++ file, for the steps that do it. Findings are printed.
+
 . scripts/lib/packages.sh
 . scripts/lib/build.sh
 
-tree=build/release
+tree=build/analysis
 production="src tools bench cmake"
 # In tests, which run once, what costs nothing but time does not count.
 clazy_in_tests="level1,no-detaching-temporary,no-non-pod-global-static,no-range-loop-detach"
@@ -25,7 +23,9 @@ in_parts() {
     folders=$1
     shift
     log="$tree/$1-${folders%% *}.log"
-    compiled_files "$folders" | xargs -n 4 -P "$(nproc)" "$@" >"$log" 2>&1 && status=0 || status=$?
+    files=$(compiled_files "$folders")
+    [ -n "$files" ] || { echo "$1: there is nothing to check in $folders" >&2 && return 1; }
+    echo "$files" | xargs -n 4 -P "$(nproc)" "$@" >"$log" 2>&1 && status=0 || status=$?
     if grep -E "(warning|error): " "$log" | sort -u | grep . || [ "$status" -ne 0 ]; then
         echo "$1: everything is in $log" >&2
         return 1
@@ -42,17 +42,12 @@ clazy() {
     [ "$found" -eq 0 ]
 }
 
-[ $# -gt 0 ] || set -- clang-tidy clazy
-# shellcheck disable=SC2086  # lists of words on purpose
-install_packages $BUILD_PACKAGES $ANALYSIS_PACKAGES
-build release >"$tree.log" 2>&1 || { cat "$tree.log" && exit 1; }
-
-failed=
-for tool in "$@"; do
-    case $tool in
-    clang-tidy) clang_tidy || failed="$failed $tool" ;;
-    clazy) clazy || failed="$failed $tool" ;;
-    *) sed -n '3p' "$0" >&2 && exit 2 ;;
-    esac
-done
-[ -z "$failed" ] || { echo "Findings by:$failed" >&2 && exit 1; }
+# Installs what the analysis needs and configures a tree in which each file is compiled by itself.
+# It is not built: the tests include what moc made of them, and take it from the release tree.
+prepare() {
+    # shellcheck disable=SC2086  # lists of words on purpose
+    install_packages $BUILD_PACKAGES $ANALYSIS_PACKAGES
+    { build release && configure analysis; } >"$tree.log" 2>&1 || { cat "$tree.log" && exit 1; }
+    (cd build/release && find . -name '*.moc' -path '*_autogen/include/*' -print0 |
+        tar -c --null -T -) | tar -x -C "$tree"
+}

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "device-description/DeviceDescription.h"
+#include "support/TestCase.h"
 
 #include <QDir>
 #include <QFile>
 #include <QtTest>
+
+namespace tst_reader {
 
 class TestDescription : public QObject
 {
@@ -149,5 +152,8 @@ void TestDescription::readsTheExamples()
     }
 }
 
-QTEST_GUILESS_MAIN(TestDescription)
-#include "tst_description.moc"
+AGENT_TEST(TestDescription)
+
+} // namespace tst_reader
+
+#include "tst_reader.moc"

@@ -1,12 +1,7 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""The house rules, checked: scripts/lint [PART]...
+"""Checks the rules for the sources. Each finding is one line, FILE:LINE: WHAT."""
 
-The parts: includes, steps, sizes, classes, format, shell, spelling, words, cppcheck.
-
-Without arguments everything is checked. Each finding is one line, FILE:LINE: WHAT.
-"""
-
+import argparse
 import os
 import re
 import shutil
@@ -15,13 +10,10 @@ import sys
 import tempfile
 import xml.etree.ElementTree
 
-ROOT = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
-sys.path.insert(0, os.path.join(ROOT, "scripts", "lib"))
-sys.dont_write_bytecode = True
+import cpp_shape
+import lint_words
 
-import cpp_shape  # noqa: E402  (found through the line above)
-import lint_words  # noqa: E402
-
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
 ARCHITECTURE = os.path.join(ROOT, "ARCHITECTURE.md")
 
 
@@ -266,11 +258,14 @@ CHECKS = {"includes": check_includes, "steps": check_steps, "sizes": check_sizes
 
 
 def main():
-    wanted = sys.argv[1:] or list(CHECKS)
+    """Runs the named checks; the exit status is 1 when one of them has findings."""
+    parser = argparse.ArgumentParser(prog="scripts/check lint --", description=__doc__.splitlines()[0])
+    parser.add_argument("checks", nargs="*", metavar="CHECK",
+                        help=f"all when none is named: {', '.join(CHECKS)}")
+    wanted = parser.parse_args().checks or list(CHECKS)
     unknown = [name for name in wanted if name not in CHECKS]
     if unknown:
-        print(__doc__.splitlines()[0], file=sys.stderr)
-        return 2
+        parser.error(f"there is no check {unknown[0]!r}; there are {', '.join(CHECKS)}")
     findings = [finding for name in wanted for finding in CHECKS[name]()]
     for finding in findings:
         print(finding)

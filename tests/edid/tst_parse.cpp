@@ -2,10 +2,13 @@
 #include "edid/DumpText.h"
 #include "edid/ParseEDID.h"
 #include "edid/TestDumps.h"
+#include "support/TestCase.h"
 
 #include <QMetaMethod>
 #include <QSignalSpy>
 #include <QtTest>
+
+namespace tst_parse {
 
 namespace {
 
@@ -235,5 +238,8 @@ void TestParseEdid::text()
     }
 }
 
-QTEST_GUILESS_MAIN(TestParseEdid)
-#include "tst_parse_edid.moc"
+AGENT_TEST(TestParseEdid)
+
+} // namespace tst_parse
+
+#include "tst_parse.moc"

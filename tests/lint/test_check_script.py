@@ -1,0 +1,92 @@
+# SPDX-License-Identifier: Apache-2.0
+"""scripts/check runs the named steps, goes on after a failure, and reports each result."""
+
+import os
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+STEPS = sorted(os.listdir(os.path.join(ROOT, "scripts", "check.d")))
+
+
+class TestCheck(unittest.TestCase):
+    """A copy of the script in a folder where each step only prints how it was called."""
+
+    def setUp(self):
+        self.folder = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.folder)
+        os.makedirs(os.path.join(self.folder, "scripts", "check.d"))
+        shutil.copy(os.path.join(ROOT, "scripts", "check"), os.path.join(self.folder, "scripts"))
+
+    def check(self, *arguments, failing=()):
+        """Runs the script; the steps in `failing` end with 3."""
+        for step in STEPS:
+            path = os.path.join(self.folder, "scripts", "check.d", step)
+            with open(path, "w", encoding="ascii") as file:
+                file.write(f'#!/bin/sh\n#\n# Text of {step}.\necho "ran {step} $*"\n'
+                           f'exit {3 if step in failing else 0}\n')
+            os.chmod(path, 0o755)
+        return subprocess.run([os.path.join(self.folder, "scripts", "check"), *arguments],
+                              capture_output=True, text=True, check=False)
+
+    def table(self, *arguments, failing=()):
+        """Exit status and the table of results."""
+        done = self.check(*arguments, failing=failing)
+        rows = re.findall(r"^([a-z-]+) +(passed|FAILED) +\d+ s$", done.stdout, re.M)
+        return done.returncode, dict(rows)
+
+    def test_list(self):
+        listed = re.findall(r"^([* ]) ([a-z-]+) +(\S.*)$", self.check("--list").stdout, re.M)
+        self.assertEqual([(step, text) for _, step, text in listed],
+                         [(step, f"Text of {step}.") for step in STEPS]
+                         + [("all", "The steps with a star.")])
+        self.assertIn(("*", "asan"), [row[:2] for row in listed])
+        self.assertIn((" ", "soak"), [row[:2] for row in listed])
+
+    def test_the_real_steps(self):
+        for step in STEPS:
+            path = os.path.join(ROOT, "scripts", "check.d", step)
+            self.assertTrue(os.access(path, os.X_OK), step)
+            with open(path, encoding="utf-8") as file:
+                self.assertRegex(file.read().splitlines()[2], r"^# \w.{10,70}\.$", step)
+
+    def test_one_step(self):
+        done = self.check("soak", "--", "--runs", "7")
+        self.assertEqual((done.returncode, done.stdout), (0, "ran soak --runs 7\n"))
+        self.assertEqual(self.check("soak", failing=("soak",)).returncode, 3)
+
+    def test_all(self):
+        status, table = self.table("all")
+        self.assertEqual(status, 0)
+        self.assertEqual(set(table.values()), {"passed"})
+        self.assertEqual(set(STEPS) - set(table), {"footprint", "fuzz", "soak", "state-diagram"})
+
+    def test_goes_on_after_a_failure(self):
+        self.assertEqual(self.table("lint", "clazy", "tsan", failing=("clazy",)),
+                         (1, {"lint": "passed", "clazy": "FAILED", "tsan": "passed"}))
+        self.assertEqual(self.table("lint", "tsan", failing=("tsan",))[0], 1)
+        with open(os.path.join(self.folder, "build/check/lint.log"), encoding="ascii") as file:
+            self.assertEqual(file.read(), "ran lint \n")
+
+    def test_unknown_step(self):
+        for word, step in (("lnit", "lint"), ("memchek", "memcheck"), ("diagram", "state-diagram"),
+                           ("al", "all"), ("clang-tidy", "tidy")):
+            done = self.check("asan", word)
+            self.assertEqual((done.returncode, done.stdout), (2, ""))
+            self.assertIn(f"there is no step '{word}', the nearest is '{step}'", done.stderr)
+
+    def test_usage(self):
+        done = self.check("--help")
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertTrue(done.stdout.startswith("usage: scripts/check STEP..."))
+        for wrong in ((), ("--seconds", "3"), ("lint", "asan", "--", "sizes")):
+            done = self.check(*wrong)
+            self.assertEqual((done.returncode, done.stdout), (2, ""))
+            self.assertNotEqual(done.stderr, "")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QtTest>
+
+// Qt Test's own limit of 5 s is too little on a busy machine. Every wait ends on its condition.
+#undef QTRY_VERIFY
+#undef QTRY_COMPARE
+#define QTRY_VERIFY(condition) QTRY_VERIFY_WITH_TIMEOUT(condition, 60'000)
+#define QTRY_COMPARE(actual, expected) QTRY_COMPARE_WITH_TIMEOUT(actual, expected, 60'000)
+
+/**
+ * One test class of a folder's test program, which runs it by the name of its file: 'late' for
+ * tst_late.cpp. The further arguments are those of Qt Test.
+ */
+class TestCase
+{
+public:
+    using Run = int (*)(int argc, char **argv);
+
+    /** `file` is the path of the source. */
+    TestCase(const char *file, Run run);
+};
+
+namespace tests {
+
+/** Runs the functions of the class and returns how many failed. */
+template<typename Class>
+int runWithoutApplication(int argc, char **argv)
+{
+    Class test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+template<typename Class>
+int run(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    return runWithoutApplication<Class>(argc, argv);
+}
+
+} // namespace tests
+
+/** Makes the class known to the program. It runs with an event loop of Qt. */
+#define AGENT_TEST(Class) static const TestCase testCase(__FILE__, tests::run<Class>);
+
+/** The same for tests that need no event loop, or bring one. */
+#define AGENT_TEST_WITHOUT_APPLICATION(Class)                                                      \
+    static const TestCase testCase(__FILE__, tests::runWithoutApplication<Class>);
