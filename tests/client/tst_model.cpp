@@ -584,7 +584,7 @@ private slots:
     void likelyStates()
     {
         const auto likelyState = [](const UpgradeModel &model) {
-            return ::likelyState(model, ProblemId::ConnectionLost);
+            return client::likelyState(model, ProblemId::ConnectionLost);
         };
         Run run({"A"});
         QVERIFY(likelyState(run.model).first().startsWith("Nothing was written"));
