@@ -66,7 +66,8 @@ public:
     /** For what it announces; its slots belong to its own thread. */
     static ControlCenter *engineOf(const WorkerCOM &worker)
     {
-        return qobject_cast<ControlCenter *>(worker.runEvents()->parent());
+        // The events are those of a relay, which is a child of the engine.
+        return qobject_cast<ControlCenter *>(worker.runEvents()->parent()->parent());
     }
 
     bool onConnect(QString port) override
