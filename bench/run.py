@@ -10,7 +10,7 @@ import sys
 import time
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
-# Packages are written by what the system tests write them with.
+# For writing packages as the system tests do.
 sys.path.insert(0, os.path.join(PROJECT, "tests", "system"))
 
 from runner import console, growth, transfer  # noqa: E402  (found through the line above)
@@ -39,7 +39,7 @@ def parse_arguments():
     parser.add_argument("--only", metavar="NAME", action="append", choices=MEASUREMENTS,
                         help=f"only these of: {', '.join(MEASUREMENTS)}")
     parser.add_argument("--quick", action="store_true",
-                        help="one short round that only shows that every figure comes")
+                        help="one short round that only checks that every figure is measured")
     parser.add_argument("--growth", action="store_true",
                         help="how times and memory grow with images, rows and packages instead")
     parser.add_argument("--json", metavar="FILE", help="write everything as JSON, too")
@@ -52,7 +52,7 @@ def parse_arguments():
 
 
 def machine():
-    """Where the figures come from."""
+    """The machine that is measured."""
     with open("/proc/cpuinfo", encoding="utf-8") as file:
         models = [line.split(":", 1)[1].strip() for line in file if line.startswith("model name")]
     return {"processor": models[0] if models else platform.machine(), "cores": os.cpu_count(),
@@ -61,7 +61,7 @@ def machine():
 
 
 def measure(names, rounds, scale):
-    """All measurements in turn, round after round, so that what disturbs one disturbs all."""
+    """All measurements in turn, round by round, so that a disturbance affects all of them."""
     samples = {}
     for number in range(1, rounds + 1):
         for name in names:

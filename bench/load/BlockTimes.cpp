@@ -7,7 +7,7 @@ void BlockTimes::blockArrived(Nanoseconds firstByte, Nanoseconds lastByte)
     const bool follows = m_lastAcknowledged.count() != 0;
     if (follows && warmedUp())
         m_turnarounds.push_back(lastByte - m_lastAcknowledged);
-    // Between two blocks of one image the sender's time counts as well.
+    // The sender's time between two blocks of one image counts, too.
     m_blockStarted = follows ? m_lastAcknowledged : firstByte;
 }
 

@@ -5,25 +5,26 @@
 
 #include <vector>
 
-/** Takes down what a responder saw of the transfer of images. */
+/** Records the times of image transfers that a responder measures. */
 class BlockTimes
 {
 public:
-    /** Until this many blocks were seen, nothing counts: the first ones find cold caches. */
+    /** The first `warmUp` blocks do not count, since caches are cold. */
     explicit BlockTimes(int warmUp) : m_warmUp(warmUp) {}
 
     void blockArrived(Nanoseconds firstByte, Nanoseconds lastByte);
     void acknowledged(Nanoseconds time, Nanoseconds wireTime);
-    /** What came and went was no block. */
+    /** A command other than a block was answered. */
     void otherExchange() { m_lastAcknowledged = Nanoseconds(0); }
 
     int blocks() const { return m_blocks; }
     bool warmedUp() const { return m_blocks >= m_warmUp; }
-    /** Blocks that count. */
+    /** The number of blocks that count. */
     int counted() const { return m_counted; }
-    /** Of the acknowledgement's last byte to the next block's last byte. */
+    /** From the acknowledgement's last byte to the next block's last byte. */
     const std::vector<Nanoseconds> &turnarounds() const { return m_turnarounds; }
-    /** From each image's first byte to its last acknowledgement, and what the wire needs for it. */
+    /** From each image's first byte to its last acknowledgement, and the time on the wire for
+     *  it. */
     Nanoseconds actualTime() const { return m_actualTime; }
     Nanoseconds wireTime() const { return m_wireTime; }
 

@@ -5,5 +5,5 @@
 
 #include <sys/types.h>
 
-/** The time on a processor of all threads that a process has now, to the nanosecond. */
+/** The processor time of all current threads of a process, in nanoseconds. */
 Nanoseconds processorTime(pid_t pid);

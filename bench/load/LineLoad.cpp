@@ -103,8 +103,8 @@ public:
 private:
     static Nanoseconds seconds(double value) { return Nanoseconds(Nanoseconds::rep(value * 1e9)); }
 
-    /** Each client is served once before the next one comes: a server's queue of new connections
-     *  is short, and whom it turns away tries again a whole second later. */
+    /** Each client is served once before the next one connects: a server's queue of new connections
+     *  is short, and a rejected client tries again only a second later. */
     void connectAll()
     {
         for (size_t i = 0; i < m_clients.size(); ++i) {
@@ -156,7 +156,7 @@ private:
         send(client);
     }
 
-    /** Counts the replies; other lines, such as a run's progress, are only counted apart. */
+    /** Counts the replies; other lines, such as a run's progress, are counted separately. */
     int takeReplies(std::string &input)
     {
         int replies = 0;

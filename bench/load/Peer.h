@@ -8,7 +8,7 @@
 #include <chrono>
 #include <vector>
 
-/** What a device sends for the bytes it got. */
+/** What a device sends in reply to bytes. */
 struct PeerAnswer
 {
     QByteArray bytes;
@@ -17,16 +17,16 @@ struct PeerAnswer
     bool acknowledgesBlock = false;
 };
 
-/** The far side of the serial line, without the line. */
+/** The device's side of the serial line, without input and output. */
 class Peer
 {
 public:
     virtual ~Peer() = default;
 
-    /** What it says before the host has said anything. */
+    /** What it sends before the host has sent anything. */
     virtual QByteArray greeting() const { return {}; }
     virtual std::vector<PeerAnswer> take(const QByteArray &bytes) = 0;
-    /** True when the host broke the protocol. */
+    /** True when the host violated the protocol. */
     virtual bool isOffended() const = 0;
 };
 

@@ -8,7 +8,7 @@
 
 using Nanoseconds = std::chrono::nanoseconds;
 
-/** Time on the clock that never jumps. */
+/** The time of the monotonic clock. */
 inline Nanoseconds now()
 {
     return std::chrono::steady_clock::now().time_since_epoch();

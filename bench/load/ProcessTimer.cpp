@@ -52,7 +52,7 @@ sockaddr_in loopback(uint16_t port)
     return address;
 }
 
-/** With a port of the kernel's choice, one attempt in some ten thousand would meet itself. */
+/** Binds a port: with one of the kernel's choice, rare attempts would connect to themselves. */
 bool accepts(uint16_t port)
 {
     static uint16_t ownPort = firstOwnPort;

@@ -16,7 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr int pieceSize = 4096;
-/** While no host has the other end open, the terminal reports an error at once. */
+/** The pause between polls while no host has the other end open. */
 constexpr auto lookForHostPause = 1ms;
 
 [[noreturn]] void fail(const std::string &what)
@@ -32,7 +32,7 @@ Pty::Pty(std::string linkPath) : m_linkPath(std::move(linkPath))
     termios settings{};
     if (m_fd < 0 || grantpt(m_fd) != 0 || unlockpt(m_fd) != 0 || tcgetattr(m_fd, &settings) != 0)
         fail("pseudo-terminal");
-    // A wire changes no bytes.
+    // Bytes must not be changed.
     cfmakeraw(&settings);
     tcsetattr(m_fd, TCSANOW, &settings);
     if (std::filesystem::is_symlink(m_linkPath))
@@ -68,7 +68,7 @@ std::optional<QByteArray> Pty::read()
             return std::nullopt;
         if (auto bytes = tryRead())
             return bytes;
-        // Without a host, poll() does not wait, and whoever wants to stop must get a turn.
+        // Without a host, poll() does not wait, and the caller must be able to stop.
         if ((state.revents & POLLHUP) != 0)
             return std::nullopt;
     }

@@ -12,7 +12,7 @@
 class Pty
 {
 public:
-    /** Replaces a link that is there, never another file. Throws std::system_error. */
+    /** Replaces an existing link, but no other file. Throws std::system_error. */
     explicit Pty(std::string linkPath);
     ~Pty();
     Pty(const Pty &) = delete;
@@ -20,7 +20,7 @@ public:
 
     const std::string &path() const { return m_linkPath; }
 
-    /** Waits for bytes. Nothing when a signal came. */
+    /** Waits for bytes. None after a signal. */
     std::optional<QByteArray> read();
     void write(const QByteArray &bytes);
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Plays the receiver of images on a pseudo-terminal, and prints what it saw of the sender as JSON:
-// turnarounds, times, and the sender's time on the processor.
+// Acts as the receiver of images on a pseudo-terminal, and prints its measurements of the sender as
+// JSON: turnarounds, times, and the sender's processor time.
 #include "load/CpuReader.h"
 #include "load/Responder.h"
 
@@ -65,7 +65,7 @@ std::unique_ptr<Peer> makePeer(const Options &options)
     return std::make_unique<DevicePeer>(*description);
 }
 
-/** Only in the child of a fork. */
+/** For the child of a fork only. */
 [[noreturn]] void becomeSender(Options options, const std::string &path)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -131,7 +131,7 @@ try {
     action.sa_handler = stop;
     for (const int signal : {SIGTERM, SIGINT, SIGCHLD})
         sigaction(signal, &action, nullptr);
-    // Waits end when they are due, not a while later.
+    // Without this, waits may end late.
     prctl(PR_SET_TIMERSLACK, 1UL);
     return measure(options);
 } catch (const std::exception &problem) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Sends one request again and again, and prints the nanoseconds of each round trip. What the first
-// reply is, byte for byte, is learnt from it; every further one must be the same.
+// Sends one request again and again, and prints the nanoseconds of each round trip. Every further
+// reply must be equal to the first one, byte for byte.
 #include "load/Percentiles.h"
 
 #include <CLI/CLI.hpp>
@@ -20,7 +20,7 @@ struct Options
     uint16_t port = 0;
     int count = 1;
     std::string request;
-    /** Of the first reply, behind which it is complete. */
+    /** After so much silence the first reply is complete. */
     int silenceMs = 300;
     int firstByteMs = 30'000;
 };

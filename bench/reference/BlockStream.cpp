@@ -20,7 +20,7 @@ constexpr size_t lengthOffset = 3;
 constexpr size_t wordOffset = 7;
 constexpr size_t payloadOffset = 9;
 constexpr size_t statusOffset = 11;
-/** Reserved bytes, word and checksum count in the length field, beside the payload. */
+/** Reserved bytes, word and checksum, which the length field counts in addition to the payload. */
 constexpr size_t counted = 5;
 constexpr size_t blockHead = 5;
 

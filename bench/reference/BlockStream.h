@@ -7,9 +7,9 @@
 #include <vector>
 
 /**
- * What the reference senders have in common, so that only their input and output differ: the
- * frames of one image, built in place, and the check of each acknowledgement. Plain C++; it does
- * no more than stop-and-wait needs.
+ * What the reference senders have in common, so that only their input and output differ: the frames
+ * of one image, built in place, and the check of each acknowledgement. Plain C++, with only what
+ * stop-and-wait needs.
  */
 class BlockStream
 {
@@ -23,7 +23,7 @@ public:
     const char *frame() const { return reinterpret_cast<const char *>(m_frame.data()); }
     size_t frameSize() const { return m_frameSize; }
 
-    /** Takes bytes of the device; after Accepted the next frame may go out. */
+    /** Takes bytes of the device; after Accepted the next frame may be sent. */
     Reply take(const char *bytes, size_t count);
 
 private:

@@ -39,7 +39,7 @@ void watch(int epoll, int fd)
     epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event);
 }
 
-/** The replies to all complete lines; what is left of the input stays in `input`. */
+/** The replies to all complete lines; the rest stays in `input`. */
 std::string answer(std::string &input)
 {
     std::string replies;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The framework's limit of a stop-and-wait sender: QSerialPort, one time-out, and nothing else.
+// The limit of a stop-and-wait sender with Qt: QSerialPort, one time-out, and nothing else.
 #include "reference/BlockStream.h"
 
 #include <QCoreApplication>
@@ -72,7 +72,7 @@ private:
 
 int main(int argc, char **argv)
 {
-    // Both sides of every comparison use the framework's faster event loop.
+    // Both sides of every comparison use Qt's faster event loop.
     qputenv("QT_NO_GLIB", "1");
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The framework's limit of a line server: QTcpServer, a reply for each line, and nothing else.
+// The limit of a line server with Qt: QTcpServer, a reply for each line, and nothing else.
 #include <QCoreApplication>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -37,7 +37,7 @@ void acceptClients(QTcpServer &server)
 
 int main(int argc, char **argv)
 {
-    // Both sides of every comparison use the framework's faster event loop.
+    // Both sides of every comparison use Qt's faster event loop.
     qputenv("QT_NO_GLIB", "1");
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The console's side: heartbeats, the package check, EDID reports, memory, start and rest."""
+"""The console: heartbeats, the package check, EDID reports, memory, start and rest."""
 
 import contextlib
 import os
@@ -49,7 +49,7 @@ def measure_heartbeats(scale):
 
 
 def measure_check(scale):
-    """A whole package is read and its checksum taken before its list is shown."""
+    """A whole package is read and its checksum computed before its list is shown."""
     passes = 3
     size = int(256e6 * scale)
     if not os.path.exists(PACKAGE) or os.path.getsize(PACKAGE) < size:
@@ -71,7 +71,7 @@ def measure_check(scale):
 
 
 def measure_parse_edid(scale):
-    """A report over the console, against the field's own program for the same dump."""
+    """A report over the console, against edid-decode for the same dump."""
     with open(EDID, "rb") as file:
         dump = file.read()
     with agent():
@@ -85,7 +85,7 @@ def measure_parse_edid(scale):
 
 
 def memory(make_server, clients):
-    """Bytes in use once all clients are connected and have been answered."""
+    """Bytes in use once all clients are connected and have got a reply."""
     with make_server() as server, contextlib.ExitStack() as sockets:
         for _ in range(clients):
             one = sockets.enter_context(socket.create_connection(("127.0.0.1", server.port)))
@@ -105,16 +105,16 @@ def measure_start(scale):
     """From the start of the process to the first connection."""
     timer = [program("process-timer"), "--count", "1", "--listens-on"]
     own = []
-    framework = []
-    # By turns, so that a slower moment of the machine meets both.
+    qt = []
+    # Alternately, so that a slower moment of the machine affects both.
     for _ in range(max(int(20 * scale), 3)):
         own += times(*timer, str(AGENT_PORT), program("upgrade-agent"))
-        framework += times(*timer, str(QT_PORT), "--", program("qt-server"), str(QT_PORT))
-    return {"start": Sample(statistics.median(own), statistics.median(framework))}
+        qt += times(*timer, str(QT_PORT), "--", program("qt-server"), str(QT_PORT))
+    return {"start": Sample(statistics.median(own), statistics.median(qt))}
 
 
 def measure_rest(scale):
-    """What an agent costs that nobody asks for anything."""
+    """The processor time of an agent without requests."""
     seconds = max(3 * scale, 0.5)
     with agent() as server:
         time.sleep(0.5)

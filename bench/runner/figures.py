@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The figures: what each one is, how good it must be, and how good we want it to be."""
+"""The figures with their limits and aims."""
 
 import dataclasses
 import statistics
@@ -9,7 +9,7 @@ MIB = 1 << 20
 
 @dataclasses.dataclass(frozen=True)
 class Figure:
-    """One line of the table. `must` and `aim` bound it; a figure without them is told only."""
+    """One line of the table. `must` and `aim` bound it; a figure without them is only shown."""
 
     key: str
     what: str
@@ -24,7 +24,7 @@ class Figure:
         return value >= bound if self.more_is_better else value <= bound
 
     def verdict(self, value):
-        """"aim", "must" or "MISSED"; nothing for a figure that is told only."""
+        """"aim", "must" or "MISSED"; nothing for a figure that is only shown."""
         if self.must is None:
             return ""
         if self.meets(value, self.aim):
@@ -90,7 +90,7 @@ FIGURES = [
 
 @dataclasses.dataclass
 class Sample:
-    """What one round gave: the agent's value, and the reference's unless it is an amount."""
+    """The result of one round: the agent's value, and the reference's unless it is an amount."""
 
     value: float
     reference: float | None = None

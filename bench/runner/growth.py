@@ -20,7 +20,7 @@ ROW_COUNTS = [1, 10, 50, 100, 200]
 PACKAGE_SIZES = [MIB, 16 * MIB, 256 * MIB, 1024 * MIB]
 ROUNDS = 5
 
-# The framework's timers are coarse: they may be a twentieth of their time early.
+# Qt's timers are coarse: they may be a twentieth of their time early.
 EARLIEST = 0.95
 
 # A whole upgrade: the images of the example device, in the order of its rows.
@@ -38,7 +38,7 @@ BITS_PER_BYTE = 10
 
 
 def note(text):
-    """What is being measured, for those who wait."""
+    """Shows the progress."""
     print(text, file=sys.stderr, flush=True)
 
 
@@ -77,7 +77,7 @@ def rows_run(count):
 
 
 def by_rows():
-    """Runs with few rows and many; a row costs three questions and their answers."""
+    """Runs with few rows and many; each row needs three commands and their replies."""
     lines = []
     for count in ROW_COUNTS:
         note(f"{count} rows")
@@ -110,7 +110,7 @@ def by_package_size():
 
 
 def demanded_waits():
-    """What the protocol itself makes a whole upgrade wait, in seconds, one by one."""
+    """The waits of a whole upgrade that the protocol requires, in seconds."""
     images = len(WHOLE_CHIPS)
     return {
         f"{images} pauses of 0.2 s before an image's first block": 0.2 * images * EARLIEST,
@@ -123,7 +123,7 @@ def demanded_waits():
 
 
 def whole_upgrade():
-    """Six chips at the line's speed, from the request to the last word."""
+    """Six chips at the line's speed, from the request to the last reply."""
     note("a whole upgrade of six chips")
     images = {image.name: (image, WHOLE_IMAGE) for image, _ in WHOLE_CHIPS}
     write_package(PACKAGE, *images.values())
@@ -145,7 +145,7 @@ def whole_upgrade():
 
 
 def format_lines(lines):
-    """A table of equal dictionaries."""
+    """A table of dictionaries with the same keys."""
     rows = [list(lines[0])] + [[f"{value:.3f}" if isinstance(value, float) else str(value)
                                 for value in line.values()] for line in lines]
     widths = [max(map(len, column)) for column in zip(*rows)]
@@ -167,7 +167,7 @@ PARTS = {"images": (by_image_size, format_lines), "rows": (by_rows, format_lines
 
 
 def measure_all():
-    """Everything, printed as it comes; a few minutes."""
+    """Measures everything and prints each part at once; takes a few minutes."""
     result = {}
     for name, (measure, form) in PARTS.items():
         result[name] = measure()

@@ -18,7 +18,7 @@ AUX = package.Image("AUX", b"", chip_type=1, mcu_type=2)
 
 
 def pieces(size, has_content):
-    """Random bytes, or zeros that cost no memory in a file."""
+    """Random bytes, or zeros for a hole in the file."""
     generator = random.Random(1)
     for start in range(0, size, PIECE):
         length = min(PIECE, size - start)
@@ -26,7 +26,7 @@ def pieces(size, has_content):
 
 
 def write_record(file, image, size, has_content, checksum):
-    """Writes one record; the checksum behind it. Without content the file gets a hole."""
+    """Writes one record and returns the checksum after it. Without content the file gets a hole."""
     head = image.record()[:-4] + struct.pack("<I", size)
     file.write(head)
     checksum = zlib.crc32(head, checksum)
@@ -54,7 +54,7 @@ def write_package(path, *images, has_content=True):
 
 
 def read_at_each_list(path):
-    """Makes the agent check the package for each list request: it does not rely on the times of a
-    file when they are in the future."""
+    """Makes the agent check the package for each list request: it does not trust the times of a file
+    when they are in the future."""
     tomorrow = time.time() + 24 * 3600
     os.utime(path, (tomorrow, tomorrow))

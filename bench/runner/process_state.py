@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What the kernel says of a process: memory and time on the processors."""
+"""The memory and processor time of a process, from /proc."""
 
 import os
 
@@ -21,7 +21,7 @@ def resident(pid):
 
 
 def forget_peak(pid):
-    """Lets the peak of memory start from what is in use now."""
+    """Resets the peak of memory to the current use."""
     with open(f"/proc/{pid}/clear_refs", "w", encoding="ascii") as file:
         file.write("5")
 

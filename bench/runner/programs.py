@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The programs that take part: the agent, the references, the peers and the load generators."""
+"""The programs of a measurement: the agent, references, peers and load generators."""
 
 import json
 import os
@@ -40,29 +40,29 @@ def allow_many_sockets():
 
 
 def keep_server_ports_free():
-    """Clients get their ports from above the servers': among thousands, one that has just hung up
-    would keep a server from listening there. It is the sandbox's own network that is told."""
+    """Gives clients only ports above the servers': among thousands, one that has just hung up would
+    keep a server from listening there. This changes only the sandbox's own network."""
     with open("/proc/sys/net/ipv4/ip_local_port_range", "w", encoding="ascii") as file:
         file.write("36000 60999")
 
 
 def try_port(port):
-    """True when somebody accepts a connection."""
+    """True when a server accepts a connection."""
     with socket.socket() as probe:
         return probe.connect_ex(("127.0.0.1", port)) == 0
 
 
 def await_port(port):
-    """Returns once somebody accepts connections there."""
+    """Returns once a server accepts connections there."""
     limit = time.monotonic() + START_LIMIT
     while not try_port(port):
         if time.monotonic() > limit:
-            raise Failure(f"nobody listens on port {port}")
+            raise Failure(f"no server listens on port {port}")
         time.sleep(START_PAUSE)
 
 
 class Server:
-    """A server that runs from here to the end of the with-block."""
+    """A server that runs until the end of the with-block."""
 
     def __init__(self, port, *command):
         self.port = port
@@ -86,12 +86,12 @@ class Server:
 
 
 def agent():
-    """The agent itself, at its own port."""
+    """The agent, on its usual port."""
     return Server(AGENT_PORT, program("upgrade-agent"))
 
 
 def qt_server():
-    """The framework's limit of a line server."""
+    """The limit of a line server with Qt."""
     return Server(QT_PORT, program("qt-server"), str(QT_PORT))
 
 
@@ -101,7 +101,7 @@ def epoll_server():
 
 
 def redis():
-    """A line server that the field knows; it only answers PING here."""
+    """Redis as a line server, which only answers PING here."""
     return Server(REDIS_PORT, "redis-server", "--port", str(REDIS_PORT), "--bind", "127.0.0.1",
                   "--save", "", "--appendonly", "no", "--maxclients", "4000", "--dir", "/tmp")
 
@@ -121,7 +121,7 @@ def times(*command):
 
 
 def check_output(command):
-    """What a program prints; it must succeed."""
+    """The output of a program, which must succeed."""
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False,
                           timeout=RUN_LIMIT)
     if done.returncode != 0:
@@ -130,7 +130,7 @@ def check_output(command):
 
 
 class Responder:
-    """The device's side of the serial line, which takes the sender's times."""
+    """The device's side of the serial line, which measures the sender."""
 
     def __init__(self, *arguments, device=None, command=()):
         play = ["--device", device] if device else ["--xmodem"]
@@ -151,7 +151,7 @@ class Responder:
         self.process.stdout.close()
 
     def finish(self):
-        """Ends it now and returns what it saw."""
+        """Ends it now and returns its measurements."""
         # A signal between two of its waits is seen only after the next one.
         while True:
             self.process.terminate()
@@ -162,19 +162,19 @@ class Responder:
                 pass
 
     def result(self):
-        """Waits for its blocks and returns what it saw."""
+        """Waits for its blocks and returns its measurements."""
         try:
             output, _ = self.process.communicate(timeout=RUN_LIMIT)
         except subprocess.TimeoutExpired as error:
             raise Failure("the blocks did not come") from error
         seen = json.loads(output)
         if seen["offended"]:
-            raise Failure("the sender broke the protocol")
+            raise Failure("the sender violated the protocol")
         return seen
 
 
 class Console:
-    """A console client that asks for upgrades and reads the answers when it is told to."""
+    """A console client that requests upgrades and reads the replies on demand."""
 
     def __init__(self):
         self.socket = socket.create_connection(("127.0.0.1", AGENT_PORT))
@@ -195,7 +195,7 @@ class Console:
         self.send(f"UPGRADEMODE||{mode}", "||".join(["UPGRADE", *rows]))
 
     def read_until(self, *words, limit=RUN_LIMIT):
-        """Reads until one of the words has come; all that came, as text."""
+        """Reads until one of the words has arrived; returns all text so far."""
         self.socket.settimeout(limit)
         while not any(word.encode() in self.text for word in words):
             try:

@@ -35,7 +35,7 @@ def unpaced(blocks):
 
 
 def by_agent(arguments, blocks, seen_of=None):
-    """Lets a fresh agent write one image; what the responder saw."""
+    """Lets a new agent write one image; returns what the responder measured."""
     write_package(PACKAGE, (AUX, blocks * BLOCK))
     with agent() as server:
         before = process_state.resident(server.pid)
@@ -51,7 +51,7 @@ def by_agent(arguments, blocks, seen_of=None):
 
 
 def by_reference(name, arguments, blocks):
-    """Lets a reference sender write as much."""
+    """Lets a reference sender write the same number of blocks."""
     command = [program(name), SERIAL_DEVICE, *CHIP, blocks]
     with Responder(*arguments, device=DEVICE, command=command) as responder:
         return responder.result()
@@ -70,9 +70,9 @@ def by_sx(size):
 
 @contextlib.contextmanager
 def processors_awake():
-    """Keeps every processor from sleeping, where one may ask for that. On the line's own speed a
+    """Keeps every processor from sleeping, if the system allows it. At the line's own speed a
     sleeping processor is woken three times for each block, which takes a virtual machine a tenth
-    of a millisecond each time, whoever sends."""
+    of a millisecond each time, for every sender."""
     with contextlib.ExitStack() as held:
         try:
             latency = held.enter_context(open(PROCESSOR_LATENCY, "wb", buffering=0))
@@ -94,7 +94,7 @@ def middle(samples):
 
 
 def median_efficiency(seen):
-    """The same, had every block the median turnaround."""
+    """The efficiency with the median turnaround for every block."""
     return Sample(seen["wire_ns"], seen["wire_ns"] + seen["counted"] * seen["p50_ns"])
 
 
@@ -103,21 +103,21 @@ def middle_of(seen, value):
     return sorted(value(one) for one in seen)[len(seen) // 2]
 
 
-def against_qt(own, framework):
-    """The agent's transfers beside those of the QSerialPort sender on the same line."""
+def against_qt(own, qt):
+    """Compares the agent's transfers with those of the QSerialPort sender on the same line."""
     def cpu(one):
         return one["cpu_ns"] / one["counted"]
 
     return {"efficiency": Sample(middle([efficiency(seen) for seen in own]).figure,
-                                 middle([efficiency(seen) for seen in framework]).figure),
+                                 middle([efficiency(seen) for seen in qt]).figure),
             "turnaround": Sample(middle_of(own, lambda one: one["p50_ns"]),
-                                 middle_of(framework, lambda one: one["p50_ns"])),
-            "cpu": Sample(middle_of(own, cpu), middle_of(framework, cpu))}
+                                 middle_of(qt, lambda one: one["p50_ns"])),
+            "cpu": Sample(middle_of(own, cpu), middle_of(qt, cpu))}
 
 
 def measure_transfer(scale):
     """The line's own speed, in short transfers by turns: a machine that takes the processor away
-    for some milliseconds, which is a tenth of a block, spoils the transfer that it meets."""
+    for some milliseconds, which is a tenth of a block, delays one transfer only."""
     blocks = max(int(20 * scale), 2) + PACED_WARM_UP
     line = paced(blocks)
     whole = [*line, "--whole-replies"]
@@ -126,15 +126,15 @@ def measure_transfer(scale):
                   by_reference("qt-sender", line, blocks),
                   by_agent(whole, blocks), by_reference("qt-sender", whole, blocks))
                  for _ in range(PACED_TRANSFERS)]
-    own, poll, framework, own_whole, framework_whole = zip(*turns)
+    own, poll, qt, own_whole, qt_whole = zip(*turns)
     samples = {"transfer": middle([efficiency(seen) for seen in own]),
                "transfer-all": Sample(sum(seen["wire_ns"] for seen in own),
                                       sum(seen["actual_ns"] for seen in own)),
                "transfer-median": middle([median_efficiency(seen) for seen in own]),
                "transfer-poll": middle([efficiency(seen) for seen in poll])}
-    samples |= {f"line-{key}": sample for key, sample in against_qt(own, framework).items()}
+    samples |= {f"line-{key}": sample for key, sample in against_qt(own, qt).items()}
     samples |= {f"line-{key}-whole": sample
-                for key, sample in against_qt(own_whole, framework_whole).items()}
+                for key, sample in against_qt(own_whole, qt_whole).items()}
     return samples
 
 
@@ -142,16 +142,16 @@ def measure_turnaround(scale):
     """The sender's own time between two blocks."""
     blocks = max(int(8192 * scale), 4 * WARM_UP)
     seen = by_agent(unpaced(blocks), blocks)
-    framework = by_reference("qt-sender", unpaced(blocks), blocks)
+    qt = by_reference("qt-sender", unpaced(blocks), blocks)
     limit = by_reference("poll-sender", unpaced(blocks), blocks)
     xmodem = by_sx(max(int(4096 * scale), 4 * WARM_UP) * XMODEM_BLOCK)
     return {
-        "turnaround-p50-qt": Sample(seen["p50_ns"], framework["p50_ns"]),
+        "turnaround-p50-qt": Sample(seen["p50_ns"], qt["p50_ns"]),
         "turnaround-p50-sx": Sample(seen["p50_ns"], xmodem["p50_ns"]),
         "turnaround-p50-poll": Sample(seen["p50_ns"], limit["p50_ns"]),
-        "turnaround-p99-qt": Sample(seen["p99_ns"], framework["p99_ns"]),
+        "turnaround-p99-qt": Sample(seen["p99_ns"], qt["p99_ns"]),
         "cpu-block-qt": Sample(seen["cpu_ns"] / seen["counted"],
-                               framework["cpu_ns"] / framework["counted"]),
+                               qt["cpu_ns"] / qt["counted"]),
         "upgrade-growth": Sample(seen["growth"] / MIB),
     }
 
@@ -170,7 +170,7 @@ def heartbeats_while_writing(arguments, blocks, seconds):
 
 
 def measure_heartbeats_while_writing(scale):
-    """A console client's waiting time while the engine works, against an idle engine."""
+    """A console client's waiting time while the engine writes, against an idle engine."""
     seconds = max(3 * scale, 0.3)
     blocks_on_wire = int(seconds * 25) + 40
     most_blocks = 65536
