@@ -25,8 +25,8 @@ function(install_manual component section name)
         DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
 endfunction()
 
-# install_completion(COMPONENT PROGRAM): what the program says of itself. CMake puts the emulator
-# in front of a program that is built for another machine.
+# install_completion(COMPONENT PROGRAM): the program's own output. CMake runs a program for another
+# machine in the emulator.
 function(install_completion component program)
     set(script ${CMAKE_CURRENT_BINARY_DIR}/completions/${program})
     add_custom_command(OUTPUT ${script}
@@ -38,7 +38,7 @@ function(install_completion component program)
         COMPONENT ${component})
 endfunction()
 
-# install_package_documents(COMPONENT PACKAGE): what every Debian package says of itself.
+# install_package_documents(COMPONENT PACKAGE): the files that every Debian package has.
 function(install_package_documents component package)
     set(folder ${CMAKE_INSTALL_DATADIR}/doc/${package})
     install(FILES ${CMAKE_CURRENT_SOURCE_DIR}/copyright DESTINATION ${folder}

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 # The Debian packages, which cpack makes in the build folder.
 
-# The libraries are listed by hand, so that the packages can be made for another machine, whose
-# libraries dpkg-shlibdeps does not know here. A test compares the list with what it says natively.
-# The versions are those of Debian 12, where the programs are tested.
+# The libraries are listed here, so that the packages can be built for another machine, whose
+# libraries dpkg-shlibdeps does not know. A test compares the list with its native output. The
+# versions are those of Debian 12, where the programs are tested.
 set(common_libraries "libc6 (>= 2.36), libgcc-s1 (>= 12), libqt5core5a (>= 5.15.8), \
 libqt5network5 (>= 5.15.8), libstdc++6 (>= 12), libdeflate0 (>= 1.14), zlib1g (>= 1:1.2.13)")
 set(agent_libraries "${common_libraries}, libqt5serialport5 (>= 5.15.8)")
