@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# The few shapes that every target of the project takes.
+# The kinds of targets of the project.
 
 set(AGENT_SANITIZE "" CACHE STRING "Sanitizers to build with, as the compiler's -fsanitize takes them")
 option(AGENT_COVERAGE "Count which lines and branches are run" OFF)
@@ -27,7 +27,7 @@ if(AGENT_COVERAGE)
     target_link_options(agent_options INTERFACE --coverage)
 endif()
 if(AGENT_FUZZ)
-    # Everything reports what it covers; only the fuzz targets bring a fuzzer's main().
+    # All code is instrumented; only the fuzz targets have a fuzzer's main().
     target_compile_options(agent_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
@@ -43,8 +43,8 @@ function(agent_library name)
     endif()
 endfunction()
 
-# Where a test finds every program under its name: what was built or, where that is for another
-# processor, a script that runs it on the emulated one.
+# Where tests find every program: the built ones or, when they are for another processor, scripts
+# that run them in the emulator.
 if(CMAKE_CROSSCOMPILING_EMULATOR)
     set(AGENT_RUN_DIRECTORY ${CMAKE_BINARY_DIR}/emulated)
 else()
@@ -114,7 +114,7 @@ function(agent_test_options name)
         target_precompile_headers(agent_test_headers PRIVATE <QtTest>)
     endif()
     target_precompile_headers(${name} REUSE_FROM agent_test_headers)
-    # Empty for a test, which includes what moc makes of it.
+    # Empty for a test, which includes its moc file.
     set_source_files_properties(
         ${CMAKE_CURRENT_BINARY_DIR}/${name}_autogen/mocs_compilation.cpp
         PROPERTIES SKIP_PRECOMPILE_HEADERS ON)

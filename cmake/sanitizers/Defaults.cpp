@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the sanitizers of a sanitized program are told. Compiled in, so that it holds wherever the
-// program runs: under ctest, by hand, as the agent in the sandbox. The usual environment variables
-// (ASAN_OPTIONS, UBSAN_OPTIONS, TSAN_OPTIONS, LSAN_OPTIONS) still add to it.
+// The options of the sanitizers. Compiled in, so that they apply wherever the program runs: under
+// ctest, by hand, as the agent in the sandbox. The usual environment variables (ASAN_OPTIONS,
+// UBSAN_OPTIONS, TSAN_OPTIONS, LSAN_OPTIONS) still add to it.
 
 namespace {
 
-// No program of the project ends with this status by itself.
+// No program of the project uses this exit status.
 #define REPORT_STATUS "exitcode=86"
 
 } // namespace
@@ -24,15 +24,15 @@ const char *__ubsan_default_options() // NOLINT(bugprone-reserved-identifier)
 
 const char *__tsan_default_options() // NOLINT(bugprone-reserved-identifier)
 {
-    // The framework is not instrumented, so what it does inside, behind locks that are not seen,
-    // says nothing.
+    // Qt is not instrumented, so reports about its own code, whose locks are not seen, are
+    // meaningless.
     return REPORT_STATUS
         ":halt_on_error=1:ignore_noninstrumented_modules=1:second_deadlock_stack=1";
 }
 
 const char *__lsan_default_suppressions() // NOLINT(bugprone-reserved-identifier)
 {
-    // The engine lives as long as its process; nobody deletes it.
+    // The engine lives as long as its process and is not deleted.
     return "leak:WorkerCOM::WorkerCOM\n";
 }
 }

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Tells ThreadSanitizer where the framework hands something from one thread to another. The
-// framework is not instrumented, so the locks behind its queues are not seen, and everything that
-// crosses in a queued call would look like a race. What our own threads share beside these
-// handovers is still checked.
+// Annotates for ThreadSanitizer where Qt passes data from one thread to another. Qt is not
+// instrumented, so the locks of its queues are not seen, and all data of a queued call would be
+// reported as a race. What our own threads share without Qt is still checked.
 #include <QCoreApplication>
 #include <QEvent>
 #include <QThread>
@@ -17,8 +16,8 @@
 
 namespace {
 
-/** Each way of handing over goes by an address of its own: a signal by its sender, a call by its
- *  receiver, a thread's end by the thread (which emits a signal then). */
+/** Each kind of handover uses its own address: a signal its sender, a call its receiver, a thread's
+ *  end the thread (which emits a signal then). */
 void handOver(const QObject *way)
 {
     __tsan_release(const_cast<QObject *>(way));
@@ -42,10 +41,10 @@ bool onEvent(void **data)
 }
 
 /**
- * The senders of the signals that a thread is in the midst of, the innermost last. It has no
- * destructor, since signals go out until the very end of a thread. A sender that a slot deletes
- * stays until a signal around it ends; should there be too many, the outermost is forgotten, which
- * accuses where there is nothing but hides nothing.
+ * The senders of the signals that a thread is emitting, the innermost last. It has no destructor,
+ * since signals are emitted until the end of a thread. A sender that a slot deletes stays until an
+ * outer signal ends; if there are too many, the outermost is removed, which may cause a false
+ * report but hides nothing.
  */
 class Emissions
 {
@@ -76,7 +75,7 @@ private:
 };
 thread_local Emissions emissions;
 
-/** Called before each signal goes out, in the sender's thread. */
+/** Called before each signal is emitted, in the sender's thread. */
 void onSignal(QObject *sender, int /*signal*/, void ** /*arguments*/)
 {
     emissions.begin(sender);
@@ -96,7 +95,7 @@ void onSignalEnd(QObject *sender, int /*signal*/)
     QInternal::registerCallback(QInternal::EventNotifyCallback, onEvent);
 }
 
-/** A called function that hands back when it is done, for a caller that waits for it. */
+/** A called function with a handover to the waiting caller at its end. */
 class Returning : public QtPrivate::QSlotObjectBase
 {
 public:
@@ -120,8 +119,8 @@ private:
     QtPrivate::QSlotObjectBase *m_slot;
 };
 
-/** What copies and destroys the values of each type of ours. Looked up in every copy, so without an
- *  order that would hide races. */
+/** The functions that copy and destroy values of each of our types. Read for every copy, so
+ *  relaxed: a memory order would hide races. */
 struct OwnType
 {
     std::atomic<QMetaType::Constructor> construct{nullptr};
@@ -134,8 +133,8 @@ OwnType &ownType(int type)
     return ownTypes.at(size_t(type - QMetaType::User));
 }
 
-/** A queued slot's arguments are copied when the signal is on its way already, before the event is
- *  posted; the copies of our own types are made by code that is seen. */
+/** A queued slot's arguments are copied after the signal was emitted and before the event is
+ *  posted; instrumented code copies our own types. */
 void *copyOwn(int type, void *where, const void *copy)
 {
     void *const value = ownType(type).construct.load(std::memory_order_relaxed)(where, copy);
@@ -157,7 +156,7 @@ Function original(const char *symbol)
 
 } // namespace
 
-// The framework's own functions, with the handover around them.
+// Qt's own functions, with the handover.
 
 bool QMetaObject::invokeMethodImpl(QObject *object, QtPrivate::QSlotObjectBase *slot,
                                    Qt::ConnectionType type, void *result)
