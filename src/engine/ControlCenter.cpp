@@ -252,7 +252,7 @@ void ControlCenter::slotGetVersion()
     write(query.data(), size_t(query.size()));
 }
 
-/** The engine's own requests have no reply: one that is not taken up leaves a line in the log. */
+/** The engine's own requests have no reply: a refused one writes a line to the log. */
 bool ControlCenter::refusesDuringRun(const char *request) const
 {
     if (runActive())
@@ -348,8 +348,8 @@ void ControlCenter::mergeNetFirmware(QString fpFWM, QString fpBIN, QString newfp
     m_parts->builder.addNet(fpFWM, fpBIN, newfpFWM, newVersion);
 }
 
-/** A run of its own: the uploader reports nothing about a file that it cannot take, and only a
- *  run's guard ends the wait then. */
+/** Counts as a run: the uploader reports nothing about a file that it cannot use, and only the run
+ *  guard ends the wait then. */
 bool ControlCenter::slotWriteMultBoard(uchar mcuType, uchar mcuIndex, QString filename)
 {
     if (refusesDuringRun("write of a single file"))
@@ -390,8 +390,8 @@ void ControlCenter::onRunGuardExpired()
     m_parts->steps.handle(Event::NoSignOfLife);
 }
 
-/** One receiver for each chunk. What comes together with the reply that starts an image is from
- *  before the image's first block, so it is not the uploader's. */
+/** Each chunk has one receiver. Bytes in the same chunk as the reply that starts an image were sent
+ *  before the image's first block, so they are not for the uploader. */
 void ControlCenter::onChunk(const QByteArray &datas)
 {
     CoreUpload &uploader = m_parts->writer.uploader();

@@ -18,9 +18,9 @@ struct EngineParts;
  * The upgrade engine. Lives on a thread of its own; every slot and timer runs there. The few
  * operations that the console calls directly from the main thread are marked so.
  *
- * Everything that it reports goes out through message(): a list of one element is a log line, a
- * longer one starts with its key. This class is the engine's interface; the work is done by its
- * parts, see EngineParts.h.
+ * All reports are sent through message(): a list of one element is a log line, a longer one starts
+ * with its key. This class is the engine's interface; the work is done by its parts, see
+ * EngineParts.h.
  */
 class ControlCenter : public QObject
 {
@@ -34,21 +34,21 @@ public:
 
     // Called from the main thread, too.
 
-    /** There is to be no usable link until the next successful open. */
+    /** Makes the link unusable until the next successful open. */
     void requestDisconnect();
-    /** Decides what is refused and which lists are quiet. The receiver of the engine's messages
-     *  gives the claim back, by the end that runEvents() announces. */
+    /** Decides which requests are refused and which lists are quiet. The receiver of the engine's
+     *  messages releases the claim, at the end that runEvents() announces. */
     engine::RunClaim &runClaim();
     double uploadPercent() const;
     void resetUploadPercent();
     /**
-     * The package's description as it is stored, or an error text. Reports what it finds on
-     * message() and keeps the firmware list, model and version; while a run is claimed it does
-     * nothing but return the text.
+     * The package's description as it is stored, or an error text. Reports the result through
+     * message() and keeps the firmware list, model and version; while a run is claimed it only
+     * returns the text.
      */
     Q_INVOKABLE QString getMergeFWJSON(QString fileName);
 
-    /** True when a network module image has the right MD5. */
+    /** True when the MD5 of a network module image is correct. */
     Q_INVOKABLE bool checkNetFirmware(QString filePath);
 
     /** Checks a package's checksum: 1 missing, 2 unreadable, 3 matches, 4 does not match. A missing
@@ -60,15 +60,15 @@ public:
     void setTypeAndIndex(int line, int index, const QString &value);
 
     Q_INVOKABLE void checkUpgradeFlag();
-    /** The 0x7903 payload for one row; empty, and a line said, when the description has none. */
+    /** The 0x7903 payload for one row; empty, with a message, when the description has none. */
     QByteArray getCommandOfProductInformation(int currentLineIndex);
 
-    /** An upgrade or a single-file write is in flight. For the engine's own thread. */
+    /** An upgrade or a single-file write is in progress. Engine thread only. */
     bool runActive() const;
-    /** Where the run stands, for tests and diagnostics. */
+    /** The current step, for tests and diagnostics. */
     int currentStep() const;
     bool timersIdle() const;
-    /** What those who watch over the agent learn. */
+    /** The events for the operations log and the service manager. */
     const engine::RunEvents *runEvents() const { return m_events; }
 
 signals:
@@ -84,7 +84,7 @@ public slots:
     void send(int wCMD);
     void sendWriteStr(int wCMD, int nDataCnt, QList<int> cExDataStr);
     bool write(char *m_cSendBuftemp, size_t length);
-    /** Sends the extended status frame; from then on the device may send its NET image. */
+    /** Sends the extended status frame; after it the device may send its NET image. */
     void sendAppStatus(int wCMD, quint8 status);
 
     // Response parser

@@ -66,7 +66,7 @@ int EngineParts::rowOf(Step step) const
     return writesInfo ? infoWrite.index() : rows.index();
 }
 
-/** A reply that was awaited for another row; the wait for the current row's goes on untouched. */
+/** A late reply for another row; the wait for the current row's reply continues. */
 bool EngineParts::isLateAnswer(const Reply &reply) const
 {
     const TypeAndIndexTable table = rows.table();

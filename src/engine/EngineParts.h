@@ -22,7 +22,7 @@
 
 namespace engine {
 
-/** Where the engine's reports go. */
+/** The receivers of the engine's reports. */
 struct EngineSinks
 {
     EngineOutput::Sink message;
@@ -30,7 +30,7 @@ struct EngineSinks
     RunProgress::Sink percent;
 };
 
-/** What all other parts report through. */
+/** The parts that all others report through. */
 struct ReportParts
 {
     explicit ReportParts(const EngineSinks &sinks);
@@ -41,10 +41,10 @@ struct ReportParts
     RunProgress progress;
 };
 
-/** What speaks to the device. */
+/** The parts that talk to the device. */
 struct DeviceParts : ReportParts
 {
-    /** `owner` becomes the parent of those that are objects, so that they share its thread. */
+    /** `owner` becomes the parent of each part that is a QObject, so that they share its thread. */
     DeviceParts(const EngineSinks &sinks, const CommandChannel::LateAnswer &isLate,
                 const Platform &platform, const LinkFactory &factory, QObject *owner);
 
@@ -54,7 +54,7 @@ struct DeviceParts : ReportParts
     ImageWriter writer;
 };
 
-/** The parts of the engine, each made after those that it needs. */
+/** The parts of the engine, each constructed after those that it needs. */
 struct EngineParts : DeviceParts
 {
     EngineParts(const EngineSinks &sinks, const Platform &platform, const LinkFactory &factory,

@@ -72,7 +72,7 @@ bool CommandChannel::sendUpdateMode(quint8 chipType, quint8 chipIndex)
                                     QByteArray().append(char(chipType)).append(char(chipIndex))));
 }
 
-/** What did not go out cannot be answered: whatever comes next answers something earlier. */
+/** A frame that was not sent has no reply: the next one answers an earlier frame. */
 bool CommandChannel::transmit(const QByteArray &frame)
 {
     m_guard.keepAlive();
@@ -101,7 +101,7 @@ void CommandChannel::expectText()
     expect(Expect::Text);
 }
 
-/** A half-received reply to an earlier command must never swallow the next one. */
+/** A partly received reply to an earlier command must not swallow the next one. */
 void CommandChannel::expect(Expect what)
 {
     m_expect = what;
@@ -144,7 +144,7 @@ void CommandChannel::receive(const QByteArray &chunk)
     }
 }
 
-/** What follows a reply in the same chunk counts only when that reply led to another command. */
+/** Bytes after a reply in the same chunk count only when that reply led to another command. */
 void CommandChannel::takeBytes(const QByteArray &chunk)
 {
     for (const char byte : chunk) {
@@ -163,8 +163,8 @@ void CommandChannel::takeBytes(const QByteArray &chunk)
     }
 }
 
-/** Replies are paired with the command in flight by its word and, where they echo a chip, by that.
- */
+/** Replies are matched with the command in flight by its word and, where they echo a chip, by the
+ *  chip. */
 void CommandChannel::takeFrame(const QByteArray &frame)
 {
     const Reply reply(frame);
@@ -186,7 +186,7 @@ void CommandChannel::takeFrame(const QByteArray &frame)
         return;
     canRead = false;
     m_guard.keepAlive();
-    // A device that is still starting may refuse at once; its next chance comes with the timer.
+    // A device that is still starting may refuse at once; the timer starts the next try.
     if (word != command::readProductId || result == CommandResult::Answer)
         m_timer.stop();
     emit replied(*result, reply);

@@ -20,8 +20,8 @@ class DeviceLinks;
 class RunGuard;
 
 /**
- * The one command in flight: sends it, puts the bytes of the device together and pairs the reply
- * with it. A command that is not answered within its time-out ends with Silence.
+ * The one command in flight: sends it, assembles the device's bytes and matches the reply with it.
+ * A command without a reply within its time-out ends with Silence.
  */
 class CommandChannel : public QObject
 {
@@ -34,7 +34,7 @@ public:
     CommandChannel(DeviceLinks &links, RunGuard &guard, const LateAnswer &isLate,
                    const Platform &platform, QObject *parent);
 
-    /** Sends a command without a wait for its reply; a link that refuses it is closed. */
+    /** Sends a command without waiting for its reply; a link that refuses it is closed. */
     void send(quint16 word, const QByteArray &data = {});
     /** Sends a command and waits for its reply. */
     void request(quint16 word, const QByteArray &data = {});
@@ -44,16 +44,16 @@ public:
 
     /** Enter F/W Update Mode. A link that refuses it stays open: the sender's timer repeats it. */
     bool sendUpdateMode(quint8 chipType, quint8 chipIndex);
-    /** Sends bytes as they stand over the active link; false when it refuses. */
+    /** Sends bytes unchanged over the active link; false when it refuses. */
     bool transmit(const QByteArray &frame);
-    /** Sends over the serial link; then the device may send its NET image. */
+    /** Sends over the serial link; after it the device may send its NET image. */
     bool sendStatus(quint16 word, quint8 status);
     /** The next bytes of the device are lines of text. */
     void expectText();
 
-    /** Nothing is in flight any more. */
+    /** Forgets the command in flight. */
     void forget();
-    /** A frame that is received in part is given up. */
+    /** Discards a partly received frame. */
     void dropPartialFrame() { m_assembler.reset(); }
     void receive(const QByteArray &chunk);
 
@@ -64,7 +64,7 @@ signals:
     void replied(CommandResult result, const protocol::Reply &reply);
     /** The reply to Enter F/W Update Mode. */
     void updateModeReplied(const protocol::Reply &reply);
-    /** An extended frame that the device has sent by itself. */
+    /** An extended frame that is not a reply. */
     void deviceSent(const protocol::Reply &frame);
     void textReceived(const QString &line);
 

@@ -15,7 +15,7 @@ namespace engine {
 
 namespace {
 
-/** A network link that takes part in the pairing of replies. */
+/** A network link whose frames count when replies are matched. */
 DeviceLink *pairedTelnet(QObject *parent)
 {
     auto *network = new CoreTelnet(parent);
@@ -101,7 +101,7 @@ void DeviceLinks::makeNetwork()
     connect(m_network, &DeviceLink::lost, this, &DeviceLinks::networkDisconnected);
 }
 
-/** Replies are taken from the active link alone. */
+/** Only the active link's replies are used. */
 void DeviceLinks::relay(DeviceLink *link)
 {
     connect(link, &DeviceLink::received, this, [this, link](const QByteArray &chunk) {
@@ -122,7 +122,7 @@ DeviceLinks::Kind DeviceLinks::configured()
     }
 }
 
-/** Makes one link the one that frames go out on and replies are taken from. */
+/** Makes a link the active one: frames are sent on it, and replies are received from it. */
 void DeviceLinks::adopt(Kind kind)
 {
     if (kind == Kind::Serial)
@@ -130,7 +130,7 @@ void DeviceLinks::adopt(Kind kind)
     if (kind == Kind::Network)
         makeNetwork();
     else if (m_network != nullptr)
-        m_network->close(); // one that is still being made would take over in mid-run
+        m_network->close(); // a pending connection would become active during a run
     m_active = kind;
     emit switched(activeLink());
 }

@@ -10,7 +10,7 @@ namespace engine {
 
 class EngineOutput;
 
-/** Makes the engine's device links; tests hand in links of their own. */
+/** Creates the engine's device links; tests pass in their own. */
 struct LinkFactory
 {
     using Make = std::function<links::DeviceLink *(QObject *parent)>;
@@ -21,7 +21,7 @@ struct LinkFactory
     Make network;
 };
 
-/** The two links to the device: which one is active, and how it is opened, closed and switched. */
+/** The two links to the device: opens, closes and switches them, one of them active. */
 class DeviceLinks : public QObject
 {
     Q_OBJECT
@@ -38,7 +38,7 @@ public:
     void connectNetwork(const QString &address, quint16 port);
     /** Closes the active link. */
     void close();
-    /** There is to be no usable link until the next successful open. Any thread may call this. */
+    /** Makes the link unusable until the next successful open. Any thread may call this. */
     void requestDown() { m_down = true; }
 
     Kind active() const { return m_active; }
@@ -54,7 +54,7 @@ public:
 signals:
     /** Bytes of the active link. */
     void received(const QByteArray &chunk);
-    /** This link is active now, maybe the same one once more; null for none. */
+    /** This link is active now, possibly the same one again; null for none. */
     void switched(links::DeviceLink *link);
     void networkConnected();
     void networkDisconnected();

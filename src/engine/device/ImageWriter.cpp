@@ -76,7 +76,7 @@ void ImageWriter::start(quint8 chipType, quint8 chipIndex)
     enterUpdateMode();
 }
 
-/** A frame that cannot be sent is not reported: the timer repeats it. */
+/** A frame that cannot be sent is not reported; the timer repeats it. */
 void ImageWriter::enterUpdateMode()
 {
     if (m_channel.sendUpdateMode(m_image.chipType, m_image.chipIndex))
@@ -135,7 +135,7 @@ void ImageWriter::enterAgain(const char *words, int attempt)
     enterUpdateMode();
 }
 
-/** The whole image starts again from the Enter frame, twice at most. */
+/** Restarts the image from the Enter frame, at most twice. */
 void ImageWriter::repeat()
 {
     m_upload->reset();

@@ -19,8 +19,8 @@ class RunReporter;
 class RunRows;
 
 /**
- * Writes one image into the chip of the current row: update mode, then block after block. Update
- * mode and the image as a whole are each tried three times. Ends with one result.
+ * Writes one image into the chip of the current row: update mode, then the blocks. Update mode and
+ * the whole image are each tried three times. Emits one result at the end.
  */
 class ImageWriter : public QObject
 {
@@ -31,11 +31,11 @@ public:
                 RunReporter &report, const Platform &platform, QObject *parent);
 
     void write(quint8 chipType, quint8 chipIndex, const QByteArray &image);
-    /** The image is the content of a file, read when its chip is in update mode. */
+    /** The image is the content of a file, read once the chip is in update mode. */
     void writeFile(quint8 chipType, quint8 chipIndex, const QString &name);
-    /** What is in flight has failed: the whole image starts again, or is given up. */
+    /** After a failure: restarts the whole image, or gives it up. */
     void repeat();
-    /** Gives up what is in flight without a result. */
+    /** Gives up the current image without a result. */
     void cancel();
 
     CoreUpload &uploader() { return *m_upload; }
@@ -44,7 +44,7 @@ public:
 public slots:
     void takeUpdateModeReply(const protocol::Reply &reply);
     void onUpdateModeTimeOut();
-    /** A verdict of the uploader, or its report that it sends a block once more. */
+    /** A result of the uploader, or its report that it repeats a block. */
     void takeMessage(const QStringList &message);
 
 signals:
@@ -71,7 +71,7 @@ private:
         quint8 chipType = 0;
         quint8 chipIndex = 0;
         QByteArray bytes;
-        /** Empty when `bytes` are the image. */
+        /** Empty when `bytes` holds the image. */
         QString file;
     } m_image;
     int m_updateModeRetries = 0;

@@ -15,11 +15,11 @@ namespace engine {
 
 namespace {
 
-/** What a reply must be to count as the answer to its command. */
+/** When a reply counts as the answer to its command. */
 struct ReplyRule
 {
     quint16 word;
-    /** Smallest length field that holds every byte the answer is read from. */
+    /** Smallest length field of a reply with all bytes that are read. */
     int minLength;
     enum class Form { Ordinary, Extended, Any } form;
 };

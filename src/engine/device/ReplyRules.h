@@ -10,15 +10,15 @@ namespace engine {
 /** What can end the wait for the reply to a command. */
 enum class CommandResult {
     Answer,
-    /** A reply that says no: an extended frame where an ordinary one is due, or a bad status. */
+    /** A refusal: an extended frame instead of an ordinary one, or a bad status. */
     Refusal,
     /** A reply without the bytes that the command needs. */
     ShortAnswer,
-    /** No reply within the time-out. A command that could not be sent ends so, too. */
+    /** No reply within the time-out. Also the result of a command that could not be sent. */
     Silence,
 };
 
-/** What a frame means as the reply to its command; nothing when the command has no such reply. */
+/** The result that a frame means for its command; none when it is not a reply to it. */
 std::optional<CommandResult> classify(const protocol::Reply &reply);
 
 } // namespace engine

@@ -11,8 +11,7 @@
 
 namespace engine {
 
-/** Whether something is in flight, by which claim, and the watchdog of a run that shows no sign of
- *  life. */
+/** The state and claim of the current operation, and the watchdog of a run without progress. */
 class RunGuard : public QObject
 {
     Q_OBJECT
@@ -27,10 +26,10 @@ public:
 
     /** Any thread may use this. */
     RunClaim &claim() { return m_claim; }
-    /** An upgrade or a single-file write is in flight. */
+    /** An upgrade or a single-file write is in progress. */
     bool isActive() const { return m_active; }
 
-    /** A product-information read or write, which is claimed, but not watched. */
+    /** Begins a product-information read or write, which has a claim but no watchdog. */
     void beginUnwatched() { m_run = m_claim.take(); }
     void begin()
     {
@@ -43,7 +42,7 @@ public:
         if (m_active)
             m_timer.start();
     }
-    /** Every claim is announced as ended here, so that none is kept. */
+    /** Announces the end of the claim, so that it is always released. */
     void end()
     {
         m_timer.stop();

@@ -35,7 +35,7 @@ namespace engine {
 
 namespace {
 
-/** The words for a request that is no list of images; empty for one that is. */
+/** The error text for a request that is not a list of images; empty for a valid one. */
 QString requestProblem(const MergeRequest &request, const QString &fileName)
 {
     switch (request.error) {
@@ -52,7 +52,7 @@ QString requestProblem(const MergeRequest &request, const QString &fileName)
     return {};
 }
 
-/** Adds one image; the words for why it could not be added, or nothing. */
+/** Adds one image; returns an error text, or an empty one. */
 QString addImage(PackageWriter &writer, const MergeImage &image, const QString &fileName)
 {
     if (image.error != MergeImage::Error::None)
@@ -74,7 +74,7 @@ QString addImage(PackageWriter &writer, const MergeImage &image, const QString &
                : filled(buildtext::imageUnreadable, image.file);
 }
 
-/** The words for a package that nothing can be merged into; empty for one that takes it. */
+/** The error text for a package that nothing can be merged into; empty for a valid one. */
 QString planProblem(const NetMergePlan &plan)
 {
     using Error = NetMergePlan::Error;

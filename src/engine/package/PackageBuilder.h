@@ -21,12 +21,11 @@ class PackageBuilder
 public:
     explicit PackageBuilder(const EngineOutput &output) : m_output(output) {}
 
-    /** A package from a request. It appears under its name only when it is whole; after any
-     *  failure there is none. */
+    /** Builds a package from a request. The file appears only when it is complete. */
     void build(const QString &fileName, const QString &jsonData);
     void addNet(const QString &packagePath, const QString &netPath, const QString &newPath,
                 const QString &newVersion);
-    /** True when a network module image has the right MD5. Any thread may call this. */
+    /** True when the MD5 of a network module image is correct. Any thread may call this. */
     bool checkNet(const QString &filePath);
 
 private:

@@ -6,13 +6,13 @@
 
 namespace engine {
 
-/** What the check of a package file found. The numbers are part of the engine's interface. */
+/** The result of the check of a package file. The numbers are part of the engine's interface. */
 enum class PackageCheck { NotChecked = 0, Missing = 1, Unreadable = 2, Right = 3, Wrong = 4 };
 
-/** A package's path; a name may have the scheme "file:///" in front. */
+/** A package's path; the scheme "file:///" is removed. */
 QString packagePath(const QString &fileName);
 
-/** NotChecked when the file is open now, Missing or Unreadable otherwise. */
+/** Opens the file: NotChecked on success, Missing or Unreadable otherwise. */
 PackageCheck openPackage(bytes::FileSource &file, const QString &path);
 
 /** Right or Wrong. Logs both checksums. */
@@ -24,7 +24,7 @@ void warnOfReadError(int error);
 /** Why a run cannot use a package with this check; null when it can. */
 const char *checkProblem(PackageCheck check);
 
-/** The words for a package whose form or version a run does not take; null when it does. */
+/** The error text for a package whose form or version a run does not accept; null if it does. */
 const char *versionProblem(bytes::ByteSource &package);
 
 } // namespace engine

@@ -80,7 +80,7 @@ QString PackageShelf::load(FileSource &file, PackageCheck check, Use use)
 {
     if (use != Use::TextOnly)
         keep({});
-    // A package without a checksum cannot have a right one; it is known by its first bytes.
+    // A package without a checksum never matches; its first bytes identify it.
     const bool bare = check == PackageCheck::Wrong && isBareForm(file.read(0, package::magicSize));
     const char *const problem = bare ? nullptr : checkProblem(check);
     if (problem != nullptr) {

@@ -35,14 +35,14 @@ public:
     /** Checks a package that is to be listed. */
     PackageCheck check(const QString &fileName);
     /**
-     * The description as it is stored, or an error text. Reports what it finds and keeps it;
-     * a quiet list does nothing but return the text.
+     * The description as it is stored, or an error text. Reports the result and keeps it; a quiet
+     * list only returns the text.
      */
     QString list(const QString &fileName, bool quiet);
-    /** Keeps what a run plans with, without a message. */
+    /** Keeps what a run needs, without a message. */
     void keepForRun(bytes::ByteSource &package);
 
-    /** What is kept, all of it of the same package. */
+    /** The kept values, all of the same package. */
     struct Contents
     {
         QStringList firmwareList;

@@ -9,22 +9,21 @@
 namespace engine {
 
 /**
- * The one open file of a run. It is opened and checked once, and everything that the run reads
- * comes from that file, whatever has its name meanwhile. A change within the file is found when
- * the changed bytes are read: then nothing more can be read, and fault() says why.
+ * The open package of a run. It is opened and checked once, and the run reads only from that file,
+ * even if it is renamed or replaced meanwhile. A change of its content is detected when the changed
+ * bytes are read: every read fails from then on, and fault() says why.
  */
 class RunPackage
 {
 public:
     using Fault = bytes::VerifiedSource::Fault;
 
-    /** Closes what was open before. A package that could not be read to its end is Wrong, and has
-     *  a fault. */
+    /** Closes the previous package. A package that could not be read to its end is Wrong, and has a
+     *  fault. */
     PackageCheck open(const QString &path);
     void close();
 
-    /** The package as it was checked; without an open one it has no bytes. Valid until the next
-     *  open() or close(). */
+    /** The checked package; empty when none is open. Valid until the next open() or close(). */
     bytes::ByteSource &source();
     Fault fault() const;
     bool isFaulty() const { return fault() != Fault::None; }

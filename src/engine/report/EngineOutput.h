@@ -12,8 +12,8 @@
 namespace engine {
 
 /**
- * Where the messages of the engine leave it. A list of one element is a log line, a longer one
- * starts with its key. The console's thread may use it, too.
+ * Sends the messages of the engine. A list of one element is a log line, a longer one starts with
+ * its key. May also be used from the console's thread.
  */
 class EngineOutput
 {
@@ -24,7 +24,7 @@ public:
 
     void list(const QStringList &list) const { m_sink(list); }
     void say(const QString &line) const { m_sink({line}); }
-    /** A list of the command chain: a product-information read puts its key in front. */
+    /** A message of a command sequence: a product-information read prepends its key. */
     void inChain(QStringList list) const
     {
         if (m_reading)

@@ -5,7 +5,7 @@
 #include "protocol/WireText.h"
 
 /** The engine's texts. They are part of the interface to console clients and keep their spelling,
- *  odd as some of it is. */
+ *  errors included. */
 namespace engine::text {
 
 #define WIRE_TEXTS "engine/report/EngineTexts.def"

@@ -6,21 +6,21 @@
 
 namespace engine {
 
-/** The MCU that a run works on, as its row tells it: texts that a client has sent. */
+/** The MCU that a run works on, from its row: texts that a client has sent. */
 struct RunMcu
 {
     QString name;
     QString chipType;
     QString chipIndex;
-    /** The version that it runs; empty while nobody knows. */
+    /** The running version; empty while it is unknown. */
     QString runs;
     /** The package's version for it; empty when there is none. */
     QString offered;
 };
 
 /**
- * What those who watch over the agent learn of a run: the log of operations and the service
- * manager. Console clients are told with messages of their own.
+ * An event of a run for the operations log and the service manager. Console clients get messages
+ * instead.
  */
 struct RunEvent
 {
@@ -34,15 +34,15 @@ struct RunEvent
         Writing,
         /** `percent` has changed. */
         Progress,
-        /** Something is tried once more, for the `attempt`th time; `text` says what. */
+        /** Try number `attempt` of something begins; `text` says what. */
         Retried,
         /** Something was given up; `text` says what. */
         GivenUp,
-        /** The image is written or, without `success`, given up. */
+        /** The image was written or, without `success`, given up. */
         Written,
         /** The whole device restarts. */
         Restarting,
-        /** Commands install the network module's firmware; the thread stands for so long. */
+        /** Commands install the network module's firmware; they block the thread. */
         Installing,
         Installed,
         /** `status` as in the engine's messages, 0 when there is none. */

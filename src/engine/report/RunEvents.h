@@ -9,8 +9,8 @@
 
 namespace engine {
 
-/** Where the events of runs come out. An object of its own, so that the engine's interface to the
- *  console stays what it is. */
+/** Emits the events of runs. A separate object keeps them out of the engine's interface to the
+ *  console. */
 class RunEvents : public QObject
 {
     Q_OBJECT
@@ -18,8 +18,8 @@ class RunEvents : public QObject
 public:
     using QObject::QObject;
 
-    /** Announces the end of the run with this claim: ending() at once, over() when the event loop
-     *  turns, which is after everything that the caller still reports. */
+    /** Announces the end of the run with this claim: ending() at once, over() from the event loop,
+     *  after everything that the caller still reports. */
     void end(RunClaim::Number run)
     {
         emit ending(run);
@@ -32,7 +32,7 @@ signals:
     void reported(const engine::RunEvent &event);
     /** The run has ended. Its status, if it has one, is the next APPSTATUS message. */
     void ending(qint64 run);
-    /** Nothing more comes from the run that ended; comes for each ending(). */
+    /** The last event of a run, after each ending(). */
     void over(qint64 run);
 };
 

@@ -11,24 +11,26 @@ class RunReporter;
 class RunRows;
 
 /**
- * The progress of the whole run, made from that of the row that it is at. Progress of 0 starts the
- * erasing of a chip, and the first above it ends that; each is reported once for an image.
+ * The progress of the whole run, computed from that of the current row. Progress 0 means that
+ * erasing has begun, and the first progress above it that erasing has ended; each is reported once
+ * per image.
  */
 class RunProgress
 {
 public:
     using Sink = std::function<void(double percent)>;
 
-    /** Only `report` belongs to the engine's thread; a list that fails may call on another one. */
+    /** `report` is used in the engine's thread only; a failing list may call from another
+     *  thread. */
     RunProgress(const RunRows &rows, const EngineOutput &output, RunReporter &report, Sink sink);
 
     /** `percent` of the current row's image. */
     void show(double percent);
-    /** The same from a thread that must not touch the reporter. */
+    /** As show(), from a thread that must not use the reporter. */
     void showOnly(double percent);
-    /** The next image is erased again. */
+    /** The next image reports erasing again. */
     void restart() { m_erasingShown = false; }
-    /** A percentage as it stands. */
+    /** Reports a percentage unchanged. */
     void set(double percent) const { m_sink(percent); }
 
 private:

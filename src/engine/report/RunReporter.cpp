@@ -17,8 +17,8 @@ RunEvent about(RunEvent::Kind kind, const RunMcu &mcu = {})
 
 } // namespace
 
-/** Each event bears the percentage and the counts up to it. */
-void RunReporter::tell(RunEvent event)
+/** Adds the current percentage and counts to the event. */
+void RunReporter::send(RunEvent event)
 {
     event.percent = m_state.percent;
     event.written = m_state.written;
@@ -34,7 +34,7 @@ void RunReporter::begin()
     m_writing = false;
     m_state = RunEvent();
     m_runTime.start();
-    tell(about(RunEvent::Kind::Begun));
+    send(about(RunEvent::Kind::Begun));
 }
 
 void RunReporter::reading(const RunMcu &mcu)
@@ -43,7 +43,7 @@ void RunReporter::reading(const RunMcu &mcu)
         return;
     m_state.kind = RunEvent::Kind::Reading;
     m_state.mcu = mcu;
-    tell(about(RunEvent::Kind::Reading, mcu));
+    send(about(RunEvent::Kind::Reading, mcu));
 }
 
 void RunReporter::skip(const RunMcu &mcu, const QString &why)
@@ -53,7 +53,7 @@ void RunReporter::skip(const RunMcu &mcu, const QString &why)
     ++m_state.skipped;
     RunEvent event = about(RunEvent::Kind::Skipped, mcu);
     event.text = why;
-    tell(event);
+    send(event);
 }
 
 void RunReporter::write(const RunMcu &mcu, int bytes)
@@ -67,7 +67,7 @@ void RunReporter::write(const RunMcu &mcu, int bytes)
     m_imageTime.start();
     RunEvent event = about(RunEvent::Kind::Writing, mcu);
     event.bytes = bytes;
-    tell(event);
+    send(event);
 }
 
 void RunReporter::progress(double percent)
@@ -76,20 +76,20 @@ void RunReporter::progress(double percent)
     if (!m_open || whole == m_state.percent)
         return;
     m_state.percent = whole;
-    tell(about(RunEvent::Kind::Progress));
+    send(about(RunEvent::Kind::Progress));
 }
 
 void RunReporter::retry(const QString &name, int attempt, const QString &what)
 {
-    tellTrouble(RunEvent::Kind::Retried, name, what, attempt);
+    sendFailure(RunEvent::Kind::Retried, name, what, attempt);
 }
 
 void RunReporter::giveUp(const QString &name, const QString &what)
 {
-    tellTrouble(RunEvent::Kind::GivenUp, name, what, 0);
+    sendFailure(RunEvent::Kind::GivenUp, name, what, 0);
 }
 
-void RunReporter::tellTrouble(RunEvent::Kind kind, const QString &name, const QString &what,
+void RunReporter::sendFailure(RunEvent::Kind kind, const QString &name, const QString &what,
                               int attempt)
 {
     if (!m_open)
@@ -98,7 +98,7 @@ void RunReporter::tellTrouble(RunEvent::Kind kind, const QString &name, const QS
     event.mcu.name = name;
     event.attempt = attempt;
     event.text = what;
-    tell(event);
+    send(event);
 }
 
 void RunReporter::written(bool success)
@@ -110,7 +110,7 @@ void RunReporter::written(bool success)
     event.success = success;
     event.bytes = m_state.bytes;
     event.milliseconds = m_imageTime.elapsed();
-    tell(event);
+    send(event);
 }
 
 void RunReporter::restarting()
@@ -118,7 +118,7 @@ void RunReporter::restarting()
     if (!m_open || m_state.kind == RunEvent::Kind::Restarting)
         return;
     m_state.kind = RunEvent::Kind::Restarting;
-    tell(about(RunEvent::Kind::Restarting));
+    send(about(RunEvent::Kind::Restarting));
 }
 
 void RunReporter::installing(const QString &version)
@@ -127,7 +127,7 @@ void RunReporter::installing(const QString &version)
     RunEvent event = about(RunEvent::Kind::Installing);
     event.mcu.offered = version;
     m_installVersion = version;
-    tell(event);
+    send(event);
 }
 
 void RunReporter::installed(bool success)
@@ -136,9 +136,9 @@ void RunReporter::installed(bool success)
     event.mcu.offered = m_installVersion;
     event.success = success;
     event.milliseconds = m_installTime.elapsed();
-    if (m_open && !m_writing) // an image that comes without a row
+    if (m_open && !m_writing) // an image without a row
         ++(success ? m_state.written : m_state.failed);
-    tell(event);
+    send(event);
 }
 
 void RunReporter::end(bool success, int status)
@@ -149,7 +149,7 @@ void RunReporter::end(bool success, int status)
     event.success = success;
     event.status = status;
     event.milliseconds = m_runTime.elapsed();
-    tell(event);
+    send(event);
 }
 
 } // namespace engine

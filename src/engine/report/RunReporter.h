@@ -10,8 +10,8 @@
 namespace engine {
 
 /**
- * Tells the events of one run after the other, and keeps what they need: times, counts, and what
- * was told last. Outside of a run only installs are told, since a device may begin one by itself.
+ * Emits the events of a run and keeps what they need: times, counts and the last values. Outside of
+ * a run only installs are reported, since a device may start one.
  */
 class RunReporter
 {
@@ -21,11 +21,11 @@ public:
     explicit RunReporter(Sink sink) : m_sink(std::move(sink)) {}
 
     void begin();
-    /** Told once for each MCU in a row. */
+    /** Emitted once for consecutive calls with the same MCU. */
     void reading(const RunMcu &mcu);
     void skip(const RunMcu &mcu, const QString &why);
     void write(const RunMcu &mcu, int bytes);
-    /** Percent of the whole run; told when the whole number is another one. */
+    /** Percent of the whole run; emitted when the integer part changes. */
     void progress(double percent);
     void retry(const QString &name, int attempt, const QString &what);
     void giveUp(const QString &name, const QString &what);
@@ -33,12 +33,12 @@ public:
     void restarting();
     void installing(const QString &version);
     void installed(bool success);
-    /** The first end of a run counts; a further one tells nothing. */
+    /** Only the first end of a run is emitted. */
     void end(bool success, int status = 0);
 
 private:
-    void tell(RunEvent event);
-    void tellTrouble(RunEvent::Kind kind, const QString &name, const QString &what, int attempt);
+    void send(RunEvent event);
+    void sendFailure(RunEvent::Kind kind, const QString &name, const QString &what, int attempt);
 
     Sink m_sink;
     bool m_open = false;

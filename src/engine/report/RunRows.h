@@ -11,8 +11,8 @@
 namespace engine {
 
 /**
- * The rows that a run works on, and the one that it is at. The engine writes them; the console's
- * thread may read them and, when a package cannot be listed, marks them.
+ * The rows that a run works on, and the current one. The engine writes them; the console's thread
+ * may read them, and marks them when a package cannot be listed.
  */
 class RunRows
 {
@@ -23,7 +23,7 @@ public:
     void replace(const QStringList &rows);
     void append(const QStringList &rows);
     QStringList all() const { return read(&planning::TypeAndIndexTable::rows); }
-    /** A copy that shares the rows until one of both is changed. */
+    /** A copy; it shares the rows until one of the two changes. */
     planning::TypeAndIndexTable table() const;
     int count() const { return read(&planning::TypeAndIndexTable::count); }
 
@@ -43,7 +43,7 @@ public:
         return readCurrent(&planning::TypeAndIndexTable::number, field);
     }
     void setCurrent(int field, const QString &value);
-    /** The current row for those who watch over the agent, with an entry of the firmware list. */
+    /** The current row, with an entry of the firmware list, for the events of runs. */
     RunMcu currentMcu(const QString &offeredEntry = {}) const;
 
     /** A field of a row; an empty text outside the table. */
@@ -53,7 +53,7 @@ public:
     }
     void setValue(int line, int field, const QString &value);
     void setAllFailed();
-    /** Percent of the whole run, of which the current row has done `percent`. */
+    /** Percent of the whole run when the current row is at `percent`. */
     double overall(double percent) const;
 
 private:

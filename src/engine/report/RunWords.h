@@ -3,7 +3,7 @@
 
 #include "protocol/WireText.h"
 
-/** Words for those who watch over the agent. Console clients never get them. */
+/** Texts for the operations log and the service manager, not for console clients. */
 namespace engine::runWord {
 
 #define WIRE_TEXTS "engine/report/RunWords.def"

@@ -22,7 +22,7 @@ void InfoRead::begin()
     m_rows.reset({QStringLiteral("MAIN,0,0") + QLatin1String(field::nothingKnown)});
 }
 
-/** Only a read takes the other MCUs up as rows: an upgrade works on what its client asked for. */
+/** Only a read adds the other MCUs as rows: an upgrade works on the rows of its request. */
 void InfoRead::takeMainRecord(const ProductRecord &record)
 {
     const QStringList lines = productReport::recordLines(record);

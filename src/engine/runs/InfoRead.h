@@ -12,7 +12,7 @@ namespace engine {
 class EngineOutput;
 class RunRows;
 
-/** A product-information read: the report that it collects, and the rows that it finds. */
+/** A product-information read: its report, and the rows that it finds. */
 class InfoRead
 {
 public:

@@ -22,10 +22,10 @@ namespace engine {
 
 namespace {
 
-/** A row that is to be written needs everything up to its speciality. */
+/** A row to write needs all fields up to its speciality. */
 constexpr int fieldsToWrite = field::speciality + 1;
 
-/** A description may come along with the rows; its first character shows it. */
+/** A description may be sent with the rows; its first character identifies it. */
 QString takeDescription(QStringList &rows)
 {
     for (int i = 0; i < rows.size(); ++i) {

@@ -18,22 +18,22 @@ class RunRows;
 class InfoWrite
 {
 public:
-    /** `send` writes a 0x7903 payload; `storedDescription` is used where none comes along. */
+    /** `send` writes a 0x7903 payload; `storedDescription` is used when none is sent with the
+     *  rows. */
     InfoWrite(RunRows &rows, const EngineOutput &output,
               std::function<void(const QByteArray &payload)> send,
               std::function<QString()> storedDescription);
 
-    /** The rows to write; a description may come along with them. */
+    /** The rows to write; a description may be sent with them. */
     void setRows(const QStringList &rows) { m_given = rows; }
     std::optional<Event> start();
-    /** Sends the record of the row that it is at, passing over rows that have none. */
+    /** Sends the record of the current row, skipping rows without one. */
     std::optional<Event> writeCurrent();
-    /** The row that it is at is done with. */
+    /** Ends the current row. */
     void endCurrent(bool written);
 
-    /** The row that it is at. */
     int index() const { return m_productInfoIndex; }
-    /** The 0x7903 payload of a row; empty, and a line said, when the description has none. */
+    /** The 0x7903 payload of a row; empty, with a message, when the description has none. */
     QByteArray payloadOf(int line) const;
 
 private:

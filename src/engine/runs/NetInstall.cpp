@@ -108,7 +108,7 @@ bool NetInstall::createArchive()
     return false;
 }
 
-/** The device gets the outcome, and after a success the module reboots. */
+/** Sends the result to the device, and reboots the module after a success. */
 void NetInstall::installReceived()
 {
     m_archive->close();

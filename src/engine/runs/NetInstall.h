@@ -27,8 +27,8 @@ class RunProgress;
 class RunReporter;
 struct RunOutcome;
 
-/** The network module's own firmware: out of a package, or sent by the device block by block in
- *  extended frames. */
+/** Installs the network module's own firmware, from a package or sent by the device block by block
+ *  in extended frames. */
 class NetInstall
 {
 public:
@@ -45,11 +45,11 @@ public:
 
     NetInstall(const Parts &parts, const Platform &platform);
 
-    /** Blocks this thread until the last command has ended; the run goes on afterwards. */
+    /** Blocks this thread until the last command has ended; the run continues afterwards. */
     bool installFromPackage(bytes::ByteSource &image);
     /** Sends the extended status frame. A frame that cannot be sent ends the run. */
     void sendStatus(quint16 word, quint8 status);
-    /** Nothing is paired here: the device is the one that asks, and each frame is answered. */
+    /** Takes a frame of the device's transfer and answers it. */
     void takeFrame(const protocol::Reply &frame);
 
 private:

@@ -8,12 +8,12 @@
 namespace engine {
 
 /**
- * The one answer to "is the agent busy with a run": held from the moment a run is asked for until
- * the console has delivered its end. Any thread may ask; the thread that accepts a request takes
- * the claim, and the thread that delivers the end gives it back.
+ * Whether the agent is busy with a run: the claim is held from the request of a run until the
+ * console has delivered its end. Any thread may ask; the thread that accepts a request takes the
+ * claim, and the thread that delivers the end releases it.
  *
- * Each claim has a number of its own, so that the late end of an earlier run never gives back the
- * claim of the next one.
+ * Each claim has its own number, so that the late end of an earlier run never releases the claim of
+ * the next one.
  */
 class RunClaim
 {
@@ -24,7 +24,7 @@ public:
 
     bool isHeld() const { return m_state > 0; }
 
-    /** Takes the claim, also from an earlier holder, without a moment in which it is free. */
+    /** Takes the claim, also from an earlier holder, in one atomic operation. */
     Number take()
     {
         Number before = m_state;
@@ -35,7 +35,7 @@ public:
         return mine;
     }
 
-    /** Gives the claim back; nothing happens when it was given back before, or taken again. */
+    /** Releases the claim; does nothing when it was released before, or taken again. */
     void release(Number number)
     {
         if (number != none)
@@ -43,7 +43,7 @@ public:
     }
 
 private:
-    /** The last claim's number, negative when it has been given back. */
+    /** The last claim's number, negative when it was released. */
     std::atomic<Number> m_state{none};
 };
 

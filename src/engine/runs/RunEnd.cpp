@@ -33,7 +33,7 @@ void sayResult(const EngineOutput &output, const RunRows &rows, const char *resu
 
 } // namespace
 
-/** The run has ended before its last words go out: a listener may start the next one. */
+/** The run ends before its last message is sent: a listener may start the next one. */
 void RunEnd::finish(const RunOutcome &outcome)
 {
     const bool reading = m_parts.output.isReading();

@@ -29,7 +29,7 @@ struct RunOutcome
     /** Of the current row. */
     std::optional<double> progress;
     Rows rows = Rows::Untouched;
-    /** The progress of the whole run is set back to 0. */
+    /** The progress of the whole run is reset to 0. */
     bool resetsProgress = false;
 
     static RunOutcome silent() { return {}; }
@@ -41,8 +41,8 @@ struct RunOutcome
     {
         return {status, false, progress, Rows::AllFailed, false};
     }
-    /** The device has sent an image of the module itself. The status is that of a failure in both
-     *  cases: the module reboots either way. */
+    /** The device has sent an image of the module itself. The status is always that of a failure:
+     *  the module reboots in both cases. */
     static RunOutcome deviceSentImage(bool success, double progress)
     {
         return {protocol::appStatus::statusFrameFailed, success, progress,
@@ -50,7 +50,7 @@ struct RunOutcome
     }
 };
 
-/** The one way out of a run: nothing is in flight afterwards, and nothing fires. */
+/** Ends a run: afterwards no command is in flight and no timer runs. */
 class RunEnd
 {
 public:
@@ -70,7 +70,7 @@ public:
     explicit RunEnd(const Parts &parts) : m_parts(parts) {}
 
     void finish(const RunOutcome &outcome);
-    /** Of a run, or of writes that are none. */
+    /** Ends product-information writes, whether they are part of a run or not. */
     void finishInfoWrites();
 
 private:
@@ -80,7 +80,7 @@ private:
     Parts m_parts;
 };
 
-/** What a console client gets when a package cannot be read: the end of a run that never was. */
+/** Sends a console client the end of a failed run when a package cannot be read. */
 void reportUnreadablePackage(RunRows &rows, const EngineOutput &output, RunProgress &progress);
 
 } // namespace engine

@@ -87,14 +87,14 @@ std::optional<Event> UpgradeRun::start(const QString &fileName, const QStringLis
     qCDebug(logEngine) << "TypeAndInex:" << m_parts.rows.count();
     if (package.isFaulty() || !isUsable(check) || package.isFaulty())
         return Event::PackageUnusable;
-    // The plan needs this package's list and model, whatever was listed before.
+    // The plan uses this package's list and model, not those of the last list.
     m_parts.shelf.keepForRun(package.source());
     if (package.isFaulty())
         return Event::PackageUnusable;
     return firstEvent();
 }
 
-/** Whether a run may go on after its package's check. */
+/** Whether a run may continue after its package's check. */
 bool UpgradeRun::isUsable(PackageCheck check)
 {
     const char *problem = checkProblem(check);
@@ -134,7 +134,7 @@ Event UpgradeRun::choose()
     const RunRows &rows = m_parts.rows;
     if (!rows.hasCurrent())
         return Event::NoMoreItems;
-    // The main MCU had its turn, whatever came of it.
+    // The main MCU was handled, with or without success.
     if (!m_mainIsFirst && rows.index() == m_mainFirstRow)
         return itemDone();
     return decide();
@@ -291,7 +291,7 @@ void UpgradeRun::skip(const char *why)
     m_parts.report.skip(m_parts.rows.currentMcu(m_entry), QString::fromLatin1(why));
 }
 
-/** The item counts as failed and the run goes on with the next one. */
+/** Marks the item as failed; the run continues with the next one. */
 Event UpgradeRun::skipFailed()
 {
     endRow(result::failed, result::failed);

@@ -30,7 +30,7 @@ class RunProgress;
 class RunReporter;
 class RunRows;
 
-/** What an upgrade run decides: what is due for each row, and what becomes of its image. */
+/** The decisions of an upgrade run: the action for each row, and the result of its image. */
 class UpgradeRun
 {
 public:
@@ -43,7 +43,7 @@ public:
         const EngineOutput &output;
         RunReporter &report;
         RunProgress &progress;
-        /** Writes an image into a chip; the result comes as takeImageResult(). */
+        /** Writes an image into a chip; the result is passed to takeImageResult(). */
         std::function<void(quint8 chipType, quint8 chipIndex, const QByteArray &image)> write;
         /** Installs an image of the module itself; returns whether that succeeded. */
         std::function<bool(bytes::ByteSource &image)> install;
@@ -51,35 +51,35 @@ public:
 
     UpgradeRun(const Parts &parts, const Platform &platform);
 
-    /** Forgets the run before. */
+    /** Resets the state of the previous run. */
     void begin(int mode);
-    /** The same for a single file, which has no mode. */
+    /** As begin(), for a single file, which has no mode. */
     void beginFile();
-    /** The engine's operation kind, of a product-information read, too. */
+    /** The engine's operation kind, which may also be a product-information read. */
     void setMode(int mode) { m_mode = mode; }
-    /** Checks the package and takes the rows up; nothing when the package stops the run. */
+    /** Checks the package and stores the rows; none when the package ends the run. */
     std::optional<Event> start(const QString &fileName, const QStringList &rows);
 
-    /** Decides for the current row alone. */
+    /** Decides for the current row. */
     Event choose();
     /** Sends or installs the image of the current row. */
     std::optional<Event> sendImage();
-    /** Says why the package cannot be read any more, if so. */
+    /** Reports why the package cannot be read any more, if it cannot. */
     void reportPackageFault();
     /** Takes the writer's result for the current row. */
     Event takeImageResult(bool written);
     void pauseAfterImage() const;
 
-    // The main MCU in its bootcode has its turn before all others, once in a run: one that stays
-    // in its bootcode would be written again and again.
+    // A main MCU in its bootcode is written before all others, once in a run: one that stays in its
+    // bootcode would be written without end.
     bool mayWriteMainFirst() const { return m_mainFirstRow < 0; }
     void beginMainFirst();
-    /** The item of the current row is done with: ItemDone, or MainFirstDone when the main MCU had
-     *  its turn before the others, whose rows are still unread. */
+    /** Ends the item of the current row: ItemDone, or MainFirstDone when the main MCU was written
+     *  before the others, whose rows are still unread. */
     Event itemDone();
 
     bool hasWritten() const { return m_imageWritten; }
-    /** Whether the progress is set back to 0 when the run succeeds. */
+    /** Whether the progress is reset to 0 when the run succeeds. */
     bool resetsProgress() const
     {
         return m_mode == planning::upgradeMode::newerOnly ||
@@ -95,17 +95,17 @@ private:
     Event installImage(const package::ImageRecord &record);
     void skip(const char *why);
     Event skipFailed();
-    /** The result of the current row, as it is kept and as it is reported. */
+    /** Stores and reports the result of the current row. */
     void endRow(const char *stored, const char *reported);
 
     Parts m_parts;
     const Platform m_platform;
     int m_mode = planning::upgradeMode::imagesOnly;
     package::MatchMask m_mask;
-    /** The entry of the firmware list that decided for the current row. */
+    /** The entry of the firmware list chosen for the current row. */
     QString m_entry;
     bool m_mainIsFirst = false;
-    /** The row that had its turn before all others; -1 when none had. */
+    /** The row that was written before all others; -1 for none. */
     int m_mainFirstRow = -1;
     bool m_imageWritten = false;
 };

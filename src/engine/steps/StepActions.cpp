@@ -39,7 +39,7 @@ namespace engine {
 
 namespace {
 
-// Result bytes after the two that echo chip type and index.
+// The result bytes follow the two that echo chip type and index.
 constexpr int first = mcu::resultOffset;
 constexpr int second = mcu::resultOffset + 1;
 constexpr int third = mcu::resultOffset + 2;
@@ -63,7 +63,7 @@ void requestOfChip(const StepContext &context, quint16 word)
     context.channel.request(word, chip);
 }
 
-/** Says a line about the current row, and that it is why something was given up. */
+/** Reports a line about the current row as the reason why something was given up. */
 void giveUp(const StepContext &context, const char *words)
 {
     const QString name = context.rows.currentName();
@@ -86,7 +86,7 @@ Result readVirtualVersion(StepContext &context, const Reply & /*reply*/)
     return {};
 }
 
-/** The virtual version only informs: the read goes on without it. */
+/** The virtual version is not essential: the read continues without it. */
 Result giveUpVirtualVersion(StepContext & /*context*/, const Reply & /*reply*/)
 {
     return Event::VersionGivenUp;
@@ -122,7 +122,7 @@ Result readNextBootcode(StepContext &context, const Reply &reply)
     return readBootcode(context, reply);
 }
 
-/** FPGAs have no bootcode, so the walk goes past them to the next row that has. */
+/** FPGAs have no bootcode, so their rows are skipped. */
 Result readBootcode(StepContext &context, const Reply & /*reply*/)
 {
     RunRows &rows = context.rows;
@@ -290,7 +290,7 @@ Result sendImage(StepContext &context, const Reply & /*reply*/)
     return context.upgrade.sendImage();
 }
 
-/** Whatever a run waits for, it ends: an image without a verdict counts as one that failed. */
+/** An image without a result counts as failed, so that the wait always ends. */
 Result repeatImage(StepContext &context, const Reply & /*reply*/)
 {
     context.writer.repeat();

@@ -16,7 +16,7 @@ class RunReporter;
 class RunRows;
 class UpgradeRun;
 
-/** The parts of the engine that the actions work on. */
+/** The parts of the engine that the actions use. */
 struct StepContext
 {
     RunRows &rows;
@@ -31,7 +31,8 @@ struct StepContext
     RunEnd &end;
 };
 
-/** What the lines of the table do. None of them knows a step: each returns what it found out. */
+/** The actions of the table. They do not depend on the step: each returns the event that
+ *  follows. */
 namespace action {
 
 using Result = std::optional<Event>;

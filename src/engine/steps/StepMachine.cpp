@@ -11,7 +11,7 @@ namespace engine {
 
 namespace {
 
-bool isTrouble(const Transition &line)
+bool isFailure(const Transition &line)
 {
     return line.kind == Transition::Kind::Retry || line.kind == Transition::Kind::GivenUp;
 }
@@ -45,17 +45,17 @@ std::optional<Event> StepMachine::take(const Transition &line, const Reply &repl
         ++m_attempt;
     QString text = QString::fromLatin1(line.text);
     const bool namesRow = text.contains(QLatin1String("%1"));
-    const QString name = namesRow || isTrouble(line) ? m_parts.rowName(line.step) : QString();
+    const QString name = namesRow || isFailure(line) ? m_parts.rowName(line.step) : QString();
     if (namesRow)
         text = text.arg(name);
     m_step = line.next;
     if (!text.isEmpty())
         m_parts.output.inChain(text);
-    reportTrouble(line, name, text);
+    reportFailure(line, name, text);
     return m_parts.run(line.action, reply);
 }
 
-void StepMachine::reportTrouble(const Transition &line, const QString &name, const QString &text)
+void StepMachine::reportFailure(const Transition &line, const QString &name, const QString &text)
 {
     if (line.kind == Transition::Kind::Retry)
         m_parts.report.retry(name, line.retry, text);

@@ -22,9 +22,9 @@ public:
     {
         const EngineOutput &output;
         RunReporter &report;
-        /** The name of the row that a step works on. */
+        /** The name of a step's row. */
         std::function<QString(Step step)> rowName;
-        /** Runs an action; the event that it found, or nothing. */
+        /** Runs an action; returns the event that follows, or none. */
         std::function<std::optional<Event>(Action action, const protocol::Reply &reply)> run;
     };
 
@@ -32,14 +32,14 @@ public:
 
     Step step() const { return m_step; }
 
-    /** Takes the line for an event, and those for what its action finds out. */
+    /** Handles an event, and those that its action returns. */
     void handle(Event event, const protocol::Reply &reply = protocol::Reply(QByteArray()));
-    /** Runs an action that is asked for from outside of the table, and what follows from it. */
+    /** Runs an action that is not started by the table, and handles what follows. */
     void perform(Action action);
 
 private:
     std::optional<Event> take(const Transition &line, const protocol::Reply &reply);
-    void reportTrouble(const Transition &line, const QString &name, const QString &text);
+    void reportFailure(const Transition &line, const QString &name, const QString &text);
 
     Parts m_parts;
     Step m_step = Step::Idle;

@@ -18,7 +18,7 @@ using Kind = Transition::Kind;
 
 const Events noAnswer = {Event::Refusal, Event::ShortAnswer, Event::Silence};
 const Events refusal = {Event::Refusal, Event::ShortAnswer};
-/** Where a short answer has a line of its own. */
+/** For steps with a separate line for a short answer. */
 const Events refused = {Event::Refusal, Event::Silence};
 const Events anyReply = {Event::Answer, Event::Refusal, Event::ShortAnswer};
 constexpr int any = Transition::anyTry;
@@ -74,7 +74,7 @@ void addRestart(Lines &lines, Step step, const char *lostText, Step lost)
 {
     constexpr const char *texts[] = {text::readProductId, text::productIdRetry1,
                                      text::productIdRetry2};
-    // A refusal is the word of a device that is still starting.
+    // A device that is still starting may refuse.
     add(lines, step, refusal, "", step, action::wait);
     for (int i = 0; i < 3; ++i) {
         add(lines, step, {Event::Silence}, texts[i], step, action::pollProductId,
@@ -83,7 +83,7 @@ void addRestart(Lines &lines, Step step, const char *lostText, Step lost)
     add(lines, step, {Event::Silence}, lostText, lost, action::failLost, Kind::GivenUp, 3);
 }
 
-/** What any step takes. */
+/** The events that every step accepts. */
 void addForAllSteps(Lines &lines)
 {
     const struct
@@ -111,7 +111,7 @@ void addForAllSteps(Lines &lines)
     }
 }
 
-// One line for each event of a step; the columns are worth more than the line length here.
+// One line for each event of a step; columns are more readable than short lines here.
 // clang-format off
 void addReads(Lines &lines)
 {
@@ -194,7 +194,7 @@ void addImages(Lines &lines)
 
 void addEnd(Lines &lines)
 {
-    // The device reboots with everything it got. Any reply accepts the reboot.
+    // The device reboots with its new images. Any reply accepts the reboot.
     for (const Step step : {Step::Reboot, Step::RebootRetry1, Step::RebootRetry2})
         add(lines, step, anyReply, text::rebootStarted, Step::SystemRestarts, action::awaitRestart);
     add(lines, StepRetries{{Step::Reboot, Step::RebootRetry1, Step::RebootRetry2}, Step::RebootFailed, {Event::Silence},
@@ -204,7 +204,7 @@ void addEnd(Lines &lines)
     add(lines, Step::SystemRestarts, {Event::InfoWriteDue},      "", Step::WriteInfo, action::writeInfoAfterRun);
     add(lines, Step::SystemRestarts, {Event::NothingToSet},      text::ignoreVirtualVersion, Step::Done, action::finishWithoutImages);
 
-    // The virtual version, the last word of an upgrade
+    // The virtual version, at the end of an upgrade
     add(lines, Step::SystemRestarts, {Event::VirtualVersionDue}, text::startVirtualVersion, Step::SetVirtualVersion, action::setVirtualVersion);
     add(lines, Step::SetVirtualVersion, {Event::Answer},         "", Step::SetVirtualVersion, action::takeVirtualVersionSet);
     add(lines, CountedRetries{Step::SetVirtualVersion, noAnswer, {text::setVirtualVersionRetry1, text::setVirtualVersionRetry2}, action::setVirtualVersion});

@@ -16,33 +16,33 @@ namespace engine {
 
 struct StepContext;
 
-/** What an action finds out takes the step on at once; without, the engine waits. */
+/** The returned event is handled at once; without one the engine waits. */
 using Action = std::optional<Event> (*)(StepContext &context, const protocol::Reply &reply);
 
-/** One line of the table: in this step, on this event, report this, become that, do so. */
+/** One line of the table: step, event, text to report, next step and action. */
 struct Transition
 {
     enum class Kind {
         Normal,
         /** A run begins: tries are counted from 0. */
         Start,
-        /** The step's command is sent once more. */
+        /** The step's command is repeated. */
         Retry,
-        /** The step did not get what it awaited. */
+        /** The step did not get its answer. */
         GivenUp,
     };
     static constexpr int anyTry = -1;
 
     Step step;
     Event event;
-    /** The try at which the line holds, 0 for the first; `anyTry` for all. */
+    /** The try for which the line is valid, 0 for the first; `anyTry` for all. */
     int attempt;
-    /** "%1" is the name of the row that the step works on; empty reports nothing. */
+    /** "%1" is the name of the step's row; an empty text is not reported. */
     const char *text;
     Step next;
     Action action;
     Kind kind;
-    /** Of a retry: 1 for the second try. */
+    /** For a retry: 1 for the second try. */
     int retry;
 };
 

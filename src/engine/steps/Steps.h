@@ -8,8 +8,8 @@ namespace engine {
 Q_NAMESPACE
 
 /**
- * What the engine awaits, or what it has just decided. The read steps come in families: the first
- * code when the command is sent, then the first and second retry and the abandonment.
+ * What the engine waits for, or has just decided. The steps of a read are a group: command sent,
+ * first retry, second retry, given up.
  */
 enum class Step : int {
     Idle = 0,
@@ -20,7 +20,7 @@ enum class Step : int {
     WriteInfoGivenUp = 5013,
 
     VirtualVersion = 5501,
-    /** The virtual version was given up; the first bootcode read goes on with its own retries. */
+    /** The virtual version was given up; the first bootcode read follows, with its own retries. */
     VirtualVersionGivenUp = 5502,
     VirtualVersionMalformed = 5504,
 
@@ -66,7 +66,7 @@ enum class Step : int {
 };
 Q_ENUM_NS(Step)
 
-/** What takes a step on. */
+/** What ends a step. */
 enum class Event {
     // The reply to the step's command, or none; see CommandResult.
     Answer,
@@ -74,17 +74,17 @@ enum class Event {
     ShortAnswer,
     Silence,
 
-    // Starts, whatever the engine was at before
+    // Starts, in any step
     StartNewer,
     StartForced,
     StartImages,
     StartFile,
     StartInfoRead,
     StartInfoWrites,
-    /** The run has shown no sign of life for too long. */
+    /** The run has made no progress for too long. */
     NoSignOfLife,
 
-    // What an action finds out
+    // Results of actions
     ModelMatches,
     ModelDiffers,
     RecordValid,
@@ -95,14 +95,14 @@ enum class Event {
     MainGivenUp,
     /** All rows have been read. */
     RowsRead,
-    /** The same in a product-information read. */
+    /** As RowsRead, in a product-information read. */
     InfoComplete,
     VersionGivenUp,
     MainImageDue,
     OtherImageDue,
-    /** The item of the current row is done with, whatever came of it. */
+    /** The item of the current row has ended, with or without success. */
     ItemDone,
-    /** The main MCU, which went before all others, is done with. */
+    /** The main MCU, which was handled before all others, has ended. */
     MainFirstDone,
     NoMoreItems,
     /** The package cannot be trusted any more. */
