@@ -11,7 +11,7 @@
 
 namespace console {
 
-/** Where a client is, as replies are addressed to it. */
+/** A client's address and port. */
 struct ConsolePeer
 {
     /** As text; an IPv4 client by its dotted address. */
@@ -24,15 +24,15 @@ struct ConsolePeer
     }
 };
 
-/** A run that a client has asked for and got. */
+/** An accepted request for a run. */
 struct RunRequest
 {
     enum class Kind {
-        /** Of a device on the serial line. */
+        /** For a device on the serial line. */
         Serial,
-        /** Of a device with a network link. */
+        /** For a device with a network link. */
         Network,
-        /** Of the module itself, sent block by block. */
+        /** For the module itself, sent block by block. */
         NetBlocks,
     };
 
@@ -44,36 +44,36 @@ struct RunRequest
     int rows = 0;
 };
 
-/** A client's connection, as the parts of the console use it. */
+/** A client's connection. */
 class ClientConnection
 {
 public:
     virtual ~ClientConnection() = default;
 
-    /** False once the client has closed its side or has been dropped: what it still asks for is not
+    /** False once the client has closed its side or was dropped: its remaining requests are not
      *  answered. */
     virtual bool isConnected() const = 0;
     /** Nothing can be sent or received any more. */
     virtual bool isClosed() const = 0;
 
-    /** Fetches what has come, at most as much as the buffer holds, and returns the number of bytes.
-     *  At the connection's end there are none, and it is closed as soon as what is still to be sent
-     *  has gone. */
+    /** Reads what has arrived, at most the buffer's size, and returns the number of bytes. At the
+     *  end of the connection there are none, and it is closed once all replies were sent. */
     virtual int fetch(QByteArray &buffer) = 0;
-    /** While it is off, bytes stay with the kernel, which stops the sender once it has enough. */
+    /** While reading is off, bytes stay in the kernel's buffer, and TCP flow control stops the
+     *  sender. */
     virtual void setReading(bool reading) = 0;
 
-    /** Hands the kernel what it takes at once, which is nearly always everything, and keeps the
-     *  rest until it takes that, too. */
+    /** Sends what the kernel accepts at once, which is nearly always everything, and keeps the rest
+     *  until the kernel accepts it. */
     virtual void send(const QByteArray &bytes) = 0;
-    /** Bytes that are kept because the kernel has not taken them. */
+    /** Bytes that the kernel has not accepted yet. */
     virtual qint64 unsent() const = 0;
 
-    /** Ends the connection at once; what is unsent is lost. */
+    /** Ends the connection at once; unsent bytes are lost. */
     virtual void drop() = 0;
-    /** Ends the connection and waits so long for what is unsent. Reports nothing more. */
+    /** Ends the connection; waits up to `limit` for unsent bytes. Emits no more signals. */
     virtual void hangUp(std::chrono::milliseconds limit) = 0;
-    /** Deletes the connection when the event loop turns. */
+    /** Deletes the connection from the event loop. */
     virtual void discard() = 0;
 };
 
@@ -84,9 +84,9 @@ struct ConsoleClient
     ClientConnection *connection = nullptr;
     ConsolePeer peer;
     LineFramer framer{0};
-    /** Replies had to wait in memory until it took them. */
+    /** Replies had to be buffered because it did not read them. */
     bool isSlow = false;
-    /** Its next request has to wait for a turn of the event loop, and its socket is not read. */
+    /** Its next request waits for the event loop, and its socket is not read. */
     bool isWaiting = false;
 
     bool isConnected() const { return connection != nullptr && connection->isConnected(); }
@@ -94,12 +94,12 @@ struct ConsoleClient
 
 using ClientPointer = std::shared_ptr<ConsoleClient>;
 
-/** What some amount adds up to over all clients, and the client that has most of it. */
+/** The sum of an amount over all clients, and the client with most of it. */
 struct ClientLoad
 {
     qint64 all = 0;
     qint64 most = 0;
-    /** The first of those with most; null when no client has any. */
+    /** The first client with most; null when no client has any. */
     ClientPointer largest;
 
     void add(const ClientPointer &client, qint64 amount)

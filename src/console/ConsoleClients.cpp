@@ -14,9 +14,9 @@ namespace console {
 
 namespace {
 
-/** Descriptors that clients must leave to the device links, the files and the shell. */
+/** Descriptors reserved for the device links, the files and the shell. */
 constexpr int reservedDescriptors = 128;
-/** When so many clients have left, it is worth giving their memory back. */
+/** After so many clients have left, their memory is given back. */
 constexpr int crowd = 256;
 
 } // namespace
@@ -56,7 +56,7 @@ void ConsoleClients::removeClosed()
     limitClients();
 }
 
-/** With every second client left alone, the shutdown takes half the time at most; those connections
+/** Skips every second client, so that the shutdown takes at most half the time; those connections
  *  are closed with the server's socket. */
 void ConsoleClients::hangUp()
 {
@@ -64,7 +64,7 @@ void ConsoleClients::hangUp()
         m_clients.takeAt(i)->connection->hangUp(m_platform.timeOuts.clientDisconnect);
 }
 
-/** The last descriptors are not for clients. Those beyond the limit wait until a client leaves. */
+/** Keeps the reserved descriptors free. Further clients wait until a client leaves. */
 void ConsoleClients::limitClients()
 {
     const int places = std::max(descriptors::limit() - reservedDescriptors, 1);

@@ -15,13 +15,14 @@ namespace console {
 class ConsoleEvents;
 
 /**
- * The clients of the console in the order in which they came: how many there may be, how much text
- * they may have waiting together, and when the memory that they needed goes back to the system.
+ * The clients of the console in the order in which they connected: limits their number and the text
+ * that all of them have waiting, and gives memory back to the system.
  */
 class ConsoleClients
 {
 public:
-    /** `setAccepting` gets false when the last place is taken, and true when one is free again. */
+    /** `setAccepting` is called with false at the maximum number of clients, and with true below
+     *  it. */
     ConsoleClients(const Platform &platform, ConsoleEvents &events,
                    std::function<void(bool accepting)> setAccepting,
                    const std::function<void()> &giveBackMemory = &runtime::giveBackFreeMemory);
@@ -29,14 +30,14 @@ public:
     const QVector<ClientPointer> &all() const { return m_clients; }
 
     ClientPointer add(ClientConnection &connection, const ConsolePeer &peer);
-    /** Removes the clients whose connection is closed. The client that moves into the place of a
-     *  removed one is left for the next call. */
+    /** Removes the clients whose connection is closed. The client that takes the position of a
+     *  removed one is checked by the next call. */
     void removeClosed();
-    /** The same with clients whose connection is open, which is ended first. */
+    /** Ends open connections and removes their clients. */
     void hangUp();
 
-    /** Call it when a client has, or had, much text waiting. Returns the client with most of it
-     * when all of them together have too much. */
+    /** The client with most text waiting when all clients together have too much. Call it when a
+     *  client has, or had, much text waiting. */
     ClientPointer beyondLineLimit();
 
 private:

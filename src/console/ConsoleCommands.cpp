@@ -78,7 +78,7 @@ void ConsoleCommands::upgrade(const ConsoleRequest &request)
         startUpgrade(rows);
 }
 
-/** Nothing is said when it cannot be done, not even while busy. */
+/** Without a reply when it is not possible, even while busy. */
 void ConsoleCommands::upgradeAll()
 {
     if (isBusy())
@@ -149,7 +149,7 @@ void ConsoleCommands::networkConnected()
 
 QString ConsoleCommands::readDescription()
 {
-    // Reading a large package takes a while; what was asked before is answered now.
+    // Reading a large package takes a while; earlier replies are sent first.
     m_parts.replies.flush();
     m_parts.turns.take();
     return m_parts.engine.getMergeFWJSON(m_parts.platform.paths.package);

@@ -45,7 +45,7 @@ public:
     /** The agent's own version. */
     static QString version() { return QStringLiteral("1.15"); }
 
-    /** Answers to the target of the replies. */
+    /** Sends the reply to the current target. */
     void handle(const ConsoleRequest &request);
     /** The network link that a client asked for is up. */
     void networkConnected();

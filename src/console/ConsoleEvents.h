@@ -8,7 +8,7 @@
 
 namespace console {
 
-/** What those who watch over the agent learn of the console. Nothing here answers a client. */
+/** Events of the console for the operations log and the service manager. */
 class ConsoleEvents : public QObject
 {
     Q_OBJECT
@@ -17,10 +17,10 @@ public:
     using QObject::QObject;
 
 signals:
-    /** `clients` is how many there are now. */
+    /** `clients` is their current number. */
     void clientCame(const ConsolePeer &peer, int clients);
     void clientLeft(const ConsolePeer &peer, int clients);
-    /** Comes before the run's own events. */
+    /** Emitted before the run's own events. */
     void runRequested(const RunRequest &request);
     void runEvent(const engine::RunEvent &event);
 };

@@ -10,12 +10,12 @@ namespace console {
 
 namespace {
 
-/** How long no client is accepted after an error. */
+/** The pause in accepting clients after an error. */
 constexpr std::chrono::milliseconds restTime{1'000};
-/** Clients that the kernel keeps ready. Any beyond would come a second late at least. */
+/** Connections in the kernel's queue. A client beyond it connects at least a second later. */
 constexpr int backlog = 4'096;
 
-/** A client that is gone again before it was accepted is no reason to rest. */
+/** A client that closed its connection before it was accepted needs no pause. */
 bool isPassing(int error)
 {
     return error == EINTR || error == ECONNABORTED || error == EPROTO;

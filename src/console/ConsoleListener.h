@@ -12,7 +12,7 @@
 namespace console {
 
 /**
- * A server that hands out each client at once, and that rests when none can be accepted: QTcpServer
+ * A server that accepts each client at once, and that pauses when accept(2) fails: QTcpServer
  * itself tries again without pause once the process is out of descriptors.
  */
 class ConsoleListener : public QTcpServer
@@ -25,14 +25,14 @@ public:
     /** Listens on a port of every address. */
     bool start(quint16 port);
 
-    /** While it is off, clients wait in the kernel's queue. */
+    /** While accepting is off, clients wait in the kernel's queue. */
     void setAccepting(bool accepting);
 
-    /** The client that newConnection() tells of. */
+    /** The client that newConnection() announced. */
     ConsoleSocket *nextPendingConnection() override;
 
 signals:
-    /** The first of a row of failures; what has become free is noticed within a second. */
+    /** The first of consecutive failures; a free descriptor is noticed within a second. */
     void cannotAccept(const QString &reason);
 
 private:

@@ -9,7 +9,7 @@ namespace console {
 
 namespace {
 
-/** Replies of one read leave together until they are this many bytes. */
+/** Replies to one read are sent together up to this many bytes. */
 constexpr int mostCollected = 65'536;
 
 } // namespace
@@ -59,7 +59,7 @@ void ConsoleReplies::flush()
         limitUnread();
 }
 
-/** Looks at all clients, so call it only for replies that did not go out at once. */
+/** Checks all clients, so call it only for replies that were not sent at once. */
 void ConsoleReplies::limitUnread()
 {
     ClientLoad unread;

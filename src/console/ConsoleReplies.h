@@ -9,28 +9,28 @@
 namespace console {
 
 /**
- * What is sent to clients. Everything that the agent reports goes to the client that sent the last
- * request, or to one that has come from the same place since. Clients that leave too much unread
- * are dropped, that with most of it first.
+ * Sends replies to clients. Everything that the agent reports is sent to the client of the last
+ * request, or to one that has connected from the same address since. Clients with too many unread
+ * replies are dropped, those with most first.
  */
 class ConsoleReplies
 {
 public:
-    /** `clients` are all that there are; they change meanwhile. */
+    /** `clients` are all current clients. */
     ConsoleReplies(const QVector<ClientPointer> &clients, const Limits &limits);
 
     /** The client that sent the last request. */
     void setTarget(const ClientPointer &client) { m_target = client; }
     const ConsolePeer &target() const { return m_target->peer; }
 
-    /** To the target, if there still is one; texts in Latin-1. */
+    /** Sends to the target, if it still exists; texts in Latin-1. */
     void send(const QByteArray &bytes);
     void send(const QString &text) { send(text.toLatin1()); }
     void send(QLatin1String text) { send(QByteArray::fromRawData(text.data(), text.size())); }
     void sendTo(const ConsoleClient &client, const QByteArray &bytes);
 
-    /** What is sent during the work leaves together at its end, or in parts when it is much. No
-     *  connection may be deleted meanwhile. */
+    /** Collects what is sent during the work and sends it at its end, or in parts when it is long.
+     *  No connection may be deleted meanwhile. */
     template<typename Work>
     void collect(const Work &work)
     {
@@ -39,7 +39,7 @@ public:
         m_collecting = false;
         flush();
     }
-    /** Sends now what has been collected. */
+    /** Sends the collected replies now. */
     void flush();
 
 private:

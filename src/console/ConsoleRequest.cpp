@@ -44,7 +44,7 @@ Command commandOf(const QString &line)
     return found == words.end() ? Command::Unknown : found->command;
 }
 
-/** Most lines are a word alone, which needs no copy. */
+/** Most lines are a single word, which needs no copy. */
 QStringList partsOf(const QString &line)
 {
     return line.contains(consoletext::separator) ? line.split(consoletext::separator)

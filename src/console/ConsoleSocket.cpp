@@ -16,7 +16,7 @@ namespace console {
 
 namespace {
 
-/** What a dual-stack socket puts before the address of an IPv4 client. */
+/** The prefix of an IPv4 client's address on a dual-stack socket. */
 const QLatin1String mappedPrefix("::ffff:");
 
 bool setOption(qintptr descriptor, int level, int option, int value)
@@ -26,8 +26,8 @@ bool setOption(qintptr descriptor, int level, int option, int value)
 
 } // namespace
 
-/** The base class reports its last states when this part of the object is gone; the connection goes
- *  with the notifier. */
+/** The base class reports its last states after this destructor; deleting the notifier removes the
+ *  connection. */
 ConsoleSocket::~ConsoleSocket()
 {
     delete m_notifier;
@@ -37,7 +37,7 @@ bool ConsoleSocket::start(int descriptor)
 {
     if (!setSocketDescriptor(descriptor))
         return false;
-    // With its own notifier Qt would fetch the bytes.
+    // Qt would read the bytes with its own notifier.
     const auto notifiers = findChildren<QSocketNotifier *>();
     for (QSocketNotifier *const notifier : notifiers)
         notifier->setEnabled(false);
@@ -49,7 +49,7 @@ bool ConsoleSocket::start(int descriptor)
 
 void ConsoleSocket::configure(const KeepAlive &rule, std::chrono::milliseconds closing)
 {
-    // A reply that waited for the acknowledgement of the last one would cost 40 ms.
+    // Without it, a reply may wait 40 ms for the acknowledgement of the last one.
     setSocketOption(LowDelayOption, 1);
     if (!keepAlive(rule))
         qCDebug(logConsole) << "cannot set keep-alive:" << qt_error_string();
@@ -74,8 +74,7 @@ bool ConsoleSocket::keepAlive(const KeepAlive &rule)
            setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, 1);
 }
 
-/** Nothing comes any more that would end such a connection, and keep-alive does not either: the
- *  peer's kernel answers. */
+/** No event ends such a connection, and keep-alive does not either: the peer's kernel answers. */
 void ConsoleSocket::limitClosing(std::chrono::milliseconds limit)
 {
     m_closing.setSingleShot(true);
@@ -97,8 +96,7 @@ void ConsoleSocket::setReading(bool reading)
     refreshNotifier();
 }
 
-/** Once the socket is closing, the descriptor is closed next, or is only there for what is still to
- *  be sent. */
+/** Once the socket is closing, the descriptor is closed next, or is only used to send the rest. */
 void ConsoleSocket::refreshNotifier()
 {
     m_notifier->setEnabled(m_reading && state() == ConnectedState);

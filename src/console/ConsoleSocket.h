@@ -13,11 +13,10 @@ class QSocketNotifier;
 namespace console {
 
 /**
- * A client's connection whose bytes go straight between the kernel and the console. With Qt's own
- * buffers a short request costs one more system call and several allocations, and each reply makes
- * and deletes a notifier.
+ * A client's connection without Qt's buffers. With them a short request needs one more system call
+ * and several allocations, and each reply creates and deletes a notifier.
  *
- * Only fetch() reads: Qt's own read functions never have any bytes.
+ * Only fetch() reads: Qt's own read functions return no bytes.
  */
 class ConsoleSocket : public QTcpSocket, public ClientConnection
 {
@@ -27,13 +26,12 @@ public:
     using QTcpSocket::QTcpSocket;
     ~ConsoleSocket() override;
 
-    /** Takes a connected descriptor over; false when it is none, and then it stays the caller's.
-     *  readyRead() comes whenever there is something to fetch, or the connection has ended. */
+    /** Takes ownership of a connected descriptor; on false the caller keeps it. readyRead() is
+     *  emitted when there are bytes to fetch, or the connection has ended. */
     bool start(int descriptor);
 
-    /** Replies are sent at once. The kernel drops the connection when the peer is gone without
-     *  having closed it; it is dropped, too, when the peer has closed its side and then takes no
-     *  byte of what is still to be sent for so long. */
+    /** Replies are sent at once. Keep-alive drops a peer that has vanished; a peer that has closed
+     *  its side is dropped when it reads none of the remaining bytes for `closing`. */
     void configure(const KeepAlive &keepAlive, std::chrono::milliseconds closing);
 
     ConsolePeer peer() const;
@@ -53,7 +51,7 @@ private:
     void limitClosing(std::chrono::milliseconds limit);
     void refreshNotifier();
 
-    /** A child; none before start(). */
+    /** A child; null before start(). */
     QSocketNotifier *m_notifier = nullptr;
     QTimer m_closing;
     bool m_reading = true;

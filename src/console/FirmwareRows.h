@@ -8,8 +8,8 @@ namespace console {
 
 /**
  * The rows that upgrade every MCU a package describes: one for each image of the description, in
- * its order, with the image's name, the chip type less one and the chip's quantity. Two images of
- * one name give two rows. Empty for anything that is not a description.
+ * its order, with the image's name, the chip type less one and the chip's quantity. Two images with
+ * the same name give two rows. Empty when the text is not a description.
  */
 QStringList firmwareRows(const QString &description);
 

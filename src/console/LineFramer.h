@@ -9,7 +9,7 @@
 namespace console {
 
 /**
- * Cuts one client's text into request lines, looking at each character once, and keeps those that
+ * Splits one client's text into request lines, reading each character once, and keeps those that
  * have not been taken yet.
  *
  * Only a carriage return separates lines. A read that ends with a line feed ends its last line too,
@@ -22,22 +22,20 @@ public:
     /** `limit` is the length of an unfinished line, in characters. */
     explicit LineFramer(int limit) : m_limit(limit) {}
 
-    /** Takes the text of one read. Only when all lines of the read before have been taken: a read's
-     *  end has a meaning. */
+    /** Takes the text of one read, once all lines of the previous read have been taken: the end of
+     *  a read has a meaning. */
     void feed(const QString &text);
 
-    /** The next line, the same one until it is taken; nothing when the read has no more. */
+    /** The next line, the same one until it is taken; null when the read has no more. */
     const QString *next();
     void take() { m_next.reset(); }
 
-    /** Whether an unfinished line has grown beyond the limit, and was dropped, since the last call.
-     */
+    /** Whether an unfinished line has exceeded the limit, and was dropped, since the last call. */
     bool takeOverflow() { return std::exchange(m_overflow, false); }
 
     /** The unfinished line, untrimmed. */
     QString rest() const { return m_rest; }
-    /** The characters that are kept, in lines that have not been taken and in the unfinished one.
-     */
+    /** The number of characters in lines that have not been taken and in the unfinished one. */
     int size() const { return m_rest.size() + m_read.size(); }
     /** Drops all of them. */
     void drop();
@@ -49,7 +47,7 @@ private:
 
     int m_limit;
     QString m_rest;
-    /** The last read while it has lines left, and where the next one begins. */
+    /** The last read while it has lines left, and the start of the next one. */
     QString m_read;
     int m_start = 0;
     std::optional<QString> m_next;

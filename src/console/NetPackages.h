@@ -10,14 +10,14 @@ namespace console {
 
 class ConsoleEvents;
 
-/** The pieces of a NET package that clients send, and the events of the install that follows. */
+/** Receives the pieces of a NET package from clients, and reports the install that follows. */
 class NetPackages
 {
 public:
     NetPackages(NetModelUpgrade &upgrade, ConsoleEvents &events);
 
     /** True for a piece that the upgrade has to receive; false for the notice that the module has
-     *  come back, which it has got then. */
+     *  restarted, which is handled here. */
     bool accept(const ConsolePeer &peer, const QByteArray &payload);
 
 private:
@@ -27,7 +27,7 @@ private:
     NetModelUpgrade &m_upgrade;
     ConsoleEvents &m_events;
     engine::RunReporter m_report;
-    /** The client that has sent the last piece. */
+    /** The client that sent the last piece. */
     ConsolePeer m_sender;
 };
 

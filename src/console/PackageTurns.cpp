@@ -13,9 +13,9 @@ PackageTurns::PackageTurns(std::function<void(const ClientPointer &client)> serv
     connect(&m_nextTurn, &QTimer::timeout, this, &PackageTurns::next);
 }
 
-/** A turn of the event loop delivers events, then serves sockets, then fires timers. A timer that
- *  is started by an event fires when the sockets have been served once; one that is started here
- *  could fire in this very turn. */
+/** One iteration of the event loop delivers events, then serves sockets, then timers. A timer that
+ *  is started by an event fires after the sockets; one that is started here could fire in the same
+ *  iteration. */
 void PackageTurns::take()
 {
     if (m_isTaken)

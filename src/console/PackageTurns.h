@@ -12,26 +12,25 @@
 namespace console {
 
 /**
- * Spreads what may take long, which is reading the package, over the turns of the event loop: one
- * reading in a turn, whichever client has asked for it. Between two of them every socket is looked
- * at, and whatever else is due is served.
+ * Allows one reading of the package, which may take long, per iteration of the event loop. Between
+ * two of them all sockets, events and timers are served.
  *
- * A client that has to wait is not read meanwhile, so what it may keep waiting is what one read
- * brings. Clients that wait are served in turn.
+ * A client that has to wait is not read meanwhile, so it has the requests of at most one read
+ * waiting. Waiting clients are served in turn.
  */
 class PackageTurns : public QObject
 {
     Q_OBJECT
 
 public:
-    /** `serve` goes on with a client that has waited. It may make it wait again. */
+    /** `serve` continues with a client that has waited. It may make it wait again. */
     explicit PackageTurns(std::function<void(const ClientPointer &client)> serve);
 
-    /** The package has been read in this turn. */
+    /** The package was read in this iteration. */
     bool isTaken() const { return m_isTaken; }
     void take();
 
-    /** Lets a client wait for the next turn. */
+    /** Lets a client wait for the next iteration. */
     void wait(const ClientPointer &client);
 
 private:

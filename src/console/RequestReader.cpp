@@ -40,8 +40,8 @@ RequestReader::RequestReader(const Limits &limits, ConsoleClients &clients, Cons
 {
 }
 
-/** What a client sends while it waits is read when it does not any more: each read keeps its place,
- *  and what it is, a piece of a NET package or lines, is decided then. */
+/** What a client sends while it waits is read afterwards, in order. Whether it is a piece of a NET
+ *  package or lines is decided then. */
 void RequestReader::read(const ClientPointer &client)
 {
     if (client->connection == nullptr || client->isWaiting)
@@ -54,7 +54,7 @@ void RequestReader::read(const ClientPointer &client)
         m_replies.collect([&] { m_receivers.fragment(client->peer, payloadOf(bytes)); });
         return;
     }
-    // With the size given, since a byte of zero would end the text otherwise.
+    // With the size, since a zero byte would end the text otherwise.
     client->framer.feed(QString::fromUtf8(bytes.constData(), bytes.size()));
     serveLines(client);
 }
@@ -71,8 +71,8 @@ void RequestReader::serveLines(const ClientPointer &client)
     });
 }
 
-/** The client that loses its lines gets the reply to a line that is too long by itself, and does
- *  not become the target of other replies. */
+/** The client that loses its lines gets the reply to a line that is too long, but does not become
+ *  the target of other replies. */
 void RequestReader::limitLines()
 {
     const ClientPointer longest = m_clients.beyondLineLimit();
@@ -82,7 +82,7 @@ void RequestReader::limitLines()
     m_replies.sendTo(*longest, consoletext::unknown.data());
 }
 
-/** One line after the other, up to one that has to wait for the next turn of the event loop. */
+/** Handles lines until one has to wait for the event loop. */
 void RequestReader::handOn(const ClientPointer &client)
 {
     bool hasRead = false;

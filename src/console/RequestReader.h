@@ -11,27 +11,27 @@ class ConsoleReplies;
 struct ConsoleRequest;
 
 /**
- * Reads what clients send, and hands on each request, and each piece of a NET package, in the order
- * in which they came. The replies to what one read has brought leave together.
+ * Reads what clients send, and passes on each request, and each piece of a NET package, in order.
+ * The replies to one read are sent together.
  */
 class RequestReader
 {
 public:
     struct Receivers
     {
-        /** Gets a request when its client is the target of replies. */
+        /** Called with a request once its client is the target of replies. */
         std::function<void(const ConsoleRequest &request)> request;
         std::function<void(const ConsolePeer &peer, const QByteArray &payload)> fragment;
     };
 
-    /** An unfinished line of so many characters may be a part of too many. */
+    /** From this length on, an unfinished line counts towards the limit for all clients. */
     static constexpr int longLine = 8'192;
 
     RequestReader(const Limits &limits, ConsoleClients &clients, ConsoleReplies &replies,
                   Receivers receivers);
 
     void read(const ClientPointer &client);
-    /** Which requests have to wait because the package has been read in this turn. */
+    /** The clients that wait because the package was read in this iteration. */
     PackageTurns &turns() { return m_turns; }
 
 private:
@@ -43,7 +43,7 @@ private:
     ConsoleReplies &m_replies;
     Receivers m_receivers;
     PackageTurns m_turns;
-    /** Takes one read, of whichever client. */
+    /** The buffer for one read, shared by all clients. */
     QByteArray m_read;
 };
 

@@ -101,7 +101,7 @@ void TCPServer::NewConnectionSlot()
         return;
     socket->configure(m_platform.keepAlive, m_platform.timeOuts.halfClosedClient);
     const ClientPointer client = m_clients.add(*socket, socket->peer());
-    // sender() would look through the connections of all clients.
+    // sender() would search the connections of all clients.
     connect(socket, &QTcpSocket::readyRead, this, [this, client] {
         m_readable = client;
         ReadData();
@@ -116,9 +116,8 @@ void TCPServer::disconnectedSlot()
 }
 
 /**
- * Serves every client that has sent something, in the order in which they came. The event loop
- * signals them in that order, one by one; looking at all of them would make the cost of a request
- * grow with the number of clients.
+ * Serves the client that has sent something. The event loop signals clients one by one; checking
+ * all of them would make the cost of a request grow with the number of clients.
  */
 void TCPServer::ReadData()
 {

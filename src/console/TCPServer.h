@@ -24,9 +24,9 @@ class ParseEDID;
 class WorkerCOM;
 
 /**
- * The root of the agent: serves console clients with a text protocol over TCP, makes the worker
- * that runs the upgrade engine, and passes on to clients what the engine, the EDID report and the
- * module's own upgrade report. It connects its parts, which do the work.
+ * The agent's top-level object: serves console clients with a text protocol over TCP, creates the
+ * worker that runs the upgrade engine, and sends clients the messages of the engine, the EDID
+ * report and the module's own upgrade. Its parts do the work.
  */
 class TCPServer : public QObject
 {
@@ -35,19 +35,19 @@ class TCPServer : public QObject
 public:
     using WorkerFactory = std::function<std::unique_ptr<WorkerCOM>(const Platform &platform)>;
 
-    /** Listens at once. When the port is taken, no client is served. Without a factory the worker
-     * is that of the upgrade engine. */
+    /** Listens at once. When the port is in use, no client is served. Without a factory the worker
+     *  is that of the upgrade engine. */
     explicit TCPServer(QObject *parent = nullptr, const Platform &platform = Platform(),
                        const WorkerFactory &makeWorker = {});
     ~TCPServer() override;
 
-    /** The port that is listened on, 0 when there is none. */
+    /** The listening port, 0 for none. */
     quint16 port() const;
-    /** Why there is none; empty while listening. */
+    /** Why the server does not listen; empty while it does. */
     QString listenError() const;
     static QString version() { return console::ConsoleCommands::version(); }
     const Platform &platform() const { return m_platform; }
-    /** For the log of operations and the service manager. */
+    /** For the operations log and the service manager. */
     const console::ConsoleEvents &events() const { return m_events; }
     /** The engine's bridge; lives as long as this object. */
     WorkerCOM *worker() const { return m_worker.get(); }
@@ -85,6 +85,6 @@ private:
     console::RequestReader m_reader;
     console::NetPackages m_netPackages;
     console::ConsoleCommands m_commands;
-    /** The client to be read; all of them when there is none. */
+    /** The client to read; null for all. */
     console::ClientPointer m_readable;
 };
