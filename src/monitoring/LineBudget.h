@@ -6,8 +6,8 @@
 namespace monitoring {
 
 /**
- * How many lines one kind of event may write: `burst` at once, and from then on one each `perLine`.
- * So no client can fill the journal, or drown the lines of others, by what it makes happen.
+ * A rate limit for the lines of one kind of event: `burst` at once, then one per `perLine`, so that
+ * no client can fill the journal or hide the lines of others.
  */
 class LineBudget
 {
@@ -16,11 +16,11 @@ public:
 
     LineBudget(int burst, ms perLine);
 
-    /** Whether a line may be written at this time, on a clock that never goes back. One that may
-     *  not is counted. */
+    /** Whether a line may be written at this time of a monotonic clock. A suppressed line is
+     *  counted. */
     bool take(ms now);
     int leftOut() const { return m_leftOut; }
-    /** The lines left out up to now have been told. */
+    /** The number of suppressed lines was reported. */
     void forget() { m_leftOut = 0; }
 
 private:

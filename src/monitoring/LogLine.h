@@ -7,13 +7,13 @@ namespace monitoring {
 
 /**
  * One line of the operations log: `event=NAME` and further `key=value` pairs, separated by blanks.
- * A value that is more than one plain word stands in double quotes. Whatever a peer has sent stays
- * inside its quotes: all but printable ASCII is escaped as in JSON, and long values are cut.
+ * A value that is not one plain word is put in double quotes. Text from a peer cannot end its
+ * quotes: all but printable ASCII is escaped as in JSON, and long values are truncated.
  */
 class LogLine
 {
 public:
-    /** Characters of a value; what is longer ends in three dots. */
+    /** Characters of a value; a longer one is truncated and ends in three dots. */
     static constexpr int longestValue = 160;
 
     explicit LogLine(const char *event);

@@ -15,7 +15,7 @@ namespace monitoring::logOutput {
 
 namespace {
 
-/** How long the end of the process waits for a reader of its last lines. */
+/** How long the process waits at its end for its last lines to be written. */
 constexpr std::chrono::milliseconds lastLines{1'000};
 
 bool isInJournal = false;
@@ -23,7 +23,7 @@ bool isInJournal = false;
 QByteArray linesOf(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
     const QString message = qFormatLogMessage(type, context, text);
-    // The pattern leaves this message out.
+    // The message pattern suppresses this message.
     if (message.isNull())
         return {};
     return isInJournal ? journalStream::withPriority(type, message) : message.toLocal8Bit() + '\n';

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** Where the lines of the log go: to standard error, with their priority where that is the
- *  journal. */
+/** Writes the lines of the log to standard error, with their priority if that is the journal. */
 namespace monitoring::logOutput {
 
-/** From now on no message blocks its caller. Call it once, before there is a second thread. */
+/** Installs a message handler that never blocks. Call it once, before a second thread exists. */
 void install();
 
 } // namespace monitoring::logOutput

@@ -16,7 +16,7 @@ LoopWatch::LoopWatch(QThread *other, std::chrono::milliseconds interval, QObject
     ask();
 }
 
-/** In a thread that has ended, nobody would come to delete the echo. */
+/** After the thread has ended, its event loop cannot delete the echo. */
 LoopWatch::~LoopWatch()
 {
     const QThread *const other = m_echo->thread();

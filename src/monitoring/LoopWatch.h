@@ -10,7 +10,7 @@ class QThread;
 
 namespace monitoring {
 
-/** Lives in a thread and answers as soon as that thread's event loop turns. */
+/** Lives in a thread and answers from that thread's event loop. */
 class LoopEcho : public QObject
 {
     Q_OBJECT
@@ -23,16 +23,15 @@ signals:
 };
 
 /**
- * Finds out, again and again, whether two event loops turn: the one of the thread that this object
- * lives in, whose timer asks, and the one of another thread, which has to answer. A question that
- * is still open is not asked twice.
+ * Checks periodically whether two event loops run: that of this object's thread, whose timer asks,
+ * and that of another thread, which has to answer. No question is asked while one is unanswered.
  */
 class LoopWatch : public QObject
 {
     Q_OBJECT
 
 public:
-    /** Asks at once, and from then on each `interval`. */
+    /** Asks at once, then every `interval`. */
     LoopWatch(QThread *other, std::chrono::milliseconds interval, QObject *parent = nullptr);
     ~LoopWatch() override;
 

@@ -16,7 +16,7 @@ OperationsLog::OperationsLog(const TCPServer &server, QObject *parent, const Log
 {
     m_clock.start();
     connectTo(server.events());
-    tellStart(server);
+    logStart(server);
 }
 
 void OperationsLog::connectTo(const ConsoleEvents &events)
@@ -37,7 +37,7 @@ void OperationsLog::connectTo(const ConsoleEvents &events)
     connect(&events, &ConsoleEvents::runEvent, this, &OperationsLog::takeRunEvent);
 }
 
-void OperationsLog::tellStart(const TCPServer &server) const
+void OperationsLog::logStart(const TCPServer &server) const
 {
     const Platform &platform = server.platform();
     qCInfo(logOperations).noquote() << operations::started(server.version(), platform).text();
@@ -48,7 +48,7 @@ void OperationsLog::tellStart(const TCPServer &server) const
             << operations::notListening(platform.ports.console, server.listenError()).text();
 }
 
-/** The line is made only when it is written. */
+/** The line is formatted only if it is written. */
 template<typename MakeLine>
 void OperationsLog::write(LineBudget &budget, const char *topic, const MakeLine &makeLine)
 {

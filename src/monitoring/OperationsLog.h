@@ -15,7 +15,7 @@ class TCPServer;
 
 namespace monitoring {
 
-/** How much each topic may write; the run of a device never comes near. */
+/** The rate limit of each topic; the run of a device never reaches it. */
 struct LogBudgets
 {
     using ms = std::chrono::milliseconds;
@@ -23,26 +23,26 @@ struct LogBudgets
     LineBudget clients{200, ms(1'000)};
     /** The first and the last line of a run. */
     LineBudget runs{200, ms(1'000)};
-    /** What happens within. */
+    /** Other events of a run. */
     LineBudget details{500, ms(200)};
 };
 
 /**
  * Writes the operations log: one line of the category agent.operations, at info level, for each
- * event that the owner of the device will want to look up later.
+ * event that the owner of the device may want to look up later.
  */
 class OperationsLog : public QObject
 {
     Q_OBJECT
 
 public:
-    /** Tells the start, too, and whether the server listens. */
+    /** Logs the start of the agent and whether the server listens. */
     explicit OperationsLog(const TCPServer &server, QObject *parent = nullptr,
                            const LogBudgets &budgets = LogBudgets());
 
 private:
     void connectTo(const console::ConsoleEvents &events);
-    void tellStart(const TCPServer &server) const;
+    void logStart(const TCPServer &server) const;
     template<typename MakeLine>
     void write(LineBudget &budget, const char *topic, const MakeLine &makeLine);
     void takeRunEvent(const engine::RunEvent &event);

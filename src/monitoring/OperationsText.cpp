@@ -25,7 +25,7 @@ const char *nameOf(RunRequest::Kind kind)
     return "";
 }
 
-/** Why a run with this status has failed. */
+/** Why a run with this status failed. */
 const char *reasonOf(int status)
 {
     constexpr struct

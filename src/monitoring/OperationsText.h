@@ -17,7 +17,7 @@ LogLine notListening(quint16 port, const QString &reason);
 LogLine clientCame(const console::ConsolePeer &peer, int clients);
 LogLine clientLeft(const console::ConsolePeer &peer, int clients);
 LogLine runStarted(const console::RunRequest &request);
-/** Where lines are missing from here on: those about `topic`. */
+/** Replaces suppressed lines about `topic`. */
 LogLine linesLeftOut(const char *topic);
 
 /** Whether the event has a line at all. */

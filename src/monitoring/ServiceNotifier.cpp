@@ -18,7 +18,7 @@ namespace monitoring {
 
 namespace {
 
-/** Until a manager that has too much to read is written to again. */
+/** The pause before sending again to a manager whose socket is full. */
 constexpr std::chrono::milliseconds retryPause{100};
 
 } // namespace
@@ -43,7 +43,7 @@ void ServiceNotifier::startIfWanted(const ServiceEnvironment &environment, TCPSe
     if (environment.notifySocket.isEmpty())
         return;
     auto *const notifier = new ServiceNotifier(environment, server, &server);
-    // A manager that has heard of readiness may stop the service at once.
+    // The manager may stop the service as soon as it is ready.
     stopNotice::sendOnSignals(notifier->m_socket);
     notifier->start();
 }
@@ -53,12 +53,12 @@ void ServiceNotifier::start()
     if (!m_socket.isValid())
         return;
     connect(&m_server.events(), &ConsoleEvents::runEvent, this, &ServiceNotifier::takeRunEvent);
-    tellStart();
+    reportStart();
     if (m_watchdog.count() > 0)
         watchLoops();
 }
 
-void ServiceNotifier::tellStart()
+void ServiceNotifier::reportStart()
 {
     if (m_server.listenError().isEmpty())
         m_state.listening(m_server.port());
@@ -87,7 +87,7 @@ void ServiceNotifier::takeRunEvent(const RunEvent &event)
     send();
 }
 
-/** What cannot be sent now stays pending, and newer news take its place. */
+/** What cannot be sent now stays pending, and newer values replace it. */
 void ServiceNotifier::send()
 {
     const QByteArray message = m_state.pending();

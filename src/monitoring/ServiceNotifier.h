@@ -13,8 +13,8 @@ class TCPServer;
 namespace monitoring {
 
 /**
- * Keeps a service manager informed: readiness, what the agent does, that it lives, and its end.
- * Made only where a manager wants to know, so that there is no timer anywhere else.
+ * Notifies a service manager of readiness, status, watchdog and stop. Created only when a manager
+ * asks for it, so that no timer runs otherwise.
  */
 class ServiceNotifier : public QObject
 {
@@ -24,14 +24,14 @@ public:
     ServiceNotifier(const runtime::ServiceEnvironment &environment, const TCPServer &server,
                     QObject *parent = nullptr);
 
-    /** Starts a notifier that lives with the server and tells the end of the process, too; does
-     *  nothing when nobody is to be told. */
+    /** Starts a notifier that is owned by the server and also reports the end of the process; does
+     *  nothing without a service manager. */
     static void startIfWanted(const runtime::ServiceEnvironment &environment, TCPServer &server);
 
     void start();
 
 private:
-    void tellStart();
+    void reportStart();
     void watchLoops();
     void takeRunEvent(const engine::RunEvent &event);
     void send();

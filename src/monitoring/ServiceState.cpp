@@ -7,13 +7,13 @@ namespace monitoring {
 
 namespace {
 
-/** While commands install the module's firmware, the engine's thread stands: unpacking takes
- *  minutes, and after a quiet install comes a pause of 1000 s. */
+/** While commands install the module's firmware, the engine's thread is blocked: unpacking takes
+ *  minutes, and a pause of 1000 s follows a quiet install. */
 constexpr std::chrono::microseconds installLimit = std::chrono::minutes(30);
 
 constexpr int longestName = 64;
 
-/** A name that a client has sent must not bring lines of its own. */
+/** A name that a client has sent must not add lines. */
 QString harmless(QString name)
 {
     name.truncate(longestName);
@@ -102,7 +102,7 @@ QByteArray ServiceState::pending() const
     QByteArray message;
     if (m_ready)
         message += "READY=1\n";
-    if (m_status != m_toldStatus)
+    if (m_status != m_sentStatus)
         message += "STATUS=" + m_status + '\n';
     if (m_newLimit.count() > 0)
         message += "WATCHDOG_USEC=" + QByteArray::number(qint64(m_newLimit.count())) + '\n';
@@ -114,7 +114,7 @@ QByteArray ServiceState::pending() const
 
 void ServiceState::delivered()
 {
-    m_toldStatus = m_status;
+    m_sentStatus = m_status;
     m_ready = false;
     m_alive = false;
     m_newLimit = std::chrono::microseconds(0);

@@ -10,25 +10,25 @@
 namespace monitoring {
 
 /**
- * What the service manager is to be told, and what of it has not been told yet. A message is one
+ * The state for the service manager, and what of it has not been sent yet. A message is one
  * datagram of `NAME=value` lines, as sd_notify(3) describes them.
  */
 class ServiceState
 {
 public:
-    /** The manager's own limit is left alone where it does not watch (0). */
+    /** With 0 the manager has no watchdog, and its limit is not changed. */
     explicit ServiceState(std::chrono::microseconds watchdog) : m_watchdog(watchdog) {}
 
     void listening(quint16 port);
-    /** The manager is left waiting for readiness, and told why: nobody could be served. */
+    /** Does not report readiness, only the reason: no client could be served. */
     void notListening(quint16 port, const QString &reason);
     void take(const engine::RunEvent &event);
-    /** Both event loops turn. */
+    /** Both event loops run. */
     void alive() { m_alive = true; }
 
-    /** Everything that is news; empty when nothing is. */
+    /** Everything that has changed; empty when nothing has. */
     QByteArray pending() const;
-    /** It has got there. */
+    /** pending() was sent. */
     void delivered();
 
 private:
@@ -45,13 +45,13 @@ private:
 
     bool m_ready = false;
     bool m_alive = false;
-    /** 0: stays as it is. */
+    /** 0: unchanged. */
     std::chrono::microseconds m_newLimit{0};
     QByteArray m_status;
-    QByteArray m_toldStatus;
+    QByteArray m_sentStatus;
 };
 
-/** The last words, before a signal ends the process. */
+/** The last message, before a signal ends the process. */
 extern const char stoppingMessage[];
 
 } // namespace monitoring

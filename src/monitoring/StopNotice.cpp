@@ -15,9 +15,9 @@ namespace {
 
 const NotifySocket *notifySocket = nullptr;
 
-/** Only what is safe in a signal handler. The handler is gone when it runs, so that the second
- *  signal has its own effect. */
-extern "C" void tellAndEnd(int signal)
+/** Only calls what is safe in a signal handler. SA_RESETHAND removes the handler, so that the
+ *  second signal has its default effect. */
+extern "C" void notifyAndEnd(int signal)
 {
     notifySocket->send(stoppingMessage, int(std::strlen(stoppingMessage)));
     std::raise(signal);
@@ -30,7 +30,7 @@ void handle(int signal)
     if (action.sa_handler == SIG_IGN)
         return;
     action = {};
-    action.sa_handler = tellAndEnd;
+    action.sa_handler = notifyAndEnd;
     action.sa_flags = int(SA_RESETHAND);
     sigaction(signal, &action, nullptr);
 }

@@ -5,8 +5,7 @@ namespace runtime {
 class NotifySocket;
 } // namespace runtime
 
-/** Tells the service manager when a signal ends the process, which it then does as ever: at once.
- */
+/** Notifies the service manager when a signal ends the process. */
 namespace monitoring::stopNotice {
 
 /** The socket must live as long as the process. */
