@@ -13,7 +13,7 @@ bool NetArchive::create()
 
 bool NetArchive::open()
 {
-    // Unbuffered, so that a full disk shows at the write that met it.
+    // Unbuffered, so that a full disk is reported by the write that hits it.
     return m_file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
 }
 

@@ -13,17 +13,16 @@ class NetArchive
 public:
     explicit NetArchive(const QString &path) : m_file(path) {}
 
-    /** Opens the file and empties it. One that belongs to another user and may not be written is
-     *  replaced where the folder allows that, and so is a link to such a file: the file that it
-     *  leads to stays as it is. */
+    /** Opens the file and truncates it. A file that another user owns and that may not be written
+     *  is replaced if the folder allows it; of a link to such a file only the link is replaced. */
     bool create();
     bool isOpen() const { return m_file.isOpen(); }
     /** Writes all of `bytes` or nothing: after a failure the same bytes can be appended again. */
     bool append(const QByteArray &bytes);
     void close() { m_file.close(); }
-    /** Gives the room back that was taken so far. */
+    /** Frees the disk space used so far. */
     void clear();
-    /** Leaves no file, or an empty one where the folder does not allow that. */
+    /** Removes the file, or truncates it if the folder does not allow that. */
     void remove();
 
 private:

@@ -23,13 +23,13 @@ namespace {
 
 constexpr int maxLength = 0xFFFF;
 constexpr quint8 moduleIndex = 0;
-/** Checksum included, as the frame's last byte. */
+/** Including the checksum, the frame's last byte. */
 constexpr int smallestWrite = mcu::payloadOffset + block::dataOffset + 1;
 
 AssemblerRules rules()
 {
     AssemblerRules rules;
-    // Senders exist for both directions' start bytes.
+    // Some senders use the start byte of the other direction.
     rules.startBytes.append(char(mcu::hostStart)).append(char(mcu::replyStart));
     rules.maxLength = maxLength;
     rules.badSum = AssemblerRules::BadSum::Restart;

@@ -17,7 +17,7 @@ struct NetBlockAction
     enum class Kind {
         /** Answer with `status`. */
         Answer,
-        /** Begin the archive anew with `data`, then answer. */
+        /** Start the archive again with `data`, then answer. */
         Create,
         /** Append `data` to the archive, then answer. */
         Append,
@@ -35,14 +35,14 @@ struct NetBlockAction
 };
 
 /**
- * The module's part in a block-by-block upgrade, in which it plays an MCU of chip type 0x20: frames
- * in, actions out. Knows no file, clock or peer.
+ * The module's side of a block-by-block upgrade, in which it acts as an MCU of chip type 0x20:
+ * takes frames and returns actions. Uses no file, clock or socket.
  *
- * After every frame with a right checksum it takes nothing until the owner calls listen(), which it
- * does with each answer. A frame with a wrong checksum is answered and leaves it listening.
+ * After every frame with a correct checksum it ignores bytes until the owner calls listen(), with
+ * each answer. A frame with a wrong checksum is answered and does not stop it from listening.
  *
- * The last block has no answer until the module is back, so a repetition of it has none either
- * while it is being installed.
+ * The last block is answered after the module's restart, so its repetitions are not answered during
+ * the install.
  */
 class NetBlockReceiver
 {
@@ -50,21 +50,21 @@ public:
     /** `busy` says whether the module may not be upgraded now. */
     explicit NetBlockReceiver(std::function<bool()> busy);
 
-    /** Takes one byte; the result of a complete frame, if it asks for anything. Ignores the byte
-     *  while not listening. */
+    /** Takes one byte; the action for a complete frame, if any. Ignores the byte while not
+     *  listening. */
     std::optional<NetBlockAction> feed(quint8 byte);
 
     bool isListening() const { return m_listening; }
     void listen() { m_listening = true; }
 
-    /** Tells that the data of the last Create or Append is stored, so that a repetition of that
-     *  frame (the sender missed the answer) is answered and not written twice. */
+    /** The data of the last Create or Append is stored: a repetition of that frame (the sender
+     *  missed the answer) is answered and not written twice. */
     void stored();
 
     /** The install of the last block is over: a repetition is refused from now on. */
     void forgetLastBlock() { m_lastBlock.clear(); }
 
-    /** Forgets a half-received frame. */
+    /** Discards a partly received frame. */
     void dropPartialFrame() { m_assembler.reset(); }
 
 private:

@@ -17,7 +17,7 @@ constexpr int numberAt = 0;
 constexpr int flagsAt = block::flagsOffset - block::numberOffset;
 constexpr int dataAt = block::dataOffset - block::numberOffset;
 
-/** An archive may end in the byte of the padding; nothing distinguishes the two. */
+/** An archive may end in the padding byte; the two cannot be distinguished. */
 QByteArray withoutPadding(const QByteArray &data)
 {
     int size = data.size();

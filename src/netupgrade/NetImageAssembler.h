@@ -14,7 +14,7 @@ struct NetBlockRules
 {
     /** A block with this number begins an image. */
     int firstNumber;
-    /** What the first block must have, in bytes. */
+    /** The smallest size of the first block, in bytes. */
     int smallestFirst;
     /** Whether the first block may be the last one, too. */
     bool firstMayBeLast;
@@ -27,7 +27,7 @@ constexpr NetBlockRules fromDevice{1, 0, true};
 
 } // namespace netblocks
 
-/** What one block adds to the archive. */
+/** The part of the archive in one block. */
 struct NetPiece
 {
     /** The archive starts again with these bytes. */
@@ -38,19 +38,19 @@ struct NetPiece
 };
 
 /**
- * Turns the blocks of an image for the module itself into its head and its archive. A block is a
- * number (16 bit, little-endian), a byte of flags, and data of any length. Only the number of the
- * first block counts. What fills the last block up is left out.
+ * Assembles the head and the archive of an image for the module itself from its blocks. A block is
+ * a number (16 bit, little-endian), a byte of flags, and data of any length. Only the number of the
+ * first block counts. The padding of the last block is removed.
  */
 class NetImageAssembler
 {
 public:
     explicit NetImageAssembler(const NetBlockRules &rules) : m_rules(rules) {}
 
-    /** Takes a block from its number on. Nothing for a block that is too short. */
+    /** Takes a block, starting at its number. None for a block that is too short. */
     std::optional<NetPiece> take(const QByteArray &numbered);
 
-    /** Of the image whose first block came last; zeros before there was one. */
+    /** The head of the latest image; zeros before the first one. */
     const package::NetImage &head() const { return m_head; }
 
 private:

@@ -26,9 +26,9 @@ void NetInstallJob::start()
     try {
         m_thread = std::thread([this] { run(); });
     } catch (const std::system_error &) {
-        // No thread is to be had: better late answers on the console than no install. It runs in a
-        // turn of the event loop that is its own, and not in that of the request that brought the
-        // last block, whose replies are collected until it is done.
+        // Without a thread, late answers on the console are better than no install. It runs from
+        // the event loop, not within the request with the last block, whose replies are collected
+        // until that request ends.
         QTimer::singleShot(0, this, &NetInstallJob::run);
     }
 }
@@ -45,11 +45,11 @@ void NetInstallJob::run()
     report.text = [this](const QString &line) { emit message({line}); };
     report.keyed = [this](const QStringList &list) { emit message(list); };
     report.progress = [this](double percent) { emit progress(percent); };
-    QString lastWords;
-    report.lastWords = [&lastWords](const QString &line) { lastWords = line; };
+    QString lastLine;
+    report.lastLine = [&lastLine](const QString &line) { lastLine = line; };
     NetInstaller installer(m_platform, report);
     const bool succeeded = installer.install(NetInstallVariant::Blocks, m_header);
-    emit done(succeeded, lastWords);
+    emit done(succeeded, lastLine);
 }
 
 } // namespace netupgrade

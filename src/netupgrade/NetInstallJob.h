@@ -11,10 +11,10 @@
 
 namespace netupgrade {
 
-/** One block-by-block install on a thread of its own: unpacking can take a minute, in which the
- *  console must still be answered. The thread has no event loop; with one, the process would end
- *  when it has used up its descriptors. When a thread cannot be started, the install runs in the
- *  caller's, from its event loop. */
+/** One block-by-block install on its own thread: unpacking can take a minute, in which the console
+ *  must be served. The thread has no event loop, since creating one ends the process when it is out
+ *  of descriptors. When a thread cannot be started, the install runs in the caller's, from its
+ *  event loop. */
 class NetInstallJob : public QObject
 {
     Q_OBJECT
@@ -31,9 +31,9 @@ public:
 signals:
     void message(const QStringList &message);
     void progress(double percent);
-    /** The last signal; the thread ends behind it. What a failed install has to say last comes
-     *  along, so that it can be said when the next one may begin. */
-    void done(bool succeeded, const QString &lastWords);
+    /** The last signal, followed by the end of the thread. `lastLine` of a failed install is
+     *  reported once the next one may begin. */
+    void done(bool succeeded, const QString &lastLine);
 
 private:
     void run();

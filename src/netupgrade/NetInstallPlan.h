@@ -8,9 +8,9 @@ namespace netupgrade {
 
 /** Who installs NET firmware. */
 enum class NetInstallVariant {
-    /** An item of a package upgrade: every step is told, the run goes on afterwards. */
+    /** An item of a package upgrade: every step is reported, the run continues afterwards. */
     Package,
-    /** An image that the device sent: only progress is told, the module reboots afterwards. */
+    /** An image that the device sent: only progress is reported, the module reboots afterwards. */
     Quiet,
     /** A package sent block by block by the console. */
     Blocks,
@@ -32,7 +32,7 @@ struct NetInstallStep
 /** What happens once the archive is on disk. */
 struct NetInstallPlan
 {
-    /** Said when the digest does not fit; nothing else happens then. Empty: nothing is said. */
+    /** The line when the digest differs, which ends the install. Empty for none. */
     QString digestWrong;
     QVector<NetInstallStep> steps;
 };

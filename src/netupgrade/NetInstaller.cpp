@@ -63,7 +63,7 @@ bool NetInstaller::storeArchive(NetArchive &archive, ByteSource &image)
     const qint64 end = forEachChunk(image, net::archiveOffset, archivePiece, append);
     if (written)
         return end >= image.size();
-    // A short write needs no words of its own: the digest does not fit then.
+    // A short write needs no message: the digest differs then.
     qCWarning(logNet) << "cannot write" << m_paths.netArchive;
     archive.clear();
     return true;
@@ -116,8 +116,8 @@ void NetInstaller::perform(const NetInstallStep &step, const NetImage &header)
 
 void NetInstaller::writeVersion(const QByteArray &version, const QString &successLine)
 {
-    // Written beside and renamed: a power cut leaves the old version or the new one, never half.
-    // One that a run as another user has left would otherwise stay for good.
+    // Written to a temporary file and renamed: a power cut leaves the old version or the new one. A
+    // file of another user is replaced.
     AtomicFile file(m_paths.netVersion, AtomicFile::Unwritable::Replace);
     if (file.open() && file.write(version) && file.commit()) {
         say(successLine);
@@ -135,8 +135,8 @@ void NetInstaller::say(const QString &line)
 
 void NetInstaller::sayLast(const QString &line)
 {
-    if (m_report.lastWords)
-        m_report.lastWords(line);
+    if (m_report.lastLine)
+        m_report.lastLine(line);
     else
         say(line);
 }

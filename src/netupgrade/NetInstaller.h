@@ -15,13 +15,13 @@ namespace netupgrade {
 
 class NetArchive;
 
-/** Where an install tells what it does. A callback that is not set is not called. */
+/** The callbacks of an install. One that is not set is not called. */
 struct NetReport
 {
     /** One line for the console. */
     std::function<void(const QString &line)> text;
-    /** The line that a failed install ends with; goes to `text` when this is not set. */
-    std::function<void(const QString &line)> lastWords;
+    /** The last line of a failed install; passed to `text` when this is not set. */
+    std::function<void(const QString &line)> lastLine;
     /** A list whose first element is a key: ("NETVERSION", version). */
     std::function<void(const QStringList &list)> keyed;
     /** Percent of the whole install, rising. */
@@ -31,8 +31,8 @@ struct NetReport
 /**
  * Installs the network module's own firmware: the archive's digest is compared with the header's,
  * then the archive is unpacked over the root file system by shell commands. Everything runs in the
- * calling thread and takes as long as the commands take. Nobody looks at the commands' exit
- * statuses. Uses the platform's paths and shell only.
+ * calling thread and takes as long as the commands take. The commands' exit statuses are ignored.
+ * Uses the platform's paths and shell only.
  */
 class NetInstaller
 {
@@ -40,15 +40,15 @@ public:
     NetInstaller(const Platform &platform, NetReport report);
 
     /**
-     * The whole install of a NET image out of a package: writes the archive piece by piece, then
-     * as install() for NetInstallVariant::Package. False when the archive cannot be created or its
-     * digest is wrong; a version file that cannot be written does not count as a failure. False
-     * without a word, and without an archive, when the image cannot be read to its end.
+     * Installs a NET image from a package: writes the archive piece by piece, then as install() for
+     * NetInstallVariant::Package. False when the archive cannot be created or its digest is wrong;
+     * a version file that cannot be written does not count as a failure. False without a message,
+     * and without an archive, when the image cannot be read to its end.
      */
     bool installImage(bytes::ByteSource &image);
 
-    /** Installs the archive that is on disk already. False when its digest is not the header's;
-     *  then no command but the digest's has run. */
+    /** Installs the archive that is on disk. False when its digest is not the header's; then only
+     *  the digest command was run. */
     bool install(NetInstallVariant variant, const package::NetImage &header);
 
     /** Reboots the module. Returns before it goes down. */

@@ -49,7 +49,7 @@ void NetModelUpgrade::setInstallReport(std::function<void(const QString &version
 void NetModelUpgrade::slotReceiveData(const QByteArray &datas)
 {
     qCDebug(logNetBytes) << "received" << datas.toHex(' ');
-    // A damaged length field must not swallow the frames that the sender repeats later.
+    // After a damaged length field, frames that the sender repeats later must not be lost.
     if (m_sinceLastByte.isValid() &&
         m_sinceLastByte.hasExpired(m_platform.timeOuts.netAssembly.count()))
         m_receiver.dropPartialFrame();
@@ -129,8 +129,8 @@ void NetModelUpgrade::openGate()
 void NetModelUpgrade::install(const NetImage &header)
 {
     m_installing = true;
-    // Nothing but the end of the commands opens the gate: a sender that repeats the last block
-    // because it has no answer must not take a refusal for a failed install.
+    // Only the end of the commands starts listening again: a sender that repeats the last block
+    // because it has no answer must not mistake a refusal for a failed install.
     m_gateTimer.stop();
     if (m_installStarted)
         m_installStarted(QString::fromLatin1(header.version.constData(), header.version.size()));
@@ -142,7 +142,7 @@ void NetModelUpgrade::install(const NetImage &header)
     m_job->start();
 }
 
-void NetModelUpgrade::onInstallDone(bool succeeded, const QString &lastWords)
+void NetModelUpgrade::onInstallDone(bool succeeded, const QString &lastLine)
 {
     m_job->wait();
     m_job->deleteLater();
@@ -152,7 +152,7 @@ void NetModelUpgrade::onInstallDone(bool succeeded, const QString &lastWords)
     if (!succeeded) {
         endInstalling();
         openGate();
-        emit message({lastWords});
+        emit message({lastLine});
         return;
     }
     respond(nettext::upgradingTrue());
@@ -163,8 +163,7 @@ void NetModelUpgrade::onInstallDone(bool succeeded, const QString &lastWords)
 void NetModelUpgrade::reboot()
 {
     NetInstaller(m_platform, {}).rebootModule();
-    // The module is going down. Should it not (no right to reboot it), the agent is not to stay
-    // busy forever.
+    // The module reboots. If it does not (no permission), the agent must not stay busy.
     QTimer::singleShot(m_platform.timeOuts.runGuard, this, &NetModelUpgrade::endInstalling);
 }
 
@@ -176,8 +175,8 @@ void NetModelUpgrade::endInstalling()
 
 void NetModelUpgrade::noticeUpgradingFalse()
 {
-    // The module has not restarted, so this is not about the image that is being installed, and
-    // its sender must not take the answer for the one to its last block.
+    // The module has not restarted, so this is not about the image being installed, and its sender
+    // must not mistake the answer for that to its last block.
     if (m_job) {
         qCDebug(logNet) << "a notice of a reboot during an install";
         return;

@@ -31,24 +31,24 @@ public:
     explicit NetModelUpgrade(QObject *parent = nullptr, const Platform &platform = Platform());
     ~NetModelUpgrade() override;
 
-    /** `runActive` says whether the upgrade engine is at work; while it is, no frame is accepted,
-     *  since both write the same archive and the reboot would cut the engine's work short. */
+    /** `runActive` returns whether the upgrade engine runs; while it does, no frame is accepted,
+     *  since both write the same archive and the reboot would interrupt the engine. */
     void setRunActive(std::function<bool()> runActive) { m_runActive = std::move(runActive); }
 
-    /** `started` is called when all blocks are there and their install begins, `ended` when it has
-     *  failed or the module is to reboot. */
+    /** `started` is called when all blocks have arrived and the install begins, `ended` when it has
+     *  failed or the module is about to reboot. */
     void setInstallReport(std::function<void(const QString &version)> started,
                           std::function<void(bool succeeded)> ended);
 
-    /** True from the start of an install until it has failed or the module is going down. */
+    /** True from the start of an install until it has failed or the module reboots. */
     bool isInstalling() const { return m_installing; }
 
-    /** The sender has seen the module come back: acknowledges the last block, which gets no answer
-     *  of its own, and reports to the sender that no upgrade is going on. Does nothing while the
+    /** The sender has seen the module restart: acknowledges the last block, which has no other
+     *  answer, and reports to the sender that no upgrade is in progress. Does nothing while the
      *  commands of an install run. */
     void noticeUpgradingFalse();
 
-    /** Any piece of the sender's byte stream. */
+    /** Takes any piece of the sender's byte stream. */
     Q_SLOT void slotReceiveData(const QByteArray &datas);
 
 signals:
@@ -67,7 +67,7 @@ private:
     void respond(const QByteArray &datas);
     void openGate();
     void install(const package::NetImage &header);
-    void onInstallDone(bool succeeded, const QString &lastWords);
+    void onInstallDone(bool succeeded, const QString &lastLine);
     void reboot();
     void endInstalling();
 

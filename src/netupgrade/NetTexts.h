@@ -5,7 +5,7 @@
 
 #include <QByteArray>
 
-/** What the module's own upgrade sends to the console, letter for letter. */
+/** The exact texts that the module's own upgrade sends to the console. */
 namespace netupgrade::nettext {
 
 #define WIRE_TEXTS "netupgrade/NetTexts.def"
