@@ -4,7 +4,7 @@
 #include "protocol/WireText.h"
 
 /**
- * What is said while packages are built. The texts are part of the interface, their spelling
+ * The messages while packages are built. The texts are part of the interface, their spelling
  * included; %1 is a file's path.
  */
 namespace package::buildtext {

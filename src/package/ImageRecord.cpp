@@ -74,7 +74,7 @@ std::optional<ImageRecord> RecordWalker::next()
         return std::nullopt;
     const qint64 size = m_source->size();
     if (m_position >= size) {
-        // A description that claims to reach beyond the file leaves no place for records at all.
+        // A description that claims to end beyond the file leaves no space for records.
         m_state = m_position == size ? State::End : State::LengthBeyondEnd;
         return std::nullopt;
     }

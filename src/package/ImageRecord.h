@@ -8,10 +8,10 @@
 
 namespace package {
 
-/** The bytes that say which chip an image is for, in the order in which a record has them. */
+/** The bytes that identify the chip of an image, in the order of a record. */
 struct RecordKey
 {
-    /** As rows have it: 0 is the main MCU, 32 the network module. */
+    /** As in rows: 0 is the main MCU, 32 the network module. */
     quint8 chipType = 0;
     quint8 chipQuantity = 0;
     quint8 mcuType = 0;
@@ -41,34 +41,31 @@ struct ImageRecord
 };
 
 /**
- * Goes through the image records of a package, reading their headers only. It ends where the
- * package ends, and early at a record that is not all there.
+ * Iterates over the image records of a package, reading their headers only. It ends at the end of
+ * the package, or earlier at an incomplete record.
  */
 class RecordWalker
 {
 public:
     enum class State {
         Walking,
-        /** The last record ended exactly where the file does. */
+        /** The last record ended at the end of the file. */
         End,
-        /** A few bytes are left, too few for a header. */
+        /** The remaining bytes are too few for a header. */
         ShortHeader,
         /** A record claims more bytes than the file has. */
         LengthBeyondEnd,
     };
 
-    /**
-     * From behind the description, whose 16-bit length is read from its place whatever version the
-     * package has.
-     */
+    /** Starts after the description, whose length is read as 16 bits for every package version. */
     explicit RecordWalker(bytes::ByteSource &source);
-    /** From a known offset on. */
+    /** Starts at a known offset. */
     RecordWalker(bytes::ByteSource &source, qint64 recordsOffset);
 
     std::optional<ImageRecord> next();
 
     State state() const { return m_state; }
-    /** Of the next record, or of what ended the walk. */
+    /** The offset of the next record, or of what ended the walk. */
     qint64 position() const { return m_position; }
 
 private:
@@ -77,7 +74,7 @@ private:
     bytes::ByteSource *m_source;
     qint64 m_position = 0;
     State m_state = State::Walking;
-    /** A small piece of the file, so that a long row of tiny records is not read one by one. */
+    /** A small piece of the file, so that many tiny records are not read one by one. */
     QByteArray m_window;
     qint64 m_windowOffset = 0;
 };
@@ -85,9 +82,9 @@ private:
 } // namespace package
 
 /**
- * The first record for a chip, of which the mask says what must be equal. FPGAs and the network
- * module (types above 16) are told by their type alone. A record of length 0 is found like any
- * other: a package without the image, to the caller.
+ * The first record whose key is equal in the fields that the mask enables. FPGAs and the network
+ * module (types above 16) are identified by their type alone. A record of length 0 is returned,
+ * too; to the caller the package has no such image.
  */
 std::optional<package::ImageRecord> findImageRecord(bytes::ByteSource &source,
                                                     const package::MatchMask &mask, int chipType,

@@ -11,7 +11,7 @@ namespace package {
 
 /**
  * Which fields of an upgrade row must match a package entry or an image record: eleven flags
- * separated by commas, of which only an exact "1" switches a comparison on.
+ * separated by commas, of which only an exact "1" enables a comparison.
  */
 class MatchMask
 {
@@ -27,7 +27,7 @@ public:
     /** The chip must be the same and older than the package. */
     static MatchMask newerVersion();
 
-    /** Fields are counted from 0; one outside of the mask is not compared. */
+    /** Fields are numbered from 0; one outside of the mask is not compared. */
     bool enables(int field) const;
     QString text() const { return m_text; }
 

@@ -46,7 +46,7 @@ MergeImage::Error check(const ImageEntry &entry, const RecordKey &record)
     using Error = MergeImage::Error;
     if (!entry.pcb.contains(key::ver3))
         return Error::NeedVer3;
-    // The number that the description shows: the main MCU is 1 there, but 0 in its record.
+    // The number in the description: the main MCU is 1 there, but 0 in its record.
     const int chipType = number(entry.chip, key::chipType);
     if (chipType == 0)
         return Error::ChipType;

@@ -24,13 +24,13 @@ struct MergeImage
 
     Error error = Error::None;
     RecordKey key;
-    /** As the request has it: relative paths are not resolved. */
+    /** From the request; relative paths are not resolved. */
     QString file;
-    /** Where in the request. */
+    /** The image's place in the request. */
     ImageEntry entry;
 };
 
-/** The text for a refused image, as the console is told; empty for Error::None. */
+/** The console's text for a refused image; empty for Error::None. */
 QString mergeErrorText(MergeImage::Error error);
 
 /**
@@ -43,16 +43,16 @@ struct MergeRequest
     using Error = PackageDescription::Error;
 
     Error error = Error::NotJson;
-    /** Where and why it is no JSON, for people. */
+    /** The position and reason of a JSON error, for people. */
     QString parseError;
     /** The description to write, in UTF-8. */
     QByteArray json;
     /**
-     * The length to write before it. It counts characters and wraps at 65,536, so that only
-     * requests in plain ASCII and below that size give a package that can be read.
+     * The length field to write. It counts characters and wraps at 65,536, so that only requests in
+     * plain ASCII below that size give a readable package.
      */
     quint16 jsonLength = 0;
-    /** Images are to be written in this order, and building stops at the first bad one. */
+    /** Images are written in this order, and building stops at the first bad one. */
     QVector<MergeImage> images;
 };
 

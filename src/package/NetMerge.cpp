@@ -20,7 +20,7 @@ namespace package {
 
 namespace {
 
-/** The network module as records and as descriptions number it. */
+/** The network module's number in records and in descriptions. */
 constexpr quint8 netChipType = 32;
 constexpr quint8 netChipTypeInJson = 33;
 
@@ -60,7 +60,7 @@ QJsonObject newNetChip(const NetImage &net, const QString &netPath)
             {key::mcus, QJsonArray{newNetMcu(net, netPath)}}};
 }
 
-/** The first PCB of the first MCU; a chip entry without one gets a new MCU in front. */
+/** Updates the first PCB of the first MCU; a chip entry without one gets a new first MCU. */
 QJsonObject updatedNetChip(QJsonObject chip, const NetImage &net, const QString &netPath)
 {
     QJsonArray mcus = chip.value(key::mcus).toArray();
@@ -102,7 +102,7 @@ int chipCount(const QJsonObject &description)
     return description.value(key::chips).toArray().size();
 }
 
-/** Whether every record is whole; the first one of the network module on the way. */
+/** Whether every record is complete; also finds the first one of the network module. */
 bool walkRecords(ByteSource &package, NetMergePlan &plan)
 {
     RecordWalker walker(package, plan.header.recordsOffset());

@@ -11,16 +11,16 @@
 
 namespace package {
 
-/** A network module image held against the MD5 that it carries. */
+/** A network module image compared with its stored MD5. */
 struct NetCheck
 {
     NetImage image;
-    /** Of the archive, in lowercase hexadecimal; empty for an image without a whole head. */
+    /** Of the archive, in lowercase hexadecimal; empty for an image with an incomplete head. */
     QByteArray computedMd5;
 
-    /** Whatever the case of the stored text. */
+    /** Ignores the case of the stored text. */
     bool matches() const;
-    /** As installing the image compares, which wants lowercase. */
+    /** As the install compares, which requires lowercase. */
     bool installs() const;
 };
 
@@ -35,21 +35,21 @@ QString netMinorVersion(const NetImage &image);
 /** The key of the image's record: chip type 32, quantity 1, and the version as numbers. */
 RecordKey netRecordKey(const NetImage &image);
 
-/** What a package becomes when a network module image is put into it. */
+/** How a package changes when a network module image is added. */
 struct NetMergePlan
 {
     enum class Error {
         None,
-        /** It cannot be told whether the old images are whole; packages without a checksum too. */
+        /** The old images may be damaged; also for packages without a checksum. */
         BadChecksum,
-        /** No package, or of an unknown version. */
+        /** Not a package, or of an unknown version. */
         BadHead,
         NotJson,
         NotAnObject,
         ChipsNotAnArray,
-        /** A record that is not all there: copying would lose it. */
+        /** An incomplete record: copying would lose it. */
         BadRecords,
-        /** The new description does not fit behind a 16-bit length. */
+        /** The new description is too long for a 16-bit length. */
         DescriptionTooLong,
     };
 
@@ -57,7 +57,7 @@ struct NetMergePlan
     PackageHeader header;
     /** The new description. */
     QByteArray json;
-    /** Whether the old description speaks of a network module image. */
+    /** Whether the old description lists a network module image. */
     bool hadNet = false;
     int chipsBefore = 0;
     int chipsAfter = 0;
@@ -78,8 +78,8 @@ QJsonObject withNetEntry(const QJsonObject &description, const NetImage &net,
                          const QString &netPath);
 
 /**
- * Writes the new package: the old records unchanged and in their order, then the new image. False
- * when the writer failed, or when the old package changed meanwhile.
+ * Writes the new package: the old records unchanged and in order, then the new image. False when
+ * the writer failed, or when the old package changed meanwhile.
  */
 bool writeNetMerge(PackageWriter &writer, const NetMergePlan &plan, bytes::ByteSource &package,
                    bytes::ByteSource &net);

@@ -33,7 +33,7 @@ PackageChecksum PackageCheckCache::check(const FileStamp &stamp, ByteSource &sou
     checksum.chunks = ChunkSums();
     const std::lock_guard lock(m_mutex);
     m_kept.reset();
-    // What could not be read may be there the next time.
+    // A read error may be temporary.
     if (settled && checksum.readError == 0)
         m_kept = Kept{stamp, checksum};
     return checksum;

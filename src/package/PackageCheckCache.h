@@ -15,15 +15,15 @@ namespace package {
  * large package that is listed often is read once. May be called from several threads; no lock is
  * held while a package is read.
  *
- * Only a stamp that has settled proves that the file is unchanged: a file system may record two
- * changes within its resolution (2 s on FAT) under one time. So a result is kept only when both
- * times of the stamp were at least `settlingTime` in the past as the check began. Times in the
- * future do not count as settled.
+ * Only an old stamp proves that the file is unchanged: a file system may record two changes within
+ * its resolution (2 s on FAT) with the same time. So a result is kept only when both times of the
+ * stamp were at least `settlingTime` in the past when the check began. Times in the future are not
+ * old.
  */
 class PackageCheckCache
 {
 public:
-    /** Nanoseconds since 1970, by the clock that file times are made from. */
+    /** Nanoseconds since 1970, on the clock of file times. */
     using Clock = std::function<qint64()>;
 
     static constexpr qint64 settlingTime = 2'000'000'000;

@@ -25,10 +25,10 @@ QByteArray textUpToNul(const QByteArray &bytes)
     return nul < 0 ? bytes : bytes.left(nul);
 }
 
-/** Below this, a second thread costs more than it brings. */
+/** Below this size a second thread does not pay off. */
 constexpr qint64 smallestShared = 4 * package::checkReadSize;
 
-/** What was read of a stretch of a source. */
+/** The result of reading a part of a source. */
 struct Stretch
 {
     ChunkSums chunks;
@@ -49,8 +49,8 @@ Stretch sumUp(ByteSource &source, qint64 offset, qint64 size, qint64 readSize, q
     return stretch;
 }
 
-/** Two threads, one for each half and half a buffer: to read from the page cache takes as long as
- *  to add up, so that two processors are worth having. */
+/** Two threads, each with half of the source and half a buffer: reading from the page cache takes
+ *  as long as the checksum, so a second processor helps. */
 Stretch sumUpHalves(ByteSource &source, qint64 size, qint64 chunkSize)
 {
     const qint64 half = size / 2 / chunkSize * chunkSize;
@@ -59,7 +59,7 @@ Stretch sumUpHalves(ByteSource &source, qint64 size, qint64 chunkSize)
     std::thread helper([&] { second = sumUp(source, half, size - half, readSize, chunkSize); });
     Stretch first = sumUp(source, 0, half, readSize, chunkSize);
     helper.join();
-    // A file that became shorter ends where reading ended first.
+    // A file that became shorter ends at the first short read.
     if (first.chunks.size() == half) {
         first.chunks.append(second.chunks);
         first.readError = second.readError;
@@ -75,13 +75,13 @@ Stretch sumUpAll(ByteSource &source)
         try {
             return sumUpHalves(source, size, chunkSize);
         } catch (const std::system_error &) {
-            // There is no second thread to be had.
+            // A second thread could not be started.
         }
     }
     return sumUp(source, 0, size, package::checkReadSize, chunkSize);
 }
 
-/** Of all bytes after the checksum's text, which stands in the first chunk. */
+/** The CRC-32 of all bytes after the checksum's text, which is in the first chunk. */
 Crc32 coveredSum(const ChunkSums &chunks, const QByteArray &first)
 {
     Crc32 front;

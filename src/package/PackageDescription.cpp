@@ -27,7 +27,7 @@ quint8 number(const QJsonObject &object, const QString &key)
 
 quint8 character(const QString &text)
 {
-    // Two units, since a character beyond the basic plane takes both.
+    // Two units, since a character may be a surrogate pair.
     const QByteArray bytes = text.left(2).toUtf8();
     return bytes.isEmpty() ? 0 : quint8(bytes.at(0));
 }

@@ -10,24 +10,24 @@
 namespace package {
 
 /**
- * What a package says about itself. The values of the description are strings, numbers too
- * ("chip_type": "33"); what is missing or has another type counts as an empty text, as 0 or as an
- * empty list, and every number is taken modulo 256.
+ * The content of a package's description. All values are strings, numbers too ("chip_type": "33");
+ * a missing value, or one of another type, reads as an empty text, 0 or an empty list, and every
+ * number is taken modulo 256.
  */
 struct PackageDescription
 {
     enum class Error {
         None,
-        /** Not JSON, nested deeper than QJsonDocument goes, or with a list under one key twice. */
+        /** Not JSON, nested too deeply for QJsonDocument, or with a list under a repeated key. */
         NotJson,
-        /** JSON, but a list at the top. */
+        /** JSON, but with a list at the top level. */
         NotAnObject,
-        /** The model and the version are known all the same. */
+        /** The model and the version are still valid. */
         ChipsNotAnArray,
     };
 
     Error error = Error::NotJson;
-    /** What is wrong and where, for people; only with Error::NotJson. */
+    /** The position and reason of the error, for people; only with Error::NotJson. */
     QString parseError;
     QString model;
     QString version;
@@ -45,7 +45,7 @@ struct PackageDescription
 
 PackageDescription parseDescription(const QByteArray &json);
 
-/** One image of a description: the objects that speak of it and their places in the lists. */
+/** One image of a description: its objects and their positions in the lists. */
 struct ImageEntry
 {
     QJsonObject chip;

@@ -7,18 +7,18 @@
 
 namespace package {
 
-/** The head of a package: which form it has and where its description is. */
+/** The head of a package: its form and the place of its description. */
 struct PackageHeader
 {
     enum class Form {
-        /** With a checksum in front; the only form that is written and upgraded from. */
+        /** With a leading checksum; the only form that is written and used for upgrades. */
         Current,
         /** Without a checksum; such packages can only be listed. */
         Bare,
     };
     enum class Error {
         None,
-        /** No magic bytes: something else altogether. */
+        /** Without the magic bytes. */
         NotAPackage,
         /** A package, but of an unknown version, or cut inside its head. */
         BadHead,
@@ -28,27 +28,27 @@ struct PackageHeader
     Form form = Form::Current;
     int version = 0;
     qint64 jsonOffset = 0;
-    /** As the head claims; the file may be shorter. */
+    /** From the head; the file may be shorter. */
     qint64 jsonLength = 0;
 
-    /** Where the image records begin when the head is right. */
+    /** The offset of the image records when the head is valid. */
     qint64 recordsOffset() const { return jsonOffset + jsonLength; }
 };
 
 PackageHeader readPackageHeader(bytes::ByteSource &source);
 
 /**
- * The package version of the current form, whether it is a known one or not. Needs the first 13
- * bytes; nothing when they are not all there or have no magic.
+ * The package version of the current form, known or not. Needs the first 13 bytes; none when there
+ * are fewer or the magic is missing.
  */
 std::optional<int> currentFormVersion(const QByteArray &first13);
 
-/** Whether a file that begins so is a package without a checksum. */
+/** Whether these first bytes are those of a package without a checksum. */
 bool isBareForm(const QByteArray &first);
 
 /**
- * The description as it is stored. Shorter than claimed when the file is, and empty when it claims
- * to be absurdly long (package::longestDescription): neither can be parsed then.
+ * The stored description. Truncated if the file is, and empty if its length exceeds
+ * package::longestDescription: neither can be parsed.
  */
 QByteArray readDescription(bytes::ByteSource &source, const PackageHeader &header);
 

@@ -6,8 +6,8 @@
 namespace package {
 
 /**
- * Where things are in a firmware package (FWM). Offsets and sizes are in bytes. Beware of the two
- * byte orders: the package version is big-endian, every length is little-endian.
+ * The layout of a firmware package (FWM). Offsets and sizes are in bytes. The package version is
+ * big-endian, every length is little-endian.
  *
  *   current form                        bare form
  *   0   8  checksum text                0  3  "MTU"
@@ -21,12 +21,12 @@ constexpr char magic[] = "MTU";
 constexpr int magicSize = 3;
 
 constexpr int checksumSize = 8;
-/** The checksum covers everything from here on. */
+/** The checksum covers all bytes from this offset. */
 constexpr int checksumStart = 8;
-/** How much is read at a time to check a package. */
+/** The size of one read when a package is checked. */
 constexpr qint64 checkReadSize = 1'024'000;
 
-/** Everything up to and with the package version, in the current form. */
+/** All bytes up to the package version, inclusive, in the current form. */
 constexpr int headSize = 13;
 constexpr int magicOffset = 8;
 constexpr int versionOffset = 11;
@@ -35,20 +35,20 @@ constexpr int shortJsonLengthSize = 2;
 constexpr int longJsonLengthSize = 4;
 /** Of a package with a 16-bit JSON length. */
 constexpr int jsonOffset = 15;
-/** What a 16-bit JSON length can say. */
+/** The maximum of a 16-bit JSON length. */
 constexpr int longestShortJson = 65'535;
 
 constexpr int bareVersionOffset = 3;
 constexpr int bareJsonLengthOffset = 5;
 constexpr int bareHeadSize = 9;
 
-/** The one version whose JSON length takes four bytes. */
+/** The only version with a four-byte JSON length. */
 constexpr int longJsonVersion = 2;
 constexpr int newestVersion = 6;
 
 /**
- * A description longer than this is not read: the two old forms can claim 4 GiB, and taking JSON
- * apart needs a multiple of its size in memory.
+ * A description longer than this is not read: the two old forms can claim 4 GiB, and parsing JSON
+ * needs a multiple of its size in memory.
  */
 constexpr qint64 longestDescription = 1'048'576;
 

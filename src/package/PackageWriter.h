@@ -9,34 +9,34 @@
 namespace package {
 
 /**
- * Writes a package of the newest version, front to back: the header, then the records, then the
- * checksum into the place that was left for it. The checksum is taken while the bytes pass, so
- * memory does not grow with the package.
+ * Writes a package of the newest version in sequence: the header, the records, then the checksum
+ * into its reserved place. The checksum is computed while writing, so memory does not grow with the
+ * package.
  *
- * After the first failure nothing more is written, and what is in the sink is no package.
+ * After the first failure nothing more is written, and the sink does not hold a valid package.
  */
 class PackageWriter
 {
 public:
     enum class Error {
         None,
-        /** The sink took no more: the disk is full, say. */
+        /** The sink failed, for example on a full disk. */
         WriteFailed,
         /** An image became shorter while it was read, or could not be read at all. */
         ImageCutShort,
-        /** An image of 4 GiB or more, which a record cannot tell the length of. */
+        /** An image of 4 GiB or more, too long for the length field of a record. */
         ImageTooLarge,
     };
 
     explicit PackageWriter(bytes::ByteSink &sink);
 
     /**
-     * `jsonLength` is what the header says of the description, in bytes. A reader believes it and
-     * not the description itself.
+     * `jsonLength` is the header's length of the description, in bytes. Readers use it and not the
+     * description's actual length.
      */
     bool writeHeader(const QByteArray &json, quint16 jsonLength);
     bool writeRecord(const RecordKey &key, bytes::ByteSource &image);
-    /** The checksum; the package is complete afterwards. */
+    /** Writes the checksum; the package is complete afterwards. */
     bool finish();
 
     Error error() const { return m_error; }

@@ -10,10 +10,10 @@ namespace package {
 
 namespace {
 
-/** What QJsonDocument takes at most; behind that it reads no further. */
+/** The limit of QJsonDocument, which stops parsing there. */
 constexpr int deepestNesting = 1024;
 
-/** A list or object that is open at the place being looked at. */
+/** A list or object that is open at the current position. */
 struct Level
 {
     bool isObject = false;
@@ -89,7 +89,7 @@ void Scanner::readString()
 void Scanner::readKey(const QByteArray &quoted)
 {
     Level &level = m_levels.last();
-    // The parser itself knows best which escapes make two keys equal.
+    // The parser decides which escaped keys are equal.
     level.key = QJsonDocument::fromJson('[' + quoted + ']').array().at(0).toString();
     level.expectsKey = false;
     level.keyIsRepeated = level.seen.contains(level.key);

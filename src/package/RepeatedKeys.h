@@ -9,11 +9,11 @@
 namespace package {
 
 /**
- * The first key that an object of a JSON text has twice, when one of its values is a list or an
- * object. RFC 8259 leaves open what such a text means, and Qt 5's parser loses the memory of the
- * value that it drops: a file with such keys would make a long-lived process grow at every reading.
+ * The first repeated key of an object in a JSON text, when one of its values is a list or an
+ * object. RFC 8259 does not define such a text, and Qt 5's parser leaks the value that it drops: a
+ * long-lived process would grow each time it reads the file.
  *
- * The text need not be sound JSON; it is looked at up to where a parser would give up.
+ * The text may be invalid JSON; it is scanned up to the first error.
  */
 std::optional<QString> repeatedKey(const QByteArray &json);
 

@@ -21,9 +21,9 @@ constexpr int result = 12;
 /** How many fields a row with versions and without flags has. */
 constexpr int countWithVersions = ver3 + 1;
 
-/** What follows the versions of a row that nothing was done with yet. */
+/** What follows the versions of a new row. */
 constexpr char noFlags[] = ",0,0,0,0";
-/** What follows the chip index of a row of which nothing is known yet. */
+/** What follows the chip index of a row without any information. */
 constexpr char nothingKnown[] = ",,,,,,,,,0,0";
 
 } // namespace package::field
