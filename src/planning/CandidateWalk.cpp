@@ -37,7 +37,7 @@ Test testVersion(const QStringList &entry, const QStringList &row, Decision &dec
     return order == VersionOrder::Greater ? Test::Passed : Test::NotNewer;
 }
 
-/** An FPGA has no MCU type, PCB or speciality of its own: only its version can speak against. */
+/** An FPGA has no MCU type, PCB or speciality: only its version can rule an entry out. */
 Test testField(int index, const QStringList &entry, const QStringList &row, Decision &decision)
 {
     switch (index) {

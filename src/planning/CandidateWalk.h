@@ -8,23 +8,23 @@
 
 namespace planning {
 
-/** What the firmware list says about one row. */
+/** The decision of the firmware list for one row. */
 struct Decision
 {
     enum class Verdict {
-        /** An entry passed every enabled test: its image is to be sent. */
+        /** An entry passed every enabled test: send its image. */
         Send,
-        /** A matching entry is not newer than what the MCU runs. */
+        /** A matching entry is not newer than the running version. */
         NotNewer,
         /** Entries for the chip type exist, and each differs in an enabled field. */
         NoMatch,
-        /** The list has nothing for the chip type. */
+        /** The list has no entry for the chip type. */
         NoFirmware,
         /** The row ends before its chip index. */
         BadRow,
     };
 
-    /** One entry that was looked at, and the field that ruled it out (-1: none). */
+    /** One examined entry, and the field that ruled it out (-1: none). */
     struct Rejection
     {
         int entry = -1;
@@ -40,8 +40,8 @@ struct Decision
 };
 
 /**
- * Walks the firmware list in order for the row with these fields. An entry counts only when its
- * chip type is the row's; the first that passes, or whose version is not newer, decides.
+ * Searches the firmware list in order for the row with these fields. Only entries with the row's
+ * chip type count; the first that passes, or whose version is not newer, decides.
  */
 Decision decideForRow(const QStringList &row, const QStringList &firmwareList,
                       const package::MatchMask &mask);

@@ -12,7 +12,7 @@ namespace planning {
 /** What a run may do with images. */
 struct ImageRules
 {
-    /** What becomes of an image for the network module. */
+    /** How an image for the network module is handled. */
     enum class Net { Install, SendToDevice, Refuse };
 
     /** In bytes; a longer one is not written. */
@@ -20,7 +20,7 @@ struct ImageRules
     Net net = Net::Install;
 };
 
-/** What becomes of a row for which the firmware list has an image. */
+/** The action for a row for which the firmware list has an image. */
 struct ImageChoice
 {
     enum class Kind {
@@ -30,16 +30,16 @@ struct ImageChoice
         Install,
         /** Chip type or chip index is not a number of one byte. */
         BadChip,
-        /** The package holds no image for the row, or one of no bytes. */
+        /** The package has no image for the row, or an empty one. */
         NoImage,
         TooLong,
-        /** An image for the network module, which is not to be handled. */
+        /** An image for the network module, when those are refused. */
         NotHandled,
     };
 
     Kind kind = Kind::NoImage;
-    /** The first one that fits the row, whatever becomes of it; it need not be the one that the
-     *  deciding entry of the firmware list is about. */
+    /** The first record that fits the row, for every action; it may be another one than that of the
+     *  deciding entry of the firmware list. */
     std::optional<package::ImageRecord> record;
 };
 

@@ -22,7 +22,7 @@ bool echoesItsChip(quint16 word)
            word == command::readVersion || word == command::writeProductInformation;
 }
 
-/** The reply echoes what a command for this row carries: the low bytes of its numbers. */
+/** Whether the reply echoes the bytes of a command for this row: the low bytes of its numbers. */
 bool echoes(const Reply &reply, const TypeAndIndexTable &rows, int line)
 {
     return reply.at(typeOffset) == quint8(rows.number(line, field::chipType)) &&

@@ -7,10 +7,10 @@
 namespace planning {
 
 /**
- * The row that a late reply belongs to: the first one whose chip type and index are those that the
- * reply echoes, when they are not those of `current`. -1 when the reply counts for `current`: it
- * echoes that row or no row at all, is of the extended form, or answers a command that is not
- * about one chip. Not every device echoes what it was asked, so an unknown echo says nothing.
+ * The row that a late reply belongs to: the first other row than `current` whose chip type and
+ * index the reply echoes. -1 when the reply counts for `current`: it echoes that row or no row at
+ * all, is of the extended form, or answers a command that is not about one chip. Not every device
+ * echoes its request, so an unknown echo is ignored.
  */
 int rowOfLateAnswer(const protocol::Reply &reply, const TypeAndIndexTable &rows, int current);
 

@@ -36,7 +36,7 @@ QJsonArray list(const QJsonObject &object, const QString &key)
     return object.value(key).toArray();
 }
 
-/** The PCB entry of the row's MCU; without a match the one examined last. */
+/** The PCB entry of the row's MCU; without a match, the last one examined. */
 std::optional<Pcb> findPcb(const QJsonObject &chip, const QStringList &row)
 {
     std::optional<Pcb> found;

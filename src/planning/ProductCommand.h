@@ -5,14 +5,14 @@
 #include <QJsonDocument>
 #include <QStringList>
 
-/** The product-information record that a package's description holds for one row. */
+/** The product-information record for one row, from a package's description. */
 namespace planning::productCommand {
 
 enum class Error {
     None,
-    /** The description is JSON, but no object. */
+    /** The description is JSON, but not an object. */
     NotAnObject,
-    /** The description knows no such chip, MCU model or PCB. */
+    /** The description has no such chip, MCU model or PCB. */
     NoMatchingChip,
 };
 
@@ -25,9 +25,9 @@ struct Command
 
 struct Description
 {
-    /** Null when the text is no JSON. */
+    /** Null when the text is not JSON. */
     QJsonDocument document;
-    /** Why it is not; empty with a document. */
+    /** The parse error; empty with a document. */
     QString error;
 };
 
@@ -36,8 +36,8 @@ Description parse(const QByteArray &text);
 /**
  * The record for the row with these fields. The main MCU's record names the model and every
  * auxiliary chip of the description; any other row must be found by chip type, MCU model, PCB
- * version and speciality. A main chip listed behind auxiliary ones starts the record anew, so the
- * main chip belongs first.
+ * version and speciality. A main chip listed after auxiliary ones starts the record again, so the
+ * main chip must come first.
  */
 Command build(const QStringList &row, const QJsonDocument &description);
 

@@ -5,13 +5,13 @@
 
 #include <QStringList>
 
-/** The product-information report: text lines, each with its own line end. */
+/** The product-information report: text lines, each with a line end. */
 namespace planning::productReport {
 
-/** What the main MCU's record says of the device: its model, and each auxiliary chip. */
+/** The device according to the main MCU's record: its model, and each auxiliary chip. */
 QStringList recordLines(const protocol::ProductRecord &record);
 
-/** One table row for each auxiliary MCU that the main MCU's record counts. */
+/** One table row for each auxiliary MCU in the main MCU's record. */
 QStringList auxRows(const protocol::ProductRecord &record);
 
 /** The eleven labelled lines of one row, as one text. */

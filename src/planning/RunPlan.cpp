@@ -26,7 +26,7 @@ QString flag(bool isSet)
     return isSet ? QStringLiteral("1") : QStringLiteral("0");
 }
 
-/** The rows of a run, and a device that answers from what is known about it. */
+/** The rows of a run, and a device that answers with known values. */
 class Walk
 {
 public:
@@ -60,7 +60,7 @@ private:
     const MatchMask m_mask;
     TypeAndIndexTable m_rows;
     QVector<PlannedChip> m_chips;
-    /** The row that had its turn before all others; -1 when none had. */
+    /** The row that was written before all others; -1 for none. */
     int m_firstLine = -1;
     RunPlan m_plan;
 };
@@ -94,7 +94,7 @@ bool Walk::modelFits() const
            modelName(*m_request.model) == m_package.model;
 }
 
-/** Everything but the versions; false when the run ends with it. */
+/** Reads everything except the versions; false when the run ends there. */
 bool Walk::readAll()
 {
     for (int line = 0; line < m_rows.count(); ++line) {
@@ -187,7 +187,7 @@ Fate Walk::sendImage(int line, PlannedRow &row)
     return Fate::NoImage;
 }
 
-/** No chip takes an image of less than a block as complete. */
+/** No chip accepts an image shorter than a block as complete. */
 Fate Walk::write(int line)
 {
     PlannedChip *const chip = chipOf(line);

@@ -13,7 +13,7 @@
 
 namespace planning {
 
-/** What a chip of a device answers when it is read, each number as rows have it. */
+/** What a chip of a device answers when it is read, with numbers as in rows. */
 struct PlannedChip
 {
     // An FPGA has none of these three.
@@ -26,21 +26,21 @@ struct PlannedChip
     bool runsBootcode = false;
     /** Its product information is valid. */
     bool recordIsValid = true;
-    /** What it runs after it got an image; without, the version stays. */
+    /** The version after an image was written; empty when it does not change. */
     QStringList versionAfterImage;
 };
 
-/** A run that is to be predicted, but for its package. */
+/** The run to predict, without its package. */
 struct PlannedRequest
 {
-    /** A mode that upgrades. */
+    /** An upgrade mode. */
     int mode = 0;
-    /** As a client sends them: name, chip type, chip index. */
+    /** As clients send them: name, chip type, chip index. */
     QStringList rows;
-    /** For each row the position in `chips`; -1 for a row to which no chip answers. */
+    /** The position in `chips` for each row; -1 for a row without a chip. */
     QVector<int> chipOfRow;
     QVector<PlannedChip> chips;
-    /** As the device sends it. Without, it counts as the package's. */
+    /** As the device sends it; if unset, that of the package. */
     std::optional<QByteArray> model;
     ImageRules images;
 };
@@ -52,7 +52,7 @@ struct PlannedPackage
     QString release;
 };
 
-/** What becomes of one row. */
+/** The result of one row. */
 struct PlannedRow
 {
     enum class Fate {
@@ -60,34 +60,34 @@ struct PlannedRow
         NotReached,
         /** The image is written, or installed in the module. */
         Written,
-        /** There is an image, and it cannot be written or installed. */
+        /** There is an image, but it cannot be written or installed. */
         NotWritten,
         NotNewer,
         NoMatch,
         NoFirmware,
-        /** The image is not in the package, or longer than may be. */
+        /** The image is not in the package, or too long. */
         NoImage,
-        /** Images for the network module are not to be handled. */
+        /** Images for the network module are refused. */
         NotHandled,
         BadRow,
     };
 
     Fate fate = Fate::NotReached;
-    /** Everything that the run knows about the chip when it decides, as a row has it. */
+    /** The row, with everything that is known about the chip at the decision. */
     QStringList fields;
     Decision decision;
     /** The image that is written or cannot be written. */
     std::optional<package::ImageRecord> image;
-    /** No chip answers to the row. The image of the network module needs none. */
+    /** No chip answers for the row. The image of the network module needs none. */
     bool isSilent = false;
-    /** The main MCU runs its bootcode and has its turn before all others. */
+    /** The main MCU runs its bootcode and is written before all others. */
     bool goesFirst = false;
 };
 
 struct RunPlan
 {
     enum class End {
-        /** The run comes to its end, whatever became of each row. */
+        /** The run reaches its end, with any result of its rows. */
         Complete,
         /** The package is for another model. */
         WrongModel,
@@ -101,13 +101,13 @@ struct RunPlan
     QVector<PlannedRow> rows;
     /** How many images are written or installed. */
     int written = 0;
-    /** What the device is given as its virtual version. */
+    /** The virtual version that is set on the device. */
     std::optional<quint8> virtualVersion;
 };
 
 /**
- * Predicts a run, by the rules that a real one follows, on a device and a line without faults.
- * `source` is the package that the description comes from.
+ * Predicts a run, by the rules of a real one, for a device and a line without faults. `source` is
+ * the package with the description.
  */
 RunPlan planRun(const PlannedRequest &request, const PlannedPackage &package,
                 bytes::ByteSource &source);

@@ -10,7 +10,7 @@ namespace planning {
 
 namespace {
 
-/** No version below this one was ever built. */
+/** No package with a lower version was ever built. */
 constexpr int oldestKnownVersion = 2;
 constexpr int oldestUpgradableVersion = 6;
 

@@ -19,8 +19,9 @@ constexpr char notOlder[] = "3";
 } // namespace result
 
 /**
- * The engine's picture of the device: one row of comma-separated text for each MCU. Reads outside
- * the table give an empty text and writes outside it do nothing, whatever a client sent as rows.
+ * What the engine knows about the device: one row of comma-separated text for each MCU. Reads
+ * outside of the table return an empty text and writes outside of it do nothing, for any rows of a
+ * client.
  */
 class TypeAndIndexTable
 {
@@ -42,7 +43,7 @@ public:
     /** True when chip type and index are numbers of one byte each. */
     bool namesChip(int line) const;
 
-    /** A field behind the row's end is reached by filling up with empty fields. */
+    /** Extends a short row with empty fields. */
     void setValue(int line, int index, const QString &value);
     void setAll(int index, const QString &value);
     void append(const QString &row) { m_rows.append(row); }
@@ -50,7 +51,7 @@ public:
     /**
      * The rows a client sent, completed with their status fields. Rows for mode 1 carry versions
      * (nine fields, decided by the first row) and get the four last fields; rows for every other
-     * mode get the ten behind the chip index.
+     * mode get the ten after the chip index.
      */
     static QStringList completeRows(const QStringList &rows, int upgradeMode);
 

@@ -3,7 +3,7 @@
 
 #include "protocol/WireText.h"
 
-/** How the version of a package stands to that of an MCU, as the console is sent it. */
+/** The console's texts that compare the version of a package with that of an MCU. */
 namespace planning::versiontext {
 
 #define WIRE_TEXTS "planning/VersionTexts.def"
