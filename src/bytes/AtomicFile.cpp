@@ -16,7 +16,7 @@ namespace bytes {
 namespace {
 
 constexpr int longestChainOfLinks = 40;
-/** Before the process's own changes, which the system applies. */
+/** Before the umask is applied. */
 constexpr mode_t newFile = 0666;
 constexpr mode_t permissionBits = 0777;
 
@@ -53,7 +53,7 @@ bool AtomicFile::open()
 {
     if (!followLinks())
         return false;
-    // Renaming onto a device node would take its place.
+    // Renaming onto a device node would replace it.
     const QFileInfo info(m_path);
     if (info.exists() && !info.isFile())
         return fail(QStringLiteral("Not an ordinary file"));
@@ -62,7 +62,7 @@ bool AtomicFile::open()
     return createBeside();
 }
 
-/** One by one, since the last one may lead to a file that is still to be made. */
+/** Link by link, since the last one may name a file that does not exist yet. */
 bool AtomicFile::followLinks()
 {
     QString target = m_path;
@@ -92,7 +92,7 @@ bool AtomicFile::createBeside()
     struct stat old = {};
     if (::stat(path.constData(), &old) == 0)
         ::fchmod(descriptor, old.st_mode & permissionBits);
-    // Unbuffered, so that a full disk shows at the write that met it.
+    // Unbuffered, so that a full disk is reported by the write that hits it.
     return m_file.open(descriptor, QIODevice::WriteOnly | QIODevice::Unbuffered,
                        QFileDevice::AutoCloseHandle) ||
            fail(m_file.errorString());
@@ -100,7 +100,7 @@ bool AtomicFile::createBeside()
 
 bool AtomicFile::write(const char *bytes, qint64 size)
 {
-    // A disk that fills up takes a part first and says why with the rest.
+    // On a full disk the first write is short, and the next one reports the error.
     while (size > 0) {
         const qint64 count = m_file.write(bytes, size);
         if (count <= 0)
@@ -122,7 +122,7 @@ bool AtomicFile::overwrite(qint64 offset, const QByteArray &bytes)
 
 bool AtomicFile::commit()
 {
-    // Some disks are only found full here.
+    // Some file systems report a full disk only here.
     if (m_error.isEmpty() && m_sync(m_file.handle()) != 0)
         fail(qt_error_string(errno));
     m_file.close();
@@ -138,7 +138,7 @@ bool AtomicFile::commit()
     return true;
 }
 
-/** So that the new name survives a power cut. There is nothing to be done where it fails. */
+/** Makes the new name survive a power cut. A failure is ignored. */
 void AtomicFile::syncFolder() const
 {
     const int folder =
@@ -159,7 +159,7 @@ void AtomicFile::removeNew()
 
 bool AtomicFile::fail(const QString &error)
 {
-    // The first failure is the reason for those that follow.
+    // Later failures follow from the first one.
     if (m_error.isEmpty())
         m_error = error;
     return false;

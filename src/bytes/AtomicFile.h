@@ -11,24 +11,24 @@
 namespace bytes {
 
 /**
- * A file that appears whole or not at all: it is written beside its name, brought to the disk and
- * then renamed. Until commit() an older file of that name stays as it is, and without commit()
- * (a failure, a full disk) nothing is left behind. Where the name is a symbolic link, the file that
- * it leads to is replaced.
+ * A file that appears complete or not at all: it is written under a temporary name, synced to the
+ * disk and then renamed. Until commit() an older file of that name stays as it is, and without
+ * commit() (a failure, a full disk) no file remains. Where the name is a symbolic link, the file
+ * that it leads to is replaced.
  */
 class AtomicFile : public ByteSink
 {
 public:
     using ByteSink::write;
 
-    /** What becomes of an older file that this user may not write, in a folder that he may. */
+    /** What happens to an older file that this user may not write, in a folder that is writable. */
     enum class Unwritable {
         /** open() fails. */
         Keep,
         /** It is replaced; a link to a file in a folder that may not be written is, too. */
         Replace,
     };
-    /** Brings an open file or folder to the disk, as fsync(2) does. */
+    /** Syncs an open file or folder to the disk, as fsync(2) does. */
     using Sync = std::function<int(int descriptor)>;
 
     explicit AtomicFile(const QString &path, Unwritable unwritable = Unwritable::Keep);
@@ -37,7 +37,7 @@ public:
     AtomicFile(const AtomicFile &) = delete;
     AtomicFile &operator=(const AtomicFile &) = delete;
 
-    /** False when no file can be made there, or when something else than a file has the name. */
+    /** False when the file cannot be created, or when the name is not that of a file. */
     bool open();
     bool write(const char *bytes, qint64 size) override;
     bool overwrite(qint64 offset, const QByteArray &bytes) override;
@@ -53,11 +53,11 @@ private:
     void removeNew();
     bool fail(const QString &error);
 
-    /** Where the file is to appear; links are resolved by open(). */
+    /** The final name; open() resolves links. */
     QString m_path;
     const Unwritable m_unwritable;
     const Sync m_sync;
-    /** The name under which it is written. Empty before open() and after commit(). */
+    /** The temporary name. Empty before open() and after commit(). */
     QByteArray m_newName;
     QFile m_file;
     QString m_error;

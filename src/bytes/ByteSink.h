@@ -5,7 +5,7 @@
 
 namespace bytes {
 
-/** Where bytes are written: a file, a piece of memory. */
+/** Where bytes are written: a file or memory. */
 class ByteSink
 {
 public:

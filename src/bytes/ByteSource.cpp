@@ -9,7 +9,7 @@ namespace bytes {
 
 namespace {
 
-/** How many of `length` bytes from `offset` on lie inside of `size` bytes. */
+/** How many of `length` bytes from `offset` on lie within `size` bytes. */
 qint64 inside(qint64 size, qint64 offset, qint64 length)
 {
     if (offset < 0 || offset >= size || length <= 0)

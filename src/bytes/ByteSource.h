@@ -6,9 +6,9 @@
 namespace bytes {
 
 /**
- * Bytes that can be read at any offset: a file, an image inside a package, a piece of memory.
- * Packages are always read through this, piece by piece, because they may be far larger than the
- * module's memory.
+ * Bytes that can be read at any offset: a file, an image inside a package, memory. Packages are
+ * always read through this, piece by piece, because they may be far larger than the module's
+ * memory.
  */
 class ByteSource
 {
@@ -26,8 +26,8 @@ public:
 
     /**
      * The same into the caller's memory, for loops that must not allocate. Returns the number of
-     * bytes read, at most `length` and never negative. Several threads may read at a time. A read
-     * that fails sets errno; at the end of the bytes errno is 0 or what it was before.
+     * bytes read, at most `length` and never negative. Several threads may read at the same time. A
+     * read that fails sets errno; at the end of the bytes errno is 0 or what it was before.
      */
     virtual qint64 readInto(qint64 offset, char *buffer, qint64 length);
 };
@@ -45,7 +45,7 @@ private:
     QByteArray m_bytes;
 };
 
-/** A stretch of another source, which must outlive it. What lies outside of it cannot be read. */
+/** A part of another source, which must outlive it. Bytes outside of the part cannot be read. */
 class PartSource : public ByteSource
 {
 public:

@@ -10,16 +10,16 @@
 namespace bytes {
 
 /**
- * A chunk's size is a power of two that doubles as often as it takes to have at most so many
- * chunks. Above 64 GiB there are more, since one chunk has to fit into memory.
+ * A chunk's size is a power of two, large enough for at most so many chunks. Above 64 GiB there are
+ * more, since a chunk must fit into memory.
  */
 constexpr qint64 smallestChunk = 4096;
 constexpr qint64 largestChunk = 16'777'216;
 constexpr qint64 mostChunks = 4096;
 
 /**
- * The CRC-32 of each chunk of a run of bytes. All chunks have the same size but for the last one,
- * which may be shorter.
+ * The CRC-32 of each chunk of a sequence of bytes. All chunks have the same size, except that the
+ * last one may be shorter.
  */
 class ChunkSums
 {
@@ -32,7 +32,7 @@ public:
 
     /** Adds the bytes that follow. */
     void add(const char *bytes, qint64 size);
-    /** Adds the chunks that follow; these here must end where a chunk does. */
+    /** Adds the chunks that follow; size() must be a multiple of the chunk size. */
     void append(const ChunkSums &next);
 
     qint64 chunkSize() const { return m_chunkSize; }

@@ -8,7 +8,6 @@ namespace bytes {
 qint64 forEachChunk(ByteSource &source, qint64 from, qint64 chunkSize, const ChunkTaker &take)
 {
     const qint64 size = source.size();
-    // No larger than what there is to read.
     QByteArray chunk(int(std::clamp<qint64>(size - from, 0, chunkSize)), Qt::Uninitialized);
     qint64 position = from;
     while (position < size) {

@@ -7,13 +7,13 @@
 
 namespace bytes {
 
-/** Gets one piece after the other; false ends the reading. */
+/** Called with one piece after the other; false ends the reading. */
 using ChunkTaker = std::function<bool(const char *bytes, qint64 size)>;
 
 /**
- * Hands the bytes from `from` to the end on in pieces of at most `chunkSize`, through one buffer.
- * Returns where it ended: at source.size(), or earlier when the source could not be read on or
- * `take` wanted no more.
+ * Calls `take` with the bytes from `from` to the end, in pieces of at most `chunkSize`, using one
+ * buffer. Returns where it ended: at source.size(), or earlier after a read error or when `take`
+ * returned false.
  */
 qint64 forEachChunk(ByteSource &source, qint64 from, qint64 chunkSize, const ChunkTaker &take);
 

@@ -8,7 +8,7 @@ namespace bytes {
 
 void Crc32::add(const char *bytes, qint64 size)
 {
-    // Without bytes the library may be handed a null pointer, which means "start afresh" to it.
+    // Without bytes the pointer may be null, which makes the library return its initial value.
     if (size > 0)
         m_value = libdeflate_crc32(m_value, bytes, size_t(size));
 }
@@ -25,7 +25,8 @@ void Crc32::append(const Crc32 &next, qint64 size)
 
 Crc32 Crc32::withoutFront(const Crc32 &front, qint64 size) const
 {
-    // Combining is an exclusive or with the front moved on by `size` bytes, so it undoes itself.
+    // Combining is an exclusive or with the front shifted by `size` bytes, so it is its own
+    // inverse.
     Crc32 rest;
     rest.m_value = quint32(crc32_combine(front.m_value, m_value, z_off_t(size)));
     return rest;

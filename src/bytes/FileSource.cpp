@@ -24,13 +24,13 @@ FileSource::FileSource(const QString &path) : m_file(path) {}
 
 bool FileSource::open()
 {
-    // A pipe or a terminal would block for ever, and neither has offsets.
+    // A pipe or a terminal could block without end, and neither has offsets.
     const QFileInfo info(m_file.fileName());
     if (info.exists() && !info.isFile()) {
         m_error = QStringLiteral("Not an ordinary file");
         return false;
     }
-    // Whoever reads asks for large pieces; a second buffer would only copy them once more.
+    // Callers read large pieces; a buffer would only copy them once more.
     if (!m_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         m_error = m_file.errorString();
         return false;
@@ -54,7 +54,7 @@ FileStamp FileSource::stamp() const
 
 QByteArray FileSource::read(qint64 offset, qint64 length)
 {
-    // Nothing is allocated for bytes that are not there, whatever a length field claims.
+    // No memory is allocated beyond the end of the file, whatever a length field claims.
     const qint64 there = std::min({length, size() - offset, qint64(1) << 30});
     if (offset < 0 || there <= 0)
         return {};

@@ -14,13 +14,13 @@ class FileSource : public ByteSource
 public:
     explicit FileSource(const QString &path);
 
-    /** False when the file cannot be read, and for everything that is no ordinary file. */
+    /** False when the file cannot be read or is not a regular file. */
     bool open();
     QString errorString() const { return m_error; }
 
-    /** As it is now, of the open file, whatever has its name meanwhile. */
+    /** The current size of the open file, even if it was renamed or replaced meanwhile. */
     qint64 size() const override;
-    /** The same; all zeros when the file is not open. */
+    /** The current stamp of the open file; all zeros when it is not open. */
     FileStamp stamp() const;
     QByteArray read(qint64 offset, qint64 length) override;
     qint64 readInto(qint64 offset, char *buffer, qint64 length) override;

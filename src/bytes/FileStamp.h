@@ -5,7 +5,7 @@
 
 namespace bytes {
 
-/** What a file system records of a file's identity and state, as fstat(2) has it. */
+/** What a file system records of a file's identity and state, as fstat(2) returns it. */
 struct FileStamp
 {
     quint64 device = 0;

@@ -15,7 +15,7 @@ VerifiedSource::VerifiedSource(ByteSource &source, ChunkSums chunks)
 
 QByteArray VerifiedSource::read(qint64 offset, qint64 length)
 {
-    // Nothing is allocated for bytes that are not there, whatever a length field claims.
+    // No memory is allocated beyond the end, whatever a length field claims.
     const qint64 there = std::min({length, size() - offset, qint64(1) << 30});
     if (offset < 0 || there <= 0 || m_fault != Fault::None)
         return {};
@@ -35,7 +35,8 @@ qint64 VerifiedSource::readInto(qint64 offset, char *buffer, qint64 length)
     return m_fault == Fault::None ? done : 0;
 }
 
-/** Reads as far as the next chunk at most; a whole chunk goes directly into the caller's memory. */
+/** Reads to the end of the chunk at most; a whole chunk is read directly into the caller's
+ *  memory. */
 qint64 VerifiedSource::readPiece(qint64 offset, char *buffer, qint64 length)
 {
     const qint64 chunk = offset / m_chunks.chunkSize();
@@ -60,7 +61,7 @@ bool VerifiedSource::load(qint64 chunk, char *buffer)
         errno = 0;
         const qint64 count = m_source->readInto(start + done, buffer + done, length - done);
         if (count <= 0) {
-            // Where the file ends earlier than before, nothing has failed but the file has changed.
+            // A file that ends earlier than before has changed; that is not a read error.
             const int error = errno;
             const bool shorter = error == 0 && m_source->size() < size();
             fail(shorter ? Fault::Changed : Fault::ReadError, error);

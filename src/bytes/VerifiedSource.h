@@ -7,33 +7,32 @@
 namespace bytes {
 
 /**
- * A source whose bytes are those that were there when their checksums were taken, or none. Each
- * read loads the chunks that it touches as a whole and compares them. The first chunk that differs
- * or cannot be read is the end: from then on nothing can be read any more. One thread at a time
- * may read.
+ * A source that returns only bytes that match checksums taken earlier. Each read loads the chunks
+ * that it touches as a whole and compares them. After the first chunk that differs or cannot be
+ * read, every read fails. Only one thread at a time may read.
  */
 class VerifiedSource : public ByteSource
 {
 public:
-    /** Why nothing can be read any more. */
+    /** Why reads fail. */
     enum class Fault {
         None,
-        /** Other bytes than before, or fewer. */
+        /** The bytes differ, or there are fewer. */
         Changed,
-        /** The bytes should be there and cannot be read; error() says why. */
+        /** The bytes cannot be read; error() says why. */
         ReadError,
     };
 
     /** `source` must outlive this one. */
     VerifiedSource(ByteSource &source, ChunkSums chunks);
 
-    /** As it was when the checksums were taken. */
+    /** The size when the checksums were taken. */
     qint64 size() const override { return m_chunks.size(); }
     QByteArray read(qint64 offset, qint64 length) override;
     qint64 readInto(qint64 offset, char *buffer, qint64 length) override;
 
     Fault fault() const { return m_fault; }
-    /** A value of errno; 0 where the system gave no reason. */
+    /** A value of errno; 0 when the system gave no reason. */
     int error() const { return m_error; }
 
 private:

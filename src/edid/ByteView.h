@@ -8,8 +8,8 @@
 namespace edid {
 
 /**
- * A read-only window on bytes that others own. A byte beyond its end reads as 0, so that a reader
- * can follow whatever lengths and offsets a dump claims without ever leaving the dump.
+ * A read-only view of bytes. A byte beyond its end reads as 0, so that a reader can follow any
+ * length and offset of a dump without reading outside of it.
  */
 class ByteView
 {

@@ -37,7 +37,7 @@ constexpr std::size_t hdmiLatencySize = 2;
 struct DataBlock
 {
     Tag tag;
-    /** As the header states it. */
+    /** From the header. */
     std::size_t length;
     /** `length` bytes, or those before the end of the data blocks. */
     ByteView payload;

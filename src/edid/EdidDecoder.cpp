@@ -65,7 +65,7 @@ std::string trimmed(const std::string &text)
     return text.substr(first, text.find_last_not_of(blank) - first + 1);
 }
 
-/** Without the blanks at both ends, with which some displays fill the descriptor. */
+/** Without the blanks at both ends with which some displays fill the descriptor. */
 std::optional<std::string> productName(ByteView dump)
 {
     const auto data = displayDescriptor(dump, productNameTag);

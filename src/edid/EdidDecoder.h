@@ -8,8 +8,8 @@ namespace edid {
 
 /**
  * Reads the facts of a dump, following EDID 1.4 for its base block and CTA-861 for its extension.
- * Any bytes are accepted: what they say wrongly is read literally, what is missing reads as 0.
- * Facts::valid.header and the two sums say whether to trust them.
+ * Any bytes are accepted: wrong values are read literally, missing ones as 0. Facts::valid.header
+ * and the two sums say whether to trust them.
  */
 Facts decode(ByteView dump);
 

@@ -14,7 +14,7 @@ namespace edid {
 inline constexpr std::size_t blockSize = 128;
 inline constexpr std::size_t dumpSize = 2 * blockSize;
 
-/** What an 18-byte detailed timing descriptor says (EDID 1.4, 3.10.2). */
+/** The values of an 18-byte detailed timing descriptor (EDID 1.4, 3.10.2). */
 struct Timing
 {
     int width = 0;
@@ -51,7 +51,7 @@ struct ShortAudio
     int channels = 0;
     /** Bits 0..6: 32, 44.1, 48, 88.2, 96, 176.4, 192 kHz. */
     std::uint8_t rates = 0;
-    /** Bits 0..2: 16, 20, 24 bit; of a meaning for LPCM alone. */
+    /** Bits 0..2: 16, 20, 24 bit; defined for LPCM only. */
     std::uint8_t depths = 0;
 };
 
@@ -105,7 +105,7 @@ struct Validity
     bool extensionSum = false;
 };
 
-/** What a dump says of its display. */
+/** The facts that a dump states about its display. */
 struct Facts
 {
     Validity valid;
@@ -120,12 +120,12 @@ struct Facts
     /** EDID 1.4 colour bit depth code of a digital input, 0 (undefined) to 7 (reserved). */
     int colorDepthCode = 0;
     std::optional<RangeLimits> rangeLimits;
-    /** Of the first descriptor's bytes, even if it is no timing. */
+    /** From the first descriptor, even if it is not a timing. */
     Timing preferred;
     /** The timings among the other three descriptors. */
     std::vector<Timing> detailed;
 
-    /** There when the dump declares an extension and its second block is a CTA-861 one. */
+    /** Set when the dump declares an extension and its second block is a CTA-861 one. */
     std::optional<Extension> extension;
 };
 

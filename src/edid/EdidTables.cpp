@@ -1,11 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 // Facts: video formats, audio formats, sample rates and sizes of CTA-861; colour depths of
-// EDID 1.4. SPDX-License-Identifier: Apache-2.0
+// EDID 1.4.
 #include "edid/EdidTables.h"
 
 namespace edid {
 
-// Two rows are known to device users in a form of their own and stay so: 47 has no "p", 55 says
-// "16:3".
+// Two rows keep an irregular form that device users know: 47 has no "p", 55 has "16:3".
 // clang-format off
 const std::array<const char *, lastVic> VideoSDStr{
     "640x480p@60Hz  4:3", // 1
@@ -135,7 +135,7 @@ const std::array<const char *, lastVic> VideoSDStr{
     "5120x2160p@50Hz  64:27", // 125
     "5120x2160p@60Hz  64:27", // 126
     "5120x2160p@100Hz  64:27", // 127
-    // 128..192 are no formats.
+    // 128..192 are not formats.
     "", "", "", "", "", "", "", "", "", "", "", "", "",
     "", "", "", "", "", "", "", "", "", "", "", "", "",
     "", "", "", "", "", "", "", "", "", "", "", "", "",
@@ -210,7 +210,7 @@ const std::array<const char *, 4> hdmiVicNames{
 
 const char *videoName(int vic)
 {
-    // It takes the element of an array of texts for a number.
+    // cppcheck mistakes the array element for a number.
     // cppcheck-suppress CastIntegerToAddressAtReturn
     return vic >= 1 && vic <= lastVic ? VideoSDStr[std::size_t(vic) - 1] : "";
 }

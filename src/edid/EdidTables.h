@@ -25,7 +25,7 @@ extern const std::array<const char *, 8> colorDepthNames;
 /** By HDMI VIC - 1. */
 extern const std::array<const char *, 4> hdmiVicNames;
 
-/** The row of a VIC; empty for a number that names no format. */
+/** The row of a VIC; empty for a number without a format. */
 const char *videoName(int vic);
 
 } // namespace edid

@@ -4,7 +4,7 @@
 #include "protocol/WireText.h"
 
 /**
- * The report's texts, letter for letter as its readers expect them ("Digtal", "Manufacture's",
+ * The report's texts, in the exact spelling that its readers expect ("Digtal", "Manufacture's",
  * "Descripter"). %1, %2, ... are QString's place markers.
  */
 namespace edid::text {

@@ -17,7 +17,7 @@ int main(int argc, char **argv)
     // Qt's own event loop serves many sockets several times as fast as glib's.
     if (!qEnvironmentVariableIsSet("QT_NO_GLIB"))
         qputenv("QT_NO_GLIB", "1");
-    // A reader of the standard streams that has gone away must not end the agent.
+    // A closed pipe on a standard stream must not end the agent.
     std::signal(SIGPIPE, SIG_IGN);
     descriptors::raiseLimit();
 

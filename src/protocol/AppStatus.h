@@ -3,7 +3,7 @@
 
 #include "protocol/WireText.h"
 
-/** The status of an APPSTATUS message. "1" would mean busy to the console and is never sent. */
+/** The status of an APPSTATUS message. "1" means busy to the console and is never sent. */
 namespace protocol::appStatus {
 
 #define WIRE_TEXTS "protocol/AppStatus.def"

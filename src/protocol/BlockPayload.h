@@ -18,7 +18,8 @@ constexpr int dataSize = 256;
 constexpr int payloadSize = dataOffset + dataSize;
 
 constexpr quint8 lastFlag = 0x40;
-/** Fills the last block behind the image's end; the first block of a short image keeps zeros. */
+/** Fills the last block after the image's end; the first block of a short image is filled with
+ *  zeros. */
 constexpr quint8 lastPadding = 0xFF;
 
 } // namespace protocol::block

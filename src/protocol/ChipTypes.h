@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** Chip types as frames, package records and table rows carry them (the JSON number less one). */
+/** Chip types as in frames, package records and table rows (the JSON number less one). */
 namespace protocol::chip {
 
 constexpr int mainMcu = 0;
-/** From here on a chip is an FPGA: it has no bootcode and no product information of its own. */
+/** The first type of an FPGA, which has no bootcode and no product information. */
 constexpr int firstFpga = 17;
 constexpr int networkModule = 32;
 
-/** The description of a package counts chip types from 1. */
+/** The description of a package numbers chip types from 1. */
 constexpr int fromDescription(int number)
 {
     return number - 1;

@@ -3,7 +3,7 @@
 
 #include <QtGlobal>
 
-/** Command words of the MCU protocol. A reply bears the word of the request it answers. */
+/** Command words of the MCU protocol. A reply has the word of its request. */
 namespace protocol::command {
 
 constexpr quint16 enterUpdateMode = 0x7900;
@@ -20,7 +20,7 @@ constexpr quint16 readVersion = 0xF902;
 constexpr quint16 readModelName = 0xF903;
 constexpr quint16 readVirtualVersion = 0xF905;
 
-/** In the command-word position: the real word follows in the next two bytes. */
+/** In the command-word position: the actual word follows in the next two bytes. */
 constexpr quint16 escape = 0xFFFF;
 
 } // namespace protocol::command

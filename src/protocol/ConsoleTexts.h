@@ -9,8 +9,8 @@
 #include <QString>
 
 /**
- * Every word of the console's wire, letter for letter; the odd spelling is part of the interface.
- * Requests are found by their words anywhere in a line; replies end with lineEnd.
+ * The exact texts of the console protocol; their spelling is part of the interface. A request is
+ * recognized by its word anywhere in a line; replies end with lineEnd.
  */
 namespace protocol::consoletext {
 
@@ -55,7 +55,7 @@ constexpr QLatin1String statusMessage = latin1(key::appStatus);
 constexpr QLatin1String connectedMessage = latin1(key::connectSuccess);
 constexpr QLatin1String netVersionMessage = latin1(key::netVersion);
 constexpr QLatin1String resultMessage = latin1(key::upgradeResult);
-/** The status of a run that went well. */
+/** The status of a successful run. */
 constexpr QLatin1String successStatus = latin1(appStatus::success);
 
 } // namespace protocol::consoletext

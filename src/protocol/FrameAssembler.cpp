@@ -39,8 +39,8 @@ FrameAssembler::Result FrameAssembler::feed(quint8 byte)
     return store(byte);
 }
 
-/** A byte that breaks the header is not looked at again as a start byte: the sender's repetition
- *  heals the loss, and every receiver of the protocol behaves alike. */
+/** A byte that does not fit the header is not tried as a start byte: the sender repeats the frame,
+ *  and all receivers of the protocol behave this way. */
 bool FrameAssembler::headerByteFits(quint8 byte) const
 {
     switch (m_state + 1) {

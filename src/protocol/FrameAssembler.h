@@ -7,29 +7,29 @@
 
 namespace protocol {
 
-/** What a receiver accepts; the receivers of the system differ only in these values. */
+/** What a receiver accepts; receivers differ only in these values. */
 struct AssemblerRules
 {
-    /** What happens when a complete frame does not sum to zero. */
+    /** What happens when the sum of a complete frame is not zero. */
     enum class BadSum {
-        /** The frame is dropped and the hunt for a start byte begins again. */
+        /** The frame is dropped and the search for a start byte begins again. */
         Restart,
-        /** The next byte takes the checksum's place and the sum is tested anew, so that a
-         *  damaged or doubled checksum byte can still be followed by the right one. */
+        /** The next byte replaces the checksum and the sum is tested again, so that the correct
+         *  byte may follow a damaged or repeated checksum. */
         ReplaceLast,
     };
 
     /** Every byte that may open a frame. */
     QByteArray startBytes;
     mcu::FrameAddress address;
-    /** Largest length field taken; a larger one (or one below 5) restarts the hunt. */
+    /** The largest valid length field; a larger one (or one below 5) restarts the search. */
     int maxLength = 0;
     BadSum badSum = BadSum::Restart;
 };
 
 /**
- * Puts MCU frames together byte by byte. Knows nothing of commands; a frame is `length + 5` bytes
- * whose 8-bit sum is zero. Memory is bounded by the rules' largest length.
+ * Assembles MCU frames byte by byte, independent of commands; a frame is `length + 5` bytes whose
+ * 8-bit sum is zero. The rules' largest length limits its memory.
  */
 class FrameAssembler
 {
@@ -41,10 +41,10 @@ public:
     /** Takes one byte. After Complete or BadSum, frame() holds the bytes until the next call. */
     Result feed(quint8 byte);
 
-    /** Forgets a half-received frame. */
+    /** Discards a partly received frame. */
     void reset();
 
-    /** Index of the last byte stored, -1 while hunting for a start byte. */
+    /** Index of the last byte stored, -1 while searching for a start byte. */
     int state() const { return m_state; }
 
     const QByteArray &frame() const { return m_frame; }

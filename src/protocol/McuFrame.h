@@ -8,7 +8,7 @@
  *
  *   0      start byte
  *   1..2   frame address
- *   3..4   length of everything behind it (payload + 5)
+ *   3..4   length of everything after it (payload + 5)
  *   5..6   reserved, zero
  *   7..8   command word
  *   9..    payload
@@ -30,13 +30,13 @@ constexpr quint8 moduleReplyStart = 0xAB;
 constexpr int lengthOffset = 3;
 constexpr int wordOffset = 7;
 constexpr int payloadOffset = 9;
-/** In an extended frame the real command word stands where the payload would begin. */
+/** The command word of an extended frame, in the payload's place. */
 constexpr int extendedWordOffset = 9;
-/** The first byte behind an extended frame's word, or behind the two bytes of an ordinary reply
- *  that echo chip type and chip index. */
+/** The first byte after an extended frame's word, or after the two bytes of an ordinary reply that
+ *  echo chip type and chip index. */
 constexpr int resultOffset = 11;
 
-/** Bytes before the length field's own count starts. */
+/** The bytes that the length field does not count. */
 constexpr int uncounted = 5;
 /** The smallest value of the length field: reserved, word and checksum. */
 constexpr int emptyLength = 5;

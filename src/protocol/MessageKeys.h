@@ -3,7 +3,7 @@
 
 #include "protocol/WireText.h"
 
-/** The first elements of the messages that are lists. */
+/** The first elements of messages with several elements. */
 namespace protocol::key {
 
 #define WIRE_TEXTS "protocol/MessageKeys.def"

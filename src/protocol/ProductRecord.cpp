@@ -13,7 +13,7 @@ constexpr int shortHeadSize = 6;
 constexpr char modelMarker = 1;
 constexpr char auxMarker = 3;
 
-/** Reads forward through the bytes and never past their end. */
+/** Reads bytes in sequence, never beyond their end. */
 class Reader
 {
 public:

@@ -17,17 +17,16 @@ struct AuxChip
 };
 
 /**
- * The product-information record of one MCU, as it is written with 0x7903 and read back with
- * 0xF901:
+ * The product-information record of one MCU, written with 0x7903 and read with 0xF901:
  *
- *   0      chip type            4..5   bytes behind the first 16, little-endian
+ *   0      chip type            4..5   bytes after the first 16, little-endian
  *   1      chip index           6..15  zero
  *   2      PCB version          16     1, model length, model
  *   3      speciality (a character code)
  *   then, when auxiliary chips exist: 3, the number of bytes that follow, and for each of them
  *   chip type, quantity, name length, name
  *
- * Only the main MCU's record has anything behind the first 16 bytes.
+ * Only the main MCU's record has more than 16 bytes.
  */
 struct ProductRecord
 {
@@ -43,8 +42,8 @@ struct ProductRecord
 
     /**
      * Reads a record, also in the shorter form without the markers (the model's length at bytes
-     * 4..5, the model from byte 6, then the entries). Whatever does not fit is left out; a record
-     * never fails as a whole.
+     * 4..5, the model from byte 6, then the entries). Parts that do not fit are ignored; decoding
+     * never fails.
      */
     static ProductRecord decode(const QByteArray &bytes);
 };

@@ -6,16 +6,16 @@
 namespace protocol {
 
 /**
- * A complete, checked frame seen as a reply. Offsets are those of the frame, so that byte 11 is
- * the first result byte of every reply that echoes chip type and index. A byte that the frame does
- * not have reads as 0; has() tells the difference.
+ * A complete, checked frame seen as a reply. Offsets are those of the frame, so that byte 11 is the
+ * first result byte of every reply that echoes chip type and index. A byte beyond the end of the
+ * frame reads as 0; has() checks for it.
  */
 class Reply
 {
 public:
     explicit Reply(QByteArray frame);
 
-    /** True when FF FF stands in the command word's place. */
+    /** True when the command word is FF FF. */
     bool isExtended() const;
     /** The command word that this frame answers. */
     quint16 word() const;

@@ -6,11 +6,10 @@
 namespace protocol {
 
 /**
- * A text that leaves the agent, or is compared with one that does, and its name in the source.
+ * A text that the agent sends or compares with one it sends, and its name in the source.
  *
  * Each subsystem has its texts in a file of lines WIRE_TEXT(id, "text"). Its header includes
- * WireTable.inc, which makes a constant of each line, and a table of all of them: what is not in
- * the table does not exist.
+ * WireTable.inc, which defines a constant for each line, and a table of all of them.
  */
 struct WireText
 {
@@ -19,7 +18,7 @@ struct WireText
     const char *text;
 };
 
-/** A text with its places filled in, all at once: a name may itself hold a percent sign. */
+/** A text with its places filled in, all at once, since a value may contain a percent sign. */
 inline QString filled(const char *text)
 {
     return QString::fromLatin1(text);

@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <limits>
 
-/** File descriptors, of which every console client takes one. */
+/** File descriptors; every console client uses one. */
 namespace runtime::descriptors {
 
-/** How many the process may have open. */
+/** The current limit of the process. */
 inline int limit()
 {
     rlimit limit = {};
@@ -18,7 +18,7 @@ inline int limit()
     return int(std::min<rlim_t>(limit.rlim_cur, std::numeric_limits<int>::max()));
 }
 
-/** Allows the process as many as its user may have at all. */
+/** Raises the limit to the hard limit. */
 inline void raiseLimit()
 {
     rlimit limit = {};

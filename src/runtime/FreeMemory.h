@@ -7,7 +7,7 @@
 
 namespace runtime {
 
-/** Gives the system back what the process has freed; otherwise most of it is kept for later. */
+/** Returns freed memory to the system; otherwise most of it is kept for later. */
 inline void giveBackFreeMemory()
 {
 #ifdef __GLIBC__

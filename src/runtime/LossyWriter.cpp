@@ -23,8 +23,8 @@ qint64 linesIn(const QByteArray &bytes)
     return std::max(bytes.count('\n'), 1);
 }
 
-/** How much of the bytes from an offset on goes out in one call: whole lines where they fit into
- *  what a pipe takes without mixing it with what other processes write. */
+/** How many bytes from an offset on are written in one call: whole lines if they fit into what a
+ *  pipe writes atomically. */
 int pieceOf(const QByteArray &bytes, int offset)
 {
     const int most = std::min(bytes.size() - offset, PIPE_BUF);
@@ -32,8 +32,8 @@ int pieceOf(const QByteArray &bytes, int offset)
     return lineEnd < offset ? most : lineEnd + 1 - offset;
 }
 
-/** Waits for the reader as long as it takes. How much was written: less than all when there is
- *  no reader any more, or no room on the disk. */
+/** Waits for the reader without a time limit. Returns how much was written: less than all when the
+ *  reader has closed the pipe or the disk is full. */
 int writeWaiting(int descriptor, const QByteArray &bytes)
 {
     int written = 0;
@@ -43,7 +43,7 @@ int writeWaiting(int descriptor, const QByteArray &bytes)
         if (count > 0) {
             written += int(count);
         } else if (count < 0 && errno == EAGAIN) {
-            // Another process has made the shared description non-blocking.
+            // Another process has made the shared file description non-blocking.
             pollfd output{descriptor, POLLOUT, 0};
             ::poll(&output, 1, -1);
         } else if (count == 0 || errno != EINTR) {
@@ -59,7 +59,7 @@ InstantOutput::InstantOutput(int descriptor) : m_descriptor(descriptor)
 {
     struct stat status = {};
     if (::fstat(descriptor, &status) != 0) {
-        // It is closed, and what is opened later under its number is not meant.
+        // It is closed, and its number may be reused.
         m_descriptor = -1;
         return;
     }
@@ -109,7 +109,7 @@ LossyWriter::~LossyWriter()
 void LossyWriter::write(const QByteArray &lines)
 {
     const std::lock_guard lock(m_mutex);
-    // What an earlier failure left goes first, and may make room.
+    // Lines kept after an earlier failure are written first.
     if (!m_handedOver && !m_kept.isEmpty())
         writeKept();
     keep(lines);
@@ -124,8 +124,8 @@ bool LossyWriter::flush(std::chrono::milliseconds longest)
     return !m_handedOver && m_kept.isEmpty();
 }
 
-/** Once a line is lost, so are those after it, until everything before them is written: the count
- *  then stands in their place. */
+/** After a lost line all further ones are lost until everything before them is written; the count
+ *  then replaces them. */
 void LossyWriter::keep(const QByteArray &lines)
 {
     const bool isFirst = m_kept.isEmpty() && !m_handedOver;
@@ -142,7 +142,7 @@ void LossyWriter::writeKept()
         if (written < 0 && errno == EINTR)
             continue;
         if (written <= 0) {
-            // After any other error the next line tries again.
+            // After another error the next line tries again.
             if (written < 0 && errno == EAGAIN)
                 handOver();
             return;
@@ -171,7 +171,7 @@ void LossyWriter::handOver()
     m_changed.notify_all();
 }
 
-/** The thread. It alone may block, and it blocks in nothing but the write. */
+/** The thread's function. Only the thread may block, and only while writing. */
 void LossyWriter::serveReader()
 {
     std::unique_lock lock(m_mutex);

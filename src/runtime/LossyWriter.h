@@ -13,9 +13,9 @@
 namespace runtime {
 
 /**
- * Writes to a descriptor as much as it takes at once, without touching the flags of its file
- * description, which other processes may share: a pipe or a terminal is opened a second time with
- * O_NONBLOCK, a socket is sent to with MSG_DONTWAIT, and a regular file never blocks.
+ * Writes without blocking and without changing the flags of the file description, which other
+ * processes may share: a pipe or a terminal is opened a second time with O_NONBLOCK, a socket is
+ * used with MSG_DONTWAIT, and a regular file never blocks.
  */
 class InstantOutput
 {
@@ -25,8 +25,8 @@ public:
     InstantOutput(const InstantOutput &) = delete;
     InstantOutput &operator=(const InstantOutput &) = delete;
 
-    /** How many bytes were written, or -1 and errno: EAGAIN when none can be written at once, and
-     *  always when the pipe or terminal may not be opened a second time. */
+    /** The number of bytes written, or -1 with errno: EAGAIN when none can be written at once, and
+     *  always when the pipe or terminal cannot be opened a second time. */
     ssize_t write(const QByteArray &bytes) const;
 
 private:
@@ -37,30 +37,29 @@ private:
 };
 
 /**
- * Lines for a descriptor whose reader may stop reading. No caller ever waits, whichever its thread:
- * what can be written at once is written at once. The rest is kept up to a limit, and a thread that
- * is started at that time writes it when the reader goes on. Lines beyond the limit are dropped and
- * counted, and the count is written after what was kept. A line is never left half-written before
- * the next one.
+ * Lines for a descriptor whose reader may stop reading. No caller ever waits, in any thread: what
+ * can be written at once is written at once. The rest is kept up to a limit, and a thread started
+ * then writes it when the reader continues. Lines beyond the limit are dropped and counted, and the
+ * count is written after the kept lines. Every line is written completely before the next one.
  */
 class LossyWriter
 {
 public:
-    /** The line, with its line end, that reports so many lost ones. */
+    /** Makes the line, with its line end, that reports lost ones. */
     using LossReport = std::function<QByteArray(qint64 lines)>;
 
-    /** In bytes. While the thread writes, as much again may be kept. */
+    /** In bytes. While the thread writes, the same amount again may be kept. */
     static constexpr int mostKept = 256 * 1024;
 
     LossyWriter(int descriptor, LossReport report, int limit = mostKept);
-    /** Waits until the reader has taken what is kept, or has gone. */
+    /** Waits until the reader has read what is kept, or has closed. */
     ~LossyWriter();
     LossyWriter(const LossyWriter &) = delete;
     LossyWriter &operator=(const LossyWriter &) = delete;
 
     /** One or more whole lines. */
     void write(const QByteArray &lines);
-    /** Waits until everything is written, but not longer than that; whether it is. */
+    /** Waits until everything is written, but at most `longest`; returns whether it is. */
     bool flush(std::chrono::milliseconds longest);
 
 private:
@@ -77,7 +76,7 @@ private:
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    /** Neither written nor given to the thread. */
+    /** Not yet written or passed to the thread. */
     QByteArray m_kept;
     qint64 m_lost = 0;
     /** The thread has something to write; only the thread writes then. */

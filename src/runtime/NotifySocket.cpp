@@ -11,10 +11,10 @@ namespace runtime {
 NotifySocket::NotifySocket(const QByteArray &address)
 {
     const bool isAbstract = address.startsWith('@');
-    // A path keeps its closing zero.
-    const size_t room = sizeof(m_address.sun_path) - (isAbstract ? 0 : 1);
+    // A path includes its terminating zero.
+    const size_t capacity = sizeof(m_address.sun_path) - (isAbstract ? 0 : 1);
     if ((!isAbstract && !address.startsWith('/')) || address.size() < 2 ||
-        size_t(address.size()) > room)
+        size_t(address.size()) > capacity)
         return;
     m_address.sun_family = AF_UNIX;
     std::memcpy(m_address.sun_path, address.constData(), size_t(address.size()));

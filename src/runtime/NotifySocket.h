@@ -9,17 +9,17 @@
 namespace runtime {
 
 /**
- * Sends datagrams to a service manager's socket, which is looked up anew each time: the manager may
- * have been restarted in the meantime. Never waits.
+ * Sends datagrams to a service manager's socket, which is looked up each time: the manager may have
+ * been restarted meanwhile. Never waits.
  */
 class NotifySocket
 {
 public:
     enum class Result {
         Sent,
-        /** The manager has much to read: try again in a while. */
+        /** The socket's buffer is full: try again later. */
         Full,
-        /** There is nobody. */
+        /** No manager listens. */
         Failed,
     };
 

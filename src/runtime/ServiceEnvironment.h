@@ -8,19 +8,18 @@
 namespace runtime {
 
 /**
- * What a service manager has put into the environment, as sd_notify(3) and
- * sd_watchdog_enabled(3) describe it.
+ * The environment variables of a service manager, as sd_notify(3) and sd_watchdog_enabled(3)
+ * describe it.
  */
 struct ServiceEnvironment
 {
-    /** The path of a socket, or "@" and the name of an abstract one. Empty: nobody is to be told.
-     */
+    /** The path of a socket, or "@" and the name of an abstract one. Empty: no notifications. */
     QByteArray notifySocket;
-    /** Within this time the manager wants to hear again; 0: it does not watch. */
+    /** The manager's watchdog time-out; 0: no watchdog. */
     std::chrono::microseconds watchdog{0};
 
-    /** Reads the environment and takes the variables out of it, so that no command that the agent
-     *  runs takes them for its own. Call it before there is a second thread. */
+    /** Reads the variables and removes them from the environment, so that commands that the agent
+     *  runs do not use them. Call it before a second thread exists. */
     static ServiceEnvironment take();
 
     /** From the values of NOTIFY_SOCKET, WATCHDOG_USEC and WATCHDOG_PID. */

@@ -15,7 +15,7 @@ LossyWriter *writer = nullptr;
 
 void neverBlock(LossyWriter::LossReport report)
 {
-    // Lives until the process ends: its thread may wait for a reader then.
+    // Never deleted: its thread may wait for a reader when the process ends.
     writer = new LossyWriter(STDERR_FILENO, std::move(report));
 }
 

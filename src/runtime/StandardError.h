@@ -3,17 +3,17 @@
 
 #include "runtime/LossyWriter.h"
 
-/** The one way to standard error, for the log and for everything else. */
+/** All output to standard error, of the log and of everything else. */
 namespace runtime::standardError {
 
-/** From now on nothing that is written here blocks its caller, and losses are reported. Call it
- *  once, before there is a second thread. */
+/** From now on writes do not block, and losses are reported. Call it once, before a second thread
+ *  exists. */
 void neverBlock(LossyWriter::LossReport report);
 
-/** As it stands. Until neverBlock() is called, as stdio writes. */
+/** Writes the text unchanged; with stdio until neverBlock() is called. */
 void write(const QByteArray &text);
 
-/** Waits until all of it is written, but not longer than that. */
+/** Waits until everything is written, but at most `longest`. */
 void flush(std::chrono::milliseconds longest);
 
 } // namespace runtime::standardError
