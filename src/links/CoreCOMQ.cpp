@@ -50,7 +50,7 @@ void applyParity(QSerialPort &port, const QString &parity)
     }
 }
 
-/** A read of nothing is no error of its own; only the line itself can tell that it is gone. */
+/** A read of no bytes is not an error; only poll(2) shows that the line has hung up. */
 bool hungUp(int handle)
 {
     pollfd line{handle, 0, 0};
@@ -152,8 +152,8 @@ qint64 CoreCOMQ::writeBytes(const char *bytes, qint64 length)
     return length;
 }
 
-/** A line that has gone away stays readable for ever, and its notifier would never rest. The word
- *  of it may come when another port is open already, whose own state counts then. */
+/** A line that has hung up stays readable, so its notifier would fire without end. The error may be
+ *  delivered when another port is open already, whose own state counts then. */
 void CoreCOMQ::closeBrokenPort(QSerialPort::SerialPortError error)
 {
     const bool gone =

@@ -11,8 +11,8 @@ class SerialPort;
 } // namespace links
 
 /**
- * The serial link to the device's MCUs: opens one port, writes frames at once and hands on every
- * chunk that arrives. Does no framing.
+ * The serial link to the device's MCUs: opens one port, writes frames at once and emits every chunk
+ * that arrives. Does no framing.
  */
 class CoreCOMQ : public links::DeviceLink
 {
@@ -24,9 +24,9 @@ public:
     const char *label() const override { return "com"; }
 
     /**
-     * Opens `portName` (a name such as "ttyS2" or a path), closing what was open before, and then
-     * applies the settings. Data bits other than 5 to 8, stop bits other than 1 and 2 and unknown
-     * parity names leave that setting as it is. Returns whether the port opened.
+     * Closes the previous port, opens `portName` (a name such as "ttyS2" or a path) and applies the
+     * settings. Data bits other than 5 to 8, stop bits other than 1 and 2 and unknown parity names
+     * do not change that setting. Returns whether the port opened.
      */
     virtual bool open(const QString &portName, int baudRate, int dataBits, int stopBits,
                       const QString &parity);
@@ -39,7 +39,7 @@ public:
     bool sendMsg(const unsigned char *bytes, int length);
     bool send(const QByteArray &frame) override;
 
-    /** Writes a text command. Its length counts in 8 bits and at most 99 bytes of it go out. */
+    /** Writes a text command. Its length is taken modulo 256 and at most 99 bytes are sent. */
     bool sendText(const QString &command);
 
     static QList<QString> listPorts();
@@ -51,7 +51,7 @@ public slots:
     void recvMsg();
 
 protected:
-    /** Hands bytes to the port; -1 on an error. */
+    /** Writes bytes to the port; -1 on an error. */
     virtual qint64 writeBytes(const char *bytes, qint64 length);
 
 private:

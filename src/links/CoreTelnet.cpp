@@ -98,8 +98,8 @@ void CoreTelnet::socketConnectionClosed()
     emit disconnected();
 }
 
-/** An old socket may still have bytes to deliver and then reports its end; that end must never be
- *  taken for the end of the connection that replaced it. */
+/** An old socket may still deliver bytes and then report its end, which must not be mistaken for
+ *  the end of the new connection. */
 void CoreTelnet::forgetSocket()
 {
     if (m_socket == nullptr)

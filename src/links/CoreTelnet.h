@@ -9,8 +9,8 @@
 #include <functional>
 
 /**
- * The network link to a device: one TCP client connection that carries the same frames as the
- * serial line. Does no framing and sets no time limit of its own.
+ * The network link to a device: one TCP client connection with the same frames as the serial line.
+ * Does no framing and sets no time limit of its own.
  */
 class CoreTelnet : public links::DeviceLink
 {
@@ -24,7 +24,7 @@ public:
     ~CoreTelnet() override;
 
     const char *label() const override { return "net"; }
-    /** Starts a connection, dropping the one before. The outcome comes as a signal. */
+    /** Starts a connection, dropping the previous one. A signal reports the result. */
     void connectTo(const QString &IP, quint16 port);
     bool openAt(const QString &IP, int port) override;
     void close() override;
@@ -35,7 +35,7 @@ public:
     bool write(const unsigned char *bytes, int length);
     bool send(const QByteArray &frame) override { return write(frame); }
 
-    /** A link without a hook leaves the reply pairing to others. */
+    /** Without a hook, frames on this link do not count when replies are matched. */
     void setFrameHook(FrameHook hook);
 
 signals:

@@ -7,7 +7,7 @@
 
 namespace links {
 
-/** What both transports to a device have in common. Neither does any framing. */
+/** The interface of both transports to a device. Neither does any framing. */
 class DeviceLink : public QObject
 {
     Q_OBJECT
@@ -29,7 +29,7 @@ signals:
     void opened();
     /** Bytes as they arrived, in chunks of any size. */
     void received(const QByteArray &chunk);
-    /** The far end, or the line, is gone. */
+    /** The peer has closed the connection, or the line has hung up. */
     void lost();
 };
 

@@ -6,7 +6,7 @@
 
 namespace links {
 
-/** What the console asks of the upgrade engine. The outcome of each request is a message. */
+/** The console's requests to the upgrade engine. A message reports the result of each request. */
 class EngineRequests
 {
 public:
@@ -14,7 +14,7 @@ public:
 
     /** Opens a serial port. Always returns false. */
     virtual bool onConnect(QString port) = 0;
-    /** Asks for the network link to a device. */
+    /** Requests the network link to a device. */
     virtual void connectNet(const QString &IP, int port) = 0;
     /** Closes the link. */
     virtual void disconnected() = 0;

@@ -11,13 +11,13 @@
 /** Which device link an engine starts with: 1 serial, 2 network, anything else none. */
 extern quint8 g_CONNECTTYPE;
 
-/** What becomes of a NET image in a package; see links::netImage. */
+/** How a NET image in a package is handled; see links::netImage. */
 extern quint8 g_UPGRADTYPE;
 
 /** Command word of the last frame that was longer than 8 bytes. */
 extern quint16 currentCommandKey;
 
-/** True from the moment a frame was written until its reply was taken. */
+/** True from the write of a frame until its reply is taken. */
 extern bool canRead;
 
 namespace links {
@@ -32,7 +32,7 @@ constexpr quint8 installHere = 2;
 constexpr quint8 serial = 1;
 constexpr quint8 network = 2;
 
-/** Stores key and flag for a frame that goes out; called for every frame a transport writes. */
+/** Stores key and flag for a frame; called for every frame that a transport writes. */
 void noteFrame(const unsigned char *bytes, int length);
 
 } // namespace links

@@ -28,7 +28,7 @@ WorkerCOM::WorkerCOM(QObject *parent, const Platform &platform)
     m_thread->start();
 }
 
-/** The engine is left alone: it lives as long as the process. */
+/** The engine is not deleted: it lives as long as the process. */
 WorkerCOM::~WorkerCOM()
 {
     m_thread->quit();
@@ -52,8 +52,8 @@ void WorkerCOM::connectReports()
     connect(m_engine, &ControlCenter::netconnected, this, &WorkerCOM::netconnected);
 }
 
-/** A run's claim is given back together with its status: before, another run could be accepted and
- *  then be ended by that status; later, a client that has read it could still be refused. */
+/** A run's claim is released together with its status: if earlier, another run could be accepted
+ *  and then ended by that status; if later, a client that has read it could still be refused. */
 void WorkerCOM::deliver(const QStringList &list)
 {
     emit message(list);
@@ -125,8 +125,8 @@ QString WorkerCOM::getMergeFWJSON(QString fileName)
     return m_engine->getMergeFWJSON(fileName);
 }
 
-/** The run is claimed before the engine has received it, so that two requests of one read cannot
- *  both be accepted. */
+/** Claims the run before the engine has received it, so that two requests of one read cannot both
+ *  be accepted. */
 void WorkerCOM::uploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel)
 {
     m_engine->runClaim().take();

@@ -20,9 +20,9 @@ class ControlCenter;
 class QThread;
 
 /**
- * The console's only way to the upgrade engine: makes the engine and its thread, turns calls into
- * queued signals and hands the engine's reports on. Every method is called from the main thread,
- * and requests reach the engine in the order in which they were made.
+ * The console's only access to the upgrade engine: creates the engine and its thread, turns calls
+ * into queued signals and forwards the engine's reports. Every method is called from the main
+ * thread, and requests reach the engine in order.
  */
 class WorkerCOM : public QObject, public links::EngineRequests
 {
@@ -33,7 +33,7 @@ public:
     ~WorkerCOM() override;
 
     Q_INVOKABLE QList<QString> getSerialPorts();
-    /** The four connect and write requests always return false: their outcome is a message. */
+    /** The four connect and write requests always return false: a message reports their result. */
     Q_INVOKABLE bool onConnect(QString port) override;
     Q_INVOKABLE bool onConnectWithBandrate(QString port, QString bandrate);
     Q_INVOKABLE bool autoConnect(QString port);
@@ -55,7 +55,7 @@ public:
 
     void connectNet(const QString &IP, int port) override;
     bool runActive() const override;
-    /** The engine's thread and its events, for those who watch over the agent. */
+    /** The engine's thread and its events, for the operations log and the service manager. */
     QThread *engineThread() const { return m_thread; }
     const engine::RunEvents *runEvents() const;
 
@@ -86,6 +86,6 @@ private:
     /** A child of the engine. */
     links::ReportRelay *m_relay;
     QThread *m_thread;
-    /** The run whose status is the next one to be delivered. */
+    /** The run whose status is delivered next. */
     engine::RunClaim::Number m_ending = engine::RunClaim::none;
 };

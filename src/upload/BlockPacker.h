@@ -9,23 +9,23 @@ namespace upload {
  * Cuts one image into write-block payloads (see protocol/BlockPayload.h). A block goes out as it
  * stands until it was accepted; to prepare the next one, pack it in a copy.
  *
- * Two ways of padding are kept apart on purpose: a first block that the image does not fill ends in
- * zeros and bears no last-block flag, a later one ends in FF and is the last.
+ * There are two kinds of padding: a first block that the image does not fill ends in zeros and has
+ * no last-block flag, a later one ends in FF and is the last.
  */
 class BlockPacker
 {
 public:
     /** Packs block 0. A length of 0 or less packs nothing and returns false. `length` counts even
-     *  where `image` is shorter; what is missing reads as 0. */
+     *  if `image` is shorter; missing bytes read as 0. */
     bool start(quint8 mcuType, quint8 mcuIndex, const QByteArray &image, qint64 length);
 
-    /** To be called once block 0 was handed to the link, whatever became of it. */
+    /** Call it once block 0 was passed to the link, with or without success. */
     void firstBlockSent();
 
-    /** Packs the next block. False when no image byte is left, and then nothing is to be sent. */
+    /** Packs the next block. False when no image byte is left to send. */
     bool packNext();
 
-    /** Lets go of the image's bytes; the flags of the finished transfer stay. */
+    /** Frees the image's bytes; the flags of the finished transfer stay. */
     void release() { m_image.clear(); }
 
     const QByteArray &payload() const { return m_payload; }
@@ -33,14 +33,14 @@ public:
 
     /** Clear once the last block was packed: its acceptance completes the image. */
     bool moreToSend() const { return m_moreToSend; }
-    /** Set by a packed last block and kept until the next image's first block is out. */
+    /** Set by a packed last block until the next image's first block was sent. */
     bool lastBlockSent() const { return m_lastBlockSent; }
-    /** The block packed last holds 256 image bytes and so moves the percentage. */
+    /** The block packed last has 256 image bytes and so changes the percentage. */
     bool blockIsFull() const { return m_blockIsFull; }
 
-    /** Percent after block 0; one byte short of what it carries, as it has always been shown. */
+    /** Percent after block 0; one byte less than its size, as clients expect it. */
     double firstPercent() const;
-    /** Percent once the block packed last has gone out, computed in single precision. */
+    /** Percent after the block packed last, computed in single precision. */
     double percent() const;
 
 private:

@@ -108,7 +108,7 @@ void CoreUpload::uploadData(uchar mcuType, uchar mcuIndex, const QByteArray &dat
     m_retryCount = 0;
     const bool sent = sendBlock();
     // A first block that could not be sent is repeated by its time-out, and its acknowledgement
-    // must find the same state as if it had gone out at once.
+    // must find the same state as if it had been sent at once.
     m_packer.firstBlockSent();
     prepareNextBlock();
     if (!sent)
@@ -168,15 +168,15 @@ bool CoreUpload::transmit(const QByteArray &frame)
     return sent;
 }
 
-/** Acknowledgements carry no block number, so whatever follows an accepted one in the same chunk
- *  can only be its echo and must not be credited to the next block. */
+/** Acknowledgements have no block number, so bytes after an accepted one in the same chunk can only
+ *  be its echo and must not count for the next block. */
 void CoreUpload::slotReceiveDatas(QByteArray datas)
 {
     for (int i = 0; canRead && i < datas.size(); ++i) {
         if (takeByte(quint8(datas.at(i))))
             break;
     }
-    // Not before: the device waits for the next block.
+    // After sending, since the device waits for the next block.
     qCDebug(logUploadBytes) << "in" << datas.toHex(' ');
 }
 

@@ -20,11 +20,11 @@ class CoreTelnet;
 
 /**
  * Writes one image into one MCU that is in its update mode: a block, its acknowledgement, the next
- * block. A block that is refused or unanswered goes out up to three times. Acknowledgements carry
- * no block number: after that of a block that went out more than once, whatever arrives within a
- * pause is dropped before the transfer goes on. Ends with exactly one
- * "SingleUploadSuccess" or "SingleUploadFail" through message(), except for an image of fewer than
- * 256 bytes, which has no last block and so ends without a verdict.
+ * block. A block that is refused or unanswered is sent up to three times. Acknowledgements have no
+ * block number: after that of a repeated block, bytes that arrive within a pause are dropped before
+ * the transfer continues. Ends with exactly one "SingleUploadSuccess" or "SingleUploadFail" through
+ * message(), except for an image of fewer than 256 bytes, which has no last block and so ends
+ * without a result.
  */
 class CoreUpload : public QObject
 {
@@ -34,23 +34,23 @@ public:
     explicit CoreUpload(const TimeOuts &timeOuts = TimeOuts(), const Pauses &pauses = Pauses(),
                         QObject *parent = nullptr);
 
-    /** The link that blocks go out on, which is not owned; without one they go nowhere. */
+    /** The link that blocks are sent on, which is not owned; without one they are dropped. */
     void setLink(links::DeviceLink *link) { m_link = link; }
-    /** The same with one of the two set. */
+    /** As setLink(), with one of the two set. */
     void setTransports(CoreCOMQ *serial, CoreTelnet *network);
     void setAddress(protocol::mcu::FrameAddress address);
 
-    /** Sends the file's content. False, and nothing sent, when the name has no ".bin" in it or the
-     *  file is missing, empty or unreadable. */
+    /** Sends the file's content. False, and nothing sent, when the name does not contain ".bin" or
+     *  the file is missing, empty or unreadable. */
     bool uploadFile(uchar mcuType, uchar mcuIndex, const QString &filename);
     void uploadData(uchar mcuType, uchar mcuIndex, const QByteArray &data, qint32 length);
 
-    /** Gives up what is in flight without a word. */
+    /** Gives up the current image without a message. */
     void reset();
-    /** A block has gone out and may be acknowledged now. */
+    /** A block was sent and may be acknowledged now. */
     bool awaitsAcknowledgement() const { return m_blockIsOut; }
 
-    /** How many times the block in flight was sent once more. */
+    /** How many times the block in flight was repeated. */
     int retries() const { return m_retryCount; }
 
     /** Sends one write frame and starts its time-out. At most 290 payload bytes. */
@@ -101,6 +101,6 @@ private:
     /** Runs while acknowledgements of a repeated block are dropped. */
     QTimer *m_settleTimer;
     int m_retryCount = 0;
-    /** The block in flight went out; without that, whatever comes cannot acknowledge it. */
+    /** The block in flight was sent; otherwise no byte can acknowledge it. */
     bool m_blockIsOut = false;
 };

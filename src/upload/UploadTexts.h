@@ -3,7 +3,7 @@
 
 #include "protocol/WireText.h"
 
-/** The uploader's words. They are part of the interface and keep their spelling. */
+/** The uploader's texts. They are part of the interface and keep their spelling. */
 namespace upload::uploadText {
 
 #define WIRE_TEXTS "upload/UploadTexts.def"
