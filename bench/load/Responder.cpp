@@ -10,7 +10,7 @@ using namespace std::chrono_literals;
 
 /** Start bit, eight data bits, stop bit. */
 constexpr long long bitsPerByte = 10;
-/** The last stretch of a wait is spent awake, since a wake-up would come late. */
+/** The last part of a wait is a busy loop, since a wake-up would be late. */
 constexpr auto awake = 2ms;
 
 void waitUntil(Nanoseconds due)
@@ -77,8 +77,8 @@ void Responder::answer(const PeerAnswer &answer)
         m_times.otherExchange();
 }
 
-/** The time at which the last byte went out. On a line with a speed, each byte goes out when its
- * stop bit would be over, as a serial port would send them, or all of them with the last. */
+/** The time at which the last byte was sent. With a baud rate, each byte is sent when its stop bit
+ *  would end, as by a serial port, or all of them with the last. */
 Nanoseconds Responder::send(const QByteArray &bytes, Nanoseconds start)
 {
     int sent = 0;

@@ -8,9 +8,9 @@
 #include <functional>
 
 /**
- * Plays a peer on a pseudo-terminal and takes the sender's times. With a baud rate, both ways take
- * the time they take on a serial line: what a host writes counts as arrived when its last bit
- * would have, and an answer comes out when its last bit would have been sent.
+ * Acts as a peer on a pseudo-terminal and measures the sender. With a baud rate, both directions
+ * take the time of a serial line: bytes of the host count as arrived when their last bit would have
+ * arrived, and an answer is sent when its last bit would have been sent.
  */
 class Responder
 {
@@ -19,9 +19,9 @@ public:
     {
         /** 0: as fast as the machine. */
         int baudRate = 0;
-        /** Replies are handed over when their last byte is due, not byte by byte. */
+        /** Replies are written when their last byte is due, not byte by byte. */
         bool wholeReplies = false;
-        /** How many blocks end it; 0: none do. */
+        /** Ends after so many blocks; 0: no limit. */
         int blocks = 0;
         int warmUp = 0;
     };
@@ -31,7 +31,7 @@ public:
     /** Called once, when the blocks start to count. */
     void setWarmedUp(std::function<void()> warmedUp) { m_warmedUp = std::move(warmedUp); }
 
-    /** Until the blocks are there or `stop` becomes true. */
+    /** Runs until the blocks have arrived or `stop` becomes true. */
     void run(const volatile bool &stop);
 
     const BlockTimes &times() const { return m_times; }
@@ -51,7 +51,7 @@ private:
     Settings m_settings;
     BlockTimes m_times;
     std::function<void()> m_warmedUp;
-    /** When the first byte of the command in hand came, and how many it has so far. */
+    /** When the first byte of the current command arrived, and how many it has so far. */
     Nanoseconds m_commandStarted{0};
     long long m_commandBytes = 0;
     Nanoseconds m_hostEnd{0};

@@ -5,7 +5,7 @@
 #include <QString>
 #include <QStringList>
 
-/** What the agent's other parts report, as the text that a client gets. */
+/** The reports of the agent's other parts as texts for clients. */
 namespace console::consolereport {
 
 /** Whether the engine's message is the status that ends a run. */

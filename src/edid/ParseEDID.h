@@ -14,16 +14,16 @@
 /**
  * Turns a dump of 256 bytes, an EDID base block and its first extension block, into a report.
  *
- * The report goes out through signalEDID as three lists of fields that each end in ",":
- * identification, timings, extension. A dump without the EDID header gives five items instead:
- * the error and four empty strings. A wrong checksum shows in status() and stops nothing.
+ * The report is emitted by signalEDID as three lists of fields that each end in ",":
+ * identification, timings, extension. A dump without the EDID header gives five items instead: the
+ * error and four empty strings. A wrong checksum only changes status().
  */
 class ParseEDID : public QObject
 {
     Q_OBJECT
 
 public:
-    /** Gets every human-readable line, with its "\r\n", in the order of the report. */
+    /** Called with every human-readable line, with its "\r\n", in the order of the report. */
     using LineSink = std::function<void(const QString &line)>;
 
     explicit ParseEDID(QObject *parent = nullptr);

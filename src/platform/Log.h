@@ -4,8 +4,8 @@
 #include <QLoggingCategory>
 
 /**
- * The agent's debug lines, one category for each subsystem and one beside it for raw bytes. All are
- * off by default; Qt's logging rules switch them on, for example
+ * The categories of the agent's debug lines, one for each subsystem and another one for its raw
+ * bytes. All are off by default; Qt's logging rules enable them, for example
  * QT_LOGGING_RULES="agent.*.debug=true".
  */
 Q_DECLARE_LOGGING_CATEGORY(logConsole)
@@ -21,5 +21,5 @@ Q_DECLARE_LOGGING_CATEGORY(logNet)
 Q_DECLARE_LOGGING_CATEGORY(logNetBytes)
 Q_DECLARE_LOGGING_CATEGORY(logService)
 
-/** The log of operations, for those who run the agent: on by default, at info level. */
+/** The operations log, for the owner of the device: on by default, at info level. */
 Q_DECLARE_LOGGING_CATEGORY(logOperations)

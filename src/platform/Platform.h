@@ -18,7 +18,7 @@ struct Paths
 struct Ports
 {
     quint16 console = 35353;
-    /** Where a device with a network link of its own listens. */
+    /** The port of a device with its own network link. */
     quint16 device = 6752;
     QString serial = QStringLiteral("ttyS2");
     QString baudRate = QStringLiteral("57600");
@@ -36,20 +36,20 @@ struct TimeOuts
     /** The acknowledgement of one image block; the last one is followed by the MCU's own check. */
     ms block{15'000};
     ms lastBlock{30'000};
-    /** Any run that shows no sign of life. */
+    /** Any run without progress. */
     ms runGuard{60'000};
-    /** A receiver of NET blocks that got no answer out: after this it listens again. */
+    /** A receiver of NET blocks that could not send its answer listens again after this time. */
     ms netGateReopen{10'000};
-    /** A half-received NET block is given up after this silence. */
+    /** A partly received NET block is discarded after this silence. */
     ms netAssembly{10'000};
     /** One console client at shutdown. */
     ms clientDisconnect{1'000};
-    /** A console client that has closed its side and takes none of the replies that are left. */
+    /** A console client that has closed its side and reads none of the remaining replies. */
     ms halfClosedClient{60'000};
 };
 
-/** How a console client that has vanished without a word is noticed: by TCP keep-alive, which asks
- *  it after a time without traffic, and drops it when none of the probes is answered. */
+/** TCP keep-alive, which detects a console client that has vanished: probes are sent after a time
+ *  without traffic, and the client is dropped when none is answered. */
 struct KeepAlive
 {
     std::chrono::seconds idle{60};
@@ -62,28 +62,28 @@ struct Pauses
 {
     using ms = std::chrono::milliseconds;
 
-    /** Between an MCU's word that it is in update mode and the first block. */
+    /** Between an MCU's reply that it is in update mode and the first block. */
     ms beforeFirstBlock{200};
-    /** After the acknowledgement of a block that was sent more than once: those of the other
-     *  sends arrive in this time and are dropped. */
+    /** After the acknowledgement of a block that was sent more than once: those of the other tries
+     *  arrive in this time and are dropped. */
     ms afterRepeatedBlock{250};
     ms afterImage{1'000};
-    /** After a quiet NET install, before the device is told. */
+    /** After a quiet NET install, before the device is notified. */
     ms quietInstall{1'000'000};
     ms beforeModuleReboot{2'000};
-    /** From the end of a crowd of clients to giving its memory back. */
+    /** From the end of many clients to giving their memory back. */
     ms beforeGiveBack{1'000};
     /** Between two groups of progress values on their way to a client. */
     ms betweenProgress{200};
 };
 
-/** What peers may make the agent hold in memory. */
+/** Limits for what peers make the agent hold in memory. */
 struct Limits
 {
     /** What is fetched from one console client at a time, in bytes; more than the longest piece of
      *  a NET package. */
     qint64 consoleRead = qint64{256} * 1024;
-    /** A console line without an end, in characters. */
+    /** An unfinished console line, in characters. */
     int consoleLine = 1024 * 1024;
     /** The same of all clients together. */
     qint64 allConsoleLines = qint64{16} * 1024 * 1024;
@@ -91,7 +91,7 @@ struct Limits
     qint64 unreadReplies = qint64{16} * 1024 * 1024;
     /** The same of all clients together. */
     qint64 allUnreadReplies = qint64{64} * 1024 * 1024;
-    /** One image of a package, in bytes; it is in memory while it is written. */
+    /** One image of a package, in bytes, which is in memory while it is written. */
     qint64 image = qint64{256} * 1024 * 1024;
     /** A text answer without a line end, in characters. */
     int deviceText = 64 * 1024;
@@ -102,7 +102,7 @@ struct Limits
 /** The module's command shell. */
 struct Shell
 {
-    /** Runs a command line to its end. Nobody looks at its exit status. */
+    /** Runs a command line to its end and ignores its exit status. */
     std::function<void(const QString &command)> run;
     /** Runs a command line and returns the first characters it prints, at most `count`. */
     std::function<QByteArray(const QString &command, int count)> readFirst;
@@ -112,8 +112,8 @@ struct Shell
 };
 
 /**
- * Everything of the machine that the agent depends on, handed down from main. The defaults are
- * the module's own; tests hand in scaled times, private paths and a recording shell.
+ * Everything of the machine that the agent depends on. The defaults are the module's; tests pass in
+ * shorter times, private paths and a recording shell.
  */
 struct Platform
 {
