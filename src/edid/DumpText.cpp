@@ -19,7 +19,7 @@ int digitOf(QChar character)
     return lower >= 'a' && lower <= 'f' && code < 0x80 ? lower - 'a' + 10 : -1;
 }
 
-/** The low byte of a number, 0 for what is none. Nearly every field has two digits. */
+/** The low byte of a number, 0 if it is not one. Nearly every field has two digits. */
 int byteOf(const QStringRef &field)
 {
     if (field.size() == 2) {

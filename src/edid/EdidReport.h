@@ -9,7 +9,7 @@
 
 namespace edid {
 
-/** The report of a dump. Every entry of the first three ends in ",". */
+/** The report of a dump. Every entry ends in ",". */
 struct Report
 {
     /** Manufacturer letters, product name, "HDMI" or "DVI". */
@@ -22,7 +22,7 @@ struct Report
 
 Report writeReport(const Facts &facts);
 
-/** The same and more for people; each line ends in "\r\n". There is always one. */
+/** The report for people, with more details; each line ends in "\r\n". There is always one. */
 QStringList reportLines(const Facts &facts);
 
 /** Header error, or the kind of dump and its checksum verdicts. */

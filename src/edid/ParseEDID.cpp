@@ -79,7 +79,7 @@ void ParseEDID::fillReport(const edid::Facts &facts)
     writeLines(facts);
 }
 
-/** The lines cost more than everything else, so they are made only when something reads them. */
+/** Creating the lines takes most of the time, so they are created only for a reader. */
 void ParseEDID::writeLines(const edid::Facts &facts)
 {
     m_unwritten.reset();

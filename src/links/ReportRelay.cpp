@@ -12,7 +12,7 @@ namespace links {
 
 namespace {
 
-/** On a fast line a group is full before its time is over. */
+/** On a fast line a group is full before the interval ends. */
 constexpr int longestGroup = 16;
 
 } // namespace

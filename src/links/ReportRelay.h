@@ -13,30 +13,30 @@
 namespace links {
 
 /**
- * Hands the progress of the engine on to another thread, in groups: each wake-up of that thread
- * takes several times as long as the work for a block. The first value after a silence goes on at
- * once. Nothing overtakes a value that is held: each message and each other event of a run lets it
- * go first. Lives in the engine's thread.
+ * Forwards the progress of the engine to another thread, in groups: each wake-up of that thread
+ * takes several times as long as the work for a block. The first value after a pause is forwarded
+ * at once. The order is kept: held values are sent before each message and each other event of a
+ * run. Lives in the engine's thread.
  */
 class ReportRelay : public QObject
 {
     Q_OBJECT
 
 public:
-    /** A value is held for `interval` at most, and without one, none is held. */
+    /** A value is held for at most `interval`; with 0 none is held. */
     explicit ReportRelay(std::chrono::milliseconds interval, QObject *parent = nullptr);
 
-    /** Takes the events of runs from here; the end of a run is announced without waiting. */
+    /** Forwards these events of runs; the end of a run is not held. */
     void follow(const engine::RunEvents &events);
 
-    /** Any thread may use this; values of another thread than the engine's are not held. */
+    /** Any thread may call this; values from other threads than the engine's are not held. */
     void takeProgress(double bytesSent, double bytesTotal);
-    /** Of the progress events that are held, only the last one goes on. */
+    /** Of held progress events only the last one is sent. */
     void takeEvent(const engine::RunEvent &event);
-    /** Lets go of what is held. */
+    /** Sends what is held. */
     void flush();
 
-    /** Where the events of runs come out. */
+    /** Emits the forwarded events of runs. */
     const engine::RunEvents *runEvents() const { return &m_events; }
 
 signals:

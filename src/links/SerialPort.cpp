@@ -11,7 +11,7 @@ namespace links {
 
 namespace {
 
-/** What the kernel keeps of a line's bytes, at most. */
+/** The size of the kernel's buffer of a serial line. */
 constexpr std::size_t longestChunk = 4096;
 
 } // namespace
@@ -28,7 +28,7 @@ bool SerialPort::open(OpenMode mode)
         return false;
     const auto notifiers = findChildren<QSocketNotifier *>();
     for (QSocketNotifier *const notifier : notifiers) {
-        // Those of a port that was closed before may still be there.
+        // Notifiers of an earlier open() may still exist.
         if (notifier->type() == QSocketNotifier::Read && notifier->isEnabled())
             m_qtNotifier = notifier;
     }
@@ -60,7 +60,7 @@ QByteArray SerialPort::fetch()
     const ssize_t count = ::read(handle(), buffer.data(), buffer.size());
     if (count > 0)
         return {buffer.data(), int(count)};
-    // The line is gone, or has an error: Qt finds out which, and reports it.
+    // The line has hung up or has an error: Qt's notifier finds and reports it.
     m_notifier->setEnabled(false);
     m_qtNotifier->setEnabled(true);
     return {};

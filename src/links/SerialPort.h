@@ -10,12 +10,10 @@ class QSocketNotifier;
 namespace links {
 
 /**
- * A serial port whose bytes go straight between the kernel and the link. With Qt's own buffers each
- * chunk costs several allocations, and each frame costs one more turn of the event loop, in which
- * the port reports that it can be written.
+ * A serial port without Qt's buffers. With them each chunk needs several allocations, and each
+ * frame one more iteration of the event loop, in which the port becomes writable.
  *
- * Whatever is unusual is left to Qt: the rest of a frame that the kernel does not take at once, and
- * every error.
+ * Qt handles the rest of a frame that the kernel does not accept at once, and all errors.
  */
 class SerialPort : public QSerialPort
 {
@@ -28,10 +26,10 @@ public:
     bool open(OpenMode mode) override;
     void close() override;
 
-    /** All bytes that have arrived; to be called at readyRead(). Qt's own read functions have none
-     *  of them. */
+    /** All bytes that have arrived; call it on readyRead(). Qt's own read functions return no
+     *  bytes. */
     QByteArray fetch();
-    /** Hands bytes to the kernel at once; the port must be open. */
+    /** Writes bytes at once; the port must be open. */
     void send(const char *bytes, qint64 length);
 
 private:

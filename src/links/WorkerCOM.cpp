@@ -35,8 +35,8 @@ WorkerCOM::~WorkerCOM()
     m_thread->wait();
 }
 
-/** The relay comes first, so that what it holds goes before a message. A message of this thread,
- *  about a package, waits for nothing that is held. */
+/** The relay is connected first, so that its held values are sent before a message. A message of
+ *  this thread, about a package, does not wait for them. */
 void WorkerCOM::connectReports()
 {
     connect(m_engine, &ControlCenter::message, m_relay, &ReportRelay::flush);

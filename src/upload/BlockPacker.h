@@ -6,8 +6,8 @@
 namespace upload {
 
 /**
- * Cuts one image into write-block payloads (see protocol/BlockPayload.h). A block goes out as it
- * stands until it was accepted; to prepare the next one, pack it in a copy.
+ * Splits one image into write-block payloads (see protocol/BlockPayload.h). A block is repeated
+ * unchanged until it was accepted; to prepare the next one, pack it in a copy.
  *
  * There are two kinds of padding: a first block that the image does not fill ends in zeros and has
  * no last-block flag, a later one ends in FF and is the last.

@@ -141,7 +141,7 @@ bool CoreUpload::sendCommand(quint16 word, int length, const unsigned char *payl
     return sendFrame(mcu::buildFrame(mcu::hostStart, m_address, word, bytes));
 }
 
-/** The device waits for the frame, and for nothing that is done or written about it. */
+/** Writes the frame first, since the device waits for it. */
 bool CoreUpload::sendFrame(const QByteArray &frame)
 {
     m_assembler.reset();

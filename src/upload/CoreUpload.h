@@ -87,8 +87,7 @@ private:
     links::DeviceLink *m_link = nullptr;
     protocol::mcu::FrameAddress m_address;
     upload::BlockPacker m_packer;
-    /** The block after the one in flight: once that is accepted, the device waits for nothing but
-     *  the write. */
+    /** The block after the one in flight, prepared so that it only needs to be written. */
     struct
     {
         /** As m_packer will be then. */
