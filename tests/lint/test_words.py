@@ -55,7 +55,8 @@ class TestWords(unittest.TestCase):
             self.assertNotEqual(instead, "", phrase.pattern)
 
     def test_places(self):
-        for name in ("README.md", "docs/use/tutorial.md", "docs/man/fwm.1"):
+        for name in ("README.md", "docs/use/tutorial.md", "docs/man/fwm.1", "src/main/main.cpp",
+                     "bench/run.py", "cmake/cross.cmake", "packaging/agent/postinst"):
             self.assertTrue(lint_words.is_checked(name), name)
         for name in ("tests/edid/data/INDEX.md", "LICENSE"):
             self.assertFalse(lint_words.is_checked(name), name)
