@@ -8,6 +8,9 @@
 
 #include <algorithm>
 
+using platform::logConsole;
+using platform::Platform;
+
 namespace descriptors = runtime::descriptors;
 
 namespace console {

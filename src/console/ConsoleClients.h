@@ -23,7 +23,7 @@ class ConsoleClients
 public:
     /** `setAccepting` is called with false at the maximum number of clients, and with true below
      *  it. */
-    ConsoleClients(const Platform &platform, ConsoleEvents &events,
+    ConsoleClients(const platform::Platform &platform, ConsoleEvents &events,
                    std::function<void(bool accepting)> setAccepting,
                    const std::function<void()> &giveBackMemory = &runtime::giveBackFreeMemory);
 
@@ -43,7 +43,7 @@ public:
 private:
     void limitClients();
 
-    const Platform &m_platform;
+    const platform::Platform &m_platform;
     ConsoleEvents &m_events;
     std::function<void(bool accepting)> m_setAccepting;
     QVector<ClientPointer> m_clients;

@@ -14,6 +14,8 @@
 
 #include <QFileInfo>
 
+using platform::logConsole;
+
 namespace consoletext = protocol::consoletext;
 
 namespace console {

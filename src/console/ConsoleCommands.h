@@ -13,7 +13,9 @@ class EngineRequests;
 } // namespace links
 
 class ParseEDID;
+namespace platform {
 struct Platform;
+} // namespace platform
 
 namespace console {
 
@@ -29,7 +31,7 @@ public:
     /** What the requests need; it has to live as long as they do. */
     struct Parts
     {
-        const Platform &platform;
+        const platform::Platform &platform;
         links::EngineRequests &engine;
         ConsoleReplies &replies;
         ConsoleEvents &events;

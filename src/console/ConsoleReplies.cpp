@@ -5,6 +5,9 @@
 
 #include <utility>
 
+using platform::Limits;
+using platform::logConsole;
+
 namespace console {
 
 namespace {

@@ -17,7 +17,7 @@ class ConsoleReplies
 {
 public:
     /** `clients` are all current clients. */
-    ConsoleReplies(const QVector<ClientPointer> &clients, const Limits &limits);
+    ConsoleReplies(const QVector<ClientPointer> &clients, const platform::Limits &limits);
 
     /** The client that sent the last request. */
     void setTarget(const ClientPointer &client) { m_target = client; }
@@ -47,7 +47,7 @@ private:
     void limitUnread();
 
     const QVector<ClientPointer> &m_clients;
-    const Limits m_limits;
+    const platform::Limits m_limits;
     ClientPointer m_target = std::make_shared<ConsoleClient>();
     bool m_collecting = false;
     ClientConnection *m_collectedFor = nullptr;

@@ -12,6 +12,9 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
+using platform::KeepAlive;
+using platform::logConsole;
+
 namespace console {
 
 namespace {

@@ -32,7 +32,7 @@ public:
 
     /** Replies are sent at once. Keep-alive drops a peer that has vanished; a peer that has closed
      *  its side is dropped when it reads none of the remaining bytes for `closing`. */
-    void configure(const KeepAlive &keepAlive, std::chrono::milliseconds closing);
+    void configure(const platform::KeepAlive &keepAlive, std::chrono::milliseconds closing);
 
     ConsolePeer peer() const;
 
@@ -47,7 +47,7 @@ public:
     void discard() override;
 
 private:
-    bool keepAlive(const KeepAlive &rule);
+    bool keepAlive(const platform::KeepAlive &rule);
     void limitClosing(std::chrono::milliseconds limit);
     void refreshNotifier();
 

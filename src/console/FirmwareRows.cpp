@@ -12,6 +12,7 @@ using package::imageEntries;
 using package::ImageEntry;
 using package::PackageDescription;
 using package::parseDescription;
+using platform::logConsole;
 
 namespace console {
 

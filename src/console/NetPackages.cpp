@@ -8,6 +8,7 @@
 
 namespace consoletext = protocol::consoletext;
 using engine::RunEvent;
+using platform::logConsole;
 
 namespace console {
 

@@ -10,6 +10,9 @@
 #include <algorithm>
 #include <utility>
 
+using platform::Limits;
+using platform::logConsole;
+
 namespace consoletext = protocol::consoletext;
 
 namespace console {

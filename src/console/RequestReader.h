@@ -27,7 +27,7 @@ public:
     /** From this length on, an unfinished line counts towards the limit for all clients. */
     static constexpr int longLine = 8'192;
 
-    RequestReader(const Limits &limits, ConsoleClients &clients, ConsoleReplies &replies,
+    RequestReader(const platform::Limits &limits, ConsoleClients &clients, ConsoleReplies &replies,
                   Receivers receivers);
 
     void read(const ClientPointer &client);

@@ -18,6 +18,9 @@ using console::ConsoleRequest;
 using console::ConsoleSocket;
 using console::RequestReader;
 using engine::RunEvents;
+using platform::logConsole;
+using platform::logConsoleBytes;
+using platform::Platform;
 
 TCPServer::TCPServer(QObject *parent, const Platform &platform, const WorkerFactory &makeWorker)
     : QObject(parent),

@@ -33,11 +33,13 @@ class TCPServer : public QObject
     Q_OBJECT
 
 public:
-    using WorkerFactory = std::function<std::unique_ptr<WorkerCOM>(const Platform &platform)>;
+    using WorkerFactory =
+        std::function<std::unique_ptr<WorkerCOM>(const platform::Platform &platform)>;
 
     /** Listens at once. When the port is in use, no client is served. Without a factory the worker
      *  is that of the upgrade engine. */
-    explicit TCPServer(QObject *parent = nullptr, const Platform &platform = Platform(),
+    explicit TCPServer(QObject *parent = nullptr,
+                       const platform::Platform &platform = platform::Platform(),
                        const WorkerFactory &makeWorker = {});
     ~TCPServer() override;
 
@@ -46,7 +48,7 @@ public:
     /** Why the server does not listen; empty while it does. */
     QString listenError() const;
     static QString version() { return console::ConsoleCommands::version(); }
-    const Platform &platform() const { return m_platform; }
+    const platform::Platform &platform() const { return m_platform; }
     /** For the operations log and the service manager. */
     const console::ConsoleEvents &events() const { return m_events; }
     /** The engine's bridge; lives as long as this object. */
@@ -74,7 +76,7 @@ private:
     void connectNetUpgrade();
     void listen();
 
-    const Platform m_platform;
+    const platform::Platform m_platform;
     console::ConsoleEvents m_events;
     std::unique_ptr<WorkerCOM> m_worker;
     ParseEDID *const m_edid;

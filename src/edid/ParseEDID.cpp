@@ -7,6 +7,8 @@
 
 #include <utility>
 
+using platform::logEdid;
+
 namespace {
 
 edid::ByteView view(const unsigned char *bytes)

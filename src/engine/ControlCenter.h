@@ -27,7 +27,7 @@ class ControlCenter : public QObject
     Q_OBJECT
 
 public:
-    explicit ControlCenter(const Platform &platform = Platform(),
+    explicit ControlCenter(const platform::Platform &platform = platform::Platform(),
                            const engine::LinkFactory &links = engine::LinkFactory(),
                            QObject *parent = nullptr);
     ~ControlCenter() override;

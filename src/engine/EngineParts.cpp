@@ -10,6 +10,8 @@ namespace field = package::field;
 using bytes::ByteSource;
 using planning::rowOfLateAnswer;
 using planning::TypeAndIndexTable;
+using platform::logEngine;
+using platform::Platform;
 using protocol::Reply;
 
 namespace engine {

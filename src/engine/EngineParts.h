@@ -46,7 +46,7 @@ struct DeviceParts : ReportParts
 {
     /** `owner` becomes the parent of each part that is a QObject, so that they share its thread. */
     DeviceParts(const EngineSinks &sinks, const CommandChannel::LateAnswer &isLate,
-                const Platform &platform, const LinkFactory &factory, QObject *owner);
+                const platform::Platform &platform, const LinkFactory &factory, QObject *owner);
 
     RunGuard guard;
     DeviceLinks links;
@@ -57,8 +57,8 @@ struct DeviceParts : ReportParts
 /** The parts of the engine, each constructed after those that it needs. */
 struct EngineParts : DeviceParts
 {
-    EngineParts(const EngineSinks &sinks, const Platform &platform, const LinkFactory &factory,
-                QObject *owner);
+    EngineParts(const EngineSinks &sinks, const platform::Platform &platform,
+                const LinkFactory &factory, QObject *owner);
 
     PackageShelf shelf;
     RunPackage package;

@@ -15,6 +15,8 @@
 namespace standardError = runtime::standardError;
 using links::DeviceLink;
 using links::SerialPort;
+using platform::logLink;
+using platform::logLinkBytes;
 
 namespace {
 

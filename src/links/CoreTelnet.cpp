@@ -6,6 +6,8 @@
 #include <utility>
 
 using links::DeviceLink;
+using platform::logLink;
+using platform::logLinkBytes;
 
 CoreTelnet::CoreTelnet(QObject *parent) : DeviceLink(parent)
 {

@@ -14,6 +14,8 @@
 using engine::RunClaim;
 using engine::RunEvents;
 using links::ReportRelay;
+using platform::logLink;
+using platform::Platform;
 
 WorkerCOM::WorkerCOM(QObject *parent, const Platform &platform)
     : QObject(parent),

@@ -29,7 +29,8 @@ class WorkerCOM : public QObject, public links::EngineRequests
     Q_OBJECT
 
 public:
-    explicit WorkerCOM(QObject *parent = nullptr, const Platform &platform = Platform());
+    explicit WorkerCOM(QObject *parent = nullptr,
+                       const platform::Platform &platform = platform::Platform());
     ~WorkerCOM() override;
 
     Q_INVOKABLE QList<QString> getSerialPorts();

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <unistd.h>
 
+using platform::logService;
+
 namespace journalStream = runtime::journalStream;
 namespace standardError = runtime::standardError;
 

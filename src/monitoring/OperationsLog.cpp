@@ -8,6 +8,8 @@ using console::ConsoleEvents;
 using console::ConsolePeer;
 using console::RunRequest;
 using engine::RunEvent;
+using platform::logOperations;
+using platform::Platform;
 
 namespace monitoring {
 

@@ -5,6 +5,7 @@ using console::ConsolePeer;
 using console::RunRequest;
 using engine::RunEvent;
 using engine::RunMcu;
+using platform::Platform;
 
 namespace monitoring::operations {
 

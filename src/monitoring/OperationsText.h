@@ -11,7 +11,7 @@
 /** The lines of the operations log. docs/reference/log.md describes each. */
 namespace monitoring::operations {
 
-LogLine started(const QString &version, const Platform &platform);
+LogLine started(const QString &version, const platform::Platform &platform);
 LogLine listening(quint16 port);
 LogLine notListening(quint16 port, const QString &reason);
 LogLine clientCame(const console::ConsolePeer &peer, int clients);

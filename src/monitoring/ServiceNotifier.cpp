@@ -11,6 +11,7 @@
 
 using console::ConsoleEvents;
 using engine::RunEvent;
+using platform::logService;
 using runtime::NotifySocket;
 using runtime::ServiceEnvironment;
 

@@ -8,6 +8,7 @@
 #include <system_error>
 
 using package::NetImage;
+using platform::Platform;
 
 namespace netupgrade {
 

@@ -20,7 +20,8 @@ class NetInstallJob : public QObject
     Q_OBJECT
 
 public:
-    NetInstallJob(const Platform &platform, const package::NetImage &header, QObject *parent);
+    NetInstallJob(const platform::Platform &platform, const package::NetImage &header,
+                  QObject *parent);
     ~NetInstallJob() override;
 
     /** Returns before the first signal reaches an object of this thread. */
@@ -38,7 +39,7 @@ signals:
 private:
     void run();
 
-    Platform m_platform;
+    platform::Platform m_platform;
     package::NetImage m_header;
     std::thread m_thread;
 };

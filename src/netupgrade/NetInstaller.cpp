@@ -16,6 +16,8 @@ using bytes::ByteSource;
 using bytes::forEachChunk;
 using package::NetImage;
 using package::readNetImage;
+using platform::logNet;
+using platform::Platform;
 using protocol::filled;
 
 namespace netupgrade {

@@ -37,7 +37,7 @@ struct NetReport
 class NetInstaller
 {
 public:
-    NetInstaller(const Platform &platform, NetReport report);
+    NetInstaller(const platform::Platform &platform, NetReport report);
 
     /**
      * Installs a NET image from a package: writes the archive piece by piece, then as install() for
@@ -62,8 +62,8 @@ private:
     void sayLast(const QString &line);
     QString command(const QString &pattern) const;
 
-    Paths m_paths;
-    Shell m_shell;
+    platform::Paths m_paths;
+    platform::Shell m_shell;
     NetReport m_report;
 };
 

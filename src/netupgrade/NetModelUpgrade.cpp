@@ -19,6 +19,9 @@ using netupgrade::netBlockReply;
 using netupgrade::NetInstaller;
 using netupgrade::NetInstallJob;
 using package::NetImage;
+using platform::logNet;
+using platform::logNetBytes;
+using platform::Platform;
 using protocol::filled;
 using protocol::wholeProgress;
 

@@ -28,7 +28,8 @@ class NetModelUpgrade : public QObject
     Q_OBJECT
 
 public:
-    explicit NetModelUpgrade(QObject *parent = nullptr, const Platform &platform = Platform());
+    explicit NetModelUpgrade(QObject *parent = nullptr,
+                             const platform::Platform &platform = platform::Platform());
     ~NetModelUpgrade() override;
 
     /** `runActive` returns whether the upgrade engine runs; while it does, no frame is accepted,
@@ -71,7 +72,7 @@ private:
     void reboot();
     void endInstalling();
 
-    Platform m_platform;
+    platform::Platform m_platform;
     std::function<bool()> m_runActive;
     std::function<void(const QString &version)> m_installStarted;
     std::function<void(bool succeeded)> m_installEnded;

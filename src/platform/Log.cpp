@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/Log.h"
 
+namespace platform {
+
 Q_LOGGING_CATEGORY(logConsole, "agent.console", QtInfoMsg)
 Q_LOGGING_CATEGORY(logConsoleBytes, "agent.console.bytes", QtInfoMsg)
 Q_LOGGING_CATEGORY(logLink, "agent.link", QtInfoMsg)
@@ -14,3 +16,5 @@ Q_LOGGING_CATEGORY(logNet, "agent.net", QtInfoMsg)
 Q_LOGGING_CATEGORY(logNetBytes, "agent.net.bytes", QtInfoMsg)
 Q_LOGGING_CATEGORY(logService, "agent.service", QtInfoMsg)
 Q_LOGGING_CATEGORY(logOperations, "agent.operations", QtInfoMsg)
+
+} // namespace platform

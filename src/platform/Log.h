@@ -3,6 +3,8 @@
 
 #include <QLoggingCategory>
 
+namespace platform {
+
 /**
  * The categories of the agent's debug lines, one for each subsystem and another one for its raw
  * bytes. All are off by default; Qt's logging rules enable them, for example
@@ -23,3 +25,5 @@ Q_DECLARE_LOGGING_CATEGORY(logService)
 
 /** The operations log, for the owner of the device: on by default, at info level. */
 Q_DECLARE_LOGGING_CATEGORY(logOperations)
+
+} // namespace platform

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+namespace platform {
+
 namespace {
 
 void runCommand(const QString &command)
@@ -31,3 +33,5 @@ Shell Shell::system()
 {
     return {runCommand, readFirstCharacters};
 }
+
+} // namespace platform

@@ -7,6 +7,8 @@
 #include <chrono>
 #include <functional>
 
+namespace platform {
+
 /** The files of the network module. */
 struct Paths
 {
@@ -125,3 +127,5 @@ struct Platform
     Limits limits;
     Shell shell = Shell::system();
 };
+
+} // namespace platform

@@ -31,7 +31,8 @@ class CoreUpload : public QObject
     Q_OBJECT
 
 public:
-    explicit CoreUpload(const TimeOuts &timeOuts = TimeOuts(), const Pauses &pauses = Pauses(),
+    explicit CoreUpload(const platform::TimeOuts &timeOuts = platform::TimeOuts(),
+                        const platform::Pauses &pauses = platform::Pauses(),
                         QObject *parent = nullptr);
 
     /** The link that blocks are sent on, which is not owned; without one they are dropped. */
@@ -82,8 +83,8 @@ private:
     void repeatOrFail();
     void finish(const char *verdict);
 
-    TimeOuts m_timeOuts;
-    Pauses m_pauses;
+    platform::TimeOuts m_timeOuts;
+    platform::Pauses m_pauses;
     links::DeviceLink *m_link = nullptr;
     protocol::mcu::FrameAddress m_address;
     upload::BlockPacker m_packer;

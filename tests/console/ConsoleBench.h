@@ -58,7 +58,7 @@ private:
 class RecordingWorker : public WorkerCOM
 {
 public:
-    RecordingWorker(const Platform &platform, QStringList &requests)
+    RecordingWorker(const platform::Platform &platform, QStringList &requests)
         : WorkerCOM(nullptr, platform), m_requests(requests)
     {
     }
@@ -120,7 +120,7 @@ public:
     /** Requests to the engine only go into `requests`. */
     void recordRequests()
     {
-        makeWorker = [this](const Platform &all) {
+        makeWorker = [this](const platform::Platform &all) {
             return std::make_unique<RecordingWorker>(all, requests);
         };
     }
@@ -181,7 +181,7 @@ public:
 
     QTemporaryDir folder;
     RecordingShell shell;
-    Platform platform;
+    platform::Platform platform;
     QStringList requests;
     TCPServer::WorkerFactory makeWorker;
     std::unique_ptr<TCPServer> server;

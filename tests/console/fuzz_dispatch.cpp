@@ -18,6 +18,7 @@
 
 namespace consoletext = protocol::consoletext;
 using engine::RunEvents;
+using platform::Platform;
 
 namespace {
 

@@ -15,6 +15,7 @@ using console::ClientPointer;
 using console::ConsoleClients;
 using console::ConsoleEvents;
 using console::ConsolePeer;
+using platform::Platform;
 
 using namespace std::chrono_literals;
 

@@ -23,6 +23,7 @@ using console::ConsoleRequest;
 using console::PackageTurns;
 using console::RunRequest;
 using links::EngineRequests;
+using platform::Platform;
 
 namespace {
 

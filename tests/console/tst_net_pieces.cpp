@@ -16,6 +16,7 @@ using console::ConsoleEvents;
 using console::NetPackages;
 using console::RunRequest;
 using engine::RunEvent;
+using platform::Platform;
 
 using namespace std::chrono_literals;
 

@@ -19,6 +19,7 @@ using console::ConsolePeer;
 using console::ConsoleReplies;
 using console::ConsoleRequest;
 using console::RequestReader;
+using platform::Platform;
 
 namespace {
 

@@ -11,6 +11,7 @@ namespace tst_replies {
 using console::ClientPointer;
 using console::ConsoleClient;
 using console::ConsoleReplies;
+using platform::Limits;
 
 namespace {
 

@@ -17,6 +17,9 @@ namespace mcu = protocol::mcu;
 using engine::LinkFactory;
 using engine::RunClaim;
 using engine::RunEvents;
+using platform::Platform;
+using platform::Shell;
+using platform::TimeOuts;
 
 using namespace std::chrono_literals;
 

@@ -68,18 +68,18 @@ class EngineHarness : public QObject
 
 public:
     explicit EngineHarness(const DeviceDescription &description,
-                           const std::optional<Shell> &shell = std::nullopt,
-                           const std::optional<TimeOuts> &timeOuts = std::nullopt);
+                           const std::optional<platform::Shell> &shell = std::nullopt,
+                           const std::optional<platform::TimeOuts> &timeOuts = std::nullopt);
 
     static DeviceDescription twoMcus();
-    static Platform scaledPlatform(const QString &dir);
+    static platform::Platform scaledPlatform(const QString &dir);
     /** The same times, and a run guard that expires as soon as it may. */
-    static TimeOuts withShortGuard();
+    static platform::TimeOuts withShortGuard();
 
-    const Platform &platform() const { return m_platform; }
+    const platform::Platform &platform() const { return m_platform; }
     /** Those of the next engine. */
-    Limits &limits() { return m_platform.limits; }
-    Pauses &pauses() { return m_platform.pauses; }
+    platform::Limits &limits() { return m_platform.limits; }
+    platform::Pauses &pauses() { return m_platform.pauses; }
     /** Drops the engine, whatever it is at, and makes a new one for the same device. */
     void restartEngine();
 
@@ -116,7 +116,7 @@ protected:
 
 private:
     QTemporaryDir m_dir;
-    Platform m_platform;
+    platform::Platform m_platform;
 };
 
 /** Compares two transcripts and, where they differ, shows both side by side. */

@@ -95,7 +95,7 @@ struct PartBench : ReportBench
     }
 
     QObject parent;
-    Platform platform;
+    platform::Platform platform;
     FakeDeviceLink *link = nullptr;
 
     engine::RunGuard guard;

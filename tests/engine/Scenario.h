@@ -35,7 +35,7 @@ struct Scenario : EngineHarness
 {
     Scenario(const QVector<ChipDescription> &chips, const QVector<TestImage> &images,
              const QString &release = QStringLiteral("1.0.12"),
-             const std::optional<TimeOuts> &timeOuts = std::nullopt)
+             const std::optional<platform::TimeOuts> &timeOuts = std::nullopt)
         : EngineHarness(deviceOf(chips), std::nullopt, timeOuts)
     {
         setPackage(makePackage(images, QStringLiteral("HX-8"), release));

@@ -10,6 +10,8 @@
 #include "protocol/ChipTypes.h"
 #include "support/NetFrames.h"
 
+using platform::TimeOuts;
+
 namespace appStatus = protocol::appStatus;
 namespace chip = protocol::chip;
 namespace command = protocol::command;

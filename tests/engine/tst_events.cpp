@@ -23,6 +23,8 @@ using engine::RunMcu;
 using engine::RunReporter;
 using engine::stepTable;
 using engine::Transition;
+using platform::Shell;
+using platform::TimeOuts;
 
 using Kind = RunEvent::Kind;
 

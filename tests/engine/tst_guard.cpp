@@ -8,6 +8,8 @@
 
 namespace tst_guard {
 
+using platform::TimeOuts;
+
 namespace {
 
 const QStringList rows{"MAIN,0,0", "AUX,1,0"};

@@ -14,6 +14,8 @@
 
 namespace tst_late {
 
+using platform::TimeOuts;
+
 namespace command = protocol::command;
 namespace field = package::field;
 namespace mcu = protocol::mcu;

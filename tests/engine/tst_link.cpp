@@ -13,6 +13,8 @@
 
 namespace tst_link {
 
+using platform::TimeOuts;
+
 namespace {
 
 const QStringList rows{"MAIN,0,0", "AUX,1,0"};

@@ -23,6 +23,7 @@ using bytes::BytesSource;
 using engine::NetInstall;
 using engine::RunEvent;
 using engine::RunOutcome;
+using platform::Platform;
 using protocol::Reply;
 
 namespace {

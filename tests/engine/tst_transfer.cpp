@@ -8,6 +8,8 @@
 
 namespace tst_transfer {
 
+using platform::TimeOuts;
+
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 

@@ -22,6 +22,7 @@ using engine::PackageShelf;
 using engine::RunEvent;
 using engine::RunPackage;
 using engine::UpgradeRun;
+using platform::Platform;
 
 using Images = QVector<TestImage>;
 

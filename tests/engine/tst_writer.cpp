@@ -15,6 +15,7 @@ namespace mcu = protocol::mcu;
 using engine::CommandChannel;
 using engine::ImageWriter;
 using engine::RunEvent;
+using platform::Platform;
 
 namespace {
 

@@ -29,6 +29,9 @@ using planning::PlannedRequest;
 using planning::PlannedRow;
 using planning::planRun;
 using planning::RunPlan;
+using platform::Limits;
+using platform::Shell;
+using platform::TimeOuts;
 
 namespace {
 

@@ -23,6 +23,7 @@
 namespace tst_bridge {
 
 using engine::RunEvents;
+using platform::Platform;
 
 namespace {
 

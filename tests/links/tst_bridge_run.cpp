@@ -11,6 +11,10 @@
 
 namespace tst_bridge_run {
 
+using platform::Pauses;
+using platform::Platform;
+using platform::TimeOuts;
+
 namespace {
 
 /** A simulated device behind a real serial port. */

@@ -17,6 +17,9 @@
 
 namespace tst_log_output {
 
+using platform::logNet;
+using platform::logOperations;
+
 namespace standardError = runtime::standardError;
 
 using namespace monitoring;

@@ -9,6 +9,7 @@ namespace tst_operations_text {
 using console::ConsolePeer;
 using console::RunRequest;
 using engine::RunEvent;
+using platform::Platform;
 
 using namespace monitoring;
 

@@ -16,6 +16,7 @@ using netupgrade::NetInstallVariant;
 using netupgrade::NetReport;
 using package::NetImage;
 using package::parseNetImage;
+using platform::Platform;
 
 namespace {
 

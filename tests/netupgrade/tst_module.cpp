@@ -16,6 +16,8 @@
 
 namespace tst_module {
 
+using platform::Platform;
+
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 

@@ -19,6 +19,7 @@ using netupgrade::NetInstaller;
 using netupgrade::NetInstallVariant;
 using netupgrade::NetReport;
 using package::parseNetImage;
+using platform::Platform;
 
 namespace {
 

@@ -11,6 +11,7 @@ namespace net = package::net;
 using netupgrade::NetInstaller;
 using netupgrade::NetInstallVariant;
 using package::NetImage;
+using platform::Platform;
 
 namespace {
 

@@ -20,7 +20,7 @@ public:
     /** What a digest command prints; by default the MD5 of the file that it names last. */
     std::function<QByteArray(const QString &command)> digest = md5OfNamedFile;
 
-    Shell shell()
+    platform::Shell shell()
     {
         return {[this](const QString &command) { run(command); },
                 [this](const QString &command, int count) { return read(command, count); }};

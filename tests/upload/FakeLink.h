@@ -52,7 +52,7 @@ struct Transfer
     QStringList lines;
     QStringList progress;
 
-    explicit Transfer(const TimeOuts &timeOuts = neverTimeOuts(),
+    explicit Transfer(const platform::TimeOuts &timeOuts = neverTimeOuts(),
                       std::chrono::milliseconds settling = std::chrono::milliseconds(0))
         : upload(timeOuts, settlingIn(settling))
     {
@@ -69,25 +69,25 @@ struct Transfer
     }
 
     /** For tests in which nothing may ever wait. */
-    static TimeOuts neverTimeOuts()
+    static platform::TimeOuts neverTimeOuts()
     {
-        TimeOuts timeOuts;
+        platform::TimeOuts timeOuts;
         timeOuts.block = std::chrono::hours(1);
         timeOuts.lastBlock = std::chrono::hours(1);
         return timeOuts;
     }
 
-    static TimeOuts shortTimeOuts()
+    static platform::TimeOuts shortTimeOuts()
     {
-        TimeOuts timeOuts;
+        platform::TimeOuts timeOuts;
         timeOuts.block = std::chrono::milliseconds(5);
         timeOuts.lastBlock = std::chrono::milliseconds(5);
         return timeOuts;
     }
 
-    static Pauses settlingIn(std::chrono::milliseconds time)
+    static platform::Pauses settlingIn(std::chrono::milliseconds time)
     {
-        Pauses pauses;
+        platform::Pauses pauses;
         pauses.afterRepeatedBlock = time;
         return pauses;
     }

@@ -8,6 +8,8 @@
 
 namespace tst_failures {
 
+using platform::TimeOuts;
+
 namespace {
 
 const QString retry1 = QStringLiteral("F/W update timeout, retry 1.");

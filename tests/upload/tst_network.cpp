@@ -11,6 +11,8 @@
 
 namespace tst_network {
 
+using platform::TimeOuts;
+
 namespace {
 
 /** An uploader on a network link, with a device that accepts every block. */

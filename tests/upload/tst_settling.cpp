@@ -8,6 +8,9 @@
 
 namespace tst_settling {
 
+using platform::Pauses;
+using platform::TimeOuts;
+
 using namespace std::chrono_literals;
 
 namespace {

@@ -6,7 +6,7 @@
 namespace client {
 
 /** What the agent waits for, and how long it pauses. */
-constexpr TimeOuts timeOuts;
-constexpr Pauses pauses;
+constexpr platform::TimeOuts timeOuts;
+constexpr platform::Pauses pauses;
 
 } // namespace client

@@ -11,6 +11,7 @@
 
 namespace block = protocol::block;
 namespace chip = protocol::chip;
+using platform::Ports;
 using protocol::wholeProgress;
 
 namespace client {

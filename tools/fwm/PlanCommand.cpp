@@ -18,6 +18,7 @@ using planning::modelName;
 using planning::PlannedRow;
 using planning::planRun;
 using planning::RunPlan;
+using platform::Limits;
 
 namespace {
 

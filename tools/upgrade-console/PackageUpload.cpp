@@ -8,6 +8,8 @@
 #include <QFileInfo>
 #include <QRandomGenerator>
 
+using platform::Paths;
+
 namespace {
 
 /** What the names of copies have in common, for those that an interrupted command left. */

@@ -28,6 +28,7 @@ using client::meaningOf;
 using client::packageJson;
 using package::PackageDescription;
 using package::parseDescription;
+using platform::Paths;
 using protocol::wholeProgress;
 
 namespace {

@@ -37,6 +37,7 @@ using client::UpgradeRows;
 using client::WantedMcu;
 using package::PackageDescription;
 using package::parseDescription;
+using platform::Paths;
 
 namespace {
 

@@ -10,6 +10,9 @@
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
+using platform::logEngine;
+using platform::logEngineBytes;
+using platform::Platform;
 using protocol::AssemblerRules;
 using protocol::FrameAssembler;
 using protocol::Reply;

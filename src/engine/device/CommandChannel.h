@@ -32,7 +32,7 @@ public:
     using LateAnswer = std::function<bool(const protocol::Reply &reply)>;
 
     CommandChannel(DeviceLinks &links, RunGuard &guard, const LateAnswer &isLate,
-                   const Platform &platform, QObject *parent);
+                   const platform::Platform &platform, QObject *parent);
 
     /** Sends a command without waiting for its reply; a link that refuses it is closed. */
     void send(quint16 word, const QByteArray &data = {});

@@ -9,6 +9,7 @@
 #include "protocol/WireText.h"
 
 using links::DeviceLink;
+using platform::logEngine;
 using protocol::filled;
 
 namespace engine {

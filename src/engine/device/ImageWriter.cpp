@@ -14,6 +14,7 @@
 
 namespace mcu = protocol::mcu;
 namespace uploadText = upload::uploadText;
+using platform::Platform;
 using protocol::filled;
 using protocol::Reply;
 

@@ -28,7 +28,7 @@ class ImageWriter : public QObject
 
 public:
     ImageWriter(CommandChannel &channel, const RunRows &rows, const EngineOutput &output,
-                RunReporter &report, const Platform &platform, QObject *parent);
+                RunReporter &report, const platform::Platform &platform, QObject *parent);
 
     void write(quint8 chipType, quint8 chipIndex, const QByteArray &image);
     /** The image is the content of a file, read once the chip is in update mode. */
@@ -63,7 +63,7 @@ private:
     const RunRows &m_rows;
     const EngineOutput &m_output;
     RunReporter &m_report;
-    const Pauses m_pauses;
+    const platform::Pauses m_pauses;
     CoreUpload *m_upload;
     QTimer m_timer;
     struct

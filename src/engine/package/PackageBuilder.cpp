@@ -29,6 +29,7 @@ using package::parseMergeRequest;
 using package::planNetMerge;
 using package::readNetImage;
 using package::writeNetMerge;
+using platform::logEngine;
 using protocol::filled;
 
 namespace engine {

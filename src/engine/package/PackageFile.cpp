@@ -13,8 +13,9 @@ using bytes::ByteSource;
 using bytes::FileSource;
 using package::currentFormVersion;
 using package::PackageChecksum;
-using planning::packageForm;
 using planning::PackageForm;
+using planning::packageForm;
+using platform::logEngine;
 
 namespace engine {
 

@@ -23,6 +23,7 @@ using package::PackageHeader;
 using package::parseDescription;
 using package::readDescription;
 using package::readPackageHeader;
+using platform::logEngine;
 using protocol::filled;
 
 namespace engine {

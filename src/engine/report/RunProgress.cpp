@@ -10,6 +10,7 @@
 
 #include <utility>
 
+using platform::logEngine;
 using protocol::filled;
 using protocol::wholeProgress;
 

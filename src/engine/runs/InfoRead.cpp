@@ -10,6 +10,7 @@
 
 namespace field = package::field;
 namespace productReport = planning::productReport;
+using platform::logEngine;
 using protocol::filled;
 using protocol::ProductRecord;
 

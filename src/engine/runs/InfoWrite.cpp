@@ -16,6 +16,7 @@ namespace chip = protocol::chip;
 namespace field = package::field;
 namespace productCommand = planning::productCommand;
 namespace result = planning::result;
+using platform::logEngine;
 using protocol::filled;
 
 namespace engine {

@@ -25,6 +25,8 @@ using netupgrade::NetInstallVariant;
 using netupgrade::NetReport;
 using package::NetImage;
 using package::readNetImage;
+using platform::logEngine;
+using platform::Platform;
 using protocol::Reply;
 using protocol::wholeProgress;
 

@@ -43,7 +43,7 @@ public:
         std::function<void(const RunOutcome &outcome)> finish;
     };
 
-    NetInstall(const Parts &parts, const Platform &platform);
+    NetInstall(const Parts &parts, const platform::Platform &platform);
 
     /** Blocks this thread until the last command has ended; the run continues afterwards. */
     bool installFromPackage(bytes::ByteSource &image);
@@ -59,7 +59,7 @@ private:
     void installReceived();
 
     Parts m_parts;
-    const Platform m_platform;
+    const platform::Platform m_platform;
     netupgrade::NetImageAssembler m_image{netupgrade::netblocks::fromDevice};
     std::unique_ptr<netupgrade::NetArchive> m_archive;
 };

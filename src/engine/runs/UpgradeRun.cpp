@@ -37,6 +37,8 @@ using planning::ImageChoice;
 using planning::ImageRules;
 using planning::maskOf;
 using planning::TypeAndIndexTable;
+using platform::logEngine;
+using platform::Platform;
 using protocol::filled;
 using protocol::wholeProgress;
 

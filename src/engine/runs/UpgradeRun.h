@@ -49,7 +49,7 @@ public:
         std::function<bool(bytes::ByteSource &image)> install;
     };
 
-    UpgradeRun(const Parts &parts, const Platform &platform);
+    UpgradeRun(const Parts &parts, const platform::Platform &platform);
 
     /** Resets the state of the previous run. */
     void begin(int mode);
@@ -99,7 +99,7 @@ private:
     void endRow(const char *stored, const char *reported);
 
     Parts m_parts;
-    const Platform m_platform;
+    const platform::Platform m_platform;
     int m_mode = planning::upgradeMode::imagesOnly;
     package::MatchMask m_mask;
     /** The entry of the firmware list chosen for the current row. */

@@ -5,6 +5,7 @@
 #include "engine/report/RunReporter.h"
 #include "platform/Log.h"
 
+using platform::logEngine;
 using protocol::Reply;
 
 namespace engine {
