@@ -5,6 +5,8 @@
 # To build the programs.
 BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdeflate-dev zlib1g-dev \
     libcli11-dev libedit-dev"
+# To build with Qt 6 instead of Qt 5.
+QT6_PACKAGES="qt6-base-dev libqt6serialport6-dev"
 # To run the tests and the demonstration.
 RUN_PACKAGES="python3 bubblewrap"
 TEST_PACKAGES="edid-decode bzip2 mold openssh-client openssh-sftp-server python3-jsonschema"

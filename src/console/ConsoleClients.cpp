@@ -72,7 +72,7 @@ void ConsoleClients::limitClients()
 {
     const int places = std::max(descriptors::limit() - reservedDescriptors, 1);
     const bool full = m_clients.size() >= places;
-    m_mostClients = std::max(m_mostClients, m_clients.size());
+    m_mostClients = std::max(m_mostClients, int(m_clients.size()));
     if (m_mostClients - m_clients.size() >= crowd) {
         m_mostClients = m_clients.size();
         m_giveBack.start();

@@ -132,7 +132,8 @@ void ConsoleCommands::startUpgrade(const QStringList &rows)
 {
     qCDebug(logConsole) << "UploadStart";
     emit m_parts.events.runRequested({RunRequest::Kind::Serial, m_parts.replies.target(),
-                                      m_parts.platform.ports.serial, m_upgradeModel, rows.size()});
+                                      m_parts.platform.ports.serial, m_upgradeModel,
+                                      int(rows.size())});
     m_parts.engine.onConnect(m_parts.platform.ports.serial);
     m_parts.engine.uploadByMergeFW(m_parts.platform.paths.package, rows, m_upgradeModel);
 }

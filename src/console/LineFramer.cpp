@@ -26,24 +26,25 @@ const QString *LineFramer::next()
 
 void LineFramer::cutNext()
 {
-    const int end = m_read.indexOf(lineSeparator, m_start);
+    const int end = int(m_read.indexOf(lineSeparator, m_start));
     if (end < 0) {
         endRead();
         return;
     }
-    finishLine(m_read.midRef(m_start, end - m_start));
+    finishLine(m_read.constData() + m_start, end - m_start);
     m_start = end + 1;
 }
 
 void LineFramer::endRead()
 {
     const QString read = std::exchange(m_read, QString());
-    const QStringRef tail = read.midRef(m_start);
-    if (tail.endsWith(lineFeed)) {
-        finishLine(tail);
+    const QChar *const tail = read.constData() + m_start;
+    const int length = int(read.size()) - m_start;
+    if (length > 0 && read.endsWith(lineFeed)) {
+        finishLine(tail, length);
         return;
     }
-    m_rest += tail;
+    m_rest.append(tail, length);
     if (m_rest.size() > m_limit) {
         m_rest = QString();
         m_overflow = true;
@@ -57,10 +58,10 @@ void LineFramer::drop()
     m_next.reset();
 }
 
-void LineFramer::finishLine(const QStringRef &end)
+void LineFramer::finishLine(const QChar *end, int length)
 {
-    const QString line = m_rest.isEmpty() ? end.trimmed().toString() : (m_rest + end).trimmed();
-    m_rest = QString();
+    m_rest.append(end, length);
+    const QString line = std::exchange(m_rest, QString()).trimmed();
     if (!line.isEmpty())
         m_next = line;
 }

@@ -36,14 +36,14 @@ public:
     /** The unfinished line, untrimmed. */
     QString rest() const { return m_rest; }
     /** The number of characters in lines that have not been taken and in the unfinished one. */
-    int size() const { return m_rest.size() + m_read.size(); }
+    int size() const { return int(m_rest.size() + m_read.size()); }
     /** Drops all of them. */
     void drop();
 
 private:
     void cutNext();
     void endRead();
-    void finishLine(const QStringRef &end);
+    void finishLine(const QChar *end, int length);
 
     int m_limit;
     QString m_rest;

@@ -3,6 +3,7 @@
 
 #include "edid/EdidFacts.h"
 
+#include <algorithm>
 #include <array>
 
 namespace edid {
@@ -20,33 +21,32 @@ int digitOf(QChar character)
 }
 
 /** The low byte of a number, 0 if it is not one. Nearly every field has two digits. */
-int byteOf(const QStringRef &field)
+int byteOf(const QChar *field, int length)
 {
-    if (field.size() == 2) {
-        const int high = digitOf(field.at(0));
-        const int low = digitOf(field.at(1));
+    if (length == 2) {
+        const int high = digitOf(field[0]);
+        const int low = digitOf(field[1]);
         if (high >= 0 && low >= 0)
             return high * 16 + low;
     }
-    return field.toInt(nullptr, 16) & 0xFF;
+    return QString(field, length).toInt(nullptr, 16) & 0xFF;
 }
 
 } // namespace
 
 std::optional<QByteArray> bytesFromText(const QString &argument)
 {
-    constexpr QLatin1Char separator(' ');
-    const QStringRef text = QStringRef(&argument).trimmed();
+    const QChar separator = QLatin1Char(' ');
+    const QString text = argument.trimmed();
+    const QChar *const textEnd = text.constData() + text.size();
+    const QChar *field = text.constData();
     std::array<char, dumpSize> bytes{};
-    int start = 0;
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        if (start > text.size())
+    for (char &byte : bytes) {
+        if (field > textEnd)
             return std::nullopt;
-        int end = text.indexOf(separator, start);
-        if (end < 0)
-            end = text.size();
-        bytes[i] = char(byteOf(text.mid(start, end - start)));
-        start = end + 1;
+        const QChar *const fieldEnd = std::find(field, textEnd, separator);
+        byte = char(byteOf(field, int(fieldEnd - field)));
+        field = fieldEnd + 1;
     }
     return QByteArray(bytes.data(), int(bytes.size()));
 }

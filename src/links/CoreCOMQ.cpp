@@ -121,7 +121,7 @@ bool CoreCOMQ::send(const QByteArray &frame)
 bool CoreCOMQ::sendText(const QString &command)
 {
     const QByteArray text = command.toUtf8().left(textBuffer);
-    const int length = std::min(command.size() % textLengthModulus, text.size());
+    const int length = std::min(int(command.size()) % textLengthModulus, int(text.size()));
     const bool sent = writeBytes(text.constData(), length) != -1;
     standardError::write(sent ? "successfully send vwSendCommand\n"
                               : "Failed to send vwSendCommand\n");

@@ -36,7 +36,7 @@ NetImage parseNetImage(const QByteArray &image)
 
 QByteArray netArchive(const QByteArray &image)
 {
-    const int length = std::max(image.size() - net::archiveOffset, 0);
+    const int length = std::max(int(image.size()) - net::archiveOffset, 0);
     return length > 0 ? QByteArray::fromRawData(image.constData() + net::archiveOffset, length)
                       : QByteArray();
 }

@@ -135,7 +135,7 @@ NetCheck checkNetImage(ByteSource &image)
 
     QCryptographicHash md5(QCryptographicHash::Md5);
     const auto add = [&md5](const char *bytes, qint64 count) {
-        md5.addData(bytes, int(count));
+        md5.addData(QByteArray::fromRawData(bytes, int(count)));
         return true;
     };
     if (forEachChunk(image, net::archiveOffset, md5Chunk, add) < size)

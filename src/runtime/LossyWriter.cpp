@@ -20,15 +20,15 @@ namespace {
 
 qint64 linesIn(const QByteArray &bytes)
 {
-    return std::max(bytes.count('\n'), 1);
+    return std::max(qint64(bytes.count('\n')), qint64(1));
 }
 
 /** How many bytes from an offset on are written in one call: whole lines if they fit into what a
  *  pipe writes atomically. */
 int pieceOf(const QByteArray &bytes, int offset)
 {
-    const int most = std::min(bytes.size() - offset, PIPE_BUF);
-    const int lineEnd = bytes.lastIndexOf('\n', offset + most - 1);
+    const int most = std::min(int(bytes.size()) - offset, PIPE_BUF);
+    const int lineEnd = int(bytes.lastIndexOf('\n', offset + most - 1));
     return lineEnd < offset ? most : lineEnd + 1 - offset;
 }
 

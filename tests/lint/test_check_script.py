@@ -35,11 +35,11 @@ class TestCheck(unittest.TestCase):
     def table(self, *arguments, failing=()):
         """Exit status and the table of results."""
         done = self.check(*arguments, failing=failing)
-        rows = re.findall(r"^([a-z-]+) +(passed|FAILED) +\d+ s$", done.stdout, re.M)
+        rows = re.findall(r"^([a-z0-9-]+) +(passed|FAILED) +\d+ s$", done.stdout, re.M)
         return done.returncode, dict(rows)
 
     def test_list(self):
-        listed = re.findall(r"^([* ]) ([a-z-]+) +(\S.*)$", self.check("--list").stdout, re.M)
+        listed = re.findall(r"^([* ]) ([a-z0-9-]+) +(\S.*)$", self.check("--list").stdout, re.M)
         self.assertEqual([(step, text) for _, step, text in listed],
                          [(step, f"Text of {step}.") for step in STEPS]
                          + [("all", "The steps with a star.")])

@@ -44,7 +44,7 @@ int editDistance(const QString &a, const QString &b)
 QString nearestWord(const QString &word, const QStringList &candidates)
 {
     QString nearest;
-    int least = std::min(mostSlips(word), word.size() - 1) + 1;
+    int least = std::min(mostSlips(word), int(word.size()) - 1) + 1;
     for (const QString &candidate : candidates) {
         const int distance = editDistance(word, candidate);
         if (distance < least) {

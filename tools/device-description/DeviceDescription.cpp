@@ -175,7 +175,7 @@ QVector<Item> readItems(ObjectReader &parent, const QString &key, Item (*readOne
 /** How many chips of a type the main MCU's record names; one if it says nothing. */
 quint8 quantityOf(quint8 chipType, const QVector<AuxChip> &auxChips)
 {
-    const auto *found =
+    const auto found =
         std::find_if(auxChips.begin(), auxChips.end(),
                      [chipType](const AuxChip &aux) { return aux.chipType == chipType; });
     return found == auxChips.end() ? quint8(1) : found->quantity;

@@ -60,7 +60,7 @@ bool readListen(const QString &text, Options &options)
     const int colon = text.lastIndexOf(QLatin1Char(':'));
     bool isPort = false;
     const QHostAddress address(text.left(colon));
-    options.listenPort = text.midRef(colon + 1).toUShort(&isPort);
+    options.listenPort = text.mid(colon + 1).toUShort(&isPort);
     if (colon < 0 || !isPort || address.isNull())
         return false;
     options.listenAddress = address;

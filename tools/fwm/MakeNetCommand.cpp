@@ -29,7 +29,7 @@ public:
 
     bool write(const char *bytes, qint64 size) override
     {
-        m_md5.addData(bytes, int(size));
+        m_md5.addData(QByteArray::fromRawData(bytes, int(size)));
         m_size += size;
         return m_output->write(bytes, size);
     }

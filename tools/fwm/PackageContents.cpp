@@ -41,7 +41,7 @@ QByteArray sha256Of(ByteSource &image)
 {
     QCryptographicHash hash(QCryptographicHash::Sha256);
     forEachChunk(image, 0, hashChunk, [&hash](const char *bytes, qint64 size) {
-        hash.addData(bytes, int(size));
+        hash.addData(QByteArray::fromRawData(bytes, int(size)));
         return true;
     });
     return hash.result().toHex();

@@ -59,7 +59,7 @@ QStringList bars::wrapped(const QString &text, int width, int indent)
     QString rest = text;
     QString start;
     while (true) {
-        const int room = std::max(1, width - start.size());
+        const int room = std::max(1, width - int(start.size()));
         if (rest.size() <= room) {
             lines += (start + rest).left(std::max(1, width));
             return lines;

@@ -22,7 +22,7 @@ QString destination(const QString &host)
 QString lastLines(const QByteArray &errors)
 {
     QStringList lines = QString::fromLocal8Bit(errors).split('\n', Qt::SkipEmptyParts);
-    lines = lines.mid(std::max(0, lines.size() - errorLines));
+    lines = lines.mid(std::max(0, int(lines.size()) - errorLines));
     for (QString &line : lines)
         line = line.trimmed();
     return lines.join(QStringLiteral("; "));
@@ -53,7 +53,7 @@ QStringList sftpArguments(const SshAccess &access)
     return arguments;
 }
 
-void SftpProcess::setupChildProcess()
+void SftpProcess::resetSignals()
 {
     sigset_t none;
     sigemptyset(&none);

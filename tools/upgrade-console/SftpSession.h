@@ -26,11 +26,25 @@ struct SshAccess
 /** The arguments of sftp for a session that reads its commands from standard input. */
 QStringList sftpArguments(const SshAccess &access);
 
-/** Begins with the signals as every program expects them, and not as this one has them. */
+/** Starts its program with the default signal mask and SIGPIPE, which this program changes. */
 class SftpProcess : public QProcess
 {
+#if QT_VERSION_MAJOR >= 6
+public:
+    SftpProcess()
+    {
+        setChildProcessModifier(resetSignals);
+    }
+#else
 protected:
-    void setupChildProcess() override;
+    void setupChildProcess() override
+    {
+        resetSignals();
+    }
+#endif
+
+private:
+    static void resetSignals();
 };
 
 /**

@@ -115,7 +115,7 @@ QString workingLine(const RunPicture &picture, const McuState &mcu, int width)
     const int place = hasVersions ? 1 : 0;
     if (mcu.phase == McuPhase::Writing && !picture.wait && mcu.rate(picture.now) > 0.0)
         addWhereRoom(place + 1, bars::rate(mcu.rate(picture.now)), easyBar);
-    const int room = std::min(width - used(), longestRowBar);
+    const int room = std::min(int(width - used()), longestRowBar);
     if (room >= shortestRowBar)
         parts.insert(place, bars::barOf(mcu.percent, room));
     return parts.join(bars::separator);
@@ -192,7 +192,7 @@ QStringList liveLines(const RunPicture &picture, const Terminal &terminal)
     const int most = std::max(2, terminal.lines - 1);
     const QStringList last = lastLines(picture, width, most - 1);
     const int room = most - last.size();
-    const int count = std::min(room, model.mcus().size());
+    const int count = std::min(room, int(model.mcus().size()));
     const int first = firstShown(model, room);
     int spare = room - count;
     QStringList lines;
@@ -213,7 +213,7 @@ QStringList alignedTable(const QVector<QStringList> &rows, const QVector<int> &r
     for (const QStringList &row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
         for (int i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths.at(i), row.at(i).size());
+            widths[i] = std::max(widths.at(i), int(row.at(i).size()));
     }
     QStringList lines;
     for (const QStringList &row : rows) {
