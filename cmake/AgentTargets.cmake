@@ -8,6 +8,11 @@ option(AGENT_FUZZ "Build the fuzz targets with libFuzzer (clang only)" OFF)
 add_library(agent_options INTERFACE)
 target_compile_options(agent_options INTERFACE -Wall -Wextra -Werror)
 target_compile_definitions(agent_options INTERFACE QT_NO_CAST_TO_ASCII QT_DEPRECATED_WARNINGS)
+# The programs as they ship are compiled for size: beside a serial line, their memory counts for more
+# than their instructions.
+target_compile_options(agent_options INTERFACE
+    "$<$<CONFIG:Release>:-Os;-ffunction-sections;-fdata-sections>")
+target_link_options(agent_options INTERFACE $<$<CONFIG:Release>:-Wl,--gc-sections>)
 if(AGENT_SANITIZE)
     target_compile_options(agent_options INTERFACE
         -fsanitize=${AGENT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
