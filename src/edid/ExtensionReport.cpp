@@ -108,16 +108,17 @@ void printY420(const Y420Block &block, QStringList &lines)
 void addExtension(const Extension &extension, Report &report)
 {
     for (const Timing &timing : extension.timings)
-        report.timings += timingText(timing) + text::fieldEnd;
+        (report.timings += timingText(timing)) += QLatin1String(text::fieldEnd);
     for (const ShortVideo &format : extension.shortVideo) {
         report.timings += QLatin1String(videoName(format.vic));
         report.timings += QLatin1String(format.native ? text::native : "");
         report.timings += QLatin1String(text::fieldEnd);
     }
-    for (const ShortAudio &audio : extension.audio)
+    for (const ShortAudio &audio : extension.audio) {
         report.extension +=
-            filled(text::audioEntry, formatName(audio), QString::number(audio.channels)) +
-            text::fieldEnd;
+            filled(text::audioEntry, formatName(audio), QString::number(audio.channels));
+        report.extension += QLatin1String(text::fieldEnd);
+    }
 }
 
 void printExtension(const Extension &extension, QStringList &lines)
