@@ -45,6 +45,7 @@ CASES = [
     ("fwm diff {good}", USAGE, "usage"),
     ("fwm build request/request.json -o FW.fwm", DONE, None),
     ("fwm build odd.json -o odd.fwm", DONE, None),
+    ("fwm build short.json -o short.fwm", DONE, None),
     ("fwm build broken.json -o FW.fwm", FAILED, "request-unreadable"),
     ("fwm build request/request.json", USAGE, "usage"),
     ("fwm add-net {good} net.bin -o FW.fwm", DONE, None),
@@ -152,6 +153,12 @@ class TestDocuments(unittest.TestCase):
         cls.write("plan.json", json.dumps({"model": "MX-88", "version": "7", "chips": [
             chip("MAIN", 0, 1, "image"), chip("AUX", 1, 2, "image")]}))
         cls.fwm("build plan.json -o plan.fwm")
+        # A release for which the checksum has a leading zero, which its text leaves out.
+        cls.write("short.json", json.dumps({"model": "MX-88", "version": "1",
+                                            "chips": [chip("MAIN", 0, 1, "image")]}))
+        cls.fwm("build short.json -o short.fwm")
+        with open(os.path.join(cls.folder, "short.fwm"), "rb") as package:
+            assert package.read(8) == b"1fbe1a6\0"
         with open(os.path.join(DUMPS, "v4l-dell-p2415q-hdmi1.4.bin"), "rb") as dump:
             cls.write("half.bin", dump.read(128))
 
