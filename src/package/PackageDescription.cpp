@@ -84,8 +84,10 @@ PackageDescription parseDescription(const QByteArray &json)
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
     if (document.isNull()) {
-        result.parseError =
-            QStringLiteral("%1 at byte %2").arg(parseError.errorString()).arg(parseError.offset);
+        result.parseError = QStringLiteral("%1 at byte %2 (line %3)")
+                                .arg(parseError.errorString())
+                                .arg(parseError.offset)
+                                .arg(1 + json.left(parseError.offset).count('\n'));
         return result;
     }
     if (!document.isObject()) {

@@ -96,8 +96,8 @@ void TestDescription::namesErrors_data()
     const auto row = [](const char *json, const char *error) {
         QTest::newRow(json) << QByteArray(json) << QString(error);
     };
-    row("{", "no JSON: unterminated object at byte 1");
-    row("[]", "no JSON object");
+    row("{", "not JSON: unterminated object at byte 1 (line 1)");
+    row("[]", "not a JSON object");
     row("{}", "chips must name at least one chip");
     row(R"({"chips": {}})", "chips must be an array");
     row(R"({"chips": [1]})", "chips must hold objects");

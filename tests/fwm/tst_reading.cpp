@@ -16,6 +16,7 @@ private slots:
     void goldenPackages();
     void everyGoldenPackageHasARow();
     void infoForPeople();
+    void infoOfAnotherFile();
     void infoForScripts();
     void listsLikeADevice();
     void findingsHaveLines();
@@ -23,6 +24,7 @@ private slots:
     void extractNamesAreSafe();
     void extractLeavesNothingHalf();
     void extractTakesAnEmptyFolder();
+    void extractRefusesAFile();
     void comparesPackages();
 
 private:
@@ -161,6 +163,16 @@ void TestReading::infoForPeople()
     QVERIFY(damaged.err.contains("the checksum does not match"));
 }
 
+void TestReading::infoOfAnotherFile()
+{
+    m_fwm->write("notes", "some notes, and no signature");
+    const Ran shown = m_fwm->run({"info", "notes"});
+    QCOMPARE(shown.status, 7);
+    QCOMPARE(shown.out, QByteArray("File  notes\n"
+                                   "Size  28 bytes\n"
+                                   "Form  not a package\n"));
+}
+
 void TestReading::infoForScripts()
 {
     const QByteArray package = fileBytes(goldenPath("good"));
@@ -297,6 +309,17 @@ void TestReading::extractTakesAnEmptyFolder()
     QVERIFY(QFile::exists(m_fwm->path("out/02-FPGA.bin")));
 }
 
+void TestReading::extractRefusesAFile()
+{
+    m_fwm->write("out", "a file");
+    const Ran extracted = m_fwm->run({"extract", goldenPath("good"), "-o", "out"});
+    QCOMPARE(extracted.status, 1);
+    QVERIFY2(
+        extracted.err.startsWith("fwm: error: the output cannot be written: out: Not a folder\n"),
+        extracted.err.constData());
+    QCOMPARE(m_fwm->read("out"), QByteArray("a file"));
+}
+
 void TestReading::comparesPackages()
 {
     const QString good = goldenPath("good");
@@ -323,6 +346,14 @@ void TestReading::comparesPackages()
     const QJsonArray images = json.value("differences").toObject().value("images").toArray();
     QCOMPARE(images.size(), 2);
     QCOMPARE(images.at(0).toObject().value("only_in").toString(), QStringLiteral("b"));
+
+    // Blanks between the members change the text and nothing else.
+    m_fwm->run({"extract", "b.fwm", "-o", "b"});
+    m_fwm->shell("python3 -m json.tool b/request.json > b/spaced.json");
+    QCOMPARE(m_fwm->run({"build", "b/request.json", "-o", "c.fwm"}).status, 0);
+    QCOMPARE(m_fwm->run({"build", "b/spaced.json", "-o", "d.fwm"}).status, 0);
+    QCOMPARE(m_fwm->run({"diff", "c.fwm", "d.fwm"}).out,
+             QByteArray("description: the text of A -> the text of B\n"));
     QCOMPARE(m_fwm->run({"diff", good, goldenPath("checksum-wrong")}).status, 7);
     QCOMPARE(m_fwm->run({"diff", good, "missing"}).status, 1);
 }

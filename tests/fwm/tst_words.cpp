@@ -142,31 +142,31 @@ void TestWords::schema_data()
         QTest::newRow(into) << QByteArray(change) << QByteArray(into) << QString::fromLatin1(text);
     };
     row("\"M\"", "\"N\"", "");
-    row("\"model\":\"M\",", "\"model\":5,", "model is missing or no text");
-    row("\"version\":\"1\",", "", "version is missing or no text");
-    row("\"MAIN\"", "null", "chips[0].name is missing or no text");
+    row("\"model\":\"M\",", "\"model\":5,", "model is missing or not a string");
+    row("\"version\":\"1\",", "", "version is missing or not a string");
+    row("\"MAIN\"", "null", "chips[0].name is missing or not a string");
     row("\"chip_type\":\"1\"", "\"chip_type\":\"0\"",
         "chips[0].chip_type 0 is not within 1 to 255");
     row("\"chip_type\":\"1\"", "\"chip_type\":\"one\"",
-        "chips[0].chip_type \"one\" is no decimal number");
+        "chips[0].chip_type \"one\" is not a decimal number");
     row("\"chip_type\":\"1\"", "\"chip_type\":\" 1\"",
-        "chips[0].chip_type \" 1\" is no decimal number");
+        "chips[0].chip_type \" 1\" is not a decimal number");
     row("\"chip_quanity\":\"1\"", "\"chip_quanity\":1",
-        "chips[0].chip_quanity is missing or no text");
+        "chips[0].chip_quanity is missing or not a string");
     row("\"mcu_type\":\"1\"", "\"mcu_type\":\"0\"",
         "chips[0].mcus[0].mcu_type 0 is not within 1 to 255");
     row("\"pcb_version\":\"1\"", "\"pcb_version\":\"256\"",
         "chips[0].mcus[0].pcbs[0].pcb_version 256 is not within 1 to 255");
     row("\"speciality\":\"A\"", "\"speciality\":\"\"",
-        "chips[0].mcus[0].pcbs[0].speciality \"\" is no single letter A to Z");
+        "chips[0].mcus[0].pcbs[0].speciality \"\" is not a single letter A to Z");
     row("\"speciality\":\"A\"", "\"speciality\":\"a\"",
-        "chips[0].mcus[0].pcbs[0].speciality \"a\" is no single letter A to Z");
+        "chips[0].mcus[0].pcbs[0].speciality \"a\" is not a single letter A to Z");
     row("\"speciality\":\"A\"", "\"speciality\":\"AB\"",
-        "chips[0].mcus[0].pcbs[0].speciality \"AB\" is no single letter A to Z");
+        "chips[0].mcus[0].pcbs[0].speciality \"AB\" is not a single letter A to Z");
     row("\"A1\"", "\"A,1\"",
         "chips[0].mcus[0].pcbs[0].name has a comma, which shifts every later field");
     row("\"ver3\":\"3\"", "\"ver3\":\"1234567890\"",
-        "chips[0].mcus[0].pcbs[0].ver3 \"1234567890\" is no decimal number");
+        "chips[0].mcus[0].pcbs[0].ver3 \"1234567890\" is not a decimal number");
 }
 
 void TestWords::schema()

@@ -134,7 +134,8 @@ void TestWriting::refusesRequests_data()
     const auto changed = [](const char *what, const char *into) {
         return goodRequest().replace(what, into);
     };
-    row("no JSON", "{", "request-unreadable", "r.json: ");
+    row("no JSON", "{\n\n\"model\": \"M\",,\n}", "request-unreadable",
+        "r.json: unterminated object at byte 17 (line 3)");
     row("empty", "", "request-unreadable", "r.json: ");
     row("a list", "[]", "request-unreadable", "r.json: no object");
     row("no chips", "{}", "request-unreadable", "r.json: no object");
@@ -142,17 +143,22 @@ void TestWriting::refusesRequests_data()
     row("too long", goodRequest() + QByteArray(65'536 - goodRequest().size(), ' '),
         "request-too-long", "r.json: 65536 bytes");
     row("no ver3", changed("\"ver3\"", "\"ver4\""), "request-value",
-        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": Merge file fail, need Ver3 in each MCU.");
+        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": Merge file fail, need Ver3 in each MCU. "
+        "\"ver3\" is missing");
     row("chip type", request(pcb("A", "img/main.bin", goodKeys), "0"), "request-value",
-        "r.json: chips[0].mcus[0].pcbs[0] \"A\": Chip type error.");
+        "r.json: chips[0].mcus[0].pcbs[0] \"A\": Chip type error. \"chip_type\" is \"0\"");
     row("quantity", changed("\"in_chip_quanity\":\"1\"", "\"in_chip_quanity\":\"0\""),
-        "request-value", "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": Chip quanity error.");
+        "request-value",
+        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": Chip quanity error. \"in_chip_quanity\" is "
+        "\"0\"");
     row("MCU type", changed("\"in_mcu_type\":\"1\"", "\"x\":\"1\""), "request-value",
-        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": MCU type error.");
+        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": MCU type error. \"in_mcu_type\" is missing");
     row("PCB version", changed("\"in_pcb_version\":\"1\"", "\"in_pcb_version\":1"), "request-value",
-        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": PCB version error.");
+        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": PCB version error. \"in_pcb_version\" is not "
+        "a string");
     row("speciality", changed("\"65\"", "\"a\""), "request-value",
-        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": Speciality error.");
+        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": Speciality error. \"in_speciality\" is "
+        "\"a\"");
 }
 
 void TestWriting::refusesRequests()
@@ -495,7 +501,8 @@ void TestWriting::refusesToAddNet_data()
                                 << "net.bin" << 1 << "file-unreadable";
     QTest::newRow("no image") << good << "none" << 1 << "file-unreadable";
     QTest::newRow("damaged image") << good << "bad.bin" << 7 << "net-image-damaged";
-    QTest::newRow("short image") << good << "img/main.bin" << 7 << "net-image-damaged";
+    QTest::newRow("another file") << good << "img/main.bin" << 7 << "net-image-invalid";
+    QTest::newRow("a package") << good << good << 7 << "net-image-invalid";
     QTest::newRow("checksum") << goldenPath("checksum-wrong") << "net.bin" << 7 << "checksum-wrong";
     QTest::newRow("bare") << goldenPath("bare") << "net.bin" << 7 << "no-checksum";
     QTest::newRow("no magic") << goldenPath("no-magic") << "net.bin" << 7 << "not-a-package";

@@ -49,7 +49,7 @@ CASES = [
     ("fwm build broken.json -o FW.fwm", FAILED, "request-unreadable"),
     ("fwm build request/request.json", USAGE, "usage"),
     ("fwm add-net {good} net.bin -o FW.fwm", DONE, None),
-    ("fwm add-net {good} {good} -o FW.fwm", REFUSED, "net-image-damaged"),
+    ("fwm add-net {good} {good} -o FW.fwm", REFUSED, "net-image-invalid"),
     ("fwm add-net {good} -o FW.fwm", USAGE, "usage"),
     ("fwm make-net request --net-version 1.24 -o new.bin", DONE, None),
     ("fwm make-net broken.json --net-version 1.24 -o new.bin", FAILED, "not-an-archive"),

@@ -238,10 +238,11 @@ std::optional<DeviceDescription> DeviceDescription::fromJson(const QByteArray &j
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
     if (!document.isObject()) {
-        *error = document.isNull() ? QStringLiteral("no JSON: %1 at byte %2")
+        *error = document.isNull() ? QStringLiteral("not JSON: %1 at byte %2 (line %3)")
                                          .arg(parseError.errorString())
                                          .arg(parseError.offset)
-                                   : QStringLiteral("no JSON object");
+                                         .arg(1 + json.left(parseError.offset).count('\n'))
+                                   : QStringLiteral("not a JSON object");
         return std::nullopt;
     }
 

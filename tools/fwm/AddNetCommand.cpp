@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bytes/FileSource.h"
 #include "fwm/Commands.h"
+#include "fwm/Words.h"
 #include "fwm/WriteOutput.h"
 #include "package/NetMerge.h"
 
@@ -44,6 +45,12 @@ ProblemId failureOf(const NetMergePlan &plan, ByteSource &package)
         break;
     }
     return ProblemId::ImageChanged;
+}
+
+/** Whether a file that does not pass is a damaged image, and not another file. */
+bool looksLikeNetImage(const package::NetImage &image)
+{
+    return image.archiveLength > 0 && isNetVersion(QString::fromLatin1(image.version));
 }
 
 CommandOutcome cannotRead(const QString &path, const FileSource &file)
@@ -90,7 +97,9 @@ CommandOutcome runAddNet(const Options &options)
 
     const NetCheck check = checkNetImage(net);
     if (!check.matches())
-        return CommandOutcome::failed(ProblemId::NetImageDamaged, options.other);
+        return CommandOutcome::failed(looksLikeNetImage(check.image) ? ProblemId::NetImageDamaged
+                                                                     : ProblemId::NetImageInvalid,
+                                      options.other);
     const NetMergePlan plan = planNetMerge(package, check.image, options.other, options.release);
     if (plan.error != Error::None)
         return CommandOutcome::failed(failureOf(plan, package), options.file);

@@ -10,6 +10,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QMap>
 
 #include <algorithm>
 
@@ -70,6 +71,31 @@ QString placeIn(const QString &request, const MergeImage &image)
              description::text(image.entry.pcb, package::key::name));
 }
 
+/** The key of the request that a refused image has wrong, and its value. */
+QString wrongValue(const MergeImage &image)
+{
+    using Error = MergeImage::Error;
+    const QString speciality = image.entry.pcb.contains(package::key::inSpeciality)
+                                   ? package::key::inSpeciality
+                                   : package::key::speciality;
+    const QMap<Error, QString> keys{
+        {Error::NeedVer3, package::key::ver3},
+        {Error::ChipType, package::key::chipType},
+        {Error::ChipQuantity, package::key::inChipQuantity},
+        {Error::McuType, package::key::inMcuType},
+        {Error::PcbVersion, package::key::inPcbVersion},
+        {Error::Speciality, speciality},
+    };
+    const QString key = keys.value(image.error);
+    const QJsonObject &object = image.error == Error::ChipType ? image.entry.chip : image.entry.pcb;
+    const QJsonValue value = object.value(key);
+    if (value.isUndefined())
+        return QStringLiteral("\"%1\" is missing").arg(key);
+    if (!value.isString())
+        return QStringLiteral("\"%1\" is not a string").arg(key);
+    return QStringLiteral("\"%1\" is \"%2\"").arg(key, value.toString());
+}
+
 /** Everything that can be wrong with one image before a byte of it is read. */
 std::optional<CommandOutcome> checkImage(const Options &options, const MergeImage &image)
 {
@@ -78,7 +104,8 @@ std::optional<CommandOutcome> checkImage(const Options &options, const MergeImag
         return CommandOutcome::failed(failure, place + QStringLiteral(": ") + detail);
     };
     if (image.error != MergeImage::Error::None)
-        return failed(ProblemId::RequestValue, mergeErrorText(image.error));
+        return failed(ProblemId::RequestValue,
+                      mergeErrorText(image.error) + QLatin1Char(' ') + wrongValue(image));
     const QString path = imagePath(options.file, image);
     if (!QFileInfo::exists(path))
         return failed(ProblemId::ImageFileMissing, path);

@@ -143,7 +143,8 @@ CommandOutcome runDiff(const Options &options)
     differences.value("release", a.contents.description.version, b.contents.description.version);
     differences.images(a.contents, b.contents);
     if (differences.isEmpty() && a.contents.description.json != b.contents.description.json)
-        differences.value("description", QStringLiteral("one wording"), QStringLiteral("another"));
+        differences.value("description", QStringLiteral("the text of A"),
+                          QStringLiteral("the text of B"));
     CommandOutcome outcome;
     outcome.exit = differences.isEmpty() ? ExitCode::NothingToDo : ExitCode::Done;
     outcome.text = differences.text();

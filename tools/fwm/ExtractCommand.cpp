@@ -107,6 +107,10 @@ CommandOutcome runExtract(const Options &options)
     if (package.problem)
         return CommandOutcome::failed(*package.problem);
     const QString target = QDir::cleanPath(options.output);
+    const QFileInfo old(target);
+    if (old.exists() && !old.isDir())
+        return CommandOutcome::failed(ProblemId::CannotWrite,
+                                      options.output + QStringLiteral(": Not a folder"));
     if (!isFree(target))
         return CommandOutcome::failed(ProblemId::FolderNotEmpty, options.output);
 

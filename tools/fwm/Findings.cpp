@@ -6,7 +6,6 @@
 #include "package/PackageLayout.h"
 
 #include <QHash>
-#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -77,7 +76,7 @@ bool Collector::head()
     const PackageHeader &header = m_contents.header;
     if (header.error == PackageHeader::Error::NotAPackage) {
         error("not-a-package", package::magicOffset,
-              QStringLiteral("no \"MTU\" here: this is no package"));
+              QStringLiteral("no \"MTU\" here: not a package"));
         return false;
     }
     if (header.error == PackageHeader::Error::BadHead) {
@@ -124,7 +123,7 @@ bool Collector::description()
         return true;
     case PackageDescription::Error::NotJson:
         error("description-not-json", header.jsonOffset,
-              QStringLiteral("the description is no JSON: %1").arg(text.parseError));
+              QStringLiteral("the description is not JSON: %1").arg(text.parseError));
         break;
     case PackageDescription::Error::NotAnObject:
         error("description-not-an-object", header.jsonOffset,
@@ -226,9 +225,8 @@ void Collector::netImage(const ImageInfo &image)
                   .arg(net::archiveOffset));
         return;
     }
-    static const QRegularExpression version(QStringLiteral("\\A[0-9]\\.[0-9]{2}\\z"));
     const QString text = QString::fromLatin1(image.net->image.version);
-    if (!version.match(text).hasMatch())
+    if (!isNetVersion(text))
         warning("net-version", start,
                 QStringLiteral("the version \"%1\" is not like 1.23").arg(text));
     if (!image.net->matches())

@@ -53,6 +53,11 @@ QString checksumText(const PackageContents &contents)
 
 QString headText(const QString &file, const PackageContents &contents)
 {
+    // Without the signature, the bytes at the places of the checksum and the version are others.
+    if (contents.header.error == PackageHeader::Error::NotAPackage)
+        return tableText({{QStringLiteral("File"), printable(file)},
+                          {QStringLiteral("Size"), QStringLiteral("%1 bytes").arg(contents.size)},
+                          {QStringLiteral("Form"), QStringLiteral("not a package")}});
     return tableText({
         {QStringLiteral("Package"), printable(file)},
         {QStringLiteral("Size"), QStringLiteral("%1 bytes").arg(contents.size)},

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fwm/Options.h"
 
-#include <CLI/CLI.hpp>
+#include "fwm/Words.h"
 
-#include <QRegularExpression>
+#include <CLI/CLI.hpp>
 
 namespace upgradeMode = planning::upgradeMode;
 
@@ -14,9 +14,9 @@ const CommandLine::Program program{"fwm", PROGRAM_VERSION,
 
 std::string checkNetVersion(const std::string &text)
 {
-    static const QRegularExpression pattern(QStringLiteral("\\A[0-9]\\.[0-9]{2}\\z"));
-    const bool matches = pattern.match(QString::fromStdString(text)).hasMatch();
-    return matches ? std::string() : "a version is a digit, a point and two digits, like 1.23";
+    return isNetVersion(QString::fromStdString(text))
+               ? std::string()
+               : "a version is a digit, a point and two digits, like 1.23";
 }
 
 } // namespace

@@ -59,7 +59,7 @@ private:
             if (list.at(index).isObject())
                 check(list.at(index).toObject(), item + QLatin1Char('.'));
             else
-                say(item, QStringLiteral("is no object"));
+                say(item, QStringLiteral("is not an object"));
         }
     }
 
@@ -79,7 +79,7 @@ QVector<Finding> Schema::check(const QJsonObject &description)
 void Schema::text(const QJsonObject &object, const QString &place, const QString &key)
 {
     if (!object.value(key).isString())
-        say(place + key, QStringLiteral("is missing or no text"));
+        say(place + key, QStringLiteral("is missing or not a string"));
 }
 
 void Schema::number(const QJsonObject &object, const QString &place, const QString &key, int least)
@@ -87,9 +87,9 @@ void Schema::number(const QJsonObject &object, const QString &place, const QStri
     static const QRegularExpression decimal(QStringLiteral("\\A[0-9]{1,9}\\z"));
     const QString value = description::text(object, key);
     if (!object.value(key).isString())
-        say(place + key, QStringLiteral("is missing or no text"));
+        say(place + key, QStringLiteral("is missing or not a string"));
     else if (!decimal.match(value).hasMatch())
-        say(place + key, QStringLiteral("\"%1\" is no decimal number").arg(value));
+        say(place + key, QStringLiteral("\"%1\" is not a decimal number").arg(value));
     else if (value.toInt() < least || value.toInt() > largestNumber)
         say(place + key,
             QStringLiteral("%1 is not within %2 to %3").arg(value).arg(least).arg(largestNumber));
@@ -128,7 +128,7 @@ void Schema::pcb(const QJsonObject &pcb, const QString &place, int chipType)
         speciality(description::text(pcb, package::key::speciality),
                    place + package::key::speciality, chipType);
     else
-        say(place + package::key::speciality, QStringLiteral("is missing or no text"));
+        say(place + package::key::speciality, QStringLiteral("is missing or not a string"));
     for (const QString &version : {package::key::ver1, package::key::ver2, package::key::ver3})
         number(pcb, place, version);
 }
@@ -139,7 +139,7 @@ void Schema::speciality(const QString &value, const QString &place, int chipType
         value.size() == 1 && value >= QLatin1String("A") && value <= QLatin1String("Z");
     const bool isNeeded = hasVariants(chipType);
     if (!isLetter && (isNeeded || value.size() > 1))
-        say(place, QStringLiteral("\"%1\" is no single letter A to Z").arg(value));
+        say(place, QStringLiteral("\"%1\" is not a single letter A to Z").arg(value));
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 
 #include "protocol/ChipTypes.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 
 namespace chip = protocol::chip;
@@ -48,6 +50,12 @@ QString keyText(const RecordKey &key)
                       .arg(key.mcuType)
                       .arg(key.pcbVersion)
                       .arg(speciality.isEmpty() ? QStringLiteral("none") : speciality);
+}
+
+bool isNetVersion(const QString &text)
+{
+    static const QRegularExpression pattern(QStringLiteral("\\A[0-9]\\.[0-9]{2}\\z"));
+    return pattern.match(text).hasMatch();
 }
 
 QString placeText(const ImageEntry &entry)

@@ -14,11 +14,14 @@ QString offsetText(qint64 offset);
 /** "1.2.3". */
 QString versionText(const package::RecordKey &key);
 
-/** "A"; the number of a code that is no letter, and nothing for 0. */
+/** "A"; the number of a code that is not a letter, and nothing for 0. */
 QString specialityText(quint8 code);
 
 /** "chip type 0, MCU type 1, PCB version 1, speciality A". */
 QString keyText(const package::RecordKey &key);
+
+/** Whether a text is the version of a network module image: "1.23". */
+bool isNetVersion(const QString &text);
 
 /** Where in the description an image is: "chips[0].mcus[1].pcbs[0]". */
 QString placeText(const package::ImageEntry &entry);
