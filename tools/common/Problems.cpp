@@ -281,7 +281,7 @@ constexpr ProblemRow problemRows[] = {
      "See simulator.md for a device file that works."},
     {ProblemId::ChipMissing, ExitCode::Failed, "chip-missing",
      "the device has no chip for this row, and the upgrade would fail",
-     "Compare the device's chip indices with the package's quantities. A device that numbers its chips by quantity is upgraded with --request-all."},
+     "Compare the device's chip indices with the package's quantities. Use --request-all if the device numbers its chips by quantity, and only then."},
     {ProblemId::TraceUnreadable, ExitCode::Failed, "trace-unreadable",
      "the file is not a trace of a device",
      "See simulator.md for the form of a trace."},
