@@ -84,6 +84,14 @@ private slots:
         run.say({"Read bootcode information of 'A'."});
         QCOMPARE(run.waitAfter(3s),
                  QString("waiting for an answer, 3 s of 10, try 1 of 3, gives up in 0:27"));
+        // The agent repeats the line of a request with the request.
+        run.say({"Read the bootcode information of 'A' fail, retry 1.",
+                 "Read bootcode information of 'A'."});
+        QCOMPARE(run.waitAfter(3s),
+                 QString("waiting for an answer, 3 s of 10, try 2 of 3, gives up in 0:17"));
+        run.say({"Read bootcode information of 'B'."});
+        QCOMPARE(run.waitAfter(3s),
+                 QString("waiting for an answer, 3 s of 10, try 1 of 3, gives up in 0:27"));
         const QString enter = "Send 'Enter F/W Upgrade Mode' command to 'A'.";
         const QString entered = "'A' Enter 'F/W Update Mode' success.";
         run.say({enter});

@@ -87,10 +87,10 @@ void AnswerWatch::takeLine(const QString &line, ms now)
     case LineEvent::Reading:
     case LineEvent::Rebooting:
     case LineEvent::SettingVersion:
-        await(Awaited::Command, now);
+        awaitAfter(line, Awaited::Command, now);
         break;
     case LineEvent::EnterSent:
-        await(Awaited::UpdateMode, now);
+        awaitAfter(line, Awaited::UpdateMode, now);
         break;
     case LineEvent::Entered:
         await(Awaited::Block, now);
@@ -121,6 +121,14 @@ void AnswerWatch::takeRetry(const LineMeaning &meaning, int retry, ms now)
         m_retry = retry;
         m_since = now;
     }
+}
+
+void AnswerWatch::awaitAfter(const QString &line, Awaited awaited, ms now)
+{
+    const int retry = line == m_request ? m_retry : 0;
+    m_request = line;
+    await(awaited, now);
+    m_retry = retry;
 }
 
 void AnswerWatch::await(Awaited awaited, ms now)

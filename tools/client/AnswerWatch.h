@@ -52,6 +52,8 @@ private:
 
     void takeLine(const QString &line, ms now);
     void takeRetry(const LineMeaning &meaning, int retry, ms now);
+    /** After the line of a request; the agent sends this line again with each repetition. */
+    void awaitAfter(const QString &line, Awaited awaited, ms now);
     void await(Awaited awaited, ms now);
     ms limit(ms waited) const;
     ms untilGivenUp() const;
@@ -59,6 +61,8 @@ private:
     Awaited m_awaited = Awaited::Nothing;
     ms m_since{0};
     ms m_lastReply{0};
+    /** The line of the last request. */
+    QString m_request;
     /** Repetitions of the command or block so far. */
     int m_retry = 0;
     /** Repetitions of the whole image so far. */
