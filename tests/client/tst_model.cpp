@@ -653,6 +653,17 @@ private slots:
         QCOMPARE(run.results(), QStringList({"updated", "updated"}));
     }
 
+    /** The line with the cause counts, not the agent's line about the whole run. */
+    void lineOfTheCause()
+    {
+        const QString line = "Read the bootcode information of 'A' fail, check the next mcu.";
+        Run run({"A"});
+        run.say({line, "All firmware upgrade done, but did not upgrade any mcu."}).end(true);
+        QCOMPARE(run.cause(), QString("mcu-silent"));
+        QCOMPARE(run.model.problemLine(client::outcomeOf(run.model).cause), line);
+        QCOMPARE(run.model.problemLine(ProblemId::BeginningUnseen), QString());
+    }
+
     /** No run is a success before the device is back; a failed one has often not come so far. */
     void reboots()
     {

@@ -171,7 +171,7 @@ void UpgradeModel::takeLine(const QString &line, ms now)
         m_isReading = false;
     }
     if (meaning.cause != ProblemId::None)
-        m_problemLine = line;
+        m_problemLines[meaning.cause] = m_problemLines[ProblemId::Unexplained] = line;
     if (const Handler handler = handlerOf(meaning.event)) {
         (this->*handler)(meaning, now);
         m_mayHaveGap = false;

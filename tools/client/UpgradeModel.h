@@ -5,6 +5,7 @@
 #include "client/McuState.h"
 #include "client/Messages.h"
 
+#include <QMap>
 #include <QPair>
 #include <QSet>
 #include <QString>
@@ -95,8 +96,8 @@ public:
     /** A line of the agent with the labels of the rows in the places of the names that were sent.
      */
     QString labelled(const QString &line) const;
-    /** The last problem's line, as the agent has it. */
-    QString problemLine() const { return m_problemLine; }
+    /** The last line of the agent with this cause; empty for causes that are the client's own. */
+    QString problemLine(ProblemId cause) const { return m_problemLines.value(cause); }
 
     /** The verdict cannot be heard any more, but everything before it went well. */
     void assumeSuccess(ms now) { end(true, now); }
@@ -175,7 +176,8 @@ private:
     bool m_hasRebooted = false;
     bool m_hasWritten = false;
     ProblemId m_problem = ProblemId::None;
-    QString m_problemLine;
+    /** The last line of each cause; that of `Unexplained` is the last one of all. */
+    QMap<ProblemId, QString> m_problemLines;
     QString m_netVersion;
 };
 

@@ -195,9 +195,12 @@ CommandOutcome RunCommand::resultOf(const UpgradeOutcome &outcome)
     CommandOutcome result;
     result.exit = outcome.exit;
     if (outcome.exit != ExitCode::Done && outcome.exit != ExitCode::NothingToDo)
-        result.problem = Problem{outcome.cause, m_model.labelled(m_model.problemLine())};
-    result.text = textOf(resultTable(m_model, now(), Terminal::of(1).style) +
-                         QStringList{QString(), outcome.summary});
+        result.problem =
+            Problem{outcome.cause, m_model.labelled(m_model.problemLine(outcome.cause))};
+    QStringList lines = resultTable(m_model, now(), Terminal::of(1).style);
+    if (!lines.isEmpty())
+        lines += QString();
+    result.text = textOf(lines + QStringList{outcome.summary});
     addRun(result);
     result.json["summary"] = outcome.summary;
     result.json["rebooted"] = m_model.hasRebooted();
