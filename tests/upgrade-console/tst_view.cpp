@@ -52,6 +52,11 @@ private slots:
                  QString("waiting for an answer, 9 s of 15, try 1 of 9, gives up in 3:36"));
     }
 
+    void noTableWithoutMcus()
+    {
+        QCOMPARE(resultTable(UpgradeModel(), ms(0), Style{false}), QStringList());
+    }
+
     void textsForTheTerminal()
     {
         QCOMPARE(Style{true}.in(Colour::Red, "x"), QString("\x1b[31mx\x1b[0m"));

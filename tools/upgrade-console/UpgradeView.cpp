@@ -233,6 +233,8 @@ QStringList alignedTable(const QVector<QStringList> &rows, const QVector<int> &r
 QStringList resultTable(const UpgradeModel &model, milliseconds now, const Style &style)
 {
     constexpr int secondsColumn = 4;
+    if (model.mcus().isEmpty())
+        return {};
     QVector<QStringList> rows{{"MCU", "Old", "New", "Result", "Seconds"}};
     for (const McuState &mcu : model.mcus())
         rows.append(tableRow(mcu, now));
