@@ -7,10 +7,22 @@ namespace {
 using Command = Options::Command;
 using Value = OptionRow::Value;
 
-} // namespace
-
 // The columns are worth more than the line length here.
 // clang-format off
+// Several commands have these options.
+const char *const modeHelp = "2: only MCUs that are older than the package (default); 5: all of them, and neither the model nor versions are compared. The device reboots at the end, also when nothing was to be written.";
+const char *const yesHelp = "Do not ask before --mode 5; needed where there is no terminal.";
+const char *const requestAllHelp = "Have the agent make the rows (UPGRADEALL): it addresses each chip with its quantity as the index.";
+const char *const waitBackHelp = "If the network module restarts, wait until its agent answers again.";
+const char *const rowHelp = "The MCUs: NAME,CHIP-TYPE,CHIP-INDEX each, or a name from the package. Without any, every chip of the package, index 0 to quantity - 1.";
+const char *const packageHelp = "The package; it must pass the checks of 'fwm verify'.";
+const char *const sshUserHelp = "The user on the module (default: as ssh is configured).";
+const char *const sshPortHelp = "The port of the module's ssh server (default: as ssh is configured).";
+const char *const sshOptionHelp = "An option of ssh, as in ssh_config; may be given several times.";
+const char *const sftpHelp = "OpenSSH's sftp (default: sftp).";
+
+} // namespace
+
 const std::vector<CommandRow> &commandRows()
 {
     static const std::vector<CommandRow> rows = {
@@ -38,31 +50,31 @@ const std::vector<OptionRow> &optionRows()
         {"", "--port",        Value::Text, "PORT", {}, "The agent's TCP port (default: 35353)."},
         {"", "--timeout",     Value::Text, "SECONDS", {}, "Give up after so long without a sign of life (default: 60)."},
         {"", "--no-progress", Value::None, "", {}, "Show no bars, even on a terminal."},
-        {"upgrade",     "--mode",      Value::Choice, "MODE", {"2", "5"}, "2: only MCUs that are older than the package (default); 5: all of them, and neither the model nor versions are compared. The device reboots at the end, also when nothing was to be written."},
-        {"upgrade",     "--yes",       Value::None,   "", {}, "Do not ask before --mode 5; needed where there is no terminal."},
-        {"upgrade",     "--request-all", Value::None, "", {}, "Have the agent make the rows (UPGRADEALL): it addresses each chip with its quantity as the index."},
+        {"upgrade",     "--mode",      Value::Choice, "MODE", {"2", "5"}, modeHelp},
+        {"upgrade",     "--yes",       Value::None,   "", {}, yesHelp},
+        {"upgrade",     "--request-all", Value::None, "", {}, requestAllHelp},
         {"upgrade",     "--package",   Value::File,   "FILE", {}, "A copy of the device's package, for the times: the agent reports no sizes. Another package than the device's is refused. On the module itself the device's own file is read."},
-        {"upgrade",     "--wait-back", Value::None,   "", {}, "If the network module restarts, wait until its agent answers again."},
-        {"upgrade",     "ROW",         Value::Text,   "ROW", {}, "The MCUs: NAME,CHIP-TYPE,CHIP-INDEX each, or a name from the package. Without any, every chip of the package, index 0 to quantity - 1."},
-        {"net-upgrade", "--mode",      Value::Choice, "MODE", {"2", "5"}, "As for upgrade."},
-        {"net-upgrade", "--yes",       Value::None,   "", {}, "As for upgrade."},
+        {"upgrade",     "--wait-back", Value::None,   "", {}, waitBackHelp},
+        {"upgrade",     "ROW",         Value::Text,   "ROW", {}, rowHelp},
+        {"net-upgrade", "--mode",      Value::Choice, "MODE", {"2", "5"}, modeHelp},
+        {"net-upgrade", "--yes",       Value::None,   "", {}, yesHelp},
         {"net-upgrade", "ADDRESS",     Value::Text,   "ADDRESS", {}, "The device's IPv4 address, as the module sees it."},
-        {"attach",      "--wait-back", Value::None,   "", {}, "As for upgrade."},
-        {"put",         "FILE",        Value::File,   "FILE", {}, "The package; it must pass the checks of 'fwm verify'."},
-        {"put",         "--ssh-user",  Value::Text,   "USER", {}, "The user on the module (default: as ssh is configured)."},
-        {"put",         "--ssh-port",  Value::Text,   "PORT", {}, "The port of the module's ssh server (default: as ssh is configured)."},
-        {"put",         "--ssh-option", Value::Text,  "NAME=VALUE", {}, "An option of ssh, as in ssh_config; may be given several times."},
-        {"put",         "--sftp",      Value::File,   "PROGRAM", {}, "OpenSSH's sftp (default: sftp)."},
-        {"deploy",      "FILE",        Value::File,   "FILE", {}, "As for put."},
-        {"deploy",      "--ssh-user",  Value::Text,   "USER", {}, "As for put."},
-        {"deploy",      "--ssh-port",  Value::Text,   "PORT", {}, "As for put."},
-        {"deploy",      "--ssh-option", Value::Text,  "NAME=VALUE", {}, "As for put."},
-        {"deploy",      "--sftp",      Value::File,   "PROGRAM", {}, "As for put."},
-        {"deploy",      "--mode",      Value::Choice, "MODE", {"2", "5"}, "As for upgrade."},
-        {"deploy",      "--yes",       Value::None,   "", {}, "As for upgrade."},
-        {"deploy",      "--request-all", Value::None, "", {}, "As for upgrade."},
-        {"deploy",      "--wait-back", Value::None,   "", {}, "As for upgrade."},
-        {"deploy",      "ROW",         Value::Text,   "ROW", {}, "As for upgrade."},
+        {"attach",      "--wait-back", Value::None,   "", {}, waitBackHelp},
+        {"put",         "FILE",        Value::File,   "FILE", {}, packageHelp},
+        {"put",         "--ssh-user",  Value::Text,   "USER", {}, sshUserHelp},
+        {"put",         "--ssh-port",  Value::Text,   "PORT", {}, sshPortHelp},
+        {"put",         "--ssh-option", Value::Text,  "NAME=VALUE", {}, sshOptionHelp},
+        {"put",         "--sftp",      Value::File,   "PROGRAM", {}, sftpHelp},
+        {"deploy",      "FILE",        Value::File,   "FILE", {}, packageHelp},
+        {"deploy",      "--ssh-user",  Value::Text,   "USER", {}, sshUserHelp},
+        {"deploy",      "--ssh-port",  Value::Text,   "PORT", {}, sshPortHelp},
+        {"deploy",      "--ssh-option", Value::Text,  "NAME=VALUE", {}, sshOptionHelp},
+        {"deploy",      "--sftp",      Value::File,   "PROGRAM", {}, sftpHelp},
+        {"deploy",      "--mode",      Value::Choice, "MODE", {"2", "5"}, modeHelp},
+        {"deploy",      "--yes",       Value::None,   "", {}, yesHelp},
+        {"deploy",      "--request-all", Value::None, "", {}, requestAllHelp},
+        {"deploy",      "--wait-back", Value::None,   "", {}, waitBackHelp},
+        {"deploy",      "ROW",         Value::Text,   "ROW", {}, rowHelp},
         {"edid",        "FILE",        Value::File,   "FILE", {}, "EDID dump, binary or hexadecimal text; - reads standard input."},
         {"send-net",    "FILE",        Value::File,   "FILE", {}, "An image for the network module, as 'fwm make-net' makes it."},
         {"send-net",    "--wait-back", Value::None,   "", {}, "Wait until the restarted module's agent answers again."},
