@@ -279,6 +279,8 @@ AUX 1          1         1         4    1  A           2.1.0
             self.assertEqual(result.returncode, CANNOT)
             self.assertEqual(self.document(result)["error"]["id"], "cannot-connect")
             self.assertIn("Check the address", self.document(result)["error"]["advice"])
+            self.assertRegex(self.document(result)["error"]["detail"],
+                             rf"^(localhost|127\.0\.0\.1), port {agent.port}: ")
             self.assertNotIn("upgrade-console:", result.stderr)
 
     def test_connection_that_fails_at_once(self):

@@ -41,7 +41,7 @@ AgentConnection::AgentConnection(const QString &host, quint16 port, ms timeOut, 
             onEnded();
     });
     connect(&m_connectTimer, &QTimer::timeout, this,
-            [this] { giveUp(ProblemId::CannotConnect, QStringLiteral("no answer")); });
+            [this] { giveUpConnecting(QStringLiteral("no answer")); });
     connect(&m_pulse, &QTimer::timeout, this, &AgentConnection::onPulse);
 }
 
@@ -121,8 +121,16 @@ void AgentConnection::onEnded()
     // What arrived before the end counts.
     if (m_wasOpen)
         onReadyRead();
-    giveUp(m_wasOpen ? ProblemId::ConnectionLost : ProblemId::CannotConnect,
-           m_socket.errorString());
+    if (m_wasOpen)
+        giveUp(ProblemId::ConnectionLost, m_socket.errorString());
+    else
+        giveUpConnecting(m_socket.errorString());
+}
+
+void AgentConnection::giveUpConnecting(const QString &reason)
+{
+    giveUp(ProblemId::CannotConnect,
+           QStringLiteral("%1, port %2: %3").arg(m_host, QString::number(m_port), reason));
 }
 
 void AgentConnection::onPulse()

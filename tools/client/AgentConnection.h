@@ -79,6 +79,7 @@ private:
     void onPulse();
     void hand(const AgentReply &reply);
     void giveUp(ProblemId cause, const QString &detail);
+    void giveUpConnecting(const QString &reason);
 
     const QString m_host;
     const quint16 m_port;

@@ -114,7 +114,8 @@ QStringList likelyState(const UpgradeModel &model, ProblemId cause)
     const QString goesOn =
         isAgentKnown
             ? QStringLiteral(
-                  "The agent finishes the upgrade without this connection: leave the device on.")
+                  "The agent finishes the upgrade without this connection: leave the device on. "
+                  "'attach' shows the rest of it.")
             : QStringLiteral("If the agent still runs, it finishes the upgrade without this "
                              "connection: leave the device on, and ask with 'ping'. If it does "
                              "not run any more, the upgrade ended where it was.");
@@ -143,7 +144,7 @@ QStringList likelyState(const UpgradeModel &model, ProblemId cause)
     case RunPhase::Rebooting:
     case RunPhase::SettingVersion:
         return {QStringLiteral("All images are written; the device was rebooting."),
-                QStringLiteral("Wait a minute; 'version' and 'ping' tell when it is back."), again};
+                QStringLiteral("Wait a minute; 'ping' shows whether it is back."), again};
     case RunPhase::Ended:
         break;
     }

@@ -30,7 +30,7 @@ constexpr ProblemRow problemRows[] = {
     // The connection to an agent
     {ProblemId::CannotConnect, ExitCode::CannotConnect, "cannot-connect",
      "the agent cannot be reached",
-     "Check the address, the port (35353) and that the device is on. A firewall may be in the way."},
+     "Check the address and the port (normally 35353), that the device is on and that its agent runs. A firewall may block the port."},
     {ProblemId::ConnectionLost, ExitCode::ConnectionLost, "connection-lost",
      "the agent closed the connection",
      "Wait a minute and ask with 'ping'."},
@@ -50,7 +50,7 @@ constexpr ProblemRow problemRows[] = {
     // Requests to an agent
     {ProblemId::Busy, ExitCode::DeviceBusy, "busy",
      "the device is busy with an upgrade",
-     "Wait for its end and try again. Each request takes the messages of the running upgrade to its sender: do not ask often."},
+     "Wait for its end and try again; if its own client has ended, follow it with 'attach'. Do not send requests often: each one redirects the messages of the upgrade to its sender."},
     {ProblemId::NothingToDo, ExitCode::NothingToDo, "nothing-to-do",
      "no MCU needs what the package holds",
      "Nothing. The device was rebooted all the same, as after every run.", "6"},
@@ -109,7 +109,7 @@ constexpr ProblemRow problemRows[] = {
      "Check it with 'fwm verify' and build it again. Nothing was sent to the module."},
     {ProblemId::SshFailed, ExitCode::Failed, "ssh-failed",
      "the package could not be copied over ssh",
-     "Check that 'sftp HOST' reaches the module without a password; --ssh-user, --ssh-port and --ssh-option say how. The module has its package from before, or the whole new one."},
+     "Check that 'sftp HOST' reaches the module without a password; set the user, the port and other options with --ssh-user, --ssh-port and --ssh-option. The module has its previous package or the complete new one."},
     {ProblemId::CopyDamaged, ExitCode::Failed, "copy-damaged",
      "the copy on the module differs from the file",
      "Check the module's disk and that the file does not change, and copy it again. The package of the module is as it was."},

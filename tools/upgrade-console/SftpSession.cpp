@@ -106,8 +106,9 @@ void SftpSession::onFinished(int exitStatus, QProcess::ExitStatus how)
     if (how == QProcess::NormalExit && exitStatus == 0)
         end({});
     else
-        end(m_errors.trimmed().isEmpty() ? QStringLiteral("it ended with status %1").arg(exitStatus)
-                                         : lastLines(m_errors));
+        end(m_errors.trimmed().isEmpty()
+                ? QStringLiteral("sftp ended with status %1").arg(exitStatus)
+                : lastLines(m_errors));
 }
 
 void SftpSession::end(const QString &error)
