@@ -59,10 +59,10 @@ const QVector<ControlCommands::Command> &ControlCommands::commands()
         {"fault list",    "",                "lists the faults",                      &Self::listFaults},
         {"flash save",    "DIR",             "writes every chip's flash to files",    &Self::saveFlash},
         {"flash compare", "TYPE INDEX FILE", "compares a chip's flash with an image", &Self::compareFlash},
-        {"status",        "",                "tells the device's state as JSON",      &Self::status},
+        {"status",        "",                "shows the device's state as JSON",      &Self::status},
         {"reset",         "",                "restarts the device",                   &Self::reset},
         {"power-cycle",   "",                "the same",                              &Self::reset},
-        {"link",          "off|on",          "cuts the wire, or mends it",            &Self::plug},
+        {"link",          "off|on",          "disconnects or connects the line",            &Self::plug},
         {"quit",          "",                "ends the simulator",                    &Self::quit},
     };
     // clang-format on

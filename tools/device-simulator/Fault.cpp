@@ -21,12 +21,12 @@ struct Entry
 
 // clang-format off
 const Entry catalogue[] = {
-    {Fault::Kind::Silent,       "silent",        "",        "does not hear the command"},
-    {Fault::Kind::LoseReply,    "lose-reply",    "",        "obeys the command, but the reply is lost"},
+    {Fault::Kind::Silent,       "silent",        "",        "ignores the command"},
+    {Fault::Kind::LoseReply,    "lose-reply",    "",        "executes the command, but the reply is lost"},
     {Fault::Kind::Refuse,       "refuse",        "status=3", "refuses the command with a status"},
     {Fault::Kind::Late,         "late",          "delay=MS (12000)", "answers late"},
     {Fault::Kind::Busy,         "busy",          "delay=MS (12000)", "answers late, and no other command before this one"},
-    {Fault::Kind::BadChecksum,  "bad-checksum",  "",        "spoils the reply's checksum"},
+    {Fault::Kind::BadChecksum,  "bad-checksum",  "",        "sends the reply with a wrong checksum"},
     {Fault::Kind::WrongWord,    "wrong-word",    "as=WORD (F8FF)", "answers with another command word"},
     {Fault::Kind::Short,        "short",         "bytes=N (0)", "keeps only N bytes of the reply's data"},
     {Fault::Kind::Duplicate,    "duplicate",     "",        "sends the reply twice"},
@@ -37,8 +37,8 @@ const Entry catalogue[] = {
     {Fault::Kind::WrongAddress, "wrong-address", "",        "puts other frame address bytes into the reply"},
     {Fault::Kind::OtherForm,    "other-form",    "",        "swaps the ordinary and the extended form of a status"},
     {Fault::Kind::RefuseBlock,  "refuse-block",  "block=N, status=3", "refuses image block N"},
-    {Fault::Kind::SilentBlock,  "silent-block",  "block=N", "does not hear image block N"},
-    {Fault::Kind::DieAtBlock,   "die-at-block",  "block=N, delay=MS (for ever)", "dies when image block N arrives, restarts after MS"},
+    {Fault::Kind::SilentBlock,  "silent-block",  "block=N", "ignores image block N"},
+    {Fault::Kind::DieAtBlock,   "die-at-block",  "block=N, delay=MS (never)", "fails when image block N arrives, restarts after MS"},
     {Fault::Kind::NoReturnAfterReboot, "no-return-after-reboot", "", "accepts the reboot and stays silent"},
 };
 // clang-format on
@@ -189,7 +189,7 @@ QStringList Fault::keyHelp()
         QStringLiteral("word=WORD               only this command: four hexadecimal digits, or %1")
             .arg(commandNames().join(QStringLiteral(", "))),
         QStringLiteral("type=N, index=N         only this chip"),
-        QStringLiteral("skip=N                  the first N matching commands pass unharmed"),
+        QStringLiteral("skip=N                  the first N matching commands are not affected"),
         QStringLiteral(
             "count=N                 once, twice, three-times, always (default) or a number"),
     };

@@ -9,7 +9,7 @@ namespace {
 
 const CommandLine::Program program{
     "device-simulator", PROJECT_VERSION,
-    "Plays the MCUs and FPGAs of a device on a serial line or over TCP.", OutputForm::JsonLines,
+    "Simulates the MCUs and FPGAs of a device on a serial line or over TCP.", OutputForm::JsonLines,
     "Write JSON lines: one when a host may connect, and the result as the last one."};
 
 enum class Value { None, Text, File, Folder };
@@ -24,16 +24,16 @@ struct OptionRow
 
 // clang-format off
 const OptionRow optionRows[] = {
-    {"--device",       Value::File,   "FILE",         "The device to play, a JSON file."},
-    {"--replay",       Value::File,   "TRACE",        "Answer as a device once did, from its recorded trace."},
-    {"--pty-link",     Value::File,   "PATH",         "Make a pseudo-terminal and a link to it at PATH."},
+    {"--device",       Value::File,   "FILE",         "The device to simulate, a JSON file."},
+    {"--replay",       Value::File,   "TRACE",        "Answer from the recorded trace of a device."},
+    {"--pty-link",     Value::File,   "PATH",         "Create a pseudo-terminal, and a link to it at PATH."},
     {"--fd",           Value::Text,   "N",            "Use the open descriptor N (a pseudo-terminal's master or a socket)."},
     {"--listen",       Value::Text,   "ADDRESS:PORT", "Listen for the host over TCP."},
-    {"--baud",         Value::Text,   "RATE",         "Keep the times of a serial line, 57600 for example; or unpaced (default)."},
-    {"--fault",        Value::Text,   "NAME[:ARGS]",  "Break in a named way (below). May be given several times."},
+    {"--baud",         Value::Text,   "RATE",         "Simulate the timing of a serial line, for example 57600 (default: no delays)."},
+    {"--fault",        Value::Text,   "NAME[:ARGS]",  "Inject a fault of the list below. May be given several times."},
     {"--seed",         Value::Text,   "N",            "Seed of all random bytes (default 1)."},
     {"--trace",        Value::File,   "FILE",         "Write every frame, decoded, to FILE."},
-    {"--control",      Value::File,   "SOCKET",       "Take control commands (below) on a local socket."},
+    {"--control",      Value::File,   "SOCKET",       "Accept the control commands below on a local socket."},
     {"--save-flash",   Value::Folder, "DIR",          "Write the flash of each chip to DIR at the end."},
     {"--print-frames", Value::None,   "",             "Show every frame, decoded, on standard error."},
 };
