@@ -151,6 +151,8 @@ void TestCommandLine::wrongUsage_data()
     row("list", "FILE is required", "ex-ample list");
     row("list a --mode 7", "--mode: 7 not in {2,5}", "ex-ample list");
     row("list a --mode", "--mode: 1 required TEXT:{2,5} missing", "ex-ample list");
+    row("list a --json=1", "--json takes no value", "ex-ample list");
+    row("--json-progress=x list a", "--json-progress takes no value", "ex-ample");
 }
 
 void TestCommandLine::wrongUsage()
@@ -174,6 +176,9 @@ void TestCommandLine::forms_data()
     QTest::newRow("lines") << QStringList{"--json-progress", "list"} << int(OutputForm::JsonLines);
     QTest::newRow("both") << QStringList{"--json-progress", "list", "--json"}
                           << int(OutputForm::JsonLines);
+    QTest::newRow("a value") << QStringList{"list", "a", "--json=1"} << int(OutputForm::Json);
+    QTest::newRow("a value of lines")
+        << QStringList{"--json-progress=1", "list", "a"} << int(OutputForm::JsonLines);
     QTest::newRow("a word of the user")
         << QStringList{"send", "--", "--json"} << int(OutputForm::Text);
 }

@@ -69,7 +69,7 @@ CLI::App &CommandLine::addCommand(const char *name, const char *help)
 void CommandLine::addJsonFlag(const char *name, OutputForm form, const char *help)
 {
     const std::string description = help; // a pointer would be taken for the flag's variable
-    m_app->add_flag(name, description);
+    m_app->add_flag(name, description)->disable_flag_override();
     m_jsonFlags.push_back({QString::fromLatin1(name), form});
 }
 
@@ -123,7 +123,9 @@ void CommandLine::readForm(const QStringList &arguments)
         if (word == QLatin1String("--"))
             return;
         for (const JsonFlag &flag : m_jsonFlags) {
-            if (word == flag.name && m_form != OutputForm::JsonLines)
+            // "--json=1" is an error, which the document reports.
+            const bool isGiven = word == flag.name || word.startsWith(flag.name + QLatin1Char('='));
+            if (isGiven && m_form != OutputForm::JsonLines)
                 m_form = flag.form;
         }
     }
@@ -192,7 +194,12 @@ QString CommandLine::whatIsWrong(const CLI::ParseError &error) const
     const std::vector<std::string> unknown = m_app->remaining(true);
     if (isAboutWords && !unknown.empty())
         return aboutWord(QString::fromStdString(unknown.front()));
-    return QString::fromStdString(error.what()).simplified();
+    const QString text = QString::fromStdString(error.what()).simplified();
+    // The parser's own text about a flag with a value does not say what is wrong.
+    const QLatin1String ending(" was given a disallowed flag override");
+    if (text.endsWith(ending))
+        return QStringLiteral("--%1 takes no value").arg(text.left(text.size() - ending.size()));
+    return text;
 }
 
 /** About a word that is neither an option, a command nor an argument. */
