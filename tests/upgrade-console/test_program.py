@@ -62,8 +62,10 @@ class TestUsage(ConsoleTest):
             self.assertEqual(self.document(result)["error"]["id"], "rows-refused", row)
 
     def test_usage_as_json(self):
-        result = self.run_alone("--json", "upgrade", "--mode", "3")
-        self.assertEqual(self.document(result)["error"]["id"], "usage")
+        for arguments in (["--json", "upgrade", "--mode", "3"], ["--json=1", "ping"],
+                          ["ping", "--json=false"]):
+            result = self.run_alone(*arguments)
+            self.assertEqual(self.document(result)["error"]["id"], "usage", arguments)
 
     def test_help_and_version(self):
         for arguments, wanted in ((["--help"], "Exit status:"), (["upgrade", "--help"], "--mode"),
@@ -576,6 +578,7 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
         result = self.upgrade(runs.START + runs.MODEL, "--json", timeout=self.UNANSWERED)
         self.assertEqual(result.returncode, LOST)
         self.assertEqual(self.document(result)["error"]["id"], "outcome-unseen")
+        self.assertNotIn("likely_state", self.document(result))
 
     def lose(self, run, first, last, **more):
         """An upgrade whose lines from `first` to the one before `last` go to another client; the

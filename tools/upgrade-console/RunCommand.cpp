@@ -262,6 +262,7 @@ void RunCommand::loseContact(ProblemId cause, const QString &detail)
     CommandOutcome result =
         resultOf({problemRow(cause).exit, cause, QStringLiteral("The outcome is not known.")});
     result.problem = Problem{cause, detail, state.join(QLatin1Char('\n'))};
-    result.json["likely_state"] = QJsonArray::fromStringList(state);
+    if (!state.isEmpty())
+        result.json["likely_state"] = QJsonArray::fromStringList(state);
     finish(result);
 }
