@@ -4,7 +4,6 @@
 #include "engine/ControlCenter.h"
 #include "engine/report/EngineTexts.h"
 #include "links/CoreCOMQ.h"
-#include "links/ReportRelay.h"
 #include "platform/Log.h"
 
 #include <QThread>
@@ -13,15 +12,11 @@
 
 using engine::RunClaim;
 using engine::RunEvents;
-using links::ReportRelay;
 using platform::logLink;
 using platform::Platform;
 
 WorkerCOM::WorkerCOM(QObject *parent, const Platform &platform)
-    : QObject(parent),
-      m_engine(new ControlCenter(platform)),
-      m_relay(new ReportRelay(platform.pauses.betweenProgress, m_engine)),
-      m_thread(new QThread)
+    : QObject(parent), m_engine(new ControlCenter(platform)), m_thread(new QThread)
 {
     m_engine->moveToThread(m_thread);
     connect(m_thread, &QThread::finished, m_thread, &QThread::deleteLater);
@@ -37,20 +32,14 @@ WorkerCOM::~WorkerCOM()
     m_thread->wait();
 }
 
-/** The relay is connected first, so that its held values are sent before a message. A message of
- *  this thread, about a package, does not wait for them. */
 void WorkerCOM::connectReports()
 {
-    connect(m_engine, &ControlCenter::message, m_relay, &ReportRelay::flush);
     connect(m_engine, &ControlCenter::message, this, &WorkerCOM::deliver);
     connect(m_engine->runEvents(), &RunEvents::ending, this,
             [this](RunClaim::Number run) { m_ending = run; });
     connect(m_engine->runEvents(), &RunEvents::over, this,
             [this](RunClaim::Number run) { m_engine->runClaim().release(run); });
-    connect(m_engine, &ControlCenter::progressValueChanged, m_relay, &ReportRelay::takeProgress,
-            Qt::DirectConnection);
-    connect(m_relay, &ReportRelay::progressValueChanged, this, &WorkerCOM::progressValueChanged);
-    m_relay->follow(*m_engine->runEvents());
+    connect(m_engine, &ControlCenter::progressValueChanged, this, &WorkerCOM::progressValueChanged);
     connect(m_engine, &ControlCenter::netconnected, this, &WorkerCOM::netconnected);
 }
 
@@ -183,7 +172,7 @@ void WorkerCOM::mergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM,
 
 const RunEvents *WorkerCOM::runEvents() const
 {
-    return m_relay->runEvents();
+    return m_engine->runEvents();
 }
 
 bool WorkerCOM::runActive() const

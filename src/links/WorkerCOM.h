@@ -12,10 +12,6 @@ namespace engine {
 class RunEvents;
 } // namespace engine
 
-namespace links {
-class ReportRelay;
-} // namespace links
-
 class ControlCenter;
 class QThread;
 
@@ -84,8 +80,6 @@ private:
     void deliver(const QStringList &list);
 
     ControlCenter *m_engine;
-    /** A child of the engine. */
-    links::ReportRelay *m_relay;
     QThread *m_thread;
     /** The run whose status is delivered next. */
     engine::RunClaim::Number m_ending = engine::RunClaim::none;

@@ -75,8 +75,6 @@ struct Pauses
     ms beforeModuleReboot{2'000};
     /** From the end of many clients to giving their memory back. */
     ms beforeGiveBack{1'000};
-    /** Between two groups of progress values on their way to a client. */
-    ms betweenProgress{200};
 };
 
 /** Limits for what peers make the agent hold in memory. */

@@ -66,8 +66,7 @@ public:
     /** For what it announces; its slots belong to its own thread. */
     static ControlCenter *engineOf(const WorkerCOM &worker)
     {
-        // The events are those of a relay, which is a child of the engine.
-        return qobject_cast<ControlCenter *>(worker.runEvents()->parent()->parent());
+        return qobject_cast<ControlCenter *>(worker.runEvents()->parent());
     }
 
     bool onConnect(QString port) override

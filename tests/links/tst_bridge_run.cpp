@@ -46,33 +46,25 @@ struct World
 {
     QTemporaryDir dir;
     PtyDevice far{EngineHarness::twoMcus()};
-    WorkerCOM worker;
+    WorkerCOM worker{nullptr, platform(dir.path())};
     QStringList lines;
-    /** Messages and progress, in their order. */
-    QStringList transcript;
     int failures = 0;
 
-    explicit World(std::chrono::milliseconds betweenProgress = Pauses().betweenProgress)
-        : worker(nullptr, platform(dir.path(), betweenProgress))
+    World()
     {
         QFile file(packagePath());
         if (!file.open(QIODevice::WriteOnly))
             qFatal("cannot write the test package");
         file.write(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, patternImage(700, 1)},
                                 {"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, patternImage(300, 2)}}));
-        QObject::connect(&worker, &WorkerCOM::message, &worker, [this](const QStringList &list) {
-            lines.append(list.join('|'));
-            transcript.append(lines.last());
-        });
-        QObject::connect(&worker, &WorkerCOM::progressValueChanged, &worker,
-                         [this](double value) { transcript.append(QString::number(value)); });
+        QObject::connect(&worker, &WorkerCOM::message, &worker,
+                         [this](const QStringList &list) { lines.append(list.join('|')); });
     }
 
-    static Platform platform(const QString &dir, std::chrono::milliseconds betweenProgress)
+    static Platform platform(const QString &dir)
     {
         Platform platform = EngineHarness::scaledPlatform(dir);
         platform.timeOuts = TimeOuts();
-        platform.pauses.betweenProgress = betweenProgress;
         platform.timeOuts.otherCommand = std::chrono::milliseconds(1000);
         return platform;
     }
@@ -114,7 +106,6 @@ class TestBridgeRun : public QObject
 
 private slots:
     void listingDuringARunChangesNothing();
-    void groupsOfProgressChangeNothing();
 };
 
 void TestBridgeRun::listingDuringARunChangesNothing()
@@ -154,21 +145,6 @@ void TestBridgeRun::listingDuringARunChangesNothing()
     QCOMPARE(texts.last(), QStringLiteral("ERROR:Firmware file is not exist."));
     QCOMPARE(world.far.device.flash(0, 0), undisturbedFlash);
     QCOMPARE(world.far.device.violationCount(), 0);
-}
-
-/** However long progress may be held, it comes between the same messages. */
-void TestBridgeRun::groupsOfProgressChangeNothing()
-{
-    QStringList transcripts[2];
-    int count = 0;
-    for (const auto betweenProgress : {std::chrono::hours(0), std::chrono::hours(1)}) {
-        World world(betweenProgress);
-        world.start();
-        QVERIFY(waitFor([&] { return world.ended() && !world.worker.runActive(); }, 60'000));
-        QVERIFY(world.transcript.filter(QRegularExpression(QStringLiteral("^[0-9]"))).size() > 5);
-        transcripts[count++] = world.transcript.mid(1); // without the port's name
-    }
-    QVERIFY(sameTranscript(transcripts[1], transcripts[0]));
 }
 
 AGENT_TEST(TestBridgeRun)
