@@ -12,14 +12,8 @@ PLACES = ("README.md", "ARCHITECTURE.md", "CONTRIBUTING.md", "SECURITY.md", "CHA
 # Data, and the list itself with its test.
 ALLOWED_FILES = ("tests/console/seeds/", "tests/edid/data/", "tests/edid/seeds/",
                  "tests/package/data/", "tests/lint/test_words.py", "scripts/lib/lint-words.txt")
-# Texts that a page must repeat character by character, the causes of upgrade-console, and one of a
-# page that another change rewrites. Each one goes when the text itself changes. The last two are
 # CMake's names of permissions.
-ALLOWED_TEXTS = ("the file is no firmware package", "the main MCU does not tell its model",
-                 "the main MCU refuses to tell its model", "an MCU does not tell its version",
-                 "the file is no image for the network module",
-                 "where the reference has one thread and tells nobody",
-                 "WORLD_READ", "WORLD_EXECUTE")
+ALLOWED_TEXTS = ("WORLD_READ", "WORLD_EXECUTE")
 
 WORD_BREAK = r"[\s/*#>]+"  # blanks, a line break, and the mark of a comment
 
