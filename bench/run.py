@@ -15,8 +15,7 @@ sys.path.insert(0, os.path.join(PROJECT, "tests", "system"))
 
 from runner import console, growth, transfer  # noqa: E402  (found through the line above)
 from runner.figures import FIGURES, format_table, summarize  # noqa: E402
-from runner.programs import (Failure, allow_many_sockets,  # noqa: E402
-                             keep_server_ports_free)
+from runner.programs import Failure, allow_many_sockets, keep_server_ports_free  # noqa: E402
 
 MEASUREMENTS = {
     "transfer": transfer.measure_transfer,
@@ -36,12 +35,23 @@ def parse_arguments():
     """The command line; scripts/bench passes its own on."""
     parser = argparse.ArgumentParser(description=__doc__, prog="bench")
     parser.add_argument("--rounds", type=int, default=5, help="rounds (default 5)")
-    parser.add_argument("--only", metavar="NAME", action="append", choices=MEASUREMENTS,
-                        help=f"only these of: {', '.join(MEASUREMENTS)}")
-    parser.add_argument("--quick", action="store_true",
-                        help="one short round that only checks that every figure is measured")
-    parser.add_argument("--growth", action="store_true",
-                        help="how times and memory grow with images, rows and packages instead")
+    parser.add_argument(
+        "--only",
+        metavar="NAME",
+        action="append",
+        choices=MEASUREMENTS,
+        help=f"only these of: {', '.join(MEASUREMENTS)}",
+    )
+    parser.add_argument(
+        "--quick",
+        action="store_true",
+        help="one short round that only checks that every figure is measured",
+    )
+    parser.add_argument(
+        "--growth",
+        action="store_true",
+        help="how times and memory grow with images, rows and packages instead",
+    )
     parser.add_argument("--json", metavar="FILE", help="write everything as JSON, too")
     options = parser.parse_args()
     if options.rounds < 1:
@@ -55,9 +65,13 @@ def machine():
     """The machine that is measured."""
     with open("/proc/cpuinfo", encoding="utf-8") as file:
         models = [line.split(":", 1)[1].strip() for line in file if line.startswith("model name")]
-    return {"processor": models[0] if models else platform.machine(), "cores": os.cpu_count(),
-            "kernel": platform.release(), "load": os.getloadavg()[0],
-            "date": time.strftime("%Y-%m-%d")}
+    return {
+        "processor": models[0] if models else platform.machine(),
+        "cores": os.cpu_count(),
+        "kernel": platform.release(),
+        "load": os.getloadavg()[0],
+        "date": time.strftime("%Y-%m-%d"),
+    }
 
 
 def measure(names, rounds, scale):
@@ -81,10 +95,14 @@ def main():
         if options.growth:
             result["growth"] = growth.measure_all()
         else:
-            samples = measure(options.only or MEASUREMENTS, options.rounds,
-                              QUICK_SCALE if options.quick else 1)
-            result["figures"] = [summarize(figure, samples[figure.key])
-                                 for figure in FIGURES if figure.key in samples]
+            samples = measure(
+                options.only or MEASUREMENTS, options.rounds, QUICK_SCALE if options.quick else 1
+            )
+            result["figures"] = [
+                summarize(figure, samples[figure.key])
+                for figure in FIGURES
+                if figure.key in samples
+            ]
             print(format_table(result["figures"]))
     except Failure as problem:
         print(f"bench: {problem}", file=sys.stderr)

@@ -10,8 +10,20 @@ import time
 from runner import process_state
 from runner.figures import MIB, Sample
 from runner.packages import AUX, read_at_each_list, write_package
-from runner.programs import (AGENT_PORT, PACKAGE, PROJECT, QT_PORT, Failure, agent, epoll_server, line_load,
-                             program, qt_server, redis, times)
+from runner.programs import (
+    AGENT_PORT,
+    PACKAGE,
+    PROJECT,
+    QT_PORT,
+    Failure,
+    agent,
+    epoll_server,
+    line_load,
+    program,
+    qt_server,
+    redis,
+    times,
+)
 
 SERVERS = {"agent": agent, "qt": qt_server, "redis": redis, "epoll": epoll_server}
 EDID = os.path.join(PROJECT, "tests", "edid", "data", "v4l-lg-oled-c9-hdmi.bin")
@@ -30,8 +42,11 @@ def load_all(names, clients, depth, seconds):
 def rates(loads, clients, depth):
     """The agent's rate against every other server's."""
     prefix = f"rate-{clients}-{depth}" if clients == 1 else f"rate-{clients}"
-    return {f"{prefix}-{name}": Sample(loads["agent"]["rate"], load["rate"])
-            for name, load in loads.items() if name != "agent"}
+    return {
+        f"{prefix}-{name}": Sample(loads["agent"]["rate"], load["rate"])
+        for name, load in loads.items()
+        if name != "agent"
+    }
 
 
 def measure_heartbeats(scale):
@@ -61,13 +76,25 @@ def measure_check(scale):
     with agent() as server:
         before = process_state.resident(server.pid)
         process_state.forget_peak(server.pid)
-        own = statistics.median(times(program("round-trips"), "--port", str(AGENT_PORT),
-                                      "--count", str(passes), "--request", "GETFIRMWARELIST"))
+        own = statistics.median(
+            times(
+                program("round-trips"),
+                "--port",
+                str(AGENT_PORT),
+                "--count",
+                str(passes),
+                "--request",
+                "GETFIRMWARELIST",
+            )
+        )
         growth = process_state.peak(server.pid) - before
     os.remove(PACKAGE)
     # Speeds: the time of the other over the agent's.
-    return {"check": Sample(peer, own), "check-reading": Sample(reading, own),
-            "check-growth": Sample(growth / MIB)}
+    return {
+        "check": Sample(peer, own),
+        "check-reading": Sample(reading, own),
+        "check-growth": Sample(growth / MIB),
+    }
 
 
 def measure_parse_edid(scale):
@@ -75,13 +102,25 @@ def measure_parse_edid(scale):
     with open(EDID, "rb") as file:
         dump = file.read()
     with agent():
-        own, heartbeat = (times(program("round-trips"), "--port", str(AGENT_PORT),
-                                "--count", str(max(int(500 * scale), 10)), "--request", request)
-                          for request in ("PARSEEDID||" + dump.hex(" "), "HEARTBEAT"))
-    peer = times(program("process-timer"), "--count", str(max(int(50 * scale), 3)),
-                 "edid-decode", EDID)
-    return {"parse-edid": Sample(statistics.median(own), statistics.median(peer)),
-            "parse-edid-heartbeat": Sample(statistics.median(own), statistics.median(heartbeat))}
+        own, heartbeat = (
+            times(
+                program("round-trips"),
+                "--port",
+                str(AGENT_PORT),
+                "--count",
+                str(max(int(500 * scale), 10)),
+                "--request",
+                request,
+            )
+            for request in ("PARSEEDID||" + dump.hex(" "), "HEARTBEAT")
+        )
+    peer = times(
+        program("process-timer"), "--count", str(max(int(50 * scale), 3)), "edid-decode", EDID
+    )
+    return {
+        "parse-edid": Sample(statistics.median(own), statistics.median(peer)),
+        "parse-edid-heartbeat": Sample(statistics.median(own), statistics.median(heartbeat)),
+    }
 
 
 def memory(make_server, clients):
@@ -97,8 +136,10 @@ def memory(make_server, clients):
 
 def measure_memory(_scale):
     """Memory at rest, and with many clients."""
-    return {"memory-rest": Sample(memory(agent, 0), memory(qt_server, 0)),
-            "memory-1000": Sample(memory(agent, MANY_CLIENTS), memory(qt_server, MANY_CLIENTS))}
+    return {
+        "memory-rest": Sample(memory(agent, 0), memory(qt_server, 0)),
+        "memory-1000": Sample(memory(agent, MANY_CLIENTS), memory(qt_server, MANY_CLIENTS)),
+    }
 
 
 def measure_start(scale):

@@ -24,7 +24,7 @@ class Figure:
         return value >= bound if self.more_is_better else value <= bound
 
     def verdict(self, value):
-        """"aim", "must" or "MISSED"; nothing for a figure that is only shown."""
+        """ "aim", "must" or "MISSED"; nothing for a figure that is only shown."""
         if self.must is None:
             return ""
         if self.meets(value, self.aim):
@@ -48,8 +48,9 @@ FIGURES = [
     more("transfer-median", "  the same, were all turnarounds the median one", "wire time"),
     more("transfer-poll", "  the same by the poll/read/write sender", "wire time"),
     more("line-efficiency", "  the same", "QSerialPort sender", 0.9997, 1.0),
-    more("line-efficiency-whole", "  the same, each reply at once", "QSerialPort sender", 0.9997,
-         1.0),
+    more(
+        "line-efficiency-whole", "  the same, each reply at once", "QSerialPort sender", 0.9997, 1.0
+    ),
     less("line-turnaround", "turnaround at 57600 baud, p50", "QSerialPort sender", 1.0, 1.0),
     less("line-turnaround-whole", "  the same, each reply at once", "QSerialPort sender", 1.0, 1.0),
     less("line-cpu", "CPU per block at 57600 baud", "QSerialPort sender", 1.15, 1.0),
@@ -77,8 +78,7 @@ FIGURES = [
     more("check", "package check, 256 MB", "zlib's crc32", 1.8, 2.5),
     more("check-reading", "package check, 256 MB", "reading the file"),
     less("check-growth", "memory growth during the check", "", 4, 1, unit="MiB"),
-    less("upgrade-growth", "memory growth during an upgrade, less its image", "", 4, 1,
-         unit="MiB"),
+    less("upgrade-growth", "memory growth during an upgrade, less its image", "", 4, 1, unit="MiB"),
     less("memory-rest", "memory at rest", "QTcpServer server", 1.05, 1.0),
     less("memory-1000", "memory with 1000 clients", "QTcpServer server", 1.2, 1.0),
     less("start", "start to listening", "QTcpServer server", 1.05, 1.0),
@@ -106,9 +106,16 @@ def summarize(figure, samples):
     figures = [sample.figure for sample in samples]
     median = statistics.median(figures)
     return {
-        "key": figure.key, "what": figure.what.strip(), "against": figure.against,
-        "unit": figure.unit, "median": median, "lowest": min(figures), "highest": max(figures),
-        "must": figure.must, "aim": figure.aim, "more_is_better": figure.more_is_better,
+        "key": figure.key,
+        "what": figure.what.strip(),
+        "against": figure.against,
+        "unit": figure.unit,
+        "median": median,
+        "lowest": min(figures),
+        "highest": max(figures),
+        "must": figure.must,
+        "aim": figure.aim,
+        "more_is_better": figure.more_is_better,
         "verdict": figure.verdict(median),
         "rounds": [dataclasses.asdict(sample) for sample in samples],
     }
@@ -119,13 +126,18 @@ def format_table(lines):
     rows = [("figure", "against", "median", "lowest", "highest", "must", "aim", "meets")]
     for line in lines:
         sign = ">=" if line["more_is_better"] else "<="
-        bounds = [f"{sign} {line[name]:g}" if line[name] is not None else ""
-                  for name in ("must", "aim")]
+        bounds = [
+            f"{sign} {line[name]:g}" if line[name] is not None else "" for name in ("must", "aim")
+        ]
         figures = [f"{line[name]:.4f}" for name in ("median", "lowest", "highest")]
         what = line["what"] + (f" ({line['unit']})" if line["unit"] else "")
         rows.append((what, line["against"], *figures, *bounds, line["verdict"]))
     widths = [max(len(row[column]) for row in rows) for column in range(len(rows[0]))]
-    text = ("  ".join(cell.rjust(width) if 2 <= column <= 4 else cell.ljust(width)
-                      for column, (cell, width) in enumerate(zip(row, widths))).rstrip()
-            for row in rows)
+    text = (
+        "  ".join(
+            cell.rjust(width) if 2 <= column <= 4 else cell.ljust(width)
+            for column, (cell, width) in enumerate(zip(row, widths))
+        ).rstrip()
+        for row in rows
+    )
     return "\n".join(text)

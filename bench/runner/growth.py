@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""How time and memory grow with images, rows and packages, and where a whole upgrade's time goes."""
+"""How time and memory grow with images, rows and packages; what a whole upgrade's time is."""
 
 import os
 import statistics
@@ -11,7 +11,7 @@ from harness import package
 from runner import process_state
 from runner.figures import MIB
 from runner.packages import AUX, BLOCK, read_at_each_list, write_package
-from runner.programs import (AGENT_PORT, PACKAGE, Console, Responder, agent, program, times)
+from runner.programs import AGENT_PORT, PACKAGE, Console, Responder, agent, program, times
 from runner.transfer import BAUD, DEVICE, by_agent, processors_awake, unpaced
 
 KIB = 1024
@@ -29,8 +29,12 @@ WHOLE_CHIPS = [
     (package.Image("MAIN", b"", chip_type=0, mcu_type=1), 0),
     (AUX, 0),
     (AUX, 1),
-    (package.Image("KEY", b"", chip_type=2, mcu_type=3, pcb_version=2, speciality="B",
-                   version=(2, 0, 5)), 0),
+    (
+        package.Image(
+            "KEY", b"", chip_type=2, mcu_type=3, pcb_version=2, speciality="B", version=(2, 0, 5)
+        ),
+        0,
+    ),
     (package.Image("FPGA", b"", chip_type=17, mcu_type=0, version=(3, 2, 0)), 0),
     (package.Image("FPGA2", b"", chip_type=18, mcu_type=0, version=(1, 4, 0)), 0),
 ]
@@ -48,14 +52,18 @@ def by_image_size():
     for size in IMAGE_SIZES:
         note(f"image of {size // KIB} KiB")
         seen = [by_agent(unpaced(size // BLOCK), size // BLOCK) for _ in range(ROUNDS)]
-        lines.append({
-            "image_kib": size // KIB,
-            "us_per_block": statistics.median(one["actual_ns"] / one["counted"] / 1e3
-                                              for one in seen),
-            "cpu_us_per_block": statistics.median(one["cpu_ns"] / one["counted"] / 1e3
-                                                  for one in seen),
-            "growth_less_image_mib": statistics.median(one["growth"] / MIB for one in seen),
-        })
+        lines.append(
+            {
+                "image_kib": size // KIB,
+                "us_per_block": statistics.median(
+                    one["actual_ns"] / one["counted"] / 1e3 for one in seen
+                ),
+                "cpu_us_per_block": statistics.median(
+                    one["cpu_ns"] / one["counted"] / 1e3 for one in seen
+                ),
+                "growth_less_image_mib": statistics.median(one["growth"] / MIB for one in seen),
+            }
+        )
     return lines
 
 
@@ -82,9 +90,13 @@ def by_rows():
     for count in ROW_COUNTS:
         note(f"{count} rows")
         runs = [rows_run(count) for _ in range(ROUNDS)]
-        lines.append({"rows": count,
-                      "us_per_row": statistics.median(used * 1e6 / count for used, _ in runs),
-                      "growth_mib": statistics.median(grown / MIB for _, grown in runs)})
+        lines.append(
+            {
+                "rows": count,
+                "us_per_row": statistics.median(used * 1e6 / count for used, _ in runs),
+                "growth_mib": statistics.median(grown / MIB for _, grown in runs),
+            }
+        )
     return lines
 
 
@@ -98,13 +110,26 @@ def by_package_size():
         with agent() as server:
             before = process_state.resident(server.pid)
             process_state.forget_peak(server.pid)
-            spans = times(program("round-trips"), "--port", str(AGENT_PORT), "--silence", "1000",
-                          "--count", str(ROUNDS), "--request", "GETFIRMWARELIST")
+            spans = times(
+                program("round-trips"),
+                "--port",
+                str(AGENT_PORT),
+                "--silence",
+                "1000",
+                "--count",
+                str(ROUNDS),
+                "--request",
+                "GETFIRMWARELIST",
+            )
             grown = process_state.peak(server.pid) - before
-        lines.append({"package_mib": size // MIB,
-                      "ms": statistics.median(spans) * 1e3,
-                      "ms_per_mib": statistics.median(spans) * 1e3 / (size / MIB),
-                      "growth_mib": grown / MIB})
+        lines.append(
+            {
+                "package_mib": size // MIB,
+                "ms": statistics.median(spans) * 1e3,
+                "ms_per_mib": statistics.median(spans) * 1e3 / (size / MIB),
+                "growth_mib": grown / MIB,
+            }
+        )
     os.remove(PACKAGE)
     return lines
 
@@ -114,8 +139,9 @@ def demanded_waits():
     images = len(WHOLE_CHIPS)
     return {
         f"{images} pauses of 0.2 s before an image's first block": 0.2 * images * EARLIEST,
-        f"{images - 1} pauses of 1 s after an image, the main MCU's apart":
-            1.0 * (images - 1) * EARLIEST,
+        f"{images - 1} pauses of 1 s after an image, the main MCU's apart": 1.0
+        * (images - 1)
+        * EARLIEST,
         f"{images} times 0.3 s in which the device erases its flash": 0.3 * images,
         "10 s before the restarted main MCU is asked for the first time": 10.0 * EARLIEST,
         "10 s before the rebooted device is asked for the first time": 10.0 * EARLIEST,
@@ -128,8 +154,9 @@ def whole_upgrade():
     images = {image.name: (image, WHOLE_IMAGE) for image, _ in WHOLE_CHIPS}
     write_package(PACKAGE, *images.values())
     rows = [f"{image.name},{image.chip_type},{index}" for image, index in WHOLE_CHIPS]
-    with processors_awake(), agent(), Console() as console, \
-            Responder("--baud", BAUD, device=DEVICE) as responder:
+    with processors_awake(), agent(), Console() as console, Responder(
+        "--baud", BAUD, device=DEVICE
+    ) as responder:
         start = time.monotonic()
         console.upgrade(*rows)
         text = console.read_until("UPGRADESUCCESS", "UPGRADEFAIL")
@@ -138,32 +165,47 @@ def whole_upgrade():
     if "UPGRADEFAIL" in text or seen["blocks"] != len(rows) * WHOLE_IMAGE // BLOCK:
         raise ValueError(f"the upgrade failed: {text[-500:]}")
     sent = seen["host_bytes"] + seen["device_bytes"]
-    parts = {f"{sent} bytes on the wire, both ways": sent * BITS_PER_BYTE / BAUD,
-             **demanded_waits()}
+    parts = {
+        f"{sent} bytes on the wire, both ways": sent * BITS_PER_BYTE / BAUD,
+        **demanded_waits(),
+    }
     bound = sum(parts.values())
-    return {"parts": parts, "bound_s": bound, "actual_s": actual, "bound_over_actual": bound / actual}
+    return {
+        "parts": parts,
+        "bound_s": bound,
+        "actual_s": actual,
+        "bound_over_actual": bound / actual,
+    }
 
 
 def format_lines(lines):
     """A table of dictionaries with the same keys."""
-    rows = [list(lines[0])] + [[f"{value:.3f}" if isinstance(value, float) else str(value)
-                                for value in line.values()] for line in lines]
+    rows = [list(lines[0])] + [
+        [f"{value:.3f}" if isinstance(value, float) else str(value) for value in line.values()]
+        for line in lines
+    ]
     widths = [max(map(len, column)) for column in zip(*rows)]
-    return "\n".join("  ".join(cell.rjust(width) for cell, width in zip(row, widths))
-                     for row in rows)
+    return "\n".join(
+        "  ".join(cell.rjust(width) for cell, width in zip(row, widths)) for row in rows
+    )
 
 
 def format_whole(whole):
     """Where a whole upgrade's time goes."""
     parts = "\n".join(f"{seconds:8.3f} s  {what}" for what, seconds in whole["parts"].items())
-    return (f"{parts}\n{whole['bound_s']:8.3f} s  lower bound"
-            f"\n{whole['actual_s']:8.3f} s  actual time, bound / actual = "
-            f"{whole['bound_over_actual']:.4f}")
+    return (
+        f"{parts}\n{whole['bound_s']:8.3f} s  lower bound"
+        f"\n{whole['actual_s']:8.3f} s  actual time, bound / actual = "
+        f"{whole['bound_over_actual']:.4f}"
+    )
 
 
-PARTS = {"images": (by_image_size, format_lines), "rows": (by_rows, format_lines),
-         "packages": (by_package_size, format_lines),
-         "whole_upgrade": (whole_upgrade, format_whole)}
+PARTS = {
+    "images": (by_image_size, format_lines),
+    "rows": (by_rows, format_lines),
+    "packages": (by_package_size, format_lines),
+    "whole_upgrade": (whole_upgrade, format_whole),
+}
 
 
 def measure_all():

@@ -54,7 +54,7 @@ def write_package(path, *images, has_content=True):
 
 
 def read_at_each_list(path):
-    """Makes the agent check the package for each list request: it does not trust the times of a file
-    when they are in the future."""
+    """Makes the agent check the package for each list request: it does not trust the times of a
+    file when they are in the future."""
     tomorrow = time.time() + 24 * 3600
     os.utime(path, (tomorrow, tomorrow))

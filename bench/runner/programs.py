@@ -70,8 +70,12 @@ class Server:
         self.process = None
 
     def __enter__(self):
-        self.process = subprocess.Popen(self.command, stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.process = subprocess.Popen(
+            self.command,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
+        )
         await_port(self.port)
         return self
 
@@ -102,16 +106,43 @@ def epoll_server():
 
 def redis():
     """Redis as a line server, which only answers PING here."""
-    return Server(REDIS_PORT, "redis-server", "--port", str(REDIS_PORT), "--bind", "127.0.0.1",
-                  "--save", "", "--appendonly", "no", "--maxclients", "4000", "--dir", "/tmp")
+    return Server(
+        REDIS_PORT,
+        "redis-server",
+        "--port",
+        str(REDIS_PORT),
+        "--bind",
+        "127.0.0.1",
+        "--save",
+        "",
+        "--appendonly",
+        "no",
+        "--maxclients",
+        "4000",
+        "--dir",
+        "/tmp",
+    )
 
 
 def line_load(port, *, clients=1, depth=1, seconds=1.0, pause=0):
     """Loads a server; rate and latencies as a dictionary."""
     words = ["--request", "PING", "--reply", "+PONG"] if port == REDIS_PORT else []
-    output = check_output([program("line-load"), "--port", str(port), "--clients", str(clients),
-                           "--depth", str(depth), "--seconds", str(seconds),
-                           "--pause", str(pause), *words])
+    output = check_output(
+        [
+            program("line-load"),
+            "--port",
+            str(port),
+            "--clients",
+            str(clients),
+            "--depth",
+            str(depth),
+            "--seconds",
+            str(seconds),
+            "--pause",
+            str(pause),
+            *words,
+        ]
+    )
     return json.loads(output)
 
 
@@ -122,8 +153,9 @@ def times(*command):
 
 def check_output(command):
     """The output of a program, which must succeed."""
-    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False,
-                          timeout=RUN_LIMIT)
+    done = subprocess.run(
+        command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False, timeout=RUN_LIMIT
+    )
     if done.returncode != 0:
         raise Failure(f"{command[0]}: {done.stderr.decode(errors='replace')[-500:]}")
     return done.stdout.decode()
@@ -134,13 +166,23 @@ class Responder:
 
     def __init__(self, *arguments, device=None, command=()):
         play = ["--device", device] if device else ["--xmodem"]
-        self.command = [program("block-responder"), "--link", SERIAL_DEVICE, *play,
-                        *map(str, arguments), *(["--", *map(str, command)] if command else [])]
+        self.command = [
+            program("block-responder"),
+            "--link",
+            SERIAL_DEVICE,
+            *play,
+            *map(str, arguments),
+            *(["--", *map(str, command)] if command else []),
+        ]
         self.process = None
 
     def __enter__(self):
-        self.process = subprocess.Popen(self.command, stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        self.process = subprocess.Popen(
+            self.command,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+        )
         if self.process.stdout.readline() != b"ready\n":
             raise Failure("the responder does not start")
         return self

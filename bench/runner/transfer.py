@@ -9,8 +9,17 @@ import sys
 from runner import process_state
 from runner.figures import MIB, Sample
 from runner.packages import AUX, BLOCK, write_package
-from runner.programs import (DEVICES, PACKAGE, SERIAL_DEVICE, Console, Failure, Responder, agent,
-                             line_load, program)
+from runner.programs import (
+    DEVICES,
+    PACKAGE,
+    SERIAL_DEVICE,
+    Console,
+    Failure,
+    Responder,
+    agent,
+    line_load,
+    program,
+)
 
 DEVICE = os.path.join(DEVICES, "six-chips.json")
 CHIP = ("1", "0")
@@ -40,8 +49,9 @@ def by_agent(arguments, blocks, seen_of=None):
     with agent() as server:
         before = process_state.resident(server.pid)
         process_state.forget_peak(server.pid)
-        with Responder(*arguments, "--sender", server.pid, device=DEVICE) as responder, \
-                Console() as console:
+        with Responder(
+            *arguments, "--sender", server.pid, device=DEVICE
+        ) as responder, Console() as console:
             console.upgrade(ROW)
             seen = responder.result()
             seen["growth"] = process_state.peak(server.pid) - before - blocks * BLOCK
@@ -63,8 +73,9 @@ def by_sx(size):
     path = "/tmp/image.bin"
     with open(path, "wb") as file:
         file.write(os.urandom(size))
-    with Responder("--blocks", blocks, "--warm-up", WARM_UP, "--stdio",
-                   command=["sx", "-k", "-q", path]) as responder:
+    with Responder(
+        "--blocks", blocks, "--warm-up", WARM_UP, "--stdio", command=["sx", "-k", "-q", path]
+    ) as responder:
         return responder.result()
 
 
@@ -105,14 +116,20 @@ def middle_of(seen, value):
 
 def against_qt(own, qt):
     """Compares the agent's transfers with those of the QSerialPort sender on the same line."""
+
     def cpu(one):
         return one["cpu_ns"] / one["counted"]
 
-    return {"efficiency": Sample(middle([efficiency(seen) for seen in own]).figure,
-                                 middle([efficiency(seen) for seen in qt]).figure),
-            "turnaround": Sample(middle_of(own, lambda one: one["p50_ns"]),
-                                 middle_of(qt, lambda one: one["p50_ns"])),
-            "cpu": Sample(middle_of(own, cpu), middle_of(qt, cpu))}
+    return {
+        "efficiency": Sample(
+            middle([efficiency(seen) for seen in own]).figure,
+            middle([efficiency(seen) for seen in qt]).figure,
+        ),
+        "turnaround": Sample(
+            middle_of(own, lambda one: one["p50_ns"]), middle_of(qt, lambda one: one["p50_ns"])
+        ),
+        "cpu": Sample(middle_of(own, cpu), middle_of(qt, cpu)),
+    }
 
 
 def measure_transfer(scale):
@@ -122,19 +139,29 @@ def measure_transfer(scale):
     line = paced(blocks)
     whole = [*line, "--whole-replies"]
     with processors_awake():
-        turns = [(by_agent(line, blocks), by_reference("poll-sender", line, blocks),
-                  by_reference("qt-sender", line, blocks),
-                  by_agent(whole, blocks), by_reference("qt-sender", whole, blocks))
-                 for _ in range(PACED_TRANSFERS)]
+        turns = [
+            (
+                by_agent(line, blocks),
+                by_reference("poll-sender", line, blocks),
+                by_reference("qt-sender", line, blocks),
+                by_agent(whole, blocks),
+                by_reference("qt-sender", whole, blocks),
+            )
+            for _ in range(PACED_TRANSFERS)
+        ]
     own, poll, qt, own_whole, qt_whole = zip(*turns)
-    samples = {"transfer": middle([efficiency(seen) for seen in own]),
-               "transfer-all": Sample(sum(seen["wire_ns"] for seen in own),
-                                      sum(seen["actual_ns"] for seen in own)),
-               "transfer-median": middle([median_efficiency(seen) for seen in own]),
-               "transfer-poll": middle([efficiency(seen) for seen in poll])}
+    samples = {
+        "transfer": middle([efficiency(seen) for seen in own]),
+        "transfer-all": Sample(
+            sum(seen["wire_ns"] for seen in own), sum(seen["actual_ns"] for seen in own)
+        ),
+        "transfer-median": middle([median_efficiency(seen) for seen in own]),
+        "transfer-poll": middle([efficiency(seen) for seen in poll]),
+    }
     samples |= {f"line-{key}": sample for key, sample in against_qt(own, qt).items()}
-    samples |= {f"line-{key}-whole": sample
-                for key, sample in against_qt(own_whole, qt_whole).items()}
+    samples |= {
+        f"line-{key}-whole": sample for key, sample in against_qt(own_whole, qt_whole).items()
+    }
     return samples
 
 
@@ -150,8 +177,7 @@ def measure_turnaround(scale):
         "turnaround-p50-sx": Sample(seen["p50_ns"], xmodem["p50_ns"]),
         "turnaround-p50-poll": Sample(seen["p50_ns"], limit["p50_ns"]),
         "turnaround-p99-qt": Sample(seen["p99_ns"], qt["p99_ns"]),
-        "cpu-block-qt": Sample(seen["cpu_ns"] / seen["counted"],
-                               qt["cpu_ns"] / qt["counted"]),
+        "cpu-block-qt": Sample(seen["cpu_ns"] / seen["counted"], qt["cpu_ns"] / qt["counted"]),
         "upgrade-growth": Sample(seen["growth"] / MIB),
     }
 
@@ -159,8 +185,9 @@ def measure_turnaround(scale):
 def heartbeats_while_writing(arguments, blocks, seconds):
     """The heartbeat's p99 while the image goes out, which must outlast the measurement."""
     write_package(PACKAGE, (AUX, blocks * BLOCK))
-    with agent() as server, Responder(*arguments, "--sender", server.pid, device=DEVICE) as device, \
-            Console() as console:
+    with agent() as server, Responder(
+        *arguments, "--sender", server.pid, device=DEVICE
+    ) as device, Console() as console:
         console.upgrade(ROW)
         console.read_until("Erase success.")
         load = line_load(server.port, seconds=seconds, pause=HEARTBEAT_PAUSE)
@@ -178,5 +205,7 @@ def measure_heartbeats_while_writing(scale):
         rest = line_load(server.port, seconds=seconds, pause=HEARTBEAT_PAUSE)["p99_ns"]
     at_line_speed = heartbeats_while_writing(paced(blocks_on_wire), blocks_on_wire, seconds)
     at_full_speed = heartbeats_while_writing(unpaced(most_blocks), most_blocks, seconds / 3)
-    return {"heartbeat-writing": Sample(at_line_speed, rest),
-            "heartbeat-unpaced": Sample(at_full_speed, rest)}
+    return {
+        "heartbeat-writing": Sample(at_line_speed, rest),
+        "heartbeat-unpaced": Sample(at_full_speed, rest),
+    }

@@ -24,8 +24,10 @@ class Count:
 
     def row(self, name):
         """One line of the table."""
-        cells = [f"{reached}/{all_} ({100 * reached / all_ if all_ else 100:.1f} %)"
-                 for reached, all_ in (self.lines, self.branches)]
+        cells = [
+            f"{reached}/{all_} ({100 * reached / all_ if all_ else 100:.1f} %)"
+            for reached, all_ in (self.lines, self.branches)
+        ]
         return f"| `{name}` | {cells[0]} | {cells[1]} |"
 
 
@@ -56,7 +58,9 @@ def print_missed(files, pattern):
         for line in counted(file):
             missed = sum(branch["count"] == 0 for branch in line["branches"])
             if line["count"] == 0 or missed:
-                what = "not reached" if line["count"] == 0 else f"{missed} of {len(line['branches'])}"
+                what = (
+                    "not reached" if line["count"] == 0 else f"{missed} of {len(line['branches'])}"
+                )
                 number = line["line_number"]
                 print(f"{file['file']}:{number}: {what}: {texts[number - 1].strip()}")
 

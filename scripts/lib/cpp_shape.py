@@ -28,12 +28,16 @@ class _Block:
 
 _SKIPPED = re.compile(
     r'//[^\n]*|/\*.*?\*/|R"(?P<mark>[^(\s]*)\(.*?\)(?P=mark)"|"(?:\\.|[^"\\\n])*"'
-    r"|(?<![0-9a-fA-F])'(?:\\.|[^'\\\n])+'|^[ \t]*#(?:[^\n\\]|\\\n|\\.)*", re.S | re.M)
+    r"|(?<![0-9a-fA-F])'(?:\\.|[^'\\\n])+'|^[ \t]*#(?:[^\n\\]|\\\n|\\.)*",
+    re.S | re.M,
+)
 _TABLE = re.compile(r"// clang-format off.*?// clang-format on", re.S)
 _SCOPE = re.compile(r"\b(namespace|class|struct|union|enum|extern)\b")
 _CONTROL = re.compile(r"(\)|\belse|\bdo|\btry|:|\bconst|\bnoexcept|\boverride|\bmutable|^)\s*$")
-_LAMBDA = re.compile(r"\[[^\[\]]*\]\s*(\((?:[^()]|\([^()]*\))*\))?\s*"
-                     r"(mutable\s*|noexcept\s*)*(->[\w\s:<>*&]+)?\s*$")
+_LAMBDA = re.compile(
+    r"\[[^\[\]]*\]\s*(\((?:[^()]|\([^()]*\))*\))?\s*"
+    r"(mutable\s*|noexcept\s*)*(->[\w\s:<>*&]+)?\s*$"
+)
 
 
 def _blank(match):
@@ -57,8 +61,10 @@ def _kind(head, outer):
 def functions(text):
     """Every function and lambda of a file. Lines count from the brace to its end, both included,
     but for the lines of tables that the formatter is told to leave alone."""
-    tables = [(text.count("\n", 0, found.start()) + 1, text.count("\n", 0, found.end()) + 1)
-              for found in _TABLE.finditer(text)]
+    tables = [
+        (text.count("\n", 0, found.start()) + 1, text.count("\n", 0, found.end()) + 1)
+        for found in _TABLE.finditer(text)
+    ]
     code = _SKIPPED.sub(_blank, text)
     shapes, stack = [], []
     head, line = "", 1
@@ -95,6 +101,5 @@ def _deepen(stack):
 
 def _shape(block, end, tables):
     lines = end - block.start + 1
-    lines -= sum(last - first + 1 for first, last in tables
-                 if block.start <= first and last <= end)
+    lines -= sum(last - first + 1 for first, last in tables if block.start <= first and last <= end)
     return Shape(block.start, lines, block.deepest, block.kind == "lambda")

@@ -21,19 +21,38 @@ def chip(folder, name, chip_type, mcu_type, version, size):
     with open(os.path.join(folder, f"{name}.bin"), "wb") as file:
         file.write(random.Random(name).randbytes(size))
     first, second, third = (str(number) for number in version)
-    pcb = {"name": name, "pcb_version": "1", "speciality": "A",
-           "ver1": first, "ver2": second, "ver3": third, "fw_file": f"{name}.bin",
-           "in_chip_type": str(chip_type), "in_chip_quanity": "1", "in_mcu_type": str(mcu_type),
-           "in_pcb_version": "1", "in_speciality": "65",
-           "in_ver1": first, "in_ver2": second, "in_ver3": third}
-    return {"name": name, "chip_type": str(chip_type + 1), "chip_quanity": "1",
-            "mcus": [{"mcu_type": str(mcu_type), "pcbs": [pcb]}]}
+    pcb = {
+        "name": name,
+        "pcb_version": "1",
+        "speciality": "A",
+        "ver1": first,
+        "ver2": second,
+        "ver3": third,
+        "fw_file": f"{name}.bin",
+        "in_chip_type": str(chip_type),
+        "in_chip_quanity": "1",
+        "in_mcu_type": str(mcu_type),
+        "in_pcb_version": "1",
+        "in_speciality": "65",
+        "in_ver1": first,
+        "in_ver2": second,
+        "in_ver3": third,
+    }
+    return {
+        "name": name,
+        "chip_type": str(chip_type + 1),
+        "chip_quanity": "1",
+        "mcus": [{"mcu_type": str(mcu_type), "pcbs": [pcb]}],
+    }
 
 
 def main():
     folder = sys.argv[1]
-    request = {"model": "HX-8", "version": "1.0.5",
-               "chips": [chip(folder, *image) for image in IMAGES]}
+    request = {
+        "model": "HX-8",
+        "version": "1.0.5",
+        "chips": [chip(folder, *image) for image in IMAGES],
+    }
     with open(os.path.join(folder, "request.json"), "w", encoding="ascii") as file:
         json.dump(request, file, indent=1)
 

@@ -26,8 +26,12 @@ LIMIT = 170
 def device():
     """The device file: five chips on a line that is as slow as the real one."""
     keys = ("name", "chip_type", "chip_index", "mcu_type", "version", "upgrades_to")
-    return {"model": "HX-8", "product_id": "HX8", "virtual_version": 3,
-            "chips": [dict(zip(keys, chip)) for chip in CHIPS]}
+    return {
+        "model": "HX-8",
+        "product_id": "HX8",
+        "virtual_version": 3,
+        "chips": [dict(zip(keys, chip)) for chip in CHIPS],
+    }
 
 
 def records(path):
@@ -38,7 +42,7 @@ def records(path):
     images = {}
     while place < len(content):
         size = struct.unpack_from("<I", content, place + 8)[0]
-        images[content[place]] = content[place + 12:place + 12 + size]
+        images[content[place]] = content[place + 12 : place + 12 + size]
         place += 12 + size
     return images
 
@@ -61,8 +65,11 @@ class Screen:
     def _progress(self, percent):
         if self.is_terminal:
             bar = "#" * int(percent / 2.5)
-            print(f"\r{time.monotonic() - self.start:7.2f} s  [{bar:40}] {percent:6.2f} %",
-                  end="", flush=True)
+            print(
+                f"\r{time.monotonic() - self.start:7.2f} s  [{bar:40}] {percent:6.2f} %",
+                end="",
+                flush=True,
+            )
         elif int(percent / 10) != self.shown_tenth:
             self.shown_tenth = int(percent / 10)
             print(f"{time.monotonic() - self.start:7.2f} s  {percent:6.2f} %", flush=True)
@@ -95,8 +102,11 @@ def compare(simulator, images):
         else:
             image = images[chip_type]
             well = flash == package.expected_flash(image)
-            what = (f"holds its image, {len(image)} bytes, byte for byte" if well
-                    else "DIFFERS from its image")
+            what = (
+                f"holds its image, {len(image)} bytes, byte for byte"
+                if well
+                else "DIFFERS from its image"
+            )
         print(f"  {name:5} {what}")
         good = good and well
     return good
@@ -106,9 +116,14 @@ def main():
     work = sys.argv[1]
     shutil.copy(os.path.join(work, "FW.fwm"), "/data/FW.fwm")
     images = records("/data/FW.fwm")
-    simulator = Simulator(os.environ["DEVICE_SIMULATOR"], "/tmp/device", device(),
-                          ("--fd", os.environ["SANDBOX_PTY_FD"]), options=("--baud", "57600"),
-                          pass_fds=(int(os.environ["SANDBOX_PTY_FD"]),))
+    simulator = Simulator(
+        os.environ["DEVICE_SIMULATOR"],
+        "/tmp/device",
+        device(),
+        ("--fd", os.environ["SANDBOX_PTY_FD"]),
+        options=("--baud", "57600"),
+        pass_fds=(int(os.environ["SANDBOX_PTY_FD"]),),
+    )
     agent = Agent()
     agent.wait_until_it_listens()
     client = Console()

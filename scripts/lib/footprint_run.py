@@ -47,8 +47,10 @@ def memory(pid):
 
 
 def show(when, sums):
-    print(f"{when:26} {sums['Rss']:6} KiB resident, {sums['Anonymous']:6} KiB of it its own",
-          flush=True)
+    print(
+        f"{when:26} {sums['Rss']:6} KiB resident, {sums['Anonymous']:6} KiB of it its own",
+        flush=True,
+    )
 
 
 def start_agent():
@@ -61,8 +63,9 @@ def start_agent():
 def upgrade(agent):
     """One upgrade of all chips; the most that the agent had at a time."""
     client = Console()
-    client.send("UPGRADE||" + "||".join(f"{chip[0]},{chip[1]},{chip[2]}"
-                                        for chip in demo_run.CHIPS))
+    client.send(
+        "UPGRADE||" + "||".join(f"{chip[0]},{chip[1]},{chip[2]}" for chip in demo_run.CHIPS)
+    )
     peak = dict.fromkeys(KINDS, 0)
     end = time.monotonic() + SECONDS_OF_RUN
     while time.monotonic() < end:
@@ -78,8 +81,13 @@ def upgrade(agent):
 def main():
     shutil.copy(os.path.join(sys.argv[1], "FW.fwm"), "/data/FW.fwm")
     master = os.environ["SANDBOX_PTY_FD"]
-    simulator = Simulator(os.environ["DEVICE_SIMULATOR"], "/tmp/device", demo_run.device(),
-                          ("--fd", master), pass_fds=(int(master),))
+    simulator = Simulator(
+        os.environ["DEVICE_SIMULATOR"],
+        "/tmp/device",
+        demo_run.device(),
+        ("--fd", master),
+        pass_fds=(int(master),),
+    )
     agent = start_agent()
     time.sleep(SECONDS_OF_REST)
     show("at rest", memory(agent.popen.pid))

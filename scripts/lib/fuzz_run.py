@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """Runs the fuzz targets of a build tree, one after the other, and prints what came of it.
 
-What a target has learned stays in build/fuzz/corpus, so that the next run goes on from there; an input
-that breaks something is kept in build/fuzz/findings. The exit status is 1 when there is any.
+The inputs that reach new code stay in build/fuzz/corpus for the next run; an input that breaks
+something is kept in build/fuzz/findings. The exit status is 1 when there is any.
 """
 
 import argparse
@@ -32,31 +32,50 @@ class Target:
 
     def command(self, *arguments):
         """The program with the limits that every run of it has."""
-        return [self.program, f"-timeout={SECONDS_PER_INPUT}", f"-rss_limit_mb={MEGABYTES}",
-                f"-report_slow_units={SECONDS_PER_INPUT}", *arguments]
+        return [
+            self.program,
+            f"-timeout={SECONDS_PER_INPUT}",
+            f"-rss_limit_mb={MEGABYTES}",
+            f"-report_slow_units={SECONDS_PER_INPUT}",
+            *arguments,
+        ]
 
     def still_failing(self):
         """The findings of earlier runs that have not been mended since."""
         paths = [os.path.join(self.findings, name) for name in sorted(os.listdir(self.findings))]
-        return [path for path in paths
-                if subprocess.run(self.command(path), capture_output=True, check=False).returncode]
+        return [
+            path
+            for path in paths
+            if subprocess.run(self.command(path), capture_output=True, check=False).returncode
+        ]
 
     def run(self, seconds):
         """Fuzzes for so long. Returns the exit status."""
-        command = self.command(f"-max_total_time={seconds}", f"-max_len={self.longest}",
-                               f"-artifact_prefix={self.findings}/", "-print_final_stats=1",
-                               self.corpus, *self.seeds)
+        command = self.command(
+            f"-max_total_time={seconds}",
+            f"-max_len={self.longest}",
+            f"-artifact_prefix={self.findings}/",
+            "-print_final_stats=1",
+            self.corpus,
+            *self.seeds,
+        )
         with open(self.log, "w", encoding="utf-8") as log:
-            return subprocess.run(command, stdout=log, stderr=subprocess.STDOUT,
-                                  check=False).returncode
+            return subprocess.run(
+                command, stdout=log, stderr=subprocess.STDOUT, check=False
+            ).returncode
 
     def figures(self):
         """Executions, new units and covered edges of the last run, as the log has them."""
         with open(self.log, encoding="utf-8", errors="replace") as log:
             text = log.read()
-        return [(re.findall(pattern, text) or ["-"])[-1]
-                for pattern in (r"stat::number_of_executed_units:\s*(\d+)",
-                                r"stat::new_units_added:\s*(\d+)", r"\bcov: (\d+)")]
+        return [
+            (re.findall(pattern, text) or ["-"])[-1]
+            for pattern in (
+                r"stat::number_of_executed_units:\s*(\d+)",
+                r"stat::new_units_added:\s*(\d+)",
+                r"\bcov: (\d+)",
+            )
+        ]
 
 
 def read_targets(build, wanted):
@@ -85,11 +104,21 @@ def run(target, seconds):
 
 def main():
     """Runs what the command line asks for."""
-    parser = argparse.ArgumentParser(prog="scripts/check fuzz --", description=__doc__,
-                                     formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--build", default="build/fuzz", help="the build tree (default: %(default)s)")
-    parser.add_argument("--seconds", type=int, default=60, metavar="N",
-                        help="how long each target runs (default: 60)")
+    parser = argparse.ArgumentParser(
+        prog="scripts/check fuzz --",
+        description=__doc__,
+        formatter_class=argparse.RawDescriptionHelpFormatter,
+    )
+    parser.add_argument(
+        "--build", default="build/fuzz", help="the build tree (default: %(default)s)"
+    )
+    parser.add_argument(
+        "--seconds",
+        type=int,
+        default=60,
+        metavar="N",
+        help="how long each target runs (default: 60)",
+    )
     parser.add_argument("targets", nargs="*", metavar="TARGET", help="all when none is named")
     options = parser.parse_args()
     # An input may be meant to fill memory; the allocator is to say so, not the kernel.
@@ -98,8 +127,10 @@ def main():
     if os.path.isdir("/dev/shm"):
         os.environ.setdefault("TMPDIR", "/dev/shm")
 
-    results = [run(target, options.seconds)
-               for target in read_targets(os.path.abspath(options.build), options.targets)]
+    results = [
+        run(target, options.seconds)
+        for target in read_targets(os.path.abspath(options.build), options.targets)
+    ]
     print()
     print(COLUMNS.format("target", "seconds", "executions", "new units", "coverage", "findings"))
     for row, _ in results:

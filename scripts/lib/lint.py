@@ -29,21 +29,30 @@ LAYERS = layers("src")
 TOOL_LAYERS = layers("tools")
 # What a program decides and a library for several programs does not know: options, terminal, files
 # by name, processes, and the end of the program.
-PROGRAM_HEADERS = re.compile(r"CLI/|Q(File|SaveFile|Dir|Temporary\w+|Process|CoreApplication"
-                             r"|SocketNotifier|Settings)$|bytes/(AtomicFile|FileSource)\.h$"
-                             r"|common/(?!CommandOutcome|ExitCodes|PackageRows|Problems)"
-                             r"|(unistd|termios|stdio|stdlib|signal|cstdio|cstdlib|csignal)(\.h)?$"
-                             r"|sys/|editline/")
+PROGRAM_HEADERS = re.compile(
+    r"CLI/|Q(File|SaveFile|Dir|Temporary\w+|Process|CoreApplication"
+    r"|SocketNotifier|Settings)$|bytes/(AtomicFile|FileSource)\.h$"
+    r"|common/(?!CommandOutcome|ExitCodes|PackageRows|Problems)"
+    r"|(unistd|termios|stdio|stdlib|signal|cstdio|cstdlib|csignal)(\.h)?$"
+    r"|sys/|editline/"
+)
 LIBRARIES_OF_PROGRAMS = {"client"}
 # Folders that know neither object nor socket, port, timer or file.
 PURE_LAYERS = {"protocol", "package", "planning"}
-IMPURE_HEADERS = re.compile(r"Q(Object|Timer|Thread|File|SaveFile|Dir|Process|Tcp\w+|Udp\w+|Local\w+"
-                            r"|SerialPort\w*|Network\w+|CoreApplication)$"
-                            r"|bytes/(AtomicFile|FileSource)\.h$|(platform|runtime)/")
+IMPURE_HEADERS = re.compile(
+    r"Q(Object|Timer|Thread|File|SaveFile|Dir|Process|Tcp\w+|Udp\w+|Local\w+"
+    r"|SerialPort\w*|Network\w+|CoreApplication)$"
+    r"|bytes/(AtomicFile|FileSource)\.h$|(platform|runtime)/"
+)
 # What of the engine others may include.
-ENGINE_INTERFACE = {"engine/ControlCenter.h", "engine/report/RunEvent.h",
-                    "engine/report/RunEvents.h", "engine/report/RunReporter.h",
-                    "engine/report/EngineTexts.h", "engine/runs/RunClaim.h"}
+ENGINE_INTERFACE = {
+    "engine/ControlCenter.h",
+    "engine/report/RunEvent.h",
+    "engine/report/RunEvents.h",
+    "engine/report/RunReporter.h",
+    "engine/report/EngineTexts.h",
+    "engine/runs/RunClaim.h",
+}
 # What no tool may include: the agent's own face.
 NOT_FOR_TOOLS = {"console", "monitoring", "main"}
 # Which tool no other one may include: what a device file says is in tools/device-description.
@@ -54,25 +63,38 @@ FUNCTION_LINES = 59
 LAMBDA_LINES = 9
 NESTING = 4
 
-# Where classes have a limit, and which are the two faces that have a slot or signal for each request.
+# Where classes have a limit, and the two faces that have a slot or signal for each request.
 CLASS_FOLDERS = ("src/",)
 FACES = {"ControlCenter", "WorkerCOM"}
 CLASS_METHODS = 25
 CLASS_MEMBERS = 12
 
-SPELLING_SKIP = ("tests/console/seeds/", "tests/edid/data/", "tests/edid/seeds/", "tests/package/data/")
+SPELLING_SKIP = (
+    "tests/console/seeds/",
+    "tests/edid/data/",
+    "tests/edid/seeds/",
+    "tests/package/data/",
+)
 
 
 def tracked(*patterns):
     """The files of the project, in a clone and in an unpacked archive alike."""
-    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "--", *patterns],
-                            cwd=ROOT, capture_output=True, text=True, check=False)
+    listed = subprocess.run(
+        ["git", "ls-files", "-co", "--exclude-standard", "--", *patterns],
+        cwd=ROOT,
+        capture_output=True,
+        text=True,
+        check=False,
+    )
     if listed.returncode == 0:
         names = listed.stdout.splitlines()
     else:
-        names = [os.path.relpath(os.path.join(folder, name), ROOT)
-                 for folder, _, files in os.walk(ROOT) for name in files
-                 if "/build/" not in folder + "/" and "/.git/" not in folder + "/"]
+        names = [
+            os.path.relpath(os.path.join(folder, name), ROOT)
+            for folder, _, files in os.walk(ROOT)
+            for name in files
+            if "/build/" not in folder + "/" and "/.git/" not in folder + "/"
+        ]
         endings = tuple(pattern.lstrip("*") for pattern in patterns)
         names = [name for name in names if name.endswith(endings) or not patterns]
     return sorted(name for name in names if os.path.isfile(os.path.join(ROOT, name)))
@@ -123,8 +145,7 @@ def include_problem(name, header):
         return f"{layer} is pure and may not include {header}"
     if "/" in header and not is_ours and not header.startswith(("sys/", "netinet/")):
         return f"{header} is neither ours nor the system's"
-    if (header.startswith("engine/") and layer != "engine"
-            and header not in ENGINE_INTERFACE):
+    if header.startswith("engine/") and layer != "engine" and header not in ENGINE_INTERFACE:
         return f"{header} is not part of the engine's interface"
     if is_ours and LAYERS.index(layer_of(header)) > LAYERS.index(layer):
         return f"{layer} may not include {header}: it stands above"
@@ -142,7 +163,7 @@ def check_includes():
 
 
 def check_sizes():
-    """Files, functions, lambdas and nesting. Tables that the formatter leaves alone do not count."""
+    """Files, functions, lambdas, nesting. Tables that the formatter leaves alone do not count."""
     for name in production():
         text = text_of(name)
         lines = text.count("\n")
@@ -162,22 +183,39 @@ def run_tool(tool, arguments, names):
     if shutil.which(tool) is None:
         yield f"{tool}: is missing; install the package '{tool}'"
         return
-    done = subprocess.run([tool, *arguments, *names], cwd=ROOT, stdout=subprocess.PIPE,
-                          stderr=subprocess.STDOUT, text=True, check=False)
+    done = subprocess.run(
+        [tool, *arguments, *names],
+        cwd=ROOT,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        text=True,
+        check=False,
+    )
     if done.returncode != 0:
         yield from done.stdout.splitlines() or [f"{tool}: ended with {done.returncode}"]
 
 
 def class_sizes(headers):
-    """(header, line, class, methods, members) of every class in these files, as cppcheck reads them."""
+    """(header, line, class, methods, members) of every class in these files, by cppcheck."""
     names = {os.path.join(ROOT, name): name for name in headers}
     with tempfile.TemporaryDirectory() as folder:
         source = os.path.join(folder, "all.cpp")
         with open(source, "w", encoding="utf-8") as file:
             file.writelines(f'#include "{path}"\n' for path in names)
-        subprocess.run(["cppcheck", "--quiet", "--dump", "--std=c++17", "--library=qt",
-                        "-I" + os.path.join(ROOT, "src"), source],
-                       cwd=ROOT, check=True, stderr=subprocess.DEVNULL)
+        subprocess.run(
+            [
+                "cppcheck",
+                "--quiet",
+                "--dump",
+                "--std=c++17",
+                "--library=qt",
+                "-I" + os.path.join(ROOT, "src"),
+                source,
+            ],
+            cwd=ROOT,
+            check=True,
+            stderr=subprocess.DEVNULL,
+        )
         dump = xml.etree.ElementTree.parse(source + ".dump").find("dump")
     tokens = {token.get("id"): token for token in dump.find("tokenlist")}
     for scope in dump.iter("scope"):
@@ -186,8 +224,12 @@ def class_sizes(headers):
             name = names.get(os.path.join(ROOT, begin.get("file")))
             if name is not None:
                 lists = [scope.find(kind) for kind in ("functionList", "varlist")]
-                yield (name, int(begin.get("linenr")), scope.get("className"),
-                       *(0 if entries is None else len(entries) for entries in lists))
+                yield (
+                    name,
+                    int(begin.get("linenr")),
+                    scope.get("className"),
+                    *(0 if entries is None else len(entries) for entries in lists),
+                )
 
 
 def check_classes():
@@ -212,17 +254,28 @@ def check_format():
     yield from run_tool("clang-format", ["--dry-run", "-Werror"], tracked("*.cpp", "*.h"))
 
 
+def check_python():
+    """Python as black would write it, and what flake8 finds."""
+    names = tracked("*.py")
+    yield from run_tool("black", ["--quiet", "--diff", "--check"], names)
+    yield from run_tool("flake8", [], names)
+
+
 def check_shell():
     """Shell scripts."""
-    scripts = [name for name in tracked()
-               if re.match(r"#!.*\b(ba)?sh\b", text_of(name).split("\n", 1)[0])]
+    scripts = [
+        name for name in tracked() if re.match(r"#!.*\b(ba)?sh\b", text_of(name).split("\n", 1)[0])
+    ]
     yield from run_tool("shellcheck", ["-x"], scripts + tracked("*.sh"))
 
 
 def check_spelling():
     """Words, but for those that are spelled so on the wire."""
-    names = [name for name in tracked() if not name.startswith(SPELLING_SKIP)
-             and not re.search(r"\.(bin|fwm|png|svg|hex)$", name)]
+    names = [
+        name
+        for name in tracked()
+        if not name.startswith(SPELLING_SKIP) and not re.search(r"\.(bin|fwm|png|svg|hex)$", name)
+    ]
     yield from run_tool("codespell", ["--ignore-words", ".codespell-ignore"], names)
 
 
@@ -236,32 +289,57 @@ def check_words():
 
 def check_cppcheck():
     """What can be wrong with C++ without a compiler; what is left out stands in a list."""
-    yield from run_tool("cppcheck", ["--quiet", "--error-exitcode=1", "--std=c++17",
-                                     "--enable=warning,performance,portability", "--library=qt",
-                                     "--inline-suppr", "--suppressions-list=.cppcheck-suppressions",
-                                     "-Isrc", "-Itools"], tracked("*.cpp"))
+    yield from run_tool(
+        "cppcheck",
+        [
+            "--quiet",
+            "--error-exitcode=1",
+            "--std=c++17",
+            "--enable=warning,performance,portability",
+            "--library=qt",
+            "--inline-suppr",
+            "--suppressions-list=.cppcheck-suppressions",
+            "-Isrc",
+            "-Itools",
+        ],
+        tracked("*.cpp"),
+    )
 
 
 def check_steps():
     """The engine's step has one writer."""
-    writers = [f"{name}:{number}: {line.strip()}" for name in tracked("src/engine/*.cpp")
-               for number, line in enumerate(text_of(name).splitlines(), 1)
-               if re.search(r"\bm_step\s*=[^=]|\bm_step\s*\{", line)]
+    writers = [
+        f"{name}:{number}: {line.strip()}"
+        for name in tracked("src/engine/*.cpp")
+        for number, line in enumerate(text_of(name).splitlines(), 1)
+        if re.search(r"\bm_step\s*=[^=]|\bm_step\s*\{", line)
+    ]
     if len(writers) != 1:
         yield from writers or ["src/engine: nothing sets the step"]
 
 
-CHECKS = {"includes": check_includes, "steps": check_steps, "sizes": check_sizes,
-          "classes": check_classes, "format": check_format, "shell": check_shell,
-          "spelling": check_spelling, "words": check_words,
-          "cppcheck": check_cppcheck}
+CHECKS = {
+    "includes": check_includes,
+    "steps": check_steps,
+    "sizes": check_sizes,
+    "classes": check_classes,
+    "format": check_format,
+    "python": check_python,
+    "shell": check_shell,
+    "spelling": check_spelling,
+    "words": check_words,
+    "cppcheck": check_cppcheck,
+}
 
 
 def main():
     """Runs the named checks; the exit status is 1 when one of them has findings."""
-    parser = argparse.ArgumentParser(prog="scripts/check lint --", description=__doc__.splitlines()[0])
-    parser.add_argument("checks", nargs="*", metavar="CHECK",
-                        help=f"all when none is named: {', '.join(CHECKS)}")
+    parser = argparse.ArgumentParser(
+        prog="scripts/check lint --", description=__doc__.splitlines()[0]
+    )
+    parser.add_argument(
+        "checks", nargs="*", metavar="CHECK", help=f"all when none is named: {', '.join(CHECKS)}"
+    )
     wanted = parser.parse_args().checks or list(CHECKS)
     unknown = [name for name in wanted if name not in CHECKS]
     if unknown:

@@ -7,11 +7,28 @@ import re
 LIST = os.path.join(os.path.dirname(os.path.realpath(__file__)), "lint-words.txt")
 
 # The files and folders that are checked.
-PLACES = ("README.md", "ARCHITECTURE.md", "CONTRIBUTING.md", "SECURITY.md", "CHANGELOG.md",
-          "PULL_REQUEST_TEMPLATE.md", "bench/", "cmake/", "docs/", "packaging/", "src/")
+PLACES = (
+    "README.md",
+    "ARCHITECTURE.md",
+    "CONTRIBUTING.md",
+    "SECURITY.md",
+    "CHANGELOG.md",
+    "PULL_REQUEST_TEMPLATE.md",
+    "bench/",
+    "cmake/",
+    "docs/",
+    "packaging/",
+    "src/",
+)
 # Data, and the list itself with its test.
-ALLOWED_FILES = ("tests/console/seeds/", "tests/edid/data/", "tests/edid/seeds/",
-                 "tests/package/data/", "tests/lint/test_words.py", "scripts/lib/lint-words.txt")
+ALLOWED_FILES = (
+    "tests/console/seeds/",
+    "tests/edid/data/",
+    "tests/edid/seeds/",
+    "tests/package/data/",
+    "tests/lint/test_words.py",
+    "scripts/lib/lint-words.txt",
+)
 # CMake's names of permissions.
 ALLOWED_TEXTS = ("WORLD_READ", "WORLD_EXECUTE")
 
@@ -44,7 +61,10 @@ def findings(name, text, phrases):
     for allowed in ALLOWED_TEXTS:
         text = text.replace(allowed, "")
     text = parts_of_identifiers(text)
-    found = [(text.count("\n", 0, match.start()) + 1, " ".join(match.group(0).split()), instead)
-             for phrase, instead in phrases for match in phrase.finditer(text)]
+    found = [
+        (text.count("\n", 0, match.start()) + 1, " ".join(match.group(0).split()), instead)
+        for phrase, instead in phrases
+        for match in phrase.finditer(text)
+    ]
     for number, phrase, instead in sorted(found):
         yield f"{name}:{number}: '{phrase}': write {instead}"

@@ -373,13 +373,13 @@ struct HalfClosed
 
 void TestClients::halfClosedClientThatReadsNothing()
 {
-    HalfClosed world(std::chrono::milliseconds(200));
-    QTRY_COMPARE(world.accepted->state(), QAbstractSocket::ClosingState);
+    HalfClosed fixture(std::chrono::milliseconds(200));
+    QTRY_COMPARE(fixture.accepted->state(), QAbstractSocket::ClosingState);
     QElapsedTimer time;
     time.start();
-    QTRY_COMPARE(world.bench.server->findChildren<QTcpSocket *>().size(), 0);
+    QTRY_COMPARE(fixture.bench.server->findChildren<QTcpSocket *>().size(), 0);
     QVERIFY(time.elapsed() >= 150);
-    ConsoleTestClient other(world.bench.server->port());
+    ConsoleTestClient other(fixture.bench.server->port());
     other.send("VERSION\r\n");
     QTRY_COMPARE(other.received(), versionReply);
 }
@@ -387,21 +387,21 @@ void TestClients::halfClosedClientThatReadsNothing()
 /** The limit is for a client that takes nothing, however long all of it takes. */
 void TestClients::halfClosedClientThatReadsSlowly()
 {
-    HalfClosed world(std::chrono::milliseconds(1000));
-    QTRY_COMPARE(world.accepted->state(), QAbstractSocket::ClosingState);
+    HalfClosed fixture(std::chrono::milliseconds(1000));
+    QTRY_COMPARE(fixture.accepted->state(), QAbstractSocket::ClosingState);
     const qint64 all = qint64(HalfClosed::lines) * (64 * 1024 + 14) + 11;
     QElapsedTimer time;
     time.start();
     qint64 got = 0;
-    world.client->socket.setReadBufferSize(256 * 1024);
-    while (got < all && world.client->socket.state() != QAbstractSocket::UnconnectedState) {
-        got += world.client->socket.readAll().size();
+    fixture.client->socket.setReadBufferSize(256 * 1024);
+    while (got < all && fixture.client->socket.state() != QAbstractSocket::UnconnectedState) {
+        got += fixture.client->socket.readAll().size();
         QTest::qWait(50);
     }
-    got += world.client->socket.readAll().size();
+    got += fixture.client->socket.readAll().size();
     QCOMPARE(got, all);
     QVERIFY(time.elapsed() > 1000);
-    QTRY_COMPARE(world.bench.server->findChildren<QTcpSocket *>().size(), 0);
+    QTRY_COMPARE(fixture.bench.server->findChildren<QTcpSocket *>().size(), 0);
 }
 
 void TestClients::longLinesTogether()

@@ -26,9 +26,11 @@ DEVICE = {
         {"name": "AUX 1", "chip_type": 1, "chip_index": 1, "version": "2.0"},
     ],
 }
-UNWRITTEN = (b"device-simulator: error: standard output cannot be written\n"
-             b"  Check that the disk is not full and that the program that reads the output still "
-             b"runs.\n")
+UNWRITTEN = (
+    b"device-simulator: error: standard output cannot be written\n"
+    b"  Check that the disk is not full and that the program that reads the output still "
+    b"runs.\n"
+)
 MODEL = frames.frame(frames.REPLY, frames.MODEL_NAME, b"HX-8")
 
 
@@ -57,8 +59,9 @@ class TestProgram(unittest.TestCase):
         self.link = os.path.join(self.folder, "tty")
 
     def start(self, *where, **more):
-        simulator = Simulator(PROGRAM, self.folder, DEVICE, where or ("--pty-link", self.link),
-                              **more)
+        simulator = Simulator(
+            PROGRAM, self.folder, DEVICE, where or ("--pty-link", self.link), **more
+        )
         self.stack.callback(simulator.stop)
         return simulator
 
@@ -121,9 +124,14 @@ class TestProgram(unittest.TestCase):
         device = os.path.join(self.folder, "d.json")
         with open(device, "w", encoding="ascii") as file:
             json.dump(DEVICE, file)
-        return subprocess.run([PROGRAM, "--device", device, "--pty-link", self.link, *options],
-                              stderr=subprocess.PIPE, timeout=20, check=False, cwd=self.folder,
-                              **{"stdout": subprocess.PIPE, **more})
+        return subprocess.run(
+            [PROGRAM, "--device", device, "--pty-link", self.link, *options],
+            stderr=subprocess.PIPE,
+            timeout=20,
+            check=False,
+            cwd=self.folder,
+            **{"stdout": subprocess.PIPE, **more},
+        )
 
     def test_control_path_as_given(self):
         other = os.path.join(self.folder, "below")
@@ -135,8 +143,11 @@ class TestProgram(unittest.TestCase):
             path = os.path.join(other, given)
             with socket.socket(socket.AF_UNIX) as old:
                 old.bind(path)  # of a simulator that was killed
-            with subprocess.Popen([PROGRAM, "--device", device, "--pty-link", self.link,
-                                   "--control", given], stdout=subprocess.PIPE, cwd=other) as popen:
+            with subprocess.Popen(
+                [PROGRAM, "--device", device, "--pty-link", self.link, "--control", given],
+                stdout=subprocess.PIPE,
+                cwd=other,
+            ) as popen:
                 self.assertTrue(popen.stdout.readline().startswith(b"ready "))
                 with socket.socket(socket.AF_UNIX) as client:
                     client.settimeout(10)
@@ -156,10 +167,15 @@ class TestProgram(unittest.TestCase):
         for name in ("control", "link", "fifo", "."):
             before = sorted(os.listdir(self.folder)) + ["d.json"]
             result = self.run_program("--control", name)
-            self.assertEqual((result.returncode, result.stderr.decode()),
-                             (1, "device-simulator: error: the control socket cannot be created: "
-                              f"{name}: exists and is not a socket\n  Check that nothing else uses "
-                              "its name, and that you may write to its folder.\n"))
+            self.assertEqual(
+                (result.returncode, result.stderr.decode()),
+                (
+                    1,
+                    "device-simulator: error: the control socket cannot be created: "
+                    f"{name}: exists and is not a socket\n  Check that nothing else uses "
+                    "its name, and that you may write to its folder.\n",
+                ),
+            )
             self.assertEqual(set(os.listdir(self.folder)), set(before))
         with open(path, encoding="ascii") as file:
             self.assertEqual(file.read(), "mine")
@@ -168,9 +184,12 @@ class TestProgram(unittest.TestCase):
         device = os.path.join(self.folder, "d.json")
         with open(device, "w", encoding="ascii") as file:
             json.dump(DEVICE, file)
-        with subprocess.Popen([PROGRAM, "--device", device, "--pty-link", self.link, "--trace",
-                               "/dev/full"], stdout=subprocess.PIPE,
-                              stderr=subprocess.PIPE, text=True) as popen:
+        with subprocess.Popen(
+            [PROGRAM, "--device", device, "--pty-link", self.link, "--trace", "/dev/full"],
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            text=True,
+        ) as popen:
             self.assertEqual(popen.stdout.readline(), f"ready {self.link}\n")
             fd = self.open_link()
             for _ in range(2):
@@ -179,11 +198,14 @@ class TestProgram(unittest.TestCase):
             popen.terminate()
             errors = popen.communicate(timeout=10)[1]
         self.assertEqual(popen.returncode, 1)
-        self.assertEqual(errors, "device-simulator: warning: the trace ends here: /dev/full: No "
-                                 "space left on device [trace-cut]\n"
-                                 "device-simulator: error: the output cannot be written: /dev/full: "
-                                 "No space left on device\n  Check the folder, whether you may write "
-                                 "there, and that the disk is not full.\n")
+        self.assertEqual(
+            errors,
+            "device-simulator: warning: the trace ends here: /dev/full: No "
+            "space left on device [trace-cut]\n"
+            "device-simulator: error: the output cannot be written: /dev/full: "
+            "No space left on device\n  Check the folder, whether you may write "
+            "there, and that the disk is not full.\n",
+        )
 
     def test_numbers_of_control_commands(self):
         simulator = self.start()
@@ -192,21 +214,23 @@ class TestProgram(unittest.TestCase):
             pass
         fifo = os.path.join(self.folder, "fifo")
         os.mkfifo(fifo)
-        for wrong, words in ((f"flash compare 256 0 {image}", "from 0 to 255"),
-                             (f"flash compare 0 256 {image}", "from 0 to 255"),
-                             (f"flash compare 65537 1 {image}", "from 0 to 255"),
-                             (f"flash compare -1 0 {image}", "from 0 to 255"),
-                             (f"flash compare x 0 {image}", "from 0 to 255"),
-                             (f"flash compare 0 9 {image}", "no such chip"),
-                             (f"flash compare 0 0 {fifo}", "not an ordinary file"),
-                             ("fault add silent:type=256", "cannot read 'type=256'"),
-                             ("fault add silent:index=-1", "cannot read 'index=-1'"),
-                             ("fault add refuse:status=256", "cannot read 'status=256'"),
-                             ("fault add late:delay=1000000001", "cannot read 'delay=1000000001'"),
-                             ("fault add silent:count=1000000001", "cannot read 'count="),
-                             ("fault add short:bytes=65537", "cannot read 'bytes=65537'"),
-                             ("fault add silent:skip=-1", "cannot read 'skip=-1'"),
-                             ("fault add wrong-word:as=1F900", "cannot read 'as=1F900'")):
+        for wrong, words in (
+            (f"flash compare 256 0 {image}", "from 0 to 255"),
+            (f"flash compare 0 256 {image}", "from 0 to 255"),
+            (f"flash compare 65537 1 {image}", "from 0 to 255"),
+            (f"flash compare -1 0 {image}", "from 0 to 255"),
+            (f"flash compare x 0 {image}", "from 0 to 255"),
+            (f"flash compare 0 9 {image}", "no such chip"),
+            (f"flash compare 0 0 {fifo}", "not an ordinary file"),
+            ("fault add silent:type=256", "cannot read 'type=256'"),
+            ("fault add silent:index=-1", "cannot read 'index=-1'"),
+            ("fault add refuse:status=256", "cannot read 'status=256'"),
+            ("fault add late:delay=1000000001", "cannot read 'delay=1000000001'"),
+            ("fault add silent:count=1000000001", "cannot read 'count="),
+            ("fault add short:bytes=65537", "cannot read 'bytes=65537'"),
+            ("fault add silent:skip=-1", "cannot read 'skip=-1'"),
+            ("fault add wrong-word:as=1F900", "cannot read 'as=1F900'"),
+        ):
             with self.assertRaisesRegex(AssertionError, f"error: .*{words}"):
                 simulator.control(wrong)
         self.assertEqual(simulator.control("fault list"), "")
@@ -218,8 +242,11 @@ class TestProgram(unittest.TestCase):
         device = os.path.join(self.folder, "d.json")
         with open(device, "w", encoding="ascii") as file:
             json.dump(DEVICE, file)
-        for options in (("--device", fifo), ("--replay", fifo),
-                        ("--device", device, "--trace", fifo)):
+        for options in (
+            ("--device", fifo),
+            ("--replay", fifo),
+            ("--device", device, "--trace", fifo),
+        ):
             for number in (signal.SIGINT, signal.SIGTERM):
                 popen = subprocess.Popen([PROGRAM, *options, "--pty-link", self.link])
                 self.stack.callback(popen.wait)
@@ -272,8 +299,9 @@ class TestProgram(unittest.TestCase):
         for _ in range(5):
             start = time.monotonic()
             self.ask(fd, request, answer)
-            self.assertGreaterEqual(time.monotonic() - start,
-                                    (len(request) + len(answer)) * 10 / 57600)
+            self.assertGreaterEqual(
+                time.monotonic() - start, (len(request) + len(answer)) * 10 / 57600
+            )
         os.close(fd)
 
     def test_late_answer_is_overtaken(self):
@@ -343,8 +371,11 @@ class TestProgram(unittest.TestCase):
         os.write(fd, b"\r\n")
         os.close(fd)
         simulator.stop()
-        expected = [("host", "F903 model-name"), ("device", "F903 model-name data=48582d38"),
-                    ("BROKEN", "bytes outside of any frame")]
+        expected = [
+            ("host", "F903 model-name"),
+            ("device", "F903 model-name data=48582d38"),
+            ("BROKEN", "bytes outside of any frame"),
+        ]
         self.assertEqual(simulator.trace()[:2], expected[:2])
         with open(simulator.trace_file, encoding="utf-8") as file:
             text = file.read()
@@ -358,8 +389,11 @@ class TestProgram(unittest.TestCase):
         self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
         os.close(fd)
         simulator.stop()
-        with subprocess.Popen([PROGRAM, "--replay", simulator.trace_file, "--pty-link",
-                               self.link], stdout=subprocess.PIPE, text=True) as replay:
+        with subprocess.Popen(
+            [PROGRAM, "--replay", simulator.trace_file, "--pty-link", self.link],
+            stdout=subprocess.PIPE,
+            text=True,
+        ) as replay:
             self.assertEqual(replay.stdout.readline(), f"ready {self.link}\n")
             fd = self.open_link()
             self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
@@ -372,9 +406,12 @@ class TestProgram(unittest.TestCase):
         device = os.path.join(self.folder, "d.json")
         with open(device, "w", encoding="ascii") as file:
             json.dump(DEVICE, file)
-        with subprocess.Popen([PROGRAM, "--json", "--device", device, "--pty-link", self.link,
-                               *options], stdout=subprocess.PIPE,
-                              stderr=subprocess.PIPE, text=True) as popen:
+        with subprocess.Popen(
+            [PROGRAM, "--json", "--device", device, "--pty-link", self.link, *options],
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            text=True,
+        ) as popen:
             first = popen.stdout.readline()
             fd = self.open_link()
             self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
@@ -389,63 +426,95 @@ class TestProgram(unittest.TestCase):
         self.assertEqual(status, 0)
         self.assertEqual((ready["event"], ready["address"]), ("ready", self.link))
         self.assertEqual(set(ready), {"event", "address", "time"})
-        self.assertEqual((result["event"], result["command"], result["exit"], result["result"],
-                          result["error"], result["address"], result["lost_bytes"]),
-                         ("result", "device-simulator", 0, "done", None, self.link, 0))
+        self.assertEqual(
+            (
+                result["event"],
+                result["command"],
+                result["exit"],
+                result["result"],
+                result["error"],
+                result["address"],
+                result["lost_bytes"],
+            ),
+            ("result", "device-simulator", 0, "done", None, self.link, 0),
+        )
         self.assertGreaterEqual(result["seconds"], 0)
 
     def test_json_of_failures(self):
         (ready, warning, result), status = self.lines("--trace", "/dev/full")
         self.assertEqual((status, ready["event"], result["exit"]), (1, "ready", 1))
-        self.assertEqual((warning["event"], warning["id"], warning["detail"]),
-                         ("warning", "trace-cut", "/dev/full: No space left on device"))
+        self.assertEqual(
+            (warning["event"], warning["id"], warning["detail"]),
+            ("warning", "trace-cut", "/dev/full: No space left on device"),
+        )
         self.assertEqual(result["error"]["id"], "cannot-write")
         self.assertEqual(result["address"], self.link)
 
         broken = os.path.join(self.folder, "broken.json")
         with open(broken, "w", encoding="ascii") as file:
             file.write("{")
-        for options, problem in ((("--device", "/nowhere.json"), "file-unreadable"),
-                                 (("--device", broken), "device-unreadable"),
-                                 (("--replay", broken), "trace-unreadable")):
-            done = subprocess.run([PROGRAM, *options, "--pty-link", self.link, "--json"],
-                                  capture_output=True, text=True, timeout=10, check=False)
+        for options, problem in (
+            (("--device", "/nowhere.json"), "file-unreadable"),
+            (("--device", broken), "device-unreadable"),
+            (("--replay", broken), "trace-unreadable"),
+        ):
+            done = subprocess.run(
+                [PROGRAM, *options, "--pty-link", self.link, "--json"],
+                capture_output=True,
+                text=True,
+                timeout=10,
+                check=False,
+            )
             self.assertEqual((done.returncode, done.stderr), (1, ""))
             self.assertEqual(json.loads(done.stdout)["error"]["id"], problem)
-        for options, problem in ((("--pty-link", PROGRAM), "port-not-opened"),
-                                 (("--control", PROGRAM), "control-not-opened"),
-                                 (("--trace", "/nowhere/trace"), "cannot-write")):
+        for options, problem in (
+            (("--pty-link", PROGRAM), "port-not-opened"),
+            (("--control", PROGRAM), "control-not-opened"),
+            (("--trace", "/nowhere/trace"), "cannot-write"),
+        ):
             done = self.run_program("--json", *options)
             self.assertEqual((done.returncode, done.stderr), (1, b""))
             self.assertEqual(json.loads(done.stdout)["error"]["id"], problem)
 
     def test_usage(self):
         def run(*arguments):
-            return subprocess.run([PROGRAM, *arguments], capture_output=True, text=True,
-                                  timeout=10, check=False)
+            return subprocess.run(
+                [PROGRAM, *arguments], capture_output=True, text=True, timeout=10, check=False
+            )
 
         device = os.path.join(self.folder, "d.json")
         with open(device, "w", encoding="ascii") as file:
             json.dump(DEVICE, file)
-        for wrong in ((), ("--device", device), ("--device", device, "--fd", "x"),
-                      ("--device", device, "--fd", "-1"),
-                      ("--device", device, "--replay", device, "--fd", "3"),
-                      ("--replay", device, "--fd", "3", "--fault", "silent"),
-                      ("--device", device, "--fd", "3", "--listen", "127.0.0.1:1"),
-                      ("--device", device, "--listen", "nowhere"),
-                      ("--device", device, "--pty-link", "x", "--baud", "fast"),
-                      ("--device", device, "--pty-link", "x", "--seed", "x"),
-                      ("--device", device, "--pty-link", "x", "--fault", "quiet"),
-                      ("--device", device, "--pty-link", "x", "more"), ("--colour",)):
+        for wrong in (
+            (),
+            ("--device", device),
+            ("--device", device, "--fd", "x"),
+            ("--device", device, "--fd", "-1"),
+            ("--device", device, "--replay", device, "--fd", "3"),
+            ("--replay", device, "--fd", "3", "--fault", "silent"),
+            ("--device", device, "--fd", "3", "--listen", "127.0.0.1:1"),
+            ("--device", device, "--listen", "nowhere"),
+            ("--device", device, "--pty-link", "x", "--baud", "fast"),
+            ("--device", device, "--pty-link", "x", "--seed", "x"),
+            ("--device", device, "--pty-link", "x", "--fault", "quiet"),
+            ("--device", device, "--pty-link", "x", "more"),
+            ("--colour",),
+        ):
             result = run(*wrong)
             self.assertEqual((result.returncode, result.stdout), (2, ""), wrong)
-            self.assertRegex(result.stderr, r"^device-simulator: error: the command line is wrong: "
-                                            r".*\n  See 'device-simulator --help'\.\n$")
+            self.assertRegex(
+                result.stderr,
+                r"^device-simulator: error: the command line is wrong: "
+                r".*\n  See 'device-simulator --help'\.\n$",
+            )
             result = run("--json", *wrong)
             self.assertEqual((result.returncode, result.stderr), (2, ""), wrong)
             document = json.loads(result.stdout)
-            self.assertEqual((document["event"], document["exit"], document["error"]["id"]),
-                             ("result", 2, "usage"), wrong)
+            self.assertEqual(
+                (document["event"], document["exit"], document["error"]["id"]),
+                ("result", 2, "usage"),
+                wrong,
+            )
         missing = run("--device", "/nowhere.json", "--pty-link", self.link)
         self.assertEqual((missing.returncode, missing.stdout), (1, ""))
         self.assertIn("/nowhere.json", missing.stderr)

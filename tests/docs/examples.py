@@ -36,15 +36,18 @@ def span(match, images):
     name, first, last, byte, count = match.groups()
     if byte:
         return bytes([int(byte, 16)] * int(count)).hex()
-    piece = images[name][int(first):int(last) + 1]
+    piece = images[name][int(first) : int(last) + 1]
     assert len(piece) == int(last) + 1 - int(first), match.group(0)
     return piece.hex()
 
 
 def frame(text, images=None):
     """The bytes of a frame as a page writes it."""
-    text = re.sub(r"<(?:([A-Z]+) (\d+)-(\d+)|([0-9a-f]{2}) x (\d+))>",
-                  lambda match: span(match, images or IMAGES), text)
+    text = re.sub(
+        r"<(?:([A-Z]+) (\d+)-(\d+)|([0-9a-f]{2}) x (\d+))>",
+        lambda match: span(match, images or IMAGES),
+        text,
+    )
     return bytes.fromhex(text)
 
 
@@ -65,9 +68,12 @@ def dump(path):
 def raw(text, images):
     """Bytes with \\r, \\n, and hexadecimal between braces."""
     pieces = re.split(r"\{(.*?)\}", text)
-    return b"".join(frame(piece, images) if number % 2 else
-                    piece.replace("\\r", "\r").replace("\\n", "\n").encode("latin-1")
-                    for number, piece in enumerate(pieces))
+    return b"".join(
+        frame(piece, images)
+        if number % 2
+        else piece.replace("\\r", "\r").replace("\\n", "\n").encode("latin-1")
+        for number, piece in enumerate(pieces)
+    )
 
 
 def session(lines, images=None):

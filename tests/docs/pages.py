@@ -13,19 +13,36 @@ HEADING = re.compile(r"^#{1,6}\s+(.*?)\s*#*$")
 FENCE = re.compile(r"^\s*(```+|~~~+)")
 CODE = re.compile(r"(`+)(.+?)\1")
 # A place in the repository named in passing, without wildcards and stand-ins.
-PLACE = re.compile(r"(?<![\w./-])(?:docs|src|tools|tests|scripts|bench|cmake|packaging|fuzz)/[\w./+-]*\w")
+PLACE = re.compile(
+    r"(?<![\w./-])(?:docs|src|tools|tests|scripts|bench|cmake|packaging|fuzz)/[\w./+-]*\w"
+)
 
 
 def names(root=ROOT):
     """All Markdown files and man pages that belong to the project."""
-    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=root,
-                            capture_output=True, text=True, check=False)
-    files = listed.stdout.splitlines() if listed.returncode == 0 else [
-        os.path.relpath(os.path.join(folder, name), root)
-        for folder, _, found in os.walk(root) for name in found]
-    return sorted(name for name in files
-                  if re.search(r"\.md$|(^|/)man/[^/]+\.[1-8]$", name) and not name.startswith("build/")
-                  and os.path.isfile(os.path.join(root, name)))
+    listed = subprocess.run(
+        ["git", "ls-files", "-co", "--exclude-standard"],
+        cwd=root,
+        capture_output=True,
+        text=True,
+        check=False,
+    )
+    files = (
+        listed.stdout.splitlines()
+        if listed.returncode == 0
+        else [
+            os.path.relpath(os.path.join(folder, name), root)
+            for folder, _, found in os.walk(root)
+            for name in found
+        ]
+    )
+    return sorted(
+        name
+        for name in files
+        if re.search(r"\.md$|(^|/)man/[^/]+\.[1-8]$", name)
+        and not name.startswith("build/")
+        and os.path.isfile(os.path.join(root, name))
+    )
 
 
 def read(name, root=ROOT):
@@ -63,8 +80,11 @@ def anchors(text):
             continue
         slug = re.sub(r"[^\w\- ]", "", plain(heading.group(1)).lower()).replace(" ", "-")
         found[slug] = found.get(slug, 0) + 1
-    return {slug if number == 0 else f"{slug}-{number}"
-            for slug, count in found.items() for number in range(count)}
+    return {
+        slug if number == 0 else f"{slug}-{number}"
+        for slug, count in found.items()
+        for number in range(count)
+    }
 
 
 def without_code(line):

@@ -16,8 +16,11 @@ def lines(text):
     before = -1
     for number, line in lines_outside_fences(text):
         is_item = bool(ITEM.match(line))
-        if NO_PROSE.match(line) and not is_item and not (before == number - 1 and
-                                                         line.startswith("  ")):
+        if (
+            NO_PROSE.match(line)
+            and not is_item
+            and not (before == number - 1 and line.startswith("  "))
+        ):
             continue
         yield number, line, before == number - 1 and not is_item
         before = number

@@ -24,8 +24,9 @@ SHARED_OBJECT = re.compile(r"[\w+-]+\.so\.\d+")
 
 def needed(program):
     """The names of the shared objects that a program asks the loader for."""
-    listed = subprocess.run([os.environ["READELF"], "-d", program], capture_output=True, text=True,
-                            check=True).stdout
+    listed = subprocess.run(
+        [os.environ["READELF"], "-d", program], capture_output=True, text=True, check=True
+    ).stdout
     return set(re.findall(r"\(NEEDED\).*\[(.+)\]", listed))
 
 
@@ -44,14 +45,16 @@ def row(page, start):
 class Libraries(unittest.TestCase):
     def test_operations_lists_what_the_agent_loads(self):
         page = pages.read("docs/use/operations.md")
-        section = page[page.index("## Requirements"):].split("\n## ")[0]
+        section = page[page.index("## Requirements") :].split("\n## ")[0]
         libraries = needed(os.environ["AGENT"])
         self.assertIn("libc.so.6", libraries)
         self.assertEqual(own(SHARED_OBJECT.findall(section)), own(libraries))
 
     def test_packages_names_the_libraries_of_each_package(self):
-        for package, programs in (("upgrade-agent", [os.environ["AGENT"]]),
-                                  ("upgrade-agent-tools", os.environ["PROGRAMS"].split(":"))):
+        for package, programs in (
+            ("upgrade-agent", [os.environ["AGENT"]]),
+            ("upgrade-agent-tools", os.environ["PROGRAMS"].split(":")),
+        ):
             with self.subTest(package):
                 libraries = own(set().union(*map(needed, programs)))
                 wanted = {NAMES[name.split(".so")[0]] for name in libraries}

@@ -10,8 +10,12 @@ import unittest
 import pages
 
 PAGE = "docs/reference/limits.md"
-HEADERS = ("src/platform/Platform.h", "src/runtime/LossyWriter.h", "src/bytes/ChunkSums.h",
-           "src/package/PackageLayout.h")
+HEADERS = (
+    "src/platform/Platform.h",
+    "src/runtime/LossyWriter.h",
+    "src/bytes/ChunkSums.h",
+    "src/package/PackageLayout.h",
+)
 UNITS = {"MiB": 1024 * 1024, "s": 1000}
 
 
@@ -37,7 +41,9 @@ def constants():
 def source_of(test):
     """The file of a test by its ctest name, and what of the name is left for a function."""
     parts = test.split("_")
-    pattern = "tests/system/test_{}.py" if parts[0] == "system" else f"tests/{parts[0]}/tst_{{}}.cpp"
+    pattern = (
+        "tests/system/test_{}.py" if parts[0] == "system" else f"tests/{parts[0]}/tst_{{}}.cpp"
+    )
     for end in range(len(parts), 1, -1):
         name = pattern.format("_".join(parts[1:end]))
         if os.path.exists(os.path.join(pages.ROOT, name)):
@@ -50,8 +56,7 @@ class Limits(unittest.TestCase):
         known = constants()
         checked = 0
         for cells in rows():
-            for figure, unit, name in re.findall(
-                    r"(\d[\d,]*) (\w+)[^;`]*?\(`(\w+)`\)", cells[1]):
+            for figure, unit, name in re.findall(r"(\d[\d,]*) (\w+)[^;`]*?\(`(\w+)`\)", cells[1]):
                 number = int(figure.replace(",", "")) * UNITS.get(unit, 1)
                 self.assertEqual(known.get(name), number, name)
                 checked += 1
@@ -60,22 +65,27 @@ class Limits(unittest.TestCase):
     def test_tests_are_there(self):
         for cells in rows():
             shown = cells[-1]
-            tests = re.findall(r"`((?:system|console|engine|netupgrade)_\w+)`(?: \(`(\w+)`\))?",
-                               shown)
+            tests = re.findall(
+                r"`((?:system|console|engine|netupgrade)_\w+)`(?: \(`(\w+)`\))?", shown
+            )
             self.assertTrue(tests or shown == "the same", cells)
             for test, function in tests:
                 name, rest = source_of(test)
                 self.assertIsNotNone(name, test)
                 text = pages.read(name)
-                # The rest is a function, or a class that has a world of its own.
-                for wanted in filter(None, (rest and f"(test_{rest}|Test{rest.capitalize()})",
-                                            function)):
+                # The rest is a function, or a class that has a fixture of its own.
+                for wanted in filter(
+                    None, (rest and f"(test_{rest}|Test{rest.capitalize()})", function)
+                ):
                     self.assertTrue(re.search(rf"\b{wanted}\(", text), f"{test}: {wanted}")
 
     def test_log_words_are_there(self):
-        sources = "".join(pages.read(os.path.join(folder, name))
-                          for folder, _, names in os.walk(os.path.join(pages.ROOT, "src"))
-                          for name in names if name.endswith((".h", ".cpp")))
+        sources = "".join(
+            pages.read(os.path.join(folder, name))
+            for folder, _, names in os.walk(os.path.join(pages.ROOT, "src"))
+            for name in names
+            if name.endswith((".h", ".cpp"))
+        )
         for cells in rows():
             for words in re.findall(r"`([^`]+)`", cells[3 if len(cells) == 5 else 2]):
                 self.assertIn(words.rstrip(":"), sources)

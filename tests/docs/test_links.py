@@ -10,26 +10,43 @@ import pages
 
 GOOD = {
     "README.md": "# One\n\nSee [two](docs/two.md#some-heading-1), [here](#one), `docs/two.md`,\n"
-                 "[elsewhere](https://example.org/nothing) and `docs/<any>.md`.\n\n"
-                 "[ref]: docs/two.md\n",
+    "[elsewhere](https://example.org/nothing) and `docs/<any>.md`.\n\n"
+    "[ref]: docs/two.md\n",
     "docs/two.md": "## Some heading\n\n## `Some` [heading](../README.md)\n\n"
-                   "```\n[no link](nowhere.md)\n```\n\nAnd `[no link](nowhere.md)`.\n",
-    "docs/man/tool.1": ".TH TOOL 1\n.BR tool (1),\n.BR foreign (7)\ndocs/two.md\n/usr/share/x-docs/none\n",
+    "```\n[no link](nowhere.md)\n```\n\nAnd `[no link](nowhere.md)`.\n",
+    "docs/man/tool.1": ".TH TOOL 1\n.BR tool (1),\n.BR foreign (7)\n"
+    "docs/two.md\n/usr/share/x-docs/none\n",
 }
 # What is put in place of something good -> what the check must say.
 BROKEN = [
-    ("README.md", "docs/two.md#some-heading-1", "docs/two.md#some-heading-2",
-     "README.md:3: docs/two.md#some-heading-2: docs/two.md has no such heading"),
+    (
+        "README.md",
+        "docs/two.md#some-heading-1",
+        "docs/two.md#some-heading-2",
+        "README.md:3: docs/two.md#some-heading-2: docs/two.md has no such heading",
+    ),
     ("README.md", "(#one)", "(#two)", "README.md:3: #two: README.md has no such heading"),
-    ("README.md", "[ref]: docs/two.md", "[ref]: docs/three.md",
-     "README.md:6: docs/three.md: there is no docs/three.md"),
+    (
+        "README.md",
+        "[ref]: docs/two.md",
+        "[ref]: docs/three.md",
+        "README.md:6: docs/three.md: there is no docs/three.md",
+    ),
     ("README.md", "`docs/two.md`", "`docs/three.md`", "README.md:3: there is no docs/three.md"),
     ("README.md", "(#one)", "(../one.md)", "README.md:3: ../one.md leads out of the repository"),
-    ("docs/two.md", "../README.md", "README.md",
-     "docs/two.md:3: README.md: there is no docs/README.md"),
+    (
+        "docs/two.md",
+        "../README.md",
+        "README.md",
+        "docs/two.md:3: README.md: there is no docs/README.md",
+    ),
     ("docs/man/tool.1", "tool (1)", "tool (8)", "docs/man/tool.1:2: there is no page tool(8)"),
-    ("docs/man/tool.1", "docs/two.md", "docs/three\\-four.md",
-     "docs/man/tool.1:4: there is no docs/three-four.md"),
+    (
+        "docs/man/tool.1",
+        "docs/two.md",
+        "docs/three\\-four.md",
+        "docs/man/tool.1:4: there is no docs/three-four.md",
+    ),
 ]
 
 
@@ -51,10 +68,17 @@ class Links(unittest.TestCase):
 
     def test_all_pages_are_looked_at(self):
         names = pages.names()
-        for name in ("README.md", "ARCHITECTURE.md", "docs/reference/messages.md", "docs/man/fwm.1"):
+        for name in (
+            "README.md",
+            "ARCHITECTURE.md",
+            "docs/reference/messages.md",
+            "docs/man/fwm.1",
+        ):
             self.assertIn(name, names)
-        self.assertGreater(sum(1 for name in names if name.endswith(".md")
-                               for _ in pages.links(pages.read(name))), 15)
+        self.assertGreater(
+            sum(1 for name in names if name.endswith(".md") for _ in pages.links(pages.read(name))),
+            15,
+        )
 
     def test_good_links_are_found_good(self):
         self.write(GOOD)

@@ -42,15 +42,18 @@ class Log(unittest.TestCase):
     def test_reasons(self):
         # The words are reasons of a skipped row, and the sentence is that of a failed run.
         skipped = [text for text in wire_texts.tables()["run"].values() if " " not in text]
-        self.assertEqual(sorted(table(self.page, "| `reason` of a skipped row | meaning |")),
-                         sorted(skipped))
+        self.assertEqual(
+            sorted(table(self.page, "| `reason` of a skipped row | meaning |")), sorted(skipped)
+        )
         failed = re.findall(r'\{\d+, "(\w+)"\}', self.source)
         self.assertEqual(len(failed), 5)
-        self.assertEqual(sorted(table(self.page, "| `reason` of a failed run | meaning |")),
-                         sorted(failed))
+        self.assertEqual(
+            sorted(table(self.page, "| `reason` of a failed run | meaning |")), sorted(failed)
+        )
         kinds = re.findall(r'return "(\w+)";', self.source)
-        self.assertEqual(sorted(table(self.page, "| `kind` of a run | what is upgraded |")),
-                         sorted(kinds))
+        self.assertEqual(
+            sorted(table(self.page, "| `kind` of a run | what is upgraded |")), sorted(kinds)
+        )
 
     def test_categories(self):
         categories = re.findall(r'"(agent\.[a-z.]+)"', text_of("src", "platform", "Log.cpp"))
@@ -61,11 +64,13 @@ class Log(unittest.TestCase):
     def test_budgets(self):
         source = text_of("src", "monitoring", "OperationsLog.h")
         budgets = re.findall(r"LineBudget (\w+)\{(\d+), ms\(([\d']+)\)\};", source)
-        documented = re.findall(r"^\| `(\w+)`: .* \| (\d+) \| (\w+) each second \|$", self.page,
-                                re.M)
+        documented = re.findall(
+            r"^\| `(\w+)`: .* \| (\d+) \| (\w+) each second \|$", self.page, re.M
+        )
         rates = {"1'000": "one", "200": "five"}
-        self.assertEqual([(name, burst, rates[pause]) for name, burst, pause in budgets],
-                         documented)
+        self.assertEqual(
+            [(name, burst, rates[pause]) for name, burst, pause in budgets], documented
+        )
         self.assertEqual(len(documented), 3)
 
 

@@ -16,8 +16,9 @@ NOT_OURS = {"--help-all"}
 
 
 def help_of(program, *command):
-    return subprocess.run([program, *command, "--help"], capture_output=True, text=True,
-                          check=True).stdout
+    return subprocess.run(
+        [program, *command, "--help"], capture_output=True, text=True, check=True
+    ).stdout
 
 
 def commands(text):
@@ -53,13 +54,18 @@ class ManPages(unittest.TestCase):
             for command in commands(text):
                 text += help_of(program, command)
             of_page = "\n".join(words for heading, words in page.items() if heading != "EXAMPLES")
-            self.assertEqual(sorted(set(OPTION.findall(of_page)) - NOT_OURS),
-                             sorted(set(OPTION.findall(text)) - NOT_OURS), program)
+            self.assertEqual(
+                sorted(set(OPTION.findall(of_page)) - NOT_OURS),
+                sorted(set(OPTION.findall(text)) - NOT_OURS),
+                program,
+            )
 
     def test_commands(self):
         counts = []
         for program, text, page in self.each():
-            of_page = re.findall(r'^\.TP\n\.(?:B|BR|BI) ([a-z-]+)\b', page.get("COMMANDS", ""), re.M)
+            of_page = re.findall(
+                r"^\.TP\n\.(?:B|BR|BI) ([a-z-]+)\b", page.get("COMMANDS", ""), re.M
+            )
             self.assertEqual(sorted(of_page), sorted(commands(text)), program)
             counts.append(len(of_page))
         self.assertEqual(sorted(counts), [0, 0, 9, 13])
@@ -68,8 +74,9 @@ class ManPages(unittest.TestCase):
         checked = 0
         for program, text, page in self.each():
             if statuses(text) is not None:
-                self.assertEqual(set(re.findall(r"\b\d\b", page["EXIT STATUS"])), statuses(text),
-                                 program)
+                self.assertEqual(
+                    set(re.findall(r"\b\d\b", page["EXIT STATUS"])), statuses(text), program
+                )
                 checked += 1
         self.assertEqual(checked, 4)
 

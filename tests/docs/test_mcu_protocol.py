@@ -27,8 +27,18 @@ class Device:
         with open(path, "w", encoding="ascii") as file:
             json.dump(examples.device(PAGE), file)
         self.process = subprocess.Popen(
-            [os.environ["DEVICE_SIMULATOR"], "--device", path, "--listen", "127.0.0.1:0",
-             "--trace", os.path.join(folder, "trace")], stdout=subprocess.PIPE, text=True)
+            [
+                os.environ["DEVICE_SIMULATOR"],
+                "--device",
+                path,
+                "--listen",
+                "127.0.0.1:0",
+                "--trace",
+                os.path.join(folder, "trace"),
+            ],
+            stdout=subprocess.PIPE,
+            text=True,
+        )
         address = self.process.stdout.readline().split()[1]
         self.socket = socket.create_connection(("127.0.0.1", int(address.rsplit(":", 1)[1])))
 
@@ -75,8 +85,10 @@ class McuProtocol(unittest.TestCase):
     def test_the_frame_of_the_explanation(self):
         frame = bytes.fromhex(re.search(r"^    (5a [0-9a-f ]+)$", PAGE, re.M).group(1))
         self.assertEqual(sum(frame) % 256, 0)
-        self.assertIn(f"first nine bytes add up to {sum(frame[:9]):X}, so the checksum is "
-                      f"{frame[9]:X}:", PAGE)
+        self.assertIn(
+            f"first nine bytes add up to {sum(frame[:9]):X}, so the checksum is " f"{frame[9]:X}:",
+            PAGE,
+        )
 
     def test_the_device_answers_so(self):
         for _, lines in examples.blocks(PAGE, "frames"):

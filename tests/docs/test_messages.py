@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""docs/reference/messages.md against the source: both have the same texts, and no other file has one."""
+"""docs/reference/messages.md and the source have the same texts, and no other file has one."""
 
 import json
 import os
@@ -14,8 +14,9 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__
 PAGE = os.path.join(ROOT, "docs", "reference", "messages.md")
 # What may send something: every call in these folders takes its text from the texts' own headers.
 SPEAKING_FOLDERS = ["console", "engine", "netupgrade", "upload"]
-SPEAKING_CALLS = re.compile(r"\b(say|inChain|sayNet|sayTo|list|reply|write|emit message)"
-                            r"\([^;]*?\"[^\"]{4,}\"", re.S)
+SPEAKING_CALLS = re.compile(
+    r"\b(say|inChain|sayNet|sayTo|list|reply|write|emit message)" r"\([^;]*?\"[^\"]{4,}\"", re.S
+)
 
 
 def documented():
@@ -65,14 +66,21 @@ class Messages(unittest.TestCase):
         """A reader that finds nothing would find nothing missing, too."""
         texts = wire_texts.all_texts()
         self.assertGreater(len(texts), 180)
-        for text in ("Read model name.", "APPSTATUS", "UPGRADELOG||Unknow command.\\r\\n",
-                     "NET firmware ver%1 upgrade success.", "Reboot systerm fail.",
-                     "SingleUploadFail", "Speciality error."):
+        for text in (
+            "Read model name.",
+            "APPSTATUS",
+            "UPGRADELOG||Unknow command.\\r\\n",
+            "NET firmware ver%1 upgrade success.",
+            "Reboot systerm fail.",
+            "SingleUploadFail",
+            "Speciality error.",
+        ):
             self.assertIn(text, texts)
 
     def test_every_step_text_has_an_id(self):
-        printed = subprocess.run([os.environ["PRINT_STATES"], "--texts"], capture_output=True,
-                                 text=True, check=True).stdout
+        printed = subprocess.run(
+            [os.environ["PRINT_STATES"], "--texts"], capture_output=True, text=True, check=True
+        ).stdout
         texts = json.loads(printed)
         self.assertGreater(len(texts), 45)
         self.assertEqual(sorted(set(texts) - set(wire_texts.all_texts())), [])
@@ -84,8 +92,9 @@ class Messages(unittest.TestCase):
             for name in files:
                 if name.endswith(".cpp"):
                     with open(os.path.join(folder, name), encoding="utf-8") as file:
-                        warnings += re.findall(r'qC(?:Warning|Critical)\(\w+\)[^;]*?"([^"]+)"',
-                                               file.read())
+                        warnings += re.findall(
+                            r'qC(?:Warning|Critical)\(\w+\)[^;]*?"([^"]+)"', file.read()
+                        )
         self.assertGreater(len(warnings), 3)
         self.assertEqual([text for text in warnings if text not in page_about_the_log()], [])
 
@@ -100,8 +109,12 @@ class Messages(unittest.TestCase):
     def test_no_text_is_written_elsewhere(self):
         for folder in SPEAKING_FOLDERS:
             top = os.path.join(ROOT, "src", folder)
-            names = [os.path.join(place, name) for place, _, files in os.walk(top)
-                     for name in files if name.endswith(".cpp")]
+            names = [
+                os.path.join(place, name)
+                for place, _, files in os.walk(top)
+                for name in files
+                if name.endswith(".cpp")
+            ]
             self.assertNotEqual(names, [])
             for name in sorted(names):
                 with open(name, encoding="utf-8") as file:

@@ -29,8 +29,12 @@ that goes on.
 
 class Prose(unittest.TestCase):
     def test_pages(self):
-        found = [line for name in pages.names() if name.endswith(".md")
-                 for line in prose.findings(name, pages.read(name))]
+        found = [
+            line
+            for name in pages.names()
+            if name.endswith(".md")
+            for line in prose.findings(name, pages.read(name))
+        ]
         self.assertEqual(found, [])
 
     def test_good_prose_is_left_alone(self):
@@ -39,9 +43,12 @@ class Prose(unittest.TestCase):
 
     def test_broken_prose_is_noticed(self):
         for text, number, what in (
-                ("One. Two.\n", 1, "two sentences"), ("- One. `Two` is.\n", 1, "two sentences"),
-                ("One that\ngoes on.\n", 2, "goes on here"),
-                ("- One that\n  goes on.\n", 2, "goes on here"), (GOOD, 8, "goes on here")):
+            ("One. Two.\n", 1, "two sentences"),
+            ("- One. `Two` is.\n", 1, "two sentences"),
+            ("One that\ngoes on.\n", 2, "goes on here"),
+            ("- One that\n  goes on.\n", 2, "goes on here"),
+            (GOOD, 8, "goes on here"),
+        ):
             with self.subTest(text):
                 (finding,) = prose.findings("x.md", text)
                 self.assertTrue(finding.startswith(f"x.md:{number}: "), finding)

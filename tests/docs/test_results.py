@@ -23,8 +23,9 @@ class Results(unittest.TestCase):
         for section in self.page.split("\n## ")[1:]:
             heading = section.split("\n", 1)[0]
             self.assertTrue(re.search(r"^Commands?: ", section, re.M), heading)
-            self.assertTrue(re.search(r"^<!-- begin [a-z-]+ -->\n\d{4}-\d\d-\d\d[,:;]", section, re.M),
-                            heading)
+            self.assertTrue(
+                re.search(r"^<!-- begin [a-z-]+ -->\n\d{4}-\d\d-\d\d[,:;]", section, re.M), heading
+            )
 
 
 if __name__ == "__main__":

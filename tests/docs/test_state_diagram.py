@@ -12,8 +12,9 @@ PAGE = os.path.join(ROOT, "docs", "develop", "architecture-states.md")
 
 
 def printed(*arguments):
-    return subprocess.run([os.environ["PRINT_STATES"], *arguments], capture_output=True, text=True,
-                          check=True).stdout
+    return subprocess.run(
+        [os.environ["PRINT_STATES"], *arguments], capture_output=True, text=True, check=True
+    ).stdout
 
 
 class StateDiagram(unittest.TestCase):
@@ -30,8 +31,16 @@ class StateDiagram(unittest.TestCase):
 
     def test_page_shows_the_road_of_an_upgrade(self):
         page = printed()
-        for arrow in ("[*] --> s5900", "s5900 --> s6000", "s6000 --> s6100", "s8000 --> s8101",
-                      "s8101 --> s8102", "s8300 --> s8316", "s8316 --> s8137", "s8137 --> s8318"):
+        for arrow in (
+            "[*] --> s5900",
+            "s5900 --> s6000",
+            "s6000 --> s6100",
+            "s8000 --> s8101",
+            "s8101 --> s8102",
+            "s8300 --> s8316",
+            "s8316 --> s8137",
+            "s8137 --> s8318",
+        ):
             self.assertIn(arrow, page)
 
 

@@ -11,11 +11,15 @@ SENT = ("build", "console", "engine", "key", "net", "upload", "version")
 
 def tables():
     """Subsystem -> {id: text}, with line ends written as in the source."""
-    printed = subprocess.run([os.environ["PRINT_TEXTS"]], capture_output=True, text=True,
-                             check=True).stdout
-    return {subsystem: {name: text.replace("\r", "\\r").replace("\n", "\\n")
-                        for name, text in texts.items()}
-            for subsystem, texts in json.loads(printed).items()}
+    printed = subprocess.run(
+        [os.environ["PRINT_TEXTS"]], capture_output=True, text=True, check=True
+    ).stdout
+    return {
+        subsystem: {
+            name: text.replace("\r", "\\r").replace("\n", "\\n") for name, text in texts.items()
+        }
+        for subsystem, texts in json.loads(printed).items()
+    }
 
 
 def all_texts():

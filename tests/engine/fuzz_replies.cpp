@@ -44,21 +44,21 @@ QStringList anyRows(FuzzInput &input)
 }
 
 /** The word of the command in flight, or one of the table. */
-quint16 anyWord(ScriptedEngine &world, FuzzInput &input)
+quint16 anyWord(ScriptedEngine &fixture, FuzzInput &input)
 {
     const int choice = input.below(int(std::size(words)) + 4);
-    return choice < int(std::size(words)) ? words[choice] : world.lastWord();
+    return choice < int(std::size(words)) ? words[choice] : fixture.lastWord();
 }
 
-QByteArray anyFrame(ScriptedEngine &world, FuzzInput &input)
+QByteArray anyFrame(ScriptedEngine &fixture, FuzzInput &input)
 {
-    const quint16 word = anyWord(world, input);
+    const quint16 word = anyWord(fixture, input);
     return mcu::buildFrame(mcu::replyStart, {}, word, input.bytes(input.byte()));
 }
 
-QByteArray anyStatus(ScriptedEngine &world, FuzzInput &input)
+QByteArray anyStatus(ScriptedEngine &fixture, FuzzInput &input)
 {
-    const quint16 word = anyWord(world, input);
+    const quint16 word = anyWord(fixture, input);
     return mcu::buildStatusFrame(mcu::replyStart, {}, word, input.below(4));
 }
 
@@ -79,30 +79,30 @@ QByteArray spoiled(QByteArray bytes, FuzzInput &input)
     }
 }
 
-using Step = void (*)(ScriptedEngine &world, FuzzInput &input);
+using Step = void (*)(ScriptedEngine &fixture, FuzzInput &input);
 
 // clang-format off
 const Step steps[] = {
-    [](ScriptedEngine &world, FuzzInput &input) { world.carryOn(input.byte()); },
-    [](ScriptedEngine &world, FuzzInput &input) { world.carryOn(1 + input.below(8)); },
-    [](ScriptedEngine &world, FuzzInput &input) { world.deliver(input.bytes(input.byte())); },
-    [](ScriptedEngine &world, FuzzInput &input) { world.deliver(anyFrame(world, input)); },
-    [](ScriptedEngine &world, FuzzInput &input) { world.deliver(anyStatus(world, input)); },
-    [](ScriptedEngine &world, FuzzInput &input) { world.deliver(anyStatus(world, input) + anyFrame(world, input)); },
-    [](ScriptedEngine &world, FuzzInput &input) { world.answer([&](const QByteArray &bytes) { return spoiled(bytes, input); }); },
-    [](ScriptedEngine &world, FuzzInput &) { world.loseAnswers(); },
-    [](ScriptedEngine &world, FuzzInput &input) { world.advance(std::chrono::seconds(1 + input.below(64))); },
-    [](ScriptedEngine &world, FuzzInput &input) { world.failWrites(input.below(8)); },
-    [](ScriptedEngine &world, FuzzInput &) { world.unplug(); },
-    [](ScriptedEngine &world, FuzzInput &) { world.plugIn(); },
-    [](ScriptedEngine &world, FuzzInput &input) { const int package = input.below(ScriptedEngine::packageCount()); const int mode = input.below(3); world.upgrade(package, mode == 0 ? 2 : mode == 1 ? 5 : 1, anyRows(input)); },
-    [](ScriptedEngine &world, FuzzInput &input) { world.writeFile(input.below(3)); },
-    [](ScriptedEngine &world, FuzzInput &) { world.listPackage(); },
-    [](ScriptedEngine &world, FuzzInput &) { world.engine().getProductInfo(); },
-    [](ScriptedEngine &world, FuzzInput &input) { world.engine().setProductInfo(anyRows(input)); },
-    [](ScriptedEngine &world, FuzzInput &) { world.engine().slotGetVersion(); },
-    [](ScriptedEngine &world, FuzzInput &) { world.engine().disconnected(); },
-    [](ScriptedEngine &world, FuzzInput &input) { world.engine().sendAppStatus(command::applicationStatus, input.below(4)); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.carryOn(input.byte()); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.carryOn(1 + input.below(8)); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.deliver(input.bytes(input.byte())); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.deliver(anyFrame(fixture, input)); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.deliver(anyStatus(fixture, input)); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.deliver(anyStatus(fixture, input) + anyFrame(fixture, input)); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.answer([&](const QByteArray &bytes) { return spoiled(bytes, input); }); },
+    [](ScriptedEngine &fixture, FuzzInput &) { fixture.loseAnswers(); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.advance(std::chrono::seconds(1 + input.below(64))); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.failWrites(input.below(8)); },
+    [](ScriptedEngine &fixture, FuzzInput &) { fixture.unplug(); },
+    [](ScriptedEngine &fixture, FuzzInput &) { fixture.plugIn(); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { const int package = input.below(ScriptedEngine::packageCount()); const int mode = input.below(3); fixture.upgrade(package, mode == 0 ? 2 : mode == 1 ? 5 : 1, anyRows(input)); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.writeFile(input.below(3)); },
+    [](ScriptedEngine &fixture, FuzzInput &) { fixture.listPackage(); },
+    [](ScriptedEngine &fixture, FuzzInput &) { fixture.engine().getProductInfo(); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.engine().setProductInfo(anyRows(input)); },
+    [](ScriptedEngine &fixture, FuzzInput &) { fixture.engine().slotGetVersion(); },
+    [](ScriptedEngine &fixture, FuzzInput &) { fixture.engine().disconnected(); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.engine().sendAppStatus(command::applicationStatus, input.below(4)); },
 };
 // clang-format on
 
@@ -112,9 +112,9 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
 {
     silenceStandardError();
     VirtualTime::instance();
-    ScriptedEngine world;
+    ScriptedEngine fixture;
     for (FuzzInput input(data, size); !input.atEnd();)
-        steps[input.below(std::size(steps))](world, input);
-    world.endInSilence();
+        steps[input.below(std::size(steps))](fixture, input);
+    fixture.endInSilence();
     return 0;
 }

@@ -45,9 +45,9 @@ QString request(const QJsonArray &pcbs, const char *chipType = "1")
     return QString::fromUtf8(QJsonDocument(all).toJson(QJsonDocument::Compact));
 }
 
-struct World : Scenario
+struct Fixture : Scenario
 {
-    World() : Scenario({testChip("MAIN", 0, 0, "1.0.0", 2)}, {testImage("MAIN", 0, {9, 0, 0}, 2)})
+    Fixture() : Scenario({testChip("MAIN", 0, 0, "1.0.0", 2)}, {testImage("MAIN", 0, {9, 0, 0}, 2)})
     {
         write("image.bin", patternImage(700, 4));
         write("net.bin", netFile(patternImage(5000, 5)));
@@ -136,28 +136,29 @@ private slots:
 
 void TestBuilding::merges()
 {
-    World world;
-    const QString json = request({pcb(world.path("image.bin"))});
-    world.merge(json);
-    QCOMPARE(world.lines, QStringList({started, world.text("MF|Merge firmware 'NEW' success!")}));
-    const QByteArray package = world.read("new.fwm");
+    Fixture fixture;
+    const QString json = request({pcb(fixture.path("image.bin"))});
+    fixture.merge(json);
+    QCOMPARE(fixture.lines,
+             QStringList({started, fixture.text("MF|Merge firmware 'NEW' success!")}));
+    const QByteArray package = fixture.read("new.fwm");
     const QByteArray record = QByteArray::fromHex("00010203410102"
                                                   "03"
                                                   "bc020000");
     QByteArray body("MTU\0\6", 5);
     body.append(char(json.size() & 0xFF)).append(char(json.size() >> 8));
     QCOMPARE(package.mid(8), body + json.toUtf8() + record + patternImage(700, 4));
-    QVERIFY(world.checksumHolds("new.fwm"));
+    QVERIFY(fixture.checksumHolds("new.fwm"));
 }
 
 void TestBuilding::mergedPackageUpgrades()
 {
-    World world;
-    world.merge(request({pcb(world.path("image.bin"))}));
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.engine->uploadByMergeFW(world.path("new.fwm"), {"MAIN,0,0,2,3,65,0,0,0"}, 1);
-    QVERIFY(world.waitForEnd());
-    QVERIFY(compareFlash(world.device.flash(0, 0), patternImage(700, 4)).equal);
+    Fixture fixture;
+    fixture.merge(request({pcb(fixture.path("image.bin"))}));
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.engine->uploadByMergeFW(fixture.path("new.fwm"), {"MAIN,0,0,2,3,65,0,0,0"}, 1);
+    QVERIFY(fixture.waitForEnd());
+    QVERIFY(compareFlash(fixture.device.flash(0, 0), patternImage(700, 4)).equal);
 }
 
 void TestBuilding::badRequests_data()
@@ -180,11 +181,11 @@ void TestBuilding::badRequests()
 {
     QFETCH(QString, json);
     QFETCH(QString, said);
-    World world;
-    const QStringList before = world.files();
-    world.merge(json);
-    QCOMPARE(world.lines, QStringList({started, world.text(qPrintable(said))}));
-    QCOMPARE(world.files(), before);
+    Fixture fixture;
+    const QStringList before = fixture.files();
+    fixture.merge(json);
+    QCOMPARE(fixture.lines, QStringList({started, fixture.text(qPrintable(said))}));
+    QCOMPARE(fixture.files(), before);
 }
 
 void TestBuilding::badValues_data()
@@ -256,26 +257,26 @@ void TestBuilding::badValues()
     QFETCH(QString, key);
     QFETCH(QString, value);
     QFETCH(QString, said);
-    World world;
-    QJsonObject changed = pcb(world.path("image.bin"));
+    Fixture fixture;
+    QJsonObject changed = pcb(fixture.path("image.bin"));
     if (!key.isEmpty())
         changed.insert(key, value);
     // A good image before it does not save the package.
-    const QStringList before = world.files();
-    world.merge(request({changed, changed}, qPrintable(chipType)));
-    QCOMPARE(world.lines, QStringList({started, world.text(qPrintable(said))}));
-    QCOMPARE(world.files() == before, !said.contains(QLatin1String("success")));
+    const QStringList before = fixture.files();
+    fixture.merge(request({changed, changed}, qPrintable(chipType)));
+    QCOMPARE(fixture.lines, QStringList({started, fixture.text(qPrintable(said))}));
+    QCOMPARE(fixture.files() == before, !said.contains(QLatin1String("success")));
 }
 
 void TestBuilding::missingVer3()
 {
-    World world;
-    QJsonObject without = pcb(world.path("none.bin"));
+    Fixture fixture;
+    QJsonObject without = pcb(fixture.path("none.bin"));
     without.remove(QStringLiteral("ver3"));
-    const QStringList before = world.files();
-    world.merge(request({pcb(world.path("image.bin")), without}));
-    QCOMPARE(world.lines, QStringList({started, "MF|Merge file fail, need Ver3 in each MCU."}));
-    QCOMPARE(world.files(), before);
+    const QStringList before = fixture.files();
+    fixture.merge(request({pcb(fixture.path("image.bin")), without}));
+    QCOMPARE(fixture.lines, QStringList({started, "MF|Merge file fail, need Ver3 in each MCU."}));
+    QCOMPARE(fixture.files(), before);
 }
 
 void TestBuilding::badFiles_data()
@@ -292,32 +293,32 @@ void TestBuilding::badFiles()
 {
     QFETCH(QString, name);
     QFETCH(QString, said);
-    World world;
-    const QString file = world.path(qPrintable(name));
-    const QStringList before = world.files();
-    world.merge(request({pcb(world.path("image.bin")), pcb(file)}));
-    QCOMPARE(world.lines, QStringList({started, said.replace(QLatin1String("FILE"), file)}));
-    QCOMPARE(world.files(), before);
+    Fixture fixture;
+    const QString file = fixture.path(qPrintable(name));
+    const QStringList before = fixture.files();
+    fixture.merge(request({pcb(fixture.path("image.bin")), pcb(file)}));
+    QCOMPARE(fixture.lines, QStringList({started, said.replace(QLatin1String("FILE"), file)}));
+    QCOMPARE(fixture.files(), before);
 }
 
 /** A failed build takes nothing away. */
 void TestBuilding::earlierPackageStays()
 {
-    World world;
-    world.write("new.fwm", "earlier");
-    world.merge(request({pcb(world.path("none.bin"))}));
-    QCOMPARE(world.read("new.fwm"), QByteArray("earlier"));
-    world.merge(request({pcb(world.path("image.bin"))}));
-    QVERIFY(world.checksumHolds("new.fwm"));
+    Fixture fixture;
+    fixture.write("new.fwm", "earlier");
+    fixture.merge(request({pcb(fixture.path("none.bin"))}));
+    QCOMPARE(fixture.read("new.fwm"), QByteArray("earlier"));
+    fixture.merge(request({pcb(fixture.path("image.bin"))}));
+    QVERIFY(fixture.checksumHolds("new.fwm"));
 }
 
 void TestBuilding::cannotCreate()
 {
-    World world;
-    world.lines.clear();
-    world.engine->mergeFW(world.path("no/such/folder.fwm"),
-                          request({pcb(world.path("image.bin"))}));
-    QCOMPARE(world.lines, QStringList({started, "MF|Failed to create file"}));
+    Fixture fixture;
+    fixture.lines.clear();
+    fixture.engine->mergeFW(fixture.path("no/such/folder.fwm"),
+                            request({pcb(fixture.path("image.bin"))}));
+    QCOMPARE(fixture.lines, QStringList({started, "MF|Failed to create file"}));
 }
 
 void TestBuilding::checksNetFiles_data()
@@ -337,72 +338,72 @@ void TestBuilding::checksNetFiles()
 {
     QFETCH(QByteArray, file);
     QFETCH(bool, good);
-    World world;
-    world.write("net.bin", file);
-    QCOMPARE(world.engine->checkNetFirmware(world.path("net.bin")), good);
-    QVERIFY(world.lines.isEmpty());
-    QVERIFY(!world.engine->checkNetFirmware(world.path("none.bin")));
-    QCOMPARE(world.lines, QStringList{"NMF|Open Net firmware error, check fail."});
+    Fixture fixture;
+    fixture.write("net.bin", file);
+    QCOMPARE(fixture.engine->checkNetFirmware(fixture.path("net.bin")), good);
+    QVERIFY(fixture.lines.isEmpty());
+    QVERIFY(!fixture.engine->checkNetFirmware(fixture.path("none.bin")));
+    QCOMPARE(fixture.lines, QStringList{"NMF|Open Net firmware error, check fail."});
 }
 
 void TestBuilding::mergesNet()
 {
-    World world;
-    world.mergeNet("FW.fwm", "net.bin", "new.fwm");
-    QVERIFY(sameTranscript(world.lines, {"NMF|FWM file checksum ok.",
-                                         "NMF|FWM file does not contain NET firmware.",
-                                         "NMF|Create FWM file success",
-                                         world.text("NMF|Merge firmware 'NEW' success!")}));
-    QVERIFY(world.checksumHolds("new.fwm"));
-    const QByteArray old = world.read("FW.fwm");
+    Fixture fixture;
+    fixture.mergeNet("FW.fwm", "net.bin", "new.fwm");
+    QVERIFY(sameTranscript(fixture.lines, {"NMF|FWM file checksum ok.",
+                                           "NMF|FWM file does not contain NET firmware.",
+                                           "NMF|Create FWM file success",
+                                           fixture.text("NMF|Merge firmware 'NEW' success!")}));
+    QVERIFY(fixture.checksumHolds("new.fwm"));
+    const QByteArray old = fixture.read("FW.fwm");
     const QByteArray record = old.mid(old.size() - 268);
     const QByteArray netRecord = QByteArray::fromHex("2001000000011700") +
-                                 QByteArray::fromHex("c6130000") + world.read("net.bin");
-    QVERIFY(world.read("new.fwm").endsWith(record + netRecord));
-    world.engine->getMergeFWJSON(world.path("new.fwm"));
-    QCOMPARE(world.engine->getFWInfoByChipType(32),
+                                 QByteArray::fromHex("c6130000") + fixture.read("net.bin");
+    QVERIFY(fixture.read("new.fwm").endsWith(record + netRecord));
+    fixture.engine->getMergeFWJSON(fixture.path("new.fwm"));
+    QCOMPARE(fixture.engine->getFWInfoByChipType(32),
              QStringList({"NET", "32", "1", "0", "0", "0", "1", "23", "0"}));
 }
 
 void TestBuilding::mergesNetTwice()
 {
-    World world;
-    world.mergeNet("FW.fwm", "net.bin", "new.fwm");
+    Fixture fixture;
+    fixture.mergeNet("FW.fwm", "net.bin", "new.fwm");
     const QByteArray newer = netFile(patternImage(3000, 7), "2.05");
-    world.write("newer.bin", newer);
-    world.mergeNet("new.fwm", "newer.bin", "third.fwm");
-    QVERIFY(sameTranscript(world.lines.mid(0, 3),
+    fixture.write("newer.bin", newer);
+    fixture.mergeNet("new.fwm", "newer.bin", "third.fwm");
+    QVERIFY(sameTranscript(fixture.lines.mid(0, 3),
                            {"NMF|FWM file checksum ok.", "NMF|FWM file contains NET firmware.",
                             "NMF|Create FWM file success"}));
-    const QByteArray third = world.read("third.fwm");
+    const QByteArray third = fixture.read("third.fwm");
     QVERIFY(third.endsWith(newer));
     QVERIFY(!third.contains(patternImage(5000, 5)));
     QVERIFY(third.contains(patternImage(256, 2)));
-    const QString json = world.engine->getMergeFWJSON(world.path("third.fwm"));
+    const QString json = fixture.engine->getMergeFWJSON(fixture.path("third.fwm"));
     QCOMPARE(json.count(QLatin1String("\"33\"")), 1);
-    QCOMPARE(world.engine->getFWInfoByChipType(32).mid(6), QStringList({"2", "5", "0"}));
+    QCOMPARE(fixture.engine->getFWInfoByChipType(32).mid(6), QStringList({"2", "5", "0"}));
 }
 
 void TestBuilding::mergesNetInPlace()
 {
-    World world;
-    world.mergeNet("FW.fwm", "net.bin", "FW.fwm");
-    QVERIFY(world.lines.last().endsWith(QLatin1String("success!")));
-    QVERIFY(world.checksumHolds("FW.fwm"));
-    QVERIFY(world.read("FW.fwm").endsWith(world.read("net.bin")));
+    Fixture fixture;
+    fixture.mergeNet("FW.fwm", "net.bin", "FW.fwm");
+    QVERIFY(fixture.lines.last().endsWith(QLatin1String("success!")));
+    QVERIFY(fixture.checksumHolds("FW.fwm"));
+    QVERIFY(fixture.read("FW.fwm").endsWith(fixture.read("net.bin")));
 }
 
 void TestBuilding::netRelease()
 {
-    World world;
-    world.mergeNet("FW.fwm", "net.bin", "new.fwm", QStringLiteral("2.7"));
-    world.lines.clear();
-    world.engine->getMergeFWJSON(world.path("new.fwm"));
-    QVERIFY(world.lines.contains(QStringLiteral("Version: 2.7")));
-    world.mergeNet("FW.fwm", "net.bin", "new.fwm");
-    world.lines.clear();
-    world.engine->getMergeFWJSON(world.path("new.fwm"));
-    QVERIFY(world.lines.contains(QStringLiteral("Version: 1.0.12")));
+    Fixture fixture;
+    fixture.mergeNet("FW.fwm", "net.bin", "new.fwm", QStringLiteral("2.7"));
+    fixture.lines.clear();
+    fixture.engine->getMergeFWJSON(fixture.path("new.fwm"));
+    QVERIFY(fixture.lines.contains(QStringLiteral("Version: 2.7")));
+    fixture.mergeNet("FW.fwm", "net.bin", "new.fwm");
+    fixture.lines.clear();
+    fixture.engine->getMergeFWJSON(fixture.path("new.fwm"));
+    QVERIFY(fixture.lines.contains(QStringLiteral("Version: 1.0.12")));
 }
 
 void TestBuilding::refusesNet_data()
@@ -440,71 +441,72 @@ void TestBuilding::refusesNet()
     QFETCH(QByteArray, package);
     QFETCH(QByteArray, net);
     QFETCH(QStringList, said);
-    World world;
+    Fixture fixture;
     if (!package.isNull())
-        world.write("old.fwm", package);
+        fixture.write("old.fwm", package);
     if (!net.isNull())
-        world.write("other.bin", net);
-    const QStringList before = world.files();
-    world.mergeNet("old.fwm", "other.bin", "new.fwm");
-    QCOMPARE(world.lines, said + QStringList{world.text("NMF|Merge firmware 'NEW' fail!")});
-    QCOMPARE(world.files(), before);
+        fixture.write("other.bin", net);
+    const QStringList before = fixture.files();
+    fixture.mergeNet("old.fwm", "other.bin", "new.fwm");
+    QCOMPARE(fixture.lines, said + QStringList{fixture.text("NMF|Merge firmware 'NEW' fail!")});
+    QCOMPARE(fixture.files(), before);
 }
 
 void TestBuilding::netCannotCreate()
 {
-    World world;
-    world.mergeNet("FW.fwm", "net.bin", "no/such/folder.fwm");
-    QCOMPARE(world.lines.at(2), QStringLiteral("NMF|Failed to create FWM file"));
-    QVERIFY(world.lines.last().endsWith(QLatin1String("fail!")));
+    Fixture fixture;
+    fixture.mergeNet("FW.fwm", "net.bin", "no/such/folder.fwm");
+    QCOMPARE(fixture.lines.at(2), QStringLiteral("NMF|Failed to create FWM file"));
+    QVERIFY(fixture.lines.last().endsWith(QLatin1String("fail!")));
 }
 
 /** Wherever the disk is full, in the head, the image or the last byte, there is no package. */
 void TestBuilding::diskFull()
 {
-    World world;
-    const QString json = request({pcb(world.path("image.bin"))});
-    world.merge(json);
-    const int size = world.read("new.fwm").size();
-    QVERIFY(QFile::remove(world.path("new.fwm")));
-    const QStringList before = world.files();
+    Fixture fixture;
+    const QString json = request({pcb(fixture.path("image.bin"))});
+    fixture.merge(json);
+    const int size = fixture.read("new.fwm").size();
+    QVERIFY(QFile::remove(fixture.path("new.fwm")));
+    const QStringList before = fixture.files();
     for (const int bytes : {0, 10, 200, size - 1}) {
         {
             const FullDisk full(static_cast<unsigned long>(bytes));
-            world.merge(json);
+            fixture.merge(json);
         }
-        QCOMPARE(world.lines, QStringList({started, world.text("MF|Merge firmware 'NEW' fail!")}));
-        QCOMPARE(world.files(), before);
+        QCOMPARE(fixture.lines,
+                 QStringList({started, fixture.text("MF|Merge firmware 'NEW' fail!")}));
+        QCOMPARE(fixture.files(), before);
     }
 }
 
 /** A record's length has 32 bits. */
 void TestBuilding::imageBeyondTheFormat()
 {
-    World world;
-    QFile image(world.path("image.bin"));
+    Fixture fixture;
+    QFile image(fixture.path("image.bin"));
     QVERIFY(image.resize(1LL << 32)); // sparse
-    const QStringList before = world.files();
-    world.merge(request({pcb(image.fileName())}));
-    QCOMPARE(world.lines, QStringList({started, "MF|Open file '" + image.fileName() +
-                                                    "' error. Merge failed."}));
-    QCOMPARE(world.files(), before);
+    const QStringList before = fixture.files();
+    fixture.merge(request({pcb(image.fileName())}));
+    QCOMPARE(fixture.lines, QStringList({started, "MF|Open file '" + image.fileName() +
+                                                      "' error. Merge failed."}));
+    QCOMPARE(fixture.files(), before);
 }
 
 void TestBuilding::netDiskFull()
 {
-    World world;
-    world.mergeNet("FW.fwm", "net.bin", "new.fwm");
-    const int size = world.read("new.fwm").size();
-    QVERIFY(QFile::remove(world.path("new.fwm")));
-    const QStringList before = world.files();
+    Fixture fixture;
+    fixture.mergeNet("FW.fwm", "net.bin", "new.fwm");
+    const int size = fixture.read("new.fwm").size();
+    QVERIFY(QFile::remove(fixture.path("new.fwm")));
+    const QStringList before = fixture.files();
     for (const int bytes : {0, 200, size - 1}) {
         {
             const FullDisk full(static_cast<unsigned long>(bytes));
-            world.mergeNet("FW.fwm", "net.bin", "new.fwm");
+            fixture.mergeNet("FW.fwm", "net.bin", "new.fwm");
         }
-        QCOMPARE(world.lines.last(), world.text("NMF|Merge firmware 'NEW' fail!"));
-        QCOMPARE(world.files(), before);
+        QCOMPARE(fixture.lines.last(), fixture.text("NMF|Merge firmware 'NEW' fail!"));
+        QCOMPARE(fixture.files(), before);
     }
 }
 

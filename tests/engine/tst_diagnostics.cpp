@@ -16,9 +16,9 @@ namespace {
 
 const QStringList rows{"MAIN,0,0", "AUX,1,0"};
 
-struct World : Scenario
+struct Fixture : Scenario
 {
-    World()
+    Fixture()
         : Scenario({testChip("MAIN", 0, 0, "1.0.0"), testChip("AUX", 1, 0, "1.0.0", 2)},
                    {testImage("MAIN", 0, {2, 0, 0}, 1, 700), testImage("AUX", 1, {2, 0, 0}, 2)})
     {
@@ -89,21 +89,21 @@ private slots:
 /** Each byte that takes the checksum's place and does not fit is another error. */
 void TestDiagnostics::wrongChecksum()
 {
-    World world;
+    Fixture fixture;
     const Switched log("agent.engine");
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.engine->send(0xF903);
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.engine->send(0xF903);
     QByteArray spoiled = mcu::buildFrame(mcu::replyStart, {}, 0xF903, "HX-8");
     const char right = spoiled.at(spoiled.size() - 1);
     spoiled[spoiled.size() - 1] = char(right + 1);
     log.recorder.take();
-    world.link->receive(spoiled);
+    fixture.link->receive(spoiled);
     QCOMPARE(log.recorder.take().filter(QStringLiteral("checksum")),
              QStringList{"D checksumError"});
-    world.link->receive(QByteArray(1, char(right + 2)));
+    fixture.link->receive(QByteArray(1, char(right + 2)));
     QCOMPARE(log.recorder.take().filter(QStringLiteral("checksum")),
              QStringList{"D checksumError"});
-    world.link->receive(QByteArray(1, right));
+    fixture.link->receive(QByteArray(1, right));
     const QStringList last = log.recorder.take().filter(QStringLiteral("checksum"));
     QCOMPARE(last.size(), 1);
     QVERIFY(last.first().startsWith(QStringLiteral("D checksumOK")));
@@ -111,28 +111,28 @@ void TestDiagnostics::wrongChecksum()
 
 void TestDiagnostics::bytesOfTheEngine()
 {
-    World world;
-    world.keepChunks();
+    Fixture fixture;
+    fixture.keepChunks();
     const Switched log("agent.engine.bytes");
-    QVERIFY(world.run(rows, 2));
-    QVERIFY(world.succeeded());
+    QVERIFY(fixture.run(rows, 2));
+    QVERIFY(fixture.succeeded());
     const QStringList lines = log.recorder.take();
-    QList<QByteArray> commands = world.link->sent;
-    for (const QByteArray &block : blocksOf(world.link->sent))
+    QList<QByteArray> commands = fixture.link->sent;
+    for (const QByteArray &block : blocksOf(fixture.link->sent))
         commands.removeOne(block);
     QVERIFY(commands.size() > 10);
     QCOMPARE(lines.filter(QStringLiteral("D out")), shown("out", commands));
-    QCOMPARE(lines.filter(QStringLiteral("D in")), shown("in", world.chunks));
+    QCOMPARE(lines.filter(QStringLiteral("D in")), shown("in", fixture.chunks));
 }
 
 void TestDiagnostics::bytesOfTheUploader()
 {
-    World world;
-    world.keepChunks();
+    Fixture fixture;
+    fixture.keepChunks();
     const Switched log("agent.upload.bytes");
-    QVERIFY(world.run(rows, 2));
+    QVERIFY(fixture.run(rows, 2));
     const QStringList lines = log.recorder.take();
-    const QList<QByteArray> blocks = blocksOf(world.link->sent);
+    const QList<QByteArray> blocks = blocksOf(fixture.link->sent);
     QCOMPARE(blocks.size(), 4);
     QCOMPARE(lines.filter(QStringLiteral("D out")), shown("out", blocks));
     const QByteArray accepted = mcu::buildStatusFrame(mcu::replyStart, {}, 0x7901, 0);
@@ -143,9 +143,9 @@ void TestDiagnostics::bytesOfTheUploader()
 void TestDiagnostics::bytesAreOff()
 {
     for (const char *category : {"agent.engine.bytes", "agent.upload.bytes"}) {
-        World world;
+        Fixture fixture;
         const MessageRecorder log(category);
-        QVERIFY(world.run(rows, 2));
+        QVERIFY(fixture.run(rows, 2));
         QCOMPARE(log.take(), QStringList());
     }
 }
@@ -170,26 +170,26 @@ void TestDiagnostics::requestsDuringARun()
         else
             engine.setProductInfo({QStringLiteral("AUX,1,0,2,1,65")});
     };
-    World undisturbed;
+    Fixture undisturbed;
     QVERIFY(undisturbed.run(rows, 2));
 
-    World world;
+    Fixture fixture;
     const MessageRecorder log("agent.engine");
     bool asked = false;
-    world.link->answerInstead = [&](const QByteArray &frame) {
-        if (world.link->sent.size() == 3 && !std::exchange(asked, true))
-            ask(*world.engine);
-        return QList<QByteArray>{world.link->deviceAnswer(frame)};
+    fixture.link->answerInstead = [&](const QByteArray &frame) {
+        if (fixture.link->sent.size() == 3 && !std::exchange(asked, true))
+            ask(*fixture.engine);
+        return QList<QByteArray>{fixture.link->deviceAnswer(frame)};
     };
-    QVERIFY(world.run(rows, 2));
+    QVERIFY(fixture.run(rows, 2));
     QVERIFY(asked);
     QCOMPARE(log.take(), QStringList{line});
-    QVERIFY(sameTranscript(world.lines, undisturbed.lines));
-    QCOMPARE(world.sentText(), undisturbed.sentText());
+    QVERIFY(sameTranscript(fixture.lines, undisturbed.lines));
+    QCOMPARE(fixture.sentText(), undisturbed.sentText());
 
-    ask(*world.engine);
+    ask(*fixture.engine);
     QCOMPARE(log.take(), QStringList());
-    world.restartEngine();
+    fixture.restartEngine();
 }
 
 AGENT_TEST(TestDiagnostics)

@@ -93,10 +93,10 @@ QString described(const RunEvent &event)
 }
 
 /** An engine with a device whose events are kept. */
-struct World
+struct Fixture
 {
-    explicit World(const QByteArray &package, const std::optional<Shell> &shell = std::nullopt,
-                   const std::optional<TimeOuts> &timeOuts = std::nullopt)
+    explicit Fixture(const QByteArray &package, const std::optional<Shell> &shell = std::nullopt,
+                     const std::optional<TimeOuts> &timeOuts = std::nullopt)
         : harness(EngineHarness::twoMcus(), shell, timeOuts)
     {
         harness.setPackage(package);
@@ -141,52 +141,52 @@ private slots:
 
 void TestEvents::wholeRun()
 {
-    World world(twoImages());
-    QVERIFY(world.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
-    QVERIFY(sameTranscript(world.events,
+    Fixture fixture(twoImages());
+    QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+    QVERIFY(sameTranscript(fixture.events,
                            readBoth + wroteMain + QStringList{"writing AUX 1,0 1.0.0>1.0.1 300"} +
                                wroteAux + QStringList{"restarting", "ended well 6: 2 0 0"}));
-    world.events.clear();
-    QVERIFY(world.harness.run({"AUX,1,0"}, 5));
-    QVERIFY(sameTranscript(world.events, {"begun", "reading AUX", "writing AUX 1,0 1.0.0>1.0.1 300",
-                                          "85 %", "written AUX 1,0 1.0.0>1.0.1 well", "restarting",
-                                          "ended well 6: 1 0 0"}));
+    fixture.events.clear();
+    QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
+    QVERIFY(sameTranscript(
+        fixture.events, {"begun", "reading AUX", "writing AUX 1,0 1.0.0>1.0.1 300", "85 %",
+                         "written AUX 1,0 1.0.0>1.0.1 well", "restarting", "ended well 6: 1 0 0"}));
 }
 
 void TestEvents::nothingNewer()
 {
-    World world(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {0, 9, 9}, mainImage}}));
-    QVERIFY(world.harness.run({"MAIN,0,0"}, 2));
-    QVERIFY(sameTranscript(world.events,
+    Fixture fixture(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {0, 9, 9}, mainImage}}));
+    QVERIFY(fixture.harness.run({"MAIN,0,0"}, 2));
+    QVERIFY(sameTranscript(fixture.events,
                            {"begun", "reading MAIN", "skipped MAIN 0,0 1.0.0>0.9.9 not_newer",
                             "restarting", "ended well 6: 0 0 1"}));
 }
 
 void TestEvents::rowsWithoutImage()
 {
-    World world(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage, false},
-                             {"AUX", 1, 1, 9, 1, 'A', {1, 1, 0}, auxImage}}));
-    QVERIFY(world.harness.run({"MAIN,0,0", "AUX,1,0", "NONE,7,0"}, 5));
+    Fixture fixture(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage, false},
+                                 {"AUX", 1, 1, 9, 1, 'A', {1, 1, 0}, auxImage}}));
+    QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0", "NONE,7,0"}, 5));
     QVERIFY(
-        sameTranscript(world.events.filter(QRegularExpression("^(skipped|ended)")),
+        sameTranscript(fixture.events.filter(QRegularExpression("^(skipped|ended)")),
                        {"skipped MAIN 0,0 1.0.0>1.1.0 no_image", "skipped AUX 1,0 1.0.0> no_match",
                         "skipped NONE 7,0 > no_firmware", "ended well 6: 0 0 3"}));
     // Rows that nobody has completed.
-    world.events.clear();
-    QVERIFY(world.harness.run({"bad", "short,1"}, 1));
-    QVERIFY(sameTranscript(world.events,
+    fixture.events.clear();
+    QVERIFY(fixture.harness.run({"bad", "short,1"}, 1));
+    QVERIFY(sameTranscript(fixture.events,
                            {"begun", "skipped bad , > bad_row", "skipped short 1, > bad_row",
                             "restarting", "ended well 6: 0 0 2"}));
 }
 
 void TestEvents::retriesOfReads()
 {
-    World world(twoImages());
-    world.harness.addFault("silent:word=bootcode,type=1,count=always");
-    world.harness.addFault("silent:word=version,type=0,count=once");
-    QVERIFY(world.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+    Fixture fixture(twoImages());
+    fixture.harness.addFault("silent:word=bootcode,type=1,count=always");
+    fixture.harness.addFault("silent:word=version,type=0,count=once");
+    QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
     QVERIFY(sameTranscript(
-        world.events.mid(0, 8),
+        fixture.events.mid(0, 8),
         {"begun", "reading MAIN", "reading AUX",
          "retry AUX 1: Read the bootcode information of 'AUX' fail, retry 1.",
          "retry AUX 2: Read the bootcode information of 'AUX' fail, retry 2.",
@@ -196,22 +196,22 @@ void TestEvents::retriesOfReads()
 
 void TestEvents::retriesOfAnImage()
 {
-    World world(twoImages());
-    world.harness.addFault("refuse:word=enter,type=1,count=always");
-    QVERIFY(world.harness.run({"AUX,1,0"}, 5));
+    Fixture fixture(twoImages());
+    fixture.harness.addFault("refuse:word=enter,type=1,count=always");
+    QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
     const QStringList entering{"retry AUX 1: 'AUX' Enter F/W Update Mode fail, retry 1.",
                                "retry AUX 2: 'AUX' Enter F/W Update Mode fail, retry 2.",
                                "gave up AUX: 'AUX' Enter F/W Update Mode fail."};
     const QStringList again[] = {{"retry AUX 1: 'AUX' F/W update fail, retry 1."},
                                  {"retry AUX 2: 'AUX' F/W update fail, retry 2."}};
-    QVERIFY(sameTranscript(world.events,
+    QVERIFY(sameTranscript(fixture.events,
                            QStringList{"begun", "reading AUX", "writing AUX 1,0 1.0.0>1.0.1 300"} +
                                entering + again[0] + entering + again[1] + entering +
                                QStringList{"gave up AUX: 'AUX' F/W Update fail.",
                                            "written AUX 1,0 1.0.0>1.0.1 badly", "restarting",
                                            "ended well 6: 0 1 0"}));
 
-    World blocks(twoImages());
+    Fixture blocks(twoImages());
     blocks.harness.addFault("silent:word=block,type=1,count=twice");
     QVERIFY(blocks.harness.run({"AUX,1,0"}, 5));
     QVERIFY(sameTranscript(blocks.events.filter("retry"),
@@ -240,18 +240,19 @@ void TestEvents::packages()
 {
     QFETCH(QByteArray, package);
     QFETCH(QString, words);
-    World world(package);
+    Fixture fixture(package);
     if (package.isEmpty())
-        QVERIFY(QFile::remove(world.harness.packagePath()));
-    QVERIFY(world.harness.run({"MAIN,0,0"}, 2));
-    QVERIFY(sameTranscript(world.events, {"begun", "gave up : " + words, "ended badly 2: 0 0 0"}));
+        QVERIFY(QFile::remove(fixture.harness.packagePath()));
+    QVERIFY(fixture.harness.run({"MAIN,0,0"}, 2));
+    QVERIFY(
+        sameTranscript(fixture.events, {"begun", "gave up : " + words, "ended badly 2: 0 0 0"}));
 }
 
 void TestEvents::wrongModel()
 {
-    World world(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage}}, "HX-9"));
-    QVERIFY(world.harness.run({"MAIN,0,0"}, 2));
-    QVERIFY(sameTranscript(world.events,
+    Fixture fixture(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage}}, "HX-9"));
+    QVERIFY(fixture.harness.run({"MAIN,0,0"}, 2));
+    QVERIFY(sameTranscript(fixture.events,
                            {"begun",
                             "gave up MAIN: Firmware Model Name is HX-9.\r\nDevice Model Name is "
                             "HX-8.\r\nModel Name does not match, upgrade fail.",
@@ -260,10 +261,10 @@ void TestEvents::wrongModel()
 
 void TestEvents::lostDevice()
 {
-    World world(twoImages());
-    world.harness.addFault("silent:word=reboot");
-    QVERIFY(world.harness.run({"AUX,1,0"}, 5));
-    QVERIFY(sameTranscript(world.events.mid(world.events.indexOf("restarting")),
+    Fixture fixture(twoImages());
+    fixture.harness.addFault("silent:word=reboot");
+    QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
+    QVERIFY(sameTranscript(fixture.events.mid(fixture.events.indexOf("restarting")),
                            {"restarting", "retry  1: Reboot fail, retry 1.",
                             "retry  2: Reboot fail, retry 2.", "gave up : Reboot systerm fail.",
                             "ended badly 5: 1 0 0"}));
@@ -272,11 +273,11 @@ void TestEvents::lostDevice()
 /** An image of fewer than 256 bytes gets no verdict from the uploader. */
 void TestEvents::guardedRun()
 {
-    World world(makePackage({{"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, patternImage(100, 2)}}),
-                std::nullopt, EngineHarness::withShortGuard());
-    QVERIFY(world.harness.run({"AUX,1,0"}, 5));
-    QCOMPARE(world.events.filter("No sign of life for too long.").isEmpty(), false);
-    QCOMPARE(world.events.last().section(' ', 0, 0), QString("ended"));
+    Fixture fixture(makePackage({{"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, patternImage(100, 2)}}),
+                    std::nullopt, EngineHarness::withShortGuard());
+    QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
+    QCOMPARE(fixture.events.filter("No sign of life for too long.").isEmpty(), false);
+    QCOMPARE(fixture.events.last().section(' ', 0, 0), QString("ended"));
 }
 
 void TestEvents::moduleImage()
@@ -285,12 +286,12 @@ void TestEvents::moduleImage()
     Shell shell;
     shell.run = [&order](const QString &) { order.append("command"); };
     shell.readFirst = [](const QString &, int) { return netImage().mid(5, 32); };
-    World world(makePackage({{"NET", 32, 1, 0, 0, '\0', {1, 23, 0}, netImage()}}), shell);
-    QObject::connect(world.harness.engine->runEvents(), &RunEvents::reported,
+    Fixture fixture(makePackage({{"NET", 32, 1, 0, 0, '\0', {1, 23, 0}, netImage()}}), shell);
+    QObject::connect(fixture.harness.engine->runEvents(), &RunEvents::reported,
                      [&order](const RunEvent &event) { order.append(described(event)); });
-    QVERIFY(world.harness.run({"NET,32,0"}, 5));
+    QVERIFY(fixture.harness.run({"NET,32,0"}, 5));
     const int size = netImage().size();
-    QVERIFY(sameTranscript(world.events.filter(QRegularExpression("^[^0-9]")).mid(5),
+    QVERIFY(sameTranscript(fixture.events.filter(QRegularExpression("^[^0-9]")).mid(5),
                            {QString("writing NET 32,0 >1.23.0 %1").arg(size), "installing 1.23",
                             "installed 1.23 well", "written NET 32,0 >1.23.0 well", "restarting",
                             "ended well 6: 1 0 0"}));
@@ -304,25 +305,25 @@ void TestEvents::moduleImageOfTheDevice()
     Shell shell;
     shell.run = [](const QString &) {};
     shell.readFirst = [](const QString &, int) { return netImage().mid(5, 32); };
-    World world(twoImages(), shell);
-    world.harness.engine->slotConnect("ttyS2");
-    world.harness.engine->sendAppStatus(command::applicationStatus, 0);
+    Fixture fixture(twoImages(), shell);
+    fixture.harness.engine->slotConnect("ttyS2");
+    fixture.harness.engine->sendAppStatus(command::applicationStatus, 0);
     QByteArray payload("\x01\x79\x01\x00\x40", 5);
     payload += netImage();
-    world.harness.link->receive(mcu::buildFrame(mcu::replyStart, {}, command::escape, payload));
-    QVERIFY(sameTranscript(world.events, {"installing 1.23", "installed 1.23 well"}));
+    fixture.harness.link->receive(mcu::buildFrame(mcu::replyStart, {}, command::escape, payload));
+    QVERIFY(sameTranscript(fixture.events, {"installing 1.23", "installed 1.23 well"}));
 }
 
 void TestEvents::nothingOutsideOfRuns()
 {
-    World world(twoImages());
-    world.harness.addFault("silent:word=virtual-version,count=once");
-    world.harness.engine->slotConnect("ttyS2");
-    QVERIFY(!world.harness.engine->getMergeFWJSON(world.harness.packagePath()).isEmpty());
-    world.harness.engine->getProductInfo();
-    QVERIFY(world.harness.waitForEnd());
-    QVERIFY(world.harness.lines.filter("PISHOW").size() == 1);
-    QVERIFY(sameTranscript(world.events, {}));
+    Fixture fixture(twoImages());
+    fixture.harness.addFault("silent:word=virtual-version,count=once");
+    fixture.harness.engine->slotConnect("ttyS2");
+    QVERIFY(!fixture.harness.engine->getMergeFWJSON(fixture.harness.packagePath()).isEmpty());
+    fixture.harness.engine->getProductInfo();
+    QVERIFY(fixture.harness.waitForEnd());
+    QVERIFY(fixture.harness.lines.filter("PISHOW").size() == 1);
+    QVERIFY(sameTranscript(fixture.events, {}));
 }
 
 void TestEvents::reporterOutsideOfRuns()
@@ -341,25 +342,26 @@ void TestEvents::reporterOutsideOfRuns()
 /** Behind a run that has failed at its first row, a list that cannot be had shows progress. */
 void TestEvents::listingOnAnotherThread()
 {
-    World world(twoImages());
-    QVERIFY(QFile::remove(world.harness.packagePath()));
-    QVERIFY(world.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
-    world.events.clear();
-    world.harness.progress.clear();
-    std::thread lister([&] { world.harness.engine->getMergeFWJSON(world.harness.packagePath()); });
+    Fixture fixture(twoImages());
+    QVERIFY(QFile::remove(fixture.harness.packagePath()));
+    QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+    fixture.events.clear();
+    fixture.harness.progress.clear();
+    std::thread lister(
+        [&] { fixture.harness.engine->getMergeFWJSON(fixture.harness.packagePath()); });
     lister.join();
-    QTRY_COMPARE(world.harness.progress, QList<double>{50.0});
-    QCOMPARE(world.events, QStringList());
+    QTRY_COMPARE(fixture.harness.progress, QList<double>{50.0});
+    QCOMPARE(fixture.events, QStringList());
 }
 
 void TestEvents::imageIsTooLong()
 {
-    World world(twoImages());
-    world.harness.limits().image = auxImage.size();
-    world.harness.restartEngine();
+    Fixture fixture(twoImages());
+    fixture.harness.limits().image = auxImage.size();
+    fixture.harness.restartEngine();
     QTest::ignoreMessage(QtWarningMsg, "an image is too long: 700 bytes");
-    QVERIFY(world.harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
-    QCOMPARE(world.harness.results(2), QString("21")); // failed, written
+    QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
+    QCOMPARE(fixture.harness.results(2), QString("21")); // failed, written
 }
 
 /** A reply that is taken is never trouble, and each trouble is either a retry or an end. */

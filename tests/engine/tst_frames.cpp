@@ -40,9 +40,9 @@ private slots:
     void noReplyIsAwaitedBeforeASend();
 
 private:
-    struct World : EngineHarness
+    struct Fixture : EngineHarness
     {
-        World() : EngineHarness(twoMcus())
+        Fixture() : EngineHarness(twoMcus())
         {
             link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
             engine->slotConnect(QStringLiteral("ttyS2"));
@@ -118,12 +118,12 @@ void TestFrames::bareCommands()
 {
     QFETCH(int, word);
     QFETCH(QByteArray, frame);
-    World world;
-    world.engine->send(word);
-    QCOMPARE(world.last().toHex(), frame.toHex());
+    Fixture fixture;
+    fixture.engine->send(word);
+    QCOMPARE(fixture.last().toHex(), frame.toHex());
     QCOMPARE(currentCommandKey, quint16(word));
     QVERIFY(canRead);
-    QVERIFY(world.lines.isEmpty());
+    QVERIFY(fixture.lines.isEmpty());
 }
 
 void TestFrames::commandsWithData_data()
@@ -163,9 +163,9 @@ void TestFrames::commandsWithData()
     QFETCH(int, count);
     QFETCH(QList<int>, data);
     QFETCH(QByteArray, frame);
-    World world;
-    world.engine->sendWriteStr(word, count, data);
-    QCOMPARE(world.last().toHex(), frame.toHex());
+    Fixture fixture;
+    fixture.engine->sendWriteStr(word, count, data);
+    QCOMPARE(fixture.last().toHex(), frame.toHex());
 }
 
 void TestFrames::longPayloads_data()
@@ -182,12 +182,12 @@ void TestFrames::longPayloads()
 {
     QFETCH(int, count);
     QFETCH(QByteArray, length);
-    World world;
+    Fixture fixture;
     QList<int> data;
     for (int i = 0; i < count; ++i)
         data.append(i);
-    world.engine->sendWriteStr(0x7903, count, data);
-    const QByteArray frame = world.last();
+    fixture.engine->sendWriteStr(0x7903, count, data);
+    const QByteArray frame = fixture.last();
     QCOMPARE(frame.size(), count + 10);
     QCOMPARE(frame.mid(3, 2).toHex(), length.toHex());
     QCOMPARE(quint8(frame.at(9 + 200)), quint8(200));
@@ -199,38 +199,38 @@ void TestFrames::longPayloads()
 
 void TestFrames::statusFrames()
 {
-    World world;
-    world.engine->sendAppStatus(0x7901, 0);
-    QCOMPARE(world.last().toHex(), QByteArray("5b5ba508000000ffff01790025"));
+    Fixture fixture;
+    fixture.engine->sendAppStatus(0x7901, 0);
+    QCOMPARE(fixture.last().toHex(), QByteArray("5b5ba508000000ffff01790025"));
     QCOMPARE(currentCommandKey, quint16(0xFFFF));
-    world.engine->sendAppStatus(0x7901, 3);
-    QCOMPARE(world.last().toHex(), QByteArray("5b5ba508000000ffff01790322"));
-    world.engine->sendAppStatus(0x7900, 0);
-    QCOMPARE(world.last().toHex(), QByteArray("5b5ba508000000ffff00790026"));
+    fixture.engine->sendAppStatus(0x7901, 3);
+    QCOMPARE(fixture.last().toHex(), QByteArray("5b5ba508000000ffff01790322"));
+    fixture.engine->sendAppStatus(0x7900, 0);
+    QCOMPARE(fixture.last().toHex(), QByteArray("5b5ba508000000ffff00790026"));
 }
 
 /** Every send that the link refuses says that the link is gone, and nothing more. */
 void TestFrames::sendFailureTellsOfTheLostLink()
 {
-    World world;
-    world.link->unplug();
-    world.engine->send(0xF903);
-    QCOMPARE(world.lines, lost);
-    world.engine->sendWriteStr(0xF900, 2, {0, 0});
-    QCOMPARE(world.lines, lost + lost);
+    Fixture fixture;
+    fixture.link->unplug();
+    fixture.engine->send(0xF903);
+    QCOMPARE(fixture.lines, lost);
+    fixture.engine->sendWriteStr(0xF900, 2, {0, 0});
+    QCOMPARE(fixture.lines, lost + lost);
 }
 
 void TestFrames::writeFailureHasWords()
 {
-    World world;
+    Fixture fixture;
     char bytes[] = "0123456789";
-    QVERIFY(world.engine->write(bytes, 10));
-    QCOMPARE(world.last(), QByteArray("0123456789"));
-    QVERIFY(world.lines.isEmpty());
+    QVERIFY(fixture.engine->write(bytes, 10));
+    QCOMPARE(fixture.last(), QByteArray("0123456789"));
+    QVERIFY(fixture.lines.isEmpty());
 
-    world.link->unplug();
-    QVERIFY(!world.engine->write(bytes, 10));
-    QCOMPARE(world.lines,
+    fixture.link->unplug();
+    QVERIFY(!fixture.engine->write(bytes, 10));
+    QCOMPARE(fixture.lines,
              lost + QStringList{"Failed to send command, serial port has been closed"});
 }
 
@@ -256,11 +256,11 @@ void TestFrames::withoutAnyLink()
 /** Whatever the line brings while no command is out is dropped whole. */
 void TestFrames::noReplyIsAwaitedBeforeASend()
 {
-    World world;
-    world.link->receive(hex("5b5ba50500000003f9a4"));
-    world.link->receive(QByteArray(10'000, '\x5B'));
-    QVERIFY(world.lines.isEmpty());
-    QVERIFY(world.link->sent.isEmpty());
+    Fixture fixture;
+    fixture.link->receive(hex("5b5ba50500000003f9a4"));
+    fixture.link->receive(QByteArray(10'000, '\x5B'));
+    QVERIFY(fixture.lines.isEmpty());
+    QVERIFY(fixture.link->sent.isEmpty());
 }
 
 AGENT_TEST(TestFrames)

@@ -68,34 +68,34 @@ void TestGuard::endsEveryWait_data()
 void TestGuard::endsEveryWait()
 {
     QFETCH(int, at);
-    EngineHarness world(EngineHarness::twoMcus(), std::nullopt, onlyTheGuard());
-    world.setPackage(makePackage(images));
-    world.link->answerInstead = [&](const QByteArray &frame) {
-        const bool hears = world.link->sent.size() <= at;
-        return hears ? QList<QByteArray>{world.link->deviceAnswer(frame)} : QList<QByteArray>();
+    EngineHarness fixture(EngineHarness::twoMcus(), std::nullopt, onlyTheGuard());
+    fixture.setPackage(makePackage(images));
+    fixture.link->answerInstead = [&](const QByteArray &frame) {
+        const bool hears = fixture.link->sent.size() <= at;
+        return hears ? QList<QByteArray>{fixture.link->deviceAnswer(frame)} : QList<QByteArray>();
     };
-    QVERIFY(world.run(rows, 2));
-    QCOMPARE(world.lines.filter(QStringLiteral("APPSTATUS|")), QStringList{"APPSTATUS|7"});
-    QVERIFY(world.engine->timersIdle());
-    QVERIFY(!world.engine->runActive());
+    QVERIFY(fixture.run(rows, 2));
+    QCOMPARE(fixture.lines.filter(QStringLiteral("APPSTATUS|")), QStringList{"APPSTATUS|7"});
+    QVERIFY(fixture.engine->timersIdle());
+    QVERIFY(!fixture.engine->runActive());
     // An image that gets no verdict counts as one that failed: twice more, and the next row.
-    const bool inAnImage = world.sentText().endsWith(QLatin1String("7900")) ||
-                           world.sentText().contains(QLatin1String("7900 7900"));
+    const bool inAnImage = fixture.sentText().endsWith(QLatin1String("7900")) ||
+                           fixture.sentText().contains(QLatin1String("7900 7900"));
     if (inAnImage)
-        QVERIFY(!world.lines.filter(QStringLiteral("F/W Update fail.")).isEmpty());
+        QVERIFY(!fixture.lines.filter(QStringLiteral("F/W Update fail.")).isEmpty());
 }
 
 void TestGuard::isStoppedWithTheRun()
 {
-    EngineHarness world(EngineHarness::twoMcus());
-    world.setPackage(makePackage(images));
-    QVERIFY(world.run(rows, 2));
-    const QStringList lines = world.lines;
+    EngineHarness fixture(EngineHarness::twoMcus());
+    fixture.setPackage(makePackage(images));
+    QVERIFY(fixture.run(rows, 2));
+    const QStringList lines = fixture.lines;
     // A command of somebody else's starts no guard and ends in nothing.
-    world.engine->send(0xF903);
-    QVERIFY(world.engine->timersIdle());
+    fixture.engine->send(0xF903);
+    QVERIFY(fixture.engine->timersIdle());
     settle();
-    QCOMPARE(world.lines, lines);
+    QCOMPARE(fixture.lines, lines);
 }
 
 void TestGuard::startsOverInMidRun_data()
@@ -107,58 +107,58 @@ void TestGuard::startsOverInMidRun_data()
 void TestGuard::startsOverInMidRun()
 {
     QFETCH(int, at);
-    Scenario world(chips, images);
+    Scenario fixture(chips, images);
     bool again = false;
-    world.link->answerInstead = [&](const QByteArray &frame) {
-        if (world.link->sent.size() == at + 1 && !std::exchange(again, true)) {
+    fixture.link->answerInstead = [&](const QByteArray &frame) {
+        if (fixture.link->sent.size() == at + 1 && !std::exchange(again, true)) {
             QMetaObject::invokeMethod(
-                &world,
+                &fixture,
                 [&] {
-                    world.clear();
-                    world.engine->uploadByMergeFW(world.packagePath(), rows, 2);
+                    fixture.clear();
+                    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
                 },
                 Qt::QueuedConnection);
         }
-        return QList<QByteArray>{world.link->deviceAnswer(frame)};
+        return QList<QByteArray>{fixture.link->deviceAnswer(frame)};
     };
-    QVERIFY(world.run(rows, 2));
+    QVERIFY(fixture.run(rows, 2));
     QVERIFY(waitFor([&] { return again; }));
-    QVERIFY(world.waitForEnd());
-    QVERIFY(world.succeeded());
-    QCOMPARE(world.with("APPSTATUS|"), QStringList{"APPSTATUS|6"});
-    QCOMPARE(world.results(2), QString("11"));
-    QVERIFY(compareFlash(world.device.flash(0, 0), patternImage(700, 1)).equal);
-    QVERIFY(compareFlash(world.device.flash(1, 0), patternImage(300, 3)).equal);
+    QVERIFY(fixture.waitForEnd());
+    QVERIFY(fixture.succeeded());
+    QCOMPARE(fixture.with("APPSTATUS|"), QStringList{"APPSTATUS|6"});
+    QCOMPARE(fixture.results(2), QString("11"));
+    QVERIFY(compareFlash(fixture.device.flash(0, 0), patternImage(700, 1)).equal);
+    QVERIFY(compareFlash(fixture.device.flash(1, 0), patternImage(300, 3)).equal);
 }
 
 /** Who hears that a run has ended may start the next one at once. */
 void TestGuard::startsFromTheLastWords()
 {
-    Scenario world(chips, images);
+    Scenario fixture(chips, images);
     int ends = 0;
-    connect(world.engine.get(), &ControlCenter::message, this, [&](const QStringList &list) {
+    connect(fixture.engine.get(), &ControlCenter::message, this, [&](const QStringList &list) {
         if (list.first() != QLatin1String("APPSTATUS") || ++ends > 2)
             return;
-        QVERIFY(!world.engine->runActive());
-        world.engine->uploadByMergeFW(world.packagePath(), rows, 2);
+        QVERIFY(!fixture.engine->runActive());
+        fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
     });
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.engine->uploadByMergeFW(world.packagePath(), rows, 2);
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
     QVERIFY(waitFor([&] { return ends == 3; }));
-    QVERIFY(world.waitForEnd());
-    QCOMPARE(world.with("APPSTATUS|").size(), 3);
-    QCOMPARE(world.device.rebootCount(), 3);
-    QVERIFY(world.succeeded());
+    QVERIFY(fixture.waitForEnd());
+    QCOMPARE(fixture.with("APPSTATUS|").size(), 3);
+    QCOMPARE(fixture.device.rebootCount(), 3);
+    QVERIFY(fixture.succeeded());
 }
 
 namespace {
 
 /** The second block of MAIN is refused once, and the pause after it lasts. */
-void stopAfterARepeatedBlock(Scenario &world)
+void stopAfterARepeatedBlock(Scenario &fixture)
 {
-    world.pauses().afterRepeatedBlock = std::chrono::hours(1);
-    world.restartEngine();
-    world.addFault(QStringLiteral("refuse:word=block,type=0,block=1,count=once"));
+    fixture.pauses().afterRepeatedBlock = std::chrono::hours(1);
+    fixture.restartEngine();
+    fixture.addFault(QStringLiteral("refuse:word=block,type=0,block=1,count=once"));
 }
 
 } // namespace
@@ -166,32 +166,32 @@ void stopAfterARepeatedBlock(Scenario &world)
 /** The image starts again from its beginning then, and nothing is left of the pause. */
 void TestGuard::endsThePauseAfterARepeatedBlock()
 {
-    Scenario world(chips, images, QStringLiteral("1.0.12"), EngineHarness::withShortGuard());
-    stopAfterARepeatedBlock(world);
-    QVERIFY(world.run(rows, 2));
-    QVERIFY(world.succeeded());
-    QCOMPARE(world.with("retry"),
+    Scenario fixture(chips, images, QStringLiteral("1.0.12"), EngineHarness::withShortGuard());
+    stopAfterARepeatedBlock(fixture);
+    QVERIFY(fixture.run(rows, 2));
+    QVERIFY(fixture.succeeded());
+    QCOMPARE(fixture.with("retry"),
              QStringList({"F/W update timeout, retry 1.", "'MAIN' F/W update fail, retry 1."}));
-    QVERIFY(world.sentText().contains(QStringLiteral("7901:0 7901:1 7901:1 7900 7901:0 7901:1 "
-                                                     "7901:2 F802")));
-    QCOMPARE(world.results(2), QString("11"));
-    const auto timers = world.engine->findChildren<QTimer *>();
+    QVERIFY(fixture.sentText().contains(QStringLiteral("7901:0 7901:1 7901:1 7900 7901:0 7901:1 "
+                                                       "7901:2 F802")));
+    QCOMPARE(fixture.results(2), QString("11"));
+    const auto timers = fixture.engine->findChildren<QTimer *>();
     for (const QTimer *timer : timers)
         QVERIFY(!timer->isActive());
 }
 
 void TestGuard::startsOverInThePauseAfterARepeatedBlock()
 {
-    Scenario world(chips, images);
-    stopAfterARepeatedBlock(world);
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.engine->uploadByMergeFW(world.packagePath(), rows, 2);
-    QVERIFY(waitFor([&] { return world.sentText().endsWith(QStringLiteral("7901:1 7901:1")); }));
+    Scenario fixture(chips, images);
+    stopAfterARepeatedBlock(fixture);
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+    QVERIFY(waitFor([&] { return fixture.sentText().endsWith(QStringLiteral("7901:1 7901:1")); }));
     QVERIFY(waitFor([&] { return !canRead; }));
-    QVERIFY(world.run(rows, 2));
-    QVERIFY(world.succeeded());
-    QVERIFY(world.with("retry").isEmpty());
-    QCOMPARE(world.results(2), QString("11"));
+    QVERIFY(fixture.run(rows, 2));
+    QVERIFY(fixture.succeeded());
+    QVERIFY(fixture.with("retry").isEmpty());
+    QCOMPARE(fixture.results(2), QString("11"));
 }
 
 AGENT_TEST(TestGuard)

@@ -27,9 +27,9 @@ namespace {
 const QStringList rows{"MAIN,0,0", "AUX,1,0"};
 
 /** All that the two MCUs report of themselves differs, and the package is newer than both. */
-struct World : EngineHarness
+struct Fixture : EngineHarness
 {
-    explicit World(const std::optional<TimeOuts> &timeOuts = std::nullopt)
+    explicit Fixture(const std::optional<TimeOuts> &timeOuts = std::nullopt)
         : EngineHarness(twoVersions(), std::nullopt, timeOuts)
     {
         setPackage(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {2, 0, 0}, patternImage(700, 1)},
@@ -110,13 +110,13 @@ void TestLate::countsForNoOtherRow()
     QFETCH(bool, upgrades);
     QFETCH(int, word);
     QFETCH(bool, inOneChunk);
-    World undisturbed;
+    Fixture undisturbed;
     QVERIFY(undisturbed.start(upgrades));
-    World world;
-    world.repeatLate(quint16(word), inOneChunk);
-    QVERIFY(world.start(upgrades));
-    QVERIFY(sameTranscript(world.lines, undisturbed.lines));
-    QCOMPARE(world.sentText(), undisturbed.sentText());
+    Fixture fixture;
+    fixture.repeatLate(quint16(word), inOneChunk);
+    QVERIFY(fixture.start(upgrades));
+    QVERIFY(sameTranscript(fixture.lines, undisturbed.lines));
+    QCOMPARE(fixture.sentText(), undisturbed.sentText());
 }
 
 /** Nothing of the wait changes: not its time, not the flag, not the frame that is half there. */
@@ -125,18 +125,18 @@ void TestLate::waitGoesOn()
     TimeOuts timeOuts = EngineHarness::scaledPlatform(QString()).timeOuts;
     timeOuts.otherCommand = 1h;
     timeOuts.runGuard = 2h;
-    World world(timeOuts);
-    world.link->answerInstead = [&](const QByteArray &frame) {
+    Fixture fixture(timeOuts);
+    fixture.link->answerInstead = [&](const QByteArray &frame) {
         const bool asked = mcu::wordAt(frame, mcu::wordOffset) == command::readVersion &&
                            frame.at(mcu::payloadOffset) == 1;
-        return asked ? QList<QByteArray>() : QList<QByteArray>{world.link->deviceAnswer(frame)};
+        return asked ? QList<QByteArray>() : QList<QByteArray>{fixture.link->deviceAnswer(frame)};
     };
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.engine->uploadByMergeFW(world.packagePath(), rows, 5);
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 5);
     const QString question = QStringLiteral("Send 'Read FW version' command to 'AUX'.");
-    QVERIFY(waitFor([&] { return world.lines.endsWith(question); }));
+    QVERIFY(waitFor([&] { return fixture.lines.endsWith(question); }));
 
-    const auto timers = world.engine->findChildren<QTimer *>();
+    const auto timers = fixture.engine->findChildren<QTimer *>();
     const auto remaining = [&timers](int interval) {
         for (const QTimer *timer : timers) {
             if (timer->isActive() && timer->interval() == interval)
@@ -152,40 +152,40 @@ void TestLate::waitGoesOn()
 
     QLoggingCategory::setFilterRules(QStringLiteral("agent.engine.debug=true"));
     const MessageRecorder log("agent.engine");
-    world.link->receive(versionOf(0));
+    fixture.link->receive(versionOf(0));
     QLoggingCategory::setFilterRules(QString());
     QVERIFY(log.take().contains(
         QStringLiteral("D late answer of \"MAIN\" dropped, awaiting that of \"AUX\"")));
-    QCOMPARE(world.lines.last(), question);
-    QCOMPARE(world.engine->getTypeAndIndex(1, field::ver1), QString());
+    QCOMPARE(fixture.lines.last(), question);
+    QCOMPARE(fixture.engine->getTypeAndIndex(1, field::ver1), QString());
     QVERIFY(canRead);
     QVERIFY(remaining(hour) > 0 && remaining(hour) <= before);
     QVERIFY(remaining(2 * hour) > 0 && remaining(2 * hour) <= guardBefore);
 
-    world.link->receive(versionOf(1));
-    QCOMPARE(world.lines.filter(QStringLiteral("version success")).last(),
+    fixture.link->receive(versionOf(1));
+    QCOMPARE(fixture.lines.filter(QStringLiteral("version success")).last(),
              QStringLiteral("Read 'AUX' version success, version is V1.2.3"));
 }
 
 /** The second answer for the main MCU's record does not answer for the other one. */
 void TestLate::countsForNoOtherRecord()
 {
-    World world;
-    world.link->answerInstead = [&](const QByteArray &frame) {
-        const QByteArray answer = world.link->deviceAnswer(frame);
+    Fixture fixture;
+    fixture.link->answerInstead = [&](const QByteArray &frame) {
+        const QByteArray answer = fixture.link->deviceAnswer(frame);
         return frame.at(mcu::payloadOffset) == 0 ? QList<QByteArray>{answer, answer}
                                                  : QList<QByteArray>{};
     };
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.engine->setProductInfo({QStringLiteral(R"({"model": "HX-8", "chips": [
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.engine->setProductInfo({QStringLiteral(R"({"model": "HX-8", "chips": [
             {"name": "MAIN", "chip_type": "1", "chip_quanity": "1", "mcus": [
                 {"mcu_type": "1", "pcbs": [{"pcb_version": "1", "speciality": "A"}]}]},
             {"name": "AUX", "chip_type": "2", "chip_quanity": "1", "mcus": [
                 {"mcu_type": "2", "pcbs": [{"pcb_version": "4", "speciality": "A"}]}]}]})"),
-                                  QStringLiteral("MAIN,0,0,1,1,65"),
-                                  QStringLiteral("AUX,1,0,2,4,65")});
-    QVERIFY(world.waitForEnd());
-    QCOMPARE(world.lines.filter(QStringLiteral("SETPIRESULT")),
+                                    QStringLiteral("MAIN,0,0,1,1,65"),
+                                    QStringLiteral("AUX,1,0,2,4,65")});
+    QVERIFY(fixture.waitForEnd());
+    QCOMPARE(fixture.lines.filter(QStringLiteral("SETPIRESULT")),
              QStringList({"SETPIRESULT|MAIN,0,0,1,1,65,0,0,0,0|1",
                           "SETPIRESULT|AUX,1,0,2,4,65,0,0,0,0|2"}));
 }
@@ -193,18 +193,18 @@ void TestLate::countsForNoOtherRecord()
 /** A device that gives one row's answer to every question does not keep the run waiting. */
 void TestLate::neverAnswersForItself()
 {
-    World world;
-    world.link->answerInstead = [&](const QByteArray &frame) {
+    Fixture fixture;
+    fixture.link->answerInstead = [&](const QByteArray &frame) {
         const bool asked = mcu::wordAt(frame, mcu::wordOffset) == command::readVersion;
-        return QList<QByteArray>{asked ? versionOf(0) : world.link->deviceAnswer(frame)};
+        return QList<QByteArray>{asked ? versionOf(0) : fixture.link->deviceAnswer(frame)};
     };
-    QVERIFY(world.run(rows, 5));
-    QCOMPARE(world.lines.filter(QStringLiteral("version information of 'AUX'")),
+    QVERIFY(fixture.run(rows, 5));
+    QCOMPARE(fixture.lines.filter(QStringLiteral("version information of 'AUX'")),
              QStringList({"Read the version information of 'AUX' fail, retry 1.",
                           "Read the version information of 'AUX' fail, retry 2.",
                           "Read the version information of 'AUX' fail, check the next mcu."}));
-    QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
-    QCOMPARE(world.results(2), QString("11"));
+    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+    QCOMPARE(fixture.results(2), QString("11"));
 }
 
 AGENT_TEST(TestLate)

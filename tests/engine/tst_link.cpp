@@ -72,9 +72,9 @@ TimeOuts patient()
     return timeOuts;
 }
 
-struct World : EngineHarness
+struct Fixture : EngineHarness
 {
-    explicit World(const std::optional<TimeOuts> &timeOuts = std::nullopt)
+    explicit Fixture(const std::optional<TimeOuts> &timeOuts = std::nullopt)
         : EngineHarness(twoMcus(), std::nullopt, timeOuts)
     {
         setPackage(twoImages());
@@ -121,65 +121,65 @@ void TestLink::cleanup()
 
 void TestLink::opens()
 {
-    World world;
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    QCOMPARE(world.lines, QStringList{"ConnectSuccess|ttyS2"});
-    QCOMPARE(world.link->openedWith, QStringLiteral("ttyS2 57600 8 1 NoParity"));
-    world.engine->slotAutoConnect(QStringLiteral("ttyS3"));
-    QCOMPARE(world.lines.last(), QStringLiteral("ConnectSuccess|ttyS3"));
-    QCOMPARE(world.link->openedWith, QStringLiteral("ttyS3 57600 8 1 NoParity"));
+    Fixture fixture;
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    QCOMPARE(fixture.lines, QStringList{"ConnectSuccess|ttyS2"});
+    QCOMPARE(fixture.link->openedWith, QStringLiteral("ttyS2 57600 8 1 NoParity"));
+    fixture.engine->slotAutoConnect(QStringLiteral("ttyS3"));
+    QCOMPARE(fixture.lines.last(), QStringLiteral("ConnectSuccess|ttyS3"));
+    QCOMPARE(fixture.link->openedWith, QStringLiteral("ttyS3 57600 8 1 NoParity"));
 }
 
 void TestLink::openFails()
 {
-    World world;
-    world.link->unplug();
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    QCOMPARE(world.lines,
+    Fixture fixture;
+    fixture.link->unplug();
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    QCOMPARE(fixture.lines,
              QStringList({"Disconnect", "ttyS2 port is disconnected.", "ConnectFail",
                           "ttyS2 connect failed, serial port is occupied or does not exist"}));
-    QVERIFY(!world.link->isOpen());
+    QVERIFY(!fixture.link->isOpen());
 }
 
 void TestLink::opensTwice()
 {
-    World world;
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    QCOMPARE(world.lines, QStringList({"ConnectSuccess|ttyS2", "ConnectSuccess|ttyS2"}));
+    Fixture fixture;
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    QCOMPARE(fixture.lines, QStringList({"ConnectSuccess|ttyS2", "ConnectSuccess|ttyS2"}));
 }
 
 void TestLink::bandrateStays()
 {
-    World world;
-    world.engine->slotConnectWithBandrate(QStringLiteral("ttyS2"), QStringLiteral("115200"));
-    QCOMPARE(world.link->openedWith, QStringLiteral("ttyS2 115200 8 1 NoParity"));
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    QCOMPARE(world.link->openedWith, QStringLiteral("ttyS2 115200 8 1 NoParity"));
+    Fixture fixture;
+    fixture.engine->slotConnectWithBandrate(QStringLiteral("ttyS2"), QStringLiteral("115200"));
+    QCOMPARE(fixture.link->openedWith, QStringLiteral("ttyS2 115200 8 1 NoParity"));
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    QCOMPARE(fixture.link->openedWith, QStringLiteral("ttyS2 115200 8 1 NoParity"));
 }
 
 void TestLink::closes()
 {
-    World world;
-    world.engine->disconnected();
+    Fixture fixture;
+    fixture.engine->disconnected();
     // Without a port there is no name.
-    QCOMPARE(world.lines, QStringList({"Disconnect", " port is disconnected."}));
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.clear();
-    world.engine->disconnected();
-    QCOMPARE(world.lines, QStringList({"Disconnect", "ttyS2 port is disconnected."}));
-    QVERIFY(!world.link->isOpen());
+    QCOMPARE(fixture.lines, QStringList({"Disconnect", " port is disconnected."}));
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.clear();
+    fixture.engine->disconnected();
+    QCOMPARE(fixture.lines, QStringList({"Disconnect", "ttyS2 port is disconnected."}));
+    QVERIFY(!fixture.link->isOpen());
 }
 
 /** The run is not told of the failed open; it goes its way and ends by its time-outs. */
 void TestLink::runWithoutAPort()
 {
-    World world;
-    world.link->unplug();
-    QVERIFY(world.run(rows, 2));
+    Fixture fixture;
+    fixture.link->unplug();
+    QVERIFY(fixture.run(rows, 2));
     const QStringList lost{"Disconnect", "ttyS2 port is disconnected."};
     QVERIFY(sameTranscript(
-        world.lines,
+        fixture.lines,
         lost +
             QStringList{"ConnectFail",
                         "ttyS2 connect failed, serial port is occupied or does not exist",
@@ -188,116 +188,116 @@ void TestLink::runWithoutAPort()
             QStringList{"Read model name fail, retry 2."} + lost +
             QStringList{"Read model name fail, upgrade fail, exit.", "APPSTATUS|7", "Erasing...",
                         "UPGRADERESULT|MAIN,0,0,,,,,,,,,0,2|2"}));
-    QVERIFY(world.link->sent.isEmpty());
-    world.link->plugIn();
-    QVERIFY(world.run(rows, 2));
-    QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
+    QVERIFY(fixture.link->sent.isEmpty());
+    fixture.link->plugIn();
+    QVERIFY(fixture.run(rows, 2));
+    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
 }
 
 void TestLink::portGoesInMidRun()
 {
-    World whole;
+    Fixture whole;
     QVERIFY(whole.run(rows, 2));
     const int frames = whole.link->sent.size();
     for (int at = 0; at < frames; ++at) {
-        World world;
-        world.link->failWrite = [&, at](const QByteArray &) {
-            const bool gone = world.link->sent.size() == at;
+        Fixture fixture;
+        fixture.link->failWrite = [&, at](const QByteArray &) {
+            const bool gone = fixture.link->sent.size() == at;
             if (gone)
-                world.link->unplug();
+                fixture.link->unplug();
             return gone;
         };
-        QVERIFY(world.run(rows, 2));
-        QVERIFY(world.lines.filter(QStringLiteral("APPSTATUS|")).size() == 1);
-        QVERIFY(!world.lines.contains(QStringLiteral("APPSTATUS|6")));
-        QVERIFY(world.engine->timersIdle());
+        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(fixture.lines.filter(QStringLiteral("APPSTATUS|")).size() == 1);
+        QVERIFY(!fixture.lines.contains(QStringLiteral("APPSTATUS|6")));
+        QVERIFY(fixture.engine->timersIdle());
 
-        world.link->failWrite = nullptr;
-        world.link->plugIn();
-        QVERIFY(world.run(rows, 2));
-        QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
+        fixture.link->failWrite = nullptr;
+        fixture.link->plugIn();
+        QVERIFY(fixture.run(rows, 2));
+        QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
     }
 }
 
 void TestLink::readNeedsALink()
 {
-    World world;
-    world.engine->getProductInfo();
-    QCOMPARE(world.lines, refusedRead);
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
+    Fixture fixture;
+    fixture.engine->getProductInfo();
+    QCOMPARE(fixture.lines, refusedRead);
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
     // Told from another thread to close, before the request itself arrives.
-    world.engine->requestDisconnect();
-    world.clear();
-    world.engine->getProductInfo();
-    QCOMPARE(world.lines, refusedRead);
-    QVERIFY(world.link->sent.isEmpty());
+    fixture.engine->requestDisconnect();
+    fixture.clear();
+    fixture.engine->getProductInfo();
+    QCOMPARE(fixture.lines, refusedRead);
+    QVERIFY(fixture.link->sent.isEmpty());
 }
 
 /** The port was pulled and nothing has been sent since. */
 void TestLink::readNeedsAnOpenPort()
 {
-    World world;
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.link->unplug();
-    world.clear();
-    world.engine->getProductInfo();
-    QCOMPARE(world.lines, refusedRead);
-    QVERIFY(world.link->sent.isEmpty());
+    Fixture fixture;
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.link->unplug();
+    fixture.clear();
+    fixture.engine->getProductInfo();
+    QCOMPARE(fixture.lines, refusedRead);
+    QVERIFY(fixture.link->sent.isEmpty());
 }
 
 void TestLink::readOverTheNetwork()
 {
     NetworkDevice device;
-    World world(patient());
-    QVERIFY(world.connectTo(device));
-    world.engine->getProductInfo();
-    QVERIFY(world.waitForEnd());
-    QVERIFY(world.lines.last().startsWith(QLatin1String("PISHOW|")));
+    Fixture fixture(patient());
+    QVERIFY(fixture.connectTo(device));
+    fixture.engine->getProductInfo();
+    QVERIFY(fixture.waitForEnd());
+    QVERIFY(fixture.lines.last().startsWith(QLatin1String("PISHOW|")));
     device.socket->abort();
-    QSignalSpy gone(world.engine.get(), &ControlCenter::netdisconnected);
+    QSignalSpy gone(fixture.engine.get(), &ControlCenter::netdisconnected);
     QVERIFY(waitFor([&] { return gone.count() == 1; }));
-    world.clear();
-    world.engine->getProductInfo();
-    QCOMPARE(world.lines, refusedRead);
+    fixture.clear();
+    fixture.engine->getProductInfo();
+    QCOMPARE(fixture.lines, refusedRead);
 }
 
 void TestLink::upgradeOverTheNetwork()
 {
-    World serial;
+    Fixture serial;
     QVERIFY(serial.run(rows, 2));
     QStringList expected = serial.lines;
     expected.removeFirst(); // ConnectSuccess
 
     NetworkDevice device;
-    World world(patient());
-    QVERIFY(world.connectTo(device));
-    world.engine->uploadByMergeFW(world.packagePath(), rows, 2);
-    QVERIFY(world.waitForEnd());
-    QVERIFY(sameTranscript(world.lines, expected));
-    QVERIFY(world.link->sent.isEmpty());
+    Fixture fixture(patient());
+    QVERIFY(fixture.connectTo(device));
+    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+    QVERIFY(fixture.waitForEnd());
+    QVERIFY(sameTranscript(fixture.lines, expected));
+    QVERIFY(fixture.link->sent.isEmpty());
     QCOMPARE(device.device.flash(0, 0), serial.device.flash(0, 0));
     QCOMPARE(device.device.flash(1, 0), serial.device.flash(1, 0));
     QCOMPARE(device.device.violationCount(), 0);
     QCOMPARE(int(g_CONNECTTYPE), int(links::serial));
 
     // Closing it makes the serial link the engine's own again.
-    world.clear();
-    world.engine->disconnected();
-    QVERIFY(world.lines.isEmpty());
+    fixture.clear();
+    fixture.engine->disconnected();
+    QVERIFY(fixture.lines.isEmpty());
     QVERIFY(waitFor([&] { return device.socket->state() == QAbstractSocket::UnconnectedState; }));
-    world.engine->send(0xF903);
-    QCOMPARE(world.lines, QStringList({"Disconnect", " port is disconnected."}));
+    fixture.engine->send(0xF903);
+    QCOMPARE(fixture.lines, QStringList({"Disconnect", " port is disconnected."}));
 }
 
 void TestLink::serialLinkComesBack()
 {
     NetworkDevice device;
-    World world(patient());
-    QVERIFY(world.connectTo(device));
-    QVERIFY(world.run(rows, 2));
-    QCOMPARE(world.lines.first(), QStringLiteral("ConnectSuccess|ttyS2"));
-    QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
-    QVERIFY(!world.link->sent.isEmpty());
+    Fixture fixture(patient());
+    QVERIFY(fixture.connectTo(device));
+    QVERIFY(fixture.run(rows, 2));
+    QCOMPARE(fixture.lines.first(), QStringLiteral("ConnectSuccess|ttyS2"));
+    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+    QVERIFY(!fixture.link->sent.isEmpty());
     QVERIFY(device.device.flash(0, 0).isEmpty());
 }
 
@@ -305,19 +305,19 @@ void TestLink::serialLinkComesBack()
 void TestLink::serialConnectOvertakesTheNetwork()
 {
     NetworkDevice device;
-    World world(patient());
-    QSignalSpy connected(world.engine.get(), &ControlCenter::netconnected);
-    world.engine->connectNet(QStringLiteral("127.0.0.1"), device.port());
-    QVERIFY(world.run(rows, 2));
-    QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
+    Fixture fixture(patient());
+    QSignalSpy connected(fixture.engine.get(), &ControlCenter::netconnected);
+    fixture.engine->connectNet(QStringLiteral("127.0.0.1"), device.port());
+    QVERIFY(fixture.run(rows, 2));
+    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
     QCOMPARE(connected.count(), 0);
     QVERIFY(device.device.flash(0, 0).isEmpty());
 
-    QVERIFY(world.connectTo(device));
-    world.clear();
-    world.engine->uploadByMergeFW(world.packagePath(), rows, 5);
-    QVERIFY(world.waitForEnd());
-    QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
+    QVERIFY(fixture.connectTo(device));
+    fixture.clear();
+    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 5);
+    QVERIFY(fixture.waitForEnd());
+    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
     QVERIFY(!device.device.flash(0, 0).isEmpty());
 }
 
@@ -325,32 +325,32 @@ void TestLink::peerClosesInMidRun()
 {
     NetworkDevice device;
     device.closeAfter = 2;
-    World world(patient());
-    QSignalSpy gone(world.engine.get(), &ControlCenter::netdisconnected);
-    QVERIFY(world.connectTo(device));
-    world.engine->uploadByMergeFW(world.packagePath(), rows, 2);
-    QVERIFY(world.waitForEnd());
+    Fixture fixture(patient());
+    QSignalSpy gone(fixture.engine.get(), &ControlCenter::netdisconnected);
+    QVERIFY(fixture.connectTo(device));
+    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+    QVERIFY(fixture.waitForEnd());
     QCOMPARE(gone.count(), 1);
-    QVERIFY(world.lines.contains(
+    QVERIFY(fixture.lines.contains(
         QStringLiteral("Read the product information of 'MAIN' fail, exit upgrade.")));
-    QVERIFY(world.lines.contains(QStringLiteral("APPSTATUS|7")));
-    QVERIFY(world.run(rows, 2));
-    QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
+    QVERIFY(fixture.lines.contains(QStringLiteral("APPSTATUS|7")));
+    QVERIFY(fixture.run(rows, 2));
+    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
 }
 
 void TestLink::networkFailureHasItsOwnWords()
 {
     NetworkDevice device;
-    World world;
-    QVERIFY(world.connectTo(device));
+    Fixture fixture;
+    QVERIFY(fixture.connectTo(device));
     char bytes[] = "0123456789";
-    QVERIFY(world.engine->write(bytes, 10));
+    QVERIFY(fixture.engine->write(bytes, 10));
     device.socket->abort();
-    QSignalSpy gone(world.engine.get(), &ControlCenter::netdisconnected);
+    QSignalSpy gone(fixture.engine.get(), &ControlCenter::netdisconnected);
     QVERIFY(waitFor([&] { return gone.count() == 1; }));
-    world.clear();
-    QVERIFY(!world.engine->write(bytes, 10));
-    QCOMPARE(world.lines, QStringList{"Failed to send command, net port has been closed"});
+    fixture.clear();
+    QVERIFY(!fixture.engine->write(bytes, 10));
+    QCOMPARE(fixture.lines, QStringList{"Failed to send command, net port has been closed"});
 }
 
 void TestLink::networkAtConstruction()

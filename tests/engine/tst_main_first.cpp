@@ -201,22 +201,22 @@ void TestMainFirst::onlyRow()
 /** A single file has no reads to go back to, whatever the run before it was about to do. */
 void TestMainFirst::fileAfterARunThatFailed()
 {
-    Scenario world(chips(), images());
-    world.addFault(QStringLiteral("silent:word=product-id"));
-    QVERIFY(world.run(rowsWithMainAt(0), 5));
-    QVERIFY(world.lines.contains(QStringLiteral("Main MCU run fail.")));
+    Scenario fixture(chips(), images());
+    fixture.addFault(QStringLiteral("silent:word=product-id"));
+    QVERIFY(fixture.run(rowsWithMainAt(0), 5));
+    QVERIFY(fixture.lines.contains(QStringLiteral("Main MCU run fail.")));
 
-    world.device.faults().clear();
-    world.addFault(QStringLiteral("refuse:word=enter,type=1"));
-    const QString path = world.packagePath() + QStringLiteral(".bin");
+    fixture.device.faults().clear();
+    fixture.addFault(QStringLiteral("refuse:word=enter,type=1"));
+    const QString path = fixture.packagePath() + QStringLiteral(".bin");
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly));
     QVERIFY(file.write(patternImage(shortImage)) == shortImage);
     file.close();
-    world.clear();
-    world.engine->slotWriteMultBoard(1, 0, path);
-    QVERIFY(world.waitForEnd());
-    QCOMPARE(world.count("F900"), 0);
+    fixture.clear();
+    fixture.engine->slotWriteMultBoard(1, 0, path);
+    QVERIFY(fixture.waitForEnd());
+    QCOMPARE(fixture.count("F900"), 0);
 }
 
 AGENT_TEST(TestMainFirst)

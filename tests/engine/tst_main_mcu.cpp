@@ -12,9 +12,9 @@ const QVector<TestImage> images{testImage("MAIN", 0, {2, 0, 0}, 1, 700),
                                 testImage("AUX", 1, {2, 0, 0}, 2, 300)};
 const QStringList rows{"MAIN,0,0", "AUX,1,0"};
 
-struct World : Scenario
+struct Fixture : Scenario
 {
-    explicit World(const std::function<void(ChipDescription &main)> &change = {})
+    explicit Fixture(const std::function<void(ChipDescription &main)> &change = {})
         : Scenario(chips(change), images)
     {
     }
@@ -59,49 +59,49 @@ private slots:
 
 void TestMainMcu::modelMismatch()
 {
-    World world;
-    world.setPackage(makePackage(images, QStringLiteral("HX-9")));
-    QVERIFY(world.run(rows, 2));
+    Fixture fixture;
+    fixture.setPackage(makePackage(images, QStringLiteral("HX-9")));
+    QVERIFY(fixture.run(rows, 2));
     QVERIFY(sameTranscript(
-        world.lines,
+        fixture.lines,
         start + QStringList{"Firmware Model Name is HX-9.\r\nDevice Model Name is HX-8.\r\n"
                             "Model Name does not match, upgrade fail.",
                             "APPSTATUS|7", "Erasing...", "UPGRADERESULT|MAIN,0,0,,,,,,,,,0,2|2"}));
-    QCOMPARE(world.results(2), QString("22"));
-    QCOMPARE(world.sentText(), QStringLiteral("F903"));
+    QCOMPARE(fixture.results(2), QString("22"));
+    QCOMPARE(fixture.sentText(), QStringLiteral("F903"));
     // Mode 5 does not ask.
-    QVERIFY(world.run(rows, 5));
-    QVERIFY(world.succeeded());
+    QVERIFY(fixture.run(rows, 5));
+    QVERIFY(fixture.succeeded());
 }
 
 void TestMainMcu::invalidProductInformation()
 {
-    World world([](ChipDescription &main) { main.productInformation = false; });
-    QVERIFY(world.run(rows, 2));
+    Fixture fixture([](ChipDescription &main) { main.productInformation = false; });
+    QVERIFY(fixture.run(rows, 2));
     QVERIFY(sameTranscript(
-        world.lines,
+        fixture.lines,
         start + QStringList{
                     "Model Name match.", "Read bootcode information of 'MAIN'.",
                     "Read the bootcode information of 'MAIN' success.", "MAIN MCU running in APP.",
                     "'MAIN' product information flag is invalid, exit all upgrade.", "APPSTATUS|10",
                     "Erasing...", "UPGRADERESULT|MAIN,0,0,1,,,,,,0,0,0,2|2"}));
-    QCOMPARE(world.results(2), QString("22"));
-    QCOMPARE(world.sentText(), QStringLiteral("F903 F900"));
+    QCOMPARE(fixture.results(2), QString("22"));
+    QCOMPARE(fixture.sentText(), QStringLiteral("F903 F900"));
 }
 
 /** Of any other MCU the flag is only shown. */
 void TestMainMcu::invalidInformationOfAnother()
 {
-    Scenario world({testChip("MAIN", 0, 0, "1.0.0"),
-                    [] {
-                        ChipDescription aux = testChip("AUX", 1, 0, "1.0.0", 2);
-                        aux.productInformation = false;
-                        return aux;
-                    }()},
-                   images);
-    QVERIFY(world.run(rows, 2));
-    QVERIFY(world.succeeded());
-    QCOMPARE(world.results(2), QString("11"));
+    Scenario fixture({testChip("MAIN", 0, 0, "1.0.0"),
+                      [] {
+                          ChipDescription aux = testChip("AUX", 1, 0, "1.0.0", 2);
+                          aux.productInformation = false;
+                          return aux;
+                      }()},
+                     images);
+    QVERIFY(fixture.run(rows, 2));
+    QVERIFY(fixture.succeeded());
+    QCOMPARE(fixture.results(2), QString("11"));
 }
 
 void TestMainMcu::bootcodeFirst_data()
@@ -114,14 +114,14 @@ void TestMainMcu::bootcodeFirst_data()
 void TestMainMcu::bootcodeFirst()
 {
     QFETCH(int, mode);
-    World world([](ChipDescription &main) { main.bootcode = true; });
-    QVERIFY(world.run(rows, mode));
+    Fixture fixture([](ChipDescription &main) { main.bootcode = true; });
+    QVERIFY(fixture.run(rows, mode));
     const QStringList newer{
         "Firmware version V2.0.0 greater than the 'MAIN' version V0.0.0, will upgrade."};
     const QStringList newerAux{
         "Firmware version V2.0.0 greater than the 'AUX' version V1.0.0, will upgrade."};
     QVERIFY(sameTranscript(
-        world.lines,
+        fixture.lines,
         (mode == 2 ? start + QStringList{"Model Name match."} : start.mid(0, 2)) +
             QStringList{"Read bootcode information of 'MAIN'.",
                         "Read the bootcode information of 'MAIN' success.",
@@ -154,51 +154,51 @@ void TestMainMcu::bootcodeFirst()
                         "Send reboot command.", "Start to reboot, please wait.", "Read product ID.",
                         "Start to set virtual version.", "Set virtual version success.",
                         "All firmware upgrade success and systerm run success.", "APPSTATUS|6"}));
-    QCOMPARE(world.device.chip(0, 0)->flash.completedImages(), 1);
-    QCOMPARE(world.results(2), QString("11"));
+    QCOMPARE(fixture.device.chip(0, 0)->flash.completedImages(), 1);
+    QCOMPARE(fixture.results(2), QString("11"));
 }
 
 /** A main MCU that never leaves its bootcode is written once in a run, and the run ends. */
 void TestMainMcu::bootcodeThatStays()
 {
-    World world([](ChipDescription &main) {
+    Fixture fixture([](ChipDescription &main) {
         main.bootcode = true;
         main.bootcodeClears = false;
     });
     for (const int mode : {2, 5}) {
-        QVERIFY(world.run(rows, mode));
-        QVERIFY(world.succeeded());
-        QCOMPARE(world.with("start to upgrade main mcu first.").size(), 1);
-        QCOMPARE(world.count("7901:2"), 1);
-        QCOMPARE(world.results(2), QString("11"));
+        QVERIFY(fixture.run(rows, mode));
+        QVERIFY(fixture.succeeded());
+        QCOMPARE(fixture.with("start to upgrade main mcu first.").size(), 1);
+        QCOMPARE(fixture.count("7901:2"), 1);
+        QCOMPARE(fixture.results(2), QString("11"));
     }
 }
 
 /** The second row for it does not put it first again. */
 void TestMainMcu::bootcodeInTwoRows()
 {
-    World world([](ChipDescription &main) {
+    Fixture fixture([](ChipDescription &main) {
         main.bootcode = true;
         main.bootcodeClears = false;
     });
-    QVERIFY(world.run({"MAIN,0,0", "MAIN,0,0"}, 2));
-    QVERIFY(world.succeeded());
-    QCOMPARE(world.with("start to upgrade main mcu first.").size(), 1);
+    QVERIFY(fixture.run({"MAIN,0,0", "MAIN,0,0"}, 2));
+    QVERIFY(fixture.succeeded());
+    QCOMPARE(fixture.with("start to upgrade main mcu first.").size(), 1);
     // Its turn comes with all others, after the reads.
-    QCOMPARE(world.with("UPGRADERESULT"),
+    QCOMPARE(fixture.with("UPGRADERESULT"),
              QStringList({"UPGRADERESULT|MAIN,0,0,1,1,65,,,,1,1,1,1|1",
                           "UPGRADERESULT|MAIN,0,0,1,1,65,1,0,0,1,1,1,1|1"}));
 }
 
 void TestMainMcu::bootcodeFirstInALaterRow()
 {
-    World world([](ChipDescription &main) { main.bootcode = true; });
-    QVERIFY(world.run({"AUX,1,0", "MAIN,0,0"}, 5));
-    QVERIFY(world.succeeded());
-    QCOMPARE(world.sentText(),
+    Fixture fixture([](ChipDescription &main) { main.bootcode = true; });
+    QVERIFY(fixture.run({"AUX,1,0", "MAIN,0,0"}, 5));
+    QVERIFY(fixture.succeeded());
+    QCOMPARE(fixture.sentText(),
              QStringLiteral("F900 F901 F900 F901 7900 7901:0 7901:1 7901:2 F802 F902 F902 "
                             "7900 7901:0 7901:1 7902 F802 7905"));
-    QCOMPARE(world.results(2), QString("11"));
+    QCOMPARE(fixture.results(2), QString("11"));
 }
 
 /** Only the main MCU goes before all others. */
@@ -206,54 +206,55 @@ void TestMainMcu::bootcodeOfAnother()
 {
     ChipDescription aux = testChip("AUX", 1, 0, "1.0.0", 2);
     aux.bootcode = true;
-    Scenario world({testChip("MAIN", 0, 0, "1.0.0"), aux}, images);
-    QVERIFY(world.run(rows, 2));
-    QVERIFY(world.succeeded());
-    QVERIFY(world.with("first.").isEmpty());
-    QCOMPARE(world.results(2), QString("11"));
+    Scenario fixture({testChip("MAIN", 0, 0, "1.0.0"), aux}, images);
+    QVERIFY(fixture.run(rows, 2));
+    QVERIFY(fixture.succeeded());
+    QVERIFY(fixture.with("first.").isEmpty());
+    QCOMPARE(fixture.results(2), QString("11"));
 }
 
 void TestMainMcu::comesBackLate()
 {
-    World world;
-    world.addFault(QStringLiteral("silent:word=product-id,count=twice"));
-    QVERIFY(world.run(rows, 5));
-    QVERIFY(world.succeeded());
-    QCOMPARE(world.with("product ID"),
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("silent:word=product-id,count=twice"));
+    QVERIFY(fixture.run(rows, 5));
+    QVERIFY(fixture.succeeded());
+    QCOMPARE(fixture.with("product ID"),
              QStringList({"Read product ID.", "Read product ID fail, retry 1.",
                           "Read product ID fail, retry 2.", "Read product ID."}));
 }
 
 void TestMainMcu::neverComesBack()
 {
-    World world;
-    world.addFault(QStringLiteral("silent:word=product-id"));
-    QVERIFY(world.run(rows, 5));
-    const int at = world.lines.indexOf(QStringLiteral("The Main MCU is restarting, please wait."));
-    QVERIFY(sameTranscript(world.lines.mid(at + 1),
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("silent:word=product-id"));
+    QVERIFY(fixture.run(rows, 5));
+    const int at =
+        fixture.lines.indexOf(QStringLiteral("The Main MCU is restarting, please wait."));
+    QVERIFY(sameTranscript(fixture.lines.mid(at + 1),
                            {"Read product ID.", "Read product ID fail, retry 1.",
                             "Read product ID fail, retry 2.", "Main MCU run fail.", "APPSTATUS|5",
                             "Erasing...", "UPGRADERESULT|MAIN,0,0,1,1,65,1,0,0,0,1,1,2|2"}));
-    QCOMPARE(world.count("F802"), 3);
-    QCOMPARE(world.results(2), QString("22"));
-    QVERIFY(world.device.flash(1, 0).isEmpty());
-    world.device.faults().clear();
-    QVERIFY(world.run(rows, 5));
-    QVERIFY(world.succeeded());
+    QCOMPARE(fixture.count("F802"), 3);
+    QCOMPARE(fixture.results(2), QString("22"));
+    QVERIFY(fixture.device.flash(1, 0).isEmpty());
+    fixture.device.faults().clear();
+    QVERIFY(fixture.run(rows, 5));
+    QVERIFY(fixture.succeeded());
 }
 
 /** Its refusals are the words of an MCU that still starts: the attempts keep their distance. */
 void TestMainMcu::refusesWhileItStarts()
 {
-    World world;
-    world.addFault(QStringLiteral("refuse:word=product-id,count=twice"));
-    QVERIFY(world.run(rows, 5));
-    QVERIFY(world.succeeded());
-    QCOMPARE(world.with("product ID"),
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("refuse:word=product-id,count=twice"));
+    QVERIFY(fixture.run(rows, 5));
+    QVERIFY(fixture.succeeded());
+    QCOMPARE(fixture.with("product ID"),
              QStringList({"Read product ID.", "Read product ID fail, retry 1.",
                           "Read product ID fail, retry 2.", "Read product ID."}));
 
-    World never;
+    Fixture never;
     never.addFault(QStringLiteral("refuse:word=product-id"));
     QVERIFY(never.run(rows, 5));
     QVERIFY(never.lines.contains(QStringLiteral("Main MCU run fail.")));
@@ -262,69 +263,69 @@ void TestMainMcu::refusesWhileItStarts()
 
 void TestMainMcu::systemNeverComesBack()
 {
-    World world;
-    world.addFault(QStringLiteral("no-return-after-reboot"));
-    QVERIFY(world.run({"AUX,1,0"}, 5));
-    const int at = world.lines.indexOf(QStringLiteral("Send reboot command."));
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("no-return-after-reboot"));
+    QVERIFY(fixture.run({"AUX,1,0"}, 5));
+    const int at = fixture.lines.indexOf(QStringLiteral("Send reboot command."));
     QVERIFY(
-        sameTranscript(world.lines.mid(at),
+        sameTranscript(fixture.lines.mid(at),
                        {"Send reboot command.", "Start to reboot, please wait.", "Read product ID.",
                         "Read product ID fail, retry 1.", "Read product ID fail, retry 2.",
                         "Systerm run fail.", "APPSTATUS|5", "Erasing..."}));
     // Behind the last row there is no row to fail: what was written stays written.
-    QCOMPARE(world.results(1), QString("1"));
+    QCOMPARE(fixture.results(1), QString("1"));
 }
 
 void TestMainMcu::systemRefusesWhileItStarts()
 {
-    World world;
-    world.addFault(QStringLiteral("refuse:word=product-id,count=three-times"));
-    QVERIFY(world.run({"AUX,1,0"}, 5));
-    QVERIFY(world.lines.contains(QStringLiteral("Systerm run fail.")));
-    QCOMPARE(world.count("F802"), 3);
-    QVERIFY(world.run({"AUX,1,0"}, 5));
-    QVERIFY(world.succeeded());
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("refuse:word=product-id,count=three-times"));
+    QVERIFY(fixture.run({"AUX,1,0"}, 5));
+    QVERIFY(fixture.lines.contains(QStringLiteral("Systerm run fail.")));
+    QCOMPARE(fixture.count("F802"), 3);
+    QVERIFY(fixture.run({"AUX,1,0"}, 5));
+    QVERIFY(fixture.succeeded());
 }
 
 void TestMainMcu::rebootIsNotHeard()
 {
-    World world;
-    world.addFault(QStringLiteral("silent:word=reboot"));
-    QVERIFY(world.run({"AUX,1,0"}, 5));
-    const int at = world.lines.indexOf(QStringLiteral("Send reboot command."));
-    QVERIFY(sameTranscript(world.lines.mid(at),
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("silent:word=reboot"));
+    QVERIFY(fixture.run({"AUX,1,0"}, 5));
+    const int at = fixture.lines.indexOf(QStringLiteral("Send reboot command."));
+    QVERIFY(sameTranscript(fixture.lines.mid(at),
                            {"Send reboot command.", "Reboot fail, retry 1.", "Send reboot command.",
                             "Reboot fail, retry 2.", "Send reboot command.", "Reboot systerm fail.",
                             "APPSTATUS|5", "Erasing..."}));
-    QCOMPARE(world.count("7902"), 3);
+    QCOMPARE(fixture.count("7902"), 3);
 }
 
 /** A status other than 0 in the right form: the images are in, and that counts. */
 void TestMainMcu::virtualVersionRefusedByStatus()
 {
-    World world;
-    world.addFault(QStringLiteral("refuse:word=set-virtual-version,status=3"));
-    QVERIFY(world.run({"AUX,1,0"}, 5));
-    const int at = world.lines.indexOf(QStringLiteral("Start to set virtual version."));
-    QVERIFY(sameTranscript(world.lines.mid(at + 1),
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("refuse:word=set-virtual-version,status=3"));
+    QVERIFY(fixture.run({"AUX,1,0"}, 5));
+    const int at = fixture.lines.indexOf(QStringLiteral("Start to set virtual version."));
+    QVERIFY(sameTranscript(fixture.lines.mid(at + 1),
                            {"Set virtual version fail.",
                             "All firmware upgrade done, but set virtual version fail.",
                             "APPSTATUS|6"}));
-    QCOMPARE(world.engine->currentStep(), 8319);
-    QVERIFY(world.run({"AUX,1,0"}, 5));
+    QCOMPARE(fixture.engine->currentStep(), 8319);
+    QVERIFY(fixture.run({"AUX,1,0"}, 5));
 }
 
 /** Each wait counts its own attempts. */
 void TestMainMcu::counterOfTheModelNameIsForgotten()
 {
-    World world;
-    world.addFault(QStringLiteral("silent:word=model-name,count=twice"));
-    world.addFault(QStringLiteral("silent:word=product-id,count=twice"));
-    world.addFault(QStringLiteral("other-form:word=set-virtual-version,count=twice"));
-    QVERIFY(world.run({"AUX,1,0"}, 2));
-    QVERIFY(world.succeeded());
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("silent:word=model-name,count=twice"));
+    fixture.addFault(QStringLiteral("silent:word=product-id,count=twice"));
+    fixture.addFault(QStringLiteral("other-form:word=set-virtual-version,count=twice"));
+    QVERIFY(fixture.run({"AUX,1,0"}, 2));
+    QVERIFY(fixture.succeeded());
     QCOMPARE(
-        world.with("retry"),
+        fixture.with("retry"),
         QStringList({"Read model name fail, retry 1.", "Read model name fail, retry 2.",
                      "Read product ID fail, retry 1.", "Read product ID fail, retry 2.",
                      "Set virtual version fail, retry 1.", "Set virtual version fail, retry 2."}));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/EngineModel.h"
-#include "engine/MatrixWorld.h"
+#include "engine/MatrixFixture.h"
 #include "support/TestCase.h"
 
 #include <QtTest>
@@ -46,16 +46,16 @@ void TestMatrix::cases()
 {
     QFETCH(Disturbance, disturbance);
     const EngineModel expected(disturbance);
-    MatrixWorld world(disturbance);
-    QVERIFY(world.run());
-    QVERIFY(sameTranscript(world.lines(), expected.lines));
-    QVERIFY(sameTranscript(world.frames(), expected.frames()));
-    if (world.isUpgrade()) {
-        QCOMPARE(world.results(), expected.results());
-        QCOMPARE(world.wrongFlash(), QString());
+    MatrixFixture fixture(disturbance);
+    QVERIFY(fixture.run());
+    QVERIFY(sameTranscript(fixture.lines(), expected.lines));
+    QVERIFY(sameTranscript(fixture.frames(), expected.frames()));
+    if (fixture.isUpgrade()) {
+        QCOMPARE(fixture.results(), expected.results());
+        QCOMPARE(fixture.wrongFlash(), QString());
     }
-    QVERIFY(world.upgradeAgain());
-    QCOMPARE(world.wrongFlash(), QString());
+    QVERIFY(fixture.upgradeAgain());
+    QCOMPARE(fixture.wrongFlash(), QString());
 }
 
 AGENT_TEST(TestMatrix)

@@ -70,14 +70,14 @@ private slots:
     void statusWithoutASerialLink();
 
 private:
-    struct World
+    struct Fixture
     {
         RecordingShell shell;
         std::unique_ptr<EngineHarness> harness;
         QString archivePath;
         QString versionPath;
 
-        World()
+        Fixture()
         {
             DeviceDescription device = EngineHarness::twoMcus();
             device.chips.append(device.chips.last());
@@ -118,8 +118,8 @@ private:
 
 void TestNet::installsBetweenMcuImages()
 {
-    World world;
-    EngineHarness &harness = *world.harness;
+    Fixture fixture;
+    EngineHarness &harness = *fixture.harness;
     harness.setPackage(makePackage({aux("A", 1), netChip(netImageOf(archive)), aux("B", 2)}));
     QVERIFY(harness.run({"A,1,0", "NET,32,0", "B,2,0"}, 5));
 
@@ -130,9 +130,9 @@ void TestNet::installsBetweenMcuImages()
                             "NET firmware ver1.23 upgrade success.", "NETVERSION|1.23",
                             "UPGRADERESULT|NET,32,0,,,,,,,,,1,1|1"}));
     QCOMPARE(harness.lines.last(), QStringLiteral("APPSTATUS|6"));
-    QCOMPARE(world.shell.commands(), world.expectedCommands());
-    QCOMPARE(world.content(world.archivePath), archive);
-    QCOMPARE(world.content(world.versionPath), QByteArray("1.23"));
+    QCOMPARE(fixture.shell.commands(), fixture.expectedCommands());
+    QCOMPARE(fixture.content(fixture.archivePath), archive);
+    QCOMPARE(fixture.content(fixture.versionPath), QByteArray("1.23"));
     QStringList progress;
     for (const double value : qAsConst(harness.progress))
         progress.append(QString::number(value, 'f', 1));
@@ -153,13 +153,13 @@ void TestNet::refusesTheDigest_data()
 void TestNet::refusesTheDigest()
 {
     QFETCH(QByteArray, image);
-    World world;
-    EngineHarness &harness = *world.harness;
+    Fixture fixture;
+    EngineHarness &harness = *fixture.harness;
     harness.setPackage(makePackage({netChip(image), aux("A", 1)}));
     QVERIFY(harness.run({"NET,32,0", "A,1,0"}, 5));
     QVERIFY(harness.lines.contains("NET firmware checksum fail, upgrade net fail."));
-    QCOMPARE(world.shell.commands(), world.expectedCommands().mid(0, 1));
-    QCOMPARE(world.content(world.versionPath), QByteArray("missing"));
+    QCOMPARE(fixture.shell.commands(), fixture.expectedCommands().mid(0, 1));
+    QCOMPARE(fixture.content(fixture.versionPath), QByteArray("missing"));
     QCOMPARE(harness.sentWords().count("7900"), 1);
     QCOMPARE(harness.sentWords().count("7902"), 1);
     QCOMPARE(harness.lines.last(), QStringLiteral("APPSTATUS|6"));
@@ -167,59 +167,59 @@ void TestNet::refusesTheDigest()
 
 void TestNet::archiveCannotBeCreated()
 {
-    World world;
-    EngineHarness &harness = *world.harness;
-    QVERIFY(QDir().mkpath(world.archivePath));
+    Fixture fixture;
+    EngineHarness &harness = *fixture.harness;
+    QVERIFY(QDir().mkpath(fixture.archivePath));
     harness.setPackage(makePackage({aux("A", 1), netChip(netImageOf(archive))}));
     QVERIFY(harness.run({"A,1,0", "NET,32,0"}, 5));
     QVERIFY(harness.lines.contains("Create fw_net error, upgrade net fail."));
-    QCOMPARE(world.shell.commands(), QStringList());
+    QCOMPARE(fixture.shell.commands(), QStringList());
     QCOMPARE(harness.sentWords().count("7902"), 1);
 }
 
 void TestNet::sendsTheImageToTheDevice()
 {
     g_UPGRADTYPE = netImage::sendToDevice;
-    World world;
-    EngineHarness &harness = *world.harness;
+    Fixture fixture;
+    EngineHarness &harness = *fixture.harness;
     harness.setPackage(makePackage({netChip(netImageOf(archive))}));
     QVERIFY(harness.run({"NET,32,0"}, 5));
     g_UPGRADTYPE = netImage::installHere;
-    QCOMPARE(world.shell.commands(), QStringList());
-    QVERIFY(!QFile::exists(world.archivePath));
+    QCOMPARE(fixture.shell.commands(), QStringList());
+    QVERIFY(!QFile::exists(fixture.archivePath));
     QVERIFY(harness.lines.contains("Send 'Enter F/W Upgrade Mode' command to 'NET'."));
 }
 
 void TestNet::otherKindsGiveTheItemUp()
 {
     g_UPGRADTYPE = 3;
-    World world;
-    EngineHarness &harness = *world.harness;
+    Fixture fixture;
+    EngineHarness &harness = *fixture.harness;
     harness.setPackage(makePackage({netChip(netImageOf(archive))}));
     QVERIFY(harness.run({"NET,32,0"}, 5));
     g_UPGRADTYPE = netImage::installHere;
-    QCOMPARE(world.shell.commands(), QStringList());
+    QCOMPARE(fixture.shell.commands(), QStringList());
     QVERIFY(harness.lines.contains("UPGRADERESULT|NET,32,0,,,,,,,,,1,2|2"));
     QCOMPARE(harness.sentWords().count("7902"), 1);
 }
 
 void TestNet::takesTheImageFromTheDevice()
 {
-    World world;
-    EngineHarness &harness = *world.harness;
+    Fixture fixture;
+    EngineHarness &harness = *fixture.harness;
     harness.engine->slotConnect("ttyS2");
     harness.engine->sendAppStatus(command::applicationStatus, 0);
     harness.lines.clear();
     const QByteArray image = netImageOf(archive);
-    world.deviceSends(command::enterUpdateMode, QByteArray(2, '\0'));
-    world.deviceSends(command::writeBlock, QByteArray::fromHex("010000") + image.left(500));
-    world.deviceSends(command::writeBlock, QByteArray::fromHex("020000") + image.mid(500, 2500));
-    world.deviceSends(command::writeBlock,
-                      QByteArray::fromHex("030040") + image.mid(3000) + QByteArray(20, '\xFF'));
+    fixture.deviceSends(command::enterUpdateMode, QByteArray(2, '\0'));
+    fixture.deviceSends(command::writeBlock, QByteArray::fromHex("010000") + image.left(500));
+    fixture.deviceSends(command::writeBlock, QByteArray::fromHex("020000") + image.mid(500, 2500));
+    fixture.deviceSends(command::writeBlock,
+                        QByteArray::fromHex("030040") + image.mid(3000) + QByteArray(20, '\xFF'));
 
-    QCOMPARE(world.statusFrames(), QByteArray("017900 007900 017900 017900 017900 017900"));
-    QCOMPARE(world.content(world.archivePath), archive);
-    QCOMPARE(world.shell.commands(), world.expectedCommands() + QStringList{"sudo reboot"});
+    QCOMPARE(fixture.statusFrames(), QByteArray("017900 007900 017900 017900 017900 017900"));
+    QCOMPARE(fixture.content(fixture.archivePath), archive);
+    QCOMPARE(fixture.shell.commands(), fixture.expectedCommands() + QStringList{"sudo reboot"});
     QVERIFY(sameTranscript(harness.lines, {"APPSTATUS|9"}));
     QVERIFY(harness.engine->timersIdle());
 }
@@ -227,8 +227,8 @@ void TestNet::takesTheImageFromTheDevice()
 /** The number of the 257th block has the low byte of the first one's. */
 void TestNet::takesMoreThan256Blocks()
 {
-    World world;
-    EngineHarness &harness = *world.harness;
+    Fixture fixture;
+    EngineHarness &harness = *fixture.harness;
     harness.engine->slotConnect("ttyS2");
     harness.engine->sendAppStatus(command::applicationStatus, 0);
     constexpr int blocks = 258;
@@ -239,85 +239,86 @@ void TestNet::takesMoreThan256Blocks()
         QByteArray head;
         head.append(char(number & 0xFF)).append(char(number >> 8));
         head.append(number == blocks ? '\x40' : '\0');
-        world.deviceSends(command::writeBlock, head + image.mid((number - 1) * size, size));
+        fixture.deviceSends(command::writeBlock, head + image.mid((number - 1) * size, size));
     }
-    QCOMPARE(world.content(world.archivePath), longArchive);
-    QCOMPARE(world.shell.commands(), world.expectedCommands() + QStringList{"sudo reboot"});
+    QCOMPARE(fixture.content(fixture.archivePath), longArchive);
+    QCOMPARE(fixture.shell.commands(), fixture.expectedCommands() + QStringList{"sudo reboot"});
 }
 
 void TestNet::deviceImageWithWrongDigest()
 {
-    World world;
-    EngineHarness &harness = *world.harness;
+    Fixture fixture;
+    EngineHarness &harness = *fixture.harness;
     harness.engine->slotConnect("ttyS2");
     harness.engine->sendAppStatus(command::applicationStatus, 0);
     harness.lines.clear();
-    world.deviceSends(command::writeBlock,
-                      QByteArray::fromHex("010040") + netImageOf(archive, true).left(3000));
-    QCOMPARE(world.statusFrames(), QByteArray("017900 017900 017903"));
-    QCOMPARE(world.shell.commands(), world.expectedCommands().mid(0, 1));
+    fixture.deviceSends(command::writeBlock,
+                        QByteArray::fromHex("010040") + netImageOf(archive, true).left(3000));
+    QCOMPARE(fixture.statusFrames(), QByteArray("017900 017900 017903"));
+    QCOMPARE(fixture.shell.commands(), fixture.expectedCommands().mid(0, 1));
     QVERIFY(sameTranscript(harness.lines, {"APPSTATUS|9"}));
 }
 
 /** The device hears of it, and the row that the engine stands at has failed. */
 void TestNet::deviceImageCannotBeStored()
 {
-    World world;
-    EngineHarness &harness = *world.harness;
-    QVERIFY(QDir().mkpath(world.archivePath));
+    Fixture fixture;
+    EngineHarness &harness = *fixture.harness;
+    QVERIFY(QDir().mkpath(fixture.archivePath));
     harness.setPackage(makePackage({aux("A", 1)}));
     harness.engine->slotConnect("ttyS2");
     harness.engine->uploadByMergeFW(harness.packagePath(), {"A,1,0"}, 5);
     harness.engine->sendAppStatus(command::applicationStatus, 0);
     harness.clear();
-    world.deviceSends(command::writeBlock,
-                      QByteArray::fromHex("010000") + netImageOf(archive).left(500));
-    QCOMPARE(world.statusFrames().right(6), QByteArray("017903"));
+    fixture.deviceSends(command::writeBlock,
+                        QByteArray::fromHex("010000") + netImageOf(archive).left(500));
+    QCOMPARE(fixture.statusFrames().right(6), QByteArray("017903"));
     QVERIFY(sameTranscript(harness.lines, {"APPSTATUS|9", "UPGRADERESULT|A,1,0,,,,,,,,,0,2|2"}));
-    QCOMPARE(world.shell.commands(), QStringList());
+    QCOMPARE(fixture.shell.commands(), QStringList());
     QVERIFY(harness.engine->timersIdle());
 }
 
 void TestNet::deviceImageFillsTheDisk()
 {
-    World world;
-    EngineHarness &harness = *world.harness;
+    Fixture fixture;
+    EngineHarness &harness = *fixture.harness;
     harness.engine->slotConnect("ttyS2");
     harness.engine->sendAppStatus(command::applicationStatus, 0);
     const QByteArray image = netImageOf(archive);
-    world.deviceSends(command::writeBlock, QByteArray::fromHex("010000") + image.left(500));
+    fixture.deviceSends(command::writeBlock, QByteArray::fromHex("010000") + image.left(500));
     {
         const FullDisk full(600);
-        world.deviceSends(command::writeBlock, QByteArray::fromHex("020000") + image.mid(500, 900));
+        fixture.deviceSends(command::writeBlock,
+                            QByteArray::fromHex("020000") + image.mid(500, 900));
     }
-    QCOMPARE(world.statusFrames(), QByteArray("017900 017900 017903"));
+    QCOMPARE(fixture.statusFrames(), QByteArray("017900 017900 017903"));
     // The block may come again when there is room.
-    world.deviceSends(command::writeBlock, QByteArray::fromHex("020000") + image.mid(500, 900));
-    QCOMPARE(world.statusFrames(), QByteArray("017900 017900 017903 017900"));
-    QCOMPARE(world.content(world.archivePath), archive.left(1400 - net::archiveOffset));
+    fixture.deviceSends(command::writeBlock, QByteArray::fromHex("020000") + image.mid(500, 900));
+    QCOMPARE(fixture.statusFrames(), QByteArray("017900 017900 017903 017900"));
+    QCOMPARE(fixture.content(fixture.archivePath), archive.left(1400 - net::archiveOffset));
 }
 
 void TestNet::brokenExtendedBlocks()
 {
-    World world;
-    EngineHarness &harness = *world.harness;
+    Fixture fixture;
+    EngineHarness &harness = *fixture.harness;
     harness.engine->slotConnect("ttyS2");
     harness.engine->sendAppStatus(command::applicationStatus, 0);
-    world.deviceSends(command::writeBlock, {});
-    world.deviceSends(command::writeBlock, QByteArray::fromHex("01"));
-    world.deviceSends(command::writeBlock, QByteArray::fromHex("050000aabb"));
-    world.deviceSends(command::writeBlock, QByteArray::fromHex("050040aabb"));
-    world.deviceSends(command::reboot, {});
-    QCOMPARE(world.statusFrames(), QByteArray("017900 017903 017903 017903 017903"));
-    QCOMPARE(world.shell.commands(), QStringList());
-    QVERIFY(!QFile::exists(world.archivePath));
+    fixture.deviceSends(command::writeBlock, {});
+    fixture.deviceSends(command::writeBlock, QByteArray::fromHex("01"));
+    fixture.deviceSends(command::writeBlock, QByteArray::fromHex("050000aabb"));
+    fixture.deviceSends(command::writeBlock, QByteArray::fromHex("050040aabb"));
+    fixture.deviceSends(command::reboot, {});
+    QCOMPARE(fixture.statusFrames(), QByteArray("017900 017903 017903 017903 017903"));
+    QCOMPARE(fixture.shell.commands(), QStringList());
+    QVERIFY(!QFile::exists(fixture.archivePath));
 }
 
 /** While the device may send its image, only that counts. */
 void TestNet::ordinaryFramesAreNone()
 {
-    World world;
-    EngineHarness &harness = *world.harness;
+    Fixture fixture;
+    EngineHarness &harness = *fixture.harness;
     harness.engine->slotConnect("ttyS2");
     harness.engine->sendAppStatus(command::applicationStatus, 0);
     harness.clear();
@@ -325,14 +326,14 @@ void TestNet::ordinaryFramesAreNone()
         harness.link->receive(mcu::buildFrame(mcu::replyStart, {}, word, QByteArray(300, '\1')));
     QCOMPARE(harness.sentText(), QString());
     QCOMPARE(harness.lines, QStringList());
-    QVERIFY(!QFile::exists(world.archivePath));
+    QVERIFY(!QFile::exists(fixture.archivePath));
 }
 
 /** Nobody would ask again: the link is closed, the run has failed. */
 void TestNet::statusThatCannotBeSent()
 {
-    World world;
-    EngineHarness &harness = *world.harness;
+    Fixture fixture;
+    EngineHarness &harness = *fixture.harness;
     harness.engine->slotConnect("ttyS2");
     harness.clear();
     harness.link->failWrite = [](const QByteArray &) { return true; };

@@ -29,9 +29,9 @@ QByteArray twoImages()
 }
 
 /** A harness whose runs are compared with an undisturbed one. */
-struct World : EngineHarness
+struct Fixture : EngineHarness
 {
-    World() : EngineHarness(twoMcus()) { setPackage(twoImages()); }
+    Fixture() : EngineHarness(twoMcus()) { setPackage(twoImages()); }
 
     bool runUndisturbed()
     {
@@ -102,9 +102,9 @@ void TestParser::everyPieceSize_data()
 void TestParser::everyPieceSize()
 {
     QFETCH(int, size);
-    World whole;
+    Fixture whole;
     QVERIFY(whole.runUndisturbed());
-    World pieces;
+    Fixture pieces;
     pieces.link->setPieceSize(size);
     QVERIFY(pieces.runUndisturbed());
     QVERIFY(sameTranscript(pieces.lines, whole.lines));
@@ -121,12 +121,12 @@ void TestParser::everySplit_data()
 void TestParser::everySplit()
 {
     QFETCH(int, word);
-    World whole;
+    Fixture whole;
     QVERIFY(whole.runUndisturbed());
     int at = 0;
     int size = 1;
     for (; at < size; ++at) {
-        World split;
+        Fixture split;
         split.changeFirst(quint16(word), [&](const QByteArray &answer) {
             size = answer.size();
             return QList<QByteArray>{answer.left(at), answer.mid(at)};
@@ -155,9 +155,9 @@ void TestParser::noise_data()
 void TestParser::noise()
 {
     QFETCH(QByteArray, noise);
-    World whole;
+    Fixture whole;
     QVERIFY(whole.runUndisturbed());
-    World noisy;
+    Fixture noisy;
     noisy.changeReplies(
         [&](const QByteArray &answer) { return QList<QByteArray>{noise + answer}; });
     QVERIFY(noisy.runUndisturbed());
@@ -167,9 +167,9 @@ void TestParser::noise()
 /** A half-duplex line gives the host its own bytes back; they never count as a reply. */
 void TestParser::echoOfTheHost()
 {
-    World whole;
+    Fixture whole;
     QVERIFY(whole.runUndisturbed());
-    World echoing;
+    Fixture echoing;
     echoing.addFault(QStringLiteral("echo"));
     QVERIFY(echoing.runUndisturbed());
     QVERIFY(sameTranscript(echoing.lines, whole.lines));
@@ -177,9 +177,9 @@ void TestParser::echoOfTheHost()
 
 void TestParser::checksumByteIsReplaced()
 {
-    World whole;
+    Fixture whole;
     QVERIFY(whole.runUndisturbed());
-    World damaged;
+    Fixture damaged;
     damaged.changeFirst(command::readBootcode, [](const QByteArray &answer) {
         QByteArray bad = answer;
         bad[bad.size() - 1] = char(bad.at(bad.size() - 1) ^ 0x55);
@@ -192,38 +192,38 @@ void TestParser::checksumByteIsReplaced()
 void TestParser::halfReplyIsForgottenByTheRetry()
 {
     for (int length = 1; length < 17; ++length) {
-        World world;
-        world.changeFirst(command::readBootcode, [length](const QByteArray &answer) {
+        Fixture fixture;
+        fixture.changeFirst(command::readBootcode, [length](const QByteArray &answer) {
             return QList<QByteArray>{answer.left(length)};
         });
-        QVERIFY(world.runUndisturbed());
-        QCOMPARE(world.lines.filter(QStringLiteral("retry")),
+        QVERIFY(fixture.runUndisturbed());
+        QCOMPARE(fixture.lines.filter(QStringLiteral("retry")),
                  QStringList{"Read the bootcode information of 'MAIN' fail, retry 1."});
     }
 }
 
 void TestParser::badChecksumIsForgottenByTheRetry()
 {
-    World world;
-    world.addFault(QStringLiteral("bad-checksum:word=bootcode,count=once"));
-    QVERIFY(world.runUndisturbed());
-    QCOMPARE(world.lines.filter(QStringLiteral("retry")),
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("bad-checksum:word=bootcode,count=once"));
+    QVERIFY(fixture.runUndisturbed());
+    QCOMPARE(fixture.lines.filter(QStringLiteral("retry")),
              QStringList{"Read the bootcode information of 'MAIN' fail, retry 1."});
 }
 
 void TestParser::wrongWordChangesNothing()
 {
-    World whole;
+    Fixture whole;
     QVERIFY(whole.runUndisturbed());
     // Words that the protocol knows and one that it does not, in both forms.
     for (const quint16 word : {0xF903, 0xF902, 0x7900, 0x7901, 0x7902, 0xF8FF}) {
-        World world;
-        world.changeFirst(command::readBootcode, [word](const QByteArray &answer) {
+        Fixture fixture;
+        fixture.changeFirst(command::readBootcode, [word](const QByteArray &answer) {
             return QList<QByteArray>{reply(word, QByteArray(8, '\1')),
                                      mcu::buildStatusFrame(mcu::replyStart, {}, word, 3), answer};
         });
-        QVERIFY(world.runUndisturbed());
-        QVERIFY(sameTranscript(world.lines, whole.lines));
+        QVERIFY(fixture.runUndisturbed());
+        QVERIFY(sameTranscript(fixture.lines, whole.lines));
     }
 }
 
@@ -259,29 +259,29 @@ void TestParser::shortReplies()
     QFETCH(int, word);
     QFETCH(int, payload);
     QFETCH(QString, retry);
-    World world;
-    world.changeFirst(quint16(word), [=](const QByteArray &answer) {
+    Fixture fixture;
+    fixture.changeFirst(quint16(word), [=](const QByteArray &answer) {
         const QByteArray data = Reply(answer).payload().left(payload);
         return QList<QByteArray>{reply(quint16(word), data.leftJustified(payload, '\0'))};
     });
-    QVERIFY(world.run(twoRows, 2));
-    const QStringList retries = world.lines.filter(QStringLiteral("retry"));
+    QVERIFY(fixture.run(twoRows, 2));
+    const QStringList retries = fixture.lines.filter(QStringLiteral("retry"));
     QCOMPARE(retries, retry.isEmpty() ? QStringList() : QStringList{retry});
-    QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
+    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
 }
 
 /** The uploader sees every chunk of the reads, and a long one fits it as well as the engine. */
 void TestParser::longReplyDuringTheReads()
 {
-    World world;
-    world.changeFirst(command::readProductInformation, [](const QByteArray &answer) {
+    Fixture fixture;
+    fixture.changeFirst(command::readProductInformation, [](const QByteArray &answer) {
         const QByteArray data = Reply(answer).payload().leftJustified(506, '\0');
         return QList<QByteArray>{reply(command::readProductInformation, data)};
     });
-    QVERIFY(world.runUndisturbed());
-    QVERIFY(world.lines.filter(QStringLiteral("retry")).isEmpty());
+    QVERIFY(fixture.runUndisturbed());
+    QVERIFY(fixture.lines.filter(QStringLiteral("retry")).isEmpty());
 
-    World longest;
+    Fixture longest;
     longest.changeFirst(command::readProductInformation, [](const QByteArray &answer) {
         const QByteArray data = Reply(answer).payload().leftJustified(4086, '\0');
         return QList<QByteArray>{reply(command::readProductInformation, data)};
@@ -293,21 +293,21 @@ void TestParser::longReplyDuringTheReads()
 void TestParser::modelNameEndsInZeros()
 {
     for (const auto &name : {QByteArray("HX-8\0\0\0", 7), QByteArray("HX-8")}) {
-        World world;
-        world.changeFirst(command::readModelName, [&](const QByteArray &) {
+        Fixture fixture;
+        fixture.changeFirst(command::readModelName, [&](const QByteArray &) {
             return QList<QByteArray>{reply(command::readModelName, name)};
         });
-        QVERIFY(world.runUndisturbed());
+        QVERIFY(fixture.runUndisturbed());
     }
     // Nothing but trailing zeros is forgiven.
     for (const auto &name : {QByteArray("HX-8 "), QByteArray("hx-8"), QByteArray("\0HX-8", 5),
                              QByteArray("HX-8\0x", 6), QByteArray()}) {
-        World world;
-        world.changeFirst(command::readModelName, [&](const QByteArray &) {
+        Fixture fixture;
+        fixture.changeFirst(command::readModelName, [&](const QByteArray &) {
             return QList<QByteArray>{reply(command::readModelName, name)};
         });
-        QVERIFY(world.run(twoRows, 2));
-        QVERIFY(world.lines.contains(QStringLiteral("APPSTATUS|7")));
+        QVERIFY(fixture.run(twoRows, 2));
+        QVERIFY(fixture.lines.contains(QStringLiteral("APPSTATUS|7")));
     }
 }
 
@@ -323,83 +323,83 @@ void TestParser::virtualVersionReply_data()
 void TestParser::virtualVersionReply()
 {
     QFETCH(QByteArray, answer);
-    World world;
-    world.changeFirst(command::setVirtualVersion,
-                      [&](const QByteArray &) { return QList<QByteArray>{answer}; });
-    QVERIFY(world.run(twoRows, 2));
-    QVERIFY(world.lines.contains(QStringLiteral("Set virtual version fail, retry 1.")));
-    QCOMPARE(world.sentWords().count(QStringLiteral("7905")), 2);
-    QCOMPARE(world.lines.last(), QStringLiteral("APPSTATUS|6"));
+    Fixture fixture;
+    fixture.changeFirst(command::setVirtualVersion,
+                        [&](const QByteArray &) { return QList<QByteArray>{answer}; });
+    QVERIFY(fixture.run(twoRows, 2));
+    QVERIFY(fixture.lines.contains(QStringLiteral("Set virtual version fail, retry 1.")));
+    QCOMPARE(fixture.sentWords().count(QStringLiteral("7905")), 2);
+    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
 }
 
 void TestParser::textMode()
 {
-    World world;
-    world.link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.clear();
-    world.engine->slotGetVersion();
-    QCOMPARE(world.link->sent, QList<QByteArray>{"\r\nA00GET VER INF\r\n"});
+    Fixture fixture;
+    fixture.link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.clear();
+    fixture.engine->slotGetVersion();
+    QCOMPARE(fixture.link->sent, QList<QByteArray>{"\r\nA00GET VER INF\r\n"});
 
-    world.link->receive("MAIN V1.2");
-    QVERIFY(world.lines.isEmpty());
-    world.link->receive(".3\rAUX V2");
-    QCOMPARE(world.lines, QStringList{"MAIN V1.2.3"});
-    world.link->receive(".0\r\n\r\nFPGA\r");
-    QCOMPARE(world.lines, QStringList({"MAIN V1.2.3", "AUX V2.0", "FPGA"}));
-    world.link->receive("KEY V3\n");
-    QCOMPARE(world.lines.last(), QStringLiteral("KEY V3"));
-    world.lines.removeLast();
+    fixture.link->receive("MAIN V1.2");
+    QVERIFY(fixture.lines.isEmpty());
+    fixture.link->receive(".3\rAUX V2");
+    QCOMPARE(fixture.lines, QStringList{"MAIN V1.2.3"});
+    fixture.link->receive(".0\r\n\r\nFPGA\r");
+    QCOMPARE(fixture.lines, QStringList({"MAIN V1.2.3", "AUX V2.0", "FPGA"}));
+    fixture.link->receive("KEY V3\n");
+    QCOMPARE(fixture.lines.last(), QStringLiteral("KEY V3"));
+    fixture.lines.removeLast();
     // Binary replies are not looked for in this mode.
-    world.link->receive(reply(0xF903, "HX-8"));
-    QCOMPARE(world.lines.size(), 3);
-    world.engine->send(0xF903);
-    world.link->receive("not a line\r");
-    QCOMPARE(world.lines.size(), 3);
+    fixture.link->receive(reply(0xF903, "HX-8"));
+    QCOMPARE(fixture.lines.size(), 3);
+    fixture.engine->send(0xF903);
+    fixture.link->receive("not a line\r");
+    QCOMPARE(fixture.lines.size(), 3);
 }
 
 void TestParser::textModeIsBounded()
 {
-    World world;
-    world.link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.clear();
-    world.engine->slotGetVersion();
+    Fixture fixture;
+    fixture.link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.clear();
+    fixture.engine->slotGetVersion();
     for (int i = 0; i < 100; ++i)
-        world.link->receive(QByteArray(4096, 'x'));
-    world.link->receive("\rAUX V2.0\r");
-    QCOMPARE(world.lines.last(), QStringLiteral("AUX V2.0"));
-    for (const QString &line : qAsConst(world.lines))
+        fixture.link->receive(QByteArray(4096, 'x'));
+    fixture.link->receive("\rAUX V2.0\r");
+    QCOMPARE(fixture.lines.last(), QStringLiteral("AUX V2.0"));
+    for (const QString &line : qAsConst(fixture.lines))
         QVERIFY(line.size() <= 64 * 1024 + 4096);
 }
 
 /** What comes behind a failed run starts nothing any more. */
 void TestParser::replyAfterTheRun()
 {
-    World world;
-    world.addFault(QStringLiteral("silent:word=model-name"));
-    QVERIFY(world.run(twoRows, 2));
-    QVERIFY(world.lines.contains(QStringLiteral("APPSTATUS|7")));
-    const QStringList lines = world.lines;
-    const QString sent = world.sentText();
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("silent:word=model-name"));
+    QVERIFY(fixture.run(twoRows, 2));
+    QVERIFY(fixture.lines.contains(QStringLiteral("APPSTATUS|7")));
+    const QStringList lines = fixture.lines;
+    const QString sent = fixture.sentText();
     QVERIFY(!canRead);
     QCOMPARE(currentCommandKey, quint16(0));
-    world.link->receive(reply(0xF903, "HX-8"));
+    fixture.link->receive(reply(0xF903, "HX-8"));
     canRead = true;
-    world.link->receive(reply(0xF903, "HX-8"));
-    QCOMPARE(world.lines, lines);
-    QCOMPARE(world.sentText(), sent);
+    fixture.link->receive(reply(0xF903, "HX-8"));
+    QCOMPARE(fixture.lines, lines);
+    QCOMPARE(fixture.sentText(), sent);
 }
 
 /** Frames before any command was sent, although somebody set the flag. */
 void TestParser::unknownMode()
 {
-    World world;
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.clear();
+    Fixture fixture;
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.clear();
     canRead = true;
-    world.link->receive(reply(0xF903, "HX-8"));
-    QVERIFY(world.lines.isEmpty());
+    fixture.link->receive(reply(0xF903, "HX-8"));
+    QVERIFY(fixture.lines.isEmpty());
 }
 
 AGENT_TEST(TestParser)

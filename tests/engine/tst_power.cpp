@@ -24,9 +24,9 @@ enum class Cut {
     Engine,
 };
 
-struct World : Scenario
+struct Fixture : Scenario
 {
-    World()
+    Fixture()
         : Scenario({testChip("MAIN", 0, 0, "1.0.0"), testChip("AUX", 1, 0, "1.0.0", 2),
                     testChip("FPGA", 17, 0, "1.0")},
                    {testImage("MAIN", 0, {2, 0, 0}, 1, 700), testImage("AUX", 1, {2, 0, 0}, 2, 600),
@@ -57,29 +57,29 @@ struct World : Scenario
 };
 
 /** The device loses its power when frame number `at` reaches it. */
-void cutDevice(World &world, int at, int frames)
+void cutDevice(Fixture &fixture, int at, int frames)
 {
-    world.link->answerInstead = [&world, at, frames](const QByteArray &frame) {
-        const int number = world.link->sent.size() - 1;
+    fixture.link->answerInstead = [&fixture, at, frames](const QByteArray &frame) {
+        const int number = fixture.link->sent.size() - 1;
         if (number < at || number >= at + frames)
-            return QList<QByteArray>{world.link->deviceAnswer(frame)};
-        world.device.powerCycle();
+            return QList<QByteArray>{fixture.link->deviceAnswer(frame)};
+        fixture.device.powerCycle();
         return QList<QByteArray>();
     };
 }
 
 /** Leaves the engine waiting for the reply to frame number `at`. */
-bool stopEngine(World &world, int at)
+bool stopEngine(Fixture &fixture, int at)
 {
-    world.link->answerInstead = [&world, at](const QByteArray &frame) {
-        if (world.link->sent.size() - 1 < at)
-            return QList<QByteArray>{world.link->deviceAnswer(frame)};
-        world.link->deviceAnswer(frame);
+    fixture.link->answerInstead = [&fixture, at](const QByteArray &frame) {
+        if (fixture.link->sent.size() - 1 < at)
+            return QList<QByteArray>{fixture.link->deviceAnswer(frame)};
+        fixture.link->deviceAnswer(frame);
         return QList<QByteArray>();
     };
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.engine->uploadByMergeFW(world.packagePath(), rows, 2);
-    return waitFor([&] { return world.link->sent.size() > at; });
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+    return waitFor([&] { return fixture.link->sent.size() > at; });
 }
 
 } // namespace
@@ -99,7 +99,7 @@ void TestPower::everyFrame_data()
 {
     QTest::addColumn<int>("cut");
     QTest::addColumn<int>("at");
-    World whole;
+    Fixture whole;
     QVERIFY(whole.run(rows, 2));
     const QStringList words = whole.sentWords();
     QVERIFY(words.size() > 20);
@@ -120,39 +120,39 @@ void TestPower::everyFrame()
 {
     QFETCH(int, cut);
     QFETCH(int, at);
-    World world;
+    Fixture fixture;
     if (Cut(cut) == Cut::Engine) {
-        QVERIFY(stopEngine(world, at));
-        world.restartEngine();
+        QVERIFY(stopEngine(fixture, at));
+        fixture.restartEngine();
     } else {
         const int frames[] = {1, 3, 1'000'000};
-        cutDevice(world, at, frames[cut]);
-        QVERIFY(world.run(rows, 2));
-        QCOMPARE(world.with("APPSTATUS|").size(), 1);
-        QVERIFY(world.engine->timersIdle());
-        QCOMPARE(world.wrongFlash(), QString());
+        cutDevice(fixture, at, frames[cut]);
+        QVERIFY(fixture.run(rows, 2));
+        QCOMPARE(fixture.with("APPSTATUS|").size(), 1);
+        QVERIFY(fixture.engine->timersIdle());
+        QCOMPARE(fixture.wrongFlash(), QString());
         // A cut of one frame costs one try; only images start again as a whole.
         if (Cut(cut) == Cut::DeviceAtOnce) {
-            QVERIFY(world.succeeded());
-            QCOMPARE(world.results(3), QString("111"));
+            QVERIFY(fixture.succeeded());
+            QCOMPARE(fixture.results(3), QString("111"));
         }
     }
-    world.link->answerInstead = nullptr;
-    QVERIFY(world.run(rows, 2));
-    QVERIFY(world.succeeded());
-    QCOMPARE(world.results(3), QString("111"));
-    QCOMPARE(world.wrongFlash(), QString());
+    fixture.link->answerInstead = nullptr;
+    QVERIFY(fixture.run(rows, 2));
+    QVERIFY(fixture.succeeded());
+    QCOMPARE(fixture.results(3), QString("111"));
+    QCOMPARE(fixture.wrongFlash(), QString());
 }
 
 /** An engine can go at any moment, with frames and timers in flight. */
 void TestPower::deletedInMidRun()
 {
-    World whole;
+    Fixture whole;
     QVERIFY(whole.run(rows, 2));
     for (int at = 0; at < whole.link->sent.size(); ++at) {
-        World world;
-        QVERIFY(stopEngine(world, at));
-        world.engine.reset();
+        Fixture fixture;
+        QVERIFY(stopEngine(fixture, at));
+        fixture.engine.reset();
         settle();
     }
 }

@@ -28,9 +28,9 @@ DeviceDescription fourChips()
 }
 
 /** A main MCU that names two AUX MCUs and an FPGA. */
-struct World : EngineHarness
+struct Fixture : EngineHarness
 {
-    World() : EngineHarness(fourChips())
+    Fixture() : EngineHarness(fourChips())
     {
         engine->slotConnect(QStringLiteral("ttyS2"));
         clear();
@@ -137,42 +137,42 @@ private slots:
 
 void TestProductInfo::readsEverything()
 {
-    World world;
-    QVERIFY(world.read());
+    Fixture fixture;
+    QVERIFY(fixture.read());
     QStringList chain{"Read virtual version.", "Read virtual version success."};
     chain += mainReads() + readsOf("AUX") + readsOf("AUX") +
              QStringList{"'FPGA' model is FPGA, ignore to read bootcode information.",
                          "Read all mcu(list) bootcode and product information done."} +
              versionOf("MAIN", "1.2.3") + versionOf("AUX", "4.5") + versionOf("AUX", "4.6") +
              versionOf("FPGA", "7.8");
-    QVERIFY(sameTranscript(world.lines.mid(0, world.lines.size() - 1), keyed(chain)));
-    QCOMPARE(world.report(), heading + device + rowReport("MAIN,0,0,1,01,A,1,02,03,0,1") +
-                                 rowReport("AUX,1,0,2,01,A,4,05,,0,1") +
-                                 rowReport("AUX,1,1,2,01,A,4,06,,0,1") +
-                                 rowReport("FPGA,17,0,,,,7,08,,,"));
-    QCOMPARE(world.sentText(),
+    QVERIFY(sameTranscript(fixture.lines.mid(0, fixture.lines.size() - 1), keyed(chain)));
+    QCOMPARE(fixture.report(), heading + device + rowReport("MAIN,0,0,1,01,A,1,02,03,0,1") +
+                                   rowReport("AUX,1,0,2,01,A,4,05,,0,1") +
+                                   rowReport("AUX,1,1,2,01,A,4,06,,0,1") +
+                                   rowReport("FPGA,17,0,,,,7,08,,,"));
+    QCOMPARE(fixture.sentText(),
              QStringLiteral("F905 F900 F901 F900 F901 F900 F901 F902 F902 F902 F902"));
-    QVERIFY(world.engine->timersIdle());
+    QVERIFY(fixture.engine->timersIdle());
 }
 
 void TestProductInfo::readsTwice()
 {
-    World world;
-    QVERIFY(world.read());
-    const QStringList first = world.lines;
-    QVERIFY(world.read());
-    QVERIFY(sameTranscript(world.lines, first));
+    Fixture fixture;
+    QVERIFY(fixture.read());
+    const QStringList first = fixture.lines;
+    QVERIFY(fixture.read());
+    QVERIFY(sameTranscript(fixture.lines, first));
 }
 
 /** A silent MCU is asked thrice, and the report has what is known of it. */
 void TestProductInfo::givenUpAuxiliary()
 {
-    World world;
-    world.addFault(QStringLiteral("silent:word=bootcode,type=1,index=0"));
-    world.addFault(QStringLiteral("silent:word=product-info,type=1,index=1"));
-    world.addFault(QStringLiteral("silent:word=version,type=17"));
-    QVERIFY(world.read());
-    QCOMPARE(world.lines.filter(QStringLiteral("fail")),
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("silent:word=bootcode,type=1,index=0"));
+    fixture.addFault(QStringLiteral("silent:word=product-info,type=1,index=1"));
+    fixture.addFault(QStringLiteral("silent:word=version,type=17"));
+    QVERIFY(fixture.read());
+    QCOMPARE(fixture.lines.filter(QStringLiteral("fail")),
              keyed({"Read the bootcode information of 'AUX' fail, retry 1.",
                     "Read the bootcode information of 'AUX' fail, retry 2.",
                     "Read the bootcode information of 'AUX' fail, check the next mcu.",
@@ -182,12 +182,12 @@ void TestProductInfo::givenUpAuxiliary()
                     "Read the version information of 'FPGA' fail, retry 1.",
                     "Read the version information of 'FPGA' fail, retry 2.",
                     "Read the version information of 'FPGA' fail, check the next mcu."}));
-    QVERIFY(world.lines.contains(
+    QVERIFY(fixture.lines.contains(
         QStringLiteral("READPI|Read all mcu(list) version information done.")));
-    QCOMPARE(world.report(), heading + device + rowReport("MAIN,0,0,1,01,A,1,02,03,0,1") +
-                                 rowReport("AUX,1,0,,,,4,05,,,") +
-                                 rowReport("AUX,1,1,2,,,4,06,,0,1") +
-                                 rowReport("FPGA,17,0,,,,,,,,"));
+    QCOMPARE(fixture.report(), heading + device + rowReport("MAIN,0,0,1,01,A,1,02,03,0,1") +
+                                   rowReport("AUX,1,0,,,,4,05,,,") +
+                                   rowReport("AUX,1,1,2,,,4,06,,0,1") +
+                                   rowReport("FPGA,17,0,,,,,,,,"));
 }
 
 void TestProductInfo::givenUpMain_data()
@@ -204,33 +204,33 @@ void TestProductInfo::givenUpMain()
 {
     QFETCH(QString, word);
     QFETCH(QString, what);
-    World world;
-    world.addFault(QStringLiteral("silent:word=%1,type=0").arg(word));
-    QVERIFY(world.read());
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("silent:word=%1,type=0").arg(word));
+    QVERIFY(fixture.read());
     const QString text = QStringLiteral("Read the %1 information of 'MAIN' fail, ").arg(what);
-    QCOMPARE(world.lines.filter(QStringLiteral("fail,")),
+    QCOMPARE(fixture.lines.filter(QStringLiteral("fail,")),
              keyed({text + "retry 1.", text + "retry 2.", text + "check the next mcu.",
                     text + "exit read product information."}));
-    QVERIFY(world.lines.contains(QStringLiteral("READPI|APPSTATUS|7")));
-    QVERIFY(world.lines.filter(QStringLiteral("PISHOW")).isEmpty());
-    QVERIFY(world.lines.last().startsWith(QLatin1String("READPI|UPGRADERESULT|MAIN,0,0,")));
-    world.device.faults().clear();
-    QVERIFY(world.read());
-    QVERIFY(world.report().startsWith(heading + device));
+    QVERIFY(fixture.lines.contains(QStringLiteral("READPI|APPSTATUS|7")));
+    QVERIFY(fixture.lines.filter(QStringLiteral("PISHOW")).isEmpty());
+    QVERIFY(fixture.lines.last().startsWith(QLatin1String("READPI|UPGRADERESULT|MAIN,0,0,")));
+    fixture.device.faults().clear();
+    QVERIFY(fixture.read());
+    QVERIFY(fixture.report().startsWith(heading + device));
 }
 
 void TestProductInfo::invalidFlag()
 {
     DeviceDescription with = fourChips();
     with.chips.first().productInformation = false;
-    EngineHarness world(with);
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.engine->getProductInfo();
-    QVERIFY(world.waitForEnd());
-    QVERIFY(world.lines.contains(
+    EngineHarness fixture(with);
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.engine->getProductInfo();
+    QVERIFY(fixture.waitForEnd());
+    QVERIFY(fixture.lines.contains(
         QStringLiteral("READPI|'MAIN' product information flag is invalid, exit read product "
                        "information.")));
-    QVERIFY(world.lines.contains(QStringLiteral("READPI|APPSTATUS|10")));
+    QVERIFY(fixture.lines.contains(QStringLiteral("READPI|APPSTATUS|10")));
 }
 
 void TestProductInfo::virtualVersion_data()
@@ -255,18 +255,18 @@ void TestProductInfo::virtualVersion()
 {
     QFETCH(QString, fault);
     QFETCH(QStringList, said);
-    World world;
-    world.addFault(fault);
+    Fixture fixture;
+    fixture.addFault(fault);
     // The first read behind it has retries with words of their own when it was given up.
-    world.addFault(QStringLiteral("silent:count=twice,word=bootcode,type=0"));
-    QVERIFY(world.read());
-    QVERIFY(world.report().startsWith(heading + device));
+    fixture.addFault(QStringLiteral("silent:count=twice,word=bootcode,type=0"));
+    QVERIFY(fixture.read());
+    QVERIFY(fixture.report().startsWith(heading + device));
     const bool success = said.last().endsWith(QLatin1String("success."));
     const QString retry =
         success ? QStringLiteral("Read the bootcode information of 'MAIN' fail, retry %1.")
                 : QStringLiteral("Read the bootcode information of 'MAIN'. fail, retry %1.");
     const QString boot = QStringLiteral("Read bootcode information of 'MAIN'.");
-    QVERIFY(sameTranscript(world.lines.mid(0, said.size() + 7),
+    QVERIFY(sameTranscript(fixture.lines.mid(0, said.size() + 7),
                            keyed(QStringList{"Read virtual version."} + said +
                                  QStringList{boot, retry.arg(1), boot, retry.arg(2), boot,
                                              "Read the bootcode information of 'MAIN' success."})));
@@ -276,40 +276,40 @@ void TestProductInfo::bootcodeDoesNotStartAnUpgrade()
 {
     DeviceDescription with = fourChips();
     with.chips.first().bootcode = true;
-    EngineHarness world(with);
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.engine->getProductInfo();
-    QVERIFY(world.waitForEnd());
-    QVERIFY(world.lines.contains(QStringLiteral("READPI|MAIN MCU running in Bootcode.")));
-    QVERIFY(world.lines.last().startsWith(QLatin1String("PISHOW|")));
-    QVERIFY(!world.sentText().contains(QLatin1String("7900")));
+    EngineHarness fixture(with);
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.engine->getProductInfo();
+    QVERIFY(fixture.waitForEnd());
+    QVERIFY(fixture.lines.contains(QStringLiteral("READPI|MAIN MCU running in Bootcode.")));
+    QVERIFY(fixture.lines.last().startsWith(QLatin1String("PISHOW|")));
+    QVERIFY(!fixture.sentText().contains(QLatin1String("7900")));
 }
 
 void TestProductInfo::writes()
 {
-    World world;
-    QVERIFY(world.write({description, "MAIN,0,0,1,3,67", "AUX,1,1,2,4,68", "FPGA,17,0,1,1,65"}));
+    Fixture fixture;
+    QVERIFY(fixture.write({description, "MAIN,0,0,1,3,67", "AUX,1,1,2,4,68", "FPGA,17,0,1,1,65"}));
     QVERIFY(sameTranscript(
-        world.lines,
+        fixture.lines,
         {"Start to write Product Information.", "Start to write 'MAIN' product information.",
          "Write 'MAIN' product information success.", "SETPIRESULT|MAIN,0,0,1,3,67,0,0,0,0|1",
          "Start to write 'AUX' product information.", "Write 'AUX' product information success.",
          "SETPIRESULT|AUX,1,1,2,4,68,0,0,0,0|1",
          "'FPGA' model is FPGA, ignore to write product information.",
          "Write all product information done."}));
-    QCOMPARE(world.link->sent.first().mid(9, world.link->sent.first().size() - 10).toHex(),
+    QCOMPARE(fixture.link->sent.first().mid(9, fixture.link->sent.first().size() - 10).toHex(),
              QByteArray("000003430e00") + QByteArray("00").repeated(10) + "0104" +
                  QByteArray("HX-9").toHex() + "0306" + "010203" + QByteArray("AUX").toHex());
-    QCOMPARE(world.device.violationCount(), 0);
-    QVERIFY(world.engine->timersIdle());
+    QCOMPARE(fixture.device.violationCount(), 0);
+    QVERIFY(fixture.engine->timersIdle());
 }
 
 void TestProductInfo::writesAndReadsBack()
 {
-    World world;
-    QVERIFY(world.write({"MAIN,0,0,1,3,67", "AUX,1,1,2,4,68", description}));
-    QVERIFY(world.read());
-    QCOMPARE(world.report(),
+    Fixture fixture;
+    QVERIFY(fixture.write({"MAIN,0,0,1,3,67", "AUX,1,1,2,4,68", description}));
+    QVERIFY(fixture.read());
+    QCOMPARE(fixture.report(),
              heading +
                  "|Model Name:HX-9;|AUX MCU ChipType:1;|AUX MCU ChipQuanity:2;|AUX MCU Name:AUX;" +
                  rowReport("MAIN,0,0,1,03,C,1,02,03,0,1") + rowReport("AUX,1,0,2,01,A,4,05,,0,1") +
@@ -318,14 +318,14 @@ void TestProductInfo::writesAndReadsBack()
 
 void TestProductInfo::writesWithThePackagesDescription()
 {
-    World world;
+    Fixture fixture;
     QByteArray body("MTU\0\6", 5);
     const QByteArray json = description.toLatin1();
     body.append(char(json.size() & 0xFF)).append(char(json.size() >> 8));
-    world.setPackage(withChecksum(body + json));
-    world.engine->getMergeFWJSON(world.packagePath());
-    QVERIFY(world.write({"AUX,1,0,2,4,68"}));
-    QCOMPARE(world.lines.filter(QStringLiteral("SETPIRESULT")),
+    fixture.setPackage(withChecksum(body + json));
+    fixture.engine->getMergeFWJSON(fixture.packagePath());
+    QVERIFY(fixture.write({"AUX,1,0,2,4,68"}));
+    QCOMPARE(fixture.lines.filter(QStringLiteral("SETPIRESULT")),
              QStringList{"SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1"});
 }
 
@@ -340,8 +340,8 @@ void TestProductInfo::writeFails_data()
 void TestProductInfo::writeFails()
 {
     QFETCH(QString, fault);
-    World world;
-    world.addFault(fault + QStringLiteral(":word=write-info,type=1,index=0"));
+    Fixture fixture;
+    fixture.addFault(fault + QStringLiteral(":word=write-info,type=1,index=0"));
     const QString text = QStringLiteral("Write 'AUX' product information fail, ");
     const QString startWrite = QStringLiteral("Start to write 'AUX' product information.");
     const QStringList three{startWrite,
@@ -351,57 +351,58 @@ void TestProductInfo::writeFails()
                             startWrite,
                             text + "write the next mcu.",
                             "SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|2"};
-    QVERIFY(world.write({description, "AUX,1,0,2,4,68", "AUX,1,1,2,4,68"}));
-    QVERIFY(sameTranscript(world.lines,
+    QVERIFY(fixture.write({description, "AUX,1,0,2,4,68", "AUX,1,1,2,4,68"}));
+    QVERIFY(sameTranscript(fixture.lines,
                            QStringList{"Start to write Product Information."} + three +
                                QStringList{startWrite, "Write 'AUX' product information success.",
                                            "SETPIRESULT|AUX,1,1,2,4,68,0,0,0,0|1",
                                            "Write all product information done."}));
-    QVERIFY(world.write({description, "AUX,1,0,2,4,68"}));
-    QVERIFY(sameTranscript(world.lines, QStringList{"Start to write Product Information."} + three +
-                                            QStringList{"Write all product information done."}));
+    QVERIFY(fixture.write({description, "AUX,1,0,2,4,68"}));
+    QVERIFY(sameTranscript(fixture.lines, QStringList{"Start to write Product Information."} +
+                                              three +
+                                              QStringList{"Write all product information done."}));
     QTest::qWait(30);
-    QCOMPARE(world.lines.last(), QStringLiteral("Write all product information done."));
+    QCOMPARE(fixture.lines.last(), QStringLiteral("Write all product information done."));
 }
 
 /** A reply of the ordinary form says in its result whether the record was taken. */
 void TestProductInfo::writeRefusedByItsResult()
 {
-    World world;
+    Fixture fixture;
     int writes = 0;
-    world.link->answerInstead = [&](const QByteArray &frame) {
+    fixture.link->answerInstead = [&](const QByteArray &frame) {
         const bool refused = EngineHarness::wordOf(frame) == QLatin1String("7903") && ++writes == 1;
         return QList<QByteArray>{refused ? mcu::buildFrame(mcu::replyStart, {},
                                                            command::writeProductInformation,
                                                            QByteArray::fromHex("000001"))
-                                         : world.link->deviceAnswer(frame)};
+                                         : fixture.link->deviceAnswer(frame)};
     };
     const QString startWrite = QStringLiteral("Start to write 'AUX' product information.");
-    QVERIFY(world.write({description, "AUX,1,0,2,4,68"}));
-    QVERIFY(sameTranscript(world.lines, {"Start to write Product Information.", startWrite,
-                                         "Write 'AUX' product information fail, retry 1.",
-                                         startWrite, "Write 'AUX' product information success.",
-                                         "SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1",
-                                         "Write all product information done."}));
+    QVERIFY(fixture.write({description, "AUX,1,0,2,4,68"}));
+    QVERIFY(sameTranscript(fixture.lines, {"Start to write Product Information.", startWrite,
+                                           "Write 'AUX' product information fail, retry 1.",
+                                           startWrite, "Write 'AUX' product information success.",
+                                           "SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1",
+                                           "Write all product information done."}));
 }
 
 void TestProductInfo::rowsWithoutARecord()
 {
-    World world;
-    QVERIFY(world.write({description, "AUX,1,0,2,4,69", "X,5,0,2,4,68", "AUX,1,0,2,4,68"}));
+    Fixture fixture;
+    QVERIFY(fixture.write({description, "AUX,1,0,2,4,69", "X,5,0,2,4,68", "AUX,1,0,2,4,68"}));
     QVERIFY(sameTranscript(
-        world.lines,
+        fixture.lines,
         {"Start to write Product Information.", "Start to write 'AUX' product information.",
          "Data struct chips error!", "SETPIRESULT|AUX,1,0,2,4,69,0,0,0,0|2",
          "Start to write 'X' product information.", "Data struct chips error!",
          "SETPIRESULT|X,5,0,2,4,68,0,0,0,0|2", "Start to write 'AUX' product information.",
          "Write 'AUX' product information success.", "SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1",
          "Write all product information done."}));
-    QCOMPARE(world.sentText(), QStringLiteral("7903"));
+    QCOMPARE(fixture.sentText(), QStringLiteral("7903"));
 
-    QVERIFY(world.write({"[1]", "AUX,1,0,2,4,68"}));
+    QVERIFY(fixture.write({"[1]", "AUX,1,0,2,4,68"}));
     QVERIFY(
-        world.lines.contains(QStringLiteral("Data struct error, no valid product information!")));
+        fixture.lines.contains(QStringLiteral("Data struct error, no valid product information!")));
 }
 
 void TestProductInfo::malformed_data()
@@ -421,32 +422,32 @@ void TestProductInfo::malformed()
 {
     QFETCH(QStringList, rows);
     QFETCH(QString, said);
-    World world;
-    QVERIFY(world.write(rows));
-    QCOMPARE(world.lines, QStringList{said});
-    QVERIFY(world.link->sent.isEmpty());
+    Fixture fixture;
+    QVERIFY(fixture.write(rows));
+    QCOMPARE(fixture.lines, QStringList{said});
+    QVERIFY(fixture.link->sent.isEmpty());
 }
 
 void TestProductInfo::writeHasNoKeyOfARead()
 {
-    World world;
-    QVERIFY(world.read());
-    QVERIFY(world.write({description, "AUX,1,0,2,4,68"}));
-    QVERIFY(world.lines.filter(QStringLiteral("READPI")).isEmpty());
+    Fixture fixture;
+    QVERIFY(fixture.read());
+    QVERIFY(fixture.write({description, "AUX,1,0,2,4,68"}));
+    QVERIFY(fixture.lines.filter(QStringLiteral("READPI")).isEmpty());
 }
 
 /** Without a description that was parsed for a write there is no record. */
 void TestProductInfo::recordOfOneRow()
 {
-    World world;
-    QVERIFY(world.engine->getCommandOfProductInformation(0).isEmpty());
-    QCOMPARE(world.lines, QStringList{"Data struct error!"});
-    QVERIFY(world.write({description, "AUX,1,0,2,4,68"}));
-    QCOMPARE(world.engine->getCommandOfProductInformation(0).toHex(),
+    Fixture fixture;
+    QVERIFY(fixture.engine->getCommandOfProductInformation(0).isEmpty());
+    QCOMPARE(fixture.lines, QStringList{"Data struct error!"});
+    QVERIFY(fixture.write({description, "AUX,1,0,2,4,68"}));
+    QCOMPARE(fixture.engine->getCommandOfProductInformation(0).toHex(),
              QByteArray("010004440000") + QByteArray("00").repeated(10));
-    QVERIFY(world.engine->getCommandOfProductInformation(1).size() > 16);
-    world.engine->setTypeAndIndex(0, 4, QStringLiteral("9"));
-    QVERIFY(world.engine->getCommandOfProductInformation(0).isEmpty());
+    QVERIFY(fixture.engine->getCommandOfProductInformation(1).size() > 16);
+    fixture.engine->setTypeAndIndex(0, 4, QStringLiteral("9"));
+    QVERIFY(fixture.engine->getCommandOfProductInformation(0).isEmpty());
 }
 
 AGENT_TEST(TestProductInfo)

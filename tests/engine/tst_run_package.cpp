@@ -79,9 +79,9 @@ int openFilesNamed(const QString &path)
 }
 
 /** A simulated device, and a change of the package in the middle of a run. */
-struct World : Scenario
+struct Fixture : Scenario
 {
-    explicit World(const QVector<TestImage> &content = images) : Scenario(chips, content) {}
+    explicit Fixture(const QVector<TestImage> &content = images) : Scenario(chips, content) {}
 
     /** Makes the change when a frame with this word is sent for the first time. */
     void changeAt(const char *word, const std::function<void()> &change)
@@ -168,17 +168,17 @@ void TestRunPackage::fileOfTheNameDoesNotCount_data()
 void TestRunPackage::fileOfTheNameDoesNotCount()
 {
     QFETCH(Change, change);
-    World undisturbed;
+    Fixture undisturbed;
     QVERIFY(undisturbed.run(rows, 2));
     QVERIFY(undisturbed.succeeded());
     for (const char *word : {"F903", "F902", "7900", "7902"}) {
-        World world;
-        world.changeAt(word, [&] { change(world.packagePath()); });
-        QVERIFY(world.run(rows, 2));
-        QVERIFY(sameTranscript(world.lines, undisturbed.lines));
-        QCOMPARE(world.sentText(), undisturbed.sentText());
-        QVERIFY(world.holds(1, images.at(0).bytes));
-        QVERIFY(world.holds(2, images.at(1).bytes));
+        Fixture fixture;
+        fixture.changeAt(word, [&] { change(fixture.packagePath()); });
+        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(sameTranscript(fixture.lines, undisturbed.lines));
+        QCOMPARE(fixture.sentText(), undisturbed.sentText());
+        QVERIFY(fixture.holds(1, images.at(0).bytes));
+        QVERIFY(fixture.holds(2, images.at(1).bytes));
     }
 }
 
@@ -222,26 +222,26 @@ void TestRunPackage::changesInPlace()
     QFETCH(Change, change);
     QFETCH(bool, found);
     for (const int mode : {2, 5}) {
-        World world;
-        world.changeAt("7900", [&] { change(world.packagePath()); });
-        QVERIFY(world.run(rows, mode));
-        QVERIFY(world.holds(1, images.at(0).bytes));
-        QVERIFY(world.holds(2, found ? QByteArray() : images.at(1).bytes));
-        QCOMPARE(world.with(qPrintable(changed)).size(), found ? 1 : 0);
-        QCOMPARE(world.succeeded(), !found);
-        QVERIFY(!found || world.failedAt(changed, "KEY,2,0"));
-        QVERIFY(world.with("No suitable firmware").isEmpty());
+        Fixture fixture;
+        fixture.changeAt("7900", [&] { change(fixture.packagePath()); });
+        QVERIFY(fixture.run(rows, mode));
+        QVERIFY(fixture.holds(1, images.at(0).bytes));
+        QVERIFY(fixture.holds(2, found ? QByteArray() : images.at(1).bytes));
+        QCOMPARE(fixture.with(qPrintable(changed)).size(), found ? 1 : 0);
+        QCOMPARE(fixture.succeeded(), !found);
+        QVERIFY(!found || fixture.failedAt(changed, "KEY,2,0"));
+        QVERIFY(fixture.with("No suitable firmware").isEmpty());
     }
 }
 
 void TestRunPackage::changeBeforeTheFirstImage()
 {
-    World world;
-    world.changeAt("F903", [&] { flipByte(world.packagePath(), 30); });
-    QVERIFY(world.run(rows, 2));
-    QVERIFY(world.failedAt(changed, "AUX,1,0"));
-    QCOMPARE(world.count("7900"), 0);
-    QCOMPARE(world.progress, QList<double>{50.0});
+    Fixture fixture;
+    fixture.changeAt("F903", [&] { flipByte(fixture.packagePath(), 30); });
+    QVERIFY(fixture.run(rows, 2));
+    QVERIFY(fixture.failedAt(changed, "AUX,1,0"));
+    QCOMPARE(fixture.count("7900"), 0);
+    QCOMPARE(fixture.progress, QList<double>{50.0});
 }
 
 /** All of a small package is one chunk, so that every read after the check meets the change. */
@@ -249,30 +249,30 @@ void TestRunPackage::changeBeforeEachRead()
 {
     const QVector<TestImage> small{testImage("AUX", 1, {2, 0, 0}, 2),
                                    testImage("KEY", 2, {2, 0, 0}, 3)};
-    const auto runWith = [&](World &world, int changedRead) {
+    const auto runWith = [&](Fixture &fixture, int changedRead) {
         FaultyReads reads;
         reads.beforeRead = [&](int number) {
             if (number == changedRead)
-                flipByte(world.packagePath(), 9);
+                flipByte(fixture.packagePath(), 9);
         };
-        const bool ended = world.run(rows, 2);
+        const bool ended = fixture.run(rows, 2);
         return ended ? reads.reads() : 0;
     };
-    World undisturbed(small);
+    Fixture undisturbed(small);
     const int all = runWith(undisturbed, 0);
     QVERIFY(undisturbed.succeeded());
     constexpr int readsOfTheCheck = 2;
     QVERIFY(all > readsOfTheCheck + 6);
     for (int number = readsOfTheCheck + 1; number <= all; ++number) {
-        World world(small);
-        QVERIFY(runWith(world, number) >= number);
-        const bool oneWritten = world.count("7900") > 0;
-        QVERIFY2(world.failedAt(changed, oneWritten ? "KEY,2,0" : "AUX,1,0"),
-                 qPrintable(world.lines.join('\n')));
-        QVERIFY(world.holds(1, oneWritten ? small.at(0).bytes : QByteArray()));
-        QVERIFY(world.holds(2, {}));
-        QVERIFY(world.with("Invalid firmware file").isEmpty());
-        QVERIFY(world.with("No suitable firmware").isEmpty());
+        Fixture fixture(small);
+        QVERIFY(runWith(fixture, number) >= number);
+        const bool oneWritten = fixture.count("7900") > 0;
+        QVERIFY2(fixture.failedAt(changed, oneWritten ? "KEY,2,0" : "AUX,1,0"),
+                 qPrintable(fixture.lines.join('\n')));
+        QVERIFY(fixture.holds(1, oneWritten ? small.at(0).bytes : QByteArray()));
+        QVERIFY(fixture.holds(2, {}));
+        QVERIFY(fixture.with("Invalid firmware file").isEmpty());
+        QVERIFY(fixture.with("No suitable firmware").isEmpty());
     }
 }
 
@@ -282,35 +282,35 @@ void TestRunPackage::readErrorAtEachRead()
     int all = 0;
     {
         const FaultyReads reads;
-        World world;
-        QVERIFY(world.run(rows, 2));
-        QVERIFY(world.succeeded());
+        Fixture fixture;
+        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(fixture.succeeded());
         all = reads.reads();
     }
     QVERIFY(all > 8);
     for (int number = 1; number <= all; ++number) {
-        World world;
+        Fixture fixture;
         FaultyReads reads;
         reads.brokenRead = number;
         QTest::ignoreMessage(QtWarningMsg, readWarning);
-        QVERIFY(world.run(rows, 2));
-        const bool oneWritten = world.count("7900") > 0;
-        QVERIFY2(world.failedAt(notRead, oneWritten ? "KEY,2,0" : "AUX,1,0"),
-                 qPrintable(world.lines.join('\n')));
-        QVERIFY(world.holds(2, {}));
+        QVERIFY(fixture.run(rows, 2));
+        const bool oneWritten = fixture.count("7900") > 0;
+        QVERIFY2(fixture.failedAt(notRead, oneWritten ? "KEY,2,0" : "AUX,1,0"),
+                 qPrintable(fixture.lines.join('\n')));
+        QVERIFY(fixture.holds(2, {}));
     }
 }
 
 void TestRunPackage::readErrorInMidRun()
 {
-    World world;
+    Fixture fixture;
     FaultyReads reads;
-    world.changeAt("7900", [&] { reads.brokenFrom = good().size() - 100; });
+    fixture.changeAt("7900", [&] { reads.brokenFrom = good().size() - 100; });
     QTest::ignoreMessage(QtWarningMsg, readWarning);
-    QVERIFY(world.run(rows, 5));
-    QVERIFY(world.failedAt(notRead, "KEY,2,0"));
-    QVERIFY(world.holds(1, images.at(0).bytes));
-    QVERIFY(world.holds(2, {}));
+    QVERIFY(fixture.run(rows, 5));
+    QVERIFY(fixture.failedAt(notRead, "KEY,2,0"));
+    QVERIFY(fixture.holds(1, images.at(0).bytes));
+    QVERIFY(fixture.holds(2, {}));
 }
 
 void TestRunPackage::netImageChanges_data()
@@ -361,17 +361,17 @@ void TestRunPackage::netImageChanges()
 
 void TestRunPackage::closesTheFile()
 {
-    World world;
+    Fixture fixture;
     int during = 0;
-    world.changeAt("7902", [&] { during = openFilesNamed(world.packagePath()); });
-    QVERIFY(world.run(rows, 2));
+    fixture.changeAt("7902", [&] { during = openFilesNamed(fixture.packagePath()); });
+    QVERIFY(fixture.run(rows, 2));
     QCOMPARE(during, 1);
-    QCOMPARE(openFilesNamed(world.packagePath()), 0);
-    QVERIFY(world.run({}, 1));
-    QCOMPARE(openFilesNamed(world.packagePath()), 0);
-    world.changeAt("F903", [&] { flipByte(world.packagePath(), 30); });
-    QVERIFY(world.run(rows, 2));
-    QCOMPARE(openFilesNamed(world.packagePath()), 0);
+    QCOMPARE(openFilesNamed(fixture.packagePath()), 0);
+    QVERIFY(fixture.run({}, 1));
+    QCOMPARE(openFilesNamed(fixture.packagePath()), 0);
+    fixture.changeAt("F903", [&] { flipByte(fixture.packagePath(), 30); });
+    QVERIFY(fixture.run(rows, 2));
+    QCOMPARE(openFilesNamed(fixture.packagePath()), 0);
 }
 
 void TestRunPackage::nextRunReadsTheNewFile()
@@ -379,28 +379,28 @@ void TestRunPackage::nextRunReadsTheNewFile()
     QVector<TestImage> newer = images;
     for (TestImage &image : newer)
         image.bytes = patternImage(5000, 77);
-    World world;
-    world.changeAt("7900", [&] {
-        QVERIFY(QFile::remove(world.packagePath()));
-        world.setPackage(makePackage(newer));
+    Fixture fixture;
+    fixture.changeAt("7900", [&] {
+        QVERIFY(QFile::remove(fixture.packagePath()));
+        fixture.setPackage(makePackage(newer));
     });
-    QVERIFY(world.run(rows, 2));
-    QVERIFY(world.holds(2, images.at(1).bytes));
-    QVERIFY(world.run(rows, 5));
-    QVERIFY(world.succeeded());
-    QVERIFY(world.holds(1, newer.at(0).bytes));
-    QVERIFY(world.holds(2, newer.at(1).bytes));
+    QVERIFY(fixture.run(rows, 2));
+    QVERIFY(fixture.holds(2, images.at(1).bytes));
+    QVERIFY(fixture.run(rows, 5));
+    QVERIFY(fixture.succeeded());
+    QVERIFY(fixture.holds(1, newer.at(0).bytes));
+    QVERIFY(fixture.holds(2, newer.at(1).bytes));
 }
 
 /** What the log of operations is made from. */
 void TestRunPackage::eventsOfAChange()
 {
-    World world;
+    Fixture fixture;
     QList<RunEvent> events;
-    QObject::connect(world.engine->runEvents(), &RunEvents::reported, world.engine.get(),
+    QObject::connect(fixture.engine->runEvents(), &RunEvents::reported, fixture.engine.get(),
                      [&events](const RunEvent &event) { events.append(event); });
-    world.changeAt("7900", [&] { cut(world.packagePath(), 100); });
-    QVERIFY(world.run(rows, 2));
+    fixture.changeAt("7900", [&] { cut(fixture.packagePath(), 100); });
+    QVERIFY(fixture.run(rows, 2));
     const RunEvent reason = events.at(events.size() - 2);
     QCOMPARE(int(reason.kind), int(RunEvent::Kind::GivenUp));
     QCOMPARE(reason.text, changed);
@@ -414,45 +414,45 @@ void TestRunPackage::eventsOfAChange()
 
 void TestRunPackage::listReadsAnUnchangedFileOnce()
 {
-    World world({testImage("AUX", 1, {2, 0, 0}, 2, 1'000'000)});
+    Fixture fixture({testImage("AUX", 1, {2, 0, 0}, 2, 1'000'000)});
     FaultyReads reads;
     QString returned;
     const auto readByList = [&] {
         const qint64 before = reads.bytes();
-        returned = world.engine->getMergeFWJSON(world.packagePath());
+        returned = fixture.engine->getMergeFWJSON(fixture.packagePath());
         return reads.bytes() - before;
     };
     QVERIFY(readByList() > 1'000'000);
     // The result is kept as soon as the file's times are settled.
     QVERIFY(waitFor([&] { return readByList() < 10'000; }));
     QVERIFY(returned.startsWith('{'));
-    const QStringList lines = world.lines;
-    world.clear();
+    const QStringList lines = fixture.lines;
+    fixture.clear();
     readByList();
-    QVERIFY(sameTranscript(world.lines, lines.mid(lines.size() - world.lines.size())));
-    QVERIFY(world.lines.contains("Firmware file checksum ok."));
+    QVERIFY(sameTranscript(fixture.lines, lines.mid(lines.size() - fixture.lines.size())));
+    QVERIFY(fixture.lines.contains("Firmware file checksum ok."));
 
     // A run computes its own.
     const qint64 before = reads.bytes();
-    QVERIFY(world.run({"KEY,2,0"}, 5));
+    QVERIFY(fixture.run({"KEY,2,0"}, 5));
     QVERIFY(reads.bytes() - before > 1'000'000);
 
-    flipByte(world.packagePath(), 500'000);
+    flipByte(fixture.packagePath(), 500'000);
     QVERIFY(readByList() > 1'000'000);
     QCOMPARE(returned, QStringLiteral("ERROR:Firmware file checksum error."));
 }
 
 void TestRunPackage::readErrorInAList()
 {
-    World world;
+    Fixture fixture;
     {
         FaultyReads reads;
         reads.brokenFrom = good().size() - 1;
         QTest::ignoreMessage(QtWarningMsg, readWarning);
-        QCOMPARE(world.engine->getMergeFWJSON(world.packagePath()),
+        QCOMPARE(fixture.engine->getMergeFWJSON(fixture.packagePath()),
                  QStringLiteral("ERROR:Firmware file checksum error."));
     }
-    QVERIFY(world.engine->getMergeFWJSON(world.packagePath()).startsWith('{'));
+    QVERIFY(fixture.engine->getMergeFWJSON(fixture.packagePath()).startsWith('{'));
 }
 
 AGENT_TEST(TestRunPackage)

@@ -24,10 +24,10 @@ QByteArray enterReply(const char *payload, bool extended)
 }
 
 /** One image for A, or two for both. */
-struct World : Scenario
+struct Fixture : Scenario
 {
-    explicit World(int size = 700, int sizeOfB = 0,
-                   const std::optional<TimeOuts> &timeOuts = std::nullopt)
+    explicit Fixture(int size = 700, int sizeOfB = 0,
+                     const std::optional<TimeOuts> &timeOuts = std::nullopt)
         : Scenario(chips, images(size, sizeOfB), QStringLiteral("1.0.12"), timeOuts)
     {
     }
@@ -134,46 +134,47 @@ void TestTransfer::enterReplies()
 {
     QFETCH(QByteArray, reply);
     QFETCH(bool, accepted);
-    World world;
+    Fixture fixture;
     bool first = true;
-    world.link->answerInstead = [&](const QByteArray &frame) {
-        const QByteArray answer = world.link->deviceAnswer(frame);
+    fixture.link->answerInstead = [&](const QByteArray &frame) {
+        const QByteArray answer = fixture.link->deviceAnswer(frame);
         const bool isEnter = mcu::wordAt(frame, mcu::wordOffset) == command::enterUpdateMode;
         return QList<QByteArray>{isEnter && std::exchange(first, false) ? reply : answer};
     };
-    QVERIFY(world.run({"A,1,0"}, 5));
-    QVERIFY(world.succeeded());
+    QVERIFY(fixture.run({"A,1,0"}, 5));
+    QVERIFY(fixture.succeeded());
     const QStringList retry{enter, enterRetry(1)};
-    QVERIFY(sameTranscript(world.transfer(), (accepted ? QStringList() : retry) +
-                                                 QStringList{enter, entered} + writing + written));
+    QVERIFY(sameTranscript(fixture.transfer(), (accepted ? QStringList() : retry) +
+                                                   QStringList{enter, entered} + writing +
+                                                   written));
 }
 
 /** Three times three Enter frames, and the next image follows. */
 void TestTransfer::deadMcu()
 {
-    World world(700, 256);
-    world.addFault(QStringLiteral("silent:word=enter,type=1"));
-    QVERIFY(world.run({"A,1,0", "B,2,0"}, 5));
-    QVERIFY(world.succeeded());
+    Fixture fixture(700, 256);
+    fixture.addFault(QStringLiteral("silent:word=enter,type=1"));
+    QVERIFY(fixture.run({"A,1,0", "B,2,0"}, 5));
+    QVERIFY(fixture.succeeded());
     const QStringList three{enter,         enterRetry(1), enter,
                             enterRetry(2), enter,         "'A' Enter F/W Update Mode fail."};
-    QVERIFY(sameTranscript(world.transfer().mid(0, 23),
+    QVERIFY(sameTranscript(fixture.transfer().mid(0, 23),
                            three + QStringList{writeRetry(1)} + three + QStringList{writeRetry(2)} +
                                three + QStringList{failedRow, givenUp} +
                                QStringList{"Send 'Enter F/W Upgrade Mode' command to 'B'."}));
-    QCOMPARE(world.frames(),
+    QCOMPARE(fixture.frames(),
              QStringLiteral("7900 7900 7900 7900 7900 7900 7900 7900 7900 7900 7901:0"));
-    QCOMPARE(world.results(2), QString("21"));
+    QCOMPARE(fixture.results(2), QString("21"));
     // The item counts as finished: one of two.
-    QCOMPARE(world.progress.first(), 50.0);
+    QCOMPARE(fixture.progress.first(), 50.0);
 }
 
 void TestTransfer::refusingMcu()
 {
-    World silent;
+    Fixture silent;
     silent.addFault(QStringLiteral("silent:word=enter"));
     QVERIFY(silent.run({"A,1,0"}, 5));
-    World refusing;
+    Fixture refusing;
     refusing.addFault(QStringLiteral("refuse:word=enter"));
     QVERIFY(refusing.run({"A,1,0"}, 5));
     QVERIFY(sameTranscript(refusing.lines, silent.lines));
@@ -184,12 +185,12 @@ void TestTransfer::refusingMcu()
 /** The wait for the second answer is as long as that for the first, and does end. */
 void TestTransfer::refusedOnceThenSilent()
 {
-    World world;
-    world.addFault(QStringLiteral("refuse:word=enter,count=once"));
-    world.addFault(QStringLiteral("silent:word=enter,skip=1,count=once"));
-    QVERIFY(world.run({"A,1,0"}, 5));
-    QVERIFY(world.succeeded());
-    QVERIFY(sameTranscript(world.transfer(),
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("refuse:word=enter,count=once"));
+    fixture.addFault(QStringLiteral("silent:word=enter,skip=1,count=once"));
+    QVERIFY(fixture.run({"A,1,0"}, 5));
+    QVERIFY(fixture.succeeded());
+    QVERIFY(sameTranscript(fixture.transfer(),
                            QStringList{enter, enterRetry(1), enter, enterRetry(2), enter, entered} +
                                writing + written));
 }
@@ -209,20 +210,20 @@ void TestTransfer::blockLostOrRefused()
 {
     QFETCH(QString, fault);
     QFETCH(int, block);
-    World world;
-    world.addFault(QStringLiteral("%1:word=block,block=%2,count=twice").arg(fault).arg(block));
-    QVERIFY(world.run({"A,1,0"}, 5));
-    QVERIFY(world.succeeded());
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("%1:word=block,block=%2,count=twice").arg(fault).arg(block));
+    QVERIFY(fixture.run({"A,1,0"}, 5));
+    QVERIFY(fixture.succeeded());
     const QStringList retries{"F/W update timeout, retry 1.", "F/W update timeout, retry 2."};
-    QVERIFY(sameTranscript(world.transfer(),
+    QVERIFY(sameTranscript(fixture.transfer(),
                            QStringList{enter, entered} + writing + retries + written));
     QStringList blocks{"7900"};
     for (int number = 0; number < 3; ++number) {
         for (int times = number == block ? 3 : 1; times > 0; --times)
             blocks.append(QStringLiteral("7901:%1").arg(number));
     }
-    QCOMPARE(world.frames(), blocks.join(' '));
-    QVERIFY(compareFlash(world.device.flash(1, 0), patternImage(700, 2)).equal);
+    QCOMPARE(fixture.frames(), blocks.join(' '));
+    QVERIFY(compareFlash(fixture.device.flash(1, 0), patternImage(700, 2)).equal);
 }
 
 void TestTransfer::blockAlwaysLost_data()
@@ -234,18 +235,18 @@ void TestTransfer::blockAlwaysLost()
 {
     QFETCH(QString, fault);
     QFETCH(int, block);
-    World world;
-    world.addFault(QStringLiteral("%1:word=block,block=%2").arg(fault).arg(block));
-    QVERIFY(world.run({"A,1,0"}, 5));
-    QVERIFY(world.succeeded());
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("%1:word=block,block=%2").arg(fault).arg(block));
+    QVERIFY(fixture.run({"A,1,0"}, 5));
+    QVERIFY(fixture.succeeded());
     const QStringList once =
         QStringList{enter, entered} + writing +
         QStringList{"F/W update timeout, retry 1.", "F/W update timeout, retry 2."};
-    QVERIFY(sameTranscript(world.transfer(), once + QStringList{writeRetry(1)} + once +
-                                                 QStringList{writeRetry(2)} + once +
-                                                 QStringList{failedRow, givenUp}));
-    QCOMPARE(world.results(1), QString("2"));
-    QVERIFY(world.engine->timersIdle());
+    QVERIFY(sameTranscript(fixture.transfer(), once + QStringList{writeRetry(1)} + once +
+                                                   QStringList{writeRetry(2)} + once +
+                                                   QStringList{failedRow, givenUp}));
+    QCOMPARE(fixture.results(1), QString("2"));
+    QVERIFY(fixture.engine->timersIdle());
 }
 
 void TestTransfer::deviceResetsInMidImage_data()
@@ -259,43 +260,43 @@ void TestTransfer::deviceResetsInMidImage_data()
 void TestTransfer::deviceResetsInMidImage()
 {
     QFETCH(int, block);
-    World world;
-    world.addFault(QStringLiteral("die-at-block:block=%1,delay=1,count=once").arg(block));
-    QVERIFY(world.run({"A,1,0"}, 5));
-    QVERIFY(world.succeeded());
-    QVERIFY(sameTranscript(world.transfer(), QStringList{enter, entered} + writing +
-                                                 QStringList{"F/W update timeout, retry 1.",
-                                                             "F/W update timeout, retry 2.",
-                                                             writeRetry(1), enter, entered} +
-                                                 writing + written));
-    QVERIFY(compareFlash(world.device.flash(1, 0), patternImage(700, 2)).equal);
-    QCOMPARE(world.device.chip(1, 0)->flash.completedImages(), 1);
+    Fixture fixture;
+    fixture.addFault(QStringLiteral("die-at-block:block=%1,delay=1,count=once").arg(block));
+    QVERIFY(fixture.run({"A,1,0"}, 5));
+    QVERIFY(fixture.succeeded());
+    QVERIFY(sameTranscript(fixture.transfer(), QStringList{enter, entered} + writing +
+                                                   QStringList{"F/W update timeout, retry 1.",
+                                                               "F/W update timeout, retry 2.",
+                                                               writeRetry(1), enter, entered} +
+                                                   writing + written));
+    QVERIFY(compareFlash(fixture.device.flash(1, 0), patternImage(700, 2)).equal);
+    QCOMPARE(fixture.device.chip(1, 0)->flash.completedImages(), 1);
 }
 
 /** Such an image has no last block, so nobody ever says that it is complete. */
 void TestTransfer::shortImageEndsByTheGuard()
 {
-    World world(100, 0, EngineHarness::withShortGuard());
-    QVERIFY(world.run({"A,1,0"}, 5));
-    QVERIFY(world.succeeded());
+    Fixture fixture(100, 0, EngineHarness::withShortGuard());
+    QVERIFY(fixture.run({"A,1,0"}, 5));
+    QVERIFY(fixture.succeeded());
     const QStringList once = QStringList{enter, entered} + writing;
-    QVERIFY(sameTranscript(world.transfer(), once + QStringList{writeRetry(1)} + once +
-                                                 QStringList{writeRetry(2)} + once +
-                                                 QStringList{failedRow, givenUp}));
-    QCOMPARE(world.frames(), QStringLiteral("7900 7901:0 7900 7901:0 7900 7901:0"));
-    QCOMPARE(world.results(1), QString("2"));
-    QVERIFY(world.lines.contains(QStringLiteral("Ignore to set virtual version.")));
+    QVERIFY(sameTranscript(fixture.transfer(), once + QStringList{writeRetry(1)} + once +
+                                                   QStringList{writeRetry(2)} + once +
+                                                   QStringList{failedRow, givenUp}));
+    QCOMPARE(fixture.frames(), QStringLiteral("7900 7901:0 7900 7901:0 7900 7901:0"));
+    QCOMPARE(fixture.results(1), QString("2"));
+    QVERIFY(fixture.lines.contains(QStringLiteral("Ignore to set virtual version.")));
 }
 
 void TestTransfer::shortImageThenTheNext()
 {
-    World world(100, 256, EngineHarness::withShortGuard());
-    QVERIFY(world.run({"A,1,0", "B,2,0"}, 5));
-    QVERIFY(world.succeeded());
-    QCOMPARE(world.results(2), QString("21"));
+    Fixture fixture(100, 256, EngineHarness::withShortGuard());
+    QVERIFY(fixture.run({"A,1,0", "B,2,0"}, 5));
+    QVERIFY(fixture.succeeded());
+    QCOMPARE(fixture.results(2), QString("21"));
     // 100 bytes of 256 make 255 percent of one of two rows: more than all, and never shown.
     QStringList progress;
-    for (const double value : qAsConst(world.progress))
+    for (const double value : qAsConst(fixture.progress))
         progress.append(QString::number(value, 'f', 2));
     QCOMPARE(progress.join(' '), QStringLiteral("0.00 0.00 0.00 50.00 50.00 99.80 0.00"));
 }
@@ -310,19 +311,19 @@ void TestTransfer::sizes_data()
 void TestTransfer::sizes()
 {
     QFETCH(int, size);
-    World world(size);
-    QVERIFY(world.run({"A,1,0"}, 5));
-    QVERIFY(world.succeeded());
-    QCOMPARE(world.results(1), QString("1"));
+    Fixture fixture(size);
+    QVERIFY(fixture.run({"A,1,0"}, 5));
+    QVERIFY(fixture.succeeded());
+    QCOMPARE(fixture.results(1), QString("1"));
     const int blocks = (size + 255) / 256;
-    QCOMPARE(world.frames().count(QStringLiteral("7901")), blocks);
+    QCOMPARE(fixture.frames().count(QStringLiteral("7901")), blocks);
     const QByteArray image = patternImage(size, 2);
-    QCOMPARE(world.device.flash(1, 0).left(size), image);
-    QCOMPARE(world.device.flash(1, 0).mid(size), QByteArray(blocks * 256 - size, '\xFF'));
-    QCOMPARE(world.device.chip(1, 0)->flash.completedImages(), 1);
-    QCOMPARE(world.device.violationCount(), 0);
-    for (int i = 1; i < world.progress.size() - 1; ++i)
-        QVERIFY(world.progress.at(i) >= world.progress.at(i - 1));
+    QCOMPARE(fixture.device.flash(1, 0).left(size), image);
+    QCOMPARE(fixture.device.flash(1, 0).mid(size), QByteArray(blocks * 256 - size, '\xFF'));
+    QCOMPARE(fixture.device.chip(1, 0)->flash.completedImages(), 1);
+    QCOMPARE(fixture.device.violationCount(), 0);
+    for (int i = 1; i < fixture.progress.size() - 1; ++i)
+        QVERIFY(fixture.progress.at(i) >= fixture.progress.at(i - 1));
 }
 
 void TestTransfer::progressOfARow_data()
@@ -347,60 +348,60 @@ void TestTransfer::progressOfARow()
     QFETCH(int, row);
     QFETCH(double, percent);
     QFETCH(QString, overall);
-    World world;
+    Fixture fixture;
     QStringList list;
     for (int i = 0; i < rows; ++i)
         list.append(i < row ? QStringLiteral("X") : QStringLiteral("A,1,0,1,1,65"));
     // The image's Enter frame is never answered; its row is the current one.
-    world.link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.engine->uploadByMergeFW(world.packagePath(), list, rows == 0 ? 7 : 1);
-    world.clear();
-    world.engine->slotProgressValueChanged(percent, 100.0);
+    fixture.link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.engine->uploadByMergeFW(fixture.packagePath(), list, rows == 0 ? 7 : 1);
+    fixture.clear();
+    fixture.engine->slotProgressValueChanged(percent, 100.0);
     QStringList said;
-    for (const double value : qAsConst(world.progress))
+    for (const double value : qAsConst(fixture.progress))
         said.append(QString::number(value));
     QCOMPARE(said.join(' '), overall);
-    QVERIFY(world.waitForEnd());
+    QVERIFY(fixture.waitForEnd());
 }
 
 void TestTransfer::erasingIsSaidOnce()
 {
-    World world;
+    Fixture fixture;
     for (const double percent : {0.0, 0.0, 10.0, 20.0, 0.0})
-        world.engine->slotProgressValueChanged(percent, 100.0);
-    QCOMPARE(world.lines,
+        fixture.engine->slotProgressValueChanged(percent, 100.0);
+    QCOMPARE(fixture.lines,
              QStringList({"Erasing...", "Erase success.\r\nWriting...", "Erasing..."}));
 }
 
 void TestTransfer::unknownUploaderWordsPass()
 {
-    World world;
-    world.engine->slotMessage({"some", "words"});
-    world.engine->slotMessage({});
-    QCOMPARE(world.lines, QStringList({"some|words", ""}));
+    Fixture fixture;
+    fixture.engine->slotMessage({"some", "words"});
+    fixture.engine->slotMessage({});
+    QCOMPARE(fixture.lines, QStringList({"some|words", ""}));
 }
 
 void TestTransfer::file()
 {
-    World world;
-    QFile image(world.packagePath() + QStringLiteral(".bin"));
+    Fixture fixture;
+    QFile image(fixture.packagePath() + QStringLiteral(".bin"));
     QVERIFY(image.open(QIODevice::WriteOnly));
     image.write(patternImage(700, 9));
     image.close();
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.clear();
-    QVERIFY(world.engine->slotWriteMultBoard(1, 0, image.fileName()));
-    QVERIFY(world.engine->runActive());
-    QVERIFY(world.waitForEnd());
-    QVERIFY(compareFlash(world.device.flash(1, 0), patternImage(700, 9)).equal);
-    QCOMPARE(world.lines.mid(0, 5),
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.clear();
+    QVERIFY(fixture.engine->slotWriteMultBoard(1, 0, image.fileName()));
+    QVERIFY(fixture.engine->runActive());
+    QVERIFY(fixture.waitForEnd());
+    QVERIFY(compareFlash(fixture.device.flash(1, 0), patternImage(700, 9)).equal);
+    QCOMPARE(fixture.lines.mid(0, 5),
              QStringList({"Send 'Enter F/W Upgrade Mode' command to ''.",
                           "'' Enter 'F/W Update Mode' success.", "Erasing...",
                           "Erase success.\r\nWriting...", "Write firmware '' success."}));
     // Behind the image the device is rebooted, as at the end of any run.
-    QCOMPARE(world.device.rebootCount(), 1);
-    QVERIFY(world.succeeded());
+    QCOMPARE(fixture.device.rebootCount(), 1);
+    QVERIFY(fixture.succeeded());
 }
 
 void TestTransfer::fileThatCannotBeTaken_data()
@@ -413,35 +414,35 @@ void TestTransfer::fileThatCannotBeTaken_data()
 void TestTransfer::fileThatCannotBeTaken()
 {
     QFETCH(QString, name);
-    World world(700, 0, EngineHarness::withShortGuard());
-    world.engine->slotConnect(QStringLiteral("ttyS2"));
-    world.clear();
-    const QString folder = QFileInfo(world.packagePath()).path();
-    QVERIFY(world.engine->slotWriteMultBoard(1, 0, folder + QLatin1Char('/') + name));
-    QVERIFY(world.waitForEnd());
-    QCOMPARE(world.with("F/W update fail"),
+    Fixture fixture(700, 0, EngineHarness::withShortGuard());
+    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.clear();
+    const QString folder = QFileInfo(fixture.packagePath()).path();
+    QVERIFY(fixture.engine->slotWriteMultBoard(1, 0, folder + QLatin1Char('/') + name));
+    QVERIFY(fixture.waitForEnd());
+    QCOMPARE(fixture.with("F/W update fail"),
              QStringList({"'' F/W update fail, retry 1.", "'' F/W update fail, retry 2."}));
-    QVERIFY(world.lines.contains(QStringLiteral("'' F/W Update fail.")));
-    QCOMPARE(world.count("7900"), 3);
-    QCOMPARE(world.count("7901:0"), 0);
-    QVERIFY(!world.engine->runActive());
+    QVERIFY(fixture.lines.contains(QStringLiteral("'' F/W Update fail.")));
+    QCOMPARE(fixture.count("7900"), 3);
+    QCOMPARE(fixture.count("7901:0"), 0);
+    QVERIFY(!fixture.engine->runActive());
 }
 
 /** A run's image is not exchanged for another under its hands. */
 void TestTransfer::fileDuringARun()
 {
-    World undisturbed;
+    Fixture undisturbed;
     QVERIFY(undisturbed.run({"A,1,0"}, 5));
-    World world;
-    world.link->answerInstead = [&](const QByteArray &frame) {
-        world.engine->slotWriteMultBoard(2, 0, QStringLiteral("other.bin"));
-        world.engine->getProductInfo();
-        world.engine->setProductInfo({"A,1,0,1,1,65"});
-        return QList<QByteArray>{world.link->deviceAnswer(frame)};
+    Fixture fixture;
+    fixture.link->answerInstead = [&](const QByteArray &frame) {
+        fixture.engine->slotWriteMultBoard(2, 0, QStringLiteral("other.bin"));
+        fixture.engine->getProductInfo();
+        fixture.engine->setProductInfo({"A,1,0,1,1,65"});
+        return QList<QByteArray>{fixture.link->deviceAnswer(frame)};
     };
-    QVERIFY(world.run({"A,1,0"}, 5));
-    QVERIFY(sameTranscript(world.lines, undisturbed.lines));
-    QCOMPARE(world.sentText(), undisturbed.sentText());
+    QVERIFY(fixture.run({"A,1,0"}, 5));
+    QVERIFY(sameTranscript(fixture.lines, undisturbed.lines));
+    QCOMPARE(fixture.sentText(), undisturbed.sentText());
 }
 
 void TestTransfer::fileWithoutALink()

@@ -37,8 +37,16 @@ def pack(request, folder):
         for mcu in chip["mcus"]:
             for pcb in mcu["pcbs"]:
                 image = (folder / pcb["fw_file"]).read_bytes()
-                keys = ("chip_type", "chip_quanity", "mcu_type", "pcb_version", "speciality",
-                        "ver1", "ver2", "ver3")
+                keys = (
+                    "chip_type",
+                    "chip_quanity",
+                    "mcu_type",
+                    "pcb_version",
+                    "speciality",
+                    "ver1",
+                    "ver2",
+                    "ver3",
+                )
                 records += bytes(int(pcb["in_" + key]) for key in keys)
                 records += struct.pack("<I", len(image)) + image
     body = b"MTU" + struct.pack(">H", 6) + struct.pack("<H", len(request)) + request + records
@@ -58,8 +66,9 @@ def main(fwm, document):
         (folder / "net.bin").write_bytes(net)
 
         def run(*arguments):
-            return subprocess.run([fwm, *arguments], cwd=folder, check=True,
-                                  stdout=subprocess.PIPE).stdout
+            return subprocess.run(
+                [fwm, *arguments], cwd=folder, check=True, stdout=subprocess.PIPE
+            ).stdout
 
         assert pack(request, folder) == package, "the packer gives another package"
         run("build", "request.json", "-o", "FW.fwm")
@@ -68,22 +77,29 @@ def main(fwm, document):
 
         assert run("list", "FW.fwm").decode().strip() == example(text, "firmware list")
 
-        for fact in ("package of %d bytes" % len(package), "has %d bytes" % len(request),
-                     "checksum `%s`" % package[:8].decode(), "At 0x%x the record" % (15 + len(request)),
-                     "`%02x %02x`" % (package[13], package[14])):
+        for fact in (
+            "package of %d bytes" % len(package),
+            "has %d bytes" % len(request),
+            "checksum `%s`" % package[:8].decode(),
+            "At 0x%x the record" % (15 + len(request)),
+            "`%02x %02x`" % (package[13], package[14]),
+        ):
             assert fact in text, "the document does not say: " + fact
 
-        digest = subprocess.run(["md5sum"], input=b"archive", check=True,
-                                stdout=subprocess.PIPE).stdout.split()[0]
+        digest = subprocess.run(
+            ["md5sum"], input=b"archive", check=True, stdout=subprocess.PIPE
+        ).stdout.split()[0]
         assert net == b"1.23\0" + digest + bytes(25) + b"archive"
         run("add-net", "FW.fwm", "net.bin", "-o", "with-net.fwm")
         merged = (folder / "with-net.fwm").read_bytes()
-        assert merged.endswith(bytes([32, 1, 0, 0, 0, 1, 23, 0]) + struct.pack("<I", len(net)) + net)
+        assert merged.endswith(
+            bytes([32, 1, 0, 0, 0, 1, 23, 0]) + struct.pack("<I", len(net)) + net
+        )
         assert merged[:8].rstrip(b"\0") == b"%x" % zlib.crc32(merged[8:])
         length = struct.unpack_from("<H", merged, 13)[0]
-        chips = json.loads(merged[15:15 + length])["chips"]
+        chips = json.loads(merged[15 : 15 + length])["chips"]
         chip = example(text, "network module chip")
-        assert chips[-1] == json.loads(chip) and chip.encode() in merged[15:15 + length]
+        assert chips[-1] == json.loads(chip) and chip.encode() in merged[15 : 15 + length]
 
 
 if __name__ == "__main__":

@@ -7,7 +7,7 @@ import os
 import re
 import subprocess
 
-from harness import framelist, netimage, networld, world
+from harness import framelist, netimage, netcase, agentcase
 from harness.package import Image, image_bytes
 
 DONE, FAILED, USAGE, NOTHING, _, _, _, REFUSED = range(8)
@@ -16,7 +16,13 @@ AUX = Image("AUX", image_bytes(600, "aux"), chip_type=1)
 FPGA = Image("FPGA", image_bytes(300, "fpga"), chip_type=17)
 NO_IMAGE = b""
 UPDATED, CURRENT, OLDER, NO_FIT, FAILS, UNREACHED = (
-    "updated", "up-to-date", "package-older", "no-fit", "failed", "not-reached")
+    "updated",
+    "up-to-date",
+    "package-older",
+    "no-fit",
+    "failed",
+    "not-reached",
+)
 
 
 def without_image(image):
@@ -24,16 +30,32 @@ def without_image(image):
     return Image(**{**vars(image), "data": NO_IMAGE})
 
 
-class TestRuns(networld.NetWorld):
+class TestRuns(netcase.NetCase):
     """Each test states the outcome; the plan and the run must both have it."""
 
     def run_json(self, program, *arguments):
-        done = subprocess.run([os.environ[program], *arguments], capture_output=True, text=True,
-                              timeout=250, check=False)
+        done = subprocess.run(
+            [os.environ[program], *arguments],
+            capture_output=True,
+            text=True,
+            timeout=250,
+            check=False,
+        )
         return done.returncode, json.loads(done.stdout), done.stderr
 
-    def agree(self, status, results, chips, images, mode=2, rows=(), request_all=False,
-              module=(), package=None, **device):
+    def agree(
+        self,
+        status,
+        results,
+        chips,
+        images,
+        mode=2,
+        rows=(),
+        request_all=False,
+        module=(),
+        package=None,
+        **device,
+    ):
         """`rows` are those of a rows file: they state what the chips would answer. `module` are
         the results of chips whose image the device itself does not get."""
         self.put_package(*images, **(package or {}))
@@ -46,120 +68,203 @@ class TestRuns(networld.NetWorld):
             chips_of_plan = ["--rows", "/tmp/rows"]
         else:
             chips_of_plan = ["--device", self.simulator.device_file]
-        plan_status, plan, words = self.run_json("FWM_PROGRAM", "plan", "--json", world.PACKAGE,
-                                                 *chips_of_plan, *options)
-        self.assertEqual((plan_status, [row["result"] for row in plan.get("rows", [])]),
-                         (status, results), words)
+        plan_status, plan, words = self.run_json(
+            "FWM_PROGRAM", "plan", "--json", agentcase.PACKAGE, *chips_of_plan, *options
+        )
+        self.assertEqual(
+            (plan_status, [row["result"] for row in plan.get("rows", [])]), (status, results), words
+        )
         chosen = [",".join(row.split(",")[:3]) for row in rows]
         run_status, run, words = self.run_json(
-            "UPGRADE_CONSOLE", "--timeout", "15", "--json", "upgrade", *options,
-            *["--yes"] * (mode == 5), *chosen)
+            "UPGRADE_CONSOLE",
+            "--timeout",
+            "15",
+            "--json",
+            "upgrade",
+            *options,
+            *["--yes"] * (mode == 5),
+            *chosen,
+        )
         self.assertEqual(run_status, status, words)
         # A client that refuses the rows names no MCU.
         if results and status != USAGE:
             self.assertEqual([re.sub("[ _]", "-", mcu["result"]) for mcu in run["mcus"]], results)
         state = self.simulator.status()
-        self.assertEqual(sum(chip["images_written"] for chip in state["chips"]) + len(module),
-                         plan.get("would_write", 0))
+        self.assertEqual(
+            sum(chip["images_written"] for chip in state["chips"]) + len(module),
+            plan.get("would_write", 0),
+        )
         self.assertEqual(state["virtual_version"], plan.get("virtual_version") or 77)
 
     def test_newer_same_and_older(self):
         """The main MCU is not the first row of this package."""
-        self.agree(DONE, [CURRENT, OLDER, UPDATED, UPDATED],
-                   [world.chip("MAIN"), world.chip("AUX", 1, 0, version="1.1.0"),
-                    world.chip("AUX", 1, 1, version="1.10.0"), world.chip("FPGA", 17, version="1.0")],
-                   [Image("AUX", AUX.data, 1, quantity=2), MAIN, FPGA])
+        self.agree(
+            DONE,
+            [CURRENT, OLDER, UPDATED, UPDATED],
+            [
+                agentcase.chip("MAIN"),
+                agentcase.chip("AUX", 1, 0, version="1.1.0"),
+                agentcase.chip("AUX", 1, 1, version="1.10.0"),
+                agentcase.chip("FPGA", 17, version="1.0"),
+            ],
+            [Image("AUX", AUX.data, 1, quantity=2), MAIN, FPGA],
+        )
 
     def test_numbering_by_quantity(self):
-        self.agree(DONE, [UPDATED, UPDATED, CURRENT],
-                   [world.chip("MAIN", 0, 1, bootcode=True), world.chip("AUX", 1, 3),
-                    world.chip("FPGA", 17, 1, version="1.1")],
-                   [MAIN, Image("AUX", AUX.data, 1, quantity=3), FPGA], request_all=True)
+        self.agree(
+            DONE,
+            [UPDATED, UPDATED, CURRENT],
+            [
+                agentcase.chip("MAIN", 0, 1, bootcode=True),
+                agentcase.chip("AUX", 1, 3),
+                agentcase.chip("FPGA", 17, 1, version="1.1"),
+            ],
+            [MAIN, Image("AUX", AUX.data, 1, quantity=3), FPGA],
+            request_all=True,
+        )
 
     def test_nothing_newer(self):
-        self.agree(NOTHING, [CURRENT, NO_FIT],
-                   [world.chip("MAIN", version="1.1.0"), world.chip("AUX", 1, pcb_version=2)],
-                   [MAIN, AUX])
+        self.agree(
+            NOTHING,
+            [CURRENT, NO_FIT],
+            [agentcase.chip("MAIN", version="1.1.0"), agentcase.chip("AUX", 1, pcb_version=2)],
+            [MAIN, AUX],
+        )
 
     def test_mode_5(self):
         """Neither the model nor any version is compared."""
-        self.agree(DONE, [UPDATED, NO_FIT, UPDATED],
-                   [world.chip("MAIN", version="9.0.0"), world.chip("AUX", 1, speciality="B"),
-                    world.chip("FPGA", 17, version="9.0")],
-                   [MAIN, AUX, FPGA], mode=5, package={"model": "HX-9"})
+        self.agree(
+            DONE,
+            [UPDATED, NO_FIT, UPDATED],
+            [
+                agentcase.chip("MAIN", version="9.0.0"),
+                agentcase.chip("AUX", 1, speciality="B"),
+                agentcase.chip("FPGA", 17, version="9.0"),
+            ],
+            [MAIN, AUX, FPGA],
+            mode=5,
+            package={"model": "HX-9"},
+        )
 
     def test_main_mcu_in_its_bootcode(self):
         """It has its turn first, and its version does not count."""
-        self.agree(DONE, [CURRENT, UPDATED],
-                   [world.chip("MAIN", bootcode=True, version="9.0.0"),
-                    world.chip("AUX", 1, version="1.1.0")],
-                   [AUX, MAIN])
+        self.agree(
+            DONE,
+            [CURRENT, UPDATED],
+            [
+                agentcase.chip("MAIN", bootcode=True, version="9.0.0"),
+                agentcase.chip("AUX", 1, version="1.1.0"),
+            ],
+            [AUX, MAIN],
+        )
         frames = self.simulator.host_frames()
-        self.assertLess(frames.index(framelist.image(0, 0, len(MAIN.data))[0]),
-                        frames.index(framelist.version(1)))
+        self.assertLess(
+            frames.index(framelist.image(0, 0, len(MAIN.data))[0]),
+            frames.index(framelist.version(1)),
+        )
 
     def test_main_mcu_in_its_bootcode_without_image(self):
-        self.agree(FAILED, [FAILS, UPDATED],
-                   [world.chip("MAIN", bootcode=True), world.chip("AUX", 1)],
-                   [without_image(MAIN), AUX])
+        self.agree(
+            FAILED,
+            [FAILS, UPDATED],
+            [agentcase.chip("MAIN", bootcode=True), agentcase.chip("AUX", 1)],
+            [without_image(MAIN), AUX],
+        )
 
     def test_main_mcu_in_its_bootcode_on_another_board(self):
-        self.agree(DONE, [NO_FIT, UPDATED],
-                   [world.chip("MAIN", bootcode=True, pcb_version=4), world.chip("AUX", 1)],
-                   [MAIN, AUX], mode=5)
+        self.agree(
+            DONE,
+            [NO_FIT, UPDATED],
+            [agentcase.chip("MAIN", bootcode=True, pcb_version=4), agentcase.chip("AUX", 1)],
+            [MAIN, AUX],
+            mode=5,
+        )
 
     def test_fpga_without_image(self):
-        self.agree(FAILED, [UPDATED, FAILS], [world.chip("MAIN"), world.chip("FPGA", 17)],
-                   [MAIN, without_image(FPGA)])
+        self.agree(
+            FAILED,
+            [UPDATED, FAILS],
+            [agentcase.chip("MAIN"), agentcase.chip("FPGA", 17)],
+            [MAIN, without_image(FPGA)],
+        )
 
     def test_missing_chip(self):
-        self.agree(FAILED, [UPDATED, FAILS], [world.chip("MAIN")], [MAIN, AUX])
+        self.agree(FAILED, [UPDATED, FAILS], [agentcase.chip("MAIN")], [MAIN, AUX])
 
     def test_missing_main_mcu(self):
         """The package's rows, from zero, on a device of the other numbering."""
-        self.agree(FAILED, [FAILS, UNREACHED], [world.chip("MAIN", 0, 1), world.chip("AUX", 1, 1)],
-                   [MAIN, AUX])
+        self.agree(
+            FAILED,
+            [FAILS, UNREACHED],
+            [agentcase.chip("MAIN", 0, 1), agentcase.chip("AUX", 1, 1)],
+            [MAIN, AUX],
+        )
 
     def test_request_of_the_other_numbering(self):
-        self.agree(FAILED, [FAILS], [world.chip("MAIN")], [MAIN], request_all=True)
+        self.agree(FAILED, [FAILS], [agentcase.chip("MAIN")], [MAIN], request_all=True)
 
     def test_no_chips_in_the_package(self):
-        self.agree(NOTHING, [], [world.chip("MAIN")], [])
+        self.agree(NOTHING, [], [agentcase.chip("MAIN")], [])
 
     def test_no_chips_in_the_package_by_quantity(self):
-        self.agree(NOTHING, [], [world.chip("MAIN", 0, 1)], [], request_all=True)
+        self.agree(NOTHING, [], [agentcase.chip("MAIN", 0, 1)], [], request_all=True)
 
     def test_wrong_model(self):
-        self.agree(REFUSED, [UNREACHED, UNREACHED], [world.chip("MAIN"), world.chip("AUX", 1)],
-                   [MAIN, AUX], package={"model": "HX-9"})
+        self.agree(
+            REFUSED,
+            [UNREACHED, UNREACHED],
+            [agentcase.chip("MAIN"), agentcase.chip("AUX", 1)],
+            [MAIN, AUX],
+            package={"model": "HX-9"},
+        )
 
     def test_invalid_product_information(self):
-        self.agree(FAILED, [UNREACHED, UNREACHED],
-                   [world.chip("MAIN", product_information=False), world.chip("AUX", 1)],
-                   [AUX, MAIN])
+        self.agree(
+            FAILED,
+            [UNREACHED, UNREACHED],
+            [agentcase.chip("MAIN", product_information=False), agentcase.chip("AUX", 1)],
+            [AUX, MAIN],
+        )
 
     def test_old_package(self):
-        self.agree(REFUSED, [], [world.chip("MAIN")], [MAIN], package={"package_version": 5})
+        self.agree(REFUSED, [], [agentcase.chip("MAIN")], [MAIN], package={"package_version": 5})
 
     def test_row_that_the_package_lacks(self):
-        self.agree(USAGE, [UNREACHED, NO_FIT], [world.chip("MAIN"), world.chip("KEY", 2)], [MAIN],
-                   rows=("MAIN,0,0,1,1,65,1,0,0", "KEY,2,0,1,1,65,1,0,0"))
+        self.agree(
+            USAGE,
+            [UNREACHED, NO_FIT],
+            [agentcase.chip("MAIN"), agentcase.chip("KEY", 2)],
+            [MAIN],
+            rows=("MAIN,0,0,1,1,65,1,0,0", "KEY,2,0,1,1,65,1,0,0"),
+        )
 
     def test_chosen_rows(self):
-        self.agree(DONE, [UPDATED], [world.chip("MAIN"), world.chip("AUX", 1)], [MAIN, AUX],
-                   rows=("AUX,1,0,1,1,65,1,0,0",))
+        self.agree(
+            DONE,
+            [UPDATED],
+            [agentcase.chip("MAIN"), agentcase.chip("AUX", 1)],
+            [MAIN, AUX],
+            rows=("AUX,1,0,1,1,65,1,0,0",),
+        )
 
     def test_image_of_the_module(self):
-        self.agree(DONE, [UPDATED, CURRENT],
-                   [world.chip("NET", 32, version="1.22"), world.chip("MAIN", version="1.1.0")],
-                   [netimage.in_package(netimage.image()), MAIN], module=("NET",))
+        self.agree(
+            DONE,
+            [UPDATED, CURRENT],
+            [agentcase.chip("NET", 32, version="1.22"), agentcase.chip("MAIN", version="1.1.0")],
+            [netimage.in_package(netimage.image()), MAIN],
+            module=("NET",),
+        )
 
     def test_damaged_image_of_the_module(self):
         good = netimage.image()
-        self.agree(FAILED, [FAILS, UPDATED],
-                   [world.chip("NET", 32, version="1.22"), world.chip("MAIN")],
-                   [netimage.in_package(good[:-1] + bytes([good[-1] ^ 1])), MAIN])
+        self.agree(
+            FAILED,
+            [FAILS, UPDATED],
+            [agentcase.chip("NET", 32, version="1.22"), agentcase.chip("MAIN")],
+            [netimage.in_package(good[:-1] + bytes([good[-1] ^ 1])), MAIN],
+        )
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

@@ -42,7 +42,7 @@ private:
 };
 
 /** The engine on a thread of its own, a real port, and times that a loaded machine keeps. */
-struct World
+struct Fixture
 {
     QTemporaryDir dir;
     PtyDevice far{EngineHarness::twoMcus()};
@@ -50,7 +50,7 @@ struct World
     QStringList lines;
     int failures = 0;
 
-    World()
+    Fixture()
     {
         QFile file(packagePath());
         if (!file.open(QIODevice::WriteOnly))
@@ -113,28 +113,28 @@ void TestBridgeRun::listingDuringARunChangesNothing()
     QStringList undisturbed;
     QByteArray undisturbedFlash;
     {
-        World world; // one engine at a time: what the links share is the process's own
-        world.start();
-        QVERIFY(waitFor([&] { return world.ended(); }, 60'000));
-        undisturbed = world.runLines();
-        undisturbedFlash = world.far.device.flash(0, 0);
+        Fixture fixture; // one engine at a time: what the links share is the process's own
+        fixture.start();
+        QVERIFY(waitFor([&] { return fixture.ended(); }, 60'000));
+        undisturbed = fixture.runLines();
+        undisturbedFlash = fixture.far.device.flash(0, 0);
     }
 
-    World world;
+    Fixture fixture;
     QStringList texts;
     QTimer lister;
     connect(&lister, &QTimer::timeout, &lister, [&] {
-        texts.append(world.worker.getMergeFWJSON(world.packagePath()));
-        texts.append(world.worker.getMergeFWJSON(world.dir.filePath("none.fwm")));
-        world.worker.getPercent();
+        texts.append(fixture.worker.getMergeFWJSON(fixture.packagePath()));
+        texts.append(fixture.worker.getMergeFWJSON(fixture.dir.filePath("none.fwm")));
+        fixture.worker.getPercent();
     });
-    world.start();
+    fixture.start();
     lister.start(5);
-    QVERIFY(waitFor([&] { return world.ended() || !world.worker.runActive(); }, 60'000));
+    QVERIFY(waitFor([&] { return fixture.ended() || !fixture.worker.runActive(); }, 60'000));
     lister.stop();
-    QVERIFY(waitFor([&] { return world.ended(); }));
+    QVERIFY(waitFor([&] { return fixture.ended(); }));
 
-    QStringList lines = world.runLines();
+    QStringList lines = fixture.runLines();
     // A listing of a missing package between the end and its report may speak for itself.
     lines.removeAll(QStringLiteral("APPSTATUS|2"));
     QVERIFY(sameTranscript(lines, undisturbed));
@@ -143,8 +143,8 @@ void TestBridgeRun::listingDuringARunChangesNothing()
     QCOMPARE(texts.size(), 2);
     QVERIFY(texts.first().startsWith(QLatin1String("{\"chips\"")));
     QCOMPARE(texts.last(), QStringLiteral("ERROR:Firmware file is not exist."));
-    QCOMPARE(world.far.device.flash(0, 0), undisturbedFlash);
-    QCOMPARE(world.far.device.violationCount(), 0);
+    QCOMPARE(fixture.far.device.flash(0, 0), undisturbedFlash);
+    QCOMPARE(fixture.far.device.violationCount(), 0);
 }
 
 AGENT_TEST(TestBridgeRun)

@@ -26,11 +26,17 @@ class TestCheck(unittest.TestCase):
         for step in STEPS:
             path = os.path.join(self.folder, "scripts", "check.d", step)
             with open(path, "w", encoding="ascii") as file:
-                file.write(f'#!/bin/sh\n#\n# Text of {step}.\necho "ran {step} $*"\n'
-                           f'exit {3 if step in failing else 0}\n')
+                file.write(
+                    f'#!/bin/sh\n#\n# Text of {step}.\necho "ran {step} $*"\n'
+                    f"exit {3 if step in failing else 0}\n"
+                )
             os.chmod(path, 0o755)
-        return subprocess.run([os.path.join(self.folder, "scripts", "check"), *arguments],
-                              capture_output=True, text=True, check=False)
+        return subprocess.run(
+            [os.path.join(self.folder, "scripts", "check"), *arguments],
+            capture_output=True,
+            text=True,
+            check=False,
+        )
 
     def table(self, *arguments, failing=()):
         """Exit status and the table of results."""
@@ -40,9 +46,10 @@ class TestCheck(unittest.TestCase):
 
     def test_list(self):
         listed = re.findall(r"^([* ]) ([a-z0-9-]+) +(\S.*)$", self.check("--list").stdout, re.M)
-        self.assertEqual([(step, text) for _, step, text in listed],
-                         [(step, f"Text of {step}.") for step in STEPS]
-                         + [("all", "The steps with a star.")])
+        self.assertEqual(
+            [(step, text) for _, step, text in listed],
+            [(step, f"Text of {step}.") for step in STEPS] + [("all", "The steps with a star.")],
+        )
         self.assertIn(("*", "asan"), [row[:2] for row in listed])
         self.assertIn((" ", "soak"), [row[:2] for row in listed])
 
@@ -65,15 +72,22 @@ class TestCheck(unittest.TestCase):
         self.assertEqual(set(STEPS) - set(table), {"footprint", "fuzz", "soak", "state-diagram"})
 
     def test_goes_on_after_a_failure(self):
-        self.assertEqual(self.table("lint", "clazy", "tsan", failing=("clazy",)),
-                         (1, {"lint": "passed", "clazy": "FAILED", "tsan": "passed"}))
+        self.assertEqual(
+            self.table("lint", "clazy", "tsan", failing=("clazy",)),
+            (1, {"lint": "passed", "clazy": "FAILED", "tsan": "passed"}),
+        )
         self.assertEqual(self.table("lint", "tsan", failing=("tsan",))[0], 1)
         with open(os.path.join(self.folder, "build/check/lint.log"), encoding="ascii") as file:
             self.assertEqual(file.read(), "ran lint \n")
 
     def test_unknown_step(self):
-        for word, step in (("lnit", "lint"), ("memchek", "memcheck"), ("diagram", "state-diagram"),
-                           ("al", "all"), ("clang-tidy", "tidy")):
+        for word, step in (
+            ("lnit", "lint"),
+            ("memchek", "memcheck"),
+            ("diagram", "state-diagram"),
+            ("al", "all"),
+            ("clang-tidy", "tidy"),
+        ):
             done = self.check("asan", word)
             self.assertEqual((done.returncode, done.stdout), (2, ""))
             self.assertIn(f"there is no step '{word}', the nearest is '{step}'", done.stderr)

@@ -11,8 +11,13 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__
 GOOD = "// SPDX-License-Identifier: Apache-2.0\nint answer()\n{\n    return 42;\n}\n"
 BAD = GOOD.replace("    return", "  return")
 NAME = "src/protocol/Answer.cpp"
-SETTINGS = {"GIT_AUTHOR_NAME": "A", "GIT_AUTHOR_EMAIL": "a@example.org", "GIT_COMMITTER_NAME": "A",
-            "GIT_COMMITTER_EMAIL": "a@example.org", "GIT_CONFIG_GLOBAL": os.devnull}
+SETTINGS = {
+    "GIT_AUTHOR_NAME": "A",
+    "GIT_AUTHOR_EMAIL": "a@example.org",
+    "GIT_COMMITTER_NAME": "A",
+    "GIT_COMMITTER_EMAIL": "a@example.org",
+    "GIT_CONFIG_GLOBAL": os.devnull,
+}
 
 
 @unittest.skipUnless(shutil.which("git"), "git is not installed")
@@ -21,19 +26,36 @@ class TestHooks(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.clone = folder.name
-        self.environment = {name: value for name, value in os.environ.items()
-                            if not name.startswith("GIT_")} | SETTINGS
-        shutil.copytree(os.path.join(ROOT, "scripts"), os.path.join(self.clone, "scripts"),
-                        ignore=shutil.ignore_patterns("__pycache__"))
-        for name in (".clang-format", ".codespell-ignore", "ARCHITECTURE.md"):
+        self.environment = {
+            name: value for name, value in os.environ.items() if not name.startswith("GIT_")
+        } | SETTINGS
+        shutil.copytree(
+            os.path.join(ROOT, "scripts"),
+            os.path.join(self.clone, "scripts"),
+            ignore=shutil.ignore_patterns("__pycache__"),
+        )
+        for name in (
+            ".clang-format",
+            ".codespell-ignore",
+            ".flake8",
+            "pyproject.toml",
+            "ARCHITECTURE.md",
+        ):
             shutil.copy(os.path.join(ROOT, name), self.clone)
         self.git("init", "-q")
         self.git("add", ".")
         self.git("commit", "-q", "-m", "tests: begin")
 
     def run_in_clone(self, *command):
-        return subprocess.run(command, cwd=self.clone, env=self.environment, text=True,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+        return subprocess.run(
+            command,
+            cwd=self.clone,
+            env=self.environment,
+            text=True,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            check=False,
+        )
 
     def git(self, *arguments):
         done = self.run_in_clone("git", *arguments)

@@ -24,8 +24,14 @@ FOUND = [
     ("make room", "room"),
 ]
 CLEAN = [
-    "There is no chip 5, 0.", "A file that is no longer there", "is no more than a line",
-    "it is not a valid port", "headroom", "the worldwide web", "beholden", "a bearer",
+    "There is no chip 5, 0.",
+    "A file that is no longer there",
+    "is no more than a line",
+    "it is not a valid port",
+    "headroom",
+    "the worldwide web",
+    "beholden",
+    "a bearer",
     "recommend",
 ]
 
@@ -55,8 +61,15 @@ class TestWords(unittest.TestCase):
             self.assertNotEqual(instead, "", phrase.pattern)
 
     def test_places(self):
-        for name in ("README.md", "docs/use/tutorial.md", "docs/man/fwm.1", "src/main/main.cpp",
-                     "bench/run.py", "cmake/cross.cmake", "packaging/agent/postinst"):
+        for name in (
+            "README.md",
+            "docs/use/tutorial.md",
+            "docs/man/fwm.1",
+            "src/main/main.cpp",
+            "bench/run.py",
+            "cmake/cross.cmake",
+            "packaging/agent/postinst",
+        ):
             self.assertTrue(lint_words.is_checked(name), name)
         for name in ("tests/edid/data/INDEX.md", "LICENSE"):
             self.assertFalse(lint_words.is_checked(name), name)

@@ -22,18 +22,26 @@ def pcb(name, version="1", speciality="A", vers=("1", "2", "3"), **more):
 
 
 def chip(name, chip_type, quantity, mcus):
-    return {"name": name, "chip_type": str(chip_type), "chip_quanity": str(quantity),
-            "mcus": [{"mcu_type": str(m), "pcbs": pcbs} for m, pcbs in mcus]}
+    return {
+        "name": name,
+        "chip_type": str(chip_type),
+        "chip_quanity": str(quantity),
+        "mcus": [{"mcu_type": str(m), "pcbs": pcbs} for m, pcbs in mcus],
+    }
 
 
 def description(*chips, model="MX-88", version="1.0.12"):
-    return json.dumps({"model": model, "version": version, "chips": list(chips)},
-                      separators=(",", ":")).encode()
+    return json.dumps(
+        {"model": model, "version": version, "chips": list(chips)}, separators=(",", ":")
+    ).encode()
 
 
 def record(chip_type, quantity, mcu, pcb_version, speciality, vers, image, length=None):
-    return (bytes([chip_type, quantity, mcu, pcb_version, speciality, *vers]) +
-            struct.pack("<I", len(image) if length is None else length) + image)
+    return (
+        bytes([chip_type, quantity, mcu, pcb_version, speciality, *vers])
+        + struct.pack("<I", len(image) if length is None else length)
+        + image
+    )
 
 
 def checksummed(body):
@@ -42,19 +50,25 @@ def checksummed(body):
 
 def current(text, records=b"", version=6, length=None):
     size = len(text) if length is None else length
-    return checksummed(b"MTU" + struct.pack(">H", version) + struct.pack("<H", size) + text +
-                       records)
+    return checksummed(
+        b"MTU" + struct.pack(">H", version) + struct.pack("<H", size) + text + records
+    )
 
 
 def long_form(text, records=b"", version=2, length=None):
     size = len(text) if length is None else length
-    return checksummed(b"MTU" + struct.pack(">H", version) + struct.pack("<I", size) + text +
-                       records)
+    return checksummed(
+        b"MTU" + struct.pack(">H", version) + struct.pack("<I", size) + text + records
+    )
 
 
 def bare(text, version=6, length=None):
-    return (b"MTU" + struct.pack(">H", version) +
-            struct.pack("<I", len(text) if length is None else length) + text)
+    return (
+        b"MTU"
+        + struct.pack(">H", version)
+        + struct.pack("<I", len(text) if length is None else length)
+        + text
+    )
 
 
 def net_image(version=b"1.23", archive=b"BZh9 not really an archive", md5=None):
@@ -88,7 +102,9 @@ def narrow_checksum():
 
 
 def golden():
-    good = current(description(MAIN, FPGA, NET), MAIN_RECORD + FPGA_RECORD + net_record(net_image()))
+    good = current(
+        description(MAIN, FPGA, NET), MAIN_RECORD + FPGA_RECORD + net_record(net_image())
+    )
     main = description(MAIN)
     upper_digest = hashlib.md5(b"BZh9 not really an archive").hexdigest().upper().encode()
     letters = current(main, MAIN_RECORD)
@@ -104,8 +120,11 @@ def golden():
         "good-checksum-of-seven-digits": narrow_checksum(),
         "good-no-images": current(description()),
         "good-numbers-above-255": current(
-            description(chip("BIG", 257, 300, [(258, [pcb("BIG", "259", "Z", ("256", "511", "1"))])])),
-            record(0, 44, 2, 3, ord("Z"), (0, 255, 1), b"x")),
+            description(
+                chip("BIG", 257, 300, [(258, [pcb("BIG", "259", "Z", ("256", "511", "1"))])])
+            ),
+            record(0, 44, 2, 3, ord("Z"), (0, 255, 1), b"x"),
+        ),
         "empty": b"",
         "checksum-text-only": b"00000000",
         "one-byte-behind-the-checksum": checksummed(b"M"),
@@ -115,40 +134,60 @@ def golden():
         "version-0": current(description(MAIN), MAIN_RECORD, version=0),
         "version-1": current(description(MAIN), MAIN_RECORD, version=1),
         "version-2": long_form(description(MAIN), MAIN_RECORD),
-        "version-2-claims-4-gib-of-json": long_form(description(MAIN), length=0xffffffff),
+        "version-2-claims-4-gib-of-json": long_form(description(MAIN), length=0xFFFFFFFF),
         "version-3": current(description(MAIN), MAIN_RECORD, version=3),
         "version-5": current(description(MAIN), MAIN_RECORD, version=5),
         "version-7": current(description(MAIN), MAIN_RECORD, version=7),
         "version-bytes-swapped": current(description(MAIN), MAIN_RECORD, version=0x0600),
         "bare": bare(description(MAIN)),
         "bare-cut-in-head": b"MTU\0\x06\x02\0",
-        "bare-claims-4-gib-of-json": bare(description(MAIN), length=0xffffffff),
+        "bare-claims-4-gib-of-json": bare(description(MAIN), length=0xFFFFFFFF),
         "checksum-in-uppercase": letters[:8].upper() + letters[8:],
         "checksum-wrong": bytes(flipped),
         "checksum-padded-with-zero": b"0" + narrow_checksum()[:7] + narrow_checksum()[8:],
         "json-longer-than-file": current(description(MAIN), length=60000),
-        "json-not-json": current(b"{\"model\": MX}"),
+        "json-not-json": current(b'{"model": MX}'),
         "json-a-list": current(b"[1,2]"),
         "json-empty": current(b""),
         "json-chips-an-object": current(b'{"model":"MX-88","version":"1","chips":{}}'),
         "json-chips-missing": current(b'{"model":"MX-88","version":"1"}'),
         "json-lists-under-one-key-twice": current(
-            b'{"model":"MX-88","version":"1","chips":[],"chips":[{"mcus":[]}]}'),
+            b'{"model":"MX-88","version":"1","chips":[],"chips":[{"mcus":[]}]}'
+        ),
         "json-nested-too-deep": current(b'{"chips":' + b"[" * 2000 + b"]" * 2000 + b"}"),
-        "json-wrong-types": current(json.dumps(
-            {"model": 5, "version": None, "chips": [
-                7, {"mcus": "x"}, {"chip_type": 3, "mcus": [[], {"pcbs": {}}, {"pcbs": [
-                    1, {"name": {}, "ver1": [], "speciality": 65}]}]}]}).encode()),
+        "json-wrong-types": current(
+            json.dumps(
+                {
+                    "model": 5,
+                    "version": None,
+                    "chips": [
+                        7,
+                        {"mcus": "x"},
+                        {
+                            "chip_type": 3,
+                            "mcus": [
+                                [],
+                                {"pcbs": {}},
+                                {"pcbs": [1, {"name": {}, "ver1": [], "speciality": 65}]},
+                            ],
+                        },
+                    ],
+                }
+            ).encode()
+        ),
         "record-header-cut": current(description(MAIN), MAIN_RECORD + b"\0\1\1\1A"),
         "record-cut": current(description(MAIN), MAIN_RECORD[:-1]),
         "record-claims-4-gib": current(
-            description(MAIN), record(0, 1, 1, 1, ord("A"), (1, 2, 3), b"abc", 0xffffffff)),
-        "record-of-length-0": current(description(MAIN),
-                                      record(0, 1, 1, 1, ord("A"), (1, 2, 3), b"")),
+            description(MAIN), record(0, 1, 1, 1, ord("A"), (1, 2, 3), b"abc", 0xFFFFFFFF)
+        ),
+        "record-of-length-0": current(
+            description(MAIN), record(0, 1, 1, 1, ord("A"), (1, 2, 3), b"")
+        ),
         "record-twice": current(description(main_twice), MAIN_RECORD + MAIN_RECORD),
         "record-missing": current(description(MAIN, FPGA), MAIN_RECORD),
         "record-of-other-version": current(
-            description(MAIN), record(0, 1, 1, 1, ord("A"), (1, 2, 4), bytes(range(20)))),
+            description(MAIN), record(0, 1, 1, 1, ord("A"), (1, 2, 4), bytes(range(20)))
+        ),
         "entry-missing": current(description(MAIN), MAIN_RECORD + FPGA_RECORD),
         "net-md5-in-uppercase": with_net(net_image(md5=upper_digest)),
         "net-md5-wrong": with_net(net_image(md5=b"0" * 32)),

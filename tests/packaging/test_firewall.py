@@ -11,10 +11,14 @@ import unittest
 SNIPPET = os.path.join(os.environ["PROJECT"], "packaging", "management-network.nft")
 PORT, OTHER_PORT = 35353, 80
 # (family, network, an address of the module in it, an address of a peer in it)
-MANAGEMENT = ((socket.AF_INET, "192.168.10.1", "192.168.10.7"),
-              (socket.AF_INET6, "fd00:10::1", "fd00:10::7"))
-ELSEWHERE = ((socket.AF_INET, "192.168.11.1", "192.168.11.7"),
-             (socket.AF_INET6, "fd00:11::1", "fd00:11::7"))
+MANAGEMENT = (
+    (socket.AF_INET, "192.168.10.1", "192.168.10.7"),
+    (socket.AF_INET6, "fd00:10::1", "fd00:10::7"),
+)
+ELSEWHERE = (
+    (socket.AF_INET, "192.168.11.1", "192.168.11.7"),
+    (socket.AF_INET6, "fd00:11::1", "fd00:11::7"),
+)
 SKIPPED = 77
 INSIDE = "FIREWALL_TEST_INSIDE"
 
@@ -36,8 +40,19 @@ class TestFirewall(unittest.TestCase):
         while os.readlink(f"/proc/{peer.pid}/ns/net") == own:
             pass
         run("ip", "link", "set", "lo", "up")
-        run("ip", "link", "add", "module", "type", "veth", "peer", "name", "peer", "netns",
-            str(peer.pid))
+        run(
+            "ip",
+            "link",
+            "add",
+            "module",
+            "type",
+            "veth",
+            "peer",
+            "name",
+            "peer",
+            "netns",
+            str(peer.pid),
+        )
         run("ip", "link", "set", "module", "up")
         run(*cls.peer, "ip", "link", "set", "peer", "up")
         for family, module, client in MANAGEMENT + ELSEWHERE:
@@ -45,8 +60,9 @@ class TestFirewall(unittest.TestCase):
             for command, address, device in (([], module, "module"), (cls.peer, client, "peer")):
                 run(*command, "ip", "address", "add", address + size[0], *size[1:], "dev", device)
         for port in (PORT, OTHER_PORT):
-            server = socket.create_server(("::", port), family=socket.AF_INET6,
-                                          dualstack_ipv6=True, backlog=100)
+            server = socket.create_server(
+                ("::", port), family=socket.AF_INET6, dualstack_ipv6=True, backlog=100
+            )
             cls.addClassCleanup(server.close)
 
     def setUp(self):
@@ -57,11 +73,17 @@ class TestFirewall(unittest.TestCase):
 
     def reaches(self, address, port, peer=True):
         """Whether a connection comes about; what is dropped never answers."""
-        code = ("import socket, sys\n"
-                "try: socket.create_connection((sys.argv[1], int(sys.argv[2])), 0.7)\n"
-                "except TimeoutError: sys.exit(9)\n")
-        done = subprocess.run([*(self.peer if peer else []), sys.executable, "-c", code, address,
-                               str(port)], capture_output=True, text=True, check=False)
+        code = (
+            "import socket, sys\n"
+            "try: socket.create_connection((sys.argv[1], int(sys.argv[2])), 0.7)\n"
+            "except TimeoutError: sys.exit(9)\n"
+        )
+        done = subprocess.run(
+            [*(self.peer if peer else []), sys.executable, "-c", code, address, str(port)],
+            capture_output=True,
+            text=True,
+            check=False,
+        )
         self.assertIn(done.returncode, (0, 9), done.stderr)
         return done.returncode == 0
 
@@ -95,10 +117,16 @@ class TestFirewall(unittest.TestCase):
             with contextlib.closing(socket.socket(family, socket.SOCK_DGRAM)) as server:
                 server.bind((module, PORT))
                 server.settimeout(5)
-                run(*self.peer, sys.executable, "-c",
+                run(
+                    *self.peer,
+                    sys.executable,
+                    "-c",
                     "import socket, sys; socket.socket(int(sys.argv[1]), socket.SOCK_DGRAM)"
                     ".sendto(b'x', (sys.argv[2], int(sys.argv[3])))",
-                    str(int(family)), module, str(PORT))
+                    str(int(family)),
+                    module,
+                    str(PORT),
+                )
                 self.assertEqual(server.recv(9), b"x")
 
     def test_loading_it_again_changes_nothing(self):
@@ -125,8 +153,11 @@ def main():
         print("skipped: firewall rules need root")
         sys.exit(SKIPPED)
     if os.environ.get(INSIDE) != "1":
-        os.execvpe("unshare", ["unshare", "--net", sys.executable, "-B", *sys.argv],
-                   {**os.environ, INSIDE: "1"})
+        os.execvpe(
+            "unshare",
+            ["unshare", "--net", sys.executable, "-B", *sys.argv],
+            {**os.environ, INSIDE: "1"},
+        )
     reason = missing()
     if reason:
         print(f"skipped: {reason}")

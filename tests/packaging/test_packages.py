@@ -13,16 +13,20 @@ PROJECT, BUILD = os.environ["PROJECT"], os.environ["BUILD"]
 TOOLS = ("device-simulator", "edid-report", "fwm", "upgrade-console")
 IS_CROSS = bool(re.fullmatch(r"(?i)1|on|true|yes", os.environ.get("CROSS", "")))
 # What packages need beside libraries, in dpkg's own form.
-OTHER_NEEDS = {"upgrade-agent": {"adduser", "bzip2", "mount", "sudo", "systemd-sysv"},
-               "upgrade-agent-tools": set(), "upgrade-agent-doc": set()}
+OTHER_NEEDS = {
+    "upgrade-agent": {"adduser", "bzip2", "mount", "sudo", "systemd-sysv"},
+    "upgrade-agent-tools": set(),
+    "upgrade-agent-doc": set(),
+}
 # Class (1 for 32 bit, 2 for 64) and machine in the head of an ELF file.
 ELF_HEADS = {"amd64": (2, 62), "arm64": (2, 183), "armhf": (1, 40)}
 PROGRAM, FILE, SECRET = 0o755, 0o644, 0o440
 
 
 def run(*command, **more):
-    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-                          check=True, **more).stdout
+    return subprocess.run(
+        command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=True, **more
+    ).stdout
 
 
 def common_files(package):
@@ -30,28 +34,35 @@ def common_files(package):
 
 
 def agent_files():
-    return {"etc/sudoers.d/upgrade-agent": SECRET,
-            "usr/lib/systemd/system/upgrade-agent.service": FILE,
-            "usr/lib/tmpfiles.d/upgrade-agent.conf": FILE,
-            "usr/sbin/upgrade-agent": PROGRAM,
-            "usr/share/man/man8/upgrade-agent.8.gz": FILE,
-            "usr/share/upgrade-agent/management-network.nft": FILE,
-            **common_files("upgrade-agent")}
+    return {
+        "etc/sudoers.d/upgrade-agent": SECRET,
+        "usr/lib/systemd/system/upgrade-agent.service": FILE,
+        "usr/lib/tmpfiles.d/upgrade-agent.conf": FILE,
+        "usr/sbin/upgrade-agent": PROGRAM,
+        "usr/share/man/man8/upgrade-agent.8.gz": FILE,
+        "usr/share/upgrade-agent/management-network.nft": FILE,
+        **common_files("upgrade-agent"),
+    }
 
 
 def tools_files():
     files = common_files("upgrade-agent-tools")
     for tool in TOOLS:
-        files |= {f"usr/bin/{tool}": PROGRAM, f"usr/share/man/man1/{tool}.1.gz": FILE,
-                  f"usr/share/bash-completion/completions/{tool}": FILE}
+        files |= {
+            f"usr/bin/{tool}": PROGRAM,
+            f"usr/share/man/man1/{tool}.1.gz": FILE,
+            f"usr/share/bash-completion/completions/{tool}": FILE,
+        }
     for name in os.listdir(os.path.join(PROJECT, "tools/device-simulator/examples")):
         files[f"usr/share/doc/upgrade-agent-tools/examples/{name}"] = FILE
     return files
 
 
 def doc_files():
-    files = {f"usr/share/doc/upgrade-agent-doc/{name}.md": FILE
-             for name in ("README", "ARCHITECTURE", "CHANGELOG", "CONTRIBUTING", "SECURITY")}
+    files = {
+        f"usr/share/doc/upgrade-agent-doc/{name}.md": FILE
+        for name in ("README", "ARCHITECTURE", "CHANGELOG", "CONTRIBUTING", "SECURITY")
+    }
     for folder, _, names in os.walk(os.path.join(PROJECT, "docs")):
         where = os.path.relpath(folder, PROJECT)
         if where.split("/")[:2] != ["docs", "man"]:
@@ -60,7 +71,6 @@ def doc_files():
 
 
 class TestPackages(unittest.TestCase):
-
     maxDiff = None
 
     @classmethod
@@ -69,8 +79,11 @@ class TestPackages(unittest.TestCase):
         cls.addClassCleanup(folder.cleanup)
         cls.folder = folder.name
         run("cpack", "--config", os.path.join(BUILD, "CPackConfig.cmake"), "-B", cls.folder)
-        cls.packages = {name.split("_")[0]: os.path.join(cls.folder, name)
-                        for name in os.listdir(cls.folder) if name.endswith(".deb")}
+        cls.packages = {
+            name.split("_")[0]: os.path.join(cls.folder, name)
+            for name in os.listdir(cls.folder)
+            if name.endswith(".deb")
+        }
 
     def field(self, package, name):
         return run("dpkg-deb", "-f", self.packages[package], name).strip()
@@ -79,8 +92,9 @@ class TestPackages(unittest.TestCase):
         """The tar members of a package: {path: member}."""
         archive = os.path.join(self.folder, f"{package}.tar")
         with open(archive, "wb") as file:
-            subprocess.run(["dpkg-deb", "--fsys-tarfile", self.packages[package]], stdout=file,
-                           check=True)
+            subprocess.run(
+                ["dpkg-deb", "--fsys-tarfile", self.packages[package]], stdout=file, check=True
+            )
         with tarfile.open(archive) as tar:
             return {member.name.removeprefix("./"): member for member in tar}
 
@@ -92,13 +106,16 @@ class TestPackages(unittest.TestCase):
         return root
 
     def test_every_file_and_no_other(self):
-        for package, expected in (("upgrade-agent", agent_files()),
-                                  ("upgrade-agent-tools", tools_files()),
-                                  ("upgrade-agent-doc", doc_files())):
+        for package, expected in (
+            ("upgrade-agent", agent_files()),
+            ("upgrade-agent-tools", tools_files()),
+            ("upgrade-agent-doc", doc_files()),
+        ):
             members = self.contents(package)
-            self.assertEqual({name: oct(member.mode) for name, member in members.items()
-                              if not member.isdir()},
-                             {name: oct(mode) for name, mode in expected.items()})
+            self.assertEqual(
+                {name: oct(member.mode) for name, member in members.items() if not member.isdir()},
+                {name: oct(mode) for name, mode in expected.items()},
+            )
             for name, member in members.items():
                 self.assertEqual((member.uid, member.gid), (0, 0), name)
                 if member.isdir():
@@ -108,42 +125,56 @@ class TestPackages(unittest.TestCase):
         with open(os.path.join(PROJECT, "CMakeLists.txt"), encoding="utf-8") as file:
             version = re.search(r"VERSION ([\d.]+) ", file.read().split("project(")[1]).group(1)
         changelog = os.path.join(PROJECT, "packaging", "changelog")
-        self.assertEqual(run("dpkg-parsechangelog", "-l", changelog, "-S", "Version").strip(),
-                         version)
+        self.assertEqual(
+            run("dpkg-parsechangelog", "-l", changelog, "-S", "Version").strip(), version
+        )
         self.assertEqual({self.field(package, "Version") for package in self.packages}, {version})
 
     def test_architectures(self):
         self.assertEqual(self.field("upgrade-agent-doc", "Architecture"), "all")
-        self.assertEqual(self.field("upgrade-agent", "Architecture"),
-                         self.field("upgrade-agent-tools", "Architecture"))
+        self.assertEqual(
+            self.field("upgrade-agent", "Architecture"),
+            self.field("upgrade-agent-tools", "Architecture"),
+        )
         if not IS_CROSS:
-            self.assertEqual(self.field("upgrade-agent", "Architecture"),
-                             run("dpkg", "--print-architecture").strip())
+            self.assertEqual(
+                self.field("upgrade-agent", "Architecture"),
+                run("dpkg", "--print-architecture").strip(),
+            )
 
     def test_programs_are_for_the_architecture(self):
         architecture = self.field("upgrade-agent", "Architecture")
         if architecture not in ELF_HEADS:
             self.skipTest(f"the ELF machine of {architecture} is not known here")
-        for package, programs in (("upgrade-agent", ["usr/sbin/upgrade-agent"]),
-                                  ("upgrade-agent-tools", [f"usr/bin/{tool}" for tool in TOOLS])):
+        for package, programs in (
+            ("upgrade-agent", ["usr/sbin/upgrade-agent"]),
+            ("upgrade-agent-tools", [f"usr/bin/{tool}" for tool in TOOLS]),
+        ):
             for program in programs:
                 with open(os.path.join(self.unpacked(package), program), "rb") as file:
                     head = file.read(20)
                 self.assertEqual(head[:4], b"\x7fELF", program)
-                self.assertEqual((head[4], int.from_bytes(head[18:20], "little")),
-                                 ELF_HEADS[architecture], program)
+                self.assertEqual(
+                    (head[4], int.from_bytes(head[18:20], "little")),
+                    ELF_HEADS[architecture],
+                    program,
+                )
 
     @unittest.skipIf(IS_CROSS, "dpkg-shlibdeps does not know another machine's libraries")
     def test_libraries_are_those_that_the_programs_need(self):
-        for package, programs in (("upgrade-agent", ["usr/sbin/upgrade-agent"]),
-                                  ("upgrade-agent-tools", [f"usr/bin/{tool}" for tool in TOOLS])):
-            found = self.needed_libraries([os.path.join(self.unpacked(package), program)
-                                           for program in programs])
+        for package, programs in (
+            ("upgrade-agent", ["usr/sbin/upgrade-agent"]),
+            ("upgrade-agent-tools", [f"usr/bin/{tool}" for tool in TOOLS]),
+        ):
+            found = self.needed_libraries(
+                [os.path.join(self.unpacked(package), program) for program in programs]
+            )
             declared = self.declared(package)
             self.assertEqual(set(declared) - OTHER_NEEDS[package], set(found))
             for library, version in found.items():
                 newer = subprocess.run(
-                    ["dpkg", "--compare-versions", declared[library], "ge", version], check=False)
+                    ["dpkg", "--compare-versions", declared[library], "ge", version], check=False
+                )
                 self.assertEqual(newer.returncode, 0, f"{library}: {declared[library]} {version}")
 
     def needed_libraries(self, programs):
@@ -168,29 +199,41 @@ class TestPackages(unittest.TestCase):
         self.assertEqual(self.field("upgrade-agent-doc", "Depends"), "")
 
     def test_lintian_finds_no_error(self):
-        done = subprocess.run(["lintian", "--allow-root", "--fail-on", "error",
-                               *self.packages.values()], capture_output=True, text=True,
-                              check=False)
+        done = subprocess.run(
+            ["lintian", "--allow-root", "--fail-on", "error", *self.packages.values()],
+            capture_output=True,
+            text=True,
+            check=False,
+        )
         self.assertEqual((done.returncode, done.stderr), (0, ""), done.stdout)
 
     def test_manual_pages_have_no_faults(self):
-        pages = [os.path.join(self.unpacked(package), name)
-                 for package in ("upgrade-agent", "upgrade-agent-tools")
-                 for name in self.contents(package) if "/man/" in name and name.endswith(".gz")]
+        pages = [
+            os.path.join(self.unpacked(package), name)
+            for package in ("upgrade-agent", "upgrade-agent-tools")
+            for name in self.contents(package)
+            if "/man/" in name and name.endswith(".gz")
+        ]
         self.assertEqual(len(pages), len(TOOLS) + 1)
         for page in pages:
-            done = subprocess.run(["man", "--warnings", "-E", "UTF-8", "-l", page],
-                                  capture_output=True, text=True, check=False)
+            done = subprocess.run(
+                ["man", "--warnings", "-E", "UTF-8", "-l", page],
+                capture_output=True,
+                text=True,
+                check=False,
+            )
             self.assertEqual((done.returncode, done.stderr), (0, ""), page)
 
     def test_completions(self):
-        folder = os.path.join(self.unpacked("upgrade-agent-tools"),
-                              "usr/share/bash-completion/completions")
+        folder = os.path.join(
+            self.unpacked("upgrade-agent-tools"), "usr/share/bash-completion/completions"
+        )
         for tool in TOOLS:
             with open(os.path.join(folder, tool), encoding="utf-8") as file:
                 script = file.read()
-            self.assertEqual(run("bash", "--norc", "-c", f"{script}\ncomplete -p {tool}")
-                             .split()[-1], tool)
+            self.assertEqual(
+                run("bash", "--norc", "-c", f"{script}\ncomplete -p {tool}").split()[-1], tool
+            )
 
     def test_package_is_the_same_wherever_it_is_made(self):
         """No folder of the machine that built it is in a program."""

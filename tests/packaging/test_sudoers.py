@@ -10,7 +10,7 @@ import subprocess
 import tempfile
 import unittest
 
-from sudo_world import AGENT, OTHER, SudoWorld
+from sudo_sandbox import AGENT, OTHER, SudoSandbox
 
 PROJECT = os.environ["PROJECT"]
 POLICY = os.path.join(PROJECT, "packaging", "upgrade-agent.sudoers")
@@ -44,15 +44,21 @@ class TestCommandLines(unittest.TestCase):
     """The list is whole."""
 
     def test_every_literal_is_run(self):
-        literals = {literal.replace("%1", ARCHIVE)
-                    for _, text in sources() for literal in re.findall(r'"(sudo\b[^"]*)"', text)}
-        self.assertEqual(sorted(literals),
-                         [line for line in command_lines() if line.startswith("sudo ")])
+        literals = {
+            literal.replace("%1", ARCHIVE)
+            for _, text in sources()
+            for literal in re.findall(r'"(sudo\b[^"]*)"', text)
+        }
+        self.assertEqual(
+            sorted(literals), [line for line in command_lines() if line.startswith("sudo ")]
+        )
 
     def test_one_place_runs_commands(self):
-        places = {name for name, text in sources()
-                  if RUNS_COMMANDS.search(re.sub(r"//.*|/\*.*?\*/|Shell::system|Shell system", "",
-                                                 text))}
+        places = {
+            name
+            for name, text in sources()
+            if RUNS_COMMANDS.search(re.sub(r"//.*|/\*.*?\*/|Shell::system|Shell system", "", text))
+        }
         self.assertEqual(places, {"src/platform/Platform.cpp"})
 
 
@@ -60,13 +66,15 @@ class TestPolicy(unittest.TestCase):
     """What the file says."""
 
     def test_syntax(self):
-        done = subprocess.run(["visudo", "-c", "-s", "-f", POLICY], capture_output=True, text=True,
-                              check=False)
+        done = subprocess.run(
+            ["visudo", "-c", "-s", "-f", POLICY], capture_output=True, text=True, check=False
+        )
         self.assertEqual((done.returncode, done.stdout), (0, f"{POLICY}: parsed OK\n"), done.stderr)
 
     def test_commands_are_those_of_the_agent(self):
-        done = subprocess.run(["cvtsudoers", "-e", "-f", "json", POLICY], capture_output=True,
-                              text=True, check=True)
+        done = subprocess.run(
+            ["cvtsudoers", "-e", "-f", "json", POLICY], capture_output=True, text=True, check=True
+        )
         policy = json.loads(done.stdout)
         expected = []
         for name, *arguments in sudo_words():
@@ -77,10 +85,16 @@ class TestPolicy(unittest.TestCase):
         self.assertEqual(spec["User_List"], [{"username": AGENT}])
         self.assertEqual(len(spec["Cmnd_Specs"]), 1)
         permitted = spec["Cmnd_Specs"][0]
-        self.assertEqual(sorted(one["command"] for one in permitted.pop("Commands")),
-                         sorted(expected))
-        self.assertEqual(permitted, {"runasusers": [{"username": "root"}],
-                                     "Options": [{"authenticate": False}, {"setenv": False}]})
+        self.assertEqual(
+            sorted(one["command"] for one in permitted.pop("Commands")), sorted(expected)
+        )
+        self.assertEqual(
+            permitted,
+            {
+                "runasusers": [{"username": "root"}],
+                "Options": [{"authenticate": False}, {"setenv": False}],
+            },
+        )
 
 
 AS_AGENT = ("-U", AGENT)
@@ -170,16 +184,16 @@ class TestSudo(unittest.TestCase):
     def setUpClass(cls):
         cls.folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(cls.folder.cleanup)
-        cls.world = SudoWorld(cls.folder.name, POLICY)
+        cls.sandbox = SudoSandbox(cls.folder.name, POLICY)
 
     def assert_refused(self, questions):
-        for words, answer in zip(questions, self.world.answers(questions)):
+        for words, answer in zip(questions, self.sandbox.answers(questions)):
             with self.subTest(" ".join(words)):
                 self.assertIsNone(answer)
 
     def test_permits_what_the_agent_runs(self):
         self.assertGreaterEqual(len(sudo_words()), 6)
-        answers = self.world.answers([[*AS_AGENT, *words] for words in sudo_words()])
+        answers = self.sandbox.answers([[*AS_AGENT, *words] for words in sudo_words()])
         for words, answer in zip(sudo_words(), answers):
             self.assertRegex(answer or "refused", rf"^/usr/s?bin/{re.escape(' '.join(words))}$")
 
@@ -187,19 +201,32 @@ class TestSudo(unittest.TestCase):
         self.assert_refused([[*AS_AGENT, *line.split()] for line in NEAR_MISSES])
 
     def test_refuses_words_left_out_or_repeated(self):
-        changed = [line for words in sudo_words() for place in range(len(words))
-                   for line in (words[:place] + words[place + 1:],
-                                words[:place + 1] + words[place:])]
+        changed = [
+            line
+            for words in sudo_words()
+            for place in range(len(words))
+            for line in (words[:place] + words[place + 1 :], words[: place + 1] + words[place:])
+        ]
         self.assert_refused([[*AS_AGENT, *words] for words in changed if words])
 
     def test_refuses_other_users_and_groups(self):
         self.assert_refused([["-U", OTHER, *words] for words in sudo_words()])
-        self.assert_refused([[*AS_AGENT, *target, *words] for words in sudo_words() for target in
-                             (("-u", OTHER), ("-u", "daemon"), ("-u", AGENT), ("-g", "daemon"),
-                              ("-u", "root", "-g", "daemon"))])
+        self.assert_refused(
+            [
+                [*AS_AGENT, *target, *words]
+                for words in sudo_words()
+                for target in (
+                    ("-u", OTHER),
+                    ("-u", "daemon"),
+                    ("-u", AGENT),
+                    ("-g", "daemon"),
+                    ("-u", "root", "-g", "daemon"),
+                )
+            ]
+        )
 
     def test_lists_nothing_else(self):
-        listed = self.world.permits(*AS_AGENT) or ""
+        listed = self.sandbox.permits(*AS_AGENT) or ""
         self.assertEqual(listed.count("("), 1, listed)
         for words in sudo_words():
             self.assertIn(" ".join(words), listed)

@@ -16,18 +16,49 @@ TMPFILES = os.path.join(PROJECT, "packaging", "upgrade-agent.tmpfiles")
 # Each of these implies NoNewPrivileges=yes for a service with a user of its own, and sudo with no
 # new privileges is no sudo. systemd.exec(5), NoNewPrivileges=.
 IMPLY_NO_NEW_PRIVILEGES = {
-    "SystemCallFilter", "SystemCallArchitectures", "SystemCallLog", "RestrictAddressFamilies",
-    "RestrictNamespaces", "RestrictRealtime", "RestrictSUIDSGID", "LockPersonality",
-    "MemoryDenyWriteExecute", "PrivateDevices", "ProtectClock", "ProtectHostname",
-    "ProtectKernelLogs", "ProtectKernelModules", "ProtectKernelTunables", "DynamicUser"}
+    "SystemCallFilter",
+    "SystemCallArchitectures",
+    "SystemCallLog",
+    "RestrictAddressFamilies",
+    "RestrictNamespaces",
+    "RestrictRealtime",
+    "RestrictSUIDSGID",
+    "LockPersonality",
+    "MemoryDenyWriteExecute",
+    "PrivateDevices",
+    "ProtectClock",
+    "ProtectHostname",
+    "ProtectKernelLogs",
+    "ProtectKernelModules",
+    "ProtectKernelTunables",
+    "DynamicUser",
+}
 # tar must be able to write everywhere, as the module's own root.
-CLOSE_FOLDERS = {"ProtectSystem", "ProtectHome", "ReadOnlyPaths", "InaccessiblePaths",
-                 "TemporaryFileSystem", "NoExecPaths", "RootDirectory", "RootImage", "PrivateUsers"}
+CLOSE_FOLDERS = {
+    "ProtectSystem",
+    "ProtectHome",
+    "ReadOnlyPaths",
+    "InaccessiblePaths",
+    "TemporaryFileSystem",
+    "NoExecPaths",
+    "RootDirectory",
+    "RootImage",
+    "PrivateUsers",
+}
 HIDE_PROCESSES = {"ProtectProc", "ProcSubset"}
 NOT_TO_BE_SET = IMPLY_NO_NEW_PRIVILEGES | CLOSE_FOLDERS | HIDE_PROCESSES | {"PrivateNetwork"}
 # What sudo needs to become root and to look its user up, mount to remount, tar to unpack as root.
-NEEDED_CAPABILITIES = {"CAP_SETUID", "CAP_SETGID", "CAP_AUDIT_WRITE", "CAP_SYS_ADMIN", "CAP_CHOWN",
-                       "CAP_DAC_OVERRIDE", "CAP_FOWNER", "CAP_FSETID", "CAP_MKNOD"}
+NEEDED_CAPABILITIES = {
+    "CAP_SETUID",
+    "CAP_SETGID",
+    "CAP_AUDIT_WRITE",
+    "CAP_SYS_ADMIN",
+    "CAP_CHOWN",
+    "CAP_DAC_OVERRIDE",
+    "CAP_FOWNER",
+    "CAP_FSETID",
+    "CAP_MKNOD",
+}
 
 
 def unit_text():
@@ -55,26 +86,44 @@ def verify(unit):
         with open(os.path.join(units, "upgrade-agent.service"), "w", encoding="utf-8") as file:
             file.write(unit)
         done = subprocess.run(
-            ["systemd-analyze", "verify", "--man=no", "--recursive-errors=no", f"--root={root}",
-             "upgrade-agent.service"], capture_output=True, text=True, check=False)
+            [
+                "systemd-analyze",
+                "verify",
+                "--man=no",
+                "--recursive-errors=no",
+                f"--root={root}",
+                "upgrade-agent.service",
+            ],
+            capture_output=True,
+            text=True,
+            check=False,
+        )
         return done.returncode, done.stdout + done.stderr
 
 
 class TestUnit(unittest.TestCase):
-
     def test_loads(self):
         self.assertEqual(verify(unit_text()), (0, ""))
-        self.assertIn("SockteBindDeny",
-                      verify(unit_text().replace("SocketBindDeny", "SockteBindDeny"))[1])
+        self.assertIn(
+            "SockteBindDeny", verify(unit_text().replace("SocketBindDeny", "SockteBindDeny"))[1]
+        )
 
     def test_runs_the_agent_as_it_is_meant_to(self):
-        expected = {"Type": "notify", "ExecStart": "/usr/sbin/upgrade-agent",
-                    "User": "upgrade-agent", "Group": "upgrade-agent",
-                    "SupplementaryGroups": "dialout", "Restart": "always",
-                    "StartLimitIntervalSec": "0", "KillMode": "process"}
+        expected = {
+            "Type": "notify",
+            "ExecStart": "/usr/sbin/upgrade-agent",
+            "User": "upgrade-agent",
+            "Group": "upgrade-agent",
+            "SupplementaryGroups": "dialout",
+            "Restart": "always",
+            "StartLimitIntervalSec": "0",
+            "KillMode": "process",
+        }
         found = settings()
-        self.assertEqual({key: found.get(key) for key in expected},
-                         {key: [value] for key, value in expected.items()})
+        self.assertEqual(
+            {key: found.get(key) for key in expected},
+            {key: [value] for key, value in expected.items()},
+        )
         self.assertGreaterEqual(int(found["LimitNOFILE"][0]), 4096)
         self.assertGreater(int(found["WatchdogSec"][0]), 0)
 
@@ -82,8 +131,9 @@ class TestUnit(unittest.TestCase):
         with open(os.path.join(PROJECT, "src/platform/Platform.h"), encoding="utf-8") as file:
             port = re.search(r"quint16 console = (\d+);", file.read()).group(1)
         self.assertEqual(settings()["SocketBindAllow"], [f"tcp:{port}"])
-        with open(os.path.join(PROJECT, "packaging/management-network.nft"),
-                  encoding="utf-8") as file:
+        with open(
+            os.path.join(PROJECT, "packaging/management-network.nft"), encoding="utf-8"
+        ) as file:
             self.assertIn(f"tcp dport {port} jump console", file.read())
 
     def test_leaves_sudo_tar_and_reboot_what_they_need(self):
@@ -94,10 +144,18 @@ class TestUnit(unittest.TestCase):
 
     def test_explains_everything_it_leaves_out(self):
         """Against systemd's own list of what a unit may take away."""
-        done = subprocess.run(["systemd-analyze", "security", "--offline=true", "--json=short",
-                               UNIT], capture_output=True, text=True, check=True)
-        open_ends = [name for check in json.loads(done.stdout) if not check["set"]
-                     for name in re.findall(r"(\w+)=", check["name"])]
+        done = subprocess.run(
+            ["systemd-analyze", "security", "--offline=true", "--json=short", UNIT],
+            capture_output=True,
+            text=True,
+            check=True,
+        )
+        open_ends = [
+            name
+            for check in json.loads(done.stdout)
+            if not check["set"]
+            for name in re.findall(r"(\w+)=", check["name"])
+        ]
         self.assertGreater(len(open_ends), 30)
         self.assertEqual({name for name in open_ends if f"{name}=" not in unit_text()}, set())
         for name in NOT_TO_BE_SET:
@@ -105,14 +163,15 @@ class TestUnit(unittest.TestCase):
 
 
 class TestTmpfiles(unittest.TestCase):
-
     @unittest.skipUnless(os.geteuid() == 0, "files get other owners")
     def test_makes_data_for_the_agent(self):
         with tempfile.TemporaryDirectory() as root:
             os.makedirs(os.path.join(root, "etc"))
             os.makedirs(os.path.join(root, "data"), mode=0o700)
-            for name, lines in (("passwd", "upgrade-agent:x:990:991::/:\nroot:x:0:0::/:\n"),
-                                ("group", "upgrade-agent:x:991:\nroot:x:0:\n")):
+            for name, lines in (
+                ("passwd", "upgrade-agent:x:990:991::/:\nroot:x:0:0::/:\n"),
+                ("group", "upgrade-agent:x:991:\nroot:x:0:\n"),
+            ):
                 with open(os.path.join(root, "etc", name), "w", encoding="ascii") as file:
                     file.write(lines)
             archive = os.path.join(root, "data/sysupdate.tar.bz2")
@@ -121,14 +180,21 @@ class TestTmpfiles(unittest.TestCase):
             for path in (archive, version, package):
                 with open(path, "w", encoding="ascii") as file:
                     file.write("kept")
-            done = subprocess.run(["systemd-tmpfiles", "--create", f"--root={root}", TMPFILES],
-                                  capture_output=True, text=True, check=False)
+            done = subprocess.run(
+                ["systemd-tmpfiles", "--create", f"--root={root}", TMPFILES],
+                capture_output=True,
+                text=True,
+                check=False,
+            )
             self.assertEqual((done.returncode, done.stdout + done.stderr), (0, ""))
-            found = {path: os.stat(path) for path in (os.path.dirname(archive), archive, version, package)}
-            self.assertEqual([(oct(one.st_mode & 0o7777), one.st_uid, one.st_gid)
-                              for one in found.values()],
-                             [("0o2775", 0, 991), ("0o664", 990, 991), ("0o664", 990, 991),
-                              ("0o644", 0, 0)])
+            found = {
+                path: os.stat(path)
+                for path in (os.path.dirname(archive), archive, version, package)
+            }
+            self.assertEqual(
+                [(oct(one.st_mode & 0o7777), one.st_uid, one.st_gid) for one in found.values()],
+                [("0o2775", 0, 991), ("0o664", 990, 991), ("0o664", 990, 991), ("0o644", 0, 0)],
+            )
             for path in (archive, version, package):
                 self.assertEqual(os.path.getsize(path), 4)
 

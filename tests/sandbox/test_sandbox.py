@@ -17,14 +17,20 @@ PROJECT = os.path.dirname(os.path.dirname(os.path.realpath(SANDBOX)))
 
 def run(command, *options, **environment):
     """Runs a shell command in the sandbox; returns (status, output)."""
-    done = subprocess.run([SANDBOX, *options, "--", "sh", "-c", command], text=True, timeout=60,
-                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False,
-                          env={**os.environ, **environment})
+    done = subprocess.run(
+        [SANDBOX, *options, "--", "sh", "-c", command],
+        text=True,
+        timeout=60,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        check=False,
+        env={**os.environ, **environment},
+    )
     return done.returncode, done.stdout
 
 
 class TestSandbox(unittest.TestCase):
-    """Each test is one world."""
+    """Each test has a sandbox of its own."""
 
     def check(self, command, expected, *options, status=0, **environment):
         self.assertEqual(run(command, *options, **environment), (status, expected))
@@ -37,19 +43,24 @@ class TestSandbox(unittest.TestCase):
             port = server.getsockname()[1]
             probe = f"exec 2>/dev/null; bash -c 'exec 3<>/dev/tcp/127.0.0.1/{port}' || echo none"
             self.check(probe, "none\n")
-        self.check("ls /sys/class/net 2>/dev/null; sed -n '3,$s/:.*//p' /proc/net/dev | tr -d ' '",
-                   "lo\n")
+        self.check(
+            "ls /sys/class/net 2>/dev/null; sed -n '3,$s/:.*//p' /proc/net/dev | tr -d ' '", "lo\n"
+        )
 
-    def test_many_worlds_share_a_port(self):
+    def test_many_sandboxes_use_one_port(self):
         results = []
-        code = ("import socket,time; s=socket.create_server((\"127.0.0.1\", 35353)); "
-                "time.sleep(0.3); print(s.getsockname()[1])")
-        worlds = [threading.Thread(target=lambda: results.append(run(f"python3 -c '{code}'")))
-                  for _ in range(4)]
-        for world in worlds:
-            world.start()
-        for world in worlds:
-            world.join()
+        code = (
+            'import socket,time; s=socket.create_server(("127.0.0.1", 35353)); '
+            "time.sleep(0.3); print(s.getsockname()[1])"
+        )
+        sandboxes = [
+            threading.Thread(target=lambda: results.append(run(f"python3 -c '{code}'")))
+            for _ in range(4)
+        ]
+        for sandbox in sandboxes:
+            sandbox.start()
+        for sandbox in sandboxes:
+            sandbox.join()
         self.assertEqual(results, [(0, "35353\n")] * 4)
 
     def test_processes_are_its_own(self):
@@ -69,19 +80,29 @@ class TestSandbox(unittest.TestCase):
     def test_data(self):
         self.check("test -e /data || echo none", "none\n", "--no-data")
         self.check("touch /data/x 2>/dev/null || echo refused", "refused\n", "--data-read-only")
-        self.check("head -c 20000 /dev/zero > /data/x 2>/dev/null; stat -c %s /data/x", "8192\n",
-                   "--data-size", "8192")
+        self.check(
+            "head -c 20000 /dev/zero > /data/x 2>/dev/null; stat -c %s /data/x",
+            "8192\n",
+            "--data-size",
+            "8192",
+        )
         with tempfile.TemporaryDirectory() as folder:
             self.check("echo kept > /data/x", "", "--data", folder)
-            self.check("cat /data/x; touch /data/y 2>/dev/null || echo refused", "kept\nrefused\n",
-                       "--data", folder, "--data-read-only")
+            self.check(
+                "cat /data/x; touch /data/y 2>/dev/null || echo refused",
+                "kept\nrefused\n",
+                "--data",
+                folder,
+                "--data-read-only",
+            )
             self.assertEqual(os.listdir(folder), ["x"])
 
     def test_binds(self):
         with tempfile.TemporaryDirectory() as folder:
             self.check(f"test -e {folder} || echo none", "none\n")
-            self.check(f"touch {folder}/x 2>/dev/null || echo refused", "refused\n", "--bind",
-                       folder)
+            self.check(
+                f"touch {folder}/x 2>/dev/null || echo refused", "refused\n", "--bind", folder
+            )
             self.check(f"touch {folder}/x", "", "--bind-writable", folder)
             self.assertEqual(os.listdir(folder), ["x"])
 
@@ -92,32 +113,39 @@ class TestSandbox(unittest.TestCase):
                 os.mknod(null, stat.S_IFCHR | 0o666, os.makedev(1, 3))
             except PermissionError:
                 self.skipTest("only root makes devices")
-            self.check(f"(echo x > {null}) 2>/dev/null || echo refused", "refused\n",
-                       "--bind", folder)
+            self.check(
+                f"(echo x > {null}) 2>/dev/null || echo refused", "refused\n", "--bind", folder
+            )
             self.check(f"echo x > {null} && cat {null}", "", "--device", null)
 
     def test_another_root(self):
         """One that has nothing but a shell and a marker."""
         with tempfile.TemporaryDirectory() as root:
-            needed = subprocess.run(["ldd", "/bin/dash"], capture_output=True, text=True,
-                                    check=True).stdout
+            needed = subprocess.run(
+                ["ldd", "/bin/dash"], capture_output=True, text=True, check=True
+            ).stdout
             for path in ["/bin/sh", *re.findall(r"(/\S+) \(0x", needed)]:
                 os.makedirs(root + os.path.dirname(path), exist_ok=True)
                 shutil.copy(path, root + path)
             os.mkdir(os.path.join(root, "etc"))
             with open(os.path.join(root, "etc/marker"), "w", encoding="ascii") as file:
                 file.write("another\n")
-            self.check("read line </etc/marker; echo $line; echo /usr* /etc/*; command -v sudo",
-                       f"another\n/usr* /etc/marker\n{PROJECT}/scripts/sandbox-bin/sudo\n",
-                       "--root", root)
+            self.check(
+                "read line </etc/marker; echo $line; echo /usr* /etc/*; command -v sudo",
+                f"another\n/usr* /etc/marker\n{PROJECT}/scripts/sandbox-bin/sudo\n",
+                "--root",
+                root,
+            )
 
     def test_no_serial_device(self):
         self.check("test -e /dev/ttyS2 || echo none", "none\n")
 
     def test_own_pseudo_terminal(self):
-        code = ("import os,tty; m=int(os.environ[\"SANDBOX_PTY_FD\"]); "
-                "s=os.open(\"/dev/ttyS2\", os.O_RDWR|os.O_NOCTTY); os.write(m, b\"a\\rb\\x03\\n\"); "
-                "print(os.read(s, 9)); os.write(s, b\"c\\n\"); print(os.read(m, 9))")
+        code = (
+            'import os,tty; m=int(os.environ["SANDBOX_PTY_FD"]); '
+            's=os.open("/dev/ttyS2", os.O_RDWR|os.O_NOCTTY); os.write(m, b"a\\rb\\x03\\n"); '
+            'print(os.read(s, 9)); os.write(s, b"c\\n"); print(os.read(m, 9))'
+        )
         self.check(f"python3 -c '{code}'", "b'a\\rb\\x03\\n'\nb'c\\n'\n", "--pty")
 
     def test_given_terminal(self):
@@ -128,21 +156,34 @@ class TestSandbox(unittest.TestCase):
         os.close(slave)
 
     @unittest.skipUnless(
-        subprocess.run(["unshare", "--user", "true"], capture_output=True, check=False)
-        .returncode == 0, "the kernel gives no user namespaces here, as in a chroot")
+        subprocess.run(["unshare", "--user", "true"], capture_output=True, check=False).returncode
+        == 0,
+        "the kernel gives no user namespaces here, as in a chroot",
+    )
     def test_ordinary_user(self):
         self.check("id -u; touch /data/x && echo written", "1000\nwritten\n", "--as-user")
 
     def test_says_what_is_missing(self):
-        done = subprocess.run([SANDBOX, "--bind", "/nowhere", "--", "true"], capture_output=True,
-                              text=True, check=False)
-        self.assertEqual((done.returncode, done.stderr),
-                         (125, "sandbox: /nowhere does not exist\n"))
+        done = subprocess.run(
+            [SANDBOX, "--bind", "/nowhere", "--", "true"],
+            capture_output=True,
+            text=True,
+            check=False,
+        )
+        self.assertEqual(
+            (done.returncode, done.stderr), (125, "sandbox: /nowhere does not exist\n")
+        )
         with tempfile.TemporaryDirectory() as empty:
-            python = subprocess.run(["sh", "-c", "command -v python3"], capture_output=True,
-                                    text=True, check=True).stdout.strip()
-            done = subprocess.run([python, SANDBOX, "--", "true"], capture_output=True, text=True,
-                                  check=False, env={"PATH": empty})
+            python = subprocess.run(
+                ["sh", "-c", "command -v python3"], capture_output=True, text=True, check=True
+            ).stdout.strip()
+            done = subprocess.run(
+                [python, SANDBOX, "--", "true"],
+                capture_output=True,
+                text=True,
+                check=False,
+                env={"PATH": empty},
+            )
         self.assertEqual(done.returncode, 125)
         self.assertIn("Install the package 'bubblewrap'", done.stderr)
 
@@ -154,40 +195,60 @@ class TestSudo(unittest.TestCase):
         self.assertEqual(run(command, **environment), (0, expected))
 
     def test_records_exact_words(self):
-        self.check("sudo mount -o remount rw /; sudo  mount -o remount ro /; sync; sudo reboot;"
-                   "cat /tmp/sudo.log",
-                   "sudo mount -o remount rw /\nsudo mount -o remount ro /\nsync\nsudo reboot\n")
+        self.check(
+            "sudo mount -o remount rw /; sudo  mount -o remount ro /; sync; sudo reboot;"
+            "cat /tmp/sudo.log",
+            "sudo mount -o remount rw /\nsudo mount -o remount ro /\nsync\nsudo reboot\n",
+        )
 
     def test_md5sum_computes(self):
-        self.check("printf abc > /data/x; sudo md5sum /data/x",
-                   "900150983cd24fb0d6963f7d28e17f72  /data/x\n")
+        self.check(
+            "printf abc > /data/x; sudo md5sum /data/x",
+            "900150983cd24fb0d6963f7d28e17f72  /data/x\n",
+        )
 
     def test_tar_unpacks_elsewhere(self):
-        self.check("cd /tmp; mkdir a; echo b > a/c; tar -cjf /data/sysupdate.tar.bz2 a; rm -r a;"
-                   "sudo tar -C / -xf /data/sysupdate.tar.bz2; cat /tmp/root/a/c; test -e /a ||"
-                   "echo safe; sudo tar -C / -tf /data/sysupdate.tar.bz2 2>/dev/null || echo no",
-                   "b\nsafe\nno\n")
+        self.check(
+            "cd /tmp; mkdir a; echo b > a/c; tar -cjf /data/sysupdate.tar.bz2 a; rm -r a;"
+            "sudo tar -C / -xf /data/sysupdate.tar.bz2; cat /tmp/root/a/c; test -e /a ||"
+            "echo safe; sudo tar -C / -tf /data/sysupdate.tar.bz2 2>/dev/null || echo no",
+            "b\nsafe\nno\n",
+        )
 
     def test_rm_knows_one_file(self):
-        self.check("touch /data/sysupdate.tar.bz2 /data/x; sudo rm /data/x 2>/dev/null || echo no;"
-                   "sudo rm /data/sysupdate.tar.bz2; ls /data", "no\nx\n")
+        self.check(
+            "touch /data/sysupdate.tar.bz2 /data/x; sudo rm /data/x 2>/dev/null || echo no;"
+            "sudo rm /data/sysupdate.tar.bz2; ls /data",
+            "no\nx\n",
+        )
 
     def test_refuses_others(self):
-        self.check("sudo sh -c 'echo bad' 2>/dev/null || echo no; sudo 2>/dev/null || echo no;"
-                   "cat /tmp/sudo.log", "no\nno\nsudo sh -c echo bad\nsudo \n")
+        self.check(
+            "sudo sh -c 'echo bad' 2>/dev/null || echo no; sudo 2>/dev/null || echo no;"
+            "cat /tmp/sudo.log",
+            "no\nno\nsudo sh -c echo bad\nsudo \n",
+        )
 
     def test_fails_and_sleeps_when_told(self):
-        self.check("sudo reboot || echo failed; sudo mount x && echo went", "failed\nwent\n",
-                   SANDBOX_SUDO_FAIL="md5sum reboot")
-        self.check("timeout 0.2 sudo reboot || echo slow; timeout 5 sudo mount x && echo went",
-                   "slow\nwent\n", SANDBOX_SUDO_SLEEP="reboot=9 tar=1")
+        self.check(
+            "sudo reboot || echo failed; sudo mount x && echo went",
+            "failed\nwent\n",
+            SANDBOX_SUDO_FAIL="md5sum reboot",
+        )
+        self.check(
+            "timeout 0.2 sudo reboot || echo slow; timeout 5 sudo mount x && echo went",
+            "slow\nwent\n",
+            SANDBOX_SUDO_SLEEP="reboot=9 tar=1",
+        )
 
     def test_holds_one_command_line(self):
-        self.check("echo sudo mount x > /tmp/hold; timeout 0.2 sudo mount x || echo held;"
-                   "sudo mount y && echo went; echo sync > /tmp/hold; timeout 0.2 sync || echo held;"
-                   "(sleep 0.2; rm /tmp/hold) & sync && echo went; cat /tmp/sudo.log",
-                   "held\nwent\nheld\nwent\nsudo mount x\nsudo mount y\nsync\nsync\n",
-                   SANDBOX_SUDO_HOLD="/tmp/hold")
+        self.check(
+            "echo sudo mount x > /tmp/hold; timeout 0.2 sudo mount x || echo held;"
+            "sudo mount y && echo went; echo sync > /tmp/hold; timeout 0.2 sync || echo held;"
+            "(sleep 0.2; rm /tmp/hold) & sync && echo went; cat /tmp/sudo.log",
+            "held\nwent\nheld\nwent\nsudo mount x\nsudo mount y\nsync\nsync\n",
+            SANDBOX_SUDO_HOLD="/tmp/hold",
+        )
 
 
 if __name__ == "__main__":

@@ -65,15 +65,22 @@ class Documents:
         """Raises an AssertionError when a document does not fit the schema of this name."""
         schema = load(name)
         validator = jsonschema.Draft202012Validator(schema)
-        errors = [f"{error.json_path}: {error.message}" for error in validator.iter_errors(document)]
+        errors = [
+            f"{error.json_path}: {error.message}" for error in validator.iter_errors(document)
+        ]
         assert not errors, f"{name}: {errors}\n{document}"
         self._walk(name, schema, document, "")
         self._check_ids(document)
 
     def unseen(self, *prefixes):
         """The members that schemas with such names have and no document had."""
-        return [f"{name}{place}" for name in names() if name.startswith(prefixes)
-                for place in places(self._own(name)) if place not in self.seen.get(name, set())]
+        return [
+            f"{name}{place}"
+            for name in names()
+            if name.startswith(prefixes)
+            for place in places(self._own(name))
+            if place not in self.seen.get(name, set())
+        ]
 
     @staticmethod
     def _own(name):

@@ -82,16 +82,35 @@ CASES = [
 
 
 def chip(name, chip_type, mcu_type, file):
-    key = {"in_chip_type": chip_type, "in_chip_quanity": 1, "in_mcu_type": mcu_type,
-           "in_pcb_version": 1, "in_speciality": 65, "in_ver1": 1, "in_ver2": 2, "in_ver3": 3}
-    pcb = {"name": name, "pcb_version": "1", "speciality": "A", "ver1": "1", "ver2": "2",
-           "ver3": "3", "fw_file": file, **{member: str(value) for member, value in key.items()}}
-    return {"name": name, "chip_type": str(chip_type + 1), "chip_quanity": "1",
-            "mcus": [{"mcu_type": str(mcu_type), "pcbs": [pcb]}]}
+    key = {
+        "in_chip_type": chip_type,
+        "in_chip_quanity": 1,
+        "in_mcu_type": mcu_type,
+        "in_pcb_version": 1,
+        "in_speciality": 65,
+        "in_ver1": 1,
+        "in_ver2": 2,
+        "in_ver3": 3,
+    }
+    pcb = {
+        "name": name,
+        "pcb_version": "1",
+        "speciality": "A",
+        "ver1": "1",
+        "ver2": "2",
+        "ver3": "3",
+        "fw_file": file,
+        **{member: str(value) for member, value in key.items()},
+    }
+    return {
+        "name": name,
+        "chip_type": str(chip_type + 1),
+        "chip_quanity": "1",
+        "mcus": [{"mcu_type": str(mcu_type), "pcbs": [pcb]}],
+    }
 
 
 class TestDocuments(unittest.TestCase):
-
     maxDiff = None
 
     @classmethod
@@ -109,21 +128,30 @@ class TestDocuments(unittest.TestCase):
 
     @classmethod
     def fwm(cls, line):
-        subprocess.run([os.path.join(PROGRAMS, "fwm"), *line.format(**cls.names()).split()],
-                       cwd=cls.folder, check=True, stdout=subprocess.DEVNULL,
-                       stderr=subprocess.DEVNULL)
+        subprocess.run(
+            [os.path.join(PROGRAMS, "fwm"), *line.format(**cls.names()).split()],
+            cwd=cls.folder,
+            check=True,
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
+        )
 
     @classmethod
     def names(cls):
-        return {"packages": PACKAGES, "good": os.path.join(PACKAGES, "good.fwm"), "dumps": DUMPS,
-                "device": DEVICE}
+        return {
+            "packages": PACKAGES,
+            "good": os.path.join(PACKAGES, "good.fwm"),
+            "dumps": DUMPS,
+            "device": DEVICE,
+        }
 
     @classmethod
     def make_inputs(cls):
         """What the cases need beside the data of other tests."""
         cls.fwm("extract {good} -o request")
-        shutil.copy(os.path.join(cls.folder, "request", "03-NET.bin"),
-                    os.path.join(cls.folder, "net.bin"))
+        shutil.copy(
+            os.path.join(cls.folder, "request", "03-NET.bin"), os.path.join(cls.folder, "net.bin")
+        )
         with open(os.path.join(cls.folder, "request", "request.json"), encoding="ascii") as file:
             request = json.load(file)
         cls.write("request/rewritten.json", json.dumps(request, indent=1))
@@ -144,18 +172,31 @@ class TestDocuments(unittest.TestCase):
         cls.write("rows", "MAIN,0,0,1,1,65,1,0,0\n")
         cls.write("odd-rows", "MAIN,0,0,1,2,66,1,0,0\n")
         cls.write("foreign-rows", "NONE,9,0,1,1,65,1,0,0\n")
-        chips = [{"name": "MAIN", "version": "1.0.0"},
-                 {"name": "AUX", "chip_type": 2, "chip_index": 0, "version": "1.0"}]
+        chips = [
+            {"name": "MAIN", "version": "1.0.0"},
+            {"name": "AUX", "chip_type": 2, "chip_index": 0, "version": "1.0"},
+        ]
         for name, model in (("device", "MX-88"), ("other", "MX-44")):
-            cls.write(f"{name}.json",
-                      json.dumps({"model": model, "product_id": "P", "chips": chips}))
+            cls.write(
+                f"{name}.json", json.dumps({"model": model, "product_id": "P", "chips": chips})
+            )
         cls.write("image", bytes(300))
-        cls.write("plan.json", json.dumps({"model": "MX-88", "version": "7", "chips": [
-            chip("MAIN", 0, 1, "image"), chip("AUX", 1, 2, "image")]}))
+        cls.write(
+            "plan.json",
+            json.dumps(
+                {
+                    "model": "MX-88",
+                    "version": "7",
+                    "chips": [chip("MAIN", 0, 1, "image"), chip("AUX", 1, 2, "image")],
+                }
+            ),
+        )
         cls.fwm("build plan.json -o plan.fwm")
         # A release for which the checksum has a leading zero, which its text leaves out.
-        cls.write("short.json", json.dumps({"model": "MX-88", "version": "1",
-                                            "chips": [chip("MAIN", 0, 1, "image")]}))
+        cls.write(
+            "short.json",
+            json.dumps({"model": "MX-88", "version": "1", "chips": [chip("MAIN", 0, 1, "image")]}),
+        )
         cls.fwm("build short.json -o short.fwm")
         with open(os.path.join(cls.folder, "short.fwm"), "rb") as package:
             assert package.read(8) == b"1fbe1a6\0"
@@ -165,8 +206,14 @@ class TestDocuments(unittest.TestCase):
     def run_case(self, line):
         """The documents of a command line, the exit status, and what was on standard error."""
         program, *words = line.format(**self.names()).split()
-        done = subprocess.run([os.path.join(PROGRAMS, program), *words, "--json"], cwd=self.folder,
-                              capture_output=True, text=True, timeout=60, check=False)
+        done = subprocess.run(
+            [os.path.join(PROGRAMS, program), *words, "--json"],
+            cwd=self.folder,
+            capture_output=True,
+            text=True,
+            timeout=60,
+            check=False,
+        )
         return json.loads(done.stdout), done.returncode, done.stderr
 
     @staticmethod
@@ -188,14 +235,27 @@ class TestDocuments(unittest.TestCase):
                 self.assertEqual(error is None, status in NO_ERROR)
                 self.documents.check(self.schema_of(line, document), document)
         self.run_simulator()
-        self.assertEqual(self.documents.unseen(documents.COMMON, "fwm-", "edid-report",
-                                               "device-simulator"), [])
+        self.assertEqual(
+            self.documents.unseen(documents.COMMON, "fwm-", "edid-report", "device-simulator"), []
+        )
 
     def run_simulator(self):
         """A run with a host, whose trace is cut."""
-        with subprocess.Popen([os.path.join(PROGRAMS, "device-simulator"), "--json", "--device",
-                               DEVICE, "--pty-link", "tty", "--trace", "/dev/full"],
-                              stdout=subprocess.PIPE, text=True, cwd=self.folder) as simulator:
+        with subprocess.Popen(
+            [
+                os.path.join(PROGRAMS, "device-simulator"),
+                "--json",
+                "--device",
+                DEVICE,
+                "--pty-link",
+                "tty",
+                "--trace",
+                "/dev/full",
+            ],
+            stdout=subprocess.PIPE,
+            text=True,
+            cwd=self.folder,
+        ) as simulator:
             ready = simulator.stdout.readline()
             with open(os.path.join(self.folder, "tty"), "r+b", buffering=0) as host:
                 host.write(frames.host(frames.MODEL_NAME))
@@ -203,17 +263,25 @@ class TestDocuments(unittest.TestCase):
             simulator.terminate()
             result = simulator.communicate(timeout=20)[0]
         self.assertEqual(simulator.returncode, FAILED)
-        for line, name in ((ready, "device-simulator-ready"), (result, "device-simulator"),
-                           (warning, "device-simulator-warning")):
+        for line, name in (
+            (ready, "device-simulator-ready"),
+            (result, "device-simulator"),
+            (warning, "device-simulator-warning"),
+        ):
             self.documents.check(name, json.loads(line))
 
     def test_every_command_has_a_schema(self):
-        shown = subprocess.run([os.path.join(PROGRAMS, "fwm"), "--help"], capture_output=True,
-                               text=True, check=True).stdout
-        commands = re.findall(r"^  ([a-z-]+) ", shown.split("Subcommands:")[1].split("\n\n")[0], re.M)
+        shown = subprocess.run(
+            [os.path.join(PROGRAMS, "fwm"), "--help"], capture_output=True, text=True, check=True
+        ).stdout
+        commands = re.findall(
+            r"^  ([a-z-]+) ", shown.split("Subcommands:")[1].split("\n\n")[0], re.M
+        )
         self.assertGreater(len(commands), 8)
-        self.assertEqual([name for name in documents.names() if name.startswith("fwm-")],
-                         sorted(f"fwm-{command}" for command in commands))
+        self.assertEqual(
+            [name for name in documents.names() if name.startswith("fwm-")],
+            sorted(f"fwm-{command}" for command in commands),
+        )
         for command in commands:
             cases = [status for line, status, _ in CASES if line.split()[:2] == ["fwm", command]]
             self.assertTrue({USAGE} < set(cases), command)
@@ -226,15 +294,32 @@ class TestDocuments(unittest.TestCase):
                 jsonschema.Draft202012Validator.check_schema(documents.load(name))
 
     def test_a_document_that_does_not_fit_is_found(self):
-        good = {"command": "list", "exit": 0, "result": "done", "error": None, "warnings": [],
-                "file": "f", "model": "m", "release": "r", "list": []}
+        good = {
+            "command": "list",
+            "exit": 0,
+            "result": "done",
+            "error": None,
+            "warnings": [],
+            "file": "f",
+            "model": "m",
+            "release": "r",
+            "list": [],
+        }
         checker = documents.Documents()
         checker.check("fwm-list", good)
-        for change in ({"exit": "0"}, {"result": "device-busy"}, {"error": "busy"}, {"more": 1},
-                       {"warnings": ["odd"]}, {"command": "info"}, {"list": [{}]},
-                       {"list": [{"two words": 1}]}, {"model": None},
-                       {"error": {"id": "nowhere", "text": "t", "advice": "a", "detail": ""}},
-                       {"warnings": [{"id": "nowhere", "text": "t", "detail": ""}]}):
+        for change in (
+            {"exit": "0"},
+            {"result": "device-busy"},
+            {"error": "busy"},
+            {"more": 1},
+            {"warnings": ["odd"]},
+            {"command": "info"},
+            {"list": [{}]},
+            {"list": [{"two words": 1}]},
+            {"model": None},
+            {"error": {"id": "nowhere", "text": "t", "advice": "a", "detail": ""}},
+            {"warnings": [{"id": "nowhere", "text": "t", "detail": ""}]},
+        ):
             with self.assertRaises(AssertionError, msg=str(change)):
                 checker.check("fwm-list", {**good, **change})
         for missing in ("command", "exit", "result", "error", "warnings", "file"):
@@ -245,11 +330,18 @@ class TestDocuments(unittest.TestCase):
         found = set()
         for name in ("Findings.cpp", "SchemaCheck.cpp"):
             with open(os.path.join(documents.ROOT, "tools/fwm", name), encoding="utf-8") as file:
-                found |= set(re.findall(r'(?:\b(?:error|warning)\(|QStringLiteral\()"'
-                                        r'([a-z0-9]+(?:-[a-z0-9]+)+)"', file.read()))
+                found |= set(
+                    re.findall(
+                        r'(?:\b(?:error|warning)\(|QStringLiteral\()"'
+                        r'([a-z0-9]+(?:-[a-z0-9]+)+)"',
+                        file.read(),
+                    )
+                )
         self.assertGreater(len(found), 20)
-        self.assertEqual(found | {"extension-missing", "trace-cut", "verdict-unseen"},
-                         documents.ids("Warnings and findings"))
+        self.assertEqual(
+            found | {"extension-missing", "trace-cut", "verdict-unseen"},
+            documents.ids("Warnings and findings"),
+        )
 
 
 if __name__ == "__main__":

@@ -19,7 +19,7 @@ class AgentLog:
     def read(self):
         """Takes what has come since the last time; returns all messages of the run."""
         new = self._agent.stderr_bytes(self._place)
-        new = new[:new.rfind(b"\n") + 1]
+        new = new[: new.rfind(b"\n") + 1]
         self._place += len(new)
         for line in new.decode(errors="replace").splitlines():
             found = _MESSAGE.search(line)
@@ -35,10 +35,16 @@ class AgentLog:
     @property
     def lines(self):
         """The log lines for people."""
-        return [one[0] for one in self.messages
-                if one[0] not in ("APPSTATUS", "UPGRADERESULT", "ConnectSuccess", "NETVERSION")]
+        return [
+            one[0]
+            for one in self.messages
+            if one[0] not in ("APPSTATUS", "UPGRADERESULT", "ConnectSuccess", "NETVERSION")
+        ]
 
     def results(self, name):
         """All results that a row of that name was given: "1" written, "2" failed, "3" not newer."""
-        return [one[2] for one in self.messages
-                if one[0] == "UPGRADERESULT" and len(one) == 3 and one[1].split(",")[0] == name]
+        return [
+            one[2]
+            for one in self.messages
+            if one[0] == "UPGRADERESULT" and len(one) == 3 and one[1].split(",")[0] == name
+        ]

@@ -20,7 +20,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(HERE), "system"))
 import scenario as scenarios  # noqa: E402
 import verdict  # noqa: E402
 from agentlog import LOGGING, AgentLog  # noqa: E402
-from harness import module, netimage, package, wait, world  # noqa: E402
+from harness import module, netimage, package, wait, agentcase  # noqa: E402
 from harness.agent import Agent  # noqa: E402
 from harness.console import Console  # noqa: E402
 from harness.simulator import Simulator  # noqa: E402
@@ -64,10 +64,15 @@ class Lane:
             if self.tell:
                 report["evidence"] = performance.evidence()
             performance.close()
-        report.update(seconds=round(time.monotonic() - started, 1), status=performance.status(),
-                      faults=[fault.split(":")[0] for fault in performance.struck],
-                      events=performance.done, memory=self.memory[-1:], growth=self.growth(),
-                      descriptors=self.agent.descriptors() if self.agent.alive else None)
+        report.update(
+            seconds=round(time.monotonic() - started, 1),
+            status=performance.status(),
+            faults=[fault.split(":")[0] for fault in performance.struck],
+            events=performance.done,
+            memory=self.memory[-1:],
+            growth=self.growth(),
+            descriptors=self.agent.descriptors() if self.agent.alive else None,
+        )
         return report
 
     def check_rest(self, performance):
@@ -78,16 +83,22 @@ class Lane:
             client.mark()
             client.send("UPGRADE||")
             # All of it, or the next run's client would get the rest.
-            wait.until(lambda: BUSY in client.lines or any(
-                line.endswith(" port is disconnected.") for line in client.lines), 10,
-                "answer to a request without rows")
+            wait.until(
+                lambda: BUSY in client.lines
+                or any(line.endswith(" port is disconnected.") for line in client.lines),
+                10,
+                "answer to a request without rows",
+            )
             if BUSY in client.lines:
                 raise verdict.Violation("the run has ended and the agent is still busy")
         performance.close()
         if self.descriptors is None:
             self.descriptors = self.agent.descriptors()
-        wait.until(lambda: self.agent.descriptors() <= self.descriptors, 5,
-                   f"return to {self.descriptors} descriptors")
+        wait.until(
+            lambda: self.agent.descriptors() <= self.descriptors,
+            5,
+            f"return to {self.descriptors} descriptors",
+        )
         self.memory.append(self.agent.memory())
         if self.growth() > MEMORY_GROWTH:
             raise verdict.Violation(f"memory has grown by {self.growth()} bytes: {self.memory}")
@@ -119,15 +130,18 @@ class Performance:
     def put_package(self):
         """The package of the scenario, good or not."""
         with contextlib.suppress(FileNotFoundError):
-            os.remove(world.PACKAGE)
+            os.remove(agentcase.PACKAGE)
         if self.run.package == "missing":
             return
         images = [self.build(image) for image in self.run.images]
-        content = package.build(images, model="HX-9" if self.run.package == "model" else "HX-8",
-                                package_version=5 if self.run.package == "version" else 6)
+        content = package.build(
+            images,
+            model="HX-9" if self.run.package == "model" else "HX-8",
+            package_version=5 if self.run.package == "version" else 6,
+        )
         if self.run.package == "checksum":
             content = content[:-1] + bytes([content[-1] ^ 1])
-        with open(world.PACKAGE, "wb") as file:
+        with open(agentcase.PACKAGE, "wb") as file:
             file.write(content)
 
     def build(self, image):
@@ -138,19 +152,32 @@ class Performance:
             return netimage.in_package(content, image.name)
         content = package.image_bytes(image.size, image.seed)
         self.built[image.seed] = content
-        return package.Image(image.name, content, image.chip_type, 1, image.mcu_type,
-                             image.pcb_version, image.speciality, image.version)
+        return package.Image(
+            image.name,
+            content,
+            image.chip_type,
+            1,
+            image.mcu_type,
+            image.pcb_version,
+            image.speciality,
+            image.version,
+        )
 
     def start_device(self):
         """A new device on the line, which is empty."""
         # pylint: disable=protected-access
-        world.World._drain_line()
+        agentcase.AgentCase._drain_line()
         shutil.rmtree("/tmp/device", ignore_errors=True)
-        device = world.device(*self.run.chips, **self.run.device)
+        device = agentcase.device(*self.run.chips, **self.run.device)
         self.simulator = Simulator(
-            os.environ["DEVICE_SIMULATOR"], "/tmp/device", device,
-            ("--fd", str(world.MASTER)), self.run.faults,
-            ("--seed", str(self.run.run % 1_000_000)), (world.MASTER,))
+            os.environ["DEVICE_SIMULATOR"],
+            "/tmp/device",
+            device,
+            ("--fd", str(agentcase.MASTER)),
+            self.run.faults,
+            ("--seed", str(self.run.run % 1_000_000)),
+            (agentcase.MASTER,),
+        )
 
     def connect(self):
         client = Console()
@@ -186,8 +213,12 @@ class Performance:
         """Waits for what is said behind the end."""
         client = self.connect()
         client.sync_behind()
-        wait.until(lambda: not self.log.read() or self.log.messages[-1][0].endswith(
-            " port is disconnected."), 10, "closed link")
+        wait.until(
+            lambda: not self.log.read()
+            or self.log.messages[-1][0].endswith(" port is disconnected."),
+            10,
+            "closed link",
+        )
         client.sync_behind()
         self.log.read()
 
@@ -199,7 +230,7 @@ class Performance:
     def on_noise(self, count):
         """Bytes from nowhere; what the line does not take is lost."""
         with contextlib.suppress(BlockingIOError):
-            os.write(world.MASTER, self.random.randbytes(int(count)))
+            os.write(agentcase.MASTER, self.random.randbytes(int(count)))
 
     def on_unplug(self, _):
         self.simulator.control("link off")
@@ -230,21 +261,32 @@ class Performance:
 
     def foreign_package(self):
         """For the same chips, with other images. No run may take it, so its checksum is wrong."""
-        content = package.build([
-            package.Image(image.name, package.image_bytes(image.size, "foreign"), image.chip_type,
-                          1, image.mcu_type, image.pcb_version, image.speciality, image.version)
-            for image in self.run.images])
+        content = package.build(
+            [
+                package.Image(
+                    image.name,
+                    package.image_bytes(image.size, "foreign"),
+                    image.chip_type,
+                    1,
+                    image.mcu_type,
+                    image.pcb_version,
+                    image.speciality,
+                    image.version,
+                )
+                for image in self.run.images
+            ]
+        )
         return content[:-1] + bytes([content[-1] ^ 1])
 
     def on_replace(self, _):
         """As docs/use/operations.md has it: renamed into place."""
-        with open(world.PACKAGE + ".new", "wb") as file:
+        with open(agentcase.PACKAGE + ".new", "wb") as file:
             file.write(self.foreign_package())
-        os.replace(world.PACKAGE + ".new", world.PACKAGE)
+        os.replace(agentcase.PACKAGE + ".new", agentcase.PACKAGE)
 
     def on_overwrite(self, _):
         """In place, against that page: the run fails when it reads on."""
-        with open(world.PACKAGE, "r+b") as file:
+        with open(agentcase.PACKAGE, "r+b") as file:
             file.write(self.foreign_package())
             file.truncate()
 
@@ -263,10 +305,14 @@ class Performance:
     def evidence(self):
         """All that is known of the run, for the one who looks for the reason."""
         self.stop_device()
-        return {"scenario": dataclasses.asdict(self.run), "done": self.done,
-                "messages": [" | ".join(one) for one in self.log.read()[-200:]],
-                "trace": self.trace, "alive": self.agent.alive,
-                "processor_seconds": self.agent.processor_seconds() if self.agent.alive else None}
+        return {
+            "scenario": dataclasses.asdict(self.run),
+            "done": self.done,
+            "messages": [" | ".join(one) for one in self.log.read()[-200:]],
+            "trace": self.trace,
+            "alive": self.agent.alive,
+            "processor_seconds": self.agent.processor_seconds() if self.agent.alive else None,
+        }
 
     def stop_device(self):
         """Ends the device and keeps what it saw."""

@@ -15,9 +15,17 @@ AUX = (1, 2, 3, 4)
 SIZES = (256, 257, 511, 512, 513)
 # An image of less than a block gets no verdict: the run's guard ends each of its three tries.
 TINY, GUARD = 255, 60
-READS = {"bootcode": COMMAND, "product-info": COMMAND, "version": COMMAND,
-         "model-name": COMMAND, "enter": ENTER, "block": BLOCK, "reboot": COMMAND,
-         "product-id": COMMAND, "set-virtual-version": COMMAND}
+READS = {
+    "bootcode": COMMAND,
+    "product-info": COMMAND,
+    "version": COMMAND,
+    "model-name": COMMAND,
+    "enter": ENTER,
+    "block": BLOCK,
+    "reboot": COMMAND,
+    "product-id": COMMAND,
+    "set-virtual-version": COMMAND,
+}
 
 
 @dataclasses.dataclass
@@ -81,10 +89,13 @@ def make(seed, run, quick=False):
 
 # The device, the package and the request.
 
+
 def _peaceful(rng, run, is_long):
     everything = rng.random() < 0.2
-    types = sorted(rng.sample((MAIN, *AUX, FPGA, FPGA2), rng.choice((1, 1, 2, 2, 3, 4))),
-                   key=lambda _: rng.random())
+    types = sorted(
+        rng.sample((MAIN, *AUX, FPGA, FPGA2), rng.choice((1, 1, 2, 2, 3, 4))),
+        key=lambda _: rng.random(),
+    )
     if rng.random() < 0.08:
         types.append(NET)
     chips, images = [], []
@@ -98,17 +109,21 @@ def _peaceful(rng, run, is_long):
     rows = [(chip["name"], chip["chip_type"], chip["chip_index"]) for chip in chips]
     if everything:
         rows = [(image.name, image.chip_type, 1) for image in images]
-    request = "UPGRADEALL" if everything else "UPGRADE||" + "||".join(
-        ",".join(map(str, row)) for row in rows)
-    package = rng.choices(("good", "checksum", "version", "missing", "model"),
-                          (90, 3, 3, 2, 2))[0]
+    request = (
+        "UPGRADEALL"
+        if everything
+        else "UPGRADE||" + "||".join(",".join(map(str, row)) for row in rows)
+    )
+    package = rng.choices(("good", "checksum", "version", "missing", "model"), (90, 3, 3, 2, 2))[0]
     mode = rng.choice((2, 2, 2, 5, 5))
     if package == "model" and mode == 5:
         package = "good"  # mode 5 does not ask for the model
-    device = {"answer_ms": rng.choice((0, 0, 1, 3, 10)),
-              "erase_ms": rng.choice((0, 0, 100, 1500)),
-              "restart_ms": rng.choice((300, 300, 2000)),
-              "reboot_ms": rng.choice((300, 300, 2000, 6000))}
+    device = {
+        "answer_ms": rng.choice((0, 0, 1, 3, 10)),
+        "erase_ms": rng.choice((0, 0, 100, 1500)),
+        "restart_ms": rng.choice((300, 300, 2000)),
+        "reboot_ms": rng.choice((300, 300, 2000, 6000)),
+    }
     scenario = Scenario(run, mode, request, chips, images, package, device, rows)
     scenario.cost = 12 + sum(_cost_of(image, device) for image in images)
     return scenario
@@ -128,24 +143,40 @@ def _version(rng):
 
 def _chip_and_images(rng, run, chip_type, everything):
     """A chip, and the images that the package has for it: mostly one that fits."""
-    name = {MAIN: "MAIN", FPGA: "FPGA", FPGA2: "FPGA2", NET: "NET"}.get(chip_type,
-                                                                       f"AUX{chip_type}")
+    name = {MAIN: "MAIN", FPGA: "FPGA", FPGA2: "FPGA2", NET: "NET"}.get(
+        chip_type, f"AUX{chip_type}"
+    )
     running = _version(rng)
     newer = (running[0], running[1] + 1, rng.randrange(10))
     version = rng.choices((newer, running, _version(rng)), (70, 15, 15))[0]
-    chip = {"name": name, "chip_type": chip_type, "chip_index": int(everything),
-            "mcu_type": rng.randrange(1, 4), "pcb_version": rng.randrange(1, 4),
-            "speciality": rng.choice("AB"), "version": ".".join(map(str, running)),
-            "upgrades_to": ".".join(map(str, version))}
+    chip = {
+        "name": name,
+        "chip_type": chip_type,
+        "chip_index": int(everything),
+        "mcu_type": rng.randrange(1, 4),
+        "pcb_version": rng.randrange(1, 4),
+        "speciality": rng.choice("AB"),
+        "version": ".".join(map(str, running)),
+        "upgrades_to": ".".join(map(str, version)),
+    }
     if chip_type == MAIN and rng.random() < 0.05:
         chip["bootcode"] = True
-    size = rng.choice((rng.choice(SIZES), rng.randrange(256, 4000), rng.randrange(256, 4000),
-                       rng.randrange(4000, 30000)))
+    size = rng.choice(
+        (
+            rng.choice(SIZES),
+            rng.randrange(256, 4000),
+            rng.randrange(256, 4000),
+            rng.randrange(4000, 30000),
+        )
+    )
     image = Image(name, chip_type, size, f"{run}-{name}", version)
     if chip_type < FPGA:
-        image = dataclasses.replace(image, mcu_type=chip["mcu_type"],
-                                    pcb_version=chip["pcb_version"],
-                                    speciality=chip["speciality"])
+        image = dataclasses.replace(
+            image,
+            mcu_type=chip["mcu_type"],
+            pcb_version=chip["pcb_version"],
+            speciality=chip["speciality"],
+        )
     if chip_type == NET:
         chip["version"] = chip["upgrades_to"] = "1.0"
         return chip, [dataclasses.replace(image, version=(1, 23, 0), good=rng.random() < 0.7)]
@@ -163,12 +194,32 @@ def _chip_and_images(rng, run, chip_type, everything):
 
 # What goes wrong.
 
+
 def _add_troubles(rng, scenario, budget):
     """Faults and events, as many as the budget of seconds allows."""
     for _ in range(rng.choice((0, 1, 1, 2, 2, 3, 4) if budget < LONG else (3, 4, 5))):
-        trouble, cost = rng.choice((_lost, _lost, _corrupt, _corrupt, _harmless, _late, _busy,
-                                    _reset, _reset, _refused, _noise, _unplug, _clients, _clients, _clients,
-                                    _slow_device, _far, _package))(rng, scenario, budget)
+        trouble, cost = rng.choice(
+            (
+                _lost,
+                _lost,
+                _corrupt,
+                _corrupt,
+                _harmless,
+                _late,
+                _busy,
+                _reset,
+                _reset,
+                _refused,
+                _noise,
+                _unplug,
+                _clients,
+                _clients,
+                _clients,
+                _slow_device,
+                _far,
+                _package,
+            )
+        )(rng, scenario, budget)
         if trouble is None or scenario.cost + cost > budget:
             continue
         scenario.cost += cost
@@ -224,7 +275,9 @@ def _harmless(rng, scenario, _budget):
     # Acknowledgements carry no number: the second one of a block that was sent once counts for the
     # next block, unless both come in one piece.
     other = {"duplicate": "split", "split": "duplicate"}.get(name)
-    if word == "block" and any(fault.startswith(f"{other}:word=block") for fault in scenario.faults):
+    if word == "block" and any(
+        fault.startswith(f"{other}:word=block") for fault in scenario.faults
+    ):
         return None, 0
     fault, times = _fault(rng, scenario, name, word)
     return fault, times * READS[word] if name in ("merge", "noise") else 0.5
@@ -306,6 +359,7 @@ def _far(rng, scenario, budget):
 
 # What a run without troubles must come to.
 
+
 def _expected(scenario):
     """{name: result} of each row by the rules for peaceful runs; None where those do not say."""
     if scenario.package != "good" or any(chip.get("bootcode") for chip in scenario.chips):
@@ -313,8 +367,10 @@ def _expected(scenario):
     images = {}
     for image in scenario.images:
         images.setdefault(image.chip_type, []).append(image)
-    return {chip["name"]: _expected_row(chip, images.get(chip["chip_type"], []), scenario.mode)
-            for chip in scenario.chips}
+    return {
+        chip["name"]: _expected_row(chip, images.get(chip["chip_type"], []), scenario.mode)
+        for chip in scenario.chips
+    }
 
 
 def _expected_row(chip, images, mode):
@@ -335,5 +391,6 @@ def fitting_images(chip, images):
     if chip["chip_type"] >= FPGA:
         return own
     wanted = (chip["mcu_type"], chip["pcb_version"], chip["speciality"])
-    return [image for image in own
-            if (image.mcu_type, image.pcb_version, image.speciality) == wanted]
+    return [
+        image for image in own if (image.mcu_type, image.pcb_version, image.speciality) == wanted
+    ]

@@ -14,12 +14,28 @@ class TestNotices(unittest.TestCase):
 
     def perform(self, *faults):
         """The report of a run with these faults."""
-        chip = {"name": "AUX1", "chip_type": 1, "chip_index": 0, "mcu_type": 1, "pcb_version": 1,
-                "speciality": "A", "version": "1.0.0", "upgrades_to": "1.1.0"}
+        chip = {
+            "name": "AUX1",
+            "chip_type": 1,
+            "chip_index": 0,
+            "mcu_type": 1,
+            "pcb_version": 1,
+            "speciality": "A",
+            "version": "1.0.0",
+            "upgrades_to": "1.1.0",
+        }
         run = scenario.Scenario(
-            1, 5, "UPGRADE||AUX1,1,0", [chip],
-            [scenario.Image("AUX1", 1, 700, "seed", (1, 1, 0))], "good", {}, [("AUX1", 1, 0)],
-            cost=60, faults=list(faults))
+            1,
+            5,
+            "UPGRADE||AUX1,1,0",
+            [chip],
+            [scenario.Image("AUX1", 1, 700, "seed", (1, 1, 0))],
+            "good",
+            {},
+            [("AUX1", 1, 0)],
+            cost=60,
+            faults=list(faults),
+        )
         one = lane.Lane("1")
         self.addCleanup(one.agent.forget)
         self.addCleanup(one.agent.kill)
@@ -34,8 +50,9 @@ class TestNotices(unittest.TestCase):
 
     def test_device_that_was_busy(self):
         """Block 1 is acknowledged twice, and the last block arrives at its second try."""
-        report = self.perform("busy:word=block,block=1,delay=16000,count=once",
-                              "silent:word=block,block=2,count=once")
+        report = self.perform(
+            "busy:word=block,block=1,delay=16000,count=once", "silent:word=block,block=2,count=once"
+        )
         self.assertNotIn("violation", report)
         self.assertEqual(report["rows"], {"AUX1": "written"})
         self.assertEqual(report["faults"], ["busy", "silent"])

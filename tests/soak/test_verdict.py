@@ -20,10 +20,19 @@ FLASH = b"x" * 300 + b"\xff" * 212
 
 def make_run(**more):
     """One row, mode 2."""
-    chip = {"name": "AUX1", "chip_type": 1, "chip_index": 0, "mcu_type": 1, "pcb_version": 1,
-            "speciality": "A", "version": "1.0.0", "upgrades_to": "1.1.0"}
-    return scenario.Scenario(1, 2, "UPGRADE||AUX1,1,0", [chip], [IMAGE], "good", {},
-                             [("AUX1", 1, 0)], **more)
+    chip = {
+        "name": "AUX1",
+        "chip_type": 1,
+        "chip_index": 0,
+        "mcu_type": 1,
+        "pcb_version": 1,
+        "speciality": "A",
+        "version": "1.0.0",
+        "upgrades_to": "1.1.0",
+    }
+    return scenario.Scenario(
+        1, 2, "UPGRADE||AUX1,1,0", [chip], [IMAGE], "good", {}, [("AUX1", 1, 0)], **more
+    )
 
 
 class Device:
@@ -34,8 +43,11 @@ class Device:
         self._complete = complete
 
     def chip(self, *_):
-        return {"images_written": int(self._complete), "half_written": False,
-                "flash_bytes": len(self._flash)}
+        return {
+            "images_written": int(self._complete),
+            "half_written": False,
+            "flash_bytes": len(self._flash),
+        }
 
     def flash(self, *_):
         return self._flash
@@ -79,8 +91,7 @@ class TestVerdict(unittest.TestCase):
             self.judge(messages, device, run)
 
     def test_written(self):
-        self.assertEqual(self.judge([*WRITTEN, SUCCESS], Device(FLASH, True)),
-                         {"AUX1": "written"})
+        self.assertEqual(self.judge([*WRITTEN, SUCCESS], Device(FLASH, True)), {"AUX1": "written"})
 
     def test_skipped_and_failed(self):
         self.assertEqual(self.judge([(*RESULT, "3"), SUCCESS], Device()), {"AUX1": "skipped"})
@@ -88,15 +99,17 @@ class TestVerdict(unittest.TestCase):
         self.assertEqual(self.judge([FAILURE], Device()), {"AUX1": "failed"})
 
     def test_other_bytes_in_the_flash(self):
-        self.assert_violation("from byte 511", [*WRITTEN, SUCCESS],
-                              Device(FLASH[:-1] + b"\0", True))
+        self.assert_violation(
+            "from byte 511", [*WRITTEN, SUCCESS], Device(FLASH[:-1] + b"\0", True)
+        )
 
     def test_last_block_missing(self):
         self.assert_violation("from byte 256", [*WRITTEN, SUCCESS], Device(FLASH[:256]))
 
     def test_complete_and_wrong_though_reported_as_failed(self):
-        self.assert_violation("reported as failed", [(*RESULT, "2"), SUCCESS],
-                              Device(FLASH[::-1], True))
+        self.assert_violation(
+            "reported as failed", [(*RESULT, "2"), SUCCESS], Device(FLASH[::-1], True)
+        )
 
     def test_no_word_of_a_row(self):
         self.assert_violation("says nothing", [SUCCESS], Device())

@@ -66,11 +66,15 @@ def check_chip(run, chip, outcome, simulator, built):
     flash = simulator.flash(*place) or b""
     wanted = package.expected_flash(built[fitting[0].seed])
     if flash != wanted:
-        first = next((at for at, (a, b) in enumerate(zip(flash, wanted)) if a != b),
-                     min(len(flash), len(wanted)))
-        raise Violation(f"{name} was reported as {outcome}, the chip says {state}, and its flash "
-                        f"({len(flash)} bytes) differs from the image ({len(wanted)} bytes with "
-                        f"padding) from byte {first} on")
+        first = next(
+            (at for at, (a, b) in enumerate(zip(flash, wanted)) if a != b),
+            min(len(flash), len(wanted)),
+        )
+        raise Violation(
+            f"{name} was reported as {outcome}, the chip says {state}, and its flash "
+            f"({len(flash)} bytes) differs from the image ({len(wanted)} bytes with "
+            f"padding) from byte {first} on"
+        )
 
 
 def check_module(name, image):
@@ -89,5 +93,6 @@ def check_expected(run, log):
     """A run without troubles comes to what the rules say."""
     for name, result in run.expected.items():
         if log.results(name) != [result]:
-            raise Violation(f"nothing went wrong, but {name} got {log.results(name)} instead of "
-                            f"{result}")
+            raise Violation(
+                f"nothing went wrong, but {name} got {log.results(name)} instead of " f"{result}"
+            )

@@ -6,7 +6,7 @@ Run by scripts/check memcheck, which sets $AGENT_WRAPPER.
 
 import re
 
-from harness import world
+from harness import agentcase
 
 import test_upgrade_mode2 as upgrade
 
@@ -35,4 +35,4 @@ class TestMemory(upgrade.TestMode2):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

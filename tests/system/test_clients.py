@@ -5,25 +5,32 @@ import contextlib
 import socket
 import threading
 
-from harness import console, framelist, package, texts, transcript, wait, world
+from harness import console, framelist, package, texts, transcript, wait, agentcase
 from harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(10000, "aux"), chip_type=1)
 REQUEST = "UPGRADE||AUX,1,0"
 BUSY = "UPGRADELOG||The device is busy upgrading."
 WHOLE_RUN = (
-    texts.started() + texts.model_read() + texts.read_mcu("AUX") + texts.reads_done()
-    + texts.read_version("AUX", "1.0.0") + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
-    + texts.image("AUX", 0, 1, 10000) + texts.rebooted() + texts.virtual_version_set()
-    + texts.succeeded())
+    texts.started()
+    + texts.model_read()
+    + texts.read_mcu("AUX")
+    + texts.reads_done()
+    + texts.read_version("AUX", "1.0.0")
+    + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
+    + texts.image("AUX", 0, 1, 10000)
+    + texts.rebooted()
+    + texts.virtual_version_set()
+    + texts.succeeded()
+)
 
 
-class TestClients(world.World):
+class TestClients(agentcase.AgentCase):
     """The device answers slowly, so that there is time in mid-run."""
 
     def setUp(self):
         super().setUp()
-        self.client = self.start(world.chip("AUX", 1), images=(AUX,), answer_ms=25)
+        self.client = self.start(agentcase.chip("AUX", 1), images=(AUX,), answer_ms=25)
 
     def begin(self):
         """Starts the run and waits until the image is on its way."""
@@ -31,8 +38,9 @@ class TestClients(world.World):
         self.client.wait_for("Writing...")
 
     def assert_whole_run(self, lines):
-        self.assertEqual(transcript.compare(lines, WHOLE_RUN), "equal",
-                         transcript.side_by_side(lines, WHOLE_RUN))
+        self.assertEqual(
+            transcript.compare(lines, WHOLE_RUN), "equal", transcript.side_by_side(lines, WHOLE_RUN)
+        )
         self.assert_flash({(1, 0): AUX.data})
         self.assertEqual(self.simulator.host_frames()[-1], framelist.virtual(5))
 
@@ -52,8 +60,13 @@ class TestClients(world.World):
         self.begin()
         listed = f"FIRMWARELIST||{package.description([AUX])}"
         broken = "FIRMWARELIST||ERROR:Firmware file checksum error."
-        for line in ("UPGRADE||MAIN,0,0", "UPGRADEALL", "GETVERINF", "UPGRADEORVALE1G||127.0.0.1",
-                     "GETFIRMWARELIST"):
+        for line in (
+            "UPGRADE||MAIN,0,0",
+            "UPGRADEALL",
+            "GETVERINF",
+            "UPGRADEORVALE1G||127.0.0.1",
+            "GETFIRMWARELIST",
+        ):
             other.send(line)
         other.wait_for(listed)
         self.put_bytes(b"garbage")
@@ -67,7 +80,8 @@ class TestClients(world.World):
         replies = [line for line in other.lines if line in (BUSY, listed, broken, "HEARTBEAT")]
         self.assertEqual(replies, [BUSY, BUSY, listed, broken, "HEARTBEAT"])
         self.assert_whole_run(
-            self.client.lines + [line for line in other.lines if line not in replies])
+            self.client.lines + [line for line in other.lines if line not in replies]
+        )
 
     def test_list_every_few_milliseconds(self):
         """Reading the package beside a run disturbs neither."""
@@ -77,6 +91,7 @@ class TestClients(world.World):
         def hammer():
             while not stop.wait(0.005):
                 other.send("GETFIRMWARELIST")
+
         thread = threading.Thread(target=hammer)
         self.begin()
         thread.start()
@@ -87,8 +102,7 @@ class TestClients(world.World):
         other.wait_for(texts.closed()[1])
         listed = f"FIRMWARELIST||{package.description([AUX])}"
         self.assertGreater(other.lines.count(listed), 20)
-        self.assert_whole_run(
-            self.client.lines + [line for line in other.lines if line != listed])
+        self.assert_whole_run(self.client.lines + [line for line in other.lines if line != listed])
 
     def test_requester_leaves(self):
         self.begin()
@@ -126,6 +140,7 @@ class TestClients(world.World):
                     deaf.send(b"GETFIRMWARELIST\r\n")
             self.client.send("HEARTBEAT")
             return "UPGRADESUCCESS" in self.client.lines or self.done()
+
         wait.until(ask_until_done, 40, "end of the run")
         self.client.mark()
         self.client.send("VERSION")
@@ -136,7 +151,7 @@ class TestClients(world.World):
         return framelist.virtual(5) in self.simulator.host_frames()
 
 
-class TestAroundTheEnd(world.World):
+class TestAroundTheEnd(agentcase.AgentCase):
     """Requests that meet the end of a run: it has one verdict, and nothing else looks like it."""
 
     VERDICTS = ("UPGRADESUCCESS", "UPGRADEFAIL")
@@ -152,6 +167,7 @@ class TestAroundTheEnd(world.World):
             while not stop.wait(0.001):
                 client.send("\r\n".join(requests))
                 rounds += 1
+
         thread = threading.Thread(target=send)
         thread.start()
 
@@ -159,20 +175,23 @@ class TestAroundTheEnd(world.World):
             stop.set()
             thread.join()
             return rounds
+
         self.stack.callback(end)
         return end
 
     def test_requests_around_many_ends(self):
         """Each request for an upgrade is refused, or begins a run that has exactly one verdict."""
-        client = self.start(world.chip("AUX", 1), images=(AUX,), model="OTHER")
+        client = self.start(agentcase.chip("AUX", 1), images=(AUX,), model="OTHER")
         end = self.storm(client, "GETFIRMWARELIST", REQUEST)
         client.wait_for("UPGRADEFAIL", 60, count=50)
         rounds = end()
         client.wait_for(f"FIRMWARELIST||{package.description([AUX])}", 30, count=rounds)
         begun = "UPGRADELOG||Read model name."
-        wait.until(lambda: client.lines.count(begun) + client.lines.count(BUSY) == rounds
-                   and client.lines.count(begun) == client.lines.count("UPGRADEFAIL"),
-                   what="an answer to each request")
+        wait.until(
+            lambda: client.lines.count(begun) + client.lines.count(BUSY) == rounds
+            and client.lines.count(begun) == client.lines.count("UPGRADEFAIL"),
+            what="an answer to each request",
+        )
         client.sync_behind()
         events = [line for line in client.lines if line == begun or line in self.VERDICTS]
         self.assertEqual(events, [begun, "UPGRADEFAIL"] * client.lines.count(begun))
@@ -180,7 +199,7 @@ class TestAroundTheEnd(world.World):
     def test_lists_around_the_end(self):
         """A list of a package that is broken by now ends like a failed run, so it has to wait until
         the run's own verdict is out."""
-        client = self.start(world.chip("AUX", 1), images=(AUX,))
+        client = self.start(agentcase.chip("AUX", 1), images=(AUX,))
         for _ in range(2):
             self.put_package(AUX)
             client.mark()
@@ -197,4 +216,4 @@ class TestAroundTheEnd(world.World):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

@@ -3,14 +3,14 @@
 
 import os
 
-from harness import console, texts, wait, world
+from harness import console, texts, wait, agentcase
 
 UNKNOWN = "UPGRADELOG||Unknow command."
 MODE_ERROR = "UPGRADELOG||ERROR:UPGRADEMODE parameter error"
 EDID_ERROR = "PARSEEDID||ERROR:PARSEEDID parameter command."
 
 
-class TestConsole(world.World):
+class TestConsole(agentcase.AgentCase):
     """One idle agent without a package and without a serial port."""
 
     def setUp(self):
@@ -102,21 +102,33 @@ class TestConsole(world.World):
         self.client.sync()
 
     def test_firmware_list_without_package(self):
-        self.client.ask("GETFIRMWARELIST", *texts.status_lines("UPGRADEFAIL") * 2,
-                        "FIRMWARELIST||ERROR:Firmware file is not exist.",
-                        *texts.closed("") * 2)
+        self.client.ask(
+            "GETFIRMWARELIST",
+            *texts.status_lines("UPGRADEFAIL") * 2,
+            "FIRMWARELIST||ERROR:Firmware file is not exist.",
+            *texts.closed("") * 2,
+        )
         self.client.sync()
 
     def test_network_module_argument_errors(self):
-        for wrong in ("UPGRADEORVALE1G", "UPGRADEORVALE1G||", "UPGRADEORVALE1G||1.2.3",
-                      "UPGRADEORVALE1G||1.2.3.4.5"):
+        for wrong in (
+            "UPGRADEORVALE1G",
+            "UPGRADEORVALE1G||",
+            "UPGRADEORVALE1G||1.2.3",
+            "UPGRADEORVALE1G||1.2.3.4.5",
+        ):
             self.client.ask(wrong, UNKNOWN)
         self.client.ask("UPGRADEORVALE1G||1.2.3.4", "UPGRADELOG||Firmware file does not exist.")
 
     def test_edid_argument_errors(self):
         short = " ".join(["00"] * 255)
-        for wrong in ("PARSEEDID", "PARSEEDID HEARTBEAT", "PARSEEDID||00||00", "PARSEEDID||",
-                      f"PARSEEDID||{short}"):
+        for wrong in (
+            "PARSEEDID",
+            "PARSEEDID HEARTBEAT",
+            "PARSEEDID||00||00",
+            "PARSEEDID||",
+            f"PARSEEDID||{short}",
+        ):
             self.client.ask(wrong, EDID_ERROR)
 
     def test_two_upgrades_in_one_segment(self):
@@ -200,7 +212,7 @@ class TestConsole(world.World):
             client.expect(["VERSION||1.15"])
 
 
-class TestSecondAgent(world.World):
+class TestSecondAgent(agentcase.AgentCase):
     """A second agent cannot have the port; it says nothing and lives on."""
 
     def test_second_agent(self):
@@ -213,7 +225,7 @@ class TestSecondAgent(world.World):
         self.assertTrue(second.alive)
 
 
-class TestStart(world.World):
+class TestStart(agentcase.AgentCase):
     """The agent starts whatever is missing around it."""
 
     def test_without_data(self):
@@ -223,4 +235,4 @@ class TestStart(world.World):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

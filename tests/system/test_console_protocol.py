@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """docs/reference/console-protocol.md against the real agent: each session, byte for byte."""
 
-from harness import netimage, pages, wait, world
+from harness import netimage, pages, wait, agentcase
 from harness.package import build
 
 NET = netimage.with_head(bytes(k % 251 for k in range(300)))
@@ -9,11 +9,13 @@ NET = netimage.with_head(bytes(k % 251 for k in range(300)))
 LONGEST_SILENCE = 20
 
 
-class TestSessions(world.World):
-    """Each kind of session has its own world around the agent."""
+class TestSessions(agentcase.AgentCase):
+    """Each kind of session has a sandbox of its own."""
 
     def hold(self, kind, **device):
-        found = [lines for words, lines in pages.blocks(pages.CONSOLE, "session") if words == [kind]]
+        found = [
+            lines for words, lines in pages.blocks(pages.CONSOLE, "session") if words == [kind]
+        ]
         self.assertTrue(found)
         for lines in found:
             with self.subTest(lines[0]):
@@ -47,16 +49,20 @@ class TestSessions(world.World):
 
     def await_bytes(self, client, expected):
         """Everything that the client got is this, and it has come."""
-        wait.until(lambda: len(client.raw) >= len(expected)
-                   or not expected.startswith(client.raw), LONGEST_SILENCE,
-                   f"{expected[-60:]!r} but {client.raw[-60:]!r}")
-        self.assertEqual(client.raw[:len(expected)].decode("latin-1"), expected.decode("latin-1"))
+        wait.until(
+            lambda: len(client.raw) >= len(expected) or not expected.startswith(client.raw),
+            LONGEST_SILENCE,
+            f"{expected[-60:]!r} but {client.raw[-60:]!r}",
+        )
+        self.assertEqual(client.raw[: len(expected)].decode("latin-1"), expected.decode("latin-1"))
 
     def test_every_session_is_held(self):
         kinds = {word for words, _ in pages.blocks(pages.CONSOLE, "session") for word in words}
-        self.assertEqual({f"test_{kind.replace('-', '_')}" for kind in kinds},
-                         {name for name in dir(self) if name.startswith("test_")}
-                         - {"test_every_session_is_held"})
+        self.assertEqual(
+            {f"test_{kind.replace('-', '_')}" for kind in kinds},
+            {name for name in dir(self) if name.startswith("test_")}
+            - {"test_every_session_is_held"},
+        )
 
     def test_idle(self):
         self.hold("idle")
@@ -91,4 +97,4 @@ class TestSessions(world.World):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

@@ -4,7 +4,7 @@
 import glob
 import os
 
-from harness import world
+from harness import agentcase
 
 DUMPS = os.path.join(os.path.dirname(__file__), "..", "edid", "data")
 ERROR = "PARSEEDID||ERROR:PARSEEDID parameter command."
@@ -22,13 +22,13 @@ def read(path):
 
 def fields(dump_file):
     """The emitted fields of a dump's reviewed report."""
-    with open(dump_file[:-len(".bin")] + ".report", encoding="utf-8") as file:
+    with open(dump_file[: -len(".bin")] + ".report", encoding="utf-8") as file:
         lines = file.read().splitlines()
     first = lines.index("signalEDID") + 1
-    return [line.strip()[1:-1] for line in lines[first:lines.index("lines")]]
+    return [line.strip()[1:-1] for line in lines[first : lines.index("lines")]]
 
 
-class TestEdid(world.World):
+class TestEdid(agentcase.AgentCase):
     def setUp(self):
         super().setUp()
         self.start_agent()
@@ -54,7 +54,8 @@ class TestEdid(world.World):
         field between them."""
         dump = read(os.path.join(DUMPS, "v4l-lg-oled-c9-hdmi.bin"))
         report = "PARSEEDIDRESULT||" + "".join(
-            fields(os.path.join(DUMPS, "v4l-lg-oled-c9-hdmi.bin")))
+            fields(os.path.join(DUMPS, "v4l-lg-oled-c9-hdmi.bin"))
+        )
         self.client.ask(request(dump) + " 12 HEARTBEAT", report)
         self.client.ask(request(dump).replace("||00 FF", "||zz 1FF", 1), report)
         self.client.ask(request(dump).replace("||00 FF", "|| 0 0xFF", 1), report)
@@ -71,4 +72,4 @@ class TestEdid(world.World):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

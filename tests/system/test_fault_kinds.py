@@ -1,14 +1,24 @@
 # SPDX-License-Identifier: Apache-2.0
 """One fault of each kind, each at another command of the run; and faults that come and go."""
 
-from harness import chain, framelist, frames, texts, wait, world
+from harness import chain, framelist, frames, texts, wait, agentcase
 from harness.chain import NEW, OLD
 from harness.package import Image, image_bytes
 
 KEY = Image("KEY", image_bytes(300, "key"), chip_type=2)
-FRAMES = [framelist.MODEL, *framelist.mcu(1), *framelist.mcu(0), framelist.version(1),
-          framelist.version(0), *framelist.image(1, 0, 700), *framelist.image(0, 0, 1000),
-          framelist.PRODUCT_ID, framelist.REBOOT, framelist.PRODUCT_ID, framelist.virtual(5)]
+FRAMES = [
+    framelist.MODEL,
+    *framelist.mcu(1),
+    *framelist.mcu(0),
+    framelist.version(1),
+    framelist.version(0),
+    *framelist.image(1, 0, 700),
+    *framelist.image(0, 0, 1000),
+    framelist.PRODUCT_ID,
+    framelist.REBOOT,
+    framelist.PRODUCT_ID,
+    framelist.virtual(5),
+]
 ASK_VERSION = texts.read_version("MAIN", OLD)[:1]
 VERSION_FAIL = "Read the version information of 'MAIN' fail, {}."
 BOOTCODE_FAIL = "Read the bootcode information of 'MAIN' fail, {}."
@@ -30,8 +40,12 @@ class TestFaultKinds(chain.TwoChips):
     """The kind is the test; the run goes through unless it says otherwise."""
 
     def begin(self, *faults):
-        client = self.start(world.chip("AUX", 1), world.chip("MAIN"),
-                            images=(chain.AUX, chain.MAIN), faults=faults)
+        client = self.start(
+            agentcase.chip("AUX", 1),
+            agentcase.chip("MAIN"),
+            images=(chain.AUX, chain.MAIN),
+            faults=faults,
+        )
         client.send(chain.REQUEST)
         return client
 
@@ -43,42 +57,67 @@ class TestFaultKinds(chain.TwoChips):
 
     def check(self, step, faults, said, host_frames):
         """Until the reply of a step is awaited, nothing differs; then the fault is told."""
-        self.finish(self.begin(*faults), chain.until(step) + said + chain.behind(step),
-                    host_frames)
+        self.finish(self.begin(*faults), chain.until(step) + said + chain.behind(step), host_frames)
 
     def test_silent_once(self):
-        self.check("product_info", ["silent:word=product-info,type=0,count=once"],
-                   texts.log("Read the product information of 'MAIN' fail, retry 1.",
-                             "Read the product information of 'MAIN'."),
-                   repeated(framelist.info(0), 1))
+        self.check(
+            "product_info",
+            ["silent:word=product-info,type=0,count=once"],
+            texts.log(
+                "Read the product information of 'MAIN' fail, retry 1.",
+                "Read the product information of 'MAIN'.",
+            ),
+            repeated(framelist.info(0), 1),
+        )
 
     def test_silent_twice(self):
-        self.check("reboot", ["silent:word=reboot,count=twice"],
-                   texts.log("Reboot fail, retry 1.", "Send reboot command.",
-                             "Reboot fail, retry 2.", "Send reboot command."),
-                   repeated(framelist.REBOOT, 2))
+        self.check(
+            "reboot",
+            ["silent:word=reboot,count=twice"],
+            texts.log(
+                "Reboot fail, retry 1.",
+                "Send reboot command.",
+                "Reboot fail, retry 2.",
+                "Send reboot command.",
+            ),
+            repeated(framelist.REBOOT, 2),
+        )
 
     def test_refused_once(self):
         """A main MCU that refuses is still starting: it is asked again at the usual time."""
-        self.check("product_id_of_main", ["refuse:word=product-id,count=once"],
-                   texts.log("Read product ID fail, retry 1."),
-                   repeated(framelist.PRODUCT_ID, 1))
+        self.check(
+            "product_id_of_main",
+            ["refuse:word=product-id,count=once"],
+            texts.log("Read product ID fail, retry 1."),
+            repeated(framelist.PRODUCT_ID, 1),
+        )
 
     def test_refused_twice(self):
-        self.check("version", ["refuse:word=version,type=0,count=twice"],
-                   texts.log(VERSION_FAIL.format("retry 1")) + ASK_VERSION
-                   + texts.log(VERSION_FAIL.format("retry 2")) + ASK_VERSION,
-                   repeated(framelist.version(0), 2))
+        self.check(
+            "version",
+            ["refuse:word=version,type=0,count=twice"],
+            texts.log(VERSION_FAIL.format("retry 1"))
+            + ASK_VERSION
+            + texts.log(VERSION_FAIL.format("retry 2"))
+            + ASK_VERSION,
+            repeated(framelist.version(0), 2),
+        )
 
     def test_refused_three_times(self):
         """Without the main MCU's bootcode information there is no upgrade."""
         client = self.begin("refuse:word=bootcode,type=0,count=three-times")
         ask = texts.read_bootcode("MAIN")[:1]
         client.expect(
-            chain.until("bootcode") + texts.log(BOOTCODE_FAIL.format("retry 1")) + ask
-            + texts.log(BOOTCODE_FAIL.format("retry 2")) + ask
-            + texts.log(BOOTCODE_FAIL.format("check the next mcu"),
-                        BOOTCODE_FAIL.format("exit upgrade")) + texts.failed(1, 2))
+            chain.until("bootcode")
+            + texts.log(BOOTCODE_FAIL.format("retry 1"))
+            + ask
+            + texts.log(BOOTCODE_FAIL.format("retry 2"))
+            + ask
+            + texts.log(
+                BOOTCODE_FAIL.format("check the next mcu"), BOOTCODE_FAIL.format("exit upgrade")
+            )
+            + texts.failed(1, 2)
+        )
         client.sync()
         asked = [framelist.MODEL, *framelist.mcu(1), *[framelist.bootcode(0)] * 3]
         self.assert_frames(*asked)
@@ -86,21 +125,31 @@ class TestFaultKinds(chain.TwoChips):
         self.assert_frames(*asked, *FRAMES)
 
     def test_short_reply(self):
-        self.check("product_info", ["short:word=product-info,type=0,bytes=3,count=once"],
-                   texts.log("Read the product information of 'MAIN' fail, retry 1.",
-                             "Read the product information of 'MAIN'."),
-                   repeated(framelist.info(0), 1))
+        self.check(
+            "product_info",
+            ["short:word=product-info,type=0,bytes=3,count=once"],
+            texts.log(
+                "Read the product information of 'MAIN' fail, retry 1.",
+                "Read the product information of 'MAIN'.",
+            ),
+            repeated(framelist.info(0), 1),
+        )
 
     def test_bad_checksum(self):
-        self.check("version", ["bad-checksum:word=version,type=0,count=once"],
-                   texts.log(VERSION_FAIL.format("retry 1")) + ASK_VERSION,
-                   repeated(framelist.version(0), 1))
+        self.check(
+            "version",
+            ["bad-checksum:word=version,type=0,count=once"],
+            texts.log(VERSION_FAIL.format("retry 1")) + ASK_VERSION,
+            repeated(framelist.version(0), 1),
+        )
 
     def test_wrong_command_word(self):
-        self.check("bootcode", ["wrong-word:word=bootcode,type=0,as=version,count=once"],
-                   texts.log(BOOTCODE_FAIL.format("retry 1"),
-                             "Read bootcode information of 'MAIN'."),
-                   repeated(framelist.bootcode(0), 1))
+        self.check(
+            "bootcode",
+            ["wrong-word:word=bootcode,type=0,as=version,count=once"],
+            texts.log(BOOTCODE_FAIL.format("retry 1"), "Read bootcode information of 'MAIN'."),
+            repeated(framelist.bootcode(0), 1),
+        )
 
     def test_late_after_the_retry(self):
         """The first reply comes while another command's is awaited."""
@@ -108,52 +157,89 @@ class TestFaultKinds(chain.TwoChips):
         host_frames = repeated(framelist.bootcode(0), 1)
         host_frames.insert(host_frames.index(framelist.info(0)), framelist.info(0))
         self.finish(
-            self.begin("late:word=bootcode,type=0,delay=13000,count=once",
-                       "silent:word=product-info,type=0,count=once"),
-            chain.until("bootcode") + texts.log(BOOTCODE_FAIL.format("retry 1"))
-            + texts.read_bootcode("MAIN", "APP") + ask
-            + texts.log("Read the product information of 'MAIN' fail, retry 1.") + ask
-            + chain.behind("product_info"), host_frames)
+            self.begin(
+                "late:word=bootcode,type=0,delay=13000,count=once",
+                "silent:word=product-info,type=0,count=once",
+            ),
+            chain.until("bootcode")
+            + texts.log(BOOTCODE_FAIL.format("retry 1"))
+            + texts.read_bootcode("MAIN", "APP")
+            + ask
+            + texts.log("Read the product information of 'MAIN' fail, retry 1.")
+            + ask
+            + chain.behind("product_info"),
+            host_frames,
+        )
 
     def test_late_enter_reply(self):
         """It comes while a block's acknowledgement is awaited, and is not taken for one."""
-        client = self.begin("late:word=enter,type=0,delay=33000,count=once",
-                            "silent:word=block,type=0,block=1,count=once")
+        client = self.begin(
+            "late:word=enter,type=0,delay=33000,count=once",
+            "silent:word=block,type=0,block=1,count=once",
+        )
         shown = texts.further_blocks(1, 2, len(chain.MAIN.data))
         size = len(chain.MAIN.data)
-        written = (texts.entered("MAIN") + texts.first_block(1, 2, size) + shown[:1]
-                   + texts.log(BLOCK_FAIL.format(1)) + shown[1:])
-        self.finish(client,
-                    chain.until("enter")
-                    + texts.log("'MAIN' Enter F/W Update Mode fail, retry 1.") + written
-                    + chain.behind("last_acknowledgement"),
-                    with_block_repeated(repeated(framelist.enter(0), 1)))
+        written = (
+            texts.entered("MAIN")
+            + texts.first_block(1, 2, size)
+            + shown[:1]
+            + texts.log(BLOCK_FAIL.format(1))
+            + shown[1:]
+        )
+        self.finish(
+            client,
+            chain.until("enter")
+            + texts.log("'MAIN' Enter F/W Update Mode fail, retry 1.")
+            + written
+            + chain.behind("last_acknowledgement"),
+            with_block_repeated(repeated(framelist.enter(0), 1)),
+        )
 
     def test_late_reply_of_another_row(self):
         """A late reply does not count for the next row, which is asked the same: it echoes the chip
         that it is for."""
-        client = self.start(world.chip("AUX", 1), world.chip("KEY", 2, version="0.9.0"),
-                            images=(chain.AUX, KEY),
-                            faults=["late:word=version,type=1,delay=12000,count=once",
-                                    "silent:word=version,type=2,count=once"])
+        client = self.start(
+            agentcase.chip("AUX", 1),
+            agentcase.chip("KEY", 2, version="0.9.0"),
+            images=(chain.AUX, KEY),
+            faults=[
+                "late:word=version,type=1,delay=12000,count=once",
+                "silent:word=version,type=2,count=once",
+            ],
+        )
         client.send("UPGRADE||AUX,1,0||KEY,2,0")
         client.expect(
-            texts.started() + texts.model_read() + texts.read_mcu("AUX") + texts.read_mcu("KEY")
-            + texts.reads_done() + texts.read_version("AUX", OLD)[:1]
+            texts.started()
+            + texts.model_read()
+            + texts.read_mcu("AUX")
+            + texts.read_mcu("KEY")
+            + texts.reads_done()
+            + texts.read_version("AUX", OLD)[:1]
             + texts.log("Read the version information of 'AUX' fail, retry 1.")
-            + texts.read_version("AUX", OLD) + texts.read_version("KEY", "0.9.0")[:1]
+            + texts.read_version("AUX", OLD)
+            + texts.read_version("KEY", "0.9.0")[:1]
             + texts.log("Read the version information of 'KEY' fail, retry 1.")
-            + texts.read_version("KEY", "0.9.0") + texts.decided(NEW, "greater", "AUX", OLD)
-            + texts.image("AUX", 0, 2, 700) + texts.decided(NEW, "greater", "KEY", "0.9.0")
-            + texts.image("KEY", 1, 2, 300) + texts.rebooted() + texts.virtual_version_set()
-            + texts.succeeded(), 60)
+            + texts.read_version("KEY", "0.9.0")
+            + texts.decided(NEW, "greater", "AUX", OLD)
+            + texts.image("AUX", 0, 2, 700)
+            + texts.decided(NEW, "greater", "KEY", "0.9.0")
+            + texts.image("KEY", 1, 2, 300)
+            + texts.rebooted()
+            + texts.virtual_version_set()
+            + texts.succeeded(),
+            60,
+        )
         client.sync()
         self.assert_flash({(1, 0): chain.AUX.data, (2, 0): KEY.data})
 
     def test_duplicate_replies(self):
         """Those behind the images; the second one may come when the run has ended."""
-        self.check("", [f"duplicate:word={word}"
-                        for word in ("product-id", "reboot", "set-virtual-version")], [], FRAMES)
+        self.check(
+            "",
+            [f"duplicate:word={word}" for word in ("product-id", "reboot", "set-virtual-version")],
+            [],
+            FRAMES,
+        )
 
     def test_unplugged(self):
         client = self.run_until("bootcode")
@@ -161,10 +247,16 @@ class TestFaultKinds(chain.TwoChips):
         self.simulator.control("fault clear")
         ask = texts.read_bootcode("MAIN")[:1]
         client.expect(
-            texts.log(BOOTCODE_FAIL.format("retry 1")) + ask
-            + texts.log(BOOTCODE_FAIL.format("retry 2")) + ask
-            + texts.log(BOOTCODE_FAIL.format("check the next mcu"),
-                        BOOTCODE_FAIL.format("exit upgrade")) + texts.failed(1, 2), 40)
+            texts.log(BOOTCODE_FAIL.format("retry 1"))
+            + ask
+            + texts.log(BOOTCODE_FAIL.format("retry 2"))
+            + ask
+            + texts.log(
+                BOOTCODE_FAIL.format("check the next mcu"), BOOTCODE_FAIL.format("exit upgrade")
+            )
+            + texts.failed(1, 2),
+            40,
+        )
         client.sync()
         heard = [framelist.MODEL, *framelist.mcu(1), framelist.bootcode(0)]
         self.assert_frames(*heard)
@@ -183,8 +275,11 @@ class TestFaultKinds(chain.TwoChips):
         wait.until(lambda: self.simulator.status()["lost_bytes"] == block, 10, "lost block")
         self.simulator.control("link on")
         # The block was heard before the link was cut, and once more when it was mended.
-        self.finish(client, texts.log(BLOCK_FAIL.format(2)) + chain.behind("middle_block"),
-                    with_block_repeated(FRAMES))
+        self.finish(
+            client,
+            texts.log(BLOCK_FAIL.format(2)) + chain.behind("middle_block"),
+            with_block_repeated(FRAMES),
+        )
 
     def test_changed_in_mid_run(self):
         """Faults come, go and follow each other while the run awaits a reply."""
@@ -193,27 +288,40 @@ class TestFaultKinds(chain.TwoChips):
         self.assertEqual(control("fault list"), chain.FAULTS["model_name"])
         control("fault clear")
         self.assertEqual(control("fault list"), "")
-        for fault in ("refuse:word=bootcode,type=0,count=once",
-                      "silent:word=set-virtual-version,count=once", "lose-reply:word=reboot"):
+        for fault in (
+            "refuse:word=bootcode,type=0,count=once",
+            "silent:word=set-virtual-version,count=once",
+            "lose-reply:word=reboot",
+        ):
             control(f"fault add {fault}")
-        self.assertEqual(control("fault list").split()[1:],
-                         ["silent:word=set-virtual-version,count=once", "lose-reply:word=reboot"])
+        self.assertEqual(
+            control("fault list").split()[1:],
+            ["silent:word=set-virtual-version,count=once", "lose-reply:word=reboot"],
+        )
         ask = texts.read_bootcode("MAIN")[:1]
-        between = chain.until("reboot")[len(chain.until("bootcode")):]
+        between = chain.until("reboot")[len(chain.until("bootcode")) :]
         client.expect(
             texts.log("Read model name fail, retry 1.")
-            + chain.until("bootcode")[len(chain.until("model_name")):]
-            + texts.log(BOOTCODE_FAIL.format("retry 1")) + ask + between, 60)
+            + chain.until("bootcode")[len(chain.until("model_name")) :]
+            + texts.log(BOOTCODE_FAIL.format("retry 1"))
+            + ask
+            + between,
+            60,
+        )
         wait.until(lambda: self.simulator.status()["reboots"] == 1, 10, "reboot")
         # The device reboots, but nobody was told so; the next command finds it up again.
         control("fault clear")
         control("fault add refuse:word=set-virtual-version,count=once")
         client.expect(
             texts.log("Reboot fail, retry 1.", "Send reboot command.")
-            + chain.until("set_virtual_version")[len(chain.until("reboot")):]
-            + texts.log("Set virtual version fail.",
-                        "All firmware upgrade done, but set virtual version fail.")
-            + texts.succeeded(), 60)
+            + chain.until("set_virtual_version")[len(chain.until("reboot")) :]
+            + texts.log(
+                "Set virtual version fail.",
+                "All firmware upgrade done, but set virtual version fail.",
+            )
+            + texts.succeeded(),
+            60,
+        )
         client.sync()
         self.assert_flash({(1, 0): chain.AUX.data, (0, 0): chain.MAIN.data})
         self.assertEqual(self.simulator.status()["virtual_version"], 0)
@@ -221,4 +329,4 @@ class TestFaultKinds(chain.TwoChips):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

@@ -5,13 +5,13 @@ import os
 import random
 import threading
 
-from harness import texts, world
+from harness import texts, agentcase
 from harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 
 
-class TestGarbage(world.World):
+class TestGarbage(agentcase.AgentCase):
     """Random bytes come faster than any line could bring them."""
 
     def flood(self, stop, alphabet):
@@ -19,13 +19,12 @@ class TestGarbage(world.World):
         chunk = bytes(noise.choice(alphabet) for _ in range(4096))
         while not stop.is_set():
             try:
-                os.write(world.MASTER, chunk)
+                os.write(agentcase.MASTER, chunk)
             except BlockingIOError:
                 stop.wait(0.001)
 
     def check(self, alphabet):
-        client = self.start(world.chip("AUX", 1), images=(AUX,),
-                            faults=["silent"])
+        client = self.start(agentcase.chip("AUX", 1), images=(AUX,), faults=["silent"])
         before = self.agent.memory()
         client.send("UPGRADE||AUX,1,0")
         client.wait_for("UPGRADELOG||Read model name.")
@@ -38,7 +37,7 @@ class TestGarbage(world.World):
         self.assertLess(self.agent.memory() - before, 16 * 1024 * 1024)
         client.wait_for(texts.closed()[1])
         client.mark()
-        self.start_device(world.chip("AUX", 1))
+        self.start_device(agentcase.chip("AUX", 1))
         client.send("UPGRADE||AUX,1,0")
         client.wait_for("UPGRADESUCCESS", 40)
         self.assert_flash({(1, 0): AUX.data})
@@ -52,4 +51,4 @@ class TestGarbage(world.World):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

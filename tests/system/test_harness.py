@@ -7,7 +7,7 @@ import select
 import unittest
 import zlib
 
-from harness import frames, framelist, package, texts, world
+from harness import frames, framelist, package, texts, agentcase
 from harness.transcript import Maybe, compare, lines_of, side_by_side
 
 
@@ -19,10 +19,20 @@ class TestTranscript(unittest.TestCase):
 
     def test_compare(self):
         expected = ["a", Maybe("b"), Maybe("c"), "d", Maybe("e")]
-        for lines, verdict in [("", "prefix"), ("a", "prefix"), ("ab", "prefix"),
-                               ("ac", "prefix"), ("ad", "equal"), ("abcd", "equal"),
-                               ("abcde", "equal"), ("acb", "differs"), ("x", "differs"),
-                               ("ade", "equal"), ("adx", "differs"), ("add", "differs")]:
+        for lines, verdict in [
+            ("", "prefix"),
+            ("a", "prefix"),
+            ("ab", "prefix"),
+            ("ac", "prefix"),
+            ("ad", "equal"),
+            ("abcd", "equal"),
+            ("abcde", "equal"),
+            ("acb", "differs"),
+            ("x", "differs"),
+            ("ade", "equal"),
+            ("adx", "differs"),
+            ("add", "differs"),
+        ]:
             self.assertEqual(compare(list(lines), expected), verdict, lines)
         self.assertEqual(compare([], []), "equal")
         self.assertEqual(compare(["x"], []), "differs")
@@ -43,11 +53,23 @@ class TestTexts(unittest.TestCase):
         self.assertEqual(texts.progress(0, 8, 1), ["PROGRESSVALUE||0.13"])
 
     def test_block_percents(self):
-        shown = {size: [f"{percent:.2f}" for percent in texts.block_percents(size)]
-                 for size in (1, 100, 255, 256, 257, 512, 513, 700)}
-        self.assertEqual(shown, {
-            1: ["25500.00"], 100: ["255.00"], 255: ["100.00"], 256: ["99.61"], 257: ["99.22"],
-            512: ["49.80"], 513: ["49.71", "99.81"], 700: ["36.43", "73.14"]})
+        shown = {
+            size: [f"{percent:.2f}" for percent in texts.block_percents(size)]
+            for size in (1, 100, 255, 256, 257, 512, 513, 700)
+        }
+        self.assertEqual(
+            shown,
+            {
+                1: ["25500.00"],
+                100: ["255.00"],
+                255: ["100.00"],
+                256: ["99.61"],
+                257: ["99.22"],
+                512: ["49.80"],
+                513: ["49.71", "99.81"],
+                700: ["36.43", "73.14"],
+            },
+        )
 
 
 class TestPackage(unittest.TestCase):
@@ -59,10 +81,10 @@ class TestPackage(unittest.TestCase):
         self.assertEqual(built[:8].rstrip(b"\0").decode(), format(zlib.crc32(built[8:]), "x"))
         self.assertEqual(built[8:13], b"MTU\0\6")
         size = int.from_bytes(built[13:15], "little")
-        read = json.loads(built[15:15 + size])
+        read = json.loads(built[15 : 15 + size])
         self.assertEqual(read["chips"][0]["chip_type"], "2")
         self.assertEqual(read["chips"][0]["chip_quanity"], "2")
-        self.assertEqual(built[15 + size:], bytes([1, 2, 1, 1, 65, 1, 2, 3, 3, 0, 0, 0, 1, 2, 3]))
+        self.assertEqual(built[15 + size :], bytes([1, 2, 1, 1, 65, 1, 2, 3, 3, 0, 0, 0, 1, 2, 3]))
 
     def test_other_forms(self):
         built = package.build([], package_version=2, text="{}")
@@ -76,8 +98,8 @@ class TestPackage(unittest.TestCase):
         self.assertEqual(package.expected_flash(bytes(257))[-255:], b"\xff" * 255)
 
 
-class TestSimulatedLine(world.World):
-    """A few frames over the world's own serial device."""
+class TestSimulatedLine(agentcase.AgentCase):
+    """A few frames over the sandbox's serial device."""
 
     def exchange(self, request, answer):
         os.write(self.line, request)
@@ -90,11 +112,11 @@ class TestSimulatedLine(world.World):
         image = package.image_bytes(700)
         padded = package.expected_flash(image)
         for _ in range(2):  # the second simulator finds a clean line
-            self.start_device(world.chip("AUX", 1, 1))
+            self.start_device(agentcase.chip("AUX", 1, 1))
             self.line = os.open("/dev/ttyS2", os.O_RDWR | os.O_NOCTTY)
             self.exchange(frames.host(frames.ENTER, b"\1\1"), frames.status(frames.ENTER, 0))
             for number in range(3):
-                block = frames.block(1, 1, number, padded[number * 256:][:256], number == 2)
+                block = frames.block(1, 1, number, padded[number * 256 :][:256], number == 2)
                 self.exchange(block, frames.status(frames.BLOCK, 0))
             os.write(self.line, frames.host(frames.REBOOT))  # never read
             self.simulator.wait_for_frames(5)
@@ -105,4 +127,4 @@ class TestSimulatedLine(world.World):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

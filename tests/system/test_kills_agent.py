@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """The agent is killed while it awaits a reply, and started again."""
 
-from harness import chain, wait, world
+from harness import chain, wait, agentcase
 from harness.chain import NEW, OLD
 
 # What AUX and MAIN run when the agent is gone; None stands for an image that was never finished.
@@ -91,4 +91,4 @@ class TestKilledAgent(chain.TwoChips):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

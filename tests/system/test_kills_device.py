@@ -2,7 +2,7 @@
 """The device is killed while its reply is awaited. It comes back at once, and the run goes on
 through a retry; or it comes back when the run has failed."""
 
-from harness import chain, texts, world
+from harness import chain, texts, agentcase
 from harness.chain import NEW, OLD
 
 ASK_BOOTCODE = texts.read_bootcode("MAIN")[:1]
@@ -22,7 +22,9 @@ VIRTUAL_FAIL = "Set virtual version fail, {}."
 # again, and the image starts anew.
 IMAGE_AGAIN = (
     texts.log(BLOCK_FAIL.format(1), BLOCK_FAIL.format(2), "'MAIN' F/W update fail, retry 1.")
-    + texts.entered("MAIN") + chain.main_image_blocks())
+    + texts.entered("MAIN")
+    + chain.main_image_blocks()
+)
 
 # What the retry says, until the reply that was awaited has come.
 RETRIES = {
@@ -41,36 +43,84 @@ RETRIES = {
     "set_virtual_version": texts.log(VIRTUAL_FAIL.format("retry 1")),
 }
 # From these on, what is left of the run is the same.
-GOES_ON_BEHIND = {step: "last_acknowledgement" for step in
-                  ("first_block", "middle_block", "last_block")}
+GOES_ON_BEHIND = {
+    step: "last_acknowledgement" for step in ("first_block", "middle_block", "last_block")
+}
 
 # What the run says of a device that does not come back, and its versions when it is gone.
 ENDS = {
-    "model_name": (OLD, OLD, texts.log(
-        MODEL_FAIL.format("retry 1"), MODEL_FAIL.format("retry 2"),
-        MODEL_FAIL.format("upgrade fail, exit")) + texts.failed(0, 2)),
-    "bootcode": (OLD, OLD, texts.log(
-        BOOTCODE_FAIL.format("retry 1")) + ASK_BOOTCODE + texts.log(
-            BOOTCODE_FAIL.format("retry 2")) + ASK_BOOTCODE + texts.log(
-                BOOTCODE_FAIL.format("check the next mcu"), BOOTCODE_FAIL.format("exit upgrade"))
-                 + texts.failed(1, 2)),
-    "product_info": (OLD, OLD, texts.log(
-        INFO_FAIL.format("retry 1")) + ASK_INFO + texts.log(
-            INFO_FAIL.format("retry 2")) + ASK_INFO + texts.log(
-                INFO_FAIL.format("check the next mcu"), INFO_FAIL.format("exit upgrade"))
-                     + texts.failed(1, 2)),
-    "product_id_of_main": (NEW, NEW, texts.log(
-        PRODUCT_ID_FAIL.format("retry 1"), PRODUCT_ID_FAIL.format("retry 2"),
-        "Main MCU run fail.") + texts.failed(1, 2)),
-    "reboot": (NEW, NEW, texts.log("Reboot fail, retry 1.") + SEND_REBOOT + texts.log(
-        "Reboot fail, retry 2.") + SEND_REBOOT + texts.log("Reboot systerm fail.")
-               + texts.failed(2, 2)),
-    "product_id_of_system": (NEW, NEW, texts.log(
-        PRODUCT_ID_FAIL.format("retry 1"), PRODUCT_ID_FAIL.format("retry 2"),
-        "Systerm run fail.") + texts.failed(2, 2)),
-    "set_virtual_version": (NEW, NEW, texts.log(
-        VIRTUAL_FAIL.format("retry 1"), VIRTUAL_FAIL.format("retry 2"),
-        VIRTUAL_FAIL.format("upgrade fail")) + texts.failed(2, 2)),
+    "model_name": (
+        OLD,
+        OLD,
+        texts.log(
+            MODEL_FAIL.format("retry 1"),
+            MODEL_FAIL.format("retry 2"),
+            MODEL_FAIL.format("upgrade fail, exit"),
+        )
+        + texts.failed(0, 2),
+    ),
+    "bootcode": (
+        OLD,
+        OLD,
+        texts.log(BOOTCODE_FAIL.format("retry 1"))
+        + ASK_BOOTCODE
+        + texts.log(BOOTCODE_FAIL.format("retry 2"))
+        + ASK_BOOTCODE
+        + texts.log(
+            BOOTCODE_FAIL.format("check the next mcu"), BOOTCODE_FAIL.format("exit upgrade")
+        )
+        + texts.failed(1, 2),
+    ),
+    "product_info": (
+        OLD,
+        OLD,
+        texts.log(INFO_FAIL.format("retry 1"))
+        + ASK_INFO
+        + texts.log(INFO_FAIL.format("retry 2"))
+        + ASK_INFO
+        + texts.log(INFO_FAIL.format("check the next mcu"), INFO_FAIL.format("exit upgrade"))
+        + texts.failed(1, 2),
+    ),
+    "product_id_of_main": (
+        NEW,
+        NEW,
+        texts.log(
+            PRODUCT_ID_FAIL.format("retry 1"),
+            PRODUCT_ID_FAIL.format("retry 2"),
+            "Main MCU run fail.",
+        )
+        + texts.failed(1, 2),
+    ),
+    "reboot": (
+        NEW,
+        NEW,
+        texts.log("Reboot fail, retry 1.")
+        + SEND_REBOOT
+        + texts.log("Reboot fail, retry 2.")
+        + SEND_REBOOT
+        + texts.log("Reboot systerm fail.")
+        + texts.failed(2, 2),
+    ),
+    "product_id_of_system": (
+        NEW,
+        NEW,
+        texts.log(
+            PRODUCT_ID_FAIL.format("retry 1"),
+            PRODUCT_ID_FAIL.format("retry 2"),
+            "Systerm run fail.",
+        )
+        + texts.failed(2, 2),
+    ),
+    "set_virtual_version": (
+        NEW,
+        NEW,
+        texts.log(
+            VIRTUAL_FAIL.format("retry 1"),
+            VIRTUAL_FAIL.format("retry 2"),
+            VIRTUAL_FAIL.format("upgrade fail"),
+        )
+        + texts.failed(2, 2),
+    ),
 }
 
 
@@ -163,4 +213,4 @@ class TestKilledDevice(chain.TwoChips):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

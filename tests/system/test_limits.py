@@ -11,7 +11,7 @@ import threading
 import time
 import zlib
 
-from harness import console, module, netimage, networld, package, texts, wait, world
+from harness import console, module, netimage, netcase, package, texts, wait, agentcase
 from harness.package import Image, image_bytes
 
 MIB = 1024 * 1024
@@ -22,7 +22,7 @@ UNREAD_REPLIES = "a client does not read its replies"
 CHECKSUM_OK = texts.log("Firmware file checksum ok.")
 
 
-class LimitsWorld(world.World):
+class LimitsCase(agentcase.AgentCase):
     """An idle agent, and one client that only asks for the version."""
 
     def begin(self, **environment):
@@ -54,14 +54,14 @@ class LimitsWorld(world.World):
     def assert_upgrades(self):
         """A whole upgrade by another client."""
         self.put_package(AUX)
-        self.start_device(world.chip("AUX", 1))
+        self.start_device(agentcase.chip("AUX", 1))
         other = self.connect()
         other.send(REQUEST)
         other.wait_for("UPGRADESUCCESS", 60)
         self.assert_flash({(1, 0): AUX.data})
 
 
-class TestClients(LimitsWorld):
+class TestClients(LimitsCase):
     """Clients without number or manners."""
 
     def test_two_thousand_clients(self):
@@ -105,6 +105,7 @@ class TestClients(LimitsWorld):
                 except ConnectionError:
                     sockets.remove(one)
             return not sockets
+
         wait.until(all_dropped, 120, "end of the clients that read nothing")
         return most
 
@@ -176,15 +177,17 @@ class TestClients(LimitsWorld):
 def allow_descriptors(agent, count=None):
     """From now on the agent may have so many open; without a number, as many as at its start."""
     hard = resource.prlimit(agent.popen.pid, resource.RLIMIT_NOFILE)[1]
-    resource.prlimit(agent.popen.pid, resource.RLIMIT_NOFILE,
-                     (hard if count is None else count, hard))
+    resource.prlimit(
+        agent.popen.pid, resource.RLIMIT_NOFILE, (hard if count is None else count, hard)
+    )
 
 
 def allow_no_descriptor_more(agent):
     """The next one that it opens would be one too many."""
     folder = f"/proc/{agent.popen.pid}/fd"
-    allow_descriptors(agent, next(
-        number for number in range(1000) if not os.path.lexists(f"{folder}/{number}")))
+    allow_descriptors(
+        agent, next(number for number in range(1000) if not os.path.lexists(f"{folder}/{number}"))
+    )
 
 
 def allow_no_thread_more(agent):
@@ -201,7 +204,7 @@ def skip_with_type_checks(test):
         test.skipTest("the sanitizer needs a descriptor")
 
 
-class TestDescriptors(LimitsWorld):
+class TestDescriptors(LimitsCase):
     """Fewer descriptors than there is use for."""
 
     def assert_rests(self):
@@ -246,12 +249,16 @@ class TestDescriptors(LimitsWorld):
         wait.until(lambda: "cannot accept a client" in self.agent.stderr())
         self.assert_rests()
         self.assertEqual(self.agent.stderr().count("cannot accept a client"), 1)
-        self.client.ask("GETFIRMWARELIST", *texts.status_lines("UPGRADEFAIL") * 2,
-                        "FIRMWARELIST||ERROR:Faild to open firmware file.",
-                        *texts.closed("") * 2)
+        self.client.ask(
+            "GETFIRMWARELIST",
+            *texts.status_lines("UPGRADEFAIL") * 2,
+            "FIRMWARELIST||ERROR:Faild to open firmware file.",
+            *texts.closed("") * 2,
+        )
         self.client.send(REQUEST)
         self.client.wait_for(
-            "UPGRADELOG||ttyS2 connect failed, serial port is occupied or does not exist")
+            "UPGRADELOG||ttyS2 connect failed, serial port is occupied or does not exist"
+        )
         self.client.wait_for("UPGRADEFAIL")
         self.assertEqual(new.raw, b"")
         allow_descriptors(self.agent)
@@ -260,7 +267,7 @@ class TestDescriptors(LimitsWorld):
         self.assert_upgrades()
 
 
-class TestInstall(networld.NetWorld):
+class TestInstall(netcase.NetCase):
     """The module's own upgrade where nothing can be opened."""
 
     def test_install_without_descriptors(self):
@@ -276,12 +283,11 @@ class TestInstall(networld.NetWorld):
         sender.send(last)
         sender.client.expect(texts.log("NET package checksum error."))
         self.assertEqual(module.commands(), [])
-        self.assertEqual(module.files(), networld.OLD_FILES)
+        self.assertEqual(module.files(), netcase.OLD_FILES)
         allow_descriptors(self.agent)
         sender.send_all(image)
         self.finish_blocks(sender.client)
         self.assert_installed()
-
 
     def test_install_without_a_thread(self):
         """Without address space for its stack the lines still come one by one."""
@@ -307,7 +313,7 @@ class TestInstall(networld.NetWorld):
         self.assert_installed()
 
 
-class TestPackages(LimitsWorld):
+class TestPackages(LimitsCase):
     """Packages that claim more than there is, or have more than anybody needs."""
 
     def listing(self, reply, *before):
@@ -331,8 +337,11 @@ class TestPackages(LimitsWorld):
     def test_description_of_sixty_megabytes(self):
         """It is all there, and good JSON."""
         self.begin()
-        text = package.description([AUX]).replace(
-            '"chips"', '"notes":[%s],"chips"' % ",".join(['{"a":"bcdef"}'] * 4_300_000)).encode()
+        text = (
+            package.description([AUX])
+            .replace('"chips"', '"notes":[%s],"chips"' % ",".join(['{"a":"bcdef"}'] * 4_300_000))
+            .encode()
+        )
         self.assertGreater(len(text), 60_000_000)
         long = struct.pack("<I", len(text)) + text + AUX.record()
         self.listings(b"MTU\0\2" + long, b"MTU\0\6" + long)
@@ -347,20 +356,27 @@ class TestPackages(LimitsWorld):
         crc = zlib.crc32(head)
         for _ in range(size // MIB):
             crc = zlib.crc32(bytes(MIB), crc)
-        with open(world.PACKAGE, "wb") as file:
+        with open(agentcase.PACKAGE, "wb") as file:
             file.write(format(crc, "x").encode().ljust(8, b"\0") + head)
             file.truncate(8 + len(head) + size)
-        self.start_device(world.chip("AUX", 1))
+        self.start_device(agentcase.chip("AUX", 1))
         self.client.send(REQUEST)
         self.client.expect(
-            texts.started() + texts.model_read() + texts.read_mcu("AUX") + texts.reads_done()
+            texts.started()
+            + texts.model_read()
+            + texts.read_mcu("AUX")
+            + texts.reads_done()
             + texts.read_version("AUX", "1.0.0")
-            + texts.decided("1.1.0", "greater", "AUX", "1.0.0") + texts.not_in_records("AUX")
-            + texts.rebooted() + texts.nothing_upgraded() + texts.succeeded(), 60)
+            + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
+            + texts.not_in_records("AUX")
+            + texts.rebooted()
+            + texts.nothing_upgraded()
+            + texts.succeeded(),
+            60,
+        )
         self.assert_grown_less(24 * MIB)
         self.assertIn(f"an image is too long: {size} bytes", self.agent.stderr())
         self.assert_upgrades()
-
 
     def test_net_image_is_streamed(self):
         """While its digest is taken, all of it is on the disk and none of it in memory."""
@@ -368,7 +384,7 @@ class TestPackages(LimitsWorld):
         module.clean()
         module.hold(module.MD5SUM)
         self.put_package(netimage.in_package(netimage.with_head(os.urandom(size), digest="0" * 32)))
-        self.start_device(world.chip("NET", 32, version="1.0"))
+        self.start_device(agentcase.chip("NET", 32, version="1.0"))
         self.begin(SANDBOX_SUDO_HOLD=module.HOLD)
         self.client.ask("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5")
         self.client.send("UPGRADE||NET,32,0")
@@ -379,7 +395,7 @@ class TestPackages(LimitsWorld):
         self.client.wait_for("UPGRADESUCCESS", 60)
 
 
-class TestGarbage(LimitsWorld):
+class TestGarbage(LimitsCase):
     """The line brings whatever a pseudo-terminal can."""
 
     def pour(self, total, done):
@@ -387,15 +403,15 @@ class TestGarbage(LimitsWorld):
         noise = os.urandom(65_536)
         with contextlib.suppress(OSError):
             while total > 0 and not done.is_set():
-                if select.select([], [world.MASTER], [], 0.1)[1]:
-                    total -= os.write(world.MASTER, noise)
+                if select.select([], [agentcase.MASTER], [], 0.1)[1]:
+                    total -= os.write(agentcase.MASTER, noise)
         self.left = total
 
     def test_one_gigabyte(self):
         """As many runs as it takes, and then one that goes well."""
         total = 50 * MIB if wait.SLOWNESS != 1 else 1024 * MIB
         self.put_package(AUX)
-        self.start_device(world.chip("AUX", 1), faults=["silent"])
+        self.start_device(agentcase.chip("AUX", 1), faults=["silent"])
         self.begin()
         done = threading.Event()
         thread = threading.Thread(target=self.pour, args=(total, done))
@@ -415,4 +431,4 @@ class TestGarbage(LimitsWorld):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

@@ -7,7 +7,7 @@ import statistics
 import threading
 import time
 
-from harness import console, wait, world
+from harness import console, wait, agentcase
 from harness.package import Image, image_bytes
 
 MIB = 1024 * 1024
@@ -41,7 +41,7 @@ class Storm:
                 return
             got = self._tail + got
             self.times += [time.monotonic()] * got.count(REPLY)
-            self._tail = got[1 - len(REPLY):]
+            self._tail = got[1 - len(REPLY) :]
 
     def lists_between(self, start, end):
         return sum(start < moment < end for moment in self.times)
@@ -55,7 +55,7 @@ class Storm:
         self.socket.close()
 
 
-class TestListStorm(world.World):
+class TestListStorm(agentcase.AgentCase):
     """The package is touched all the time, so that each list has to check all of it."""
 
     def setUp(self):
@@ -71,7 +71,7 @@ class TestListStorm(world.World):
 
     def touch(self):
         while not self.stop.wait(0.002):
-            os.utime(world.PACKAGE)
+            os.utime(agentcase.PACKAGE)
 
     def storm(self):
         storm = Storm()
@@ -117,4 +117,4 @@ class TestListStorm(world.World):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

@@ -8,19 +8,20 @@ import select
 import socket
 import tty
 
-from harness import wait, world
+from harness import wait, agentcase
 from harness.agent import Agent
 from harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(20_000, "aux"), chip_type=1)
-LOST = re.compile(r"^agent\.service: (\d+) lines of the log were lost: standard error was not read$",
-                  re.MULTILINE)
+LOST = re.compile(
+    r"^agent\.service: (\d+) lines of the log were lost: standard error was not read$", re.MULTILINE
+)
 WHOLE_LINE = re.compile(r"agent\.[a-z.]+: .*|successfully send command_jumpTokeyboardMCU")
 # With every debug line on, far more than a pipe, a socket or the agent keeps.
 FLOOD = b"x\r" * 20_000
 
 
-class TestLogReader(world.World):
+class TestLogReader(agentcase.AgentCase):
     """One kind of standard error each."""
 
     def start_with(self, read_end, write_end):
@@ -34,11 +35,13 @@ class TestLogReader(world.World):
 
     def read_until(self, found, text=""):
         """What comes until the whole of it satisfies `found`."""
+
         def all_there():
             nonlocal text
             while select.select([self.read_end], [], [], 0)[0]:
                 text += os.read(self.read_end, 65_536).decode().replace("\r\n", "\n")
             return found(text)
+
         wait.until(all_there, 60, "lines of the log")
         return text
 
@@ -54,7 +57,7 @@ class TestLogReader(world.World):
         flood.send("HEARTBEAT")
         flood.wait_for("HEARTBEAT", 60)
         self.put_package(AUX)
-        self.start_device(world.chip("AUX", 1))
+        self.start_device(agentcase.chip("AUX", 1))
         client.mark()
         client.send("UPGRADE||AUX,1,0")
         client.wait_for("UPGRADESUCCESS", 60)
@@ -65,8 +68,9 @@ class TestLogReader(world.World):
         self.assertEqual(len(LOST.findall(text)), 1)
         self.assertGreater(int(LOST.search(text).group(1)), 1000)
         self.connect().ask("VERSION", "VERSION||1.15")
-        text = self.read_until(lambda text: 'parseData: "VERSION"' in text[LOST.search(text).end():],
-                               text)
+        text = self.read_until(
+            lambda text: 'parseData: "VERSION"' in text[LOST.search(text).end() :], text
+        )
         for line in text.splitlines()[:-1]:
             self.assertRegex(line, WHOLE_LINE)
 
@@ -88,4 +92,4 @@ class TestLogReader(world.World):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

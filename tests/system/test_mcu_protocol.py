@@ -6,7 +6,7 @@ import os
 import select
 import time
 
-from harness import pages, texts, world
+from harness import pages, texts, agentcase
 from harness.package import Image, image_bytes
 from harness.strangersdevice import Chip, StrangersDevice
 
@@ -14,7 +14,7 @@ from harness.strangersdevice import Chip, StrangersDevice
 SIZES = {(0, 0): 700, (1, 0): 256, (2, 3): 257, (17, 0): 512}
 
 
-class TestPageAsDevice(world.World):
+class TestPageAsDevice(agentcase.AgentCase):
     def test_whole_run(self):
         """The agent sends exactly the page's commands and is content with the page's answers."""
         self.put_package(*pages.PACKAGE)
@@ -23,13 +23,15 @@ class TestPageAsDevice(world.World):
         client = self.connect()
         client.send("UPGRADE||MAIN,0,0||AUX,1,0||FPGA,17,0")
         client.wait_for("Connect success.")
-        ((_, lines),) = [block for block in pages.blocks(pages.MCU, "frames") if block[0] == ["run"]]
+        ((_, lines),) = [
+            block for block in pages.blocks(pages.MCU, "frames") if block[0] == ["run"]
+        ]
         waited = False
         for who, frame in pages.conversation(lines):
             if who == "wait":
                 waited = True
             elif who == "device":
-                os.write(world.MASTER, frame)
+                os.write(agentcase.MASTER, frame)
             else:
                 before = time.monotonic()
                 self.assertEqual(self.read(len(frame)).hex(" "), frame.hex(" "))
@@ -42,30 +44,39 @@ class TestPageAsDevice(world.World):
         self.assertIn(texts.log("Set virtual version success.")[0], client.lines)
         client.wait_for("UPGRADELOG||ttyS2 port is disconnected.")
         with self.assertRaises(OSError) as closed:  # and nothing more was sent
-            os.read(world.MASTER, 1)
+            os.read(agentcase.MASTER, 1)
         self.assertEqual(closed.exception.errno, errno.EIO)
 
     def read(self, size):
         """That many bytes of the agent."""
         got = b""
         while len(got) < size:
-            self.assertTrue(select.select([world.MASTER], [], [], 20)[0], f"only {got.hex(' ')}")
-            got += os.read(world.MASTER, size - len(got))
+            self.assertTrue(
+                select.select([agentcase.MASTER], [], [], 20)[0], f"only {got.hex(' ')}"
+            )
+            got += os.read(agentcase.MASTER, size - len(got))
         return got
 
 
-class TestStrangersDevice(world.World):
+class TestStrangersDevice(agentcase.AgentCase):
     """Somebody who has read the page can make a device that the agent upgrades."""
 
     def test_main_mcu_in_its_bootcode_and_three_others(self):
         images = {place: image_bytes(size, f"{place}") for place, size in SIZES.items()}
-        chips = {place: Chip(mcu_type=place[0] + 1, version=(1, 0, 0)[:2 + place[1] % 2])
-                 for place in SIZES}
+        chips = {
+            place: Chip(mcu_type=place[0] + 1, version=(1, 0, 0)[: 2 + place[1] % 2])
+            for place in SIZES
+        }
         chips[0, 0].bootcode = True
-        self.put_package(*(Image(f"C{place[0]}", images[place], place[0], mcu_type=place[0] + 1)
-                           for place in SIZES), model="Stranger")
+        self.put_package(
+            *(
+                Image(f"C{place[0]}", images[place], place[0], mcu_type=place[0] + 1)
+                for place in SIZES
+            ),
+            model="Stranger",
+        )
         self._drain_line()
-        device = StrangersDevice(world.MASTER, "Stranger", chips)
+        device = StrangersDevice(agentcase.MASTER, "Stranger", chips)
         self.stack.callback(device.close)
         self.start_agent()
         client = self.connect()
@@ -83,4 +94,4 @@ class TestStrangersDevice(world.World):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

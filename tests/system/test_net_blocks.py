@@ -3,9 +3,16 @@
 
 import os
 
-from harness import frames, module, netimage, networld, texts, wait, world
-from harness.blocksender import (BAD_CHECKSUM, BLOCK_REPLIES, DONE, ENTER_REPLIES, KEY, REFUSED,
-                                 fragment)
+from harness import frames, module, netimage, netcase, texts, wait, agentcase
+from harness.blocksender import (
+    BAD_CHECKSUM,
+    BLOCK_REPLIES,
+    DONE,
+    ENTER_REPLIES,
+    KEY,
+    REFUSED,
+    fragment,
+)
 from harness.package import image_bytes
 
 # Long enough for ten blocks; nothing of it is ever unpacked here.
@@ -19,7 +26,7 @@ def spoiled(frame):
     return frame[:-1] + bytes([frame[-1] ^ 0xFF])
 
 
-class TestNetBlocks(networld.NetWorld):
+class TestNetBlocks(netcase.NetCase):
     """One agent each, no device."""
 
     def setUp(self):
@@ -44,7 +51,7 @@ class TestNetBlocks(networld.NetWorld):
             self.assert_archive(194 + 256 * number)
 
     def test_either_start_byte(self):
-        data = [IMAGE[place:place + 256] for place in (0, 256, 512)]
+        data = [IMAGE[place : place + 256] for place in (0, 256, 512)]
         self.send_as.enter(start=frames.REPLY)
         self.send_as.block(netimage.block(0, data[0], start=frames.REPLY))
         self.send_as.block(netimage.block(1, data[1], start=frames.HOST))
@@ -58,8 +65,12 @@ class TestNetBlocks(networld.NetWorld):
         self.enter_and_create()
         self.send_as.block(spoiled(BLOCKS[1]), BAD_CHECKSUM)
         self.send_as.send(spoiled(frames.host(frames.REBOOT)))
-        self.send_as.expect(KEY + frames.frame(
-            0xAB, 0xFFFF, frames.REBOOT.to_bytes(2, "little") + bytes([BAD_CHECKSUM])))
+        self.send_as.expect(
+            KEY
+            + frames.frame(
+                0xAB, 0xFFFF, frames.REBOOT.to_bytes(2, "little") + bytes([BAD_CHECKSUM])
+            )
+        )
         self.send_as.block(BLOCKS[1])
         self.assert_archive(194 + 256)
 
@@ -94,7 +105,7 @@ class TestNetBlocks(networld.NetWorld):
         self.enter_and_create()
         self.send_as.block(BLOCKS[7])
         self.send_as.block(BLOCKS[3])
-        in_file = [IMAGE[number * 256:][:256] for number in (7, 3)]
+        in_file = [IMAGE[number * 256 :][:256] for number in (7, 3)]
         self.assertEqual(module.archive(), CONTENT[:194] + b"".join(in_file))
 
     def test_equal_data_in_different_blocks(self):
@@ -140,8 +151,15 @@ class TestNetBlocks(networld.NetWorld):
 
     def test_useless_bytes(self):
         """They get no answer, and the frame behind them gets its own."""
-        for junk in (b"", bytes(300), b"\x5a", b"\x5a\x5b\x00", b"\x5a\x00\xa5",
-                     b"\x5a\x5b\xa5\x04\x00", b"\xab" * 20):
+        for junk in (
+            b"",
+            bytes(300),
+            b"\x5a",
+            b"\x5a\x5b\x00",
+            b"\x5a\x00\xa5",
+            b"\x5a\x5b\xa5\x04\x00",
+            b"\xab" * 20,
+        ):
             with self.subTest(junk=junk):
                 self.assert_silent(self.send_as, junk + b"\0")
                 self.send_as.enter()
@@ -154,8 +172,12 @@ class TestNetBlocks(networld.NetWorld):
 
     def test_two_frames_in_one_fragment(self):
         self.send_as.send(netimage.enter() + b"\r\n" + BLOCKS[0] + BLOCKS[1])
-        self.send_as.expect(b"".join(KEY + bytes.fromhex(reply) for reply in (
-            ENTER_REPLIES[DONE], BLOCK_REPLIES[DONE], BLOCK_REPLIES[DONE])))
+        self.send_as.expect(
+            b"".join(
+                KEY + bytes.fromhex(reply)
+                for reply in (ENTER_REPLIES[DONE], BLOCK_REPLIES[DONE], BLOCK_REPLIES[DONE])
+            )
+        )
         self.assert_archive(194 + 256)
 
     def test_frame_in_two_fragments(self):
@@ -223,18 +245,20 @@ class TestNetBlocks(networld.NetWorld):
         """The notice acknowledges the last block and ends the upgrade for the sender."""
         for payload in (b"RebootDone", b"..RebootDone..", BLOCKS[0] + b"RebootDone"):
             self.send_as.send(payload)
-            self.send_as.expect(KEY + bytes.fromhex(BLOCK_REPLIES[DONE])
-                                + KEY + b"WriteIsUgradingFalse")
+            self.send_as.expect(
+                KEY + bytes.fromhex(BLOCK_REPLIES[DONE]) + KEY + b"WriteIsUgradingFalse"
+            )
         self.send_as.block(BLOCKS[1], REFUSED)  # block 0 was never forwarded
 
     def test_while_the_engine_is_at_work(self):
         """Both write the same archive, so the one that came second is refused."""
         self.put_package(netimage.in_package(IMAGE))
-        self.start_device(world.chip("MAIN"), faults=SILENT_DEVICE)
+        self.start_device(agentcase.chip("MAIN"), faults=SILENT_DEVICE)
         self.enter_and_create()
         self.send_as.client.send("UPGRADE||MAIN,0,1")
-        self.send_as.client.expect(texts.started() + texts.log("Firmware file checksum ok.",
-                                                               "Read model name."))
+        self.send_as.client.expect(
+            texts.started() + texts.log("Firmware file checksum ok.", "Read model name.")
+        )
         self.send_as.enter(REFUSED)
         for block in (BLOCKS[1], BLOCKS[0], BLOCKS[-1]):
             self.send_as.block(block, REFUSED)
@@ -242,4 +266,4 @@ class TestNetBlocks(networld.NetWorld):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

@@ -4,15 +4,15 @@
 import os
 import time
 
-from harness import module, netimage, networld, texts, wait, world
+from harness import module, netimage, netcase, texts, wait, agentcase
 from harness.blocksender import BLOCK_REPLIES, DONE, KEY, REFUSED
 
 IMAGE = netimage.image()
-ARCHIVE = IMAGE[netimage.HEAD_SIZE:]
+ARCHIVE = IMAGE[netimage.HEAD_SIZE :]
 DIGEST_ERROR = texts.log("NET package checksum error.")
 
 
-class TestNetBlocksInstall(networld.NetWorld):
+class TestNetBlocksInstall(netcase.NetCase):
     """One install each."""
 
     def begin(self, **environment):
@@ -55,12 +55,13 @@ class TestNetBlocksInstall(networld.NetWorld):
 
         def ask_everything():
             for line in busy:
-                other.ask(line, networld.BUSY)
+                other.ask(line, netcase.BUSY)
             for line in ("UPGRADEALL", "GETVERINF"):
                 other.send(line)
             other.ask("VERSION", "VERSION||1.15")
+
         ask_everything()
-        self.assertEqual(module.files(), networld.OLD_FILES)
+        self.assertEqual(module.files(), netcase.OLD_FILES)
         client.sync()
         module.release()
         client.expect(texts.net_blocks_installed()[3:] + texts.net_reboots())
@@ -75,7 +76,7 @@ class TestNetBlocksInstall(networld.NetWorld):
         self.send_as.send_all(netimage.with_head(ARCHIVE, digest="0" * 32))
         client.expect(DIGEST_ERROR)
         self.assertEqual(module.commands(), [module.MD5SUM])
-        self.assert_module(ARCHIVE, networld.OLD_FILES, None)
+        self.assert_module(ARCHIVE, netcase.OLD_FILES, None)
         client.send("UPGRADE||")
         client.expect(texts.closed(""))  # a request for nothing, which is not refused
         self.send_as.send_all(IMAGE)
@@ -97,7 +98,7 @@ class TestNetBlocksInstall(networld.NetWorld):
         self.assertEqual(module.archive(), ARCHIVE)
         frames = netimage.blocks(image)
         self.send_as.begin(image)
-        self.send_as.block(netimage.block(len(frames) - 1, image[256 * (len(frames) - 1):]))
+        self.send_as.block(netimage.block(len(frames) - 1, image[256 * (len(frames) - 1) :]))
         self.send_as.send(netimage.block(len(frames), b"\xff" * 256, last=True))
         self.finish_blocks(client)
         self.assert_done([module.MD5SUM] + module.INSTALL)
@@ -109,7 +110,7 @@ class TestNetBlocksInstall(networld.NetWorld):
         image = netimage.with_head(content)
         place = netimage.HEAD_SIZE + 305
         self.send_as.begin(image, 1)
-        for number, piece in enumerate((image[256:place], image[place:place + 200]), 1):
+        for number, piece in enumerate((image[256:place], image[place : place + 200]), 1):
             self.send_as.block(netimage.block(number, piece))
         self.assertEqual(module.archive(), content[:505])
         client.sync()
@@ -128,7 +129,7 @@ class TestNetBlocksInstall(networld.NetWorld):
         client = self.begin()
         frames = netimage.blocks(IMAGE)
         self.send_as.begin(IMAGE, len(frames) - 1)
-        self.send_as.block(netimage.block(len(frames) - 1, IMAGE[256 * (len(frames) - 1):]))
+        self.send_as.block(netimage.block(len(frames) - 1, IMAGE[256 * (len(frames) - 1) :]))
         self.send_as.send(netimage.block(len(frames), b"\xff" * 256, last=True))
         self.finish_blocks(client)
         self.assert_done()
@@ -138,7 +139,7 @@ class TestNetBlocksInstall(networld.NetWorld):
         client = self.begin()
         frames = netimage.blocks(IMAGE)
         self.send_as.begin(IMAGE)
-        tail = IMAGE[256 * (len(frames) - 1):]
+        tail = IMAGE[256 * (len(frames) - 1) :]
         self.send_as.send(netimage.block(len(frames) - 1, tail, last=True))
         self.finish_blocks(client)
         self.assert_done()
@@ -173,7 +174,7 @@ class TestNetBlocksInstall(networld.NetWorld):
         self.send_as.send_all(IMAGE)
         client.expect(texts.net_blocks_installed(version_written=False) + texts.net_reboots())
         module.wait_for_command(module.REBOOT)
-        self.assertEqual(module.files(), networld.NEW_FILES)
+        self.assertEqual(module.files(), netcase.NEW_FILES)
 
     def test_every_command_fails(self):
         """Nobody looks at their exit statuses."""
@@ -181,7 +182,7 @@ class TestNetBlocksInstall(networld.NetWorld):
         self.send_as.send_all(IMAGE)
         self.finish_blocks(client)
         self.assertEqual(module.commands(), module.INSTALL + [module.REBOOT])
-        self.assert_module(ARCHIVE, networld.OLD_FILES, "1.23")
+        self.assert_module(ARCHIVE, netcase.OLD_FILES, "1.23")
 
     def test_reboot_that_never_comes(self):
         """A module that may not be rebooted takes requests again after a minute."""
@@ -194,7 +195,8 @@ class TestNetBlocksInstall(networld.NetWorld):
             client.send("UPGRADE||")
             client.send("HEARTBEAT")
             client.wait_for("HEARTBEAT")
-            return networld.BUSY not in client.lines
+            return netcase.BUSY not in client.lines
+
         self.assertFalse(free())
         wait.until(free, 90, "idle agent")
         # The request that was taken has its last words behind the heartbeat.
@@ -204,4 +206,4 @@ class TestNetBlocksInstall(networld.NetWorld):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

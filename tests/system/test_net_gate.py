@@ -1,17 +1,17 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What makes the receiver of NET blocks silent for ten seconds or an install, and no longer. In real
-time."""
+"""What makes the receiver of NET blocks silent for ten seconds or an install, and no longer; in
+real time."""
 
 import time
 
-from harness import frames, module, netimage, networld, texts, world
+from harness import frames, module, netimage, netcase, texts, agentcase
 from harness.blocksender import REFUSED
 
 IMAGE = netimage.image()
 SILENT_SECONDS = 11
 
 
-class TestNetGate(networld.NetWorld):
+class TestNetGate(netcase.NetCase):
     """One way into silence each."""
 
     def setUp(self):
@@ -64,4 +64,4 @@ class TestNetGate(networld.NetWorld):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

@@ -6,24 +6,29 @@ import os
 import re
 import typing
 
-from harness import module, netimage, networld, texts, wait, world
+from harness import module, netimage, netcase, texts, wait, agentcase
 from harness.package import image_bytes
 
 DOCUMENT = os.path.join(os.path.dirname(__file__), "..", "..", "docs", "use", "net-install.md")
 # More than tar takes at once, so that it can be stopped in the middle of a file.
 FILES = {**netimage.FILES, "usr/bin/agent": image_bytes(24_000, "large")}
-NEW_FILES = {**networld.OLD_FILES, **FILES}
+NEW_FILES = {**netcase.OLD_FILES, **FILES}
 IMAGE = netimage.image(FILES)
-ARCHIVE = IMAGE[netimage.HEAD_SIZE:]
+ARCHIVE = IMAGE[netimage.HEAD_SIZE :]
 VERSIONS = {"old": b"1.00", "new": b"1.23"}
 HALF_PATH = f"/tmp/bin:{os.environ.get('PATH')}"
 # A program in the way of tar: the beginning of the archive, and no end.
 HALF_BZIP2 = '#!/bin/sh\n/usr/bin/bzip2 "$@" | head -c 20480\nexec sleep 1000\n'
 
-HELD = {"`sudo md5sum`": module.MD5SUM, "`sudo mount -o remount rw /`": module.WRITABLE,
-        "`sudo tar`": module.UNPACK, "`sudo rm`": module.REMOVE,
-        "`sudo mount -o remount ro /`": module.READ_ONLY, "`sync`": module.SYNC,
-        "`sudo reboot`": module.REBOOT}
+HELD = {
+    "`sudo md5sum`": module.MD5SUM,
+    "`sudo mount -o remount rw /`": module.WRITABLE,
+    "`sudo tar`": module.UNPACK,
+    "`sudo rm`": module.REMOVE,
+    "`sudo mount -o remount ro /`": module.READ_ONLY,
+    "`sync`": module.SYNC,
+    "`sudo reboot`": module.REBOOT,
+}
 LAST_BLOCK, END_OF_TAR, NEXT_ROW = "the last block", "the end of `sudo tar`", "the next row"
 
 
@@ -51,14 +56,14 @@ def code_block(language):
     return re.search(rf"```{language}\n(.*?)```", document(), re.DOTALL).group(1)
 
 
-class KillWorld(networld.NetWorld):
+class KillCase(netcase.NetCase):
     """Cuts the power, looks at the disk, and installs again."""
 
     def prepare(self, cut):
         """A module with an older version, about to be stopped."""
         if self.agent:
             self.agent.cut_power()
-        module.clean(networld.OLD_FILES)
+        module.clean(netcase.OLD_FILES)
         with open(netimage.VERSION_FILE, "wb") as file:
             file.write(VERSIONS["old"])
         more = {}
@@ -76,9 +81,11 @@ class KillWorld(networld.NetWorld):
         if cut.before in HELD:
             module.wait_for_command(HELD[cut.before])
         elif cut.before == END_OF_TAR:
+
             def mixed():
                 agent = module.files().get("usr/bin/agent")
-                return agent and agent != networld.OLD_FILES["usr/bin/agent"]
+                return agent and agent != netcase.OLD_FILES["usr/bin/agent"]
+
             wait.until(mixed, 15, "mixture of files")
         elif cut.before == NEXT_ROW:
             wait.until(lambda: module.version() == VERSIONS["new"], 15, "version file")
@@ -95,16 +102,23 @@ class KillWorld(networld.NetWorld):
         if cut.archive == "a part":
             self.assertTrue(0 < len(archive) < len(ARCHIVE) and ARCHIVE.startswith(archive))
         else:
-            self.assertEqual(networld.shown(archive),
-                             networld.shown({"whole": ARCHIVE, "none": None}[cut.archive]))
+            self.assertEqual(
+                netcase.shown(archive),
+                netcase.shown({"whole": ARCHIVE, "none": None}[cut.archive]),
+            )
         if cut.files == "mixed":
             agent = files.pop("usr/bin/agent")
             self.assertTrue(0 < len(agent) < 24_000 and FILES["usr/bin/agent"].startswith(agent))
-            self.assertEqual(files, {"etc/hostname": networld.OLD_FILES["etc/hostname"],
-                                     "etc/agent.conf": FILES["etc/agent.conf"]})
+            self.assertEqual(
+                files,
+                {
+                    "etc/hostname": netcase.OLD_FILES["etc/hostname"],
+                    "etc/agent.conf": FILES["etc/agent.conf"],
+                },
+            )
         else:
-            wanted = {"old": networld.OLD_FILES, "new": NEW_FILES}[cut.files]
-            self.assertEqual(networld.shown(files), networld.shown(wanted))
+            wanted = {"old": netcase.OLD_FILES, "new": NEW_FILES}[cut.files]
+            self.assertEqual(netcase.shown(files), netcase.shown(wanted))
 
     def begin_again(self):
         """The module is back, with an empty record of commands."""
@@ -118,14 +132,15 @@ class KillWorld(networld.NetWorld):
         self.agent.cut_power()
 
 
-class TestNetKill(KillWorld):
+class TestNetKill(KillCase):
     """Each line of the table, for either way."""
 
     def test_table_is_complete(self):
         cuts = table()
         self.assertEqual({cut.before for cut in cuts}, {*HELD, LAST_BLOCK, END_OF_TAR, NEXT_ROW})
-        self.assertEqual([cut.before for cut in cuts if cut.package == "-"],
-                         [LAST_BLOCK, "`sudo reboot`"])
+        self.assertEqual(
+            [cut.before for cut in cuts if cut.package == "-"], [LAST_BLOCK, "`sudo reboot`"]
+        )
         self.assertEqual([cut.before for cut in cuts if cut.blocks == "-"], [NEXT_ROW])
 
     def test_document_s_commands(self):
@@ -133,8 +148,10 @@ class TestNetKill(KillWorld):
         listed = document().split("## Required permissions")[1].split("```")[1].split("\n")
         self.assertEqual(listed[1:-1], [*module.INSTALL, module.REBOOT])
         allowed = re.findall(r"/usr/s?bin/(.*?)(?:, \\| \"\")\n", code_block("sudoers"))
-        self.assertEqual([f"sudo {command}" for command in allowed],
-                         [line for line in listed[1:-1] if line != module.SYNC])
+        self.assertEqual(
+            [f"sudo {command}" for command in allowed],
+            [line for line in listed[1:-1] if line != module.SYNC],
+        )
 
     def test_package(self):
         for cut in table():
@@ -152,16 +169,22 @@ class TestNetKill(KillWorld):
 
     def upgrade(self):
         """Starts a run on a device of its own; it is not followed beyond the install."""
-        self.start_device(world.chip("NET", 32, version="1.0"))
+        self.start_device(agentcase.chip("NET", 32, version="1.0"))
         client = self.connect()
         client.send("UPGRADE||NET,32,0")
         return client
 
     @staticmethod
     def run_lines():
-        return (texts.started() + texts.model_read() + texts.read_fpga("NET")
-                + texts.reads_done() + texts.read_version("NET", "1.0")
-                + texts.decided("1.23.0", "greater", "NET", "1.0.0") + texts.net_item())
+        return (
+            texts.started()
+            + texts.model_read()
+            + texts.read_fpga("NET")
+            + texts.reads_done()
+            + texts.read_version("NET", "1.0")
+            + texts.decided("1.23.0", "greater", "NET", "1.0.0")
+            + texts.net_item()
+        )
 
     def test_blocks(self):
         for cut in table():
@@ -199,4 +222,4 @@ class TestNetKill(KillWorld):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

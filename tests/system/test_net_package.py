@@ -4,7 +4,7 @@
 import os
 import subprocess
 
-from harness import framelist, module, netimage, networld, texts, wait, world
+from harness import framelist, module, netimage, netcase, texts, wait, agentcase
 from harness.package import Image, image_bytes
 
 NET_IMAGE = netimage.image()
@@ -12,8 +12,8 @@ NET = netimage.in_package(NET_IMAGE)
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 KEY = Image("KEY", image_bytes(300, "key"), chip_type=2)
 # Most devices do not answer for the module; this one does, which saves half a minute.
-MODULE_CHIP = world.chip("NET", 32, version="1.0")
-AUX_CHIP, KEY_CHIP = world.chip("AUX", 1), world.chip("KEY", 2)
+MODULE_CHIP = agentcase.chip("NET", 32, version="1.0")
+AUX_CHIP, KEY_CHIP = agentcase.chip("AUX", 1), agentcase.chip("KEY", 2)
 END = texts.rebooted() + texts.virtual_version_set() + texts.succeeded()
 END_FRAMES = [framelist.REBOOT, framelist.PRODUCT_ID, framelist.virtual(5)]
 TWO_ROWS = "UPGRADE||NET,32,0||AUX,1,0"
@@ -25,11 +25,16 @@ def reads(*names):
     for name in names:
         first += texts.read_fpga(name) if name == "NET" else texts.read_mcu(name)
         versions += texts.read_version(name, "1.0" if name == "NET" else "1.0.0")
-    return (texts.started() + texts.log("Firmware file checksum ok.") + first
-            + texts.reads_done() + versions)
+    return (
+        texts.started()
+        + texts.log("Firmware file checksum ok.")
+        + first
+        + texts.reads_done()
+        + versions
+    )
 
 
-class TestNetPackage(networld.NetWorld):
+class TestNetPackage(netcase.NetCase):
     """One run each."""
 
     def begin(self, *images, request, chips=(AUX_CHIP, MODULE_CHIP, KEY_CHIP), mode=5):
@@ -53,24 +58,36 @@ class TestNetPackage(networld.NetWorld):
         module.wait_for_command(module.UNPACK)
         other = self.connect()
         for _ in range(11):
-            other.ask("UPGRADE||AUX,1,0", networld.BUSY)
+            other.ask("UPGRADE||AUX,1,0", netcase.BUSY)
             other.closed.wait(1)  # the time that the unpacking takes
         other.close()
         client.send("VERSION")
         client.wait_for("VERSION||1.15")
         module.release()
         client.expect(
-            reads("AUX", "NET", "KEY") + texts.image("AUX", 0, 3, 700)
-            + texts.net_item(1, 3)[:-5] + ["VERSION||1.15"] + texts.net_item(1, 3)[-5:]
-            + texts.image("KEY", 2, 3, 300) + END, 40)
+            reads("AUX", "NET", "KEY")
+            + texts.image("AUX", 0, 3, 700)
+            + texts.net_item(1, 3)[:-5]
+            + ["VERSION||1.15"]
+            + texts.net_item(1, 3)[-5:]
+            + texts.image("KEY", 2, 3, 300)
+            + END,
+            40,
+        )
         client.sync()
         self.assertEqual(module.commands(), module.INSTALL)
         self.assert_installed()
         self.assert_flash({(1, 0): AUX.data, (2, 0): KEY.data})
         self.assert_frames(
-            *framelist.mcu(1), *framelist.mcu(2), framelist.version(1), framelist.version(32),
-            framelist.version(2), *framelist.image(1, 0, 700), *framelist.image(2, 0, 300),
-            *END_FRAMES)
+            *framelist.mcu(1),
+            *framelist.mcu(2),
+            framelist.version(1),
+            framelist.version(32),
+            framelist.version(2),
+            *framelist.image(1, 0, 700),
+            *framelist.image(2, 0, 300),
+            *END_FRAMES,
+        )
 
     def test_version_that_nobody_tells(self):
         """A module whose version the device does not know gets its image."""
@@ -78,11 +95,24 @@ class TestNetPackage(networld.NetWorld):
         ask = texts.log("Send 'Read FW version' command to 'NET'.")
         fail = "Read the version information of 'NET' fail, {}."
         client.expect(
-            texts.package_listed() + texts.started() + texts.model_read() + texts.read_fpga("NET")
-            + texts.reads_done() + ask + texts.log(fail.format("retry 1")) + ask
-            + texts.log(fail.format("retry 2")) + ask + texts.log(
-                fail.format("check the next mcu"), "Read all mcu(list) version information done.")
-            + texts.decided("1.23.0", "greater", "NET", "0.0.0") + texts.net_item() + END, 80)
+            texts.package_listed()
+            + texts.started()
+            + texts.model_read()
+            + texts.read_fpga("NET")
+            + texts.reads_done()
+            + ask
+            + texts.log(fail.format("retry 1"))
+            + ask
+            + texts.log(fail.format("retry 2"))
+            + ask
+            + texts.log(
+                fail.format("check the next mcu"), "Read all mcu(list) version information done."
+            )
+            + texts.decided("1.23.0", "greater", "NET", "0.0.0")
+            + texts.net_item()
+            + END,
+            80,
+        )
         self.assertEqual(module.commands(), module.INSTALL)
         self.assert_installed()
 
@@ -96,7 +126,7 @@ class TestNetPackage(networld.NetWorld):
         client.send("UPGRADE||NET,32,0")
         client.expect(reads("NET") + texts.net_item() + END, 40)
         self.assertEqual(module.commands(), module.INSTALL)
-        self.assert_module(NET_IMAGE[netimage.HEAD_SIZE:], networld.OLD_FILES, "1.23")
+        self.assert_module(NET_IMAGE[netimage.HEAD_SIZE :], netcase.OLD_FILES, "1.23")
 
     def test_sudo_is_not_allowed(self):
         """Without a digest nothing is installed."""
@@ -108,27 +138,38 @@ class TestNetPackage(networld.NetWorld):
         client.send("UPGRADE||NET,32,0")
         client.expect(reads("NET") + texts.net_item_refused() + texts.rebooted()[:2])
         self.assertEqual(module.commands(), [module.MD5SUM])
-        self.assert_module(NET_IMAGE[netimage.HEAD_SIZE:], networld.OLD_FILES, None)
+        self.assert_module(NET_IMAGE[netimage.HEAD_SIZE :], netcase.OLD_FILES, None)
 
     def assert_refused(self, image, archive):
         """The item is given up, the next one gets its image once, and nothing is unpacked."""
         client = self.begin(netimage.in_package(image), AUX, request=TWO_ROWS)
-        client.expect(reads("NET", "AUX") + texts.net_item_refused(0, 2)
-                      + texts.image("AUX", 1, 2, 700) + END, 40)
+        client.expect(
+            reads("NET", "AUX")
+            + texts.net_item_refused(0, 2)
+            + texts.image("AUX", 1, 2, 700)
+            + END,
+            40,
+        )
         client.sync()
         self.assertEqual(module.commands(), [module.MD5SUM])
-        self.assert_module(archive, networld.OLD_FILES, None)
-        self.assert_frames(*framelist.mcu(1), framelist.version(32), framelist.version(1),
-                           *framelist.image(1, 0, 700), *END_FRAMES)
+        self.assert_module(archive, netcase.OLD_FILES, None)
+        self.assert_frames(
+            *framelist.mcu(1),
+            framelist.version(32),
+            framelist.version(1),
+            *framelist.image(1, 0, 700),
+            *END_FRAMES,
+        )
 
     def test_damaged_archive(self):
         damaged = NET_IMAGE[:-1] + bytes([NET_IMAGE[-1] ^ 1])
-        self.assert_refused(damaged, damaged[netimage.HEAD_SIZE:])
+        self.assert_refused(damaged, damaged[netimage.HEAD_SIZE :])
 
     def test_upper_case_digest(self):
-        archive = NET_IMAGE[netimage.HEAD_SIZE:]
-        self.assert_refused(netimage.with_head(archive, digest=netimage.md5(archive).upper()),
-                            archive)
+        archive = NET_IMAGE[netimage.HEAD_SIZE :]
+        self.assert_refused(
+            netimage.with_head(archive, digest=netimage.md5(archive).upper()), archive
+        )
 
     def test_image_of_61_bytes(self):
         self.assert_refused(NET_IMAGE[:61], b"")
@@ -139,27 +180,37 @@ class TestNetPackage(networld.NetWorld):
     def test_last_row_is_refused(self):
         """The device is rebooted once."""
         client = self.begin(netimage.in_package(NET_IMAGE + b"x"), request="UPGRADE||NET,32,0")
-        client.expect(reads("NET") + texts.net_item_refused() + texts.rebooted()
-                      + texts.nothing_upgraded() + texts.succeeded(), 40)
+        client.expect(
+            reads("NET")
+            + texts.net_item_refused()
+            + texts.rebooted()
+            + texts.nothing_upgraded()
+            + texts.succeeded(),
+            40,
+        )
         self.assert_frames(framelist.version(32), framelist.REBOOT, framelist.PRODUCT_ID)
 
     def test_archive_cannot_be_created(self):
         os.mkdir(netimage.ARCHIVE)
         client = self.begin(NET, AUX, request=TWO_ROWS)
         client.expect(
-            reads("NET", "AUX") + texts.log("Start to upgrade NET firmware.",
-                                            "Create fw_net error, upgrade net fail.")
-            + texts.image("AUX", 1, 2, 700) + END, 40)
+            reads("NET", "AUX")
+            + texts.log("Start to upgrade NET firmware.", "Create fw_net error, upgrade net fail.")
+            + texts.image("AUX", 1, 2, 700)
+            + END,
+            40,
+        )
         self.assertEqual(module.commands(), [])
 
     def test_version_file_cannot_be_written(self):
         """The install counts as done."""
         os.mkdir(netimage.VERSION_FILE)
         client = self.begin(NET, request="UPGRADE||NET,32,0")
-        client.expect(reads("NET") + texts.net_item()
-                      + texts.log("Failed to create version file") + END, 40)
+        client.expect(
+            reads("NET") + texts.net_item() + texts.log("Failed to create version file") + END, 40
+        )
         self.assertEqual(module.commands(), module.INSTALL)
-        self.assertEqual(module.files(), networld.NEW_FILES)
+        self.assertEqual(module.files(), netcase.NEW_FILES)
 
     def test_package_made_by_the_tools(self):
         """A folder becomes an image, the image a part of a package, the package an upgrade."""
@@ -172,18 +223,25 @@ class TestNetPackage(networld.NetWorld):
         self.put_package(AUX)
         fwm = os.environ["FWM_PROGRAM"]
         subprocess.run([fwm, "make-net", folder, "--net-version", "2.07", "-o", image], check=True)
-        subprocess.run([fwm, "add-net", world.PACKAGE, image, "-o", world.PACKAGE], check=True)
+        subprocess.run(
+            [fwm, "add-net", agentcase.PACKAGE, image, "-o", agentcase.PACKAGE], check=True
+        )
         self.start_device(AUX_CHIP, MODULE_CHIP)
         self.start_agent()
         client = self.connect()
         client.ask("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5")
         client.send(TWO_ROWS)
-        client.expect(reads("NET", "AUX") + texts.net_item(0, 2, "2.07")
-                      + texts.image("AUX", 1, 2, 700) + END, 40)
+        client.expect(
+            reads("NET", "AUX")
+            + texts.net_item(0, 2, "2.07")
+            + texts.image("AUX", 1, 2, 700)
+            + END,
+            40,
+        )
         self.assertEqual(module.commands(), module.INSTALL)
         self.assert_installed("2.07")
         wait.until(lambda: self.simulator.status()["virtual_version"] == 5)
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

@@ -1,31 +1,39 @@
 # SPDX-License-Identifier: Apache-2.0
 """NET images where /data is missing, full, read-only or has the files of another user. Each class
-needs a world of its own."""
+needs a sandbox of its own."""
 
 import os
 
-from harness import module, netimage, networld, texts, world
+from harness import module, netimage, netcase, texts, agentcase
 from harness.blocksender import REFUSED
 from harness.package import Image, image_bytes
 
 # Two thirds of the small /data cannot be compressed away.
 BIG_FILE = image_bytes(60_000, "big")
 BIG_IMAGE = netimage.image({**netimage.FILES, "usr/share/agent/big": BIG_FILE})
-BIG_FILES = {**networld.NEW_FILES, "usr/share/agent/big": BIG_FILE}
+BIG_FILES = {**netcase.NEW_FILES, "usr/share/agent/big": BIG_FILE}
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 PACKAGE_IMAGES = [netimage.in_package(BIG_IMAGE), AUX]
 BALLAST = "/data/ballast"
-CHIPS = (world.chip("AUX", 1, upgrades_to="1.0.0"), world.chip("NET", 32, version="1.0"))
+CHIPS = (agentcase.chip("AUX", 1, upgrades_to="1.0.0"), agentcase.chip("NET", 32, version="1.0"))
 RUN_START = (
-    texts.log("Firmware file checksum ok.") + texts.read_fpga("NET") + texts.read_mcu("AUX")
-    + texts.reads_done() + texts.read_version("NET", "1.0") + texts.read_version("AUX", "1.0.0"))
-RUN_END = (texts.image("AUX", 1, 2, 700) + texts.rebooted() + texts.virtual_version_set()
-           + texts.succeeded())
-CREATE_ERROR = texts.log("Start to upgrade NET firmware.",
-                         "Create fw_net error, upgrade net fail.")
+    texts.log("Firmware file checksum ok.")
+    + texts.read_fpga("NET")
+    + texts.read_mcu("AUX")
+    + texts.reads_done()
+    + texts.read_version("NET", "1.0")
+    + texts.read_version("AUX", "1.0.0")
+)
+RUN_END = (
+    texts.image("AUX", 1, 2, 700)
+    + texts.rebooted()
+    + texts.virtual_version_set()
+    + texts.succeeded()
+)
+CREATE_ERROR = texts.log("Start to upgrade NET firmware.", "Create fw_net error, upgrade net fail.")
 
 
-class PlacesWorld(networld.NetWorld):
+class PlacesCase(netcase.NetCase):
     """Mode 5, so that a second run writes again."""
 
     def begin(self):
@@ -51,17 +59,17 @@ class PlacesWorld(networld.NetWorld):
         sender.block(netimage.blocks(BIG_IMAGE)[-1], REFUSED)
         sender.enter()
         self.assertEqual(module.commands(), [])
-        self.assert_module(None, networld.OLD_FILES, None)
+        self.assert_module(None, netcase.OLD_FILES, None)
 
 
-class TestNoData(PlacesWorld):
+class TestNoData(PlacesCase):
     """No /data at all."""
 
     def test_blocks(self):
         self.assert_blocks_refused()
 
 
-class TestReadOnly(PlacesWorld):
+class TestReadOnly(PlacesCase):
     """A /data that holds a package and cannot be written."""
 
     def test_blocks(self):
@@ -72,11 +80,11 @@ class TestReadOnly(PlacesWorld):
         client = self.begin()
         self.run_package(client, CREATE_ERROR)
         self.assertEqual(module.commands(), [])
-        self.assert_module(None, networld.OLD_FILES, None)
+        self.assert_module(None, netcase.OLD_FILES, None)
         self.assert_flash({(1, 0): AUX.data})
 
 
-class TestOtherUser(networld.NetWorld):
+class TestOtherUser(netcase.NetCase):
     """A /data with an archive and a version file that only another user may write."""
 
     def test_blocks(self):
@@ -93,11 +101,11 @@ class TestOtherUser(networld.NetWorld):
 
     def setUp(self):
         """Without the rest of a module's set-up, which would remove the files."""
-        world.World.setUp(self)
-        module.clean(networld.OLD_FILES, but=(netimage.ARCHIVE, netimage.VERSION_FILE))
+        agentcase.AgentCase.setUp(self)
+        module.clean(netcase.OLD_FILES, but=(netimage.ARCHIVE, netimage.VERSION_FILE))
 
 
-class TestFull(PlacesWorld):
+class TestFull(PlacesCase):
     """A /data that fills up while the archive is written."""
 
     def tearDown(self):
@@ -118,7 +126,7 @@ class TestFull(PlacesWorld):
         self.leave_free(40_000)
         self.run_package(client, texts.net_item_refused(0, 2))
         self.assertEqual(module.commands(), [module.MD5SUM])
-        self.assert_module(b"", networld.OLD_FILES, None)
+        self.assert_module(b"", netcase.OLD_FILES, None)
         os.remove(BALLAST)
         self.run_package(client, texts.net_item(0, 2), first=False)
         self.assertEqual(module.commands(), [module.MD5SUM] + module.INSTALL)
@@ -154,7 +162,7 @@ class TestFull(PlacesWorld):
         with open(netimage.VERSION_FILE, "w", encoding="ascii") as file:
             file.write("1.00")
         self.put_package(AUX)
-        stored = module.content(world.PACKAGE)
+        stored = module.content(agentcase.PACKAGE)
         module.hold(module.READ_ONLY)
         self.start_agent()
         sender = self.sender()
@@ -162,13 +170,14 @@ class TestFull(PlacesWorld):
         module.wait_for_command(module.READ_ONLY)
         self.leave_free(0)
         module.release()
-        sender.client.expect(texts.net_blocks_installed(version_written=False)
-                             + texts.net_reboots())
+        sender.client.expect(
+            texts.net_blocks_installed(version_written=False) + texts.net_reboots()
+        )
         self.assert_installed(version="1.00")
-        self.assertEqual(module.content(world.PACKAGE), stored)
+        self.assertEqual(module.content(agentcase.PACKAGE), stored)
         self.assertEqual(sorted(os.listdir("/data")), ["FW.fwm", "ballast", "version"])
         self.connect().sync()
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

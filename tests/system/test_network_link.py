@@ -4,7 +4,7 @@
 import socket
 import time
 
-from harness import framelist, module, netimage, networld, texts, wait, world
+from harness import framelist, module, netimage, netcase, texts, wait, agentcase
 from harness.blocksender import REFUSED
 from harness.package import Image, image_bytes
 from harness.transcript import Maybe
@@ -14,22 +14,36 @@ LISTEN = ("--listen", "127.0.0.1:6752")
 REQUEST = "UPGRADEORVALE1G||127.0.0.1"
 CONNECTED = texts.log("Device connected.") + texts.package_listed()
 MAIN = Image("MAIN", image_bytes(1000, "main"))
-CHIP = world.chip("MAIN", 0, 1)
-WRITTEN = (texts.decided("1.1.0", "greater", "MAIN", "1.0.0") + texts.image("MAIN", 0, 1, 1000)
-           + texts.rebooted() + texts.virtual_version_set())
-READ = (texts.model_read() + texts.read_mcu("MAIN") + texts.reads_done()
-        + texts.read_version("MAIN", "1.0.0"))
+CHIP = agentcase.chip("MAIN", 0, 1)
+WRITTEN = (
+    texts.decided("1.1.0", "greater", "MAIN", "1.0.0")
+    + texts.image("MAIN", 0, 1, 1000)
+    + texts.rebooted()
+    + texts.virtual_version_set()
+)
+READ = (
+    texts.model_read()
+    + texts.read_mcu("MAIN")
+    + texts.reads_done()
+    + texts.read_version("MAIN", "1.0.0")
+)
 # Over the network nothing is said when the link is closed.
 OVER = ["PROGRESSVALUE||0.00"] + texts.status_lines("UPGRADESUCCESS")
 # Whether the reset of the progress also logs is left open.
 ERASING = [Maybe(line) for line in texts.log("Erasing...")]
-FRAMES = [framelist.MODEL, *framelist.mcu(0, 1), framelist.version(0, 1),
-          *framelist.image(0, 1, 1000), framelist.REBOOT, framelist.PRODUCT_ID,
-          framelist.virtual(5)]
+FRAMES = [
+    framelist.MODEL,
+    *framelist.mcu(0, 1),
+    framelist.version(0, 1),
+    *framelist.image(0, 1, 1000),
+    framelist.REBOOT,
+    framelist.PRODUCT_ID,
+    framelist.virtual(5),
+]
 ASKED = texts.log("Firmware file checksum ok.", "Read model name.")
 
 
-class TestNetworkLink(networld.NetWorld):
+class TestNetworkLink(netcase.NetCase):
     """The main MCU at index 1, which is what such a request upgrades."""
 
     def begin(self, *faults, where=LISTEN, **more):
@@ -62,10 +76,17 @@ class TestNetworkLink(networld.NetWorld):
         for version in ("1.0.0", "1.1.0"):
             client.send(REQUEST)
             client.expect(
-                CONNECTED + texts.log("Firmware file checksum ok.") + texts.read_mcu("MAIN")
-                + texts.reads_done() + texts.read_version("MAIN", version)
-                + texts.image("MAIN", 0, 1, 1000) + texts.rebooted()
-                + texts.virtual_version_set() + OVER, 40)
+                CONNECTED
+                + texts.log("Firmware file checksum ok.")
+                + texts.read_mcu("MAIN")
+                + texts.reads_done()
+                + texts.read_version("MAIN", version)
+                + texts.image("MAIN", 0, 1, 1000)
+                + texts.rebooted()
+                + texts.virtual_version_set()
+                + OVER,
+                40,
+            )
             client.sync()
         self.assertEqual(self.simulator.chip(0, 1)["images_written"], 2)
 
@@ -75,7 +96,7 @@ class TestNetworkLink(networld.NetWorld):
         client.send(REQUEST)
         client.expect(CONNECTED + ASKED)
         for line in (REQUEST, "UPGRADE||MAIN,0,1", "UPGRADE||"):
-            client.ask(line, networld.BUSY)
+            client.ask(line, netcase.BUSY)
         for line in ("UPGRADEALL", "GETVERINF"):
             client.send(line)
         client.sync()
@@ -113,9 +134,18 @@ class TestNetworkLink(networld.NetWorld):
         client.send_raw(f"{REQUEST}\r\nUPGRADE||MAIN,0,1\r\n".encode())
         opened = [Maybe("UPGRADELOG||Device connected.")]
         client.expect(
-            opened + [Maybe(line) for line in texts.closed("")] + opened
-            + ["Connect success."] + opened + ASKED[:1] + opened + ASKED[1:] + opened
-            + (READ + WRITTEN + texts.succeeded())[2:], 40)
+            opened
+            + [Maybe(line) for line in texts.closed("")]
+            + opened
+            + ["Connect success."]
+            + opened
+            + ASKED[:1]
+            + opened
+            + ASKED[1:]
+            + opened
+            + (READ + WRITTEN + texts.succeeded())[2:],
+            40,
+        )
         client.sync()
         self.assert_flash({(0, 1): MAIN.data})
         self.assert_frames(*FRAMES)
@@ -131,8 +161,11 @@ class TestNetworkLink(networld.NetWorld):
         client = self.begin()
         self.put_bytes(b"garbage")
         client.send(REQUEST)
-        client.expect(texts.log("Device connected.") + texts.status_lines("UPGRADEFAIL") * 2
-                      + texts.closed(""))
+        client.expect(
+            texts.log("Device connected.")
+            + texts.status_lines("UPGRADEFAIL") * 2
+            + texts.closed("")
+        )
         client.sync()
         self.put_package(MAIN)
         self.assert_serial_works(client, first=True)
@@ -140,9 +173,17 @@ class TestNetworkLink(networld.NetWorld):
     def test_silent_device(self):
         client = self.begin("silent:word=model-name")
         client.send(REQUEST)
-        client.expect(CONNECTED + ASKED + texts.log(
-            "Read model name fail, retry 1.", "Read model name fail, retry 2.",
-            "Read model name fail, upgrade fail, exit.") + self.network_failed(), 45)
+        client.expect(
+            CONNECTED
+            + ASKED
+            + texts.log(
+                "Read model name fail, retry 1.",
+                "Read model name fail, retry 2.",
+                "Read model name fail, upgrade fail, exit.",
+            )
+            + self.network_failed(),
+            45,
+        )
         # What may be the run's last line may also come later than the others.
         client.ask("HEARTBEAT", *ERASING, "HEARTBEAT")
         self.assert_frames(*[framelist.MODEL] * 3)
@@ -162,13 +203,19 @@ class TestNetworkLink(networld.NetWorld):
             device, _ = server.accept()
             wait.until(lambda: device.recv(4096), what="frame of the agent")
             device.close()
-        client.expect(CONNECTED + ASKED + texts.log(
-            "Read model name fail, retry 1.", "Read model name fail, retry 2.")
-            + texts.closed("") + texts.log("Read model name fail, upgrade fail, exit.")
-            + self.network_failed() + texts.closed(""), 45)
+        client.expect(
+            CONNECTED
+            + ASKED
+            + texts.log("Read model name fail, retry 1.", "Read model name fail, retry 2.")
+            + texts.closed("")
+            + texts.log("Read model name fail, upgrade fail, exit.")
+            + self.network_failed()
+            + texts.closed(""),
+            45,
+        )
         client.sync()
         self.assert_serial_works(client, first=True)
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

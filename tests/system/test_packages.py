@@ -5,7 +5,7 @@ import os
 import struct
 import zlib
 
-from harness import framelist, package, texts, world
+from harness import framelist, package, texts, agentcase
 from harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(300, "aux"), chip_type=1)
@@ -13,12 +13,12 @@ CHECKSUM_OK = texts.log("Firmware file checksum ok.")
 ROW = "UPGRADE||AUX,1,0"
 
 
-class TestPackages(world.World):
+class TestPackages(agentcase.AgentCase):
     """Each package is listed and then used on a fresh agent, with one device behind it."""
 
     def setUp(self):
         super().setUp()
-        self.start_device(world.chip("AUX", 1))
+        self.start_device(agentcase.chip("AUX", 1))
         self.port = ""
         self.start_agent()
         self.client = self.connect()
@@ -32,8 +32,13 @@ class TestPackages(world.World):
 
     def listing(self, reply, before=(), fails=0):
         """One list request; each failure closes the link once the list has been answered."""
-        self.client.ask("GETFIRMWARELIST", *texts.status_lines("UPGRADEFAIL") * fails, *before,
-                        f"FIRMWARELIST||{reply}", *texts.closed(self.port) * fails)
+        self.client.ask(
+            "GETFIRMWARELIST",
+            *texts.status_lines("UPGRADEFAIL") * fails,
+            *before,
+            f"FIRMWARELIST||{reply}",
+            *texts.closed(self.port) * fails,
+        )
         self.client.sync()
 
     # Good ones.
@@ -41,32 +46,44 @@ class TestPackages(world.World):
     def test_good_package(self):
         self.put_package(AUX)
         self.listing(package.description([AUX]), texts.package_listed())
-        self.upgrade(*texts.model_read(), *texts.read_mcu("AUX"), *texts.reads_done(),
-                     *texts.read_version("AUX", "1.0.0"),
-                     *texts.decided("1.1.0", "greater", "AUX", "1.0.0"),
-                     *texts.image("AUX", 0, 1, 300), *texts.rebooted(),
-                     *texts.virtual_version_set(), *texts.succeeded(), seconds=40)
+        self.upgrade(
+            *texts.model_read(),
+            *texts.read_mcu("AUX"),
+            *texts.reads_done(),
+            *texts.read_version("AUX", "1.0.0"),
+            *texts.decided("1.1.0", "greater", "AUX", "1.0.0"),
+            *texts.image("AUX", 0, 1, 300),
+            *texts.rebooted(),
+            *texts.virtual_version_set(),
+            *texts.succeeded(),
+            seconds=40,
+        )
         self.assert_flash({(1, 0): AUX.data})
 
     def test_leading_zeros_of_the_checksum_are_left_out(self):
         """A release text is searched whose checksum has seven digits only."""
         number = 0
-        while zlib.crc32(package.body(package.description([AUX], version=f"1.{number}"),
-                                      [AUX])) >> 28:
+        while (
+            zlib.crc32(package.body(package.description([AUX], version=f"1.{number}"), [AUX])) >> 28
+        ):
             number += 1
         built = package.build([AUX], version=f"1.{number}")
         self.assertEqual(built[7], 0)
         self.put_bytes(built)
-        self.listing(package.description([AUX], version=f"1.{number}"),
-                     texts.package_listed(version=f"1.{number}"))
+        self.listing(
+            package.description([AUX], version=f"1.{number}"),
+            texts.package_listed(version=f"1.{number}"),
+        )
 
     def test_older_versions_are_listed_and_refused(self):
         for version in (2, 3, 4, 5):
             self.put_package(AUX, package_version=version)
-            self.listing(package.description([AUX]),
-                         texts.package_listed(package_version=version))
-            self.upgrade(*CHECKSUM_OK, *texts.log("FWM file version error, must greater or equal "
-                                                  "to 6."), *texts.package_failed())
+            self.listing(package.description([AUX]), texts.package_listed(package_version=version))
+            self.upgrade(
+                *CHECKSUM_OK,
+                *texts.log("FWM file version error, must greater or equal " "to 6."),
+                *texts.package_failed(),
+            )
         self.assert_frames()
 
     def test_bare_form_is_listed_and_refused(self):
@@ -83,18 +100,26 @@ class TestPackages(world.World):
         self.assert_frames()
 
     def test_unreadable(self):
-        os.mkdir(world.PACKAGE)
-        self.addCleanup(lambda: os.path.isdir(world.PACKAGE) and os.rmdir(world.PACKAGE))
+        os.mkdir(agentcase.PACKAGE)
+        self.addCleanup(lambda: os.path.isdir(agentcase.PACKAGE) and os.rmdir(agentcase.PACKAGE))
         self.listing("ERROR:Faild to open firmware file.", fails=2)
         self.upgrade(*texts.status_lines("UPGRADEFAIL") * 2, *texts.closed() * 2)
-        os.rmdir(world.PACKAGE)
+        os.rmdir(agentcase.PACKAGE)
         self.assert_frames()
 
     def test_bad_checksum(self):
         good = package.build([AUX])
         upper = good[:8].upper() if good[:8].upper() != good[:8] else b"ABCDEF01"
-        for broken in (b"", b"x", b"12345678", good[:-1], good + b"x", b"0" * 8 + good[8:],
-                       upper + good[8:], good[:400] + b"?" + good[401:]):
+        for broken in (
+            b"",
+            b"x",
+            b"12345678",
+            good[:-1],
+            good + b"x",
+            b"0" * 8 + good[8:],
+            upper + good[8:],
+            good[:400] + b"?" + good[401:],
+        ):
             self.put_bytes(broken)
             self.listing("ERROR:Firmware file checksum error.", fails=1)
             self.upgrade(*texts.package_failed())
@@ -102,16 +127,16 @@ class TestPackages(world.World):
 
     def test_no_magic(self):
         self.put_bytes(package.with_checksum(b"XTU" + package.build([AUX])[11:]))
-        self.listing("ERROR:Invalid firmware file", CHECKSUM_OK
-                     + texts.log("Invalid firmware file"))
+        self.listing(
+            "ERROR:Invalid firmware file", CHECKSUM_OK + texts.log("Invalid firmware file")
+        )
         self.upgrade(*CHECKSUM_OK, *texts.log("Invalid firmware file"), *texts.package_failed())
         self.assert_frames()
 
     def test_shorter_than_its_head(self):
         for body in (b"M", b"MTU", b"MTU\0"):
             self.put_bytes(package.with_checksum(body))
-            self.upgrade(*CHECKSUM_OK, *texts.log("Invalid firmware file"),
-                         *texts.package_failed())
+            self.upgrade(*CHECKSUM_OK, *texts.log("Invalid firmware file"), *texts.package_failed())
         self.assert_frames()
 
     def test_versions_that_never_were(self):
@@ -119,22 +144,39 @@ class TestPackages(world.World):
         for version in (0, 1):
             self.put_package(AUX, package_version=version)
             self.listing("", head_error)
-            self.upgrade(*CHECKSUM_OK, *texts.log("Package version error, invalid firmware file"),
-                         *texts.package_failed())
+            self.upgrade(
+                *CHECKSUM_OK,
+                *texts.log("Package version error, invalid firmware file"),
+                *texts.package_failed(),
+            )
         self.assert_frames()
 
     def mismatch(self):
         """A package whose description is of no use: its model name is empty."""
-        self.upgrade(*CHECKSUM_OK, *texts.log(
-            "Read model name.", "Firmware Model Name is .\r\nDevice Model Name is HX-8.\r\n"
-            "Model Name does not match, upgrade fail."), *texts.failed())
+        self.upgrade(
+            *CHECKSUM_OK,
+            *texts.log(
+                "Read model name.",
+                "Firmware Model Name is .\r\nDevice Model Name is HX-8.\r\n"
+                "Model Name does not match, upgrade fail.",
+            ),
+            *texts.failed(),
+        )
 
     def no_firmware(self):
         """The same in mode 5, where no model name is asked for."""
         self.client.ask("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5")
-        self.upgrade(*CHECKSUM_OK, *texts.read_mcu("AUX"), *texts.reads_done(),
-                     *texts.read_version("AUX", "1.0.0"), *texts.not_in_list("AUX", 0, 1),
-                     *texts.rebooted(), *texts.nothing_upgraded(), *texts.succeeded(), seconds=40)
+        self.upgrade(
+            *CHECKSUM_OK,
+            *texts.read_mcu("AUX"),
+            *texts.reads_done(),
+            *texts.read_version("AUX", "1.0.0"),
+            *texts.not_in_list("AUX", 0, 1),
+            *texts.rebooted(),
+            *texts.nothing_upgraded(),
+            *texts.succeeded(),
+            seconds=40,
+        )
         self.client.ask("UPGRADEMODE||2", "UPGRADELOG||Set UPGRADEMODE to 2")
 
     def test_version_of_the_future(self):
@@ -148,16 +190,18 @@ class TestPackages(world.World):
         good = package.description([AUX])
         for text in ("", "{", good[:-1], good.replace(":", ";", 1)):
             self.put_package(AUX, text=text)
-            self.listing("", CHECKSUM_OK + texts.log("Firmware package version: 6",
-                                                     "Data struct error!"))
+            self.listing(
+                "", CHECKSUM_OK + texts.log("Firmware package version: 6", "Data struct error!")
+            )
             self.mismatch()
         self.assert_frames(*[framelist.MODEL] * 4)
 
     def test_description_cut_by_the_end_of_the_file(self):
         text = package.description([AUX]).encode()
         self.put_bytes(package.with_checksum(b"MTU\0\6" + struct.pack("<H", 65535) + text[:-9]))
-        self.listing("", CHECKSUM_OK + texts.log("Firmware package version: 6",
-                                                 "Data struct error!"))
+        self.listing(
+            "", CHECKSUM_OK + texts.log("Firmware package version: 6", "Data struct error!")
+        )
         self.mismatch()
 
     def test_chips_that_are_no_array(self):
@@ -168,11 +212,18 @@ class TestPackages(world.World):
         """A package that lists the image, with `tail` in the place of its record."""
         head = package.body(package.description([AUX]), [])
         self.put_bytes(package.with_checksum(head + tail))
-        self.upgrade(*texts.model_read(), *texts.read_mcu("AUX"), *texts.reads_done(),
-                     *texts.read_version("AUX", "1.0.0"),
-                     *texts.decided("1.1.0", "greater", "AUX", "1.0.0"),
-                     *texts.not_in_records("AUX"), *texts.rebooted(), *texts.nothing_upgraded(),
-                     *texts.succeeded(), seconds=40)
+        self.upgrade(
+            *texts.model_read(),
+            *texts.read_mcu("AUX"),
+            *texts.reads_done(),
+            *texts.read_version("AUX", "1.0.0"),
+            *texts.decided("1.1.0", "greater", "AUX", "1.0.0"),
+            *texts.not_in_records("AUX"),
+            *texts.rebooted(),
+            *texts.nothing_upgraded(),
+            *texts.succeeded(),
+            seconds=40,
+        )
 
     def test_listed_image_without_a_record(self):
         self.records(b"")
@@ -194,4 +245,4 @@ class TestPackages(world.World):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

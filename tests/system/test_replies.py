@@ -1,15 +1,22 @@
 # SPDX-License-Identifier: Apache-2.0
 """Replies that come in an odd shape, but come: the run is the same as ever."""
 
-from harness import frames, texts, world
+from harness import frames, texts, agentcase
 from harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 WHOLE_RUN = (
-    texts.started() + texts.model_read() + texts.read_mcu("AUX") + texts.reads_done()
-    + texts.read_version("AUX", "1.0.0") + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
-    + texts.image("AUX", 0, 1, 700) + texts.rebooted() + texts.virtual_version_set()
-    + texts.succeeded())
+    texts.started()
+    + texts.model_read()
+    + texts.read_mcu("AUX")
+    + texts.reads_done()
+    + texts.read_version("AUX", "1.0.0")
+    + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
+    + texts.image("AUX", 0, 1, 700)
+    + texts.rebooted()
+    + texts.virtual_version_set()
+    + texts.succeeded()
+)
 # Replies that are no use: a foreign word, a frame of the host, a wrong address, a bad checksum
 # of another reply, lengths that cannot be.
 USELESS = {
@@ -24,11 +31,11 @@ USELESS = {
 }
 
 
-class TestOddReplies(world.World):
+class TestOddReplies(agentcase.AgentCase):
     """Each fault meets every command of one whole run."""
 
     def run_with(self, *faults):
-        client = self.start(world.chip("AUX", 1), images=(AUX,), faults=faults)
+        client = self.start(agentcase.chip("AUX", 1), images=(AUX,), faults=faults)
         client.send("UPGRADE||AUX,1,0")
         client.expect(WHOLE_RUN, 60)
         client.sync()
@@ -46,8 +53,12 @@ class TestOddReplies(world.World):
         self.run_with("late:delay=900")
 
     def test_duplicates(self):
-        self.run_with(*(f"duplicate:word={word}" for word in
-                        ("model-name", "bootcode", "product-info", "version", "enter", "block")))
+        self.run_with(
+            *(
+                f"duplicate:word={word}"
+                for word in ("model-name", "bootcode", "product-info", "version", "enter", "block")
+            )
+        )
 
     def test_ordinary_form_of_the_enter_reply(self):
         self.run_with("other-form:word=enter")
@@ -78,4 +89,4 @@ class TestOddReplies(world.World):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

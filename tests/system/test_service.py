@@ -6,7 +6,7 @@ import os
 import signal
 import time
 
-from harness import module, netimage, networld, texts, wait, world
+from harness import module, netimage, netcase, texts, wait, agentcase
 from harness.agent import Agent
 from harness.notify import Manager
 from harness.package import Image, image_bytes
@@ -46,7 +46,7 @@ def writing(name, position, rows, size, percent):
     return messages, percent
 
 
-class TestService(networld.NetWorld):
+class TestService(netcase.NetCase):
     """One agent each, which finds its socket in the environment."""
 
     def start_agent(self, address=SOCKET, **environment):
@@ -60,8 +60,11 @@ class TestService(networld.NetWorld):
         for thread in os.listdir(f"/proc/{self.agent.popen.pid}/task"):
             path = f"/proc/{self.agent.popen.pid}/task/{thread}/status"
             with open(path, encoding="ascii") as file:
-                total += sum(int(line.split()[1]) for line in file
-                             if line.startswith("voluntary_ctxt_switches"))
+                total += sum(
+                    int(line.split()[1])
+                    for line in file
+                    if line.startswith("voluntary_ctxt_switches")
+                )
         return total
 
     def settle(self):
@@ -72,6 +75,7 @@ class TestService(networld.NetWorld):
             before, last[0] = last[0], self.wakeups()
             pass_time(0.2)
             return before == last[0]
+
         wait.until(rests, what="resting agent")
 
     @staticmethod
@@ -88,19 +92,31 @@ class TestService(networld.NetWorld):
         raise AssertionError(f"{command!r} does not run")
 
     def test_upgrade(self):
-        client = self.start(world.chip("MAIN"), world.chip("AUX", 1, 0, mcu_type=2),
-                            world.chip("KEY", 2, 0, mcu_type=3), images=(MAIN, AUX, KEY),
-                            options=("--baud", "57600"))
+        client = self.start(
+            agentcase.chip("MAIN"),
+            agentcase.chip("AUX", 1, 0, mcu_type=2),
+            agentcase.chip("KEY", 2, 0, mcu_type=3),
+            images=(MAIN, AUX, KEY),
+            options=("--baud", "57600"),
+        )
         client.send("UPGRADE||MAIN,0,0||AUX,1,0||KEY,2,0")
         client.wait_for("UPGRADESUCCESS", 60)
         main, percent = writing("MAIN", 0, 3, 3000, 0)
         aux, percent = writing("AUX", 1, 3, 1024, percent)
         self.manager.wait_for(status(f"{IDLE} The last upgrade succeeded."))
         reading = [activity(f"reading {name}", 0) for name in ("MAIN", "AUX", "KEY")]
-        upgrade = ([activity("reading the device", 0)] + reading + reading + main + aux
-                   + [activity("restarting the device", percent)])
-        self.assertEqual(self.manager.messages(), [
-            READY, *upgrade, status(f"{IDLE} The last upgrade succeeded.")])
+        upgrade = (
+            [activity("reading the device", 0)]
+            + reading
+            + reading
+            + main
+            + aux
+            + [activity("restarting the device", percent)]
+        )
+        self.assertEqual(
+            self.manager.messages(),
+            [READY, *upgrade, status(f"{IDLE} The last upgrade succeeded.")],
+        )
         self.assertGreater(len(main), 8)
 
         # Up to date now, and then without a package.
@@ -108,20 +124,27 @@ class TestService(networld.NetWorld):
         client.mark()
         client.send("UPGRADE||AUX,1,0")
         client.wait_for("UPGRADESUCCESS", 60)
-        os.remove(world.PACKAGE)
+        os.remove(agentcase.PACKAGE)
         client.send("UPGRADE||AUX,1,0")
         client.wait_for("UPGRADEFAIL", count=2)
         self.agent.stop()
         self.manager.wait_for(STOPPING)
-        self.assertEqual(self.manager.messages(), [
-            activity("reading the device", 0), activity("reading AUX", 0),
-            activity("restarting the device", 0),
-            status(f"{IDLE} The last upgrade succeeded."), activity("reading the device", 0),
-            status(f"{IDLE} The last upgrade failed."), STOPPING])
+        self.assertEqual(
+            self.manager.messages(),
+            [
+                activity("reading the device", 0),
+                activity("reading AUX", 0),
+                activity("restarting the device", 0),
+                status(f"{IDLE} The last upgrade succeeded."),
+                activity("reading the device", 0),
+                status(f"{IDLE} The last upgrade failed."),
+                STOPPING,
+            ],
+        )
         self.assertEqual(self.manager.senders(), {self.agent.popen.pid})
 
     def test_name_that_wants_to_be_a_message(self):
-        client = self.start(world.chip("MAIN"), images=(MAIN,), mode=5)
+        client = self.start(agentcase.chip("MAIN"), images=(MAIN,), mode=5)
         client.send("UPGRADE||M\nMAINPID=1,0,0")
         client.wait_for("UPGRADESUCCESS", 60)
         messages = self.manager.messages()
@@ -147,8 +170,10 @@ class TestService(networld.NetWorld):
         self.processes.append(second)
         self.stack.callback(second.kill)
         manager.wait_for(FEED, count=2)
-        self.assertEqual(manager.messages()[0],
-                         status("Not listening on port 35353: The bound address is already in use."))
+        self.assertEqual(
+            manager.messages()[0],
+            status("Not listening on port 35353: The bound address is already in use."),
+        )
         self.assertEqual(set(manager.messages()[1:]), {FEED})
         self.assertTrue(second.alive)
 
@@ -172,7 +197,7 @@ class TestService(networld.NetWorld):
         """The module's own image, whose unpacking is held: the limit is another one, and nobody
         feeds. No command inherits what is the agent's."""
         self.put_package(netimage.in_package(netimage.image()))
-        self.start_device(world.chip("NET", 32, version="1.0"))
+        self.start_device(agentcase.chip("NET", 32, version="1.0"))
         self.start_agent(WATCHDOG_USEC="200000")
         client = self.connect()
         client.ask("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5")
@@ -193,8 +218,9 @@ class TestService(networld.NetWorld):
         module.release()
         client.wait_for("UPGRADESUCCESS", 40)
         self.manager.wait_for(FEED, count=3)
-        self.assertEqual([message for message in self.manager.messages()
-                          if "USEC" in message], [limit])
+        self.assertEqual(
+            [message for message in self.manager.messages() if "USEC" in message], [limit]
+        )
 
     def test_at_rest(self):
         """An agent that is watched over by nobody, and one that only tells, never wake up."""
@@ -215,4 +241,4 @@ class TestService(networld.NetWorld):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

@@ -3,7 +3,7 @@
 
 import os
 
-from harness import texts, world
+from harness import texts, agentcase
 from harness.package import Image, image_bytes
 
 
@@ -11,19 +11,24 @@ from harness.package import Image, image_bytes
 END = ("", "DISCONNECTCOM", "", "UPGRADEFAIL")
 
 
-class TestStart(world.World):
+class TestStart(agentcase.AgentCase):
     def test_ordinary_user(self):
         self.assertNotEqual(os.getuid(), 0)
         self.start_agent()
         client = self.connect()
         client.ask("VERSION", "VERSION||1.15")
         self.put_package(Image("AUX", image_bytes(300), chip_type=1))
-        os.chmod(world.PACKAGE, 0)
-        client.ask("GETFIRMWARELIST", *END, *END,
-                   "FIRMWARELIST||ERROR:Faild to open firmware file.",
-                   *texts.closed(""), *texts.closed(""))
+        os.chmod(agentcase.PACKAGE, 0)
+        client.ask(
+            "GETFIRMWARELIST",
+            *END,
+            *END,
+            "FIRMWARELIST||ERROR:Faild to open firmware file.",
+            *texts.closed(""),
+            *texts.closed(""),
+        )
         client.sync()
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

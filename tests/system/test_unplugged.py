@@ -4,21 +4,24 @@
 import os
 import time
 
-from harness import texts, wait, world
+from harness import texts, wait, agentcase
 from harness.package import Image, image_bytes
 
 
-class TestUnplugged(world.World):
+class TestUnplugged(agentcase.AgentCase):
     """The run ends through its time-outs, and no loop burns the processor meanwhile."""
 
     def test_hang_up(self):
-        client = self.start(world.chip("AUX", 1), faults=["silent:word=bootcode"],
-                            images=(Image("AUX", image_bytes(300), chip_type=1),))
+        client = self.start(
+            agentcase.chip("AUX", 1),
+            faults=["silent:word=bootcode"],
+            images=(Image("AUX", image_bytes(300), chip_type=1),),
+        )
         client.send("UPGRADE||AUX,1,0")
         client.wait_for("UPGRADELOG||Read bootcode information of 'AUX'.")
         wait.until(lambda: len(self.simulator.host_frames()) == 2)
         self.simulator.kill()
-        os.close(world.MASTER)
+        os.close(agentcase.MASTER)
         time.sleep(2)  # in which the agent may notice
         before = self.agent.processor_seconds()
         time.sleep(4)  # the time over which the processor is watched
@@ -33,4 +36,4 @@ class TestUnplugged(world.World):
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """UPGRADEALL and its synonym: the rows come from the package."""
 
-from harness import framelist, texts, world
+from harness import framelist, texts, agentcase
 from harness.package import Image, image_bytes
 
 MAIN = Image("MAIN MCU", image_bytes(400, "main"))
@@ -9,66 +9,114 @@ AUX = Image("AUX", image_bytes(300, "aux"), chip_type=1, quantity=2, mcu_type=2)
 FPGA = Image("FPGA", image_bytes(257, "fpga"), chip_type=17, version=(2, 0, 0))
 
 
-class TestUpgradeAll(world.World):
+class TestUpgradeAll(agentcase.AgentCase):
     """The quantity stands where rows have the chip's index, and is sent as such."""
 
     def test_every_image_of_the_package(self):
         client = self.start(
-            world.chip("MAIN", 0, 1), world.chip("AUX", 1, 2, mcu_type=2),
-            world.chip("FPGA", 17, 1, version="1.0", upgrades_to="2.0"),
-            images=(MAIN, AUX, FPGA))
+            agentcase.chip("MAIN", 0, 1),
+            agentcase.chip("AUX", 1, 2, mcu_type=2),
+            agentcase.chip("FPGA", 17, 1, version="1.0", upgrades_to="2.0"),
+            images=(MAIN, AUX, FPGA),
+        )
         client.send("UPGRADEALL")
         client.expect(
-            texts.package_listed() + texts.started() + texts.model_read()
-            + texts.read_mcu("MAIN MCU") + texts.read_mcu("AUX") + texts.read_fpga("FPGA")
-            + texts.reads_done() + texts.read_version("MAIN MCU", "1.0.0")
-            + texts.read_version("AUX", "1.0.0") + texts.read_version("FPGA", "1.0")
+            texts.package_listed()
+            + texts.started()
+            + texts.model_read()
+            + texts.read_mcu("MAIN MCU")
+            + texts.read_mcu("AUX")
+            + texts.read_fpga("FPGA")
+            + texts.reads_done()
+            + texts.read_version("MAIN MCU", "1.0.0")
+            + texts.read_version("AUX", "1.0.0")
+            + texts.read_version("FPGA", "1.0")
             + texts.decided("1.1.0", "greater", "MAIN MCU", "1.0.0")
             + texts.image("MAIN MCU", 0, 3, 400)
-            + texts.decided("1.1.0", "greater", "AUX", "1.0.0") + texts.image("AUX", 1, 3, 300)
-            + texts.decided("2.0.0", "greater", "FPGA", "1.0.0") + texts.image("FPGA", 2, 3, 257)
-            + texts.rebooted() + texts.virtual_version_set() + texts.succeeded(), 60)
+            + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
+            + texts.image("AUX", 1, 3, 300)
+            + texts.decided("2.0.0", "greater", "FPGA", "1.0.0")
+            + texts.image("FPGA", 2, 3, 257)
+            + texts.rebooted()
+            + texts.virtual_version_set()
+            + texts.succeeded(),
+            60,
+        )
         client.sync()
         self.assert_flash({(0, 1): MAIN.data, (1, 2): AUX.data, (17, 1): FPGA.data})
         self.assert_frames(
-            framelist.MODEL, *framelist.mcu(0, 1), *framelist.mcu(1, 2), framelist.version(0, 1),
-            framelist.version(1, 2), framelist.version(17, 1), *framelist.image(0, 1, 400),
-            *framelist.image(1, 2, 300), *framelist.image(17, 1, 257), framelist.REBOOT,
-            framelist.PRODUCT_ID, framelist.virtual(5))
+            framelist.MODEL,
+            *framelist.mcu(0, 1),
+            *framelist.mcu(1, 2),
+            framelist.version(0, 1),
+            framelist.version(1, 2),
+            framelist.version(17, 1),
+            *framelist.image(0, 1, 400),
+            *framelist.image(1, 2, 300),
+            *framelist.image(17, 1, 257),
+            framelist.REBOOT,
+            framelist.PRODUCT_ID,
+            framelist.virtual(5),
+        )
 
         client.send("GETVERINF")
         client.expect(
-            texts.package_listed() + texts.started(first=False) + texts.model_read()
-            + texts.read_mcu("MAIN MCU") + texts.read_mcu("AUX") + texts.read_fpga("FPGA")
-            + texts.reads_done() + texts.read_version("MAIN MCU", "1.1.0")
-            + texts.read_version("AUX", "1.1.0") + texts.read_version("FPGA", "2.0")
+            texts.package_listed()
+            + texts.started(first=False)
+            + texts.model_read()
+            + texts.read_mcu("MAIN MCU")
+            + texts.read_mcu("AUX")
+            + texts.read_fpga("FPGA")
+            + texts.reads_done()
+            + texts.read_version("MAIN MCU", "1.1.0")
+            + texts.read_version("AUX", "1.1.0")
+            + texts.read_version("FPGA", "2.0")
             + texts.decided("1.1.0", "equal", "MAIN MCU", "1.1.0")
             + texts.decided("1.1.0", "equal", "AUX", "1.1.0")
             + texts.decided("2.0.0", "equal", "FPGA", "2.0.0")
-            + texts.rebooted() + texts.nothing_upgraded() + texts.succeeded(), 40)
+            + texts.rebooted()
+            + texts.nothing_upgraded()
+            + texts.succeeded(),
+            40,
+        )
         client.sync()
 
     def test_same_name_twice_in_mode_5(self):
         """Two entries that share a name give two rows; the first record serves both."""
-        client = self.start(world.chip("AUX", 1, 1), mode=5, images=(
-            Image("AUX", image_bytes(256, 1), chip_type=1),
-            Image("AUX", image_bytes(256, 2), chip_type=1, version=(2, 0, 0))))
+        client = self.start(
+            agentcase.chip("AUX", 1, 1),
+            mode=5,
+            images=(
+                Image("AUX", image_bytes(256, 1), chip_type=1),
+                Image("AUX", image_bytes(256, 2), chip_type=1, version=(2, 0, 0)),
+            ),
+        )
         client.send("UPGRADEALL")
         client.expect(
-            texts.package_listed() + texts.started() + texts.log("Firmware file checksum ok.")
-            + texts.read_mcu("AUX") * 2 + texts.reads_done()
+            texts.package_listed()
+            + texts.started()
+            + texts.log("Firmware file checksum ok.")
+            + texts.read_mcu("AUX") * 2
+            + texts.reads_done()
             + texts.read_version("AUX", "1.0.0") * 2
-            + texts.image("AUX", 0, 2, 256) + texts.image("AUX", 1, 2, 256)
-            + texts.rebooted() + texts.virtual_version_set() + texts.succeeded(), 40)
+            + texts.image("AUX", 0, 2, 256)
+            + texts.image("AUX", 1, 2, 256)
+            + texts.rebooted()
+            + texts.virtual_version_set()
+            + texts.succeeded(),
+            40,
+        )
         self.assert_flash({(1, 1): image_bytes(256, 1)})
         self.assertEqual(self.simulator.chip(1, 1)["images_written"], 2)
 
     def test_package_without_chips(self):
-        client = self.start(world.chip("AUX", 1), package={"text": '{"chips":[],"model":"HX-8"}'})
+        client = self.start(
+            agentcase.chip("AUX", 1), package={"text": '{"chips":[],"model":"HX-8"}'}
+        )
         client.ask("UPGRADEALL", *texts.package_listed(version=""))
         client.sync()
         self.assert_frames()
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Mode 2: only what is older than the package is written."""
 
-from harness import framelist, texts, world
+from harness import framelist, texts, agentcase
 from harness.package import Image, image_bytes
 
 MAIN = Image("MAIN", image_bytes(3000, "main"))
@@ -12,44 +12,67 @@ FPGA = Image("FPGA", image_bytes(5001, "fpga"), chip_type=17, version=(3, 2, 0))
 IMAGES = (MAIN, AUX, KEY, OLD, FPGA)
 
 CHIPS = (
-    world.chip("MAIN"),
-    world.chip("AUX1", 1, 0, mcu_type=2),
-    world.chip("AUX2", 1, 1, mcu_type=2, version="0.255"),
-    world.chip("KEY", 2, 0, mcu_type=3, upgrades_to="1.0.0"),
-    world.chip("OLD", 3, 0, mcu_type=4, version="1.10.0"),
-    world.chip("FPGA", 17, 0, version="3.1", upgrades_to="3.2"),
+    agentcase.chip("MAIN"),
+    agentcase.chip("AUX1", 1, 0, mcu_type=2),
+    agentcase.chip("AUX2", 1, 1, mcu_type=2, version="0.255"),
+    agentcase.chip("KEY", 2, 0, mcu_type=3, upgrades_to="1.0.0"),
+    agentcase.chip("OLD", 3, 0, mcu_type=4, version="1.10.0"),
+    agentcase.chip("FPGA", 17, 0, version="3.1", upgrades_to="3.2"),
 )
 REQUEST = "UPGRADE||MAIN,0,0||AUX1,1,0||AUX2,1,1||KEY,2,0||OLD,3,0||FPGA,17,0"
 
 
 def reads(main, aux1, aux2, fpga):
     """What is read of all six, with their versions."""
-    return (texts.model_read() + texts.read_mcu("MAIN", "APP") + texts.read_mcu("AUX1")
-            + texts.read_mcu("AUX2") + texts.read_mcu("KEY") + texts.read_mcu("OLD")
-            + texts.read_fpga("FPGA") + texts.reads_done()
-            + texts.read_version("MAIN", main) + texts.read_version("AUX1", aux1)
-            + texts.read_version("AUX2", aux2) + texts.read_version("KEY", "1.0.0")
-            + texts.read_version("OLD", "1.10.0") + texts.read_version("FPGA", fpga))
+    return (
+        texts.model_read()
+        + texts.read_mcu("MAIN", "APP")
+        + texts.read_mcu("AUX1")
+        + texts.read_mcu("AUX2")
+        + texts.read_mcu("KEY")
+        + texts.read_mcu("OLD")
+        + texts.read_fpga("FPGA")
+        + texts.reads_done()
+        + texts.read_version("MAIN", main)
+        + texts.read_version("AUX1", aux1)
+        + texts.read_version("AUX2", aux2)
+        + texts.read_version("KEY", "1.0.0")
+        + texts.read_version("OLD", "1.10.0")
+        + texts.read_version("FPGA", fpga)
+    )
 
 
-READ_FRAMES = [framelist.MODEL, *framelist.mcu(0), *framelist.mcu(1, 0), *framelist.mcu(1, 1),
-               *framelist.mcu(2), *framelist.mcu(3), framelist.version(0),
-               framelist.version(1, 0), framelist.version(1, 1), framelist.version(2),
-               framelist.version(3), framelist.version(17)]
+READ_FRAMES = [
+    framelist.MODEL,
+    *framelist.mcu(0),
+    *framelist.mcu(1, 0),
+    *framelist.mcu(1, 1),
+    *framelist.mcu(2),
+    *framelist.mcu(3),
+    framelist.version(0),
+    framelist.version(1, 0),
+    framelist.version(1, 1),
+    framelist.version(2),
+    framelist.version(3),
+    framelist.version(17),
+]
 
 
-class TestMode2(world.World):
+class TestMode2(agentcase.AgentCase):
     """Six chips: four are older, one is equal, one is newer."""
 
     def test_upgrade_then_nothing_left(self):
         client = self.start(*CHIPS, images=IMAGES)
         client.send(REQUEST)
-        kept = (texts.decided("1.0.0", "equal", "KEY", "1.0.0")
-                + texts.decided("1.9.0", "less", "OLD", "1.10.0"))
+        kept = texts.decided("1.0.0", "equal", "KEY", "1.0.0") + texts.decided(
+            "1.9.0", "less", "OLD", "1.10.0"
+        )
         client.expect(
-            texts.started() + reads("1.0.0", "1.0.0", "0.255", "3.1")
+            texts.started()
+            + reads("1.0.0", "1.0.0", "0.255", "3.1")
             + texts.decided("1.1.0", "greater", "MAIN", "1.0.0")
-            + texts.image("MAIN", 0, 6, 3000) + texts.main_restarted()
+            + texts.image("MAIN", 0, 6, 3000)
+            + texts.main_restarted()
             + texts.decided("1.1.0", "greater", "AUX1", "1.0.0")
             + texts.image("AUX1", 1, 6, 1024)
             + texts.decided("1.1.0", "greater", "AUX2", "0.255.0")
@@ -57,86 +80,141 @@ class TestMode2(world.World):
             + kept
             + texts.decided("3.2.0", "greater", "FPGA", "3.1.0")
             + texts.image("FPGA", 5, 6, 5001)
-            + texts.rebooted() + texts.virtual_version_set() + texts.succeeded(), 60)
+            + texts.rebooted()
+            + texts.virtual_version_set()
+            + texts.succeeded(),
+            60,
+        )
         client.sync()
-        self.assert_flash({(0, 0): MAIN.data, (1, 0): AUX.data, (1, 1): AUX.data,
-                           (17, 0): FPGA.data})
-        written = [*framelist.image(0, 0, 3000), framelist.PRODUCT_ID,
-                   *framelist.image(1, 0, 1024), *framelist.image(1, 1, 1024),
-                   *framelist.image(17, 0, 5001), framelist.REBOOT, framelist.PRODUCT_ID,
-                   framelist.virtual(5)]
+        self.assert_flash(
+            {(0, 0): MAIN.data, (1, 0): AUX.data, (1, 1): AUX.data, (17, 0): FPGA.data}
+        )
+        written = [
+            *framelist.image(0, 0, 3000),
+            framelist.PRODUCT_ID,
+            *framelist.image(1, 0, 1024),
+            *framelist.image(1, 1, 1024),
+            *framelist.image(17, 0, 5001),
+            framelist.REBOOT,
+            framelist.PRODUCT_ID,
+            framelist.virtual(5),
+        ]
         self.assert_frames(*READ_FRAMES, *written)
         self.assertEqual(self.simulator.status()["virtual_version"], 5)
 
         # The same process, the same rows: everything is up to date now.
         client.send(REQUEST)
         client.expect(
-            texts.started(first=False) + reads("1.1.0", "1.1.0", "1.1.0", "3.2")
+            texts.started(first=False)
+            + reads("1.1.0", "1.1.0", "1.1.0", "3.2")
             + texts.decided("1.1.0", "equal", "MAIN", "1.1.0")
             + texts.decided("1.1.0", "equal", "AUX1", "1.1.0")
             + texts.decided("1.1.0", "equal", "AUX2", "1.1.0")
-            + kept + texts.decided("3.2.0", "equal", "FPGA", "3.2.0")
-            + texts.rebooted() + texts.nothing_upgraded() + texts.succeeded(), 60)
+            + kept
+            + texts.decided("3.2.0", "equal", "FPGA", "3.2.0")
+            + texts.rebooted()
+            + texts.nothing_upgraded()
+            + texts.succeeded(),
+            60,
+        )
         client.sync()
-        self.assert_frames(*READ_FRAMES, *written, *READ_FRAMES, framelist.REBOOT,
-                           framelist.PRODUCT_ID)
+        self.assert_frames(
+            *READ_FRAMES, *written, *READ_FRAMES, framelist.REBOOT, framelist.PRODUCT_ID
+        )
 
     def test_numbers_are_compared_as_numbers(self):
         """1.2.0 in the package is older than 1.10.0, and 1.10.0 newer than 1.9.255."""
         low = Image("LOW", image_bytes(300), chip_type=1, version=(1, 2, 0))
         high = Image("HIGH", image_bytes(300), chip_type=2, version=(1, 10, 0))
-        client = self.start(world.chip("LOW", 1, version="1.10.0"),
-                            world.chip("HIGH", 2, version="1.9.255", upgrades_to="1.10.0"),
-                            images=(low, high))
+        client = self.start(
+            agentcase.chip("LOW", 1, version="1.10.0"),
+            agentcase.chip("HIGH", 2, version="1.9.255", upgrades_to="1.10.0"),
+            images=(low, high),
+        )
         client.send("UPGRADE||LOW,1,0||HIGH,2,0")
         client.expect(
-            texts.started() + texts.model_read() + texts.read_mcu("LOW") + texts.read_mcu("HIGH")
-            + texts.reads_done() + texts.read_version("LOW", "1.10.0")
+            texts.started()
+            + texts.model_read()
+            + texts.read_mcu("LOW")
+            + texts.read_mcu("HIGH")
+            + texts.reads_done()
+            + texts.read_version("LOW", "1.10.0")
             + texts.read_version("HIGH", "1.9.255")
             + texts.decided("1.2.0", "less", "LOW", "1.10.0")
             + texts.decided("1.10.0", "greater", "HIGH", "1.9.255")
             + texts.image("HIGH", 1, 2, 300)
-            + texts.rebooted() + texts.virtual_version_set() + texts.succeeded(), 40)
+            + texts.rebooted()
+            + texts.virtual_version_set()
+            + texts.succeeded(),
+            40,
+        )
         self.assert_flash({(2, 0): high.data})
 
     def test_rows_that_match_nothing(self):
         """A chip type that the package lacks is told; another MCU type is not."""
-        client = self.start(world.chip("NONE", 5), world.chip("OTHER", 1, mcu_type=9),
-                            images=(AUX,), package={"version": ""})
+        client = self.start(
+            agentcase.chip("NONE", 5),
+            agentcase.chip("OTHER", 1, mcu_type=9),
+            images=(AUX,),
+            package={"version": ""},
+        )
         client.send("UPGRADE||NONE,5,0||OTHER,1,0")
         client.expect(
-            texts.started() + texts.model_read() + texts.read_mcu("NONE") + texts.read_mcu("OTHER")
-            + texts.reads_done() + texts.read_version("NONE", "1.0.0")
+            texts.started()
+            + texts.model_read()
+            + texts.read_mcu("NONE")
+            + texts.read_mcu("OTHER")
+            + texts.reads_done()
+            + texts.read_version("NONE", "1.0.0")
             + texts.read_version("OTHER", "1.0.0")
             + texts.not_in_list("NONE", 0, 2)
-            + texts.rebooted() + texts.nothing_upgraded() + texts.succeeded(), 40)
+            + texts.rebooted()
+            + texts.nothing_upgraded()
+            + texts.succeeded(),
+            40,
+        )
         client.sync()
         self.assert_flash({})
 
     def test_no_virtual_version_in_the_package(self):
-        client = self.start(world.chip("AUX", 1, mcu_type=2), images=(AUX,),
-                            package={"version": ""})
+        client = self.start(
+            agentcase.chip("AUX", 1, mcu_type=2), images=(AUX,), package={"version": ""}
+        )
         client.send("UPGRADE||AUX,1,0")
         client.expect(
-            texts.started() + texts.model_read() + texts.read_mcu("AUX") + texts.reads_done()
+            texts.started()
+            + texts.model_read()
+            + texts.read_mcu("AUX")
+            + texts.reads_done()
             + texts.read_version("AUX", "1.0.0")
-            + texts.decided("1.1.0", "greater", "AUX", "1.0.0") + texts.image("AUX", 0, 1, 1024)
-            + texts.rebooted() + texts.nothing_upgraded() + texts.succeeded(), 40)
+            + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
+            + texts.image("AUX", 0, 1, 1024)
+            + texts.rebooted()
+            + texts.nothing_upgraded()
+            + texts.succeeded(),
+            40,
+        )
         self.assert_flash({(1, 0): AUX.data})
 
     def test_model_mismatch(self):
-        client = self.start(world.chip("AUX", 1, mcu_type=2), images=(AUX,),
-                            package={"model": "HX-9"})
+        client = self.start(
+            agentcase.chip("AUX", 1, mcu_type=2), images=(AUX,), package={"model": "HX-9"}
+        )
         for first in (True, False):
             client.send("UPGRADE||AUX,1,0||AUX,1,1")
             client.expect(
-                texts.started(first) + texts.log(
-                    "Firmware file checksum ok.", "Read model name.",
+                texts.started(first)
+                + texts.log(
+                    "Firmware file checksum ok.",
+                    "Read model name.",
                     "Firmware Model Name is HX-9.\r\nDevice Model Name is HX-8.\r\n"
-                    "Model Name does not match, upgrade fail.") + texts.failed(0, 2))
+                    "Model Name does not match, upgrade fail.",
+                )
+                + texts.failed(0, 2)
+            )
             client.sync()
         self.assert_frames(framelist.MODEL, framelist.MODEL)
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

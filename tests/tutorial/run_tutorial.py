@@ -26,10 +26,12 @@ def script(found, folder, programs, sandbox):
             lines.append(content)
             lines.append(f"echo '{MARK}'")
     whole = "\n".join(lines)
-    return (whole.replace('"$root/build/release/bin"', f'"{programs}"')
-            .replace("$root/build/release/bin", programs)
-            .replace("build/tutorial", folder)
-            .replace('"$root/scripts/sandbox"', f'"{sandbox}"'))
+    return (
+        whole.replace('"$root/build/release/bin"', f'"{programs}"')
+        .replace("$root/build/release/bin", programs)
+        .replace("build/tutorial", folder)
+        .replace('"$root/scripts/sandbox"', f'"{sandbox}"')
+    )
 
 
 def main():
@@ -38,8 +40,13 @@ def main():
         found = blocks(file.read())
     assert len(found) >= 8, "the tutorial has lost its blocks"
     with tempfile.TemporaryDirectory() as folder:
-        run = subprocess.run(["bash", "-c", script(found, folder, programs, sandbox)],
-                             capture_output=True, text=True, timeout=200, check=False)
+        run = subprocess.run(
+            ["bash", "-c", script(found, folder, programs, sandbox)],
+            capture_output=True,
+            text=True,
+            timeout=200,
+            check=False,
+        )
     printed = run.stdout.split(MARK)
     print(run.stdout, run.stderr, sep="\n--- standard error:\n")
     if run.returncode != 0:
@@ -54,7 +61,7 @@ def main():
             at = rest.find(line)
             if at < 0:
                 sys.exit(f"block {done} did not print, or not in this order: {line}")
-            rest = rest[at + len(line):]
+            rest = rest[at + len(line) :]
 
 
 main()

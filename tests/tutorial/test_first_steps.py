@@ -18,7 +18,9 @@ def read(name):
 
 class FirstSteps(unittest.TestCase):
     def test_demo_builds_what_the_tutorial_runs(self):
-        blocks = "".join(re.findall(r"^```sh\n(.*?)^```$", read("docs/use/tutorial.md"), re.M | re.S))
+        blocks = "".join(
+            re.findall(r"^```sh\n(.*?)^```$", read("docs/use/tutorial.md"), re.M | re.S)
+        )
         wanted = set(re.findall(r"[a-z-]+", blocks)) & PROGRAMS
         self.assertIn("upgrade-console", wanted)
         built = re.search(r"^build release (.*)$", read("scripts/demo"), re.M).group(1).split()
@@ -26,17 +28,28 @@ class FirstSteps(unittest.TestCase):
 
     def test_wait_for_the_agent_ends(self):
         """Without any of the programs, as for a reader who has not built them."""
-        script = re.search(r"^cat > session.sh <<'EOF'\n(.*?)^EOF$", read("docs/use/tutorial.md"),
-                           re.M | re.S).group(1)
+        script = re.search(
+            r"^cat > session.sh <<'EOF'\n(.*?)^EOF$", read("docs/use/tutorial.md"), re.M | re.S
+        ).group(1)
         with tempfile.TemporaryDirectory() as folder:
             for name in PROGRAMS:
                 with open(os.path.join(folder, name), "w", encoding="ascii") as file:
                     file.write("#!/bin/sh\nexit 127\n")
                 os.chmod(os.path.join(folder, name), 0o755)
-            environment = {**os.environ, "PATH": folder + ":" + os.environ["PATH"],
-                           "SANDBOX_PTY_FD": "3"}
-            run = subprocess.run(["bash", "-c", script], capture_output=True, text=True, timeout=30,
-                                 check=False, cwd=folder, env=environment)
+            environment = {
+                **os.environ,
+                "PATH": folder + ":" + os.environ["PATH"],
+                "SANDBOX_PTY_FD": "3",
+            }
+            run = subprocess.run(
+                ["bash", "-c", script],
+                capture_output=True,
+                text=True,
+                timeout=30,
+                check=False,
+                cwd=folder,
+                env=environment,
+            )
         self.assertEqual((run.returncode, run.stdout), (1, ""))
         self.assertIn("The agent does not answer.", run.stderr)
 

@@ -27,20 +27,38 @@ BUSY = log("The device is busy upgrading.")
 def chip(name, chip_type, version):
     """One chip of a package description; `chip_type` as in rows."""
     ver1, ver2, ver3 = version.split(".")
-    pcb = {"name": name, "pcb_version": "1", "speciality": "A",
-           "ver1": ver1, "ver2": ver2, "ver3": ver3}
-    return {"chip_type": str(chip_type + 1), "chip_quanity": "1",
-            "mcus": [{"mcu_type": "4", "pcbs": [pcb]}]}
+    pcb = {
+        "name": name,
+        "pcb_version": "1",
+        "speciality": "A",
+        "ver1": ver1,
+        "ver2": ver2,
+        "ver3": ver3,
+    }
+    return {
+        "chip_type": str(chip_type + 1),
+        "chip_quanity": "1",
+        "mcus": [{"mcu_type": "4", "pcbs": [pcb]}],
+    }
 
 
-PACKAGE = {"model": "HX-8", "version": "7",
-           "chips": [chip("MAIN", 0, "1.1.0"), chip("AUX 1", 1, "2.1.0")]}
+PACKAGE = {
+    "model": "HX-8",
+    "version": "7",
+    "chips": [chip("MAIN", 0, "1.1.0"), chip("AUX 1", 1, "2.1.0")],
+}
 
 
 def listing(package):
-    return (log("Firmware file checksum ok.") + log("Firmware package version: 6")
-            + log("Model Name: HX-8") + log("Version: 7")
-            + b"FIRMWARELIST||" + json.dumps(package).encode() + b"\r\n")
+    return (
+        log("Firmware file checksum ok.")
+        + log("Firmware package version: 6")
+        + log("Model Name: HX-8")
+        + log("Version: 7")
+        + b"FIRMWARELIST||"
+        + json.dumps(package).encode()
+        + b"\r\n"
+    )
 
 
 class Wait:
@@ -142,7 +160,9 @@ class FakeAgent:
             if action is CLOSE:
                 return False
             if action is RESET:
-                client.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, bytes([1, 0, 0, 0] + [0] * 4))
+                client.setsockopt(
+                    socket.SOL_SOCKET, socket.SO_LINGER, bytes([1, 0, 0, 0] + [0] * 4)
+                )
                 return False
             if isinstance(action, bytes):
                 self._send(client, action)
@@ -157,5 +177,5 @@ class FakeAgent:
             client.sendall(data)
             return
         for start in range(0, len(data), self.cut):
-            client.sendall(data[start:start + self.cut])
+            client.sendall(data[start : start + self.cut])
             time.sleep(0.0002)

@@ -20,7 +20,7 @@ FAULT = os.environ.get("FAKE_SFTP_FAULT", "")
 
 def there(path):
     assert path.startswith("/data/"), path
-    return os.path.join(ROOT, path[len("/data/"):])
+    return os.path.join(ROOT, path[len("/data/") :])
 
 
 def fail(words):
@@ -32,16 +32,16 @@ def put(local, remote):
     with open(local, "rb") as file:
         data = bytearray(file.read())
     if FAULT in ("half", "hang"):
-        data = data[:len(data) // 2]
+        data = data[: len(data) // 2]
     if FAULT == "damage":
         data[-1] ^= 1
     with open(there(remote), "wb") as file:
         if FAULT == "slow":
-            file.write(data[:len(data) // 2])
+            file.write(data[: len(data) // 2])
             file.flush()
             while os.path.isdir(ROOT) and not os.path.exists(ROOT + ".go"):
                 time.sleep(0.01)
-            data = data[len(data) // 2:]
+            data = data[len(data) // 2 :]
         file.write(data)
     os.chmod(there(remote), 0o600)
     if FAULT == "half":
@@ -67,7 +67,9 @@ def obey(words):
             os.rename(there(old), there(new))
         case ["-ls", "-ln", remote]:
             if os.path.exists(there(remote)):
-                print(f"-rw-r--r--    ? 0  0  {os.path.getsize(there(remote))} Nov 22 10:27 {remote}")
+                print(
+                    f"-rw-r--r--    ? 0  0  {os.path.getsize(there(remote))} Nov 22 10:27 {remote}"
+                )
         case _:
             fail(f"Invalid command: {words}")
 

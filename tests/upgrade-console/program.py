@@ -19,8 +19,11 @@ DONE, FAILED, USAGE, NOTHING, BUSY_CODE, CANNOT, LOST, REFUSED, NO_RUN = range(9
 
 def masked(text):
     """Times differ from run to run."""
-    text = re.sub(r"(Host .*), started \d{4}(-\d\d){2} \d\d(:\d\d){2}, took \d+:\d\d",
-                  r"\1, started #, took #", text)
+    text = re.sub(
+        r"(Host .*), started \d{4}(-\d\d){2} \d\d(:\d\d){2}, took \d+:\d\d",
+        r"\1, started #, took #",
+        text,
+    )
     text = re.sub(r"%, \d+:\d\d(, (at least )?\d+:\d\d left)?$", "%, #", text, flags=re.MULTILINE)
     return re.sub(r" +\d+\.\d$", " #", text, flags=re.MULTILINE)
 
@@ -54,7 +57,8 @@ class Background(Process):
         self.command = [PROGRAM, "--host", "127.0.0.1", "--port", str(port), *arguments]
         self._stdout, self._stderr = tempfile.TemporaryFile(), tempfile.TemporaryFile()
         self.popen = subprocess.Popen(
-            self.command, **{"stdout": self._stdout, "stderr": self._stderr, **popen})
+            self.command, **{"stdout": self._stdout, "stderr": self._stderr, **popen}
+        )
 
     def stdout(self):
         """All it has written so far."""
@@ -74,8 +78,9 @@ class ProgramTest(unittest.TestCase):
     maxDiff = None
 
     def run_alone(self, *arguments):
-        result = subprocess.run([PROGRAM, *arguments], capture_output=True, text=True, timeout=60,
-                                check=False)
+        result = subprocess.run(
+            [PROGRAM, *arguments], capture_output=True, text=True, timeout=60, check=False
+        )
         check_output(arguments, result.stdout)
         return result
 
@@ -84,10 +89,19 @@ class ProgramTest(unittest.TestCase):
     ANSWERED, UNANSWERED = "60", "2"
 
     def run_program(self, port, *arguments, stdin="", timeout=ANSWERED):
-        command = [PROGRAM, "--host", "127.0.0.1", "--port", str(port), "--timeout", timeout,
-                   *arguments]
-        result = subprocess.run(command, input=stdin, capture_output=True, text=True, timeout=240,
-                                check=False)
+        command = [
+            PROGRAM,
+            "--host",
+            "127.0.0.1",
+            "--port",
+            str(port),
+            "--timeout",
+            timeout,
+            *arguments,
+        ]
+        result = subprocess.run(
+            command, input=stdin, capture_output=True, text=True, timeout=240, check=False
+        )
         check_output(arguments, result.stdout)
         return result
 

@@ -3,8 +3,12 @@
 
 from fake_agent import FAIL, SUCCESS, log, progress
 
-START = [log("Disconnect"), log("ttyS2 port is disconnected."), b"Connect success.\r\n",
-         log("Firmware file checksum ok.")]
+START = [
+    log("Disconnect"),
+    log("ttyS2 port is disconnected."),
+    b"Connect success.\r\n",
+    log("Firmware file checksum ok."),
+]
 MODEL = [log("Read model name."), log("Model Name match.")]
 NAMES = ("MAIN", "AUX 1")
 
@@ -13,14 +17,18 @@ def reads(versions):
     """The reads of mode 2; a dictionary of names and the versions they run."""
     lines = []
     for name in versions:
-        lines += [log(f"Read bootcode information of '{name}'."),
-                  log(f"Read the bootcode information of '{name}' success."),
-                  log(f"Read the product information of '{name}'."),
-                  log(f"Read the product information of '{name}'  success.")]
+        lines += [
+            log(f"Read bootcode information of '{name}'."),
+            log(f"Read the bootcode information of '{name}' success."),
+            log(f"Read the product information of '{name}'."),
+            log(f"Read the product information of '{name}'  success."),
+        ]
     lines.append(log("Read all mcu(list) bootcode and product information done."))
     for name, version in versions.items():
-        lines += [log(f"Send 'Read FW version' command to '{name}'."),
-                  log(f"Read '{name}' version success, version is V{version}")]
+        lines += [
+            log(f"Send 'Read FW version' command to '{name}'."),
+            log(f"Read '{name}' version success, version is V{version}"),
+        ]
     return lines + [log("Read all mcu(list) version information done.")]
 
 
@@ -33,8 +41,10 @@ def equal(name, new, old):
 
 
 def enter(name):
-    return [log(f"Send 'Enter F/W Upgrade Mode' command to '{name}'."),
-            log(f"'{name}' Enter 'F/W Update Mode' success.")]
+    return [
+        log(f"Send 'Enter F/W Upgrade Mode' command to '{name}'."),
+        log(f"'{name}' Enter 'F/W Update Mode' success."),
+    ]
 
 
 def write(name, row, rows, blocks=10):
@@ -47,42 +57,75 @@ def write(name, row, rows, blocks=10):
     return lines + [log(f"Write firmware '{name}' success.")]
 
 
-REBOOT = [log("Send reboot command."), log("Start to reboot, please wait."),
-          log("Read product ID.")]
-VIRTUAL = [log("Start to set virtual version."), log("Set virtual version success."),
-           log("All firmware upgrade success and systerm run success."), progress(0)]
+REBOOT = [
+    log("Send reboot command."),
+    log("Start to reboot, please wait."),
+    log("Read product ID."),
+]
+VIRTUAL = [
+    log("Start to set virtual version."),
+    log("Set virtual version success."),
+    log("All firmware upgrade success and systerm run success."),
+    progress(0),
+]
 
 
 def full_run():
     """Both MCUs are updated."""
-    return (START + MODEL + reads({"MAIN": "1.0.0", "AUX 1": "2.0"})
-            + [greater("MAIN", "1.1.0", "1.0.0")] + write("MAIN", 0, 2)
-            + [greater("AUX 1", "2.1.0", "2.0.0")] + write("AUX 1", 1, 2)
-            + [log("Write all firmware success.")] + REBOOT + VIRTUAL + [SUCCESS])
+    return (
+        START
+        + MODEL
+        + reads({"MAIN": "1.0.0", "AUX 1": "2.0"})
+        + [greater("MAIN", "1.1.0", "1.0.0")]
+        + write("MAIN", 0, 2)
+        + [greater("AUX 1", "2.1.0", "2.0.0")]
+        + write("AUX 1", 1, 2)
+        + [log("Write all firmware success.")]
+        + REBOOT
+        + VIRTUAL
+        + [SUCCESS]
+    )
 
 
 def idle_run():
     """Nothing is older than the package."""
-    return (START + MODEL + reads({"MAIN": "1.1.0", "AUX 1": "2.1"})
-            + [equal("MAIN", "1.1.0", "1.1.0"), equal("AUX 1", "2.1.0", "2.1.0")] + REBOOT
-            + [log("Ignore to set virtual version."),
-               log("All firmware upgrade done, but did not upgrade any mcu."), progress(0),
-               SUCCESS])
+    return (
+        START
+        + MODEL
+        + reads({"MAIN": "1.1.0", "AUX 1": "2.1"})
+        + [equal("MAIN", "1.1.0", "1.1.0"), equal("AUX 1", "2.1.0", "2.1.0")]
+        + REBOOT
+        + [
+            log("Ignore to set virtual version."),
+            log("All firmware upgrade done, but did not upgrade any mcu."),
+            progress(0),
+            SUCCESS,
+        ]
+    )
 
 
 def half_failed_run():
     """The second MCU does not take its image, three times."""
-    attempt = enter("AUX 1") + [log("F/W update timeout, retry 1."),
-                                log("F/W update timeout, retry 2.")]
-    lines = (START + MODEL + reads({"MAIN": "1.0.0", "AUX 1": "2.0"})
-             + [greater("MAIN", "1.1.0", "1.0.0")] + write("MAIN", 0, 2)
-             + [greater("AUX 1", "2.1.0", "2.0.0")])
+    attempt = enter("AUX 1") + [
+        log("F/W update timeout, retry 1."),
+        log("F/W update timeout, retry 2."),
+    ]
+    lines = (
+        START
+        + MODEL
+        + reads({"MAIN": "1.0.0", "AUX 1": "2.0"})
+        + [greater("MAIN", "1.1.0", "1.0.0")]
+        + write("MAIN", 0, 2)
+        + [greater("AUX 1", "2.1.0", "2.0.0")]
+    )
     for retry in (1, 2):
         lines += attempt + [log(f"'AUX 1' F/W update fail, retry {retry}.")]
-    return (lines + attempt + [log("'AUX 1' F/W Update fail.")] + REBOOT + VIRTUAL + [SUCCESS])
+    return lines + attempt + [log("'AUX 1' F/W Update fail.")] + REBOOT + VIRTUAL + [SUCCESS]
 
 
 def wrong_model_run():
-    text = ("Firmware Model Name is HX-8.\r\nDevice Model Name is HX-4.\r\n"
-            "Model Name does not match, upgrade fail.")
+    text = (
+        "Firmware Model Name is HX-8.\r\nDevice Model Name is HX-4.\r\n"
+        "Model Name does not match, upgrade fail."
+    )
     return START + [log("Read model name."), log(text), FAIL, progress(0), log("Erasing...")]

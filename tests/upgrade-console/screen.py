@@ -65,8 +65,8 @@ class Screen:
         elif kind == "K":
             self._rows[self._row] = ""
         elif kind == "J":
-            del self._rows[self._row + 1:]
-            self._rows[self._row] = self._rows[self._row][:self._column]
+            del self._rows[self._row + 1 :]
+            self._rows[self._row] = self._rows[self._row][: self._column]
         elif kind != "m":
             self.problems.append(f"sequence {kind}")
 
@@ -81,7 +81,7 @@ class Screen:
             self.problems.append(repr(character))
         else:
             row = self._rows[self._row].ljust(self._column)
-            self._rows[self._row] = row[:self._column] + character + row[self._column + 1:]
+            self._rows[self._row] = row[: self._column] + character + row[self._column + 1 :]
             self._column += 1
             if self._column >= self.columns:
                 self.problems.append("a line reaches the edge")

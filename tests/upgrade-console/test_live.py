@@ -27,7 +27,7 @@ def steady(text):
 
 
 def before(run, line):
-    return run[:run.index(line)]
+    return run[: run.index(line)]
 
 
 class TestLive(ProgramTest):
@@ -48,8 +48,9 @@ class TestLive(ProgramTest):
         command = ["--timeout", self.ANSWERED, *arguments]
         if "upgrade" not in arguments:
             command.append("upgrade")
-        program = self.start_program(agent.port, *command, stderr=screen.slave, env=environment,
-                                     **popen)
+        program = self.start_program(
+            agent.port, *command, stderr=screen.slave, env=environment, **popen
+        )
         return program
 
     def sees(self, screen, wanted):
@@ -65,6 +66,7 @@ class TestLive(ProgramTest):
 
         def last():
             return "\n".join(steady(screen.text()).splitlines()[-count:])
+
         with contextlib.suppress(wait.TimeOut):
             wait.until(lambda: last() == wanted)
         self.assertEqual(last(), wanted)
@@ -74,33 +76,50 @@ class TestLive(ProgramTest):
         full = runs.full_run()
         written = full.index(log("Write firmware 'MAIN' success."))
         reading, middle, second = Wait(), Wait(), Wait()
-        run = (runs.START + [log("Read model name."), reading]
-               + full[len(runs.START) + 1:written - 5] + [middle] + full[written - 5:written + 5]
-               + [second] + full[written + 5:])
+        run = (
+            runs.START
+            + [log("Read model name."), reading]
+            + full[len(runs.START) + 1 : written - 5]
+            + [middle]
+            + full[written - 5 : written + 5]
+            + [second]
+            + full[written + 5 :]
+        )
         screen = self.screen()
         program = self.start(run, screen)
-        self.sees(screen, f"""\
+        self.sees(
+            screen,
+            f"""\
 {BEFORE}
 MAIN          waiting        ? -> 1.1.0
 AUX 1         waiting        ? -> 2.1.0
-all           reading        [.......................]  0 %  at least # left""")
+all           reading        [.......................]  0 %  at least # left""",
+        )
         reading.go_on.set()
-        self.sees(screen, f"""\
+        self.sees(
+            screen,
+            f"""\
 {BEFORE}
 MAIN          writing        1.0.0 -> 1.1.0  [######.........]  40 %  # left
 AUX 1         waiting        2.0 -> 2.1.0
-all           writing        [####..................]  20 %  at least # left""")
+all           writing        [####..................]  20 %  at least # left""",
+        )
         middle.go_on.set()
-        self.sees(screen, f"""\
+        self.sees(
+            screen,
+            f"""\
 {BEFORE}
 MAIN          updated        1.0.0 -> 1.1.0  # s
 AUX 1         erasing        2.0 -> 2.1.0  [.............................]  0 %
-all           writing        [###########...........]  50 %  at least # left""")
+all           writing        [###########...........]  50 %  at least # left""",
+        )
         second.go_on.set()
         self.assertEqual(program.popen.wait(60), DONE)
         self.sees(screen, BEFORE)
-        self.assertEqual(masked(program.stdout()).splitlines()[1:3],
-                         ["MAIN   1.0.0  1.1.0  updated #", "AUX 1  2.0    2.1.0  updated #"])
+        self.assertEqual(
+            masked(program.stdout()).splitlines()[1:3],
+            ["MAIN   1.0.0  1.1.0  updated #", "AUX 1  2.0    2.1.0  updated #"],
+        )
         self.assertNotRegex(screen.raw, "\x1b\\[\\d*m")  # NO_COLOR
 
     def test_failure_is_noted_above(self):
@@ -108,8 +127,10 @@ all           writing        [###########...........]  50 %  at least # left""")
         pause = Wait()
         last = failing.index(log("'AUX 1' F/W Update fail."))
         screen = self.screen()
-        self.start(failing[:last + 1] + [pause] + failing[last + 1:], screen)
-        self.sees(screen, f"""\
+        self.start(failing[: last + 1] + [pause] + failing[last + 1 :], screen)
+        self.sees(
+            screen,
+            f"""\
 {BEFORE}
 agent: 'AUX 1' F/W update fail, retry 1.
 agent: 'AUX 1' F/W update fail, retry 2.
@@ -117,7 +138,8 @@ agent: 'AUX 1' F/W Update fail.
 MAIN          updated        1.0.0 -> 1.1.0  # s
 AUX 1         failed         2.0  an image could not be written, after three
                              attempts  # s  8 retries
-all           writing        [#############.................]  45 %  # left""")
+all           writing        [#############.................]  45 %  # left""",
+        )
         pause.go_on.set()
 
     def test_widths(self):
@@ -151,18 +173,18 @@ all           writing        [#######.......................]  25 %  at least # 
         """The wait takes the place of the time left, and is wrapped at a blank."""
         run = before(runs.full_run(), log("Write firmware 'MAIN' success."))[:-3]
         for columns, lines in (
-                (60, ["waiting for an answer, # s of 15, try 1 of 9, gives up in",
-                      "#"]),
-                (80, ["waiting for an answer, # s of 15, try 1 of 9, gives up in #"]),
-                (120, ["waiting for an answer, # s of 15, try 1 of 9, gives up in #"])):
+            (60, ["waiting for an answer, # s of 15, try 1 of 9, gives up in", "#"]),
+            (80, ["waiting for an answer, # s of 15, try 1 of 9, gives up in #"]),
+            (120, ["waiting for an answer, # s of 15, try 1 of 9, gives up in #"]),
+        ):
             with self.subTest(columns=columns):
                 screen = self.screen(columns=columns)
                 self.start(run, screen)
                 wait.until(lambda screen=screen: "waiting for an" in screen.text())
                 seen = re.sub(r", \d+ s of", ", # s of", screen.text())
                 seen = re.sub(r"\d:\d\d", "#", seen).splitlines()
-                self.assertEqual(seen[-len(lines):], lines)
-                self.assertNotIn("left", "".join(seen[-len(lines) - 3:]))
+                self.assertEqual(seen[-len(lines) :], lines)
+                self.assertNotIn("left", "".join(seen[-len(lines) - 3 :]))
                 self.assertEqual(screen.problems, [])
 
     def test_interrupt_clears_the_picture(self):
@@ -175,16 +197,19 @@ all           writing        [#######.......................]  25 %  at least # 
         program.popen.send_signal(signal.SIGINT)
         self.assertEqual(program.popen.wait(60), LOST)
         wait.until(lambda: "leave the device on" in screen.text())
-        self.assertTrue(steady(screen.text()).startswith(BEFORE + "\nupgrade-console: error: interrupted"),
-                        screen.text())
+        self.assertTrue(
+            steady(screen.text()).startswith(BEFORE + "\nupgrade-console: error: interrupted"),
+            screen.text(),
+        )
         self.assertNotIn("^C", screen.text())
 
     def test_mode_5_asks(self):
         for answer, status in (("yes", DONE), ("y", DONE), ("", USAGE), ("no", USAGE)):
             with self.subTest(answer=answer):
                 screen = self.screen()
-                program = self.start(runs.full_run(), screen, "upgrade", "--mode", "5",
-                                     stdin=screen.slave)
+                program = self.start(
+                    runs.full_run(), screen, "upgrade", "--mode", "5", stdin=screen.slave
+                )
                 wait.until(lambda screen=screen: "[yes/no]" in screen.text())
                 self.assertIn("neither the device's model nor", screen.text())
                 os.write(screen.master, answer.encode() + b"\n")
@@ -193,8 +218,9 @@ all           writing        [#######.......................]  25 %  at least # 
     def test_mode_5_question_can_be_left(self):
         for answer, status in (("\x04", USAGE), ("\x03", LOST)):
             screen = self.screen()
-            program = self.start(runs.full_run(), screen, "upgrade", "--mode", "5",
-                                 stdin=screen.slave)
+            program = self.start(
+                runs.full_run(), screen, "upgrade", "--mode", "5", stdin=screen.slave
+            )
             wait.until(lambda screen=screen: "[yes/no]" in screen.text())
             if answer == "\x03":
                 program.popen.send_signal(signal.SIGINT)
@@ -205,13 +231,17 @@ all           writing        [#######.......................]  25 %  at least # 
     def test_small_terminal(self):
         """More MCUs than lines, names wider than columns: the one at work is in sight."""
         names = [f"MCU-{number}-with-a-long-name" for number in range(30)]
-        package = {**PACKAGE, "chips": [chip(name, 1 + number, "2.0.0")
-                                        for number, name in enumerate(names)]}
+        package = {
+            **PACKAGE,
+            "chips": [chip(name, 1 + number, "2.0.0") for number, name in enumerate(names)],
+        }
         pause = Wait()
         run = runs.START + runs.MODEL + runs.enter(names[17]) + [pause]
         screen = self.screen(columns=41, lines=6)
         self.start(run, screen, answers={"GETFIRMWARELIST": [listing(package)]})
-        self.sees(screen, """\
+        self.sees(
+            screen,
+            """\
 Time: at least # for restarts and
 pauses; with --package and a copy of the
 package the images count, too.
@@ -221,7 +251,8 @@ MCU-15-with-  waiting        ? -> 2.0.0
 MCU-16-with-  waiting        ? -> 2.0.0
 MCU-17-with-  erasing        [....]  0 %
 MCU-18-with-  waiting        ? -> 2.0.0
-all           writing        [....]  0 %""")
+all           writing        [....]  0 %""",
+        )
         pause.go_on.set()
 
     def test_colours(self):
@@ -250,8 +281,9 @@ all           writing        [....]  0 %""")
     def test_lost_contact(self):
         screen = self.screen()
         run = before(runs.full_run(), log("Write firmware 'MAIN' success."))
-        program = self.start(run + [lambda agent: agent.answers.clear()], screen, "--timeout",
-                             self.UNANSWERED)
+        program = self.start(
+            run + [lambda agent: agent.answers.clear()], screen, "--timeout", self.UNANSWERED
+        )
         self.assertEqual(program.popen.wait(60), LOST)
         wait.until(lambda: "was being written" in screen.text())
         self.assertNotIn("[#", screen.text())
@@ -264,9 +296,13 @@ class TestShell(ProgramTest):
         screen = Screen()
         self.addCleanup(screen.close)
         with FakeAgent() as agent:
-            program = self.start_program(agent.port, "shell", stdin=screen.slave,
-                                         env={**os.environ, "TERM": "xterm"},
-                                         stdout=screen.slave)
+            program = self.start_program(
+                agent.port,
+                "shell",
+                stdin=screen.slave,
+                env={**os.environ, "TERM": "xterm"},
+                stdout=screen.slave,
+            )
             wait.until(lambda: "> " in screen.raw)
             os.write(screen.master, b"VERSIOX\x7fN\r")
             wait.until(lambda: "VERSION||1.15" in screen.raw)

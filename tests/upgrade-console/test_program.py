@@ -12,13 +12,36 @@ import unittest
 from contextlib import ExitStack
 
 import runs
-from fake_agent import (BUSY, CLOSE, FAIL, RESET, ROWS, SUCCESS, FakeAgent, Wait, chip, listing, log,
-                        progress)
+from fake_agent import (
+    BUSY,
+    CLOSE,
+    FAIL,
+    RESET,
+    ROWS,
+    SUCCESS,
+    FakeAgent,
+    Wait,
+    chip,
+    listing,
+    log,
+    progress,
+)
 
 from harness import wait
 from harness.package import Image, build, description, image_bytes
-from program import (BUSY_CODE, CANNOT, DONE, FAILED, LOST, NOTHING, PROGRAM, REFUSED, USAGE,
-                     ProgramTest, masked)
+from program import (
+    BUSY_CODE,
+    CANNOT,
+    DONE,
+    FAILED,
+    LOST,
+    NOTHING,
+    PROGRAM,
+    REFUSED,
+    USAGE,
+    ProgramTest,
+    masked,
+)
 
 DUMP = os.environ["EDID_DUMP"]
 PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -28,8 +51,7 @@ class ConsoleTest(ProgramTest):
     """What these tests share."""
 
     def upgrade(self, run, *arguments, answers=None, **more):
-        return self.with_agent({ROWS: run, **(answers or {})}, "upgrade", *arguments,
-                               **more)
+        return self.with_agent({ROWS: run, **(answers or {})}, "upgrade", *arguments, **more)
 
     def document(self, result):
         """The one JSON document on standard output."""
@@ -42,14 +64,24 @@ class TestUsage(ConsoleTest):
     """What ends before any connection."""
 
     def test_wrong_usage(self):
-        for arguments in ([], ["bogus"], ["upgrade", "--all"],
-                          ["upgrade", "--request-all", "MAIN,0,0"],
-                          ["upgrade", "--mode", "3"],
-                          ["ping", "--port", "0"], ["ping", "--port", "65536"],
-                          ["ping", "--timeout", "0"], ["ping", "--timeout", "nan"],
-                          ["ping", "--host", ""], ["net-upgrade", "1.2.3"],
-                          ["net-upgrade", "1.2.3.256"], ["edid"], ["send-net"],
-                          ["ping", "surplus"], ["--bogus", "ping"]):
+        for arguments in (
+            [],
+            ["bogus"],
+            ["upgrade", "--all"],
+            ["upgrade", "--request-all", "MAIN,0,0"],
+            ["upgrade", "--mode", "3"],
+            ["ping", "--port", "0"],
+            ["ping", "--port", "65536"],
+            ["ping", "--timeout", "0"],
+            ["ping", "--timeout", "nan"],
+            ["ping", "--host", ""],
+            ["net-upgrade", "1.2.3"],
+            ["net-upgrade", "1.2.3.256"],
+            ["edid"],
+            ["send-net"],
+            ["ping", "surplus"],
+            ["--bogus", "ping"],
+        ):
             result = self.run_alone(*arguments)
             self.assertEqual(result.returncode, USAGE, arguments)
             self.assertEqual(result.stdout, "", arguments)
@@ -62,14 +94,20 @@ class TestUsage(ConsoleTest):
             self.assertEqual(self.document(result)["error"]["id"], "rows-refused", row)
 
     def test_usage_as_json(self):
-        for arguments in (["--json", "upgrade", "--mode", "3"], ["--json=1", "ping"],
-                          ["ping", "--json=false"]):
+        for arguments in (
+            ["--json", "upgrade", "--mode", "3"],
+            ["--json=1", "ping"],
+            ["ping", "--json=false"],
+        ):
             result = self.run_alone(*arguments)
             self.assertEqual(self.document(result)["error"]["id"], "usage", arguments)
 
     def test_help_and_version(self):
-        for arguments, wanted in ((["--help"], "Exit status:"), (["upgrade", "--help"], "--mode"),
-                                  (["--version"], "upgrade-console 1.")):
+        for arguments, wanted in (
+            (["--help"], "Exit status:"),
+            (["upgrade", "--help"], "--mode"),
+            (["--version"], "upgrade-console 1."),
+        ):
             result = self.run_alone(*arguments)
             self.assertEqual((result.returncode, result.stderr), (DONE, ""))
             self.assertIn(wanted, result.stdout)
@@ -96,8 +134,13 @@ class TestInput(ConsoleTest):
         reader, open_end = os.pipe()
         self.addCleanup(os.close, reader)
         self.addCleanup(os.close, open_end)
-        for arguments in (["edid", "-"], ["edid", fifo], ["edid", held], ["send-net", fifo],
-                          ["send-net", held]):
+        for arguments in (
+            ["edid", "-"],
+            ["edid", fifo],
+            ["edid", held],
+            ["send-net", fifo],
+            ["send-net", held],
+        ):
             yield arguments, reader
 
     def test_signals(self):
@@ -145,8 +188,16 @@ class TestOutput(ConsoleTest):
         found = []
         for how in ("full", "broken pipe", "closed"):
             with FakeAgent(answers or {}) as agent:
-                command = [PROGRAM, "--host", "127.0.0.1", "--port", str(agent.port), "--timeout",
-                           self.ANSWERED, *arguments]
+                command = [
+                    PROGRAM,
+                    "--host",
+                    "127.0.0.1",
+                    "--port",
+                    str(agent.port),
+                    "--timeout",
+                    self.ANSWERED,
+                    *arguments,
+                ]
                 with ExitStack() as stack:
                     more = {}
                     if how == "full":
@@ -157,17 +208,33 @@ class TestOutput(ConsoleTest):
                         stack.callback(os.close, more["stdout"])
                     else:
                         command = ["sh", "-c", 'exec "$@" >&-', "sh", *command]
-                    result = subprocess.run(command, input=stdin, stderr=subprocess.PIPE, text=True,
-                                            timeout=60, check=False, **more)
+                    result = subprocess.run(
+                        command,
+                        input=stdin,
+                        stderr=subprocess.PIPE,
+                        text=True,
+                        timeout=60,
+                        check=False,
+                        **more,
+                    )
             self.assertIn("tandard output cannot be written", result.stderr, (how, arguments))
             found.append(result.returncode)
         return found
 
     def test_answers(self):
-        for arguments in (["--help"], ["upgrade", "--help"], ["--help", "--json"], ["--version"],
-                          ["--bash-completion"]):
-            program = subprocess.run(["sh", "-c", 'exec "$@" > /dev/full', "sh", PROGRAM,
-                                      *arguments], capture_output=True, timeout=60, check=False)
+        for arguments in (
+            ["--help"],
+            ["upgrade", "--help"],
+            ["--help", "--json"],
+            ["--version"],
+            ["--bash-completion"],
+        ):
+            program = subprocess.run(
+                ["sh", "-c", 'exec "$@" > /dev/full', "sh", PROGRAM, *arguments],
+                capture_output=True,
+                timeout=60,
+                check=False,
+            )
             self.assertEqual(program.returncode, FAILED, arguments)
 
     def test_results(self):
@@ -175,8 +242,7 @@ class TestOutput(ConsoleTest):
             for command in (["version"], ["list"], ["ping"]):
                 statuses = self.statuses(*json_option, *command)
                 self.assertEqual(statuses, [FAILED] * 3, json_option + command)
-            statuses = self.statuses(*json_option, "upgrade",
-                                     answers={ROWS: runs.full_run()})
+            statuses = self.statuses(*json_option, "upgrade", answers={ROWS: runs.full_run()})
             self.assertEqual(statuses, [FAILED] * 3, json_option)
 
     def test_errors(self):
@@ -206,9 +272,17 @@ class TestSimple(ConsoleTest):
 
     def test_json(self):
         result = self.with_agent({}, "--json", "version")
-        self.assertEqual(self.document(result), {
-            "command": "version", "exit": 0, "result": "done", "error": None, "warnings": [],
-            "agent_version": "1.15"})
+        self.assertEqual(
+            self.document(result),
+            {
+                "command": "version",
+                "exit": 0,
+                "result": "done",
+                "error": None,
+                "warnings": [],
+                "agent_version": "1.15",
+            },
+        )
         # Options may stand behind the command as well.
         result = self.with_agent({}, "version", "--json")
         self.assertEqual(self.document(result)["agent_version"], "1.15")
@@ -217,14 +291,17 @@ class TestSimple(ConsoleTest):
         for cut in (None, 7):
             result = self.with_agent({}, "list", cut=cut)
             self.assertEqual((result.returncode, result.stderr), (DONE, ""))
-            self.assertEqual(result.stdout, """\
+            self.assertEqual(
+                result.stdout,
+                """\
 Model: HX-8
 Version: 7
 
 Name   Chip type  Quantity  MCU type  PCB  Speciality  Version
 MAIN           0         1         4    1  A           1.1.0
 AUX 1          1         1         4    1  A           2.1.0
-""")
+""",
+            )
 
     def test_list_over_several_lines(self):
         text = json.dumps({"model": "HX-8", "version": "}", "chips": []}, indent=1)
@@ -243,8 +320,12 @@ AUX 1          1         1         4    1  A           2.1.0
         }
         for text, cause in cases.items():
             # An idle agent also ends a run that never began.
-            answer = [FAIL, FAIL, log("Invalid firmware file, file head error."),
-                      f"FIRMWARELIST||{text}\r\n".encode()]
+            answer = [
+                FAIL,
+                FAIL,
+                log("Invalid firmware file, file head error."),
+                f"FIRMWARELIST||{text}\r\n".encode(),
+            ]
             for arguments in (["list"], ["upgrade"]):
                 result = self.with_agent({"GETFIRMWARELIST": answer}, "--json", *arguments)
                 self.assertEqual(result.returncode, REFUSED, text)
@@ -264,11 +345,15 @@ AUX 1          1         1         4    1  A           2.1.0
         for name, stdin in ((DUMP, ""), ("-", dump.hex("\n"))):
             result = self.with_agent({request: [answer]}, "edid", name, stdin=stdin)
             self.assertEqual((result.returncode, result.stderr), (DONE, ""))
-            self.assertEqual(result.stdout, "Manufacturer: DEL\nName: DELL 30,07\nInput: HDMI\n"
-                                            "1920x1080@60Hz\nLPCM. 2CH\n")
-        for answer, cause in ((b"PARSEEDID||ERROR:PARSEEDID parameter command.\r\n", "edid-refused"),
-                              (b"PARSEEDIDRESULT||EDID data header error !\r\n", "edid-refused"),
-                              (log("Unknow command."), "unknown-request")):
+            self.assertEqual(
+                result.stdout,
+                "Manufacturer: DEL\nName: DELL 30,07\nInput: HDMI\n" "1920x1080@60Hz\nLPCM. 2CH\n",
+            )
+        for answer, cause in (
+            (b"PARSEEDID||ERROR:PARSEEDID parameter command.\r\n", "edid-refused"),
+            (b"PARSEEDIDRESULT||EDID data header error !\r\n", "edid-refused"),
+            (log("Unknow command."), "unknown-request"),
+        ):
             result = self.with_agent({request: [answer]}, "--json", "edid", DUMP)
             self.assertEqual(result.returncode, FAILED)
             self.assertEqual(self.document(result)["error"]["id"], cause)
@@ -281,8 +366,10 @@ AUX 1          1         1         4    1  A           2.1.0
             self.assertEqual(result.returncode, CANNOT)
             self.assertEqual(self.document(result)["error"]["id"], "cannot-connect")
             self.assertIn("Check the address", self.document(result)["error"]["advice"])
-            self.assertRegex(self.document(result)["error"]["detail"],
-                             rf"^(localhost|127\.0\.0\.1), port {agent.port}: ")
+            self.assertRegex(
+                self.document(result)["error"]["detail"],
+                rf"^(localhost|127\.0\.0\.1), port {agent.port}: ",
+            )
             self.assertNotIn("upgrade-console:", result.stderr)
 
     def test_connection_that_fails_at_once(self):
@@ -312,17 +399,21 @@ AUX 1          1         1         4    1  A           2.1.0
     def test_flood(self):
         """A million bytes of anything, and lines without an end, hide no answer."""
         noise = os.urandom(1 << 20).replace(b"\n", b"-") + b"\r\n" + b"x\r\n" * 300000
-        result = self.with_agent({"VERSION": [noise, b"VERSION||1.15\r\n"]}, "version",
-                                 timeout="60")
+        result = self.with_agent(
+            {"VERSION": [noise, b"VERSION||1.15\r\n"]}, "version", timeout="60"
+        )
         self.assertEqual((result.returncode, result.stdout), (DONE, "1.15\n"))
 
     def test_line_that_never_ends(self):
         """Memory stays bounded, and what follows the noise is heard."""
+
         def noise(_agent):
             return [b"x" * (1 << 20)] * 256 + [b"\r\n", b"VERSION||1.15\r\n"]
+
         with FakeAgent({"VERSION": noise}) as agent:
-            program = self.start_program(agent.port, "version", env={
-                **os.environ, "ASAN_OPTIONS": "quarantine_size_mb=8"})
+            program = self.start_program(
+                agent.port, "version", env={**os.environ, "ASAN_OPTIONS": "quarantine_size_mb=8"}
+            )
             _, status, usage = os.wait4(program.popen.pid, 0)
             program.popen.returncode = os.waitstatus_to_exitcode(status)
         self.assertEqual((program.popen.returncode, program.stdout()), (DONE, "1.15\n"))
@@ -354,18 +445,31 @@ class TestUpgrade(ConsoleTest):
 
     def test_requests(self):
         self.upgrade(runs.full_run())
-        self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST",
-                                            "UPGRADEMODE||2", "UPGRADE||MAIN,0,0||AUX 1,1,0"])
+        self.assertEqual(
+            self.agent.lines,
+            [
+                "UPGRADE||",
+                "HEARTBEAT",
+                "GETFIRMWARELIST",
+                "UPGRADEMODE||2",
+                "UPGRADE||MAIN,0,0||AUX 1,1,0",
+            ],
+        )
         request = "UPGRADE||MAIN,0,1||AUX 1,1,0"
-        result = self.with_agent({request: runs.full_run()}, "upgrade", "--mode", "5", "--yes",
-                                 "MAIN,0,1", "AUX 1")
-        self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST",
-                                            "UPGRADEMODE||5", request])
+        result = self.with_agent(
+            {request: runs.full_run()}, "upgrade", "--mode", "5", "--yes", "MAIN,0,1", "AUX 1"
+        )
+        self.assertEqual(
+            self.agent.lines,
+            ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST", "UPGRADEMODE||5", request],
+        )
         self.assertEqual(result.returncode, DONE)
 
     def test_plain_progress(self):
         result = self.upgrade(runs.full_run())
-        self.assertEqual(masked(result.stderr), """\
+        self.assertEqual(
+            masked(result.stderr),
+            """\
 Time: at least 0:21 for restarts and pauses; with --package and a copy of the package the images count, too.
 The device reboots at the end, also when nothing was to be written.
 MAIN: reading
@@ -390,7 +494,8 @@ AUX 1: updated
 device: rebooting
 device: set version
 100 %, #
-""")
+""",
+        )
         self.assertRegex(result.stderr, r"\n40 %, 0:0\d, at least 0:21 left\n")
 
     def test_sizes_from_a_copy(self):
@@ -403,8 +508,9 @@ device: set version
             answers = {"GETFIRMWARELIST": [listing(json.loads(description(images)))]}
             result = self.upgrade(runs.full_run(), "--package", copy, answers=answers)
             # 500 blocks of 284 bytes at 57600 baud, twice 10 s, 1 s and two times 0.2 s.
-            self.assertIn("Time: about 0:46 if every image is written, otherwise less.\n",
-                          result.stderr)
+            self.assertIn(
+                "Time: about 0:46 if every image is written, otherwise less.\n", result.stderr
+            )
             result = self.upgrade([], "--json", "--package", copy)
             self.assertEqual(result.returncode, FAILED)
             self.assertEqual(self.document(result)["error"]["id"], "package-differs")
@@ -419,27 +525,58 @@ device: set version
         for part in (document, *document["mcus"]):
             self.assertGreaterEqual(part.pop("seconds"), 0)
         self.assertRegex(document.pop("started"), r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
-        self.assertEqual(document, {
-            "command": "upgrade", "host": "127.0.0.1", "exit": 0, "result": "done", "mode": 2,
-            "summary": "2 MCUs updated.", "rebooted": True, "error": None, "warnings": [],
-            "package": {"model": "HX-8", "version": "7"},
-            "mcus": [
-                {"name": "MAIN", "chip_type": 0, "chip_index": 0, "old_version": "1.0.0",
-                 "new_version": "1.1.0", "result": "updated", "retries": 0, "error": None},
-                {"name": "AUX 1", "chip_type": 1, "chip_index": 0, "old_version": "2.0",
-                 "new_version": "2.1.0", "result": "updated", "retries": 0, "error": None}]})
+        self.assertEqual(
+            document,
+            {
+                "command": "upgrade",
+                "host": "127.0.0.1",
+                "exit": 0,
+                "result": "done",
+                "mode": 2,
+                "summary": "2 MCUs updated.",
+                "rebooted": True,
+                "error": None,
+                "warnings": [],
+                "package": {"model": "HX-8", "version": "7"},
+                "mcus": [
+                    {
+                        "name": "MAIN",
+                        "chip_type": 0,
+                        "chip_index": 0,
+                        "old_version": "1.0.0",
+                        "new_version": "1.1.0",
+                        "result": "updated",
+                        "retries": 0,
+                        "error": None,
+                    },
+                    {
+                        "name": "AUX 1",
+                        "chip_type": 1,
+                        "chip_index": 0,
+                        "old_version": "2.0",
+                        "new_version": "2.1.0",
+                        "result": "updated",
+                        "retries": 0,
+                        "error": None,
+                    },
+                ],
+            },
+        )
 
     def test_nothing_to_do(self):
         result = self.upgrade(runs.idle_run())
         self.assertEqual(result.returncode, NOTHING)
-        self.assertEqual(masked(result.stdout), """\
+        self.assertEqual(
+            masked(result.stdout),
+            """\
 MCU    Old    New    Result      Seconds
 MAIN   1.1.0  1.1.0  up to date        -
 AUX 1  2.1    2.1.0  up to date        -
 
 Nothing to do: no MCU needs what the package holds. The device was rebooted all the same.
 Host 127.0.0.1, package HX-8 7, started #, took #.
-""")
+""",
+        )
         # Before the run as well.
         self.assertIn("The device reboots at the end, also when nothing was", result.stderr)
         result = self.upgrade(runs.idle_run(), "--json")
@@ -483,11 +620,17 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
         self.assertEqual(self.document(result)["error"]["id"], "package-too-old")
 
     def test_port_unavailable(self):
-        run = [log("Disconnect"), log("ConnectFail"),
-               log("ttyS2 connect failed, serial port is occupied or does not exist"),
-               log("Firmware file checksum ok."), log("Read model name."),
-               log("Read model name fail, retry 1."), log("Read model name fail, retry 2."),
-               log("Read model name fail, upgrade fail, exit."), FAIL]
+        run = [
+            log("Disconnect"),
+            log("ConnectFail"),
+            log("ttyS2 connect failed, serial port is occupied or does not exist"),
+            log("Firmware file checksum ok."),
+            log("Read model name."),
+            log("Read model name fail, retry 1."),
+            log("Read model name fail, retry 2."),
+            log("Read model name fail, upgrade fail, exit."),
+            FAIL,
+        ]
         result = self.upgrade(run, "--json")
         self.assertEqual(result.returncode, FAILED)
         self.assertEqual(self.document(result)["error"]["id"], "port-unavailable")
@@ -511,21 +654,29 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
             self.assertIn("chip type 9", self.document(result)["error"]["detail"])
             self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST"])
         only_aux = {"model": "HX-8", "version": "7", "chips": [chip("AUX 1", 1, "2.1.0")]}
-        result = self.with_agent({"GETFIRMWARELIST": [listing(only_aux)]}, "net-upgrade",
-                                 "10.0.0.7")
+        result = self.with_agent(
+            {"GETFIRMWARELIST": [listing(only_aux)]}, "net-upgrade", "10.0.0.7"
+        )
         self.assertEqual(result.returncode, USAGE)
 
     def test_nothing_fits(self):
-        run = runs.START + runs.MODEL + [
-            log("No suitable firmware for 'MAIN' in the firmware package.")] + runs.REBOOT
+        run = (
+            runs.START
+            + runs.MODEL
+            + [log("No suitable firmware for 'MAIN' in the firmware package.")]
+            + runs.REBOOT
+        )
         result = self.with_agent({ROWS: run + [SUCCESS]}, "upgrade", "MAIN,0,0")
         self.assertEqual(result.returncode, NOTHING)
 
     def test_demo_of_the_readme(self):
         """Without rows the request is the one that the demo makes by hand."""
         with tempfile.TemporaryDirectory() as folder:
-            subprocess.run([sys.executable, "-B", os.path.join(PROJECT, "scripts/lib/demo_images.py"),
-                            folder], check=True, timeout=20)
+            subprocess.run(
+                [sys.executable, "-B", os.path.join(PROJECT, "scripts/lib/demo_images.py"), folder],
+                check=True,
+                timeout=20,
+            )
             with open(os.path.join(folder, "request.json"), encoding="ascii") as file:
                 package = json.load(file)
         self.upgrade(runs.idle_run(), answers={"GETFIRMWARELIST": [listing(package)]})
@@ -551,13 +702,14 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
     def test_contact_lost(self):
         """What the device is likely doing depends on where the run was."""
         full = runs.full_run()
-        begun = full[:full.index(log("Read model name.")) + 1]
-        written = full[:full.index(log("Write firmware 'MAIN' success.")) - 3]
-        rebooting = full[:full.index(log("Start to reboot, please wait.")) + 1]
+        begun = full[: full.index(log("Read model name.")) + 1]
+        written = full[: full.index(log("Write firmware 'MAIN' success.")) - 3]
+        rebooting = full[: full.index(log("Start to reboot, please wait.")) + 1]
         for run, state, results in (
-                (begun, "Nothing was written so far", ["unknown", "unknown"]),
-                (written, "'MAIN' was being written", ["unknown", "unknown"]),
-                (rebooting, "the device was rebooting", ["updated", "updated"])):
+            (begun, "Nothing was written so far", ["unknown", "unknown"]),
+            (written, "'MAIN' was being written", ["unknown", "unknown"]),
+            (rebooting, "the device was rebooting", ["updated", "updated"]),
+        ):
             result = self.upgrade(run + [CLOSE], "--json")
             self.assertEqual(result.returncode, LOST)
             document = self.document(result)
@@ -569,6 +721,7 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
     def test_agent_dies_in_silence(self):
         def die(agent):
             agent.answers.clear()
+
         result = self.upgrade(runs.START + runs.MODEL + [die], "--json", timeout=self.UNANSWERED)
         self.assertEqual(result.returncode, LOST)
         self.assertEqual(self.document(result)["error"]["id"], "no-sign-of-life")
@@ -591,6 +744,7 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
         def win_back(agent):
             agent.answers["HEARTBEAT"] = [b"HEARTBEAT\r\n"]
             return [b"HEARTBEAT\r\n"] + run[end:]
+
         return self.upgrade(run[:start] + [take], "--json", **more)
 
     def test_another_client_asks(self):
@@ -600,26 +754,26 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
         seen = {mcu: log(f"Write firmware '{mcu}' success.") for mcu in runs.NAMES}
         enter = {mcu: runs.enter(mcu)[0] for mcu in runs.NAMES}
         for run, first, last, status, results in (
-                # Progress alone, and then also the line that the update mode was entered.
-                (full, progress(5), progress(45), DONE, ["updated", "updated"]),
-                (full, enter["MAIN"], progress(45), DONE, ["updated", "updated"]),
-                # What was read before.
-                (full, log("Read model name."), enter["MAIN"], DONE, ["updated", "updated"]),
-                # The end of an image.
-                (full, progress(45), enter["AUX 1"], LOST, ["unknown", "updated"]),
-                (full, progress(20), progress(70), LOST, ["unknown", "updated"]),
-                (full, progress(70), runs.REBOOT[0], LOST, ["updated", "unknown"]),
-                (full, progress(70), SUCCESS, LOST, ["updated", "unknown"]),
-                # A whole image, or all of them.
-                (full, seen["MAIN"], runs.REBOOT[0], LOST, ["unknown", "unknown"]),
-                (full, enter["MAIN"], enter["AUX 1"], LOST, ["unknown", "updated"]),
-                (full, log("Read model name."), SUCCESS, LOST, ["unknown", "unknown"]),
-                # Only what comes after the images.
-                (full, runs.REBOOT[0], SUCCESS, DONE, ["updated", "updated"]),
-                # What failed before the eyes of the program stays failed.
-                (half, runs.REBOOT[0], SUCCESS, FAILED, ["updated", "failed"]),
-                (half, log("'AUX 1' F/W Update fail."), runs.REBOOT[0], LOST,
-                 ["updated", "unknown"])):
+            # Progress alone, and then also the line that the update mode was entered.
+            (full, progress(5), progress(45), DONE, ["updated", "updated"]),
+            (full, enter["MAIN"], progress(45), DONE, ["updated", "updated"]),
+            # What was read before.
+            (full, log("Read model name."), enter["MAIN"], DONE, ["updated", "updated"]),
+            # The end of an image.
+            (full, progress(45), enter["AUX 1"], LOST, ["unknown", "updated"]),
+            (full, progress(20), progress(70), LOST, ["unknown", "updated"]),
+            (full, progress(70), runs.REBOOT[0], LOST, ["updated", "unknown"]),
+            (full, progress(70), SUCCESS, LOST, ["updated", "unknown"]),
+            # A whole image, or all of them.
+            (full, seen["MAIN"], runs.REBOOT[0], LOST, ["unknown", "unknown"]),
+            (full, enter["MAIN"], enter["AUX 1"], LOST, ["unknown", "updated"]),
+            (full, log("Read model name."), SUCCESS, LOST, ["unknown", "unknown"]),
+            # Only what comes after the images.
+            (full, runs.REBOOT[0], SUCCESS, DONE, ["updated", "updated"]),
+            # What failed before the eyes of the program stays failed.
+            (half, runs.REBOOT[0], SUCCESS, FAILED, ["updated", "failed"]),
+            (half, log("'AUX 1' F/W Update fail."), runs.REBOOT[0], LOST, ["updated", "unknown"]),
+        ):
             with self.subTest(first=first, last=last):
                 result = self.lose(run, first, last)
                 document = self.document(result)
@@ -647,8 +801,10 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
 
     def test_long_silence_of_a_busy_agent(self):
         """Somebody asked in between; the run goes on, and so does the wait for it."""
+
         def busy(agent):
             agent.answers["UPGRADE||"] = [BUSY]
+
         full = runs.full_run()
         run = full[:30] + [busy]
         rest = full[30:]
@@ -660,13 +816,21 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
 
         def later(agent):
             agent.answers["UPGRADE||"] = answer
+
         result = self.upgrade(run + [later], timeout=self.UNANSWERED)
         self.assertEqual(result.returncode, DONE, result.stderr)
         self.assertEqual(masked(result.stdout), FULL_TABLE)
 
     def test_foreign_noise_in_a_run(self):
-        noise = [b"bogus\r\n", b"UpgradeDatas||\xab\x01", log("bogus"), b"PROGRESSVALUE||nan\r\n",
-                 b"UPGRADELOG||\r\n", progress(1e9), progress(-5)]
+        noise = [
+            b"bogus\r\n",
+            b"UpgradeDatas||\xab\x01",
+            log("bogus"),
+            b"PROGRESSVALUE||nan\r\n",
+            b"UPGRADELOG||\r\n",
+            progress(1e9),
+            progress(-5),
+        ]
         run = []
         for line in runs.full_run():
             run += [line] + (noise if line.startswith(b"UPGRADELOG||Read") else [])
@@ -675,10 +839,11 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
     def test_wait_back(self):
         """The module goes down with the device and comes back on the same port."""
         full = runs.full_run()
-        before = full[:full.index(log("Start to reboot, please wait.")) + 1]
+        before = full[: full.index(log("Start to reboot, please wait.")) + 1]
 
         def vanish(agent):
             agent.stop()
+
         with FakeAgent({ROWS: before + [vanish, CLOSE]}) as agent:
             program = self.start_program(agent.port, "--json", "upgrade", "--wait-back")
             wait.until(lambda: "network module restarts" in program.stderr())
@@ -695,9 +860,11 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
         result = self.with_agent({"UPGRADEORVALE1G||10.0.0.7": run}, "net-upgrade", "10.0.0.7")
         self.assertEqual(result.returncode, DONE, result.stderr)
         self.assertIn("MAIN", result.stdout)
-        result = self.with_agent({"UPGRADEORVALE1G||10.0.0.7":
-                                  [log("Firmware file does not exist.")]}, "net-upgrade",
-                                 "10.0.0.7")
+        result = self.with_agent(
+            {"UPGRADEORVALE1G||10.0.0.7": [log("Firmware file does not exist.")]},
+            "net-upgrade",
+            "10.0.0.7",
+        )
         self.assertEqual(result.returncode, REFUSED)
         result = self.with_agent({}, "--json", "net-upgrade", "10.0.0.7", timeout=self.UNANSWERED)
         self.assertEqual(self.document(result)["error"]["id"], "not-started")
@@ -728,8 +895,9 @@ class TestTraffic(ConsoleTest):
     def test_shell_json(self):
         result = self.with_agent({}, "--json", "shell", stdin="VERSION\n")
         replies = self.document(result)["replies"]
-        self.assertEqual([(reply["kind"], reply["text"]) for reply in replies],
-                         [("version", "1.15")])
+        self.assertEqual(
+            [(reply["kind"], reply["text"]) for reply in replies], [("version", "1.15")]
+        )
         result = self.with_agent({}, "--json", "shell")
         self.assertEqual(self.document(result)["replies"], [])
 
@@ -747,9 +915,13 @@ class TestTraffic(ConsoleTest):
                 self.assertEqual(program.popen.wait(60), DONE)
             self.assertEqual(program.stderr(), "")
             return program.stdout()
+
         stamp = r"\d\d:\d\d:\d\d\.\d{3} "
-        self.assertRegex(run([]), f"^{stamp}HEARTBEAT\n{stamp}UPGRADELOG\\|\\|one\n"
-                                  f"{stamp}PROGRESSVALUE\\|\\|12.50\n{stamp}two\n$")
+        self.assertRegex(
+            run([]),
+            f"^{stamp}HEARTBEAT\n{stamp}UPGRADELOG\\|\\|one\n"
+            f"{stamp}PROGRESSVALUE\\|\\|12.50\n{stamp}two\n$",
+        )
         document = json.loads(run(["--json"]))
         self.assertEqual(document["result"], "done")
         self.assertEqual(document["replies"][2]["percent"], 12.5)
@@ -757,6 +929,7 @@ class TestTraffic(ConsoleTest):
     def test_watch_ends_with_its_reader(self):
         def talk(_agent):
             return [log("x"), 0.01] * 500
+
         with FakeAgent({"HEARTBEAT": talk}) as agent:
             reader, writer = os.pipe()
             program = self.start_program(agent.port, "watch", stdout=writer)
@@ -784,9 +957,16 @@ class TestCompletion(ConsoleTest):
     def complete(self, *words):
         script = self.run_alone("--bash-completion").stdout
         script += f"\nCOMP_WORDS=({' '.join(repr(word) for word in words)})\n"
-        script += f"COMP_CWORD={len(words) - 1}\n_upgrade_console\nprintf '%s\\n' \"${{COMPREPLY[@]}}\"\n"
-        result = subprocess.run(["bash", "--norc", "-u", "-c", script], capture_output=True,
-                                text=True, timeout=60, check=True)
+        script += (
+            f"COMP_CWORD={len(words) - 1}\n_upgrade_console\nprintf '%s\\n' \"${{COMPREPLY[@]}}\"\n"
+        )
+        result = subprocess.run(
+            ["bash", "--norc", "-u", "-c", script],
+            capture_output=True,
+            text=True,
+            timeout=60,
+            check=True,
+        )
         self.assertEqual(result.stderr, "")
         return result.stdout.split()
 
@@ -795,8 +975,9 @@ class TestCompletion(ConsoleTest):
         self.assertEqual(self.complete("upgrade-console", "u"), ["upgrade"])
         self.assertIn("--json", self.complete("upgrade-console", "--"))
         self.assertNotIn("--mode", self.complete("upgrade-console", "--"))
-        self.assertEqual(self.complete("upgrade-console", "--json", "upgrade", "--w"),
-                         ["--wait-back"])
+        self.assertEqual(
+            self.complete("upgrade-console", "--json", "upgrade", "--w"), ["--wait-back"]
+        )
         self.assertEqual(self.complete("upgrade-console", "upgrade", "--mode", ""), ["2", "5"])
         with tempfile.TemporaryDirectory() as folder:
             path = os.path.join(folder, "dump.bin")

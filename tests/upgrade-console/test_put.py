@@ -16,12 +16,24 @@ from harness import wait
 from harness.package import Image, build, description, image_bytes
 from screen import Screen
 
-from program import (BUSY_CODE, CANNOT, DONE, FAILED, LOST, NOTHING, REFUSED, USAGE,
-                     ProgramTest, masked)
+from program import (
+    BUSY_CODE,
+    CANNOT,
+    DONE,
+    FAILED,
+    LOST,
+    NOTHING,
+    REFUSED,
+    USAGE,
+    ProgramTest,
+    masked,
+)
 
 SFTP = os.path.join(os.path.dirname(os.path.abspath(__file__)), "fake_sftp.py")
-IMAGES = [Image("MAIN", image_bytes(3000, 1)), Image("AUX 1", image_bytes(5000, 2), 1,
-                                                     version=(2, 1, 0))]
+IMAGES = [
+    Image("MAIN", image_bytes(3000, 1)),
+    Image("AUX 1", image_bytes(5000, 2), 1, version=(2, 1, 0)),
+]
 OLD = build(IMAGES, version="1.0.4")
 NEW = build(IMAGES, version="1.0.5")
 
@@ -34,7 +46,7 @@ class PutTest(ProgramTest):
         self.data = os.path.join(folder, "data")
         os.mkdir(self.data)
         # A name that a shell or sftp would take apart.
-        self.file = os.path.join(folder, "new *[1] \"package\".fwm")
+        self.file = os.path.join(folder, 'new *[1] "package".fwm')
         self.write(self.file, NEW)
         self.write(self.module_package(), OLD)
         os.environ["FAKE_SFTP_ROOT"] = self.data
@@ -66,8 +78,15 @@ class PutTest(ProgramTest):
         return [listing(json.loads(description(IMAGES, version=version)))]
 
     def run_put(self, *arguments, command="put", answers=None, **more):
-        return self.with_agent({"GETFIRMWARELIST": self.listed, **(answers or {})}, command,
-                               "--sftp", SFTP, *arguments, self.file, **more)
+        return self.with_agent(
+            {"GETFIRMWARELIST": self.listed, **(answers or {})},
+            command,
+            "--sftp",
+            SFTP,
+            *arguments,
+            self.file,
+            **more,
+        )
 
     def failure(self, *arguments, **more):
         """The status and the cause; the module's package is as it was, with nothing beside it."""
@@ -89,29 +108,46 @@ class TestPut(PutTest):
         self.assertEqual(os.listdir(self.data), ["FW.fwm"])
         self.assertEqual(os.stat(self.module_package()).st_mode & 0o777, 0o644)
         digest = hashlib.sha256(NEW).hexdigest()
-        self.assertRegex(result.stdout, rf"^127\.0\.0\.1 has HX-8 1\.0\.5 now: {len(NEW)} bytes, "
-                                        r"copied, read back and compared in \d+\.\d s\.\n"
-                                        rf"SHA-256 {digest}\n$")
+        self.assertRegex(
+            result.stdout,
+            rf"^127\.0\.0\.1 has HX-8 1\.0\.5 now: {len(NEW)} bytes, "
+            r"copied, read back and compared in \d+\.\d s\.\n"
+            rf"SHA-256 {digest}\n$",
+        )
         # On a busy machine the copy takes long enough to show a percentage.
         notes = re.sub(r"^(copying|reading back): \d+ %\n", "", result.stderr, flags=re.M)
-        self.assertEqual(notes, "The module has HX-8 1.0.4.\n"
-                                        f"Copying HX-8 1.0.5, {len(NEW)} bytes, to 127.0.0.1.\n")
-        self.assertEqual(self.agent.lines,
-                         ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST", "GETFIRMWARELIST"])
+        self.assertEqual(
+            notes,
+            "The module has HX-8 1.0.4.\n" f"Copying HX-8 1.0.5, {len(NEW)} bytes, to 127.0.0.1.\n",
+        )
+        self.assertEqual(
+            self.agent.lines, ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST", "GETFIRMWARELIST"]
+        )
 
     def test_json(self):
         os.remove(self.module_package())
         document = json.loads(self.run_put("--json").stdout)
         self.assertGreaterEqual(document.pop("copy_seconds"), 0)
-        self.assertEqual(document, {
-            "command": "put", "result": "done", "exit": 0, "error": None, "warnings": [],
-            "host": "127.0.0.1",
-            "file": self.file, "bytes": len(NEW), "sha256": hashlib.sha256(NEW).hexdigest(),
-            "package": {"model": "HX-8", "version": "1.0.5", "chips": 2},
-            "package_before": None})
+        self.assertEqual(
+            document,
+            {
+                "command": "put",
+                "result": "done",
+                "exit": 0,
+                "error": None,
+                "warnings": [],
+                "host": "127.0.0.1",
+                "file": self.file,
+                "bytes": len(NEW),
+                "sha256": hashlib.sha256(NEW).hexdigest(),
+                "package": {"model": "HX-8", "version": "1.0.5", "chips": 2},
+                "package_before": None,
+            },
+        )
         lines = [json.loads(line) for line in self.run_put("--json-progress").stdout.splitlines()]
-        self.assertEqual([line["event"] for line in lines if line["event"] != "progress"],
-                         ["copy", "result"])
+        self.assertEqual(
+            [line["event"] for line in lines if line["event"] != "progress"], ["copy", "result"]
+        )
         self.assertRegex(lines[0]["name"], r"^/data/FW\.fwm\.put-[0-9a-f]+$")
 
     def test_progress(self):
@@ -129,23 +165,54 @@ class TestPut(PutTest):
                 self.assertIn("\ncopying: 49 %\n", program.stderr())
                 continue
             lines = [json.loads(line) for line in program.stdout().splitlines()]
-            self.assertIn(("progress", "copying", 49), [
-                (line["event"], line.get("phase"), line.get("percent")) for line in lines])
+            self.assertIn(
+                ("progress", "copying", 49),
+                [(line["event"], line.get("phase"), line.get("percent")) for line in lines],
+            )
 
     def test_what_sftp_gets(self):
-        self.run_put("--ssh-user", "admin", "--ssh-port", "2222", "--ssh-option",
-                     "IdentityFile=/k", "--ssh-option", "ConnectTimeout=3", timeout="30")
+        self.run_put(
+            "--ssh-user",
+            "admin",
+            "--ssh-port",
+            "2222",
+            "--ssh-option",
+            "IdentityFile=/k",
+            "--ssh-option",
+            "ConnectTimeout=3",
+            timeout="30",
+        )
         first, second = self.sessions()
-        self.assertEqual(first["arguments"], [
-            "-oIdentityFile=/k", "-oConnectTimeout=3", "-oUser=admin", "-oPort=2222",
-            "-oConnectTimeout=10", "-oServerAliveInterval=10", "-oServerAliveCountMax=3",
-            "-b", "-", "--", "127.0.0.1"])
+        self.assertEqual(
+            first["arguments"],
+            [
+                "-oIdentityFile=/k",
+                "-oConnectTimeout=3",
+                "-oUser=admin",
+                "-oPort=2222",
+                "-oConnectTimeout=10",
+                "-oServerAliveInterval=10",
+                "-oServerAliveCountMax=3",
+                "-b",
+                "-",
+                "--",
+                "127.0.0.1",
+            ],
+        )
         self.assertEqual(first["arguments"], second["arguments"])
         name = first["commands"][1][-1]
-        self.assertEqual((first["commands"], second["commands"]), (
-            [["-rm", "/data/FW.fwm.put-*"], ["put", "-f", "package", name],
-             ["chmod", "644", name], ["get", name, "back"]],
-            [["rename", name, "/data/FW.fwm"]]))
+        self.assertEqual(
+            (first["commands"], second["commands"]),
+            (
+                [
+                    ["-rm", "/data/FW.fwm.put-*"],
+                    ["put", "-f", "package", name],
+                    ["chmod", "644", name],
+                    ["get", name, "back"],
+                ],
+                [["rename", name, "/data/FW.fwm"]],
+            ),
+        )
 
     def test_unsound_packages(self):
         """Nothing is even connected to: the port is closed."""
@@ -175,8 +242,10 @@ class TestPut(PutTest):
 
     def test_faults(self):
         for fault, cause, detail in (
-                ("half", "ssh-failed", "closed by remote host.; Connection closed"),
-                ("damage", "copy-damaged", ""), ("rename", "ssh-failed", "Permission denied")):
+            ("half", "ssh-failed", "closed by remote host.; Connection closed"),
+            ("damage", "copy-damaged", ""),
+            ("rename", "ssh-failed", "Permission denied"),
+        ):
             self.set_fault(fault)
             found = self.failure()
             self.assertEqual(found[:2], (FAILED, cause))
@@ -209,8 +278,13 @@ class TestPut(PutTest):
         self.assertEqual(os.listdir(self.data), ["FW.fwm"])
 
     def test_usage(self):
-        for arguments in (["put"], ["deploy"], ["put", "x", "--ssh-port", "0"],
-                          ["put", "x", "y"], ["deploy", "x", "--mode", "3"]):
+        for arguments in (
+            ["put"],
+            ["deploy"],
+            ["put", "x", "--ssh-port", "0"],
+            ["put", "x", "y"],
+            ["deploy", "x", "--mode", "3"],
+        ):
             self.assertEqual(self.run_alone(*arguments).returncode, USAGE, arguments)
 
 
@@ -225,29 +299,41 @@ class TestDeploy(PutTest):
         self.assertEqual(result.returncode, DONE, result.stderr)
         self.assertEqual(self.content(), NEW)
         table = masked(result.stdout).split("\n\n", 1)[1]
-        self.assertEqual(table, """\
+        self.assertEqual(
+            table,
+            """\
 MCU    Old    New    Result   Seconds
 MAIN   1.0.0  1.1.0  updated #
 AUX 1  2.0    2.1.0  updated #
 
 2 MCUs updated.
 Host 127.0.0.1, package HX-8 1.0.5, started #, took #.
-""")
+""",
+        )
         # The sizes are those of the file.
         self.assertRegex(result.stderr, r"\nTime: about 0:2\d if every image is written")
         self.assertIn("UPGRADE||MAIN,0,0||AUX 1,1,0", self.agent.lines)
 
     def test_verdicts(self):
-        for run, status in ((runs.idle_run(), NOTHING), (runs.half_failed_run(), FAILED),
-                            (runs.wrong_model_run(), REFUSED)):
+        for run, status in (
+            (runs.idle_run(), NOTHING),
+            (runs.half_failed_run(), FAILED),
+            (runs.wrong_model_run(), REFUSED),
+        ):
             result = self.deploy(run, "--json")
             document = json.loads(result.stdout)
             self.assertEqual((result.returncode, document["command"]), (status, "deploy"))
             self.assertEqual(document["copy"]["bytes"], len(NEW))
 
     def test_row(self):
-        result = self.with_agent({"GETFIRMWARELIST": self.listed, ROWS: runs.full_run()}, "deploy",
-                                 "--sftp", SFTP, self.file, "MAIN,0,0")
+        result = self.with_agent(
+            {"GETFIRMWARELIST": self.listed, ROWS: runs.full_run()},
+            "deploy",
+            "--sftp",
+            SFTP,
+            self.file,
+            "MAIN,0,0",
+        )
         self.assertIn("UPGRADE||MAIN,0,0", self.agent.lines)
         self.assertEqual(result.returncode, DONE)
 
@@ -257,8 +343,9 @@ Host 127.0.0.1, package HX-8 1.0.5, started #, took #.
         self.assertEqual(self.agent.lines[-1], "GETFIRMWARELIST")
 
     def test_mode_5_without_a_terminal(self):
-        self.assertEqual(self.failure("--mode", "5", command="deploy")[:2],
-                         (USAGE, "not-confirmed"))
+        self.assertEqual(
+            self.failure("--mode", "5", command="deploy")[:2], (USAGE, "not-confirmed")
+        )
         self.assertEqual(self.agent.lines, [])
 
     def test_mode_5_asks_before_the_copy(self):
@@ -267,8 +354,17 @@ Host 127.0.0.1, package HX-8 1.0.5, started #, took #.
             self.addCleanup(screen.close)
             answers = {"GETFIRMWARELIST": self.listed, ROWS: runs.full_run()}
             with FakeAgent(answers) as agent:
-                program = self.start_program(agent.port, "deploy", "--mode", "5", "--sftp", SFTP,
-                                             self.file, stdin=screen.slave, stderr=screen.slave)
+                program = self.start_program(
+                    agent.port,
+                    "deploy",
+                    "--mode",
+                    "5",
+                    "--sftp",
+                    SFTP,
+                    self.file,
+                    stdin=screen.slave,
+                    stderr=screen.slave,
+                )
                 wait.until(lambda screen=screen: "[yes/no]" in screen.text())
                 self.assertEqual((self.content(), os.listdir(self.data)), (OLD, ["FW.fwm"]))
                 os.write(screen.master, answer.encode() + b"\n")

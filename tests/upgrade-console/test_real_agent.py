@@ -5,7 +5,7 @@ import json
 import os
 import subprocess
 
-from harness import module, netimage, networld, wait, world
+from harness import module, netimage, netcase, wait, agentcase
 from harness.package import Image, build, image_bytes
 from program import Background, masked
 from screen import Screen
@@ -17,15 +17,24 @@ DONE, FAILED, _, NOTHING, BUSY, _, LOST, REFUSED, NO_RUN = range(9)
 MAIN = Image("MAIN", image_bytes(3000, "main"))
 AUX = Image("AUX 1", image_bytes(20000, "aux"), chip_type=1)
 FPGA = Image("FPGA", image_bytes(700, "fpga"), chip_type=17, version=(3, 0, 0))
-CHIPS = (world.chip("MAIN", 0, 1), world.chip("AUX", 1, 1), world.chip("FPGA", 17, 1, version="3.0"))
+CHIPS = (
+    agentcase.chip("MAIN", 0, 1),
+    agentcase.chip("AUX", 1, 1),
+    agentcase.chip("FPGA", 17, 1, version="3.0"),
+)
 
 
-class TestRealAgent(networld.NetWorld):
+class TestRealAgent(netcase.NetCase):
     """What users do."""
 
     def run_program(self, *arguments):
-        return subprocess.run([PROGRAM, "--timeout", "15", *arguments], capture_output=True,
-                              text=True, timeout=120, check=False)
+        return subprocess.run(
+            [PROGRAM, "--timeout", "15", *arguments],
+            capture_output=True,
+            text=True,
+            timeout=120,
+            check=False,
+        )
 
     def start_program(self, *arguments, **popen):
         background = Background(35353, *arguments, **popen)
@@ -39,7 +48,9 @@ class TestRealAgent(networld.NetWorld):
         self.begin()
         result = self.run_program("upgrade", "--request-all")
         self.assertEqual(result.returncode, DONE, result.stderr)
-        self.assertEqual(masked(result.stdout), """\
+        self.assertEqual(
+            masked(result.stdout),
+            """\
 MCU    Old    New    Result      Seconds
 MAIN   1.0.0  1.1.0  updated #
 AUX 1  1.0.0  1.1.0  updated #
@@ -47,8 +58,11 @@ FPGA   3.0    3.0.0  up to date        -
 
 2 MCUs updated.
 Host localhost, package HX-8 1.0.5, started #, took #.
-""")
-        self.assertEqual(masked(result.stderr), """\
+""",
+        )
+        self.assertEqual(
+            masked(result.stderr),
+            """\
 Time: about 0:18 if every image is written, otherwise less.
 The agent makes the rows (UPGRADEALL): it addresses each chip with its quantity as the index.
 The device reboots at the end, also when nothing was to be written.
@@ -73,12 +87,14 @@ FPGA: up to date
 device: rebooting
 device: set version
 100 %, #
-""")
+""",
+        )
         self.assert_flash({(0, 1): MAIN.data, (1, 1): AUX.data})
         again = self.run_program("--json", "upgrade", "--request-all")
         self.assertEqual(again.returncode, NOTHING, again.stderr)
-        self.assertEqual([mcu["result"] for mcu in json.loads(again.stdout)["mcus"]],
-                         ["up-to-date"] * 3)
+        self.assertEqual(
+            [mcu["result"] for mcu in json.loads(again.stdout)["mcus"]], ["up-to-date"] * 3
+        )
 
     def upgrade_published(self, device, *images):
         """Everything that the page or the example has, without a word about rows."""
@@ -91,43 +107,85 @@ device: set version
     def test_shipped_example(self):
         with open(os.path.join(PROJECT, EXAMPLES, "six-chips.json"), encoding="utf-8") as file:
             device = json.load(file)
-        images = [Image("MAIN", image_bytes(700, 1)),
-                  Image("AUX", image_bytes(900, 2), 1, quantity=2, mcu_type=2),
-                  Image("KEY", image_bytes(800, 3), 2, mcu_type=3, pcb_version=2, speciality="B",
-                        version=(2, 0, 5)),
-                  Image("FPGA", image_bytes(600, 4), 17, version=(3, 2, 0)),
-                  Image("FPGA2", image_bytes(600, 5), 18, version=(1, 4, 0))]
-        self.assertEqual(self.upgrade_published(device, *images), [
-            ("MAIN", "updated"), ("AUX[0]", "updated"), ("AUX[1]", "updated"),
-            ("KEY", "up-to-date"), ("FPGA", "updated"), ("FPGA2", "up-to-date")])
-        self.assert_flash({(0, 0): images[0].data, (1, 0): images[1].data,
-                           (1, 1): images[1].data, (17, 0): images[3].data})
+        images = [
+            Image("MAIN", image_bytes(700, 1)),
+            Image("AUX", image_bytes(900, 2), 1, quantity=2, mcu_type=2),
+            Image(
+                "KEY",
+                image_bytes(800, 3),
+                2,
+                mcu_type=3,
+                pcb_version=2,
+                speciality="B",
+                version=(2, 0, 5),
+            ),
+            Image("FPGA", image_bytes(600, 4), 17, version=(3, 2, 0)),
+            Image("FPGA2", image_bytes(600, 5), 18, version=(1, 4, 0)),
+        ]
+        self.assertEqual(
+            self.upgrade_published(device, *images),
+            [
+                ("MAIN", "updated"),
+                ("AUX[0]", "updated"),
+                ("AUX[1]", "updated"),
+                ("KEY", "up-to-date"),
+                ("FPGA", "updated"),
+                ("FPGA2", "up-to-date"),
+            ],
+        )
+        self.assert_flash(
+            {
+                (0, 0): images[0].data,
+                (1, 0): images[1].data,
+                (1, 1): images[1].data,
+                (17, 0): images[3].data,
+            }
+        )
 
     def test_device_of_the_protocol_page(self):
-        with open(os.path.join(PROJECT, "docs/reference/mcu-protocol.md"), encoding="utf-8") as file:
+        with open(
+            os.path.join(PROJECT, "docs/reference/mcu-protocol.md"), encoding="utf-8"
+        ) as file:
             device = json.loads(file.read().split("```json device\n")[1].split("```")[0])
-        images = (Image("MAIN", image_bytes(300, 1)),
-                  Image("AUX", image_bytes(600, 2), 1, mcu_type=2, speciality="B"),
-                  Image("FPGA", image_bytes(700, 3), 17, version=(3, 1, 0)))
-        self.assertEqual(self.upgrade_published(device, *images), [
-            ("MAIN", "updated"), ("AUX", "updated"), ("FPGA", "up-to-date")])
+        images = (
+            Image("MAIN", image_bytes(300, 1)),
+            Image("AUX", image_bytes(600, 2), 1, mcu_type=2, speciality="B"),
+            Image("FPGA", image_bytes(700, 3), 17, version=(3, 1, 0)),
+        )
+        self.assertEqual(
+            self.upgrade_published(device, *images),
+            [("MAIN", "updated"), ("AUX", "updated"), ("FPGA", "up-to-date")],
+        )
 
     def test_row_in_mode_5_on_a_terminal(self):
-        self.start(world.chip("AUX", 1), images=(AUX,), options=("--baud", "57600"))
+        self.start(agentcase.chip("AUX", 1), images=(AUX,), options=("--baud", "57600"))
         screen = Screen()
         self.stack.callback(screen.close)
-        program = self.start_program("upgrade", "--mode", "5", "--yes", "AUX,1,0", stderr=screen.slave,
-                                     env={**os.environ, "TERM": "xterm", "NO_COLOR": "1"})
+        program = self.start_program(
+            "upgrade",
+            "--mode",
+            "5",
+            "--yes",
+            "AUX,1,0",
+            stderr=screen.slave,
+            env={**os.environ, "TERM": "xterm", "NO_COLOR": "1"},
+        )
         pictures = []
 
         def watch():
             pictures.append(screen.text())
             return program.popen.poll() is not None
+
         wait.until(watch, 90, "the end of the program")
         self.assertEqual((program.popen.returncode, screen.problems), (DONE, []))
-        written = [picture for picture in pictures if "AUX           writing        1.0.0 -> 1.1.0  [#" in picture]
-        self.assertRegex(written[-1], r"\d\d %  0:0\d left\n"
-                                      r"all           writing        \[####")
+        written = [
+            picture
+            for picture in pictures
+            if "AUX           writing        1.0.0 -> 1.1.0  [#" in picture
+        ]
+        self.assertRegex(
+            written[-1], r"\d\d %  0:0\d left\n" r"all           writing        \[####"
+        )
         self.assertIn("AUX  1.0.0  1.1.0  updated #", masked(program.stdout()))
         self.assert_flash({(1, 0): AUX.data})
 
@@ -136,8 +194,9 @@ device: set version
         result = self.run_program("--json", "upgrade", "--request-all")
         document = json.loads(result.stdout)
         self.assertEqual((result.returncode, document["error"]["id"]), (FAILED, "mcu-silent"))
-        self.assertEqual([mcu["result"] for mcu in document["mcus"]],
-                         ["updated", "failed", "up-to-date"])
+        self.assertEqual(
+            [mcu["result"] for mcu in document["mcus"]], ["updated", "failed", "up-to-date"]
+        )
 
     def test_refused_packages(self):
         client = self.begin()
@@ -149,7 +208,7 @@ device: set version
         self.put_package(MAIN, package_version=5)
         result = self.run_program("--json", "upgrade", "--request-all")
         self.assertEqual(json.loads(result.stdout)["error"]["id"], "package-too-old")
-        with open(world.PACKAGE, "rb") as file:
+        with open(agentcase.PACKAGE, "rb") as file:
             content = bytearray(file.read())
         content[-1] ^= 1
         self.put_bytes(content)
@@ -157,17 +216,21 @@ device: set version
             result = self.run_program("--json", *command)
             self.assertEqual(result.returncode, REFUSED)
             self.assertEqual(json.loads(result.stdout)["error"]["id"], "package-damaged")
-        os.remove(world.PACKAGE)
+        os.remove(agentcase.PACKAGE)
         result = self.run_program("--json", "upgrade", "--request-all")
         self.assertEqual(json.loads(result.stdout)["error"]["id"], "package-missing")
         self.put_package(MAIN)
         self.assertEqual(self.run_program("upgrade", "--request-all").returncode, DONE)
 
     def test_busy_and_lost_contact(self):
-        self.start(world.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))
+        self.start(agentcase.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))
         first = self.start_program("upgrade", "--request-all")
         wait.until(lambda: "writing" in first.stderr(), 30)
-        for command in (["upgrade", "--request-all"], ["upgrade", "AUX,1,1"], ["net-upgrade", "127.0.0.1"]):
+        for command in (
+            ["upgrade", "--request-all"],
+            ["upgrade", "AUX,1,1"],
+            ["net-upgrade", "127.0.0.1"],
+        ):
             result = self.run_program(*command)
             self.assertEqual((result.returncode, result.stdout), (BUSY, ""), result.stderr)
         first.popen.terminate()
@@ -183,11 +246,14 @@ device: set version
         wait.until(lambda: "AUX 1: writing" in program.stderr(), 30)
         self.assertEqual(self.run_program("ping").returncode, DONE)
         self.assertEqual(program.popen.wait(60), DONE, program.report())
-        self.assertEqual([mcu["result"] for mcu in json.loads(program.stdout())["mcus"]],
-                         ["updated", "updated", "up-to-date"])
+        self.assertEqual(
+            [mcu["result"] for mcu in json.loads(program.stdout())["mcus"]],
+            ["updated", "updated", "up-to-date"],
+        )
         # Far more often than any health check, from the start on.
-        program = self.start_program("--timeout", "15", "--json", "upgrade", "--mode", "5",
-                                     "--yes", "--request-all")
+        program = self.start_program(
+            "--timeout", "15", "--json", "upgrade", "--mode", "5", "--yes", "--request-all"
+        )
         while program.popen.poll() is None:
             self.assertEqual(self.run_program("ping").returncode, DONE)
             try:
@@ -215,10 +281,13 @@ device: set version
         self.assertIs(json.loads(self.run_program("--json", "status").stdout)["busy"], True)
         result = self.run_program("--json", "attach")
         document = json.loads(result.stdout)
-        self.assertEqual((result.returncode, document["error"]["id"]),
-                         (LOST, "beginning-unseen"), document)
-        self.assertEqual([(mcu["name"], mcu["result"]) for mcu in document["mcus"]],
-                         [("AUX 1", "updated"), ("FPGA", "up-to-date")])
+        self.assertEqual(
+            (result.returncode, document["error"]["id"]), (LOST, "beginning-unseen"), document
+        )
+        self.assertEqual(
+            [(mcu["name"], mcu["result"]) for mcu in document["mcus"]],
+            [("AUX 1", "updated"), ("FPGA", "up-to-date")],
+        )
         status = json.loads(self.run_program("--json", "status").stdout)
         self.assertEqual((status["busy"], status["package"]["chips"]), (False, 3))
 
@@ -234,21 +303,23 @@ device: set version
             file.write(build(newer, version="1.0.6"))
         with open("/data/FW.fwm.put-1", "wb") as file:
             file.write(b"left by an interrupted copy")
-        result = self.run_program("--json", "deploy", "--request-all", "--sftp", "/tmp/sftp",
-                                  "/tmp/new *[1].fwm")
+        result = self.run_program(
+            "--json", "deploy", "--request-all", "--sftp", "/tmp/sftp", "/tmp/new *[1].fwm"
+        )
         document = json.loads(result.stdout)
         self.assertEqual(result.returncode, DONE, document)
-        self.assertEqual([mcu["result"] for mcu in document["mcus"]],
-                         ["updated", "updated", "up-to-date"])
+        self.assertEqual(
+            [mcu["result"] for mcu in document["mcus"]], ["updated", "updated", "up-to-date"]
+        )
         self.assert_flash({(0, 1): newer[0].data, (1, 1): AUX.data})
         self.assertEqual(document["copy"]["package_before"], {"model": "HX-8", "version": "1.0.5"})
         self.assertEqual(document["package"], {"model": "HX-8", "version": "1.0.6"})
-        with open(world.PACKAGE, "rb") as file:
+        with open(agentcase.PACKAGE, "rb") as file:
             self.assertEqual(file.read(), build(newer, version="1.0.6"))
         self.assertEqual([name for name in os.listdir("/data") if "put" in name], [])
 
     def test_agent_dies(self):
-        self.start(world.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))
+        self.start(agentcase.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))
         program = self.start_program("--json", "upgrade", "--request-all")
         wait.until(lambda: "writing" in program.stderr(), 30)
         self.agent.kill()
@@ -263,16 +334,29 @@ device: set version
         self.assertEqual(self.run_program("ping").returncode, DONE)
         package = json.loads(self.run_program("--json", "list").stdout)["package"]
         self.assertEqual((package["model"], package["version"]), ("HX-8", "1.0.5"))
-        self.assertEqual([(image["name"], image["chip_type"], image["chip_quantity"],
-                           image["version"]) for image in package["images"]],
-                         [(image.name, image.chip_type, 1, ".".join(map(str, image.version)))
-                          for image in (MAIN, AUX, FPGA)])
+        self.assertEqual(
+            [
+                (image["name"], image["chip_type"], image["chip_quantity"], image["version"])
+                for image in package["images"]
+            ],
+            [
+                (image.name, image.chip_type, 1, ".".join(map(str, image.version)))
+                for image in (MAIN, AUX, FPGA)
+            ],
+        )
         result = self.run_program("edid", os.environ["EDID_DUMP"])
-        self.assertEqual(result.stdout.splitlines()[:4],
-                         ["Manufacturer: DEL", "Name: DELL P2415Q", "Input: HDMI",
-                          "3840x2160@30Hz"])
-        shell = subprocess.run([PROGRAM, "shell"], input="VERSION\nbogus\n", capture_output=True,
-                               text=True, timeout=60, check=False)
+        self.assertEqual(
+            result.stdout.splitlines()[:4],
+            ["Manufacturer: DEL", "Name: DELL P2415Q", "Input: HDMI", "3840x2160@30Hz"],
+        )
+        shell = subprocess.run(
+            [PROGRAM, "shell"],
+            input="VERSION\nbogus\n",
+            capture_output=True,
+            text=True,
+            timeout=60,
+            check=False,
+        )
         self.assertEqual(shell.stdout, "VERSION||1.15\nUPGRADELOG||Unknow command.\n")
 
     def test_send_net(self):
@@ -280,10 +364,17 @@ device: set version
         with open("/tmp/NET.bin", "wb") as file:
             file.write(netimage.image())
         result = self.run_program("send-net", "/tmp/NET.bin")
-        self.assertEqual((result.returncode, result.stdout), (DONE, """\
+        self.assertEqual(
+            (result.returncode, result.stdout),
+            (
+                DONE,
+                """\
 Installed version: 1.23
 The module restarts now; in a minute its agent answers again.
-"""), result.stderr)
+""",
+            ),
+            result.stderr,
+        )
         module.wait_for_command(module.REBOOT)
         self.assert_installed()
 
@@ -297,4 +388,4 @@ The module restarts now; in a minute its agent answers again.
 
 
 if __name__ == "__main__":
-    world.main()
+    agentcase.main()

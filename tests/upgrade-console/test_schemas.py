@@ -11,16 +11,26 @@ import documents
 import runs
 from fake_agent import BUSY, CLOSE, PACKAGE, ROWS, FakeAgent, listing, log, progress
 from harness import frames, wait
-from program import (BUSY_CODE, DONE, DOCUMENTS, FAILED, LOST, NO_RUN, PROGRAM, REFUSED, USAGE,
-                     check_output)
+from program import (
+    BUSY_CODE,
+    DONE,
+    DOCUMENTS,
+    FAILED,
+    LOST,
+    NO_RUN,
+    PROGRAM,
+    REFUSED,
+    USAGE,
+    check_output,
+)
 from test_put import SFTP, PutTest
 from test_send_net import Module, answer, image
 
 DUMP = os.environ["EDID_DUMP"]
 FULL = runs.full_run()
-BEFORE_REBOOT = FULL[:FULL.index(log("Start to reboot, please wait.")) + 1]
+BEFORE_REBOOT = FULL[: FULL.index(log("Start to reboot, please wait.")) + 1]
 NET_VERSION = [b"NETVERSION||1.23\r\n"]
-DESCRIPTION = listing(PACKAGE)[listing(PACKAGE).index(b"FIRMWARELIST"):]
+DESCRIPTION = listing(PACKAGE)[listing(PACKAGE).index(b"FIRMWARELIST") :]
 NET_RUN = "UPGRADEORVALE1G||10.0.0.7"
 PUT = ["put", "--sftp", SFTP, "{package}"]
 DEPLOY = ["deploy", "--sftp", SFTP, "{package}"]
@@ -37,12 +47,20 @@ CASES = [
     (["version"], {}, DONE, None),
     (["version"], {"VERSION": []}, LOST, "no-sign-of-life"),
     (["status"], {}, DONE, None),
-    (["status"], {"GETFIRMWARELIST": [b"FIRMWARELIST||ERROR:Firmware file is not exist.\r\n"]},
-     DONE, None),
+    (
+        ["status"],
+        {"GETFIRMWARELIST": [b"FIRMWARELIST||ERROR:Firmware file is not exist.\r\n"]},
+        DONE,
+        None,
+    ),
     (["status"], {"HEARTBEAT": [CLOSE]}, LOST, "connection-lost"),
     (["list"], {}, DONE, None),
-    (["list"], {"GETFIRMWARELIST": [b"FIRMWARELIST||ERROR:Firmware file checksum error.\r\n"]},
-     REFUSED, "package-damaged"),
+    (
+        ["list"],
+        {"GETFIRMWARELIST": [b"FIRMWARELIST||ERROR:Firmware file checksum error.\r\n"]},
+        REFUSED,
+        "package-damaged",
+    ),
     (["upgrade"], {ROWS: FULL[:-1] + NET_VERSION + FULL[-1:]}, DONE, None),
     (["upgrade"], {ROWS: runs.half_failed_run()}, FAILED, "image-not-written"),
     (["upgrade"], {ROWS: BEFORE_REBOOT + [CLOSE]}, LOST, "connection-lost"),
@@ -72,8 +90,12 @@ CASES = [
     (["send-net", "{net}"], {"HEARTBEAT": [b"HEARTBEAT\r\n", CLOSE]}, LOST, "connection-lost"),
     (["shell"], {}, DONE, None),
     (["shell"], {"VERSION": [CLOSE]}, LOST, "connection-lost"),
-    (["watch"], {"HEARTBEAT": [b"HEARTBEAT\r\n", log("x"), progress(3), answer(frames.BLOCK),
-                               CLOSE]}, LOST, "connection-lost"),
+    (
+        ["watch"],
+        {"HEARTBEAT": [b"HEARTBEAT\r\n", log("x"), progress(3), answer(frames.BLOCK), CLOSE]},
+        LOST,
+        "connection-lost",
+    ),
 ]
 
 
@@ -96,18 +118,26 @@ class TestSchemas(PutTest):
         if arguments[0] in ("put", "deploy"):
             answers.setdefault("GETFIRMWARELIST", self.listed)
         names = {"{package}": self.file, "{net}": self.net}
-        return self.with_agent(answers, option, *[names.get(word, word) for word in arguments],
-                               fragments=fragments, stdin="VERSION\n", timeout="2")
+        return self.with_agent(
+            answers,
+            option,
+            *[names.get(word, word) for word in arguments],
+            fragments=fragments,
+            stdin="VERSION\n",
+            timeout="2",
+        )
 
     def test_every_command(self):
         for arguments, answers, status, problem in CASES:
             for option in ("--json", "--json-progress"):
                 with self.subTest(option=option, arguments=arguments, problem=problem):
                     result = self.run_case(option, arguments, answers)
-                    document = json.loads(result.stdout if option == "--json"
-                                          else result.stdout.splitlines()[-1])
-                    self.assertEqual((document["exit"], result.returncode), (status, status),
-                                     result.stdout)
+                    document = json.loads(
+                        result.stdout if option == "--json" else result.stdout.splitlines()[-1]
+                    )
+                    self.assertEqual(
+                        (document["exit"], result.returncode), (status, status), result.stdout
+                    )
                     error = document["error"]
                     self.assertEqual(error["id"] if error else None, problem)
                     self.assertEqual(document["command"], arguments[0])
@@ -131,8 +161,9 @@ class TestSchemas(PutTest):
         self.assertEqual(result.returncode, REFUSED)
         self.set_fault("slow")
         with FakeAgent({"GETFIRMWARELIST": self.listed}) as agent:
-            program = self.start_program(agent.port, "--json-progress", "put", "--sftp", SFTP,
-                                         self.file)
+            program = self.start_program(
+                agent.port, "--json-progress", "put", "--sftp", SFTP, self.file
+            )
             wait.until(lambda: "copying" in program.stdout(), 20)
             self.write(self.data + ".go", b"")
             self.assertEqual(program.popen.wait(20), DONE, program.report())
@@ -169,10 +200,14 @@ class TestSchemas(PutTest):
     def test_every_command_has_a_schema_and_cases(self):
         commands = self.commands()
         self.assertGreater(len(commands), 12)
-        schemas = [name.removeprefix("upgrade-console-") for name in documents.names()
-                   if name.startswith("upgrade-console-")]
-        self.assertEqual(sorted(name for name in schemas if not name.startswith("event-")),
-                         sorted(commands))
+        schemas = [
+            name.removeprefix("upgrade-console-")
+            for name in documents.names()
+            if name.startswith("upgrade-console-")
+        ]
+        self.assertEqual(
+            sorted(name for name in schemas if not name.startswith("event-")), sorted(commands)
+        )
         for command in commands:
             problems = {problem for words, _, _, problem in CASES if words[0] == command}
             self.assertTrue(problems - {None}, command)

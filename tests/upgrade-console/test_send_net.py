@@ -12,11 +12,21 @@ from harness import frames, wait
 from program import BUSY_CODE, DONE, FAILED, LOST, REFUSED, ProgramTest
 
 CHECKSUM_ERROR, REFUSAL = 1, 3
-INSTALL = [log("NET package checksum OK."), progress(30), log("NET package upgrade 30%."),
-           progress(70), log("NET package upgrade 70%."), progress(80),
-           log("NET package upgrade 80%."), log("NET firmware checksum success."),
-           log("Create version file success"), b"NETVERSION||1.23\r\n", progress(90),
-           log("NET package upgrade 90%."), log("NET firmware ver1.23 upgrade success.")]
+INSTALL = [
+    log("NET package checksum OK."),
+    progress(30),
+    log("NET package upgrade 30%."),
+    progress(70),
+    log("NET package upgrade 70%."),
+    progress(80),
+    log("NET package upgrade 80%."),
+    log("NET firmware checksum success."),
+    log("Create version file success"),
+    b"NETVERSION||1.23\r\n",
+    progress(90),
+    log("NET package upgrade 90%."),
+    log("NET firmware ver1.23 upgrade success."),
+]
 REBOOT = [b"UpgradeDatas||WriteIsUgradingTrue", log("NET ready to reboot after 2 seconds.")]
 
 
@@ -27,8 +37,9 @@ def image(archive, digest=None):
 
 def answer(word, status=0):
     """The receiver's answers start with AB."""
-    return b"UpgradeDatas||" + frames.frame(0xAB, 0xFFFF, word.to_bytes(2, "little")
-                                            + bytes([status]))
+    return b"UpgradeDatas||" + frames.frame(
+        0xAB, 0xFFFF, word.to_bytes(2, "little") + bytes([status])
+    )
 
 
 class Module:
@@ -46,7 +57,7 @@ class Module:
         self.count += 1
         if self.count in self.faults:
             return self.faults[self.count]
-        (word, data), = frames.split(payload)
+        ((word, data),) = frames.split(payload)
         if word == frames.ENTER:
             assert data == b"\x20\x00", data
             return [answer(word)]
@@ -70,33 +81,63 @@ class TestSendNet(ProgramTest):
         with tempfile.NamedTemporaryFile() as file:
             file.write(content)
             file.flush()
-            return self.with_agent(answers, *arguments, "send-net", file.name, fragments=module,
-                                   **more)
+            return self.with_agent(
+                answers, *arguments, "send-net", file.name, fragments=module, **more
+            )
 
     def test_images(self):
         """Every length and every ending arrives whole."""
         noise = os.urandom(1500).replace(b"\xff", b"\xfe")
-        for archive in (b"a", noise[:193], noise[:194], noise[:195], noise[:449], noise[:450],
-                        noise[:451], noise, noise + b"\xff", b"\xff" * 194, b"\xff" * 700,
-                        noise[:190] + b"RebootDone" + noise[:450] + b"RebootDoneRebootDone"):
+        for archive in (
+            b"a",
+            noise[:193],
+            noise[:194],
+            noise[:195],
+            noise[:449],
+            noise[:450],
+            noise[:451],
+            noise,
+            noise + b"\xff",
+            b"\xff" * 194,
+            b"\xff" * 700,
+            noise[:190] + b"RebootDone" + noise[:450] + b"RebootDoneRebootDone",
+        ):
             module = Module()
             result = self.send(image(archive), module)
-            self.assertEqual((result.returncode, result.stdout), (DONE, """\
+            self.assertEqual(
+                (result.returncode, result.stdout),
+                (
+                    DONE,
+                    """\
 Installed version: 1.23
 The module restarts now; in a minute its agent answers again.
-"""), result.stderr)
+""",
+                ),
+                result.stderr,
+            )
             self.assertEqual(module.archive, archive)
             self.assertEqual(module.numbers, list(range(len(module.numbers))))
         self.assertEqual(self.agent.lines[:2], ["UPGRADE||", "HEARTBEAT"])
 
     def test_plain_progress_and_json(self):
         result = self.send(image(b"archive" * 100), Module(), "--json")
-        self.assertEqual(json.loads(result.stdout), {
-            "bytes": 762, "command": "send-net", "exit": 0, "net_version": "1.23",
-            "result": "done", "retries": 0, "error": None, "warnings": []})
-        self.assertEqual(result.stderr.splitlines()[:3],
-                         ["module: sending", "module: installing",
-                          "agent: NET package checksum OK."])
+        self.assertEqual(
+            json.loads(result.stdout),
+            {
+                "bytes": 762,
+                "command": "send-net",
+                "exit": 0,
+                "net_version": "1.23",
+                "result": "done",
+                "retries": 0,
+                "error": None,
+                "warnings": [],
+            },
+        )
+        self.assertEqual(
+            result.stderr.splitlines()[:3],
+            ["module: sending", "module: installing", "agent: NET package checksum OK."],
+        )
 
     def test_lost_and_damaged_blocks_are_repeated(self):
         archive = os.urandom(1000) + b"x"
@@ -121,8 +162,9 @@ The module restarts now; in a minute its agent answers again.
         self.assertEqual(self.send(image(archive), merged).returncode, DONE)
 
     def failure(self, code, cause, faults=None, install=None, **more):
-        result = self.send(image(os.urandom(1000) + b"x"), Module(faults, install), "--json",
-                           **more)
+        result = self.send(
+            image(os.urandom(1000) + b"x"), Module(faults, install), "--json", **more
+        )
         document = json.loads(result.stdout)
         self.assertEqual((result.returncode, document["exit"]), (code, code), result.stderr)
         self.assertEqual(document["error"]["id"], cause)
@@ -152,14 +194,20 @@ The module restarts now; in a minute its agent answers again.
         archive = os.urandom(1000) + b"x"
         last = 1 + len(image(archive)) // 256
         damaged = [answer(frames.BLOCK, CHECKSUM_ERROR)]
-        for cause, faults in (("block-refused", {last: [answer(frames.BLOCK, REFUSAL)]}),
-                              ("block-damaged", {last + i: damaged for i in range(3)})):
+        for cause, faults in (
+            ("block-refused", {last: [answer(frames.BLOCK, REFUSAL)]}),
+            ("block-damaged", {last + i: damaged for i in range(3)}),
+        ):
             result = self.send(image(archive), Module(faults), "--json")
             document = json.loads(result.stdout)
             self.assertEqual((result.returncode, document["error"]["id"]), (FAILED, cause))
-            self.assertEqual(document["likely_state"], [
-                "Nothing was installed: the module installs only after the last block.",
-                "Send the image again."])
+            self.assertEqual(
+                document["likely_state"],
+                [
+                    "Nothing was installed: the module installs only after the last block.",
+                    "Send the image again.",
+                ],
+            )
         module = Module({last: damaged})
         result = self.send(image(archive), module, "--json")
         self.assertEqual((result.returncode, json.loads(result.stdout)["retries"]), (DONE, 1))
@@ -172,10 +220,12 @@ The module restarts now; in a minute its agent answers again.
         self.assertEqual(self.send(image(b"archive" * 100), module).returncode, DONE)
 
     def test_files_that_are_no_images(self):
-        for content, words in ((b"", "shorter than"), (bytes(62), "shorter than"),
-                               (image(b"x", "0" * 32), "not that of its archive"),
-                               (image(b"abc", hashlib.md5(b"abc").hexdigest().upper()),
-                                "upper case")):
+        for content, words in (
+            (b"", "shorter than"),
+            (bytes(62), "shorter than"),
+            (image(b"x", "0" * 32), "not that of its archive"),
+            (image(b"abc", hashlib.md5(b"abc").hexdigest().upper()), "upper case"),
+        ):
             module = Module()
             result = self.send(content, module)
             self.assertEqual(result.returncode, REFUSED)
@@ -189,8 +239,9 @@ The module restarts now; in a minute its agent answers again.
             file.flush()
             going_down = INSTALL + REBOOT + [lambda agent: agent.stop(), CLOSE]
             with FakeAgent(fragments=Module(install=going_down)) as agent:
-                program = self.start_program(agent.port, "--json", "send-net", file.name,
-                                             "--wait-back")
+                program = self.start_program(
+                    agent.port, "--json", "send-net", file.name, "--wait-back"
+                )
                 wait.until(lambda: "module: restarting" in program.stderr())
                 with FakeAgent({"VERSION": [b"VERSION||1.16\r\n"]}, port=agent.port):
                     self.assertEqual(program.popen.wait(60), DONE, program.report())

@@ -23,10 +23,10 @@ const int imageSizes[] = {0, 100, 256, 257, 512, 700};
 /** Three tries of one block, the last of them waiting longest: by then silence has ended it. */
 constexpr std::chrono::minutes longest(2);
 
-class World
+class Fixture
 {
 public:
-    World()
+    Fixture()
     {
         canRead = false;
         currentCommandKey = 0;
@@ -116,26 +116,26 @@ QByteArray anyFrame(FuzzInput &input)
     return mcu::buildFrame(mcu::replyStart, {}, word, input.bytes(input.byte()));
 }
 
-void step(World &world, FuzzInput &input)
+void step(Fixture &fixture, FuzzInput &input)
 {
     switch (input.below(8)) {
     case 0:
-        return world.start(imageSizes[input.below(std::size(imageSizes))]);
+        return fixture.start(imageSizes[input.below(std::size(imageSizes))]);
     case 1:
-        return world.deliver(input.bytes(input.byte()));
+        return fixture.deliver(input.bytes(input.byte()));
     case 2:
-        return world.deliver(anyFrame(input));
+        return fixture.deliver(anyFrame(input));
     case 3:
-        return world.deliver(blockReply());
+        return fixture.deliver(blockReply());
     case 4:
-        return world.deliver(blockReply(input.byte()) + input.bytes(input.below(32)));
+        return fixture.deliver(blockReply(input.byte()) + input.bytes(input.below(32)));
     case 5:
-        return world.advance(seconds(1 + input.below(32)));
+        return fixture.advance(seconds(1 + input.below(32)));
     case 6:
-        world.link.failures = input.below(5);
+        fixture.link.failures = input.below(5);
         return;
     default:
-        return world.stop();
+        return fixture.stop();
     }
 }
 
@@ -145,13 +145,13 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
 {
     silenceStandardError();
     VirtualTime::instance();
-    World world;
+    Fixture fixture;
     for (FuzzInput input(data, size); !input.atEnd();)
-        step(world, input);
-    world.advance(longest);
-    require(world.canEndInSilence());
-    const int frames = world.link.sent.size();
-    world.advance(longest);
-    require(world.link.sent.size() == frames);
+        step(fixture, input);
+    fixture.advance(longest);
+    require(fixture.canEndInSilence());
+    const int frames = fixture.link.sent.size();
+    fixture.advance(longest);
+    require(fixture.link.sent.size() == frames);
     return 0;
 }

@@ -8,8 +8,19 @@ import subprocess
 import time
 
 GROUP = f"upgrade-agent-check-{os.getpid()}"
-NAMESPACES = ["unshare", "--cgroup", "--mount", "--pid", "--net", "--ipc", "--uts", "--fork",
-              "--kill-child", "--propagation", "private"]
+NAMESPACES = [
+    "unshare",
+    "--cgroup",
+    "--mount",
+    "--pid",
+    "--net",
+    "--ipc",
+    "--uts",
+    "--fork",
+    "--kill-child",
+    "--propagation",
+    "private",
+]
 # $0 is the root. A device that no rule of the unit names is /dev/fuse; it and the serial line are
 # there for everybody, so that only the unit can be in the way.
 PREPARE = """set -e
@@ -51,9 +62,13 @@ def booted(root):
     os.mkdir(group)
     # In its own control group before that becomes the root of a namespace.
     script = f'echo $$ >"{group}/cgroup.procs"; exec "$@"'
-    system = subprocess.Popen(["sh", "-c", script, "sh", *NAMESPACES, "sh", "-c", PREPARE, root],
-                              stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                              stderr=subprocess.PIPE, text=True)
+    system = subprocess.Popen(
+        ["sh", "-c", script, "sh", *NAMESPACES, "sh", "-c", PREPARE, root],
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.DEVNULL,
+        stderr=subprocess.PIPE,
+        text=True,
+    )
     try:
         yield system
     finally:

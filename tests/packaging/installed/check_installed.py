@@ -24,6 +24,8 @@ PROGRAMS = ["/usr/sbin/upgrade-agent", *(f"/usr/bin/{tool}" for tool in TOOLS)]
 WANTED_BY = "/etc/systemd/system/multi-user.target.wants/upgrade-agent.service"
 WATCHDOG_SECONDS = 4
 UNIT = "/usr/lib/systemd/system/upgrade-agent.service"
+
+
 def version_of(package):
     return chroot.run("dpkg-query", "-W", "-f", "${db:Status-Abbrev}${Version}", package).stdout
 
@@ -39,8 +41,9 @@ def install():
     files = sorted(glob.glob(os.path.join(PACKAGES, "*.deb")))
     for file in files:
         shutil.copy(file, folder)
-    return chroot.run("dpkg", "-i", *(f"/var/tmp/packages/{os.path.basename(file)}"
-                                      for file in files))
+    return chroot.run(
+        "dpkg", "-i", *(f"/var/tmp/packages/{os.path.basename(file)}" for file in files)
+    )
 
 
 def read_json(path):
@@ -62,18 +65,23 @@ class TestInstalled(unittest.TestCase):
         self.assertEqual(chroot.run("dpkg", "--audit").stdout, "")
 
     def test_2_user(self):
-        self.assertRegex(chroot.run("getent", "passwd", "upgrade-agent").stdout,
-                         r"^upgrade-agent:x:\d+:\d+:Firmware upgrade agent,,,:/nonexistent:"
-                         r"/usr/sbin/nologin$")
-        self.assertEqual(chroot.run("id", "-Gn", "upgrade-agent").stdout.split(),
-                         ["upgrade-agent", "dialout"])
+        self.assertRegex(
+            chroot.run("getent", "passwd", "upgrade-agent").stdout,
+            r"^upgrade-agent:x:\d+:\d+:Firmware upgrade agent,,,:/nonexistent:"
+            r"/usr/sbin/nologin$",
+        )
+        self.assertEqual(
+            chroot.run("id", "-Gn", "upgrade-agent").stdout.split(), ["upgrade-agent", "dialout"]
+        )
         self.assertEqual(chroot.run("passwd", "-S", "upgrade-agent").stdout.split()[1], "L")
-        self.assertEqual(chroot.run("stat", "-c", "%a %U %G", "/data").stdout,
-                         "2775 root upgrade-agent\n")
+        self.assertEqual(
+            chroot.run("stat", "-c", "%a %U %G", "/data").stdout, "2775 root upgrade-agent\n"
+        )
 
     def test_2_service_is_enabled(self):
-        self.assertEqual(os.readlink(chroot.path(WANTED_BY)).removeprefix("/usr"),
-                         UNIT.removeprefix("/usr"))
+        self.assertEqual(
+            os.readlink(chroot.path(WANTED_BY)).removeprefix("/usr"), UNIT.removeprefix("/usr")
+        )
         self.assertEqual(chroot.run("systemctl", "is-enabled", "upgrade-agent").stdout, "enabled\n")
         done = chroot.run("systemd-analyze", "verify", "--man=no", "upgrade-agent.service")
         self.assertEqual(done.stdout + done.stderr, "")
@@ -91,11 +99,26 @@ class TestInstalled(unittest.TestCase):
     def test_3_an_upgrade_by_the_installed_programs(self):
         """The demonstration, with nothing from the build; the commands are kept for below."""
         done = subprocess.run(
-            [os.path.join(PROJECT, "scripts/sandbox"), "--root", chroot.ROOT, "--pty", "--",
-             "/usr/bin/python3", "-B", os.path.join(HERE, "demo_installed.py")],
-            stdout=subprocess.PIPE, text=True, check=False, timeout=300, env={
-                **os.environ, "AGENT_PROGRAM": "/usr/sbin/upgrade-agent", "PYTHONPATH":
-                f"{PROJECT}/tests/system:{PROJECT}/scripts/lib"})
+            [
+                os.path.join(PROJECT, "scripts/sandbox"),
+                "--root",
+                chroot.ROOT,
+                "--pty",
+                "--",
+                "/usr/bin/python3",
+                "-B",
+                os.path.join(HERE, "demo_installed.py"),
+            ],
+            stdout=subprocess.PIPE,
+            text=True,
+            check=False,
+            timeout=300,
+            env={
+                **os.environ,
+                "AGENT_PROGRAM": "/usr/sbin/upgrade-agent",
+                "PYTHONPATH": f"{PROJECT}/tests/system:{PROJECT}/scripts/lib",
+            },
+        )
         print(f"\n{done.stdout}", file=sys.stderr)
         self.assertEqual(done.returncode, 0)
         TestInstalled.commands = json.loads(done.stdout.splitlines()[-1])["commands"]
@@ -115,18 +138,27 @@ class TestInstalled(unittest.TestCase):
             self.assertEqual(ran, [[[folder + name, *words], [0, 0, 0], None, None]])
 
     def test_4_nothing_else_runs_and_nobody_is_asked(self):
-        for line in ("sudo reboot -f", "sudo sh -c reboot", "sudo tar -C / -xf /data/FW.fwm",
-                     "sudo -u upgrade-agent reboot", "sudo rm /data/version", "sudo -s", "sudo -i",
-                     "sudo TAR_OPTIONS=-v tar -C / -xf /data/sysupdate.tar.bz2",
-                     "sudo -E reboot", "sudo mount -o remount,rw /"):
+        for line in (
+            "sudo reboot -f",
+            "sudo sh -c reboot",
+            "sudo tar -C / -xf /data/FW.fwm",
+            "sudo -u upgrade-agent reboot",
+            "sudo rm /data/version",
+            "sudo -s",
+            "sudo -i",
+            "sudo TAR_OPTIONS=-v tar -C / -xf /data/sysupdate.tar.bz2",
+            "sudo -E reboot",
+            "sudo mount -o remount,rw /",
+        ):
             status, ran, errors = recorders.as_agent(line)
             self.assertEqual((status, ran), (1, []), f"{line}: {errors}")
 
     def test_4_neither_the_environment_nor_usr_local_reaches_tar(self):
         """A tar in /usr/local is not taken for the system's, as Debian's own policy would."""
         recorders.write("usr/local/bin/tar", "#!/bin/sh\necho own >>/run/recorded\n")
-        status, ran, errors = recorders.as_agent("sudo tar -C / -xf /data/sysupdate.tar.bz2",
-                                                 TAR_OPTIONS="-v", NOTIFY_SOCKET="@x")
+        status, ran, errors = recorders.as_agent(
+            "sudo tar -C / -xf /data/sysupdate.tar.bz2", TAR_OPTIONS="-v", NOTIFY_SOCKET="@x"
+        )
         self.assertEqual(status, 0, errors)
         self.assertEqual([one[1:] for one in ran], [[[0, 0, 0], None, None]])
 
@@ -156,14 +188,20 @@ class TestInstalled(unittest.TestCase):
         self.assertEqual(later, [{"command still runs": True}] * 2)
 
     def check_rights(self, found):
-        user, group = (int(number) for number in re.search(
-            r"(?m)^upgrade-agent:x:(\d+):(\d+):", chroot.read("/etc/passwd")).groups())
+        user, group = (
+            int(number)
+            for number in re.search(
+                r"(?m)^upgrade-agent:x:(\d+):(\d+):", chroot.read("/etc/passwd")
+            ).groups()
+        )
         dialout = int(re.search(r"(?m)^dialout:x:(\d+):", chroot.read("/etc/group")).group(1))
         self.assertEqual(found["user"], [user] * 3)
         self.assertEqual(found["groups"], sorted([group, dialout]))
         self.assertEqual(int(found["effective"], 16), 0)
-        self.assertEqual(recorders.names_of(found["bounding"]),
-                         recorders.capabilities() & recorders.own_capabilities())
+        self.assertEqual(
+            recorders.names_of(found["bounding"]),
+            recorders.capabilities() & recorders.own_capabilities(),
+        )
         self.assertEqual((found["no_new_privileges"], found["seccomp"]), ("0", "0"))
         self.assertEqual(found["files"], [8192, 8192])
         self.assertEqual(found["watchdog"], str(WATCHDOG_SECONDS * 1000000))
@@ -171,8 +209,15 @@ class TestInstalled(unittest.TestCase):
         self.assertIn(found["serial"], ("ok", "No such device or address", "Input/output error"))
         self.assertEqual(
             {name: found[name] for name in ("other device", "null", "etc", "data", "lock", "port")},
-            {"other device": "Operation not permitted", "null": "ok", "etc": "Permission denied",
-             "data": "ok", "lock": "ok", "port": "ok"})
+            {
+                "other device": "Operation not permitted",
+                "null": "ok",
+                "etc": "Permission denied",
+                "data": "ok",
+                "lock": "ok",
+                "port": "ok",
+            },
+        )
         self.assertEqual((found["commands"], found["others"]), ([0] * 6, [1] * 2))
 
     def test_5_upgrade_keeps_everything(self):

@@ -7,8 +7,18 @@ import shlex
 import subprocess
 
 ROOT = os.environ["THROW_AWAY_ROOT"]
-NAMESPACES = ["unshare", "--mount", "--pid", "--net", "--ipc", "--uts", "--fork", "--kill-child",
-              "--propagation", "private"]
+NAMESPACES = [
+    "unshare",
+    "--mount",
+    "--pid",
+    "--net",
+    "--ipc",
+    "--uts",
+    "--fork",
+    "--kill-child",
+    "--propagation",
+    "private",
+]
 # Inside, before anything else. The mounts end with the namespace.
 PREPARE = """set -e
 mount -t proc proc "$0/proc"
@@ -32,11 +42,19 @@ def run(*command, root=ROOT, check=True, **environment):
     """Runs a command as the root's root."""
     script = f"{PREPARE}\nexec {shlex.join(['chroot', root, *command])}"
     done = subprocess.run(
-        [*NAMESPACES, "sh", "-c", script, root], stdin=subprocess.DEVNULL,
-        stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False, timeout=300,
-        env={"PATH": PATH, "LC_ALL": "C.UTF-8", "DEBIAN_FRONTEND": "noninteractive", **environment})
+        [*NAMESPACES, "sh", "-c", script, root],
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.PIPE,
+        text=True,
+        check=False,
+        timeout=300,
+        env={"PATH": PATH, "LC_ALL": "C.UTF-8", "DEBIAN_FRONTEND": "noninteractive", **environment},
+    )
     if check and done.returncode != 0:
-        raise AssertionError(f"{shlex.join(command)}: {done.returncode}\n{done.stdout}{done.stderr}")
+        raise AssertionError(
+            f"{shlex.join(command)}: {done.returncode}\n{done.stdout}{done.stderr}"
+        )
     return done
 
 

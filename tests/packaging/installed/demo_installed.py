@@ -43,8 +43,13 @@ def start_device():
     master = os.environ["SANDBOX_PTY_FD"]
     device = {**demo_run.device(), "restart_ms": 300, "reboot_ms": 300}
     device["chips"].append(MODULE_CHIP)
-    return Simulator("/usr/bin/device-simulator", "/tmp/device", device, ("--fd", master),
-                     pass_fds=(int(master),))
+    return Simulator(
+        "/usr/bin/device-simulator",
+        "/tmp/device",
+        device,
+        ("--fd", master),
+        pass_fds=(int(master),),
+    )
 
 
 def main():

@@ -15,9 +15,14 @@ import subprocess
 import time
 
 FOLDER = "/data/probe"
-COMMANDS = ("sudo md5sum /data/sysupdate.tar.bz2", "sudo mount -o remount rw /",
-            "sudo tar -C / -xf /data/sysupdate.tar.bz2", "sudo rm /data/sysupdate.tar.bz2",
-            "sudo mount -o remount ro /", "sudo reboot")
+COMMANDS = (
+    "sudo md5sum /data/sysupdate.tar.bz2",
+    "sudo mount -o remount rw /",
+    "sudo tar -C / -xf /data/sysupdate.tar.bz2",
+    "sudo rm /data/sysupdate.tar.bz2",
+    "sudo mount -o remount ro /",
+    "sudo reboot",
+)
 
 
 def tell_manager(words):
@@ -27,7 +32,7 @@ def tell_manager(words):
 
 
 def attempt(action):
-    """"ok", or what the system says."""
+    """ "ok", or what the system says."""
     try:
         action()
     except OSError as error:
@@ -48,13 +53,18 @@ def findings():
         status = dict(re.findall(r"(?m)^(\w+):\s*(\S+)", file.read()))
     write = os.O_WRONLY | os.O_CREAT
     return {
-        "user": os.getresuid(), "groups": sorted({os.getgid(), *os.getgroups()}),
-        "bounding": status["CapBnd"], "effective": status["CapEff"],
-        "no_new_privileges": status["NoNewPrivs"], "seccomp": status["Seccomp"],
+        "user": os.getresuid(),
+        "groups": sorted({os.getgid(), *os.getgroups()}),
+        "bounding": status["CapBnd"],
+        "effective": status["CapEff"],
+        "no_new_privileges": status["NoNewPrivs"],
+        "seccomp": status["Seccomp"],
         "files": resource.getrlimit(resource.RLIMIT_NOFILE),
         "port": attempt(socket.create_server(("", 35353)).close),
-        "serial": opened("/dev/ttyS2", os.O_RDWR), "other device": opened("/dev/fuse", os.O_RDWR),
-        "null": opened("/dev/null", os.O_RDWR), "etc": opened("/etc/probe", write),
+        "serial": opened("/dev/ttyS2", os.O_RDWR),
+        "other device": opened("/dev/fuse", os.O_RDWR),
+        "null": opened("/dev/null", os.O_RDWR),
+        "etc": opened("/etc/probe", write),
         "data": opened("/data/sysupdate.tar.bz2", write),
         "lock": opened("/run/lock/LCK..ttyS2", write),
         "commands": [status_of(line) for line in COMMANDS],

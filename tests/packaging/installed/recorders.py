@@ -14,8 +14,16 @@ ROOT = chroot.ROOT + "-recorders"
 UNIT = "/usr/lib/systemd/system/upgrade-agent.service"
 COMMANDS = ("usr/bin/md5sum", "usr/bin/mount", "usr/bin/tar", "usr/bin/rm", "usr/sbin/reboot")
 # What else could end or change a system; not in the copy at all.
-HARMFUL = ("usr/bin/systemctl", "usr/bin/umount", "usr/sbin/halt", "usr/sbin/init",
-           "usr/sbin/poweroff", "usr/sbin/shutdown", "usr/sbin/telinit", "usr/sbin/runlevel")
+HARMFUL = (
+    "usr/bin/systemctl",
+    "usr/bin/umount",
+    "usr/sbin/halt",
+    "usr/sbin/init",
+    "usr/sbin/poweroff",
+    "usr/sbin/shutdown",
+    "usr/sbin/telinit",
+    "usr/sbin/runlevel",
+)
 # Called as, user numbers, and what of the agent's environment has reached it.
 RECORDER = """#!/usr/bin/python3
 import json, os, sys
@@ -85,7 +93,8 @@ def as_agent(line, **environment):
     """Runs a command line as the agent would: (status, [what ran], standard error)."""
     check_harmless()
     allowed = ",".join(f"+{name}" for name in sorted(capabilities() & own_capabilities()))
-    done = chroot.run("sh", "-c", AS_AGENT.format(capabilities=allowed), line, root=ROOT,
-                      **environment)
+    done = chroot.run(
+        "sh", "-c", AS_AGENT.format(capabilities=allowed), line, root=ROOT, **environment
+    )
     status, *ran = done.stdout.rpartition("\nstatus ")[2].splitlines()
     return int(status), [json.loads(one) for one in ran], done.stderr

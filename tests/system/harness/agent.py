@@ -19,14 +19,21 @@ class Agent(Process):
         if os.environ.get("AGENT_SANDBOX") != "1":
             raise RuntimeError("the agent is only ever started inside scripts/sandbox")
         wrapper = shlex.split(os.environ.get("AGENT_WRAPPER", ""))
-        super().__init__("upgrade-agent", [*wrapper, os.environ["AGENT_PROGRAM"]], cwd="/",
-                         env={**os.environ, **environment}, start_new_session=True, **(popen or {}))
+        super().__init__(
+            "upgrade-agent",
+            [*wrapper, os.environ["AGENT_PROGRAM"]],
+            cwd="/",
+            env={**os.environ, **environment},
+            start_new_session=True,
+            **(popen or {}),
+        )
 
     def wait_until_it_listens(self, seconds=10):
         def listening():
             assert self.alive, self.report()
             with socket.socket() as probe:
                 return probe.connect_ex(("127.0.0.1", console.PORT)) == 0
+
         wait.until(listening, seconds, "listening agent")
 
     def cut_power(self):

@@ -6,10 +6,16 @@ from . import netimage, wait
 KEY = b"UpgradeDatas||"
 DONE, BAD_CHECKSUM, REFUSED = 0, 1, 3
 # The whole answers, with their checksums.
-ENTER_REPLIES = {DONE: "ab5ba508000000ffff007900d6", BAD_CHECKSUM: "ab5ba508000000ffff007901d5",
-                 REFUSED: "ab5ba508000000ffff007903d3"}
-BLOCK_REPLIES = {DONE: "ab5ba508000000ffff017900d5", BAD_CHECKSUM: "ab5ba508000000ffff017901d4",
-                 REFUSED: "ab5ba508000000ffff017903d2"}
+ENTER_REPLIES = {
+    DONE: "ab5ba508000000ffff007900d6",
+    BAD_CHECKSUM: "ab5ba508000000ffff007901d5",
+    REFUSED: "ab5ba508000000ffff007903d3",
+}
+BLOCK_REPLIES = {
+    DONE: "ab5ba508000000ffff017900d5",
+    BAD_CHECKSUM: "ab5ba508000000ffff017901d4",
+    REFUSED: "ab5ba508000000ffff017903d2",
+}
 
 
 def fragment(payload):
@@ -24,8 +30,11 @@ class BlockSender:
 
     def expect(self, expected, seconds=15):
         """Exactly these bytes since the last time."""
-        wait.until(lambda: len(self.client.raw) >= len(expected), seconds,
-                   f"answer {expected!r} but {self.client.raw!r}")
+        wait.until(
+            lambda: len(self.client.raw) >= len(expected),
+            seconds,
+            f"answer {expected!r} but {self.client.raw!r}",
+        )
         got = self.client.raw
         assert got == expected, f"{got!r} instead of {expected!r}"
         self.client.mark()

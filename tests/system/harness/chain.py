@@ -3,7 +3,7 @@
 
 from . import texts, wait
 from .package import Image, image_bytes
-from .world import World, chip
+from .agentcase import AgentCase, chip
 
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 MAIN = Image("MAIN", image_bytes(1000, "main"))
@@ -56,8 +56,13 @@ def pieces():
         "bootcode": model[2:] + texts.read_mcu("AUX") + main[:1],
         "product_info": main[1:] + info[:1],
         "version": info[1:] + texts.reads_done() + texts.read_version("AUX", OLD) + version[:1],
-        "enter": (version[1:] + _decided("AUX", OLD) + texts.image("AUX", 0, 2, len(AUX.data))
-                  + _decided("MAIN", OLD) + enter[:1]),
+        "enter": (
+            version[1:]
+            + _decided("AUX", OLD)
+            + texts.image("AUX", 0, 2, len(AUX.data))
+            + _decided("MAIN", OLD)
+            + enter[:1]
+        ),
         "first_block": enter[1:] + texts.first_block(1, 2, len(MAIN.data)),
         "middle_block": percents,
         "last_block": [],
@@ -82,7 +87,7 @@ def until(step):
 
 def behind(step):
     """What is said from the step's reply on."""
-    return until("")[len(until(step)):]
+    return until("")[len(until(step)) :]
 
 
 def whole_run(first, mode, aux, main):
@@ -92,12 +97,16 @@ def whole_run(first, mode, aux, main):
     said += texts.model_read() if mode == 2 else texts.log("Firmware file checksum ok.")
     said += texts.read_mcu("AUX") + texts.read_mcu("MAIN", "APP" if main else "Bootcode")
     if not main:
-        said += texts.log("'MAIN' product information flag is valid, start to upgrade main mcu "
-                          "first.")
+        said += texts.log(
+            "'MAIN' product information flag is valid, start to upgrade main mcu " "first."
+        )
         said += _decided("MAIN", "0.0.0") if mode == 2 else []
         said += main_image() + texts.main_restarted()
-    said += (texts.reads_done() + texts.read_version("AUX", aux)
-             + texts.read_version("MAIN", main or NEW))
+    said += (
+        texts.reads_done()
+        + texts.read_version("AUX", aux)
+        + texts.read_version("MAIN", main or NEW)
+    )
     said += _decided("AUX", aux) if mode == 2 else []
     said += texts.image("AUX", 0, 2, len(AUX.data)) if mode == 5 or aux != NEW else []
     if main:
@@ -106,18 +115,20 @@ def whole_run(first, mode, aux, main):
     return said + texts.rebooted() + texts.virtual_version_set() + texts.succeeded()
 
 
-class TwoChips(World):
+class TwoChips(AgentCase):
     """Runs the chain up to a step, and checks the flash against what was said."""
 
     def run_until(self, step):
         """The step's reply is awaited, its command has reached the device, and all that the
         client was told by then is as it must be."""
-        client = self.start(chip("AUX", 1), chip("MAIN"), images=(AUX, MAIN),
-                            faults=[FAULTS[step]])
+        client = self.start(chip("AUX", 1), chip("MAIN"), images=(AUX, MAIN), faults=[FAULTS[step]])
         client.send(REQUEST)
         client.expect(until(step), 60)
-        wait.until(lambda: any(kind == "fault" for kind, _ in self.simulator.trace()), 15,
-                   "fault of the device")
+        wait.until(
+            lambda: any(kind == "fault" for kind, _ in self.simulator.trace()),
+            15,
+            "fault of the device",
+        )
         self.assertEqual(client.lines, [])
         self.assert_reported(until(step))
         return client

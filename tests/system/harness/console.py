@@ -48,7 +48,7 @@ class Console:
     def raw(self):
         """Everything received since the mark."""
         with self._lock:
-            return bytes(self._raw[self._mark:])
+            return bytes(self._raw[self._mark :])
 
     @property
     def lines(self):
@@ -61,8 +61,10 @@ class Console:
 
     def wait_for(self, line, seconds=15, count=1):
         """Waits until a line has come so many times since the mark."""
+
         def found():
             return self.lines.count(line) >= count
+
         try:
             wait.until(found, seconds, f"line {line!r}")
         except wait.TimeOut as error:
@@ -91,8 +93,9 @@ class Console:
             time.sleep(0.005)
         if verdict != "equal":
             why = "differs" if verdict == "differs" else f"is not complete after {seconds:g} s"
-            raise AssertionError(f"the transcript {why}:\n"
-                                 + transcript.side_by_side(self.lines, expected))
+            raise AssertionError(
+                f"the transcript {why}:\n" + transcript.side_by_side(self.lines, expected)
+            )
         self._mark = place
 
     def ask(self, line, *replies, seconds=15):

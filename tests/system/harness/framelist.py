@@ -34,8 +34,7 @@ def enter(chip_type, chip_index=0):
 def image(chip_type, chip_index, size):
     """Enter, then all blocks."""
     blocks = -(-size // 256)
-    return [enter(chip_type, chip_index),
-            f"{_chip('7901 block', chip_type, chip_index)} x{blocks}"]
+    return [enter(chip_type, chip_index), f"{_chip('7901 block', chip_type, chip_index)} x{blocks}"]
 
 
 def virtual(number):

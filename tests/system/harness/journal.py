@@ -20,19 +20,24 @@ def lines(agent, clients=()):
         if line == UPLOADER:
             continue
         line = line.replace(CATEGORY, "")
-        line = re.sub(r"(?<=address=127\.0\.0\.1 port=)(\d+)",
-                      lambda port: ports.get(int(port.group(1)), "probe"), line)
+        line = re.sub(
+            r"(?<=address=127\.0\.0\.1 port=)(\d+)",
+            lambda port: ports.get(int(port.group(1)), "probe"),
+            line,
+        )
         found.append(re.sub(r"(?<= seconds=)\d+\.\d$", "T", line))
     return found
 
 
 def start():
     """What every start writes, with the probe of whoever waits for it."""
-    return ["event=start version=1.15 package=/data/FW.fwm net_archive=/data/sysupdate.tar.bz2 "
-            "net_version=/data/version serial=ttyS2",
-            "event=listening port=35353",
-            "event=client_connected address=127.0.0.1 port=probe clients=1",
-            "event=client_disconnected address=127.0.0.1 port=probe clients=0"]
+    return [
+        "event=start version=1.15 package=/data/FW.fwm net_archive=/data/sysupdate.tar.bz2 "
+        "net_version=/data/version serial=ttyS2",
+        "event=listening port=35353",
+        "event=client_connected address=127.0.0.1 port=probe clients=1",
+        "event=client_disconnected address=127.0.0.1 port=probe clients=0",
+    ]
 
 
 def wait_for_lines(agent, count, seconds=10):

@@ -52,8 +52,11 @@ def version():
 
 def files():
     """Everything on the module's private root: {name: bytes}."""
-    return {os.path.relpath(os.path.join(folder, name), ROOT): content(os.path.join(folder, name))
-            for folder, _, names in os.walk(ROOT) for name in names}
+    return {
+        os.path.relpath(os.path.join(folder, name), ROOT): content(os.path.join(folder, name))
+        for folder, _, names in os.walk(ROOT)
+        for name in names
+    }
 
 
 def commands():

@@ -14,8 +14,11 @@ CHIP_TYPE = 32
 HEAD_SIZE = 62
 BLOCK = 256
 
-FILES = {"etc/agent.conf": b"level=2\n", "usr/bin/agent": image_bytes(5000, "agent"),
-         "usr/share/agent/notes": b"new\n"}
+FILES = {
+    "etc/agent.conf": b"level=2\n",
+    "usr/bin/agent": image_bytes(5000, "agent"),
+    "usr/share/agent/notes": b"new\n",
+}
 
 
 def archive(files):
@@ -26,9 +29,23 @@ def archive(files):
             os.makedirs(os.path.dirname(path), exist_ok=True)
             with open(path, "wb") as file:
                 file.write(content)
-        return subprocess.run(["tar", "--sort=name", "--mtime=@0", "--owner=0", "--group=0",
-                               "--numeric-owner", "-C", folder, "-cjf", "-", "."],
-                              stdout=subprocess.PIPE, check=True).stdout
+        return subprocess.run(
+            [
+                "tar",
+                "--sort=name",
+                "--mtime=@0",
+                "--owner=0",
+                "--group=0",
+                "--numeric-owner",
+                "-C",
+                folder,
+                "-cjf",
+                "-",
+                ".",
+            ],
+            stdout=subprocess.PIPE,
+            check=True,
+        ).stdout
 
 
 def md5(content):
@@ -52,8 +69,15 @@ def image(files=None, version="1.23"):
 
 def in_package(content, name="NET"):
     """The image with its place in a package."""
-    return Image(name, content, chip_type=CHIP_TYPE, mcu_type=0, pcb_version=0, speciality="",
-                 version=(1, 23, 0))
+    return Image(
+        name,
+        content,
+        chip_type=CHIP_TYPE,
+        mcu_type=0,
+        pcb_version=0,
+        speciality="",
+        version=(1, 23, 0),
+    )
 
 
 def enter(start=frames.HOST, chip_type=CHIP_TYPE, chip_index=0):
@@ -68,6 +92,8 @@ def block(number, data, last=False, start=frames.HOST):
 
 def blocks(content):
     """All frames of an image: the last one is flagged and padded with FF."""
-    pieces = [content[place:place + BLOCK] for place in range(0, len(content), BLOCK)]
-    return [block(number, piece.ljust(BLOCK, b"\xff"), number == len(pieces) - 1)
-            for number, piece in enumerate(pieces)]
+    pieces = [content[place : place + BLOCK] for place in range(0, len(content), BLOCK)]
+    return [
+        block(number, piece.ljust(BLOCK, b"\xff"), number == len(pieces) - 1)
+        for number, piece in enumerate(pieces)
+    ]

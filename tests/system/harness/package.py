@@ -23,18 +23,36 @@ class Image:
     version: tuple = (1, 1, 0)
 
     def record(self):
-        key = bytes([self.chip_type, self.quantity, self.mcu_type, self.pcb_version,
-                     ord(self.speciality or "\0"), *self.version])
+        key = bytes(
+            [
+                self.chip_type,
+                self.quantity,
+                self.mcu_type,
+                self.pcb_version,
+                ord(self.speciality or "\0"),
+                *self.version,
+            ]
+        )
         return key + struct.pack("<I", len(self.data)) + self.data
 
     def chip(self):
         """The chip object of the description; its chip_type is one greater."""
         first, second, third = (str(number) for number in self.version)
-        pcb = {"name": self.name, "pcb_version": str(self.pcb_version),
-               "speciality": self.speciality, "ver1": first, "ver2": second, "ver3": third}
+        pcb = {
+            "name": self.name,
+            "pcb_version": str(self.pcb_version),
+            "speciality": self.speciality,
+            "ver1": first,
+            "ver2": second,
+            "ver3": third,
+        }
         mcu = {"mcu_type": str(self.mcu_type), "pcbs": [pcb]}
-        return {"name": self.name, "chip_type": str(self.chip_type + 1),
-                "chip_quanity": str(self.quantity), "mcus": [mcu]}
+        return {
+            "name": self.name,
+            "chip_type": str(self.chip_type + 1),
+            "chip_quanity": str(self.quantity),
+            "mcus": [mcu],
+        }
 
 
 def image_bytes(size, seed=1):
@@ -49,8 +67,10 @@ def image_bytes(size, seed=1):
 
 def description(images, model="HX-8", version="1.0.5"):
     """The JSON description, compact."""
-    return json.dumps({"model": model, "version": version,
-                       "chips": [image.chip() for image in images]}, separators=(",", ":"))
+    return json.dumps(
+        {"model": model, "version": version, "chips": [image.chip() for image in images]},
+        separators=(",", ":"),
+    )
 
 
 def with_checksum(body):
@@ -63,8 +83,13 @@ def body(text, images, version=6):
     """Everything behind the checksum text, in the current header form."""
     raw = text.encode()
     length = struct.pack("<I", len(raw)) if version == 2 else struct.pack("<H", len(raw))
-    return (MAGIC + struct.pack(">H", version) + length + raw
-            + b"".join(image.record() for image in images))
+    return (
+        MAGIC
+        + struct.pack(">H", version)
+        + length
+        + raw
+        + b"".join(image.record() for image in images)
+    )
 
 
 def build(images, model="HX-8", version="1.0.5", package_version=6, text=None):
@@ -76,8 +101,13 @@ def build(images, model="HX-8", version="1.0.5", package_version=6, text=None):
 def build_bare(images, package_version=6, text=None):
     """The form without a checksum."""
     raw = (description(images) if text is None else text).encode()
-    return (MAGIC + struct.pack(">H", package_version) + struct.pack("<I", len(raw)) + raw
-            + b"".join(image.record() for image in images))
+    return (
+        MAGIC
+        + struct.pack(">H", package_version)
+        + struct.pack("<I", len(raw))
+        + raw
+        + b"".join(image.record() for image in images)
+    )
 
 
 def expected_flash(data):

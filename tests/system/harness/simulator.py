@@ -22,8 +22,17 @@ class Simulator(Process):
         self.flash_folder = os.path.join(folder, "flash")
         with open(self.device_file, "w", encoding="ascii") as file:
             json.dump(device, file)
-        command = [program, "--device", self.device_file, "--trace", self.trace_file,
-                   "--control", self.control_path, "--save-flash", self.flash_folder]
+        command = [
+            program,
+            "--device",
+            self.device_file,
+            "--trace",
+            self.trace_file,
+            "--control",
+            self.control_path,
+            "--save-flash",
+            self.flash_folder,
+        ]
         command += [*where, *options]
         for fault in faults:
             command += ["--fault", fault]
@@ -73,8 +82,9 @@ class Simulator(Process):
         """All trace lines so far, without their times and bytes: (kind, text)."""
         with open(self.trace_file, encoding="utf-8") as file:
             lines = file.read().splitlines()
-        return [re.match(r"[\d.]+ (\S+) +(.*?)( \| [0-9a-f]*)?$", line).group(1, 2)
-                for line in lines]
+        return [
+            re.match(r"[\d.]+ (\S+) +(.*?)( \| [0-9a-f]*)?$", line).group(1, 2) for line in lines
+        ]
 
     def host_frames(self, merge_blocks=True):
         """What the host sent, decoded, in order; a row of blocks becomes one entry."""

@@ -34,10 +34,16 @@ class StrangersDevice:
         self._deaf_until = 0
         self._closed = False
         self._commands = {
-            0x7900: self._enter, 0x7901: self._block, 0x7902: self._reboot,
-            0x7905: self._set_virtual_version, 0xF802: lambda data: b"id",
-            0xF900: self._bootcode, 0xF901: self._record, 0xF902: self._version,
-            0xF903: lambda data: self.model.encode()}
+            0x7900: self._enter,
+            0x7901: self._block,
+            0x7902: self._reboot,
+            0x7905: self._set_virtual_version,
+            0xF802: lambda data: b"id",
+            0xF900: self._bootcode,
+            0xF901: self._record,
+            0xF902: self._version,
+            0xF903: lambda data: self.model.encode(),
+        }
         self._thread = threading.Thread(target=self._serve, daemon=True)
         self._thread.start()
 
@@ -62,8 +68,13 @@ class StrangersDevice:
 
     def _take(self, frame):
         word = frame[7] + 256 * frame[8]
-        if frame[:3] != b"\x5a\x5b\xa5" or sum(frame) % 256 or frame[5] or frame[6] \
-                or word not in self._commands:
+        if (
+            frame[:3] != b"\x5a\x5b\xa5"
+            or sum(frame) % 256
+            or frame[5]
+            or frame[6]
+            or word not in self._commands
+        ):
             self.broken.append(frame.hex())
             return
         if time.monotonic() < self._deaf_until:

@@ -41,8 +41,12 @@ def status_lines(word):
 
 def failed(position=0, rows=1):
     """A run that fails at a row; whether the reset of the progress also logs is left open."""
-    return (status_lines("UPGRADEFAIL") + progress(position, rows, 0)
-            + [Maybe(line) for line in log("Erasing...")] + closed())
+    return (
+        status_lines("UPGRADEFAIL")
+        + progress(position, rows, 0)
+        + [Maybe(line) for line in log("Erasing...")]
+        + closed()
+    )
 
 
 def package_failed(rows=1, position=0):
@@ -60,14 +64,17 @@ def model_read():
 
 def read_bootcode(name, main=None):
     """`main` is "APP" or "Bootcode" for the main MCU at index 0."""
-    return (log(f"Read bootcode information of '{name}'.",
-                f"Read the bootcode information of '{name}' success.")
-            + (log(f"MAIN MCU running in {main}.") if main else []))
+    return log(
+        f"Read bootcode information of '{name}'.",
+        f"Read the bootcode information of '{name}' success.",
+    ) + (log(f"MAIN MCU running in {main}.") if main else [])
 
 
 def read_info(name):
-    return log(f"Read the product information of '{name}'.",
-               f"Read the product information of '{name}'  success.")
+    return log(
+        f"Read the product information of '{name}'.",
+        f"Read the product information of '{name}'  success.",
+    )
 
 
 def read_mcu(name, main=None):
@@ -83,8 +90,10 @@ def reads_done():
 
 
 def read_version(name, version):
-    return log(f"Send 'Read FW version' command to '{name}'.",
-               f"Read '{name}' version success, version is V{version}")
+    return log(
+        f"Send 'Read FW version' command to '{name}'.",
+        f"Read '{name}' version success, version is V{version}",
+    )
 
 
 def decided(package, word, name, version):
@@ -95,8 +104,10 @@ def decided(package, word, name, version):
 
 
 def entered(name):
-    return log(f"Send 'Enter F/W Upgrade Mode' command to '{name}'.",
-               f"'{name}' Enter 'F/W Update Mode' success.")
+    return log(
+        f"Send 'Enter F/W Upgrade Mode' command to '{name}'.",
+        f"'{name}' Enter 'F/W Update Mode' success.",
+    )
 
 
 def block_percents(size):
@@ -112,30 +123,40 @@ def block_percents(size):
 
 
 def first_block(position, rows, size):
-    return (progress(position, rows, 0) + log("Erasing...")
-            + progress(position, rows, block_percents(size)[0])
-            + log("Erase success.\r\nWriting..."))
+    return (
+        progress(position, rows, 0)
+        + log("Erasing...")
+        + progress(position, rows, block_percents(size)[0])
+        + log("Erase success.\r\nWriting...")
+    )
 
 
 def further_blocks(position, rows, size):
-    return [line for percent in block_percents(size)[1:]
-            for line in progress(position, rows, percent)]
+    return [
+        line for percent in block_percents(size)[1:] for line in progress(position, rows, percent)
+    ]
 
 
 def written(name, position, rows):
-    return (log(f"Write firmware '{name}' success.")
-            + (log("Write all firmware success.") if position == rows - 1 else []))
+    return log(f"Write firmware '{name}' success.") + (
+        log("Write all firmware success.") if position == rows - 1 else []
+    )
 
 
 def image(name, position, rows, size):
     """One image that goes through at the first try."""
-    return (entered(name) + first_block(position, rows, size)
-            + further_blocks(position, rows, size) + written(name, position, rows))
+    return (
+        entered(name)
+        + first_block(position, rows, size)
+        + further_blocks(position, rows, size)
+        + written(name, position, rows)
+    )
 
 
 def main_restarted():
-    return log("The Main MCU is restarting, please wait.", "Read product ID.",
-               "Upgrade Main MCU success.")
+    return log(
+        "The Main MCU is restarting, please wait.", "Read product ID.", "Upgrade Main MCU success."
+    )
 
 
 def rebooted():
@@ -143,18 +164,23 @@ def rebooted():
 
 
 def virtual_version_set():
-    return log("Start to set virtual version.", "Set virtual version success.",
-               "All firmware upgrade success and systerm run success.")
+    return log(
+        "Start to set virtual version.",
+        "Set virtual version success.",
+        "All firmware upgrade success and systerm run success.",
+    )
 
 
 def nothing_upgraded():
-    return log("Ignore to set virtual version.",
-               "All firmware upgrade done, but did not upgrade any mcu.")
+    return log(
+        "Ignore to set virtual version.", "All firmware upgrade done, but did not upgrade any mcu."
+    )
 
 
 def not_in_list(name, position, rows):
-    return (progress(position, rows, 100)
-            + log(f"No suitable firmware for '{name}' in the firmware package."))
+    return progress(position, rows, 100) + log(
+        f"No suitable firmware for '{name}' in the firmware package."
+    )
 
 
 def not_in_records(name):
@@ -162,35 +188,58 @@ def not_in_records(name):
 
 
 def package_listed(model="HX-8", version="1.0.5", package_version=6):
-    return log("Firmware file checksum ok.", f"Firmware package version: {package_version}",
-               f"Model Name: {model}", f"Version: {version}")
+    return log(
+        "Firmware file checksum ok.",
+        f"Firmware package version: {package_version}",
+        f"Model Name: {model}",
+        f"Version: {version}",
+    )
 
 
 def net_item(position=0, rows=1, version="1.23"):
     """A NET image of a package that is installed."""
+
     def percent(*values):
         return [line for value in values for line in progress(position, rows, value)]
-    return (log("Start to upgrade NET firmware.") + percent(10)
-            + log("NET firmware checksum success.") + percent(20, 30, 70, 80, 90)
-            + log(f"NET firmware ver{version} upgrade success.") + [f"NETVERSION||{version}"])
+
+    return (
+        log("Start to upgrade NET firmware.")
+        + percent(10)
+        + log("NET firmware checksum success.")
+        + percent(20, 30, 70, 80, 90)
+        + log(f"NET firmware ver{version} upgrade success.")
+        + [f"NETVERSION||{version}"]
+    )
 
 
 def net_item_refused(position=0, rows=1):
     """One whose digest does not fit."""
-    return (log("Start to upgrade NET firmware.") + progress(position, rows, 10)
-            + log("NET firmware checksum fail, upgrade net fail."))
+    return (
+        log("Start to upgrade NET firmware.")
+        + progress(position, rows, 10)
+        + log("NET firmware checksum fail, upgrade net fail.")
+    )
 
 
 def net_blocks_installed(version="1.23", version_written=True):
     """What the last block sets off, up to the text that has no line end."""
+
     def percent(value):
         return [f"PROGRESSVALUE||{value}.00"] + log(f"NET package upgrade {value}%.")
-    return (log("NET package checksum OK.") + percent(30) + percent(70) + percent(80)
-            + log("NET firmware checksum success.",
-                  "Create version file success" if version_written
-                  else "Failed to create version file")
-            + [f"NETVERSION||{version}"] + percent(90)
-            + log(f"NET firmware ver{version} upgrade success."))
+
+    return (
+        log("NET package checksum OK.")
+        + percent(30)
+        + percent(70)
+        + percent(80)
+        + log(
+            "NET firmware checksum success.",
+            "Create version file success" if version_written else "Failed to create version file",
+        )
+        + [f"NETVERSION||{version}"]
+        + percent(90)
+        + log(f"NET firmware ver{version} upgrade success.")
+    )
 
 
 def net_reboots():

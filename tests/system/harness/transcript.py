@@ -56,12 +56,12 @@ def side_by_side(lines, expected, width=70):
     """Both transcripts, one line each, with a mark where they part."""
     good = 0
     matcher = Matcher(expected)
-    while good < len(lines) and matcher.feed(lines[good:good + 1]) != "differs":
+    while good < len(lines) and matcher.feed(lines[good : good + 1]) != "differs":
         good += 1
     start = max(0, good - 60)
     shown = [f"   {'received':{width}} | expected (from line {start + 1} on)"]
     wanted = [line.line + "  (maybe)" if isinstance(line, Maybe) else line for line in expected]
-    pairs = itertools.zip_longest(lines[start:good + 60], wanted[start:good + 60])
+    pairs = itertools.zip_longest(lines[start : good + 60], wanted[start : good + 60])
     for number, (left, right) in enumerate(pairs, start):
         mark = "->" if number == good else "  "
         left = "(nothing)" if left is None else repr(left)[1:-1]

@@ -10,7 +10,6 @@ import termios
 import unittest
 
 from . import package as packages
-from . import wait
 from .agent import Agent
 from .console import Console
 from .simulator import Simulator
@@ -23,17 +22,29 @@ MASTER = int(os.environ.get("SANDBOX_PTY_FD", "-1"))
 
 def chip(name, chip_type=0, chip_index=0, **more):
     """A chip of a device file; it runs 1.0.0 until it gets its image."""
-    return {"name": name, "chip_type": chip_type, "chip_index": chip_index, "version": "1.0.0",
-            "upgrades_to": "1.1.0", **more}
+    return {
+        "name": name,
+        "chip_type": chip_type,
+        "chip_index": chip_index,
+        "version": "1.0.0",
+        "upgrades_to": "1.1.0",
+        **more,
+    }
 
 
 def device(*chips, **more):
     """A device file: quick to restart."""
-    return {"model": "HX-8", "product_id": "HX8", "restart_ms": 300, "reboot_ms": 300,
-            "chips": list(chips), **more}
+    return {
+        "model": "HX-8",
+        "product_id": "HX8",
+        "restart_ms": 300,
+        "reboot_ms": 300,
+        "chips": list(chips),
+        **more,
+    }
 
 
-class World(unittest.TestCase):
+class AgentCase(unittest.TestCase):
     """Starts and ends everything; a failing test shows what the programs had to say."""
 
     maxDiff = None
@@ -54,8 +65,9 @@ class World(unittest.TestCase):
         before = len(result.failures) + len(result.errors)
         done = super().run(result)
         if len(result.failures) + len(result.errors) > before:
-            print(f"=== {self.id()}", *(p.report() for p in self.processes), sep="\n",
-                  file=sys.stderr)
+            print(
+                f"=== {self.id()}", *(p.report() for p in self.processes), sep="\n", file=sys.stderr
+            )
             if self.simulator:
                 self._show_trace()
         for process in self.processes:
@@ -65,8 +77,12 @@ class World(unittest.TestCase):
     def _show_trace(self):
         with open(self.simulator.trace_file, encoding="utf-8") as file:
             lines = file.read().splitlines()
-        print("--- last lines of the trace:", *(line[:160] for line in lines[-60:]), sep="\n",
-              file=sys.stderr)
+        print(
+            "--- last lines of the trace:",
+            *(line[:160] for line in lines[-60:]),
+            sep="\n",
+            file=sys.stderr,
+        )
 
     # What a test is made of.
 
@@ -97,8 +113,14 @@ class World(unittest.TestCase):
             self._drain_line()
         folder = f"/tmp/device-{len(self.processes)}"
         self.simulator = Simulator(
-            os.environ["DEVICE_SIMULATOR"], folder, device(*chips, **more),
-            where or ("--fd", str(MASTER)), faults, options, () if where else (MASTER,))
+            os.environ["DEVICE_SIMULATOR"],
+            folder,
+            device(*chips, **more),
+            where or ("--fd", str(MASTER)),
+            faults,
+            options,
+            () if where else (MASTER,),
+        )
         self.processes.append(self.simulator)
         self.stack.callback(self.simulator.stop)
         return self.simulator
@@ -148,8 +170,11 @@ class World(unittest.TestCase):
 
     def assert_flash(self, images):
         """These images, and no others, are in the device's flash: {(type, index): bytes}."""
-        held = {(one["chip_type"], one["chip_index"]): one["flash_bytes"]
-                for one in self.simulator.status()["chips"] if one["flash_bytes"]}
+        held = {
+            (one["chip_type"], one["chip_index"]): one["flash_bytes"]
+            for one in self.simulator.status()["chips"]
+            if one["flash_bytes"]
+        }
         self.assertEqual(sorted(held), sorted(images))
         for place, image in images.items():
             self.assert_holds(place, image)
@@ -157,8 +182,9 @@ class World(unittest.TestCase):
     def assert_holds(self, place, image):
         """One chip's flash is this image, the padding included."""
         flash = self.simulator.flash(*place) or b""
-        self.assertEqual(flash.hex(), packages.expected_flash(image).hex(),
-                         f"flash of chip {place}")
+        self.assertEqual(
+            flash.hex(), packages.expected_flash(image).hex(), f"flash of chip {place}"
+        )
 
     def assert_frames(self, *expected):
         """The frames that the device saw, decoded, blocks of one image as one entry."""

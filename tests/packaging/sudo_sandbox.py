@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""A world in which nothing but sudo runs, to ask it what a user may do.
+"""A sandbox in which only sudo runs, to ask it what a user may do.
 
 Every other program is an empty file, so that whatever would be run by mistake does nothing.
 """
@@ -12,10 +12,29 @@ AGENT = "upgrade-agent"
 OTHER = "somebody"
 
 # What the policy names, what it might be taken for, and what nobody should get.
-PROGRAMS = ("bin/md5sum", "bin/mount", "bin/tar", "bin/rm", "sbin/reboot", "bin/bash", "bin/bzip2",
-            "bin/cat", "bin/chmod", "bin/cp", "bin/mv", "bin/sh", "bin/su", "bin/sync",
-            "bin/systemctl", "bin/umount", "bin/vi", "bin/visudo", "sbin/halt", "sbin/poweroff",
-            "sbin/shutdown")
+PROGRAMS = (
+    "bin/md5sum",
+    "bin/mount",
+    "bin/tar",
+    "bin/rm",
+    "sbin/reboot",
+    "bin/bash",
+    "bin/bzip2",
+    "bin/cat",
+    "bin/chmod",
+    "bin/cp",
+    "bin/mv",
+    "bin/sh",
+    "bin/su",
+    "bin/sync",
+    "bin/systemctl",
+    "bin/umount",
+    "bin/vi",
+    "bin/visudo",
+    "sbin/halt",
+    "sbin/poweroff",
+    "sbin/shutdown",
+)
 ELSEWHERE = ("opt/tar", "opt/reboot", "tmp/tar", "data/tar", "data/reboot")
 HOST = "module"
 ACCOUNTS = ((AGENT, 990), (OTHER, 1001), ("daemon", 1))
@@ -34,8 +53,9 @@ ASK = f"""while read -r words; do
     sudo -n -l $words
     printf '%s{END}' $?
 done"""
-PERMIT = "".join(f"{kind} required pam_permit.so\n" for kind in
-                 ("auth", "account", "password", "session"))
+PERMIT = "".join(
+    f"{kind} required pam_permit.so\n" for kind in ("auth", "account", "password", "session")
+)
 
 
 def put(root, name, content="", mode=0o644):
@@ -46,16 +66,25 @@ def put(root, name, content="", mode=0o644):
     os.chmod(path, mode)
 
 
-class SudoWorld:
+class SudoSandbox:
     """Lives in a folder; each question is a process of its own."""
 
     def __init__(self, root, policy):
         self.root = root
-        put(root, "etc/passwd", "root:x:0:0::/root:/bin/sh\n" + "".join(
-            f"{name}:x:{number}:{number}::/nonexistent:/usr/sbin/nologin\n"
-            for name, number in ACCOUNTS))
-        put(root, "etc/group", "root:x:0:\n" + "".join(
-            f"{name}:x:{number}:\n" for name, number in ACCOUNTS))
+        put(
+            root,
+            "etc/passwd",
+            "root:x:0:0::/root:/bin/sh\n"
+            + "".join(
+                f"{name}:x:{number}:{number}::/nonexistent:/usr/sbin/nologin\n"
+                for name, number in ACCOUNTS
+            ),
+        )
+        put(
+            root,
+            "etc/group",
+            "root:x:0:\n" + "".join(f"{name}:x:{number}:\n" for name, number in ACCOUNTS),
+        )
         put(root, "etc/nsswitch.conf", "passwd: files\ngroup: files\nhosts: files\n")
         put(root, "etc/hosts", f"127.0.0.1 {HOST}\n")
         put(root, "etc/pam.d/sudo", PERMIT)
@@ -74,8 +103,9 @@ class SudoWorld:
         done = self._run(ASK, "\n".join(" ".join(words) for words in questions) + "\n")
         answers = done.stdout.split(END)[:-1]
         assert len(answers) == len(questions), done
-        return [answer.removesuffix("0").strip() if answer.endswith("0") else None
-                for answer in answers]
+        return [
+            answer.removesuffix("0").strip() if answer.endswith("0") else None for answer in answers
+        ]
 
     def permits(self, *words):
         """The answer to one question."""
@@ -85,16 +115,56 @@ class SudoWorld:
         binds = []
         for name in ("etc", "usr/bin", "usr/sbin", "opt", "tmp", "data"):
             binds += ["--ro-bind", os.path.join(self.root, name), f"/{name}"]
-        libraries = [word for name in ("lib", "lib64", "libexec") if os.path.isdir(f"/usr/{name}")
-                     for word in ("--ro-bind", f"/usr/{name}", f"/usr/{name}")]
-        links = [word for name in ("bin", "sbin", "lib", "lib64")
-                 for word in ("--symlink", f"usr/{name}", f"/{name}")]
+        libraries = [
+            word
+            for name in ("lib", "lib64", "libexec")
+            if os.path.isdir(f"/usr/{name}")
+            for word in ("--ro-bind", f"/usr/{name}", f"/usr/{name}")
+        ]
+        links = [
+            word
+            for name in ("bin", "sbin", "lib", "lib64")
+            for word in ("--symlink", f"usr/{name}", f"/{name}")
+        ]
         # As root without a user namespace: sudo takes on other users to read its files.
         return subprocess.run(
-            ["bwrap", "--unshare-net", "--unshare-pid", "--unshare-ipc", "--unshare-uts",
-             "--hostname", HOST, "--die-with-parent", "--new-session",
-             "--ro-bind", shutil.which("dash"), "/asker", *binds, *libraries, *links,
-             "--proc", "/proc", "--dev", "/dev", "--tmpfs", "/run", "--dir", "/var",
-             "--clearenv", "--setenv", "PATH", "/usr/bin:/usr/sbin", "--chdir", "/",
-             "--", "/asker", "-fc", script],
-            input=text, capture_output=True, text=True, check=False)
+            [
+                "bwrap",
+                "--unshare-net",
+                "--unshare-pid",
+                "--unshare-ipc",
+                "--unshare-uts",
+                "--hostname",
+                HOST,
+                "--die-with-parent",
+                "--new-session",
+                "--ro-bind",
+                shutil.which("dash"),
+                "/asker",
+                *binds,
+                *libraries,
+                *links,
+                "--proc",
+                "/proc",
+                "--dev",
+                "/dev",
+                "--tmpfs",
+                "/run",
+                "--dir",
+                "/var",
+                "--clearenv",
+                "--setenv",
+                "PATH",
+                "/usr/bin:/usr/sbin",
+                "--chdir",
+                "/",
+                "--",
+                "/asker",
+                "-fc",
+                script,
+            ],
+            input=text,
+            capture_output=True,
+            text=True,
+            check=False,
+        )

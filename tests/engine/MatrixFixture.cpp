@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/MatrixWorld.h"
+#include "engine/MatrixFixture.h"
 
 #include "engine/LineModel.h"
 #include "links/LinkState.h"
@@ -88,7 +88,7 @@ QList<QByteArray> inBytes(const QByteArray &reply)
 
 } // namespace
 
-MatrixWorld::MatrixWorld(const Disturbance &disturbance)
+MatrixFixture::MatrixFixture(const Disturbance &disturbance)
     : m_disturbance(disturbance), m_scenario(chips(disturbance.chain), images())
 {
     DeviceDescription description = Scenario::deviceOf(chips(disturbance.chain));
@@ -98,7 +98,7 @@ MatrixWorld::MatrixWorld(const Disturbance &disturbance)
     m_scenario.link->failWrite = [this](const QByteArray &frame) { return failNow(frame); };
 }
 
-bool MatrixWorld::run()
+bool MatrixFixture::run()
 {
     m_scenario.engine->slotConnect(QStringLiteral("ttyS2"));
     switch (m_disturbance.chain) {
@@ -116,7 +116,7 @@ bool MatrixWorld::run()
     return m_scenario.waitForEnd() && !canRead && currentCommandKey == 0;
 }
 
-bool MatrixWorld::upgradeAgain()
+bool MatrixFixture::upgradeAgain()
 {
     m_disturbance = {};
     m_hasHeld = false;
@@ -126,12 +126,12 @@ bool MatrixWorld::upgradeAgain()
            results() == QLatin1String("111");
 }
 
-bool MatrixWorld::isUpgrade() const
+bool MatrixFixture::isUpgrade() const
 {
     return m_disturbance.chain == Chain::Upgrade || m_disturbance.chain == Chain::BootcodeFirst;
 }
 
-QStringList MatrixWorld::lines() const
+QStringList MatrixFixture::lines() const
 {
     QStringList kept;
     bool ended = false;
@@ -144,7 +144,7 @@ QStringList MatrixWorld::lines() const
     return isUpgrade() ? kept : kept.mid(1);
 }
 
-QStringList MatrixWorld::frames() const
+QStringList MatrixFixture::frames() const
 {
     QStringList names;
     for (const QByteArray &frame : m_scenario.link->sent)
@@ -152,7 +152,7 @@ QStringList MatrixWorld::frames() const
     return names;
 }
 
-QString MatrixWorld::wrongFlash() const
+QString MatrixFixture::wrongFlash() const
 {
     for (int row = 0; row < matrix::rowCount; ++row) {
         if (results().at(row) != QLatin1Char('1'))
@@ -167,7 +167,7 @@ QString MatrixWorld::wrongFlash() const
     return {};
 }
 
-Command MatrixWorld::commandOf(const QByteArray &frame) const
+Command MatrixFixture::commandOf(const QByteArray &frame) const
 {
     QString word = EngineHarness::wordOf(frame);
     if (word == QLatin1String("F802"))
@@ -176,14 +176,14 @@ Command MatrixWorld::commandOf(const QByteArray &frame) const
     return {word, rowOf(frame)};
 }
 
-bool MatrixWorld::isMet(const QByteArray &frame) const
+bool MatrixFixture::isMet(const QByteArray &frame) const
 {
     const Command command = commandOf(frame);
     return command.word == m_disturbance.command.word && command.row == m_disturbance.command.row &&
            m_met < m_disturbance.times;
 }
 
-bool MatrixWorld::failNow(const QByteArray &frame)
+bool MatrixFixture::failNow(const QByteArray &frame)
 {
     if (m_disturbance.trouble != Trouble::Unplugged || !isMet(frame))
         return false;
@@ -191,7 +191,7 @@ bool MatrixWorld::failNow(const QByteArray &frame)
     return true;
 }
 
-QList<QByteArray> MatrixWorld::answer(const QByteArray &frame)
+QList<QByteArray> MatrixFixture::answer(const QByteArray &frame)
 {
     if (isMet(frame)) {
         ++m_met;
@@ -208,7 +208,7 @@ QList<QByteArray> MatrixWorld::answer(const QByteArray &frame)
     return {m_held, reply};
 }
 
-QList<QByteArray> MatrixWorld::troubled(const QByteArray &frame)
+QList<QByteArray> MatrixFixture::troubled(const QByteArray &frame)
 {
     const quint16 word = mcu::wordAt(frame, mcu::wordOffset);
     switch (m_disturbance.trouble) {

@@ -3,7 +3,7 @@
 
 import zlib
 
-from . import module, netimage, texts, world
+from . import module, netimage, texts, agentcase
 from .blocksender import BlockSender
 
 OLD_FILES = {"etc/agent.conf": b"level=1\n", "usr/bin/agent": b"old", "etc/hostname": b"mine\n"}
@@ -20,7 +20,7 @@ def shown(content):
     return f"{len(content)} bytes, CRC {zlib.crc32(content):08x}"
 
 
-class NetWorld(world.World):
+class NetCase(agentcase.AgentCase):
     """A module with old firmware; its commands can be held."""
 
     def setUp(self):

@@ -5,10 +5,10 @@
 #include "engine/Scenario.h"
 
 /** The real engine over the simulated device, in one case of the failure matrix. */
-class MatrixWorld
+class MatrixFixture
 {
 public:
-    explicit MatrixWorld(const Disturbance &disturbance);
+    explicit MatrixFixture(const Disturbance &disturbance);
 
     /** Runs the chain to its end. False when it does not end, or leaves something in flight. */
     bool run();
