@@ -61,6 +61,7 @@ FIGURES = [
     less("turnaround-p99-qt", "turnaround, p99", "QSerialPort sender", 2.0, 1.3),
     less("cpu-block-qt", "CPU per block", "QSerialPort sender", 1.15, 1.0),
     less("heartbeat-writing", "heartbeat p99 while an image is written", "at rest", 1.05, 1.0),
+    less("heartbeat-writing-other", "  the same of the QTcpServer server", "at rest"),
     less("heartbeat-unpaced", "  the same on a line without a speed limit", "at rest"),
     more("rate-1-1-qt", "heartbeats/s, 1 client, depth 1", "QTcpServer server", 0.9, 1.2),
     more("rate-1-1-redis", "heartbeats/s, 1 client, depth 1", "redis PING", 0.95, 1.0),

@@ -10,8 +10,10 @@ from runner import process_state
 from runner.figures import MIB, Sample
 from runner.packages import AUX, BLOCK, write_package
 from runner.programs import (
+    AGENT_PORT,
     DEVICES,
     PACKAGE,
+    QT_PORT,
     SERIAL_DEVICE,
     Console,
     Failure,
@@ -19,6 +21,7 @@ from runner.programs import (
     agent,
     line_load,
     program,
+    qt_server,
 )
 
 DEVICE = os.path.join(DEVICES, "six-chips.json")
@@ -182,15 +185,16 @@ def measure_turnaround(scale):
     }
 
 
-def heartbeats_while_writing(arguments, blocks, seconds):
-    """The heartbeat's p99 while the image goes out, which must outlast the measurement."""
+def heartbeats_while_writing(arguments, blocks, seconds, port=AGENT_PORT):
+    """The p99 of a server's heartbeat while the agent sends the image, which must outlast the
+    measurement."""
     write_package(PACKAGE, (AUX, blocks * BLOCK))
-    with agent() as server, Responder(
-        *arguments, "--sender", server.pid, device=DEVICE
+    with agent() as sender, Responder(
+        *arguments, "--sender", sender.pid, device=DEVICE
     ) as device, Console() as console:
         console.upgrade(ROW)
         console.read_until("Erase success.")
-        load = line_load(server.port, seconds=seconds, pause=HEARTBEAT_PAUSE)
+        load = line_load(port, seconds=seconds, pause=HEARTBEAT_PAUSE)
         if device.process.poll() is not None:
             raise Failure("the image was written before the heartbeats ended")
     return load["p99_ns"]
@@ -205,7 +209,12 @@ def measure_heartbeats_while_writing(scale):
         rest = line_load(server.port, seconds=seconds, pause=HEARTBEAT_PAUSE)["p99_ns"]
     at_line_speed = heartbeats_while_writing(paced(blocks_on_wire), blocks_on_wire, seconds)
     at_full_speed = heartbeats_while_writing(unpaced(most_blocks), most_blocks, seconds / 3)
+    # Another program's heartbeats: what the machine does while any program writes an image.
+    with qt_server():
+        other_rest = line_load(QT_PORT, seconds=seconds, pause=HEARTBEAT_PAUSE)["p99_ns"]
+        other = heartbeats_while_writing(paced(blocks_on_wire), blocks_on_wire, seconds, QT_PORT)
     return {
         "heartbeat-writing": Sample(at_line_speed, rest),
+        "heartbeat-writing-other": Sample(other, other_rest),
         "heartbeat-unpaced": Sample(at_full_speed, rest),
     }
