@@ -102,8 +102,8 @@ void TestDescription::namesErrors_data()
     row(R"({"chips": {}})", "chips must be an array");
     row(R"({"chips": [1]})", "chips must hold objects");
     row(R"({"chips": [{}, {}]})", "chips: type 0, index 0 is there twice");
-    row(R"({"chips": [{}], "colour": 1})", "colour is no known key");
-    row(R"({"chips": [{"chip_typ": 1}]})", "chips[0].chip_typ is no known key");
+    row(R"({"chips": [{}], "colour": 1})", "colour is not a known key");
+    row(R"({"chips": [{"chip_typ": 1}]})", "chips[0].chip_typ is not a known key");
     row(R"({"chips": [{"chip_type": 256}]})",
         "chips[0].chip_type must be a whole number from 0 to 255");
     row(R"({"chips": [{"chip_type": 1.5}]})",
@@ -125,9 +125,9 @@ void TestDescription::namesErrors()
 {
     QFETCH(QByteArray, json);
     QFETCH(QString, error);
-    QString told;
-    QVERIFY(!DeviceDescription::fromJson(json, &told));
-    QCOMPARE(told, error);
+    QString message;
+    QVERIFY(!DeviceDescription::fromJson(json, &message));
+    QCOMPARE(message, error);
 }
 
 void TestDescription::readsVersions()

@@ -22,10 +22,10 @@ ProblemId problemOfBlockStatus(quint8 status);
 class NetBlocks
 {
 public:
-    /** The whole image, as 'fwm make-net' makes it; problem() must have found it good. */
+    /** The whole image, as 'fwm make-net' makes it; problem() must be empty for it. */
     explicit NetBlocks(const QByteArray &image) : m_image(image) {}
 
-    /** Why the bytes are no image for the module; empty for a good one. */
+    /** Why the bytes are not an image for the module; empty for a valid image. */
     static QString problem(const QByteArray &image);
 
     /** The first frame to send; the blocks follow when the module has accepted it. */

@@ -180,7 +180,7 @@ bool ReplyParser::skipToLineEnd()
     return !m_skipping;
 }
 
-/** Behind its key a fragment is a frame or one of two words; no line end follows either. */
+/** After its key a fragment is a frame or one of two words; no line end follows either. */
 bool ReplyParser::takeFragment()
 {
     const int start = m_position + fragmentKey().size();

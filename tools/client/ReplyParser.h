@@ -24,8 +24,8 @@ public:
 
     explicit ReplyParser(int maxLine = defaultMaxLine) : m_maxLine(maxLine) {}
 
-    /** The replies that these bytes complete, in their order. Bytes that are no reply of the agent
-     *  come as Unknown or Overlong; nothing is an error. */
+    /** The replies that these bytes complete, in order. Bytes that are not a reply of the agent
+     *  become Unknown or Overlong replies; there are no errors. */
     QVector<AgentReply> feed(const QByteArray &bytes);
 
     /** Bytes held back until the rest of their reply arrives. */

@@ -29,7 +29,7 @@ constexpr int answerBytes = 13;
 constexpr double bitsPerByte = 10.0;
 /** A longer time between two blocks is a wait. */
 constexpr milliseconds longestBlock = 1s;
-/** Fewer do not tell a speed. */
+/** Fewer are not enough to compute a speed. */
 constexpr int fewestBlocks = 8;
 
 milliseconds inMilliseconds(double seconds)

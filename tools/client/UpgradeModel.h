@@ -87,7 +87,7 @@ public:
     bool succeeded() const { return m_succeeded; }
     /** The device was rebooted, as far as the lines say. */
     bool hasRebooted() const { return m_hasRebooted; }
-    /** Why the run as a whole failed, as far as its lines tell. */
+    /** Why the run as a whole failed, as far as its lines show it. */
     ProblemId problem() const { return m_problem; }
     /** Version of the module's own firmware if this run installed one. */
     QString netVersion() const { return m_netVersion; }

@@ -26,7 +26,7 @@ void UpgradeModel::onRunStarted(const LineMeaning &, ms)
     m_phase = RunPhase::Reading;
 }
 
-/** Without its port to the device everything after fails as well: that is the reason to tell. */
+/** Without the port to the device everything later fails, too: the port is the reason to show. */
 void UpgradeModel::onProblem(const LineMeaning &meaning, ms)
 {
     if (m_problem != ProblemId::PortUnavailable)

@@ -10,8 +10,8 @@
 #include <mutex>
 
 /**
- * A line on standard error that tells how far a long piece of work is. It shows on a terminal only,
- * and only when the work takes long enough to be noticed.
+ * A line on standard error that shows the progress of a long operation. It is shown on a terminal
+ * only, and only when the operation takes long enough to be noticed.
  */
 class Progress
 {
@@ -19,8 +19,8 @@ public:
     using ms = std::chrono::milliseconds;
 
     /**
-     * `total` is in bytes; `wanted` is false when the user wants none. Work that ends within
-     * `quiet` shows nothing.
+     * `total` is in bytes; `wanted` is false when the user disabled it. An operation that ends
+     * within `quiet` shows nothing.
      */
     Progress(QString label, qint64 total, bool wanted, ms quiet = ms{500});
     ~Progress();
@@ -41,7 +41,7 @@ private:
     QElapsedTimer m_clock;
 };
 
-/** A source that tells a progress line what is read from it. */
+/** A source that reports every read to a progress line. */
 class ProgressSource : public bytes::ByteSource
 {
 public:

@@ -96,13 +96,13 @@ public:
             m_error = place(key) + QLatin1Char(' ') + what;
     }
 
-    /** The first error, or the first key that nobody asked for. */
+    /** The first error, or the first unknown key. */
     QString error()
     {
         const QStringList keys = m_object.keys();
         for (const QString &key : keys) {
             if (!m_taken.contains(key))
-                fail(key, QStringLiteral("is no known key"));
+                fail(key, QStringLiteral("is not a known key"));
         }
         return m_error;
     }

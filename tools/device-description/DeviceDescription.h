@@ -68,7 +68,7 @@ struct DeviceDescription
 
     /**
      * Reads a device file. A missing key takes its default; an unknown key, a value of the wrong
-     * type or out of range, and a device without chips are errors, told in `error` with the place.
+     * type or out of range, and a device without chips are errors; `error` names the place.
      */
     static std::optional<DeviceDescription> fromJson(const QByteArray &json, QString *error);
 };

@@ -24,7 +24,7 @@ AssemblerRules hostRules()
     return rules;
 }
 
-/** Says why a header ended at the byte behind index `state`. */
+/** Why a header is invalid at the byte after index `state`. */
 QString headerProblem(int state)
 {
     switch (state) {

@@ -32,7 +32,7 @@ std::optional<TraceLine> readLine(const QString &line)
     return read;
 }
 
-/** A delayed answer is recorded when it is decided; its text tells how much later it went out. */
+/** A delayed answer is recorded when it is decided; its text contains the delay. */
 milliseconds announcedDelay(const QString &text)
 {
     static const QRegularExpression form(QStringLiteral(" in (\\d{1,9}) ms$"));

@@ -10,9 +10,9 @@
 #include <optional>
 
 /**
- * Answers from a recorded trace: a frame of the host gets what the same frame got when it was
- * recorded, with the same delays. Equal frames take their recordings in turn and begin anew behind
- * the last one. A frame that was never recorded gets no answer.
+ * Answers from a recorded trace: a frame of the host gets the answer that the same frame got when
+ * it was recorded, with the same delays. Equal frames take their recordings in turn and start again
+ * after the last one. A frame that was never recorded gets no answer.
  */
 class ReplayDevice
 {

@@ -46,30 +46,30 @@ QByteArray withWrongAddress(const QByteArray &reply)
 
 } // namespace
 
-QByteArray spoiledReply(const QByteArray &reply, const QVector<Fault> &faults)
+QByteArray corruptedReply(const QByteArray &reply, const QVector<Fault> &faults)
 {
-    QByteArray spoiled = reply;
+    QByteArray result = reply;
     for (const Fault &fault : faults) {
         switch (fault.kind) {
         case Fault::Kind::OtherForm:
-            spoiled = inOtherForm(spoiled);
+            result = inOtherForm(result);
             break;
         case Fault::Kind::WrongWord:
-            spoiled = withOtherWord(spoiled, fault.otherWord);
+            result = withOtherWord(result, fault.otherWord);
             break;
         case Fault::Kind::Short:
-            spoiled = shortened(spoiled, fault.bytes);
+            result = shortened(result, fault.bytes);
             break;
         case Fault::Kind::WrongAddress:
-            spoiled = withWrongAddress(spoiled);
+            result = withWrongAddress(result);
             break;
         default:
             break;
         }
     }
     if (findFault(faults, Fault::Kind::BadChecksum))
-        spoiled[spoiled.size() - 1] = char(spoiled.at(spoiled.size() - 1) + 1);
-    return spoiled;
+        result[result.size() - 1] = char(result.at(result.size() - 1) + 1);
+    return result;
 }
 
 QByteArray surroundedReply(const QByteArray &reply, const QByteArray &host,

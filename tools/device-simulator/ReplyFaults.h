@@ -9,7 +9,7 @@
 #include <random>
 
 /** A reply after the faults that change its own bytes. */
-QByteArray spoiledReply(const QByteArray &reply, const QVector<Fault> &faults);
+QByteArray corruptedReply(const QByteArray &reply, const QVector<Fault> &faults);
 
 /** A reply with what the faults send around it; `host` is the frame that it answers. */
 QByteArray surroundedReply(const QByteArray &reply, const QByteArray &host,

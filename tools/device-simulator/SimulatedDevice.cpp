@@ -227,7 +227,7 @@ void SimulatedDevice::deliver(QByteArray reply, const QByteArray &host,
                               const QVector<Fault> &faults, QVector<DeviceAnswer> &answers)
 {
     const milliseconds delay = delayOf(faults);
-    reply = spoiledReply(reply, faults);
+    reply = corruptedReply(reply, faults);
     if (findFault(faults, Fault::Kind::Merge)) {
         m_held += reply;
         return;
@@ -307,7 +307,7 @@ QByteArray SimulatedDevice::answerProductInformation(const HostCommand &host)
     return ordinaryReply(host.word(), record.encode());
 }
 
-/** A chip whose image was begun and never finished has no version to tell. */
+/** A chip whose image was started and not finished has no version to report. */
 QByteArray SimulatedDevice::answerVersion(const HostCommand &host)
 {
     const Chip *chip = findChip(host);
@@ -430,7 +430,7 @@ void SimulatedDevice::imageCompleted(Chip &chip)
               .arg(chip.now.name)
               .arg(chip.flash.bytes().size())
               .arg(chip.now.version.text()));
-    // The main MCU is the way to all others: while it restarts, nobody answers.
+    // All frames pass through the main MCU: while it restarts, no chip answers.
     if (chip.now.chipType == chip::mainMcu && chip.now.chipIndex == 0)
         stayMuteFor(m_description.restartTime);
 }

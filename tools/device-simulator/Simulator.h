@@ -15,11 +15,11 @@
 #include <memory>
 #include <optional>
 
-/** The running program: a device behind a port, with its trace and its control channel. */
+/** The running program: a device on a port, with its trace and its control channel. */
 class Simulator
 {
 public:
-    /** Hears at once when the trace cannot be written any more. */
+    /** Called as soon as the trace can no longer be written. */
     using TraceLost = std::function<void(const QString &reason)>;
 
     Simulator(Options options, TraceLost traceLost);

@@ -63,8 +63,8 @@ void Wire::onReceived(const QByteArray &bytes)
 void Wire::schedule(const DeviceAnswer &answer, Time commandEnd)
 {
     Time start = commandEnd + answer.delay;
-    // An answer that comes at once queues behind the one that is being sent; a late one does not
-    // hold up those that overtake it.
+    // An answer without a delay is queued after the one that is being sent; a delayed one does not
+    // delay the answers that overtake it.
     if (answer.delay.count() == 0)
         start = std::max(start, m_deviceEnd);
     const Time end = start + durationOf(answer.bytes.size());

@@ -11,7 +11,7 @@ namespace {
 constexpr int blockSize = int(edid::blockSize);
 constexpr int dumpSize = int(edid::dumpSize);
 
-// 256 blocks, the most that EDID knows, as text with room for every separator.
+// 256 blocks, the most that EDID allows, as text with space for every separator.
 constexpr int maxContentSize = 256 * blockSize * 8;
 
 bool isText(const QByteArray &content)

@@ -8,7 +8,7 @@
 
 namespace {
 
-/** The verdicts of a status stand behind bare carriage returns. */
+/** A carriage return precedes each verdict of a status. */
 QString statusLine(const QString &status)
 {
     return status.split('\r').join(QStringLiteral(", "));

@@ -53,7 +53,7 @@ std::optional<CommandOutcome> writeFile(const QString &path, ByteSource &bytes,
     return file.commit() ? std::nullopt : std::optional<CommandOutcome>(cannotWrite(file, shown));
 }
 
-/** Everything of the package, into a folder that nobody else knows yet. */
+/** All parts of the package, into a new folder that no other program uses. */
 std::optional<CommandOutcome> writeAll(const OpenPackage &package, const Options &options,
                                        const QDir &folder, QJsonArray &written)
 {

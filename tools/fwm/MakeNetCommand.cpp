@@ -58,8 +58,8 @@ bool endedWell(QProcess &archiver)
 }
 
 /**
- * The folder's own entry stays out of the archive: unpacked over the root of a module's file
- * system it would give that root the rights of somebody's build folder.
+ * The folder itself is not an entry of the archive: unpacked over the root of a module's file
+ * system, such an entry would give the root the permissions of the build folder.
  */
 QStringList archiverArguments(const QString &folder)
 {

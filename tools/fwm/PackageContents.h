@@ -52,8 +52,8 @@ PackageContents readContents(bytes::ByteSource &source);
 package::RecordKey keyOfEntry(const package::ImageEntry &entry);
 
 /**
- * By what a device tells images apart: the chip type alone for FPGAs and the network module, with
- * MCU type, PCB version and speciality for all others.
+ * The values by which a device distinguishes images: only the chip type for FPGAs and the network
+ * module; also MCU type, PCB version and speciality for all others.
  */
 QByteArray identityOf(const package::RecordKey &key);
 

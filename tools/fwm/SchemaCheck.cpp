@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the description lacks or has in the wrong form. Devices read a wrong value as 0 or as an
-// empty text without a word, so this is where somebody finds out.
+// Missing and malformed values of the description. Devices silently read a malformed value as 0 or
+// as an empty text, so only this check reports it.
 #include "fwm/Findings.h"
 #include "fwm/Words.h"
 #include "package/DescriptionKeys.h"
@@ -14,7 +14,7 @@ namespace description = package::description;
 
 namespace {
 
-/** Whether a chip has variants, which its MCU type, PCB version and speciality tell apart. */
+/** Whether a chip has variants, which its MCU type, PCB version and speciality distinguish. */
 bool hasVariants(int chipTypeInDescription)
 {
     return !chip::isFpga(chip::fromDescription(chipTypeInDescription));

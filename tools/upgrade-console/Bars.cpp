@@ -59,13 +59,13 @@ QStringList bars::wrapped(const QString &text, int width, int indent)
     QString rest = text;
     QString start;
     while (true) {
-        const int room = std::max(1, width - int(start.size()));
-        if (rest.size() <= room) {
+        const int space = std::max(1, width - int(start.size()));
+        if (rest.size() <= space) {
             lines += (start + rest).left(std::max(1, width));
             return lines;
         }
-        const int blank = rest.lastIndexOf(QLatin1Char(' '), room);
-        const int end = blank > 0 ? blank : room;
+        const int blank = rest.lastIndexOf(QLatin1Char(' '), space);
+        const int end = blank > 0 ? blank : space;
         lines += (start + rest.left(end)).left(std::max(1, width));
         rest = rest.mid(end).trimmed();
         start = QString(std::clamp(indent, 0, std::max(0, width / 2)), QLatin1Char(' '));

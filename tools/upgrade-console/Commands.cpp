@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Which object stands behind which sub-command.
+// Creates the object that carries out a sub-command.
 #include "upgrade-console/AttachCommand.h"
 #include "upgrade-console/DeployCommand.h"
 #include "upgrade-console/SendNetCommand.h"

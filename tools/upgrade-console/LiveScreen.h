@@ -8,7 +8,7 @@
 #include <functional>
 
 /**
- * A few lines at the end of a terminal that are drawn anew in place; notes scroll away above them.
+ * A few lines at the end of a terminal that are redrawn in place; notes scroll away above them.
  * Uses only cursor-up and erase (ECMA-48).
  */
 class LiveScreen

@@ -35,7 +35,7 @@ void ProgressDisplay::draw(const Picture &picture)
     m_screen.show(picture(m_terminal));
 }
 
-void ProgressDisplay::tell(const QStringList &lines)
+void ProgressDisplay::print(const QStringList &lines)
 {
     if (m_isLive)
         return;

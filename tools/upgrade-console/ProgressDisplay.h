@@ -21,15 +21,15 @@ public:
     explicit ProgressDisplay(bool mayDraw);
 
     bool isLive() const { return m_isLive; }
-    /** Shows the picture on a live screen, when it is time to. */
+    /** Draws the picture on a live screen if the last drawing is old enough. */
     void draw(const Picture &picture);
-    /** Prints the lines where there is no live screen. */
-    void tell(const QStringList &lines);
-    /** A line for either. */
+    /** Prints the lines unless there is a live screen. */
+    void print(const QStringList &lines);
+    /** Shows a line in both cases. */
     void note(const QString &line);
     /** A question; the answer comes on the same line. */
     void ask(const QString &question);
-    /** Takes the live screen away, for good. */
+    /** Removes the live screen. */
     void close();
 
 private:

@@ -183,7 +183,7 @@ void PutCommand::showProgress(bool isReadBack, qint64 bytes)
     m_percent = int(percent);
     m_isReadingBack = isReadBack;
     if (isTenth && options().form != OutputForm::JsonLines)
-        m_display.tell({QStringLiteral("%1: %2 %").arg(state).arg(m_percent)});
+        m_display.print({QStringLiteral("%1: %2 %").arg(state).arg(m_percent)});
     writeEvent({{"event", "progress"},
                 {"phase", isReadBack ? "reading-back" : "copying"},
                 {"percent", m_percent}});

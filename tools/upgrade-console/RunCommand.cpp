@@ -143,7 +143,7 @@ void RunCommand::showProgress()
             writeEvent(event);
         return;
     }
-    m_display.tell(m_teller.changes(picture()));
+    m_display.print(m_changeLines.next(picture()));
     m_display.draw([this](const Terminal &terminal) { return liveLines(picture(), terminal); });
 }
 

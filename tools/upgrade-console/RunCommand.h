@@ -71,7 +71,7 @@ private:
     client::UpgradeModel m_model;
     client::TimeEstimate m_estimate;
     client::AnswerWatch m_answers;
-    ChangeTeller m_teller;
+    ChangeLines m_changeLines;
     client::ProgressEvents m_events;
     ProgressDisplay m_display;
     client::WaitBack m_waitBack;

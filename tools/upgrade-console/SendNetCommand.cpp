@@ -38,7 +38,7 @@ constexpr int attempts = 3;
 constexpr std::chrono::milliseconds longestAnswer = 12s;
 /** Between two lines of an installation: unpacking may be slow, but ends. */
 constexpr std::chrono::milliseconds longestInstallStep = 10min;
-/** Far more than the module has room for. */
+/** Far more than the module can store. */
 constexpr qint64 largestImage = 512LL * 1024 * 1024;
 
 } // namespace
@@ -120,7 +120,7 @@ void SendNetCommand::onAsked(const AgentReply &reply)
         stopAwaiting();
         m_stage = Stage::Entering;
         m_begun = now();
-        m_display.tell({QStringLiteral("module: sending")});
+        m_display.print({QStringLiteral("module: sending")});
         sendFrame(NetBlocks::enterFrame());
     }
 }
@@ -173,7 +173,7 @@ void SendNetCommand::repeatFrame()
 {
     ++m_attempts;
     ++m_retries;
-    m_display.tell({"module: " + bars::retries(m_retries)});
+    m_display.print({"module: " + bars::retries(m_retries)});
     agent().sendFragment(m_frame);
 }
 
@@ -195,7 +195,7 @@ void SendNetCommand::sendLastBlock()
     m_answer.stop();
     m_stage = Stage::Installing;
     m_percent = 0.0;
-    m_display.tell({QStringLiteral("module: installing")});
+    m_display.print({QStringLiteral("module: installing")});
     m_install.start(options().timeOut);
 }
 
@@ -222,7 +222,7 @@ void SendNetCommand::onInstalling(const AgentReply &reply)
     m_installBegun = true;
     m_install.start(std::max(options().timeOut, longestInstallStep));
     agent().watchLife(true);
-    m_display.tell({"agent: " + reply.text});
+    m_display.print({"agent: " + reply.text});
     if (meaning.event == LineEvent::NetFailed)
         finish(resultWith(meaning.cause, QStringLiteral("Nothing was installed.")));
     else if (meaning.event == LineEvent::RunProblem)
@@ -255,8 +255,8 @@ void SendNetCommand::endInstall()
             QStringLiteral("The module restarts now; in a minute its agent answers again.")));
         return;
     }
-    // The end of this connection tells that the module is going down.
-    m_display.tell({QStringLiteral("module: restarting")});
+    // When this connection ends, the module restarts.
+    m_display.print({QStringLiteral("module: restarting")});
     m_stage = Stage::WaitingBack;
 }
 

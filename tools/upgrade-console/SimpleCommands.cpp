@@ -80,8 +80,8 @@ QJsonObject listJson(const PackageDescription &package)
     return json;
 }
 
-/** The first entry that tells the kind of input; before it stand maker and name, and a name may
- *  have commas of its own. */
+/** The first entry that names the kind of input. The maker and the name precede it, and a name may
+ *  contain commas. */
 int inputEntry(const QStringList &entries)
 {
     for (int i = 2; i < entries.size(); ++i) {

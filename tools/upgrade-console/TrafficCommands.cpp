@@ -141,7 +141,7 @@ void TrafficCommand::print(const QByteArray &bytes)
         fail(ProblemId::OutputUnwritable);
 }
 
-/** Without a request of its own nobody gets anything from the agent. */
+/** The agent sends only to clients that have sent a request. */
 void WatchCommand::onConnected()
 {
     request(consoletext::heartbeat);

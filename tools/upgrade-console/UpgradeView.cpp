@@ -98,26 +98,26 @@ QStringList workingParts(const RunPicture &picture, const McuState &mcu)
     return parts;
 }
 
-/** The bar takes what the other parts leave; versions and speed are shown where there is room. */
+/** The bar fills the space that the other parts leave; versions and speed are shown if they fit. */
 QString workingLine(const RunPicture &picture, const McuState &mcu, int width)
 {
     QStringList parts = workingParts(picture, mcu);
     const auto used = [&] { return (parts + QStringList{QString()}).join(bars::separator).size(); };
-    const auto addWhereRoom = [&](int place, const QString &text, int bar) {
-        const bool hasRoom = used() + text.size() + (bar > 0 ? bars::gap + bar : 0) <= width;
-        if (hasRoom && !text.isEmpty())
+    const auto addIfItFits = [&](int place, const QString &text, int bar) {
+        const bool fits = used() + text.size() + (bar > 0 ? bars::gap + bar : 0) <= width;
+        if (fits && !text.isEmpty())
             parts.insert(place, text);
-        return hasRoom && !text.isEmpty();
+        return fits && !text.isEmpty();
     };
-    const bool hasVersions = addWhereRoom(0, versionsText(mcu), hasBar(mcu) ? shortestRowBar : 0);
+    const bool hasVersions = addIfItFits(0, versionsText(mcu), hasBar(mcu) ? shortestRowBar : 0);
     if (!hasBar(mcu))
         return parts.join(bars::separator);
     const int place = hasVersions ? 1 : 0;
     if (mcu.phase == McuPhase::Writing && !picture.wait && mcu.rate(picture.now) > 0.0)
-        addWhereRoom(place + 1, bars::rate(mcu.rate(picture.now)), easyBar);
-    const int room = std::min(int(width - used()), longestRowBar);
-    if (room >= shortestRowBar)
-        parts.insert(place, bars::barOf(mcu.percent, room));
+        addIfItFits(place + 1, bars::rate(mcu.rate(picture.now)), easyBar);
+    const int space = std::min(int(width - used()), longestRowBar);
+    if (space >= shortestRowBar)
+        parts.insert(place, bars::barOf(mcu.percent, space));
     return parts.join(bars::separator);
 }
 
@@ -147,13 +147,13 @@ QString overallLine(const RunPicture &picture, int width)
         parts += leftText(left);
     if (head.size() + parts.join(bars::separator).size() > width && parts.size() > 1)
         parts.removeLast();
-    const int room = width - head.size() - parts.join(bars::separator).size() - bars::gap;
-    if (room >= shortestRowBar)
-        parts.prepend(bars::barOf(model.percent(), std::min(room, longestRowBar)));
+    const int space = width - head.size() - parts.join(bars::separator).size() - bars::gap;
+    if (space >= shortestRowBar)
+        parts.prepend(bars::barOf(model.percent(), std::min(space, longestRowBar)));
     return (head + parts.join(bars::separator)).left(width);
 }
 
-/** The overall bar, and below it what is waited for if there is room for that. */
+/** The overall bar, and below it what the run waits for, if it fits. */
 QStringList lastLines(const RunPicture &picture, int width, int most)
 {
     QStringList lines{overallLine(picture, width)};
@@ -163,11 +163,11 @@ QStringList lastLines(const RunPicture &picture, int width, int most)
 }
 
 /** The first MCU to show when not all of them have a line. */
-int firstShown(const UpgradeModel &model, int room)
+int firstShown(const UpgradeModel &model, int space)
 {
     const int count = model.mcus().size();
-    const int start = model.hasEnded() ? count : model.current() - room / 2;
-    return std::clamp(start, 0, std::max(0, count - room));
+    const int start = model.hasEnded() ? count : model.current() - space / 2;
+    return std::clamp(start, 0, std::max(0, count - space));
 }
 
 QString cell(const QString &text)
@@ -191,10 +191,10 @@ QStringList liveLines(const RunPicture &picture, const Terminal &terminal)
     // One line is the cursor's, and one MCU is always shown.
     const int most = std::max(2, terminal.lines - 1);
     const QStringList last = lastLines(picture, width, most - 1);
-    const int room = most - last.size();
-    const int count = std::min(room, int(model.mcus().size()));
-    const int first = firstShown(model, room);
-    int spare = room - count;
+    const int space = most - last.size();
+    const int count = std::min(space, int(model.mcus().size()));
+    const int first = firstShown(model, space);
+    int spare = space - count;
     QStringList lines;
     for (int i = first; i < first + count; ++i) {
         QStringList own = mcuLines(picture, i, width);
@@ -244,7 +244,7 @@ QStringList resultTable(const UpgradeModel &model, milliseconds now, const Style
     return lines;
 }
 
-QStringList ChangeTeller::changes(const RunPicture &picture)
+QStringList ChangeLines::next(const RunPicture &picture)
 {
     QStringList lines;
     addPercent(lines, picture);
@@ -255,7 +255,7 @@ QStringList ChangeTeller::changes(const RunPicture &picture)
     return lines;
 }
 
-void ChangeTeller::addPercent(QStringList &lines, const RunPicture &picture)
+void ChangeLines::addPercent(QStringList &lines, const RunPicture &picture)
 {
     constexpr int step = 10;
     const int tenth = int(picture.model.percent()) / step;
@@ -271,7 +271,7 @@ void ChangeTeller::addPercent(QStringList &lines, const RunPicture &picture)
     lines += line;
 }
 
-void ChangeTeller::addChanges(QStringList &lines, const UpgradeModel &model)
+void ChangeLines::addChanges(QStringList &lines, const UpgradeModel &model)
 {
     m_seen.resize(model.mcus().size());
     for (int i = 0; i < m_seen.size(); ++i) {

@@ -22,11 +22,11 @@ QStringList resultTable(const client::UpgradeModel &model, std::chrono::millisec
  */
 QStringList alignedTable(const QVector<QStringList> &rows, const QVector<int> &right);
 
-/** What changed since the last look, as plain lines; every tenth of the run with its time. */
-class ChangeTeller
+/** The changes since the last call, as plain lines; every tenth of the run with its time. */
+class ChangeLines
 {
 public:
-    QStringList changes(const client::RunPicture &picture);
+    QStringList next(const client::RunPicture &picture);
 
 private:
     struct Seen
