@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What the engine reported, read from the agent's own log: complete, whoever listened."""
+"""What the engine reported, read from the agent's log, which does not depend on the clients."""
 
 import re
 

@@ -269,7 +269,7 @@ def _corrupt(rng, scenario, _budget):
 
 
 def _harmless(rng, scenario, _budget):
-    """A reply that comes twice, in pieces, behind an echo, or behind noise."""
+    """A reply that comes twice, in pieces, after an echo, or after noise."""
     name = rng.choice(("duplicate", "echo", "split", "noise", "merge"))
     word = _word(rng, scenario)
     # Acknowledgements carry no number: the second one of a block that was sent once counts for the
@@ -318,7 +318,7 @@ def _refused(rng, scenario, _budget):
 
 
 def _noise(rng, scenario, _budget):
-    """Bytes on the line that nobody sent on purpose."""
+    """Random bytes on the line."""
     count = rng.choice((1, 16, 300, 5000))
     return [Event(rng.uniform(0.2, 0.8 * scenario.cost), "noise", str(count))], BLOCK
 

@@ -1,11 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """The soak test: simulated upgrades with random faults, many at the same time.
 
-Each lane is a sandbox of its own with one real agent, which is kept for one run after the other.
-Most of the time goes by in the protocol's time-outs, so there may be many more lanes than
-processors. A run is made from the seed and its number alone. What must hold behind each run is in
-verdict.py and lane.py; the first violation of a lane ends that lane, prints everything known about
-it and makes the exit status 1.
+Each worker is a sandbox with one real agent, which executes run after run. Most of the time is
+spent in the protocol's time-outs, so there may be many more workers than processors. A run depends
+only on the seed and its number. verdict.py and worker.py check each run; the first violation ends
+its worker, prints all details and makes the exit status 1.
 """
 
 import argparse
@@ -34,27 +33,31 @@ def parse_arguments():
         type=int,
         default=1,
         metavar="N",
-        help="number of the first run (1), to go on with a seed",
+        help="number of the first run (1), to continue with a seed",
     )
     parser.add_argument(
         "--only",
         metavar="RUN[,RUN]...",
-        help="these runs alone, in this order and in one lane: a replay",
+        help="only these runs, in this order and in one worker: a replay",
     )
     parser.add_argument(
-        "--lanes", type=int, default=40, metavar="N", help="how many agents at the same time (40)"
+        "--workers", type=int, default=40, metavar="N", help="number of agents in parallel (40)"
     )
     parser.add_argument(
-        "--quick", action="store_true", help="short runs alone, each of less than a minute"
+        "--quick", action="store_true", help="only short runs, each of less than a minute"
     )
     parser.add_argument(
         "--programs",
         default=os.path.join(PROJECT, "build", "release", "bin"),
         metavar="DIR",
-        help="where the built programs are",
+        help="folder of the built programs",
     )
     parser.add_argument(
-        "--bind", action="append", default=[], metavar="DIR", help="what the programs need besides"
+        "--bind",
+        action="append",
+        default=[],
+        metavar="DIR",
+        help="another folder that the programs need",
     )
     parser.add_argument("--show", action="store_true", help="a line of JSON for each run")
     parser.add_argument("--details", action="store_true", help="print all details of each run")
@@ -62,7 +65,7 @@ def parse_arguments():
 
 
 class Soak:
-    """All lanes, and what they report."""
+    """All workers and their reports."""
 
     def __init__(self, options):
         self.options = options
@@ -72,7 +75,7 @@ class Soak:
         self.lock = threading.Lock()
 
     def numbers(self):
-        """The runs' numbers; the long ones first, so that no lane begins one at the very end."""
+        """The runs' numbers; the long ones first, so that no worker starts one at the end."""
         if self.options.only:
             return [int(number) for number in self.options.only.split(",")]
         numbers = range(self.options.first, self.options.first + self.options.runs)
@@ -86,16 +89,18 @@ class Soak:
         numbers = self.numbers()
         for number in numbers:
             self.jobs.put(number)
-        lanes = 1 if self.options.only else min(self.options.lanes, len(numbers))
-        threads = [threading.Thread(target=self.lane, args=(lane,)) for lane in range(1, lanes + 1)]
+        workers = 1 if self.options.only else min(self.options.workers, len(numbers))
+        threads = [
+            threading.Thread(target=self.worker, args=(worker,)) for worker in range(1, workers + 1)
+        ]
         for thread in threads:
             thread.start()
         for thread in threads:
             thread.join()
         return len(numbers)
 
-    def lane(self, lane):
-        """One sandbox, as long as there are runs."""
+    def worker(self, worker):
+        """Runs one sandbox until there are no more runs."""
         programs = os.path.realpath(self.options.programs)
         command = [
             os.path.join(PROJECT, "scripts", "sandbox"),
@@ -104,7 +109,7 @@ class Soak:
             "--",
             "python3",
             "-B",
-            os.path.join(HERE, "lane.py"),
+            os.path.join(HERE, "worker.py"),
             str(self.options.seed),
         ]
         environment = {
@@ -126,14 +131,14 @@ class Soak:
                 with contextlib.suppress(BrokenPipeError):
                     print(number, file=sandbox.stdin, flush=True)
                 line = sandbox.stdout.readline()
-                if not self.take(lane, done, line):
+                if not self.take(worker, done, line):
                     break
             with contextlib.suppress(BrokenPipeError):
                 sandbox.stdin.close()
 
-    def take(self, lane, done, line):
-        """One report; False when its lane has ended."""
-        report = json.loads(line) if line else {"run": done[-1], "violation": "the lane has died"}
+    def take(self, worker, done, line):
+        """One report; False when its worker has ended."""
+        report = json.loads(line) if line else {"run": done[-1], "violation": "the worker has died"}
         with self.lock:
             self.reports.append(report)
             if self.options.show:
@@ -145,17 +150,17 @@ class Soak:
                 print(json.dumps(report.get("evidence"), indent=1), flush=True)
             if "violation" in report:
                 self.broken.append(report)
-                self.explain(lane, done, report)
+                self.explain(worker, done, report)
         return "violation" not in report
 
-    def explain(self, lane, done, report):
-        """What broke, and how to see it again."""
+    def explain(self, worker, done, report):
+        """Prints the violation and the commands that repeat it."""
         seed = f"--seed {self.options.seed}" + " --quick" * self.options.quick
         print(
-            f"VIOLATION in run {report['run']} of seed {self.options.seed}, lane {lane}: "
+            f"VIOLATION in run {report['run']} of seed {self.options.seed}, worker {worker}: "
             f"{report['violation']}\n"
-            f"  again alone:      scripts/check soak -- {seed} --only {report['run']}\n"
-            f"  as in this lane:  scripts/check soak -- {seed} --only {','.join(map(str, done))}",
+            f"  alone:              scripts/check soak -- {seed} --only {report['run']}\n"
+            f"  as in this worker:  scripts/check soak -- {seed} --only {','.join(map(str, done))}",
             file=sys.stderr,
         )
         print(json.dumps(report.get("evidence"), indent=1), file=sys.stderr, flush=True)
@@ -184,7 +189,7 @@ def summary(reports, seconds):
         f"images      {counted(rows)}",
         f"faults      {sum(faults.values())}: {counted(faults)}",
         f"events      {sum(events.values())}: {counted(events)}",
-        f"memory      at most {memory / 1024:.0f} KiB at rest; greatest growth in a lane "
+        f"memory      at most {memory / 1024:.0f} KiB at rest; greatest growth in a worker "
         f"{growth / 1024:.0f} KiB; no descriptor more",
     ]
 
@@ -197,7 +202,7 @@ def main():
     print(*summary(soak.reports, time.monotonic() - started), sep="\n")
     missing = wanted - len(soak.reports)
     if missing:
-        print(f"{missing} runs were not done, because their lanes had ended")
+        print(f"{missing} runs were not done, because their workers had ended")
     print(f"violations  {len(soak.broken)}")
     return 1 if soak.broken or missing or not soak.reports else 0
 

@@ -5,7 +5,7 @@ on a line whose latency is always longer than the wait for a block it counts for
 
 import unittest
 
-import lane
+import worker
 import scenario
 
 
@@ -36,7 +36,7 @@ class TestNotices(unittest.TestCase):
             cost=60,
             faults=list(faults),
         )
-        one = lane.Lane("1")
+        one = worker.Worker("1")
         self.addCleanup(one.agent.forget)
         self.addCleanup(one.agent.kill)
         return one.perform_scenario(run)

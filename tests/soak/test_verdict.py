@@ -36,7 +36,7 @@ def make_run(**more):
 
 
 class Device:
-    """A device whose one chip is as told."""
+    """A device with one chip in a given state."""
 
     def __init__(self, flash=b"", complete=False):
         self._flash = flash
@@ -114,7 +114,7 @@ class TestVerdict(unittest.TestCase):
     def test_no_word_of_a_row(self):
         self.assert_violation("says nothing", [SUCCESS], Device())
 
-    def test_client_told_otherwise(self):
+    def test_client_got_another_result(self):
         self.assert_violation("does not fit", [(*RESULT, "2"), WRITTEN[1], SUCCESS], Device())
         self.assert_violation("does not fit", [WRITTEN[0], SUCCESS], Device(FLASH, True))
 
@@ -132,7 +132,7 @@ class TestVerdict(unittest.TestCase):
         self.assert_violation("nothing went wrong", [(*RESULT, "2"), SUCCESS], Device(), run)
         self.assert_violation("nothing went wrong", [*WRITTEN, FAILURE], Device(FLASH, True), run)
 
-    def test_chip_that_nobody_asked_for(self):
+    def test_chip_that_was_not_requested(self):
         run = make_run()
         run.rows = []
         self.assert_violation("in no row", [SUCCESS], Device(FLASH, True), run)
@@ -147,8 +147,8 @@ class TestScenario(unittest.TestCase):
         self.assertNotEqual(scenario.make("7", 3), scenario.make("8", 3))
 
     def test_acknowledgements(self):
-        """They come after their time-out and twice, but never so that nothing could tell them from
-        that of the next block."""
+        """They arrive after their time-out and twice, but can always be distinguished from that of
+        the next block."""
         beyond, doubled = 0, 0
         for number in range(2000):
             found = {}

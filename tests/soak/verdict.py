@@ -35,7 +35,7 @@ def _row_outcome(log, name, succeeded):
     results = log.results(name)
     written = WRITTEN in results
     if written != (f"Write firmware '{name}' success." in log.lines) and name != "NET":
-        raise Violation(f"{name}: result {results} does not fit what the client was told")
+        raise Violation(f"{name}: result {results} does not fit the lines to the client")
     if written:
         return "written"
     if NOT_NEWER in results or f"No suitable firmware for '{name}'" in "\n".join(log.lines):
@@ -46,8 +46,8 @@ def _row_outcome(log, name, succeeded):
 
 
 def check_chip(run, chip, outcome, simulator, built):
-    """Whatever was reported as written is there, byte for byte; and so is whatever the chip itself
-    takes for complete. A chip that nobody asked for is as it was."""
+    """Every image that was reported as written, or that the chip regards as complete, equals its
+    source, byte for byte. A chip that was not requested is unchanged."""
     name = chip["name"]
     fitting = scenarios.fitting_images(chip, run.images)
     if chip["chip_type"] == scenarios.NET:

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""One lane of the soak test, inside its sandbox: one agent, kept for one run after the other.
+"""One worker of the soak test, inside its sandbox: one agent, which executes run after run.
 
 Run numbers come in on standard input; each is answered with one line of JSON.
 """
@@ -27,18 +27,18 @@ from harness.simulator import Simulator  # noqa: E402
 
 BUSY = "UPGRADELOG||The device is busy upgrading."
 POLL = 0.05
-# The growth that a lane may show behind its first runs. Where it is measured is at rest.
+# The permitted growth after a worker's first runs, measured while the agent is idle.
 WARM_UP = 3
 MEMORY_GROWTH = 4 * 1024 * 1024
 
 
-class Lane:
-    """The agent and what it looked like when it was at rest."""
+class Worker:
+    """The agent with its descriptors and memory while it was idle."""
 
-    def __init__(self, seed, quick=False, tell=False):
+    def __init__(self, seed, quick=False, details=False):
         self.seed = seed
         self.quick = quick
-        self.tell = tell
+        self.details = details
         self.agent = Agent(**LOGGING)
         self.agent.wait_until_it_listens()
         self.descriptors = None
@@ -49,7 +49,7 @@ class Lane:
         return self.perform_scenario(scenarios.make(self.seed, number, self.quick))
 
     def perform_scenario(self, run):
-        """One run and everything that must hold behind it."""
+        """One run and the checks after it."""
         started = time.monotonic()
         report = {"run": run.run}
         performance = Performance(self.agent, run)
@@ -61,7 +61,7 @@ class Lane:
             report["violation"] = f"{type(error).__name__}: {error}"
             report["evidence"] = performance.evidence()
         finally:
-            if self.tell:
+            if self.details:
                 report["evidence"] = performance.evidence()
             performance.close()
         report.update(
@@ -79,7 +79,7 @@ class Lane:
         """The agent is idle, and neither its descriptors nor its memory have grown."""
         client = Console()
         with contextlib.closing(client):
-            client.sync_behind()
+            client.sync_among_others()
             client.mark()
             client.send("UPGRADE||")
             # All of it, or the next run's client would get the rest.
@@ -210,25 +210,25 @@ class Performance:
         return bool(self.log.statuses)
 
     def settle(self):
-        """Waits for what is said behind the end."""
+        """Waits for the lines after the end."""
         client = self.connect()
-        client.sync_behind()
+        client.sync_among_others()
         wait.until(
             lambda: not self.log.read()
             or self.log.messages[-1][0].endswith(" port is disconnected."),
             10,
             "closed link",
         )
-        client.sync_behind()
+        client.sync_among_others()
         self.log.read()
 
     def happen(self, event):
-        """One event, and a note that it came to it."""
+        """Performs and records one event."""
         getattr(self, "on_" + event.kind.replace("-", "_"))(event.argument)
         self.done.append(event.kind)
 
     def on_noise(self, count):
-        """Bytes from nowhere; what the line does not take is lost."""
+        """Random bytes; those that do not fit into the line's buffer are lost."""
         with contextlib.suppress(BlockingIOError):
             os.write(agentcase.MASTER, self.random.randbytes(int(count)))
 
@@ -239,19 +239,19 @@ class Performance:
         self.simulator.control("link on")
 
     def on_reset(self, _):
-        """The client that asked is gone; somebody else looks in."""
+        """The client of the run disconnects; another one connects."""
         self.clients.pop(0).close(reset=True)
-        self.connect().sync_behind()
+        self.connect().sync_among_others()
 
     def on_close(self, _):
         self.clients.pop(0).close()
         self.connect()
 
     def on_take_over(self, _):
-        self.connect().sync_behind()
+        self.connect().sync_among_others()
 
     def on_busy(self, _):
-        """Without a row, so that nothing begins should the run have ended just now."""
+        """Without a row, so that no run starts if the current one has just ended."""
         self.connect().send("UPGRADE||")
 
     def on_list(self, argument):
@@ -334,13 +334,13 @@ class Performance:
 
 def main():
     """Arguments: the seed; "quick" for short runs only, "details" for all evidence of each run."""
-    lane = Lane(sys.argv[1], "quick" in sys.argv[2:], "details" in sys.argv[2:])
+    worker = Worker(sys.argv[1], "quick" in sys.argv[2:], "details" in sys.argv[2:])
     for line in sys.stdin:
-        report = lane.perform(int(line))
+        report = worker.perform(int(line))
         print(json.dumps(report), flush=True)
         if "violation" in report:
             break
-    lane.agent.kill()
+    worker.agent.kill()
 
 
 if __name__ == "__main__":
