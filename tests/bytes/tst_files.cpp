@@ -112,9 +112,9 @@ void TestFiles::fullDiskLeavesTheOldFile_data()
 {
     QTest::addColumn<int>("limit");
     QTest::addColumn<int>("size");
-    QTest::newRow("no room at all") << 0 << 5;
+    QTest::newRow("no free space") << 0 << 5;
     QTest::newRow("last bytes") << 4096 << 4097;
-    QTest::newRow("somewhere inside") << 4096 << 500'000;
+    QTest::newRow("in the middle") << 4096 << 500'000;
 }
 
 void TestFiles::fullDiskLeavesTheOldFile()

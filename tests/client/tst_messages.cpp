@@ -247,7 +247,7 @@ private slots:
             QVERIFY2(shapes.contains(shapeOf(lineOf(row))), row.text);
     }
 
-    /** No row is hidden behind an earlier one of another meaning. */
+    /** No earlier row with another meaning matches first. */
     void everyRowIsFound()
     {
         for (const MessageRow &row : messageTable()) {

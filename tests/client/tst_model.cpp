@@ -557,7 +557,7 @@ private slots:
         }
     }
 
-    void namesNobodyAskedFor()
+    void namesThatWereNotRequested()
     {
         Run run({"A"});
         for (int i = 0; i < 10000; ++i)
@@ -622,7 +622,7 @@ private slots:
         QCOMPARE(all.rows, QStringList({"MAIN,0,0", "A 1[0],2,0", "A 1[1],2,1", "CHIP(3.0),3,0",
                                         "CHIP(3.1),3,1", "CHIP(3.2),3,2"}));
         QCOMPARE(all.mcus.at(0).newVersion, QString("1.1.0"));
-        // Two images of the type: only the MCU can tell which one it takes.
+        // Two images of the type: only the MCU's answers decide which one it gets.
         QCOMPARE(all.mcus.at(1).newVersion, QString());
         QCOMPARE(all.mcus.at(5).newVersion, QString("4.0.0"));
 

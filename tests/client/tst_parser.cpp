@@ -18,7 +18,7 @@ namespace {
 using Kind = AgentReply::Kind;
 
 /** One line for each reply. */
-QString told(const AgentReply &reply)
+QString described(const AgentReply &reply)
 {
     QString text = replyKindName(reply.kind) + ' ' + reply.text;
     if (reply.kind == Kind::Progress)
@@ -28,18 +28,18 @@ QString told(const AgentReply &reply)
     return text.trimmed();
 }
 
-QStringList told(const QVector<AgentReply> &replies)
+QStringList described(const QVector<AgentReply> &replies)
 {
     QStringList lines;
     for (const AgentReply &reply : replies)
-        lines += told(reply);
+        lines += described(reply);
     return lines;
 }
 
 QStringList parsed(const QByteArray &bytes, int maxLine = ReplyParser::defaultMaxLine)
 {
     ReplyParser parser(maxLine);
-    return told(parser.feed(bytes));
+    return described(parser.feed(bytes));
 }
 
 const QByteArray enterAccepted = QByteArray::fromHex("ab5ba508000000ffff007900d6");
@@ -63,7 +63,7 @@ const QByteArray conversation =
     "bogus\r\n"
     "\r\nDISCONNECTCOM\r\n\r\nUPGRADESUCCESS\r\n\r\nDISCONNECTCOM\r\n\r\nUPGRADEFAIL\r\n";
 
-const QStringList conversationTold = {
+const QStringList expectedConversation = {
     "heartbeat",
     "version 1.15",
     "firmware-list {\"model\": \"a}\\\"{\",\n\n \"chips\": [{}]}",
@@ -94,15 +94,15 @@ class TestParser : public QObject
     Q_OBJECT
 
 private slots:
-    void everyKindOfReply() { QCOMPARE(parsed(conversation), conversationTold); }
+    void everyKindOfReply() { QCOMPARE(parsed(conversation), expectedConversation); }
 
     void cutAnywhere()
     {
         for (int cut = 0; cut <= conversation.size(); ++cut) {
             ReplyParser parser;
-            QStringList lines = told(parser.feed(conversation.left(cut)));
-            lines += told(parser.feed(conversation.mid(cut)));
-            QCOMPARE(lines, conversationTold);
+            QStringList lines = described(parser.feed(conversation.left(cut)));
+            lines += described(parser.feed(conversation.mid(cut)));
+            QCOMPARE(lines, expectedConversation);
             QCOMPARE(parser.pending(), 0);
         }
     }
@@ -112,8 +112,8 @@ private slots:
         ReplyParser parser;
         QStringList lines;
         for (const char byte : conversation)
-            lines += told(parser.feed(QByteArray(1, byte)));
-        QCOMPARE(lines, conversationTold);
+            lines += described(parser.feed(QByteArray(1, byte)));
+        QCOMPARE(lines, expectedConversation);
     }
 
     void bareLineFeeds()
@@ -121,21 +121,21 @@ private slots:
         QCOMPARE(parsed("HEARTBEAT\nVERSION||1\n"), QStringList({"heartbeat", "version 1"}));
     }
 
-    void wordsInTheMiddleAreNoKeys()
+    void wordsInTheMiddleAreNotKeys()
     {
         QCOMPARE(
             parsed("xHEARTBEAT\r\nHEARTBEATx\r\n UPGRADESUCCESS\r\n"),
             QStringList({"unknown xHEARTBEAT", "unknown HEARTBEATx", "unknown  UPGRADESUCCESS"}));
     }
 
-    void progressThatIsNoNumber_data()
+    void progressThatIsNotANumber_data()
     {
         QTest::addColumn<QByteArray>("text");
         for (const char *text : {"", "x", "nan", "inf", "-inf", "1e999", "1,5"})
             QTest::newRow(text) << QByteArray(text);
     }
 
-    void progressThatIsNoNumber()
+    void progressThatIsNotANumber()
     {
         QFETCH(QByteArray, text);
         ReplyParser parser;
@@ -159,19 +159,19 @@ private slots:
     {
         QByteArray wrongSum = enterAccepted;
         wrongSum[11] = 1;
-        const QByteArray behind = "HEARTBEAT\r\n";
-        QCOMPARE(parsed("UpgradeDatas||" + wrongSum + behind),
+        const QByteArray next = "HEARTBEAT\r\n";
+        QCOMPARE(parsed("UpgradeDatas||" + wrongSum + next),
                  QStringList({"unknown " + wrongSum.toHex(' '), "heartbeat"}));
         const QByteArray longLength = QByteArray::fromHex("ab5ba5ffff");
-        QCOMPARE(parsed("UpgradeDatas||" + longLength + behind),
+        QCOMPARE(parsed("UpgradeDatas||" + longLength + next),
                  QStringList({"unknown ab 5b a5 ff ff", "heartbeat"}));
         const QByteArray shortLength = QByteArray::fromHex("ab5ba50400");
-        QCOMPARE(parsed("UpgradeDatas||" + shortLength + behind),
+        QCOMPARE(parsed("UpgradeDatas||" + shortLength + next),
                  QStringList({"unknown ab 5b a5 04 00", "heartbeat"}));
         const QByteArray ordinary = mcu::buildFrame(0xAB, {}, 0x7901, "xyz");
-        QCOMPARE(parsed("UpgradeDatas||" + ordinary + behind),
+        QCOMPARE(parsed("UpgradeDatas||" + ordinary + next),
                  QStringList({"unknown " + ordinary.toHex(' '), "heartbeat"}));
-        QCOMPARE(parsed("UpgradeDatas||bogus\r\n" + behind),
+        QCOMPARE(parsed("UpgradeDatas||bogus\r\n" + next),
                  QStringList({"unknown bogus", "heartbeat"}));
     }
 
@@ -188,10 +188,10 @@ private slots:
         ReplyParser parser(limit);
         QStringList lines;
         for (int i = 0; i < 1000; ++i) {
-            lines += told(parser.feed(QByteArray(777, 'x')));
+            lines += described(parser.feed(QByteArray(777, 'x')));
             QVERIFY(parser.pending() <= limit);
         }
-        lines += told(parser.feed("\r\nHEARTBEAT\r\n"));
+        lines += described(parser.feed("\r\nHEARTBEAT\r\n"));
         QCOMPARE(lines, QStringList({"overlong", "heartbeat"}));
         const QByteArray inOnePiece = QByteArray(limit + 1, 'x') + "\r\nHEARTBEAT\r\n";
         QCOMPARE(parsed(inOnePiece, limit), QStringList({"overlong", "heartbeat"}));

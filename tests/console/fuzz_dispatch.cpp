@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The whole console server: a client sends what the input holds, in the pieces that it gives, and
-// is gone. The engine behind it is the real one, with a package that it lists and refuses to send.
+// The whole console server: a client sends the bytes of the input in the pieces that the input
+// defines, and disconnects. The server uses the real engine, with a package that the engine lists
+// and refuses to send.
 #include "ConsoleBench.h"
 
 #include "protocol/ConsoleTexts.h"

@@ -191,7 +191,7 @@ void TestRequests::edidTexts_data()
     QTest::newRow("empty") << "PARSEEDID||" << true << "";
     QTest::newRow("none") << "PARSEEDID" << false << "";
     QTest::newRow("two") << "PARSEEDID||00||FF" << false << "";
-    QTest::newRow("word behind") << "00||PARSEEDID" << true << "PARSEEDID";
+    QTest::newRow("word last") << "00||PARSEEDID" << true << "PARSEEDID";
 }
 
 void TestRequests::edidTexts()

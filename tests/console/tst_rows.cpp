@@ -47,7 +47,7 @@ void TestRows::rows_data()
     row("chip type beyond a byte", package({chip("257", "513", "X")}), {"X,0,1"});
     row("negative", package({chip("-1", "-2", "X")}), {"X,254,254"});
     row("no numbers", package({chip("abc", "", "X")}), {"X,-1,0"});
-    row("hexadecimal is no number", package({chip("0x10", "1e1", "X")}), {"X,-1,0"});
+    row("hexadecimal is not a number", package({chip("0x10", "1e1", "X")}), {"X,-1,0"});
     row("numbers instead of texts",
         R"({"chips": [{"chip_type": 3, "chip_quanity": 1, "mcus": [{"pcbs": [{"name": 5}]}]}]})",
         {",-1,0"});
@@ -61,7 +61,7 @@ void TestRows::rows_data()
         {"MAIN MCU,0,1"});
     row("strange entries", R"({"chips": [1, "x", null, [], {"mcus": 5}, {"mcus": [{"pcbs": 1}]}]})",
         {});
-    row("chips is no list", R"({"chips": {"chip_type": "1"}})", {});
+    row("chips is not a list", R"({"chips": {"chip_type": "1"}})", {});
     row("no chips", R"({"model": "M"})", {});
     row("list at the top", R"([{"chips": []}])", {});
     row("an error text", "ERROR:Firmware file is not exist.", {});

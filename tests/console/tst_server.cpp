@@ -562,7 +562,7 @@ void TestServer::repliesFollowTheLastRequester()
     QTRY_COMPARE(second.received(), QByteArray("HEARTBEAT\r\n"));
     bench.report({"two"});
     QTRY_COMPARE(second.received(), QByteArray("HEARTBEAT\r\nUPGRADELOG||two\r\n"));
-    // A fragment is no request.
+    // A fragment is not a request.
     first.send("UpgradeDatas||RebootDone\r\n");
     QTRY_VERIFY(second.received().endsWith("UpgradeDatas||WriteIsUgradingFalse"));
     QCOMPARE(first.received(), QByteArray("HEARTBEAT\r\nUPGRADELOG||one\r\n"));

@@ -32,7 +32,7 @@ private slots:
     void losesOnlyTheReply();
     void refusesOneBlock();
     void diesAtABlock();
-    void diesForEver();
+    void diesUntilPowerCycle();
     void neverReturns();
     void randomNoiseFollowsTheSeed();
     void refusesWrongText_data();
@@ -206,11 +206,11 @@ void TestFaults::diesAtABlock()
     QCOMPARE(test.ask(askProductId), QByteArray());
     test.now += std::chrono::seconds(2);
     QCOMPARE(test.ask(askProductId), QByteArray(productId));
-    // It has forgotten that it was being written.
+    // It has left update mode.
     QCOMPARE(test.ask(blockFrame(1, 0, 'b').toHex()), QByteArray("5b5ba508000000ffff01790322"));
 }
 
-void TestFaults::diesForEver()
+void TestFaults::diesUntilPowerCycle()
 {
     TestDevice test;
     test.addFault("die-at-block:block=0,count=once");

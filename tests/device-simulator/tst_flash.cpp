@@ -51,8 +51,8 @@ void TestFlash::judgesBlocks_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QString>("problem");
-    QTest::newRow("ahead") << payload(2, 0, 'x') << "block number 2, expected 1";
-    QTest::newRow("behind") << payload(0, 0, 'x') << "block number 0, expected 1";
+    QTest::newRow("number too high") << payload(2, 0, 'x') << "block number 2, expected 1";
+    QTest::newRow("number too low") << payload(0, 0, 'x') << "block number 0, expected 1";
     QTest::newRow("flags") << payload(1, 0x41, 'x') << "block flags 0x41, must be 0x00 or 0x40";
     QTest::newRow("short") << payload(1, 0, 'x').chopped(1)
                            << "block payload of 260 bytes, must be 261";

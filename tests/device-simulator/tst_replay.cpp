@@ -85,9 +85,9 @@ void TestReplay::namesWrongLines()
 {
     QFETCH(QByteArray, trace);
     QFETCH(QString, error);
-    QString told;
-    QVERIFY(!ReplayDevice::fromTrace(trace, &told));
-    QCOMPARE(told, error);
+    QString message;
+    QVERIFY(!ReplayDevice::fromTrace(trace, &message));
+    QCOMPARE(message, error);
 }
 
 AGENT_TEST(TestReplay)

@@ -20,7 +20,7 @@ def page(name):
 
 
 def blocks(text, kind):
-    """(the words behind the kind, the lines) of each fenced block of one kind."""
+    """(the words after the kind, the lines) of each fenced block of one kind."""
     found = re.findall(rf"^```{kind}(?: ([^\n]*))?\n(.*?)^```$", text, re.M | re.S)
     return [(words.split(), content.splitlines()) for words, content in found]
 

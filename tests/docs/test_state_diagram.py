@@ -29,7 +29,7 @@ class StateDiagram(unittest.TestCase):
         for text in texts:
             self.assertIn(f'| "{text}" |', page)
 
-    def test_page_shows_the_road_of_an_upgrade(self):
+    def test_page_shows_the_steps_of_an_upgrade(self):
         page = printed()
         for arrow in (
             "[*] --> s5900",

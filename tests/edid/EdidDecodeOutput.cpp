@@ -40,7 +40,7 @@ QString audioName(const QString &format)
         {"MAT (MLP):", "MAT(MLP)."},
         // All zeros; no details follow.
         {"Reserved (0x00)", "Refer to Stream Header."},
-        // Formats of the extended list, all behind code 15.
+        // Formats of the extended list, all with code 15.
         {"AC-4:", "Reserved."},
     };
     return names.value(format, format);

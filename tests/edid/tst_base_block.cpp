@@ -125,7 +125,7 @@ void TestBaseBlock::manufacturers_data()
     QTest::addColumn<QString>("letters");
     QTest::newRow("DEL") << QByteArray("10ac") << "DEL";
     QTest::newRow("the top bit does not count") << QByteArray("90ac") << "DEL";
-    QTest::newRow("zero is no letter") << QByteArray("0000") << "@@@";
+    QTest::newRow("zero is not a letter") << QByteArray("0000") << "@@@";
     QTest::newRow("above Z") << QByteArray("7fff") << "___";
     QTest::newRow("27 to 29") << QByteArray("6f9d") << "[\\]";
 }
@@ -151,7 +151,7 @@ void TestBaseBlock::productNames_data()
     QTest::newRow("only blanks are trimmed") << QByteArray("\tHX-8\r\n      ") << "\tHX-8\r";
     QTest::newRow("nul") << QByteArray("HX-8\0abcdefgh", 13) << "HX-8";
     QTest::newRow("all thirteen") << QByteArray("ABCDEFGHIJKLM") << "ABCDEFGHIJKLM";
-    QTest::newRow("not the byte behind") << QByteArray("ABCDEFGHIJKLMN") << "ABCDEFGHIJKLM";
+    QTest::newRow("not the byte after them") << QByteArray("ABCDEFGHIJKLMN") << "ABCDEFGHIJKLM";
     QTest::newRow("blanks alone") << QByteArray("             ") << "";
     QTest::newRow("empty") << QByteArray("\n            ") << "";
     QTest::newRow("Latin-1") << QByteArray("\xc4rger\xff\n     ") << QString::fromUtf8("Ärgerÿ");
@@ -182,7 +182,7 @@ void TestBaseBlock::productNameIsTheFirst()
     QCOMPARE(identificationOf(two), QString("DEL,FIRST,DVI,"));
     QCOMPARE(linesOf(two).filter("Display Product Name:").size(), 1);
 
-    // A third byte other than 0, and a tag of the extension's, are no name.
+    // A descriptor whose third byte is not 0, or one in the extension, is not a name.
     DumpBuilder none;
     none.set(54, "000001fc00414243").set(128 + 54, name("EXTENSION\n   "));
     QCOMPARE(identificationOf(none), QString("DEL,,DVI,"));

@@ -203,7 +203,7 @@ void TestExtension::shortVideoCodes()
 
 void TestExtension::firstVideoBlock()
 {
-    // Two of them behind an audio block: the second is left out of the list and of the count.
+    // Two video blocks after an audio block: the second is neither listed nor counted.
     QCOMPARE(
         linesOf("23090707"
                 "429004"
@@ -355,7 +355,7 @@ void TestExtension::blocksAreClipped()
     const QByteArray audio = "26090707150700";
     QCOMPARE(itemsOf(DumpBuilder().extension(audio).timingsStart(10))[2], QString("LPCM. 2CH,"));
     QCOMPARE(itemsOf(DumpBuilder().extension(audio).timingsStart(5))[2], QString());
-    // The last block reaches into the checksum and beyond, which are no data.
+    // The last block extends to the checksum and beyond, which are not data.
     DumpBuilder atEnd;
     atEnd.extension().set(130, "ff");
     for (int offset = 4; offset < 124; offset += 4)
@@ -369,7 +369,7 @@ void TestExtension::hdmiIdentification_data()
     QTest::addColumn<QByteArray>("blocks");
     QTest::addColumn<QString>("kind");
     QTest::newRow("alone") << QByteArray("63030c00") << "HDMI";
-    QTest::newRow("behind another vendor") << QByteArray("63d85dc463030c00") << "HDMI";
+    QTest::newRow("after another vendor") << QByteArray("63d85dc463030c00") << "HDMI";
     QTest::newRow("another vendor") << QByteArray("67d85dc401788003") << "DVI";
     QTest::newRow("another tag") << QByteArray("83030c00") << "DVI";
     QTest::newRow("too short for an identifier") << QByteArray("62030c00") << "DVI";
@@ -436,7 +436,7 @@ void TestExtension::hdmiBlocks()
     QFETCH(QByteArray, blocks);
     QFETCH(QStringList, lines);
     QStringList middle = middleLines(blocks);
-    // A row with a video block behind has its line in front of the others.
+    // A row that ends with a video block has the line of that block first.
     if (blocks.endsWith("410f"))
         middle.removeFirst();
     QCOMPARE(middle, lines);

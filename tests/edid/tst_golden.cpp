@@ -31,8 +31,8 @@ QString transcript(const Outcome &outcome)
 } // namespace
 
 /**
- * The whole report of every real display. With EDID_GOLDEN_UPDATE=1 in the environment the files
- * are written anew, to be read through before they are committed, and the test fails.
+ * The whole report of every real display. With EDID_GOLDEN_UPDATE=1 in the environment the test
+ * writes the files and fails; read them before you commit them.
  */
 class TestGolden : public QObject
 {
@@ -63,7 +63,7 @@ void TestGolden::reports()
     if (qEnvironmentVariableIsSet("EDID_GOLDEN_UPDATE")) {
         QVERIFY(golden.open(QIODevice::WriteOnly));
         golden.write(written);
-        QFAIL("golden report written anew");
+        QFAIL("golden report written");
     }
     QVERIFY2(golden.open(QIODevice::ReadOnly), qPrintable(golden.fileName()));
     QCOMPARE(written, golden.readAll());

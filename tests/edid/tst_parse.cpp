@@ -38,7 +38,7 @@ class TestParseEdid : public QObject
 private slots:
     void signalsInOrder();
     void emitsOnce();
-    void everyParseStartsAnew();
+    void parsesAreIndependent();
     void reportAloneDoesNotCheck();
     void autoTimingVariant();
     void autoTimingHeaderError();
@@ -79,7 +79,7 @@ void TestParseEdid::emitsOnce()
     QCOMPARE(edid.identification(), QString("GSM,LG TV,HDMI,"));
 }
 
-void TestParseEdid::everyParseStartsAnew()
+void TestParseEdid::parsesAreIndependent()
 {
     const QByteArray first = realDump("v4l-lg-oled-c9-hdmi");
     const QByteArray second = realDump("v4l-sony-gdmf520-vga");

@@ -25,8 +25,8 @@ const Kind kinds[] = {
     {Trouble::Duplicate, "twice", {1}},
     {Trouble::DuplicateApart, "twice, in two chunks", {1}},
     {Trouble::SingleBytes, "in single bytes", {1}},
-    {Trouble::Noise, "behind noise", {1}},
-    {Trouble::Echo, "behind an echo", {1}},
+    {Trouble::Noise, "after noise", {1}},
+    {Trouble::Echo, "after an echo", {1}},
     {Trouble::Unplugged, "unplugged", {1}},
     {Trouble::PowerCut, "power cut", {1, 2}},
 };

@@ -30,7 +30,7 @@ enum class Trouble {
     WrongAddress,
     /** The reply breaks off in its middle. */
     Half,
-    /** The reply comes behind the retry, before that one's own. */
+    /** The reply comes after the retry, before the reply to the retry. */
     Late,
     /** The same, both in one chunk. */
     LateMerged,
@@ -51,10 +51,10 @@ enum class Trouble {
 /** One command of a chain, at one row of it. */
 struct Command
 {
-    /** The word in hexadecimal; a block has its number behind it, as in "7901:2", and the two
-     *  polls have "main" and "system". */
+    /** The word in hexadecimal; a block is followed by its number, as in "7901:2", the two
+     *  polls by "main" and "system". */
     QString word;
-    /** -1 for what the device does as a whole. */
+    /** -1 for commands to the whole device. */
     int row = -1;
 };
 
@@ -64,7 +64,7 @@ struct Disturbance
     Chain chain = Chain::Upgrade;
     Command command;
     Trouble trouble = Trouble::None;
-    /** How many times in a row the command is met. */
+    /** How many times in a row the command is disturbed. */
     int times = 1;
 
     QString name() const;

@@ -92,9 +92,9 @@ public:
     bool run(const QStringList &rows, int mode);
     /** Forgets what was said and sent so far. */
     void clear();
-    /** Waits until the engine has nothing in flight any more. */
+    /** Waits until the engine is idle. */
     bool waitForEnd(int milliseconds = 20'000);
-    /** The command words of all frames sent, in hexadecimal; a block has its number behind it. */
+    /** The command words of all frames sent, in hexadecimal; a block is followed by its number. */
     QStringList sentWords() const;
     /** One frame's word in that form. */
     static QString wordOf(const QByteArray &frame);

@@ -75,7 +75,7 @@ EngineModel::Verdict EngineModel::judge(const QString &word, const ModelReply &r
     return refused ? Verdict::Refusal : isShort ? Verdict::Short : Verdict::Answer;
 }
 
-void EngineModel::sendOrTell(const QString &word, int row)
+void EngineModel::sendOrReportLoss(const QString &word, int row)
 {
     if (m_line.send(word, row))
         return;
@@ -85,7 +85,7 @@ void EngineModel::sendOrTell(const QString &word, int row)
 
 EngineModel::Verdict EngineModel::exchange(const QString &word, int row)
 {
-    sendOrTell(word, row);
+    sendOrReportLoss(word, row);
     const auto reply = m_line.receive(word, row);
     if (!reply)
         return Verdict::Silence;
@@ -165,7 +165,7 @@ bool EngineModel::readRowPart(int row, const QString &word, const QString &what,
         const bool givesUp = attempt == tries;
         const QString then = givesUp ? QStringLiteral("check the next mcu.")
                                      : QStringLiteral("retry %1.").arg(attempt);
-        // The first read behind a virtual version that was given up has a stray full stop.
+        // After a failed virtual version, the first read has an additional full stop.
         const bool hasStop =
             m_virtualVersionGivenUp && row == 0 && !givesUp && word == QLatin1String("F900");
         say(QStringLiteral("Read the %1 information of '%2'%3 fail, %4")
@@ -311,7 +311,7 @@ bool EngineModel::enterUpdateMode(int row)
     return false;
 }
 
-/** Each block three times. Behind an acknowledgement the rest of its chunk is dropped. */
+/** Each block up to three times. After an acknowledgement the rest of its chunk is dropped. */
 bool EngineModel::writeBlocks(int row)
 {
     for (int block = 0; block < matrix::blocksPerImage; ++block) {

@@ -44,7 +44,7 @@ private:
 
     Verdict exchange(const QString &word, int row = -1);
     static Verdict judge(const QString &word, const ModelReply &reply);
-    void sendOrTell(const QString &word, int row);
+    void sendOrReportLoss(const QString &word, int row);
     void fail(const QString &status, int row);
     void say(const QString &line);
     QString name(int row) const;

@@ -123,7 +123,7 @@ std::optional<ModelReply> LineModel::receive(const QString &word, int row)
         // An acknowledgement does not say which block it is for.
         const bool answers = isBlock ? first.word.startsWith(QLatin1String("7901"))
                                      : first.word.section(' ', 0, 0) == word.section(' ', 0, 0);
-        // Only a good reply has room for the chip that it is for.
+        // Only a reply with data contains the chip that it is for.
         const bool isAnothers = echoesRow && first.worth == Worth::Good && first.row != row;
         if (answers && !isAnothers) {
             m_takenChunk = first.chunk;

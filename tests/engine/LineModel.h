@@ -13,15 +13,15 @@ struct ModelReply
     QString word;
     int row = -1;
     Worth worth = Worth::Good;
-    /** Bytes that arrive together bear the same number. */
+    /** Bytes that arrive together have the same number. */
     int chunk = 0;
 };
 
 /**
- * The line and the device of the failure matrix, thought of as a queue of replies. It knows what
- * the trouble of one case does to the replies, and of the device only its flashes: whether they
- * take a block. The engine that waits at the other end takes the first reply with the word it
- * waits for and drops what stands before it.
+ * The line and the device of the failure matrix, modelled as a queue of replies. It models what the
+ * trouble of one case does to the replies; of the device it models only whether the flashes accept
+ * a block. The engine takes the first reply with the word that it waits for and drops the replies
+ * before it.
  */
 class LineModel
 {

@@ -140,7 +140,7 @@ QStringList MatrixFixture::lines() const
             kept.append(line);
         ended = line.contains(QLatin1String("APPSTATUS|"));
     }
-    // The other two chains are asked for behind the connect, which has no part in them.
+    // The other two chains start after the connect, which is not a part of them.
     return isUpgrade() ? kept : kept.mid(1);
 }
 
@@ -223,15 +223,15 @@ QList<QByteArray> MatrixFixture::troubled(const QByteArray &frame)
         break;
     }
     const QByteArray reply = m_scenario.link->deviceAnswer(frame);
-    QByteArray spoiled = reply;
+    QByteArray corrupted = reply;
     switch (m_disturbance.trouble) {
     case Trouble::LostReply:
         return {};
     case Trouble::Short:
         return {mcu::buildFrame(mcu::replyStart, {}, word)};
     case Trouble::BadChecksum:
-        spoiled[spoiled.size() - 1] = char(spoiled.at(spoiled.size() - 1) + 1);
-        return {spoiled};
+        corrupted[corrupted.size() - 1] = char(corrupted.at(corrupted.size() - 1) + 1);
+        return {corrupted};
     case Trouble::WrongWord:
         return {otherWord(reply)};
     case Trouble::WrongAddress:

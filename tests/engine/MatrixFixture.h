@@ -12,13 +12,13 @@ public:
 
     /** Runs the chain to its end. False when it does not end, or leaves something in flight. */
     bool run();
-    /** An undisturbed upgrade behind it; every row must be written. */
+    /** An undisturbed upgrade after it; every row must be written. */
     bool upgradeAgain();
 
     bool isUpgrade() const;
 
-    /** The transcript. An erasing line behind the end of a failed run is left out: it comes from
-     *  the progress going back to 0 and says nothing. */
+    /** The transcript. It omits an erasing line after the end of a failed run, which only results
+     *  from the progress going back to 0. */
     QStringList lines() const;
     QStringList frames() const;
     QString results() const { return m_scenario.results(matrix::rowCount); }

@@ -28,7 +28,7 @@ constexpr int shortImage = 100;
 constexpr int mostTimers = 10'000;
 constexpr int mostLines = 50'000;
 
-/** One image of each chip type, so that the type tells what must have been written. */
+/** One image of each chip type, so that the type determines what must have been written. */
 QByteArray imageFor(int chipType)
 {
     switch (chipType) {
@@ -231,7 +231,7 @@ bool ScriptedEngine::claimIsTrue(const QString &row)
     }
     if (!m_witness.isComplete())
         return false;
-    // Behind a file the rows of the run before go on.
+    // After a single file, the rows of the earlier run continue.
     if (!m_fileImage.isEmpty() && m_witness.holds(m_fileImage))
         return true;
     const QStringList fields = row.split(QLatin1Char(','));

@@ -25,10 +25,10 @@ QByteArray makePackage(const QVector<TestImage> &images,
                        const QString &model = QStringLiteral("HX-8"),
                        const QString &release = QStringLiteral("1.0.12"));
 
-/** Image bytes that tell every block from every other. */
+/** Image bytes in which every block is different. */
 QByteArray patternImage(int size, int seed = 1);
 
-/** The package with its version bytes replaced and its checksum made right again. */
+/** The package with other version bytes and a correct checksum. */
 QByteArray withVersion(QByteArray package, int version);
-/** Any bytes behind eight places for the checksum that fits them. */
+/** The bytes, preceded by their checksum in eight places. */
 QByteArray withChecksum(const QByteArray &body);

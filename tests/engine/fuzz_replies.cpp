@@ -62,7 +62,7 @@ QByteArray anyStatus(ScriptedEngine &fixture, FuzzInput &input)
     return mcu::buildStatusFrame(mcu::replyStart, {}, word, input.below(4));
 }
 
-QByteArray spoiled(QByteArray bytes, FuzzInput &input)
+QByteArray corrupted(QByteArray bytes, FuzzInput &input)
 {
     switch (input.below(5)) {
     case 0:
@@ -89,7 +89,7 @@ const Step steps[] = {
     [](ScriptedEngine &fixture, FuzzInput &input) { fixture.deliver(anyFrame(fixture, input)); },
     [](ScriptedEngine &fixture, FuzzInput &input) { fixture.deliver(anyStatus(fixture, input)); },
     [](ScriptedEngine &fixture, FuzzInput &input) { fixture.deliver(anyStatus(fixture, input) + anyFrame(fixture, input)); },
-    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.answer([&](const QByteArray &bytes) { return spoiled(bytes, input); }); },
+    [](ScriptedEngine &fixture, FuzzInput &input) { fixture.answer([&](const QByteArray &bytes) { return corrupted(bytes, input); }); },
     [](ScriptedEngine &fixture, FuzzInput &) { fixture.loseAnswers(); },
     [](ScriptedEngine &fixture, FuzzInput &input) { fixture.advance(std::chrono::seconds(1 + input.below(64))); },
     [](ScriptedEngine &fixture, FuzzInput &input) { fixture.failWrites(input.below(8)); },

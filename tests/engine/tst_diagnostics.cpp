@@ -93,11 +93,11 @@ void TestDiagnostics::wrongChecksum()
     const Switched log("agent.engine");
     fixture.engine->slotConnect(QStringLiteral("ttyS2"));
     fixture.engine->send(0xF903);
-    QByteArray spoiled = mcu::buildFrame(mcu::replyStart, {}, 0xF903, "HX-8");
-    const char right = spoiled.at(spoiled.size() - 1);
-    spoiled[spoiled.size() - 1] = char(right + 1);
+    QByteArray corrupted = mcu::buildFrame(mcu::replyStart, {}, 0xF903, "HX-8");
+    const char right = corrupted.at(corrupted.size() - 1);
+    corrupted[corrupted.size() - 1] = char(right + 1);
     log.recorder.take();
-    fixture.link->receive(spoiled);
+    fixture.link->receive(corrupted);
     QCOMPARE(log.recorder.take().filter(QStringLiteral("checksum")),
              QStringList{"D checksumError"});
     fixture.link->receive(QByteArray(1, char(right + 2)));

@@ -53,7 +53,7 @@ QString described(const RunMcu &mcu)
         .arg(mcu.name, mcu.chipType, mcu.chipIndex, mcu.runs, mcu.offered);
 }
 
-/** All that an event tells, but for its times. */
+/** All values of an event except its times. */
 QString described(const RunEvent &event)
 {
     const QString verdict = event.success ? "well" : "badly";
@@ -171,7 +171,7 @@ void TestEvents::rowsWithoutImage()
         sameTranscript(fixture.events.filter(QRegularExpression("^(skipped|ended)")),
                        {"skipped MAIN 0,0 1.0.0>1.1.0 no_image", "skipped AUX 1,0 1.0.0> no_match",
                         "skipped NONE 7,0 > no_firmware", "ended well 6: 0 0 3"}));
-    // Rows that nobody has completed.
+    // Incomplete rows.
     fixture.events.clear();
     QVERIFY(fixture.harness.run({"bad", "short,1"}, 1));
     QVERIFY(sameTranscript(fixture.events,
@@ -328,18 +328,18 @@ void TestEvents::nothingOutsideOfRuns()
 
 void TestEvents::reporterOutsideOfRuns()
 {
-    QStringList told;
-    RunReporter reporter([&told](const RunEvent &event) { told.append(described(event)); });
+    QStringList events;
+    RunReporter reporter([&events](const RunEvent &event) { events.append(described(event)); });
     reporter.skip({}, "bad_row");
     reporter.write({}, 1);
     reporter.written(true);
-    QCOMPARE(told, QStringList());
+    QCOMPARE(events, QStringList());
     reporter.begin();
     reporter.written(true); // nothing is being written
-    QCOMPARE(told, QStringList("begun"));
+    QCOMPARE(events, QStringList("begun"));
 }
 
-/** Behind a run that has failed at its first row, a list that cannot be had shows progress. */
+/** After a run that failed at its first row, a failing list still reports progress. */
 void TestEvents::listingOnAnotherThread()
 {
     Fixture fixture(twoImages());

@@ -34,7 +34,7 @@ private slots:
     void longPayloads_data();
     void longPayloads();
     void statusFrames();
-    void sendFailureTellsOfTheLostLink();
+    void sendFailureReportsTheLostLink();
     void writeFailureHasWords();
     void withoutAnyLink();
     void noReplyIsAwaitedBeforeASend();
@@ -209,8 +209,8 @@ void TestFrames::statusFrames()
     QCOMPARE(fixture.last().toHex(), QByteArray("5b5ba508000000ffff00790026"));
 }
 
-/** Every send that the link refuses says that the link is gone, and nothing more. */
-void TestFrames::sendFailureTellsOfTheLostLink()
+/** Every send that the link refuses reports only that the link is lost. */
+void TestFrames::sendFailureReportsTheLostLink()
 {
     Fixture fixture;
     fixture.link->unplug();

@@ -64,7 +64,7 @@ void TestGuard::endsEveryWait_data()
         QTest::newRow(qPrintable(QStringLiteral("frame %1 (%2)").arg(at).arg(words.at(at)))) << at;
 }
 
-/** The device falls silent, and no time-out of any command would ever tell. */
+/** The device stops answering, and no time-out of a command is short enough to notice. */
 void TestGuard::endsEveryWait()
 {
     QFETCH(int, at);
@@ -91,7 +91,7 @@ void TestGuard::isStoppedWithTheRun()
     fixture.setPackage(makePackage(images));
     QVERIFY(fixture.run(rows, 2));
     const QStringList lines = fixture.lines;
-    // A command of somebody else's starts no guard and ends in nothing.
+    // A command outside of a run starts no guard and has no further effect.
     fixture.engine->send(0xF903);
     QVERIFY(fixture.engine->timersIdle());
     settle();

@@ -171,7 +171,7 @@ void TestLink::closes()
     QVERIFY(!fixture.link->isOpen());
 }
 
-/** The run is not told of the failed open; it goes its way and ends by its time-outs. */
+/** The failed open does not end the run; the run continues and ends by its time-outs. */
 void TestLink::runWithoutAPort()
 {
     Fixture fixture;
@@ -225,7 +225,7 @@ void TestLink::readNeedsALink()
     fixture.engine->getProductInfo();
     QCOMPARE(fixture.lines, refusedRead);
     fixture.engine->slotConnect(QStringLiteral("ttyS2"));
-    // Told from another thread to close, before the request itself arrives.
+    // Another thread requests the close before the queued request arrives.
     fixture.engine->requestDisconnect();
     fixture.clear();
     fixture.engine->getProductInfo();

@@ -272,7 +272,7 @@ void TestMainMcu::systemNeverComesBack()
                        {"Send reboot command.", "Start to reboot, please wait.", "Read product ID.",
                         "Read product ID fail, retry 1.", "Read product ID fail, retry 2.",
                         "Systerm run fail.", "APPSTATUS|5", "Erasing..."}));
-    // Behind the last row there is no row to fail: what was written stays written.
+    // After the last row there is no row to fail: the written rows keep their results.
     QCOMPARE(fixture.results(1), QString("1"));
 }
 

@@ -47,7 +47,7 @@ const QStringList commands{
 
 } // namespace
 
-/** The road of NET images, with a shell that only remembers. */
+/** NET images, with a shell that only records its commands. */
 class TestNet : public QObject
 {
     Q_OBJECT
@@ -292,7 +292,7 @@ void TestNet::deviceImageFillsTheDisk()
                             QByteArray::fromHex("020000") + image.mid(500, 900));
     }
     QCOMPARE(fixture.statusFrames(), QByteArray("017900 017900 017903"));
-    // The block may come again when there is room.
+    // The device may send the block again when there is free space.
     fixture.deviceSends(command::writeBlock, QByteArray::fromHex("020000") + image.mid(500, 900));
     QCOMPARE(fixture.statusFrames(), QByteArray("017900 017900 017903 017900"));
     QCOMPARE(fixture.content(fixture.archivePath), archive.left(1400 - net::archiveOffset));
@@ -329,7 +329,7 @@ void TestNet::ordinaryFramesAreNone()
     QVERIFY(!QFile::exists(fixture.archivePath));
 }
 
-/** Nobody would ask again: the link is closed, the run has failed. */
+/** No retry follows: the link is closed, the run has failed. */
 void TestNet::statusThatCannotBeSent()
 {
     Fixture fixture;

@@ -90,7 +90,7 @@ private slots:
     void listsAnUnreadableFile();
     void failedListMarksTheRows();
     void failedListKeepsNothing();
-    void listTellsTheFirmware();
+    void listReturnsTheFirmware();
     void listDuringARunIsQuiet();
     void runUsesItsOwnPackage();
     void descriptionIsKeptForTheRun();
@@ -202,7 +202,7 @@ void TestPackages::fileScheme()
 {
     Scenario scenario(chips, images);
     scenario.engine->slotConnect(QStringLiteral("ttyS2"));
-    // Three slashes belong to the scheme; the path's own comes behind them.
+    // Three slashes belong to the scheme; the slash of the path follows.
     const QString url = QStringLiteral("file:///") + scenario.packagePath();
     scenario.engine->uploadByMergeFW(url, rows, 2);
     QVERIFY(scenario.waitForEnd());
@@ -325,7 +325,7 @@ void TestPackages::failedListKeepsNothing()
     QVERIFY(scenario.engine->getFWInfoByChipType(1).isEmpty());
 }
 
-void TestPackages::listTellsTheFirmware()
+void TestPackages::listReturnsTheFirmware()
 {
     Scenario scenario(chips, images);
     const QString json = scenario.engine->getMergeFWJSON(scenario.packagePath());
@@ -363,7 +363,7 @@ void TestPackages::listDuringARunIsQuiet()
                                     "ERROR:Firmware file is not exist."}));
 }
 
-/** Nobody listed the package before, or another one: the run reads its own. */
+/** The run reads its own package, whether or not another one was listed before. */
 void TestPackages::runUsesItsOwnPackage()
 {
     Scenario scenario(chips, {});

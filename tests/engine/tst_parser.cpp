@@ -148,7 +148,7 @@ void TestParser::noise_data()
     QTest::newRow("length 4") << QByteArray::fromHex("5b5ba50400");
     QTest::newRow("length FFFF") << QByteArray::fromHex("5b5ba5ffff");
     QTest::newRow("length beyond the buffer") << QByteArray::fromHex("5b5ba5fc0f");
-    QTest::newRow("length 0 and much behind it")
+    QTest::newRow("length 0 and many bytes after it")
         << QByteArray::fromHex("5b5ba50000") + QByteArray(2000, 'x');
 }
 
@@ -373,7 +373,7 @@ void TestParser::textModeIsBounded()
         QVERIFY(line.size() <= 64 * 1024 + 4096);
 }
 
-/** What comes behind a failed run starts nothing any more. */
+/** A reply after a failed run has no effect. */
 void TestParser::replyAfterTheRun()
 {
     Fixture fixture;
@@ -391,7 +391,7 @@ void TestParser::replyAfterTheRun()
     QCOMPARE(fixture.sentText(), sent);
 }
 
-/** Frames before any command was sent, although somebody set the flag. */
+/** Frames before any command was sent, although the flag is set. */
 void TestParser::unknownMode()
 {
     Fixture fixture;

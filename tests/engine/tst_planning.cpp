@@ -32,7 +32,7 @@ private slots:
     void noFirmwareForTheChip();
     void otherSpecialityIsSilent();
     void fieldTwoIsTheChipIndex();
-    void rowNumberIsNoChipIndex();
+    void rowNumberIsNotTheChipIndex();
     void sameRowTwice();
     void manyRows();
     void hundredThousandRows();
@@ -186,7 +186,7 @@ void TestPlanning::noFirmwareForTheChip()
     QCOMPARE(scenario.progress.first(), 50.0);
 }
 
-/** Firmware for the chip, but for another board: told by the result alone. */
+/** Firmware for the chip, but for another board: only the result shows it. */
 void TestPlanning::otherSpecialityIsSilent()
 {
     TestImage other = testImage("AUX", 1, {9, 0, 0}, 2);
@@ -219,7 +219,7 @@ void TestPlanning::fieldTwoIsTheChipIndex()
     QCOMPARE(main.with("restarting").size(), 1);
 }
 
-void TestPlanning::rowNumberIsNoChipIndex()
+void TestPlanning::rowNumberIsNotTheChipIndex()
 {
     Scenario scenario({testChip("A", 1, 1, "1.0.0"), testChip("B", 2, 0, "1.0.0")},
                       {testImage("A", 1, {2, 0, 0}), testImage("B", 2, {2, 0, 0})});

@@ -246,7 +246,7 @@ void TestProductInfo::virtualVersion_data()
                                   << retry1 + retry2 + success;
     QTest::newRow("silent") << "silent:word=virtual-version" << retry1 + retry2 + givenUp;
     QTest::newRow("refused") << "refuse:word=virtual-version" << retry1 + retry2 + givenUp;
-    // It only informs: a malformed answer is told, and the reads go on.
+    // The version is only shown: a malformed answer is reported, and the reads continue.
     QTest::newRow("malformed") << "short:word=virtual-version"
                                << QStringList{"Read virtual version error."};
 }
@@ -257,7 +257,7 @@ void TestProductInfo::virtualVersion()
     QFETCH(QStringList, said);
     Fixture fixture;
     fixture.addFault(fault);
-    // The first read behind it has retries with words of their own when it was given up.
+    // After a failed virtual version, the retries of the next read have other texts.
     fixture.addFault(QStringLiteral("silent:count=twice,word=bootcode,type=0"));
     QVERIFY(fixture.read());
     QVERIFY(fixture.report().startsWith(heading + device));
@@ -336,7 +336,7 @@ void TestProductInfo::writeFails_data()
         QTest::newRow(fault) << QString::fromLatin1(fault);
 }
 
-/** One row's failure is its own; behind the last row nothing fires any more. */
+/** A row's failure affects only this row; after the last row no timer is active. */
 void TestProductInfo::writeFails()
 {
     QFETCH(QString, fault);

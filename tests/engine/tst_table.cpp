@@ -435,7 +435,7 @@ void TestTable::countersAreFreshEverywhere()
         for (const char *chip : {",type=0", ",type=1"})
             scenario.addFault(twice + QLatin1String(word) + QLatin1String(chip));
     }
-    // One main MCU restart and one reboot are polled, each twice in vain.
+    // One main MCU restart and one reboot are polled, each twice without success.
     scenario.addFault(twice + QStringLiteral("product-id"));
     scenario.addFault(twice + QStringLiteral("product-id,skip=3"));
     const bool refusesByStatus = fault == QLatin1String("refuse");

@@ -256,7 +256,7 @@ void TestTransfer::deviceResetsInMidImage_data()
         QTest::newRow(qPrintable(QString::number(block))) << block;
 }
 
-/** It has forgotten its update mode: the block is lost, then refused, and the image starts anew. */
+/** The device has left update mode: the block is lost, then refused, and the image starts again. */
 void TestTransfer::deviceResetsInMidImage()
 {
     QFETCH(int, block);
@@ -273,7 +273,7 @@ void TestTransfer::deviceResetsInMidImage()
     QCOMPARE(fixture.device.chip(1, 0)->flash.completedImages(), 1);
 }
 
-/** Such an image has no last block, so nobody ever says that it is complete. */
+/** Such an image has no last block, so no answer ever reports that it is complete. */
 void TestTransfer::shortImageEndsByTheGuard()
 {
     Fixture fixture(100, 0, EngineHarness::withShortGuard());
@@ -399,7 +399,7 @@ void TestTransfer::file()
              QStringList({"Send 'Enter F/W Upgrade Mode' command to ''.",
                           "'' Enter 'F/W Update Mode' success.", "Erasing...",
                           "Erase success.\r\nWriting...", "Write firmware '' success."}));
-    // Behind the image the device is rebooted, as at the end of any run.
+    // After the image the device is rebooted, as at the end of any run.
     QCOMPARE(fixture.device.rebootCount(), 1);
     QVERIFY(fixture.succeeded());
 }

@@ -10,7 +10,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-/** What a program left behind. */
+/** The result of a program: exit status, standard output and standard error. */
 struct Ran
 {
     int status = -1;

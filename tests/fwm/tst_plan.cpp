@@ -182,7 +182,7 @@ void TestPlan::device()
     m_fwm->write("d.json", deviceFile("HX-8", R"("version":"9.0.0","bootcode":true)"));
     const Ran ran = m_fwm->run({"plan", "p.fwm", "--device", "d.json"});
     QCOMPARE(ran.status, 0);
-    // A main MCU in its bootcode tells no version and gets its image.
+    // A main MCU in its bootcode reports no version and gets its image.
     QVERIFY(ran.out.contains("MAIN: send version 1.2.0"));
     QVERIFY(ran.out.contains("The main MCU runs its bootcode: it has its turn before"));
     QVERIFY(ran.out.contains("FPGA: leave as it is"));

@@ -48,7 +48,7 @@ void TestReading::goldenPackages_data()
         "description-schema@15 description-schema@15");
     row("empty", 7, 7, "not-a-package@8");
     row("checksum-text-only", 7, 7, "not-a-package@8");
-    row("one-byte-behind-the-checksum", 7, 7, "not-a-package@8");
+    row("one-byte-after-the-checksum", 7, 7, "not-a-package@8");
     row("no-magic", 7, 7, "not-a-package@8");
     row("head-cut-in-version", 7, 7, "bad-head@11");
     row("head-cut-in-json-length", 7, 7, "bad-head@11");

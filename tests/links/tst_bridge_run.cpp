@@ -17,7 +17,7 @@ using platform::TimeOuts;
 
 namespace {
 
-/** A simulated device behind a real serial port. */
+/** A simulated device on a real serial port. */
 class PtyDevice : public QObject
 {
 public:
@@ -99,7 +99,7 @@ struct Fixture
 
 } // namespace
 
-/** The bridge, the real serial link and a device behind it, on two threads. */
+/** The bridge, the real serial link and its device, on two threads. */
 class TestBridgeRun : public QObject
 {
     Q_OBJECT

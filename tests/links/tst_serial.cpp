@@ -155,7 +155,7 @@ void TestSerial::otherPort()
     QVERIFY(first.readNow().isEmpty());
     // A failed open leaves nothing open.
     QVERIFY(!openUsual(link, QStringLiteral("no-such-port")));
-    QVERIFY(!send(link, "nobody"));
+    QVERIFY(!send(link, "lost"));
 }
 
 void TestSerial::keyAndFlag_data()
@@ -296,7 +296,7 @@ void TestSerial::textCommandToAClosedPort()
     QVERIFY(!canRead);
 }
 
-/** The notifier of a line that has gone away must not keep the thread busy. */
+/** The notifier of a hung-up line must not keep the thread busy. */
 void TestSerial::masterHangsUp()
 {
     Pty pty;
@@ -304,7 +304,7 @@ void TestSerial::masterHangsUp()
     QVERIFY(openUsual(link, pty.port()));
     pty.hangUp();
     QVERIFY(waitFor([&] { return !link.isOpen(); }));
-    QVERIFY(!send(link, "nobody there"));
+    QVERIFY(!send(link, "lost"));
 
     int turns = 0;
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, &link,

@@ -32,7 +32,7 @@ private slots:
     void standingEngineStopsTheFeeding();
     void standingMainThreadStopsTheFeeding();
     void noWatchdogUnlessAsked();
-    void busyManagerIsToldLater();
+    void busyManagerGetsTheMessageLater();
     void badAddress();
 
 private:
@@ -156,7 +156,7 @@ void TestNotifier::noWatchdogUnlessAsked()
     QCOMPARE(notifier->children().size(), 0);
 }
 
-void TestNotifier::busyManagerIsToldLater()
+void TestNotifier::busyManagerGetsTheMessageLater()
 {
     const NotifySocket other(m_address);
     while (other.send("X=1") == NotifySocket::Result::Sent) {

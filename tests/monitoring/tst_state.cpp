@@ -24,18 +24,18 @@ RunEvent of(Kind kind, int percent = 0, const QString &name = {})
     return event;
 }
 
-/** What is news now, and delivered at once. */
-QByteArray told(ServiceState &state)
+/** Takes the pending message and marks it as delivered. */
+QByteArray deliver(ServiceState &state)
 {
     QByteArray message = state.pending();
     state.delivered();
     return message;
 }
 
-QByteArray told(ServiceState &state, const RunEvent &event)
+QByteArray deliver(ServiceState &state, const RunEvent &event)
 {
     state.take(event);
-    return told(state);
+    return deliver(state);
 }
 
 } // namespace
@@ -58,48 +58,50 @@ private slots:
 void TestState::readyOnce()
 {
     ServiceState state(0us);
-    QCOMPARE(told(state), QByteArray());
+    QCOMPARE(deliver(state), QByteArray());
     state.listening(35353);
-    QCOMPARE(told(state), QByteArray("READY=1\nSTATUS=Idle, listening on port 35353."));
-    QCOMPARE(told(state), QByteArray());
+    QCOMPARE(deliver(state), QByteArray("READY=1\nSTATUS=Idle, listening on port 35353."));
+    QCOMPARE(deliver(state), QByteArray());
     state.alive();
-    QCOMPARE(told(state), QByteArray("WATCHDOG=1"));
-    QCOMPARE(told(state), QByteArray());
+    QCOMPARE(deliver(state), QByteArray("WATCHDOG=1"));
+    QCOMPARE(deliver(state), QByteArray());
 }
 
 void TestState::notListening()
 {
     ServiceState state(0us);
     state.notListening(35353, "The bound address is already in use");
-    QCOMPARE(told(state), QByteArray("STATUS=Not listening on port 35353: "
-                                     "The bound address is already in use."));
+    QCOMPARE(deliver(state), QByteArray("STATUS=Not listening on port 35353: "
+                                        "The bound address is already in use."));
 }
 
 void TestState::wholeRun()
 {
     ServiceState state(10s);
     state.listening(1);
-    told(state);
+    deliver(state);
     const QByteArray nothing;
-    QCOMPARE(told(state, of(Kind::Begun)), QByteArray("STATUS=Upgrading: reading the device, 0 %"));
-    QCOMPARE(told(state, of(Kind::Reading, 0, "A")),
+    QCOMPARE(deliver(state, of(Kind::Begun)),
+             QByteArray("STATUS=Upgrading: reading the device, 0 %"));
+    QCOMPARE(deliver(state, of(Kind::Reading, 0, "A")),
              QByteArray("STATUS=Upgrading: reading A, 0 %"));
-    QCOMPARE(told(state, of(Kind::Retried, 0, "A")), nothing);
-    QCOMPARE(told(state, of(Kind::Skipped, 0, "A")), nothing);
-    QCOMPARE(told(state, of(Kind::Writing, 0, "B")),
+    QCOMPARE(deliver(state, of(Kind::Retried, 0, "A")), nothing);
+    QCOMPARE(deliver(state, of(Kind::Skipped, 0, "A")), nothing);
+    QCOMPARE(deliver(state, of(Kind::Writing, 0, "B")),
              QByteArray("STATUS=Upgrading: writing B, 0 %"));
-    QCOMPARE(told(state, of(Kind::Progress, 7)), QByteArray("STATUS=Upgrading: writing B, 7 %"));
-    QCOMPARE(told(state, of(Kind::Progress, 7)), nothing);
-    QCOMPARE(told(state, of(Kind::GivenUp, 7, "B")), nothing);
-    QCOMPARE(told(state, of(Kind::Written, 7, "B")), nothing);
-    QCOMPARE(told(state, of(Kind::Restarting, 99)),
+    QCOMPARE(deliver(state, of(Kind::Progress, 7)), QByteArray("STATUS=Upgrading: writing B, 7 %"));
+    QCOMPARE(deliver(state, of(Kind::Progress, 7)), nothing);
+    QCOMPARE(deliver(state, of(Kind::GivenUp, 7, "B")), nothing);
+    QCOMPARE(deliver(state, of(Kind::Written, 7, "B")), nothing);
+    QCOMPARE(deliver(state, of(Kind::Restarting, 99)),
              QByteArray("STATUS=Upgrading: restarting the device, 99 %"));
     RunEvent end = of(Kind::Ended, 99);
-    QCOMPARE(told(state, end),
+    QCOMPARE(deliver(state, end),
              QByteArray("STATUS=Idle, listening on port 1. The last upgrade failed."));
-    QCOMPARE(told(state, of(Kind::Begun)), QByteArray("STATUS=Upgrading: reading the device, 0 %"));
+    QCOMPARE(deliver(state, of(Kind::Begun)),
+             QByteArray("STATUS=Upgrading: reading the device, 0 %"));
     end.success = true;
-    QCOMPARE(told(state, end),
+    QCOMPARE(deliver(state, end),
              QByteArray("STATUS=Idle, listening on port 1. The last upgrade succeeded."));
 }
 
@@ -121,31 +123,31 @@ void TestState::names()
     QFETCH(QString, name);
     QFETCH(QByteArray, shown);
     ServiceState state(0us);
-    QCOMPARE(told(state, of(Kind::Writing, 0, name)),
+    QCOMPARE(deliver(state, of(Kind::Writing, 0, name)),
              QByteArray("STATUS=Upgrading: writing " + shown + ", 0 %"));
 }
 
 void TestState::installExtendsTheLimit()
 {
     ServiceState state(10s);
-    told(state, of(Kind::Begun));
-    QCOMPARE(told(state, of(Kind::Installing)),
+    deliver(state, of(Kind::Begun));
+    QCOMPARE(deliver(state, of(Kind::Installing)),
              QByteArray("STATUS=Upgrading: installing the network module's firmware, 0 %\n"
                         "WATCHDOG_USEC=1800000000"));
-    QCOMPARE(told(state, of(Kind::Installed)), QByteArray("WATCHDOG_USEC=10000000"));
+    QCOMPARE(deliver(state, of(Kind::Installed)), QByteArray("WATCHDOG_USEC=10000000"));
 
     ServiceState unwatched(0us);
-    told(unwatched, of(Kind::Begun));
-    QCOMPARE(told(unwatched, of(Kind::Installing)),
+    deliver(unwatched, of(Kind::Begun));
+    QCOMPARE(deliver(unwatched, of(Kind::Installing)),
              QByteArray("STATUS=Upgrading: installing the network module's firmware, 0 %"));
-    QCOMPARE(told(unwatched, of(Kind::Installed)), QByteArray());
+    QCOMPARE(deliver(unwatched, of(Kind::Installed)), QByteArray());
 }
 
 void TestState::longLimitsStay()
 {
     ServiceState state(1h);
-    told(state, of(Kind::Begun));
-    QCOMPARE(told(state, of(Kind::Installing)).split('\n').last(),
+    deliver(state, of(Kind::Begun));
+    QCOMPARE(deliver(state, of(Kind::Installing)).split('\n').last(),
              QByteArray("WATCHDOG_USEC=3600000000"));
 }
 
@@ -158,7 +160,7 @@ void TestState::undeliveredNewsAreKept()
     state.alive();
     const QByteArray all = "READY=1\nSTATUS=Upgrading: reading the device, 0 %\nWATCHDOG=1";
     QCOMPARE(state.pending(), all);
-    QCOMPARE(told(state), all);
+    QCOMPARE(deliver(state), all);
     QCOMPARE(state.pending(), QByteArray());
 }
 

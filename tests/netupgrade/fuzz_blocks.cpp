@@ -39,14 +39,14 @@ void readStream(const QByteArray &bytes)
     }
 }
 
-/** A receiver and its owner, who stores what it is told to store unless his disk is full. */
+/** A receiver and its owner, which stores every block unless its disk is full. */
 class Transfer
 {
 public:
     bool busy = false;
     bool diskIsFull = false;
 
-    /** Bytes that end in mid-frame leave nothing behind. */
+    /** Bytes that end in the middle of a frame have no effect on later frames. */
     void noise(const QByteArray &bytes)
     {
         for (const char byte : bytes)

@@ -54,8 +54,8 @@ public:
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
     }
 
-    /** The log with this bench's paths replaced by the module's own. */
-    QStringList told() const
+    /** The log with the paths of a module in place of the temporary ones. */
+    QStringList portableLog() const
     {
         QStringList lines = log;
         return lines.replaceInStrings(folder.path(), "/data");
@@ -131,24 +131,24 @@ void TestInstaller::installsAnImage()
     Bench bench;
     const QByteArray archive(100'000, 'x');
     QVERIFY(bench.installImage(imageOf(archive)));
-    QCOMPARE(bench.told(), (QStringList{
-                               "> Start to upgrade NET firmware.",
-                               "10%",
-                               "$ sudo md5sum /data/sysupdate.tar.bz2",
-                               "> NET firmware checksum success.",
-                               "20%",
-                               "$ sudo mount -o remount rw /",
-                               "30%",
-                               "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
-                               "70%",
-                               "$ sudo rm /data/sysupdate.tar.bz2",
-                               "80%",
-                               "$ sudo mount -o remount ro /",
-                               "$ sync",
-                               "90%",
-                               "> NET firmware ver1.23 upgrade success.",
-                               "> NETVERSION||1.23",
-                           }));
+    QCOMPARE(bench.portableLog(), (QStringList{
+                                      "> Start to upgrade NET firmware.",
+                                      "10%",
+                                      "$ sudo md5sum /data/sysupdate.tar.bz2",
+                                      "> NET firmware checksum success.",
+                                      "20%",
+                                      "$ sudo mount -o remount rw /",
+                                      "30%",
+                                      "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
+                                      "70%",
+                                      "$ sudo rm /data/sysupdate.tar.bz2",
+                                      "80%",
+                                      "$ sudo mount -o remount ro /",
+                                      "$ sync",
+                                      "90%",
+                                      "> NET firmware ver1.23 upgrade success.",
+                                      "> NETVERSION||1.23",
+                                  }));
     QCOMPARE(bench.stored(bench.platform.paths.netArchive), archive);
     QCOMPARE(bench.stored(bench.platform.paths.netVersion), QByteArray(version));
 }
@@ -159,7 +159,7 @@ void TestInstaller::refusesADamagedImage()
     QByteArray image = imageOf("archive");
     image.append('x');
     QVERIFY(!bench.installImage(image));
-    QCOMPARE(bench.told(), refusal);
+    QCOMPARE(bench.portableLog(), refusal);
     QCOMPARE(bench.stored(bench.platform.paths.netArchive), QByteArray("archivex"));
     QVERIFY(!QFile::exists(bench.platform.paths.netVersion));
 }
@@ -170,7 +170,7 @@ void TestInstaller::refusesAnUpperCaseDigest()
     QByteArray image = imageOf("archive");
     image.replace(5, 32, image.mid(5, 32).toUpper());
     QVERIFY(!bench.installImage(image));
-    QCOMPARE(bench.told(), refusal);
+    QCOMPARE(bench.portableLog(), refusal);
 }
 
 void TestInstaller::refusesShortImages_data()
@@ -187,7 +187,7 @@ void TestInstaller::refusesShortImages()
     // The digest of what comes before the cut, so that only the length can be the reason.
     const QByteArray image = imageOf("archive").left(size);
     QVERIFY(!bench.installImage(image));
-    QCOMPARE(bench.told(), refusal);
+    QCOMPARE(bench.portableLog(), refusal);
     QCOMPARE(bench.stored(bench.platform.paths.netArchive), QByteArray());
     const NetImage header = parseNetImage(image);
     QCOMPARE(header.version.size(), 4);
@@ -230,7 +230,7 @@ void TestInstaller::fullDiskLeavesAnEmptyArchive()
         const FullDisk disk(700'000);
         QVERIFY(!bench.installImage(imageOf(QByteArray(1'000'000, 'x'))));
     }
-    QCOMPARE(bench.told(), refusal);
+    QCOMPARE(bench.portableLog(), refusal);
     QCOMPARE(bench.stored(bench.platform.paths.netArchive), QByteArray());
 }
 
@@ -263,7 +263,7 @@ void TestInstaller::installsNothingOfABrokenSource()
     old.close();
     EndingSource source(imageOf(QByteArray(1'000'000, 'x')), end);
     QVERIFY(!bench.installer().installImage(source));
-    QCOMPARE(bench.told(), refusal.mid(0, 2));
+    QCOMPARE(bench.portableLog(), refusal.mid(0, 2));
     QVERIFY(!old.exists());
     QVERIFY(!QFile::exists(bench.platform.paths.netVersion));
 }
@@ -297,19 +297,19 @@ void TestInstaller::quietInstall()
     archive.close();
     const NetImage header = parseNetImage(imageOf("archive"));
     QVERIFY(bench.installer().install(NetInstallVariant::Quiet, header));
-    QCOMPARE(bench.told(), (QStringList{
-                               "$ sudo md5sum /data/sysupdate.tar.bz2",
-                               "20%",
-                               "$ sudo mount -o remount rw /",
-                               "30%",
-                               "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
-                               "70%",
-                               "$ sudo rm /data/sysupdate.tar.bz2",
-                               "80%",
-                               "$ sudo mount -o remount ro /",
-                               "$ sync",
-                               "90%",
-                           }));
+    QCOMPARE(bench.portableLog(), (QStringList{
+                                      "$ sudo md5sum /data/sysupdate.tar.bz2",
+                                      "20%",
+                                      "$ sudo mount -o remount rw /",
+                                      "30%",
+                                      "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
+                                      "70%",
+                                      "$ sudo rm /data/sysupdate.tar.bz2",
+                                      "80%",
+                                      "$ sudo mount -o remount ro /",
+                                      "$ sync",
+                                      "90%",
+                                  }));
     QVERIFY(!QFile::exists(bench.platform.paths.netVersion));
 }
 
@@ -317,7 +317,7 @@ void TestInstaller::quietRefusal()
 {
     Bench bench;
     QVERIFY(!bench.installer().install(NetInstallVariant::Quiet, {}));
-    QCOMPARE(bench.told(), QStringList{"$ sudo md5sum /data/sysupdate.tar.bz2"});
+    QCOMPARE(bench.portableLog(), QStringList{"$ sudo md5sum /data/sysupdate.tar.bz2"});
 }
 
 void TestInstaller::blocksInstall()
@@ -328,27 +328,27 @@ void TestInstaller::blocksInstall()
     archive.close();
     const NetImage header = parseNetImage(imageOf({}));
     QVERIFY(bench.installer().install(NetInstallVariant::Blocks, header));
-    QCOMPARE(bench.told(), (QStringList{
-                               "$ sudo md5sum /data/sysupdate.tar.bz2",
-                               "> NET package checksum OK.",
-                               "$ sudo mount -o remount rw /",
-                               "30%",
-                               "> NET package upgrade 30%.",
-                               "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
-                               "70%",
-                               "> NET package upgrade 70%.",
-                               "$ sudo rm /data/sysupdate.tar.bz2",
-                               "80%",
-                               "> NET package upgrade 80%.",
-                               "$ sudo mount -o remount ro /",
-                               "> NET firmware checksum success.",
-                               "> Create version file success",
-                               "> NETVERSION||1.23",
-                               "$ sync",
-                               "90%",
-                               "> NET package upgrade 90%.",
-                               "> NET firmware ver1.23 upgrade success.",
-                           }));
+    QCOMPARE(bench.portableLog(), (QStringList{
+                                      "$ sudo md5sum /data/sysupdate.tar.bz2",
+                                      "> NET package checksum OK.",
+                                      "$ sudo mount -o remount rw /",
+                                      "30%",
+                                      "> NET package upgrade 30%.",
+                                      "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
+                                      "70%",
+                                      "> NET package upgrade 70%.",
+                                      "$ sudo rm /data/sysupdate.tar.bz2",
+                                      "80%",
+                                      "> NET package upgrade 80%.",
+                                      "$ sudo mount -o remount ro /",
+                                      "> NET firmware checksum success.",
+                                      "> Create version file success",
+                                      "> NETVERSION||1.23",
+                                      "$ sync",
+                                      "90%",
+                                      "> NET package upgrade 90%.",
+                                      "> NET firmware ver1.23 upgrade success.",
+                                  }));
     QCOMPARE(bench.stored(bench.platform.paths.netVersion), QByteArray(version));
 }
 
@@ -356,8 +356,8 @@ void TestInstaller::blocksRefusal()
 {
     Bench bench;
     QVERIFY(!bench.installer().install(NetInstallVariant::Blocks, {}));
-    QCOMPARE(bench.told(), (QStringList{"$ sudo md5sum /data/sysupdate.tar.bz2",
-                                        "> NET package checksum error."}));
+    QCOMPARE(bench.portableLog(), (QStringList{"$ sudo md5sum /data/sysupdate.tar.bz2",
+                                               "> NET package checksum error."}));
 }
 
 void TestInstaller::worksWithoutListeners()

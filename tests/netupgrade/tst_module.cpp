@@ -25,7 +25,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/** A module with private paths, short times and everything it tells in one list. */
+/** A module with private paths and short times; records all its messages in one list. */
 class Bench
 {
 public:
@@ -144,7 +144,7 @@ private slots:
     void wholePackage();
     void pieces();
     void twoFramesInOneRead();
-    void deafReadIsDropped();
+    void bytesWhileNotListeningAreDropped();
     void gateOpensAgain();
     void unansweredWordThenSilence();
     void falseLengthEndsInSilence();
@@ -254,7 +254,7 @@ void TestModule::twoFramesInOneRead()
              (QList<QByteArray>{netframes::enterAccepted, netframes::blockAccepted}));
 }
 
-void TestModule::deafReadIsDropped()
+void TestModule::bytesWhileNotListeningAreDropped()
 {
     Bench bench;
     bench.platform.timeOuts.netGateReopen = 1ms;
@@ -305,7 +305,7 @@ void TestModule::failedInstallListensAtOnce()
     Bench bench;
     bench.shell.digest = [](const QString &) { return QByteArray(32, '0'); };
     bench.start();
-    // Whoever hears the last words may send the next package on the spot.
+    // A client may send the next package as soon as it has read the last message.
     QStringList busyWhenSaid;
     connect(bench.module.get(), &NetModelUpgrade::message, this, [&](const QStringList &list) {
         if (bench.module->isInstalling())

@@ -83,8 +83,8 @@ private slots:
     void receivesAPackage();
     void numbersAreNotChecked();
     void repeatedFrameIsNotWrittenTwice();
-    void enterBeginsAnew();
-    void lastBlockIsNoRepetition();
+    void enterStartsAgain();
+    void lastBlockIsNotARepetition();
     void headerBlockWithLastFlag();
     void lastFlagMustBeExact();
     void stripsPadding_data();
@@ -94,8 +94,8 @@ private slots:
     void oddSizes();
     void wrongChecksum();
     void wrongChecksumOfAnyWord();
-    void unknownWordLeavesItDeaf();
-    void ignoresInputWhileDeaf();
+    void unknownWordStopsListening();
+    void ignoresInputWhileNotListening();
     void refusesEverythingWhileBusy();
     void repeatedLastBlockWhileBusy();
     void skipsNoise();
@@ -191,7 +191,7 @@ void TestReceiver::repeatedFrameIsNotWrittenTwice()
                                      "append 256", "append 256"}));
 }
 
-void TestReceiver::enterBeginsAnew()
+void TestReceiver::enterStartsAgain()
 {
     Owner owner;
     owner.feed(netframes::write(0, 0, data('0')));
@@ -200,7 +200,7 @@ void TestReceiver::enterBeginsAnew()
     QCOMPARE(owner.log, (QStringList{"create 194", "7900 0", "create 194"}));
 }
 
-void TestReceiver::lastBlockIsNoRepetition()
+void TestReceiver::lastBlockIsNotARepetition()
 {
     Owner owner;
     owner.feed(netframes::write(0, 0, data('0')));
@@ -302,7 +302,7 @@ void TestReceiver::wrongChecksumOfAnyWord()
     QCOMPARE(owner.log, QStringList{"1234 1"});
 }
 
-void TestReceiver::unknownWordLeavesItDeaf()
+void TestReceiver::unknownWordStopsListening()
 {
     Owner owner;
     owner.feed(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
@@ -314,7 +314,7 @@ void TestReceiver::unknownWordLeavesItDeaf()
     QCOMPARE(owner.log, QStringList{"7900 0"});
 }
 
-void TestReceiver::ignoresInputWhileDeaf()
+void TestReceiver::ignoresInputWhileNotListening()
 {
     Owner owner;
     owner.feed(mcu::buildFrame(mcu::hostStart, {}, command::reboot));

@@ -132,7 +132,7 @@ void TestChecksum::goldenPackages_data()
 
     const char *const matching[] = {
         "good",           "good-checksum-of-seven-digits",
-        "good-no-images", "one-byte-behind-the-checksum",
+        "good-no-images", "one-byte-after-the-checksum",
         "no-magic",       "version-2",
         "version-7",      "record-cut",
         "json-not-json",
@@ -228,7 +228,7 @@ void TestChecksum::largePackagesAreShared()
 void TestChecksum::largeFileThatShrinksEnds_data()
 {
     QTest::addColumn<int>("size");
-    // The source tells 5,000,000 bytes more than it has.
+    // The source reports a size of 5,000,000 bytes more than it has.
     for (const int size : {0, 1, 1'000'000, 4'999'992, 4'999'993, 8'000'000})
         QTest::newRow(qPrintable(QString::number(size))) << size;
 }

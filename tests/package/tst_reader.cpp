@@ -57,7 +57,7 @@ private slots:
     void readsHeaders_data();
     void readsHeaders();
     void everyPrefixOfAHead();
-    void tellsVersionAndForm();
+    void versionAndForm();
     void parsesDescriptions_data();
     void parsesDescriptions();
     void repeatedKeys_data();
@@ -101,7 +101,7 @@ void TestReader::readsHeaders_data()
     row("no-magic", HeadError::NotAPackage, Form::Current, 0, 0, 0);
     row("empty", HeadError::NotAPackage, Form::Current, 0, 0, 0);
     row("checksum-text-only", HeadError::NotAPackage, Form::Current, 0, 0, 0);
-    row("one-byte-behind-the-checksum", HeadError::NotAPackage, Form::Current, 0, 0, 0);
+    row("one-byte-after-the-checksum", HeadError::NotAPackage, Form::Current, 0, 0, 0);
 }
 
 void TestReader::readsHeaders()
@@ -136,7 +136,7 @@ void TestReader::everyPrefixOfAHead()
     }
 }
 
-void TestReader::tellsVersionAndForm()
+void TestReader::versionAndForm()
 {
     const auto version = [](const QByteArray &first) { return currentFormVersion(first); };
     QCOMPARE(version(QByteArray("12345678MTU\0\6", 13)).value_or(-1), 6);

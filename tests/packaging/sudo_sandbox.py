@@ -9,9 +9,9 @@ import shutil
 import subprocess
 
 AGENT = "upgrade-agent"
-OTHER = "somebody"
+OTHER = "other-user"
 
-# What the policy names, what it might be taken for, and what nobody should get.
+# Programs that the policy names, similar ones, and ones that no user should get.
 PROGRAMS = (
     "bin/md5sum",
     "bin/mount",
@@ -98,7 +98,7 @@ class SudoSandbox:
         shutil.copy(shutil.which("sudo"), os.path.join(root, "usr/bin/sudo"))
 
     def answers(self, questions):
-        """What sudo answers to each list of words behind `sudo -l`: the command as it would be
+        """What sudo answers to each list of words after `sudo -l`: the command as it would be
         run, or None where it is not permitted."""
         done = self._run(ASK, "\n".join(" ".join(words) for words in questions) + "\n")
         answers = done.stdout.split(END)[:-1]

@@ -96,7 +96,7 @@ class TestFirewall(unittest.TestCase):
         for _, module, _ in MANAGEMENT:
             self.assertTrue(self.reaches(module, PORT), module)
 
-    def test_nobody_else_does(self):
+    def test_other_clients_do_not(self):
         for _, module, _ in ELSEWHERE:
             self.assertTrue(self.reaches(module, PORT), module)
         self.load()
@@ -130,12 +130,12 @@ class TestFirewall(unittest.TestCase):
                 self.assertEqual(server.recv(9), b"x")
 
     def test_loading_it_again_changes_nothing(self):
-        run("nft", "add table inet somebody_else")
+        run("nft", "add table inet another_table")
         self.load()
         first = run("nft", "list", "ruleset")
         self.load()
         self.assertEqual(run("nft", "list", "ruleset"), first)
-        self.assertIn("somebody_else", first)
+        self.assertIn("another_table", first)
 
 
 def missing():

@@ -26,7 +26,7 @@ def command_lines():
 
 
 def sudo_words():
-    """The words behind sudo of every command line that has it."""
+    """The words after sudo of every command line that has it."""
     return [line.split()[1:] for line in command_lines() if line.split()[0] == "sudo"]
 
 

@@ -13,8 +13,8 @@ PROJECT = os.environ["PROJECT"]
 UNIT = os.path.join(PROJECT, "packaging", "upgrade-agent.service")
 TMPFILES = os.path.join(PROJECT, "packaging", "upgrade-agent.tmpfiles")
 
-# Each of these implies NoNewPrivileges=yes for a service with a user of its own, and sudo with no
-# new privileges is no sudo. systemd.exec(5), NoNewPrivileges=.
+# Each of these implies NoNewPrivileges=yes for a service that does not run as root, and
+# with no new privileges sudo fails. systemd.exec(5), NoNewPrivileges=.
 IMPLY_NO_NEW_PRIVILEGES = {
     "SystemCallFilter",
     "SystemCallArchitectures",

@@ -43,7 +43,7 @@ private slots:
     void versions();
     void decides_data();
     void decides();
-    void tellsWhatRuledOut();
+    void reportsWhatRuledOut();
     void firstFittingEntryDecides();
     void masks_data();
     void masks();
@@ -139,8 +139,8 @@ void TestDecide::decides_data()
     QTest::newRow("FPGA, forced") << row("A,17,0,,,,9,0,") << fpga << false << Verdict::Send << 0
                                   << "";
     // Field 2 of an entry is a quantity, that of a row an index: never compared.
-    QTest::newRow("index is no quantity") << row("A,1,7,2,3,65,0,0,0") << one << true
-                                          << Verdict::Send << 0 << greater.arg("1.2.3", "0.0.0");
+    QTest::newRow("index is not a quantity") << row("A,1,7,2,3,65,0,0,0") << one << true
+                                             << Verdict::Send << 0 << greater.arg("1.2.3", "0.0.0");
 }
 
 void TestDecide::decides()
@@ -158,7 +158,7 @@ void TestDecide::decides()
     QCOMPARE(decision.line, line);
 }
 
-void TestDecide::tellsWhatRuledOut()
+void TestDecide::reportsWhatRuledOut()
 {
     const QStringList list{"a,2,1,2,3,65,9,0,0", "b,1,1,9,3,65,9,0,0", "c,1,1,2,9,65,9,0,0",
                            "d,1,1,2,3,66,9,0,0"};

@@ -109,7 +109,7 @@ void TestProduct::mainMcu_data()
         << QByteArray("M,0,0,3,2,90") << alone << "000004440600" + head + model;
     QTest::newRow("no such MCU model")
         << QByteArray("M,0,0,8,2,66") << alone << "000000000600" + head + model;
-    // 3, count of the bytes behind it, then type, quantity, name length, name.
+    // 3, count of the bytes after it, then type, quantity, name length, name.
     const QByteArray aux = "010203"
                            "415558";
     const QByteArray fpga = "110104"
@@ -186,7 +186,7 @@ void TestProduct::lengthsTakeOneByte()
     const QByteArray description =
         R"({"model": ")" + name + R"(", "chips": [{"chip_type": "1", "mcus": []}]})";
     const QByteArray payload = QByteArray::fromHex(payloadFor("M,0,0,3,2,66", description));
-    // 302 bytes behind the head; the model's own length is cut to its low byte.
+    // 302 bytes after the head; the length of the model is cut to its low byte.
     QCOMPARE(payload.size(), 16 + 302);
     QCOMPARE(payload.mid(4, 2).toHex(), QByteArray("2e01"));
     QCOMPARE(payload.mid(16, 2).toHex(), QByteArray("012c"));

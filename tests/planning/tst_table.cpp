@@ -102,7 +102,7 @@ void TestTable::mainMcu_data()
     QTest::newRow("main") << "X,0,0" << true << false;
     QTest::newRow("quantity in the index's place") << "MAIN,0,1" << false << false;
     QTest::newRow("other") << "MAIN,1,0" << false << false;
-    // The fields are compared as text; one without a number is no zero.
+    // The fields are compared as text; one without a number is not equal to 0.
     QTest::newRow("two zeros") << "MAIN,00,0" << false << false;
     QTest::newRow("no fields") << "MAIN" << false << false;
     QTest::newRow("16") << "X,16,0" << false << false;

@@ -215,7 +215,7 @@ void TestFrames::readsReplies()
     QCOMPARE(ordinary.word(), command::readModelName);
     QCOMPARE(ordinary.payload(), QByteArray("HX-8"));
 
-    // The checksum is not data, and a bare FF FF frame has no word behind it.
+    // The checksum is not data, and a bare FF FF frame has no second word.
     const Reply bare(mcu::buildFrame(mcu::replyStart, {}, command::escape));
     QVERIFY(!bare.isExtended());
     QVERIFY(!bare.has(9));

@@ -280,7 +280,7 @@ void TestLossyWriter::readerGoesAway()
     // The destructor does not wait for a reader that will never come.
 }
 
-/** What the disk had no room for is written, and counted, when there is room again. */
+/** Lines that did not fit on the disk are written or counted when there is free space again. */
 void TestLossyWriter::fullDisk()
 {
     QTemporaryFile file;
@@ -294,9 +294,9 @@ void TestLossyWriter::fullDisk()
         writer.write(line(3));
     }
     QVERIFY(!writer.flush(0ms));
-    writer.write("room\n");
+    writer.write("space\n");
     QVERIFY(file.seek(0));
-    QCOMPARE(file.readAll(), "123456789abcdef\n" + line(1) + "lost 2\nroom\n");
+    QCOMPARE(file.readAll(), "123456789abcdef\n" + line(1) + "lost 2\nspace\n");
 }
 
 /** What is opened under its number later, such as the serial line, gets no lines. */

@@ -128,13 +128,14 @@ void TestNotifySocket::environment_data()
     const QByteArray socket = "/run/notify";
     QTest::newRow("nothing") << QByteArray() << QByteArray() << QByteArray() << qint64{0};
     QTest::newRow("no watchdog") << socket << QByteArray() << QByteArray() << qint64{0};
-    QTest::newRow("for anybody") << socket << QByteArray("30000000") << QByteArray()
-                                 << qint64{30'000'000};
-    QTest::newRow("for us") << socket << QByteArray("5000000000") << QByteArray("42")
-                            << qint64{5'000'000'000};
-    QTest::newRow("for another") << socket << QByteArray("30000000") << QByteArray("43")
-                                 << qint64{0};
-    QTest::newRow("for nobody") << socket << QByteArray("30000000") << QByteArray("x") << qint64{0};
+    QTest::newRow("for any process")
+        << socket << QByteArray("30000000") << QByteArray() << qint64{30'000'000};
+    QTest::newRow("for this process")
+        << socket << QByteArray("5000000000") << QByteArray("42") << qint64{5'000'000'000};
+    QTest::newRow("for another process")
+        << socket << QByteArray("30000000") << QByteArray("43") << qint64{0};
+    QTest::newRow("malformed process")
+        << socket << QByteArray("30000000") << QByteArray("x") << qint64{0};
     QTest::newRow("zero") << socket << QByteArray("0") << QByteArray() << qint64{0};
     QTest::newRow("negative") << socket << QByteArray("-1") << QByteArray() << qint64{0};
     QTest::newRow("no number") << socket << QByteArray("soon") << QByteArray() << qint64{0};

@@ -229,7 +229,7 @@ class TestSudo(unittest.TestCase):
             "no\nno\nsudo sh -c echo bad\nsudo \n",
         )
 
-    def test_fails_and_sleeps_when_told(self):
+    def test_fails_and_sleeps_on_request(self):
         self.check(
             "sudo reboot || echo failed; sudo mount x && echo went",
             "failed\nwent\n",

@@ -12,7 +12,7 @@
 
 constexpr int rounds = 1000;
 
-/** A value of our own, which the framework copies for a queued slot. */
+/** A value that Qt copies for a queued slot. */
 struct Parcel
 {
     QString text;
@@ -51,7 +51,7 @@ private:
 
 namespace {
 
-/** Two threads of the framework pass lists both ways; with a race, both count, too. */
+/** Two QThreads send lists to each other; with a race, both also change a counter. */
 void passLists(bool race)
 {
     QThread thread;
@@ -84,7 +84,7 @@ void passLists(bool race)
     std::printf("%d %d %d\n", counted, back, kept.size());
 }
 
-/** A thread sends parcels to another; with a race, both count behind the sending of the last. */
+/** A thread sends parcels to another; with a race, both change a counter after the last one. */
 void sendParcels(bool race)
 {
     qRegisterMetaType<Parcel>();

@@ -1,12 +1,12 @@
 # SPDX-License-Identifier: Apache-2.0
-# agent_fuzz_target(ROOM SOURCES ... SEEDS FOLDER... [MAX_LENGTH BYTES] [MUTANTS N] [LINK ...]): the
-# program ROOM_fuzz and the test of that name, which runs it over its seeds. With AGENT_FUZZ the
+# agent_fuzz_target(NAME SOURCES ... SEEDS FOLDER... [MAX_LENGTH BYTES] [MUTANTS N] [LINK ...]): the
+# program NAME_fuzz and the test of that name, which runs it over its seeds. With AGENT_FUZZ the
 # program is a libFuzzer one, and the inputs that it makes up are at most MAX_LENGTH bytes long;
 # otherwise it also runs over N mutants of each seed, the same ones every time.
 
 add_custom_target(fuzz_targets)
 
-function(agent_fuzz_target room)
+function(agent_fuzz_target target)
     cmake_parse_arguments(ARG "" "MAX_LENGTH;MUTANTS" "SOURCES;SEEDS;LINK" ${ARGN})
     if(NOT ARG_MAX_LENGTH)
         set(ARG_MAX_LENGTH 4096)
@@ -15,7 +15,7 @@ function(agent_fuzz_target room)
         set(ARG_MUTANTS 500)
     endif()
     list(TRANSFORM ARG_SEEDS PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
-    set(name ${room}_fuzz)
+    set(name ${target}_fuzz)
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${ARG_LINK} Qt${AGENT_QT}::Core agent_options)
@@ -30,7 +30,7 @@ function(agent_fuzz_target room)
     endif()
     agent_time_limit(120 ${name})
     list(JOIN ARG_SEEDS "|" seeds)
-    set_property(GLOBAL APPEND PROPERTY AGENT_FUZZ_TARGETS "${room}|${ARG_MAX_LENGTH}|${seeds}")
+    set_property(GLOBAL APPEND PROPERTY AGENT_FUZZ_TARGETS "${target}|${ARG_MAX_LENGTH}|${seeds}")
 endfunction()
 
 # What scripts/check fuzz reads: per line a target, its longest input and its seed folders.

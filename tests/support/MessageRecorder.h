@@ -6,7 +6,7 @@
 
 #include <utility>
 
-/** Keeps the log lines of one category, each behind the first letter of its level. */
+/** Records the log lines of one category, each after the first letter of its level. */
 class MessageRecorder
 {
 public:

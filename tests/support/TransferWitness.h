@@ -52,12 +52,12 @@ public:
                isAccepted(protocol::command::writeBlock);
     }
 
-    /** True when the blocks hold `image`, and behind it nothing but padding. */
+    /** True when the blocks hold `image`, followed only by padding. */
     bool holds(const QByteArray &image) const
     {
-        const int behind = m_image.size() - image.size();
-        return behind >= 0 && behind < protocol::block::dataSize && m_image.startsWith(image) &&
-               m_image.endsWith(QByteArray(behind, char(protocol::block::lastPadding)));
+        const int padding = m_image.size() - image.size();
+        return padding >= 0 && padding < protocol::block::dataSize && m_image.startsWith(image) &&
+               m_image.endsWith(QByteArray(padding, char(protocol::block::lastPadding)));
     }
 
     quint8 chipType() const { return quint8(m_payload.at(protocol::block::typeOffset)); }

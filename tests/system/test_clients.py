@@ -127,17 +127,17 @@ class TestClients(agentcase.AgentCase):
         return BUSY not in client.lines
 
     def test_client_that_never_reads(self):
-        """A client asks and asks and takes no answer, until it is disconnected or the run is over;
-        the run and the others go on."""
-        deaf = socket.create_connection(("127.0.0.1", console.PORT))
-        self.addCleanup(deaf.close)
-        deaf.setblocking(False)
+        """A client sends requests and reads no answer, until it is disconnected or the run ends;
+        the run and the other clients are not affected."""
+        stalled = socket.create_connection(("127.0.0.1", console.PORT))
+        self.addCleanup(stalled.close)
+        stalled.setblocking(False)
         self.begin()
 
         def ask_until_done():
             with contextlib.suppress(BlockingIOError, ConnectionError):
                 for _ in range(100):
-                    deaf.send(b"GETFIRMWARELIST\r\n")
+                    stalled.send(b"GETFIRMWARELIST\r\n")
             self.client.send("HEARTBEAT")
             return "UPGRADESUCCESS" in self.client.lines or self.done()
 
@@ -192,7 +192,7 @@ class TestAroundTheEnd(agentcase.AgentCase):
             and client.lines.count(begun) == client.lines.count("UPGRADEFAIL"),
             what="an answer to each request",
         )
-        client.sync_behind()
+        client.sync_among_others()
         events = [line for line in client.lines if line == begun or line in self.VERDICTS]
         self.assertEqual(events, [begun, "UPGRADEFAIL"] * client.lines.count(begun))
 
@@ -212,7 +212,7 @@ class TestAroundTheEnd(agentcase.AgentCase):
             verdicts = [line for line in client.lines if line in self.VERDICTS]
             self.assertEqual(verdicts[0], "UPGRADESUCCESS")
             self.assertNotIn("UPGRADESUCCESS", verdicts[1:])
-            client.sync_behind()
+            client.sync_among_others()
 
 
 if __name__ == "__main__":

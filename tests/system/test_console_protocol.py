@@ -5,7 +5,7 @@ from harness import netimage, pages, wait, agentcase
 from harness.package import build
 
 NET = netimage.with_head(bytes(k % 251 for k in range(300)))
-# A sign of life is behind every silence of a run by then.
+# Every silence of a run ends within this time.
 LONGEST_SILENCE = 20
 
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""An EDID dump in a line of text, and its report back to whoever sent it."""
+"""An EDID dump in a line of text, and its report to the client that sent it."""
 
 import glob
 import os
@@ -50,8 +50,8 @@ class TestEdid(agentcase.AgentCase):
         self.client.sync()
 
     def test_fields(self):
-        """The first 256 count; what is no hexadecimal number is 0, and two blanks hold an empty
-        field between them."""
+        """Only the first 256 count; a field that is not a hexadecimal number is 0, and between two
+        blanks there is an empty field."""
         dump = read(os.path.join(DUMPS, "v4l-lg-oled-c9-hdmi.bin"))
         report = "PARSEEDIDRESULT||" + "".join(
             fields(os.path.join(DUMPS, "v4l-lg-oled-c9-hdmi.bin"))

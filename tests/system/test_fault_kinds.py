@@ -56,8 +56,8 @@ class TestFaultKinds(chain.TwoChips):
         self.assert_frames(*host_frames)
 
     def check(self, step, faults, said, host_frames):
-        """Until the reply of a step is awaited, nothing differs; then the fault is told."""
-        self.finish(self.begin(*faults), chain.until(step) + said + chain.behind(step), host_frames)
+        """Nothing differs until the agent waits for the step's reply; then it reports the fault."""
+        self.finish(self.begin(*faults), chain.until(step) + said + chain.rest(step), host_frames)
 
     def test_silent_once(self):
         self.check(
@@ -167,7 +167,7 @@ class TestFaultKinds(chain.TwoChips):
             + ask
             + texts.log("Read the product information of 'MAIN' fail, retry 1.")
             + ask
-            + chain.behind("product_info"),
+            + chain.rest("product_info"),
             host_frames,
         )
 
@@ -191,7 +191,7 @@ class TestFaultKinds(chain.TwoChips):
             chain.until("enter")
             + texts.log("'MAIN' Enter F/W Update Mode fail, retry 1.")
             + written
-            + chain.behind("last_acknowledgement"),
+            + chain.rest("last_acknowledgement"),
             with_block_repeated(repeated(framelist.enter(0), 1)),
         )
 
@@ -233,7 +233,7 @@ class TestFaultKinds(chain.TwoChips):
         self.assert_flash({(1, 0): chain.AUX.data, (2, 0): KEY.data})
 
     def test_duplicate_replies(self):
-        """Those behind the images; the second one may come when the run has ended."""
+        """The replies after the images; the second one may arrive when the run has ended."""
         self.check(
             "",
             [f"duplicate:word={word}" for word in ("product-id", "reboot", "set-virtual-version")],
@@ -264,20 +264,20 @@ class TestFaultKinds(chain.TwoChips):
         self.assert_whole_run(client, False, 2, OLD, OLD)
         self.assert_frames(*heard, *FRAMES)
 
-    def test_unplugged_and_mended(self):
-        """The image goes on at the block that was lost."""
+    def test_unplugged_and_plugged_in(self):
+        """The image continues with the lost block."""
         client = self.run_until("middle_block")
         self.simulator.control("link off")
         self.simulator.control("fault clear")
         client.expect(texts.log(BLOCK_FAIL.format(1)), 20)
-        # The line tells of the next attempt, which may leave the agent behind it.
+        # The agent sends the line before the next attempt.
         block = len(frames.block(0, 0, 2, bytes(256)))
         wait.until(lambda: self.simulator.status()["lost_bytes"] == block, 10, "lost block")
         self.simulator.control("link on")
-        # The block was heard before the link was cut, and once more when it was mended.
+        # The device received the block before the link was cut, and again after it was restored.
         self.finish(
             client,
-            texts.log(BLOCK_FAIL.format(2)) + chain.behind("middle_block"),
+            texts.log(BLOCK_FAIL.format(2)) + chain.rest("middle_block"),
             with_block_repeated(FRAMES),
         )
 
@@ -309,7 +309,7 @@ class TestFaultKinds(chain.TwoChips):
             60,
         )
         wait.until(lambda: self.simulator.status()["reboots"] == 1, 10, "reboot")
-        # The device reboots, but nobody was told so; the next command finds it up again.
+        # The device reboots, but its reply is lost; the next command finds it running.
         control("fault clear")
         control("fault add refuse:word=set-virtual-version,count=once")
         client.expect(

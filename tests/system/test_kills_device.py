@@ -18,8 +18,8 @@ MODEL_FAIL = "Read model name fail, {}."
 PRODUCT_ID_FAIL = "Read product ID fail, {}."
 VIRTUAL_FAIL = "Set virtual version fail, {}."
 
-# A device that lost its power is in update mode no more: it refuses the block when it is sent
-# again, and the image starts anew.
+# A device that lost power is no longer in update mode: it refuses the block when it is sent
+# again, and the image starts again.
 IMAGE_AGAIN = (
     texts.log(BLOCK_FAIL.format(1), BLOCK_FAIL.format(2), "'MAIN' F/W update fail, retry 1.")
     + texts.entered("MAIN")
@@ -43,7 +43,7 @@ RETRIES = {
     "set_virtual_version": texts.log(VIRTUAL_FAIL.format("retry 1")),
 }
 # From these on, what is left of the run is the same.
-GOES_ON_BEHIND = {
+CONTINUES_AT = {
     step: "last_acknowledgement" for step in ("first_block", "middle_block", "last_block")
 }
 
@@ -133,7 +133,7 @@ class TestKilledDevice(chain.TwoChips):
         client = self.run_until(step)
         chips, more = self.kill_device()
         self.start_device(*chips, **more)
-        rest = RETRIES[step] + chain.behind(GOES_ON_BEHIND.get(step, step))
+        rest = RETRIES[step] + chain.rest(CONTINUES_AT.get(step, step))
         client.expect(rest, 90)
         client.sync()
         self.assert_reported(rest)

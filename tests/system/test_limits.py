@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""More than there is room for: memory stays bounded, the answer is clear, the agent goes on."""
+"""Input beyond the limits: memory stays bounded, the answer is clear, the agent continues."""
 
 import contextlib
 import os
@@ -214,7 +214,7 @@ class TestDescriptors(LimitsCase):
         self.assertLess(self.agent.processor_seconds() - before, 0.3)
 
     def test_more_clients_than_descriptors(self):
-        """Those beyond wait, without being refused and without a loop, until somebody leaves."""
+        """Further clients wait, without being refused and without a busy loop, until one leaves."""
         self.begin()
         allow_descriptors(self.agent, 144)  # 128 are kept for other uses
         served = [self.connect() for _ in range(15)]
@@ -263,7 +263,7 @@ class TestDescriptors(LimitsCase):
         self.assertEqual(new.raw, b"")
         allow_descriptors(self.agent)
         new.expect(["VERSION||1.15"])
-        self.client.sync_behind()
+        self.client.sync_among_others()
         self.assert_upgrades()
 
 
@@ -321,7 +321,7 @@ class TestPackages(LimitsCase):
         self.assert_grown_less(24 * MIB)
 
     def listings(self, old_form, bare):
-        """Both old forms tell the length of the description in four bytes."""
+        """Both old forms have the length of the description in four bytes."""
         error = texts.log("Data struct error!")
         self.put_bytes(package.with_checksum(old_form))
         self.listing("", *CHECKSUM_OK, *texts.log("Firmware package version: 2"), *error)
@@ -396,10 +396,10 @@ class TestPackages(LimitsCase):
 
 
 class TestGarbage(LimitsCase):
-    """The line brings whatever a pseudo-terminal can."""
+    """The line carries arbitrary bytes."""
 
     def pour(self, total, done):
-        """Writes noise; nobody takes it while no run has the line open."""
+        """Writes noise; it is not read while no run has the line open."""
         noise = os.urandom(65_536)
         with contextlib.suppress(OSError):
             while total > 0 and not done.is_set():

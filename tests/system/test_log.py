@@ -67,7 +67,7 @@ class TestLog(netcase.NetCase):
         return [f"event=client_connected address=127.0.0.1 port={number} clients={clients}"]
 
     def assert_log(self, *parts):
-        """Exactly this, behind what every start writes."""
+        """Exactly these lines, after those of every start."""
         expected = journal.start() + [line for part in parts for line in part]
         journal.wait_for_lines(self.agent, len(expected))
         self.assertEqual(journal.lines(self.agent, self.clients), expected)

@@ -59,7 +59,7 @@ class TestPageAsDevice(agentcase.AgentCase):
 
 
 class TestStrangersDevice(agentcase.AgentCase):
-    """Somebody who has read the page can make a device that the agent upgrades."""
+    """The agent upgrades a device that was built from the page alone."""
 
     def test_main_mcu_in_its_bootcode_and_three_others(self):
         images = {place: image_bytes(size, f"{place}") for place, size in SIZES.items()}

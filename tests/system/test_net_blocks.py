@@ -22,7 +22,7 @@ BLOCKS = netimage.blocks(IMAGE)
 SILENT_DEVICE = ["silent:word=model-name"]
 
 
-def spoiled(frame):
+def with_bad_checksum(frame):
     return frame[:-1] + bytes([frame[-1] ^ 0xFF])
 
 
@@ -59,12 +59,12 @@ class TestNetBlocks(netcase.NetCase):
         self.assert_archive(194 + 512)
 
     def test_bad_checksum(self):
-        """It is told for every command, and the next frame is heard."""
-        self.send_as.send(spoiled(netimage.enter()))
+        """It is reported for every command, and the next frame is answered."""
+        self.send_as.send(with_bad_checksum(netimage.enter()))
         self.send_as.expect_reply(ENTER_REPLIES[BAD_CHECKSUM])
         self.enter_and_create()
-        self.send_as.block(spoiled(BLOCKS[1]), BAD_CHECKSUM)
-        self.send_as.send(spoiled(frames.host(frames.REBOOT)))
+        self.send_as.block(with_bad_checksum(BLOCKS[1]), BAD_CHECKSUM)
+        self.send_as.send(with_bad_checksum(frames.host(frames.REBOOT)))
         self.send_as.expect(
             KEY
             + frames.frame(
@@ -115,7 +115,7 @@ class TestNetBlocks(netcase.NetCase):
             self.send_as.block(netimage.block(number, bytes(256)))
         self.assertEqual(module.archive(), CONTENT[:194] + bytes(512))
 
-    def test_block_0_begins_anew(self):
+    def test_block_0_starts_again(self):
         self.send_as.enter()
         for block in BLOCKS[:5] + BLOCKS[:2]:
             self.send_as.block(block)
@@ -136,7 +136,7 @@ class TestNetBlocks(netcase.NetCase):
         self.assertEqual(module.commands(), [])
 
     def test_short_frames(self):
-        """No room for the block's head, or in block 0 for the image's head."""
+        """Too short for the block's head or, in block 0, for the image's head."""
         self.send_as.enter()
         for data in (b"", b"\x20", b"\x20\0\0\0"):
             self.send_as.send(frames.host(frames.BLOCK, data))
@@ -150,7 +150,7 @@ class TestNetBlocks(netcase.NetCase):
         self.assert_archive(400)
 
     def test_useless_bytes(self):
-        """They get no answer, and the frame behind them gets its own."""
+        """They get no answer, and the frame after them is answered."""
         for junk in (
             b"",
             bytes(300),
@@ -187,7 +187,7 @@ class TestNetBlocks(netcase.NetCase):
         self.assert_archive(194)
 
     def test_fragment_in_two_reads(self):
-        """It is taken for a line, of which nobody knows anything."""
+        """The agent takes it for a line with an unknown command."""
         raw = fragment(netimage.enter())
         self.send_as.client.send_raw(raw[:20])
         other = self.connect()
@@ -198,7 +198,7 @@ class TestNetBlocks(netcase.NetCase):
         self.send_as.enter()
 
     def test_who_is_answered(self):
-        """Whoever asked for something last; a fragment asks for nothing."""
+        """The client that sent the last request; a fragment is not a request."""
         sender = self.sender()
         sender.send(netimage.enter())
         self.send_as.expect_reply(ENTER_REPLIES[DONE])
@@ -210,8 +210,8 @@ class TestNetBlocks(netcase.NetCase):
         self.assertEqual((sender.client.raw, self.send_as.client.raw), (b"", b""))
         self.assert_archive(194 + 256)
 
-    def test_nobody_is_answered(self):
-        """A client that never asked for anything sends into the dark, but it is written."""
+    def test_no_client_is_answered(self):
+        """A client that never sent a request gets no answers, but its blocks are written."""
         self.agent.kill()
         self.start_agent()
         sender = self.sender()
@@ -222,7 +222,7 @@ class TestNetBlocks(netcase.NetCase):
         self.assert_archive(194 + 256)
 
     def test_sender_vanishes_and_comes_back(self):
-        """In the middle of a frame; it begins anew."""
+        """In the middle of a frame; it starts again."""
         self.enter_and_create()
         self.send_as.block(BLOCKS[1])
         self.send_as.client.send_raw(fragment(BLOCKS[2])[:100])

@@ -90,7 +90,7 @@ class TestNetBlocksInstall(netcase.NetCase):
         self.assertEqual(module.commands(), [module.MD5SUM])
 
     def test_archive_that_ends_like_padding(self):
-        """Nothing tells its last byte from padding, unless it comes in a block without any."""
+        """Its last byte looks like padding, unless it is in a block without padding."""
         client = self.begin()
         image = netimage.with_head(ARCHIVE + b"\xff")
         self.send_as.send_all(image)
@@ -158,7 +158,7 @@ class TestNetBlocksInstall(netcase.NetCase):
         self.assert_done()
 
     def test_sender_vanishes(self):
-        """Its last words are the last block: the install goes on, and nobody hears of it."""
+        """It sends the last block and disconnects: the install continues without a client."""
         client = self.begin()
         module.hold(module.UNPACK)
         self.send_as.send_all(IMAGE)
@@ -177,7 +177,7 @@ class TestNetBlocksInstall(netcase.NetCase):
         self.assertEqual(module.files(), netcase.NEW_FILES)
 
     def test_every_command_fails(self):
-        """Nobody looks at their exit statuses."""
+        """Their exit statuses are ignored."""
         client = self.begin(SANDBOX_SUDO_FAIL="mount tar rm reboot")
         self.send_as.send_all(IMAGE)
         self.finish_blocks(client)
@@ -199,7 +199,7 @@ class TestNetBlocksInstall(netcase.NetCase):
 
         self.assertFalse(free())
         wait.until(free, 90, "idle agent")
-        # The request that was taken has its last words behind the heartbeat.
+        # The last lines of the accepted request follow the heartbeat.
         client.wait_for(texts.closed("")[-1])
         self.send_as.client.mark()
         self.send_as.enter()

@@ -89,8 +89,8 @@ class TestNetPackage(netcase.NetCase):
             *END_FRAMES,
         )
 
-    def test_version_that_nobody_tells(self):
-        """A module whose version the device does not know gets its image."""
+    def test_version_that_the_device_does_not_know(self):
+        """The module gets its image."""
         client = self.begin(NET, request="UPGRADEALL", chips=(AUX_CHIP,), mode=2)
         ask = texts.log("Send 'Read FW version' command to 'NET'.")
         fail = "Read the version information of 'NET' fail, {}."
@@ -117,7 +117,7 @@ class TestNetPackage(netcase.NetCase):
         self.assert_installed()
 
     def test_every_command_fails(self):
-        """Nobody looks at their exit statuses; the device's reboot still ends the run."""
+        """Their exit statuses are ignored; the device's reboot still ends the run."""
         self.put_package(NET)
         self.start_device(MODULE_CHIP)
         self.start_agent(SANDBOX_SUDO_FAIL="mount tar rm")

@@ -120,7 +120,7 @@ class TestFull(PlacesCase):
             file.write(bytes(place.f_bavail * place.f_frsize - size))
 
     def test_package(self):
-        """The digest tells; what was written makes room again; later all goes well."""
+        """The digest of the truncated file differs; with free space the next run succeeds."""
         self.put_package(*PACKAGE_IMAGES)
         client = self.begin()
         self.leave_free(40_000)
@@ -133,7 +133,7 @@ class TestFull(PlacesCase):
         self.assert_installed(files=BIG_FILES)
 
     def test_blocks(self):
-        """The block that does not fit is refused until there is room again."""
+        """The block that does not fit is refused until there is free space."""
         self.start_agent()
         sender = self.sender()
         self.leave_free(40_000)

@@ -14,7 +14,7 @@ ROW = "UPGRADE||AUX,1,0"
 
 
 class TestPackages(agentcase.AgentCase):
-    """Each package is listed and then used on a fresh agent, with one device behind it."""
+    """Each package is listed and then used on a fresh agent, with one device."""
 
     def setUp(self):
         super().setUp()
@@ -204,7 +204,7 @@ class TestPackages(agentcase.AgentCase):
         )
         self.mismatch()
 
-    def test_chips_that_are_no_array(self):
+    def test_chips_that_are_not_an_array(self):
         self.put_package(text='{"model":"HX-8","version":"1.0.5","chips":{}}')
         self.listing("", texts.package_listed() + texts.log("Data struct chips error!"))
 

@@ -17,8 +17,8 @@ WHOLE_RUN = (
     + texts.virtual_version_set()
     + texts.succeeded()
 )
-# Replies that are no use: a foreign word, a frame of the host, a wrong address, a bad checksum
-# of another reply, lengths that cannot be.
+# Useless replies: an unknown word, a frame of the host, a wrong address, a bad checksum of another
+# reply, impossible lengths.
 USELESS = {
     "host-frame": frames.host(frames.MODEL_NAME).hex(),
     "other-word": frames.status(0x1234, 0).hex(),

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What a service manager is told: whole transcripts of the notify socket."""
+"""The messages to a service manager: whole transcripts of the notify socket."""
 
 import contextlib
 import os
@@ -193,9 +193,9 @@ class TestService(netcase.NetCase):
         pass_time(0.5)
         self.assertEqual(self.manager.messages(), [READY])
 
-    def test_watchdog_while_the_engine_stands(self):
-        """The module's own image, whose unpacking is held: the limit is another one, and nobody
-        feeds. No command inherits what is the agent's."""
+    def test_watchdog_while_the_engine_is_blocked(self):
+        """The module's own image, whose unpacking is held: the limit is longer, and there are no
+        watchdog messages. No command inherits the agent's variables and sockets."""
         self.put_package(netimage.in_package(netimage.image()))
         self.start_device(agentcase.chip("NET", 32, version="1.0"))
         self.start_agent(WATCHDOG_USEC="200000")
@@ -223,7 +223,7 @@ class TestService(netcase.NetCase):
         )
 
     def test_at_rest(self):
-        """An agent that is watched over by nobody, and one that only tells, never wake up."""
+        """Without a watchdog the agent never wakes up, with and without a service manager."""
         if "thread" in os.environ.get("AGENT_SANITIZE", ""):
             self.skipTest("the checker has a thread of its own, which wakes up")
         for environment in ({}, {"NOTIFY_SOCKET": SOCKET}):

@@ -32,7 +32,7 @@ class TestSilence(agentcase.AgentCase):
         return client
 
     def test_model(self):
-        """The answer comes when the run has failed: nobody minds it any more."""
+        """The answer arrives when the run has failed and has no effect."""
         client = self.begin(
             "silent:word=model-name,count=twice",
             "late:word=model-name,skip=2,delay=15000,count=once",
@@ -156,7 +156,7 @@ class TestSilence(agentcase.AgentCase):
         )
 
     def test_blocks(self):
-        """A block that is not heard, an acknowledgement that is lost, and a spoiled one."""
+        """A block that is not received, an acknowledgement that is lost, and a corrupted one."""
         client = self.begin(
             "silent-block:block=0,count=once",
             "lose-reply:word=block,block=1,count=once",
@@ -265,14 +265,14 @@ class TestSilence(agentcase.AgentCase):
             60,
         )
 
-    def test_spoiled_reply(self):
-        """A bad checksum is healed by its right byte; without it, by the retry."""
+    def test_corrupted_reply(self):
+        """After a bad checksum the correct byte completes the reply; without it, the retry does."""
         client = self.begin(
             "bad-checksum:word=model-name,count=once", "silent:word=bootcode,count=once"
         )
         self.simulator.wait_for_frames(3, 20)
-        spoiled = frames.frame(frames.REPLY, frames.BOOTCODE, bytes([1, 0, 1, 0, 1, 0, 1]))
-        os.write(agentcase.MASTER, spoiled[:-1] + b"\0\1" + spoiled[-1:])
+        corrupted = frames.frame(frames.REPLY, frames.BOOTCODE, bytes([1, 0, 1, 0, 1, 0, 1]))
+        os.write(agentcase.MASTER, corrupted[:-1] + b"\0\1" + corrupted[-1:])
         client.expect(
             texts.started()
             + texts.log(

@@ -7,7 +7,7 @@ from harness import texts, agentcase
 from harness.package import Image, image_bytes
 
 
-# The end lines begin with a line end of their own; a package that cannot be read is told twice.
+# The end lines begin with an empty line; a package that cannot be read is reported twice.
 END = ("", "DISCONNECTCOM", "", "UPGRADEFAIL")
 
 

@@ -151,7 +151,7 @@ class TestMode2(agentcase.AgentCase):
         self.assert_flash({(2, 0): high.data})
 
     def test_rows_that_match_nothing(self):
-        """A chip type that the package lacks is told; another MCU type is not."""
+        """A chip type that the package lacks is reported; another MCU type is not."""
         client = self.start(
             agentcase.chip("NONE", 5),
             agentcase.chip("OTHER", 1, mcu_type=9),

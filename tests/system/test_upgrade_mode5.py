@@ -91,7 +91,7 @@ class TestMode5(agentcase.AgentCase):
         self.assert_flash({})
 
     def test_virtual_version_of_the_package(self):
-        """The last part counts; what is no number from 1 to 255 is sent as 0."""
+        """The last part counts; if it is not a number from 1 to 255, 0 is sent."""
         for version, number in (("7", 7), ("2.300", 0), ("1.0.12", 12)):
             client = self.start(
                 agentcase.chip("AUX", 1, 0, mcu_type=2),

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""An agent that says what a test tells it to, cut and merged as the test wants."""
+"""An agent that sends the answers of a test, cut and merged as the test requires."""
 
 import json
 import socket
@@ -105,7 +105,7 @@ class FakeAgent:
         assert not self.failures, self.failures
 
     def stop(self):
-        """Nobody is served any more."""
+        """Stops serving clients."""
         try:
             self._listener.shutdown(socket.SHUT_RDWR)
         except OSError:

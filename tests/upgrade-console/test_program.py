@@ -283,7 +283,7 @@ class TestSimple(ConsoleTest):
                 "agent_version": "1.15",
             },
         )
-        # Options may stand behind the command as well.
+        # Options may also follow the command.
         result = self.with_agent({}, "version", "--json")
         self.assertEqual(self.document(result)["agent_version"], "1.15")
 
@@ -603,7 +603,7 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
         result = self.upgrade([], answers={"UPGRADE||": [BUSY]})
         self.assertEqual((result.returncode, result.stdout), (BUSY_CODE, ""))
         self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT"])
-        # Somebody else was faster in between.
+        # Another client started a run first.
         result = self.with_agent({"UPGRADE||MAIN,0,0": [BUSY]}, "upgrade", "MAIN,0,0")
         self.assertEqual(result.returncode, BUSY_CODE)
 
@@ -800,7 +800,7 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
         self.assertEqual(self.document(result)["error"]["id"], "not-started")
 
     def test_long_silence_of_a_busy_agent(self):
-        """Somebody asked in between; the run goes on, and so does the wait for it."""
+        """Another client sends a request during the run; the run and the wait for it continue."""
 
         def busy(agent):
             agent.answers["UPGRADE||"] = [BUSY]

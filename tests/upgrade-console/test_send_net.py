@@ -219,7 +219,7 @@ The module restarts now; in a minute its agent answers again.
         module = Module(install=INSTALL[:3] + refused + INSTALL[3:] + REBOOT)
         self.assertEqual(self.send(image(b"archive" * 100), module).returncode, DONE)
 
-    def test_files_that_are_no_images(self):
+    def test_files_that_are_not_images(self):
         for content, words in (
             (b"", "shorter than"),
             (bytes(62), "shorter than"),

@@ -12,7 +12,7 @@
 #include <chrono>
 #include <functional>
 
-/** A serial link that keeps what is written and fails when it is told to. */
+/** A serial link that records what is written and fails on request. */
 class FakeLink : public CoreCOMQ
 {
 public:

@@ -155,7 +155,7 @@ void TestBlocks::numberTakesTwoBytes()
         if (block == 255 || block == 256 || block >= 0xFFFF)
             seen.append(QString::fromLatin1(packer.payload().mid(2, 2).toHex()));
     }
-    // The number has 16 bits and starts again behind the last of them.
+    // The number has 16 bits and starts again at 0 after its maximum.
     QCOMPARE(seen.join(' '), QStringLiteral("ff00 0001 ffff 0000 0100"));
     QCOMPARE(quint8(packer.payload().at(4)), quint8(0x40));
 }

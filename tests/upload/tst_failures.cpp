@@ -25,15 +25,15 @@ class TestFailures : public QObject
 
 private slots:
     void init();
-    void silenceForEver();
-    void refusedForEver();
+    void everyBlockUnanswered();
+    void everyBlockRefused();
     void retriesAreCountedForEachBlock();
     void silenceAndRefusalShareTheCount();
     void refusedAtEveryBlock_data();
     void refusedAtEveryBlock();
     void blockIsRepeatedUnchanged();
     void firstSendFails();
-    void firstSendFailsBehindAnEarlierImage();
+    void firstSendFailsAfterAnEarlierImage();
     void everySendFails();
     void timeOutOfTheFirstBlock_data();
     void timeOutOfTheFirstBlock();
@@ -50,7 +50,7 @@ void TestFailures::init()
     currentCommandKey = 0;
 }
 
-void TestFailures::silenceForEver()
+void TestFailures::everyBlockUnanswered()
 {
     Transfer transfer(Transfer::shortTimeOuts());
     transfer.start(imageOf(600));
@@ -60,7 +60,7 @@ void TestFailures::silenceForEver()
     QCOMPARE(transfer.progress.join(' '), QStringLiteral("0.00 42.50"));
 }
 
-void TestFailures::refusedForEver()
+void TestFailures::everyBlockRefused()
 {
     Transfer transfer;
     transfer.start(imageOf(600));
@@ -152,7 +152,7 @@ void TestFailures::firstSendFails()
 }
 
 /** The flag of the image before must not turn the first acknowledgement into a success. */
-void TestFailures::firstSendFailsBehindAnEarlierImage()
+void TestFailures::firstSendFailsAfterAnEarlierImage()
 {
     Transfer transfer(Transfer::shortTimeOuts());
     transfer.start(imageOf(300));
@@ -180,19 +180,19 @@ void TestFailures::everySendFails()
 
 void TestFailures::timeOutOfTheFirstBlock_data()
 {
-    QTest::addColumn<bool>("behindAnImage");
+    QTest::addColumn<bool>("afterAnImage");
     QTest::newRow("the first image") << false;
-    QTest::newRow("behind an image") << true;
+    QTest::newRow("after an image") << true;
 }
 
 /** The wait is long for the last block, and once more for the first block of the next image. */
 void TestFailures::timeOutOfTheFirstBlock()
 {
-    QFETCH(bool, behindAnImage);
+    QFETCH(bool, afterAnImage);
     TimeOuts timeOuts = Transfer::neverTimeOuts();
-    (behindAnImage ? timeOuts.lastBlock : timeOuts.block) = std::chrono::milliseconds(5);
+    (afterAnImage ? timeOuts.lastBlock : timeOuts.block) = std::chrono::milliseconds(5);
     Transfer transfer(timeOuts);
-    if (behindAnImage) {
+    if (afterAnImage) {
         transfer.start(imageOf(300));
         transfer.acknowledgeAll();
         transfer.lines.clear();
@@ -262,7 +262,7 @@ void TestFailures::rawNeedsBytes()
     QVERIFY(transfer.upload.sendRaw(&byte, 1));
     transfer.link.failures = 1;
     QVERIFY(!transfer.upload.sendRaw(&byte, 1));
-    // Without any link there is nobody to fail.
+    // Without any link a send cannot fail.
     transfer.upload.setTransports(nullptr, nullptr);
     QVERIFY(transfer.upload.sendRaw(&byte, 1));
     QCOMPARE(transfer.link.sent.size(), 1);

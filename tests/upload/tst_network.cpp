@@ -79,7 +79,7 @@ void TestNetwork::init()
     currentCommandKey = 0;
 }
 
-/** Nobody sets the flag for a bare network link, so no reply is ever read. */
+/** Nothing sets the flag for a bare network link, so no reply is ever read. */
 void TestNetwork::bareLinkIsNotPaired()
 {
     NetworkTransfer transfer(Transfer::shortTimeOuts());

@@ -179,7 +179,7 @@ void TestSettling::flagOfAnotherCommand()
     QCOMPARE(transfer.lines, QStringList({retry1, success}));
 }
 
-/** Its first bytes were dropped, so its last ones are no answer to the next block. */
+/** Its first bytes were dropped, so its last bytes are not an answer to the next block. */
 void TestSettling::answerThatIsHalfThere()
 {
     Timed transfer;

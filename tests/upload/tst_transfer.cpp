@@ -252,7 +252,7 @@ void TestTransfer::longReplyFits()
     QCOMPARE(longest.size(), 516);
     transfer.link.deliver(longest);
     QCOMPARE(transfer.link.sent.size(), 2);
-    // A byte more, and it is no reply of this size any more.
+    // With one more byte the frame is too long for a reply.
     transfer.link.deliver(
         mcu::buildFrame(mcu::replyStart, {}, 0xFFFF, "\x01\x79" + QByteArray(505, '\0')));
     QCOMPARE(transfer.link.sent.size(), 2);
@@ -266,7 +266,7 @@ void TestTransfer::duplicateInOneChunk()
     transfer.start(imageOf(1000));
     transfer.link.deliver(blockReply() + blockReply());
     QCOMPARE(transfer.blocks(), QStringLiteral("0/00 1/00"));
-    // In a chunk of its own it cannot be told from the next acknowledgement.
+    // In a separate chunk it looks like the next acknowledgement.
     transfer.link.deliver(blockReply());
     transfer.link.deliver(blockReply());
     QCOMPARE(transfer.blocks(), QStringLiteral("0/00 1/00 2/00 3/40"));

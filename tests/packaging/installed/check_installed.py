@@ -137,7 +137,7 @@ class TestInstalled(unittest.TestCase):
             folder = "/usr/sbin/" if name == "reboot" else "/usr/bin/"
             self.assertEqual(ran, [[[folder + name, *words], [0, 0, 0], None, None]])
 
-    def test_4_nothing_else_runs_and_nobody_is_asked(self):
+    def test_4_nothing_else_runs_and_no_password_is_asked(self):
         for line in (
             "sudo reboot -f",
             "sudo sh -c reboot",
@@ -205,7 +205,7 @@ class TestInstalled(unittest.TestCase):
         self.assertEqual((found["no_new_privileges"], found["seccomp"]), ("0", "0"))
         self.assertEqual(found["files"], [8192, 8192])
         self.assertEqual(found["watchdog"], str(WATCHDOG_SECONDS * 1000000))
-        # There is no chip behind the serial line here; what counts is that it may be opened.
+        # No chip is connected to the serial line here; the agent only must be allowed to open it.
         self.assertIn(found["serial"], ("ok", "No such device or address", "Input/output error"))
         self.assertEqual(
             {name: found[name] for name in ("other device", "null", "etc", "data", "lock", "port")},

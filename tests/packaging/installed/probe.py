@@ -25,7 +25,7 @@ COMMANDS = (
 )
 
 
-def tell_manager(words):
+def notify_manager(words):
     address = os.environ["NOTIFY_SOCKET"].replace("@", "\0", 1)
     with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
         manager.sendto(words.encode(), address)
@@ -91,7 +91,7 @@ def main():
 
 
 def finish(start, found):
-    tell_manager(f"READY=1\nSTATUS=start {start}")
+    notify_manager(f"READY=1\nSTATUS=start {start}")
     with open(f"{FOLDER}/new", "w", encoding="ascii") as file:
         json.dump(found, file)
     os.rename(f"{FOLDER}/new", f"{FOLDER}/{start}")

@@ -31,7 +31,7 @@ with open("/run/recorded", "a") as file:
     print(json.dumps([sys.argv, os.getresuid(), os.environ.get("TAR_OPTIONS"),
                       os.environ.get("NOTIFY_SOCKET")]), file=file)
 """
-# The unit's user and what it leaves of root's rights. What ran comes behind the status.
+# The unit's user and what it leaves of root's rights. The commands that ran follow the status.
 AS_AGENT = """setpriv --reuid upgrade-agent --regid upgrade-agent --init-groups \\
     --bounding-set=-all,{capabilities} sh -c "$0"
 printf '\\nstatus %s\\n' $?
@@ -40,7 +40,7 @@ cat /run/recorded 2>/dev/null || :
 
 
 def write(name, text):
-    """A program of the copy alone: the file is a new one."""
+    """A program that exists only in the copy: the file is a new one."""
     path = os.path.join(ROOT, name)
     if os.path.lexists(path):
         os.remove(path)
@@ -50,7 +50,7 @@ def write(name, text):
 
 
 def make():
-    """Makes the copy anew. Its files are links to the root's, but for those that are replaced."""
+    """Makes a fresh copy. Its files are links to the root's files, except the replaced ones."""
     shutil.rmtree(ROOT, ignore_errors=True)
     subprocess.run(["cp", "-al", chroot.ROOT, ROOT], check=True)
     for name in HARMFUL:

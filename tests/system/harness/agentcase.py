@@ -163,7 +163,7 @@ class AgentCase(unittest.TestCase):
         return client
 
     def assert_no_sanitizer_reports(self):
-        """A program may have found a defect in itself at a time when nobody missed it."""
+        """A sanitizer may have reported a defect that no other check noticed."""
         self.assertEqual([p.name for p in self.processes if p.has_sanitizer_report()], [])
 
     # What is checked at the end of every run.

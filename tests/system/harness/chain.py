@@ -44,8 +44,8 @@ def main_image_blocks():
 
 
 def pieces():
-    """A run in mode 2 of chips that run the old version: each command and what is said from the
-    reply before it until its own reply is awaited; what follows the last reply bears no name."""
+    """A run in mode 2 of chips that run the old version: each command with the lines from
+    the reply before it to the wait for its reply; the lines after the last reply have no name."""
     model, main = texts.model_read(), texts.read_bootcode("MAIN", "APP")
     info, version = texts.read_info("MAIN"), texts.read_version("MAIN", OLD)
     enter, percents = texts.entered("MAIN"), texts.further_blocks(1, 2, len(MAIN.data))
@@ -85,14 +85,14 @@ def until(step):
     raise KeyError(step)
 
 
-def behind(step):
-    """What is said from the step's reply on."""
+def rest(step):
+    """The lines from the step's reply on."""
     return until("")[len(until(step)) :]
 
 
 def whole_run(first, mode, aux, main):
-    """A run that goes through at the first try. Each version is the one that the chip runs, and
-    None for a main MCU whose image was never finished."""
+    """A run without retries. Each version is the one that the chip runs; None for a main MCU
+    whose image was never finished."""
     said = texts.started(first)
     said += texts.model_read() if mode == 2 else texts.log("Firmware file checksum ok.")
     said += texts.read_mcu("AUX") + texts.read_mcu("MAIN", "APP" if main else "Bootcode")
@@ -116,11 +116,11 @@ def whole_run(first, mode, aux, main):
 
 
 class TwoChips(AgentCase):
-    """Runs the chain up to a step, and checks the flash against what was said."""
+    """Runs the chain up to a step, and checks the flash against the transcript."""
 
     def run_until(self, step):
-        """The step's reply is awaited, its command has reached the device, and all that the
-        client was told by then is as it must be."""
+        """Returns when the agent waits for the step's reply, the device has received the command
+        and the client has received the expected lines."""
         client = self.start(chip("AUX", 1), chip("MAIN"), images=(AUX, MAIN), faults=[FAULTS[step]])
         client.send(REQUEST)
         client.expect(until(step), 60)

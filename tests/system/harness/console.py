@@ -71,15 +71,15 @@ class Console:
             raise wait.TimeOut(f"{error}; received:\n" + "\n".join(self.lines[-40:])) from None
 
     def _take_lines(self, start):
-        """The complete lines behind an offset, and where the next one begins."""
+        """The complete lines after an offset, and where the next one begins."""
         with self._lock:
             end = self._raw.rfind(b"\r\n", start) + 2
             raw = bytes(self._raw[start:end]) if end > 1 else b""
         return transcript.lines_of(raw), start + len(raw)
 
     def expect(self, expected, seconds=15):
-        """Waits until the transcript since the mark is `expected`, and fails as soon as it
-        cannot become that any more. The next expect starts behind it."""
+        """Waits until the transcript since the mark is `expected`, and fails as soon as a
+        line differs. The next expect starts after it."""
         expected = list(expected)
         matcher = transcript.Matcher(expected)
         place = self._mark
@@ -108,8 +108,8 @@ class Console:
         heartbeat's reply alone."""
         self.ask("HEARTBEAT", "HEARTBEAT")
 
-    def sync_behind(self):
-        """A round trip behind whatever else is said meanwhile."""
+    def sync_among_others(self):
+        """A round trip; other messages may arrive before the reply."""
         count = self.lines.count("HEARTBEAT")
         self.send("HEARTBEAT")
         self.wait_for("HEARTBEAT", count=count + 1)

@@ -30,7 +30,7 @@ def lines(agent, clients=()):
 
 
 def start():
-    """What every start writes, with the probe of whoever waits for it."""
+    """The lines of every start, with the connection that probes the port."""
     return [
         "event=start version=1.15 package=/data/FW.fwm net_archive=/data/sysupdate.tar.bz2 "
         "net_version=/data/version serial=ttyS2",

@@ -55,7 +55,7 @@ def md5(content):
 
 
 def with_head(content, version="1.23", digest=None):
-    """The archive behind its head: version, digest, nothing else."""
+    """The archive after its head, which has a version and a digest."""
     digest = md5(content) if digest is None else digest
     return (version.encode() + b"\0" + digest.encode()).ljust(HEAD_SIZE, b"\0") + content
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Plays the service manager: receives what the agent tells it."""
+"""Simulates the service manager: receives the agent's messages."""
 
 import os
 import socket
@@ -24,7 +24,7 @@ class Manager:
         self._reader.start()
 
     def _read(self):
-        """At once: the socket has room for a few only."""
+        """Reads at once: the socket's buffer holds only a few messages."""
         while True:
             message, extra, _, _ = self.socket.recvmsg(4096, 64)
             if not message:

@@ -74,13 +74,13 @@ def description(images, model="HX-8", version="1.0.5"):
 
 
 def with_checksum(body):
-    """Puts the checksum text in front: hexadecimal, lower case, no leading zeros, NULs behind."""
+    """Adds the checksum text in front: hexadecimal, lower case, no leading zeros, then NULs."""
     text = format(zlib.crc32(body), "x").encode()
     return text.ljust(8, b"\0") + body
 
 
 def body(text, images, version=6):
-    """Everything behind the checksum text, in the current header form."""
+    """Everything after the checksum text, in the current header form."""
     raw = text.encode()
     length = struct.pack("<I", len(raw)) if version == 2 else struct.pack("<H", len(raw))
     return (
@@ -111,6 +111,6 @@ def build_bare(images, package_version=6, text=None):
 
 
 def expected_flash(data):
-    """The raw blocks that a chip holds after an image: zeros behind one of less than a block."""
+    """The raw blocks that a chip holds after an image; zeros pad an image of less than a block."""
     blocks = -(-len(data) // 256)
     return data.ljust(256 * blocks, b"\0" if len(data) < 256 else b"\xff")

@@ -44,7 +44,7 @@ class Simulator(Process):
         self.address = first[1].strip()
 
     def control(self, line):
-        """Sends one control line and returns the text behind its "ok"."""
+        """Sends one control line and returns the text after its "ok"."""
         with socket.socket(socket.AF_UNIX) as client:
             client.settimeout(10)
             client.connect(self.control_path)

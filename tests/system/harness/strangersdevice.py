@@ -12,7 +12,7 @@ RESTART_SECONDS = 1
 
 @dataclasses.dataclass
 class Chip:
-    """What one chip tells, and what it was given."""
+    """What one chip reports, and the blocks that it received."""
 
     mcu_type: int
     version: tuple
@@ -31,7 +31,7 @@ class StrangersDevice:
         self.virtual_version = 0
         self.broken = []
         self._master = master
-        self._deaf_until = 0
+        self._silent_until = 0
         self._closed = False
         self._commands = {
             0x7900: self._enter,
@@ -56,7 +56,7 @@ class StrangersDevice:
         while not self._closed:
             try:
                 received += os.read(self._master, 4096)
-            except OSError:  # nobody has the port open
+            except OSError:  # no program has the port open
                 time.sleep(0.02)
                 continue
             while len(received) >= 5:
@@ -77,7 +77,7 @@ class StrangersDevice:
         ):
             self.broken.append(frame.hex())
             return
-        if time.monotonic() < self._deaf_until:
+        if time.monotonic() < self._silent_until:
             return
         answer = self._commands[word](frame[9:-1])
         if answer is not None:
@@ -124,11 +124,11 @@ class StrangersDevice:
         if last:
             chip.complete, chip.bootcode = True, False
             if data[:2] == b"\0\0":
-                self._deaf_until = time.monotonic() + RESTART_SECONDS
+                self._silent_until = time.monotonic() + RESTART_SECONDS
         return 0
 
     def _reboot(self, _):
-        self._deaf_until = time.monotonic() + RESTART_SECONDS
+        self._silent_until = time.monotonic() + RESTART_SECONDS
         return 0
 
     def _set_virtual_version(self, data):

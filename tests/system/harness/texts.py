@@ -21,7 +21,7 @@ def closed(port=PORT_NAME):
 
 
 def started(first=True):
-    """An accepted request: close, open. Before the first open there is no port name to tell."""
+    """An accepted request: close, open. Before the first open there is no port name."""
     return closed("" if first else PORT_NAME) + ["Connect success."]
 
 
@@ -111,8 +111,8 @@ def entered(name):
 
 
 def block_percents(size):
-    """The uploader's per-image figures behind the first 0: after block 0, then after each full
-    block that is not the last one, in single precision."""
+    """The uploader's progress of one image after the first 0: after block 0, then after each full
+    block except the last one, in single precision."""
     figures = [255 / size * 100]
     cursor = 512
     while cursor < size:

@@ -22,10 +22,10 @@ class Matcher:
 
     def __init__(self, expected):
         self._expected = expected
-        self._places = set(self._behind(0))
+        self._places = set(self._positions(0))
 
-    def _behind(self, place):
-        """A place, and those reached from it by leaving out lines that may be left out."""
+    def _positions(self, place):
+        """A position, and those reached from it by skipping optional lines."""
         yield place
         while place < len(self._expected) and isinstance(self._expected[place], Maybe):
             place += 1
@@ -40,7 +40,7 @@ class Matcher:
                     continue
                 wanted = self._expected[place]
                 if line == (wanted.line if isinstance(wanted, Maybe) else wanted):
-                    following.update(self._behind(place + 1))
+                    following.update(self._positions(place + 1))
             self._places = following
         if len(self._expected) in self._places:
             return "equal"
