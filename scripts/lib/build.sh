@@ -2,8 +2,8 @@
 # shellcheck shell=sh
 # Building, for the scripts that need programs.
 
-# Configures a preset, with further arguments for cmake. A build tree that was configured elsewhere
-# is begun anew.
+# Configures a preset, with further arguments for cmake. A build tree that does not fit is
+# deleted and configured again.
 configure() {
     preset=$1
     shift
@@ -11,7 +11,7 @@ configure() {
         export CMAKE_CXX_COMPILER_LAUNCHER=ccache
     fi
     cmake --preset "$preset" "$@" ||
-        { echo "The build tree build/$preset does not fit; it is made anew." >&2 &&
+        { echo "The build tree build/$preset does not fit; it is deleted and configured again." >&2 &&
             rm -rf "build/$preset" && cmake --preset "$preset" "$@"; }
 }
 

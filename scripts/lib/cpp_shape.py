@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Finds the functions of a C++ file, how long they are and how deep they nest.
+"""Finds the functions of a C++ file, their lengths and their nesting.
 
-No compiler: comments and texts are blanked out, then braces are followed. What stands before a
-brace tells what it opens. That is exact enough for the code of this project.
+It does not use a compiler: it replaces comments and texts by blanks, then counts braces. The text
+before a brace determines what it opens. That is exact enough for the code of this project.
 """
 
 import dataclasses
@@ -59,8 +59,8 @@ def _kind(head, outer):
 
 
 def functions(text):
-    """Every function and lambda of a file. Lines count from the brace to its end, both included,
-    but for the lines of tables that the formatter is told to leave alone."""
+    """Every function and lambda of a file. Lines count from the opening to the closing brace, both
+    included, without the lines of tables in which clang-format is switched off."""
     tables = [
         (text.count("\n", 0, found.start()) + 1, text.count("\n", 0, found.end()) + 1)
         for found in _TABLE.finditer(text)
@@ -89,7 +89,7 @@ def functions(text):
 
 
 def _deepen(stack):
-    """Tells the innermost function how many control blocks are open inside it."""
+    """Records in the innermost function how many control blocks are open inside it."""
     depth = 0
     for block in reversed(stack):
         if block.kind == "control":

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """Measures the agent's memory at rest and over one upgrade, inside the sandbox.
 
-On an emulated processor the agent's memory lies where the emulator was told to put it; only that
-range counts, so the emulator itself does not.
+On an emulated processor the agent's memory is in a range that is passed to the emulator; only this
+range counts, not the memory of the emulator.
 """
 
 import os

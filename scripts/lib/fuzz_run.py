@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Runs the fuzz targets of a build tree, one after the other, and prints what came of it.
+"""Runs the fuzz targets of a build tree, one after the other, and prints the results.
 
-The inputs that reach new code stay in build/fuzz/corpus for the next run; an input that breaks
-something is kept in build/fuzz/findings. The exit status is 1 when there is any.
+The inputs that reach new code stay in build/fuzz/corpus for the next run; an input that fails
+is kept in build/fuzz/findings. The exit status is 1 if there is one.
 """
 
 import argparse
@@ -19,7 +19,7 @@ COLUMNS = "{:<16} {:>8} {:>12} {:>10} {:>9} {:>9}"
 
 
 class Target:
-    """One line of the build's list: ROOM|LONGEST INPUT|SEED FOLDER|..."""
+    """One line of the build's list: NAME|LONGEST INPUT|SEED FOLDER|..."""
 
     def __init__(self, build, line):
         self.name, self.longest, *self.seeds = line.split("|")
@@ -31,7 +31,7 @@ class Target:
             os.makedirs(folder, exist_ok=True)
 
     def command(self, *arguments):
-        """The program with the limits that every run of it has."""
+        """The program with the limits of every run."""
         return [
             self.program,
             f"-timeout={SECONDS_PER_INPUT}",
@@ -41,7 +41,7 @@ class Target:
         ]
 
     def still_failing(self):
-        """The findings of earlier runs that have not been mended since."""
+        """The findings of earlier runs that still fail."""
         paths = [os.path.join(self.findings, name) for name in sorted(os.listdir(self.findings))]
         return [
             path
@@ -50,7 +50,7 @@ class Target:
         ]
 
     def run(self, seconds):
-        """Fuzzes for so long. Returns the exit status."""
+        """Fuzzes for this time. Returns the exit status."""
         command = self.command(
             f"-max_total_time={seconds}",
             f"-max_len={self.longest}",

@@ -6,28 +6,11 @@ import re
 
 LIST = os.path.join(os.path.dirname(os.path.realpath(__file__)), "lint-words.txt")
 
-# The files and folders that are checked.
-PLACES = (
-    "README.md",
-    "ARCHITECTURE.md",
-    "CONTRIBUTING.md",
-    "SECURITY.md",
-    "CHANGELOG.md",
-    "PULL_REQUEST_TEMPLATE.md",
-    "bench/",
-    "cmake/",
-    "docs/",
-    "packaging/",
-    "src/",
-)
-# Data, and the list itself with its test.
-ALLOWED_FILES = (
-    "tests/console/seeds/",
-    "tests/edid/data/",
-    "tests/edid/seeds/",
-    "tests/package/data/",
-    "tests/lint/test_words.py",
-    "scripts/lib/lint-words.txt",
+# Data, the licence, the list of phrases, and the tests that contain some of them.
+NOT_CHECKED = re.compile(
+    r"^tests/(?:.*/)?(?:data|seeds[^/]*)/"
+    r"|^LICENSE$|^tests/lint/|^scripts/lib/lint-words\.txt$"
+    r"|\.(?:bin|fwm|hex|png|svg)$"
 )
 # CMake's names of permissions.
 ALLOWED_TEXTS = ("WORLD_READ", "WORLD_EXECUTE")
@@ -53,7 +36,7 @@ def parts_of_identifiers(text):
 
 
 def is_checked(name):
-    return name.startswith(PLACES) and not name.startswith(ALLOWED_FILES)
+    return not NOT_CHECKED.search(name)
 
 
 def findings(name, text, phrases):

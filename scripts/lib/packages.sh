@@ -22,9 +22,9 @@ LINT_PACKAGES="clang-format shellcheck codespell cppcheck black flake8"
 MEMCHECK_PACKAGES="valgrind libc6-dbg"
 ANALYSIS_PACKAGES="clang-tidy clazy"
 COVERAGE_PACKAGES="gcovr"
-# The handovers between threads that ThreadSanitizer is told of.
+# Headers for the hand-overs between threads that are announced to ThreadSanitizer.
 TSAN_PACKAGES="qtbase5-private-dev"
-# To build for the board, and to run what was built.
+# To build for the board and to run the result.
 CROSS_PACKAGES="mmdebstrap g++-arm-linux-gnueabihf g++-aarch64-linux-gnu qemu-user-static"
 
 # Prints those of the given packages that are not installed.
@@ -35,10 +35,10 @@ missing_packages() {
     done
 }
 
-# Installs what is missing and nothing else; without a need it touches no network.
+# Installs only missing packages; uses no network if there are none.
 install_packages() {
     if ! command -v dpkg-query >/dev/null; then
-        echo "This is no Debian. These packages, by whatever name they have here, are needed:" >&2
+        echo "This is not Debian. Install the equivalents of these packages:" >&2
         echo "  $*" >&2
         return 0
     fi
