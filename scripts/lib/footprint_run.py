@@ -54,7 +54,7 @@ def show(when, sums):
 
 
 def start_agent():
-    """The agent, in a range of its own where it is emulated."""
+    """The agent; an emulated one is in a separate address range."""
     agent = Agent(**({"QEMU_GUEST_BASE": str(GUEST_BASE)} if IS_EMULATED else {}))
     agent.wait_until_it_listens(60)
     return agent

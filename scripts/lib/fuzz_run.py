@@ -121,7 +121,7 @@ def main():
     )
     parser.add_argument("targets", nargs="*", metavar="TARGET", help="all when none is named")
     options = parser.parse_args()
-    # An input may be meant to fill memory; the allocator is to say so, not the kernel.
+    # An input may use up the memory; the allocator must report it, not the kernel.
     os.environ.setdefault("ASAN_OPTIONS", "allocator_may_return_null=0:detect_leaks=1")
     # Some targets write the files that they then read.
     if os.path.isdir("/dev/shm"):

@@ -270,7 +270,7 @@ def check_shell():
 
 
 def check_spelling():
-    """Words, but for those that are spelled so on the wire."""
+    """Spelling, except of the words of the console protocol."""
     names = [
         name
         for name in tracked()

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=sh
-# A Debian of its own in a folder, to install packages into. Debian's minimal variant, not this
-# machine's files: only there a package is found out that forgot to say what it needs.
+# A separate Debian in a folder, to install packages into. It is Debian's minimal variant, not this
+# machine's files: only there a missing dependency of a package is found.
 
 . scripts/lib/archive.sh
 

@@ -15,8 +15,8 @@ struct EngineParts;
 } // namespace engine
 
 /**
- * The upgrade engine. Lives on a thread of its own; every slot and timer runs there. The few
- * operations that the console calls directly from the main thread are marked so.
+ * The upgrade engine. It has its own thread, on which every slot and timer runs. The few
+ * operations that the console calls directly from the main thread are marked.
  *
  * All reports are sent through message(): a list of one element is a log line, a longer one starts
  * with its key. This class is the engine's interface; the work is done by its parts, see

@@ -10,7 +10,7 @@
 
 /**
  * The network link to a device: one TCP client connection with the same frames as the serial line.
- * Does no framing and sets no time limit of its own.
+ * It does not interpret frames and sets no time limit.
  */
 class CoreTelnet : public links::DeviceLink
 {

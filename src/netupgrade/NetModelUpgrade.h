@@ -21,7 +21,7 @@ class NetInstallJob;
 /**
  * Lets the network module be upgraded like any MCU: takes Enter F/W Update Mode and write-block
  * frames for chip type 0x20, answers each, writes the archive, and installs it after the last
- * block. Lives in the main thread; the shell commands run on a thread of their own.
+ * block. It belongs to the main thread; the shell commands run on a separate thread.
  */
 class NetModelUpgrade : public QObject
 {

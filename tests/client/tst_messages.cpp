@@ -256,7 +256,7 @@ private slots:
         }
     }
 
-    /** Whatever ends a step for good says why and what helps. */
+    /** Every line that ends a step as failed has a reason and advice. */
     void everyFailingStepHasACause()
     {
         // A product-information read goes on without the virtual version.

@@ -75,7 +75,7 @@ private slots:
         Run run({"A", "B"});
         QCOMPARE(run.waitAfter(9s), QString());
         run.say({"Read model name."});
-        QCOMPARE(run.waitAfter(2s), QString()); // nothing to speak of
+        QCOMPARE(run.waitAfter(2s), QString()); // too short to be shown
         QCOMPARE(run.waitAfter(4s),
                  QString("waiting for an answer, 4 s of 10, try 1 of 3, gives up in 0:26"));
         run.say({"Read model name fail, retry 2."});
@@ -112,7 +112,7 @@ private slots:
         run.say({"'A' F/W update fail, retry 2.", enter, entered, "Erasing..."}).progress(40);
         QCOMPARE(run.waitAfter(15s),
                  QString("waiting for an answer, 15 s of 15, try 7 of 9, gives up in 0:30"));
-        // Only the last block is waited for so long.
+        // Only the wait for the last block takes this long.
         QCOMPARE(run.waitAfter(20s),
                  QString("waiting for an answer, 20 s of 30, try 7 of 9, gives up in 0:40"));
         run.say({"Write firmware 'A' success.", "The Main MCU is restarting, please wait."});

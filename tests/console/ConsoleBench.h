@@ -91,7 +91,7 @@ private:
 };
 
 /**
- * The console server with a port of its own, private paths, a recording shell and no serial port.
+ * The console server with a free port, private paths, a recording shell and no serial port.
  * Its engine is the real one, unless recordRequests() is called before start().
  */
 class ConsoleBench

@@ -20,7 +20,7 @@ QByteArray fragment(const QByteArray &payload)
 const QByteArray enterReply = "UpgradeDatas||" + netframes::enterAccepted;
 const QByteArray blockReply = "UpgradeDatas||" + netframes::blockAccepted;
 
-/** Sends each frame as a fragment and waits for its reply, but for the last one's. */
+/** Sends each frame as a fragment and waits for its reply, except the last one's. */
 bool sendPackage(ConsoleTestClient &client, const QByteArray &archive)
 {
     QList<QByteArray> frames = netframes::package(archive);

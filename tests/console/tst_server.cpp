@@ -402,7 +402,7 @@ void TestServer::networkLinkUp()
                                                "UPGRADELOG||Firmware package version: 6\r\n"
                                                "UPGRADELOG||Model Name: MX-88\r\n"
                                                "UPGRADELOG||Version: 1.0.12\r\n"));
-    // The run has no status of its own, and yet nothing may be started beside it.
+    // The run has no status, but no other run may start during it.
     client.forget();
     client.send("UPGRADE||MAIN,0,1\r\nUPGRADEALL\r\nUPGRADEORVALE1G||1.2.3.4\r\n");
     QTRY_COMPARE(client.received(), busy + busy);

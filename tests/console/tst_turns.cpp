@@ -174,7 +174,7 @@ void TestTurns::clientsTakeTurns()
     QCOMPARE(console.lists, 2 * count);
 }
 
-/** What another client asks for is answered at once, up to a list of its own. */
+/** Requests of another client are answered at once, except a list. */
 void TestTurns::shortRequestsOfOthersDoNotWait()
 {
     Console console;

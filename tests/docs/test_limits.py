@@ -73,7 +73,7 @@ class Limits(unittest.TestCase):
                 name, rest = source_of(test)
                 self.assertIsNotNone(name, test)
                 text = pages.read(name)
-                # The rest is a function, or a class that has a fixture of its own.
+                # The rest is a function, or a class with a separate fixture.
                 for wanted in filter(
                     None, (rest and f"(test_{rest}|Test{rest.capitalize()})", function)
                 ):

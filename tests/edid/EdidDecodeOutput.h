@@ -7,7 +7,7 @@
 #include <QString>
 #include <QStringList>
 
-/** What Debian's edid-decode says of a dump, as far as our report speaks of it. */
+/** The output of Debian's edid-decode for a dump, as far as our report contains it. */
 struct EdidDecodeOutput
 {
     struct Audio

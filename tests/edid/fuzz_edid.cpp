@@ -42,7 +42,7 @@ void report(const QByteArray &dump)
 
 } // namespace
 
-/** Any bytes as a dump, with and without a header of their own, and as a console argument. */
+/** Any bytes as a dump, with and without a valid header, and as a console argument. */
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const QByteArray input(reinterpret_cast<const char *>(data), int(size));

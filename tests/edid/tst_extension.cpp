@@ -382,7 +382,7 @@ void TestExtension::hdmiIdentification()
     QFETCH(QString, kind);
     QCOMPARE(itemsOf(blocks)[0], "DEL,," + kind + ',');
     QCOMPARE(linesOf(blocks).contains("Deep Color:\r\n"), kind == "HDMI");
-    // The status goes by the extension count alone.
+    // The status depends only on the extension count.
     QCOMPARE(outcomeOf(DumpBuilder().extension(blocks).bytes()).status,
              QString("HDMI EDID\rcheck sum Ok !"));
 }
@@ -485,7 +485,7 @@ void TestExtension::y420MapCountsOverAllVideoBlocks()
         const QStringList lines = linesOf(blocks);
         return lines.mid(lines.indexOf("\r\nY420CMDB Descripter :\r\n") + 1);
     };
-    // Numbers 0, 2, 7 and 8; the map stands before the blocks that it speaks of.
+    // Numbers 0, 2, 7 and 8; the map precedes the blocks that it refers to.
     const QByteArray map = "e30f8501";
     const QByteArray first = "4490020304";
     const QByteArray second = "45050607e110";
@@ -496,7 +496,7 @@ void TestExtension::y420MapCountsOverAllVideoBlocks()
     QCOMPARE(mapLines("e20fff"
                       "43008010"),
              (QStringList{"1920x1080p@60Hz  16:9\r\n", noHdr}));
-    // Cut off before its bitmap, a map does not speak for every format.
+    // A map without its bitmap does not apply to every format.
     QCOMPARE(
         mapLines(
             DumpBuilder().extension("4110e30fffff").timingsStart(8).bytes().mid(132, 4).toHex()),

@@ -12,7 +12,7 @@
 #include <memory>
 #include <optional>
 
-/** A serial link whose far end is a simulated device in the same process. */
+/** A serial link to a simulated device in the same process. */
 class FakeCOMQ : public CoreCOMQ
 {
     Q_OBJECT
@@ -40,7 +40,7 @@ public:
     /** What the device itself would answer, all of it in one chunk. */
     QByteArray deviceAnswer(const QByteArray &frame);
 
-    /** Delivers everything that is due, and what comes of it. True when there was anything. */
+    /** Delivers everything that is due, and the replies to it. False when nothing was due. */
     bool deliverDue();
 
     QList<QByteArray> sent;

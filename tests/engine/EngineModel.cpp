@@ -108,7 +108,7 @@ void EngineModel::upgrade()
     lines = QStringList{"ConnectSuccess|ttyS2", "Firmware file checksum ok.", "Read model name."};
     if (!readModelName())
         return;
-    // The main MCU has one turn, before all others or with them, whatever comes of it.
+    // The main MCU has one turn, before all others or with them, even if it fails.
     const bool mainFirst = m_disturbance.chain == Chain::BootcodeFirst;
     if (mainFirst) {
         if (!readRow(0))

@@ -31,8 +31,8 @@ public:
     /** A command goes out; false when the link is gone. */
     bool send(const QString &word, int row = -1);
 
-    /** The reply to `word`, or nothing when the wait ends by its time-out. One that is for another
-     *  row and says so is dropped. */
+    /** The reply to `word`, or nothing when the wait ends by its time-out. A reply that
+     *  names another row is dropped. */
     std::optional<ModelReply> receive(const QString &word, int row = -1);
 
     /** The rest of what arrived together with the reply that was taken last is dropped. */

@@ -7,9 +7,9 @@
 #include "support/VirtualTime.h"
 
 /**
- * The real engine on virtual time, with a simulated device whose answers go out only when they are
- * asked for. Whatever happens, it aborts when the engine breaks one of its promises: nothing is
- * called written that was not acknowledged block by block, every run ends, and says so.
+ * The real engine on virtual time, with a simulated device whose answers are sent only when the
+ * script requests them. It aborts when the engine breaks one of its guarantees: no image is
+ * reported as written unless every block was acknowledged, and every run ends with a status.
  */
 class ScriptedEngine
 {

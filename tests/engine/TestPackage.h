@@ -16,7 +16,7 @@ struct TestImage
     char speciality = 'A';
     QVector<int> version{1, 0, 0};
     QByteArray bytes;
-    /** False: the description speaks of the image and the records lack it. */
+    /** False: the description lists the image and the records lack it. */
     bool hasRecord = true;
 };
 

@@ -27,7 +27,7 @@ QByteArray twoImages()
                         {"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, patternImage(300, 2)}});
 }
 
-/** A simulated device with a network port of its own. */
+/** A simulated device with a network port. */
 class NetworkDevice : public QObject
 {
 public:

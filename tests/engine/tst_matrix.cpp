@@ -10,8 +10,8 @@ Q_DECLARE_METATYPE(Disturbance)
 namespace tst_matrix {
 
 /**
- * Every command of every chain, met by every trouble. What must come of it is computed by a model
- * of its own (EngineModel.h); nothing of it is recorded from the engine.
+ * Every command of every chain with every trouble. An independent model (EngineModel.h) computes
+ * the expected result; nothing is recorded from the engine.
  */
 class TestMatrix : public QObject
 {

@@ -145,7 +145,7 @@ void TestPlanning::fpgaRows()
     QVERIFY(compareFlash(scenario.device.flash(17, 0), patternImage(256, 18)).equal);
 }
 
-/** The description speaks of an image that the package does not hold: the run goes on. */
+/** The description lists an image that the package does not have: the run continues. */
 void TestPlanning::missingRecord()
 {
     TestImage missing = testImage("MAIN", 0, {2, 0, 0});
@@ -186,7 +186,7 @@ void TestPlanning::noFirmwareForTheChip()
     QCOMPARE(scenario.progress.first(), 50.0);
 }
 
-/** Firmware for the chip, but for another board: only the result shows it. */
+/** Firmware for the chip and another board: only the result shows it. */
 void TestPlanning::otherSpecialityIsSilent()
 {
     TestImage other = testImage("AUX", 1, {9, 0, 0}, 2);

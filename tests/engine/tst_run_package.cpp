@@ -21,7 +21,7 @@ const QStringList rows{"AUX,1,0", "KEY,2,0"};
 const QVector<ChipDescription> chips{testChip("MAIN", 0, 0, "1.0.0"),
                                      testChip("AUX", 1, 0, "1.0.0", 2),
                                      testChip("KEY", 2, 0, "1.0.0", 3)};
-/** Each image has chunks of its own. */
+/** Each image has separate chunks. */
 const QVector<TestImage> images{testImage("AUX", 1, {2, 0, 0}, 2, 20'000),
                                 testImage("KEY", 2, {2, 0, 0}, 3, 20'000)};
 const QString changed = QStringLiteral("Firmware package was changed during the upgrade.");

@@ -365,7 +365,7 @@ void TestTable::textsNameTheirRow()
     }
 }
 
-/** The number of a retry is that in its text, and what is not a retry does not say so. */
+/** Only the texts of retries have a number, and it is the number of the retry. */
 void TestTable::retriesAreCounted()
 {
     for (const Transition &line : stepTable()) {

@@ -38,7 +38,7 @@ Images allImages()
             testImage("NET", 32, {2, 0, 0})};
 }
 
-/** A run over a package in a file of its own, whose images go nowhere. */
+/** A run with a package in a temporary file; its images are not sent. */
 struct RunBench : ReportBench
 {
     explicit RunBench(const Images &images = allImages(), const Platform &platform = {})

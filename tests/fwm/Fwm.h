@@ -34,7 +34,7 @@ inline Ran runProgram(const QString &program, const QStringList &arguments, cons
             process.readAllStandardOutput(), process.readAllStandardError()};
 }
 
-/** A folder of its own for every test, and the real program run in it. */
+/** A folder for each test, in which the real program runs. */
 class Fwm
 {
 public:

@@ -286,7 +286,7 @@ void TestReading::extractLeavesNothingHalf()
     QCOMPARE(m_fwm->run({"extract", goldenPath("checksum-wrong"), "-o", "out"}).status, 7);
     QCOMPARE(m_fwm->run({"extract", goldenPath("record-cut"), "-o", "out"}).status, 7);
     QCOMPARE(m_fwm->run({"extract", goldenPath("good"), "-o", "no/such/out"}).status, 1);
-#if !defined(__SANITIZE_THREAD__) // which needs a file of its own to start
+#if !defined(__SANITIZE_THREAD__) // which needs a file to start
     // Not a single byte fits.
     const Ran full =
         m_fwm->shell("ulimit -f 0; exec " FWM_PROGRAM " extract " GOLDEN_DIR "/good.fwm -o out");

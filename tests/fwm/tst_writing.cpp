@@ -294,7 +294,7 @@ void TestWriting::warnsOfWhatDiffers()
 void TestWriting::memoryStaysFlat()
 {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    QSKIP("Sanitizers take address space of their own");
+    QSKIP("Sanitizers need additional address space");
 #elif defined(AGENT_EMULATED)
     QSKIP("An emulator sets the whole address space aside");
 #endif

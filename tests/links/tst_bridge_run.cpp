@@ -41,7 +41,7 @@ private:
     QSocketNotifier m_notifier;
 };
 
-/** The engine on a thread of its own, a real port, and times that a loaded machine keeps. */
+/** The engine on a separate thread, a real port, and times that also suit a loaded machine. */
 struct Fixture
 {
     QTemporaryDir dir;
@@ -135,7 +135,7 @@ void TestBridgeRun::listingDuringARunChangesNothing()
     QVERIFY(waitFor([&] { return fixture.ended(); }));
 
     QStringList lines = fixture.runLines();
-    // A listing of a missing package between the end and its report may speak for itself.
+    // A listing of a missing package between the end and its report has its own status.
     lines.removeAll(QStringLiteral("APPSTATUS|2"));
     QVERIFY(sameTranscript(lines, undisturbed));
     QVERIFY(texts.size() > 20);

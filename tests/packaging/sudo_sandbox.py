@@ -67,7 +67,7 @@ def put(root, name, content="", mode=0o644):
 
 
 class SudoSandbox:
-    """Lives in a folder; each question is a process of its own."""
+    """Uses a folder; each question runs in a separate process."""
 
     def __init__(self, root, policy):
         self.root = root

@@ -148,7 +148,7 @@ def missing():
 
 
 def main():
-    """Enters a network of its own first: no rule touches the machine's."""
+    """Enters a private network first, so the machine's rules do not change."""
     if os.geteuid() != 0:
         print("skipped: firewall rules need root")
         sys.exit(SKIPPED)

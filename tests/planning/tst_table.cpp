@@ -161,7 +161,7 @@ void TestTable::completesRows()
     QCOMPARE(rows.first().split(',').size(), fields);
 }
 
-/** In mode 1 the first row speaks for all of them. */
+/** In mode 1 the first row decides for all rows. */
 void TestTable::completesByTheFirstRow()
 {
     const QString nine = QStringLiteral("A,1,0,2,3,65,1,2,3");

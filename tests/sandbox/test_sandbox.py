@@ -30,7 +30,7 @@ def run(command, *options, **environment):
 
 
 class TestSandbox(unittest.TestCase):
-    """Each test has a sandbox of its own."""
+    """Each test has a separate sandbox."""
 
     def check(self, command, expected, *options, status=0, **environment):
         self.assertEqual(run(command, *options, **environment), (status, expected))

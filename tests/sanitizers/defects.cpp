@@ -95,7 +95,7 @@ void sendParcels(bool race)
     int counted = 0;
     Sender sender;
     Sender inner;
-    // The slot in front of the queued one lets another object's signal out.
+    // The slot before the queued one emits a signal of another object.
     QObject::connect(&sender, &Sender::sent,
                      [&inner](const Parcel &parcel) { emit inner.counted(parcel.number); });
     QObject::connect(&sender, &Sender::sent, &receiver, &Receiver::take);

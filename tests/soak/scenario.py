@@ -45,7 +45,7 @@ class Image:
 
 @dataclasses.dataclass
 class Event:
-    """Something that happens at a time of its own while the run lasts."""
+    """An event at a certain time during the run."""
 
     seconds: float
     kind: str
@@ -79,7 +79,7 @@ def make(seed, run, quick=False):
     """The run of that number; the same arguments always give the same run."""
     rng = random.Random(f"{seed}/{run}")
     budget = QUICK if quick else LONG if rng.random() < LONG_SHARE else SHORT
-    scenario = _peaceful(rng, run, budget == LONG)
+    scenario = _undisturbed(rng, run, budget == LONG)
     if scenario.package == "good":
         _add_troubles(rng, scenario, budget)
     if scenario.is_calm:
@@ -90,7 +90,7 @@ def make(seed, run, quick=False):
 # The device, the package and the request.
 
 
-def _peaceful(rng, run, is_long):
+def _undisturbed(rng, run, is_long):
     everything = rng.random() < 0.2
     types = sorted(
         rng.sample((MAIN, *AUX, FPGA, FPGA2), rng.choice((1, 1, 2, 2, 3, 4))),
@@ -183,7 +183,7 @@ def _chip_and_images(rng, run, chip_type, everything):
     fate = rng.random()
     if fate < 0.06 and not everything:
         return chip, []
-    # No chip has such a PCB, so this image fits none, whichever reply is taken for another's.
+    # No chip has such a PCB, so this image fits none, even if a reply is taken for another one's.
     other = dataclasses.replace(image, pcb_version=image.pcb_version + 5, seed=image.seed + "-b")
     if fate < 0.12 and chip_type < FPGA:
         return chip, [other]
@@ -346,7 +346,7 @@ def _slow_device(rng, _scenario, _budget):
 
 
 def _far(rng, scenario, budget):
-    """Only for long runs: a device that is gone for good, for a while or in one respect."""
+    """Only for long runs: a device that fails permanently, for some time, or with one command."""
     if budget < LONG:
         return None, 0
     if rng.random() < 0.3:
@@ -361,7 +361,7 @@ def _far(rng, scenario, budget):
 
 
 def _expected(scenario):
-    """{name: result} of each row by the rules for peaceful runs; None where those do not say."""
+    """{name: result} of each row by the rules for undisturbed runs, or None."""
     if scenario.package != "good" or any(chip.get("bootcode") for chip in scenario.chips):
         return None
     images = {}

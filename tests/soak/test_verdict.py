@@ -126,7 +126,7 @@ class TestVerdict(unittest.TestCase):
         run.package = "checksum"
         self.assert_violation("kind checksum", [SUCCESS], Device(), run)
 
-    def test_peaceful_run(self):
+    def test_undisturbed_run(self):
         run = make_run(expected={"AUX1": "1"})
         self.judge([*WRITTEN, SUCCESS], Device(FLASH, True), run)
         self.assert_violation("nothing went wrong", [(*RESULT, "2"), SUCCESS], Device(), run)

@@ -294,7 +294,7 @@ class Performance:
         noise = random.Random(argument).randbytes(int(argument) % 3000)
         self.connect().send_raw(noise.replace(b"UPGRADE", b"") + b"\r\n")
 
-    # What came of it.
+    # The result.
 
     def verdict(self):
         return verdict.check(self.run, self.log, self.simulator, self.built)

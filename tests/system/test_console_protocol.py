@@ -10,7 +10,7 @@ LONGEST_SILENCE = 20
 
 
 class TestSessions(agentcase.AgentCase):
-    """Each kind of session has a sandbox of its own."""
+    """Each kind of session has a separate sandbox."""
 
     def hold(self, kind, **device):
         found = [

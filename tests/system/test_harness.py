@@ -73,7 +73,7 @@ class TestTexts(unittest.TestCase):
 
 
 class TestPackage(unittest.TestCase):
-    """Packages against zlib and a reading of their own."""
+    """Packages against zlib and an independent reader."""
 
     def test_layout(self):
         image = package.Image("AUX", b"\1\2\3", chip_type=1, quantity=2, version=(1, 2, 3))

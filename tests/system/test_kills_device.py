@@ -140,7 +140,7 @@ class TestKilledDevice(chain.TwoChips):
         self.assertEqual(self.simulator.status()["virtual_version"], 5)
         self.assert_whole_run(client, False, 5, NEW, NEW)
 
-    def kill_for_good(self, step):
+    def kill_permanently(self, step):
         """It comes back when the run has failed."""
         client = self.run_until(step)
         chips, more = self.kill_device()
@@ -190,26 +190,26 @@ class TestKilledDevice(chain.TwoChips):
     def test_set_virtual_version(self):
         self.kill_while_awaiting("set_virtual_version")
 
-    def test_model_name_for_good(self):
-        self.kill_for_good("model_name")
+    def test_model_name_permanently(self):
+        self.kill_permanently("model_name")
 
-    def test_bootcode_for_good(self):
-        self.kill_for_good("bootcode")
+    def test_bootcode_permanently(self):
+        self.kill_permanently("bootcode")
 
-    def test_product_info_for_good(self):
-        self.kill_for_good("product_info")
+    def test_product_info_permanently(self):
+        self.kill_permanently("product_info")
 
-    def test_product_id_of_main_for_good(self):
-        self.kill_for_good("product_id_of_main")
+    def test_product_id_of_main_permanently(self):
+        self.kill_permanently("product_id_of_main")
 
-    def test_reboot_for_good(self):
-        self.kill_for_good("reboot")
+    def test_reboot_permanently(self):
+        self.kill_permanently("reboot")
 
-    def test_product_id_of_system_for_good(self):
-        self.kill_for_good("product_id_of_system")
+    def test_product_id_of_system_permanently(self):
+        self.kill_permanently("product_id_of_system")
 
-    def test_set_virtual_version_for_good(self):
-        self.kill_for_good("set_virtual_version")
+    def test_set_virtual_version_permanently(self):
+        self.kill_permanently("set_virtual_version")
 
 
 if __name__ == "__main__":

@@ -198,8 +198,8 @@ def allow_no_thread_more(agent):
 
 
 def skip_with_type_checks(test):
-    """The sanitizer's checker of types opens a pipe to see whether memory can be read, and without
-    descriptors accuses the innocent."""
+    """The type checks of UndefinedBehaviorSanitizer open a pipe to find out whether memory can be
+    read, and report false errors without a descriptor."""
     if "undefined" in os.environ.get("AGENT_SANITIZE", ""):
         test.skipTest("the sanitizer needs a descriptor")
 
@@ -239,7 +239,7 @@ class TestDescriptors(LimitsCase):
         self.assert_upgrades()
 
     def test_no_descriptor_left(self):
-        """Nothing can be opened: everything says so, and works again later."""
+        """Nothing can be opened: every operation reports it, and works again later."""
         skip_with_type_checks(self)
         self.put_package(AUX)
         self.begin()
@@ -314,7 +314,7 @@ class TestInstall(netcase.NetCase):
 
 
 class TestPackages(LimitsCase):
-    """Packages that claim more than there is, or have more than anybody needs."""
+    """Packages that claim more than they have, or are unusually large."""
 
     def listing(self, reply, *before):
         self.client.ask("GETFIRMWARELIST", *before, f"FIRMWARELIST||{reply}")

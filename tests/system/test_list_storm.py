@@ -21,7 +21,7 @@ MOST_LISTS_BETWEEN = 2
 
 
 class Storm:
-    """A client of its own that reads whatever comes and keeps when each list came."""
+    """A client that reads everything and records the time of each list."""
 
     def __init__(self):
         self.socket = socket.create_connection(("127.0.0.1", console.PORT), 10)

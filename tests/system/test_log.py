@@ -53,7 +53,7 @@ class TestLog(netcase.NetCase):
     """One sandbox each: the whole of standard error is compared."""
 
     def start_agent(self, **environment):
-        """The probe has gone before anybody else comes."""
+        """The probe has disconnected before another client connects."""
         super().start_agent(**environment)
         journal.wait_for_lines(self.agent, len(journal.start()))
 

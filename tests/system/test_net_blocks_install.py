@@ -42,8 +42,8 @@ class TestNetBlocksInstall(netcase.NetCase):
         back.enter()
 
     def test_others_meanwhile(self):
-        """The words before a long command come before its end, everybody is answered, and no
-        upgrade begins until the reboot."""
+        """The lines before a long command arrive before its end, every client is answered, and no
+        upgrade starts until the reboot."""
         client = self.begin()
         self.put_package(netimage.in_package(IMAGE))
         module.hold(module.UNPACK)

@@ -40,8 +40,8 @@ class TestNetGate(netcase.NetCase):
         self.send_as.enter()
 
     def test_during_an_install(self):
-        """Nothing is answered until it ends: neither the last block once more, which has no answer
-        of its own, nor anything else."""
+        """Nothing is answered until it ends: neither a repetition of the last block, which has no
+        answer, nor other frames."""
         (last,) = self.send_as.begin(IMAGE)
         module.hold(module.UNPACK)
         self.send_as.send(last)

@@ -168,7 +168,7 @@ class TestNetKill(KillCase):
                 self.assert_all_well(module.INSTALL)
 
     def upgrade(self):
-        """Starts a run on a device of its own; it is not followed beyond the install."""
+        """Starts a run on a new device; it is not observed beyond the install."""
         self.start_device(agentcase.chip("NET", 32, version="1.0"))
         client = self.connect()
         client.send("UPGRADE||NET,32,0")

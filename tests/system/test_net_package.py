@@ -51,7 +51,7 @@ class TestNetPackage(netcase.NetCase):
         self.assert_frames(framelist.version(32), *END_FRAMES)
 
     def test_between_mcu_images(self):
-        """The unpacking outlasts every command's time-out, and everybody else is served."""
+        """The unpacking outlasts every command's time-out, and all other clients are served."""
         client = self.begin(AUX, NET, KEY, request="UPGRADE||AUX,1,0||NET,32,0||KEY,2,0")
         module.hold(module.UNPACK)
         client.wait_for("PROGRESSVALUE||43.33", 30)

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """NET images where /data is missing, full, read-only or has the files of another user. Each class
-needs a sandbox of its own."""
+needs a separate sandbox."""
 
 import os
 
@@ -158,7 +158,7 @@ class TestFull(PlacesCase):
         self.assert_installed(files=BIG_FILES)
 
     def test_version_file(self):
-        """It is written when nothing is left: it says so, and everything stored before is there."""
+        """It is written when the disk is full: the agent reports it and keeps all stored files."""
         with open(netimage.VERSION_FILE, "w", encoding="ascii") as file:
             file.write("1.00")
         self.put_package(AUX)

@@ -27,7 +27,7 @@ class TestRefusals(agentcase.AgentCase):
         client.send("UPGRADE||AUX,1,0")
         return client
 
-    def test_model_name_refused_for_good(self):
+    def test_model_name_refused_permanently(self):
         client = self.begin("refuse:word=model-name")
         start = texts.log("Firmware file checksum ok.", "Read model name.")
         end = texts.log("Read model name error, upgrade fail. ForcedUpgrade mode is required.")

@@ -225,7 +225,7 @@ class TestService(netcase.NetCase):
     def test_at_rest(self):
         """Without a watchdog the agent never wakes up, with and without a service manager."""
         if "thread" in os.environ.get("AGENT_SANITIZE", ""):
-            self.skipTest("the checker has a thread of its own, which wakes up")
+            self.skipTest("ThreadSanitizer has a background thread, which wakes up")
         for environment in ({}, {"NOTIFY_SOCKET": SOCKET}):
             if environment:
                 self.manager = Manager(SOCKET)

@@ -10,7 +10,7 @@ FPGA = Image("FPGA", image_bytes(257, "fpga"), chip_type=17, version=(2, 0, 0))
 
 
 class TestUpgradeAll(agentcase.AgentCase):
-    """The quantity stands where rows have the chip's index, and is sent as such."""
+    """The quantity is in the field of the chip's index, and is sent as the index."""
 
     def test_every_image_of_the_package(self):
         client = self.start(

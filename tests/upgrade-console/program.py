@@ -66,7 +66,7 @@ class Background(Process):
         return os.pread(self._stdout.fileno(), size, 0).decode()
 
     def close(self):
-        """Ends it, should it still run, and lets go of its files."""
+        """Ends it if it still runs, and closes its files."""
         self.kill()
         self._stdout.close()
         self._stderr.close()

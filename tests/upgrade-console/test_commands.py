@@ -378,7 +378,7 @@ Host 127.0.0.1, package HX-8 7, followed for #.
         self.assertEqual([mcu["result"] for mcu in document["mcus"]], ["failed", "updated"])
         self.assertEqual(document["exit"], FAILED)
 
-    def test_no_progress_of_its_own(self):
+    def test_no_separate_progress(self):
         """Without the number of rows nothing is known of an MCU's share."""
         result = self.attach(runs.full_run(), "--json-progress")
         events, _ = self.events(result)

@@ -943,7 +943,7 @@ class TestTraffic(ConsoleTest):
         self.assertEqual(result.returncode, LOST)
 
     def test_watch_stays_alive(self):
-        """Heartbeats of its own keep it from taking silence for death; their answers are not
+        """It sends heartbeats, so it does not take silence for a dead agent; their answers are not
         shown."""
         with FakeAgent() as agent:
             program = self.start_program(agent.port, "--timeout", self.UNANSWERED, "watch")

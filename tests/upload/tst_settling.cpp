@@ -62,7 +62,7 @@ private slots:
     void leftOverAnswersAreDropped();
     void threeSends();
     void blockThatWentOutOnce();
-    void nextBlockHasNoPauseOfItsOwn();
+    void nextBlockHasNoPause();
     void flagOfAnotherCommand();
     void answerThatIsHalfThere();
     void answerAfterThePause();
@@ -126,7 +126,7 @@ void TestSettling::leftOverAnswersAreDropped()
     QCOMPARE(transfer.lines.contains(failed), !isLast);
 }
 
-/** Whichever send is answered first, all others may still be answered. */
+/** After the answer to one send, all others may still be answered. */
 void TestSettling::threeSends()
 {
     Timed transfer;
@@ -151,7 +151,7 @@ void TestSettling::blockThatWentOutOnce()
     QCOMPARE(transfer.lines, QStringList{success});
 }
 
-void TestSettling::nextBlockHasNoPauseOfItsOwn()
+void TestSettling::nextBlockHasNoPause()
 {
     Timed transfer;
     transfer.startAt(0);

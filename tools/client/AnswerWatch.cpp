@@ -19,9 +19,9 @@ constexpr milliseconds heartbeat = 1s;
 constexpr milliseconds pauseTolerance = 200ms;
 /** Tries of a command or block, and of a whole image. */
 constexpr int tries = 3;
-/** A restarting device is left alone for the first of these and asked after the others. */
+/** A device restarts during the first of these intervals, and is polled in the others. */
 constexpr auto restart = 4 * timeOuts.otherCommand;
-/** Shorter waits are nothing to speak of. */
+/** Shorter waits are not shown. */
 constexpr milliseconds shortest = 3s;
 /** By this much the lines may be late. */
 constexpr milliseconds tolerance = 2s;

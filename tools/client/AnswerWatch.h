@@ -43,8 +43,8 @@ public:
     /** Nothing during the first seconds of a wait, and where nothing is awaited. */
     std::optional<AnswerWait> at(ms now) const;
 
-    /** The silence that calls for a heartbeat. After an image the agent pauses for a second of its
-     *  own: a heartbeat within it would look as if lines had been lost. */
+    /** The silence after which a heartbeat is due. After an image the agent pauses for a second: a
+     *  heartbeat within it would look as if lines had been lost. */
     ms heartbeatAfter() const;
 
 private:

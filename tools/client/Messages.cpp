@@ -75,7 +75,7 @@ bool fits(const Template &wanted, const QString &line, QStringList &values)
     return true;
 }
 
-/** Some operations mark their lines with a key of their own. */
+/** Some operations mark their lines with a separate key. */
 QString withoutKey(const QString &line)
 {
     const QString first = line.section(consoletext::separator, 0, 0);

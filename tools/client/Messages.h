@@ -77,7 +77,7 @@ enum class LineEvent {
 
 struct MessageRow
 {
-    /** A word for programs, kept for good: "bad-chip". */
+    /** A word for programs, which never changes: "bad-chip". */
     const char *id;
     /** As the agent has it, with %1, %2 ... in the places of the values; the console server's own
      *  with their key and line end. */

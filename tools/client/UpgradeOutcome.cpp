@@ -109,7 +109,7 @@ UpgradeOutcome outcomeOf(const UpgradeModel &model)
 
 QStringList likelyState(const UpgradeModel &model, ProblemId cause)
 {
-    // Only after an end of our own is it certain that the agent still runs.
+    // Only if this program ended the connection is it certain that the agent still runs.
     const bool isAgentKnown = cause == ProblemId::Interrupted;
     const QString goesOn =
         isAgentKnown

@@ -14,8 +14,8 @@ namespace client {
 struct UpgradeRows
 {
     /** NAME,CHIP-TYPE,CHIP-INDEX each, as they are sent; empty where the agent makes the rows. The
-     *  agent's lines have the name alone, so rows of the same name are sent with a name of their
-     *  own: "AUX(1.0)". */
+     *  agent's lines contain only the name, so rows of the same name are sent with different
+     *  names: "AUX(1.0)". */
     QStringList rows;
     QVector<WantedMcu> mcus;
     /** What is wrong with a row, for people, and why nothing can be sent. */

@@ -22,7 +22,7 @@ struct ChipKind
     int quantity = 0;
 };
 
-/** The numbers stand at the end of an entry; a name may have commas of its own. */
+/** The numbers are at the end of an entry; a name may contain commas. */
 QStringList fieldsOf(const QString &entry)
 {
     const QStringList parts = entry.split(QLatin1Char(','));

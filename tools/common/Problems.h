@@ -115,7 +115,7 @@ struct ProblemRow
 {
     ProblemId problem;
     ExitCode exit;
-    /** A word for scripts, kept for good. */
+    /** A word for scripts, which never changes. */
     const char *id;
     /** One sentence, without a full stop. */
     const char *text;

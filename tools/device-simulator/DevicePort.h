@@ -22,6 +22,6 @@ public:
 
 signals:
     void received(const QByteArray &bytes);
-    /** The peer is gone for good. */
+    /** The connection has ended and does not come back. */
     void closed();
 };

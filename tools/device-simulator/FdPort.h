@@ -9,8 +9,8 @@
 #include <memory>
 
 /**
- * A port over a file descriptor: the master of a pseudo-terminal, or a socket. A terminal that no
- * host has open is waited for; a socket that ends is closed for good.
+ * A port over a file descriptor: the master of a pseudo-terminal, or a socket. The port waits
+ * for a host to open the terminal; after its peer, a socket stays closed.
  */
 class FdPort : public DevicePort
 {

@@ -24,7 +24,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/** A half frame that gets no further byte for so long is the rest of a host that died. */
+/** After this time without a byte, the start of a frame is dropped: its host has ended. */
 constexpr std::chrono::microseconds halfFrameLife = std::chrono::milliseconds(500);
 constexpr int anySize = -1;
 

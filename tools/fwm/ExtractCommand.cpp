@@ -23,7 +23,7 @@ using package::ImageRecord;
 namespace {
 
 constexpr int longestName = 64;
-constexpr mode_t everybody = 0777;
+constexpr mode_t allPermissions = 0777;
 
 /** A file name from whatever a description calls the image: no folders, nothing hidden. */
 QString fileName(const PackageContents &contents, int index)
@@ -96,7 +96,7 @@ void openToOthers(const QString &folder)
 {
     const mode_t mask = ::umask(0);
     ::umask(mask);
-    ::chmod(QFile::encodeName(folder).constData(), everybody & ~mask);
+    ::chmod(QFile::encodeName(folder).constData(), allPermissions & ~mask);
 }
 
 } // namespace

@@ -19,7 +19,7 @@ struct ImageInfo
     /** For the network module's images only. */
     std::optional<package::NetCheck> net;
     bool looksLikeBzip2 = false;
-    /** The entry of the description that speaks of it, or -1. */
+    /** The entry of the description for it, or -1. */
     int entry = -1;
     /** Whether entry and record agree in everything, the versions too. */
     bool isExact = false;
@@ -34,7 +34,7 @@ struct PackageContents
     package::PackageDescription description;
     QVector<package::ImageEntry> entries;
     QVector<ImageInfo> images;
-    /** For every entry the image that it speaks of, or -1. */
+    /** For every entry its image, or -1. */
     QVector<int> imageOfEntry;
     package::RecordWalker::State end = package::RecordWalker::State::Walking;
     /** Where the records end or break off. */
@@ -42,10 +42,10 @@ struct PackageContents
     bool hasTooManyImages = false;
 };
 
-/** What is in front of the images. Reads the whole package once, for its checksum. */
+/** Everything before the images. Reads the whole package once, for its checksum. */
 PackageContents readHead(bytes::ByteSource &source);
 
-/** The same and every image, which takes a second reading. */
+/** The same and every image, which requires a second reading. */
 PackageContents readContents(bytes::ByteSource &source);
 
 /** The key that an entry's record should have. */
@@ -57,10 +57,10 @@ package::RecordKey keyOfEntry(const package::ImageEntry &entry);
  */
 QByteArray identityOf(const package::RecordKey &key);
 
-/** What is wrong with everything in front of the images; packages without a checksum are fine. */
+/** What is wrong before the images; packages without a checksum are accepted. */
 std::optional<Problem> headProblem(const PackageContents &contents);
 
-/** For what a run refuses a package, whatever its images are. */
+/** The reason why every run refuses the package, regardless of its images. */
 std::optional<Problem> runProblem(const PackageContents &contents);
 
 /** What keeps a package from being upgraded from or worked on, the gravest first. */

@@ -101,7 +101,7 @@ QString rejectionText(const PlannedRow &row, const Decision::Rejection &rejectio
              row.fields.value(rejection.field));
 }
 
-/** Why a row that is decided gets an image or not, but for the firmware list's reasons. */
+/** Why a decided row gets an image or not, except for the reasons of the firmware list. */
 QString imageReason(const PlannedRow &row)
 {
     switch (row.fate) {

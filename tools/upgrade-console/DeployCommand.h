@@ -5,7 +5,7 @@
 #include "upgrade-console/UpgradeCommand.h"
 
 /** Puts a package on the module and upgrades the device from it: one command after the other, each
- *  with a connection of its own. */
+ *  with a separate connection. */
 class DeployCommand : public Command
 {
     Q_OBJECT

@@ -48,7 +48,7 @@ const std::vector<OptionRow> &optionRows()
     static const std::vector<OptionRow> rows = {
         {"", "--host",        Value::Host, "HOST", {}, "The device (default: localhost)."},
         {"", "--port",        Value::Text, "PORT", {}, "The agent's TCP port (default: 35353)."},
-        {"", "--timeout",     Value::Text, "SECONDS", {}, "Give up after so long without a sign of life (default: 60)."},
+        {"", "--timeout",     Value::Text, "SECONDS", {}, "Give up after this time without a reply from the agent (default: 60)."},
         {"", "--no-progress", Value::None, "", {}, "Show no bars, even on a terminal."},
         {"upgrade",     "--mode",      Value::Choice, "MODE", {"2", "5"}, modeHelp},
         {"upgrade",     "--yes",       Value::None,   "", {}, yesHelp},

@@ -12,8 +12,8 @@ enum class Preparation {
 };
 
 /**
- * Prepares a command. Its input may be a pipe on which nothing ever comes, so it is read in a
- * thread of its own, and a signal or the time-out of the options ends the wait.
+ * Prepares a command. Its input may be a pipe that never delivers a byte, so it is read in a
+ * separate thread, and a signal or the time-out of the options ends the wait.
  */
 Preparation prepareBounded(Command &command, const Options &options, int signalDescriptor,
                            CommandOutcome &result);

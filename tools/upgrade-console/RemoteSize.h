@@ -5,8 +5,8 @@
 
 /**
  * The size of a file on the module while another session writes it: sftp reports no progress to
- * programs. It has a session of its own, which never asks for a password; where that cannot be had,
- * nothing is found.
+ * programs. It uses a separate session, which never asks for a password; without such a session
+ * no size is known.
  */
 class RemoteSize : public QObject
 {

@@ -124,7 +124,7 @@ int TrafficCommand::write(const CommandLine &line, const CommandOutcome &outcome
     const bool isWritten = writeAll(STDOUT_FILENO, before + "\n],\n" + rest.mid(1) + '\n');
     if (isWritten)
         return int(outcome.exit);
-    // A line of its own, since the document cannot be completed.
+    // As a separate line, since the document cannot be completed.
     return writeOutcome(QStringLiteral("upgrade-console"), line.command(), OutputForm::Text,
                         CommandOutcome::failed(ProblemId::OutputUnwritable, {}));
 }

@@ -45,7 +45,7 @@ public:
     bool isOpen() const;
     /** Sends over the active link; false when it refuses or there is none. */
     bool send(const QByteArray &frame);
-    /** Sends over the serial link, whichever is active. */
+    /** Sends over the serial link, even if the network link is active. */
     bool sendSerial(const QByteArray &frame);
 
     /** Null when there is none. */

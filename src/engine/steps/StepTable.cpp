@@ -48,7 +48,7 @@ void add(Lines &lines, const CountedRetries &family)
     }
 }
 
-/** A command whose tries are steps of their own. */
+/** A command whose attempts are separate steps. */
 struct StepRetries
 {
     Step steps[3];

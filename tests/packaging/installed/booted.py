@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Boots the systemd of a root in namespaces and a control group of its own."""
+"""Boots the systemd of a root in private namespaces and a control group."""
 
 import contextlib
 import os
@@ -22,7 +22,7 @@ NAMESPACES = [
     "private",
 ]
 # $0 is the root. A device that no rule of the unit names is /dev/fuse; it and the serial line are
-# there for everybody, so that only the unit can be in the way.
+# accessible to every user, so that only the unit can prevent an access.
 PREPARE = """set -e
 hostname module
 mount --bind "$0" "$0"

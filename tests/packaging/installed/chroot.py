@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Runs commands in a throw-away root, in namespaces of their own: no network, no other process,
+"""Runs commands in a throw-away root, in private namespaces: no network, no other process,
 and no mount that reaches the machine."""
 
 import os

@@ -43,8 +43,8 @@ class Agent(Process):
         self.kill()
 
     def memory(self):
-        """Resident memory in bytes; 0 where a sanitizer, a wrapper or an emulator has memory of
-        its own."""
+        """Resident memory in bytes; 0 where a sanitizer, a wrapper or an emulator adds
+        memory."""
         if wait.SLOWNESS != 1:
             return 0
         with open(f"/proc/{self.popen.pid}/statm", encoding="ascii") as file:

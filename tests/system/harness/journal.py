@@ -11,7 +11,7 @@ CATEGORY = "agent.operations: "
 
 
 def lines(agent, clients=()):
-    """All that the agent has written to standard error but for the uploader's word, without the
+    """The agent's standard error except the uploader's word, without the
     category of the log of operations. A client's port is its place in `clients`, and "probe" for
     one that is not in there; times are "T"."""
     ports = {client.port: str(number) for number, client in enumerate(clients)}

@@ -31,7 +31,7 @@ class NetCase(agentcase.AgentCase):
         return super().start_agent(SANDBOX_SUDO_HOLD=module.HOLD, **environment)
 
     def sender(self):
-        """A block sender on a connection of its own."""
+        """A block sender with a separate connection."""
         return BlockSender(self.connect())
 
     def assert_module(self, archive, files, version):
