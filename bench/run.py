@@ -9,13 +9,9 @@ import platform
 import sys
 import time
 
-PROJECT = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
-# For writing packages as the system tests do.
-sys.path.insert(0, os.path.join(PROJECT, "tests", "system"))
-
-from runner import console, growth, transfer  # noqa: E402  (found through the line above)
-from runner.figures import FIGURES, format_table, summarize  # noqa: E402
-from runner.programs import Failure, allow_many_sockets, keep_server_ports_free  # noqa: E402
+from bench.runner import console, growth, transfer
+from bench.runner.figures import FIGURES, format_table, summarize
+from bench.runner.programs import Failure, allow_many_sockets, keep_server_ports_free
 
 MEASUREMENTS = {
     "transfer": transfer.measure_transfer,

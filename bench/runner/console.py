@@ -7,10 +7,10 @@ import socket
 import statistics
 import time
 
-from runner import process_state
-from runner.figures import MIB, Sample
-from runner.packages import AUX, read_at_each_list, write_package
-from runner.programs import (
+from bench.runner import process_state
+from bench.runner.figures import MIB, Sample
+from bench.runner.packages import AUX, read_at_each_list, write_package
+from bench.runner.programs import (
     AGENT_PORT,
     PACKAGE,
     PROJECT,

@@ -6,13 +6,12 @@ import statistics
 import sys
 import time
 
-from harness import package
-
-from runner import process_state
-from runner.figures import MIB
-from runner.packages import AUX, BLOCK, read_at_each_list, write_package
-from runner.programs import AGENT_PORT, PACKAGE, Console, Responder, agent, program, times
-from runner.transfer import BAUD, DEVICE, by_agent, processors_awake, unpaced
+from bench.runner import process_state
+from bench.runner.figures import MIB
+from bench.runner.packages import AUX, BLOCK, read_at_each_list, write_package
+from bench.runner.programs import AGENT_PORT, PACKAGE, Console, Responder, agent, program, times
+from bench.runner.transfer import BAUD, DEVICE, by_agent, processors_awake, unpaced
+from tests.harness import package
 
 KIB = 1024
 IMAGE_SIZES = [64 * KIB, 256 * KIB, MIB, 4 * MIB, 16 * MIB]

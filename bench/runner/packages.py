@@ -7,7 +7,7 @@ import struct
 import time
 import zlib
 
-from harness import package
+from tests.harness import package
 
 BLOCK = 256
 PIECE = 1 << 20

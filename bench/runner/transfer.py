@@ -6,10 +6,10 @@ import os
 import struct
 import sys
 
-from runner import process_state
-from runner.figures import MIB, Sample
-from runner.packages import AUX, BLOCK, write_package
-from runner.programs import (
+from bench.runner import process_state
+from bench.runner.figures import MIB, Sample
+from bench.runner.packages import AUX, BLOCK, write_package
+from bench.runner.programs import (
     AGENT_PORT,
     DEVICES,
     PACKAGE,

@@ -7,10 +7,10 @@ import struct
 import sys
 import time
 
-from harness import package
-from harness.agent import Agent
-from harness.console import Console
-from harness.simulator import Simulator
+from tests.harness import package
+from tests.harness.agent import Agent
+from tests.harness.console import Console
+from tests.harness.simulator import Simulator
 
 # name, chip type, chip index, MCU type, runs, runs afterwards
 CHIPS = [

@@ -11,11 +11,11 @@ import shutil
 import sys
 import time
 
-import demo_run
-from harness import wait
-from harness.agent import Agent
-from harness.console import Console
-from harness.simulator import Simulator
+from scripts.lib import demo_run
+from tests.harness import wait
+from tests.harness.agent import Agent
+from tests.harness.console import Console
+from tests.harness.simulator import Simulator
 
 IS_EMULATED = os.environ.get("AGENT_EMULATED") == "1"
 GUEST_BASE = 1 << 44

@@ -10,8 +10,7 @@ import sys
 import tempfile
 import xml.etree.ElementTree
 
-import cpp_shape
-import lint_words
+from scripts.lib import cpp_shape, lint_words
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
 ARCHITECTURE = os.path.join(ROOT, "ARCHITECTURE.md")

@@ -14,8 +14,8 @@ import time
 import tty
 import unittest
 
-from harness import frames, wait
-from harness.simulator import Simulator
+from tests.harness import frames, wait
+from tests.harness.simulator import Simulator
 
 PROGRAM = os.environ["DEVICE_SIMULATOR"]
 DEVICE = {

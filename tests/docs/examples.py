@@ -5,7 +5,7 @@ import json
 import os
 import re
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+from tests import ROOT
 
 # The images that <NAME FROM-TO> stands for.
 IMAGES = {

@@ -5,7 +5,8 @@ import os
 import re
 import subprocess
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+from tests import ROOT
+
 FOREIGN = re.compile(r"[a-z][a-z0-9+.-]*:", re.I)  # a scheme: another place than this repository
 LINK = re.compile(r"!?\[(?:[^\[\]]|\[[^\]]*\])*\]\(\s*<?([^)\s>]+)>?(?:\s+\"[^\"]*\")?\s*\)")
 REFERENCE = re.compile(r"^\s{0,3}\[[^\]]+\]:\s*<?(\S+?)>?\s*$")

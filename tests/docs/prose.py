@@ -3,7 +3,7 @@
 
 import re
 
-from pages import CODE, lines_outside_fences
+from tests.docs.pages import CODE, lines_outside_fences
 
 ITEM = re.compile(r"^\s*(?:[-*+]|\d+\.)\s+")
 ENDS = re.compile(r"[.!?:;][)`\"'*_\]]*$")

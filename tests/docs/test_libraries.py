@@ -6,7 +6,7 @@ import re
 import subprocess
 import unittest
 
-import pages
+from tests.docs import pages
 
 # What a library is called in the text of a page.
 NAMES = {

@@ -7,7 +7,7 @@ import re
 import sys
 import unittest
 
-import pages
+from tests.docs import pages
 
 PAGE = "docs/reference/limits.md"
 HEADERS = (

@@ -6,7 +6,7 @@ import sys
 import tempfile
 import unittest
 
-import pages
+from tests.docs import pages
 
 GOOD = {
     "README.md": "# One\n\nSee [two](docs/two.md#some-heading-1), [here](#one), `docs/two.md`,\n"

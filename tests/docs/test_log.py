@@ -6,9 +6,8 @@ import re
 import sys
 import unittest
 
-import wire_texts
-
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+from tests import ROOT
+from tests.docs import wire_texts
 
 
 def text_of(*path):

@@ -7,7 +7,7 @@ import subprocess
 import sys
 import unittest
 
-import pages
+from tests.docs import pages
 
 PROGRAMS = os.environ["PROGRAMS"].split(":")
 OPTION = re.compile(r"(?<![\w-])(--[a-z][a-z-]*[a-z]|-[a-zA-Z])(?![\w-])")

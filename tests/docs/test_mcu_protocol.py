@@ -11,7 +11,7 @@ import tempfile
 import time
 import unittest
 
-import examples
+from tests.docs import examples
 
 PAGE = examples.page("mcu-protocol.md")
 # The page's device restarts in 0.2 s; a host that waits longer finds it back.

@@ -8,9 +8,9 @@ import subprocess
 import sys
 import unittest
 
-import wire_texts
+from tests import ROOT
+from tests.docs import wire_texts
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
 PAGE = os.path.join(ROOT, "docs", "reference", "messages.md")
 # What may send something: every call in these folders takes its text from the texts' own headers.
 SPEAKING_FOLDERS = ["console", "engine", "netupgrade", "upload"]

@@ -4,8 +4,7 @@
 import sys
 import unittest
 
-import pages
-import prose
+from tests.docs import pages, prose
 
 GOOD = """# A heading. Of two.
 

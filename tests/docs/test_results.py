@@ -5,7 +5,7 @@ import re
 import sys
 import unittest
 
-import pages
+from tests.docs import pages
 
 PAGE = "docs/results.md"
 SECTIONS = ["checks", "bench", "growth", "coverage", "fuzz", "soak", "limits", "arm", "footprint"]

@@ -7,7 +7,8 @@ import subprocess
 import sys
 import unittest
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+from tests import ROOT
+
 PAGE = os.path.join(ROOT, "docs", "develop", "architecture-states.md")
 
 

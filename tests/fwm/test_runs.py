@@ -7,8 +7,8 @@ import os
 import re
 import subprocess
 
-from harness import framelist, netimage, netcase, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, framelist, netcase, netimage
+from tests.harness.package import Image, image_bytes
 
 DONE, FAILED, USAGE, NOTHING, _, _, _, REFUSED = range(8)
 MAIN = Image("MAIN", image_bytes(700, "main"))

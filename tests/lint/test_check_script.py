@@ -8,7 +8,8 @@ import subprocess
 import tempfile
 import unittest
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+from tests import ROOT
+
 STEPS = sorted(os.listdir(os.path.join(ROOT, "scripts", "check.d")))
 
 

@@ -7,7 +7,8 @@ import subprocess
 import tempfile
 import unittest
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+from tests import ROOT
+
 GOOD = "// SPDX-License-Identifier: Apache-2.0\nint answer()\n{\n    return 42;\n}\n"
 BAD = GOOD.replace("    return", "  return")
 NAME = "src/protocol/Answer.cpp"

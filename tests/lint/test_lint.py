@@ -2,14 +2,12 @@
 """The lint script finds what it is there to find."""
 
 import os
-import sys
 import tempfile
 import unittest
 from unittest import mock
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
-sys.path.insert(0, os.path.join(ROOT, "scripts", "lib"))
-import lint  # noqa: E402  (found through the line above)
+from scripts.lib import lint
+from tests import ROOT
 
 
 class TestIncludes(unittest.TestCase):

@@ -1,15 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """The list of phrases to avoid finds them, and only them."""
 
-import os
-import sys
 import unittest
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
-sys.dont_write_bytecode = True
-sys.path.insert(0, os.path.join(ROOT, "scripts", "lib"))
-
-import lint_words  # noqa: E402  (found through the line above)
+from scripts.lib import lint_words
 
 FOUND = [
     ("the byte behind it", "behind"),

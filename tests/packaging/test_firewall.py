@@ -20,6 +20,7 @@ ELSEWHERE = (
     (socket.AF_INET6, "fd00:11::1", "fd00:11::7"),
 )
 SKIPPED = 77
+MODULE = "tests.packaging.test_firewall"
 INSIDE = "FIREWALL_TEST_INSIDE"
 
 
@@ -155,7 +156,7 @@ def main():
     if os.environ.get(INSIDE) != "1":
         os.execvpe(
             "unshare",
-            ["unshare", "--net", sys.executable, "-B", *sys.argv],
+            ["unshare", "--net", sys.executable, "-B", "-m", MODULE, *sys.argv[1:]],
             {**os.environ, INSIDE: "1"},
         )
     reason = missing()

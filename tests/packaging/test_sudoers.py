@@ -10,7 +10,7 @@ import subprocess
 import tempfile
 import unittest
 
-from sudo_sandbox import AGENT, OTHER, SudoSandbox
+from tests.packaging.sudo_sandbox import AGENT, OTHER, SudoSandbox
 
 PROJECT = os.environ["PROJECT"]
 POLICY = os.path.join(PROJECT, "packaging", "upgrade-agent.sudoers")

@@ -11,7 +11,8 @@ import re
 
 import jsonschema
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+from tests import ROOT
+
 FOLDER = os.path.join(ROOT, "docs", "reference", "schemas")
 COMMON = "document"
 KEY = re.compile(r"[a-z][a-z0-9]*(_[a-z0-9]+)*")

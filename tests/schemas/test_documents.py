@@ -11,8 +11,8 @@ import unittest
 
 import jsonschema
 
-import documents
-from harness import frames
+from tests.harness import frames
+from tests.schemas import documents
 
 PROGRAMS = os.environ["PROGRAMS"]
 PACKAGES = os.path.join(documents.ROOT, "tests", "package", "data")

@@ -18,10 +18,9 @@ import sys
 import threading
 import time
 
-import scenario
+from tests import ROOT
+from tests.soak import scenario
 
-HERE = os.path.dirname(os.path.realpath(__file__))
-PROJECT = os.path.dirname(os.path.dirname(HERE))
 
 
 def parse_arguments():
@@ -48,7 +47,7 @@ def parse_arguments():
     )
     parser.add_argument(
         "--programs",
-        default=os.path.join(PROJECT, "build", "release", "bin"),
+        default=os.path.join(ROOT, "build", "release", "bin"),
         metavar="DIR",
         help="folder of the built programs",
     )
@@ -103,13 +102,14 @@ class Soak:
         """Runs one sandbox until there are no more runs."""
         programs = os.path.realpath(self.options.programs)
         command = [
-            os.path.join(PROJECT, "scripts", "sandbox"),
+            os.path.join(ROOT, "scripts", "sandbox"),
             "--pty",
             *(f"--bind={folder}" for folder in (programs, *self.options.bind)),
             "--",
             "python3",
             "-B",
-            os.path.join(HERE, "worker.py"),
+            "-m",
+            "tests.soak.worker",
             str(self.options.seed),
         ]
         environment = {

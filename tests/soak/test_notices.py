@@ -5,8 +5,7 @@ on a line whose latency is always longer than the wait for a block it counts for
 
 import unittest
 
-import worker
-import scenario
+from tests.soak import scenario, worker
 
 
 class TestNotices(unittest.TestCase):

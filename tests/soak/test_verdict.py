@@ -1,17 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """The soak test's own judgement: each promise, broken once, is noticed."""
 
-import os
-import sys
 import unittest
 
-HERE = os.path.dirname(os.path.realpath(__file__))
-sys.path.insert(0, os.path.join(os.path.dirname(HERE), "system"))
-
-# pylint: disable=wrong-import-position
-import scenario  # noqa: E402
-import verdict  # noqa: E402
-from agentlog import AgentLog  # noqa: E402
+from tests.soak import scenario, verdict
+from tests.soak.agentlog import AgentLog
 
 IMAGE = scenario.Image("AUX1", 1, 300, "seed", (1, 1, 0))
 CONTENT = {"seed": b"x" * 300}

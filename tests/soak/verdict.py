@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """What must hold after every run, whatever went wrong in it."""
 
-import scenario as scenarios
-from harness import module, netimage, package
+from tests.harness import module, netimage, package
+from tests.soak import scenario as scenarios
 
 WRITTEN, FAILED, NOT_NEWER = "1", "2", "3"
 SUCCESS = "6"

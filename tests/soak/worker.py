@@ -13,17 +13,13 @@ import shutil
 import sys
 import time
 
-HERE = os.path.dirname(os.path.realpath(__file__))
-sys.path.insert(0, os.path.join(os.path.dirname(HERE), "system"))
-
-# pylint: disable=wrong-import-position
-import scenario as scenarios  # noqa: E402
-import verdict  # noqa: E402
-from agentlog import LOGGING, AgentLog  # noqa: E402
-from harness import module, netimage, package, wait, agentcase  # noqa: E402
-from harness.agent import Agent  # noqa: E402
-from harness.console import Console  # noqa: E402
-from harness.simulator import Simulator  # noqa: E402
+from tests.harness import agentcase, module, netimage, package, wait
+from tests.harness.agent import Agent
+from tests.harness.console import Console
+from tests.harness.simulator import Simulator
+from tests.soak import scenario as scenarios
+from tests.soak import verdict
+from tests.soak.agentlog import LOGGING, AgentLog
 
 BUSY = "UPGRADELOG||The device is busy upgrading."
 POLL = 0.05

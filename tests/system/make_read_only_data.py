@@ -4,9 +4,8 @@
 import os
 import sys
 
-from test_net_places import PACKAGE_IMAGES
-
-from harness import package
+from tests.harness import package
+from tests.system.test_net_places import PACKAGE_IMAGES
 
 
 def main():

@@ -6,9 +6,8 @@ Run by scripts/check memcheck, which sets $AGENT_WRAPPER.
 
 import re
 
-from harness import agentcase
-
-import test_upgrade_mode2 as upgrade
+from tests.harness import agentcase
+from tests.system import test_upgrade_mode2 as upgrade
 
 LOG = "/tmp/memcheck.{}"  # of the process
 

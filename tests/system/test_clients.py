@@ -5,8 +5,8 @@ import contextlib
 import socket
 import threading
 
-from harness import console, framelist, package, texts, transcript, wait, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, console, framelist, package, texts, transcript, wait
+from tests.harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(10000, "aux"), chip_type=1)
 REQUEST = "UPGRADE||AUX,1,0"

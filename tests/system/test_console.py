@@ -3,7 +3,7 @@
 
 import os
 
-from harness import console, texts, wait, agentcase
+from tests.harness import agentcase, console, texts, wait
 
 UNKNOWN = "UPGRADELOG||Unknow command."
 MODE_ERROR = "UPGRADELOG||ERROR:UPGRADEMODE parameter error"

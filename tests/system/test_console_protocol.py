@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """docs/reference/console-protocol.md against the real agent: each session, byte for byte."""
 
-from harness import netimage, pages, wait, agentcase
-from harness.package import build
+from tests.harness import agentcase, netimage, pages, wait
+from tests.harness.package import build
 
 NET = netimage.with_head(bytes(k % 251 for k in range(300)))
 # Every silence of a run ends within this time.

@@ -4,7 +4,7 @@
 import glob
 import os
 
-from harness import agentcase
+from tests.harness import agentcase
 
 DUMPS = os.path.join(os.path.dirname(__file__), "..", "edid", "data")
 ERROR = "PARSEEDID||ERROR:PARSEEDID parameter command."

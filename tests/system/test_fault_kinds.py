@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """One fault of each kind, each at another command of the run; and faults that come and go."""
 
-from harness import chain, framelist, frames, texts, wait, agentcase
-from harness.chain import NEW, OLD
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, chain, framelist, frames, texts, wait
+from tests.harness.chain import NEW, OLD
+from tests.harness.package import Image, image_bytes
 
 KEY = Image("KEY", image_bytes(300, "key"), chip_type=2)
 FRAMES = [

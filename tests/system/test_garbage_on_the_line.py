@@ -5,8 +5,8 @@ import os
 import random
 import threading
 
-from harness import texts, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, texts
+from tests.harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 

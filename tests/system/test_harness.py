@@ -7,8 +7,8 @@ import select
 import unittest
 import zlib
 
-from harness import frames, framelist, package, texts, agentcase
-from harness.transcript import Maybe, compare, lines_of, side_by_side
+from tests.harness import agentcase, framelist, frames, package, texts
+from tests.harness.transcript import Maybe, compare, lines_of, side_by_side
 
 
 class TestTranscript(unittest.TestCase):

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """The agent is killed while it awaits a reply, and started again."""
 
-from harness import chain, wait, agentcase
-from harness.chain import NEW, OLD
+from tests.harness import agentcase, chain, wait
+from tests.harness.chain import NEW, OLD
 
 # What AUX and MAIN run when the agent is gone; None stands for an image that was never finished.
 # Where everything is new already, the second upgrade is a forced one.

@@ -2,8 +2,8 @@
 """The device is killed while its reply is awaited. It comes back at once, and the run goes on
 through a retry; or it comes back when the run has failed."""
 
-from harness import chain, texts, agentcase
-from harness.chain import NEW, OLD
+from tests.harness import agentcase, chain, texts
+from tests.harness.chain import NEW, OLD
 
 ASK_BOOTCODE = texts.read_bootcode("MAIN")[:1]
 ASK_INFO = texts.read_info("MAIN")[:1]

@@ -11,8 +11,8 @@ import threading
 import time
 import zlib
 
-from harness import console, module, netimage, netcase, package, texts, wait, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, console, module, netcase, netimage, package, texts, wait
+from tests.harness.package import Image, image_bytes
 
 MIB = 1024 * 1024
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)

@@ -7,8 +7,8 @@ import statistics
 import threading
 import time
 
-from harness import console, wait, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, console, wait
+from tests.harness.package import Image, image_bytes
 
 MIB = 1024 * 1024
 LISTS = 2000

@@ -3,9 +3,9 @@
 
 import os
 
-from harness import journal, netimage, netcase, agentcase
-from harness.agent import Agent
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, journal, netcase, netimage
+from tests.harness.agent import Agent
+from tests.harness.package import Image, image_bytes
 
 MAIN = Image("MAIN", image_bytes(1000, "main"))
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1, mcu_type=2)

@@ -8,9 +8,9 @@ import select
 import socket
 import tty
 
-from harness import wait, agentcase
-from harness.agent import Agent
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, wait
+from tests.harness.agent import Agent
+from tests.harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(20_000, "aux"), chip_type=1)
 LOST = re.compile(

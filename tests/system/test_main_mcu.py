@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """The main MCU at index 0: its restart, its bootcode, its product information."""
 
-from harness import framelist, texts, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, framelist, texts
+from tests.harness.package import Image, image_bytes
 
 MAIN = Image("MAIN", image_bytes(1000, "main"))
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1, mcu_type=2)

@@ -6,9 +6,9 @@ import os
 import select
 import time
 
-from harness import pages, texts, agentcase
-from harness.package import Image, image_bytes
-from harness.strangersdevice import Chip, StrangersDevice
+from tests.harness import agentcase, pages, texts
+from tests.harness.package import Image, image_bytes
+from tests.harness.strangersdevice import Chip, StrangersDevice
 
 # Images of the sizes that the page explains.
 SIZES = {(0, 0): 700, (1, 0): 256, (2, 3): 257, (17, 0): 512}

@@ -3,8 +3,8 @@
 
 import os
 
-from harness import frames, module, netimage, netcase, texts, wait, agentcase
-from harness.blocksender import (
+from tests.harness import agentcase, frames, module, netcase, netimage, texts, wait
+from tests.harness.blocksender import (
     BAD_CHECKSUM,
     BLOCK_REPLIES,
     DONE,
@@ -13,7 +13,7 @@ from harness.blocksender import (
     REFUSED,
     fragment,
 )
-from harness.package import image_bytes
+from tests.harness.package import image_bytes
 
 # Long enough for ten blocks; nothing of it is ever unpacked here.
 CONTENT = image_bytes(2400, "archive")

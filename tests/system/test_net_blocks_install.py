@@ -4,8 +4,8 @@
 import os
 import time
 
-from harness import module, netimage, netcase, texts, wait, agentcase
-from harness.blocksender import BLOCK_REPLIES, DONE, KEY, REFUSED
+from tests.harness import agentcase, module, netcase, netimage, texts, wait
+from tests.harness.blocksender import BLOCK_REPLIES, DONE, KEY, REFUSED
 
 IMAGE = netimage.image()
 ARCHIVE = IMAGE[netimage.HEAD_SIZE :]

@@ -4,8 +4,8 @@ real time."""
 
 import time
 
-from harness import frames, module, netimage, netcase, texts, agentcase
-from harness.blocksender import REFUSED
+from tests.harness import agentcase, frames, module, netcase, netimage, texts
+from tests.harness.blocksender import REFUSED
 
 IMAGE = netimage.image()
 SILENT_SECONDS = 11

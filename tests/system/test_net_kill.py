@@ -6,8 +6,8 @@ import os
 import re
 import typing
 
-from harness import module, netimage, netcase, texts, wait, agentcase
-from harness.package import image_bytes
+from tests.harness import agentcase, module, netcase, netimage, texts, wait
+from tests.harness.package import image_bytes
 
 DOCUMENT = os.path.join(os.path.dirname(__file__), "..", "..", "docs", "use", "net-install.md")
 # More than tar takes at once, so that it can be stopped in the middle of a file.

@@ -4,8 +4,8 @@
 import os
 import subprocess
 
-from harness import framelist, module, netimage, netcase, texts, wait, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, framelist, module, netcase, netimage, texts, wait
+from tests.harness.package import Image, image_bytes
 
 NET_IMAGE = netimage.image()
 NET = netimage.in_package(NET_IMAGE)

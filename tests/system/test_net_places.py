@@ -4,9 +4,9 @@ needs a separate sandbox."""
 
 import os
 
-from harness import module, netimage, netcase, texts, agentcase
-from harness.blocksender import REFUSED
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, module, netcase, netimage, texts
+from tests.harness.blocksender import REFUSED
+from tests.harness.package import Image, image_bytes
 
 # Two thirds of the small /data cannot be compressed away.
 BIG_FILE = image_bytes(60_000, "big")

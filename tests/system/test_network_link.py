@@ -4,10 +4,10 @@
 import socket
 import time
 
-from harness import framelist, module, netimage, netcase, texts, wait, agentcase
-from harness.blocksender import REFUSED
-from harness.package import Image, image_bytes
-from harness.transcript import Maybe
+from tests.harness import agentcase, framelist, module, netcase, netimage, texts, wait
+from tests.harness.blocksender import REFUSED
+from tests.harness.package import Image, image_bytes
+from tests.harness.transcript import Maybe
 
 ADDRESS = ("127.0.0.1", 6752)
 LISTEN = ("--listen", "127.0.0.1:6752")

@@ -3,8 +3,8 @@
 
 import time
 
-from harness import texts, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, texts
+from tests.harness.package import Image, image_bytes
 
 
 class TestNoSerialPort(agentcase.AgentCase):

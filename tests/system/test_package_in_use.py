@@ -3,8 +3,8 @@
 
 import os
 
-from harness import netimage, netcase, package, texts, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, netcase, netimage, package, texts
+from tests.harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 KEY = Image("KEY", image_bytes(40_000, "key"), chip_type=2)

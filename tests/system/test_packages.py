@@ -5,8 +5,8 @@ import os
 import struct
 import zlib
 
-from harness import framelist, package, texts, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, framelist, package, texts
+from tests.harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(300, "aux"), chip_type=1)
 CHECKSUM_OK = texts.log("Firmware file checksum ok.")

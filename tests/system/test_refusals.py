@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """Refusals and useless replies, which are answered at once."""
 
-from harness import framelist, texts, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, framelist, texts
+from tests.harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 MODEL_RETRIES = texts.log("Read model name fail, retry 1.", "Read model name fail, retry 2.")

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """Replies that come in an odd shape, but come: the run is the same as ever."""
 
-from harness import frames, texts, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, frames, texts
+from tests.harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 WHOLE_RUN = (

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """A request of very many rows."""
 
-from harness import framelist, texts, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, framelist, texts
+from tests.harness.package import Image, image_bytes
 
 ROWS = 100_000
 

@@ -6,10 +6,10 @@ import os
 import signal
 import time
 
-from harness import module, netimage, netcase, texts, wait, agentcase
-from harness.agent import Agent
-from harness.notify import Manager
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, module, netcase, netimage, texts, wait
+from tests.harness.agent import Agent
+from tests.harness.notify import Manager
+from tests.harness.package import Image, image_bytes
 
 SOCKET = "/tmp/notify"
 MAIN = Image("MAIN", image_bytes(3000, "main"))

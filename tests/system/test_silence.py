@@ -4,9 +4,9 @@
 import os
 import time
 
-from harness import frames, framelist, texts, agentcase
-from harness.package import Image, image_bytes
-from harness.transcript import Maybe
+from tests.harness import agentcase, framelist, frames, texts
+from tests.harness.package import Image, image_bytes
+from tests.harness.transcript import Maybe
 
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 MAIN = Image("MAIN", image_bytes(300, "main"))

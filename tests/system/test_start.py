@@ -3,9 +3,8 @@
 
 import os
 
-from harness import texts, agentcase
-from harness.package import Image, image_bytes
-
+from tests.harness import agentcase, texts
+from tests.harness.package import Image, image_bytes
 
 # The end lines begin with an empty line; a package that cannot be read is reported twice.
 END = ("", "DISCONNECTCOM", "", "UPGRADEFAIL")

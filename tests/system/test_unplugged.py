@@ -4,8 +4,8 @@
 import os
 import time
 
-from harness import texts, wait, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, texts, wait
+from tests.harness.package import Image, image_bytes
 
 
 class TestUnplugged(agentcase.AgentCase):

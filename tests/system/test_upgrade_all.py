@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """UPGRADEALL and its synonym: the rows come from the package."""
 
-from harness import framelist, texts, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, framelist, texts
+from tests.harness.package import Image, image_bytes
 
 MAIN = Image("MAIN MCU", image_bytes(400, "main"))
 AUX = Image("AUX", image_bytes(300, "aux"), chip_type=1, quantity=2, mcu_type=2)

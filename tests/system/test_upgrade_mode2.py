@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """Mode 2: only what is older than the package is written."""
 
-from harness import framelist, texts, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, framelist, texts
+from tests.harness.package import Image, image_bytes
 
 MAIN = Image("MAIN", image_bytes(3000, "main"))
 AUX = Image("AUX", image_bytes(1024, "aux"), chip_type=1, quantity=2, mcu_type=2)

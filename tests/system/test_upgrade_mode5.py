@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """Mode 5: no model name is read, and every version is written."""
 
-from harness import framelist, texts, agentcase
-from harness.package import Image, image_bytes
+from tests.harness import agentcase, framelist, texts
+from tests.harness.package import Image, image_bytes
 
 MAIN = Image("MAIN", image_bytes(512, "main"))
 AUX = Image("AUX", image_bytes(513, "aux"), chip_type=1, mcu_type=2, version=(0, 9, 0))

@@ -7,7 +7,8 @@ import subprocess
 import tempfile
 import unittest
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+from tests import ROOT
+
 PROGRAMS = {"device-simulator", "edid-report", "fwm", "upgrade-agent", "upgrade-console"}
 
 

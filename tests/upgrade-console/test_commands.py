@@ -8,12 +8,31 @@ import re
 import signal
 import unittest
 
-import runs
-from fake_agent import BUSY, CLOSE, FAIL, PACKAGE, ROWS, SUCCESS, FakeAgent, Wait, listing, log
-
-from program import CANNOT, DONE, FAILED, LOST, NO_RUN, NOTHING, USAGE, ProgramTest, masked
-
-PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+from tests import ROOT
+from tests.harness.upgrade_console import runs
+from tests.harness.upgrade_console.fake_agent import (
+    BUSY,
+    CLOSE,
+    FAIL,
+    PACKAGE,
+    ROWS,
+    SUCCESS,
+    FakeAgent,
+    Wait,
+    listing,
+    log,
+)
+from tests.harness.upgrade_console.program import (
+    CANNOT,
+    DONE,
+    FAILED,
+    LOST,
+    NO_RUN,
+    NOTHING,
+    USAGE,
+    ProgramTest,
+    masked,
+)
 
 
 class LinesTest(ProgramTest):
@@ -182,11 +201,11 @@ class TestJsonLines(LinesTest):
         self.assertIn("standard output cannot be written", program.stderr())
 
     def test_the_page_has_every_kind(self):
-        with open(os.path.join(PROJECT, "docs/use/upgrade-console.md"), encoding="utf-8") as file:
+        with open(os.path.join(ROOT, "docs/use/upgrade-console.md"), encoding="utf-8") as file:
             page = file.read().split("## JSON lines")[1].split("\n## ")[0]
         described = set(re.findall(r"^\| `(\w+)` \|", page, re.MULTILINE)) - {"event"}
         used = set()
-        for path in glob.glob(os.path.join(PROJECT, "tools", "*", "*.cpp")):
+        for path in glob.glob(os.path.join(ROOT, "tools", "*", "*.cpp")):
             with open(path, encoding="utf-8") as file:
                 text = file.read()
             used |= set(re.findall(r'eventNamed\("(\w+)"\)|\{"event", "(\w+)"\}', text))

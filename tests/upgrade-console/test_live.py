@@ -7,11 +7,20 @@ import re
 import signal
 import unittest
 
-import runs
-from fake_agent import PACKAGE, ROWS, FakeAgent, Wait, chip, listing, log, progress
-from harness import wait
-from program import DONE, LOST, USAGE, ProgramTest, masked
-from screen import Screen
+from tests.harness import wait
+from tests.harness.upgrade_console import runs
+from tests.harness.upgrade_console.fake_agent import (
+    PACKAGE,
+    ROWS,
+    FakeAgent,
+    Wait,
+    chip,
+    listing,
+    log,
+    progress,
+)
+from tests.harness.upgrade_console.program import DONE, LOST, USAGE, ProgramTest, masked
+from tests.harness.upgrade_console.screen import Screen
 
 BEFORE = """\
 Time: at least # for restarts and pauses; with --package and a copy of the

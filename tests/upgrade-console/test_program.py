@@ -11,8 +11,11 @@ import tempfile
 import unittest
 from contextlib import ExitStack
 
-import runs
-from fake_agent import (
+from tests import ROOT
+from tests.harness import wait
+from tests.harness.package import Image, build, description, image_bytes
+from tests.harness.upgrade_console import runs
+from tests.harness.upgrade_console.fake_agent import (
     BUSY,
     CLOSE,
     FAIL,
@@ -26,10 +29,7 @@ from fake_agent import (
     log,
     progress,
 )
-
-from harness import wait
-from harness.package import Image, build, description, image_bytes
-from program import (
+from tests.harness.upgrade_console.program import (
     BUSY_CODE,
     CANNOT,
     DONE,
@@ -44,7 +44,6 @@ from program import (
 )
 
 DUMP = os.environ["EDID_DUMP"]
-PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 
 class ConsoleTest(ProgramTest):
@@ -673,14 +672,14 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
         """Without rows the request is the one that the demo makes by hand."""
         with tempfile.TemporaryDirectory() as folder:
             subprocess.run(
-                [sys.executable, "-B", os.path.join(PROJECT, "scripts/lib/demo_images.py"), folder],
+                [sys.executable, "-B", "-m", "scripts.lib.demo_images", folder],
                 check=True,
                 timeout=20,
             )
             with open(os.path.join(folder, "request.json"), encoding="ascii") as file:
                 package = json.load(file)
         self.upgrade(runs.idle_run(), answers={"GETFIRMWARELIST": [listing(package)]})
-        with open(os.path.join(PROJECT, "README.md"), encoding="utf-8") as file:
+        with open(os.path.join(ROOT, "README.md"), encoding="utf-8") as file:
             self.assertIn(f"> {self.agent.lines[-1]}\n", file.read())
 
     def test_rows_of_the_agent(self):

@@ -5,13 +5,14 @@ import json
 import os
 import subprocess
 
-from harness import module, netimage, netcase, wait, agentcase
-from harness.package import Image, build, image_bytes
-from program import Background, masked
-from screen import Screen
+from tests import ROOT
+from tests.harness import agentcase, module, netcase, netimage, wait
+from tests.harness.package import Image, build, image_bytes
+from tests.harness.upgrade_console.program import Background, masked
+from tests.harness.upgrade_console.screen import Screen
 
 PROGRAM = os.environ["UPGRADE_CONSOLE"]
-PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+
 EXAMPLES = "tools/device-simulator/examples"
 DONE, FAILED, _, NOTHING, BUSY, _, LOST, REFUSED, NO_RUN = range(9)
 MAIN = Image("MAIN", image_bytes(3000, "main"))
@@ -105,7 +106,7 @@ device: set version
         return [(mcu["name"], mcu["result"]) for mcu in json.loads(result.stdout)["mcus"]]
 
     def test_shipped_example(self):
-        with open(os.path.join(PROJECT, EXAMPLES, "six-chips.json"), encoding="utf-8") as file:
+        with open(os.path.join(ROOT, EXAMPLES, "six-chips.json"), encoding="utf-8") as file:
             device = json.load(file)
         images = [
             Image("MAIN", image_bytes(700, 1)),
@@ -143,9 +144,7 @@ device: set version
         )
 
     def test_device_of_the_protocol_page(self):
-        with open(
-            os.path.join(PROJECT, "docs/reference/mcu-protocol.md"), encoding="utf-8"
-        ) as file:
+        with open(os.path.join(ROOT, "docs/reference/mcu-protocol.md"), encoding="utf-8") as file:
             device = json.loads(file.read().split("```json device\n")[1].split("```")[0])
         images = (
             Image("MAIN", image_bytes(300, 1)),

@@ -7,14 +7,23 @@ import re
 import subprocess
 import unittest
 
-import documents
-import runs
-from fake_agent import BUSY, CLOSE, PACKAGE, ROWS, FakeAgent, listing, log, progress
-from harness import frames, wait
-from program import (
+from tests.harness import frames, wait
+from tests.harness.upgrade_console import runs
+from tests.harness.upgrade_console.fake_agent import (
+    BUSY,
+    CLOSE,
+    PACKAGE,
+    ROWS,
+    FakeAgent,
+    listing,
+    log,
+    progress,
+)
+from tests.harness.upgrade_console.module import Module, answer, image
+from tests.harness.upgrade_console.program import (
     BUSY_CODE,
-    DONE,
     DOCUMENTS,
+    DONE,
     FAILED,
     LOST,
     NO_RUN,
@@ -23,8 +32,8 @@ from program import (
     USAGE,
     check_output,
 )
-from test_put import SFTP, PutTest
-from test_send_net import Module, answer, image
+from tests.harness.upgrade_console.putcase import SFTP, PutTest
+from tests.schemas import documents
 
 DUMP = os.environ["EDID_DUMP"]
 FULL = runs.full_run()

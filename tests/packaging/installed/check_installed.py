@@ -11,12 +11,10 @@ import sys
 import time
 import unittest
 
-import booted
-import chroot
-import recorders
+from tests import ROOT
+from tests.packaging.installed import booted, chroot, recorders
 
 HERE = os.path.dirname(os.path.realpath(__file__))
-PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(HERE)))
 PACKAGES = os.environ["PACKAGES"]
 NAMES = ("upgrade-agent", "upgrade-agent-tools", "upgrade-agent-doc")
 TOOLS = ("device-simulator", "edid-report", "fwm", "upgrade-console")
@@ -100,14 +98,15 @@ class TestInstalled(unittest.TestCase):
         """The demonstration, with nothing from the build; the commands are kept for below."""
         done = subprocess.run(
             [
-                os.path.join(PROJECT, "scripts/sandbox"),
+                os.path.join(ROOT, "scripts/sandbox"),
                 "--root",
                 chroot.ROOT,
                 "--pty",
                 "--",
                 "/usr/bin/python3",
                 "-B",
-                os.path.join(HERE, "demo_installed.py"),
+                "-m",
+                "tests.packaging.installed.demo_installed",
             ],
             stdout=subprocess.PIPE,
             text=True,
@@ -116,7 +115,6 @@ class TestInstalled(unittest.TestCase):
             env={
                 **os.environ,
                 "AGENT_PROGRAM": "/usr/sbin/upgrade-agent",
-                "PYTHONPATH": f"{PROJECT}/tests/system:{PROJECT}/scripts/lib",
             },
         )
         print(f"\n{done.stdout}", file=sys.stderr)

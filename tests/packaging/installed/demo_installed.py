@@ -7,12 +7,11 @@ import os
 import subprocess
 import sys
 
-import demo_images
-import demo_run
-from harness import module, wait
-from harness.agent import Agent
-from harness.notify import Manager
-from harness.simulator import Simulator
+from scripts.lib import demo_images, demo_run
+from tests.harness import module, wait
+from tests.harness.agent import Agent
+from tests.harness.notify import Manager
+from tests.harness.simulator import Simulator
 
 WORK = "/tmp/work"
 MODULE_CHIP = {"name": "NET", "chip_type": 32, "chip_index": 0, "version": "1.0"}

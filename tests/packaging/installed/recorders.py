@@ -8,7 +8,7 @@ import re
 import shutil
 import subprocess
 
-import chroot
+from tests.packaging.installed import chroot
 
 ROOT = chroot.ROOT + "-recorders"
 UNIT = "/usr/lib/systemd/system/upgrade-agent.service"

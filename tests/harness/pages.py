@@ -1,13 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """The examples of the protocol pages, and the package that they are about."""
 
-import os
-import sys
+from tests.docs import examples
 
 from .package import Image
-
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.realpath(__file__)), "..", "..", "docs"))
-import examples  # noqa: E402  (found through the line above)
 
 CONSOLE = examples.page("console-protocol.md")
 MCU = examples.page("mcu-protocol.md")

@@ -8,9 +8,9 @@ import subprocess
 import tempfile
 import unittest
 
-import documents
-from fake_agent import FakeAgent
-from harness.process import Process
+from tests.harness.process import Process
+from tests.harness.upgrade_console.fake_agent import FakeAgent
+from tests.schemas import documents
 
 PROGRAM = os.environ["UPGRADE_CONSOLE"]
 DOCUMENTS = documents.Documents()

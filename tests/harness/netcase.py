@@ -3,7 +3,7 @@
 
 import zlib
 
-from . import module, netimage, texts, agentcase
+from . import agentcase, module, netimage, texts
 from .blocksender import BlockSender
 
 OLD_FILES = {"etc/agent.conf": b"level=1\n", "usr/bin/agent": b"old", "etc/hostname": b"mine\n"}

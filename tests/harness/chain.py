@@ -2,8 +2,8 @@
 """One upgrade of two chips, cut where it awaits a reply: at each kind of command."""
 
 from . import texts, wait
-from .package import Image, image_bytes
 from .agentcase import AgentCase, chip
+from .package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 MAIN = Image("MAIN", image_bytes(1000, "main"))
