@@ -72,7 +72,7 @@ def machine():
 
 def measure(names, rounds, scale):
     """All measurements in turn, round by round, so that a disturbance affects all of them."""
-    samples = {}
+    samples: dict = {}
     for number in range(1, rounds + 1):
         for name in names:
             print(f"round {number} of {rounds}: {name}", file=sys.stderr, flush=True)

@@ -51,7 +51,7 @@ def rates(loads, clients, depth):
 
 def measure_heartbeats(scale):
     """Replies per second, few clients and many."""
-    samples = {}
+    samples: dict = {}
     for depth in (1, 16):
         loads = load_all(("agent", "qt", "redis", "epoll"), 1, depth, scale)
         samples |= rates(loads, 1, depth)

@@ -124,7 +124,9 @@ def summarize(figure, samples):
 
 def format_table(lines):
     """The result as text."""
-    rows = [("figure", "against", "median", "lowest", "highest", "must", "aim", "meets")]
+    rows: list[tuple[str, ...]] = [
+        ("figure", "against", "median", "lowest", "highest", "must", "aim", "meets")
+    ]
     for line in lines:
         sign = ">=" if line["more_is_better"] else "<="
         bounds = [

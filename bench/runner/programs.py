@@ -67,7 +67,7 @@ class Server:
     def __init__(self, port, *command):
         self.port = port
         self.command = command
-        self.process = None
+        self.process: subprocess.Popen[bytes]
 
     def __enter__(self):
         self.process = subprocess.Popen(
@@ -174,7 +174,7 @@ class Responder:
             *map(str, arguments),
             *(["--", *map(str, command)] if command else []),
         ]
-        self.process = None
+        self.process: subprocess.Popen[bytes]
 
     def __enter__(self):
         self.process = subprocess.Popen(
@@ -183,14 +183,14 @@ class Responder:
             stdout=subprocess.PIPE,
             stderr=subprocess.DEVNULL,
         )
+        assert self.process.stdout is not None
         if self.process.stdout.readline() != b"ready\n":
             raise Failure("the responder does not start")
         return self
 
     def __exit__(self, *_):
         self.process.kill()
-        self.process.wait()
-        self.process.stdout.close()
+        self.process.communicate()
 
     def finish(self):
         """Ends it now and returns its measurements."""
@@ -243,8 +243,8 @@ class Console:
             try:
                 received = self.socket.recv(65536)
             except socket.timeout as error:
-                raise Failure(f"none of {words} came: {self.text[-500:]}") from error
+                raise Failure(f"none of {words} came: {self.text[-500:]!r}") from error
             if not received:
-                raise Failure(f"the agent hung up: {self.text[-500:]}")
+                raise Failure(f"the agent hung up: {self.text[-500:]!r}")
             self.text += received
         return self.text.decode(errors="replace")

@@ -37,7 +37,7 @@ def counted(file):
 
 def print_table(files):
     """One line per folder, and one for all of src and of tools."""
-    folders = collections.defaultdict(Count)
+    folders: dict[str, Count] = collections.defaultdict(Count)
     for file in files:
         folder = os.path.dirname(file["file"])
         for line in counted(file):

@@ -66,7 +66,8 @@ def functions(text):
         for found in _TABLE.finditer(text)
     ]
     code = _SKIPPED.sub(_blank, text)
-    shapes, stack = [], []
+    shapes: list[Shape] = []
+    stack: list = []
     head, line = "", 1
     for character in code:
         if character == "{":

@@ -215,17 +215,17 @@ def class_sizes(headers):
             check=True,
             stderr=subprocess.DEVNULL,
         )
-        dump = xml.etree.ElementTree.parse(source + ".dump").find("dump")
-    tokens = {token.get("id"): token for token in dump.find("tokenlist")}
+        dump = xml.etree.ElementTree.parse(source + ".dump")
+    tokens = {token.attrib["id"]: token for token in dump.iterfind("dump/tokenlist/token")}
     for scope in dump.iter("scope"):
         if scope.get("type") in ("Class", "Struct"):
-            begin = tokens[scope.get("bodyStart")]
-            name = names.get(os.path.join(ROOT, begin.get("file")))
+            begin = tokens[scope.attrib["bodyStart"]]
+            name = names.get(os.path.join(ROOT, begin.attrib["file"]))
             if name is not None:
                 lists = [scope.find(kind) for kind in ("functionList", "varlist")]
                 yield (
                     name,
-                    int(begin.get("linenr")),
+                    int(begin.attrib["linenr"]),
                     scope.get("className"),
                     *(0 if entries is None else len(entries) for entries in lists),
                 )
@@ -254,10 +254,11 @@ def check_format():
 
 
 def check_python():
-    """Python as black would write it, and what flake8 finds."""
+    """Python as black would write it, and what flake8 and mypy find."""
     names = tracked("*.py")
     yield from run_tool("black", ["--quiet", "--diff", "--check"], names)
     yield from run_tool("flake8", [], names)
+    yield from run_tool("mypy", ["--no-error-summary"], names)
 
 
 def check_shell():

@@ -17,7 +17,8 @@ INSTALL_PACKAGES="mmdebstrap"
 # To measure.
 BENCH_PACKAGES="edid-decode redis-server lrzsz"
 FUZZ_PACKAGES="clang llvm"
-LINT_PACKAGES="clang-format shellcheck codespell cppcheck black flake8"
+LINT_PACKAGES="clang-format shellcheck codespell cppcheck black flake8 mypy \
+    python3-jsonschema"
 # valgrind starts only with the symbols of the C library.
 MEMCHECK_PACKAGES="valgrind libc6-dbg"
 ANALYSIS_PACKAGES="clang-tidy clazy"

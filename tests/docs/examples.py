@@ -81,7 +81,7 @@ def session(lines, images=None):
     for line in lines:
         if line.startswith("--"):
             continue
-        number, mark, text = re.fullmatch(r"(\d?)(>>?|<<?)(?: (.*))?", line).groups()
+        number, mark, text = re.findall(r"^(\d?)(>>?|<<?)(?: (.*))?$", line)[0]
         text = re.sub(r"<dump (\S+)>", lambda match: dump(match.group(1)), text or "")
         content = raw(text, images) if len(mark) == 2 else text.encode("latin-1") + b"\r\n"
         yield int(number or 1), mark[0], content

@@ -74,7 +74,7 @@ def plain(heading):
 
 def anchors(text):
     """The anchors that a page's headings make; a second heading of one name gets a number."""
-    found = {}
+    found: dict[str, int] = {}
     for _, line in lines_outside_fences(text):
         heading = HEADING.match(line)
         if not heading:

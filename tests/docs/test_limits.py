@@ -4,7 +4,6 @@ exists."""
 
 import os
 import re
-import sys
 import unittest
 
 from tests.docs import pages
@@ -92,4 +91,4 @@ class Limits(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    sys.exit(unittest.main())
+    unittest.main()

@@ -3,7 +3,6 @@
 
 import os
 import re
-import sys
 import unittest
 
 from tests import ROOT
@@ -74,4 +73,4 @@ class Log(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    sys.exit(unittest.main())
+    unittest.main()

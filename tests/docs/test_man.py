@@ -4,7 +4,6 @@
 import os
 import re
 import subprocess
-import sys
 import unittest
 
 from tests.docs import pages
@@ -86,4 +85,4 @@ class ManPages(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    sys.exit(unittest.main())
+    unittest.main()

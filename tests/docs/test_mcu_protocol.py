@@ -6,7 +6,6 @@ import os
 import re
 import socket
 import subprocess
-import sys
 import tempfile
 import time
 import unittest
@@ -39,6 +38,7 @@ class Device:
             stdout=subprocess.PIPE,
             text=True,
         )
+        assert self.process.stdout is not None
         address = self.process.stdout.readline().split()[1]
         self.socket = socket.create_connection(("127.0.0.1", int(address.rsplit(":", 1)[1])))
 
@@ -60,8 +60,7 @@ class Device:
     def close(self):
         self.socket.close()
         self.process.terminate()
-        self.process.wait(10)
-        self.process.stdout.close()
+        self.process.communicate(timeout=10)
 
 
 class McuProtocol(unittest.TestCase):
@@ -83,7 +82,7 @@ class McuProtocol(unittest.TestCase):
                         self.assertEqual(frame[0], 0x5B)
 
     def test_the_frame_of_the_explanation(self):
-        frame = bytes.fromhex(re.search(r"^    (5a [0-9a-f ]+)$", PAGE, re.M).group(1))
+        frame = bytes.fromhex(re.findall(r"^    (5a [0-9a-f ]+)$", PAGE, re.M)[0])
         self.assertEqual(sum(frame) % 256, 0)
         self.assertIn(
             f"first nine bytes add up to {sum(frame[:9]):X}, so the checksum is " f"{frame[9]:X}:",
@@ -109,4 +108,4 @@ class McuProtocol(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    sys.exit(unittest.main())
+    unittest.main()

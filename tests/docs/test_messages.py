@@ -5,7 +5,6 @@ import json
 import os
 import re
 import subprocess
-import sys
 import unittest
 
 from tests import ROOT
@@ -21,7 +20,7 @@ SPEAKING_CALLS = re.compile(
 
 def documented():
     """Text -> number of rows that have it, from the first column of every table."""
-    found = {}
+    found: dict = {}
     with open(PAGE, encoding="utf-8") as file:
         for line in file:
             if not line.startswith("| `"):
@@ -123,4 +122,4 @@ class Messages(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    sys.exit(unittest.main())
+    unittest.main()

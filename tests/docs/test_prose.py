@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """One sentence per line, in every Markdown page."""
 
-import sys
 import unittest
 
 from tests.docs import pages, prose
@@ -55,4 +54,4 @@ class Prose(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    sys.exit(unittest.main())
+    unittest.main()

@@ -4,7 +4,6 @@
 import json
 import os
 import subprocess
-import sys
 import unittest
 
 from tests import ROOT
@@ -46,4 +45,4 @@ class StateDiagram(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    sys.exit(unittest.main())
+    unittest.main()

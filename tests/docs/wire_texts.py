@@ -24,7 +24,7 @@ def tables():
 
 def all_texts():
     """Text -> the ids of those that have it."""
-    found = {}
+    found: dict = {}
     for subsystem, texts in tables().items():
         if subsystem not in SENT:
             continue

@@ -2,6 +2,7 @@
 """What fwm plans, against what upgrade-console sees of the same run with the real agent and a
 simulated device, inside the sandbox."""
 
+import dataclasses
 import json
 import os
 import re
@@ -27,7 +28,7 @@ UPDATED, CURRENT, OLDER, NO_FIT, FAILS, UNREACHED = (
 
 def without_image(image):
     """The package has an entry for the chip, and a record of no bytes."""
-    return Image(**{**vars(image), "data": NO_IMAGE})
+    return dataclasses.replace(image, data=NO_IMAGE)
 
 
 class TestRuns(netcase.NetCase):

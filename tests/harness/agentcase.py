@@ -12,6 +12,7 @@ import unittest
 from . import package as packages
 from .agent import Agent
 from .console import Console
+from .process import Process
 from .simulator import Simulator
 from .wait import PATIENCE
 
@@ -48,14 +49,15 @@ class AgentCase(unittest.TestCase):
     """Starts and ends everything; a failing test shows what the programs had to say."""
 
     maxDiff = None
+    # Set when they are started.
+    agent: Agent
+    simulator: Simulator
 
     def setUp(self):
-        self.processes = []
+        self.processes: list[Process] = []
         self.stack = contextlib.ExitStack()
         self.addCleanup(self.assert_no_sanitizer_reports)
         self.addCleanup(self.stack.close)
-        self.simulator = None
-        self.agent = None
         if os.access(os.path.dirname(PACKAGE), os.W_OK):
             with contextlib.suppress(FileNotFoundError):
                 os.remove(PACKAGE)
@@ -68,7 +70,7 @@ class AgentCase(unittest.TestCase):
             print(
                 f"=== {self.id()}", *(p.report() for p in self.processes), sep="\n", file=sys.stderr
             )
-            if self.simulator:
+            if hasattr(self, "simulator"):
                 self._show_trace()
         for process in self.processes:
             process.forget()
@@ -107,7 +109,7 @@ class AgentCase(unittest.TestCase):
     def start_device(self, *chips, where=None, faults=(), options=(), **more):
         """Starts the simulator on the serial line, or where its port option says. What the line
         still held is thrown away."""
-        if self.simulator:
+        if hasattr(self, "simulator"):
             self.simulator.stop()
         if where is None:
             self._drain_line()

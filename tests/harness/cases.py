@@ -15,7 +15,7 @@ def cases(module):
     loader = unittest.TestLoader()
     found = list(flat(loader.loadTestsFromName(module)))
     if loader.errors:
-        raise ImportError("\n".join(loader.errors))
+        raise ImportError("\n".join(map(str, loader.errors)))
     return [f"{type(test).__name__}.{test.id().rpartition('.')[2]}" for test in found]
 
 

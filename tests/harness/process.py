@@ -14,11 +14,11 @@ class Process:
     """Runs a program until stop() or kill(); its standard error goes to a file, or where `stderr`
     says."""
 
-    def __init__(self, name, command, **popen):
+    def __init__(self, name, command, stderr=None, **popen):
         self.name = name
         self.command = command
         self._stderr = tempfile.TemporaryFile()
-        self.popen = subprocess.Popen(command, **{"stderr": self._stderr, **popen})
+        self.popen = subprocess.Popen(command, stderr=stderr or self._stderr, **popen)
 
     @property
     def alive(self):

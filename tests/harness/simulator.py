@@ -37,6 +37,7 @@ class Simulator(Process):
         for fault in faults:
             command += ["--fault", fault]
         super().__init__("device-simulator", command, stdout=-1, pass_fds=pass_fds)
+        assert self.popen.stdout is not None
         first = self.popen.stdout.readline().decode().split(None, 1)
         if first[:1] != ["ready"]:
             self._finish()
@@ -82,13 +83,11 @@ class Simulator(Process):
         """All trace lines so far, without their times and bytes: (kind, text)."""
         with open(self.trace_file, encoding="utf-8") as file:
             lines = file.read().splitlines()
-        return [
-            re.match(r"[\d.]+ (\S+) +(.*?)( \| [0-9a-f]*)?$", line).group(1, 2) for line in lines
-        ]
+        return [re.findall(r"^[\d.]+ (\S+) +(.*?)(?: \| [0-9a-f]*)?$", line)[0] for line in lines]
 
     def host_frames(self, merge_blocks=True):
         """What the host sent, decoded, in order; a row of blocks becomes one entry."""
-        frames = []
+        frames: list[str] = []
         for kind, text in self.trace():
             if kind != "host":
                 continue

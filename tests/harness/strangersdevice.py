@@ -18,7 +18,7 @@ class Chip:
     version: tuple
     speciality: str = "A"
     bootcode: bool = False
-    blocks: list = None
+    blocks: list | None = None
     complete: bool = False
 
 
@@ -31,7 +31,7 @@ class StrangersDevice:
         self.virtual_version = 0
         self.broken = []
         self._master = master
-        self._silent_until = 0
+        self._silent_until = 0.0
         self._closed = False
         self._commands = {
             0x7900: self._enter,

@@ -95,6 +95,14 @@ class TestHooks(unittest.TestCase):
         self.assertEqual(done.returncode, 1, done.stdout)
         self.assertIn("SECURITY.md:1:", done.stdout)
 
+    def test_python(self):
+        self.assertEqual(self.install().returncode, 0)
+        self.write("NAME = 'a'\n", "scripts/lib/answer.py")
+        self.git("add", "scripts/lib/answer.py")
+        done = self.commit()
+        self.assertEqual(done.returncode, 1, done.stdout)
+        self.assertIn('+NAME = "a"', done.stdout)
+
     def test_remove(self):
         self.assertEqual(self.install().returncode, 0)
         self.assertEqual(self.install("--remove").returncode, 0)

@@ -2,6 +2,8 @@
 """The lint script finds what it is there to find."""
 
 import os
+import re
+import shutil
 import tempfile
 import unittest
 from unittest import mock
@@ -194,6 +196,32 @@ class TestChecks(unittest.TestCase):
         )
         self.assertEqual(list(lint.run_tool("false", [], [])), ["false: ended with 1"])
         self.assertEqual(list(lint.run_tool("true", [], [])), [])
+
+    def test_python(self):
+        """A finding of each tool, and none in a file without one."""
+        files = {
+            "good.py": '"""A module."""\n\nNAME = "a"\n',
+            "style.py": "NAME = 'a'\n",
+            "unused.py": "import os\n",
+            "types_.py": "def length():\n    return len(1)\n",
+            "missing.py": "import nowhere\n\nnowhere.run()\n",
+        }
+        with tempfile.TemporaryDirectory() as folder:
+            for name in ("pyproject.toml", ".flake8"):
+                shutil.copy(os.path.join(ROOT, name), folder)
+            for name, content in files.items():
+                with open(os.path.join(folder, name), "w", encoding="utf-8") as file:
+                    file.write(content)
+            with mock.patch.object(lint, "ROOT", folder):
+                findings = list(lint.check_python())
+        for wanted in (
+            r'^\+NAME = "a"$',
+            "^unused.py:1:1: F401 'os' imported but unused$",
+            "^types_.py:2: error: Argument 1 to .len.",
+            "^missing.py:1: error: Cannot find implementation .* named .nowhere.",
+        ):
+            self.assertTrue(any(re.search(wanted, line) for line in findings), findings)
+        self.assertFalse(any("good.py" in line for line in findings), findings)
 
     def test_size_limits(self):
         long_text = "void f()\n{\n" + "    g();\n" * 600 + "}\n"

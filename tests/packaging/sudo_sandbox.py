@@ -66,6 +66,13 @@ def put(root, name, content="", mode=0o644):
     os.chmod(path, mode)
 
 
+def program(name):
+    """The path of a program, which must be there."""
+    path = shutil.which(name)
+    assert path is not None, f"{name} is missing"
+    return path
+
+
 class SudoSandbox:
     """Uses a folder; each question runs in a separate process."""
 
@@ -95,7 +102,7 @@ class SudoSandbox:
             put(root, f"usr/{name}", mode=0o755)
         for name in ELSEWHERE:
             put(root, name, mode=0o755)
-        shutil.copy(shutil.which("sudo"), os.path.join(root, "usr/bin/sudo"))
+        shutil.copy(program("sudo"), os.path.join(root, "usr/bin/sudo"))
 
     def answers(self, questions):
         """What sudo answers to each list of words after `sudo -l`: the command as it would be
@@ -139,7 +146,7 @@ class SudoSandbox:
                 "--die-with-parent",
                 "--new-session",
                 "--ro-bind",
-                shutil.which("dash"),
+                program("dash"),
                 "/asker",
                 *binds,
                 *libraries,

@@ -31,6 +31,8 @@ def run(*command, **more):
 class TestFirewall(unittest.TestCase):
     """The module and its peer are two networks with a cable between them."""
 
+    peer: list[str]
+
     @classmethod
     def setUpClass(cls):
         peer = subprocess.Popen(["unshare", "--net", "sleep", "300"])
@@ -56,9 +58,10 @@ class TestFirewall(unittest.TestCase):
         )
         run("ip", "link", "set", "module", "up")
         run(*cls.peer, "ip", "link", "set", "peer", "up")
+        here: list[str] = []
         for family, module, client in MANAGEMENT + ELSEWHERE:
             size = ["/24"] if family == socket.AF_INET else ["/64", "nodad"]
-            for command, address, device in (([], module, "module"), (cls.peer, client, "peer")):
+            for command, address, device in ((here, module, "module"), (cls.peer, client, "peer")):
                 run(*command, "ip", "address", "add", address + size[0], *size[1:], "dev", device)
         for port in (PORT, OTHER_PORT):
             server = socket.create_server(

@@ -180,11 +180,12 @@ sudoedit /etc/sudoers
 class TestSudo(unittest.TestCase):
     """What sudo makes of it."""
 
+    sandbox: SudoSandbox
+
     @classmethod
     def setUpClass(cls):
-        cls.folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(cls.folder.cleanup)
-        cls.sandbox = SudoSandbox(cls.folder.name, POLICY)
+        folder = cls.enterClassContext(tempfile.TemporaryDirectory())
+        cls.sandbox = SudoSandbox(folder, POLICY)
 
     def assert_refused(self, questions):
         for words, answer in zip(questions, self.sandbox.answers(questions)):

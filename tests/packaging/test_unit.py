@@ -68,7 +68,7 @@ def unit_text():
 
 def settings():
     """What the unit sets: {key: [values]}."""
-    values = {}
+    values: dict[str, list[str]] = {}
     for key, value in re.findall(r"(?m)^(\w+)=(.*)$", unit_text()):
         values.setdefault(key, []).append(value)
     return values
@@ -129,7 +129,7 @@ class TestUnit(unittest.TestCase):
 
     def test_port_is_the_agent_s(self):
         with open(os.path.join(PROJECT, "src/platform/Platform.h"), encoding="utf-8") as file:
-            port = re.search(r"quint16 console = (\d+);", file.read()).group(1)
+            port = re.findall(r"quint16 console = (\d+);", file.read())[0]
         self.assertEqual(settings()["SocketBindAllow"], [f"tcp:{port}"])
         with open(
             os.path.join(PROJECT, "packaging/management-network.nft"), encoding="utf-8"

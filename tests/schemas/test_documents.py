@@ -112,6 +112,8 @@ def chip(name, chip_type, mcu_type, file):
 
 class TestDocuments(unittest.TestCase):
     maxDiff = None
+    folder: str
+    documents: documents.Documents
 
     @classmethod
     def setUpClass(cls):
@@ -256,6 +258,7 @@ class TestDocuments(unittest.TestCase):
             text=True,
             cwd=self.folder,
         ) as simulator:
+            assert simulator.stdout is not None
             ready = simulator.stdout.readline()
             with open(os.path.join(self.folder, "tty"), "r+b", buffering=0) as host:
                 host.write(frames.host(frames.MODEL_NAME))
@@ -307,7 +310,7 @@ class TestDocuments(unittest.TestCase):
         }
         checker = documents.Documents()
         checker.check("fwm-list", good)
-        for change in (
+        changes: tuple[dict, ...] = (
             {"exit": "0"},
             {"result": "device-busy"},
             {"error": "busy"},
@@ -319,7 +322,8 @@ class TestDocuments(unittest.TestCase):
             {"model": None},
             {"error": {"id": "nowhere", "text": "t", "advice": "a", "detail": ""}},
             {"warnings": [{"id": "nowhere", "text": "t", "detail": ""}]},
-        ):
+        )
+        for change in changes:
             with self.assertRaises(AssertionError, msg=str(change)):
                 checker.check("fwm-list", {**good, **change})
         for missing in ("command", "exit", "result", "error", "warnings", "file"):

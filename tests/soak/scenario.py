@@ -67,7 +67,7 @@ class Scenario:
     faults: list = dataclasses.field(default_factory=list)
     events: list = dataclasses.field(default_factory=list)
     cost: float = 0.0
-    expected: dict = None
+    expected: dict | None = None
 
     @property
     def is_calm(self):
@@ -364,7 +364,7 @@ def _expected(scenario):
     """{name: result} of each row by the rules for undisturbed runs, or None."""
     if scenario.package != "good" or any(chip.get("bootcode") for chip in scenario.chips):
         return None
-    images = {}
+    images: dict = {}
     for image in scenario.images:
         images.setdefault(image.chip_type, []).append(image)
     return {

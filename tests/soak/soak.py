@@ -22,7 +22,6 @@ from tests import ROOT
 from tests.soak import scenario
 
 
-
 def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--runs", type=int, default=100, metavar="N", help="how many runs (100)")
@@ -68,7 +67,7 @@ class Soak:
 
     def __init__(self, options):
         self.options = options
-        self.jobs = queue.Queue()
+        self.jobs: queue.Queue[int] = queue.Queue()
         self.reports = []
         self.broken = []
         self.lock = threading.Lock()
@@ -122,6 +121,7 @@ class Soak:
         with subprocess.Popen(
             command, env=environment, text=True, stdin=subprocess.PIPE, stdout=subprocess.PIPE
         ) as sandbox:
+            assert sandbox.stdin is not None and sandbox.stdout is not None
             while True:
                 try:
                     number = self.jobs.get_nowait()

@@ -107,6 +107,8 @@ class Worker:
 class Performance:
     """One run: its device, its clients and its events."""
 
+    simulator: Simulator  # set when it is started
+
     def __init__(self, agent, run):
         self.agent = agent
         self.run = run
@@ -116,7 +118,6 @@ class Performance:
         self.struck = []
         self.log = AgentLog(agent)
         self.built = {}
-        self.simulator = None
         self.trace = []
         module.clean()
         self.put_package()
@@ -312,14 +313,13 @@ class Performance:
 
     def stop_device(self):
         """Ends the device and keeps what it saw."""
-        if self.simulator is None:
+        if not hasattr(self, "simulator"):
             return
         self.struck = [text for kind, text in self.simulator.trace() if kind == "fault"]
         with open(self.simulator.trace_file, encoding="utf-8") as file:
             self.trace = [line[:120] for line in file.read().splitlines()[-80:]]
         self.simulator.stop()
         self.simulator.forget()
-        self.simulator = None
 
     def close(self):
         """Ends the device and the clients."""

@@ -27,9 +27,8 @@ class TestMemory(upgrade.TestMode2):
         with open(LOG.format(self.agent.popen.pid), encoding="utf-8") as file:
             log = file.read()
         print(log)
-        summary = re.search(r"ERROR SUMMARY: (\d+) errors", log)
-        self.assertIsNotNone(summary, "valgrind did not come to its end")
-        self.assertEqual(summary.group(1), "0")
+        summary = re.findall(r"ERROR SUMMARY: (\d+) errors", log)
+        self.assertEqual(summary, ["0"], "errors, or valgrind did not come to its end")
         self.assertIn("LEAK SUMMARY", log)
 
 

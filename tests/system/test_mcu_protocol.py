@@ -87,7 +87,7 @@ class TestStrangersDevice(agentcase.AgentCase):
         for place, image in images.items():
             size = len(image)
             self.assertTrue(chips[place].complete, place)
-            written = b"".join(chips[place].blocks)
+            written = b"".join(chips[place].blocks or [])
             self.assertEqual(written, image + b"\xff" * (-size % 256), place)
         self.assertEqual(device.virtual_version, 5)
         self.assertEqual(device.broken, [])

@@ -53,7 +53,7 @@ def table():
 
 
 def code_block(language):
-    return re.search(rf"```{language}\n(.*?)```", document(), re.DOTALL).group(1)
+    return re.findall(rf"```{language}\n(.*?)```", document(), re.DOTALL)[0]
 
 
 class KillCase(netcase.NetCase):
@@ -61,7 +61,7 @@ class KillCase(netcase.NetCase):
 
     def prepare(self, cut):
         """A module with an older version, about to be stopped."""
-        if self.agent:
+        if hasattr(self, "agent"):
             self.agent.cut_power()
         module.clean(netcase.OLD_FILES)
         with open(netimage.VERSION_FILE, "wb") as file:

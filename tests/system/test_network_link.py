@@ -129,7 +129,7 @@ class TestNetworkLink(netcase.NetCase):
         serial line."""
         client = self.begin()
         network = self.simulator
-        self.simulator = None
+        del self.simulator  # start_device() does not stop it
         self.start_device(CHIP)
         client.send_raw(f"{REQUEST}\r\nUPGRADE||MAIN,0,1\r\n".encode())
         opened = [Maybe("UPGRADELOG||Device connected.")]

@@ -2,6 +2,7 @@
 """Packages of every kind, good and broken: what is listed, and what an upgrade says."""
 
 import os
+import shutil
 import struct
 import zlib
 
@@ -101,7 +102,7 @@ class TestPackages(agentcase.AgentCase):
 
     def test_unreadable(self):
         os.mkdir(agentcase.PACKAGE)
-        self.addCleanup(lambda: os.path.isdir(agentcase.PACKAGE) and os.rmdir(agentcase.PACKAGE))
+        self.addCleanup(shutil.rmtree, agentcase.PACKAGE, ignore_errors=True)
         self.listing("ERROR:Faild to open firmware file.", fails=2)
         self.upgrade(*texts.status_lines("UPGRADEFAIL") * 2, *texts.closed() * 2)
         os.rmdir(agentcase.PACKAGE)

@@ -226,7 +226,8 @@ class TestService(netcase.NetCase):
         """Without a watchdog the agent never wakes up, with and without a service manager."""
         if "thread" in os.environ.get("AGENT_SANITIZE", ""):
             self.skipTest("ThreadSanitizer has a background thread, which wakes up")
-        for environment in ({}, {"NOTIFY_SOCKET": SOCKET}):
+        environments: tuple[dict, ...] = ({}, {"NOTIFY_SOCKET": SOCKET})
+        for environment in environments:
             if environment:
                 self.manager = Manager(SOCKET)
                 self.stack.callback(self.manager.close)

@@ -24,14 +24,14 @@ class FirstSteps(unittest.TestCase):
         )
         wanted = set(re.findall(r"[a-z-]+", blocks)) & PROGRAMS
         self.assertIn("upgrade-console", wanted)
-        built = re.search(r"^build release (.*)$", read("scripts/demo"), re.M).group(1).split()
+        built = re.findall(r"^build release (.*)$", read("scripts/demo"), re.M)[0].split()
         self.assertLessEqual(wanted, set(built))
 
     def test_wait_for_the_agent_ends(self):
         """Without any of the programs, as for a reader who has not built them."""
-        script = re.search(
+        script = re.findall(
             r"^cat > session.sh <<'EOF'\n(.*?)^EOF$", read("docs/use/tutorial.md"), re.M | re.S
-        ).group(1)
+        )[0]
         with tempfile.TemporaryDirectory() as folder:
             for name in PROGRAMS:
                 with open(os.path.join(folder, name), "w", encoding="ascii") as file:

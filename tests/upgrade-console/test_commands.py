@@ -359,13 +359,14 @@ Host 127.0.0.1, package HX-8 7, followed for #.
     def test_in_the_middle(self):
         """MCUs before the first line that was seen may have failed."""
         run = runs.full_run()
-        for wanted, last in (
+        cases: tuple[tuple[list, bytes], ...] = (
             ([], b"Start to reboot"),
             (["AUX 1"], b"Enter F/W Upgrade Mode'"),
             (["AUX 1"], b"Writing..."),
             (["AUX 1"], b"Write firmware 'AUX"),
             (["MAIN", "AUX 1"], b"Write firmware 'MAIN"),
-        ):
+        )
+        for wanted, last in cases:
             at = max(i for i, line in enumerate(run) if last in line)
             document = self.document(run[at:])
             self.assertEqual(

@@ -190,8 +190,8 @@ all           writing        [#######.......................]  25 %  at least # 
                 screen = self.screen(columns=columns)
                 self.start(run, screen)
                 wait.until(lambda screen=screen: "waiting for an" in screen.text())
-                seen = re.sub(r", \d+ s of", ", # s of", screen.text())
-                seen = re.sub(r"\d:\d\d", "#", seen).splitlines()
+                text = re.sub(r", \d+ s of", ", # s of", screen.text())
+                seen = re.sub(r"\d:\d\d", "#", text).splitlines()
                 self.assertEqual(seen[-len(lines) :], lines)
                 self.assertNotIn("left", "".join(seen[-len(lines) - 3 :]))
                 self.assertEqual(screen.problems, [])
@@ -240,7 +240,7 @@ all           writing        [#######.......................]  25 %  at least # 
     def test_small_terminal(self):
         """More MCUs than lines, names wider than columns: the one at work is in sight."""
         names = [f"MCU-{number}-with-a-long-name" for number in range(30)]
-        package = {
+        package: dict = {
             **PACKAGE,
             "chips": [chip(name, 1 + number, "2.0.0") for number, name in enumerate(names)],
         }
@@ -272,7 +272,8 @@ all           writing        [....]  0 %""",
         self.assertNotIn("\x1b", program.stdout())  # a file
 
     def test_no_progress(self):
-        for arguments, environment in ((["--no-progress"], {}), ([], {"TERM": "dumb"})):
+        cases: tuple[tuple[list, dict], ...] = ((["--no-progress"], {}), ([], {"TERM": "dumb"}))
+        for arguments, environment in cases:
             screen = self.screen()
             program = self.start(runs.full_run(), screen, *arguments, environment=environment)
             self.assertEqual(program.popen.wait(60), DONE)

@@ -63,7 +63,7 @@ class TestUsage(ConsoleTest):
     """What ends before any connection."""
 
     def test_wrong_usage(self):
-        for arguments in (
+        cases: tuple[list[str], ...] = (
             [],
             ["bogus"],
             ["upgrade", "--all"],
@@ -80,7 +80,8 @@ class TestUsage(ConsoleTest):
             ["send-net"],
             ["ping", "surplus"],
             ["--bogus", "ping"],
-        ):
+        )
+        for arguments in cases:
             result = self.run_alone(*arguments)
             self.assertEqual(result.returncode, USAGE, arguments)
             self.assertEqual(result.stdout, "", arguments)
@@ -198,23 +199,24 @@ class TestOutput(ConsoleTest):
                     *arguments,
                 ]
                 with ExitStack() as stack:
-                    more = {}
+                    output = None
                     if how == "full":
-                        more["stdout"] = stack.enter_context(open("/dev/full", "wb"))
+                        output = os.open("/dev/full", os.O_WRONLY)
+                        stack.callback(os.close, output)
                     elif how == "broken pipe":
-                        reader, more["stdout"] = os.pipe()
+                        reader, output = os.pipe()
                         os.close(reader)
-                        stack.callback(os.close, more["stdout"])
+                        stack.callback(os.close, output)
                     else:
                         command = ["sh", "-c", 'exec "$@" >&-', "sh", *command]
                     result = subprocess.run(
                         command,
                         input=stdin,
+                        stdout=output,
                         stderr=subprocess.PIPE,
                         text=True,
                         timeout=60,
                         check=False,
-                        **more,
                     )
             self.assertIn("tandard output cannot be written", result.stderr, (how, arguments))
             found.append(result.returncode)
@@ -237,10 +239,10 @@ class TestOutput(ConsoleTest):
             self.assertEqual(program.returncode, FAILED, arguments)
 
     def test_results(self):
-        for json_option in ([], ["--json"]):
+        for json_option in ((), ("--json",)):
             for command in (["version"], ["list"], ["ping"]):
                 statuses = self.statuses(*json_option, *command)
-                self.assertEqual(statuses, [FAILED] * 3, json_option + command)
+                self.assertEqual(statuses, [FAILED] * 3, (json_option, command))
             statuses = self.statuses(*json_option, "upgrade", answers={ROWS: runs.full_run()})
             self.assertEqual(statuses, [FAILED] * 3, json_option)
 
@@ -250,7 +252,7 @@ class TestOutput(ConsoleTest):
 
     def test_traffic(self):
         talk = {"HEARTBEAT": [b"HEARTBEAT\r\n"] + [log("x"), 0.01] * 100}
-        for json_option in ([], ["--json"]):
+        for json_option in ((), ("--json",)):
             self.assertEqual(self.statuses(*json_option, "watch", answers=talk), [FAILED] * 3)
             self.assertEqual(self.statuses(*json_option, "shell", stdin="VERSION\n"), [FAILED] * 3)
         self.assertEqual(self.statuses("--json", "shell"), [FAILED] * 3)
@@ -380,7 +382,9 @@ AUX 1          1         1         4    1  A           2.1.0
 
     def test_dead_peer(self):
         for command in (["ping"], ["version"], ["list"], ["upgrade"], ["edid", DUMP]):
-            silent = {line: [] for line in ("HEARTBEAT", "VERSION", "GETFIRMWARELIST")}
+            silent: dict[str, list] = {
+                line: [] for line in ("HEARTBEAT", "VERSION", "GETFIRMWARELIST")
+            }
             result = self.with_agent(silent, "--json", *command, timeout=self.UNANSWERED)
             self.assertEqual(result.returncode, LOST, command)
             self.assertEqual(self.document(result)["error"]["id"], "no-sign-of-life")

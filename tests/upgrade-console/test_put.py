@@ -199,7 +199,7 @@ class TestPut(PutTest):
             wait.until(lambda: len(os.listdir(self.data)) == 2)
             program.popen.send_signal(signal.SIGINT)
             self.assertEqual(program.popen.wait(60), LOST, program.report())
-        left = re.search(r"as /data/(FW\.fwm\.put-[0-9a-f]+);", program.stderr()).group(1)
+        left = re.findall(r"as /data/(FW\.fwm\.put-[0-9a-f]+);", program.stderr())[0]
         self.assertEqual(sorted(os.listdir(self.data)), ["FW.fwm", left])
         self.assertEqual(self.content(), OLD)
         self.set_fault("")

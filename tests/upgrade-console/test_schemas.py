@@ -184,7 +184,7 @@ class TestSchemas(PutTest):
             document = json.loads(result.stdout)
             self.assertEqual((result.returncode, result.stderr), (USAGE, ""))
             self.assertEqual((document["command"], document["error"]["id"]), (command, "usage"))
-        for arguments in ([], ["pong"]):
+        for arguments in ((), ("pong",)):
             document = json.loads(self.run_alone("--json", *arguments).stdout)
             self.assertIsNone(document["command"])
             self.assertEqual(document["exit"], USAGE)

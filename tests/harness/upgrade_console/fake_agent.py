@@ -144,8 +144,8 @@ class FakeAgent:
                 continue
             rest += chunk
             while b"\r\n" in rest:
-                line, rest = rest.split(b"\r\n", 1)
-                line = line.decode("latin-1")
+                raw, rest = rest.split(b"\r\n", 1)
+                line = raw.decode("latin-1")
                 self.lines.append(line)
                 if not self._act(client, self._answer(line)):
                     return

@@ -56,9 +56,8 @@ class Background(Process):
         self.name = "upgrade-console"
         self.command = [PROGRAM, "--host", "127.0.0.1", "--port", str(port), *arguments]
         self._stdout, self._stderr = tempfile.TemporaryFile(), tempfile.TemporaryFile()
-        self.popen = subprocess.Popen(
-            self.command, **{"stdout": self._stdout, "stderr": self._stderr, **popen}
-        )
+        outputs: dict = {"stdout": self._stdout, "stderr": self._stderr}
+        self.popen = subprocess.Popen(self.command, **{**outputs, **popen})
 
     def stdout(self):
         """All it has written so far."""

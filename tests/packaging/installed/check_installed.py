@@ -37,10 +37,10 @@ def install():
     shutil.rmtree(folder, ignore_errors=True)
     os.makedirs(folder)
     files = sorted(glob.glob(os.path.join(PACKAGES, "*.deb")))
-    for file in files:
-        shutil.copy(file, folder)
+    for name in files:
+        shutil.copy(name, folder)
     return chroot.run(
-        "dpkg", "-i", *(f"/var/tmp/packages/{os.path.basename(file)}" for file in files)
+        "dpkg", "-i", *(f"/var/tmp/packages/{os.path.basename(name)}" for name in files)
     )
 
 
@@ -53,7 +53,7 @@ class TestInstalled(unittest.TestCase):
     """The tests run in the order of their names: from the install to the purge."""
 
     maxDiff = None
-    commands = []
+    commands: list[str] = []
 
     def test_1_install(self):
         done = install()
@@ -188,11 +188,11 @@ class TestInstalled(unittest.TestCase):
     def check_rights(self, found):
         user, group = (
             int(number)
-            for number in re.search(
+            for number in re.findall(
                 r"(?m)^upgrade-agent:x:(\d+):(\d+):", chroot.read("/etc/passwd")
-            ).groups()
+            )[0]
         )
-        dialout = int(re.search(r"(?m)^dialout:x:(\d+):", chroot.read("/etc/group")).group(1))
+        dialout = int(re.findall(r"(?m)^dialout:x:(\d+):", chroot.read("/etc/group"))[0])
         self.assertEqual(found["user"], [user] * 3)
         self.assertEqual(found["groups"], sorted([group, dialout]))
         self.assertEqual(int(found["effective"], 16), 0)

@@ -40,7 +40,7 @@ def make_packages():
 def start_device():
     """The demonstration's device, on a line without a speed."""
     master = os.environ["SANDBOX_PTY_FD"]
-    device = {**demo_run.device(), "restart_ms": 300, "reboot_ms": 300}
+    device: dict = {**demo_run.device(), "restart_ms": 300, "reboot_ms": 300}
     device["chips"].append(MODULE_CHIP)
     return Simulator(
         "/usr/bin/device-simulator",

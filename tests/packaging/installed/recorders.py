@@ -86,7 +86,7 @@ def names_of(mask):
 def own_capabilities():
     """What this very process may hand on; a container's root has less than the machine's."""
     with open("/proc/self/status", encoding="ascii") as file:
-        return names_of(re.search(r"CapBnd:\s*(\S+)", file.read()).group(1))
+        return names_of(re.findall(r"CapBnd:\s*(\S+)", file.read())[0])
 
 
 def as_agent(line, **environment):

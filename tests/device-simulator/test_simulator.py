@@ -119,36 +119,50 @@ class TestProgram(unittest.TestCase):
         self.assertEqual(simulator.stop(), 0)
         self.assertEqual(os.readlink(self.link), "/dev/null")
 
-    def run_program(self, *options, **more):
-        """Runs the program on a device file until it ends."""
-        device = os.path.join(self.folder, "d.json")
-        with open(device, "w", encoding="ascii") as file:
+    def device_file(self):
+        """The path of a device file."""
+        path = os.path.join(self.folder, "d.json")
+        with open(path, "w", encoding="ascii") as file:
             json.dump(DEVICE, file)
+        return path
+
+    @contextlib.contextmanager
+    def running(self, *options, cwd=None):
+        """Runs the program, and ends it if it has not ended."""
+        with subprocess.Popen(
+            [PROGRAM, *options],
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            text=True,
+            cwd=cwd,
+        ) as popen:
+            assert popen.stdout is not None
+            yield popen, popen.stdout
+            popen.terminate()
+
+    def run_program(self, *options, stdout=subprocess.PIPE):
+        """Runs the program on a device file until it ends."""
+        device = self.device_file()
         return subprocess.run(
             [PROGRAM, "--device", device, "--pty-link", self.link, *options],
             stderr=subprocess.PIPE,
             timeout=20,
             check=False,
             cwd=self.folder,
-            **{"stdout": subprocess.PIPE, **more},
+            stdout=stdout,
         )
 
     def test_control_path_as_given(self):
         other = os.path.join(self.folder, "below")
         os.mkdir(other)
-        device = os.path.join(self.folder, "d.json")
-        with open(device, "w", encoding="ascii") as file:
-            json.dump(DEVICE, file)
+        device = self.device_file()
         for given in ("../control.sock", "sock"):
             path = os.path.join(other, given)
             with socket.socket(socket.AF_UNIX) as old:
                 old.bind(path)  # of a simulator that was killed
-            with subprocess.Popen(
-                [PROGRAM, "--device", device, "--pty-link", self.link, "--control", given],
-                stdout=subprocess.PIPE,
-                cwd=other,
-            ) as popen:
-                self.assertTrue(popen.stdout.readline().startswith(b"ready "))
+            options = ("--device", device, "--pty-link", self.link, "--control", given)
+            with self.running(*options, cwd=other) as (popen, output):
+                self.assertTrue(output.readline().startswith("ready "))
                 with socket.socket(socket.AF_UNIX) as client:
                     client.settimeout(10)
                     client.connect(path)
@@ -181,16 +195,10 @@ class TestProgram(unittest.TestCase):
             self.assertEqual(file.read(), "mine")
 
     def test_trace_on_a_full_disk(self):
-        device = os.path.join(self.folder, "d.json")
-        with open(device, "w", encoding="ascii") as file:
-            json.dump(DEVICE, file)
-        with subprocess.Popen(
-            [PROGRAM, "--device", device, "--pty-link", self.link, "--trace", "/dev/full"],
-            stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE,
-            text=True,
-        ) as popen:
-            self.assertEqual(popen.stdout.readline(), f"ready {self.link}\n")
+        device = self.device_file()
+        options = ("--device", device, "--pty-link", self.link, "--trace", "/dev/full")
+        with self.running(*options) as (popen, output):
+            self.assertEqual(output.readline(), f"ready {self.link}\n")
             fd = self.open_link()
             for _ in range(2):
                 self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
@@ -239,9 +247,7 @@ class TestProgram(unittest.TestCase):
         """Until it is ready a signal ends it, whatever it waits for."""
         fifo = os.path.join(self.folder, "fifo")
         os.mkfifo(fifo)
-        device = os.path.join(self.folder, "d.json")
-        with open(device, "w", encoding="ascii") as file:
-            json.dump(DEVICE, file)
+        device = self.device_file()
         for options in (
             ("--device", fifo),
             ("--replay", fifo),
@@ -256,7 +262,7 @@ class TestProgram(unittest.TestCase):
                 self.assertEqual(popen.wait(10), -number, options)
 
     def test_output_that_cannot_be_written(self):
-        for options in (["--help"], ["--version"], ["--bash-completion"], []):
+        for options in (("--help",), ("--version",), ("--bash-completion",), ()):
             with open("/dev/full", "wb") as full:
                 result = self.run_program(*options, stdout=full)
             self.assertEqual((result.returncode, result.stderr), (1, UNWRITTEN), options)
@@ -389,37 +395,27 @@ class TestProgram(unittest.TestCase):
         self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
         os.close(fd)
         simulator.stop()
-        with subprocess.Popen(
-            [PROGRAM, "--replay", simulator.trace_file, "--pty-link", self.link],
-            stdout=subprocess.PIPE,
-            text=True,
-        ) as replay:
-            self.assertEqual(replay.stdout.readline(), f"ready {self.link}\n")
+        options = ("--replay", simulator.trace_file, "--pty-link", self.link)
+        with self.running(*options) as (replay, output):
+            self.assertEqual(output.readline(), f"ready {self.link}\n")
             fd = self.open_link()
             self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
             os.close(fd)
-            replay.terminate()
         self.assertEqual(replay.returncode, 0)
 
     def lines(self, *options):
         """The JSON lines of a run in which a host comes and goes, and the exit status."""
-        device = os.path.join(self.folder, "d.json")
-        with open(device, "w", encoding="ascii") as file:
-            json.dump(DEVICE, file)
-        with subprocess.Popen(
-            [PROGRAM, "--json", "--device", device, "--pty-link", self.link, *options],
-            stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE,
-            text=True,
-        ) as popen:
-            first = popen.stdout.readline()
+        device = self.device_file()
+        common = ("--json", "--device", device, "--pty-link", self.link)
+        with self.running(*common, *options) as (popen, output):
+            first = output.readline()
             fd = self.open_link()
             self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
             os.close(fd)
             popen.terminate()
-            output, errors = popen.communicate(timeout=10)
+            rest, errors = popen.communicate(timeout=10)
         self.assertEqual(errors, "")
-        return [json.loads(line) for line in (first + output).splitlines()], popen.returncode
+        return [json.loads(line) for line in (first + rest).splitlines()], popen.returncode
 
     def test_json(self):
         (ready, result), status = self.lines()
@@ -482,9 +478,7 @@ class TestProgram(unittest.TestCase):
                 [PROGRAM, *arguments], capture_output=True, text=True, timeout=10, check=False
             )
 
-        device = os.path.join(self.folder, "d.json")
-        with open(device, "w", encoding="ascii") as file:
-            json.dump(DEVICE, file)
+        device = self.device_file()
         for wrong in (
             (),
             ("--device", device),
