@@ -49,8 +49,8 @@ function(agent_python_test name file)
 endfunction()
 
 # agent_python_cases(PREFIX FILE TIMEOUT seconds [SANDBOX [option...]] [FIRST case...]): a test, and a
-# sandbox, for each test function of a file. ctest asks Python for them whenever it starts, so there
-# is no list that could be out of date. The cases after FIRST start before other tests.
+# sandbox, for each test function of a file. ctest asks Python for them whenever it starts, so the
+# list cannot be out of date. The cases after FIRST start before other tests.
 function(agent_python_cases prefix file)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SANDBOX;FIRST" ${ARGN})
     agent_python_module(module ${file})
