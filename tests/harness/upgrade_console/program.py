@@ -9,7 +9,7 @@ import tempfile
 import unittest
 
 from tests.harness.process import Process
-from tests.harness.upgrade_console.fake_agent import FakeAgent
+from tests.harness.upgrade_console.fake_agent import ROWS, FakeAgent
 from tests.schemas import documents
 
 PROGRAM = os.environ["UPGRADE_CONSOLE"]
@@ -114,3 +114,19 @@ class ProgramTest(unittest.TestCase):
             result = self.run_program(agent.port, *arguments, **more)
             self.agent = agent
         return result
+
+    def upgrade(self, run, *arguments, answers=None, **more):
+        """An upgrade of all MCUs, to which the agent answers with a run."""
+        return self.with_agent({ROWS: run, **(answers or {})}, "upgrade", *arguments, **more)
+
+    def document(self, result):
+        """The one JSON document on standard output."""
+        document = json.loads(result.stdout)
+        self.assertEqual(document["exit"], result.returncode, result.stdout)
+        return document
+
+    def assert_failure(self, result, status, problem):
+        """The exit status, and the id of the problem in the document."""
+        self.assertEqual(
+            (result.returncode, self.document(result)["error"]["id"]), (status, problem)
+        )

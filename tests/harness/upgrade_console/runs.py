@@ -129,3 +129,14 @@ def wrong_model_run():
         "Model Name does not match, upgrade fail."
     )
     return START + [log("Read model name."), log(text), FAIL, progress(0), log("Erasing...")]
+
+
+# What upgrade prints about full_run(), masked.
+FULL_TABLE = """\
+MCU    Old    New    Result   Seconds
+MAIN   1.0.0  1.1.0  updated #
+AUX 1  2.0    2.1.0  updated #
+
+2 MCUs updated.
+Host 127.0.0.1, package HX-8 7, started #, took #.
+"""

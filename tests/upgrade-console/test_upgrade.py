@@ -1,0 +1,308 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Runs and their ends: the table, the document, and each kind of failure."""
+
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from tests import ROOT
+from tests.harness.package import Image, build, description, image_bytes
+from tests.harness.upgrade_console import runs
+from tests.harness.upgrade_console.fake_agent import BUSY, FAIL, ROWS, SUCCESS, chip, listing, log
+from tests.harness.upgrade_console.program import (
+    BUSY_CODE,
+    DONE,
+    FAILED,
+    NOTHING,
+    REFUSED,
+    USAGE,
+    ProgramTest,
+    masked,
+)
+
+DUMP = os.environ["EDID_DUMP"]
+
+
+class TestUpgrade(ProgramTest):
+    """Runs and their ends."""
+
+    def test_success_however_cut(self):
+        for cut in (None, 1, 5, 100):
+            result = self.upgrade(runs.full_run(), cut=cut)
+            self.assertEqual(result.returncode, DONE, result.stderr)
+            self.assertEqual(masked(result.stdout), runs.FULL_TABLE)
+
+    def test_success_in_one_piece(self):
+        result = self.upgrade([b"".join(runs.full_run())])
+        self.assertEqual(masked(result.stdout), runs.FULL_TABLE)
+
+    def test_requests(self):
+        self.upgrade(runs.full_run())
+        self.assertEqual(
+            self.agent.lines,
+            [
+                "UPGRADE||",
+                "HEARTBEAT",
+                "GETFIRMWARELIST",
+                "UPGRADEMODE||2",
+                "UPGRADE||MAIN,0,0||AUX 1,1,0",
+            ],
+        )
+        request = "UPGRADE||MAIN,0,1||AUX 1,1,0"
+        result = self.with_agent(
+            {request: runs.full_run()}, "upgrade", "--mode", "5", "--yes", "MAIN,0,1", "AUX 1"
+        )
+        self.assertEqual(
+            self.agent.lines,
+            ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST", "UPGRADEMODE||5", request],
+        )
+        self.assertEqual(result.returncode, DONE)
+
+    def test_plain_progress(self):
+        result = self.upgrade(runs.full_run())
+        self.assertEqual(
+            masked(result.stderr),
+            """\
+Time: at least 0:21 for restarts and pauses; with --package and a copy of the package the images count, too.
+The device reboots at the end, also when nothing was to be written.
+MAIN: reading
+AUX 1: reading
+MAIN: entering
+MAIN: erasing
+MAIN: writing
+10 %, #
+20 %, #
+30 %, #
+40 %, #
+MAIN: updated
+AUX 1: entering
+AUX 1: erasing
+50 %, #
+AUX 1: writing
+60 %, #
+70 %, #
+80 %, #
+90 %, #
+AUX 1: updated
+device: rebooting
+device: set version
+100 %, #
+""",
+        )
+        self.assertRegex(result.stderr, r"\n40 %, 0:0\d, at least 0:21 left\n")
+
+    def test_sizes_from_a_copy(self):
+        """The package of the agent's list, so that the time is known before anything is sent."""
+        images = [Image("MAIN", image_bytes(25600)), Image("AUX", image_bytes(102400), 1)]
+        with tempfile.TemporaryDirectory() as folder:
+            copy = os.path.join(folder, "FW.fwm")
+            with open(copy, "wb") as file:
+                file.write(build(images))
+            answers = {"GETFIRMWARELIST": [listing(json.loads(description(images)))]}
+            result = self.upgrade(runs.full_run(), "--package", copy, answers=answers)
+            # 500 blocks of 284 bytes at 57600 baud, twice 10 s, 1 s and two times 0.2 s.
+            self.assertIn(
+                "Time: about 0:46 if every image is written, otherwise less.\n", result.stderr
+            )
+            result = self.upgrade([], "--json", "--package", copy)
+            self.assert_failure(result, FAILED, "package-differs")
+            self.assertEqual(self.agent.lines[-1], "GETFIRMWARELIST")
+            for path in (DUMP, os.path.join(folder, "none"), folder):
+                result = self.upgrade([], "--json", "--package", path)
+                self.assertEqual(self.document(result)["error"]["id"], "file-unreadable")
+
+    def test_json(self):
+        result = self.upgrade(runs.full_run(), "--json")
+        document = self.document(result)
+        for part in (document, *document["mcus"]):
+            self.assertGreaterEqual(part.pop("seconds"), 0)
+        self.assertRegex(document.pop("started"), r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
+        self.assertEqual(
+            document,
+            {
+                "command": "upgrade",
+                "host": "127.0.0.1",
+                "exit": 0,
+                "result": "done",
+                "mode": 2,
+                "summary": "2 MCUs updated.",
+                "rebooted": True,
+                "error": None,
+                "warnings": [],
+                "package": {"model": "HX-8", "version": "7"},
+                "mcus": [
+                    {
+                        "name": "MAIN",
+                        "chip_type": 0,
+                        "chip_index": 0,
+                        "old_version": "1.0.0",
+                        "new_version": "1.1.0",
+                        "result": "updated",
+                        "retries": 0,
+                        "error": None,
+                    },
+                    {
+                        "name": "AUX 1",
+                        "chip_type": 1,
+                        "chip_index": 0,
+                        "old_version": "2.0",
+                        "new_version": "2.1.0",
+                        "result": "updated",
+                        "retries": 0,
+                        "error": None,
+                    },
+                ],
+            },
+        )
+
+    def test_nothing_to_do(self):
+        result = self.upgrade(runs.idle_run())
+        self.assertEqual(result.returncode, NOTHING)
+        self.assertEqual(
+            masked(result.stdout),
+            """\
+MCU    Old    New    Result      Seconds
+MAIN   1.1.0  1.1.0  up to date        -
+AUX 1  2.1    2.1.0  up to date        -
+
+Nothing to do: no MCU needs what the package holds. The device was rebooted all the same.
+Host 127.0.0.1, package HX-8 7, started #, took #.
+""",
+        )
+        # Before the run as well.
+        self.assertIn("The device reboots at the end, also when nothing was", result.stderr)
+        result = self.upgrade(runs.idle_run(), "--json")
+        self.assertIs(self.document(result)["rebooted"], True)
+        self.assertNotIn("upgrade-console:", result.stderr)
+
+    def test_empty_package(self):
+        empty = {"model": "HX-8", "version": "7", "chips": []}
+        result = self.upgrade([], answers={"GETFIRMWARELIST": [listing(empty)]})
+        self.assertEqual(result.returncode, NOTHING)
+        self.assertEqual(self.agent.lines[-1], "GETFIRMWARELIST")
+
+    def test_one_mcu_fails(self):
+        result = self.upgrade(runs.half_failed_run(), "--json")
+        self.assertEqual(result.returncode, FAILED)
+        document = self.document(result)
+        self.assertEqual(document["error"]["id"], "image-not-written")
+        self.assertEqual(document["summary"], "1 MCU updated, 1 failed.")
+        self.assertEqual([mcu["result"] for mcu in document["mcus"]], ["updated", "failed"])
+        self.assertEqual(document["mcus"][1]["retries"], 8)
+        self.assertIn("agent: 'AUX 1' F/W update fail, retry 1.\n", result.stderr)
+
+    def test_busy(self):
+        result = self.upgrade([], answers={"UPGRADE||": [BUSY]})
+        self.assertEqual((result.returncode, result.stdout), (BUSY_CODE, ""))
+        self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT"])
+        # Another client started a run first.
+        result = self.with_agent({"UPGRADE||MAIN,0,0": [BUSY]}, "upgrade", "MAIN,0,0")
+        self.assertEqual(result.returncode, BUSY_CODE)
+
+    def test_failures(self):
+        """Each end that is not a result of the MCUs."""
+        too_old = log("FWM file version error, must greater or equal to 6.")
+        no_port = [
+            log("Disconnect"),
+            log("ConnectFail"),
+            log("ttyS2 connect failed, serial port is occupied or does not exist"),
+            log("Firmware file checksum ok."),
+            log("Read model name."),
+            log("Read model name fail, retry 1."),
+            log("Read model name fail, retry 2."),
+            log("Read model name fail, upgrade fail, exit."),
+        ]
+        for run, status, problem in (
+            (runs.wrong_model_run(), REFUSED, "wrong-model"),
+            (runs.START + [too_old, FAIL], REFUSED, "package-too-old"),
+            (no_port + [FAIL], FAILED, "port-unavailable"),
+            (runs.START + [FAIL], FAILED, "unexplained"),
+        ):
+            with self.subTest(problem):
+                result = self.upgrade(run, "--json")
+                self.assert_failure(result, status, problem)
+                self.assertIs(self.document(result)["rebooted"], False)
+
+    def test_name_that_the_package_lacks(self):
+        result = self.with_agent({}, "--json", "upgrade", "BOGUS")
+        self.assertEqual(result.returncode, USAGE)
+        self.assertIn("nothing named 'BOGUS'", self.document(result)["error"]["detail"])
+
+    def test_chip_type_that_the_package_lacks(self):
+        """Nothing is asked of the device, which would be silent for a while and then reboot."""
+        for arguments in (["upgrade", "X,9,0"], ["upgrade", "MAIN,0,0", "X,9,0"]):
+            result = self.with_agent({}, "--json", *arguments)
+            self.assert_failure(result, USAGE, "not-in-package")
+            self.assertIn("chip type 9", self.document(result)["error"]["detail"])
+            self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST"])
+        only_aux = {"model": "HX-8", "version": "7", "chips": [chip("AUX 1", 1, "2.1.0")]}
+        result = self.with_agent(
+            {"GETFIRMWARELIST": [listing(only_aux)]}, "net-upgrade", "10.0.0.7"
+        )
+        self.assertEqual(result.returncode, USAGE)
+
+    def test_nothing_fits(self):
+        run = (
+            runs.START
+            + runs.MODEL
+            + [log("No suitable firmware for 'MAIN' in the firmware package.")]
+            + runs.REBOOT
+        )
+        result = self.with_agent({ROWS: run + [SUCCESS]}, "upgrade", "MAIN,0,0")
+        self.assertEqual(result.returncode, NOTHING)
+
+    def test_demo_of_the_readme(self):
+        """Without rows the request is the one that the demo makes by hand."""
+        with tempfile.TemporaryDirectory() as folder:
+            subprocess.run(
+                [sys.executable, "-B", "-m", "scripts.lib.demo_images", folder],
+                check=True,
+                timeout=20,
+            )
+            with open(os.path.join(folder, "request.json"), encoding="ascii") as file:
+                package = json.load(file)
+        self.upgrade(runs.idle_run(), answers={"GETFIRMWARELIST": [listing(package)]})
+        with open(os.path.join(ROOT, "README.md"), encoding="utf-8") as file:
+            self.assertIn(f"> {self.agent.lines[-1]}\n", file.read())
+
+    def test_rows_of_the_agent(self):
+        """Only on request, and with the words that explain the index."""
+        result = self.with_agent({"UPGRADEALL": runs.full_run()}, "upgrade", "--request-all")
+        self.assertEqual(result.returncode, DONE, result.stderr)
+        self.assertEqual(self.agent.lines[-1], "UPGRADEALL")
+        self.assertIn("with its quantity as the index", result.stderr)
+
+    def test_mode_5_without_a_terminal(self):
+        """Nothing is sent, not even a question to the agent."""
+        for command in (["upgrade"], ["net-upgrade", "10.0.0.7"]):
+            result = self.with_agent({}, "--json", *command, "--mode", "5")
+            self.assert_failure(result, USAGE, "not-confirmed")
+            self.assertIn("--yes", self.document(result)["error"]["advice"])
+            self.assertEqual(self.agent.lines, [])
+
+    def test_net_upgrade(self):
+        run = [log("Device connected."), log("Firmware file checksum ok.")] + runs.MODEL
+        run += runs.reads({"MAIN": "1.0.0"}) + [runs.greater("MAIN", "1.1.0", "1.0.0")]
+        run += runs.write("MAIN", 0, 1) + runs.REBOOT + runs.VIRTUAL + [SUCCESS]
+        result = self.with_agent({"UPGRADEORVALE1G||10.0.0.7": run}, "net-upgrade", "10.0.0.7")
+        self.assertEqual(result.returncode, DONE, result.stderr)
+        self.assertIn("MAIN", result.stdout)
+        result = self.with_agent(
+            {"UPGRADEORVALE1G||10.0.0.7": [log("Firmware file does not exist.")]},
+            "net-upgrade",
+            "10.0.0.7",
+        )
+        self.assertEqual(result.returncode, REFUSED)
+        result = self.with_agent({}, "--json", "net-upgrade", "10.0.0.7", timeout=self.UNANSWERED)
+        self.assertEqual(self.document(result)["error"]["id"], "not-started")
+
+    def test_request_passed_over(self):
+        result = self.upgrade([], "--json", timeout=self.UNANSWERED)
+        self.assert_failure(result, FAILED, "not-started")
+
+
+if __name__ == "__main__":
+    unittest.main()
