@@ -20,7 +20,7 @@ QLatin1String manufacturerOf(const Facts &facts)
 QLatin1String nameOf(const Facts &facts)
 {
     if (!facts.productName)
-        return QLatin1String();
+        return {};
     return QLatin1String(facts.productName->data(), int(facts.productName->size()));
 }
 

@@ -52,7 +52,7 @@ void printShortVideo(const std::vector<ShortVideo> &formats, QStringList &lines)
 
 QString formatName(const ShortAudio &audio)
 {
-    return QString(audioFormatNames[std::size_t(audio.format)]);
+    return audioFormatNames[std::size_t(audio.format)];
 }
 
 void printAudio(const ShortAudio &audio, QStringList &lines)

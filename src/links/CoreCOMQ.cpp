@@ -13,7 +13,6 @@
 #include <poll.h>
 
 namespace standardError = runtime::standardError;
-using links::DeviceLink;
 using links::SerialPort;
 using platform::logLink;
 using platform::logLinkBytes;

@@ -5,7 +5,6 @@
 
 #include <utility>
 
-using links::DeviceLink;
 using platform::logLink;
 using platform::logLinkBytes;
 

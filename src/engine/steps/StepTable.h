@@ -58,6 +58,7 @@ std::vector<Enumeration> allOf()
 {
     const QMetaEnum meta = QMetaEnum::fromType<Enumeration>();
     std::vector<Enumeration> values;
+    values.reserve(std::size_t(meta.keyCount()));
     for (int i = 0; i < meta.keyCount(); ++i)
         values.push_back(Enumeration(meta.value(i)));
     return values;
