@@ -70,7 +70,9 @@ class TestCheck(unittest.TestCase):
         status, table = self.table("all")
         self.assertEqual(status, 0)
         self.assertEqual(set(table.values()), {"passed"})
-        self.assertEqual(set(STEPS) - set(table), {"footprint", "fuzz", "soak", "state-diagram"})
+        self.assertEqual(
+            set(STEPS) - set(table), {"footprint", "fuzz", "mutations", "soak", "state-diagram"}
+        )
 
     def test_goes_on_after_a_failure(self):
         self.assertEqual(
