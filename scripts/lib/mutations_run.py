@@ -95,11 +95,15 @@ class Copy:
         command += ["-DCMAKE_CXX_FLAGS_DEBUG=-O0 -g0"]
         self.run("configure", command, check=True)
 
-    def programs(self, regex):
-        """The test programs of the tests that match: FOLDER_tests of FOLDER_TOPIC."""
+    def names(self, regex):
+        """The tests that match."""
         command = ["ctest", "--test-dir", self.tree, "-R", regex, "--show-only=json-v1"]
         shown = subprocess.run(command, capture_output=True, text=True, check=True).stdout
-        names = [test["name"] for test in json.loads(shown)["tests"]]
+        return [test["name"] for test in json.loads(shown)["tests"]]
+
+    def programs(self, regex):
+        """The test programs of the tests that match: FOLDER_tests of FOLDER_TOPIC."""
+        names = self.names(regex)
         return sorted(
             folder + "_tests"
             for folder in self.folders()
@@ -172,10 +176,13 @@ def try_mutation(copy, mutation):
 
 def check_unchanged(copy, mutations):
     """Ends the program when a named test fails without a change, or no test has the name."""
+    names = set()
     for mutation in mutations:
-        if not copy.programs(mutation.tests):
+        matching = copy.names(mutation.tests)
+        if not matching:
             sys.exit(f"mutations: no test matches '{mutation.tests}' of {mutation.name}")
-    regex = "|".join(sorted({mutation.tests for mutation in mutations}))
+        names.update(matching)
+    regex = f"^({'|'.join(sorted(names))})$"
     if not copy.build("unchanged", copy.programs(regex)):
         sys.exit(f"mutations: the sources do not compile, see {copy.log}/unchanged-build")
     failed = copy.failed_tests("unchanged", regex)
