@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Scenario.h"
+#include "engine/device/RunGuard.h"
 #include "links/LinkState.h"
 #include "support/TestCase.h"
 #include "support/WaitFor.h"
 
+#include <QSignalSpy>
 #include <QtTest>
 
 namespace tst_guard {
 
+using engine::RunGuard;
 using platform::TimeOuts;
 
 namespace {
@@ -45,6 +48,7 @@ class TestGuard : public QObject
     Q_OBJECT
 
 private slots:
+    void watchesWhileARunIsActive();
     void endsEveryWait_data();
     void endsEveryWait();
     void isStoppedWithTheRun();
@@ -54,6 +58,26 @@ private slots:
     void endsThePauseAfterARepeatedBlock();
     void startsOverInThePauseAfterARepeatedBlock();
 };
+
+/** From the beginning: a run may wait for something else before its first frame is sent. */
+void TestGuard::watchesWhileARunIsActive()
+{
+    QObject parent;
+    RunGuard guard(std::chrono::milliseconds(1), &parent);
+    QSignalSpy expired(&guard, &RunGuard::expired);
+    guard.keepAlive();
+    guard.beginUnwatched();
+    QVERIFY(!guard.isWatching());
+    guard.begin();
+    QVERIFY(guard.isWatching());
+    QTRY_COMPARE(expired.count(), 1);
+    QVERIFY(guard.isActive());
+    guard.keepAlive();
+    QVERIFY(guard.isWatching());
+    guard.end();
+    QVERIFY(!guard.isWatching());
+    QVERIFY(!guard.isActive());
+}
 
 void TestGuard::endsEveryWait_data()
 {
