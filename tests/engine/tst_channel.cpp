@@ -86,6 +86,11 @@ void TestChannel::resultOfAReply_data()
     QTest::newRow("extended") << int(version) << refused(version) << CommandResult::Answer;
     QTest::newRow("not extended") << int(version) << PartBench::reply(version, QByteArray(3, '\0'))
                                   << CommandResult::Refusal;
+    const auto extended = [](const char *payload) {
+        return PartBench::reply(command::escape, QByteArray::fromHex(payload));
+    };
+    QTest::newRow("too long") << int(version) << extended("05790000") << CommandResult::Refusal;
+    QTest::newRow("too short") << int(version) << extended("0579") << CommandResult::Refusal;
     const quint16 write = command::writeProductInformation;
     QTest::newRow("written") << int(write) << PartBench::reply(write, QByteArray(3, '\0'))
                              << CommandResult::Answer;

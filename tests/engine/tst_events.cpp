@@ -125,8 +125,6 @@ private slots:
     void rowsWithoutImage();
     void retriesOfReads();
     void retriesOfAnImage();
-    void packages_data();
-    void packages();
     void wrongModel();
     void lostDevice();
     void guardedRun();
@@ -218,34 +216,6 @@ void TestEvents::retriesOfAnImage()
                            {"retry AUX 1: F/W update timeout, retry 1.",
                             "retry AUX 2: F/W update timeout, retry 2."}));
     QCOMPARE(blocks.events.last(), QString("ended well 6: 1 0 0"));
-}
-
-void TestEvents::packages_data()
-{
-    QTest::addColumn<QByteArray>("package");
-    QTest::addColumn<QString>("words");
-
-    QByteArray damaged = twoImages();
-    damaged[damaged.size() - 1] = char(damaged.at(damaged.size() - 1) ^ 1);
-    QTest::newRow("checksum") << damaged << "ERROR:Firmware file checksum error.";
-    QTest::newRow("no package") << withChecksum("nonsense") << "Invalid firmware file";
-    QTest::newRow("too old") << withVersion(twoImages(), 5)
-                             << "FWM file version error, must greater or equal to 6.";
-    QTest::newRow("unknown") << withVersion(twoImages(), 1)
-                             << "Package version error, invalid firmware file";
-    QTest::newRow("missing") << QByteArray() << "ERROR:Firmware file is not exist.";
-}
-
-void TestEvents::packages()
-{
-    QFETCH(QByteArray, package);
-    QFETCH(QString, words);
-    Fixture fixture(package);
-    if (package.isEmpty())
-        QVERIFY(QFile::remove(fixture.harness.packagePath()));
-    QVERIFY(fixture.harness.run({"MAIN,0,0"}, 2));
-    QVERIFY(
-        sameTranscript(fixture.events, {"begun", "gave up : " + words, "ended badly 2: 0 0 0"}));
 }
 
 void TestEvents::wrongModel()

@@ -60,12 +60,8 @@ private slots:
     void sendsTheImageToTheDevice();
     void otherKindsGiveTheItemUp();
     void takesTheImageFromTheDevice();
-    void takesMoreThan256Blocks();
-    void deviceImageWithWrongDigest();
     void deviceImageCannotBeStored();
     void deviceImageFillsTheDisk();
-    void brokenExtendedBlocks();
-    void ordinaryFramesAreNone();
     void statusThatCannotBeSent();
     void statusWithoutASerialLink();
 
@@ -224,41 +220,6 @@ void TestNet::takesTheImageFromTheDevice()
     QVERIFY(harness.engine->timersIdle());
 }
 
-/** The number of the 257th block has the low byte of the first one's. */
-void TestNet::takesMoreThan256Blocks()
-{
-    Fixture fixture;
-    EngineHarness &harness = *fixture.harness;
-    harness.engine->slotConnect("ttyS2");
-    harness.engine->sendAppStatus(command::applicationStatus, 0);
-    constexpr int blocks = 258;
-    constexpr int size = 100;
-    const QByteArray longArchive = patternImage(blocks * size - net::archiveOffset, 5);
-    const QByteArray image = netImageOf(longArchive);
-    for (int number = 1; number <= blocks; ++number) {
-        QByteArray head;
-        head.append(char(number & 0xFF)).append(char(number >> 8));
-        head.append(number == blocks ? '\x40' : '\0');
-        fixture.deviceSends(command::writeBlock, head + image.mid((number - 1) * size, size));
-    }
-    QCOMPARE(fixture.content(fixture.archivePath), longArchive);
-    QCOMPARE(fixture.shell.commands(), fixture.expectedCommands() + QStringList{"sudo reboot"});
-}
-
-void TestNet::deviceImageWithWrongDigest()
-{
-    Fixture fixture;
-    EngineHarness &harness = *fixture.harness;
-    harness.engine->slotConnect("ttyS2");
-    harness.engine->sendAppStatus(command::applicationStatus, 0);
-    harness.lines.clear();
-    fixture.deviceSends(command::writeBlock,
-                        QByteArray::fromHex("010040") + netImageOf(archive, true).left(3000));
-    QCOMPARE(fixture.statusFrames(), QByteArray("017900 017900 017903"));
-    QCOMPARE(fixture.shell.commands(), fixture.expectedCommands().mid(0, 1));
-    QVERIFY(sameTranscript(harness.lines, {"APPSTATUS|9"}));
-}
-
 /** The device hears of it, and the row that the engine stands at has failed. */
 void TestNet::deviceImageCannotBeStored()
 {
@@ -296,37 +257,6 @@ void TestNet::deviceImageFillsTheDisk()
     fixture.deviceSends(command::writeBlock, QByteArray::fromHex("020000") + image.mid(500, 900));
     QCOMPARE(fixture.statusFrames(), QByteArray("017900 017900 017903 017900"));
     QCOMPARE(fixture.content(fixture.archivePath), archive.left(1400 - net::archiveOffset));
-}
-
-void TestNet::brokenExtendedBlocks()
-{
-    Fixture fixture;
-    EngineHarness &harness = *fixture.harness;
-    harness.engine->slotConnect("ttyS2");
-    harness.engine->sendAppStatus(command::applicationStatus, 0);
-    fixture.deviceSends(command::writeBlock, {});
-    fixture.deviceSends(command::writeBlock, QByteArray::fromHex("01"));
-    fixture.deviceSends(command::writeBlock, QByteArray::fromHex("050000aabb"));
-    fixture.deviceSends(command::writeBlock, QByteArray::fromHex("050040aabb"));
-    fixture.deviceSends(command::reboot, {});
-    QCOMPARE(fixture.statusFrames(), QByteArray("017900 017903 017903 017903 017903"));
-    QCOMPARE(fixture.shell.commands(), QStringList());
-    QVERIFY(!QFile::exists(fixture.archivePath));
-}
-
-/** While the device may send its image, only that counts. */
-void TestNet::ordinaryFramesAreNone()
-{
-    Fixture fixture;
-    EngineHarness &harness = *fixture.harness;
-    harness.engine->slotConnect("ttyS2");
-    harness.engine->sendAppStatus(command::applicationStatus, 0);
-    harness.clear();
-    for (const quint16 word : {command::enterUpdateMode, command::writeBlock, command::reboot})
-        harness.link->receive(mcu::buildFrame(mcu::replyStart, {}, word, QByteArray(300, '\1')));
-    QCOMPARE(harness.sentText(), QString());
-    QCOMPARE(harness.lines, QStringList());
-    QVERIFY(!QFile::exists(fixture.archivePath));
 }
 
 /** No retry follows: the link is closed, the run has failed. */

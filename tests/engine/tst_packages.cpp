@@ -37,13 +37,6 @@ QByteArray bare(int version)
     return bytes + current.mid(15, length);
 }
 
-QByteArray versionTwo()
-{
-    const QByteArray current = good();
-    return withChecksum(QByteArray("MTU\0\2", 5) + current.mid(13, 2) + QByteArray(2, '\0') +
-                        current.mid(15));
-}
-
 QByteArray checksumWrong()
 {
     QByteArray package = good();
@@ -84,13 +77,7 @@ private slots:
     void runWithAnUnreadableFile();
     void newestVersionsStart();
     void fileScheme();
-    void lists_data();
-    void lists();
-    void listsAMissingFile();
-    void listsAnUnreadableFile();
     void failedListMarksTheRows();
-    void failedListKeepsNothing();
-    void listReturnsTheFirmware();
     void listDuringARunIsQuiet();
     void runUsesItsOwnPackage();
     void descriptionIsKeptForTheRun();
@@ -210,100 +197,6 @@ void TestPackages::fileScheme()
     QVERIFY(scenario.engine->getMergeFWJSON(url).startsWith(QLatin1Char('{')));
 }
 
-void TestPackages::lists_data()
-{
-    QTest::addColumn<QByteArray>("package");
-    QTest::addColumn<QStringList>("said");
-    QTest::addColumn<QString>("returned");
-
-    const QStringList model{"Model Name: HX-8", "Version: 1.0.12"};
-    const auto version = [](int number) {
-        return QStringList{QStringLiteral("Firmware package version: %1").arg(number)};
-    };
-    const QStringList ok{checksumOk};
-    const QString json = QStringLiteral("{");
-    const QString none;
-    for (const int number : {3, 4, 5, 6}) {
-        QTest::newRow(qPrintable(QStringLiteral("version %1").arg(number)))
-            << withVersion(good(), number) << ok + version(number) + model << json;
-    }
-    QTest::newRow("version 2") << versionTwo() << ok + version(2) + model << json;
-    QTest::newRow("bare") << bare(6) << version(6) + model << json;
-    QTest::newRow("bare, version 0") << bare(0) << version(0) + model << json;
-    for (const int number : {0, 1, 7, 255}) {
-        QTest::newRow(qPrintable(QStringLiteral("version %1").arg(number)))
-            << withVersion(good(), number)
-            << ok + QStringList{"Invalid firmware file, file head error."} << none;
-    }
-    QTest::newRow("checksum wrong") << checksumWrong() << QStringList{"APPSTATUS|2"}
-                                    << QStringLiteral("ERROR:Firmware file checksum error.");
-    QTest::newRow("checksum in capitals") << checksumInCapitals() << QStringList{"APPSTATUS|2"}
-                                          << QStringLiteral("ERROR:Firmware file checksum error.");
-    QTest::newRow("empty") << QByteArray() << QStringList{"APPSTATUS|2"}
-                           << QStringLiteral("ERROR:Firmware file checksum error.");
-    QTest::newRow("9 bytes") << withChecksum("M") << ok + QStringList{"Invalid firmware file"}
-                             << QStringLiteral("ERROR:Invalid firmware file");
-    QTest::newRow("no magic") << withChecksum("MTX" + good().mid(11))
-                              << ok + QStringList{"Invalid firmware file"}
-                              << QStringLiteral("ERROR:Invalid firmware file");
-    QTest::newRow("no JSON") << withJson("{") << ok + version(6) + QStringList{"Data struct error!"}
-                             << none;
-    QTest::newRow("a list") << withJson("[]") << ok + version(6) + QStringList{"Data struct error!"}
-                            << none;
-    QTest::newRow("JSON cut") << withJson("{\"model\": \"HX-8\"}", 500)
-                              << ok + version(6) +
-                                     QStringList{"Model Name: HX-8",
-                                                 "Version: ", "Data struct chips error!"}
-                              << none;
-    QTest::newRow("no chips") << withJson(R"({"model": "M", "version": "V"})")
-                              << ok + version(6) +
-                                     QStringList{"Model Name: M", "Version: V",
-                                                 "Data struct chips error!"}
-                              << none;
-    QTest::newRow("chips an object")
-        << withJson(R"({"model": "M", "version": "V", "chips": {}})")
-        << ok + version(6) + QStringList{"Model Name: M", "Version: V", "Data struct chips error!"}
-        << none;
-    QTest::newRow("no texts") << withJson(R"({"chips": []})")
-                              << ok + version(6) + QStringList{"Model Name: ", "Version: "} << json;
-}
-
-void TestPackages::lists()
-{
-    QFETCH(QByteArray, package);
-    QFETCH(QStringList, said);
-    QFETCH(QString, returned);
-    Scenario scenario(chips, images);
-    scenario.setPackage(package);
-    scenario.lines.clear();
-    const QString text = scenario.engine->getMergeFWJSON(scenario.packagePath());
-    if (returned == QLatin1String("{"))
-        QVERIFY(text.startsWith(returned));
-    else
-        QCOMPARE(text, returned);
-    QVERIFY(sameTranscript(scenario.lines, said));
-}
-
-void TestPackages::listsAMissingFile()
-{
-    Scenario scenario(chips, images);
-    const QString none = scenario.packagePath() + QStringLiteral(".none");
-    QCOMPARE(scenario.engine->getMergeFWJSON(none),
-             QStringLiteral("ERROR:Firmware file is not exist."));
-    QCOMPARE(scenario.lines, QStringList({"APPSTATUS|2", "APPSTATUS|2"}));
-    QVERIFY(scenario.engine->getFWInfoByChipType(0).isEmpty());
-}
-
-void TestPackages::listsAnUnreadableFile()
-{
-    Scenario scenario(chips, images);
-    QVERIFY(QFile::remove(scenario.packagePath()));
-    QVERIFY(QDir().mkdir(scenario.packagePath()));
-    QCOMPARE(scenario.engine->getMergeFWJSON(scenario.packagePath()),
-             QStringLiteral("ERROR:Faild to open firmware file."));
-    QCOMPARE(scenario.lines, QStringList({"APPSTATUS|2", "APPSTATUS|2"}));
-}
-
 /** The rows of the run before are still there, and the failure is theirs. */
 void TestPackages::failedListMarksTheRows()
 {
@@ -313,27 +206,6 @@ void TestPackages::failedListMarksTheRows()
     scenario.engine->getMergeFWJSON(scenario.packagePath() + QStringLiteral(".none"));
     QCOMPARE(scenario.lines, QStringList({"APPSTATUS|2", failedRow, "APPSTATUS|2"}));
     QCOMPARE(scenario.results(1), QString("2"));
-}
-
-void TestPackages::failedListKeepsNothing()
-{
-    Scenario scenario(chips, images);
-    scenario.engine->getMergeFWJSON(scenario.packagePath());
-    QVERIFY(!scenario.engine->getFWInfoByChipType(1).isEmpty());
-    scenario.setPackage(withVersion(good(), 7));
-    scenario.engine->getMergeFWJSON(scenario.packagePath());
-    QVERIFY(scenario.engine->getFWInfoByChipType(1).isEmpty());
-}
-
-void TestPackages::listReturnsTheFirmware()
-{
-    Scenario scenario(chips, images);
-    const QString json = scenario.engine->getMergeFWJSON(scenario.packagePath());
-    const QByteArray package = good();
-    QCOMPARE(json.toUtf8(), package.mid(15, quint8(package.at(13)) + 256 * package.at(14)));
-    QCOMPARE(scenario.engine->getFWInfoByChipType(1),
-             QStringList({"AUX", "1", "1", "2", "1", "65", "2", "0", "0"}));
-    QVERIFY(scenario.engine->getFWInfoByChipType(2).isEmpty());
 }
 
 /** While a run is active a listing returns its text, says nothing and touches nothing. */

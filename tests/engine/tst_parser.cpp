@@ -69,47 +69,22 @@ class TestParser : public QObject
     Q_OBJECT
 
 private slots:
-    void everyPieceSize_data();
-    void everyPieceSize();
     void everySplit_data();
     void everySplit();
     void noise_data();
     void noise();
-    void echoOfTheHost();
     void checksumByteIsReplaced();
     void halfReplyIsForgottenByTheRetry();
-    void badChecksumIsForgottenByTheRetry();
     void wrongWordChangesNothing();
     void shortReplies_data();
     void shortReplies();
     void longReplyDuringTheReads();
     void modelNameEndsInZeros();
-    void virtualVersionReply_data();
-    void virtualVersionReply();
     void textMode();
     void textModeIsBounded();
     void replyAfterTheRun();
     void unknownMode();
 };
-
-void TestParser::everyPieceSize_data()
-{
-    QTest::addColumn<int>("size");
-    for (const int size : {1, 2, 3, 4, 5, 7, 11, 12, 13})
-        QTest::newRow(qPrintable(QString::number(size))) << size;
-}
-
-void TestParser::everyPieceSize()
-{
-    QFETCH(int, size);
-    Fixture whole;
-    QVERIFY(whole.runUndisturbed());
-    Fixture pieces;
-    pieces.link->setPieceSize(size);
-    QVERIFY(pieces.runUndisturbed());
-    QVERIFY(sameTranscript(pieces.lines, whole.lines));
-    QCOMPARE(pieces.sentText(), whole.sentText());
-}
 
 void TestParser::everySplit_data()
 {
@@ -164,17 +139,6 @@ void TestParser::noise()
     QVERIFY(sameTranscript(noisy.lines, whole.lines));
 }
 
-/** A half-duplex line gives the host its own bytes back; they never count as a reply. */
-void TestParser::echoOfTheHost()
-{
-    Fixture whole;
-    QVERIFY(whole.runUndisturbed());
-    Fixture echoing;
-    echoing.addFault(QStringLiteral("echo"));
-    QVERIFY(echoing.runUndisturbed());
-    QVERIFY(sameTranscript(echoing.lines, whole.lines));
-}
-
 void TestParser::checksumByteIsReplaced()
 {
     Fixture whole;
@@ -200,15 +164,6 @@ void TestParser::halfReplyIsForgottenByTheRetry()
         QCOMPARE(fixture.lines.filter(QStringLiteral("retry")),
                  QStringList{"Read the bootcode information of 'MAIN' fail, retry 1."});
     }
-}
-
-void TestParser::badChecksumIsForgottenByTheRetry()
-{
-    Fixture fixture;
-    fixture.addFault(QStringLiteral("bad-checksum:word=bootcode,count=once"));
-    QVERIFY(fixture.runUndisturbed());
-    QCOMPARE(fixture.lines.filter(QStringLiteral("retry")),
-             QStringList{"Read the bootcode information of 'MAIN' fail, retry 1."});
 }
 
 void TestParser::wrongWordChangesNothing()
@@ -309,27 +264,6 @@ void TestParser::modelNameEndsInZeros()
         QVERIFY(fixture.run(twoRows, 2));
         QVERIFY(fixture.lines.contains(QStringLiteral("APPSTATUS|7")));
     }
-}
-
-void TestParser::virtualVersionReply_data()
-{
-    QTest::addColumn<QByteArray>("answer");
-    QTest::newRow("ordinary") << reply(command::setVirtualVersion, QByteArray(3, '\0'));
-    QTest::newRow("too long") << reply(command::escape, QByteArray::fromHex("05790000"));
-    QTest::newRow("too short") << reply(command::escape, QByteArray::fromHex("0579"));
-}
-
-/** It is accepted in one form and length alone. */
-void TestParser::virtualVersionReply()
-{
-    QFETCH(QByteArray, answer);
-    Fixture fixture;
-    fixture.changeFirst(command::setVirtualVersion,
-                        [&](const QByteArray &) { return QList<QByteArray>{answer}; });
-    QVERIFY(fixture.run(twoRows, 2));
-    QVERIFY(fixture.lines.contains(QStringLiteral("Set virtual version fail, retry 1.")));
-    QCOMPARE(fixture.sentWords().count(QStringLiteral("7905")), 2);
-    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
 }
 
 void TestParser::textMode()

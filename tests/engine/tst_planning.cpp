@@ -21,20 +21,13 @@ class TestPlanning : public QObject
     Q_OBJECT
 
 private slots:
-    void versionsDecide_data();
-    void versionsDecide();
     void twoPartVersion();
     void allEqualSetsNoVirtualVersion();
     void packageWithoutRelease();
     void fpgaRows();
-    void missingRecord();
-    void emptyImageIsNone();
-    void noFirmwareForTheChip();
-    void otherSpecialityIsSilent();
     void fieldTwoIsTheChipIndex();
     void rowNumberIsNotTheChipIndex();
     void sameRowTwice();
-    void manyRows();
     void hundredThousandRows();
     void manyRowsThatAreSkipped();
     void modeOneRows();
@@ -47,48 +40,6 @@ private slots:
     void otherModes();
     void rowsWithOddTexts();
 };
-
-void TestPlanning::versionsDecide_data()
-{
-    QTest::addColumn<QVector<int>>("version");
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<bool>("sent");
-    QTest::newRow("newer") << QVector<int>{1, 10, 0}
-                           << "Firmware version V1.10.0 greater than the 'AUX' version V1.2.0, "
-                              "will upgrade."
-                           << true;
-    QTest::newRow("equal") << QVector<int>{1, 2, 0}
-                           << "Firmware version V1.2.0 equal to the 'AUX' version V1.2.0, will not "
-                              "upgrade."
-                           << false;
-    QTest::newRow("older") << QVector<int>{0, 200, 0}
-                           << "Firmware version V0.200.0 less than the 'AUX' version V1.2.0, will "
-                              "not upgrade."
-                           << false;
-}
-
-void TestPlanning::versionsDecide()
-{
-    QFETCH(QVector<int>, version);
-    QFETCH(QString, line);
-    QFETCH(bool, sent);
-    Scenario newer(mainAndAux, {testImage("AUX", 1, version, 2)});
-    QVERIFY(newer.run({"AUX,1,0"}, 2));
-    QVERIFY(newer.succeeded());
-    QCOMPARE(newer.with("Firmware version"), QStringList{line});
-    QCOMPARE(newer.results(1), QString(sent ? "1" : "2"));
-    QCOMPARE(newer.with("UPGRADERESULT").join(' '),
-             QStringLiteral("UPGRADERESULT|AUX,1,0,2,1,65,1,2,0,0,1,%1|%2")
-                 .arg(sent ? "1,1" : "0,2", sent ? "1" : "3"));
-    QCOMPARE(newer.count("7901:0"), sent ? 1 : 0);
-
-    // Mode 5 sends whatever is there and compares nothing.
-    Scenario forced(mainAndAux, {testImage("AUX", 1, version, 2)});
-    QVERIFY(forced.run({"AUX,1,0"}, 5));
-    QVERIFY(forced.succeeded());
-    QVERIFY(forced.with("Firmware version").isEmpty());
-    QCOMPARE(forced.results(1), QString("1"));
-}
 
 void TestPlanning::twoPartVersion()
 {
@@ -145,61 +96,6 @@ void TestPlanning::fpgaRows()
     QVERIFY(compareFlash(scenario.device.flash(17, 0), patternImage(256, 18)).equal);
 }
 
-/** The description lists an image that the package does not have: the run continues. */
-void TestPlanning::missingRecord()
-{
-    TestImage missing = testImage("MAIN", 0, {2, 0, 0});
-    missing.hasRecord = false;
-    Scenario scenario(mainAndAux, {missing, testImage("AUX", 1, {2, 0, 0}, 2)});
-    QVERIFY(scenario.run({"MAIN,0,0", "AUX,1,0"}, 5));
-    QVERIFY(scenario.succeeded());
-    QVERIFY(scenario.lines.contains(
-        QStringLiteral("No suitable firmware for 'MAIN' mcu in the firmware package.")));
-    QCOMPARE(scenario.results(2), QString("21"));
-    QCOMPARE(scenario.with("UPGRADERESULT").first(),
-             QStringLiteral("UPGRADERESULT|MAIN,0,0,1,1,65,1,0,0,0,1,1,2|2"));
-    QCOMPARE(scenario.count("7900"), 1);
-}
-
-void TestPlanning::emptyImageIsNone()
-{
-    Scenario scenario(mainAndAux, {testImage("AUX", 1, {2, 0, 0}, 2, 0)});
-    QVERIFY(scenario.run({"AUX,1,0"}, 5));
-    QVERIFY(scenario.succeeded());
-    QCOMPARE(scenario.with("No suitable"),
-             QStringList{"No suitable firmware for 'AUX' mcu in the firmware package."});
-    QCOMPARE(scenario.results(1), QString("2"));
-    QCOMPARE(scenario.count("7900"), 0);
-}
-
-void TestPlanning::noFirmwareForTheChip()
-{
-    Scenario scenario(mainAndAux, {testImage("MAIN", 0, {2, 0, 0})});
-    QVERIFY(scenario.run({"AUX,1,0", "MAIN,0,0"}, 2));
-    QVERIFY(scenario.succeeded());
-    const int at = scenario.lines.indexOf(
-        QStringLiteral("No suitable firmware for 'AUX' in the firmware package."));
-    QCOMPARE(scenario.lines.value(at - 1),
-             QStringLiteral("UPGRADERESULT|AUX,1,0,2,1,65,1,2,0,0,1,0,2|2"));
-    QCOMPARE(scenario.results(2), QString("21"));
-    // The item counts as finished: one of two.
-    QCOMPARE(scenario.progress.first(), 50.0);
-}
-
-/** Firmware for the chip and another board: only the result shows it. */
-void TestPlanning::otherSpecialityIsSilent()
-{
-    TestImage other = testImage("AUX", 1, {9, 0, 0}, 2);
-    other.speciality = 'B';
-    Scenario scenario(mainAndAux, {other});
-    QVERIFY(scenario.run({"AUX,1,0"}, 2));
-    QVERIFY(scenario.succeeded());
-    QVERIFY(scenario.with("No suitable").isEmpty());
-    QVERIFY(scenario.with("Firmware version").isEmpty());
-    QCOMPARE(scenario.with("UPGRADERESULT"),
-             QStringList{"UPGRADERESULT|AUX,1,0,2,1,65,1,2,0,0,1,0,2|2"});
-}
-
 /** A row made from a quantity asks for that chip index, whatever chip it means. */
 void TestPlanning::fieldTwoIsTheChipIndex()
 {
@@ -238,21 +134,6 @@ void TestPlanning::sameRowTwice()
     QVERIFY(scenario.succeeded());
     QCOMPARE(scenario.results(2), QString("11"));
     QCOMPARE(scenario.device.chip(1, 0)->flash.completedImages(), 2);
-}
-
-/** More rows than one byte counts. */
-void TestPlanning::manyRows()
-{
-    QStringList rows;
-    for (int i = 0; i < 300; ++i)
-        rows.append(QStringLiteral("AUX,1,0"));
-    Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
-    QVERIFY(scenario.run(rows, 5));
-    QVERIFY(scenario.succeeded());
-    QCOMPARE(scenario.results(300), QString(300, QLatin1Char('1')));
-    QCOMPARE(scenario.device.chip(1, 0)->flash.completedImages(), 300);
-    QCOMPARE(scenario.count("F900"), 300);
-    QCOMPARE(scenario.with("Write all firmware success.").size(), 1);
 }
 
 void TestPlanning::hundredThousandRows()

@@ -114,10 +114,6 @@ class TestProductInfo : public QObject
 
 private slots:
     void readsEverything();
-    void readsTwice();
-    void givenUpAuxiliary();
-    void givenUpMain_data();
-    void givenUpMain();
     void invalidFlag();
     void virtualVersion_data();
     void virtualVersion();
@@ -125,13 +121,7 @@ private slots:
     void writes();
     void writesAndReadsBack();
     void writesWithThePackagesDescription();
-    void writeFails_data();
-    void writeFails();
     void writeRefusedByItsResult();
-    void rowsWithoutARecord();
-    void malformed_data();
-    void malformed();
-    void writeHasNoKeyOfARead();
     void recordOfOneRow();
 };
 
@@ -153,70 +143,6 @@ void TestProductInfo::readsEverything()
     QCOMPARE(fixture.sentText(),
              QStringLiteral("F905 F900 F901 F900 F901 F900 F901 F902 F902 F902 F902"));
     QVERIFY(fixture.engine->timersIdle());
-}
-
-void TestProductInfo::readsTwice()
-{
-    Fixture fixture;
-    QVERIFY(fixture.read());
-    const QStringList first = fixture.lines;
-    QVERIFY(fixture.read());
-    QVERIFY(sameTranscript(fixture.lines, first));
-}
-
-/** A silent MCU is asked thrice, and the report has what is known of it. */
-void TestProductInfo::givenUpAuxiliary()
-{
-    Fixture fixture;
-    fixture.addFault(QStringLiteral("silent:word=bootcode,type=1,index=0"));
-    fixture.addFault(QStringLiteral("silent:word=product-info,type=1,index=1"));
-    fixture.addFault(QStringLiteral("silent:word=version,type=17"));
-    QVERIFY(fixture.read());
-    QCOMPARE(fixture.lines.filter(QStringLiteral("fail")),
-             keyed({"Read the bootcode information of 'AUX' fail, retry 1.",
-                    "Read the bootcode information of 'AUX' fail, retry 2.",
-                    "Read the bootcode information of 'AUX' fail, check the next mcu.",
-                    "Read the product information of 'AUX' fail, retry 1.",
-                    "Read the product information of 'AUX' fail, retry 2.",
-                    "Read the product information of 'AUX' fail, check the next mcu.",
-                    "Read the version information of 'FPGA' fail, retry 1.",
-                    "Read the version information of 'FPGA' fail, retry 2.",
-                    "Read the version information of 'FPGA' fail, check the next mcu."}));
-    QVERIFY(fixture.lines.contains(
-        QStringLiteral("READPI|Read all mcu(list) version information done.")));
-    QCOMPARE(fixture.report(), heading + device + rowReport("MAIN,0,0,1,01,A,1,02,03,0,1") +
-                                   rowReport("AUX,1,0,,,,4,05,,,") +
-                                   rowReport("AUX,1,1,2,,,4,06,,0,1") +
-                                   rowReport("FPGA,17,0,,,,,,,,"));
-}
-
-void TestProductInfo::givenUpMain_data()
-{
-    QTest::addColumn<QString>("word");
-    QTest::addColumn<QString>("what");
-    QTest::newRow("bootcode") << "bootcode"
-                              << "bootcode";
-    QTest::newRow("product information") << "product-info"
-                                         << "product";
-}
-
-void TestProductInfo::givenUpMain()
-{
-    QFETCH(QString, word);
-    QFETCH(QString, what);
-    Fixture fixture;
-    fixture.addFault(QStringLiteral("silent:word=%1,type=0").arg(word));
-    QVERIFY(fixture.read());
-    const QString text = QStringLiteral("Read the %1 information of 'MAIN' fail, ").arg(what);
-    QCOMPARE(fixture.lines.filter(QStringLiteral("fail,")),
-             keyed({text + "retry 1.", text + "retry 2.", text + "check the next mcu.",
-                    text + "exit read product information."}));
-    QVERIFY(fixture.lines.contains(QStringLiteral("READPI|APPSTATUS|7")));
-    QVERIFY(fixture.lines.filter(QStringLiteral("PISHOW")).isEmpty());
-    QVERIFY(fixture.lines.last().startsWith(QLatin1String("READPI|UPGRADERESULT|MAIN,0,0,")));
-    fixture.device.faults().clear();
-    QVERIFY(fixture.read());
-    QVERIFY(fixture.report().startsWith(heading + device));
 }
 
 void TestProductInfo::invalidFlag()
@@ -329,42 +255,6 @@ void TestProductInfo::writesWithThePackagesDescription()
              QStringList{"SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1"});
 }
 
-void TestProductInfo::writeFails_data()
-{
-    QTest::addColumn<QString>("fault");
-    for (const char *fault : {"silent", "refuse", "short", "bad-checksum", "wrong-word"})
-        QTest::newRow(fault) << QString::fromLatin1(fault);
-}
-
-/** A row's failure affects only this row; after the last row no timer is active. */
-void TestProductInfo::writeFails()
-{
-    QFETCH(QString, fault);
-    Fixture fixture;
-    fixture.addFault(fault + QStringLiteral(":word=write-info,type=1,index=0"));
-    const QString text = QStringLiteral("Write 'AUX' product information fail, ");
-    const QString startWrite = QStringLiteral("Start to write 'AUX' product information.");
-    const QStringList three{startWrite,
-                            text + "retry 1.",
-                            startWrite,
-                            text + "retry 2.",
-                            startWrite,
-                            text + "write the next mcu.",
-                            "SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|2"};
-    QVERIFY(fixture.write({description, "AUX,1,0,2,4,68", "AUX,1,1,2,4,68"}));
-    QVERIFY(sameTranscript(fixture.lines,
-                           QStringList{"Start to write Product Information."} + three +
-                               QStringList{startWrite, "Write 'AUX' product information success.",
-                                           "SETPIRESULT|AUX,1,1,2,4,68,0,0,0,0|1",
-                                           "Write all product information done."}));
-    QVERIFY(fixture.write({description, "AUX,1,0,2,4,68"}));
-    QVERIFY(sameTranscript(fixture.lines, QStringList{"Start to write Product Information."} +
-                                              three +
-                                              QStringList{"Write all product information done."}));
-    QTest::qWait(30);
-    QCOMPARE(fixture.lines.last(), QStringLiteral("Write all product information done."));
-}
-
 /** A reply of the ordinary form says in its result whether the record was taken. */
 void TestProductInfo::writeRefusedByItsResult()
 {
@@ -384,56 +274,6 @@ void TestProductInfo::writeRefusedByItsResult()
                                            startWrite, "Write 'AUX' product information success.",
                                            "SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1",
                                            "Write all product information done."}));
-}
-
-void TestProductInfo::rowsWithoutARecord()
-{
-    Fixture fixture;
-    QVERIFY(fixture.write({description, "AUX,1,0,2,4,69", "X,5,0,2,4,68", "AUX,1,0,2,4,68"}));
-    QVERIFY(sameTranscript(
-        fixture.lines,
-        {"Start to write Product Information.", "Start to write 'AUX' product information.",
-         "Data struct chips error!", "SETPIRESULT|AUX,1,0,2,4,69,0,0,0,0|2",
-         "Start to write 'X' product information.", "Data struct chips error!",
-         "SETPIRESULT|X,5,0,2,4,68,0,0,0,0|2", "Start to write 'AUX' product information.",
-         "Write 'AUX' product information success.", "SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1",
-         "Write all product information done."}));
-    QCOMPARE(fixture.sentText(), QStringLiteral("7903"));
-
-    QVERIFY(fixture.write({"[1]", "AUX,1,0,2,4,68"}));
-    QVERIFY(
-        fixture.lines.contains(QStringLiteral("Data struct error, no valid product information!")));
-}
-
-void TestProductInfo::malformed_data()
-{
-    QTest::addColumn<QStringList>("rows");
-    QTest::addColumn<QString>("said");
-    const QString malformed = QStringLiteral("Data struct error, no valid product information!");
-    QTest::newRow("nothing") << QStringList() << "Data is empty, no valid product information!";
-    QTest::newRow("no description") << QStringList{"AUX,1,0,2,4,68"} << malformed;
-    QTest::newRow("description does not parse") << QStringList{"{", "AUX,1,0,2,4,68"} << malformed;
-    QTest::newRow("five fields") << QStringList{description, "AUX,1,0,2,4"} << malformed;
-    QTest::newRow("one short row") << QStringList{description, "AUX,1,0,2,4,68", "X"} << malformed;
-    QTest::newRow("empty row") << QStringList{description, ""} << malformed;
-}
-
-void TestProductInfo::malformed()
-{
-    QFETCH(QStringList, rows);
-    QFETCH(QString, said);
-    Fixture fixture;
-    QVERIFY(fixture.write(rows));
-    QCOMPARE(fixture.lines, QStringList{said});
-    QVERIFY(fixture.link->sent.isEmpty());
-}
-
-void TestProductInfo::writeHasNoKeyOfARead()
-{
-    Fixture fixture;
-    QVERIFY(fixture.read());
-    QVERIFY(fixture.write({description, "AUX,1,0,2,4,68"}));
-    QVERIFY(fixture.lines.filter(QStringLiteral("READPI")).isEmpty());
 }
 
 /** Without a description that was parsed for a write there is no record. */

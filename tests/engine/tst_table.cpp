@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Scenario.h"
-#include "engine/device/ReplyRules.h"
 #include "engine/steps/StepTable.h"
-#include "links/LinkState.h"
 #include "support/TestCase.h"
 
 #include <QSet>
@@ -12,7 +10,6 @@
 
 namespace tst_table {
 
-namespace mcu = protocol::mcu;
 using engine::allOf;
 using engine::Event;
 using engine::findTransition;
@@ -31,17 +28,6 @@ const std::set<Event> anywhere{Event::StartNewer,   Event::StartForced,    Event
 /** Steps after which a run has ended. */
 const std::set<Step> ends{Step::Idle,         Step::MainMcuIsLost, Step::RebootFailed,
                           Step::SystemIsLost, Step::Done,          Step::VirtualVersionRefused};
-
-/** The steps that wait for the reply to a command. */
-QList<Step> awaitingSteps()
-{
-    QList<Step> steps;
-    for (const Step step : allOf<Step>()) {
-        if (findTransition(step, Event::Silence, 0) != nullptr)
-            steps.append(step);
-    }
-    return steps;
-}
 
 /** The tries at which a step can be waiting: those that its own lines lead to. */
 QList<int> attemptsOf(Step step)
@@ -63,136 +49,9 @@ int linesFor(Step step, Event event, int attempt)
     return count;
 }
 
-/** Whether unanswered commands alone lead from one step to the other. */
-bool silenceLeads(Step from, Step to)
-{
-    for (const Transition &line : stepTable()) {
-        if (line.step == from && line.event == Event::Silence && line.next != from &&
-            (line.next == to || silenceLeads(line.next, to)))
-            return true;
-    }
-    return false;
-}
-
-enum class Blow { Answer, Refusal, ShortAnswer, Silence, SendFailure };
-
-const char *blowName(Blow blow)
-{
-    static const char *const names[] = {"answer", "refusal", "short answer", "silence",
-                                        "failed send"};
-    return names[int(blow)];
-}
-
-/** One wait that is to be met by one blow, in the chain of commands that has it. */
-class Walk
-{
-public:
-    Walk(Step step, int silences, Blow blow)
-        : m_step(step),
-          m_silences(silences),
-          m_blow(blow),
-          m_scenario({testChip("MAIN", 0, 0, "1.0.0"), testChip("AUX", 1, 0, "1.0.0", 2)},
-                     {testImage("MAIN", 0, {2, 0, 0}), testImage("AUX", 1, {2, 0, 0}, 2)})
-    {
-        m_scenario.link->answerInstead = [this](const QByteArray &frame) { return answer(frame); };
-        m_scenario.link->failWrite = [this](const QByteArray &) { return failNow(); };
-    }
-
-    bool reached() const { return m_struck; }
-
-    bool ends()
-    {
-        m_scenario.engine->slotConnect(QStringLiteral("ttyS2"));
-        if (m_step <= Step::WriteInfoGivenUp)
-            m_scenario.engine->setProductInfo({description, "AUX,1,0,2,1,65", "AUX,1,0,2,1,65"});
-        else if (m_step <= Step::VirtualVersionMalformed)
-            m_scenario.engine->getProductInfo();
-        else
-            m_scenario.engine->uploadByMergeFW(m_scenario.packagePath(), rows, 2);
-        return m_scenario.waitForEnd() && !canRead && currentCommandKey == 0;
-    }
-
-    bool nextUpgradeSucceeds()
-    {
-        m_struck = true;
-        m_scenario.link->answerInstead = nullptr;
-        m_scenario.link->failWrite = nullptr;
-        return m_scenario.run(rows, 2) && m_scenario.succeeded();
-    }
-
-    const QStringList &lines() const { return m_scenario.lines; }
-
-private:
-    static const QString description;
-    static const QStringList rows;
-
-    Step now() const { return Step(m_scenario.engine->currentStep()); }
-
-    /** A step before the one that is aimed at, on the way of its retries. */
-    bool isOnTheWay() const { return silenceLeads(now(), m_step); }
-
-    bool strikes()
-    {
-        if (m_struck || now() != m_step)
-            return false;
-        if (m_silences > 0)
-            return false;
-        return true;
-    }
-
-    bool failNow()
-    {
-        if (m_blow != Blow::SendFailure || !strikes())
-            return false;
-        m_struck = true;
-        m_scenario.link->unplug();
-        m_scenario.link->plugIn();
-        return true;
-    }
-
-    QList<QByteArray> answer(const QByteArray &frame)
-    {
-        const QByteArray usual = m_scenario.link->deviceAnswer(frame);
-        if (!m_struck && isOnTheWay())
-            return {};
-        if (!strikes()) {
-            if (!m_struck && now() == m_step) {
-                --m_silences;
-                return {};
-            }
-            return {usual};
-        }
-        m_struck = true;
-        const quint16 word = mcu::wordAt(frame, mcu::wordOffset);
-        switch (m_blow) {
-        case Blow::Refusal:
-            return {mcu::buildStatusFrame(mcu::replyStart, {}, word, 3)};
-        case Blow::ShortAnswer:
-            return {mcu::buildFrame(mcu::replyStart, {}, word)};
-        case Blow::Silence:
-            return {};
-        case Blow::Answer:
-        case Blow::SendFailure:
-            break;
-        }
-        return {usual};
-    }
-
-    Step m_step;
-    int m_silences;
-    Blow m_blow;
-    bool m_struck = false;
-    Scenario m_scenario;
-};
-
-const QString Walk::description = QStringLiteral(
-    R"({"chips": [{"chip_type": "2", "mcus": [{"mcu_type": "2",
-        "pcbs": [{"pcb_version": "1", "speciality": "A"}]}]}]})");
-const QStringList Walk::rows{"MAIN,0,0", "AUX,1,0"};
-
 } // namespace
 
-/** The step table as a whole: every pair of step and event is decided, and every wait ends. */
+/** The step table as a whole: every pair of step and event is decided. */
 class TestTable : public QObject
 {
     Q_OBJECT
@@ -207,8 +66,6 @@ private slots:
     void silenceGivesUp();
     void textsNameTheirRow();
     void retriesAreCounted();
-    void everyWaitEnds_data();
-    void everyWaitEnds();
     void countersAreFreshEverywhere_data();
     void countersAreFreshEverywhere();
 };
@@ -375,43 +232,6 @@ void TestTable::retriesAreCounted()
         if (isRetry)
             QVERIFY2(text.contains(QStringLiteral("retry %1.").arg(line.retry)), line.text);
     }
-}
-
-void TestTable::everyWaitEnds_data()
-{
-    QTest::addColumn<int>("step");
-    QTest::addColumn<int>("silences");
-    QTest::addColumn<int>("blow");
-    const QList<Step> steps = awaitingSteps();
-    for (const Step step : steps) {
-        const QList<int> attempts = attemptsOf(step);
-        for (const int count : attempts) {
-            for (const Blow blow : {Blow::Answer, Blow::Refusal, Blow::ShortAnswer, Blow::Silence,
-                                    Blow::SendFailure}) {
-                // The polls of a restart are sent by the first silence.
-                const bool polled = step == Step::MainMcuRestarts || step == Step::SystemRestarts;
-                if (polled && count == 0)
-                    continue;
-                QTest::newRow(qPrintable(QStringLiteral("%1, count %2, %3")
-                                             .arg(int(step))
-                                             .arg(count)
-                                             .arg(QLatin1String(blowName(blow)))))
-                    << int(step) << (polled ? count - 1 : count) << int(blow);
-            }
-        }
-    }
-}
-
-/** The engine itself, brought to each wait and struck there. */
-void TestTable::everyWaitEnds()
-{
-    QFETCH(int, step);
-    QFETCH(int, silences);
-    QFETCH(int, blow);
-    Walk walk(Step(step), silences, Blow(blow));
-    QVERIFY2(walk.ends(), qPrintable(walk.lines().join('\n')));
-    QVERIFY2(walk.reached(), qPrintable(walk.lines().join('\n')));
-    QVERIFY2(walk.nextUpgradeSucceeds(), qPrintable(walk.lines().join('\n')));
 }
 
 void TestTable::countersAreFreshEverywhere_data()

@@ -84,22 +84,11 @@ private slots:
     void cleanup();
     void enterReplies_data();
     void enterReplies();
-    void deadMcu();
-    void refusingMcu();
     void refusedOnceThenSilent();
-    void blockLostOrRefused_data();
-    void blockLostOrRefused();
-    void blockAlwaysLost_data();
-    void blockAlwaysLost();
-    void deviceResetsInMidImage_data();
-    void deviceResetsInMidImage();
     void shortImageEndsByTheGuard();
     void shortImageThenTheNext();
     void sizes_data();
     void sizes();
-    void progressOfARow_data();
-    void progressOfARow();
-    void erasingIsSaidOnce();
     void unknownUploaderWordsPass();
     void file();
     void fileThatCannotBeTaken_data();
@@ -149,39 +138,6 @@ void TestTransfer::enterReplies()
                                                    written));
 }
 
-/** Three times three Enter frames, and the next image follows. */
-void TestTransfer::deadMcu()
-{
-    Fixture fixture(700, 256);
-    fixture.addFault(QStringLiteral("silent:word=enter,type=1"));
-    QVERIFY(fixture.run({"A,1,0", "B,2,0"}, 5));
-    QVERIFY(fixture.succeeded());
-    const QStringList three{enter,         enterRetry(1), enter,
-                            enterRetry(2), enter,         "'A' Enter F/W Update Mode fail."};
-    QVERIFY(sameTranscript(fixture.transfer().mid(0, 23),
-                           three + QStringList{writeRetry(1)} + three + QStringList{writeRetry(2)} +
-                               three + QStringList{failedRow, givenUp} +
-                               QStringList{"Send 'Enter F/W Upgrade Mode' command to 'B'."}));
-    QCOMPARE(fixture.frames(),
-             QStringLiteral("7900 7900 7900 7900 7900 7900 7900 7900 7900 7900 7901:0"));
-    QCOMPARE(fixture.results(2), QString("21"));
-    // The item counts as finished: one of two.
-    QCOMPARE(fixture.progress.first(), 50.0);
-}
-
-void TestTransfer::refusingMcu()
-{
-    Fixture silent;
-    silent.addFault(QStringLiteral("silent:word=enter"));
-    QVERIFY(silent.run({"A,1,0"}, 5));
-    Fixture refusing;
-    refusing.addFault(QStringLiteral("refuse:word=enter"));
-    QVERIFY(refusing.run({"A,1,0"}, 5));
-    QVERIFY(sameTranscript(refusing.lines, silent.lines));
-    QCOMPARE(refusing.sentText(), silent.sentText());
-    QCOMPARE(refusing.count("7900"), 9);
-}
-
 /** The wait for the second answer is as long as that for the first, and does end. */
 void TestTransfer::refusedOnceThenSilent()
 {
@@ -193,84 +149,6 @@ void TestTransfer::refusedOnceThenSilent()
     QVERIFY(sameTranscript(fixture.transfer(),
                            QStringList{enter, enterRetry(1), enter, enterRetry(2), enter, entered} +
                                writing + written));
-}
-
-void TestTransfer::blockLostOrRefused_data()
-{
-    QTest::addColumn<QString>("fault");
-    QTest::addColumn<int>("block");
-    for (const char *kind : {"silent-block", "refuse-block", "lose-reply"}) {
-        for (const int block : {0, 1, 2})
-            QTest::newRow(qPrintable(QStringLiteral("%1 %2").arg(kind).arg(block)))
-                << QString::fromLatin1(kind) << block;
-    }
-}
-
-void TestTransfer::blockLostOrRefused()
-{
-    QFETCH(QString, fault);
-    QFETCH(int, block);
-    Fixture fixture;
-    fixture.addFault(QStringLiteral("%1:word=block,block=%2,count=twice").arg(fault).arg(block));
-    QVERIFY(fixture.run({"A,1,0"}, 5));
-    QVERIFY(fixture.succeeded());
-    const QStringList retries{"F/W update timeout, retry 1.", "F/W update timeout, retry 2."};
-    QVERIFY(sameTranscript(fixture.transfer(),
-                           QStringList{enter, entered} + writing + retries + written));
-    QStringList blocks{"7900"};
-    for (int number = 0; number < 3; ++number) {
-        for (int times = number == block ? 3 : 1; times > 0; --times)
-            blocks.append(QStringLiteral("7901:%1").arg(number));
-    }
-    QCOMPARE(fixture.frames(), blocks.join(' '));
-    QVERIFY(compareFlash(fixture.device.flash(1, 0), patternImage(700, 2)).equal);
-}
-
-void TestTransfer::blockAlwaysLost_data()
-{
-    blockLostOrRefused_data();
-}
-
-void TestTransfer::blockAlwaysLost()
-{
-    QFETCH(QString, fault);
-    QFETCH(int, block);
-    Fixture fixture;
-    fixture.addFault(QStringLiteral("%1:word=block,block=%2").arg(fault).arg(block));
-    QVERIFY(fixture.run({"A,1,0"}, 5));
-    QVERIFY(fixture.succeeded());
-    const QStringList once =
-        QStringList{enter, entered} + writing +
-        QStringList{"F/W update timeout, retry 1.", "F/W update timeout, retry 2."};
-    QVERIFY(sameTranscript(fixture.transfer(), once + QStringList{writeRetry(1)} + once +
-                                                   QStringList{writeRetry(2)} + once +
-                                                   QStringList{failedRow, givenUp}));
-    QCOMPARE(fixture.results(1), QString("2"));
-    QVERIFY(fixture.engine->timersIdle());
-}
-
-void TestTransfer::deviceResetsInMidImage_data()
-{
-    QTest::addColumn<int>("block");
-    for (const int block : {0, 1, 2})
-        QTest::newRow(qPrintable(QString::number(block))) << block;
-}
-
-/** The device has left update mode: the block is lost, then refused, and the image starts again. */
-void TestTransfer::deviceResetsInMidImage()
-{
-    QFETCH(int, block);
-    Fixture fixture;
-    fixture.addFault(QStringLiteral("die-at-block:block=%1,delay=1,count=once").arg(block));
-    QVERIFY(fixture.run({"A,1,0"}, 5));
-    QVERIFY(fixture.succeeded());
-    QVERIFY(sameTranscript(fixture.transfer(), QStringList{enter, entered} + writing +
-                                                   QStringList{"F/W update timeout, retry 1.",
-                                                               "F/W update timeout, retry 2.",
-                                                               writeRetry(1), enter, entered} +
-                                                   writing + written));
-    QVERIFY(compareFlash(fixture.device.flash(1, 0), patternImage(700, 2)).equal);
-    QCOMPARE(fixture.device.chip(1, 0)->flash.completedImages(), 1);
 }
 
 /** Such an image has no last block, so no answer ever reports that it is complete. */
@@ -324,54 +202,6 @@ void TestTransfer::sizes()
     QCOMPARE(fixture.device.violationCount(), 0);
     for (int i = 1; i < fixture.progress.size() - 1; ++i)
         QVERIFY(fixture.progress.at(i) >= fixture.progress.at(i - 1));
-}
-
-void TestTransfer::progressOfARow_data()
-{
-    QTest::addColumn<int>("rows");
-    QTest::addColumn<int>("row");
-    QTest::addColumn<double>("percent");
-    QTest::addColumn<QString>("overall");
-    QTest::newRow("third of four") << 4 << 2 << 50.0 << "62.5";
-    QTest::newRow("all of the last") << 4 << 3 << 100.0 << "";
-    QTest::newRow("all of the only") << 1 << 0 << 100.0 << "";
-    QTest::newRow("nothing of the first") << 3 << 0 << 0.0 << "0";
-    QTest::newRow("no rows") << 0 << 0 << 100.0 << "";
-    QTest::newRow("no rows, no percent") << 0 << 0 << 0.0 << "";
-    QTest::newRow("short image") << 10 << 0 << 255.0 << "25.5";
-}
-
-/** Rows without a comma are passed one by one, so the walk can be stopped at any of them. */
-void TestTransfer::progressOfARow()
-{
-    QFETCH(int, rows);
-    QFETCH(int, row);
-    QFETCH(double, percent);
-    QFETCH(QString, overall);
-    Fixture fixture;
-    QStringList list;
-    for (int i = 0; i < rows; ++i)
-        list.append(i < row ? QStringLiteral("X") : QStringLiteral("A,1,0,1,1,65"));
-    // The image's Enter frame is never answered; its row is the current one.
-    fixture.link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
-    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
-    fixture.engine->uploadByMergeFW(fixture.packagePath(), list, rows == 0 ? 7 : 1);
-    fixture.clear();
-    fixture.engine->slotProgressValueChanged(percent, 100.0);
-    QStringList said;
-    for (const double value : qAsConst(fixture.progress))
-        said.append(QString::number(value));
-    QCOMPARE(said.join(' '), overall);
-    QVERIFY(fixture.waitForEnd());
-}
-
-void TestTransfer::erasingIsSaidOnce()
-{
-    Fixture fixture;
-    for (const double percent : {0.0, 0.0, 10.0, 20.0, 0.0})
-        fixture.engine->slotProgressValueChanged(percent, 100.0);
-    QCOMPARE(fixture.lines,
-             QStringList({"Erasing...", "Erase success.\r\nWriting...", "Erasing..."}));
 }
 
 void TestTransfer::unknownUploaderWordsPass()
