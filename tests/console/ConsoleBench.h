@@ -41,6 +41,16 @@ public:
         return m_received;
     }
 
+    /** Sends a request and waits for its reply; the agent's messages go to this client then. */
+    bool becomeTarget()
+    {
+        const QByteArray heartbeat = "HEARTBEAT\r\n";
+        send(heartbeat);
+        const bool answered = waitFor([&] { return received() == heartbeat; });
+        forget();
+        return answered;
+    }
+
     void forget()
     {
         received();

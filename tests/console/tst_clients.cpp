@@ -40,43 +40,24 @@ class TestClients : public QObject
     Q_OBJECT
 
 private slots:
-    void splitLine();
     void splitCharacter();
     void zeroBytes();
-    void endlessLine();
     void addressWithoutPrefix();
     void lowDelay();
     void manyClients();
-    void neighboursLeaveTogether();
     void resets();
     void unreadRepliesOfOneClient();
-    void unreadRepliesTogether();
     void keepAlive();
     void clientThatVanishes();
     void halfClosedClient();
     void halfClosedClientThatReadsNothing();
     void halfClosedClientThatReadsSlowly();
-    void longLinesTogether();
-    void unfinishedLinesAskForNothing();
     void manyRepliesOfOneRead();
     void outOfDescriptors();
     void secondServerOnThePort();
     void destroyedWithClients();
     void restarts();
 };
-
-void TestClients::splitLine()
-{
-    ConsoleBench bench;
-    bench.start();
-    ConsoleTestClient client(bench.server->port());
-    client.send("HEART");
-    QVERIFY(bench.settle());
-    client.send("BEAT\r\n");
-    QTRY_COMPARE(client.received(), QByteArray("HEARTBEAT\r\n"));
-    client.send("VERSION\r\n");
-    QTRY_COMPARE(client.received(), "HEARTBEAT\r\n" + versionReply);
-}
 
 /** A character cut by a read becomes two marks and never harms the words around it. */
 void TestClients::splitCharacter()
@@ -108,26 +89,6 @@ void TestClients::zeroBytes()
     ConsoleTestClient client(bench.server->port());
     client.send(QByteArray("x\0y\r\nVERSION\r\n", 14));
     QTRY_COMPARE(client.received(), "UPGRADELOG||Unknow command.\r\n" + versionReply);
-}
-
-void TestClients::endlessLine()
-{
-    ConsoleBench bench;
-    bench.start();
-    ConsoleTestClient client(bench.server->port());
-    const QByteArray unknown = "UPGRADELOG||Unknow command.\r\n";
-    const QByteArray piece(64 * 1024, 'x');
-    for (int i = 0; i < 3 * 16; ++i) {
-        client.send(piece);
-        QCoreApplication::processEvents();
-    }
-    client.send("\rVERSION\r\n");
-    QTRY_VERIFY(client.received().endsWith(versionReply));
-    QByteArray rest = client.received();
-    rest.chop(versionReply.size());
-    const int drops = rest.count(unknown);
-    QCOMPARE(rest.size(), drops * unknown.size());
-    QVERIFY(drops >= 2 && drops <= 4);
 }
 
 void TestClients::addressWithoutPrefix()
@@ -170,29 +131,6 @@ void TestClients::manyClients()
         QTRY_COMPARE(client->received(), "HEARTBEAT\r\n" + versionReply);
     clients.clear();
     QTRY_COMPARE(clientsOf(bench), 0);
-}
-
-void TestClients::neighboursLeaveTogether()
-{
-    ConsoleBench bench;
-    bench.start();
-    ConsoleTestClient first(bench.server->port());
-    ConsoleTestClient second(bench.server->port());
-    ConsoleTestClient third(bench.server->port());
-    QTRY_COMPARE(clientsOf(bench), 3);
-    third.send("HEART");
-    first.send("half a li");
-    QVERIFY(bench.settle());
-    first.socket.close();
-    second.socket.close();
-    QTRY_VERIFY(clientsOf(bench) <= 2);
-    third.send("BEAT\r\n");
-    QTRY_COMPARE(third.received(), QByteArray("HEARTBEAT\r\n"));
-    third.socket.close();
-    QTRY_COMPARE(clientsOf(bench), 0);
-    ConsoleTestClient fourth(bench.server->port());
-    fourth.send("VERSION\r\n");
-    QTRY_COMPARE(fourth.received(), versionReply);
 }
 
 void TestClients::resets()
@@ -241,34 +179,6 @@ void TestClients::unreadRepliesOfOneClient()
         QCoreApplication::processEvents();
     }
     QVERIFY(lines < 1000);
-    steady.send("VERSION\r\n");
-    QTRY_COMPARE(steady.received(), versionReply);
-}
-
-/** The client that has the most unread goes, though none of them has too much by itself. */
-void TestClients::unreadRepliesTogether()
-{
-    ConsoleBench bench;
-    bench.platform.limits.unreadReplies = qint64(1024) * 1024 * 1024;
-    bench.platform.limits.allUnreadReplies = qint64(1024) * 1024;
-    bench.start();
-    ConsoleTestClient steady(bench.server->port());
-    std::vector<std::unique_ptr<ConsoleTestClient>> clients;
-    for (int i = 0; i < 4; ++i) {
-        clients.push_back(std::make_unique<ConsoleTestClient>(bench.server->port()));
-        clients.back()->socket.setReadBufferSize(1024);
-    }
-    QTRY_COMPARE(clientsOf(bench), 5);
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("a client does not read.*"));
-    const QString line(64 * 1024, 'x');
-    for (int round = 0; round < 300 && clientsOf(bench) == 5; ++round) {
-        for (const auto &client : clients) {
-            client->send("HEARTBEAT\r\n");
-            QCoreApplication::processEvents();
-            bench.report({line});
-        }
-    }
-    QCOMPARE(clientsOf(bench), 4);
     steady.send("VERSION\r\n");
     QTRY_COMPARE(steady.received(), versionReply);
 }
@@ -402,61 +312,6 @@ void TestClients::halfClosedClientThatReadsSlowly()
     QCOMPARE(got, all);
     QVERIFY(time.elapsed() > 1000);
     QTRY_COMPARE(fixture.bench.server->findChildren<QTcpSocket *>().size(), 0);
-}
-
-void TestClients::longLinesTogether()
-{
-    ConsoleBench bench;
-    bench.platform.limits.allConsoleLines = 100'000;
-    bench.start();
-    ConsoleTestClient shorter(bench.server->port());
-    ConsoleTestClient longer(bench.server->port());
-    shorter.send(QByteArray(40'000, 'x'));
-    longer.send(QByteArray(59'000, 'x'));
-    QVERIFY(bench.settle());
-    QCOMPARE(longer.received(), QByteArray());
-    shorter.send(QByteArray(2'000, 'x'));
-    QTRY_COMPARE(longer.received(), QByteArray("UPGRADELOG||Unknow command.\r\n"));
-    shorter.send("VERSION\r\n");
-    QTRY_COMPARE(shorter.received(), versionReply);
-    longer.forget();
-    longer.send("VERSION\r\n");
-    QTRY_COMPARE(longer.received(), versionReply);
-}
-
-/** A line that is given up is answered to its sender; what the agent reports goes on to the client
- *  that has asked for something. */
-void TestClients::unfinishedLinesAskForNothing()
-{
-    const QByteArray unknown = "UPGRADELOG||Unknow command.\r\n";
-    ConsoleBench bench;
-    bench.platform.limits.allConsoleLines = 100'000;
-    bench.platform.limits.consoleLine = 80'000;
-    bench.start();
-    ConsoleTestClient asking(bench.server->port());
-    ConsoleTestClient longest(bench.server->port());
-    ConsoleTestClient shorter(bench.server->port());
-    asking.send("VERSION\r\n");
-    QTRY_COMPARE(asking.received(), versionReply);
-    asking.forget();
-
-    longest.send(QByteArray(59'000, 'x'));
-    QTRY_COMPARE(clientsOf(bench), 3);
-    shorter.send(QByteArray(42'000, 'x')); // too much for all together: the longest goes
-    QTRY_COMPARE(longest.received(), unknown);
-    bench.report({"one"});
-    QTRY_COMPARE(asking.received(), QByteArray("UPGRADELOG||one\r\n"));
-
-    shorter.send(QByteArray(42'000, 'x')); // too much for one line
-    QTRY_COMPARE(shorter.received(), unknown);
-    bench.report({"two"});
-    QTRY_COMPARE(asking.received(), QByteArray("UPGRADELOG||one\r\nUPGRADELOG||two\r\n"));
-    QCOMPARE(longest.received(), unknown);
-
-    shorter.send("\rwhat\r\n"); // a whole line, if an unknown one
-    QTRY_COMPARE(shorter.received(), unknown + unknown);
-    bench.report({"three"});
-    QTRY_COMPARE(shorter.received(), unknown + unknown + "UPGRADELOG||three\r\n");
 }
 
 void TestClients::manyRepliesOfOneRead()

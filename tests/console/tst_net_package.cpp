@@ -66,8 +66,7 @@ void TestNetPackage::wholePackage()
     bench.platform.pauses.beforeModuleReboot = 1ms;
     bench.start();
     ConsoleTestClient client(bench.server->port());
-    client.send("HEARTBEAT\r\n");
-    QTRY_VERIFY(!client.received().isEmpty());
+    QVERIFY(client.becomeTarget());
     // Every value of a byte, line ends and the fragment's own key among them.
     QByteArray archive;
     for (int i = 0; i < 3000; ++i)
@@ -96,8 +95,7 @@ void TestNetPackage::wrongDigestThenAgain()
     bench.platform.pauses.beforeModuleReboot = 1ms;
     bench.start();
     ConsoleTestClient client(bench.server->port());
-    client.send("HEARTBEAT\r\n");
-    QTRY_VERIFY(!client.received().isEmpty());
+    QVERIFY(client.becomeTarget());
     bench.shell.digest = [](const QString &) { return QByteArray(32, '0'); };
     QVERIFY(sendPackage(client, QByteArray(500, 'a')));
     QTRY_COMPARE(client.received(), logLine("NET package checksum error."));
@@ -114,10 +112,9 @@ void TestNetPackage::needsARequestFirst()
     client.send(fragment(netframes::enter()));
     QVERIFY(bench.settle());
     QCOMPARE(client.received(), QByteArray());
-    client.send("HEARTBEAT\r\n");
-    QTRY_COMPARE(client.received(), QByteArray("HEARTBEAT\r\n"));
+    QVERIFY(client.becomeTarget());
     client.send(fragment(netframes::enter()));
-    QTRY_COMPARE(client.received(), "HEARTBEAT\r\n" + enterReply);
+    QTRY_COMPARE(client.received(), enterReply);
 }
 
 void TestNetPackage::fragmentsOfOneRead()
@@ -125,9 +122,7 @@ void TestNetPackage::fragmentsOfOneRead()
     ConsoleBench bench;
     bench.start();
     ConsoleTestClient client(bench.server->port());
-    client.send("HEARTBEAT\r\n");
-    QTRY_VERIFY(!client.received().isEmpty());
-    client.forget();
+    QVERIFY(client.becomeTarget());
     client.send(fragment(netframes::enter()) +
                 fragment(netframes::write(0, 0, QByteArray(256, 'a'))));
     QTRY_COMPARE(client.received(), enterReply + blockReply);
@@ -161,9 +156,7 @@ void TestNetPackage::rebootDone()
     ConsoleBench bench;
     bench.start();
     ConsoleTestClient client(bench.server->port());
-    client.send("HEARTBEAT\r\n");
-    QTRY_VERIFY(!client.received().isEmpty());
-    client.forget();
+    QVERIFY(client.becomeTarget());
     QSignalSpy pieces(bench.server.get(), &TCPServer::signalReceiveData);
     client.send(fragment("xxRebootDone" + netframes::enter()));
     QTRY_COMPARE(client.received(), blockReply + "UpgradeDatas||WriteIsUgradingFalse");
@@ -199,8 +192,7 @@ void TestNetPackage::busyWhileInstalling()
     bench.recordRequests();
     bench.start();
     ConsoleTestClient client(bench.server->port());
-    client.send("HEARTBEAT\r\n");
-    QTRY_VERIFY(!client.received().isEmpty());
+    QVERIFY(client.becomeTarget());
     QVERIFY(sendPackage(client, QByteArray(500, 'a')));
     QTRY_VERIFY(client.received().endsWith(logLine("NET package upgrade 30%.")));
 

@@ -45,10 +45,8 @@ struct Console
     std::unique_ptr<ConsoleTestClient> connectClient()
     {
         auto one = std::make_unique<ConsoleTestClient>(bench.server->port());
-        one->send(heartbeat);
-        if (!waitFor([&] { return one->received() == heartbeat; }))
+        if (!one->becomeTarget())
             qFatal("no answer");
-        one->forget();
         return one;
     }
 
