@@ -179,13 +179,11 @@ void TestClientTable::places()
 
 void TestClientTable::givesBack_data()
 {
-    QTest::addColumn<bool>("isSlow");
-    QTest::addColumn<int>("text");
-    QTest::addColumn<int>("givenBack");
-    QTest::newRow("an ordinary client") << false << 0 << 0;
-    QTest::newRow("a client with a short line") << false << 8'192 << 0;
-    QTest::newRow("a client with a long line") << false << 8'193 << 1;
-    QTest::newRow("a client that had unread replies") << true << 0 << 1;
+    const tests::DataTable<bool, int, int> rows("isSlow", "text", "givenBack");
+    rows("an ordinary client", false, 0, 0);
+    rows("a client with a short line", false, 8'192, 0);
+    rows("a client with a long line", false, 8'193, 1);
+    rows("a client that had unread replies", true, 0, 1);
 }
 
 void TestClientTable::givesBack()

@@ -164,13 +164,12 @@ void TestCommands::requests()
 
 void TestCommands::busyRequests_data()
 {
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QByteArray>("replied");
-    QTest::newRow("upgrade") << "UPGRADE||A,1,2" << busy;
-    QTest::newRow("upgrade of everything") << "UPGRADEALL" << QByteArray();
-    QTest::newRow("upgrade over the network") << "UPGRADEORVALE1G||1.2.3.4" << busy;
-    QTest::newRow("wrong address") << "UPGRADEORVALE1G||1.2.3" << unknown;
-    QTest::newRow("mode") << "UPGRADEMODE||2" << QByteArray("UPGRADELOG||Set UPGRADEMODE to 2\r\n");
+    const tests::DataTable<QString, QByteArray> rows("line", "replied");
+    rows("upgrade", "UPGRADE||A,1,2", busy);
+    rows("upgrade of everything", "UPGRADEALL", {});
+    rows("upgrade over the network", "UPGRADEORVALE1G||1.2.3.4", busy);
+    rows("wrong address", "UPGRADEORVALE1G||1.2.3", unknown);
+    rows("mode", "UPGRADEMODE||2", "UPGRADELOG||Set UPGRADEMODE to 2\r\n");
 }
 
 /** A run of the engine and the module's own install have the same effect. */

@@ -92,9 +92,9 @@ private slots:
 
 void TestNetPieces::install_data()
 {
-    QTest::addColumn<bool>("success");
-    QTest::newRow("good package") << true;
-    QTest::newRow("wrong digest") << false;
+    const tests::DataTable<bool> rows("success");
+    rows("good package", true);
+    rows("wrong digest", false);
 }
 
 /** The run is that of the client which has sent the last piece. */

@@ -138,17 +138,13 @@ void TestReader::targetOfReplies()
 
 void TestReader::fragments_data()
 {
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<QStringList>("fragments");
-    QTest::addColumn<int>("requests");
-    const auto row = [](const char *name, const QByteArray &bytes, const QStringList &fragments,
-                        int requests) { QTest::newRow(name) << bytes << fragments << requests; };
-    row("a piece", "UpgradeDatas||abc\r\n", {"1 abc"}, 0);
-    row("an empty piece", "UpgradeDatas||\r\n", {"1 "}, 0);
-    row("line ends in it", "UpgradeDatas||a\r\nVERSION\r\nb\r\n", {"1 a\r\nVERSION\r\nb"}, 0);
-    row("without an end", "UpgradeDatas||abc\r", {}, 1);
-    row("something before it", "xUpgradeDatas||abc\r\n", {}, 1);
-    row("another key", "UpgradeData||abc\r\n", {}, 1);
+    const tests::DataTable<QByteArray, QStringList, int> rows("bytes", "fragments", "requests");
+    rows("a piece", "UpgradeDatas||abc\r\n", {"1 abc"}, 0);
+    rows("an empty piece", "UpgradeDatas||\r\n", {"1 "}, 0);
+    rows("line ends in it", "UpgradeDatas||a\r\nVERSION\r\nb\r\n", {"1 a\r\nVERSION\r\nb"}, 0);
+    rows("without an end", "UpgradeDatas||abc\r", {}, 1);
+    rows("something before it", "xUpgradeDatas||abc\r\n", {}, 1);
+    rows("another key", "UpgradeData||abc\r\n", {}, 1);
 }
 
 void TestReader::fragments()

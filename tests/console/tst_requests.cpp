@@ -184,14 +184,12 @@ void TestRequests::addresses()
 
 void TestRequests::edidTexts_data()
 {
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<bool>("valid");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("one argument") << "PARSEEDID||00 FF " << true << "00 FF ";
-    QTest::newRow("empty") << "PARSEEDID||" << true << "";
-    QTest::newRow("none") << "PARSEEDID" << false << "";
-    QTest::newRow("two") << "PARSEEDID||00||FF" << false << "";
-    QTest::newRow("word last") << "00||PARSEEDID" << true << "PARSEEDID";
+    const tests::DataTable<QString, bool, QString> rows("line", "valid", "text");
+    rows("one argument", "PARSEEDID||00 FF ", true, "00 FF ");
+    rows("empty", "PARSEEDID||", true, "");
+    rows("none", "PARSEEDID", false, "");
+    rows("two", "PARSEEDID||00||FF", false, "");
+    rows("word last", "00||PARSEEDID", true, "PARSEEDID");
 }
 
 void TestRequests::edidTexts()

@@ -319,16 +319,12 @@ void TestServer::edidResult()
 
 void TestServer::engineMessages_data()
 {
-    QTest::addColumn<QStringList>("message");
-    QTest::addColumn<QByteArray>("received");
-    const auto row = [](const char *name, const QStringList &message, const QByteArray &received) {
-        QTest::newRow(name) << message << received;
-    };
-    row("success", {"APPSTATUS", "6"}, succeeded);
-    row("failure", {"APPSTATUS", "7"}, failed);
-    row("row result", {"UPGRADERESULT", "MAIN,0,1", "1"}, "");
-    row("log line", {"Read model name."}, "UPGRADELOG||Read model name.\r\n");
-    row("nothing", {}, "");
+    const tests::DataTable<QStringList, QByteArray> rows("message", "received");
+    rows("success", {"APPSTATUS", "6"}, succeeded);
+    rows("failure", {"APPSTATUS", "7"}, failed);
+    rows("row result", {"UPGRADERESULT", "MAIN,0,1", "1"}, "");
+    rows("log line", {"Read model name."}, "UPGRADELOG||Read model name.\r\n");
+    rows("nothing", {}, "");
 }
 
 void TestServer::engineMessages()

@@ -65,9 +65,9 @@ private slots:
 
 void TestBaseBlock::headerError_data()
 {
-    QTest::addColumn<int>("offset");
+    const tests::DataTable<int> rows("offset");
     for (int offset = 0; offset < 8; ++offset)
-        QTest::newRow(qPrintable(QString::number(offset))) << offset;
+        rows(qPrintable(QString::number(offset)), offset);
 }
 
 void TestBaseBlock::headerError()
@@ -83,21 +83,17 @@ void TestBaseBlock::headerError()
 
 void TestBaseBlock::statuses_data()
 {
-    QTest::addColumn<int>("extensions");
-    QTest::addColumn<bool>("bank0");
-    QTest::addColumn<bool>("bank1");
-    QTest::addColumn<QString>("status");
-    QTest::newRow("hdmi, both right") << 1 << true << true << "HDMI EDID\rcheck sum Ok !";
-    QTest::newRow("hdmi, bank 0 wrong")
-        << 1 << false << true << "HDMI EDID\rBank0 check sum error !\rBank1 check sum Ok !";
-    QTest::newRow("hdmi, bank 1 wrong")
-        << 1 << true << false << "HDMI EDID\rBank1 check sum error !";
-    QTest::newRow("hdmi, both wrong")
-        << 1 << false << false << "HDMI EDID\rBank0 check sum error !\rBank1 check sum error !";
-    QTest::newRow("more extensions") << 255 << true << true << "HDMI EDID\rcheck sum Ok !";
-    QTest::newRow("dvi, right") << 0 << true << true << "DVI EDID";
-    QTest::newRow("dvi, wrong") << 0 << false << true << "DVI EDID\rCheck sum error !";
-    QTest::newRow("dvi, bank 1 is not looked at") << 0 << true << false << "DVI EDID";
+    const tests::DataTable<int, bool, bool, QString> rows("extensions", "bank0", "bank1", "status");
+    rows("hdmi, both right", 1, true, true, "HDMI EDID\rcheck sum Ok !");
+    rows("hdmi, bank 0 wrong", 1, false, true,
+         "HDMI EDID\rBank0 check sum error !\rBank1 check sum Ok !");
+    rows("hdmi, bank 1 wrong", 1, true, false, "HDMI EDID\rBank1 check sum error !");
+    rows("hdmi, both wrong", 1, false, false,
+         "HDMI EDID\rBank0 check sum error !\rBank1 check sum error !");
+    rows("more extensions", 255, true, true, "HDMI EDID\rcheck sum Ok !");
+    rows("dvi, right", 0, true, true, "DVI EDID");
+    rows("dvi, wrong", 0, false, true, "DVI EDID\rCheck sum error !");
+    rows("dvi, bank 1 is not looked at", 0, true, false, "DVI EDID");
 }
 
 void TestBaseBlock::statuses()
@@ -121,13 +117,12 @@ void TestBaseBlock::statuses()
 
 void TestBaseBlock::manufacturers_data()
 {
-    QTest::addColumn<QByteArray>("code");
-    QTest::addColumn<QString>("letters");
-    QTest::newRow("DEL") << QByteArray("10ac") << "DEL";
-    QTest::newRow("the top bit does not count") << QByteArray("90ac") << "DEL";
-    QTest::newRow("zero is not a letter") << QByteArray("0000") << "@@@";
-    QTest::newRow("above Z") << QByteArray("7fff") << "___";
-    QTest::newRow("27 to 29") << QByteArray("6f9d") << "[\\]";
+    const tests::DataTable<QByteArray, QString> rows("code", "letters");
+    rows("DEL", "10ac", "DEL");
+    rows("the top bit does not count", "90ac", "DEL");
+    rows("zero is not a letter", "0000", "@@@");
+    rows("above Z", "7fff", "___");
+    rows("27 to 29", "6f9d", "[\\]");
 }
 
 void TestBaseBlock::manufacturers()
@@ -141,21 +136,20 @@ void TestBaseBlock::manufacturers()
 
 void TestBaseBlock::productNames_data()
 {
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<QString>("shown");
-    QTest::newRow("line feed") << QByteArray("HX-8\n        ") << "HX-8";
-    QTest::newRow("blanks before the line feed") << QByteArray("HX-8  \n      ") << "HX-8";
-    QTest::newRow("blanks to the end") << QByteArray("HX-8         ") << "HX-8";
-    QTest::newRow("blanks before the name") << QByteArray("   HX-8\n     ") << "HX-8";
-    QTest::newRow("blanks inside stay") << QByteArray(" HX  8 \n     ") << "HX  8";
-    QTest::newRow("only blanks are trimmed") << QByteArray("\tHX-8\r\n      ") << "\tHX-8\r";
-    QTest::newRow("nul") << QByteArray("HX-8\0abcdefgh", 13) << "HX-8";
-    QTest::newRow("all thirteen") << QByteArray("ABCDEFGHIJKLM") << "ABCDEFGHIJKLM";
-    QTest::newRow("not the byte after them") << QByteArray("ABCDEFGHIJKLMN") << "ABCDEFGHIJKLM";
-    QTest::newRow("blanks alone") << QByteArray("             ") << "";
-    QTest::newRow("empty") << QByteArray("\n            ") << "";
-    QTest::newRow("Latin-1") << QByteArray("\xc4rger\xff\n     ") << QString::fromUtf8("Ärgerÿ");
-    QTest::newRow("a comma and a per cent sign") << QByteArray("A,%1\n        ") << "A,%1";
+    const tests::DataTable<QByteArray, QString> rows("text", "shown");
+    rows("line feed", "HX-8\n        ", "HX-8");
+    rows("blanks before the line feed", "HX-8  \n      ", "HX-8");
+    rows("blanks to the end", "HX-8         ", "HX-8");
+    rows("blanks before the name", "   HX-8\n     ", "HX-8");
+    rows("blanks inside stay", " HX  8 \n     ", "HX  8");
+    rows("only blanks are trimmed", "\tHX-8\r\n      ", "\tHX-8\r");
+    rows("nul", QByteArray("HX-8\0abcdefgh", 13), "HX-8");
+    rows("all thirteen", "ABCDEFGHIJKLM", "ABCDEFGHIJKLM");
+    rows("not the byte after them", "ABCDEFGHIJKLMN", "ABCDEFGHIJKLM");
+    rows("blanks alone", "             ", "");
+    rows("empty", "\n            ", "");
+    rows("Latin-1", QByteArray("\xc4rger\xff\n     "), QString::fromUtf8("Ärgerÿ"));
+    rows("a comma and a per cent sign", "A,%1\n        ", "A,%1");
 }
 
 void TestBaseBlock::productNames()
@@ -190,22 +184,20 @@ void TestBaseBlock::productNameIsTheFirst()
 
 void TestBaseBlock::preferredTimings_data()
 {
-    QTest::addColumn<QByteArray>("descriptor");
-    QTest::addColumn<QString>("timing");
-    QTest::newRow("progressive") << fullHdTiming() << "1920x1080@60Hz,";
-    QTest::newRow("interlaced, 540 lines") << interlacedTiming() << "1920x1080i@60Hz,";
-    QTest::newRow("empty") << QByteArray() << "0x0@0Hz,";
-    QTest::newRow("no timing") << name("ABCDEFGHIJKLM") << "0x1089@0Hz,";
-    QTest::newRow("no width in all") << QByteArray("023a000000382d40") << "0x1080@0Hz,";
-    QTest::newRow("no lines in all") << QByteArray("023a801871000000") << "1920x0@0Hz,";
+    const tests::DataTable<QByteArray, QString> rows("descriptor", "timing");
+    rows("progressive", fullHdTiming(), "1920x1080@60Hz,");
+    rows("interlaced, 540 lines", interlacedTiming(), "1920x1080i@60Hz,");
+    rows("empty", {}, "0x0@0Hz,");
+    rows("no timing", name("ABCDEFGHIJKLM"), "0x1089@0Hz,");
+    rows("no width in all", "023a000000382d40", "0x1080@0Hz,");
+    rows("no lines in all", "023a801871000000", "1920x0@0Hz,");
     // 65535 x 10 kHz over one pixel.
-    QTest::newRow("largest rate") << QByteArray("ffff010000010000") << "1x1@655350016Hz,";
-    QTest::newRow("largest size") << QByteArray("fffffffffffffffffffffffffffffffffffe")
-                                  << "4095x8190i@10Hz,";
+    rows("largest rate", "ffff010000010000", "1x1@655350016Hz,");
+    rows("largest size", "fffffffffffffffffffffffffffffffffffe", "4095x8190i@10Hz,");
     // 1200 kHz over 200 x 100 is 60, over 200 x 99 is 60.6, over 200 x 101 is 59.4.
-    QTest::newRow("60.0") << QByteArray("78006464003232000000") << "100x50@60Hz,";
-    QTest::newRow("60.6") << QByteArray("78006464003231000000") << "100x50@61Hz,";
-    QTest::newRow("59.4") << QByteArray("78006464003233000000") << "100x50@59Hz,";
+    rows("60.0", "78006464003232000000", "100x50@60Hz,");
+    rows("60.6", "78006464003231000000", "100x50@61Hz,");
+    rows("59.4", "78006464003233000000", "100x50@59Hz,");
 }
 
 void TestBaseBlock::preferredTimings()
@@ -227,12 +219,11 @@ void TestBaseBlock::otherTimingsAreLines()
 
 void TestBaseBlock::clockNeedsBothBytes_data()
 {
-    QTest::addColumn<QByteArray>("clock");
-    QTest::addColumn<bool>("isTiming");
-    QTest::newRow("both") << QByteArray("0101") << true;
-    QTest::newRow("low byte zero") << QByteArray("0074") << false;
-    QTest::newRow("high byte zero") << QByteArray("ff00") << false;
-    QTest::newRow("none") << QByteArray("0000") << false;
+    const tests::DataTable<QByteArray, bool> rows("clock", "isTiming");
+    rows("both", "0101", true);
+    rows("low byte zero", "0074", false);
+    rows("high byte zero", "ff00", false);
+    rows("none", "0000", false);
 }
 
 void TestBaseBlock::clockNeedsBothBytes()
@@ -247,29 +238,17 @@ void TestBaseBlock::clockNeedsBothBytes()
 
 void TestBaseBlock::inputs_data()
 {
-    QTest::addColumn<QByteArray>("input");
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<QString>("depth");
-    QTest::newRow("analog") << QByteArray("00") << "Analog"
-                            << "";
-    QTest::newRow("analog has no depth") << QByteArray("7f") << "Analog"
-                                         << "";
-    QTest::newRow("undefined") << QByteArray("8f") << "Digtal"
-                               << "";
-    QTest::newRow("6") << QByteArray("90") << "Digtal"
-                       << "6Bit";
-    QTest::newRow("8") << QByteArray("a0") << "Digtal"
-                       << "8Bit";
-    QTest::newRow("10") << QByteArray("b5") << "Digtal"
-                        << "10Bit";
-    QTest::newRow("12") << QByteArray("c0") << "Digtal"
-                        << "12Bit";
-    QTest::newRow("14") << QByteArray("d0") << "Digtal"
-                        << "14Bit";
-    QTest::newRow("16") << QByteArray("e0") << "Digtal"
-                        << "16Bit";
-    QTest::newRow("reserved") << QByteArray("f0") << "Digtal"
-                              << "Reserved";
+    const tests::DataTable<QByteArray, QString, QString> rows("input", "kind", "depth");
+    rows("analog", "00", "Analog", "");
+    rows("analog has no depth", "7f", "Analog", "");
+    rows("undefined", "8f", "Digtal", "");
+    rows("6", "90", "Digtal", "6Bit");
+    rows("8", "a0", "Digtal", "8Bit");
+    rows("10", "b5", "Digtal", "10Bit");
+    rows("12", "c0", "Digtal", "12Bit");
+    rows("14", "d0", "Digtal", "14Bit");
+    rows("16", "e0", "Digtal", "16Bit");
+    rows("reserved", "f0", "Digtal", "Reserved");
 }
 
 void TestBaseBlock::inputs()

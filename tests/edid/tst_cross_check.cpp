@@ -95,9 +95,9 @@ private slots:
 
 void TestCrossCheck::agreesWithEdidDecode_data()
 {
-    QTest::addColumn<QString>("name");
+    const tests::DataTable<QString> rows("name");
     for (const QString &name : realDumpNames())
-        QTest::newRow(qPrintable(name)) << name;
+        rows(qPrintable(name), name);
 }
 
 void TestCrossCheck::agreesWithEdidDecode()
@@ -124,11 +124,11 @@ void TestCrossCheck::everyDifferenceIsReal()
 
 void TestCrossCheck::namesAreTrimmed_data()
 {
-    QTest::addColumn<QByteArray>("stored");
-    QTest::newRow("after the name") << QByteArray("HX-8 Pro     ");
-    QTest::newRow("before the line feed") << QByteArray("HX-8 Pro  \n  ");
-    QTest::newRow("before the name") << QByteArray("  HX-8 Pro\n  ");
-    QTest::newRow("at both ends") << QByteArray(" HX-8 Pro \n  ");
+    const tests::DataTable<QByteArray> rows("stored");
+    rows("after the name", "HX-8 Pro     ");
+    rows("before the line feed", "HX-8 Pro  \n  ");
+    rows("before the name", "  HX-8 Pro\n  ");
+    rows("at both ends", " HX-8 Pro \n  ");
 }
 
 /** edid-decode shows the name as it is stored; the report has it without the blanks around it. */

@@ -130,16 +130,14 @@ void TestExtension::timings()
 
 void TestExtension::timingSlots_data()
 {
-    QTest::addColumn<int>("d");
-    QTest::addColumn<int>("offset");
-    QTest::addColumn<int>("count");
-    QTest::newRow("d 0") << 0 << 4 << 0;
-    QTest::newRow("d 3") << 3 << 3 << 0;
-    QTest::newRow("d 4") << 4 << 4 << 1;
-    QTest::newRow("second slot") << 5 << 23 << 1;
-    QTest::newRow("ends right before the checksum") << 109 << 109 << 1;
-    QTest::newRow("would take in the checksum") << 110 << 110 << 0;
-    QTest::newRow("d 255") << 255 << 109 << 0;
+    const tests::DataTable<int, int, int> rows("d", "offset", "count");
+    rows("d 0", 0, 4, 0);
+    rows("d 3", 3, 3, 0);
+    rows("d 4", 4, 4, 1);
+    rows("second slot", 5, 23, 1);
+    rows("ends right before the checksum", 109, 109, 1);
+    rows("would take in the checksum", 110, 110, 0);
+    rows("d 255", 255, 109, 0);
 }
 
 void TestExtension::timingSlots()
@@ -173,20 +171,19 @@ void TestExtension::timingClockMayHaveAZeroByte()
 
 void TestExtension::shortVideoCodes_data()
 {
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("0") << 0 << "";
-    QTest::newRow("1") << 1 << "640x480p@60Hz  4:3";
-    QTest::newRow("16") << 16 << "1920x1080p@60Hz  16:9";
-    QTest::newRow("127") << 127 << "5120x2160p@100Hz  64:27";
-    QTest::newRow("128") << 128 << "";
-    QTest::newRow("129") << 129 << "640x480p@60Hz  4:3 Native";
-    QTest::newRow("144") << 144 << "1920x1080p@60Hz  16:9 Native";
-    QTest::newRow("192") << 192 << "1920x1080p@100Hz  16:9 Native";
-    QTest::newRow("193") << 193 << "5120x2160p@120Hz  64:27";
-    QTest::newRow("219") << 219 << "4096x2160p@120Hz  256:135";
-    QTest::newRow("220") << 220 << "";
-    QTest::newRow("255") << 255 << "";
+    const tests::DataTable<int, QString> rows("code", "text");
+    rows("0", 0, "");
+    rows("1", 1, "640x480p@60Hz  4:3");
+    rows("16", 16, "1920x1080p@60Hz  16:9");
+    rows("127", 127, "5120x2160p@100Hz  64:27");
+    rows("128", 128, "");
+    rows("129", 129, "640x480p@60Hz  4:3 Native");
+    rows("144", 144, "1920x1080p@60Hz  16:9 Native");
+    rows("192", 192, "1920x1080p@100Hz  16:9 Native");
+    rows("193", 193, "5120x2160p@120Hz  64:27");
+    rows("219", 219, "4096x2160p@120Hz  256:135");
+    rows("220", 220, "");
+    rows("255", 255, "");
 }
 
 void TestExtension::shortVideoCodes()
@@ -294,15 +291,13 @@ void TestExtension::firstAudioBlock()
 
 void TestExtension::support_data()
 {
-    QTest::addColumn<QByteArray>("byte");
-    QTest::addColumn<QStringList>("lines");
+    const tests::DataTable<QByteArray, QStringList> rows("byte", "lines");
     const QString device = "Extension Device Support:\r\n";
-    QTest::newRow("nothing") << QByteArray("8f") << QStringList();
-    QTest::newRow("4:2:2 has no line") << QByteArray("10") << QStringList{device};
-    QTest::newRow("4:4:4") << QByteArray("20") << QStringList{device, "YCbCr4:4:4\r\n"};
-    QTest::newRow("audio") << QByteArray("40") << QStringList{device, "Base Audio\r\n"};
-    QTest::newRow("all") << QByteArray("70")
-                         << QStringList{device, "Base Audio\r\n", "YCbCr4:4:4\r\n"};
+    rows("nothing", "8f", {});
+    rows("4:2:2 has no line", "10", QStringList{device});
+    rows("4:4:4", "20", QStringList{device, "YCbCr4:4:4\r\n"});
+    rows("audio", "40", QStringList{device, "Base Audio\r\n"});
+    rows("all", "70", QStringList{device, "Base Audio\r\n", "YCbCr4:4:4\r\n"});
 }
 
 void TestExtension::support()
@@ -323,12 +318,11 @@ void TestExtension::nativeCount()
 
 void TestExtension::dataBlocksEnd_data()
 {
-    QTest::addColumn<int>("d");
-    QTest::addColumn<bool>("isRead");
+    const tests::DataTable<int, bool> rows("d", "isRead");
     for (const int d : {0, 1, 2, 3, 4})
-        QTest::newRow(qPrintable(QString("d %1").arg(d))) << d << false;
+        rows(qPrintable(QString("d %1").arg(d)), d, false);
     for (const int d : {16, 17, 127, 128, 255})
-        QTest::newRow(qPrintable(QString("d %1").arg(d))) << d << true;
+        rows(qPrintable(QString("d %1").arg(d)), d, true);
 }
 
 void TestExtension::dataBlocksEnd()
@@ -366,14 +360,13 @@ void TestExtension::blocksAreClipped()
 
 void TestExtension::hdmiIdentification_data()
 {
-    QTest::addColumn<QByteArray>("blocks");
-    QTest::addColumn<QString>("kind");
-    QTest::newRow("alone") << QByteArray("63030c00") << "HDMI";
-    QTest::newRow("after another vendor") << QByteArray("63d85dc463030c00") << "HDMI";
-    QTest::newRow("another vendor") << QByteArray("67d85dc401788003") << "DVI";
-    QTest::newRow("another tag") << QByteArray("83030c00") << "DVI";
-    QTest::newRow("too short for an identifier") << QByteArray("62030c00") << "DVI";
-    QTest::newRow("inside another block") << QByteArray("8463030c00") << "DVI";
+    const tests::DataTable<QByteArray, QString> rows("blocks", "kind");
+    rows("alone", "63030c00", "HDMI");
+    rows("after another vendor", "63d85dc463030c00", "HDMI");
+    rows("another vendor", "67d85dc401788003", "DVI");
+    rows("another tag", "83030c00", "DVI");
+    rows("too short for an identifier", "62030c00", "DVI");
+    rows("inside another block", "8463030c00", "DVI");
 }
 
 void TestExtension::hdmiIdentification()
@@ -389,46 +382,40 @@ void TestExtension::hdmiIdentification()
 
 void TestExtension::hdmiBlocks_data()
 {
-    QTest::addColumn<QByteArray>("blocks");
-    QTest::addColumn<QStringList>("lines");
+    const tests::DataTable<QByteArray, QStringList> rows("blocks", "lines");
     const QString yes = "support";
     const QString no = "not support";
     const QStringList all{"4Kx2K@30Hz\r\n", "4Kx2K@25Hz\r\n", "4Kx2K@24Hz\r\n",
                           "4Kx2K@24Hz(SMPTE)\r\n"};
-    QTest::newRow("bare") << QByteArray("63030c00") << hdmiLines({}, no, no, {});
-    QTest::newRow("sixth byte absent") << QByteArray("65030c001000") << hdmiLines({}, no, no, {});
-    QTest::newRow("30") << QByteArray("66030c00100010") << hdmiLines({"30Bit \r\n"}, no, no, {});
-    QTest::newRow("all depths") << QByteArray("66030c00100078")
-                                << hdmiLines({"48Bit 36Bit 30Bit \r\n"}, yes, no, {});
-    QTest::newRow("other bits") << QByteArray("66030c00100087") << hdmiLines({}, no, no, {});
-    QTest::newRow("no video details") << QByteArray("6d030c001000000000"
-                                                    "80800102"
-                                                    "03")
-                                      << hdmiLines({}, no, no, {});
-    QTest::newRow("3D, no VICs") << QByteArray("6a030c00100000002080"
-                                               "00")
-                                 << hdmiLines({}, no, yes, {});
-    QTest::newRow("3D bit is the last byte")
-        << QByteArray("69030c00100000002080") << hdmiLines({}, no, yes, {});
-    QTest::newRow("details absent")
-        << QByteArray("68030c001000000020") << hdmiLines({}, no, no, {});
-    QTest::newRow("four VICs") << QByteArray("6e030c001000000020008001020304")
-                               << hdmiLines({}, no, no, all);
-    QTest::newRow("order of the display")
-        << QByteArray("6e030c001000000020008004030201")
-        << hdmiLines({}, no, no, {all[3], all[2], all[1], all[0]});
-    QTest::newRow("other VICs") << QByteArray("6e030c0010000000200080000502ff")
-                                << hdmiLines({}, no, no, {all[1]});
-    QTest::newRow("fewer VICs than bytes")
-        << QByteArray("6e030c001000000020002001020304") << hdmiLines({}, no, no, {all[0]});
-    QTest::newRow("more VICs than bytes") << QByteArray("6c030c00100000002000e00102") + "410f"
-                                          << hdmiLines({}, no, no, {all[0], all[1]});
-    QTest::newRow("latencies skipped")
-        << QByteArray("6e030c0010000000a0ffff80200304") << hdmiLines({}, no, yes, {all[2]});
-    QTest::newRow("both latencies skipped") << QByteArray("70030c0010000000e0ffff000080400304")
-                                            << hdmiLines({}, no, yes, {all[2], all[3]});
-    QTest::newRow("interlaced latency alone")
-        << QByteArray("6e030c001000000060ffff80200304") << hdmiLines({}, no, yes, {all[2]});
+    rows("bare", "63030c00", hdmiLines({}, no, no, {}));
+    rows("sixth byte absent", "65030c001000", hdmiLines({}, no, no, {}));
+    rows("30", "66030c00100010", hdmiLines({"30Bit \r\n"}, no, no, {}));
+    rows("all depths", "66030c00100078", hdmiLines({"48Bit 36Bit 30Bit \r\n"}, yes, no, {}));
+    rows("other bits", "66030c00100087", hdmiLines({}, no, no, {}));
+    rows("no video details",
+         QByteArray("6d030c001000000000"
+                    "80800102"
+                    "03"),
+         hdmiLines({}, no, no, {}));
+    rows("3D, no VICs",
+         QByteArray("6a030c00100000002080"
+                    "00"),
+         hdmiLines({}, no, yes, {}));
+    rows("3D bit is the last byte", "69030c00100000002080", hdmiLines({}, no, yes, {}));
+    rows("details absent", "68030c001000000020", hdmiLines({}, no, no, {}));
+    rows("four VICs", "6e030c001000000020008001020304", hdmiLines({}, no, no, all));
+    rows("order of the display", "6e030c001000000020008004030201",
+         hdmiLines({}, no, no, {all[3], all[2], all[1], all[0]}));
+    rows("other VICs", "6e030c0010000000200080000502ff", hdmiLines({}, no, no, {all[1]}));
+    rows("fewer VICs than bytes", "6e030c001000000020002001020304",
+         hdmiLines({}, no, no, {all[0]}));
+    rows("more VICs than bytes", QByteArray("6c030c00100000002000e00102") + "410f",
+         hdmiLines({}, no, no, {all[0], all[1]}));
+    rows("latencies skipped", "6e030c0010000000a0ffff80200304", hdmiLines({}, no, yes, {all[2]}));
+    rows("both latencies skipped", "70030c0010000000e0ffff000080400304",
+         hdmiLines({}, no, yes, {all[2], all[3]}));
+    rows("interlaced latency alone", "6e030c001000000060ffff80200304",
+         hdmiLines({}, no, yes, {all[2]}));
 }
 
 void TestExtension::hdmiBlocks()
@@ -451,25 +438,23 @@ void TestExtension::firstHdmiBlock()
 
 void TestExtension::y420_data()
 {
-    QTest::addColumn<QByteArray>("blocks");
-    QTest::addColumn<QStringList>("lines");
+    const tests::DataTable<QByteArray, QStringList> rows("blocks", "lines");
     const QString video = "\r\nY420VDB Descripter :\r\n";
     const QString map = "\r\nY420CMDB Descripter :\r\n";
     const QString all = "All SVDs do support YUV420\r\n";
     const QString uhd60 = "3840x2160p@60Hz  16:9\r\n";
     const QString uhd50 = "3840x2160p@50Hz  16:9\r\n";
 
-    QTest::newRow("video") << QByteArray("e30e6160") << QStringList{video, uhd60, uhd50};
-    QTest::newRow("video without codes") << QByteArray("e10e") << QStringList{video};
-    QTest::newRow("video codes as in the short list")
-        << QByteArray("e70e0080dcff90db")
-        << QStringList{video, "1920x1080p@60Hz  16:9 Native\r\n", "4096x2160p@120Hz  256:135\r\n"};
-    QTest::newRow("map without a bitmap") << QByteArray("e10f") << QStringList{map, all};
-    QTest::newRow("map without a video block") << QByteArray("e20fff") << QStringList{map};
-    QTest::newRow("two of each") << QByteArray("e20e61e10fe20e60e10f")
-                                 << QStringList{video, uhd60, map, all, video, uhd50, map, all};
-    QTest::newRow("length 0") << QByteArray("e00f0000") << QStringList();
-    QTest::newRow("other extended tags") << QByteArray("e20d61e30561e0") << QStringList();
+    rows("video", "e30e6160", QStringList{video, uhd60, uhd50});
+    rows("video without codes", "e10e", QStringList{video});
+    rows("video codes as in the short list", "e70e0080dcff90db",
+         QStringList{video, "1920x1080p@60Hz  16:9 Native\r\n", "4096x2160p@120Hz  256:135\r\n"});
+    rows("map without a bitmap", "e10f", QStringList{map, all});
+    rows("map without a video block", "e20fff", QStringList{map});
+    rows("two of each", "e20e61e10fe20e60e10f",
+         QStringList{video, uhd60, map, all, video, uhd50, map, all});
+    rows("length 0", "e00f0000", {});
+    rows("other extended tags", "e20d61e30561e0", {});
 }
 
 void TestExtension::y420()
@@ -505,13 +490,12 @@ void TestExtension::y420MapCountsOverAllVideoBlocks()
 
 void TestExtension::hdr_data()
 {
-    QTest::addColumn<QByteArray>("blocks");
-    QTest::addColumn<bool>("supported");
-    QTest::newRow("static metadata") << QByteArray("e3060d01") << true;
-    QTest::newRow("tag alone") << QByteArray("e106") << true;
-    QTest::newRow("length 0") << QByteArray("e006") << false;
-    QTest::newRow("dynamic metadata") << QByteArray("e3070d01") << false;
-    QTest::newRow("other tag") << QByteArray("c3060d01") << false;
+    const tests::DataTable<QByteArray, bool> rows("blocks", "supported");
+    rows("static metadata", "e3060d01", true);
+    rows("tag alone", "e106", true);
+    rows("length 0", "e006", false);
+    rows("dynamic metadata", "e3070d01", false);
+    rows("other tag", "c3060d01", false);
 }
 
 void TestExtension::hdr()

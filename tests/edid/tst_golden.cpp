@@ -46,9 +46,9 @@ private slots:
 
 void TestGolden::reports_data()
 {
-    QTest::addColumn<QString>("name");
+    const tests::DataTable<QString> rows("name");
     for (const QString &name : realDumpNames())
-        QTest::newRow(qPrintable(name)) << name;
+        rows(qPrintable(name), name);
 }
 
 void TestGolden::reports()

@@ -94,22 +94,22 @@ private slots:
 
 void TestReportTool::readsEveryForm_data()
 {
-    QTest::addColumn<QByteArray>("content");
+    const tests::DataTable<QByteArray> rows("content");
     const QByteArray dump = realDump(television);
     const QByteArray hex = dump.toHex();
     QByteArray lines;
     for (int i = 0; i < 256; i += 16)
         lines += "\t" + dump.mid(i, 16).toHex() + "\n";
-    QTest::newRow("binary") << dump;
-    QTest::newRow("binary, more blocks") << dump + QByteArray(128, 'x');
-    QTest::newRow("binary, more than whole blocks") << dump + "x";
-    QTest::newRow("one word") << hex;
-    QTest::newRow("fields") << dump.toHex(' ');
-    QTest::newRow("upper case and line ends") << dump.toHex(' ').toUpper() + "\r\n";
-    QTest::newRow("indented lines") << lines;
-    QTest::newRow("C array") << "0x" + dump.toHex(' ').replace(" ", ", 0x") + ",\n";
-    QTest::newRow("one digit") << dump.toHex(' ').replace("00 ", "0 ");
-    QTest::newRow("more blocks") << hex + QByteArray(256, '0');
+    rows("binary", dump);
+    rows("binary, more blocks", dump + QByteArray(128, 'x'));
+    rows("binary, more than whole blocks", dump + "x");
+    rows("one word", hex);
+    rows("fields", dump.toHex(' '));
+    rows("upper case and line ends", dump.toHex(' ').toUpper() + "\r\n");
+    rows("indented lines", lines);
+    rows("C array", "0x" + dump.toHex(' ').replace(" ", ", 0x") + ",\n");
+    rows("one digit", dump.toHex(' ').replace("00 ", "0 "));
+    rows("more blocks", hex + QByteArray(256, '0'));
 }
 
 void TestReportTool::readsEveryForm()
@@ -123,23 +123,20 @@ void TestReportTool::readsEveryForm()
 
 void TestReportTool::refuses_data()
 {
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<QString>("error");
+    const tests::DataTable<QByteArray, QString> rows("content", "error");
     const QByteArray dump = realDump(television);
-    QTest::newRow("nothing") << QByteArray() << "it is empty";
-    QTest::newRow("blanks") << QByteArray(" \r\n") << "it is empty";
-    QTest::newRow("a block less one") << dump.left(127) << "127 bytes are less than a block of 128";
-    QTest::newRow("two blocks less one")
-        << dump.left(255) << "255 bytes end inside its second block";
-    QTest::newRow("header") << "x" + dump.mid(1) << noHeader;
-    QTest::newRow("zeros") << QByteArray(256, '\0') << noHeader;
-    QTest::newRow("zeros as text") << QByteArray(512, '0') << noHeader;
-    QTest::newRow("prose") << QByteArray("Dear display, what are you?")
-                           << "\"Dear\" is not a hexadecimal byte";
-    QTest::newRow("a digit lost") << dump.toHex().chopped(1)
-                                  << "\"00ffffffffffff00593a\" is not a hexadecimal byte";
-    QTest::newRow("prefix alone") << QByteArray("00 0x") << "\"0x\" is not a hexadecimal byte";
-    QTest::newRow("short text") << QByteArray("00 ff ff") << "3 bytes are less than a block of 128";
+    rows("nothing", {}, "it is empty");
+    rows("blanks", " \r\n", "it is empty");
+    rows("a block less one", dump.left(127), "127 bytes are less than a block of 128");
+    rows("two blocks less one", dump.left(255), "255 bytes end inside its second block");
+    rows("header", "x" + dump.mid(1), noHeader);
+    rows("zeros", QByteArray(256, '\0'), noHeader);
+    rows("zeros as text", QByteArray(512, '0'), noHeader);
+    rows("prose", "Dear display, what are you?", "\"Dear\" is not a hexadecimal byte");
+    rows("a digit lost", dump.toHex().chopped(1),
+         "\"00ffffffffffff00593a\" is not a hexadecimal byte");
+    rows("prefix alone", "00 0x", "\"0x\" is not a hexadecimal byte");
+    rows("short text", "00 ff ff", "3 bytes are less than a block of 128");
 }
 
 void TestReportTool::refuses()
@@ -255,28 +252,24 @@ void TestReportTool::json()
 
 void TestReportTool::failures_data()
 {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QString>("errors");
+    const tests::DataTable<QStringList, int, QString> rows("arguments", "exitCode", "errors");
     const auto wrong = [](const QString &detail) {
         return "edid-report: error: the command line is wrong: " + detail +
                "\n  See 'edid-report --help'.\n";
     };
     const QString notAnEdid = "edid-report: error: the file is not an EDID dump: %1\n"
                               "  Give a dump of 128 or 256 bytes, binary or as hexadecimal text.\n";
-    QTest::newRow("no file") << QStringList() << 2 << wrong("FILE is required");
-    QTest::newRow("two files") << QStringList{"a", "b"} << 2 << wrong("unexpected 'b'");
-    QTest::newRow("not there") << QStringList{"/nowhere/dump"} << 1
-                               << "edid-report: error: the file cannot be read: /nowhere/dump: "
-                                  "No such file or directory\n"
-                                  "  Check its name, its rights and its content.\n";
-    QTest::newRow("no EDID") << QStringList{dataPath("INDEX.md")} << 1
-                             << notAnEdid.arg(dataPath("INDEX.md") +
-                                              ": \"#\" is not a hexadecimal byte");
-    QTest::newRow("empty input") << QStringList{"-"} << 1
-                                 << notAnEdid.arg("standard input: it is empty");
-    QTest::newRow("option") << QStringList{"--jsn", "-"} << 2
-                            << wrong("unknown option '--jsn'; did you mean '--json'?");
+    rows("no file", {}, 2, wrong("FILE is required"));
+    rows("two files", QStringList{"a", "b"}, 2, wrong("unexpected 'b'"));
+    rows("not there", QStringList{"/nowhere/dump"}, 1,
+         "edid-report: error: the file cannot be read: /nowhere/dump: "
+         "No such file or directory\n"
+         "  Check its name, its rights and its content.\n");
+    rows("no EDID", QStringList{dataPath("INDEX.md")}, 1,
+         notAnEdid.arg(dataPath("INDEX.md") + ": \"#\" is not a hexadecimal byte"));
+    rows("empty input", QStringList{"-"}, 1, notAnEdid.arg("standard input: it is empty"));
+    rows("option", QStringList{"--jsn", "-"}, 2,
+         wrong("unknown option '--jsn'; did you mean '--json'?"));
 }
 
 void TestReportTool::failures()

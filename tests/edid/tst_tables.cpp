@@ -61,24 +61,23 @@ void TestTables::videoFormatsAgreeWithEdidDecode()
 
 void TestTables::rowsThatDeviceUsersKnow_data()
 {
-    QTest::addColumn<int>("vic");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("1") << 1 << "640x480p@60Hz  4:3";
-    QTest::newRow("6") << 6 << "720(1440)x480i@60Hz  4:3";
-    QTest::newRow("8") << 8 << "720(1440)x240p@60Hz  4:3";
-    QTest::newRow("10") << 10 << "2880x480i@60Hz  4:3";
-    QTest::newRow("14") << 14 << "1440x480p@60Hz  4:3";
-    QTest::newRow("16") << 16 << "1920x1080p@60Hz  16:9";
-    QTest::newRow("39") << 39 << "1920x1080i(1250 total)@50Hz  16:9";
-    QTest::newRow("47") << 47 << "1280x720@120Hz  16:9";
-    QTest::newRow("54") << 54 << "720(1440)x576i@200Hz  4:3";
-    QTest::newRow("55") << 55 << "720(1440)x576i@200Hz  16:3";
-    QTest::newRow("97") << 97 << "3840x2160p@60Hz  16:9";
-    QTest::newRow("102") << 102 << "4096x2160p@60Hz  256:135";
-    QTest::newRow("128") << 128 << "";
-    QTest::newRow("192") << 192 << "";
-    QTest::newRow("209") << 209 << "7680x4320p@120Hz  64:27";
-    QTest::newRow("219") << 219 << "4096x2160p@120Hz  256:135";
+    const tests::DataTable<int, QString> rows("vic", "text");
+    rows("1", 1, "640x480p@60Hz  4:3");
+    rows("6", 6, "720(1440)x480i@60Hz  4:3");
+    rows("8", 8, "720(1440)x240p@60Hz  4:3");
+    rows("10", 10, "2880x480i@60Hz  4:3");
+    rows("14", 14, "1440x480p@60Hz  4:3");
+    rows("16", 16, "1920x1080p@60Hz  16:9");
+    rows("39", 39, "1920x1080i(1250 total)@50Hz  16:9");
+    rows("47", 47, "1280x720@120Hz  16:9");
+    rows("54", 54, "720(1440)x576i@200Hz  4:3");
+    rows("55", 55, "720(1440)x576i@200Hz  16:3");
+    rows("97", 97, "3840x2160p@60Hz  16:9");
+    rows("102", 102, "4096x2160p@60Hz  256:135");
+    rows("128", 128, "");
+    rows("192", 192, "");
+    rows("209", 209, "7680x4320p@120Hz  64:27");
+    rows("219", 219, "4096x2160p@120Hz  256:135");
 }
 
 void TestTables::rowsThatDeviceUsersKnow()

@@ -158,18 +158,12 @@ void TestBuilding::mergedPackageUpgrades()
 
 void TestBuilding::badRequests_data()
 {
-    QTest::addColumn<QString>("json");
-    QTest::addColumn<QString>("said");
-    QTest::newRow("no JSON") << "{"
-                             << "MF|Data struct error, merge fail!";
-    QTest::newRow("empty") << ""
-                           << "MF|Data struct error, merge fail!";
-    QTest::newRow("a list") << "[]"
-                            << "MF|Merge data struct error, merge 'NEW' fail!";
-    QTest::newRow("no chips") << "{}"
-                              << "MF|Merge data struct chips error, merge 'NEW' fail!";
-    QTest::newRow("chips no list") << R"({"chips": 1})"
-                                   << "MF|Merge data struct chips error, merge 'NEW' fail!";
+    const tests::DataTable<QString, QString> rows("json", "said");
+    rows("no JSON", "{", "MF|Data struct error, merge fail!");
+    rows("empty", "", "MF|Data struct error, merge fail!");
+    rows("a list", "[]", "MF|Merge data struct error, merge 'NEW' fail!");
+    rows("no chips", "{}", "MF|Merge data struct chips error, merge 'NEW' fail!");
+    rows("chips no list", R"({"chips": 1})", "MF|Merge data struct chips error, merge 'NEW' fail!");
 }
 
 void TestBuilding::badRequests()
@@ -196,12 +190,9 @@ void TestBuilding::missingVer3()
 
 void TestBuilding::badFiles_data()
 {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("said");
-    QTest::newRow("missing") << "none.bin"
-                             << "MF|Firmware file 'FILE' do not exist. Merge failed.";
-    QTest::newRow("a folder") << "."
-                              << "MF|Open file 'FILE' error. Merge failed.";
+    const tests::DataTable<QString, QString> rows("name", "said");
+    rows("missing", "none.bin", "MF|Firmware file 'FILE' do not exist. Merge failed.");
+    rows("a folder", ".", "MF|Open file 'FILE' error. Merge failed.");
 }
 
 void TestBuilding::badFiles()
@@ -283,9 +274,7 @@ void TestBuilding::mergesNetInPlace()
 
 void TestBuilding::refusesNet_data()
 {
-    QTest::addColumn<QByteArray>("package");
-    QTest::addColumn<QByteArray>("net");
-    QTest::addColumn<QStringList>("said");
+    const tests::DataTable<QByteArray, QByteArray, QStringList> rows("package", "net", "said");
     const QByteArray good = makePackage({testImage("MAIN", 0, {9, 0, 0})});
     const QByteArray net = netFile("archive");
     const auto json = [](const QByteArray &text) {
@@ -293,22 +282,19 @@ void TestBuilding::refusesNet_data()
         body.append(char(text.size())).append('\0');
         return withChecksum(body + text);
     };
-    QTest::newRow("no magic") << withChecksum("MTX" + good.mid(11)) << net
-                              << QStringList{"NMF|FWM file header error."};
-    QTest::newRow("version 7") << withVersion(good, 7) << net
-                               << QStringList{"NMF|Invalid firmware file, file head error."};
-    QTest::newRow("checksum wrong") << good + "x" << net << QStringList();
-    QTest::newRow("no JSON") << json("{") << net << QStringList{"NMF|Data struct error!"};
-    QTest::newRow("a list") << json("[]") << net
-                            << QStringList{"NMF|Document is not an object or array"};
-    QTest::newRow("no chips") << json("{}") << net << QStringList{"NMF|Data struct chips error!"};
-    QTest::newRow("record cut") << withChecksum(good.mid(8, good.size() - 9)) << net
-                                << QStringList{"NMF|Find NET firmware error"};
-    QTest::newRow("NET damaged") << good << net + "x" << QStringList();
-    QTest::newRow("no NET") << good << QByteArray()
-                            << QStringList{"NMF|Open Net firmware error, check fail."};
-    QTest::newRow("no package") << QByteArray() << net
-                                << QStringList{"NMF|Failed to open FWM file"};
+    rows("no magic", withChecksum("MTX" + good.mid(11)), net,
+         QStringList{"NMF|FWM file header error."});
+    rows("version 7", withVersion(good, 7), net,
+         QStringList{"NMF|Invalid firmware file, file head error."});
+    rows("checksum wrong", good + "x", net, {});
+    rows("no JSON", json("{"), net, QStringList{"NMF|Data struct error!"});
+    rows("a list", json("[]"), net, QStringList{"NMF|Document is not an object or array"});
+    rows("no chips", json("{}"), net, QStringList{"NMF|Data struct chips error!"});
+    rows("record cut", withChecksum(good.mid(8, good.size() - 9)), net,
+         QStringList{"NMF|Find NET firmware error"});
+    rows("NET damaged", good, net + "x", {});
+    rows("no NET", good, {}, QStringList{"NMF|Open Net firmware error, check fail."});
+    rows("no package", {}, net, QStringList{"NMF|Failed to open FWM file"});
 }
 
 void TestBuilding::refusesNet()

@@ -64,38 +64,35 @@ private slots:
 
 void TestChannel::resultOfAReply_data()
 {
-    QTest::addColumn<int>("word");
-    QTest::addColumn<QByteArray>("frame");
-    QTest::addColumn<CommandResult>("result");
+    const tests::DataTable<int, QByteArray, CommandResult> rows("word", "frame", "result");
     const auto refused = [](quint16 word) {
         return mcu::buildStatusFrame(mcu::replyStart, {}, word, 3);
     };
     const quint16 name = command::readModelName;
-    QTest::newRow("model name") << int(name) << PartBench::reply(name, "HX-8")
-                                << CommandResult::Answer;
-    QTest::newRow("no name") << int(name) << PartBench::reply(name) << CommandResult::Answer;
-    QTest::newRow("refused") << int(name) << refused(name) << CommandResult::Refusal;
+    rows("model name", int(name), PartBench::reply(name, "HX-8"), CommandResult::Answer);
+    rows("no name", int(name), PartBench::reply(name), CommandResult::Answer);
+    rows("refused", int(name), refused(name), CommandResult::Refusal);
     const quint16 bootcode = command::readBootcode;
-    QTest::newRow("bootcode") << int(bootcode) << PartBench::reply(bootcode, QByteArray(7, '\1'))
-                              << CommandResult::Answer;
-    QTest::newRow("short") << int(bootcode) << PartBench::reply(bootcode, QByteArray(6, '\1'))
-                           << CommandResult::ShortAnswer;
+    rows("bootcode", int(bootcode), PartBench::reply(bootcode, QByteArray(7, '\1')),
+         CommandResult::Answer);
+    rows("short", int(bootcode), PartBench::reply(bootcode, QByteArray(6, '\1')),
+         CommandResult::ShortAnswer);
     const quint16 reboot = command::reboot;
-    QTest::newRow("any form") << int(reboot) << refused(reboot) << CommandResult::Answer;
+    rows("any form", int(reboot), refused(reboot), CommandResult::Answer);
     const quint16 version = command::setVirtualVersion;
-    QTest::newRow("extended") << int(version) << refused(version) << CommandResult::Answer;
-    QTest::newRow("not extended") << int(version) << PartBench::reply(version, QByteArray(3, '\0'))
-                                  << CommandResult::Refusal;
+    rows("extended", int(version), refused(version), CommandResult::Answer);
+    rows("not extended", int(version), PartBench::reply(version, QByteArray(3, '\0')),
+         CommandResult::Refusal);
     const auto extended = [](const char *payload) {
         return PartBench::reply(command::escape, QByteArray::fromHex(payload));
     };
-    QTest::newRow("too long") << int(version) << extended("05790000") << CommandResult::Refusal;
-    QTest::newRow("too short") << int(version) << extended("0579") << CommandResult::Refusal;
+    rows("too long", int(version), extended("05790000"), CommandResult::Refusal);
+    rows("too short", int(version), extended("0579"), CommandResult::Refusal);
     const quint16 write = command::writeProductInformation;
-    QTest::newRow("written") << int(write) << PartBench::reply(write, QByteArray(3, '\0'))
-                             << CommandResult::Answer;
-    QTest::newRow("bad status") << int(write) << PartBench::reply(write, QByteArray(3, '\1'))
-                                << CommandResult::Refusal;
+    rows("written", int(write), PartBench::reply(write, QByteArray(3, '\0')),
+         CommandResult::Answer);
+    rows("bad status", int(write), PartBench::reply(write, QByteArray(3, '\1')),
+         CommandResult::Refusal);
 }
 
 void TestChannel::resultOfAReply()

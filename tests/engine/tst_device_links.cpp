@@ -75,12 +75,10 @@ private slots:
 
 void TestDeviceLinks::configuredLink_data()
 {
-    QTest::addColumn<int>("configured");
-    QTest::addColumn<bool>("serial");
-    QTest::addColumn<bool>("network");
-    QTest::newRow("serial") << int(links::serial) << true << false;
-    QTest::newRow("network") << int(links::network) << false << true;
-    QTest::newRow("none") << 0 << false << false;
+    const tests::DataTable<int, bool, bool> rows("configured", "serial", "network");
+    rows("serial", int(links::serial), true, false);
+    rows("network", int(links::network), false, true);
+    rows("none", 0, false, false);
 }
 
 void TestDeviceLinks::configuredLink()

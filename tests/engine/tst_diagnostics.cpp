@@ -152,10 +152,10 @@ void TestDiagnostics::bytesAreOff()
 
 void TestDiagnostics::requestsDuringARun_data()
 {
-    QTest::addColumn<QString>("line");
-    QTest::newRow("read") << "W refused while a run is active: read of product information";
-    QTest::newRow("write") << "W refused while a run is active: write of product information";
-    QTest::newRow("file") << "W refused while a run is active: write of a single file";
+    const tests::DataTable<QString> rows("line");
+    rows("read", "W refused while a run is active: read of product information");
+    rows("write", "W refused while a run is active: write of product information");
+    rows("file", "W refused while a run is active: write of a single file");
 }
 
 /** The run goes on as if nothing had been asked; without a run nothing is refused. */

@@ -103,15 +103,14 @@ void TestFrames::metaObject()
 
 void TestFrames::bareCommands_data()
 {
-    QTest::addColumn<int>("word");
-    QTest::addColumn<QByteArray>("frame");
-    QTest::newRow("model name") << 0xF903 << hex("5a5ba50500000003f9a5");
-    QTest::newRow("product ID") << 0xF802 << hex("5a5ba50500000002f8a7");
-    QTest::newRow("reboot") << 0x7902
-                            << hex("5a5ba5050000000279"
-                                   "26");
-    QTest::newRow("virtual version") << 0xF905 << hex("5a5ba50500000005f9a3");
-    QTest::newRow("only 16 bits count") << 0x1F903 << hex("5a5ba50500000003f9a5");
+    const tests::DataTable<int, QByteArray> rows("word", "frame");
+    rows("model name", 0xF903, hex("5a5ba50500000003f9a5"));
+    rows("product ID", 0xF802, hex("5a5ba50500000002f8a7"));
+    rows("reboot", 0x7902,
+         hex("5a5ba5050000000279"
+             "26"));
+    rows("virtual version", 0xF905, hex("5a5ba50500000005f9a3"));
+    rows("only 16 bits count", 0x1F903, hex("5a5ba50500000003f9a5"));
 }
 
 void TestFrames::bareCommands()
@@ -128,33 +127,23 @@ void TestFrames::bareCommands()
 
 void TestFrames::commandsWithData_data()
 {
-    QTest::addColumn<int>("word");
-    QTest::addColumn<int>("count");
-    QTest::addColumn<QList<int>>("data");
-    QTest::addColumn<QByteArray>("frame");
-    QTest::newRow("bootcode 0, 0")
-        << 0xF900 << 2 << QList<int>{0, 0} << hex("5a5ba50700000000f90000a6");
-    QTest::newRow("bootcode 0, 1")
-        << 0xF900 << 2 << QList<int>{0, 1} << hex("5a5ba50700000000f90001a5");
-    QTest::newRow("product information 0, 1")
-        << 0xF901 << 2 << QList<int>{0, 1} << hex("5a5ba50700000001f90001a4");
-    QTest::newRow("version 0, 1") << 0xF902 << 2 << QList<int>{0, 1}
-                                  << hex("5a5ba50700000002f90001a3");
-    QTest::newRow("virtual version 5") << 0x7905 << 1 << QList<int>{5}
-                                       << hex("5a5ba506000000057905"
-                                              "1d");
-    QTest::newRow("low bytes") << 0xF900 << 2 << QList<int>{256, 257}
-                               << hex("5a5ba50700000000f90001a5");
-    QTest::newRow("negative item") << 0x7905 << 1 << QList<int>{-251}
-                                   << hex("5a5ba506000000057905"
-                                          "1d");
-    QTest::newRow("fewer than given") << 0x7905 << 1 << QList<int>{5, 6, 7}
-                                      << hex("5a5ba506000000057905"
-                                             "1d");
-    QTest::newRow("more than there are")
-        << 0xF900 << 9 << QList<int>{0, 1} << hex("5a5ba50700000000f90001a5");
-    QTest::newRow("negative count")
-        << 0xF903 << -1 << QList<int>{1, 2} << hex("5a5ba50500000003f9a5");
+    const tests::DataTable<int, int, QList<int>, QByteArray> rows("word", "count", "data", "frame");
+    rows("bootcode 0, 0", 0xF900, 2, QList<int>{0, 0}, hex("5a5ba50700000000f90000a6"));
+    rows("bootcode 0, 1", 0xF900, 2, QList<int>{0, 1}, hex("5a5ba50700000000f90001a5"));
+    rows("product information 0, 1", 0xF901, 2, QList<int>{0, 1}, hex("5a5ba50700000001f90001a4"));
+    rows("version 0, 1", 0xF902, 2, QList<int>{0, 1}, hex("5a5ba50700000002f90001a3"));
+    rows("virtual version 5", 0x7905, 1, QList<int>{5},
+         hex("5a5ba506000000057905"
+             "1d"));
+    rows("low bytes", 0xF900, 2, QList<int>{256, 257}, hex("5a5ba50700000000f90001a5"));
+    rows("negative item", 0x7905, 1, QList<int>{-251},
+         hex("5a5ba506000000057905"
+             "1d"));
+    rows("fewer than given", 0x7905, 1, QList<int>{5, 6, 7},
+         hex("5a5ba506000000057905"
+             "1d"));
+    rows("more than there are", 0xF900, 9, QList<int>{0, 1}, hex("5a5ba50700000000f90001a5"));
+    rows("negative count", 0xF903, -1, QList<int>{1, 2}, hex("5a5ba50500000003f9a5"));
 }
 
 void TestFrames::commandsWithData()
@@ -170,12 +159,11 @@ void TestFrames::commandsWithData()
 
 void TestFrames::longPayloads_data()
 {
-    QTest::addColumn<int>("count");
-    QTest::addColumn<QByteArray>("length");
-    QTest::newRow("249") << 249 << hex("fe00");
-    QTest::newRow("250") << 250 << hex("ff00");
-    QTest::newRow("251") << 251 << hex("0001");
-    QTest::newRow("1000") << 1000 << hex("ed03");
+    const tests::DataTable<int, QByteArray> rows("count", "length");
+    rows("249", 249, hex("fe00"));
+    rows("250", 250, hex("ff00"));
+    rows("251", 251, hex("0001"));
+    rows("1000", 1000, hex("ed03"));
 }
 
 void TestFrames::longPayloads()

@@ -81,11 +81,11 @@ void TestGuard::watchesWhileARunIsActive()
 
 void TestGuard::endsEveryWait_data()
 {
-    QTest::addColumn<int>("at");
+    const tests::DataTable<int> rows("at");
     const QStringList words = frames();
     QVERIFY(words.size() > 15);
     for (int at = 0; at < words.size(); ++at)
-        QTest::newRow(qPrintable(QStringLiteral("frame %1 (%2)").arg(at).arg(words.at(at)))) << at;
+        rows(qPrintable(QStringLiteral("frame %1 (%2)").arg(at).arg(words.at(at))), at);
 }
 
 /** The device stops answering, and no time-out of a command is short enough to notice. */

@@ -145,16 +145,13 @@ void TestInfo::readsShareNothing()
 
 void TestInfo::writesThatDoNotStart_data()
 {
-    QTest::addColumn<QString>("stored");
-    QTest::addColumn<QStringList>("given");
-    QTest::addColumn<QString>("line");
+    const tests::DataTable<QString, QStringList, QString> rows("stored", "given", "line");
     const QString malformed = QStringLiteral("Data struct error, no valid product information!");
-    QTest::newRow("nothing") << description << QStringList()
-                             << "Data is empty, no valid product information!";
-    QTest::newRow("no description") << QString() << QStringList{keyRow} << malformed;
-    QTest::newRow("no JSON") << "{" << QStringList{keyRow} << malformed;
-    QTest::newRow("short row") << description << QStringList{keyRow, "KEY,2,0,2,1"} << malformed;
-    QTest::newRow("bad description along") << description << QStringList{" {", keyRow} << malformed;
+    rows("nothing", description, {}, "Data is empty, no valid product information!");
+    rows("no description", {}, QStringList{keyRow}, malformed);
+    rows("no JSON", "{", QStringList{keyRow}, malformed);
+    rows("short row", description, QStringList{keyRow, "KEY,2,0,2,1"}, malformed);
+    rows("bad description along", description, QStringList{" {", keyRow}, malformed);
 }
 
 void TestInfo::writesThatDoNotStart()
@@ -194,17 +191,14 @@ void TestInfo::rowsAreWrittenInTurn()
 
 void TestInfo::rowsWithoutARecord_data()
 {
-    QTest::addColumn<QString>("row");
-    QTest::addColumn<QStringList>("lines");
+    const tests::DataTable<QString, QStringList> rows("row", "lines");
     const QString start = QStringLiteral("Start to write 'X' product information.");
-    QTest::newRow("FPGA") << "X,17,0,2,1,65"
-                          << QStringList{"'X' model is FPGA, ignore to write product information."};
-    QTest::newRow("no such chip") << "X,9,0,2,1,65"
-                                  << QStringList{start, "Data struct chips error!",
-                                                 resultOf("X,9,0,2,1,65", "2")};
-    QTest::newRow("no main chip") << "X,0,0,2,1,65"
-                                  << QStringList{start, "Data struct chips error!",
-                                                 resultOf("X,0,0,2,1,65", "2")};
+    rows("FPGA", "X,17,0,2,1,65",
+         QStringList{"'X' model is FPGA, ignore to write product information."});
+    rows("no such chip", "X,9,0,2,1,65",
+         QStringList{start, "Data struct chips error!", resultOf("X,9,0,2,1,65", "2")});
+    rows("no main chip", "X,0,0,2,1,65",
+         QStringList{start, "Data struct chips error!", resultOf("X,0,0,2,1,65", "2")});
 }
 
 /** The walk goes on to the next row at once. */
@@ -243,12 +237,10 @@ void TestInfo::writesStartAtTheFirstRow()
 
 void TestInfo::payloadOfARow_data()
 {
-    QTest::addColumn<QString>("given");
-    QTest::addColumn<bool>("has");
-    QTest::addColumn<QStringList>("lines");
-    QTest::newRow("record") << description << true << QStringList();
-    QTest::newRow("no object") << "[]" << false << QStringList{"Data struct error!"};
-    QTest::newRow("no chips") << "{}" << false << QStringList{"Data struct chips error!"};
+    const tests::DataTable<QString, bool, QStringList> rows("given", "has", "lines");
+    rows("record", description, true, {});
+    rows("no object", "[]", false, QStringList{"Data struct error!"});
+    rows("no chips", "{}", false, QStringList{"Data struct chips error!"});
 }
 
 void TestInfo::payloadOfARow()

@@ -24,7 +24,7 @@ private slots:
 
 void TestMatrix::cases_data()
 {
-    QTest::addColumn<Disturbance>("disturbance");
+    const tests::DataTable<Disturbance> rows("disturbance");
     const struct
     {
         Chain chain;
@@ -36,9 +36,8 @@ void TestMatrix::cases_data()
     for (const auto &one : chains) {
         const QList<Disturbance> cases = matrix::casesOf(one.chain);
         for (const Disturbance &disturbance : cases)
-            QTest::newRow(
-                qPrintable(QLatin1String(one.name) + QLatin1String(": ") + disturbance.name()))
-                << disturbance;
+            rows(qPrintable(QLatin1String(one.name) + QLatin1String(": ") + disturbance.name()),
+                 disturbance);
     }
 }
 

@@ -138,11 +138,11 @@ void TestNet::installsBetweenMcuImages()
 
 void TestNet::refusesTheDigest_data()
 {
-    QTest::addColumn<QByteArray>("image");
-    QTest::newRow("damaged") << netImageOf(archive) + "x";
-    QTest::newRow("upper case") << netImageOf(archive, true);
-    QTest::newRow("10 bytes") << netImageOf(archive).left(10);
-    QTest::newRow("61 bytes") << netImageOf(archive).left(61);
+    const tests::DataTable<QByteArray> rows("image");
+    rows("damaged", netImageOf(archive) + "x");
+    rows("upper case", netImageOf(archive, true));
+    rows("10 bytes", netImageOf(archive).left(10));
+    rows("61 bytes", netImageOf(archive).left(61));
 }
 
 /** Exactly one step on: the next row is neither skipped nor started twice. */

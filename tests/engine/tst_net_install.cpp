@@ -123,24 +123,18 @@ private slots:
 
 void TestNetInstall::framesOfTheDevice_data()
 {
-    QTest::addColumn<int>("word");
-    QTest::addColumn<QByteArray>("data");
-    QTest::addColumn<QStringList>("sent");
+    const tests::DataTable<int, QByteArray, QStringList> rows("word", "data", "sent");
     const int write = command::writeBlock;
-    QTest::newRow("update mode") << int(command::enterUpdateMode) << QByteArray(2, '\0')
-                                 << QStringList{"7900:0"};
-    QTest::newRow("another command") << int(command::reboot) << QByteArray() << QStringList();
-    QTest::newRow("empty block") << write << QByteArray() << QStringList{refused};
-    QTest::newRow("number alone") << write << QByteArray::fromHex("0100") << QStringList{refused};
-    QTest::newRow("no first block")
-        << write << QByteArray::fromHex("020000aa") << QStringList{refused};
-    QTest::newRow("last without a first")
-        << write << QByteArray::fromHex("020040aa") << QStringList{refused};
+    rows("update mode", int(command::enterUpdateMode), QByteArray(2, '\0'), QStringList{"7900:0"});
+    rows("another command", int(command::reboot), {}, {});
+    rows("empty block", write, {}, QStringList{refused});
+    rows("number alone", write, QByteArray::fromHex("0100"), QStringList{refused});
+    rows("no first block", write, QByteArray::fromHex("020000aa"), QStringList{refused});
+    rows("last without a first", write, QByteArray::fromHex("020040aa"), QStringList{refused});
     // The low byte alone is that of a first block.
-    QTest::newRow("block 257 alone")
-        << write << QByteArray::fromHex("010100aa") << QStringList{refused};
-    QTest::newRow("first block") << write << QByteArray::fromHex("010000") + QByteArray(70, 'x')
-                                 << QStringList{accepted};
+    rows("block 257 alone", write, QByteArray::fromHex("010100aa"), QStringList{refused});
+    rows("first block", write, QByteArray::fromHex("010000") + QByteArray(70, 'x'),
+         QStringList{accepted});
 }
 
 void TestNetInstall::framesOfTheDevice()
@@ -160,13 +154,12 @@ void TestNetInstall::framesOfTheDevice()
 
 void TestNetInstall::imagesOfAnyLength_data()
 {
-    QTest::addColumn<int>("archiveSize");
-    QTest::addColumn<int>("blockSize");
-    QTest::newRow("one block") << 100 << 1000;
-    QTest::newRow("several blocks") << 5000 << 256;
-    QTest::newRow("head alone in the first") << 5000 << int(net::archiveOffset);
+    const tests::DataTable<int, int> rows("archiveSize", "blockSize");
+    rows("one block", 100, 1000);
+    rows("several blocks", 5000, 256);
+    rows("head alone in the first", 5000, int(net::archiveOffset));
     // Numbers above 255 need their high byte.
-    QTest::newRow("600 blocks") << 600 * 100 - int(net::archiveOffset) << 100;
+    rows("600 blocks", 600 * 100 - int(net::archiveOffset), 100);
 }
 
 void TestNetInstall::imagesOfAnyLength()
@@ -239,9 +232,9 @@ void TestNetInstall::statusThatIsNotSentEndsTheRun()
 
 void TestNetInstall::imageOfAPackage_data()
 {
-    QTest::addColumn<bool>("damaged");
-    QTest::newRow("installed") << false;
-    QTest::newRow("damaged") << true;
+    const tests::DataTable<bool> rows("damaged");
+    rows("installed", false);
+    rows("damaged", true);
 }
 
 /** The run goes on afterwards, so it is not ended and the module does not reboot. */

@@ -120,27 +120,20 @@ void TestPackageShelf::bareFormIsListed()
 
 void TestPackageShelf::problems_data()
 {
-    QTest::addColumn<QByteArray>("package");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QStringList>("lines");
-    QTest::addColumn<bool>("keeps");
-    QTest::newRow("wrong checksum")
-        << good() + "x"
-        << "ERROR:Firmware file checksum error." << QStringList{"APPSTATUS|2"} << false;
-    QTest::newRow("something else")
-        << withChecksum("something else") << "ERROR:Invalid firmware file"
-        << QStringList{sumOk, "Invalid firmware file"} << false;
-    QTest::newRow("unknown version")
-        << withVersion(good(), 7) << QString()
-        << QStringList{sumOk, "Invalid firmware file, file head error."} << false;
-    QTest::newRow("no JSON") << withJson("{") << QString()
-                             << QStringList{sumOk, version6, "Data struct error!"} << false;
-    QTest::newRow("no object") << withJson("[1]") << QString()
-                               << QStringList{sumOk, version6, "Data struct error!"} << false;
-    QTest::newRow("no list of chips")
-        << withJson(R"({"model": "M", "version": "V", "chips": 1})") << QString()
-        << QStringList{sumOk, version6, "Model Name: M", "Version: V", "Data struct chips error!"}
-        << true;
+    const tests::DataTable<QByteArray, QString, QStringList, bool> rows("package", "text", "lines",
+                                                                        "keeps");
+    rows("wrong checksum", good() + "x", "ERROR:Firmware file checksum error.",
+         QStringList{"APPSTATUS|2"}, false);
+    rows("something else", withChecksum("something else"), "ERROR:Invalid firmware file",
+         QStringList{sumOk, "Invalid firmware file"}, false);
+    rows("unknown version", withVersion(good(), 7), {},
+         QStringList{sumOk, "Invalid firmware file, file head error."}, false);
+    rows("no JSON", withJson("{"), {}, QStringList{sumOk, version6, "Data struct error!"}, false);
+    rows("no object", withJson("[1]"), {}, QStringList{sumOk, version6, "Data struct error!"},
+         false);
+    rows("no list of chips", withJson(R"({"model": "M", "version": "V", "chips": 1})"), {},
+         QStringList{sumOk, version6, "Model Name: M", "Version: V", "Data struct chips error!"},
+         true);
 }
 
 void TestPackageShelf::problems()
@@ -165,11 +158,9 @@ void TestPackageShelf::problems()
 
 void TestPackageShelf::unreadablePackageIsReported_data()
 {
-    QTest::addColumn<bool>("exists");
-    QTest::addColumn<int>("check");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("missing") << false << 1 << "ERROR:Firmware file is not exist.";
-    QTest::newRow("unreadable") << true << 2 << "ERROR:Faild to open firmware file.";
+    const tests::DataTable<bool, int, QString> rows("exists", "check", "text");
+    rows("missing", false, 1, "ERROR:Firmware file is not exist.");
+    rows("unreadable", true, 2, "ERROR:Faild to open firmware file.");
 }
 
 void TestPackageShelf::unreadablePackageIsReported()

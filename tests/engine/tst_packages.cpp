@@ -85,33 +85,29 @@ private slots:
 
 void TestPackages::runs_data()
 {
-    QTest::addColumn<QByteArray>("package");
-    QTest::addColumn<QStringList>("said");
+    const tests::DataTable<QByteArray, QStringList> rows("package", "said");
     const auto words = [](const char *text) { return QStringList{QString::fromLatin1(text)}; };
     const QStringList ok{checksumOk};
 
-    QTest::newRow("checksum wrong") << checksumWrong() << failedRun;
-    QTest::newRow("checksum in capitals") << checksumInCapitals() << failedRun;
-    QTest::newRow("empty") << QByteArray() << failedRun;
-    QTest::newRow("8 bytes") << QByteArray("00000000") << failedRun;
-    QTest::newRow("9 bytes") << withChecksum("M")
-                             << ok + words("Invalid firmware file") + failedRun;
-    QTest::newRow("12 bytes") << withChecksum(QByteArray("MTU\0", 4))
-                              << ok + words("Invalid firmware file") + failedRun;
-    QTest::newRow("no magic") << withChecksum("MTX" + good().mid(11))
-                              << ok + words("Invalid firmware file") + failedRun;
+    rows("checksum wrong", checksumWrong(), failedRun);
+    rows("checksum in capitals", checksumInCapitals(), failedRun);
+    rows("empty", {}, failedRun);
+    rows("8 bytes", "00000000", failedRun);
+    rows("9 bytes", withChecksum("M"), ok + words("Invalid firmware file") + failedRun);
+    rows("12 bytes", withChecksum(QByteArray("MTU\0", 4)),
+         ok + words("Invalid firmware file") + failedRun);
+    rows("no magic", withChecksum("MTX" + good().mid(11)),
+         ok + words("Invalid firmware file") + failedRun);
     for (const int version : {0, 1}) {
-        QTest::newRow(qPrintable(QStringLiteral("version %1").arg(version)))
-            << withVersion(good(), version)
-            << ok + words("Package version error, invalid firmware file") + failedRun;
+        rows(qPrintable(QStringLiteral("version %1").arg(version)), withVersion(good(), version),
+             ok + words("Package version error, invalid firmware file") + failedRun);
     }
     for (const int version : {2, 3, 5}) {
-        QTest::newRow(qPrintable(QStringLiteral("version %1").arg(version)))
-            << withVersion(good(), version)
-            << ok + words("FWM file version error, must greater or equal to 6.") + failedRun;
+        rows(qPrintable(QStringLiteral("version %1").arg(version)), withVersion(good(), version),
+             ok + words("FWM file version error, must greater or equal to 6.") + failedRun);
     }
     // A stored checksum cannot begin with "MTU", so a bare package fails before its form is seen.
-    QTest::newRow("bare") << bare(6) << failedRun;
+    rows("bare", bare(6), failedRun);
 }
 
 void TestPackages::runs()

@@ -88,9 +88,9 @@ private slots:
 
 void TestParser::everySplit_data()
 {
-    QTest::addColumn<int>("word");
+    const tests::DataTable<int> rows("word");
     for (const int word : {0xF903, 0xF900, 0xF901, 0xF902, 0x7900, 0x7901, 0xF802, 0x7902, 0x7905})
-        QTest::newRow(qPrintable(QString::number(word, 16))) << word;
+        rows(qPrintable(QString::number(word, 16)), word);
 }
 
 void TestParser::everySplit()
@@ -114,17 +114,17 @@ void TestParser::everySplit()
 
 void TestParser::noise_data()
 {
-    QTest::addColumn<QByteArray>("noise");
-    QTest::newRow("zeros") << QByteArray(100, '\0');
-    QTest::newRow("host's start byte") << QByteArray::fromHex("5a5a5a5ba5");
-    QTest::newRow("start byte, other address") << QByteArray::fromHex("5b00");
-    QTest::newRow("address cut") << QByteArray::fromHex("5b5b00");
-    QTest::newRow("length 0") << QByteArray::fromHex("5b5ba50000");
-    QTest::newRow("length 4") << QByteArray::fromHex("5b5ba50400");
-    QTest::newRow("length FFFF") << QByteArray::fromHex("5b5ba5ffff");
-    QTest::newRow("length beyond the buffer") << QByteArray::fromHex("5b5ba5fc0f");
-    QTest::newRow("length 0 and many bytes after it")
-        << QByteArray::fromHex("5b5ba50000") + QByteArray(2000, 'x');
+    const tests::DataTable<QByteArray> rows("noise");
+    rows("zeros", QByteArray(100, '\0'));
+    rows("host's start byte", QByteArray::fromHex("5a5a5a5ba5"));
+    rows("start byte, other address", QByteArray::fromHex("5b00"));
+    rows("address cut", QByteArray::fromHex("5b5b00"));
+    rows("length 0", QByteArray::fromHex("5b5ba50000"));
+    rows("length 4", QByteArray::fromHex("5b5ba50400"));
+    rows("length FFFF", QByteArray::fromHex("5b5ba5ffff"));
+    rows("length beyond the buffer", QByteArray::fromHex("5b5ba5fc0f"));
+    rows("length 0 and many bytes after it",
+         QByteArray::fromHex("5b5ba50000") + QByteArray(2000, 'x'));
 }
 
 void TestParser::noise()
@@ -184,28 +184,25 @@ void TestParser::wrongWordChangesNothing()
 
 void TestParser::shortReplies_data()
 {
-    QTest::addColumn<int>("word");
-    QTest::addColumn<int>("payload");
-    QTest::addColumn<QString>("retry");
+    const tests::DataTable<int, int, QString> rows("word", "payload", "retry");
     const QString none;
     const QString boot = QStringLiteral("Read the bootcode information of 'MAIN' fail, retry 1.");
     const QString info = QStringLiteral("Read the product information of 'MAIN' fail, retry 1.");
     const QString version = QStringLiteral("Read the version information of 'MAIN' fail, retry 1.");
     const QString virtualVersion = QStringLiteral("Set virtual version fail, retry 1.");
     for (const int size : {0, 1, 2, 3, 6})
-        QTest::newRow(qPrintable(QStringLiteral("F900 %1").arg(size))) << 0xF900 << size << boot;
-    QTest::newRow("F900 7") << 0xF900 << 7 << none;
+        rows(qPrintable(QStringLiteral("F900 %1").arg(size)), 0xF900, size, boot);
+    rows("F900 7", 0xF900, 7, none);
     for (const int size : {0, 1, 3})
-        QTest::newRow(qPrintable(QStringLiteral("F901 %1").arg(size))) << 0xF901 << size << info;
-    QTest::newRow("F901 4") << 0xF901 << 4 << none;
+        rows(qPrintable(QStringLiteral("F901 %1").arg(size)), 0xF901, size, info);
+    rows("F901 4", 0xF901, 4, none);
     for (const int size : {0, 3})
-        QTest::newRow(qPrintable(QStringLiteral("F902 %1").arg(size))) << 0xF902 << size << version;
-    QTest::newRow("F902 4") << 0xF902 << 4 << none;
-    QTest::newRow("F802 0") << 0xF802 << 0 << none;
-    QTest::newRow("7902 0") << 0x7902 << 0 << none;
+        rows(qPrintable(QStringLiteral("F902 %1").arg(size)), 0xF902, size, version);
+    rows("F902 4", 0xF902, 4, none);
+    rows("F802 0", 0xF802, 0, none);
+    rows("7902 0", 0x7902, 0, none);
     for (const int size : {0, 2, 7})
-        QTest::newRow(qPrintable(QStringLiteral("7905 %1").arg(size)))
-            << 0x7905 << size << virtualVersion;
+        rows(qPrintable(QStringLiteral("7905 %1").arg(size)), 0x7905, size, virtualVersion);
 }
 
 /** A field that a reply does not have is never read out of an earlier one. */

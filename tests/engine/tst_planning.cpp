@@ -266,9 +266,9 @@ void TestPlanning::emptyList()
 
 void TestPlanning::otherModes_data()
 {
-    QTest::addColumn<int>("mode");
+    const tests::DataTable<int> rows("mode");
     for (const int mode : {-1, 0, 3, 4, 6, 1000})
-        QTest::newRow(qPrintable(QString::number(mode))) << mode;
+        rows(qPrintable(QString::number(mode)), mode);
 }
 
 void TestPlanning::otherModes()

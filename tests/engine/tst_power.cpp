@@ -97,8 +97,7 @@ private slots:
 
 void TestPower::everyFrame_data()
 {
-    QTest::addColumn<int>("cut");
-    QTest::addColumn<int>("at");
+    const tests::DataTable<int, int> data("cut", "at");
     Fixture whole;
     QVERIFY(whole.run(rows, 2));
     const QStringList words = whole.sentWords();
@@ -108,11 +107,11 @@ void TestPower::everyFrame_data()
     for (const Cut cut :
          {Cut::DeviceAtOnce, Cut::DeviceForAWhile, Cut::DeviceToTheEnd, Cut::Engine}) {
         for (int at = 0; at < words.size(); ++at)
-            QTest::newRow(qPrintable(QStringLiteral("%1, frame %2 (%3)")
-                                         .arg(QLatin1String(names[int(cut)]))
-                                         .arg(at)
-                                         .arg(words.at(at))))
-                << int(cut) << at;
+            data(qPrintable(QStringLiteral("%1, frame %2 (%3)")
+                                .arg(QLatin1String(names[int(cut)]))
+                                .arg(at)
+                                .arg(words.at(at))),
+                 int(cut), at);
     }
 }
 

@@ -161,20 +161,17 @@ void TestProductInfo::invalidFlag()
 
 void TestProductInfo::virtualVersion_data()
 {
-    QTest::addColumn<QString>("fault");
-    QTest::addColumn<QStringList>("said");
+    const tests::DataTable<QString, QStringList> rows("fault", "said");
     const QStringList retry1{"Read virtual version fail, retry 1."};
     const QStringList retry2{"Read virtual version fail, retry 2."};
     const QStringList success{"Read virtual version success."};
     const QStringList givenUp{"Read virtual version fail."};
-    QTest::newRow("silent once") << "silent:count=once,word=virtual-version" << retry1 + success;
-    QTest::newRow("silent twice") << "silent:count=twice,word=virtual-version"
-                                  << retry1 + retry2 + success;
-    QTest::newRow("silent") << "silent:word=virtual-version" << retry1 + retry2 + givenUp;
-    QTest::newRow("refused") << "refuse:word=virtual-version" << retry1 + retry2 + givenUp;
+    rows("silent once", "silent:count=once,word=virtual-version", retry1 + success);
+    rows("silent twice", "silent:count=twice,word=virtual-version", retry1 + retry2 + success);
+    rows("silent", "silent:word=virtual-version", retry1 + retry2 + givenUp);
+    rows("refused", "refuse:word=virtual-version", retry1 + retry2 + givenUp);
     // The version is only shown: a malformed answer is reported, and the reads continue.
-    QTest::newRow("malformed") << "short:word=virtual-version"
-                               << QStringList{"Read virtual version error."};
+    rows("malformed", "short:word=virtual-version", QStringList{"Read virtual version error."});
 }
 
 void TestProductInfo::virtualVersion()

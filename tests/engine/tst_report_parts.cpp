@@ -92,15 +92,13 @@ void TestReportParts::rowsAreMarkedAllAtOnce()
 
 void TestReportParts::mainMcuAndFpgas_data()
 {
-    QTest::addColumn<QString>("row");
-    QTest::addColumn<bool>("isMain");
-    QTest::addColumn<bool>("isFpga");
-    QTest::newRow("main") << "MAIN,0,0" << true << false;
-    QTest::newRow("another index") << "MAIN,0,1" << false << false;
-    QTest::newRow("aux") << "AUX,1,0" << false << false;
-    QTest::newRow("last MCU") << "AUX,16,0" << false << false;
-    QTest::newRow("first FPGA") << "FPGA,17,0" << false << true;
-    QTest::newRow("module") << "NET,32,0" << false << true;
+    const tests::DataTable<QString, bool, bool> rows("row", "isMain", "isFpga");
+    rows("main", "MAIN,0,0", true, false);
+    rows("another index", "MAIN,0,1", false, false);
+    rows("aux", "AUX,1,0", false, false);
+    rows("last MCU", "AUX,16,0", false, false);
+    rows("first FPGA", "FPGA,17,0", false, true);
+    rows("module", "NET,32,0", false, true);
 }
 
 void TestReportParts::mainMcuAndFpgas()
@@ -125,14 +123,12 @@ void TestReportParts::currentMcuHasItsVersions()
 
 void TestReportParts::progressOfAllRows_data()
 {
-    QTest::addColumn<int>("row");
-    QTest::addColumn<double>("percent");
-    QTest::addColumn<QList<double>>("shown");
-    QTest::newRow("start") << 0 << 0.0 << QList<double>{0.0};
-    QTest::newRow("half of the first") << 0 << 50.0 << QList<double>{12.5};
-    QTest::newRow("end of the first") << 0 << 100.0 << QList<double>{25.0};
-    QTest::newRow("half of the last") << 3 << 50.0 << QList<double>{87.5};
-    QTest::newRow("the whole run is not shown") << 3 << 100.0 << QList<double>{};
+    const tests::DataTable<int, double, QList<double>> rows("row", "percent", "shown");
+    rows("start", 0, 0.0, QList<double>{0.0});
+    rows("half of the first", 0, 50.0, QList<double>{12.5});
+    rows("end of the first", 0, 100.0, QList<double>{25.0});
+    rows("half of the last", 3, 50.0, QList<double>{87.5});
+    rows("the whole run is not shown", 3, 100.0, QList<double>{});
 }
 
 void TestReportParts::progressOfAllRows()

@@ -71,30 +71,24 @@ private slots:
 
 void TestRunEnd::outcomes_data()
 {
-    QTest::addColumn<RunOutcome>("outcome");
-    QTest::addColumn<QStringList>("lines");
-    QTest::addColumn<QList<double>>("percents");
-    QTest::addColumn<QString>("results");
+    const tests::DataTable<RunOutcome, QStringList, QList<double>, QString> rows(
+        "outcome", "lines", "percents", "results");
     const QString row = "MAIN,0,0,,,,,,,,,0,";
-    QTest::newRow("silent") << RunOutcome::silent() << QStringList() << QList<double>() << "00";
-    QTest::newRow("succeeded") << RunOutcome::succeeded(false) << QStringList{"APPSTATUS|6"}
-                               << QList<double>() << "00";
-    QTest::newRow("progress reset")
-        << RunOutcome::succeeded(true) << QStringList{"APPSTATUS|6"} << QList<double>{0.0} << "00";
-    QTest::newRow("step failed") << RunOutcome::failed(appStatus::stepFailed, 0.0)
-                                 << QStringList{"APPSTATUS|7", "Erasing...",
-                                                "UPGRADERESULT|" + row + "2|2"}
-                                 << QList<double>{0.0} << "22";
-    QTest::newRow("package failed") << RunOutcome::failed(appStatus::packageFailed, 100.0)
-                                    << QStringList{"APPSTATUS|2", "UPGRADERESULT|" + row + "2|2"}
-                                    << QList<double>{50.0} << "22";
-    QTest::newRow("module installed") << RunOutcome::deviceSentImage(true, 100.0)
-                                      << QStringList{"APPSTATUS|9", "UPGRADERESULT|" + row + "1|1"}
-                                      << QList<double>{50.0} << "10";
-    QTest::newRow("module not installed")
-        << RunOutcome::deviceSentImage(false, 0.0)
-        << QStringList{"APPSTATUS|9", "Erasing...", "UPGRADERESULT|" + row + "2|2"}
-        << QList<double>{0.0} << "20";
+    rows("silent", RunOutcome::silent(), {}, QList<double>(), "00");
+    rows("succeeded", RunOutcome::succeeded(false), QStringList{"APPSTATUS|6"}, QList<double>(),
+         "00");
+    rows("progress reset", RunOutcome::succeeded(true), QStringList{"APPSTATUS|6"},
+         QList<double>{0.0}, "00");
+    rows("step failed", RunOutcome::failed(appStatus::stepFailed, 0.0),
+         QStringList{"APPSTATUS|7", "Erasing...", "UPGRADERESULT|" + row + "2|2"},
+         QList<double>{0.0}, "22");
+    rows("package failed", RunOutcome::failed(appStatus::packageFailed, 100.0),
+         QStringList{"APPSTATUS|2", "UPGRADERESULT|" + row + "2|2"}, QList<double>{50.0}, "22");
+    rows("module installed", RunOutcome::deviceSentImage(true, 100.0),
+         QStringList{"APPSTATUS|9", "UPGRADERESULT|" + row + "1|1"}, QList<double>{50.0}, "10");
+    rows("module not installed", RunOutcome::deviceSentImage(false, 0.0),
+         QStringList{"APPSTATUS|9", "Erasing...", "UPGRADERESULT|" + row + "2|2"},
+         QList<double>{0.0}, "20");
 }
 
 void TestRunEnd::outcomes()

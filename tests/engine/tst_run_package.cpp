@@ -150,18 +150,18 @@ namespace tst_run_package {
 
 void TestRunPackage::fileOfTheNameDoesNotCount_data()
 {
-    QTest::addColumn<Change>("change");
-    QTest::newRow("renamed over") << Change([](const QString &path) {
-        QFile file(path + ".new");
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(foreign()) > 0);
-        file.close();
-        QCOMPARE(::rename(qPrintable(file.fileName()), qPrintable(path)), 0);
-    });
-    QTest::newRow("removed") << Change([](const QString &path) { QVERIFY(QFile::remove(path)); });
-    QTest::newRow("a folder now") << Change(
-        [](const QString &path) { QVERIFY(QFile::remove(path) && QDir().mkdir(path)); });
-    QTest::newRow("moved away") << Change(
-        [](const QString &path) { QVERIFY(QFile::rename(path, path + ".old")); });
+    const tests::DataTable<Change> rows("change");
+    rows("renamed over", Change([](const QString &path) {
+             QFile file(path + ".new");
+             QVERIFY(file.open(QIODevice::WriteOnly) && file.write(foreign()) > 0);
+             file.close();
+             QCOMPARE(::rename(qPrintable(file.fileName()), qPrintable(path)), 0);
+         }));
+    rows("removed", Change([](const QString &path) { QVERIFY(QFile::remove(path)); }));
+    rows("a folder now",
+         Change([](const QString &path) { QVERIFY(QFile::remove(path) && QDir().mkdir(path)); }));
+    rows("moved away",
+         Change([](const QString &path) { QVERIFY(QFile::rename(path, path + ".old")); }));
 }
 
 /** The run goes on with the file that it has checked. */
@@ -184,8 +184,7 @@ void TestRunPackage::fileOfTheNameDoesNotCount()
 
 void TestRunPackage::changesInPlace_data()
 {
-    QTest::addColumn<Change>("change");
-    QTest::addColumn<bool>("found");
+    const tests::DataTable<Change, bool> rows("change", "found");
     const qint64 size = good().size();
     const auto flip = [](qint64 offset) {
         return Change([offset](const QString &path) { flipByte(path, offset); });
@@ -193,27 +192,29 @@ void TestRunPackage::changesInPlace_data()
     const auto cutTo = [](qint64 length) {
         return Change([length](const QString &path) { cut(path, length); });
     };
-    QTest::newRow("first byte of the checksum") << flip(0) << true;
-    QTest::newRow("description") << flip(30) << true;
-    QTest::newRow("the next image, first byte") << flip(size - 20'000) << true;
-    QTest::newRow("the next image, last byte") << flip(size - 1) << true;
-    QTest::newRow("its record") << flip(size - 20'012) << true;
-    QTest::newRow("cut in the next image") << cutTo(size - 1) << true;
-    QTest::newRow("cut to nothing") << cutTo(0) << true;
-    QTest::newRow("cut and as long as before") << Change([size](const QString &path) {
-        cut(path, size / 2);
-        cut(path, size);
-    }) << true;
-    QTest::newRow("another package")
-        << Change([](const QString &path) { overwrite(path, 0, foreign()); }) << true;
-    QTest::newRow("the same bytes again") << Change([](const QString &path) {
-        cut(path, 0);
-        overwrite(path, 0, good());
-    }) << false;
-    QTest::newRow("longer") << Change([size](const QString &path) {
-        overwrite(path, size, QByteArray(5000, 'x'));
-    }) << false;
-    QTest::newRow("in what was read already") << flip(size - 28'000) << false;
+    rows("first byte of the checksum", flip(0), true);
+    rows("description", flip(30), true);
+    rows("the next image, first byte", flip(size - 20'000), true);
+    rows("the next image, last byte", flip(size - 1), true);
+    rows("its record", flip(size - 20'012), true);
+    rows("cut in the next image", cutTo(size - 1), true);
+    rows("cut to nothing", cutTo(0), true);
+    rows("cut and as long as before", Change([size](const QString &path) {
+             cut(path, size / 2);
+             cut(path, size);
+         }),
+         true);
+    rows("another package", Change([](const QString &path) { overwrite(path, 0, foreign()); }),
+         true);
+    rows("the same bytes again", Change([](const QString &path) {
+             cut(path, 0);
+             overwrite(path, 0, good());
+         }),
+         false);
+    rows("longer",
+         Change([size](const QString &path) { overwrite(path, size, QByteArray(5000, 'x')); }),
+         false);
+    rows("in what was read already", flip(size - 28'000), false);
 }
 
 /** The change comes when the first image has been read and is about to go. */
@@ -315,13 +316,12 @@ void TestRunPackage::readErrorInMidRun()
 
 void TestRunPackage::netImageChanges_data()
 {
-    QTest::addColumn<qint64>("place");
-    QTest::addColumn<bool>("broken");
+    const tests::DataTable<qint64, bool> rows("place", "broken");
     const qint64 imageSize = 600'062;
-    QTest::newRow("head") << imageSize - 1 << false;
-    QTest::newRow("middle") << imageSize / 2 << false;
-    QTest::newRow("last byte") << qint64(1) << false;
-    QTest::newRow("cannot be read") << imageSize / 2 << true;
+    rows("head", imageSize - 1, false);
+    rows("middle", imageSize / 2, false);
+    rows("last byte", qint64(1), false);
+    rows("cannot be read", imageSize / 2, true);
 }
 
 /** Nothing is installed, and what was stored of the archive is gone. */

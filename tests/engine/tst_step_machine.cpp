@@ -87,56 +87,49 @@ private slots:
 
 void TestStepMachine::eventsOfAStep_data()
 {
-    QTest::addColumn<Events>("given");
-    QTest::addColumn<QStringList>("lines");
-    QTest::addColumn<Actions>("actions");
-    QTest::addColumn<Step>("step");
+    const tests::DataTable<Events, QStringList, Actions, Step> rows("given", "lines", "actions",
+                                                                    "step");
 
     const Event silence = Event::Silence;
     const QString readName = QStringLiteral("Read model name.");
     const QStringList retries{"Read model name fail, retry 1.", "Read model name fail, retry 2."};
     const Action again = &action::readModelName;
-    QTest::newRow("start") << Events{Event::StartNewer} << QStringList{readName} << Actions{again}
-                           << Step::ModelName;
-    QTest::newRow("counted retries")
-        << Events{Event::StartNewer, silence, silence, silence}
-        << QStringList{readName, retries[0], retries[1],
-                       "Read model name fail, upgrade fail, exit."}
-        << Actions{again, again, again, &action::failStep} << Step::ModelName;
-    QTest::newRow("retries of several kinds")
-        << Events{Event::StartNewer, silence, Event::ShortAnswer, Event::Refusal}
-        << QStringList{readName, retries[0], retries[1],
-                       "Read model name error, upgrade fail. ForcedUpgrade mode is required."}
-        << Actions{again, again, again, &action::failStep} << Step::ModelName;
-    QTest::newRow("a start counts from 0")
-        << Events{Event::StartNewer, silence, silence, Event::StartNewer, silence}
-        << QStringList{readName, retries[0], retries[1], readName, retries[0]}
-        << Actions{again, again, again, again, again} << Step::ModelName;
-    QTest::newRow("a line for all tries does not count")
-        << Events{Event::StartNewer, Event::Answer, silence} << QStringList{readName, retries[0]}
-        << Actions{again, &action::takeModelName, again} << Step::ModelName;
-    QTest::newRow("another step counts from 0")
-        << Events{Event::StartInfoRead, silence, silence, silence, silence}
-        << QStringList{"Read virtual version.", "Read virtual version fail, retry 1.",
-                       "Read virtual version fail, retry 2.", "Read virtual version fail.",
-                       "Read the bootcode information of 'AUX'. fail, retry 1."}
-        << Actions{&action::readVirtualVersion, &action::readVirtualVersion,
-                   &action::readVirtualVersion, &action::readBootcode, &action::readBootcode}
-        << Step::VirtualVersionGivenUp;
-    QTest::newRow("tries that are steps")
-        << Events{Event::StartForced, silence, silence, Event::Answer}
-        << QStringList{"Read the bootcode information of 'AUX' fail, retry 1.",
-                       "Read the bootcode information of 'AUX' fail, retry 2.",
-                       "Read the bootcode information of 'AUX' success."}
-        << Actions{&action::readBootcode, &action::readBootcode, &action::readBootcode,
-                   &action::takeBootcode}
-        << Step::Bootcode;
-    QTest::newRow("no sign of life in an image")
-        << Events{Event::StartFile, Event::NoSignOfLife} << QStringList()
-        << Actions{&action::wait, &action::repeatImage} << Step::OtherImage;
-    QTest::newRow("no sign of life elsewhere")
-        << Events{Event::StartForced, Event::NoSignOfLife} << QStringList()
-        << Actions{&action::readBootcode, &action::failStep} << Step::Bootcode;
+    rows("start", Events{Event::StartNewer}, QStringList{readName}, Actions{again},
+         Step::ModelName);
+    rows("counted retries", Events{Event::StartNewer, silence, silence, silence},
+         QStringList{readName, retries[0], retries[1], "Read model name fail, upgrade fail, exit."},
+         Actions{again, again, again, &action::failStep}, Step::ModelName);
+    rows("retries of several kinds",
+         Events{Event::StartNewer, silence, Event::ShortAnswer, Event::Refusal},
+         QStringList{readName, retries[0], retries[1],
+                     "Read model name error, upgrade fail. ForcedUpgrade mode is required."},
+         Actions{again, again, again, &action::failStep}, Step::ModelName);
+    rows("a start counts from 0",
+         Events{Event::StartNewer, silence, silence, Event::StartNewer, silence},
+         QStringList{readName, retries[0], retries[1], readName, retries[0]},
+         Actions{again, again, again, again, again}, Step::ModelName);
+    rows("a line for all tries does not count", Events{Event::StartNewer, Event::Answer, silence},
+         QStringList{readName, retries[0]}, Actions{again, &action::takeModelName, again},
+         Step::ModelName);
+    rows("another step counts from 0",
+         Events{Event::StartInfoRead, silence, silence, silence, silence},
+         QStringList{"Read virtual version.", "Read virtual version fail, retry 1.",
+                     "Read virtual version fail, retry 2.", "Read virtual version fail.",
+                     "Read the bootcode information of 'AUX'. fail, retry 1."},
+         Actions{&action::readVirtualVersion, &action::readVirtualVersion,
+                 &action::readVirtualVersion, &action::readBootcode, &action::readBootcode},
+         Step::VirtualVersionGivenUp);
+    rows("tries that are steps", Events{Event::StartForced, silence, silence, Event::Answer},
+         QStringList{"Read the bootcode information of 'AUX' fail, retry 1.",
+                     "Read the bootcode information of 'AUX' fail, retry 2.",
+                     "Read the bootcode information of 'AUX' success."},
+         Actions{&action::readBootcode, &action::readBootcode, &action::readBootcode,
+                 &action::takeBootcode},
+         Step::Bootcode);
+    rows("no sign of life in an image", Events{Event::StartFile, Event::NoSignOfLife}, {},
+         Actions{&action::wait, &action::repeatImage}, Step::OtherImage);
+    rows("no sign of life elsewhere", Events{Event::StartForced, Event::NoSignOfLife}, {},
+         Actions{&action::readBootcode, &action::failStep}, Step::Bootcode);
 }
 
 void TestStepMachine::eventsOfAStep()

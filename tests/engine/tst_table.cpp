@@ -72,8 +72,7 @@ private slots:
 
 void TestTable::everyPairIsDecided_data()
 {
-    QTest::addColumn<int>("step");
-    QTest::addColumn<QString>("events");
+    const tests::DataTable<int, QString> rows("step", "events");
     const struct
     {
         Step step;
@@ -121,7 +120,7 @@ void TestTable::everyPairIsDecided_data()
     };
     QCOMPARE(std::size(table), allOf<Step>().size());
     for (const auto &row : table)
-        QTest::newRow(nameOf(row.step)) << int(row.step) << QString::fromLatin1(row.events);
+        rows(nameOf(row.step), int(row.step), QString::fromLatin1(row.events));
 }
 
 /** At every try that a wait can have, an event that is expected has one line, and no other has. */
@@ -236,10 +235,10 @@ void TestTable::retriesAreCounted()
 
 void TestTable::countersAreFreshEverywhere_data()
 {
-    QTest::addColumn<QString>("fault");
-    QTest::newRow("silent") << "silent";
-    QTest::newRow("refused") << "refuse";
-    QTest::newRow("bad checksum") << "bad-checksum";
+    const tests::DataTable<QString> rows("fault");
+    rows("silent", "silent");
+    rows("refused", "refuse");
+    rows("bad checksum", "bad-checksum");
 }
 
 /** Every command fails twice, and still every one of them is heard at its third try. */

@@ -104,19 +104,18 @@ void TestTransfer::cleanup()
 
 void TestTransfer::enterReplies_data()
 {
-    QTest::addColumn<QByteArray>("reply");
-    QTest::addColumn<bool>("accepted");
-    QTest::newRow("extended 0") << enterReply("007900", true) << true;
-    QTest::newRow("extended 3") << enterReply("007903", true) << false;
-    QTest::newRow("extended 1") << enterReply("007901", true) << false;
-    QTest::newRow("extended, no status") << enterReply("0079", true) << true;
-    QTest::newRow("echo and 0") << enterReply("010000", false) << true;
-    QTest::newRow("echo and 3") << enterReply("010003", false) << false;
-    QTest::newRow("echo alone") << enterReply("0100", false) << true;
-    QTest::newRow("status alone, 0") << enterReply("00", false) << true;
-    QTest::newRow("status alone, 3") << enterReply("03", false) << false;
-    QTest::newRow("nothing") << enterReply("", false) << true;
-    QTest::newRow("echo, 0 and more") << enterReply("010000ff", false) << true;
+    const tests::DataTable<QByteArray, bool> rows("reply", "accepted");
+    rows("extended 0", enterReply("007900", true), true);
+    rows("extended 3", enterReply("007903", true), false);
+    rows("extended 1", enterReply("007901", true), false);
+    rows("extended, no status", enterReply("0079", true), true);
+    rows("echo and 0", enterReply("010000", false), true);
+    rows("echo and 3", enterReply("010003", false), false);
+    rows("echo alone", enterReply("0100", false), true);
+    rows("status alone, 0", enterReply("00", false), true);
+    rows("status alone, 3", enterReply("03", false), false);
+    rows("nothing", enterReply("", false), true);
+    rows("echo, 0 and more", enterReply("010000ff", false), true);
 }
 
 void TestTransfer::enterReplies()
@@ -181,9 +180,9 @@ void TestTransfer::shortImageThenTheNext()
 
 void TestTransfer::sizes_data()
 {
-    QTest::addColumn<int>("size");
+    const tests::DataTable<int> rows("size");
     for (const int size : {256, 257, 511, 512, 513, 700, 65'536, 1'048'577})
-        QTest::newRow(qPrintable(QString::number(size))) << size;
+        rows(qPrintable(QString::number(size)), size);
 }
 
 void TestTransfer::sizes()
@@ -236,9 +235,9 @@ void TestTransfer::file()
 
 void TestTransfer::fileThatCannotBeTaken_data()
 {
-    QTest::addColumn<QString>("name");
-    QTest::newRow("no .bin") << "FW.fwm";
-    QTest::newRow("missing") << "none.bin";
+    const tests::DataTable<QString> rows("name");
+    rows("no .bin", "FW.fwm");
+    rows("missing", "none.bin");
 }
 
 void TestTransfer::fileThatCannotBeTaken()

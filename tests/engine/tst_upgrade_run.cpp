@@ -127,14 +127,12 @@ private slots:
 
 void TestUpgradeRun::modes_data()
 {
-    QTest::addColumn<int>("mode");
-    QTest::addColumn<FoundEvent>("event");
-    QTest::addColumn<bool>("resets");
-    QTest::addColumn<bool>("writesInfo");
-    QTest::newRow("images only") << 1 << FoundEvent(Event::StartImages) << false << true;
-    QTest::newRow("newer only") << 2 << FoundEvent(Event::StartNewer) << true << false;
-    QTest::newRow("forced") << 5 << FoundEvent(Event::StartForced) << true << false;
-    QTest::newRow("another one") << 4 << FoundEvent() << false << false;
+    const tests::DataTable<int, FoundEvent, bool, bool> rows("mode", "event", "resets",
+                                                             "writesInfo");
+    rows("images only", 1, FoundEvent(Event::StartImages), false, true);
+    rows("newer only", 2, FoundEvent(Event::StartNewer), true, false);
+    rows("forced", 5, FoundEvent(Event::StartForced), true, false);
+    rows("another one", 4, FoundEvent(), false, false);
 }
 
 void TestUpgradeRun::modes()
@@ -197,43 +195,37 @@ void TestUpgradeRun::rowsAreCompleted()
 
 void TestUpgradeRun::decisions_data()
 {
-    QTest::addColumn<QString>("row");
-    QTest::addColumn<int>("mode");
-    QTest::addColumn<Event>("event");
-    QTest::addColumn<QStringList>("lines");
-    QTest::addColumn<QStringList>("skipped");
+    const tests::DataTable<QString, int, Event, QStringList, QStringList> rows(
+        "row", "mode", "event", "lines", "skipped");
     const QStringList none;
-    QTest::newRow("main") << mainRow << 5 << Event::MainImageDue << none << none;
-    QTest::newRow("another index of the main chip")
-        << QString(mainRow).replace("0,0,1", "0,1,1") << 5 << Event::OtherImageDue << none << none;
-    QTest::newRow("other") << auxRow << 5 << Event::OtherImageDue << none << none;
-    QTest::newRow("newer") << auxRow << 2 << Event::OtherImageDue
-                           << QStringList{"Firmware version V2.0.0 greater than the 'AUX' version "
-                                          "V1.0.0, will upgrade."}
-                           << none;
+    rows("main", mainRow, 5, Event::MainImageDue, none, none);
+    rows("another index of the main chip", QString(mainRow).replace("0,0,1", "0,1,1"), 5,
+         Event::OtherImageDue, none, none);
+    rows("other", auxRow, 5, Event::OtherImageDue, none, none);
+    rows("newer", auxRow, 2, Event::OtherImageDue,
+         QStringList{"Firmware version V2.0.0 greater than the 'AUX' version "
+                     "V1.0.0, will upgrade."},
+         none);
     const QString equal = QString(auxRow).replace("65,1", "65,2");
-    QTest::newRow("equal") << equal << 2 << Event::ItemDone
-                           << QStringList{"Firmware version V2.0.0 equal to the 'AUX' version "
-                                          "V2.0.0, will not upgrade.",
-                                          "UPGRADERESULT|" + equal.left(equal.size() - 1) + "2|3"}
-                           << QStringList{runWord::notNewer};
+    rows("equal", equal, 2, Event::ItemDone,
+         QStringList{"Firmware version V2.0.0 equal to the 'AUX' version "
+                     "V2.0.0, will not upgrade.",
+                     "UPGRADERESULT|" + equal.left(equal.size() - 1) + "2|3"},
+         QStringList{runWord::notNewer});
     const QString differs = QString(auxRow).replace("2,1,65", "9,1,65");
-    QTest::newRow("no match") << differs << 5 << Event::ItemDone
-                              << QStringList{"UPGRADERESULT|" + differs.left(differs.size() - 1) +
-                                             "2|2"}
-                              << QStringList{runWord::noMatch};
-    QTest::newRow("no firmware")
-        << "KEY,4,0,2,1,65,1,0,0,0,1,0,0" << 5 << Event::ItemDone
-        << QStringList{"UPGRADERESULT|KEY,4,0,2,1,65,1,0,0,0,1,0,2|2",
-                       "No suitable firmware for 'KEY' in the firmware package."}
-        << QStringList{runWord::noFirmware};
-    QTest::newRow("name alone") << "AUX" << 5 << Event::ItemDone
-                                << QStringList{"Invalid firmware list item(AUX). Check next item."}
-                                << QStringList{runWord::badRow};
-    QTest::newRow("two fields")
-        << "AUX,1" << 5 << Event::ItemDone
-        << QStringList{"MCU 'AUX' chip type or chip index incorrect, upload next mcu"}
-        << QStringList{runWord::badRow};
+    rows("no match", differs, 5, Event::ItemDone,
+         QStringList{"UPGRADERESULT|" + differs.left(differs.size() - 1) + "2|2"},
+         QStringList{runWord::noMatch});
+    rows("no firmware", "KEY,4,0,2,1,65,1,0,0,0,1,0,0", 5, Event::ItemDone,
+         QStringList{"UPGRADERESULT|KEY,4,0,2,1,65,1,0,0,0,1,0,2|2",
+                     "No suitable firmware for 'KEY' in the firmware package."},
+         QStringList{runWord::noFirmware});
+    rows("name alone", "AUX", 5, Event::ItemDone,
+         QStringList{"Invalid firmware list item(AUX). Check next item."},
+         QStringList{runWord::badRow});
+    rows("two fields", "AUX,1", 5, Event::ItemDone,
+         QStringList{"MCU 'AUX' chip type or chip index incorrect, upload next mcu"},
+         QStringList{runWord::badRow});
 }
 
 void TestUpgradeRun::decisions()
@@ -309,18 +301,14 @@ void TestUpgradeRun::longImageIsNone()
 
 void TestUpgradeRun::moduleImages_data()
 {
-    QTest::addColumn<int>("kind");
-    QTest::addColumn<bool>("installs");
-    QTest::addColumn<FoundEvent>("event");
-    QTest::addColumn<QString>("result");
-    QTest::addColumn<int>("installed");
-    QTest::addColumn<int>("written");
+    const tests::DataTable<int, bool, FoundEvent, QString, int, int> rows(
+        "kind", "installs", "event", "result", "installed", "written");
     const FoundEvent done = Event::ItemDone;
     const int here = netImage::installHere;
-    QTest::newRow("installed") << here << true << done << "1" << 1 << 0;
-    QTest::newRow("not installed") << here << false << done << "2" << 1 << 0;
-    QTest::newRow("sent") << int(netImage::sendToDevice) << true << FoundEvent() << "0" << 0 << 1;
-    QTest::newRow("not handled") << 3 << true << done << "2" << 0 << 0;
+    rows("installed", here, true, done, "1", 1, 0);
+    rows("not installed", here, false, done, "2", 1, 0);
+    rows("sent", int(netImage::sendToDevice), true, FoundEvent(), "0", 0, 1);
+    rows("not handled", 3, true, done, "2", 0, 0);
 }
 
 void TestUpgradeRun::moduleImages()
@@ -359,23 +347,18 @@ void TestUpgradeRun::changedPackageStopsTheRun()
 
 void TestUpgradeRun::results_data()
 {
-    QTest::addColumn<int>("row");
-    QTest::addColumn<bool>("written");
-    QTest::addColumn<Event>("event");
-    QTest::addColumn<QStringList>("lines");
+    const tests::DataTable<int, bool, Event, QStringList> rows("row", "written", "event", "lines");
     const QString main = "UPGRADERESULT|" + mainRow.left(mainRow.size() - 1);
     const QString aux = "UPGRADERESULT|" + auxRow.left(auxRow.size() - 1);
-    QTest::newRow("written") << 0 << true << Event::ImageWritten
-                             << QStringList{main + "1|1", "Write firmware 'MAIN' success."};
-    QTest::newRow("the last one") << 1 << true << Event::ImageWritten
-                                  << QStringList{aux + "1|1", "Write firmware 'AUX' success.",
-                                                 "Write all firmware success."};
-    QTest::newRow("failed") << 0 << false << Event::ItemDone
-                            << QStringList{main + "2|2", "'MAIN' F/W Update fail."};
-    QTest::newRow("the last one failed")
-        << 1 << false << Event::ItemDone << QStringList{aux + "2|2", "'AUX' F/W Update fail."};
-    QTest::newRow("a file, which has no row")
-        << 2 << true << Event::ImageWritten << QStringList{"Write firmware '' success."};
+    rows("written", 0, true, Event::ImageWritten,
+         QStringList{main + "1|1", "Write firmware 'MAIN' success."});
+    rows("the last one", 1, true, Event::ImageWritten,
+         QStringList{aux + "1|1", "Write firmware 'AUX' success.", "Write all firmware success."});
+    rows("failed", 0, false, Event::ItemDone, QStringList{main + "2|2", "'MAIN' F/W Update fail."});
+    rows("the last one failed", 1, false, Event::ItemDone,
+         QStringList{aux + "2|2", "'AUX' F/W Update fail."});
+    rows("a file, which has no row", 2, true, Event::ImageWritten,
+         QStringList{"Write firmware '' success."});
 }
 
 void TestUpgradeRun::results()

@@ -84,30 +84,19 @@ void TestSerial::metaObject()
 
 void TestSerial::opensWithSettings_data()
 {
-    QTest::addColumn<int>("baudRate");
-    QTest::addColumn<int>("dataBits");
-    QTest::addColumn<int>("stopBits");
-    QTest::addColumn<QString>("parity");
-    QTest::addColumn<QString>("expected");
+    const tests::DataTable<int, int, int, QString, QString> rows("baudRate", "dataBits", "stopBits",
+                                                                 "parity", "expected");
 
-    QTest::newRow("usual") << 57600 << 8 << 1 << "NoParity"
-                           << "57600 8 1 0 0";
-    QTest::newRow("two stop bits") << 9600 << 8 << 2 << "NoParity"
-                                   << "9600 8 2 0 0";
+    rows("usual", 57600, 8, 1, "NoParity", "57600 8 1 0 0");
+    rows("two stop bits", 9600, 8, 2, "NoParity", "9600 8 2 0 0");
     // What is unknown leaves the setting alone, and the port stays open.
-    QTest::newRow("9 data bits") << 57600 << 9 << 1 << "NoParity"
-                                 << "57600 8 1 0 0";
-    QTest::newRow("4 data bits") << 57600 << 4 << 1 << "NoParity"
-                                 << "57600 8 1 0 0";
-    QTest::newRow("3 stop bits") << 57600 << 8 << 3 << "NoParity"
-                                 << "57600 8 1 0 0";
-    QTest::newRow("0 stop bits") << 57600 << 8 << 0 << "NoParity"
-                                 << "57600 8 1 0 0";
-    QTest::newRow("parity") << 57600 << 8 << 1 << "noparity"
-                            << "57600 8 1 0 0";
+    rows("9 data bits", 57600, 9, 1, "NoParity", "57600 8 1 0 0");
+    rows("4 data bits", 57600, 4, 1, "NoParity", "57600 8 1 0 0");
+    rows("3 stop bits", 57600, 8, 3, "NoParity", "57600 8 1 0 0");
+    rows("0 stop bits", 57600, 8, 0, "NoParity", "57600 8 1 0 0");
+    rows("parity", 57600, 8, 1, "noparity", "57600 8 1 0 0");
     // A pseudo-terminal knows 8 data bits without parity and nothing else.
-    QTest::newRow("even, 7 bits") << 115200 << 7 << 1 << "EvenParity"
-                                  << "115200 8 1 0 0";
+    rows("even, 7 bits", 115200, 7, 1, "EvenParity", "115200 8 1 0 0");
 }
 
 void TestSerial::opensWithSettings()
@@ -160,14 +149,14 @@ void TestSerial::otherPort()
 
 void TestSerial::keyAndFlag_data()
 {
-    QTest::addColumn<QByteArray>("frame");
-    QTest::addColumn<int>("key");
-    QTest::newRow("8 bytes") << QByteArray::fromHex("0001020304050607") << 0x1234;
-    QTest::newRow("9 bytes") << QByteArray::fromHex("000102030405060708") << 0x0807;
-    QTest::newRow("read model name") << QByteArray::fromHex("5a5ba505000000"
-                                                            "03f9a5")
-                                     << 0xF903;
-    QTest::newRow("extended") << QByteArray::fromHex("5b5ba508000000ffff01790025") << 0xFFFF;
+    const tests::DataTable<QByteArray, int> rows("frame", "key");
+    rows("8 bytes", QByteArray::fromHex("0001020304050607"), 0x1234);
+    rows("9 bytes", QByteArray::fromHex("000102030405060708"), 0x0807);
+    rows("read model name",
+         QByteArray::fromHex("5a5ba505000000"
+                             "03f9a5"),
+         0xF903);
+    rows("extended", QByteArray::fromHex("5b5ba508000000ffff01790025"), 0xFFFF);
 }
 
 void TestSerial::keyAndFlag()
@@ -261,19 +250,18 @@ void TestSerial::everyChunkIsHandedOn()
 
 void TestSerial::textCommands_data()
 {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("sent");
+    const tests::DataTable<QString, int> rows("text", "sent");
     const auto x = [](int count) { return QString(count, QLatin1Char('x')); };
-    QTest::newRow("98") << x(98) << 98;
-    QTest::newRow("99") << x(99) << 99;
-    QTest::newRow("100") << x(100) << 99;
-    QTest::newRow("150") << x(150) << 99;
-    QTest::newRow("255") << x(255) << 99;
-    QTest::newRow("256") << x(256) << 0;
-    QTest::newRow("300") << x(300) << 44;
-    QTest::newRow("0") << QString() << 0;
+    rows("98", x(98), 98);
+    rows("99", x(99), 99);
+    rows("100", x(100), 99);
+    rows("150", x(150), 99);
+    rows("255", x(255), 99);
+    rows("256", x(256), 0);
+    rows("300", x(300), 44);
+    rows("0", {}, 0);
     // Characters are counted, bytes are sent: 60 characters of two bytes each.
-    QTest::newRow("two-byte characters") << QString(60, QChar(0xE9)) << 60;
+    rows("two-byte characters", QString(60, QChar(0xE9)), 60);
 }
 
 void TestSerial::textCommands()

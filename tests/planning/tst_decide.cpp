@@ -52,36 +52,22 @@ private slots:
 
 void TestDecide::versions_data()
 {
-    QTest::addColumn<QString>("package");
-    QTest::addColumn<QString>("running");
-    QTest::addColumn<int>("order");
+    const tests::DataTable<QString, QString, int> rows("package", "running", "order");
     constexpr int isGreater = int(VersionOrder::Greater);
     constexpr int isEqual = int(VersionOrder::Equal);
     constexpr int isLess = int(VersionOrder::Less);
-    QTest::newRow("equal") << "1,2,3"
-                           << "1,2,3" << isEqual;
-    QTest::newRow("by number") << "1,2,0"
-                               << "1,10,0" << isLess;
-    QTest::newRow("by number, back") << "1,10,0"
-                                     << "1,2,0" << isGreater;
-    QTest::newRow("first decides") << "2,0,0"
-                                   << "1,255,255" << isGreater;
-    QTest::newRow("third decides") << "1,2,4"
-                                   << "1,2,3" << isGreater;
-    QTest::newRow("third is less") << "1,2,2"
-                                   << "1,2,3" << isLess;
-    QTest::newRow("nothing known") << "0,0,1"
-                                   << ",," << isGreater;
-    QTest::newRow("both nothing") << "0,0,0"
-                                  << ",," << isEqual;
-    QTest::newRow("two parts") << "1,2,0"
-                               << "1,2" << isEqual;
-    QTest::newRow("two parts, newer") << "1,2,1"
-                                      << "1,2" << isGreater;
-    QTest::newRow("no numbers") << "0,0,0"
-                                << "a,b,c" << isEqual;
-    QTest::newRow("leading zeros") << "1,2,3"
-                                   << "01,002,3" << isEqual;
+    rows("equal", "1,2,3", "1,2,3", isEqual);
+    rows("by number", "1,2,0", "1,10,0", isLess);
+    rows("by number, back", "1,10,0", "1,2,0", isGreater);
+    rows("first decides", "2,0,0", "1,255,255", isGreater);
+    rows("third decides", "1,2,4", "1,2,3", isGreater);
+    rows("third is less", "1,2,2", "1,2,3", isLess);
+    rows("nothing known", "0,0,1", ",,", isGreater);
+    rows("both nothing", "0,0,0", ",,", isEqual);
+    rows("two parts", "1,2,0", "1,2", isEqual);
+    rows("two parts, newer", "1,2,1", "1,2", isGreater);
+    rows("no numbers", "0,0,0", "a,b,c", isEqual);
+    rows("leading zeros", "1,2,3", "01,002,3", isEqual);
 }
 
 void TestDecide::versions()
@@ -97,50 +83,38 @@ void TestDecide::versions()
 
 void TestDecide::decides_data()
 {
-    QTest::addColumn<QStringList>("row");
-    QTest::addColumn<QStringList>("list");
-    QTest::addColumn<bool>("newer");
-    QTest::addColumn<Verdict>("verdict");
-    QTest::addColumn<int>("entry");
-    QTest::addColumn<QString>("line");
+    const tests::DataTable<QStringList, QStringList, bool, Verdict, int, QString> rows(
+        "row", "list", "newer", "verdict", "entry", "line");
 
     const QStringList one{"E,1,1,2,3,65,1,2,3"};
     const auto mcu = row("A,1,0,2,3,65,1,2,2,0,1,0,0");
-    QTest::newRow("newer") << mcu << one << true << Verdict::Send << 0
-                           << greater.arg("1.2.3", "1.2.2");
-    QTest::newRow("equal") << row("A,1,0,2,3,65,1,2,3") << one << true << Verdict::NotNewer << 0
-                           << equal.arg("1.2.3", "1.2.3");
-    QTest::newRow("older") << row("A,1,0,2,3,65,1,10,0") << one << true << Verdict::NotNewer << 0
-                           << less.arg("1.2.3", "1.10.0");
-    QTest::newRow("version unknown") << row("A,1,0,2,3,65,,,") << one << true << Verdict::Send << 0
-                                     << greater.arg("1.2.3", "0.0.0");
-    QTest::newRow("older, forced")
-        << row("A,1,0,2,3,65,9,9,9") << one << false << Verdict::Send << 0 << "";
-    QTest::newRow("other MCU type")
-        << row("A,1,0,9,3,65,0,0,0") << one << true << Verdict::NoMatch << -1 << "";
-    QTest::newRow("other PCB") << row("A,1,0,2,9,65,0,0,0") << one << false << Verdict::NoMatch
-                               << -1 << "";
-    QTest::newRow("other speciality")
-        << row("A,1,0,2,3,66,0,0,0") << one << true << Verdict::NoMatch << -1 << "";
+    rows("newer", mcu, one, true, Verdict::Send, 0, greater.arg("1.2.3", "1.2.2"));
+    rows("equal", row("A,1,0,2,3,65,1,2,3"), one, true, Verdict::NotNewer, 0,
+         equal.arg("1.2.3", "1.2.3"));
+    rows("older", row("A,1,0,2,3,65,1,10,0"), one, true, Verdict::NotNewer, 0,
+         less.arg("1.2.3", "1.10.0"));
+    rows("version unknown", row("A,1,0,2,3,65,,,"), one, true, Verdict::Send, 0,
+         greater.arg("1.2.3", "0.0.0"));
+    rows("older, forced", row("A,1,0,2,3,65,9,9,9"), one, false, Verdict::Send, 0, "");
+    rows("other MCU type", row("A,1,0,9,3,65,0,0,0"), one, true, Verdict::NoMatch, -1, "");
+    rows("other PCB", row("A,1,0,2,9,65,0,0,0"), one, false, Verdict::NoMatch, -1, "");
+    rows("other speciality", row("A,1,0,2,3,66,0,0,0"), one, true, Verdict::NoMatch, -1, "");
     // Texts are compared, not numbers.
-    QTest::newRow("leading zero") << row("A,1,0,02,3,65,0,0,0") << one << true << Verdict::NoMatch
-                                  << -1 << "";
-    QTest::newRow("other chip") << row("A,2,0,2,3,65,0,0,0") << one << true << Verdict::NoFirmware
-                                << -1 << "";
-    QTest::newRow("empty list") << mcu << QStringList() << true << Verdict::NoFirmware << -1 << "";
-    QTest::newRow("damaged entries") << mcu << QStringList({"", "E", ",,,,,,,,", "E,2"}) << true
-                                     << Verdict::NoFirmware << -1 << "";
+    rows("leading zero", row("A,1,0,02,3,65,0,0,0"), one, true, Verdict::NoMatch, -1, "");
+    rows("other chip", row("A,2,0,2,3,65,0,0,0"), one, true, Verdict::NoFirmware, -1, "");
+    rows("empty list", mcu, {}, true, Verdict::NoFirmware, -1, "");
+    rows("damaged entries", mcu, QStringList({"", "E", ",,,,,,,,", "E,2"}), true,
+         Verdict::NoFirmware, -1, "");
     // Of an FPGA only the version counts.
     const QStringList fpga{"F,17,1,5,6,66,2,0,0"};
-    QTest::newRow("FPGA, newer") << row("A,17,0,,,,1,9,,,,0,0") << fpga << true << Verdict::Send
-                                 << 0 << greater.arg("2.0.0", "1.9.0");
-    QTest::newRow("FPGA, equal") << row("A,17,0,,,,2,0,,,,0,0") << fpga << true << Verdict::NotNewer
-                                 << 0 << equal.arg("2.0.0", "2.0.0");
-    QTest::newRow("FPGA, forced") << row("A,17,0,,,,9,0,") << fpga << false << Verdict::Send << 0
-                                  << "";
+    rows("FPGA, newer", row("A,17,0,,,,1,9,,,,0,0"), fpga, true, Verdict::Send, 0,
+         greater.arg("2.0.0", "1.9.0"));
+    rows("FPGA, equal", row("A,17,0,,,,2,0,,,,0,0"), fpga, true, Verdict::NotNewer, 0,
+         equal.arg("2.0.0", "2.0.0"));
+    rows("FPGA, forced", row("A,17,0,,,,9,0,"), fpga, false, Verdict::Send, 0, "");
     // Field 2 of an entry is a quantity, that of a row an index: never compared.
-    QTest::newRow("index is not a quantity") << row("A,1,7,2,3,65,0,0,0") << one << true
-                                             << Verdict::Send << 0 << greater.arg("1.2.3", "0.0.0");
+    rows("index is not a quantity", row("A,1,7,2,3,65,0,0,0"), one, true, Verdict::Send, 0,
+         greater.arg("1.2.3", "0.0.0"));
 }
 
 void TestDecide::decides()
@@ -183,25 +157,20 @@ void TestDecide::firstFittingEntryDecides()
 
 void TestDecide::masks_data()
 {
-    QTest::addColumn<QString>("mask");
-    QTest::addColumn<QStringList>("row");
-    QTest::addColumn<Verdict>("verdict");
+    const tests::DataTable<QString, QStringList, Verdict> rows("mask", "row", "verdict");
     const auto other = row("A,1,0,9,9,99,9,9,9");
-    QTest::newRow("type only") << "0,1,0,0,0,0,0,0,0,0,0" << other << Verdict::Send;
+    rows("type only", "0,1,0,0,0,0,0,0,0,0,0", other, Verdict::Send);
     // The chip type decides who is a candidate, whatever the mask says.
-    QTest::newRow("nothing") << "0,0,0,0,0,0,0,0,0,0,0" << other << Verdict::Send;
-    QTest::newRow("nothing, other chip")
-        << "0,0,0,0,0,0,0,0,0,0,0" << row("A,2,0,2,3,65") << Verdict::NoFirmware;
-    QTest::newRow("no exact 1") << "0,1,0,01,true, 1,0,0,0,0,0" << other << Verdict::Send;
-    QTest::newRow("empty") << "" << other << Verdict::Send;
+    rows("nothing", "0,0,0,0,0,0,0,0,0,0,0", other, Verdict::Send);
+    rows("nothing, other chip", "0,0,0,0,0,0,0,0,0,0,0", row("A,2,0,2,3,65"), Verdict::NoFirmware);
+    rows("no exact 1", "0,1,0,01,true, 1,0,0,0,0,0", other, Verdict::Send);
+    rows("empty", "", other, Verdict::Send);
     // Field 9 asks for a running application.
-    QTest::newRow("bootcode 0") << "0,1,0,0,0,0,0,0,0,1,0" << row("A,1,0,,,,,,,0") << Verdict::Send;
-    QTest::newRow("bootcode 1") << "0,1,0,0,0,0,0,0,0,1,0" << row("A,1,0,,,,,,,1")
-                                << Verdict::NoMatch;
+    rows("bootcode 0", "0,1,0,0,0,0,0,0,0,1,0", row("A,1,0,,,,,,,0"), Verdict::Send);
+    rows("bootcode 1", "0,1,0,0,0,0,0,0,0,1,0", row("A,1,0,,,,,,,1"), Verdict::NoMatch);
     // Fields 7 and 8 are decided with field 6, and without it by nothing.
-    QTest::newRow("7 and 8 alone")
-        << "0,1,0,0,0,0,0,1,1,0,0" << row("A,1,0,,,,9,9,9") << Verdict::Send;
-    QTest::newRow("index enabled") << "0,1,1,0,0,0,0,0,0,0,0" << row("A,1,0") << Verdict::NoMatch;
+    rows("7 and 8 alone", "0,1,0,0,0,0,0,1,1,0,0", row("A,1,0,,,,9,9,9"), Verdict::Send);
+    rows("index enabled", "0,1,1,0,0,0,0,0,0,0,0", row("A,1,0"), Verdict::NoMatch);
 }
 
 void TestDecide::masks()

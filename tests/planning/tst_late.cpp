@@ -37,35 +37,31 @@ private slots:
 
 void TestLate::answers_data()
 {
-    QTest::addColumn<QByteArray>("reply");
-    QTest::addColumn<int>("current");
-    QTest::addColumn<int>("row");
+    const tests::DataTable<QByteArray, int, int> addRow("reply", "current", "row");
 
-    QTest::newRow("own bootcode") << ordinary(0xF900, "01000100020001") << 1 << counts;
-    QTest::newRow("bootcode of another") << ordinary(0xF900, "00000100020001") << 1 << 0;
-    QTest::newRow("record of another") << ordinary(0xF901, "01010141") << 1 << 2;
-    QTest::newRow("version of another") << ordinary(0xF902, "0101010203") << 1 << 2;
-    QTest::newRow("version of an FPGA") << ordinary(0xF902, "11000301") << 2 << 5;
-    QTest::newRow("written record of another") << ordinary(0x7903, "010100") << 1 << 2;
-    QTest::newRow("the main MCU waits") << ordinary(0xF902, "0101010203") << 0 << 2;
+    addRow("own bootcode", ordinary(0xF900, "01000100020001"), 1, counts);
+    addRow("bootcode of another", ordinary(0xF900, "00000100020001"), 1, 0);
+    addRow("record of another", ordinary(0xF901, "01010141"), 1, 2);
+    addRow("version of another", ordinary(0xF902, "0101010203"), 1, 2);
+    addRow("version of an FPGA", ordinary(0xF902, "11000301"), 2, 5);
+    addRow("written record of another", ordinary(0x7903, "010100"), 1, 2);
+    addRow("the main MCU waits", ordinary(0xF902, "0101010203"), 0, 2);
 
-    QTest::newRow("two rows for one chip") << ordinary(0xF902, "0100010203") << 3 << counts;
-    QTest::newRow("first of two rows for one chip") << ordinary(0xF902, "0100010203") << 2 << 1;
-    QTest::newRow("index goes out as one byte") << ordinary(0xF902, "0200010203") << 4 << counts;
-    QTest::newRow("the same, another waits") << ordinary(0xF902, "0200010203") << 1 << 4;
-    QTest::newRow("row without numbers is asked as 0, 0")
-        << ordinary(0xF902, "0000010203") << 6 << counts;
+    addRow("two rows for one chip", ordinary(0xF902, "0100010203"), 3, counts);
+    addRow("first of two rows for one chip", ordinary(0xF902, "0100010203"), 2, 1);
+    addRow("index goes out as one byte", ordinary(0xF902, "0200010203"), 4, counts);
+    addRow("the same, another waits", ordinary(0xF902, "0200010203"), 1, 4);
+    addRow("row without numbers is asked as 0, 0", ordinary(0xF902, "0000010203"), 6, counts);
 
-    QTest::newRow("chip of no row") << ordinary(0xF902, "0900010203") << 1 << counts;
-    QTest::newRow("type of one row, index of another") << ordinary(0xF902, "0001") << 1 << counts;
-    QTest::newRow("nothing but the echo") << ordinary(0xF902, "0101") << 1 << 2;
-    QTest::newRow("half an echo") << ordinary(0xF902, "00") << 1 << counts;
-    QTest::newRow("no data") << ordinary(0xF902, "") << 1 << counts;
-    QTest::newRow("extended") << mcu::buildStatusFrame(mcu::replyStart, {}, 0xF902, 3) << 1
-                              << counts;
+    addRow("chip of no row", ordinary(0xF902, "0900010203"), 1, counts);
+    addRow("type of one row, index of another", ordinary(0xF902, "0001"), 1, counts);
+    addRow("nothing but the echo", ordinary(0xF902, "0101"), 1, 2);
+    addRow("half an echo", ordinary(0xF902, "00"), 1, counts);
+    addRow("no data", ordinary(0xF902, ""), 1, counts);
+    addRow("extended", mcu::buildStatusFrame(mcu::replyStart, {}, 0xF902, 3), 1, counts);
     // Its first bytes would be the echo of MAIN.
-    QTest::newRow("model name") << ordinary(0xF903, "0000") << 1 << counts;
-    QTest::newRow("product ID") << ordinary(0xF802, "0000") << 1 << counts;
+    addRow("model name", ordinary(0xF903, "0000"), 1, counts);
+    addRow("product ID", ordinary(0xF802, "0000"), 1, counts);
 }
 
 void TestLate::answers()

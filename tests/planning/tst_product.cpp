@@ -71,19 +71,18 @@ private slots:
 
 void TestProduct::auxiliaryMcu_data()
 {
-    QTest::addColumn<QByteArray>("row");
-    QTest::addColumn<QByteArray>("payload");
+    const tests::DataTable<QByteArray, QByteArray> rows("row", "payload");
     // Type, index, PCB version, speciality, a rest of no bytes, ten zeros.
-    QTest::newRow("index 0") << QByteArray("AUX,1,0,5,7,67") << "010007430000" + head;
-    QTest::newRow("index 1") << QByteArray("AUX,1,1,5,7,67") << "010107430000" + head;
+    rows("index 0", "AUX,1,0,5,7,67", "010007430000" + head);
+    rows("index 1", "AUX,1,1,5,7,67", "010107430000" + head);
     // The index is a place, no quantity, and so may be any.
-    QTest::newRow("index 9") << QByteArray("AUX,1,9,5,7,67") << "010907430000" + head;
-    QTest::newRow("other MCU model") << QByteArray("AUX,1,0,6,7,67") << noChip;
-    QTest::newRow("other PCB") << QByteArray("AUX,1,0,5,8,67") << noChip;
-    QTest::newRow("other speciality") << QByteArray("AUX,1,0,5,7,68") << noChip;
-    QTest::newRow("other chip") << QByteArray("AUX,4,0,5,7,67") << noChip;
-    QTest::newRow("FPGA without MCUs") << QByteArray("FPGA,17,0,,,") << noChip;
-    QTest::newRow("short row") << QByteArray("AUX,1") << noChip;
+    rows("index 9", "AUX,1,9,5,7,67", "010907430000" + head);
+    rows("other MCU model", "AUX,1,0,6,7,67", noChip);
+    rows("other PCB", "AUX,1,0,5,8,67", noChip);
+    rows("other speciality", "AUX,1,0,5,7,68", noChip);
+    rows("other chip", "AUX,4,0,5,7,67", noChip);
+    rows("FPGA without MCUs", "FPGA,17,0,,,", noChip);
+    rows("short row", "AUX,1", noChip);
 }
 
 void TestProduct::auxiliaryMcu()
@@ -95,42 +94,34 @@ void TestProduct::auxiliaryMcu()
 
 void TestProduct::mainMcu_data()
 {
-    QTest::addColumn<QByteArray>("row");
-    QTest::addColumn<QByteArray>("description");
-    QTest::addColumn<QByteArray>("payload");
+    const tests::DataTable<QByteArray, QByteArray, QByteArray> rows("row", "description",
+                                                                    "payload");
 
     const QByteArray alone = described({mainChip});
-    QTest::newRow("matched") << QByteArray("M,0,0,3,2,66") << alone
-                             << "000002420600" + head + model;
+    rows("matched", "M,0,0,3,2,66", alone, "000002420600" + head + model);
     // Without a match the entry that was looked at last is taken.
-    QTest::newRow("no such PCB") << QByteArray("M,0,0,3,8,66") << alone
-                                 << "000004440600" + head + model;
-    QTest::newRow("no such speciality")
-        << QByteArray("M,0,0,3,2,90") << alone << "000004440600" + head + model;
-    QTest::newRow("no such MCU model")
-        << QByteArray("M,0,0,8,2,66") << alone << "000000000600" + head + model;
+    rows("no such PCB", "M,0,0,3,8,66", alone, "000004440600" + head + model);
+    rows("no such speciality", "M,0,0,3,2,90", alone, "000004440600" + head + model);
+    rows("no such MCU model", "M,0,0,8,2,66", alone, "000000000600" + head + model);
     // 3, count of the bytes after it, then type, quantity, name length, name.
     const QByteArray aux = "010203"
                            "415558";
     const QByteArray fpga = "110104"
                             "46504741";
-    QTest::newRow("one kind more") << QByteArray("M,0,0,3,2,66") << described({mainChip, auxChip})
-                                   << "000002420e00" + head + model + "0306" + aux;
-    QTest::newRow("two kinds more")
-        << QByteArray("M,0,0,3,2,66") << described({mainChip, auxChip, fpgaChip})
-        << "000002421500" + head + model + "030d" + aux + fpga;
+    rows("one kind more", "M,0,0,3,2,66", described({mainChip, auxChip}),
+         "000002420e00" + head + model + "0306" + aux);
+    rows("two kinds more", "M,0,0,3,2,66", described({mainChip, auxChip, fpgaChip}),
+         "000002421500" + head + model + "030d" + aux + fpga);
     // What stands before the main chip is discarded.
-    QTest::newRow("main chip last") << QByteArray("M,0,0,3,2,66") << described({auxChip, mainChip})
-                                    << "000002420600" + head + model;
-    QTest::newRow("main chip in the middle")
-        << QByteArray("M,0,0,3,2,66") << described({auxChip, mainChip, fpgaChip})
-        << "000002420f00" + head + model + "0307" + fpga;
-    QTest::newRow("main chip twice")
-        << QByteArray("M,0,0,3,2,66") << described({mainChip, auxChip, mainChip})
-        << "000002420600" + head + model;
-    QTest::newRow("no main chip") << QByteArray("M,0,0,3,2,66") << described({auxChip}) << noChip;
+    rows("main chip last", "M,0,0,3,2,66", described({auxChip, mainChip}),
+         "000002420600" + head + model);
+    rows("main chip in the middle", "M,0,0,3,2,66", described({auxChip, mainChip, fpgaChip}),
+         "000002420f00" + head + model + "0307" + fpga);
+    rows("main chip twice", "M,0,0,3,2,66", described({mainChip, auxChip, mainChip}),
+         "000002420600" + head + model);
+    rows("no main chip", "M,0,0,3,2,66", described({auxChip}), noChip);
     // The index of a main row plays no part in its record.
-    QTest::newRow("index") << QByteArray("M,0,1,3,2,66") << alone << "000002420600" + head + model;
+    rows("index", "M,0,1,3,2,66", alone, "000002420600" + head + model);
 }
 
 void TestProduct::mainMcu()
@@ -143,17 +134,15 @@ void TestProduct::mainMcu()
 
 void TestProduct::brokenDescriptions_data()
 {
-    QTest::addColumn<QByteArray>("description");
-    QTest::addColumn<QByteArray>("result");
-    QTest::newRow("no JSON") << QByteArray("{") << notAnObject;
-    QTest::newRow("empty") << QByteArray() << notAnObject;
-    QTest::newRow("a list") << QByteArray("[1, 2]") << notAnObject;
-    QTest::newRow("no chips") << QByteArray("{}") << noChip;
-    QTest::newRow("chips no list") << QByteArray(R"({"chips": {"chip_type": "1"}})") << noChip;
-    QTest::newRow("chips no objects") << QByteArray(R"({"chips": [1, "2", [], null]})") << noChip;
-    QTest::newRow("empty chips") << QByteArray(R"({"chips": [{}, {}]})") << noChip;
-    QTest::newRow("number, not text")
-        << QByteArray(R"({"model": 8, "chips": [{"chip_type": {}}]})") << noChip;
+    const tests::DataTable<QByteArray, QByteArray> rows("description", "result");
+    rows("no JSON", "{", notAnObject);
+    rows("empty", {}, notAnObject);
+    rows("a list", "[1, 2]", notAnObject);
+    rows("no chips", "{}", noChip);
+    rows("chips no list", QByteArray(R"({"chips": {"chip_type": "1"}})"), noChip);
+    rows("chips no objects", QByteArray(R"({"chips": [1, "2", [], null]})"), noChip);
+    rows("empty chips", QByteArray(R"({"chips": [{}, {}]})"), noChip);
+    rows("number, not text", QByteArray(R"({"model": 8, "chips": [{"chip_type": {}}]})"), noChip);
 }
 
 void TestProduct::brokenDescriptions()
@@ -207,23 +196,21 @@ void TestProduct::backFromARecord()
 
 void TestProduct::reportOfARow_data()
 {
-    QTest::addColumn<QString>("row");
-    QTest::addColumn<QString>("report");
-    QTest::newRow("full") << "MAIN,0,0,3,2,65,1,2,3,0,1,0,0"
-                          << "Name:MAIN|Chip Type:0|Chip Index:0|MCU Model:3|PCB Version:02|"
-                             "Speciality:A|Ver1:1|Ver2:02|Ver3:03|BootCodeFlag:0|"
-                             "ProductInfoFlag:1|";
-    QTest::newRow("two-part version, two digits")
-        << "AUX,1,1,4,10,66,11,22,,1,0,0,0"
-        << "Name:AUX|Chip Type:1|Chip Index:1|MCU Model:4|PCB Version:10|Speciality:B|Ver1:11|"
-           "Ver2:22|Ver3:|BootCodeFlag:1|ProductInfoFlag:0|";
-    QTest::newRow("three digits") << "X,1,0,,123,,1,255,100,,,"
-                                  << "Name:X|Chip Type:1|Chip Index:0|MCU Model:|"
-                                     "PCB Version:123|Speciality:|Ver1:1|Ver2:255|Ver3:100|"
-                                     "BootCodeFlag:|ProductInfoFlag:|";
-    QTest::newRow("empty") << ""
-                           << "Name:|Chip Type:|Chip Index:|MCU Model:|PCB Version:|Speciality:|"
-                              "Ver1:|Ver2:|Ver3:|BootCodeFlag:|ProductInfoFlag:|";
+    const tests::DataTable<QString, QString> rows("row", "report");
+    rows("full", "MAIN,0,0,3,2,65,1,2,3,0,1,0,0",
+         "Name:MAIN|Chip Type:0|Chip Index:0|MCU Model:3|PCB Version:02|"
+         "Speciality:A|Ver1:1|Ver2:02|Ver3:03|BootCodeFlag:0|"
+         "ProductInfoFlag:1|");
+    rows("two-part version, two digits", "AUX,1,1,4,10,66,11,22,,1,0,0,0",
+         "Name:AUX|Chip Type:1|Chip Index:1|MCU Model:4|PCB Version:10|Speciality:B|Ver1:11|"
+         "Ver2:22|Ver3:|BootCodeFlag:1|ProductInfoFlag:0|");
+    rows("three digits", "X,1,0,,123,,1,255,100,,,",
+         "Name:X|Chip Type:1|Chip Index:0|MCU Model:|"
+         "PCB Version:123|Speciality:|Ver1:1|Ver2:255|Ver3:100|"
+         "BootCodeFlag:|ProductInfoFlag:|");
+    rows("empty", "",
+         "Name:|Chip Type:|Chip Index:|MCU Model:|PCB Version:|Speciality:|"
+         "Ver1:|Ver2:|Ver3:|BootCodeFlag:|ProductInfoFlag:|");
 }
 
 void TestProduct::reportOfARow()

@@ -126,21 +126,18 @@ void TestRules::badRows()
 
 void TestRules::images_data()
 {
-    QTest::addColumn<QString>("row");
-    QTest::addColumn<Net>("net");
-    QTest::addColumn<Kind>("kind");
-    QTest::addColumn<int>("length");
-    QTest::newRow("MCU") << "A,1,0,1,1,65" << Net::Install << Kind::Write << 20;
-    QTest::newRow("other board") << "A,1,0,1,2,65" << Net::Install << Kind::NoImage << 0;
-    QTest::newRow("no record") << "A,3,0,1,1,65" << Net::Install << Kind::NoImage << 0;
-    QTest::newRow("no bytes") << "A,4,0,1,1,65" << Net::Install << Kind::NoImage << 0;
-    QTest::newRow("too long") << "A,2,0,1,1,65" << Net::Install << Kind::TooLong << 21;
-    QTest::newRow("type of two bytes") << "A,256,0,1,1,65" << Net::Install << Kind::BadChip << 0;
-    QTest::newRow("no index") << "A,1,,1,1,65" << Net::Install << Kind::BadChip << 0;
-    QTest::newRow("FPGA") << "A,17,0,,," << Net::Install << Kind::Write << 1;
-    QTest::newRow("module installs") << "A,32,0,,," << Net::Install << Kind::Install << 2;
-    QTest::newRow("device stores it") << "A,32,0,,," << Net::SendToDevice << Kind::Write << 2;
-    QTest::newRow("not handled") << "A,32,0,,," << Net::Refuse << Kind::NotHandled << 2;
+    const tests::DataTable<QString, Net, Kind, int> rows("row", "net", "kind", "length");
+    rows("MCU", "A,1,0,1,1,65", Net::Install, Kind::Write, 20);
+    rows("other board", "A,1,0,1,2,65", Net::Install, Kind::NoImage, 0);
+    rows("no record", "A,3,0,1,1,65", Net::Install, Kind::NoImage, 0);
+    rows("no bytes", "A,4,0,1,1,65", Net::Install, Kind::NoImage, 0);
+    rows("too long", "A,2,0,1,1,65", Net::Install, Kind::TooLong, 21);
+    rows("type of two bytes", "A,256,0,1,1,65", Net::Install, Kind::BadChip, 0);
+    rows("no index", "A,1,,1,1,65", Net::Install, Kind::BadChip, 0);
+    rows("FPGA", "A,17,0,,,", Net::Install, Kind::Write, 1);
+    rows("module installs", "A,32,0,,,", Net::Install, Kind::Install, 2);
+    rows("device stores it", "A,32,0,,,", Net::SendToDevice, Kind::Write, 2);
+    rows("not handled", "A,32,0,,,", Net::Refuse, Kind::NotHandled, 2);
 }
 
 void TestRules::images()

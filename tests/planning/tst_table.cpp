@@ -34,13 +34,12 @@ private slots:
 
 void TestTable::readsOutsideAreEmpty_data()
 {
-    QTest::addColumn<int>("line");
-    QTest::addColumn<int>("index");
-    QTest::newRow("line -1") << -1 << 0;
-    QTest::newRow("line 99") << 99 << 0;
-    QTest::newRow("field 99") << 0 << 99;
-    QTest::newRow("field -1") << 0 << -1;
-    QTest::newRow("empty field") << 0 << 3;
+    const tests::DataTable<int, int> rows("line", "index");
+    rows("line -1", -1, 0);
+    rows("line 99", 99, 0);
+    rows("field 99", 0, 99);
+    rows("field -1", 0, -1);
+    rows("empty field", 0, 3);
 }
 
 void TestTable::readsOutsideAreEmpty()
@@ -96,19 +95,17 @@ void TestTable::setAll()
 
 void TestTable::mainMcu_data()
 {
-    QTest::addColumn<QString>("row");
-    QTest::addColumn<bool>("isMain");
-    QTest::addColumn<bool>("isFpga");
-    QTest::newRow("main") << "X,0,0" << true << false;
-    QTest::newRow("quantity in the index's place") << "MAIN,0,1" << false << false;
-    QTest::newRow("other") << "MAIN,1,0" << false << false;
+    const tests::DataTable<QString, bool, bool> rows("row", "isMain", "isFpga");
+    rows("main", "X,0,0", true, false);
+    rows("quantity in the index's place", "MAIN,0,1", false, false);
+    rows("other", "MAIN,1,0", false, false);
     // The fields are compared as text; one without a number is not equal to 0.
-    QTest::newRow("two zeros") << "MAIN,00,0" << false << false;
-    QTest::newRow("no fields") << "MAIN" << false << false;
-    QTest::newRow("16") << "X,16,0" << false << false;
-    QTest::newRow("17") << "X,17,0" << false << true;
-    QTest::newRow("network module") << "NET,32,0" << false << true;
-    QTest::newRow("no number") << "X,FPGA,0" << false << false;
+    rows("two zeros", "MAIN,00,0", false, false);
+    rows("no fields", "MAIN", false, false);
+    rows("16", "X,16,0", false, false);
+    rows("17", "X,17,0", false, true);
+    rows("network module", "NET,32,0", false, true);
+    rows("no number", "X,FPGA,0", false, false);
 }
 
 void TestTable::mainMcu()
@@ -125,29 +122,24 @@ void TestTable::mainMcu()
 
 void TestTable::completesRows_data()
 {
-    QTest::addColumn<QString>("row");
-    QTest::addColumn<int>("mode");
-    QTest::addColumn<QString>("completed");
-    QTest::addColumn<int>("fields");
+    const tests::DataTable<QString, int, QString, int> rows("row", "mode", "completed", "fields");
 
     const QString nine = QStringLiteral("A,1,0,2,3,65,1,2,3");
     for (const int mode : {upgradeMode::newerOnly, upgradeMode::forced, 7}) {
         const auto name = [mode](const char *text) {
             return QStringLiteral("mode %1, %2").arg(mode).arg(QLatin1String(text)).toLatin1();
         };
-        QTest::newRow(name("1 field").constData()) << "A" << mode << "A,,,,,,,,,0,0" << 11;
-        QTest::newRow(name("2 fields").constData()) << "A,1" << mode << "A,1,,,,,,,,,0,0" << 12;
-        QTest::newRow(name("3 fields").constData())
-            << "MAIN,0,0" << mode << "MAIN,0,0,,,,,,,,,0,0" << 13;
-        QTest::newRow(name("4 fields").constData())
-            << "A,1,0,2" << mode << "A,1,0,2,,,,,,,,,0,0" << 14;
-        QTest::newRow(name("9 fields").constData()) << nine << mode << nine + ",,,,,,,,,0,0" << 19;
-        QTest::newRow(name("empty").constData()) << "" << mode << "" << 1;
+        rows(name("1 field").constData(), "A", mode, "A,,,,,,,,,0,0", 11);
+        rows(name("2 fields").constData(), "A,1", mode, "A,1,,,,,,,,,0,0", 12);
+        rows(name("3 fields").constData(), "MAIN,0,0", mode, "MAIN,0,0,,,,,,,,,0,0", 13);
+        rows(name("4 fields").constData(), "A,1,0,2", mode, "A,1,0,2,,,,,,,,,0,0", 14);
+        rows(name("9 fields").constData(), nine, mode, nine + ",,,,,,,,,0,0", 19);
+        rows(name("empty").constData(), "", mode, "", 1);
     }
-    QTest::newRow("mode 1, 9 fields") << nine << 1 << nine + ",0,0,0,0" << 13;
-    QTest::newRow("mode 1, 3 fields") << "A,1,0" << 1 << "A,1,0" << 3;
-    QTest::newRow("mode 1, 13 fields") << nine + ",0,0,0,0" << 1 << nine + ",0,0,0,0" << 13;
-    QTest::newRow("mode 1, empty") << "" << 1 << "" << 1;
+    rows("mode 1, 9 fields", nine, 1, nine + ",0,0,0,0", 13);
+    rows("mode 1, 3 fields", "A,1,0", 1, "A,1,0", 3);
+    rows("mode 1, 13 fields", nine + ",0,0,0,0", 1, nine + ",0,0,0,0", 13);
+    rows("mode 1, empty", "", 1, "", 1);
 }
 
 void TestTable::completesRows()
@@ -174,18 +166,17 @@ void TestTable::completesByTheFirstRow()
 
 void TestTable::virtualVersion_data()
 {
-    QTest::addColumn<QString>("release");
-    QTest::addColumn<int>("byte");
-    QTest::newRow("last part") << "1.0.12" << 12;
-    QTest::newRow("alone") << "7" << 7;
-    QTest::newRow("largest") << "1.255" << 255;
-    QTest::newRow("too large") << "2.300" << 0;
-    QTest::newRow("256") << "256" << 0;
-    QTest::newRow("zero") << "1.0" << 0;
-    QTest::newRow("negative") << "1.-5" << 0;
-    QTest::newRow("no number") << "1.beta" << 0;
-    QTest::newRow("dot at the end") << "1." << 0;
-    QTest::newRow("empty") << "" << 0;
+    const tests::DataTable<QString, int> rows("release", "byte");
+    rows("last part", "1.0.12", 12);
+    rows("alone", "7", 7);
+    rows("largest", "1.255", 255);
+    rows("too large", "2.300", 0);
+    rows("256", "256", 0);
+    rows("zero", "1.0", 0);
+    rows("negative", "1.-5", 0);
+    rows("no number", "1.beta", 0);
+    rows("dot at the end", "1.", 0);
+    rows("empty", "", 0);
 }
 
 void TestTable::virtualVersion()

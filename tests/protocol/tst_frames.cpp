@@ -74,35 +74,27 @@ private slots:
 
 void TestFrames::buildsGoldenFrames_data()
 {
-    QTest::addColumn<quint16>("word");
-    QTest::addColumn<QByteArray>("payload");
-    QTest::addColumn<QByteArray>("frame");
+    const tests::DataTable<quint16, QByteArray, QByteArray> rows("word", "payload", "frame");
 
-    QTest::newRow("model name") << command::readModelName << QByteArray()
-                                << hex("5a5ba50500000003f9a5");
-    QTest::newRow("product id") << command::readProductId << QByteArray()
-                                << hex("5a5ba50500000002f8a7");
-    QTest::newRow("reboot") << command::reboot << QByteArray()
-                            << hex("5a5ba5050000000279"
-                                   "26");
-    QTest::newRow("virtual version")
-        << command::readVirtualVersion << QByteArray() << hex("5a5ba50500000005f9a3");
-    QTest::newRow("bootcode 0,0") << command::readBootcode << hex("0000")
-                                  << hex("5a5ba50700000000f90000a6");
-    QTest::newRow("bootcode 0,1") << command::readBootcode << hex("0001")
-                                  << hex("5a5ba50700000000f90001a5");
-    QTest::newRow("product information 0,1")
-        << command::readProductInformation << hex("0001") << hex("5a5ba50700000001f90001a4");
-    QTest::newRow("version 0,1") << command::readVersion << hex("0001")
-                                 << hex("5a5ba50700000002f90001a3");
-    QTest::newRow("enter 0,0") << command::enterUpdateMode << hex("0000")
-                               << hex("5a5ba50700000000790000"
-                                      "26");
-    QTest::newRow("enter 32,0") << command::enterUpdateMode << hex("2000")
-                                << hex("5a5ba50700000000792000"
-                                       "06");
-    QTest::newRow("set virtual version")
-        << command::setVirtualVersion << hex("05") << hex("5a5ba5060000000579051d");
+    rows("model name", command::readModelName, {}, hex("5a5ba50500000003f9a5"));
+    rows("product id", command::readProductId, {}, hex("5a5ba50500000002f8a7"));
+    rows("reboot", command::reboot, {},
+         hex("5a5ba5050000000279"
+             "26"));
+    rows("virtual version", command::readVirtualVersion, {}, hex("5a5ba50500000005f9a3"));
+    rows("bootcode 0,0", command::readBootcode, hex("0000"), hex("5a5ba50700000000f90000a6"));
+    rows("bootcode 0,1", command::readBootcode, hex("0001"), hex("5a5ba50700000000f90001a5"));
+    rows("product information 0,1", command::readProductInformation, hex("0001"),
+         hex("5a5ba50700000001f90001a4"));
+    rows("version 0,1", command::readVersion, hex("0001"), hex("5a5ba50700000002f90001a3"));
+    rows("enter 0,0", command::enterUpdateMode, hex("0000"),
+         hex("5a5ba50700000000790000"
+             "26"));
+    rows("enter 32,0", command::enterUpdateMode, hex("2000"),
+         hex("5a5ba50700000000792000"
+             "06"));
+    rows("set virtual version", command::setVirtualVersion, hex("05"),
+         hex("5a5ba5060000000579051d"));
 }
 
 void TestFrames::buildsGoldenFrames()
@@ -167,11 +159,11 @@ void TestFrames::skipsNoise()
 
 void TestFrames::refusesLengths_data()
 {
-    QTest::addColumn<QByteArray>("lengthBytes");
-    QTest::newRow("0") << hex("0000");
-    QTest::newRow("4") << hex("0400");
-    QTest::newRow("above the buffer") << hex("fc0f");
-    QTest::newRow("ffff") << hex("ffff");
+    const tests::DataTable<QByteArray> rows("lengthBytes");
+    rows("0", hex("0000"));
+    rows("4", hex("0400"));
+    rows("above the buffer", hex("fc0f"));
+    rows("ffff", hex("ffff"));
 }
 
 void TestFrames::refusesLengths()

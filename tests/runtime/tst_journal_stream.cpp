@@ -39,18 +39,15 @@ void TestJournalStream::recognisesItsStream()
 
 void TestJournalStream::priorities_data()
 {
-    QTest::addColumn<int>("type");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QByteArray>("lines");
+    const tests::DataTable<int, QString, QByteArray> rows("type", "text", "lines");
 
-    QTest::newRow("debug") << int(QtDebugMsg) << "a" << QByteArray("<7>a\n");
-    QTest::newRow("info") << int(QtInfoMsg) << "a" << QByteArray("<6>a\n");
-    QTest::newRow("warning") << int(QtWarningMsg) << "a" << QByteArray("<4>a\n");
-    QTest::newRow("critical") << int(QtCriticalMsg) << "a" << QByteArray("<3>a\n");
-    QTest::newRow("fatal") << int(QtFatalMsg) << "a" << QByteArray("<2>a\n");
-    QTest::newRow("lines") << int(QtInfoMsg) << "a\n<0>b" << QByteArray("<6>a\n<6><0>b\n");
-    QTest::newRow("UTF-8") << int(QtInfoMsg) << QString::fromUtf8("\u00e9")
-                           << QByteArray("<6>\xc3\xa9\n");
+    rows("debug", int(QtDebugMsg), "a", "<7>a\n");
+    rows("info", int(QtInfoMsg), "a", "<6>a\n");
+    rows("warning", int(QtWarningMsg), "a", "<4>a\n");
+    rows("critical", int(QtCriticalMsg), "a", "<3>a\n");
+    rows("fatal", int(QtFatalMsg), "a", "<2>a\n");
+    rows("lines", int(QtInfoMsg), "a\n<0>b", "<6>a\n<6><0>b\n");
+    rows("UTF-8", int(QtInfoMsg), QString::fromUtf8("\u00e9"), QByteArray("<6>\xc3\xa9\n"));
 }
 
 void TestJournalStream::priorities()

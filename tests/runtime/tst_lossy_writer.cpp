@@ -143,9 +143,9 @@ private slots:
 
 void TestLossyWriter::readerStops_data()
 {
-    QTest::addColumn<QString>("kind");
+    const tests::DataTable<QString> rows("kind");
     for (const char *kind : {"pipe", "socket", "terminal"})
-        QTest::newRow(kind) << QString(kind);
+        rows(kind, QString(kind));
 }
 
 /** What was kept comes first, then the count, and then the log goes on. Two times: a reader that

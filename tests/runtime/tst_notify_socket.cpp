@@ -38,13 +38,13 @@ private:
 
 void TestNotifySocket::pathAndAbstract_data()
 {
-    QTest::addColumn<QByteArray>("address");
+    const tests::DataTable<QByteArray> rows("address");
     const QByteArray folder = m_folder.path().toLocal8Bit();
-    QTest::newRow("path") << folder + "/notify";
-    QTest::newRow("abstract") << QByteArray("@test" + folder);
+    rows("path", folder + "/notify");
+    rows("abstract", QByteArray("@test" + folder));
     // The longest that the address structure holds: 108 bytes, of which a path needs one to end.
-    QTest::newRow("longest path") << (folder + '/').leftJustified(107, 'x');
-    QTest::newRow("longest abstract") << ('@' + folder).leftJustified(108, 'x');
+    rows("longest path", (folder + '/').leftJustified(107, 'x'));
+    rows("longest abstract", ('@' + folder).leftJustified(108, 'x'));
 }
 
 void TestNotifySocket::pathAndAbstract()
@@ -60,14 +60,14 @@ void TestNotifySocket::pathAndAbstract()
 
 void TestNotifySocket::noAddress_data()
 {
-    QTest::addColumn<QByteArray>("address");
-    QTest::newRow("empty") << QByteArray();
-    QTest::newRow("root") << QByteArray("/");
-    QTest::newRow("nameless") << QByteArray("@");
-    QTest::newRow("relative") << QByteArray("run/notify");
-    QTest::newRow("another family") << QByteArray("vsock:2:1");
-    QTest::newRow("path too long") << '/' + QByteArray(107, 'x');
-    QTest::newRow("abstract too long") << '@' + QByteArray(108, 'x');
+    const tests::DataTable<QByteArray> rows("address");
+    rows("empty", {});
+    rows("root", "/");
+    rows("nameless", "@");
+    rows("relative", "run/notify");
+    rows("another family", "vsock:2:1");
+    rows("path too long", '/' + QByteArray(107, 'x'));
+    rows("abstract too long", '@' + QByteArray(108, 'x'));
 }
 
 void TestNotifySocket::noAddress()
@@ -120,27 +120,20 @@ void TestNotifySocket::closedInChildren()
 
 void TestNotifySocket::environment_data()
 {
-    QTest::addColumn<QByteArray>("socket");
-    QTest::addColumn<QByteArray>("microseconds");
-    QTest::addColumn<QByteArray>("process");
-    QTest::addColumn<qint64>("watchdog");
+    const tests::DataTable<QByteArray, QByteArray, QByteArray, qint64> rows(
+        "socket", "microseconds", "process", "watchdog");
 
     const QByteArray socket = "/run/notify";
-    QTest::newRow("nothing") << QByteArray() << QByteArray() << QByteArray() << qint64{0};
-    QTest::newRow("no watchdog") << socket << QByteArray() << QByteArray() << qint64{0};
-    QTest::newRow("for any process")
-        << socket << QByteArray("30000000") << QByteArray() << qint64{30'000'000};
-    QTest::newRow("for this process")
-        << socket << QByteArray("5000000000") << QByteArray("42") << qint64{5'000'000'000};
-    QTest::newRow("for another process")
-        << socket << QByteArray("30000000") << QByteArray("43") << qint64{0};
-    QTest::newRow("malformed process")
-        << socket << QByteArray("30000000") << QByteArray("x") << qint64{0};
-    QTest::newRow("zero") << socket << QByteArray("0") << QByteArray() << qint64{0};
-    QTest::newRow("negative") << socket << QByteArray("-1") << QByteArray() << qint64{0};
-    QTest::newRow("no number") << socket << QByteArray("soon") << QByteArray() << qint64{0};
-    QTest::newRow("no socket") << QByteArray() << QByteArray("30000000") << QByteArray("42")
-                               << qint64{0};
+    rows("nothing", {}, {}, {}, qint64{0});
+    rows("no watchdog", socket, {}, {}, qint64{0});
+    rows("for any process", socket, "30000000", {}, qint64{30'000'000});
+    rows("for this process", socket, "5000000000", "42", qint64{5'000'000'000});
+    rows("for another process", socket, "30000000", "43", qint64{0});
+    rows("malformed process", socket, "30000000", "x", qint64{0});
+    rows("zero", socket, "0", {}, qint64{0});
+    rows("negative", socket, "-1", {}, qint64{0});
+    rows("no number", socket, "soon", {}, qint64{0});
+    rows("no socket", {}, "30000000", "42", qint64{0});
 }
 
 void TestNotifySocket::environment()

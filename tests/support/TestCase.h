@@ -39,6 +39,23 @@ int run(int argc, char **argv)
     return runWithoutApplication<Class>(argc, argv);
 }
 
+/** The data of a test function: a column of each type, then a row with each call. */
+template<typename... Columns>
+class DataTable
+{
+public:
+    template<typename... Names>
+    explicit DataTable(Names... names)
+    {
+        (QTest::addColumn<Columns>(names), ...);
+    }
+
+    void operator()(const char *row, const Columns &...values) const
+    {
+        (QTest::newRow(row) << ... << values);
+    }
+};
+
 } // namespace tests
 
 /** Makes the class known to the program. It runs with an event loop of Qt. */

@@ -59,22 +59,20 @@ private slots:
 
 void TestBlocks::sizes_data()
 {
-    QTest::addColumn<int>("size");
-    QTest::addColumn<QString>("blocks");
-    QTest::addColumn<bool>("ends");
+    const tests::DataTable<int, QString, bool> rows("size", "blocks", "ends");
 
-    QTest::newRow("0") << 0 << "" << false;
-    QTest::newRow("1") << 1 << "0/00/1/255/0" << false;
-    QTest::newRow("100") << 100 << "0/00/100/156/0" << false;
-    QTest::newRow("255") << 255 << "0/00/255/1/0" << false;
-    QTest::newRow("256") << 256 << "0/40/256/0/0" << true;
-    QTest::newRow("257") << 257 << "0/00/256/0/0 1/40/1/0/255" << true;
-    QTest::newRow("511") << 511 << "0/00/256/0/0 1/40/255/0/1" << true;
-    QTest::newRow("512") << 512 << "0/00/256/0/0 1/40/256/0/0" << true;
-    QTest::newRow("513") << 513 << "0/00/256/0/0 1/00/256/0/0 2/40/1/0/255" << true;
-    QTest::newRow("700") << 700 << "0/00/256/0/0 1/00/256/0/0 2/40/188/0/68" << true;
-    QTest::newRow("767") << 767 << "0/00/256/0/0 1/00/256/0/0 2/40/255/0/1" << true;
-    QTest::newRow("768") << 768 << "0/00/256/0/0 1/00/256/0/0 2/40/256/0/0" << true;
+    rows("0", 0, "", false);
+    rows("1", 1, "0/00/1/255/0", false);
+    rows("100", 100, "0/00/100/156/0", false);
+    rows("255", 255, "0/00/255/1/0", false);
+    rows("256", 256, "0/40/256/0/0", true);
+    rows("257", 257, "0/00/256/0/0 1/40/1/0/255", true);
+    rows("511", 511, "0/00/256/0/0 1/40/255/0/1", true);
+    rows("512", 512, "0/00/256/0/0 1/40/256/0/0", true);
+    rows("513", 513, "0/00/256/0/0 1/00/256/0/0 2/40/1/0/255", true);
+    rows("700", 700, "0/00/256/0/0 1/00/256/0/0 2/40/188/0/68", true);
+    rows("767", 767, "0/00/256/0/0 1/00/256/0/0 2/40/255/0/1", true);
+    rows("768", 768, "0/00/256/0/0 1/00/256/0/0 2/40/256/0/0", true);
 }
 
 void TestBlocks::sizes()
@@ -120,17 +118,14 @@ void TestBlocks::payloadBeginsWithTheChip()
 
 void TestBlocks::lengthAndDataDisagree_data()
 {
-    QTest::addColumn<int>("size");
-    QTest::addColumn<qint64>("length");
-    QTest::addColumn<QString>("blocks");
+    const tests::DataTable<int, qint64, QString> rows("size", "length", "blocks");
 
-    QTest::newRow("negative") << 300 << qint64(-1) << "";
-    QTest::newRow("most negative") << 300 << std::numeric_limits<qint64>::min() << "";
-    QTest::newRow("length without data") << 0 << qint64(300) << "0/00/0/256/0 1/40/0/44/212";
-    QTest::newRow("data ends in block 0") << 10 << qint64(300) << "0/00/10/246/0 1/40/0/44/212";
-    QTest::newRow("data ends in block 1")
-        << 260 << qint64(520) << "0/00/256/0/0 1/00/4/252/0 2/40/0/8/248";
-    QTest::newRow("more data than length") << 700 << qint64(300) << "0/00/256/0/0 1/40/44/0/212";
+    rows("negative", 300, qint64(-1), "");
+    rows("most negative", 300, std::numeric_limits<qint64>::min(), "");
+    rows("length without data", 0, qint64(300), "0/00/0/256/0 1/40/0/44/212");
+    rows("data ends in block 0", 10, qint64(300), "0/00/10/246/0 1/40/0/44/212");
+    rows("data ends in block 1", 260, qint64(520), "0/00/256/0/0 1/00/4/252/0 2/40/0/8/248");
+    rows("more data than length", 700, qint64(300), "0/00/256/0/0 1/40/44/0/212");
 }
 
 void TestBlocks::lengthAndDataDisagree()

@@ -98,10 +98,10 @@ void TestFailures::silenceAndRefusalShareTheCount()
 
 void TestFailures::refusedAtEveryBlock_data()
 {
-    QTest::addColumn<int>("block");
-    QTest::newRow("first") << 0;
-    QTest::newRow("middle") << 1;
-    QTest::newRow("last") << 2;
+    const tests::DataTable<int> rows("block");
+    rows("first", 0);
+    rows("middle", 1);
+    rows("last", 2);
 }
 
 void TestFailures::refusedAtEveryBlock()
@@ -180,9 +180,9 @@ void TestFailures::everySendFails()
 
 void TestFailures::timeOutOfTheFirstBlock_data()
 {
-    QTest::addColumn<bool>("afterAnImage");
-    QTest::newRow("the first image") << false;
-    QTest::newRow("after an image") << true;
+    const tests::DataTable<bool> rows("afterAnImage");
+    rows("the first image", false);
+    rows("after an image", true);
 }
 
 /** The wait is long for the last block, and once more for the first block of the next image. */

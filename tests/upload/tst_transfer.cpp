@@ -46,36 +46,20 @@ void TestTransfer::init()
 
 void TestTransfer::sizes_data()
 {
-    QTest::addColumn<int>("size");
-    QTest::addColumn<QString>("blocks");
-    QTest::addColumn<QString>("progress");
-    QTest::addColumn<QString>("verdict");
+    const tests::DataTable<int, QString, QString, QString> rows("size", "blocks", "progress",
+                                                                "verdict");
     const QString success = QStringLiteral("SingleUploadSuccess");
 
-    QTest::newRow("0") << 0 << ""
-                       << ""
-                       << "";
-    QTest::newRow("1") << 1 << "0/00"
-                       << "0.00 25500.00"
-                       << "";
-    QTest::newRow("100") << 100 << "0/00"
-                         << "0.00 255.00"
-                         << "";
-    QTest::newRow("255") << 255 << "0/00"
-                         << "0.00 100.00"
-                         << "";
-    QTest::newRow("256") << 256 << "0/40"
-                         << "0.00 99.61" << success;
-    QTest::newRow("257") << 257 << "0/00 1/40"
-                         << "0.00 99.22" << success;
-    QTest::newRow("511") << 511 << "0/00 1/40"
-                         << "0.00 49.90" << success;
-    QTest::newRow("512") << 512 << "0/00 1/40"
-                         << "0.00 49.80" << success;
-    QTest::newRow("513") << 513 << "0/00 1/00 2/40"
-                         << "0.00 49.71 99.81" << success;
-    QTest::newRow("700") << 700 << "0/00 1/00 2/40"
-                         << "0.00 36.43 73.14" << success;
+    rows("0", 0, "", "", "");
+    rows("1", 1, "0/00", "0.00 25500.00", "");
+    rows("100", 100, "0/00", "0.00 255.00", "");
+    rows("255", 255, "0/00", "0.00 100.00", "");
+    rows("256", 256, "0/40", "0.00 99.61", success);
+    rows("257", 257, "0/00 1/40", "0.00 99.22", success);
+    rows("511", 511, "0/00 1/40", "0.00 49.90", success);
+    rows("512", 512, "0/00 1/40", "0.00 49.80", success);
+    rows("513", 513, "0/00 1/00 2/40", "0.00 49.71 99.81", success);
+    rows("700", 700, "0/00 1/00 2/40", "0.00 36.43 73.14", success);
 }
 
 void TestTransfer::sizes()
@@ -200,21 +184,19 @@ void TestTransfer::repliesAreFoundInNoise()
 
 void TestTransfer::repliesOfAnyForm_data()
 {
-    QTest::addColumn<QByteArray>("reply");
-    QTest::addColumn<bool>("accepted");
+    const tests::DataTable<QByteArray, bool> rows("reply", "accepted");
 
     const auto frame = [](quint16 word, const char *payload) {
         return mcu::buildFrame(mcu::replyStart, {}, word, QByteArray::fromHex(payload));
     };
-    QTest::newRow("extended") << frame(0xFFFF, "017900") << true;
-    QTest::newRow("extended, longer") << frame(0xFFFF, "017900aabb") << true;
+    rows("extended", frame(0xFFFF, "017900"), true);
+    rows("extended, longer", frame(0xFFFF, "017900aabb"), true);
     // Only bytes 9 and 10 are looked at, and byte 11.
-    QTest::newRow("ordinary, word in the payload") << frame(0x7901, "017900") << true;
-    QTest::newRow("without a status") << frame(0xFFFF, "0179") << false;
-    QTest::newRow("without a payload") << frame(0x7901, "") << false;
-    QTest::newRow("other word") << frame(0xFFFF, "007900") << false;
-    QTest::newRow("host's start byte")
-        << mcu::buildStatusFrame(mcu::hostStart, {}, 0x7901, 0) << false;
+    rows("ordinary, word in the payload", frame(0x7901, "017900"), true);
+    rows("without a status", frame(0xFFFF, "0179"), false);
+    rows("without a payload", frame(0x7901, ""), false);
+    rows("other word", frame(0xFFFF, "007900"), false);
+    rows("host's start byte", mcu::buildStatusFrame(mcu::hostStart, {}, 0x7901, 0), false);
 }
 
 void TestTransfer::repliesOfAnyForm()
@@ -325,14 +307,13 @@ void TestTransfer::fileEntry()
 
 void TestTransfer::fileEntryRefuses_data()
 {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QByteArray>("content");
+    const tests::DataTable<QString, QByteArray> rows("name", "content");
     const QByteArray missing;
-    QTest::newRow("no .bin") << "image.fwm" << imageOf(300);
-    QTest::newRow("capitals") << "image.BIN" << imageOf(300);
-    QTest::newRow("missing") << "image.bin" << missing;
-    QTest::newRow("empty") << "image.bin" << QByteArray("");
-    QTest::newRow("a folder") << "folder.bin/" << missing;
+    rows("no .bin", "image.fwm", imageOf(300));
+    rows("capitals", "image.BIN", imageOf(300));
+    rows("missing", "image.bin", missing);
+    rows("empty", "image.bin", "");
+    rows("a folder", "folder.bin/", missing);
 }
 
 void TestTransfer::fileEntryRefuses()
