@@ -121,19 +121,15 @@ class TestEvents : public QObject
 
 private slots:
     void wholeRun();
-    void nothingNewer();
-    void rowsWithoutImage();
     void retriesOfReads();
     void retriesOfAnImage();
     void wrongModel();
-    void lostDevice();
     void guardedRun();
     void moduleImage();
     void moduleImageOfTheDevice();
     void nothingOutsideOfRuns();
     void reporterOutsideOfRuns();
     void listingOnAnotherThread();
-    void imageIsTooLong();
     void troubleInTheTable();
 };
 
@@ -149,32 +145,6 @@ void TestEvents::wholeRun()
     QVERIFY(sameTranscript(
         fixture.events, {"begun", "reading AUX", "writing AUX 1,0 1.0.0>1.0.1 300", "85 %",
                          "written AUX 1,0 1.0.0>1.0.1 well", "restarting", "ended well 6: 1 0 0"}));
-}
-
-void TestEvents::nothingNewer()
-{
-    Fixture fixture(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {0, 9, 9}, mainImage}}));
-    QVERIFY(fixture.harness.run({"MAIN,0,0"}, 2));
-    QVERIFY(sameTranscript(fixture.events,
-                           {"begun", "reading MAIN", "skipped MAIN 0,0 1.0.0>0.9.9 not_newer",
-                            "restarting", "ended well 6: 0 0 1"}));
-}
-
-void TestEvents::rowsWithoutImage()
-{
-    Fixture fixture(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage, false},
-                                 {"AUX", 1, 1, 9, 1, 'A', {1, 1, 0}, auxImage}}));
-    QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0", "NONE,7,0"}, 5));
-    QVERIFY(
-        sameTranscript(fixture.events.filter(QRegularExpression("^(skipped|ended)")),
-                       {"skipped MAIN 0,0 1.0.0>1.1.0 no_image", "skipped AUX 1,0 1.0.0> no_match",
-                        "skipped NONE 7,0 > no_firmware", "ended well 6: 0 0 3"}));
-    // Incomplete rows.
-    fixture.events.clear();
-    QVERIFY(fixture.harness.run({"bad", "short,1"}, 1));
-    QVERIFY(sameTranscript(fixture.events,
-                           {"begun", "skipped bad , > bad_row", "skipped short 1, > bad_row",
-                            "restarting", "ended well 6: 0 0 2"}));
 }
 
 void TestEvents::retriesOfReads()
@@ -227,17 +197,6 @@ void TestEvents::wrongModel()
                             "gave up MAIN: Firmware Model Name is HX-9.\r\nDevice Model Name is "
                             "HX-8.\r\nModel Name does not match, upgrade fail.",
                             "ended badly 7: 0 0 0"}));
-}
-
-void TestEvents::lostDevice()
-{
-    Fixture fixture(twoImages());
-    fixture.harness.addFault("silent:word=reboot");
-    QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
-    QVERIFY(sameTranscript(fixture.events.mid(fixture.events.indexOf("restarting")),
-                           {"restarting", "retry  1: Reboot fail, retry 1.",
-                            "retry  2: Reboot fail, retry 2.", "gave up : Reboot systerm fail.",
-                            "ended badly 5: 1 0 0"}));
 }
 
 /** An image of fewer than 256 bytes gets no verdict from the uploader. */
@@ -322,16 +281,6 @@ void TestEvents::listingOnAnotherThread()
     lister.join();
     QTRY_COMPARE(fixture.harness.progress, QList<double>{50.0});
     QCOMPARE(fixture.events, QStringList());
-}
-
-void TestEvents::imageIsTooLong()
-{
-    Fixture fixture(twoImages());
-    fixture.harness.limits().image = auxImage.size();
-    fixture.harness.restartEngine();
-    QTest::ignoreMessage(QtWarningMsg, "an image is too long: 700 bytes");
-    QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
-    QCOMPARE(fixture.harness.results(2), QString("21")); // failed, written
 }
 
 /** A reply that is taken is never trouble, and each trouble is either a retry or an end. */

@@ -75,11 +75,9 @@ private slots:
     void noise();
     void checksumByteIsReplaced();
     void halfReplyIsForgottenByTheRetry();
-    void wrongWordChangesNothing();
     void shortReplies_data();
     void shortReplies();
     void longReplyDuringTheReads();
-    void modelNameEndsInZeros();
     void textMode();
     void textModeIsBounded();
     void replyAfterTheRun();
@@ -166,22 +164,6 @@ void TestParser::halfReplyIsForgottenByTheRetry()
     }
 }
 
-void TestParser::wrongWordChangesNothing()
-{
-    Fixture whole;
-    QVERIFY(whole.runUndisturbed());
-    // Words that the protocol knows and one that it does not, in both forms.
-    for (const quint16 word : {0xF903, 0xF902, 0x7900, 0x7901, 0x7902, 0xF8FF}) {
-        Fixture fixture;
-        fixture.changeFirst(command::readBootcode, [word](const QByteArray &answer) {
-            return QList<QByteArray>{reply(word, QByteArray(8, '\1')),
-                                     mcu::buildStatusFrame(mcu::replyStart, {}, word, 3), answer};
-        });
-        QVERIFY(fixture.runUndisturbed());
-        QVERIFY(sameTranscript(fixture.lines, whole.lines));
-    }
-}
-
 void TestParser::shortReplies_data()
 {
     const tests::DataTable<int, int, QString> rows("word", "payload", "retry");
@@ -240,27 +222,6 @@ void TestParser::longReplyDuringTheReads()
     });
     QVERIFY(longest.runUndisturbed());
     QVERIFY(longest.lines.filter(QStringLiteral("retry")).isEmpty());
-}
-
-void TestParser::modelNameEndsInZeros()
-{
-    for (const auto &name : {QByteArray("HX-8\0\0\0", 7), QByteArray("HX-8")}) {
-        Fixture fixture;
-        fixture.changeFirst(command::readModelName, [&](const QByteArray &) {
-            return QList<QByteArray>{reply(command::readModelName, name)};
-        });
-        QVERIFY(fixture.runUndisturbed());
-    }
-    // Nothing but trailing zeros is forgiven.
-    for (const auto &name : {QByteArray("HX-8 "), QByteArray("hx-8"), QByteArray("\0HX-8", 5),
-                             QByteArray("HX-8\0x", 6), QByteArray()}) {
-        Fixture fixture;
-        fixture.changeFirst(command::readModelName, [&](const QByteArray &) {
-            return QList<QByteArray>{reply(command::readModelName, name)};
-        });
-        QVERIFY(fixture.run(twoRows, 2));
-        QVERIFY(fixture.lines.contains(QStringLiteral("APPSTATUS|7")));
-    }
 }
 
 void TestParser::textMode()
