@@ -380,7 +380,13 @@ void TestClients::destroyedWithClients()
     ConsoleTestClient second(bench.server->port());
     ConsoleTestClient third(bench.server->port());
     QTRY_COMPARE(clientsOf(bench), 3);
+    // The first one leaves replies unread, so closing its connection has to wait.
+    QVERIFY(first.becomeTarget());
+    first.socket.setReadBufferSize(1024);
+    bench.report({QString(10'000'000, 'x')});
+    QVERIFY(bench.accepted(first)->bytesToWrite() > 0);
     bench.server.reset();
+    first.socket.setReadBufferSize(0);
     QTRY_COMPARE(first.socket.state(), QAbstractSocket::UnconnectedState);
     QTRY_COMPARE(second.socket.state(), QAbstractSocket::UnconnectedState);
     QTRY_COMPARE(third.socket.state(), QAbstractSocket::UnconnectedState);
