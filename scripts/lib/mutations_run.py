@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Applies the changes of tests/mutations/mutations.toml, each of which a test must detect.
 
-Works in a copy of the sources with a build tree of its own, both in build/mutations. The named
+Works in a copy of the sources with a separate build tree, both in build/mutations. The named
 tests must pass there without a change; after each change at least one of them must fail. The exit
 status is 1 when a change was not detected, did not compile, or its text was not found.
 """
