@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "netupgrade/NetModelUpgrade.h"
+#include "support/FullDisk.h"
 #include "support/NetFrames.h"
 #include "support/RecordingShell.h"
 #include "support/TestCase.h"
@@ -159,6 +160,7 @@ private slots:
     void lastBlockWithoutArchive();
     void archiveCannotBeCreated();
     void diskFull();
+    void diskFullInABlock();
     void repeatedBlock();
     void senderVanishes();
     void notice();
@@ -475,6 +477,21 @@ void TestModule::diskFull()
     QCOMPARE(answers.at(0).at(0).toByteArray(), netframes::blockRefused);
     QCOMPARE(answers.at(1).at(0).toByteArray(), netframes::blockRefused);
     QVERIFY(!module.isInstalling());
+}
+
+/** The part of the block that fitted is not in the archive when the block is sent again. */
+void TestModule::diskFullInABlock()
+{
+    Bench bench;
+    bench.start();
+    const QByteArray second = netframes::write(1, 0, block('1'));
+    QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockAccepted);
+    {
+        const FullDisk full(300);
+        QCOMPARE(bench.ask(second), netframes::blockRefused);
+    }
+    QCOMPARE(bench.ask(second), netframes::blockAccepted);
+    QCOMPARE(bench.stored(), QByteArray(194, '0') + block('1'));
 }
 
 void TestModule::repeatedBlock()
