@@ -2,7 +2,7 @@
 """The device is killed while its reply is awaited. It comes back at once, and the run goes on
 through a retry; or it comes back when the run has failed."""
 
-from tests.harness import agentcase, chain, texts
+from tests.harness import agentcase, chain, table, texts
 from tests.harness.chain import NEW, OLD
 
 ASK_BOOTCODE = texts.read_bootcode("MAIN")[:1]
@@ -124,6 +124,8 @@ ENDS = {
 }
 
 
+@table.cases("kill_while_awaiting", {step: (step,) for step in RETRIES})
+@table.cases("kill_permanently", {f"{step}_permanently": (step,) for step in ENDS})
 class TestKilledDevice(chain.TwoChips):
     """The step that is awaited is the test. The device comes back with empty flash files, so
     the second upgrade is a forced one."""
@@ -150,66 +152,6 @@ class TestKilledDevice(chain.TwoChips):
         self.start_device(*chips, **more)
         self.assert_whole_run(client, False, 5, aux, main)
         self.assertEqual(self.simulator.status()["violations"], 0)
-
-    def test_model_name(self):
-        self.kill_while_awaiting("model_name")
-
-    def test_bootcode(self):
-        self.kill_while_awaiting("bootcode")
-
-    def test_product_info(self):
-        self.kill_while_awaiting("product_info")
-
-    def test_version(self):
-        self.kill_while_awaiting("version")
-
-    def test_enter(self):
-        self.kill_while_awaiting("enter")
-
-    def test_first_block(self):
-        self.kill_while_awaiting("first_block")
-
-    def test_middle_block(self):
-        self.kill_while_awaiting("middle_block")
-
-    def test_last_block(self):
-        self.kill_while_awaiting("last_block")
-
-    def test_last_acknowledgement(self):
-        self.kill_while_awaiting("last_acknowledgement")
-
-    def test_product_id_of_main(self):
-        self.kill_while_awaiting("product_id_of_main")
-
-    def test_reboot(self):
-        self.kill_while_awaiting("reboot")
-
-    def test_product_id_of_system(self):
-        self.kill_while_awaiting("product_id_of_system")
-
-    def test_set_virtual_version(self):
-        self.kill_while_awaiting("set_virtual_version")
-
-    def test_model_name_permanently(self):
-        self.kill_permanently("model_name")
-
-    def test_bootcode_permanently(self):
-        self.kill_permanently("bootcode")
-
-    def test_product_info_permanently(self):
-        self.kill_permanently("product_info")
-
-    def test_product_id_of_main_permanently(self):
-        self.kill_permanently("product_id_of_main")
-
-    def test_reboot_permanently(self):
-        self.kill_permanently("reboot")
-
-    def test_product_id_of_system_permanently(self):
-        self.kill_permanently("product_id_of_system")
-
-    def test_set_virtual_version_permanently(self):
-        self.kill_permanently("set_virtual_version")
 
 
 if __name__ == "__main__":
