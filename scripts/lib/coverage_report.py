@@ -1,11 +1,16 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Prints gcovr's figures per folder, or what was not reached: coverage.json [FILE REGEX]."""
+"""Prints gcovr's figures per folder, or what was not reached.
+
+usage: python3 -B -m scripts.lib.coverage_report coverage.json [--record | FILE REGEX]
+"""
 
 import collections
 import json
 import os
 import re
 import sys
+
+from scripts.lib import results
 
 
 class Count:
@@ -28,14 +33,14 @@ class Count:
             f"{reached}/{all_} ({100 * reached / all_ if all_ else 100:.1f} %)"
             for reached, all_ in (self.lines, self.branches)
         ]
-        return f"| `{name}` | {cells[0]} | {cells[1]} |"
+        return [f"`{name}`", *cells]
 
 
 def counted(file):
     return [line for line in file["lines"] if not line.get("gcovr/noncode")]
 
 
-def print_table(files):
+def table(files):
     """One line per folder, and one for all of src and of tools."""
     folders: dict[str, Count] = collections.defaultdict(Count)
     for file in files:
@@ -43,9 +48,8 @@ def print_table(files):
         for line in counted(file):
             folders[folder].add(line)
             folders[folder.split("/")[0]].add(line)
-    print("| folder | lines | branches |\n|---|---|---|")
-    for name in sorted(folders):
-        print(folders[name].row(name))
+    rows = [folders[name].row(name) for name in sorted(folders)]
+    return results.table(["folder", "lines", "branches"], rows)
 
 
 def print_missed(files, pattern):
@@ -68,10 +72,12 @@ def print_missed(files, pattern):
 def main():
     with open(sys.argv[1], encoding="utf-8") as file:
         files = json.load(file)["files"]
-    if len(sys.argv) > 2:
+    if len(sys.argv) > 2 and sys.argv[2] != "--record":
         print_missed(files, sys.argv[2])
-    else:
-        print_table(files)
+        return
+    print(table(files))
+    if len(sys.argv) > 2:
+        results.record("coverage", table(files))
 
 
 if __name__ == "__main__":

@@ -47,10 +47,7 @@ def memory(pid):
 
 
 def show(when, sums):
-    print(
-        f"{when:26} {sums['Rss']:6} KiB resident, {sums['Anonymous']:6} KiB of it its own",
-        flush=True,
-    )
+    print(f"{when}: {sums['Rss']} KiB resident, {sums['Anonymous']} KiB of it not backed by a file")
 
 
 def start_agent():
@@ -90,7 +87,7 @@ def main():
     )
     agent = start_agent()
     time.sleep(SECONDS_OF_REST)
-    show("at rest", memory(agent.popen.pid))
+    show("agent at rest", memory(agent.popen.pid))
     show("most during an upgrade", upgrade(agent))
     time.sleep(SECONDS_OF_REST)
     show("at rest after the upgrade", memory(agent.popen.pid))

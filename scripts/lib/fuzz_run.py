@@ -11,10 +11,13 @@ import re
 import subprocess
 import sys
 
+from scripts.lib import results
+
 # Far above what any input needs, and low enough that a hang or a leak shows.
 SECONDS_PER_INPUT = 25
 MEGABYTES = 1024
 
+HEAD = ("target", "seconds", "executions", "coverage", "inputs", "findings")
 COLUMNS = "{:<16} {:>8} {:>12} {:>10} {:>9} {:>9}"
 
 
@@ -65,17 +68,14 @@ class Target:
             ).returncode
 
     def figures(self):
-        """Executions, new units and covered edges of the last run, as the log has them."""
+        """Executions and covered edges of the last run, and the inputs that are kept."""
         with open(self.log, encoding="utf-8", errors="replace") as log:
             text = log.read()
-        return [
+        executions, coverage = (
             (re.findall(pattern, text) or ["-"])[-1]
-            for pattern in (
-                r"stat::number_of_executed_units:\s*(\d+)",
-                r"stat::new_units_added:\s*(\d+)",
-                r"\bcov: (\d+)",
-            )
-        ]
+            for pattern in (r"stat::number_of_executed_units:\s*(\d+)", r"\bcov: (\d+)")
+        )
+        return [executions, coverage, len(os.listdir(self.corpus))]
 
 
 def read_targets(build, wanted):
@@ -98,7 +98,7 @@ def run(target, seconds):
         print(f"  found: {os.path.relpath(path)}", flush=True)
     if status != 0 and not found:
         print(f"  ended with {status}; see the log", flush=True)
-    row = COLUMNS.format(target.name, seconds, *target.figures(), len(found))
+    row = (target.name, seconds, *target.figures(), len(found))
     return row, bool(found) or status != 0
 
 
@@ -119,23 +119,32 @@ def main():
         metavar="N",
         help="how long each target runs (default: 60)",
     )
+    parser.add_argument(
+        "--record",
+        action="store_true",
+        help="write the figures of all targets into docs/results.md",
+    )
     parser.add_argument("targets", nargs="*", metavar="TARGET", help="all when none is named")
     options = parser.parse_args()
+    if options.record and options.targets:
+        parser.error("--record needs a run of all targets")
     # An input may use up the memory; the allocator must report it, not the kernel.
     os.environ.setdefault("ASAN_OPTIONS", "allocator_may_return_null=0:detect_leaks=1")
     # Some targets write the files that they then read.
     if os.path.isdir("/dev/shm"):
         os.environ.setdefault("TMPDIR", "/dev/shm")
 
-    results = [
+    done = [
         run(target, options.seconds)
         for target in read_targets(os.path.abspath(options.build), options.targets)
     ]
     print()
-    print(COLUMNS.format("target", "seconds", "executions", "new units", "coverage", "findings"))
-    for row, _ in results:
-        print(row)
-    return 1 if any(failed for _, failed in results) else 0
+    rows = [row for row, _ in done]
+    for row in (HEAD, *rows):
+        print(COLUMNS.format(*row))
+    if options.record:
+        results.record("fuzz", results.table(HEAD, rows, range(1, len(HEAD))))
+    return 1 if any(failed for _, failed in done) else 0
 
 
 if __name__ == "__main__":

@@ -6,6 +6,7 @@ import re
 import shutil
 import subprocess
 import tempfile
+import time
 import unittest
 
 from tests import ROOT
@@ -71,7 +72,8 @@ class TestCheck(unittest.TestCase):
         self.assertEqual(status, 0)
         self.assertEqual(set(table.values()), {"passed"})
         self.assertEqual(
-            set(STEPS) - set(table), {"footprint", "fuzz", "mutations", "soak", "state-diagram"}
+            set(STEPS) - set(table),
+            {"footprint", "fuzz", "limits", "mutations", "soak", "state-diagram"},
         )
 
     def test_goes_on_after_a_failure(self):
@@ -82,6 +84,32 @@ class TestCheck(unittest.TestCase):
         self.assertEqual(self.table("lint", "tsan", failing=("tsan",))[0], 1)
         with open(os.path.join(self.folder, "build/check/lint.log"), encoding="ascii") as file:
             self.assertEqual(file.read(), "ran lint \n")
+
+    def test_record(self):
+        """The rows of the steps that ran are replaced, those of the others stay."""
+        shutil.copytree(
+            os.path.join(ROOT, "scripts", "lib"), os.path.join(self.folder, "scripts", "lib")
+        )
+        page = os.path.join(self.folder, "docs", "results.md")
+        os.mkdir(os.path.dirname(page))
+        rows = "".join(f"| `{step}` | 2000-01-01 | passed | 7 s |\n" for step in ("asan", "tsan"))
+        head = "2000-01-01:\n\n| step | date | result | time |\n|---|---|---|---|\n"
+        with open(page, "w", encoding="utf-8") as file:
+            file.write(f"<!-- begin checks -->\n{head}{rows}<!-- end checks -->\n")
+        self.check("--record", "tsan", failing=("tsan",))
+        self.check("--record", "lint", "clazy")
+        with open(page, encoding="utf-8") as file:
+            found = re.findall(r"^\| `(\w+)` \| (\S+) \| (\w+) \| \d+ s \|$", file.read(), re.M)
+        today = time.strftime("%Y-%m-%d")
+        self.assertEqual(
+            found,
+            [
+                ("asan", "2000-01-01", "passed"),
+                ("tsan", today, "FAILED"),
+                ("lint", today, "passed"),
+                ("clazy", today, "passed"),
+            ],
+        )
 
     def test_unknown_step(self):
         for word, step in (
@@ -99,7 +127,7 @@ class TestCheck(unittest.TestCase):
         done = self.check("--help")
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         self.assertTrue(done.stdout.startswith("usage: scripts/check STEP..."))
-        for wrong in ((), ("--seconds", "3"), ("lint", "asan", "--", "sizes")):
+        for wrong in ((), ("--seconds", "3"), ("lint", "asan", "--", "sizes"), ("--record",)):
             done = self.check(*wrong)
             self.assertEqual((done.returncode, done.stdout), (2, ""))
             self.assertNotEqual(done.stderr, "")

@@ -18,6 +18,7 @@ import sys
 import threading
 import time
 
+from scripts.lib import results
 from tests import ROOT
 from tests.soak import scenario
 
@@ -57,9 +58,15 @@ def parse_arguments():
         metavar="DIR",
         help="another folder that the programs need",
     )
+    parser.add_argument(
+        "--record", action="store_true", help="write the figures into docs/results.md"
+    )
     parser.add_argument("--show", action="store_true", help="a line of JSON for each run")
     parser.add_argument("--details", action="store_true", help="print all details of each run")
-    return parser.parse_args()
+    options = parser.parse_args()
+    if options.record and options.only:
+        parser.error("--record does not go with --only")
+    return options
 
 
 class Soak:
@@ -167,7 +174,7 @@ class Soak:
 
 
 def summary(reports, seconds):
-    """The figures, as lines."""
+    """The figures, as pairs of a name and a text."""
     faults = collections.Counter(name for one in reports for name in one.get("faults", ()))
     events = collections.Counter(name for one in reports for name in one.get("events", ()))
     rows = collections.Counter(
@@ -184,13 +191,14 @@ def summary(reports, seconds):
         return ", ".join(f"{name} {count}" for name, count in sorted(counter.items())) or "none"
 
     return [
-        f"runs        {len(reports)} in {seconds:.0f} s, the longest {longest:.0f} s",
-        f"ended with  {counted(ends)}",
-        f"images      {counted(rows)}",
-        f"faults      {sum(faults.values())}: {counted(faults)}",
-        f"events      {sum(events.values())}: {counted(events)}",
-        f"memory      at most {memory / 1024:.0f} KiB at rest; greatest growth in a worker "
-        f"{growth / 1024:.0f} KiB; no descriptor more",
+        ("runs", f"{len(reports)} in {seconds:.0f} s, the longest {longest:.0f} s"),
+        ("ended with", counted(ends)),
+        ("images", counted(rows)),
+        ("faults", f"{sum(faults.values())}: {counted(faults)}"),
+        ("events", f"{sum(events.values())}: {counted(events)}"),
+        ("memory at rest", f"at most {memory / 1024 / 1024:.1f} MiB"),
+        ("greatest growth in a worker", f"{growth / 1024:.0f} KiB"),
+        ("violations", sum("violation" in one for one in reports)),
     ]
 
 
@@ -199,11 +207,15 @@ def main():
     started = time.monotonic()
     soak = Soak(options)
     wanted = soak.perform()
-    print(*summary(soak.reports, time.monotonic() - started), sep="\n")
+    figures = summary(soak.reports, time.monotonic() - started)
+    for name, text in figures:
+        print(f"{name:<27}  {text}")
     missing = wanted - len(soak.reports)
     if missing:
         print(f"{missing} runs were not done, because their workers had ended")
-    print(f"violations  {len(soak.broken)}")
+    if options.record:
+        remark = f"--seed {options.seed} --first {options.first} --runs {options.runs}"
+        results.record("soak", results.table(("figure", "value"), figures), f"`{remark}`")
     return 1 if soak.broken or missing or not soak.reports else 0
 
 

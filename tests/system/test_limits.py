@@ -45,6 +45,10 @@ class LimitsCase(agentcase.AgentCase):
     def assert_back(self, size=4 * MIB):
         """Memory that was needed for a while is given back a second after."""
         wait.until(lambda: self.agent.memory() - self.before < size, 10, "memory given back")
+        load = self._testMethodName.removeprefix("test_").replace("_", " ")
+        sizes = (self.before, self.agent.peak_memory(), self.agent.memory())
+        at_rest, peak, after = (f"{size / MIB:.1f} MiB" for size in sizes)
+        print(f"memory with {load}: peak {peak}, {after} afterwards, {at_rest} before")
 
     def assert_serves(self):
         self.client.mark()
