@@ -9,7 +9,6 @@ Each line of FIGURES is NAME: VALUE; for the section 'checks' it is STEP RESULT 
 import os
 import platform
 import re
-import subprocess
 import sys
 import time
 
@@ -24,26 +23,13 @@ def processor():
     return models[0] if models else platform.machine()
 
 
-def commit():
-    """The commit that is checked out, as a list of none or one."""
-    shown = subprocess.run(
-        ["git", "describe", "--always", "--dirty"],
-        cwd=ROOT,
-        capture_output=True,
-        text=True,
-        check=False,
-    )
-    return [f"commit {shown.stdout.strip()}"] if shown.returncode == 0 else []
-
-
 def facts():
-    """The date, the commit and the machine, in one line."""
+    """The date and the machine, in one line."""
     system = platform.freedesktop_os_release()["PRETTY_NAME"]
     count = os.cpu_count()
     return ", ".join(
         [
             time.strftime("%Y-%m-%d"),
-            *commit(),
             f"{count} processor{'' if count == 1 else 's'} ({processor()})",
             f"Linux {'.'.join(platform.release().split('.')[:2])}",
             system,
