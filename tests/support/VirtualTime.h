@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <type_traits>
 #include <vector>
 
 /**
@@ -17,6 +18,7 @@ class VirtualTime : public QAbstractEventDispatcher
 {
 public:
     using ms = std::chrono::milliseconds;
+    using Interval = std::conditional_t<(QT_VERSION_MAJOR < 6), int, qint64>;
 
     /** The one of this process, made with its application at the first call. */
     static VirtualTime &instance()
@@ -52,13 +54,12 @@ public:
         QCoreApplication::sendPostedEvents();
         return true;
     }
-    bool hasPendingEvents() override { return false; }
     void registerSocketNotifier(QSocketNotifier *) override {}
     void unregisterSocketNotifier(QSocketNotifier *) override {}
 
-    void registerTimer(int id, int interval, Qt::TimerType type, QObject *object) override
+    void registerTimer(int id, Interval interval, Qt::TimerType type, QObject *object) override
     {
-        const ms every(std::max(interval, 1));
+        const ms every(std::max<Interval>(interval, 1));
         m_timers.push_back({m_now + every, every, id, type, object});
     }
 
@@ -91,7 +92,13 @@ public:
 
     void wakeUp() override {}
     void interrupt() override {}
+#if QT_VERSION_MAJOR < 6
+    bool hasPendingEvents() override
+    {
+        return false;
+    }
     void flush() override {}
+#endif
 
 private:
     struct Timer
