@@ -143,7 +143,7 @@ void EdidDecodeOutput::readFlag(const QString &line)
     hasHdmi |= line.startsWith("Vendor-Specific Data Block (HDMI),");
     hdr |= line == "HDR Static Metadata Data Block:";
     if (line.startsWith("YCbCr 4:2:0"))
-        y420.append({line.contains("Capability Map"), {}});
+        y420.append(Y420{line.contains("Capability Map"), {}});
 }
 
 void EdidDecodeOutput::readAudio(const QString &line)
@@ -151,7 +151,7 @@ void EdidDecodeOutput::readAudio(const QString &line)
     const QString content = line.trimmed();
     QList<Audio> &audio = audioBlocks.last();
     if (!line.startsWith("     "))
-        audio.append({audioName(content), "1", {}, {}});
+        audio.append(Audio{audioName(content), "1", {}, {}});
     else if (content.startsWith("Max channels: "))
         audio.last().channels = content.mid(14);
     else if (content.startsWith("Supported sample rates (kHz): "))
