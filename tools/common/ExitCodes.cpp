@@ -14,6 +14,7 @@ const QVector<ExitCodeWords> &exitCodes()
          "The connection was lost, or nothing was received for too long."},
         {ExitCode::PackageRefused, "package-refused", "The package or image is not valid."},
         {ExitCode::NoRun, "no-run", "No upgrade is active that could be followed."},
+        {ExitCode::NotTrusted, "not-trusted", "The package is not signed by a trusted key."},
     };
     return all;
 }

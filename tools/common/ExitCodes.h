@@ -18,6 +18,7 @@ enum class ExitCode {
     ConnectionLost = 6,
     PackageRefused = 7,
     NoRun = 8,
+    NotTrusted = 9,
 };
 
 struct ExitCodeWords

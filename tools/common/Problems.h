@@ -39,6 +39,10 @@ enum class ProblemId {
     PackageInvalid,
     PackageDamaged,
     PackageTooOld,
+    PackageNotSigned,
+    PackageKeyUnknown,
+    PackageSignatureWrong,
+    KeysUnusable,
     PackageChanged,
     PackageReadError,
     PackageDiffers,
@@ -69,6 +73,7 @@ enum class ProblemId {
     // The network module's own firmware
     NetImageInvalid,
     NetImageDamaged,
+    NetSignedOnly,
     NetArchiveNotStored,
     NetVersionNotStored,
     BlockDamaged,

@@ -188,7 +188,8 @@ OptionReader::OptionReader() : m_line(program)
         addOption(m_line, row);
     m_line.addExitStatuses({ExitCode::Done, ExitCode::Failed, ExitCode::Usage,
                             ExitCode::NothingToDo, ExitCode::DeviceBusy, ExitCode::CannotConnect,
-                            ExitCode::ConnectionLost, ExitCode::PackageRefused, ExitCode::NoRun});
+                            ExitCode::ConnectionLost, ExitCode::PackageRefused, ExitCode::NoRun,
+                            ExitCode::NotTrusted});
 }
 
 std::optional<CommandOutcome> OptionReader::read(const QStringList &arguments)
