@@ -15,6 +15,8 @@ const QVector<ExitCodeWords> &exitCodes()
         {ExitCode::PackageRefused, "package-refused", "The package or image is not valid."},
         {ExitCode::NoRun, "no-run", "No upgrade is active that could be followed."},
         {ExitCode::NotTrusted, "not-trusted", "The package is not signed by a trusted key."},
+        {ExitCode::NotPassed, "not-passed",
+         "A required point of the checks failed or was not tested."},
     };
     return all;
 }

@@ -19,6 +19,7 @@ enum class ExitCode {
     PackageRefused = 7,
     NoRun = 8,
     NotTrusted = 9,
+    NotPassed = 10,
 };
 
 struct ExitCodeWords

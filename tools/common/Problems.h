@@ -111,6 +111,14 @@ enum class ProblemId {
     TraceUnreadable,
     PortNotOpened,
     ControlNotOpened,
+    // Checks of a device
+    DeviceUnreachable,
+    DeviceSilent,
+    DeviceLinkLost,
+    ImageSize,
+    WriteNotConfirmed,
+    PointsFailed,
+    PointsUntested,
     // EDID dumps
     NotAnEdid,
 };
