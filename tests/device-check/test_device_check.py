@@ -1,0 +1,465 @@
+# SPDX-License-Identifier: Apache-2.0
+"""device-check as its users start it: reports, mistakes, and lines that break."""
+
+import json
+import os
+import pty
+import re
+import select
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import tty
+import unittest
+
+PROGRAM = os.environ["DEVICE_CHECK"]
+SIMULATOR = os.environ["DEVICE_SIMULATOR"]
+HERE = os.path.dirname(os.path.realpath(__file__))
+POINTS = json.loads(subprocess.check_output([PROGRAM, "--list", "--json"]))["points"]
+DONE, FAILED, USAGE, CANNOT_CONNECT, LOST, REFUSED, NOT_PASSED = 0, 1, 2, 5, 6, 7, 9
+PRODUCT_ID = bytes.fromhex("5a5ba50500000002f8a7")
+ANSWER = bytes.fromhex("5b5ba50800000002f8485838cb")
+# Longer than any run here.
+LONGEST = 300
+
+
+def run(*options, **more):
+    return subprocess.run(
+        [PROGRAM, *options],
+        capture_output=True,
+        text=True,
+        timeout=LONGEST,
+        check=False,
+        stdin=subprocess.DEVNULL,
+        **more,
+    )
+
+
+def report_lines(states):
+    """The lines of a text report without failed points: {id: (state, reason)}."""
+    lines = []
+    for point in POINTS:
+        state, reason = states.get(point["id"], ("passed", ""))
+        lines.append(
+            f"{point['level']:13}{state:16}{point['id']:23}{point['rule']}"
+            + (f" ({reason})" if reason else "")
+        )
+    return lines
+
+
+class PtyDevice:
+    """What is at the other end of a serial port: `behave` gets its descriptor in a thread."""
+
+    def __init__(self, behave):
+        self.master, self.slave = pty.openpty()
+        tty.setraw(self.slave)
+        self.port = os.ttyname(self.slave)
+        threading.Thread(target=behave, args=(self,), daemon=True).start()
+
+    def read(self, seconds=LONGEST):
+        ready = select.select([self.master], [], [], seconds)[0]
+        return os.read(self.master, 4096) if ready else b""
+
+    def hang_up(self):
+        os.close(self.slave)
+        os.close(self.master)
+
+
+def echo(device):
+    while piece := device.read():
+        os.write(device.master, piece)
+
+
+def babble(device):
+    """As a device at another speed."""
+    while device.read():
+        os.write(device.master, bytes.fromhex("f8 80 00 fe 1c"))
+
+
+def say_nothing(device):
+    while device.read():
+        pass
+
+
+def vanish(device):
+    """The adapter is unplugged after the first answer."""
+    device.read()
+    os.write(device.master, ANSWER)
+    device.read()
+    device.hang_up()
+
+
+class TestCommandLine(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+
+    def image(self, size):
+        path = os.path.join(self.folder, "image")
+        with open(path, "wb") as file:
+            file.write(bytes(range(256)) * (size // 256) + bytes(size % 256))
+        return path
+
+    def fails(self, options, status, text, advice):
+        result = run(*options)
+        self.assertEqual(
+            (result.returncode, result.stdout, result.stderr),
+            (status, "", f"device-check: error: {text}\n  {advice}\n"),
+        )
+
+    def test_wrong_usage(self):
+        for options, what in (
+            ([], "give one of --port, --connect and --simulator"),
+            (["--port", "x", "--connect", "y"], "give one of --port, --connect and --simulator"),
+            (
+                ["--port", "x", "--baud", "fast"],
+                "--baud: 'fast' is not a speed from 50 to 4000000",
+            ),
+            (["--connect", "x", "--baud", "9600"], "--baud needs --port"),
+            (["--connect", "x:0"], "--connect: 'x:0' is not HOST or HOST:PORT"),
+            (
+                ["--port", "x", "--chip", "17"],
+                "--chip: '17' is not TYPE,INDEX, two numbers from 0 to 255",
+            ),
+            (
+                ["--port", "x", "--write", "i", "--target", "1,256"],
+                "--target: '1,256' is not TYPE,INDEX, two numbers from 0 to 255",
+            ),
+            (
+                ["--port", "x", "--write", "i", "--image-version", "1"],
+                "--image-version: '1' is not a version like 1.2 or 1.2.3",
+            ),
+            (["--port", "x", "--yes"], "--yes needs --write"),
+            (["--port", "x", "--target", "1,0"], "--target needs --write"),
+            (
+                ["--simulator", "x", "--control", "y"],
+                "--control is for a simulator that runs already",
+            ),
+            (["--fram"], "unknown option '--fram'; did you mean '--frames'?"),
+        ):
+            with self.subTest(options):
+                self.fails(
+                    options,
+                    USAGE,
+                    f"the command line is wrong: {what}",
+                    "See 'device-check --help'.",
+                )
+
+    def test_lines_that_cannot_be_opened(self):
+        advice = (
+            "Check the name of the port or the address, that no other program uses it, and that "
+            "you may use it: serial ports belong to the group dialout."
+        )
+        text = "the line to the device cannot be opened"
+        with socket.create_server(("127.0.0.1", 0)) as server:
+            closed = f"127.0.0.1:{server.getsockname()[1]}"
+        for options, what in (
+            (["--port", "/dev/ttyNone"], "/dev/ttyNone: No such file or directory"),
+            (["--connect", closed], f"{closed}: Connection refused"),
+            (
+                ["--simulator", "/none.json"],
+                "device-simulator: the file cannot be read: /none.json: No such file or directory",
+            ),
+        ):
+            with self.subTest(options):
+                self.fails(options, CANNOT_CONNECT, f"{text}: {what}", advice)
+
+    def test_images(self):
+        advice = "Give an image of 513 bytes to 256 MiB, so that it has at least three blocks."
+        path = self.image(512)
+        self.fails(
+            ["--port", "x", "--write", path, "--yes"],
+            REFUSED,
+            f"the image is too short or too long for the checks: {path}: 512 bytes",
+            advice,
+        )
+        fifo = os.path.join(self.folder, "fifo")
+        os.mkfifo(fifo)
+        self.fails(
+            ["--port", "x", "--write", fifo, "--yes"],
+            FAILED,
+            f"the file cannot be read: {fifo}: not an ordinary file",
+            "Check its name, its rights and its content.",
+        )
+
+    def test_writing_is_confirmed(self):
+        self.fails(
+            ["--port", "x", "--write", self.image(513)],
+            USAGE,
+            "writing to the device was not confirmed",
+            "Answer the question with 'yes', or give --yes where there is no terminal. "
+            "Nothing was sent to the device.",
+        )
+
+    def test_list(self):
+        self.assertEqual(
+            run("--list").stdout.splitlines()[0],
+            "required     reads   answers                the device answers a command",
+        )
+        self.assertGreater(len(POINTS), 40)
+
+
+class TestBrokenLines(unittest.TestCase):
+    """A maker's usual mistakes with a serial port. All of them run at the same time."""
+
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.devices = {behave: PtyDevice(behave) for behave in (echo, babble, say_nothing, vanish)}
+        cls.runs = {
+            behave: subprocess.Popen(
+                [PROGRAM, "--port", device.port],
+                stdin=subprocess.DEVNULL,
+                stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE,
+                text=True,
+            )
+            for behave, device in cls.devices.items()
+        }
+        cls.results = {
+            behave: (*popen.communicate(timeout=LONGEST), popen.returncode)
+            for behave, popen in cls.runs.items()
+        }
+
+    def finds_no_device(self, behave, what):
+        output, errors, status = self.results[behave]
+        self.assertEqual(status, NOT_PASSED)
+        self.assertEqual(
+            errors,
+            "device-check: error: the device does not answer: F802: read the product ID: "
+            f"no answer within 10 s{what}\n  Check its power, the port, the speed (57600 baud, "
+            "8N1), and that TX and RX are crossed and the grounds are connected.\n",
+        )
+        self.assertEqual(output.count(" FAILED "), 1)
+        self.assertEqual(output.count(" passed "), 0)
+        self.assertEqual(output.count(" not-tested "), len(POINTS) - 1)
+        self.assertIn(
+            f"Device: model unknown at {self.devices[behave].port}, 57600 baud\n", output
+        )
+
+    def test_silent(self):
+        self.finds_no_device(say_nothing, "")
+
+    def test_echo(self):
+        self.finds_no_device(echo, "; received: the host's own bytes")
+
+    def test_wrong_speed(self):
+        self.finds_no_device(babble, "; received: 5 bytes that are not a frame: f8 80 00 fe 1c")
+
+    def test_unplugged(self):
+        output, errors, status = self.results[vanish]
+        self.assertEqual(status, LOST)
+        self.assertEqual(
+            errors,
+            "device-check: error: the line to the device was lost during the checks: "
+            f"{self.devices[vanish].port}, 57600 baud\n  Check the cable and the adapter, and run "
+            "the checks again. The report has what was done before.\n",
+        )
+        lines = output.splitlines()
+        self.assertEqual([line for line in lines if "  passed  " in line], report_lines({})[:1])
+        self.assertEqual(
+            sum(line.endswith("(the link to the device was lost)") for line in lines),
+            len(POINTS) - 1,
+        )
+
+
+class TestInterrupted(unittest.TestCase):
+    def test_report_of_what_was_done(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            with socket.create_server(("127.0.0.1", 0)) as server, subprocess.Popen(
+                [PROGRAM, "--connect", f"127.0.0.1:{server.getsockname()[1]}", "--json"],
+                stdout=subprocess.PIPE,
+            ) as popen:
+                line = server.accept()[0]
+                self.assertEqual(line.recv(100), PRODUCT_ID)
+                line.sendall(ANSWER)
+                line.recv(100)
+                popen.send_signal(number)
+                document = json.loads(popen.communicate(timeout=LONGEST)[0])
+                line.close()
+            self.assertEqual(popen.returncode, LOST)
+            self.assertEqual(document["error"]["id"], "interrupted")
+            states = [point["state"] for point in document["points"]]
+            self.assertEqual(states, ["passed"] + ["not-tested"] * (len(POINTS) - 1))
+            traffic = document["points"][0]["exchanges"][0]["traffic"]
+            self.assertEqual(
+                [(one["from"], one["bytes"]) for one in traffic],
+                [("host", PRODUCT_ID.hex(" ")), ("device", ANSWER.hex(" "))],
+            )
+
+
+class TestWholeChecks(unittest.TestCase):
+    """All points, with an image. Nearly all of the time is that of the waits for restarts."""
+
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = folder.name
+        cls.image = os.path.join(cls.folder, "image")
+        with open(cls.image, "wb") as file:
+            file.write(os.urandom(1000))
+        cls.html = os.path.join(cls.folder, "report.html")
+        with open(os.path.join(cls.folder, "device.json"), "w", encoding="ascii") as file:
+            chips = [{"name": "MAIN", "version": "1.0.0", "upgrades_to": "1.1.0"}]
+            chips.append({"name": "FPGA", "chip_type": 17, "version": "3.1"})
+            json.dump({"model": "HX-8", "chips": chips}, file)
+        # It runs while the other device is checked.
+        cls.with_simulator = subprocess.Popen(
+            [
+                PROGRAM,
+                *("--simulator", os.path.join(cls.folder, "device.json")),
+                *("--chip", "17,0", "--write", cls.image, "--image-version", "1.1.0"),
+                *("--yes", "--html", cls.html),
+            ],
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            text=True,
+        )
+        cls.addClassCleanup(cls.with_simulator.wait)
+
+    def test_device_written_from_the_page(self):
+        """A person answers the questions; the whole report is as expected."""
+        with subprocess.Popen(
+            [sys.executable, os.path.join(HERE, "device_from_the_page.py")],
+            stdout=subprocess.PIPE,
+            text=True,
+        ) as device:
+            port = device.stdout.readline().strip()
+            terminal, other = pty.openpty()
+            with subprocess.Popen(
+                [PROGRAM, "--connect", f"127.0.0.1:{port}", "--write", self.image]
+                + ["--image-version", "1.1.0"],
+                stdin=other,
+                stdout=subprocess.PIPE,
+                stderr=other,
+                text=True,
+            ) as popen:
+                os.close(other)
+                self.answer(terminal, "Write to the device? [yes/no] ", b"yes\n")
+                self.answer(
+                    terminal,
+                    "press Enter (type 'skip' if you cannot): ",
+                    b"\n",
+                    lambda: device.send_signal(signal.SIGUSR1),
+                )
+                shown = self.drain(terminal)
+                output = popen.communicate(timeout=LONGEST)[0]
+            os.close(terminal)
+            device.terminate()
+        reason = "no FPGA is known; --chip names one"
+        expected = [
+            f"Device: Page-1 at 127.0.0.1:{port}",
+            "Chips: 0,0 (1.0.0)",
+            "",
+            *report_lines({"fpga-reads": ("not-applicable", reason)}),
+            "",
+            "Required points: 34 passed; recommended points: 14 passed, 1 not applicable.",
+            "The device passes.",
+        ]
+        self.assertEqual(output.splitlines(), expected)
+        self.assertEqual(popen.returncode, DONE, shown)
+
+    def answer(self, terminal, question, line, before=lambda: None):
+        shown = ""
+        end = time.monotonic() + LONGEST
+        while question not in shown:
+            self.assertTrue(
+                select.select([terminal], [], [], max(0, end - time.monotonic()))[0], shown
+            )
+            shown += os.read(terminal, 4096).decode()
+        before()
+        os.write(terminal, line)
+
+    @staticmethod
+    def drain(terminal):
+        """What is shown until the program ends."""
+        shown = b""
+        while True:
+            try:
+                shown += os.read(terminal, 4096)
+            except OSError:
+                return shown.decode()
+
+    def test_simulator(self):
+        output, errors = self.with_simulator.communicate(timeout=LONGEST)
+        self.assertEqual((self.with_simulator.returncode, errors), (DONE, ""), output)
+        self.assertEqual(
+            output.splitlines()[3:],
+            [
+                *report_lines({}),
+                "",
+                "Required points: 34 passed; recommended points: 15 passed.",
+                "The device passes.",
+            ],
+        )
+        with open(self.html, encoding="utf-8") as file:
+            page = file.read()
+        self.assertEqual(
+            re.findall(r'<tr class="(\S+)" id="(\S+)">', page),
+            [("passed", point["id"]) for point in POINTS],
+        )
+        self.assertNotRegex(page, r"<script|https?://|src=|@import")
+
+
+class TestRunningSimulator(unittest.TestCase):
+    """A fault that a required point finds, in all three reports."""
+
+    maxDiff = None
+
+    def test_report_of_a_failed_point(self):
+        with tempfile.TemporaryDirectory() as folder:
+            device = os.path.join(folder, "device.json")
+            page = os.path.join(folder, "page.html")
+            with open(device, "w", encoding="ascii") as file:
+                json.dump({"model": "<HX-8>", "chips": [{"version": "1.0.0"}]}, file)
+            with subprocess.Popen(
+                [SIMULATOR, "--device", device, "--listen", "127.0.0.1:0"]
+                + ["--fault", "bad-checksum:word=bootcode,count=once"],
+                stdout=subprocess.PIPE,
+                text=True,
+            ) as simulator:
+                address = simulator.stdout.readline().split()[1]
+                result = run("--connect", address, "--html", page)
+                simulator.terminate()
+            with open(page, encoding="utf-8") as file:
+                html = file.read()
+        self.assertEqual(result.returncode, NOT_PASSED, result.stdout)
+        self.assertEqual(
+            result.stderr,
+            "device-check: error: the device fails required points: read-bootcode\n"
+            "  The report has the frames of each failed point, and the paragraph with its rule.\n",
+        )
+        found = re.search(r"^required +FAILED .*\n((?: .*\n)+)", result.stdout, re.M)
+        what = (
+            "F900: read the bootcode information of chip 0,0: no answer within 10 s; "
+            "received: a frame with the checksum 9E, must be 9D"
+        )
+        self.assertEqual(
+            [re.sub(r"^ +[\d.]+ s", "", line) for line in found.group(1).splitlines()],
+            [
+                f"  {what}",
+                "  see docs/reference/mcu-protocol.md#commands",
+                "    F900: read the bootcode information of chip 0,0",
+                "  host   5a 5b a5 07 00 00 00 00 f9 00 00 a6",
+                "  device 5b 5b a5 0c 00 00 00 00 f9 00 00 01 00 01 00 01 9e",
+            ],
+        )
+        self.assertIn("<title>Check of &lt;HX-8&gt;</title>", html)
+        self.assertRegex(html, r'<tr class="failed" id="read-bootcode">.*\n?.*<details open>')
+        self.assertIn(f'<span class="reason">{what}</span>', html)
+
+
+if __name__ == "__main__":
+    unittest.main()
