@@ -7,7 +7,7 @@
 set(common_libraries "libc6 (>= 2.36), libgcc-s1 (>= 12), libqt5core5a (>= 5.15.8), \
 libqt5network5 (>= 5.15.8), libstdc++6 (>= 12), libdeflate0 (>= 1.14), zlib1g (>= 1:1.2.13)")
 set(agent_libraries "${common_libraries}, libqt5serialport5 (>= 5.15.8)")
-set(tools_libraries "${common_libraries}, libedit2 (>= 3.1)")
+set(tools_libraries "${common_libraries}, libedit2 (>= 3.1), libqt5serialport5 (>= 5.15.8)")
 
 # debian_architecture(VARIABLE): Debian's name of the machine that the compiler builds for.
 function(debian_architecture variable)
@@ -67,7 +67,8 @@ set(CPACK_DEBIAN_TOOLS_DESCRIPTION "companion programs of the firmware upgrade a
 fwm builds, shows, checks and compares firmware packages. upgrade-console is
 the client of the agent: it upgrades devices with a live view, for people and
 for scripts. device-simulator plays a device, faults included, so that all can
-be tried without one. edid-report shows what the agent reports of a display.")
+be tried without one. device-check tests a device against the protocol.
+edid-report shows what the agent reports of a display.")
 
 set(CPACK_DEBIAN_DOC_PACKAGE_NAME upgrade-agent-doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)

@@ -47,9 +47,9 @@ private slots:
 void TestProblems::everyExitStatusHasWords()
 {
     // What scripts depend on: these never change.
-    const char *const names[] = {"done",  "failed",         "usage",           "nothing-to-do",
-                                 "busy",  "cannot-connect", "connection-lost", "package-refused",
-                                 "no-run", "not-trusted", "not-passed"};
+    const char *const names[] = {"done",   "failed",         "usage",           "nothing-to-do",
+                                 "busy",   "cannot-connect", "connection-lost", "package-refused",
+                                 "no-run", "not-trusted",    "not-passed"};
     QCOMPARE(exitCodes().size(), int(std::size(names)));
     for (int index = 0; index < exitCodes().size(); ++index) {
         QCOMPARE(int(exitCodes().at(index).code), index);

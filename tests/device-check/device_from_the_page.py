@@ -6,56 +6,62 @@ It listens on a TCP port, which it prints. SIGUSR1 switches its power off and on
 import signal
 import socket
 import time
+from collections.abc import Callable
 
-RESTART, HALF_FRAME = 1, 0.5
-MODEL, VERSION, NEW_VERSION = b"Page-1", bytes([1, 0, 0]), bytes([1, 1, 0])
-state = {"record": b"\1A" + bytes([8, 0]) + bytes(10) + bytes([1, 6]) + MODEL, "virtual": 0}
-state |= {"version": VERSION, "next": None, "last": None, "down_until": 0}
+RESTART, HALF_FRAME, MODEL = 1, 0.5, b"Page-1"
 
 
-def restart(_=None, __=None):
-    state.update(next=None, last=None, down_until=time.monotonic() + RESTART)
+class Mcu:
+    record = b"\1A" + bytes([8, 0]) + bytes(10) + bytes([1, 6]) + MODEL
+    version, new_version, no_version = bytes([1, 0, 0]), bytes([1, 1, 0]), bytes(3)
+    virtual_version = bytes(1)
+    next, last = -1, b""
+    down_until = 0.0
+
+
+def restart(*_) -> int:
+    Mcu.next, Mcu.last, Mcu.down_until = -1, b"", time.monotonic() + RESTART
     return 0
 
 
-def enter(_):
-    state.update(next=0, last=None)
+def enter(_) -> int:
+    Mcu.next, Mcu.last = 0, b""
     return 0
 
 
-def block(data):
+def block(data) -> int:
     number, is_last = int.from_bytes(data[2:4], "little"), data[4] == 0x40
-    if state["last"] == data:
+    if Mcu.last == data:
         return 0
-    if len(data) != 261 or number != state["next"]:
+    if len(data) != 261 or number != Mcu.next:
         return 3
-    state.update(next=(number + 1) % 65536, last=data, version=bytes(3))
+    Mcu.next, Mcu.last, Mcu.version = (number + 1) % 65536, data, Mcu.no_version
     if is_last:
-        state["version"] = NEW_VERSION
+        Mcu.version = Mcu.new_version
         restart()
     return 0
 
 
-def set_virtual_version(data):
-    state["virtual"] = data[0]
+def set_virtual_version(data) -> int:
+    Mcu.virtual_version = data
     return 0
 
 
-def write_record(data):
-    state["record"] = data[2:]
+def write_record(data) -> bytes:
+    Mcu.record = data[2:]
     return data[:2] + b"\0"
 
 
-CHIP = {0x7900: enter, 0x7901: block, 0x7903: write_record}
-CHIP[0xF900] = lambda data: data + bytes([1, 0, 1, state["version"] == bytes(3), 1])
-CHIP |= {0xF901: lambda data: data + state["record"], 0xF902: lambda data: data + state["version"]}
-OTHER = {0x7902: restart, 0x7905: set_virtual_version, 0xF802: lambda _: b"id"}
-OTHER |= {0xF903: lambda _: MODEL, 0xF905: lambda _: bytes([state["virtual"]])}
+CHIP: dict[int, Callable] = {0x7900: enter, 0x7901: block, 0x7903: write_record}
+CHIP[0xF900] = lambda data: data + bytes([1, 0, 1, Mcu.version == Mcu.no_version, 1])
+CHIP |= {0xF901: lambda data: data + Mcu.record, 0xF902: lambda data: data + Mcu.version}
+OTHER: dict[int, Callable] = {0x7902: restart, 0x7905: set_virtual_version}
+OTHER |= {0xF802: lambda _: b"id", 0xF903: lambda _: MODEL, 0xF905: lambda _: Mcu.virtual_version}
 
 
 def answer(frame):
     word, data = int.from_bytes(frame[7:9], "little"), frame[9:-1]
-    if time.monotonic() < state["down_until"] or (word in CHIP and data[:2] != b"\0\0"):
+    if time.monotonic() < Mcu.down_until or (word in CHIP and data[:2] != b"\0\0"):
         return b""
     if word not in CHIP and word not in OTHER:
         return b""
@@ -68,7 +74,7 @@ def answer(frame):
 
 
 def serve(line):
-    received, last = b"", 0
+    received, last = b"", 0.0
     while piece := line.recv(4096):
         received = piece if time.monotonic() - last > HALF_FRAME else received + piece
         last = time.monotonic()

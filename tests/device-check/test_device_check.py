@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """device-check as its users start it: reports, mistakes, and lines that break."""
 
+import functools
 import json
 import os
 import pty
@@ -19,12 +20,17 @@ import unittest
 PROGRAM = os.environ["DEVICE_CHECK"]
 SIMULATOR = os.environ["DEVICE_SIMULATOR"]
 HERE = os.path.dirname(os.path.realpath(__file__))
-POINTS = json.loads(subprocess.check_output([PROGRAM, "--list", "--json"]))["points"]
-DONE, FAILED, USAGE, CANNOT_CONNECT, LOST, REFUSED, NOT_PASSED = 0, 1, 2, 5, 6, 7, 9
+DONE, FAILED, USAGE, CANNOT_CONNECT, LOST, REFUSED, NOT_PASSED = 0, 1, 2, 5, 6, 7, 10
 PRODUCT_ID = bytes.fromhex("5a5ba50500000002f8a7")
 ANSWER = bytes.fromhex("5b5ba50800000002f8485838cb")
 # Longer than any run here.
 LONGEST = 300
+
+
+@functools.cache
+def points():
+    """The points, as the program lists them."""
+    return json.loads(subprocess.check_output([PROGRAM, "--list", "--json"]))["points"]
 
 
 def run(*options, **more):
@@ -39,10 +45,15 @@ def run(*options, **more):
     )
 
 
+def first_line(popen):
+    assert popen.stdout is not None
+    return popen.stdout.readline()
+
+
 def report_lines(states):
     """The lines of a text report without failed points: {id: (state, reason)}."""
     lines = []
-    for point in POINTS:
+    for point in points():
         state, reason = states.get(point["id"], ("passed", ""))
         lines.append(
             f"{point['level']:13}{state:16}{point['id']:23}{point['rule']}"
@@ -203,47 +214,35 @@ class TestCommandLine(unittest.TestCase):
             run("--list").stdout.splitlines()[0],
             "required     reads   answers                the device answers a command",
         )
-        self.assertGreater(len(POINTS), 40)
+        self.assertGreater(len(points()), 40)
 
 
 class TestBrokenLines(unittest.TestCase):
-    """A maker's usual mistakes with a serial port. All of them run at the same time."""
+    """A maker's usual mistakes with a serial port."""
 
     maxDiff = None
 
-    @classmethod
-    def setUpClass(cls):
-        cls.devices = {behave: PtyDevice(behave) for behave in (echo, babble, say_nothing, vanish)}
-        cls.runs = {
-            behave: subprocess.Popen(
-                [PROGRAM, "--port", device.port],
-                stdin=subprocess.DEVNULL,
-                stdout=subprocess.PIPE,
-                stderr=subprocess.PIPE,
-                text=True,
-            )
-            for behave, device in cls.devices.items()
-        }
-        cls.results = {
-            behave: (*popen.communicate(timeout=LONGEST), popen.returncode)
-            for behave, popen in cls.runs.items()
-        }
+    def check(self, behave):
+        device = PtyDevice(behave)
+        return device.port, run("--port", device.port)
 
     def finds_no_device(self, behave, what):
-        output, errors, status = self.results[behave]
-        self.assertEqual(status, NOT_PASSED)
+        port, result = self.check(behave)
+        self.assertEqual(result.returncode, NOT_PASSED)
         self.assertEqual(
-            errors,
+            result.stderr,
             "device-check: error: the device does not answer: F802: read the product ID: "
             f"no answer within 10 s{what}\n  Check its power, the port, the speed (57600 baud, "
             "8N1), and that TX and RX are crossed and the grounds are connected.\n",
         )
-        self.assertEqual(output.count(" FAILED "), 1)
-        self.assertEqual(output.count(" passed "), 0)
-        self.assertEqual(output.count(" not-tested "), len(POINTS) - 1)
-        self.assertIn(
-            f"Device: model unknown at {self.devices[behave].port}, 57600 baud\n", output
-        )
+        output = result.stdout
+        self.assertIn(f"Device: model unknown at {port}, 57600 baud\n", output)
+        for state, count in (
+            (" FAILED ", 1),
+            ("  passed  ", 0),
+            (" not-tested ", len(points()) - 1),
+        ):
+            self.assertEqual(output.count(state), count, output)
 
     def test_silent(self):
         self.finds_no_device(say_nothing, "")
@@ -255,19 +254,19 @@ class TestBrokenLines(unittest.TestCase):
         self.finds_no_device(babble, "; received: 5 bytes that are not a frame: f8 80 00 fe 1c")
 
     def test_unplugged(self):
-        output, errors, status = self.results[vanish]
-        self.assertEqual(status, LOST)
+        port, result = self.check(vanish)
+        self.assertEqual(result.returncode, LOST)
         self.assertEqual(
-            errors,
+            result.stderr,
             "device-check: error: the line to the device was lost during the checks: "
-            f"{self.devices[vanish].port}, 57600 baud\n  Check the cable and the adapter, and run "
+            f"{port}, 57600 baud\n  Check the cable and the adapter, and run "
             "the checks again. The report has what was done before.\n",
         )
-        lines = output.splitlines()
+        lines = result.stdout.splitlines()
         self.assertEqual([line for line in lines if "  passed  " in line], report_lines({})[:1])
         self.assertEqual(
             sum(line.endswith("(the link to the device was lost)") for line in lines),
-            len(POINTS) - 1,
+            len(points()) - 1,
         )
 
 
@@ -288,7 +287,7 @@ class TestInterrupted(unittest.TestCase):
             self.assertEqual(popen.returncode, LOST)
             self.assertEqual(document["error"]["id"], "interrupted")
             states = [point["state"] for point in document["points"]]
-            self.assertEqual(states, ["passed"] + ["not-tested"] * (len(POINTS) - 1))
+            self.assertEqual(states, ["passed"] + ["not-tested"] * (len(points()) - 1))
             traffic = document["points"][0]["exchanges"][0]["traffic"]
             self.assertEqual(
                 [(one["from"], one["bytes"]) for one in traffic],
@@ -301,33 +300,13 @@ class TestWholeChecks(unittest.TestCase):
 
     maxDiff = None
 
-    @classmethod
-    def setUpClass(cls):
+    def setUp(self):
         folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.folder = folder.name
-        cls.image = os.path.join(cls.folder, "image")
-        with open(cls.image, "wb") as file:
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        self.image = os.path.join(self.folder, "image")
+        with open(self.image, "wb") as file:
             file.write(os.urandom(1000))
-        cls.html = os.path.join(cls.folder, "report.html")
-        with open(os.path.join(cls.folder, "device.json"), "w", encoding="ascii") as file:
-            chips = [{"name": "MAIN", "version": "1.0.0", "upgrades_to": "1.1.0"}]
-            chips.append({"name": "FPGA", "chip_type": 17, "version": "3.1"})
-            json.dump({"model": "HX-8", "chips": chips}, file)
-        # It runs while the other device is checked.
-        cls.with_simulator = subprocess.Popen(
-            [
-                PROGRAM,
-                *("--simulator", os.path.join(cls.folder, "device.json")),
-                *("--chip", "17,0", "--write", cls.image, "--image-version", "1.1.0"),
-                *("--yes", "--html", cls.html),
-            ],
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE,
-            text=True,
-        )
-        cls.addClassCleanup(cls.with_simulator.wait)
 
     def test_device_written_from_the_page(self):
         """A person answers the questions; the whole report is as expected."""
@@ -336,7 +315,7 @@ class TestWholeChecks(unittest.TestCase):
             stdout=subprocess.PIPE,
             text=True,
         ) as device:
-            port = device.stdout.readline().strip()
+            port = first_line(device).strip()
             terminal, other = pty.openpty()
             with subprocess.Popen(
                 [PROGRAM, "--connect", f"127.0.0.1:{port}", "--write", self.image]
@@ -393,22 +372,34 @@ class TestWholeChecks(unittest.TestCase):
                 return shown.decode()
 
     def test_simulator(self):
-        output, errors = self.with_simulator.communicate(timeout=LONGEST)
-        self.assertEqual((self.with_simulator.returncode, errors), (DONE, ""), output)
+        device = os.path.join(self.folder, "device.json")
+        with open(device, "w", encoding="ascii") as file:
+            chips: list[dict] = [{"name": "MAIN", "version": "1.0.0", "upgrades_to": "1.1.0"}]
+            chips.append({"name": "FPGA", "chip_type": 17, "version": "3.1"})
+            json.dump({"model": "HX-8", "chips": chips}, file)
+        html = os.path.join(self.folder, "report.html")
+        result = run(
+            *("--simulator", device, "--chip", "17,0", "--write", self.image, "--yes"),
+            *("--image-version", "1.1.0", "--html", html),
+        )
+        self.assertEqual((result.returncode, result.stderr), (DONE, ""), result.stdout)
         self.assertEqual(
-            output.splitlines()[3:],
+            result.stdout.splitlines(),
             [
+                f"Device: HX-8 at simulator {device}",
+                "Chips: 0,0 (1.0.0), 17,0 (3.1)",
+                "",
                 *report_lines({}),
                 "",
                 "Required points: 34 passed; recommended points: 15 passed.",
                 "The device passes.",
             ],
         )
-        with open(self.html, encoding="utf-8") as file:
+        with open(html, encoding="utf-8") as file:
             page = file.read()
         self.assertEqual(
             re.findall(r'<tr class="(\S+)" id="(\S+)">', page),
-            [("passed", point["id"]) for point in POINTS],
+            [("passed", point["id"]) for point in points()],
         )
         self.assertNotRegex(page, r"<script|https?://|src=|@import")
 
@@ -430,7 +421,7 @@ class TestRunningSimulator(unittest.TestCase):
                 stdout=subprocess.PIPE,
                 text=True,
             ) as simulator:
-                address = simulator.stdout.readline().split()[1]
+                address = first_line(simulator).split()[1]
                 result = run("--connect", address, "--html", page)
                 simulator.terminate()
             with open(page, encoding="utf-8") as file:
@@ -441,13 +432,13 @@ class TestRunningSimulator(unittest.TestCase):
             "device-check: error: the device fails required points: read-bootcode\n"
             "  The report has the frames of each failed point, and the paragraph with its rule.\n",
         )
-        found = re.search(r"^required +FAILED .*\n((?: .*\n)+)", result.stdout, re.M)
+        failed = re.findall(r"^required +FAILED .*\n((?: .*\n)+)", result.stdout, re.M)
         what = (
             "F900: read the bootcode information of chip 0,0: no answer within 10 s; "
             "received: a frame with the checksum 9E, must be 9D"
         )
         self.assertEqual(
-            [re.sub(r"^ +[\d.]+ s", "", line) for line in found.group(1).splitlines()],
+            [re.sub(r"^ +[\d.]+ s", "", line) for line in failed[0].splitlines()],
             [
                 f"  {what}",
                 "  see docs/reference/mcu-protocol.md#commands",

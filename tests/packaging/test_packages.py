@@ -10,7 +10,7 @@ import tempfile
 import unittest
 
 PROJECT, BUILD = os.environ["PROJECT"], os.environ["BUILD"]
-TOOLS = ("device-simulator", "edid-report", "fwm", "upgrade-console")
+TOOLS = ("device-check", "device-simulator", "edid-report", "fwm", "upgrade-console")
 IS_CROSS = bool(re.fullmatch(r"(?i)1|on|true|yes", os.environ.get("CROSS", "")))
 # What packages need beside libraries, in dpkg's own form.
 OTHER_NEEDS: dict[str, set[str]] = {

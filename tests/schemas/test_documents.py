@@ -5,6 +5,7 @@ import json
 import os
 import re
 import shutil
+import socket
 import subprocess
 import tempfile
 import unittest
@@ -18,7 +19,7 @@ PROGRAMS = os.environ["PROGRAMS"]
 PACKAGES = os.path.join(documents.ROOT, "tests", "package", "data")
 DUMPS = os.path.join(documents.ROOT, "tests", "edid", "data")
 DEVICE = os.path.join(documents.ROOT, "tools", "device-simulator", "examples", "six-chips.json")
-DONE, FAILED, USAGE, NOTHING, REFUSED = 0, 1, 2, 3, 7
+DONE, FAILED, USAGE, NOTHING, CANNOT_CONNECT, LOST, REFUSED = 0, 1, 2, 3, 5, 6, 7
 NO_ERROR = (DONE, NOTHING)
 
 # The command line, the exit status, and the id of the error.
@@ -72,6 +73,11 @@ CASES = [
     ("edid-report broken.json", FAILED, "not-an-edid"),
     ("edid-report", USAGE, "usage"),
     ("edid-report --help", DONE, None),
+    ("device-check --list", DONE, None),
+    ("device-check --port none --write none --yes", FAILED, "file-unreadable"),
+    ("device-check --port none", CANNOT_CONNECT, "device-unreachable"),
+    ("device-check", USAGE, "usage"),
+    ("device-check --help", DONE, None),
     ("device-simulator --device none --pty-link tty", FAILED, "file-unreadable"),
     ("device-simulator --device broken.json --pty-link tty", FAILED, "device-unreadable"),
     ("device-simulator --replay broken.json --pty-link tty", FAILED, "trace-unreadable"),
@@ -237,9 +243,29 @@ class TestDocuments(unittest.TestCase):
                 self.assertEqual(error is None, status in NO_ERROR)
                 self.documents.check(self.schema_of(line, document), document)
         self.run_simulator()
-        self.assertEqual(
-            self.documents.unseen(documents.COMMON, "fwm-", "edid-report", "device-simulator"), []
-        )
+        self.run_device_check()
+        programs = ("edid-report", "device-check", "device-simulator")
+        self.assertEqual(self.documents.unseen(documents.COMMON, "fwm-", *programs), [])
+
+    def run_device_check(self):
+        """A device that answers once and closes the connection."""
+        answer = frames.frame(frames.REPLY, frames.PRODUCT_ID, b"P")
+        with socket.create_server(("127.0.0.1", 0)) as server:
+            address = f"127.0.0.1:{server.getsockname()[1]}"
+            with subprocess.Popen(
+                [os.path.join(PROGRAMS, "device-check"), "--json", "--connect", address],
+                stdout=subprocess.PIPE,
+                text=True,
+            ) as popen:
+                with server.accept()[0] as device:
+                    self.assertEqual(device.recv(100), frames.host(frames.PRODUCT_ID))
+                    device.sendall(answer)
+                    self.assertEqual(device.recv(100), frames.host(frames.MODEL_NAME))
+                result = popen.communicate(timeout=20)[0]
+        self.assertEqual(popen.returncode, LOST)
+        document = json.loads(result)
+        self.assertEqual(document["error"]["id"], "device-link-lost")
+        self.documents.check("device-check", document)
 
     def run_simulator(self):
         """A run with a host, whose trace is cut."""
@@ -343,7 +369,7 @@ class TestDocuments(unittest.TestCase):
                 )
         self.assertGreater(len(found), 20)
         self.assertEqual(
-            found | {"extension-missing", "trace-cut", "verdict-unseen"},
+            found | {"extension-missing", "left-half-written", "trace-cut", "verdict-unseen"},
             documents.ids("Warnings and findings"),
         )
 

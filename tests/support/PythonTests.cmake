@@ -6,6 +6,7 @@ find_package(Python3 REQUIRED COMPONENTS Interpreter)
 # What every test gets in its environment.
 set(AGENT_PYTHON_ENVIRONMENT
     "AGENT_PROGRAM=${AGENT_RUN_DIRECTORY}/upgrade-agent"
+    "DEVICE_CHECK=${AGENT_RUN_DIRECTORY}/device-check"
     "DEVICE_SIMULATOR=${AGENT_RUN_DIRECTORY}/device-simulator"
     "FWM_PROGRAM=${AGENT_RUN_DIRECTORY}/fwm"
     "UPGRADE_CONSOLE=${AGENT_RUN_DIRECTORY}/upgrade-console"

@@ -9,7 +9,14 @@ import unittest
 
 from tests import ROOT
 
-PROGRAMS = {"device-simulator", "edid-report", "fwm", "upgrade-agent", "upgrade-console"}
+PROGRAMS = {
+    "device-check",
+    "device-simulator",
+    "edid-report",
+    "fwm",
+    "upgrade-agent",
+    "upgrade-console",
+}
 
 
 def read(name):

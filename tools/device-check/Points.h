@@ -18,7 +18,7 @@ struct Result;
 /** One rule of docs/reference/mcu-protocol.md, and how it is checked. */
 struct Point
 {
-    /** For scripts, kept for good. */
+    /** For scripts; it never changes. */
     const char *id;
     Level level;
     /** Whether its steps write to the device; the others only read. */

@@ -29,13 +29,13 @@ constexpr ms halfFrame{5'000};
 
 /** How long a command that must not be answered is watched. */
 constexpr ms silence{2'000};
-/** How long an answer that missed its limit is still waited for, to report its delay. */
+/** How much longer an answer that missed its limit is waited for, to report its delay. */
 constexpr ms late{5'000};
 /** How long further bytes are waited for after an answer. */
 constexpr ms tail{50};
 /** Between the bytes of a command that is sent in pieces. */
 constexpr ms betweenPieces{20};
-/** What is already on the line when the checks begin is dropped until it is quiet for so long. */
+/** What is already on the line when the checks begin is dropped until it is quiet for this time. */
 constexpr ms quiet{200};
 /** The longest wait for such a quiet line. */
 constexpr ms longestNoise{2'000};

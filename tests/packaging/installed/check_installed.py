@@ -17,7 +17,7 @@ from tests.packaging.installed import booted, chroot, recorders
 HERE = os.path.dirname(os.path.realpath(__file__))
 PACKAGES = os.environ["PACKAGES"]
 NAMES = ("upgrade-agent", "upgrade-agent-tools", "upgrade-agent-doc")
-TOOLS = ("device-simulator", "edid-report", "fwm", "upgrade-console")
+TOOLS = ("device-check", "device-simulator", "edid-report", "fwm", "upgrade-console")
 PROGRAMS = ["/usr/sbin/upgrade-agent", *(f"/usr/bin/{tool}" for tool in TOOLS)]
 WANTED_BY = "/etc/systemd/system/multi-user.target.wants/upgrade-agent.service"
 WATCHDOG_SECONDS = 4
