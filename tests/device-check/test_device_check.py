@@ -401,6 +401,7 @@ class TestWholeChecks(unittest.TestCase):
             re.findall(r'<tr class="(\S+)" id="(\S+)">', page),
             [("passed", point["id"]) for point in points()],
         )
+        self.assertRegex(page, r"<footer>device-check [\d.]+, 20\d\d-\S+Z</footer>")
         self.assertNotRegex(page, r"<script|https?://|src=|@import")
 
 

@@ -58,6 +58,8 @@ void TestWatch::judgesVersions_data()
     addRow("1001 5b5ba50a00000002f900000100009f", "");
     addRow("1001 5b5ba50900000002f90000010260", "no answer within 10 s; received: a frame with the "
                                                 "checksum 60, must be 9E");
+    addRow("1001 0d0a5b5ba50900000002f90000010260",
+           "no answer within 10 s; received: a frame with the checksum 60, must be 9E");
     addRow("1001 5b5ba50900000002f9000001029e", "");
     addRow("1001 5b5ba509 9000 00000002f9000001029e", "");
     addRow("11001 5b5ba50900000002f9000001029e",

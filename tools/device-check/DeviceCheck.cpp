@@ -8,6 +8,7 @@
 #include "bytes/AtomicFile.h"
 #include "protocol/BlockPayload.h"
 
+#include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
 #include <QStringList>
@@ -177,6 +178,9 @@ Report DeviceCheck::check()
         showProgress(QString::fromLatin1(point.id));
     });
     Report report;
+    report.origin = QStringLiteral("device-check %1, %2")
+                        .arg(QStringLiteral(PROJECT_VERSION),
+                             QDateTime::currentDateTimeUtc().toString(Qt::ISODate));
     report.results = runner.run();
     showProgress({});
     report.facts = runner.facts();

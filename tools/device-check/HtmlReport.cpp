@@ -24,7 +24,8 @@ td.state { white-space: nowrap; font-weight: bold; }
 .not-tested td.state { color: #6b4a00; }
 .not-applicable td.state { color: #555; }
 .reason { font-weight: bold; }
-.reference { color: #555; font-size: .9em; }
+.reference { color: #555; font-size: .9em; overflow-wrap: anywhere; }
+footer { color: #555; font-size: .9em; margin-top: 1em; }
 details { margin-top: .2em; }
 summary { cursor: pointer; color: #1a4f8b; }
 pre { font: 13px/1.4 monospace; white-space: pre-wrap; overflow-wrap: anywhere; margin: .3em 0; }
@@ -108,7 +109,8 @@ QString htmlReport(const Report &report)
                .arg(verdictClass(report), verdictText(report), summaryText(report)) +
            QStringLiteral("<table>\n<tr><th>state</th><th>level</th><th>point</th><th>rule</th>"
                           "</tr>\n") +
-           rows + QStringLiteral("</table>\n</body>\n</html>\n");
+           rows + QStringLiteral("</table>\n<footer>") + report.origin.toHtmlEscaped() +
+           QStringLiteral("</footer>\n</body>\n</html>\n");
 }
 
 } // namespace devicecheck

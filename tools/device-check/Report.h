@@ -15,6 +15,8 @@ struct Report
 {
     /** How the device was reached. */
     QString address;
+    /** The program with its version, and when it ran. */
+    QString origin;
     Facts facts;
     QVector<Result> results;
     EarlyEnd end = EarlyEnd::None;

@@ -174,9 +174,14 @@ milliseconds StepWatch::deadline() const
 QString StepWatch::problemOfSilence(const QVector<Arrival> &others) const
 {
     QString what = QStringLiteral("no answer within %1").arg(secondsText(m_step.limit));
+    // A damaged frame is more likely the answer than noise before it.
+    const auto frame = std::find_if(others.begin(), others.end(), [](const Arrival &other) {
+        return other.kind != Arrival::Kind::Stray;
+    });
     if (!others.isEmpty())
         return what + QStringLiteral("; received: ") +
-               describe(others.first(), m_lastSent, m_step.answers.first().word);
+               describe(frame != others.end() ? *frame : others.first(), m_lastSent,
+                        m_step.answers.first().word);
     const QByteArray part = m_reader.incomplete();
     if (part.isEmpty())
         return what;
