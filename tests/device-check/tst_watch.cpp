@@ -27,6 +27,7 @@ private slots:
     void judgesSilence();
     void judgesTwoAnswers();
     void measures();
+    void keepsALimitedNumberOfBytes();
 };
 
 namespace {
@@ -148,6 +149,20 @@ void TestWatch::measures()
     QCOMPARE(exchange.strayBytes.toHex(), QByteArray("0d0a0a"));
     QCOMPARE(exchange.extraFrames.size(), 1);
     QCOMPARE(exchange.traffic.size(), 5);
+}
+
+void TestWatch::keepsALimitedNumberOfBytes()
+{
+    const Step step = devicecheck::readVersion({0, 0});
+    StepWatch watch(step);
+    watch.sent(step.pieces.first().bytes, milliseconds(0));
+    for (int i = 0; i < 1000; ++i)
+        watch.received(QByteArray(1000, 'x'), milliseconds(i));
+    QCOMPARE(watch.exchange().strayBytes.size(), 65'536);
+    int kept = 0;
+    for (const devicecheck::Traffic &traffic : watch.exchange().traffic)
+        kept += traffic.isFromHost ? 0 : traffic.bytes.size();
+    QCOMPARE(kept, 65'536);
 }
 
 AGENT_TEST(TestWatch)

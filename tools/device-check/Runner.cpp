@@ -122,7 +122,10 @@ void Runner::perform(const QVector<Step> &steps, Result &result)
             result.exchanges.append(exchange);
         if (exchange.problem.isEmpty())
             continue;
-        result.state = m_end == EarlyEnd::Interrupted ? State::NotTested : State::Failed;
+        // Neither is the fault of the device.
+        const bool isUntested =
+            m_end == EarlyEnd::Interrupted || step.action == Step::Action::SwitchPowerOffAndOn;
+        result.state = isUntested ? State::NotTested : State::Failed;
         result.reason = QStringLiteral("%1: %2").arg(exchange.text, exchange.problem);
         return;
     }

@@ -15,6 +15,8 @@ namespace {
 
 /** How many bytes that are not a frame a text shows. */
 constexpr int shownBytes = 16;
+/** What a step keeps of a device that sends without end; its answers have 4 KiB at most. */
+constexpr int mostBytes = 64 * 1024;
 
 QString hexWord(quint16 word)
 {
@@ -135,8 +137,12 @@ void StepWatch::sent(const QByteArray &bytes, milliseconds time)
 
 void StepWatch::received(const QByteArray &bytes, milliseconds time)
 {
-    m_traffic.append({false, time, bytes});
-    m_reader.read(bytes, time);
+    const QByteArray kept = bytes.left(mostBytes - m_receivedBytes);
+    m_receivedBytes += kept.size();
+    if (kept.isEmpty())
+        return;
+    m_traffic.append({false, time, kept});
+    m_reader.read(kept, time);
 }
 
 StepWatch::Sorted StepWatch::sorted() const

@@ -48,6 +48,7 @@ private:
     Step m_step;
     AnswerReader m_reader;
     QVector<Traffic> m_traffic;
+    int m_receivedBytes = 0;
     QByteArray m_lastSent;
     milliseconds m_sentEnd{0};
 };
