@@ -29,7 +29,13 @@ public:
         m_line.takesFolder(group->add_option("-o,--output", output, "A folder."));
         CLI::App &send = m_line.addCommand("send", "Send words.");
         send.add_option("WORD", words, "The words.");
-        m_line.takesFile(send.add_option("--from", from, "A file."));
+        CLI::Option_group *source = send.add_option_group("Source", "One of them");
+        CLI::Option *file = source->add_option("--from", from, "A file.");
+        m_line.takesFile(file);
+        source->add_option("--to", to, "A file.");
+        source->require_option(1);
+        send.add_flag("--all", "All files.")->excludes(file);
+        send.add_option("--set-version", version, "The version.");
         m_line.addExitStatuses({ExitCode::Done, ExitCode::Usage});
         m_line.addHelp(QStringLiteral("More"), {"one", "two"});
     }
@@ -40,7 +46,7 @@ public:
     }
     const CommandLine &line() const { return m_line; }
 
-    std::string host, file, mode, output, from;
+    std::string host, file, mode, output, from, to, version;
     std::vector<std::string> words;
 
 private:
@@ -149,8 +155,14 @@ void TestCommandLine::wrongUsage_data()
     row("list --mod 2", "unknown option '--mod'; did you mean '--mode'?", "ex-ample list");
     row("list a b", "unexpected 'b'", "ex-ample list");
     row("list", "FILE is required", "ex-ample list");
-    row("list a --mode 7", "--mode: 7 not in {2,5}", "ex-ample list");
-    row("list a --mode", "--mode: 1 required TEXT:{2,5} missing", "ex-ample list");
+    row("list a --mode 7", "--mode: '7' is not one of 2, 5", "ex-ample list");
+    row("list a --mode", "--mode needs a value", "ex-ample list");
+    row("list a --mode 2 --mode 5", "--mode may be given only once", "ex-ample list");
+    row("send", "--from or --to is required", "ex-ample send");
+    row("send --from a --to b", "only one of --from and --to may be given", "ex-ample send");
+    row("send --from a --all", "only one of --from and --all may be given", "ex-ample send");
+    row("send --from a --version 1.2",
+        "--version takes no value; did you mean '--set-version 1.2'?", "ex-ample send");
     row("list a --json=1", "--json takes no value", "ex-ample list");
     row("--json-progress=x list a", "--json-progress takes no value", "ex-ample");
 }

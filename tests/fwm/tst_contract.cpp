@@ -14,6 +14,8 @@ private slots:
     void init() { m_fwm.reset(new Fwm); }
     void wrongCommandLines_data();
     void wrongCommandLines();
+    void usageTexts_data();
+    void usageTexts();
     void optionsBeforeAndAfterTheCommand();
     void typos();
     void helpAndVersion();
@@ -65,6 +67,42 @@ void TestContract::wrongCommandLines()
     QCOMPARE(json.err, QByteArray());
     QCOMPARE(json.json().value("exit").toInt(), 2);
     QCOMPARE(json.json().value("error").toObject().value("id").toString(), QStringLiteral("usage"));
+}
+
+void TestContract::usageTexts_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("text");
+    const auto row = [](const char *arguments, const char *text) {
+        QTest::newRow(arguments) << QString::fromLatin1(arguments) << QString::fromLatin1(text);
+    };
+    row("plan a --rows r --mode 3", "--mode: '3' is not one of 2, 5");
+    row("plan a", "--rows or --device is required");
+    row("plan a --rows r --device d", "only one of --rows and --device may be given");
+    row("plan a --rows r --request-all", "only one of --rows and --request-all may be given");
+    row("build r.json -o", "--output needs a value");
+    row("build r.json -o a -o b", "--output may be given only once");
+    row("make-net d --net-version x -o n",
+        "--net-version: 'x' is not a digit, a point and two digits, like 1.23");
+    row("make-net d --version 1.23 -o n",
+        "--version takes no value; did you mean '--net-version 1.23'?");
+    for (const char *command :
+         {"build r.json", "add-net a b", "make-net d --net-version 1.00", "extract a"})
+        row(qPrintable(command + QStringLiteral(" -o -")),
+            "--output: '-' would be a file of this name; standard output is not supported");
+}
+
+/** None of them is the parser's own. */
+void TestContract::usageTexts()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QString, text);
+    const Ran ran = m_fwm->run(arguments.split(' '));
+    QCOMPARE(ran.status, 2);
+    QCOMPARE(ran.out, QByteArray());
+    QCOMPARE(QString::fromUtf8(ran.err).section('\n', 0, 0),
+             QStringLiteral("fwm: error: the command line is wrong: ") + text);
+    QCOMPARE(m_fwm->names(), QStringList());
 }
 
 void TestContract::optionsBeforeAndAfterTheCommand()

@@ -2,8 +2,13 @@
 #include "common/CommandLine.h"
 
 #include "common/NearestWord.h"
+#include "common/UsageTexts.h"
 
 #include <CLI/CLI.hpp>
+
+#include <QRegularExpression>
+
+#include <algorithm>
 
 namespace {
 
@@ -90,7 +95,12 @@ void CommandLine::takesHost(CLI::Option *option)
 
 void CommandLine::takesOneOf(CLI::Option *option, const std::vector<std::string> &values)
 {
-    option->check(CLI::IsMember(values));
+    const std::string list = CLI::detail::join(values, ", ");
+    const auto isOneOf = [values, list](const std::string &text) {
+        const bool isFound = std::find(values.begin(), values.end(), text) != values.end();
+        return isFound ? std::string() : "'" + text + "' is not one of " + list;
+    };
+    option->check(CLI::Validator(isOneOf, CLI::detail::generate_set(values)));
     m_hints[option] = "-W '" + CLI::detail::join(values, " ") + "'";
 }
 
@@ -137,6 +147,8 @@ std::optional<CommandOutcome> CommandLine::read(const QStringList &arguments)
     try {
         m_app->parse(wordsOf(arguments));
     } catch (const CLI::CallForVersion &version) {
+        if (const std::optional<QString> problem = aboutVersion(arguments))
+            return wrong(*problem);
         return textOnly(QString::fromLatin1(version.what()) + QLatin1Char('\n'));
     } catch (const CLI::CallForAllHelp &) {
         return textOnly(QString::fromStdString(m_app->help("", CLI::AppFormatMode::All)));
@@ -194,12 +206,24 @@ QString CommandLine::whatIsWrong(const CLI::ParseError &error) const
     const std::vector<std::string> unknown = m_app->remaining(true);
     if (isAboutWords && !unknown.empty())
         return aboutWord(QString::fromStdString(unknown.front()));
-    const QString text = QString::fromStdString(error.what()).simplified();
-    // The parser's own text about a flag with a value does not say what is wrong.
-    const QLatin1String ending(" was given a disallowed flag override");
-    if (text.endsWith(ending))
-        return QStringLiteral("--%1 takes no value").arg(text.left(text.size() - ending.size()));
-    return text;
+    return usageText(QString::fromStdString(error.what()).simplified());
+}
+
+/** Whether a value follows the version flag, which people take for the one of a longer name. */
+std::optional<QString> CommandLine::aboutVersion(const QStringList &arguments) const
+{
+    const int flag = arguments.indexOf(QStringLiteral("--version"));
+    const QString value = arguments.value(flag + 1);
+    if (flag < 0 || value.isEmpty() || value.startsWith(QLatin1Char('-')))
+        return std::nullopt;
+    QStringList names;
+    for (const CLI::App *chosen : m_app->get_subcommands())
+        addOptionNames(*chosen, names);
+    const QStringList longer = names.filter(QRegularExpression(QStringLiteral("-version$")));
+    if (longer.isEmpty())
+        return std::nullopt;
+    return QStringLiteral("--version takes no value; did you mean '%1 %2'?")
+        .arg(longer.first(), value);
 }
 
 /** About a word that is neither an option, a command nor an argument. */

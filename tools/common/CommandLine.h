@@ -91,6 +91,7 @@ private:
     QString helpText() const;
     QString whatIsWrong(const CLI::ParseError &error) const;
     QString aboutWord(const QString &word) const;
+    std::optional<QString> aboutVersion(const QStringList &arguments) const;
 
     const Program m_program;
     std::unique_ptr<CLI::App> m_app;

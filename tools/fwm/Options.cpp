@@ -16,7 +16,14 @@ std::string checkNetVersion(const std::string &text)
 {
     return isNetVersion(QString::fromStdString(text))
                ? std::string()
-               : "a version is a digit, a point and two digits, like 1.23";
+               : "'" + text + "' is not a digit, a point and two digits, like 1.23";
+}
+
+/** Packages are written to a file that is checked and renamed; a shell's "-" would be one. */
+std::string checkOutput(const std::string &name)
+{
+    return name == "-" ? "'-' would be a file of this name; standard output is not supported"
+                       : std::string();
 }
 
 } // namespace
@@ -43,8 +50,10 @@ void OptionReader::addFile(CLI::App &command, const char *name, std::string &tex
 
 void OptionReader::addOutput(CLI::App &command, const char *help)
 {
-    m_line.takesFile(
-        command.add_option("-o,--output", m_texts.output, help)->type_name("NAME")->required());
+    m_line.takesFile(command.add_option("-o,--output", m_texts.output, help)
+                         ->type_name("NAME")
+                         ->required()
+                         ->check(checkOutput));
 }
 
 void OptionReader::addReaders()
