@@ -42,7 +42,7 @@ void TestReading::goldenPackages_data()
     };
     row("good", 0, 0, "");
     row("good-checksum-of-seven-digits", 0, 0, "");
-    row("good-no-images", 0, 0, "");
+    row("good-no-images", 0, 0, "no-images@15");
     row("good-numbers-above-255", 0, 0,
         "description-schema@15 description-schema@15 description-schema@15 description-schema@15 "
         "description-schema@15 description-schema@15");
@@ -76,18 +76,18 @@ void TestReading::goldenPackages_data()
     row("json-chips-an-object", 7, 7, "chips-not-a-list@15");
     row("json-chips-missing", 7, 7, "chips-not-a-list@15");
     row("json-nested-too-deep", 7, 7, "description-not-json@15");
-    row("record-header-cut", 7, 0, "record-header-cut@265");
+    row("record-header-cut", 7, 0, "record-header-cut@521");
     row("record-cut", 7, 0, "record-missing@15 record-cut@233");
     row("record-claims-4-gib", 7, 0, "record-missing@15 record-cut@233");
     row("record-of-length-0", 0, 0, "record-empty@233");
-    row("record-twice", 0, 0, "entry-duplicate@15 record-duplicate@351");
+    row("record-twice", 0, 0, "entry-duplicate@15 record-duplicate@607");
     row("record-missing", 0, 0, "record-missing@15");
     row("record-of-other-version", 0, 0, "record-differs@233");
-    row("entry-missing", 0, 0, "entry-missing@265");
-    row("net-md5-in-uppercase", 0, 0, "net-md5-in-uppercase@452");
-    row("net-md5-wrong", 0, 0, "net-md5-wrong@452");
-    row("net-shorter-than-its-head", 0, 0, "net-cut@447");
-    row("net-without-archive", 0, 0, "net-archive@509");
+    row("entry-missing", 0, 0, "entry-missing@521");
+    row("net-md5-in-uppercase", 0, 0, "net-md5-in-uppercase@708");
+    row("net-md5-wrong", 0, 0, "net-md5-wrong@708");
+    row("net-shorter-than-its-head", 0, 0, "net-cut@703");
+    row("net-without-archive", 0, 0, "net-archive@765");
 }
 
 void TestReading::goldenPackages()
@@ -138,19 +138,19 @@ void TestReading::infoForPeople()
     QCOMPARE(info.err, QByteArray());
     const QByteArray expected =
         "Package   good.fwm\n"
-        "Size      724 bytes\n"
+        "Size      1236 bytes\n"
         "Form      current, version 6\n"
-        "Checksum  d9052f8c stored, d9052f8c computed: ok\n"
+        "Checksum  e4bb7d1 stored, e4bb7d1 computed: ok\n"
         "Model     MX-88\n"
         "Release   1.0.12\n"
         "Images    3\n"
         "\n"
         "#  Name    Chip  Qty  MCU  PCB  Speciality  Version  Offset      Size  SHA-256\n"
-        "1  MAIN-A  0     1    1    1    A           1.2.3    0x00000249  20    "
-        "e7aebf577f60412f0312d442c70a1fa6148c090bf5bab404caec29482ae779e8\n"
-        "2  FPGA    17    1    0    0                2.0.0    0x00000269  7     "
-        "adaac4b55ddb3a6ab09d09b3b1e43850b9e5ae838a9460152bf064e3ee61ae6a\n"
-        "3  NET     32    1    0    0                1.23.0   0x0000027c  88    "
+        "1  MAIN-A  0     1    1    1    A           1.2.3    0x00000249  276   "
+        "8a020ef7fa00d6cce48e939a363569d74d13632f0e1b1ca094cea273daa6cbe8\n"
+        "2  FPGA    17    1    0    0                2.0.0    0x00000369  263   "
+        "30bb7d3a79af1c7fe89965216e103d876325cacef99dcb242a3e872dcdc1224b\n"
+        "3  NET     32    1    0    0                1.23.0   0x0000047c  88    "
         "251615162ef2801cbba5890beb7eb11cdbeb0b8780963e6c5922539612706c3d\n"
         "\n"
         "Network module image 3: version 1.23, MD5 be485435a5c329cc41b4dd7303b531fe: ok\n";
@@ -158,7 +158,7 @@ void TestReading::infoForPeople()
 
     const Ran damaged = m_fwm->run({"info", goldenPath("checksum-wrong")});
     QCOMPARE(damaged.status, 7);
-    QVERIFY(damaged.out.contains("a620cef0 stored, d127fe66 computed: WRONG"));
+    QVERIFY(damaged.out.contains("42906c2d stored, 35975cbb computed: WRONG"));
     QVERIFY(damaged.out.contains("MAIN-A"));
     QVERIFY(damaged.err.contains("the checksum does not match"));
 }
@@ -231,11 +231,11 @@ void TestReading::findingsHaveLines()
     const Ran verified = m_fwm->run({"verify", "a.fwm"});
     QCOMPARE(verified.status, 7);
     QCOMPARE(verified.out,
-             QByteArray("a.fwm:0x000001c4: error: the MD5 is 00000000000000000000000000000000 and "
+             QByteArray("a.fwm:0x000002c4: error: the MD5 is 00000000000000000000000000000000 and "
                         "should be be485435a5c329cc41b4dd7303b531fe [net-md5-wrong]\n"));
     QVERIFY(QFile::copy(goldenPath("good"), m_fwm->path("b.fwm")));
     QCOMPARE(m_fwm->run({"verify", "b.fwm"}).out,
-             QByteArray("b.fwm: good, 3 images, checksum d9052f8c\n"));
+             QByteArray("b.fwm: good, 3 images, checksum e4bb7d1\n"));
 }
 
 void TestReading::extractsEverything()
@@ -246,9 +246,9 @@ void TestReading::extractsEverything()
     QCOMPARE(QDir(m_fwm->path("out")).entryList(QDir::Files, QDir::Name),
              QStringList({"01-MAIN-A.bin", "02-FPGA.bin", "03-NET.bin", "description.json",
                           "request.json"}));
-    QCOMPARE(m_fwm->read("out/01-MAIN-A.bin"), package.mid(0x249, 20));
-    QCOMPARE(m_fwm->read("out/02-FPGA.bin"), package.mid(0x269, 7));
-    QCOMPARE(m_fwm->read("out/03-NET.bin"), package.mid(0x27c, 88));
+    QCOMPARE(m_fwm->read("out/01-MAIN-A.bin"), package.mid(0x249, 276));
+    QCOMPARE(m_fwm->read("out/02-FPGA.bin"), package.mid(0x369, 263));
+    QCOMPARE(m_fwm->read("out/03-NET.bin"), package.mid(0x47c, 88));
     QCOMPARE(m_fwm->read("out/description.json"), package.mid(15, 0x249 - 12 - 15));
     // Such a folder is like any other one.
     m_fwm->shell("mkdir like");
@@ -336,7 +336,7 @@ void TestReading::comparesPackages()
     QCOMPARE(changed.status, 0);
     QCOMPARE(changed.out, QByteArray("release: 1.0.12 -> 1.0.13\n"
                                      "! FPGA (chip type 17): version 2.0.0 -> 3.0.0, "
-                                     "size 7 -> 13, other bytes\n"));
+                                     "size 263 -> 13, other bytes\n"));
 
     const Ran removed = m_fwm->run({"diff", good, goldenPath("version-3")});
     QCOMPARE(removed.out, QByteArray("package version: 6 -> 3\n"

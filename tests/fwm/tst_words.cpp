@@ -142,31 +142,32 @@ void TestWords::schema_data()
         QTest::newRow(into) << QByteArray(change) << QByteArray(into) << QString::fromLatin1(text);
     };
     row("\"M\"", "\"N\"", "");
-    row("\"model\":\"M\",", "\"model\":5,", "model is missing or not a string");
-    row("\"version\":\"1\",", "", "version is missing or not a string");
-    row("\"MAIN\"", "null", "chips[0].name is missing or not a string");
-    row("\"chip_type\":\"1\"", "\"chip_type\":\"0\"",
-        "chips[0].chip_type 0 is not within 1 to 255");
-    row("\"chip_type\":\"1\"", "\"chip_type\":\"one\"",
-        "chips[0].chip_type \"one\" is not a decimal number");
-    row("\"chip_type\":\"1\"", "\"chip_type\":\" 1\"",
-        "chips[0].chip_type \" 1\" is not a decimal number");
-    row("\"chip_quanity\":\"1\"", "\"chip_quanity\":1",
-        "chips[0].chip_quanity is missing or not a string");
-    row("\"mcu_type\":\"1\"", "\"mcu_type\":\"0\"",
-        "chips[0].mcus[0].mcu_type 0 is not within 1 to 255");
-    row("\"pcb_version\":\"1\"", "\"pcb_version\":\"256\"",
-        "chips[0].mcus[0].pcbs[0].pcb_version 256 is not within 1 to 255");
+    row("\"model\":\"M\",", "\"model\":5,", "model is 5; it must be a string");
+    row("\"version\":\"1\",", "", "version is missing; it must be a string");
+    row("\"MAIN\"", "null", "chips[0].name is null; it must be a string");
+    const char *const number = "; it must be a decimal number from \"1\" to \"255\", as a string";
+    const auto wrongNumber = [&](const char *change, const char *into, const char *text) {
+        row(change, into, qPrintable(QString(text) + number));
+    };
+    wrongNumber("\"chip_type\":\"1\"", "\"chip_type\":\"0\"", "chips[0].chip_type is \"0\"");
+    wrongNumber("\"chip_type\":\"1\"", "\"chip_type\":\"one\"", "chips[0].chip_type is \"one\"");
+    wrongNumber("\"chip_type\":\"1\"", "\"chip_type\":\" 1\"", "chips[0].chip_type is \" 1\"");
+    wrongNumber("\"chip_quanity\":\"1\"", "\"chip_quanity\":1", "chips[0].chip_quanity is 1");
+    wrongNumber("\"mcu_type\":\"1\"", "\"mcu_type\":\"0\"", "chips[0].mcus[0].mcu_type is \"0\"");
+    wrongNumber("\"pcb_version\":\"1\"", "\"pcb_version\":\"256\"",
+                "chips[0].mcus[0].pcbs[0].pcb_version is \"256\"");
     row("\"speciality\":\"A\"", "\"speciality\":\"\"",
-        "chips[0].mcus[0].pcbs[0].speciality \"\" is not a single letter A to Z");
+        "chips[0].mcus[0].pcbs[0].speciality is \"\"; it must be one letter from \"A\" to \"Z\"");
     row("\"speciality\":\"A\"", "\"speciality\":\"a\"",
-        "chips[0].mcus[0].pcbs[0].speciality \"a\" is not a single letter A to Z");
+        "chips[0].mcus[0].pcbs[0].speciality is \"a\"; it must be one letter from \"A\" to \"Z\"");
     row("\"speciality\":\"A\"", "\"speciality\":\"AB\"",
-        "chips[0].mcus[0].pcbs[0].speciality \"AB\" is not a single letter A to Z");
-    row("\"A1\"", "\"A,1\"",
-        "chips[0].mcus[0].pcbs[0].name has a comma, which shifts every later field");
+        "chips[0].mcus[0].pcbs[0].speciality is \"AB\"; it must be one letter from \"A\" to "
+        "\"Z\"");
     row("\"ver3\":\"3\"", "\"ver3\":\"1234567890\"",
-        "chips[0].mcus[0].pcbs[0].ver3 \"1234567890\" is not a decimal number");
+        "chips[0].mcus[0].pcbs[0].ver3 is \"1234567890\"; it must be a decimal number from \"0\" "
+        "to \"255\", as a string");
+    row("[{\"name\":\"A1\"", "[7,{\"name\":\"A1\"",
+        "chips[0].mcus[0].pcbs[0] is 7; it must be an object");
 }
 
 void TestWords::schema()

@@ -27,6 +27,9 @@ const QByteArray goodKeys =
     R"("in_chip_type":"0","in_chip_quanity":"1","in_mcu_type":"1","in_pcb_version":"1",)"
     R"("in_speciality":"65","in_ver1":"1","in_ver2":"2","in_ver3":"3")";
 
+/** No chip takes a shorter one than 256 bytes. */
+const QByteArray mainImage = QByteArray("the main image").repeated(20);
+
 QByteArray goodRequest()
 {
     return request(pcb("MAIN-A", "img/main.bin", goodKeys));
@@ -82,7 +85,7 @@ private:
 void TestWriting::init()
 {
     m_fwm.reset(new Fwm);
-    m_fwm->write("img/main.bin", "the main image");
+    m_fwm->write("img/main.bin", mainImage);
     m_fwm->write("request.json", goodRequest());
 }
 
@@ -99,7 +102,7 @@ void TestWriting::builds()
                                .out;
     QCOMPARE(QByteArray::number(crc.toUInt(nullptr, 16), 16).leftJustified(8, '\0'),
              package.left(8));
-    QVERIFY(package.endsWith(QByteArray::fromHex("00010101410102030e000000") + "the main image"));
+    QVERIFY(package.endsWith(QByteArray::fromHex("000101014101020318010000") + mainImage));
     QCOMPARE(package.mid(15, goodRequest().size()), goodRequest());
 
     const QJsonObject json = m_fwm->run({"build", "request.json", "-o", "FW.fwm", "--json"}).json();
@@ -114,7 +117,7 @@ void TestWriting::buildsRelativeToTheRequest()
     const Ran built = m_fwm->shell("cd elsewhere && " FWM_PROGRAM " build ../sub/request.json -o "
                                    "FW.fwm");
     QCOMPARE(built.status, 0);
-    QVERIFY(m_fwm->read("elsewhere/FW.fwm").endsWith("the main image"));
+    QVERIFY(m_fwm->read("elsewhere/FW.fwm").endsWith(mainImage));
 
     m_fwm->write("abs.json",
                  request(pcb("A", qPrintable(m_fwm->path("sub/img/main.bin")), goodKeys)));
@@ -255,7 +258,7 @@ void TestWriting::neverReplacesItsInput()
     QCOMPARE(m_fwm->run({"build", "request.json", "-o", "img/../request.json"}).status, 1);
     QCOMPARE(m_fwm->read("request.json"), goodRequest());
     QCOMPARE(m_fwm->run({"build", "request.json", "-o", "img/main.bin"}).status, 1);
-    QCOMPARE(m_fwm->read("img/main.bin"), QByteArray("the main image"));
+    QCOMPARE(m_fwm->read("img/main.bin"), mainImage);
     makeNet("net.bin", "1.23");
     const QByteArray net = m_fwm->read("net.bin");
     QCOMPARE(m_fwm->run({"add-net", goldenPath("good"), "net.bin", "-o", "net.bin"}).status, 1);

@@ -76,10 +76,13 @@ def net_image(version=b"1.23", archive=b"BZh9 not really an archive", md5=None):
     return version + b"\0" + digest + bytes(25) + archive
 
 
+# No chip takes an image of fewer than 256 bytes as complete.
+MAIN_IMAGE = bytes(range(256)) + bytes(range(20))
+FPGA_IMAGE = bytes(range(256)) + b"\xff" * 7
 MAIN = chip("MAIN", 1, 1, [(1, [pcb("MAIN-A")])])
-MAIN_RECORD = record(0, 1, 1, 1, ord("A"), (1, 2, 3), bytes(range(20)))
+MAIN_RECORD = record(0, 1, 1, 1, ord("A"), (1, 2, 3), MAIN_IMAGE)
 FPGA = chip("FPGA", 18, 1, [(0, [pcb("FPGA", "0", "", ("2", "0", "0"))])])
-FPGA_RECORD = record(17, 1, 0, 0, 0, (2, 0, 0), b"\xff" * 7)
+FPGA_RECORD = record(17, 1, 0, 0, 0, (2, 0, 0), FPGA_IMAGE)
 NET = chip("NET", 33, 1, [(0, [pcb("NET", "0", "", ("1", "23", "00"))])])
 
 
@@ -123,7 +126,7 @@ def golden():
             description(
                 chip("BIG", 257, 300, [(258, [pcb("BIG", "259", "Z", ("256", "511", "1"))])])
             ),
-            record(0, 44, 2, 3, ord("Z"), (0, 255, 1), b"x"),
+            record(0, 44, 2, 3, ord("Z"), (0, 255, 1), b"x" * 256),
         ),
         "empty": b"",
         "checksum-text-only": b"00000000",
@@ -186,7 +189,7 @@ def golden():
         "record-twice": current(description(main_twice), MAIN_RECORD + MAIN_RECORD),
         "record-missing": current(description(MAIN, FPGA), MAIN_RECORD),
         "record-of-other-version": current(
-            description(MAIN), record(0, 1, 1, 1, ord("A"), (1, 2, 4), bytes(range(20)))
+            description(MAIN), record(0, 1, 1, 1, ord("A"), (1, 2, 4), MAIN_IMAGE)
         ),
         "entry-missing": current(description(MAIN), MAIN_RECORD + FPGA_RECORD),
         "net-md5-in-uppercase": with_net(net_image(md5=upper_digest)),

@@ -358,11 +358,11 @@ class TestDocuments(unittest.TestCase):
 
     def test_findings_are_on_the_page(self):
         found = set()
-        for name in ("Findings.cpp", "SchemaCheck.cpp"):
+        for name in ("Findings.cpp", "SchemaCheck.cpp", "ContentFindings.cpp"):
             with open(os.path.join(documents.ROOT, "tools/fwm", name), encoding="utf-8") as file:
                 found |= set(
                     re.findall(
-                        r'(?:\b(?:error|warning)\(|QStringLiteral\()"'
+                        r'(?:\b(?:error|warning)\(|Severity::\w+, |QStringLiteral\()"'
                         r'([a-z0-9]+(?:-[a-z0-9]+)+)"',
                         file.read(),
                     )

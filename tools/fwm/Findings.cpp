@@ -30,13 +30,14 @@ public:
     QVector<Finding> collect();
 
 private:
-    void error(const char *name, qint64 offset, const QString &text)
+    void error(const char *name, qint64 offset, const QString &text, const QString &place = {},
+               int image = -1)
     {
-        m_findings.append({Severity::Error, QString::fromLatin1(name), offset, text});
+        m_findings.append({Severity::Error, QString::fromLatin1(name), offset, text, place, image});
     }
-    void warning(const char *name, qint64 offset, const QString &text)
+    void warning(const char *name, qint64 offset, const QString &text, int image)
     {
-        m_findings.append({Severity::Warning, QString::fromLatin1(name), offset, text});
+        m_findings.append({Severity::Warning, QString::fromLatin1(name), offset, text, {}, image});
     }
 
     bool head();
@@ -44,9 +45,9 @@ private:
     bool description();
     void ending();
     void entriesAndRecords();
-    void recordOf(const ImageInfo &image);
+    void recordOf(int index);
     void duplicates();
-    void netImage(const ImageInfo &image);
+    void netImage(int index);
 
     const PackageContents &m_contents;
     QVector<Finding> m_findings;
@@ -60,11 +61,12 @@ QVector<Finding> Collector::collect()
     if (!isHead)
         return m_findings;
     if (description())
-        m_findings += schemaFindings(m_contents);
+        m_findings += schemaFindings(m_contents) + nameFindings(m_contents);
     entriesAndRecords();
     duplicates();
-    for (const ImageInfo &image : m_contents.images)
-        netImage(image);
+    m_findings += imageFindings(m_contents);
+    for (int index = 0; index < m_contents.images.size(); ++index)
+        netImage(index);
     ending();
     std::stable_sort(m_findings.begin(), m_findings.end(),
                      [](const Finding &a, const Finding &b) { return a.offset < b.offset; });
@@ -131,7 +133,7 @@ bool Collector::description()
         break;
     case PackageDescription::Error::ChipsNotAnArray:
         error("chips-not-a-list", header.jsonOffset,
-              QStringLiteral("\"chips\" is missing or no list"));
+              QStringLiteral("\"chips\" is missing or not a list"), package::key::chips);
         break;
     }
     return false;
@@ -162,21 +164,24 @@ void Collector::entriesAndRecords()
         error("record-missing", m_contents.header.jsonOffset,
               QStringLiteral("%1 \"%2\" has no image (%3)")
                   .arg(placeText(entry), description::text(entry.pcb, package::key::name),
-                       keyText(keyOfEntry(entry))));
+                       keyText(keyOfEntry(entry))),
+              placeText(entry));
     }
-    for (const ImageInfo &image : m_contents.images)
-        recordOf(image);
+    for (int record = 0; record < m_contents.images.size(); ++record)
+        recordOf(record);
 }
 
-void Collector::recordOf(const ImageInfo &image)
+void Collector::recordOf(int index)
 {
+    const ImageInfo &image = m_contents.images.at(index);
     const qint64 offset = image.record.headerOffset;
     if (image.record.length == 0)
-        error("record-empty", offset, QStringLiteral("the image has no bytes"));
+        error("record-empty", offset, QStringLiteral("the image has no bytes"), {}, index);
     if (image.entry < 0) {
         error("entry-missing", offset,
               QStringLiteral("the description has no entry for this image (%1, version %2)")
-                  .arg(keyText(image.record.key), versionText(image.record.key)));
+                  .arg(keyText(image.record.key), versionText(image.record.key)),
+              {}, index);
     } else if (!image.isExact) {
         const ImageEntry &entry = m_contents.entries.at(image.entry);
         const auto hex = [](const RecordKey &key) {
@@ -185,7 +190,8 @@ void Collector::recordOf(const ImageInfo &image)
         error("record-differs", offset,
               QStringLiteral("the key bytes are %1, but %2 \"%3\" describes %4")
                   .arg(hex(image.record.key), placeText(entry),
-                       description::text(entry.pcb, package::key::name), hex(keyOfEntry(entry))));
+                       description::text(entry.pcb, package::key::name), hex(keyOfEntry(entry))),
+              {}, index);
     }
 }
 
@@ -193,12 +199,14 @@ void Collector::recordOf(const ImageInfo &image)
 void Collector::duplicates()
 {
     QHash<QByteArray, qint64> first;
-    for (const ImageInfo &image : m_contents.images) {
+    for (int index = 0; index < m_contents.images.size(); ++index) {
+        const ImageInfo &image = m_contents.images.at(index);
         const QByteArray identity = identityOf(image.record.key);
         if (first.contains(identity))
             error("record-duplicate", image.record.headerOffset,
                   QStringLiteral("never used: the record at %1 is for the same chip (%2)")
-                      .arg(offsetText(first.value(identity)), keyText(image.record.key)));
+                      .arg(offsetText(first.value(identity)), keyText(image.record.key)),
+                  {}, index);
         else
             first.insert(identity, image.record.headerOffset);
     }
@@ -208,38 +216,43 @@ void Collector::duplicates()
         if (entries.contains(identity))
             error("entry-duplicate", m_contents.header.jsonOffset,
                   QStringLiteral("%1 describes the same chip as %2")
-                      .arg(placeText(entry), entries.value(identity)));
+                      .arg(placeText(entry), entries.value(identity)),
+                  placeText(entry));
         else
             entries.insert(identity, placeText(entry));
     }
 }
 
-void Collector::netImage(const ImageInfo &image)
+void Collector::netImage(int index)
 {
+    const ImageInfo &image = m_contents.images.at(index);
     if (!image.net)
         return;
     const qint64 start = image.record.imageOffset;
     if (image.record.length < net::archiveOffset) {
         error("net-cut", start,
               QStringLiteral("the network module image is shorter than its head of %1 bytes")
-                  .arg(net::archiveOffset));
+                  .arg(net::archiveOffset),
+              {}, index);
         return;
     }
     const QString text = QString::fromLatin1(image.net->image.version);
     if (!isNetVersion(text))
         warning("net-version", start,
-                QStringLiteral("the version \"%1\" is not like 1.23").arg(text));
+                QStringLiteral("the version \"%1\" is not like 1.23").arg(text), index);
     if (!image.net->matches())
         error("net-md5-wrong", start + net::md5Offset,
               QStringLiteral("the MD5 is %1 and should be %2")
                   .arg(QString::fromLatin1(image.net->image.md5Text),
-                       QString::fromLatin1(image.net->computedMd5)));
+                       QString::fromLatin1(image.net->computedMd5)),
+              {}, index);
     else if (!image.net->installs())
         error("net-md5-in-uppercase", start + net::md5Offset,
-              QStringLiteral("the MD5 is right but not in lowercase: installing it fails"));
+              QStringLiteral("the MD5 is right but not in lowercase: installing it fails"), {},
+              index);
     if (!image.looksLikeBzip2)
         warning("net-archive", start + net::archiveOffset,
-                QStringLiteral("the archive does not begin like one of bzip2"));
+                QStringLiteral("the archive does not begin like one of bzip2"), index);
 }
 
 } // namespace

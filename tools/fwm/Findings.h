@@ -18,6 +18,10 @@ struct Finding
     /** Of the byte it is about, from the start of the package. */
     qint64 offset;
     QString text;
+    /** The value of the description that it is about, "chips[0].name"; otherwise empty. */
+    QString place = {};
+    /** The index of the record that it is about, or -1. */
+    int image = -1;
 };
 
 /** Everything that is wrong, from the front of the package to its end. */
@@ -30,3 +34,9 @@ QString findingText(const Finding &finding);
 
 /** What the description lacks or has in the wrong form. */
 QVector<Finding> schemaFindings(const PackageContents &contents);
+
+/** Images that no chip takes, or that are not firmware. */
+QVector<Finding> imageFindings(const PackageContents &contents);
+
+/** Names that no request can have or that two chips share, and a description without images. */
+QVector<Finding> nameFindings(const PackageContents &contents);

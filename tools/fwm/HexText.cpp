@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int hexadecimal = 16;
+constexpr int radix16 = 16;
 constexpr qint64 addressEnd = qint64{1} << 32;
 
 bool isHexDigit(char byte)
@@ -35,7 +35,7 @@ quint32 bigEndian(const QByteArray &bytes)
 QString addressText(qint64 address)
 {
     constexpr int digits = 8;
-    return QStringLiteral("0x%1").arg(address, digits, hexadecimal, QLatin1Char('0'));
+    return QStringLiteral("0x%1").arg(address, digits, radix16, QLatin1Char('0'));
 }
 
 /** What both forms have in common: lines of hexadecimal bytes that end with a checksum. */

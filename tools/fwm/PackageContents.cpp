@@ -37,14 +37,18 @@ constexpr qint64 hashChunk = 65'536;
 /** A description has at most 65,535 bytes; so many entries never fit into one. */
 constexpr int mostImages = 65'535;
 
-QByteArray sha256Of(ByteSource &image)
+/** Everything that takes a reading of the whole image. */
+void readImage(ByteSource &image, ImageInfo &info)
 {
     QCryptographicHash hash(QCryptographicHash::Sha256);
-    forEachChunk(image, 0, hashChunk, [&hash](const char *bytes, qint64 size) {
+    ImageContentDetector detector;
+    forEachChunk(image, 0, hashChunk, [&](const char *bytes, qint64 size) {
         hash.addData(QByteArray::fromRawData(bytes, int(size)));
+        detector.add(bytes, size);
         return true;
     });
-    return hash.result().toHex();
+    info.sha256 = hash.result().toHex();
+    info.content = detector.content();
 }
 
 void walkImages(ByteSource &source, PackageContents &contents)
@@ -57,7 +61,7 @@ void walkImages(ByteSource &source, PackageContents &contents)
         PartSource image(source, record->imageOffset, record->length);
         ImageInfo info;
         info.record = *record;
-        info.sha256 = sha256Of(image);
+        readImage(image, info);
         if (record->key.chipType == chip::networkModule) {
             info.net = checkNetImage(image);
             info.looksLikeBzip2 = image.read(net::archiveOffset, bzip2::magicSize) == bzip2::magic;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/CommandOutcome.h"
+#include "fwm/ImageContent.h"
 #include "package/ImageRecord.h"
 #include "package/NetMerge.h"
 #include "package/PackageChecksum.h"
@@ -16,6 +17,7 @@ struct ImageInfo
     package::ImageRecord record;
     /** In hexadecimal. */
     QByteArray sha256;
+    ImageContent content = ImageContent::Firmware;
     /** For the network module's images only. */
     std::optional<package::NetCheck> net;
     bool looksLikeBzip2 = false;

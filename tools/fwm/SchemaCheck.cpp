@@ -7,7 +7,6 @@
 #include "protocol/ChipTypes.h"
 
 #include <QJsonArray>
-#include <QRegularExpression>
 
 namespace chip = protocol::chip;
 namespace description = package::description;
@@ -30,10 +29,13 @@ public:
     QVector<Finding> check(const QJsonObject &description);
 
 private:
-    void say(const QString &place, const QString &text)
+    /** `allowed` follows "it must be". */
+    void say(const QString &place, const QJsonValue &value, const QString &allowed)
     {
-        m_findings.append({Finding::Severity::Error, QStringLiteral("description-schema"), m_offset,
-                           place + QLatin1Char(' ') + text});
+        m_findings.append(
+            {Finding::Severity::Error, QStringLiteral("description-schema"), m_offset,
+             QStringLiteral("%1 is %2; it must be %3").arg(place, valueText(value), allowed),
+             place});
     }
 
     void text(const QJsonObject &object, const QString &place, const QString &key);
@@ -41,7 +43,7 @@ private:
     void chip(const QJsonObject &chip, const QString &place);
     void mcu(const QJsonObject &mcu, const QString &place, int chipType);
     void pcb(const QJsonObject &pcb, const QString &place, int chipType);
-    void speciality(const QString &value, const QString &place, int chipType);
+    void speciality(const QJsonValue &value, const QString &place, int chipType);
 
     /** Calls `check(object, place)` for everything in a list of objects. */
     template<typename Check>
@@ -50,7 +52,7 @@ private:
     {
         const QString whole = place + key;
         if (!parent.value(key).isArray()) {
-            say(whole, QStringLiteral("is missing or no list"));
+            say(whole, parent.value(key), QStringLiteral("a list"));
             return;
         }
         const QJsonArray list = parent.value(key).toArray();
@@ -59,7 +61,7 @@ private:
             if (list.at(index).isObject())
                 check(list.at(index).toObject(), item + QLatin1Char('.'));
             else
-                say(item, QStringLiteral("is not an object"));
+                say(item, list.at(index), QStringLiteral("an object"));
         }
     }
 
@@ -79,20 +81,13 @@ QVector<Finding> Schema::check(const QJsonObject &description)
 void Schema::text(const QJsonObject &object, const QString &place, const QString &key)
 {
     if (!object.value(key).isString())
-        say(place + key, QStringLiteral("is missing or not a string"));
+        say(place + key, object.value(key), QStringLiteral("a string"));
 }
 
 void Schema::number(const QJsonObject &object, const QString &place, const QString &key, int least)
 {
-    static const QRegularExpression decimal(QStringLiteral("\\A[0-9]{1,9}\\z"));
-    const QString value = description::text(object, key);
-    if (!object.value(key).isString())
-        say(place + key, QStringLiteral("is missing or not a string"));
-    else if (!decimal.match(value).hasMatch())
-        say(place + key, QStringLiteral("\"%1\" is not a decimal number").arg(value));
-    else if (value.toInt() < least || value.toInt() > largestNumber)
-        say(place + key,
-            QStringLiteral("%1 is not within %2 to %3").arg(value).arg(least).arg(largestNumber));
+    if (!isDecimal(description::text(object, key), least, largestNumber))
+        say(place + key, object.value(key), decimalText(least, largestNumber));
 }
 
 void Schema::chip(const QJsonObject &chip, const QString &place)
@@ -119,27 +114,22 @@ void Schema::mcu(const QJsonObject &mcu, const QString &place, int chipType)
 void Schema::pcb(const QJsonObject &pcb, const QString &place, int chipType)
 {
     text(pcb, place, package::key::name);
-    // Devices read their own list by its commas.
-    if (description::text(pcb, package::key::name).contains(QLatin1Char(',')))
-        say(place + package::key::name,
-            QStringLiteral("has a comma, which shifts every later field"));
     number(pcb, place, package::key::pcbVersion, hasVariants(chipType) ? 1 : 0);
-    if (pcb.value(package::key::speciality).isString())
-        speciality(description::text(pcb, package::key::speciality),
-                   place + package::key::speciality, chipType);
-    else
-        say(place + package::key::speciality, QStringLiteral("is missing or not a string"));
+    speciality(pcb.value(package::key::speciality), place + package::key::speciality, chipType);
     for (const QString &version : {package::key::ver1, package::key::ver2, package::key::ver3})
         number(pcb, place, version);
 }
 
-void Schema::speciality(const QString &value, const QString &place, int chipType)
+void Schema::speciality(const QJsonValue &value, const QString &place, int chipType)
 {
+    const QString text = value.toString();
     const bool isLetter =
-        value.size() == 1 && value >= QLatin1String("A") && value <= QLatin1String("Z");
+        text.size() == 1 && text >= QLatin1String("A") && text <= QLatin1String("Z");
     const bool isNeeded = hasVariants(chipType);
-    if (!isLetter && (isNeeded || value.size() > 1))
-        say(place, QStringLiteral("\"%1\" is not a single letter A to Z").arg(value));
+    if (!value.isString() || (!isLetter && (isNeeded || text.size() > 1)))
+        say(place, value,
+            isNeeded ? QStringLiteral("one letter from \"A\" to \"Z\"")
+                     : QStringLiteral("one letter, or \"\""));
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 
 #include "protocol/ChipTypes.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -64,6 +66,34 @@ QString placeText(const ImageEntry &entry)
         .arg(entry.chipIndex)
         .arg(entry.mcuIndex)
         .arg(entry.pcbIndex);
+}
+
+QString valueText(const QJsonValue &value)
+{
+    constexpr int longest = 60;
+    if (value.isUndefined())
+        return QStringLiteral("missing");
+    if (value.isObject())
+        return QStringLiteral("an object");
+    if (value.isArray())
+        return QStringLiteral("a list");
+    QByteArray json = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
+    json = json.mid(1, json.size() - 2);
+    const QString text = QString::fromUtf8(json);
+    return text.size() > longest ? text.left(longest) + QStringLiteral("...") : text;
+}
+
+bool isDecimal(const QString &text, int least, int most)
+{
+    static const QRegularExpression pattern(QStringLiteral("\\A[0-9]{1,9}\\z"));
+    return pattern.match(text).hasMatch() && text.toInt() >= least && text.toInt() <= most;
+}
+
+QString decimalText(int least, int most)
+{
+    return QStringLiteral("a decimal number from \"%1\" to \"%2\", as a string")
+        .arg(least)
+        .arg(most);
 }
 
 QString imageCountText(int count)

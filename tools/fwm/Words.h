@@ -5,6 +5,7 @@
 #include "package/ImageRecord.h"
 #include "package/PackageDescription.h"
 
+#include <QJsonValue>
 #include <QString>
 #include <QStringList>
 
@@ -25,6 +26,15 @@ bool isNetVersion(const QString &text);
 
 /** Where in the description an image is: "chips[0].mcus[1].pcbs[0]". */
 QString placeText(const package::ImageEntry &entry);
+
+/** A value of a request or description as JSON, cut short; "missing" without one. */
+QString valueText(const QJsonValue &value);
+
+/** Whether a text is a decimal number in a range. */
+bool isDecimal(const QString &text, int least, int most);
+
+/** What such a text must be: a decimal number from "1" to "255", as a string. */
+QString decimalText(int least, int most);
 
 /** "1 image", "2 images". */
 QString imageCountText(int count);
