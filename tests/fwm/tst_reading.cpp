@@ -17,6 +17,7 @@ private slots:
     void everyGoldenPackageHasARow();
     void infoForPeople();
     void infoOfAnotherFile();
+    void netImages();
     void infoForScripts();
     void listsLikeADevice();
     void findingsHaveLines();
@@ -171,6 +172,53 @@ void TestReading::infoOfAnotherFile()
     QCOMPARE(shown.out, QByteArray("File  notes\n"
                                    "Size  28 bytes\n"
                                    "Form  not a package\n"));
+}
+
+/** The same findings as in a package, with offsets of the file itself. */
+void TestReading::netImages()
+{
+    m_fwm->write("root/etc/name", "module\n");
+    QCOMPARE(m_fwm->run({"make-net", "root", "--net-version", "1.23", "-o", "net.bin"}).status, 0);
+    const QByteArray net = m_fwm->read("net.bin");
+    const QByteArray md5 = net.mid(5, 32);
+    const QByteArray sha256 = m_fwm->shell("sha256sum net.bin").out.left(64);
+    const QByteArray size = QByteArray::number(net.size());
+    const Ran info = m_fwm->run({"info", "net.bin"});
+    QCOMPARE(info.err, QByteArray());
+    QCOMPARE(info.out, "Image    net.bin\n"
+                       "Size     " +
+                           size +
+                           " bytes\n"
+                           "Form     network module image\n"
+                           "Version  1.23\n"
+                           "MD5      " +
+                           md5 + " stored, " + md5 +
+                           " computed: ok\n"
+                           "SHA-256  " +
+                           sha256 + "\n");
+    QCOMPARE(info.status, 0);
+    QCOMPARE(m_fwm->run({"verify", "net.bin"}).out,
+             "net.bin: good, network module image, version 1.23, MD5 " + md5 + "\n");
+
+    m_fwm->write("bad.bin", net + "x");
+    const QByteArray computed = m_fwm->shell("tail -c +63 bad.bin | md5sum").out.left(32);
+    const Ran bad = m_fwm->run({"verify", "bad.bin"});
+    QCOMPARE(bad.status, 7);
+    QCOMPARE(bad.out, "bad.bin:0x00000005: error: the MD5 is " + md5 + " and should be " +
+                          computed + " [net-md5-wrong]\n");
+    const Ran damaged = m_fwm->run({"info", "bad.bin"});
+    QCOMPARE(damaged.status, 7);
+    QVERIFY(damaged.out.contains("computed: wrong\n"));
+    QVERIFY(damaged.err.startsWith("fwm: error: the digest of the network module's image is "
+                                   "wrong: bad.bin\n"));
+
+    m_fwm->write("cut.bin", net.left(40));
+    QCOMPARE(m_fwm->run({"verify", "cut.bin"}).out,
+             QByteArray("cut.bin:0x00000000: error: the network module image is shorter than its "
+                        "head of 62 bytes [net-cut]\n"));
+    // Such an image is not a package: other commands refuse it.
+    QCOMPARE(m_fwm->run({"list", "net.bin"}).status, 7);
+    QCOMPARE(m_fwm->run({"extract", "net.bin", "-o", "out"}).status, 7);
 }
 
 void TestReading::infoForScripts()

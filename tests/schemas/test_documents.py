@@ -26,10 +26,12 @@ NO_ERROR = (DONE, NOTHING)
 CASES = [
     ("fwm info {good}", DONE, None),
     ("fwm info {packages}/checksum-wrong.fwm", REFUSED, "checksum-wrong"),
+    ("fwm info net.bin", DONE, None),
     ("fwm info none", FAILED, "file-unreadable"),
     ("fwm info", USAGE, "usage"),
     ("fwm verify {good}", DONE, None),
     ("fwm verify {packages}/net-md5-wrong.fwm", REFUSED, "findings"),
+    ("fwm verify net.bin", DONE, None),
     ("fwm verify none", FAILED, "file-unreadable"),
     ("fwm verify {good} --loud", USAGE, "usage"),
     ("fwm list {good}", DONE, None),

@@ -35,10 +35,6 @@ private:
     {
         m_findings.append({Severity::Error, QString::fromLatin1(name), offset, text, place, image});
     }
-    void warning(const char *name, qint64 offset, const QString &text, int image)
-    {
-        m_findings.append({Severity::Warning, QString::fromLatin1(name), offset, text, {}, image});
-    }
 
     bool head();
     void checksum();
@@ -47,7 +43,6 @@ private:
     void entriesAndRecords();
     void recordOf(int index);
     void duplicates();
-    void netImage(int index);
 
     const PackageContents &m_contents;
     QVector<Finding> m_findings;
@@ -66,7 +61,7 @@ QVector<Finding> Collector::collect()
     duplicates();
     m_findings += imageFindings(m_contents);
     for (int index = 0; index < m_contents.images.size(); ++index)
-        netImage(index);
+        m_findings += netImageFindings(m_contents.images.at(index), index);
     ending();
     std::stable_sort(m_findings.begin(), m_findings.end(),
                      [](const Finding &a, const Finding &b) { return a.offset < b.offset; });
@@ -223,43 +218,44 @@ void Collector::duplicates()
     }
 }
 
-void Collector::netImage(int index)
-{
-    const ImageInfo &image = m_contents.images.at(index);
-    if (!image.net)
-        return;
-    const qint64 start = image.record.imageOffset;
-    if (image.record.length < net::archiveOffset) {
-        error("net-cut", start,
-              QStringLiteral("the network module image is shorter than its head of %1 bytes")
-                  .arg(net::archiveOffset),
-              {}, index);
-        return;
-    }
-    const QString text = QString::fromLatin1(image.net->image.version);
-    if (!isNetVersion(text))
-        warning("net-version", start,
-                QStringLiteral("the version \"%1\" is not like 1.23").arg(text), index);
-    if (!image.net->matches())
-        error("net-md5-wrong", start + net::md5Offset,
-              QStringLiteral("the MD5 is %1 and should be %2")
-                  .arg(QString::fromLatin1(image.net->image.md5Text),
-                       QString::fromLatin1(image.net->computedMd5)),
-              {}, index);
-    else if (!image.net->installs())
-        error("net-md5-in-uppercase", start + net::md5Offset,
-              QStringLiteral("the MD5 is right but not in lowercase: installing it fails"), {},
-              index);
-    if (!image.looksLikeBzip2)
-        warning("net-archive", start + net::archiveOffset,
-                QStringLiteral("the archive does not begin like one of bzip2"), index);
-}
-
 } // namespace
 
 QVector<Finding> findingsIn(const PackageContents &contents)
 {
     return Collector(contents).collect();
+}
+
+QVector<Finding> netImageFindings(const ImageInfo &image, int index)
+{
+    QVector<Finding> findings;
+    const auto add = [&](Severity severity, const char *name, qint64 offset, const QString &text) {
+        findings.append({severity, QString::fromLatin1(name), offset, text, {}, index});
+    };
+    if (!image.net)
+        return findings;
+    const qint64 start = image.record.imageOffset;
+    if (image.record.length < net::archiveOffset) {
+        add(Severity::Error, "net-cut", start,
+            QStringLiteral("the network module image is shorter than its head of %1 bytes")
+                .arg(net::archiveOffset));
+        return findings;
+    }
+    const QString text = QString::fromLatin1(image.net->image.version);
+    if (!isNetVersion(text))
+        add(Severity::Warning, "net-version", start,
+            QStringLiteral("the version \"%1\" is not like 1.23").arg(text));
+    if (!image.net->matches())
+        add(Severity::Error, "net-md5-wrong", start + net::md5Offset,
+            QStringLiteral("the MD5 is %1 and should be %2")
+                .arg(QString::fromLatin1(image.net->image.md5Text),
+                     QString::fromLatin1(image.net->computedMd5)));
+    else if (!image.net->installs())
+        add(Severity::Error, "net-md5-in-uppercase", start + net::md5Offset,
+            QStringLiteral("the MD5 is right but not in lowercase: installing it fails"));
+    if (!image.looksLikeBzip2)
+        add(Severity::Warning, "net-archive", start + net::archiveOffset,
+            QStringLiteral("the archive does not begin like one of bzip2"));
+    return findings;
 }
 
 bool hasErrors(const QVector<Finding> &findings)

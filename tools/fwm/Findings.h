@@ -27,6 +27,9 @@ struct Finding
 /** Everything that is wrong, from the front of the package to its end. */
 QVector<Finding> findingsIn(const PackageContents &contents);
 
+/** What is wrong with an image of the network module; `index` is that of its record, or -1. */
+QVector<Finding> netImageFindings(const ImageInfo &image, int index = -1);
+
 bool hasErrors(const QVector<Finding> &findings);
 
 /** "0x00000008: error: ... [checksum-wrong]". */

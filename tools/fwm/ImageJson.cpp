@@ -8,8 +8,6 @@ namespace description = package::description;
 namespace net = package::net;
 using package::RecordKey;
 
-namespace {
-
 QJsonObject netJson(const ImageInfo &image)
 {
     return {{QStringLiteral("version"), QString::fromLatin1(image.net->image.version)},
@@ -17,8 +15,6 @@ QJsonObject netJson(const ImageInfo &image)
             {QStringLiteral("md5_computed"), QString::fromLatin1(image.net->computedMd5)},
             {QStringLiteral("verdict"), netVerdict(image)}};
 }
-
-} // namespace
 
 QString imageName(const PackageContents &contents, const ImageInfo &image)
 {

@@ -6,6 +6,9 @@
 /** The name that the description gives an image, empty when it has none. */
 QString imageName(const PackageContents &contents, const ImageInfo &image);
 
+/** What is known of the head of a network module image. */
+QJsonObject netJson(const ImageInfo &image);
+
 /** Everything that is known of an image. `number` counts from 1. */
 QJsonObject imageJson(const PackageContents &contents, int number);
 

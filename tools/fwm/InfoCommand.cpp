@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fwm/Commands.h"
+#include "fwm/Findings.h"
 #include "fwm/ImageJson.h"
 #include "fwm/OpenPackage.h"
 #include "fwm/Words.h"
@@ -108,6 +109,32 @@ QString netText(const PackageContents &contents)
     return text;
 }
 
+/** Of a file that is an image of the network module, and not a package. */
+CommandOutcome netOutcome(const QString &file, const ImageInfo &image)
+{
+    CommandOutcome outcome;
+    const package::NetImage &head = image.net->image;
+    outcome.json = {{QStringLiteral("file"), file},
+                    {QStringLiteral("size"), image.record.length},
+                    {QStringLiteral("form"), QStringLiteral("net-image")},
+                    {QStringLiteral("sha256"), QString::fromLatin1(image.sha256)},
+                    {QStringLiteral("net"), netJson(image)}};
+    outcome.text = tableText({
+        {QStringLiteral("Image"), printable(file)},
+        {QStringLiteral("Size"), QStringLiteral("%1 bytes").arg(image.record.length)},
+        {QStringLiteral("Form"), QStringLiteral("network module image")},
+        {QStringLiteral("Version"), printable(QString::fromLatin1(head.version))},
+        {QStringLiteral("MD5"),
+         QStringLiteral("%1 stored, %2 computed: %3")
+             .arg(printable(QString::fromLatin1(head.md5Text)),
+                  QString::fromLatin1(image.net->computedMd5), netVerdict(image))},
+        {QStringLiteral("SHA-256"), QString::fromLatin1(image.sha256)},
+    });
+    if (hasErrors(netImageFindings(image)))
+        outcome.fail(ProblemId::NetImageDamaged, file);
+    return outcome;
+}
+
 } // namespace
 
 CommandOutcome runInfo(const Options &options)
@@ -116,6 +143,8 @@ CommandOutcome runInfo(const Options &options)
     if (package.problem)
         return CommandOutcome::failed(*package.problem);
 
+    if (package.contents.netImage)
+        return netOutcome(options.file, *package.contents.netImage);
     CommandOutcome outcome;
     outcome.json = toJson(options.file, package.contents);
     outcome.text = headText(options.file, package.contents);

@@ -3,6 +3,7 @@
 
 #include "bytes/Chunks.h"
 #include "fwm/Bzip2.h"
+#include "fwm/Words.h"
 #include "package/DescriptionKeys.h"
 #include "planning/RunRules.h"
 #include "protocol/ChipTypes.h"
@@ -51,6 +52,31 @@ void readImage(ByteSource &image, ImageInfo &info)
     info.content = detector.content();
 }
 
+ImageInfo imageInfo(ByteSource &image, const ImageRecord &record)
+{
+    ImageInfo info;
+    info.record = record;
+    readImage(image, info);
+    if (record.key.chipType == chip::networkModule) {
+        info.net = checkNetImage(image);
+        info.looksLikeBzip2 = image.read(net::archiveOffset, bzip2::magicSize) == bzip2::magic;
+    }
+    return info;
+}
+
+/** A file that begins like an image of the network module: a version and a NUL byte. */
+std::optional<ImageInfo> netImageIn(ByteSource &source)
+{
+    const QByteArray head = source.read(net::versionOffset, net::md5Offset);
+    if (head.size() != net::md5Offset || head.at(net::versionSize) != '\0' ||
+        !isNetVersion(QString::fromLatin1(head.left(net::versionSize))))
+        return std::nullopt;
+    ImageRecord record;
+    record.key.chipType = chip::networkModule;
+    record.length = source.size();
+    return imageInfo(source, record);
+}
+
 void walkImages(ByteSource &source, PackageContents &contents)
 {
     RecordWalker walker(source, contents.header.recordsOffset());
@@ -59,14 +85,7 @@ void walkImages(ByteSource &source, PackageContents &contents)
         if (contents.hasTooManyImages)
             break;
         PartSource image(source, record->imageOffset, record->length);
-        ImageInfo info;
-        info.record = *record;
-        readImage(image, info);
-        if (record->key.chipType == chip::networkModule) {
-            info.net = checkNetImage(image);
-            info.looksLikeBzip2 = image.read(net::archiveOffset, bzip2::magicSize) == bzip2::magic;
-        }
-        contents.images.append(info);
+        contents.images.append(imageInfo(image, *record));
     }
     contents.end = walker.state();
     contents.endOffset = walker.position();
@@ -123,6 +142,8 @@ PackageContents readHead(ByteSource &source)
 PackageContents readContents(ByteSource &source)
 {
     PackageContents contents = readHead(source);
+    if (contents.header.error == PackageHeader::Error::NotAPackage)
+        contents.netImage = netImageIn(source);
     if (contents.header.error != PackageHeader::Error::None)
         return contents;
     walkImages(source, contents);

@@ -42,6 +42,8 @@ struct PackageContents
     /** Where the records end or break off. */
     qint64 endOffset = 0;
     bool hasTooManyImages = false;
+    /** Only when the file is not a package but an image of the network module. */
+    std::optional<ImageInfo> netImage;
 };
 
 /** Everything before the images. Reads the whole package once, for its checksum. */

@@ -26,7 +26,8 @@ CommandOutcome runVerify(const Options &options)
     if (package.problem)
         return CommandOutcome::failed(*package.problem);
 
-    const QVector<Finding> findings = findingsIn(package.contents);
+    const std::optional<ImageInfo> &net = package.contents.netImage;
+    const QVector<Finding> findings = net ? netImageFindings(*net) : findingsIn(package.contents);
     CommandOutcome outcome;
     QJsonArray list;
     for (const Finding &finding : findings) {
@@ -37,6 +38,11 @@ CommandOutcome runVerify(const Options &options)
     outcome.json = {{QStringLiteral("file"), options.file}, {QStringLiteral("findings"), list}};
     if (hasErrors(findings))
         outcome.fail(ProblemId::FindingsFound, options.file);
+    else if (net)
+        outcome.text +=
+            QStringLiteral("%1: good, network module image, version %2, MD5 %3\n")
+                .arg(printable(options.file), QString::fromLatin1(net->net->image.version),
+                     QString::fromLatin1(net->net->image.md5Text));
     else
         outcome.text +=
             QStringLiteral("%1: good, %2, checksum %3\n")
