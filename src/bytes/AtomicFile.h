@@ -44,6 +44,8 @@ public:
     /** False when not every byte reached the disk; then there is no new file. */
     bool commit();
 
+    /** Where the bytes written so far can be read; empty before open() and after commit(). */
+    QString temporaryPath() const { return QFile::decodeName(m_newName); }
     QString errorString() const { return m_error; }
 
 private:

@@ -71,9 +71,13 @@ def main(fwm, document):
             ).stdout
 
         assert pack(request, folder) == package, "the packer gives another package"
-        run("build", "request.json", "-o", "FW.fwm")
+        run("build", "request.json", "-o", "FW.fwm", "--force")
         assert (folder / "FW.fwm").read_bytes() == package, "fwm builds another package"
-        run("verify", "FW.fwm")
+        found = subprocess.run(
+            [fwm, "verify", "--json", "FW.fwm"], cwd=folder, check=False, stdout=subprocess.PIPE
+        ).stdout
+        # The image of the example is too short for a chip; nothing else is wrong.
+        assert [one["id"] for one in json.loads(found)["findings"]] == ["image-short"], found
 
         assert run("list", "FW.fwm").decode().strip() == example(text, "firmware list")
 
@@ -85,6 +89,19 @@ def main(fwm, document):
             "`%02x %02x`" % (package[13], package[14]),
         ):
             assert fact in text, "the document does not say: " + fact
+
+        short = example(text, "short request")
+        (folder / "short.json").write_text(short)
+        (folder / "main.hex").write_text(":10000000" + "00" * 16 + "F0\n:00000001FF\n")
+        (folder / "fpga.bin").write_bytes(b"FPGACODE")
+        long = json.loads(run("explain", "short.json"))
+        assert [chip["chip_type"] for chip in long["chips"]] == ["1", "18"]
+        (folder / "main.bin").write_bytes(bytes(16))
+        compact = json.dumps(long, sort_keys=True, separators=(",", ":")).encode()
+        run("build", "short.json", "-o", "short.fwm", "--force")
+        expected = pack(compact.replace(b"main.hex", b"main.bin"), folder)
+        built = (folder / "short.fwm").read_bytes()
+        assert built[13:].replace(b"main.hex", b"main.bin") == expected[13:]
 
         digest = subprocess.run(
             ["md5sum"], input=b"archive", check=True, stdout=subprocess.PIPE

@@ -35,7 +35,8 @@ private:
 
 QStringList TestContract::commands() const
 {
-    return {"info", "verify", "list", "extract", "diff", "build", "add-net", "make-net", "plan"};
+    return {"info",    "verify", "list",    "extract",  "diff", "new",
+            "explain", "build",  "add-net", "make-net", "plan"};
 }
 
 void TestContract::wrongCommandLines_data()

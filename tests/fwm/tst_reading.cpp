@@ -318,14 +318,14 @@ void TestReading::extractNamesAreSafe()
         R"("in_chip_quanity":"1","in_speciality":"0","in_ver1":"1"}]}]}]})";
     m_fwm->write("r.json", request);
     m_fwm->write("f", "image");
-    QCOMPARE(m_fwm->run({"build", "r.json", "-o", "a.fwm"}).status, 0);
+    QCOMPARE(m_fwm->run({"build", "r.json", "-o", "a.fwm", "--force"}).status, 0);
     const Ran extracted = m_fwm->run({"extract", "a.fwm", "-o", "out"});
     QCOMPARE(extracted.status, 0);
     QCOMPARE(m_fwm->read("out/01-.._.._evil_2J_.bin"), QByteArray("image"));
     for (const char *command : {"info", "list", "verify"})
         QVERIFY(!m_fwm->run({command, "a.fwm"}).out.contains('\x1b'));
     // A request with foreign letters comes out in ASCII and can be built.
-    QCOMPARE(m_fwm->run({"build", "out/request.json", "-o", "b.fwm"}).status, 0);
+    QCOMPARE(m_fwm->run({"build", "out/request.json", "-o", "b.fwm", "--force"}).status, 0);
     QCOMPARE(m_fwm->run({"list", "b.fwm"}).out, m_fwm->run({"list", "a.fwm"}).out);
 }
 
@@ -379,7 +379,7 @@ void TestReading::comparesPackages()
     m_fwm->write("out/02-FPGA.bin", "another image");
     m_fwm->shell("sed -i 's/\"in_ver1\":\"2\"/\"in_ver1\":\"3\"/; s/1\\.0\\.12/1.0.13/' "
                  "out/request.json");
-    QCOMPARE(m_fwm->run({"build", "out/request.json", "-o", "b.fwm"}).status, 0);
+    QCOMPARE(m_fwm->run({"build", "out/request.json", "-o", "b.fwm", "--force"}).status, 0);
     const Ran changed = m_fwm->run({"diff", good, "b.fwm"});
     QCOMPARE(changed.status, 0);
     QCOMPARE(changed.out, QByteArray("release: 1.0.12 -> 1.0.13\n"
@@ -398,9 +398,9 @@ void TestReading::comparesPackages()
     // Blanks between the members change the text and nothing else.
     m_fwm->run({"extract", "b.fwm", "-o", "b"});
     m_fwm->shell("python3 -m json.tool b/request.json > b/spaced.json");
-    QCOMPARE(m_fwm->run({"build", "b/request.json", "-o", "c.fwm"}).status, 0);
-    QCOMPARE(m_fwm->run({"build", "b/spaced.json", "-o", "d.fwm"}).status, 0);
-    QCOMPARE(m_fwm->run({"diff", "c.fwm", "d.fwm"}).out,
+    QCOMPARE(m_fwm->run({"build", "b/request.json", "-o", "c.fwm", "--force"}).status, 0);
+    QCOMPARE(m_fwm->run({"build", "b/spaced.json", "-o", "d.fwm", "--force"}).status, 0);
+    QCOMPARE(m_fwm->run({"diff", "c.fwm", "d.fwm", "--force"}).out,
              QByteArray("description: the text of A -> the text of B\n"));
     QCOMPARE(m_fwm->run({"diff", good, goldenPath("checksum-wrong")}).status, 7);
     QCOMPARE(m_fwm->run({"diff", good, "missing"}).status, 1);

@@ -45,8 +45,11 @@ private slots:
     void init();
     void builds();
     void buildsRelativeToTheRequest();
-    void refusesRequests_data();
-    void refusesRequests();
+    void buildsFromTextForms();
+    void fillsGapsOnRequest();
+    void shortFormIsItsLongForm();
+    void sampleBuilds();
+    void refusesLongRequests();
     void refusesImages();
     void refusesImagesOf4GiB();
     void firstBadImageIsNamed();
@@ -55,7 +58,6 @@ private slots:
     void fullDiskLeavesNothing();
     void neverReplacesItsInput();
     void refusesOddOutputs();
-    void warnsOfWhatDiffers();
     void memoryStaysFlat();
     void makesNetFromAFolder();
     void makesNetFromAnArchive();
@@ -124,59 +126,126 @@ void TestWriting::buildsRelativeToTheRequest()
     QCOMPARE(m_fwm->run({"build", "abs.json", "-o", "FW.fwm"}).status, 0);
 }
 
-void TestWriting::refusesRequests_data()
+/** The same package as from the binary, whatever the form and the address. */
+void TestWriting::buildsFromTextForms()
 {
-    QTest::addColumn<QByteArray>("json");
-    QTest::addColumn<QString>("error");
-    QTest::addColumn<QString>("detail");
-
-    const auto row = [](const char *name, const QByteArray &json, const char *error,
-                        const char *detail) {
-        QTest::newRow(name) << json << QString::fromLatin1(error) << QString::fromLatin1(detail);
-    };
-    const auto changed = [](const char *what, const char *into) {
-        return goodRequest().replace(what, into);
-    };
-    row("no JSON", "{\n\n\"model\": \"M\",,\n}", "request-unreadable",
-        "r.json: unterminated object at byte 17 (line 3)");
-    row("empty", "", "request-unreadable", "r.json: ");
-    row("a list", "[]", "request-unreadable", "r.json: no object");
-    row("no chips", "{}", "request-unreadable", "r.json: no object");
-    row("not ASCII", changed("\"M\"", "\n\"\xc3\x84\""), "request-not-ascii", "r.json: line 2");
-    row("too long", goodRequest() + QByteArray(65'536 - goodRequest().size(), ' '),
-        "request-too-long", "r.json: 65536 bytes");
-    row("no ver3", changed("\"ver3\"", "\"ver4\""), "request-value",
-        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": Merge file fail, need Ver3 in each MCU. "
-        "\"ver3\" is missing");
-    row("chip type", request(pcb("A", "img/main.bin", goodKeys), "0"), "request-value",
-        "r.json: chips[0].mcus[0].pcbs[0] \"A\": Chip type error. \"chip_type\" is \"0\"");
-    row("quantity", changed("\"in_chip_quanity\":\"1\"", "\"in_chip_quanity\":\"0\""),
-        "request-value",
-        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": Chip quanity error. \"in_chip_quanity\" is "
-        "\"0\"");
-    row("MCU type", changed("\"in_mcu_type\":\"1\"", "\"x\":\"1\""), "request-value",
-        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": MCU type error. \"in_mcu_type\" is missing");
-    row("PCB version", changed("\"in_pcb_version\":\"1\"", "\"in_pcb_version\":1"), "request-value",
-        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": PCB version error. \"in_pcb_version\" is not "
-        "a string");
-    row("speciality", changed("\"65\"", "\"a\""), "request-value",
-        "r.json: chips[0].mcus[0].pcbs[0] \"MAIN-A\": Speciality error. \"in_speciality\" is "
-        "\"a\"");
+    QCOMPARE(m_fwm->run({"build", "request.json", "-o", "FW.fwm"}).status, 0);
+    const QByteArray package = m_fwm->read("FW.fwm");
+    const char *const forms[][3] = {{"ihex", "Intel HEX", "intel-hex"},
+                                    {"srec", "S-record", "s-record"}};
+    for (const auto &form : forms) {
+        m_fwm->write("img/main.bin", mainImage);
+        QCOMPARE(m_fwm
+                     ->shell(QStringLiteral("cd img; objcopy -I binary -O %1 "
+                                            "--change-addresses 0x08004000 main.bin text && "
+                                            "mv text main.bin")
+                                 .arg(form[0]))
+                     .status,
+                 0);
+        const Ran built = m_fwm->run({"build", "request.json", "-o", "FW.fwm"});
+        QCOMPARE(built.err, QByteArray());
+        QCOMPARE(built.out.split('\n').first(),
+                 "img/main.bin: " + QByteArray(form[1]) + ", 280 bytes from address 0x08004000");
+        QCOMPARE(m_fwm->read("FW.fwm"), package);
+        const QJsonObject json =
+            m_fwm->run({"build", "request.json", "-o", "FW.fwm", "--json"}).json();
+        const QJsonObject expected{{"file", "img/main.bin"},
+                                   {"form", form[2]},
+                                   {"base_address", 0x0800'4000},
+                                   {"size", 280},
+                                   {"gap_bytes", 0}};
+        QCOMPARE(json.value("converted").toArray(), QJsonArray{expected});
+    }
 }
 
-void TestWriting::refusesRequests()
+void TestWriting::fillsGapsOnRequest()
 {
-    QFETCH(QByteArray, json);
-    QFETCH(QString, detail);
-    m_fwm->write("r.json", json);
+    m_fwm->shell("cd img; objcopy -I binary -O ihex main.bin text; sed '3d;7d' text > main.bin");
+    const Ran refused = m_fwm->run({"build", "request.json", "-o", "FW.fwm"});
+    QCOMPARE(refused.status, 7);
+    const Ran filled = m_fwm->run({"build", "request.json", "-o", "FW.fwm", "--fill-gaps"});
+    QCOMPARE(filled.status, 0);
+    QCOMPARE(filled.err,
+             QByteArray("fwm: warning: img/main.bin leaves 32 bytes open, the first at address "
+                        "0x00000020; they are filled with 0xFF: request.json:1:218 "
+                        "[image-gaps]\n"));
+    QByteArray expected = mainImage;
+    expected.replace(0x20, 16, QByteArray(16, char(0xff)));
+    expected.replace(0x60, 16, QByteArray(16, char(0xff)));
+    QVERIFY(m_fwm->read("FW.fwm").endsWith(expected));
+}
+
+void TestWriting::shortFormIsItsLongForm()
+{
+    m_fwm->write("short.json", "{\"model\":\"M\",\"release\":\"1.0.1\",\"images\":[\n"
+                               "// the main MCU\n"
+                               "{\"name\":\"MAIN-\\u00c4\",\"chip\":\"main\",\"mcu_type\":1,"
+                               "\"pcb_version\":1,\"speciality\":\"A\",\"version\":\"1.2.3\","
+                               "\"file\":\"img/main.bin\"}]}");
+    const Ran explained = m_fwm->run({"explain", "short.json"});
+    QCOMPARE(explained.status, 0);
+    QCOMPARE(explained.err, QByteArray());
+    m_fwm->write("long.json", explained.out);
+    QCOMPARE(m_fwm->run({"explain", "short.json", "--json"}).json().value("request").toObject(),
+             QJsonDocument::fromJson(explained.out).object());
+    QCOMPARE(m_fwm->run({"explain", "long.json"}).out, explained.out);
+
+    QCOMPARE(m_fwm->run({"build", "short.json", "-o", "short.fwm"}).status, 0);
+    QCOMPARE(m_fwm->run({"build", "long.json", "-o", "long.fwm"}).status, 0);
+    QCOMPARE(m_fwm->run({"list", "short.fwm"}).out, QByteArray("MAIN-\xc3\x84,0,1,1,1,65,1,2,3\n"));
+    // Only the blanks of the description differ.
+    QCOMPARE(m_fwm->run({"diff", "short.fwm", "long.fwm"}).out,
+             QByteArray("description: the text of A -> the text of B\n"));
+    QVERIFY(m_fwm->read("short.fwm")
+                .endsWith(QByteArray::fromHex("000101014101020318010000") + mainImage));
+
+    m_fwm->write("bad.json", "{\"model\":\"M\",\"release\":\"1\",\"images\":[{}]}");
+    QCOMPARE(m_fwm->run({"explain", "bad.json"}).status, 1);
+    QCOMPARE(m_fwm->run({"explain", "none.json"}).status, 1);
+}
+
+void TestWriting::sampleBuilds()
+{
+    const Ran made = m_fwm->run({"new", "-o", "new.json"});
+    QCOMPARE(made.status, 0);
+    QCOMPARE(made.out, QByteArray("new.json: a sample to edit; then 'fwm build new.json -o "
+                                  "FW.fwm'\n"));
+    m_fwm->write("main.bin", mainImage);
+    m_fwm->write("fpga.bin", mainImage);
+    const Ran built = m_fwm->run({"build", "new.json", "-o", "FW.fwm"});
+    QCOMPARE(built.err, QByteArray());
+    QCOMPARE(built.status, 0);
+    QCOMPARE(m_fwm->run({"list", "FW.fwm"}).out,
+             QByteArray("MAIN,0,1,1,1,65,1,0,0\nFPGA,17,1,0,0,0,1,0,0\n"));
+
+    m_fwm->write("new.json", "mine");
+    const Ran again = m_fwm->run({"new", "-o", "new.json"});
+    QCOMPARE(again.status, 1);
+    QCOMPARE(again.err, QByteArray("fwm: error: the output exists and would be replaced: new.json\n"
+                                   "  Give another name to -o, or remove that file first.\n"));
+    QCOMPARE(m_fwm->read("new.json"), QByteArray("mine"));
+}
+
+void TestWriting::refusesLongRequests()
+{
+    m_fwm->write("r.json", goodRequest() + QByteArray(65'536 - goodRequest().size(), ' '));
     const QStringList before = m_fwm->names();
-    const Ran built = m_fwm->run({"build", "r.json", "-o", "FW.fwm", "--json"});
+    const Ran built = m_fwm->run({"build", "r.json", "-o", "FW.fwm"});
     QCOMPARE(built.status, 1);
-    const QJsonObject error = built.json().value("error").toObject();
-    QTEST(error.value("id").toString(), "error");
-    QVERIFY2(error.value("detail").toString().startsWith(detail),
-             qPrintable(error.value("detail").toString()));
+    QVERIFY2(built.err.startsWith("fwm: error: the request is longer than 65535 bytes, which no "
+                                  "package can hold: r.json: 65536 bytes\n"),
+             built.err.constData());
     QCOMPARE(m_fwm->names(), before);
+
+    // A short request may be longer in its long form.
+    QByteArray image =
+        "{\"name\":\"F\",\"chip\":17,\"version\":\"1.2.3\",\"file\":\"img/main.bin\"},";
+    image = image.repeated(250);
+    image.chop(1);
+    m_fwm->write("r.json", "{\"model\":\"M\",\"release\":\"1\",\"images\":[" + image + "]}");
+    const Ran expanded = m_fwm->run({"build", "r.json", "-o", "FW.fwm"});
+    QCOMPARE(expanded.status, 1);
+    QVERIFY2(expanded.err.contains(": r.json, in its long form: 8"), expanded.err.constData());
 }
 
 void TestWriting::refusesImages()
@@ -211,13 +280,13 @@ void TestWriting::firstBadImageIsNamed()
 {
     m_fwm->write("r.json",
                  request(pcb("A", "img/main.bin", goodKeys) + "," + pcb("B", "none.bin", goodKeys) +
-                         "," + pcb("C", "img/main.bin", "\"x\":\"\"")));
+                         "," + pcb("C", "nothing.bin", goodKeys)));
     const Ran built = m_fwm->run({"build", "r.json", "-o", "FW.fwm"});
     QCOMPARE(built.status, 1);
-    QCOMPARE(built.err, QByteArray("fwm: error: an image file does not exist: r.json: "
-                                   "chips[0].mcus[0].pcbs[1] \"B\": ./none.bin\n"
-                                   "  Correct \"fw_file\"; relative paths start at the "
-                                   "request's folder.\n"));
+    QCOMPARE(built.err, QByteArray("fwm: error: an image file does not exist: r.json:1:462: "
+                                   "./none.bin\n"
+                                   "  Correct \"file\" or \"fw_file\"; relative paths start at "
+                                   "the request's folder.\n"));
 }
 
 void TestWriting::leavesTheOldPackage()
@@ -278,20 +347,6 @@ void TestWriting::refusesOddOutputs()
         QVERIFY(built.err.contains("the output cannot be written: "));
     }
     QVERIFY(!QFileInfo(QStringLiteral("/dev/full")).isFile());
-}
-
-void TestWriting::warnsOfWhatDiffers()
-{
-    m_fwm->write("r.json", goodRequest().replace("\"in_ver1\":\"1\"", "\"in_ver1\":\"9\""));
-    const Ran built = m_fwm->run({"build", "r.json", "-o", "FW.fwm"});
-    QCOMPARE(built.status, 0);
-    QVERIFY(built.err.startsWith("fwm: warning: the key bytes are "));
-    QVERIFY(built.err.contains(": FW.fwm:0x") && built.err.contains(" [record-differs]\n"));
-    const QJsonObject json = m_fwm->run({"build", "r.json", "-o", "FW.fwm", "--json"}).json();
-    QCOMPARE(json.value("warnings").toArray().size(), 1);
-    const QJsonObject warning = json.value("warnings").toArray().at(0).toObject();
-    QCOMPARE(warning.keys(), QStringList({"detail", "id", "text"}));
-    QCOMPARE(warning.value("id").toString(), QStringLiteral("record-differs"));
 }
 
 void TestWriting::memoryStaysFlat()

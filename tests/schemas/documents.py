@@ -106,5 +106,5 @@ class Documents:
         error = document.get("error")
         if error:
             assert error["id"] in ids("Every problem"), error
-        for warning in document.get("warnings", []):
-            assert warning["id"] in ids("Warnings and findings"), warning
+        for one in document.get("warnings", []) + document.get("errors", []):
+            assert one["id"] in ids("Warnings and findings"), one

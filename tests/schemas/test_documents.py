@@ -47,10 +47,19 @@ CASES = [
     ("fwm diff {good} {packages}/bare.fwm", REFUSED, "no-checksum"),
     ("fwm diff {good}", USAGE, "usage"),
     ("fwm build request/request.json -o FW.fwm", DONE, None),
-    ("fwm build odd.json -o odd.fwm", DONE, None),
+    ("fwm build odd.json -o odd.fwm", REFUSED, "request-findings"),
+    ("fwm build odd.json -o odd.fwm --force", DONE, None),
+    ("fwm build hex.json -o hex.fwm --fill-gaps --force", DONE, None),
     ("fwm build short.json -o short.fwm", DONE, None),
     ("fwm build broken.json -o FW.fwm", FAILED, "request-unreadable"),
+    ("fwm build wrong.json -o FW.fwm", FAILED, "request-value"),
     ("fwm build request/request.json", USAGE, "usage"),
+    ("fwm new -o new.json", DONE, None),
+    ("fwm new -o broken.json", FAILED, "output-exists"),
+    ("fwm new", USAGE, "usage"),
+    ("fwm explain hex.json", DONE, None),
+    ("fwm explain broken.json", FAILED, "request-unreadable"),
+    ("fwm explain", USAGE, "usage"),
     ("fwm add-net {good} net.bin -o FW.fwm", DONE, None),
     ("fwm add-net {good} {good} -o FW.fwm", REFUSED, "net-image-invalid"),
     ("fwm add-net {good} -o FW.fwm", USAGE, "usage"),
@@ -167,7 +176,7 @@ class TestDocuments(unittest.TestCase):
         cls.write("request/rewritten.json", json.dumps(request, indent=1))
         cls.fwm("build request/rewritten.json -o rewritten.fwm")
 
-        cls.write("image", "an image")
+        cls.write("image", "an image" * 40)
         main, aux = chip("MAIN-X", 0, 1, "image"), chip("AUX", 1, 2, "image")
         main["chip_quanity"] = main["mcus"][0]["pcbs"][0]["in_chip_quanity"] = "2"
         main["mcus"][0]["pcbs"][0]["in_ver1"] = main["mcus"][0]["pcbs"][0]["ver1"] = "9"
@@ -179,6 +188,13 @@ class TestDocuments(unittest.TestCase):
         odd["mcus"][0]["pcbs"][0]["in_ver1"] = "7"
         cls.write("odd.json", json.dumps({"model": "M", "version": "1", "chips": [odd]}))
         cls.write("broken.json", "{")
+        cls.write("wrong.json", '{"images": [{"name": 5, "note": ""}]}')
+        cls.write("image.hex", ":0100000041BE\n:0102000042BB\n:00000001FF\n")
+        cls.write(
+            "hex.json",
+            '{"model": "M", "release": "1", "images": [ // one\n'
+            '{"name": "F", "chip": "fpga 17", "version": "1.0.0", "file": "image.hex"}]}',
+        )
         cls.write("rows", "MAIN,0,0,1,1,65,1,0,0\n")
         cls.write("odd-rows", "MAIN,0,0,1,2,66,1,0,0\n")
         cls.write("foreign-rows", "NONE,9,0,1,1,65,1,0,0\n")
@@ -360,7 +376,13 @@ class TestDocuments(unittest.TestCase):
 
     def test_findings_are_on_the_page(self):
         found = set()
-        for name in ("Findings.cpp", "SchemaCheck.cpp", "ContentFindings.cpp"):
+        for name in (
+            "Findings.cpp",
+            "SchemaCheck.cpp",
+            "ContentFindings.cpp",
+            "RequestFindings.cpp",
+            "BuildCommand.cpp",
+        ):
             with open(os.path.join(documents.ROOT, "tools/fwm", name), encoding="utf-8") as file:
                 found |= set(
                     re.findall(

@@ -85,6 +85,8 @@ QJsonObject resultDocument(const QString &command, const CommandOutcome &outcome
     document.insert(QStringLiteral("result"), exitCodeName(outcome.exit));
     document.insert(QStringLiteral("error"), problemJson(outcome.problem));
     document.insert(QStringLiteral("warnings"), warningsJson(outcome.warnings));
+    if (!outcome.errors.isEmpty())
+        document.insert(QStringLiteral("errors"), warningsJson(outcome.errors));
     return document;
 }
 
@@ -107,9 +109,13 @@ QByteArray eventLine(QJsonObject event)
 QStringList diagnosis(const QString &program, const CommandOutcome &outcome)
 {
     QStringList lines;
-    for (const Warning &warning : outcome.warnings)
-        lines += line(program, "warning", warning.text, warning.detail) +
-                 QStringLiteral(" [%1]").arg(warning.id);
+    const auto add = [&](const char *kind, const QVector<Warning> &list) {
+        for (const Warning &one : list)
+            lines +=
+                line(program, kind, one.text, one.detail) + QStringLiteral(" [%1]").arg(one.id);
+    };
+    add("warning", outcome.warnings);
+    add("error", outcome.errors);
     if (!outcome.problem)
         return lines;
     const Problem &problem = *outcome.problem;

@@ -10,7 +10,8 @@
 
 #include <optional>
 
-/** What users should know although a command succeeded. */
+/** What users should know although a command succeeded, or one of the errors for which it failed.
+ */
 struct Warning
 {
     /** For scripts; docs/reference/problems.md lists them. */
@@ -30,6 +31,8 @@ struct CommandOutcome
     /** The command's own members of the JSON document. */
     QJsonObject json;
     QVector<Warning> warnings;
+    /** Each thing that is wrong, where a problem consists of several; they have the same form. */
+    QVector<Warning> errors;
     /** Empty unless it failed. */
     std::optional<Problem> problem;
 
@@ -53,7 +56,8 @@ QJsonValue problemJson(const std::optional<Problem> &problem);
 
 /**
  * The document of a command: "command" (null when it is empty), "exit", "result", "error" (null
- * when there is no problem), "warnings" and the command's own members.
+ * when there is no problem), "warnings", "errors" (left out when there are none) and the command's
+ * own members.
  */
 QJsonObject resultDocument(const QString &command, const CommandOutcome &outcome);
 

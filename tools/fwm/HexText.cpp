@@ -363,6 +363,11 @@ QString hexFormText(HexForm form)
     return {};
 }
 
+QString hexFormId(HexForm form)
+{
+    return hexFormText(form).toLower().replace(QLatin1Char(' '), QLatin1Char('-'));
+}
+
 quint32 HexText::baseAddress() const
 {
     return segments.isEmpty() ? 0 : segments.first().address;

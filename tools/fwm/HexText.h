@@ -13,6 +13,8 @@ HexForm hexFormOf(const QByteArray &beginning);
 
 /** "Intel HEX", "S-record"; empty for HexForm::None. */
 QString hexFormText(HexForm form);
+/** The same for scripts: "intel-hex", "s-record". */
+QString hexFormId(HexForm form);
 
 /** The bytes that such a text places at one address, up to the next gap. */
 struct HexSegment

@@ -59,9 +59,10 @@ void OptionReader::addOutput(CLI::App &command, const char *help)
 void OptionReader::addReaders()
 {
     const char *const package = "The package";
+    const char *const readable = "The package, or an image of the network module";
     addFile(addCommand("info", "Show what a package is and what it holds"), "FILE", m_texts.file,
-            package);
-    addFile(addCommand("verify", "Find every error in a package"), "FILE", m_texts.file, package);
+            readable);
+    addFile(addCommand("verify", "Find every error in a package"), "FILE", m_texts.file, readable);
     addFile(addCommand("list", "Show the firmware list as devices list it"), "FILE", m_texts.file,
             package);
     CLI::App &extract =
@@ -98,9 +99,17 @@ void OptionReader::addPlan()
 void OptionReader::addWriters()
 {
     const char *const output = "The file to write";
+    CLI::App &sample = addCommand("new", "Write a sample request with comments");
+    addOutput(sample, output);
+    CLI::App &explain = addCommand("explain", "Show the long form of a short request");
+    addFile(explain, "REQUEST", m_texts.file, "A JSON file");
     CLI::App &build = addCommand("build", "Build a package from a request");
     addFile(build, "REQUEST", m_texts.file, "A JSON file; its paths are relative to its folder");
     addOutput(build, output);
+    build.add_flag("--force", m_texts.force,
+                   "Write a package with errors, too, and report them as warnings");
+    build.add_flag("--fill-gaps", m_texts.fillGaps,
+                   "Fill the gaps of Intel HEX and S-record files with 0xFF");
 
     CLI::App &addNet =
         addCommand("add-net", "Put a network module image into a package, or replace it there");
@@ -138,6 +147,8 @@ Options OptionReader::options() const
     options.rows = text(m_texts.rows);
     options.device = text(m_texts.device);
     options.requestAll = m_texts.requestAll;
+    options.force = m_texts.force;
+    options.fillGaps = m_texts.fillGaps;
     if (!m_texts.mode.empty())
         options.mode = text(m_texts.mode).toInt();
     options.progress = !m_texts.noProgress;

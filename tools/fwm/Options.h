@@ -27,6 +27,10 @@ struct Options
     bool requestAll = false;
     /** The upgrade mode of plan. */
     int mode = planning::upgradeMode::newerOnly;
+    /** build writes a package that devices refuse, too. */
+    bool force = false;
+    /** build fills the gaps of Intel HEX and S-record files with 0xFF. */
+    bool fillGaps = false;
     bool progress = true;
 };
 
@@ -55,6 +59,8 @@ private:
         std::string mode;
         bool noProgress = false;
         bool requestAll = false;
+        bool force = false;
+        bool fillGaps = false;
     };
 
     CLI::App &addCommand(const char *name, const char *help);

@@ -48,7 +48,8 @@ QJsonObject withPcb(const QJsonObject &description, const ImageEntry &place, con
                              replaced(mcu, package::key::pcbs, place.pcbIndex, pcb)));
 }
 
-/** Requests are ASCII; JSON has escapes for everything else. */
+} // namespace
+
 QByteArray inAscii(const QByteArray &json)
 {
     const QString text = QString::fromUtf8(json);
@@ -61,8 +62,6 @@ QByteArray inAscii(const QByteArray &json)
     }
     return ascii;
 }
-
-} // namespace
 
 QByteArray requestOf(const PackageContents &contents, const QStringList &files)
 {

@@ -10,3 +10,6 @@
  * image the file it is in. Empty when entries and images do not belong together one by one.
  */
 QByteArray requestOf(const PackageContents &contents, const QStringList &files);
+
+/** JSON in ASCII, as requests are; every other character is written as an escape. */
+QByteArray inAscii(const QByteArray &json);

@@ -79,24 +79,30 @@ CommandOutcome writeFailure(PackageWriter::Error error, const AtomicFile &file,
     return CommandOutcome::failed(ProblemId::ImageChanged, input);
 }
 
+CommandOutcome describePackage(const QString &output, const PackageContents &contents)
+{
+    CommandOutcome outcome;
+    const QString checksum = QString::fromLatin1(contents.checksum.computed);
+    outcome.json = {{QStringLiteral("output"), output},
+                    {QStringLiteral("size"), contents.size},
+                    {QStringLiteral("image_count"), contents.images.size()},
+                    {QStringLiteral("checksum"), checksum}};
+    outcome.text = QStringLiteral("%1: %2, %3 bytes, checksum %4\n")
+                       .arg(printable(output), imageCountText(contents.images.size()))
+                       .arg(contents.size)
+                       .arg(checksum);
+    return outcome;
+}
+
 CommandOutcome describeOutput(const QString &output, const Options &options)
 {
     const OpenPackage package = openPackage(output, Depth::Images, options);
     if (package.problem)
         return CommandOutcome::failed(*package.problem);
-    CommandOutcome outcome;
+    CommandOutcome outcome = describePackage(output, package.contents);
     const QVector<Finding> findings = findingsIn(package.contents);
     for (const Finding &finding : findings)
         outcome.warnings.append(
             {finding.name, finding.text, output + QLatin1Char(':') + offsetText(finding.offset)});
-    const QString checksum = QString::fromLatin1(package.contents.checksum.computed);
-    outcome.json = {{QStringLiteral("output"), output},
-                    {QStringLiteral("size"), package.contents.size},
-                    {QStringLiteral("image_count"), package.contents.images.size()},
-                    {QStringLiteral("checksum"), checksum}};
-    outcome.text = QStringLiteral("%1: %2, %3 bytes, checksum %4\n")
-                       .arg(printable(output), imageCountText(package.contents.images.size()))
-                       .arg(package.contents.size)
-                       .arg(checksum);
     return outcome;
 }

@@ -4,6 +4,7 @@
 #include "bytes/AtomicFile.h"
 #include "common/CommandOutcome.h"
 #include "fwm/Options.h"
+#include "fwm/PackageContents.h"
 #include "package/PackageWriter.h"
 
 /** Whether both names lead to the same existing file. */
@@ -22,5 +23,8 @@ CommandOutcome writeFailure(package::PackageWriter::Error error, const bytes::At
 
 CommandOutcome cannotWrite(const bytes::AtomicFile &file, const QString &output);
 
-/** Reads a package that was just written: what to say of it, and a warning for what is odd. */
+/** What to say of a package that was just written. */
+CommandOutcome describePackage(const QString &output, const PackageContents &contents);
+
+/** The same of a package on disk, with a warning for what is odd. */
 CommandOutcome describeOutput(const QString &output, const Options &options);

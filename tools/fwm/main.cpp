@@ -13,9 +13,9 @@ struct Command
 };
 
 constexpr Command commands[] = {
-    {"info", runInfo},        {"verify", runVerify}, {"list", runList},
-    {"extract", runExtract},  {"build", runBuild},   {"add-net", runAddNet},
-    {"make-net", runMakeNet}, {"diff", runDiff},     {"plan", runPlan},
+    {"info", runInfo},        {"verify", runVerify},   {"list", runList},   {"extract", runExtract},
+    {"new", runNew},          {"explain", runExplain}, {"build", runBuild}, {"add-net", runAddNet},
+    {"make-net", runMakeNet}, {"diff", runDiff},       {"plan", runPlan},
 };
 
 CommandOutcome run(const Options &options)
