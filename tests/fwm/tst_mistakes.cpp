@@ -310,12 +310,12 @@ void TestMistakes::build_data()
         QByteArray("fwm: error: images[0].version is \"1.2\"; it must be three numbers from 0 to "
                    "255, such as \"1.2.0\": r.json:7:37 [request-value]\n") +
             notAllowed);
-    row("file misspelt", Form::Short, "\"file\": \"main.bin\" },", "\"flie\": \"main.bin\" },", "",
+    row("file misspelt", Form::Short, "\"file\": \"main.bin\" },", "\"filee\": \"main.bin\" },", "",
         1,
         QByteArray("fwm: error: images[0].file is missing; it must be a string that is not empty: "
                    "r.json:6:5 [request-value]\n"
-                   "fwm: error: \"flie\" is not a key of an image; did you mean \"file\"?: "
-                   "r.json:7:54 [key-misspelt]\n") +
+                   "fwm: error: \"filee\" is not a key of an image; did you mean \"file\"?: "
+                   "r.json:7:55 [key-misspelt]\n") +
             notAllowed);
     row("speciality missing", Form::Short, "\"speciality\": \"A\", ", "", "", 1,
         QByteArray("fwm: error: images[0].speciality is missing; it must be one letter from \"A\" "

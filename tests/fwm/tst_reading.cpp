@@ -400,7 +400,7 @@ void TestReading::comparesPackages()
     m_fwm->shell("python3 -m json.tool b/request.json > b/spaced.json");
     QCOMPARE(m_fwm->run({"build", "b/request.json", "-o", "c.fwm", "--force"}).status, 0);
     QCOMPARE(m_fwm->run({"build", "b/spaced.json", "-o", "d.fwm", "--force"}).status, 0);
-    QCOMPARE(m_fwm->run({"diff", "c.fwm", "d.fwm", "--force"}).out,
+    QCOMPARE(m_fwm->run({"diff", "c.fwm", "d.fwm"}).out,
              QByteArray("description: the text of A -> the text of B\n"));
     QCOMPARE(m_fwm->run({"diff", good, goldenPath("checksum-wrong")}).status, 7);
     QCOMPARE(m_fwm->run({"diff", good, "missing"}).status, 1);
