@@ -104,6 +104,13 @@ void TestMistakes::build_data()
     };
     row("good long", Form::Long, "", "", "", 0, "");
     row("good short", Form::Short, "", "", "", 0, "");
+    row("byte order mark and CR LF", Form::Short, "// A short request.\n",
+        "\xef\xbb\xbf// A short request.\r\n", "", 0, "");
+    row("byte order mark in a long request", Form::Long, "{\n  \"model\"",
+        "\xef\xbb\xbf{\n  \"model\"", "", 1,
+        "fwm: error: the request has characters beyond ASCII, which would make the package "
+        "unreadable: r.json:1:1\n"
+        "  Write them in ASCII, as \\u escapes, or use a short request in UTF-8.\n");
     row("two commas", Form::Long, "\"HX-8\",", "\"HX-8\",,", "", 1,
         notJson("r.json:2:19: unexpected ','; expected string literal"));
     row("no comma", Form::Short, "\"HX-8\",", "\"HX-8\"", "", 1,

@@ -13,6 +13,8 @@ using bytes::FileSource;
 
 namespace {
 
+constexpr char byteOrderMark[] = "\xef\xbb\xbf";
+
 CommandOutcome refusedText(const RequestFile &request, ProblemId problem, const QString &where,
                            const QString &detail)
 {
@@ -44,7 +46,11 @@ std::optional<CommandOutcome> checkText(RequestFile &request)
     const auto notAscii = [&] {
         return refusedText(request, ProblemId::RequestNotAscii, places.lineAndColumn(foreign), {});
     };
-    if (QString::fromUtf8(places.text).toUtf8() != places.text)
+    // Some editors begin a file in UTF-8 with a byte order mark, which the conversion drops.
+    const QByteArray withoutMark = places.text.startsWith(byteOrderMark)
+                                       ? places.text.mid(sizeof byteOrderMark - 1)
+                                       : places.text;
+    if (QString::fromUtf8(places.text).toUtf8() != withoutMark)
         return notAscii();
     if (!places.error.isEmpty())
         return refusedText(request, ProblemId::RequestUnreadable,
