@@ -94,10 +94,13 @@ void TestFindings::images_data()
         QTest::newRow(name) << chipType << length << int(content) << texts;
     };
     const ImageContent plain = ImageContent::Firmware;
-    const QString shortImage = "error: the image has 255 bytes; no chip takes fewer than 256 as "
-                               "complete [image-short]";
+    const QString shortImage = "error: the image has 255 bytes; no chip takes fewer than 256 "
+                               "bytes as complete [image-short]";
     row("one block", 0, 256, plain, {});
     row("short", 0, 255, plain, {shortImage});
+    row("one byte", 0, 1, plain,
+        {"error: the image has 1 byte; no chip takes fewer than 256 bytes as complete "
+         "[image-short]"});
     row("short for an FPGA", 17, 255, plain, {shortImage});
     row("short for the network module", 32, 255, plain, {});
     row("empty is another finding", 0, 0, plain, {});

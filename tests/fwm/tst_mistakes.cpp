@@ -263,8 +263,9 @@ void TestMistakes::build_data()
         "fwm: error: an image file cannot be opened: r.json:8:61: ./.: Not an ordinary file\n"
         "  Check that it is an ordinary file and that you may read it.\n");
     row("image of 255 bytes", Form::Long, "", "", "head -c 255 main.bin > x; mv x main.bin", 7,
-        QByteArray("fwm: error: the image has 255 bytes; no chip takes fewer than 256 as complete: "
-                   "r.json:8:61 [image-short]\n") +
+        QByteArray(
+            "fwm: error: the image has 255 bytes; no chip takes fewer than 256 bytes as complete: "
+            "r.json:8:61 [image-short]\n") +
             refusedText);
     row("empty image", Form::Long, "", "", ": > main.bin", 7,
         QByteArray("fwm: error: the image has no bytes: r.json:8:61 [record-empty]\n") +

@@ -150,7 +150,8 @@ class TestPut(PutTest):
             result = self.run_program(1, "--json", "put", "--sftp", SFTP, self.file)
             error = json.loads(result.stdout)["error"]
             self.assertEqual((result.returncode, error["id"]), (REFUSED, "package-unsound"))
-            self.assertRegex(error["detail"], r": 0x[0-9a-f]+: error: .* \[[a-z-]+\]$")
+            self.assertRegex(error["detail"], r":0x[0-9a-f]{8}: .* \[[a-z-]+\]$")
+            self.assertNotIn("error:", error["detail"])
         result = self.run_program(1, "put", "/nonexistent")
         self.assertIn("/nonexistent: No such file", result.stderr)
         self.write(self.file, NEW)

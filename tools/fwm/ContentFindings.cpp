@@ -52,8 +52,8 @@ void checkImage(const ImageInfo &image, int index, QVector<Finding> &findings)
         return;
     if (image.record.length < block::dataSize)
         add(Severity::Error, "image-short",
-            QStringLiteral("the image has %1 bytes; no chip takes fewer than %2 as complete")
-                .arg(image.record.length)
+            QStringLiteral("the image has %1; no chip takes fewer than %2 bytes as complete")
+                .arg(bytesText(image.record.length))
                 .arg(block::dataSize));
     if (image.record.length > longest)
         add(Severity::Error, "image-long",

@@ -96,6 +96,11 @@ QString decimalText(int least, int most)
         .arg(most);
 }
 
+QString bytesText(qint64 count)
+{
+    return count == 1 ? QStringLiteral("1 byte") : QStringLiteral("%1 bytes").arg(count);
+}
+
 QString imageCountText(int count)
 {
     return count == 1 ? QStringLiteral("1 image") : QStringLiteral("%1 images").arg(count);

@@ -36,6 +36,9 @@ bool isDecimal(const QString &text, int least, int most);
 /** What such a text must be: a decimal number from "1" to "255", as a string. */
 QString decimalText(int least, int most);
 
+/** "1 byte", "2 bytes". */
+QString bytesText(qint64 count);
+
 /** "1 image", "2 images". */
 QString imageCountText(int count);
 

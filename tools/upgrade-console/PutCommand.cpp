@@ -8,6 +8,7 @@
 #include "common/PackageRows.h"
 #include "common/Printable.h"
 #include "fwm/Findings.h"
+#include "fwm/Words.h"
 #include "platform/Platform.h"
 #include "protocol/ConsoleTexts.h"
 #include "protocol/Progress.h"
@@ -77,12 +78,13 @@ bool PutCommand::prepare(CommandOutcome &result)
     }
     const PackageContents contents = readContents(source);
     for (const Finding &finding : findingsIn(contents)) {
-        const QString where = m_package.path + ": " + findingText(finding);
+        const QString where = m_package.path + ':' + offsetText(finding.offset);
         if (finding.severity == Finding::Severity::Error) {
-            result = CommandOutcome::failed(ProblemId::PackageUnsound, where);
+            result = CommandOutcome::failed(
+                ProblemId::PackageUnsound, where + ": " + finding.text + " [" + finding.name + ']');
             return false;
         }
-        m_warnings.append({finding.name, finding.text, m_package.path});
+        m_warnings.append({finding.name, finding.text, where});
     }
     m_package.size = contents.size;
     m_package.sha256 = sha256OfFile(m_package.path);
