@@ -97,7 +97,7 @@ void TestRequestText::places()
                                  "\"after\": \"\\\\\"}");
     QCOMPARE(read.error, QString());
     if (path == QLatin1String("escapes")) {
-        // The value of the key with escapes; a key has no place of its own.
+        // The value of the key with escapes; the places of keys are not kept.
         QCOMPARE(read.lineAndColumn(QStringLiteral("\\a \" \\\"")), QStringLiteral("5:7"));
         return;
     }
