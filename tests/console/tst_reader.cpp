@@ -154,7 +154,7 @@ void TestReader::fragments()
     console.add();
     console.read(0, bytes);
     QTEST(console.fragments, "fragments");
-    QTEST(console.requests.size(), "requests");
+    QTEST(int(console.requests.size()), "requests");
 }
 
 void TestReader::fragmentAsksForNothing()

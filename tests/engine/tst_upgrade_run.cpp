@@ -321,8 +321,8 @@ void TestUpgradeRun::moduleImages()
     bench.startAt({netRow}, 5);
     g_UPGRADTYPE = quint8(kind);
     QTEST(bench.run.sendImage(), "event");
-    QTEST(bench.installed.size(), "installed");
-    QTEST(bench.written.size(), "written");
+    QTEST(int(bench.installed.size()), "installed");
+    QTEST(int(bench.written.size()), "written");
     QCOMPARE(bench.rows.value(0, field::result), result);
     QCOMPARE(bench.run.hasWritten(), result == QString("1"));
     if (!bench.installed.isEmpty())
