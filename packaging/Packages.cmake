@@ -5,7 +5,8 @@
 # libraries dpkg-shlibdeps does not know. A test compares the list with its native output. The
 # versions are those of Debian 12, where the programs are tested.
 set(common_libraries "libc6 (>= 2.36), libgcc-s1 (>= 12), libqt5core5a (>= 5.15.8), \
-libqt5network5 (>= 5.15.8), libstdc++6 (>= 12), libdeflate0 (>= 1.14), zlib1g (>= 1:1.2.13)")
+libqt5network5 (>= 5.15.8), libstdc++6 (>= 12), libdeflate0 (>= 1.14), libsodium23 (>= 1.0.18), \
+zlib1g (>= 1:1.2.13)")
 set(agent_libraries "${common_libraries}, libqt5serialport5 (>= 5.15.8)")
 set(tools_libraries "${common_libraries}, libedit2 (>= 3.1), libqt5serialport5 (>= 5.15.8)")
 

@@ -3,14 +3,14 @@
 # What the project needs from Debian, and how the scripts get it.
 
 # To build the programs.
-BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdeflate-dev zlib1g-dev \
-    libcli11-dev libedit-dev nlohmann-json3-dev"
+BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdeflate-dev libsodium-dev \
+    zlib1g-dev libcli11-dev libedit-dev nlohmann-json3-dev"
 # To build with Qt 6 instead of Qt 5.
 QT6_PACKAGES="qt6-base-dev libqt6serialport6-dev"
 # To run the tests and the demonstration.
 RUN_PACKAGES="python3 bubblewrap"
-TEST_PACKAGES="edid-decode bzip2 mold openssh-client openssh-sftp-server python3-jsonschema \
-    srecord"
+TEST_PACKAGES="edid-decode bzip2 minisign mold openssh-client openssh-sftp-server \
+    python3-jsonschema srecord"
 # To make the Debian packages and to check what is in them.
 PACKAGE_PACKAGES="dpkg-dev gzip lintian man-db sudo nftables iproute2 systemd"
 # To install the Debian packages into a throw-away root.

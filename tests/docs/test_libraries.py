@@ -14,6 +14,7 @@ NAMES = {
     "libQt5Network": "Network",
     "libQt5SerialPort": "SerialPort",
     "libdeflate": "libdeflate",
+    "libsodium": "libsodium",
     "libz": "zlib",
     "libedit": "libedit",
 }

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QByteArray>
+#include <QFile>
+#include <QProcess>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QtTest>
+
+/** The program minisign with a folder of its own, in which it makes keys and signatures. */
+class MinisignTool
+{
+public:
+    QString path(const QString &name) const { return m_folder.filePath(name); }
+
+    void store(const QString &name, const QByteArray &bytes) const
+    {
+        QFile file(path(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(bytes), qint64(bytes.size()));
+    }
+
+    QByteArray load(const QString &name) const
+    {
+        QFile file(path(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    /** Makes NAME.pub and the secret key NAME.key; returns the public key's file. */
+    QByteArray makeKey(const QString &name) const
+    {
+        run({"-G", "-W", "-f", "-p", path(name + ".pub"), "-s", path(name + ".key")});
+        return load(name + ".pub");
+    }
+
+    /** Signs `bytes` and returns the signature's file. */
+    QByteArray sign(const QByteArray &bytes, const QString &key, const QString &comment,
+                    const QStringList &options = {}) const
+    {
+        store("signed", bytes);
+        run(QStringList{"-S", "-W", "-s", path(key + ".key"), "-m", path("signed"), "-x",
+                        path("signed.minisig"), "-t", comment} +
+            options);
+        return load("signed.minisig");
+    }
+
+    /** Whether the program accepts the signature. */
+    bool accepts(const QByteArray &bytes, const QByteArray &key, const QByteArray &signature) const
+    {
+        store("checked", bytes);
+        store("checked.pub", key);
+        store("checked.minisig", signature);
+        return run({"-V", "-q", "-p", path("checked.pub"), "-m", path("checked")}) == 0;
+    }
+
+private:
+    /** The exit status. */
+    static int run(const QStringList &arguments)
+    {
+        QProcess program;
+        program.start("minisign", arguments);
+        return program.waitForFinished(-1) ? program.exitCode() : -1;
+    }
+
+    QTemporaryDir m_folder;
+};
