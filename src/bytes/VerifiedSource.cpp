@@ -8,6 +8,13 @@
 
 namespace bytes {
 
+namespace {
+
+/** In bytes. */
+constexpr qint64 bufferSize = 65'536;
+
+} // namespace
+
 VerifiedSource::VerifiedSource(ByteSource &source, ChunkSums chunks)
     : m_source(&source), m_chunks(std::move(chunks))
 {
@@ -35,31 +42,42 @@ qint64 VerifiedSource::readInto(qint64 offset, char *buffer, qint64 length)
     return m_fault == Fault::None ? done : 0;
 }
 
-/** Reads to the end of the chunk at most; a whole chunk is read directly into the caller's
- *  memory. */
+/** Reads the whole chunk and returns the part of it that is wanted, up to the end of the chunk.
+ * What is wanted is read directly into the caller's memory where possible. */
 qint64 VerifiedSource::readPiece(qint64 offset, char *buffer, qint64 length)
 {
-    const qint64 chunk = offset / m_chunks.chunkSize();
-    const qint64 inChunk = offset % m_chunks.chunkSize();
-    const qint64 chunkLength = m_chunks.lengthOf(size_t(chunk));
-    if (inChunk == 0 && length >= chunkLength)
-        return load(chunk, buffer) ? chunkLength : 0;
-    m_buffer.resize(int(chunkLength));
-    if (!load(chunk, m_buffer.data()))
-        return 0;
-    const qint64 count = std::min(length, chunkLength - inChunk);
-    std::memcpy(buffer, m_buffer.constData() + inChunk, size_t(count));
-    return count;
+    const auto chunk = size_t(offset / m_chunks.chunkSize());
+    const qint64 start = qint64(chunk) * m_chunks.chunkSize();
+    const qint64 end = start + m_chunks.lengthOf(chunk);
+    const qint64 wantedEnd = std::min(offset + length, end);
+    ChunkCheck check = m_chunks.check(chunk);
+    for (qint64 at = start; at < end;) {
+        const qint64 next = std::min(at + bufferSize, end);
+        const bool isWanted = at >= offset && next <= wantedEnd;
+        if (!isWanted)
+            m_buffer.resize(int(next - at));
+        char *const target = isWanted ? buffer + (at - offset) : m_buffer.data();
+        if (!load(at, target, next - at))
+            return 0;
+        check.add(target, next - at);
+        const qint64 from = std::max(at, offset);
+        const qint64 to = std::min(next, wantedEnd);
+        if (!isWanted && from < to)
+            std::memcpy(buffer + (from - offset), target + (from - at), size_t(to - from));
+        at = next;
+    }
+    if (check.matches())
+        return wantedEnd - offset;
+    fail(Fault::Changed, 0);
+    return 0;
 }
 
-bool VerifiedSource::load(qint64 chunk, char *buffer)
+bool VerifiedSource::load(qint64 offset, char *buffer, qint64 length)
 {
-    const qint64 start = chunk * m_chunks.chunkSize();
-    const qint64 length = m_chunks.lengthOf(size_t(chunk));
     qint64 done = 0;
     while (done < length) {
         errno = 0;
-        const qint64 count = m_source->readInto(start + done, buffer + done, length - done);
+        const qint64 count = m_source->readInto(offset + done, buffer + done, length - done);
         if (count <= 0) {
             // A file that ends earlier than before has changed; that is not a read error.
             const int error = errno;
@@ -69,12 +87,7 @@ bool VerifiedSource::load(qint64 chunk, char *buffer)
         }
         done += count;
     }
-    Crc32 sum;
-    sum.add(buffer, length);
-    if (sum.value() == m_chunks.at(size_t(chunk)).value())
-        return true;
-    fail(Fault::Changed, 0);
-    return false;
+    return true;
 }
 
 void VerifiedSource::fail(Fault fault, int error)

@@ -36,13 +36,13 @@ public:
     int error() const { return m_error; }
 
 private:
-    bool load(qint64 chunk, char *buffer);
+    bool load(qint64 offset, char *buffer, qint64 length);
     qint64 readPiece(qint64 offset, char *buffer, qint64 length);
     void fail(Fault fault, int error);
 
     ByteSource *m_source;
     ChunkSums m_chunks;
-    /** For chunks of which only a part is wanted. */
+    /** For the parts of chunks that are not wanted. */
     QByteArray m_buffer;
     Fault m_fault = Fault::None;
     int m_error = 0;

@@ -8,6 +8,7 @@
 using bytes::ByteSource;
 using bytes::ChunkSums;
 using bytes::FileStamp;
+using bytes::SumKind;
 
 namespace package {
 
@@ -21,15 +22,17 @@ PackageCheckCache::Clock PackageCheckCache::systemClock()
     };
 }
 
-PackageChecksum PackageCheckCache::check(const FileStamp &stamp, ByteSource &source)
+PackageChecksum PackageCheckCache::check(const FileStamp &stamp, ByteSource &source, SumKind kind)
 {
     {
         const std::lock_guard lock(m_mutex);
-        if (m_kept && m_kept->stamp == stamp)
+        const bool isEnough =
+            m_kept && (kind == SumKind::Crc32 || !m_kept->checksum.digest.isEmpty());
+        if (isEnough && m_kept->stamp == stamp)
             return m_kept->checksum;
     }
     const bool settled = hasSettled(stamp);
-    PackageChecksum checksum = checkPackage(source);
+    PackageChecksum checksum = checkPackage(source, kind);
     checksum.chunks = ChunkSums();
     const std::lock_guard lock(m_mutex);
     m_kept.reset();

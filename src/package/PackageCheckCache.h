@@ -31,8 +31,9 @@ public:
     explicit PackageCheckCache(Clock clock = systemClock());
 
     /** `stamp` must have been taken from the open file that `source` reads. The result has no
-     *  chunks. */
-    PackageChecksum check(const bytes::FileStamp &stamp, bytes::ByteSource &source);
+     *  chunks. With SumKind::Blake2b it has a digest. */
+    PackageChecksum check(const bytes::FileStamp &stamp, bytes::ByteSource &source,
+                          bytes::SumKind kind = bytes::SumKind::Crc32);
 
     static Clock systemClock();
 

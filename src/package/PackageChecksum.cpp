@@ -14,6 +14,7 @@ using bytes::ChunkSums;
 using bytes::Crc32;
 using bytes::forEachChunk;
 using bytes::PartSource;
+using bytes::SumKind;
 
 namespace package {
 
@@ -35,9 +36,9 @@ struct Stretch
     int readError = 0;
 };
 
-Stretch sumUp(ByteSource &source, qint64 offset, qint64 size, qint64 readSize, qint64 chunkSize)
+Stretch sumUp(ByteSource &source, qint64 offset, qint64 size, qint64 readSize, ChunkSums chunks)
 {
-    Stretch stretch{ChunkSums(chunkSize)};
+    Stretch stretch{std::move(chunks)};
     PartSource part(source, offset, size);
     const auto add = [&stretch](const char *bytes, qint64 count) {
         stretch.chunks.add(bytes, count);
@@ -56,8 +57,9 @@ Stretch sumUpHalves(ByteSource &source, qint64 size, qint64 chunkSize)
     const qint64 half = size / 2 / chunkSize * chunkSize;
     const qint64 readSize = package::checkReadSize / 2;
     Stretch second;
-    std::thread helper([&] { second = sumUp(source, half, size - half, readSize, chunkSize); });
-    Stretch first = sumUp(source, 0, half, readSize, chunkSize);
+    std::thread helper(
+        [&] { second = sumUp(source, half, size - half, readSize, ChunkSums(chunkSize)); });
+    Stretch first = sumUp(source, 0, half, readSize, ChunkSums(chunkSize));
     helper.join();
     // A file that became shorter ends at the first short read.
     if (first.chunks.size() == half) {
@@ -67,18 +69,19 @@ Stretch sumUpHalves(ByteSource &source, qint64 size, qint64 chunkSize)
     return first;
 }
 
-Stretch sumUpAll(ByteSource &source)
+Stretch sumUpAll(ByteSource &source, SumKind kind)
 {
     const qint64 size = source.size();
-    const qint64 chunkSize = ChunkSums::chunkSizeFor(size);
-    if (size >= smallestShared) {
+    const qint64 chunkSize = ChunkSums::chunkSizeFor(size, kind);
+    // A digest takes its bytes in order.
+    if (size >= smallestShared && kind == SumKind::Crc32) {
         try {
             return sumUpHalves(source, size, chunkSize);
         } catch (const std::system_error &) {
             // A second thread could not be started.
         }
     }
-    return sumUp(source, 0, size, package::checkReadSize, chunkSize);
+    return sumUp(source, 0, size, package::checkReadSize, ChunkSums(chunkSize, kind));
 }
 
 /** The CRC-32 of all bytes after the checksum's text, which is in the first chunk. */
@@ -99,7 +102,7 @@ bool PackageChecksum::matches() const
     return !computed.isEmpty() && stored == computed;
 }
 
-PackageChecksum checkPackage(ByteSource &source)
+PackageChecksum checkPackage(ByteSource &source, SumKind kind)
 {
     PackageChecksum checksum;
     QByteArray first(package::checksumSize, Qt::Uninitialized);
@@ -109,9 +112,10 @@ PackageChecksum checkPackage(ByteSource &source)
         checksum.readError = errno;
     checksum.stored = textUpToNul(first);
 
-    Stretch all = sumUpAll(source);
+    Stretch all = sumUpAll(source, kind);
     if (all.readError != 0)
         checksum.readError = all.readError;
+    checksum.digest = all.chunks.digest();
     checksum.chunks = std::move(all.chunks);
     if (checksum.chunks.size() > package::checksumStart)
         checksum.computed = coveredSum(checksum.chunks, first).text();

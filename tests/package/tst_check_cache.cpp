@@ -12,6 +12,7 @@ namespace tst_check_cache {
 
 using bytes::BytesSource;
 using bytes::FileStamp;
+using bytes::SumKind;
 using package::checkPackage;
 using package::PackageCheckCache;
 using package::PackageChecksum;
@@ -62,6 +63,7 @@ private slots:
     void keepsSettledStampsOnly();
     void keepsWhatSettledLater();
     void keepsNoReadError();
+    void readsAgainForADigest();
 };
 
 void TestCheckCache::keepsTheResult_data()
@@ -193,6 +195,20 @@ void TestCheckCache::keepsNoReadError()
     QCOMPARE(failed.readError, EIO);
     source.broken = false;
     QVERIFY(cache.check(settled(), source).matches());
+}
+
+void TestCheckCache::readsAgainForADigest()
+{
+    CountingSource source(golden("good"));
+    PackageCheckCache cache([] { return now; });
+    QCOMPARE(cache.check(settled(), source).digest, QByteArray());
+    const PackageChecksum digested = cache.check(settled(), source, SumKind::Blake2b);
+    QCOMPARE(digested.digest, checkPackage(source, SumKind::Blake2b).digest);
+    QCOMPARE(int(digested.chunks.count()), 0);
+    source.checks = 0;
+    QCOMPARE(cache.check(settled(), source, SumKind::Blake2b).digest, digested.digest);
+    QVERIFY(cache.check(settled(), source).matches());
+    QCOMPARE(source.checks, 0);
 }
 
 AGENT_TEST_WITHOUT_APPLICATION(TestCheckCache)

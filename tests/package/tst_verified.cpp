@@ -13,10 +13,12 @@ Q_DECLARE_METATYPE(bytes::VerifiedSource::Fault)
 
 namespace tst_verified {
 
+using bytes::Blake2b;
 using bytes::ByteSource;
 using bytes::BytesSource;
 using bytes::ChunkSums;
 using bytes::Crc32;
+using bytes::SumKind;
 using bytes::VerifiedSource;
 using package::checkPackage;
 using package::PackageChecksum;
@@ -93,6 +95,12 @@ private slots:
     void faults_data();
     void faults();
     void readErrorOfACheck();
+    void digestedChunkSizes_data();
+    void digestedChunkSizes();
+    void checkGivesTheDigest_data();
+    void checkGivesTheDigest();
+    void findsChangesThatKeepTheCrc();
+    void readsDigestedChunks();
 };
 
 void TestVerified::chunkSizes_data()
@@ -321,6 +329,85 @@ void TestVerified::readErrorOfACheck()
     ChangingSource shorter(bytes);
     shorter.claimedSize = bytes.size() + 1;
     QCOMPARE(checkPackage(shorter).readError, 0);
+}
+
+void TestVerified::digestedChunkSizes_data()
+{
+    QTest::addColumn<qint64>("size");
+    QTest::addColumn<qint64>("chunkSize");
+    const qint64 mib = 1024 * 1024;
+    QTest::newRow("nothing") << qint64(0) << qint64(4096);
+    QTest::newRow("2 MiB") << 2 * mib << qint64(4096);
+    QTest::newRow("a byte more") << 2 * mib + 1 << qint64(8192);
+    QTest::newRow("1 GiB") << 1024 * mib << 2 * mib;
+    QTest::newRow("64 GiB") << 65'536 * mib << 128 * mib;
+    QTest::newRow("the largest file") << std::numeric_limits<qint64>::max() << (qint64(1) << 54);
+}
+
+/** The states of the digests take 256 KiB at most, however large the file is. */
+void TestVerified::digestedChunkSizes()
+{
+    QFETCH(qint64, size);
+    QFETCH(qint64, chunkSize);
+    QCOMPARE(ChunkSums::chunkSizeFor(size, SumKind::Blake2b), chunkSize);
+    QVERIFY((size - 1) / chunkSize < qint64(256 * 1024 / sizeof(Blake2b)));
+}
+
+void TestVerified::checkGivesTheDigest_data()
+{
+    checkGivesTheChunks_data();
+}
+
+void TestVerified::checkGivesTheDigest()
+{
+    QFETCH(int, size);
+    const QByteArray bytes = pattern(size);
+    BytesSource source(bytes);
+    const PackageChecksum checksum = checkPackage(source, SumKind::Blake2b);
+    Blake2b digest;
+    digest.add(bytes.constData(), bytes.size());
+    QCOMPARE(checksum.digest, digest.digest());
+    QCOMPARE(checksum.computed, checkPackage(source).computed);
+    QCOMPARE(checkPackage(source).digest, QByteArray());
+    VerifiedSource verified(source, checksum.chunks);
+    QCOMPARE(verified.read(0, size + 1), bytes);
+    QCOMPARE(verified.fault(), Fault::None);
+}
+
+void TestVerified::findsChangesThatKeepTheCrc()
+{
+    const QByteArray bytes = pattern(3 * chunk);
+    // Every multiple of the CRC's polynomial leaves the CRC-32 as it is. This one is the polynomial
+    // itself, least significant bits first.
+    const QByteArray unseen = QByteArray::fromHex("410671db01");
+    for (const int at : {0, chunk - 5, chunk, 2 * chunk + 100, 3 * chunk - 5}) {
+        BytesSource original(bytes);
+        ChangingSource source(bytes);
+        for (int i = 0; i < unseen.size(); ++i)
+            source.bytes[at + i] = char(bytes.at(at + i) ^ unseen.at(i));
+        VerifiedSource crcs(source, checkPackage(original).chunks);
+        QCOMPARE(crcs.read(at, 5), source.bytes.mid(at, 5));
+        VerifiedSource digests(source, checkPackage(original, SumKind::Blake2b).chunks);
+        QCOMPARE(digests.read(at, 5), QByteArray());
+        QCOMPARE(digests.fault(), Fault::Changed);
+    }
+}
+
+/** A chunk larger than the buffer, of which each read wants another part. */
+void TestVerified::readsDigestedChunks()
+{
+    const QByteArray bytes = pattern(700'000);
+    ChunkSums sums(262'144, SumKind::Blake2b);
+    sums.add(bytes.constData(), bytes.size());
+    for (const int offset : {0, 1, 65'535, 65'536, 200'000, 262'144, 600'000, 699'999}) {
+        for (const int length : {1, 100, 65'536, 131'072, 300'000, 700'000}) {
+            ChangingSource source(bytes);
+            VerifiedSource verified(source, sums);
+            QCOMPARE(verified.read(offset, length), bytes.mid(offset, length));
+            source.bytes[offset / 262'144 * 262'144] = '!';
+            QCOMPARE(verified.read(offset, length), QByteArray());
+        }
+    }
 }
 
 AGENT_TEST_WITHOUT_APPLICATION(TestVerified)
