@@ -19,7 +19,7 @@ PROGRAMS = os.environ["PROGRAMS"]
 PACKAGES = os.path.join(documents.ROOT, "tests", "package", "data")
 DUMPS = os.path.join(documents.ROOT, "tests", "edid", "data")
 DEVICE = os.path.join(documents.ROOT, "tools", "device-simulator", "examples", "six-chips.json")
-DONE, FAILED, USAGE, NOTHING, CANNOT_CONNECT, LOST, REFUSED = 0, 1, 2, 3, 5, 6, 7
+DONE, FAILED, USAGE, NOTHING, CANNOT_CONNECT, LOST, REFUSED, NOT_TRUSTED = 0, 1, 2, 3, 5, 6, 7, 9
 NO_ERROR = (DONE, NOTHING)
 
 # The command line, the exit status, and the id of the error.
@@ -33,6 +33,17 @@ CASES = [
     ("fwm verify {packages}/net-md5-wrong.fwm", REFUSED, "findings"),
     ("fwm verify net.bin", DONE, None),
     ("fwm verify none", FAILED, "file-unreadable"),
+    ("fwm verify signed.fwm", DONE, None),
+    ("fwm verify signed.fwm --keys one.pub", DONE, None),
+    ("fwm verify {good} --keys one.pub", NOT_TRUSTED, "package-not-signed"),
+    (
+        "fwm verify {good} --keys one.pub --signature signed.fwm",
+        NOT_TRUSTED,
+        "package-signature-wrong",
+    ),
+    ("fwm verify signed.fwm --keys none", USAGE, "usage"),
+    ("fwm info signed.fwm --keys one.pub", DONE, None),
+    ("fwm info signed.fwm --keys request", USAGE, "usage"),
     ("fwm verify {good} --loud", USAGE, "usage"),
     ("fwm list {good}", DONE, None),
     ("fwm list {packages}/no-magic.fwm", REFUSED, "not-a-package"),
@@ -226,8 +237,20 @@ class TestDocuments(unittest.TestCase):
         cls.fwm("build short.json -o short.fwm")
         with open(os.path.join(cls.folder, "short.fwm"), "rb") as package:
             assert package.read(8) == b"1fbe1a6\0"
+        cls.make_signature()
         with open(os.path.join(DUMPS, "v4l-dell-p2415q-hdmi1.4.bin"), "rb") as dump:
             cls.write("half.bin", dump.read(128))
+
+    @classmethod
+    def make_signature(cls):
+        shutil.copy(cls.names()["good"], os.path.join(cls.folder, "signed.fwm"))
+        for words in ("-G -p one.pub -s one.key", "-S -s one.key -t release -m signed.fwm"):
+            subprocess.run(
+                ["minisign", *words.split(), "-W"],
+                cwd=cls.folder,
+                check=True,
+                stdout=subprocess.DEVNULL,
+            )
 
     def run_case(self, line):
         """The documents of a command line, the exit status, and what was on standard error."""

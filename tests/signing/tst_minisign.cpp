@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bytes/Blake2b.h"
 #include "signing/Verdict.h"
-#include "support/MinisignTool.h"
+#include "support/SigningCases.h"
 #include "support/TestCase.h"
 
 #include <QtTest>
@@ -30,23 +30,6 @@ QByteArray digestOf(const QByteArray &bytes)
     Blake2b digest;
     digest.add(bytes.constData(), bytes.size());
     return digest.digest();
-}
-
-/** Line `number`, from 0, replaced by what `change` makes of it. */
-QByteArray withLine(const QByteArray &file, int number,
-                    const std::function<QByteArray(const QByteArray &line)> &change)
-{
-    QList<QByteArray> lines = file.split('\n');
-    lines[number] = change(lines.at(number));
-    return lines.join('\n');
-}
-
-/** The base64 line with a bit of its encoded bytes flipped. */
-QByteArray flipped(const QByteArray &line, int byte, int mask = 1)
-{
-    QByteArray bytes = QByteArray::fromBase64(line);
-    bytes[byte] = char(bytes.at(byte) ^ mask);
-    return bytes.toBase64();
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "fwm/Findings.h"
 #include "fwm/ImageJson.h"
 #include "fwm/OpenPackage.h"
+#include "fwm/SignatureReport.h"
 #include "fwm/Words.h"
 
 #include <QJsonArray>
@@ -52,14 +53,15 @@ QString checksumText(const PackageContents &contents)
              contents.checksum.matches() ? QStringLiteral("ok") : QStringLiteral("WRONG"));
 }
 
-QString headText(const QString &file, const PackageContents &contents)
+QString headText(const QString &file, const PackageContents &contents,
+                 const SignatureReport &signature)
 {
     // Without the signature, the bytes at the places of the checksum and the version are others.
     if (contents.header.error == PackageHeader::Error::NotAPackage)
         return tableText({{QStringLiteral("File"), printable(file)},
                           {QStringLiteral("Size"), QStringLiteral("%1 bytes").arg(contents.size)},
                           {QStringLiteral("Form"), QStringLiteral("not a package")}});
-    return tableText({
+    QVector<QStringList> rows{
         {QStringLiteral("Package"), printable(file)},
         {QStringLiteral("Size"), QStringLiteral("%1 bytes").arg(contents.size)},
         {QStringLiteral("Form"), QStringLiteral("%1, version %2")
@@ -69,7 +71,8 @@ QString headText(const QString &file, const PackageContents &contents)
         {QStringLiteral("Model"), printable(contents.description.model)},
         {QStringLiteral("Release"), printable(contents.description.version)},
         {QStringLiteral("Images"), QString::number(contents.images.size())},
-    });
+    };
+    return tableText(rows + signature.rows());
 }
 
 QString imagesText(const PackageContents &contents)
@@ -142,16 +145,23 @@ CommandOutcome runInfo(const Options &options)
     const OpenPackage package = openPackage(options.file, Depth::Images, options);
     if (package.problem)
         return CommandOutcome::failed(*package.problem);
+    SignatureReport signature(options);
+    if (signature.wrongOptions())
+        return CommandOutcome::failed(*signature.wrongOptions());
+    signature.check(package.contents.checksum);
 
     if (package.contents.netImage)
         return netOutcome(options.file, *package.contents.netImage);
     CommandOutcome outcome;
     outcome.json = toJson(options.file, package.contents);
-    outcome.text = headText(options.file, package.contents);
+    outcome.json[QStringLiteral("signature")] = signature.json();
+    outcome.text = headText(options.file, package.contents, signature);
     if (!package.contents.images.isEmpty())
         outcome.text += QLatin1Char('\n') + imagesText(package.contents);
     outcome.text += netText(package.contents);
-    if (const std::optional<Problem> problem = packageProblem(package.contents))
+    if (const std::optional<Problem> untrusted = signature.problem())
+        outcome.fail(untrusted->id, untrusted->detail);
+    else if (const std::optional<Problem> problem = packageProblem(package.contents))
         outcome.fail(problem->id, options.file);
     return outcome;
 }

@@ -4,6 +4,7 @@
 #include "common/Progress.h"
 
 using bytes::FileSource;
+using bytes::SumKind;
 
 OpenPackage openPackage(const QString &path, Depth depth, const Options &options)
 {
@@ -17,7 +18,8 @@ OpenPackage openPackage(const QString &path, Depth depth, const Options &options
     const int readings = depth == Depth::Images ? 2 : 1;
     Progress progress(path, package.source->size() * readings, options.progress);
     ProgressSource source(*package.source, progress);
-    package.contents = depth == Depth::Images ? readContents(source) : readHead(source);
+    const SumKind kind = options.keys.isEmpty() ? SumKind::Crc32 : SumKind::Blake2b;
+    package.contents = depth == Depth::Images ? readContents(source, kind) : readHead(source, kind);
     return package;
 }
 

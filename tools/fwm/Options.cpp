@@ -35,7 +35,7 @@ OptionReader::OptionReader() : m_line(program)
     addWriters();
     addPlan();
     m_line.addExitStatuses({ExitCode::Done, ExitCode::Failed, ExitCode::Usage,
-                            ExitCode::NothingToDo, ExitCode::PackageRefused});
+                            ExitCode::NothingToDo, ExitCode::PackageRefused, ExitCode::NotTrusted});
 }
 
 CLI::App &OptionReader::addCommand(const char *name, const char *help)
@@ -56,13 +56,29 @@ void OptionReader::addOutput(CLI::App &command, const char *help)
                          ->check(checkOutput));
 }
 
+void OptionReader::addSignature(CLI::App &command)
+{
+    m_line.takesFile(command
+                         .add_option("--keys", m_texts.keys,
+                                     "Check the signature: a public key of minisign, or a folder "
+                                     "of *.pub files")
+                         ->type_name("NAME"));
+    m_line.takesFile(command
+                         .add_option("--signature", m_texts.signature,
+                                     "The signature file (default: FILE.minisig)")
+                         ->type_name("NAME"));
+}
+
 void OptionReader::addReaders()
 {
     const char *const package = "The package";
     const char *const readable = "The package, or an image of the network module";
-    addFile(addCommand("info", "Show what a package is and what it holds"), "FILE", m_texts.file,
-            readable);
-    addFile(addCommand("verify", "Find every error in a package"), "FILE", m_texts.file, readable);
+    CLI::App &info = addCommand("info", "Show what a package is and what it holds");
+    addFile(info, "FILE", m_texts.file, readable);
+    addSignature(info);
+    CLI::App &verify = addCommand("verify", "Find every error in a package");
+    addFile(verify, "FILE", m_texts.file, readable);
+    addSignature(verify);
     addFile(addCommand("list", "Show the firmware list as devices list it"), "FILE", m_texts.file,
             package);
     CLI::App &extract =
@@ -143,6 +159,8 @@ Options OptionReader::options() const
     options.other = text(m_texts.other);
     options.output = text(m_texts.output);
     options.release = text(m_texts.release);
+    options.keys = text(m_texts.keys);
+    options.signature = text(m_texts.signature);
     options.netVersion = text(m_texts.netVersion);
     options.rows = text(m_texts.rows);
     options.device = text(m_texts.device);

@@ -18,6 +18,10 @@ struct Options
     /** The second file of add-net and diff. */
     QString other;
     QString output;
+    /** For info and verify: a key file or a folder of keys; empty for no check of the signature. */
+    QString keys;
+    /** The signature file; empty for the package's name with ".minisig". */
+    QString signature;
     QString release;
     QString netVersion;
     /** One of these two for plan: a file of rows, or one of a device. */
@@ -52,6 +56,8 @@ private:
         std::string file;
         std::string other;
         std::string output;
+        std::string keys;
+        std::string signature;
         std::string release;
         std::string netVersion;
         std::string rows;
@@ -65,6 +71,7 @@ private:
 
     CLI::App &addCommand(const char *name, const char *help);
     void addFile(CLI::App &command, const char *name, std::string &text, const char *help);
+    void addSignature(CLI::App &command);
     void addOutput(CLI::App &command, const char *help);
     void addReaders();
     void addPlan();

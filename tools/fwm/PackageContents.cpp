@@ -17,6 +17,7 @@ namespace net = package::net;
 using bytes::ByteSource;
 using bytes::forEachChunk;
 using bytes::PartSource;
+using bytes::SumKind;
 using package::checkNetImage;
 using package::checkPackage;
 using package::imageEntries;
@@ -125,12 +126,12 @@ std::optional<Problem> checkedHeadProblem(const PackageContents &contents)
 
 } // namespace
 
-PackageContents readHead(ByteSource &source)
+PackageContents readHead(ByteSource &source, SumKind kind)
 {
     PackageContents contents;
     contents.size = source.size();
     contents.header = readPackageHeader(source);
-    contents.checksum = checkPackage(source);
+    contents.checksum = checkPackage(source, kind);
     if (contents.header.error != PackageHeader::Error::None)
         return contents;
     contents.description = parseDescription(readDescription(source, contents.header));
@@ -139,9 +140,9 @@ PackageContents readHead(ByteSource &source)
     return contents;
 }
 
-PackageContents readContents(ByteSource &source)
+PackageContents readContents(ByteSource &source, SumKind kind)
 {
-    PackageContents contents = readHead(source);
+    PackageContents contents = readHead(source, kind);
     if (contents.header.error == PackageHeader::Error::NotAPackage)
         contents.netImage = netImageIn(source);
     if (contents.header.error != PackageHeader::Error::None)

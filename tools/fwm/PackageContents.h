@@ -46,11 +46,13 @@ struct PackageContents
     std::optional<ImageInfo> netImage;
 };
 
-/** Everything before the images. Reads the whole package once, for its checksum. */
-PackageContents readHead(bytes::ByteSource &source);
+/** Everything before the images. Reads the whole package once, for its checksum and, with
+ *  SumKind::Blake2b, for the digest that a signature covers. */
+PackageContents readHead(bytes::ByteSource &source, bytes::SumKind kind = bytes::SumKind::Crc32);
 
 /** The same and every image, which requires a second reading. */
-PackageContents readContents(bytes::ByteSource &source);
+PackageContents readContents(bytes::ByteSource &source,
+                             bytes::SumKind kind = bytes::SumKind::Crc32);
 
 /** The key that an entry's record should have. */
 package::RecordKey keyOfEntry(const package::ImageEntry &entry);

@@ -2,6 +2,7 @@
 #include "fwm/Commands.h"
 #include "fwm/Findings.h"
 #include "fwm/OpenPackage.h"
+#include "fwm/SignatureReport.h"
 #include "fwm/Words.h"
 
 #include <QJsonArray>
@@ -25,6 +26,10 @@ CommandOutcome runVerify(const Options &options)
     const OpenPackage package = openPackage(options.file, Depth::Images, options);
     if (package.problem)
         return CommandOutcome::failed(*package.problem);
+    SignatureReport signature(options);
+    if (signature.wrongOptions())
+        return CommandOutcome::failed(*signature.wrongOptions());
+    signature.check(package.contents.checksum);
 
     const std::optional<ImageInfo> &net = package.contents.netImage;
     const QVector<Finding> findings = net ? netImageFindings(*net) : findingsIn(package.contents);
@@ -35,8 +40,14 @@ CommandOutcome runVerify(const Options &options)
         outcome.text +=
             printable(options.file + QLatin1Char(':') + findingText(finding)) + QLatin1Char('\n');
     }
-    outcome.json = {{QStringLiteral("file"), options.file}, {QStringLiteral("findings"), list}};
-    if (hasErrors(findings))
+    if (!signature.line().isEmpty())
+        outcome.text += signature.line() + QLatin1Char('\n');
+    outcome.json = {{QStringLiteral("file"), options.file},
+                    {QStringLiteral("findings"), list},
+                    {QStringLiteral("signature"), signature.json()}};
+    if (const std::optional<Problem> untrusted = signature.problem())
+        outcome.fail(untrusted->id, untrusted->detail);
+    else if (hasErrors(findings))
         outcome.fail(ProblemId::FindingsFound, options.file);
     else if (net)
         outcome.text +=
