@@ -85,7 +85,9 @@ void ConsoleCommands::upgradeAll()
 {
     if (isBusy())
         return;
-    const QString description = readDescription();
+    beforeReading();
+    const QString description =
+        m_parts.engine.getMergeFWJSONForUpgrade(m_parts.platform.paths.package);
     qCDebug(logConsole) << "jsonData:" << description;
     qCDebug(logConsole) << "jsonDataLength:" << description.size();
     const QStringList rows = firmwareRows(description);
@@ -150,11 +152,16 @@ void ConsoleCommands::networkConnected()
                                    {QString::fromLatin1(networkRow)}, m_upgradeModel);
 }
 
-QString ConsoleCommands::readDescription()
+void ConsoleCommands::beforeReading()
 {
     // Reading a large package takes a while; earlier replies are sent first.
     m_parts.replies.flush();
     m_parts.turns.take();
+}
+
+QString ConsoleCommands::readDescription()
+{
+    beforeReading();
     return m_parts.engine.getMergeFWJSON(m_parts.platform.paths.package);
 }
 

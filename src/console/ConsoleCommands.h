@@ -59,6 +59,7 @@ private:
     void upgradeOverNetwork(const ConsoleRequest &request);
     void parseEdid(const ConsoleRequest &request);
     void startUpgrade(const QStringList &rows);
+    void beforeReading();
     QString readDescription();
     bool isBusy() const;
 

@@ -137,6 +137,12 @@ QString ControlCenter::getMergeFWJSON(QString fileName)
     return m_parts->shelf.list(fileName, runClaim().isHeld());
 }
 
+QString ControlCenter::getMergeFWJSONForUpgrade(const QString &fileName)
+{
+    return runClaim().isHeld() ? m_parts->shelf.list(fileName, true)
+                               : m_parts->shelf.listForUpgrade(fileName);
+}
+
 bool ControlCenter::checkNetFirmware(QString filePath)
 {
     return m_parts->builder.checkNet(filePath);

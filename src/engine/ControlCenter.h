@@ -47,6 +47,9 @@ public:
      * returns the text.
      */
     Q_INVOKABLE QString getMergeFWJSON(QString fileName);
+    /** The same for an upgrade of everything in the package: empty when the package is not signed
+     * by an installed key, which is reported as a failed run. */
+    QString getMergeFWJSONForUpgrade(const QString &fileName);
 
     /** True when the MD5 of a network module image is correct. */
     Q_INVOKABLE bool checkNetFirmware(QString filePath);

@@ -36,7 +36,9 @@ EngineParts::EngineParts(const EngineSinks &sinks, const Platform &platform,
     : DeviceParts(
           sinks, [this](const Reply &reply) { return isLateAnswer(reply); }, platform, factory,
           owner),
-      shelf(output, [this] { reportUnreadablePackage(rows, output, progress); }),
+      shelf(
+          output, [this] { reportUnreadablePackage(rows, output, progress); }, platform.paths.keys),
+      package(platform.paths.keys),
       builder(output),
       end({guard, channel, writer, package, rows, output, report, progress}),
       netInstall({output, report, progress,

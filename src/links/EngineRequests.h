@@ -20,6 +20,9 @@ public:
     virtual void disconnected() = 0;
     /** Reads the package's description at once, in the calling thread. */
     virtual QString getMergeFWJSON(QString fileName) = 0;
+    /** The same before an upgrade of everything in the package; empty when the package may not be
+     *  used. */
+    virtual QString getMergeFWJSONForUpgrade(const QString &fileName) = 0;
     virtual void uploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel) = 0;
     /** True from the request of a run until its end has been delivered by message(). */
     virtual bool runActive() const = 0;

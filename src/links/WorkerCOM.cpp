@@ -116,6 +116,11 @@ QString WorkerCOM::getMergeFWJSON(QString fileName)
     return m_engine->getMergeFWJSON(fileName);
 }
 
+QString WorkerCOM::getMergeFWJSONForUpgrade(const QString &fileName)
+{
+    return m_engine->getMergeFWJSONForUpgrade(fileName);
+}
+
 /** Claims the run before the engine has received it, so that two requests of one read cannot both
  *  be accepted. */
 void WorkerCOM::uploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel)

@@ -38,6 +38,7 @@ public:
     Q_INVOKABLE void getVersion();
     Q_INVOKABLE void mergeFW(QString fileName, QString jsonData);
     Q_INVOKABLE QString getMergeFWJSON(QString fileName) override;
+    QString getMergeFWJSONForUpgrade(const QString &fileName) override;
     Q_INVOKABLE void uploadByMergeFW(QString fileName, QStringList TypeAndIndex,
                                      int upgradeModel) override;
     Q_INVOKABLE void setProductInfo(QStringList TypeAndIndex);

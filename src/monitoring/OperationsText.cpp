@@ -76,6 +76,14 @@ LogLine tried(const RunEvent &event)
     return line.add("text", event.text);
 }
 
+LogLine signatureChecked(const RunEvent &event)
+{
+    return LogLine("signature_checked")
+        .add("result", QLatin1String(event.success ? "ok" : "refused"))
+        .addIfAny("key", event.key)
+        .add(event.success ? "comment" : "reason", event.text);
+}
+
 LogLine installEnded(const RunEvent &event)
 {
     return LogLine("install_finished")
@@ -154,6 +162,8 @@ LogLine runLine(const RunEvent &event)
     case Kind::Reading:
     case Kind::Progress:
         break;
+    case Kind::SignatureChecked:
+        return signatureChecked(event);
     case Kind::Skipped:
         return about("mcu_skipped", event.mcu).add("reason", event.text);
     case Kind::Writing:

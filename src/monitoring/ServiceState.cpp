@@ -72,6 +72,7 @@ void ServiceState::take(const RunEvent &event)
     case Kind::Ended:
         m_lastRun = event.success ? QStringLiteral("succeeded") : QStringLiteral("failed");
         return setStatus(idleText());
+    case Kind::SignatureChecked:
     case Kind::Skipped:
     case Kind::Retried:
     case Kind::GivenUp:

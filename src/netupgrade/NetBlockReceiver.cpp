@@ -44,6 +44,13 @@ NetBlockAction answer(quint16 word, quint8 status)
     return action;
 }
 
+NetBlockAction refuse(quint16 word, const QString &line)
+{
+    NetBlockAction action = answer(word, status::refused);
+    action.line = line;
+    return action;
+}
+
 NetBlockAction store(NetBlockAction::Kind kind, const QByteArray &data)
 {
     NetBlockAction action;
@@ -65,8 +72,8 @@ QByteArray netBlockReply(quint16 word, quint8 status)
     return mcu::buildStatusFrame(mcu::moduleReplyStart, {}, word, status);
 }
 
-NetBlockReceiver::NetBlockReceiver(std::function<bool()> busy)
-    : m_busy(std::move(busy)), m_assembler(rules())
+NetBlockReceiver::NetBlockReceiver(std::function<bool()> busy, BlocksGate::Refusal refusal)
+    : m_busy(std::move(busy)), m_gate(std::move(refusal)), m_assembler(rules())
 {
 }
 
@@ -108,8 +115,9 @@ NetBlockAction NetBlockReceiver::enter(const QByteArray &frame)
     const QByteArray payload = payloadOf(frame);
     const bool forModule = payload.size() == 2 && payload.at(0) == char(chip::networkModule) &&
                            payload.at(1) == char(moduleIndex);
-    if (!forModule || m_busy())
-        return answer(command::enterUpdateMode, status::refused);
+    const BlocksGate::Decision gate = m_gate.enter();
+    if (gate.isRefused || !forModule || m_busy())
+        return refuse(command::enterUpdateMode, gate.line);
     m_lastStored.clear();
     return answer(command::enterUpdateMode, status::done);
 }
@@ -119,7 +127,17 @@ std::optional<NetBlockAction> NetBlockReceiver::write(const QByteArray &frame)
     const bool isBusy = m_busy();
     if (isBusy && frame == m_lastBlock)
         return {};
-    if (isBusy || frame.size() < smallestWrite)
+    const QByteArray numbered = payloadOf(frame).mid(block::numberOffset);
+    const BlocksGate::Decision gate =
+        m_gate.block(m_image.isFirst(numbered), m_image.isLast(numbered));
+    if (gate.isRefused)
+        return refuse(command::writeBlock, gate.line);
+    return isBusy ? answer(command::writeBlock, status::refused) : accept(frame);
+}
+
+std::optional<NetBlockAction> NetBlockReceiver::accept(const QByteArray &frame)
+{
+    if (frame.size() < smallestWrite)
         return answer(command::writeBlock, status::refused);
     if (frame == m_lastStored)
         return answer(command::writeBlock, status::done);

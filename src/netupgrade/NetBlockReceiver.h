@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "netupgrade/BlocksGate.h"
 #include "netupgrade/NetImageAssembler.h"
 #include "protocol/FrameAssembler.h"
 
@@ -26,6 +27,8 @@ struct NetBlockAction
     };
 
     Kind kind = Kind::Answer;
+    /** Reported before everything else; empty for nothing to report. */
+    QString line;
     /** The command word to answer. */
     quint16 word = 0;
     quint8 status = 0;
@@ -47,8 +50,9 @@ struct NetBlockAction
 class NetBlockReceiver
 {
 public:
-    /** `busy` says whether the module may not be upgraded now. */
-    explicit NetBlockReceiver(std::function<bool()> busy);
+    /** `busy` says whether the module may not be upgraded now, `refusal` whether images that are
+     * sent in blocks are accepted. */
+    NetBlockReceiver(std::function<bool()> busy, BlocksGate::Refusal refusal);
 
     /** Takes one byte; the action for a complete frame, if any. Ignores the byte while not
      *  listening. */
@@ -71,8 +75,10 @@ private:
     std::optional<NetBlockAction> take(const QByteArray &frame);
     NetBlockAction enter(const QByteArray &frame);
     std::optional<NetBlockAction> write(const QByteArray &frame);
+    std::optional<NetBlockAction> accept(const QByteArray &frame);
 
     std::function<bool()> m_busy;
+    BlocksGate m_gate;
     protocol::FrameAssembler m_assembler;
     bool m_listening = true;
     QByteArray m_lastWrite;

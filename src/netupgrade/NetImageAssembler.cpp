@@ -28,14 +28,24 @@ QByteArray withoutPadding(const QByteArray &data)
 
 } // namespace
 
+bool NetImageAssembler::isFirst(const QByteArray &numbered) const
+{
+    return numbered.size() >= dataAt && mcu::wordAt(numbered, numberAt) == m_rules.firstNumber;
+}
+
+bool NetImageAssembler::isLast(const QByteArray &numbered) const
+{
+    return numbered.size() >= dataAt && quint8(numbered.at(flagsAt)) == block::lastFlag &&
+           (m_rules.firstMayBeLast || !isFirst(numbered));
+}
+
 std::optional<NetPiece> NetImageAssembler::take(const QByteArray &numbered)
 {
     if (numbered.size() < dataAt)
         return {};
     NetPiece piece;
-    piece.isFirst = mcu::wordAt(numbered, numberAt) == m_rules.firstNumber;
-    piece.isLast = quint8(numbered.at(flagsAt)) == block::lastFlag &&
-                   (m_rules.firstMayBeLast || !piece.isFirst);
+    piece.isFirst = isFirst(numbered);
+    piece.isLast = isLast(numbered);
     piece.bytes = numbered.mid(dataAt);
     if (piece.isFirst && piece.bytes.size() < m_rules.smallestFirst)
         return {};

@@ -47,6 +47,10 @@ class NetImageAssembler
 public:
     explicit NetImageAssembler(const NetBlockRules &rules) : m_rules(rules) {}
 
+    /** Whether a block, starting at its number, begins and ends an image. */
+    bool isFirst(const QByteArray &numbered) const;
+    bool isLast(const QByteArray &numbered) const;
+
     /** Takes a block, starting at its number. None for a block that is too short. */
     std::optional<NetPiece> take(const QByteArray &numbered);
 

@@ -18,6 +18,7 @@ using netupgrade::NetBlockAction;
 using netupgrade::netBlockReply;
 using netupgrade::NetInstaller;
 using netupgrade::NetInstallJob;
+using netupgrade::signedPackagesOnly;
 using package::NetImage;
 using platform::logNet;
 using platform::logNetBytes;
@@ -28,7 +29,8 @@ using protocol::wholeProgress;
 NetModelUpgrade::NetModelUpgrade(QObject *parent, const Platform &platform)
     : QObject(parent),
       m_platform(platform),
-      m_receiver([this] { return m_installing || (m_runActive && m_runActive()); }),
+      m_receiver([this] { return m_installing || (m_runActive && m_runActive()); },
+                 signedPackagesOnly(platform.paths.keys)),
       m_archive(platform.paths.netArchive)
 {
     m_gateTimer.setSingleShot(true);
@@ -68,6 +70,8 @@ void NetModelUpgrade::slotReceiveData(const QByteArray &datas)
 
 void NetModelUpgrade::handle(const NetBlockAction &action)
 {
+    if (!action.line.isEmpty())
+        emit message({action.line});
     switch (action.kind) {
     case NetBlockAction::Kind::Answer:
         if (action.status == status::checksumError)

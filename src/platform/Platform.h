@@ -15,6 +15,8 @@ struct Paths
     QString package = QStringLiteral("/data/FW.fwm");
     QString netArchive = QStringLiteral("/data/sysupdate.tar.bz2");
     QString netVersion = QStringLiteral("/data/version");
+    /** The folder of the keys whose packages are used. */
+    QString keys = QStringLiteral("/etc/upgrade-agent/keys");
 };
 
 struct Ports

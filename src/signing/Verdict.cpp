@@ -9,7 +9,7 @@ namespace signing {
 
 namespace {
 
-Verdict refused(Verdict::Reason reason, KeyId keyId = 0)
+Verdict refused(Verdict::Reason reason, std::optional<KeyId> keyId = {})
 {
     Verdict verdict;
     verdict.kind = Verdict::Kind::SignatureError;
@@ -55,11 +55,11 @@ QString lineOf(const Verdict &verdict)
     case Verdict::Kind::NotRequired:
         break;
     case Verdict::Kind::Trusted:
-        return filled(signtext::trusted, keyIdText(verdict.keyId));
+        return filled(signtext::trusted, keyIdText(*verdict.keyId));
     case Verdict::Kind::NotSigned:
         return filled(signtext::notSigned);
     case Verdict::Kind::UnknownKey:
-        return filled(signtext::unknownKey, keyIdText(verdict.keyId));
+        return filled(signtext::unknownKey, keyIdText(*verdict.keyId));
     case Verdict::Kind::SignatureError:
         return filled(signtext::signatureError);
     case Verdict::Kind::KeysUnusable:

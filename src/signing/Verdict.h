@@ -3,6 +3,7 @@
 
 #include "signing/Minisign.h"
 
+#include <optional>
 #include <vector>
 
 namespace signing {
@@ -36,7 +37,7 @@ struct Verdict
     Kind kind = Kind::NotRequired;
     Reason reason = Reason::None;
     /** Of a signature that could be parsed. */
-    KeyId keyId = 0;
+    std::optional<KeyId> keyId;
     /** Of a trusted package only. */
     QByteArray trustedComment;
     QString keyPath;

@@ -112,6 +112,7 @@ public:
         platform.paths.package = folder.filePath("FW.fwm");
         platform.paths.netArchive = folder.filePath("sysupdate.tar.bz2");
         platform.paths.netVersion = folder.filePath("version");
+        platform.paths.keys = folder.filePath("keys");
         platform.ports.console = 0;
         platform.ports.device = 9;
         platform.ports.serial = "ttyNoSuchPort";

@@ -52,6 +52,7 @@ public:
         calls.append("read");
         return list;
     }
+    QString getMergeFWJSONForUpgrade(const QString &file) override { return getMergeFWJSON(file); }
     void uploadByMergeFW(QString, QStringList rows, int mode) override
     {
         calls.append(QString("upload %1 %2").arg(rows.join('|')).arg(mode));

@@ -155,6 +155,7 @@ Platform EngineHarness::scaledPlatform(const QString &dir)
     platform.paths.package = dir + QStringLiteral("/FW.fwm");
     platform.paths.netArchive = dir + QStringLiteral("/sysupdate.tar.bz2");
     platform.paths.netVersion = dir + QStringLiteral("/version");
+    platform.paths.keys = dir + QStringLiteral("/keys");
     platform.ports.serial = QStringLiteral("no-such-port");
     platform.timeOuts.otherCommand = 2ms;
     platform.timeOuts.uploadCommand = 3ms;

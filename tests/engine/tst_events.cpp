@@ -61,6 +61,8 @@ QString described(const RunEvent &event)
     switch (event.kind) {
     case Kind::Begun:
         return "begun";
+    case Kind::SignatureChecked:
+        return QString("signature %1 %2: %3").arg(event.key, verdict, event.text);
     case Kind::Reading:
         return "reading " + event.mcu.name;
     case Kind::Skipped:

@@ -6,6 +6,7 @@
 #include "engine/runs/RunEnd.h"
 #include "package/NetImage.h"
 #include "protocol/CommandWords.h"
+#include "support/MinisignTool.h"
 #include "support/RecordingShell.h"
 #include "support/TestCase.h"
 
@@ -99,6 +100,8 @@ private:
 
 const QString accepted = QStringLiteral("7901:0");
 const QString refused = QStringLiteral("7901:3");
+const QString signedOnly =
+    QStringLiteral("NET package refused, this module takes signed packages only.");
 
 } // namespace
 
@@ -117,6 +120,8 @@ private slots:
     void wrongDigestFails();
     void archiveCannotBeCreated();
     void statusThatIsNotSentEndsTheRun();
+    void refusedWhilePackagesMustBeSigned();
+    void keyThatAppearsStopsTheInstall();
     void imageOfAPackage_data();
     void imageOfAPackage();
 };
@@ -228,6 +233,38 @@ void TestNetInstall::statusThatIsNotSentEndsTheRun()
     bench.refusesStatus = true;
     bench.install.sendStatus(command::applicationStatus, 0);
     QCOMPARE(bench.ends, QStringList{"9 0 0"});
+}
+
+void TestNetInstall::refusedWhilePackagesMustBeSigned()
+{
+    const MinisignTool tool;
+    InstallBench bench;
+    QVERIFY(QDir(bench.dir.path()).mkdir("keys"));
+    tool.makeKey("a");
+    QVERIFY(QFile::copy(tool.path("a.pub"), bench.dir.filePath("keys/a.pub")));
+    bench.take(command::enterUpdateMode, QByteArray(2, '\0'));
+    bench.takeImage(netImageOf(QByteArray(600, 'a')), 256);
+    QCOMPARE(bench.sent, (QStringList{"7900:3", refused, refused, refused}));
+    QCOMPARE(bench.lines, QStringList{signedOnly});
+    QCOMPARE(bench.archive(), QByteArray("missing"));
+    QVERIFY(bench.shell.commands().isEmpty());
+    QVERIFY(bench.ends.isEmpty());
+}
+
+void TestNetInstall::keyThatAppearsStopsTheInstall()
+{
+    const MinisignTool tool;
+    tool.makeKey("a");
+    InstallBench bench;
+    const QByteArray image = netImageOf(QByteArray(600, 'a'));
+    bench.takeBlock(1, image.left(300));
+    QVERIFY(QDir(bench.dir.path()).mkdir("keys"));
+    QVERIFY(QFile::copy(tool.path("a.pub"), bench.dir.filePath("keys/a.pub")));
+    bench.takeBlock(2, image.mid(300, 300));
+    bench.takeBlock(3, image.mid(600), true);
+    QCOMPARE(bench.sent, (QStringList{accepted, accepted, refused}));
+    QCOMPARE(bench.lines, QStringList{signedOnly});
+    QVERIFY(bench.shell.commands().isEmpty());
 }
 
 void TestNetInstall::imageOfAPackage_data()

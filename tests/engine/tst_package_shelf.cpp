@@ -49,7 +49,11 @@ QByteArray bareForm()
 
 struct ShelfBench : ReportBench
 {
-    ShelfBench() : shelf(output, [this] { ++unreadable; }) {}
+    ShelfBench()
+        : shelf(
+              output, [this] { ++unreadable; }, dir.filePath(QStringLiteral("keys")))
+    {
+    }
 
     QString path() const { return dir.filePath(QStringLiteral("FW.fwm")); }
     void setPackage(const QByteArray &bytes)

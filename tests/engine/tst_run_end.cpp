@@ -29,6 +29,7 @@ struct EndBench : PartBench
 {
     EndBench()
         : writer(channel, rows, output, report, platform, &parent),
+          package(QString()),
           end({guard, channel, writer, package, rows, output, report, progress})
     {
         rows.reset({"MAIN,0,0,,,,,,,,,0,0", "AUX,1,0,,,,,,,,,0,0"});

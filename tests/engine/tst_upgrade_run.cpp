@@ -42,7 +42,9 @@ Images allImages()
 struct RunBench : ReportBench
 {
     explicit RunBench(const Images &images = allImages(), const Platform &platform = {})
-        : shelf(output, [] {}),
+        : shelf(
+              output, [] {}, keys()),
+          package(keys()),
           run({rows, shelf, package, output, report, progress,
                [this](quint8 type, quint8 index, const QByteArray &image) {
                    written += QStringLiteral("%1,%2,%3").arg(type).arg(index).arg(image.size());
@@ -57,6 +59,7 @@ struct RunBench : ReportBench
     }
 
     QString path() const { return dir.filePath(QStringLiteral("FW.fwm")); }
+    QString keys() const { return dir.filePath(QStringLiteral("keys")); }
     void setPackage(const QByteArray &bytes)
     {
         QFile file(path());

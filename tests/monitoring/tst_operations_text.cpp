@@ -85,6 +85,15 @@ void TestOperationsText::lines_data()
     row(operations::runStarted({RunRequest::Kind::NetBlocks, peer, {}, 0, 1}),
         "event=run_started address=192.0.2.7 port=40001 kind=net_blocks");
     row(operations::linesLeftOut("clients"), "event=lines_left_out about=clients");
+    RunEvent signature = of(Kind::SignatureChecked, true);
+    signature.key = "FD42D863A26F780C";
+    signature.text = "release 4\x1b \"x\"";
+    row(operations::runLine(signature), "event=signature_checked result=ok key=FD42D863A26F780C "
+                                        "comment=\"release 4\\u001b \\\"x\\\"\"");
+    signature.success = false;
+    signature.key.clear();
+    signature.text = "malformed";
+    row(operations::runLine(signature), "event=signature_checked result=refused reason=malformed");
     row(operations::runLine(of(Kind::Skipped)),
         "event=mcu_skipped name=\"AUX 1\" chip_type=1 chip_index=0 old=1.0.0 new=1.1.0 reason=why");
     row(operations::runLine(of(Kind::Writing)),

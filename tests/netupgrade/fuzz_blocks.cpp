@@ -27,7 +27,7 @@ void requireSound(const NetBlockAction &action)
 /** Any byte stream. */
 void readStream(const QByteArray &bytes)
 {
-    NetBlockReceiver receiver([] { return false; });
+    NetBlockReceiver receiver([] { return false; }, [] { return QString(); });
     for (const char byte : bytes) {
         const Action action = receiver.feed(quint8(byte));
         if (action)
@@ -126,7 +126,7 @@ private:
         m_receiver.listen();
     }
 
-    NetBlockReceiver m_receiver{[this] { return busy; }};
+    NetBlockReceiver m_receiver{[this] { return busy; }, [] { return QString(); }};
     QByteArray m_last;
     QByteArray m_lastBlock;
     bool m_storedLast = false;

@@ -36,6 +36,7 @@ public:
     {
         platform.paths.netArchive = folder.filePath("sysupdate.tar.bz2");
         platform.paths.netVersion = folder.filePath("version");
+        platform.paths.keys = folder.filePath("keys");
         platform.shell = shell.shell();
         module = std::make_unique<NetModelUpgrade>(nullptr, platform);
         QObject::connect(module.get(), &NetModelUpgrade::message, module.get(),

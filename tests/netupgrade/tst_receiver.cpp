@@ -34,6 +34,8 @@ public:
 
     void take(const NetBlockAction &action)
     {
+        if (!action.line.isEmpty())
+            log.append(action.line);
         switch (action.kind) {
         case Kind::Answer:
             log.append(QString("%1 %2").arg(action.word, 4, 16, QChar('0')).arg(action.status));
@@ -58,7 +60,8 @@ public:
     }
 
     bool busy = false;
-    NetBlockReceiver receiver{[this] { return busy; }};
+    QString refusal;
+    NetBlockReceiver receiver{[this] { return busy; }, [this] { return refusal; }};
     QStringList log;
     QByteArray archive;
     NetImage header;
@@ -98,6 +101,8 @@ private slots:
     void ignoresInputWhileNotListening();
     void refusesEverythingWhileBusy();
     void repeatedLastBlockWhileBusy();
+    void refusesUnsignedImages();
+    void keysThatAppearStopTheInstall();
     void skipsNoise();
     void falseLength();
     void largestFrame();
@@ -359,6 +364,39 @@ void TestReceiver::repeatedLastBlockWhileBusy()
     owner.receiver.forgetLastBlock();
     owner.feed(last);
     QCOMPARE(owner.log, (QStringList{"7901 3", "7901 3"}));
+}
+
+void TestReceiver::refusesUnsignedImages()
+{
+    Owner owner;
+    owner.refusal = "signed packages only";
+    owner.feed(netframes::enter());
+    for (const QByteArray &frame : netframes::package(QByteArray(600, 'a')))
+        owner.feed(frame);
+    owner.feed(netframes::write(1, 0, "short"));
+    QCOMPARE(owner.log.join(", "), QString("signed packages only, 7900 3, 7901 3, 7901 3, 7901 3, "
+                                           "7901 3"));
+    owner.busy = true;
+    owner.log.clear();
+    owner.feed(netframes::enter());
+    QCOMPARE(owner.log.join(", "), QString("signed packages only, 7900 3"));
+}
+
+void TestReceiver::keysThatAppearStopTheInstall()
+{
+    Owner owner;
+    owner.feed(netframes::enter());
+    const QList<QByteArray> frames = netframes::package(QByteArray(600, 'a'));
+    owner.feed(frames.at(0));
+    owner.refusal = "signed packages only";
+    owner.feed(frames.at(1));
+    owner.feed(frames.at(2));
+    // The sender repeats the last block, and then begins once more.
+    owner.feed(frames.at(2));
+    owner.feed(frames.at(0));
+    QCOMPARE(owner.log.join(", "),
+             QString("7900 0, create 194, append 256, signed packages only, 7901 3, 7901 3, "
+                     "signed packages only, 7901 3"));
 }
 
 void TestReceiver::skipsNoise()

@@ -130,7 +130,7 @@ void TestMinisign::acceptsWhatItSigned()
     QCOMPARE(result.trustedComment, comment.toUtf8());
     QCOMPARE(result.keyId, parsePublicKey(m_key)->id);
     QCOMPARE(lineOf(result),
-             QString("Firmware package signature ok, key %1.").arg(keyIdText(result.keyId)));
+             QString("Firmware package signature ok, key %1.").arg(keyIdText(*result.keyId)));
 }
 
 void TestMinisign::keyFiles_data()

@@ -9,6 +9,7 @@
 #include "platform/Log.h"
 #include "protocol/AppStatus.h"
 #include "protocol/WireText.h"
+#include "signing/TrustedKeys.h"
 
 #include <utility>
 
@@ -16,6 +17,7 @@ namespace appStatus = protocol::appStatus;
 namespace field = package::field;
 using bytes::ByteSource;
 using bytes::FileSource;
+using bytes::SumKind;
 using package::isBareForm;
 using package::PackageChecksum;
 using package::PackageDescription;
@@ -25,11 +27,17 @@ using package::readDescription;
 using package::readPackageHeader;
 using platform::logEngine;
 using protocol::filled;
+using signing::lineOf;
+using signing::readTrustFiles;
+using signing::signaturePath;
+using signing::TrustFiles;
+using signing::Verdict;
 
 namespace engine {
 
-PackageShelf::PackageShelf(const EngineOutput &output, std::function<void()> reportUnreadable)
-    : m_output(output), m_reportUnreadable(std::move(reportUnreadable))
+PackageShelf::PackageShelf(const EngineOutput &output, std::function<void()> reportUnreadable,
+                           const QString &keyFolder)
+    : m_output(output), m_reportUnreadable(std::move(reportUnreadable)), m_keyFolder(keyFolder)
 {
 }
 
@@ -37,20 +45,30 @@ PackageCheck PackageShelf::check(const QString &fileName)
 {
     const QString path = packagePath(fileName);
     FileSource file(path);
-    const PackageCheck check = checkFile(file, path);
+    const PackageCheck check = checkFile(file, path, Use::TextOnly).check;
     reportUnopened(check);
     return check;
 }
 
 QString PackageShelf::list(const QString &fileName, bool quiet)
 {
+    return open(fileName, quiet ? Use::TextOnly : Use::List);
+}
+
+QString PackageShelf::listForUpgrade(const QString &fileName)
+{
+    return open(fileName, Use::Upgrade);
+}
+
+QString PackageShelf::open(const QString &fileName, Use use)
+{
     qCDebug(logEngine) << "getlistfileName:" << fileName;
     const QString path = packagePath(fileName);
     FileSource file(path);
-    const PackageCheck check = checkFile(file, path);
-    if (!quiet)
-        reportUnopened(check);
-    return load(file, check, quiet ? Use::TextOnly : Use::List);
+    const Checked checked = checkFile(file, path, use);
+    if (use != Use::TextOnly)
+        reportUnopened(checked.check);
+    return load(file, checked, use);
 }
 
 void PackageShelf::keepForRun(ByteSource &package)
@@ -59,16 +77,20 @@ void PackageShelf::keepForRun(ByteSource &package)
     loadHead(package, Use::Plan);
 }
 
-/** Opens the file and checks it, unless it is unchanged since its last check. */
-PackageCheck PackageShelf::checkFile(FileSource &file, const QString &path)
+/** Opens the file and checks it, unless it is unchanged since its last check. Without a report the
+ *  keys do not matter. */
+PackageShelf::Checked PackageShelf::checkFile(FileSource &file, const QString &path, Use use)
 {
     const PackageCheck opened = openPackage(file, path);
     if (opened != PackageCheck::NotChecked)
-        return opened;
-    const PackageChecksum checksum = m_checks.check(file.stamp(), file);
+        return {opened, {}};
+    const TrustFiles files =
+        use == Use::TextOnly ? TrustFiles() : readTrustFiles(m_keyFolder, signaturePath(path));
+    const PackageChecksum checksum =
+        m_checks.check(file.stamp(), file, files.needDigest() ? SumKind::Blake2b : SumKind::Crc32);
     if (checksum.readError != 0)
         warnOfReadError(checksum.readError);
-    return packageVerdict(checksum);
+    return {packageVerdict(checksum), files.judge(checksum.digest)};
 }
 
 void PackageShelf::reportUnopened(PackageCheck check) const
@@ -77,21 +99,33 @@ void PackageShelf::reportUnopened(PackageCheck check) const
         m_reportUnreadable();
 }
 
-QString PackageShelf::load(FileSource &file, PackageCheck check, Use use)
+void PackageShelf::reportFailure() const
+{
+    m_output.list({QString::fromLatin1(protocol::key::appStatus),
+                   QString::fromLatin1(appStatus::packageFailed)});
+}
+
+QString PackageShelf::load(FileSource &file, const Checked &checked, Use use)
 {
     if (use != Use::TextOnly)
         keep({});
     // A package without a checksum never matches; its first bytes identify it.
-    const bool bare = check == PackageCheck::Wrong && isBareForm(file.read(0, package::magicSize));
-    const char *const problem = bare ? nullptr : checkProblem(check);
+    const bool bare =
+        checked.check == PackageCheck::Wrong && isBareForm(file.read(0, package::magicSize));
+    const char *const problem = bare ? nullptr : checkProblem(checked.check);
     if (problem != nullptr) {
-        if (use == Use::List)
-            m_output.list({QString::fromLatin1(protocol::key::appStatus),
-                           QString::fromLatin1(appStatus::packageFailed)});
+        if (use != Use::TextOnly)
+            reportFailure();
         return filled(problem);
     }
-    if (check == PackageCheck::Right)
+    if (checked.check == PackageCheck::Right)
         sayTo(use, filled(text::checksumOk));
+    if (checked.trust.kind != Verdict::Kind::NotRequired)
+        sayTo(use, lineOf(checked.trust));
+    if (use == Use::Upgrade && !checked.trust.allowsUse()) {
+        reportFailure();
+        return {};
+    }
     return loadHead(file, use);
 }
 
@@ -134,7 +168,7 @@ QString PackageShelf::loadDescription(const PackageDescription &description, Use
 
 void PackageShelf::sayTo(Use use, const QString &line) const
 {
-    if (use == Use::List)
+    if (use == Use::List || use == Use::Upgrade)
         m_output.say(line);
 }
 

@@ -3,6 +3,7 @@
 
 #include "engine/package/PackageFile.h"
 #include "package/PackageCheckCache.h"
+#include "signing/Verdict.h"
 
 #include <QString>
 #include <QStringList>
@@ -29,8 +30,10 @@ class EngineOutput;
 class PackageShelf
 {
 public:
-    /** `reportUnreadable` is called for a package that is listed and cannot be opened. */
-    PackageShelf(const EngineOutput &output, std::function<void()> reportUnreadable);
+    /** `reportUnreadable` is called for a package that is listed and cannot be opened. The keys are
+     *  read from the folder for each list that is reported. */
+    PackageShelf(const EngineOutput &output, std::function<void()> reportUnreadable,
+                 const QString &keyFolder);
 
     /** Checks a package that is to be listed. */
     PackageCheck check(const QString &fileName);
@@ -39,6 +42,9 @@ public:
      * list only returns the text.
      */
     QString list(const QString &fileName, bool quiet);
+    /** The same for an upgrade of everything in the package: empty when the keys do not allow its
+     *  use, which is reported as a failed run. */
+    QString listForUpgrade(const QString &fileName);
     /** Keeps what a run needs, without a message. */
     void keepForRun(bytes::ByteSource &package);
 
@@ -59,11 +65,18 @@ public:
     QStringList entryOf(int chipType) const;
 
 private:
-    enum class Use { List, Plan, TextOnly };
+    enum class Use { List, Upgrade, Plan, TextOnly };
+    struct Checked
+    {
+        PackageCheck check;
+        signing::Verdict trust;
+    };
 
-    PackageCheck checkFile(bytes::FileSource &file, const QString &path);
+    Checked checkFile(bytes::FileSource &file, const QString &path, Use use);
     void reportUnopened(PackageCheck check) const;
-    QString load(bytes::FileSource &file, PackageCheck check, Use use);
+    QString open(const QString &fileName, Use use);
+    QString load(bytes::FileSource &file, const Checked &checked, Use use);
+    void reportFailure() const;
     QString loadHead(bytes::ByteSource &source, Use use);
     QString loadDescription(const package::PackageDescription &description, Use use);
     void sayTo(Use use, const QString &line) const;
@@ -71,6 +84,7 @@ private:
 
     const EngineOutput &m_output;
     std::function<void()> m_reportUnreadable;
+    const QString m_keyFolder;
     package::PackageCheckCache m_checks;
     mutable std::mutex m_mutex;
     Contents m_contents;

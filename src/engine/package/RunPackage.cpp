@@ -1,11 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/package/RunPackage.h"
 
+#include "signing/TrustedKeys.h"
+
 using bytes::ByteSource;
+using bytes::SumKind;
 using package::checkPackage;
 using package::PackageChecksum;
+using signing::readTrustFiles;
+using signing::signaturePath;
+using signing::TrustFiles;
 
 namespace engine {
+
+RunPackage::RunPackage(const QString &keyFolder) : m_keyFolder(keyFolder) {}
 
 PackageCheck RunPackage::open(const QString &path)
 {
@@ -15,7 +23,10 @@ PackageCheck RunPackage::open(const QString &path)
         m_file.reset();
         return opened;
     }
-    PackageChecksum checksum = checkPackage(*m_file);
+    const TrustFiles files = readTrustFiles(m_keyFolder, signaturePath(path));
+    PackageChecksum checksum =
+        checkPackage(*m_file, files.needDigest() ? SumKind::Blake2b : SumKind::Crc32);
+    m_trust = files.judge(checksum.digest);
     const PackageCheck verdict = packageVerdict(checksum);
     m_checkError = checksum.readError;
     m_verified.emplace(*m_file, std::move(checksum.chunks));
@@ -27,6 +38,7 @@ void RunPackage::close()
     m_verified.reset();
     m_file.reset();
     m_checkError = 0;
+    m_trust = {};
 }
 
 ByteSource &RunPackage::source()

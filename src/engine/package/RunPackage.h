@@ -3,6 +3,7 @@
 
 #include "bytes/VerifiedSource.h"
 #include "engine/package/PackageFile.h"
+#include "signing/Verdict.h"
 
 #include <optional>
 
@@ -18,10 +19,16 @@ class RunPackage
 public:
     using Fault = bytes::VerifiedSource::Fault;
 
+    /** The keys are read from this folder whenever a package is opened. */
+    explicit RunPackage(const QString &keyFolder);
+
     /** Closes the previous package. A package that could not be read to its end is Wrong, and has a
      *  fault. */
     PackageCheck open(const QString &path);
     void close();
+
+    /** Whether the keys allow the use of the package, whose checksum must be right. */
+    const signing::Verdict &trust() const { return m_trust; }
 
     /** The checked package; empty when none is open. Valid until the next open() or close(). */
     bytes::ByteSource &source();
@@ -31,6 +38,8 @@ public:
     int error() const;
 
 private:
+    const QString m_keyFolder;
+    signing::Verdict m_trust;
     std::optional<bytes::FileSource> m_file;
     std::optional<bytes::VerifiedSource> m_verified;
     bytes::BytesSource m_nothing{QByteArray()};

@@ -18,14 +18,25 @@ struct RunMcu
     QString offered;
 };
 
+/** How many images were written, given up and not sent at all. */
+struct RunCounts
+{
+    int written = 0;
+    int failed = 0;
+    int skipped = 0;
+};
+
 /**
  * An event of a run for the operations log and the service manager. Console clients get messages
  * instead.
  */
-struct RunEvent
+struct RunEvent : RunCounts
 {
     enum class Kind {
         Begun,
+        /** The signature of the package with the key `key` was checked; `text` is its trusted
+         *  comment or, without `success`, a word for what is wrong with it. */
+        SignatureChecked,
         /** The MCU's information is being read. */
         Reading,
         /** The MCU gets no image; `text` says why. */
@@ -52,6 +63,7 @@ struct RunEvent
     Kind kind = Kind::Begun;
     RunMcu mcu;
     QString text;
+    QString key;
     int percent = 0;
     int attempt = 0;
     int bytes = 0;
@@ -59,10 +71,6 @@ struct RunEvent
     int status = 0;
     /** How long the image, the install or the run took. */
     qint64 milliseconds = 0;
-    /** How many images were written, given up and not sent at all. */
-    int written = 0;
-    int failed = 0;
-    int skipped = 0;
 };
 
 } // namespace engine

@@ -37,6 +37,17 @@ void RunReporter::begin()
     send(about(RunEvent::Kind::Begun));
 }
 
+void RunReporter::signature(bool success, const QString &key, const QString &text)
+{
+    if (!m_open)
+        return;
+    RunEvent event = about(RunEvent::Kind::SignatureChecked);
+    event.success = success;
+    event.key = key;
+    event.text = text;
+    send(event);
+}
+
 void RunReporter::reading(const RunMcu &mcu)
 {
     if (!m_open || (m_state.kind == RunEvent::Kind::Reading && m_state.mcu.name == mcu.name))

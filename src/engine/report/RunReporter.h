@@ -21,6 +21,8 @@ public:
     explicit RunReporter(Sink sink) : m_sink(std::move(sink)) {}
 
     void begin();
+    /** The check of the package's signature; `text` is the verified comment or what is wrong. */
+    void signature(bool success, const QString &key, const QString &text);
     /** Emitted once for consecutive calls with the same MCU. */
     void reading(const RunMcu &mcu);
     void skip(const RunMcu &mcu, const QString &why);

@@ -19,10 +19,12 @@ namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 namespace status = protocol::status;
 using bytes::ByteSource;
+using netupgrade::BlocksGate;
 using netupgrade::NetArchive;
 using netupgrade::NetInstaller;
 using netupgrade::NetInstallVariant;
 using netupgrade::NetReport;
+using netupgrade::signedPackagesOnly;
 using package::NetImage;
 using package::readNetImage;
 using platform::logEngine;
@@ -42,7 +44,7 @@ QString versionOfImage(const NetImage &head)
 } // namespace
 
 NetInstall::NetInstall(const Parts &parts, const Platform &platform)
-    : m_parts(parts), m_platform(platform)
+    : m_parts(parts), m_platform(platform), m_gate(signedPackagesOnly(platform.paths.keys))
 {
 }
 
@@ -77,15 +79,30 @@ void NetInstall::takeFrame(const Reply &frame)
         return;
     if (frame.word() == command::enterUpdateMode) {
         qCDebug(logEngine) << "IntoUploadNet";
-        sendStatus(command::enterUpdateMode, status::done);
+        if (!refuses(m_gate.enter(), command::enterUpdateMode))
+            sendStatus(command::enterUpdateMode, status::done);
     } else if (frame.word() == command::writeBlock) {
         takeBlock(frame);
     }
 }
 
+/** Refuses a frame of the device's transfer, if it has to. */
+bool NetInstall::refuses(const BlocksGate::Decision &gate, quint16 word)
+{
+    if (!gate.line.isEmpty())
+        m_parts.output.say(gate.line);
+    if (gate.isRefused)
+        sendStatus(word, status::refused);
+    return gate.isRefused;
+}
+
 void NetInstall::takeBlock(const Reply &frame)
 {
-    const auto piece = m_image.take(frame.payload().mid(mcu::resultOffset - mcu::payloadOffset));
+    const QByteArray numbered = frame.payload().mid(mcu::resultOffset - mcu::payloadOffset);
+    if (refuses(m_gate.block(m_image.isFirst(numbered), m_image.isLast(numbered)),
+                command::applicationStatus))
+        return;
+    const auto piece = m_image.take(numbered);
     if (!piece) {
         sendStatus(command::applicationStatus, status::refused);
         return;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "netupgrade/BlocksGate.h"
 #include "netupgrade/NetArchive.h"
 #include "netupgrade/NetImageAssembler.h"
 #include "platform/Platform.h"
@@ -54,12 +55,14 @@ public:
 
 private:
     netupgrade::NetReport reports();
+    bool refuses(const netupgrade::BlocksGate::Decision &gate, quint16 word);
     void takeBlock(const protocol::Reply &frame);
     bool createArchive();
     void installReceived();
 
     Parts m_parts;
     const platform::Platform m_platform;
+    netupgrade::BlocksGate m_gate;
     netupgrade::NetImageAssembler m_image{netupgrade::netblocks::fromDevice};
     std::unique_ptr<netupgrade::NetArchive> m_archive;
 };

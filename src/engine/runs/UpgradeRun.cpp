@@ -41,6 +41,10 @@ using platform::logEngine;
 using platform::Platform;
 using protocol::filled;
 using protocol::wholeProgress;
+using signing::keyIdText;
+using signing::lineOf;
+using signing::Verdict;
+using signing::wordOf;
 
 namespace engine {
 
@@ -105,6 +109,8 @@ bool UpgradeRun::isUsable(PackageCheck check)
         return false;
     }
     m_parts.output.say(filled(text::checksumOk));
+    if (!isTrusted())
+        return false;
     problem = versionProblem(m_parts.package.source());
     if (problem == nullptr)
         return true;
@@ -113,6 +119,24 @@ bool UpgradeRun::isUsable(PackageCheck check)
         m_parts.report.giveUp({}, filled(problem));
     }
     return false;
+}
+
+/** Whether a key allows the use of the package, or no keys are installed. */
+bool UpgradeRun::isTrusted()
+{
+    const Verdict &trust = m_parts.package.trust();
+    if (trust.kind == Verdict::Kind::NotRequired)
+        return true;
+    const bool isAllowed = trust.allowsUse();
+    if (isAllowed || trust.reason != Verdict::Reason::None)
+        m_parts.report.signature(isAllowed, trust.keyId ? keyIdText(*trust.keyId) : QString(),
+                                 isAllowed ? QString::fromUtf8(trust.trustedComment)
+                                           : QString::fromLatin1(wordOf(trust.reason)));
+    const QString line = lineOf(trust);
+    m_parts.output.say(line);
+    if (!isAllowed)
+        m_parts.report.giveUp({}, line);
+    return isAllowed;
 }
 
 std::optional<Event> UpgradeRun::firstEvent()

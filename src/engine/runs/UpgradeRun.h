@@ -90,6 +90,7 @@ public:
 private:
     std::optional<Event> firstEvent();
     bool isUsable(PackageCheck check);
+    bool isTrusted();
     Event decide();
     std::optional<Event> writeImage(const package::ImageRecord &record);
     Event installImage(const package::ImageRecord &record);
