@@ -29,6 +29,14 @@ def run(command, *options, **environment):
     return done.returncode, done.stdout
 
 
+def copy_shell(root):
+    """Puts a shell, and nothing else, into a root file system."""
+    needed = subprocess.run(["ldd", "/bin/dash"], capture_output=True, text=True, check=True).stdout
+    for path in ["/bin/sh", *re.findall(r"(/\S+) \(0x", needed)]:
+        os.makedirs(root + os.path.dirname(path), exist_ok=True)
+        shutil.copy(path, root + path)
+
+
 class TestSandbox(unittest.TestCase):
     """Each test has a separate sandbox."""
 
@@ -97,6 +105,29 @@ class TestSandbox(unittest.TestCase):
             )
             self.assertEqual(os.listdir(folder), ["x"])
 
+    def test_keys(self):
+        self.check("ls -d /etc/upgrade-agent 2>/dev/null", "", status=2)
+        for options in (["--keys"], ["--keys", "--as-user"]):
+            self.check(
+                "echo a > /etc/upgrade-agent/x && cat /etc/upgrade-agent/x; ls /etc/upgrade-agent",
+                "a\nx\n",
+                *options,
+            )
+        self.assertNotEqual(run("touch /etc/x /etc/passwd", "--keys")[0], 0)
+        self.check(
+            "ls /etc | wc -l; cat /etc/passwd | wc -l",
+            run("echo $(($(ls /etc | wc -l) + 1)); cat /etc/passwd | wc -l")[1],
+            "--keys",
+        )
+
+    def test_keys_of_the_machine_are_hidden(self):
+        with tempfile.TemporaryDirectory() as root:
+            copy_shell(root)
+            os.makedirs(os.path.join(root, "etc/upgrade-agent/keys"))
+            found = "/etc/upgrade-agent /etc/upgrade-agent/*\n"
+            self.check("echo /etc/* /etc/upgrade-agent/*", found, "--root", root)
+            self.check("echo /etc/* /etc/upgrade-agent/*", found, "--root", root, "--keys")
+
     def test_binds(self):
         with tempfile.TemporaryDirectory() as folder:
             self.check(f"test -e {folder} || echo none", "none\n")
@@ -121,12 +152,7 @@ class TestSandbox(unittest.TestCase):
     def test_another_root(self):
         """One that has nothing but a shell and a marker."""
         with tempfile.TemporaryDirectory() as root:
-            needed = subprocess.run(
-                ["ldd", "/bin/dash"], capture_output=True, text=True, check=True
-            ).stdout
-            for path in ["/bin/sh", *re.findall(r"(/\S+) \(0x", needed)]:
-                os.makedirs(root + os.path.dirname(path), exist_ok=True)
-                shutil.copy(path, root + path)
+            copy_shell(root)
             os.mkdir(os.path.join(root, "etc"))
             with open(os.path.join(root, "etc/marker"), "w", encoding="ascii") as file:
                 file.write("another\n")

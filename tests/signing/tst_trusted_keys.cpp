@@ -30,7 +30,7 @@ private slots:
     void initTestCase() { m_key = m_tool.makeKey("one"); }
     void init();
     void noFolder();
-    void otherNamesAreNoKeys();
+    void otherNamesAreIgnored();
     void readsKeysInOrder();
     void followsLinks();
     void manyKeys();
@@ -111,7 +111,7 @@ void TestTrustedKeys::noFolder()
     }
 }
 
-void TestTrustedKeys::otherNamesAreNoKeys()
+void TestTrustedKeys::otherNamesAreIgnored()
 {
     for (const char *name : {"README", "one.pub.txt", "one.PUB", "pub", "one.pub~", ".one.pub.swp"})
         store(QString("etc/keys/") + name, "not a key");

@@ -8,7 +8,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-/** The program minisign with a folder of its own, in which it makes keys and signatures. */
+/** The program minisign with a private folder, in which it makes keys and signatures. */
 class MinisignTool
 {
 public:
