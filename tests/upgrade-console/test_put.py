@@ -71,6 +71,7 @@ class TestPut(PutTest):
                 "sha256": hashlib.sha256(NEW).hexdigest(),
                 "package": {"model": "HX-8", "version": "1.0.5", "chips": 2},
                 "package_before": None,
+                "signed": False,
             },
         )
         lines = [json.loads(line) for line in self.run_put("--json-progress").stdout.splitlines()]
@@ -139,9 +140,45 @@ class TestPut(PutTest):
                     ["chmod", "644", name],
                     ["get", name, "back"],
                 ],
-                [["rename", name, "/data/FW.fwm"]],
+                [["rename", name, "/data/FW.fwm"], ["-rm", "/data/FW.fwm.minisig"]],
             ),
         )
+
+    def test_signature(self):
+        """It gets its name before the package, and that of the old package does not stay."""
+        signature = self.module_package() + ".minisig"
+        self.write(self.file + ".minisig", b"new")
+        self.write(signature, b"old")
+        result = self.run_put()
+        self.assertEqual(result.returncode, DONE, result.stderr)
+        self.assertIn(f"Copying HX-8 1.0.5, {len(NEW)} bytes and a signature, to ", result.stderr)
+        self.assertEqual(sorted(os.listdir(self.data)), ["FW.fwm", "FW.fwm.minisig"])
+        with open(signature, "rb") as file:
+            self.assertEqual(file.read(), b"new")
+        self.assertEqual(os.stat(signature).st_mode & 0o777, 0o644)
+        commands = self.sessions()[1]["commands"]
+        name = commands[1][1]
+        self.assertEqual(
+            commands,
+            [
+                ["rename", name + ".minisig", "/data/FW.fwm.minisig"],
+                ["rename", name, "/data/FW.fwm"],
+            ],
+        )
+        self.assertTrue(json.loads(self.run_put("--json").stdout)["signed"])
+        os.remove(self.file + ".minisig")
+        self.assertEqual(self.run_put().returncode, DONE)
+        self.assertEqual((self.content(), os.listdir(self.data)), (NEW, ["FW.fwm"]))
+
+    def test_signature_that_cannot_be_copied(self):
+        os.mkfifo(self.file + ".minisig")
+        self.assertEqual(self.failure(), (FAILED, "file-unreadable", self.file + ".minisig"))
+        os.remove(self.file + ".minisig")
+        self.write(self.file + ".minisig", b"new")
+        self.set_fault("damage")
+        self.assertEqual(self.failure()[:2], (FAILED, "copy-damaged"))
+        self.set_fault("damage-signature")
+        self.assertEqual(self.failure()[:2], (FAILED, "copy-damaged"))
 
     def test_unsound_packages(self):
         """Nothing is even connected to: the port is closed."""

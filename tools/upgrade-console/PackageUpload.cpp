@@ -2,6 +2,7 @@
 #include "upgrade-console/PackageUpload.h"
 
 #include "platform/Platform.h"
+#include "signing/TrustedKeys.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -9,6 +10,7 @@
 #include <QRandomGenerator>
 
 using platform::Paths;
+using signing::signaturePath;
 
 namespace {
 
@@ -16,7 +18,9 @@ namespace {
 const QLatin1String copyMark(".put-");
 /** In the folder of this machine. */
 const QLatin1String localName("package");
+const QLatin1String signatureName("signature");
 const QLatin1String backName("back");
+const QLatin1String signatureBackName("signature-back");
 /** A copy that is slower than this is given up. */
 constexpr qint64 slowestBytesPerSecond = 8192;
 constexpr int hexadecimal = 16;
@@ -51,19 +55,49 @@ void PackageUpload::start(const CheckedPackage &package)
 {
     m_package = package;
     const QString link = m_folder.filePath(localName);
-    if (!m_folder.isValid() || !QFile::link(QFileInfo(package.path).absoluteFilePath(), link)) {
+    if (!m_folder.isValid() || !QFile::link(QFileInfo(package.path).absoluteFilePath(), link) ||
+        !storeSignature()) {
         emit failed(ProblemId::FileUnreadable, m_folder.errorString());
         return;
     }
-    const QByteArray copy = m_copy.toLatin1();
-    const QByteArray commands = "-rm " + Paths().package.toLatin1() + copyMark.latin1() + "*\n" +
-                                "put -f " + localName.latin1() + ' ' + copy + '\n' + "chmod 644 " +
-                                copy + '\n' + "get " + copy + ' ' + backName.latin1() + '\n';
     const std::chrono::seconds there(package.size / slowestBytesPerSecond);
-    begin(Step::Copying, commands, m_access.timeOut + 2 * there);
+    begin(Step::Copying, copyCommands(), m_access.timeOut + 2 * there);
     m_size = std::make_unique<RemoteSize>(m_access, m_copy);
     connect(m_size.get(), &RemoteSize::found, this, &PackageUpload::copied);
     m_poll.start();
+}
+
+bool PackageUpload::storeSignature() const
+{
+    if (!m_package.signature)
+        return true;
+    QFile file(m_folder.filePath(signatureName));
+    return file.open(QIODevice::WriteOnly) && file.write(*m_package.signature) >= 0 && file.flush();
+}
+
+QByteArray PackageUpload::copyCommands() const
+{
+    QByteArray commands = "-rm " + Paths().package.toLatin1() + copyMark.latin1() + "*\n";
+    const auto add = [&commands](const QString &copy, QLatin1String local, QLatin1String back) {
+        const QByteArray name = copy.toLatin1();
+        commands += QByteArray("put -f ") + local.latin1() + ' ' + name + '\n';
+        commands += "chmod 644 " + name + '\n';
+        commands += "get " + name + ' ' + back.latin1() + '\n';
+    };
+    if (m_package.signature)
+        add(signaturePath(m_copy), signatureName, signatureBackName);
+    add(m_copy, localName, backName);
+    return commands;
+}
+
+QByteArray PackageUpload::renameCommands() const
+{
+    const QByteArray package = Paths().package.toLatin1();
+    const QByteArray signature = signaturePath(Paths().package).toLatin1();
+    const QByteArray rename = "rename " + m_copy.toLatin1() + ' ' + package + '\n';
+    if (!m_package.signature)
+        return rename + "-rm " + signature + '\n';
+    return "rename " + signaturePath(m_copy).toLatin1() + ' ' + signature + '\n' + rename;
 }
 
 void PackageUpload::begin(Step step, const QByteArray &commands, std::chrono::milliseconds limit)
@@ -78,7 +112,12 @@ void PackageUpload::begin(Step step, const QByteArray &commands, std::chrono::mi
 
 bool PackageUpload::isCopyRight() const
 {
-    return sha256OfFile(m_folder.filePath(backName)) == m_package.sha256;
+    if (sha256OfFile(m_folder.filePath(backName)) != m_package.sha256)
+        return false;
+    if (!m_package.signature)
+        return true;
+    QFile signature(m_folder.filePath(signatureBackName));
+    return signature.open(QIODevice::ReadOnly) && signature.readAll() == *m_package.signature;
 }
 
 void PackageUpload::onPoll()
@@ -103,9 +142,7 @@ void PackageUpload::onEnded(const QString &error)
     } else if (!isCopyRight()) {
         giveUp(ProblemId::CopyDamaged, m_package.path);
     } else {
-        const QByteArray rename =
-            "rename " + m_copy.toLatin1() + ' ' + Paths().package.toLatin1() + '\n';
-        begin(Step::Renaming, rename, m_access.timeOut);
+        begin(Step::Renaming, renameCommands(), m_access.timeOut);
     }
 }
 
@@ -113,5 +150,5 @@ void PackageUpload::giveUp(ProblemId cause, const QString &detail)
 {
     m_cause = cause;
     m_detail = detail;
-    begin(Step::Cleaning, "-rm " + m_copy.toLatin1() + '\n', m_access.timeOut);
+    begin(Step::Cleaning, "-rm " + m_copy.toLatin1() + "*\n", m_access.timeOut);
 }

@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 
 #include <memory>
+#include <optional>
 
 /** A package on the disk of this machine that has passed the checks. */
 struct CheckedPackage
@@ -15,11 +16,15 @@ struct CheckedPackage
     QString path;
     qint64 size = 0;
     QByteArray sha256;
+    /** The content of its signature file; none when there is no such file. */
+    std::optional<QByteArray> signature;
 };
 
 /**
  * Puts a package on the module: copies it beside the name of the package, reads the copy back,
  * compares the two, and only then gives it the name. The name never belongs to half a package.
+ * Its signature file goes the same way and gets its name first, so that a module never has a new
+ * package with an old signature; the signature file of an older package is removed afterwards.
  */
 class PackageUpload : public QObject
 {
@@ -46,6 +51,9 @@ private:
     void begin(Step step, const QByteArray &commands, std::chrono::milliseconds limit);
     void onEnded(const QString &error);
     void giveUp(ProblemId cause, const QString &detail);
+    bool storeSignature() const;
+    QByteArray copyCommands() const;
+    QByteArray renameCommands() const;
     bool isCopyRight() const;
     void onPoll();
 

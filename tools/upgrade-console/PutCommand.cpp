@@ -12,6 +12,7 @@
 #include "platform/Platform.h"
 #include "protocol/ConsoleTexts.h"
 #include "protocol/Progress.h"
+#include "signing/TrustedKeys.h"
 #include "upgrade-console/Bars.h"
 #include "upgrade-console/Terminal.h"
 
@@ -20,6 +21,8 @@
 
 namespace consoletext = protocol::consoletext;
 using bytes::FileSource;
+using bytes::readSmallFile;
+using bytes::SmallFile;
 using client::AgentReply;
 using client::bytesOf;
 using client::LineEvent;
@@ -31,6 +34,8 @@ using package::PackageDescription;
 using package::parseDescription;
 using platform::Paths;
 using protocol::wholeProgress;
+using signing::signatureFileLimit;
+using signing::signaturePath;
 
 namespace {
 
@@ -86,9 +91,25 @@ bool PutCommand::prepare(CommandOutcome &result)
         }
         m_warnings.append({finding.name, finding.text, where});
     }
+    if (!readSignature(result))
+        return false;
     m_package.size = contents.size;
     m_package.sha256 = sha256OfFile(m_package.path);
     m_description = contents.description;
+    return true;
+}
+
+/** Who made it is for the module to check: it has the keys. */
+bool PutCommand::readSignature(CommandOutcome &result)
+{
+    const QString path = signaturePath(m_package.path);
+    const SmallFile file = readSmallFile(path, signatureFileLimit);
+    if (file.state == SmallFile::State::Unusable) {
+        result = CommandOutcome::failed(ProblemId::FileUnreadable, path);
+        return false;
+    }
+    if (file.state == SmallFile::State::Complete)
+        m_package.signature = file.bytes;
     return true;
 }
 
@@ -160,10 +181,11 @@ void PutCommand::copy()
     m_stage = Stage::Copying;
     stopAwaiting();
     agent().close();
-    note(QStringLiteral("Copying %1, %2 bytes, to %3.")
+    note(QStringLiteral("Copying %1, %2 bytes%3, to %4.")
              .arg(nameOf(m_description))
              .arg(m_package.size)
-             .arg(options().host));
+             .arg(m_package.signature ? QStringLiteral(" and a signature") : QString(),
+                  options().host));
     writeEvent({{"event", "copy"}, {"bytes", m_package.size}, {"name", m_upload.copyName()}});
     m_copyBegun = now();
     m_upload.start(m_package);
@@ -228,7 +250,7 @@ void PutCommand::succeed()
     result.json = {{"host", options().host},  {"file", m_package.path},
                    {"bytes", m_package.size}, {"sha256", QString(m_package.sha256)},
                    {"package", package},      {"package_before", m_before},
-                   {"copy_seconds", seconds}};
+                   {"copy_seconds", seconds}, {"signed", m_package.signature.has_value()}};
     result.text =
         textOf({QStringLiteral("%1 has %2 now: %3 bytes, copied, read back and compared in %4 s.")
                     .arg(options().host, nameOf(m_description))

@@ -27,6 +27,7 @@ protected:
 private:
     enum class Stage { Asking, Listing, Copying, ListingAgain };
 
+    bool readSignature(CommandOutcome &result);
     void list(Stage stage);
     void onListed(const QString &text);
     void copy();

@@ -3,7 +3,7 @@
 """Stands in for sftp: works on a folder in the place of the module's /data.
 
 FAKE_SFTP_ROOT is the folder, and FAKE_SFTP_FAULT what goes wrong: "refuse", "half", "damage",
-"rename", "hang", "slow" (half of the file, and the
+"damage-signature" (nothing else), "rename", "hang", "slow" (half of the file, and the
 rest when the file go is in the folder beside). Arguments and commands are kept beside the folder.
 """
 
@@ -33,7 +33,7 @@ def put(local, remote):
         data = bytearray(file.read())
     if FAULT in ("half", "hang"):
         data = data[: len(data) // 2]
-    if FAULT == "damage":
+    if FAULT == "damage" or FAULT == "damage-" + local:
         data[-1] ^= 1
     with open(there(remote), "wb") as file:
         if FAULT == "slow":
