@@ -36,6 +36,7 @@ def common_files(package):
 def agent_files():
     return {
         "etc/sudoers.d/upgrade-agent": SECRET,
+        "etc/upgrade-agent/keys/README": FILE,
         "usr/lib/systemd/system/upgrade-agent.service": FILE,
         "usr/lib/tmpfiles.d/upgrade-agent.conf": FILE,
         "usr/sbin/upgrade-agent": PROGRAM,

@@ -21,6 +21,7 @@ TOOLS = ("device-check", "device-simulator", "edid-report", "fwm", "upgrade-cons
 PROGRAMS = ["/usr/sbin/upgrade-agent", *(f"/usr/bin/{tool}" for tool in TOOLS)]
 WANTED_BY = "/etc/systemd/system/multi-user.target.wants/upgrade-agent.service"
 WATCHDOG_SECONDS = 4
+KEY = "/etc/upgrade-agent/keys/release.pub"
 UNIT = "/usr/lib/systemd/system/upgrade-agent.service"
 
 
@@ -74,6 +75,13 @@ class TestInstalled(unittest.TestCase):
         self.assertEqual(chroot.run("passwd", "-S", "upgrade-agent").stdout.split()[1], "L")
         self.assertEqual(
             chroot.run("stat", "-c", "%a %U %G", "/data").stdout, "2775 root upgrade-agent\n"
+        )
+
+    def test_2_keys_belong_to_root(self):
+        folders = ["/etc/upgrade-agent", "/etc/upgrade-agent/keys"]
+        self.assertEqual(
+            chroot.run("stat", "-c", "%a %U %G", *folders, folders[1] + "/README").stdout,
+            "755 root root\n" * 2 + "644 root root\n",
         )
 
     def test_2_service_is_enabled(self):
@@ -206,11 +214,13 @@ class TestInstalled(unittest.TestCase):
         # No chip is connected to the serial line here; the agent only must be allowed to open it.
         self.assertIn(found["serial"], ("ok", "No such device or address", "Input/output error"))
         self.assertEqual(
-            {name: found[name] for name in ("other device", "null", "etc", "data", "lock", "port")},
+            {name: found[name] for name in ("other device", "null", "etc", "keys", "own key", "data", "lock", "port")},
             {
                 "other device": "Operation not permitted",
                 "null": "ok",
                 "etc": "Permission denied",
+                "keys": "ok",
+                "own key": "Permission denied",
                 "data": "ok",
                 "lock": "ok",
                 "port": "ok",
@@ -219,12 +229,13 @@ class TestInstalled(unittest.TestCase):
         self.assertEqual((found["commands"], found["others"]), ([0] * 6, [1] * 2))
 
     def test_5_upgrade_keeps_everything(self):
-        with open(chroot.path("/data/FW.fwm"), "w", encoding="ascii") as file:
-            file.write("kept")
+        for path in ("/data/FW.fwm", KEY):
+            with open(chroot.path(path), "w", encoding="ascii") as file:
+                file.write("kept")
         before = chroot.read("/etc/passwd")
         install()
         self.assertEqual(chroot.read("/etc/passwd"), before)
-        self.assertEqual(chroot.read("/data/FW.fwm"), "kept")
+        self.assertEqual((chroot.read("/data/FW.fwm"), chroot.read(KEY)), ("kept", "kept"))
         self.assertTrue(os.path.islink(chroot.path(WANTED_BY)))
 
     def test_5_upgrade_leaves_a_disabled_service_disabled(self):
@@ -243,7 +254,8 @@ class TestInstalled(unittest.TestCase):
     def test_7_purge(self):
         chroot.run("dpkg", "-P", *NAMES)
         left = chroot.run("find", "/etc", "/usr", "/var/lib/systemd", "-name", "*upgrade-agent*")
-        self.assertEqual(left.stdout, "")
+        # A later installation must not take packages that this key did not sign.
+        self.assertEqual((left.stdout, chroot.read(KEY)), ("/etc/upgrade-agent\n", "kept"))
         self.assertEqual(chroot.read("/data/FW.fwm"), "kept")
         self.assertIn("upgrade-agent:", chroot.read("/etc/passwd"))
 

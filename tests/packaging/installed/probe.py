@@ -15,6 +15,7 @@ import subprocess
 import time
 
 FOLDER = "/data/probe"
+KEYS = "/etc/upgrade-agent/keys"
 COMMANDS = (
     "sudo md5sum /data/sysupdate.tar.bz2",
     "sudo mount -o remount rw /",
@@ -65,6 +66,8 @@ def findings():
         "other device": opened("/dev/fuse", os.O_RDWR),
         "null": opened("/dev/null", os.O_RDWR),
         "etc": opened("/etc/probe", write),
+        "keys": attempt(lambda: os.listdir(KEYS)),
+        "own key": opened(f"{KEYS}/own.pub", write),
         "data": opened("/data/sysupdate.tar.bz2", write),
         "lock": opened("/run/lock/LCK..ttyS2", write),
         "commands": [status_of(line) for line in COMMANDS],
