@@ -11,6 +11,7 @@
 #include "planning/VersionTexts.h"
 #include "protocol/AppStatus.h"
 #include "protocol/ConsoleTexts.h"
+#include "signing/SigningTexts.h"
 #include "support/TestCase.h"
 #include "upload/UploadTexts.h"
 
@@ -28,6 +29,7 @@ namespace appStatus = protocol::appStatus;
 namespace buildtext = package::buildtext;
 namespace consoletext = protocol::consoletext;
 namespace nettext = netupgrade::nettext;
+namespace signtext = signing::signtext;
 namespace text = engine::text;
 namespace uploadText = upload::uploadText;
 namespace versiontext = planning::versiontext;
@@ -122,6 +124,7 @@ QMap<QString, QStringList> allTexts()
         {"net", netTexts()},
         {"decisions", textsOf(versiontext::all)},
         {"building", textsOf(buildtext::all)},
+        {"signatures", textsOf(signtext::all)},
         {"server", serverTexts()},
     };
 }

@@ -9,6 +9,7 @@
 #include "protocol/AppStatus.h"
 #include "protocol/ConsoleTexts.h"
 #include "protocol/MessageKeys.h"
+#include "signing/SigningTexts.h"
 #include "upload/UploadTexts.h"
 
 #include <QJsonDocument>
@@ -21,6 +22,7 @@ namespace buildtext = package::buildtext;
 namespace consoletext = protocol::consoletext;
 namespace nettext = netupgrade::nettext;
 namespace runWord = engine::runWord;
+namespace signtext = signing::signtext;
 namespace text = engine::text;
 namespace uploadText = upload::uploadText;
 namespace versiontext = planning::versiontext;
@@ -42,11 +44,12 @@ QJsonObject object(const WireText (&table)[count])
 int main()
 {
     const QJsonObject texts{
-        {"build", object(buildtext::all)},   {"console", object(consoletext::all)},
-        {"edid", object(edid::text::all)},   {"engine", object(text::all)},
-        {"key", object(protocol::key::all)}, {"net", object(nettext::all)},
-        {"run", object(runWord::all)},       {"status", object(appStatus::all)},
-        {"upload", object(uploadText::all)}, {"version", object(versiontext::all)},
+        {"build", object(buildtext::all)},     {"console", object(consoletext::all)},
+        {"edid", object(edid::text::all)},     {"engine", object(text::all)},
+        {"key", object(protocol::key::all)},   {"net", object(nettext::all)},
+        {"run", object(runWord::all)},         {"signing", object(signtext::all)},
+        {"status", object(appStatus::all)},    {"upload", object(uploadText::all)},
+        {"version", object(versiontext::all)},
     };
     std::fputs(QJsonDocument(texts).toJson().constData(), stdout);
     return 0;

@@ -6,7 +6,7 @@ import os
 import subprocess
 
 # What a console client can get. The others are statuses, reports and words of the log.
-SENT = ("build", "console", "engine", "key", "net", "upload", "version")
+SENT = ("build", "console", "engine", "key", "net", "signing", "upload", "version")
 
 
 def tables():

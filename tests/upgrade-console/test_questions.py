@@ -14,7 +14,15 @@ from tests.harness.upgrade_console.fake_agent import (
     listing,
     log,
 )
-from tests.harness.upgrade_console.program import CANNOT, DONE, FAILED, LOST, REFUSED, ProgramTest
+from tests.harness.upgrade_console.program import (
+    CANNOT,
+    DONE,
+    FAILED,
+    LOST,
+    NOT_TRUSTED,
+    REFUSED,
+    ProgramTest,
+)
 
 DUMP = os.environ["EDID_DUMP"]
 
@@ -91,6 +99,28 @@ AUX 1          1         1         4    1  A           2.1.0
             for arguments in (["list"], ["upgrade"]):
                 result = self.with_agent({"GETFIRMWARELIST": answer}, "--json", *arguments)
                 self.assert_failure(result, REFUSED, cause)
+
+    def test_packages_that_are_not_trusted(self):
+        """The agent lists them; only list shows them."""
+        package = {"model": "HX-8", "version": "7", "chips": [chip("MAIN", 0, "1.1.0")]}
+        cases = {
+            "Firmware package is not signed, upgrade fail.": "package-not-signed",
+            "Firmware package is signed by an unknown key A1, upgrade fail.": "package-key-unknown",
+            "Firmware package signature error, upgrade fail.": "package-signature-wrong",
+            "Key file /etc/upgrade-agent/keys/a.pub cannot be used, upgrade fail.": "keys-unusable",
+        }
+        for line, cause in cases.items():
+            answer = [log(line), listing(package)]
+            status = FAILED if cause == "keys-unusable" else NOT_TRUSTED
+            for arguments in (["list"], ["upgrade"]):
+                result = self.with_agent({"GETFIRMWARELIST": answer}, "--json", *arguments)
+                self.assert_failure(result, status, cause)
+                shown = json.loads(result.stdout).get("package")
+                self.assertEqual(shown is not None, arguments == ["list"])
+            self.assertNotIn("UPGRADE||MAIN,0,0", self.agent.lines)
+        trusted = [log("Firmware package signature ok, key A1."), listing(package)]
+        result = self.with_agent({"GETFIRMWARELIST": trusted}, "list")
+        self.assertEqual((result.returncode, result.stderr), (DONE, ""))
 
     def test_hostile_names_do_not_reach_the_terminal(self):
         package = {"model": "\x1b]0;x\x07", "version": "7", "chips": [chip("\x1b[2J", 0, "1.1.0")]}

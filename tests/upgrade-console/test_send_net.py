@@ -23,6 +23,7 @@ from tests.harness.upgrade_console.program import (
     DONE,
     FAILED,
     LOST,
+    NOT_TRUSTED,
     REFUSED,
     ProgramTest,
 )
@@ -133,6 +134,15 @@ The module restarts now; in a minute its agent answers again.
         self.failure(BUSY_CODE, "busy", {0: [answer(frames.ENTER, REFUSAL)]})
         self.failure(BUSY_CODE, "busy", answers={"UPGRADE||": [BUSY]})
         self.failure(LOST, "connection-lost", {3: [CLOSE]})
+
+    def test_module_that_takes_signed_packages_only(self):
+        line = log("NET package refused, this module takes signed packages only.")
+        for faults in (
+            {0: [line, answer(frames.ENTER, REFUSAL)]},
+            {2: [line, answer(frames.BLOCK, REFUSAL)]},
+        ):
+            self.failure(NOT_TRUSTED, "net-signed-only", faults)
+        self.failure(NOT_TRUSTED, "net-signed-only", install=[line, answer(frames.BLOCK, REFUSAL)])
 
     def test_failures_of_the_installation(self):
         self.failure(REFUSED, "net-image-damaged", install=[log("NET package checksum error.")])

@@ -7,11 +7,13 @@
 #include "package/BuildTexts.h"
 #include "planning/VersionTexts.h"
 #include "protocol/ConsoleTexts.h"
+#include "signing/SigningTexts.h"
 #include "upload/UploadTexts.h"
 
 namespace buildtext = package::buildtext;
 namespace consoletext = protocol::consoletext;
 namespace nettext = netupgrade::nettext;
+namespace signtext = signing::signtext;
 namespace text = engine::text;
 namespace uploadText = upload::uploadText;
 namespace versiontext = planning::versiontext;
@@ -66,6 +68,14 @@ constexpr MessageRow packageRows[] = {
     {"old-version",                text::oldVersion,                    Event::RunProblem,     ProblemId::PackageTooOld,        ofCause},
     {"package-changed",            text::packageChanged,                Event::RunProblem,     ProblemId::PackageChanged,       ofCause},
     {"package-not-read",           text::packageNotRead,                Event::RunProblem,     ProblemId::PackageReadError,     ofCause},
+};
+
+constexpr MessageRow signatureRows[] = {
+    {"signature-ok",               signtext::trusted,                   Event::Note,           ProblemId::None,                 nothing},
+    {"signature-missing",          signtext::notSigned,                 Event::RunProblem,     ProblemId::PackageNotSigned,     ofCause},
+    {"signature-key-unknown",      signtext::unknownKey,                Event::RunProblem,     ProblemId::PackageKeyUnknown,    ofCause},
+    {"signature-error",            signtext::signatureError,            Event::RunProblem,     ProblemId::PackageSignatureWrong, ofCause},
+    {"keys-unusable",              signtext::keysUnusable,              Event::RunProblem,     ProblemId::KeysUnusable,         ofCause},
 };
 
 constexpr MessageRow readRows[] = {
@@ -196,6 +206,7 @@ constexpr MessageRow netRows[] = {
     {"net-upgrade-success",        nettext::upgradeSuccess,             Event::NetInstalled,   ProblemId::None,                 nothing},
     {"net-version-file-written",   nettext::versionFileWritten,         Event::Note,           ProblemId::None,                 nothing},
     {"net-version-file-failed",    nettext::versionFileFailed,          Event::RunProblem,     ProblemId::NetVersionNotStored,  ofCause},
+    {"net-signed-only",            nettext::signedOnly,                 Event::RunProblem,     ProblemId::NetSignedOnly,        ofCause},
     {"net-ready-to-reboot",        nettext::readyToReboot,              Event::NetReboot,      ProblemId::None,                 "Connect again in a while."},
 };
 
@@ -242,8 +253,8 @@ std::vector<MessageRow> joined(const Parts &...parts)
 const std::vector<MessageRow> &messageTable()
 {
     static const std::vector<MessageRow> rows =
-        joined(serverRows, linkRows, packageRows, readRows, decisionRows, imageRows, endRows,
-               infoRows, netRows, buildRows);
+        joined(serverRows, linkRows, packageRows, signatureRows, readRows, decisionRows, imageRows,
+               endRows, infoRows, netRows, buildRows);
     return rows;
 }
 

@@ -8,8 +8,20 @@ using package::parseDescription;
 
 namespace client {
 
+namespace {
+
+/** The agent lists a package that it will not use, too. */
+bool isAboutTrust(ProblemId problem)
+{
+    return problem == ProblemId::KeysUnusable || problemRow(problem).exit == ExitCode::NotTrusted;
+}
+
+} // namespace
+
 ProblemId listProblem(const QString &text, ProblemId logged)
 {
+    if (isAboutTrust(logged))
+        return logged;
     const LineMeaning meaning = meaningOf(text);
     if (meaning.cause != ProblemId::None)
         return meaning.cause;

@@ -12,7 +12,8 @@ namespace client {
 /**
  * Why the package that the agent lists cannot be used; ProblemId::None for a good one. `text` is
  * the text of the FirmwareList reply, `logged` the cause of the last log line before it: the agent
- * reports there what is wrong with the file, and lists nothing.
+ * reports there what is wrong with the file, and lists nothing; a package without the signature of
+ * a trusted key it lists all the same.
  */
 ProblemId listProblem(const QString &text, ProblemId logged);
 

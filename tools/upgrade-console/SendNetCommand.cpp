@@ -95,6 +95,10 @@ void SendNetCommand::onConnected()
 
 void SendNetCommand::onReply(const AgentReply &reply)
 {
+    if (reply.kind == Kind::Log && meaningOf(reply.text).cause == ProblemId::NetSignedOnly) {
+        fail(ProblemId::NetSignedOnly);
+        return;
+    }
     switch (m_stage) {
     case Stage::Asking:
         onAsked(reply);

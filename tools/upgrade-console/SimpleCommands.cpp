@@ -163,12 +163,14 @@ void ListCommand::onReply(const AgentReply &reply)
 void ListCommand::show(const QString &text)
 {
     const ProblemId problem = listProblem(text, m_problem);
-    if (problem != ProblemId::None) {
+    const PackageDescription package = parseDescription(text.toUtf8());
+    if (problem != ProblemId::None && package.error != PackageDescription::Error::None) {
         fail(problem, text.startsWith('{') ? QString() : text);
         return;
     }
-    const PackageDescription package = parseDescription(text.toUtf8());
     CommandOutcome result;
+    if (problem != ProblemId::None)
+        result.fail(problem, {});
     result.json["package"] = listJson(package);
     QStringList lines{"Model: " + printable(package.model),
                       "Version: " + printable(package.version), QString()};

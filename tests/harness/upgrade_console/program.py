@@ -14,7 +14,7 @@ from tests.schemas import documents
 
 PROGRAM = os.environ["UPGRADE_CONSOLE"]
 DOCUMENTS = documents.Documents()
-DONE, FAILED, USAGE, NOTHING, BUSY_CODE, CANNOT, LOST, REFUSED, NO_RUN = range(9)
+DONE, FAILED, USAGE, NOTHING, BUSY_CODE, CANNOT, LOST, REFUSED, NO_RUN, NOT_TRUSTED = range(10)
 
 
 def masked(text):

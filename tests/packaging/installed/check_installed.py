@@ -214,7 +214,19 @@ class TestInstalled(unittest.TestCase):
         # No chip is connected to the serial line here; the agent only must be allowed to open it.
         self.assertIn(found["serial"], ("ok", "No such device or address", "Input/output error"))
         self.assertEqual(
-            {name: found[name] for name in ("other device", "null", "etc", "keys", "own key", "data", "lock", "port")},
+            {
+                name: found[name]
+                for name in (
+                    "other device",
+                    "null",
+                    "etc",
+                    "keys",
+                    "own key",
+                    "data",
+                    "lock",
+                    "port",
+                )
+            },
             {
                 "other device": "Operation not permitted",
                 "null": "ok",
