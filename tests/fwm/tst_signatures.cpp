@@ -15,8 +15,8 @@ private slots:
     void init();
     void verdicts_data();
     void verdicts();
-    void filesThatAreNoSignatures_data();
-    void filesThatAreNoSignatures();
+    void otherFilesAsSignatures_data();
+    void otherFilesAsSignatures();
     void linesForPeople();
     void withoutKeys();
     void infoForPeople();
@@ -110,7 +110,7 @@ void TestSignatures::verdicts()
     QCOMPARE(signature.value("key").isNull(), qstrcmp(test.reason, "malformed") == 0);
 }
 
-void TestSignatures::filesThatAreNoSignatures_data()
+void TestSignatures::otherFilesAsSignatures_data()
 {
     QTest::addColumn<QString>("make");
     QTest::addColumn<QString>("error");
@@ -130,7 +130,7 @@ void TestSignatures::filesThatAreNoSignatures_data()
                                          << "";
 }
 
-void TestSignatures::filesThatAreNoSignatures()
+void TestSignatures::otherFilesAsSignatures()
 {
     QFETCH(QString, make);
     QFETCH(QString, error);
