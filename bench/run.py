@@ -19,6 +19,7 @@ MEASUREMENTS = {
     "writing": transfer.measure_heartbeats_while_writing,
     "heartbeats": console.measure_heartbeats,
     "check": console.measure_check,
+    "signed": console.measure_signed_check,
     "edid": console.measure_parse_edid,
     "memory": console.measure_memory,
     "start": console.measure_start,

@@ -7,7 +7,7 @@ import socket
 import statistics
 import time
 
-from bench.runner import process_state
+from bench.runner import process_state, signing
 from bench.runner.figures import MIB, Sample
 from bench.runner.packages import AUX, read_at_each_list, write_package
 from bench.runner.programs import (
@@ -28,6 +28,7 @@ from bench.runner.programs import (
 SERVERS = {"agent": agent, "qt": qt_server, "redis": redis, "epoll": epoll_server}
 EDID = os.path.join(PROJECT, "tests", "edid", "data", "v4l-lg-oled-c9-hdmi.bin")
 MANY_CLIENTS = 1000
+CHECKS = 3
 
 
 def load_all(names, clients, depth, seconds):
@@ -63,16 +64,16 @@ def measure_heartbeats(scale):
     return samples
 
 
-def measure_check(scale):
-    """A whole package is read and its checksum computed before its list is shown."""
-    passes = 3
+def put_large_package(scale):
+    """A package of 256 MB, of which the agent reads everything for each list."""
     size = int(256e6 * scale)
     if not os.path.exists(PACKAGE) or os.path.getsize(PACKAGE) < size:
         write_package(PACKAGE, (AUX, size))
     read_at_each_list(PACKAGE)
-    checker = program("zlib-checksum")
-    peer = statistics.median(times(checker, PACKAGE, str(passes)))
-    reading = statistics.median(times(checker, PACKAGE, str(passes), "--only-read"))
+
+
+def list_package():
+    """The time in which the agent checks and lists the package, and how its memory grows."""
     with agent() as server:
         before = process_state.resident(server.pid)
         process_state.forget_peak(server.pid)
@@ -82,12 +83,21 @@ def measure_check(scale):
                 "--port",
                 str(AGENT_PORT),
                 "--count",
-                str(passes),
+                str(CHECKS),
                 "--request",
                 "GETFIRMWARELIST",
             )
         )
-        growth = process_state.peak(server.pid) - before
+        return own, process_state.peak(server.pid) - before
+
+
+def measure_check(scale):
+    """A whole package is read and its checksum computed before its list is shown."""
+    put_large_package(scale)
+    checker = program("zlib-checksum")
+    peer = statistics.median(times(checker, PACKAGE, str(CHECKS)))
+    reading = statistics.median(times(checker, PACKAGE, str(CHECKS), "--only-read"))
+    own, growth = list_package()
     os.remove(PACKAGE)
     # Speeds: the time of the other over the agent's.
     return {
@@ -95,6 +105,21 @@ def measure_check(scale):
         "check-reading": Sample(reading, own),
         "check-growth": Sample(growth / MIB),
     }
+
+
+def measure_signed_check(scale):
+    """The same with a key: checksum and digest come from one reading."""
+    put_large_package(scale)
+    signing.trust_package()
+    peer = statistics.median(
+        times(program("process-timer"), "--count", str(CHECKS), "b2sum", PACKAGE)
+    )
+    with agent():
+        signing.require_trust()
+    own, growth = list_package()
+    signing.clean()
+    os.remove(PACKAGE)
+    return {"check-signed": Sample(own, peer), "check-signed-growth": Sample(growth / MIB)}
 
 
 def measure_parse_edid(scale):

@@ -79,6 +79,8 @@ FIGURES = [
     more("check", "package check, 256 MB", "zlib's crc32", 1.8, 2.5),
     more("check-reading", "package check, 256 MB", "reading the file"),
     less("check-growth", "memory growth during the check", "", 4, 1, unit="MiB"),
+    less("check-signed", "package check with keys, 256 MB", "b2sum", 1.1, 1.0),
+    less("check-signed-growth", "memory growth during the check with keys", "", 1, 1, unit="MiB"),
     less("upgrade-growth", "memory growth during an upgrade, less its image", "", 4, 1, unit="MiB"),
     less("memory-rest", "memory at rest", "QTcpServer server", 1.05, 1.0),
     less("memory-1000", "memory with 1000 clients", "QTcpServer server", 1.2, 1.0),

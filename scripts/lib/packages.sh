@@ -16,7 +16,7 @@ PACKAGE_PACKAGES="dpkg-dev gzip lintian man-db sudo nftables iproute2 systemd"
 # To install the Debian packages into a throw-away root.
 INSTALL_PACKAGES="mmdebstrap"
 # To measure.
-BENCH_PACKAGES="edid-decode redis-server lrzsz"
+BENCH_PACKAGES="edid-decode redis-server lrzsz minisign"
 FUZZ_PACKAGES="clang llvm"
 LINT_PACKAGES="clang-format shellcheck codespell cppcheck black flake8 mypy \
     python3-jsonschema"

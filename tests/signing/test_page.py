@@ -13,9 +13,9 @@ import unittest
 from tests import ROOT
 from tests.harness import agentcase
 from tests.harness.package import Image, build, image_bytes
+from tests.harness.signing import KEYS
 
 PAGE = os.path.join(ROOT, "docs", "use", "signing.md")
-KEYS = "/etc/upgrade-agent/keys"
 MARK = "=== end of block ==="
 # The programs that reach a module; here it is this machine.
 STAND_INS = {
