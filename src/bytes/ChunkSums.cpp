@@ -28,8 +28,11 @@ bool ChunkCheck::matches() const
 
 ChunkSums::ChunkSums(qint64 chunkSize, SumKind kind) : m_chunkSize(chunkSize)
 {
-    if (kind == SumKind::Blake2b)
-        m_digest.emplace();
+    if (kind != SumKind::Blake2b)
+        return;
+    m_digest.emplace();
+    // A vector that grows would hold its states twice meanwhile.
+    m_starts.reserve(bytes::mostDigestedChunks);
 }
 
 qint64 ChunkSums::chunkSizeFor(qint64 size, SumKind kind)

@@ -28,6 +28,8 @@ QByteArray textUpToNul(const QByteArray &bytes)
 
 /** Below this size a second thread does not pay off. */
 constexpr qint64 smallestShared = 4 * package::checkReadSize;
+/** A digest takes longer than reading, so larger reads gain nothing. */
+constexpr qint64 digestReadSize = 65'536;
 
 /** The result of reading a part of a source. */
 struct Stretch
@@ -81,7 +83,8 @@ Stretch sumUpAll(ByteSource &source, SumKind kind)
             // A second thread could not be started.
         }
     }
-    return sumUp(source, 0, size, package::checkReadSize, ChunkSums(chunkSize, kind));
+    const qint64 readSize = kind == SumKind::Crc32 ? package::checkReadSize : digestReadSize;
+    return sumUp(source, 0, size, readSize, ChunkSums(chunkSize, kind));
 }
 
 /** The CRC-32 of all bytes after the checksum's text, which is in the first chunk. */
