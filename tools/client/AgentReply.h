@@ -6,28 +6,28 @@
 
 namespace client {
 
-/** One reply of the agent, taken apart. */
+/** One parsed reply of the agent. */
 struct AgentReply
 {
     enum class Kind {
         Heartbeat,
         /** text: the agent's version. */
         Version,
-        /** text: the package's description, or what is wrong with the package. */
+        /** text: the package's description, or the error of the package. */
         FirmwareList,
         /** text: one line of the engine's log. */
         Log,
-        /** percent: how much of the whole run is done. */
+        /** percent: the progress of the whole run. */
         Progress,
         /** text: the version of the network module's firmware that was installed. */
         NetVersion,
         /** text: the fields of a display's report. */
         EdidReport,
-        /** text: why there is none. */
+        /** text: the reason why there is no report. */
         EdidError,
         /** The link to the device is open. */
         Connected,
-        /** The link to the device was closed; the verdict on the run follows. */
+        /** The link to the device was closed; the result of the run follows. */
         Disconnected,
         UpgradeSuccess,
         UpgradeFail,

@@ -5,7 +5,7 @@
 
 namespace client {
 
-/** What the agent waits for, and how long it pauses. */
+/** The time-outs and the pauses of the agent. */
 constexpr platform::TimeOuts timeOuts;
 constexpr platform::Pauses pauses;
 

@@ -11,18 +11,18 @@
 
 namespace client {
 
-/** An answer of the device that is late. */
+/** A late answer of the device. */
 struct AnswerWait
 {
     using seconds = std::chrono::seconds;
 
     seconds waited{0};
-    /** After this the agent tries again; 0 when it is not known what it waits for. */
+    /** The time-out after which the agent tries again; 0 when it is not known. */
     seconds limit{0};
-    /** From 1 on; 0 where nothing is tried again. */
+    /** From 1 on; 0 if there are no retries. */
     int attempt = 0;
     int attempts = 0;
-    /** Until the agent gives up if nothing answers any more. */
+    /** Until the agent gives up if no answer arrives. */
     seconds givesUp{0};
 };
 
@@ -30,8 +30,8 @@ struct AnswerWait
 QString waitText(const AnswerWait &wait);
 
 /**
- * Knows from the agent's lines which answer of the device the agent waits for, and by the limits of
- * the device's protocol how long it will. Knows no clock, as UpgradeModel.
+ * Derives from the agent's lines which answer of the device the agent waits for, and from the
+ * limits of the device's protocol how long it will wait. Uses no clock; see UpgradeModel.
  */
 class AnswerWatch
 {
@@ -40,7 +40,7 @@ public:
 
     /** Every reply of the run, with the time of its arrival. */
     void take(const AgentReply &reply, ms now);
-    /** Nothing during the first seconds of a wait, and where nothing is awaited. */
+    /** Empty during the first seconds of a wait, and when the agent does not wait. */
     std::optional<AnswerWait> at(ms now) const;
 
     /** The silence after which a heartbeat is due. After an image the agent pauses for a second: a

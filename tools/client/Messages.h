@@ -11,26 +11,26 @@
 
 namespace client {
 
-/** What a line of the agent's log says about the run. */
+/** The meaning of a line of the agent's log for the run. */
 enum class LineEvent {
     /** Changes nothing; a view may show it. */
     Note,
     RunStarted,
-    /** Ends the run, or belongs to its end; the cause says why. */
+    /** Ends the run, or belongs to its end; `cause` has the reason. */
     RunProblem,
     /** value 0: the mode. */
     ModeSet,
     Busy,
 
     // The value 0 of all these is an MCU's name.
-    /** The first command of an MCU's turn to be read. */
+    /** The first command of the reads of an MCU. */
     ReadBegun,
     Reading,
     /** values 1 to 3: the version that the MCU runs; the last one may be missing. */
     VersionRead,
     /** The read is repeated. */
     ReadRetry,
-    /** The MCU was given up; the cause says why. */
+    /** The agent skips the rest of this MCU; `cause` has the reason. */
     McuProblem,
     EnterSent,
     Entered,
@@ -45,7 +45,7 @@ enum class LineEvent {
     PackageOlder,
     /** value 0: the name. */
     NoFirmware,
-    /** The agent cannot read the row that it is at; the cause says why. Has no name. */
+    /** The agent cannot read the current row; `cause` has the reason. Has no name. */
     RowRefused,
 
     // About the MCU at work.
@@ -58,7 +58,7 @@ enum class LineEvent {
     MainLost,
 
     Rebooting,
-    /** The device has taken the command. */
+    /** The device has accepted the command. */
     RebootBegun,
     SettingVersion,
 
@@ -71,7 +71,7 @@ enum class LineEvent {
     /** The module reboots. */
     NetReboot,
 
-    /** No line that the agent is known to send. */
+    /** An unknown line. */
     Unknown,
 };
 
@@ -84,7 +84,7 @@ struct MessageRow
     const char *text;
     LineEvent event;
     ProblemId cause;
-    /** What to do; null where that is the cause's advice. See adviceOf(). */
+    /** Advice; null if it is that of the cause. See adviceOf(). */
     const char *advice;
 };
 
@@ -93,21 +93,21 @@ const std::vector<MessageRow> &messageTable();
 
 struct LineMeaning
 {
-    /** Of the row; empty for a line that the agent is not known to send. */
+    /** Of the row; empty for an unknown line. */
     QString id;
     LineEvent event = LineEvent::Unknown;
     ProblemId cause = ProblemId::None;
     QStringList values;
 };
 
-/** What a line means, by the first row of the table that it fits; `line` is the text of a reply of
- *  the kind Log. */
+/** The meaning of a line, from the first matching row of the table; `line` is the text of a reply
+ *  of the kind Log. */
 LineMeaning meaningOf(const QString &line);
 
-/** What a reply says about a run; Unknown for one that is not a line of its log. */
+/** The meaning of a reply for a run; Unknown for one that is not a line of its log. */
 LineEvent eventOf(const AgentReply &reply);
 
-/** What to do about a line: its cause's advice where it has one, otherwise its own. */
+/** The advice for a line: its own, or that of its cause. */
 QString adviceOf(const MessageRow &row);
 
 /** The text of a row as a line: without the key of the log and the line end. */

@@ -8,16 +8,16 @@
 
 namespace client {
 
-/** What the status byte of a block's answer means; None for an acceptance. */
+/** The problem for the status byte of a block's answer; None for an acceptance. */
 ProblemId problemOfBlockStatus(quint8 status);
 
 /**
- * Cuts an image for the network module into the frames of the block protocol: one that asks for the
- * update mode, then the blocks. Holds no more than the image itself.
+ * Splits an image for the network module into the frames of the block protocol: one that requests
+ * the update mode, then the blocks. Stores only the image.
  *
- * The module strips every FF from the end of the last block and takes the others as long as they
- * are. So an archive that itself ends in FF, or fits the first block, goes out whole in other
- * blocks, and the last one is padding alone.
+ * The module removes every FF from the end of the last block, and nothing from the others. So an
+ * archive that ends in FF, or fits into the first block, is sent completely in other blocks, and
+ * the last block contains only padding.
  */
 class NetBlocks
 {
@@ -31,12 +31,12 @@ public:
     /** The first frame to send; the blocks follow when the module has accepted it. */
     static QByteArray enterFrame();
 
-    /** Cuts the next block; false after the last one. */
+    /** Prepares the next block; false after the last one. */
     bool next();
-    /** The block that was cut last. */
+    /** The current block. */
     const QByteArray &frame() const { return m_frame; }
     bool isLast() const { return m_isLast; }
-    /** Bytes of the image up to and with this block. */
+    /** Bytes of the image up to the end of this block. */
     qint64 sent() const { return m_offset; }
     qint64 size() const { return m_image.size(); }
 

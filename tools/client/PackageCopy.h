@@ -9,11 +9,11 @@
 
 namespace client {
 
-/** What a copy of the device's package says about the images; the agent reports no sizes. */
+/** Sizes of the images from a copy of the device's package; the agent reports no sizes. */
 struct PackageCopy
 {
     package::PackageDescription description;
-    /** In bytes, by chip type; the largest where a type has several images. */
+    /** In bytes, by chip type; the largest one if a type has several images. */
     QMap<int, qint64> sizes;
     /** False for bytes that are not a firmware package. */
     bool isPackage = false;

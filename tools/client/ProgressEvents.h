@@ -16,7 +16,7 @@ namespace client {
 class ProgressEvents
 {
 public:
-    /** What changed since the last look. */
+    /** The changes since the last call. */
     QVector<QJsonObject> changes(const RunPicture &picture);
 
 private:
@@ -44,10 +44,10 @@ private:
     ms m_waitAt{0};
 };
 
-/** The event with which a run begins: its chips as they were asked for. */
+/** The event with which a run begins: its chips as they were requested. */
 QJsonObject runEvent(const UpgradeModel &model);
 
-/** The MCUs of a run as the result has them: one object each, in the order of the rows. */
+/** The MCUs of a run for the result: one object each, in the order of the rows. */
 QJsonArray resultJson(const UpgradeModel &model, std::chrono::milliseconds now);
 
 } // namespace client

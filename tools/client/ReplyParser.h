@@ -11,15 +11,15 @@
 namespace client {
 
 /**
- * Turns the agent's byte stream into replies, however the network cut or merged them. Most replies
- * are lines; a block's answer is a binary frame without a line end. Texts are Latin-1.
+ * Converts the agent's byte stream to replies, regardless of how the network split or merged them.
+ * Most replies are lines; a block's answer is a binary frame without a line end. Texts are Latin-1.
  *
- * Memory is bounded by one line of `maxLine` bytes and the bytes handed in.
+ * Memory is bounded by one line of `maxLine` bytes and the bytes of one call.
  */
 class ReplyParser
 {
 public:
-    /** More than any description that a package can carry. */
+    /** More than any description of a package. */
     static constexpr int defaultMaxLine = 8 * 1024 * 1024;
 
     explicit ReplyParser(int maxLine = defaultMaxLine) : m_maxLine(maxLine) {}
@@ -28,7 +28,7 @@ public:
      *  become Unknown or Overlong replies; there are no errors. */
     QVector<AgentReply> feed(const QByteArray &bytes);
 
-    /** Bytes held back until the rest of their reply arrives. */
+    /** The number of bytes that wait for the rest of their reply. */
     int pending() const { return m_buffer.size() + m_listing.size(); }
 
 private:
@@ -57,9 +57,9 @@ private:
 
     const int m_maxLine;
     QByteArray m_buffer;
-    /** Everything before it was taken. */
+    /** Everything before it is parsed. */
     int m_position = 0;
-    /** No line end lies between m_position and here. */
+    /** There is no line end between m_position and this position. */
     int m_searched = 0;
     bool m_skipping = false;
     /** A line without a key belongs to the log line before it. */

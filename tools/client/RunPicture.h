@@ -10,17 +10,17 @@
 
 namespace client {
 
-/** Everything that a view needs of a run at one moment. It refers to the model and the estimate and
- *  must not outlive them. */
+/** All data about a run that a view needs at one moment. It refers to the model and the estimate
+ * and must not outlive them. */
 struct RunPicture
 {
     const UpgradeModel &model;
     const TimeEstimate &estimate;
-    /** The answer that is late, if one is; no time left is shown then. */
+    /** The late answer, if there is one; the time left is then not shown. */
     std::optional<AnswerWait> wait;
     /** On the clock of the model. */
     std::chrono::milliseconds now{0};
-    /** When the run was asked for, on the same clock. */
+    /** The time of the request of the run, on the same clock. */
     std::chrono::milliseconds started{0};
 };
 

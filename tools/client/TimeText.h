@@ -7,7 +7,7 @@
 
 namespace client {
 
-/** Minutes and seconds, "1:05"; more than an hour is given in minutes as well. */
+/** Minutes and seconds, "1:05"; more than an hour is shown in minutes, too. */
 QString clockText(std::chrono::seconds time);
 
 } // namespace client

@@ -16,9 +16,9 @@
 
 namespace client {
 
-/** How far the run is; what a lost connection means depends on it. */
+/** The phase of the run; the likely state after a lost connection depends on it. */
 enum class RunPhase {
-    /** Nothing was heard yet of a run that was under way before. */
+    /** No line was received yet of a run that was already active. */
     Joining,
     Preparing,
     Reading,
@@ -29,14 +29,14 @@ enum class RunPhase {
     Ended
 };
 
-/** A row that is asked for. */
+/** A requested row. */
 struct WantedMcu
 {
     /** As the package or the user has it. Several rows may have the same one. */
     QString name;
     int chipType = -1;
     int chipIndex = 0;
-    /** What the package has for it, empty when not known. */
+    /** The version in the package, empty when not known. */
     QString newVersion;
     /** Of its image, in bytes; negative when not known. */
     qint64 imageSize = -1;
@@ -47,15 +47,15 @@ struct WantedMcu
 };
 
 /**
- * What the agent's lines say about a run. Knows no clock: every reply comes with the time at which
- * it arrived.
+ * The state of a run, derived from the agent's lines. Uses no clock: the caller passes each reply
+ * with the time of its arrival.
  *
  * Make it from the rows of the request (packageRows(), chosenRows() or requestedRows()), or with
- * ofRunUnderWay() for a run that another client started. Hand it every reply from the request on,
+ * ofRunUnderWay() for a run that another client started. Pass it every reply from the request on,
  * and call expectGap() at each AgentConnection::pulseAnswered(): the agent sends a run's lines to
- * the client that asked last, and the model must know where lines may be missing. The run is over
- * when hasEnded(); outcomeOf() then has the verdict. When the connection is lost before, take
- * likelyState() and then call settleUnseen().
+ * the client with the last request, and the model must know where lines may be missing. The run is
+ * over when hasEnded(); outcomeOf() then has the result. If the connection is lost before, call
+ * likelyState() and then settleUnseen().
  */
 class UpgradeModel
 {
@@ -64,12 +64,12 @@ public:
 
     UpgradeModel() = default;
     explicit UpgradeModel(const QVector<WantedMcu> &wanted);
-    /** Of a run that was under way before: its rows are not known, only the lines name them. */
+    /** For a run that was already active: its rows are known only from the lines. */
     static UpgradeModel ofRunUnderWay();
 
     /** Lines before the next reply may have gone to another client. */
     void expectGap() { m_mayHaveGap = true; }
-    /** Takes a reply; false for one that says nothing about a run. */
+    /** Processes a reply; false for one that is not about a run. */
     bool take(const AgentReply &reply, ms now);
 
     /** Whether the rows of the run are known beforehand. */
@@ -77,12 +77,12 @@ public:
     /** Whether the run was followed from before its first MCU on. */
     bool sawBeginning() const { return m_sawBeginning; }
     const QVector<McuState> &mcus() const { return m_mcus; }
-    /** The MCU at work, -1 when there is none. */
+    /** The current MCU, -1 when there is none. */
     int current() const { return m_current; }
     RunPhase phase() const { return m_phase; }
     /** Of the whole run, 0 to 100; never goes down. */
     double percent() const { return m_percent; }
-    /** The agent has given its verdict. */
+    /** The agent has reported the result. */
     bool hasEnded() const { return m_phase == RunPhase::Ended; }
     bool succeeded() const { return m_succeeded; }
     /** The device was rebooted, as far as the lines say. */
@@ -91,7 +91,8 @@ public:
     ProblemId problem() const { return m_problem; }
     /** Version of the module's own firmware if this run installed one. */
     QString netVersion() const { return m_netVersion; }
-    /** An image, or the module's firmware, was begun; the device may be incomplete. */
+    /** The write of an image, or of the module's firmware, has begun; the device may be incomplete.
+     */
     bool hasWritten() const { return m_hasWritten; }
     /** A line of the agent with the labels of the rows in the places of the names that were sent.
      */
@@ -99,7 +100,7 @@ public:
     /** The last line of the agent with this cause; empty for causes that are the client's own. */
     QString problemLine(ProblemId cause) const { return m_problemLines.value(cause); }
 
-    /** The verdict cannot be heard any more, but everything before it went well. */
+    /** The result can no longer arrive, but everything before it succeeded. */
     void assumeSuccess(ms now) { end(true, now); }
     /** Every undecided MCU stays unknown: the connection was lost. */
     void settleUnseen(ms now);
@@ -144,9 +145,9 @@ private:
     void onNetInstalled(const LineMeaning &meaning, ms now);
     void onNetFailed(const LineMeaning &meaning, ms now);
 
-    /** The row of that name which is next to be worked on; made when there is none. */
+    /** The next row of that name; a new one when there is none. */
     McuState &mcuNamed(const QString &name, ms now);
-    /** The agent is at this row now, or past all of them. */
+    /** The agent has reached this row, or has finished all of them. */
     void moveTo(int row, ms now);
     int findMcu(const QString &name) const;
     /** The row of that name that did not have this line in the present pass. */
@@ -159,7 +160,7 @@ private:
     void beginWrite(McuState &mcu, ms now);
 
     QVector<McuState> m_mcus;
-    /** As many as were asked for; later ones come from lines with unknown names. */
+    /** The number of requested rows; later ones come from lines with unknown names. */
     int m_rowCount = 0;
     int m_current = -1;
     /** The last row whose turn to be written was seen; -1 while MCUs are read. */

@@ -7,19 +7,19 @@
 
 namespace client {
 
-/** What a run came to. */
+/** The result of a run. */
 struct UpgradeOutcome
 {
     ExitCode exit = ExitCode::Failed;
-    /** None when all went well. */
+    /** None when the run succeeded. */
     ProblemId cause = ProblemId::Unexplained;
     /** One line for the end of the table. */
     QString summary;
 };
 
 /**
- * The agent calls a run a success when it came to its end. Done is more: something was written and
- * nothing failed. Without anything to write it is "nothing to do".
+ * The agent reports every complete run as a success. Done requires more: something was written and
+ * nothing failed. If nothing had to be written, the result is NothingToDo.
  */
 UpgradeOutcome outcomeOf(const UpgradeModel &model);
 

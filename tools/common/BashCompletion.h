@@ -12,11 +12,11 @@ class Option;
 } // namespace CLI
 
 /** How the values of options and arguments are completed, as bash's compgen takes it: "-f" for
- *  files, "-W '2 5'". What is not in it is the user's own text. */
+ *  files, "-W '2 5'". Other values are free text. */
 using CompletionHints = std::map<const CLI::Option *, std::string>;
 
 /**
- * A completion script for bash, made from a program's own parser so that the two cannot differ. It
+ * A completion script for bash, made from the program's parser, so that the two cannot differ. It
  * completes sub-commands, the options of each and of the program, the values of options, also after
  * "=", and arguments.
  */

@@ -20,13 +20,13 @@ class ParseError;
 } // namespace CLI
 
 /**
- * The command line of a program, the same way for all of them. CLI11 (a header library of Debian)
- * parses it, since it knows sub-commands; Qt's own parser does not.
+ * The command line of a program, the same for all of them. CLI11 (a header library of Debian)
+ * parses it, since it supports sub-commands; Qt's parser does not.
  *
- * Every program has -h, --version, --json and --bash-completion. These and the program's own
- * options for all commands are taken before the sub-command and after it. Wrong usage is exit
- * status 2, and a JSON document when JSON is asked for anywhere on the command line; a word that is
- * not a command or an option is answered with the nearest one.
+ * Every program has -h, --version, --json and --bash-completion. These and the program's
+ * options for all commands may precede or follow the sub-command. Wrong usage is exit status 2, and
+ * a JSON document if JSON is requested anywhere on the command line; for an unknown command or
+ * option the nearest one is suggested.
  */
 class CommandLine
 {
@@ -37,7 +37,7 @@ public:
         const char *version;
         /** One sentence. */
         const char *purpose;
-        /** What "--json" does. */
+        /** The help of "--json". */
         OutputForm json = OutputForm::Json;
         const char *jsonHelp = "Write the result as one JSON document.";
     };
@@ -47,11 +47,11 @@ public:
     CommandLine(const CommandLine &) = delete;
     CommandLine &operator=(const CommandLine &) = delete;
 
-    /** Where the program adds the options that all of its commands have. */
+    /** The program adds its options for all commands here. */
     CLI::App &app() { return *m_app; }
     const CLI::App &app() const { return *m_app; }
     CLI::App &addCommand(const char *name, const char *help);
-    /** A further flag that asks for JSON, with its two dashes. */
+    /** A further flag that selects JSON, with its two dashes. */
     void addJsonFlag(const char *name, OutputForm form, const char *help);
 
     // How the values of options and arguments are checked and completed.
@@ -67,16 +67,16 @@ public:
 
     /**
      * Reads the arguments, the first of which is the program's name. Empty when there is a command
-     * to run; otherwise what is answered instead: a help text, or what is wrong.
+     * to run; otherwise the output instead: a help text or an error.
      */
     std::optional<CommandOutcome> read(const QStringList &arguments);
 
     /** The sub-command that was read; empty when there is none. */
     QString command() const;
     OutputForm form() const { return m_form; }
-    /** Wrong usage that only the program can see: "--port: 'x' is not a valid port". */
+    /** Wrong usage that only the program can detect: "--port: 'x' is not a valid port". */
     CommandOutcome wrong(const QString &detail) const;
-    /** Writes an outcome as the command line asks for it, and returns the exit status. */
+    /** Writes an outcome in the form that the command line selects; returns the exit status. */
     int write(const CommandOutcome &outcome) const;
 
 private:

@@ -5,8 +5,7 @@
 #include <QVector>
 
 /**
- * How every companion program ends. Scripts depend on these numbers: none of them ever changes its
- * meaning.
+ * The exit statuses of all tools. Scripts depend on these numbers, so their meanings never change.
  */
 enum class ExitCode {
     Done = 0,

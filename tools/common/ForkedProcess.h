@@ -4,7 +4,7 @@
 #include <QProcess>
 
 /**
- * A process that is started by fork alone.
+ * A process that is started with fork(2) only.
  *
  * Qt starts a plain QProcess with a clone that gives a process descriptor. An emulated kernel
  * refuses that, and after the refusal Qt keeps -1 as the process's number: a kill() would then end

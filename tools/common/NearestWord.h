@@ -4,9 +4,9 @@
 #include <QString>
 #include <QStringList>
 
-/** Insertions, deletions, substitutions and swaps of neighbours that make one word the other (the
- *  "optimal string alignment" distance). */
+/** The number of insertions, deletions, substitutions and swaps of neighbours between two words
+ *  (the "optimal string alignment" distance). */
 int editDistance(const QString &a, const QString &b);
 
-/** The candidate that a word was most likely meant to be; empty when none is near. */
+/** The candidate nearest to a mistyped word; empty when none is near. */
 QString nearestWord(const QString &word, const QStringList &candidates);

@@ -7,7 +7,7 @@
 
 #include <vector>
 
-/** Everything that can keep one of the programs from doing what it was asked for. */
+/** All errors of the programs. */
 enum class ProblemId {
     None,
     // Every program
@@ -126,7 +126,7 @@ enum class ProblemId {
     NotAnEdid,
 };
 
-/** What is known of a problem in general. */
+/** The description of a kind of problem. */
 struct ProblemRow
 {
     ProblemId problem;
@@ -135,10 +135,10 @@ struct ProblemRow
     const char *id;
     /** One sentence, without a full stop. */
     const char *text;
-    /** What to try, one or more sentences. */
+    /** Advice, one or more sentences. */
     const char *advice;
-    /** The numbers with which the agent's engine ends a run for this problem, with blanks between;
-     *  they do not go over the wire, but its log has them. */
+    /** The numbers with which the agent's engine ends a run for this problem, separated by blanks;
+     *  they are in its log, but not in the console protocol. */
     const char *engineStatus = "";
 };
 
@@ -151,8 +151,8 @@ const ProblemRow &problemRow(ProblemId problem);
 struct Problem
 {
     ProblemId id = ProblemId::None;
-    /** What exactly: a file, a reason, the words of the agent. May be empty. */
+    /** Details: a file, a reason, the agent's text. May be empty. */
     QString detail = {};
-    /** What helps in this very case; empty for what helps in general. */
+    /** Advice for this case; empty for the general advice. */
     QString advice = {};
 };

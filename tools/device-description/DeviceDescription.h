@@ -57,13 +57,13 @@ struct DeviceDescription
     QVector<ChipDescription> chips;
     /** The auxiliary chips that the main MCU's record names. */
     QVector<protocol::AuxChip> auxChips;
-    /** How long the main MCU is silent after its own image. */
+    /** Time without answers of the main MCU after its image. */
     ms restartTime{1500};
-    /** How long the whole device is silent after a reboot command. */
+    /** Time without answers of the whole device after a reboot command. */
     ms rebootTime{3000};
-    /** What the first block of an image takes on top, the flash being erased. */
+    /** Additional time of the first block of an image, for erasing the flash. */
     ms eraseTime{0};
-    /** What every answer takes. */
+    /** Additional time of every answer. */
     ms answerTime{0};
 
     /**

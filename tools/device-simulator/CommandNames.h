@@ -16,8 +16,8 @@ QStringList commandNames();
 /** "F900 bootcode", or the bare number of an unknown word. */
 QString describeCommand(quint16 word);
 
-/** A frame of the host in words: the command and what its payload says. */
+/** A frame of the host as text: the command and the values of its payload. */
 QString describeHostFrame(const QByteArray &frame);
 
-/** A reply in words: the command it answers and its status or its data. */
+/** A reply as text: the command that it answers, and its status or its data. */
 QString describeReply(const QByteArray &frame);

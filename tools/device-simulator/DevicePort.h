@@ -5,7 +5,7 @@
 #include <QObject>
 #include <QString>
 
-/** Where the host's bytes come from and the device's go to. */
+/** The connection between the host and the device. */
 class DevicePort : public QObject
 {
     Q_OBJECT
@@ -15,9 +15,9 @@ public:
 
     /** Opens the port; on failure `error` says why. */
     virtual bool open(QString *error) = 0;
-    /** How a host reaches it. */
+    /** The address for a host. */
     virtual QString address() const = 0;
-    /** Sends what can be sent; without a peer the bytes are lost, as on a wire. */
+    /** Sends as many bytes as possible; without a peer they are lost, as on a serial line. */
     virtual void write(const QByteArray &bytes) = 0;
 
 signals:

@@ -9,7 +9,7 @@
 #include <chrono>
 #include <optional>
 
-/** What a device does wrong, and when. */
+/** One fault of a device, and the commands that it affects. */
 struct Fault
 {
     enum class Kind {
@@ -37,14 +37,14 @@ struct Fault
     static constexpr int always = -1;
 
     Kind kind = Kind::Silent;
-    /** Which commands it meets; absent means any. */
+    /** The affected commands; absent means any. */
     std::optional<quint16> word;
     std::optional<quint8> chipType;
     std::optional<quint8> chipIndex;
     std::optional<int> block;
-    /** How many matching commands pass unharmed first. */
+    /** The number of matching commands that are not affected at first. */
     int skip = 0;
-    /** How many it then meets. */
+    /** The number of affected commands after them. */
     int count = always;
 
     // What only some kinds use.
@@ -59,14 +59,14 @@ struct Fault
     /** Reads "NAME" or "NAME:KEY=VALUE,KEY=VALUE". */
     static std::optional<Fault> parse(const QString &text, QString *error);
 
-    /** One line for each fault: its name, its own keys and what it does. */
+    /** One line for each fault: its name, its keys and its effect. */
     static QStringList help();
 
-    /** The keys that every fault takes, one line each. */
+    /** The keys of every fault, one line each. */
     static QStringList keyHelp();
 };
 
-/** What a fault is matched against. */
+/** The command that faults are compared with. */
 struct FaultTarget
 {
     quint16 word = 0;
@@ -75,7 +75,7 @@ struct FaultTarget
     std::optional<int> block;
 };
 
-/** The faults of one device, with what is left of their counts. */
+/** The faults of one device, with their remaining counts. */
 class FaultTable
 {
 public:
@@ -83,7 +83,7 @@ public:
     void clear() { m_faults.clear(); }
     const QVector<Fault> &faults() const { return m_faults; }
 
-    /** The faults that meet this command. Each of them loses one of its count. */
+    /** The faults that affect this command; decrements their counts. */
     QVector<Fault> take(const FaultTarget &target);
 
 private:

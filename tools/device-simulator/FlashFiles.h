@@ -7,6 +7,6 @@
 
 /**
  * Writes the flash of every chip that has been written to `directory` (made when missing) as
- * NAME-TYPE-INDEX.bin, raw blocks with their padding. Returns what went wrong, or nothing.
+ * NAME-TYPE-INDEX.bin, raw blocks with their padding. Returns the error, or nothing.
  */
 QString saveFlash(const SimulatedDevice &device, const QString &directory);

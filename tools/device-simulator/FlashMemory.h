@@ -5,13 +5,13 @@
 #include <QString>
 
 /**
- * The flash of one chip, as the blocks of an image transfer fill it. It keeps whole blocks, the
+ * The flash of one chip, filled by the blocks of an image transfer. It stores whole blocks, the
  * padding of the last one included, because only the sender knows where the image ends.
  */
 class FlashMemory
 {
 public:
-    /** What became of one block; `problem` names what is wrong with a refused one. */
+    /** The result of one block; `problem` is the reason of a refusal. */
     struct Verdict
     {
         bool accepted = false;
@@ -20,23 +20,23 @@ public:
         QString problem;
     };
 
-    /** Enter update mode: the next block must be number 0. What is stored stays until then. */
+    /** Enter update mode: the next block must be number 0. The old content stays until then. */
     void open();
 
-    /** A restart in mid-image: what was written stays, but no further block is taken. */
+    /** A restart in the middle of an image: written blocks stay, further ones are refused. */
     void close();
 
     /**
-     * Takes the payload of one write-block command. Blocks come in order; the one written last may
-     * come again, for the sender repeats it when its acknowledgement was lost.
+     * Takes the payload of one write-block command. Blocks come in order; the last written one may
+     * be repeated, since the sender repeats it when its acknowledgement was lost.
      */
     Verdict write(const QByteArray &payload);
 
     bool isOpen() const { return m_open; }
-    /** Erased and not written to the end since. */
+    /** Erased, and the image is not complete. */
     bool isHalfWritten() const { return m_halfWritten; }
     const QByteArray &bytes() const { return m_bytes; }
-    /** How many images have been written to the end. */
+    /** The number of complete images. */
     int completedImages() const { return m_completedImages; }
 
 private:
@@ -50,11 +50,11 @@ private:
     bool m_halfWritten = false;
 };
 
-/** How the flash of a chip compares with the image that was sent. */
+/** The result of the comparison of a flash with the image that was sent. */
 struct FlashComparison
 {
     bool equal = false;
-    /** Says where the first difference is, or that there is none. */
+    /** The position of the first difference, or a text that there is none. */
     QString text;
 };
 

@@ -15,7 +15,7 @@ public:
 
     const QByteArray &frame() const { return m_frame; }
 
-    /** What faults are matched against: the word and, where it names one, chip and block. */
+    /** For the comparison with faults: the word and, if it contains them, chip and block. */
     FaultTarget target() const;
 
 private:

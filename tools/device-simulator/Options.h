@@ -11,18 +11,18 @@
 
 #include <optional>
 
-/** What to simulate, and where. */
+/** The options of device-simulator. */
 struct Options
 {
-    /** Exactly one of these two says what to play. */
+    /** Exactly one of these two is set: the source of the answers. */
     QString devicePath;
     QString replayPath;
-    /** Exactly one of these three says where the host is. */
+    /** Exactly one of these three is set: the connection to the host. */
     QString ptyLink;
     std::optional<int> fd;
     std::optional<QHostAddress> listenAddress;
     quint16 listenPort = 0;
-    /** 0 means unpaced. */
+    /** 0 means without delays. */
     int baudRate = 0;
     quint32 seed = 1;
     QVector<Fault> faults;
@@ -38,14 +38,14 @@ class OptionReader
 public:
     OptionReader();
 
-    /** As CommandLine::read(); without an answer there are options. */
+    /** As CommandLine::read(); options() is valid if it returns nothing. */
     std::optional<CommandOutcome> read(const QStringList &arguments);
     const Options &options() const { return m_options; }
     const CommandLine &line() const { return m_line; }
 
 private:
     QStringList values(const char *name) const;
-    /** Of an option that is given twice the last one counts. */
+    /** If an option is given twice, the last one counts. */
     QString value(const char *name) const
     {
         const QStringList all = values(name);

@@ -11,8 +11,8 @@
 
 /**
  * Answers from a recorded trace: a frame of the host gets the answer that the same frame got when
- * it was recorded, with the same delays. Equal frames take their recordings in turn and start again
- * after the last one. A frame that was never recorded gets no answer.
+ * it was recorded, with the same delays. Equal frames get their recorded answers in order, and then
+ * from the first one again. A frame that was never recorded gets no answer.
  */
 class ReplayDevice
 {
@@ -33,7 +33,7 @@ private:
     QString addLine(const QString &line);
 
     QVector<Exchange> m_exchanges;
-    /** Where the search for the next frame begins, so that repetitions come in their order. */
+    /** The search for the next frame begins here, so repetitions are answered in their order. */
     int m_next = 0;
     HostFrameReader m_reader;
 };

@@ -8,9 +8,9 @@
 
 #include <random>
 
-/** A reply after the faults that change its own bytes. */
+/** A reply with the faults that change its bytes. */
 QByteArray corruptedReply(const QByteArray &reply, const QVector<Fault> &faults);
 
-/** A reply with what the faults send around it; `host` is the frame that it answers. */
+/** A reply with the bytes that faults add around it; `host` is the frame that it answers. */
 QByteArray surroundedReply(const QByteArray &reply, const QByteArray &host,
                            const QVector<Fault> &faults, std::mt19937 &random);

@@ -28,17 +28,17 @@ public:
     // What failed, or nothing.
     using Failure = std::optional<Problem>;
 
-    /** Reads the device file and opens the trace, which may wait for others when they are pipes. */
+    /** Reads the device file and opens the trace, which may block if they are pipes. */
     Failure openFiles();
     /** Opens the port and the control channel. */
     Failure start();
 
-    /** How a host reaches the device. */
+    /** The address for a host. */
     QString address() const { return m_port->address(); }
-    /** Bytes of the host that were sent while the wire was cut. */
+    /** Bytes of the host that were sent while the line was disconnected. */
     qint64 lostBytes() const { return m_wire->lostBytes(); }
 
-    /** Saves what was to be saved at the end; what failed then or before. */
+    /** Saves the flash if requested. Returns the first error, also an earlier one. */
     Failure finish();
 
 private:
@@ -54,7 +54,7 @@ private:
     QFile m_traceFile;
     /** Why the trace is not complete. */
     QString m_traceProblem;
-    /** One of these two plays the device. */
+    /** One of these two answers as the device. */
     std::unique_ptr<SimulatedDevice> m_device;
     std::unique_ptr<ReplayDevice> m_replay;
     std::unique_ptr<DevicePort> m_port;

@@ -8,7 +8,7 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 
-/** A device with a network link: one host at a time, the latest one wins. */
+/** A device with a network link: one host at a time; a new one replaces it. */
 class TcpPort : public DevicePort
 {
     Q_OBJECT

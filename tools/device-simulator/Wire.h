@@ -12,8 +12,8 @@
 #include <functional>
 
 /**
- * Carries bytes between port and device, at the speed of a serial line when one is given: the
- * device sees a command when its last bit would have arrived, and its answer comes out when the
+ * Transfers bytes between port and device, optionally at the speed of a serial line: the device
+ * receives a command when its last bit would have arrived, and the answer is sent when the
  * answer's last bit would have been sent. Times are kept to the microsecond.
  */
 class Wire : public QObject
@@ -21,18 +21,18 @@ class Wire : public QObject
     Q_OBJECT
 
 public:
-    /** Takes what a host sends and returns what the device answers. */
+    /** Processes bytes of the host and returns the device's answers. */
     using Device = std::function<QVector<DeviceAnswer>(const QByteArray &bytes)>;
 
-    /** `baudRate` 0 means unpaced. */
+    /** A `baudRate` of 0 means without delays. */
     Wire(DevicePort &port, Device device, int baudRate, QObject *parent = nullptr);
     ~Wire() override;
 
-    /** A wire that is cut carries nothing either way. */
+    /** A disconnected line transfers nothing in both directions. */
     void setPlugged(bool plugged);
     bool isPlugged() const { return m_plugged; }
 
-    /** How many bytes the host has sent over a cut wire. */
+    /** The number of bytes that the host sent over a disconnected line. */
     qint64 lostBytes() const { return m_lostBytes; }
 
 private:

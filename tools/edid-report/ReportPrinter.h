@@ -6,7 +6,7 @@
 #include <QString>
 #include <QStringList>
 
-/** All that a report of a dump consists of. */
+/** All parts of the report of a dump. */
 struct DumpReport
 {
     QString status;
@@ -18,7 +18,7 @@ struct DumpReport
     QStringList lines;
 };
 
-/** Has the 256 bytes reported by the code that runs in the agent. */
+/** Makes the report of 256 bytes with the code of the agent. */
 DumpReport reportDump(const QByteArray &bytes);
 
 /**

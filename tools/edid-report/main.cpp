@@ -12,7 +12,7 @@
 namespace {
 
 const CommandLine::Program program{"edid-report", EDID_REPORT_VERSION,
-                                   "Shows what the upgrade agent reports of a display's EDID."};
+                                   "Prints the upgrade agent's report of an EDID dump."};
 
 CommandOutcome report(const QString &fileName)
 {

@@ -3,7 +3,7 @@
 
 namespace bzip2 {
 
-/** What every file of that format begins with. */
+/** The first bytes of every file in that format. */
 constexpr char magic[] = "BZh";
 constexpr int magicSize = 3;
 

@@ -9,8 +9,8 @@ QString imageName(const PackageContents &contents, const ImageInfo &image);
 /** What is known of the head of a network module image. */
 QJsonObject netJson(const ImageInfo &image);
 
-/** Everything that is known of an image. `number` counts from 1. */
+/** All values of an image. `number` counts from 1. */
 QJsonObject imageJson(const PackageContents &contents, int number);
 
-/** "ok", "uppercase", "wrong" or "cut": whether a network module image would install. */
+/** "ok", "uppercase", "wrong" or "cut": whether a network module would install the image. */
 QString netVerdict(const ImageInfo &image);

@@ -7,12 +7,12 @@
 
 #include <memory>
 
-/** A package on disk and what is in it. */
+/** A package on disk and its content. */
 struct OpenPackage
 {
     std::unique_ptr<bytes::FileSource> source;
     PackageContents contents;
-    /** When it could not be opened; what is wrong inside is for the command to ask. */
+    /** Set if it could not be opened; the command checks the content. */
     std::optional<Problem> problem;
 };
 
@@ -20,5 +20,5 @@ enum class Depth { Head, Images };
 
 OpenPackage openPackage(const QString &path, Depth depth, const Options &options);
 
-/** The same with every problem inside taken for one: for commands that need a sound package. */
+/** The same for commands that need a valid package: its problems count, too. */
 OpenPackage openSoundPackage(const QString &path, const Options &options);

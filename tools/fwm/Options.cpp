@@ -85,16 +85,16 @@ void OptionReader::addReaders()
         addCommand("extract", "Write the images and the description of a package to a folder");
     addFile(extract, "FILE", m_texts.file, package);
     addOutput(extract, "A folder that does not exist or is empty");
-    CLI::App &diff = addCommand("diff", "Show what differs between two packages");
-    addFile(diff, "A", m_texts.file, "The one package");
-    addFile(diff, "B", m_texts.other, "The other package");
+    CLI::App &diff = addCommand("diff", "Show the differences between two packages");
+    addFile(diff, "A", m_texts.file, "The first package");
+    addFile(diff, "B", m_texts.other, "The second package");
 }
 
 void OptionReader::addPlan()
 {
     CLI::App &plan = addCommand("plan", "Show what an upgrade would send, and why");
     addFile(plan, "PACKAGE", m_texts.file, "The package");
-    CLI::Option_group *chips = plan.add_option_group("Chips", "What the device is made of");
+    CLI::Option_group *chips = plan.add_option_group("Chips", "The chips of the device");
     CLI::Option *rows =
         chips->add_option("--rows", m_texts.rows, "A file of rows, nine fields each");
     m_line.takesFile(rows->type_name("ROWS"));
@@ -128,8 +128,8 @@ void OptionReader::addWriters()
                    "Fill the gaps of Intel HEX and S-record files with 0xFF");
 
     CLI::App &addNet =
-        addCommand("add-net", "Put a network module image into a package, or replace it there");
-    addFile(addNet, "PACKAGE", m_texts.file, "The package to start from");
+        addCommand("add-net", "Add a network module image to a package, or replace the one in it");
+    addFile(addNet, "PACKAGE", m_texts.file, "The package without the new image");
     addFile(addNet, "NET", m_texts.other, "The network module image");
     addOutput(addNet, output);
     addNet.add_option("--release", m_texts.release, "The new package's release text")
@@ -138,7 +138,9 @@ void OptionReader::addWriters()
     CLI::App &makeNet =
         addCommand("make-net", "Make a network module image from a folder or an archive");
     addFile(makeNet, "SOURCE", m_texts.file, "A folder, or a bzip2-compressed tar archive");
-    makeNet.add_option("--net-version", m_texts.netVersion, "The image's version, like 1.23")
+    makeNet
+        .add_option("--net-version", m_texts.netVersion,
+                    "The version of the image, for example 1.23")
         ->type_name("VERSION")
         ->required()
         ->check(checkNetVersion);

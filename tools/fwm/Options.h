@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-/** What the command line says. Which of the texts are filled in depends on the command. */
+/** The options of fwm. The command determines which texts are set. */
 struct Options
 {
     QString command;
@@ -44,13 +44,13 @@ class OptionReader
 public:
     OptionReader();
 
-    /** As CommandLine::read(); without an answer there are options. */
+    /** As CommandLine::read(); options() is valid if it returns nothing. */
     std::optional<CommandOutcome> read(const QStringList &arguments);
     Options options() const;
     const CommandLine &line() const { return m_line; }
 
 private:
-    /** As the parser fills them in. */
+    /** Filled in by the parser. */
     struct Texts
     {
         std::string file;

@@ -6,10 +6,10 @@
 #include <QJsonObject>
 #include <QString>
 
-/** What 'upgrade-console upgrade' would report about a row. */
+/** The result that 'upgrade-console upgrade' would report for a row. */
 enum class RowResult { Updated, Current, PackageOlder, NoFit, Failed, NotReached };
 
-/** `end` is that of the whole run. */
+/** `end` is the end of the whole run. */
 RowResult resultOf(const planning::PlannedRow &row, planning::RunPlan::End end,
                    const QStringList &firmwareList);
 

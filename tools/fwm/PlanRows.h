@@ -11,23 +11,23 @@
 
 struct DeviceDescription;
 
-/** The request of a run that is to be predicted, and the chips that answer to it. */
+/** The request of a predicted run, and the chips that answer to it. */
 struct PlanRows
 {
     /** Without the mode. */
     planning::PlannedRequest request;
-    /** Chips of the device that no row asks for, for people. */
+    /** Chips of the device without a row, for people. */
     QStringList notAskedFor;
     std::optional<Problem> problem;
 };
 
-/** One row per line, each with everything that its chip would answer; empty lines and those that
- *  start with '#' are passed over. */
+/** One row per line, each with all values that its chip would answer; empty lines and those that
+ *  start with '#' are skipped. */
 PlanRows rowsFromFile(const QString &path);
 
 /** These rows - name, chip type, chip index - and the chips that answer to them, but no mode. */
 planning::PlannedRequest requestFor(const DeviceDescription &device, const QStringList &rows);
 
-/** The rows that a client makes of the package, and the chips of a device file. */
+/** The rows that a client makes from the package, and the chips of a device file. */
 PlanRows rowsForDevice(const QString &path, const package::PackageDescription &package,
                        Numbering numbering);

@@ -7,7 +7,7 @@
 
 /**
  * A request that builds a package with the same entries and images again. `files` names for every
- * image the file it is in. Empty when entries and images do not belong together one by one.
+ * image the file it is in. Empty unless each entry has exactly one image.
  */
 QByteArray requestOf(const PackageContents &contents, const QStringList &files);
 

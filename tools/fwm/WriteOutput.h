@@ -13,11 +13,11 @@ bool isSameFile(const QString &a, const QString &b);
 /** Whether a file written under this name would be in the folder, or in one below it. */
 bool isInFolder(const QString &file, const QString &folder);
 
-/** All of a source, to a sink. */
+/** Copies a source to a sink. */
 enum class Copied { All, SourceChanged, WriteFailed };
 Copied copyBytes(bytes::ByteSource &source, bytes::ByteSink &sink);
 
-/** Why a package could not be written; `input` is the file that was read then. */
+/** Why a package could not be written; `input` is the file that was being read. */
 CommandOutcome writeFailure(package::PackageWriter::Error error, const bytes::AtomicFile &file,
                             const QString &output, const QString &input);
 

@@ -3,7 +3,7 @@
 
 #include "upgrade-console/RunCommand.h"
 
-/** Follows a run that another client started. What was sent before is not sent again. */
+/** Follows a run that another client started. Earlier lines are not repeated. */
 class AttachCommand : public RunCommand
 {
     Q_OBJECT

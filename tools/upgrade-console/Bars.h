@@ -4,7 +4,7 @@
 #include <QString>
 #include <QStringList>
 
-/** The pieces of a progress line. */
+/** The parts of a progress line. */
 namespace bars {
 
 /** "[#####.....]", longer on a wide terminal. */
@@ -17,7 +17,7 @@ QString percent(double percent);
 QString rate(double bytesPerSecond);
 /** "1 retry", "2 retries" */
 QString retries(int count);
-/** What stands between two pieces, and its width. */
+/** The text between two parts, and its width. */
 const inline QString separator = QStringLiteral("  ");
 constexpr int gap = 2;
 /** A name and a state, in columns. */

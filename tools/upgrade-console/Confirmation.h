@@ -7,8 +7,8 @@
 #include <QSocketNotifier>
 
 /**
- * The question before an upgrade in mode 5, which takes away what protects from the wrong package:
- * it is only done on a clear word.
+ * The question before an upgrade in mode 5, which omits the checks against a wrong package: only an
+ * explicit answer confirms it.
  */
 class Confirmation : public QObject
 {
@@ -17,7 +17,7 @@ class Confirmation : public QObject
 public:
     explicit Confirmation(ProgressDisplay &display);
 
-    /** Whether there is a terminal to ask on. */
+    /** Whether there is a terminal for the question. */
     static bool canAsk();
     /** Returns at once; answered() follows. */
     void ask();

@@ -6,7 +6,7 @@
 #include <QSocketNotifier>
 #include <QString>
 
-/** Lines from standard input: edited, with a history, on a terminal; as they are otherwise. */
+/** Lines from standard input: on a terminal with editing and a history. */
 class LineEditor : public QObject
 {
     Q_OBJECT
@@ -18,8 +18,8 @@ public:
     LineEditor &operator=(const LineEditor &) = delete;
 
     void start();
-    /** Prints a line to standard output without harm to the one being edited; false when standard
-     *  output takes no more. */
+    /** Prints a line to standard output and keeps the line that is being edited; false when
+     * standard output cannot be written. */
     bool print(const QString &line);
 
 signals:

@@ -28,15 +28,15 @@ const std::vector<CommandRow> &commandRows()
     static const std::vector<CommandRow> rows = {
         {Command::Ping,       "ping",        "Ask whether the agent answers, and how fast."},
         {Command::Version,    "version",     "Show the agent's version."},
-        {Command::Status,     "status",      "Show whether the agent answers, is busy, and what package it has."},
-        {Command::List,       "list",        "Show the firmware package that the device holds."},
+        {Command::Status,     "status",      "Show whether the agent answers and is busy, and its package."},
+        {Command::List,       "list",        "Show the firmware package on the device."},
         {Command::Upgrade,    "upgrade",     "Upgrade the device's MCUs from that package."},
         {Command::NetUpgrade, "net-upgrade", "Upgrade the main MCU of a device that is reached over the network."},
         {Command::Attach,     "attach",      "Follow an upgrade that another client started."},
-        {Command::Put,        "put",         "Copy a package to the module over ssh, and check that it arrived."},
+        {Command::Put,        "put",         "Copy a package to the module over ssh, and verify the copy."},
         {Command::Deploy,     "deploy",      "Copy a package to the module over ssh and upgrade the device from it."},
         {Command::Edid,       "edid",        "Have the agent report a display's EDID."},
-        {Command::SendNet,    "send-net",    "Send the network module its own new firmware."},
+        {Command::SendNet,    "send-net",    "Send new firmware to the network module."},
         {Command::Shell,      "shell",       "Send requests by hand."},
         {Command::Watch,      "watch",       "Show everything that the agent sends."},
     };
@@ -46,14 +46,14 @@ const std::vector<CommandRow> &commandRows()
 const std::vector<OptionRow> &optionRows()
 {
     static const std::vector<OptionRow> rows = {
-        {"", "--host",        Value::Host, "HOST", {}, "The device (default: localhost)."},
+        {"", "--host",        Value::Host, "HOST", {}, "Host name or address of the device (default: localhost)."},
         {"", "--port",        Value::Text, "PORT", {}, "The agent's TCP port (default: 35353)."},
         {"", "--timeout",     Value::Text, "SECONDS", {}, "Give up after this time without a reply from the agent (default: 60)."},
         {"", "--no-progress", Value::None, "", {}, "Show no bars, even on a terminal."},
         {"upgrade",     "--mode",      Value::Choice, "MODE", {"2", "5"}, modeHelp},
         {"upgrade",     "--yes",       Value::None,   "", {}, yesHelp},
         {"upgrade",     "--request-all", Value::None, "", {}, requestAllHelp},
-        {"upgrade",     "--package",   Value::File,   "FILE", {}, "A copy of the device's package, for the times: the agent reports no sizes. Another package than the device's is refused. On the module itself the device's own file is read."},
+        {"upgrade",     "--package",   Value::File,   "FILE", {}, "A copy of the device's package, to compute the duration of the upgrade. A different package is refused. On the module itself the device's file is read."},
         {"upgrade",     "--wait-back", Value::None,   "", {}, waitBackHelp},
         {"upgrade",     "ROW",         Value::Text,   "ROW", {}, rowHelp},
         {"net-upgrade", "--mode",      Value::Choice, "MODE", {"2", "5"}, modeHelp},

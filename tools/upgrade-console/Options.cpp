@@ -20,7 +20,7 @@ using Value = OptionRow::Value;
 constexpr double longestTimeOut = 24.0 * 3600.0;
 
 const CommandLine::Program program{"upgrade-console", PROJECT_VERSION,
-                                   "Talks to the upgrade agent of a device."};
+                                   "Console client of the upgrade agent."};
 
 const QLatin1String formerAll("--all");
 const char *const insteadOfAll =

@@ -10,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-/** What the command line of upgrade-console says. */
+/** The options of upgrade-console. */
 struct Options
 {
     enum class Command {
@@ -39,7 +39,7 @@ struct Options
     bool waitBack = false;
     /** The agent makes the rows: UPGRADEALL. */
     bool requestAll = false;
-    /** Mode 5 needs no question. */
+    /** Mode 5 needs no confirmation. */
     bool yes = false;
     /** A copy of the device's package, for the sizes of its images. */
     QString package;
@@ -53,7 +53,7 @@ struct Options
     QString sshPort;
     QStringList sshOptions;
 
-    /** Bars and lines about the progress are wanted. */
+    /** Show bars and lines about the progress. */
     bool showsProgress() const { return !noProgress && form != OutputForm::JsonLines; }
 };
 
@@ -63,7 +63,7 @@ class OptionReader
 public:
     OptionReader();
 
-    /** As CommandLine::read(), values included; without an answer there are options. */
+    /** As CommandLine::read(), values included; options() is valid if it returns nothing. */
     std::optional<CommandOutcome> read(const QStringList &arguments);
     const Options &options() const { return m_options; }
     const CommandLine &line() const { return m_line; }
@@ -81,12 +81,12 @@ struct CommandRow
     const char *help;
 };
 
-/** One option or argument. The parser and the manual's test are made from these. */
+/** One option or argument. The parser and the test of the man page use these. */
 struct OptionRow
 {
     enum class Value { None, Text, Host, File, Choice };
 
-    /** The sub-command that has it; empty for all. */
+    /** Its sub-command; empty for all. */
     const char *command;
     /** "--name", or the name of an argument. */
     const char *name;

@@ -10,7 +10,7 @@
 #include <memory>
 #include <optional>
 
-/** A package on the disk of this machine that has passed the checks. */
+/** A checked package on the disk of this machine. */
 struct CheckedPackage
 {
     QString path;
@@ -34,12 +34,12 @@ public:
     explicit PackageUpload(const SshAccess &access);
 
     void start(const CheckedPackage &package);
-    /** Where the module has it until it is whole. */
+    /** The temporary name on the module. */
     QString copyName() const { return m_copy; }
 
 signals:
-    /** About once a second while the copy takes long: first the bytes that the module has, then
-     *  those that were read back. */
+    /** About once a second during a long copy: first the bytes on the module, then those that were
+     *  read back. */
     void copied(qint64 bytes);
     void readBack(qint64 bytes);
     void done();

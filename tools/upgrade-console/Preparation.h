@@ -5,9 +5,9 @@
 
 enum class Preparation {
     Done,
-    /** The command cannot run; the result says why. */
+    /** The command cannot run; the result has the reason. */
     Failed,
-    /** The same, and a thread goes on reading: the process must end without destructors. */
+    /** The same, and a thread still reads: the process must end without destructors. */
     Abandoned,
 };
 

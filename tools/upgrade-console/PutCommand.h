@@ -7,8 +7,8 @@
 #include "upgrade-console/ProgressDisplay.h"
 
 /**
- * Puts a package on the module: checks it here, asks what the module has, copies it over ssh, and
- * compares what the agent lists then.
+ * Copies a package to the module: checks it, requests the module's current package, copies over
+ * ssh, and compares the list that the agent then sends.
  */
 class PutCommand : public Command
 {
@@ -47,7 +47,7 @@ private:
     package::PackageDescription m_description;
     QVector<Warning> m_warnings;
     ProblemId m_listProblem = ProblemId::None;
-    /** What the module had; null when it had none. */
+    /** The previous package of the module; null when it had none. */
     QJsonValue m_before;
     std::chrono::milliseconds m_copyBegun{0};
     std::chrono::milliseconds m_copyTook{0};

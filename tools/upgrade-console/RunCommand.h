@@ -10,9 +10,8 @@
 #include "upgrade-console/UpgradeView.h"
 
 /**
- * Follows a run of the agent to its end and shows it, all over one connection: the agent sends a
- * run's lines to the client that asked last. How it comes to a run is for the classes derived from
- * it.
+ * Follows a run of the agent to its end and shows it, over one connection: the agent sends a run's
+ * lines to the client with the last request. The derived classes start or find the run.
  */
 class RunCommand : public Command
 {
@@ -26,9 +25,9 @@ public:
 protected:
     /** A reply before the run is followed. */
     virtual void onReplyBefore(const client::AgentReply &reply) = 0;
-    /** Whether the reply says that no run is active; the command is over then. */
+    /** Whether the reply reports that no run is active; the command then ends. */
     virtual bool refuses(const client::AgentReply &) { return false; }
-    /** Puts into the result which run it was. */
+    /** Adds the identity of the run to the result. */
     virtual void addRun(CommandOutcome &result) = 0;
 
     void onReply(const client::AgentReply &reply) override;
@@ -36,13 +35,13 @@ protected:
     void onLost(ProblemId cause, const QString &detail) override;
     void onDeadline() override;
 
-    /** Makes the agent say whether a run is under way, and that it has said so. */
+    /** Asks the agent whether a run is active, and processes the answer. */
     void askWhetherBusy();
-    /** What the run is expected to be. */
+    /** The expected run. */
     void expect(const client::UpgradeModel &model, const client::TimeEstimate &estimate);
     /** From now on every reply is about the run. */
     void follow();
-    /** The request started nothing. */
+    /** The request did not start a run. */
     void failRun(ProblemId cause, const QString &detail = {});
     CommandOutcome resultOf(const client::UpgradeOutcome &outcome);
 
@@ -51,7 +50,7 @@ protected:
     ProgressDisplay &display() { return m_display; }
     std::chrono::milliseconds followed() const { return now() - m_startedAt; }
     bool hasHeardOfRun() const { return m_heardOfRun; }
-    /** The run is known to be under way. */
+    /** The run is known to be active. */
     void setHeardOfRun() { m_heardOfRun = true; }
 
 private:
@@ -76,7 +75,7 @@ private:
     ProgressDisplay m_display;
     client::WaitBack m_waitBack;
     std::chrono::milliseconds m_startedAt{0};
-    /** Redraws while nothing arrives. */
+    /** Redraws while no reply arrives. */
     QTimer m_redraw;
     /** The agent answers, but says nothing about the run. */
     QTimer m_quiet;

@@ -9,17 +9,17 @@
 
 #include <chrono>
 
-/** How OpenSSH's sftp reaches the module. */
+/** The options of OpenSSH's sftp. */
 struct SshAccess
 {
     QString program = QStringLiteral("sftp");
     QString host;
-    /** Empty for what ssh's own configuration says. */
+    /** Empty for the value of ssh's configuration. */
     QString user;
     QString port;
-    /** NAME=VALUE as in ssh_config(5); they precede ours. */
+    /** NAME=VALUE as in ssh_config(5); they precede the options of this program. */
     QStringList options;
-    /** Without a sign of life of the module. */
+    /** The time-out without data from the module. */
     std::chrono::milliseconds timeOut{60'000};
 };
 
@@ -63,7 +63,7 @@ public:
     void start(const QByteArray &commands, const QString &folder, std::chrono::milliseconds limit);
 
 signals:
-    /** `error` is empty when every command succeeded, otherwise what sftp said last. */
+    /** `error` is empty when every command succeeded, otherwise the last message of sftp. */
     void ended(const QString &error);
 
 private:

@@ -31,7 +31,7 @@ protected:
     void onReply(const client::AgentReply &reply) override;
 };
 
-/** What the device's package describes. */
+/** The description of the device's package. */
 class ListCommand : public Command
 {
     Q_OBJECT

@@ -4,7 +4,7 @@
 #include "upgrade-console/Command.h"
 
 /** Everything that the agent reports without a run: whether it answers, its version, whether a run
- *  is under way, and the package. */
+ *  is active, and the package. */
 class StatusCommand : public Command
 {
     Q_OBJECT

@@ -7,8 +7,8 @@
 #include <memory>
 
 /**
- * Prints whatever arrives. With JSON it is written as it comes, as the "replies" of one document
- * that the end of the command completes.
+ * Prints every reply. JSON is written as the replies arrive, as the "replies" of one document that
+ * the end of the command completes.
  */
 class TrafficCommand : public Command
 {
@@ -66,5 +66,5 @@ private:
     bool m_isEnding = false;
 };
 
-/** A reply as it was on the wire, without its line end. */
+/** The bytes of a reply without its line end. */
 QString wireText(const client::AgentReply &reply);

@@ -11,7 +11,7 @@
 
 /**
  * An upgrade from the device's package, over the module's serial line or over the network. It asks
- * whether the device is free, what the package holds, sets the mode, and starts the run.
+ * whether the device is idle, requests the package's list, sets the mode, and starts the run.
  */
 class UpgradeCommand : public RunCommand
 {
@@ -48,10 +48,10 @@ private:
     std::unique_ptr<Confirmation> m_confirmation;
     QStringList m_rows;
     QJsonObject m_package;
-    /** When the run was asked for, on the clock of the wall. */
+    /** The time of the request of the run (wall clock). */
     QDateTime m_started;
     ProblemId m_listProblem = ProblemId::None;
 };
 
-/** Whether the user has to be asked before the upgrade. */
+/** Whether the upgrade needs the user's confirmation. */
 bool needsConfirmation(const Options &options);

@@ -8,9 +8,9 @@
 #include <QVector>
 
 /**
- * The run as lines of a terminal: one for each MCU, the overall bar, and what is waited for. No
- * line is wider than the terminal less one: bars shrink first, and long reasons are wrapped at
- * blanks. Where there are more MCUs than lines, those around the one at work are shown.
+ * The run as lines of a terminal: one for each MCU, the overall bar, and the late answer. Every
+ * line is narrower than the terminal: bars shrink first, and long reasons are wrapped at blanks. If
+ * there are more MCUs than lines, those around the current one are shown.
  */
 QStringList liveLines(const client::RunPicture &picture, const Terminal &terminal);
 
