@@ -18,7 +18,7 @@
 #include <memory>
 #include <sys/socket.h>
 
-/** A client that keeps everything it was sent. */
+/** A client that records everything that it receives. */
 class ConsoleTestClient
 {
 public:
@@ -127,7 +127,7 @@ public:
             [this](qint64) { ++endedRuns; }, Qt::DirectConnection);
     }
 
-    /** Requests to the engine only go into `requests`. */
+    /** Requests to the engine are only recorded in `requests`. */
     void recordRequests()
     {
         makeWorker = [this](const platform::Platform &all) {
@@ -135,8 +135,8 @@ public:
         };
     }
 
-    /** Waits until the server has read everything that was sent so far: a request of a client that
-     *  came later is answered then. Moves the reply target. */
+    /** Waits until the server has read everything that was sent so far: until it answers the
+     * request of a client that connected later. Changes the reply target. */
     bool settle()
     {
         ConsoleTestClient later(server->port());
@@ -163,8 +163,8 @@ public:
         return nullptr;
     }
 
-    /** Lets the server read what the client has sent, while the event loop rests: nothing that the
-     *  engine has reported meanwhile is delivered. */
+    /** Lets the server read the client's bytes without the event loop: no report of the engine is
+     *  delivered meanwhile. */
     void readWithoutTheLoop(const ConsoleTestClient &client) const
     {
         QTcpSocket *const socket = accepted(client);
@@ -173,7 +173,7 @@ public:
         emit socket->readyRead();
     }
 
-    /** Waits until the engine has ended so many runs, and delivers nothing meanwhile. */
+    /** Waits until the engine has ended this number of runs, and delivers nothing meanwhile. */
     bool runsEndUndelivered(int runs) const
     {
         for (int i = 0; i < 10'000 && endedRuns < runs; ++i)

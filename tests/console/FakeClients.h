@@ -46,7 +46,7 @@ public:
 
     State state = State::Connected;
     bool isRead = true;
-    /** Whether the kernel takes what is sent. */
+    /** Whether the kernel accepts the sent bytes. */
     bool takesBytes = true;
     qint64 kept = 0;
     /** One entry for each read that fetches it. */
