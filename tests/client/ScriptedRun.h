@@ -10,7 +10,7 @@
 
 #include <chrono>
 
-/** A run whose lines a test gives, a second apart. */
+/** A run with the lines of a test, one per second. */
 struct ScriptedRun
 {
     using Kind = client::AgentReply::Kind;
@@ -71,7 +71,7 @@ struct ScriptedRun
     }
     int exitCode() const { return int(client::outcomeOf(model).exit); }
 
-    /** What is waited for after so much silence. */
+    /** The text about the late answer after this time without lines. */
     QString waitAfter(ms silence) const
     {
         const auto wait = watch.at(now + silence);

@@ -8,7 +8,7 @@
 
 #include <chrono>
 
-/** A device of three chips on a clock that only the test moves, with its trace kept. */
+/** A device of three chips with a clock that the test controls, and its recorded trace. */
 struct TestDevice
 {
     std::chrono::microseconds now{0};
@@ -52,7 +52,7 @@ struct TestDevice
         return description;
     }
 
-    /** What the device answers to `hex`, as hexadecimal text; several answers with a blank. */
+    /** What the device answers to `hex`, as hexadecimal text; blanks separate several answers. */
     QByteArray ask(const QByteArray &hex)
     {
         QByteArray text;

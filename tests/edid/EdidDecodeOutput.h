@@ -62,7 +62,7 @@ struct EdidDecodeOutput
     /** Runs edid-decode on a file. */
     static EdidDecodeOutput ofFile(const QString &path);
 
-    /** The report that these facts amount to, written without any of the code under test. */
+    /** The report for these facts, made without the code under test. */
     QString status() const;
     QString identification() const;
     QString timings() const;

@@ -36,7 +36,7 @@ inline QByteArray realDump(const QString &name)
     return readFile(dataPath(name + ".bin"));
 }
 
-/** Everything that one parse lets out. */
+/** All outputs of one parse. */
 struct Outcome
 {
     QList<QList<QString>> emitted;
@@ -62,8 +62,8 @@ inline Outcome outcomeOf(const QByteArray &dump)
 }
 
 /**
- * A made-up dump of which a test sets only what it is about. Checksums are set by bytes(), unless
- * the test breaks them there.
+ * An artificial dump in which a test sets only the values that it needs. bytes() sets the
+ * checksums, unless the test breaks them there.
  */
 class DumpBuilder
 {
@@ -90,7 +90,7 @@ public:
         return set(132, blocksHex);
     }
 
-    /** Where the extension's timings start, whatever the data blocks say. */
+    /** The start of the extension's timings, regardless of the data blocks. */
     DumpBuilder &timingsStart(int d) { return set(130, QByteArray(1, char(d)).toHex()); }
 
     QByteArray bytes() const

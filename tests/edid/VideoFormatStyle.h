@@ -5,8 +5,8 @@
 #include <QString>
 
 /**
- * A video format as edid-decode lists it, "VIC  97:  3840x2160   60.000000 Hz  16:9 ...", and the
- * report's way to write it, derived by rule and not from the tables under test.
+ * A video format as edid-decode lists it, "VIC  97:  3840x2160   60.000000 Hz  16:9 ...", and its
+ * form in the report, derived by rule and not from the tables under test.
  */
 struct ListedFormat
 {

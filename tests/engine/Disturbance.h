@@ -5,7 +5,7 @@
 #include <QString>
 #include <QStringList>
 
-/** The chains of commands that the engine can be asked for. */
+/** The chains of commands of the engine. */
 enum class Chain {
     Upgrade,
     /** An upgrade of a device whose main MCU runs its bootcode. */
@@ -14,12 +14,12 @@ enum class Chain {
     Write,
 };
 
-/** What goes wrong with one command and its reply. */
+/** The failures of one command and its reply. */
 enum class Trouble {
     None,
-    /** The device does not hear the command. */
+    /** The device does not receive the command. */
     Silent,
-    /** The device obeys, and its reply is lost. */
+    /** The device executes the command, and its reply is lost. */
     LostReply,
     /** An extended status frame with a status other than 0. */
     Refused,
@@ -28,13 +28,13 @@ enum class Trouble {
     BadChecksum,
     WrongWord,
     WrongAddress,
-    /** The reply breaks off in its middle. */
+    /** Only the first half of the reply arrives. */
     Half,
     /** The reply comes after the retry, before the reply to the retry. */
     Late,
     /** The same, both in one chunk. */
     LateMerged,
-    /** Late, and the device does not hear the next command. */
+    /** Late, and the device does not receive the next command. */
     LateNextSilent,
     Duplicate,
     /** The same, in two chunks. */
@@ -42,9 +42,9 @@ enum class Trouble {
     SingleBytes,
     Noise,
     Echo,
-    /** The link is gone from this command on. */
+    /** The link is lost from this command on. */
     Unplugged,
-    /** The device restarts instead of hearing the command. */
+    /** The device restarts instead of receiving the command. */
     PowerCut,
 };
 
@@ -77,7 +77,7 @@ struct MatrixRow
     int chipType;
     int chipIndex;
     int mcuType;
-    /** Of what runs in the chip; the package has a newer one. */
+    /** The version in the chip; the package has a newer one. */
     int version[3];
 };
 

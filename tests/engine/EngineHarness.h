@@ -25,7 +25,7 @@ public:
     void close() override { m_open = false; }
     bool isOpen() const override { return m_open; }
 
-    /** The port cannot be opened any more, and is closed. */
+    /** Closes the port; it cannot be opened again. */
     void unplug();
     void plugIn() { m_present = true; }
     /** Delivers bytes as if the device had sent them. */
@@ -33,11 +33,11 @@ public:
     /** Every chunk reaches the engine in pieces of this size; 0 leaves it whole. */
     void setPieceSize(int size) { m_pieceSize = size; }
 
-    /** What comes back for a frame, chunk by chunk, in the device's stead. */
+    /** Answers a frame instead of the device, chunk by chunk. */
     std::function<QList<QByteArray>(const QByteArray &frame)> answerInstead;
-    /** Asked before each write; true makes it fail. */
+    /** Called before each write; true makes it fail. */
     std::function<bool(const QByteArray &frame)> failWrite;
-    /** What the device itself would answer, all of it in one chunk. */
+    /** The answer of the device, in one chunk. */
     QByteArray deviceAnswer(const QByteArray &frame);
 
     /** Delivers everything that is due, and the replies to it. False when nothing was due. */
@@ -73,14 +73,14 @@ public:
 
     static DeviceDescription twoMcus();
     static platform::Platform scaledPlatform(const QString &dir);
-    /** The same times, and a run guard that expires as soon as it may. */
+    /** The same times, and the shortest possible run guard. */
     static platform::TimeOuts withShortGuard();
 
     const platform::Platform &platform() const { return m_platform; }
-    /** Those of the next engine. */
+    /** The limits of the next engine. */
     platform::Limits &limits() { return m_platform.limits; }
     platform::Pauses &pauses() { return m_platform.pauses; }
-    /** Drops the engine, whatever it is at, and makes a new one for the same device. */
+    /** Replaces the engine in its current state by a new one for the same device. */
     void restartEngine();
 
     void setPackage(const QByteArray &bytes);
@@ -90,7 +90,7 @@ public:
 
     /** Connects, starts a run and waits for its end; the transcript is in `lines`. */
     bool run(const QStringList &rows, int mode);
-    /** Forgets what was said and sent so far. */
+    /** Clears the recorded lines and frames. */
     void clear();
     /** Waits until the engine is idle. */
     bool waitForEnd(int milliseconds = 20'000);
@@ -110,8 +110,8 @@ public:
     QList<double> progress;
 
 protected:
-    /** No time-out is served while an answer is due, however long the machine was busy elsewhere:
-     *  so the order of events depends on what a test does, and never on how fast it runs. */
+    /** No time-out expires while an answer is due, even if the machine was busy for long: so the
+     *  order of events depends on the test, and never on its speed. */
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:

@@ -4,10 +4,10 @@
 #include "engine/LineModel.h"
 
 /**
- * What the engine must do in one case of the failure matrix, written down a second time and in
- * another way than the engine has it: as plain loops over "send, wait, try again", one for each
- * kind of command, against the model of the line. The texts and the rule of three sends are the
- * protocol's; what a reply is worth to which command is stated in the few lines of judge().
+ * The expected behaviour of the engine in one case of the failure matrix, implemented independently
+ * and in another form: as plain loops over "send, wait, try again", one for each kind of command,
+ * with the model of the line. The texts and the rule of three attempts are the protocol's; judge()
+ * has the rules for the meaning of a reply to a command.
  */
 class EngineModel
 {

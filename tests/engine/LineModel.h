@@ -5,7 +5,7 @@
 
 #include <optional>
 
-/** A reply as the model sees it: what it answers, for which row, and what it is worth. */
+/** A reply in the model: the command that it answers, the row, and its kind. */
 struct ModelReply
 {
     enum class Worth { Good, Refused, Short };
@@ -28,16 +28,16 @@ class LineModel
 public:
     explicit LineModel(const Disturbance &disturbance) : m_disturbance(disturbance) {}
 
-    /** A command goes out; false when the link is gone. */
+    /** Sends a command; false when the link is lost. */
     bool send(const QString &word, int row = -1);
 
     /** The reply to `word`, or nothing when the wait ends by its time-out. A reply that
      *  names another row is dropped. */
     std::optional<ModelReply> receive(const QString &word, int row = -1);
 
-    /** The rest of what arrived together with the reply that was taken last is dropped. */
+    /** Drops the other replies of the chunk of the last received reply. */
     void dropChunk();
-    /** Nothing is awaited for a while: whatever is there or comes is dropped. */
+    /** A pause without a wait: all replies during it are dropped. */
     void dropAll() { m_inbox.clear(); }
 
     bool isHalfWritten(int row) const { return m_flash[row].half; }
@@ -56,9 +56,9 @@ private:
     {
         bool open = false;
         int next = 0;
-        /** The block stored last; it may come again. */
+        /** The last stored block, which may be repeated. */
         int last = -1;
-        /** An image was begun and not completed, so that nothing runs in the chip. */
+        /** The image is incomplete, so the chip runs no application. */
         bool half = false;
     };
 

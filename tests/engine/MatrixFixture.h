@@ -10,7 +10,8 @@ class MatrixFixture
 public:
     explicit MatrixFixture(const Disturbance &disturbance);
 
-    /** Runs the chain to its end. False when it does not end, or leaves something in flight. */
+    /** Runs the chain to its end. False when it does not end, or the engine is not idle after it.
+     */
     bool run();
     /** An undisturbed upgrade after it; every row must be written. */
     bool upgradeAgain();

@@ -17,11 +17,11 @@
 
 #include <optional>
 
-/** What a step finds in a reply. */
+/** The result of a step for a reply. */
 using FoundEvent = std::optional<engine::Event>;
 Q_DECLARE_METATYPE(FoundEvent)
 
-/** A link that keeps what is sent, and delivers what a test hands in. */
+/** A link that records what is sent, and delivers the replies of a test. */
 class FakeDeviceLink : public links::DeviceLink
 {
     Q_OBJECT
@@ -54,7 +54,7 @@ public:
     QList<QByteArray> sent;
 };
 
-/** The parts that every other one reports to, and what they got. */
+/** The parts that all others report to, with their recorded reports. */
 struct ReportBench
 {
     ReportBench()
@@ -74,7 +74,7 @@ struct ReportBench
     engine::RunProgress progress;
 };
 
-/** The parts below the engine's runs, over a link that a test plays. */
+/** The parts below the engine's runs, with a fake link. */
 struct PartBench : ReportBench
 {
     PartBench()

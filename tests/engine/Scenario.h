@@ -4,7 +4,7 @@
 #include "engine/EngineHarness.h"
 #include "engine/TestPackage.h"
 
-/** A chip of a test device; its name, place and version are what tests care about. */
+/** A chip of a test device; tests use its name, address and version. */
 inline ChipDescription testChip(const char *name, int type, int index, const char *version,
                                 int mcuType = 1)
 {
@@ -50,9 +50,9 @@ struct Scenario : EngineHarness
 
     bool succeeded() const { return lines.endsWith(QStringLiteral("APPSTATUS|6")); }
 
-    /** The lines that hold `part`. */
+    /** The lines that contain `part`. */
     QStringList with(const char *part) const { return lines.filter(QLatin1String(part)); }
 
-    /** How many frames of one command were sent. */
+    /** The number of sent frames of one command. */
     int count(const char *word) const { return sentWords().count(QLatin1String(word)); }
 };

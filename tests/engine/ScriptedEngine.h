@@ -24,7 +24,7 @@ public:
 
     // The line's side
     void deliver(const QByteArray &bytes);
-    /** Delivers the next answer of the device, if any, in the form that `change` gives it. */
+    /** Delivers the next answer of the device, if any, after `change` has modified it. */
     template<typename Change>
     bool answer(Change change)
     {
@@ -34,16 +34,16 @@ public:
         return true;
     }
     void loseAnswers() { m_due.clear(); }
-    /** The word of the command that went out last. */
+    /** The word of the last sent command. */
     quint16 lastWord() const { return m_lastWord; }
     void failWrites(int count) { m_failures = count; }
     void unplug() { m_harness.link->unplug(); }
     void plugIn();
 
-    /** The device answers or, when it has nothing to say, time passes: so many times. */
+    /** Repeats: delivers an answer of the device or, if there is none, advances the time. */
     void carryOn(int steps);
     void advance(std::chrono::milliseconds time);
-    /** From now on nothing comes any more; whatever goes on must end. */
+    /** From now on no answer arrives; an active run must end. */
     void endInSilence();
 
     static int packageCount();
@@ -63,7 +63,7 @@ private:
     quint16 m_lastWord = 0;
     int m_failures = 0;
     int m_mode = 0;
-    /** Of the file being written; empty while a package is. */
+    /** The image of a single file; empty while a package is written. */
     QByteArray m_fileImage;
     int m_installs = 0;
     bool m_owesStatus = false;

@@ -8,9 +8,9 @@
 #include <limits>
 
 /**
- * While one of these exists, the program's calls of pread(2) count, and may do less than they
- * could. FaultyReads.cpp replaces the function of the C library, so that it belongs into the
- * sources of the test program itself. Set up everything before the first read.
+ * While an object exists, the program's calls of pread(2) are counted and may fail or return fewer
+ * bytes. FaultyReads.cpp replaces the function of the C library, so it must be a source of the test
+ * program itself. Set up everything before the first read.
  */
 class FaultyReads
 {
@@ -20,7 +20,7 @@ public:
     FaultyReads(const FaultyReads &) = delete;
     FaultyReads &operator=(const FaultyReads &) = delete;
 
-    /** No read gives more bytes at once. */
+    /** The maximum number of bytes of a read. */
     qint64 most = std::numeric_limits<qint64>::max();
     /** Every second read is interrupted by a signal. */
     bool interrupted = false;
@@ -32,10 +32,10 @@ public:
     std::function<void(int number)> beforeRead;
 
     int reads() const { return m_reads; }
-    /** How many were read in all. */
+    /** The number of all read bytes. */
     qint64 bytes() const { return m_bytes; }
 
-    /** What pread(2) does now. */
+    /** The current behaviour of pread(2). */
     long perform(int file, void *buffer, unsigned long length, qint64 offset);
 
 private:

@@ -3,7 +3,7 @@
 
 #include <sys/resource.h>
 
-/** Allows the process fewer descriptors while it lives. */
+/** Reduces the process's limit on descriptors while the object exists. */
 class FewDescriptors
 {
 public:

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** Files may not grow beyond so many bytes meanwhile: the disk is full. */
+/** Simulates a full disk while the object exists: limits the size of files. */
 class FullDisk
 {
 public:

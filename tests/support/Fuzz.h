@@ -7,15 +7,15 @@
 #include <cstdio>
 #include <cstdlib>
 
-/** Unlike an assertion also there in a release build. */
+/** An assertion that release builds have, too. */
 inline void require(bool condition)
 {
     if (!condition)
         std::abort();
 }
 
-/** What the code under test says there is of no use here. The sanitizers are heard all the same:
- *  they write to the descriptor. */
+/** Discards the standard error of the code under test. Sanitizers still write to the
+ *  descriptor. */
 inline void silenceStandardError()
 {
     static FILE *const nowhere = std::fopen("/dev/null", "w");

@@ -8,7 +8,7 @@
 #include <QCryptographicHash>
 #include <QList>
 
-/** Frames that a sender of a block-by-block NET upgrade emits. */
+/** Frames of a sender of a NET image, block by block. */
 namespace netframes {
 
 inline QByteArray enter(quint8 start = protocol::mcu::hostStart)

@@ -11,7 +11,7 @@
 #include <cstring>
 #include <unistd.h>
 
-/** Plays the service manager: a datagram socket that keeps what it is sent. */
+/** Simulates the service manager: a datagram socket that records the messages. */
 class NotifyServer
 {
 public:
@@ -32,7 +32,7 @@ public:
     NotifyServer(const NotifyServer &) = delete;
     NotifyServer &operator=(const NotifyServer &) = delete;
 
-    /** Everything that has come since the last call. */
+    /** The messages since the last call. */
     QList<QByteArray> take()
     {
         QList<QByteArray> messages;

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <unistd.h>
 
-/** The process is an ordinary user meanwhile, as it is anyway when root has not started it. */
+/** While the object exists, a process of root has the permissions of an ordinary user. */
 class OrdinaryUser
 {
 public:

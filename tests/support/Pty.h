@@ -4,7 +4,7 @@
 #include <QByteArray>
 #include <QString>
 
-/** The master side of a pseudo-terminal; its other side is what a serial link opens. */
+/** The master side of a pseudo-terminal; a serial link opens the other side. */
 class Pty
 {
 public:
@@ -19,7 +19,7 @@ public:
     unsigned speed() const;
 
     void write(const QByteArray &bytes);
-    /** Everything that has come; waits until there are `count` bytes or nothing comes any more. */
+    /** All received bytes; waits until there are `count` bytes or no more arrive. */
     QByteArray read(int count);
     QByteArray readNow();
 

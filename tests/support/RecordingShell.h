@@ -11,13 +11,13 @@
 #include <memory>
 #include <mutex>
 
-/** A shell that runs nothing and remembers every command; usable from any thread. */
+/** A shell that only records its commands; any thread may use it. */
 class RecordingShell
 {
 public:
     /** Called with each command, after it was recorded, in the caller's thread. */
     std::function<void(const QString &command)> onRun;
-    /** What a digest command prints; by default the MD5 of the file that it names last. */
+    /** The output of a digest command; by default the MD5 of its last file argument. */
     std::function<QByteArray(const QString &command)> digest = md5OfNamedFile;
 
     platform::Shell shell()

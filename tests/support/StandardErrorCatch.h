@@ -3,7 +3,7 @@
 
 #include <array>
 
-/** What is written to standard error meanwhile goes to a pipe. */
+/** Redirects standard error to a pipe while the object exists. */
 class StandardErrorCatch
 {
 public:

@@ -58,9 +58,9 @@ public:
 
 } // namespace tests
 
-/** Makes the class known to the program. It runs with an event loop of Qt. */
+/** Registers the class with the program. It runs with an event loop of Qt. */
 #define AGENT_TEST(Class) static const TestCase testCase(__FILE__, tests::run<Class>);
 
-/** The same for tests that need no event loop, or bring one. */
+/** The same for tests that need no event loop, or create one. */
 #define AGENT_TEST_WITHOUT_APPLICATION(Class)                                                      \
     static const TestCase testCase(__FILE__, tests::runWithoutApplication<Class>);

@@ -10,10 +10,10 @@
 #include <QByteArray>
 
 /**
- * Watches a link from outside, and so knows what of an image is certainly in the device: blocks go
- * out in order, the next one only when the one before was acknowledged, and repeated unchanged
- * otherwise. Shares no code with the uploader: whatever part of the bytes received since the last
- * frame is a checked acknowledgement counts, wherever it stands.
+ * Observes a link and records which part of an image is certainly in the device: blocks are sent in
+ * order, the next one only after the acknowledgement of the previous one, and repeated unchanged
+ * otherwise. Shares no code with the uploader: a valid acknowledgement at any position of the bytes
+ * that were received since the last frame counts.
  */
 class TransferWitness
 {
@@ -38,7 +38,7 @@ public:
 
     void received(const QByteArray &bytes) { m_received += bytes; }
 
-    /** Since the last frame something came that answers this command. */
+    /** An answer to this command was received since the last frame. */
     bool isAnswered(quint16 word) const { return hasReply(word, false); }
     /** The same, and its status or first result is 0. */
     bool isAccepted(quint16 word) const { return hasReply(word, true); }

@@ -11,8 +11,8 @@
 #include <vector>
 
 /**
- * The main thread's event dispatcher, on a clock that only the test moves. Timers fire in the order
- * in which they are due, with their real intervals, and no real time passes.
+ * The main thread's event dispatcher, with a clock that the test controls. Timers expire in the
+ * order in which they are due, with their real intervals, and no real time passes.
  */
 class VirtualTime : public QAbstractEventDispatcher
 {
@@ -20,7 +20,7 @@ public:
     using ms = std::chrono::milliseconds;
     using Interval = std::conditional_t<(QT_VERSION_MAJOR < 6), int, qint64>;
 
-    /** The one of this process, made with its application at the first call. */
+    /** The instance of this process, created with its application at the first call. */
     static VirtualTime &instance()
     {
         static VirtualTime *const time = make();
@@ -29,7 +29,7 @@ public:
 
     ms now() const { return m_now; }
 
-    /** Fires everything that is due by then. */
+    /** Advances the time; all timers that become due expire. */
     void advance(ms time)
     {
         const ms end = m_now + time;
@@ -39,7 +39,7 @@ public:
         m_now = end;
     }
 
-    /** Lets the time pass until a timer fires. False when there is none. */
+    /** Advances the time until a timer expires. False when there is none. */
     bool fireNext()
     {
         const auto next = nextTimer();
@@ -123,14 +123,14 @@ private:
         return time;
     }
 
-    /** Among those due at the same time the one that has waited longest. */
+    /** The next timer; of several that are due at the same time, the oldest. */
     Timers::iterator nextTimer()
     {
         return std::min_element(m_timers.begin(), m_timers.end(),
                                 [](const Timer &a, const Timer &b) { return a.due < b.due; });
     }
 
-    /** A timer goes on until it is unregistered, which may well happen in its own event. */
+    /** A timer repeats until it is unregistered, possibly in its own event. */
     void fire(Timers::iterator timer)
     {
         Timer fired = *timer;

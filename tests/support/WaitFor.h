@@ -8,7 +8,7 @@
 
 /**
  * Runs the event loop until `condition` holds or the limit has passed; returns whether it holds.
- * Waits for events and not for fixed times, so that a test takes as long as what it tests.
+ * Waits for events and not for fixed times, so that a test takes no longer than necessary.
  */
 template<typename Condition>
 bool waitFor(Condition condition, int limitMilliseconds = 60'000)
@@ -26,7 +26,7 @@ bool waitFor(Condition condition, int limitMilliseconds = 60'000)
     return true;
 }
 
-/** Lets everything happen that is due by now, deferred deletions included. */
+/** Processes all pending events, deferred deletions included. */
 inline void settle()
 {
     QCoreApplication::sendPostedEvents();

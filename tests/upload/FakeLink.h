@@ -16,7 +16,7 @@
 class FakeLink : public CoreCOMQ
 {
 public:
-    /** How many of the next writes fail. */
+    /** The number of following writes that fail. */
     int failures = 0;
     QList<QByteArray> sent;
     /** Called before each write. */
@@ -38,13 +38,13 @@ protected:
     }
 };
 
-/** The device's word for a block: accepted (0) or refused. */
+/** The device's answer to a block: accepted (0) or refused. */
 inline QByteArray blockReply(quint8 status = 0)
 {
     return protocol::mcu::buildStatusFrame(protocol::mcu::replyStart, {}, 0x7901, status);
 }
 
-/** An uploader on a fake link, with everything that it says. */
+/** An uploader on a fake link, with its recorded signals. */
 struct Transfer
 {
     FakeLink link;
@@ -68,7 +68,7 @@ struct Transfer
                          });
     }
 
-    /** For tests in which nothing may ever wait. */
+    /** For tests without any waiting. */
     static platform::TimeOuts neverTimeOuts()
     {
         platform::TimeOuts timeOuts;
@@ -94,14 +94,14 @@ struct Transfer
 
     void start(const QByteArray &image) { upload.uploadData(7, 2, image, image.size()); }
 
-    /** Accepts the block in flight and lets a pause that takes no time pass. */
+    /** Acknowledges the block in flight and processes the pause of 0 ms after it. */
     void acknowledge()
     {
         link.deliver(blockReply());
         settle();
     }
 
-    /** Acknowledges every block until none comes any more. */
+    /** Acknowledges every block until no more are sent. */
     void acknowledgeAll()
     {
         for (int answered = 0; answered < link.sent.size(); ++answered)
