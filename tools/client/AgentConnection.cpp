@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 
 constexpr auto longestConnect = 10s;
 constexpr int pulsesPerTimeOut = 4;
-/** What is read at once; the parser's memory depends on it. */
+/** The size of one read; the parser's memory depends on it. */
 constexpr qint64 readBuffer = 256LL * 1024;
 
 bool isHeartbeat(QByteArray line)

@@ -15,15 +15,15 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 constexpr milliseconds heartbeat = 1s;
-/** By this much the line after a pause may be late. */
+/** The possible delay of the line after a pause. */
 constexpr milliseconds pauseTolerance = 200ms;
-/** Tries of a command or block, and of a whole image. */
+/** Attempts of a command or block, and of a whole image. */
 constexpr int tries = 3;
 /** A device restarts during the first of these intervals, and is polled in the others. */
 constexpr auto restart = 4 * timeOuts.otherCommand;
 /** Shorter waits are not shown. */
 constexpr milliseconds shortest = 3s;
-/** By this much the lines may be late. */
+/** The possible delay of the lines. */
 constexpr milliseconds tolerance = 2s;
 
 seconds whole(milliseconds time)
@@ -146,7 +146,7 @@ AnswerWatch::ms AnswerWatch::limit(ms waited) const
     case Awaited::UpdateMode:
         return timeOuts.uploadCommand;
     case Awaited::Block:
-        // A longer wait than that of a block is the wait for the last one.
+        // A wait longer than the time-out of a block is the wait for the last block.
         return (m_isFirstBlock && m_hasWritten) || waited > timeOuts.block ? timeOuts.lastBlock
                                                                            : timeOuts.block;
     case Awaited::Restart:
@@ -188,7 +188,7 @@ std::optional<AnswerWait> AnswerWatch::at(ms now) const
     const ms most = limit(waited);
     if (now - m_lastReply > std::max<ms>(restart, most) + tolerance)
         return AnswerWait{whole(now - m_lastReply), seconds(0), 0, 0, seconds(0)};
-    // A restart takes a while; the device is asked for the first time after that.
+    // The device is first polled after the time of a restart.
     const ms ordinary =
         m_awaited == Awaited::Restart ? timeOuts.otherCommand + tolerance : shortest;
     if (m_awaited == Awaited::Nothing || waited < ordinary)

@@ -48,7 +48,7 @@ int McuState::totalBlocks() const
 {
     if (imageSize >= 0)
         return int((imageSize + block::dataSize - 1) / block::dataSize);
-    // Every block of the image makes the same share of its percentage.
+    // Every block has the same share of the percentage.
     constexpr double leastSure = 1.0;
     return percent >= leastSure ? int(std::lround(blocks * wholeProgress / percent)) : -1;
 }

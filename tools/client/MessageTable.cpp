@@ -29,7 +29,7 @@ constexpr const char *ofCause = nullptr;
 constexpr const char *nothing = "Nothing.";
 constexpr const char *waiting = "Wait.";
 
-// The columns are worth more than the line length here.
+// Here columns are easier to read than short lines.
 // clang-format off
 constexpr MessageRow serverRows[] = {
     {"device-busy",                consoletext::busy.data(),            Event::Busy,           ProblemId::Busy,                 ofCause},
@@ -210,7 +210,7 @@ constexpr MessageRow netRows[] = {
     {"net-ready-to-reboot",        nettext::readyToReboot,              Event::NetReboot,      ProblemId::None,                 "Connect again in a while."},
 };
 
-// Said while packages are built; "do not exist", "error" and their like are about the request.
+// Messages of the package builder; "do not exist", "error" and their like are about the request.
 constexpr MessageRow buildRows[] = {
     {"build-start",                buildtext::start,                    Event::Note,           ProblemId::None,                 nothing},
     {"build-not-json",             buildtext::notJson,                  Event::RunProblem,     ProblemId::DescriptionBroken,    ofCause},

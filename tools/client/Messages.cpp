@@ -12,7 +12,7 @@ namespace client {
 
 namespace {
 
-/** A text cut at its places: "'%1' is %2." becomes "'", "' is ", ".". */
+/** A text split at its places: "'%1' is %2." becomes "'", "' is ", ".". */
 struct Template
 {
     QStringList pieces;

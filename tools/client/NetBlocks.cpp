@@ -29,7 +29,7 @@ constexpr char moduleType = char(chip::networkModule);
 constexpr char moduleIndex = 0;
 constexpr char padding = char(block::lastPadding);
 
-/** A fragment with this word in it is taken for a notice and not for a block. */
+/** The module interprets a fragment with this word as a notice and not as a block. */
 const char *const noticeWord = "RebootDone";
 
 } // namespace
@@ -78,7 +78,7 @@ bool NetBlocks::next()
         data = data.leftJustified(block::dataSize, padding);
     m_offset += size;
     build(data);
-    // Block 0 begins an archive; a number that has run over must not become 0 again.
+    // Block 0 begins an archive; after an overflow the number must not become 0 again.
     m_number = m_number == 0xFFFF ? 1 : m_number + 1;
     return true;
 }

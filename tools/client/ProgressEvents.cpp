@@ -11,7 +11,7 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 
-/** Between two figures of the same tenth. */
+/** The time between two percentages of the same tenth. */
 constexpr milliseconds betweenFigures = 1s;
 
 QJsonObject eventNamed(const char *name)
@@ -35,7 +35,7 @@ double eventSeconds(milliseconds time)
     return std::chrono::duration<double>(time).count();
 }
 
-/** Which chip an event is about. */
+/** The members that identify the chip of an event. */
 void addChip(QJsonObject &event, const McuState &mcu, int row)
 {
     event["row"] = row;

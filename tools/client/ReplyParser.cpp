@@ -35,7 +35,7 @@ QByteArray trimmedBytes(QLatin1String word)
     return QByteArray{word.data(), word.size()}.trimmed();
 }
 
-/** The keys that come most often stand first. */
+/** The most frequent keys are first. */
 const std::vector<Key> &keys()
 {
     static const std::vector<Key> all = {
@@ -62,7 +62,7 @@ const QByteArray &fragmentKey()
     return key;
 }
 
-/** The longest frame that a receiver of blocks may answer with. */
+/** The longest answer of a receiver of blocks. */
 constexpr int maxFrameLength = 300;
 
 const Key *findKey(const QByteArray &line)
@@ -73,7 +73,7 @@ const Key *findKey(const QByteArray &line)
     return found == keys().end() ? nullptr : &*found;
 }
 
-/** What remains of `bytes` may still become `whole`. */
+/** Whether the rest of `bytes` is the beginning of `whole`. */
 bool mayBecome(const QByteArray &bytes, const QByteArray &whole)
 {
     return bytes.size() < whole.size() && whole.startsWith(bytes);

@@ -101,7 +101,7 @@ TimeLeft TimeEstimate::ofRow(const McuState &mcu, ms now) const
     return left;
 }
 
-/** A restarting device is asked for the first time after this. */
+/** A restarting device is first polled after this time. */
 TimeEstimate::ms TimeEstimate::restOfRestart(ms now) const
 {
     return std::max(ms(0), m_restartSince + timeOuts.otherCommand - now);

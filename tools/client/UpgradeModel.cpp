@@ -14,16 +14,16 @@ namespace client {
 
 namespace {
 
-/** Rows that lines with unknown names may add. */
+/** The maximum number of rows added by lines with unknown names. */
 constexpr int maxMcus = 4096;
 
-/** The agent takes every blank out of the rows that it is sent. */
+/** The agent removes all blanks from the rows of a request. */
 QString withoutBlanks(const QString &name)
 {
     return QString(name).remove(QLatin1Char(' '));
 }
 
-/** A name is a label where it is the only one of its kind. */
+/** The name is the label if no other row has it. */
 QString labelOf(const WantedMcu &row, const QVector<WantedMcu> &all)
 {
     const auto same = std::count_if(all.begin(), all.end(), [&](const WantedMcu &other) {
@@ -40,7 +40,7 @@ bool isRead(LineEvent event)
            event == LineEvent::VersionRead || event == LineEvent::ReadRetry;
 }
 
-/** Of the pass that decides about one MCU after the other and writes. */
+/** In the pass that decides about the MCUs in order and writes them. */
 bool isWrite(LineEvent event)
 {
     return (event >= LineEvent::EnterSent && event <= LineEvent::RowRefused) ||
@@ -81,14 +81,14 @@ bool UpgradeModel::take(const AgentReply &reply, ms now)
     if (m_phase == RunPhase::Joining)
         takeStart(reply);
     const bool isTaken = !hasEnded() && takeReply(reply, now);
-    // The verdict comes right after the words about the link; takeLine() knows about log lines.
+    // The result directly follows the lines about the link; takeLine() handles log lines.
     if (isTaken && reply.kind != AgentReply::Kind::Disconnected &&
         reply.kind != AgentReply::Kind::Log)
         m_mayHaveGap = false;
     return isTaken;
 }
 
-/** Before the first MCU come the words about the link and the model of the device. */
+/** The lines about the link and the model of the device precede the first MCU. */
 void UpgradeModel::takeStart(const AgentReply &reply)
 {
     const bool isLog = reply.kind == AgentReply::Kind::Log;
@@ -189,7 +189,7 @@ void UpgradeModel::takeProgress(double percent, ms now)
     McuState *mcu = currentMcu();
     if (mcu == nullptr || mcu->phase < McuPhase::Erasing || mcu->phase > McuPhase::Writing)
         return;
-    // Without the number of rows an MCU's own share is not known, only that a block was sent.
+    // Without the number of rows the share of an MCU is not known, only that a block was sent.
     const double own = m_knowsRows ? percent * m_mcus.size() - wholeProgress * m_current : percent;
     if (m_knowsRows)
         mcu->percent = std::clamp(own, 0.0, wholeProgress);
@@ -200,7 +200,7 @@ void UpgradeModel::takeProgress(double percent, ms now)
     ++mcu->blocks;
 }
 
-/** The agent is at the row that progress is in, also where the lines about that row were lost. */
+/** Derives the current row from the progress, also if the lines about that row were lost. */
 void UpgradeModel::followProgress(double percent, ms now)
 {
     const int rows = m_mcus.size();
@@ -208,7 +208,7 @@ void UpgradeModel::followProgress(double percent, ms now)
         return;
     const int row = int(percent * rows / wholeProgress);
     const double own = percent * rows - wholeProgress * row;
-    // Two decimals are sent. The end of a row is also that of one that was given up.
+    // Two decimals are sent. A failed row ends at the same percentage as a successful one.
     const double leastSure = 0.01 * rows;
     McuState &mcu = m_mcus[row];
     const bool isKnown = row == m_current && mcu.phase >= McuPhase::Erasing;
@@ -231,7 +231,7 @@ void UpgradeModel::end(bool succeeded, ms now)
         moveTo(m_mcus.size(), now);
     }
     m_succeeded = succeeded;
-    // No run is a success before the device is back from its reboot.
+    // A run succeeds only after the reboot of the device.
     m_hasRebooted = m_hasRebooted || succeeded;
     if (succeeded)
         m_percent = wholeProgress;
@@ -247,7 +247,7 @@ void UpgradeModel::settle(McuState &mcu, ms now)
 {
     if (mcu.result != McuResult::Open)
         return;
-    // A run that came to its end has said how each image ended.
+    // A complete run has reported the result of each image.
     if (mcu.isLost || (m_succeeded && mcu.isAtWork())) {
         finish(mcu, McuResult::Unknown, now);
         return;
@@ -303,7 +303,7 @@ void UpgradeModel::moveTo(int row, ms now)
 McuState &UpgradeModel::mcuNamed(const QString &name, ms now)
 {
     int index = findMcu(name);
-    // Two rows may have the same name; what is written after the end of one belongs to the next.
+    // Two rows may have the same name; after the end of one, lines belong to the next.
     if (index >= 0 && !m_knowsRows && !m_isReading && m_mcus.at(index).phase == McuPhase::Finished)
         index = -1;
     if (index < 0)

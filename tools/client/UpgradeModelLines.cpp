@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What each line of the agent does to the model.
+// The effect of each line of the agent on the model.
 #include "client/UpgradeModel.h"
 
 #include "protocol/ChipTypes.h"

@@ -21,7 +21,7 @@ QString counted(int count)
     return count == 1 ? QStringLiteral("1 MCU") : QStringLiteral("%1 MCUs").arg(count);
 }
 
-/** Why MCUs failed: the first reason, but an image that was begun matters more than others. */
+/** Why MCUs failed: the first reason; that of an incomplete image has priority. */
 ProblemId failureOfMcus(const UpgradeModel &model)
 {
     ProblemId cause = ProblemId::None;
@@ -87,7 +87,7 @@ UpgradeOutcome outcomeOfFailure(const UpgradeModel &model)
         cause = model.sawBeginning() ? ProblemId::Unexplained : ProblemId::BeginningUnseen;
     UpgradeOutcome outcome =
         failure(cause, QStringLiteral("The upgrade failed: %1.").arg(countsText(model)));
-    // The agent says that it failed, whatever the reason says.
+    // The agent reports a failure, regardless of the reason.
     if (outcome.exit == ExitCode::Done || outcome.exit == ExitCode::Usage ||
         outcome.exit == ExitCode::NothingToDo || cause == ProblemId::BeginningUnseen)
         outcome.exit = ExitCode::Failed;

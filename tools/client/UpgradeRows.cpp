@@ -47,7 +47,7 @@ bool isPlain(QChar character)
     return character.unicode() >= 0x20 && character.unicode() < 0x7F;
 }
 
-/** A word that would make another request of the line, wherever in the line it stands. */
+/** A word that would turn the line into another request, at any position. */
 bool holdsARequest(const QString &row)
 {
     const QLatin1String words[] = {consoletext::heartbeat, consoletext::getFirmwareList,
@@ -64,7 +64,7 @@ bool isNumber(const QString &text)
     return ok && value >= 0 && value <= 255;
 }
 
-/** What an agent cannot be sent in a name is replaced: the name only stands in its lines. */
+/** Replaces the characters of a name that a request cannot contain; the name is only shown. */
 QString sendable(const QString &name)
 {
     QString plain = name;
@@ -81,13 +81,13 @@ void appendRow(UpgradeRows &result, const PackageRow &row, const QStringList &li
         {row.name, row.chipType, row.chipIndex, versionFor(row.name, row.chipType, list)});
 }
 
-/** The agent takes blanks out of a name. */
+/** The agent removes blanks from a name. */
 QString asNamed(const WantedMcu &mcu)
 {
     return sendable(mcu.name).remove(QLatin1Char(' '));
 }
 
-/** A name that other rows have, too, is sent with chip type and chip index. */
+/** A name of several rows is sent with chip type and chip index. */
 void fillRequest(UpgradeRows &result)
 {
     QMap<QString, int> counts;

@@ -9,7 +9,7 @@
 
 namespace {
 
-// The script's frame; the marks are replaced by what the parser has. "$command" is empty until the
+// The template of the script; data of the parser replace the marks. "$command" is empty until the
 // sub-command, "$place" counts arguments, and "$open" is an option that waits for its value.
 const char *const scriptFrame = R"(# bash completion for @program@
 _@function@()
@@ -59,7 +59,7 @@ QString completeWith(const QString &hint)
     return QStringLiteral("with=(%1)").arg(hint);
 }
 
-/** The options of an app and of its groups, which the parser takes for apps without a name. */
+/** The options of an app and of its groups, which are apps without a name for the parser. */
 std::vector<const CLI::Option *> optionsOf(const CLI::App &app)
 {
     std::vector<const CLI::Option *> options = app.get_options();

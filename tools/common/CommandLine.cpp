@@ -12,14 +12,14 @@
 
 namespace {
 
-/** Ends the parsing like a request for help, before anything is called missing. */
+/** Ends the parsing like a request for help, before missing arguments are reported. */
 struct CallForCompletion : public CLI::Success
 {
 };
 
 std::vector<std::string> wordsOf(const QStringList &arguments)
 {
-    // The parser takes them from the end.
+    // The parser reads them from the end.
     std::vector<std::string> words;
     for (int i = arguments.size() - 1; i > 0; --i)
         words.push_back(arguments.at(i).toStdString());
@@ -190,7 +190,7 @@ QString CommandLine::helpText() const
     const auto chosen = m_app->get_subcommands();
     if (chosen.empty())
         return QString::fromStdString(m_app->help());
-    // The parser's own help of a sub-command leaves out what it takes from the program.
+    // The parser's help of a sub-command does not contain the options of the program.
     const auto shared =
         m_app->get_options([](const CLI::Option *option) { return !option->check_lname("help"); });
     const std::string own = chosen.front()->help(m_app->get_name());
@@ -226,7 +226,7 @@ std::optional<QString> CommandLine::aboutVersion(const QStringList &arguments) c
         .arg(longer.first(), value);
 }
 
-/** About a word that is neither an option, a command nor an argument. */
+/** The error for a word that is neither an option, a command nor an argument. */
 QString CommandLine::aboutWord(const QString &word) const
 {
     QStringList candidates;

@@ -8,7 +8,7 @@
 
 namespace {
 
-/** Longer words may have more slips. */
+/** Longer words may have more typing errors. */
 int mostSlips(const QString &word)
 {
     constexpr int lettersForOneMore = 4;

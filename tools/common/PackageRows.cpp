@@ -14,7 +14,7 @@ using package::PackageDescription;
 
 namespace {
 
-/** What the entries of one chip type come to. */
+/** The sums of the entries of one chip type. */
 struct ChipKind
 {
     QString name;
@@ -58,7 +58,7 @@ QVector<ChipKind> kindsOf(const PackageDescription &package)
             kinds.append({image.name, image.chipType, image.chipIndex});
             continue;
         }
-        // Images for several boards: the chip's own name fits all of them.
+        // Images for several boards: the name of the chip fits all of them.
         const QString chipName = description::text(entries.at(i).chip, package::key::name);
         if (kind->name != image.name && !chipName.isEmpty())
             kind->name = chipName;

@@ -6,7 +6,7 @@
 
 namespace {
 
-// In the order of the enumeration. One problem is one entry, which the formatter would spread out.
+// In the order of the enumeration. Each problem is one entry; clang-format would split it.
 // clang-format off
 constexpr ProblemRow problemRows[] = {
     {ProblemId::None, ExitCode::Done, "none",

@@ -17,7 +17,7 @@ using protocol::AuxChip;
 
 namespace {
 
-/** Reads the values of one object and remembers the first thing that is wrong with it. */
+/** Reads the values of one object and records its first error. */
 class ObjectReader
 {
 public:
@@ -172,7 +172,7 @@ QVector<Item> readItems(ObjectReader &parent, const QString &key, Item (*readOne
     return items;
 }
 
-/** How many chips of a type the main MCU's record names; one if it says nothing. */
+/** The quantity of a chip type in the main MCU's record; 1 if the type is not in it. */
 quint8 quantityOf(quint8 chipType, const QVector<AuxChip> &auxChips)
 {
     const auto found =
@@ -181,7 +181,7 @@ quint8 quantityOf(quint8 chipType, const QVector<AuxChip> &auxChips)
     return found == auxChips.end() ? quint8(1) : found->quantity;
 }
 
-/** A device of the other numbering has the quantity where chips have their index. */
+/** With the numbering "quantity" the quantity is the index. */
 void numberByQuantity(DeviceDescription &device)
 {
     for (ChipDescription &chip : device.chips) {

@@ -145,7 +145,7 @@ QString ControlCommands::compareFlash(const QString &arguments)
         return error(QStringLiteral("TYPE and INDEX are numbers from 0 to %1").arg(largest));
     if (m_device.chip(quint8(type), quint8(index)) == nullptr)
         return error(QStringLiteral("no such chip"));
-    // A pipe would hold up the device.
+    // A pipe would block the device.
     if (QFileInfo::exists(path) && !QFileInfo(path).isFile())
         return error(QStringLiteral("%1: not an ordinary file").arg(path));
     QFile file(path);

@@ -33,7 +33,7 @@ ControlServer::ControlServer(ControlCommands &commands, QObject *parent)
 
 bool ControlServer::listen(const QString &path, QString *error)
 {
-    // Only the socket of an earlier run may be replaced. A relative name would be looked for in the
+    // Only the socket of an earlier run may be replaced. Qt would search a relative name in the
     // folder for temporary files.
     struct stat found
     {

@@ -67,7 +67,7 @@ std::optional<int> parseCount(const QString &text)
     return word >= 0 ? word + 1 : parseNumber(text, 1'000'000'000);
 }
 
-/** Puts a number that was read into a member; false when there was none. */
+/** Stores a parsed number in a member; false when there is none. */
 template<typename Member, typename Number>
 bool put(Member &member, const std::optional<Number> &number)
 {

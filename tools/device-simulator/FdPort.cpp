@@ -23,7 +23,7 @@ using namespace std::chrono_literals;
 
 constexpr auto hostLookInterval = 20ms;
 constexpr int chunkSize = 4096;
-/** More than any answer; what a host does not read beyond that is lost. */
+/** More than any answer; further unread bytes are lost. */
 constexpr int unwrittenLimit = 1024 * 1024;
 
 QString systemError()
@@ -31,7 +31,7 @@ QString systemError()
     return QString::fromLocal8Bit(std::strerror(errno));
 }
 
-/** A fresh terminal echoes and edits lines until its host says otherwise; a device does not. */
+/** A new terminal echoes and edits lines until its host disables this; a device does not. */
 void makeRaw(int fd)
 {
     termios settings{};
@@ -41,7 +41,7 @@ void makeRaw(int fd)
     }
 }
 
-/** What a symbolic link contains; empty for anything else. */
+/** The target of a symbolic link; empty for other files. */
 QByteArray targetOf(const QString &link)
 {
     std::array<char, PATH_MAX> target;
@@ -50,7 +50,7 @@ QByteArray targetOf(const QString &link)
     return QByteArray(target.data(), int(std::max<ssize_t>(size, 0)));
 }
 
-/** A link that may be replaced: it leads to a pseudo-terminal, or to one that is gone. */
+/** A link that may be replaced: it leads to an existing or a closed pseudo-terminal. */
 bool isLinkOfASimulator(const QString &path)
 {
     // The slaves of Unix 98 pseudo-terminals, in Linux's list of devices.
@@ -117,7 +117,7 @@ void FdPort::onReadable()
     }
     if (count < 0 && (errno == EAGAIN || errno == EINTR))
         return;
-    // A terminal reports an input error while no host has its other end open.
+    // A terminal reports an input error while no host has it open.
     if (count < 0 && errno == EIO) {
         waitForHost();
         return;
@@ -131,7 +131,7 @@ void FdPort::waitForHost()
     m_reader->setEnabled(false);
     m_writer->setEnabled(false);
     m_unwritten.clear();
-    // What a host did not read before it left, the next one must not find.
+    // The next host must not receive the unread bytes of the previous one.
     tcflush(m_fd, TCOFLUSH);
     m_lookForHost.start();
 }
@@ -173,7 +173,7 @@ PtyPort::PtyPort(const QString &linkPath, QObject *parent)
 
 PtyPort::~PtyPort()
 {
-    // Another simulator may have made the link its own meanwhile.
+    // Another simulator may have replaced the link meanwhile.
     if (m_isLinked && targetOf(m_linkPath) == ptsname(m_fd))
         QFile::remove(m_linkPath);
 }

@@ -16,7 +16,7 @@ constexpr int longestFrame = 4096;
 AssemblerRules hostRules()
 {
     AssemblerRules rules;
-    // Commands open with the host's start byte, extended status frames with the replies' one.
+    // Commands start with the host's start byte, extended status frames with that of replies.
     rules.startBytes.append(char(mcu::hostStart));
     rules.startBytes.append(char(mcu::replyStart));
     rules.maxLength = longestFrame - mcu::uncounted;

@@ -101,7 +101,7 @@ QString OptionReader::wrongValue(const char *name) const
     return QStringLiteral("%1: cannot read '%2'").arg(QLatin1String(name), value(name));
 }
 
-/** Each of these texts says what is wrong. */
+/** Each of these texts is an error. */
 QString OptionReader::readNumbers()
 {
     bool isNumber = true;

@@ -175,7 +175,7 @@ void SimulatedDevice::takeFrame(const QByteArray &frame, QVector<DeviceAnswer> &
         deliver(reply, frame, faults, answers);
 }
 
-/** Carries the command out, unless a fault keeps it from being heard or obeyed. */
+/** Executes the command, unless a fault prevents it. */
 QByteArray SimulatedDevice::obey(const HostCommand &host, const QVector<Fault> &faults)
 {
     using Kind = Fault::Kind;
@@ -242,7 +242,7 @@ void SimulatedDevice::deliver(QByteArray reply, const QByteArray &host,
         send(reply.mid(i, 1), delay + i * split->delay, answers);
 }
 
-/** While the device is busy its answers queue up, and then come out one after the other. */
+/** The answers of a busy device are queued, and sent one after the other later. */
 milliseconds SimulatedDevice::delayOf(const QVector<Fault> &faults)
 {
     milliseconds delay = m_extraDelay;
@@ -407,7 +407,7 @@ SimulatedDevice::Chip *SimulatedDevice::findChip(const HostCommand &host)
     return found == nullptr ? nullptr : &m_chips[int(found - m_chips.constData())];
 }
 
-/** A chip that is not there cannot answer. */
+/** A missing chip does not answer. */
 QByteArray SimulatedDevice::noSuchChip(const HostCommand &host)
 {
     violation(host.frame(), QStringLiteral("no chip that takes this command"), status::refused);

@@ -82,7 +82,7 @@ void Simulator::writeTrace(const TraceEvent &event)
         std::fputs(line.constData(), stderr);
     if (!m_traceFile.isOpen() || !m_traceProblem.isEmpty())
         return;
-    // The device plays on, since a host may be in the middle of something.
+    // The simulation continues, since a host may be in the middle of a run.
     if (m_traceFile.write(line) != line.size() || !m_traceFile.flush()) {
         m_traceProblem =
             QStringLiteral("%1: %2").arg(m_options.tracePath, m_traceFile.errorString());

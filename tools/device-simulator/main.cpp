@@ -17,7 +17,7 @@ CommandOutcome outcomeOf(const Simulator::Failure &failure)
     return failure ? CommandOutcome::failed(*failure) : CommandOutcome();
 }
 
-/** A host may connect: false when standard output takes no more. */
+/** Reports that a host may connect; false when standard output cannot be written. */
 bool writeReady(OutputForm form, const QString &address)
 {
     const bool isText = form == OutputForm::Text;
@@ -27,7 +27,7 @@ bool writeReady(OutputForm form, const QString &address)
                                         {QStringLiteral("address"), address}}));
 }
 
-/** The device plays on, since a host may be in the middle of something. */
+/** The simulation continues, since a host may be in the middle of a run. */
 void writeTraceLost(OutputForm form, const QString &reason)
 {
     const QString text = QStringLiteral("the trace ends here");
@@ -71,7 +71,7 @@ int main(int argc, char *argv[])
     if (const auto answer = reader.read(QCoreApplication::arguments()))
         return line.write(*answer);
 
-    // Files may be pipes, on which it waits; until then a signal ends the program at once.
+    // Opening a pipe may block; until then a signal ends the program at once.
     const OutputForm form = line.form();
     Simulator simulator(reader.options(),
                         [form](const QString &reason) { writeTraceLost(form, reason); });

@@ -47,7 +47,7 @@ ProblemId failureOf(const NetMergePlan &plan, ByteSource &package)
     return ProblemId::ImageChanged;
 }
 
-/** Whether a file that does not pass is a damaged image, and not another file. */
+/** Whether a rejected file is a damaged image, and not another file. */
 bool looksLikeNetImage(const package::NetImage &image)
 {
     return image.archiveLength > 0 && isNetVersion(QString::fromLatin1(image.version));

@@ -95,7 +95,7 @@ void Differences::pair(const PackageContents &a, int indexA, const PackageConten
         QStringLiteral("! %1: %2\n").arg(imageText(a, indexA), texts.join(QStringLiteral(", ")));
 }
 
-/** Images are the same when devices take them for the same chip; several of a kind by their order.
+/** Images correspond when devices use them for the same chip; several of a kind by their order.
  */
 void Differences::images(const PackageContents &a, const PackageContents &b)
 {

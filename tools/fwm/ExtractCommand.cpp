@@ -25,7 +25,7 @@ namespace {
 constexpr int longestName = 64;
 constexpr mode_t allPermissions = 0777;
 
-/** A file name from whatever a description calls the image: no folders, nothing hidden. */
+/** A file name from the name of an image: without folders, not hidden. */
 QString fileName(const PackageContents &contents, int index)
 {
     static const QRegularExpression unwanted(QStringLiteral("[^A-Za-z0-9._-]+"));
@@ -91,7 +91,7 @@ bool isFree(const QString &folder)
                                                  QDir::NoDotAndDotDot));
 }
 
-/** A temporary folder is private; this one shall be like any that people make. */
+/** A temporary folder is private; sets the default permissions of new folders. */
 void openToOthers(const QString &folder)
 {
     const mode_t mask = ::umask(0);
@@ -114,7 +114,7 @@ CommandOutcome runExtract(const Options &options)
     if (!isFree(target))
         return CommandOutcome::failed(ProblemId::FolderNotEmpty, options.output);
 
-    // Beside the target, and renamed when everything is in it: all of the folder or nothing.
+    // In the folder of the target, and renamed when it is complete.
     QTemporaryDir folder(QFileInfo(target).absolutePath() + QStringLiteral("/.fwm-XXXXXX"));
     if (!folder.isValid())
         return CommandOutcome::failed(ProblemId::CannotWrite,

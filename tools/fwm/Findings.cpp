@@ -190,7 +190,7 @@ void Collector::recordOf(int index)
     }
 }
 
-/** A device takes the first record that fits, so that a second one is never used. */
+/** A device uses the first matching record, so a second one is never used. */
 void Collector::duplicates()
 {
     QHash<QByteArray, qint64> first;

@@ -56,7 +56,7 @@ QString checksumText(const PackageContents &contents)
 QString headText(const QString &file, const PackageContents &contents,
                  const SignatureReport &signature)
 {
-    // Without the signature, the bytes at the places of the checksum and the version are others.
+    // Without the signature, the checksum and the version are not at their offsets.
     if (contents.header.error == PackageHeader::Error::NotAPackage)
         return tableText({{QStringLiteral("File"), printable(file)},
                           {QStringLiteral("Size"), QStringLiteral("%1 bytes").arg(contents.size)},

@@ -20,7 +20,7 @@ namespace {
 
 constexpr int noTimeOut = -1;
 
-/** Hands the archive on to the output and takes its MD5 meanwhile. */
+/** Copies the archive to the output and computes its MD5. */
 class ArchiveSink : public ByteSink
 {
 public:
@@ -44,7 +44,7 @@ private:
     qint64 m_size = 0;
 };
 
-/** What the archiver has against the source. */
+/** The archiver's error about the source. */
 QString errorsOf(QProcess &archiver, const Options &options)
 {
     const QString text = QString::fromLocal8Bit(archiver.readAllStandardError()).trimmed();
@@ -100,7 +100,7 @@ std::optional<CommandOutcome> packFolder(const Options &options, ArchiveSink &si
     return std::nullopt;
 }
 
-/** Whether the archiver can read it to its end and finds something in it. */
+/** Whether the archiver can read it to its end and finds entries. */
 std::optional<CommandOutcome> checkArchive(const Options &options)
 {
     ForkedProcess archiver;
@@ -109,7 +109,7 @@ std::optional<CommandOutcome> checkArchive(const Options &options)
                    QIODevice::ReadOnly);
     if (!archiver.waitForStarted())
         return CommandOutcome::failed(ProblemId::ArchiverFailed, errorsOf(archiver, options));
-    // The archiver takes a few bytes of anything for an archive without entries.
+    // The archiver accepts a few arbitrary bytes as an archive without entries.
     bool hasEntries = false;
     while (archiver.waitForReadyRead(noTimeOut))
         hasEntries = !archiver.readAllStandardOutput().isEmpty() || hasEntries;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The dry run: what an upgrade would do, by the engine's own rules, and how it would end.
+// The dry run: the actions and the result of an upgrade, by the rules of the engine.
 #include "bytes/FileSource.h"
 #include "fwm/Commands.h"
 #include "fwm/OpenPackage.h"
@@ -62,7 +62,7 @@ ProblemId problemOf(const PlannedRow &row)
                                                  : ProblemId::ImageNotWritten;
 }
 
-/** Why a run that comes to its end fails all the same: its first row that fails. */
+/** Why a complete run fails: its first failed row. */
 std::optional<Problem> failureOf(const RunPlan &plan, const QStringList &list)
 {
     const auto fails = [&](const PlannedRow &row) {
@@ -126,7 +126,7 @@ CommandOutcome outcomeOf(const Options &options, RunPlan plan, const PackageDesc
                          const PlanRows &rows)
 {
     CommandOutcome outcome;
-    // Only rows of a file may ask for what the package does not have.
+    // Only rows of a file may name chips that the package does not have.
     std::optional<Problem> problem = options.rows.isEmpty() ? std::nullopt : refuseRows(plan);
     const QString obstacle =
         problem ? QString::fromLatin1(refused) : obstacleOf(plan, package, rows);

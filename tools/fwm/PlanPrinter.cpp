@@ -43,7 +43,7 @@ QString fieldId(int index)
         .replace(QLatin1Char(' '), QLatin1Char('_'));
 }
 
-/** Whether the run asks a chip that is not there, and gets nowhere with it. */
+/** Whether the row fails because the device does not have the chip. */
 bool failsUnanswered(const PlannedRow &row, RowResult result)
 {
     return row.isSilent && result == RowResult::Failed;
@@ -157,7 +157,7 @@ QJsonArray rejectionsJson(const PlannedRow &row, const QStringList &list)
     return rejected;
 }
 
-/** What happens to the chip, after its name. */
+/** The text after the name of the chip. */
 QString headOf(const PlannedRow &row, RowResult result)
 {
     if (failsUnanswered(row, result))
@@ -190,7 +190,7 @@ RowResult resultOf(const PlannedRow &row, RunPlan::End end, const QStringList &f
     case Fate::NoFirmware:
         return RowResult::NoFit;
     case Fate::NotReached: {
-        // Of these only the silence of the main MCU is a failure of the row itself.
+        // Of these only the silence of the main MCU is a failure of the row.
         const bool isCause = end == RunPlan::End::MainSilent && row.isSilent &&
                              row.fields.value(field::chipType).toInt() == chip::mainMcu;
         return isCause ? RowResult::Failed : RowResult::NotReached;

@@ -27,7 +27,7 @@ PlanRows failed(ProblemId failure, const QString &detail)
     return rows;
 }
 
-/** A whole file, or why there is none. */
+/** The content of a file, or an error. */
 struct Content
 {
     QByteArray bytes;
@@ -48,7 +48,7 @@ Content contentOf(const QString &path)
     return {source.read(0, mostBytes), std::nullopt};
 }
 
-/** What is wrong with a row; empty for a good one. */
+/** The error of a row; empty for a valid one. */
 QString rowProblem(const QStringList &fields)
 {
     if (fields.size() != field::countWithVersions)
@@ -101,7 +101,7 @@ PlannedChip chipOf(const ChipDescription &chip)
     return planned;
 }
 
-/** The chip of a row of a file, which has all that there is to know. */
+/** The chip of a row of a file, which has all its values. */
 PlannedChip chipOf(const QStringList &fields)
 {
     PlannedChip planned;
@@ -115,14 +115,14 @@ PlannedChip chipOf(const QStringList &fields)
 /** The row as a client sends it: a name must not look like further fields. */
 QString rowOf(const PackageRow &row, Numbering numbering)
 {
-    // The agent's own rows have the names as they are.
+    // The rows that the agent makes have the names unchanged.
     const QString name = numbering == Numbering::Quantity
                              ? row.name
                              : QString(row.name).replace(QLatin1Char(','), QLatin1Char('_'));
     return QStringLiteral("%1,%2,%3").arg(name, decimal(row.chipType), decimal(row.chipIndex));
 }
 
-/** Which chip answers to a row; -1 for none. */
+/** The chip that answers to a row; -1 for none. */
 int findChip(const QVector<ChipDescription> &chips, const TypeAndIndexTable &rows, int line)
 {
     const auto isMeant = [&](const ChipDescription &chip) {

@@ -17,10 +17,10 @@ using package::PackageWriter;
 namespace {
 
 constexpr qint64 copyChunk = 65'536;
-/** As many as Linux follows. */
+/** The maximum number of links that Linux follows. */
 constexpr int mostLinks = 40;
 
-/** The folder in which a file of this name is written: links lead elsewhere. */
+/** The folder in which a file of this name is written, after its links are resolved. */
 QString folderOf(const QString &file)
 {
     QFileInfo info(file);

@@ -32,7 +32,7 @@ void AttachCommand::onReplyBefore(const AgentReply &reply)
         endWithoutRun();
 }
 
-/** From the refusal on the lines of the run come here. */
+/** After the refusal the agent sends the lines of the run to this client. */
 void AttachCommand::join()
 {
     setHeardOfRun();
@@ -58,7 +58,7 @@ void AttachCommand::endWithoutRun()
     finish(outcome);
 }
 
-/** When the run began is not known. */
+/** The start of the run is not known. */
 void AttachCommand::addRun(CommandOutcome &result)
 {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(followed());

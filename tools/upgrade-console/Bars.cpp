@@ -15,7 +15,7 @@ constexpr int nameWidth = 12;
 constexpr int stateWidth = 13;
 constexpr int shortestBar = 10;
 constexpr int longestBar = 30;
-/** What stands beside the bar: name, state, percent, rate, time, retries. */
+/** The texts next to the bar: name, state, percent, rate, time, retries. */
 constexpr int besideBar = 70;
 
 } // namespace

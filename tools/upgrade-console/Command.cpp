@@ -49,7 +49,7 @@ int Command::write(const CommandLine &line, const CommandOutcome &outcome)
     return line.write(outcome);
 }
 
-/** A run goes on without its reader, and so does the command: only its end reports the loss. */
+/** Without a reader the run and the command continue; the command reports the loss at its end. */
 bool Command::writeEvent(const QJsonObject &event)
 {
     if (m_options.form != OutputForm::JsonLines || m_isOutputLost)

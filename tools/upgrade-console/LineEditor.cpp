@@ -15,7 +15,7 @@ namespace {
 constexpr int longestLine = 1024 * 1024;
 const char *const prompt = "> ";
 
-/** The library's callback takes no argument of ours; there is one standard input, too. */
+/** The library's callback has no user argument; there is only one standard input anyway. */
 LineEditor *theEditor = nullptr;
 
 } // namespace
@@ -98,7 +98,7 @@ void LineEditor::takeEdited(char *text)
         add_history(text);
     const QString line = QString::fromLocal8Bit(text);
     std::free(text); // NOLINT(cppcoreguidelines-no-malloc): the library's own memory
-    // The library leaves the terminal to others after a line.
+    // The library resets the terminal after a line.
     rl_callback_handler_install(prompt, takeEdited);
     emit theEditor->line(line);
 }

@@ -7,7 +7,7 @@ namespace {
 using Command = Options::Command;
 using Value = OptionRow::Value;
 
-// The columns are worth more than the line length here.
+// Here columns are easier to read than short lines.
 // clang-format off
 // Several commands have these options.
 const char *const modeHelp = "2: only MCUs that are older than the package (default); 5: all of them, and neither the model nor versions are compared. The device reboots at the end, also when nothing was to be written.";

@@ -82,7 +82,7 @@ struct Reader
     Options options;
     Problem problem;
 
-    /** Of an option that is given twice the last one counts. */
+    /** If an option is given twice, the last one counts. */
     QString text(const char *name) const
     {
         const QStringList values = valuesOf(app, command, name);

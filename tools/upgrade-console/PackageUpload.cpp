@@ -14,7 +14,7 @@ using signing::signaturePath;
 
 namespace {
 
-/** What the names of copies have in common, for those that an interrupted command left. */
+/** The pattern of the names of copies, to find those of interrupted commands. */
 const QLatin1String copyMark(".put-");
 /** In the folder of this machine. */
 const QLatin1String localName("package");
@@ -24,7 +24,7 @@ const QLatin1String signatureBackName("signature-back");
 /** A copy that is slower than this is given up. */
 constexpr qint64 slowestBytesPerSecond = 8192;
 constexpr int hexadecimal = 16;
-/** A copy that is done sooner shows no progress. */
+/** A faster copy shows no progress. */
 constexpr std::chrono::milliseconds betweenPolls{1000};
 
 QString newCopyName()
@@ -50,7 +50,7 @@ PackageUpload::PackageUpload(const SshAccess &access) : m_access(access), m_copy
     connect(&m_poll, &QTimer::timeout, this, &PackageUpload::onPoll);
 }
 
-/** sftp's own patterns and quotes must not see the name of the file, so a link stands for it. */
+/** sftp would interpret patterns and quotes in the name of the file, so it gets a link. */
 void PackageUpload::start(const CheckedPackage &package)
 {
     m_package = package;

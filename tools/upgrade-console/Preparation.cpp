@@ -9,7 +9,7 @@
 
 namespace {
 
-/** What the thread writes to; it outlives this function when the thread is abandoned. */
+/** The thread's result; it outlives this function when the thread is abandoned. */
 struct Shared
 {
     int finished = ::eventfd(0, EFD_CLOEXEC);

@@ -71,7 +71,7 @@ PutCommand::PutCommand(const Options &options)
     connect(&m_upload, &PackageUpload::failed, this, &PutCommand::onCopyFailed);
 }
 
-/** The checks of 'fwm verify': what it calls an error never reaches a module. */
+/** The checks of 'fwm verify': a package with an error is never sent to a module. */
 bool PutCommand::prepare(CommandOutcome &result)
 {
     m_package.path = options().file;
@@ -125,7 +125,7 @@ void PutCommand::onConnected()
         list(Stage::ListingAgain);
         return;
     }
-    // A request without rows starts nothing, but is refused while a run is under way.
+    // A request without rows starts nothing, but is refused while a run is active.
     agent().request(bytesOf(consoletext::upgrade));
     request(consoletext::heartbeat);
     awaitReply();

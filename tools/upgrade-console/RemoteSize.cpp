@@ -47,7 +47,7 @@ void RemoteSize::ask()
     m_process.write("-ls -ln " + m_path + '\n');
 }
 
-/** Also of a file that is not there yet an answer comes: the command, as sftp repeats it. */
+/** An answer arrives even if the file does not exist yet: sftp repeats the command. */
 void RemoteSize::onOutput()
 {
     while (m_process.canReadLine()) {

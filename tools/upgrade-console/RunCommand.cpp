@@ -119,7 +119,7 @@ void RunCommand::onRunning(const AgentReply &reply)
     m_estimate.take(reply, now());
     m_answers.take(reply, now());
     agent().watchLife(true, m_answers.heartbeatAfter());
-    // The link's own lines also come from asking whether the device is busy.
+    // The question whether the device is busy also causes lines about the link.
     const LineEvent event = eventOf(reply);
     m_heardOfRun = m_heardOfRun || event != LineEvent::Note;
     m_quiet.start();
@@ -147,7 +147,7 @@ void RunCommand::showProgress()
     m_display.draw([this](const Terminal &terminal) { return liveLines(picture(), terminal); });
 }
 
-/** Times count from the request on. */
+/** Times start with the request. */
 RunPicture RunCommand::picture()
 {
     return {m_model, m_estimate, m_model.hasEnded() ? std::nullopt : m_answers.at(now()), now(),

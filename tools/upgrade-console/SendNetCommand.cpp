@@ -34,7 +34,7 @@ using namespace std::chrono_literals;
 using Kind = AgentReply::Kind;
 
 constexpr int attempts = 3;
-/** A module that got nothing of a frame listens again after 10 s. */
+/** A module that received an unusable frame accepts frames again after 10 s. */
 constexpr std::chrono::milliseconds longestAnswer = 12s;
 /** Between two lines of an installation: unpacking may be slow, but ends. */
 constexpr std::chrono::milliseconds longestInstallStep = 10min;
@@ -153,7 +153,7 @@ void SendNetCommand::onStatus(const AgentReply &reply)
     }
 }
 
-/** A damaged frame is worth another attempt, a refused one is not. */
+/** A damaged frame is sent again, a refused one is not. */
 void SendNetCommand::onRefused(ProblemId cause)
 {
     if (cause != ProblemId::BlockDamaged || m_attempts >= attempts) {
@@ -222,7 +222,7 @@ void SendNetCommand::onInstalling(const AgentReply &reply)
     const LineMeaning meaning = meaningOf(reply.text);
     if (meaning.event == LineEvent::Unknown)
         return;
-    // From its first line on the installation goes its own way, with long silences.
+    // After its first line the installation continues alone, with long pauses between its lines.
     m_installBegun = true;
     m_install.start(std::max(options().timeOut, longestInstallStep));
     agent().watchLife(true);

@@ -6,14 +6,14 @@
 
 namespace {
 
-/** Of what sftp writes to standard error, in bytes; the end counts. */
+/** The kept end of sftp's standard error, in bytes. */
 constexpr int mostErrors = 4096;
 constexpr int errorLines = 3;
-/** Of the time-out: so often ssh asks an idle module before it gives it up. */
+/** How many times ssh polls an idle module within the time-out. */
 constexpr int aliveProbes = 3;
 constexpr std::chrono::seconds longestSshConnect{10};
 
-/** An address of IPv6 stands in brackets, since a colon begins a path. */
+/** An IPv6 address needs brackets, since a colon begins a path. */
 QString destination(const QString &host)
 {
     return host.contains(QLatin1Char(':')) ? '[' + host + ']' : host;
@@ -36,7 +36,7 @@ QStringList sftpArguments(const SshAccess &access)
     const auto probe = std::max<qint64>(1, seconds.count() / aliveProbes);
     const auto connect = std::clamp<qint64>(seconds.count(), 1, longestSshConnect.count());
     QStringList arguments;
-    // Of an option that is given twice ssh takes the first one.
+    // If an option is given twice, ssh uses the first one.
     for (const QString &option : access.options)
         arguments += "-o" + option;
     if (!access.user.isEmpty())

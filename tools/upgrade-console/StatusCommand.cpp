@@ -28,7 +28,7 @@ QString chipsText(int count)
 
 } // namespace
 
-/** A request without rows starts nothing, but is refused while a run is under way. */
+/** A request without rows starts nothing, but is refused while a run is active. */
 void StatusCommand::onConnected()
 {
     agent().request(bytesOf(consoletext::upgrade));
@@ -36,7 +36,7 @@ void StatusCommand::onConnected()
     awaitReply();
 }
 
-/** Only now, since a busy agent sends the lines of its run as well. */
+/** Sent only now, since a busy agent also sends the lines of its run. */
 void StatusCommand::askTheRest()
 {
     m_isBusyKnown = true;

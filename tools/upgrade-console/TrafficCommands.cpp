@@ -175,7 +175,7 @@ void ShellCommand::onLine(const QString &line)
         agent().request(text.toUtf8());
 }
 
-/** Everything asked for is answered before the answer to this last heartbeat. */
+/** All requests are answered before this last heartbeat. */
 void ShellCommand::onEnd()
 {
     if (m_isEnding)

@@ -157,7 +157,7 @@ bool UpgradeCommand::takeSizes(UpgradeRows &rows, const PackageDescription &pack
         fail(ProblemId::PackageDiffers, options().package);
         return false;
     }
-    // On the module itself the file of the device is at hand.
+    // On the module itself the device's file can be read.
     const bool isHere =
         options().host == QLatin1String("localhost") || QHostAddress(options().host).isLoopback();
     if (!copy.describes(package) || !(isGiven || isHere))
@@ -205,12 +205,12 @@ QByteArray UpgradeCommand::runRequest() const
     return bytesOf(consoletext::upgrade) + m_rows.join(consoletext::separator).toLatin1();
 }
 
-/** What one should know before anything is sent to the device. */
+/** The notes before anything is sent to the device. */
 void UpgradeCommand::announce()
 {
     const TimeLeft total = estimate().ofRun(model(), now());
     const QString time = clockText(std::chrono::duration_cast<std::chrono::seconds>(total.time));
-    // Only 'upgrade' takes a copy of the package.
+    // Only 'upgrade' has a copy of the package.
     const QString how = options().command == Options::Command::Upgrade
                             ? QStringLiteral("; with --package and a copy of the package the "
                                              "images count, too")
@@ -242,7 +242,7 @@ void UpgradeCommand::startRun()
     follow();
 }
 
-/** The agent's answer to the request itself; once the run has begun such lines are about others. */
+/** The agent's answer to the request; during the run such lines answer other requests. */
 bool UpgradeCommand::refuses(const AgentReply &reply)
 {
     if (reply.kind != Kind::Log || hasHeardOfRun())
@@ -255,7 +255,7 @@ bool UpgradeCommand::refuses(const AgentReply &reply)
     return isRefusal;
 }
 
-/** Which run it was: device, package, start and duration. */
+/** The identity of the run: device, package, start and duration. */
 void UpgradeCommand::addRun(CommandOutcome &result)
 {
     result.json["host"] = options().host;

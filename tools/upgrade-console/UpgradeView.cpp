@@ -25,9 +25,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/** Of bars, in columns, brackets included. */
+/** Widths of bars, in columns, brackets included. */
 constexpr int shortestRowBar = 4;
-/** The speed does not make a bar shorter than this. */
+/** The speed is shown only if the bar keeps this width. */
 constexpr int easyBar = 12;
 constexpr int longestRowBar = 32;
 
@@ -74,7 +74,7 @@ QStringList finishedParts(const McuState &mcu, milliseconds now)
     return parts;
 }
 
-/** "waiting" for those that the agent reads or has read, but is not at. */
+/** "waiting" for MCUs that are or were read, but are not the current one. */
 QString stateOf(const RunPicture &picture, int row)
 {
     const McuState &mcu = picture.model.mcus().at(row);
@@ -84,7 +84,7 @@ QString stateOf(const RunPicture &picture, int row)
     return phaseName(isPassed ? McuPhase::Waiting : mcu.phase);
 }
 
-/** What has to be seen whatever the width, after the bar. */
+/** The parts after the bar that are shown at every width. */
 QStringList workingParts(const RunPicture &picture, const McuState &mcu)
 {
     QStringList parts;
@@ -121,7 +121,7 @@ QString workingLine(const RunPicture &picture, const McuState &mcu, int width)
     return parts.join(bars::separator);
 }
 
-/** One line, or more where a reason is long. */
+/** One line, or more if the reason is long. */
 QStringList mcuLines(const RunPicture &picture, int row, int width)
 {
     const McuState &mcu = picture.model.mcus().at(row);

@@ -28,7 +28,7 @@ int main(int argc, char *argv[])
     case Preparation::Failed:
         return command->write(line, early);
     case Preparation::Abandoned:
-        // The thread still reads; nothing that it uses may be taken from it.
+        // The thread still reads, so the objects that it uses must stay alive.
         std::_Exit(command->write(line, early));
     }
 
