@@ -7,18 +7,18 @@
 
 tree=build/analysis
 production="src tools bench cmake"
-# In tests, which run once, what costs nothing but time does not count.
+# Checks of performance do not apply to tests, which run once.
 clazy_in_tests="level1,no-detaching-temporary,no-non-pod-global-static,no-range-loop-detach"
 clazy_in_tests="$clazy_in_tests,no-range-loop-reference,no-use-static-qregularexpression"
 
-# Prints our own files of the build tree that are below the given folders, one a line.
+# Prints the project's files of the build tree below the given folders, one per line.
 compiled_files() {
     sed -n 's/^ *"file": "\(.*\)",*$/\1/p' "$tree/compile_commands.json" |
         grep -E "^$PWD/($(echo "$*" | tr ' ' '|'))/" | sort -u
 }
 
 # in_parts FOLDERS COMMAND...: runs the command over the files below these folders, some at a time
-# on every processor; shows what it finds and fails when there is anything.
+# on every processor; shows the findings and fails if there are any.
 in_parts() {
     folders=$1
     shift
@@ -42,8 +42,8 @@ clazy() {
     [ "$found" -eq 0 ]
 }
 
-# Installs what the analysis needs and configures a tree in which each file is compiled by itself.
-# It is not built: the tests include what moc made of them, and take it from the release tree.
+# Installs the packages of the analysis and configures a tree in which each file is compiled alone.
+# It is not built: the tests include the output of moc from the release tree.
 prepare() {
     # shellcheck disable=SC2086  # lists of words on purpose
     install_packages $BUILD_PACKAGES $ANALYSIS_PACKAGES

@@ -1,20 +1,20 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=sh
-# Where this machine gets Debian from, for the scripts that make another Debian.
+# The Debian archive of this machine, for the scripts that make a root folder from it.
 
-# The archive that this machine installs Debian from: the suite's main one alone, for the security
-# archive's index can be out of step for foreign architectures.
+# The URL of the archive that this machine uses. Only the suite's main archive, since the index of the
+# security archive can be out of step for foreign architectures.
 debian_archive() {
     archive=$(apt-get indextargets --format "\$(REPO_URI)" 'Created-By: Packages' \
         'Origin: Debian' "Release: $1" 'Component: main' | head -n 1)
     if [ -z "$archive" ]; then
-        echo "apt knows no archive of Debian $1 here; is an apt-get update due?" >&2
+        echo "apt has no archive of Debian $1; try apt-get update" >&2
         return 1
     fi
     echo "$archive"
 }
 
-# How this machine reaches that archive, a proxy for example, in apt's own words.
+# apt's options for the access to that archive, a proxy for example.
 archive_options() {
     apt-config dump Acquire | grep -E '^Acquire::(http|https|ftp|Check-|Retries)' || true
 }

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=sh
-# Making the Debian packages, for the scripts that do it.
+# Makes the Debian packages, for the scripts that need them.
 
 # Prints one flag variable as Debian builds its own packages, everything hardened:
-# debian_flags amd64 CXXFLAGS. Debug information would only be stripped again.
+# debian_flags amd64 CXXFLAGS. Without debug information, which would be stripped anyway.
 debian_flags() {
     DEB_HOST_ARCH=$1 DEB_BUILD_MAINT_OPTIONS=hardening=+all DEB_CXXFLAGS_MAINT_STRIP=-g \
         dpkg-buildflags --get "$2"

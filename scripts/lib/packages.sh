@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=sh disable=SC2034
-# What the project needs from Debian, and how the scripts get it.
+# The Debian packages that the project needs, and their installation.
 
 # To build the programs.
 BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdeflate-dev libsodium-dev \

@@ -12,8 +12,8 @@ needed_packages() {
     done | grep . | sort -u | tr '\n' ' '
 }
 
-# make_throw_away_root FOLDER PACKAGE...: a fresh root with these Debian packages in it. What was
-# fetched is kept beside it, so that the second time needs no network.
+# make_throw_away_root FOLDER PACKAGE...: a fresh root with these Debian packages in it. The
+# downloaded files are kept next to it, so the second time needs no network.
 make_throw_away_root() {
     root=$1
     shift
