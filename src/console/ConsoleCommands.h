@@ -37,7 +37,7 @@ public:
         ConsoleEvents &events;
         PackageTurns &turns;
         ParseEDID &edid;
-        /** Whether the module's own install is going on: its files and the coming reboot would harm
+        /** Whether the module's own install is active: its files and the coming reboot would harm
          *  any other upgrade. */
         std::function<bool()> isInstalling;
     };

@@ -146,7 +146,7 @@ void TestAtomicFile::failedSyncLeavesTheOldFile()
     QCOMPARE(names(), QStringList("file"));
 }
 
-/** The file is there all the same. */
+/** The file is there anyway. */
 void TestAtomicFile::folderThatCannotBeSynced()
 {
     AtomicFile file(path("file"), Unwritable::Keep, [](int descriptor) {

@@ -151,8 +151,8 @@ AgentReply logOf(const QString &line)
     return reply;
 }
 
-/** The state that a line gives to the chip at work, in the words of
- *  docs/reference/console-protocol.md; empty when its turn goes on, or ends without a line. */
+/** The state that a line gives to the current chip, in the words of
+ *  docs/reference/console-protocol.md; empty when its turn continues, or ends without a line. */
 QString endOfTurn(const QString &text)
 {
     const QString name = text.contains("'%4'") ? "4" : "1";
@@ -262,7 +262,7 @@ private slots:
     /** Every line that ends a step as failed has a reason and advice. */
     void everyFailingStepHasACause()
     {
-        // A product-information read goes on without the virtual version.
+        // A product-information read continues without the virtual version.
         const QStringList harmless = {"Read virtual version fail.", "Read virtual version error."};
         int count = 0;
         for (const QString &text : stepTexts()) {

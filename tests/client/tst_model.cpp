@@ -215,7 +215,7 @@ private slots:
     {
         Run known({"X:1", "B:2", "X:3"});
         Run joined(QStringList{});
-        joined.model = UpgradeModel::ofRunUnderWay();
+        joined.model = UpgradeModel::ofActiveRun();
         for (Run *run : {&known, &joined}) {
             for (const char *name : {"X", "B", "X"})
                 run->say({"Read bootcode information of '" + QString(name) + "'."});
@@ -433,7 +433,7 @@ private slots:
         }
     }
 
-    /** Silence is not a gap when the same MCU goes on. */
+    /** Silence is not a gap when the same MCU continues. */
     void silencesOfOneMcu()
     {
         Run run({"A", "B"});

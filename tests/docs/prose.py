@@ -12,7 +12,7 @@ NO_PROSE = re.compile(r"^\s*(?:\||#|<!--|>|---|\[[^\]]+\]:|$)|^ {4,}\S")
 
 
 def lines(text):
-    """(number, line, follows) of each line of prose; follows: the line before it goes on here."""
+    """(number, line, follows) of each line of prose; follows: the line before it continues here."""
     before = -1
     for number, line in lines_outside_fences(text):
         is_item = bool(ITEM.match(line))
@@ -33,5 +33,5 @@ def findings(name, text):
         if TWO.search(CODE.sub("`code`", ITEM.sub("", line).strip())):
             yield f"{name}:{number}: two sentences on one line"
         if follows and not ENDS.search(last.strip()):
-            yield f"{name}:{number}: the sentence of the line before goes on here"
+            yield f"{name}:{number}: the sentence of the line before continues here"
         last = line

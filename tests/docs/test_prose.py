@@ -43,9 +43,9 @@ class Prose(unittest.TestCase):
         for text, number, what in (
             ("One. Two.\n", 1, "two sentences"),
             ("- One. `Two` is.\n", 1, "two sentences"),
-            ("One that\ngoes on.\n", 2, "goes on here"),
-            ("- One that\n  goes on.\n", 2, "goes on here"),
-            (GOOD, 8, "goes on here"),
+            ("One that\ngoes on.\n", 2, "continues here"),
+            ("- One that\n  goes on.\n", 2, "continues here"),
+            (GOOD, 8, "continues here"),
         ):
             with self.subTest(text):
                 (finding,) = prose.findings("x.md", text)

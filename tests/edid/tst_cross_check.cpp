@@ -51,7 +51,7 @@ const KnownDifference knownDifferences[] = {
      [](EdidDecodeOutput &reference) {
          reference.rangeLimits[2] = reference.rangeLimits[3] = "255";
      }},
-    {"lhw-BenQ-BNQ802E-C457DADB2E45", "a nonsensical timing is a timing all the same",
+    {"lhw-BenQ-BNQ802E-C457DADB2E45", "an implausible timing is still a timing",
      [](EdidDecodeOutput &reference) {
          reference.ctaTimings += QStringList{"2720x1618i@0Hz", "1872x31@0Hz"};
      }},

@@ -158,7 +158,7 @@ void TestDiagnostics::requestsDuringARun_data()
     rows("file", "W refused while a run is active: write of a single file");
 }
 
-/** The run goes on as if nothing had been asked; without a run nothing is refused. */
+/** The run continues unchanged; without a run nothing is refused. */
 void TestDiagnostics::requestsDuringARun()
 {
     QFETCH(QString, line);

@@ -201,7 +201,7 @@ void TestInfo::rowsWithoutARecord_data()
          QStringList{start, "Data struct chips error!", resultOf("X,0,0,2,1,65", "2")});
 }
 
-/** The walk goes on to the next row at once. */
+/** The walk continues with the next row at once. */
 void TestInfo::rowsWithoutARecord()
 {
     QFETCH(QString, row);

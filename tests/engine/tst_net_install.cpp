@@ -274,7 +274,7 @@ void TestNetInstall::imageOfAPackage_data()
     rows("damaged", true);
 }
 
-/** The run goes on afterwards, so it is not ended and the module does not reboot. */
+/** The run continues afterwards, so it is not ended and the module does not reboot. */
 void TestNetInstall::imageOfAPackage()
 {
     QFETCH(bool, damaged);

@@ -164,7 +164,7 @@ void TestRunPackage::fileOfTheNameDoesNotCount_data()
          Change([](const QString &path) { QVERIFY(QFile::rename(path, path + ".old")); }));
 }
 
-/** The run goes on with the file that it has checked. */
+/** The run continues with the file that it has checked. */
 void TestRunPackage::fileOfTheNameDoesNotCount()
 {
     QFETCH(Change, change);

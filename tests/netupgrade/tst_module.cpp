@@ -107,7 +107,7 @@ public:
         pthread_attr_destroy(&attributes);
         try {
             std::thread([] {}).join();
-            qFatal("there is a thread all the same");
+            qFatal("there is a thread anyway");
         } catch (const std::system_error &) {
         }
     }

@@ -161,7 +161,7 @@ void TestLossyWriter::readerStops()
             writer.write(line(i));
         QVERIFY(!writer.flush(0ms));
 
-        // Nothing else is written, and the count comes all the same.
+        // Nothing else is written, and the count comes anyway.
         QByteArray got;
         while (!got.contains("lost ")) {
             const QByteArray more = ends.readUntil("\n");

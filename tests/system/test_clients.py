@@ -26,7 +26,7 @@ WHOLE_RUN = (
 
 
 class TestClients(agentcase.AgentCase):
-    """The device answers slowly, so that there is time in mid-run."""
+    """The device answers slowly, so that there is time during a run."""
 
     def setUp(self):
         super().setUp()

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The device is killed while its reply is awaited. It comes back at once, and the run goes on
+"""The device is killed while its reply is awaited. It comes back at once, and the run continues
 through a retry; or it comes back when the run has failed."""
 
 from tests.harness import agentcase, chain, table, texts

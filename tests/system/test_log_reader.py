@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The reader of the agent's standard error stops reading: the agent goes on, and reports later how
+"""The reader of the agent's standard error stops reading: the agent continues, and reports later how
 many lines were lost."""
 
 import os
@@ -63,7 +63,7 @@ class TestLogReader(agentcase.AgentCase):
         client.wait_for("UPGRADESUCCESS", 60)
         self.assert_flash({(1, 0): AUX.data})
 
-        # Nothing else is written now, and the count comes all the same.
+        # Nothing else is written now, and the count comes anyway.
         text = self.read_until(LOST.search)
         self.assertEqual(len(LOST.findall(text)), 1)
         self.assertGreater(int(LOST.findall(text)[0]), 1000)

@@ -122,7 +122,7 @@ class TestNetBlocks(netcase.NetCase):
         self.assert_archive(194 + 256)
 
     def test_block_0_with_the_last_flag(self):
-        """It is the header all the same and ends nothing."""
+        """It is still the header and ends nothing."""
         self.send_as.enter()
         self.send_as.block(netimage.block(0, IMAGE[:256], last=True))
         self.send_as.block(BLOCKS[1])

@@ -76,7 +76,7 @@ class TestReadOnly(PlacesCase):
         self.assert_blocks_refused()
 
     def test_package(self):
-        """The next item gets its image all the same."""
+        """The next item gets its image anyway."""
         client = self.begin()
         self.run_package(client, CREATE_ERROR)
         self.assertEqual(module.commands(), [])

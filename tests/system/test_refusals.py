@@ -118,7 +118,7 @@ class TestRefusals(agentcase.AgentCase):
         self.assertEqual(self.simulator.host_frames()[-4], "7901 block type=1 index=0 x6")
 
     def test_image_given_up(self):
-        """Three refusals of a block end a try, three tries the image; the run goes on."""
+        """Three refusals of a block end an attempt, three attempts the image; the run continues."""
         client = self.begin("refuse-block:block=1")
         tried = (
             texts.entered("AUX")

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The serial device hangs up in mid-run. It does not come back, so this is the only test here."""
+"""The serial device hangs up during a run. It does not come back, so this is the only test here."""
 
 import os
 import time

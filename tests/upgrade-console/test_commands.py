@@ -188,7 +188,7 @@ class TestJsonLines(LinesTest):
         self.assertEqual(last["result"], "done")
 
     def test_reader_goes_away(self):
-        """The upgrade is followed to its end all the same."""
+        """The upgrade is followed to its end anyway."""
         pause = Wait()
         with FakeAgent({ROWS: runs.START + [pause, *runs.full_run()[4:]]}) as agent:
             reader, writer = os.pipe()
@@ -316,7 +316,7 @@ class TestAttach(LinesTest):
             (
                 NO_RUN,
                 "",
-                "upgrade-console: error: no upgrade is under way\n  Start one "
+                "upgrade-console: error: no upgrade is active\n  Start one "
                 "with 'upgrade'; the agent does not report how the last one ended.\n",
             ),
         )

@@ -235,7 +235,7 @@ device: set version
         first.popen.terminate()
         self.assertEqual(first.popen.wait(60), LOST)
         self.assertIn("'AUX 1' was being written.", first.stderr())
-        # As the program said, the agent goes on alone.
+        # As the program reported, the agent continues alone.
         wait.until(lambda: self.simulator.chip(1, 1)["images_written"] == 1, 30)
 
     def test_pings_beside_a_run(self):

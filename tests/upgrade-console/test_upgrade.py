@@ -168,7 +168,7 @@ MCU    Old    New    Result      Seconds
 MAIN   1.1.0  1.1.0  up to date        -
 AUX 1  2.1    2.1.0  up to date        -
 
-Nothing to do: no MCU needs what the package holds. The device was rebooted all the same.
+Nothing to do: no MCU needs an image from the package. The device was rebooted anyway.
 Host 127.0.0.1, package HX-8 7, started #, took #.
 """,
         )

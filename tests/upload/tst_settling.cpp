@@ -164,7 +164,7 @@ void TestSettling::nextBlockHasNoPause()
     QCOMPARE(transfer.lines, QStringList({retry1, success}));
 }
 
-/** Another command may set the flag meanwhile; a block's answer is dropped all the same. */
+/** Another command may set the flag meanwhile; a block's answer is still dropped. */
 void TestSettling::flagOfAnotherCommand()
 {
     Timed transfer;

@@ -60,7 +60,7 @@ public:
     void watchLife(bool on, ms silence = std::chrono::seconds(10));
 
     /** Heartbeats that are not answered yet. */
-    int heartbeatsUnderWay() const { return m_heartbeats.size(); }
+    int heartbeatsInFlight() const { return m_heartbeats.size(); }
 
     ms timeOut() const { return m_timeOut; }
 
@@ -89,7 +89,7 @@ private:
     QElapsedTimer m_sinceLastByte;
     QTimer m_connectTimer;
     QTimer m_pulse;
-    /** For each heartbeat under way: it is our own. */
+    /** For each heartbeat in flight: it was sent by pulse(). */
     QQueue<bool> m_heartbeats;
     bool m_wasOpen = false;
     bool m_isLost = false;

@@ -62,7 +62,7 @@ bool McuState::willBeWritten() const
     return numbersOf(oldVersion) < numbersOf(newVersion);
 }
 
-bool McuState::isAtWork() const
+bool McuState::isInProgress() const
 {
     const bool isAwaited = isChosen && cause == ProblemId::None;
     return phase != McuPhase::Finished && (started.count() >= 0 || isAwaited);

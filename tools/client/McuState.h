@@ -89,7 +89,7 @@ struct McuState
     /** Negative for an MCU to which nothing was sent. */
     double seconds(ms now) const;
     /** Something is being done with it that ends with a line about it. */
-    bool isAtWork() const;
+    bool isInProgress() const;
 };
 
 } // namespace client

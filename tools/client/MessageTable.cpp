@@ -42,8 +42,8 @@ constexpr MessageRow serverRows[] = {
 };
 
 constexpr MessageRow linkRows[] = {
-    {"disconnect",                 text::disconnect,                    Event::Note,           ProblemId::None,                 "Nothing at start and end; in mid-run check the port."},
-    {"port-disconnected",          text::portDisconnected,              Event::Note,           ProblemId::None,                 "Nothing at start and end; in mid-run check the port."},
+    {"disconnect",                 text::disconnect,                    Event::Note,           ProblemId::None,                 "Nothing at start and end; during a run check the port."},
+    {"port-disconnected",          text::portDisconnected,              Event::Note,           ProblemId::None,                 "Nothing at start and end; during a run check the port."},
     {"connect-fail",               protocol::key::connectFail,          Event::RunProblem,     ProblemId::PortUnavailable,      ofCause},
     {"connect-failed",             text::connectFailed,                 Event::RunProblem,     ProblemId::PortUnavailable,      ofCause},
     {"serial-send-failed",         text::serialSendFailed,              Event::RunProblem,     ProblemId::LinkBroken,           ofCause},
@@ -130,7 +130,7 @@ constexpr MessageRow readRows[] = {
 
 constexpr MessageRow decisionRows[] = {
     {"package-greater",            versiontext::greater,                Event::WillUpgrade,    ProblemId::None,                 nothing},
-    {"package-equal",              versiontext::equal,                  Event::SameVersion,    ProblemId::None,                 "Nothing; mode 5 writes it all the same."},
+    {"package-equal",              versiontext::equal,                  Event::SameVersion,    ProblemId::None,                 "Nothing; mode 5 writes it anyway."},
     {"package-less",               versiontext::less,                   Event::PackageOlder,   ProblemId::None,                 "Nothing; mode 5 goes back to the older one."},
     {"bad-list-item",              text::badListItem,                   Event::McuProblem,     ProblemId::RowsRefused,          ofCause},
     {"short-list-item",            text::shortListItem,                 Event::McuProblem,     ProblemId::RowsRefused,          ofCause},
@@ -196,7 +196,7 @@ constexpr MessageRow infoRows[] = {
 };
 
 constexpr MessageRow netRows[] = {
-    {"net-package-start",          nettext::packageStart,               Event::NetStarted,     ProblemId::None,                 "Wait; the run goes on after it."},
+    {"net-package-start",          nettext::packageStart,               Event::NetStarted,     ProblemId::None,                 "Wait; the run continues after it."},
     {"net-archive-failed",         nettext::archiveFailed,              Event::NetFailed,      ProblemId::NetArchiveNotStored,  ofCause},
     {"net-firmware-digest-wrong",  nettext::firmwareDigestWrong,        Event::NetFailed,      ProblemId::NetImageDamaged,      ofCause},
     {"net-firmware-digest-right",  nettext::firmwareDigestRight,        Event::Note,           ProblemId::None,                 nothing},

@@ -48,7 +48,7 @@ enum class LineEvent {
     /** The agent cannot read the current row; `cause` has the reason. Has no name. */
     RowRefused,
 
-    // About the MCU at work.
+    // About the current MCU.
     Erasing,
     Writing,
     /** value 0: the number of the retry. */

@@ -67,7 +67,7 @@ UpgradeModel::UpgradeModel(const QVector<WantedMcu> &wanted)
     m_rowCount = m_mcus.size();
 }
 
-UpgradeModel UpgradeModel::ofRunUnderWay()
+UpgradeModel UpgradeModel::ofActiveRun()
 {
     UpgradeModel model;
     model.m_knowsRows = false;
@@ -248,7 +248,7 @@ void UpgradeModel::settle(McuState &mcu, ms now)
     if (mcu.result != McuResult::Open)
         return;
     // A complete run has reported the result of each image.
-    if (mcu.isLost || (m_succeeded && mcu.isAtWork())) {
+    if (mcu.isLost || (m_succeeded && mcu.isInProgress())) {
         finish(mcu, McuResult::Unknown, now);
         return;
     }
@@ -292,7 +292,7 @@ int UpgradeModel::findMcu(const QString &name) const
 void UpgradeModel::moveTo(int row, ms now)
 {
     McuState *left = currentMcu();
-    if (left != nullptr && row != m_current && left->isAtWork())
+    if (left != nullptr && row != m_current && left->isInProgress())
         finish(*left, McuResult::Unknown, now);
     for (int i = m_passed + 1; i < row && m_mayHaveGap && !m_isReading; ++i)
         m_mcus[i].isLost = m_mcus.at(i).phase != McuPhase::Finished;

@@ -51,7 +51,7 @@ struct WantedMcu
  * with the time of its arrival.
  *
  * Make it from the rows of the request (packageRows(), chosenRows() or requestedRows()), or with
- * ofRunUnderWay() for a run that another client started. Pass it every reply from the request on,
+ * ofActiveRun() for a run that another client started. Pass it every reply from the request on,
  * and call expectGap() at each AgentConnection::pulseAnswered(): the agent sends a run's lines to
  * the client with the last request, and the model must know where lines may be missing. The run is
  * over when hasEnded(); outcomeOf() then has the result. If the connection is lost before, call
@@ -65,7 +65,7 @@ public:
     UpgradeModel() = default;
     explicit UpgradeModel(const QVector<WantedMcu> &wanted);
     /** For a run that was already active: its rows are known only from the lines. */
-    static UpgradeModel ofRunUnderWay();
+    static UpgradeModel ofActiveRun();
 
     /** Lines before the next reply may have gone to another client. */
     void expectGap() { m_mayHaveGap = true; }

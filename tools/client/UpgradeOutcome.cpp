@@ -74,8 +74,8 @@ UpgradeOutcome outcomeOfSuccess(const UpgradeModel &model)
     if (countOf(model, McuResult::Updated) > 0)
         return {ExitCode::Done, ProblemId::None, countsText(model) + '.'};
     return {ExitCode::NothingToDo, ProblemId::NothingToDo,
-            QStringLiteral("Nothing to do: no MCU needs what the package holds. "
-                           "The device was rebooted all the same.")};
+            QStringLiteral("Nothing to do: no MCU needs an image from the package. "
+                           "The device was rebooted anyway.")};
 }
 
 UpgradeOutcome outcomeOfFailure(const UpgradeModel &model)
@@ -94,7 +94,7 @@ UpgradeOutcome outcomeOfFailure(const UpgradeModel &model)
     return outcome;
 }
 
-QString nameAtWork(const UpgradeModel &model)
+QString nameInProgress(const UpgradeModel &model)
 {
     const int current = model.current();
     return current < 0 ? QStringLiteral("an MCU") : '\'' + model.mcus().at(current).label + '\'';
@@ -111,7 +111,7 @@ QStringList likelyState(const UpgradeModel &model, ProblemId cause)
 {
     // Only if this program ended the connection is it certain that the agent still runs.
     const bool isAgentKnown = cause == ProblemId::Interrupted;
-    const QString goesOn =
+    const QString continues =
         isAgentKnown
             ? QStringLiteral(
                   "The agent finishes the upgrade without this connection: leave the device on. "
@@ -123,23 +123,25 @@ QStringList likelyState(const UpgradeModel &model, ProblemId cause)
         "In a few minutes run the same upgrade again; in mode 2 what is done already is skipped.");
     switch (model.phase()) {
     case RunPhase::Joining:
-        return {QStringLiteral("How far the run was is not known."), goesOn, again};
+        return {QStringLiteral("How far the run was is not known."), continues, again};
     case RunPhase::Preparing:
         return {QStringLiteral("Nothing was written: the upgrade had not begun."),
-                QStringLiteral("If the agent had taken the request, it goes on alone."), again};
+                QStringLiteral(
+                    "If the agent had taken the request, it continues without this program."),
+                again};
     case RunPhase::Reading:
         if (!model.hasWritten())
             return {QStringLiteral("Nothing was written so far: the agent was reading versions."),
-                    goesOn, again};
+                    continues, again};
         return {QStringLiteral("At least one MCU is updated; the agent was reading versions."),
-                goesOn, again};
+                continues, again};
     case RunPhase::Writing:
-        return {QStringLiteral("%1 was being written.").arg(nameAtWork(model)), goesOn,
+        return {QStringLiteral("%1 was being written.").arg(nameInProgress(model)), continues,
                 QStringLiteral("If the device lost its power, that MCU holds half an image; it "
                                "waits in its bootcode and the next upgrade writes it whole."),
                 again};
     case RunPhase::Installing:
-        return {QStringLiteral("The network module was installing its own firmware."), goesOn,
+        return {QStringLiteral("The network module was installing its own firmware."), continues,
                 QStringLiteral("If the module lost its power, it may not start any more."), again};
     case RunPhase::Rebooting:
     case RunPhase::SettingVersion:

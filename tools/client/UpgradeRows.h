@@ -29,8 +29,8 @@ QString rowProblem(const QString &row);
 /** A row for each chip of the package, index 0 to quantity - 1. */
 UpgradeRows packageRows(const package::PackageDescription &package);
 
-/** What the agent makes of the package for UPGRADEALL: a row for each image, with the quantity in
- *  the place of the index. */
+/** The rows that the agent makes for UPGRADEALL: one for each image, with the quantity as the
+ *  index. */
 UpgradeRows requestedRows(const package::PackageDescription &package);
 
 /** The rows of a command line; a name alone stands for the package's chips of that name. A chip

@@ -20,7 +20,7 @@ using package::parseDescription;
 
 void AttachCommand::onConnected()
 {
-    expect(UpgradeModel::ofRunUnderWay(), TimeEstimate());
+    expect(UpgradeModel::ofActiveRun(), TimeEstimate());
     askWhetherBusy();
 }
 
@@ -35,7 +35,7 @@ void AttachCommand::onReplyBefore(const AgentReply &reply)
 /** After the refusal the agent sends the lines of the run to this client. */
 void AttachCommand::join()
 {
-    setHeardOfRun();
+    setSeenRun();
     request(consoletext::getFirmwareList);
     follow();
 }

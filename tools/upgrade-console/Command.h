@@ -52,7 +52,7 @@ protected:
     void awaitReply() { m_deadline.start(m_options.timeOut); }
     void stopAwaiting() { m_deadline.stop(); }
     /** One line for a program that follows the command, with the time; nothing without
-     *  "--json-progress". False when standard output takes no more. */
+     *  "--json-progress". False when standard output cannot be written. */
     bool writeEvent(const QJsonObject &event);
     void finish(const CommandOutcome &result);
     void fail(ProblemId cause, const QString &detail = {});

@@ -172,7 +172,7 @@ void PutCommand::onListed(const QString &text)
         note(QStringLiteral("The model differs: this package is for %1.")
                  .arg(printable(m_description.model)));
     else if (before.object == m_description.object)
-        note(QStringLiteral("This package has the same description; it is copied all the same."));
+        note(QStringLiteral("This package has the same description; it is copied anyway."));
     copy();
 }
 

@@ -27,7 +27,7 @@ using Kind = AgentReply::Kind;
 
 constexpr auto redrawEvery = 500ms;
 
-/** Lines that people should see while the run goes on. */
+/** Lines that users should see during the run. */
 bool isNotable(const QString &line)
 {
     return meaningOf(line).cause != ProblemId::None || line.contains(QLatin1String(" fail"));
@@ -94,7 +94,7 @@ void RunCommand::noteLine(const QString &line)
 }
 
 /**
- * A request without rows starts nothing, but is refused while a run is going on; the heartbeat's
+ * A request without rows starts nothing, but is refused while a run is active; the heartbeat's
  * answer shows that no refusal came. Asking first matters: "UPGRADEALL" is passed over in silence
  * by a busy agent, which then sends the other run's lines here.
  */
@@ -121,7 +121,7 @@ void RunCommand::onRunning(const AgentReply &reply)
     agent().watchLife(true, m_answers.heartbeatAfter());
     // The question whether the device is busy also causes lines about the link.
     const LineEvent event = eventOf(reply);
-    m_heardOfRun = m_heardOfRun || event != LineEvent::Note;
+    m_hasSeenRun = m_hasSeenRun || event != LineEvent::Note;
     m_quiet.start();
     if (reply.kind == Kind::Log && isNotable(reply.text))
         noteLine(reply.text);
@@ -175,7 +175,7 @@ void RunCommand::onQuietAnswered(bool isBusy)
     m_isAskingAgain = false;
     if (isBusy)
         m_quiet.start();
-    else if (m_heardOfRun)
+    else if (m_hasSeenRun)
         loseContact(ProblemId::OutcomeUnseen, {});
     else
         failRun(ProblemId::NotStarted);

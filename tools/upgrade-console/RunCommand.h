@@ -49,9 +49,9 @@ protected:
     const client::TimeEstimate &estimate() const { return m_estimate; }
     ProgressDisplay &display() { return m_display; }
     std::chrono::milliseconds followed() const { return now() - m_startedAt; }
-    bool hasHeardOfRun() const { return m_heardOfRun; }
+    bool hasSeenRun() const { return m_hasSeenRun; }
     /** The run is known to be active. */
-    void setHeardOfRun() { m_heardOfRun = true; }
+    void setSeenRun() { m_hasSeenRun = true; }
 
 private:
     enum class Stage { Preparing, Running, WaitingBack };
@@ -77,9 +77,9 @@ private:
     std::chrono::milliseconds m_startedAt{0};
     /** Redraws while no reply arrives. */
     QTimer m_redraw;
-    /** The agent answers, but says nothing about the run. */
+    /** The agent answers, but does not send lines about the run. */
     QTimer m_quiet;
     bool m_isAskingAgain = false;
-    bool m_heardOfRun = false;
+    bool m_hasSeenRun = false;
     bool m_isBusySeen = false;
 };

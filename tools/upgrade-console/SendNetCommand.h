@@ -9,9 +9,9 @@
 #include <memory>
 
 /**
- * Sends the network module its own new firmware, block by block, one under way at a time, and
- * follows the installation. Fragments say nothing about who wants the answers, so a request goes
- * first, and none while a block is under way: the two could arrive as one.
+ * Sends the network module its own new firmware, block by block, one in flight at a time, and
+ * follows the installation. A fragment does not select the client that gets the answers, so a
+ * request is sent first, and none while a block is in flight: the two could arrive as one.
  */
 class SendNetCommand : public Command
 {
@@ -55,7 +55,7 @@ private:
     QTimer m_answer;
     QTimer m_install;
     QByteArray m_frame;
-    /** Of the frame under way. */
+    /** The attempts of the frame in flight. */
     int m_attempts = 0;
     int m_retries = 0;
     double m_percent = 0.0;

@@ -188,7 +188,7 @@ void ShellCommand::onEnd()
 
 void ShellCommand::onReply(const AgentReply &reply)
 {
-    if (m_isEnding && reply.kind == Kind::Heartbeat && agent().heartbeatsUnderWay() == 0)
+    if (m_isEnding && reply.kind == Kind::Heartbeat && agent().heartbeatsInFlight() == 0)
         finish({});
     else
         TrafficCommand::onReply(reply);

@@ -245,7 +245,7 @@ void UpgradeCommand::startRun()
 /** The agent's answer to the request; during the run such lines answer other requests. */
 bool UpgradeCommand::refuses(const AgentReply &reply)
 {
-    if (reply.kind != Kind::Log || hasHeardOfRun())
+    if (reply.kind != Kind::Log || hasSeenRun())
         return false;
     const ProblemId cause = meaningOf(reply.text).cause;
     const bool isRefusal = cause == ProblemId::Busy || cause == ProblemId::UnknownRequest ||
