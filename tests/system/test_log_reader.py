@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The reader of the agent's standard error stops reading: the agent continues, and reports later how
-many lines were lost."""
+"""The reader of the agent's standard error stops reading: the agent continues, and later reports
+how many lines were lost."""
 
 import os
 import re
