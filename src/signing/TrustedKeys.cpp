@@ -93,8 +93,9 @@ TrustedKeys readKeyFolder(const QString &path)
 {
     const QByteArray encoded = QFile::encodeName(path);
     const Folder folder = openFolder(encoded);
+    // Without a free descriptor the error is not that of the path.
     if (!folder)
-        return errno == ENOENT && isAbsent(encoded) ? TrustedKeys() : unusable(path);
+        return isAbsent(encoded) ? TrustedKeys() : unusable(path);
     const auto names = keyNames(folder.get());
     if (!names)
         return unusable(path);

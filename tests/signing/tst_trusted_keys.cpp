@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signing/TrustedKeys.h"
+#include "support/FewDescriptors.h"
 #include "support/MinisignTool.h"
 #include "support/OrdinaryUser.h"
 #include "support/TestCase.h"
@@ -30,6 +31,7 @@ private slots:
     void initTestCase() { m_key = m_tool.makeKey("one"); }
     void init();
     void noFolder();
+    void withoutDescriptors();
     void otherNamesAreIgnored();
     void readsKeysInOrder();
     void followsLinks();
@@ -109,6 +111,16 @@ void TestTrustedKeys::noFolder()
         QVERIFY(!keys.areInstalled());
         QVERIFY(keys.areUsable());
     }
+}
+
+/** A missing folder is seen as missing; one that is there and cannot be read is not. */
+void TestTrustedKeys::withoutDescriptors()
+{
+    const FewDescriptors none(3);
+    const TrustedKeys absent = readKeyFolder(path("none/keys"));
+    QVERIFY(!absent.areInstalled());
+    QVERIFY(absent.areUsable());
+    QCOMPARE(readKeyFolder(path("etc")).unusable, path("etc"));
 }
 
 void TestTrustedKeys::otherNamesAreIgnored()
