@@ -71,6 +71,18 @@ int tenthOf(double percent)
 
 } // namespace
 
+QJsonObject messageEvent(const UpgradeModel &model, const QString &line)
+{
+    const LineMeaning meaning = meaningOf(line);
+    QJsonObject event = eventNamed("message");
+    event["text"] = model.labelled(line);
+    if (!meaning.id.isEmpty())
+        event["id"] = meaning.id;
+    if (meaning.cause != ProblemId::None)
+        event["error"] = problemJson(Problem{meaning.cause});
+    return event;
+}
+
 QJsonObject runEvent(const UpgradeModel &model)
 {
     QJsonArray chips;

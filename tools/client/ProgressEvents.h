@@ -44,6 +44,9 @@ private:
     ms m_waitAt{0};
 };
 
+/** The event of a log line of the agent, with its text for people. */
+QJsonObject messageEvent(const UpgradeModel &model, const QString &line);
+
 /** The event with which a run begins: its chips as they were requested. */
 QJsonObject runEvent(const UpgradeModel &model);
 

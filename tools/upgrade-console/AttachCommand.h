@@ -11,15 +11,13 @@ class AttachCommand : public RunCommand
 public:
     using RunCommand::RunCommand;
 
+    void run() override { conversation().attach(); }
+
 protected:
-    void onConnected() override;
-    void onReply(const client::AgentReply &reply) override;
-    void onReplyBefore(const client::AgentReply &reply) override;
+    void onListed(const package::PackageDescription &package) override;
+    void onNotStarted(ProblemId cause, const QString &detail) override;
     void addRun(CommandOutcome &result) override;
 
 private:
-    void join();
-    void endWithoutRun();
-
     QJsonObject m_package;
 };

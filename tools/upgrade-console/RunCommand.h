@@ -1,17 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "client/AnswerWatch.h"
 #include "client/ProgressEvents.h"
-#include "client/UpgradeOutcome.h"
-#include "client/WaitBack.h"
+#include "client/RunConversation.h"
 #include "upgrade-console/Command.h"
 #include "upgrade-console/ProgressDisplay.h"
 #include "upgrade-console/UpgradeView.h"
 
 /**
- * Follows a run of the agent to its end and shows it, over one connection: the agent sends a run's
- * lines to the client with the last request. The derived classes start or find the run.
+ * Shows a run of the agent until its end. The derived classes start or find the run.
  */
 class RunCommand : public Command
 {
@@ -23,63 +20,26 @@ public:
     void interrupt() override;
 
 protected:
-    /** A reply before the run is followed. */
-    virtual void onReplyBefore(const client::AgentReply &reply) = 0;
-    /** Whether the reply reports that no run is active; the command then ends. */
-    virtual bool refuses(const client::AgentReply &) { return false; }
+    virtual void onListed(const package::PackageDescription &package) = 0;
+    virtual void onBegun() {}
+    virtual void onNotStarted(ProblemId cause, const QString &detail);
     /** Adds the identity of the run to the result. */
     virtual void addRun(CommandOutcome &result) = 0;
 
-    void onReply(const client::AgentReply &reply) override;
-    void onPulseAnswered() override;
-    void onLost(ProblemId cause, const QString &detail) override;
-    void onDeadline() override;
+    void onConnected() override {}
+    void onReply(const client::AgentReply &) override {}
 
-    /** Asks the agent whether a run is active, and processes the answer. */
-    void askWhetherBusy();
-    /** The expected run. */
-    void expect(const client::UpgradeModel &model, const client::TimeEstimate &estimate);
-    /** From now on every reply is about the run. */
-    void follow();
-    /** The request did not start a run. */
-    void failRun(ProblemId cause, const QString &detail = {});
-    CommandOutcome resultOf(const client::UpgradeOutcome &outcome);
-
-    const client::UpgradeModel &model() const { return m_model; }
-    const client::TimeEstimate &estimate() const { return m_estimate; }
+    client::RunConversation &conversation() { return m_conversation; }
     ProgressDisplay &display() { return m_display; }
-    std::chrono::milliseconds followed() const { return now() - m_startedAt; }
-    bool hasSeenRun() const { return m_hasSeenRun; }
-    /** The run is known to be active. */
-    void setSeenRun() { m_hasSeenRun = true; }
+    /** Ends the command with a result of the run; its text is made here. */
+    void finishRun(CommandOutcome result);
 
 private:
-    enum class Stage { Preparing, Running, WaitingBack };
-
-    void onRunning(const client::AgentReply &reply);
-    void noteLine(const QString &line);
-    void onQuiet();
-    void onQuietAnswered(bool isBusy);
+    void onLine(const QString &line);
     void showProgress();
-    void endRun();
-    void loseContact(ProblemId cause, const QString &detail);
-    void onBack(const QString &version);
-    client::RunPicture picture();
 
-    Stage m_stage = Stage::Preparing;
-    client::UpgradeModel m_model;
-    client::TimeEstimate m_estimate;
-    client::AnswerWatch m_answers;
-    ChangeLines m_changeLines;
+    client::RunConversation m_conversation;
+    ChangeLines m_changes;
     client::ProgressEvents m_events;
     ProgressDisplay m_display;
-    client::WaitBack m_waitBack;
-    std::chrono::milliseconds m_startedAt{0};
-    /** Redraws while no reply arrives. */
-    QTimer m_redraw;
-    /** The agent answers, but does not send lines about the run. */
-    QTimer m_quiet;
-    bool m_isAskingAgain = false;
-    bool m_hasSeenRun = false;
-    bool m_isBusySeen = false;
 };

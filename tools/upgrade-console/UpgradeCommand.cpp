@@ -4,6 +4,7 @@
 #include "bytes/FileSource.h"
 #include "client/PackageCopy.h"
 #include "client/PackageListing.h"
+#include "client/RunDocument.h"
 #include "client/TimeText.h"
 #include "client/UpgradeRows.h"
 #include "common/Printable.h"
@@ -17,31 +18,25 @@
 namespace consoletext = protocol::consoletext;
 namespace upgradeMode = planning::upgradeMode;
 using bytes::FileSource;
-using client::AgentReply;
 using client::bytesOf;
 using client::chosenRows;
 using client::clockText;
-using client::eventOf;
-using client::LineEvent;
-using client::listProblem;
-using client::meaningOf;
 using client::PackageCopy;
 using client::packageJson;
 using client::packageRows;
 using client::requestedRows;
+using client::runDocument;
 using client::runEvent;
 using client::TimeEstimate;
 using client::TimeLeft;
 using client::UpgradeModel;
+using client::upgradeRequest;
 using client::UpgradeRows;
 using client::WantedMcu;
 using package::PackageDescription;
-using package::parseDescription;
 using platform::Paths;
 
 namespace {
-
-using Kind = AgentReply::Kind;
 
 /** The row that the agent upgrades over the network. */
 const QString networkRow = QStringLiteral("MAIN,0,0");
@@ -61,41 +56,6 @@ bool UpgradeCommand::prepare(CommandOutcome &result)
     return false;
 }
 
-void UpgradeCommand::onConnected()
-{
-    m_stage = Stage::Asking;
-    askWhetherBusy();
-}
-
-void UpgradeCommand::onReplyBefore(const AgentReply &reply)
-{
-    if (m_stage == Stage::Asking)
-        onAsked(reply);
-    else if (m_stage == Stage::Listing)
-        onListed(reply);
-    else if (m_stage == Stage::SettingMode)
-        onModeSet(reply);
-}
-
-void UpgradeCommand::onAsked(const AgentReply &reply)
-{
-    if (eventOf(reply) == LineEvent::Busy) {
-        fail(ProblemId::Busy);
-    } else if (reply.kind == Kind::Heartbeat) {
-        m_stage = Stage::Listing;
-        request(consoletext::getFirmwareList);
-        awaitReply();
-    }
-}
-
-void UpgradeCommand::onListed(const AgentReply &reply)
-{
-    if (reply.kind == Kind::FirmwareList)
-        takeList(reply.text);
-    else if (reply.kind == Kind::Log && meaningOf(reply.text).cause != ProblemId::None)
-        m_listProblem = meaningOf(reply.text).cause;
-}
-
 UpgradeRows UpgradeCommand::rowsFor(const PackageDescription &package) const
 {
     if (options().command == Options::Command::NetUpgrade)
@@ -105,36 +65,39 @@ UpgradeRows UpgradeCommand::rowsFor(const PackageDescription &package) const
     return options().rows.isEmpty() ? packageRows(package) : chosenRows(options().rows, package);
 }
 
-void UpgradeCommand::takeList(const QString &text)
+void UpgradeCommand::onListed(const PackageDescription &package)
 {
-    const ProblemId problem = listProblem(text, m_listProblem);
-    if (problem != ProblemId::None) {
-        fail(problem, text.startsWith('{') ? QString() : text);
-        return;
-    }
-    const PackageDescription package = parseDescription(text.toUtf8());
     m_package = packageJson(package);
     UpgradeRows rows = rowsFor(package);
     if (!rows.error.isEmpty()) {
-        fail(rows.cause, rows.error);
+        giveUp(rows.cause, rows.error);
         return;
     }
     if (!takeSizes(rows, package))
         return;
-    m_rows = rows.rows;
     const bool isNetwork = options().command == Options::Command::NetUpgrade;
-    expect(UpgradeModel(rows.mcus),
-           TimeEstimate(isNetwork ? TimeEstimate::Link::Network : TimeEstimate::Link::Serial));
+    m_request = {
+        requestLine(rows.rows), options().mode, UpgradeModel(rows.mcus),
+        TimeEstimate(isNetwork ? TimeEstimate::Link::Network : TimeEstimate::Link::Serial)};
     if (rows.mcus.isEmpty()) {
-        finish(resultOf({ExitCode::NothingToDo, ProblemId::NothingToDo,
-                         QStringLiteral("Nothing to do: the package is empty.")}));
+        conversation().close();
+        finishRun(runDocument(m_request.model,
+                              {ExitCode::NothingToDo, ProblemId::NothingToDo,
+                               QStringLiteral("Nothing to do: the package is empty.")},
+                              {}));
         return;
     }
     announce();
     if (needsConfirmation(options()))
         confirm();
     else
-        setMode();
+        conversation().start(m_request);
+}
+
+void UpgradeCommand::giveUp(ProblemId cause, const QString &detail)
+{
+    conversation().close();
+    fail(cause, detail);
 }
 
 /** The sizes of the images from a copy of the package; false when it is another package. */
@@ -150,11 +113,11 @@ bool UpgradeCommand::takeSizes(UpgradeRows &rows, const PackageDescription &pack
         const QString error = source.errorString().isEmpty()
                                   ? QStringLiteral("not a firmware package")
                                   : source.errorString();
-        fail(ProblemId::FileUnreadable, path + QStringLiteral(": ") + error);
+        giveUp(ProblemId::FileUnreadable, path + QStringLiteral(": ") + error);
         return false;
     }
     if (isGiven && !copy.describes(package)) {
-        fail(ProblemId::PackageDiffers, options().package);
+        giveUp(ProblemId::PackageDiffers, options().package);
         return false;
     }
     // On the module itself the device's file can be read.
@@ -169,46 +132,29 @@ bool UpgradeCommand::takeSizes(UpgradeRows &rows, const PackageDescription &pack
 
 void UpgradeCommand::confirm()
 {
-    m_stage = Stage::Confirming;
-    stopAwaiting();
     m_confirmation = std::make_unique<Confirmation>(display());
     connect(m_confirmation.get(), &Confirmation::answered, this, [this](bool isConfirmed) {
         if (isConfirmed)
-            setMode();
+            conversation().start(m_request);
         else
-            fail(ProblemId::NotConfirmed);
+            giveUp(ProblemId::NotConfirmed);
     });
     m_confirmation->ask();
 }
 
-void UpgradeCommand::setMode()
-{
-    m_stage = Stage::SettingMode;
-    agent().request(bytesOf(consoletext::upgradeMode) + QByteArray::number(options().mode));
-    awaitReply();
-}
-
-void UpgradeCommand::onModeSet(const AgentReply &reply)
-{
-    if (eventOf(reply) == LineEvent::ModeSet)
-        startRun();
-    else if (reply.kind == Kind::Log && meaningOf(reply.text).cause == ProblemId::ModeRefused)
-        fail(ProblemId::ModeRefused, reply.text);
-}
-
-QByteArray UpgradeCommand::runRequest() const
+QByteArray UpgradeCommand::requestLine(const QStringList &rows) const
 {
     if (options().command == Options::Command::NetUpgrade)
         return bytesOf(consoletext::netUpgrade) + "||" + options().address.toLatin1();
     if (options().requestAll)
         return bytesOf(consoletext::upgradeAll);
-    return bytesOf(consoletext::upgrade) + m_rows.join(consoletext::separator).toLatin1();
+    return upgradeRequest(rows);
 }
 
 /** The notes before anything is sent to the device. */
 void UpgradeCommand::announce()
 {
-    const TimeLeft total = estimate().ofRun(model(), now());
+    const TimeLeft total = m_request.estimate.ofRun(m_request.model, {});
     const QString time = clockText(std::chrono::duration_cast<std::chrono::seconds>(total.time));
     // Only 'upgrade' has a copy of the package.
     const QString how = options().command == Options::Command::Upgrade
@@ -230,29 +176,14 @@ void UpgradeCommand::announce()
         QStringLiteral("The device reboots at the end, also when nothing was to be written."));
 }
 
-void UpgradeCommand::startRun()
+void UpgradeCommand::onBegun()
 {
-    QJsonObject begin = runEvent(model());
+    QJsonObject begin = runEvent(conversation().model());
     begin["host"] = options().host;
     begin["package"] = m_package;
     begin["mode"] = options().mode;
     writeEvent(begin);
     m_started = QDateTime::currentDateTimeUtc();
-    agent().request(runRequest());
-    follow();
-}
-
-/** The agent's answer to the request; during the run such lines answer other requests. */
-bool UpgradeCommand::refuses(const AgentReply &reply)
-{
-    if (reply.kind != Kind::Log || hasSeenRun())
-        return false;
-    const ProblemId cause = meaningOf(reply.text).cause;
-    const bool isRefusal = cause == ProblemId::Busy || cause == ProblemId::UnknownRequest ||
-                           cause == ProblemId::RowsRefused || cause == ProblemId::PackageMissing;
-    if (isRefusal)
-        failRun(cause, reply.text);
-    return isRefusal;
 }
 
 /** The identity of the run: device, package, start and duration. */
@@ -263,7 +194,7 @@ void UpgradeCommand::addRun(CommandOutcome &result)
     result.json["package"] = m_package;
     if (!m_started.isValid())
         return;
-    const auto duration = followed();
+    const auto duration = conversation().followed();
     result.json["started"] = m_started.toString(Qt::ISODate);
     result.json["seconds"] = double(duration.count()) / 1000.0;
     result.text +=

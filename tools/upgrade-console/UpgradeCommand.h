@@ -10,8 +10,8 @@
 #include <memory>
 
 /**
- * An upgrade from the device's package, over the module's serial line or over the network. It asks
- * whether the device is idle, requests the package's list, sets the mode, and starts the run.
+ * An upgrade from the device's package, over the module's serial line or over the network: makes
+ * the request from the options and the package, and asks the user where mode 5 needs that.
  */
 class UpgradeCommand : public RunCommand
 {
@@ -21,36 +21,26 @@ public:
     using RunCommand::RunCommand;
 
     bool prepare(CommandOutcome &result) override;
+    void run() override { conversation().prepare(); }
 
 protected:
-    void onConnected() override;
-    void onReplyBefore(const client::AgentReply &reply) override;
-    bool refuses(const client::AgentReply &reply) override;
+    void onListed(const package::PackageDescription &package) override;
+    void onBegun() override;
     void addRun(CommandOutcome &result) override;
 
 private:
-    enum class Stage { Asking, Listing, Confirming, SettingMode };
-
-    void onAsked(const client::AgentReply &reply);
-    void onListed(const client::AgentReply &reply);
-    void onModeSet(const client::AgentReply &reply);
-
+    void giveUp(ProblemId cause, const QString &detail = {});
     void confirm();
-    void setMode();
-    void takeList(const QString &text);
     client::UpgradeRows rowsFor(const package::PackageDescription &package) const;
-    QByteArray runRequest() const;
+    QByteArray requestLine(const QStringList &rows) const;
     void announce();
     bool takeSizes(client::UpgradeRows &rows, const package::PackageDescription &package);
-    void startRun();
 
-    Stage m_stage = Stage::Asking;
     std::unique_ptr<Confirmation> m_confirmation;
-    QStringList m_rows;
+    client::RunRequest m_request;
     QJsonObject m_package;
-    /** The time of the request of the run (wall clock). */
+    /** When the run was requested, UTC. */
     QDateTime m_started;
-    ProblemId m_listProblem = ProblemId::None;
 };
 
 /** Whether the upgrade needs the user's confirmation. */

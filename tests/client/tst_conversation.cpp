@@ -1,0 +1,247 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/RunConversation.h"
+#include "support/TestCase.h"
+#include "support/WaitFor.h"
+
+#include <QJsonArray>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+namespace tst_conversation {
+
+using namespace std::chrono_literals;
+using client::RunConversation;
+using client::RunRequest;
+using client::UpgradeModel;
+
+namespace {
+
+const QByteArray heartbeat = "HEARTBEAT\r\n";
+const QByteArray busy = "UPGRADELOG||The device is busy upgrading.\r\n";
+const QByteArray package =
+    "FIRMWARELIST||{\"model\":\"M\",\"version\":\"V1.2.3\",\"chips\":[]}\r\n";
+const QByteArray modeSet = "UPGRADELOG||Set UPGRADEMODE to 2\r\n";
+const QByteArray success = "\r\nDISCONNECTCOM\r\n\r\nUPGRADESUCCESS\r\n";
+const QByteArray written = "UPGRADELOG||Write firmware 'A' success.\r\n";
+const QByteArray rebooting = "UPGRADELOG||Send reboot command.\r\n";
+
+/** An agent that replies to each line by a table; it has one client. */
+class ScriptedAgent
+{
+public:
+    ScriptedAgent()
+    {
+        if (!m_server.listen(QHostAddress::LocalHost))
+            qFatal("cannot listen");
+        QObject::connect(&m_server, &QTcpServer::newConnection, &m_server, [this] {
+            m_client = m_server.nextPendingConnection();
+            QObject::connect(m_client, &QTcpSocket::readyRead, m_client, [this] { answer(); });
+        });
+    }
+
+    quint16 port() const { return m_server.serverPort(); }
+    void send(const QByteArray &bytes) { m_client->write(bytes); }
+    void drop()
+    {
+        m_client->disconnectFromHost();
+        m_client = nullptr;
+    }
+    void setReply(const QByteArray &request, const QByteArray &reply)
+    {
+        m_replies[request] = reply;
+    }
+    const QList<QByteArray> &requests() const { return m_requests; }
+
+private:
+    void answer()
+    {
+        while (m_client && m_client->canReadLine()) {
+            m_requests += m_client->readLine().trimmed();
+            m_client->write(m_replies.value(m_requests.last()));
+        }
+    }
+
+    QTcpServer m_server;
+    QTcpSocket *m_client = nullptr;
+    QMap<QByteArray, QByteArray> m_replies{
+        {"HEARTBEAT", heartbeat}, {"GETFIRMWARELIST", package}, {"UPGRADEMODE||2", modeSet}};
+    QList<QByteArray> m_requests;
+};
+
+/** A conversation and what it reported, one line for each signal. */
+struct Bench
+{
+    ScriptedAgent agent;
+    QStringList seen;
+    CommandOutcome result;
+    std::unique_ptr<RunConversation> talk;
+
+    explicit Bench(bool waitsBack = false, std::chrono::milliseconds timeOut = 60s)
+        : talk(new RunConversation({QStringLiteral("127.0.0.1"), agent.port(), timeOut, waitsBack}))
+    {
+        QObject::connect(talk.get(), &RunConversation::listed, [this](const auto &package) {
+            seen += QStringLiteral("listed ") + package.model;
+        });
+        QObject::connect(talk.get(), &RunConversation::begun, [this] { seen += "begun"; });
+        QObject::connect(talk.get(), &RunConversation::lineReceived,
+                         [this](const QString &line) { seen += "line " + line; });
+        QObject::connect(talk.get(), &RunConversation::moduleRestarts,
+                         [this] { seen += "restarts"; });
+        QObject::connect(talk.get(), &RunConversation::notStarted,
+                         [this](ProblemId cause, const QString &) {
+                             seen += QStringLiteral("not started ") + problemRow(cause).id;
+                         });
+        QObject::connect(talk.get(), &RunConversation::ended,
+                         [this](const CommandOutcome &outcome) {
+                             result = outcome;
+                             seen += QStringLiteral("ended %1").arg(int(outcome.exit));
+                         });
+    }
+
+    void prepareAndStart()
+    {
+        QObject::connect(talk.get(), &RunConversation::listed, [this] { start(); });
+        talk->prepare();
+    }
+
+    void start()
+    {
+        RunRequest request;
+        request.line = "UPGRADE||A,1,0";
+        request.model = UpgradeModel({{QStringLiteral("A"), 1, 0, QStringLiteral("1.2.3")}});
+        talk->start(request);
+    }
+};
+
+} // namespace
+
+class tst_conversation : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void followsARunFromTheFirstQuestionToItsResult()
+    {
+        Bench bench;
+        bench.prepareAndStart();
+        const QList<QByteArray> requests{"UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST",
+                                         "UPGRADEMODE||2", "UPGRADE||A,1,0"};
+        QTRY_COMPARE(bench.agent.requests(), requests);
+        bench.agent.send(written + success);
+        QTRY_COMPARE(bench.seen, (QStringList{"listed M", "begun",
+                                              "line Write firmware 'A' success.", "ended 0"}));
+        QCOMPARE(bench.result.json["summary"].toString(), QStringLiteral("1 MCU updated."));
+        QVERIFY(!bench.result.problem);
+    }
+
+    void refuses_data()
+    {
+        QTest::addColumn<QByteArray>("request");
+        QTest::addColumn<QByteArray>("reply");
+        QTest::addColumn<QStringList>("seen");
+        QTest::newRow("busy") << QByteArray("UPGRADE||") << busy << QStringList{"not started busy"};
+        QTest::newRow("no package") << QByteArray("GETFIRMWARELIST")
+                                    << QByteArray("FIRMWARELIST||Firmware file does not exist.\r\n")
+                                    << QStringList{"not started package-missing"};
+        QTest::newRow("mode") << QByteArray("UPGRADEMODE||2")
+                              << QByteArray("UPGRADELOG||ERROR:UPGRADEMODE parameter error\r\n")
+                              << QStringList{"listed M", "not started mode-refused"};
+        QTest::newRow("busy since the question")
+            << QByteArray("UPGRADE||A,1,0") << busy
+            << QStringList{"listed M", "begun", "not started busy"};
+    }
+
+    void refuses()
+    {
+        QFETCH(QByteArray, request);
+        QFETCH(QByteArray, reply);
+        QFETCH(QStringList, seen);
+        Bench bench;
+        bench.agent.setReply(request, reply);
+        bench.prepareAndStart();
+        QTRY_COMPARE(bench.seen, seen);
+    }
+
+    void aSilentAgentEndsEveryStage_data()
+    {
+        QTest::addColumn<QByteArray>("request");
+        QTest::addColumn<QString>("last");
+        const QString refused = QStringLiteral("not started no-sign-of-life");
+        QTest::newRow("asking") << QByteArray("HEARTBEAT") << refused;
+        QTest::newRow("listing") << QByteArray("GETFIRMWARELIST") << refused;
+        QTest::newRow("mode") << QByteArray("UPGRADEMODE||2") << refused;
+        // Heartbeats are answered, but the run is not heard of, and the device is not busy.
+        QTest::newRow("run") << QByteArray("UPGRADE||A,1,0")
+                             << QStringLiteral("not started not-started");
+    }
+
+    void aSilentAgentEndsEveryStage()
+    {
+        QFETCH(QByteArray, request);
+        QFETCH(QString, last);
+        Bench bench(false, 300ms);
+        bench.agent.setReply(request, {});
+        bench.prepareAndStart();
+        QTRY_VERIFY(!bench.seen.isEmpty() && bench.seen.last() == last);
+    }
+
+    void followsTheRunOfAnotherClient()
+    {
+        Bench bench;
+        bench.agent.setReply("UPGRADE||", busy);
+        bench.talk->attach();
+        QTRY_COMPARE(bench.seen, (QStringList{"begun", "listed M"}));
+        bench.agent.send(written + success);
+        QTRY_COMPARE(bench.seen.last(), QStringLiteral("ended 6"));
+        QCOMPARE(bench.result.problem->id, ProblemId::BeginningUnseen);
+    }
+
+    void hasNoRunToFollow()
+    {
+        Bench bench;
+        bench.talk->attach();
+        QTRY_COMPARE(bench.seen, QStringList{"not started no-run"});
+    }
+
+    void waitsForTheModuleThatRestartsWithTheDevice()
+    {
+        Bench bench(true);
+        bench.agent.setReply("VERSION", "VERSION||1.15\r\n");
+        bench.prepareAndStart();
+        QTRY_COMPARE(bench.agent.requests().size(), 5);
+        bench.agent.send(written + rebooting);
+        QTRY_COMPARE(bench.seen.size(), 4);
+        bench.agent.drop();
+        QTRY_COMPARE(bench.seen.mid(4), (QStringList{"restarts", "ended 0"}));
+        QCOMPARE(bench.result.json["verdict_seen"], QJsonValue(false));
+        QCOMPARE(bench.result.json["agent_version"].toString(), QStringLiteral("1.15"));
+    }
+
+    void reportsTheLikelyStateAfterALostConnection()
+    {
+        Bench bench(true);
+        bench.prepareAndStart();
+        QTRY_COMPARE(bench.agent.requests().size(), 5);
+        bench.agent.drop();
+        QTRY_COMPARE(bench.seen.last(), QStringLiteral("ended 6"));
+        QCOMPARE(bench.result.problem->id, ProblemId::ConnectionLost);
+        QVERIFY(!bench.result.json["likely_state"].toArray().isEmpty());
+    }
+
+    void isSilentOnceItIsClosed()
+    {
+        Bench bench;
+        bench.prepareAndStart();
+        QTRY_COMPARE(bench.agent.requests().size(), 5);
+        bench.talk->close();
+        bench.agent.send(written + success);
+        bench.talk->interrupt();
+        settle();
+        QCOMPARE(bench.seen, (QStringList{"listed M", "begun"}));
+    }
+};
+
+} // namespace tst_conversation
+
+AGENT_TEST(tst_conversation::tst_conversation)
+#include "tst_conversation.moc"
