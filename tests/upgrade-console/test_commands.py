@@ -205,7 +205,10 @@ class TestJsonLines(LinesTest):
             page = file.read().split("## JSON lines")[1].split("\n## ")[0]
         described = set(re.findall(r"^\| `(\w+)` \|", page, re.MULTILINE)) - {"event"}
         used = set()
+        # The events of upgrade-web are on another page.
         for path in glob.glob(os.path.join(ROOT, "tools", "*", "*.cpp")):
+            if "/upgrade-web/" in path:
+                continue
             with open(path, encoding="utf-8") as file:
                 text = file.read()
             used |= set(re.findall(r'eventNamed\("(\w+)"\)|\{"event", "(\w+)"\}', text))

@@ -46,6 +46,14 @@ void addChip(QJsonObject &event, const McuState &mcu, int row)
     event["chip_index"] = mcu.chipIndex;
 }
 
+int tenthOf(double percent)
+{
+    constexpr int step = 10;
+    return int(percent) / step;
+}
+
+} // namespace
+
 QJsonObject chipEvent(const McuState &mcu, int row, milliseconds now)
 {
     QJsonObject event = eventNamed("chip");
@@ -63,13 +71,43 @@ QJsonObject chipEvent(const McuState &mcu, int row, milliseconds now)
     return event;
 }
 
-int tenthOf(double percent)
+QJsonObject progressEvent(const RunPicture &picture)
 {
-    constexpr int step = 10;
-    return int(percent) / step;
+    const UpgradeModel &model = picture.model;
+    QJsonObject event = eventNamed("progress");
+    event["percent"] = model.percent();
+    event["seconds"] = eventSeconds(picture.now - picture.started);
+    const TimeLeft left = picture.estimate.ofRun(model, picture.now);
+    event["seconds_left"] = eventSeconds(left.time);
+    event["seconds_left_is_whole"] = left.isWhole;
+    if (model.current() >= 0) {
+        const McuState &mcu = model.mcus().at(model.current());
+        addChip(event, mcu, model.current());
+        if (mcu.isPercentKnown)
+            event["chip_percent"] = mcu.percent;
+    }
+    return event;
 }
 
-} // namespace
+QJsonObject waitEvent(const AnswerWait &wait)
+{
+    QJsonObject event = eventNamed("wait");
+    event["waited"] = double(wait.waited.count());
+    if (wait.limit.count() > 0) {
+        event["limit"] = double(wait.limit.count());
+        event["gives_up_in"] = double(wait.givesUp.count());
+    }
+    if (wait.attempt > 0) {
+        event["attempt"] = wait.attempt;
+        event["attempts"] = wait.attempts;
+    }
+    return event;
+}
+
+QString phaseWord(RunPhase phase)
+{
+    return wordOf(phaseName(phase));
+}
 
 QJsonObject messageEvent(const UpgradeModel &model, const QString &line)
 {
@@ -136,7 +174,7 @@ void ProgressEvents::addPhase(QVector<QJsonObject> &events, const UpgradeModel &
     if (!isNews)
         return;
     QJsonObject event = eventNamed("phase");
-    event["phase"] = wordOf(phaseName(m_phase));
+    event["phase"] = phaseWord(m_phase);
     events += event;
 }
 
@@ -170,19 +208,7 @@ void ProgressEvents::addProgress(QVector<QJsonObject> &events, const RunPicture 
         return;
     m_percent = model.percent();
     m_progressAt = picture.now;
-    QJsonObject event = eventNamed("progress");
-    event["percent"] = m_percent;
-    event["seconds"] = eventSeconds(picture.now - picture.started);
-    const TimeLeft left = picture.estimate.ofRun(model, picture.now);
-    event["seconds_left"] = eventSeconds(left.time);
-    event["seconds_left_is_whole"] = left.isWhole;
-    if (model.current() >= 0) {
-        const McuState &mcu = model.mcus().at(model.current());
-        addChip(event, mcu, model.current());
-        if (mcu.isPercentKnown)
-            event["chip_percent"] = mcu.percent;
-    }
-    events += event;
+    events += progressEvent(picture);
 }
 
 void ProgressEvents::addWait(QVector<QJsonObject> &events, const RunPicture &picture)
@@ -192,18 +218,7 @@ void ProgressEvents::addWait(QVector<QJsonObject> &events, const RunPicture &pic
     if (!m_isWaiting || (wasWaiting && picture.now - m_waitAt < betweenFigures))
         return;
     m_waitAt = picture.now;
-    const AnswerWait &wait = *picture.wait;
-    QJsonObject event = eventNamed("wait");
-    event["waited"] = double(wait.waited.count());
-    if (wait.limit.count() > 0) {
-        event["limit"] = double(wait.limit.count());
-        event["gives_up_in"] = double(wait.givesUp.count());
-    }
-    if (wait.attempt > 0) {
-        event["attempt"] = wait.attempt;
-        event["attempts"] = wait.attempts;
-    }
-    events += event;
+    events += waitEvent(*picture.wait);
 }
 
 } // namespace client

@@ -44,6 +44,15 @@ private:
     ms m_waitAt{0};
 };
 
+// The events of a run at one moment, without their times.
+
+/** `row` counts from 0. */
+QJsonObject chipEvent(const McuState &mcu, int row, std::chrono::milliseconds now);
+QJsonObject progressEvent(const RunPicture &picture);
+QJsonObject waitEvent(const AnswerWait &wait);
+/** For programs: "set-version". */
+QString phaseWord(RunPhase phase);
+
 /** The event of a log line of the agent, with its text for people. */
 QJsonObject messageEvent(const UpgradeModel &model, const QString &line);
 

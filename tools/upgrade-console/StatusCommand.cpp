@@ -1,117 +1,53 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "upgrade-console/StatusCommand.h"
 
-#include "client/Messages.h"
-#include "client/PackageListing.h"
-#include "common/PackageRows.h"
 #include "common/Printable.h"
-#include "protocol/ConsoleTexts.h"
-#include "upgrade-console/Terminal.h"
+#include "package/PackageDescription.h"
 
-namespace consoletext = protocol::consoletext;
-using client::AgentReply;
-using client::bytesOf;
-using client::LineEvent;
-using client::LineMeaning;
-using client::listProblem;
-using client::meaningOf;
-using client::packageJson;
-using package::PackageDescription;
-using package::parseDescription;
+using client::AgentStatus;
+using client::statusJson;
+using client::StatusQuery;
 
 namespace {
 
-QString chipsText(int count)
+QString packageText(const QJsonObject &json)
 {
-    return count == 1 ? QStringLiteral("1 chip") : QStringLiteral("%1 chips").arg(count);
+    const QJsonObject problem = json["package_problem"].toObject();
+    if (!problem.isEmpty())
+        return QStringLiteral("none to upgrade from: ") + problem["text"].toString();
+    const QJsonObject package = json["package"].toObject();
+    const int chips = package["chips"].toInt();
+    return QStringLiteral("%1 %2, ").arg(printable(package["model"].toString()),
+                                         printable(package["version"].toString())) +
+           (chips == 1 ? QStringLiteral("1 chip") : QStringLiteral("%1 chips").arg(chips));
 }
 
 } // namespace
 
-/** A request without rows starts nothing, but is refused while a run is active. */
-void StatusCommand::onConnected()
+StatusCommand::StatusCommand(const Options &options)
+    : Command(options), m_query(options.host, options.port, options.timeOut)
 {
-    agent().request(bytesOf(consoletext::upgrade));
-    request(consoletext::heartbeat);
-    awaitReply();
+    connect(&m_query, &StatusQuery::answered, this, &StatusCommand::show);
+    connect(&m_query, &StatusQuery::failed, this, [this](ProblemId cause, const QString &detail) {
+        CommandOutcome result = CommandOutcome::failed(cause, detail);
+        result.json = {{"reachable", false}, {"host", this->options().host}};
+        finish(result);
+    });
 }
 
-/** Sent only now, since a busy agent also sends the lines of its run. */
-void StatusCommand::askTheRest()
-{
-    m_isBusyKnown = true;
-    request(consoletext::version);
-    request(consoletext::getFirmwareList);
-    request(consoletext::heartbeat);
-    awaitReply();
-}
-
-void StatusCommand::onReply(const AgentReply &reply)
-{
-    using Kind = AgentReply::Kind;
-    if (reply.kind == Kind::Version) {
-        m_version = reply.text;
-    } else if (reply.kind == Kind::FirmwareList) {
-        m_list = reply.text;
-    } else if (reply.kind == Kind::Heartbeat) {
-        if (m_isBusyKnown)
-            show();
-        else
-            askTheRest();
-    } else if (reply.kind == Kind::Log) {
-        const LineMeaning meaning = meaningOf(reply.text);
-        m_isBusy = m_isBusy || meaning.event == LineEvent::Busy;
-        if (m_isBusyKnown && !m_isBusy && meaning.cause != ProblemId::None)
-            m_listProblem = meaning.cause;
-    }
-}
-
-QString StatusCommand::packageText(QJsonObject &json) const
-{
-    const ProblemId problem = listProblem(m_list, m_listProblem);
-    if (problem != ProblemId::None) {
-        json["package"] = QJsonValue::Null;
-        json["package_problem"] = problemJson(Problem{problem});
-        return QStringLiteral("none to upgrade from: ") +
-               QString::fromLatin1(problemRow(problem).text);
-    }
-    json["package_problem"] = QJsonValue::Null;
-    const PackageDescription package = parseDescription(m_list.toUtf8());
-    const int chips = rowsOf(package, Numbering::FromZero).size();
-    QJsonObject about = packageJson(package);
-    about["chips"] = chips;
-    json["package"] = about;
-    return QStringLiteral("%1 %2, %3")
-        .arg(printable(package.model), printable(package.version), chipsText(chips));
-}
-
-void StatusCommand::show()
+void StatusCommand::show(const AgentStatus &status)
 {
     CommandOutcome result;
-    result.json = {{"reachable", true},
-                   {"host", options().host},
-                   {"agent_version", m_version},
-                   {"busy", m_isBusy},
-                   {"last_result", QJsonValue::Null}};
-    const QString package = packageText(result.json);
+    result.json = statusJson(status);
+    result.json["reachable"] = true;
+    result.json["host"] = options().host;
+    result.json["last_result"] = QJsonValue::Null;
     result.text = textOf({
-        QStringLiteral("Agent: reachable, version %1").arg(printable(m_version)),
+        QStringLiteral("Agent: reachable, version %1").arg(printable(status.version)),
         QStringLiteral("Device: ") +
-            (m_isBusy ? QStringLiteral("busy with an upgrade") : QStringLiteral("not busy")),
-        QStringLiteral("Package: ") + package,
+            (status.isBusy ? QStringLiteral("busy with an upgrade") : QStringLiteral("not busy")),
+        QStringLiteral("Package: ") + packageText(result.json),
         QStringLiteral("Last result: not known; the agent does not report it, its log has it"),
     });
     finish(result);
-}
-
-void StatusCommand::onLost(ProblemId cause, const QString &detail)
-{
-    CommandOutcome result = CommandOutcome::failed(cause, detail);
-    result.json = {{"reachable", false}, {"host", options().host}};
-    finish(result);
-}
-
-void StatusCommand::onDeadline()
-{
-    onLost(ProblemId::NoSignOfLife, QStringLiteral("a request was not answered"));
 }

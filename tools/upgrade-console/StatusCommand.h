@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "client/StatusQuery.h"
 #include "upgrade-console/Command.h"
 
 /** Everything that the agent reports without a run: whether it answers, its version, whether a run
@@ -10,22 +11,16 @@ class StatusCommand : public Command
     Q_OBJECT
 
 public:
-    using Command::Command;
+    explicit StatusCommand(const Options &options);
+
+    void run() override { m_query.start(); }
 
 protected:
-    void onConnected() override;
-    void onReply(const client::AgentReply &reply) override;
-    void onLost(ProblemId cause, const QString &detail) override;
-    void onDeadline() override;
+    void onConnected() override {}
+    void onReply(const client::AgentReply &) override {}
 
 private:
-    void askTheRest();
-    void show();
-    QString packageText(QJsonObject &json) const;
+    void show(const client::AgentStatus &status);
 
-    bool m_isBusyKnown = false;
-    bool m_isBusy = false;
-    QString m_version;
-    QString m_list;
-    ProblemId m_listProblem = ProblemId::None;
+    client::StatusQuery m_query;
 };
