@@ -4,8 +4,12 @@
 #include "fwm/Words.h"
 #include "package/DescriptionKeys.h"
 
+#include <QJsonArray>
+
 namespace description = package::description;
 namespace net = package::net;
+using package::isBareForm;
+using package::PackageHeader;
 using package::RecordKey;
 
 QJsonObject netJson(const ImageInfo &image)
@@ -44,6 +48,34 @@ QJsonObject imageJson(const PackageContents &contents, int number)
     if (image.net)
         json.insert(QStringLiteral("net"), netJson(image));
     return json;
+}
+
+QString formText(const PackageHeader &header)
+{
+    if (header.error != PackageHeader::Error::None)
+        return QStringLiteral("unknown");
+    return header.form == PackageHeader::Form::Bare ? QStringLiteral("bare")
+                                                    : QStringLiteral("current");
+}
+
+QJsonObject infoJson(const PackageContents &contents)
+{
+    QJsonArray images;
+    for (int number = 1; number <= contents.images.size(); ++number)
+        images.append(imageJson(contents, number));
+    const QJsonObject checksum{
+        {QStringLiteral("stored"), QString::fromLatin1(contents.checksum.stored)},
+        {QStringLiteral("computed"), QString::fromLatin1(contents.checksum.computed)},
+        {QStringLiteral("matches"), contents.checksum.matches()}};
+    return {{QStringLiteral("size"), contents.size},
+            {QStringLiteral("form"), formText(contents.header)},
+            {QStringLiteral("package_version"), contents.header.version},
+            {QStringLiteral("checksum"), checksum},
+            {QStringLiteral("model"), contents.description.model},
+            {QStringLiteral("release"), contents.description.version},
+            {QStringLiteral("description_offset"), contents.header.jsonOffset},
+            {QStringLiteral("description_length"), contents.header.jsonLength},
+            {QStringLiteral("images"), images}};
 }
 
 QString netVerdict(const ImageInfo &image)

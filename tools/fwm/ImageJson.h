@@ -9,6 +9,12 @@ QString imageName(const PackageContents &contents, const ImageInfo &image);
 /** What is known of the head of a network module image. */
 QJsonObject netJson(const ImageInfo &image);
 
+/** "current", "bare" or "unknown". */
+QString formText(const package::PackageHeader &header);
+
+/** All values of a package, without the name of its file. */
+QJsonObject infoJson(const PackageContents &contents);
+
 /** All values of an image. `number` counts from 1. */
 QJsonObject imageJson(const PackageContents &contents, int number);
 

@@ -14,35 +14,6 @@ using package::RecordKey;
 
 namespace {
 
-QString formText(const PackageHeader &header)
-{
-    if (header.error != PackageHeader::Error::None)
-        return QStringLiteral("unknown");
-    return header.form == PackageHeader::Form::Bare ? QStringLiteral("bare")
-                                                    : QStringLiteral("current");
-}
-
-QJsonObject toJson(const QString &file, const PackageContents &contents)
-{
-    QJsonArray images;
-    for (int number = 1; number <= contents.images.size(); ++number)
-        images.append(imageJson(contents, number));
-    const QJsonObject checksum{
-        {QStringLiteral("stored"), QString::fromLatin1(contents.checksum.stored)},
-        {QStringLiteral("computed"), QString::fromLatin1(contents.checksum.computed)},
-        {QStringLiteral("matches"), contents.checksum.matches()}};
-    return {{QStringLiteral("file"), file},
-            {QStringLiteral("size"), contents.size},
-            {QStringLiteral("form"), formText(contents.header)},
-            {QStringLiteral("package_version"), contents.header.version},
-            {QStringLiteral("checksum"), checksum},
-            {QStringLiteral("model"), contents.description.model},
-            {QStringLiteral("release"), contents.description.version},
-            {QStringLiteral("description_offset"), contents.header.jsonOffset},
-            {QStringLiteral("description_length"), contents.header.jsonLength},
-            {QStringLiteral("images"), images}};
-}
-
 QString checksumText(const PackageContents &contents)
 {
     if (isBareForm(contents.checksum.stored))
@@ -153,7 +124,8 @@ CommandOutcome runInfo(const Options &options)
     if (package.contents.netImage)
         return netOutcome(options.file, *package.contents.netImage);
     CommandOutcome outcome;
-    outcome.json = toJson(options.file, package.contents);
+    outcome.json = infoJson(package.contents);
+    outcome.json[QStringLiteral("file")] = options.file;
     outcome.json[QStringLiteral("signature")] = signature.json();
     outcome.text = headText(options.file, package.contents, signature);
     if (!package.contents.images.isEmpty())
