@@ -4,7 +4,7 @@
 
 # To build the programs.
 BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdeflate-dev libsodium-dev \
-    zlib1g-dev libcli11-dev libedit-dev nlohmann-json3-dev"
+    zlib1g-dev libcli11-dev libedit-dev libmicrohttpd-dev nlohmann-json3-dev"
 # To build with Qt 6 instead of Qt 5.
 QT6_PACKAGES="qt6-base-dev libqt6serialport6-dev"
 # To run the tests and the demonstration.

@@ -122,6 +122,18 @@ enum class ProblemId {
     WriteNotConfirmed,
     PointsFailed,
     PointsUntested,
+    // The web server
+    LoginNeeded,
+    LoginFailed,
+    LoginLocked,
+    RequestRefused,
+    NotFound,
+    MethodRefused,
+    UploadTooLarge,
+    NoSpace,
+    TooManyViewers,
+    PasswordUnusable,
+    NotListening,
     // EDID dumps
     NotAnEdid,
 };
