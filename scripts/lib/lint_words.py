@@ -14,8 +14,8 @@ NOT_CHECKED = re.compile(
     r"|^LICENSE$|^tests/lint/|^scripts/lib/lint-words\.txt$"
     r"|\.(?:bin|fwm|hex|png|svg)$"
 )
-# CMake's names of permissions.
-ALLOWED_TEXTS = ("WORLD_READ", "WORLD_EXECUTE")
+# CMake's names of permissions, and an option whose name is common for it.
+ALLOWED_TEXTS = ("WORLD_READ", "WORLD_EXECUTE", "--behind-proxy")
 
 # As str.lower(), which could change the length of a text that is not ASCII.
 LOWER = str.maketrans(string.ascii_uppercase, string.ascii_lowercase)

@@ -8,7 +8,7 @@ namespace client {
 
 // The result of a run as the document of a command, for every program that follows one. The members
 // are summary, rebooted, mcus and, where it applies, net_version; the text is empty, since each
-// program has a form of its own for people.
+// program has another form for people.
 
 /** Of a run whose result the agent reported. */
 CommandOutcome runDocument(const UpgradeModel &model, const UpgradeOutcome &outcome,

@@ -41,14 +41,14 @@ bool Gate::isHostKnown(const QByteArray &host) const
     // A browser leaves out the port that is the usual one of the scheme.
     const int usual = m_settings.hasTls ? 443 : 80;
     const int port = authority->port < 0 ? usual : authority->port;
-    const bool isPortRight = m_settings.isBehindProxy || port == m_settings.port;
+    const bool isPortRight = m_settings.hasProxy || port == m_settings.port;
     return isPortRight && m_settings.hosts.contains(authority->host, Qt::CaseInsensitive);
 }
 
 /** A browser sends Origin with every POST of a page. */
 bool Gate::isOriginOwn(const Request &request) const
 {
-    const bool isSecure = m_settings.hasTls || m_settings.isBehindProxy;
+    const bool isSecure = m_settings.hasTls || m_settings.hasProxy;
     const QByteArray scheme =
         isSecure ? QByteArrayLiteral("https://") : QByteArrayLiteral("http://");
     return request.header("Origin").toLower() == scheme + request.header("Host").toLower();
@@ -97,7 +97,7 @@ QByteArray Gate::logOut(const Request &request)
 QByteArray Gate::cookie(const QByteArray &value) const
 {
     QByteArray text = sessionCookie + '=' + value + "; Path=/; HttpOnly; SameSite=Strict";
-    if (m_settings.hasTls || m_settings.isBehindProxy)
+    if (m_settings.hasTls || m_settings.hasProxy)
         text += "; Secure";
     return text;
 }
@@ -105,7 +105,7 @@ QByteArray Gate::cookie(const QByteArray &value) const
 /** Only the last entry is the proxy's own; a client may send those before it. */
 QString Gate::addressOf(const Request &request) const
 {
-    if (!m_settings.isBehindProxy)
+    if (!m_settings.hasProxy)
         return request.peer;
     const QVector<QByteArray> headers = fieldsOf(request.headers, "X-Forwarded-For");
     const QByteArray last =

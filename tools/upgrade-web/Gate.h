@@ -19,8 +19,8 @@ struct GateSettings
     bool hasPassword = false;
     /** The server itself speaks TLS. */
     bool hasTls = false;
-    /** A proxy sets X-Forwarded-For, and speaks TLS to the browsers, at a port of its own. */
-    bool isBehindProxy = false;
+    /** A proxy sets X-Forwarded-For, and speaks TLS to the browsers, at another port. */
+    bool hasProxy = false;
     bool hasOpenMetrics = false;
 };
 
@@ -49,7 +49,7 @@ public:
     /** Ends the session and returns the header that deletes the cookie. */
     QByteArray logOut(const Request &request);
     LoginLimit &limit() { return m_limit; }
-    /** The viewer's address; behind a proxy the one that the proxy reports. */
+    /** The viewer's address; with a proxy the one that the proxy reports. */
     QString addressOf(const Request &request) const;
     /** The port that the server listens on, once it is known. */
     void setPort(quint16 port) { m_settings.port = port; }

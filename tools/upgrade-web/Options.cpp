@@ -54,7 +54,7 @@ WebOptionReader::WebOptionReader() : m_line(program)
     m_line.takesFile(add(serve, "--certificate", m_texts.certificate, "FILE",
                          "The certificate chain for TLS, PEM."));
     m_line.takesFile(add(serve, "--key", m_texts.key, "FILE", "Its private key, PEM."));
-    serve.add_flag("--behind-proxy", m_options.isBehindProxy,
+    serve.add_flag("--behind-proxy", m_options.hasProxy,
                    "A proxy on the way speaks TLS to the browsers and sets X-Forwarded-For.");
     serve.add_flag("--open-metrics", m_options.hasOpenMetrics, "Serve /metrics without a login.");
     m_line.takesHost(add(serve, "--agent-host", m_texts.agent, "HOST",
@@ -105,9 +105,9 @@ std::optional<CommandOutcome> WebOptionReader::check()
             QStringLiteral("--listen: '%1' is not a valid address").arg(m_options.listen));
     if (m_options.certificate.isEmpty() != m_options.key.isEmpty())
         return m_line.wrong(QStringLiteral("--certificate and --key belong together"));
-    if (!m_options.key.isEmpty() && m_options.isBehindProxy)
+    if (!m_options.key.isEmpty() && m_options.hasProxy)
         return m_line.wrong(QStringLiteral("--behind-proxy excludes --certificate and --key"));
-    const bool isSafe = !m_options.key.isEmpty() || m_options.isBehindProxy;
+    const bool isSafe = !m_options.key.isEmpty() || m_options.hasProxy;
     if (!address.isLoopback() && !isSafe)
         return m_line.wrong(QStringLiteral("--listen with an address that is not a loopback "
                                            "address needs --certificate and --key, or "

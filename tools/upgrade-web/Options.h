@@ -12,7 +12,7 @@ struct WebOptions
     QString listen = QStringLiteral("127.0.0.1");
     quint16 port = 8353;
     QStringList hostNames;
-    bool isBehindProxy = false;
+    bool hasProxy = false;
     bool hasOpenMetrics = false;
     QString certificate;
     QString key;

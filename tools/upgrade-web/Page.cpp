@@ -28,7 +28,7 @@ Response pageFile(const QByteArray &path)
     const QByteArray name = path == "/" ? QByteArrayLiteral("/index.html") : path;
     QFile file(QStringLiteral(":/page") + QString::fromUtf8(name));
     const QByteArray type = typeOf(name);
-    // The resources of Qt are a file system of their own, without the files of the machine.
+    // The resources of Qt are a separate file system, without the files of the machine.
     if (type.isEmpty() || name.contains("..") || !file.open(QIODevice::ReadOnly))
         return refusal({}, ProblemId::NotFound);
     return {200, type, {}, file.readAll()};

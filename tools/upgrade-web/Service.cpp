@@ -278,21 +278,22 @@ Reply Service::withPackage(std::function<Response()> reply)
 Reply Service::finishUpload(const std::shared_ptr<PackageUpload> &upload)
 {
     return Work([this, upload] {
-        return Finish([this, outcome = upload->finish()]() -> Response {
-            m_isUploading = false;
-            static constexpr Route route{Resource::Upload, "POST", "", "package"};
-            CommandOutcome whole = outcome;
-            whole.json["present"] = true;
-            if (outcome.problem)
-                return document(route, whole);
-            add({{"event", "package"}});
-            m_askedAt = {};
-            ask();
-            whole.json["upload_limit"] = m_settings.uploadLimit;
-            whole.json["free"] = freeBeside(m_settings.package);
-            return document(route, whole);
-        });
+        return Finish([this, outcome = upload->finish()] { return uploadDocument(outcome); });
     });
+}
+
+Response Service::uploadDocument(CommandOutcome outcome)
+{
+    static constexpr Route route{Resource::Upload, "POST", "", "package"};
+    m_isUploading = false;
+    if (outcome.problem)
+        return document(route, outcome);
+    add({{"event", "package"}});
+    ask();
+    outcome.json["present"] = true;
+    outcome.json["upload_limit"] = m_settings.uploadLimit;
+    outcome.json["free"] = freeBeside(m_settings.package);
+    return document(route, outcome);
 }
 
 } // namespace web

@@ -89,6 +89,8 @@ private:
     Response document(const Route &route, const CommandOutcome &outcome) const;
     Response sessionDocument(const Route &route, const Gate::Access &access) const;
     Reply logIn(const Request &request, const Route &route);
+    Response loginDocument(const Route &route, const QString &address, bool isRight);
+    Response uploadDocument(CommandOutcome outcome);
     Response logOut(const Request &request, const Route &route);
     Reply withPackage(std::function<Response()> reply);
     Response packageDocument(const Route &route) const;

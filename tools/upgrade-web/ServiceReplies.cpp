@@ -21,8 +21,6 @@ using client::WantedMcu;
 
 namespace {
 
-using namespace std::chrono_literals;
-
 /** Longer than any password that people remember, in bytes. */
 constexpr int longestPassword = 1024;
 constexpr int mostRows = 256;
@@ -116,7 +114,7 @@ Reply Service::logIn(const Request &request, const Route &route)
 {
     const QString address = m_gate.addressOf(request);
     const auto locked = m_gate.limit().lockedFor(address, now());
-    if (locked > 0ms) {
+    if (locked.count() > 0) {
         Response response = refusal(QString::fromLatin1(route.name), ProblemId::LoginLocked);
         response.headers.append(
             {"Retry-After",
@@ -132,17 +130,22 @@ Reply Service::logIn(const Request &request, const Route &route)
     // Counted before the check, so that attempts at the same time count, too.
     m_gate.limit().addFailure(address, now());
     return Work([this, hash = m_settings.passwordHash, password, address, route] {
-        return Finish([this, isRight = isPassword(hash, password), address, route]() -> Response {
-            if (!isRight)
-                return refusal(QString::fromLatin1(route.name), ProblemId::LoginFailed);
-            m_gate.limit().clear(address);
-            Gate::Access access;
-            const QByteArray cookie = m_gate.logIn(now(), access);
-            Response response = sessionDocument(route, access);
-            response.headers.append({"Set-Cookie", cookie});
-            return response;
+        return Finish([this, isRight = isPassword(hash, password), address, route] {
+            return loginDocument(route, address, isRight);
         });
     });
+}
+
+Response Service::loginDocument(const Route &route, const QString &address, bool isRight)
+{
+    if (!isRight)
+        return refusal(QString::fromLatin1(route.name), ProblemId::LoginFailed);
+    m_gate.limit().clear(address);
+    Gate::Access access;
+    const QByteArray cookie = m_gate.logIn(now(), access);
+    Response response = sessionDocument(route, access);
+    response.headers.append({"Set-Cookie", cookie});
+    return response;
 }
 
 Response Service::logOut(const Request &request, const Route &route)
@@ -201,7 +204,7 @@ Response Service::plan(const Request &request, const Route &route) const
             chip["image_size"] = mcu.imageSize;
         chips.append(chip);
     }
-    const client::TimeLeft total = estimate.ofRun(model, 0ms);
+    const client::TimeLeft total = estimate.ofRun(model, {});
     CommandOutcome outcome;
     outcome.json = {{"mode", *mode},
                     {"package", client::packageJson(m_package.description)},

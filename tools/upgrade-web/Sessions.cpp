@@ -75,7 +75,7 @@ milliseconds LoginLimit::lockedFor(const QString &address, milliseconds now) con
 
 void LoginLimit::addFailure(const QString &address, milliseconds now)
 {
-    makeRoom(now);
+    forgetSome(now);
     QVector<milliseconds> &times = m_failures[address];
     times.append(now);
     if (times.size() > mostFailures)
@@ -83,7 +83,7 @@ void LoginLimit::addFailure(const QString &address, milliseconds now)
 }
 
 /** Addresses without a recent failure are forgotten, and with too many the one that is oldest. */
-void LoginLimit::makeRoom(milliseconds now)
+void LoginLimit::forgetSome(milliseconds now)
 {
     if (m_failures.size() < mostAddresses)
         return;

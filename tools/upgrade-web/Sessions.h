@@ -27,7 +27,7 @@ struct Session
 class Sessions
 {
 public:
-    /** Returns a word that nobody can guess. */
+    /** Returns a word that cannot be guessed. */
     using Secret = std::function<QByteArray()>;
 
     explicit Sessions(Secret secret) : m_secret(std::move(secret)) {}
@@ -55,7 +55,7 @@ public:
     void clear(const QString &address) { m_failures.remove(address); }
 
 private:
-    void makeRoom(milliseconds now);
+    void forgetSome(milliseconds now);
 
     /** The times of the last failures of each address. */
     QHash<QString, QVector<milliseconds>> m_failures;

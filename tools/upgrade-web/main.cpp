@@ -72,7 +72,7 @@ QStringList hostsOf(const WebOptions &options)
 
 std::optional<CommandOutcome> serve(const WebOptions &options, int signalDescriptor)
 {
-    const bool isLocal = QHostAddress(options.listen).isLoopback() && !options.isBehindProxy;
+    const bool isLocal = QHostAddress(options.listen).isLoopback() && !options.hasProxy;
     const bool hasFile = QFile::exists(options.passwordFile);
     web::PasswordFile password;
     if (hasFile || !isLocal) {
@@ -97,7 +97,7 @@ std::optional<CommandOutcome> serve(const WebOptions &options, int signalDescrip
                                   options.history,
                                   options.uploadLimit * bytesPerMib,
                                   {hostsOf(options), options.port, !password.hash.isEmpty(), hasTls,
-                                   options.isBehindProxy, options.hasOpenMetrics},
+                                   options.hasProxy, options.hasOpenMetrics},
                                   password.hash};
     web::Service service(settings);
     web::HttpServer server(service, http);
