@@ -1,0 +1,154 @@
+# SPDX-License-Identifier: Apache-2.0
+"""upgrade-web as a process, and a viewer of it without a browser."""
+
+import http.client
+import json
+import os
+import socket
+import subprocess
+import urllib.parse
+
+from . import wait
+from .process import Process
+
+PROGRAM = os.environ.get("UPGRADE_WEB", "")
+
+
+class Answer:
+    """A response: status, headers and body."""
+
+    def __init__(self, response):
+        self.status = response.status
+        self.headers = response.headers
+        self.body = response.read()
+
+    @property
+    def document(self):
+        return json.loads(self.body)
+
+    @property
+    def problem(self):
+        """(HTTP status, id of the error)."""
+        error = self.document["error"]
+        return self.status, error["id"] if error else None
+
+
+class Events:
+    """The event stream of one viewer."""
+
+    def __init__(self, server, last=None, headers=None):
+        self._connection = http.client.HTTPConnection("127.0.0.1", server.port, timeout=60)
+        more = {"Last-Event-ID": last} if last else {}
+        self._connection.request("GET", "/api/events", headers={**(headers or {}), **more})
+        self.response = self._connection.getresponse()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self._connection.close()
+
+    def next(self):
+        """The next event; its "id" is that of the stream."""
+        fields = {}
+        while True:
+            line = self.response.readline().decode().rstrip("\n")
+            if line.startswith(":"):
+                continue
+            if not line and fields:
+                event = json.loads(fields["data"])
+                assert event["event"] == fields["event"], fields
+                return fields["id"], event
+            if line:
+                name, _, value = line.partition(": ")
+                fields[name] = value
+
+    def until(self, kind):
+        """Every event until the first of a kind: [(id, event)]."""
+        seen = [self.next()]
+        while seen[-1][1]["event"] != kind:
+            seen.append(self.next())
+        return seen
+
+
+class WebServer(Process):
+    """The server on a free port of the loopback address."""
+
+    def __init__(self, folder, agent_port, *options):
+        self.folder = folder
+        self.package = os.path.join(folder, "FW.fwm")
+        super().__init__(
+            "upgrade-web",
+            [
+                PROGRAM,
+                "serve",
+                "--port",
+                "0",
+                "--agent-port",
+                str(agent_port),
+                "--agent-host",
+                "127.0.0.1",
+                "--package",
+                self.package,
+                "--password-file",
+                os.path.join(folder, "password"),
+                *options,
+            ],
+            stdout=subprocess.PIPE,
+        )
+        self.address = self.popen.stdout.readline().decode().strip()
+        assert self.address, self.stderr()
+        self.port = urllib.parse.urlsplit(self.address).port
+        self.origin = f"http://127.0.0.1:{self.port}"
+        self.cookie = None
+
+    def request(self, method, path, body=None, **headers):
+        """One request on a connection of its kind; header names have underscores."""
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=60)
+        try:
+            names = {name.replace("_", "-"): value for name, value in headers.items()}
+            if self.cookie:
+                names.setdefault("Cookie", self.cookie)
+            connection.request(method, path, body=body, headers=names)
+            return Answer(connection.getresponse())
+        finally:
+            connection.close()
+
+    def get(self, path, **headers):
+        return self.request("GET", path, **headers)
+
+    def token(self):
+        return self.get("/api/session").document["csrf_token"]
+
+    def post(self, path, body, **headers):
+        """As the page does it; an object becomes JSON."""
+        if isinstance(body, dict):
+            body = json.dumps(body).encode()
+        headers = {"Origin": self.origin, "X_CSRF_Token": self.token(), **headers}
+        return self.request("POST", path, body, **headers)
+
+    def log_in(self, password):
+        answer = self.request(
+            "POST", "/api/login", json.dumps({"password": password}), Origin=self.origin
+        )
+        if answer.status == 200:
+            self.cookie = answer.headers["Set-Cookie"].split(";")[0]
+        return answer
+
+    def wait_until_reachable(self):
+        wait.until(lambda: self.get("/api/status").document["reachable"], what="agent")
+
+    def raw(self):
+        """A connection for bytes that no client library sends."""
+        return socket.create_connection(("127.0.0.1", self.port), timeout=60)
+
+
+def set_password(folder, password):
+    return subprocess.run(
+        [PROGRAM, "--password-file", os.path.join(folder, "password"), "set-password"],
+        input=password + "\n",
+        capture_output=True,
+        text=True,
+        check=False,
+        timeout=60,
+    )

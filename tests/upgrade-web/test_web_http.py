@@ -1,0 +1,313 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The HTTP interface: documents, refusals, sessions, uploads and limits, with a scripted agent."""
+
+import os
+import stat
+import tempfile
+import time
+import unittest
+
+import jsonschema
+
+from tests import ROOT
+from tests.harness import wait, web
+from tests.harness.package import Image, build, image_bytes
+from tests.harness.upgrade_console.fake_agent import FakeAgent
+from tests.schemas import documents
+
+PACKAGES = os.path.join(ROOT, "tests", "package", "data")
+DUMP = os.path.join(ROOT, "tests", "edid", "data", "v4l-dell-p2415q-hdmi1.4.bin")
+GOOD = build([Image("MAIN", image_bytes(3000, "main")), Image("AUX 1", image_bytes(2000), 1)])
+MARKUP = "<script>alert(1)</script>"
+
+
+class WebCase(unittest.TestCase):
+    """A server with an agent that is not busy."""
+
+    maxDiff = None
+    options: tuple = ()
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        self.agent = FakeAgent()
+        self.addCleanup(self.agent.stop)
+        self.prepare()
+        self.server = web.WebServer(self.folder, self.agent.port, *self.options)
+        self.addCleanup(self.server.forget)
+        self.addCleanup(self.server.stop)
+        self.package = self.server.package
+
+    def prepare(self):
+        pass
+
+    def put(self, content):
+        with open(self.package, "wb") as file:
+            file.write(content)
+
+    def stored(self):
+        with open(self.package, "rb") as file:
+            return file.read()
+
+    def leftovers(self):
+        return sorted(set(os.listdir(self.folder)) - {"FW.fwm", "password"})
+
+
+class TestDocuments(WebCase):
+    def test_every_document_follows_its_schema(self):
+        self.put(GOOD)
+        self.server.wait_until_reachable()
+        self.server.post("/api/run", {"mode": 5})
+        with open(DUMP, "rb") as file:
+            dump = file.read()
+        answers = {
+            "session": self.server.get("/api/session"),
+            "status": self.server.get("/api/status"),
+            "package": self.server.get("/api/package"),
+            "plan": self.server.get("/api/plan?mode=5"),
+            "run": self.server.get("/api/run"),
+            "history": self.server.get("/api/history"),
+            "report": self.server.get("/api/report?form=json"),
+            "edid": self.server.post("/api/edid", dump),
+        }
+        for name, answer in answers.items():
+            with self.subTest(name):
+                self.assertEqual(answer.problem, (200, None))
+                schema = documents.load(f"upgrade-web-{name}")
+                jsonschema.Draft202012Validator(schema).validate(answer.document)
+                unnamed = set(answer.document) - set(documents.members(schema))
+                self.assertEqual(unnamed, set())
+        described = {name for name in documents.names() if name.startswith("upgrade-web-")}
+        self.assertEqual(described, {f"upgrade-web-{name}" for name in answers})
+
+    def test_the_plan_counts_the_images(self):
+        self.put(GOOD)
+        plan = self.server.get("/api/plan?mode=5").document
+        self.assertEqual(
+            [(chip["request"], chip["image_size"]) for chip in plan["chips"]],
+            [("MAIN,0,0", 3000), ("AUX 1,1,0", 2000)],
+        )
+        self.assertTrue(plan["seconds_is_whole"])
+        one = self.server.get("/api/plan?mode=5&row=MAIN,0,0").document
+        self.assertLess(one["seconds"], plan["seconds"])
+
+    def test_refusals(self):
+        good = self.server.token()
+        for method, path, body, expected in (
+            ("GET", "/api/nothing", None, (404, "not-found")),
+            ("GET", "/nothing.js", None, (404, "not-found")),
+            ("GET", "/../etc/passwd", None, (404, "not-found")),
+            ("DELETE", "/api/package", None, (405, "method-refused")),
+            ("POST", "/api/plan", b"{}", (405, "method-refused")),
+            ("GET", "/api/plan?mode=3", None, (400, "usage")),
+            ("GET", "/api/plan", None, (422, "package-missing")),
+            ("GET", "/api/report?form=pdf", None, (400, "usage")),
+            ("POST", "/api/run", b"[]", (400, "usage")),
+            ("POST", "/api/run", b'{"mode": 3}', (400, "usage")),
+            ("POST", "/api/run", b'{"mode": 2, "rows": []}', (400, "usage")),
+            ("POST", "/api/run", b'{"mode": 2, "rows": ["A,x,0"]}', (400, "usage")),
+            ("POST", "/api/edid", b"no dump", (422, "not-an-edid")),
+            ("POST", "/api/run", b" " * 16385, (413, "upload-too-large")),
+        ):
+            with self.subTest(f"{method} {path}"):
+                answer = self.server.request(
+                    method, path, body, Origin=self.server.origin, X_CSRF_Token=good
+                )
+                self.assertEqual(answer.problem, expected)
+
+    def test_text_with_markup_stays_text(self):
+        self.put(build([Image(MARKUP, image_bytes(300))]))
+        answer = self.server.get("/api/package")
+        self.assertEqual(answer.document["images"][0]["name"], MARKUP)
+        self.assertEqual(answer.headers["Content-Type"], "application/json")
+        self.assertEqual(answer.headers["X-Content-Type-Options"], "nosniff")
+        policy = answer.headers["Content-Security-Policy"]
+        self.assertIn("default-src 'none'", policy)
+        self.assertNotIn("unsafe", policy)
+
+    def test_the_metrics_end_as_openmetrics_does(self):
+        self.put(build([Image("MAIN", image_bytes(300))], model='a"\\b'))
+        self.server.wait_until_reachable()
+        answer = self.server.get("/metrics")
+        self.assertIn("application/openmetrics-text", answer.headers["Content-Type"])
+        lines = answer.body.decode().splitlines()
+        self.assertEqual(lines[-1], "# EOF")
+        self.assertIn("upgrade_agent_reachable 1", lines)
+        self.assertTrue(any('model="a\\"\\\\b"' in line for line in lines), lines)
+
+
+class TestUpload(WebCase):
+    options = ("--upload-limit", "1")
+
+    def test_a_good_package_replaces_the_old_one(self):
+        self.put(b"old")
+        with web.Events(self.server) as events:
+            events.until("snapshot")
+            answer = self.server.post("/api/package", GOOD)
+            events.until("package")
+        self.assertEqual(answer.problem, (200, None))
+        self.assertEqual(self.stored(), GOOD)
+        self.assertEqual(self.leftovers(), [])
+        self.assertEqual(self.server.get("/api/package").document["size"], len(GOOD))
+
+    def test_a_bad_package_leaves_the_old_one(self):
+        self.put(GOOD)
+        for name, problem in (
+            ("checksum-wrong.fwm", "checksum-wrong"),
+            ("no-magic.fwm", "not-a-package"),
+            ("empty.fwm", "not-a-package"),
+            ("net-md5-wrong.fwm", "findings"),
+        ):
+            with self.subTest(name):
+                with open(os.path.join(PACKAGES, name), "rb") as file:
+                    answer = self.server.post("/api/package", file.read())
+                self.assertEqual(answer.problem, (422, problem))
+                self.assertTrue(answer.document["findings"])
+                self.assertEqual(self.stored(), GOOD)
+                self.assertEqual(self.leftovers(), [])
+
+    def test_a_large_one_is_refused_before_its_body(self):
+        for size in (2**20 + 1, 2 * 2**30):
+            with self.server.raw() as peer:
+                head = (
+                    f"POST /api/package HTTP/1.1\r\nHost: 127.0.0.1:{self.server.port}\r\n"
+                    f"Origin: {self.server.origin}\r\nX-CSRF-Token: {self.server.token()}\r\n"
+                    f"Content-Length: {size}\r\n\r\n"
+                )
+                peer.sendall(head.encode())
+                self.assertIn(b" 413 ", peer.recv(65536))
+        self.assertEqual(self.leftovers(), [])
+
+    def test_one_without_a_length_is_refused(self):
+        answer = self.server.post("/api/package", iter([b"x"]))
+        self.assertEqual(answer.problem, (400, "usage"))
+
+    def test_one_that_is_cancelled_leaves_nothing(self):
+        self.put(GOOD)
+        token = self.server.token()
+        with self.server.raw() as peer:
+            head = (
+                f"POST /api/package HTTP/1.1\r\nHost: 127.0.0.1:{self.server.port}\r\n"
+                f"Origin: {self.server.origin}\r\nX-CSRF-Token: {token}\r\n"
+                "Content-Length: 100000\r\n\r\n"
+            )
+            peer.sendall(head.encode() + bytes(5000))
+            wait.until(self.leftovers, what="upload")
+            other = self.server.post("/api/package", GOOD)
+            self.assertEqual(other.problem, (409, "busy"))
+        wait.until(lambda: not self.leftovers(), what="end of the upload")
+        self.assertEqual(self.stored(), GOOD)
+        self.assertEqual(self.server.post("/api/package", GOOD).status, 200)
+
+
+class TestGate(WebCase):
+    def test_only_requests_to_this_server_are_answered(self):
+        port = self.server.port
+        for host, status in (
+            (f"127.0.0.1:{port}", 200),
+            (f"localhost:{port}", 200),
+            (f"LOCALHOST:{port}", 200),
+            (f"[::1]:{port}", 200),
+            ("127.0.0.1", 403),
+            (f"127.0.0.1:{port + 1}", 403),
+            (f"evil.example:{port}", 403),
+            (f"localhost:{port}@evil.example", 403),
+            ("", 403),
+        ):
+            with self.subTest(host):
+                self.assertEqual(self.server.get("/api/session", Host=host).status, status)
+
+    def test_changes_need_the_own_page(self):
+        for headers in (
+            {"Origin": "http://evil.example"},
+            {"Origin": "null"},
+            {"Origin": self.server.origin.replace("http", "https")},
+            {"X_CSRF_Token": "0" * 64},
+            {"X_CSRF_Token": ""},
+        ):
+            with self.subTest(headers):
+                answer = self.server.post("/api/run", {"mode": 2}, **headers)
+                self.assertEqual(answer.problem, (403, "request-refused"))
+        answer = self.server.request("POST", "/api/run", b'{"mode": 2}')
+        self.assertEqual(answer.problem, (403, "request-refused"))
+
+
+class TestLogin(WebCase):
+    PASSWORD = "a long password"
+
+    def prepare(self):
+        result = web.set_password(self.folder, self.PASSWORD)
+        assert result.returncode == 0, result.stderr
+
+    def test_the_file_is_for_its_user_only(self):
+        path = os.path.join(self.folder, "password")
+        self.assertEqual(stat.S_IMODE(os.stat(path).st_mode), 0o600)
+        with open(path, encoding="ascii") as file:
+            self.assertTrue(file.read().startswith("$argon2id$"))
+        self.assertEqual(web.set_password(self.folder, "short").returncode, 1)
+
+    def test_nothing_without_a_login(self):
+        self.assertFalse(self.server.get("/api/session").document["logged_in"])
+        self.assertEqual(self.server.get("/").status, 200)
+        for path in ("status", "package", "plan", "run", "events", "history", "report?form=text"):
+            with self.subTest(path):
+                self.assertEqual(self.server.get(f"/api/{path}").problem, (401, "login-needed"))
+        self.assertEqual(self.server.get("/metrics").problem, (401, "login-needed"))
+
+    def test_a_session(self):
+        answer = self.server.log_in(self.PASSWORD)
+        self.assertEqual(answer.problem, (200, None))
+        cookie = answer.headers["Set-Cookie"]
+        self.assertIn("HttpOnly", cookie)
+        self.assertIn("SameSite=Strict", cookie)
+        self.assertEqual(self.server.get("/api/status").status, 200)
+        self.assertEqual(self.server.post("/api/logout", {}).status, 200)
+        self.assertEqual(self.server.get("/api/status").problem, (401, "login-needed"))
+        self.server.cookie = "upgrade_web_session=" + "0" * 64
+        self.assertEqual(self.server.get("/api/status").problem, (401, "login-needed"))
+
+    def test_wrong_passwords_lock_the_address(self):
+        for _ in range(5):
+            self.assertEqual(self.server.log_in("wrong password").problem, (401, "login-failed"))
+        answer = self.server.log_in(self.PASSWORD)
+        self.assertEqual(answer.problem, (429, "login-locked"))
+        self.assertGreater(int(answer.headers["Retry-After"]), 0)
+
+
+class TestLimits(WebCase):
+    def test_many_connections_do_not_keep_others_out(self):
+        peers = [self.server.raw() for _ in range(200)]
+        try:
+            for peer in peers:
+                peer.sendall(b"GET /api/status HTTP/1.1\r\n")
+            self.assertEqual(self.server.get("/api/session").status, 200)
+        finally:
+            for peer in peers:
+                peer.close()
+
+    def test_slow_requests_end(self):
+        """One byte now and then keeps no connection; the limit is 30 s."""
+        with self.server.raw() as peer:
+            begin = time.monotonic()
+            peer.settimeout(1)
+            ended = False
+            while not ended and time.monotonic() - begin < 120:
+                try:
+                    peer.sendall(b"G")
+                    ended = peer.recv(1) == b""
+                except TimeoutError:
+                    pass
+                except OSError:
+                    ended = True
+            self.assertTrue(ended)
+            self.assertGreater(time.monotonic() - begin, 20)
+
+    def test_long_headers_are_refused(self):
+        with self.server.raw() as peer:
+            peer.sendall(b"GET / HTTP/1.1\r\nHost: x\r\nX: " + b"x" * 100_000 + b"\r\n\r\n")
+            self.assertRegex(peer.recv(65536), rb"^HTTP/1.1 4\d\d ")
+
+
+if __name__ == "__main__":
+    unittest.main()
