@@ -228,6 +228,15 @@ private slots:
         QVERIFY(!bench.result.json["likely_state"].toArray().isEmpty());
     }
 
+    void isSilentWhenItIsDestroyed()
+    {
+        Bench bench;
+        bench.prepareAndStart();
+        QTRY_COMPARE(bench.agent.requests().size(), 5);
+        bench.talk.reset();
+        QCOMPARE(bench.seen, (QStringList{"listed M", "begun"}));
+    }
+
     void isSilentOnceItIsClosed()
     {
         Bench bench;

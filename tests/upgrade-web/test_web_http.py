@@ -3,16 +3,14 @@
 
 import os
 import stat
-import tempfile
 import time
 import unittest
 
 import jsonschema
 
 from tests import ROOT
-from tests.harness import wait, web
+from tests.harness import wait, web, webcase
 from tests.harness.package import Image, build, image_bytes
-from tests.harness.upgrade_console.fake_agent import FakeAgent
 from tests.schemas import documents
 
 PACKAGES = os.path.join(ROOT, "tests", "package", "data")
@@ -21,40 +19,7 @@ GOOD = build([Image("MAIN", image_bytes(3000, "main")), Image("AUX 1", image_byt
 MARKUP = "<script>alert(1)</script>"
 
 
-class WebCase(unittest.TestCase):
-    """A server with an agent that is not busy."""
-
-    maxDiff = None
-    options: tuple = ()
-
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-        self.agent = FakeAgent()
-        self.addCleanup(self.agent.stop)
-        self.prepare()
-        self.server = web.WebServer(self.folder, self.agent.port, *self.options)
-        self.addCleanup(self.server.forget)
-        self.addCleanup(self.server.stop)
-        self.package = self.server.package
-
-    def prepare(self):
-        pass
-
-    def put(self, content):
-        with open(self.package, "wb") as file:
-            file.write(content)
-
-    def stored(self):
-        with open(self.package, "rb") as file:
-            return file.read()
-
-    def leftovers(self):
-        return sorted(set(os.listdir(self.folder)) - {"FW.fwm", "password"})
-
-
-class TestDocuments(WebCase):
+class TestDocuments(webcase.WebCase):
     def test_every_document_follows_its_schema(self):
         self.put(GOOD)
         self.server.wait_until_reachable()
@@ -137,7 +102,7 @@ class TestDocuments(WebCase):
         self.assertTrue(any('model="a\\"\\\\b"' in line for line in lines), lines)
 
 
-class TestUpload(WebCase):
+class TestUpload(webcase.WebCase):
     options = ("--upload-limit", "1")
 
     def test_a_good_package_replaces_the_old_one(self):
@@ -201,7 +166,7 @@ class TestUpload(WebCase):
         self.assertEqual(self.server.post("/api/package", GOOD).status, 200)
 
 
-class TestGate(WebCase):
+class TestGate(webcase.WebCase):
     def test_only_requests_to_this_server_are_answered(self):
         port = self.server.port
         for host, status in (
@@ -233,7 +198,7 @@ class TestGate(WebCase):
         self.assertEqual(answer.problem, (403, "request-refused"))
 
 
-class TestLogin(WebCase):
+class TestLogin(webcase.WebCase):
     PASSWORD = "a long password"
 
     def prepare(self):
@@ -275,7 +240,7 @@ class TestLogin(WebCase):
         self.assertGreater(int(answer.headers["Retry-After"]), 0)
 
 
-class TestLimits(WebCase):
+class TestLimits(webcase.WebCase):
     def test_many_connections_do_not_keep_others_out(self):
         peers = [self.server.raw() for _ in range(200)]
         try:

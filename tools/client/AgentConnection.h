@@ -38,6 +38,8 @@ public:
 
     /** `host` is a name or an address of IPv4 or IPv6. */
     AgentConnection(const QString &host, quint16 port, ms timeOut, QObject *parent = nullptr);
+    /** Without a signal: those who listen may be half destroyed. */
+    ~AgentConnection() override { close(); }
 
     /** Returns at once; connected() or lost() follows, the latter possibly before the return. */
     void open();

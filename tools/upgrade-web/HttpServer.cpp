@@ -72,8 +72,10 @@ public:
 
     void run() override
     {
+        // What the work holds ends before its reply is sent: a refused upload leaves no file.
+        const Finish finish = std::exchange(m_work, nullptr)();
         QMetaObject::invokeMethod(
-            m_owner, [done = m_done, finish = m_work()] { done(finish); }, Qt::QueuedConnection);
+            m_owner, [done = m_done, finish] { done(finish); }, Qt::QueuedConnection);
     }
 
 private:
@@ -397,10 +399,11 @@ int HttpServer::reply(Exchange &exchange, Reply reply)
         return stream(exchange, *start);
     // While it is suspended the connection is neither read nor closed, so the exchange stays.
     MHD_suspend_connection(exchange.connection);
-    m_pool.start(new Job(std::get<Work>(reply), this, [this, &exchange](const Finish &finish) {
-        exchange.finish = finish;
-        resume(exchange.connection);
-    }));
+    m_pool.start(
+        new Job(std::get<Work>(std::move(reply)), this, [this, &exchange](const Finish &finish) {
+            exchange.finish = finish;
+            resume(exchange.connection);
+        }));
     return MHD_YES;
 }
 

@@ -240,7 +240,8 @@ Reply Service::handle(const Request &request, const Route &route)
     case Resource::Plan:
         return withPackage([this, request, route] { return plan(request, route); });
     case Resource::StartRun:
-        return startRun(request, route);
+        // For the sizes of its images.
+        return withPackage([this, request, route] { return startRun(request, route); });
     case Resource::Run:
         return ofOutcome(runJson());
     case Resource::Events:

@@ -1,0 +1,44 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The base of the tests of upgrade-web with a scripted agent."""
+
+import os
+import tempfile
+import unittest
+
+from . import web
+from .upgrade_console.fake_agent import FakeAgent
+
+
+class WebCase(unittest.TestCase):
+    """A server with an agent that is not busy."""
+
+    maxDiff = None
+    options: tuple = ()
+    # Of the agent, by request.
+    answers: dict = {}
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        self.agent = FakeAgent(self.answers)
+        self.addCleanup(self.agent.stop)
+        self.prepare()
+        self.server = web.WebServer(self.folder, self.agent.port, *self.options)
+        self.addCleanup(self.server.forget)
+        self.addCleanup(lambda: self.assertEqual(self.server.stop(), 0, self.server.report()))
+        self.package = self.server.package
+
+    def prepare(self):
+        pass
+
+    def put(self, content):
+        with open(self.package, "wb") as file:
+            file.write(content)
+
+    def stored(self):
+        with open(self.package, "rb") as file:
+            return file.read()
+
+    def leftovers(self):
+        return sorted(set(os.listdir(self.folder)) - {"FW.fwm", "password"})

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/TestCase.h"
+#include "upgrade-web/EventLog.h"
+#include "upgrade-web/Gate.h"
+#include "upgrade-web/History.h"
+
+#include <QTemporaryDir>
+
+namespace tst_cores {
+
+using namespace std::chrono_literals;
+using web::EventLog;
+using web::Gate;
+using web::GateSettings;
+using web::LoginLimit;
+using web::Request;
+using web::Resource;
+using web::routeOf;
+using web::Session;
+using web::Sessions;
+
+namespace {
+
+/** Words that differ: "1", "2" and so on. */
+Sessions::Secret numbers()
+{
+    return [count = 0]() mutable { return QByteArray::number(++count); };
+}
+
+Request requestFor(const QByteArray &method, const QByteArray &path, const web::Fields &headers)
+{
+    Request request;
+    request.method = method;
+    request.path = path;
+    request.headers = headers;
+    return request;
+}
+
+ProblemId checked(Gate &gate, const Request &request)
+{
+    return gate.check(request, *routeOf(request.method, request.path).route, 0ms);
+}
+
+} // namespace
+
+class tst_cores : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void aSessionEndsWhenItIsIdleOrOld()
+    {
+        Sessions sessions(numbers());
+        const QByteArray idle = sessions.begin(0min).id;
+        QVERIFY(sessions.use(idle, 60min));
+        QVERIFY(!sessions.use(idle, 121min));
+        const QByteArray old = sessions.begin(0min).id;
+        for (auto now = 0min; now <= 12h; now += 30min)
+            QVERIFY(sessions.use(old, now));
+        QVERIFY(!sessions.use(old, 12h + 1min));
+        QVERIFY(!sessions.use({}, 0min));
+    }
+
+    void theNumberOfSessionsIsBounded()
+    {
+        Sessions sessions(numbers());
+        const Session first = sessions.begin(0s);
+        const Session second = sessions.begin(1s);
+        QVERIFY(sessions.use(first.id, 2s));
+        for (int i = 0; i < 31; ++i)
+            sessions.begin(3s);
+        QVERIFY(sessions.use(first.id, 4s));
+        QVERIFY(!sessions.use(second.id, 4s));
+    }
+
+    void anAddressIsLockedForAWhile()
+    {
+        LoginLimit limit;
+        for (int i = 0; i < 5; ++i) {
+            QCOMPARE(limit.lockedFor("a", 0s).count(), 0);
+            limit.addFailure("a", 0s);
+        }
+        QVERIFY(limit.lockedFor("a", 1s) == 15min - 1s);
+        QCOMPARE(limit.lockedFor("b", 1s).count(), 0);
+        QCOMPARE(limit.lockedFor("a", 15min).count(), 0);
+        for (int i = 0; i < 1100; ++i)
+            limit.addFailure(QString::number(i), 1min);
+        // The oldest address is forgotten, the newest is not.
+        QCOMPARE(limit.lockedFor("a", 1min).count(), 0);
+        limit.clear("1099");
+    }
+
+    void aProxyDecidesOverAddressAndCookie()
+    {
+        GateSettings settings;
+        settings.hosts = QStringList{"module.example"};
+        settings.port = 8353;
+        settings.hasPassword = true;
+        settings.hasProxy = true;
+        Gate gate(settings, numbers());
+        Request request = requestFor("GET", "/api/status", {{"Host", "module.example"}});
+        request.peer = "127.0.0.1";
+        QCOMPARE(gate.addressOf(request), QStringLiteral("127.0.0.1"));
+        request.headers +=
+            qMakePair(QByteArray("X-Forwarded-For"), QByteArray("10.9.9.9, 192.0.2.7"));
+        QCOMPARE(gate.addressOf(request), QStringLiteral("192.0.2.7"));
+        Gate::Access access;
+        const QByteArray cookie = gate.logIn(0ms, access);
+        QVERIFY(cookie.endsWith("; Path=/; HttpOnly; SameSite=Strict; Secure"));
+        QCOMPARE(checked(gate, request), ProblemId::LoginNeeded);
+        request.cookies = {{"upgrade_web_session", cookie.split(';').first().split('=').last()}};
+        QCOMPARE(checked(gate, request), ProblemId::None);
+        request.cookies += request.cookies;
+        QCOMPARE(checked(gate, request), ProblemId::LoginNeeded);
+    }
+
+    void metricsMayBeOpen()
+    {
+        GateSettings settings;
+        settings.hosts = QStringList{"localhost"};
+        settings.port = 80;
+        settings.hasPassword = true;
+        const Request request = requestFor("GET", "/metrics", {{"Host", "localhost"}});
+        Gate closed(settings, numbers());
+        QCOMPARE(checked(closed, request), ProblemId::LoginNeeded);
+        settings.hasOpenMetrics = true;
+        Gate open(settings, numbers());
+        QCOMPARE(checked(open, request), ProblemId::None);
+        const Request twice =
+            requestFor("GET", "/metrics", {{"Host", "localhost"}, {"host", "localhost"}});
+        QCOMPARE(checked(open, twice), ProblemId::RequestRefused);
+    }
+
+    void theLogHasTheLastEventsOnly()
+    {
+        EventLog log("ab", 3);
+        for (int i = 1; i <= 5; ++i)
+            log.append({{"event", "phase"}, {"n", i}, {"text", "a\nb"}});
+        QCOMPARE(log.newest(), qint64(5));
+        QVERIFY(log.hasAllAfter(2));
+        QVERIFY(!log.hasAllAfter(1));
+        const QByteArray frame = log.frame(3);
+        QVERIFY(frame.startsWith("id: ab-3\nevent: phase\ndata: {"));
+        QVERIFY(frame.endsWith("}\n\n"));
+        QCOMPARE(frame.count('\n'), 4);
+        QCOMPARE(log.numberOf("ab-4"), std::optional<qint64>(4));
+        for (const char *id :
+             {"", "ab", "cd-4", "ab-6", "ab--1", "ab-x", "ab-99999999999999999999"})
+            QVERIFY2(!log.numberOf(id), id);
+    }
+
+    void theHistoryIsBoundedAndSurvivesADamagedFile()
+    {
+        QTemporaryDir folder;
+        const QString path = folder.filePath("history.json");
+        web::History history(path);
+        for (int i = 0; i < 60; ++i)
+            QVERIFY(history.add({{"id", i}}));
+        QCOMPARE(history.runs().size(), 50);
+        QCOMPARE(web::History(path).runs(), history.runs());
+        QCOMPARE(history.runs().first().toObject()["id"].toInt(), 59);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("[{\"id\": 1}, 7, ");
+        file.close();
+        QVERIFY(web::History(path).runs().isEmpty());
+        QVERIFY(!web::History("/proc/none/history.json").add({{"id", 1}}));
+    }
+};
+
+} // namespace tst_cores
+
+AGENT_TEST(tst_cores::tst_cores)
+#include "tst_cores.moc"
