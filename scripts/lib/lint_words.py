@@ -15,7 +15,7 @@ NOT_CHECKED = re.compile(
     r"|\.(?:bin|fwm|hex|png|svg)$"
 )
 # CMake's names of permissions, and an option whose name is common for it.
-ALLOWED_TEXTS = ("WORLD_READ", "WORLD_EXECUTE", "--behind-proxy")
+ALLOWED_TEXTS = ("WORLD_READ", "WORLD_EXECUTE", "--behind-proxy", r"\-\-behind\-proxy")
 
 # As str.lower(), which could change the length of a text that is not ASCII.
 LOWER = str.maketrans(string.ascii_uppercase, string.ascii_lowercase)

@@ -9,7 +9,7 @@ BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdefla
 QT6_PACKAGES="qt6-base-dev libqt6serialport6-dev"
 # To run the tests and the demonstration.
 RUN_PACKAGES="python3 bubblewrap"
-TEST_PACKAGES="edid-decode bzip2 minisign mold openssh-client openssh-sftp-server \
+TEST_PACKAGES="edid-decode bzip2 minisign mold openssh-client openssh-sftp-server openssl \
     python3-jsonschema srecord"
 # To make the Debian packages and to check what is in them.
 PACKAGE_PACKAGES="dpkg-dev gzip lintian man-db sudo nftables iproute2 systemd"

@@ -50,7 +50,7 @@ class Events:
 
     def next(self):
         """The next event; its "id" is that of the stream."""
-        fields = {}
+        fields: dict[str, str] = {}
         while True:
             line = self.response.readline().decode().rstrip("\n")
             if line.startswith(":"):
@@ -96,6 +96,7 @@ class WebServer(Process):
             ],
             stdout=subprocess.PIPE,
         )
+        assert self.popen.stdout
         self.address = self.popen.stdout.readline().decode().strip()
         assert self.address, self.stderr()
         self.port = urllib.parse.urlsplit(self.address).port

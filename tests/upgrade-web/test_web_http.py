@@ -1,8 +1,13 @@
 # SPDX-License-Identifier: Apache-2.0
 """The HTTP interface: documents, refusals, sessions, uploads and limits, with a scripted agent."""
 
+import http.client
+import json
 import os
+import ssl
 import stat
+import subprocess
+import tempfile
 import time
 import unittest
 
@@ -17,6 +22,16 @@ PACKAGES = os.path.join(ROOT, "tests", "package", "data")
 DUMP = os.path.join(ROOT, "tests", "edid", "data", "v4l-dell-p2415q-hdmi1.4.bin")
 GOOD = build([Image("MAIN", image_bytes(3000, "main")), Image("AUX 1", image_bytes(2000), 1)])
 MARKUP = "<script>alert(1)</script>"
+METRICS = r"""# HELP upgrade_agent_reachable Whether the agent answered the last question.
+# TYPE upgrade_agent_reachable gauge
+upgrade_agent_reachable 1
+# HELP {family} Runs since the start of the server.
+# TYPE {family} counter
+upgrade_runs_total{{result="usage"}} 1
+# HELP upgrade_package_info The package on the module.
+# TYPE upgrade_package_info gauge
+upgrade_package_info{{model="a\"\\b",release="1.0.5"}} 1
+"""
 
 
 class TestDocuments(webcase.WebCase):
@@ -91,15 +106,21 @@ class TestDocuments(webcase.WebCase):
         self.assertIn("default-src 'none'", policy)
         self.assertNotIn("unsafe", policy)
 
-    def test_the_metrics_end_as_openmetrics_does(self):
+    def test_the_metrics_in_both_forms(self):
+        """The name of the counter's family and the end mark are the only differences."""
         self.put(build([Image("MAIN", image_bytes(300))], model='a"\\b'))
         self.server.wait_until_reachable()
-        answer = self.server.get("/metrics")
-        self.assertIn("application/openmetrics-text", answer.headers["Content-Type"])
-        lines = answer.body.decode().splitlines()
-        self.assertEqual(lines[-1], "# EOF")
-        self.assertIn("upgrade_agent_reachable 1", lines)
-        self.assertTrue(any('model="a\\"\\\\b"' in line for line in lines), lines)
+        self.server.post("/api/run", {"mode": 2, "rows": ["NONE,9,0"]})
+        wait.until(lambda: self.server.get("/api/history").document["runs"], what="a run")
+        plain = self.server.get("/metrics")
+        self.assertEqual(plain.headers["Content-Type"], "text/plain; version=0.0.4; charset=utf-8")
+        self.assertEqual(plain.body.decode(), METRICS.format(family="upgrade_runs_total"))
+        opened = self.server.get("/metrics", Accept="application/openmetrics-text; version=1.0.0")
+        self.assertEqual(
+            opened.headers["Content-Type"],
+            "application/openmetrics-text; version=1.0.0; charset=utf-8",
+        )
+        self.assertEqual(opened.body.decode(), METRICS.format(family="upgrade_runs") + "# EOF\n")
 
 
 class TestUpload(webcase.WebCase):
@@ -196,6 +217,76 @@ class TestGate(webcase.WebCase):
                 self.assertEqual(answer.problem, (403, "request-refused"))
         answer = self.server.request("POST", "/api/run", b'{"mode": 2}')
         self.assertEqual(answer.problem, (403, "request-refused"))
+
+
+class TestOptions(unittest.TestCase):
+    """Where the server refuses to start, and TLS."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+
+    def run_program(self, *options):
+        command = [web.PROGRAM, "--json", "--password-file", f"{self.folder}/password", "serve"]
+        result = subprocess.run(
+            [*command, "--port", "0", "--package", f"{self.folder}/FW.fwm", *options],
+            capture_output=True,
+            text=True,
+            check=False,
+            timeout=60,
+        )
+        return result.returncode, json.loads(result.stdout)["error"]["id"]
+
+    def test_other_addresses_need_protection(self):
+        certificate, key = self.certificate()
+        tls = ("--certificate", certificate, "--key", key)
+        for options, expected in (
+            (("--listen", "0.0.0.0"), (2, "usage")),
+            (("--listen", "::"), (2, "usage")),
+            (("--listen", "module"), (2, "usage")),
+            (("--certificate", certificate), (2, "usage")),
+            (("--behind-proxy", *tls), (2, "usage")),
+            (("--listen", "0.0.0.0", *tls), (1, "password-unusable")),
+            (("--behind-proxy",), (1, "password-unusable")),
+            (("--listen", "192.0.2.1", *tls), (1, "password-unusable")),
+            (("--certificate", certificate, "--key", "/none"), (1, "file-unreadable")),
+        ):
+            with self.subTest(options):
+                self.assertEqual(self.run_program(*options), expected)
+        web.set_password(self.folder, "a long password")
+        os.chmod(f"{self.folder}/password", 0o640)
+        self.assertEqual(self.run_program(), (1, "password-unusable"))
+
+    def certificate(self):
+        paths = f"{self.folder}/chain.pem", f"{self.folder}/key.pem"
+        subprocess.run(
+            ["openssl", "req", "-x509", "-newkey", "ed25519", "-nodes", "-subj", "/CN=localhost"]
+            + ["-addext", "subjectAltName=IP:127.0.0.1", "-out", paths[0], "-keyout", paths[1]],
+            capture_output=True,
+            check=True,
+        )
+        return paths
+
+    def test_tls(self):
+        certificate, key = self.certificate()
+        web.set_password(self.folder, "a long password")
+        server = web.WebServer(self.folder, 1, "--certificate", certificate, "--key", key)
+        self.addCleanup(server.forget)
+        self.addCleanup(server.stop)
+        context = ssl.create_default_context(cafile=certificate)
+        peer = http.client.HTTPSConnection("127.0.0.1", server.port, context=context, timeout=60)
+        self.addCleanup(peer.close)
+        origin = f"https://127.0.0.1:{server.port}"
+        self.assertEqual(server.address, f"{origin}/")
+        body = json.dumps({"password": "a long password"})
+        peer.request("POST", "/api/login", body, {"Origin": origin})
+        answer = web.Answer(peer.getresponse())
+        self.assertEqual(answer.problem, (200, None))
+        self.assertTrue(answer.headers["Set-Cookie"].endswith("; Secure"))
+        cookie = {"Cookie": answer.headers["Set-Cookie"].split(";")[0]}
+        peer.request("GET", "/api/status", headers=cookie)
+        self.assertEqual(web.Answer(peer.getresponse()).status, 200)
 
 
 class TestLogin(webcase.WebCase):

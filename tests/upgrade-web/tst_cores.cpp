@@ -38,7 +38,7 @@ Request requestFor(const QByteArray &method, const QByteArray &path, const web::
 
 ProblemId checked(Gate &gate, const Request &request)
 {
-    return gate.check(request, *routeOf(request.method, request.path).route, 0ms);
+    return gate.check(request, *routeOf(request.method, request.path).route, {});
 }
 
 } // namespace
@@ -51,20 +51,20 @@ private slots:
     void aSessionEndsWhenItIsIdleOrOld()
     {
         Sessions sessions(numbers());
-        const QByteArray idle = sessions.begin(0min).id;
+        const QByteArray idle = sessions.begin({}).id;
         QVERIFY(sessions.use(idle, 60min));
         QVERIFY(!sessions.use(idle, 121min));
-        const QByteArray old = sessions.begin(0min).id;
-        for (auto now = 0min; now <= 12h; now += 30min)
+        const QByteArray old = sessions.begin({}).id;
+        for (std::chrono::minutes now{}; now <= 12h; now += 30min)
             QVERIFY(sessions.use(old, now));
         QVERIFY(!sessions.use(old, 12h + 1min));
-        QVERIFY(!sessions.use({}, 0min));
+        QVERIFY(!sessions.use({}, {}));
     }
 
     void theNumberOfSessionsIsBounded()
     {
         Sessions sessions(numbers());
-        const Session first = sessions.begin(0s);
+        const Session first = sessions.begin({});
         const Session second = sessions.begin(1s);
         QVERIFY(sessions.use(first.id, 2s));
         for (int i = 0; i < 31; ++i)
@@ -77,8 +77,8 @@ private slots:
     {
         LoginLimit limit;
         for (int i = 0; i < 5; ++i) {
-            QCOMPARE(limit.lockedFor("a", 0s).count(), 0);
-            limit.addFailure("a", 0s);
+            QCOMPARE(limit.lockedFor("a", {}).count(), 0);
+            limit.addFailure("a", {});
         }
         QVERIFY(limit.lockedFor("a", 1s) == 15min - 1s);
         QCOMPARE(limit.lockedFor("b", 1s).count(), 0);
@@ -105,7 +105,7 @@ private slots:
             qMakePair(QByteArray("X-Forwarded-For"), QByteArray("10.9.9.9, 192.0.2.7"));
         QCOMPARE(gate.addressOf(request), QStringLiteral("192.0.2.7"));
         Gate::Access access;
-        const QByteArray cookie = gate.logIn(0ms, access);
+        const QByteArray cookie = gate.logIn({}, access);
         QVERIFY(cookie.endsWith("; Path=/; HttpOnly; SameSite=Strict; Secure"));
         QCOMPARE(checked(gate, request), ProblemId::LoginNeeded);
         request.cookies = {{"upgrade_web_session", cookie.split(';').first().split('=').last()}};
@@ -165,6 +165,32 @@ private slots:
         file.close();
         QVERIFY(web::History(path).runs().isEmpty());
         QVERIFY(!web::History("/proc/none/history.json").add({{"id", 1}}));
+    }
+
+    void theMetricsHaveTheLastRun()
+    {
+        web::Metrics metrics;
+        metrics.runs = {{"done", 2}, {"failed", 1}};
+        metrics.seconds = 61.5;
+        metrics.bytes = 123456789;
+        const QByteArray text = metricsText(metrics, web::MetricsForm::Open);
+        QCOMPARE(text,
+                 QByteArray(
+                     R"(# HELP upgrade_agent_reachable Whether the agent answered the last question.
+# TYPE upgrade_agent_reachable gauge
+upgrade_agent_reachable 0
+# HELP upgrade_runs Runs since the start of the server.
+# TYPE upgrade_runs counter
+upgrade_runs_total{result="done"} 2
+upgrade_runs_total{result="failed"} 1
+# HELP upgrade_last_run_duration_seconds Duration of the last run that has ended.
+# TYPE upgrade_last_run_duration_seconds gauge
+upgrade_last_run_duration_seconds 61.5
+# HELP upgrade_last_run_bytes Bytes of the images that the last run has written.
+# TYPE upgrade_last_run_bytes gauge
+upgrade_last_run_bytes 123456789
+# EOF
+)"));
     }
 };
 

@@ -80,12 +80,15 @@ bool History::add(const QJsonObject &entry)
     return file.open() && file.write(text.constData(), text.size()) && file.commit();
 }
 
-QByteArray metricsText(const Metrics &metrics)
+QByteArray metricsText(const Metrics &metrics, MetricsForm form)
 {
     QByteArray text =
         head("upgrade_agent_reachable", "gauge", "Whether the agent answered the last question.");
     text += metrics.isReachable ? "upgrade_agent_reachable 1\n" : "upgrade_agent_reachable 0\n";
-    text += head("upgrade_runs", "counter", "Runs since the start of the server.");
+    // The name of a counter's family is the only difference.
+    const bool isOpen = form == MetricsForm::Open;
+    text += head(isOpen ? "upgrade_runs" : "upgrade_runs_total", "counter",
+                 "Runs since the start of the server.");
     for (auto it = metrics.runs.begin(); it != metrics.runs.end(); ++it)
         text += "upgrade_runs_total{result=" + labelValue(it.key()) + "} " +
                 QByteArray::number(it.value()) + '\n';
@@ -102,7 +105,7 @@ QByteArray metricsText(const Metrics &metrics)
         text += "upgrade_package_info{model=" + labelValue(metrics.model) +
                 ",release=" + labelValue(metrics.release) + "} 1\n";
     }
-    return text + "# EOF\n";
+    return isOpen ? text + "# EOF\n" : text;
 }
 
 qint64 bytesWritten(const QJsonObject &run)

@@ -41,8 +41,10 @@ struct Metrics
     QString release;
 };
 
-/** In the OpenMetrics text format, 1.0. */
-QByteArray metricsText(const Metrics &metrics);
+/** Text forms of metrics: that of Prometheus, 0.0.4, and OpenMetrics 1.0. */
+enum class MetricsForm { Prometheus, Open };
+
+QByteArray metricsText(const Metrics &metrics, MetricsForm form);
 
 /** The bytes of the images that a run has written. */
 qint64 bytesWritten(const QJsonObject &run);

@@ -121,7 +121,7 @@ CommandOutcome PackageUpload::finish()
 {
     if (m_hasFailed || !isComplete())
         return CommandOutcome::failed(ProblemId::CannotWrite, m_file.errorString());
-    FileSource source(m_file.temporaryName());
+    FileSource source(m_file.temporaryPath());
     if (!source.open())
         return CommandOutcome::failed(ProblemId::CannotWrite, source.errorString());
     CommandOutcome outcome = outcomeOf(readContents(source));

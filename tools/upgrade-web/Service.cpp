@@ -253,7 +253,7 @@ Reply Service::handle(const Request &request, const Route &route)
     case Resource::Edid:
         return edid(request, route);
     case Resource::Metrics:
-        return withPackage([this] { return metrics(); });
+        return withPackage([this, request] { return metrics(request); });
     case Resource::Upload:
         break; // finishUpload()
     }

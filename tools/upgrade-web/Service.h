@@ -98,7 +98,7 @@ private:
     Response startRun(const Request &request, const Route &route);
     Response edid(const Request &request, const Route &route) const;
     Response report(const Request &request, const Route &route) const;
-    Response metrics() const;
+    Response metrics(const Request &request) const;
     Admission admitUpload(const Request &head, const Route &route);
 
     QJsonObject statusJson() const;

@@ -286,16 +286,18 @@ Response Service::report(const Request &request, const Route &route) const
     return response;
 }
 
-Response Service::metrics() const
+Response Service::metrics(const Request &request) const
 {
     Metrics metrics = m_metrics;
     metrics.isReachable = statusJson()["reachable"].toBool();
     metrics.model = m_package.description.model;
     metrics.release = m_package.description.version;
+    const bool isOpen = request.header("Accept").contains("application/openmetrics-text");
     return {200,
-            "application/openmetrics-text; version=1.0.0; charset=utf-8",
+            isOpen ? "application/openmetrics-text; version=1.0.0; charset=utf-8"
+                   : "text/plain; version=0.0.4; charset=utf-8",
             {},
-            metricsText(metrics)};
+            metricsText(metrics, isOpen ? MetricsForm::Open : MetricsForm::Prometheus)};
 }
 
 } // namespace web
