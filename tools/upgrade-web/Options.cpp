@@ -11,7 +11,7 @@
 namespace {
 
 const CommandLine::Program program{"upgrade-web", PROJECT_VERSION,
-                                   "Serves a page that upgrades a device from a browser."};
+                                   "Serves the upgrades of a device over HTTP."};
 
 constexpr int highestPort = 65535;
 constexpr int largestUpload = 2047;
@@ -40,7 +40,7 @@ WebOptionReader::WebOptionReader() : m_line(program)
     };
     m_line.takesFile(add(m_line.app(), "--password-file", m_texts.password, "FILE",
                          "The password's file; default /etc/upgrade-web/password."));
-    CLI::App &serve = m_line.addCommand("serve", "Serve the page until the end of the program.");
+    CLI::App &serve = m_line.addCommand("serve", "Serve HTTP until the end of the program.");
     add(serve, "--listen", m_texts.listen, "ADDRESS",
         "The address to listen on; default 127.0.0.1. Any other than a loopback address needs a "
         "password, and --certificate and --key or --behind-proxy.");

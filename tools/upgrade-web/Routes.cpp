@@ -25,8 +25,6 @@ constexpr Route routes[] = {
 };
 // clang-format on
 
-constexpr Route page{Resource::Page, "GET", "/", "page", false};
-
 } // namespace
 
 RouteResult routeOf(const QByteArray &method, const QByteArray &path)
@@ -40,13 +38,7 @@ RouteResult routeOf(const QByteArray &method, const QByteArray &path)
         if (asked == route.method)
             return {&route};
     }
-    if (isPathKnown)
-        return {nullptr, ProblemId::MethodRefused};
-    if (path.startsWith("/api/"))
-        return {nullptr, ProblemId::NotFound};
-    if (asked != page.method)
-        return {nullptr, ProblemId::MethodRefused};
-    return {&page};
+    return {nullptr, isPathKnown ? ProblemId::MethodRefused : ProblemId::NotFound};
 }
 
 } // namespace web

@@ -9,7 +9,6 @@ namespace web {
 
 /** What a request is for. */
 enum class Resource {
-    Page,
     Session,
     Login,
     Logout,
@@ -30,7 +29,6 @@ struct Route
 {
     Resource resource;
     const char *method;
-    /** Of the page: any path below "/" that no other route has. */
     const char *path;
     /** The command of the response's document. */
     const char *name;

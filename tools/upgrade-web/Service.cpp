@@ -2,7 +2,6 @@
 #include "upgrade-web/Service.h"
 
 #include "client/PackageListing.h"
-#include "upgrade-web/Page.h"
 #include "upgrade-web/Password.h"
 
 namespace web {
@@ -173,7 +172,7 @@ Service::Admission Service::admit(const Request &head)
     const RouteResult found = routeOf(head.method, head.path);
     // Before anything else: a foreign page learns nothing of the server.
     const Route *route = found.route;
-    static constexpr Route unknown{Resource::Page, "GET", "", "", false};
+    static constexpr Route unknown{Resource::Session, "GET", "", "", false};
     const ProblemId problem = m_gate.check(head, route ? *route : unknown, now());
     const QString command = route ? QString::fromLatin1(route->name) : QString();
     if (problem != ProblemId::None)
@@ -223,8 +222,6 @@ Reply Service::handle(const Request &request, const Route &route)
         return document(route, outcome);
     };
     switch (route.resource) {
-    case Resource::Page:
-        return pageFile(request.path);
     case Resource::Session:
         return sessionDocument(route, m_gate.accessOf(request, now()));
     case Resource::Login:
