@@ -27,7 +27,7 @@ inline Ran runProgram(const QString &program, const QStringList &arguments, cons
     process.start(program, arguments);
     if (!process.waitForStarted())
         return {};
-    constexpr int enough = 60'000;
+    constexpr int enough = 180'000;
     if (!process.waitForFinished(enough))
         process.kill();
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
