@@ -68,7 +68,7 @@ def main():
     assert module.commands() == []
 
     run("fwm", "add-net", "/data/FW.fwm", f"{WORK}/net.bin", "-o", "/data/FW.fwm")
-    run("upgrade-console", "upgrade", "--mode", "5", "NET,32,0")
+    run("upgrade-console", "upgrade", "--mode", "5", "--yes", "NET,32,0")
     assert module.commands() == module.INSTALL, module.commands()
     module.clean()
     run("upgrade-console", "send-net", f"{WORK}/net.bin")
