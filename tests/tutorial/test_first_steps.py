@@ -31,8 +31,19 @@ class FirstSteps(unittest.TestCase):
         )
         wanted = set(re.findall(r"[a-z-]+", blocks)) & PROGRAMS
         self.assertIn("upgrade-console", wanted)
-        built = re.findall(r"^build release (.*)$", read("scripts/demo"), re.M)[0].split()
-        self.assertLessEqual(wanted, set(built))
+        built = re.findall(r"^build release (.*)$", read("scripts/lib/demo-upgrade"), re.M)[0]
+        self.assertLessEqual(wanted, set(built.split()))
+
+    def test_unknown_option_of_the_demo_starts_nothing(self):
+        run = subprocess.run(
+            [os.path.join(ROOT, "scripts", "demo"), "--upgrade"],
+            capture_output=True,
+            text=True,
+            timeout=30,
+            check=False,
+        )
+        self.assertEqual((run.returncode, run.stdout), (2, ""))
+        self.assertIn("usage: scripts/demo", run.stderr)
 
     def test_wait_for_the_agent_ends(self):
         """Without any of the programs, as for a reader who has not built them."""
