@@ -76,8 +76,9 @@ class TestDocuments(webcase.WebCase):
         good = self.server.token()
         for method, path, body, expected in (
             ("GET", "/api/nothing", None, (404, "not-found")),
-            ("GET", "/", None, (404, "not-found")),
-            ("POST", "/", b"{}", (404, "not-found")),
+            ("POST", "/", b"{}", (405, "method-refused")),
+            ("GET", "/index.html", None, (404, "not-found")),
+            ("GET", "/page.qrc", None, (404, "not-found")),
             ("GET", "/nothing.js", None, (404, "not-found")),
             ("GET", "/../etc/passwd", None, (404, "not-found")),
             ("DELETE", "/api/package", None, (405, "method-refused")),
@@ -307,7 +308,7 @@ class TestLogin(webcase.WebCase):
 
     def test_nothing_without_a_login(self):
         self.assertFalse(self.server.get("/api/session").document["logged_in"])
-        self.assertEqual(self.server.get("/").problem, (404, "not-found"))
+        self.assertEqual(self.server.get("/").status, 200)
         for path in ("status", "package", "plan", "run", "events", "history", "report?form=text"):
             with self.subTest(path):
                 self.assertEqual(self.server.get(f"/api/{path}").problem, (401, "login-needed"))

@@ -39,8 +39,18 @@ const struct
     {"X-Frame-Options", "DENY"},
     {"Referrer-Policy", "no-referrer"},
     {"Cross-Origin-Resource-Policy", "same-origin"},
-    {"Cache-Control", "no-store"},
 };
+
+void addHeaders(MHD_Response *out, const Response &response)
+{
+    MHD_add_response_header(out, MHD_HTTP_HEADER_CONTENT_TYPE, response.type.constData());
+    for (const auto &one : safety)
+        MHD_add_response_header(out, one.name, one.value);
+    for (const auto &header : response.headers)
+        MHD_add_response_header(out, header.first.constData(), header.second.constData());
+    if (fieldOf(response.headers, MHD_HTTP_HEADER_CACHE_CONTROL).isEmpty())
+        MHD_add_response_header(out, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
+}
 
 MHD_Result addField(void *fields, MHD_ValueKind, const char *name, const char *value)
 {
@@ -412,11 +422,7 @@ int HttpServer::send(Exchange &exchange, const Response &response)
     MHD_Response *out = MHD_create_response_from_buffer(
         std::size_t(response.body.size()), const_cast<char *>(response.body.constData()),
         MHD_RESPMEM_MUST_COPY);
-    MHD_add_response_header(out, MHD_HTTP_HEADER_CONTENT_TYPE, response.type.constData());
-    for (const auto &one : safety)
-        MHD_add_response_header(out, one.name, one.value);
-    for (const auto &header : response.headers)
-        MHD_add_response_header(out, header.first.constData(), header.second.constData());
+    addHeaders(out, response);
     const int result = MHD_queue_response(exchange.connection, unsigned(response.status), out);
     MHD_destroy_response(out);
     return result;
@@ -435,9 +441,7 @@ int HttpServer::stream(Exchange &exchange, const StreamStart &start)
     m_service.setViewers(m_streams.size());
     MHD_Response *out = MHD_create_response_from_callback(
         MHD_SIZE_UNKNOWN, streamBlock, &Callbacks::readStream, stream, &Callbacks::freeStream);
-    MHD_add_response_header(out, MHD_HTTP_HEADER_CONTENT_TYPE, "text/event-stream");
-    for (const auto &one : safety)
-        MHD_add_response_header(out, one.name, one.value);
+    addHeaders(out, {200, "text/event-stream", {}, {}});
     const int result = MHD_queue_response(exchange.connection, MHD_HTTP_OK, out);
     MHD_destroy_response(out);
     return result;

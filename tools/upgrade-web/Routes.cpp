@@ -22,6 +22,19 @@ constexpr Route routes[] = {
     {Resource::Report,   "GET",  "/api/report",  "report"},
     {Resource::Edid,     "POST", "/api/edid",    "edid",    true,  smallBody},
     {Resource::Metrics,  "GET",  "/metrics",     "metrics"},
+    {Resource::Page,     "GET",  "/",            "page",    false},
+    {Resource::Page,     "GET",  "/page.css",    "page",    false},
+    {Resource::Page,     "GET",  "/icon.svg",    "page",    false},
+    {Resource::Page,     "GET",  "/api.js",      "page",    false},
+    {Resource::Page,     "GET",  "/dom.js",      "page",    false},
+    {Resource::Page,     "GET",  "/edid.js",     "page",    false},
+    {Resource::Page,     "GET",  "/live.js",     "page",    false},
+    {Resource::Page,     "GET",  "/main.js",     "page",    false},
+    {Resource::Page,     "GET",  "/module.js",   "page",    false},
+    {Resource::Page,     "GET",  "/plan.js",     "page",    false},
+    {Resource::Page,     "GET",  "/run.js",      "page",    false},
+    {Resource::Page,     "GET",  "/upload.js",   "page",    false},
+    {Resource::Page,     "GET",  "/words.js",    "page",    false},
 };
 // clang-format on
 

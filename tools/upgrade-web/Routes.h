@@ -23,6 +23,8 @@ enum class Resource {
     Report,
     Edid,
     Metrics,
+    /** A file of the page. */
+    Page,
 };
 
 struct Route

@@ -2,6 +2,7 @@
 #include "upgrade-web/Service.h"
 
 #include "client/PackageListing.h"
+#include "upgrade-web/Page.h"
 #include "upgrade-web/Password.h"
 
 namespace web {
@@ -251,6 +252,8 @@ Reply Service::handle(const Request &request, const Route &route)
         return edid(request, route);
     case Resource::Metrics:
         return withPackage([this, request] { return metrics(request); });
+    case Resource::Page:
+        return pageResponse(request);
     case Resource::Upload:
         break; // finishUpload()
     }

@@ -1,0 +1,223 @@
+// SPDX-License-Identifier: Apache-2.0
+// The live view of a run, and its summary.
+import { isRunActive, onChange, state } from "./api.js";
+import { announce, byId, make, sentence, setText, show } from "./dom.js";
+import { chipPhases, chipResults, durationText, estimateText, runPhases, timeText } from "./words.js";
+
+let shownRun = "";
+let shownMessages = 0;
+let firstMessage = "";
+let wasActive = false;
+let saidPhase = "";
+
+/** The elements of one chip, which change in place. */
+function chipItem(row) {
+  const part = (tag, className, properties = {}) => make(tag, { className, ...properties });
+  const item = make("li", {},
+    part("span", "sign", { ariaHidden: "true" }),
+    make("div", { className: "head" }, part("span", "chip-name"), part("span", "chip-versions"), part("span", "chip-state")),
+    part("progress", "", { max: 100, hidden: true }),
+    part("p", "chip-why", { hidden: true }));
+  item.dataset.row = row;
+  return item;
+}
+
+function versionsText(chip) {
+  if (chip.old_version && chip.new_version && chip.old_version !== chip.new_version) {
+    return `${chip.old_version} → ${chip.new_version}`;
+  }
+  return chip.old_version || (chip.new_version ? `→ ${chip.new_version}` : "");
+}
+
+/** What the chip runs when the run has ended. */
+function runsNow(chip, run) {
+  if (chip.result === "updated") {
+    return run.document?.rebooted ? `It runs ${chip.new_version} now.` : `${chip.new_version} is written; it runs after the next restart.`;
+  }
+  if (["up-to-date", "package-older", "no-fit", "not-reached"].includes(chip.result) && chip.old_version) {
+    return `It runs ${chip.old_version}.`;
+  }
+  return "What it runs now is not known.";
+}
+
+/** After its version was read a chip waits for its turn. */
+function isWaiting(chip, run) {
+  return !chip.phase || chip.phase === "waiting" || (chip.phase === "reading" && run.phase !== "reading");
+}
+
+function stateText(chip, run) {
+  if (chip.phase === "finished") {
+    const known = chipResults[chip.result];
+    return known ? known.label : chip.result;
+  }
+  const text = chipPhases[isWaiting(chip, run) ? "waiting" : chip.phase] ?? chip.phase;
+  return chip.phase === "writing" && chip.percent !== null ? `${text}, ${Math.floor(chip.percent)} %` : text;
+}
+
+function whyText(chip, run) {
+  const parts = [];
+  if (chip.phase === "finished" && chip.error) {
+    parts.push(sentence(chip.error.text), chip.error.advice);
+  }
+  if (run.state === "ended") parts.push(runsNow(chip, run));
+  if (chip.retries > 0) parts.push(chip.retries === 1 ? "1 repetition." : `${chip.retries} repetitions.`);
+  return parts.join(" ");
+}
+
+function showChip(item, chip, run) {
+  const [sign, head, bar, why] = item.children;
+  const [name, versions, text] = head.children;
+  const result = chip.phase === "finished" ? chipResults[chip.result] : null;
+  const isActive = chip.phase !== "finished" && !isWaiting(chip, run);
+  setText(sign, result ? result.sign : isActive ? "▸" : "○");
+  sign.className = `sign ${result ? result.kind : ""}`;
+  setText(name, chip.label || chip.name);
+  setText(versions, versionsText(chip));
+  setText(text, stateText(chip, run));
+  text.className = `chip-state ${result ? result.kind : ""}`;
+  show(bar, chip.phase === "writing" && chip.percent !== null);
+  if (!bar.hidden) {
+    bar.value = chip.percent;
+    bar.setAttribute("aria-label", `Writing ${chip.label || chip.name}`);
+  }
+  setText(why, whyText(chip, run));
+  show(why, why.textContent !== "");
+}
+
+function showChips(run) {
+  const list = byId("run-chips");
+  const chips = run.chips ?? [];
+  show(byId("run-chips-card"), chips.length > 0);
+  while (list.children.length > chips.length) list.lastElementChild.remove();
+  chips.forEach((chip, row) => {
+    if (!chip) return;
+    if (!list.children[row]) list.append(chipItem(row));
+    showChip(list.children[row], chip, run);
+  });
+}
+
+function messageItem(message) {
+  const text = make("span", { className: message.error ? "is-error" : "" }, message.error ? `✕ ${message.text}` : message.text);
+  return make("li", {}, make("time", { dateTime: message.time }, timeText(message.time)), text,
+    message.explanation ? make("span", { className: "why" }, message.explanation) : null);
+}
+
+/** Adds what is new; the log follows its end unless the user has scrolled it. */
+function showLog(messages) {
+  const log = byId("run-log");
+  show(byId("log-details"), messages.length > 0);
+  const first = messages[0]?.time ?? "";
+  if (first !== firstMessage || messages.length < shownMessages) {
+    log.replaceChildren();
+    shownMessages = 0;
+    firstMessage = first;
+  }
+  if (messages.length === shownMessages) return;
+  const isAtEnd = log.scrollHeight - log.scrollTop - log.clientHeight < 40;
+  log.append(...messages.slice(shownMessages).map(messageItem));
+  shownMessages = messages.length;
+  if (isAtEnd) log.scrollTop = log.scrollHeight;
+}
+
+function phaseText(run) {
+  if (run.state === "preparing") return "Preparing";
+  if (run.state === "restarting") return "The module restarts with the device; waiting for its agent";
+  return runPhases[run.phase] ?? "Preparing";
+}
+
+function secondsLeft(run) {
+  const since = (performance.now() - (run.received ?? performance.now())) / 1000;
+  return Math.max(0, (run.seconds_left ?? 0) - since);
+}
+
+function showTime() {
+  const { run } = state;
+  if (!isRunActive()) return;
+  const left = secondsLeft(run);
+  const isKnown = run.state === "running" && left > 0;
+  setText(byId("run-left"), isKnown ? `${estimateText(left, run.seconds_left_is_whole)} left` : "");
+}
+
+function showProgress(run) {
+  show(byId("run-live"), isRunActive());
+  if (!isRunActive()) return;
+  const phase = phaseText(run);
+  setText(byId("run-phase"), phase);
+  if (phase !== saidPhase) announce(phase);
+  saidPhase = phase;
+  byId("run-progress").value = run.percent ?? 0;
+  setText(byId("run-percent"), `${Math.floor(run.percent ?? 0)} %`);
+  const { wait } = run;
+  show(byId("run-wait"), Boolean(wait));
+  if (wait) {
+    const attempt = wait.attempts ? ` Attempt ${wait.attempt} of ${wait.attempts}.` : "";
+    const limit = wait.gives_up_in ? ` The agent gives up in ${durationText(wait.gives_up_in)}.` : "";
+    setText(byId("run-wait"), `The device's answer is late: ${durationText(wait.waited)}.${attempt}${limit}`);
+  }
+  showTime();
+}
+
+function titleOf(document) {
+  if (document.result === "done") return ["Upgrade complete", "✓", "good"];
+  if (document.result === "nothing-to-do") return ["Nothing to write", "–", "neutral"];
+  if (!("mcus" in document)) return ["The upgrade did not start", "✕", "bad"];
+  if (["connection-lost", "interrupted"].includes(document.result)) return ["The outcome is not known", "?", "bad"];
+  return ["Upgrade failed", "✕", "bad"];
+}
+
+function showSummary(run) {
+  const document = run.state === "ended" ? run.document : null;
+  const summary = byId("run-summary");
+  show(summary, Boolean(document));
+  if (!document) return;
+  const [title, sign, kind] = titleOf(document);
+  summary.dataset.result = document.result;
+  summary.className = `card summary is-${kind}`;
+  setText(byId("summary-title"), title);
+  setText(byId("summary-sign"), sign);
+  const { error } = document;
+  const reason = error ? sentence(error.detail ? `${error.text}: ${error.detail}` : error.text) : "";
+  setText(byId("summary-text"), [document.summary, reason].filter(Boolean).join(" "));
+  const advice = document.likely_state ?? (error ? [error.advice] : []);
+  const warnings = (document.warnings ?? []).map((warning) => sentence(warning.text));
+  byId("summary-advice").replaceChildren(...[...advice, ...warnings].filter(Boolean).map((line) => make("li", {}, line)));
+  show(byId("summary-again"), kind === "bad");
+}
+
+function showRun() {
+  const { run } = state;
+  if (!run) return;
+  const isNone = run.state === "none";
+  show(byId("run-none"), isNone);
+  show(byId("run-content"), !isNone);
+  if (isNone) return;
+  const key = `${run.id} ${run.started}`;
+  if (key !== shownRun) byId("run-chips").replaceChildren();
+  shownRun = key;
+  show(byId("run-origin"), Boolean(run.foreign));
+  showProgress(run);
+  showSummary(run);
+  showChips(run);
+  showLog(run.messages ?? []);
+  if (wasActive && !isRunActive()) onEnded();
+  wasActive = isRunActive();
+}
+
+/** The end must not be missed. */
+function onEnded() {
+  saidPhase = "";
+  announce(`${byId("summary-title").textContent}. ${byId("summary-text").textContent}`);
+  if (byId("view-run").hidden) return;
+  byId("run-summary").focus();
+  byId("run-summary").scrollIntoView({ block: "nearest" });
+}
+
+export function startRun() {
+  onChange((name) => {
+    if (name === "run") showRun();
+  });
+  setInterval(showTime, 1_000);
+  byId("log-details").addEventListener("toggle", () => {
+    byId("run-log").scrollTop = byId("run-log").scrollHeight;
+  });
+}
