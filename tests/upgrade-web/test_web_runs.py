@@ -64,8 +64,13 @@ class TestRuns(RunCase):
         for line in runs.full_run():
             if line.startswith(b"UPGRADELOG||"):
                 sent += line.decode().removeprefix("UPGRADELOG||").splitlines()
-        messages = [event["text"] for event in seen if event["event"] == "message"]
-        self.assertEqual(messages, sent)
+        messages = [event for event in seen if event["event"] == "message"]
+        self.assertEqual([event["text"] for event in messages], sent)
+        explanations = {event["text"]: event["explanation"] for event in messages}
+        self.assertEqual(explanations["Erasing..."], "Do not cut the power from here on.")
+        self.assertEqual(explanations["Model Name match."], "")
+        begun = next(event for event in seen if event["event"] == "run")
+        self.assertEqual([chip["label"] for chip in begun["chips"]], ["MAIN", "AUX 1"])
         run = seen[-1]["run"]
         self.check_run(run)
         self.assertEqual(run["document"]["result"], "done")

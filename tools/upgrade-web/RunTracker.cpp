@@ -59,8 +59,10 @@ QString explanationOf(const QString &line)
 {
     const QString id = client::meaningOf(line).id;
     for (const client::MessageRow &row : client::messageTable()) {
-        if (id == QLatin1String(row.id))
-            return client::adviceOf(row);
+        if (id != QLatin1String(row.id))
+            continue;
+        const QString advice = client::adviceOf(row);
+        return advice == QLatin1String("Nothing.") ? QString() : advice;
     }
     return {};
 }
@@ -148,7 +150,10 @@ void RunTracker::onBegun()
 {
     m_state = State::Running;
     m_started = QDateTime::currentDateTimeUtc();
+    takePicture();
     QJsonObject begin = client::runEvent(m_conversation->model());
+    // With the labels, so that the event is enough to show the run.
+    begin["chips"] = m_chips;
     const QJsonObject known = identity();
     for (auto it = known.begin(); it != known.end(); ++it)
         begin[it.key()] = it.value();
