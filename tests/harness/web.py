@@ -90,6 +90,8 @@ class WebServer(Process):
                 "127.0.0.1",
                 "--package",
                 self.package,
+                "--keys",
+                os.path.join(folder, "keys"),
                 "--password-file",
                 os.path.join(folder, "password"),
                 *options,

@@ -41,4 +41,4 @@ class WebCase(unittest.TestCase):
             return file.read()
 
     def leftovers(self):
-        return sorted(set(os.listdir(self.folder)) - {"FW.fwm", "password"})
+        return sorted(set(os.listdir(self.folder)) - {"FW.fwm", "keys", "password"})

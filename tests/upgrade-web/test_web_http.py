@@ -14,7 +14,7 @@ import unittest
 import jsonschema
 
 from tests import ROOT
-from tests.harness import wait, web, webcase
+from tests.harness import signing, wait, web, webcase
 from tests.harness.package import Image, build, image_bytes
 from tests.schemas import documents
 
@@ -188,6 +188,92 @@ class TestUpload(webcase.WebCase):
         wait.until(lambda: not self.leftovers(), what="end of the upload")
         self.assertEqual(self.stored(), GOOD)
         self.assertEqual(self.server.post("/api/package", GOOD).status, 200)
+
+
+class TestSignatures(webcase.WebCase):
+    """Uploads to a module with keys, and what the package's document states about them."""
+
+    def prepare(self):
+        self.keys = os.path.join(self.folder, "keys")
+        os.mkdir(self.keys)
+        self.work = tempfile.TemporaryDirectory()
+        self.addCleanup(self.work.cleanup)
+        self.key = signing.Key("maker", self.work.name)
+
+    def trust(self, key):
+        with open(os.path.join(self.keys, "maker.pub"), "wb") as file:
+            file.write(key.public)
+
+    def upload(self, package, signature=b""):
+        path = f"/api/package?signature={len(signature)}" if signature else "/api/package"
+        return self.server.post(path, signature + package)
+
+    def state(self):
+        return self.server.get("/api/package").document["signature"]
+
+    def signature_file(self):
+        try:
+            return signing.content(self.package + ".minisig")
+        except FileNotFoundError:
+            return None
+
+    def test_a_signed_package_comes_with_its_signature(self):
+        self.trust(self.key)
+        signature = self.key.sign(GOOD, "release 5")
+        answer = self.upload(GOOD, signature)
+        self.assertEqual(answer.problem, (200, None))
+        expected = {
+            "state": "trusted",
+            "reason": None,
+            "key": self.key.id,
+            "trusted_comment": "release 5",
+            "verified": True,
+        }
+        self.assertEqual(answer.document["signature"], expected)
+        self.assertEqual(self.state(), expected)
+        self.assertEqual((self.stored(), self.signature_file()), (GOOD, signature))
+        schema = documents.load("upgrade-web-package")
+        jsonschema.Draft202012Validator(schema).validate(answer.document)
+        self.assertIn("signature: trusted\n", self.report())
+
+    def report(self):
+        return self.server.get("/api/report?form=text").body.decode()
+
+    def test_what_the_keys_do_not_accept_changes_nothing(self):
+        other = build([Image("MAIN", image_bytes(400))])
+        signature = self.key.sign(GOOD)
+        self.trust(self.key)
+        self.assertEqual(self.upload(GOOD, signature).status, 200)
+        stranger = signing.Key("stranger", self.work.name)
+        for name, package, sent, problem in (
+            ("unsigned", other, b"", "package-not-signed"),
+            ("of another package", other, signature, "package-signature-wrong"),
+            ("of a stranger", other, stranger.sign(other), "package-key-unknown"),
+            ("no signature", other, b"text", "package-signature-wrong"),
+            ("damaged", GOOD[:-1] + b"x", signature, "checksum-wrong"),
+        ):
+            with self.subTest(name):
+                answer = self.upload(package, sent)
+                self.assertEqual(answer.problem, (422, problem))
+                self.assertEqual((self.stored(), self.signature_file()), (GOOD, signature))
+                self.assertEqual(self.leftovers(), ["FW.fwm.minisig"])
+        for size in ("0", "-1", "x", "65537", "99999999"):
+            with self.subTest(size):
+                answer = self.server.post(f"/api/package?signature={size}", GOOD)
+                self.assertEqual(answer.problem, (400, "usage"))
+
+    def test_without_keys_every_package_is_accepted(self):
+        signature = self.key.sign(GOOD)
+        self.assertEqual(self.upload(GOOD, signature).document["signature"]["state"], "not-checked")
+        self.assertEqual(self.signature_file(), signature)
+        self.assertEqual(self.upload(GOOD).document["signature"]["state"], "none")
+        self.assertIsNone(self.signature_file())
+        self.assertEqual(self.server.get("/api/plan").problem, (200, None))
+        # A key that is installed later counts at once.
+        self.trust(self.key)
+        answer = self.server.get("/api/package")
+        self.assertEqual(answer.problem, (200, "package-not-signed"))
+        self.assertEqual(self.server.get("/api/plan").problem, (422, "package-not-signed"))
 
 
 class TestGate(webcase.WebCase):

@@ -23,6 +23,11 @@ using Reason = Verdict::Reason;
 
 namespace {
 
+QString fileOf(const SignatureFiles &files)
+{
+    return files.signature.isEmpty() ? signaturePath(files.package) : files.signature;
+}
+
 /** None when the keys can be used. */
 std::optional<Problem> keyProblem(const TrustedKeys &keys, const QString &path)
 {
@@ -79,20 +84,24 @@ ProblemId problemOf(Kind kind)
 
 } // namespace
 
-SignatureReport::SignatureReport(const Options &options)
-    : m_package(options.file),
-      m_file(options.signature.isEmpty() ? signaturePath(options.file) : options.signature)
+SignatureReport::SignatureReport(const SignatureFiles &files)
+    : SignatureReport(files, readSmallFile(fileOf(files), signatureFileLimit))
 {
-    const QString &keys = options.keys;
+    if (m_trust.signature.state == SmallFile::State::Absent && !files.signature.isEmpty())
+        m_wrongOptions = Problem{ProblemId::FileUnreadable, m_file};
+}
+
+SignatureReport::SignatureReport(const SignatureFiles &files, const SmallFile &signature)
+    : m_package(files.package), m_file(fileOf(files))
+{
+    const QString &keys = files.keys;
     if (!keys.isEmpty()) {
         m_trust.keys = QFileInfo(keys).isDir() ? readKeyFolder(keys) : readKeyFile(keys);
         m_wrongOptions = keyProblem(m_trust.keys, keys);
     }
-    m_trust.signature = readSmallFile(m_file, signatureFileLimit);
-    if (m_trust.signature.state == SmallFile::State::Complete)
-        m_signature = parseSignature(m_trust.signature.bytes);
-    else if (m_trust.signature.state == SmallFile::State::Absent && !options.signature.isEmpty())
-        m_wrongOptions = Problem{ProblemId::FileUnreadable, m_file};
+    m_trust.signature = signature;
+    if (signature.state == SmallFile::State::Complete)
+        m_signature = parseSignature(signature.bytes);
 }
 
 void SignatureReport::check(const PackageChecksum &checksum)

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "common/Problems.h"
-#include "fwm/Options.h"
 #include "fwm/PackageContents.h"
 #include "signing/TrustedKeys.h"
 
@@ -10,13 +9,25 @@
 
 #include <optional>
 
+/** Which files a report of a signature is about. */
+struct SignatureFiles
+{
+    QString package;
+    /** A key file or a folder of keys; empty for no check of the signature. */
+    QString keys;
+    /** The signature file; empty for the package's name with ".minisig". */
+    QString signature = {};
+};
+
 /** The signature of a package: what its file says, and what the trusted keys say about it. */
 class SignatureReport
 {
 public:
-    /** Reads the keys and the signature file that the options name. The package is open already:
-     *  a publisher replaces the signature first. */
-    explicit SignatureReport(const Options &options);
+    /** Reads the keys and the signature file. The package is open already: a publisher replaces the
+     *  signature first. */
+    explicit SignatureReport(const SignatureFiles &files);
+    /** The same with the content of a signature file that may have another name. */
+    SignatureReport(const SignatureFiles &files, const bytes::SmallFile &signature);
 
     /** When the options name no usable key, or a signature file that does not exist. */
     const std::optional<Problem> &wrongOptions() const { return m_wrongOptions; }

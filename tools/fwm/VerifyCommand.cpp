@@ -26,7 +26,7 @@ CommandOutcome runVerify(const Options &options)
     const OpenPackage package = openPackage(options.file, Depth::Images, options);
     if (package.problem)
         return CommandOutcome::failed(*package.problem);
-    SignatureReport signature(options);
+    SignatureReport signature({options.file, options.keys, options.signature});
     if (signature.wrongOptions())
         return CommandOutcome::failed(*signature.wrongOptions());
     signature.check(package.contents.checksum);

@@ -128,6 +128,9 @@ QByteArray reportText(const QJsonObject &report)
     const QJsonObject package = report["package"].toObject();
     lines += {QString(), QStringLiteral("Package on the module")};
     addTable(lines, package, {"present", "model", "release", "package_version", "size"});
+    const QString signature = package["signature"].toObject()["state"].toString();
+    lines +=
+        QStringLiteral("signature: ") + (signature.isEmpty() ? QStringLiteral("-") : signature);
     const QJsonArray images = package["images"].toArray();
     for (const QJsonValue value : images) {
         const QJsonObject image = value.toObject();

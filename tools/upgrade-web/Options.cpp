@@ -30,6 +30,7 @@ WebOptionReader::WebOptionReader() : m_line(program)
     m_texts.agent = m_options.agentHost.toStdString();
     m_texts.password = m_options.passwordFile.toStdString();
     m_texts.package = platform::Paths().package.toStdString();
+    m_texts.keys = platform::Paths().keys.toStdString();
     m_texts.port = m_options.port;
     m_texts.agentPort = m_options.agentPort;
     const auto add = [this](CLI::App &to, const char *name, auto &value, const char *type,
@@ -66,6 +67,9 @@ WebOptionReader::WebOptionReader() : m_line(program)
         ->check(CLI::Range(0.1, longestTimeOut));
     m_line.takesFile(add(serve, "--package", m_texts.package, "FILE",
                          "The package that the agent upgrades from; default /data/FW.fwm."));
+    m_line.takesFile(add(serve, "--keys", m_texts.keys, "FOLDER",
+                         "The keys whose packages the agent takes; default "
+                         "/etc/upgrade-agent/keys."));
     m_line.takesFile(add(serve, "--history", m_texts.history, "FILE",
                          "The list of the last runs; default upgrade-web-history.json beside the "
                          "package."));
@@ -88,6 +92,7 @@ std::optional<CommandOutcome> WebOptionReader::read(const QStringList &arguments
     m_options.key = text(m_texts.key);
     m_options.passwordFile = text(m_texts.password);
     m_options.package = text(m_texts.package);
+    m_options.keys = text(m_texts.keys);
     m_options.history = text(m_texts.history);
     for (const std::string &name : m_texts.hosts)
         m_options.hostNames += text(name);

@@ -21,6 +21,8 @@ struct WebOptions
     quint16 agentPort = 35353;
     double timeOut = 60.0;
     QString package;
+    /** The folder of the keys whose packages the agent takes. */
+    QString keys;
     QString history;
     /** In MiB. */
     int uploadLimit = 256;
@@ -45,7 +47,7 @@ private:
     WebOptions m_options;
     struct Texts
     {
-        std::string listen, certificate, key, password, agent, package, history;
+        std::string listen, certificate, key, password, agent, package, keys, history;
         std::vector<std::string> hosts;
         int port = 0;
         int agentPort = 0;

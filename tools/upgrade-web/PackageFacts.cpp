@@ -7,6 +7,7 @@
 #include "fwm/ImageJson.h"
 #include "fwm/PackageContents.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QStorageInfo>
@@ -18,7 +19,12 @@ namespace web {
 using bytes::AtomicFile;
 using bytes::FileSource;
 using bytes::FileStamp;
+using bytes::readSmallFile;
+using bytes::SmallFile;
+using bytes::SumKind;
 using client::PackageCopy;
+using signing::signatureFileLimit;
+using signing::signaturePath;
 
 namespace {
 
@@ -83,12 +89,28 @@ PackageFacts readPackage(const QString &path)
         facts.outcome.fail(ProblemId::FileUnreadable, source.errorString());
         return facts;
     }
-    facts.outcome = outcomeOf(readContents(source));
+    const PackageContents contents = readContents(source, SumKind::Blake2b);
+    facts.outcome = outcomeOf(contents);
     facts.outcome.json["present"] = true;
+    facts.checksum = contents.checksum;
+    facts.checksum.chunks = bytes::ChunkSums();
     const PackageCopy copy = PackageCopy::read(source);
     facts.description = copy.description;
     facts.sizes = copy.sizes;
     return facts;
+}
+
+void addSignature(CommandOutcome &outcome, SignatureReport report,
+                  const package::PackageChecksum &checksum)
+{
+    report.check(checksum);
+    QJsonObject signature = report.json();
+    // The names of the module's files are of no use to a viewer.
+    signature.remove(QStringLiteral("file"));
+    outcome.json["signature"] = signature;
+    const auto problem = report.problem();
+    if (problem && !outcome.problem)
+        outcome.fail(problem->id, problem->detail);
 }
 
 qint64 freeBeside(const QString &path)
@@ -96,14 +118,19 @@ qint64 freeBeside(const QString &path)
     return QStorageInfo(QFileInfo(path).absolutePath()).bytesAvailable();
 }
 
-PackageUpload::PackageUpload(const QString &path, qint64 size)
-    : m_path(path), m_size(size), m_file(path, AtomicFile::Unwritable::Replace)
+PackageUpload::PackageUpload(const SignatureFiles &files, qint64 size, qint64 signatureSize)
+    : m_files(files),
+      m_size(size),
+      m_signatureSize(signatureSize),
+      m_file(files.package, AtomicFile::Unwritable::Replace)
 {
+    if (signatureSize > 0)
+        m_signature.state = SmallFile::State::Complete;
 }
 
 ProblemId PackageUpload::open()
 {
-    if (freeBeside(m_path) < m_size + spaceLeft)
+    if (freeBeside(m_files.package) < m_size + spaceLeft)
         return ProblemId::NoSpace;
     return m_file.open() ? ProblemId::None : ProblemId::CannotWrite;
 }
@@ -113,7 +140,9 @@ bool PackageUpload::write(const char *bytes, qint64 size)
     if (m_hasFailed)
         return false;
     m_written += size;
-    m_hasFailed = m_written > m_size || !m_file.write(bytes, size);
+    const qint64 ofSignature = std::min(m_signatureSize - m_signature.bytes.size(), size);
+    m_signature.bytes.append(bytes, int(ofSignature));
+    m_hasFailed = m_written > m_size || !m_file.write(bytes + ofSignature, size - ofSignature);
     return !m_hasFailed;
 }
 
@@ -124,14 +153,52 @@ CommandOutcome PackageUpload::finish()
     FileSource source(m_file.temporaryPath());
     if (!source.open())
         return CommandOutcome::failed(ProblemId::CannotWrite, source.errorString());
-    CommandOutcome outcome = outcomeOf(readContents(source));
+    const PackageContents contents = readContents(source, SumKind::Blake2b);
+    CommandOutcome outcome = outcomeOf(contents);
+    addSignature(outcome, SignatureReport(m_files, m_signature), contents.checksum);
     if (outcome.problem) {
-        outcome.exit = ExitCode::PackageRefused;
+        if (outcome.exit != ExitCode::NotTrusted)
+            outcome.exit = ExitCode::PackageRefused;
         return outcome;
     }
-    if (!m_file.commit())
-        outcome.fail(ProblemId::CannotWrite, m_file.errorString());
+    if (!publish())
+        outcome.fail(ProblemId::CannotWrite, m_error);
     return outcome;
+}
+
+/**
+ * The signature gets its name first, so that there is never a new package with an old signature;
+ * that of an older package is removed afterwards. An old package keeps its own one.
+ */
+bool PackageUpload::publish()
+{
+    const QString path = signaturePath(m_files.package);
+    const bool isSigned = m_signature.state == SmallFile::State::Complete;
+    const SmallFile old = readSmallFile(path, signatureFileLimit);
+    if (isSigned && !storeSignature(m_signature))
+        return false;
+    if (!m_file.commit()) {
+        m_error = m_file.errorString();
+        if (isSigned)
+            storeSignature(old);
+        return false;
+    }
+    if (!isSigned)
+        QFile::remove(path);
+    return true;
+}
+
+bool PackageUpload::storeSignature(const SmallFile &signature)
+{
+    const QString path = signaturePath(m_files.package);
+    if (signature.state != SmallFile::State::Complete)
+        return QFile::remove(path);
+    AtomicFile file(path, AtomicFile::Unwritable::Replace);
+    const QByteArray &content = signature.bytes;
+    if (file.open() && file.write(content.constData(), content.size()) && file.commit())
+        return true;
+    m_error = file.errorString();
+    return false;
 }
 
 } // namespace web

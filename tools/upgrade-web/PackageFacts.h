@@ -4,6 +4,7 @@
 #include "bytes/AtomicFile.h"
 #include "bytes/FileStamp.h"
 #include "common/CommandOutcome.h"
+#include "fwm/SignatureReport.h"
 #include "package/PackageDescription.h"
 
 #include <QMap>
@@ -23,10 +24,16 @@ struct PackageFacts
     package::PackageDescription description;
     /** Of the images in bytes, by chip type. */
     QMap<int, qint64> sizes;
+    /** With the digest that a signature covers, without the chunks. */
+    package::PackageChecksum checksum;
 };
 
 /** Reads the whole package twice; for a thread that may wait. */
 PackageFacts readPackage(const QString &path);
+
+/** Adds the member `signature`, and the problem of a package that the keys do not accept. */
+void addSignature(CommandOutcome &outcome, SignatureReport report,
+                  const package::PackageChecksum &checksum);
 
 /** Identity and state of the package's file; none when there is no file. */
 std::optional<bytes::FileStamp> stampOf(const QString &path);
@@ -35,14 +42,15 @@ std::optional<bytes::FileStamp> stampOf(const QString &path);
 qint64 freeBeside(const QString &path);
 
 /**
- * A package that is being uploaded: written beside the current one, which stays as it is until
- * finish().
+ * A package that is being uploaded, after its signature file if it has one: written beside the
+ * current one, which stays as it is until finish().
  */
 class PackageUpload
 {
 public:
-    /** `size` is the announced length in bytes. */
-    PackageUpload(const QString &path, qint64 size);
+    /** `size` is the announced length in bytes, of which the first `signatureSize` are the
+     *  signature file. */
+    PackageUpload(const SignatureFiles &files, qint64 size, qint64 signatureSize);
 
     /** None, or why the upload cannot begin. */
     ProblemId open();
@@ -56,11 +64,18 @@ public:
     CommandOutcome finish();
 
 private:
-    const QString m_path;
+    bool publish();
+    bool storeSignature(const bytes::SmallFile &signature);
+
+    const SignatureFiles m_files;
     const qint64 m_size;
+    const qint64 m_signatureSize;
+    /** As far as it has arrived; absent for a package without one. */
+    bytes::SmallFile m_signature;
     qint64 m_written = 0;
     bool m_hasFailed = false;
     bytes::AtomicFile m_file;
+    QString m_error;
 };
 
 } // namespace web

@@ -17,6 +17,18 @@ using namespace std::chrono_literals;
 /** Each question redirects the lines of a run that another client started. */
 constexpr std::chrono::milliseconds betweenQuestions = 15s;
 
+/** Of an upload, in bytes: 0 without a signature, none when it cannot be one. */
+std::optional<qint64> signatureSizeOf(const Request &head)
+{
+    if (fieldsOf(head.query, "signature").isEmpty())
+        return 0;
+    bool isNumber = false;
+    const qint64 size = fieldOf(head.query, "signature").toLongLong(&isNumber);
+    if (!isNumber || size < 1 || size > signing::signatureFileLimit)
+        return std::nullopt;
+    return size;
+}
+
 QJsonObject unknownStatus(const AgentAddress &agent)
 {
     return {{"host", agent.host},
@@ -204,10 +216,15 @@ Service::Admission Service::admitUpload(const Request &head, const Route &route)
     const qint64 size = head.header("Content-Length").toLongLong(&isNumber);
     if (!isNumber || size < 0)
         return refused(ProblemId::Usage, QStringLiteral("Content-Length is missing"));
-    if (size > m_settings.uploadLimit)
+    const auto signatureSize = signatureSizeOf(head);
+    if (!signatureSize || *signatureSize > size)
+        return refused(ProblemId::Usage,
+                       QStringLiteral("signature must be the size of the signature file"));
+    if (size - *signatureSize > m_settings.uploadLimit)
         return refused(ProblemId::UploadTooLarge,
                        QStringLiteral("at most %1 bytes").arg(m_settings.uploadLimit));
-    auto upload = std::make_shared<PackageUpload>(m_settings.package, size);
+    auto upload = std::make_shared<PackageUpload>(
+        SignatureFiles{m_settings.package, m_settings.keys}, size, *signatureSize);
     const ProblemId problem = upload->open();
     if (problem != ProblemId::None)
         return refused(problem, m_settings.package);

@@ -21,6 +21,8 @@ struct ServiceSettings
     AgentAddress agent;
     /** The package on the module. */
     QString package;
+    /** The folder of the keys whose packages the agent takes. */
+    QString keys;
     QString history;
     /** The largest package, in bytes. */
     qint64 uploadLimit = 0;
@@ -93,6 +95,7 @@ private:
     Response uploadDocument(CommandOutcome outcome);
     Response logOut(const Request &request, const Route &route);
     Reply withPackage(std::function<Response()> reply);
+    CommandOutcome packageOutcome() const;
     Response packageDocument(const Route &route) const;
     Response plan(const Request &request, const Route &route) const;
     Response startRun(const Request &request, const Route &route);

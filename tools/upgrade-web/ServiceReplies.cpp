@@ -77,6 +77,7 @@ int httpStatus(const CommandOutcome &outcome)
         {ExitCode::Usage, 400},          {ExitCode::DeviceBusy, 409},
         {ExitCode::NoRun, 409},          {ExitCode::CannotConnect, 502},
         {ExitCode::ConnectionLost, 502}, {ExitCode::PackageRefused, 422},
+        {ExitCode::NotTrusted, 422},
     };
     const int ofProblem = outcome.problem ? byProblem.value(outcome.problem->id, 0) : 0;
     return ofProblem != 0 ? ofProblem : byExit.value(outcome.exit, 500);
@@ -156,9 +157,19 @@ Response Service::logOut(const Request &request, const Route &route)
     return response;
 }
 
-Response Service::packageDocument(const Route &route) const
+/** The signature and the keys are small files that may change while the package does not. */
+CommandOutcome Service::packageOutcome() const
 {
     CommandOutcome outcome = m_package.outcome;
+    if (m_package.isPresent)
+        addSignature(outcome, SignatureReport({m_settings.package, m_settings.keys}),
+                     m_package.checksum);
+    return outcome;
+}
+
+Response Service::packageDocument(const Route &route) const
+{
+    CommandOutcome outcome = packageOutcome();
     outcome.json["upload_limit"] = m_settings.uploadLimit;
     outcome.json["free"] = freeBeside(m_settings.package);
     Response response = document(route, outcome);
@@ -176,8 +187,8 @@ Response Service::plan(const Request &request, const Route &route) const
         return usage(route, QStringLiteral("mode must be 2 or 5"));
     if (!m_package.isPresent)
         return refusal(QString::fromLatin1(route.name), ProblemId::PackageMissing);
-    if (m_package.outcome.problem)
-        return document(route, CommandOutcome::failed(*m_package.outcome.problem));
+    if (const auto problem = packageOutcome().problem)
+        return document(route, CommandOutcome::failed(*problem));
     QStringList chosen;
     const QVector<QByteArray> given = fieldsOf(request.query, "row");
     for (const QByteArray &row : given)
@@ -271,7 +282,7 @@ Response Service::report(const Request &request, const Route &route) const
         {"made", QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)},
         {"server_version", QStringLiteral(PROJECT_VERSION)},
         {"status", statusJson()},
-        {"package", m_package.outcome.json},
+        {"package", packageOutcome().json},
         {"run", run},
         {"transcript", m_run.transcript()},
     };

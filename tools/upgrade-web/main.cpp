@@ -94,6 +94,7 @@ std::optional<CommandOutcome> serve(const WebOptions &options, int signalDescrip
     const std::chrono::milliseconds timeOut(qint64(options.timeOut * 1000.0));
     web::ServiceSettings settings{{options.agentHost, options.agentPort, timeOut},
                                   options.package,
+                                  options.keys,
                                   options.history,
                                   options.uploadLimit * bytesPerMib,
                                   {hostsOf(options), options.port, !password.hash.isEmpty(), hasTls,

@@ -36,7 +36,7 @@ export const chipResults = {
 
 export const signatureStates = {
   none: "not signed",
-  "not-checked": "not checked: the module has no keys",
+  "not-checked": "present, not checked",
   trusted: "trusted",
   "unknown-key": "of a key that the module does not trust",
   wrong: "WRONG: not a signature of this package",
