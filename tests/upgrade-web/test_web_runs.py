@@ -57,7 +57,10 @@ class TestRuns(RunCase):
             self.pause.go_on.set()
             seen = [event for _, event in events.until("result")]
         self.assertIn("UPGRADE||MAIN,0,0||AUX 1,1,0", self.agent.lines)
-        kinds = [event["event"] for event in seen if event["event"] != "message"]
+        self.assertEqual(seen[0]["event"], "status")
+        self.assertEqual(seen[0]["status"]["run"], {"id": 1, "state": "preparing"})
+        self.assertTrue(seen[0]["status"]["busy"])
+        kinds = [event["event"] for event in seen[1:] if event["event"] != "message"]
         self.assertEqual(kinds[0], "run")
         self.assertEqual({"run", "phase", "chip", "progress", "result"} - set(kinds), set(), kinds)
         sent = []

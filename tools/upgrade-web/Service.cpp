@@ -80,6 +80,11 @@ void Service::add(const QJsonObject &event)
     emit eventAdded();
 }
 
+void Service::addStatus()
+{
+    add({{"event", "status"}, {"status", statusJson()}});
+}
+
 void Service::setViewers(int count)
 {
     const bool isFirst = m_viewers == 0 && count > 0;
@@ -113,10 +118,11 @@ void Service::onStatus(const AgentStatus &status)
     const bool isNews = next != m_status;
     m_status = next;
     m_status["checked"] = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
-    if (isNews)
-        add({{"event", "status"}, {"status", statusJson()}});
-    if (status.isBusy && !m_run.isActive())
+    const bool isForeign = status.isBusy && !m_run.isActive();
+    if (isForeign)
         m_run.attach();
+    if (isNews || isForeign)
+        addStatus();
 }
 
 void Service::onStatusFailed(ProblemId cause, const QString &detail)
@@ -129,7 +135,7 @@ void Service::onStatusFailed(ProblemId cause, const QString &detail)
     if (next == m_status)
         return;
     m_status = next;
-    add({{"event", "status"}, {"status", statusJson()}});
+    addStatus();
 }
 
 void Service::onRunEnded(bool hasResult)
@@ -146,6 +152,8 @@ void Service::onRunEnded(bool hasResult)
         if (!m_history.add(historyEntry(run)))
             qWarning("%s: the history cannot be written", qUtf8Printable(m_settings.history));
         add({{"event", "result"}, {"run", run}});
+    } else {
+        addStatus();
     }
     // The run may have replaced the agent, and the device has restarted.
     ask();

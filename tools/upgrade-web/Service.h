@@ -111,6 +111,7 @@ private:
     void onStatusFailed(ProblemId cause, const QString &detail);
     void onRunEnded(bool hasResult);
     void add(const QJsonObject &event);
+    void addStatus();
 
     const ServiceSettings m_settings;
     QElapsedTimer m_clock;

@@ -249,6 +249,8 @@ Response Service::startRun(const Request &request, const Route &route)
     // The questions for the status would redirect the lines of the run.
     m_query.reset();
     m_run.start(wish);
+    // Other viewers see that a run is prepared.
+    addStatus();
     CommandOutcome outcome;
     outcome.json = {{"id", m_run.id()}};
     Response response = document(route, outcome);

@@ -11,6 +11,7 @@ const betweenTries = 3_000;
 
 let source = null;
 let lastSign = 0;
+let wasOpen = false;
 let isChecking = false;
 let retry = 0;
 
@@ -79,10 +80,7 @@ function open() {
   clearTimeout(retry);
   lastSign = performance.now();
   source = new EventSource("/api/events");
-  source.addEventListener("open", () => {
-    lastSign = performance.now();
-    change("isLive", true);
-  });
+  source.addEventListener("open", onOpen);
   for (const [name, handle] of Object.entries(handlers)) {
     source.addEventListener(name, (message) => {
       lastSign = performance.now();
@@ -90,6 +88,14 @@ function open() {
     });
   }
   source.addEventListener("error", onError);
+}
+
+/** A server that was restarted has other tokens. */
+function onOpen() {
+  lastSign = performance.now();
+  change("isLive", true);
+  if (wasOpen) loadSession();
+  wasOpen = true;
 }
 
 /** The browser comes back by itself after a lost connection, but not after a refusal. */
