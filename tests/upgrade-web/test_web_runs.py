@@ -56,6 +56,8 @@ class TestRuns(RunCase):
             self.start_run()
             self.pause.go_on.set()
             seen = [event for _, event in events.until("result")]
+            after = events.until("status")[-1][1]["status"]
+        self.assertEqual((after["busy"], after["run"]), (False, {"id": 1, "state": "ended"}))
         self.assertIn("UPGRADE||MAIN,0,0||AUX 1,1,0", self.agent.lines)
         self.assertEqual(seen[0]["event"], "status")
         self.assertEqual(seen[0]["status"]["run"], {"id": 1, "state": "preparing"})

@@ -152,9 +152,8 @@ void Service::onRunEnded(bool hasResult)
         if (!m_history.add(historyEntry(run)))
             qWarning("%s: the history cannot be written", qUtf8Printable(m_settings.history));
         add({{"event", "result"}, {"run", run}});
-    } else {
-        addStatus();
     }
+    addStatus();
     // The run may have replaced the agent, and the device has restarted.
     ask();
 }

@@ -15,11 +15,11 @@ const mode = () => (byId("mode-5").checked ? 5 : 2);
 function chipRow(chip, number) {
   const id = `chip-${number}`;
   const box = make("input", { type: "checkbox", className: "chip-check", value: chip.request, id, checked: true });
-  const size = "image_size" in chip ? `, ${bytesText(chip.image_size)}` : "";
+  const size = "image_size" in chip ? bytesText(chip.image_size) : "size not known";
   return make("tr", {},
     make("td", { className: "check" }, box),
     make("td", {}, make("label", { htmlFor: id }, chip.label),
-      make("span", { className: "sub" }, `type ${chip.chip_type}, index ${chip.chip_index}${size}`)),
+      make("span", { className: "sub" }, size)),
     make("td", { className: "version" }, chip.new_version || "not known"),
     make("td", { className: "number" }, estimateText(chip.seconds, true).replace("about ", "")));
 }

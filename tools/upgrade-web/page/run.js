@@ -2,7 +2,7 @@
 // The live view of a run, and its summary.
 import { isRunActive, onChange, state } from "./api.js";
 import { announce, byId, make, sentence, setText, show } from "./dom.js";
-import { chipPhases, chipResults, durationText, estimateText, runPhases, timeText } from "./words.js";
+import { chipPhases, chipResults, dateText, durationText, estimateText, packageText, runPhases, timeText } from "./words.js";
 
 let shownRun = "";
 let shownMessages = 0;
@@ -73,7 +73,10 @@ function showChip(item, chip, run) {
   sign.className = `sign ${result ? result.kind : ""}`;
   setText(name, chip.label || chip.name);
   setText(versions, versionsText(chip));
+  const wasFinished = text.textContent === "" || item.dataset.result !== undefined;
   setText(text, stateText(chip, run));
+  if (result) item.dataset.result = chip.result;
+  if (result && !wasFinished) announce(`${name.textContent}: ${text.textContent}`);
   text.className = `chip-state ${result ? result.kind : ""}`;
   show(bar, chip.phase === "writing" && chip.percent !== null);
   if (!bar.hidden) {
@@ -177,11 +180,18 @@ function showSummary(run) {
   setText(byId("summary-sign"), sign);
   const { error } = document;
   const reason = error ? sentence(error.detail ? `${error.text}: ${error.detail}` : error.text) : "";
-  setText(byId("summary-text"), [document.summary, reason].filter(Boolean).join(" "));
+  const summaryText = document.summary === `${title}.` ? "" : document.summary;
+  setText(byId("summary-text"), [summaryText, reason].filter(Boolean).join(" "));
   const advice = document.likely_state ?? (error ? [error.advice] : []);
   const warnings = (document.warnings ?? []).map((warning) => sentence(warning.text));
   byId("summary-advice").replaceChildren(...[...advice, ...warnings].filter(Boolean).map((line) => make("li", {}, line)));
   show(byId("summary-again"), kind === "bad");
+}
+
+function factsText(run) {
+  const mode = { 2: "only newer images", 5: "every image" }[run.mode];
+  const begun = run.started ? `started ${dateText(run.started)}` : "";
+  return [run.package ? packageText(run.package) : "", mode, begun].filter(Boolean).join(", ");
 }
 
 function showRun() {
@@ -195,6 +205,7 @@ function showRun() {
   if (key !== shownRun) byId("run-chips").replaceChildren();
   shownRun = key;
   show(byId("run-origin"), Boolean(run.foreign));
+  setText(byId("run-facts"), factsText(run));
   showProgress(run);
   showSummary(run);
   showChips(run);
@@ -217,7 +228,7 @@ export function startRun() {
     if (name === "run") showRun();
   });
   setInterval(showTime, 1_000);
-  byId("log-details").addEventListener("toggle", () => {
-    byId("run-log").scrollTop = byId("run-log").scrollHeight;
-  });
+  const showLogEnd = () => (byId("run-log").scrollTop = byId("run-log").scrollHeight);
+  byId("log-details").addEventListener("toggle", showLogEnd);
+  addEventListener("view", showLogEnd);
 }

@@ -71,6 +71,7 @@ function showResult(kind, error, text = "", findings = []) {
   show(box, kind !== "");
   box.dataset.result = kind;
   show(byId("upload-next"), kind === "done");
+  show(byId("upload-start"), kind !== "done");
   box.className = kind === "done" ? "success" : kind === "cancelled" ? "plainbox" : "problem";
   if (error) showProblem(box, error);
   else box.replaceChildren(make("strong", {}, text));
