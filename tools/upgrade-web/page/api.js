@@ -62,9 +62,11 @@ export async function loadSession() {
   return document;
 }
 
+/** Whether the server has answered. */
 export async function loadPackage() {
   const document = await get("/api/package");
   if ("present" in document) change("package", document);
+  return "present" in document;
 }
 
 export async function loadRun() {
@@ -76,5 +78,3 @@ export async function loadRun() {
 export function isRunActive() {
   return ["preparing", "running", "restarting"].includes(state.run?.state);
 }
-
-export { unreachable };

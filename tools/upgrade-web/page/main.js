@@ -106,7 +106,8 @@ async function logIn(event) {
 
 async function logOut() {
   await post("/api/logout", {});
-  await loadSession();
+  // Nothing of the device stays in the page.
+  location.reload();
 }
 
 function onSession() {

@@ -58,7 +58,7 @@ function historyRow(run) {
   const what = run.summary || run.error?.text || run.result;
   const who = run.foreign ? "another client" : run.mode === 5 ? "every image" : "only newer images";
   return make("tr", {},
-    make("td", {}, make("span", { className: "when" }, dateText(run.started)), make("span", { className: "sub" }, packageText(run.package)),
+    make("td", {}, dateText(run.started), make("span", { className: "sub" }, packageText(run.package)),
       make("span", { className: "sub" }, who)),
     make("td", {}, make("span", { className: `sign ${kind}`, ariaHidden: "true" }, sign), what,
       make("span", { className: "sub" }, `${run.result}, ${durationText(run.seconds)}`)));

@@ -22,7 +22,10 @@ function chipItem(row) {
   return item;
 }
 
+const skipped = ["up-to-date", "package-older", "no-fit"];
+
 function versionsText(chip) {
+  if (skipped.includes(chip.result)) return chip.old_version;
   if (chip.old_version && chip.new_version && chip.old_version !== chip.new_version) {
     return `${chip.old_version} → ${chip.new_version}`;
   }
@@ -32,9 +35,10 @@ function versionsText(chip) {
 /** What the chip runs when the run has ended. */
 function runsNow(chip, run) {
   if (chip.result === "updated") {
+    if (!chip.new_version) return "Its new version was not seen.";
     return run.document?.rebooted ? `It runs ${chip.new_version} now.` : `${chip.new_version} is written; it runs after the next restart.`;
   }
-  if (["up-to-date", "package-older", "no-fit", "not-reached"].includes(chip.result) && chip.old_version) {
+  if ([...skipped, "not-reached"].includes(chip.result) && chip.old_version) {
     return `It runs ${chip.old_version}.`;
   }
   return "What it runs now is not known.";
@@ -168,6 +172,8 @@ function titleOf(document) {
   return ["Upgrade failed", "✕", "bad"];
 }
 
+const isOpen = (chip) => ["failed", "not-reached", "unknown"].includes(chip?.result);
+
 function showSummary(run) {
   const document = run.state === "ended" ? run.document : null;
   const summary = byId("run-summary");
@@ -182,8 +188,10 @@ function showSummary(run) {
   const reason = error ? sentence(error.detail ? `${error.text}: ${error.detail}` : error.text) : "";
   const summaryText = document.summary === `${title}.` ? "" : document.summary;
   setText(byId("summary-text"), [summaryText, reason].filter(Boolean).join(" "));
-  const advice = document.likely_state ?? (error ? [error.advice] : []);
+  const advice = document.likely_state ? [...document.likely_state] : error ? [error.advice] : [];
   const warnings = (document.warnings ?? []).map((warning) => sentence(warning.text));
+  const isPartial = kind === "bad" && !document.likely_state && run.chips.some((chip) => isOpen(chip));
+  if (isPartial) advice.push("Upgrade again with the mode \"Only newer images\": it writes what is missing and skips what is done.");
   byId("summary-advice").replaceChildren(...[...advice, ...warnings].filter(Boolean).map((line) => make("li", {}, line)));
   show(byId("summary-again"), kind === "bad");
 }

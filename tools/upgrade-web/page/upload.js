@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The view of a new package: choice, checks before the transfer, the transfer and its result.
-import { change, isRunActive, loadPackage, noteLogin, onChange, state, unreachable } from "./api.js";
+import { change, isRunActive, loadPackage, noteLogin, onChange, state } from "./api.js";
 import { acceptFiles, announce, byId, make, setText, show, showProblem } from "./dom.js";
 import { bytesText, durationText, packageText } from "./words.js";
 
@@ -75,9 +75,7 @@ function showResult(kind, error, text = "", findings = []) {
   box.className = kind === "done" ? "success" : kind === "cancelled" ? "plainbox" : "problem";
   if (error) showProblem(box, error);
   else box.replaceChildren(make("strong", {}, text));
-  if (kind === "refused" || kind === "failed") {
-    box.append(make("p", {}, `The module still has ${packageText(state.package?.present ? state.package : null)}.`));
-  }
+  if (kind === "refused") box.append(make("p", {}, `The module still has ${currentText()}.`));
   show(box, kind !== "");
   show(byId("upload-findings"), findings.length > 0);
   byId("upload-findings").replaceChildren(...findings.map(findingItem));
@@ -121,7 +119,7 @@ function send() {
     showFigures(body.size, body.size, begun);
   });
   transfer.addEventListener("load", onAnswer);
-  transfer.addEventListener("error", () => end("failed", unreachable));
+  transfer.addEventListener("error", () => fail());
   transfer.addEventListener("abort", () => end("cancelled", null, "Cancelled. The package on the module is as it was."));
   transfer.send(body);
   showResult("", null);
@@ -140,7 +138,7 @@ function showTransfer(isActive) {
 function onAnswer() {
   const { status, response } = transfer;
   if (!response) {
-    end("failed", unreachable);
+    fail();
     return;
   }
   noteLogin(status, response);
@@ -154,6 +152,15 @@ function onAnswer() {
   end("done", null, `The module has the new package: ${packageText(response)}.`, response.findings ?? []);
 }
 
+/** The connection was lost, and perhaps after the last byte. */
+async function fail() {
+  setText(byId("upload-figures"), "The transfer was interrupted. Asking the module for its package.");
+  const isKnown = await loadPackage();
+  const has = isKnown ? `The module has ${currentText()}.` : "Which package the module has is not known yet.";
+  end("failed", problem("the transfer was interrupted",
+    `${has}\nTry again. If it is interrupted again, check the network, and that no other page uploads a package.`));
+}
+
 async function end(kind, error, text = "", findings = []) {
   transfer = null;
   showTransfer(false);
@@ -162,10 +169,16 @@ async function end(kind, error, text = "", findings = []) {
   await loadPackage();
 }
 
+function currentText() {
+  const one = state.package;
+  if (!one) return "a package that is not known yet";
+  if (!one.present) return "no package";
+  return one.model ? packageText(one) : "a file that is not a package";
+}
+
 function showCurrent() {
   const one = state.package;
-  const text = !one ? "a package that is not known yet" : !one.present ? "no package" : one.model ? packageText(one) : "a file that is not a package";
-  setText(byId("current-package"), text);
+  setText(byId("current-package"), currentText());
   const limit = one?.upload_limit ? ` At most ${bytesText(one.upload_limit)}; ${bytesText(one.free)} are free on the module.` : "";
   setText(byId("upload-limits"), `A package (.fwm), and its signature file (.minisig) if it has one.${limit}`);
 }
