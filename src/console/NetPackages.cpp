@@ -3,11 +3,13 @@
 
 #include "console/ConsoleEvents.h"
 #include "netupgrade/NetModelUpgrade.h"
+#include "netupgrade/NetResume.h"
 #include "platform/Log.h"
 #include "protocol/ConsoleTexts.h"
 
 namespace consoletext = protocol::consoletext;
 using engine::RunEvent;
+using netupgrade::NetResumeEvent;
 using platform::logConsole;
 
 namespace console {
@@ -34,6 +36,11 @@ bool NetPackages::accept(const ConsolePeer &peer, const QByteArray &payload)
     return true;
 }
 
+void NetPackages::resume()
+{
+    m_upgrade.resume([this](const NetResumeEvent &event) { resumed(event); });
+}
+
 void NetPackages::installStarted(const QString &version)
 {
     emit m_events.runRequested({RunRequest::Kind::NetBlocks, m_sender, {}, 0, 1});
@@ -45,6 +52,22 @@ void NetPackages::installEnded(bool succeeded)
 {
     m_report.installed(succeeded);
     m_report.end(succeeded);
+}
+
+void NetPackages::resumed(const NetResumeEvent &event)
+{
+    using Kind = NetResumeEvent::Kind;
+
+    const engine::RunInstall install{event.version, event.variant, event.state, event.attempt};
+    switch (event.kind) {
+    case Kind::Begun:
+        return m_report.resuming(install);
+    case Kind::Completed:
+        return m_report.resumed();
+    case Kind::Discarded:
+    case Kind::Postponed:
+        return m_report.notResumed(install, event.kind == Kind::Postponed, event.reason);
+    }
 }
 
 } // namespace console

@@ -5,6 +5,9 @@
 #include "engine/report/RunReporter.h"
 
 class NetModelUpgrade;
+namespace netupgrade {
+struct NetResumeEvent;
+} // namespace netupgrade
 
 namespace console {
 
@@ -20,9 +23,13 @@ public:
      *  restarted, which is handled here. */
     bool accept(const ConsolePeer &peer, const QByteArray &payload);
 
+    /** Completes an install that a power cut has interrupted, if there is one. */
+    void resume();
+
 private:
     void installStarted(const QString &version);
     void installEnded(bool succeeded);
+    void resumed(const netupgrade::NetResumeEvent &event);
 
     NetModelUpgrade &m_upgrade;
     ConsoleEvents &m_events;

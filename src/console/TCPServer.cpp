@@ -40,6 +40,8 @@ TCPServer::TCPServer(QObject *parent, const Platform &platform, const WorkerFact
     connectWorker();
     connect(m_edid, &ParseEDID::signalEDID, this, &TCPServer::slotSignalEDID);
     connectNetUpgrade();
+    // Before the first request can arrive.
+    m_netPackages.resume();
     listen();
 }
 

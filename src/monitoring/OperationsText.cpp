@@ -4,6 +4,7 @@
 using console::ConsolePeer;
 using console::RunRequest;
 using engine::RunEvent;
+using engine::RunInstall;
 using engine::RunMcu;
 using platform::Platform;
 
@@ -92,6 +93,14 @@ LogLine installEnded(const RunEvent &event)
         .addSeconds("seconds", event.milliseconds);
 }
 
+LogLine resume(const char *event, const RunInstall &install)
+{
+    return LogLine(event)
+        .addIfAny("version", install.version)
+        .addIfAny("kind", install.kind)
+        .addIfAny("state", install.state);
+}
+
 LogLine runEnded(const RunEvent &event)
 {
     LogLine line("run_finished");
@@ -178,7 +187,13 @@ LogLine runLine(const RunEvent &event)
     case Kind::Installing:
         return LogLine("install_started").add("version", event.mcu.offered);
     case Kind::Installed:
+    case Kind::Resumed:
         return installEnded(event);
+    case Kind::Resuming:
+        return resume("install_resumed", event.install).add("attempt", event.install.attempt);
+    case Kind::NotResumed:
+        return resume(event.isPostponed ? "install_postponed" : "install_given_up", event.install)
+            .add("reason", event.text);
     case Kind::Ended:
         return runEnded(event);
     }

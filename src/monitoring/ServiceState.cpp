@@ -69,9 +69,15 @@ void ServiceState::take(const RunEvent &event)
         return setRunStatus(QStringLiteral("installing the network module's firmware"));
     case Kind::Installed:
         return setLimit(m_watchdog);
+    case Kind::Resuming:
+        return setStatus(QStringLiteral("Completing an interrupted installation of the network "
+                                        "module's firmware."));
+    case Kind::Resumed:
+        return setStatus(idleText());
     case Kind::Ended:
         m_lastRun = event.success ? QStringLiteral("succeeded") : QStringLiteral("failed");
         return setStatus(idleText());
+    case Kind::NotResumed:
     case Kind::SignatureChecked:
     case Kind::Skipped:
     case Kind::Retried:

@@ -1,20 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "netupgrade/CommandThread.h"
 #include "package/NetImage.h"
 #include "platform/Platform.h"
 
 #include <QObject>
 #include <QStringList>
 
-#include <thread>
-
 namespace netupgrade {
 
 /** One block-by-block install on its own thread: unpacking can take a minute, in which the console
- *  must be served. The thread has no event loop, since creating one ends the process when it is out
- *  of descriptors. When a thread cannot be started, the install runs in the caller's, from its
- *  event loop. */
+ *  must be served. */
 class NetInstallJob : public QObject
 {
     Q_OBJECT
@@ -22,12 +19,14 @@ class NetInstallJob : public QObject
 public:
     NetInstallJob(const platform::Platform &platform, const package::NetImage &header,
                   QObject *parent);
-    ~NetInstallJob() override;
 
     /** Returns before the first signal reaches an object of this thread. */
-    void start();
+    void start()
+    {
+        m_thread.start(*this, [this] { run(); });
+    }
     /** Returns when the thread has ended. */
-    void wait();
+    void wait() { m_thread.wait(); }
 
 signals:
     void message(const QStringList &message);
@@ -41,7 +40,7 @@ private:
 
     platform::Platform m_platform;
     package::NetImage m_header;
-    std::thread m_thread;
+    CommandThread m_thread;
 };
 
 } // namespace netupgrade

@@ -34,6 +34,12 @@ Step writeVersion(const QString &line = {})
 
 const Step saySuccess{Kind::SaySuccess, {}, 0};
 const Step announceVersion{Kind::AnnounceVersion, {}, 0};
+const Step markUnpacking{Kind::MarkUnpacking, {}, 0};
+const Step unpack{Kind::Unpack, netcommand::unpack(), 0};
+const Step markUnpacked{Kind::MarkUnpacked, {}, 0};
+const Step removeArchive{Kind::RemoveArchive, netcommand::removeArchive(), 0};
+const Step syncRemoval{Kind::SyncRemoval, {}, 0};
+const Step removeMarker{Kind::RemoveMarker, {}, 0};
 
 Step sayPercent(int percent)
 {
@@ -41,27 +47,32 @@ Step sayPercent(int percent)
 }
 
 // clang-format off
+// The version file is written when everything else is on the disk.
 NetInstallPlan packagePlan()
 {
     return {filled(nettext::firmwareDigestWrong), {
         say(filled(nettext::firmwareDigestRight)),
+        markUnpacking,
         progress(20), run(netcommand::remountWritable()),
-        progress(30), run(netcommand::unpack()),
-        progress(70), run(netcommand::removeArchive()),
+        progress(30), unpack, markUnpacked,
+        progress(70), removeArchive,
         progress(80), run(netcommand::remountReadOnly()), run(netcommand::sync()),
         progress(90),
-        saySuccess, announceVersion, writeVersion(),
+        saySuccess, announceVersion,
+        syncRemoval, writeVersion(), removeMarker,
     }};
 }
 
 NetInstallPlan quietPlan()
 {
     return {{}, {
+        markUnpacking,
         progress(20), run(netcommand::remountWritable()),
-        progress(30), run(netcommand::unpack()),
-        progress(70), run(netcommand::removeArchive()),
+        progress(30), unpack, markUnpacked,
+        progress(70), removeArchive,
         progress(80), run(netcommand::remountReadOnly()), run(netcommand::sync()),
         progress(90),
+        removeMarker,
     }};
 }
 
@@ -69,13 +80,15 @@ NetInstallPlan blocksPlan()
 {
     return {filled(nettext::packageDigestWrong), {
         say(filled(nettext::packageDigestRight)),
+        markUnpacking,
         run(netcommand::remountWritable()), progress(30), sayPercent(30),
-        run(netcommand::unpack()),          progress(70), sayPercent(70),
-        run(netcommand::removeArchive()),   progress(80), sayPercent(80),
+        unpack, markUnpacked,               progress(70), sayPercent(70),
+        removeArchive,                      progress(80), sayPercent(80),
         run(netcommand::remountReadOnly()),
         say(filled(nettext::firmwareDigestRight)),
-        writeVersion(filled(nettext::versionFileWritten)), announceVersion,
+        syncRemoval, writeVersion(filled(nettext::versionFileWritten)), announceVersion,
         run(netcommand::sync()),            progress(90), sayPercent(90),
+        removeMarker,
         saySuccess,
     }};
 }

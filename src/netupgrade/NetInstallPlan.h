@@ -19,11 +19,27 @@ enum class NetInstallVariant {
 /** One action of an install. */
 struct NetInstallStep
 {
-    enum class Kind { Say, SaySuccess, Progress, Run, WriteVersion, AnnounceVersion };
+    enum class Kind {
+        Say,
+        SaySuccess,
+        Progress,
+        Run,
+        /** The marker is written: from here on the agent completes an interrupted install. */
+        MarkUnpacking,
+        /** Runs the command, then syncs the root file system. */
+        Unpack,
+        MarkUnpacked,
+        RemoveArchive,
+        /** Syncs the folder of the archive. */
+        SyncRemoval,
+        WriteVersion,
+        RemoveMarker,
+        AnnounceVersion,
+    };
 
     Kind kind = Kind::Say;
-    /** Say: the line. Run: the command, with %1 for the archive. WriteVersion: the line after
-     *  success, may be empty. */
+    /** Say: the line. Run, Unpack, RemoveArchive: the command, with %1 for the archive.
+     *  WriteVersion: the line after success, may be empty. */
     QString text;
     /** Progress only. */
     int percent = 0;

@@ -3,10 +3,14 @@
 
 #include "bytes/AtomicFile.h"
 #include "bytes/Chunks.h"
+#include "netupgrade/BlocksGate.h"
 #include "netupgrade/NetArchive.h"
 #include "netupgrade/NetTexts.h"
+#include "netupgrade/PeriodicSync.h"
 #include "platform/Log.h"
 #include "protocol/MessageKeys.h"
+
+#include <QFileInfo>
 
 #include <utility>
 
@@ -28,10 +32,23 @@ constexpr double archiveCreatedPercent = 10;
 /** How much of an image is in memory at a time, in bytes. */
 constexpr qint64 archivePiece = 262'144;
 
+QVector<NetInstallStep> stepsAfter(const NetInstallPlan &plan, NetInstallStep::Kind kind)
+{
+    int at = 0;
+    while (plan.steps.at(at).kind != kind)
+        ++at;
+    return plan.steps.mid(at + 1);
+}
+
 } // namespace
 
 NetInstaller::NetInstaller(const Platform &platform, NetReport report)
-    : m_paths(platform.paths), m_shell(platform.shell), m_report(std::move(report))
+    : m_paths(platform.paths),
+      m_shell(platform.shell),
+      m_system(platform.system),
+      m_betweenSyncs(platform.pauses.betweenSyncs),
+      m_markerFile(platform),
+      m_report(std::move(report))
 {
 }
 
@@ -79,9 +96,28 @@ bool NetInstaller::install(NetInstallVariant variant, const NetImage &header)
         sayLast(plan.digestWrong);
         return false;
     }
+    m_marker = {};
+    m_marker.variant = variant;
+    m_marker.digest = header.md5Text;
+    m_marker.version = header.version;
+    // A run that has come here with keys has checked its package.
+    m_marker.isSigned = !signedPackagesOnly(m_paths.keys)().isEmpty();
     for (const NetInstallStep &step : plan.steps)
-        perform(step, header);
+        perform(step);
     return true;
+}
+
+void NetInstaller::complete(const NetMarker &marker, bool removesArchive)
+{
+    m_marker = marker;
+    const QVector<NetInstallStep> steps =
+        stepsAfter(netInstallPlan(marker.variant), marker.state == NetMarker::State::Unpacking
+                                                       ? NetInstallStep::Kind::MarkUnpacking
+                                                       : NetInstallStep::Kind::MarkUnpacked);
+    for (const NetInstallStep &step : steps) {
+        if (removesArchive || step.kind != NetInstallStep::Kind::RemoveArchive)
+            perform(step);
+    }
 }
 
 void NetInstaller::rebootModule()
@@ -89,39 +125,86 @@ void NetInstaller::rebootModule()
     m_shell.run(netcommand::reboot());
 }
 
-void NetInstaller::perform(const NetInstallStep &step, const NetImage &header)
+void NetInstaller::perform(const NetInstallStep &step)
 {
-    const QString version = QString::fromLatin1(header.version.constData(), header.version.size());
+    using Kind = NetInstallStep::Kind;
+
+    const QString version =
+        QString::fromLatin1(m_marker.version.constData(), m_marker.version.size());
     switch (step.kind) {
-    case NetInstallStep::Kind::Say:
-        say(step.text);
-        break;
-    case NetInstallStep::Kind::SaySuccess:
-        say(filled(nettext::upgradeSuccess, version));
-        break;
-    case NetInstallStep::Kind::Progress:
+    case Kind::Say:
+        return say(step.text);
+    case Kind::SaySuccess:
+        return say(filled(nettext::upgradeSuccess, version));
+    case Kind::Progress:
         if (m_report.progress)
             m_report.progress(step.percent);
-        break;
-    case NetInstallStep::Kind::Run:
-        m_shell.run(command(step.text));
-        break;
-    case NetInstallStep::Kind::WriteVersion:
-        writeVersion(header.version, step.text);
-        break;
-    case NetInstallStep::Kind::AnnounceVersion:
+        return;
+    case Kind::Run:
+    case Kind::RemoveArchive:
+        return m_shell.run(command(step.text));
+    case Kind::MarkUnpacking:
+        // An archive that a power cut shortens could not be unpacked again.
+        syncFileSystem(m_paths.netArchive);
+        // The install goes on as it did before there were markers. An older marker of the same
+        // archive would describe it wrongly.
+        if (!mark(NetMarker::State::Unpacking))
+            m_markerFile.remove();
+        return;
+    case Kind::Unpack:
+        return unpack(command(step.text));
+    case Kind::MarkUnpacked:
+        mark(NetMarker::State::Unpacked);
+        return;
+    case Kind::SyncRemoval:
+        return syncFileSystem(QFileInfo(m_paths.netArchive).absolutePath());
+    case Kind::WriteVersion:
+        return writeVersion(step.text);
+    case Kind::RemoveMarker:
+        if (!m_markerFile.remove())
+            qCWarning(logNet) << "cannot remove" << m_paths.netMarker;
+        return;
+    case Kind::AnnounceVersion:
         if (m_report.keyed)
             m_report.keyed({filled(protocol::key::netVersion), version});
-        break;
+        return;
     }
 }
 
-void NetInstaller::writeVersion(const QByteArray &version, const QString &successLine)
+bool NetInstaller::mark(NetMarker::State state)
+{
+    m_marker.state = state;
+    if (m_markerFile.write(m_marker))
+        return true;
+    qCWarning(logNet) << "cannot write" << m_paths.netMarker;
+    return false;
+}
+
+/**
+ * tar removes each old file before it creates the new one, so that the file system does not order
+ * the two: a power cut leaves as many empty files as were written since the last sync.
+ */
+void NetInstaller::unpack(const QString &command)
+{
+    {
+        const PeriodicSync syncs([this] { m_system.syncFileSystem(m_paths.root); }, m_betweenSyncs);
+        m_shell.run(command);
+    }
+    syncFileSystem(m_paths.root);
+}
+
+void NetInstaller::syncFileSystem(const QString &path)
+{
+    if (!m_system.syncFileSystem(path))
+        qCWarning(logNet) << "cannot sync the file system of" << path;
+}
+
+void NetInstaller::writeVersion(const QString &successLine)
 {
     // Written to a temporary file and renamed: a power cut leaves the old version or the new one. A
     // file of another user is replaced.
     AtomicFile file(m_paths.netVersion, AtomicFile::Unwritable::Replace);
-    if (file.open() && file.write(version) && file.commit()) {
+    if (file.open() && file.write(m_marker.version) && file.commit()) {
         say(successLine);
         return;
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "netupgrade/NetInstallPlan.h"
+#include "netupgrade/NetMarkerFile.h"
 #include "package/NetImage.h"
 #include "platform/Platform.h"
 
@@ -31,8 +32,8 @@ struct NetReport
 /**
  * Installs the network module's own firmware: the archive's digest is compared with the header's,
  * then the archive is unpacked over the root file system by shell commands. Everything runs in the
- * calling thread and takes as long as the commands take. The commands' exit statuses are ignored.
- * Uses the platform's paths and shell only.
+ * calling thread and takes as long as the commands and the disk take. The commands' exit statuses
+ * are ignored, and so are failures of a sync, except for a line in the log.
  */
 class NetInstaller
 {
@@ -51,20 +52,32 @@ public:
      *  the digest command was run. */
     bool install(NetInstallVariant variant, const package::NetImage &header);
 
+    /** Performs the steps that follow the marker's state. The archive is not looked at, and removed
+     *  only if `removesArchive`. */
+    void complete(const NetMarker &marker, bool removesArchive);
+
     /** Reboots the module. Returns before it goes down. */
     void rebootModule();
 
 private:
     bool storeArchive(NetArchive &archive, bytes::ByteSource &image);
-    void perform(const NetInstallStep &step, const package::NetImage &header);
-    void writeVersion(const QByteArray &version, const QString &successLine);
+    void perform(const NetInstallStep &step);
+    bool mark(NetMarker::State state);
+    void unpack(const QString &command);
+    void syncFileSystem(const QString &path);
+    void writeVersion(const QString &successLine);
     void say(const QString &line);
     void sayLast(const QString &line);
     QString command(const QString &pattern) const;
 
     platform::Paths m_paths;
     platform::Shell m_shell;
+    platform::OperatingSystem m_system;
+    std::chrono::milliseconds m_betweenSyncs;
+    NetMarkerFile m_markerFile;
     NetReport m_report;
+    /** The install of the steps that are performed. */
+    NetMarker m_marker;
 };
 
 } // namespace netupgrade

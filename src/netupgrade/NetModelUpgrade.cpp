@@ -3,6 +3,8 @@
 
 #include "netupgrade/NetInstallJob.h"
 #include "netupgrade/NetInstaller.h"
+#include "netupgrade/NetMarkerFile.h"
+#include "netupgrade/NetResumeJob.h"
 #include "netupgrade/NetTexts.h"
 #include "platform/Log.h"
 #include "protocol/CommandWords.h"
@@ -18,6 +20,9 @@ using netupgrade::NetBlockAction;
 using netupgrade::netBlockReply;
 using netupgrade::NetInstaller;
 using netupgrade::NetInstallJob;
+using netupgrade::NetMarkerFile;
+using netupgrade::NetResumeEvent;
+using netupgrade::NetResumeJob;
 using netupgrade::signedPackagesOnly;
 using package::NetImage;
 using platform::logNet;
@@ -42,6 +47,8 @@ NetModelUpgrade::~NetModelUpgrade()
 {
     if (m_job)
         m_job->wait();
+    if (m_resume)
+        m_resume->wait();
 }
 
 void NetModelUpgrade::setInstallReport(std::function<void(const QString &version)> started,
@@ -167,6 +174,28 @@ void NetModelUpgrade::onInstallDone(bool succeeded, const QString &lastLine)
     QTimer::singleShot(m_platform.pauses.beforeModuleReboot, this, &NetModelUpgrade::reboot);
 }
 
+void NetModelUpgrade::resume(const std::function<void(const NetResumeEvent &event)> &report)
+{
+    if (!NetMarkerFile(m_platform).exists())
+        return;
+    m_installing = true;
+    m_resume = new NetResumeJob(m_platform, this);
+    connect(m_resume, &NetResumeJob::reported, this, report);
+    connect(m_resume, &NetResumeJob::done, this, &NetModelUpgrade::onResumeDone);
+    m_resume->start();
+}
+
+void NetModelUpgrade::onResumeDone(bool reboots)
+{
+    m_resume->wait();
+    m_resume->deleteLater();
+    m_resume.clear();
+    if (reboots)
+        QTimer::singleShot(m_platform.pauses.beforeModuleReboot, this, &NetModelUpgrade::reboot);
+    else
+        endInstalling();
+}
+
 void NetModelUpgrade::reboot()
 {
     NetInstaller(m_platform, {}).rebootModule();
@@ -184,7 +213,7 @@ void NetModelUpgrade::noticeUpgradingFalse()
 {
     // The module has not restarted, so this is not about the image being installed, and its sender
     // must not mistake the answer for that to its last block.
-    if (m_job) {
+    if (m_job || m_resume) {
         qCDebug(logNet) << "a notice of a reboot during an install";
         return;
     }

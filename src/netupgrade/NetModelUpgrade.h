@@ -16,6 +16,8 @@
 
 namespace netupgrade {
 class NetInstallJob;
+class NetResumeJob;
+struct NetResumeEvent;
 } // namespace netupgrade
 
 /**
@@ -41,7 +43,12 @@ public:
     void setInstallReport(std::function<void(const QString &version)> started,
                           std::function<void(bool succeeded)> ended);
 
-    /** True from the start of an install until it has failed or the module reboots. */
+    /** Completes an install that a power cut has interrupted, if there is one. `report` is called
+     *  from the event loop; there is no signal about it, since no client has asked for it. */
+    void resume(const std::function<void(const netupgrade::NetResumeEvent &event)> &report);
+
+    /** True from the start of an install until it has failed or the module reboots, and while an
+     *  interrupted install is completed. */
     bool isInstalling() const { return m_installing; }
 
     /** The sender has seen the module restart: acknowledges the last block, which has no other
@@ -69,6 +76,7 @@ private:
     void openGate();
     void install(const package::NetImage &header);
     void onInstallDone(bool succeeded, const QString &lastLine);
+    void onResumeDone(bool reboots);
     void reboot();
     void endInstalling();
 
@@ -81,5 +89,6 @@ private:
     QTimer m_gateTimer;
     QElapsedTimer m_sinceLastByte;
     QPointer<netupgrade::NetInstallJob> m_job;
+    QPointer<netupgrade::NetResumeJob> m_resume;
     bool m_installing = false;
 };

@@ -15,6 +15,10 @@ struct Paths
     QString package = QStringLiteral("/data/FW.fwm");
     QString netArchive = QStringLiteral("/data/sysupdate.tar.bz2");
     QString netVersion = QStringLiteral("/data/version");
+    /** The marker of an install of the module's own firmware that has not ended. */
+    QString netMarker = QStringLiteral("/data/sysupdate.marker");
+    /** Where the commands unpack that firmware. */
+    QString root = QStringLiteral("/");
     /** The folder of the keys whose packages are used. */
     QString keys = QStringLiteral("/etc/upgrade-agent/keys");
 };
@@ -50,6 +54,8 @@ struct TimeOuts
     ms clientDisconnect{1'000};
     /** A console client that has closed its side and reads none of the remaining replies. */
     ms halfClosedClient{60'000};
+    /** A command of an install that the agent's previous process left running. */
+    ms leftCommand{1'800'000};
 };
 
 /** TCP keep-alive, which detects a console client that has vanished: probes are sent after a time
@@ -77,6 +83,10 @@ struct Pauses
     ms beforeModuleReboot{2'000};
     /** From the end of many clients to giving their memory back. */
     ms beforeGiveBack{1'000};
+    /** While an archive is unpacked, from the end of one sync of the file system to the next. */
+    ms betweenSyncs{200};
+    /** Between two looks for a command that was left running. */
+    ms leftCommandPoll{200};
 };
 
 /** Limits for what peers make the agent hold in memory. */
@@ -113,6 +123,19 @@ struct Shell
     static Shell system();
 };
 
+/** What an install asks the operating system directly, without a command. */
+struct OperatingSystem
+{
+    /** Writes everything of the file system that has this file or folder to the disk; false when
+     *  that failed. Takes as long as the disk takes. */
+    std::function<bool(const QString &path)> syncFileSystem;
+    /** Whether the command line of any process ends with this argument. */
+    std::function<bool(const QString &argument)> hasProcess;
+
+    /** The real one, through syncfs(2) and proc(5). */
+    static OperatingSystem real();
+};
+
 /**
  * Everything of the machine that the agent depends on. The defaults are the module's; tests pass in
  * shorter times, private paths and a recording shell.
@@ -126,6 +149,7 @@ struct Platform
     Pauses pauses;
     Limits limits;
     Shell shell = Shell::system();
+    OperatingSystem system = OperatingSystem::real();
 };
 
 } // namespace platform

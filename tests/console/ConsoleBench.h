@@ -4,6 +4,7 @@
 #include "console/TCPServer.h"
 #include "engine/ControlCenter.h"
 #include "links/WorkerCOM.h"
+#include "support/InstallFolder.h"
 #include "support/RecordingShell.h"
 #include "support/WaitFor.h"
 
@@ -110,9 +111,7 @@ public:
     ConsoleBench()
     {
         platform.paths.package = folder.filePath("FW.fwm");
-        platform.paths.netArchive = folder.filePath("sysupdate.tar.bz2");
-        platform.paths.netVersion = folder.filePath("version");
-        platform.paths.keys = folder.filePath("keys");
+        useInstallFolder(platform, folder.path());
         platform.ports.console = 0;
         platform.ports.device = 9;
         platform.ports.serial = "ttyNoSuchPort";

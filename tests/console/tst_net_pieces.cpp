@@ -3,6 +3,7 @@
 #include "console/ConsoleEvents.h"
 #include "console/NetPackages.h"
 #include "netupgrade/NetModelUpgrade.h"
+#include "support/InstallFolder.h"
 #include "support/NetFrames.h"
 #include "support/RecordingShell.h"
 #include "support/TestCase.h"
@@ -42,8 +43,7 @@ struct Module
     Platform platform()
     {
         Platform platform;
-        platform.paths.netArchive = folder.filePath("sysupdate.tar.bz2");
-        platform.paths.netVersion = folder.filePath("version");
+        useInstallFolder(platform, folder.path());
         platform.pauses.beforeModuleReboot = 1ms;
         platform.shell = shell.shell();
         return platform;

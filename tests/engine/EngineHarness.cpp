@@ -3,6 +3,7 @@
 
 #include "planning/TypeAndIndexTable.h"
 #include "protocol/CommandWords.h"
+#include "support/InstallFolder.h"
 #include "support/WaitFor.h"
 
 #include <QFile>
@@ -153,9 +154,7 @@ Platform EngineHarness::scaledPlatform(const QString &dir)
 {
     Platform platform;
     platform.paths.package = dir + QStringLiteral("/FW.fwm");
-    platform.paths.netArchive = dir + QStringLiteral("/sysupdate.tar.bz2");
-    platform.paths.netVersion = dir + QStringLiteral("/version");
-    platform.paths.keys = dir + QStringLiteral("/keys");
+    useInstallFolder(platform, dir);
     platform.ports.serial = QStringLiteral("no-such-port");
     platform.timeOuts.otherCommand = 2ms;
     platform.timeOuts.uploadCommand = 3ms;

@@ -19,11 +19,14 @@ READ_ONLY = "sudo mount -o remount ro /"
 SYNC = "sync"
 REBOOT = "sudo reboot"
 INSTALL = [MD5SUM, WRITABLE, UNPACK, REMOVE, READ_ONLY, SYNC]
+# What an interrupted install is completed with, if the archive is there.
+ALL_AGAIN = INSTALL[1:]
+REMAINING = INSTALL[3:]
 
 
 def clean(old_files=(), but=()):
     """A module that was never upgraded, with {name: bytes} as its files; some paths stay."""
-    for path in {LOG, HOLD, netimage.ARCHIVE, netimage.VERSION_FILE}.difference(but):
+    for path in {LOG, HOLD, netimage.ARCHIVE, netimage.VERSION_FILE, netimage.MARKER}.difference(but):
         with contextlib.suppress(OSError):
             os.rmdir(path) if os.path.isdir(path) else os.remove(path)
     shutil.rmtree(ROOT, ignore_errors=True)
@@ -48,6 +51,10 @@ def archive():
 
 def version():
     return content(netimage.VERSION_FILE)
+
+
+def marker():
+    return content(netimage.MARKER)
 
 
 def files():

@@ -10,6 +10,7 @@ from .package import Image, image_bytes
 
 ARCHIVE = "/data/sysupdate.tar.bz2"
 VERSION_FILE = "/data/version"
+MARKER = "/data/sysupdate.marker"
 CHIP_TYPE = 32
 HEAD_SIZE = 62
 BLOCK = 256

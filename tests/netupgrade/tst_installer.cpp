@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "netupgrade/NetInstaller.h"
 #include "support/FullDisk.h"
+#include "support/InstallFolder.h"
 #include "support/RecordingShell.h"
 #include "support/TestCase.h"
 
@@ -28,8 +29,7 @@ class Bench
 public:
     Bench()
     {
-        platform.paths.netArchive = folder.filePath("sysupdate.tar.bz2");
-        platform.paths.netVersion = folder.filePath("version");
+        useInstallFolder(platform, folder.path());
         platform.shell.run = [this](const QString &command) { log.append("$ " + command); };
         platform.shell.readFirst = [this](const QString &command, int count) {
             log.append("$ " + command);
@@ -376,7 +376,8 @@ void TestInstaller::productionCommands()
     QTemporaryDir folder;
     Platform platform;
     platform.shell = recorder.shell();
-    platform.paths.netVersion = folder.filePath("version");
+    useInstallFolder(platform, folder.path());
+    platform.paths.netArchive = Platform().paths.netArchive;
     NetImage header;
     header.md5Text = QByteArray(32, 'a');
     NetInstaller installer(platform, {});

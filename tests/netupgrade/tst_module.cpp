@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "netupgrade/NetModelUpgrade.h"
 #include "support/FullDisk.h"
+#include "support/InstallFolder.h"
 #include "support/NetFrames.h"
 #include "support/RecordingShell.h"
 #include "support/TestCase.h"
@@ -34,9 +35,7 @@ public:
 
     void start()
     {
-        platform.paths.netArchive = folder.filePath("sysupdate.tar.bz2");
-        platform.paths.netVersion = folder.filePath("version");
-        platform.paths.keys = folder.filePath("keys");
+        useInstallFolder(platform, folder.path());
         platform.shell = shell.shell();
         module = std::make_unique<NetModelUpgrade>(nullptr, platform);
         QObject::connect(module.get(), &NetModelUpgrade::message, module.get(),

@@ -2,6 +2,7 @@
 // What an agent that ran as another user, mostly as root, has left in the folder.
 #include "netupgrade/NetArchive.h"
 #include "netupgrade/NetInstaller.h"
+#include "support/InstallFolder.h"
 #include "support/NetFrames.h"
 #include "support/OrdinaryUser.h"
 #include "support/RecordingShell.h"
@@ -117,8 +118,8 @@ void TestOtherUser::wholeInstall()
     put(path("version"), "1.00");
     RecordingShell shell;
     Platform platform;
+    useInstallFolder(platform, m_folder->path());
     platform.paths.netArchive = path("archive");
-    platform.paths.netVersion = path("version");
     platform.shell = shell.shell();
     QStringList lines;
     NetReport report;

@@ -2,6 +2,7 @@
 // Prints every command line that the agent may run, one a line: every kind of install is carried
 // out with a shell that only writes down.
 #include "netupgrade/NetInstaller.h"
+#include "support/InstallFolder.h"
 
 #include <QTemporaryDir>
 
@@ -30,7 +31,9 @@ int main()
     header.md5Text = QByteArray(net::md5Size, '0');
 
     Platform platform;
-    platform.paths.netVersion = folder.filePath(QStringLiteral("version"));
+    const QString archive = platform.paths.netArchive;
+    useInstallFolder(platform, folder.path());
+    platform.paths.netArchive = archive;
     platform.shell.run = writeDown;
     platform.shell.readFirst = [&header](const QString &command, int) {
         writeDown(command);

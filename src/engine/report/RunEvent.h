@@ -26,6 +26,16 @@ struct RunCounts
     int skipped = 0;
 };
 
+/** An install of the module's own firmware that was interrupted. */
+struct RunInstall
+{
+    QString version;
+    /** Words for the kind of install and for how far it had come. */
+    QString kind;
+    QString state;
+    int attempt = 0;
+};
+
 /**
  * An event of a run for the operations log and the service manager. Console clients get messages
  * instead.
@@ -56,12 +66,19 @@ struct RunEvent : RunCounts
         /** Commands install the network module's firmware; they block the thread. */
         Installing,
         Installed,
+        /** The agent has started and completes an install that was interrupted, `install`. */
+        Resuming,
+        Resumed,
+        /** It is given up, or postponed with `isPostponed`; `text` says why. */
+        NotResumed,
         /** `status` as in the engine's messages, 0 when there is none. */
         Ended,
     };
 
     Kind kind = Kind::Begun;
     RunMcu mcu;
+    RunInstall install;
+    bool isPostponed = false;
     QString text;
     QString key;
     int percent = 0;

@@ -152,6 +152,33 @@ void RunReporter::installed(bool success)
     send(event);
 }
 
+void RunReporter::resuming(const RunInstall &install)
+{
+    m_installTime.start();
+    m_installVersion = install.version;
+    RunEvent event = about(RunEvent::Kind::Resuming);
+    event.install = install;
+    send(event);
+}
+
+void RunReporter::resumed()
+{
+    RunEvent event = about(RunEvent::Kind::Resumed);
+    event.mcu.offered = m_installVersion;
+    event.success = true;
+    event.milliseconds = m_installTime.elapsed();
+    send(event);
+}
+
+void RunReporter::notResumed(const RunInstall &install, bool isPostponed, const QString &why)
+{
+    RunEvent event = about(RunEvent::Kind::NotResumed);
+    event.install = install;
+    event.isPostponed = isPostponed;
+    event.text = why;
+    send(event);
+}
+
 void RunReporter::end(bool success, int status)
 {
     if (!std::exchange(m_open, false))

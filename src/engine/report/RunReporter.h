@@ -35,6 +35,9 @@ public:
     void restarting();
     void installing(const QString &version);
     void installed(bool success);
+    void resuming(const RunInstall &install);
+    void resumed();
+    void notResumed(const RunInstall &install, bool isPostponed, const QString &why);
     /** Only the first end of a run is emitted. */
     void end(bool success, int status = 0);
 
