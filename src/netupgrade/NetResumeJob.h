@@ -18,6 +18,8 @@ public:
     NetResumeJob(const platform::Platform &platform, QObject *parent)
         : QObject(parent), m_platform(platform)
     {
+        // Between two threads a signal's argument is found by its name.
+        qRegisterMetaType<NetResumeEvent>("netupgrade::NetResumeEvent");
     }
 
     /** Returns before the first signal reaches an object of this thread. */

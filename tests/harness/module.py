@@ -71,6 +71,11 @@ def commands():
     return (content(LOG) or b"").decode().splitlines()
 
 
+def forget_commands():
+    with contextlib.suppress(FileNotFoundError):
+        os.remove(LOG)
+
+
 def wait_for_command(line, seconds=15):
     wait.until(lambda: line in commands(), seconds, f"command {line!r}")
 

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The power is cut at every step of an install. What is left, and that the next install goes
-well, is what the table of docs/use/net-install.md says."""
+"""The agent and its commands are killed at every step of an install. What is left, and what the
+next start of the agent does about it, is what the table of docs/use/net-install.md says."""
 
 import os
 import re
@@ -29,6 +29,13 @@ HELD = {
     "`sync`": module.SYNC,
     "`sudo reboot`": module.REBOOT,
 }
+# What the next start runs, before the reboot of an install by blocks.
+RESUMED = {
+    "nothing": [],
+    "all again": module.ALL_AGAIN,
+    "from `rm`": module.REMAINING,
+    "after `rm`": module.REMAINING[1:],
+}
 LAST_BLOCK, END_OF_TAR, NEXT_ROW = "the last block", "the end of `sudo tar`", "the next row"
 
 
@@ -40,6 +47,7 @@ class Cut(typing.NamedTuple):
     files: str
     package: str
     blocks: str
+    resumed: str
 
 
 def document():
@@ -88,7 +96,11 @@ class KillCase(netcase.NetCase):
 
             wait.until(mixed, 15, "mixture of files")
         elif cut.before == NEXT_ROW:
-            wait.until(lambda: module.version() == VERSIONS["new"], 15, "version file")
+            wait.until(
+                lambda: module.version() == VERSIONS["new"] and module.marker() is None,
+                15,
+                "version file",
+            )
 
     def cut(self, cut, version):
         self.wait_for(cut)
@@ -122,9 +134,22 @@ class KillCase(netcase.NetCase):
 
     def begin_again(self):
         """The module is back, with an empty record of commands."""
-        if os.path.exists(module.LOG):
-            os.remove(module.LOG)
+        module.forget_commands()
         self.start_agent()
+
+    def begin_resumed(self, cut, reboot=()):
+        """The module is back, and completes the install on its own."""
+        self.begin_again()
+        expected = RESUMED[cut.resumed]
+        if expected:
+            expected = [*expected, *reboot]
+            wait.until(lambda: module.commands() == expected, 15, f"commands {expected}")
+            wait.until(lambda: module.marker() is None, 15, "end of the install")
+            self.assert_installed(files=NEW_FILES)
+            # What the reboot does.
+            self.agent.cut_power()
+            self.begin_again()
+        self.assertEqual((module.commands(), module.marker()), ([], None))
 
     def assert_all_well(self, commands):
         self.assertEqual(module.commands(), commands)
@@ -162,7 +187,7 @@ class TestNetKill(KillCase):
                 self.prepare(cut)
                 self.upgrade()
                 self.cut(cut, cut.package)
-                self.begin_again()
+                self.begin_resumed(cut)
                 client = self.upgrade()
                 client.expect(self.run_lines() + texts.rebooted()[:2], 30)
                 self.assert_all_well(module.INSTALL)
@@ -197,7 +222,7 @@ class TestNetKill(KillCase):
                 else:
                     self.sender().send_all(IMAGE)
                 self.cut(cut, cut.blocks)
-                self.begin_again()
+                self.begin_resumed(cut, [module.REBOOT])
                 sender = self.sender()
                 sender.send_all(IMAGE)
                 self.finish_blocks(sender.client)
@@ -214,7 +239,7 @@ class TestNetKill(KillCase):
         wait.until(lambda: module.files() == NEW_FILES, what="unpacked files")
         self.assertEqual(module.commands(), module.INSTALL[:3])
         self.assertEqual((module.archive(), module.version()), (ARCHIVE, VERSIONS["old"]))
-        self.begin_again()
+        self.begin_resumed(cut, [module.REBOOT])
         sender = self.sender()
         sender.send_all(IMAGE)
         self.finish_blocks(sender.client)
