@@ -73,7 +73,9 @@ void ServiceState::take(const RunEvent &event)
         return setStatus(QStringLiteral("Completing an interrupted installation of the network "
                                         "module's firmware."));
     case Kind::Resumed:
-        return setStatus(idleText());
+        if (m_port != 0)
+            setStatus(idleText());
+        return;
     case Kind::Ended:
         m_lastRun = event.success ? QStringLiteral("succeeded") : QStringLiteral("failed");
         return setStatus(idleText());

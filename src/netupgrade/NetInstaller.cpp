@@ -174,7 +174,7 @@ void NetInstaller::perform(const NetInstallStep &step)
 bool NetInstaller::mark(NetMarker::State state)
 {
     m_marker.state = state;
-    if (m_markerFile.write(m_marker))
+    if (m_markerFile.store(m_marker))
         return true;
     qCWarning(logNet) << "cannot write" << m_paths.netMarker;
     return false;

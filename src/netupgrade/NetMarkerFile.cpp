@@ -48,7 +48,7 @@ bool NetMarkerFile::isOwn() const
            (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
-bool NetMarkerFile::write(const NetMarker &marker) const
+bool NetMarkerFile::store(const NetMarker &marker) const
 {
     // A new file would get the permissions of an older one, and a link would be followed.
     if (exists() && !isOwn() && !remove())

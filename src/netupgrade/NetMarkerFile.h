@@ -24,7 +24,7 @@ public:
     bool isOwn() const;
     /** Replaces an older marker. False when not every byte reached the disk; then the older one
      *  stays. */
-    bool write(const NetMarker &marker) const;
+    bool store(const NetMarker &marker) const;
     bool remove() const;
 
 private:

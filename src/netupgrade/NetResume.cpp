@@ -36,7 +36,7 @@ bool NetResume::run()
     using Kind = NetResumeEvent::Kind;
 
     if (!waitForLeftCommand()) {
-        report(Kind::Postponed, QStringLiteral("command_runs"));
+        notify(Kind::Postponed, QStringLiteral("command_runs"));
         return false;
     }
     m_marker = m_file.read();
@@ -45,19 +45,19 @@ bool NetResume::run()
                        m_file.isOwn(), !signedPackagesOnly(m_platform.paths.keys)().isEmpty()});
     if (plan.action == NetResumePlan::Action::Discard) {
         m_file.remove();
-        report(Kind::Discarded, plan.reason);
+        notify(Kind::Discarded, plan.reason);
         return false;
     }
     // On the disk before anything is done, so that an install that ends the agent or the power each
     // time is not tried again and again.
     ++m_marker->attempts;
-    if (!m_file.write(*m_marker)) {
-        report(Kind::Postponed, QStringLiteral("not_writable"));
+    if (!m_file.store(*m_marker)) {
+        notify(Kind::Postponed, QStringLiteral("not_writable"));
         return false;
     }
-    report(Kind::Begun);
+    notify(Kind::Begun);
     NetInstaller(m_platform, {}).complete(*m_marker, plan.removesArchive);
-    report(Kind::Completed);
+    notify(Kind::Completed);
     return m_marker->variant != NetInstallVariant::Package;
 }
 
@@ -93,7 +93,7 @@ NetArchiveState NetResume::archiveState(const QByteArray &digest) const
                                                                    : NetArchiveState::Differs;
 }
 
-void NetResume::report(NetResumeEvent::Kind kind, const QString &reason)
+void NetResume::notify(NetResumeEvent::Kind kind, const QString &reason)
 {
     NetResumeEvent event;
     event.kind = kind;

@@ -51,7 +51,7 @@ public:
 private:
     bool waitForLeftCommand() const;
     NetArchiveState archiveState(const QByteArray &digest) const;
-    void report(NetResumeEvent::Kind kind, const QString &reason = {});
+    void notify(NetResumeEvent::Kind kind, const QString &reason = {});
 
     platform::Platform m_platform;
     Report m_report;

@@ -13,6 +13,7 @@ HEADERS = (
     "src/platform/Platform.h",
     "src/runtime/LossyWriter.h",
     "src/bytes/ChunkSums.h",
+    "src/netupgrade/NetMarker.h",
     "src/package/PackageLayout.h",
 )
 UNITS = {"MiB": 1024 * 1024, "s": 1000}

@@ -31,10 +31,12 @@ class Log(unittest.TestCase):
         self.source = text_of("src", "monitoring", "OperationsText.cpp")
 
     def test_events(self):
-        written = set(re.findall(r'(?:LogLine|about|LogLine line)\("(\w+)"', self.source))
-        written |= set(re.findall(r'"(\w+)" : "(\w+)"\);', self.source)[0])
+        written = set(re.findall(r'(?:LogLine|about|LogLine line|resume)\("(\w+)"', self.source))
+        choices = re.findall(r'"(\w+)" : "(\w+)"(?:\);\n +line|, event.install)', self.source)
+        self.assertEqual(len(choices), 2)
+        written |= {event for choice in choices for event in choice}
         documented = table(self.page, "| event | when | keys |")
-        self.assertEqual(len(documented), 17)
+        self.assertEqual(len(documented), 20)
         self.assertEqual(sorted(documented), sorted(written - {"none"}))
 
     def test_reasons(self):
@@ -47,6 +49,17 @@ class Log(unittest.TestCase):
         self.assertEqual(len(failed), 5)
         self.assertEqual(
             sorted(table(self.page, "| `reason` of a failed run | meaning |")), sorted(failed)
+        )
+        resume = text_of("src", "netupgrade", "NetResumePlan.cpp") + text_of(
+            "src", "netupgrade", "NetResume.cpp"
+        )
+        reasons = re.findall(r'(?:discard\(|Postponed, )QStringLiteral\("(\w+)"\)', resume)
+        self.assertEqual(len(reasons), 7)
+        self.assertEqual(
+            sorted(
+                table(self.page, "| `reason` of an installation that is not completed | meaning |")
+            ),
+            sorted(reasons),
         )
         kinds = re.findall(r'return "(\w+)";', self.source)
         self.assertEqual(

@@ -83,6 +83,10 @@ QString described(const RunEvent &event)
         return "installing " + event.mcu.offered;
     case Kind::Installed:
         return "installed " + event.mcu.offered + ' ' + verdict;
+    case Kind::Resuming:
+    case Kind::Resumed:
+    case Kind::NotResumed:
+        return "not an event of a run";
     case Kind::Ended:
         return QString("ended %1 %2: %3 %4 %5")
             .arg(verdict)

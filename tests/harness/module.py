@@ -26,7 +26,9 @@ REMAINING = INSTALL[3:]
 
 def clean(old_files=(), but=()):
     """A module that was never upgraded, with {name: bytes} as its files; some paths stay."""
-    for path in {LOG, HOLD, netimage.ARCHIVE, netimage.VERSION_FILE, netimage.MARKER}.difference(but):
+    for path in {LOG, HOLD, netimage.ARCHIVE, netimage.VERSION_FILE, netimage.MARKER}.difference(
+        but
+    ):
         with contextlib.suppress(OSError):
             os.rmdir(path) if os.path.isdir(path) else os.remove(path)
     shutil.rmtree(ROOT, ignore_errors=True)

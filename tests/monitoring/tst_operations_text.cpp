@@ -112,6 +112,17 @@ void TestOperationsText::lines_data()
         "event=install_finished version=1.1.0 result=success seconds=12.3");
     row(operations::runLine(of(Kind::Installed)),
         "event=install_finished version=1.1.0 result=failed seconds=12.3");
+    RunEvent resumed = of(Kind::Resuming);
+    resumed.install = {"1.23", "blocks", "unpacking", 2};
+    row(operations::runLine(resumed),
+        "event=install_resumed version=1.23 kind=blocks state=unpacking attempt=2");
+    resumed.kind = Kind::NotResumed;
+    row(operations::runLine(resumed),
+        "event=install_given_up version=1.23 kind=blocks state=unpacking reason=why");
+    resumed.isPostponed = true;
+    row(operations::runLine(resumed),
+        "event=install_postponed version=1.23 kind=blocks state=unpacking reason=why");
+    row(operations::runLine(of(Kind::NotResumed)), "event=install_given_up reason=why");
     row(operations::runLine(ended(true, 6)),
         "event=run_finished result=success written=3 failed=1 skipped=2 seconds=12.3");
     row(operations::runLine(ended(false, 0)),
@@ -156,9 +167,9 @@ void TestOperationsText::notLogged()
 {
     for (const Kind kind : {Kind::Begun, Kind::Reading, Kind::Progress})
         QVERIFY(!operations::isLogged(kind));
-    for (const Kind kind :
-         {Kind::Skipped, Kind::Writing, Kind::Retried, Kind::GivenUp, Kind::Written,
-          Kind::Restarting, Kind::Installing, Kind::Installed, Kind::Ended})
+    for (const Kind kind : {Kind::Skipped, Kind::Writing, Kind::Retried, Kind::GivenUp,
+                            Kind::Written, Kind::Restarting, Kind::Installing, Kind::Installed,
+                            Kind::Resuming, Kind::Resumed, Kind::NotResumed, Kind::Ended})
         QVERIFY(operations::isLogged(kind));
 }
 

@@ -51,6 +51,7 @@ private slots:
     void names_data();
     void names();
     void installExtendsTheLimit();
+    void interruptedInstall();
     void longLimitsStay();
     void undeliveredNewsAreKept();
 };
@@ -125,6 +126,25 @@ void TestState::names()
     ServiceState state(0us);
     QCOMPARE(deliver(state, of(Kind::Writing, 0, name)),
              QByteArray("STATUS=Upgrading: writing " + shown + ", 0 %"));
+}
+
+/** It runs on its own thread, so the limit does not change. */
+void TestState::interruptedInstall()
+{
+    const QByteArray completing =
+        "STATUS=Completing an interrupted installation of the network module's firmware.";
+    ServiceState state(10s);
+    state.listening(1);
+    deliver(state);
+    QCOMPARE(deliver(state, of(Kind::NotResumed)), QByteArray());
+    QCOMPARE(deliver(state, of(Kind::Resuming)), completing);
+    QCOMPARE(deliver(state, of(Kind::Resumed)), QByteArray("STATUS=Idle, listening on port 1."));
+
+    ServiceState unreachable(0us);
+    unreachable.notListening(1, "taken");
+    deliver(unreachable);
+    QCOMPARE(deliver(unreachable, of(Kind::Resuming)), completing);
+    QCOMPARE(deliver(unreachable, of(Kind::Resumed)), QByteArray());
 }
 
 void TestState::installExtendsTheLimit()

@@ -188,7 +188,7 @@ void TestMarker::isStored()
     QVERIFY(!bench.file().exists());
     QVERIFY(!bench.file().read());
     const mode_t before = ::umask(0);
-    const bool written = bench.file().write(marker());
+    const bool written = bench.file().store(marker());
     ::umask(before);
     QVERIFY(written);
     QVERIFY(bench.file().exists());
@@ -217,7 +217,7 @@ void TestMarker::replacesWhatOthersCanWrite()
 {
     const Bench bench;
     bench.put("forged", 0666);
-    QVERIFY(bench.file().write(marker()));
+    QVERIFY(bench.file().store(marker()));
     QVERIFY(bench.file().isOwn());
     QCOMPARE(bench.stored(), text);
 }
@@ -228,7 +228,7 @@ void TestMarker::replacesALink()
     bench.put("another file");
     QVERIFY(QFile::rename(bench.platform.paths.netMarker, bench.folder.filePath("else")));
     QVERIFY(QFile::link("else", bench.platform.paths.netMarker));
-    QVERIFY(bench.file().write(marker()));
+    QVERIFY(bench.file().store(marker()));
     QVERIFY(bench.file().isOwn());
     QFile other(bench.folder.filePath("else"));
     QVERIFY(other.open(QIODevice::ReadOnly));
@@ -241,7 +241,7 @@ void TestMarker::keepsTheOlderOne()
     bench.put("older");
     {
         const FullDisk disk(0);
-        QVERIFY(!bench.file().write(marker()));
+        QVERIFY(!bench.file().store(marker()));
     }
     QCOMPARE(bench.stored(), QByteArray("older"));
 }

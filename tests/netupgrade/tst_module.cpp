@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "netupgrade/NetModelUpgrade.h"
+#include "netupgrade/NetResume.h"
 #include "support/FullDisk.h"
 #include "support/InstallFolder.h"
 #include "support/NetFrames.h"
@@ -18,6 +19,7 @@
 
 namespace tst_module {
 
+using netupgrade::NetResumeEvent;
 using platform::Platform;
 
 namespace command = protocol::command;
@@ -68,6 +70,20 @@ public:
         module->slotReceiveData(netframes::enter());
         for (const QByteArray &frame : netframes::package(archive))
             module->slotReceiveData(frame);
+    }
+
+    /** An install by blocks was interrupted while it unpacked. */
+    void interrupt() const
+    {
+        const QByteArray archive = "archive";
+        QFile file(platform.paths.netArchive);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(archive);
+        netupgrade::NetMarker marker;
+        marker.variant = netupgrade::NetInstallVariant::Blocks;
+        marker.digest = QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex();
+        marker.version = "1.23";
+        QVERIFY(netupgrade::NetMarkerFile(platform).store(marker));
     }
 
     QByteArray stored() const
@@ -167,6 +183,10 @@ private slots:
     void noticeOpensTheGate();
     void destroyedWhileInstalling();
     void installWithoutAThread();
+    void nothingToResume();
+    void resumesMeanwhileRefuses();
+    void resumesWithoutAThread();
+    void destroyedWhileResuming();
 };
 
 void TestModule::interface()
@@ -567,6 +587,71 @@ void TestModule::installWithoutAThread()
     QCOMPARE(linesBeforeCommands,
              (QList<int>{answers + 1, answers + 3, answers + 5, answers + 7, answers + 10}));
     QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
+}
+
+void TestModule::nothingToResume()
+{
+    Bench bench;
+    bench.start();
+    bench.module->resume([](const NetResumeEvent &) { QFAIL("nothing to report"); });
+    QVERIFY(!bench.module->isInstalling());
+    QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+}
+
+void TestModule::resumesMeanwhileRefuses()
+{
+    Bench bench;
+    bench.platform.pauses.beforeModuleReboot = 0ms;
+    bench.platform.timeOuts.runGuard = 1ms;
+    QSemaphore held;
+    bench.shell.onRun = [&](const QString &command) {
+        if (command.startsWith("sudo tar"))
+            held.acquire();
+    };
+    bench.start();
+    bench.interrupt();
+    const Releaser releaser{held};
+    QList<NetResumeEvent::Kind> events;
+    bench.module->resume([&](const NetResumeEvent &event) {
+        QCOMPARE(QThread::currentThread(), bench.module->thread());
+        events.append(event.kind);
+    });
+    QVERIFY(bench.module->isInstalling());
+    QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
+    QTRY_COMPARE(bench.lastCommand(), QString("sudo tar -C / -xf /data/sysupdate.tar.bz2"));
+    QTRY_COMPARE(events, QList{NetResumeEvent::Kind::Begun});
+    const int answers = bench.answers.size();
+    bench.module->noticeUpgradingFalse();
+    QCOMPARE(bench.answers.size(), answers);
+    QVERIFY(bench.module->isInstalling());
+    held.release();
+    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+    QCOMPARE(events, (QList{NetResumeEvent::Kind::Begun, NetResumeEvent::Kind::Completed}));
+    QTRY_VERIFY(!bench.module->isInstalling());
+    QCOMPARE(bench.log, QStringList(netframes::enterRefused.toHex()));
+}
+
+void TestModule::resumesWithoutAThread()
+{
+    Bench bench;
+    bench.platform.pauses.beforeModuleReboot = 0ms;
+    bench.start();
+    bench.interrupt();
+    const NoThreads none;
+    bench.module->resume([](const NetResumeEvent &) {});
+    QCOMPARE(bench.commands(), QStringList());
+    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+    QCOMPARE(bench.commands().size(), 6);
+}
+
+void TestModule::destroyedWhileResuming()
+{
+    Bench bench;
+    bench.start();
+    bench.interrupt();
+    bench.module->resume([](const NetResumeEvent &) { QFAIL("too late to report"); });
+    bench.module.reset();
+    QCOMPARE(bench.commands().size(), 5);
 }
 
 AGENT_TEST(TestModule)

@@ -111,7 +111,7 @@ public:
 
     void putMarker(const NetMarker &marker) const
     {
-        QVERIFY(NetMarkerFile(platform).write(marker));
+        QVERIFY(NetMarkerFile(platform).store(marker));
     }
 
     void putArchive(const QByteArray &bytes = archive) const
@@ -162,7 +162,7 @@ private slots:
     void keepsAMarkerThatCannotBeCounted();
     void triesTwice();
     void waitsForALeftCommand();
-    void doesNotWaitForEver();
+    void waitsNoLongerThanTheLimit();
     void installWithoutAMarker();
     void keepsTheFirstStateWhenTheSecondCannotBeWritten();
 };
@@ -410,7 +410,7 @@ void TestResume::waitsForALeftCommand()
     QCOMPARE(lookedFor, QStringList(bench.platform.paths.netArchive));
 }
 
-void TestResume::doesNotWaitForEver()
+void TestResume::waitsNoLongerThanTheLimit()
 {
     Bench bench;
     bench.putArchive();

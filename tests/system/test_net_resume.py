@@ -217,9 +217,7 @@ class TestNetResume(netcase.NetCase):
         self.assertEqual(module.commands(), module.INSTALL[:3])
         module.release()
         module.wait_for_command(module.REBOOT)
-        self.assertEqual(
-            module.commands(), [*module.INSTALL[:3], *module.ALL_AGAIN, module.REBOOT]
-        )
+        self.assertEqual(module.commands(), [*module.INSTALL[:3], *module.ALL_AGAIN, module.REBOOT])
         self.assert_installed()
 
     def test_every_command_fails(self):
