@@ -26,7 +26,7 @@ struct NetMarker
     State state = State::Unpacking;
     NetInstallVariant variant = NetInstallVariant::Package;
     /** MD5 of the archive in lowercase hexadecimal, from the image's header. It detects that the
-     *  archive is not the one of this install; it is no protection against a forged archive. */
+     *  archive is not the one of this install; it does not protect against a forged archive. */
     QByteArray digest;
     /** 4 bytes, from the image's header. */
     QByteArray version;

@@ -158,7 +158,7 @@ private slots:
     void finishes();
     void discards_data();
     void discards();
-    void archiveThatIsNoFile();
+    void archiveThatCannotBeRead();
     void keepsAMarkerThatCannotBeCounted();
     void triesTwice();
     void waitsForALeftCommand();
@@ -344,7 +344,7 @@ void TestResume::discards()
     QCOMPARE(Bench::stored(bench.platform.paths.netArchive), QString::fromLatin1(archive));
 }
 
-void TestResume::archiveThatIsNoFile()
+void TestResume::archiveThatCannotBeRead()
 {
     Bench bench;
     bench.putMarker(marker(State::Unpacking));

@@ -30,7 +30,7 @@ HELD = {
     "`sudo reboot`": module.REBOOT,
 }
 # What the next start runs, before the reboot of an install by blocks.
-RESUMED = {
+RESUMED: dict[str, list[str]] = {
     "nothing": [],
     "all again": module.ALL_AGAIN,
     "from `rm`": module.REMAINING,

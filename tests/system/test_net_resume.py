@@ -229,7 +229,7 @@ class TestNetResume(netcase.NetCase):
         self.assert_module(ARCHIVE, netcase.OLD_FILES, "1.23")
         self.assertIsNone(module.marker())
 
-    def test_marker_that_is_no_file(self):
+    def test_marker_that_is_a_folder(self):
         """It cannot be removed, and does not keep the agent from working."""
         os.mkdir(netimage.MARKER)
         self.start_agent()
