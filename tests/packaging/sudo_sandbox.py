@@ -53,6 +53,7 @@ ASK = f"""while read -r words; do
     sudo -n -l $words
     printf '%s{END}' $?
 done"""
+SESSION_LIMIT, SERVICE_LIMIT = 77, 99
 PERMIT = "".join(
     f"{kind} required pam_permit.so\n" for kind in ("auth", "account", "password", "session")
 )
@@ -117,6 +118,21 @@ class SudoSandbox:
     def permits(self, *words):
         """The answer to one question."""
         return self.answers([words])[0]
+
+    def limit_of_files(self, *words):
+        """Runs a permitted command, which only prints its limit of open files, as the agent does.
+        A session for root has SESSION_LIMIT."""
+        name = os.path.join("usr/bin", words[0])
+        put(self.root, name, "#!/asker\nulimit -n\n", 0o755)
+        put(self.root, "etc/security/limits.conf", f"root - nofile {SESSION_LIMIT}\n")
+        put(self.root, "etc/pam.d/sudo", PERMIT + "session required pam_limits.so\n")
+        shutil.copy(program("setpriv"), os.path.join(self.root, "usr/bin/setpriv"))
+        # Nothing is setuid in the sandbox, so root takes the agent's number as its real one only.
+        agent = f"setpriv --ruid={dict(ACCOUNTS)[AGENT]} sudo -n {' '.join(words)}"
+        done = self._run(f"ulimit -n {SERVICE_LIMIT}\n{agent}", "")
+        put(self.root, "etc/pam.d/sudo", PERMIT)
+        put(self.root, name, mode=0o755)
+        return done.stdout.strip() or done.stderr
 
     def _run(self, script, text):
         binds = []

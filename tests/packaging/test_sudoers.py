@@ -10,7 +10,13 @@ import subprocess
 import tempfile
 import unittest
 
-from tests.packaging.sudo_sandbox import AGENT, OTHER, SudoSandbox
+from tests.packaging.sudo_sandbox import (
+    AGENT,
+    OTHER,
+    SERVICE_LIMIT,
+    SESSION_LIMIT,
+    SudoSandbox,
+)
 
 PROJECT = os.environ["PROJECT"]
 POLICY = os.path.join(PROJECT, "packaging", "upgrade-agent.sudoers")
@@ -225,6 +231,17 @@ class TestSudo(unittest.TestCase):
                 )
             ]
         )
+
+    def test_opens_no_session(self):
+        """It would set limits that root of the service may not set."""
+        command = sudo_words()[0]
+        self.assertEqual(self.sandbox.limit_of_files(*command), str(SERVICE_LIMIT))
+        with tempfile.TemporaryDirectory() as folder:
+            policy = os.path.join(folder, "policy")
+            with open(POLICY, encoding="utf-8") as file, open(policy, "w", encoding="utf-8") as out:
+                out.write(file.read().replace("!pam_session", "pam_session"))
+            other = SudoSandbox(os.path.join(folder, "root"), policy)
+            self.assertEqual(other.limit_of_files(*command), str(SESSION_LIMIT))
 
     def test_lists_nothing_else(self):
         listed = self.sandbox.permits(*AS_AGENT) or ""

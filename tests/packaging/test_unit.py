@@ -82,7 +82,9 @@ def verify(unit):
         for folder in ("usr/sbin", "etc"):
             os.makedirs(os.path.join(root, folder))
         os.symlink("usr/lib", os.path.join(root, "lib"))
-        shutil.copy("/bin/true", os.path.join(root, "usr/sbin/upgrade-agent"))
+        for program in ("usr/sbin/upgrade-agent", "usr/bin/systemd-tmpfiles"):
+            os.makedirs(os.path.dirname(os.path.join(root, program)), exist_ok=True)
+            shutil.copy("/bin/true", os.path.join(root, program))
         with open(os.path.join(units, "upgrade-agent.service"), "w", encoding="utf-8") as file:
             file.write(unit)
         done = subprocess.run(
@@ -111,6 +113,8 @@ class TestUnit(unittest.TestCase):
     def test_runs_the_agent_as_it_is_meant_to(self):
         expected = {
             "Type": "notify",
+            # As root, without the unit's restrictions, and without effect on the agent's start.
+            "ExecStartPre": "-+/usr/bin/systemd-tmpfiles --create upgrade-agent.conf",
             "ExecStart": "/usr/sbin/upgrade-agent",
             "User": "upgrade-agent",
             "Group": "upgrade-agent",
@@ -177,7 +181,8 @@ class TestTmpfiles(unittest.TestCase):
             archive = os.path.join(root, "data/sysupdate.tar.bz2")
             version = os.path.join(root, "data/version")
             package = os.path.join(root, "data/FW.fwm")
-            for path in (archive, version, package):
+            marker = os.path.join(root, "data/sysupdate.marker")
+            for path in (archive, version, package, marker):
                 with open(path, "w", encoding="ascii") as file:
                     file.write("kept")
             done = subprocess.run(
@@ -189,11 +194,17 @@ class TestTmpfiles(unittest.TestCase):
             self.assertEqual((done.returncode, done.stdout + done.stderr), (0, ""))
             found = {
                 path: os.stat(path)
-                for path in (os.path.dirname(archive), archive, version, package)
+                for path in (os.path.dirname(archive), archive, version, package, marker)
             }
             self.assertEqual(
                 [(oct(one.st_mode & 0o7777), one.st_uid, one.st_gid) for one in found.values()],
-                [("0o2775", 0, 991), ("0o664", 990, 991), ("0o664", 990, 991), ("0o644", 0, 0)],
+                [
+                    ("0o2775", 0, 991),
+                    ("0o664", 990, 991),
+                    ("0o664", 990, 991),
+                    ("0o644", 0, 0),
+                    ("0o644", 0, 0),
+                ],
             )
             for path in (archive, version, package):
                 self.assertEqual(os.path.getsize(path), 4)
