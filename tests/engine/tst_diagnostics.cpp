@@ -5,7 +5,6 @@
 #include "support/TestCase.h"
 #include "support/WaitFor.h"
 
-#include <QLoggingCategory>
 #include <QtTest>
 
 namespace tst_diagnostics {
@@ -38,20 +37,6 @@ struct Fixture : Scenario
     QList<QByteArray> chunks;
 };
 
-/** Switches lines of one category on for as long as it lives, and records them. */
-struct Switched
-{
-    explicit Switched(const char *category) : recorder(category)
-    {
-        QLoggingCategory::setFilterRules(QLatin1String(category) + QLatin1String(".debug=true"));
-    }
-    ~Switched() { QLoggingCategory::setFilterRules(QString()); }
-    Switched(const Switched &) = delete;
-    Switched &operator=(const Switched &) = delete;
-
-    MessageRecorder recorder;
-};
-
 QStringList shown(const char *direction, const QList<QByteArray> &all)
 {
     QStringList lines;
@@ -81,7 +66,6 @@ private slots:
     void wrongChecksum();
     void bytesOfTheEngine();
     void bytesOfTheUploader();
-    void bytesAreOff();
     void requestsDuringARun_data();
     void requestsDuringARun();
 };
@@ -90,21 +74,21 @@ private slots:
 void TestDiagnostics::wrongChecksum()
 {
     Fixture fixture;
-    const Switched log("agent.engine");
+    const MessageRecorder log("agent.engine", MessageRecorder::Debug::On);
     fixture.engine->slotConnect(QStringLiteral("ttyS2"));
     fixture.engine->send(0xF903);
     QByteArray corrupted = mcu::buildFrame(mcu::replyStart, {}, 0xF903, "HX-8");
     const char right = corrupted.at(corrupted.size() - 1);
     corrupted[corrupted.size() - 1] = char(right + 1);
-    log.recorder.take();
+    MessageRecorder::take();
     fixture.link->receive(corrupted);
-    QCOMPARE(log.recorder.take().filter(QStringLiteral("checksum")),
+    QCOMPARE(MessageRecorder::take().filter(QStringLiteral("checksum")),
              QStringList{"D checksumError"});
     fixture.link->receive(QByteArray(1, char(right + 2)));
-    QCOMPARE(log.recorder.take().filter(QStringLiteral("checksum")),
+    QCOMPARE(MessageRecorder::take().filter(QStringLiteral("checksum")),
              QStringList{"D checksumError"});
     fixture.link->receive(QByteArray(1, right));
-    const QStringList last = log.recorder.take().filter(QStringLiteral("checksum"));
+    const QStringList last = MessageRecorder::take().filter(QStringLiteral("checksum"));
     QCOMPARE(last.size(), 1);
     QVERIFY(last.first().startsWith(QStringLiteral("D checksumOK")));
 }
@@ -113,10 +97,10 @@ void TestDiagnostics::bytesOfTheEngine()
 {
     Fixture fixture;
     fixture.keepChunks();
-    const Switched log("agent.engine.bytes");
+    const MessageRecorder log("agent.engine.bytes", MessageRecorder::Debug::On);
     QVERIFY(fixture.run(rows, 2));
     QVERIFY(fixture.succeeded());
-    const QStringList lines = log.recorder.take();
+    const QStringList lines = MessageRecorder::take();
     QList<QByteArray> commands = fixture.link->sent;
     for (const QByteArray &block : blocksOf(fixture.link->sent))
         commands.removeOne(block);
@@ -129,25 +113,15 @@ void TestDiagnostics::bytesOfTheUploader()
 {
     Fixture fixture;
     fixture.keepChunks();
-    const Switched log("agent.upload.bytes");
+    const MessageRecorder log("agent.upload.bytes", MessageRecorder::Debug::On);
     QVERIFY(fixture.run(rows, 2));
-    const QStringList lines = log.recorder.take();
+    const QStringList lines = MessageRecorder::take();
     const QList<QByteArray> blocks = blocksOf(fixture.link->sent);
     QCOMPARE(blocks.size(), 4);
     QCOMPARE(lines.filter(QStringLiteral("D out")), shown("out", blocks));
     const QByteArray accepted = mcu::buildStatusFrame(mcu::replyStart, {}, 0x7901, 0);
     QCOMPARE(lines.filter(QStringLiteral("D in")),
              shown("in", {accepted, accepted, accepted, accepted}));
-}
-
-void TestDiagnostics::bytesAreOff()
-{
-    for (const char *category : {"agent.engine.bytes", "agent.upload.bytes"}) {
-        Fixture fixture;
-        const MessageRecorder log(category);
-        QVERIFY(fixture.run(rows, 2));
-        QCOMPARE(log.take(), QStringList());
-    }
 }
 
 void TestDiagnostics::requestsDuringARun_data()
@@ -183,12 +157,12 @@ void TestDiagnostics::requestsDuringARun()
     };
     QVERIFY(fixture.run(rows, 2));
     QVERIFY(asked);
-    QCOMPARE(log.take(), QStringList{line});
+    QCOMPARE(MessageRecorder::take(), QStringList{line});
     QVERIFY(sameTranscript(fixture.lines, undisturbed.lines));
     QCOMPARE(fixture.sentText(), undisturbed.sentText());
 
     ask(*fixture.engine);
-    QCOMPARE(log.take(), QStringList());
+    QCOMPARE(MessageRecorder::take(), QStringList());
     fixture.restartEngine();
 }
 

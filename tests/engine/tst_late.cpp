@@ -8,7 +8,6 @@
 #include "support/TestCase.h"
 #include "support/WaitFor.h"
 
-#include <QLoggingCategory>
 #include <QTimer>
 #include <QtTest>
 
@@ -150,11 +149,9 @@ void TestLate::waitGoesOn()
     const int before = remaining(hour);
     const int guardBefore = remaining(2 * hour);
 
-    QLoggingCategory::setFilterRules(QStringLiteral("agent.engine.debug=true"));
-    const MessageRecorder log("agent.engine");
+    const MessageRecorder log("agent.engine", MessageRecorder::Debug::On);
     fixture.link->receive(versionOf(0));
-    QLoggingCategory::setFilterRules(QString());
-    QVERIFY(log.take().contains(
+    QVERIFY(MessageRecorder::take().contains(
         QStringLiteral("D late answer of \"MAIN\" dropped, awaiting that of \"AUX\"")));
     QCOMPARE(fixture.lines.last(), question);
     QCOMPARE(fixture.engine->getTypeAndIndex(1, field::ver1), QString());

@@ -23,7 +23,6 @@ private slots:
     void requestsAreNotLogged();
     void failedRun();
     void floodIsBounded();
-    void offByRule();
 };
 
 namespace {
@@ -161,22 +160,6 @@ void TestOperationsLog::floodIsBounded()
     QCOMPARE(lines.filter("event=lines_left_out about=runs").size(), 1);
     QCOMPARE(lines.filter("event=failure").size(), runs);
     QCOMPARE(lines.size(), 4 + 1 + 3 + 1 + runs);
-}
-
-void TestOperationsLog::offByRule()
-{
-    QLoggingCategory::setFilterRules("agent.operations.info=false");
-    {
-        const MessageRecorder recorder("agent.operations");
-        ConsoleBench bench;
-        bench.start();
-        const OperationsLog log(*bench.server);
-        ConsoleTestClient client(bench.server->port());
-        client.send("VERSION\r\n");
-        QTRY_VERIFY(!client.received().isEmpty());
-        QCOMPARE(MessageRecorder::take(), QStringList());
-    }
-    QLoggingCategory::setFilterRules(QString());
 }
 
 AGENT_TEST(TestOperationsLog)

@@ -157,8 +157,7 @@ void TestProduct::brokenDescriptions()
 /** The caller is given the reason, and nothing is logged. */
 void TestProduct::reasonOfBrokenText()
 {
-    const MessageRecorder log("agent.engine");
-    QLoggingCategory::setFilterRules("agent.*.debug=true");
+    const MessageRecorder log("agent.engine", MessageRecorder::Debug::On);
     const productCommand::Description broken = productCommand::parse("{\"model\": ");
     QVERIFY(broken.document.isNull());
     QVERIFY(!broken.error.isEmpty());
