@@ -9,9 +9,6 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <atomic>
-#include <thread>
-
 namespace tst_package_shelf {
 
 using bytes::BytesSource;
@@ -91,7 +88,6 @@ private slots:
     void unreadablePackageIsReported();
     void runKeepsWithoutAWord();
     void changedFileIsCheckedAgain();
-    void readsWhileAnotherThreadLists();
 };
 
 void TestPackageShelf::keepsWhatItLists()
@@ -207,43 +203,6 @@ void TestPackageShelf::changedFileIsCheckedAgain()
     package[package.size() - 1] = char(package.back() ^ 1);
     bench.setPackage(package);
     QCOMPARE(int(bench.shelf.check(bench.path())), 4);
-}
-
-/** The console's thread lists while the engine's thread plans: what is kept is always all of one
- *  package, and never parts of two. */
-void TestPackageShelf::readsWhileAnotherThreadLists()
-{
-    ShelfBench bench;
-    const QVector<TestImage> images(10, aux());
-    const QByteArray packages[] = {makePackage(images, "one", "1"),
-                                   makePackage(images, "two", "2")};
-    std::atomic<bool> done{false};
-    const auto keepAll = [&] {
-        for (int i = 0; i < 200; ++i) {
-            for (const QByteArray &bytes : packages) {
-                BytesSource package(bytes);
-                bench.shelf.keepForRun(package);
-            }
-        }
-    };
-    std::thread engine(keepAll);
-    std::thread console([&] {
-        keepAll();
-        done = true;
-    });
-    int mixed = 0;
-    while (!done) {
-        std::this_thread::yield(); // else the others hardly get the lock
-        const PackageShelf::Contents contents = bench.shelf.contents();
-        const bool isEmpty = contents.model.isEmpty();
-        const QString release = isEmpty ? QString() : contents.model == "one" ? "1" : "2";
-        mixed += contents.version != release || contents.json.isEmpty() != isEmpty ||
-                 contents.firmwareList.size() != (isEmpty ? 0 : images.size());
-    }
-    engine.join();
-    console.join();
-    QCOMPARE(mixed, 0);
-    QCOMPARE(bench.shelf.model(), QString("two"));
 }
 
 AGENT_TEST(TestPackageShelf)

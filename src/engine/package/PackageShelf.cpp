@@ -73,7 +73,7 @@ QString PackageShelf::open(const QString &fileName, Use use)
 
 void PackageShelf::keepForRun(ByteSource &package)
 {
-    keep({});
+    m_contents.set({});
     loadHead(package, Use::Plan);
 }
 
@@ -108,7 +108,7 @@ void PackageShelf::reportFailure() const
 QString PackageShelf::load(FileSource &file, const Checked &checked, Use use)
 {
     if (use != Use::TextOnly)
-        keep({});
+        m_contents.set({});
     // A package without a checksum never matches; its first bytes identify it.
     const bool bare =
         checked.check == PackageCheck::Wrong && isBareForm(file.read(0, package::magicSize));
@@ -156,7 +156,7 @@ QString PackageShelf::loadDescription(const PackageDescription &description, Use
     qCDebug(logEngine) << "Document is an object";
     const QString json = QString::fromLocal8Bit(description.json);
     if (use != Use::TextOnly)
-        keep({description.firmwareList, description.model, description.version, json});
+        m_contents.set({description.firmwareList, description.model, description.version, json});
     sayTo(use, filled(text::modelName, description.model));
     sayTo(use, filled(text::release, description.version));
     if (description.error == Error::ChipsNotAnArray) {
@@ -170,18 +170,6 @@ void PackageShelf::sayTo(Use use, const QString &line) const
 {
     if (use == Use::List || use == Use::Upgrade)
         m_output.say(line);
-}
-
-void PackageShelf::keep(const Contents &contents)
-{
-    const std::lock_guard lock(m_mutex);
-    m_contents = contents;
-}
-
-PackageShelf::Contents PackageShelf::contents() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_contents;
 }
 
 QStringList PackageShelf::entryOf(int chipType) const

@@ -3,13 +3,13 @@
 
 #include "engine/package/PackageFile.h"
 #include "package/PackageCheckCache.h"
+#include "runtime/Guarded.h"
 #include "signing/Verdict.h"
 
 #include <QString>
 #include <QStringList>
 
 #include <functional>
-#include <mutex>
 
 namespace bytes {
 class ByteSource;
@@ -56,7 +56,7 @@ public:
         QString version;
         QString json;
     };
-    Contents contents() const;
+    Contents contents() const { return m_contents.get(); }
     QString model() const { return contents().model; }
     QString version() const { return contents().version; }
     QString json() const { return contents().json; }
@@ -80,14 +80,12 @@ private:
     QString loadHead(bytes::ByteSource &source, Use use);
     QString loadDescription(const package::PackageDescription &description, Use use);
     void sayTo(Use use, const QString &line) const;
-    void keep(const Contents &contents);
 
     const EngineOutput &m_output;
     std::function<void()> m_reportUnreadable;
     const QString m_keyFolder;
     package::PackageCheckCache m_checks;
-    mutable std::mutex m_mutex;
-    Contents m_contents;
+    runtime::Guarded<Contents> m_contents;
 };
 
 } // namespace engine

@@ -14,52 +14,46 @@ namespace engine {
 
 void RunRows::reset(const QStringList &rows)
 {
-    const Lock lock(m_mutex);
-    m_TypeAndIndexs = TypeAndIndexTable(rows);
-    m_mcuIndex = 0;
+    m_state.set({TypeAndIndexTable(rows), 0});
 }
 
 void RunRows::replace(const QStringList &rows)
 {
-    const Lock lock(m_mutex);
-    m_TypeAndIndexs = TypeAndIndexTable(rows);
+    m_state.change([&](State &state) { state.m_TypeAndIndexs = TypeAndIndexTable(rows); });
 }
 
 void RunRows::append(const QStringList &rows)
 {
-    const Lock lock(m_mutex);
-    for (const QString &row : rows)
-        m_TypeAndIndexs.append(row);
+    m_state.change([&](State &state) {
+        for (const QString &row : rows)
+            state.m_TypeAndIndexs.append(row);
+    });
 }
 
 TypeAndIndexTable RunRows::table() const
 {
-    const Lock lock(m_mutex);
-    return m_TypeAndIndexs;
+    return m_state.read(&State::m_TypeAndIndexs);
 }
 
 int RunRows::index() const
 {
-    const Lock lock(m_mutex);
-    return m_mcuIndex;
+    return m_state.read(&State::m_mcuIndex);
 }
 
 void RunRows::setIndex(int line)
 {
-    const Lock lock(m_mutex);
-    m_mcuIndex = line;
+    m_state.change([=](State &state) { state.m_mcuIndex = line; });
 }
 
 void RunRows::advance()
 {
-    const Lock lock(m_mutex);
-    ++m_mcuIndex;
+    m_state.change([](State &state) { ++state.m_mcuIndex; });
 }
 
 void RunRows::setCurrent(int field, const QString &value)
 {
-    const Lock lock(m_mutex);
-    m_TypeAndIndexs.setValue(m_mcuIndex, field, value);
+    m_state.change(
+        [&](State &state) { state.m_TypeAndIndexs.setValue(state.m_mcuIndex, field, value); });
 }
 
 RunMcu RunRows::currentMcu(const QString &offeredEntry) const
@@ -71,20 +65,21 @@ RunMcu RunRows::currentMcu(const QString &offeredEntry) const
 
 void RunRows::setValue(int line, int field, const QString &value)
 {
-    const Lock lock(m_mutex);
-    m_TypeAndIndexs.setValue(line, field, value);
+    m_state.change([&](State &state) { state.m_TypeAndIndexs.setValue(line, field, value); });
 }
 
 void RunRows::setAllFailed()
 {
-    const Lock lock(m_mutex);
-    m_TypeAndIndexs.setAll(field::result, QString::fromLatin1(result::failed));
+    m_state.change([](State &state) {
+        state.m_TypeAndIndexs.setAll(field::result, QString::fromLatin1(result::failed));
+    });
 }
 
 double RunRows::overall(double percent) const
 {
-    const Lock lock(m_mutex);
-    return (m_mcuIndex * wholeProgress + percent) / m_TypeAndIndexs.count();
+    return m_state.read([=](const State &state) {
+        return (state.m_mcuIndex * wholeProgress + percent) / state.m_TypeAndIndexs.count();
+    });
 }
 
 } // namespace engine

@@ -3,9 +3,9 @@
 
 #include "engine/report/RunEvent.h"
 #include "planning/TypeAndIndexTable.h"
+#include "runtime/Guarded.h"
 
 #include <functional>
-#include <mutex>
 #include <type_traits>
 
 namespace engine {
@@ -57,27 +57,30 @@ public:
     double overall(double percent) const;
 
 private:
-    using Lock = std::lock_guard<std::mutex>;
-
+    struct State
+    {
+        planning::TypeAndIndexTable m_TypeAndIndexs;
+        int m_mcuIndex = 0;
+    };
     template<typename Member, typename... Arguments>
     using Result = std::invoke_result_t<Member, const planning::TypeAndIndexTable &, Arguments...>;
 
     template<typename Member, typename... Arguments>
     Result<Member, Arguments...> read(Member member, Arguments... arguments) const
     {
-        const Lock lock(m_mutex);
-        return std::invoke(member, m_TypeAndIndexs, arguments...);
+        return m_state.read([=](const State &state) {
+            return std::invoke(member, state.m_TypeAndIndexs, arguments...);
+        });
     }
     template<typename Member, typename... Arguments>
     Result<Member, int, Arguments...> readCurrent(Member member, Arguments... arguments) const
     {
-        const Lock lock(m_mutex);
-        return std::invoke(member, m_TypeAndIndexs, m_mcuIndex, arguments...);
+        return m_state.read([=](const State &state) {
+            return std::invoke(member, state.m_TypeAndIndexs, state.m_mcuIndex, arguments...);
+        });
     }
 
-    mutable std::mutex m_mutex;
-    planning::TypeAndIndexTable m_TypeAndIndexs;
-    int m_mcuIndex = 0;
+    runtime::Guarded<State> m_state;
 };
 
 } // namespace engine
