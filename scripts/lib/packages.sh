@@ -6,7 +6,7 @@
 BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdeflate-dev libsodium-dev \
     zlib1g-dev libcli11-dev libedit-dev libmicrohttpd-dev nlohmann-json3-dev"
 # To build with Qt 6 instead of Qt 5.
-QT6_PACKAGES="qt6-base-dev libqt6serialport6-dev"
+QT6_PACKAGES="qt6-base-dev qt6-serialport-dev"
 # To run the tests and the demonstration.
 RUN_PACKAGES="python3 bubblewrap"
 TEST_PACKAGES="edid-decode bzip2 minisign mold openssh-client openssh-sftp-server openssl \

@@ -129,7 +129,7 @@ void TestVerified::sumsOfPieces()
     for (int piece = 1; piece <= bytes.size(); ++piece) {
         ChunkSums sums(16);
         for (int at = 0; at < bytes.size(); at += piece)
-            sums.add(bytes.constData() + at, std::min(piece, bytes.size() - at));
+            sums.add(bytes.constData() + at, std::min(piece, int(bytes.size()) - at));
         QCOMPARE(sums.size(), 100);
         QCOMPARE(int(sums.count()), 7);
         QCOMPARE(sums.lengthOf(5), 16);
@@ -317,9 +317,9 @@ void TestVerified::faults()
 /** In the checksum's text, in the first half and in the second. */
 void TestVerified::readErrorOfACheck()
 {
-    const QByteArray bytes = pattern(5 * int(package::checkReadSize));
-    for (const int place :
-         {0, 100, bytes.size() / 2 - 1, bytes.size() / 2 + 5000, bytes.size() - 1}) {
+    const int size = 5 * int(package::checkReadSize);
+    const QByteArray bytes = pattern(size);
+    for (const int place : {0, 100, size / 2 - 1, size / 2 + 5000, size - 1}) {
         ChangingSource source(bytes);
         source.brokenFrom = place;
         const PackageChecksum checksum = checkPackage(source);
@@ -327,7 +327,7 @@ void TestVerified::readErrorOfACheck()
         QVERIFY(checksum.chunks.size() <= place);
     }
     ChangingSource shorter(bytes);
-    shorter.claimedSize = bytes.size() + 1;
+    shorter.claimedSize = size + 1;
     QCOMPARE(checkPackage(shorter).readError, 0);
 }
 

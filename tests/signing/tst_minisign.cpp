@@ -99,7 +99,7 @@ void TestMinisign::digests()
     QVERIFY(sum.waitForFinished(-1));
     Blake2b pieces;
     for (int i = 0; i < large.size(); i += 777)
-        pieces.add(large.constData() + i, std::min(777, large.size() - i));
+        pieces.add(large.constData() + i, std::min(777, int(large.size()) - i));
     QCOMPARE(pieces.digest().toHex(), sum.readAll().left(128));
 }
 

@@ -3,7 +3,6 @@
 
 #include <QByteArray>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -46,7 +45,7 @@ public:
         return taken;
     }
 
-    QByteArray rest() { return bytes(m_bytes.size() - std::min(m_next, m_bytes.size())); }
+    QByteArray rest() { return bytes(int(m_bytes.size()) - m_next); }
 
 private:
     QByteArray m_bytes;

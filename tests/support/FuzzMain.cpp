@@ -28,7 +28,8 @@ void run(const QByteArray &bytes)
 
 int place(const QByteArray &bytes, Random &random)
 {
-    const int range = random() % 2 == 0 ? std::min(bytes.size(), headBytes) : bytes.size();
+    const int size = int(bytes.size());
+    const int range = random() % 2 == 0 ? std::min(size, headBytes) : size;
     return int(random() % unsigned(range));
 }
 

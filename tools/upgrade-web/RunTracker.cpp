@@ -48,7 +48,7 @@ QJsonObject chipJson(const McuState &mcu, int row, std::chrono::milliseconds now
 QJsonArray lastOf(const QJsonArray &all, int count)
 {
     QJsonArray last;
-    for (int i = std::max(0, all.size() - count); i < all.size(); ++i)
+    for (int i = std::max(0, int(all.size()) - count); i < all.size(); ++i)
         last.append(all.at(i));
     return last;
 }
