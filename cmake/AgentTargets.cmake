@@ -8,6 +8,8 @@ option(AGENT_FUZZ "Build the fuzz targets with libFuzzer (clang only)" OFF)
 add_library(agent_options INTERFACE)
 target_compile_options(agent_options INTERFACE -Wall -Wextra -Werror)
 target_compile_definitions(agent_options INTERFACE QT_NO_CAST_TO_ASCII QT_DEPRECATED_WARNINGS)
+# A program needs only the shared libraries that its own code uses.
+target_link_options(agent_options INTERFACE -Wl,--as-needed)
 # The programs as they ship are compiled for size: beside a serial line, their memory counts for more
 # than their instructions.
 target_compile_options(agent_options INTERFACE
@@ -49,6 +51,20 @@ function(agent_library name)
     if(AGENT_SANITIZE)
         target_link_options(${name} PUBLIC -fsanitize=${AGENT_SANITIZE})
     endif()
+endfunction()
+
+# agent_find_library(TARGET HEADER LIBRARY PACKAGE): a target for a library that has no CMake package
+# in every distribution. PACKAGE is Debian's.
+function(agent_find_library target header library package)
+    find_path(${target}_INCLUDE_DIR ${header})
+    find_library(${target}_LIBRARY ${library})
+    if(NOT ${target}_INCLUDE_DIR OR NOT ${target}_LIBRARY)
+        message(FATAL_ERROR
+            "lib${library} is missing; on Debian: apt-get install ${package}")
+    endif()
+    add_library(${target} INTERFACE)
+    target_include_directories(${target} SYSTEM INTERFACE ${${target}_INCLUDE_DIR})
+    target_link_libraries(${target} INTERFACE ${${target}_LIBRARY})
 endfunction()
 
 # Where tests find every program: the built ones or, when they are for another processor, scripts
