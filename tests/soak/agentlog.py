@@ -4,7 +4,8 @@
 import re
 
 LOGGING = {"QT_LOGGING_RULES": "agent.console.debug=true"}
-_MESSAGE = re.compile(r"agent\.console: TCPServermessage : \((.*)\)$")
+# Qt 6 writes the name of the list's type first.
+_MESSAGE = re.compile(r"agent\.console: TCPServermessage : (?:QList)?\((.*)\)$")
 _TEXT = re.compile(r'"((?:[^"\\]|\\.)*)"')
 
 
