@@ -112,7 +112,7 @@ def whole_run(first, mode, aux, main):
     if main:
         said += _decided("MAIN", main) if mode == 2 else []
         said += main_image() + texts.main_restarted() if mode == 5 or main != NEW else []
-    return said + texts.rebooted() + texts.virtual_version_set() + texts.succeeded()
+    return said + texts.finished()
 
 
 class TwoChips(AgentCase):

@@ -96,6 +96,16 @@ def read_version(name, version):
     )
 
 
+def read_chips(*chips):
+    """All that is read of the chips of a run. Each is a name, a version and, where there is one, a
+    kind: "FPGA", or what the main MCU at index 0 runs."""
+    first, versions = [], []
+    for name, version, *kind in chips:
+        first += read_fpga(name) if kind == ["FPGA"] else read_mcu(name, *kind)
+        versions += read_version(name, version)
+    return first + reads_done() + versions
+
+
 def decided(package, word, name, version):
     """The version rule's line; `word` is greater, equal or less."""
     middle = {"greater": "greater than", "equal": "equal to", "less": "less than"}[word]
@@ -175,6 +185,11 @@ def nothing_upgraded():
     return log(
         "Ignore to set virtual version.", "All firmware upgrade done, but did not upgrade any mcu."
     )
+
+
+def finished(written=True):
+    """The end of a run without a failure; `written` if there was anything to write."""
+    return rebooted() + (virtual_version_set() if written else nothing_upgraded()) + succeeded()
 
 
 def not_in_list(name, position, rows):

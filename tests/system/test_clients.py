@@ -14,14 +14,10 @@ BUSY = "UPGRADELOG||The device is busy upgrading."
 WHOLE_RUN = (
     texts.started()
     + texts.model_read()
-    + texts.read_mcu("AUX")
-    + texts.reads_done()
-    + texts.read_version("AUX", "1.0.0")
+    + texts.read_chips(("AUX", "1.0.0"))
     + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
     + texts.image("AUX", 0, 1, 10000)
-    + texts.rebooted()
-    + texts.virtual_version_set()
-    + texts.succeeded()
+    + texts.finished()
 )
 
 

@@ -224,9 +224,7 @@ class TestFaultKinds(chain.TwoChips):
             + texts.image("AUX", 0, 2, 700)
             + texts.decided(NEW, "greater", "KEY", "0.9.0")
             + texts.image("KEY", 1, 2, 300)
-            + texts.rebooted()
-            + texts.virtual_version_set()
-            + texts.succeeded(),
+            + texts.finished(),
             60,
         )
         client.sync()

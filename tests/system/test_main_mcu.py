@@ -22,15 +22,11 @@ class TestMainMcu(agentcase.AgentCase):
         client.expect(
             texts.started()
             + texts.model_read()
-            + texts.read_mcu("MAIN", "APP")
-            + texts.reads_done()
-            + texts.read_version("MAIN", "1.0.0")
+            + texts.read_chips(("MAIN", "1.0.0", "APP"))
             + texts.decided("1.1.0", "greater", "MAIN", "1.0.0")
             + texts.image("MAIN", 0, 1, 1000)
             + texts.main_restarted()
-            + texts.rebooted()
-            + texts.virtual_version_set()
-            + texts.succeeded(),
+            + texts.finished(),
             60,
         )
         client.sync()
@@ -55,9 +51,7 @@ class TestMainMcu(agentcase.AgentCase):
             + texts.read_version("AUX", "1.0.0")
             + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
             + texts.image("AUX", 1, 2, 700)
-            + texts.rebooted()
-            + texts.virtual_version_set()
-            + texts.succeeded(),
+            + texts.finished(),
             60,
         )
         client.sync()
@@ -93,9 +87,7 @@ class TestMainMcu(agentcase.AgentCase):
             + texts.main_restarted()
             + texts.reads_done()
             + texts.read_version("MAIN", "1.1.0")
-            + texts.rebooted()
-            + texts.virtual_version_set()
-            + texts.succeeded(),
+            + texts.finished(),
             60,
         )
         client.sync()
@@ -124,14 +116,10 @@ class TestMainMcu(agentcase.AgentCase):
         client.expect(
             texts.started()
             + texts.model_read()
-            + texts.read_mcu("AUX")
-            + texts.reads_done()
-            + texts.read_version("AUX", "1.0.0")
+            + texts.read_chips(("AUX", "1.0.0"))
             + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
             + texts.image("AUX", 0, 1, 700)
-            + texts.rebooted()
-            + texts.virtual_version_set()
-            + texts.succeeded(),
+            + texts.finished(),
             40,
         )
 

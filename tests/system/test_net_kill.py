@@ -204,9 +204,7 @@ class TestNetKill(KillCase):
         return (
             texts.started()
             + texts.model_read()
-            + texts.read_fpga("NET")
-            + texts.reads_done()
-            + texts.read_version("NET", "1.0")
+            + texts.read_chips(("NET", "1.0", "FPGA"))
             + texts.decided("1.23.0", "greater", "NET", "1.0.0")
             + texts.net_item()
         )

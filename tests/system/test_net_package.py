@@ -14,24 +14,15 @@ KEY = Image("KEY", image_bytes(300, "key"), chip_type=2)
 # Most devices do not answer for the module; this one does, which saves half a minute.
 MODULE_CHIP = agentcase.chip("NET", 32, version="1.0")
 AUX_CHIP, KEY_CHIP = agentcase.chip("AUX", 1), agentcase.chip("KEY", 2)
-END = texts.rebooted() + texts.virtual_version_set() + texts.succeeded()
+END = texts.finished()
 END_FRAMES = [framelist.REBOOT, framelist.PRODUCT_ID, framelist.virtual(5)]
 TWO_ROWS = "UPGRADE||NET,32,0||AUX,1,0"
 
 
 def reads(*names):
     """Mode 5: both reads of the MCUs, then all versions."""
-    first, versions = [], []
-    for name in names:
-        first += texts.read_fpga(name) if name == "NET" else texts.read_mcu(name)
-        versions += texts.read_version(name, "1.0" if name == "NET" else "1.0.0")
-    return (
-        texts.started()
-        + texts.log("Firmware file checksum ok.")
-        + first
-        + texts.reads_done()
-        + versions
-    )
+    chips = [(name, "1.0", "FPGA") if name == "NET" else (name, "1.0.0") for name in names]
+    return texts.started() + texts.log("Firmware file checksum ok.") + texts.read_chips(*chips)
 
 
 class TestNetPackage(netcase.NetCase):
@@ -181,11 +172,7 @@ class TestNetPackage(netcase.NetCase):
         """The device is rebooted once."""
         client = self.begin(netimage.in_package(NET_IMAGE + b"x"), request="UPGRADE||NET,32,0")
         client.expect(
-            reads("NET")
-            + texts.net_item_refused()
-            + texts.rebooted()
-            + texts.nothing_upgraded()
-            + texts.succeeded(),
+            reads("NET") + texts.net_item_refused() + texts.finished(written=False),
             40,
         )
         self.assert_frames(framelist.version(32), framelist.REBOOT, framelist.PRODUCT_ID)

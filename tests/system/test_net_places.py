@@ -16,20 +16,10 @@ AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 PACKAGE_IMAGES = [netimage.in_package(BIG_IMAGE), AUX]
 BALLAST = "/data/ballast"
 CHIPS = (agentcase.chip("AUX", 1, upgrades_to="1.0.0"), agentcase.chip("NET", 32, version="1.0"))
-RUN_START = (
-    texts.log("Firmware file checksum ok.")
-    + texts.read_fpga("NET")
-    + texts.read_mcu("AUX")
-    + texts.reads_done()
-    + texts.read_version("NET", "1.0")
-    + texts.read_version("AUX", "1.0.0")
+RUN_START = texts.log("Firmware file checksum ok.") + texts.read_chips(
+    ("NET", "1.0", "FPGA"), ("AUX", "1.0.0")
 )
-RUN_END = (
-    texts.image("AUX", 1, 2, 700)
-    + texts.rebooted()
-    + texts.virtual_version_set()
-    + texts.succeeded()
-)
+RUN_END = texts.image("AUX", 1, 2, 700) + texts.finished()
 CREATE_ERROR = texts.log("Start to upgrade NET firmware.", "Create fw_net error, upgrade net fail.")
 
 

@@ -21,12 +21,7 @@ WRITTEN = (
     + texts.rebooted()
     + texts.virtual_version_set()
 )
-READ = (
-    texts.model_read()
-    + texts.read_mcu("MAIN")
-    + texts.reads_done()
-    + texts.read_version("MAIN", "1.0.0")
-)
+READ = texts.model_read() + texts.read_chips(("MAIN", "1.0.0"))
 # Over the network nothing is said when the link is closed.
 OVER = ["PROGRESSVALUE||0.00"] + texts.status_lines("UPGRADESUCCESS")
 # Whether the reset of the progress also logs is left open.
@@ -78,9 +73,7 @@ class TestNetworkLink(netcase.NetCase):
             client.expect(
                 CONNECTED
                 + texts.log("Firmware file checksum ok.")
-                + texts.read_mcu("MAIN")
-                + texts.reads_done()
-                + texts.read_version("MAIN", version)
+                + texts.read_chips(("MAIN", version))
                 + texts.image("MAIN", 0, 1, 1000)
                 + texts.rebooted()
                 + texts.virtual_version_set()

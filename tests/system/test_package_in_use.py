@@ -13,14 +13,7 @@ ROWS = "UPGRADE||AUX,1,0||KEY,2,0"
 CHANGED = "Firmware package was changed during the upgrade."
 # The first image takes this long, so that the package can be changed before the second is read.
 SLOW_FIRST_IMAGE = "late:word=block,type=1,block=0,delay=3000,count=once"
-READS = (
-    texts.model_read()
-    + texts.read_mcu("AUX")
-    + texts.read_mcu("KEY")
-    + texts.reads_done()
-    + texts.read_version("AUX", "1.0.0")
-    + texts.read_version("KEY", "1.0.0")
-)
+READS = texts.model_read() + texts.read_chips(("AUX", "1.0.0"), ("KEY", "1.0.0"))
 FIRST_IMAGE = texts.decided("1.1.0", "greater", "AUX", "1.0.0") + texts.image("AUX", 0, 2, 700)
 SECOND_DECIDED = texts.decided("1.1.0", "greater", "KEY", "1.0.0")
 
@@ -56,9 +49,7 @@ class TestPackageInUse(netcase.NetCase):
             + FIRST_IMAGE
             + SECOND_DECIDED
             + texts.image("KEY", 1, 2, 40_000)
-            + texts.rebooted()
-            + texts.virtual_version_set()
-            + texts.succeeded(),
+            + texts.finished(),
             60,
         )
         self.assert_flash({(1, 0): AUX.data, (2, 0): KEY.data})
@@ -131,11 +122,7 @@ class TestPackageInUse(netcase.NetCase):
         client.expect(
             texts.started()
             + texts.log("Firmware file checksum ok.")
-            + texts.read_mcu("AUX")
-            + texts.read_fpga("NET")
-            + texts.reads_done()
-            + texts.read_version("AUX", "1.0.0")
-            + texts.read_version("NET", "1.0")
+            + texts.read_chips(("AUX", "1.0.0"), ("NET", "1.0", "FPGA"))
             + texts.image("AUX", 0, 2, 700)
             + texts.log(CHANGED)
             + texts.package_failed(2, 1),

@@ -49,14 +49,10 @@ class TestPackages(agentcase.AgentCase):
         self.listing(package.description([AUX]), texts.package_listed())
         self.upgrade(
             *texts.model_read(),
-            *texts.read_mcu("AUX"),
-            *texts.reads_done(),
-            *texts.read_version("AUX", "1.0.0"),
+            *texts.read_chips(("AUX", "1.0.0")),
             *texts.decided("1.1.0", "greater", "AUX", "1.0.0"),
             *texts.image("AUX", 0, 1, 300),
-            *texts.rebooted(),
-            *texts.virtual_version_set(),
-            *texts.succeeded(),
+            *texts.finished(),
             seconds=40,
         )
         self.assert_flash({(1, 0): AUX.data})
@@ -169,13 +165,9 @@ class TestPackages(agentcase.AgentCase):
         self.client.ask("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5")
         self.upgrade(
             *CHECKSUM_OK,
-            *texts.read_mcu("AUX"),
-            *texts.reads_done(),
-            *texts.read_version("AUX", "1.0.0"),
+            *texts.read_chips(("AUX", "1.0.0")),
             *texts.not_in_list("AUX", 0, 1),
-            *texts.rebooted(),
-            *texts.nothing_upgraded(),
-            *texts.succeeded(),
+            *texts.finished(written=False),
             seconds=40,
         )
         self.client.ask("UPGRADEMODE||2", "UPGRADELOG||Set UPGRADEMODE to 2")
@@ -215,14 +207,10 @@ class TestPackages(agentcase.AgentCase):
         self.put_bytes(package.with_checksum(head + tail))
         self.upgrade(
             *texts.model_read(),
-            *texts.read_mcu("AUX"),
-            *texts.reads_done(),
-            *texts.read_version("AUX", "1.0.0"),
+            *texts.read_chips(("AUX", "1.0.0")),
             *texts.decided("1.1.0", "greater", "AUX", "1.0.0"),
             *texts.not_in_records("AUX"),
-            *texts.rebooted(),
-            *texts.nothing_upgraded(),
-            *texts.succeeded(),
+            *texts.finished(written=False),
             seconds=40,
         )
 

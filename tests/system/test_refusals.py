@@ -6,17 +6,12 @@ from tests.harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 MODEL_RETRIES = texts.log("Read model name fail, retry 1.", "Read model name fail, retry 2.")
-END = texts.rebooted() + texts.virtual_version_set() + texts.succeeded()
+END = texts.finished()
 DECIDED = texts.decided("1.1.0", "greater", "AUX", "1.0.0")
 
 
 def read_all():
-    return (
-        texts.model_read()
-        + texts.read_mcu("AUX")
-        + texts.reads_done()
-        + texts.read_version("AUX", "1.0.0")
-    )
+    return texts.model_read() + texts.read_chips(("AUX", "1.0.0"))
 
 
 class TestRefusals(agentcase.AgentCase):
@@ -53,9 +48,7 @@ class TestRefusals(agentcase.AgentCase):
             + texts.log(fail.format(1))
             + ask
             + texts.log(fail.format(2))
-            + texts.read_mcu("AUX")
-            + texts.reads_done()
-            + texts.read_version("AUX", "1.0.0")
+            + texts.read_chips(("AUX", "1.0.0"))
             + DECIDED
             + texts.image("AUX", 0, 1, 700)
             + END,
@@ -136,9 +129,7 @@ class TestRefusals(agentcase.AgentCase):
             + texts.log("'AUX' F/W update fail, retry 2.")
             + tried
             + texts.log("'AUX' F/W Update fail.")
-            + texts.rebooted()
-            + texts.nothing_upgraded()
-            + texts.succeeded(),
+            + texts.finished(written=False),
             60,
         )
         client.sync()

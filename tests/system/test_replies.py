@@ -8,14 +8,10 @@ AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 WHOLE_RUN = (
     texts.started()
     + texts.model_read()
-    + texts.read_mcu("AUX")
-    + texts.reads_done()
-    + texts.read_version("AUX", "1.0.0")
+    + texts.read_chips(("AUX", "1.0.0"))
     + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
     + texts.image("AUX", 0, 1, 700)
-    + texts.rebooted()
-    + texts.virtual_version_set()
-    + texts.succeeded()
+    + texts.finished()
 )
 # Useless replies: an unknown word, a frame of the host, a wrong address, a bad checksum of another
 # reply, impossible lengths.

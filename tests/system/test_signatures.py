@@ -69,13 +69,9 @@ class SigningCase(agentcase.AgentCase):
             texts.started(first=self.runs == 0)
             + texts.log(SUM_OK)
             + (texts.log(line) if line else [])
-            + texts.read_mcu("AUX")
-            + texts.reads_done()
-            + texts.read_version("AUX", "1.1.0" if self.upgrades else "1.0.0")
+            + texts.read_chips(("AUX", "1.1.0" if self.upgrades else "1.0.0"))
             + texts.image("AUX", 0, 1, 300)
-            + texts.rebooted()
-            + texts.virtual_version_set()
-            + texts.succeeded(),
+            + texts.finished(),
             40,
         )
         self.runs += 1

@@ -11,16 +11,11 @@ from tests.harness.transcript import Maybe
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 MAIN = Image("MAIN", image_bytes(300, "main"))
 DECIDED = texts.decided("1.1.0", "greater", "AUX", "1.0.0")
-END = texts.rebooted() + texts.virtual_version_set() + texts.succeeded()
+END = texts.finished()
 
 
 def read_all():
-    return (
-        texts.model_read()
-        + texts.read_mcu("AUX")
-        + texts.reads_done()
-        + texts.read_version("AUX", "1.0.0")
-    )
+    return texts.model_read() + texts.read_chips(("AUX", "1.0.0"))
 
 
 class TestSilence(agentcase.AgentCase):
@@ -226,9 +221,7 @@ class TestSilence(agentcase.AgentCase):
         client.expect(
             texts.started()
             + texts.model_read()
-            + texts.read_mcu("MAIN", "APP")
-            + texts.reads_done()
-            + texts.read_version("MAIN", "1.0.0")
+            + texts.read_chips(("MAIN", "1.0.0", "APP"))
             + texts.decided("1.1.0", "greater", "MAIN", "1.0.0")
             + texts.image("MAIN", 0, 1, 300)
             + texts.log(

@@ -24,22 +24,14 @@ class TestUpgradeAll(agentcase.AgentCase):
             texts.package_listed()
             + texts.started()
             + texts.model_read()
-            + texts.read_mcu("MAIN MCU")
-            + texts.read_mcu("AUX")
-            + texts.read_fpga("FPGA")
-            + texts.reads_done()
-            + texts.read_version("MAIN MCU", "1.0.0")
-            + texts.read_version("AUX", "1.0.0")
-            + texts.read_version("FPGA", "1.0")
+            + texts.read_chips(("MAIN MCU", "1.0.0"), ("AUX", "1.0.0"), ("FPGA", "1.0", "FPGA"))
             + texts.decided("1.1.0", "greater", "MAIN MCU", "1.0.0")
             + texts.image("MAIN MCU", 0, 3, 400)
             + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
             + texts.image("AUX", 1, 3, 300)
             + texts.decided("2.0.0", "greater", "FPGA", "1.0.0")
             + texts.image("FPGA", 2, 3, 257)
-            + texts.rebooted()
-            + texts.virtual_version_set()
-            + texts.succeeded(),
+            + texts.finished(),
             60,
         )
         client.sync()
@@ -64,19 +56,11 @@ class TestUpgradeAll(agentcase.AgentCase):
             texts.package_listed()
             + texts.started(first=False)
             + texts.model_read()
-            + texts.read_mcu("MAIN MCU")
-            + texts.read_mcu("AUX")
-            + texts.read_fpga("FPGA")
-            + texts.reads_done()
-            + texts.read_version("MAIN MCU", "1.1.0")
-            + texts.read_version("AUX", "1.1.0")
-            + texts.read_version("FPGA", "2.0")
+            + texts.read_chips(("MAIN MCU", "1.1.0"), ("AUX", "1.1.0"), ("FPGA", "2.0", "FPGA"))
             + texts.decided("1.1.0", "equal", "MAIN MCU", "1.1.0")
             + texts.decided("1.1.0", "equal", "AUX", "1.1.0")
             + texts.decided("2.0.0", "equal", "FPGA", "2.0.0")
-            + texts.rebooted()
-            + texts.nothing_upgraded()
-            + texts.succeeded(),
+            + texts.finished(written=False),
             40,
         )
         client.sync()
@@ -101,9 +85,7 @@ class TestUpgradeAll(agentcase.AgentCase):
             + texts.read_version("AUX", "1.0.0") * 2
             + texts.image("AUX", 0, 2, 256)
             + texts.image("AUX", 1, 2, 256)
-            + texts.rebooted()
-            + texts.virtual_version_set()
-            + texts.succeeded(),
+            + texts.finished(),
             40,
         )
         self.assert_flash({(1, 1): image_bytes(256, 1)})

@@ -24,21 +24,13 @@ REQUEST = "UPGRADE||MAIN,0,0||AUX1,1,0||AUX2,1,1||KEY,2,0||OLD,3,0||FPGA,17,0"
 
 def reads(main, aux1, aux2, fpga):
     """What is read of all six, with their versions."""
-    return (
-        texts.model_read()
-        + texts.read_mcu("MAIN", "APP")
-        + texts.read_mcu("AUX1")
-        + texts.read_mcu("AUX2")
-        + texts.read_mcu("KEY")
-        + texts.read_mcu("OLD")
-        + texts.read_fpga("FPGA")
-        + texts.reads_done()
-        + texts.read_version("MAIN", main)
-        + texts.read_version("AUX1", aux1)
-        + texts.read_version("AUX2", aux2)
-        + texts.read_version("KEY", "1.0.0")
-        + texts.read_version("OLD", "1.10.0")
-        + texts.read_version("FPGA", fpga)
+    return texts.model_read() + texts.read_chips(
+        ("MAIN", main, "APP"),
+        ("AUX1", aux1),
+        ("AUX2", aux2),
+        ("KEY", "1.0.0"),
+        ("OLD", "1.10.0"),
+        ("FPGA", fpga, "FPGA"),
     )
 
 
@@ -80,9 +72,7 @@ class TestMode2(agentcase.AgentCase):
             + kept
             + texts.decided("3.2.0", "greater", "FPGA", "3.1.0")
             + texts.image("FPGA", 5, 6, 5001)
-            + texts.rebooted()
-            + texts.virtual_version_set()
-            + texts.succeeded(),
+            + texts.finished(),
             60,
         )
         client.sync()
@@ -112,9 +102,7 @@ class TestMode2(agentcase.AgentCase):
             + texts.decided("1.1.0", "equal", "AUX2", "1.1.0")
             + kept
             + texts.decided("3.2.0", "equal", "FPGA", "3.2.0")
-            + texts.rebooted()
-            + texts.nothing_upgraded()
-            + texts.succeeded(),
+            + texts.finished(written=False),
             60,
         )
         client.sync()
@@ -135,17 +123,11 @@ class TestMode2(agentcase.AgentCase):
         client.expect(
             texts.started()
             + texts.model_read()
-            + texts.read_mcu("LOW")
-            + texts.read_mcu("HIGH")
-            + texts.reads_done()
-            + texts.read_version("LOW", "1.10.0")
-            + texts.read_version("HIGH", "1.9.255")
+            + texts.read_chips(("LOW", "1.10.0"), ("HIGH", "1.9.255"))
             + texts.decided("1.2.0", "less", "LOW", "1.10.0")
             + texts.decided("1.10.0", "greater", "HIGH", "1.9.255")
             + texts.image("HIGH", 1, 2, 300)
-            + texts.rebooted()
-            + texts.virtual_version_set()
-            + texts.succeeded(),
+            + texts.finished(),
             40,
         )
         self.assert_flash({(2, 0): high.data})
@@ -162,15 +144,9 @@ class TestMode2(agentcase.AgentCase):
         client.expect(
             texts.started()
             + texts.model_read()
-            + texts.read_mcu("NONE")
-            + texts.read_mcu("OTHER")
-            + texts.reads_done()
-            + texts.read_version("NONE", "1.0.0")
-            + texts.read_version("OTHER", "1.0.0")
+            + texts.read_chips(("NONE", "1.0.0"), ("OTHER", "1.0.0"))
             + texts.not_in_list("NONE", 0, 2)
-            + texts.rebooted()
-            + texts.nothing_upgraded()
-            + texts.succeeded(),
+            + texts.finished(written=False),
             40,
         )
         client.sync()
@@ -184,14 +160,10 @@ class TestMode2(agentcase.AgentCase):
         client.expect(
             texts.started()
             + texts.model_read()
-            + texts.read_mcu("AUX")
-            + texts.reads_done()
-            + texts.read_version("AUX", "1.0.0")
+            + texts.read_chips(("AUX", "1.0.0"))
             + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
             + texts.image("AUX", 0, 1, 1024)
-            + texts.rebooted()
-            + texts.nothing_upgraded()
-            + texts.succeeded(),
+            + texts.finished(written=False),
             40,
         )
         self.assert_flash({(1, 0): AUX.data})

@@ -24,16 +24,10 @@ class TestMode5(agentcase.AgentCase):
         client.expect(
             texts.started()
             + texts.log("Firmware file checksum ok.")
-            + texts.read_mcu("MAIN")
-            + texts.read_mcu("AUX")
-            + texts.reads_done()
-            + texts.read_version("MAIN", "1.0.0")
-            + texts.read_version("AUX", "1.0.0")
+            + texts.read_chips(("MAIN", "1.0.0"), ("AUX", "1.0.0"))
             + texts.image("MAIN", 0, 2, 512)
             + texts.image("AUX", 1, 2, 513)
-            + texts.rebooted()
-            + texts.virtual_version_set()
-            + texts.succeeded(),
+            + texts.finished(),
             40,
         )
         client.sync()
@@ -58,13 +52,9 @@ class TestMode5(agentcase.AgentCase):
         other.expect(
             texts.started()
             + texts.log("Firmware file checksum ok.")
-            + texts.read_mcu("AUX")
-            + texts.reads_done()
-            + texts.read_version("AUX", "1.0.0")
+            + texts.read_chips(("AUX", "1.0.0"))
             + texts.image("AUX", 0, 1, 513)
-            + texts.rebooted()
-            + texts.virtual_version_set()
-            + texts.succeeded(),
+            + texts.finished(),
             40,
         )
         self.assert_flash({(1, 0): AUX.data})
@@ -75,16 +65,10 @@ class TestMode5(agentcase.AgentCase):
         client.expect(
             texts.started()
             + texts.log("Firmware file checksum ok.")
-            + texts.read_mcu("A")
-            + texts.read_mcu("B")
-            + texts.reads_done()
-            + texts.read_version("A", "1.0.0")
-            + texts.read_version("B", "1.0.0")
+            + texts.read_chips(("A", "1.0.0"), ("B", "1.0.0"))
             + texts.not_in_list("A", 0, 2)
             + texts.not_in_list("B", 1, 2)
-            + texts.rebooted()
-            + texts.nothing_upgraded()
-            + texts.succeeded(),
+            + texts.finished(written=False),
             40,
         )
         client.sync()
