@@ -110,11 +110,17 @@ async function logOut() {
   location.reload();
 }
 
+let wasIn = false;
+
 function onSession() {
+  show(byId("login-note"), wasIn);
+  wasIn ||= state.session.logged_in;
   if (state.session.logged_in) startLive();
   else stopLive();
   showView(true);
 }
+
+let hasRun = false;
 
 onChange((name) => {
   if (name === "session") onSession();
@@ -124,8 +130,6 @@ onChange((name) => {
   if (name === "run") hasRun = true;
   showHead();
 });
-let hasRun = false;
-
 addEventListener("hashchange", () => showView(true));
 byId("login-form").addEventListener("submit", logIn);
 byId("log-out").addEventListener("click", logOut);
@@ -135,9 +139,9 @@ for (const start of [startModule, startUpload, startPlan, startRun, startEdid]) 
 
 async function begin() {
   const session = await loadSession();
+  show(byId("connection"), Boolean(session.error));
   if (!session.error) return;
   setText(byId("connection"), "The server cannot be reached, retrying.");
-  show(byId("connection"), true);
   setTimeout(begin, 3_000);
 }
 begin();
