@@ -9,6 +9,7 @@ libqt5network5 (>= 5.15.8), libstdc++6 (>= 12), libdeflate0 (>= 1.14), libsodium
 zlib1g (>= 1:1.2.13)")
 set(agent_libraries "${common_libraries}, libqt5serialport5 (>= 5.15.8)")
 set(tools_libraries "${common_libraries}, libedit2 (>= 3.1), libqt5serialport5 (>= 5.15.8)")
+set(web_libraries "${common_libraries}, libmicrohttpd12 (>= 0.9.75)")
 
 # debian_architecture(VARIABLE): Debian's name of the machine that the compiler builds for.
 function(debian_architecture variable)
@@ -37,7 +38,7 @@ set(CPACK_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
     GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_COMPONENTS_ALL agent tools doc)
+set(CPACK_COMPONENTS_ALL agent tools web doc)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -70,6 +71,19 @@ the client of the agent: it upgrades devices with a live view, for people and
 for scripts. device-simulator plays a device, faults included, so that all can
 be tried without one. device-check tests a device against the protocol.
 edid-report shows what the agent reports of a display.")
+
+set(CPACK_DEBIAN_WEB_PACKAGE_NAME upgrade-agent-web)
+set(CPACK_DEBIAN_WEB_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_WEB_PACKAGE_DEPENDS "${web_libraries}, adduser, upgrade-agent")
+set(CPACK_DEBIAN_WEB_PACKAGE_SUGGESTS "upgrade-agent-doc")
+set(CPACK_DEBIAN_WEB_DESCRIPTION "web server of the firmware upgrade agent
+A client of the agent on the same network module that serves the state of the
+module and of an upgrade over HTTP, takes new packages, starts upgrades and
+sends their progress to any number of viewers. It listens on the loopback
+address, and elsewhere only with a password and TLS or a proxy.")
+foreach(script postinst prerm postrm)
+    list(APPEND CPACK_DEBIAN_WEB_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/web/${script})
+endforeach()
 
 set(CPACK_DEBIAN_DOC_PACKAGE_NAME upgrade-agent-doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)

@@ -16,6 +16,7 @@ IS_CROSS = bool(re.fullmatch(r"(?i)1|on|true|yes", os.environ.get("CROSS", "")))
 OTHER_NEEDS: dict[str, set[str]] = {
     "upgrade-agent": {"adduser", "bzip2", "mount", "sudo", "systemd-sysv"},
     "upgrade-agent-tools": set(),
+    "upgrade-agent-web": {"adduser", "upgrade-agent"},
     "upgrade-agent-doc": set(),
 }
 # Class (1 for 32 bit, 2 for 64) and machine in the head of an ELF file.
@@ -57,6 +58,17 @@ def tools_files():
     for name in os.listdir(os.path.join(PROJECT, "tools/device-simulator/examples")):
         files[f"usr/share/doc/upgrade-agent-tools/examples/{name}"] = FILE
     return files
+
+
+def web_files():
+    return {
+        "usr/bin/upgrade-web": PROGRAM,
+        "usr/lib/systemd/system/upgrade-web.service": FILE,
+        "usr/share/bash-completion/completions/upgrade-web": FILE,
+        "usr/share/man/man1/upgrade-web.1.gz": FILE,
+        "usr/share/upgrade-agent-web/console-loopback.conf": FILE,
+        **common_files("upgrade-agent-web"),
+    }
 
 
 def doc_files():
@@ -112,6 +124,7 @@ class TestPackages(unittest.TestCase):
         for package, expected in (
             ("upgrade-agent", agent_files()),
             ("upgrade-agent-tools", tools_files()),
+            ("upgrade-agent-web", web_files()),
             ("upgrade-agent-doc", doc_files()),
         ):
             members = self.contents(package)
@@ -152,6 +165,7 @@ class TestPackages(unittest.TestCase):
         for package, programs in (
             ("upgrade-agent", ["usr/sbin/upgrade-agent"]),
             ("upgrade-agent-tools", [f"usr/bin/{tool}" for tool in TOOLS]),
+            ("upgrade-agent-web", ["usr/bin/upgrade-web"]),
         ):
             for program in programs:
                 with open(os.path.join(self.unpacked(package), program), "rb") as file:
@@ -168,6 +182,7 @@ class TestPackages(unittest.TestCase):
         for package, programs in (
             ("upgrade-agent", ["usr/sbin/upgrade-agent"]),
             ("upgrade-agent-tools", [f"usr/bin/{tool}" for tool in TOOLS]),
+            ("upgrade-agent-web", ["usr/bin/upgrade-web"]),
         ):
             found = self.needed_libraries(
                 [os.path.join(self.unpacked(package), program) for program in programs]
@@ -213,11 +228,11 @@ class TestPackages(unittest.TestCase):
     def test_manual_pages_have_no_faults(self):
         pages = [
             os.path.join(self.unpacked(package), name)
-            for package in ("upgrade-agent", "upgrade-agent-tools")
+            for package in ("upgrade-agent", "upgrade-agent-tools", "upgrade-agent-web")
             for name in self.contents(package)
             if "/man/" in name and name.endswith(".gz")
         ]
-        self.assertEqual(len(pages), len(TOOLS) + 1)
+        self.assertEqual(len(pages), len(TOOLS) + 2)
         for page in pages:
             done = subprocess.run(
                 ["man", "--warnings", "-E", "UTF-8", "-l", page],
@@ -240,7 +255,7 @@ class TestPackages(unittest.TestCase):
 
     def test_package_is_the_same_wherever_it_is_made(self):
         """No folder of the machine that built it is in a program."""
-        for package in ("upgrade-agent", "upgrade-agent-tools"):
+        for package in ("upgrade-agent", "upgrade-agent-tools", "upgrade-agent-web"):
             for name, member in self.contents(package).items():
                 if member.mode & 0o111 and member.isfile():
                     with open(os.path.join(self.unpacked(package), name), "rb") as file:

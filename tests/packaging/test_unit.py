@@ -166,6 +166,58 @@ class TestUnit(unittest.TestCase):
             self.assertIn(f"{name}=", unit_text())
 
 
+class TestWebUnit(unittest.TestCase):
+    """The unit of upgrade-web, and the drop-in that closes the agent's port."""
+
+    @staticmethod
+    def verify(files):
+        """What systemd says of units that are files of the project: {where: name}."""
+        with tempfile.TemporaryDirectory() as root:
+            units = os.path.join(root, "usr/lib/systemd/system")
+            shutil.copytree("/usr/lib/systemd/system", units, symlinks=True)
+            os.symlink("usr/lib", os.path.join(root, "lib"))
+            for program in ("usr/sbin/upgrade-agent", "usr/bin/upgrade-web"):
+                os.makedirs(os.path.dirname(os.path.join(root, program)))
+                shutil.copy("/bin/true", os.path.join(root, program))
+            for where, name in files.items():
+                os.makedirs(os.path.dirname(os.path.join(units, where)), exist_ok=True)
+                shutil.copy(os.path.join(PROJECT, "packaging", name), os.path.join(units, where))
+            unit = next(iter(files))
+            done = subprocess.run(
+                ["systemd-analyze", "verify", "--man=no", "--recursive-errors=no"]
+                + [f"--root={root}", unit],
+                capture_output=True,
+                text=True,
+                check=False,
+            )
+            return done.returncode, done.stdout + done.stderr
+
+    def test_they_load(self):
+        web = {"upgrade-web.service": "upgrade-web.service"}
+        self.assertEqual(self.verify(web), (0, ""))
+        drop_in = "upgrade-agent.service.d/console-loopback.conf"
+        agent = {"upgrade-agent.service": "upgrade-agent.service", drop_in: "console-loopback.conf"}
+        self.assertEqual(self.verify(agent), (0, ""))
+
+    def test_only_the_folder_of_the_package_can_be_written(self):
+        with open(os.path.join(PROJECT, "packaging/upgrade-web.service"), encoding="utf-8") as file:
+            lines = file.read().splitlines()
+        for line in ("ProtectSystem=strict", "ReadWritePaths=/data", "User=upgrade-web"):
+            self.assertIn(line, lines)
+        self.assertEqual([line for line in lines if "Directory=" in line], [])
+
+    def test_it_is_hardened(self):
+        """systemd's own rating; 10 is a service without any restriction."""
+        unit = os.path.join(PROJECT, "packaging/upgrade-web.service")
+        done = subprocess.run(
+            ["systemd-analyze", "security", "--offline=true", "--threshold=20", unit],
+            capture_output=True,
+            text=True,
+            check=False,
+        )
+        self.assertEqual(done.returncode, 0, done.stdout)
+
+
 class TestTmpfiles(unittest.TestCase):
     @unittest.skipUnless(os.geteuid() == 0, "files get other owners")
     def test_makes_data_for_the_agent(self):
