@@ -7,9 +7,10 @@
 
 # The packages that the given package files depend on, without each other.
 needed_packages() {
+    own=$(for package in "$@"; do dpkg-deb -f "$package" Package; done)
     for package in "$@"; do
         dpkg-deb -f "$package" Depends | tr ',' '\n' | sed 's/ *(.*//; s/^ *//'
-    done | grep . | sort -u | tr '\n' ' '
+    done | grep . | grep -vxF "$own" | sort -u | tr '\n' ' '
 }
 
 # make_throw_away_root FOLDER PACKAGE...: a fresh root with these Debian packages in it. The

@@ -12,13 +12,18 @@ import time
 import unittest
 
 from tests import ROOT
-from tests.packaging.installed import booted, chroot, recorders
+from tests.harness import package
+from tests.packaging.installed import booted, chroot, recorders, webunit
 
 HERE = os.path.dirname(os.path.realpath(__file__))
 PACKAGES = os.environ["PACKAGES"]
-NAMES = ("upgrade-agent", "upgrade-agent-tools", "upgrade-agent-doc")
+NAMES = ("upgrade-agent", "upgrade-agent-tools", "upgrade-agent-web", "upgrade-agent-doc")
 TOOLS = ("device-check", "device-simulator", "edid-report", "fwm", "upgrade-console")
-PROGRAMS = ["/usr/sbin/upgrade-agent", *(f"/usr/bin/{tool}" for tool in TOOLS)]
+PROGRAMS = [
+    "/usr/sbin/upgrade-agent",
+    *(f"/usr/bin/{tool}" for tool in TOOLS),
+    "/usr/bin/upgrade-web",
+]
 WANTED_BY = "/etc/systemd/system/multi-user.target.wants/upgrade-agent.service"
 WATCHDOG_SECONDS = 4
 KEY = "/etc/upgrade-agent/keys/release.pub"
@@ -77,6 +82,16 @@ class TestInstalled(unittest.TestCase):
             chroot.run("stat", "-c", "%a %U %G", "/data").stdout, "2775 root upgrade-agent\n"
         )
 
+    def test_2_user_of_the_web_server(self):
+        self.assertEqual(
+            chroot.run("id", "-Gn", "upgrade-web").stdout.split(), ["upgrade-web", "upgrade-agent"]
+        )
+        self.assertEqual(chroot.run("passwd", "-S", "upgrade-web").stdout.split()[1], "L")
+        self.assertEqual(
+            chroot.run("stat", "-c", "%a %U %G", "/etc/upgrade-web").stdout,
+            "700 upgrade-web upgrade-web\n",
+        )
+
     def test_2_keys_belong_to_root(self):
         folders = ["/etc/upgrade-agent", "/etc/upgrade-agent/keys"]
         self.assertEqual(
@@ -89,8 +104,10 @@ class TestInstalled(unittest.TestCase):
             os.readlink(chroot.path(WANTED_BY)).removeprefix("/usr"), UNIT.removeprefix("/usr")
         )
         self.assertEqual(chroot.run("systemctl", "is-enabled", "upgrade-agent").stdout, "enabled\n")
-        done = chroot.run("systemd-analyze", "verify", "--man=no", "upgrade-agent.service")
-        self.assertEqual(done.stdout + done.stderr, "")
+        self.assertEqual(chroot.run("systemctl", "is-enabled", "upgrade-web").stdout, "enabled\n")
+        for unit in ("upgrade-agent.service", "upgrade-web.service"):
+            done = chroot.run("systemd-analyze", "verify", "--man=no", unit)
+            self.assertEqual(done.stdout + done.stderr, "")
 
     def test_2_policy_is_whole(self):
         done = chroot.run("visudo", "-c")
@@ -240,6 +257,62 @@ class TestInstalled(unittest.TestCase):
         )
         self.assertEqual((found["commands"], found["others"]), ([0] * 6, [1] * 2))
 
+    @unittest.skipUnless(booted.control_groups(), "there are no control groups of version 2 here")
+    def test_4_the_web_server_under_systemd(self):
+        """The real server, with its unit; it takes a password and a package, and can write to the
+        folder of the package only."""
+        chroot.run(
+            *("setpriv", "--reuid=upgrade-web", "--regid=upgrade-web", "--init-groups"),
+            *("sh", "-c", f"echo '{webunit.PASSWORD}' | upgrade-web set-password"),
+        )
+        webunit.prepare(drop_in=False)
+        content = package.build([package.Image("MAIN", package.image_bytes(3000))])
+        with booted.booted(recorders.ROOT) as system:
+            machine = webunit.Machine(system)
+            machine.wait_for("127.0.0.1", webunit.HTTP)
+            self.assertEqual(machine.upload(content), [200, 200, None])
+            pid = machine.process("/usr/bin/upgrade-web")
+            rights, users = machine.rights(pid)
+            writable = {
+                folder: machine.can_write(pid, folder)
+                for folder in ("/data", "/", "/etc", "/etc/upgrade-web", "/usr", "/var", "/root")
+            }
+            with webunit.Cable(machine) as cable:
+                machine.wait_for(webunit.MODULE, webunit.CONSOLE)
+                for source in (webunit.DEVICE, webunit.STRANGER):
+                    self.assertTrue(
+                        machine.reaches(webunit.MODULE, webunit.CONSOLE, source, cable.network)
+                    )
+        none = "0" * 16
+        self.assertEqual(
+            rights, {"CapEff": none, "CapBnd": none, "NoNewPrivs": "1", "Seccomp": "2"}
+        )
+        found = re.findall(r"(?m)^upgrade-web:x:(\d+):(\d+):", chroot.read("/etc/passwd"))[0]
+        self.assertEqual(users, set(map(int, found)))
+        self.assertEqual([folder for folder in writable if writable[folder]], ["/data"])
+        with open(os.path.join(recorders.ROOT, "data/FW.fwm"), "rb") as file:
+            self.assertEqual(file.read(), content)
+        os.remove(os.path.join(recorders.ROOT, "data/FW.fwm"))
+        os.remove(chroot.path("/etc/upgrade-web/password"))
+
+    @unittest.skipUnless(booted.control_groups(), "there are no control groups of version 2 here")
+    def test_4_the_drop_in_closes_the_console_port(self):
+        """To all but the module itself and the device that it names."""
+        webunit.prepare(drop_in=True)
+        with booted.booted(recorders.ROOT) as system:
+            machine = webunit.Machine(system)
+            machine.wait_for("127.0.0.1", webunit.CONSOLE)
+            machine.wait_for("127.0.0.1", webunit.HTTP)
+            with webunit.Cable(machine) as cable:
+                self.assertTrue(
+                    machine.reaches(webunit.MODULE, webunit.CONSOLE, webunit.DEVICE, cable.network)
+                )
+                self.assertFalse(
+                    machine.reaches(
+                        webunit.MODULE, webunit.CONSOLE, webunit.STRANGER, cable.network
+                    )
+                )
+
     def test_5_upgrade_keeps_everything(self):
         for path in ("/data/FW.fwm", KEY):
             with open(chroot.path(path), "w", encoding="ascii") as file:
@@ -265,7 +338,10 @@ class TestInstalled(unittest.TestCase):
 
     def test_7_purge(self):
         chroot.run("dpkg", "-P", *NAMES)
-        left = chroot.run("find", "/etc", "/usr", "/var/lib/systemd", "-name", "*upgrade-agent*")
+        folders = ("/etc", "/usr", "/var/lib/systemd")
+        left = chroot.run("find", *folders, "-name", "*upgrade-web*")
+        self.assertEqual(left.stdout, "")
+        left = chroot.run("find", *folders, "-name", "*upgrade-agent*")
         # A later installation must not take packages that this key did not sign.
         self.assertEqual((left.stdout, chroot.read(KEY)), ("/etc/upgrade-agent\n", "kept"))
         self.assertEqual(chroot.read("/data/FW.fwm"), "kept")
