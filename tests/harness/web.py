@@ -72,9 +72,9 @@ class Events:
 
 
 class WebServer(Process):
-    """The server on a free port of the loopback address."""
+    """The server on the loopback address, by default on a free port."""
 
-    def __init__(self, folder, agent_port, *options):
+    def __init__(self, folder, agent_port, *options, port=0):
         self.folder = folder
         self.package = os.path.join(folder, "FW.fwm")
         super().__init__(
@@ -83,7 +83,7 @@ class WebServer(Process):
                 PROGRAM,
                 "serve",
                 "--port",
-                "0",
+                str(port),
                 "--agent-port",
                 str(agent_port),
                 "--agent-host",
