@@ -50,12 +50,6 @@ class Agent(Process):
         with open(f"/proc/{self.popen.pid}/statm", encoding="ascii") as file:
             return int(file.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
 
-    def peak_memory(self):
-        """The largest resident memory so far, in bytes."""
-        with open(f"/proc/{self.popen.pid}/status", encoding="ascii") as file:
-            peak = next(line for line in file if line.startswith("VmHWM:"))
-        return int(peak.split()[1]) * 1024
-
     def processor_seconds(self):
         """Processor time used so far."""
         with open(f"/proc/{self.popen.pid}/stat", encoding="ascii") as file:

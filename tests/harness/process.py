@@ -58,6 +58,12 @@ class Process:
             self.popen.stdout.close()
         return status
 
+    def peak_memory(self):
+        """The largest resident memory so far, in bytes."""
+        with open(f"/proc/{self.popen.pid}/status", encoding="ascii") as file:
+            peak = next(line for line in file if line.startswith("VmHWM:"))
+        return int(peak.split()[1]) * 1024
+
     def forget(self):
         """Drops what it wrote; only after this nothing can be reported any more."""
         self._stderr.close()

@@ -168,6 +168,36 @@ class TestUpload(webcase.WebCase):
                 self.assertIn(b" 413 ", peer.recv(65536))
         self.assertEqual(self.leftovers(), [])
 
+    def test_a_body_of_2_gb_ends_early(self):
+        """For a client that sends on after the refusal, the server neither reads nor stores it."""
+        token = self.server.token()
+        for path in ("/api/package", "/api/run", "/api/edid", "/api/login"):
+            before = self.server.peak_memory()
+            with self.subTest(path), self.server.raw() as peer:
+                head = (
+                    f"POST {path} HTTP/1.1\r\nHost: 127.0.0.1:{self.server.port}\r\n"
+                    f"Origin: {self.server.origin}\r\nX-CSRF-Token: {token}\r\n"
+                    f"Content-Length: {2 * 2**30}\r\n\r\n"
+                )
+                peer.sendall(head.encode())
+                sent = self.sent_until_the_end(peer, 2 * 2**30)
+                self.assertLess(sent, 64 * 2**20)
+                if wait.SLOWNESS == 1:
+                    self.assertLess(self.server.peak_memory() - before, 4 * 2**20)
+        self.assertEqual(self.server.get("/api/session").status, 200)
+        self.assertEqual(self.leftovers(), [])
+
+    @staticmethod
+    def sent_until_the_end(peer, size):
+        """How many bytes a connection takes before the server closes it."""
+        sent, block = 0, bytes(2**20)
+        while sent < size:
+            try:
+                sent += peer.send(block)
+            except OSError:
+                break
+        return sent
+
     def test_one_without_a_length_is_refused(self):
         answer = self.server.post("/api/package", iter([b"x"]))
         self.assertEqual(answer.problem, (400, "usage"))
