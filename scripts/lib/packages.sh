@@ -17,6 +17,8 @@ PACKAGE_PACKAGES="dpkg-dev gzip lintian man-db sudo nftables iproute2 systemd"
 INSTALL_PACKAGES="mmdebstrap"
 # To measure.
 BENCH_PACKAGES="edid-decode redis-server lrzsz minisign"
+# A browser and Selenium, which is there for Debian's own Python only.
+BROWSER_PACKAGES="chromium chromium-driver python3-selenium fonts-dejavu-core"
 FUZZ_PACKAGES="clang llvm"
 LINT_PACKAGES="clang-format shellcheck codespell cppcheck black flake8 mypy \
     python3-jsonschema"
