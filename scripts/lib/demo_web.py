@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Shows upgrades in the browser: the device, the agent and upgrade-web run in the sandbox, and their
-page is on this machine's loopback address. Ends with Ctrl-C.
+"""Shows upgrades in the browser: device, agent and upgrade-web run in the sandbox, and the page is
+on this machine's loopback address. Ends with Ctrl-C.
 
 usage: python3 -B -m scripts.lib.demo_web WORK [--once]
 
