@@ -22,7 +22,7 @@ import sys
 import threading
 
 from scripts.lib import demo_run
-from tests.harness import web
+from tests.harness import signing, web
 from tests.harness.agent import Agent
 from tests.harness.simulator import Simulator
 
@@ -107,7 +107,7 @@ def inside(work, listener, port, once):
     )
     agent = Agent()
     agent.wait_until_it_listens()
-    server = web.WebServer("/data", 35353, port=port)
+    server = web.WebServer("/data", 35353, port=port, keys=signing.KEYS)
     server.wait_until_reachable()
     Forwarder(socket.socket(fileno=listener), port).start()
     print(

@@ -8,7 +8,7 @@ import os
 from selenium.common import exceptions
 
 from tests.browser.browser import Browser
-from tests.harness import agentcase, wait, web
+from tests.harness import agentcase, signing, wait, web
 from tests.harness.package import Image, build, expected_flash, image_bytes
 
 MAIN = Image("MAIN", image_bytes(3000, "main"))
@@ -24,7 +24,7 @@ GOOD = build(IMAGES)
 # The line's real speed: AUX takes five seconds, so that a test can do something meanwhile.
 SLOW = ("--baud", "57600")
 HISTORY, PASSWORD_FILE = "/data/upgrade-web-history.json", "/data/password"
-RUN_SECONDS = 90
+RUN_SECONDS = 120
 
 
 class BrowserCase(agentcase.AgentCase):
@@ -70,7 +70,8 @@ class BrowserCase(agentcase.AgentCase):
         self.browser.open(self.server.address)
 
     def start_server(self, *options, port=0):
-        self.server = web.WebServer("/data", 35353, "--timeout", "15", *options, port=port)
+        options = ("--timeout", "15", *options)
+        self.server = web.WebServer("/data", 35353, *options, port=port, keys=signing.KEYS)
         self.processes.append(self.server)
         self.stack.callback(self.server.stop)
 
@@ -95,6 +96,10 @@ class BrowserCase(agentcase.AgentCase):
         self.browser.choose("package-file", *paths)
         self.browser.click("upload-start")
         return self.browser.result("upload-result")
+
+    def assert_upload(self, result, *paths):
+        """Uploads files with this result."""
+        self.assertEqual(self.upload(*paths), result, self.browser.text("view-package"))
 
     def start_run(self, mode=2):
         """From the first page to the live view, with the mouse."""

@@ -75,7 +75,7 @@ class Screenshots(browsercase.BrowserCase):
         with open(FILE, "rb") as file:
             content = bytearray(file.read())
         content[-9] ^= 0xFF
-        self.assertEqual(self.upload(self.file("FW.fwm", bytes(content))), "refused")
+        self.assert_upload("refused", self.file("FW.fwm", bytes(content)))
         self.picture("refused", "desktop")
         self.browser.go("upgrade")
         self.browser.reads("upgrade-estimate", "takes")

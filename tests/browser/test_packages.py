@@ -32,7 +32,7 @@ class TestUploads(browsercase.BrowserCase):
 
     def test_good(self):
         self.begin()
-        self.assertEqual(self.upload(self.file("FW.fwm", GOOD)), "done")
+        self.assert_upload("done", self.file("FW.fwm", GOOD))
         self.browser.reads("upload-result", "release 1.0.5")
         self.assertEqual(self.stored(), GOOD)
         # The same again, in the same view.
@@ -43,12 +43,12 @@ class TestUploads(browsercase.BrowserCase):
 
     def test_damaged(self):
         self.begin()
-        self.assertEqual(self.upload(self.file("FW.fwm", damaged(GOOD, len(GOOD) - 9))), "refused")
+        self.assert_upload("refused", self.file("FW.fwm", damaged(GOOD, len(GOOD) - 9)))
         self.browser.reads("upload-result", "release 1.0.4")
         self.assertRegex(self.browser.text("upload-findings"), r"Error at byte \d+: .*checksum")
         self.assert_untouched()
         # The page stays usable.
-        self.assertEqual(self.upload(self.file("FW.fwm", GOOD)), "done")
+        self.assert_upload("done", self.file("FW.fwm", GOOD))
 
     def test_foreign(self):
         self.begin()
@@ -57,7 +57,7 @@ class TestUploads(browsercase.BrowserCase):
             ("text.fwm", b"This is not a package.\n"),
         ):
             with self.subTest(name):
-                self.assertEqual(self.upload(self.file(name, content)), "refused")
+                self.assert_upload("refused", self.file(name, content))
                 self.browser.reads("upload-findings", "Error at byte")
                 self.assert_untouched()
 
@@ -95,7 +95,7 @@ class TestUploads(browsercase.BrowserCase):
         wait.until(lambda: os.listdir("/data") and not self.leftovers(), what="end of the upload")
         self.assert_untouched()
         browser.upload_speed(-1)
-        self.assertEqual(self.upload(self.file("FW.fwm", GOOD)), "done")
+        self.assert_upload("done", self.file("FW.fwm", GOOD))
 
     @staticmethod
     def leftovers():
@@ -118,11 +118,12 @@ class TestUploads(browsercase.BrowserCase):
         self.server.kill()
         self.assertEqual(browser.result("upload-result"), "failed")
         self.assertEqual(self.stored(), OLD)
+        browser.shown("connection")
         browser.upload_speed(-1)
         self.start_server(port=port)
         browser.hidden("connection", 60)
         browser.errors()
-        self.assertEqual(self.upload(self.file("FW.fwm", GOOD)), "done")
+        self.assert_upload("done", self.file("FW.fwm", GOOD))
 
 
 class TestSignatures(browsercase.BrowserCase):
@@ -138,14 +139,14 @@ class TestSignatures(browsercase.BrowserCase):
         signing.install(key)
         self.begin(images=())
         package = self.file("FW.fwm", GOOD)
-        self.assertEqual(self.upload(package), "refused")
+        self.assert_upload("refused", package)
         self.browser.reads("upload-result", "sign")
         wrong = self.file("other.minisig", other.sign(GOOD))
-        self.assertEqual(self.upload(package, wrong), "refused")
+        self.assert_upload("refused", package, wrong)
         self.assertFalse(os.path.exists(agentcase.PACKAGE))
         self.assertFalse(os.path.exists(signing.SIGNATURE))
         good = key.sign(GOOD, "release 5")
-        self.assertEqual(self.upload(package, self.file("FW.fwm.minisig", good)), "done")
+        self.assert_upload("done", package, self.file("FW.fwm.minisig", good))
         self.assertEqual(signing.content(signing.SIGNATURE), good)
         self.browser.go("module")
         self.browser.reads("package-signature", "trusted")

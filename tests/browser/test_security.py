@@ -112,7 +112,7 @@ class TestMarkup(browsercase.BrowserCase):
         browser.go("package")
         browser.choose("package-file", self.file(name, b"no package"))
         self.assert_text(name, "chosen")
-        self.assertEqual(self.upload(self.file(IMG.replace("/", "") + ".fwm", content)), "done")
+        self.assert_upload("done", self.file(IMG.replace("/", "") + ".fwm", content))
         self.assert_text(SCRIPT, "upload-result")
         browser.go("module")
         self.assert_text(SCRIPT, "package-model")

@@ -21,7 +21,7 @@ class TestUpgrades(browsercase.BrowserCase):
         browser.reads("agent-state", "Ready")
         browser.shown("package-none")
         browser.shown("history-empty")
-        self.assertEqual(self.upload(self.file("FW.fwm", GOOD)), "done")
+        self.assert_upload("done", self.file("FW.fwm", GOOD))
         browser.click("nav-module")
         browser.reads("package-model", "HX-8")
         browser.reads("package-release", "1.0.5")

@@ -78,9 +78,9 @@ class TestViews(browsercase.BrowserCase):
         self.browser.go("upgrade")
         self.browser.shown("upgrade-problem")
         self.check("upgrade without a package")
-        self.assertEqual(self.upload(self.file("FW.fwm", b"no package")), "refused")
+        self.assert_upload("refused", self.file("FW.fwm", b"no package"))
         self.check("refused")
-        self.assertEqual(self.upload(self.file("FW.fwm", GOOD)), "done")
+        self.assert_upload("done", self.file("FW.fwm", GOOD))
         self.check("accepted")
 
     def test_upgrade_and_run(self):

@@ -74,7 +74,7 @@ class Events:
 class WebServer(Process):
     """The server on the loopback address, by default on a free port."""
 
-    def __init__(self, folder, agent_port, *options, port=0):
+    def __init__(self, folder, agent_port, *options, port=0, keys=None):
         self.folder = folder
         self.package = os.path.join(folder, "FW.fwm")
         super().__init__(
@@ -91,7 +91,7 @@ class WebServer(Process):
                 "--package",
                 self.package,
                 "--keys",
-                os.path.join(folder, "keys"),
+                keys or os.path.join(folder, "keys"),
                 "--password-file",
                 os.path.join(folder, "password"),
                 *options,
