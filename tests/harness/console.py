@@ -14,8 +14,8 @@ PORT = 35353
 class Console:
     """One connection. Received bytes are kept from the last mark on."""
 
-    def __init__(self, address="127.0.0.1"):
-        self.socket = socket.create_connection((address, PORT), 10)
+    def __init__(self, address="127.0.0.1", port=PORT):
+        self.socket = socket.create_connection((address, port), 10)
         self.socket.settimeout(None)
         self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         self.port = self.socket.getsockname()[1]

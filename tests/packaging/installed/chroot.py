@@ -6,7 +6,7 @@ import os
 import shlex
 import subprocess
 
-ROOT = os.environ["THROW_AWAY_ROOT"]
+ROOT = os.environ.get("THROW_AWAY_ROOT", "")
 NAMESPACES = [
     "unshare",
     "--mount",

@@ -1,0 +1,155 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Builds the disks of the virtual module: a root with the Debian packages, and /data.
+
+usage: python3 -B -m tests.vm.image FOLDER PACKAGE...
+
+FOLDER has base.tar and gets: root.img and data.img, ext4 without a partition table; kernel; id_ed25519, the
+key for root's SSH login. No loop device and no mount is needed. Nothing is built again while
+base.tar, the packages and this file stay the same.
+"""
+
+import glob
+import hashlib
+import os
+import shutil
+import subprocess
+import sys
+
+from tests.packaging.installed import chroot
+from tests.vm import kernel
+
+ROOT_MIB = 640
+DATA_MIB = 64
+# The addresses of QEMU's user network.
+ADDRESS = "10.0.2.15/24"
+# What would only take time or write on its own.
+MASKED = (
+    "apt-daily.timer",
+    "apt-daily-upgrade.timer",
+    "dpkg-db-backup.timer",
+    "e2scrub_all.timer",
+    "e2scrub_reap.service",
+    "fstrim.timer",
+    "getty@tty1.service",
+    "serial-getty@ttyS0.service",
+    "serial-getty@ttyAMA0.service",
+    "systemd-networkd-wait-online.service",
+)
+FILES = {
+    "etc/hostname": "module\n",
+    "etc/hosts": "127.0.0.1 localhost module\n",
+    "etc/fstab": "/dev/root / ext4 defaults 0 0\nLABEL=data /data ext4 defaults 0 2\n",
+    "etc/systemd/network/module.network": (
+        f"[Match]\nName=en* eth*\n\n[Network]\nAddress={ADDRESS}\nLinkLocalAddressing=no\n"
+    ),
+    "etc/systemd/journald.conf.d/module.conf": "[Journal]\nStorage=persistent\n",
+    "etc/ssh/sshd_config.d/module.conf": "UseDNS no\nUsePAM no\n",
+}
+ENABLED = ("systemd-networkd.service",)
+
+
+def write(root, name, text, mode=0o644):
+    path = os.path.join(root, name)
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with open(path, "w", encoding="utf-8") as file:
+        file.write(text)
+    os.chmod(path, mode)
+
+
+def digest(paths):
+    """One digest of the contents of files, in this order."""
+    total = hashlib.sha256()
+    for path in paths:
+        with open(path, "rb") as file:
+            total.update(hashlib.file_digest(file, "sha256").digest())
+    return total.hexdigest()
+
+
+def make_key(folder):
+    """The key pair for root's login; returns the public key."""
+    path = os.path.join(folder, "id_ed25519")
+    if not os.path.exists(path):
+        subprocess.run(
+            ["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-C", "module", "-f", path], check=True
+        )
+    with open(path + ".pub", encoding="ascii") as file:
+        return file.read()
+
+
+def install(root, packages):
+    """apt installs the packages, as an administrator would; there is no network."""
+    folder = os.path.join(root, "var/tmp")
+    names = [shutil.copy(package, folder) for package in packages]
+    chroot.run(
+        "apt-get",
+        "install",
+        "-y",
+        *("/var/tmp/" + os.path.basename(name) for name in names),
+        root=root,
+    )
+    for name in names:
+        os.remove(name)
+
+
+def configure(root, key):
+    for name, text in FILES.items():
+        write(root, name, text)
+    write(root, "etc/machine-id", "uninitialized\n")
+    write(root, "root/.ssh/authorized_keys", key, 0o600)
+    os.chmod(os.path.join(root, "root/.ssh"), 0o700)
+    for unit in MASKED:
+        chroot.run("systemctl", "mask", unit, root=root)
+    for unit in ENABLED:
+        chroot.run("systemctl", "enable", unit, root=root)
+
+
+def make_disk(path, mib, label, folder=None):
+    with open(path, "wb") as file:
+        file.truncate(mib << 20)
+    command = ["/usr/sbin/mke2fs", "-q", "-F", "-t", "ext4", "-L", label]
+    if folder:
+        command += ["-d", folder]
+    subprocess.run([*command, path], check=True)
+
+
+def make_kernel(root, path):
+    """The kernel in the form that starts quickest."""
+    (source,) = glob.glob(os.path.join(root, "boot/vmlinuz-*"))
+    with open(source, "rb") as file:
+        image = file.read()
+    if "arm64" not in source:
+        image = kernel.unpacked(image)
+    with open(path, "wb") as file:
+        file.write(image)
+
+
+def build(folder, packages):
+    """Builds the disks, unless they are there already."""
+    mark = os.path.join(folder, "image.digest")
+    wanted = digest([os.path.join(folder, "base.packages"), *packages, __file__])
+    if os.path.exists(mark):
+        with open(mark, encoding="ascii") as file:
+            if file.read() == wanted:
+                return
+        os.remove(mark)
+    root = os.path.join(folder, "root")
+    shutil.rmtree(root, ignore_errors=True)
+    os.makedirs(root)
+    subprocess.run(
+        ["tar", "-x", "--numeric-owner", "--xattrs", "-C", root, "--exclude=./dev/*", "-f"]
+        + [os.path.join(folder, "base.tar")],
+        check=True,
+    )
+    make_kernel(root, os.path.join(folder, "kernel"))
+    install(root, packages)
+    configure(root, make_key(folder))
+    # /data is empty on its own disk; the folder below it is the mount point.
+    make_disk(os.path.join(folder, "data.img"), DATA_MIB, "data")
+    make_disk(os.path.join(folder, "root.img"), ROOT_MIB, "root", root)
+    shutil.rmtree(root)
+    with open(mark, "w", encoding="ascii") as file:
+        file.write(wanted)
+
+
+if __name__ == "__main__":
+    build(sys.argv[1], sys.argv[2:])
