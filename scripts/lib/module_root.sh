@@ -5,7 +5,7 @@
 . scripts/lib/archive.sh
 
 # What a network module has besides the agent: systemd, sudo, SSH to operate it.
-MODULE_PACKAGES="adduser bzip2 dbus e2fsprogs iproute2 kmod mount openssh-server psmisc sudo systemd \
+MODULE_ROOT_PACKAGES="adduser bzip2 dbus e2fsprogs iproute2 kmod mount openssh-server psmisc sudo systemd \
     systemd-sysv udev"
 
 # The cloud kernel has NVMe, ext4 and the 8250 built in, and starts without an initrd. Its package is
@@ -34,7 +34,7 @@ make_module_root() {
     architecture=$2
     shift 2
     # shellcheck disable=SC2086  # a list of words on purpose
-    wanted=$(printf '%s\n' $MODULE_PACKAGES "$@" | sort -u | paste -s -d ,)
+    wanted=$(printf '%s\n' $MODULE_ROOT_PACKAGES "$@" | sort -u | paste -s -d ,)
     if [ "$(cat "$folder/base.packages" 2>/dev/null)" = "$wanted" ]; then
         return 0
     fi

@@ -15,6 +15,9 @@ TEST_PACKAGES="edid-decode bzip2 minisign mold openssh-client openssh-sftp-serve
 PACKAGE_PACKAGES="dpkg-dev gzip lintian man-db sudo nftables iproute2 systemd"
 # To install the Debian packages into a throw-away root.
 INSTALL_PACKAGES="mmdebstrap"
+# To boot a module in a virtual machine.
+MODULE_VM_PACKAGES="mmdebstrap e2fsprogs kmod lz4 openssh-client openssh-sftp-server \
+    qemu-system-x86 qemu-system-arm"
 # To measure.
 BENCH_PACKAGES="edid-decode redis-server lrzsz minisign"
 # A browser and Selenium, which is there for Debian's own Python only.

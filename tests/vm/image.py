@@ -3,9 +3,9 @@
 
 usage: python3 -B -m tests.vm.image FOLDER PACKAGE...
 
-FOLDER has base.tar and gets: root.img and data.img, ext4 without a partition table; kernel; id_ed25519, the
-key for root's SSH login. No loop device and no mount is needed. Nothing is built again while
-base.tar, the packages and this file stay the same.
+FOLDER has base.tar and gets: root.img and data.img, ext4 without a partition table; kernel;
+id_ed25519, the key for root's SSH login. No loop device and no mount is needed. Nothing is built
+again while base.tar, the packages and this file stay the same.
 """
 
 import glob

@@ -3,9 +3,17 @@
 
 import dataclasses
 import os
+import platform
 
 SSH_PORT, CONSOLE_PORT = 22, 35353
 MEMORY_MIB = 512
+PROGRAMS = {"amd64": "qemu-system-x86_64", "arm64": "qemu-system-aarch64"}
+_MACHINES = {"x86_64": "amd64", "aarch64": "arm64"}
+
+
+def own():
+    """The architecture of this machine."""
+    return _MACHINES[platform.machine()]
 
 
 @dataclasses.dataclass(frozen=True)
@@ -55,12 +63,12 @@ class Machine:
 
     def _board(self):
         if self.architecture == "arm64":
-            return ["qemu-system-aarch64", "-M", f"virt,gic-version=2,accel={self.accelerator}"] + [
+            return [PROGRAMS["arm64"], "-M", f"virt,gic-version=2,accel={self.accelerator}"] + [
                 "-cpu",
                 "cortex-a53",
             ]
         # Not the processor "max", for which udev loads crypto modules.
-        return ["qemu-system-x86_64", "-M", f"q35,accel={self.accelerator}", "-cpu", "qemu64"]
+        return [PROGRAMS["amd64"], "-M", f"q35,accel={self.accelerator}", "-cpu", "qemu64"]
 
     def _disks(self):
         words = []

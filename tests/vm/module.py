@@ -14,9 +14,10 @@ from tests.vm import machine
 from tests.vm.qmp import Qmp
 
 READY = re.compile(r"Started.* upgrade-agent")
-BOOT_SECONDS = 240
-COMMAND_SECONDS = 120
-LOGIN_SECONDS = 60
+# For a machine that does much else; every wait ends on its condition.
+BOOT_SECONDS = 600
+COMMAND_SECONDS = 300
+LOGIN_SECONDS = 120
 
 
 class NotReady(AssertionError):
@@ -42,16 +43,19 @@ class VirtualModule:
     """One virtual module with private copies of the disks in `image`, or with the given disks.
 
     start(), wait_until_ready(), then run() and console(); power_off() ends it in order, crash() as
-    a power cut does. The disks stay in `folder` and start() may follow again.
+    a power cut does. The disks stay in `disk_folder`, which is `folder` unless it is given, and
+    start() may follow again. `options` are those of Machine.
     """
 
-    def __init__(self, image, folder, architecture="amd64", disks=None, **options):
-        os.makedirs(folder, exist_ok=True)
+    def __init__(self, image, folder, architecture="amd64", disks=None, disk_folder="", **options):
+        disk_folder = disk_folder or folder
+        for path in (folder, disk_folder):
+            os.makedirs(path, exist_ok=True)
         self.image = image
         self.folder = folder
         if disks is None:
             disks = tuple(
-                machine.Disk(name, copy_disk(f"{image}/{name}.img", f"{folder}/{name}.img"))
+                machine.Disk(name, copy_disk(f"{image}/{name}.img", f"{disk_folder}/{name}.img"))
                 for name in ("root", "data")
             )
         ssh_port, console_port = free_ports(2)
@@ -64,8 +68,14 @@ class VirtualModule:
             console_port,
             **options,
         )
-        self.process = None
+        self._process: Process | None = None
         self._ready_count = 0
+
+    @property
+    def process(self):
+        """QEMU; started once at least."""
+        assert self._process is not None
+        return self._process
 
     def start(self):
         """Starts QEMU; the guest boots meanwhile."""
@@ -73,7 +83,7 @@ class VirtualModule:
             if os.path.exists(self.machine.path(name)):
                 os.remove(self.machine.path(name))
         self._ready_count = 0
-        self.process = Process(
+        self._process = Process(
             "qemu", self.machine.command(), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL
         )
         return self
@@ -120,13 +130,15 @@ class VirtualModule:
 
     def run(self, command, check=True, seconds=COMMAND_SECONDS, **more):
         """Runs a shell command as root; an AssertionError shows why it failed."""
-        done = subprocess.run(
+        options: dict = {"text": True, **more}
+        if "input" not in more:
+            options["stdin"] = subprocess.DEVNULL
+        done: subprocess.CompletedProcess = subprocess.run(
             self.ssh_command("--", command),
-            stdin=None if "input" in more else subprocess.DEVNULL,
             capture_output=True,
             check=False,
             timeout=seconds,
-            **{"text": True, **more},
+            **options,
         )
         if check and done.returncode:
             raise AssertionError(f"{command}: {done.returncode}\n{done.stdout}{done.stderr}")
@@ -170,7 +182,7 @@ class VirtualModule:
 
     def crash(self):
         """Ends QEMU at once, as a power cut does."""
-        if self.process:
+        if self._process:
             self.process.kill()
         self.close_ssh()
 

@@ -10,7 +10,7 @@ class QmpError(RuntimeError):
 
 
 class Qmp:
-    """A connection; the answers come in the order of the commands, events in between are skipped."""
+    """A connection; answers come in the order of the commands, events are skipped."""
 
     def __init__(self, path, seconds=30):
         self.socket = socket.socket(socket.AF_UNIX)

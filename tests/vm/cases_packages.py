@@ -1,0 +1,81 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Upgrades of the agent's own Debian package on a running module."""
+
+import contextlib
+import os
+import re
+import subprocess
+import tempfile
+
+from tests.harness import package
+from tests.vm import case
+
+OLD_VERSION = "0.0.1"
+
+
+def with_version(source, folder, version):
+    """The same Debian package with another version."""
+    root = os.path.join(folder, "unpacked")
+    subprocess.run(["dpkg-deb", "-R", source, root], check=True)
+    control = os.path.join(root, "DEBIAN/control")
+    with open(control, encoding="utf-8") as file:
+        text = re.sub(r"(?m)^Version: .*$", f"Version: {version}", file.read())
+    with open(control, "w", encoding="utf-8") as file:
+        file.write(text)
+    target = os.path.join(folder, f"upgrade-agent_{version}.deb")
+    subprocess.run(
+        ["dpkg-deb", "--root-owner-group", "-Zgzip", "-b", root, target],
+        check=True,
+        stdout=subprocess.DEVNULL,
+    )
+    return target
+
+
+class TestPackages(case.ModuleCase):
+    def install(self, source):
+        """apt installs a package file, older versions included."""
+        with open(source, "rb") as file:
+            self.module.run("cat >/root/agent.deb", input=file.read(), text=False)
+        self.module.run(
+            "DEBIAN_FRONTEND=noninteractive apt-get install -y --allow-downgrades /root/agent.deb"
+        )
+
+    def version(self):
+        return self.shell("dpkg-query -W -f '${Status} ${Version}' upgrade-agent")
+
+    def program(self, pid):
+        """The program that a process runs; a replaced one is marked as deleted."""
+        return self.shell(f"readlink /proc/{pid}/exe")
+
+    def test_1_downgrade_at_rest(self):
+        """a downgrade of the package leaves the agent running until it is restarted"""
+        pid = self.agent_pid()
+        with tempfile.TemporaryDirectory() as folder:
+            self.install(with_version(self.environment.package, folder, OLD_VERSION))
+        self.assertEqual(self.version(), f"install ok installed {OLD_VERSION}")
+        self.assertEqual(self.agent_pid(), pid)
+        self.assertEqual(self.program(pid), "/usr/sbin/upgrade-agent (deleted)")
+        self.upgrade_console("ping")
+        self.module.run("systemctl restart upgrade-agent")
+        pid = self.agent_pid()
+        self.assertEqual(self.program(pid), "/usr/sbin/upgrade-agent")
+        self.upgrade_console("ping")
+
+    def test_2_upgrade_during_a_run(self):
+        """an upgrade of the package during an upgrade of the device does not interrupt it"""
+        pid = self.agent_pid()
+        chip = package.Image("MAIN", package.image_bytes(60000, "run"))
+        self.upgrade_console("put", *self.ssh_options(), self.write_package([chip]))
+        with contextlib.closing(self.module.console()) as client:
+            client.send("UPGRADE||MAIN,0,0")
+            client.wait_for("Writing...", 60)
+            self.install(self.environment.package)
+            self.assertNotIn("UPGRADESUCCESS", client.lines, "the run ended before the package")
+            client.wait_for("UPGRADESUCCESS", 120)
+        self.assert_flash([chip])
+        self.assertEqual(self.agent_pid(), pid)
+        self.assertNotIn(OLD_VERSION, self.version())
+        self.assertEqual(self.program(pid), "/usr/sbin/upgrade-agent (deleted)")
+        self.module.run("systemctl restart upgrade-agent")
+        self.assertEqual(self.program(self.agent_pid()), "/usr/sbin/upgrade-agent")
+        self.upgrade_console("ping")

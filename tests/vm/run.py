@@ -1,0 +1,116 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Runs cases in virtual modules; scripts/module-vm starts it."""
+
+import argparse
+import subprocess
+import sys
+import time
+import unittest
+
+from scripts.lib import results
+from tests.vm import (
+    case,
+    cases_boots,
+    cases_day,
+    cases_packages,
+    cases_quick,
+    cases_running,
+    machine,
+)
+from tests.vm.module import VirtualModule
+
+QUICK = (cases_quick,)
+ALL = (*QUICK, cases_running, cases_boots, cases_packages, cases_day)
+
+
+class Result(unittest.TestResult):
+    """Prints a line for each case as it ends, and keeps (case, result, seconds)."""
+
+    def __init__(self):
+        super().__init__()
+        self.rows = []
+        self._begin = 0.0
+        self._seen = 0
+
+    def startTest(self, test):
+        super().startTest(test)
+        self._begin = time.monotonic()
+
+    def _problems(self):
+        return [*self.failures, *self.errors]
+
+    def stopTest(self, test):
+        super().stopTest(test)
+        is_new = len(self._problems()) > self._seen
+        self._seen = len(self._problems())
+        self.add(test.shortDescription() or str(test), "FAILED" if is_new else "passed")
+
+    def add(self, name, result):
+        seconds = time.monotonic() - self._begin
+        self.rows.append((name, result, f"{seconds:.0f} s"))
+        print(f"{result:6} {seconds:5.0f} s  {name}", flush=True)
+        self._begin = time.monotonic()
+
+
+def selected(modules, words):
+    """The cases of modules whose name contains one of the words, class by class."""
+    suite = unittest.TestSuite()
+    for module in modules:
+        group: unittest.TestSuite
+        for group in unittest.defaultTestLoader.loadTestsFromModule(module):  # type: ignore
+            cases = [one for one in group if not words or any(word in str(one) for word in words)]
+            suite.addTest(unittest.TestSuite(cases))
+    return suite
+
+
+def run(modules, words):
+    """Runs the cases; returns the rows of the report and whether all passed."""
+    result = Result()
+    selected(modules, words).run(result)
+    for test, text in [*result.failures, *result.errors]:
+        print(f"\n== {test}\n{text}", file=sys.stderr)
+    print(f"{result.testsRun} cases, {len(result.failures) + len(result.errors)} failed")
+    return result.rows, result.testsRun > 0 and result.wasSuccessful()
+
+
+def shell():
+    """A module for people: root's shell, and the addresses of the console and of the device."""
+
+    class Shell(case.ModuleCase):
+        """Never run as a test."""
+
+    try:
+        Shell.setUpClass()
+        module: VirtualModule = Shell.module
+        print(f"upgrade-console --host 127.0.0.1 --port {module.machine.console_port}")
+        print(f"device-simulator's control socket: {Shell.simulator.control_path}")
+        return subprocess.run(module.ssh_command(), check=False).returncode
+    finally:
+        Shell.doClassCleanups()
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="scripts/module-vm", description=__doc__)
+    what = parser.add_mutually_exclusive_group(required=True)
+    what.add_argument("--quick", action="store_true", help="a boot and two upgrades")
+    what.add_argument("--all", action="store_true", help="every case")
+    what.add_argument("--shell", action="store_true", help="root's shell in a module")
+    parser.add_argument("--arch", choices=tuple(machine.PROGRAMS), default=machine.own())
+    parser.add_argument("--record", action="store_true", help="write the table of the results page")
+    parser.add_argument("case", nargs="*", help="only the cases whose name contains this word")
+    parser.add_argument("--print-architecture", action="store_true", help=argparse.SUPPRESS)
+    options = parser.parse_args()
+    if options.print_architecture:
+        print(options.arch)
+        return 0
+    if options.shell:
+        return shell()
+    rows, is_good = run(QUICK if options.quick else ALL, options.case)
+    if options.record:
+        table = results.table(("case", "result", "time"), rows, right=(2,))
+        results.record(f"module-vm-{options.arch}", table, case.Environment().accelerator)
+    return 0 if is_good else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
