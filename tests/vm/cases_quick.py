@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """The shortest complete check: a boot, an upgrade of the device, an upgrade of the module."""
 
+import os
 import re
 
-from tests.vm import case
+from tests.vm import case, disk
 
 DEB_FIELDS = "dpkg-query -W -f '${db:Status-Abbrev}${Version}' upgrade-agent"
 
@@ -50,3 +51,10 @@ class TestQuick(case.ModuleCase):
         self.assertNotEqual(self.boot_id(), before)
         self.assert_firmware("1.24", files)
         self.assertEqual(self.shell("systemctl is-active upgrade-agent"), "active")
+
+    def test_5_power_off(self):
+        """the power button stops the module, and leaves both file systems in order"""
+        self.module.power_off()
+        self.assertIn("reboot: Power down", self.module.console_text())
+        for name in ("root.img", "data.img"):
+            self.assertEqual(disk.check(os.path.join(self.folder, name)), "")

@@ -77,7 +77,7 @@ def make_key(folder):
 
 
 def install(root, packages):
-    """apt installs the packages, as an administrator would; there is no network."""
+    """apt installs the packages, as an administrator would, without a network."""
     folder = os.path.join(root, "var/tmp")
     names = [shutil.copy(package, folder) for package in packages]
     chroot.run(

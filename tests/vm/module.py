@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """The virtual module while it runs."""
 
+import contextlib
 import os
 import re
 import shlex
@@ -164,9 +165,6 @@ class VirtualModule:
         """A console client, connected to the agent."""
         return Console(port=self.machine.console_port)
 
-    def qmp(self):
-        return Qmp(self.machine.path("qmp"))
-
     def close_ssh(self):
         """Ends the shared connection, if there is one."""
         if os.path.exists(self.machine.path("ssh")):
@@ -174,11 +172,12 @@ class VirtualModule:
                 [*self.ssh_command("-O", "exit")], capture_output=True, check=False, timeout=30
             )
 
-    def power_off(self, seconds=120):
+    def power_off(self, seconds=BOOT_SECONDS):
         """Presses the power button and waits until the system has stopped."""
-        self.run("systemctl poweroff", check=False)
-        self.process.popen.wait(seconds)
         self.close_ssh()
+        with contextlib.closing(Qmp(self.machine.path("qmp"))) as qmp:
+            qmp("system_powerdown")
+        self.process.popen.wait(seconds)
 
     def crash(self):
         """Ends QEMU at once, as a power cut does."""

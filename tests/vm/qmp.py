@@ -16,21 +16,20 @@ class Qmp:
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.settimeout(seconds)
         self.socket.connect(path)
-        self.file = self.socket.makefile("rwb")
+        self.file = self.socket.makefile("rb")
         self._read()
         self("qmp_capabilities")
 
     def _read(self):
         line = self.file.readline()
         if not line:
-            raise QmpError("QEMU closed the connection")
+            raise QmpError("QEMU has closed the connection")
         return json.loads(line)
 
     def __call__(self, command, **arguments):
         """Runs a command and returns its value."""
         request = {"execute": command, **({"arguments": arguments} if arguments else {})}
-        self.file.write(json.dumps(request).encode() + b"\n")
-        self.file.flush()
+        self.socket.sendall(json.dumps(request).encode() + b"\n")
         while True:
             answer = self._read()
             if "error" in answer:

@@ -32,6 +32,13 @@ class Result(unittest.TestResult):
         self._begin = 0.0
         self._seen = 0
 
+    def addError(self, test, err):
+        super().addError(test, err)
+        # A class whose module did not boot has no case that could end.
+        if not isinstance(test, unittest.TestCase):
+            self._seen = len(self._problems())
+            self.add(str(test), "FAILED")
+
     def startTest(self, test):
         super().startTest(test)
         self._begin = time.monotonic()
