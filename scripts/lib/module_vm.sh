@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=sh
-# The Debian of the virtual module, without the agent: a tar file of its root and its kernel.
+# Builds the virtual module, for the scripts that boot it.
 
-. scripts/lib/archive.sh
+. scripts/lib/packages.sh
+. scripts/lib/throw_away_root.sh
 
 # What a network module has besides the agent: systemd, sudo, SSH to operate it.
 MODULE_ROOT_PACKAGES="adduser bzip2 dbus e2fsprogs iproute2 kmod mount openssh-server psmisc sudo systemd \
@@ -50,4 +51,27 @@ make_module_root() {
         --customize-hook="sh $folder/unpack-kernel \"\$1\"" \
         "$suite" "$folder/base.tar" "deb $archive $suite main"
     echo "$wanted" >"$folder/base.packages"
+}
+
+# build_module ARCHITECTURE: installs what is missing and builds the packages, the root and the disks,
+# each only if something in it has changed. Sets what tests.vm expects in its environment.
+build_module() {
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "The root file system of the module can be made by root only." >&2
+        return 2
+    fi
+    # shellcheck disable=SC2086  # a list of words on purpose
+    install_packages bzip2 $MODULE_VM_PACKAGES
+    scripts/package
+    packages=build/package
+    if [ "$1" != "$(dpkg --print-architecture)" ]; then
+        scripts/cross-build "$1" --no-tests
+        packages=build/$1
+    fi
+    MODULE_PACKAGE=$(ls "$packages"/upgrade-agent_*.deb)
+    export MODULE_PACKAGE MODULE_ARCHITECTURE="$1" MODULE_IMAGE="$PWD/build/module-vm/$1"
+    export MODULE_PROGRAMS="$PWD/build/package/bin"
+    # shellcheck disable=SC2046  # a list of words on purpose
+    make_module_root "$MODULE_IMAGE" "$1" $(needed_packages "$MODULE_PACKAGE")
+    python3 -B -m tests.vm.image "$MODULE_IMAGE" "$MODULE_PACKAGE"
 }
