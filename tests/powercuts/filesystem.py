@@ -1,0 +1,73 @@
+# SPDX-License-Identifier: Apache-2.0
+"""An ext4 file system in a file: repair as at the start of a module, and reading without a mount."""
+
+import contextlib
+import dataclasses
+import os
+import subprocess
+import tempfile
+
+# Statuses of e2fsck.
+CLEAN = 0
+REPAIRED = 1
+FAILED = 8
+
+
+@dataclasses.dataclass(frozen=True)
+class Repair:
+    """The repair that a module does at its start, and a complete check after it."""
+
+    status: int
+    check_status: int
+    output: str
+
+    @property
+    def succeeded(self):
+        return self.status in (CLEAN, REPAIRED) and self.check_status == CLEAN
+
+
+def run(*command):
+    return subprocess.run(
+        command,
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        text=True,
+    )
+
+
+@contextlib.contextmanager
+def repaired(image):
+    """Repairs the file system without questions, and restores the image's bytes at the end."""
+    with tempfile.TemporaryDirectory(dir=os.path.dirname(image)) as folder:
+        undo = os.path.join(folder, "undo")
+        repair = run("e2fsck", "-p", "-z", undo, image)
+        try:
+            check = run("e2fsck", "-fn", image)
+            yield Repair(repair.returncode, check.returncode, repair.stdout + check.stdout)
+        finally:
+            restore(image, undo, repair.returncode)
+
+
+def restore(image, undo, status):
+    """Undoes a repair. One that could not read the superblock has changed nothing."""
+    restored = run("e2undo", undo, image)
+    if restored.returncode and status != FAILED:
+        raise OSError(f"{image}: e2undo: {restored.stdout}")
+
+
+def read_tree(image, folder):
+    """The ordinary files of a folder in an image: path from the folder to bytes."""
+    with tempfile.TemporaryDirectory() as copy:
+        run("debugfs", "-R", f"rdump {folder} {copy}", image)
+        top = os.path.join(copy, os.path.basename(folder.rstrip("/")))
+        return dict(files_of(top))
+
+
+def files_of(top):
+    for folder, _, names in os.walk(top):
+        for name in names:
+            path = os.path.join(folder, name)
+            if os.path.isfile(path) and not os.path.islink(path):
+                with open(path, "rb") as file:
+                    yield os.path.relpath(path, top), file.read()
