@@ -67,7 +67,7 @@ def reordered(entries, start, end, count, seed):
     choice = random.Random(seed)
     if not moments:
         return []
-    cuts = set()
+    cuts: set[Cut] = set()
     for whole in itertools.islice(itertools.cycle(spread(moments, count)), 4 * count):
         share = choice.random()
         lost = frozenset(n for n in unflushed(entries, whole) if choice.random() < share)

@@ -19,7 +19,11 @@ from tests.powercuts.findings import (
     state_table,
 )
 
-OLD, NEW, EMPTY, PARTIAL, MISSING = FileState
+OLD = FileState.OLD
+NEW = FileState.NEW
+EMPTY = FileState.EMPTY
+PARTIAL = FileState.PARTIAL
+MISSING = FileState.MISSING
 FILES = {"bin/one": b"1" * 3000, "two": b"", "bin/lib/three": b"3"}
 EXPECTED = Expected(
     Module({"a": b"old a", "b": b"old b"}, None, b"package", b"1.0"),
