@@ -27,16 +27,17 @@ class Cut:
     lost: frozenset[int] = frozenset()
 
 
-def in_order(entries, start, end):
-    """Every cut of the entries `start` to `end` on a disk that writes in order, oldest first."""
-    cuts = [Cut(start)]
-    for number in range(start, end):
-        entry = entries[number]
-        if not entry.is_write:
-            continue
-        cuts += [Cut(number, torn) for torn in range(PIECE, entry.size, PIECE)]
-        cuts.append(Cut(number + 1))
-    return cuts
+def in_order(entries, start, end, count):
+    """At most `count` cuts of the entries `start` to `end` on a disk that writes in order, oldest
+    first: those between two writes come before those within a write."""
+    writes = [number for number in range(start, end) if entries[number].is_write]
+    between = [Cut(start), *(Cut(number + 1) for number in writes)]
+    within = [
+        Cut(number, torn) for number in writes for torn in range(PIECE, entries[number].size, PIECE)
+    ]
+    chosen = spread(between, count)
+    chosen += spread(within, count - len(chosen))
+    return sorted(chosen, key=lambda cut: (cut.whole, cut.torn))
 
 
 def spread(items, count):

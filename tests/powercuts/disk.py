@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The disk at the moment of a cut: partitions as files, to which the entries of a log are applied."""
+"""The disk at the moment of a cut: partitions as files that get the entries of a log."""
 
 import contextlib
 import dataclasses

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""An ext4 file system in a file: repair as at the start of a module, and reading without a mount."""
+"""An ext4 file system in a file: repaired as at the start of a module, read without a mount."""
 
 import contextlib
 import dataclasses
@@ -58,7 +58,7 @@ def restore(image, undo, status):
 
 def read_tree(image, folder):
     """The ordinary files of a folder in an image: path from the folder to bytes."""
-    with tempfile.TemporaryDirectory() as copy:
+    with tempfile.TemporaryDirectory(dir=os.path.dirname(image)) as copy:
         run("debugfs", "-R", f"rdump {folder} {copy}", image)
         top = os.path.join(copy, os.path.basename(folder.rstrip("/")))
         return dict(files_of(top))

@@ -65,6 +65,11 @@ class State:
         return set(self.files) <= {state}
 
     @property
+    def incomplete(self):
+        """How many files are there in part, or not at all."""
+        return self.files[FileState.PARTIAL] + self.files[FileState.MISSING]
+
+    @property
     def mixture(self):
         """What the files are, together."""
         if self.all_files(FileState.OLD):
@@ -141,8 +146,6 @@ def state_table(states):
     rows = []
     for (archive, marker, mixture, version), members in kinds.items():
         empty = spread_of([state.files[FileState.EMPTY] for state in members])
-        other = spread_of(
-            [state.files[FileState.MISSING] + state.files[FileState.PARTIAL] for state in members]
-        )
+        other = spread_of([state.incomplete for state in members])
         rows.append((archive, marker, mixture, empty, other, version, len(members)))
     return results.table(HEAD, rows, right=(3, 4, 6))

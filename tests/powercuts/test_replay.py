@@ -103,12 +103,17 @@ class TestReader(unittest.TestCase):
 
 
 class TestCuts(unittest.TestCase):
-    def test_in_order_cuts_divide_a_write_at_pages_only(self):
+    def test_in_order_cuts(self):
+        """Between writes first, and then within a write, at pages only."""
         entries = entries_of((0, A, 0), (0, 0, FLUSH), (8, b"x" * (2 * PAGE + SECTOR), 0))
-        self.assertEqual(
-            cuts.in_order(entries, 0, 3),
-            [cuts.Cut(0), cuts.Cut(1), cuts.Cut(2, PAGE), cuts.Cut(2, 2 * PAGE), cuts.Cut(3)],
-        )
+        between = [cuts.Cut(0), cuts.Cut(1), cuts.Cut(3)]
+        for count, expected in (
+            (2, [between[0], between[2]]),
+            (3, between),
+            (4, [*between[:2], cuts.Cut(2, 2 * PAGE), between[2]]),
+            (9, [*between[:2], cuts.Cut(2, PAGE), cuts.Cut(2, 2 * PAGE), between[2]]),
+        ):
+            self.assertEqual(cuts.in_order(entries, 0, 3, count), expected)
 
     def test_unflushed(self):
         entries = entries_of(

@@ -1,0 +1,117 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Starts the module from the disk after a power cut, and looks at what its agent makes of it."""
+
+import dataclasses
+import os
+import subprocess
+import time
+
+from tests.harness import simulator
+from tests.powercuts import campaign, cuts, findings, recording, scenario
+from tests.powercuts.disk import Partition
+from tests.powercuts.findings import FileState
+from tests.vm import machine
+from tests.vm.module import VirtualModule, copy_disk
+
+MARKER_SECONDS = 300
+# Until a reboot that an install asked for shows on the console.
+REBOOT_SECONDS = 120
+
+
+@dataclasses.dataclass(frozen=True)
+class Booted:
+    """A cut, the state that it left, and the state after the start of the module."""
+
+    judged: campaign.Judged
+    after: findings.State
+    seconds: float
+
+    @property
+    def failures(self):
+        """What is not as it should be: empty after an install that was completed, and after one
+        that had not begun."""
+        before = self.judged.state
+        began = before.marker != "none" or before.mixture == "new"
+        wanted = FileState.NEW if began else FileState.OLD
+        failures = findings.broken_promises(self.after)
+        if not self.after.all_files(wanted):
+            failures.append(f"the files are {self.after.mixture} instead of {wanted.value}")
+        if self.after.version is not wanted:
+            failures.append(f"the version file is not {wanted.value}")
+        if self.after.marker != "none":
+            failures.append("the marker is still there")
+        return failures
+
+
+def choose(judged, count):
+    """About `count` cuts of installs: as many as possible of each kind of state."""
+    kinds: dict[tuple, list] = {}
+    for one in judged:
+        if one.window != "publication":
+            kind = (one.window, one.state.marker, one.state.mixture, bool(one.cut.lost))
+            kinds.setdefault(kind, []).append(one)
+    chosen: list[campaign.Judged] = []
+    for number, members in enumerate(sorted(kinds.values(), key=len)):
+        share = -(-(count - len(chosen)) // (len(kinds) - number))
+        chosen += cuts.spread(members, share)
+    return sorted(chosen, key=judged.index)
+
+
+def keep(partitions, folder):
+    """Copies the disk of a cut, as the cut left it."""
+    os.makedirs(folder, exist_ok=True)
+    for partition in partitions:
+        copy_disk(partition.path, os.path.join(folder, partition.name + ".img"))
+
+
+def partitions_in(folder):
+    return [Partition(name, 0, 0, os.path.join(folder, name + ".img")) for name in recording.NAMES]
+
+
+def start_device(programs, folder):
+    return simulator.Simulator(
+        os.path.join(programs, "device-simulator"),
+        os.path.join(folder, "device"),
+        scenario.DEVICE,
+        ["--listen", "127.0.0.1:0"],
+    )
+
+
+def wait_for_marker(module):
+    """Waits until the agent has removed the marker, or the module reboots."""
+    end = time.monotonic() + MARKER_SECONDS
+    while time.monotonic() < end:
+        try:
+            found = module.run(f"test -e {campaign.MARKER}", check=False, seconds=20).returncode
+        except subprocess.TimeoutExpired:
+            return
+        if found != 0:
+            return
+        time.sleep(1)
+    raise AssertionError(f"the marker is still there after {MARKER_SECONDS} s")
+
+
+def boot(image, programs, folder, judged, expected):
+    """Starts the module from the disk in this folder, and judges its disk after a sync."""
+    started = time.monotonic()
+    with_disks = os.path.join(folder, "module")
+    os.makedirs(with_disks, exist_ok=True)
+    device = start_device(programs, folder)
+    disks = tuple(
+        machine.Disk(partition.name, partition.path) for partition in partitions_in(folder)
+    )
+    module = VirtualModule(image, with_disks, disks=disks, device=device.address)
+    try:
+        module.start().wait_until_ready()
+        wait_for_marker(module)
+        if judged.window == "blocks" and judged.state.marker != "none":
+            module.wait_until_ready(REBOOT_SECONDS)
+        console = module.console()
+        console.sync()
+        console.close()
+        module.run("sync")
+    finally:
+        module.crash()
+        device.kill()
+    after = campaign.judge(partitions_in(folder), expected)
+    return Booted(judged, after, time.monotonic() - started)

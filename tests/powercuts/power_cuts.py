@@ -1,0 +1,156 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The power-cut campaign: what power cuts leave of installs on a virtual module.
+
+A virtual module publishes a package and installs it, and then an image by blocks; QEMU logs every
+write of its disk. The log is replayed up to many cuts, in order and with lost unflushed writes, and
+the disk after each is repaired and compared with the files. The module is started from some of
+these disks. The last part cuts the power while a chip is written. The exit status is 1 if a promise
+was broken.
+"""
+
+import argparse
+import os
+import shutil
+import sys
+import time
+
+from scripts.lib import results
+from tests import ROOT
+from tests.powercuts import booting, campaign, findings, recording, scenario, upgrades
+from tests.powercuts.findings import FileState
+
+PERCENTS = (10, 50, 90)
+SUMMARY = ("part", "order", "cuts", "broken promises", "files empty", "incomplete files")
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(
+        prog="scripts/check power-cuts --", description=__doc__.splitlines()[0]
+    )
+    parser.add_argument(
+        "--image",
+        default=os.path.join(ROOT, "build", "module-vm", "amd64"),
+        metavar="DIR",
+        help="folder of the built virtual module",
+    )
+    parser.add_argument(
+        "--programs",
+        default=os.path.join(ROOT, "build", "release", "bin"),
+        metavar="DIR",
+        help="folder of the built programs",
+    )
+    parser.add_argument(
+        "--folder",
+        default=os.path.join(ROOT, "build", "power-cuts"),
+        metavar="DIR",
+        help="where the recording is kept (build/power-cuts)",
+    )
+    parser.add_argument(
+        "--cuts", type=int, default=200, metavar="N", help="cuts in order, of each part (200)"
+    )
+    parser.add_argument(
+        "--reordered",
+        type=int,
+        default=100,
+        metavar="N",
+        help="cuts with lost writes, of each part (100)",
+    )
+    parser.add_argument(
+        "--boots", type=int, default=24, metavar="N", help="how many disks to start from (24)"
+    )
+    parser.add_argument("--seed", default="1", help="what chooses the lost writes (1)")
+    parser.add_argument(
+        "--replay", action="store_true", help="use the recording of the last time again"
+    )
+    parser.add_argument(
+        "--record", action="store_true", help="write the figures into docs/results.md"
+    )
+    return parser.parse_args()
+
+
+def summary(judged):
+    """The figures of each part, in order and with lost writes."""
+    rows = []
+    for window in scenario.expectations():
+        for order, lost in (("in order", False), ("with lost writes", True)):
+            members = [one for one in judged if one.window == window and bool(one.cut.lost) == lost]
+            if not members:
+                continue
+            broken = sum(bool(one.broken) for one in members)
+            empty = findings.spread_of([one.state.files[FileState.EMPTY] for one in members])
+            incomplete = findings.spread_of([one.state.incomplete for one in members])
+            rows.append((window, order, len(members), broken, empty, incomplete))
+    return results.table(SUMMARY, rows, right=(2, 3, 4, 5))
+
+
+def report(judged):
+    """The summary, and the kinds of states of each install."""
+    parts = [summary(judged)]
+    for window in scenario.expectations():
+        states = [one.state for one in judged if one.window == window]
+        if window != "publication":
+            parts.append(f"Install, {window}:\n\n" + findings.state_table(states))
+    return "\n\n".join(parts)
+
+
+def boot_some(options, replay, chosen):
+    """Starts the module from the disk after each of these cuts. Returns those not well again."""
+    expectations = scenario.expectations()
+    folder = os.path.join(options.folder, "boot")
+    unwell = []
+    cuts = [(one.window, one.cut) for one in chosen]
+    for number, partitions in enumerate(replay.replayed(cuts)):
+        one = chosen[number]
+        shutil.rmtree(folder, ignore_errors=True)
+        booting.keep(partitions, folder)
+        booted = booting.boot(
+            options.image, options.programs, folder, one, expectations[one.window]
+        )
+        verdict = ", ".join(booted.failures) or "well"
+        print(
+            f"started after a cut: {one.window}, entry {one.cut.whole}, marker {one.state.marker},"
+            f" files {one.state.mixture}: {verdict}, {booted.seconds:.0f} s",
+            flush=True,
+        )
+        if booted.failures:
+            unwell.append(booted)
+    return unwell
+
+
+def show_broken(judged):
+    for one in judged:
+        if one.broken:
+            print(f"{one.window}, {one.cut}: {', '.join(one.broken)}")
+
+
+def main():
+    options = parse_arguments()
+    record = recording.Recording(os.path.join(options.folder, "recording"))
+    if not options.replay:
+        shutil.rmtree(record.folder, ignore_errors=True)
+        recording.Recorder(options.image, options.programs, record).record()
+    replay = campaign.Campaign(record, options.cuts, options.reordered, options.seed)
+    begin = time.monotonic()
+    judged = replay.judged(scenario.expectations())
+    text = report(judged)
+    print(f"{len(judged)} cuts judged in {time.monotonic() - begin:.0f} s\n\n{text}\n", flush=True)
+    show_broken(judged)
+    chosen = booting.choose(judged, options.boots)
+    unwell = boot_some(options, replay, chosen)
+    text += f"\n\nStarted from {len(chosen)} of these disks: {len(chosen) - len(unwell)} are well."
+    upgrades.UpgradeCuts(
+        options.image, options.programs, os.path.join(options.folder, "upgrades")
+    ).run(PERCENTS)
+    percents = ", ".join(f"{percent} %" for percent in PERCENTS)
+    text += (
+        f"\n\nPower cuts of the module at {percents} of an upgrade of a chip:"
+        " the next upgrade succeeded after each."
+    )
+    print(text)
+    if options.record:
+        results.record("power-cuts", text)
+    return 1 if unwell or any(one.broken for one in judged) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
