@@ -6,12 +6,11 @@ import os
 import subprocess
 import time
 
-from tests.harness import simulator
-from tests.powercuts import campaign, cuts, findings, recording, scenario
+from tests.powercuts import campaign, cuts, findings, recording
 from tests.powercuts.disk import Partition
 from tests.powercuts.findings import FileState
 from tests.vm import machine
-from tests.vm.module import VirtualModule, copy_disk
+from tests.vm.module import copy_disk
 
 MARKER_SECONDS = 300
 # Until a reboot that an install asked for shows on the console.
@@ -20,16 +19,20 @@ REBOOT_SECONDS = 120
 
 @dataclasses.dataclass(frozen=True)
 class Booted:
-    """A cut, the state that it left, and the state after the start of the module."""
+    """A cut, the state that it left, and the state after the start of the module; without that,
+    why there is none."""
 
     judged: campaign.Judged
-    after: findings.State
-    seconds: float
+    after: findings.State | None
+    seconds: float = 0
+    problem: str = ""
 
     @property
     def failures(self):
         """What is not as it should be: empty after an install that was completed, and after one
         that had not begun."""
+        if self.after is None:
+            return [self.problem]
         before = self.judged.state
         began = before.marker != "none" or before.mixture == "new"
         wanted = FileState.NEW if began else FileState.OLD
@@ -68,15 +71,6 @@ def partitions_in(folder):
     return [Partition(name, 0, 0, os.path.join(folder, name + ".img")) for name in recording.NAMES]
 
 
-def start_device(programs, folder):
-    return simulator.Simulator(
-        os.path.join(programs, "device-simulator"),
-        os.path.join(folder, "device"),
-        scenario.DEVICE,
-        ["--listen", "127.0.0.1:0"],
-    )
-
-
 def wait_for_marker(module):
     """Waits until the agent has removed the marker, or the module reboots."""
     end = time.monotonic() + MARKER_SECONDS
@@ -91,16 +85,24 @@ def wait_for_marker(module):
     raise AssertionError(f"the marker is still there after {MARKER_SECONDS} s")
 
 
-def boot(image, programs, folder, judged, expected):
+def boot(bench, folder, judged, expected):
     """Starts the module from the disk in this folder, and judges its disk after a sync."""
     started = time.monotonic()
-    with_disks = os.path.join(folder, "module")
-    os.makedirs(with_disks, exist_ok=True)
-    device = start_device(programs, folder)
+    try:
+        run_module(bench, folder, judged)
+        after, problem = campaign.judge(partitions_in(folder), expected), ""
+    except (AssertionError, OSError, subprocess.TimeoutExpired) as error:
+        after, problem = None, str(error)
+    return Booted(judged, after, time.monotonic() - started, problem)
+
+
+def run_module(bench, folder, judged):
+    """Starts the module, waits until it has completed its install, and cuts the power."""
+    device = bench.device(folder)
     disks = tuple(
         machine.Disk(partition.name, partition.path) for partition in partitions_in(folder)
     )
-    module = VirtualModule(image, with_disks, disks=disks, device=device.address)
+    module = bench.module(folder, device, disks=disks)
     try:
         module.start().wait_until_ready()
         wait_for_marker(module)
@@ -113,5 +115,3 @@ def boot(image, programs, folder, judged, expected):
     finally:
         module.crash()
         device.kill()
-    after = campaign.judge(partitions_in(folder), expected)
-    return Booted(judged, after, time.monotonic() - started)

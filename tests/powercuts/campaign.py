@@ -96,10 +96,11 @@ class Campaign:
     def judged(self, expectations):
         """What each cut left."""
         chosen = self.chosen()
-        return [
-            Judged(*chosen[number], judge(partitions, expectations[chosen[number][0]]))
-            for number, partitions in enumerate(self.replayed(chosen))
-        ]
+        judged = []
+        for number, partitions in enumerate(self.replayed(chosen)):
+            window, cut = chosen[number]
+            judged.append(Judged(window, cut, judge(partitions, expectations[window])))
+        return judged
 
     def assert_whole(self, partitions):
         """The replay of everything is the disk that QEMU wrote."""

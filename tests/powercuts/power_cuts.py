@@ -17,6 +17,7 @@ import time
 from scripts.lib import results
 from tests import ROOT
 from tests.powercuts import booting, campaign, findings, recording, scenario, upgrades
+from tests.powercuts.bench import Bench
 from tests.powercuts.findings import FileState
 
 PERCENTS = (10, 50, 90)
@@ -29,13 +30,13 @@ def parse_arguments():
     )
     parser.add_argument(
         "--image",
-        default=os.path.join(ROOT, "build", "module-vm", "amd64"),
+        default=os.environ.get("MODULE_IMAGE", ""),
         metavar="DIR",
         help="folder of the built virtual module",
     )
     parser.add_argument(
         "--programs",
-        default=os.path.join(ROOT, "build", "release", "bin"),
+        default=os.environ.get("MODULE_PROGRAMS", ""),
         metavar="DIR",
         help="folder of the built programs",
     )
@@ -93,28 +94,25 @@ def report(judged):
     return "\n\n".join(parts)
 
 
-def boot_some(options, replay, chosen):
-    """Starts the module from the disk after each of these cuts. Returns those not well again."""
+def boot_some(bench, folder, replay, chosen):
+    """Starts the module from the disk after each of these cuts. Returns those that failed."""
     expectations = scenario.expectations()
-    folder = os.path.join(options.folder, "boot")
-    unwell = []
+    failed = []
     cuts = [(one.window, one.cut) for one in chosen]
     for number, partitions in enumerate(replay.replayed(cuts)):
         one = chosen[number]
         shutil.rmtree(folder, ignore_errors=True)
         booting.keep(partitions, folder)
-        booted = booting.boot(
-            options.image, options.programs, folder, one, expectations[one.window]
-        )
-        verdict = ", ".join(booted.failures) or "well"
+        booted = booting.boot(bench, folder, one, expectations[one.window])
+        verdict = ", ".join(booted.failures) or "as expected"
         print(
             f"started after a cut: {one.window}, entry {one.cut.whole}, marker {one.state.marker},"
             f" files {one.state.mixture}: {verdict}, {booted.seconds:.0f} s",
             flush=True,
         )
         if booted.failures:
-            unwell.append(booted)
-    return unwell
+            failed.append(booted)
+    return failed
 
 
 def show_broken(judged):
@@ -125,10 +123,11 @@ def show_broken(judged):
 
 def main():
     options = parse_arguments()
+    bench = Bench(options.image, options.programs)
     record = recording.Recording(os.path.join(options.folder, "recording"))
     if not options.replay:
         shutil.rmtree(record.folder, ignore_errors=True)
-        recording.Recorder(options.image, options.programs, record).record()
+        recording.Recorder(bench, record).record()
     replay = campaign.Campaign(record, options.cuts, options.reordered, options.seed)
     begin = time.monotonic()
     judged = replay.judged(scenario.expectations())
@@ -136,11 +135,12 @@ def main():
     print(f"{len(judged)} cuts judged in {time.monotonic() - begin:.0f} s\n\n{text}\n", flush=True)
     show_broken(judged)
     chosen = booting.choose(judged, options.boots)
-    unwell = boot_some(options, replay, chosen)
-    text += f"\n\nStarted from {len(chosen)} of these disks: {len(chosen) - len(unwell)} are well."
-    upgrades.UpgradeCuts(
-        options.image, options.programs, os.path.join(options.folder, "upgrades")
-    ).run(PERCENTS)
+    failed = boot_some(bench, os.path.join(options.folder, "boot"), replay, chosen)
+    text += (
+        f"\n\nThe module was started from {len(chosen)} of these disks:"
+        f" {len(chosen) - len(failed)} were as expected after it."
+    )
+    upgrades.UpgradeCuts(bench, os.path.join(options.folder, "upgrades")).run(PERCENTS)
     percents = ", ".join(f"{percent} %" for percent in PERCENTS)
     text += (
         f"\n\nPower cuts of the module at {percents} of an upgrade of a chip:"
@@ -149,7 +149,7 @@ def main():
     print(text)
     if options.record:
         results.record("power-cuts", text)
-    return 1 if unwell or any(one.broken for one in judged) else 0
+    return 1 if failed or any(one.broken for one in judged) else 0
 
 
 if __name__ == "__main__":

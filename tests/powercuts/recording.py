@@ -12,10 +12,10 @@ import struct
 import subprocess
 import time
 
-from tests.harness import blocksender, simulator
+from tests.harness import blocksender
 from tests.powercuts import disk, initrd, scenario
 from tests.vm import machine
-from tests.vm.module import VirtualModule, copy_disk
+from tests.vm.module import copy_disk
 
 MIB = 1 << 20
 # Of the first partition; the table of partitions is before it.
@@ -99,30 +99,24 @@ class Recording:
 class Recorder:
     """Runs the module and makes a recording of it."""
 
-    def __init__(self, image, programs, recording):
-        self.programs = programs
+    def __init__(self, bench, recording):
+        self.bench = bench
         self.recording = recording
         self.windows = []
         folder = recording.folder
         os.makedirs(folder, exist_ok=True)
         for name in NAMES:
-            copy_disk(os.path.join(image, name + ".img"), recording.image(name))
+            copy_disk(os.path.join(bench.image, name + ".img"), recording.image(name))
         join_disk([recording.image(name) for name in NAMES], recording.disk)
         with open(recording.log, "wb"):
             pass
         ram_disk = os.path.join(folder, "initrd")
-        initrd.make_initrd(os.path.join(image, "base.tar"), ram_disk)
-        self.device = simulator.Simulator(
-            os.path.join(programs, "device-simulator"),
-            os.path.join(folder, "device"),
-            scenario.DEVICE,
-            ["--listen", "127.0.0.1:0"],
-        )
-        self.module = VirtualModule(
-            image,
-            os.path.join(folder, "module"),
+        initrd.make_initrd(os.path.join(bench.image, "base.tar"), ram_disk)
+        self.device = bench.device(folder)
+        self.module = bench.module(
+            folder,
+            self.device,
             disks=(logged_disk(recording),),
-            device=self.device.address,
             storage="virtio",
             initrd=ram_disk,
             append="root=/dev/vda1",
@@ -170,7 +164,7 @@ class Recorder:
             file.write(scenario.firmware(version))
         module = self.module.machine
         subprocess.run(
-            [os.path.join(self.programs, "upgrade-console"), "put", package]
+            [self.bench.program("upgrade-console"), "put", package]
             + ["--host", "127.0.0.1", "--port", str(module.console_port)]
             + ["--ssh-port", str(module.ssh_port), "--ssh-user", "root"]
             + [f"--ssh-option={option}" for option in self.ssh_options()],

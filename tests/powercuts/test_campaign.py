@@ -113,7 +113,7 @@ class TestBooting(unittest.TestCase):
         self.assertEqual(chosen[-4:], [100, 101, 102, 103])
         self.assertEqual((len(chosen), chosen[0], chosen[3]), (8, 0, 99))
 
-    def test_what_is_well_after_a_start(self):
+    def test_the_state_after_a_start(self):
         new = state({FileState.NEW: 2}, version=FileState.NEW)
         old = state({FileState.OLD: 2})
         begun = self.judged({FileState.EMPTY: 2}, archive=FileState.NEW, marker="unpacking")
@@ -139,7 +139,8 @@ class TestBooting(unittest.TestCase):
             ),
         ):
             with self.subTest(after):
-                self.assertEqual(booting.Booted(before, after, 0).failures, failures)
+                self.assertEqual(booting.Booted(before, after).failures, failures)
+        self.assertEqual(booting.Booted(begun, None, 9, "no boot").failures, ["no boot"])
 
 
 if __name__ == "__main__":

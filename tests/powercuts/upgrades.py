@@ -1,13 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
 """Power cuts of the module while it upgrades a chip: after the start the next upgrade succeeds."""
 
-import os
 import re
 
 from tests.harness import wait
 from tests.harness.package import expected_flash
-from tests.powercuts import booting, scenario
-from tests.vm.module import VirtualModule
+from tests.powercuts import scenario
 
 REQUEST = "UPGRADE||AUX,1,0"
 CHIP = (1, 0)
@@ -25,12 +23,9 @@ class UpgradeCuts:
     """One module and one device; the device keeps its power, and so it stays in the middle of its
     image. Each cut is followed by a start and a whole upgrade."""
 
-    def __init__(self, image, programs, folder):
-        os.makedirs(folder, exist_ok=True)
-        self.device = booting.start_device(programs, folder)
-        self.module = VirtualModule(
-            image, os.path.join(folder, "module"), device=self.device.address
-        )
+    def __init__(self, bench, folder):
+        self.device = bench.device(folder)
+        self.module = bench.module(folder, self.device)
 
     def begin(self):
         """Starts an upgrade with every image, from a client of its own."""
