@@ -9,7 +9,7 @@ BUILD_PACKAGES="cmake ninja-build g++ qtbase5-dev libqt5serialport5-dev libdefla
 QT6_PACKAGES="qt6-base-dev qt6-serialport-dev"
 # To run the tests and the demonstration.
 RUN_PACKAGES="python3 bubblewrap"
-TEST_PACKAGES="edid-decode bzip2 minisign mold openssh-client openssh-sftp-server openssl \
+TEST_PACKAGES="edid-decode bzip2 e2fsprogs minisign mold openssh-client openssh-sftp-server openssl \
     python3-jsonschema srecord"
 # To make the Debian packages and to check what is in them.
 PACKAGE_PACKAGES="dpkg-dev gzip lintian man-db sudo nftables iproute2 systemd"
@@ -18,6 +18,8 @@ INSTALL_PACKAGES="mmdebstrap"
 # To boot a module in a virtual machine.
 MODULE_VM_PACKAGES="mmdebstrap e2fsprogs kmod lz4 openssh-client openssh-sftp-server \
     qemu-system-x86 qemu-system-arm"
+# To record and replay the writes of a module in a virtual machine.
+POWER_CUTS_PACKAGES="busybox-static cpio"
 # To measure.
 BENCH_PACKAGES="edid-decode redis-server lrzsz minisign"
 # A browser and Selenium, which is there for Debian's own Python only.

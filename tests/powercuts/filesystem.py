@@ -26,9 +26,10 @@ class Repair:
         return self.status in (CLEAN, REPAIRED) and self.check_status == CLEAN
 
 
-def run(*command):
+def run(program, *arguments):
+    """Runs a program of e2fsprogs, which an ordinary user's search path does not have."""
     return subprocess.run(
-        command,
+        [os.path.join("/usr/sbin", program), *arguments],
         stdin=subprocess.DEVNULL,
         stdout=subprocess.PIPE,
         stderr=subprocess.STDOUT,

@@ -6,7 +6,7 @@ import subprocess
 import tempfile
 import unittest
 
-from tests.powercuts import blocklog, booting, campaign, recording, scenario
+from tests.powercuts import blocklog, booting, campaign, filesystem, recording, scenario
 from tests.powercuts.cuts import Cut
 from tests.powercuts.findings import Expected, FileState, Module
 from tests.powercuts.test_findings import state
@@ -27,8 +27,8 @@ def make_image(path, top, files):
         os.makedirs(os.path.dirname(place), exist_ok=True)
         with open(place, "wb") as file:
             file.write(content)
-    command = ["mke2fs", "-q", "-F", "-t", "ext4", "-d", tree, path, "4M"]
-    subprocess.run(command, check=True, capture_output=True)
+    made = filesystem.run("mke2fs", "-q", "-F", "-t", "ext4", "-d", tree, path, "4M")
+    assert made.returncode == 0, made.stdout
     with open(path, "rb") as file:
         return file.read()
 

@@ -2,7 +2,6 @@
 """Reading and judging the disk after a power cut: real file systems in small files."""
 
 import os
-import subprocess
 import tempfile
 import unittest
 from collections import Counter
@@ -46,18 +45,15 @@ class TestFileSystem(unittest.TestCase):
             os.makedirs(os.path.dirname(path), exist_ok=True)
             with open(path, "wb") as file:
                 file.write(content)
-        subprocess.run(
-            ["mke2fs", "-q", "-t", "ext4", "-d", tree, self.image, "4M"],
-            check=True,
-            capture_output=True,
-        )
+        made = filesystem.run("mke2fs", "-q", "-t", "ext4", "-d", tree, self.image, "4M")
+        self.assertEqual(made.returncode, 0, made.stdout)
 
     def content(self):
         with open(self.image, "rb") as file:
             return file.read()
 
     def damage(self, command):
-        subprocess.run(["debugfs", "-w", "-R", command, self.image], capture_output=True)
+        filesystem.run("debugfs", "-w", "-R", command, self.image)
 
     def test_files_are_read_without_a_mount(self):
         self.assertEqual(filesystem.read_tree(self.image, "/opt/module"), FILES)
