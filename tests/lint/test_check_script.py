@@ -73,7 +73,7 @@ class TestCheck(unittest.TestCase):
         self.assertEqual(set(table.values()), {"passed"})
         self.assertEqual(
             set(STEPS) - set(table),
-            {"footprint", "fuzz", "limits", "mutations", "soak", "state-diagram"},
+            {"footprint", "fuzz", "limits", "mutations", "power-cuts", "soak", "state-diagram"},
         )
 
     def test_goes_on_after_a_failure(self):

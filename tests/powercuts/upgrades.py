@@ -28,7 +28,7 @@ class UpgradeCuts:
         self.module = bench.module(folder, self.device)
 
     def begin(self):
-        """Starts an upgrade with every image, from a client of its own."""
+        """Starts an upgrade with every image, from a separate client."""
         console = self.module.console()
         console.send("UPGRADEMODE||5")
         console.send(REQUEST)
