@@ -21,13 +21,14 @@ class Bench:
     def program(self, name):
         return os.path.join(self.programs, name)
 
-    def device(self, folder):
-        """A device without the pace of a real line."""
+    def device(self, folder, *options):
+        """A device; without options it has not the pace of a real line."""
         return simulator.Simulator(
             self.program("device-simulator"),
             os.path.join(folder, "device"),
             scenario.DEVICE,
             ["--listen", "127.0.0.1:0"],
+            options=options,
         )
 
     def module(self, folder, device, **options):

@@ -24,7 +24,7 @@ class UpgradeCuts:
     image. Each cut is followed by a start and a whole upgrade."""
 
     def __init__(self, bench, folder):
-        self.device = bench.device(folder)
+        self.device = bench.device(folder, "--baud", "57600")
         self.module = bench.module(folder, self.device)
 
     def begin(self):
@@ -35,7 +35,8 @@ class UpgradeCuts:
         return console
 
     def cut_at(self, percent):
-        """Cuts the power when a new run has come this far."""
+        """Cuts the power when a new run has come this far; raises AssertionError if its image is
+        complete by then."""
         console = self.begin()
         wait.until(
             lambda: max(percentages(console.lines), default=0) >= percent,
@@ -44,6 +45,7 @@ class UpgradeCuts:
         )
         self.module.crash()
         console.close()
+        assert self.device.chip(*CHIP)["half_written"], "the image was complete"
 
     def whole(self):
         """A whole upgrade; raises AssertionError or wait.TimeOut if it does not succeed."""
