@@ -13,8 +13,6 @@ from tests.vm import machine
 from tests.vm.module import copy_disk
 
 MARKER_SECONDS = 300
-# Until a reboot that an install asked for shows on the console.
-REBOOT_SECONDS = 120
 
 
 @dataclasses.dataclass(frozen=True)
@@ -107,7 +105,7 @@ def run_module(bench, folder, judged):
         module.start().wait_until_ready()
         wait_for_marker(module)
         if judged.window == "blocks" and judged.state.marker != "none":
-            module.wait_until_ready(REBOOT_SECONDS)
+            module.wait_until_ready()
         console = module.console()
         console.sync()
         console.close()
