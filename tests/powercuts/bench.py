@@ -22,7 +22,7 @@ class Bench:
         return os.path.join(self.programs, name)
 
     def device(self, folder, *options):
-        """A device; without options it has not the pace of a real line."""
+        """A device; without options its line is as fast as the machine."""
         return simulator.Simulator(
             self.program("device-simulator"),
             os.path.join(folder, "device"),

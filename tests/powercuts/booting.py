@@ -6,13 +6,14 @@ import os
 import subprocess
 import time
 
+from tests.harness import wait
 from tests.powercuts import campaign, cuts, findings, recording
 from tests.powercuts.disk import Partition
 from tests.powercuts.findings import FileState
 from tests.vm import machine
 from tests.vm.module import copy_disk
 
-MARKER_SECONDS = 300
+INSTALL_SECONDS = 300
 
 
 @dataclasses.dataclass(frozen=True)
@@ -45,7 +46,8 @@ class Booted:
 
 
 def choose(judged, count):
-    """About `count` cuts of installs: as many as possible of each kind of state."""
+    """Cuts of installs, `count` or one of each kind of state if that is more; as many as possible
+    of each kind."""
     kinds: dict[tuple, list] = {}
     for one in judged:
         if one.window != "publication":
@@ -54,7 +56,7 @@ def choose(judged, count):
     chosen: list[campaign.Judged] = []
     for number, members in enumerate(sorted(kinds.values(), key=len)):
         share = -(-(count - len(chosen)) // (len(kinds) - number))
-        chosen += cuts.spread(members, share)
+        chosen += cuts.spread(members, max(share, 1))
     return sorted(chosen, key=judged.index)
 
 
@@ -67,20 +69,6 @@ def keep(partitions, folder):
 
 def partitions_in(folder):
     return [Partition(name, 0, 0, os.path.join(folder, name + ".img")) for name in recording.NAMES]
-
-
-def wait_for_marker(module):
-    """Waits until the agent has removed the marker, or the module reboots."""
-    end = time.monotonic() + MARKER_SECONDS
-    while time.monotonic() < end:
-        try:
-            found = module.run(f"test -e {campaign.MARKER}", check=False, seconds=20).returncode
-        except subprocess.TimeoutExpired:
-            return
-        if found != 0:
-            return
-        time.sleep(1)
-    raise AssertionError(f"the marker is still there after {MARKER_SECONDS} s")
 
 
 def boot(bench, folder, judged, expected):
@@ -103,9 +91,14 @@ def run_module(bench, folder, judged):
     module = bench.module(folder, device, disks=disks)
     try:
         module.start().wait_until_ready()
-        wait_for_marker(module)
         if judged.window == "blocks" and judged.state.marker != "none":
+            # The agent reboots the module after it has completed the install.
             module.wait_until_ready()
+        wait.until(
+            lambda: not module.run(f"test ! -e {campaign.MARKER}", check=False).returncode,
+            INSTALL_SECONDS,
+            "end of the install",
+        )
         console = module.console()
         console.sync()
         console.close()

@@ -112,6 +112,7 @@ class TestBooting(unittest.TestCase):
         chosen = [one.cut.whole for one in booting.choose(cases, 8)]
         self.assertEqual(chosen[-4:], [100, 101, 102, 103])
         self.assertEqual((len(chosen), chosen[0], chosen[3]), (8, 0, 99))
+        self.assertEqual([one.cut.whole for one in booting.choose(cases, 1)], [99, 100, 103])
 
     def test_the_state_after_a_start(self):
         new = state({FileState.NEW: 2}, version=FileState.NEW)
