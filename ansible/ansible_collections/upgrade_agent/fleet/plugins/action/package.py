@@ -15,7 +15,7 @@ from ansible.utils.hashing import secure_hash
 from ansible_collections.upgrade_agent.fleet.plugins.module_utils import documents
 from ansible_collections.upgrade_agent.fleet.plugins.plugin_utils import programs
 
-MODULE = "upgrade_agent.fleet.package"
+MODULE = "upgrade_agent.fleet.package_copy"
 # What the module's part needs of the options.
 FORWARDED = ("dest", "module_keys", "module_fwm")
 
@@ -106,7 +106,7 @@ class ActionModule(ActionBase):
             "package": description(arguments, source),
         }
         forwarded = {name: arguments[name] for name in FORWARDED}
-        before = self._module_part({**forwarded, "src": source, "_step": "compare"}, task_vars)
+        before = self._module_part({**forwarded, "state": "compared"}, task_vars)
         changed = (before["sha256"], before["signature_sha256"]) != (digest, signature)
         result.update(
             wanted,
@@ -141,14 +141,11 @@ class ActionModule(ActionBase):
         copies = {"src": self._connection._shell.join_path(folder, "FW.fwm")}
         self._transfer_file(source, copies["src"])
         if wanted["signature_sha256"]:
-            copies["_signature"] = copies["src"] + ".minisig"
-            self._transfer_file(source + ".minisig", copies["_signature"])
+            copies["signature"] = copies["src"] + ".minisig"
+            self._transfer_file(source + ".minisig", copies["signature"])
         self._fixup_perms2([folder, *copies.values()])
-        digests = {
-            "_sha256": wanted["sha256"],
-            "_signature_sha256": wanted["signature_sha256"],
-        }
-        arguments = {**forwarded, **copies, **digests, "_step": "publish"}
+        digests = {name: wanted[name] for name in ("sha256", "signature_sha256")}
+        arguments = {**forwarded, **copies, **digests, "state": "published"}
         try:
             self._module_part(arguments, task_vars)
         finally:

@@ -2,8 +2,6 @@
 # Copyright: (c) The upgrade-agent maintainers
 """Writes the report of a rollout while it runs."""
 
-from __future__ import annotations
-
 DOCUMENTATION = r"""
 name: report
 type: aggregate
@@ -45,6 +43,8 @@ from ansible.plugins.callback import CallbackBase
 from ansible_collections.upgrade_agent.fleet.plugins.plugin_utils import report_page, rollout
 
 COLLECTION = "upgrade_agent.fleet."
+# Waits for ssh, and fails where there is none.
+REACH = ("ansible.builtin.wait_for_connection", "wait_for_connection")
 
 
 def now():
@@ -128,7 +128,10 @@ class CallbackModule(CallbackBase):
         name = result._host.get_name()  # pylint: disable=protected-access
         step = result._task.get_name()  # pylint: disable=protected-access
         values = result._result  # pylint: disable=protected-access
-        self._rollout.failed(name, values, step, now())
+        if result._task.action in REACH:  # pylint: disable=protected-access
+            self._rollout.unreachable(name, values, step, now())
+        else:
+            self._rollout.failed(name, values, step, now())
         self._write()
 
     def v2_runner_on_unreachable(self, result):

@@ -1,8 +1,7 @@
+#!/usr/bin/python
 # SPDX-License-Identifier: Apache-2.0
 # Copyright: (c) The upgrade-agent maintainers
 # The code is in the action plugin of the same name, since it runs on the controller.
-
-from __future__ import annotations
 
 DOCUMENTATION = r"""
 module: info
