@@ -14,6 +14,11 @@ import unittest
 SANDBOX = os.environ["SANDBOX"]
 PROJECT = os.path.dirname(os.path.dirname(os.path.realpath(SANDBOX)))
 
+WITH_USER_NAMESPACES = unittest.skipUnless(
+    subprocess.run(["unshare", "--user", "true"], capture_output=True, check=False).returncode == 0,
+    "the kernel gives no user namespaces here, as in a chroot",
+)
+
 
 def run(command, *options, **environment):
     """Runs a shell command in the sandbox; returns (status, output)."""
@@ -128,6 +133,42 @@ class TestSandbox(unittest.TestCase):
             self.check("echo /etc/* /etc/upgrade-agent/*", found, "--root", root)
             self.check("echo /etc/* /etc/upgrade-agent/*", found, "--root", root, "--keys")
 
+    def test_settings(self):
+        with tempfile.TemporaryDirectory() as settings:
+            os.makedirs(os.path.join(settings, "upgrade-agent/keys"))
+            with open(os.path.join(settings, "passwd"), "w", encoding="ascii") as file:
+                file.write("operator\n")
+            command = "cat /etc/passwd; ls /etc/upgrade-agent; ls -A /etc | wc -l"
+            entries = len({*os.listdir("/etc"), "upgrade-agent"})
+            self.check(command, f"operator\nkeys\n{entries}\n", "--settings", settings)
+            self.check(
+                "touch /etc/x 2>/dev/null || echo refused; test -s /etc/group && echo others",
+                "refused\nothers\n",
+                "--settings",
+                settings,
+            )
+
+    @WITH_USER_NAMESPACES
+    def test_existing_network(self):
+        """A setting of the namespace shows that it is the one; the caller's own is refused."""
+        script = """
+            mount -t tmpfs tmpfs /run && touch /run/network && unshare --net=/run/network true
+            setting=/proc/sys/net/ipv4/ip_unprivileged_port_start
+            nsenter --net=/run/network sh -c "echo 22 > $setting"
+            "$0" --network /run/network -- cat $setting
+            "$0" --network /proc/self/ns/net -- cat $setting 2>&1"""
+        done = subprocess.run(
+            ["unshare", "--user", "--map-root-user", "--mount", "--net", "sh", "-c", script]
+            + [SANDBOX],
+            capture_output=True,
+            text=True,
+            check=False,
+        )
+        self.assertEqual(
+            (done.returncode, done.stdout),
+            (125, "22\nsandbox: /proc/self/ns/net is the caller's own network\n"),
+        )
+
     def test_binds(self):
         with tempfile.TemporaryDirectory() as folder:
             self.check(f"test -e {folder} || echo none", "none\n")
@@ -181,11 +222,7 @@ class TestSandbox(unittest.TestCase):
         os.close(master)
         os.close(slave)
 
-    @unittest.skipUnless(
-        subprocess.run(["unshare", "--user", "true"], capture_output=True, check=False).returncode
-        == 0,
-        "the kernel gives no user namespaces here, as in a chroot",
-    )
+    @WITH_USER_NAMESPACES
     def test_ordinary_user(self):
         self.check("id -u; touch /data/x && echo written", "1000\nwritten\n", "--as-user")
 
