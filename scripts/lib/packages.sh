@@ -20,6 +20,8 @@ MODULE_VM_PACKAGES="mmdebstrap e2fsprogs kmod lz4 openssh-client openssh-sftp-se
     qemu-system-x86 qemu-system-arm"
 # To record and replay the writes of a module in a virtual machine.
 POWER_CUTS_PACKAGES="busybox-static cpio"
+# To simulate a fleet of modules; libwrap0 is for sshd, which scripts/lib/fleet.sh unpacks.
+FLEET_PACKAGES="ansible-core iproute2 libwrap0 minisign openssh-client openssh-sftp-server"
 # To measure.
 BENCH_PACKAGES="edid-decode redis-server lrzsz minisign"
 # A browser and Selenium, which is there for Debian's own Python only.

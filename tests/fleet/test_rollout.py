@@ -1,0 +1,260 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Rollouts to simulated modules with the playbook, and with everything that it uses."""
+
+import os
+
+from tests.fleet.fleetcase import AUX, FPGA, FleetCase, images
+from tests.harness import package as packages
+from tests.harness import signing, wait
+
+DEAD = "die-at-block:block=8,type=1"
+REFUSES = "refuse:word=enter,type=1"
+
+
+class TestRollout(FleetCase):
+    """Waves of four modules: the canary, a tenth (one module), the rest."""
+
+    def test_all_good_and_again(self):
+        """The second rollout writes nothing."""
+        new = images()
+        package = self.write_package(new)
+        self.assertEqual(self.rollout(), 0, self.output)
+        self.assert_outcomes(*["updated"] * 4)
+        self.assert_devices(new, package)
+        self.assertEqual(self.written(), [2] * 4)
+        self.assertEqual([wave["modules"] for wave in self.report()["waves"]], [1, 1, 2])
+        self.assertEqual(self.rollout(), 0, self.output)
+        self.assert_outcomes(*["unchanged"] * 4)
+        self.assertNotRegex(self.output, r"changed=[1-9]")
+        self.assert_devices(new, package)
+        self.assertEqual(self.written(), [2] * 4)
+
+    def test_check_mode(self):
+        """It changes nothing. What a device runs is known from the log of its module's agent, and
+        not before the first run."""
+        self.write_package(images())
+        self.assertEqual(self.rollout("--check", "--diff"), 0, self.output)
+        self.assertEqual(self.predictions(), [["unknown", "unknown"]] * 4)
+        self.assert_untouched(*self.modules)
+        self.assertFalse(os.path.exists(os.path.join(self.folder, "report.json")))
+
+    def test_check_mode_after_a_rollout(self):
+        """It predicts what would be written."""
+        self.write_package(images())
+        self.assertEqual(self.rollout(), 0, self.output)
+        self.assertEqual(self.rollout("--check"), 0, self.output)
+        self.assertEqual(self.predictions(), [["up-to-date", "up-to-date"]] * 4)
+        self.assertNotRegex(self.output, r"changed=[1-9]")
+        self.write_package(images(aux=(1, 2, 0)))
+        self.assertEqual(self.rollout("--check"), 0, self.output)
+        self.assertEqual(self.predictions(), [["would-write", "up-to-date"]] * 4)
+        self.assertEqual(self.written(), [2] * 4)
+        self.assert_outcomes(*["updated"] * 4)
+
+    def test_failing_canary(self):
+        """No other module is touched."""
+        new = images()
+        package = self.write_package(new)
+        self.modules[0].control_device(f"fault add {REFUSES}")
+        self.assertNotEqual(self.rollout(), 0)
+        self.assert_outcomes("failed", *["not-started"] * 3)
+        self.assert_devices(new, package)
+        self.assert_untouched(*self.modules[1:])
+        self.assertIn("update mode", self.entries()["module1"]["message"])
+
+    def test_unreachable_module(self):
+        """The rollout stops with its wave, and continues when the module is back."""
+        new = images()
+        package = self.write_package(new)
+        self.modules[1].unplug()
+        self.assertNotEqual(self.rollout(connect_timeout=5), 0)
+        self.assert_outcomes("updated", "unreachable", "not-started", "not-started")
+        self.assert_devices(new, package)
+        self.assert_untouched(*self.modules[1:])
+        self.modules[1].plug()
+        self.assertEqual(self.resume(), 0, self.output)
+        self.assert_outcomes(*["updated"] * 4)
+        self.assert_devices(new, package)
+        self.assertEqual(self.written(), [2] * 4)
+
+    def test_device_dies_in_mid_flash(self):
+        """In the last wave, beside a good module; after the repair the rollout is completed. One
+        image only, since the agent waits a minute or more for each chip of a dead device."""
+        new = images()[:1]
+        package = self.write_package(new)
+        self.modules[2].control_device(f"fault add {DEAD}")
+        self.assertNotEqual(self.rollout(), 0)
+        outcomes = self.outcomes()
+        self.assertEqual(outcomes[:3], ["updated", "updated", "failed"], self.output)
+        self.assert_devices(new, package)
+        self.assertTrue(self.modules[2].device.chip(*AUX)["half_written"])
+        self.modules[2].control_device("fault clear")
+        self.modules[2].control_device("power-cycle")
+        self.assertEqual(self.resume(), 0, self.output)
+        self.assertLessEqual(set(self.outcomes()), {"updated", "unchanged"}, self.output)
+        self.assert_devices(new, package)
+        self.assertEqual(self.remaining(), [])
+
+    def test_agent_dies_in_mid_flash(self):
+        """The module starts it again, and the image is written once more."""
+        new = images()
+        package = self.write_package(new)
+        process = self.begin_rollout()
+        self.wait_until_writing(self.modules[0])
+        self.modules[0].kill_agent()
+        output, _ = process.popen.communicate(timeout=300)
+        self.output = output.decode()
+        self.assertEqual(process.popen.returncode, 0, self.output)
+        self.assert_outcomes(*["updated"] * 4)
+        self.assert_devices(new, package)
+
+
+class TestOthers(FleetCase):
+    """Other clients, another controller, other packages."""
+
+    count = 3
+
+    def test_busy_module(self):
+        """Another client's run is not disturbed; after its end the rollout is completed."""
+        other, new = images("other", size=30000), images(aux=(1, 2, 0), fpga=(3, 2, 0))
+        canary = self.modules[0]
+        canary.put("FW.fwm", packages.build(other))
+        client = self.fleet.begin("upgrade-console", "--json", "--host", "module1", "upgrade")
+        self.addCleanup(client.kill)
+        self.wait_until_writing(canary)
+        package = self.write_package(new)
+        self.assertNotEqual(self.rollout(), 0)
+        self.assert_outcomes("failed", "not-started", "not-started")
+        self.assertIn("busy", self.entries()["module1"]["message"])
+        self.assert_untouched(*self.modules[1:])
+        self.assertEqual(canary.package(), packages.build(other))
+        client.popen.communicate(timeout=120)
+        self.assertEqual(client.popen.returncode, 0)
+        self.assertEqual(
+            canary.flash(),
+            {
+                AUX: packages.expected_flash(other[0].data),
+                FPGA: packages.expected_flash(other[1].data),
+            },
+        )
+        self.assertEqual(self.resume(), 0, self.output)
+        self.assert_outcomes(*["updated"] * 3)
+        self.assert_devices(new, package)
+
+    def test_killed_controller(self):
+        """The run of a module continues without it; a new rollout completes the rest, and writes
+        nothing twice."""
+        new = images()
+        package = self.write_package(new)
+        process = self.begin_rollout()
+        self.wait_until_writing(self.modules[1])
+        process.kill()
+        self.assertEqual(self.outcomes(), ["updated", "running", "not-started"])
+        self.assertEqual(self.remaining(), self.names[1:])
+        self.assert_devices(new, package, but=["module2"])
+        self.assert_untouched(self.modules[2])
+        self.assertEqual(self.resume(busy_timeout=60), 0, self.output)
+        self.assert_outcomes("updated", "unchanged", "updated")
+        self.assert_devices(new, package)
+        self.assertEqual(self.written(), [2] * 3)
+
+    def test_interrupted_controller(self):
+        """Ctrl-C in the run of a module: the report shows it, and the rollout can be completed."""
+        new = images()
+        package = self.write_package(new)
+        process = self.begin_rollout()
+        self.wait_until_writing(self.modules[1])
+        self.fleet.interrupt(process)
+        self.output = process.popen.communicate(timeout=60)[0].decode()
+        self.assertNotEqual(process.popen.returncode, 0)
+        self.assertEqual(self.remaining(), self.names[1:])
+        self.assert_devices(new, package, but=["module2"])
+        self.assert_untouched(self.modules[2])
+        self.assertEqual(self.resume(busy_timeout=60), 0, self.output)
+        self.assertEqual(self.written(), [2] * 3)
+        self.assert_devices(new, package)
+
+    def test_damaged_package(self):
+        """It is refused on the controller."""
+        content = bytearray(packages.build(images()))
+        content[-1] ^= 1
+        self.write_bytes(bytes(content))
+        self.assertNotEqual(self.rollout(), 0)
+        self.assert_outcomes("failed", "not-started", "not-started")
+        self.assert_untouched(*self.modules)
+        self.assertIn("refused on the controller", self.entries()["module1"]["message"])
+
+    def test_foreign_package(self):
+        """The canary's agent refuses the package of another model."""
+        new = images()
+        package = self.write_package(new, model="HX-9")
+        self.assertNotEqual(self.rollout(), 0)
+        self.assert_outcomes("failed", "not-started", "not-started")
+        self.assert_devices(new, package)
+        self.assert_untouched(*self.modules[1:])
+        self.assertEqual(self.written(), [0] * 3)
+
+    def test_unsigned_package(self):
+        """A module with keys refuses it and keeps its package; with the signature it is taken."""
+        key = signing.Key("release", self.fleet.home)
+        old = packages.build(images("old", (0, 9, 0), (2, 9, 0)))
+        for module in self.modules:
+            with open(os.path.join(module.keys, "release.pub"), "wb") as file:
+                file.write(key.public)
+            module.put("FW.fwm", old)
+            module.put("FW.fwm.minisig", key.sign(old))
+        new = images()
+        package = self.write_package(new)
+        self.assertNotEqual(self.rollout(), 0)
+        self.assert_outcomes("failed", "not-started", "not-started")
+        self.assertEqual([module.package() for module in self.modules], [old] * 3)
+        self.assertEqual([module.device.host_frames() for module in self.modules], [[]] * 3)
+        self.write_bytes(key.sign(package), "FW.fwm.minisig")
+        self.assertEqual(self.resume(), 0, self.output)
+        self.assert_outcomes(*["updated"] * 3)
+        self.assert_devices(new, package)
+
+    def test_package_replaced_on_the_controller(self):
+        """After the canary: no module gets the other package."""
+        new = images()
+        package = self.write_package(new)
+        process = self.begin_rollout()
+        self.wait_until_writing(self.modules[0])
+        self.write_package(images("other", (1, 2, 0), (3, 2, 0)))
+        self.output = process.popen.communicate(timeout=300)[0].decode()
+        self.assertNotEqual(process.popen.returncode, 0)
+        self.assert_outcomes("updated", "failed", "not-started")
+        self.assertIn("replaced", self.entries()["module2"]["message"])
+        self.assert_devices(new, package)
+        self.assert_untouched(*self.modules[1:])
+
+    def test_package_replaced_on_a_module(self):
+        """By another program in a run: the run ends with the package that it began with."""
+        new = images()
+        package = self.write_package(new)
+        process = self.begin_rollout()
+        self.wait_until_writing(self.modules[0])
+        other = packages.build(images("other", (1, 2, 0), (3, 2, 0)))
+        self.modules[0].put("FW.fwm", other)
+        self.output = process.popen.communicate(timeout=300)[0].decode()
+        self.assertEqual(process.popen.returncode, 0, self.output)
+        self.assert_outcomes(*["updated"] * 3)
+        self.assert_devices(new)
+        self.assertEqual([module.package() for module in self.modules], [other, package, package])
+
+    def test_module_restarts_in_mid_flash(self):
+        """Its power fails for a moment: the rollout stops, and is completed later."""
+        new = images()
+        package = self.write_package(new)
+        process = self.begin_rollout()
+        self.wait_until_writing(self.modules[0])
+        self.modules[0].power_off()
+        self.modules[0].power_on()
+        self.modules[0].wait_until_ready()
+        self.output = process.popen.communicate(timeout=300)[0].decode()
+        wait.until(lambda: self.modules[0].agent_pid() is not None, what="agent")
+        self.assert_devices(new, package)
+        if self.remaining():
+            self.assertEqual(self.resume(), 0, self.output)
+        self.assertEqual(self.remaining(), [])
+        self.assert_devices(new, package)
