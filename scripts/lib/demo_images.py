@@ -46,16 +46,16 @@ def chip(folder, name, chip_type, mcu_type, version, size):
     }
 
 
-def main():
-    folder = sys.argv[1]
+def write(folder, images=tuple(IMAGES)):
+    """Writes the images, and the request as request.json."""
     request = {
         "model": "HX-8",
         "version": "1.0.5",
-        "chips": [chip(folder, *image) for image in IMAGES],
+        "chips": [chip(folder, *image) for image in images],
     }
     with open(os.path.join(folder, "request.json"), "w", encoding="ascii") as file:
         json.dump(request, file, indent=1)
 
 
 if __name__ == "__main__":
-    main()
+    write(sys.argv[1])

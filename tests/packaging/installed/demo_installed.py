@@ -5,7 +5,6 @@ install of the module's own firmware, both ways, for the command lines that it r
 import json
 import os
 import subprocess
-import sys
 
 from scripts.lib import demo_images, demo_run
 from tests.harness import module, wait
@@ -27,8 +26,7 @@ def run(*command):
 def make_packages():
     """The package of the demonstration, and an image of the module's own firmware."""
     os.makedirs(WORK)
-    sys.argv = ["demo_images", WORK]
-    demo_images.main()
+    demo_images.write(WORK)
     run("fwm", "build", f"{WORK}/request.json", "-o", "/data/FW.fwm")
     run("fwm", "verify", "/data/FW.fwm")
     os.makedirs(f"{WORK}/firmware/etc")
