@@ -38,7 +38,7 @@ set(CPACK_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
     GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_COMPONENTS_ALL agent tools web doc)
+set(CPACK_COMPONENTS_ALL agent tools web ansible doc)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -84,6 +84,17 @@ address, and elsewhere only with a password and TLS or a proxy.")
 foreach(script postinst prerm postrm)
     list(APPEND CPACK_DEBIAN_WEB_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/web/${script})
 endforeach()
+
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_NAME ansible-collection-upgrade-agent)
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_DEPENDS "ansible-core (>= 2.14), upgrade-agent-tools")
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_SUGGESTS "upgrade-agent-doc")
+set(CPACK_DEBIAN_ANSIBLE_DESCRIPTION "firmware upgrades of many devices with Ansible
+The collection upgrade_agent.fleet: modules that put a package on the network
+module of an audio-video (HDMI) device, upgrade the device and report its
+state, a role that installs the agent, playbooks for a rollout in waves, and a
+report of it.")
 
 set(CPACK_DEBIAN_DOC_PACKAGE_NAME upgrade-agent-doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)

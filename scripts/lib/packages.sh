@@ -29,6 +29,9 @@ BROWSER_PACKAGES="chromium chromium-driver python3-selenium fonts-dejavu-core"
 FUZZ_PACKAGES="clang llvm"
 LINT_PACKAGES="clang-format shellcheck codespell cppcheck black flake8 mypy \
     python3-jsonschema"
+# ansible-test is part of ansible-core; the others are its checkers.
+FLEET_LINT_PACKAGES="git ansible-core ansible-lint pylint python3-voluptuous python3-venv \
+    python3-yaml yamllint shellcheck"
 # valgrind starts only with the symbols of the C library.
 MEMCHECK_PACKAGES="valgrind libc6-dbg"
 ANALYSIS_PACKAGES="clang-tidy clazy"

@@ -18,6 +18,7 @@ OTHER_NEEDS: dict[str, set[str]] = {
     "upgrade-agent-tools": set(),
     "upgrade-agent-web": {"adduser", "upgrade-agent"},
     "upgrade-agent-doc": set(),
+    "ansible-collection-upgrade-agent": {"ansible-core", "upgrade-agent-tools"},
 }
 # Class (1 for 32 bit, 2 for 64) and machine in the head of an ELF file.
 ELF_HEADS = {"amd64": (2, 62), "arm64": (2, 183), "armhf": (1, 40)}
@@ -83,6 +84,21 @@ def doc_files():
     return files | common_files("upgrade-agent-doc")
 
 
+def ansible_files():
+    """The collection as it is here, without its tests and its licence."""
+    top = os.path.join(PROJECT, "ansible")
+    files = common_files("ansible-collection-upgrade-agent")
+    for folder, folders, names in os.walk(top):
+        folders[:] = set(folders) - {"tests", "__pycache__"}
+        where = os.path.relpath(folder, top)
+        files |= {
+            f"usr/share/ansible/collections/{where}/{name}": FILE
+            for name in names
+            if name != "LICENSE"
+        }
+    return files
+
+
 class TestPackages(unittest.TestCase):
     maxDiff = None
     folder: str
@@ -126,6 +142,7 @@ class TestPackages(unittest.TestCase):
             ("upgrade-agent-tools", tools_files()),
             ("upgrade-agent-web", web_files()),
             ("upgrade-agent-doc", doc_files()),
+            ("ansible-collection-upgrade-agent", ansible_files()),
         ):
             members = self.contents(package)
             self.assertEqual(
@@ -145,9 +162,19 @@ class TestPackages(unittest.TestCase):
             run("dpkg-parsechangelog", "-l", changelog, "-S", "Version").strip(), version
         )
         self.assertEqual({self.field(package, "Version") for package in self.packages}, {version})
+        self.assertEqual(
+            re.findall(r"^version: (.*)$", self.galaxy(), re.M), [version], "of the collection"
+        )
+
+    def galaxy(self):
+        folder = "usr/share/ansible/collections/ansible_collections/upgrade_agent/fleet"
+        package = self.unpacked("ansible-collection-upgrade-agent")
+        with open(os.path.join(package, folder, "galaxy.yml"), encoding="utf-8") as file:
+            return file.read()
 
     def test_architectures(self):
-        self.assertEqual(self.field("upgrade-agent-doc", "Architecture"), "all")
+        for package in ("upgrade-agent-doc", "ansible-collection-upgrade-agent"):
+            self.assertEqual(self.field(package, "Architecture"), "all")
         self.assertEqual(
             self.field("upgrade-agent", "Architecture"),
             self.field("upgrade-agent-tools", "Architecture"),
@@ -213,7 +240,8 @@ class TestPackages(unittest.TestCase):
             yield name, version or "0"
 
     def test_other_needs_are_declared(self):
-        self.assertEqual(OTHER_NEEDS["upgrade-agent"] - set(self.declared("upgrade-agent")), set())
+        for package in ("upgrade-agent", "ansible-collection-upgrade-agent"):
+            self.assertEqual(OTHER_NEEDS[package] - set(self.declared(package)), set())
         self.assertEqual(self.field("upgrade-agent-doc", "Depends"), "")
 
     def test_lintian_finds_no_error(self):

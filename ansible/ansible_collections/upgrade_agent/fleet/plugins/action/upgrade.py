@@ -5,8 +5,6 @@ lost ssh connection does not end the task."""
 
 from __future__ import annotations
 
-import time
-
 from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure
 from ansible.plugins.action import ActionBase
 
@@ -15,10 +13,7 @@ from ansible_collections.upgrade_agent.fleet.plugins.module_utils import (
     forecast,
     operations_log,
 )
-from ansible_collections.upgrade_agent.fleet.plugins.plugin_utils import module_log, programs
-
-# Each question redirects the lines of an active run for a moment, so there are few of them.
-POLL_SECONDS = 30
+from ansible_collections.upgrade_agent.fleet.plugins.plugin_utils import module_log, programs, runs
 
 OPTIONS = {
     **programs.CONSOLE_OPTIONS,
@@ -55,7 +50,7 @@ class ActionModule(ActionBase):
         if self._task.check_mode:
             result.update(self._forecast(console, arguments))
         else:
-            result.update(upgrade(console, arguments))
+            result.update(runs.upgrade(console, arguments))
         if self._task.diff and result.get("chips"):
             result["diff"] = documents.upgrade_diff(result["chips"])
         return result
@@ -106,61 +101,10 @@ class ActionModule(ActionBase):
         if document["exit"] != documents.DONE:
             raise AnsibleActionFail(documents.failure(document))
         try:
-            runs, _problem = module_log.read_runs(self, arguments["log"], arguments["unit"])
+            found, _problem = module_log.read_runs(self, arguments["log"], arguments["unit"])
         except AnsibleConnectionFailure:
-            runs = []
+            found = []
         entries = forecast.entries_of(document)
-        known = operations_log.versions(runs)
+        known = operations_log.versions(found)
         chips = forecast.from_versions(entries, arguments["rows"], arguments["mode"], known)
         return chips, forecast.package_of(document)
-
-
-def command_of(arguments):
-    """The command and its options for upgrade-console."""
-    command = ["upgrade", "--mode", str(arguments["mode"])]
-    if arguments["mode"] == 5:
-        command.append("--yes")
-    if arguments["wait_back"]:
-        command.append("--wait-back")
-    if arguments["request_all"]:
-        command.append("--request-all")
-    if arguments["package"]:
-        command += ["--package", arguments["package"]]
-    return command + arguments["rows"]
-
-
-def upgrade(console, arguments):
-    """The result of the task: one run, and a second one after a lost connection in mode 2, which
-    writes only what the first has not written."""
-    command = command_of(arguments)
-    first = documents.upgrade_result(run_when_idle(console, command, arguments["busy_timeout"]))
-    if first["exit"] != documents.CONNECTION_LOST or arguments["mode"] != 2:
-        return first
-    if not wait_until_idle(console, arguments["lost_timeout"]):
-        return first
-    second = documents.upgrade_result(console.run(*command))
-    return documents.continued(first, second)
-
-
-def run_when_idle(console, command, seconds):
-    """The document of a run, after another client's run if that ends within these seconds."""
-    end = time.monotonic() + seconds
-    while True:
-        document = console.run(*command)
-        left = end - time.monotonic()
-        if document["exit"] != documents.BUSY or left <= 0:
-            return document
-        time.sleep(min(POLL_SECONDS, left))
-
-
-def wait_until_idle(console, seconds):
-    """Whether the agent answers and is not busy within these seconds."""
-    end = time.monotonic() + seconds
-    while True:
-        state = documents.state_of(console.quick("status"))
-        if state["reachable"] and not state["busy"]:
-            return True
-        left = end - time.monotonic()
-        if left <= 0:
-            return False
-        time.sleep(min(POLL_SECONDS, left))
