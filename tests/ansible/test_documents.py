@@ -68,6 +68,15 @@ class UpgradeResult(unittest.TestCase):
             "three attempts. Leave the device on and run the upgrade again.",
         )
 
+    def test_cause_that_is_the_same_for_the_run_and_its_chips_is_there_once(self):
+        chips = [samples.chip("AUX", 1, "failed"), samples.chip("FPGA", 17, "failed")]
+        document = samples.upgrade(1, "failed", chips, error=samples.PROBLEM)
+        self.assertEqual(
+            documents.upgrade_result(document)["msg"],
+            "AUX (1,0), FPGA (17,0): an image could not be written, after three attempts. Leave the "
+            "device on and run the upgrade again.",
+        )
+
     def test_refusal_before_the_run(self):
         got = documents.upgrade_result(samples.refused(4, "busy", BUSY))
         self.assertEqual((got["failed"], got["changed"], got["chips"]), (True, False, []))

@@ -93,6 +93,17 @@ class Rollout(unittest.TestCase):
         self.assertEqual((entry["outcome"], entry["healthy"]), ("failed", False))
         self.assertEqual((entry["step"], len(entry["chips"]), entry["changed"]), ("Check", 1, True))
 
+    def test_first_failure_counts(self):
+        record = rollout.Rollout()
+        record.begin_wave("t", ["m1", "m2"], ["m1", "m2"])
+        record.failed("m1", {"msg": "the cause"}, "Upgrade", "t")
+        record.unreachable("m2", {"msg": "no route"}, "Copy", "t")
+        for name in ("m1", "m2"):
+            record.step(name, "End", "t")
+            record.failed(name, {"msg": "the rollout ends"}, "End", "t")
+        got = [(entry["step"], entry["message"]) for entry in record.document()["modules"]]
+        self.assertEqual(got, [("Upgrade", "the cause"), ("Copy", "no route")])
+
     def test_outcome_of_each_result(self):
         for result, outcome in (
             (run(), "updated"),

@@ -32,17 +32,27 @@ def chip_name(chip):
     return f"{chip['name']} ({chip['chip_type']},{chip['chip_index']})"
 
 
+def _failed_chips(document):
+    """Each cause of failed chips, after the chips that it is about."""
+    causes: dict[str, list[str]] = {}
+    for chip in document.get("mcus", []):
+        if chip["error"]:
+            causes.setdefault(sentence(chip["error"]), []).append(chip_name(chip))
+    return [f"{', '.join(names)}: {cause}" for cause, names in causes.items()]
+
+
 def failure(document):
-    """Why a document reports a failure: the whole command first, then each failed chip."""
-    parts = [sentence(document.get("error"))]
+    """Why a document reports a failure: of the whole command, unless it is the cause of a chip, and
+    of each failed chip."""
+    error = document.get("error")
+    ids = [chip["error"]["id"] for chip in document.get("mcus", []) if chip["error"]]
+    parts = [] if error and error["id"] in ids else [sentence(error)]
     for other in document.get("errors", []):
         parts.append(sentence(other))
     for finding in document.get("findings", []):
         if finding["severity"] == "error":
             parts.append(f"{finding['text']} (offset {finding['offset']}, {finding['id']}).")
-    for chip in document.get("mcus", []):
-        if chip["error"]:
-            parts.append(f"{chip_name(chip)}: {sentence(chip['error'])}")
+    parts += _failed_chips(document)
     parts += document.get("likely_state", [])
     return " ".join(parts)
 

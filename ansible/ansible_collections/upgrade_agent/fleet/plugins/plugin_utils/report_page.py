@@ -113,12 +113,17 @@ def verdict(document):
     counts = document["counts"]
     problems = {name: counts[name] for name in PROBLEMS if counts[name]}
     open_modules = counts[rollout.NOT_STARTED]
+    unchecked = sum(
+        entry["outcome"] in (rollout.UPDATED, rollout.UNCHANGED) and not entry["healthy"]
+        for entry in document["modules"]
+    )
     if document["check_mode"]:
         writes = sum(entry["changed"] for entry in document["modules"])
         return rollout.PREDICTED, f"Check mode: {plural(writes, 'module')} of {total} may change."
     if problems:
         listed = ", ".join(f"{number} {LABELS[name]}" for name, number in problems.items())
         rest = f", {plural(open_modules, 'module')} not started" if open_modules else ""
+        rest += f", {plural(unchecked, 'module')} without a health check" if unchecked else ""
         return next(iter(problems)), f"Not complete: {listed} of {plural(total, 'module')}{rest}."
     if document["complete"]:
         return rollout.UPDATED, f"Complete: {plural(total, 'module')}, all healthy."

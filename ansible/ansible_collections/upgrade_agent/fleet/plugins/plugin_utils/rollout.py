@@ -24,6 +24,9 @@ OUTCOMES = (
     NOT_STARTED,
 )
 
+# After these nothing of a module changes any more.
+ENDED = (FAILED, UNREACHABLE)
+
 FORM = 1
 CHIP_KEYS = (
     "name",
@@ -98,6 +101,8 @@ class Rollout:
     def step(self, name, step, time):
         """A task begins for a module."""
         entry = self._of(name)
+        if entry["outcome"] in ENDED:
+            return
         entry["step"] = step
         if entry["outcome"] == NOT_STARTED:
             entry.update(outcome=RUNNING, started=time)
@@ -123,8 +128,10 @@ class Rollout:
             entry["healthy"] = True
 
     def failed(self, name, result, step, time):
-        """A task failed for a module."""
+        """A task failed for a module; the first failure counts."""
         entry = self._of(name)
+        if entry["outcome"] in ENDED:
+            return
         if entry["outcome"] in (UPDATED, UNCHANGED):
             entry["healthy"] = False
         self._run(name, result, FAILED, time)
