@@ -73,8 +73,8 @@ class UpgradeResult(unittest.TestCase):
         document = samples.upgrade(1, "failed", chips, error=samples.PROBLEM)
         self.assertEqual(
             documents.upgrade_result(document)["msg"],
-            "AUX (1,0), FPGA (17,0): an image could not be written, after three attempts. Leave the "
-            "device on and run the upgrade again.",
+            "AUX (1,0), FPGA (17,0): an image could not be written, after three attempts. Leave "
+            "the device on and run the upgrade again.",
         )
 
     def test_refusal_before_the_run(self):
