@@ -6,11 +6,11 @@ import datetime
 import json
 import os
 import re
-import resource
 import sys
 import threading
 import time
 
+from tests import ROOT
 from tests.fleet.fleet import Fleet
 from tests.harness import package
 
@@ -69,15 +69,18 @@ def tasks(log):
 
 
 def roll_out(fleet):
-    """One rollout with as many forks as modules; returns (log, report)."""
+    """One rollout with as many forks as modules; returns the processor seconds of the controller,
+    the log and the report."""
     folder = fleet.home
     with open(os.path.join(folder, "FW.fwm"), "wb") as file:
         file.write(package.build(IMAGES))
     done = fleet.run(
+        *("python3", "-B", "-m", "bench.runner.processor_time", f"{folder}/seconds"),
         *("ansible-playbook", "-i", fleet.inventory, "upgrade_agent.fleet.rollout"),
         *("-e", f"upgrade_agent_package={folder}/FW.fwm"),
         *("-e", '{"upgrade_agent_waves": ["100%"]}'),
         timeout=3600,
+        PYTHONPATH=ROOT,
         ANSIBLE_FORKS=str(len(fleet.modules)),
         ANSIBLE_CALLBACKS_ENABLED="upgrade_agent.fleet.report",
         UPGRADE_AGENT_REPORT_DIR=f"{folder}/report",
@@ -86,10 +89,12 @@ def roll_out(fleet):
     )
     if done.returncode != 0:
         sys.exit(f"bench: the rollout failed:\n{done.stdout}{done.stderr}")
+    with open(f"{folder}/seconds", encoding="ascii") as file:
+        seconds = float(file.read())
     with open(f"{folder}/log", encoding="utf-8") as file:
         log = file.read()
     with open(f"{folder}/report/report.json", encoding="utf-8") as file:
-        return log, json.load(file)
+        return seconds, log, json.load(file)
 
 
 def check(fleet):
@@ -108,14 +113,13 @@ def measure(count):
         memory = MemoryWatch()
         before = memory.least
         memory.start()
-        used, busy = resource.getrusage(resource.RUSAGE_CHILDREN), processor_seconds()
-        log, report = roll_out(fleet)
+        busy = processor_seconds()
+        controller, log, report = roll_out(fleet)
         end = time.monotonic()
-        used_after, busy_after = resource.getrusage(resource.RUSAGE_CHILDREN), processor_seconds()
+        busy_after = processor_seconds()
         least = memory.stop()
         check(fleet)
     durations = sorted(entry["duration"] for entry in report["modules"])
-    controller = (used_after.ru_utime + used_after.ru_stime) - (used.ru_utime + used.ru_stime)
     return {
         "modules": count,
         "start_s": ready - begin,
