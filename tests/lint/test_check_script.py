@@ -73,7 +73,8 @@ class TestCheck(unittest.TestCase):
         self.assertEqual(set(table.values()), {"passed"})
         self.assertEqual(
             set(STEPS) - set(table),
-            {"footprint", "fuzz", "limits", "mutations", "power-cuts", "soak", "state-diagram"},
+            {"browser", "fleet", "footprint", "fuzz", "limits", "module-vm", "mutations"}
+            | {"power-cuts", "screenshots", "soak", "state-diagram"},
         )
 
     def test_goes_on_after_a_failure(self):
