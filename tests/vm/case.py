@@ -197,5 +197,6 @@ class ModuleCase(unittest.TestCase):
         self.assertEqual(sorted(found), sorted(files))
         different = [path for path in files if found[path] != files[path]]
         self.assertEqual(different, [])
+        self.assertEqual(self.shell("stat -c %a /"), "755")
         self.assertEqual(self.module.get("/data/version"), version.encode())
         self.assertIsNone(self.module.get("/data/sysupdate.tar.bz2"))

@@ -52,12 +52,15 @@ class TestRunning(case.ModuleCase):
 
     def test_1_permitted_commands(self):
         """sudo runs the agent's command lines as root, without a password"""
-        content = netimage.archive({"opt/permitted": b"unpacked\n"})
+        image, files = self.make_firmware("1.20", 1)
+        with open(image, "rb") as file:
+            content = file.read()[netimage.HEAD_SIZE :]
         self.module.run(f"cat >{ARCHIVE}", input=content, text=False)
         for line in PERMITTED:
             done = self.module.run(f"{AS_AGENT} {line}", check=False)
             self.assertEqual((done.returncode, done.stderr), (0, ""), line)
-        self.assertEqual(self.shell("cat /opt/permitted"), "unpacked")
+        for path, content in files.items():
+            self.assertTrue(self.module.get(path) == content, path)
         self.assertIsNone(self.module.get(ARCHIVE))
 
     def test_1_refused_commands(self):

@@ -30,29 +30,34 @@ class Result(unittest.TestResult):
         super().__init__()
         self.rows = []
         self._begin = 0.0
-        self._seen = 0
+        self._is_good = True
+
+    def _problem(self, text):
+        self._is_good = False
+        print(text, file=sys.stderr, flush=True)
+
+    def addFailure(self, test, err):
+        super().addFailure(test, err)
+        self._problem(self.failures[-1][1])
 
     def addError(self, test, err):
         super().addError(test, err)
+        self._problem(self.errors[-1][1])
         # A class whose module did not boot has no case that could end.
         if not isinstance(test, unittest.TestCase):
-            self._seen = len(self._problems())
-            self.add(str(test), "FAILED")
+            self.add(str(test))
 
     def startTest(self, test):
         super().startTest(test)
         self._begin = time.monotonic()
-
-    def _problems(self):
-        return [*self.failures, *self.errors]
+        self._is_good = True
 
     def stopTest(self, test):
         super().stopTest(test)
-        is_new = len(self._problems()) > self._seen
-        self._seen = len(self._problems())
-        self.add(test.shortDescription() or str(test), "FAILED" if is_new else "passed")
+        self.add(test.shortDescription() or str(test))
 
-    def add(self, name, result):
+    def add(self, name):
+        result = "passed" if self._is_good else "FAILED"
         seconds = time.monotonic() - self._begin
         self.rows.append((name, result, f"{seconds:.0f} s"))
         print(f"{result:6} {seconds:5.0f} s  {name}", flush=True)
@@ -74,8 +79,6 @@ def run(modules, words):
     """Runs the cases; returns the rows of the report and whether all passed."""
     result = Result()
     selected(modules, words).run(result)
-    for test, text in [*result.failures, *result.errors]:
-        print(f"\n== {test}\n{text}", file=sys.stderr)
     print(f"{result.testsRun} cases, {len(result.failures) + len(result.errors)} failed")
     return result.rows, result.testsRun > 0 and result.wasSuccessful()
 
