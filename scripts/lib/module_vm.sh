@@ -46,7 +46,10 @@ make_module_root() {
     rm -f "$folder/base.packages"
     archive_options >"$folder/base.apt"
     unpack_kernel >"$folder/unpack-kernel"
-    ARCHITECTURE=$architecture mmdebstrap --quiet --variant=minbase --format=tar \
+    # In a user namespace no device file can be made; the root gets its own when it boots.
+    ARCHITECTURE=$architecture python3 -B -m scripts.lib.emulated "$architecture" \
+        mmdebstrap --quiet --variant=minbase --format=tar --mode=root \
+        --skip=output/mknod,output/dev \
         --architectures="$architecture" --aptopt="$folder/base.apt" --include="$wanted" \
         --customize-hook="sh $folder/unpack-kernel \"\$1\"" \
         "$suite" "$folder/base.tar" "deb $archive $suite main"
@@ -65,6 +68,7 @@ build_module() {
     scripts/package
     packages=build/package
     if [ "$1" != "$(dpkg --print-architecture)" ]; then
+        install_packages arch-test qemu-user-static
         scripts/cross-build "$1" --no-tests
         packages=build/$1
     fi
@@ -73,5 +77,6 @@ build_module() {
     export MODULE_PROGRAMS="$PWD/build/package/bin"
     # shellcheck disable=SC2046  # a list of words on purpose
     make_module_root "$MODULE_IMAGE" "$1" $(needed_packages "$MODULE_PACKAGE")
-    python3 -B -m tests.vm.image "$MODULE_IMAGE" "$MODULE_PACKAGE"
+    python3 -B -m scripts.lib.emulated "$1" \
+        python3 -B -m tests.vm.image "$MODULE_IMAGE" "$MODULE_PACKAGE"
 }

@@ -13,6 +13,7 @@ import threading
 import types
 import unittest
 
+from scripts.lib import emulated
 from tests.vm import disk, kernel, machine, run
 from tests.vm.qmp import Qmp, QmpError
 
@@ -109,6 +110,26 @@ class TestMachine(unittest.TestCase):
             self.assertIn(expected, words)
         without = machine.Machine("arm64", "/k", disks, "/f", 1, 2).command()
         self.assertNotIn("pci-serial", " ".join(without))
+
+
+class TestEmulated(unittest.TestCase):
+    def test_entry(self):
+        """The line fits programs and libraries of the architecture, and no others."""
+        empty, name, kind, offset, magic, mask, program, flags = emulated.entry("arm64").split(":")
+        self.assertEqual((empty, name, kind, offset, flags), ("", "module-arm64", "M", "", "F"))
+        self.assertEqual(program, "/usr/bin/qemu-aarch64-static")
+        expected, bits = (bytes.fromhex(text.replace("\\x", "")) for text in (magic, mask))
+        for machine_number, elf_type, version, fits in (
+            (183, 2, 0, True),
+            (183, 3, 3, True),
+            (183, 1, 0, False),
+            (62, 2, 0, False),
+            (40, 2, 0, False),
+        ):
+            head = b"\x7fELF\x02\x01\x01" + bytes([version]) + bytes(8)
+            head += struct.pack("<HH", elf_type, machine_number)
+            masked = bytes(one & bit for one, bit in zip(head, bits))
+            self.assertEqual(masked == expected, fits, (machine_number, elf_type, version))
 
 
 class TestQmp(unittest.TestCase):
@@ -238,7 +259,7 @@ class TestRun(unittest.TestCase):
 
 def load_tests(loader, _tests, _pattern):
     """Not the examples for the runner."""
-    real = (TestKernel, TestMachine, TestQmp, TestDisk, TestRun)
+    real = (TestKernel, TestMachine, TestEmulated, TestQmp, TestDisk, TestRun)
     return unittest.TestSuite(loader.loadTestsFromTestCase(one) for one in real)
 
 
