@@ -199,4 +199,5 @@ class ModuleCase(unittest.TestCase):
         self.assertEqual(different, [])
         self.assertEqual(self.shell("stat -c %a /"), "755")
         self.assertEqual(self.module.get("/data/version"), version.encode())
-        self.assertIsNone(self.module.get("/data/sysupdate.tar.bz2"))
+        for name in ("sysupdate.tar.bz2", "sysupdate.marker"):
+            self.assertIsNone(self.module.get(f"/data/{name}"), name)

@@ -77,10 +77,13 @@ class TestLateData(case.ModuleCase):
 
 
 class TestReadOnlyRoot(case.ModuleCase):
-    """A root that is mounted read-only."""
+    """A root that is mounted read-only, with memory for what systemd and the journal write."""
 
     is_root_writable = False
-    files = {"/etc/fstab": FSTAB.format(root="ro", data="defaults")}
+    files = {
+        "/etc/fstab": FSTAB.format(root="ro", data="defaults")
+        + "tmpfs /var/lib/systemd tmpfs mode=755 0 0\ntmpfs /var/log tmpfs mode=755 0 0\n"
+    }
 
     def root_options(self):
         return self.shell("findmnt -n -o OPTIONS /").split(",")

@@ -39,6 +39,10 @@ FILES = {
     "etc/hostname": "module\n",
     "etc/hosts": "127.0.0.1 localhost module\n",
     "etc/fstab": "/dev/root / ext4 defaults 0 0\nLABEL=data /data ext4 defaults 0 2\n",
+    # An emulated processor of a busy machine takes minutes until a disk has its device node.
+    "etc/systemd/system.conf.d/module.conf": (
+        "[Manager]\nDefaultTimeoutStartSec=600\nDefaultDeviceTimeoutSec=600\n"
+    ),
     "etc/systemd/network/module.network": (
         f"[Match]\nName=en* eth*\n\n[Network]\nAddress={ADDRESS}\nLinkLocalAddressing=no\n"
     ),

@@ -14,7 +14,7 @@ from tests.harness.process import Process
 from tests.vm import machine
 from tests.vm.qmp import Qmp
 
-READY = re.compile(r"Started.* upgrade-agent")
+READY = (r"Started.* upgrade-agent", r"Started.* ssh\.service")
 # For a machine that does much else; every wait ends on its condition.
 BOOT_SECONDS = 600
 COMMAND_SECONDS = 300
@@ -109,9 +109,10 @@ class VirtualModule:
             time.sleep(0.2)
 
     def wait_until_ready(self, seconds=BOOT_SECONDS):
-        """Waits for the agent of the next boot since start(); returns self."""
+        """Waits for the agent and for SSH of the next boot since start(); returns self."""
         self._ready_count += 1
-        self.wait_for_console(READY, self._ready_count, seconds)
+        for pattern in READY:
+            self.wait_for_console(pattern, self._ready_count, seconds)
         return self
 
     def _ssh_options(self):
