@@ -6,6 +6,7 @@
 #include "support/RecordingShell.h"
 #include "support/TestCase.h"
 
+#include <QSemaphore>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -153,6 +154,7 @@ private slots:
     void damagedMarkerIsDiscarded();
     void installOrder_data();
     void installOrder();
+    void syncsWhileUnpacking();
     void unpacksAgain();
     void finishes_data();
     void finishes();
@@ -253,6 +255,30 @@ void TestResume::installOrder()
     expected += unpackSteps("0");
     expected += {removal + " [unpacked0 1.00]", readOnly + " [unpacked0 1.00]"};
     QCOMPARE(bench.log, expected + end);
+}
+
+void TestResume::syncsWhileUnpacking()
+{
+    Bench bench;
+    bench.putArchive();
+    bench.platform.pauses.betweenSyncs = 1ms;
+    QSemaphore syncs;
+    const QString root = bench.platform.paths.root;
+    bench.platform.system.syncFileSystem = [&](const QString &path) {
+        if (path == root)
+            syncs.release();
+        return true;
+    };
+    bool enough = false;
+    bench.platform.shell.run = [&](const QString &command) {
+        if (command.startsWith("sudo tar"))
+            enough = syncs.tryAcquire(3, 10'000);
+    };
+    NetImage header;
+    header.version = "1.23";
+    header.md5Text = md5(archive);
+    QVERIFY(NetInstaller(bench.platform, {}).install(NetInstallVariant::Quiet, header));
+    QVERIFY(enough);
 }
 
 void TestResume::unpacksAgain()
