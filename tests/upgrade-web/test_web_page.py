@@ -65,8 +65,12 @@ class TestPage(webcase.WebCase):
         )
 
     def test_only_this_server_s_page_is_answered(self):
-        answer = self.server.get("/", Host="evil.example")
-        self.assertEqual(answer.problem, (403, "request-refused"))
+        """A person who opens the page under another name reads what to do."""
+        answer = self.server.get("/", Host="module.example")
+        self.assertEqual(answer.status, 403)
+        self.assertEqual(answer.headers["Content-Type"], "text/plain; charset=utf-8")
+        self.assertIn("--host-name", answer.body.decode())
+        self.assertNotIn("<", answer.body.decode())
 
 
 class TestFiles(unittest.TestCase):

@@ -351,7 +351,7 @@ constexpr ProblemRow problemRows[] = {
      "Wait for the time in the response, then try again."},
     {ProblemId::RequestRefused, ExitCode::Failed, "request-refused",
      "the request does not come from a page of this server",
-     "Open the page at the address that upgrade-web printed, or reload it. Another name of the module needs --host-name."},
+     "Reload the page, or open it at the address that upgrade-web printed. For another name of the module start upgrade-web with --host-name NAME."},
     {ProblemId::NotFound, ExitCode::Failed, "not-found",
      "there is nothing at this address",
      "See web-interface.md for the addresses."},

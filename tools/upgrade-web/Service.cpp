@@ -195,6 +195,8 @@ Service::Admission Service::admit(const Request &head)
     static constexpr Route unknown{Resource::Session, "GET", "", "", false};
     const ProblemId problem = m_gate.check(head, route ? *route : unknown, now());
     const QString command = route ? QString::fromLatin1(route->name) : QString();
+    if (problem != ProblemId::None && route && route->resource == Resource::Page)
+        return {route, pageRefusal(problem), {}};
     if (problem != ProblemId::None)
         return {route, refusal(command, problem), {}};
     if (!route)

@@ -132,6 +132,9 @@ private:
 /** The HTTP status of a document (RFC 9110). */
 int httpStatus(const CommandOutcome &outcome);
 
+/** A refusal for a person who opens the page, as text. */
+Response pageRefusal(ProblemId problem);
+
 /** A refusal as a document; `command` is null when the resource is not known. */
 Response refusal(const QString &command, ProblemId problem, const QString &detail = {});
 

@@ -83,6 +83,15 @@ int httpStatus(const CommandOutcome &outcome)
     return ofProblem != 0 ? ofProblem : byExit.value(outcome.exit, 500);
 }
 
+Response pageRefusal(ProblemId problem)
+{
+    const auto &row = problemRow(problem);
+    return {httpStatus(CommandOutcome::failed(problem, {})),
+            "text/plain; charset=utf-8",
+            {},
+            QByteArrayLiteral("Error: ") + row.text + ".\n" + row.advice + '\n'};
+}
+
 Response refusal(const QString &command, ProblemId problem, const QString &detail)
 {
     const CommandOutcome outcome = CommandOutcome::failed(problem, detail);
