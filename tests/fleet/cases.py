@@ -23,7 +23,7 @@ LIMIT_S = 1800
 def cases():
     """The names of all cases."""
     # The device that dies takes longest: the agent waits for it.
-    classes = [test_rollout.TestRollout, test_rollout.TestOthers]
+    classes: list[type[unittest.TestCase]] = [test_rollout.TestRollout, test_rollout.TestOthers]
     classes += [test_tutorial.TestTutorial, test_simulated.TestSimulated]
     names = [
         f"{case.__module__}.{case.__qualname__}.{name}"

@@ -73,7 +73,7 @@ class TestCheck(unittest.TestCase):
         self.assertEqual(set(table.values()), {"passed"})
         self.assertEqual(
             set(STEPS) - set(table),
-            {"browser", "fleet", "footprint", "fuzz", "limits", "module-vm", "mutations"}
+            {"footprint", "fuzz", "limits", "module-vm", "mutations"}
             | {"power-cuts", "screenshots", "soak", "state-diagram"},
         )
 
