@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The simulated modules themselves, with scripts/fleet as everybody runs it."""
+"""The simulated modules themselves, with scripts/fleet as all users run it."""
 
 import os
 import subprocess
