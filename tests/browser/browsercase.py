@@ -21,6 +21,8 @@ CHIPS = (
     agentcase.chip("FPGA", 17, version="3.1", upgrades_to="3.2"),
 )
 GOOD = build(IMAGES)
+# Twenty seconds for AUX, for more than one look at a run.
+LONG = (MAIN, Image("AUX", image_bytes(120000, "aux"), chip_type=1), FPGA)
 # The line's real speed: AUX takes five seconds, so that a test can do something meanwhile.
 SLOW = ("--baud", "57600")
 HISTORY, PASSWORD_FILE = "/data/upgrade-web-history.json", "/data/password"

@@ -7,8 +7,21 @@ import os
 from selenium.webdriver.common.keys import Keys
 
 from tests.browser import browsercase
-from tests.browser.browsercase import AUX, FPGA, GOOD, IMAGES, MAIN, SLOW
+from tests.browser.browsercase import AUX, FPGA, GOOD, IMAGES, LONG, MAIN, SLOW
 from tests.harness import agentcase, wait
+
+
+# Holds each document of the run back for two seconds.
+LATE_ANSWERS = """
+const fetchNow = window.fetch;
+window.fetch = async (path, options) => {
+  const answer = await fetchNow(path, options);
+  if (path === "/api/run" && options.method === "GET") {
+    await new Promise((go) => setTimeout(go, 2000));
+  }
+  return answer;
+};
+"""
 
 
 class TestUpgrades(browsercase.BrowserCase):
@@ -167,12 +180,21 @@ class TestInterruptions(browsercase.BrowserCase):
         self.assertEqual(self.result(), "done")
         self.assert_flashed(*IMAGES)
 
-    def test_two_browsers(self):
-        """The second one comes in the middle, sees the run from every view, and both end alike."""
+    def test_an_answer_that_is_late(self):
+        """The document of the run arrives after events that are newer than it."""
         self.begin(options=SLOW)
+        self.browser.script(LATE_ANSWERS)
         self.start_run()
         self.wait_for_writing()
+        self.browser.reads("run-phase", "Writing")
+        self.assertEqual(self.result(), "done")
+
+    def test_two_browsers(self):
+        """The second one comes in the middle, sees the run from every view, and both end alike."""
         second = self.second_browser()
+        self.begin(options=SLOW, images=LONG)
+        self.start_run()
+        self.wait_for_writing()
         second.open(self.server.address + "#module")
         second.shown("run-notice")
         second.go("upgrade")
@@ -182,7 +204,7 @@ class TestInterruptions(browsercase.BrowserCase):
         second.shown("choice-problem")
         self.assertFalse(second.element("upload-start").is_enabled())
         second.go("run")
-        self.wait_for_writing(browser=second)
+        second.until(lambda: self.chip_state("MAIN", second) == "Done", "the first chip")
         self.assertEqual(self.result(second), "done")
         self.assertEqual(self.result(), "done")
         for name in ("summary-title", "summary-text", "run-chips"):

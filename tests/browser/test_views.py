@@ -9,7 +9,7 @@ from prometheus_client.openmetrics import parser
 from tests import ROOT
 from tests.browser import browsercase
 from tests.browser.browser import DESKTOP, PHONE
-from tests.browser.browsercase import GOOD, IMAGES, SLOW
+from tests.browser.browsercase import GOOD, IMAGES, LONG, SLOW
 from tests.harness import agentcase
 
 DUMP = os.path.join(ROOT, "tests", "edid", "data", "v4l-dell-p2415q-hdmi1.4.bin")
@@ -84,7 +84,7 @@ class TestViews(browsercase.BrowserCase):
         self.check("accepted")
 
     def test_upgrade_and_run(self):
-        self.begin(options=SLOW, faults=["refuse:type=17"])
+        self.begin(options=SLOW, images=LONG, faults=["refuse:type=17"])
         self.browser.go("upgrade")
         self.browser.reads("upgrade-start", "3 chips")
         self.check("upgrade")

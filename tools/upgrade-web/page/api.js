@@ -31,6 +31,8 @@ const unreachable = {
 };
 
 const patience = 20_000;
+/** Events may come faster than answers. */
+const mostAttempts = 5;
 
 /** The document of a response; with `error` for one that failed in any way. */
 export async function request(method, path, body) {
@@ -69,9 +71,17 @@ export async function loadPackage() {
   return "present" in document;
 }
 
+/** An answer may arrive after events that are newer than it; then the server is asked again. */
 export async function loadRun() {
-  const document = await get("/api/run");
-  if (!document.error) change("run", document);
+  for (let attempt = 1; ; ++attempt) {
+    const before = state.run;
+    const document = await get("/api/run");
+    if (document.error) return;
+    if (state.run === before || attempt === mostAttempts) {
+      change("run", document);
+      return;
+    }
+  }
 }
 
 /** Whether a run is active, as far as the page knows. */

@@ -98,7 +98,7 @@ function showChips(run) {
   while (list.children.length > chips.length) list.lastElementChild.remove();
   chips.forEach((chip, row) => {
     if (!chip) return;
-    if (!list.children[row]) list.append(chipItem(row));
+    while (list.children.length <= row) list.append(chipItem(list.children.length));
     showChip(list.children[row], chip, run);
   });
 }
