@@ -132,7 +132,7 @@ def start_run(port):
         peer.request(method, path, body, headers)
         return web.Answer(peer.getresponse())
 
-    assert ask("GET", "/").status == 200, "there is no page"
+    assert ask("GET", "/").status == 200, "the page is missing"
     token = ask("GET", "/api/session").document["csrf_token"]
     headers = {"Origin": f"http://127.0.0.1:{port}", "X-CSRF-Token": token}
     assert ask("POST", "/api/run", json.dumps({"mode": 2}), **headers).status == 202, "no run"
