@@ -47,9 +47,12 @@ make_module_root() {
     archive_options >"$folder/base.apt"
     unpack_kernel >"$folder/unpack-kernel"
     # In a user namespace no device file can be made; the root gets its own when it boots.
+    skipped=
+    [ "$architecture" = "$(dpkg --print-architecture)" ] ||
+        skipped="--mode=root --skip=output/mknod,output/dev"
+    # shellcheck disable=SC2086  # a list of words on purpose
     ARCHITECTURE=$architecture python3 -B -m scripts.lib.emulated "$architecture" \
-        mmdebstrap --quiet --variant=minbase --format=tar --mode=root \
-        --skip=output/mknod,output/dev \
+        mmdebstrap --quiet --variant=minbase --format=tar $skipped \
         --architectures="$architecture" --aptopt="$folder/base.apt" --include="$wanted" \
         --customize-hook="sh $folder/unpack-kernel \"\$1\"" \
         "$suite" "$folder/base.tar" "deb $archive $suite main"
