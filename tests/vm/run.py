@@ -100,7 +100,10 @@ def shell():
 
 
 def main():
-    parser = argparse.ArgumentParser(prog="scripts/module-vm", description=__doc__)
+    parser = argparse.ArgumentParser(
+        prog="scripts/module-vm",
+        description="Boots network modules in virtual machines and runs cases on them.",
+    )
     what = parser.add_mutually_exclusive_group(required=True)
     what.add_argument("--quick", action="store_true", help="a boot and two upgrades")
     what.add_argument("--all", action="store_true", help="every case")
