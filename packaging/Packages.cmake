@@ -90,6 +90,7 @@ set(CPACK_DEBIAN_ANSIBLE_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_ANSIBLE_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_ANSIBLE_PACKAGE_DEPENDS "ansible-core (>= 2.14), upgrade-agent-tools")
 set(CPACK_DEBIAN_ANSIBLE_PACKAGE_SUGGESTS "upgrade-agent-doc")
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/ansible/prerm)
 set(CPACK_DEBIAN_ANSIBLE_DESCRIPTION "firmware upgrades of many devices with Ansible
 The collection upgrade_agent.fleet: modules that put a package on the network
 module of an audio-video (HDMI) device, upgrade the device and report its

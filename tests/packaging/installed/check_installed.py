@@ -17,7 +17,14 @@ from tests.packaging.installed import booted, chroot, recorders, webunit
 
 HERE = os.path.dirname(os.path.realpath(__file__))
 PACKAGES = os.environ["PACKAGES"]
-NAMES = ("upgrade-agent", "upgrade-agent-tools", "upgrade-agent-web", "upgrade-agent-doc")
+COLLECTION = "ansible-collection-upgrade-agent"
+NAMES = (
+    "upgrade-agent",
+    "upgrade-agent-tools",
+    "upgrade-agent-web",
+    "upgrade-agent-doc",
+    COLLECTION,
+)
 TOOLS = ("device-check", "device-simulator", "edid-report", "fwm", "upgrade-console")
 PROGRAMS = [
     "/usr/sbin/upgrade-agent",
@@ -67,6 +74,10 @@ class TestInstalled(unittest.TestCase):
         for name in NAMES:
             self.assertRegex(version_of(name), r"^ii [\d.]+$")
         self.assertEqual(chroot.run("dpkg", "--audit").stdout, "")
+
+    def test_2_collection_is_where_ansible_looks_for_it(self):
+        page = chroot.run("ansible-doc", "upgrade_agent.fleet.upgrade", HOME="/root").stdout
+        self.assertIn("Upgrades the chips of a device", page)
 
     def test_2_user(self):
         self.assertRegex(
@@ -331,6 +342,7 @@ class TestInstalled(unittest.TestCase):
 
     def test_6_remove(self):
         chroot.run("dpkg", "-r", *NAMES)
+        self.assertFalse(os.path.exists(chroot.path("/usr/share/ansible/collections")))
         for program in PROGRAMS:
             self.assertFalse(os.path.exists(chroot.path(program)))
         self.assertTrue(os.path.exists(chroot.path("/etc/sudoers.d/upgrade-agent")))
