@@ -88,6 +88,7 @@ def ansible_files():
     """The collection as it is here, without its tests and its licence."""
     top = os.path.join(PROJECT, "ansible")
     files = common_files("ansible-collection-upgrade-agent")
+    files["usr/share/lintian/overrides/ansible-collection-upgrade-agent"] = FILE
     for folder, folders, names in os.walk(top):
         folders[:] = set(folders) - {"tests", "__pycache__"}
         where = os.path.relpath(folder, top)
