@@ -116,9 +116,11 @@ class TestOthers(FleetCase):
 
     def test_busy_module(self):
         """Another client's run is not disturbed; after its end the rollout is completed."""
-        other, new = images("other", size=30000), images(aux=(1, 2, 0), fpga=(3, 2, 0))
+        other, new = images("other", size=8000), images(aux=(1, 2, 0), fpga=(3, 2, 0))
         canary = self.modules[0]
         canary.put("FW.fwm", packages.build(other))
+        # The run lasts until the rollout has ended, also on a busy machine.
+        canary.control_device("fault add late:word=block,delay=3000")
         client = self.fleet.begin("upgrade-console", "--json", "--host", "module1", "upgrade")
         self.addCleanup(client.kill)
         self.wait_until_writing(canary)
@@ -128,7 +130,9 @@ class TestOthers(FleetCase):
         self.assertIn("busy", self.entries()["module1"]["message"])
         self.assert_untouched(*self.modules[1:])
         self.assertEqual(canary.package(), packages.build(other))
-        client.popen.communicate(timeout=120)
+        self.assertIsNone(client.popen.poll())
+        canary.control_device("fault clear")
+        client.popen.communicate(timeout=300)
         self.assertEqual(client.popen.returncode, 0)
         self.assertEqual(
             canary.flash(),
