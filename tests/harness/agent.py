@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The real agent."""
+"""The real agent, started with no arguments."""
 
 import contextlib
 import os
@@ -15,13 +15,13 @@ class Agent(Process):
     """Runs only inside the sandbox: outside, it would meet the machine's own sudo. $AGENT_WRAPPER
     is a command to run it under, such as a memory checker."""
 
-    def __init__(self, popen=None, arguments=(), **environment):
+    def __init__(self, popen=None, **environment):
         if os.environ.get("AGENT_SANDBOX") != "1":
             raise RuntimeError("the agent is only ever started inside scripts/sandbox")
         wrapper = shlex.split(os.environ.get("AGENT_WRAPPER", ""))
         super().__init__(
             "upgrade-agent",
-            [*wrapper, os.environ["AGENT_PROGRAM"], *arguments],
+            [*wrapper, os.environ["AGENT_PROGRAM"]],
             cwd="/",
             env={**os.environ, **environment},
             start_new_session=True,
