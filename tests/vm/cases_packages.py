@@ -64,7 +64,8 @@ class TestPackages(case.ModuleCase):
     def test_2_upgrade_during_a_run(self):
         """an upgrade of the package during an upgrade of the device does not interrupt it"""
         pid = self.agent_pid()
-        chip = package.Image("MAIN", package.image_bytes(60000, "run"))
+        # A minute and a half on the line: apt takes that long on an emulated processor.
+        chip = package.Image("MAIN", package.image_bytes(500_000, "run"))
         self.upgrade_console("put", *self.ssh_options(), self.write_package([chip]))
         with contextlib.closing(self.module.console()) as client:
             client.send("UPGRADE||MAIN,0,0")
