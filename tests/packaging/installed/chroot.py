@@ -24,6 +24,7 @@ PREPARE = """set -e
 mount -t proc proc "$0/proc"
 mount -t tmpfs -o mode=755 run "$0/run"
 mount -t tmpfs -o mode=755 dev "$0/dev"
+mkdir -m 1777 "$0/dev/shm"
 for name in null zero urandom tty; do
     touch "$0/dev/$name"
     mount --bind "/dev/$name" "$0/dev/$name"
