@@ -6,12 +6,15 @@ import json
 import os
 import socket
 import subprocess
+import time
 import urllib.parse
 
 from . import wait
 from .process import Process
 
 PROGRAM = os.environ.get("UPGRADE_WEB", "")
+# The longest wait for one event; the stream has a keep-alive comment more often.
+EVENT_SECONDS = 120
 
 
 class Answer:
@@ -51,8 +54,12 @@ class Events:
     def next(self):
         """The next event; its "id" is that of the stream."""
         fields: dict[str, str] = {}
+        deadline = time.monotonic() + EVENT_SECONDS
         while True:
-            line = self.response.readline().decode().rstrip("\n")
+            raw = self.response.readline()
+            assert raw, "the stream has ended"
+            assert time.monotonic() < deadline, "only keep-alive comments"
+            line = raw.decode().rstrip("\n")
             if line.startswith(":"):
                 continue
             if not line and fields:
