@@ -116,7 +116,7 @@ class TestOthers(FleetCase):
 
     def test_busy_module(self):
         """Another client's run is not disturbed; after its end the rollout is completed."""
-        other, new = images("other", size=8000), images(aux=(1, 2, 0), fpga=(3, 2, 0))
+        other, new = images("other", size=60000), images(aux=(1, 2, 0), fpga=(3, 2, 0))
         canary = self.modules[0]
         canary.put("FW.fwm", packages.build(other))
         # The run lasts until the rollout has ended, also on a busy machine.
