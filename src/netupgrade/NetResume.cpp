@@ -85,7 +85,7 @@ NetArchiveState NetResume::archiveState(const QByteArray &digest) const
         return NetArchiveState::Differs;
     QCryptographicHash md5(QCryptographicHash::Md5);
     const auto add = [&md5](const char *bytes, qint64 size) {
-        md5.addData(bytes, int(size));
+        md5.addData(QByteArray::fromRawData(bytes, int(size)));
         return true;
     };
     const qint64 end = forEachChunk(archive, 0, digestPiece, add);
