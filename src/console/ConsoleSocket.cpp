@@ -127,7 +127,9 @@ void ConsoleSocket::send(const QByteArray &bytes)
     }
     if (sent == bytes.size())
         return;
-    write(bytes.mid(int(std::max<ssize_t>(sent, 0))));
+    const qint64 start = std::max<ssize_t>(sent, 0);
+    // Not as a QByteArray, which the socket would keep with its unused capacity.
+    write(bytes.constData() + start, bytes.size() - start);
     flush();
 }
 
