@@ -90,6 +90,60 @@ def rest(step):
     return until("")[len(until(step)) :]
 
 
+# Each command of the main MCU: how its failure is reported, and whether the command is announced
+# again when it is repeated.
+_FAILURES = {
+    "model_name": ("Read model name fail, {}.", False),
+    "bootcode": ("Read the bootcode information of 'MAIN' fail, {}.", True),
+    "product_info": ("Read the product information of 'MAIN' fail, {}.", True),
+    "version": ("Read the version information of 'MAIN' fail, {}.", True),
+    "enter": ("'MAIN' Enter F/W Update Mode fail, {}.", True),
+    "product_id_of_main": ("Read product ID fail, {}.", False),
+    "reboot": ("Reboot fail, {}.", True),
+    "product_id_of_system": ("Read product ID fail, {}.", False),
+    "set_virtual_version": ("Set virtual version fail, {}.", False),
+}
+# What ends the run when a command has failed three times, and the row that the progress is set to.
+GIVEN_UP = {
+    "model_name": (0, "Read model name fail, upgrade fail, exit."),
+    "bootcode": (
+        1,
+        "Read the bootcode information of 'MAIN' fail, check the next mcu.",
+        "Read the bootcode information of 'MAIN' fail, exit upgrade.",
+    ),
+    "product_info": (
+        1,
+        "Read the product information of 'MAIN' fail, check the next mcu.",
+        "Read the product information of 'MAIN' fail, exit upgrade.",
+    ),
+    "product_id_of_main": (1, "Main MCU run fail."),
+    "reboot": (2, "Reboot systerm fail."),
+    "product_id_of_system": (2, "Systerm run fail."),
+    "set_virtual_version": (2, "Set virtual version fail, upgrade fail."),
+}
+
+
+def retries(step, times=1):
+    """What is said of so many failed attempts, until the next one's reply is awaited."""
+    failure, announced = _FAILURES[step]
+    command = until(step)[-1:] if announced else []
+    said = []
+    for number in range(1, times + 1):
+        said += texts.log(failure.format(f"retry {number}")) + command
+    return said
+
+
+def given_up(step):
+    """What is said when the step's third attempt fails, too, from the first failure on."""
+    row, *last = GIVEN_UP[step]
+    return retries(step, 2) + texts.log(*last) + texts.failed(row, 2)
+
+
+def versions_when_given_up(step):
+    """What AUX and MAIN run then."""
+    return (NEW, NEW) if list(FAULTS).index(step) > list(FAULTS).index("version") else (OLD, OLD)
+
+
 def whole_run(first, mode, aux, main):
     """A run without retries. Each version is the one that the chip runs; None for a main MCU
     whose image was never finished."""
