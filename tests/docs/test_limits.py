@@ -73,11 +73,10 @@ class Limits(unittest.TestCase):
                 name, rest = source_of(test)
                 self.assertIsNotNone(name, test)
                 text = pages.read(name)
-                # The rest is a function, or a class with a separate fixture.
-                for wanted in filter(
-                    None, (rest and f"(test_{rest}|Test{rest.capitalize()})", function)
-                ):
-                    self.assertTrue(re.search(rf"\b{wanted}\(", text), f"{test}: {wanted}")
+                # The rest is a function, a class with a separate fixture, or a row of a table.
+                case = rf"\btest_{rest}\(|\bTest{rest.capitalize()}\(|^    \"{rest}\": \("
+                for wanted in filter(None, (rest and case, function and rf"\b{function}\(")):
+                    self.assertTrue(re.search(wanted, text, re.M), f"{test}: {wanted}")
 
     def test_log_words_are_there(self):
         sources = "".join(
