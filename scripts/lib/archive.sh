@@ -14,6 +14,12 @@ debian_archive() {
     echo "$archive"
 }
 
+# made_from MARK PACKAGES: whether the folder or file that this mark belongs to is complete and was made
+# from the same packages. The mark is written last, and removed first.
+made_from() {
+    [ "$(cat "$1" 2>/dev/null)" = "$2" ]
+}
+
 # apt's options for the access to that archive, a proxy for example.
 archive_options() {
     apt-config dump Acquire | grep -E '^Acquire::(http|https|ftp|Check-|Retries)' || true

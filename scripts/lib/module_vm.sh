@@ -36,9 +36,7 @@ make_module_root() {
     shift 2
     # shellcheck disable=SC2086  # a list of words on purpose
     wanted=$(printf '%s\n' $MODULE_ROOT_PACKAGES "$@" | sort -u | paste -s -d ,)
-    if [ "$(cat "$folder/base.packages" 2>/dev/null)" = "$wanted" ]; then
-        return 0
-    fi
+    made_from "$folder/base.packages" "$wanted" && return 0
     suite=$(. /etc/os-release && echo "$VERSION_CODENAME")
     archive=$(debian_archive "$suite")
     echo "Making the root of the virtual module ($architecture, some 200 MB to fetch)."

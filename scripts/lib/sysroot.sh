@@ -39,9 +39,7 @@ use_own_qt_tools() {
 make_sysroot() {
     root=$PWD/build/sysroot-$1
     wanted=$(shift && sysroot_packages "$@")
-    if [ "$(cat "$root/complete" 2>/dev/null)" = "$wanted" ]; then
-        return 0
-    fi
+    made_from "$root/complete" "$wanted" && return 0
     suite=$(. /etc/os-release && echo "$VERSION_CODENAME")
     archive=$(debian_archive "$suite")
     echo "Making the sysroot of $1 (some 100 MB to fetch)."

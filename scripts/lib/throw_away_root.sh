@@ -19,7 +19,7 @@ make_throw_away_root() {
     root=$1
     shift
     wanted=$*
-    if [ "$(cat "$root.packages" 2>/dev/null)" != "$wanted" ]; then
+    if ! made_from "$root.packages" "$wanted"; then
         suite=$(. /etc/os-release && echo "$VERSION_CODENAME")
         archive=$(debian_archive "$suite")
         rm -f "$root.packages"
