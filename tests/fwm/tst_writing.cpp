@@ -64,6 +64,7 @@ private slots:
     void refusesNetSources_data();
     void refusesNetSources();
     void namesTheNetSource();
+    void namesTheRootsPermissions();
     void folderItselfStaysOut();
     void outputStaysOutOfTheFolder_data();
     void outputStaysOutOfTheFolder();
@@ -417,6 +418,24 @@ void TestWriting::refusesNetSources_data()
                             << "1.23" << 1;
     QTest::newRow("cut archive") << "tar -cj img | head -c 60 > s"
                                  << "1.23" << 1;
+    const QString withRoot =
+        QStringLiteral("mkdir -p r/etc; chmod %1 r; tar -C r -cjf s %2; chmod 755 r; rm -r r");
+    QTest::newRow("root of one user") << withRoot.arg("700", ".") << "1.23" << 1;
+    QTest::newRow("root of a group") << withRoot.arg("1750", ".") << "1.23" << 1;
+    QTest::newRow("root that a group may write") << withRoot.arg("775", ".") << "1.23" << 1;
+    QTest::newRow("root that all may write") << withRoot.arg("1757", ".") << "1.23" << 1;
+    QTest::newRow("root that cannot be listed") << withRoot.arg("711", ".") << "1.23" << 1;
+    QTest::newRow("root by its path")
+        << withRoot.arg("700", "-P --no-recursion --transform 's,.*,/,' .") << "1.23" << 1;
+    QTest::newRow("root after the rest")
+        << withRoot.arg("700", "--no-recursion ./etc ././") << "1.23" << 1;
+    QTest::newRow("good root") << withRoot.arg("755", ".") << "1.23" << 0;
+    QTest::newRow("good root without a writer") << withRoot.arg("555", ".") << "1.23" << 0;
+    QTest::newRow("folder of one user in the root")
+        << withRoot.arg("755", "--mode 700 ./etc") << "1.23" << 0;
+    QTest::newRow("folder with an odd name")
+        << QStringLiteral("mkdir -p 'r/a ./'; chmod 700 'r/a .'; tar -C r -cjf s 'a .'; rm -r r")
+        << "1.23" << 0;
     QTest::newRow("version of one digit") << "tar -cjf s img"
                                           << "1.2" << 2;
     QTest::newRow("version of three digits") << "tar -cjf s img"
@@ -454,6 +473,19 @@ void TestWriting::namesTheNetSource()
     QCOMPARE(noArchiver.status, 1);
     QVERIFY2(noArchiver.err.startsWith("fwm: error: the archiver tar failed: locked: "),
              noArchiver.err.constData());
+}
+
+/** Unpacked over the module's root, such an archive locks out the agent's user. */
+void TestWriting::namesTheRootsPermissions()
+{
+    m_fwm->shell("mkdir root; touch root/f; chmod 700 root; tar -C root -cjf s .");
+    const Ran made =
+        m_fwm->run({"make-net", "s", "--net-version", "1.23", "-o", "net.bin", "--json"});
+    QCOMPARE(made.status, 1);
+    const QJsonObject error = made.json().value("error").toObject();
+    QCOMPARE(error.value("id").toString(), QStringLiteral("archive-root"));
+    QVERIFY2(made.err.isEmpty() || made.err.contains("s: drwx------"), made.err.constData());
+    QVERIFY(QJsonDocument(error).toJson().contains("s: drwx------"));
 }
 
 void TestWriting::outputStaysOutOfTheFolder_data()

@@ -101,6 +101,7 @@ enum class ProblemId {
     ImageTooLarge,
     ImageChanged,
     NotAnArchive,
+    ArchiveRoot,
     ArchiverFailed,
     OutputIsInput,
     OutputInSource,

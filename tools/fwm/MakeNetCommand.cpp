@@ -10,6 +10,7 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 namespace net = package::net;
 using bytes::AtomicFile;
@@ -100,24 +101,55 @@ std::optional<CommandOutcome> packFolder(const Options &options, ArchiveSink &si
     return std::nullopt;
 }
 
-/** Whether the archiver can read it to its end and finds entries. */
+/**
+ * The permissions of a line of the archiver's list, "drwx------ 0/0 0 2026-01-31 12:00 ./", if it
+ * is about the root folder and not everyone may read and enter it, or others than the owner may
+ * write.
+ */
+QString unsafeRoot(const QByteArray &line)
+{
+    static const QRegularExpression folder(
+        QStringLiteral(R"(^(d.{9})\S* \S+ +\S+ \S+ \S+ (.*)\n)"));
+    static const QRegularExpression safe(QStringLiteral("^dr.[xs]r-[xs]r-[xt]$"));
+    const auto entry = folder.match(QString::fromLocal8Bit(line));
+    const QString name = QDir::cleanPath(entry.captured(2));
+    const bool isRoot = name == QLatin1String(".") || name == QLatin1String("/");
+    const QString permissions = entry.captured(1);
+    return isRoot && !safe.match(permissions).hasMatch() ? permissions : QString();
+}
+
+/** Whether the archiver can read it to its end and finds entries, and none that takes the root
+ *  folder from the module's users. */
 std::optional<CommandOutcome> checkArchive(const Options &options)
 {
     ForkedProcess archiver;
     archiver.start(QStringLiteral("tar"),
-                   {QStringLiteral("-tjf"), QFileInfo(options.file).absoluteFilePath()},
+                   {QStringLiteral("--quoting-style=escape"), QStringLiteral("--numeric-owner"),
+                    QStringLiteral("-tvjf"), QFileInfo(options.file).absoluteFilePath()},
                    QIODevice::ReadOnly);
     if (!archiver.waitForStarted())
         return CommandOutcome::failed(ProblemId::ArchiverFailed, errorsOf(archiver, options));
     // The archiver accepts a few arbitrary bytes as an archive without entries.
     bool hasEntries = false;
+    QString permissions;
+    const auto readLines = [&] {
+        while (archiver.canReadLine()) {
+            hasEntries = true;
+            const QString found = unsafeRoot(archiver.readLine());
+            if (!found.isEmpty())
+                permissions = found;
+        }
+    };
     while (archiver.waitForReadyRead(noTimeOut))
-        hasEntries = !archiver.readAllStandardOutput().isEmpty() || hasEntries;
-    hasEntries = !archiver.readAllStandardOutput().isEmpty() || hasEntries;
+        readLines();
+    readLines();
     if (!endedWell(archiver))
         return CommandOutcome::failed(ProblemId::NotAnArchive, errorsOf(archiver, options));
     if (!hasEntries)
         return CommandOutcome::failed(ProblemId::NotAnArchive, options.file);
+    if (!permissions.isEmpty())
+        return CommandOutcome::failed(ProblemId::ArchiveRoot,
+                                      options.file + QStringLiteral(": ") + permissions);
     return std::nullopt;
 }
 
