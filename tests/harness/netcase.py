@@ -3,7 +3,7 @@
 
 import zlib
 
-from . import agentcase, module, netimage, texts
+from . import agentcase, journal, module, netimage, texts, wait
 from .blocksender import BlockSender
 
 OLD_FILES = {"etc/agent.conf": b"level=1\n", "usr/bin/agent": b"old", "etc/hostname": b"mine\n"}
@@ -47,6 +47,19 @@ class NetCase(agentcase.AgentCase):
         """The rest of an install by blocks, from the last block to the reboot."""
         client.expect(texts.net_blocks_installed() + texts.net_reboots(), seconds)
         module.wait_for_command(module.REBOOT)
+
+    def assert_log(self, *expected):
+        """Exactly these lines after those of the start, except lines about clients."""
+
+        def events():
+            return [
+                line
+                for line in journal.lines(self.agent)
+                if "=client_" not in line and "=start" not in line and "=listening" not in line
+            ]
+
+        wait.until(lambda: len(events()) >= len(expected), 15, f"lines {expected}")
+        self.assertEqual(events(), list(expected))
 
     def assert_silent(self, sender, payload):
         """The agent has read the fragment and has nothing to say to it."""

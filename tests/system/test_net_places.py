@@ -7,6 +7,7 @@ import os
 from tests.harness import agentcase, module, netcase, netimage, texts
 from tests.harness.blocksender import REFUSED
 from tests.harness.package import Image, image_bytes
+from tests.system import test_net_resume
 
 # Two thirds of the small /data cannot be compressed away.
 BIG_FILE = image_bytes(60_000, "big")
@@ -167,6 +168,33 @@ class TestFull(PlacesCase):
         self.assertEqual(module.content(agentcase.PACKAGE), stored)
         self.assertEqual(sorted(os.listdir("/data")), ["FW.fwm", "ballast", "version"])
         self.connect().sync()
+
+    def test_interrupted_install(self):
+        """Without space for its marker it is not completed, and nothing is lost; with space it is
+        completed at the next start."""
+        archive = netimage.image()[netimage.HEAD_SIZE :]
+        files = {
+            netimage.ARCHIVE: archive,
+            netimage.VERSION_FILE: b"1.00",
+            netimage.MARKER: test_net_resume.marker(),
+        }
+        for path, content in files.items():
+            with open(path, "wb") as file:
+                file.write(content)
+        self.leave_free(0)
+        self.start_agent()
+        self.assert_log(test_net_resume.postponed("not_writable"))
+        self.assertEqual(module.commands(), [])
+        self.assert_module(archive, netcase.OLD_FILES, "1.00")
+        self.assertEqual(module.marker(), test_net_resume.marker())
+        self.connect().ask("UPGRADEORVALE1G||127.0.0.1", test_net_resume.NO_PACKAGE)
+        self.agent.kill()
+        os.remove(BALLAST)
+        self.start_agent()
+        module.wait_for_command(module.REBOOT)
+        self.assertEqual(module.commands(), [*module.ALL_AGAIN, module.REBOOT])
+        self.assert_installed()
+        self.assert_log(test_net_resume.resumed(), test_net_resume.FINISHED)
 
 
 if __name__ == "__main__":
