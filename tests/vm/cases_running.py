@@ -148,6 +148,13 @@ class TestRunning(case.ModuleCase):
         self.assertGreaterEqual(len(written) + left_out, 2 * CONNECTIONS)
         self.assertLessEqual(len(written) + left_out, 2 * CONNECTIONS + 2)
 
+    def test_9_journal_of_sudo(self):
+        """the journal has one line for each command of sudo, and none about its sessions"""
+        self.module.run(f"{AS_AGENT} mount -o remount rw /")
+        lines = self.journal("-t sudo")
+        self.assertIn("COMMAND=/usr/bin/mount -o remount rw /", "\n".join(lines))
+        self.assertEqual([line for line in lines if "(sudo:session)" in line], [])
+
     def test_9_journal(self):
         """nothing in the journal is an error, except what the cases before caused"""
         expected = (
