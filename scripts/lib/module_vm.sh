@@ -66,6 +66,10 @@ build_module() {
     fi
     # shellcheck disable=SC2086  # a list of words on purpose
     install_packages bzip2 $MODULE_VM_PACKAGES
+    # Two of these at a time would write the same files.
+    mkdir -p build/module-vm
+    exec 9>build/module-vm/lock
+    flock -n 9 || { echo "Waiting until another module is built." >&2 && flock 9; }
     scripts/package
     packages=build/package
     if [ "$1" != "$(dpkg --print-architecture)" ]; then
@@ -80,4 +84,5 @@ build_module() {
     make_module_root "$MODULE_IMAGE" "$1" $(needed_packages "$MODULE_PACKAGE")
     python3 -B -m scripts.lib.emulated "$1" \
         python3 -B -m tests.vm.image "$MODULE_IMAGE" "$MODULE_PACKAGE"
+    exec 9>&-
 }

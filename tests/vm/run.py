@@ -2,6 +2,7 @@
 """Runs cases in virtual modules; scripts/module-vm starts it."""
 
 import argparse
+import signal
 import subprocess
 import sys
 import time
@@ -21,6 +22,9 @@ from tests.vm.module import VirtualModule
 
 QUICK = (cases_quick,)
 ALL = (*QUICK, cases_running, cases_boots, cases_packages, cases_day)
+
+# As a shell reports a program that SIGINT has ended.
+INTERRUPTED = 130
 
 
 class Result(unittest.TestResult):
@@ -78,7 +82,12 @@ def selected(modules, words):
 def run(modules, words):
     """Runs the cases; returns the rows of the report and whether all passed."""
     result = Result()
-    selected(modules, words).run(result)
+    try:
+        selected(modules, words).run(result)
+    finally:
+        # unittest does this at the end of a class, but not when it is interrupted.
+        for one in case.ModuleCase.__subclasses__():
+            one.doClassCleanups()
     print(f"{result.testsRun} cases, {len(result.failures) + len(result.errors)} failed")
     return result.rows, result.testsRun > 0 and result.wasSuccessful()
 
@@ -116,6 +125,9 @@ def main():
     if options.print_architecture:
         print(options.arch)
         return 0
+    # No end of this program may leave a module running.
+    for number in (signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, signal.default_int_handler)
     if options.shell:
         return shell()
     rows, is_good = run(QUICK if options.quick else ALL, options.case)
@@ -126,4 +138,8 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    try:
+        sys.exit(main())
+    except KeyboardInterrupt:
+        print("interrupted", file=sys.stderr)
+        sys.exit(INTERRUPTED)

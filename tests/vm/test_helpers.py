@@ -14,7 +14,7 @@ import types
 import unittest
 
 from scripts.lib import emulated
-from tests.vm import disk, kernel, machine, run
+from tests.vm import case, disk, kernel, machine, run
 from tests.vm.qmp import Qmp, QmpError
 
 
@@ -227,6 +227,20 @@ class Unprepared(unittest.TestCase):
         """never"""
 
 
+class Interrupted(case.ModuleCase):
+    """Has no module, and ends as after Ctrl-C."""
+
+    cleaned: list[str] = []
+
+    @classmethod
+    def setUpClass(cls):
+        cls.addClassCleanup(cls.cleaned.append, "module")
+
+    def test_interrupted(self):
+        """interrupted"""
+        raise KeyboardInterrupt
+
+
 class TestRun(unittest.TestCase):
     """The report, and that every kind of failure fails the whole."""
 
@@ -255,6 +269,13 @@ class TestRun(unittest.TestCase):
         self.assertFalse(is_good)
         self.assertEqual(rows[0], ("good", "passed"))
         self.assertEqual([row[1] for row in rows[1:]], ["FAILED"])
+
+    def test_interrupted(self):
+        """The module does not outlive the program."""
+        Interrupted.cleaned.clear()
+        with self.assertRaises(KeyboardInterrupt):
+            self.outcome(Interrupted, Good)
+        self.assertEqual(Interrupted.cleaned, ["module"])
 
 
 def load_tests(loader, _tests, _pattern):
