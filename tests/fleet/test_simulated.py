@@ -47,8 +47,8 @@ class TestSimulated(unittest.TestCase):
     def test_programs_of_a_module(self):
         self.check(
             "ssh module2 'command -v fwm upgrade-console sudo | xargs -n 1 basename'; "
-            'upgrade-console --host module2 --json ping | grep -o \'"result":"[a-z]*"\'',
-            'fwm\nupgrade-console\nsudo\n"result":"done"\n',
+            'upgrade-console --host module2 --json ping | grep -o \'"result": "[a-z]*"\'',
+            'fwm\nupgrade-console\nsudo\n"result": "done"\n',
         )
 
     def test_control(self):
