@@ -2,6 +2,7 @@
 """Rollouts to simulated modules with the playbook, and with everything that it uses."""
 
 import os
+from datetime import datetime
 
 from tests.fleet.fleetcase import AUX, FPGA, FleetCase, images
 from tests.harness import package as packages
@@ -9,6 +10,11 @@ from tests.harness import signing, wait
 
 DEAD = "die-at-block:block=8,type=1"
 REFUSES = "refuse:word=enter,type=1"
+
+
+def seconds(time):
+    """A time of the report in seconds."""
+    return datetime.strptime(time, "%Y-%m-%dT%H:%M:%S%z").timestamp()
 
 
 class TestRollout(FleetCase):
@@ -144,6 +150,18 @@ class TestOthers(FleetCase):
         self.assertEqual(self.resume(), 0, self.output)
         self.assert_outcomes(*["updated"] * 3)
         self.assert_devices(new, package)
+
+    def test_pause_between_waves(self):
+        """A minute after the canary, and none after the last wave."""
+        new = images()
+        package = self.write_package(new)
+        waves = ["-e", '{"upgrade_agent_waves": [1, "100%"]}']
+        self.assertEqual(self.rollout(*waves, pause_minutes=1), 0, self.output)
+        self.assert_outcomes(*["updated"] * 3)
+        self.assert_devices(new, package)
+        self.assertEqual(self.output.count("Pausing for 60 seconds"), 1, self.output)
+        begin = seconds(self.report()["waves"][1]["started"])
+        self.assertGreaterEqual(begin - seconds(self.entries()["module1"]["finished"]), 60)
 
     def test_killed_controller(self):
         """The run of a module continues without it; a new rollout completes the rest, and writes
