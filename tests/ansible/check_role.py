@@ -17,6 +17,8 @@ PACKAGES = os.environ["PACKAGES"]
 WORK = "/var/tmp/role"
 KEYS = "/etc/upgrade-agent/keys"
 RULES = "/etc/nftables-upgrade-agent.nft"
+# The rule set that the Debian package installs as an example.
+PACKAGED_RULES = "/usr/share/upgrade-agent/management-network.nft"
 PLAYBOOK = [
     {
         "hosts": "localhost",
@@ -52,9 +54,15 @@ def prepare():
         file.write("127.0.0.1 localhost module\n::1 localhost\n")
 
 
+def loaded(rules):
+    """What the kernel has after loading a rule set, as nft prints it."""
+    return chroot.run("sh", "-c", f"nft -f {rules} && nft list ruleset").stdout
+
+
 def variables(**more):
+    """The variables of the role; one that is None has its default."""
     packages = sorted(os.path.basename(name) for name in glob.glob(chroot.path(f"{WORK}/*.deb")))
-    return {
+    values = {
         "agent_packages": [f"{WORK}/{name}" for name in packages],
         "agent_keys": [f"{WORK}/release.pub"],
         "agent_networks4": ["192.0.2.0/24", "198.51.100.7"],
@@ -62,6 +70,7 @@ def variables(**more):
         "agent_services": False,
         **more,
     }
+    return {name: value for name, value in values.items() if value is not None}
 
 
 class TestRole(unittest.TestCase):
@@ -141,6 +150,15 @@ class TestRole(unittest.TestCase):
         counts = self.play(agent_networks4=["192.0.2.0/99"], check=False)
         self.assertEqual(counts["failures"], 1)
         self.assertEqual(chroot.read(RULES), before)
+
+    def test_8_rules_are_those_of_the_debian_package(self):
+        """With the networks of that file, which are the role's defaults, the kernel gets the same
+        rules; with another network it does not."""
+        expected = loaded(PACKAGED_RULES)
+        self.assertIn("jump console", expected)
+        self.assertNotEqual(loaded(RULES), expected)
+        self.assertEqual(self.play(agent_networks4=None, agent_networks6=None)["failures"], 0)
+        self.assertEqual(loaded(RULES), expected)
 
 
 if __name__ == "__main__":
