@@ -20,6 +20,8 @@ IMAGES = [
     package.Image("FPGA", package.image_bytes(32 * 1024, "fpga"), 17, 1, 0, version=(3, 1, 0)),
 ]
 SAMPLE_S = 0.5
+# All modules are asked at once, and share this machine's processors with the controller.
+CONNECT_S = 300
 _TASK = re.compile(r"^(\S+ \S+),(\d+) .*? \| (?:TASK \[(.*?)\]|(PLAY RECAP))", re.M)
 
 
@@ -79,9 +81,11 @@ def roll_out(fleet):
         *("ansible-playbook", "-i", fleet.inventory, "upgrade_agent.fleet.rollout"),
         *("-e", f"upgrade_agent_package={folder}/FW.fwm"),
         *("-e", '{"upgrade_agent_waves": ["100%"]}'),
+        *("-e", f"upgrade_agent_connect_timeout={CONNECT_S}"),
         timeout=3600,
         PYTHONPATH=ROOT,
         ANSIBLE_FORKS=str(len(fleet.modules)),
+        ANSIBLE_TIMEOUT=str(CONNECT_S),
         ANSIBLE_CALLBACKS_ENABLED="upgrade_agent.fleet.report",
         UPGRADE_AGENT_REPORT_DIR=f"{folder}/report",
         ANSIBLE_LOG_PATH=f"{folder}/log",
