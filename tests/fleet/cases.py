@@ -10,7 +10,7 @@ import time
 import unittest
 
 from tests import ROOT
-from tests.fleet import test_rollout, test_simulated, test_tutorial
+from tests.fleet import test_mistakes, test_rollout, test_simulated, test_tutorial
 
 PRIVATE_NETWORK = os.path.join(ROOT, "scripts", "lib", "private-network")
 LOGS = os.path.join(ROOT, "build", "check", "fleet")
@@ -24,7 +24,8 @@ def cases():
     """The names of all cases."""
     # The device that dies takes longest: the agent waits for it.
     classes: list[type[unittest.TestCase]] = [test_rollout.TestRollout, test_rollout.TestOthers]
-    classes += [test_tutorial.TestTutorial, test_simulated.TestSimulated]
+    classes += [test_mistakes.TestMistakes, test_tutorial.TestTutorial]
+    classes += [test_simulated.TestSimulated]
     names = [
         f"{case.__module__}.{case.__qualname__}.{name}"
         for case in classes

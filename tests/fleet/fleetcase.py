@@ -79,10 +79,10 @@ class FleetCase(unittest.TestCase):
         }
         return command, environment
 
-    def rollout(self, *options, **variables):
+    def rollout(self, *options, environment=None, **variables):
         """Rolls a package out; returns the exit status of ansible-playbook."""
-        command, environment = self._rollout(options, variables)
-        done = self.fleet.run(*command, **environment)
+        command, values = self._rollout(options, variables)
+        done = self.fleet.run(*command, **{**values, **(environment or {})})
         self.output = done.stdout + done.stderr
         return done.returncode
 

@@ -4,7 +4,7 @@
 
 from __future__ import annotations
 
-from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure
+from ansible.errors import AnsibleConnectionFailure
 from ansible.plugins.action import ActionBase
 
 from ansible_collections.upgrade_agent.fleet.plugins.module_utils import documents, operations_log
@@ -31,7 +31,7 @@ class ActionModule(ActionBase):
         )
         document = programs.console_of(arguments, task_vars).quick("status")
         if document["exit"] not in ASKED:
-            raise AnsibleActionFail(documents.failure(document))
+            raise programs.TaskFailure(documents.failure(document))
         result.update(documents.state_of(document), changed=False)
         try:
             runs, problem = module_log.read_runs(self, arguments["log"], arguments["unit"])

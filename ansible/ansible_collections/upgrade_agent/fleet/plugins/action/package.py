@@ -8,7 +8,6 @@ from __future__ import annotations
 import hashlib
 import os
 
-from ansible.errors import AnsibleActionFail
 from ansible.plugins.action import ActionBase
 from ansible.utils.hashing import secure_hash
 
@@ -43,7 +42,7 @@ def verified(arguments, source):
     passed."""
     digests = sha256_of(source), sha256_of(source + ".minisig")
     if arguments["sha256"] and arguments["sha256"].lower() != digests[0]:
-        raise AnsibleActionFail(
+        raise programs.TaskFailure(
             f"{source} is not the package that is wanted: its SHA-256 is {digests[0]}, "
             f"not {arguments['sha256'].lower()}. It may have been replaced."
         )
@@ -52,7 +51,7 @@ def verified(arguments, source):
         argv += ["--keys", arguments["keys"]]
     document = programs.document_of(argv, programs.QUICK_SECONDS)
     if document["exit"] != documents.DONE:
-        raise AnsibleActionFail(
+        raise programs.TaskFailure(
             f"The package is refused on the controller: {documents.failure(document)}"
         )
     return digests
@@ -63,7 +62,7 @@ def description(arguments, source):
     argv = [arguments["fwm"], "list", "--json", source]
     document = programs.document_of(argv, programs.QUICK_SECONDS)
     if document["exit"] != documents.DONE:
-        raise AnsibleActionFail(documents.failure(document))
+        raise programs.TaskFailure(documents.failure(document))
     return {"model": document["model"], "version": document["release"]}
 
 
@@ -130,7 +129,7 @@ class ActionModule(ActionBase):
         """Runs the module's part; its failure is the task's."""
         done = self._execute_module(module_name=MODULE, module_args=arguments, task_vars=task_vars)
         if done.get("failed"):
-            raise AnsibleActionFail(done.get("msg", "the module's part failed"))
+            raise programs.TaskFailure(done.get("msg", "the module's part failed"))
         return done
 
     def _publish(self, forwarded, source, wanted, task_vars):
@@ -156,9 +155,9 @@ def refuse_while_busy(console):
     """A package is not replaced while a run is active, or while that is not known."""
     document = console.quick("status")
     if document["exit"] != documents.DONE:
-        raise AnsibleActionFail(documents.failure(document))
+        raise programs.TaskFailure(documents.failure(document))
     if document["busy"]:
-        raise AnsibleActionFail(
+        raise programs.TaskFailure(
             "The device is busy with an upgrade, so its package is not replaced. "
             "Wait for its end and try again."
         )
@@ -169,12 +168,12 @@ def check_listed(console, package):
     document = console.quick("status")
     problem = document.get("error") or document.get("package_problem")
     if problem:
-        raise AnsibleActionFail(
+        raise programs.TaskFailure(
             f"The agent does not take the new package: {documents.sentence(problem)}"
         )
     listed = {name: document["package"][name] for name in ("model", "version")}
     if listed != package:
-        raise AnsibleActionFail(
+        raise programs.TaskFailure(
             f"The agent lists another package than the one that was copied, {listed}. Check that "
             "ssh and the agent's port lead to the same module, and that no client replaces it."
         )

@@ -5,7 +5,7 @@ lost ssh connection does not end the task."""
 
 from __future__ import annotations
 
-from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure
+from ansible.errors import AnsibleConnectionFailure
 from ansible.plugins.action import ActionBase
 
 from ansible_collections.upgrade_agent.fleet.plugins.module_utils import (
@@ -80,16 +80,16 @@ class ActionModule(ActionBase):
     @staticmethod
     def _plan(arguments):
         if not arguments["package"]:
-            raise AnsibleActionFail("'device' needs 'package': the plan is made from the file")
+            raise programs.TaskFailure("'device' needs 'package': the plan is made from the file")
         if arguments["rows"]:
-            raise AnsibleActionFail("'device' predicts a run of all chips, without 'rows'")
+            raise programs.TaskFailure("'device' predicts a run of all chips, without 'rows'")
         argv = [arguments["fwm"], "plan", "--json", arguments["package"]]
         argv += ["--device", arguments["device"], "--mode", str(arguments["mode"])]
         argv += ["--request-all"] if arguments["request_all"] else []
         document = programs.document_of(argv, programs.QUICK_SECONDS)
         if document["exit"] not in (documents.DONE, documents.NOTHING_TO_DO):
             obstacle = document.get("obstacle", "")
-            raise AnsibleActionFail(obstacle or documents.failure(document))
+            raise programs.TaskFailure(obstacle or documents.failure(document))
         return forecast.from_plan(document), None
 
     def _from_log(self, console, arguments):
@@ -99,7 +99,7 @@ class ActionModule(ActionBase):
         else:
             document = console.quick("list")
         if document["exit"] != documents.DONE:
-            raise AnsibleActionFail(documents.failure(document))
+            raise programs.TaskFailure(documents.failure(document))
         try:
             found, _problem = module_log.read_runs(self, arguments["log"], arguments["unit"])
         except AnsibleConnectionFailure:

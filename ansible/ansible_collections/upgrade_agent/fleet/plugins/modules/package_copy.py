@@ -185,6 +185,11 @@ def publish(module):
             stage(module, params["signature"], package + SIGNATURE)
         check(module, package)
         rename(dest, package)
+    except PermissionError as error:
+        module.fail_json(
+            msg=f"{error.filename or dest}: {error.strerror}. Connect as root or as a member of "
+            "the group upgrade-agent, or become root. The module's package is as it was."
+        )
     except OSError as error:
         module.fail_json(msg=f"{error.filename or dest}: {error.strerror}")
     finally:

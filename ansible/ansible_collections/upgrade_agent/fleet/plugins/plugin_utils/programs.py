@@ -14,9 +14,17 @@ from ansible.errors import AnsibleActionFail
 QUICK_SECONDS = 600
 
 
+class TaskFailure(AnsibleActionFail):
+    """A failure whose cause is known, so that Ansible shows the message and no exception."""
+
+    def __init__(self, message):
+        super().__init__(message)
+        self.result.pop("exception", None)
+
+
 def document_of(argv, seconds=None):
     """The document of a program that was given --json. The program reports its own failures in it;
-    this raises AnsibleActionFail if there is no document."""
+    this raises TaskFailure if there is no document."""
     name = argv[0]
     try:
         done = subprocess.run(
@@ -29,19 +37,19 @@ def document_of(argv, seconds=None):
             env={**os.environ, "LC_ALL": "C.UTF-8"},
         )
     except FileNotFoundError as error:
-        raise AnsibleActionFail(
+        raise TaskFailure(
             f"{name} is not installed on the controller. Install the package upgrade-agent-tools."
         ) from error
     except OSError as error:
-        raise AnsibleActionFail(f"{name} cannot be started: {error.strerror}") from error
+        raise TaskFailure(f"{name} cannot be started: {error.strerror}") from error
     except subprocess.TimeoutExpired as error:
-        raise AnsibleActionFail(f"{name} did not end within {seconds} seconds") from error
+        raise TaskFailure(f"{name} did not end within {seconds} seconds") from error
     try:
         document = json.loads(done.stdout)
         document["exit"], document["result"]  # pylint: disable=pointless-statement
     except (ValueError, KeyError, TypeError) as error:
         detail = done.stderr.decode("utf-8", "replace").strip()
-        raise AnsibleActionFail(
+        raise TaskFailure(
             f"{name} ended with status {done.returncode} and without a JSON document: {detail}"
         ) from error
     return document
