@@ -123,6 +123,13 @@ class Rollout(unittest.TestCase):
         self.assertEqual(rows[1][4:9], ["HX-8", "1.0.5", 9.5, "", "MAIN"])
         self.assertEqual({len(row) for row in rows}, {len(rows[0])})
 
+    def test_writing_takes_a_twentieth_of_the_time(self):
+        pace = rollout.Pace()
+        self.assertTrue(pace.allows(100.0))
+        pace.written(100.0, 101.0)
+        self.assertFalse(pace.allows(119.9))
+        self.assertTrue(pace.allows(120.0))
+
 
 if __name__ == "__main__":
     unittest.main()

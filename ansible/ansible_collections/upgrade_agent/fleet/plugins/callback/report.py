@@ -8,8 +8,9 @@ type: aggregate
 short_description: Report of a rollout as JSON, CSV and HTML
 version_added: 1.15.0
 description:
-  - Writes C(report.json), C(report.csv), C(report.html) and C(remaining.txt) into a folder, after
-    each result, so that an interrupted rollout has them, too.
+  - Writes C(report.json), C(report.csv), C(report.html) and C(remaining.txt) into a folder while
+    the rollout runs, so that an interrupted rollout has them, too. Each failure is written at once,
+    other results as long as writing takes at most a twentieth of the time.
   - C(remaining.txt) has the modules that are not complete. C(--limit @FOLDER/remaining.txt)
     continues the rollout with them.
   - A report in the folder is continued, and the modules that the run does not contain keep their
@@ -35,6 +36,7 @@ import csv
 import io
 import json
 import os
+import time
 from datetime import datetime, timezone
 
 from ansible.errors import AnsibleError
@@ -77,6 +79,7 @@ class CallbackModule(CallbackBase):
     def __init__(self):
         super().__init__()
         self._rollout = rollout.Rollout()
+        self._pace = rollout.Pace()
         self._begun = False
         self._active = False
         self._check_mode = False
@@ -119,7 +122,8 @@ class CallbackModule(CallbackBase):
             self._rollout.checked(name)
         else:
             return
-        self._write()
+        if self._pace.allows(time.monotonic()):
+            self._write()
 
     def v2_runner_on_failed(self, result, ignore_errors=False):
         """A task failed."""
@@ -175,6 +179,7 @@ class CallbackModule(CallbackBase):
         return document
 
     def _write(self):
+        begin = time.monotonic()
         directory = self._directory()
         os.makedirs(directory, exist_ok=True)
         document = self._rollout.document()
@@ -184,3 +189,4 @@ class CallbackModule(CallbackBase):
         replace(os.path.join(directory, "report.html"), report_page.page(document))
         remaining = "".join(f"{name}\n" for name in self._rollout.remaining())
         replace(os.path.join(directory, "remaining.txt"), remaining)
+        self._pace.written(begin, time.monotonic())

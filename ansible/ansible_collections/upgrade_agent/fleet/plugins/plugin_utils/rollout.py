@@ -61,6 +61,25 @@ def _module(name):
     }
 
 
+class Pace:
+    """When the report may be written again. It grows with the number of modules, and Ansible does
+    nothing else meanwhile. All times are seconds of the same clock."""
+
+    # Writing takes at most one part in so many of the time.
+    PARTS = 20
+
+    def __init__(self):
+        self._next = 0.0
+
+    def allows(self, now):
+        """Whether it is time to write."""
+        return now >= self._next
+
+    def written(self, begin, end):
+        """The report was written between these times."""
+        self._next = end + (self.PARTS - 1) * (end - begin)
+
+
 class Rollout:
     """All modules of a rollout, in the order of the inventory."""
 
