@@ -198,6 +198,25 @@ class TestOtherClients(RunCase):
         self.assertEqual(run["document"]["command"], "attach")
         self.assertEqual(run["document"]["error"]["id"], "beginning-unseen")
 
+    def test_a_run_that_has_ended_before_it_could_be_followed(self):
+        """The agent was busy when it was asked, and is not any more: the last run stays."""
+        self.start_run()
+        before = self.finish()
+        busy = iter([[BUSY]])
+        self.agent.answers["UPGRADE||"] = lambda agent: next(busy, [])
+        asked = self.agent.lines.count("UPGRADE||")
+        with web.Events(self.server) as events:
+            events.until("snapshot")
+            # The question whether it is busy, the attempt to follow the run, and the next question.
+            wait.until(
+                lambda: self.agent.lines.count("UPGRADE||") >= asked + 3, 60, what="questions"
+            )
+            wait.until(lambda: not self.server.get("/api/status").document["busy"], what="idle")
+        after = self.server.get("/api/run").document
+        for run in (before, after):
+            run.pop("last_event")
+        self.assertEqual(after, before)
+
 
 class TestNoAgent(webcase.WebCase):
     def test_an_agent_that_comes_later(self):

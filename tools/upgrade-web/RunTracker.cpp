@@ -8,7 +8,7 @@
 #include "client/UpgradeRows.h"
 #include "planning/UpgradeMode.h"
 
-#include <QTimer>
+#include <utility>
 
 namespace web {
 
@@ -81,17 +81,20 @@ QString RunTracker::stateName() const
 void RunTracker::start(const RunWish &wish)
 {
     m_wish = wish;
-    begin(false, wish.mode);
+    open();
+    reset(false, wish.mode);
     m_conversation->prepare();
 }
 
+/** Until there is a run to follow, viewers see the one before it. */
 void RunTracker::attach()
 {
-    begin(true, std::nullopt);
+    open();
+    m_isJoining = true;
     m_conversation->attach();
 }
 
-void RunTracker::begin(bool isForeign, std::optional<int> mode)
+void RunTracker::open()
 {
     m_conversation = std::make_unique<RunConversation>(
         RunConversation::Peer{m_agent.host, m_agent.port, m_agent.timeOut, true});
@@ -106,6 +109,10 @@ void RunTracker::begin(bool isForeign, std::optional<int> mode)
     });
     connect(talk, &RunConversation::notStarted, this, &RunTracker::onNotStarted);
     connect(talk, &RunConversation::ended, this, &RunTracker::onEnded);
+}
+
+void RunTracker::reset(bool isForeign, std::optional<int> mode)
+{
     m_events = {};
     ++m_id;
     m_state = State::Preparing;
@@ -148,6 +155,8 @@ void RunTracker::onListed(const package::PackageDescription &package)
 
 void RunTracker::onBegun()
 {
+    if (std::exchange(m_isJoining, false))
+        reset(true, std::nullopt);
     m_state = State::Running;
     m_started = QDateTime::currentDateTimeUtc();
     takePicture();
@@ -199,9 +208,8 @@ void RunTracker::takePicture()
 
 void RunTracker::onNotStarted(ProblemId cause, const QString &detail)
 {
-    if (m_isForeign && cause == ProblemId::NoRun) {
+    if (std::exchange(m_isJoining, false)) {
         m_conversation.release()->deleteLater();
-        m_state = State::None;
         emit ended(false);
         return;
     }

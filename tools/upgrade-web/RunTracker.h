@@ -62,11 +62,12 @@ signals:
     /** An event for the viewers. */
     void event(const QJsonObject &event);
     /** The run has ended, or was not started; json() has its result. A run that was to be joined
-     *  and had ended already has no result. */
+     *  and had ended already has no result, and json() has the run before it. */
     void ended(bool hasResult);
 
 private:
-    void begin(bool isForeign, std::optional<int> mode);
+    void open();
+    void reset(bool isForeign, std::optional<int> mode);
     void onListed(const package::PackageDescription &package);
     void onBegun();
     void onLine(const QString &line);
@@ -82,6 +83,8 @@ private:
     std::unique_ptr<client::RunConversation> m_conversation;
     client::ProgressEvents m_events;
     RunWish m_wish;
+    /** It is not known yet whether there is a run to follow. */
+    bool m_isJoining = false;
 
     // The run as viewers see it.
     int m_id = 0;
