@@ -3,7 +3,10 @@
 #include "upgrade-web/EventLog.h"
 #include "upgrade-web/Gate.h"
 #include "upgrade-web/History.h"
+#include "upgrade-web/PageAdvice.h"
 
+#include <QJsonArray>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 
 namespace tst_cores {
@@ -191,6 +194,55 @@ upgrade_last_run_duration_seconds 61.5
 upgrade_last_run_bytes 123456789
 # EOF
 )"));
+    }
+
+    /** A person at the page has no terminal. */
+    void noAdviceOnThePageNamesACommand()
+    {
+        static const QRegularExpression command(
+            "(?<![a-z])'[a-z]+(-[a-z]+)* "
+            "[a-z-]|'(attach|edid-report|list|ping|upgrade|yes)'|(?<![.\\w])fwm |--");
+        // Only of other programs, and of this one before it serves a page; its options are for the
+        // administrator of the module.
+        const QVector<ProblemId> others{ProblemId::Usage,          ProblemId::Interrupted,
+                                        ProblemId::PackageDiffers, ProblemId::PackageUnsound,
+                                        ProblemId::SshFailed,      ProblemId::CopyDamaged,
+                                        ProblemId::CopyNotListed,  ProblemId::RequestRefused,
+                                        ProblemId::UploadTooLarge, ProblemId::PasswordUnusable};
+        int checked = 0;
+        for (const ProblemRow &row : problemTable()) {
+            const bool isMaking =
+                row.problem >= ProblemId::RequestTooLong && row.problem < ProblemId::LoginNeeded;
+            if (isMaking || others.contains(row.problem))
+                continue;
+            ++checked;
+            const QString advice = web::pageAdvice(row.problem);
+            QVERIFY2(!command.match(advice).hasMatch(), qUtf8Printable(advice));
+            QVERIFY2(advice.endsWith('.'), row.id);
+        }
+        QVERIFY(checked > 50);
+    }
+
+    void everyProblemOfADocumentHasTheAdviceOfThePage()
+    {
+        const ProblemRow &row = problemRow(ProblemId::Busy);
+        const QString ofPage = QString::fromLatin1(row.pageAdvice);
+        QVERIFY(!ofPage.isEmpty());
+        const QJsonObject problem{{"id", row.id}, {"advice", row.advice}};
+        const QJsonObject ofCase{{"id", row.id}, {"advice", "Of this case."}};
+        const QJsonObject wanted{{"id", row.id}, {"advice", ofPage}};
+        const QJsonObject unknown{{"id", "other"}, {"advice", "Any."}};
+        const QJsonObject document{
+            {"id", 3},
+            {"error", problem},
+            {"list", QJsonArray{problem, ofCase, unknown, QJsonObject{{"deep", problem}}}}};
+        const QJsonObject expected{
+            {"id", 3},
+            {"error", wanted},
+            {"list", QJsonArray{wanted, ofCase, unknown, QJsonObject{{"deep", wanted}}}}};
+        QCOMPARE(web::withPageAdvice(document), expected);
+        const QByteArray frame = web::eventFrame({}, {{"event", "message"}, {"error", problem}});
+        QVERIFY(frame.contains(ofPage.toUtf8()));
     }
 };
 

@@ -26,7 +26,7 @@ using Event = LineEvent;
 
 /** The advice is that of the cause. */
 constexpr const char *ofCause = nullptr;
-constexpr const char *nothing = "Nothing.";
+constexpr const char *nothing = "";
 constexpr const char *waiting = "Wait.";
 
 // Here columns are easier to read than short lines.
@@ -42,8 +42,8 @@ constexpr MessageRow serverRows[] = {
 };
 
 constexpr MessageRow linkRows[] = {
-    {"disconnect",                 text::disconnect,                    Event::Note,           ProblemId::None,                 "Nothing at start and end; during a run check the port."},
-    {"port-disconnected",          text::portDisconnected,              Event::Note,           ProblemId::None,                 "Nothing at start and end; during a run check the port."},
+    {"disconnect",                 text::disconnect,                    Event::Note,           ProblemId::None,                 "Expected at start and end; during a run check the port."},
+    {"port-disconnected",          text::portDisconnected,              Event::Note,           ProblemId::None,                 "Expected at start and end; during a run check the port."},
     {"connect-fail",               protocol::key::connectFail,          Event::RunProblem,     ProblemId::PortUnavailable,      ofCause},
     {"connect-failed",             text::connectFailed,                 Event::RunProblem,     ProblemId::PortUnavailable,      ofCause},
     {"serial-send-failed",         text::serialSendFailed,              Event::RunProblem,     ProblemId::LinkBroken,           ofCause},
@@ -98,7 +98,7 @@ constexpr MessageRow readRows[] = {
     {"first-bootcode-retry-2",     text::firstBootcodeRetry2,           Event::ReadRetry,      ProblemId::None,                 nothing},
     {"bootcode-fail",              text::bootcodeFail,                  Event::McuProblem,     ProblemId::McuSilent,            ofCause},
     {"main-in-application",        text::mainInApplication,             Event::Note,           ProblemId::None,                 nothing},
-    {"main-in-bootcode",           text::mainInBootcode,                Event::Note,           ProblemId::None,                 "Nothing: it is written first."},
+    {"main-in-bootcode",           text::mainInBootcode,                Event::Note,           ProblemId::None,                 "It is written first."},
     {"invalid-info-stops-read",    text::invalidInfoStopsRead,          Event::RunProblem,     ProblemId::InfoInvalid,          ofCause},
     {"invalid-info-stops-upgrade", text::invalidInfoStopsUpgrade,       Event::RunProblem,     ProblemId::InfoInvalid,          ofCause},
     {"bootcode-stops-read",        text::bootcodeStopsRead,             Event::RunProblem,     ProblemId::McuSilent,            ofCause},
@@ -130,8 +130,8 @@ constexpr MessageRow readRows[] = {
 
 constexpr MessageRow decisionRows[] = {
     {"package-greater",            versiontext::greater,                Event::WillUpgrade,    ProblemId::None,                 nothing},
-    {"package-equal",              versiontext::equal,                  Event::SameVersion,    ProblemId::None,                 "Nothing; mode 5 writes it anyway."},
-    {"package-less",               versiontext::less,                   Event::PackageOlder,   ProblemId::None,                 "Nothing; mode 5 goes back to the older one."},
+    {"package-equal",              versiontext::equal,                  Event::SameVersion,    ProblemId::None,                 "Mode 5 writes it anyway."},
+    {"package-less",               versiontext::less,                   Event::PackageOlder,   ProblemId::None,                 "Mode 5 goes back to the older one."},
     {"bad-list-item",              text::badListItem,                   Event::McuProblem,     ProblemId::RowsRefused,          ofCause},
     {"short-list-item",            text::shortListItem,                 Event::McuProblem,     ProblemId::RowsRefused,          ofCause},
     {"no-firmware",                text::noFirmware,                    Event::NoFirmware,     ProblemId::NoFirmware,           ofCause},

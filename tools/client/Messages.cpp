@@ -111,7 +111,7 @@ LineMeaning meaningOf(const QString &line)
         QStringList values;
         if (fits(wanted, text, values))
             return {QString::fromLatin1(wanted.row->id), wanted.row->event, wanted.row->cause,
-                    values};
+                    values, wanted.row};
     }
     return {};
 }

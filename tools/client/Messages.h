@@ -84,7 +84,7 @@ struct MessageRow
     const char *text;
     LineEvent event;
     ProblemId cause;
-    /** Advice; null if it is that of the cause. See adviceOf(). */
+    /** Advice; empty if there is nothing to do, null if it is that of the cause. See adviceOf(). */
     const char *advice;
 };
 
@@ -98,6 +98,8 @@ struct LineMeaning
     LineEvent event = LineEvent::Unknown;
     ProblemId cause = ProblemId::None;
     QStringList values;
+    /** Null for an unknown line. */
+    const MessageRow *row = nullptr;
 };
 
 /** The meaning of a line, from the first matching row of the table; `line` is the text of a reply
@@ -107,7 +109,7 @@ LineMeaning meaningOf(const QString &line);
 /** The meaning of a reply for a run; Unknown for one that is not a line of its log. */
 LineEvent eventOf(const AgentReply &reply);
 
-/** The advice for a line: its own, or that of its cause. */
+/** The advice for a line: its own, or that of its cause; empty if there is nothing to do. */
 QString adviceOf(const MessageRow &row);
 
 /** The text of a row as a line: without the key of the log and the line end. */

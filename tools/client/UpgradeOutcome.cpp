@@ -117,8 +117,9 @@ QStringList likelyState(const UpgradeModel &model, ProblemId cause)
                   "The agent finishes the upgrade without this connection: leave the device on. "
                   "'attach' shows the rest of it.")
             : QStringLiteral("If the agent still runs, it finishes the upgrade without this "
-                             "connection: leave the device on, and ask with 'ping'. If it does "
-                             "not run any more, the upgrade ended where it was.");
+                             "connection: leave the device on, and wait until the agent can be "
+                             "reached again. If it does not run any more, the upgrade ended where "
+                             "it was.");
     const QString again = QStringLiteral(
         "In a few minutes run the same upgrade again; in mode 2 what is done already is skipped.");
     switch (model.phase()) {
@@ -127,7 +128,7 @@ QStringList likelyState(const UpgradeModel &model, ProblemId cause)
     case RunPhase::Preparing:
         return {QStringLiteral("Nothing was written: the upgrade had not begun."),
                 QStringLiteral(
-                    "If the agent had taken the request, it continues without this program."),
+                    "If the agent had taken the request, it continues without this connection."),
                 again};
     case RunPhase::Reading:
         if (!model.hasWritten())
@@ -146,7 +147,7 @@ QStringList likelyState(const UpgradeModel &model, ProblemId cause)
     case RunPhase::Rebooting:
     case RunPhase::SettingVersion:
         return {QStringLiteral("All images are written; the device was rebooting."),
-                QStringLiteral("Wait a minute; 'ping' shows whether it is back."), again};
+                QStringLiteral("Wait a minute until it is back."), again};
     case RunPhase::Ended:
         break;
     }

@@ -153,6 +153,9 @@ struct ProblemRow
     /** The numbers with which the agent's engine ends a run for this problem, separated by blanks;
      *  they are in its log, but not in the console protocol. */
     const char *engineStatus = "";
+    /** Advice for a person at the page of upgrade-web, where the other names a command or an option
+     *  that this person does not have; may be empty. */
+    const char *pageAdvice = "";
 };
 
 /** All of them, in the order of the enumeration; for users docs/reference/problems.md has them. */

@@ -2,6 +2,7 @@
 #include "upgrade-web/EventLog.h"
 
 #include "common/CommandOutcome.h"
+#include "upgrade-web/PageAdvice.h"
 
 namespace web {
 
@@ -11,8 +12,8 @@ QByteArray eventFrame(const QByteArray &id, const QJsonObject &event)
     QByteArray frame;
     if (!id.isEmpty())
         frame += "id: " + id + '\n';
-    return frame + "event: " + event["event"].toString().toUtf8() + "\ndata: " + eventLine(event) +
-           '\n';
+    return frame + "event: " + event["event"].toString().toUtf8() +
+           "\ndata: " + eventLine(withPageAdvice(event)) + '\n';
 }
 
 void EventLog::append(QJsonObject event)

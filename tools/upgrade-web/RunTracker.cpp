@@ -7,6 +7,7 @@
 #include "client/UpgradeOutcome.h"
 #include "client/UpgradeRows.h"
 #include "planning/UpgradeMode.h"
+#include "upgrade-web/PageAdvice.h"
 
 #include <utility>
 
@@ -57,14 +58,10 @@ QJsonArray lastOf(const QJsonArray &all, int count)
 
 QString explanationOf(const QString &line)
 {
-    const QString id = client::meaningOf(line).id;
-    for (const client::MessageRow &row : client::messageTable()) {
-        if (id != QLatin1String(row.id))
-            continue;
-        const QString advice = client::adviceOf(row);
-        return advice == QLatin1String("Nothing.") ? QString() : advice;
-    }
-    return {};
+    const client::MessageRow *row = client::meaningOf(line).row;
+    if (row == nullptr)
+        return {};
+    return row->cause == ProblemId::None ? client::adviceOf(*row) : pageAdvice(row->cause);
 }
 
 RunTracker::RunTracker(const AgentAddress &agent, SizesOf sizesOf, QObject *parent)

@@ -5,6 +5,7 @@
 #include "edid-report/DumpReader.h"
 #include "edid-report/ReportPrinter.h"
 #include "planning/UpgradeMode.h"
+#include "upgrade-web/PageAdvice.h"
 #include "upgrade-web/Password.h"
 #include "upgrade-web/Service.h"
 
@@ -61,6 +62,11 @@ Response usage(const Route &route, const QString &detail)
     return refusal(QString::fromLatin1(route.name), ProblemId::Usage, detail);
 }
 
+QByteArray bodyOf(const QString &command, const CommandOutcome &outcome)
+{
+    return documentBytes(withPageAdvice(resultDocument(command, outcome)), OutputForm::Json);
+}
+
 } // namespace
 
 int httpStatus(const CommandOutcome &outcome)
@@ -89,25 +95,21 @@ Response pageRefusal(ProblemId problem)
     return {httpStatus(CommandOutcome::failed(problem, {})),
             "text/plain; charset=utf-8",
             {},
-            QByteArrayLiteral("Error: ") + row.text + ".\n" + row.advice + '\n'};
+            QByteArrayLiteral("Error: ") + row.text + ".\n" + pageAdvice(problem).toUtf8() + '\n'};
 }
 
 Response refusal(const QString &command, ProblemId problem, const QString &detail)
 {
     const CommandOutcome outcome = CommandOutcome::failed(problem, detail);
-    return {httpStatus(outcome),
-            "application/json",
-            {},
-            documentBytes(resultDocument(command, outcome), OutputForm::Json)};
+    return {httpStatus(outcome), "application/json", {}, bodyOf(command, outcome)};
 }
 
 Response Service::document(const Route &route, const CommandOutcome &outcome) const
 {
-    return {
-        httpStatus(outcome),
-        "application/json",
-        {},
-        documentBytes(resultDocument(QString::fromLatin1(route.name), outcome), OutputForm::Json)};
+    return {httpStatus(outcome),
+            "application/json",
+            {},
+            bodyOf(QString::fromLatin1(route.name), outcome)};
 }
 
 Response Service::sessionDocument(const Route &route, const Gate::Access &access) const
@@ -300,7 +302,7 @@ Response Service::report(const Request &request, const Route &route) const
     Response response = document(route, outcome);
     const QByteArray stem = "upgrade-report-" + QByteArray::number(m_run.id());
     if (form == "text") {
-        response.body = reportText(outcome.json);
+        response.body = reportText(withPageAdvice(outcome.json));
         response.type = "text/plain; charset=utf-8";
     }
     response.headers.append({"Content-Disposition", "attachment; filename=\"" + stem +
