@@ -71,6 +71,9 @@ export async function loadPackage() {
   return "present" in document;
 }
 
+/** The remaining time counts from when it was received. */
+export const asReceived = (run) => ({ ...run, received: performance.now() });
+
 /** An answer may arrive after events that are newer than it; then the server is asked again. */
 export async function loadRun() {
   for (let attempt = 1; ; ++attempt) {
@@ -78,7 +81,7 @@ export async function loadRun() {
     const document = await get("/api/run");
     if (document.error) return;
     if (state.run === before || attempt === mostAttempts) {
-      change("run", document);
+      change("run", asReceived(document));
       return;
     }
   }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The stream of events: keeps state.status and state.run as the server has them.
-import { change, get, loadPackage, loadRun, loadSession, state } from "./api.js";
+// The stream of events: keeps state.status and state.run as the server has them. A browser opens few
+// connections to one server (six with HTTP/1.1), so a page that is hidden has no stream and asks.
+import { asReceived, change, get, loadPackage, loadRun, loadSession, state } from "./api.js";
 
 /** As many as the document of a run has. */
 const mostMessages = 500;
@@ -8,22 +9,31 @@ const mostMessages = 500;
 const silence = 20_000;
 const betweenChecks = 5_000;
 const betweenTries = 3_000;
+/** A page that is hidden this long closes its stream. */
+const hiddenTime = 5_000;
+const betweenQuestions = 15_000;
+/** There is an event each second while the agent waits for the device, and none when the wait is over. */
+const waitTime = 3_000;
 
+let isStarted = false;
 let source = null;
 let lastSign = 0;
 let wasOpen = false;
 let isChecking = false;
 let retry = 0;
+let hide = 0;
+let question = 0;
+let waitEnd = 0;
 
 function changeRun(members) {
-  change("run", { ...state.run, ...members, received: performance.now() });
+  change("run", { ...state.run, ...members });
 }
 
 function changeChip(event) {
   const { event: _, time: __, ...members } = event;
   const chips = [...(state.run?.chips ?? [])];
   chips[event.row] = { label: event.name, percent: null, ...chips[event.row], ...members };
-  changeRun({ chips, wait: null });
+  changeRun({ chips });
 }
 
 /** Of a run that this page did not see beginning or ending, the server has the whole document. */
@@ -35,7 +45,7 @@ function changeStatus(status) {
 const handlers = {
   snapshot: (event) => {
     change("status", event.status);
-    change("run", { ...event.run, received: performance.now() });
+    change("run", asReceived(event.run));
     loadPackage();
   },
   status: (event) => changeStatus(event.status),
@@ -56,10 +66,13 @@ const handlers = {
       chips: event.chips,
       messages: [],
       document: null,
-      received: performance.now(),
     }),
   phase: (event) => changeRun({ phase: event.phase, wait: null }),
-  chip: changeChip,
+  chip: (event) => {
+    changeChip(event);
+    changeRun({ wait: null });
+  },
+  // The device is still silent.
   retry: changeChip,
   progress: (event) => {
     const { percent, seconds, seconds_left, seconds_left_is_whole } = event;
@@ -67,17 +80,22 @@ const handlers = {
     if (chips[event.row] && "chip_percent" in event) {
       chips[event.row] = { ...chips[event.row], percent: event.chip_percent };
     }
-    changeRun({ percent, seconds, seconds_left, seconds_left_is_whole, chips, wait: null });
+    changeRun(asReceived({ percent, seconds, seconds_left, seconds_left_is_whole, chips, wait: null }));
   },
-  wait: (event) => changeRun({ wait: event }),
+  wait: (event) => {
+    changeRun({ wait: event });
+    clearTimeout(waitEnd);
+    waitEnd = setTimeout(() => changeRun({ wait: null }), waitTime);
+  },
   message: (event) => changeRun({ messages: [...(state.run?.messages ?? []), event].slice(-mostMessages) }),
   restarting: () => changeRun({ state: "restarting" }),
-  result: (event) => change("run", { ...event.run, received: performance.now() }),
+  result: (event) => change("run", event.run),
 };
 
 function open() {
   source?.close();
   clearTimeout(retry);
+  clearInterval(question);
   lastSign = performance.now();
   source = new EventSource("/api/events");
   source.addEventListener("open", onOpen);
@@ -123,12 +141,25 @@ async function check() {
   if (wasLost) open();
 }
 
+/** Without a stream: only what the title of the page and the end of a run need. */
+function rest() {
+  clearTimeout(retry);
+  source?.close();
+  source = null;
+  clearInterval(question);
+  question = setInterval(loadRun, betweenQuestions);
+  loadRun();
+}
+
 export function startLive() {
-  if (!source) open();
+  isStarted = true;
+  if (document.hidden) rest();
+  else if (!source) open();
 }
 
 export function stopLive() {
-  clearTimeout(retry);
+  isStarted = false;
+  for (const timer of [retry, hide, question]) clearTimeout(timer);
   source?.close();
   source = null;
   change("isLive", false);
@@ -137,7 +168,14 @@ export function stopLive() {
 setInterval(check, betweenChecks);
 for (const name of ["online", "pageshow"]) addEventListener(name, () => (lastSign = Math.min(lastSign, performance.now() - silence)));
 document.addEventListener("visibilitychange", () => {
-  if (document.hidden) return;
+  clearTimeout(hide);
+  if (!isStarted) return;
+  if (document.hidden) {
+    hide = setTimeout(rest, hiddenTime);
+    return;
+  }
+  // The first event of a new stream is the whole state.
+  if (!source) open();
   lastSign = Math.min(lastSign, performance.now() - silence);
   check();
 });

@@ -9,6 +9,10 @@ let shownMessages = 0;
 let firstMessage = "";
 let wasActive = false;
 let saidPhase = "";
+let wasSilent = false;
+
+/** Seconds. */
+const lateAnswer = 10;
 
 /** The elements of one chip, which change in place. */
 function chipItem(row) {
@@ -64,7 +68,7 @@ function whyText(chip, run) {
     parts.push(sentence(chip.error.text), chip.error.advice);
   }
   if (run.state === "ended") parts.push(runsNow(chip, run));
-  if (chip.retries > 0) parts.push(chip.retries === 1 ? "1 repetition." : `${chip.retries} repetitions.`);
+  if (chip.retries > 0) parts.push(chip.retries === 1 ? "1 retry." : `${chip.retries} retries.`);
   return parts.join(" ");
 }
 
@@ -141,8 +145,29 @@ function showTime() {
   const { run } = state;
   if (!isRunActive()) return;
   const left = secondsLeft(run);
-  const isKnown = run.state === "running" && left > 0;
+  const isKnown = run.state === "running" && left > 0 && !isSilent(run.wait);
   setText(byId("run-left"), isKnown ? `${estimateText(left, run.seconds_left_is_whole)} left` : "");
+}
+
+/** Some answers take seconds; a device that had to be asked again has a problem. */
+const isSilent = (wait) => Boolean(wait?.attempt) && (wait.attempt > 1 || wait.waited >= lateAnswer);
+
+function waitText(wait) {
+  if (isSilent(wait)) {
+    return `The device does not answer: attempt ${wait.attempt} of ${wait.attempts}. Check its power and its cable to the ` +
+      `network module. If it stays silent, this step fails in ${durationText(wait.gives_up_in)}.`;
+  }
+  const what = wait.attempt ? "for an answer of the device" : wait.limit ? "for the device to restart" : "for a message of the agent";
+  return `Waiting ${what}: ${durationText(wait.waited)}${wait.limit ? ` of at most ${durationText(wait.limit)}` : ""}.`;
+}
+
+function showWait(wait) {
+  const strip = byId("run-wait");
+  show(strip, Boolean(wait));
+  strip.className = isSilent(wait) ? "notice warn" : "note";
+  if (wait) setText(strip, waitText(wait));
+  if (isSilent(wait) && !wasSilent) announce(waitText(wait));
+  wasSilent = isSilent(wait);
 }
 
 function showProgress(run) {
@@ -154,13 +179,7 @@ function showProgress(run) {
   saidPhase = phase;
   byId("run-progress").value = run.percent ?? 0;
   setText(byId("run-percent"), `${Math.floor(run.percent ?? 0)} %`);
-  const { wait } = run;
-  show(byId("run-wait"), Boolean(wait));
-  if (wait) {
-    const attempt = wait.attempts ? ` Attempt ${wait.attempt} of ${wait.attempts}.` : "";
-    const limit = wait.gives_up_in ? ` The agent gives up in ${durationText(wait.gives_up_in)}.` : "";
-    setText(byId("run-wait"), `The device's answer is late: ${durationText(wait.waited)}.${attempt}${limit}`);
-  }
+  showWait(run.wait);
   showTime();
 }
 
