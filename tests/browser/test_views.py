@@ -19,6 +19,30 @@ LIVE = (
     "return Boolean(arguments[0].closest('[aria-live], [role=status], [role=log], [role=alert]'))"
 )
 
+# Gives the page a run as if the server had sent it.
+SHOW_RUN = """
+const [run, done] = arguments;
+import("/api.js").then((api) => { api.change("run", run); done(); });
+"""
+# A run with a message more each time, of which the page keeps the last ones; returns how many
+# elements the log got.
+LONG_LOG = """
+const [count, kept, done] = arguments;
+let added = 0;
+const log = document.getElementById("run-log");
+import("/api.js").then(async (api) => {
+  const watch = new MutationObserver((all) => all.forEach((one) => (added += one.addedNodes.length)));
+  watch.observe(log, { childList: true });
+  let messages = [];
+  for (let number = 0; number < count; ++number) {
+    messages = [...messages, { text: `line ${number}`, time: "2026-01-01T00:00:00.000Z" }].slice(-kept);
+    api.change("run", { id: 1, state: "running", chips: [], messages });
+    await Promise.resolve();
+  }
+  done([added, log.children.length, log.firstChild.textContent, log.lastChild.textContent]);
+});
+"""
+
 
 class TestViews(browsercase.BrowserCase):
     """axe-core finds nothing, and nothing is wider than a phone."""
@@ -120,6 +144,21 @@ class TestViews(browsercase.BrowserCase):
         self.browser.go("run")
         self.browser.shown("run-none")
         self.check("no run")
+        chip = {"name": "AUX", "phase": "writing", "percent": 40, "retries": 1}
+        wait = {"waited": 4, "limit": 15, "attempt": 2, "attempts": 9, "gives_up_in": 215}
+        run = {"id": 1, "state": "running", "phase": "writing", "chips": [chip], "wait": wait}
+        self.browser.driver.execute_async_script(SHOW_RUN, run)
+        self.browser.reads("run-wait", "attempt 2 of 9")
+        self.browser.reads("run-wait", "fails in 3 min 35 s")
+        self.check("a silent device")
+
+    def test_a_long_log(self):
+        """The page changes only what is new, also when the first lines leave the log."""
+        self.begin()
+        found = self.browser.driver.execute_async_script(LONG_LOG, 700, 500)
+        self.assertEqual(found[:2], [700, 500])
+        self.assertIn("line 200", found[2])
+        self.assertIn("line 699", found[3])
 
     def test_login(self):
         self.begin(password="a long password")

@@ -5,8 +5,7 @@ import { announce, byId, make, sentence, setText, show } from "./dom.js";
 import { chipPhases, chipResults, dateText, durationText, estimateText, packageText, runPhases, timeText } from "./words.js";
 
 let shownRun = "";
-let shownMessages = 0;
-let firstMessage = "";
+let lastMessage = null;
 let wasActive = false;
 let saidPhase = "";
 let wasSilent = false;
@@ -117,16 +116,15 @@ function messageItem(message) {
 function showLog(messages) {
   const log = byId("run-log");
   show(byId("log-details"), messages.length > 0);
-  const first = messages[0]?.time ?? "";
-  if (first !== firstMessage || messages.length < shownMessages) {
-    log.replaceChildren();
-    shownMessages = 0;
-    firstMessage = first;
-  }
-  if (messages.length === shownMessages) return;
+  const last = messages[messages.length - 1] ?? null;
+  if (last === lastMessage) return;
   const isAtEnd = log.scrollHeight - log.scrollTop - log.clientHeight < 40;
-  log.append(...messages.slice(shownMessages).map(messageItem));
-  shownMessages = messages.length;
+  // Only the last messages are kept: the first ones leave the log, too.
+  const known = messages.lastIndexOf(lastMessage) + 1;
+  if (known === 0) log.replaceChildren();
+  log.append(...messages.slice(known).map(messageItem));
+  while (log.children.length > messages.length) log.firstElementChild.remove();
+  lastMessage = last;
   if (isAtEnd) log.scrollTop = log.scrollHeight;
 }
 
