@@ -24,22 +24,34 @@ SHOW_RUN = """
 const [run, done] = arguments;
 import("/api.js").then((api) => { api.change("run", run); done(); });
 """
-# A run with a message more each time, of which the page keeps the last ones; returns how many
-# elements the log got.
+# A run with a message more each time, of which the page keeps the last ones, and once every message
+# at the same time; returns how many elements the log got, and how often.
 LONG_LOG = """
 const [count, kept, done] = arguments;
-let added = 0;
+let added = 0, times = 0;
 const log = document.getElementById("run-log");
 import("/api.js").then(async (api) => {
-  const watch = new MutationObserver((all) => all.forEach((one) => (added += one.addedNodes.length)));
+  const watch = new MutationObserver((all) => {
+    all.forEach((one) => (added += one.addedNodes.length));
+    ++times;
+  });
   watch.observe(log, { childList: true });
   let messages = [];
-  for (let number = 0; number < count; ++number) {
+  const add = (number) => {
     messages = [...messages, { text: `line ${number}`, time: "2026-01-01T00:00:00.000Z" }].slice(-kept);
     api.change("run", { id: 1, state: "running", chips: [], messages });
-    await Promise.resolve();
+  };
+  const shown = (number) => new Promise((go) => {
+    const look = () => (log.lastChild?.textContent.endsWith(`line ${number}`) ? go() : setTimeout(look));
+    look();
+  });
+  for (let number = 0; number < count; ++number) {
+    add(number);
+    await shown(number);
   }
-  done([added, log.children.length, log.firstChild.textContent, log.lastChild.textContent]);
+  for (let number = count; number < 2 * count; ++number) add(number);
+  await shown(2 * count - 1);
+  done([added, times, log.children.length, log.firstChild.textContent, log.lastChild.textContent]);
 });
 """
 
@@ -143,6 +155,7 @@ class TestViews(browsercase.BrowserCase):
         self.begin()
         self.browser.go("run")
         self.browser.shown("run-none")
+        self.browser.reads("agent-state", "Ready")
         self.check("no run")
         chip = {"name": "AUX", "phase": "writing", "percent": 40, "retries": 1}
         wait = {"waited": 4, "limit": 15, "attempt": 2, "attempts": 9, "gives_up_in": 215}
@@ -155,10 +168,11 @@ class TestViews(browsercase.BrowserCase):
     def test_a_long_log(self):
         """The page changes only what is new, also when the first lines leave the log."""
         self.begin()
-        found = self.browser.driver.execute_async_script(LONG_LOG, 700, 500)
-        self.assertEqual(found[:2], [700, 500])
-        self.assertIn("line 200", found[2])
-        self.assertIn("line 699", found[3])
+        self.browser.reads("agent-state", "Ready")
+        found = self.browser.driver.execute_async_script(LONG_LOG, 30, 20)
+        self.assertEqual(found[:3], [30 + 20, 30 + 1, 20])
+        self.assertIn("line 40", found[3])
+        self.assertIn("line 59", found[4])
 
     def test_login(self):
         self.begin(password="a long password")

@@ -11,15 +11,27 @@ export const state = {
 };
 
 const listeners = new Set();
+const changed = new Set();
+/** Events may come faster than a view can be shown. */
+const betweenViews = 50;
 
-/** Calls `listener` after each change of the state, with the name of the member. */
+/** Calls `listener` soon after changes of the state, with the name of each member once. */
 export function onChange(listener) {
   listeners.add(listener);
 }
 
 export function change(name, value) {
   state[name] = value;
-  for (const listener of listeners) listener(name);
+  if (changed.size === 0) setTimeout(showChanges, betweenViews);
+  changed.add(name);
+}
+
+function showChanges() {
+  const names = [...changed];
+  changed.clear();
+  for (const name of names) {
+    for (const listener of listeners) listener(name);
+  }
 }
 
 /** The server has no other document for a request that did not reach it. */
