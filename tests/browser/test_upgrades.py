@@ -14,9 +14,7 @@ from tests.harness import agentcase, wait
 # times a block, then twice the whole image again, which begins with three requests for the update
 # mode, then three requests to reboot.
 TRIES, BLOCK_SECONDS, UPDATE_MODE_SECONDS, COMMAND_SECONDS = 3, 15, 30, 10
-SILENT_RUN_SECONDS = TRIES * (
-    BLOCK_SECONDS + (TRIES - 1) * UPDATE_MODE_SECONDS + COMMAND_SECONDS
-)
+SILENT_RUN_SECONDS = TRIES * (BLOCK_SECONDS + (TRIES - 1) * UPDATE_MODE_SECONDS + COMMAND_SECONDS)
 # Holds each document of the run back for two seconds.
 LATE_ANSWERS = """
 const fetchNow = window.fetch;
@@ -283,7 +281,7 @@ class TestInterruptions(browsercase.BrowserCase):
         self.assert_flashed(AUX, FPGA)
 
     def test_the_device_is_unplugged(self):
-        """The agent gives up within a known time, and the page says so meanwhile."""
+        """The agent gives up within a known time, which the page shows meanwhile."""
         self.begin(options=SLOW, images=(AUX,))
         self.start_run()
         self.wait_for_writing()

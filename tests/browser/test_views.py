@@ -38,11 +38,15 @@ import("/api.js").then(async (api) => {
   watch.observe(log, { childList: true });
   let messages = [];
   const add = (number) => {
-    messages = [...messages, { text: `line ${number}`, time: "2026-01-01T00:00:00.000Z" }].slice(-kept);
+    const time = "2026-01-01T00:00:00.000Z";
+    messages = [...messages, { text: `line ${number}`, time }].slice(-kept);
     api.change("run", { id: 1, state: "running", chips: [], messages });
   };
   const shown = (number) => new Promise((go) => {
-    const look = () => (log.lastChild?.textContent.endsWith(`line ${number}`) ? go() : setTimeout(look));
+    const look = () => {
+      if (log.lastChild?.textContent.endsWith(`line ${number}`)) go();
+      else setTimeout(look);
+    };
     look();
   });
   for (let number = 0; number < count; ++number) {
