@@ -203,7 +203,7 @@ class TestOtherClients(RunCase):
         self.start_run()
         before = self.finish()
         busy = iter([[BUSY]])
-        self.agent.answers.update({"UPGRADE||": lambda agent: next(busy, [])})
+        self.agent.answers["UPGRADE||"] = lambda agent: next(busy, [])
         asked = self.agent.lines.count("UPGRADE||")
         with web.Events(self.server) as events:
             events.until("snapshot")

@@ -5,6 +5,7 @@ import json
 import socket
 import threading
 import time
+from typing import Any
 
 CLOSE = object()  # an action: close the connection
 RESET = object()  # an action: end it as a dying machine does
@@ -79,7 +80,7 @@ class FakeAgent:
     rows that is not there itself. A line that is missing is passed over in silence."""
 
     def __init__(self, answers=None, cut=None, fragments=None, port=0):
-        self.answers = {
+        self.answers: dict[str, Any] = {
             "HEARTBEAT": [b"HEARTBEAT\r\n"],
             "VERSION": [b"VERSION||1.15\r\n"],
             "GETFIRMWARELIST": [listing(PACKAGE)],
