@@ -7,7 +7,7 @@ import unittest
 from tests.docs import pages
 
 PAGE = "docs/results.md"
-SECTIONS = ["checks", "bench", "growth", "fleet", "coverage", "fuzz", "soak", "limits"]
+SECTIONS = ["checks", "bench", "growth", "fleet", "web", "coverage", "fuzz", "soak", "limits"]
 SECTIONS += ["module-vm-amd64", "power-cuts"]
 SECTIONS += ["arm-armhf", "arm-arm64"]
 SECTIONS += ["footprint-release", "footprint-armhf", "footprint-arm64"]

@@ -12,8 +12,9 @@ const betweenTries = 3_000;
 /** A page that is hidden this long closes its stream. */
 const hiddenTime = 5_000;
 const betweenQuestions = 15_000;
-/** There is an event each second while the agent waits for the device, and none when the wait is over. */
-const waitTime = 3_000;
+/** While the agent waits for the device there is an event each second, but not in the first 3 s after
+ *  a retry; the end of a wait has no event. */
+const waitTime = 5_000;
 
 let isStarted = false;
 let source = null;
