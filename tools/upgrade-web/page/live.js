@@ -43,10 +43,16 @@ function changeStatus(status) {
   if (status.run.id !== state.run?.id || status.run.state !== state.run?.state) loadRun();
 }
 
+function endWaitLater() {
+  clearTimeout(waitEnd);
+  waitEnd = setTimeout(() => changeRun({ wait: null }), waitTime);
+}
+
 const handlers = {
   snapshot: (event) => {
     change("status", event.status);
     change("run", asReceived(event.run));
+    if (event.run.wait) endWaitLater();
     loadPackage();
   },
   status: (event) => changeStatus(event.status),
@@ -85,8 +91,7 @@ const handlers = {
   },
   wait: (event) => {
     changeRun({ wait: event });
-    clearTimeout(waitEnd);
-    waitEnd = setTimeout(() => changeRun({ wait: null }), waitTime);
+    endWaitLater();
   },
   message: (event) => changeRun({ messages: [...(state.run?.messages ?? []), event].slice(-mostMessages) }),
   restarting: () => changeRun({ state: "restarting" }),
@@ -123,7 +128,7 @@ async function onError() {
   if (source.readyState !== EventSource.CLOSED) return;
   await loadSession();
   clearTimeout(retry);
-  if (state.session?.logged_in) retry = setTimeout(open, betweenTries);
+  if (source && state.session?.logged_in) retry = setTimeout(open, betweenTries);
 }
 
 async function check() {
@@ -175,8 +180,11 @@ document.addEventListener("visibilitychange", () => {
     hide = setTimeout(rest, hiddenTime);
     return;
   }
-  // The first event of a new stream is the whole state.
-  if (!source) open();
+  if (!source) {
+    // The first event of a new stream is the whole state.
+    open();
+    return;
+  }
   lastSign = Math.min(lastSign, performance.now() - silence);
   check();
 });
