@@ -69,13 +69,16 @@ class Result(unittest.TestResult):
 
 
 def selected(modules, words):
-    """The cases of modules whose name contains one of the words, class by class."""
+    """The cases of modules whose name or description contains one of the words, class by class."""
+
+    def fits(one):
+        return not words or any(word in f"{one} {one.shortDescription()}" for word in words)
+
     suite = unittest.TestSuite()
     for module in modules:
         group: unittest.TestSuite
         for group in unittest.defaultTestLoader.loadTestsFromModule(module):  # type: ignore
-            cases = [one for one in group if not words or any(word in str(one) for word in words)]
-            suite.addTest(unittest.TestSuite(cases))
+            suite.addTest(unittest.TestSuite(one for one in group if fits(one)))
     return suite
 
 
@@ -108,7 +111,7 @@ def shell():
         Shell.doClassCleanups()
 
 
-def main():
+def read_options(arguments=None):
     parser = argparse.ArgumentParser(
         prog="scripts/module-vm",
         description="Boots network modules in virtual machines and runs cases on them.",
@@ -119,9 +122,24 @@ def main():
     what.add_argument("--shell", action="store_true", help="root's shell in a module")
     parser.add_argument("--arch", choices=tuple(machine.PROGRAMS), default=machine.own())
     parser.add_argument("--record", action="store_true", help="write the table of the results page")
-    parser.add_argument("case", nargs="*", help="only the cases whose name contains this word")
+    parser.add_argument(
+        "case", nargs="*", help="only the cases whose name or description contains this text"
+    )
     parser.add_argument("--print-architecture", action="store_true", help=argparse.SUPPRESS)
-    options = parser.parse_args()
+    options = parser.parse_args(arguments)
+    options.modules = QUICK if options.quick else ALL
+    # Before anything is built.
+    if options.shell and options.case:
+        parser.error("--shell runs no case")
+    if not selected(options.modules, options.case).countTestCases():
+        parser.error(
+            f"no case has {' or '.join(map(repr, options.case))} in its name or description"
+        )
+    return options
+
+
+def main():
+    options = read_options()
     if options.print_architecture:
         print(options.arch)
         return 0
@@ -130,7 +148,7 @@ def main():
         signal.signal(number, signal.default_int_handler)
     if options.shell:
         return shell()
-    rows, is_good = run(QUICK if options.quick else ALL, options.case)
+    rows, is_good = run(options.modules, options.case)
     if options.record:
         table = results.table(("case", "result", "time"), rows, right=(2,))
         results.record(f"module-vm-{options.arch}", table, case.Environment().accelerator)

@@ -259,6 +259,7 @@ class TestRun(unittest.TestCase):
             ((Bad,), (), ([bad], False)),
             ((Bad, Good), (), ([bad, good], False)),
             ((Bad, Good), ("test_good",), ([good], True)),
+            ((Bad, Good), ("good",), ([good], True)),
             ((Good,), ("nothing",), ([], False)),
         ):
             with self.subTest(classes=classes, words=words):
@@ -269,6 +270,23 @@ class TestRun(unittest.TestCase):
         self.assertFalse(is_good)
         self.assertEqual(rows[0], ("good", "passed"))
         self.assertEqual([row[1] for row in rows[1:]], ["FAILED"])
+
+    def test_wrong_usage(self):
+        """Is reported before anything is built."""
+        for words, error in (
+            (["--all", "none such"], "no case has 'none such' in its name or description"),
+            (["--quick", "full"], "no case has 'full' in its name or description"),
+            (["--shell", "full"], "--shell runs no case"),
+            (["--quick", "--arch", "mips"], "invalid choice: 'mips'"),
+            ([], "one of the arguments --quick --all --shell is required"),
+        ):
+            with self.subTest(words), contextlib.redirect_stderr(io.StringIO()) as shown:
+                with self.assertRaises(SystemExit) as ended:
+                    run.read_options(words)
+                self.assertEqual(ended.exception.code, 2)
+                self.assertIn(error, shown.getvalue())
+        self.assertEqual(run.read_options(["--all", "full"]).modules, run.ALL)
+        self.assertEqual(run.read_options(["--quick", "the power button"]).modules, run.QUICK)
 
     def test_interrupted(self):
         """The module does not outlive the program."""
