@@ -15,7 +15,7 @@ import time
 from tests.harness import blocksender
 from tests.powercuts import disk, initrd, scenario
 from tests.vm import machine
-from tests.vm.module import copy_disk
+from tests.vm.module import LOGIN_SECONDS, copy_disk
 
 MIB = 1 << 20
 # Of the first partition; the table of partitions is before it.
@@ -176,6 +176,7 @@ class Recorder:
             f"IdentityFile={self.module.image}/id_ed25519",
             "StrictHostKeyChecking=no",
             "UserKnownHostsFile=/dev/null",
+            f"ConnectTimeout={LOGIN_SECONDS}",
         )
 
     def install(self):

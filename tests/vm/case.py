@@ -11,7 +11,7 @@ from tests.harness import package
 from tests.harness.package import Image, image_bytes
 from tests.harness.simulator import Simulator
 from tests.vm import accelerator, disk
-from tests.vm.module import VirtualModule
+from tests.vm.module import LOGIN_SECONDS, VirtualModule
 
 BAUD = 57600
 # Big enough to last some seconds on the line.
@@ -125,6 +125,7 @@ class ModuleCase(unittest.TestCase):
             "StrictHostKeyChecking=no",
             "UserKnownHostsFile=/dev/null",
             "LogLevel=ERROR",
+            f"ConnectTimeout={LOGIN_SECONDS}",
         ):
             words += ["--ssh-option", option]
         return words

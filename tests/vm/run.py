@@ -23,6 +23,7 @@ from tests.vm.module import VirtualModule
 QUICK = (cases_quick,)
 ALL = (*QUICK, cases_running, cases_boots, cases_packages, cases_day)
 
+PROCESSORS = {"kvm": "hardware virtualisation", "tcg": "emulated processor"}
 # As a shell reports a program that SIGINT has ended.
 INTERRUPTED = 130
 
@@ -151,7 +152,8 @@ def main():
     rows, is_good = run(options.modules, options.case)
     if options.record:
         table = results.table(("case", "result", "time"), rows, right=(2,))
-        results.record(f"module-vm-{options.arch}", table, case.Environment().accelerator)
+        remark = PROCESSORS[case.Environment().accelerator]
+        results.record(f"module-vm-{options.arch}", table, remark)
     return 0 if is_good else 1
 
 
