@@ -144,6 +144,8 @@ def build(folder, packages):
         + [os.path.join(folder, "base.tar")],
         check=True,
     )
+    # The root of another architecture is made without it.
+    os.makedirs(os.path.join(root, "dev"), exist_ok=True)
     make_kernel(root, os.path.join(folder, "kernel"))
     install(root, packages)
     configure(root, make_key(folder))
