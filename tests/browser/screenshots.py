@@ -23,7 +23,7 @@ QUIET = "document.activeElement.blur(); scrollTo(0, 0)"
 
 
 class Screenshots(browsercase.BrowserCase):
-    """One upgrade, and one that fails, at the line's real speed."""
+    """One upgrade, one that fails, and one whose device loses its power, at the line's real speed."""
 
     def picture(self, view, *sizes, scheme="light", scroll=None):
         browser = self.browser
@@ -86,6 +86,16 @@ class Screenshots(browsercase.BrowserCase):
         self.browser.shown("view-run")
         self.assertNotIn(self.browser.result("run-summary", 180), ("done", "nothing-to-do"))
         self.picture("failed", "desktop", "phone")
+
+    def test_a_silent_device(self):
+        self.begin_demo()
+        browser = self.browser
+        self.upload(FILE)
+        self.start_run()
+        self.wait_for_writing("AUX1")
+        self.kill_device()
+        browser.reads("run-wait", "The device does not answer", 60)
+        self.picture("silent", "phone", scheme="dark")
 
 
 if __name__ == "__main__":
