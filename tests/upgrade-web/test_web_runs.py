@@ -180,17 +180,12 @@ class TestOtherClients(RunCase):
 
     def test_a_foreign_run_is_followed(self):
         lines = runs.full_run()
-        self.agent.answers["UPGRADE||"] = [BUSY, *lines[20:]]
+        listing = self.agent.answers["GETFIRMWARELIST"]
         with web.Events(self.server) as events:
             events.until("snapshot")
+            self.agent.answers["GETFIRMWARELIST"] = [*listing, *lines[20:]]
             self.agent.answers["UPGRADE||"] = [BUSY]
-            self.agent.answers["GETFIRMWARELIST"] = [
-                *self.agent.answers["GETFIRMWARELIST"],
-                *lines[20:],
-            ]
-            wait.until(
-                lambda: self.server.get("/api/run").document["foreign"], 60, what="foreign run"
-            )
+            events.until("run")
             self.agent.answers["UPGRADE||"] = []
             run = events.until("result")[-1][1]["run"]
         self.assertTrue(run["foreign"])
