@@ -228,15 +228,21 @@ def measure_uploads(server, folder, figures):
     package = build([Image("MAIN", image_bytes(MIB) * (UPLOAD // MIB))])
     with open(source, "wb") as file:
         file.write(package)
-    rates, ratios = [], []
+    verify = [os.path.join(os.path.dirname(web.PROGRAM), "fwm"), "verify", source]
+    rates, ratios, checked_ratios = [], [], []
     for _ in range(UPLOADS):
         uploaded = upload(server, source, len(package))
         copied = copy(source, os.path.join(folder, "copy.fwm"))
+        begin = time.monotonic()
+        subprocess.run(verify, check=True, stdout=subprocess.DEVNULL)
+        verified = time.monotonic() - begin
         rates.append(len(package) / MIB / uploaded)
         ratios.append(copied / uploaded)
+        checked_ratios.append((copied + verified) / uploaded)
     os.remove(source)
     figures.add("upload of 64 MiB, checked and synced", "MiB/s", rates)
     figures.add("rate of this upload", "times", ratios, "cp and sync to the same disk")
+    figures.add("the same", "times", checked_ratios, "cp and sync, and then `fwm verify`")
 
 
 def main():
