@@ -23,7 +23,7 @@ QUIET = "document.activeElement.blur(); scrollTo(0, 0)"
 
 
 class Screenshots(browsercase.BrowserCase):
-    """One upgrade, one that fails, and one whose device loses its power, at the line's real speed."""
+    """One upgrade, one that fails, and one whose device loses its power, at the real line speed."""
 
     def picture(self, view, *sizes, scheme="light", scroll=None):
         browser = self.browser
