@@ -61,19 +61,183 @@ class TestAtomicFile : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void reachesTheDisk_data();
-    void reachesTheDisk();
-    void failedSyncLeavesTheOldFile();
-    void folderThatCannotBeSynced();
-    void permissions();
-    void chainOfLinks();
-    void circleOfLinks();
-    void fileOfAnotherUser_data();
-    void fileOfAnotherUser();
-    void linkToAnotherUsersFile();
-    void folderOfAnotherUser();
-    void stickyFolder();
+    void init()
+    {
+        m_folder.reset(new QTemporaryDir);
+        OrdinaryUser::give(m_folder->path().toLocal8Bit());
+    }
+
+    void reachesTheDisk_data()
+    {
+        QTest::addColumn<bool>("isLink");
+        QTest::newRow("file") << false;
+        QTest::newRow("link into another folder") << true;
+    }
+
+    /** First the file, while it still has its other name, then the folder that has the new name. */
+    void reachesTheDisk()
+    {
+        QFETCH(bool, isLink);
+        QVERIFY(QDir(m_folder->path()).mkdir("other"));
+        const QString target = path(isLink ? "other/file" : "file");
+        put(target, "old");
+        if (isLink)
+            QVERIFY(QFile::link(QStringLiteral("other/file"), path("file")));
+
+        QStringList synced;
+        QPair<quint64, quint64> fileSynced;
+        AtomicFile file(path("file"), Unwritable::Keep, [&](int descriptor) {
+            struct stat status = {};
+            ::fstat(descriptor, &status);
+            const QPair<quint64, quint64> identity{status.st_dev, status.st_ino};
+            if (identity == identityOf(QFileInfo(target).path()))
+                synced.append("folder, with " + contents(target));
+            else
+                synced.append(QString("%1 bytes, beside %2")
+                                  .arg(status.st_size)
+                                  .arg(QString(contents(target))));
+            if (synced.size() == 1)
+                fileSynced = identity;
+            return ::fsync(descriptor);
+        });
+        QVERIFY(file.open());
+        QVERIFY(file.write(QByteArray("new one")));
+        QVERIFY(file.commit());
+        QCOMPARE(synced, (QStringList{"7 bytes, beside old", "folder, with new one"}));
+        QCOMPARE(fileSynced, identityOf(target));
+    }
+
+    void failedSyncLeavesTheOldFile()
+    {
+        put(path("file"), "old");
+        AtomicFile file(path("file"), Unwritable::Keep, [](int) {
+            errno = EIO;
+            return -1;
+        });
+        QVERIFY(file.open());
+        QVERIFY(file.write(QByteArray("new")));
+        QVERIFY(!file.commit());
+        QCOMPARE(file.errorString(), qt_error_string(EIO));
+        QCOMPARE(contents(path("file")), QByteArray("old"));
+        QCOMPARE(names(), QStringList("file"));
+    }
+
+    /** The file is there anyway. */
+    void folderThatCannotBeSynced()
+    {
+        AtomicFile file(path("file"), Unwritable::Keep, [](int descriptor) {
+            struct stat status = {};
+            ::fstat(descriptor, &status);
+            return S_ISDIR(status.st_mode) ? -1 : 0;
+        });
+        QVERIFY(file.open());
+        QVERIFY(file.write(QByteArray("new")));
+        QVERIFY(file.commit());
+        QCOMPARE(names(), QStringList("file"));
+    }
+
+    /** Those of the older file, or those that any new file gets. */
+    void permissions()
+    {
+        put(path("old"), "old", 0640);
+        QVERIFY(replace(path("old"), Unwritable::Keep));
+        QCOMPARE(modeOf(path("old")), mode_t(0640));
+        const mode_t before = ::umask(027);
+        const bool done = replace(path("new"), Unwritable::Keep);
+        ::umask(before);
+        QVERIFY(done);
+        QCOMPARE(modeOf(path("new")), mode_t(0640));
+    }
+
+    void chainOfLinks()
+    {
+        QVERIFY(QFile::link(QStringLiteral("second"), path("first")));
+        QVERIFY(QFile::link(QStringLiteral("file"), path("second")));
+        for (int time = 0; time < 2; ++time) {
+            QVERIFY(replace(path("first"), Unwritable::Replace));
+            QCOMPARE(contents(path("file")), QByteArray("new"));
+            QVERIFY(QFileInfo(path("first")).isSymLink() && QFileInfo(path("second")).isSymLink());
+        }
+        QCOMPARE(names(), (QStringList{"file", "first", "second"}));
+    }
+
+    void circleOfLinks()
+    {
+        QVERIFY(QFile::link(QStringLiteral("second"), path("first")));
+        QVERIFY(QFile::link(QStringLiteral("first"), path("second")));
+        AtomicFile file(path("first"));
+        QVERIFY(!file.open());
+        QCOMPARE(file.errorString(), qt_error_string(ELOOP));
+    }
+
+    void fileOfAnotherUser_data()
+    {
+        QTest::addColumn<bool>("isReplaced");
+        QTest::newRow("kept") << false;
+        QTest::newRow("replaced") << true;
+    }
+
+    void fileOfAnotherUser()
+    {
+        QFETCH(bool, isReplaced);
+        put(path("file"), "old", 0444);
+        const OrdinaryUser user;
+        QCOMPARE(replace(path("file"), isReplaced ? Unwritable::Replace : Unwritable::Keep),
+                 isReplaced);
+        QCOMPARE(contents(path("file")), QByteArray(isReplaced ? "new" : "old"));
+        QCOMPARE(names(), QStringList("file"));
+    }
+
+    /** The folder that the link leads to may not be written, so the link gives way, not its target.
+     */
+    void linkToAnotherUsersFile()
+    {
+        QVERIFY(QDir(m_folder->path()).mkdir("closed"));
+        put(path("closed/file"), "old", 0444);
+        ::chmod(qPrintable(path("closed")), 0555);
+        QVERIFY(QFile::link(QStringLiteral("closed/file"), path("link")));
+        {
+            const OrdinaryUser user;
+            QVERIFY(!replace(path("link"), Unwritable::Keep));
+            QVERIFY(replace(path("link"), Unwritable::Replace));
+            QVERIFY(!QFileInfo(path("link")).isSymLink());
+            QCOMPARE(contents(path("link")), QByteArray("new"));
+            QCOMPARE(contents(path("closed/file")), QByteArray("old"));
+        }
+        ::chmod(qPrintable(path("closed")), 0755);
+    }
+
+    void folderOfAnotherUser()
+    {
+        put(path("file"), "old", 0444);
+        ::chmod(qPrintable(m_folder->path()), 0555);
+        {
+            const OrdinaryUser user;
+            QVERIFY(!replace(path("file"), Unwritable::Replace));
+        }
+        QCOMPARE(contents(path("file")), QByteArray("old"));
+        ::chmod(qPrintable(m_folder->path()), 0755);
+    }
+
+    /** As /tmp: only the owner of a file may take its name away. */
+    void stickyFolder()
+    {
+        if (::geteuid() != 0)
+            QSKIP("takes files of two users");
+        put(path("file"), "old");
+        QCOMPARE(::chown(qPrintable(m_folder->path()), 0, 0), 0);
+        ::chmod(qPrintable(m_folder->path()), 01777);
+        {
+            const OrdinaryUser user;
+            AtomicFile file(path("file"), Unwritable::Replace);
+            QVERIFY(file.open());
+            QVERIFY(file.write(QByteArray("new")));
+            QVERIFY(!file.commit());
+            QCOMPARE(file.errorString(), qt_error_string(EPERM));
+        }
+        QCOMPARE(contents(path("file")), QByteArray("old"));
+        QCOMPARE(names(), QStringList("file"));
+    }
 
 private:
     QString path(const char *name) const { return m_folder->filePath(QString::fromLatin1(name)); }
@@ -85,182 +249,6 @@ private:
 
     QScopedPointer<QTemporaryDir> m_folder;
 };
-
-void TestAtomicFile::init()
-{
-    m_folder.reset(new QTemporaryDir);
-    OrdinaryUser::give(m_folder->path().toLocal8Bit());
-}
-
-void TestAtomicFile::reachesTheDisk_data()
-{
-    QTest::addColumn<bool>("isLink");
-    QTest::newRow("file") << false;
-    QTest::newRow("link into another folder") << true;
-}
-
-/** First the file, while it still has its other name, then the folder that has the new name. */
-void TestAtomicFile::reachesTheDisk()
-{
-    QFETCH(bool, isLink);
-    QVERIFY(QDir(m_folder->path()).mkdir("other"));
-    const QString target = path(isLink ? "other/file" : "file");
-    put(target, "old");
-    if (isLink)
-        QVERIFY(QFile::link(QStringLiteral("other/file"), path("file")));
-
-    QStringList synced;
-    QPair<quint64, quint64> fileSynced;
-    AtomicFile file(path("file"), Unwritable::Keep, [&](int descriptor) {
-        struct stat status = {};
-        ::fstat(descriptor, &status);
-        const QPair<quint64, quint64> identity{status.st_dev, status.st_ino};
-        if (identity == identityOf(QFileInfo(target).path()))
-            synced.append("folder, with " + contents(target));
-        else
-            synced.append(
-                QString("%1 bytes, beside %2").arg(status.st_size).arg(QString(contents(target))));
-        if (synced.size() == 1)
-            fileSynced = identity;
-        return ::fsync(descriptor);
-    });
-    QVERIFY(file.open());
-    QVERIFY(file.write(QByteArray("new one")));
-    QVERIFY(file.commit());
-    QCOMPARE(synced, (QStringList{"7 bytes, beside old", "folder, with new one"}));
-    QCOMPARE(fileSynced, identityOf(target));
-}
-
-void TestAtomicFile::failedSyncLeavesTheOldFile()
-{
-    put(path("file"), "old");
-    AtomicFile file(path("file"), Unwritable::Keep, [](int) {
-        errno = EIO;
-        return -1;
-    });
-    QVERIFY(file.open());
-    QVERIFY(file.write(QByteArray("new")));
-    QVERIFY(!file.commit());
-    QCOMPARE(file.errorString(), qt_error_string(EIO));
-    QCOMPARE(contents(path("file")), QByteArray("old"));
-    QCOMPARE(names(), QStringList("file"));
-}
-
-/** The file is there anyway. */
-void TestAtomicFile::folderThatCannotBeSynced()
-{
-    AtomicFile file(path("file"), Unwritable::Keep, [](int descriptor) {
-        struct stat status = {};
-        ::fstat(descriptor, &status);
-        return S_ISDIR(status.st_mode) ? -1 : 0;
-    });
-    QVERIFY(file.open());
-    QVERIFY(file.write(QByteArray("new")));
-    QVERIFY(file.commit());
-    QCOMPARE(names(), QStringList("file"));
-}
-
-/** Those of the older file, or those that any new file gets. */
-void TestAtomicFile::permissions()
-{
-    put(path("old"), "old", 0640);
-    QVERIFY(replace(path("old"), Unwritable::Keep));
-    QCOMPARE(modeOf(path("old")), mode_t(0640));
-    const mode_t before = ::umask(027);
-    const bool done = replace(path("new"), Unwritable::Keep);
-    ::umask(before);
-    QVERIFY(done);
-    QCOMPARE(modeOf(path("new")), mode_t(0640));
-}
-
-void TestAtomicFile::chainOfLinks()
-{
-    QVERIFY(QFile::link(QStringLiteral("second"), path("first")));
-    QVERIFY(QFile::link(QStringLiteral("file"), path("second")));
-    for (int time = 0; time < 2; ++time) {
-        QVERIFY(replace(path("first"), Unwritable::Replace));
-        QCOMPARE(contents(path("file")), QByteArray("new"));
-        QVERIFY(QFileInfo(path("first")).isSymLink() && QFileInfo(path("second")).isSymLink());
-    }
-    QCOMPARE(names(), (QStringList{"file", "first", "second"}));
-}
-
-void TestAtomicFile::circleOfLinks()
-{
-    QVERIFY(QFile::link(QStringLiteral("second"), path("first")));
-    QVERIFY(QFile::link(QStringLiteral("first"), path("second")));
-    AtomicFile file(path("first"));
-    QVERIFY(!file.open());
-    QCOMPARE(file.errorString(), qt_error_string(ELOOP));
-}
-
-void TestAtomicFile::fileOfAnotherUser_data()
-{
-    QTest::addColumn<bool>("isReplaced");
-    QTest::newRow("kept") << false;
-    QTest::newRow("replaced") << true;
-}
-
-void TestAtomicFile::fileOfAnotherUser()
-{
-    QFETCH(bool, isReplaced);
-    put(path("file"), "old", 0444);
-    const OrdinaryUser user;
-    QCOMPARE(replace(path("file"), isReplaced ? Unwritable::Replace : Unwritable::Keep),
-             isReplaced);
-    QCOMPARE(contents(path("file")), QByteArray(isReplaced ? "new" : "old"));
-    QCOMPARE(names(), QStringList("file"));
-}
-
-/** The folder that the link leads to may not be written, so the link gives way, not its target. */
-void TestAtomicFile::linkToAnotherUsersFile()
-{
-    QVERIFY(QDir(m_folder->path()).mkdir("closed"));
-    put(path("closed/file"), "old", 0444);
-    ::chmod(qPrintable(path("closed")), 0555);
-    QVERIFY(QFile::link(QStringLiteral("closed/file"), path("link")));
-    {
-        const OrdinaryUser user;
-        QVERIFY(!replace(path("link"), Unwritable::Keep));
-        QVERIFY(replace(path("link"), Unwritable::Replace));
-        QVERIFY(!QFileInfo(path("link")).isSymLink());
-        QCOMPARE(contents(path("link")), QByteArray("new"));
-        QCOMPARE(contents(path("closed/file")), QByteArray("old"));
-    }
-    ::chmod(qPrintable(path("closed")), 0755);
-}
-
-void TestAtomicFile::folderOfAnotherUser()
-{
-    put(path("file"), "old", 0444);
-    ::chmod(qPrintable(m_folder->path()), 0555);
-    {
-        const OrdinaryUser user;
-        QVERIFY(!replace(path("file"), Unwritable::Replace));
-    }
-    QCOMPARE(contents(path("file")), QByteArray("old"));
-    ::chmod(qPrintable(m_folder->path()), 0755);
-}
-
-/** As /tmp: only the owner of a file may take its name away. */
-void TestAtomicFile::stickyFolder()
-{
-    if (::geteuid() != 0)
-        QSKIP("takes files of two users");
-    put(path("file"), "old");
-    QCOMPARE(::chown(qPrintable(m_folder->path()), 0, 0), 0);
-    ::chmod(qPrintable(m_folder->path()), 01777);
-    {
-        const OrdinaryUser user;
-        AtomicFile file(path("file"), Unwritable::Replace);
-        QVERIFY(file.open());
-        QVERIFY(file.write(QByteArray("new")));
-        QVERIFY(!file.commit());
-        QCOMPARE(file.errorString(), qt_error_string(EPERM));
-    }
-    QCOMPARE(contents(path("file")), QByteArray("old"));
-    QCOMPARE(names(), QStringList("file"));
-}
 
 AGENT_TEST_WITHOUT_APPLICATION(TestAtomicFile)
 

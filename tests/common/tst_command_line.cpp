@@ -85,180 +85,174 @@ class TestCommandLine : public QObject
     Q_OBJECT
 
 private slots:
-    void optionsBeforeAndAfterTheCommand();
-    void helpAndVersion();
-    void wrongUsage_data();
-    void wrongUsage();
-    void forms_data();
-    void forms();
-    void programWithoutCommands();
-    void completion_data();
-    void completion();
-};
-
-void TestCommandLine::optionsBeforeAndAfterTheCommand()
-{
-    for (const QStringList &arguments : {QStringList{"--host", "h", "--json", "list", "a"},
-                                         QStringList{"list", "a", "--host", "h", "--json"}}) {
+    void optionsBeforeAndAfterTheCommand()
+    {
+        for (const QStringList &arguments : {QStringList{"--host", "h", "--json", "list", "a"},
+                                             QStringList{"list", "a", "--host", "h", "--json"}}) {
+            Example example;
+            QVERIFY(!example.read(arguments));
+            QCOMPARE(example.line().command(), QString("list"));
+            QCOMPARE(example.host, std::string("h"));
+            QCOMPARE(example.file, std::string("a"));
+            QVERIFY(example.line().form() == OutputForm::Json);
+        }
         Example example;
-        QVERIFY(!example.read(arguments));
-        QCOMPARE(example.line().command(), QString("list"));
-        QCOMPARE(example.host, std::string("h"));
-        QCOMPARE(example.file, std::string("a"));
-        QVERIFY(example.line().form() == OutputForm::Json);
+        QVERIFY(!example.read({"list", "send"})); // a file of that name
+        QCOMPARE(example.file, std::string("send"));
     }
-    Example example;
-    QVERIFY(!example.read({"list", "send"})); // a file of that name
-    QCOMPARE(example.file, std::string("send"));
-}
 
-void TestCommandLine::helpAndVersion()
-{
-    for (const char *flag : {"-v", "--version"}) {
-        QCOMPARE(textOf({flag}), QString("ex-ample 1.2\n"));
-        QCOMPARE(textOf({"list", flag}), QString("ex-ample 1.2\n"));
+    void helpAndVersion()
+    {
+        for (const char *flag : {"-v", "--version"}) {
+            QCOMPARE(textOf({flag}), QString("ex-ample 1.2\n"));
+            QCOMPARE(textOf({"list", flag}), QString("ex-ample 1.2\n"));
+        }
+        for (const char *flag : {"-h", "--help"}) {
+            const QString all = textOf({flag});
+            for (const char *words :
+                 {"List files.", "--host", "--json", "-h,--help", "Exit status:\n",
+                  "  2  The command line is wrong.\n\nMore:\n  one\n  two\n"})
+                QVERIFY2(all.contains(words), words);
+            QCOMPARE(textOf({flag, "list"}), textOf({"list", flag}));
+            for (const char *words :
+                 {"--mode", "-o,--output", "--host", "--json", "--version", "FILE"})
+                QVERIFY2(textOf({"list", flag}).contains(words), words);
+        }
+        for (const char *words : {"--mode", "WORD", "Exit status:"})
+            QVERIFY2(textOf({"--help-all"}).contains(words), words);
+        // In JSON as well, since a program that asks for JSON reads nothing else.
+        Example example;
+        const auto version = example.read({"--version", "--json"});
+        QCOMPARE(version->json.value("text").toString(), QString("ex-ample 1.2\n"));
     }
-    for (const char *flag : {"-h", "--help"}) {
-        const QString all = textOf({flag});
-        for (const char *words : {"List files.", "--host", "--json", "-h,--help", "Exit status:\n",
-                                  "  2  The command line is wrong.\n\nMore:\n  one\n  two\n"})
-            QVERIFY2(all.contains(words), words);
-        QCOMPARE(textOf({flag, "list"}), textOf({"list", flag}));
-        for (const char *words : {"--mode", "-o,--output", "--host", "--json", "--version", "FILE"})
-            QVERIFY2(textOf({"list", flag}).contains(words), words);
+
+    void wrongUsage_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("detail");
+        QTest::addColumn<QString>("help");
+        const auto row = [](const char *arguments, const char *detail, const char *help) {
+            QStringList words = QString(arguments).split(' ');
+            words.removeAll(QString());
+            QTest::newRow(arguments) << words << QString(detail) << QString(help);
+        };
+        row("", "no command is given", "ex-ample");
+        row("--json", "no command is given", "ex-ample");
+        row("lst a", "unknown command 'lst'; did you mean 'list'?", "ex-ample");
+        row("snd --from x", "unknown command 'snd'; did you mean 'send'?", "ex-ample");
+        row("explode", "unknown command 'explode'", "ex-ample");
+        row("list --jsn a", "unknown option '--jsn'; did you mean '--json'?", "ex-ample list");
+        row("list --otput x a", "unknown option '--otput'; did you mean '--output'?",
+            "ex-ample list");
+        row("list --mod 2", "unknown option '--mod'; did you mean '--mode'?", "ex-ample list");
+        row("list a b", "unexpected 'b'", "ex-ample list");
+        row("list", "FILE is required", "ex-ample list");
+        row("list a --mode 7", "--mode: '7' is not one of 2, 5", "ex-ample list");
+        row("list a --mode", "--mode needs a value", "ex-ample list");
+        row("list a --mode 2 --mode 5", "--mode may be given only once", "ex-ample list");
+        row("send", "--from or --to is required", "ex-ample send");
+        row("send --from a --to b", "only one of --from and --to may be given", "ex-ample send");
+        row("send --from a --all", "only one of --from and --all may be given", "ex-ample send");
+        row("send --from a --version 1.2",
+            "--version takes no value; did you mean '--set-version 1.2'?", "ex-ample send");
+        row("list a --json=1", "--json takes no value", "ex-ample list");
+        row("--json-progress=x list a", "--json-progress takes no value", "ex-ample");
     }
-    for (const char *words : {"--mode", "WORD", "Exit status:"})
-        QVERIFY2(textOf({"--help-all"}).contains(words), words);
-    // In JSON as well, since a program that asks for JSON reads nothing else.
-    Example example;
-    const auto version = example.read({"--version", "--json"});
-    QCOMPARE(version->json.value("text").toString(), QString("ex-ample 1.2\n"));
-}
 
-void TestCommandLine::wrongUsage_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("detail");
-    QTest::addColumn<QString>("help");
-    const auto row = [](const char *arguments, const char *detail, const char *help) {
-        QStringList words = QString(arguments).split(' ');
-        words.removeAll(QString());
-        QTest::newRow(arguments) << words << QString(detail) << QString(help);
-    };
-    row("", "no command is given", "ex-ample");
-    row("--json", "no command is given", "ex-ample");
-    row("lst a", "unknown command 'lst'; did you mean 'list'?", "ex-ample");
-    row("snd --from x", "unknown command 'snd'; did you mean 'send'?", "ex-ample");
-    row("explode", "unknown command 'explode'", "ex-ample");
-    row("list --jsn a", "unknown option '--jsn'; did you mean '--json'?", "ex-ample list");
-    row("list --otput x a", "unknown option '--otput'; did you mean '--output'?", "ex-ample list");
-    row("list --mod 2", "unknown option '--mod'; did you mean '--mode'?", "ex-ample list");
-    row("list a b", "unexpected 'b'", "ex-ample list");
-    row("list", "FILE is required", "ex-ample list");
-    row("list a --mode 7", "--mode: '7' is not one of 2, 5", "ex-ample list");
-    row("list a --mode", "--mode needs a value", "ex-ample list");
-    row("list a --mode 2 --mode 5", "--mode may be given only once", "ex-ample list");
-    row("send", "--from or --to is required", "ex-ample send");
-    row("send --from a --to b", "only one of --from and --to may be given", "ex-ample send");
-    row("send --from a --all", "only one of --from and --all may be given", "ex-ample send");
-    row("send --from a --version 1.2",
-        "--version takes no value; did you mean '--set-version 1.2'?", "ex-ample send");
-    row("list a --json=1", "--json takes no value", "ex-ample list");
-    row("--json-progress=x list a", "--json-progress takes no value", "ex-ample");
-}
+    void wrongUsage()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, help);
+        const auto outcome = Example().read(arguments);
+        QVERIFY(outcome && outcome->problem);
+        QCOMPARE(int(outcome->exit), 2);
+        QVERIFY(outcome->problem->id == ProblemId::Usage);
+        QTEST(outcome->problem->detail, "detail");
+        QCOMPARE(outcome->problem->advice, QStringLiteral("See '%1 --help'.").arg(help));
+    }
 
-void TestCommandLine::wrongUsage()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, help);
-    const auto outcome = Example().read(arguments);
-    QVERIFY(outcome && outcome->problem);
-    QCOMPARE(int(outcome->exit), 2);
-    QVERIFY(outcome->problem->id == ProblemId::Usage);
-    QTEST(outcome->problem->detail, "detail");
-    QCOMPARE(outcome->problem->advice, QStringLiteral("See '%1 --help'.").arg(help));
-}
+    void forms_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("form");
+        QTest::newRow("text") << QStringList{"list", "a"} << int(OutputForm::Text);
+        QTest::newRow("wrong usage") << QStringList{"lst", "--json"} << int(OutputForm::Json);
+        QTest::newRow("lines") << QStringList{"--json-progress", "list"}
+                               << int(OutputForm::JsonLines);
+        QTest::newRow("both") << QStringList{"--json-progress", "list", "--json"}
+                              << int(OutputForm::JsonLines);
+        QTest::newRow("a value") << QStringList{"list", "a", "--json=1"} << int(OutputForm::Json);
+        QTest::newRow("a value of lines")
+            << QStringList{"--json-progress=1", "list", "a"} << int(OutputForm::JsonLines);
+        QTest::newRow("a word of the user")
+            << QStringList{"send", "--", "--json"} << int(OutputForm::Text);
+    }
 
-void TestCommandLine::forms_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<int>("form");
-    QTest::newRow("text") << QStringList{"list", "a"} << int(OutputForm::Text);
-    QTest::newRow("wrong usage") << QStringList{"lst", "--json"} << int(OutputForm::Json);
-    QTest::newRow("lines") << QStringList{"--json-progress", "list"} << int(OutputForm::JsonLines);
-    QTest::newRow("both") << QStringList{"--json-progress", "list", "--json"}
-                          << int(OutputForm::JsonLines);
-    QTest::newRow("a value") << QStringList{"list", "a", "--json=1"} << int(OutputForm::Json);
-    QTest::newRow("a value of lines")
-        << QStringList{"--json-progress=1", "list", "a"} << int(OutputForm::JsonLines);
-    QTest::newRow("a word of the user")
-        << QStringList{"send", "--", "--json"} << int(OutputForm::Text);
-}
+    void forms()
+    {
+        QFETCH(QStringList, arguments);
+        Example example;
+        example.read(arguments);
+        QTEST(int(example.line().form()), "form");
+    }
 
-void TestCommandLine::forms()
-{
-    QFETCH(QStringList, arguments);
-    Example example;
-    example.read(arguments);
-    QTEST(int(example.line().form()), "form");
-}
+    void programWithoutCommands()
+    {
+        CommandLine line({"single", "1", "Does one thing.", OutputForm::JsonLines, "Write lines."});
+        std::string file;
+        line.app().add_option("FILE", file, "A file.")->required();
+        QVERIFY(!line.read({"single", "--json", "a"}));
+        QCOMPARE(file, std::string("a"));
+        QVERIFY(line.form() == OutputForm::JsonLines);
+        QVERIFY(line.command().isEmpty());
 
-void TestCommandLine::programWithoutCommands()
-{
-    CommandLine line({"single", "1", "Does one thing.", OutputForm::JsonLines, "Write lines."});
-    std::string file;
-    line.app().add_option("FILE", file, "A file.")->required();
-    QVERIFY(!line.read({"single", "--json", "a"}));
-    QCOMPARE(file, std::string("a"));
-    QVERIFY(line.form() == OutputForm::JsonLines);
-    QVERIFY(line.command().isEmpty());
+        CommandLine other({"single", "1", "Does one thing."});
+        other.app().add_option("FILE", file, "A file.")->required();
+        QVERIFY(other.read({"single", "--version"})->text == "single 1\n");
+        CommandLine third({"single", "1", "Does one thing."});
+        QCOMPARE(third.read({"single", "x"})->problem->detail, QString("unexpected 'x'"));
+    }
 
-    CommandLine other({"single", "1", "Does one thing."});
-    other.app().add_option("FILE", file, "A file.")->required();
-    QVERIFY(other.read({"single", "--version"})->text == "single 1\n");
-    CommandLine third({"single", "1", "Does one thing."});
-    QCOMPARE(third.read({"single", "x"})->problem->detail, QString("unexpected 'x'"));
-}
+    void completion_data()
+    {
+        QTest::addColumn<QStringList>("words");
+        QTest::addColumn<QStringList>("found");
+        const auto row = [](const QStringList &words, const QStringList &found) {
+            QTest::newRow(qPrintable(words.join('_'))) << words << found;
+        };
+        row({""}, {"list", "send"});
+        row({"l"}, {"list"});
+        row({"--host", "x", "s"}, {"send"});
+        row({"--js"}, {"--json", "--json-progress"});
+        row({"--mo"}, {});
+        row({"list", "--"}, {"--bash-completion", "--help", "--help-all", "--host", "--json",
+                             "--json-progress", "--mode", "--output", "--version"});
+        row({"list", "-o"}, {"-o"});
+        row({"send", "--fr"}, {"--from"});
+        row({"send", "--mo"}, {});
+        row({"list", "--mode", ""}, {"2", "5"});
+        row({"list", "--mode", "=", "5"}, {"5"});
+        row({"list", "--mode", "="}, {"2", "5"});
+        row({"list", "--output", ""}, {"folder"});
+        row({"list", "f"}, {"file.fwm", "folder"});
+        row({"list", "--json", "f"}, {"file.fwm", "folder"});
+        row({"list", "--mode", "2", "f"}, {"file.fwm", "folder"});
+        row({"list", "file.fwm", "f"}, {}); // it takes one file
+        row({"send", "f"}, {});
+        row({"send", "--from", "f"}, {"file.fwm", "folder"});
+        row({"send", "a", "b", "f"}, {});
+    }
 
-void TestCommandLine::completion_data()
-{
-    QTest::addColumn<QStringList>("words");
-    QTest::addColumn<QStringList>("found");
-    const auto row = [](const QStringList &words, const QStringList &found) {
-        QTest::newRow(qPrintable(words.join('_'))) << words << found;
-    };
-    row({""}, {"list", "send"});
-    row({"l"}, {"list"});
-    row({"--host", "x", "s"}, {"send"});
-    row({"--js"}, {"--json", "--json-progress"});
-    row({"--mo"}, {});
-    row({"list", "--"}, {"--bash-completion", "--help", "--help-all", "--host", "--json",
-                         "--json-progress", "--mode", "--output", "--version"});
-    row({"list", "-o"}, {"-o"});
-    row({"send", "--fr"}, {"--from"});
-    row({"send", "--mo"}, {});
-    row({"list", "--mode", ""}, {"2", "5"});
-    row({"list", "--mode", "=", "5"}, {"5"});
-    row({"list", "--mode", "="}, {"2", "5"});
-    row({"list", "--output", ""}, {"folder"});
-    row({"list", "f"}, {"file.fwm", "folder"});
-    row({"list", "--json", "f"}, {"file.fwm", "folder"});
-    row({"list", "--mode", "2", "f"}, {"file.fwm", "folder"});
-    row({"list", "file.fwm", "f"}, {}); // it takes one file
-    row({"send", "f"}, {});
-    row({"send", "--from", "f"}, {"file.fwm", "folder"});
-    row({"send", "a", "b", "f"}, {});
-}
-
-void TestCommandLine::completion()
-{
-    QFETCH(QStringList, words);
-    QTemporaryDir folder;
-    QVERIFY(QDir(folder.path()).mkdir("folder"));
-    QFile file(folder.filePath("file.fwm"));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QTEST(completed(words, folder.path()), "found");
-}
+    void completion()
+    {
+        QFETCH(QStringList, words);
+        QTemporaryDir folder;
+        QVERIFY(QDir(folder.path()).mkdir("folder"));
+        QFile file(folder.filePath("file.fwm"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QTEST(completed(words, folder.path()), "found");
+    }
+};
 
 AGENT_TEST(TestCommandLine)
 

@@ -39,61 +39,59 @@ class TestProblems : public QObject
     Q_OBJECT
 
 private slots:
-    void everyExitStatusHasWords();
-    void everyProblemHasWords();
-    void thePageHasThemAll();
+    void everyExitStatusHasWords()
+    {
+        // What scripts depend on: these never change.
+        const char *const names[] = {
+            "done",   "failed",         "usage",           "nothing-to-do",
+            "busy",   "cannot-connect", "connection-lost", "package-refused",
+            "no-run", "not-trusted",    "not-passed"};
+        QCOMPARE(exitCodes().size(), int(std::size(names)));
+        for (int index = 0; index < exitCodes().size(); ++index) {
+            QCOMPARE(int(exitCodes().at(index).code), index);
+            QCOMPARE(exitCodeName(ExitCode(index)), QString::fromLatin1(names[index]));
+            QVERIFY(qstrlen(exitCodes().at(index).meaning) > 0);
+            const QString row =
+                QStringLiteral("| %1 | `%2` | %3 |\n")
+                    .arg(index)
+                    .arg(names[index], QLatin1String(exitCodes().at(index).meaning));
+            QVERIFY2(page().contains(row), qPrintable(row));
+        }
+    }
+
+    void everyProblemHasWords()
+    {
+        QSet<QByteArray> ids;
+        for (const ProblemRow &row : problemTable()) {
+            QCOMPARE(&problemRow(row.problem), &row);
+            QVERIFY2(isId(row.id), row.id);
+            ids.insert(row.id);
+            const QByteArray text = row.text;
+            const QByteArray advice = row.advice;
+            QVERIFY2(!text.isEmpty() && !text.endsWith('.'), row.id);
+            QVERIFY2(QChar::isLower(uint(text.at(0))) || text.startsWith("--"), row.id);
+            QVERIFY2(advice.endsWith('.'), row.id);
+            QCOMPARE(row.exit == ExitCode::Done, row.problem == ProblemId::None);
+        }
+        QCOMPARE(ids.size(), int(problemTable().size()));
+    }
+
+    void thePageHasThemAll()
+    {
+        const QString text = page();
+        int place = 0;
+        for (const ProblemRow &row : problemTable()) {
+            if (row.problem == ProblemId::None)
+                continue;
+            const int found = text.indexOf(rowOnPage(row));
+            QVERIFY2(found > place, qPrintable(rowOnPage(row)));
+            place = found;
+        }
+        const QString list = text.section(QStringLiteral("## Every problem"), 1)
+                                 .section(QStringLiteral("\n## "), 0, 0);
+        QCOMPARE(list.count(QStringLiteral("\n| `")), int(problemTable().size()) - 1);
+    }
 };
-
-void TestProblems::everyExitStatusHasWords()
-{
-    // What scripts depend on: these never change.
-    const char *const names[] = {"done",   "failed",         "usage",           "nothing-to-do",
-                                 "busy",   "cannot-connect", "connection-lost", "package-refused",
-                                 "no-run", "not-trusted",    "not-passed"};
-    QCOMPARE(exitCodes().size(), int(std::size(names)));
-    for (int index = 0; index < exitCodes().size(); ++index) {
-        QCOMPARE(int(exitCodes().at(index).code), index);
-        QCOMPARE(exitCodeName(ExitCode(index)), QString::fromLatin1(names[index]));
-        QVERIFY(qstrlen(exitCodes().at(index).meaning) > 0);
-        const QString row = QStringLiteral("| %1 | `%2` | %3 |\n")
-                                .arg(index)
-                                .arg(names[index], QLatin1String(exitCodes().at(index).meaning));
-        QVERIFY2(page().contains(row), qPrintable(row));
-    }
-}
-
-void TestProblems::everyProblemHasWords()
-{
-    QSet<QByteArray> ids;
-    for (const ProblemRow &row : problemTable()) {
-        QCOMPARE(&problemRow(row.problem), &row);
-        QVERIFY2(isId(row.id), row.id);
-        ids.insert(row.id);
-        const QByteArray text = row.text;
-        const QByteArray advice = row.advice;
-        QVERIFY2(!text.isEmpty() && !text.endsWith('.'), row.id);
-        QVERIFY2(QChar::isLower(uint(text.at(0))) || text.startsWith("--"), row.id);
-        QVERIFY2(advice.endsWith('.'), row.id);
-        QCOMPARE(row.exit == ExitCode::Done, row.problem == ProblemId::None);
-    }
-    QCOMPARE(ids.size(), int(problemTable().size()));
-}
-
-void TestProblems::thePageHasThemAll()
-{
-    const QString text = page();
-    int place = 0;
-    for (const ProblemRow &row : problemTable()) {
-        if (row.problem == ProblemId::None)
-            continue;
-        const int found = text.indexOf(rowOnPage(row));
-        QVERIFY2(found > place, qPrintable(rowOnPage(row)));
-        place = found;
-    }
-    const QString list =
-        text.section(QStringLiteral("## Every problem"), 1).section(QStringLiteral("\n## "), 0, 0);
-    QCOMPARE(list.count(QStringLiteral("\n| `")), int(problemTable().size()) - 1);
-}
 
 AGENT_TEST_WITHOUT_APPLICATION(TestProblems)
 

@@ -115,142 +115,131 @@ class TestCommands : public QObject
     Q_OBJECT
 
 private slots:
-    void requests_data();
-    void requests();
-    void busyRequests_data();
-    void busyRequests();
-    void modeIsKept();
-    void earlierRepliesLeaveBeforeThePackageIsRead();
-    void networkUpgrade();
-    void networkUpgradeWithoutPackage();
-    void networkConnectedWhileBusy();
-    void edid();
-};
+    void requests_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QByteArray>("replied");
+        QTest::addColumn<QStringList>("calls");
+        QTest::addColumn<QStringList>("runs");
+        const auto row = [](const char *line, const QByteArray &replied,
+                            const QStringList &calls = {}, const QStringList &runs = {}) {
+            QTest::newRow(line) << QString(line) << replied << calls << runs;
+        };
+        row("HEARTBEAT", "HEARTBEAT\r\n");
+        row("VERSION", "VERSION||1.15\r\n");
+        row("what", unknown);
+        row("GETFIRMWARELIST", "FIRMWARELIST||the list\r\n", {"read"});
+        row("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5\r\n");
+        row("UPGRADEMODE||4", modeError);
+        row("UPGRADE||A,1,2||B,3,4", "", {"disconnect", "connect ttyX", "upload A,1,2|B,3,4 2"},
+            {"serial by 1 over ttyX mode 2 rows 2"});
+        row("UPGRADE||A", "", {"disconnect"});
+        row("UPGRADEALL", "", {"read"});
+        row("UPGRADEORVALE1G||1.2.3", unknown);
+        row("UPGRADEORVALE1G||1.2.3.4", "UPGRADELOG||Firmware file does not exist.\r\n");
+        row("PARSEEDID||00", edidError);
+    }
 
-void TestCommands::requests_data()
-{
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QByteArray>("replied");
-    QTest::addColumn<QStringList>("calls");
-    QTest::addColumn<QStringList>("runs");
-    const auto row = [](const char *line, const QByteArray &replied, const QStringList &calls = {},
-                        const QStringList &runs = {}) {
-        QTest::newRow(line) << QString(line) << replied << calls << runs;
-    };
-    row("HEARTBEAT", "HEARTBEAT\r\n");
-    row("VERSION", "VERSION||1.15\r\n");
-    row("what", unknown);
-    row("GETFIRMWARELIST", "FIRMWARELIST||the list\r\n", {"read"});
-    row("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5\r\n");
-    row("UPGRADEMODE||4", modeError);
-    row("UPGRADE||A,1,2||B,3,4", "", {"disconnect", "connect ttyX", "upload A,1,2|B,3,4 2"},
-        {"serial by 1 over ttyX mode 2 rows 2"});
-    row("UPGRADE||A", "", {"disconnect"});
-    row("UPGRADEALL", "", {"read"});
-    row("UPGRADEORVALE1G||1.2.3", unknown);
-    row("UPGRADEORVALE1G||1.2.3.4", "UPGRADELOG||Firmware file does not exist.\r\n");
-    row("PARSEEDID||00", edidError);
-}
-
-void TestCommands::requests()
-{
-    QFETCH(QString, line);
-    Console console;
-    console.ask(line);
-    QTEST(console.replied(), "replied");
-    QTEST(console.engine.calls, "calls");
-    QTEST(console.runs, "runs");
-    QCOMPARE(console.turns.isTaken(), console.engine.calls.contains("read"));
-}
-
-void TestCommands::busyRequests_data()
-{
-    const tests::DataTable<QString, QByteArray> rows("line", "replied");
-    rows("upgrade", "UPGRADE||A,1,2", busy);
-    rows("upgrade of everything", "UPGRADEALL", {});
-    rows("upgrade over the network", "UPGRADEORVALE1G||1.2.3.4", busy);
-    rows("wrong address", "UPGRADEORVALE1G||1.2.3", unknown);
-    rows("mode", "UPGRADEMODE||2", "UPGRADELOG||Set UPGRADEMODE to 2\r\n");
-}
-
-/** A run of the engine and the module's own install have the same effect. */
-void TestCommands::busyRequests()
-{
-    QFETCH(QString, line);
-    for (const bool isInstalling : {false, true}) {
+    void requests()
+    {
+        QFETCH(QString, line);
         Console console;
-        console.storePackage();
-        console.isInstalling = isInstalling;
-        console.engine.active = !isInstalling;
         console.ask(line);
         QTEST(console.replied(), "replied");
+        QTEST(console.engine.calls, "calls");
+        QTEST(console.runs, "runs");
+        QCOMPARE(console.turns.isTaken(), console.engine.calls.contains("read"));
+    }
+
+    void busyRequests_data()
+    {
+        const tests::DataTable<QString, QByteArray> rows("line", "replied");
+        rows("upgrade", "UPGRADE||A,1,2", busy);
+        rows("upgrade of everything", "UPGRADEALL", {});
+        rows("upgrade over the network", "UPGRADEORVALE1G||1.2.3.4", busy);
+        rows("wrong address", "UPGRADEORVALE1G||1.2.3", unknown);
+        rows("mode", "UPGRADEMODE||2", "UPGRADELOG||Set UPGRADEMODE to 2\r\n");
+    }
+
+    /** A run of the engine and the module's own install have the same effect. */
+    void busyRequests()
+    {
+        QFETCH(QString, line);
+        for (const bool isInstalling : {false, true}) {
+            Console console;
+            console.storePackage();
+            console.isInstalling = isInstalling;
+            console.engine.active = !isInstalling;
+            console.ask(line);
+            QTEST(console.replied(), "replied");
+            QVERIFY(console.engine.calls.isEmpty());
+            QVERIFY(console.runs.isEmpty());
+        }
+    }
+
+    void modeIsKept()
+    {
+        Console console;
+        console.ask("UPGRADEMODE||5");
+        console.ask("UPGRADEMODE||7");
+        console.ask("UPGRADE||A,1,2");
+        QCOMPARE(console.engine.calls.last(), QString("upload A,1,2 5"));
+    }
+
+    void earlierRepliesLeaveBeforeThePackageIsRead()
+    {
+        Console console;
+        console.replies.collect([&] {
+            console.ask("VERSION");
+            console.ask("GETFIRMWARELIST");
+            QCOMPARE(console.replied(), QByteArray("VERSION||1.15\r\n"));
+        });
+        QCOMPARE(console.replied(), QByteArray("VERSION||1.15\r\nFIRMWARELIST||the list\r\n"));
+    }
+
+    void networkUpgrade()
+    {
+        Console console;
+        console.storePackage();
+        console.ask("UPGRADEORVALE1G||1.2.3.4");
+        QCOMPARE(console.calls(), QStringList{"net 1.2.3.4 9"});
+        QVERIFY(console.runs.isEmpty());
+        console.ask("UPGRADEMODE||5");
+        console.commands.networkConnected();
+        QCOMPARE(console.calls(), (QStringList{"read", "upload MAIN,0,1 5"}));
+        QCOMPARE(console.runs, QStringList{"network by 1 over 1.2.3.4 mode 5 rows 1"});
+        QVERIFY(console.replied().endsWith("UPGRADELOG||Device connected.\r\n"));
+    }
+
+    void networkUpgradeWithoutPackage()
+    {
+        Console console;
+        console.ask("UPGRADEORVALE1G||1.2.3.4");
+        QVERIFY(console.engine.calls.isEmpty());
+        QCOMPARE(console.replied(), QByteArray("UPGRADELOG||Firmware file does not exist.\r\n"));
+    }
+
+    void networkConnectedWhileBusy()
+    {
+        Console console;
+        console.isInstalling = true;
+        console.commands.networkConnected();
+        QCOMPARE(console.replied(), QByteArray("UPGRADELOG||Device connected.\r\n"));
         QVERIFY(console.engine.calls.isEmpty());
         QVERIFY(console.runs.isEmpty());
     }
-}
 
-void TestCommands::modeIsKept()
-{
-    Console console;
-    console.ask("UPGRADEMODE||5");
-    console.ask("UPGRADEMODE||7");
-    console.ask("UPGRADE||A,1,2");
-    QCOMPARE(console.engine.calls.last(), QString("upload A,1,2 5"));
-}
-
-void TestCommands::earlierRepliesLeaveBeforeThePackageIsRead()
-{
-    Console console;
-    console.replies.collect([&] {
-        console.ask("VERSION");
-        console.ask("GETFIRMWARELIST");
-        QCOMPARE(console.replied(), QByteArray("VERSION||1.15\r\n"));
-    });
-    QCOMPARE(console.replied(), QByteArray("VERSION||1.15\r\nFIRMWARELIST||the list\r\n"));
-}
-
-void TestCommands::networkUpgrade()
-{
-    Console console;
-    console.storePackage();
-    console.ask("UPGRADEORVALE1G||1.2.3.4");
-    QCOMPARE(console.calls(), QStringList{"net 1.2.3.4 9"});
-    QVERIFY(console.runs.isEmpty());
-    console.ask("UPGRADEMODE||5");
-    console.commands.networkConnected();
-    QCOMPARE(console.calls(), (QStringList{"read", "upload MAIN,0,1 5"}));
-    QCOMPARE(console.runs, QStringList{"network by 1 over 1.2.3.4 mode 5 rows 1"});
-    QVERIFY(console.replied().endsWith("UPGRADELOG||Device connected.\r\n"));
-}
-
-void TestCommands::networkUpgradeWithoutPackage()
-{
-    Console console;
-    console.ask("UPGRADEORVALE1G||1.2.3.4");
-    QVERIFY(console.engine.calls.isEmpty());
-    QCOMPARE(console.replied(), QByteArray("UPGRADELOG||Firmware file does not exist.\r\n"));
-}
-
-void TestCommands::networkConnectedWhileBusy()
-{
-    Console console;
-    console.isInstalling = true;
-    console.commands.networkConnected();
-    QCOMPARE(console.replied(), QByteArray("UPGRADELOG||Device connected.\r\n"));
-    QVERIFY(console.engine.calls.isEmpty());
-    QVERIFY(console.runs.isEmpty());
-}
-
-void TestCommands::edid()
-{
-    Console console;
-    QSignalSpy reports(&console.edid, &ParseEDID::signalEDID);
-    console.ask("PARSEEDID||" + QStringList(QVector<QString>(256, "00").toList()).join(' '));
-    QCOMPARE(reports.size(), 1);
-    QCOMPARE(reports.first().first().value<QList<QString>>().first(),
-             QString("EDID data header error !"));
-    QCOMPARE(console.replied(), QByteArray());
-}
+    void edid()
+    {
+        Console console;
+        QSignalSpy reports(&console.edid, &ParseEDID::signalEDID);
+        console.ask("PARSEEDID||" + QStringList(QVector<QString>(256, "00").toList()).join(' '));
+        QCOMPARE(reports.size(), 1);
+        QCOMPARE(reports.first().first().value<QList<QString>>().first(),
+                 QString("EDID data header error !"));
+        QCOMPARE(console.replied(), QByteArray());
+    }
+};
 
 AGENT_TEST(TestCommands)
 

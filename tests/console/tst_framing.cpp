@@ -54,151 +54,141 @@ class TestFraming : public QObject
     Q_OBJECT
 
 private slots:
-    void reads_data();
-    void reads();
-    void everySplitOfARequest();
-    void sameAsThePlainRule();
-    void limitDropsAnEndlessLine();
-    void limitSparesFinishedLines();
-    void endlessLineInSmallReads();
-    void linesWait();
-    void drop();
-};
-
-void TestFraming::reads_data()
-{
-    QTest::addColumn<QStringList>("reads");
-    QTest::addColumn<QStringList>("lines");
-    QTest::addColumn<QString>("rest");
-    const auto row = [](const char *name, const QStringList &reads, const QStringList &lines,
-                        const char *rest = "") {
-        QTest::newRow(name) << reads << lines << QString(rest);
-    };
-    row("carriage return and line feed", {"A\r\n"}, {"A"});
-    row("bare line feed", {"A\n"}, {"A"});
-    row("bare carriage return", {"A\r"}, {"A"});
-    row("no end", {"A"}, {}, "A");
-    row("two reads", {"HEART", "BEAT\r\n"}, {"HEARTBEAT"});
-    row("end split in two", {"A\r", "\nB\r\n"}, {"A", "B"});
-    row("end alone", {"A", "\r\n"}, {"A"});
-    row("line feed alone", {"A", "\n"}, {"A"});
-    row("two lines", {"A\r\nB\r\n"}, {"A", "B"});
-    row("two lines by carriage returns", {"A\rB\r"}, {"A", "B"});
-    row("line feeds do not separate", {"A\nB\n"}, {"A\nB"});
-    row("nor over two reads", {"A\nB", "C\n"}, {"A\nBC"});
-    row("a line feed inside waits", {"A\nB"}, {}, "A\nB");
-    row("a read that ends with a line feed", {"A\n", "B\n"}, {"A", "B"});
-    row("empty lines", {"\r\r\n\n\r \t\r\n"}, {});
-    row("blanks are trimmed", {"  A B \t\r\n"}, {"A B"});
-    row("the rest is not trimmed", {"A\r  B "}, {"A"}, "  B ");
-    row("rest then end", {"A\r  B ", " C\r\n"}, {"A", "B  C"});
-    row("nothing read", {"A", "", "B\r\n"}, {"AB"});
-}
-
-void TestFraming::reads()
-{
-    QFETCH(QStringList, reads);
-    QFETCH(QStringList, lines);
-    QFETCH(QString, rest);
-    LineFramer framer(limit);
-    QStringList got;
-    for (const QString &read : reads)
-        got += linesOf(framer, read);
-    QCOMPARE(got, lines);
-    QCOMPARE(framer.rest(), rest);
-}
-
-void TestFraming::everySplitOfARequest()
-{
-    const QString text = "UPGRADE||MAIN,0,1\r\nHEARTBEAT\r\n";
-    for (int split = 0; split <= text.size(); ++split) {
-        LineFramer framer(limit);
-        QStringList lines = linesOf(framer, text.left(split));
-        lines += linesOf(framer, text.mid(split));
-        QCOMPARE(lines, (QStringList{"UPGRADE||MAIN,0,1", "HEARTBEAT"}));
-        QCOMPARE(framer.rest(), QString());
+    void reads_data()
+    {
+        QTest::addColumn<QStringList>("reads");
+        QTest::addColumn<QStringList>("lines");
+        QTest::addColumn<QString>("rest");
+        const auto row = [](const char *name, const QStringList &reads, const QStringList &lines,
+                            const char *rest = "") {
+            QTest::newRow(name) << reads << lines << QString(rest);
+        };
+        row("carriage return and line feed", {"A\r\n"}, {"A"});
+        row("bare line feed", {"A\n"}, {"A"});
+        row("bare carriage return", {"A\r"}, {"A"});
+        row("no end", {"A"}, {}, "A");
+        row("two reads", {"HEART", "BEAT\r\n"}, {"HEARTBEAT"});
+        row("end split in two", {"A\r", "\nB\r\n"}, {"A", "B"});
+        row("end alone", {"A", "\r\n"}, {"A"});
+        row("line feed alone", {"A", "\n"}, {"A"});
+        row("two lines", {"A\r\nB\r\n"}, {"A", "B"});
+        row("two lines by carriage returns", {"A\rB\r"}, {"A", "B"});
+        row("line feeds do not separate", {"A\nB\n"}, {"A\nB"});
+        row("nor over two reads", {"A\nB", "C\n"}, {"A\nBC"});
+        row("a line feed inside waits", {"A\nB"}, {}, "A\nB");
+        row("a read that ends with a line feed", {"A\n", "B\n"}, {"A", "B"});
+        row("empty lines", {"\r\r\n\n\r \t\r\n"}, {});
+        row("blanks are trimmed", {"  A B \t\r\n"}, {"A B"});
+        row("the rest is not trimmed", {"A\r  B "}, {"A"}, "  B ");
+        row("rest then end", {"A\r  B ", " C\r\n"}, {"A", "B  C"});
+        row("nothing read", {"A", "", "B\r\n"}, {"AB"});
     }
-}
 
-void TestFraming::sameAsThePlainRule()
-{
-    QRandomGenerator random(1);
-    const QString alphabet = "AB \r\n\r\n\t";
-    for (int round = 0; round < 2000; ++round) {
+    void reads()
+    {
+        QFETCH(QStringList, reads);
+        QFETCH(QStringList, lines);
+        QFETCH(QString, rest);
         LineFramer framer(limit);
-        PlainFramer plain;
-        for (int read = 0; read < 6; ++read) {
-            QString text;
-            for (int length = random.bounded(8); length > 0; --length)
-                text += alphabet.at(random.bounded(alphabet.size()));
-            QCOMPARE(linesOf(framer, text), plain.feed(text));
-            QCOMPARE(framer.rest(), plain.rest());
+        QStringList got;
+        for (const QString &read : reads)
+            got += linesOf(framer, read);
+        QCOMPARE(got, lines);
+        QCOMPARE(framer.rest(), rest);
+    }
+
+    void everySplitOfARequest()
+    {
+        const QString text = "UPGRADE||MAIN,0,1\r\nHEARTBEAT\r\n";
+        for (int split = 0; split <= text.size(); ++split) {
+            LineFramer framer(limit);
+            QStringList lines = linesOf(framer, text.left(split));
+            lines += linesOf(framer, text.mid(split));
+            QCOMPARE(lines, (QStringList{"UPGRADE||MAIN,0,1", "HEARTBEAT"}));
+            QCOMPARE(framer.rest(), QString());
         }
     }
-}
 
-void TestFraming::limitDropsAnEndlessLine()
-{
-    LineFramer framer(10);
-    QCOMPARE(linesOf(framer, "0123456789"), QStringList());
-    QVERIFY(!framer.takeOverflow());
-    QCOMPARE(linesOf(framer, "x"), QStringList());
-    QVERIFY(framer.takeOverflow());
-    QVERIFY(!framer.takeOverflow());
-    QCOMPARE(framer.rest(), QString());
-    QCOMPARE(linesOf(framer, "A\r\n"), QStringList{"A"});
-}
-
-void TestFraming::limitSparesFinishedLines()
-{
-    LineFramer framer(10);
-    const QString longLine(100, 'x');
-    QCOMPARE(linesOf(framer, longLine + '\r' + longLine), QStringList{longLine});
-    QVERIFY(framer.takeOverflow());
-    QCOMPARE(linesOf(framer, longLine + '\n'), QStringList{longLine});
-    QVERIFY(!framer.takeOverflow());
-}
-
-void TestFraming::endlessLineInSmallReads()
-{
-    LineFramer framer(1000);
-    int overflows = 0;
-    for (int i = 0; i < 100'000; ++i) {
-        QCOMPARE(linesOf(framer, "x"), QStringList());
-        overflows += framer.takeOverflow() ? 1 : 0;
-        QVERIFY(framer.rest().size() <= 1000);
+    void sameAsThePlainRule()
+    {
+        QRandomGenerator random(1);
+        const QString alphabet = "AB \r\n\r\n\t";
+        for (int round = 0; round < 2000; ++round) {
+            LineFramer framer(limit);
+            PlainFramer plain;
+            for (int read = 0; read < 6; ++read) {
+                QString text;
+                for (int length = random.bounded(8); length > 0; --length)
+                    text += alphabet.at(random.bounded(alphabet.size()));
+                QCOMPARE(linesOf(framer, text), plain.feed(text));
+                QCOMPARE(framer.rest(), plain.rest());
+            }
+        }
     }
-    QCOMPARE(overflows, 99);
-}
 
-/** A line stays until it is taken, and what waits counts. */
-void TestFraming::linesWait()
-{
-    LineFramer framer(limit);
-    QCOMPARE(linesOf(framer, "12"), QStringList());
-    QCOMPARE(framer.size(), 2);
-    framer.feed("34\rB\r  C");
-    QCOMPARE(*framer.next(), QString("1234"));
-    QCOMPARE(*framer.next(), QString("1234"));
-    QCOMPARE(framer.size(), 8);
-    framer.take();
-    QCOMPARE(*framer.next(), QString("B"));
-    framer.take();
-    QVERIFY(framer.next() == nullptr);
-    QCOMPARE(framer.rest(), QString("  C"));
-    QCOMPARE(framer.size(), 3);
-}
+    void limitDropsAnEndlessLine()
+    {
+        LineFramer framer(10);
+        QCOMPARE(linesOf(framer, "0123456789"), QStringList());
+        QVERIFY(!framer.takeOverflow());
+        QCOMPARE(linesOf(framer, "x"), QStringList());
+        QVERIFY(framer.takeOverflow());
+        QVERIFY(!framer.takeOverflow());
+        QCOMPARE(framer.rest(), QString());
+        QCOMPARE(linesOf(framer, "A\r\n"), QStringList{"A"});
+    }
 
-void TestFraming::drop()
-{
-    LineFramer framer(limit);
-    framer.feed("A\rB\rC");
-    QCOMPARE(*framer.next(), QString("A"));
-    framer.drop();
-    QVERIFY(framer.next() == nullptr);
-    QCOMPARE(framer.size(), 0);
-    QCOMPARE(linesOf(framer, "D\n"), QStringList{"D"});
-}
+    void limitSparesFinishedLines()
+    {
+        LineFramer framer(10);
+        const QString longLine(100, 'x');
+        QCOMPARE(linesOf(framer, longLine + '\r' + longLine), QStringList{longLine});
+        QVERIFY(framer.takeOverflow());
+        QCOMPARE(linesOf(framer, longLine + '\n'), QStringList{longLine});
+        QVERIFY(!framer.takeOverflow());
+    }
+
+    void endlessLineInSmallReads()
+    {
+        LineFramer framer(1000);
+        int overflows = 0;
+        for (int i = 0; i < 100'000; ++i) {
+            QCOMPARE(linesOf(framer, "x"), QStringList());
+            overflows += framer.takeOverflow() ? 1 : 0;
+            QVERIFY(framer.rest().size() <= 1000);
+        }
+        QCOMPARE(overflows, 99);
+    }
+
+    /** A line stays until it is taken, and what waits counts. */
+    void linesWait()
+    {
+        LineFramer framer(limit);
+        QCOMPARE(linesOf(framer, "12"), QStringList());
+        QCOMPARE(framer.size(), 2);
+        framer.feed("34\rB\r  C");
+        QCOMPARE(*framer.next(), QString("1234"));
+        QCOMPARE(*framer.next(), QString("1234"));
+        QCOMPARE(framer.size(), 8);
+        framer.take();
+        QCOMPARE(*framer.next(), QString("B"));
+        framer.take();
+        QVERIFY(framer.next() == nullptr);
+        QCOMPARE(framer.rest(), QString("  C"));
+        QCOMPARE(framer.size(), 3);
+    }
+
+    void drop()
+    {
+        LineFramer framer(limit);
+        framer.feed("A\rB\rC");
+        QCOMPARE(*framer.next(), QString("A"));
+        framer.drop();
+        QVERIFY(framer.next() == nullptr);
+        QCOMPARE(framer.size(), 0);
+        QCOMPARE(linesOf(framer, "D\n"), QStringList{"D"});
+    }
+};
 
 AGENT_TEST_WITHOUT_APPLICATION(TestFraming)
 

@@ -85,47 +85,44 @@ class TestNetPieces : public QObject
     Q_OBJECT
 
 private slots:
-    void install_data();
-    void install();
-    void noticeThatTheModuleIsBack();
+    void install_data()
+    {
+        const tests::DataTable<bool> rows("success");
+        rows("good package", true);
+        rows("wrong digest", false);
+    }
+
+    /** The run is that of the client which has sent the last piece. */
+    void install()
+    {
+        QFETCH(bool, success);
+        using Kind = RunEvent::Kind;
+        Module module;
+        if (!success)
+            module.shell.digest = [](const QString &) { return QByteArray(32, '0'); };
+        module.sendPackage(QByteArray(700, 'a'));
+        QTRY_VERIFY(module.log.endsWith(Module::line(Kind::Ended, success)));
+        QStringList rest = module.log;
+        rest.removeAll(Module::line(Kind::Progress));
+        QCOMPARE(rest, (QStringList{QString("requested by %1, kind %2")
+                                        .arg(module.lastPort)
+                                        .arg(int(RunRequest::Kind::NetBlocks)),
+                                    Module::line(Kind::Begun), Module::line(Kind::Installing),
+                                    Module::line(Kind::Installed, success),
+                                    Module::line(Kind::Ended, success)}));
+        QCOMPARE(module.log.contains(Module::line(Kind::Progress)), success);
+    }
+
+    void noticeThatTheModuleIsBack()
+    {
+        Module module;
+        QVERIFY(module.packages.accept({}, netframes::enter()));
+        QVERIFY(module.responses.isEmpty());
+        QVERIFY(!module.packages.accept({}, "xxRebootDone" + netframes::enter()));
+        QCOMPARE(module.responses,
+                 (QByteArrayList{netframes::blockAccepted, "WriteIsUgradingFalse"}));
+    }
 };
-
-void TestNetPieces::install_data()
-{
-    const tests::DataTable<bool> rows("success");
-    rows("good package", true);
-    rows("wrong digest", false);
-}
-
-/** The run is that of the client which has sent the last piece. */
-void TestNetPieces::install()
-{
-    QFETCH(bool, success);
-    using Kind = RunEvent::Kind;
-    Module module;
-    if (!success)
-        module.shell.digest = [](const QString &) { return QByteArray(32, '0'); };
-    module.sendPackage(QByteArray(700, 'a'));
-    QTRY_VERIFY(module.log.endsWith(Module::line(Kind::Ended, success)));
-    QStringList rest = module.log;
-    rest.removeAll(Module::line(Kind::Progress));
-    QCOMPARE(rest, (QStringList{QString("requested by %1, kind %2")
-                                    .arg(module.lastPort)
-                                    .arg(int(RunRequest::Kind::NetBlocks)),
-                                Module::line(Kind::Begun), Module::line(Kind::Installing),
-                                Module::line(Kind::Installed, success),
-                                Module::line(Kind::Ended, success)}));
-    QCOMPARE(module.log.contains(Module::line(Kind::Progress)), success);
-}
-
-void TestNetPieces::noticeThatTheModuleIsBack()
-{
-    Module module;
-    QVERIFY(module.packages.accept({}, netframes::enter()));
-    QVERIFY(module.responses.isEmpty());
-    QVERIFY(!module.packages.accept({}, "xxRebootDone" + netframes::enter()));
-    QCOMPARE(module.responses, (QByteArrayList{netframes::blockAccepted, "WriteIsUgradingFalse"}));
-}
 
 AGENT_TEST(TestNetPieces)
 

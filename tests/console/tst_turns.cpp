@@ -70,242 +70,234 @@ class TestTurns : public QObject
     Q_OBJECT
 
 private slots:
-    void othersAreServedInBetween();
-    void timersAndEventsInBetween();
-    void repliesKeepTheirOrder();
-    void clientsTakeTurns();
-    void shortRequestsOfOthersDoNotWait();
-    void nothingIsReadMeanwhile();
-    void fragmentsKeepTheirPlace();
-    void clientThatLeaves();
-    void clientThatIsDropped();
-    void clientThatHasClosedItsSide();
-    void waitingRequestsTogether();
-    void runKeepsItsLists();
-};
-
-/** Whatever the lists cost: between a request and its answer there are at most two of them, the one
- *  that was due and the one after the answer, before the client has it. */
-void TestTurns::othersAreServedInBetween()
-{
-    constexpr int count = 500;
-    Console console;
-    const auto other = console.connectClient();
-    int before = 0;
-    QVector<int> between;
-    const auto ask = [&] {
-        before = console.lists;
-        other->send(heartbeat);
-    };
-    connect(&other->socket, &QTcpSocket::readyRead, this, [&] {
-        between.append(console.lists - before);
+    /** Whatever the lists cost: between a request and its answer there are at most two of them, the
+     * one that was due and the one after the answer, before the client has it. */
+    void othersAreServedInBetween()
+    {
+        constexpr int count = 500;
+        Console console;
+        const auto other = console.connectClient();
+        int before = 0;
+        QVector<int> between;
+        const auto ask = [&] {
+            before = console.lists;
+            other->send(heartbeat);
+        };
+        connect(&other->socket, &QTcpSocket::readyRead, this, [&] {
+            between.append(console.lists - before);
+            ask();
+        });
+        console.beginLists(count);
         ask();
-    });
-    console.beginLists(count);
-    ask();
-    QTRY_COMPARE_WITH_TIMEOUT(listsOf(*console.client), count, patience);
-    QCOMPARE(console.lists, count);
-    QVERIFY(between.size() >= count / 2);
-    QVERIFY(*std::max_element(between.begin(), between.end()) <= 2);
-}
-
-void TestTurns::timersAndEventsInBetween()
-{
-    constexpr int count = 50;
-    Console console;
-    // How many lists there were at each time-out, and at each event.
-    QVector<int> timeOuts{0};
-    QVector<int> events{0};
-    QTimer timer;
-    connect(&timer, &QTimer::timeout, &timer, [&] {
-        timeOuts.append(console.lists);
-        QMetaObject::invokeMethod(
-            &timer, [&] { events.append(console.lists); }, Qt::QueuedConnection);
-    });
-    timer.start(0);
-    console.beginLists(count);
-    QTRY_COMPARE_WITH_TIMEOUT(listsOf(*console.client), count, patience);
-    for (const auto &times : {timeOuts, events}) {
-        for (int i = 1; i < times.size(); ++i)
-            QVERIFY(times.at(i) - times.at(i - 1) <= 2);
-        QCOMPARE(times.last(), count);
+        QTRY_COMPARE_WITH_TIMEOUT(listsOf(*console.client), count, patience);
+        QCOMPARE(console.lists, count);
+        QVERIFY(between.size() >= count / 2);
+        QVERIFY(*std::max_element(between.begin(), between.end()) <= 2);
     }
-}
 
-void TestTurns::repliesKeepTheirOrder()
-{
-    Console console(&ConsoleBench::recordRequests);
-    const QByteArrayList requests{"VERSION",   "GETFIRMWARELIST", "HEARTBEAT", "what",
-                                  "GETVERINF", "GETFIRMWARELIST", "VERSION",   "UPGRADEMODE||5"};
-    console.client->send(requests.join("\r\n") + "\r\n");
-    QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith("Set UPGRADEMODE to 5\r\n"),
-                             patience);
-    QByteArray keys;
-    const QByteArrayList lines = console.client->received().split('\n');
-    for (const QByteArray &line : lines)
-        keys += line.startsWith("UPGRADELOG") ? QByteArray("l") : line.left(1);
-    // The run of GETVERINF never ends here, so the second list is quiet.
-    QCOMPARE(keys, QByteArray("V"
-                              "llllF"
-                              "H"
-                              "l"
-                              "llll"
-                              "F"
-                              "V"
-                              "l"));
-}
-
-void TestTurns::clientsTakeTurns()
-{
-    constexpr int count = 100;
-    Console console;
-    const auto other = console.connectClient();
-    console.beginLists(count);
-    other->send(list.repeated(count));
-    console.bench.readWithoutTheLoop(*other);
-    QCOMPARE(console.lists, 1);
-    while (listsOf(*console.client) < count || listsOf(*other) < count) {
-        QTest::qWait(1);
-        QVERIFY(console.lists <= 2 * count);
+    void timersAndEventsInBetween()
+    {
+        constexpr int count = 50;
+        Console console;
+        // How many lists there were at each time-out, and at each event.
+        QVector<int> timeOuts{0};
+        QVector<int> events{0};
+        QTimer timer;
+        connect(&timer, &QTimer::timeout, &timer, [&] {
+            timeOuts.append(console.lists);
+            QMetaObject::invokeMethod(
+                &timer, [&] { events.append(console.lists); }, Qt::QueuedConnection);
+        });
+        timer.start(0);
+        console.beginLists(count);
+        QTRY_COMPARE_WITH_TIMEOUT(listsOf(*console.client), count, patience);
+        for (const auto &times : {timeOuts, events}) {
+            for (int i = 1; i < times.size(); ++i)
+                QVERIFY(times.at(i) - times.at(i - 1) <= 2);
+            QCOMPARE(times.last(), count);
+        }
     }
-    QCOMPARE(console.client->received().count(unknown), 0);
-    QCOMPARE(console.lists, 2 * count);
-}
 
-/** Requests of another client are answered at once, except a list. */
-void TestTurns::shortRequestsOfOthersDoNotWait()
-{
-    Console console;
-    const auto other = console.connectClient();
-    console.beginLists(3);
-    other->send("VERSION\r\n" + list + heartbeat);
-    console.bench.readWithoutTheLoop(*other);
-    QVERIFY(other->socket.waitForReadyRead());
-    QCOMPARE(other->received(), versionReply);
-    QCOMPARE(console.lists, 1);
-    QTRY_VERIFY_WITH_TIMEOUT(other->received().endsWith(heartbeat), patience);
-    QCOMPARE(listsOf(*other), 1);
-}
-
-void TestTurns::nothingIsReadMeanwhile()
-{
-    constexpr int count = 100;
-    Console console;
-    console.beginLists(count);
-    const QByteArray more = "VERSION\r\n" + QByteArray(5000, 'x') + "\r\n";
-    console.client->send(more);
-    QTcpSocket *const socket = console.bench.accepted(*console.client);
-    QCOMPARE(console.lists, 1);
-    while (console.lists < count) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        emit socket->readyRead(); // as any notifier might
-        int unread = 0;
-        QCOMPARE(ioctl(int(socket->socketDescriptor()), FIONREAD, &unread), 0);
-        if (console.lists < count)
-            QCOMPARE(unread, more.size());
+    void repliesKeepTheirOrder()
+    {
+        Console console(&ConsoleBench::recordRequests);
+        const QByteArrayList requests{"VERSION", "GETFIRMWARELIST", "HEARTBEAT",
+                                      "what",    "GETVERINF",       "GETFIRMWARELIST",
+                                      "VERSION", "UPGRADEMODE||5"};
+        console.client->send(requests.join("\r\n") + "\r\n");
+        QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith("Set UPGRADEMODE to 5\r\n"),
+                                 patience);
+        QByteArray keys;
+        const QByteArrayList lines = console.client->received().split('\n');
+        for (const QByteArray &line : lines)
+            keys += line.startsWith("UPGRADELOG") ? QByteArray("l") : line.left(1);
+        // The run of GETVERINF never ends here, so the second list is quiet.
+        QCOMPARE(keys, QByteArray("V"
+                                  "llllF"
+                                  "H"
+                                  "l"
+                                  "llll"
+                                  "F"
+                                  "V"
+                                  "l"));
     }
-    QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith(versionReply + unknown), patience);
-    QCOMPARE(listsOf(*console.client), count);
-}
 
-/** A piece of a NET package that comes after lists is still one. */
-void TestTurns::fragmentsKeepTheirPlace()
-{
-    const QByteArray piece = "UpgradeDatas||" + netframes::enter() + "\r\n";
-    const QByteArray answer = "UpgradeDatas||" + netframes::enterAccepted;
-    Console console;
-    console.client->send(piece);
-    QTRY_COMPARE_WITH_TIMEOUT(console.client->received(), answer, patience);
-    console.client->forget();
-    console.beginLists(20);
-    console.client->send(piece);
-    QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith(answer), patience);
-    QCOMPARE(listsOf(*console.client), 20);
-    QCOMPARE(console.client->received().count("UpgradeDatas||"), 1);
-    QCOMPARE(console.client->received().count(unknown), 0);
-}
+    void clientsTakeTurns()
+    {
+        constexpr int count = 100;
+        Console console;
+        const auto other = console.connectClient();
+        console.beginLists(count);
+        other->send(list.repeated(count));
+        console.bench.readWithoutTheLoop(*other);
+        QCOMPARE(console.lists, 1);
+        while (listsOf(*console.client) < count || listsOf(*other) < count) {
+            QTest::qWait(1);
+            QVERIFY(console.lists <= 2 * count);
+        }
+        QCOMPARE(console.client->received().count(unknown), 0);
+        QCOMPARE(console.lists, 2 * count);
+    }
 
-/** Its further requests go with it, and nothing else does. */
-void TestTurns::clientThatLeaves()
-{
-    Console console;
-    console.beginLists(1000);
-    const linger none = {1, 0};
-    setsockopt(int(console.client->socket.socketDescriptor()), SOL_SOCKET, SO_LINGER, &none,
-               sizeof none);
-    console.client->socket.abort();
-    QTRY_COMPARE_WITH_TIMEOUT(console.bench.server->findChildren<QTcpSocket *>().size(), 0,
-                              patience);
-    QVERIFY2(console.lists <= 3, qPrintable(QString::number(console.lists)));
-    const int lists = console.lists;
-    const auto other = console.connectClient();
-    other->send(list);
-    QTRY_COMPARE_WITH_TIMEOUT(listsOf(*other), 1, patience);
-    QCOMPARE(console.lists, lists + 1);
-}
+    /** Requests of another client are answered at once, except a list. */
+    void shortRequestsOfOthersDoNotWait()
+    {
+        Console console;
+        const auto other = console.connectClient();
+        console.beginLists(3);
+        other->send("VERSION\r\n" + list + heartbeat);
+        console.bench.readWithoutTheLoop(*other);
+        QVERIFY(other->socket.waitForReadyRead());
+        QCOMPARE(other->received(), versionReply);
+        QCOMPARE(console.lists, 1);
+        QTRY_VERIFY_WITH_TIMEOUT(other->received().endsWith(heartbeat), patience);
+        QCOMPARE(listsOf(*other), 1);
+    }
 
-void TestTurns::clientThatIsDropped()
-{
-    constexpr int count = 2000;
-    Console console([](ConsoleBench &bench) { bench.platform.limits.unreadReplies = 16'384; });
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("a client does not read.*"));
-    console.client->socket.setReadBufferSize(1);
-    const int small = 4096;
-    setsockopt(int(console.client->socket.socketDescriptor()), SOL_SOCKET, SO_RCVBUF, &small,
-               sizeof small);
-    const int handle = int(console.bench.accepted(*console.client)->socketDescriptor());
-    setsockopt(handle, SOL_SOCKET, SO_SNDBUF, &small, sizeof small);
-    console.beginLists(count);
-    QTRY_COMPARE_WITH_TIMEOUT(console.bench.server->findChildren<QTcpSocket *>().size(), 0,
-                              patience);
-    const int lists = console.lists;
-    QVERIFY2(lists < count, qPrintable(QString::number(lists)));
-    const auto other = console.connectClient();
-    QCOMPARE(console.lists, lists);
-}
+    void nothingIsReadMeanwhile()
+    {
+        constexpr int count = 100;
+        Console console;
+        console.beginLists(count);
+        const QByteArray more = "VERSION\r\n" + QByteArray(5000, 'x') + "\r\n";
+        console.client->send(more);
+        QTcpSocket *const socket = console.bench.accepted(*console.client);
+        QCOMPARE(console.lists, 1);
+        while (console.lists < count) {
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+            emit socket->readyRead(); // as any notifier might
+            int unread = 0;
+            QCOMPARE(ioctl(int(socket->socketDescriptor()), FIONREAD, &unread), 0);
+            if (console.lists < count)
+                QCOMPARE(unread, more.size());
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith(versionReply + unknown),
+                                 patience);
+        QCOMPARE(listsOf(*console.client), count);
+    }
 
-/** Who has asked all there is to ask gets all replies. */
-void TestTurns::clientThatHasClosedItsSide()
-{
-    constexpr int count = 50;
-    Console console;
-    console.client->send(list.repeated(count) + "VERSION\r\n");
-    shutdown(int(console.client->socket.socketDescriptor()), SHUT_WR);
-    QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith(versionReply), patience);
-    QCOMPARE(listsOf(*console.client), count);
-    QTRY_COMPARE_WITH_TIMEOUT(console.client->socket.state(), QAbstractSocket::UnconnectedState,
-                              patience);
-}
+    /** A piece of a NET package that comes after lists is still one. */
+    void fragmentsKeepTheirPlace()
+    {
+        const QByteArray piece = "UpgradeDatas||" + netframes::enter() + "\r\n";
+        const QByteArray answer = "UpgradeDatas||" + netframes::enterAccepted;
+        Console console;
+        console.client->send(piece);
+        QTRY_COMPARE_WITH_TIMEOUT(console.client->received(), answer, patience);
+        console.client->forget();
+        console.beginLists(20);
+        console.client->send(piece);
+        QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith(answer), patience);
+        QCOMPARE(listsOf(*console.client), 20);
+        QCOMPARE(console.client->received().count("UpgradeDatas||"), 1);
+        QCOMPARE(console.client->received().count(unknown), 0);
+    }
 
-/** What waits counts as unfinished lines do; the client with most of it loses it. */
-void TestTurns::waitingRequestsTogether()
-{
-    Console console([](ConsoleBench &bench) { bench.platform.limits.allConsoleLines = 100'000; });
-    const auto shorter = console.connectClient();
-    constexpr int few = 40;
-    const QByteArray filler = QByteArray(40'000, 'x') + "\r\n";
-    constexpr int many = 6000;
-    console.client->send(list.repeated(many));
-    QTRY_VERIFY_WITH_TIMEOUT(console.lists >= 1, patience);
-    shorter->send(list.repeated(few) + filler);
-    QTRY_VERIFY_WITH_TIMEOUT(console.client->received().contains(unknown), patience);
-    QTRY_COMPARE_WITH_TIMEOUT(shorter->received().count(unknown), 1, patience); // the filler's own
-    QCOMPARE(listsOf(*shorter), few);
-    console.client->send("\rVERSION\r\n");
-    QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith(versionReply), patience);
-    QVERIFY(listsOf(*console.client) < many);
-}
+    /** Its further requests go with it, and nothing else does. */
+    void clientThatLeaves()
+    {
+        Console console;
+        console.beginLists(1000);
+        const linger none = {1, 0};
+        setsockopt(int(console.client->socket.socketDescriptor()), SOL_SOCKET, SO_LINGER, &none,
+                   sizeof none);
+        console.client->socket.abort();
+        QTRY_COMPARE_WITH_TIMEOUT(console.bench.server->findChildren<QTcpSocket *>().size(), 0,
+                                  patience);
+        QVERIFY2(console.lists <= 3, qPrintable(QString::number(console.lists)));
+        const int lists = console.lists;
+        const auto other = console.connectClient();
+        other->send(list);
+        QTRY_COMPARE_WITH_TIMEOUT(listsOf(*other), 1, patience);
+        QCOMPARE(console.lists, lists + 1);
+    }
 
-/** The network link comes up while lists wait: its own list and theirs do not meet in one turn. */
-void TestTurns::runKeepsItsLists()
-{
-    Console console(&ConsoleBench::recordRequests);
-    console.beginLists(10);
-    emit console.bench.server->worker()->netconnected();
-    QCOMPARE(console.bench.requests.size(), 1);
-    QTRY_COMPARE_WITH_TIMEOUT(listsOf(*console.client), 10, patience);
-    QCOMPARE(console.lists, 2); // the others are quiet
-}
+    void clientThatIsDropped()
+    {
+        constexpr int count = 2000;
+        Console console([](ConsoleBench &bench) { bench.platform.limits.unreadReplies = 16'384; });
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("a client does not read.*"));
+        console.client->socket.setReadBufferSize(1);
+        const int small = 4096;
+        setsockopt(int(console.client->socket.socketDescriptor()), SOL_SOCKET, SO_RCVBUF, &small,
+                   sizeof small);
+        const int handle = int(console.bench.accepted(*console.client)->socketDescriptor());
+        setsockopt(handle, SOL_SOCKET, SO_SNDBUF, &small, sizeof small);
+        console.beginLists(count);
+        QTRY_COMPARE_WITH_TIMEOUT(console.bench.server->findChildren<QTcpSocket *>().size(), 0,
+                                  patience);
+        const int lists = console.lists;
+        QVERIFY2(lists < count, qPrintable(QString::number(lists)));
+        const auto other = console.connectClient();
+        QCOMPARE(console.lists, lists);
+    }
+
+    /** Who has asked all there is to ask gets all replies. */
+    void clientThatHasClosedItsSide()
+    {
+        constexpr int count = 50;
+        Console console;
+        console.client->send(list.repeated(count) + "VERSION\r\n");
+        shutdown(int(console.client->socket.socketDescriptor()), SHUT_WR);
+        QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith(versionReply), patience);
+        QCOMPARE(listsOf(*console.client), count);
+        QTRY_COMPARE_WITH_TIMEOUT(console.client->socket.state(), QAbstractSocket::UnconnectedState,
+                                  patience);
+    }
+
+    /** What waits counts as unfinished lines do; the client with most of it loses it. */
+    void waitingRequestsTogether()
+    {
+        Console console(
+            [](ConsoleBench &bench) { bench.platform.limits.allConsoleLines = 100'000; });
+        const auto shorter = console.connectClient();
+        constexpr int few = 40;
+        const QByteArray filler = QByteArray(40'000, 'x') + "\r\n";
+        constexpr int many = 6000;
+        console.client->send(list.repeated(many));
+        QTRY_VERIFY_WITH_TIMEOUT(console.lists >= 1, patience);
+        shorter->send(list.repeated(few) + filler);
+        QTRY_VERIFY_WITH_TIMEOUT(console.client->received().contains(unknown), patience);
+        QTRY_COMPARE_WITH_TIMEOUT(shorter->received().count(unknown), 1,
+                                  patience); // the filler's own
+        QCOMPARE(listsOf(*shorter), few);
+        console.client->send("\rVERSION\r\n");
+        QTRY_VERIFY_WITH_TIMEOUT(console.client->received().endsWith(versionReply), patience);
+        QVERIFY(listsOf(*console.client) < many);
+    }
+
+    /** The network link comes up while lists wait: its own list and theirs do not meet in one turn.
+     */
+    void runKeepsItsLists()
+    {
+        Console console(&ConsoleBench::recordRequests);
+        console.beginLists(10);
+        emit console.bench.server->worker()->netconnected();
+        QCOMPARE(console.bench.requests.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(listsOf(*console.client), 10, patience);
+        QCOMPARE(console.lists, 2); // the others are quiet
+    }
+};
 
 AGENT_TEST(TestTurns)
 

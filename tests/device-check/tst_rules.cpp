@@ -154,17 +154,6 @@ SimulatedChannel::Behaviour erasingAtEnter()
 
 } // namespace
 
-class TestRules : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void findsEachBreach_data();
-    void findsEachBreach();
-    void everyPointCanFail();
-    void tableIsSound();
-};
-
 /** A way in which a device breaks the rules. */
 struct Breach
 {
@@ -429,44 +418,50 @@ const QVector<Breach> &breaches()
     return table;
 }
 
-void TestRules::findsEachBreach_data()
+class TestRules : public QObject
 {
-    QTest::addColumn<int>("number");
-    for (int i = 0; i < breaches().size(); ++i)
-        QTest::newRow(breaches().at(i).what) << i;
-}
+    Q_OBJECT
 
-void TestRules::findsEachBreach()
-{
-    QFETCH(int, number);
-    SimulatedChannel channel(fourChips());
-    channel.setBehaviour(breaches().at(number).behaviour);
-    const QVector<Result> results = runChecks(channel, allChecks());
-    QCOMPARE(failedPoints(results), QString(breaches().at(number).failed));
-}
-
-/** A point that passes whatever a device does would check nothing. */
-void TestRules::everyPointCanFail()
-{
-    QStringList failing{"numbering-from-zero"}; // tst_run.cpp, passesNumberedByQuantity()
-    for (const Breach &breach : breaches())
-        failing += QString(breach.failed).split(' ');
-    for (const Point &point : devicecheck::points())
-        QVERIFY2(failing.contains(point.id), point.id);
-}
-
-void TestRules::tableIsSound()
-{
-    QStringList before{""};
-    for (const Point &point : devicecheck::points()) {
-        QVERIFY2(before.contains(point.needs), point.id); // so it is decided before
-        QVERIFY2(!before.contains(point.id), point.id);
-        QVERIFY2((point.steps == nullptr) == (point.judge != nullptr), point.id);
-        QVERIFY2(!point.isWriting || *point.needs != '\0', point.id);
-        before += point.id;
+private slots:
+    void findsEachBreach_data()
+    {
+        QTest::addColumn<int>("number");
+        for (int i = 0; i < breaches().size(); ++i)
+            QTest::newRow(breaches().at(i).what) << i;
     }
-    QVERIFY(before.size() > 40);
-}
+
+    void findsEachBreach()
+    {
+        QFETCH(int, number);
+        SimulatedChannel channel(fourChips());
+        channel.setBehaviour(breaches().at(number).behaviour);
+        const QVector<Result> results = runChecks(channel, allChecks());
+        QCOMPARE(failedPoints(results), QString(breaches().at(number).failed));
+    }
+
+    /** A point that passes whatever a device does would check nothing. */
+    void everyPointCanFail()
+    {
+        QStringList failing{"numbering-from-zero"}; // tst_run.cpp, passesNumberedByQuantity()
+        for (const Breach &breach : breaches())
+            failing += QString(breach.failed).split(' ');
+        for (const Point &point : devicecheck::points())
+            QVERIFY2(failing.contains(point.id), point.id);
+    }
+
+    void tableIsSound()
+    {
+        QStringList before{""};
+        for (const Point &point : devicecheck::points()) {
+            QVERIFY2(before.contains(point.needs), point.id); // so it is decided before
+            QVERIFY2(!before.contains(point.id), point.id);
+            QVERIFY2((point.steps == nullptr) == (point.judge != nullptr), point.id);
+            QVERIFY2(!point.isWriting || *point.needs != '\0', point.id);
+            before += point.id;
+        }
+        QVERIFY(before.size() > 40);
+    }
+};
 
 AGENT_TEST(TestRules)
 

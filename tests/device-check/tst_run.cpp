@@ -21,280 +21,270 @@ class TestRun : public QObject
     Q_OBJECT
 
 private slots:
-    void simulatorPasses_data();
-    void simulatorPasses();
-    void passesNumberedByQuantity();
-    void readsOnlyWithoutAnImage();
-    void findsFaults_data();
-    void findsFaults();
-    void triesEveryFault();
-    void countsAnAnswerOnce();
-    void endsEarly_data();
-    void endsEarly();
-    void needsAPowerSwitch();
-    void limitsEveryWait();
-    void keepsFewBlocks();
-    void learnsTheDevice();
+    void simulatorPasses_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<int>("index");
+        QTest::addColumn<QByteArray>("version");
+        QTest::addColumn<QString>("notApplicable");
+        QTest::newRow("main MCU") << 0 << 0 << QByteArray("\1\1\0", 3) << "";
+        QTest::newRow("auxiliary MCU") << 1 << 1 << QByteArray("\1\1") << "";
+        QTest::newRow("FPGA") << 17 << 0 << QByteArray("\3\2") << "write-information";
+    }
 
-private:
-    QStringList m_tried;
-};
+    void simulatorPasses()
+    {
+        QFETCH(int, type);
+        QFETCH(int, index);
+        QFETCH(QByteArray, version);
+        QFETCH(QString, notApplicable);
+        SimulatedChannel channel(fourChips());
+        RunSettings settings = allChecks();
+        settings.target = Chip{quint8(type), quint8(index)};
+        settings.imageVersion = version;
+        const QVector<Result> results = runChecks(channel, settings);
+        QCOMPARE(failedPoints(results), QString());
+        QCOMPARE(pointsIn(results, State::NotTested), QString());
+        QCOMPARE(pointsIn(results, State::NotApplicable), notApplicable);
+        // The image is complete, and the stored values are as before.
+        const QByteArray padding(4 * 256 - 1000, '\xff');
+        QCOMPARE(channel.device().flash(quint8(type), quint8(index)), settings.image + padding);
+        QCOMPARE(int(channel.device().virtualVersion()), 7);
+    }
 
-void TestRun::simulatorPasses_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<int>("index");
-    QTest::addColumn<QByteArray>("version");
-    QTest::addColumn<QString>("notApplicable");
-    QTest::newRow("main MCU") << 0 << 0 << QByteArray("\1\1\0", 3) << "";
-    QTest::newRow("auxiliary MCU") << 1 << 1 << QByteArray("\1\1") << "";
-    QTest::newRow("FPGA") << 17 << 0 << QByteArray("\3\2") << "write-information";
-}
-
-void TestRun::simulatorPasses()
-{
-    QFETCH(int, type);
-    QFETCH(int, index);
-    QFETCH(QByteArray, version);
-    QFETCH(QString, notApplicable);
-    SimulatedChannel channel(fourChips());
-    RunSettings settings = allChecks();
-    settings.target = Chip{quint8(type), quint8(index)};
-    settings.imageVersion = version;
-    const QVector<Result> results = runChecks(channel, settings);
-    QCOMPARE(failedPoints(results), QString());
-    QCOMPARE(pointsIn(results, State::NotTested), QString());
-    QCOMPARE(pointsIn(results, State::NotApplicable), notApplicable);
-    // The image is complete, and the stored values are as before.
-    const QByteArray padding(4 * 256 - 1000, '\xff');
-    QCOMPARE(channel.device().flash(quint8(type), quint8(index)), settings.image + padding);
-    QCOMPARE(int(channel.device().virtualVersion()), 7);
-}
-
-void TestRun::passesNumberedByQuantity()
-{
-    QString error;
-    const auto description = DeviceDescription::fromJson(R"({
+    void passesNumberedByQuantity()
+    {
+        QString error;
+        const auto description = DeviceDescription::fromJson(R"({
         "model": "HX-8", "numbering": "quantity",
         "chips": [{"name": "MAIN", "version": "1.0.0", "upgrades_to": "1.1.0"},
                   {"name": "AUX", "chip_type": 1, "version": "1.0"}],
         "aux": [{"name": "AUX", "chip_type": 1, "quantity": 2}]})",
-                                                         &error);
-    QVERIFY2(description, qPrintable(error));
-    SimulatedChannel channel(*description);
-    const QVector<Result> results = runChecks(channel, allChecks());
-    QCOMPARE(failedPoints(results), QStringLiteral("numbering-from-zero"));
-    QCOMPARE(pointsIn(results, State::NotTested), QString());
-    QCOMPARE(channel.device().flash(0, 1).size(), 4 * 256);
-}
-
-void TestRun::readsOnlyWithoutAnImage()
-{
-    SimulatedChannel channel(fourChips());
-    const QVector<Result> results = runChecks(channel, {});
-    QCOMPARE(failedPoints(results), QString());
-    for (const Result &result : results) {
-        QCOMPARE(result.state == State::NotTested, result.point->isWriting);
-        QCOMPARE(result.reason, result.point->isWriting ? QString("needs --write") : QString());
+                                                             &error);
+        QVERIFY2(description, qPrintable(error));
+        SimulatedChannel channel(*description);
+        const QVector<Result> results = runChecks(channel, allChecks());
+        QCOMPARE(failedPoints(results), QStringLiteral("numbering-from-zero"));
+        QCOMPARE(pointsIn(results, State::NotTested), QString());
+        QCOMPARE(channel.device().flash(0, 1).size(), 4 * 256);
     }
-    // The words 7900 to 7905 in a frame of the host.
-    const QByteArray frames = channel.sent();
-    for (int at = frames.indexOf("\x5a\x5b\xa5"); at >= 0;
-         at = frames.indexOf("\x5a\x5b\xa5", at + 1))
-        QVERIFY(frames.at(at + 8) != '\x79');
-    QCOMPARE(channel.device().rebootCount(), 0);
-}
 
-/** Each fault of the simulator -> the required and the recommended points that find it. Where no
- *  required point does, the last column has the reason why the agent works with such a device. */
-void TestRun::findsFaults_data()
-{
-    QTest::addColumn<QString>("required");
-    QTest::addColumn<QString>("recommended");
-    QTest::addColumn<QString>("reason");
-    const auto row = [](const char *fault, const char *required, const char *recommended,
-                        const char *reason = "") {
-        QTest::newRow(fault) << required << recommended << reason;
-    };
-    row("silent", "answers", "");
-    row("silent:word=product-id", "answers", "");
-    row("silent:word=version", "read-version chip-echo half-written enter-again new-version", "");
-    row("silent:word=enter", "enter", "");
-    row("lose-reply:word=block", "block-outside block-order first-block", "");
-    row("lose-reply:word=set-virtual-version", "set-virtual-version", "");
-    row("refuse:word=enter", "enter-wrong-chip enter", "");
-    row("refuse:word=version",
-        "read-version chip-echo wrong-chip half-written enter-again new-version", "");
-    row("late:word=bootcode", "read-bootcode chip-echo half-written enter-again new-version",
-        "answer-time");
-    row("late:word=model-name,delay=5000", "", "merged-frames answer-time",
-        "within the 10 s of a read command");
-    row("busy:word=block,block=1,delay=16000,count=once", "block-order", "");
-    row("bad-checksum:word=version", "read-version chip-echo half-written enter-again new-version",
-        "");
-    row("wrong-word:word=model-name", "read-model half-written enter-again", "");
-    row("short:word=bootcode,bytes=6",
-        "read-bootcode chip-echo half-written enter-again new-version", "");
-    row("duplicate", "one-answer", "");
-    row("duplicate:word=block,block=1", "one-answer", "");
-    row("echo", "", "wrong-start only-answers", "an echo has another start byte than an answer");
-    row("noise:hex=00ff", "", "only-answers", "the agent drops bytes before a start byte");
-    row("noise:hex=5b5ba5", "answers", "");
-    row("split", "", "", "an answer may arrive in pieces");
-    row("split:delay=100", "repeated-block", "merged-frames answer-time");
-    row("split:delay=1000", "answers", "");
-    row("merge", "answers", "");
-    row("merge:word=product-info,count=once", "read-information one-answer", "");
-    row("wrong-address", "answers", "");
-    row("other-form:word=enter", "enter", "");
-    row("other-form:word=version", "read-version chip-echo half-written enter-again new-version",
-        "");
-    row("refuse-block:block=1",
-        "repeated-block skipped-block block-length block-checksum enter-again power-off image", "");
-    row("silent-block:block=2,count=once", "skipped-block", "");
-    row("die-at-block:block=1", "block-order first-block set-virtual-version", "write-information");
-    row("die-at-block:block=1,delay=2000",
-        "block-order repeated-block skipped-block block-length block-checksum enter-again "
-        "reboot-half-written power-off image",
-        "");
-    row("no-return-after-reboot", "reboot", "");
-}
-
-void TestRun::findsFaults()
-{
-    QFETCH(QString, required);
-    QFETCH(QString, recommended);
-    QFETCH(QString, reason);
-    SimulatedChannel channel(fourChips());
-    channel.addFault(QTest::currentDataTag());
-    m_tried += QString(QTest::currentDataTag()).section(':', 0, 0);
-    const QVector<Result> results = runChecks(channel, allChecks());
-    QCOMPARE(failedPoints(results, Level::Required), required);
-    QCOMPARE(failedPoints(results, Level::Recommended), recommended);
-    QCOMPARE(reason.isEmpty(), !required.isEmpty());
-}
-
-/** After all rows of findsFaults(). */
-void TestRun::triesEveryFault()
-{
-    if (m_tried.isEmpty())
-        QSKIP("findsFaults() has not run");
-    const QStringList help = Fault::help();
-    QVERIFY(help.size() > 15);
-    for (const QString &line : help)
-        QVERIFY2(m_tried.contains(line.section(' ', 0, 0)), qPrintable(line));
-}
-
-void TestRun::countsAnAnswerOnce()
-{
-    // The second answer would hide the first one, which came too late.
-    SimulatedChannel channel(fourChips());
-    channel.addFault("late:word=model-name,count=once");
-    QCOMPARE(failedPoints(runChecks(channel, {})), QStringLiteral("read-model answer-time"));
-}
-
-void TestRun::endsEarly_data()
-{
-    QTest::addColumn<bool>("isLost");
-    QTest::addColumn<int>("seconds");
-    QTest::addColumn<QString>("reason");
-    for (const int seconds : {1, 12, 40}) {
-        QTest::addRow("lost after %d s", seconds)
-            << true << seconds << "the link to the device was lost";
-        QTest::addRow("interrupted after %d s", seconds)
-            << false << seconds << "the checks were interrupted";
+    void readsOnlyWithoutAnImage()
+    {
+        SimulatedChannel channel(fourChips());
+        const QVector<Result> results = runChecks(channel, {});
+        QCOMPARE(failedPoints(results), QString());
+        for (const Result &result : results) {
+            QCOMPARE(result.state == State::NotTested, result.point->isWriting);
+            QCOMPARE(result.reason, result.point->isWriting ? QString("needs --write") : QString());
+        }
+        // The words 7900 to 7905 in a frame of the host.
+        const QByteArray frames = channel.sent();
+        for (int at = frames.indexOf("\x5a\x5b\xa5"); at >= 0;
+             at = frames.indexOf("\x5a\x5b\xa5", at + 1))
+            QVERIFY(frames.at(at + 8) != '\x79');
+        QCOMPARE(channel.device().rebootCount(), 0);
     }
-}
 
-void TestRun::endsEarly()
-{
-    QFETCH(bool, isLost);
-    QFETCH(int, seconds);
-    QFETCH(QString, reason);
-    SimulatedChannel channel(fourChips());
-    channel.endAt(std::chrono::seconds(seconds),
-                  isLost ? Channel::Event::Lost : Channel::Event::Interrupted);
-    const auto never = [] { return QString("not reached"); };
-    Runner runner(channel, allChecks(), never, [](const Point &) {});
-    const QVector<Result> results = runner.run();
-    QCOMPARE(results.size(), devicecheck::points().size());
-    QCOMPARE(runner.earlyEnd(), isLost ? EarlyEnd::LinkLost : EarlyEnd::Interrupted);
-    QCOMPARE(channel.now(), std::chrono::milliseconds(std::chrono::seconds(seconds)));
-    QCOMPARE(results.last().state, State::NotTested);
-    QCOMPARE(results.last().reason, reason);
-    // A device fails when it goes away, and not because the user has no time.
-    int failed = 0;
-    for (const Result &result : results)
-        failed += result.state == State::Failed ? 1 : 0;
-    QVERIFY(failed <= (isLost ? 1 : 0));
-}
+    /** Each fault of the simulator -> the required and the recommended points that find it. Where
+     * no required point does, the last column has the reason why the agent works with such a
+     * device. */
+    void findsFaults_data()
+    {
+        QTest::addColumn<QString>("required");
+        QTest::addColumn<QString>("recommended");
+        QTest::addColumn<QString>("reason");
+        const auto row = [](const char *fault, const char *required, const char *recommended,
+                            const char *reason = "") {
+            QTest::newRow(fault) << required << recommended << reason;
+        };
+        row("silent", "answers", "");
+        row("silent:word=product-id", "answers", "");
+        row("silent:word=version", "read-version chip-echo half-written enter-again new-version",
+            "");
+        row("silent:word=enter", "enter", "");
+        row("lose-reply:word=block", "block-outside block-order first-block", "");
+        row("lose-reply:word=set-virtual-version", "set-virtual-version", "");
+        row("refuse:word=enter", "enter-wrong-chip enter", "");
+        row("refuse:word=version",
+            "read-version chip-echo wrong-chip half-written enter-again new-version", "");
+        row("late:word=bootcode", "read-bootcode chip-echo half-written enter-again new-version",
+            "answer-time");
+        row("late:word=model-name,delay=5000", "", "merged-frames answer-time",
+            "within the 10 s of a read command");
+        row("busy:word=block,block=1,delay=16000,count=once", "block-order", "");
+        row("bad-checksum:word=version",
+            "read-version chip-echo half-written enter-again new-version", "");
+        row("wrong-word:word=model-name", "read-model half-written enter-again", "");
+        row("short:word=bootcode,bytes=6",
+            "read-bootcode chip-echo half-written enter-again new-version", "");
+        row("duplicate", "one-answer", "");
+        row("duplicate:word=block,block=1", "one-answer", "");
+        row("echo", "", "wrong-start only-answers",
+            "an echo has another start byte than an answer");
+        row("noise:hex=00ff", "", "only-answers", "the agent drops bytes before a start byte");
+        row("noise:hex=5b5ba5", "answers", "");
+        row("split", "", "", "an answer may arrive in pieces");
+        row("split:delay=100", "repeated-block", "merged-frames answer-time");
+        row("split:delay=1000", "answers", "");
+        row("merge", "answers", "");
+        row("merge:word=product-info,count=once", "read-information one-answer", "");
+        row("wrong-address", "answers", "");
+        row("other-form:word=enter", "enter", "");
+        row("other-form:word=version",
+            "read-version chip-echo half-written enter-again new-version", "");
+        row("refuse-block:block=1",
+            "repeated-block skipped-block block-length block-checksum enter-again power-off image",
+            "");
+        row("silent-block:block=2,count=once", "skipped-block", "");
+        row("die-at-block:block=1", "block-order first-block set-virtual-version",
+            "write-information");
+        row("die-at-block:block=1,delay=2000",
+            "block-order repeated-block skipped-block block-length block-checksum enter-again "
+            "reboot-half-written power-off image",
+            "");
+        row("no-return-after-reboot", "reboot", "");
+    }
 
-void TestRun::needsAPowerSwitch()
-{
-    SimulatedChannel channel(fourChips());
-    Runner without(channel, allChecks(), nullptr, [](const Point &) {});
-    const Result result = resultOf(without.run(), "power-off");
-    QCOMPARE(result.state, State::NotTested);
-    QCOMPARE(result.reason,
-             QStringLiteral("needs a terminal or --control, to switch the power off and on"));
+    void findsFaults()
+    {
+        QFETCH(QString, required);
+        QFETCH(QString, recommended);
+        QFETCH(QString, reason);
+        SimulatedChannel channel(fourChips());
+        channel.addFault(QTest::currentDataTag());
+        m_tried += QString(QTest::currentDataTag()).section(':', 0, 0);
+        const QVector<Result> results = runChecks(channel, allChecks());
+        QCOMPARE(failedPoints(results, Level::Required), required);
+        QCOMPARE(failedPoints(results, Level::Recommended), recommended);
+        QCOMPARE(reason.isEmpty(), !required.isEmpty());
+    }
 
-    SimulatedChannel other(fourChips());
-    const auto broken = [] { return QString("the relay is stuck"); };
-    Runner failing(other, allChecks(), broken, [](const Point &) {});
-    const QVector<Result> results = failing.run();
-    QCOMPARE(resultOf(results, "power-off").state, State::NotTested);
-    QCOMPARE(resultOf(results, "power-off").reason,
-             QStringLiteral("the power is switched off and on: the relay is stuck"));
-    // The image is completed all the same.
-    QCOMPARE(resultOf(results, "new-version").state, State::Passed);
-}
+    /** After all rows of findsFaults(). */
+    void triesEveryFault()
+    {
+        if (m_tried.isEmpty())
+            QSKIP("findsFaults() has not run");
+        const QStringList help = Fault::help();
+        QVERIFY(help.size() > 15);
+        for (const QString &line : help)
+            QVERIFY2(m_tried.contains(line.section(' ', 0, 0)), qPrintable(line));
+    }
 
-/** A device that answers the first command only, and one that sends noise without end. */
-void TestRun::limitsEveryWait()
-{
-    SimulatedChannel channel(fourChips());
-    channel.addFault("silent:skip=1");
-    const QVector<Result> results = runChecks(channel, allChecks());
-    QCOMPARE(resultOf(results, "answers").state, State::Passed);
-    QVERIFY(channel.now() < std::chrono::minutes(15));
+    void countsAnAnswerOnce()
+    {
+        // The second answer would hide the first one, which came too late.
+        SimulatedChannel channel(fourChips());
+        channel.addFault("late:word=model-name,count=once");
+        QCOMPARE(failedPoints(runChecks(channel, {})), QStringLiteral("read-model answer-time"));
+    }
 
-    SimulatedChannel noisy(fourChips());
-    noisy.setBehaviour([](SimulatedDevice &, const QByteArray &) {
-        QVector<DeviceAnswer> noise;
-        for (int i = 0; i < 1000; ++i)
-            noise.append(
-                {QByteArray("\x5b\x5b\xa5\xff\x0f", 5), std::chrono::milliseconds(i * 40)});
-        return noise;
-    });
-    QCOMPARE(failedPoints(runChecks(noisy, allChecks())), QStringLiteral("answers"));
-    QVERIFY(noisy.now() < std::chrono::minutes(1));
-}
+    void endsEarly_data()
+    {
+        QTest::addColumn<bool>("isLost");
+        QTest::addColumn<int>("seconds");
+        QTest::addColumn<QString>("reason");
+        for (const int seconds : {1, 12, 40}) {
+            QTest::addRow("lost after %d s", seconds)
+                << true << seconds << "the link to the device was lost";
+            QTest::addRow("interrupted after %d s", seconds)
+                << false << seconds << "the checks were interrupted";
+        }
+    }
 
-void TestRun::keepsFewBlocks()
-{
-    SimulatedChannel channel(fourChips());
-    RunSettings settings = allChecks();
-    settings.image = QByteArray(100'000, 'x'); // 391 blocks
-    const QVector<Result> results = runChecks(channel, settings);
-    QCOMPARE(resultOf(results, "image").state, State::Passed);
-    QCOMPARE(resultOf(results, "image").exchanges.size(), 1 + 3 + 1);
-    QCOMPARE(resultOf(results, "image").unkept, 391 - 3 - 1);
-}
+    void endsEarly()
+    {
+        QFETCH(bool, isLost);
+        QFETCH(int, seconds);
+        QFETCH(QString, reason);
+        SimulatedChannel channel(fourChips());
+        channel.endAt(std::chrono::seconds(seconds),
+                      isLost ? Channel::Event::Lost : Channel::Event::Interrupted);
+        const auto never = [] { return QString("not reached"); };
+        Runner runner(channel, allChecks(), never, [](const Point &) {});
+        const QVector<Result> results = runner.run();
+        QCOMPARE(results.size(), devicecheck::points().size());
+        QCOMPARE(runner.earlyEnd(), isLost ? EarlyEnd::LinkLost : EarlyEnd::Interrupted);
+        QCOMPARE(channel.now(), std::chrono::milliseconds(std::chrono::seconds(seconds)));
+        QCOMPARE(results.last().state, State::NotTested);
+        QCOMPARE(results.last().reason, reason);
+        // A device fails when it goes away, and not because the user has no time.
+        int failed = 0;
+        for (const Result &result : results)
+            failed += result.state == State::Failed ? 1 : 0;
+        QVERIFY(failed <= (isLost ? 1 : 0));
+    }
 
-void TestRun::learnsTheDevice()
-{
-    SimulatedChannel channel(fourChips());
-    RunSettings settings;
-    settings.chips = {{17, 1}, {0, 0}};
-    Runner runner(channel, settings, nullptr, [](const Point &) {});
-    runner.run();
-    QVector<QPair<int, int>> chips;
-    for (const Chip chip : runner.facts().chips)
-        chips.append({chip.type, chip.index});
-    QCOMPARE(chips, (QVector<QPair<int, int>>{{0, 0}, {1, 0}, {1, 1}, {17, 0}, {17, 1}}));
-    QCOMPARE(runner.facts().model, QByteArray("HX-8"));
-    QCOMPARE(int(runner.facts().virtualVersion.value_or(0)), 7);
-}
+    void needsAPowerSwitch()
+    {
+        SimulatedChannel channel(fourChips());
+        Runner without(channel, allChecks(), nullptr, [](const Point &) {});
+        const Result result = resultOf(without.run(), "power-off");
+        QCOMPARE(result.state, State::NotTested);
+        QCOMPARE(result.reason,
+                 QStringLiteral("needs a terminal or --control, to switch the power off and on"));
+
+        SimulatedChannel other(fourChips());
+        const auto broken = [] { return QString("the relay is stuck"); };
+        Runner failing(other, allChecks(), broken, [](const Point &) {});
+        const QVector<Result> results = failing.run();
+        QCOMPARE(resultOf(results, "power-off").state, State::NotTested);
+        QCOMPARE(resultOf(results, "power-off").reason,
+                 QStringLiteral("the power is switched off and on: the relay is stuck"));
+        // The image is completed all the same.
+        QCOMPARE(resultOf(results, "new-version").state, State::Passed);
+    }
+
+    /** A device that answers the first command only, and one that sends noise without end. */
+    void limitsEveryWait()
+    {
+        SimulatedChannel channel(fourChips());
+        channel.addFault("silent:skip=1");
+        const QVector<Result> results = runChecks(channel, allChecks());
+        QCOMPARE(resultOf(results, "answers").state, State::Passed);
+        QVERIFY(channel.now() < std::chrono::minutes(15));
+
+        SimulatedChannel noisy(fourChips());
+        noisy.setBehaviour([](SimulatedDevice &, const QByteArray &) {
+            QVector<DeviceAnswer> noise;
+            for (int i = 0; i < 1000; ++i)
+                noise.append(
+                    {QByteArray("\x5b\x5b\xa5\xff\x0f", 5), std::chrono::milliseconds(i * 40)});
+            return noise;
+        });
+        QCOMPARE(failedPoints(runChecks(noisy, allChecks())), QStringLiteral("answers"));
+        QVERIFY(noisy.now() < std::chrono::minutes(1));
+    }
+
+    void keepsFewBlocks()
+    {
+        SimulatedChannel channel(fourChips());
+        RunSettings settings = allChecks();
+        settings.image = QByteArray(100'000, 'x'); // 391 blocks
+        const QVector<Result> results = runChecks(channel, settings);
+        QCOMPARE(resultOf(results, "image").state, State::Passed);
+        QCOMPARE(resultOf(results, "image").exchanges.size(), 1 + 3 + 1);
+        QCOMPARE(resultOf(results, "image").unkept, 391 - 3 - 1);
+    }
+
+    void learnsTheDevice()
+    {
+        SimulatedChannel channel(fourChips());
+        RunSettings settings;
+        settings.chips = {{17, 1}, {0, 0}};
+        Runner runner(channel, settings, nullptr, [](const Point &) {});
+        runner.run();
+        QVector<QPair<int, int>> chips;
+        for (const Chip chip : runner.facts().chips)
+            chips.append({chip.type, chip.index});
+        QCOMPARE(chips, (QVector<QPair<int, int>>{{0, 0}, {1, 0}, {1, 1}, {17, 0}, {17, 1}}));
+        QCOMPARE(runner.facts().model, QByteArray("HX-8"));
+        QCOMPARE(int(runner.facts().virtualVersion.value_or(0)), 7);
+    }
+
+private:
+    QStringList m_tried;
+};
 
 AGENT_TEST(TestRun)
 

@@ -14,22 +14,6 @@ using std::chrono::milliseconds;
 
 namespace tst_watch {
 
-/** The verdict on recorded bytes alone: no device, no port, no clock. */
-class TestWatch : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void judgesVersions_data();
-    void judgesVersions();
-    void judgesStatuses_data();
-    void judgesStatuses();
-    void judgesSilence();
-    void judgesTwoAnswers();
-    void measures();
-    void keepsALimitedNumberOfBytes();
-};
-
 namespace {
 
 /** Bytes as hexadecimal text, each group at the time before it: "100 5b5ba5 200 0900". */
@@ -51,119 +35,130 @@ void addRow(const char *traffic, const char *problem)
 
 } // namespace
 
-void TestWatch::judgesVersions_data()
+/** The verdict on recorded bytes alone: no device, no port, no clock. */
+class TestWatch : public QObject
 {
-    QTest::addColumn<QString>("traffic");
-    QTest::addColumn<QString>("problem");
-    const char *const silence = "no answer within 10 s";
-    addRow("1001 5b5ba50a00000002f900000100009f", "");
-    addRow("1001 5b5ba50900000002f90000010260", "no answer within 10 s; received: a frame with the "
-                                                "checksum 60, must be 9E");
-    addRow("1001 0d0a5b5ba50900000002f90000010260",
-           "no answer within 10 s; received: a frame with the checksum 60, must be 9E");
-    addRow("1001 5b5ba50900000002f9000001029e", "");
-    addRow("1001 5b5ba509 9000 00000002f9000001029e", "");
-    addRow("11001 5b5ba50900000002f9000001029e",
-           "the answer came after 10.001 s, must be within 10 s");
-    addRow("", silence);
-    addRow("1001 5b5ba5", "no answer within 10 s; received: only the first 3 bytes of a frame: "
-                          "5b 5b a5");
-    addRow("1001 5a5ba50700000002f90000a4",
-           "no answer within 10 s; received: the host's own bytes");
-    addRow("1001 5a5ba50700000002f90000a4 1002 5b5ba50900000002f9000001029e", "");
-    addRow("1001 5b5ca60900000002f9000001029c",
-           "no answer within 10 s; received: a frame with the address 5C A6, must be 5B A5");
-    addRow("1001 5b5ba50900000003f9000001029d",
-           "no answer within 10 s; received: a frame with the command word F903, not F902");
-    addRow("1001 5b5ba50900010002f9000001029d", "the reserved bytes are 01 00, must be 00 00");
-    addRow("1001 5b5ba50800000002f9000001a1", "the answer has 3 data bytes, must have 4 to 5");
-    addRow("1001 5b5ba508000000ffff02f903a1",
-           "the answer has the extended form with status 3, must be the ordinary form");
-    addRow("1001 00112233445566778899aabbccddeeff0011",
-           "no answer within 10 s; received: 18 bytes that are not a frame: 00 11 22 33 44 55 66 "
-           "77 88 99 aa bb cc dd ee ff ...");
-}
+    Q_OBJECT
 
-void TestWatch::judgesVersions()
-{
-    QFETCH(QString, traffic);
-    QFETCH(QString, problem);
-    QCOMPARE(received(devicecheck::readVersion({0, 0}), traffic).problem, problem);
-}
+private slots:
+    void judgesVersions_data()
+    {
+        QTest::addColumn<QString>("traffic");
+        QTest::addColumn<QString>("problem");
+        const char *const silence = "no answer within 10 s";
+        addRow("1001 5b5ba50a00000002f900000100009f", "");
+        addRow("1001 5b5ba50900000002f90000010260",
+               "no answer within 10 s; received: a frame with the "
+               "checksum 60, must be 9E");
+        addRow("1001 0d0a5b5ba50900000002f90000010260",
+               "no answer within 10 s; received: a frame with the checksum 60, must be 9E");
+        addRow("1001 5b5ba50900000002f9000001029e", "");
+        addRow("1001 5b5ba509 9000 00000002f9000001029e", "");
+        addRow("11001 5b5ba50900000002f9000001029e",
+               "the answer came after 10.001 s, must be within 10 s");
+        addRow("", silence);
+        addRow("1001 5b5ba5", "no answer within 10 s; received: only the first 3 bytes of a frame: "
+                              "5b 5b a5");
+        addRow("1001 5a5ba50700000002f90000a4",
+               "no answer within 10 s; received: the host's own bytes");
+        addRow("1001 5a5ba50700000002f90000a4 1002 5b5ba50900000002f9000001029e", "");
+        addRow("1001 5b5ca60900000002f9000001029c",
+               "no answer within 10 s; received: a frame with the address 5C A6, must be 5B A5");
+        addRow("1001 5b5ba50900000003f9000001029d",
+               "no answer within 10 s; received: a frame with the command word F903, not F902");
+        addRow("1001 5b5ba50900010002f9000001029d", "the reserved bytes are 01 00, must be 00 00");
+        addRow("1001 5b5ba50800000002f9000001a1", "the answer has 3 data bytes, must have 4 to 5");
+        addRow("1001 5b5ba508000000ffff02f903a1",
+               "the answer has the extended form with status 3, must be the ordinary form");
+        addRow(
+            "1001 00112233445566778899aabbccddeeff0011",
+            "no answer within 10 s; received: 18 bytes that are not a frame: 00 11 22 33 44 55 66 "
+            "77 88 99 aa bb cc dd ee ff ...");
+    }
 
-void TestWatch::judgesStatuses_data()
-{
-    QTest::addColumn<QString>("traffic");
-    QTest::addColumn<QString>("problem");
-    addRow("1001 5b5ba508000000ffff00790026", "");
-    addRow("1001 5b5ba508000000ffff00790125", "the status is 1, must be 0");
-    addRow("1001 5b5ba50600000000790026", "the answer has the ordinary form, must be the extended "
-                                          "form");
-    addRow("1001 5b5ba509000000ffff0079000025", "the length is 9, must be 8");
-}
+    void judgesVersions()
+    {
+        QFETCH(QString, traffic);
+        QFETCH(QString, problem);
+        QCOMPARE(received(devicecheck::readVersion({0, 0}), traffic).problem, problem);
+    }
 
-void TestWatch::judgesStatuses()
-{
-    QFETCH(QString, traffic);
-    QFETCH(QString, problem);
-    QCOMPARE(received(devicecheck::enterUpdateMode({0, 0}), traffic).problem, problem);
-}
+    void judgesStatuses_data()
+    {
+        QTest::addColumn<QString>("traffic");
+        QTest::addColumn<QString>("problem");
+        addRow("1001 5b5ba508000000ffff00790026", "");
+        addRow("1001 5b5ba508000000ffff00790125", "the status is 1, must be 0");
+        addRow("1001 5b5ba50600000000790026",
+               "the answer has the ordinary form, must be the extended "
+               "form");
+        addRow("1001 5b5ba509000000ffff0079000025", "the length is 9, must be 8");
+    }
 
-void TestWatch::judgesSilence()
-{
-    const Step none = devicecheck::askNothing("no chip", devicecheck::hostFrame(0xF902, "\5\5"));
-    QCOMPARE(received(none, "").problem, QString());
-    QCOMPARE(received(none, "1001 5b5ba50900000002f9050501021e").problem, QString());
-    QCOMPARE(received(none, "1001 5b5ba50900000002f90505010294").problem,
-             QStringLiteral("there is an answer, must be none"));
-    const Step refusal = devicecheck::mayAsk("no command", devicecheck::hostFrame(0xF903),
-                                             devicecheck::refusal(0xF903));
-    QCOMPARE(received(refusal, "").problem, QString());
-    QCOMPARE(received(refusal, "1001 5b5ba508000000ffff03f903a0").problem, QString());
-    QCOMPARE(received(refusal, "1001 5b5ba508000000ffff03f900a3").problem,
-             QStringLiteral("the command was accepted, must be refused"));
-}
+    void judgesStatuses()
+    {
+        QFETCH(QString, traffic);
+        QFETCH(QString, problem);
+        QCOMPARE(received(devicecheck::enterUpdateMode({0, 0}), traffic).problem, problem);
+    }
 
-void TestWatch::judgesTwoAnswers()
-{
-    Step step = devicecheck::enterUpdateMode({0, 0});
-    step.answers.append(step.answers.first());
-    step.limitBetween = milliseconds(250);
-    const QString done = QStringLiteral("5b5ba508000000ffff00790026");
-    QCOMPARE(received(step, "1001 " + done).problem, QStringLiteral("only 1 of 2 answers"));
-    QCOMPARE(received(step, "1001 " + done + done).problem, QString());
-    QCOMPARE(received(step, "1001 " + done + " 1251 " + done).problem, QString());
-    QCOMPARE(received(step, "1001 " + done + " 1252 " + done).problem,
-             QStringLiteral("the answer came after 0.251 s, must be within 0.25 s"));
-}
+    void judgesSilence()
+    {
+        const Step none =
+            devicecheck::askNothing("no chip", devicecheck::hostFrame(0xF902, "\5\5"));
+        QCOMPARE(received(none, "").problem, QString());
+        QCOMPARE(received(none, "1001 5b5ba50900000002f9050501021e").problem, QString());
+        QCOMPARE(received(none, "1001 5b5ba50900000002f90505010294").problem,
+                 QStringLiteral("there is an answer, must be none"));
+        const Step refusal = devicecheck::mayAsk("no command", devicecheck::hostFrame(0xF903),
+                                                 devicecheck::refusal(0xF903));
+        QCOMPARE(received(refusal, "").problem, QString());
+        QCOMPARE(received(refusal, "1001 5b5ba508000000ffff03f903a0").problem, QString());
+        QCOMPARE(received(refusal, "1001 5b5ba508000000ffff03f900a3").problem,
+                 QStringLiteral("the command was accepted, must be refused"));
+    }
 
-void TestWatch::measures()
-{
-    const Step step = devicecheck::readVersion({0, 0});
-    const QString answer = QStringLiteral("5b5ba50900000002f9000001029e");
-    const Exchange exchange =
-        received(step, "1100 0d0a 1200 5b5ba509 1350 00000002f9000001029e 1400 " + answer + "0a");
-    QCOMPARE(exchange.problem, QString());
-    QCOMPARE(exchange.answerTime, milliseconds(350));
-    QCOMPARE(exchange.gap, milliseconds(150));
-    QCOMPARE(exchange.strayBytes.toHex(), QByteArray("0d0a0a"));
-    QCOMPARE(exchange.extraFrames.size(), 1);
-    QCOMPARE(exchange.traffic.size(), 5);
-}
+    void judgesTwoAnswers()
+    {
+        Step step = devicecheck::enterUpdateMode({0, 0});
+        step.answers.append(step.answers.first());
+        step.limitBetween = milliseconds(250);
+        const QString done = QStringLiteral("5b5ba508000000ffff00790026");
+        QCOMPARE(received(step, "1001 " + done).problem, QStringLiteral("only 1 of 2 answers"));
+        QCOMPARE(received(step, "1001 " + done + done).problem, QString());
+        QCOMPARE(received(step, "1001 " + done + " 1251 " + done).problem, QString());
+        QCOMPARE(received(step, "1001 " + done + " 1252 " + done).problem,
+                 QStringLiteral("the answer came after 0.251 s, must be within 0.25 s"));
+    }
 
-void TestWatch::keepsALimitedNumberOfBytes()
-{
-    const Step step = devicecheck::readVersion({0, 0});
-    StepWatch watch(step);
-    watch.sent(step.pieces.first().bytes, milliseconds(0));
-    for (int i = 0; i < 1000; ++i)
-        watch.received(QByteArray(1000, 'x'), milliseconds(i));
-    QCOMPARE(watch.exchange().strayBytes.size(), 65'536);
-    int kept = 0;
-    for (const devicecheck::Traffic &traffic : watch.exchange().traffic)
-        kept += traffic.isFromHost ? 0 : traffic.bytes.size();
-    QCOMPARE(kept, 65'536);
-}
+    void measures()
+    {
+        const Step step = devicecheck::readVersion({0, 0});
+        const QString answer = QStringLiteral("5b5ba50900000002f9000001029e");
+        const Exchange exchange = received(
+            step, "1100 0d0a 1200 5b5ba509 1350 00000002f9000001029e 1400 " + answer + "0a");
+        QCOMPARE(exchange.problem, QString());
+        QCOMPARE(exchange.answerTime, milliseconds(350));
+        QCOMPARE(exchange.gap, milliseconds(150));
+        QCOMPARE(exchange.strayBytes.toHex(), QByteArray("0d0a0a"));
+        QCOMPARE(exchange.extraFrames.size(), 1);
+        QCOMPARE(exchange.traffic.size(), 5);
+    }
+
+    void keepsALimitedNumberOfBytes()
+    {
+        const Step step = devicecheck::readVersion({0, 0});
+        StepWatch watch(step);
+        watch.sent(step.pieces.first().bytes, milliseconds(0));
+        for (int i = 0; i < 1000; ++i)
+            watch.received(QByteArray(1000, 'x'), milliseconds(i));
+        QCOMPARE(watch.exchange().strayBytes.size(), 65'536);
+        int kept = 0;
+        for (const devicecheck::Traffic &traffic : watch.exchange().traffic)
+            kept += traffic.isFromHost ? 0 : traffic.bytes.size();
+        QCOMPARE(kept, 65'536);
+    }
+};
 
 AGENT_TEST(TestWatch)
 

@@ -13,172 +13,164 @@ class TestFrames : public QObject
     Q_OBJECT
 
 private slots:
-    void answersGoldenFrames_data();
-    void answersGoldenFrames();
-    void answersByteByByte();
-    void namesBrokenFrames_data();
-    void namesBrokenFrames();
-    void givesUpAHalfFrame();
-    void staysSilentForStrangers();
-    void restartsAfterTheMainImage();
-    void rebootsAndReturns();
-    void halfWrittenChipHasNoVersion();
-    void tracesEveryFrame();
+    void answersGoldenFrames_data()
+    {
+        QTest::addColumn<QByteArray>("host");
+        QTest::addColumn<QByteArray>("reply");
+
+        const auto row = [](const char *name, const char *host, const char *reply) {
+            QTest::newRow(name) << QByteArray(host) << QByteArray(reply);
+        };
+        row("model name", "5a5ba50500000003f9a5", "5b5ba50900000003f948582d389b");
+        row("product id", "5a5ba50500000002f8a7", "5b5ba50800000002f8485838cb");
+        row("virtual version", "5a5ba50500000005f9a3", "5b5ba50600000005f9079a");
+        row("bootcode main", "5a5ba50700000000f90000a6", "5b5ba50c00000000f9000001000300019b");
+        row("bootcode aux", "5a5ba50700000000f90101a4", "5b5ba50c00000000f90101010004010098");
+        row("product information main", "5a5ba50700000001f90000a5",
+            "5b5ba52300000001f9000002410e0000000000000000000000010448582d38030601020341555830");
+        row("product information aux", "5a5ba50700000001f90101a3",
+            "5b5ba51500000001f9010105420000000000000000000000004d");
+        row("version of three parts", "5a5ba50700000002f90000a4", "5b5ba50a00000002f900000102039a");
+        row("version of two parts", "5a5ba50700000002f9110093", "5b5ba50900000002f91100040587");
+        row("enter", "5a5ba5070000000079010124", "5b5ba508000000ffff00790026");
+        row("reboot", "5a5ba505000000027926", "5b5ba508000000ffff02790024");
+        row("set virtual version", "5a5ba5060000000579051d", "5b5ba508000000ffff05790021");
+        row("write product information", "5a5ba515000000037901010643000000000000000000000000ca",
+            "5b5ba50800000003790101001f");
+        row("block without enter", blockFrame(0, 0, 'x').toHex().constData(),
+            "5b5ba508000000ffff01790322");
+        row("status of the host", "5b5ba508000000ffff01790025", "");
+    }
+
+    void answersGoldenFrames()
+    {
+        QFETCH(QByteArray, host);
+        QFETCH(QByteArray, reply);
+        TestDevice test;
+        QCOMPARE(test.ask(host), reply);
+    }
+
+    void answersByteByByte()
+    {
+        TestDevice test;
+        const QByteArray host("5a5ba50700000002f90000a4");
+        for (int i = 0; i < host.size() - 2; i += 2)
+            QCOMPARE(test.ask(host.mid(i, 2)), QByteArray());
+        QCOMPARE(test.ask(host.right(2)), QByteArray("5b5ba50a00000002f900000102039a"));
+    }
+
+    void namesBrokenFrames_data()
+    {
+        QTest::addColumn<QByteArray>("host");
+        QTest::addColumn<QByteArray>("reply");
+        QTest::addColumn<QString>("name");
+
+        const auto row = [](const char *host, const char *reply, const char *name) {
+            QTest::newRow(name) << QByteArray(host) << QByteArray(reply) << QString(name);
+        };
+        row("5a5ba50500000003f9a6", "5b5ba508000000ffff03f901a2", "wrong checksum");
+        row("5a5ca50500000003f9a4", "", "wrong first frame address byte");
+        row("5a5ba60500000003f9a4", "", "wrong second frame address byte");
+        row("5a5ba5040000", "", "length field out of range");
+        row("0d0a", "", "bytes outside of any frame");
+        row("5a5ba50500010003f9a4", "5b5ba508000000ffff03f903a0", "reserved bytes are not zero");
+        row("5b5ba50500000003f9a4", "5b5ba508000000ffff03f903a0", "wrong start byte");
+        row("5a5ba50500000077f931", "", "unknown command word");
+        row("5a5ba50600000003f90b99", "5b5ba508000000ffff03f903a0",
+            "payload of 1 bytes, must be 0");
+    }
+
+    void namesBrokenFrames()
+    {
+        QFETCH(QByteArray, host);
+        QFETCH(QByteArray, reply);
+        QFETCH(QString, name);
+        TestDevice test;
+        QCOMPARE(test.ask(host), reply);
+        QCOMPARE(test.device.violationCount(), 1);
+        QVERIFY2(test.lines.filter(QStringLiteral("BROKEN ") + name).size() == 1,
+                 qPrintable(test.lines.join('\n')));
+        // The next good frame is answered as if nothing had been.
+        QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray("5b5ba50800000002f8485838cb"));
+    }
+
+    void givesUpAHalfFrame()
+    {
+        TestDevice test;
+        QCOMPARE(test.ask("5a5ba5050000"), QByteArray());
+        test.now += std::chrono::seconds(1);
+        QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray("5b5ba50800000002f8485838cb"));
+        QCOMPARE(test.device.violationCount(), 1);
+    }
+
+    void staysSilentForStrangers()
+    {
+        TestDevice test;
+        QCOMPARE(test.ask("5a5ba50700000002f905059a"), QByteArray());
+        // An FPGA has a version, but neither bootcode nor product information.
+        QCOMPARE(test.ask("5a5ba50700000000f9110095"), QByteArray());
+        QCOMPARE(test.device.violationCount(), 2);
+    }
+
+    void restartsAfterTheMainImage()
+    {
+        TestDevice test;
+        QCOMPARE(test.ask("5a5ba5070000000079000026"), QByteArray("5b5ba508000000ffff00790026"));
+        QByteArray payload(261, 'm');
+        payload.replace(0, 5, QByteArray::fromHex("0000000040"));
+        const QByteArray frame = mcu::buildFrame(0x5A, {}, 0x7901, payload);
+        QCOMPARE(test.ask(frame.toHex()), QByteArray("5b5ba508000000ffff01790025"));
+        QCOMPARE(test.device.flash(0, 0), QByteArray(256, 'm'));
+        QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray());
+        test.now += std::chrono::seconds(2);
+        QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray("5b5ba50800000002f8485838cb"));
+        QCOMPARE(test.ask("5a5ba50700000002f90000a4"),
+                 QByteArray("5b5ba50a00000002f900000103009c"));
+    }
+
+    void rebootsAndReturns()
+    {
+        TestDevice test;
+        QCOMPARE(test.ask("5a5ba505000000027926"), QByteArray("5b5ba508000000ffff02790024"));
+        QCOMPARE(test.device.rebootCount(), 1);
+        QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray());
+        test.now += std::chrono::seconds(3);
+        QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray("5b5ba50800000002f8485838cb"));
+    }
+
+    void halfWrittenChipHasNoVersion()
+    {
+        TestDevice test;
+        test.ask("5a5ba5070000000079010124");
+        test.ask(blockFrame(0, 0, 'a').toHex());
+        test.device.powerCycle();
+        // Bootcode flag set, version 0.0.0.
+        QCOMPARE(test.ask("5a5ba50700000002f90101a2"),
+                 QByteArray("5b5ba50a00000002f901010000009e"));
+        QCOMPARE(test.ask(blockFrame(1, 0, 'a').toHex()), QByteArray("5b5ba508000000ffff01790322"));
+    }
+
+    void tracesEveryFrame()
+    {
+        TestDevice test;
+        test.now = std::chrono::microseconds(12'345'678);
+        test.ask("5a5ba50700000002f90000a4");
+        test.ask("5a5ba5070000000079010124");
+        test.ask(blockFrame(0, 0x40, 'a').toHex());
+        QCOMPARE(test.lines.size(), 7);
+        QCOMPARE(test.lines.at(0), QStringLiteral("12.345678 host   F902 version type=0 index=0"
+                                                  " | 5a5ba50700000002f90000a4"));
+        QCOMPARE(test.lines.at(1), QStringLiteral("12.345678 device F902 version data=0000010203"
+                                                  " | 5b5ba50a00000002f900000102039a"));
+        QVERIFY(test.lines.at(4).startsWith(
+            QStringLiteral("12.345678 host   7901 block type=1 index=1 block=0 flags=40 | 5a5b")));
+        QCOMPARE(test.lines.at(5),
+                 QStringLiteral("12.345678 note   image of 'AUX' complete, 256 bytes"
+                                " with padding, version 0.0.0"));
+        QCOMPARE(test.lines.at(6), QStringLiteral("12.345678 device 7901 block status=0"
+                                                  " | 5b5ba508000000ffff01790025"));
+    }
 };
-
-void TestFrames::answersGoldenFrames_data()
-{
-    QTest::addColumn<QByteArray>("host");
-    QTest::addColumn<QByteArray>("reply");
-
-    const auto row = [](const char *name, const char *host, const char *reply) {
-        QTest::newRow(name) << QByteArray(host) << QByteArray(reply);
-    };
-    row("model name", "5a5ba50500000003f9a5", "5b5ba50900000003f948582d389b");
-    row("product id", "5a5ba50500000002f8a7", "5b5ba50800000002f8485838cb");
-    row("virtual version", "5a5ba50500000005f9a3", "5b5ba50600000005f9079a");
-    row("bootcode main", "5a5ba50700000000f90000a6", "5b5ba50c00000000f9000001000300019b");
-    row("bootcode aux", "5a5ba50700000000f90101a4", "5b5ba50c00000000f90101010004010098");
-    row("product information main", "5a5ba50700000001f90000a5",
-        "5b5ba52300000001f9000002410e0000000000000000000000010448582d38030601020341555830");
-    row("product information aux", "5a5ba50700000001f90101a3",
-        "5b5ba51500000001f9010105420000000000000000000000004d");
-    row("version of three parts", "5a5ba50700000002f90000a4", "5b5ba50a00000002f900000102039a");
-    row("version of two parts", "5a5ba50700000002f9110093", "5b5ba50900000002f91100040587");
-    row("enter", "5a5ba5070000000079010124", "5b5ba508000000ffff00790026");
-    row("reboot", "5a5ba505000000027926", "5b5ba508000000ffff02790024");
-    row("set virtual version", "5a5ba5060000000579051d", "5b5ba508000000ffff05790021");
-    row("write product information", "5a5ba515000000037901010643000000000000000000000000ca",
-        "5b5ba50800000003790101001f");
-    row("block without enter", blockFrame(0, 0, 'x').toHex().constData(),
-        "5b5ba508000000ffff01790322");
-    row("status of the host", "5b5ba508000000ffff01790025", "");
-}
-
-void TestFrames::answersGoldenFrames()
-{
-    QFETCH(QByteArray, host);
-    QFETCH(QByteArray, reply);
-    TestDevice test;
-    QCOMPARE(test.ask(host), reply);
-}
-
-void TestFrames::answersByteByByte()
-{
-    TestDevice test;
-    const QByteArray host("5a5ba50700000002f90000a4");
-    for (int i = 0; i < host.size() - 2; i += 2)
-        QCOMPARE(test.ask(host.mid(i, 2)), QByteArray());
-    QCOMPARE(test.ask(host.right(2)), QByteArray("5b5ba50a00000002f900000102039a"));
-}
-
-void TestFrames::namesBrokenFrames_data()
-{
-    QTest::addColumn<QByteArray>("host");
-    QTest::addColumn<QByteArray>("reply");
-    QTest::addColumn<QString>("name");
-
-    const auto row = [](const char *host, const char *reply, const char *name) {
-        QTest::newRow(name) << QByteArray(host) << QByteArray(reply) << QString(name);
-    };
-    row("5a5ba50500000003f9a6", "5b5ba508000000ffff03f901a2", "wrong checksum");
-    row("5a5ca50500000003f9a4", "", "wrong first frame address byte");
-    row("5a5ba60500000003f9a4", "", "wrong second frame address byte");
-    row("5a5ba5040000", "", "length field out of range");
-    row("0d0a", "", "bytes outside of any frame");
-    row("5a5ba50500010003f9a4", "5b5ba508000000ffff03f903a0", "reserved bytes are not zero");
-    row("5b5ba50500000003f9a4", "5b5ba508000000ffff03f903a0", "wrong start byte");
-    row("5a5ba50500000077f931", "", "unknown command word");
-    row("5a5ba50600000003f90b99", "5b5ba508000000ffff03f903a0", "payload of 1 bytes, must be 0");
-}
-
-void TestFrames::namesBrokenFrames()
-{
-    QFETCH(QByteArray, host);
-    QFETCH(QByteArray, reply);
-    QFETCH(QString, name);
-    TestDevice test;
-    QCOMPARE(test.ask(host), reply);
-    QCOMPARE(test.device.violationCount(), 1);
-    QVERIFY2(test.lines.filter(QStringLiteral("BROKEN ") + name).size() == 1,
-             qPrintable(test.lines.join('\n')));
-    // The next good frame is answered as if nothing had been.
-    QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray("5b5ba50800000002f8485838cb"));
-}
-
-void TestFrames::givesUpAHalfFrame()
-{
-    TestDevice test;
-    QCOMPARE(test.ask("5a5ba5050000"), QByteArray());
-    test.now += std::chrono::seconds(1);
-    QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray("5b5ba50800000002f8485838cb"));
-    QCOMPARE(test.device.violationCount(), 1);
-}
-
-void TestFrames::staysSilentForStrangers()
-{
-    TestDevice test;
-    QCOMPARE(test.ask("5a5ba50700000002f905059a"), QByteArray());
-    // An FPGA has a version, but neither bootcode nor product information.
-    QCOMPARE(test.ask("5a5ba50700000000f9110095"), QByteArray());
-    QCOMPARE(test.device.violationCount(), 2);
-}
-
-void TestFrames::restartsAfterTheMainImage()
-{
-    TestDevice test;
-    QCOMPARE(test.ask("5a5ba5070000000079000026"), QByteArray("5b5ba508000000ffff00790026"));
-    QByteArray payload(261, 'm');
-    payload.replace(0, 5, QByteArray::fromHex("0000000040"));
-    const QByteArray frame = mcu::buildFrame(0x5A, {}, 0x7901, payload);
-    QCOMPARE(test.ask(frame.toHex()), QByteArray("5b5ba508000000ffff01790025"));
-    QCOMPARE(test.device.flash(0, 0), QByteArray(256, 'm'));
-    QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray());
-    test.now += std::chrono::seconds(2);
-    QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray("5b5ba50800000002f8485838cb"));
-    QCOMPARE(test.ask("5a5ba50700000002f90000a4"), QByteArray("5b5ba50a00000002f900000103009c"));
-}
-
-void TestFrames::rebootsAndReturns()
-{
-    TestDevice test;
-    QCOMPARE(test.ask("5a5ba505000000027926"), QByteArray("5b5ba508000000ffff02790024"));
-    QCOMPARE(test.device.rebootCount(), 1);
-    QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray());
-    test.now += std::chrono::seconds(3);
-    QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray("5b5ba50800000002f8485838cb"));
-}
-
-void TestFrames::halfWrittenChipHasNoVersion()
-{
-    TestDevice test;
-    test.ask("5a5ba5070000000079010124");
-    test.ask(blockFrame(0, 0, 'a').toHex());
-    test.device.powerCycle();
-    // Bootcode flag set, version 0.0.0.
-    QCOMPARE(test.ask("5a5ba50700000002f90101a2"), QByteArray("5b5ba50a00000002f901010000009e"));
-    QCOMPARE(test.ask(blockFrame(1, 0, 'a').toHex()), QByteArray("5b5ba508000000ffff01790322"));
-}
-
-void TestFrames::tracesEveryFrame()
-{
-    TestDevice test;
-    test.now = std::chrono::microseconds(12'345'678);
-    test.ask("5a5ba50700000002f90000a4");
-    test.ask("5a5ba5070000000079010124");
-    test.ask(blockFrame(0, 0x40, 'a').toHex());
-    QCOMPARE(test.lines.size(), 7);
-    QCOMPARE(test.lines.at(0), QStringLiteral("12.345678 host   F902 version type=0 index=0"
-                                              " | 5a5ba50700000002f90000a4"));
-    QCOMPARE(test.lines.at(1), QStringLiteral("12.345678 device F902 version data=0000010203"
-                                              " | 5b5ba50a00000002f900000102039a"));
-    QVERIFY(test.lines.at(4).startsWith(
-        QStringLiteral("12.345678 host   7901 block type=1 index=1 block=0 flags=40 | 5a5b")));
-    QCOMPARE(test.lines.at(5), QStringLiteral("12.345678 note   image of 'AUX' complete, 256 bytes"
-                                              " with padding, version 0.0.0"));
-    QCOMPARE(test.lines.at(6), QStringLiteral("12.345678 device 7901 block status=0"
-                                              " | 5b5ba508000000ffff01790025"));
-}
 
 AGENT_TEST(TestFrames)
 

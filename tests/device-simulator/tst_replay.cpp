@@ -26,69 +26,66 @@ class TestReplay : public QObject
     Q_OBJECT
 
 private slots:
-    void answersAsRecorded();
-    void takesRepetitionsInTurn();
-    void namesWrongLines_data();
-    void namesWrongLines();
-};
-
-void TestReplay::answersAsRecorded()
-{
-    TestDevice recorded;
-    recorded.addFault("late:word=version,delay=700,count=once");
-    recorded.addFault("split:word=model-name,delay=2,count=once");
-    const QByteArrayList questions{"5a5ba50700000002f90000a4", "5a5ba50500000003f9a5",
-                                   "5a5ba50500000002f8a7"};
-    QByteArrayList answers;
-    for (const QByteArray &question : questions) {
-        QByteArray text;
-        for (const DeviceAnswer &answer : recorded.device.receive(QByteArray::fromHex(question)))
-            text += answer.bytes.toHex() + '+' +
-                    QByteArray::number(qlonglong(answer.delay.count())) + ' ';
-        answers.append(text);
+    void answersAsRecorded()
+    {
+        TestDevice recorded;
+        recorded.addFault("late:word=version,delay=700,count=once");
+        recorded.addFault("split:word=model-name,delay=2,count=once");
+        const QByteArrayList questions{"5a5ba50700000002f90000a4", "5a5ba50500000003f9a5",
+                                       "5a5ba50500000002f8a7"};
+        QByteArrayList answers;
+        for (const QByteArray &question : questions) {
+            QByteArray text;
+            for (const DeviceAnswer &answer :
+                 recorded.device.receive(QByteArray::fromHex(question)))
+                text += answer.bytes.toHex() + '+' +
+                        QByteArray::number(qlonglong(answer.delay.count())) + ' ';
+            answers.append(text);
+        }
+        QString error;
+        auto replay = ReplayDevice::fromTrace(recorded.lines.join('\n').toUtf8() + '\n', &error);
+        QVERIFY2(replay, qPrintable(error));
+        for (int i = 0; i < questions.size(); ++i)
+            QCOMPARE(answersOf(*replay, questions.at(i)), answers.at(i));
+        QCOMPARE(answersOf(*replay, "5a5ba50500000005f9a3"), QByteArray());
     }
-    QString error;
-    auto replay = ReplayDevice::fromTrace(recorded.lines.join('\n').toUtf8() + '\n', &error);
-    QVERIFY2(replay, qPrintable(error));
-    for (int i = 0; i < questions.size(); ++i)
-        QCOMPARE(answersOf(*replay, questions.at(i)), answers.at(i));
-    QCOMPARE(answersOf(*replay, "5a5ba50500000005f9a3"), QByteArray());
-}
 
-void TestReplay::takesRepetitionsInTurn()
-{
-    QString error;
-    auto replay = ReplayDevice::fromTrace("0.000001 host   F903 model-name | 5a5ba50500000003f9a5\n"
-                                          "0.000002 fault  silent\n"
-                                          "10.000000 host   F903 model-name"
-                                          " | 5a5ba50500000003f9a5\n"
-                                          "10.004500 device anything | 5b\n",
-                                          &error);
-    QVERIFY2(replay, qPrintable(error));
-    QCOMPARE(answersOf(*replay, "5a5ba50500000003f9a5"), QByteArray());
-    QCOMPARE(answersOf(*replay, "5a5ba50500000003f9a5"), QByteArray("5b+4 "));
-    QCOMPARE(answersOf(*replay, "5a5ba50500000003f9a5"), QByteArray());
-}
+    void takesRepetitionsInTurn()
+    {
+        QString error;
+        auto replay =
+            ReplayDevice::fromTrace("0.000001 host   F903 model-name | 5a5ba50500000003f9a5\n"
+                                    "0.000002 fault  silent\n"
+                                    "10.000000 host   F903 model-name"
+                                    " | 5a5ba50500000003f9a5\n"
+                                    "10.004500 device anything | 5b\n",
+                                    &error);
+        QVERIFY2(replay, qPrintable(error));
+        QCOMPARE(answersOf(*replay, "5a5ba50500000003f9a5"), QByteArray());
+        QCOMPARE(answersOf(*replay, "5a5ba50500000003f9a5"), QByteArray("5b+4 "));
+        QCOMPARE(answersOf(*replay, "5a5ba50500000003f9a5"), QByteArray());
+    }
 
-void TestReplay::namesWrongLines_data()
-{
-    QTest::addColumn<QByteArray>("trace");
-    QTest::addColumn<QString>("error");
-    QTest::newRow("no trace") << QByteArray("hello") << "line 1: is not a line of a trace";
-    QTest::newRow("odd digits") << QByteArray("\n0.000001 host   x | 5a5\n0.1 y")
-                                << "line 3: is not a line of a trace";
-    QTest::newRow("answer first") << QByteArray("0.000001 device x | 5b")
-                                  << "line 1: answers no frame of the host";
-}
+    void namesWrongLines_data()
+    {
+        QTest::addColumn<QByteArray>("trace");
+        QTest::addColumn<QString>("error");
+        QTest::newRow("no trace") << QByteArray("hello") << "line 1: is not a line of a trace";
+        QTest::newRow("odd digits")
+            << QByteArray("\n0.000001 host   x | 5a5\n0.1 y") << "line 3: is not a line of a trace";
+        QTest::newRow("answer first")
+            << QByteArray("0.000001 device x | 5b") << "line 1: answers no frame of the host";
+    }
 
-void TestReplay::namesWrongLines()
-{
-    QFETCH(QByteArray, trace);
-    QFETCH(QString, error);
-    QString message;
-    QVERIFY(!ReplayDevice::fromTrace(trace, &message));
-    QCOMPARE(message, error);
-}
+    void namesWrongLines()
+    {
+        QFETCH(QByteArray, trace);
+        QFETCH(QString, error);
+        QString message;
+        QVERIFY(!ReplayDevice::fromTrace(trace, &message));
+        QCOMPARE(message, error);
+    }
+};
 
 AGENT_TEST(TestReplay)
 

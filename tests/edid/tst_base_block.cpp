@@ -42,257 +42,240 @@ class TestBaseBlock : public QObject
     Q_OBJECT
 
 private slots:
-    void headerError_data();
-    void headerError();
-    void statuses_data();
-    void statuses();
-    void manufacturers_data();
-    void manufacturers();
-    void productNames_data();
-    void productNames();
-    void productNameIsTheFirst();
-    void preferredTimings_data();
-    void preferredTimings();
-    void otherTimingsAreLines();
-    void clockNeedsBothBytes_data();
-    void clockNeedsBothBytes();
-    void inputs_data();
-    void inputs();
-    void productCode();
-    void rangeLimits();
-    void orderOfTheLines();
-};
-
-void TestBaseBlock::headerError_data()
-{
-    const tests::DataTable<int> rows("offset");
-    for (int offset = 0; offset < 8; ++offset)
-        rows(qPrintable(QString::number(offset)), offset);
-}
-
-void TestBaseBlock::headerError()
-{
-    QFETCH(int, offset);
-    QByteArray bytes = realDump("v4l-samsung-q800t-hdmi2.1");
-    bytes[offset] = 0x55;
-    const Outcome outcome = outcomeOf(bytes);
-    QCOMPARE(outcome.emitted,
-             (QList<QList<QString>>{{"EDID data header error !", "", "", "", ""}}));
-    QCOMPARE(outcome.lines, QStringList());
-}
-
-void TestBaseBlock::statuses_data()
-{
-    const tests::DataTable<int, bool, bool, QString> rows("extensions", "bank0", "bank1", "status");
-    rows("hdmi, both right", 1, true, true, "HDMI EDID\rcheck sum Ok !");
-    rows("hdmi, bank 0 wrong", 1, false, true,
-         "HDMI EDID\rBank0 check sum error !\rBank1 check sum Ok !");
-    rows("hdmi, bank 1 wrong", 1, true, false, "HDMI EDID\rBank1 check sum error !");
-    rows("hdmi, both wrong", 1, false, false,
-         "HDMI EDID\rBank0 check sum error !\rBank1 check sum error !");
-    rows("more extensions", 255, true, true, "HDMI EDID\rcheck sum Ok !");
-    rows("dvi, right", 0, true, true, "DVI EDID");
-    rows("dvi, wrong", 0, false, true, "DVI EDID\rCheck sum error !");
-    rows("dvi, bank 1 is not looked at", 0, true, false, "DVI EDID");
-}
-
-void TestBaseBlock::statuses()
-{
-    QFETCH(int, extensions);
-    QFETCH(bool, bank0);
-    QFETCH(bool, bank1);
-    QFETCH(QString, status);
-    QByteArray bytes = DumpBuilder().set(126, QByteArray(1, char(extensions)).toHex()).bytes();
-    bytes[127] = char(bytes.at(127) + (bank0 ? 0 : 1));
-    bytes[255] = char(bytes.at(255) + (bank1 ? 0 : 1));
-
-    const Outcome outcome = outcomeOf(bytes);
-    QCOMPARE(outcome.status, status);
-    QCOMPARE(outcome.dump, QString::fromLatin1(bytes.toHex(' ').toUpper() + ' '));
-    QCOMPARE(outcome.dump.size(), 3 * 256);
-    // A wrong checksum stops nothing.
-    QCOMPARE(outcome.emitted, (QList<QList<QString>>{{"DEL,,DVI,", "0x0@0Hz,", ""}}));
-    QCOMPARE(outcome.lines, bareLines());
-}
-
-void TestBaseBlock::manufacturers_data()
-{
-    const tests::DataTable<QByteArray, QString> rows("code", "letters");
-    rows("DEL", "10ac", "DEL");
-    rows("the top bit does not count", "90ac", "DEL");
-    rows("zero is not a letter", "0000", "@@@");
-    rows("above Z", "7fff", "___");
-    rows("27 to 29", "6f9d", "[\\]");
-}
-
-void TestBaseBlock::manufacturers()
-{
-    QFETCH(QByteArray, code);
-    QFETCH(QString, letters);
-    const DumpBuilder builder = DumpBuilder().set(8, code);
-    QCOMPARE(identificationOf(builder), letters + ",,DVI,");
-    QCOMPARE(linesOf(builder).value(0), "Manufacture's Name:" + letters + "\r\n");
-}
-
-void TestBaseBlock::productNames_data()
-{
-    const tests::DataTable<QByteArray, QString> rows("text", "shown");
-    rows("line feed", "HX-8\n        ", "HX-8");
-    rows("blanks before the line feed", "HX-8  \n      ", "HX-8");
-    rows("blanks to the end", "HX-8         ", "HX-8");
-    rows("blanks before the name", "   HX-8\n     ", "HX-8");
-    rows("blanks inside stay", " HX  8 \n     ", "HX  8");
-    rows("only blanks are trimmed", "\tHX-8\r\n      ", "\tHX-8\r");
-    rows("nul", QByteArray("HX-8\0abcdefgh", 13), "HX-8");
-    rows("all thirteen", "ABCDEFGHIJKLM", "ABCDEFGHIJKLM");
-    rows("not the byte after them", "ABCDEFGHIJKLMN", "ABCDEFGHIJKLM");
-    rows("blanks alone", "             ", "");
-    rows("empty", "\n            ", "");
-    rows("Latin-1", QByteArray("\xc4rger\xff\n     "), QString::fromUtf8("Ärgerÿ"));
-    rows("a comma and a per cent sign", "A,%1\n        ", "A,%1");
-}
-
-void TestBaseBlock::productNames()
-{
-    QFETCH(QByteArray, text);
-    QFETCH(QString, shown);
-    // Right before the second descriptor, so that a fourteenth character would be read from it.
-    const DumpBuilder builder = DumpBuilder().set(54, name(text));
-    QCOMPARE(identificationOf(builder), "DEL," + shown + ",DVI,");
-    QStringList lines = bareLines();
-    lines.insert(1, "Display Product Name:" + shown + "\r\n");
-    QCOMPARE(linesOf(builder), lines);
-}
-
-void TestBaseBlock::productNameIsTheFirst()
-{
-    for (const int offset : {54, 72, 90, 108}) {
-        DumpBuilder builder;
-        builder.set(offset, name("FIRST\n       "));
-        QCOMPARE(identificationOf(builder), QString("DEL,FIRST,DVI,"));
+    void headerError_data()
+    {
+        const tests::DataTable<int> rows("offset");
+        for (int offset = 0; offset < 8; ++offset)
+            rows(qPrintable(QString::number(offset)), offset);
     }
-    DumpBuilder two;
-    two.set(72, name("FIRST\n       ")).set(108, name("SECOND\n      "));
-    QCOMPARE(identificationOf(two), QString("DEL,FIRST,DVI,"));
-    QCOMPARE(linesOf(two).filter("Display Product Name:").size(), 1);
 
-    // A descriptor whose third byte is not 0, or one in the extension, is not a name.
-    DumpBuilder none;
-    none.set(54, "000001fc00414243").set(128 + 54, name("EXTENSION\n   "));
-    QCOMPARE(identificationOf(none), QString("DEL,,DVI,"));
-}
-
-void TestBaseBlock::preferredTimings_data()
-{
-    const tests::DataTable<QByteArray, QString> rows("descriptor", "timing");
-    rows("progressive", fullHdTiming(), "1920x1080@60Hz,");
-    rows("interlaced, 540 lines", interlacedTiming(), "1920x1080i@60Hz,");
-    rows("empty", {}, "0x0@0Hz,");
-    rows("no timing", name("ABCDEFGHIJKLM"), "0x1089@0Hz,");
-    rows("no width in all", "023a000000382d40", "0x1080@0Hz,");
-    rows("no lines in all", "023a801871000000", "1920x0@0Hz,");
-    // 65535 x 10 kHz over one pixel.
-    rows("largest rate", "ffff010000010000", "1x1@655350016Hz,");
-    rows("largest size", "fffffffffffffffffffffffffffffffffffe", "4095x8190i@10Hz,");
-    // 1200 kHz over 200 x 100 is 60, over 200 x 99 is 60.6, over 200 x 101 is 59.4.
-    rows("60.0", "78006464003232000000", "100x50@60Hz,");
-    rows("60.6", "78006464003231000000", "100x50@61Hz,");
-    rows("59.4", "78006464003233000000", "100x50@59Hz,");
-}
-
-void TestBaseBlock::preferredTimings()
-{
-    QFETCH(QByteArray, descriptor);
-    QFETCH(QString, timing);
-    QCOMPARE(timingsOf(DumpBuilder().set(54, descriptor)), timing);
-}
-
-void TestBaseBlock::otherTimingsAreLines()
-{
-    DumpBuilder builder;
-    builder.set(54, fullHdTiming()).set(72, interlacedTiming()).set(108, fullHdTiming());
-    QCOMPARE(timingsOf(builder), QString("1920x1080@60Hz,"));
-    QCOMPARE(linesOf(builder), QStringList({"Detailed Timing:1920x1080i@60Hz\r\n",
-                                            "Detailed Timing:1920x1080@60Hz\r\n"}) +
-                                   bareLines());
-}
-
-void TestBaseBlock::clockNeedsBothBytes_data()
-{
-    const tests::DataTable<QByteArray, bool> rows("clock", "isTiming");
-    rows("both", "0101", true);
-    rows("low byte zero", "0074", false);
-    rows("high byte zero", "ff00", false);
-    rows("none", "0000", false);
-}
-
-void TestBaseBlock::clockNeedsBothBytes()
-{
-    QFETCH(QByteArray, clock);
-    QFETCH(bool, isTiming);
-    for (const int offset : {72, 90, 108}) {
-        const DumpBuilder builder = DumpBuilder().set(offset, fullHdTiming()).set(offset, clock);
-        QCOMPARE(linesOf(builder).filter("Detailed Timing:").size(), isTiming ? 1 : 0);
+    void headerError()
+    {
+        QFETCH(int, offset);
+        QByteArray bytes = realDump("v4l-samsung-q800t-hdmi2.1");
+        bytes[offset] = 0x55;
+        const Outcome outcome = outcomeOf(bytes);
+        QCOMPARE(outcome.emitted,
+                 (QList<QList<QString>>{{"EDID data header error !", "", "", "", ""}}));
+        QCOMPARE(outcome.lines, QStringList());
     }
-}
 
-void TestBaseBlock::inputs_data()
-{
-    const tests::DataTable<QByteArray, QString, QString> rows("input", "kind", "depth");
-    rows("analog", "00", "Analog", "");
-    rows("analog has no depth", "7f", "Analog", "");
-    rows("undefined", "8f", "Digtal", "");
-    rows("6", "90", "Digtal", "6Bit");
-    rows("8", "a0", "Digtal", "8Bit");
-    rows("10", "b5", "Digtal", "10Bit");
-    rows("12", "c0", "Digtal", "12Bit");
-    rows("14", "d0", "Digtal", "14Bit");
-    rows("16", "e0", "Digtal", "16Bit");
-    rows("reserved", "f0", "Digtal", "Reserved");
-}
+    void statuses_data()
+    {
+        const tests::DataTable<int, bool, bool, QString> rows("extensions", "bank0", "bank1",
+                                                              "status");
+        rows("hdmi, both right", 1, true, true, "HDMI EDID\rcheck sum Ok !");
+        rows("hdmi, bank 0 wrong", 1, false, true,
+             "HDMI EDID\rBank0 check sum error !\rBank1 check sum Ok !");
+        rows("hdmi, bank 1 wrong", 1, true, false, "HDMI EDID\rBank1 check sum error !");
+        rows("hdmi, both wrong", 1, false, false,
+             "HDMI EDID\rBank0 check sum error !\rBank1 check sum error !");
+        rows("more extensions", 255, true, true, "HDMI EDID\rcheck sum Ok !");
+        rows("dvi, right", 0, true, true, "DVI EDID");
+        rows("dvi, wrong", 0, false, true, "DVI EDID\rCheck sum error !");
+        rows("dvi, bank 1 is not looked at", 0, true, false, "DVI EDID");
+    }
 
-void TestBaseBlock::inputs()
-{
-    QFETCH(QByteArray, input);
-    QFETCH(QString, kind);
-    QFETCH(QString, depth);
-    for (const char *version : {"0103", "0104"}) {
+    void statuses()
+    {
+        QFETCH(int, extensions);
+        QFETCH(bool, bank0);
+        QFETCH(bool, bank1);
+        QFETCH(QString, status);
+        QByteArray bytes = DumpBuilder().set(126, QByteArray(1, char(extensions)).toHex()).bytes();
+        bytes[127] = char(bytes.at(127) + (bank0 ? 0 : 1));
+        bytes[255] = char(bytes.at(255) + (bank1 ? 0 : 1));
+
+        const Outcome outcome = outcomeOf(bytes);
+        QCOMPARE(outcome.status, status);
+        QCOMPARE(outcome.dump, QString::fromLatin1(bytes.toHex(' ').toUpper() + ' '));
+        QCOMPARE(outcome.dump.size(), 3 * 256);
+        // A wrong checksum stops nothing.
+        QCOMPARE(outcome.emitted, (QList<QList<QString>>{{"DEL,,DVI,", "0x0@0Hz,", ""}}));
+        QCOMPARE(outcome.lines, bareLines());
+    }
+
+    void manufacturers_data()
+    {
+        const tests::DataTable<QByteArray, QString> rows("code", "letters");
+        rows("DEL", "10ac", "DEL");
+        rows("the top bit does not count", "90ac", "DEL");
+        rows("zero is not a letter", "0000", "@@@");
+        rows("above Z", "7fff", "___");
+        rows("27 to 29", "6f9d", "[\\]");
+    }
+
+    void manufacturers()
+    {
+        QFETCH(QByteArray, code);
+        QFETCH(QString, letters);
+        const DumpBuilder builder = DumpBuilder().set(8, code);
+        QCOMPARE(identificationOf(builder), letters + ",,DVI,");
+        QCOMPARE(linesOf(builder).value(0), "Manufacture's Name:" + letters + "\r\n");
+    }
+
+    void productNames_data()
+    {
+        const tests::DataTable<QByteArray, QString> rows("text", "shown");
+        rows("line feed", "HX-8\n        ", "HX-8");
+        rows("blanks before the line feed", "HX-8  \n      ", "HX-8");
+        rows("blanks to the end", "HX-8         ", "HX-8");
+        rows("blanks before the name", "   HX-8\n     ", "HX-8");
+        rows("blanks inside stay", " HX  8 \n     ", "HX  8");
+        rows("only blanks are trimmed", "\tHX-8\r\n      ", "\tHX-8\r");
+        rows("nul", QByteArray("HX-8\0abcdefgh", 13), "HX-8");
+        rows("all thirteen", "ABCDEFGHIJKLM", "ABCDEFGHIJKLM");
+        rows("not the byte after them", "ABCDEFGHIJKLMN", "ABCDEFGHIJKLM");
+        rows("blanks alone", "             ", "");
+        rows("empty", "\n            ", "");
+        rows("Latin-1", QByteArray("\xc4rger\xff\n     "), QString::fromUtf8("Ärgerÿ"));
+        rows("a comma and a per cent sign", "A,%1\n        ", "A,%1");
+    }
+
+    void productNames()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QString, shown);
+        // Right before the second descriptor, so that a fourteenth character would be read from it.
+        const DumpBuilder builder = DumpBuilder().set(54, name(text));
+        QCOMPARE(identificationOf(builder), "DEL," + shown + ",DVI,");
         QStringList lines = bareLines();
-        lines.last() = "Video Signal Interface:" + kind + "\r\n";
-        if (!depth.isEmpty())
-            lines += "Color Bit Depth:" + depth + "\r\n";
-        QCOMPARE(linesOf(DumpBuilder().set(18, version).set(20, input)), lines);
+        lines.insert(1, "Display Product Name:" + shown + "\r\n");
+        QCOMPARE(linesOf(builder), lines);
     }
-}
 
-void TestBaseBlock::productCode()
-{
-    QCOMPARE(linesOf(DumpBuilder().set(10, "34f2")).value(1), QString("Product Code:62004\r\n"));
-}
+    void productNameIsTheFirst()
+    {
+        for (const int offset : {54, 72, 90, 108}) {
+            DumpBuilder builder;
+            builder.set(offset, name("FIRST\n       "));
+            QCOMPARE(identificationOf(builder), QString("DEL,FIRST,DVI,"));
+        }
+        DumpBuilder two;
+        two.set(72, name("FIRST\n       ")).set(108, name("SECOND\n      "));
+        QCOMPARE(identificationOf(two), QString("DEL,FIRST,DVI,"));
+        QCOMPARE(linesOf(two).filter("Display Product Name:").size(), 1);
 
-void TestBaseBlock::rangeLimits()
-{
-    DumpBuilder builder;
-    // The offsets of byte 4 would add 255 to every rate.
-    builder.set(90, "000000fd0f18780ff077000a202020202020");
-    builder.set(108, "000000fd000102030405");
-    QCOMPARE(linesOf(builder), bareLines() + QStringList({"Vertical Rate:24Hz--120Hz\r\n",
-                                                          "Horizontal Rate:15KHz--240KHz\r\n",
-                                                          "Maximum Pixel Clock:1190MHz\r\n"}));
-}
+        // A descriptor whose third byte is not 0, or one in the extension, is not a name.
+        DumpBuilder none;
+        none.set(54, "000001fc00414243").set(128 + 54, name("EXTENSION\n   "));
+        QCOMPARE(identificationOf(none), QString("DEL,,DVI,"));
+    }
 
-void TestBaseBlock::orderOfTheLines()
-{
-    DumpBuilder builder;
-    builder.set(10, "0100").set(20, "a0").set(54, fullHdTiming()).set(72, fullHdTiming());
-    builder.set(90, "000000fd00187810f077000a202020202020").set(108, name("HX-8\n        "));
-    QCOMPARE(linesOf(builder),
-             (QStringList{"Detailed Timing:1920x1080@60Hz\r\n", "Manufacture's Name:DEL\r\n",
-                          "Display Product Name:HX-8\r\n", "Product Code:1\r\n",
-                          "Video Signal Interface:Digtal\r\n", "Color Bit Depth:8Bit\r\n",
-                          "Vertical Rate:24Hz--120Hz\r\n", "Horizontal Rate:16KHz--240KHz\r\n",
-                          "Maximum Pixel Clock:1190MHz\r\n"}));
-}
+    void preferredTimings_data()
+    {
+        const tests::DataTable<QByteArray, QString> rows("descriptor", "timing");
+        rows("progressive", fullHdTiming(), "1920x1080@60Hz,");
+        rows("interlaced, 540 lines", interlacedTiming(), "1920x1080i@60Hz,");
+        rows("empty", {}, "0x0@0Hz,");
+        rows("no timing", name("ABCDEFGHIJKLM"), "0x1089@0Hz,");
+        rows("no width in all", "023a000000382d40", "0x1080@0Hz,");
+        rows("no lines in all", "023a801871000000", "1920x0@0Hz,");
+        // 65535 x 10 kHz over one pixel.
+        rows("largest rate", "ffff010000010000", "1x1@655350016Hz,");
+        rows("largest size", "fffffffffffffffffffffffffffffffffffe", "4095x8190i@10Hz,");
+        // 1200 kHz over 200 x 100 is 60, over 200 x 99 is 60.6, over 200 x 101 is 59.4.
+        rows("60.0", "78006464003232000000", "100x50@60Hz,");
+        rows("60.6", "78006464003231000000", "100x50@61Hz,");
+        rows("59.4", "78006464003233000000", "100x50@59Hz,");
+    }
+
+    void preferredTimings()
+    {
+        QFETCH(QByteArray, descriptor);
+        QFETCH(QString, timing);
+        QCOMPARE(timingsOf(DumpBuilder().set(54, descriptor)), timing);
+    }
+
+    void otherTimingsAreLines()
+    {
+        DumpBuilder builder;
+        builder.set(54, fullHdTiming()).set(72, interlacedTiming()).set(108, fullHdTiming());
+        QCOMPARE(timingsOf(builder), QString("1920x1080@60Hz,"));
+        QCOMPARE(linesOf(builder), QStringList({"Detailed Timing:1920x1080i@60Hz\r\n",
+                                                "Detailed Timing:1920x1080@60Hz\r\n"}) +
+                                       bareLines());
+    }
+
+    void clockNeedsBothBytes_data()
+    {
+        const tests::DataTable<QByteArray, bool> rows("clock", "isTiming");
+        rows("both", "0101", true);
+        rows("low byte zero", "0074", false);
+        rows("high byte zero", "ff00", false);
+        rows("none", "0000", false);
+    }
+
+    void clockNeedsBothBytes()
+    {
+        QFETCH(QByteArray, clock);
+        QFETCH(bool, isTiming);
+        for (const int offset : {72, 90, 108}) {
+            const DumpBuilder builder =
+                DumpBuilder().set(offset, fullHdTiming()).set(offset, clock);
+            QCOMPARE(linesOf(builder).filter("Detailed Timing:").size(), isTiming ? 1 : 0);
+        }
+    }
+
+    void inputs_data()
+    {
+        const tests::DataTable<QByteArray, QString, QString> rows("input", "kind", "depth");
+        rows("analog", "00", "Analog", "");
+        rows("analog has no depth", "7f", "Analog", "");
+        rows("undefined", "8f", "Digtal", "");
+        rows("6", "90", "Digtal", "6Bit");
+        rows("8", "a0", "Digtal", "8Bit");
+        rows("10", "b5", "Digtal", "10Bit");
+        rows("12", "c0", "Digtal", "12Bit");
+        rows("14", "d0", "Digtal", "14Bit");
+        rows("16", "e0", "Digtal", "16Bit");
+        rows("reserved", "f0", "Digtal", "Reserved");
+    }
+
+    void inputs()
+    {
+        QFETCH(QByteArray, input);
+        QFETCH(QString, kind);
+        QFETCH(QString, depth);
+        for (const char *version : {"0103", "0104"}) {
+            QStringList lines = bareLines();
+            lines.last() = "Video Signal Interface:" + kind + "\r\n";
+            if (!depth.isEmpty())
+                lines += "Color Bit Depth:" + depth + "\r\n";
+            QCOMPARE(linesOf(DumpBuilder().set(18, version).set(20, input)), lines);
+        }
+    }
+
+    void productCode()
+    {
+        QCOMPARE(linesOf(DumpBuilder().set(10, "34f2")).value(1),
+                 QString("Product Code:62004\r\n"));
+    }
+
+    void rangeLimits()
+    {
+        DumpBuilder builder;
+        // The offsets of byte 4 would add 255 to every rate.
+        builder.set(90, "000000fd0f18780ff077000a202020202020");
+        builder.set(108, "000000fd000102030405");
+        QCOMPARE(linesOf(builder), bareLines() + QStringList({"Vertical Rate:24Hz--120Hz\r\n",
+                                                              "Horizontal Rate:15KHz--240KHz\r\n",
+                                                              "Maximum Pixel Clock:1190MHz\r\n"}));
+    }
+
+    void orderOfTheLines()
+    {
+        DumpBuilder builder;
+        builder.set(10, "0100").set(20, "a0").set(54, fullHdTiming()).set(72, fullHdTiming());
+        builder.set(90, "000000fd00187810f077000a202020202020").set(108, name("HX-8\n        "));
+        QCOMPARE(linesOf(builder),
+                 (QStringList{"Detailed Timing:1920x1080@60Hz\r\n", "Manufacture's Name:DEL\r\n",
+                              "Display Product Name:HX-8\r\n", "Product Code:1\r\n",
+                              "Video Signal Interface:Digtal\r\n", "Color Bit Depth:8Bit\r\n",
+                              "Vertical Rate:24Hz--120Hz\r\n", "Horizontal Rate:16KHz--240KHz\r\n",
+                              "Maximum Pixel Clock:1190MHz\r\n"}));
+    }
+};
 
 AGENT_TEST(TestBaseBlock)
 

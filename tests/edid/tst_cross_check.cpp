@@ -86,67 +86,62 @@ class TestCrossCheck : public QObject
     Q_OBJECT
 
 private slots:
-    void agreesWithEdidDecode_data();
-    void agreesWithEdidDecode();
-    void everyDifferenceIsReal();
-    void namesAreTrimmed_data();
-    void namesAreTrimmed();
-};
-
-void TestCrossCheck::agreesWithEdidDecode_data()
-{
-    const tests::DataTable<QString> rows("name");
-    for (const QString &name : realDumpNames())
-        rows(qPrintable(name), name);
-}
-
-void TestCrossCheck::agreesWithEdidDecode()
-{
-    QFETCH(QString, name);
-    EdidDecodeOutput reference = EdidDecodeOutput::ofFile(dataPath(name + ".bin"));
-    QVERIFY2(!reference.manufacturer.isEmpty(), "edid-decode says nothing");
-    apply(name, reference);
-    const Outcome outcome = outcomeOf(realDump(name));
-    QCOMPARE(outcome.emitted.size(), 1);
-    QCOMPARE(outcome.status, reference.status());
-    QCOMPARE(reported(outcome), reported(reference));
-}
-
-void TestCrossCheck::everyDifferenceIsReal()
-{
-    for (const KnownDifference &difference : knownDifferences) {
-        const QString name = difference.dump;
-        EdidDecodeOutput reference = EdidDecodeOutput::ofFile(dataPath(name + ".bin"));
-        apply(name, reference, &difference);
-        QVERIFY2(reported(outcomeOf(realDump(name))) != reported(reference), difference.reason);
+    void agreesWithEdidDecode_data()
+    {
+        const tests::DataTable<QString> rows("name");
+        for (const QString &name : realDumpNames())
+            rows(qPrintable(name), name);
     }
-}
 
-void TestCrossCheck::namesAreTrimmed_data()
-{
-    const tests::DataTable<QByteArray> rows("stored");
-    rows("after the name", "HX-8 Pro     ");
-    rows("before the line feed", "HX-8 Pro  \n  ");
-    rows("before the name", "  HX-8 Pro\n  ");
-    rows("at both ends", " HX-8 Pro \n  ");
-}
+    void agreesWithEdidDecode()
+    {
+        QFETCH(QString, name);
+        EdidDecodeOutput reference = EdidDecodeOutput::ofFile(dataPath(name + ".bin"));
+        QVERIFY2(!reference.manufacturer.isEmpty(), "edid-decode says nothing");
+        apply(name, reference);
+        const Outcome outcome = outcomeOf(realDump(name));
+        QCOMPARE(outcome.emitted.size(), 1);
+        QCOMPARE(outcome.status, reference.status());
+        QCOMPARE(reported(outcome), reported(reference));
+    }
 
-/** edid-decode shows the name as it is stored; the report has it without the blanks around it. */
-void TestCrossCheck::namesAreTrimmed()
-{
-    QFETCH(QByteArray, stored);
-    constexpr int nameDescriptor = 108;
-    const QByteArray bytes =
-        DumpBuilder().set(nameDescriptor, "000000fc00" + stored.toHex()).bytes();
-    QTemporaryFile file;
-    QVERIFY(file.open());
-    QCOMPARE(file.write(bytes), qint64(bytes.size()));
-    QVERIFY(file.flush());
+    void everyDifferenceIsReal()
+    {
+        for (const KnownDifference &difference : knownDifferences) {
+            const QString name = difference.dump;
+            EdidDecodeOutput reference = EdidDecodeOutput::ofFile(dataPath(name + ".bin"));
+            apply(name, reference, &difference);
+            QVERIFY2(reported(outcomeOf(realDump(name))) != reported(reference), difference.reason);
+        }
+    }
 
-    const QString shown = EdidDecodeOutput::ofFile(file.fileName()).productName;
-    QVERIFY2(shown != shown.trimmed(), "edid-decode shows no blanks");
-    QCOMPARE(outcomeOf(bytes).emitted.value(0).value(0), "DEL," + shown.trimmed() + ",DVI,");
-}
+    void namesAreTrimmed_data()
+    {
+        const tests::DataTable<QByteArray> rows("stored");
+        rows("after the name", "HX-8 Pro     ");
+        rows("before the line feed", "HX-8 Pro  \n  ");
+        rows("before the name", "  HX-8 Pro\n  ");
+        rows("at both ends", " HX-8 Pro \n  ");
+    }
+
+    /** edid-decode shows the name as it is stored; the report has it without the blanks around it.
+     */
+    void namesAreTrimmed()
+    {
+        QFETCH(QByteArray, stored);
+        constexpr int nameDescriptor = 108;
+        const QByteArray bytes =
+            DumpBuilder().set(nameDescriptor, "000000fc00" + stored.toHex()).bytes();
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        QCOMPARE(file.write(bytes), qint64(bytes.size()));
+        QVERIFY(file.flush());
+
+        const QString shown = EdidDecodeOutput::ofFile(file.fileName()).productName;
+        QVERIFY2(shown != shown.trimmed(), "edid-decode shows no blanks");
+        QCOMPARE(outcomeOf(bytes).emitted.value(0).value(0), "DEL," + shown.trimmed() + ",DVI,");
+    }
+};
 
 AGENT_TEST(TestCrossCheck)
 

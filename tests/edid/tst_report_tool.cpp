@@ -72,274 +72,257 @@ class TestReportTool : public QObject
     Q_OBJECT
 
 private slots:
-    void readsEveryForm_data();
-    void readsEveryForm();
-    void refuses_data();
-    void refuses();
-    void missingExtension();
-    void readsNoEndlessFile();
-    void controlCharactersAreHidden();
+    void readsEveryForm_data()
+    {
+        const tests::DataTable<QByteArray> rows("content");
+        const QByteArray dump = realDump(television);
+        const QByteArray hex = dump.toHex();
+        QByteArray lines;
+        for (int i = 0; i < 256; i += 16)
+            lines += "\t" + dump.mid(i, 16).toHex() + "\n";
+        rows("binary", dump);
+        rows("binary, more blocks", dump + QByteArray(128, 'x'));
+        rows("binary, more than whole blocks", dump + "x");
+        rows("one word", hex);
+        rows("fields", dump.toHex(' '));
+        rows("upper case and line ends", dump.toHex(' ').toUpper() + "\r\n");
+        rows("indented lines", lines);
+        rows("C array", "0x" + dump.toHex(' ').replace(" ", ", 0x") + ",\n");
+        rows("one digit", dump.toHex(' ').replace("00 ", "0 "));
+        rows("more blocks", hex + QByteArray(256, '0'));
+    }
 
-    void printsAReport();
-    void printsWhatTheAgentEmits();
-    void completesItsOptions();
-    void readsStandardInput();
-    void json();
-    void failures_data();
-    void failures();
-    void helpAndVersion();
-    void outputThatCannotBeWritten();
-    void endsOnSignals();
-};
+    void readsEveryForm()
+    {
+        QFETCH(QByteArray, content);
+        const DumpReading reading = readDump(content);
+        QCOMPARE(reading.error, QString());
+        QCOMPARE(reading.bytes, realDump(television));
+        QVERIFY(!reading.extensionMissing);
+    }
 
-void TestReportTool::readsEveryForm_data()
-{
-    const tests::DataTable<QByteArray> rows("content");
-    const QByteArray dump = realDump(television);
-    const QByteArray hex = dump.toHex();
-    QByteArray lines;
-    for (int i = 0; i < 256; i += 16)
-        lines += "\t" + dump.mid(i, 16).toHex() + "\n";
-    rows("binary", dump);
-    rows("binary, more blocks", dump + QByteArray(128, 'x'));
-    rows("binary, more than whole blocks", dump + "x");
-    rows("one word", hex);
-    rows("fields", dump.toHex(' '));
-    rows("upper case and line ends", dump.toHex(' ').toUpper() + "\r\n");
-    rows("indented lines", lines);
-    rows("C array", "0x" + dump.toHex(' ').replace(" ", ", 0x") + ",\n");
-    rows("one digit", dump.toHex(' ').replace("00 ", "0 "));
-    rows("more blocks", hex + QByteArray(256, '0'));
-}
+    void refuses_data()
+    {
+        const tests::DataTable<QByteArray, QString> rows("content", "error");
+        const QByteArray dump = realDump(television);
+        rows("nothing", {}, "it is empty");
+        rows("blanks", " \r\n", "it is empty");
+        rows("a block less one", dump.left(127), "127 bytes are less than a block of 128");
+        rows("two blocks less one", dump.left(255), "255 bytes end inside its second block");
+        rows("header", "x" + dump.mid(1), noHeader);
+        rows("zeros", QByteArray(256, '\0'), noHeader);
+        rows("zeros as text", QByteArray(512, '0'), noHeader);
+        rows("prose", "Dear display, what are you?", "\"Dear\" is not a hexadecimal byte");
+        rows("a digit lost", dump.toHex().chopped(1),
+             "\"00ffffffffffff00593a\" is not a hexadecimal byte");
+        rows("prefix alone", "00 0x", "\"0x\" is not a hexadecimal byte");
+        rows("short text", "00 ff ff", "3 bytes are less than a block of 128");
+    }
 
-void TestReportTool::readsEveryForm()
-{
-    QFETCH(QByteArray, content);
-    const DumpReading reading = readDump(content);
-    QCOMPARE(reading.error, QString());
-    QCOMPARE(reading.bytes, realDump(television));
-    QVERIFY(!reading.extensionMissing);
-}
+    void refuses()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, error);
+        const DumpReading reading = readDump(content);
+        QCOMPARE(reading.error, error);
+        QCOMPARE(reading.bytes, QByteArray());
+    }
 
-void TestReportTool::refuses_data()
-{
-    const tests::DataTable<QByteArray, QString> rows("content", "error");
-    const QByteArray dump = realDump(television);
-    rows("nothing", {}, "it is empty");
-    rows("blanks", " \r\n", "it is empty");
-    rows("a block less one", dump.left(127), "127 bytes are less than a block of 128");
-    rows("two blocks less one", dump.left(255), "255 bytes end inside its second block");
-    rows("header", "x" + dump.mid(1), noHeader);
-    rows("zeros", QByteArray(256, '\0'), noHeader);
-    rows("zeros as text", QByteArray(512, '0'), noHeader);
-    rows("prose", "Dear display, what are you?", "\"Dear\" is not a hexadecimal byte");
-    rows("a digit lost", dump.toHex().chopped(1),
-         "\"00ffffffffffff00593a\" is not a hexadecimal byte");
-    rows("prefix alone", "00 0x", "\"0x\" is not a hexadecimal byte");
-    rows("short text", "00 ff ff", "3 bytes are less than a block of 128");
-}
+    void missingExtension()
+    {
+        const QByteArray base = realDump(television).left(128);
+        QVERIFY(readDump(base).extensionMissing);
+        QCOMPARE(readDump(base).bytes, base + QByteArray(128, '\0'));
+        QVERIFY(!readDump(realDump(monitor).left(128)).extensionMissing);
+        QCOMPARE(readDump(realDump(monitor).left(128)).bytes, realDump(monitor));
 
-void TestReportTool::refuses()
-{
-    QFETCH(QByteArray, content);
-    QFETCH(QString, error);
-    const DumpReading reading = readDump(content);
-    QCOMPARE(reading.error, error);
-    QCOMPARE(reading.bytes, QByteArray());
-}
-
-void TestReportTool::missingExtension()
-{
-    const QByteArray base = realDump(television).left(128);
-    QVERIFY(readDump(base).extensionMissing);
-    QCOMPARE(readDump(base).bytes, base + QByteArray(128, '\0'));
-    QVERIFY(!readDump(realDump(monitor).left(128)).extensionMissing);
-    QCOMPARE(readDump(realDump(monitor).left(128)).bytes, realDump(monitor));
-
-    const Run result = run({"-"}, base);
-    QCOMPARE(result.exitCode, 0);
-    QVERIFY(result.output.startsWith("Status: HDMI EDID, check sum Ok !\n"));
-    QCOMPARE(result.errors,
-             QString("edid-report: warning: the extension block is missing and read as "
-                     "zeros: standard input [extension-missing]\n"));
-}
-
-void TestReportTool::readsNoEndlessFile()
-{
-    QFile endless("/dev/zero");
-    QVERIFY(endless.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
-    QCOMPARE(readDump(endless).error, QString("it is larger than any dump"));
-}
-
-void TestReportTool::controlCharactersAreHidden()
-{
-    // A name that would colour the terminal; the report proper keeps it.
-    const QByteArray bytes = DumpBuilder().set(54, "000000fc001b5b33316d0d9b0a").bytes();
-    const DumpReport report = reportDump(bytes);
-    QCOMPARE(report.identification,
-             QString("DEL,") + QChar(0x1b) + "[31m\r" + QChar(0x9b) + ",DVI,");
-    const QString text = reportText(report);
-    QVERIFY(text.contains("Identification: DEL,\\u001b[31m\\u000d\\u009b,DVI,\n"));
-    QVERIFY(text.contains("Display Product Name:\\u001b[31m\\u000d\\u009b\n"));
-}
-
-void TestReportTool::printsAReport()
-{
-    const Run result = run({dataPath(monitor + ".bin")});
-    QCOMPARE(result.exitCode, 0);
-    QCOMPARE(result.output, monitorReport());
-    QCOMPARE(result.errors, QString());
-}
-
-void TestReportTool::printsWhatTheAgentEmits()
-{
-    for (const QString &name : realDumpNames()) {
-        const Outcome outcome = outcomeOf(realDump(name));
-        QString lines = outcome.lines.join("");
-        const Run result = run({dataPath(name + ".bin")});
+        const Run result = run({"-"}, base);
         QCOMPARE(result.exitCode, 0);
-        QCOMPARE(result.output, "Status: " + QString(outcome.status).replace("\r", ", ") +
-                                    "\nIdentification: " + outcome.emitted[0][0] +
-                                    "\nTimings: " + outcome.emitted[0][1] + "\nExtension: " +
-                                    outcome.emitted[0][2] + "\n\n" + lines.remove('\r'));
+        QVERIFY(result.output.startsWith("Status: HDMI EDID, check sum Ok !\n"));
+        QCOMPARE(result.errors,
+                 QString("edid-report: warning: the extension block is missing and read as "
+                         "zeros: standard input [extension-missing]\n"));
     }
-}
 
-void TestReportTool::readsStandardInput()
-{
-    const Run binary = run({"-"}, realDump(monitor));
-    QCOMPARE(binary.exitCode, 0);
-    QCOMPARE(binary.output, monitorReport());
-    QCOMPARE(run({"-"}, realDump(monitor).toHex(' ')).output, monitorReport());
-}
+    void readsNoEndlessFile()
+    {
+        QFile endless("/dev/zero");
+        QVERIFY(endless.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
+        QCOMPARE(readDump(endless).error, QString("it is larger than any dump"));
+    }
 
-void TestReportTool::completesItsOptions()
-{
-    const Run script = run({"--bash-completion"});
-    QCOMPARE(script.exitCode, 0);
-    const auto complete = [&script](const QString &word) {
-        ForkedProcess bash;
-        bash.start("bash", {"--norc", "-c",
-                            script.output + "COMP_WORDS=(edid-report '" + word +
-                                "'); COMP_CWORD=1; _edid_report; echo ${COMPREPLY[*]}"});
-        bash.waitForFinished();
-        return QString::fromUtf8(bash.readAllStandardOutput()).trimmed();
-    };
-    QCOMPARE(complete("--j"), QString("--json"));
-    QCOMPARE(complete(dataPath("INDEX")), dataPath("INDEX.md"));
-}
+    void controlCharactersAreHidden()
+    {
+        // A name that would colour the terminal; the report proper keeps it.
+        const QByteArray bytes = DumpBuilder().set(54, "000000fc001b5b33316d0d9b0a").bytes();
+        const DumpReport report = reportDump(bytes);
+        QCOMPARE(report.identification,
+                 QString("DEL,") + QChar(0x1b) + "[31m\r" + QChar(0x9b) + ",DVI,");
+        const QString text = reportText(report);
+        QVERIFY(text.contains("Identification: DEL,\\u001b[31m\\u000d\\u009b,DVI,\n"));
+        QVERIFY(text.contains("Display Product Name:\\u001b[31m\\u000d\\u009b\n"));
+    }
 
-void TestReportTool::json()
-{
-    const Run result = run({"--json", dataPath(television + ".bin")});
-    QCOMPARE(result.exitCode, 0);
-    QCOMPARE(result.errors, QString());
-    const QJsonObject object = QJsonDocument::fromJson(result.output.toUtf8()).object();
-    const Outcome outcome = outcomeOf(realDump(television));
-    QCOMPARE(object, (QJsonObject{{"command", "edid-report"},
-                                  {"exit", 0},
-                                  {"result", "done"},
-                                  {"error", QJsonValue::Null},
-                                  {"warnings", QJsonArray()},
-                                  {"file", dataPath(television + ".bin")},
-                                  {"status", outcome.status},
-                                  {"dump", outcome.dump},
-                                  {"identification", outcome.emitted[0][0]},
-                                  {"timings", outcome.emitted[0][1]},
-                                  {"extension", outcome.emitted[0][2]},
-                                  {"lines", QJsonArray::fromStringList(outcome.lines)}}));
-}
+    void printsAReport()
+    {
+        const Run result = run({dataPath(monitor + ".bin")});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.output, monitorReport());
+        QCOMPARE(result.errors, QString());
+    }
 
-void TestReportTool::failures_data()
-{
-    const tests::DataTable<QStringList, int, QString> rows("arguments", "exitCode", "errors");
-    const auto wrong = [](const QString &detail) {
-        return "edid-report: error: the command line is wrong: " + detail +
-               "\n  See 'edid-report --help'.\n";
-    };
-    const QString notAnEdid = "edid-report: error: the file is not an EDID dump: %1\n"
-                              "  Give a dump of 128 or 256 bytes, binary or as hexadecimal text.\n";
-    rows("no file", {}, 2, wrong("FILE is required"));
-    rows("two files", QStringList{"a", "b"}, 2, wrong("unexpected 'b'"));
-    rows("not there", QStringList{"/nowhere/dump"}, 1,
-         "edid-report: error: the file cannot be read: /nowhere/dump: "
-         "No such file or directory\n"
-         "  Check its name, its rights and its content.\n");
-    rows("no EDID", QStringList{dataPath("INDEX.md")}, 1,
-         notAnEdid.arg(dataPath("INDEX.md") + ": \"#\" is not a hexadecimal byte"));
-    rows("empty input", QStringList{"-"}, 1, notAnEdid.arg("standard input: it is empty"));
-    rows("option", QStringList{"--jsn", "-"}, 2,
-         wrong("unknown option '--jsn'; did you mean '--json'?"));
-}
-
-void TestReportTool::failures()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(int, exitCode);
-    QFETCH(QString, errors);
-    const Run result = run(arguments);
-    QCOMPARE(result.exitCode, exitCode);
-    QCOMPARE(result.output, QString());
-    QCOMPARE(result.errors, errors);
-
-    const Run json = run(QStringList("--json") + arguments);
-    QCOMPARE(json.exitCode, exitCode);
-    QCOMPARE(json.errors, QString());
-    const auto document = QJsonDocument::fromJson(json.output.toUtf8()).object();
-    QCOMPARE(document.value("exit").toInt(), exitCode);
-    const auto error = document.value("error").toObject();
-    QVERIFY(errors.startsWith("edid-report: error: " + error.value("text").toString() + ": " +
-                              error.value("detail").toString() + "\n"));
-}
-
-void TestReportTool::helpAndVersion()
-{
-    const Run help = run({"--help"});
-    QCOMPARE(help.exitCode, 0);
-    QVERIFY(help.output.contains("--json"));
-    QVERIFY(help.output.contains("FILE REQUIRED"));
-    const Run version = run({"--version"});
-    QCOMPARE(version.exitCode, 0);
-    QCOMPARE(version.output, QString("edid-report " EDID_REPORT_VERSION "\n"));
-}
-
-void TestReportTool::outputThatCannotBeWritten()
-{
-    const QString file = dataPath(monitor + ".bin");
-    for (const QString &words : {file, "--json " + file, QString("--help"), QString("--version"),
-                                 QString("--bash-completion")}) {
-        // The third one is a pipe whose reader has ended.
-        for (const QString output : {"> /dev/full", ">&-", ">&3"}) {
-            ForkedProcess shell;
-            shell.start("bash", {"-c", "exec 3> >(:); wait $!; exec " EDID_REPORT_PROGRAM " " +
-                                           words + " " + output});
-            QVERIFY(shell.waitForFinished());
-            QCOMPARE(shell.exitStatus(), QProcess::NormalExit);
-            QVERIFY2(shell.exitCode() == 1, qPrintable(words + output));
-            QCOMPARE(shell.readAllStandardError(),
-                     QByteArray("edid-report: error: standard output cannot be written\n  Check "
-                                "that the disk is not full "
-                                "and that the program that reads the output still runs.\n"));
+    void printsWhatTheAgentEmits()
+    {
+        for (const QString &name : realDumpNames()) {
+            const Outcome outcome = outcomeOf(realDump(name));
+            QString lines = outcome.lines.join("");
+            const Run result = run({dataPath(name + ".bin")});
+            QCOMPARE(result.exitCode, 0);
+            QCOMPARE(result.output, "Status: " + QString(outcome.status).replace("\r", ", ") +
+                                        "\nIdentification: " + outcome.emitted[0][0] +
+                                        "\nTimings: " + outcome.emitted[0][1] + "\nExtension: " +
+                                        outcome.emitted[0][2] + "\n\n" + lines.remove('\r'));
         }
     }
-}
 
-void TestReportTool::endsOnSignals()
-{
-    QTemporaryDir folder;
-    const QString fifo = folder.filePath("fifo");
-    QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-    for (const QString &name : {QString("-"), fifo}) {
-        for (const int number : {SIGINT, SIGTERM}) {
-            ForkedProcess program;
-            program.start(EDID_REPORT_PROGRAM, {name});
-            QVERIFY(program.waitForStarted());
-            QCOMPARE(::kill(pid_t(program.processId()), number), 0);
-            QVERIFY(program.waitForFinished());
-            QCOMPARE(program.exitStatus(), QProcess::CrashExit);
+    void completesItsOptions()
+    {
+        const Run script = run({"--bash-completion"});
+        QCOMPARE(script.exitCode, 0);
+        const auto complete = [&script](const QString &word) {
+            ForkedProcess bash;
+            bash.start("bash", {"--norc", "-c",
+                                script.output + "COMP_WORDS=(edid-report '" + word +
+                                    "'); COMP_CWORD=1; _edid_report; echo ${COMPREPLY[*]}"});
+            bash.waitForFinished();
+            return QString::fromUtf8(bash.readAllStandardOutput()).trimmed();
+        };
+        QCOMPARE(complete("--j"), QString("--json"));
+        QCOMPARE(complete(dataPath("INDEX")), dataPath("INDEX.md"));
+    }
+
+    void readsStandardInput()
+    {
+        const Run binary = run({"-"}, realDump(monitor));
+        QCOMPARE(binary.exitCode, 0);
+        QCOMPARE(binary.output, monitorReport());
+        QCOMPARE(run({"-"}, realDump(monitor).toHex(' ')).output, monitorReport());
+    }
+
+    void json()
+    {
+        const Run result = run({"--json", dataPath(television + ".bin")});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.errors, QString());
+        const QJsonObject object = QJsonDocument::fromJson(result.output.toUtf8()).object();
+        const Outcome outcome = outcomeOf(realDump(television));
+        QCOMPARE(object, (QJsonObject{{"command", "edid-report"},
+                                      {"exit", 0},
+                                      {"result", "done"},
+                                      {"error", QJsonValue::Null},
+                                      {"warnings", QJsonArray()},
+                                      {"file", dataPath(television + ".bin")},
+                                      {"status", outcome.status},
+                                      {"dump", outcome.dump},
+                                      {"identification", outcome.emitted[0][0]},
+                                      {"timings", outcome.emitted[0][1]},
+                                      {"extension", outcome.emitted[0][2]},
+                                      {"lines", QJsonArray::fromStringList(outcome.lines)}}));
+    }
+
+    void failures_data()
+    {
+        const tests::DataTable<QStringList, int, QString> rows("arguments", "exitCode", "errors");
+        const auto wrong = [](const QString &detail) {
+            return "edid-report: error: the command line is wrong: " + detail +
+                   "\n  See 'edid-report --help'.\n";
+        };
+        const QString notAnEdid =
+            "edid-report: error: the file is not an EDID dump: %1\n"
+            "  Give a dump of 128 or 256 bytes, binary or as hexadecimal text.\n";
+        rows("no file", {}, 2, wrong("FILE is required"));
+        rows("two files", QStringList{"a", "b"}, 2, wrong("unexpected 'b'"));
+        rows("not there", QStringList{"/nowhere/dump"}, 1,
+             "edid-report: error: the file cannot be read: /nowhere/dump: "
+             "No such file or directory\n"
+             "  Check its name, its rights and its content.\n");
+        rows("no EDID", QStringList{dataPath("INDEX.md")}, 1,
+             notAnEdid.arg(dataPath("INDEX.md") + ": \"#\" is not a hexadecimal byte"));
+        rows("empty input", QStringList{"-"}, 1, notAnEdid.arg("standard input: it is empty"));
+        rows("option", QStringList{"--jsn", "-"}, 2,
+             wrong("unknown option '--jsn'; did you mean '--json'?"));
+    }
+
+    void failures()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, exitCode);
+        QFETCH(QString, errors);
+        const Run result = run(arguments);
+        QCOMPARE(result.exitCode, exitCode);
+        QCOMPARE(result.output, QString());
+        QCOMPARE(result.errors, errors);
+
+        const Run json = run(QStringList("--json") + arguments);
+        QCOMPARE(json.exitCode, exitCode);
+        QCOMPARE(json.errors, QString());
+        const auto document = QJsonDocument::fromJson(json.output.toUtf8()).object();
+        QCOMPARE(document.value("exit").toInt(), exitCode);
+        const auto error = document.value("error").toObject();
+        QVERIFY(errors.startsWith("edid-report: error: " + error.value("text").toString() + ": " +
+                                  error.value("detail").toString() + "\n"));
+    }
+
+    void helpAndVersion()
+    {
+        const Run help = run({"--help"});
+        QCOMPARE(help.exitCode, 0);
+        QVERIFY(help.output.contains("--json"));
+        QVERIFY(help.output.contains("FILE REQUIRED"));
+        const Run version = run({"--version"});
+        QCOMPARE(version.exitCode, 0);
+        QCOMPARE(version.output, QString("edid-report " EDID_REPORT_VERSION "\n"));
+    }
+
+    void outputThatCannotBeWritten()
+    {
+        const QString file = dataPath(monitor + ".bin");
+        for (const QString &words : {file, "--json " + file, QString("--help"),
+                                     QString("--version"), QString("--bash-completion")}) {
+            // The third one is a pipe whose reader has ended.
+            for (const QString output : {"> /dev/full", ">&-", ">&3"}) {
+                ForkedProcess shell;
+                shell.start("bash", {"-c", "exec 3> >(:); wait $!; exec " EDID_REPORT_PROGRAM " " +
+                                               words + " " + output});
+                QVERIFY(shell.waitForFinished());
+                QCOMPARE(shell.exitStatus(), QProcess::NormalExit);
+                QVERIFY2(shell.exitCode() == 1, qPrintable(words + output));
+                QCOMPARE(
+                    shell.readAllStandardError(),
+                    QByteArray("edid-report: error: standard output cannot be written\n  Check "
+                               "that the disk is not full "
+                               "and that the program that reads the output still runs.\n"));
+            }
         }
     }
-}
+
+    void endsOnSignals()
+    {
+        QTemporaryDir folder;
+        const QString fifo = folder.filePath("fifo");
+        QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        for (const QString &name : {QString("-"), fifo}) {
+            for (const int number : {SIGINT, SIGTERM}) {
+                ForkedProcess program;
+                program.start(EDID_REPORT_PROGRAM, {name});
+                QVERIFY(program.waitForStarted());
+                QCOMPARE(::kill(pid_t(program.processId()), number), 0);
+                QVERIFY(program.waitForFinished());
+                QCOMPARE(program.exitStatus(), QProcess::CrashExit);
+            }
+        }
+    }
+};
 
 AGENT_TEST(TestReportTool)
 

@@ -59,172 +59,160 @@ class TestDeviceLinks : public QObject
 
 private slots:
     void cleanup() { g_CONNECTTYPE = links::serial; }
-    void configuredLink_data();
-    void configuredLink();
-    void opensAtTheBaudRate();
-    void openFails();
-    void requestDownHoldsUntilTheNextOpen();
-    void networkTakesOverWhenItIsOpen();
-    void serialOpenDropsTheNetwork();
-    void closeOfTheNetworkGoesBack();
-    void lostNetworkIsAnnounced();
-    void onlyTheActiveLinkIsHeard();
-    void statusGoesOverTheSerialLink();
-    void withoutALinkNothingIsSent();
+
+    void configuredLink_data()
+    {
+        const tests::DataTable<int, bool, bool> rows("configured", "serial", "network");
+        rows("serial", int(links::serial), true, false);
+        rows("network", int(links::network), false, true);
+        rows("none", 0, false, false);
+    }
+
+    void configuredLink()
+    {
+        QFETCH(int, configured);
+        const LinksBench bench{quint8(configured)};
+        QTEST(bench.serial != nullptr, "serial");
+        QTEST(bench.network != nullptr, "network");
+        DeviceLink *const expected = bench.serial != nullptr ? bench.serial : bench.network;
+        QCOMPARE(bench.links->activeLink(), expected);
+        QVERIFY(!bench.links->isOpen());
+    }
+
+    void opensAtTheBaudRate()
+    {
+        LinksBench bench;
+        bench.links->open("ttyS2");
+        bench.links->setBaudRate("115200");
+        bench.links->open("ttyS3");
+        QCOMPARE(bench.serial->openedAt, QStringList({"ttyS2 57600", "ttyS3 115200"}));
+        QCOMPARE(bench.lines, QStringList({"ConnectSuccess|ttyS2", "ConnectSuccess|ttyS3"}));
+        QVERIFY(bench.links->isOpen());
+        QVERIFY(bench.links->send("frame"));
+        QCOMPARE(bench.serial->sent, QList<QByteArray>{"frame"});
+    }
+
+    void openFails()
+    {
+        LinksBench bench;
+        bench.serial->present = false;
+        bench.links->open("ttyS2");
+        QCOMPARE(bench.lines,
+                 QStringList({"Disconnect", "ttyS2 port is disconnected.", "ConnectFail",
+                              "ttyS2 connect failed, serial port is occupied or does not exist"}));
+        QVERIFY(!bench.links->isOpen());
+    }
+
+    void requestDownHoldsUntilTheNextOpen()
+    {
+        LinksBench bench;
+        bench.links->open("ttyS2");
+        bench.links->requestDown();
+        QVERIFY(!bench.links->isOpen());
+        bench.serial->present = false;
+        bench.links->open("ttyS2");
+        bench.serial->open = true;
+        QVERIFY(!bench.links->isOpen());
+        bench.serial->present = true;
+        bench.links->open("ttyS2");
+        QVERIFY(bench.links->isOpen());
+    }
+
+    void networkTakesOverWhenItIsOpen()
+    {
+        LinksBench bench;
+        QSignalSpy switched(bench.links.get(), &DeviceLinks::switched);
+        QSignalSpy connected(bench.links.get(), &DeviceLinks::networkConnected);
+        bench.links->connectNetwork("10.0.0.7", 6752);
+        QCOMPARE(bench.network->openedAt, QStringList{"10.0.0.7 6752"});
+        QCOMPARE(bench.links->active(), DeviceLinks::Kind::Serial);
+        QCOMPARE(switched.count(), 0);
+        bench.network->open = true;
+        emit bench.network->opened();
+        QCOMPARE(bench.links->active(), DeviceLinks::Kind::Network);
+        QCOMPARE(switched.count(), 1);
+        QCOMPARE(switched.first().first().value<DeviceLink *>(), bench.network);
+        QCOMPARE(connected.count(), 1);
+        QVERIFY(bench.links->isOpen());
+        QVERIFY(bench.links->send("frame"));
+        QVERIFY(bench.serial->sent.isEmpty());
+        QCOMPARE(bench.network->sent.size(), 1);
+    }
+
+    void serialOpenDropsTheNetwork()
+    {
+        LinksBench bench;
+        bench.openNetwork();
+        bench.links->open("ttyS2");
+        QVERIFY(!bench.network->open);
+        QCOMPARE(bench.links->active(), DeviceLinks::Kind::Serial);
+        QCOMPARE(bench.lines, QStringList{"ConnectSuccess|ttyS2"});
+    }
+
+    void closeOfTheNetworkGoesBack()
+    {
+        LinksBench bench;
+        bench.openNetwork();
+        bench.links->close();
+        QVERIFY(!bench.network->open);
+        QCOMPARE(bench.links->active(), DeviceLinks::Kind::Serial);
+        QVERIFY(bench.lines.isEmpty());
+        bench.links->close();
+        QCOMPARE(bench.lines, QStringList({"Disconnect", " port is disconnected."}));
+    }
+
+    void lostNetworkIsAnnounced()
+    {
+        LinksBench bench;
+        QSignalSpy gone(bench.links.get(), &DeviceLinks::networkDisconnected);
+        bench.openNetwork();
+        emit bench.serial->lost();
+        QCOMPARE(gone.count(), 0);
+        emit bench.network->lost();
+        QCOMPARE(gone.count(), 1);
+    }
+
+    void onlyTheActiveLinkIsHeard()
+    {
+        LinksBench bench;
+        bench.links->open("ttyS2");
+        bench.links->open("ttyS2");
+        bench.serial->deliver("1");
+        bench.links->connectNetwork("10.0.0.7", 6752);
+        bench.network->deliver("2");
+        emit bench.network->opened();
+        bench.network->deliver("3");
+        bench.serial->deliver("4");
+        bench.links->open("ttyS2");
+        bench.network->deliver("5");
+        bench.serial->deliver("6");
+        QCOMPARE(bench.received, QByteArray("136"));
+    }
+
+    void statusGoesOverTheSerialLink()
+    {
+        LinksBench bench;
+        bench.openNetwork();
+        QVERIFY(bench.links->sendSerial("status"));
+        QCOMPARE(bench.serial->sent, QList<QByteArray>{"status"});
+        QVERIFY(bench.network->sent.isEmpty());
+        LinksBench withoutSerial(links::network);
+        QVERIFY(!withoutSerial.links->sendSerial("status"));
+    }
+
+    void withoutALinkNothingIsSent()
+    {
+        LinksBench bench(0);
+        QVERIFY(!bench.links->send("frame"));
+        bench.links->close();
+        QVERIFY(bench.lines.isEmpty());
+        bench.links->open("ttyS2");
+        QVERIFY(!bench.links->isOpen());
+        QCOMPARE(bench.lines,
+                 QStringList({"ConnectFail",
+                              "ttyS2 connect failed, serial port is occupied or does not exist"}));
+    }
 };
-
-void TestDeviceLinks::configuredLink_data()
-{
-    const tests::DataTable<int, bool, bool> rows("configured", "serial", "network");
-    rows("serial", int(links::serial), true, false);
-    rows("network", int(links::network), false, true);
-    rows("none", 0, false, false);
-}
-
-void TestDeviceLinks::configuredLink()
-{
-    QFETCH(int, configured);
-    const LinksBench bench{quint8(configured)};
-    QTEST(bench.serial != nullptr, "serial");
-    QTEST(bench.network != nullptr, "network");
-    DeviceLink *const expected = bench.serial != nullptr ? bench.serial : bench.network;
-    QCOMPARE(bench.links->activeLink(), expected);
-    QVERIFY(!bench.links->isOpen());
-}
-
-void TestDeviceLinks::opensAtTheBaudRate()
-{
-    LinksBench bench;
-    bench.links->open("ttyS2");
-    bench.links->setBaudRate("115200");
-    bench.links->open("ttyS3");
-    QCOMPARE(bench.serial->openedAt, QStringList({"ttyS2 57600", "ttyS3 115200"}));
-    QCOMPARE(bench.lines, QStringList({"ConnectSuccess|ttyS2", "ConnectSuccess|ttyS3"}));
-    QVERIFY(bench.links->isOpen());
-    QVERIFY(bench.links->send("frame"));
-    QCOMPARE(bench.serial->sent, QList<QByteArray>{"frame"});
-}
-
-void TestDeviceLinks::openFails()
-{
-    LinksBench bench;
-    bench.serial->present = false;
-    bench.links->open("ttyS2");
-    QCOMPARE(bench.lines,
-             QStringList({"Disconnect", "ttyS2 port is disconnected.", "ConnectFail",
-                          "ttyS2 connect failed, serial port is occupied or does not exist"}));
-    QVERIFY(!bench.links->isOpen());
-}
-
-void TestDeviceLinks::requestDownHoldsUntilTheNextOpen()
-{
-    LinksBench bench;
-    bench.links->open("ttyS2");
-    bench.links->requestDown();
-    QVERIFY(!bench.links->isOpen());
-    bench.serial->present = false;
-    bench.links->open("ttyS2");
-    bench.serial->open = true;
-    QVERIFY(!bench.links->isOpen());
-    bench.serial->present = true;
-    bench.links->open("ttyS2");
-    QVERIFY(bench.links->isOpen());
-}
-
-void TestDeviceLinks::networkTakesOverWhenItIsOpen()
-{
-    LinksBench bench;
-    QSignalSpy switched(bench.links.get(), &DeviceLinks::switched);
-    QSignalSpy connected(bench.links.get(), &DeviceLinks::networkConnected);
-    bench.links->connectNetwork("10.0.0.7", 6752);
-    QCOMPARE(bench.network->openedAt, QStringList{"10.0.0.7 6752"});
-    QCOMPARE(bench.links->active(), DeviceLinks::Kind::Serial);
-    QCOMPARE(switched.count(), 0);
-    bench.network->open = true;
-    emit bench.network->opened();
-    QCOMPARE(bench.links->active(), DeviceLinks::Kind::Network);
-    QCOMPARE(switched.count(), 1);
-    QCOMPARE(switched.first().first().value<DeviceLink *>(), bench.network);
-    QCOMPARE(connected.count(), 1);
-    QVERIFY(bench.links->isOpen());
-    QVERIFY(bench.links->send("frame"));
-    QVERIFY(bench.serial->sent.isEmpty());
-    QCOMPARE(bench.network->sent.size(), 1);
-}
-
-void TestDeviceLinks::serialOpenDropsTheNetwork()
-{
-    LinksBench bench;
-    bench.openNetwork();
-    bench.links->open("ttyS2");
-    QVERIFY(!bench.network->open);
-    QCOMPARE(bench.links->active(), DeviceLinks::Kind::Serial);
-    QCOMPARE(bench.lines, QStringList{"ConnectSuccess|ttyS2"});
-}
-
-void TestDeviceLinks::closeOfTheNetworkGoesBack()
-{
-    LinksBench bench;
-    bench.openNetwork();
-    bench.links->close();
-    QVERIFY(!bench.network->open);
-    QCOMPARE(bench.links->active(), DeviceLinks::Kind::Serial);
-    QVERIFY(bench.lines.isEmpty());
-    bench.links->close();
-    QCOMPARE(bench.lines, QStringList({"Disconnect", " port is disconnected."}));
-}
-
-void TestDeviceLinks::lostNetworkIsAnnounced()
-{
-    LinksBench bench;
-    QSignalSpy gone(bench.links.get(), &DeviceLinks::networkDisconnected);
-    bench.openNetwork();
-    emit bench.serial->lost();
-    QCOMPARE(gone.count(), 0);
-    emit bench.network->lost();
-    QCOMPARE(gone.count(), 1);
-}
-
-void TestDeviceLinks::onlyTheActiveLinkIsHeard()
-{
-    LinksBench bench;
-    bench.links->open("ttyS2");
-    bench.links->open("ttyS2");
-    bench.serial->deliver("1");
-    bench.links->connectNetwork("10.0.0.7", 6752);
-    bench.network->deliver("2");
-    emit bench.network->opened();
-    bench.network->deliver("3");
-    bench.serial->deliver("4");
-    bench.links->open("ttyS2");
-    bench.network->deliver("5");
-    bench.serial->deliver("6");
-    QCOMPARE(bench.received, QByteArray("136"));
-}
-
-void TestDeviceLinks::statusGoesOverTheSerialLink()
-{
-    LinksBench bench;
-    bench.openNetwork();
-    QVERIFY(bench.links->sendSerial("status"));
-    QCOMPARE(bench.serial->sent, QList<QByteArray>{"status"});
-    QVERIFY(bench.network->sent.isEmpty());
-    LinksBench withoutSerial(links::network);
-    QVERIFY(!withoutSerial.links->sendSerial("status"));
-}
-
-void TestDeviceLinks::withoutALinkNothingIsSent()
-{
-    LinksBench bench(0);
-    QVERIFY(!bench.links->send("frame"));
-    bench.links->close();
-    QVERIFY(bench.lines.isEmpty());
-    bench.links->open("ttyS2");
-    QVERIFY(!bench.links->isOpen());
-    QCOMPARE(bench.lines,
-             QStringList({"ConnectFail",
-                          "ttyS2 connect failed, serial port is occupied or does not exist"}));
-}
 
 AGENT_TEST(TestDeviceLinks)
 

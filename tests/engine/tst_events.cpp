@@ -126,187 +126,178 @@ class TestEvents : public QObject
     Q_OBJECT
 
 private slots:
-    void wholeRun();
-    void retriesOfReads();
-    void retriesOfAnImage();
-    void wrongModel();
-    void guardedRun();
-    void moduleImage();
-    void moduleImageOfTheDevice();
-    void nothingOutsideOfRuns();
-    void reporterOutsideOfRuns();
-    void listingOnAnotherThread();
-    void troubleInTheTable();
-};
-
-void TestEvents::wholeRun()
-{
-    Fixture fixture(twoImages());
-    QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
-    QVERIFY(sameTranscript(fixture.events,
-                           readBoth + wroteMain + QStringList{"writing AUX 1,0 1.0.0>1.0.1 300"} +
-                               wroteAux + QStringList{"restarting", "ended well 6: 2 0 0"}));
-    fixture.events.clear();
-    QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
-    QVERIFY(sameTranscript(
-        fixture.events, {"begun", "reading AUX", "writing AUX 1,0 1.0.0>1.0.1 300", "85 %",
-                         "written AUX 1,0 1.0.0>1.0.1 well", "restarting", "ended well 6: 1 0 0"}));
-}
-
-void TestEvents::retriesOfReads()
-{
-    Fixture fixture(twoImages());
-    fixture.harness.addFault("silent:word=bootcode,type=1,count=always");
-    fixture.harness.addFault("silent:word=version,type=0,count=once");
-    QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
-    QVERIFY(sameTranscript(
-        fixture.events.mid(0, 8),
-        {"begun", "reading MAIN", "reading AUX",
-         "retry AUX 1: Read the bootcode information of 'AUX' fail, retry 1.",
-         "retry AUX 2: Read the bootcode information of 'AUX' fail, retry 2.",
-         "gave up AUX: Read the bootcode information of 'AUX' fail, check the next mcu.",
-         "reading MAIN", "retry MAIN 1: Read the version information of 'MAIN' fail, retry 1."}));
-}
-
-void TestEvents::retriesOfAnImage()
-{
-    Fixture fixture(twoImages());
-    fixture.harness.addFault("refuse:word=enter,type=1,count=always");
-    QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
-    const QStringList entering{"retry AUX 1: 'AUX' Enter F/W Update Mode fail, retry 1.",
-                               "retry AUX 2: 'AUX' Enter F/W Update Mode fail, retry 2.",
-                               "gave up AUX: 'AUX' Enter F/W Update Mode fail."};
-    const QStringList again[] = {{"retry AUX 1: 'AUX' F/W update fail, retry 1."},
-                                 {"retry AUX 2: 'AUX' F/W update fail, retry 2."}};
-    QVERIFY(sameTranscript(fixture.events,
-                           QStringList{"begun", "reading AUX", "writing AUX 1,0 1.0.0>1.0.1 300"} +
-                               entering + again[0] + entering + again[1] + entering +
-                               QStringList{"gave up AUX: 'AUX' F/W Update fail.",
-                                           "written AUX 1,0 1.0.0>1.0.1 badly", "restarting",
-                                           "ended well 6: 0 1 0"}));
-
-    Fixture blocks(twoImages());
-    blocks.harness.addFault("silent:word=block,type=1,count=twice");
-    QVERIFY(blocks.harness.run({"AUX,1,0"}, 5));
-    QVERIFY(sameTranscript(blocks.events.filter("retry"),
-                           {"retry AUX 1: F/W update timeout, retry 1.",
-                            "retry AUX 2: F/W update timeout, retry 2."}));
-    QCOMPARE(blocks.events.last(), QString("ended well 6: 1 0 0"));
-}
-
-void TestEvents::wrongModel()
-{
-    Fixture fixture(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage}}, "HX-9"));
-    QVERIFY(fixture.harness.run({"MAIN,0,0"}, 2));
-    QVERIFY(sameTranscript(fixture.events,
-                           {"begun",
-                            "gave up MAIN: Firmware Model Name is HX-9.\r\nDevice Model Name is "
-                            "HX-8.\r\nModel Name does not match, upgrade fail.",
-                            "ended badly 7: 0 0 0"}));
-}
-
-/** An image of fewer than 256 bytes gets no verdict from the uploader. */
-void TestEvents::guardedRun()
-{
-    Fixture fixture(makePackage({{"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, patternImage(100, 2)}}),
-                    std::nullopt, EngineHarness::withShortGuard());
-    QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
-    QCOMPARE(fixture.events.filter("No sign of life for too long.").isEmpty(), false);
-    QCOMPARE(fixture.events.last().section(' ', 0, 0), QString("ended"));
-}
-
-void TestEvents::moduleImage()
-{
-    QStringList order;
-    Shell shell;
-    shell.run = [&order](const QString &) { order.append("command"); };
-    shell.readFirst = [](const QString &, int) { return netImage().mid(5, 32); };
-    Fixture fixture(makePackage({{"NET", 32, 1, 0, 0, '\0', {1, 23, 0}, netImage()}}), shell);
-    QObject::connect(fixture.harness.engine->runEvents(), &RunEvents::reported,
-                     [&order](const RunEvent &event) { order.append(described(event)); });
-    QVERIFY(fixture.harness.run({"NET,32,0"}, 5));
-    const int size = netImage().size();
-    QVERIFY(sameTranscript(fixture.events.filter(QRegularExpression("^[^0-9]")).mid(5),
-                           {QString("writing NET 32,0 >1.23.0 %1").arg(size), "installing 1.23",
-                            "installed 1.23 well", "written NET 32,0 >1.23.0 well", "restarting",
-                            "ended well 6: 1 0 0"}));
-    QVERIFY(order.indexOf("installing 1.23") < order.indexOf("command"));
-    QVERIFY(order.lastIndexOf("command") < order.indexOf("installed 1.23 well"));
-}
-
-/** The device begins it by itself, outside of any run. */
-void TestEvents::moduleImageOfTheDevice()
-{
-    Shell shell;
-    shell.run = [](const QString &) {};
-    shell.readFirst = [](const QString &, int) { return netImage().mid(5, 32); };
-    Fixture fixture(twoImages(), shell);
-    fixture.harness.engine->slotConnect("ttyS2");
-    fixture.harness.engine->sendAppStatus(command::applicationStatus, 0);
-    QByteArray payload("\x01\x79\x01\x00\x40", 5);
-    payload += netImage();
-    fixture.harness.link->receive(mcu::buildFrame(mcu::replyStart, {}, command::escape, payload));
-    QVERIFY(sameTranscript(fixture.events, {"installing 1.23", "installed 1.23 well"}));
-}
-
-void TestEvents::nothingOutsideOfRuns()
-{
-    Fixture fixture(twoImages());
-    fixture.harness.addFault("silent:word=virtual-version,count=once");
-    fixture.harness.engine->slotConnect("ttyS2");
-    QVERIFY(!fixture.harness.engine->getMergeFWJSON(fixture.harness.packagePath()).isEmpty());
-    fixture.harness.engine->getProductInfo();
-    QVERIFY(fixture.harness.waitForEnd());
-    QVERIFY(fixture.harness.lines.filter("PISHOW").size() == 1);
-    QVERIFY(sameTranscript(fixture.events, {}));
-}
-
-void TestEvents::reporterOutsideOfRuns()
-{
-    QStringList events;
-    RunReporter reporter([&events](const RunEvent &event) { events.append(described(event)); });
-    reporter.skip({}, "bad_row");
-    reporter.write({}, 1);
-    reporter.written(true);
-    QCOMPARE(events, QStringList());
-    reporter.begin();
-    reporter.written(true); // nothing is being written
-    QCOMPARE(events, QStringList("begun"));
-}
-
-/** After a run that failed at its first row, a failing list still reports progress. */
-void TestEvents::listingOnAnotherThread()
-{
-    Fixture fixture(twoImages());
-    QVERIFY(QFile::remove(fixture.harness.packagePath()));
-    QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
-    fixture.events.clear();
-    fixture.harness.progress.clear();
-    std::thread lister(
-        [&] { fixture.harness.engine->getMergeFWJSON(fixture.harness.packagePath()); });
-    lister.join();
-    QTRY_COMPARE(fixture.harness.progress, QList<double>{50.0});
-    QCOMPARE(fixture.events, QStringList());
-}
-
-/** A reply that is taken is never trouble, and each trouble is either a retry or an end. */
-void TestEvents::troubleInTheTable()
-{
-    int retries = 0;
-    int givenUp = 0;
-    for (const Transition &line : stepTable()) {
-        const bool isTrouble =
-            line.kind == Transition::Kind::Retry || line.kind == Transition::Kind::GivenUp;
-        QVERIFY2(!isTrouble || line.event != Event::Answer, line.text);
-        QCOMPARE(line.retry > 0, line.kind == Transition::Kind::Retry);
-        const bool unanswered = isTrouble && line.event == Event::Silence;
-        retries += unanswered && line.retry > 0;
-        givenUp += unanswered && line.retry == 0;
+    void wholeRun()
+    {
+        Fixture fixture(twoImages());
+        QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+        QVERIFY(sameTranscript(
+            fixture.events, readBoth + wroteMain + QStringList{"writing AUX 1,0 1.0.0>1.0.1 300"} +
+                                wroteAux + QStringList{"restarting", "ended well 6: 2 0 0"}));
+        fixture.events.clear();
+        QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
+        QVERIFY(sameTranscript(fixture.events,
+                               {"begun", "reading AUX", "writing AUX 1,0 1.0.0>1.0.1 300", "85 %",
+                                "written AUX 1,0 1.0.0>1.0.1 well", "restarting",
+                                "ended well 6: 1 0 0"}));
     }
-    // Eleven commands are sent three times each.
-    QCOMPARE(retries, 22);
-    QCOMPARE(givenUp, 11);
-}
+
+    void retriesOfReads()
+    {
+        Fixture fixture(twoImages());
+        fixture.harness.addFault("silent:word=bootcode,type=1,count=always");
+        fixture.harness.addFault("silent:word=version,type=0,count=once");
+        QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+        QVERIFY(sameTranscript(
+            fixture.events.mid(0, 8),
+            {"begun", "reading MAIN", "reading AUX",
+             "retry AUX 1: Read the bootcode information of 'AUX' fail, retry 1.",
+             "retry AUX 2: Read the bootcode information of 'AUX' fail, retry 2.",
+             "gave up AUX: Read the bootcode information of 'AUX' fail, check the next mcu.",
+             "reading MAIN",
+             "retry MAIN 1: Read the version information of 'MAIN' fail, retry 1."}));
+    }
+
+    void retriesOfAnImage()
+    {
+        Fixture fixture(twoImages());
+        fixture.harness.addFault("refuse:word=enter,type=1,count=always");
+        QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
+        const QStringList entering{"retry AUX 1: 'AUX' Enter F/W Update Mode fail, retry 1.",
+                                   "retry AUX 2: 'AUX' Enter F/W Update Mode fail, retry 2.",
+                                   "gave up AUX: 'AUX' Enter F/W Update Mode fail."};
+        const QStringList again[] = {{"retry AUX 1: 'AUX' F/W update fail, retry 1."},
+                                     {"retry AUX 2: 'AUX' F/W update fail, retry 2."}};
+        QVERIFY(sameTranscript(
+            fixture.events, QStringList{"begun", "reading AUX", "writing AUX 1,0 1.0.0>1.0.1 300"} +
+                                entering + again[0] + entering + again[1] + entering +
+                                QStringList{"gave up AUX: 'AUX' F/W Update fail.",
+                                            "written AUX 1,0 1.0.0>1.0.1 badly", "restarting",
+                                            "ended well 6: 0 1 0"}));
+
+        Fixture blocks(twoImages());
+        blocks.harness.addFault("silent:word=block,type=1,count=twice");
+        QVERIFY(blocks.harness.run({"AUX,1,0"}, 5));
+        QVERIFY(sameTranscript(blocks.events.filter("retry"),
+                               {"retry AUX 1: F/W update timeout, retry 1.",
+                                "retry AUX 2: F/W update timeout, retry 2."}));
+        QCOMPARE(blocks.events.last(), QString("ended well 6: 1 0 0"));
+    }
+
+    void wrongModel()
+    {
+        Fixture fixture(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage}}, "HX-9"));
+        QVERIFY(fixture.harness.run({"MAIN,0,0"}, 2));
+        QVERIFY(sameTranscript(
+            fixture.events, {"begun",
+                             "gave up MAIN: Firmware Model Name is HX-9.\r\nDevice Model Name is "
+                             "HX-8.\r\nModel Name does not match, upgrade fail.",
+                             "ended badly 7: 0 0 0"}));
+    }
+
+    /** An image of fewer than 256 bytes gets no verdict from the uploader. */
+    void guardedRun()
+    {
+        Fixture fixture(makePackage({{"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, patternImage(100, 2)}}),
+                        std::nullopt, EngineHarness::withShortGuard());
+        QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
+        QCOMPARE(fixture.events.filter("No sign of life for too long.").isEmpty(), false);
+        QCOMPARE(fixture.events.last().section(' ', 0, 0), QString("ended"));
+    }
+
+    void moduleImage()
+    {
+        QStringList order;
+        Shell shell;
+        shell.run = [&order](const QString &) { order.append("command"); };
+        shell.readFirst = [](const QString &, int) { return netImage().mid(5, 32); };
+        Fixture fixture(makePackage({{"NET", 32, 1, 0, 0, '\0', {1, 23, 0}, netImage()}}), shell);
+        QObject::connect(fixture.harness.engine->runEvents(), &RunEvents::reported,
+                         [&order](const RunEvent &event) { order.append(described(event)); });
+        QVERIFY(fixture.harness.run({"NET,32,0"}, 5));
+        const int size = netImage().size();
+        QVERIFY(sameTranscript(fixture.events.filter(QRegularExpression("^[^0-9]")).mid(5),
+                               {QString("writing NET 32,0 >1.23.0 %1").arg(size), "installing 1.23",
+                                "installed 1.23 well", "written NET 32,0 >1.23.0 well",
+                                "restarting", "ended well 6: 1 0 0"}));
+        QVERIFY(order.indexOf("installing 1.23") < order.indexOf("command"));
+        QVERIFY(order.lastIndexOf("command") < order.indexOf("installed 1.23 well"));
+    }
+
+    /** The device begins it by itself, outside of any run. */
+    void moduleImageOfTheDevice()
+    {
+        Shell shell;
+        shell.run = [](const QString &) {};
+        shell.readFirst = [](const QString &, int) { return netImage().mid(5, 32); };
+        Fixture fixture(twoImages(), shell);
+        fixture.harness.engine->slotConnect("ttyS2");
+        fixture.harness.engine->sendAppStatus(command::applicationStatus, 0);
+        QByteArray payload("\x01\x79\x01\x00\x40", 5);
+        payload += netImage();
+        fixture.harness.link->receive(
+            mcu::buildFrame(mcu::replyStart, {}, command::escape, payload));
+        QVERIFY(sameTranscript(fixture.events, {"installing 1.23", "installed 1.23 well"}));
+    }
+
+    void nothingOutsideOfRuns()
+    {
+        Fixture fixture(twoImages());
+        fixture.harness.addFault("silent:word=virtual-version,count=once");
+        fixture.harness.engine->slotConnect("ttyS2");
+        QVERIFY(!fixture.harness.engine->getMergeFWJSON(fixture.harness.packagePath()).isEmpty());
+        fixture.harness.engine->getProductInfo();
+        QVERIFY(fixture.harness.waitForEnd());
+        QVERIFY(fixture.harness.lines.filter("PISHOW").size() == 1);
+        QVERIFY(sameTranscript(fixture.events, {}));
+    }
+
+    void reporterOutsideOfRuns()
+    {
+        QStringList events;
+        RunReporter reporter([&events](const RunEvent &event) { events.append(described(event)); });
+        reporter.skip({}, "bad_row");
+        reporter.write({}, 1);
+        reporter.written(true);
+        QCOMPARE(events, QStringList());
+        reporter.begin();
+        reporter.written(true); // nothing is being written
+        QCOMPARE(events, QStringList("begun"));
+    }
+
+    /** After a run that failed at its first row, a failing list still reports progress. */
+    void listingOnAnotherThread()
+    {
+        Fixture fixture(twoImages());
+        QVERIFY(QFile::remove(fixture.harness.packagePath()));
+        QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+        fixture.events.clear();
+        fixture.harness.progress.clear();
+        std::thread lister(
+            [&] { fixture.harness.engine->getMergeFWJSON(fixture.harness.packagePath()); });
+        lister.join();
+        QTRY_COMPARE(fixture.harness.progress, QList<double>{50.0});
+        QCOMPARE(fixture.events, QStringList());
+    }
+
+    /** A reply that is taken is never trouble, and each trouble is either a retry or an end. */
+    void troubleInTheTable()
+    {
+        int retries = 0;
+        int givenUp = 0;
+        for (const Transition &line : stepTable()) {
+            const bool isTrouble =
+                line.kind == Transition::Kind::Retry || line.kind == Transition::Kind::GivenUp;
+            QVERIFY2(!isTrouble || line.event != Event::Answer, line.text);
+            QCOMPARE(line.retry > 0, line.kind == Transition::Kind::Retry);
+            const bool unanswered = isTrouble && line.event == Event::Silence;
+            retries += unanswered && line.retry > 0;
+            givenUp += unanswered && line.retry == 0;
+        }
+        // Eleven commands are sent three times each.
+        QCOMPARE(retries, 22);
+        QCOMPARE(givenUp, 11);
+    }
+};
 
 AGENT_TEST(TestEvents)
 

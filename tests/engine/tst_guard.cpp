@@ -40,143 +40,6 @@ QStringList frames()
     return whole.sentWords();
 }
 
-} // namespace
-
-/** Whatever a run waits for, it ends; and whatever it is at, the next one starts clean. */
-class TestGuard : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void watchesWhileARunIsActive();
-    void endsEveryWait_data();
-    void endsEveryWait();
-    void isStoppedWithTheRun();
-    void startsOverInMidRun_data();
-    void startsOverInMidRun();
-    void startsFromTheLastWords();
-    void endsThePauseAfterARepeatedBlock();
-    void startsOverInThePauseAfterARepeatedBlock();
-};
-
-/** From the beginning: a run may wait for something else before its first frame is sent. */
-void TestGuard::watchesWhileARunIsActive()
-{
-    QObject parent;
-    RunGuard guard(std::chrono::milliseconds(1), &parent);
-    QSignalSpy expired(&guard, &RunGuard::expired);
-    guard.keepAlive();
-    guard.beginUnwatched();
-    QVERIFY(!guard.isWatching());
-    guard.begin();
-    QVERIFY(guard.isWatching());
-    QTRY_COMPARE(expired.count(), 1);
-    QVERIFY(guard.isActive());
-    guard.keepAlive();
-    QVERIFY(guard.isWatching());
-    guard.end();
-    QVERIFY(!guard.isWatching());
-    QVERIFY(!guard.isActive());
-}
-
-void TestGuard::endsEveryWait_data()
-{
-    const tests::DataTable<int> rows("at");
-    const QStringList words = frames();
-    QVERIFY(words.size() > 15);
-    for (int at = 0; at < words.size(); ++at)
-        rows(qPrintable(QStringLiteral("frame %1 (%2)").arg(at).arg(words.at(at))), at);
-}
-
-/** The device stops answering, and no time-out of a command is short enough to notice. */
-void TestGuard::endsEveryWait()
-{
-    QFETCH(int, at);
-    EngineHarness fixture(EngineHarness::twoMcus(), std::nullopt, onlyTheGuard());
-    fixture.setPackage(makePackage(images));
-    fixture.link->answerInstead = [&](const QByteArray &frame) {
-        const bool hears = fixture.link->sent.size() <= at;
-        return hears ? QList<QByteArray>{fixture.link->deviceAnswer(frame)} : QList<QByteArray>();
-    };
-    QVERIFY(fixture.run(rows, 2));
-    QCOMPARE(fixture.lines.filter(QStringLiteral("APPSTATUS|")), QStringList{"APPSTATUS|7"});
-    QVERIFY(fixture.engine->timersIdle());
-    QVERIFY(!fixture.engine->runActive());
-    // An image that gets no verdict counts as one that failed: twice more, and the next row.
-    const bool inAnImage = fixture.sentText().endsWith(QLatin1String("7900")) ||
-                           fixture.sentText().contains(QLatin1String("7900 7900"));
-    if (inAnImage)
-        QVERIFY(!fixture.lines.filter(QStringLiteral("F/W Update fail.")).isEmpty());
-}
-
-void TestGuard::isStoppedWithTheRun()
-{
-    EngineHarness fixture(EngineHarness::twoMcus());
-    fixture.setPackage(makePackage(images));
-    QVERIFY(fixture.run(rows, 2));
-    const QStringList lines = fixture.lines;
-    // A command outside of a run starts no guard and has no further effect.
-    fixture.engine->send(0xF903);
-    QVERIFY(fixture.engine->timersIdle());
-    settle();
-    QCOMPARE(fixture.lines, lines);
-}
-
-void TestGuard::startsOverInMidRun_data()
-{
-    endsEveryWait_data();
-}
-
-/** A second run takes the first one's place, timers, uploader and all. */
-void TestGuard::startsOverInMidRun()
-{
-    QFETCH(int, at);
-    Scenario fixture(chips, images);
-    bool again = false;
-    fixture.link->answerInstead = [&](const QByteArray &frame) {
-        if (fixture.link->sent.size() == at + 1 && !std::exchange(again, true)) {
-            QMetaObject::invokeMethod(
-                &fixture,
-                [&] {
-                    fixture.clear();
-                    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
-                },
-                Qt::QueuedConnection);
-        }
-        return QList<QByteArray>{fixture.link->deviceAnswer(frame)};
-    };
-    QVERIFY(fixture.run(rows, 2));
-    QVERIFY(waitFor([&] { return again; }));
-    QVERIFY(fixture.waitForEnd());
-    QVERIFY(fixture.succeeded());
-    QCOMPARE(fixture.with("APPSTATUS|"), QStringList{"APPSTATUS|6"});
-    QCOMPARE(fixture.results(2), QString("11"));
-    QVERIFY(compareFlash(fixture.device.flash(0, 0), patternImage(700, 1)).equal);
-    QVERIFY(compareFlash(fixture.device.flash(1, 0), patternImage(300, 3)).equal);
-}
-
-/** Who hears that a run has ended may start the next one at once. */
-void TestGuard::startsFromTheLastWords()
-{
-    Scenario fixture(chips, images);
-    int ends = 0;
-    connect(fixture.engine.get(), &ControlCenter::message, this, [&](const QStringList &list) {
-        if (list.first() != QLatin1String("APPSTATUS") || ++ends > 2)
-            return;
-        QVERIFY(!fixture.engine->runActive());
-        fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
-    });
-    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
-    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
-    QVERIFY(waitFor([&] { return ends == 3; }));
-    QVERIFY(fixture.waitForEnd());
-    QCOMPARE(fixture.with("APPSTATUS|").size(), 3);
-    QCOMPARE(fixture.device.rebootCount(), 3);
-    QVERIFY(fixture.succeeded());
-}
-
-namespace {
-
 /** The second block of MAIN is refused once, and the pause after it lasts. */
 void stopAfterARepeatedBlock(Scenario &fixture)
 {
@@ -187,36 +50,159 @@ void stopAfterARepeatedBlock(Scenario &fixture)
 
 } // namespace
 
-/** The image starts again from its beginning then, and nothing is left of the pause. */
-void TestGuard::endsThePauseAfterARepeatedBlock()
+/** Whatever a run waits for, it ends; and whatever it is at, the next one starts clean. */
+class TestGuard : public QObject
 {
-    Scenario fixture(chips, images, QStringLiteral("1.0.12"), EngineHarness::withShortGuard());
-    stopAfterARepeatedBlock(fixture);
-    QVERIFY(fixture.run(rows, 2));
-    QVERIFY(fixture.succeeded());
-    QCOMPARE(fixture.with("retry"),
-             QStringList({"F/W update timeout, retry 1.", "'MAIN' F/W update fail, retry 1."}));
-    QVERIFY(fixture.sentText().contains(QStringLiteral("7901:0 7901:1 7901:1 7900 7901:0 7901:1 "
-                                                       "7901:2 F802")));
-    QCOMPARE(fixture.results(2), QString("11"));
-    const auto timers = fixture.engine->findChildren<QTimer *>();
-    for (const QTimer *timer : timers)
-        QVERIFY(!timer->isActive());
-}
+    Q_OBJECT
 
-void TestGuard::startsOverInThePauseAfterARepeatedBlock()
-{
-    Scenario fixture(chips, images);
-    stopAfterARepeatedBlock(fixture);
-    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
-    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
-    QVERIFY(waitFor([&] { return fixture.sentText().endsWith(QStringLiteral("7901:1 7901:1")); }));
-    QVERIFY(waitFor([&] { return !canRead; }));
-    QVERIFY(fixture.run(rows, 2));
-    QVERIFY(fixture.succeeded());
-    QVERIFY(fixture.with("retry").isEmpty());
-    QCOMPARE(fixture.results(2), QString("11"));
-}
+private slots:
+    /** From the beginning: a run may wait for something else before its first frame is sent. */
+    void watchesWhileARunIsActive()
+    {
+        QObject parent;
+        RunGuard guard(std::chrono::milliseconds(1), &parent);
+        QSignalSpy expired(&guard, &RunGuard::expired);
+        guard.keepAlive();
+        guard.beginUnwatched();
+        QVERIFY(!guard.isWatching());
+        guard.begin();
+        QVERIFY(guard.isWatching());
+        QTRY_COMPARE(expired.count(), 1);
+        QVERIFY(guard.isActive());
+        guard.keepAlive();
+        QVERIFY(guard.isWatching());
+        guard.end();
+        QVERIFY(!guard.isWatching());
+        QVERIFY(!guard.isActive());
+    }
+
+    void endsEveryWait_data()
+    {
+        const tests::DataTable<int> rows("at");
+        const QStringList words = frames();
+        QVERIFY(words.size() > 15);
+        for (int at = 0; at < words.size(); ++at)
+            rows(qPrintable(QStringLiteral("frame %1 (%2)").arg(at).arg(words.at(at))), at);
+    }
+
+    /** The device stops answering, and no time-out of a command is short enough to notice. */
+    void endsEveryWait()
+    {
+        QFETCH(int, at);
+        EngineHarness fixture(EngineHarness::twoMcus(), std::nullopt, onlyTheGuard());
+        fixture.setPackage(makePackage(images));
+        fixture.link->answerInstead = [&](const QByteArray &frame) {
+            const bool hears = fixture.link->sent.size() <= at;
+            return hears ? QList<QByteArray>{fixture.link->deviceAnswer(frame)}
+                         : QList<QByteArray>();
+        };
+        QVERIFY(fixture.run(rows, 2));
+        QCOMPARE(fixture.lines.filter(QStringLiteral("APPSTATUS|")), QStringList{"APPSTATUS|7"});
+        QVERIFY(fixture.engine->timersIdle());
+        QVERIFY(!fixture.engine->runActive());
+        // An image that gets no verdict counts as one that failed: twice more, and the next row.
+        const bool inAnImage = fixture.sentText().endsWith(QLatin1String("7900")) ||
+                               fixture.sentText().contains(QLatin1String("7900 7900"));
+        if (inAnImage)
+            QVERIFY(!fixture.lines.filter(QStringLiteral("F/W Update fail.")).isEmpty());
+    }
+
+    void isStoppedWithTheRun()
+    {
+        EngineHarness fixture(EngineHarness::twoMcus());
+        fixture.setPackage(makePackage(images));
+        QVERIFY(fixture.run(rows, 2));
+        const QStringList lines = fixture.lines;
+        // A command outside of a run starts no guard and has no further effect.
+        fixture.engine->send(0xF903);
+        QVERIFY(fixture.engine->timersIdle());
+        settle();
+        QCOMPARE(fixture.lines, lines);
+    }
+
+    void startsOverInMidRun_data() { endsEveryWait_data(); }
+
+    /** A second run takes the first one's place, timers, uploader and all. */
+    void startsOverInMidRun()
+    {
+        QFETCH(int, at);
+        Scenario fixture(chips, images);
+        bool again = false;
+        fixture.link->answerInstead = [&](const QByteArray &frame) {
+            if (fixture.link->sent.size() == at + 1 && !std::exchange(again, true)) {
+                QMetaObject::invokeMethod(
+                    &fixture,
+                    [&] {
+                        fixture.clear();
+                        fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+                    },
+                    Qt::QueuedConnection);
+            }
+            return QList<QByteArray>{fixture.link->deviceAnswer(frame)};
+        };
+        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(waitFor([&] { return again; }));
+        QVERIFY(fixture.waitForEnd());
+        QVERIFY(fixture.succeeded());
+        QCOMPARE(fixture.with("APPSTATUS|"), QStringList{"APPSTATUS|6"});
+        QCOMPARE(fixture.results(2), QString("11"));
+        QVERIFY(compareFlash(fixture.device.flash(0, 0), patternImage(700, 1)).equal);
+        QVERIFY(compareFlash(fixture.device.flash(1, 0), patternImage(300, 3)).equal);
+    }
+
+    /** Who hears that a run has ended may start the next one at once. */
+    void startsFromTheLastWords()
+    {
+        Scenario fixture(chips, images);
+        int ends = 0;
+        connect(fixture.engine.get(), &ControlCenter::message, this, [&](const QStringList &list) {
+            if (list.first() != QLatin1String("APPSTATUS") || ++ends > 2)
+                return;
+            QVERIFY(!fixture.engine->runActive());
+            fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+        });
+        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+        QVERIFY(waitFor([&] { return ends == 3; }));
+        QVERIFY(fixture.waitForEnd());
+        QCOMPARE(fixture.with("APPSTATUS|").size(), 3);
+        QCOMPARE(fixture.device.rebootCount(), 3);
+        QVERIFY(fixture.succeeded());
+    }
+
+    /** The image starts again from its beginning then, and nothing is left of the pause. */
+    void endsThePauseAfterARepeatedBlock()
+    {
+        Scenario fixture(chips, images, QStringLiteral("1.0.12"), EngineHarness::withShortGuard());
+        stopAfterARepeatedBlock(fixture);
+        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(fixture.succeeded());
+        QCOMPARE(fixture.with("retry"),
+                 QStringList({"F/W update timeout, retry 1.", "'MAIN' F/W update fail, retry 1."}));
+        QVERIFY(
+            fixture.sentText().contains(QStringLiteral("7901:0 7901:1 7901:1 7900 7901:0 7901:1 "
+                                                       "7901:2 F802")));
+        QCOMPARE(fixture.results(2), QString("11"));
+        const auto timers = fixture.engine->findChildren<QTimer *>();
+        for (const QTimer *timer : timers)
+            QVERIFY(!timer->isActive());
+    }
+
+    void startsOverInThePauseAfterARepeatedBlock()
+    {
+        Scenario fixture(chips, images);
+        stopAfterARepeatedBlock(fixture);
+        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+        QVERIFY(
+            waitFor([&] { return fixture.sentText().endsWith(QStringLiteral("7901:1 7901:1")); }));
+        QVERIFY(waitFor([&] { return !canRead; }));
+        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(fixture.succeeded());
+        QVERIFY(fixture.with("retry").isEmpty());
+        QCOMPARE(fixture.results(2), QString("11"));
+    }
+};
 
 AGENT_TEST(TestGuard)
 

@@ -62,197 +62,183 @@ class TestInfo : public QObject
     Q_OBJECT
 
 private slots:
-    void readStartsWithTheMainMcu();
-    void mainRecordNamesTheOtherRows();
-    void upgradeTakesNoRows();
-    void reportHasEveryRow();
-    void readsShareNothing();
-    void writesThatDoNotStart_data();
-    void writesThatDoNotStart();
-    void rowsAreWrittenInTurn();
-    void rowsWithoutARecord_data();
-    void rowsWithoutARecord();
-    void descriptionComesAlong();
-    void writesStartAtTheFirstRow();
-    void payloadOfARow_data();
-    void payloadOfARow();
-};
-
-void TestInfo::readStartsWithTheMainMcu()
-{
-    ReportBench bench;
-    bench.rows.reset({"A,1,0", "B,2,0"});
-    bench.rows.advance();
-    InfoRead read(bench.rows, bench.output);
-    read.begin();
-    QVERIFY(bench.output.isReading());
-    QCOMPARE(bench.rows.all(), QStringList{"MAIN,0,0,,,,,,,,,0,0"});
-    QCOMPARE(bench.rows.index(), 0);
-}
-
-void TestInfo::mainRecordNamesTheOtherRows()
-{
-    ReportBench bench;
-    InfoRead read(bench.rows, bench.output);
-    read.begin();
-    for (int i = 0; i < 2; ++i) {
-        read.takeMainRecord(mainRecord());
-        QCOMPARE(bench.rows.count(), 3);
-        QCOMPARE(bench.rows.all().mid(1), productReport::auxRows(mainRecord()));
+    void readStartsWithTheMainMcu()
+    {
+        ReportBench bench;
+        bench.rows.reset({"A,1,0", "B,2,0"});
+        bench.rows.advance();
+        InfoRead read(bench.rows, bench.output);
+        read.begin();
+        QVERIFY(bench.output.isReading());
+        QCOMPARE(bench.rows.all(), QStringList{"MAIN,0,0,,,,,,,,,0,0"});
+        QCOMPARE(bench.rows.index(), 0);
     }
-}
 
-void TestInfo::upgradeTakesNoRows()
-{
-    ReportBench bench;
-    bench.rows.reset({"MAIN,0,0"});
-    InfoRead read(bench.rows, bench.output);
-    read.takeMainRecord(mainRecord());
-    QCOMPARE(bench.rows.all(), QStringList{"MAIN,0,0"});
-    read.show();
-    QCOMPARE(bench.lines.size(), 1);
-    QVERIFY(!bench.lines.first().contains("HX-8"));
-}
+    void mainRecordNamesTheOtherRows()
+    {
+        ReportBench bench;
+        InfoRead read(bench.rows, bench.output);
+        read.begin();
+        for (int i = 0; i < 2; ++i) {
+            read.takeMainRecord(mainRecord());
+            QCOMPARE(bench.rows.count(), 3);
+            QCOMPARE(bench.rows.all().mid(1), productReport::auxRows(mainRecord()));
+        }
+    }
 
-void TestInfo::reportHasEveryRow()
-{
-    ReportBench bench;
-    InfoRead read(bench.rows, bench.output);
-    read.begin();
-    read.takeMainRecord(mainRecord());
-    bench.rows.setValue(1, field::ver1, "7");
-    read.show();
-    QStringList expected{"PISHOW", heading};
-    expected += productReport::recordLines(mainRecord());
-    const QStringList rows = bench.rows.all();
-    for (const QString &row : rows)
-        expected += productReport::rowText(row.split(','));
-    QCOMPARE(bench.lines, QStringList{expected.join('|')});
-}
+    void upgradeTakesNoRows()
+    {
+        ReportBench bench;
+        bench.rows.reset({"MAIN,0,0"});
+        InfoRead read(bench.rows, bench.output);
+        read.takeMainRecord(mainRecord());
+        QCOMPARE(bench.rows.all(), QStringList{"MAIN,0,0"});
+        read.show();
+        QCOMPARE(bench.lines.size(), 1);
+        QVERIFY(!bench.lines.first().contains("HX-8"));
+    }
 
-void TestInfo::readsShareNothing()
-{
-    ReportBench bench;
-    InfoRead read(bench.rows, bench.output);
-    for (int i = 0; i < 2; ++i) {
+    void reportHasEveryRow()
+    {
+        ReportBench bench;
+        InfoRead read(bench.rows, bench.output);
         read.begin();
         read.takeMainRecord(mainRecord());
+        bench.rows.setValue(1, field::ver1, "7");
         read.show();
+        QStringList expected{"PISHOW", heading};
+        expected += productReport::recordLines(mainRecord());
+        const QStringList rows = bench.rows.all();
+        for (const QString &row : rows)
+            expected += productReport::rowText(row.split(','));
+        QCOMPARE(bench.lines, QStringList{expected.join('|')});
     }
-    QCOMPARE(bench.lines.size(), 2);
-    QCOMPARE(bench.lines.at(0), bench.lines.at(1));
-}
 
-void TestInfo::writesThatDoNotStart_data()
-{
-    const tests::DataTable<QString, QStringList, QString> rows("stored", "given", "line");
-    const QString malformed = QStringLiteral("Data struct error, no valid product information!");
-    rows("nothing", description, {}, "Data is empty, no valid product information!");
-    rows("no description", {}, QStringList{keyRow}, malformed);
-    rows("no JSON", "{", QStringList{keyRow}, malformed);
-    rows("short row", description, QStringList{keyRow, "KEY,2,0,2,1"}, malformed);
-    rows("bad description along", description, QStringList{" {", keyRow}, malformed);
-}
+    void readsShareNothing()
+    {
+        ReportBench bench;
+        InfoRead read(bench.rows, bench.output);
+        for (int i = 0; i < 2; ++i) {
+            read.begin();
+            read.takeMainRecord(mainRecord());
+            read.show();
+        }
+        QCOMPARE(bench.lines.size(), 2);
+        QCOMPARE(bench.lines.at(0), bench.lines.at(1));
+    }
 
-void TestInfo::writesThatDoNotStart()
-{
-    QFETCH(QString, stored);
-    QFETCH(QStringList, given);
-    QFETCH(QString, line);
-    WriteBench bench(stored);
-    bench.write.setRows(given);
-    QCOMPARE(bench.write.start(), FoundEvent(Event::InfoWritesDone));
-    QCOMPARE(bench.lines, QStringList{line});
-    QVERIFY(bench.sent.isEmpty());
-}
+    void writesThatDoNotStart_data()
+    {
+        const tests::DataTable<QString, QStringList, QString> rows("stored", "given", "line");
+        const QString malformed =
+            QStringLiteral("Data struct error, no valid product information!");
+        rows("nothing", description, {}, "Data is empty, no valid product information!");
+        rows("no description", {}, QStringList{keyRow}, malformed);
+        rows("no JSON", "{", QStringList{keyRow}, malformed);
+        rows("short row", description, QStringList{keyRow, "KEY,2,0,2,1"}, malformed);
+        rows("bad description along", description, QStringList{" {", keyRow}, malformed);
+    }
 
-void TestInfo::rowsAreWrittenInTurn()
-{
-    WriteBench bench;
-    bench.write.setRows({keyRow, otherRow});
-    QCOMPARE(bench.write.start(), FoundEvent());
-    QCOMPARE(bench.sent.size(), 1);
-    QCOMPARE(bench.write.index(), 0);
-    // A retry sends the same record again.
-    QCOMPARE(bench.write.writeCurrent(), FoundEvent());
-    QCOMPARE(bench.sent.size(), 2);
-    bench.write.endCurrent(true);
-    QCOMPARE(bench.write.writeCurrent(), FoundEvent());
-    QCOMPARE(bench.write.index(), 1);
-    bench.write.endCurrent(false);
-    QCOMPARE(bench.write.writeCurrent(), FoundEvent(Event::InfoWritesDone));
-    const QString start = QStringLiteral("Start to write 'KEY' product information.");
-    QCOMPARE(bench.lines, QStringList({"Start to write Product Information.", start, start,
-                                       resultOf(keyRow, "1"), start, resultOf(otherRow, "2"),
-                                       "Write all product information done."}));
-    QCOMPARE(bench.sent.at(0), bench.sent.at(1));
-    QCOMPARE(ProductRecord::decode(bench.sent.at(2)).chipIndex, quint8(1));
-}
+    void writesThatDoNotStart()
+    {
+        QFETCH(QString, stored);
+        QFETCH(QStringList, given);
+        QFETCH(QString, line);
+        WriteBench bench(stored);
+        bench.write.setRows(given);
+        QCOMPARE(bench.write.start(), FoundEvent(Event::InfoWritesDone));
+        QCOMPARE(bench.lines, QStringList{line});
+        QVERIFY(bench.sent.isEmpty());
+    }
 
-void TestInfo::rowsWithoutARecord_data()
-{
-    const tests::DataTable<QString, QStringList> rows("row", "lines");
-    const QString start = QStringLiteral("Start to write 'X' product information.");
-    rows("FPGA", "X,17,0,2,1,65",
-         QStringList{"'X' model is FPGA, ignore to write product information."});
-    rows("no such chip", "X,9,0,2,1,65",
-         QStringList{start, "Data struct chips error!", resultOf("X,9,0,2,1,65", "2")});
-    rows("no main chip", "X,0,0,2,1,65",
-         QStringList{start, "Data struct chips error!", resultOf("X,0,0,2,1,65", "2")});
-}
-
-/** The walk continues with the next row at once. */
-void TestInfo::rowsWithoutARecord()
-{
-    QFETCH(QString, row);
-    QFETCH(QStringList, lines);
-    WriteBench bench;
-    bench.write.setRows({row, keyRow});
-    QCOMPARE(bench.write.start(), FoundEvent());
-    QCOMPARE(bench.write.index(), 1);
-    QCOMPARE(bench.sent.size(), 1);
-    QCOMPARE(bench.lines, QStringList{"Start to write Product Information."} + lines +
-                              QStringList{"Start to write 'KEY' product information."});
-}
-
-void TestInfo::descriptionComesAlong()
-{
-    WriteBench bench(QString{});
-    bench.write.setRows({keyRow, description});
-    QCOMPARE(bench.write.start(), FoundEvent());
-    QCOMPARE(bench.sent.size(), 1);
-    QCOMPARE(bench.rows.all(), QStringList{keyRow + ",0,0,0,0"});
-}
-
-void TestInfo::writesStartAtTheFirstRow()
-{
-    WriteBench bench;
-    for (int i = 0; i < 2; ++i) {
-        bench.write.setRows({keyRow});
+    void rowsAreWrittenInTurn()
+    {
+        WriteBench bench;
+        bench.write.setRows({keyRow, otherRow});
         QCOMPARE(bench.write.start(), FoundEvent());
+        QCOMPARE(bench.sent.size(), 1);
+        QCOMPARE(bench.write.index(), 0);
+        // A retry sends the same record again.
+        QCOMPARE(bench.write.writeCurrent(), FoundEvent());
+        QCOMPARE(bench.sent.size(), 2);
         bench.write.endCurrent(true);
+        QCOMPARE(bench.write.writeCurrent(), FoundEvent());
+        QCOMPARE(bench.write.index(), 1);
+        bench.write.endCurrent(false);
+        QCOMPARE(bench.write.writeCurrent(), FoundEvent(Event::InfoWritesDone));
+        const QString start = QStringLiteral("Start to write 'KEY' product information.");
+        QCOMPARE(bench.lines, QStringList({"Start to write Product Information.", start, start,
+                                           resultOf(keyRow, "1"), start, resultOf(otherRow, "2"),
+                                           "Write all product information done."}));
+        QCOMPARE(bench.sent.at(0), bench.sent.at(1));
+        QCOMPARE(ProductRecord::decode(bench.sent.at(2)).chipIndex, quint8(1));
     }
-    QCOMPARE(bench.sent.size(), 2);
-}
 
-void TestInfo::payloadOfARow_data()
-{
-    const tests::DataTable<QString, bool, QStringList> rows("given", "has", "lines");
-    rows("record", description, true, {});
-    rows("no object", "[]", false, QStringList{"Data struct error!"});
-    rows("no chips", "{}", false, QStringList{"Data struct chips error!"});
-}
+    void rowsWithoutARecord_data()
+    {
+        const tests::DataTable<QString, QStringList> rows("row", "lines");
+        const QString start = QStringLiteral("Start to write 'X' product information.");
+        rows("FPGA", "X,17,0,2,1,65",
+             QStringList{"'X' model is FPGA, ignore to write product information."});
+        rows("no such chip", "X,9,0,2,1,65",
+             QStringList{start, "Data struct chips error!", resultOf("X,9,0,2,1,65", "2")});
+        rows("no main chip", "X,0,0,2,1,65",
+             QStringList{start, "Data struct chips error!", resultOf("X,0,0,2,1,65", "2")});
+    }
 
-void TestInfo::payloadOfARow()
-{
-    QFETCH(QString, given);
-    WriteBench bench(given);
-    bench.write.setRows({keyRow});
-    bench.write.start();
-    bench.lines.clear();
-    QTEST(!bench.write.payloadOf(0).isEmpty(), "has");
-    QTEST(bench.lines, "lines");
-}
+    /** The walk continues with the next row at once. */
+    void rowsWithoutARecord()
+    {
+        QFETCH(QString, row);
+        QFETCH(QStringList, lines);
+        WriteBench bench;
+        bench.write.setRows({row, keyRow});
+        QCOMPARE(bench.write.start(), FoundEvent());
+        QCOMPARE(bench.write.index(), 1);
+        QCOMPARE(bench.sent.size(), 1);
+        QCOMPARE(bench.lines, QStringList{"Start to write Product Information."} + lines +
+                                  QStringList{"Start to write 'KEY' product information."});
+    }
+
+    void descriptionComesAlong()
+    {
+        WriteBench bench(QString{});
+        bench.write.setRows({keyRow, description});
+        QCOMPARE(bench.write.start(), FoundEvent());
+        QCOMPARE(bench.sent.size(), 1);
+        QCOMPARE(bench.rows.all(), QStringList{keyRow + ",0,0,0,0"});
+    }
+
+    void writesStartAtTheFirstRow()
+    {
+        WriteBench bench;
+        for (int i = 0; i < 2; ++i) {
+            bench.write.setRows({keyRow});
+            QCOMPARE(bench.write.start(), FoundEvent());
+            bench.write.endCurrent(true);
+        }
+        QCOMPARE(bench.sent.size(), 2);
+    }
+
+    void payloadOfARow_data()
+    {
+        const tests::DataTable<QString, bool, QStringList> rows("given", "has", "lines");
+        rows("record", description, true, {});
+        rows("no object", "[]", false, QStringList{"Data struct error!"});
+        rows("no chips", "{}", false, QStringList{"Data struct chips error!"});
+    }
+
+    void payloadOfARow()
+    {
+        QFETCH(QString, given);
+        WriteBench bench(given);
+        bench.write.setRows({keyRow});
+        bench.write.start();
+        bench.lines.clear();
+        QTEST(!bench.write.payloadOf(0).isEmpty(), "has");
+        QTEST(bench.lines, "lines");
+    }
+};
 
 AGENT_TEST(TestInfo)
 

@@ -82,127 +82,123 @@ class TestLate : public QObject
     Q_OBJECT
 
 private slots:
-    void countsForNoOtherRow_data();
-    void countsForNoOtherRow();
-    void waitGoesOn();
-    void countsForNoOtherRecord();
-    void neverAnswersForItself();
-};
-
-void TestLate::countsForNoOtherRow_data()
-{
-    QTest::addColumn<bool>("upgrades");
-    QTest::addColumn<int>("word");
-    QTest::addColumn<bool>("inOneChunk");
-    for (const bool upgrades : {true, false}) {
-        for (const int word : {0xF900, 0xF901, 0xF902}) {
-            for (const bool inOneChunk : {true, false})
-                QTest::addRow("%s, %x%s", upgrades ? "upgrade" : "read", word,
-                              inOneChunk ? ", in one chunk" : "")
-                    << upgrades << word << inOneChunk;
+    void countsForNoOtherRow_data()
+    {
+        QTest::addColumn<bool>("upgrades");
+        QTest::addColumn<int>("word");
+        QTest::addColumn<bool>("inOneChunk");
+        for (const bool upgrades : {true, false}) {
+            for (const int word : {0xF900, 0xF901, 0xF902}) {
+                for (const bool inOneChunk : {true, false})
+                    QTest::addRow("%s, %x%s", upgrades ? "upgrade" : "read", word,
+                                  inOneChunk ? ", in one chunk" : "")
+                        << upgrades << word << inOneChunk;
+            }
         }
     }
-}
 
-void TestLate::countsForNoOtherRow()
-{
-    QFETCH(bool, upgrades);
-    QFETCH(int, word);
-    QFETCH(bool, inOneChunk);
-    Fixture undisturbed;
-    QVERIFY(undisturbed.start(upgrades));
-    Fixture fixture;
-    fixture.repeatLate(quint16(word), inOneChunk);
-    QVERIFY(fixture.start(upgrades));
-    QVERIFY(sameTranscript(fixture.lines, undisturbed.lines));
-    QCOMPARE(fixture.sentText(), undisturbed.sentText());
-}
+    void countsForNoOtherRow()
+    {
+        QFETCH(bool, upgrades);
+        QFETCH(int, word);
+        QFETCH(bool, inOneChunk);
+        Fixture undisturbed;
+        QVERIFY(undisturbed.start(upgrades));
+        Fixture fixture;
+        fixture.repeatLate(quint16(word), inOneChunk);
+        QVERIFY(fixture.start(upgrades));
+        QVERIFY(sameTranscript(fixture.lines, undisturbed.lines));
+        QCOMPARE(fixture.sentText(), undisturbed.sentText());
+    }
 
-/** Nothing of the wait changes: not its time, not the flag, not the frame that is half there. */
-void TestLate::waitGoesOn()
-{
-    TimeOuts timeOuts = EngineHarness::scaledPlatform(QString()).timeOuts;
-    timeOuts.otherCommand = 1h;
-    timeOuts.runGuard = 2h;
-    Fixture fixture(timeOuts);
-    fixture.link->answerInstead = [&](const QByteArray &frame) {
-        const bool asked = mcu::wordAt(frame, mcu::wordOffset) == command::readVersion &&
-                           frame.at(mcu::payloadOffset) == 1;
-        return asked ? QList<QByteArray>() : QList<QByteArray>{fixture.link->deviceAnswer(frame)};
-    };
-    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
-    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 5);
-    const QString question = QStringLiteral("Send 'Read FW version' command to 'AUX'.");
-    QVERIFY(waitFor([&] { return fixture.lines.endsWith(question); }));
+    /** Nothing of the wait changes: not its time, not the flag, not the frame that is half there.
+     */
+    void waitGoesOn()
+    {
+        TimeOuts timeOuts = EngineHarness::scaledPlatform(QString()).timeOuts;
+        timeOuts.otherCommand = 1h;
+        timeOuts.runGuard = 2h;
+        Fixture fixture(timeOuts);
+        fixture.link->answerInstead = [&](const QByteArray &frame) {
+            const bool asked = mcu::wordAt(frame, mcu::wordOffset) == command::readVersion &&
+                               frame.at(mcu::payloadOffset) == 1;
+            return asked ? QList<QByteArray>()
+                         : QList<QByteArray>{fixture.link->deviceAnswer(frame)};
+        };
+        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 5);
+        const QString question = QStringLiteral("Send 'Read FW version' command to 'AUX'.");
+        QVERIFY(waitFor([&] { return fixture.lines.endsWith(question); }));
 
-    const auto timers = fixture.engine->findChildren<QTimer *>();
-    const auto remaining = [&timers](int interval) {
-        for (const QTimer *timer : timers) {
-            if (timer->isActive() && timer->interval() == interval)
-                return timer->remainingTime();
-        }
-        return -1;
-    };
-    const int hour = int(std::chrono::milliseconds(1h).count());
-    QVERIFY(
-        waitFor([&] { return remaining(hour) < hour - 5 && remaining(2 * hour) < 2 * hour - 5; }));
-    const int before = remaining(hour);
-    const int guardBefore = remaining(2 * hour);
+        const auto timers = fixture.engine->findChildren<QTimer *>();
+        const auto remaining = [&timers](int interval) {
+            for (const QTimer *timer : timers) {
+                if (timer->isActive() && timer->interval() == interval)
+                    return timer->remainingTime();
+            }
+            return -1;
+        };
+        const int hour = int(std::chrono::milliseconds(1h).count());
+        QVERIFY(waitFor(
+            [&] { return remaining(hour) < hour - 5 && remaining(2 * hour) < 2 * hour - 5; }));
+        const int before = remaining(hour);
+        const int guardBefore = remaining(2 * hour);
 
-    const MessageRecorder log("agent.engine", MessageRecorder::Debug::On);
-    fixture.link->receive(versionOf(0));
-    QVERIFY(MessageRecorder::take().contains(
-        QStringLiteral("D late answer of \"MAIN\" dropped, awaiting that of \"AUX\"")));
-    QCOMPARE(fixture.lines.last(), question);
-    QCOMPARE(fixture.engine->getTypeAndIndex(1, field::ver1), QString());
-    QVERIFY(canRead);
-    QVERIFY(remaining(hour) > 0 && remaining(hour) <= before);
-    QVERIFY(remaining(2 * hour) > 0 && remaining(2 * hour) <= guardBefore);
+        const MessageRecorder log("agent.engine", MessageRecorder::Debug::On);
+        fixture.link->receive(versionOf(0));
+        QVERIFY(MessageRecorder::take().contains(
+            QStringLiteral("D late answer of \"MAIN\" dropped, awaiting that of \"AUX\"")));
+        QCOMPARE(fixture.lines.last(), question);
+        QCOMPARE(fixture.engine->getTypeAndIndex(1, field::ver1), QString());
+        QVERIFY(canRead);
+        QVERIFY(remaining(hour) > 0 && remaining(hour) <= before);
+        QVERIFY(remaining(2 * hour) > 0 && remaining(2 * hour) <= guardBefore);
 
-    fixture.link->receive(versionOf(1));
-    QCOMPARE(fixture.lines.filter(QStringLiteral("version success")).last(),
-             QStringLiteral("Read 'AUX' version success, version is V1.2.3"));
-}
+        fixture.link->receive(versionOf(1));
+        QCOMPARE(fixture.lines.filter(QStringLiteral("version success")).last(),
+                 QStringLiteral("Read 'AUX' version success, version is V1.2.3"));
+    }
 
-/** The second answer for the main MCU's record does not answer for the other one. */
-void TestLate::countsForNoOtherRecord()
-{
-    Fixture fixture;
-    fixture.link->answerInstead = [&](const QByteArray &frame) {
-        const QByteArray answer = fixture.link->deviceAnswer(frame);
-        return frame.at(mcu::payloadOffset) == 0 ? QList<QByteArray>{answer, answer}
-                                                 : QList<QByteArray>{};
-    };
-    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
-    fixture.engine->setProductInfo({QStringLiteral(R"({"model": "HX-8", "chips": [
+    /** The second answer for the main MCU's record does not answer for the other one. */
+    void countsForNoOtherRecord()
+    {
+        Fixture fixture;
+        fixture.link->answerInstead = [&](const QByteArray &frame) {
+            const QByteArray answer = fixture.link->deviceAnswer(frame);
+            return frame.at(mcu::payloadOffset) == 0 ? QList<QByteArray>{answer, answer}
+                                                     : QList<QByteArray>{};
+        };
+        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->setProductInfo({QStringLiteral(R"({"model": "HX-8", "chips": [
             {"name": "MAIN", "chip_type": "1", "chip_quanity": "1", "mcus": [
                 {"mcu_type": "1", "pcbs": [{"pcb_version": "1", "speciality": "A"}]}]},
             {"name": "AUX", "chip_type": "2", "chip_quanity": "1", "mcus": [
                 {"mcu_type": "2", "pcbs": [{"pcb_version": "4", "speciality": "A"}]}]}]})"),
-                                    QStringLiteral("MAIN,0,0,1,1,65"),
-                                    QStringLiteral("AUX,1,0,2,4,65")});
-    QVERIFY(fixture.waitForEnd());
-    QCOMPARE(fixture.lines.filter(QStringLiteral("SETPIRESULT")),
-             QStringList({"SETPIRESULT|MAIN,0,0,1,1,65,0,0,0,0|1",
-                          "SETPIRESULT|AUX,1,0,2,4,65,0,0,0,0|2"}));
-}
+                                        QStringLiteral("MAIN,0,0,1,1,65"),
+                                        QStringLiteral("AUX,1,0,2,4,65")});
+        QVERIFY(fixture.waitForEnd());
+        QCOMPARE(fixture.lines.filter(QStringLiteral("SETPIRESULT")),
+                 QStringList({"SETPIRESULT|MAIN,0,0,1,1,65,0,0,0,0|1",
+                              "SETPIRESULT|AUX,1,0,2,4,65,0,0,0,0|2"}));
+    }
 
-/** A device that gives one row's answer to every question does not keep the run waiting. */
-void TestLate::neverAnswersForItself()
-{
-    Fixture fixture;
-    fixture.link->answerInstead = [&](const QByteArray &frame) {
-        const bool asked = mcu::wordAt(frame, mcu::wordOffset) == command::readVersion;
-        return QList<QByteArray>{asked ? versionOf(0) : fixture.link->deviceAnswer(frame)};
-    };
-    QVERIFY(fixture.run(rows, 5));
-    QCOMPARE(fixture.lines.filter(QStringLiteral("version information of 'AUX'")),
-             QStringList({"Read the version information of 'AUX' fail, retry 1.",
-                          "Read the version information of 'AUX' fail, retry 2.",
-                          "Read the version information of 'AUX' fail, check the next mcu."}));
-    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
-    QCOMPARE(fixture.results(2), QString("11"));
-}
+    /** A device that gives one row's answer to every question does not keep the run waiting. */
+    void neverAnswersForItself()
+    {
+        Fixture fixture;
+        fixture.link->answerInstead = [&](const QByteArray &frame) {
+            const bool asked = mcu::wordAt(frame, mcu::wordOffset) == command::readVersion;
+            return QList<QByteArray>{asked ? versionOf(0) : fixture.link->deviceAnswer(frame)};
+        };
+        QVERIFY(fixture.run(rows, 5));
+        QCOMPARE(fixture.lines.filter(QStringLiteral("version information of 'AUX'")),
+                 QStringList({"Read the version information of 'AUX' fail, retry 1.",
+                              "Read the version information of 'AUX' fail, retry 2.",
+                              "Read the version information of 'AUX' fail, check the next mcu."}));
+        QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+        QCOMPARE(fixture.results(2), QString("11"));
+    }
+};
 
 AGENT_TEST(TestLate)
 

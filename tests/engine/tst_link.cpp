@@ -95,236 +95,221 @@ class TestLink : public QObject
     Q_OBJECT
 
 private slots:
-    void cleanup();
-    void opensWithTheLastBaudRate();
-    void runWithoutAPort();
-    void portGoesInMidRun();
-    void readNeedsALink();
-    void readNeedsAnOpenPort();
-    void readOverTheNetwork();
-    void upgradeOverTheNetwork();
-    void serialLinkComesBack();
-    void serialConnectOvertakesTheNetwork();
-    void peerClosesInMidRun();
-    void networkFailureHasItsOwnWords();
-    void networkAtConstruction();
-};
+    void cleanup() { g_CONNECTTYPE = links::serial; }
 
-void TestLink::cleanup()
-{
-    g_CONNECTTYPE = links::serial;
-}
-
-void TestLink::opensWithTheLastBaudRate()
-{
-    Fixture fixture;
-    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
-    QCOMPARE(fixture.link->openedWith, QStringLiteral("ttyS2 57600 8 1 NoParity"));
-    fixture.engine->slotConnectWithBandrate(QStringLiteral("ttyS2"), QStringLiteral("115200"));
-    fixture.engine->slotAutoConnect(QStringLiteral("ttyS3"));
-    QCOMPARE(fixture.link->openedWith, QStringLiteral("ttyS3 115200 8 1 NoParity"));
-}
-
-/** The failed open does not end the run; the run continues and ends by its time-outs. */
-void TestLink::runWithoutAPort()
-{
-    Fixture fixture;
-    fixture.link->unplug();
-    QVERIFY(fixture.run(rows, 2));
-    const QStringList lost{"Disconnect", "ttyS2 port is disconnected."};
-    QVERIFY(sameTranscript(
-        fixture.lines,
-        lost +
-            QStringList{"ConnectFail",
-                        "ttyS2 connect failed, serial port is occupied or does not exist",
-                        "Firmware file checksum ok.", "Read model name."} +
-            lost + QStringList{"Read model name fail, retry 1."} + lost +
-            QStringList{"Read model name fail, retry 2."} + lost +
-            QStringList{"Read model name fail, upgrade fail, exit.", "APPSTATUS|7", "Erasing...",
-                        "UPGRADERESULT|MAIN,0,0,,,,,,,,,0,2|2"}));
-    QVERIFY(fixture.link->sent.isEmpty());
-    fixture.link->plugIn();
-    QVERIFY(fixture.run(rows, 2));
-    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
-}
-
-void TestLink::portGoesInMidRun()
-{
-    Fixture whole;
-    QVERIFY(whole.run(rows, 2));
-    const int frames = whole.link->sent.size();
-    for (int at = 0; at < frames; ++at) {
+    void opensWithTheLastBaudRate()
+    {
         Fixture fixture;
-        fixture.link->failWrite = [&, at](const QByteArray &) {
-            const bool gone = fixture.link->sent.size() == at;
-            if (gone)
-                fixture.link->unplug();
-            return gone;
-        };
-        QVERIFY(fixture.run(rows, 2));
-        QVERIFY(fixture.lines.filter(QStringLiteral("APPSTATUS|")).size() == 1);
-        QVERIFY(!fixture.lines.contains(QStringLiteral("APPSTATUS|6")));
-        QVERIFY(fixture.engine->timersIdle());
+        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        QCOMPARE(fixture.link->openedWith, QStringLiteral("ttyS2 57600 8 1 NoParity"));
+        fixture.engine->slotConnectWithBandrate(QStringLiteral("ttyS2"), QStringLiteral("115200"));
+        fixture.engine->slotAutoConnect(QStringLiteral("ttyS3"));
+        QCOMPARE(fixture.link->openedWith, QStringLiteral("ttyS3 115200 8 1 NoParity"));
+    }
 
-        fixture.link->failWrite = nullptr;
+    /** The failed open does not end the run; the run continues and ends by its time-outs. */
+    void runWithoutAPort()
+    {
+        Fixture fixture;
+        fixture.link->unplug();
+        QVERIFY(fixture.run(rows, 2));
+        const QStringList lost{"Disconnect", "ttyS2 port is disconnected."};
+        QVERIFY(sameTranscript(
+            fixture.lines,
+            lost +
+                QStringList{"ConnectFail",
+                            "ttyS2 connect failed, serial port is occupied or does not exist",
+                            "Firmware file checksum ok.", "Read model name."} +
+                lost + QStringList{"Read model name fail, retry 1."} + lost +
+                QStringList{"Read model name fail, retry 2."} + lost +
+                QStringList{"Read model name fail, upgrade fail, exit.", "APPSTATUS|7",
+                            "Erasing...", "UPGRADERESULT|MAIN,0,0,,,,,,,,,0,2|2"}));
+        QVERIFY(fixture.link->sent.isEmpty());
         fixture.link->plugIn();
         QVERIFY(fixture.run(rows, 2));
         QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
     }
-}
 
-void TestLink::readNeedsALink()
-{
-    Fixture fixture;
-    fixture.engine->getProductInfo();
-    QCOMPARE(fixture.lines, refusedRead);
-    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
-    // Another thread requests the close before the queued request arrives.
-    fixture.engine->requestDisconnect();
-    fixture.clear();
-    fixture.engine->getProductInfo();
-    QCOMPARE(fixture.lines, refusedRead);
-    QVERIFY(fixture.link->sent.isEmpty());
-}
+    void portGoesInMidRun()
+    {
+        Fixture whole;
+        QVERIFY(whole.run(rows, 2));
+        const int frames = whole.link->sent.size();
+        for (int at = 0; at < frames; ++at) {
+            Fixture fixture;
+            fixture.link->failWrite = [&, at](const QByteArray &) {
+                const bool gone = fixture.link->sent.size() == at;
+                if (gone)
+                    fixture.link->unplug();
+                return gone;
+            };
+            QVERIFY(fixture.run(rows, 2));
+            QVERIFY(fixture.lines.filter(QStringLiteral("APPSTATUS|")).size() == 1);
+            QVERIFY(!fixture.lines.contains(QStringLiteral("APPSTATUS|6")));
+            QVERIFY(fixture.engine->timersIdle());
 
-/** The port was pulled and nothing has been sent since. */
-void TestLink::readNeedsAnOpenPort()
-{
-    Fixture fixture;
-    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
-    fixture.link->unplug();
-    fixture.clear();
-    fixture.engine->getProductInfo();
-    QCOMPARE(fixture.lines, refusedRead);
-    QVERIFY(fixture.link->sent.isEmpty());
-}
+            fixture.link->failWrite = nullptr;
+            fixture.link->plugIn();
+            QVERIFY(fixture.run(rows, 2));
+            QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+        }
+    }
 
-void TestLink::readOverTheNetwork()
-{
-    NetworkDevice device;
-    Fixture fixture(patient());
-    QVERIFY(fixture.connectTo(device));
-    fixture.engine->getProductInfo();
-    QVERIFY(fixture.waitForEnd());
-    QVERIFY(fixture.lines.last().startsWith(QLatin1String("PISHOW|")));
-    device.socket->abort();
-    QSignalSpy gone(fixture.engine.get(), &ControlCenter::netdisconnected);
-    QVERIFY(waitFor([&] { return gone.count() == 1; }));
-    fixture.clear();
-    fixture.engine->getProductInfo();
-    QCOMPARE(fixture.lines, refusedRead);
-}
+    void readNeedsALink()
+    {
+        Fixture fixture;
+        fixture.engine->getProductInfo();
+        QCOMPARE(fixture.lines, refusedRead);
+        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        // Another thread requests the close before the queued request arrives.
+        fixture.engine->requestDisconnect();
+        fixture.clear();
+        fixture.engine->getProductInfo();
+        QCOMPARE(fixture.lines, refusedRead);
+        QVERIFY(fixture.link->sent.isEmpty());
+    }
 
-void TestLink::upgradeOverTheNetwork()
-{
-    Fixture serial;
-    QVERIFY(serial.run(rows, 2));
-    QStringList expected = serial.lines;
-    expected.removeFirst(); // ConnectSuccess
+    /** The port was pulled and nothing has been sent since. */
+    void readNeedsAnOpenPort()
+    {
+        Fixture fixture;
+        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.link->unplug();
+        fixture.clear();
+        fixture.engine->getProductInfo();
+        QCOMPARE(fixture.lines, refusedRead);
+        QVERIFY(fixture.link->sent.isEmpty());
+    }
 
-    NetworkDevice device;
-    Fixture fixture(patient());
-    QVERIFY(fixture.connectTo(device));
-    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
-    QVERIFY(fixture.waitForEnd());
-    QVERIFY(sameTranscript(fixture.lines, expected));
-    QVERIFY(fixture.link->sent.isEmpty());
-    QCOMPARE(device.device.flash(0, 0), serial.device.flash(0, 0));
-    QCOMPARE(device.device.flash(1, 0), serial.device.flash(1, 0));
-    QCOMPARE(device.device.violationCount(), 0);
-    QCOMPARE(int(g_CONNECTTYPE), int(links::serial));
+    void readOverTheNetwork()
+    {
+        NetworkDevice device;
+        Fixture fixture(patient());
+        QVERIFY(fixture.connectTo(device));
+        fixture.engine->getProductInfo();
+        QVERIFY(fixture.waitForEnd());
+        QVERIFY(fixture.lines.last().startsWith(QLatin1String("PISHOW|")));
+        device.socket->abort();
+        QSignalSpy gone(fixture.engine.get(), &ControlCenter::netdisconnected);
+        QVERIFY(waitFor([&] { return gone.count() == 1; }));
+        fixture.clear();
+        fixture.engine->getProductInfo();
+        QCOMPARE(fixture.lines, refusedRead);
+    }
 
-    // Closing it makes the serial link the engine's own again.
-    fixture.clear();
-    fixture.engine->disconnected();
-    QVERIFY(fixture.lines.isEmpty());
-    QVERIFY(waitFor([&] { return device.socket->state() == QAbstractSocket::UnconnectedState; }));
-    fixture.engine->send(0xF903);
-    QCOMPARE(fixture.lines, QStringList({"Disconnect", " port is disconnected."}));
-}
+    void upgradeOverTheNetwork()
+    {
+        Fixture serial;
+        QVERIFY(serial.run(rows, 2));
+        QStringList expected = serial.lines;
+        expected.removeFirst(); // ConnectSuccess
 
-void TestLink::serialLinkComesBack()
-{
-    NetworkDevice device;
-    Fixture fixture(patient());
-    QVERIFY(fixture.connectTo(device));
-    QVERIFY(fixture.run(rows, 2));
-    QCOMPARE(fixture.lines.first(), QStringLiteral("ConnectSuccess|ttyS2"));
-    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
-    QVERIFY(!fixture.link->sent.isEmpty());
-    QVERIFY(device.device.flash(0, 0).isEmpty());
-}
+        NetworkDevice device;
+        Fixture fixture(patient());
+        QVERIFY(fixture.connectTo(device));
+        fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+        QVERIFY(fixture.waitForEnd());
+        QVERIFY(sameTranscript(fixture.lines, expected));
+        QVERIFY(fixture.link->sent.isEmpty());
+        QCOMPARE(device.device.flash(0, 0), serial.device.flash(0, 0));
+        QCOMPARE(device.device.flash(1, 0), serial.device.flash(1, 0));
+        QCOMPARE(device.device.violationCount(), 0);
+        QCOMPARE(int(g_CONNECTTYPE), int(links::serial));
 
-/** Without an event loop in between, so that the network link is still being made. */
-void TestLink::serialConnectOvertakesTheNetwork()
-{
-    NetworkDevice device;
-    Fixture fixture(patient());
-    QSignalSpy connected(fixture.engine.get(), &ControlCenter::netconnected);
-    fixture.engine->connectNet(QStringLiteral("127.0.0.1"), device.port());
-    QVERIFY(fixture.run(rows, 2));
-    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
-    QCOMPARE(connected.count(), 0);
-    QVERIFY(device.device.flash(0, 0).isEmpty());
+        // Closing it makes the serial link the engine's own again.
+        fixture.clear();
+        fixture.engine->disconnected();
+        QVERIFY(fixture.lines.isEmpty());
+        QVERIFY(
+            waitFor([&] { return device.socket->state() == QAbstractSocket::UnconnectedState; }));
+        fixture.engine->send(0xF903);
+        QCOMPARE(fixture.lines, QStringList({"Disconnect", " port is disconnected."}));
+    }
 
-    QVERIFY(fixture.connectTo(device));
-    fixture.clear();
-    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 5);
-    QVERIFY(fixture.waitForEnd());
-    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
-    QVERIFY(!device.device.flash(0, 0).isEmpty());
-}
+    void serialLinkComesBack()
+    {
+        NetworkDevice device;
+        Fixture fixture(patient());
+        QVERIFY(fixture.connectTo(device));
+        QVERIFY(fixture.run(rows, 2));
+        QCOMPARE(fixture.lines.first(), QStringLiteral("ConnectSuccess|ttyS2"));
+        QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+        QVERIFY(!fixture.link->sent.isEmpty());
+        QVERIFY(device.device.flash(0, 0).isEmpty());
+    }
 
-void TestLink::peerClosesInMidRun()
-{
-    NetworkDevice device;
-    device.closeAfter = 2;
-    Fixture fixture(patient());
-    QSignalSpy gone(fixture.engine.get(), &ControlCenter::netdisconnected);
-    QVERIFY(fixture.connectTo(device));
-    fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
-    QVERIFY(fixture.waitForEnd());
-    QCOMPARE(gone.count(), 1);
-    QVERIFY(fixture.lines.contains(
-        QStringLiteral("Read the product information of 'MAIN' fail, exit upgrade.")));
-    QVERIFY(fixture.lines.contains(QStringLiteral("APPSTATUS|7")));
-    QVERIFY(fixture.run(rows, 2));
-    QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
-}
+    /** Without an event loop in between, so that the network link is still being made. */
+    void serialConnectOvertakesTheNetwork()
+    {
+        NetworkDevice device;
+        Fixture fixture(patient());
+        QSignalSpy connected(fixture.engine.get(), &ControlCenter::netconnected);
+        fixture.engine->connectNet(QStringLiteral("127.0.0.1"), device.port());
+        QVERIFY(fixture.run(rows, 2));
+        QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+        QCOMPARE(connected.count(), 0);
+        QVERIFY(device.device.flash(0, 0).isEmpty());
 
-void TestLink::networkFailureHasItsOwnWords()
-{
-    NetworkDevice device;
-    Fixture fixture;
-    QVERIFY(fixture.connectTo(device));
-    char bytes[] = "0123456789";
-    QVERIFY(fixture.engine->write(bytes, 10));
-    device.socket->abort();
-    QSignalSpy gone(fixture.engine.get(), &ControlCenter::netdisconnected);
-    QVERIFY(waitFor([&] { return gone.count() == 1; }));
-    fixture.clear();
-    QVERIFY(!fixture.engine->write(bytes, 10));
-    QCOMPARE(fixture.lines, QStringList{"Failed to send command, net port has been closed"});
-}
+        QVERIFY(fixture.connectTo(device));
+        fixture.clear();
+        fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 5);
+        QVERIFY(fixture.waitForEnd());
+        QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+        QVERIFY(!device.device.flash(0, 0).isEmpty());
+    }
 
-void TestLink::networkAtConstruction()
-{
-    g_CONNECTTYPE = links::network;
-    NetworkDevice device;
-    QTemporaryDir dir;
-    ControlCenter engine(EngineHarness::scaledPlatform(dir.path()));
-    QVERIFY(engine.findChild<CoreTelnet *>() != nullptr);
-    QSignalSpy connected(&engine, &ControlCenter::netconnected);
-    engine.connectNet(QStringLiteral("127.0.0.1"), device.port());
-    QVERIFY(waitFor([&] { return connected.count() == 1; }));
-    // There is no serial link to open then.
-    QStringList lines;
-    connect(&engine, &ControlCenter::message, &engine,
-            [&](const QStringList &list) { lines += list; });
-    engine.slotConnect(QStringLiteral("ttyS2"));
-    QCOMPARE(lines, QStringList({"ConnectFail", "ttyS2 connect failed, serial port is occupied or "
-                                                "does not exist"}));
-}
+    void peerClosesInMidRun()
+    {
+        NetworkDevice device;
+        device.closeAfter = 2;
+        Fixture fixture(patient());
+        QSignalSpy gone(fixture.engine.get(), &ControlCenter::netdisconnected);
+        QVERIFY(fixture.connectTo(device));
+        fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+        QVERIFY(fixture.waitForEnd());
+        QCOMPARE(gone.count(), 1);
+        QVERIFY(fixture.lines.contains(
+            QStringLiteral("Read the product information of 'MAIN' fail, exit upgrade.")));
+        QVERIFY(fixture.lines.contains(QStringLiteral("APPSTATUS|7")));
+        QVERIFY(fixture.run(rows, 2));
+        QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+    }
+
+    void networkFailureHasItsOwnWords()
+    {
+        NetworkDevice device;
+        Fixture fixture;
+        QVERIFY(fixture.connectTo(device));
+        char bytes[] = "0123456789";
+        QVERIFY(fixture.engine->write(bytes, 10));
+        device.socket->abort();
+        QSignalSpy gone(fixture.engine.get(), &ControlCenter::netdisconnected);
+        QVERIFY(waitFor([&] { return gone.count() == 1; }));
+        fixture.clear();
+        QVERIFY(!fixture.engine->write(bytes, 10));
+        QCOMPARE(fixture.lines, QStringList{"Failed to send command, net port has been closed"});
+    }
+
+    void networkAtConstruction()
+    {
+        g_CONNECTTYPE = links::network;
+        NetworkDevice device;
+        QTemporaryDir dir;
+        ControlCenter engine(EngineHarness::scaledPlatform(dir.path()));
+        QVERIFY(engine.findChild<CoreTelnet *>() != nullptr);
+        QSignalSpy connected(&engine, &ControlCenter::netconnected);
+        engine.connectNet(QStringLiteral("127.0.0.1"), device.port());
+        QVERIFY(waitFor([&] { return connected.count() == 1; }));
+        // There is no serial link to open then.
+        QStringList lines;
+        connect(&engine, &ControlCenter::message, &engine,
+                [&](const QStringList &list) { lines += list; });
+        engine.slotConnect(QStringLiteral("ttyS2"));
+        QCOMPARE(lines,
+                 QStringList({"ConnectFail", "ttyS2 connect failed, serial port is occupied or "
+                                             "does not exist"}));
+    }
+};
 
 AGENT_TEST(TestLink)
 

@@ -120,104 +120,99 @@ class TestMainFirst : public QObject
     Q_OBJECT
 
 private slots:
-    void restGoesOnAsAfterASuccess_data();
-    void restGoesOnAsAfterASuccess();
-    void onlyRow();
-    void fileAfterARunThatFailed();
-};
-
-void TestMainFirst::restGoesOnAsAfterASuccess_data()
-{
-    QTest::addColumn<int>("why");
-    QTest::addColumn<int>("mode");
-    QTest::addColumn<int>("place");
-    const struct
+    void restGoesOnAsAfterASuccess_data()
     {
-        Why why;
-        const char *name;
-        QList<int> modes;
-    } cases[] = {
-        {Why::NoEntry, "no image", {2, 5}},
-        {Why::OtherBoard, "image for another board", {2, 5}},
-        {Why::NoRecord, "image missing", {2, 5}},
-        {Why::TooLong, "image too long", {2, 5}},
-        {Why::GivenUp, "given up", {2, 5}},
-        {Why::NotNewer, "not newer", {2}},
-    };
-    for (const auto &one : cases) {
-        for (const int mode : one.modes) {
-            for (int place = 0; place <= others.size(); ++place)
-                QTest::addRow("%s, mode %d, row %d", one.name, mode, place)
-                    << int(one.why) << mode << place;
+        QTest::addColumn<int>("why");
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<int>("place");
+        const struct
+        {
+            Why why;
+            const char *name;
+            QList<int> modes;
+        } cases[] = {
+            {Why::NoEntry, "no image", {2, 5}},
+            {Why::OtherBoard, "image for another board", {2, 5}},
+            {Why::NoRecord, "image missing", {2, 5}},
+            {Why::TooLong, "image too long", {2, 5}},
+            {Why::GivenUp, "given up", {2, 5}},
+            {Why::NotNewer, "not newer", {2}},
+        };
+        for (const auto &one : cases) {
+            for (const int mode : one.modes) {
+                for (int place = 0; place <= others.size(); ++place)
+                    QTest::addRow("%s, mode %d, row %d", one.name, mode, place)
+                        << int(one.why) << mode << place;
+            }
         }
     }
-}
 
-/** The reads of the rows after it, all versions and all images are those of a run in which the
- *  main MCU was written; only its own row differs, and has no second turn. */
-void TestMainFirst::restGoesOnAsAfterASuccess()
-{
-    QFETCH(int, why);
-    QFETCH(int, mode);
-    QFETCH(int, place);
-    const QStringList rows = rowsWithMainAt(place);
+    /** The reads of the rows after it, all versions and all images are those of a run in which the
+     *  main MCU was written; only its own row differs, and has no second turn. */
+    void restGoesOnAsAfterASuccess()
+    {
+        QFETCH(int, why);
+        QFETCH(int, mode);
+        QFETCH(int, place);
+        const QStringList rows = rowsWithMainAt(place);
 
-    Scenario written(chips(), images());
-    QVERIFY(written.run(rows, mode));
-    QVERIFY(written.succeeded());
-    const int back = written.lines.indexOf(QStringLiteral("Upgrade Main MCU success."));
-    const QStringList rest = written.lines.mid(back + 1);
+        Scenario written(chips(), images());
+        QVERIFY(written.run(rows, mode));
+        QVERIFY(written.succeeded());
+        const int back = written.lines.indexOf(QStringLiteral("Upgrade Main MCU success."));
+        const QStringList rest = written.lines.mid(back + 1);
 
-    Refused refused{Why(why)};
-    QVERIFY(refused.run(rows, mode));
-    const int turn = refused.lines.indexOf(mainFirst);
-    QVERIFY(turn > 0);
-    QVERIFY(sameTranscript(refused.lines.mid(0, turn), written.lines.mid(0, turn)));
-    QVERIFY(sameTranscript(refused.lines.mid(turn + 1), mainLines(Why(why), mode) + rest));
+        Refused refused{Why(why)};
+        QVERIFY(refused.run(rows, mode));
+        const int turn = refused.lines.indexOf(mainFirst);
+        QVERIFY(turn > 0);
+        QVERIFY(sameTranscript(refused.lines.mid(0, turn), written.lines.mid(0, turn)));
+        QVERIFY(sameTranscript(refused.lines.mid(turn + 1), mainLines(Why(why), mode) + rest));
 
-    // In mode 2 the FPGA that is ahead of the package keeps what it has.
-    QString results = mode == 2 ? QStringLiteral("112") : QStringLiteral("111");
-    QCOMPARE(refused.results(4), results.insert(place, QLatin1Char('2')));
-    QCOMPARE(refused.device.flash(18, 0).isEmpty(), mode == 2);
-    QCOMPARE(refused.device.flash(17, 0).left(shortImage), patternImage(shortImage, 18));
-    QCOMPARE(refused.device.flash(1, 0).left(shortImage), patternImage(shortImage, 3));
-    QVERIFY(refused.device.flash(0, 0).isEmpty());
-}
-
-/** Without any other row the run reads the version, reboots, and has upgraded nothing. */
-void TestMainFirst::onlyRow()
-{
-    for (const int mode : {2, 5}) {
-        Refused refused(Why::NoEntry);
-        QVERIFY(refused.run({"MAIN,0,0"}, mode));
-        QVERIFY(refused.succeeded());
-        QCOMPARE(refused.with("No suitable firmware").size(), 1);
-        QCOMPARE(refused.sentText(), (mode == 2 ? QStringLiteral("F903 ") : QString()) +
-                                         QStringLiteral("F900 F901 F902 7902 F802"));
-        QCOMPARE(refused.results(1), QString("2"));
+        // In mode 2 the FPGA that is ahead of the package keeps what it has.
+        QString results = mode == 2 ? QStringLiteral("112") : QStringLiteral("111");
+        QCOMPARE(refused.results(4), results.insert(place, QLatin1Char('2')));
+        QCOMPARE(refused.device.flash(18, 0).isEmpty(), mode == 2);
+        QCOMPARE(refused.device.flash(17, 0).left(shortImage), patternImage(shortImage, 18));
+        QCOMPARE(refused.device.flash(1, 0).left(shortImage), patternImage(shortImage, 3));
+        QVERIFY(refused.device.flash(0, 0).isEmpty());
     }
-}
 
-/** A single file has no reads to go back to, whatever the run before it was about to do. */
-void TestMainFirst::fileAfterARunThatFailed()
-{
-    Scenario fixture(chips(), images());
-    fixture.addFault(QStringLiteral("silent:word=product-id"));
-    QVERIFY(fixture.run(rowsWithMainAt(0), 5));
-    QVERIFY(fixture.lines.contains(QStringLiteral("Main MCU run fail.")));
+    /** Without any other row the run reads the version, reboots, and has upgraded nothing. */
+    void onlyRow()
+    {
+        for (const int mode : {2, 5}) {
+            Refused refused(Why::NoEntry);
+            QVERIFY(refused.run({"MAIN,0,0"}, mode));
+            QVERIFY(refused.succeeded());
+            QCOMPARE(refused.with("No suitable firmware").size(), 1);
+            QCOMPARE(refused.sentText(), (mode == 2 ? QStringLiteral("F903 ") : QString()) +
+                                             QStringLiteral("F900 F901 F902 7902 F802"));
+            QCOMPARE(refused.results(1), QString("2"));
+        }
+    }
 
-    fixture.device.faults().clear();
-    fixture.addFault(QStringLiteral("refuse:word=enter,type=1"));
-    const QString path = fixture.packagePath() + QStringLiteral(".bin");
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QVERIFY(file.write(patternImage(shortImage)) == shortImage);
-    file.close();
-    fixture.clear();
-    fixture.engine->slotWriteMultBoard(1, 0, path);
-    QVERIFY(fixture.waitForEnd());
-    QCOMPARE(fixture.count("F900"), 0);
-}
+    /** A single file has no reads to go back to, whatever the run before it was about to do. */
+    void fileAfterARunThatFailed()
+    {
+        Scenario fixture(chips(), images());
+        fixture.addFault(QStringLiteral("silent:word=product-id"));
+        QVERIFY(fixture.run(rowsWithMainAt(0), 5));
+        QVERIFY(fixture.lines.contains(QStringLiteral("Main MCU run fail.")));
+
+        fixture.device.faults().clear();
+        fixture.addFault(QStringLiteral("refuse:word=enter,type=1"));
+        const QString path = fixture.packagePath() + QStringLiteral(".bin");
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.write(patternImage(shortImage)) == shortImage);
+        file.close();
+        fixture.clear();
+        fixture.engine->slotWriteMultBoard(1, 0, path);
+        QVERIFY(fixture.waitForEnd());
+        QCOMPARE(fixture.count("F900"), 0);
+    }
+};
 
 AGENT_TEST(TestMainFirst)
 

@@ -38,132 +38,125 @@ class TestMainMcu : public QObject
     Q_OBJECT
 
 private slots:
-    void modelMismatch();
-    void invalidProductInformation();
-    void invalidInformationOfAnother();
-    void bootcodeThatStays();
-    void bootcodeInTwoRows();
-    void bootcodeFirstInALaterRow();
-    void bootcodeOfAnother();
-    void virtualVersionRefusedByStatus();
-};
-
-void TestMainMcu::modelMismatch()
-{
-    Fixture fixture;
-    fixture.setPackage(makePackage(images, QStringLiteral("HX-9")));
-    QVERIFY(fixture.run(rows, 2));
-    QVERIFY(sameTranscript(
-        fixture.lines,
-        start + QStringList{"Firmware Model Name is HX-9.\r\nDevice Model Name is HX-8.\r\n"
-                            "Model Name does not match, upgrade fail.",
-                            "APPSTATUS|7", "Erasing...", "UPGRADERESULT|MAIN,0,0,,,,,,,,,0,2|2"}));
-    QCOMPARE(fixture.results(2), QString("22"));
-    QCOMPARE(fixture.sentText(), QStringLiteral("F903"));
-    // Mode 5 does not ask.
-    QVERIFY(fixture.run(rows, 5));
-    QVERIFY(fixture.succeeded());
-}
-
-void TestMainMcu::invalidProductInformation()
-{
-    Fixture fixture([](ChipDescription &main) { main.productInformation = false; });
-    QVERIFY(fixture.run(rows, 2));
-    QVERIFY(sameTranscript(
-        fixture.lines,
-        start + QStringList{
-                    "Model Name match.", "Read bootcode information of 'MAIN'.",
-                    "Read the bootcode information of 'MAIN' success.", "MAIN MCU running in APP.",
-                    "'MAIN' product information flag is invalid, exit all upgrade.", "APPSTATUS|10",
-                    "Erasing...", "UPGRADERESULT|MAIN,0,0,1,,,,,,0,0,0,2|2"}));
-    QCOMPARE(fixture.results(2), QString("22"));
-    QCOMPARE(fixture.sentText(), QStringLiteral("F903 F900"));
-}
-
-/** Of any other MCU the flag is only shown. */
-void TestMainMcu::invalidInformationOfAnother()
-{
-    Scenario fixture({testChip("MAIN", 0, 0, "1.0.0"),
-                      [] {
-                          ChipDescription aux = testChip("AUX", 1, 0, "1.0.0", 2);
-                          aux.productInformation = false;
-                          return aux;
-                      }()},
-                     images);
-    QVERIFY(fixture.run(rows, 2));
-    QVERIFY(fixture.succeeded());
-    QCOMPARE(fixture.results(2), QString("11"));
-}
-
-/** A main MCU that never leaves its bootcode is written once in a run, and the run ends. */
-void TestMainMcu::bootcodeThatStays()
-{
-    Fixture fixture([](ChipDescription &main) {
-        main.bootcode = true;
-        main.bootcodeClears = false;
-    });
-    for (const int mode : {2, 5}) {
-        QVERIFY(fixture.run(rows, mode));
+    void modelMismatch()
+    {
+        Fixture fixture;
+        fixture.setPackage(makePackage(images, QStringLiteral("HX-9")));
+        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(sameTranscript(
+            fixture.lines,
+            start + QStringList{"Firmware Model Name is HX-9.\r\nDevice Model Name is HX-8.\r\n"
+                                "Model Name does not match, upgrade fail.",
+                                "APPSTATUS|7", "Erasing...",
+                                "UPGRADERESULT|MAIN,0,0,,,,,,,,,0,2|2"}));
+        QCOMPARE(fixture.results(2), QString("22"));
+        QCOMPARE(fixture.sentText(), QStringLiteral("F903"));
+        // Mode 5 does not ask.
+        QVERIFY(fixture.run(rows, 5));
         QVERIFY(fixture.succeeded());
-        QCOMPARE(fixture.with("start to upgrade main mcu first.").size(), 1);
-        QCOMPARE(fixture.count("7901:2"), 1);
+    }
+
+    void invalidProductInformation()
+    {
+        Fixture fixture([](ChipDescription &main) { main.productInformation = false; });
+        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(sameTranscript(
+            fixture.lines,
+            start + QStringList{"Model Name match.", "Read bootcode information of 'MAIN'.",
+                                "Read the bootcode information of 'MAIN' success.",
+                                "MAIN MCU running in APP.",
+                                "'MAIN' product information flag is invalid, exit all upgrade.",
+                                "APPSTATUS|10", "Erasing...",
+                                "UPGRADERESULT|MAIN,0,0,1,,,,,,0,0,0,2|2"}));
+        QCOMPARE(fixture.results(2), QString("22"));
+        QCOMPARE(fixture.sentText(), QStringLiteral("F903 F900"));
+    }
+
+    /** Of any other MCU the flag is only shown. */
+    void invalidInformationOfAnother()
+    {
+        Scenario fixture({testChip("MAIN", 0, 0, "1.0.0"),
+                          [] {
+                              ChipDescription aux = testChip("AUX", 1, 0, "1.0.0", 2);
+                              aux.productInformation = false;
+                              return aux;
+                          }()},
+                         images);
+        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(fixture.succeeded());
         QCOMPARE(fixture.results(2), QString("11"));
     }
-}
 
-/** The second row for it does not put it first again. */
-void TestMainMcu::bootcodeInTwoRows()
-{
-    Fixture fixture([](ChipDescription &main) {
-        main.bootcode = true;
-        main.bootcodeClears = false;
-    });
-    QVERIFY(fixture.run({"MAIN,0,0", "MAIN,0,0"}, 2));
-    QVERIFY(fixture.succeeded());
-    QCOMPARE(fixture.with("start to upgrade main mcu first.").size(), 1);
-    // Its turn comes with all others, after the reads.
-    QCOMPARE(fixture.with("UPGRADERESULT"),
-             QStringList({"UPGRADERESULT|MAIN,0,0,1,1,65,,,,1,1,1,1|1",
-                          "UPGRADERESULT|MAIN,0,0,1,1,65,1,0,0,1,1,1,1|1"}));
-}
+    /** A main MCU that never leaves its bootcode is written once in a run, and the run ends. */
+    void bootcodeThatStays()
+    {
+        Fixture fixture([](ChipDescription &main) {
+            main.bootcode = true;
+            main.bootcodeClears = false;
+        });
+        for (const int mode : {2, 5}) {
+            QVERIFY(fixture.run(rows, mode));
+            QVERIFY(fixture.succeeded());
+            QCOMPARE(fixture.with("start to upgrade main mcu first.").size(), 1);
+            QCOMPARE(fixture.count("7901:2"), 1);
+            QCOMPARE(fixture.results(2), QString("11"));
+        }
+    }
 
-void TestMainMcu::bootcodeFirstInALaterRow()
-{
-    Fixture fixture([](ChipDescription &main) { main.bootcode = true; });
-    QVERIFY(fixture.run({"AUX,1,0", "MAIN,0,0"}, 5));
-    QVERIFY(fixture.succeeded());
-    QCOMPARE(fixture.sentText(),
-             QStringLiteral("F900 F901 F900 F901 7900 7901:0 7901:1 7901:2 F802 F902 F902 "
-                            "7900 7901:0 7901:1 7902 F802 7905"));
-    QCOMPARE(fixture.results(2), QString("11"));
-}
+    /** The second row for it does not put it first again. */
+    void bootcodeInTwoRows()
+    {
+        Fixture fixture([](ChipDescription &main) {
+            main.bootcode = true;
+            main.bootcodeClears = false;
+        });
+        QVERIFY(fixture.run({"MAIN,0,0", "MAIN,0,0"}, 2));
+        QVERIFY(fixture.succeeded());
+        QCOMPARE(fixture.with("start to upgrade main mcu first.").size(), 1);
+        // Its turn comes with all others, after the reads.
+        QCOMPARE(fixture.with("UPGRADERESULT"),
+                 QStringList({"UPGRADERESULT|MAIN,0,0,1,1,65,,,,1,1,1,1|1",
+                              "UPGRADERESULT|MAIN,0,0,1,1,65,1,0,0,1,1,1,1|1"}));
+    }
 
-/** Only the main MCU goes before all others. */
-void TestMainMcu::bootcodeOfAnother()
-{
-    ChipDescription aux = testChip("AUX", 1, 0, "1.0.0", 2);
-    aux.bootcode = true;
-    Scenario fixture({testChip("MAIN", 0, 0, "1.0.0"), aux}, images);
-    QVERIFY(fixture.run(rows, 2));
-    QVERIFY(fixture.succeeded());
-    QVERIFY(fixture.with("first.").isEmpty());
-    QCOMPARE(fixture.results(2), QString("11"));
-}
+    void bootcodeFirstInALaterRow()
+    {
+        Fixture fixture([](ChipDescription &main) { main.bootcode = true; });
+        QVERIFY(fixture.run({"AUX,1,0", "MAIN,0,0"}, 5));
+        QVERIFY(fixture.succeeded());
+        QCOMPARE(fixture.sentText(),
+                 QStringLiteral("F900 F901 F900 F901 7900 7901:0 7901:1 7901:2 F802 F902 F902 "
+                                "7900 7901:0 7901:1 7902 F802 7905"));
+        QCOMPARE(fixture.results(2), QString("11"));
+    }
 
-/** A status other than 0 in the right form: the images are in, and that counts. */
-void TestMainMcu::virtualVersionRefusedByStatus()
-{
-    Fixture fixture;
-    fixture.addFault(QStringLiteral("refuse:word=set-virtual-version,status=3"));
-    QVERIFY(fixture.run({"AUX,1,0"}, 5));
-    const int at = fixture.lines.indexOf(QStringLiteral("Start to set virtual version."));
-    QVERIFY(sameTranscript(fixture.lines.mid(at + 1),
-                           {"Set virtual version fail.",
-                            "All firmware upgrade done, but set virtual version fail.",
-                            "APPSTATUS|6"}));
-    QCOMPARE(fixture.engine->currentStep(), 8319);
-    QVERIFY(fixture.run({"AUX,1,0"}, 5));
-}
+    /** Only the main MCU goes before all others. */
+    void bootcodeOfAnother()
+    {
+        ChipDescription aux = testChip("AUX", 1, 0, "1.0.0", 2);
+        aux.bootcode = true;
+        Scenario fixture({testChip("MAIN", 0, 0, "1.0.0"), aux}, images);
+        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(fixture.succeeded());
+        QVERIFY(fixture.with("first.").isEmpty());
+        QCOMPARE(fixture.results(2), QString("11"));
+    }
+
+    /** A status other than 0 in the right form: the images are in, and that counts. */
+    void virtualVersionRefusedByStatus()
+    {
+        Fixture fixture;
+        fixture.addFault(QStringLiteral("refuse:word=set-virtual-version,status=3"));
+        QVERIFY(fixture.run({"AUX,1,0"}, 5));
+        const int at = fixture.lines.indexOf(QStringLiteral("Start to set virtual version."));
+        QVERIFY(sameTranscript(fixture.lines.mid(at + 1),
+                               {"Set virtual version fail.",
+                                "All firmware upgrade done, but set virtual version fail.",
+                                "APPSTATUS|6"}));
+        QCOMPARE(fixture.engine->currentStep(), 8319);
+        QVERIFY(fixture.run({"AUX,1,0"}, 5));
+    }
+};
 
 AGENT_TEST(TestMainMcu)
 

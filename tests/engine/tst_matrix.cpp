@@ -18,44 +18,41 @@ class TestMatrix : public QObject
     Q_OBJECT
 
 private slots:
-    void cases_data();
-    void cases();
-};
-
-void TestMatrix::cases_data()
-{
-    const tests::DataTable<Disturbance> rows("disturbance");
-    const struct
+    void cases_data()
     {
-        Chain chain;
-        const char *name;
-    } chains[] = {{Chain::Upgrade, "upgrade"},
-                  {Chain::BootcodeFirst, "bootcode first"},
-                  {Chain::Read, "read"},
-                  {Chain::Write, "write"}};
-    for (const auto &one : chains) {
-        const QList<Disturbance> cases = matrix::casesOf(one.chain);
-        for (const Disturbance &disturbance : cases)
-            rows(qPrintable(QLatin1String(one.name) + QLatin1String(": ") + disturbance.name()),
-                 disturbance);
+        const tests::DataTable<Disturbance> rows("disturbance");
+        const struct
+        {
+            Chain chain;
+            const char *name;
+        } chains[] = {{Chain::Upgrade, "upgrade"},
+                      {Chain::BootcodeFirst, "bootcode first"},
+                      {Chain::Read, "read"},
+                      {Chain::Write, "write"}};
+        for (const auto &one : chains) {
+            const QList<Disturbance> cases = matrix::casesOf(one.chain);
+            for (const Disturbance &disturbance : cases)
+                rows(qPrintable(QLatin1String(one.name) + QLatin1String(": ") + disturbance.name()),
+                     disturbance);
+        }
     }
-}
 
-void TestMatrix::cases()
-{
-    QFETCH(Disturbance, disturbance);
-    const EngineModel expected(disturbance);
-    MatrixFixture fixture(disturbance);
-    QVERIFY(fixture.run());
-    QVERIFY(sameTranscript(fixture.lines(), expected.lines));
-    QVERIFY(sameTranscript(fixture.frames(), expected.frames()));
-    if (fixture.isUpgrade()) {
-        QCOMPARE(fixture.results(), expected.results());
+    void cases()
+    {
+        QFETCH(Disturbance, disturbance);
+        const EngineModel expected(disturbance);
+        MatrixFixture fixture(disturbance);
+        QVERIFY(fixture.run());
+        QVERIFY(sameTranscript(fixture.lines(), expected.lines));
+        QVERIFY(sameTranscript(fixture.frames(), expected.frames()));
+        if (fixture.isUpgrade()) {
+            QCOMPARE(fixture.results(), expected.results());
+            QCOMPARE(fixture.wrongFlash(), QString());
+        }
+        QVERIFY(fixture.upgradeAgain());
         QCOMPARE(fixture.wrongFlash(), QString());
     }
-    QVERIFY(fixture.upgradeAgain());
-    QCOMPARE(fixture.wrongFlash(), QString());
-}
+};
 
 AGENT_TEST(TestMatrix)
 

@@ -111,186 +111,173 @@ class TestNetInstall : public QObject
     Q_OBJECT
 
 private slots:
-    void framesOfTheDevice_data();
-    void framesOfTheDevice();
-    void imagesOfAnyLength_data();
-    void imagesOfAnyLength();
-    void paddingIsCutOff();
-    void secondImageStartsAfresh();
-    void wrongDigestFails();
-    void archiveCannotBeCreated();
-    void statusThatIsNotSentEndsTheRun();
-    void refusedWhilePackagesMustBeSigned();
-    void keyThatAppearsStopsTheInstall();
-    void imageOfAPackage_data();
-    void imageOfAPackage();
+    void framesOfTheDevice_data()
+    {
+        const tests::DataTable<int, QByteArray, QStringList> rows("word", "data", "sent");
+        const int write = command::writeBlock;
+        rows("update mode", int(command::enterUpdateMode), QByteArray(2, '\0'),
+             QStringList{"7900:0"});
+        rows("another command", int(command::reboot), {}, {});
+        rows("empty block", write, {}, QStringList{refused});
+        rows("number alone", write, QByteArray::fromHex("0100"), QStringList{refused});
+        rows("no first block", write, QByteArray::fromHex("020000aa"), QStringList{refused});
+        rows("last without a first", write, QByteArray::fromHex("020040aa"), QStringList{refused});
+        // The low byte alone is that of a first block.
+        rows("block 257 alone", write, QByteArray::fromHex("010100aa"), QStringList{refused});
+        rows("first block", write, QByteArray::fromHex("010000") + QByteArray(70, 'x'),
+             QStringList{accepted});
+    }
+
+    void framesOfTheDevice()
+    {
+        QFETCH(int, word);
+        QFETCH(QByteArray, data);
+        InstallBench bench;
+        bench.take(quint16(word), data);
+        QTEST(bench.sent, "sent");
+        QVERIFY(bench.ends.isEmpty());
+        QVERIFY(bench.shell.commands().isEmpty());
+        // The same in an ordinary frame is not for the installer.
+        bench.sent.clear();
+        bench.install.takeFrame(Reply(mcu::buildFrame(mcu::replyStart, {}, quint16(word), data)));
+        QVERIFY(bench.sent.isEmpty());
+    }
+
+    void imagesOfAnyLength_data()
+    {
+        const tests::DataTable<int, int> rows("archiveSize", "blockSize");
+        rows("one block", 100, 1000);
+        rows("several blocks", 5000, 256);
+        rows("head alone in the first", 5000, int(net::archiveOffset));
+        // Numbers above 255 need their high byte.
+        rows("600 blocks", 600 * 100 - int(net::archiveOffset), 100);
+    }
+
+    void imagesOfAnyLength()
+    {
+        QFETCH(int, archiveSize);
+        QFETCH(int, blockSize);
+        InstallBench bench;
+        const QByteArray archive = patternImage(archiveSize - 1, 3) + 'x';
+        const QByteArray image = netImageOf(archive);
+        bench.takeImage(image, blockSize);
+        QCOMPARE(bench.archive(), archive);
+        const int blocks = (image.size() + blockSize - 1) / blockSize;
+        // Each block is accepted, and then the install.
+        QCOMPARE(bench.sent.size(), blocks + 1);
+        QCOMPARE(bench.sent.count(accepted), blocks + 1);
+        QCOMPARE(bench.ends, QStringList{"9 1 100"});
+        QCOMPARE(bench.shell.commands().last(), QString("sudo reboot"));
+    }
+
+    void paddingIsCutOff()
+    {
+        InstallBench bench;
+        const QByteArray archive = "\xFF archive";
+        bench.takeBlock(1, netImageOf(archive) + QByteArray(30, '\xFF'), true);
+        QCOMPARE(bench.archive(), archive);
+        QCOMPARE(bench.ends, QStringList{"9 1 100"});
+    }
+
+    void secondImageStartsAfresh()
+    {
+        InstallBench bench;
+        bench.takeImage(netImageOf(QByteArray(2000, 'a')), 256);
+        bench.takeBlock(1, netImageOf(QByteArray(2000, 'b')).left(300));
+        bench.takeImage(netImageOf(QByteArray(1000, 'c')), 256);
+        QCOMPARE(bench.archive(), QByteArray(1000, 'c'));
+        QCOMPARE(bench.ends, QStringList({"9 1 100", "9 1 100"}));
+    }
+
+    void wrongDigestFails()
+    {
+        InstallBench bench;
+        QByteArray image = netImageOf(QByteArray(2000, 'a'));
+        image[image.size() - 1] = 'b';
+        bench.takeImage(image, 2000);
+        QCOMPARE(bench.sent, QStringList({accepted, accepted, refused}));
+        QCOMPARE(bench.ends, QStringList{"9 0 100"});
+        QCOMPARE(bench.shell.commands().size(), 1);
+        QCOMPARE(bench.events.last().kind, RunEvent::Kind::Installed);
+        QVERIFY(!bench.events.last().success);
+    }
+
+    void archiveCannotBeCreated()
+    {
+        InstallBench bench;
+        QVERIFY(QDir().mkpath(bench.archivePath()));
+        bench.takeBlock(1, netImageOf("archive"));
+        QCOMPARE(bench.sent, QStringList{refused});
+        QCOMPARE(bench.ends, QStringList{"9 0 100"});
+        bench.takeBlock(2, "more");
+        QCOMPARE(bench.sent, QStringList({refused, refused}));
+    }
+
+    void statusThatIsNotSentEndsTheRun()
+    {
+        InstallBench bench;
+        bench.refusesStatus = true;
+        bench.install.sendStatus(command::applicationStatus, 0);
+        QCOMPARE(bench.ends, QStringList{"9 0 0"});
+    }
+
+    void refusedWhilePackagesMustBeSigned()
+    {
+        const MinisignTool tool;
+        InstallBench bench;
+        QVERIFY(QDir(bench.dir.path()).mkdir("keys"));
+        tool.makeKey("a");
+        QVERIFY(QFile::copy(tool.path("a.pub"), bench.dir.filePath("keys/a.pub")));
+        bench.take(command::enterUpdateMode, QByteArray(2, '\0'));
+        bench.takeImage(netImageOf(QByteArray(600, 'a')), 256);
+        QCOMPARE(bench.sent, (QStringList{"7900:3", refused, refused, refused}));
+        QCOMPARE(bench.lines, QStringList{signedOnly});
+        QCOMPARE(bench.archive(), QByteArray("missing"));
+        QVERIFY(bench.shell.commands().isEmpty());
+        QVERIFY(bench.ends.isEmpty());
+    }
+
+    void keyThatAppearsStopsTheInstall()
+    {
+        const MinisignTool tool;
+        tool.makeKey("a");
+        InstallBench bench;
+        const QByteArray image = netImageOf(QByteArray(600, 'a'));
+        bench.takeBlock(1, image.left(300));
+        QVERIFY(QDir(bench.dir.path()).mkdir("keys"));
+        QVERIFY(QFile::copy(tool.path("a.pub"), bench.dir.filePath("keys/a.pub")));
+        bench.takeBlock(2, image.mid(300, 300));
+        bench.takeBlock(3, image.mid(600), true);
+        QCOMPARE(bench.sent, (QStringList{accepted, accepted, refused}));
+        QCOMPARE(bench.lines, QStringList{signedOnly});
+        QVERIFY(bench.shell.commands().isEmpty());
+    }
+
+    void imageOfAPackage_data()
+    {
+        const tests::DataTable<bool> rows("damaged");
+        rows("installed", false);
+        rows("damaged", true);
+    }
+
+    /** The run continues afterwards, so it is not ended and the module does not reboot. */
+    void imageOfAPackage()
+    {
+        QFETCH(bool, damaged);
+        InstallBench bench;
+        const QByteArray archive = patternImage(5000, 3);
+        BytesSource image(netImageOf(archive) + (damaged ? "x" : ""));
+        QCOMPARE(bench.install.installFromPackage(image), !damaged);
+        QCOMPARE(bench.archive(), damaged ? archive + "x" : archive);
+        QVERIFY(bench.ends.isEmpty());
+        QVERIFY(bench.sent.isEmpty());
+        QVERIFY(!bench.shell.commands().contains("sudo reboot"));
+        QCOMPARE(bench.events.size(), 2);
+        QCOMPARE(bench.events.at(0).kind, RunEvent::Kind::Installing);
+        QCOMPARE(bench.events.at(0).mcu.offered, QString("1.23"));
+        QCOMPARE(bench.events.at(1).success, !damaged);
+    }
 };
-
-void TestNetInstall::framesOfTheDevice_data()
-{
-    const tests::DataTable<int, QByteArray, QStringList> rows("word", "data", "sent");
-    const int write = command::writeBlock;
-    rows("update mode", int(command::enterUpdateMode), QByteArray(2, '\0'), QStringList{"7900:0"});
-    rows("another command", int(command::reboot), {}, {});
-    rows("empty block", write, {}, QStringList{refused});
-    rows("number alone", write, QByteArray::fromHex("0100"), QStringList{refused});
-    rows("no first block", write, QByteArray::fromHex("020000aa"), QStringList{refused});
-    rows("last without a first", write, QByteArray::fromHex("020040aa"), QStringList{refused});
-    // The low byte alone is that of a first block.
-    rows("block 257 alone", write, QByteArray::fromHex("010100aa"), QStringList{refused});
-    rows("first block", write, QByteArray::fromHex("010000") + QByteArray(70, 'x'),
-         QStringList{accepted});
-}
-
-void TestNetInstall::framesOfTheDevice()
-{
-    QFETCH(int, word);
-    QFETCH(QByteArray, data);
-    InstallBench bench;
-    bench.take(quint16(word), data);
-    QTEST(bench.sent, "sent");
-    QVERIFY(bench.ends.isEmpty());
-    QVERIFY(bench.shell.commands().isEmpty());
-    // The same in an ordinary frame is not for the installer.
-    bench.sent.clear();
-    bench.install.takeFrame(Reply(mcu::buildFrame(mcu::replyStart, {}, quint16(word), data)));
-    QVERIFY(bench.sent.isEmpty());
-}
-
-void TestNetInstall::imagesOfAnyLength_data()
-{
-    const tests::DataTable<int, int> rows("archiveSize", "blockSize");
-    rows("one block", 100, 1000);
-    rows("several blocks", 5000, 256);
-    rows("head alone in the first", 5000, int(net::archiveOffset));
-    // Numbers above 255 need their high byte.
-    rows("600 blocks", 600 * 100 - int(net::archiveOffset), 100);
-}
-
-void TestNetInstall::imagesOfAnyLength()
-{
-    QFETCH(int, archiveSize);
-    QFETCH(int, blockSize);
-    InstallBench bench;
-    const QByteArray archive = patternImage(archiveSize - 1, 3) + 'x';
-    const QByteArray image = netImageOf(archive);
-    bench.takeImage(image, blockSize);
-    QCOMPARE(bench.archive(), archive);
-    const int blocks = (image.size() + blockSize - 1) / blockSize;
-    // Each block is accepted, and then the install.
-    QCOMPARE(bench.sent.size(), blocks + 1);
-    QCOMPARE(bench.sent.count(accepted), blocks + 1);
-    QCOMPARE(bench.ends, QStringList{"9 1 100"});
-    QCOMPARE(bench.shell.commands().last(), QString("sudo reboot"));
-}
-
-void TestNetInstall::paddingIsCutOff()
-{
-    InstallBench bench;
-    const QByteArray archive = "\xFF archive";
-    bench.takeBlock(1, netImageOf(archive) + QByteArray(30, '\xFF'), true);
-    QCOMPARE(bench.archive(), archive);
-    QCOMPARE(bench.ends, QStringList{"9 1 100"});
-}
-
-void TestNetInstall::secondImageStartsAfresh()
-{
-    InstallBench bench;
-    bench.takeImage(netImageOf(QByteArray(2000, 'a')), 256);
-    bench.takeBlock(1, netImageOf(QByteArray(2000, 'b')).left(300));
-    bench.takeImage(netImageOf(QByteArray(1000, 'c')), 256);
-    QCOMPARE(bench.archive(), QByteArray(1000, 'c'));
-    QCOMPARE(bench.ends, QStringList({"9 1 100", "9 1 100"}));
-}
-
-void TestNetInstall::wrongDigestFails()
-{
-    InstallBench bench;
-    QByteArray image = netImageOf(QByteArray(2000, 'a'));
-    image[image.size() - 1] = 'b';
-    bench.takeImage(image, 2000);
-    QCOMPARE(bench.sent, QStringList({accepted, accepted, refused}));
-    QCOMPARE(bench.ends, QStringList{"9 0 100"});
-    QCOMPARE(bench.shell.commands().size(), 1);
-    QCOMPARE(bench.events.last().kind, RunEvent::Kind::Installed);
-    QVERIFY(!bench.events.last().success);
-}
-
-void TestNetInstall::archiveCannotBeCreated()
-{
-    InstallBench bench;
-    QVERIFY(QDir().mkpath(bench.archivePath()));
-    bench.takeBlock(1, netImageOf("archive"));
-    QCOMPARE(bench.sent, QStringList{refused});
-    QCOMPARE(bench.ends, QStringList{"9 0 100"});
-    bench.takeBlock(2, "more");
-    QCOMPARE(bench.sent, QStringList({refused, refused}));
-}
-
-void TestNetInstall::statusThatIsNotSentEndsTheRun()
-{
-    InstallBench bench;
-    bench.refusesStatus = true;
-    bench.install.sendStatus(command::applicationStatus, 0);
-    QCOMPARE(bench.ends, QStringList{"9 0 0"});
-}
-
-void TestNetInstall::refusedWhilePackagesMustBeSigned()
-{
-    const MinisignTool tool;
-    InstallBench bench;
-    QVERIFY(QDir(bench.dir.path()).mkdir("keys"));
-    tool.makeKey("a");
-    QVERIFY(QFile::copy(tool.path("a.pub"), bench.dir.filePath("keys/a.pub")));
-    bench.take(command::enterUpdateMode, QByteArray(2, '\0'));
-    bench.takeImage(netImageOf(QByteArray(600, 'a')), 256);
-    QCOMPARE(bench.sent, (QStringList{"7900:3", refused, refused, refused}));
-    QCOMPARE(bench.lines, QStringList{signedOnly});
-    QCOMPARE(bench.archive(), QByteArray("missing"));
-    QVERIFY(bench.shell.commands().isEmpty());
-    QVERIFY(bench.ends.isEmpty());
-}
-
-void TestNetInstall::keyThatAppearsStopsTheInstall()
-{
-    const MinisignTool tool;
-    tool.makeKey("a");
-    InstallBench bench;
-    const QByteArray image = netImageOf(QByteArray(600, 'a'));
-    bench.takeBlock(1, image.left(300));
-    QVERIFY(QDir(bench.dir.path()).mkdir("keys"));
-    QVERIFY(QFile::copy(tool.path("a.pub"), bench.dir.filePath("keys/a.pub")));
-    bench.takeBlock(2, image.mid(300, 300));
-    bench.takeBlock(3, image.mid(600), true);
-    QCOMPARE(bench.sent, (QStringList{accepted, accepted, refused}));
-    QCOMPARE(bench.lines, QStringList{signedOnly});
-    QVERIFY(bench.shell.commands().isEmpty());
-}
-
-void TestNetInstall::imageOfAPackage_data()
-{
-    const tests::DataTable<bool> rows("damaged");
-    rows("installed", false);
-    rows("damaged", true);
-}
-
-/** The run continues afterwards, so it is not ended and the module does not reboot. */
-void TestNetInstall::imageOfAPackage()
-{
-    QFETCH(bool, damaged);
-    InstallBench bench;
-    const QByteArray archive = patternImage(5000, 3);
-    BytesSource image(netImageOf(archive) + (damaged ? "x" : ""));
-    QCOMPARE(bench.install.installFromPackage(image), !damaged);
-    QCOMPARE(bench.archive(), damaged ? archive + "x" : archive);
-    QVERIFY(bench.ends.isEmpty());
-    QVERIFY(bench.sent.isEmpty());
-    QVERIFY(!bench.shell.commands().contains("sudo reboot"));
-    QCOMPARE(bench.events.size(), 2);
-    QCOMPARE(bench.events.at(0).kind, RunEvent::Kind::Installing);
-    QCOMPARE(bench.events.at(0).mcu.offered, QString("1.23"));
-    QCOMPARE(bench.events.at(1).success, !damaged);
-}
 
 AGENT_TEST(TestNetInstall)
 

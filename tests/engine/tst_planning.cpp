@@ -21,278 +21,261 @@ class TestPlanning : public QObject
     Q_OBJECT
 
 private slots:
-    void twoPartVersion();
-    void allEqualSetsNoVirtualVersion();
-    void packageWithoutRelease();
-    void fpgaRows();
-    void fieldTwoIsTheChipIndex();
-    void rowNumberIsNotTheChipIndex();
-    void sameRowTwice();
-    void hundredThousandRows();
-    void manyRowsThatAreSkipped();
-    void modeOneRows();
-    void modeOneWritesProductInformation();
-    void modeOneWithShortRows();
-    void rowsWithoutAChip_data();
-    void rowsWithoutAChip();
-    void emptyList();
-    void otherModes_data();
-    void otherModes();
-    void rowsWithOddTexts();
+    void twoPartVersion()
+    {
+        Scenario scenario({testChip("AUX", 1, 0, "1.2")}, {testImage("AUX", 1, {1, 2, 1})});
+        QVERIFY(scenario.run({"AUX,1,0"}, 2));
+        QCOMPARE(scenario.with("version is"),
+                 QStringList{"Read 'AUX' version success, version is V1.2"});
+        QCOMPARE(scenario.with("Firmware version"),
+                 QStringList{"Firmware version V1.2.1 greater than the 'AUX' version V1.2.0, will "
+                             "upgrade."});
+        QCOMPARE(scenario.with("UPGRADERESULT"),
+                 QStringList{"UPGRADERESULT|AUX,1,0,1,1,65,1,2,,0,1,1,1|1"});
+    }
+
+    void allEqualSetsNoVirtualVersion()
+    {
+        Scenario scenario(mainAndAux,
+                          {testImage("MAIN", 0, {1, 0, 0}), testImage("AUX", 1, {1, 2, 0}, 2)});
+        QVERIFY(scenario.run({"MAIN,0,0", "AUX,1,0"}, 2));
+        QCOMPARE(scenario.results(2), QString("22"));
+        QCOMPARE(scenario.lines.mid(scenario.lines.size() - 6),
+                 QStringList({"Send reboot command.", "Start to reboot, please wait.",
+                              "Read product ID.", "Ignore to set virtual version.",
+                              "All firmware upgrade done, but did not upgrade any mcu.",
+                              "APPSTATUS|6"}));
+        QCOMPARE(scenario.count("7905"), 0);
+        QCOMPARE(scenario.device.rebootCount(), 1);
+        QCOMPARE(scenario.progress.last(), 0.0);
+    }
+
+    void packageWithoutRelease()
+    {
+        Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)}, QString());
+        QVERIFY(scenario.run({"AUX,1,0"}, 2));
+        QCOMPARE(scenario.results(1), QString("1"));
+        QVERIFY(scenario.lines.contains(QStringLiteral("Ignore to set virtual version.")));
+        QCOMPARE(scenario.count("7905"), 0);
+    }
+
+    /** An FPGA is asked for its version and nothing else. */
+    void fpgaRows()
+    {
+        Scenario scenario({testChip("FPGA", 17, 0, "2.0"), testChip("F2", 18, 1, "2.0")},
+                          {testImage("FPGA", 17, {2, 1, 0}), testImage("F2", 18, {2, 0, 0})});
+        QVERIFY(scenario.run({"FPGA,17,0", "F2,18,1"}, 2));
+        QVERIFY(scenario.succeeded());
+        QCOMPARE(scenario.sentText(), QStringLiteral("F903 F902 F902 7900 7901:0 7902 F802 7905"));
+        QCOMPARE(scenario.with("FPGA, ignore"),
+                 QStringList({"'FPGA' model is FPGA, ignore to read bootcode information.",
+                              "'F2' model is FPGA, ignore to read bootcode information."}));
+        QCOMPARE(scenario.with("UPGRADERESULT"),
+                 QStringList({"UPGRADERESULT|FPGA,17,0,,,,2,0,,,,1,1|1",
+                              "UPGRADERESULT|F2,18,1,,,,2,0,,,,0,2|3"}));
+        QVERIFY(compareFlash(scenario.device.flash(17, 0), patternImage(256, 18)).equal);
+    }
+
+    /** A row made from a quantity asks for that chip index, whatever chip it means. */
+    void fieldTwoIsTheChipIndex()
+    {
+        Scenario scenario({testChip("MAIN", 0, 0, "1.0.0"), testChip("MAIN", 0, 1, "1.0.0")},
+                          {testImage("MAIN", 0, {2, 0, 0})});
+        QVERIFY(scenario.run({"MAIN,0,1"}, 2));
+        QVERIFY(scenario.succeeded());
+        QCOMPARE(scenario.link->sent.at(1).toHex(), QByteArray("5a5ba50700000000f90001a5"));
+        QVERIFY(scenario.with("MAIN MCU running").isEmpty());
+        QVERIFY(scenario.with("restarting").isEmpty());
+        QVERIFY(scenario.device.flash(0, 0).isEmpty());
+        QCOMPARE(scenario.device.flash(0, 1).size(), 256);
+
+        Scenario main({testChip("MAIN", 0, 0, "1.0.0")}, {testImage("MAIN", 0, {2, 0, 0})});
+        QVERIFY(main.run({"MAIN,0,0"}, 2));
+        QCOMPARE(main.link->sent.at(1).toHex(), QByteArray("5a5ba50700000000f90000a6"));
+        QCOMPARE(main.with("restarting").size(), 1);
+    }
+
+    void rowNumberIsNotTheChipIndex()
+    {
+        Scenario scenario({testChip("A", 1, 1, "1.0.0"), testChip("B", 2, 0, "1.0.0")},
+                          {testImage("A", 1, {2, 0, 0}), testImage("B", 2, {2, 0, 0})});
+        QVERIFY(scenario.run({"A,1,1", "B,2,0"}, 2));
+        QVERIFY(scenario.succeeded());
+        QCOMPARE(scenario.results(2), QString("11"));
+        QCOMPARE(scenario.count("7900"), 2);
+        QCOMPARE(scenario.device.flash(1, 1).size(), 256);
+        QCOMPARE(scenario.device.flash(2, 0).size(), 256);
+    }
+
+    void sameRowTwice()
+    {
+        Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
+        QVERIFY(scenario.run({"AUX,1,0", "AUX,1,0"}, 5));
+        QVERIFY(scenario.succeeded());
+        QCOMPARE(scenario.results(2), QString("11"));
+        QCOMPARE(scenario.device.chip(1, 0)->flash.completedImages(), 2);
+    }
+
+    void hundredThousandRows()
+    {
+        QStringList rows;
+        for (int i = 0; i < 100'000; ++i)
+            rows.append(QStringLiteral("X,17,1"));
+        Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
+        const QByteArray version =
+            mcu::buildFrame(mcu::replyStart, {}, 0xF902, QByteArray("\x11\1\2\0", 4));
+        scenario.link->answerInstead = [&](const QByteArray &frame) {
+            const bool asksVersion = mcu::wordAt(frame, mcu::wordOffset) == 0xF902;
+            return QList<QByteArray>{asksVersion ? version : scenario.link->deviceAnswer(frame)};
+        };
+        scenario.engine->slotConnect(QStringLiteral("ttyS2"));
+        scenario.engine->uploadByMergeFW(scenario.packagePath(), rows, 5);
+        // The bootcode reads of all FPGAs are passed in one go.
+        QCOMPARE(scenario.with("ignore to read bootcode").size(), 100'000);
+        QVERIFY(scenario.waitForEnd(400'000));
+        QVERIFY(scenario.succeeded());
+        QCOMPARE(scenario.count("F902"), 100'000);
+        QCOMPARE(scenario.with("No suitable firmware for 'X' in the firmware package.").size(),
+                 100'000);
+    }
+
+    /** Items that need nothing sent are passed without a turn of the event loop between them. */
+    void manyRowsThatAreSkipped()
+    {
+        QStringList rows;
+        for (int i = 0; i < 100'000; ++i)
+            rows.append(QStringLiteral("X"));
+        Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
+        QVERIFY(scenario.run(rows, 1));
+        QCOMPARE(scenario.with("Invalid firmware list item(X). Check next item.").size(), 100'000);
+        QCOMPARE(scenario.count("7902"), 1);
+    }
+
+    void modeOneRows()
+    {
+        Scenario scenario(mainAndAux, {testImage("AUX", 1, {1, 0, 0}, 2)});
+        // Nine fields: type, PCB and speciality are the client's word, nothing is read.
+        QVERIFY(scenario.run({"AUX,1,0,2,1,65,9,9,9", "MAIN,0,0,1,1,65,9,9,9"}, 1));
+        QVERIFY(scenario.succeeded());
+        QCOMPARE(scenario.count("F900") + scenario.count("F902") + scenario.count("F903"), 0);
+        QCOMPARE(scenario.with("UPGRADERESULT"),
+                 QStringList({"UPGRADERESULT|AUX,1,0,2,1,65,9,9,9,0,0,1,1|1",
+                              "UPGRADERESULT|MAIN,0,0,1,1,65,9,9,9,0,0,0,2|2"}));
+    }
+
+    /** Such a run ends with the records of its rows, and only then reports its success. */
+    void modeOneWritesProductInformation()
+    {
+        Scenario scenario(mainAndAux,
+                          {testImage("MAIN", 0, {1, 0, 0}), testImage("AUX", 1, {1, 0, 0}, 2)});
+        QVERIFY(scenario.run({"AUX,1,0,2,1,65,9,9,9", "MAIN,0,0,1,1,65,9,9,9"}, 1));
+        const int reboot = scenario.lines.indexOf(QStringLiteral("Start to reboot, please wait."));
+        QCOMPARE(scenario.lines.mid(reboot + 1),
+                 QStringList({"Read product ID.", "Start to write Product Information.",
+                              "Start to write 'AUX' product information.",
+                              "Write 'AUX' product information success.",
+                              "SETPIRESULT|AUX,1,0,2,1,65,9,9,9,0,0,1,1,0,0,0,0|1",
+                              "Start to write 'MAIN' product information.",
+                              "Write 'MAIN' product information success.",
+                              "SETPIRESULT|MAIN,0,0,1,1,65,9,9,9,0,0,1,1,0,0,0,0|1",
+                              "Write all product information done.", "APPSTATUS|6"}));
+        QCOMPARE(scenario.count("7905"), 0);
+        QCOMPARE(scenario.device.violationCount(), 0);
+    }
+
+    void modeOneWithShortRows()
+    {
+        Scenario scenario(mainAndAux, {testImage("AUX", 1, {1, 0, 0}, 2)});
+        QVERIFY(scenario.run({"NAME", "A,1", ""}, 1));
+        QCOMPARE(scenario.lines.mid(0, 5),
+                 QStringList({"ConnectSuccess|ttyS2", "Firmware file checksum ok.",
+                              "Invalid firmware list item(NAME). Check next item.",
+                              "MCU 'A' chip type or chip index incorrect, upload next mcu",
+                              "Invalid firmware list item(). Check next item."}));
+        QVERIFY(scenario.lines.contains(QStringLiteral("Send reboot command.")));
+        QVERIFY(scenario.lines.endsWith(QStringLiteral("APPSTATUS|6")));
+    }
+
+    void rowsWithoutAChip_data()
+    {
+        QTest::addColumn<QString>("row");
+        QTest::addColumn<QString>("completed");
+        const auto row = [](const char *text, const char *completed) {
+            QTest::newRow(text) << QString(text)
+                                << QString(completed) + QStringLiteral(",2,1,65,1,2,0,0,1,1,2");
+        };
+        row("AUX,1,", "AUX,1,");
+        row("AUX,1,x", "AUX,1,x");
+        row("AUX,1,-1", "AUX,1,-1");
+        row("AUX,1,256", "AUX,1,256");
+    }
+
+    /** The package has an image for the type, but none goes to an index that the row does not name.
+     */
+    void rowsWithoutAChip()
+    {
+        QFETCH(QString, row);
+        QFETCH(QString, completed);
+        // -1 is sent as 255, and all others as 0: each has a chip that answers.
+        QVector<ChipDescription> chips = mainAndAux;
+        chips.append(testChip("FAR", 1, 255, "1.2.0", 2));
+        Scenario scenario(chips, {testImage("AUX", 1, {9, 0, 0}, 2)});
+        QVERIFY(scenario.run({row, "AUX,1,0"}, 5));
+        QVERIFY(scenario.succeeded());
+        QCOMPARE(scenario.with("Chip type or chip index error."),
+                 QStringList{"Chip type or chip index error."});
+        QCOMPARE(scenario.with("UPGRADERESULT").first(),
+                 QStringLiteral("UPGRADERESULT|%1|2").arg(completed));
+        QCOMPARE(scenario.results(2), QString("21"));
+        QCOMPARE(scenario.count("7900"), 1);
+    }
+
+    void emptyList()
+    {
+        // Nothing was decided, so nothing is rebooted.
+        Scenario images(mainAndAux, {});
+        QVERIFY(images.run({}, 1));
+        QCOMPARE(images.lines, QStringList({"ConnectSuccess|ttyS2", "Firmware file checksum ok."}));
+        QVERIFY(images.link->sent.isEmpty());
+
+        // Here the empty reads lead to an empty version check, as the reads of any list do.
+        Scenario forced(mainAndAux, {});
+        QVERIFY(forced.run({}, 5));
+        QCOMPARE(forced.sentText(), QStringLiteral("7902 F802"));
+        QVERIFY(forced.succeeded());
+    }
+
+    void otherModes_data()
+    {
+        const tests::DataTable<int> rows("mode");
+        for (const int mode : {-1, 0, 3, 4, 6, 1000})
+            rows(qPrintable(QString::number(mode)), mode);
+    }
+
+    void otherModes()
+    {
+        QFETCH(int, mode);
+        Scenario scenario(mainAndAux, {testImage("AUX", 1, {1, 0, 0}, 2)});
+        QVERIFY(scenario.run({"AUX,1,0"}, mode));
+        QCOMPARE(scenario.lines,
+                 QStringList({"ConnectSuccess|ttyS2", "Firmware file checksum ok."}));
+        QVERIFY(scenario.link->sent.isEmpty());
+        QVERIFY(!scenario.engine->runActive());
+    }
+
+    /** Names come from outside: what looks like a place in a text stays what it is. */
+    void rowsWithOddTexts()
+    {
+        Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
+        QVERIFY(scenario.run({"%1%2 %7,1,0"}, 2));
+        QVERIFY(scenario.succeeded());
+        QVERIFY(scenario.lines.contains(
+            QStringLiteral("Read the bootcode information of '%1%2 %7' success.")));
+        QVERIFY(scenario.lines.contains(QStringLiteral(
+            "Firmware version V9.0.0 greater than the '%1%2 %7' version V1.2.0, will upgrade.")));
+        QVERIFY(scenario.lines.contains(QStringLiteral("Write firmware '%1%2 %7' success.")));
+    }
 };
-
-void TestPlanning::twoPartVersion()
-{
-    Scenario scenario({testChip("AUX", 1, 0, "1.2")}, {testImage("AUX", 1, {1, 2, 1})});
-    QVERIFY(scenario.run({"AUX,1,0"}, 2));
-    QCOMPARE(scenario.with("version is"),
-             QStringList{"Read 'AUX' version success, version is V1.2"});
-    QCOMPARE(scenario.with("Firmware version"),
-             QStringList{"Firmware version V1.2.1 greater than the 'AUX' version V1.2.0, will "
-                         "upgrade."});
-    QCOMPARE(scenario.with("UPGRADERESULT"),
-             QStringList{"UPGRADERESULT|AUX,1,0,1,1,65,1,2,,0,1,1,1|1"});
-}
-
-void TestPlanning::allEqualSetsNoVirtualVersion()
-{
-    Scenario scenario(mainAndAux,
-                      {testImage("MAIN", 0, {1, 0, 0}), testImage("AUX", 1, {1, 2, 0}, 2)});
-    QVERIFY(scenario.run({"MAIN,0,0", "AUX,1,0"}, 2));
-    QCOMPARE(scenario.results(2), QString("22"));
-    QCOMPARE(
-        scenario.lines.mid(scenario.lines.size() - 6),
-        QStringList({"Send reboot command.", "Start to reboot, please wait.", "Read product ID.",
-                     "Ignore to set virtual version.",
-                     "All firmware upgrade done, but did not upgrade any mcu.", "APPSTATUS|6"}));
-    QCOMPARE(scenario.count("7905"), 0);
-    QCOMPARE(scenario.device.rebootCount(), 1);
-    QCOMPARE(scenario.progress.last(), 0.0);
-}
-
-void TestPlanning::packageWithoutRelease()
-{
-    Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)}, QString());
-    QVERIFY(scenario.run({"AUX,1,0"}, 2));
-    QCOMPARE(scenario.results(1), QString("1"));
-    QVERIFY(scenario.lines.contains(QStringLiteral("Ignore to set virtual version.")));
-    QCOMPARE(scenario.count("7905"), 0);
-}
-
-/** An FPGA is asked for its version and nothing else. */
-void TestPlanning::fpgaRows()
-{
-    Scenario scenario({testChip("FPGA", 17, 0, "2.0"), testChip("F2", 18, 1, "2.0")},
-                      {testImage("FPGA", 17, {2, 1, 0}), testImage("F2", 18, {2, 0, 0})});
-    QVERIFY(scenario.run({"FPGA,17,0", "F2,18,1"}, 2));
-    QVERIFY(scenario.succeeded());
-    QCOMPARE(scenario.sentText(), QStringLiteral("F903 F902 F902 7900 7901:0 7902 F802 7905"));
-    QCOMPARE(scenario.with("FPGA, ignore"),
-             QStringList({"'FPGA' model is FPGA, ignore to read bootcode information.",
-                          "'F2' model is FPGA, ignore to read bootcode information."}));
-    QCOMPARE(scenario.with("UPGRADERESULT"),
-             QStringList({"UPGRADERESULT|FPGA,17,0,,,,2,0,,,,1,1|1",
-                          "UPGRADERESULT|F2,18,1,,,,2,0,,,,0,2|3"}));
-    QVERIFY(compareFlash(scenario.device.flash(17, 0), patternImage(256, 18)).equal);
-}
-
-/** A row made from a quantity asks for that chip index, whatever chip it means. */
-void TestPlanning::fieldTwoIsTheChipIndex()
-{
-    Scenario scenario({testChip("MAIN", 0, 0, "1.0.0"), testChip("MAIN", 0, 1, "1.0.0")},
-                      {testImage("MAIN", 0, {2, 0, 0})});
-    QVERIFY(scenario.run({"MAIN,0,1"}, 2));
-    QVERIFY(scenario.succeeded());
-    QCOMPARE(scenario.link->sent.at(1).toHex(), QByteArray("5a5ba50700000000f90001a5"));
-    QVERIFY(scenario.with("MAIN MCU running").isEmpty());
-    QVERIFY(scenario.with("restarting").isEmpty());
-    QVERIFY(scenario.device.flash(0, 0).isEmpty());
-    QCOMPARE(scenario.device.flash(0, 1).size(), 256);
-
-    Scenario main({testChip("MAIN", 0, 0, "1.0.0")}, {testImage("MAIN", 0, {2, 0, 0})});
-    QVERIFY(main.run({"MAIN,0,0"}, 2));
-    QCOMPARE(main.link->sent.at(1).toHex(), QByteArray("5a5ba50700000000f90000a6"));
-    QCOMPARE(main.with("restarting").size(), 1);
-}
-
-void TestPlanning::rowNumberIsNotTheChipIndex()
-{
-    Scenario scenario({testChip("A", 1, 1, "1.0.0"), testChip("B", 2, 0, "1.0.0")},
-                      {testImage("A", 1, {2, 0, 0}), testImage("B", 2, {2, 0, 0})});
-    QVERIFY(scenario.run({"A,1,1", "B,2,0"}, 2));
-    QVERIFY(scenario.succeeded());
-    QCOMPARE(scenario.results(2), QString("11"));
-    QCOMPARE(scenario.count("7900"), 2);
-    QCOMPARE(scenario.device.flash(1, 1).size(), 256);
-    QCOMPARE(scenario.device.flash(2, 0).size(), 256);
-}
-
-void TestPlanning::sameRowTwice()
-{
-    Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
-    QVERIFY(scenario.run({"AUX,1,0", "AUX,1,0"}, 5));
-    QVERIFY(scenario.succeeded());
-    QCOMPARE(scenario.results(2), QString("11"));
-    QCOMPARE(scenario.device.chip(1, 0)->flash.completedImages(), 2);
-}
-
-void TestPlanning::hundredThousandRows()
-{
-    QStringList rows;
-    for (int i = 0; i < 100'000; ++i)
-        rows.append(QStringLiteral("X,17,1"));
-    Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
-    const QByteArray version =
-        mcu::buildFrame(mcu::replyStart, {}, 0xF902, QByteArray("\x11\1\2\0", 4));
-    scenario.link->answerInstead = [&](const QByteArray &frame) {
-        const bool asksVersion = mcu::wordAt(frame, mcu::wordOffset) == 0xF902;
-        return QList<QByteArray>{asksVersion ? version : scenario.link->deviceAnswer(frame)};
-    };
-    scenario.engine->slotConnect(QStringLiteral("ttyS2"));
-    scenario.engine->uploadByMergeFW(scenario.packagePath(), rows, 5);
-    // The bootcode reads of all FPGAs are passed in one go.
-    QCOMPARE(scenario.with("ignore to read bootcode").size(), 100'000);
-    QVERIFY(scenario.waitForEnd(400'000));
-    QVERIFY(scenario.succeeded());
-    QCOMPARE(scenario.count("F902"), 100'000);
-    QCOMPARE(scenario.with("No suitable firmware for 'X' in the firmware package.").size(),
-             100'000);
-}
-
-/** Items that need nothing sent are passed without a turn of the event loop between them. */
-void TestPlanning::manyRowsThatAreSkipped()
-{
-    QStringList rows;
-    for (int i = 0; i < 100'000; ++i)
-        rows.append(QStringLiteral("X"));
-    Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
-    QVERIFY(scenario.run(rows, 1));
-    QCOMPARE(scenario.with("Invalid firmware list item(X). Check next item.").size(), 100'000);
-    QCOMPARE(scenario.count("7902"), 1);
-}
-
-void TestPlanning::modeOneRows()
-{
-    Scenario scenario(mainAndAux, {testImage("AUX", 1, {1, 0, 0}, 2)});
-    // Nine fields: type, PCB and speciality are the client's word, nothing is read.
-    QVERIFY(scenario.run({"AUX,1,0,2,1,65,9,9,9", "MAIN,0,0,1,1,65,9,9,9"}, 1));
-    QVERIFY(scenario.succeeded());
-    QCOMPARE(scenario.count("F900") + scenario.count("F902") + scenario.count("F903"), 0);
-    QCOMPARE(scenario.with("UPGRADERESULT"),
-             QStringList({"UPGRADERESULT|AUX,1,0,2,1,65,9,9,9,0,0,1,1|1",
-                          "UPGRADERESULT|MAIN,0,0,1,1,65,9,9,9,0,0,0,2|2"}));
-}
-
-/** Such a run ends with the records of its rows, and only then reports its success. */
-void TestPlanning::modeOneWritesProductInformation()
-{
-    Scenario scenario(mainAndAux,
-                      {testImage("MAIN", 0, {1, 0, 0}), testImage("AUX", 1, {1, 0, 0}, 2)});
-    QVERIFY(scenario.run({"AUX,1,0,2,1,65,9,9,9", "MAIN,0,0,1,1,65,9,9,9"}, 1));
-    const int reboot = scenario.lines.indexOf(QStringLiteral("Start to reboot, please wait."));
-    QCOMPARE(scenario.lines.mid(reboot + 1),
-             QStringList({"Read product ID.", "Start to write Product Information.",
-                          "Start to write 'AUX' product information.",
-                          "Write 'AUX' product information success.",
-                          "SETPIRESULT|AUX,1,0,2,1,65,9,9,9,0,0,1,1,0,0,0,0|1",
-                          "Start to write 'MAIN' product information.",
-                          "Write 'MAIN' product information success.",
-                          "SETPIRESULT|MAIN,0,0,1,1,65,9,9,9,0,0,1,1,0,0,0,0|1",
-                          "Write all product information done.", "APPSTATUS|6"}));
-    QCOMPARE(scenario.count("7905"), 0);
-    QCOMPARE(scenario.device.violationCount(), 0);
-}
-
-void TestPlanning::modeOneWithShortRows()
-{
-    Scenario scenario(mainAndAux, {testImage("AUX", 1, {1, 0, 0}, 2)});
-    QVERIFY(scenario.run({"NAME", "A,1", ""}, 1));
-    QCOMPARE(scenario.lines.mid(0, 5),
-             QStringList({"ConnectSuccess|ttyS2", "Firmware file checksum ok.",
-                          "Invalid firmware list item(NAME). Check next item.",
-                          "MCU 'A' chip type or chip index incorrect, upload next mcu",
-                          "Invalid firmware list item(). Check next item."}));
-    QVERIFY(scenario.lines.contains(QStringLiteral("Send reboot command.")));
-    QVERIFY(scenario.lines.endsWith(QStringLiteral("APPSTATUS|6")));
-}
-
-void TestPlanning::rowsWithoutAChip_data()
-{
-    QTest::addColumn<QString>("row");
-    QTest::addColumn<QString>("completed");
-    const auto row = [](const char *text, const char *completed) {
-        QTest::newRow(text) << QString(text)
-                            << QString(completed) + QStringLiteral(",2,1,65,1,2,0,0,1,1,2");
-    };
-    row("AUX,1,", "AUX,1,");
-    row("AUX,1,x", "AUX,1,x");
-    row("AUX,1,-1", "AUX,1,-1");
-    row("AUX,1,256", "AUX,1,256");
-}
-
-/** The package has an image for the type, but none goes to an index that the row does not name. */
-void TestPlanning::rowsWithoutAChip()
-{
-    QFETCH(QString, row);
-    QFETCH(QString, completed);
-    // -1 is sent as 255, and all others as 0: each has a chip that answers.
-    QVector<ChipDescription> chips = mainAndAux;
-    chips.append(testChip("FAR", 1, 255, "1.2.0", 2));
-    Scenario scenario(chips, {testImage("AUX", 1, {9, 0, 0}, 2)});
-    QVERIFY(scenario.run({row, "AUX,1,0"}, 5));
-    QVERIFY(scenario.succeeded());
-    QCOMPARE(scenario.with("Chip type or chip index error."),
-             QStringList{"Chip type or chip index error."});
-    QCOMPARE(scenario.with("UPGRADERESULT").first(),
-             QStringLiteral("UPGRADERESULT|%1|2").arg(completed));
-    QCOMPARE(scenario.results(2), QString("21"));
-    QCOMPARE(scenario.count("7900"), 1);
-}
-
-void TestPlanning::emptyList()
-{
-    // Nothing was decided, so nothing is rebooted.
-    Scenario images(mainAndAux, {});
-    QVERIFY(images.run({}, 1));
-    QCOMPARE(images.lines, QStringList({"ConnectSuccess|ttyS2", "Firmware file checksum ok."}));
-    QVERIFY(images.link->sent.isEmpty());
-
-    // Here the empty reads lead to an empty version check, as the reads of any list do.
-    Scenario forced(mainAndAux, {});
-    QVERIFY(forced.run({}, 5));
-    QCOMPARE(forced.sentText(), QStringLiteral("7902 F802"));
-    QVERIFY(forced.succeeded());
-}
-
-void TestPlanning::otherModes_data()
-{
-    const tests::DataTable<int> rows("mode");
-    for (const int mode : {-1, 0, 3, 4, 6, 1000})
-        rows(qPrintable(QString::number(mode)), mode);
-}
-
-void TestPlanning::otherModes()
-{
-    QFETCH(int, mode);
-    Scenario scenario(mainAndAux, {testImage("AUX", 1, {1, 0, 0}, 2)});
-    QVERIFY(scenario.run({"AUX,1,0"}, mode));
-    QCOMPARE(scenario.lines, QStringList({"ConnectSuccess|ttyS2", "Firmware file checksum ok."}));
-    QVERIFY(scenario.link->sent.isEmpty());
-    QVERIFY(!scenario.engine->runActive());
-}
-
-/** Names come from outside: what looks like a place in a text stays what it is. */
-void TestPlanning::rowsWithOddTexts()
-{
-    Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
-    QVERIFY(scenario.run({"%1%2 %7,1,0"}, 2));
-    QVERIFY(scenario.succeeded());
-    QVERIFY(scenario.lines.contains(
-        QStringLiteral("Read the bootcode information of '%1%2 %7' success.")));
-    QVERIFY(scenario.lines.contains(QStringLiteral(
-        "Firmware version V9.0.0 greater than the '%1%2 %7' version V1.2.0, will upgrade.")));
-    QVERIFY(scenario.lines.contains(QStringLiteral("Write firmware '%1%2 %7' success.")));
-}
 
 AGENT_TEST(TestPlanning)
 

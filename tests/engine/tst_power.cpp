@@ -90,71 +90,67 @@ class TestPower : public QObject
     Q_OBJECT
 
 private slots:
-    void everyFrame_data();
-    void everyFrame();
-    void deletedInMidRun();
-};
-
-void TestPower::everyFrame_data()
-{
-    const tests::DataTable<int, int> data("cut", "at");
-    Fixture whole;
-    QVERIFY(whole.run(rows, 2));
-    const QStringList words = whole.sentWords();
-    QVERIFY(words.size() > 20);
-    const char *const names[] = {"device at once", "device for a while", "device to the end",
-                                 "engine"};
-    for (const Cut cut :
-         {Cut::DeviceAtOnce, Cut::DeviceForAWhile, Cut::DeviceToTheEnd, Cut::Engine}) {
-        for (int at = 0; at < words.size(); ++at)
-            data(qPrintable(QStringLiteral("%1, frame %2 (%3)")
-                                .arg(QLatin1String(names[int(cut)]))
-                                .arg(at)
-                                .arg(words.at(at))),
-                 int(cut), at);
-    }
-}
-
-void TestPower::everyFrame()
-{
-    QFETCH(int, cut);
-    QFETCH(int, at);
-    Fixture fixture;
-    if (Cut(cut) == Cut::Engine) {
-        QVERIFY(stopEngine(fixture, at));
-        fixture.restartEngine();
-    } else {
-        const int frames[] = {1, 3, 1'000'000};
-        cutDevice(fixture, at, frames[cut]);
-        QVERIFY(fixture.run(rows, 2));
-        QCOMPARE(fixture.with("APPSTATUS|").size(), 1);
-        QVERIFY(fixture.engine->timersIdle());
-        QCOMPARE(fixture.wrongFlash(), QString());
-        // A cut of one frame costs one try; only images start again as a whole.
-        if (Cut(cut) == Cut::DeviceAtOnce) {
-            QVERIFY(fixture.succeeded());
-            QCOMPARE(fixture.results(3), QString("111"));
+    void everyFrame_data()
+    {
+        const tests::DataTable<int, int> data("cut", "at");
+        Fixture whole;
+        QVERIFY(whole.run(rows, 2));
+        const QStringList words = whole.sentWords();
+        QVERIFY(words.size() > 20);
+        const char *const names[] = {"device at once", "device for a while", "device to the end",
+                                     "engine"};
+        for (const Cut cut :
+             {Cut::DeviceAtOnce, Cut::DeviceForAWhile, Cut::DeviceToTheEnd, Cut::Engine}) {
+            for (int at = 0; at < words.size(); ++at)
+                data(qPrintable(QStringLiteral("%1, frame %2 (%3)")
+                                    .arg(QLatin1String(names[int(cut)]))
+                                    .arg(at)
+                                    .arg(words.at(at))),
+                     int(cut), at);
         }
     }
-    fixture.link->answerInstead = nullptr;
-    QVERIFY(fixture.run(rows, 2));
-    QVERIFY(fixture.succeeded());
-    QCOMPARE(fixture.results(3), QString("111"));
-    QCOMPARE(fixture.wrongFlash(), QString());
-}
 
-/** An engine can go at any moment, with frames and timers in flight. */
-void TestPower::deletedInMidRun()
-{
-    Fixture whole;
-    QVERIFY(whole.run(rows, 2));
-    for (int at = 0; at < whole.link->sent.size(); ++at) {
+    void everyFrame()
+    {
+        QFETCH(int, cut);
+        QFETCH(int, at);
         Fixture fixture;
-        QVERIFY(stopEngine(fixture, at));
-        fixture.engine.reset();
-        settle();
+        if (Cut(cut) == Cut::Engine) {
+            QVERIFY(stopEngine(fixture, at));
+            fixture.restartEngine();
+        } else {
+            const int frames[] = {1, 3, 1'000'000};
+            cutDevice(fixture, at, frames[cut]);
+            QVERIFY(fixture.run(rows, 2));
+            QCOMPARE(fixture.with("APPSTATUS|").size(), 1);
+            QVERIFY(fixture.engine->timersIdle());
+            QCOMPARE(fixture.wrongFlash(), QString());
+            // A cut of one frame costs one try; only images start again as a whole.
+            if (Cut(cut) == Cut::DeviceAtOnce) {
+                QVERIFY(fixture.succeeded());
+                QCOMPARE(fixture.results(3), QString("111"));
+            }
+        }
+        fixture.link->answerInstead = nullptr;
+        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(fixture.succeeded());
+        QCOMPARE(fixture.results(3), QString("111"));
+        QCOMPARE(fixture.wrongFlash(), QString());
     }
-}
+
+    /** An engine can go at any moment, with frames and timers in flight. */
+    void deletedInMidRun()
+    {
+        Fixture whole;
+        QVERIFY(whole.run(rows, 2));
+        for (int at = 0; at < whole.link->sent.size(); ++at) {
+            Fixture fixture;
+            QVERIFY(stopEngine(fixture, at));
+            fixture.engine.reset();
+            settle();
+        }
+    }
+};
 
 AGENT_TEST(TestPower)
 

@@ -113,179 +113,173 @@ class TestProductInfo : public QObject
     Q_OBJECT
 
 private slots:
-    void readsEverything();
-    void invalidFlag();
-    void virtualVersion_data();
-    void virtualVersion();
-    void bootcodeDoesNotStartAnUpgrade();
-    void writes();
-    void writesAndReadsBack();
-    void writesWithThePackagesDescription();
-    void writeRefusedByItsResult();
-    void recordOfOneRow();
-};
+    void readsEverything()
+    {
+        Fixture fixture;
+        QVERIFY(fixture.read());
+        QStringList chain{"Read virtual version.", "Read virtual version success."};
+        chain += mainReads() + readsOf("AUX") + readsOf("AUX") +
+                 QStringList{"'FPGA' model is FPGA, ignore to read bootcode information.",
+                             "Read all mcu(list) bootcode and product information done."} +
+                 versionOf("MAIN", "1.2.3") + versionOf("AUX", "4.5") + versionOf("AUX", "4.6") +
+                 versionOf("FPGA", "7.8");
+        QVERIFY(sameTranscript(fixture.lines.mid(0, fixture.lines.size() - 1), keyed(chain)));
+        QCOMPARE(fixture.report(), heading + device + rowReport("MAIN,0,0,1,01,A,1,02,03,0,1") +
+                                       rowReport("AUX,1,0,2,01,A,4,05,,0,1") +
+                                       rowReport("AUX,1,1,2,01,A,4,06,,0,1") +
+                                       rowReport("FPGA,17,0,,,,7,08,,,"));
+        QCOMPARE(fixture.sentText(),
+                 QStringLiteral("F905 F900 F901 F900 F901 F900 F901 F902 F902 F902 F902"));
+        QVERIFY(fixture.engine->timersIdle());
+    }
 
-void TestProductInfo::readsEverything()
-{
-    Fixture fixture;
-    QVERIFY(fixture.read());
-    QStringList chain{"Read virtual version.", "Read virtual version success."};
-    chain += mainReads() + readsOf("AUX") + readsOf("AUX") +
-             QStringList{"'FPGA' model is FPGA, ignore to read bootcode information.",
-                         "Read all mcu(list) bootcode and product information done."} +
-             versionOf("MAIN", "1.2.3") + versionOf("AUX", "4.5") + versionOf("AUX", "4.6") +
-             versionOf("FPGA", "7.8");
-    QVERIFY(sameTranscript(fixture.lines.mid(0, fixture.lines.size() - 1), keyed(chain)));
-    QCOMPARE(fixture.report(), heading + device + rowReport("MAIN,0,0,1,01,A,1,02,03,0,1") +
-                                   rowReport("AUX,1,0,2,01,A,4,05,,0,1") +
-                                   rowReport("AUX,1,1,2,01,A,4,06,,0,1") +
-                                   rowReport("FPGA,17,0,,,,7,08,,,"));
-    QCOMPARE(fixture.sentText(),
-             QStringLiteral("F905 F900 F901 F900 F901 F900 F901 F902 F902 F902 F902"));
-    QVERIFY(fixture.engine->timersIdle());
-}
+    void invalidFlag()
+    {
+        DeviceDescription with = fourChips();
+        with.chips.first().productInformation = false;
+        EngineHarness fixture(with);
+        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->getProductInfo();
+        QVERIFY(fixture.waitForEnd());
+        QVERIFY(fixture.lines.contains(
+            QStringLiteral("READPI|'MAIN' product information flag is invalid, exit read product "
+                           "information.")));
+        QVERIFY(fixture.lines.contains(QStringLiteral("READPI|APPSTATUS|10")));
+    }
 
-void TestProductInfo::invalidFlag()
-{
-    DeviceDescription with = fourChips();
-    with.chips.first().productInformation = false;
-    EngineHarness fixture(with);
-    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
-    fixture.engine->getProductInfo();
-    QVERIFY(fixture.waitForEnd());
-    QVERIFY(fixture.lines.contains(
-        QStringLiteral("READPI|'MAIN' product information flag is invalid, exit read product "
-                       "information.")));
-    QVERIFY(fixture.lines.contains(QStringLiteral("READPI|APPSTATUS|10")));
-}
+    void virtualVersion_data()
+    {
+        const tests::DataTable<QString, QStringList> rows("fault", "said");
+        const QStringList retry1{"Read virtual version fail, retry 1."};
+        const QStringList retry2{"Read virtual version fail, retry 2."};
+        const QStringList success{"Read virtual version success."};
+        const QStringList givenUp{"Read virtual version fail."};
+        rows("silent once", "silent:count=once,word=virtual-version", retry1 + success);
+        rows("silent twice", "silent:count=twice,word=virtual-version", retry1 + retry2 + success);
+        rows("silent", "silent:word=virtual-version", retry1 + retry2 + givenUp);
+        rows("refused", "refuse:word=virtual-version", retry1 + retry2 + givenUp);
+        // The version is only shown: a malformed answer is reported, and the reads continue.
+        rows("malformed", "short:word=virtual-version", QStringList{"Read virtual version error."});
+    }
 
-void TestProductInfo::virtualVersion_data()
-{
-    const tests::DataTable<QString, QStringList> rows("fault", "said");
-    const QStringList retry1{"Read virtual version fail, retry 1."};
-    const QStringList retry2{"Read virtual version fail, retry 2."};
-    const QStringList success{"Read virtual version success."};
-    const QStringList givenUp{"Read virtual version fail."};
-    rows("silent once", "silent:count=once,word=virtual-version", retry1 + success);
-    rows("silent twice", "silent:count=twice,word=virtual-version", retry1 + retry2 + success);
-    rows("silent", "silent:word=virtual-version", retry1 + retry2 + givenUp);
-    rows("refused", "refuse:word=virtual-version", retry1 + retry2 + givenUp);
-    // The version is only shown: a malformed answer is reported, and the reads continue.
-    rows("malformed", "short:word=virtual-version", QStringList{"Read virtual version error."});
-}
-
-void TestProductInfo::virtualVersion()
-{
-    QFETCH(QString, fault);
-    QFETCH(QStringList, said);
-    Fixture fixture;
-    fixture.addFault(fault);
-    // After a failed virtual version, the retries of the next read have other texts.
-    fixture.addFault(QStringLiteral("silent:count=twice,word=bootcode,type=0"));
-    QVERIFY(fixture.read());
-    QVERIFY(fixture.report().startsWith(heading + device));
-    const bool success = said.last().endsWith(QLatin1String("success."));
-    const QString retry =
-        success ? QStringLiteral("Read the bootcode information of 'MAIN' fail, retry %1.")
-                : QStringLiteral("Read the bootcode information of 'MAIN'. fail, retry %1.");
-    const QString boot = QStringLiteral("Read bootcode information of 'MAIN'.");
-    QVERIFY(sameTranscript(fixture.lines.mid(0, said.size() + 7),
+    void virtualVersion()
+    {
+        QFETCH(QString, fault);
+        QFETCH(QStringList, said);
+        Fixture fixture;
+        fixture.addFault(fault);
+        // After a failed virtual version, the retries of the next read have other texts.
+        fixture.addFault(QStringLiteral("silent:count=twice,word=bootcode,type=0"));
+        QVERIFY(fixture.read());
+        QVERIFY(fixture.report().startsWith(heading + device));
+        const bool success = said.last().endsWith(QLatin1String("success."));
+        const QString retry =
+            success ? QStringLiteral("Read the bootcode information of 'MAIN' fail, retry %1.")
+                    : QStringLiteral("Read the bootcode information of 'MAIN'. fail, retry %1.");
+        const QString boot = QStringLiteral("Read bootcode information of 'MAIN'.");
+        QVERIFY(
+            sameTranscript(fixture.lines.mid(0, said.size() + 7),
                            keyed(QStringList{"Read virtual version."} + said +
                                  QStringList{boot, retry.arg(1), boot, retry.arg(2), boot,
                                              "Read the bootcode information of 'MAIN' success."})));
-}
+    }
 
-void TestProductInfo::bootcodeDoesNotStartAnUpgrade()
-{
-    DeviceDescription with = fourChips();
-    with.chips.first().bootcode = true;
-    EngineHarness fixture(with);
-    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
-    fixture.engine->getProductInfo();
-    QVERIFY(fixture.waitForEnd());
-    QVERIFY(fixture.lines.contains(QStringLiteral("READPI|MAIN MCU running in Bootcode.")));
-    QVERIFY(fixture.lines.last().startsWith(QLatin1String("PISHOW|")));
-    QVERIFY(!fixture.sentText().contains(QLatin1String("7900")));
-}
+    void bootcodeDoesNotStartAnUpgrade()
+    {
+        DeviceDescription with = fourChips();
+        with.chips.first().bootcode = true;
+        EngineHarness fixture(with);
+        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->getProductInfo();
+        QVERIFY(fixture.waitForEnd());
+        QVERIFY(fixture.lines.contains(QStringLiteral("READPI|MAIN MCU running in Bootcode.")));
+        QVERIFY(fixture.lines.last().startsWith(QLatin1String("PISHOW|")));
+        QVERIFY(!fixture.sentText().contains(QLatin1String("7900")));
+    }
 
-void TestProductInfo::writes()
-{
-    Fixture fixture;
-    QVERIFY(fixture.write({description, "MAIN,0,0,1,3,67", "AUX,1,1,2,4,68", "FPGA,17,0,1,1,65"}));
-    QVERIFY(sameTranscript(
-        fixture.lines,
-        {"Start to write Product Information.", "Start to write 'MAIN' product information.",
-         "Write 'MAIN' product information success.", "SETPIRESULT|MAIN,0,0,1,3,67,0,0,0,0|1",
-         "Start to write 'AUX' product information.", "Write 'AUX' product information success.",
-         "SETPIRESULT|AUX,1,1,2,4,68,0,0,0,0|1",
-         "'FPGA' model is FPGA, ignore to write product information.",
-         "Write all product information done."}));
-    QCOMPARE(fixture.link->sent.first().mid(9, fixture.link->sent.first().size() - 10).toHex(),
-             QByteArray("000003430e00") + QByteArray("00").repeated(10) + "0104" +
-                 QByteArray("HX-9").toHex() + "0306" + "010203" + QByteArray("AUX").toHex());
-    QCOMPARE(fixture.device.violationCount(), 0);
-    QVERIFY(fixture.engine->timersIdle());
-}
+    void writes()
+    {
+        Fixture fixture;
+        QVERIFY(
+            fixture.write({description, "MAIN,0,0,1,3,67", "AUX,1,1,2,4,68", "FPGA,17,0,1,1,65"}));
+        QVERIFY(sameTranscript(
+            fixture.lines,
+            {"Start to write Product Information.", "Start to write 'MAIN' product information.",
+             "Write 'MAIN' product information success.", "SETPIRESULT|MAIN,0,0,1,3,67,0,0,0,0|1",
+             "Start to write 'AUX' product information.",
+             "Write 'AUX' product information success.", "SETPIRESULT|AUX,1,1,2,4,68,0,0,0,0|1",
+             "'FPGA' model is FPGA, ignore to write product information.",
+             "Write all product information done."}));
+        QCOMPARE(fixture.link->sent.first().mid(9, fixture.link->sent.first().size() - 10).toHex(),
+                 QByteArray("000003430e00") + QByteArray("00").repeated(10) + "0104" +
+                     QByteArray("HX-9").toHex() + "0306" + "010203" + QByteArray("AUX").toHex());
+        QCOMPARE(fixture.device.violationCount(), 0);
+        QVERIFY(fixture.engine->timersIdle());
+    }
 
-void TestProductInfo::writesAndReadsBack()
-{
-    Fixture fixture;
-    QVERIFY(fixture.write({"MAIN,0,0,1,3,67", "AUX,1,1,2,4,68", description}));
-    QVERIFY(fixture.read());
-    QCOMPARE(fixture.report(),
-             heading +
-                 "|Model Name:HX-9;|AUX MCU ChipType:1;|AUX MCU ChipQuanity:2;|AUX MCU Name:AUX;" +
-                 rowReport("MAIN,0,0,1,03,C,1,02,03,0,1") + rowReport("AUX,1,0,2,01,A,4,05,,0,1") +
-                 rowReport("AUX,1,1,2,04,D,4,06,,0,1"));
-}
+    void writesAndReadsBack()
+    {
+        Fixture fixture;
+        QVERIFY(fixture.write({"MAIN,0,0,1,3,67", "AUX,1,1,2,4,68", description}));
+        QVERIFY(fixture.read());
+        QCOMPARE(
+            fixture.report(),
+            heading +
+                "|Model Name:HX-9;|AUX MCU ChipType:1;|AUX MCU ChipQuanity:2;|AUX MCU Name:AUX;" +
+                rowReport("MAIN,0,0,1,03,C,1,02,03,0,1") + rowReport("AUX,1,0,2,01,A,4,05,,0,1") +
+                rowReport("AUX,1,1,2,04,D,4,06,,0,1"));
+    }
 
-void TestProductInfo::writesWithThePackagesDescription()
-{
-    Fixture fixture;
-    QByteArray body("MTU\0\6", 5);
-    const QByteArray json = description.toLatin1();
-    body.append(char(json.size() & 0xFF)).append(char(json.size() >> 8));
-    fixture.setPackage(withChecksum(body + json));
-    fixture.engine->getMergeFWJSON(fixture.packagePath());
-    QVERIFY(fixture.write({"AUX,1,0,2,4,68"}));
-    QCOMPARE(fixture.lines.filter(QStringLiteral("SETPIRESULT")),
-             QStringList{"SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1"});
-}
+    void writesWithThePackagesDescription()
+    {
+        Fixture fixture;
+        QByteArray body("MTU\0\6", 5);
+        const QByteArray json = description.toLatin1();
+        body.append(char(json.size() & 0xFF)).append(char(json.size() >> 8));
+        fixture.setPackage(withChecksum(body + json));
+        fixture.engine->getMergeFWJSON(fixture.packagePath());
+        QVERIFY(fixture.write({"AUX,1,0,2,4,68"}));
+        QCOMPARE(fixture.lines.filter(QStringLiteral("SETPIRESULT")),
+                 QStringList{"SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1"});
+    }
 
-/** A reply of the ordinary form says in its result whether the record was taken. */
-void TestProductInfo::writeRefusedByItsResult()
-{
-    Fixture fixture;
-    int writes = 0;
-    fixture.link->answerInstead = [&](const QByteArray &frame) {
-        const bool refused = EngineHarness::wordOf(frame) == QLatin1String("7903") && ++writes == 1;
-        return QList<QByteArray>{refused ? mcu::buildFrame(mcu::replyStart, {},
-                                                           command::writeProductInformation,
-                                                           QByteArray::fromHex("000001"))
-                                         : fixture.link->deviceAnswer(frame)};
-    };
-    const QString startWrite = QStringLiteral("Start to write 'AUX' product information.");
-    QVERIFY(fixture.write({description, "AUX,1,0,2,4,68"}));
-    QVERIFY(sameTranscript(fixture.lines, {"Start to write Product Information.", startWrite,
+    /** A reply of the ordinary form says in its result whether the record was taken. */
+    void writeRefusedByItsResult()
+    {
+        Fixture fixture;
+        int writes = 0;
+        fixture.link->answerInstead = [&](const QByteArray &frame) {
+            const bool refused =
+                EngineHarness::wordOf(frame) == QLatin1String("7903") && ++writes == 1;
+            return QList<QByteArray>{refused ? mcu::buildFrame(mcu::replyStart, {},
+                                                               command::writeProductInformation,
+                                                               QByteArray::fromHex("000001"))
+                                             : fixture.link->deviceAnswer(frame)};
+        };
+        const QString startWrite = QStringLiteral("Start to write 'AUX' product information.");
+        QVERIFY(fixture.write({description, "AUX,1,0,2,4,68"}));
+        QVERIFY(
+            sameTranscript(fixture.lines, {"Start to write Product Information.", startWrite,
                                            "Write 'AUX' product information fail, retry 1.",
                                            startWrite, "Write 'AUX' product information success.",
                                            "SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1",
                                            "Write all product information done."}));
-}
+    }
 
-/** Without a description that was parsed for a write there is no record. */
-void TestProductInfo::recordOfOneRow()
-{
-    Fixture fixture;
-    QVERIFY(fixture.engine->getCommandOfProductInformation(0).isEmpty());
-    QCOMPARE(fixture.lines, QStringList{"Data struct error!"});
-    QVERIFY(fixture.write({description, "AUX,1,0,2,4,68"}));
-    QCOMPARE(fixture.engine->getCommandOfProductInformation(0).toHex(),
-             QByteArray("010004440000") + QByteArray("00").repeated(10));
-    QVERIFY(fixture.engine->getCommandOfProductInformation(1).size() > 16);
-    fixture.engine->setTypeAndIndex(0, 4, QStringLiteral("9"));
-    QVERIFY(fixture.engine->getCommandOfProductInformation(0).isEmpty());
-}
+    /** Without a description that was parsed for a write there is no record. */
+    void recordOfOneRow()
+    {
+        Fixture fixture;
+        QVERIFY(fixture.engine->getCommandOfProductInformation(0).isEmpty());
+        QCOMPARE(fixture.lines, QStringList{"Data struct error!"});
+        QVERIFY(fixture.write({description, "AUX,1,0,2,4,68"}));
+        QCOMPARE(fixture.engine->getCommandOfProductInformation(0).toHex(),
+                 QByteArray("010004440000") + QByteArray("00").repeated(10));
+        QVERIFY(fixture.engine->getCommandOfProductInformation(1).size() > 16);
+        fixture.engine->setTypeAndIndex(0, 4, QStringLiteral("9"));
+        QVERIFY(fixture.engine->getCommandOfProductInformation(0).isEmpty());
+    }
+};
 
 AGENT_TEST(TestProductInfo)
 

@@ -117,29 +117,6 @@ struct Fixture : Scenario
 
 } // namespace
 
-/** What happens to the package while a run upgrades from it. */
-class TestRunPackage : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void fileOfTheNameDoesNotCount_data();
-    void fileOfTheNameDoesNotCount();
-    void changesInPlace_data();
-    void changesInPlace();
-    void changeBeforeTheFirstImage();
-    void changeBeforeEachRead();
-    void readErrorAtEachRead();
-    void readErrorInMidRun();
-    void netImageChanges_data();
-    void netImageChanges();
-    void closesTheFile();
-    void nextRunReadsTheNewFile();
-    void eventsOfAChange();
-    void listReadsAnUnchangedFileOnce();
-    void readErrorInAList();
-};
-
 using Change = std::function<void(const QString &path)>;
 
 } // namespace tst_run_package
@@ -148,312 +125,322 @@ Q_DECLARE_METATYPE(tst_run_package::Change)
 
 namespace tst_run_package {
 
-void TestRunPackage::fileOfTheNameDoesNotCount_data()
+/** What happens to the package while a run upgrades from it. */
+class TestRunPackage : public QObject
 {
-    const tests::DataTable<Change> rows("change");
-    rows("renamed over", Change([](const QString &path) {
-             QFile file(path + ".new");
-             QVERIFY(file.open(QIODevice::WriteOnly) && file.write(foreign()) > 0);
-             file.close();
-             QCOMPARE(::rename(qPrintable(file.fileName()), qPrintable(path)), 0);
-         }));
-    rows("removed", Change([](const QString &path) { QVERIFY(QFile::remove(path)); }));
-    rows("a folder now",
-         Change([](const QString &path) { QVERIFY(QFile::remove(path) && QDir().mkdir(path)); }));
-    rows("moved away",
-         Change([](const QString &path) { QVERIFY(QFile::rename(path, path + ".old")); }));
-}
+    Q_OBJECT
 
-/** The run continues with the file that it has checked. */
-void TestRunPackage::fileOfTheNameDoesNotCount()
-{
-    QFETCH(Change, change);
-    Fixture undisturbed;
-    QVERIFY(undisturbed.run(rows, 2));
-    QVERIFY(undisturbed.succeeded());
-    for (const char *word : {"F903", "F902", "7900", "7902"}) {
-        Fixture fixture;
-        fixture.changeAt(word, [&] { change(fixture.packagePath()); });
-        QVERIFY(fixture.run(rows, 2));
-        QVERIFY(sameTranscript(fixture.lines, undisturbed.lines));
-        QCOMPARE(fixture.sentText(), undisturbed.sentText());
-        QVERIFY(fixture.holds(1, images.at(0).bytes));
-        QVERIFY(fixture.holds(2, images.at(1).bytes));
+private slots:
+    void fileOfTheNameDoesNotCount_data()
+    {
+        const tests::DataTable<Change> rows("change");
+        rows("renamed over", Change([](const QString &path) {
+                 QFile file(path + ".new");
+                 QVERIFY(file.open(QIODevice::WriteOnly) && file.write(foreign()) > 0);
+                 file.close();
+                 QCOMPARE(::rename(qPrintable(file.fileName()), qPrintable(path)), 0);
+             }));
+        rows("removed", Change([](const QString &path) { QVERIFY(QFile::remove(path)); }));
+        rows("a folder now", Change([](const QString &path) {
+                 QVERIFY(QFile::remove(path) && QDir().mkdir(path));
+             }));
+        rows("moved away",
+             Change([](const QString &path) { QVERIFY(QFile::rename(path, path + ".old")); }));
     }
-}
 
-void TestRunPackage::changesInPlace_data()
-{
-    const tests::DataTable<Change, bool> rows("change", "found");
-    const qint64 size = good().size();
-    const auto flip = [](qint64 offset) {
-        return Change([offset](const QString &path) { flipByte(path, offset); });
-    };
-    const auto cutTo = [](qint64 length) {
-        return Change([length](const QString &path) { cut(path, length); });
-    };
-    rows("first byte of the checksum", flip(0), true);
-    rows("description", flip(30), true);
-    rows("the next image, first byte", flip(size - 20'000), true);
-    rows("the next image, last byte", flip(size - 1), true);
-    rows("its record", flip(size - 20'012), true);
-    rows("cut in the next image", cutTo(size - 1), true);
-    rows("cut to nothing", cutTo(0), true);
-    rows("cut and as long as before", Change([size](const QString &path) {
-             cut(path, size / 2);
-             cut(path, size);
-         }),
-         true);
-    rows("another package", Change([](const QString &path) { overwrite(path, 0, foreign()); }),
-         true);
-    rows("the same bytes again", Change([](const QString &path) {
-             cut(path, 0);
-             overwrite(path, 0, good());
-         }),
-         false);
-    rows("longer",
-         Change([size](const QString &path) { overwrite(path, size, QByteArray(5000, 'x')); }),
-         false);
-    rows("in what was read already", flip(size - 28'000), false);
-}
-
-/** The change comes when the first image has been read and is about to go. */
-void TestRunPackage::changesInPlace()
-{
-    QFETCH(Change, change);
-    QFETCH(bool, found);
-    for (const int mode : {2, 5}) {
-        Fixture fixture;
-        fixture.changeAt("7900", [&] { change(fixture.packagePath()); });
-        QVERIFY(fixture.run(rows, mode));
-        QVERIFY(fixture.holds(1, images.at(0).bytes));
-        QVERIFY(fixture.holds(2, found ? QByteArray() : images.at(1).bytes));
-        QCOMPARE(fixture.with(qPrintable(changed)).size(), found ? 1 : 0);
-        QCOMPARE(fixture.succeeded(), !found);
-        QVERIFY(!found || fixture.failedAt(changed, "KEY,2,0"));
-        QVERIFY(fixture.with("No suitable firmware").isEmpty());
+    /** The run continues with the file that it has checked. */
+    void fileOfTheNameDoesNotCount()
+    {
+        QFETCH(Change, change);
+        Fixture undisturbed;
+        QVERIFY(undisturbed.run(rows, 2));
+        QVERIFY(undisturbed.succeeded());
+        for (const char *word : {"F903", "F902", "7900", "7902"}) {
+            Fixture fixture;
+            fixture.changeAt(word, [&] { change(fixture.packagePath()); });
+            QVERIFY(fixture.run(rows, 2));
+            QVERIFY(sameTranscript(fixture.lines, undisturbed.lines));
+            QCOMPARE(fixture.sentText(), undisturbed.sentText());
+            QVERIFY(fixture.holds(1, images.at(0).bytes));
+            QVERIFY(fixture.holds(2, images.at(1).bytes));
+        }
     }
-}
 
-void TestRunPackage::changeBeforeTheFirstImage()
-{
-    Fixture fixture;
-    fixture.changeAt("F903", [&] { flipByte(fixture.packagePath(), 30); });
-    QVERIFY(fixture.run(rows, 2));
-    QVERIFY(fixture.failedAt(changed, "AUX,1,0"));
-    QCOMPARE(fixture.count("7900"), 0);
-    QCOMPARE(fixture.progress, QList<double>{50.0});
-}
-
-/** All of a small package is one chunk, so that every read after the check meets the change. */
-void TestRunPackage::changeBeforeEachRead()
-{
-    const QVector<TestImage> small{testImage("AUX", 1, {2, 0, 0}, 2),
-                                   testImage("KEY", 2, {2, 0, 0}, 3)};
-    const auto runWith = [&](Fixture &fixture, int changedRead) {
-        FaultyReads reads;
-        reads.beforeRead = [&](int number) {
-            if (number == changedRead)
-                flipByte(fixture.packagePath(), 9);
+    void changesInPlace_data()
+    {
+        const tests::DataTable<Change, bool> rows("change", "found");
+        const qint64 size = good().size();
+        const auto flip = [](qint64 offset) {
+            return Change([offset](const QString &path) { flipByte(path, offset); });
         };
-        const bool ended = fixture.run(rows, 2);
-        return ended ? reads.reads() : 0;
-    };
-    Fixture undisturbed(small);
-    const int all = runWith(undisturbed, 0);
-    QVERIFY(undisturbed.succeeded());
-    constexpr int readsOfTheCheck = 2;
-    QVERIFY(all > readsOfTheCheck + 6);
-    for (int number = readsOfTheCheck + 1; number <= all; ++number) {
-        Fixture fixture(small);
-        QVERIFY(runWith(fixture, number) >= number);
-        const bool oneWritten = fixture.count("7900") > 0;
-        QVERIFY2(fixture.failedAt(changed, oneWritten ? "KEY,2,0" : "AUX,1,0"),
-                 qPrintable(fixture.lines.join('\n')));
-        QVERIFY(fixture.holds(1, oneWritten ? small.at(0).bytes : QByteArray()));
-        QVERIFY(fixture.holds(2, {}));
-        QVERIFY(fixture.with("Invalid firmware file").isEmpty());
-        QVERIFY(fixture.with("No suitable firmware").isEmpty());
+        const auto cutTo = [](qint64 length) {
+            return Change([length](const QString &path) { cut(path, length); });
+        };
+        rows("first byte of the checksum", flip(0), true);
+        rows("description", flip(30), true);
+        rows("the next image, first byte", flip(size - 20'000), true);
+        rows("the next image, last byte", flip(size - 1), true);
+        rows("its record", flip(size - 20'012), true);
+        rows("cut in the next image", cutTo(size - 1), true);
+        rows("cut to nothing", cutTo(0), true);
+        rows("cut and as long as before", Change([size](const QString &path) {
+                 cut(path, size / 2);
+                 cut(path, size);
+             }),
+             true);
+        rows("another package", Change([](const QString &path) { overwrite(path, 0, foreign()); }),
+             true);
+        rows("the same bytes again", Change([](const QString &path) {
+                 cut(path, 0);
+                 overwrite(path, 0, good());
+             }),
+             false);
+        rows("longer",
+             Change([size](const QString &path) { overwrite(path, size, QByteArray(5000, 'x')); }),
+             false);
+        rows("in what was read already", flip(size - 28'000), false);
     }
-}
 
-/** Those of the check, too. */
-void TestRunPackage::readErrorAtEachRead()
-{
-    int all = 0;
+    /** The change comes when the first image has been read and is about to go. */
+    void changesInPlace()
     {
-        const FaultyReads reads;
-        Fixture fixture;
-        QVERIFY(fixture.run(rows, 2));
-        QVERIFY(fixture.succeeded());
-        all = reads.reads();
+        QFETCH(Change, change);
+        QFETCH(bool, found);
+        for (const int mode : {2, 5}) {
+            Fixture fixture;
+            fixture.changeAt("7900", [&] { change(fixture.packagePath()); });
+            QVERIFY(fixture.run(rows, mode));
+            QVERIFY(fixture.holds(1, images.at(0).bytes));
+            QVERIFY(fixture.holds(2, found ? QByteArray() : images.at(1).bytes));
+            QCOMPARE(fixture.with(qPrintable(changed)).size(), found ? 1 : 0);
+            QCOMPARE(fixture.succeeded(), !found);
+            QVERIFY(!found || fixture.failedAt(changed, "KEY,2,0"));
+            QVERIFY(fixture.with("No suitable firmware").isEmpty());
+        }
     }
-    QVERIFY(all > 8);
-    for (int number = 1; number <= all; ++number) {
+
+    void changeBeforeTheFirstImage()
+    {
+        Fixture fixture;
+        fixture.changeAt("F903", [&] { flipByte(fixture.packagePath(), 30); });
+        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(fixture.failedAt(changed, "AUX,1,0"));
+        QCOMPARE(fixture.count("7900"), 0);
+        QCOMPARE(fixture.progress, QList<double>{50.0});
+    }
+
+    /** All of a small package is one chunk, so that every read after the check meets the change. */
+    void changeBeforeEachRead()
+    {
+        const QVector<TestImage> small{testImage("AUX", 1, {2, 0, 0}, 2),
+                                       testImage("KEY", 2, {2, 0, 0}, 3)};
+        const auto runWith = [&](Fixture &fixture, int changedRead) {
+            FaultyReads reads;
+            reads.beforeRead = [&](int number) {
+                if (number == changedRead)
+                    flipByte(fixture.packagePath(), 9);
+            };
+            const bool ended = fixture.run(rows, 2);
+            return ended ? reads.reads() : 0;
+        };
+        Fixture undisturbed(small);
+        const int all = runWith(undisturbed, 0);
+        QVERIFY(undisturbed.succeeded());
+        constexpr int readsOfTheCheck = 2;
+        QVERIFY(all > readsOfTheCheck + 6);
+        for (int number = readsOfTheCheck + 1; number <= all; ++number) {
+            Fixture fixture(small);
+            QVERIFY(runWith(fixture, number) >= number);
+            const bool oneWritten = fixture.count("7900") > 0;
+            QVERIFY2(fixture.failedAt(changed, oneWritten ? "KEY,2,0" : "AUX,1,0"),
+                     qPrintable(fixture.lines.join('\n')));
+            QVERIFY(fixture.holds(1, oneWritten ? small.at(0).bytes : QByteArray()));
+            QVERIFY(fixture.holds(2, {}));
+            QVERIFY(fixture.with("Invalid firmware file").isEmpty());
+            QVERIFY(fixture.with("No suitable firmware").isEmpty());
+        }
+    }
+
+    /** Those of the check, too. */
+    void readErrorAtEachRead()
+    {
+        int all = 0;
+        {
+            const FaultyReads reads;
+            Fixture fixture;
+            QVERIFY(fixture.run(rows, 2));
+            QVERIFY(fixture.succeeded());
+            all = reads.reads();
+        }
+        QVERIFY(all > 8);
+        for (int number = 1; number <= all; ++number) {
+            Fixture fixture;
+            FaultyReads reads;
+            reads.brokenRead = number;
+            QTest::ignoreMessage(QtWarningMsg, readWarning);
+            QVERIFY(fixture.run(rows, 2));
+            const bool oneWritten = fixture.count("7900") > 0;
+            QVERIFY2(fixture.failedAt(notRead, oneWritten ? "KEY,2,0" : "AUX,1,0"),
+                     qPrintable(fixture.lines.join('\n')));
+            QVERIFY(fixture.holds(2, {}));
+        }
+    }
+
+    void readErrorInMidRun()
+    {
         Fixture fixture;
         FaultyReads reads;
-        reads.brokenRead = number;
+        fixture.changeAt("7900", [&] { reads.brokenFrom = good().size() - 100; });
         QTest::ignoreMessage(QtWarningMsg, readWarning);
-        QVERIFY(fixture.run(rows, 2));
-        const bool oneWritten = fixture.count("7900") > 0;
-        QVERIFY2(fixture.failedAt(notRead, oneWritten ? "KEY,2,0" : "AUX,1,0"),
-                 qPrintable(fixture.lines.join('\n')));
+        QVERIFY(fixture.run(rows, 5));
+        QVERIFY(fixture.failedAt(notRead, "KEY,2,0"));
+        QVERIFY(fixture.holds(1, images.at(0).bytes));
         QVERIFY(fixture.holds(2, {}));
     }
-}
 
-void TestRunPackage::readErrorInMidRun()
-{
-    Fixture fixture;
-    FaultyReads reads;
-    fixture.changeAt("7900", [&] { reads.brokenFrom = good().size() - 100; });
-    QTest::ignoreMessage(QtWarningMsg, readWarning);
-    QVERIFY(fixture.run(rows, 5));
-    QVERIFY(fixture.failedAt(notRead, "KEY,2,0"));
-    QVERIFY(fixture.holds(1, images.at(0).bytes));
-    QVERIFY(fixture.holds(2, {}));
-}
+    void netImageChanges_data()
+    {
+        const tests::DataTable<qint64, bool> rows("place", "broken");
+        const qint64 imageSize = 600'062;
+        rows("head", imageSize - 1, false);
+        rows("middle", imageSize / 2, false);
+        rows("last byte", qint64(1), false);
+        rows("cannot be read", imageSize / 2, true);
+    }
 
-void TestRunPackage::netImageChanges_data()
-{
-    const tests::DataTable<qint64, bool> rows("place", "broken");
-    const qint64 imageSize = 600'062;
-    rows("head", imageSize - 1, false);
-    rows("middle", imageSize / 2, false);
-    rows("last byte", qint64(1), false);
-    rows("cannot be read", imageSize / 2, true);
-}
-
-/** Nothing is installed, and what was stored of the archive is gone. */
-void TestRunPackage::netImageChanges()
-{
-    QFETCH(qint64, place);
-    QFETCH(bool, broken);
-    const QByteArray archive = patternImage(600'000, 3);
-    TestImage image = testImage("NET", 32, {1, 23, 0});
-    image.bytes = "1.23" + QByteArray(1, '\0') +
-                  QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex() +
-                  QByteArray(25, '\0') + archive;
-    const QByteArray package = makePackage({images.at(0), image});
-    RecordingShell shell;
-    EngineHarness harness(Scenario::deviceOf(chips), shell.shell());
-    harness.setPackage(package);
-    FaultyReads reads;
-    QObject::connect(harness.engine.get(), &ControlCenter::message, [&](const QStringList &list) {
-        if (list != QStringList("Start to upgrade NET firmware."))
-            return;
+    /** Nothing is installed, and what was stored of the archive is gone. */
+    void netImageChanges()
+    {
+        QFETCH(qint64, place);
+        QFETCH(bool, broken);
+        const QByteArray archive = patternImage(600'000, 3);
+        TestImage image = testImage("NET", 32, {1, 23, 0});
+        image.bytes = "1.23" + QByteArray(1, '\0') +
+                      QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex() +
+                      QByteArray(25, '\0') + archive;
+        const QByteArray package = makePackage({images.at(0), image});
+        RecordingShell shell;
+        EngineHarness harness(Scenario::deviceOf(chips), shell.shell());
+        harness.setPackage(package);
+        FaultyReads reads;
+        QObject::connect(harness.engine.get(), &ControlCenter::message,
+                         [&](const QStringList &list) {
+                             if (list != QStringList("Start to upgrade NET firmware."))
+                                 return;
+                             if (broken)
+                                 reads.brokenFrom = package.size() - place;
+                             else
+                                 flipByte(harness.packagePath(), package.size() - place);
+                         });
         if (broken)
-            reads.brokenFrom = package.size() - place;
-        else
-            flipByte(harness.packagePath(), package.size() - place);
-    });
-    if (broken)
-        QTest::ignoreMessage(QtWarningMsg, readWarning);
-    QVERIFY(harness.run({"NET,32,0", "AUX,1,0"}, 5));
-    const int start = harness.lines.indexOf("Start to upgrade NET firmware.");
-    QVERIFY(sameTranscript(harness.lines.mid(start + 1), {broken ? notRead : changed, "APPSTATUS|2",
+            QTest::ignoreMessage(QtWarningMsg, readWarning);
+        QVERIFY(harness.run({"NET,32,0", "AUX,1,0"}, 5));
+        const int start = harness.lines.indexOf("Start to upgrade NET firmware.");
+        QVERIFY(
+            sameTranscript(harness.lines.mid(start + 1), {broken ? notRead : changed, "APPSTATUS|2",
                                                           "UPGRADERESULT|NET,32,0,,,,,,,,,1,2|2"}));
-    QCOMPARE(shell.commands(), QStringList());
-    QVERIFY(!QFile::exists(harness.platform().paths.netArchive));
-    QVERIFY(!QFile::exists(harness.platform().paths.netVersion));
-    QVERIFY(harness.device.flash(1, 0).isEmpty());
-}
-
-void TestRunPackage::closesTheFile()
-{
-    Fixture fixture;
-    int during = 0;
-    fixture.changeAt("7902", [&] { during = openFilesNamed(fixture.packagePath()); });
-    QVERIFY(fixture.run(rows, 2));
-    QCOMPARE(during, 1);
-    QCOMPARE(openFilesNamed(fixture.packagePath()), 0);
-    QVERIFY(fixture.run({}, 1));
-    QCOMPARE(openFilesNamed(fixture.packagePath()), 0);
-    fixture.changeAt("F903", [&] { flipByte(fixture.packagePath(), 30); });
-    QVERIFY(fixture.run(rows, 2));
-    QCOMPARE(openFilesNamed(fixture.packagePath()), 0);
-}
-
-void TestRunPackage::nextRunReadsTheNewFile()
-{
-    QVector<TestImage> newer = images;
-    for (TestImage &image : newer)
-        image.bytes = patternImage(5000, 77);
-    Fixture fixture;
-    fixture.changeAt("7900", [&] {
-        QVERIFY(QFile::remove(fixture.packagePath()));
-        fixture.setPackage(makePackage(newer));
-    });
-    QVERIFY(fixture.run(rows, 2));
-    QVERIFY(fixture.holds(2, images.at(1).bytes));
-    QVERIFY(fixture.run(rows, 5));
-    QVERIFY(fixture.succeeded());
-    QVERIFY(fixture.holds(1, newer.at(0).bytes));
-    QVERIFY(fixture.holds(2, newer.at(1).bytes));
-}
-
-/** What the log of operations is made from. */
-void TestRunPackage::eventsOfAChange()
-{
-    Fixture fixture;
-    QList<RunEvent> events;
-    QObject::connect(fixture.engine->runEvents(), &RunEvents::reported, fixture.engine.get(),
-                     [&events](const RunEvent &event) { events.append(event); });
-    fixture.changeAt("7900", [&] { cut(fixture.packagePath(), 100); });
-    QVERIFY(fixture.run(rows, 2));
-    const RunEvent reason = events.at(events.size() - 2);
-    QCOMPARE(int(reason.kind), int(RunEvent::Kind::GivenUp));
-    QCOMPARE(reason.text, changed);
-    const RunEvent end = events.last();
-    QCOMPARE(int(end.kind), int(RunEvent::Kind::Ended));
-    QVERIFY(!end.success);
-    QCOMPARE(end.status, 2);
-    QCOMPARE(end.written, 1);
-    QCOMPARE(end.failed, 0);
-}
-
-void TestRunPackage::listReadsAnUnchangedFileOnce()
-{
-    Fixture fixture({testImage("AUX", 1, {2, 0, 0}, 2, 1'000'000)});
-    FaultyReads reads;
-    QString returned;
-    const auto readByList = [&] {
-        const qint64 before = reads.bytes();
-        returned = fixture.engine->getMergeFWJSON(fixture.packagePath());
-        return reads.bytes() - before;
-    };
-    QVERIFY(readByList() > 1'000'000);
-    // The result is kept as soon as the file's times are settled.
-    QVERIFY(waitFor([&] { return readByList() < 10'000; }));
-    QVERIFY(returned.startsWith('{'));
-    const QStringList lines = fixture.lines;
-    fixture.clear();
-    readByList();
-    QVERIFY(sameTranscript(fixture.lines, lines.mid(lines.size() - fixture.lines.size())));
-    QVERIFY(fixture.lines.contains("Firmware file checksum ok."));
-
-    // A run computes its own.
-    const qint64 before = reads.bytes();
-    QVERIFY(fixture.run({"KEY,2,0"}, 5));
-    QVERIFY(reads.bytes() - before > 1'000'000);
-
-    flipByte(fixture.packagePath(), 500'000);
-    QVERIFY(readByList() > 1'000'000);
-    QCOMPARE(returned, QStringLiteral("ERROR:Firmware file checksum error."));
-}
-
-void TestRunPackage::readErrorInAList()
-{
-    Fixture fixture;
-    {
-        FaultyReads reads;
-        reads.brokenFrom = good().size() - 1;
-        QTest::ignoreMessage(QtWarningMsg, readWarning);
-        QCOMPARE(fixture.engine->getMergeFWJSON(fixture.packagePath()),
-                 QStringLiteral("ERROR:Firmware file checksum error."));
+        QCOMPARE(shell.commands(), QStringList());
+        QVERIFY(!QFile::exists(harness.platform().paths.netArchive));
+        QVERIFY(!QFile::exists(harness.platform().paths.netVersion));
+        QVERIFY(harness.device.flash(1, 0).isEmpty());
     }
-    QVERIFY(fixture.engine->getMergeFWJSON(fixture.packagePath()).startsWith('{'));
-}
+
+    void closesTheFile()
+    {
+        Fixture fixture;
+        int during = 0;
+        fixture.changeAt("7902", [&] { during = openFilesNamed(fixture.packagePath()); });
+        QVERIFY(fixture.run(rows, 2));
+        QCOMPARE(during, 1);
+        QCOMPARE(openFilesNamed(fixture.packagePath()), 0);
+        QVERIFY(fixture.run({}, 1));
+        QCOMPARE(openFilesNamed(fixture.packagePath()), 0);
+        fixture.changeAt("F903", [&] { flipByte(fixture.packagePath(), 30); });
+        QVERIFY(fixture.run(rows, 2));
+        QCOMPARE(openFilesNamed(fixture.packagePath()), 0);
+    }
+
+    void nextRunReadsTheNewFile()
+    {
+        QVector<TestImage> newer = images;
+        for (TestImage &image : newer)
+            image.bytes = patternImage(5000, 77);
+        Fixture fixture;
+        fixture.changeAt("7900", [&] {
+            QVERIFY(QFile::remove(fixture.packagePath()));
+            fixture.setPackage(makePackage(newer));
+        });
+        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(fixture.holds(2, images.at(1).bytes));
+        QVERIFY(fixture.run(rows, 5));
+        QVERIFY(fixture.succeeded());
+        QVERIFY(fixture.holds(1, newer.at(0).bytes));
+        QVERIFY(fixture.holds(2, newer.at(1).bytes));
+    }
+
+    /** What the log of operations is made from. */
+    void eventsOfAChange()
+    {
+        Fixture fixture;
+        QList<RunEvent> events;
+        QObject::connect(fixture.engine->runEvents(), &RunEvents::reported, fixture.engine.get(),
+                         [&events](const RunEvent &event) { events.append(event); });
+        fixture.changeAt("7900", [&] { cut(fixture.packagePath(), 100); });
+        QVERIFY(fixture.run(rows, 2));
+        const RunEvent reason = events.at(events.size() - 2);
+        QCOMPARE(int(reason.kind), int(RunEvent::Kind::GivenUp));
+        QCOMPARE(reason.text, changed);
+        const RunEvent end = events.last();
+        QCOMPARE(int(end.kind), int(RunEvent::Kind::Ended));
+        QVERIFY(!end.success);
+        QCOMPARE(end.status, 2);
+        QCOMPARE(end.written, 1);
+        QCOMPARE(end.failed, 0);
+    }
+
+    void listReadsAnUnchangedFileOnce()
+    {
+        Fixture fixture({testImage("AUX", 1, {2, 0, 0}, 2, 1'000'000)});
+        FaultyReads reads;
+        QString returned;
+        const auto readByList = [&] {
+            const qint64 before = reads.bytes();
+            returned = fixture.engine->getMergeFWJSON(fixture.packagePath());
+            return reads.bytes() - before;
+        };
+        QVERIFY(readByList() > 1'000'000);
+        // The result is kept as soon as the file's times are settled.
+        QVERIFY(waitFor([&] { return readByList() < 10'000; }));
+        QVERIFY(returned.startsWith('{'));
+        const QStringList lines = fixture.lines;
+        fixture.clear();
+        readByList();
+        QVERIFY(sameTranscript(fixture.lines, lines.mid(lines.size() - fixture.lines.size())));
+        QVERIFY(fixture.lines.contains("Firmware file checksum ok."));
+
+        // A run computes its own.
+        const qint64 before = reads.bytes();
+        QVERIFY(fixture.run({"KEY,2,0"}, 5));
+        QVERIFY(reads.bytes() - before > 1'000'000);
+
+        flipByte(fixture.packagePath(), 500'000);
+        QVERIFY(readByList() > 1'000'000);
+        QCOMPARE(returned, QStringLiteral("ERROR:Firmware file checksum error."));
+    }
+
+    void readErrorInAList()
+    {
+        Fixture fixture;
+        {
+            FaultyReads reads;
+            reads.brokenFrom = good().size() - 1;
+            QTest::ignoreMessage(QtWarningMsg, readWarning);
+            QCOMPARE(fixture.engine->getMergeFWJSON(fixture.packagePath()),
+                     QStringLiteral("ERROR:Firmware file checksum error."));
+        }
+        QVERIFY(fixture.engine->getMergeFWJSON(fixture.packagePath()).startsWith('{'));
+    }
+};
 
 AGENT_TEST(TestRunPackage)
 

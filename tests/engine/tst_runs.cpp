@@ -86,56 +86,52 @@ class TestRuns : public QObject
     Q_OBJECT
 
 private slots:
-    void newerOnly();
-    void forced();
-    void runsAgainOnTheSameEngine();
-};
+    void newerOnly()
+    {
+        EngineHarness harness(EngineHarness::twoMcus());
+        harness.setPackage(twoImages());
+        QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
 
-void TestRuns::newerOnly()
-{
-    EngineHarness harness(EngineHarness::twoMcus());
-    harness.setPackage(twoImages());
-    QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
-
-    const QStringList newerMain{
-        "Firmware version V1.1.0 greater than the 'MAIN' version V1.0.0, will upgrade."};
-    const QStringList newerAux{
-        "Firmware version V1.0.1 greater than the 'AUX' version V1.0.0, will upgrade."};
-    QVERIFY(sameTranscript(harness.lines,
-                           start + QStringList{"Read model name.", "Model Name match."} + reads +
+        const QStringList newerMain{
+            "Firmware version V1.1.0 greater than the 'MAIN' version V1.0.0, will upgrade."};
+        const QStringList newerAux{
+            "Firmware version V1.0.1 greater than the 'AUX' version V1.0.0, will upgrade."};
+        QVERIFY(sameTranscript(
+            harness.lines, start + QStringList{"Read model name.", "Model Name match."} + reads +
                                newerMain + mainWritten + newerAux + auxWritten + goodEnd));
-    QCOMPARE(harness.sentWords().join(' '),
-             QStringLiteral("F903 F900 F901 F900 F901 F902 F902 7900 7901:0 7901:1 7901:2 F802 "
-                            "7900 7901:0 7901:1 7902 F802 7905"));
-    QCOMPARE(harness.device.flash(0, 0), flashed(mainImage));
-    QCOMPARE(harness.device.flash(1, 0), flashed(auxImage));
-    QCOMPARE(int(harness.device.virtualVersion()), 12);
-    QCOMPARE(harness.device.violationCount(), 0);
-    QVERIFY(harness.engine->timersIdle());
-}
+        QCOMPARE(harness.sentWords().join(' '),
+                 QStringLiteral("F903 F900 F901 F900 F901 F902 F902 7900 7901:0 7901:1 7901:2 F802 "
+                                "7900 7901:0 7901:1 7902 F802 7905"));
+        QCOMPARE(harness.device.flash(0, 0), flashed(mainImage));
+        QCOMPARE(harness.device.flash(1, 0), flashed(auxImage));
+        QCOMPARE(int(harness.device.virtualVersion()), 12);
+        QCOMPARE(harness.device.violationCount(), 0);
+        QVERIFY(harness.engine->timersIdle());
+    }
 
-void TestRuns::forced()
-{
-    EngineHarness harness(EngineHarness::twoMcus());
-    harness.setPackage(twoImages());
-    QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
-    QVERIFY(sameTranscript(harness.lines, start + reads + mainWritten + auxWritten + goodEnd));
-    // Two rows: half of each image's percentage, and the reset at the end.
-    QStringList progress;
-    for (const double value : qAsConst(harness.progress))
-        progress.append(QString::number(value, 'f', 2));
-    QCOMPARE(progress.join(' '), QStringLiteral("0.00 18.21 36.57 50.00 92.50 0.00"));
-}
+    void forced()
+    {
+        EngineHarness harness(EngineHarness::twoMcus());
+        harness.setPackage(twoImages());
+        QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
+        QVERIFY(sameTranscript(harness.lines, start + reads + mainWritten + auxWritten + goodEnd));
+        // Two rows: half of each image's percentage, and the reset at the end.
+        QStringList progress;
+        for (const double value : qAsConst(harness.progress))
+            progress.append(QString::number(value, 'f', 2));
+        QCOMPARE(progress.join(' '), QStringLiteral("0.00 18.21 36.57 50.00 92.50 0.00"));
+    }
 
-void TestRuns::runsAgainOnTheSameEngine()
-{
-    EngineHarness harness(EngineHarness::twoMcus());
-    harness.setPackage(twoImages());
-    QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
-    const QStringList firstRun = harness.lines;
-    QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
-    QVERIFY(sameTranscript(harness.lines, firstRun));
-}
+    void runsAgainOnTheSameEngine()
+    {
+        EngineHarness harness(EngineHarness::twoMcus());
+        harness.setPackage(twoImages());
+        QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
+        const QStringList firstRun = harness.lines;
+        QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
+        QVERIFY(sameTranscript(harness.lines, firstRun));
+    }
+};
 
 AGENT_TEST(TestRuns)
 

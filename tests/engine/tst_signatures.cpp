@@ -60,113 +60,108 @@ class TestSignatures : public QObject
     Q_OBJECT
 
 private slots:
-    void keysAreReadWithEachPackage();
-    void findsChangesThatKeepTheCrc();
-    void lists();
-    void upgradeOfEverything();
-    void packageWithoutChecksum();
-};
-
-void TestSignatures::keysAreReadWithEachPackage()
-{
-    const SignedBench bench;
-    RunPackage package(bench.keys());
-    const auto kind = [&] {
-        return package.open(bench.path()) == PackageCheck::Right ? int(package.trust().kind) : -1;
-    };
-    QCOMPARE(kind(), int(Verdict::Kind::NotRequired));
-    bench.installKey();
-    QCOMPARE(kind(), int(Verdict::Kind::NotSigned));
-    bench.sign();
-    QCOMPARE(kind(), int(Verdict::Kind::Trusted));
-    QCOMPARE(package.trust().trustedComment, QByteArray("release 4"));
-    bench.tool.store("keys/x.pub", "");
-    QCOMPARE(kind(), int(Verdict::Kind::KeysUnusable));
-    QVERIFY(QDir(bench.keys()).removeRecursively());
-    QCOMPARE(kind(), int(Verdict::Kind::NotRequired));
-}
-
-void TestSignatures::findsChangesThatKeepTheCrc()
-{
-    const SignedBench bench;
-    bench.sign();
-    // The polynomial of the CRC-32, least significant bits first.
-    const QByteArray unseen = QByteArray::fromHex("410671db01");
-    const int at = bench.bytes.size() - 1000;
-    for (const bool hasKeys : {false, true}) {
-        if (hasKeys)
-            bench.installKey();
-        bench.tool.store("FW.fwm", bench.bytes);
+    void keysAreReadWithEachPackage()
+    {
+        const SignedBench bench;
         RunPackage package(bench.keys());
-        QCOMPARE(package.open(bench.path()), PackageCheck::Right);
-        QVERIFY(package.trust().allowsUse());
-        QByteArray changed = bench.bytes;
-        for (int i = 0; i < unseen.size(); ++i)
-            changed[at + i] = char(changed.at(at + i) ^ unseen.at(i));
-        bench.tool.store("FW.fwm", changed);
-        QCOMPARE(package.source().read(at, 5), hasKeys ? QByteArray() : changed.mid(at, 5));
-        QCOMPARE(package.isFaulty(), hasKeys);
-        // Before the check only the signature reports it.
-        QCOMPARE(package.open(bench.path()), PackageCheck::Right);
-        QCOMPARE(package.trust().allowsUse(), !hasKeys);
+        const auto kind = [&] {
+            return package.open(bench.path()) == PackageCheck::Right ? int(package.trust().kind)
+                                                                     : -1;
+        };
+        QCOMPARE(kind(), int(Verdict::Kind::NotRequired));
+        bench.installKey();
+        QCOMPARE(kind(), int(Verdict::Kind::NotSigned));
+        bench.sign();
+        QCOMPARE(kind(), int(Verdict::Kind::Trusted));
+        QCOMPARE(package.trust().trustedComment, QByteArray("release 4"));
+        bench.tool.store("keys/x.pub", "");
+        QCOMPARE(kind(), int(Verdict::Kind::KeysUnusable));
+        QVERIFY(QDir(bench.keys()).removeRecursively());
+        QCOMPARE(kind(), int(Verdict::Kind::NotRequired));
     }
-}
 
-void TestSignatures::lists()
-{
-    SignedBench bench;
-    PackageShelf shelf(
-        bench.output, [] {}, bench.keys());
-    const QString json = shelf.list(bench.path(), false);
-    QVERIFY(json.startsWith('{'));
-    QCOMPARE(bench.lines, QStringList{sumOk} + described);
-    bench.installKey();
-    bench.lines.clear();
-    QCOMPARE(shelf.list(bench.path(), false), json);
-    QCOMPARE(bench.lines, (QStringList{sumOk, notSigned} + described));
-    bench.lines.clear();
-    QCOMPARE(shelf.list(bench.path(), true), json);
-    QCOMPARE(bench.lines, QStringList());
-    bench.sign();
-    QCOMPARE(shelf.list(bench.path(), false), json);
-    const QString id = bench.tool.load("own.pub").split('\n').first().split(' ').last();
-    QCOMPARE(bench.lines,
-             (QStringList{sumOk, QString("Firmware package signature ok, key %1.").arg(id)} +
-              described));
-}
+    void findsChangesThatKeepTheCrc()
+    {
+        const SignedBench bench;
+        bench.sign();
+        // The polynomial of the CRC-32, least significant bits first.
+        const QByteArray unseen = QByteArray::fromHex("410671db01");
+        const int at = bench.bytes.size() - 1000;
+        for (const bool hasKeys : {false, true}) {
+            if (hasKeys)
+                bench.installKey();
+            bench.tool.store("FW.fwm", bench.bytes);
+            RunPackage package(bench.keys());
+            QCOMPARE(package.open(bench.path()), PackageCheck::Right);
+            QVERIFY(package.trust().allowsUse());
+            QByteArray changed = bench.bytes;
+            for (int i = 0; i < unseen.size(); ++i)
+                changed[at + i] = char(changed.at(at + i) ^ unseen.at(i));
+            bench.tool.store("FW.fwm", changed);
+            QCOMPARE(package.source().read(at, 5), hasKeys ? QByteArray() : changed.mid(at, 5));
+            QCOMPARE(package.isFaulty(), hasKeys);
+            // Before the check only the signature reports it.
+            QCOMPARE(package.open(bench.path()), PackageCheck::Right);
+            QCOMPARE(package.trust().allowsUse(), !hasKeys);
+        }
+    }
 
-void TestSignatures::upgradeOfEverything()
-{
-    SignedBench bench;
-    PackageShelf shelf(
-        bench.output, [] {}, bench.keys());
-    QVERIFY(shelf.listForUpgrade(bench.path()).startsWith('{'));
-    bench.installKey();
-    bench.lines.clear();
-    QCOMPARE(shelf.listForUpgrade(bench.path()), QString());
-    QCOMPARE(bench.lines, (QStringList{sumOk, notSigned, "APPSTATUS|2"}));
-    QVERIFY(shelf.firmwareList().isEmpty());
-    bench.sign();
-    QVERIFY(shelf.listForUpgrade(bench.path()).startsWith('{'));
-    QCOMPARE(shelf.firmwareList().size(), 1);
-}
+    void lists()
+    {
+        SignedBench bench;
+        PackageShelf shelf(
+            bench.output, [] {}, bench.keys());
+        const QString json = shelf.list(bench.path(), false);
+        QVERIFY(json.startsWith('{'));
+        QCOMPARE(bench.lines, QStringList{sumOk} + described);
+        bench.installKey();
+        bench.lines.clear();
+        QCOMPARE(shelf.list(bench.path(), false), json);
+        QCOMPARE(bench.lines, (QStringList{sumOk, notSigned} + described));
+        bench.lines.clear();
+        QCOMPARE(shelf.list(bench.path(), true), json);
+        QCOMPARE(bench.lines, QStringList());
+        bench.sign();
+        QCOMPARE(shelf.list(bench.path(), false), json);
+        const QString id = bench.tool.load("own.pub").split('\n').first().split(' ').last();
+        QCOMPARE(bench.lines,
+                 (QStringList{sumOk, QString("Firmware package signature ok, key %1.").arg(id)} +
+                  described));
+    }
 
-/** Its form is listed, although no run takes it. */
-void TestSignatures::packageWithoutChecksum()
-{
-    SignedBench bench;
-    PackageShelf shelf(
-        bench.output, [] {}, bench.keys());
-    QByteArray bare = bench.bytes.mid(8, 7) + QByteArray(2, '\0') + bench.bytes.mid(15);
-    bare[4] = 2;
-    bench.tool.store("FW.fwm", bare);
-    bench.installKey();
-    QVERIFY(shelf.list(bench.path(), false).startsWith('{'));
-    QCOMPARE(bench.lines.first(), notSigned);
-    bench.lines.clear();
-    QCOMPARE(shelf.listForUpgrade(bench.path()), QString());
-    QCOMPARE(bench.lines, (QStringList{notSigned, "APPSTATUS|2"}));
-}
+    void upgradeOfEverything()
+    {
+        SignedBench bench;
+        PackageShelf shelf(
+            bench.output, [] {}, bench.keys());
+        QVERIFY(shelf.listForUpgrade(bench.path()).startsWith('{'));
+        bench.installKey();
+        bench.lines.clear();
+        QCOMPARE(shelf.listForUpgrade(bench.path()), QString());
+        QCOMPARE(bench.lines, (QStringList{sumOk, notSigned, "APPSTATUS|2"}));
+        QVERIFY(shelf.firmwareList().isEmpty());
+        bench.sign();
+        QVERIFY(shelf.listForUpgrade(bench.path()).startsWith('{'));
+        QCOMPARE(shelf.firmwareList().size(), 1);
+    }
+
+    /** Its form is listed, although no run takes it. */
+    void packageWithoutChecksum()
+    {
+        SignedBench bench;
+        PackageShelf shelf(
+            bench.output, [] {}, bench.keys());
+        QByteArray bare = bench.bytes.mid(8, 7) + QByteArray(2, '\0') + bench.bytes.mid(15);
+        bare[4] = 2;
+        bench.tool.store("FW.fwm", bare);
+        bench.installKey();
+        QVERIFY(shelf.list(bench.path(), false).startsWith('{'));
+        QCOMPARE(bench.lines.first(), notSigned);
+        bench.lines.clear();
+        QCOMPARE(shelf.listForUpgrade(bench.path()), QString());
+        QCOMPARE(bench.lines, (QStringList{notSigned, "APPSTATUS|2"}));
+    }
+};
 
 AGENT_TEST_WITHOUT_APPLICATION(TestSignatures)
 

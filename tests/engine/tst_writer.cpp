@@ -64,114 +64,106 @@ class TestWriter : public QObject
     Q_OBJECT
 
 private slots:
-    void imageIsWritten();
-    void updateModeIsTriedThreeTimes();
-    void silenceInUpdateMode();
-    void imageIsTriedThreeTimes();
-    void repeatedBlocksArePassedOn();
-    void cancelledImageHasNoResult();
-    void frameThatIsNotSentIsNotReported();
-};
-
-void TestWriter::imageIsWritten()
-{
-    WriterBench bench;
-    bench.writer.write(1, 0, QByteArray(600, 'x'));
-    QVERIFY(bench.writer.isWaiting());
-    bench.acceptUpdateMode();
-    QVERIFY(!bench.writer.isWaiting());
-    QCOMPARE(bench.sentWords(command::writeBlock), 1);
-    bench.writer.takeMessage({"SingleUploadSuccess"});
-    QCOMPARE(bench.results, QList<bool>{true});
-    QCOMPARE(bench.lines, QStringList({"Send 'Enter F/W Upgrade Mode' command to 'AUX'.",
-                                       "'AUX' Enter 'F/W Update Mode' success."}));
-}
-
-void TestWriter::updateModeIsTriedThreeTimes()
-{
-    WriterBench bench;
-    bench.report.begin();
-    bench.events.clear();
-    bench.writer.write(1, 0, QByteArray(600, 'x'));
-    for (int i = 0; i < 9; ++i) {
-        QVERIFY(bench.results.isEmpty());
-        bench.refuseUpdateMode();
-    }
-    QStringList reported;
-    for (const RunEvent &event : qAsConst(bench.events))
-        reported += QStringLiteral("%1 %2").arg(event.attempt).arg(event.text);
-    const QStringList enter{"1 'AUX' Enter F/W Update Mode fail, retry 1.",
-                            "2 'AUX' Enter F/W Update Mode fail, retry 2.",
-                            "0 'AUX' Enter F/W Update Mode fail."};
-    QCOMPARE(reported, enter + QStringList{"1 'AUX' F/W update fail, retry 1."} + enter +
-                           QStringList{"2 'AUX' F/W update fail, retry 2."} + enter);
-    QCOMPARE(bench.results, QList<bool>{false});
-    QCOMPARE(bench.sentWords(command::enterUpdateMode), 9);
-    QCOMPARE(bench.sentWords(command::writeBlock), 0);
-    QCOMPARE(bench.lines.count("'AUX' Enter F/W Update Mode fail, retry 1."), 3);
-    QCOMPARE(bench.lines.count("'AUX' Enter F/W Update Mode fail, retry 2."), 3);
-    QCOMPARE(bench.lines.count("'AUX' Enter F/W Update Mode fail."), 3);
-    QCOMPARE(bench.lines.count("'AUX' F/W update fail, retry 1."), 1);
-    QCOMPARE(bench.lines.count("'AUX' F/W update fail, retry 2."), 1);
-}
-
-void TestWriter::silenceInUpdateMode()
-{
-    WriterBench bench;
-    bench.writer.write(1, 0, QByteArray(600, 'x'));
-    bench.writer.onUpdateModeTimeOut();
-    QCOMPARE(bench.sentWords(command::enterUpdateMode), 2);
-    QVERIFY(bench.writer.isWaiting());
-    bench.acceptUpdateMode();
-    QCOMPARE(bench.sentWords(command::writeBlock), 1);
-}
-
-void TestWriter::imageIsTriedThreeTimes()
-{
-    WriterBench bench;
-    bench.writer.write(1, 0, QByteArray(600, 'x'));
-    for (int i = 0; i < 3; ++i) {
-        QVERIFY(bench.results.isEmpty());
+    void imageIsWritten()
+    {
+        WriterBench bench;
+        bench.writer.write(1, 0, QByteArray(600, 'x'));
+        QVERIFY(bench.writer.isWaiting());
         bench.acceptUpdateMode();
-        bench.writer.takeMessage({"SingleUploadFail"});
+        QVERIFY(!bench.writer.isWaiting());
+        QCOMPARE(bench.sentWords(command::writeBlock), 1);
+        bench.writer.takeMessage({"SingleUploadSuccess"});
+        QCOMPARE(bench.results, QList<bool>{true});
+        QCOMPARE(bench.lines, QStringList({"Send 'Enter F/W Upgrade Mode' command to 'AUX'.",
+                                           "'AUX' Enter 'F/W Update Mode' success."}));
     }
-    QCOMPARE(bench.results, QList<bool>{false});
-    QCOMPARE(bench.sentWords(command::writeBlock), 3);
-}
 
-void TestWriter::repeatedBlocksArePassedOn()
-{
-    WriterBench bench;
-    bench.writer.write(1, 0, QByteArray(600, 'x'));
-    bench.lines.clear();
-    bench.writer.takeMessage({"retry 1"});
-    QCOMPARE(bench.lines, QStringList({"retry 1"}));
-    QVERIFY(bench.results.isEmpty());
-}
+    void updateModeIsTriedThreeTimes()
+    {
+        WriterBench bench;
+        bench.report.begin();
+        bench.events.clear();
+        bench.writer.write(1, 0, QByteArray(600, 'x'));
+        for (int i = 0; i < 9; ++i) {
+            QVERIFY(bench.results.isEmpty());
+            bench.refuseUpdateMode();
+        }
+        QStringList reported;
+        for (const RunEvent &event : qAsConst(bench.events))
+            reported += QStringLiteral("%1 %2").arg(event.attempt).arg(event.text);
+        const QStringList enter{"1 'AUX' Enter F/W Update Mode fail, retry 1.",
+                                "2 'AUX' Enter F/W Update Mode fail, retry 2.",
+                                "0 'AUX' Enter F/W Update Mode fail."};
+        QCOMPARE(reported, enter + QStringList{"1 'AUX' F/W update fail, retry 1."} + enter +
+                               QStringList{"2 'AUX' F/W update fail, retry 2."} + enter);
+        QCOMPARE(bench.results, QList<bool>{false});
+        QCOMPARE(bench.sentWords(command::enterUpdateMode), 9);
+        QCOMPARE(bench.sentWords(command::writeBlock), 0);
+        QCOMPARE(bench.lines.count("'AUX' Enter F/W Update Mode fail, retry 1."), 3);
+        QCOMPARE(bench.lines.count("'AUX' Enter F/W Update Mode fail, retry 2."), 3);
+        QCOMPARE(bench.lines.count("'AUX' Enter F/W Update Mode fail."), 3);
+        QCOMPARE(bench.lines.count("'AUX' F/W update fail, retry 1."), 1);
+        QCOMPARE(bench.lines.count("'AUX' F/W update fail, retry 2."), 1);
+    }
 
-void TestWriter::cancelledImageHasNoResult()
-{
-    WriterBench bench;
-    bench.writer.write(1, 0, QByteArray(600, 'x'));
-    bench.acceptUpdateMode();
-    bench.writer.cancel();
-    QVERIFY(!bench.writer.isWaiting());
-    QVERIFY(!bench.writer.uploader().awaitsAcknowledgement());
-    QVERIFY(bench.results.isEmpty());
-}
+    void silenceInUpdateMode()
+    {
+        WriterBench bench;
+        bench.writer.write(1, 0, QByteArray(600, 'x'));
+        bench.writer.onUpdateModeTimeOut();
+        QCOMPARE(bench.sentWords(command::enterUpdateMode), 2);
+        QVERIFY(bench.writer.isWaiting());
+        bench.acceptUpdateMode();
+        QCOMPARE(bench.sentWords(command::writeBlock), 1);
+    }
 
-void TestWriter::frameThatIsNotSentIsNotReported()
-{
-    WriterBench bench;
-    bench.link->refusesWrites = true;
-    bench.writer.write(1, 0, QByteArray(600, 'x'));
-    QVERIFY(bench.lines.isEmpty());
-    QVERIFY(bench.writer.isWaiting());
-    bench.link->refusesWrites = false;
-    bench.writer.onUpdateModeTimeOut();
-    bench.acceptUpdateMode();
-    QCOMPARE(bench.sentWords(command::writeBlock), 1);
-}
+    void imageIsTriedThreeTimes()
+    {
+        WriterBench bench;
+        bench.writer.write(1, 0, QByteArray(600, 'x'));
+        for (int i = 0; i < 3; ++i) {
+            QVERIFY(bench.results.isEmpty());
+            bench.acceptUpdateMode();
+            bench.writer.takeMessage({"SingleUploadFail"});
+        }
+        QCOMPARE(bench.results, QList<bool>{false});
+        QCOMPARE(bench.sentWords(command::writeBlock), 3);
+    }
+
+    void repeatedBlocksArePassedOn()
+    {
+        WriterBench bench;
+        bench.writer.write(1, 0, QByteArray(600, 'x'));
+        bench.lines.clear();
+        bench.writer.takeMessage({"retry 1"});
+        QCOMPARE(bench.lines, QStringList({"retry 1"}));
+        QVERIFY(bench.results.isEmpty());
+    }
+
+    void cancelledImageHasNoResult()
+    {
+        WriterBench bench;
+        bench.writer.write(1, 0, QByteArray(600, 'x'));
+        bench.acceptUpdateMode();
+        bench.writer.cancel();
+        QVERIFY(!bench.writer.isWaiting());
+        QVERIFY(!bench.writer.uploader().awaitsAcknowledgement());
+        QVERIFY(bench.results.isEmpty());
+    }
+
+    void frameThatIsNotSentIsNotReported()
+    {
+        WriterBench bench;
+        bench.link->refusesWrites = true;
+        bench.writer.write(1, 0, QByteArray(600, 'x'));
+        QVERIFY(bench.lines.isEmpty());
+        QVERIFY(bench.writer.isWaiting());
+        bench.link->refusesWrites = false;
+        bench.writer.onUpdateModeTimeOut();
+        bench.acceptUpdateMode();
+        QCOMPARE(bench.sentWords(command::writeBlock), 1);
+    }
+};
 
 AGENT_TEST(TestWriter)
 

@@ -248,84 +248,77 @@ class TestPrediction : public QObject
     Q_OBJECT
 
 private slots:
-    void anyRun_data();
-    void anyRun();
-    void everythingHappened();
-    void twoRowsOfTheMainMcu();
-    void imageOfLessThanABlock();
-    void noRows();
+    void anyRun_data()
+    {
+        QTest::addColumn<int>("seed");
+        for (int seed = 0; seed < 30; ++seed)
+            QTest::newRow(qPrintable(QString::number(seed))) << seed;
+    }
+
+    /** Ten runs for each seed. */
+    void anyRun()
+    {
+        QFETCH(int, seed);
+        Maker maker{quint32(seed)};
+        for (int i = 0; i < 10 && !QTest::currentTestFailed(); ++i) {
+            const Case one = maker.make();
+            const Result plan = predicted(one);
+            compare(one, plan, happened(one));
+            for (const QString &turn : plan.turns)
+                ++m_seen[turn.section(' ', 1)];
+            ++m_seen[plan.succeeded ? "complete" : "ended early"];
+            ++m_seen[planOf(one, one.package()).rows.value(0).goesFirst ? "main first" : "others"];
+        }
+    }
+
+    /** The cases that were made have all that a run can come to. */
+    void everythingHappened()
+    {
+        if (m_seen.isEmpty())
+            QSKIP("only together with anyRun()");
+        for (const char *what : {"written", "not written", "not_newer", "no_match", "no_firmware",
+                                 "no_image", "complete", "ended early", "main first"})
+            QVERIFY2(m_seen.value(what) >= 5, what);
+    }
+
+    /** The second row meets the version that the first one has written. */
+    void twoRowsOfTheMainMcu()
+    {
+        for (const char *after : {"2.0.0", "1.0.0"}) {
+            Case one;
+            one.device.chips.first().bootcode = true;
+            one.device.chips.first().upgradesTo = ChipVersion::parse(QString::fromLatin1(after));
+            one.images = {testImage("MAIN", 0, {2, 0, 0})};
+            one.rows = QStringList{"MAIN,0,0", "AGAIN,0,0"};
+            const Result plan = predicted(one);
+            const QString second = after[0] == '2' ? "AGAIN not_newer" : "AGAIN written";
+            QCOMPARE(plan.turns, QStringList({"MAIN written", second}));
+            compare(one, plan, happened(one));
+        }
+    }
+
+    /** Such an image gets no verdict: each of three attempts ends with the run's guard. */
+    void imageOfLessThanABlock()
+    {
+        Case one;
+        one.mode = upgradeMode::forced;
+        one.images = {testImage("AUX", 1, {2, 0, 0}, 2, 255), testImage("MAIN", 0, {2, 0, 0})};
+        one.rows = QStringList{"AUX,1,0", "MAIN,0,0"};
+        const Result plan = predicted(one);
+        QCOMPARE(plan.turns, QStringList({"AUX not written", "MAIN written"}));
+        QCOMPARE(happened(one, EngineHarness::withShortGuard()).turns, plan.turns);
+    }
+
+    void noRows()
+    {
+        Case one;
+        one.images = {testImage("MAIN", 0, {2, 0, 0})};
+        compare(one, predicted(one), happened(one));
+    }
 
 private:
     QMap<QString, int> m_seen;
 };
-
-void TestPrediction::anyRun_data()
-{
-    QTest::addColumn<int>("seed");
-    for (int seed = 0; seed < 30; ++seed)
-        QTest::newRow(qPrintable(QString::number(seed))) << seed;
-}
-
-/** Ten runs for each seed. */
-void TestPrediction::anyRun()
-{
-    QFETCH(int, seed);
-    Maker maker{quint32(seed)};
-    for (int i = 0; i < 10 && !QTest::currentTestFailed(); ++i) {
-        const Case one = maker.make();
-        const Result plan = predicted(one);
-        compare(one, plan, happened(one));
-        for (const QString &turn : plan.turns)
-            ++m_seen[turn.section(' ', 1)];
-        ++m_seen[plan.succeeded ? "complete" : "ended early"];
-        ++m_seen[planOf(one, one.package()).rows.value(0).goesFirst ? "main first" : "others"];
-    }
-}
-
-/** The cases that were made have all that a run can come to. */
-void TestPrediction::everythingHappened()
-{
-    if (m_seen.isEmpty())
-        QSKIP("only together with anyRun()");
-    for (const char *what : {"written", "not written", "not_newer", "no_match", "no_firmware",
-                             "no_image", "complete", "ended early", "main first"})
-        QVERIFY2(m_seen.value(what) >= 5, what);
-}
-
-/** The second row meets the version that the first one has written. */
-void TestPrediction::twoRowsOfTheMainMcu()
-{
-    for (const char *after : {"2.0.0", "1.0.0"}) {
-        Case one;
-        one.device.chips.first().bootcode = true;
-        one.device.chips.first().upgradesTo = ChipVersion::parse(QString::fromLatin1(after));
-        one.images = {testImage("MAIN", 0, {2, 0, 0})};
-        one.rows = QStringList{"MAIN,0,0", "AGAIN,0,0"};
-        const Result plan = predicted(one);
-        const QString second = after[0] == '2' ? "AGAIN not_newer" : "AGAIN written";
-        QCOMPARE(plan.turns, QStringList({"MAIN written", second}));
-        compare(one, plan, happened(one));
-    }
-}
-
-/** Such an image gets no verdict: each of three attempts ends with the run's guard. */
-void TestPrediction::imageOfLessThanABlock()
-{
-    Case one;
-    one.mode = upgradeMode::forced;
-    one.images = {testImage("AUX", 1, {2, 0, 0}, 2, 255), testImage("MAIN", 0, {2, 0, 0})};
-    one.rows = QStringList{"AUX,1,0", "MAIN,0,0"};
-    const Result plan = predicted(one);
-    QCOMPARE(plan.turns, QStringList({"AUX not written", "MAIN written"}));
-    QCOMPARE(happened(one, EngineHarness::withShortGuard()).turns, plan.turns);
-}
-
-void TestPrediction::noRows()
-{
-    Case one;
-    one.images = {testImage("MAIN", 0, {2, 0, 0})};
-    compare(one, predicted(one), happened(one));
-}
 
 AGENT_TEST(TestPrediction)
 

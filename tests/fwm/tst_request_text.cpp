@@ -45,216 +45,206 @@ class TestRequestText : public QObject
     Q_OBJECT
 
 private slots:
-    void places_data();
-    void places();
-    void syntaxErrors_data();
-    void syntaxErrors();
-    void findsRepeatedKeys();
-    void expands_data();
-    void expands();
-    void refuses_data();
-    void refuses();
-    void mapsPlaces_data();
-    void mapsPlaces();
-};
-
-void TestRequestText::places_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("place");
-    const auto row = [](const char *path, const char *place) {
-        QTest::newRow(*path == '\0' ? "the whole" : path)
-            << QString::fromLatin1(path) << QString::fromLatin1(place);
-    };
-    row("", "2:1");
-    row("text", "3:13");
-    row("escapes", "4:9");
-    row("numbers", "6:12");
-    row("numbers[0]", "6:13");
-    row("numbers[1]", "6:17");
-    row("numbers[2]", "6:19");
-    row("numbers[3]", "6:28");
-    row("numbers[4]", "6:34");
-    row("objects[0].inner", "7:23");
-    row("objects[1].inner", "7:38");
-    row("objects[1].missing", "7:28");
-    row("objects[7].inner", "7:12");
-    row("missing", "2:1");
-    row("after", "8:10");
-}
-
-void TestRequestText::places()
-{
-    QFETCH(QString, path);
-    const JsonPlaces read =
-        ::tst_request_text::read("// \xc3\xa4 comment with { \"quotes\n"
-                                 "{\n"
-                                 "    \"text\": \"a text\",\n"
-                                 " /*\xc3\xa4*/ \"\\\\a \\\" \\\\\\\"\"\n"
-                                 "    : 1,\n"
-                                 "\"numbers\": [-1, 2,3.5e+2 , true, null],\n"
-                                 "\"objects\": [{\"inner\": {}}, {\"inner\": []}],\n"
-                                 "\"after\": \"\\\\\"}");
-    QCOMPARE(read.error, QString());
-    if (path == QLatin1String("escapes")) {
-        // The value of the key with escapes; the places of keys are not kept.
-        QCOMPARE(read.lineAndColumn(QStringLiteral("\\a \" \\\"")), QStringLiteral("5:7"));
-        return;
+    void places_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("place");
+        const auto row = [](const char *path, const char *place) {
+            QTest::newRow(*path == '\0' ? "the whole" : path)
+                << QString::fromLatin1(path) << QString::fromLatin1(place);
+        };
+        row("", "2:1");
+        row("text", "3:13");
+        row("escapes", "4:9");
+        row("numbers", "6:12");
+        row("numbers[0]", "6:13");
+        row("numbers[1]", "6:17");
+        row("numbers[2]", "6:19");
+        row("numbers[3]", "6:28");
+        row("numbers[4]", "6:34");
+        row("objects[0].inner", "7:23");
+        row("objects[1].inner", "7:38");
+        row("objects[1].missing", "7:28");
+        row("objects[7].inner", "7:12");
+        row("missing", "2:1");
+        row("after", "8:10");
     }
-    QTEST(read.lineAndColumn(path), "place");
-}
 
-void TestRequestText::syntaxErrors_data()
-{
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<QString>("error");
-    const auto row = [](const char *text, const char *error) {
-        QTest::newRow(error) << QByteArray(text) << QString::fromLatin1(error);
-    };
-    row("", "1:1 unexpected end of input; expected '[', '{', or a literal");
-    row("{\n\"a\": 1,,\n}", "2:8 unexpected ','; expected string literal");
-    row("{\n\"a\": 1\n\"b\": 2}", "3:3 unexpected string literal; expected '}'");
-    row("{\"a\": 1,}", "1:9 unexpected '}'; expected string literal");
-    row("{'a': 1}", "1:2 invalid literal; expected string literal");
-    row("{\"a\": 01}", "1:8 unexpected number literal; expected '}'");
-    row("{\"a\": \"b\n\"}",
-        "1:9 invalid string: control character U+000A (LF) must be escaped to \\u000A or \\n");
-    row("{\"a\": 1", "1:8 unexpected end of input; expected '}'");
-    row("{} x", "1:4 invalid literal; expected end of input");
-    row("[]", "1:1 the text is not an object");
-    row("\"a\"", "1:1 the text is not an object");
-    row("[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[", "1:33 nested too deeply");
-}
+    void places()
+    {
+        QFETCH(QString, path);
+        const JsonPlaces read =
+            ::tst_request_text::read("// \xc3\xa4 comment with { \"quotes\n"
+                                     "{\n"
+                                     "    \"text\": \"a text\",\n"
+                                     " /*\xc3\xa4*/ \"\\\\a \\\" \\\\\\\"\"\n"
+                                     "    : 1,\n"
+                                     "\"numbers\": [-1, 2,3.5e+2 , true, null],\n"
+                                     "\"objects\": [{\"inner\": {}}, {\"inner\": []}],\n"
+                                     "\"after\": \"\\\\\"}");
+        QCOMPARE(read.error, QString());
+        if (path == QLatin1String("escapes")) {
+            // The value of the key with escapes; the places of keys are not kept.
+            QCOMPARE(read.lineAndColumn(QStringLiteral("\\a \" \\\"")), QStringLiteral("5:7"));
+            return;
+        }
+        QTEST(read.lineAndColumn(path), "place");
+    }
 
-void TestRequestText::syntaxErrors()
-{
-    QFETCH(QByteArray, text);
-    const JsonPlaces places = read(text);
-    QTEST(places.lineAndColumn(places.errorOffset) + QLatin1Char(' ') + places.error, "error");
-}
+    void syntaxErrors_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("error");
+        const auto row = [](const char *text, const char *error) {
+            QTest::newRow(error) << QByteArray(text) << QString::fromLatin1(error);
+        };
+        row("", "1:1 unexpected end of input; expected '[', '{', or a literal");
+        row("{\n\"a\": 1,,\n}", "2:8 unexpected ','; expected string literal");
+        row("{\n\"a\": 1\n\"b\": 2}", "3:3 unexpected string literal; expected '}'");
+        row("{\"a\": 1,}", "1:9 unexpected '}'; expected string literal");
+        row("{'a': 1}", "1:2 invalid literal; expected string literal");
+        row("{\"a\": 01}", "1:8 unexpected number literal; expected '}'");
+        row("{\"a\": \"b\n\"}",
+            "1:9 invalid string: control character U+000A (LF) must be escaped to \\u000A or \\n");
+        row("{\"a\": 1", "1:8 unexpected end of input; expected '}'");
+        row("{} x", "1:4 invalid literal; expected end of input");
+        row("[]", "1:1 the text is not an object");
+        row("\"a\"", "1:1 the text is not an object");
+        row("[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[", "1:33 nested too deeply");
+    }
 
-void TestRequestText::findsRepeatedKeys()
-{
-    QCOMPARE(read("{\"a\":1,\"b\":[{\"c\":1,\"c\":2}],\"\\u0061\":2}").repeated,
-             QStringList({"b[0].c", "a"}));
-}
+    void syntaxErrors()
+    {
+        QFETCH(QByteArray, text);
+        const JsonPlaces places = read(text);
+        QTEST(places.lineAndColumn(places.errorOffset) + QLatin1Char(' ') + places.error, "error");
+    }
 
-void TestRequestText::expands_data()
-{
-    QTest::addColumn<QByteArray>("changes");
-    QTest::addColumn<QByteArray>("json");
-    const auto row = [](const char *changes, const char *type, const char *quantity,
-                        const char *variant) {
-        const QList<QByteArray> v = QByteArray(variant).split(' ');
-        const QByteArray code =
-            v.at(2).isEmpty() ? QByteArray("0") : QByteArray::number(int(v.at(2).at(0)));
-        QTest::newRow(*changes == '\0' ? "plain" : changes)
-            << QByteArray(changes)
-            << "{\"chips\":[{\"chip_quanity\":\"" + QByteArray(quantity) + "\",\"chip_type\":\"" +
-                   QByteArray::number(QByteArray(type).toInt() + 1) +
-                   "\",\"mcus\":[{\"mcu_type\":\"" + v.at(0) +
-                   "\",\"pcbs\":[{\"fw_file\":\"aux.bin\",\"in_chip_quanity\":\"" + quantity +
-                   "\",\"in_chip_type\":\"" + type + "\",\"in_mcu_type\":\"" + v.at(0) +
-                   "\",\"in_pcb_version\":\"" + v.at(1) + "\",\"in_speciality\":\"" + code +
-                   "\",\"in_ver1\":\"1\",\"in_ver2\":\"2\",\"in_ver3\":\"3\",\"name\":\"AUX\","
-                   "\"pcb_version\":\"" +
-                   v.at(1) + "\",\"speciality\":\"" + v.at(2) +
-                   "\",\"ver1\":\"1\",\"ver2\":\"2\",\"ver3\":\"3\"}]}],\"name\":\"AUX\"}],"
-                   "\"model\":\"M\",\"version\":\"1\"}";
-    };
-    row("", "3", "1", "2 4 B");
-    row("\"chip\":\"main\"", "0", "1", "2 4 B");
-    row("\"chip\":\"MAIN\"", "0", "1", "2 4 B");
-    row("\"chip\":\"3\",\"quantity\":2", "3", "2", "2 4 B");
-    row("\"chip\":\"fpga 17\"", "17", "1", "2 4 B");
-    row("\"chip\":17,\"mcu_type\":null,\"pcb_version\":null,\"speciality\":null", "17", "1",
-        "0 0 ");
-    row("\"chip\":254", "254", "1", "2 4 B");
-    row("\"version\":\"01.2.003\"", "3", "1", "2 4 B");
-}
+    void findsRepeatedKeys()
+    {
+        QCOMPARE(read("{\"a\":1,\"b\":[{\"c\":1,\"c\":2}],\"\\u0061\":2}").repeated,
+                 QStringList({"b[0].c", "a"}));
+    }
 
-void TestRequestText::expands()
-{
-    QFETCH(QByteArray, changes);
-    const LongForm form = expanded(changes);
-    QVERIFY2(form.findings.isEmpty(), qPrintable(form.findings.value(0).text));
-    QTEST(form.json(), "json");
-}
+    void expands_data()
+    {
+        QTest::addColumn<QByteArray>("changes");
+        QTest::addColumn<QByteArray>("json");
+        const auto row = [](const char *changes, const char *type, const char *quantity,
+                            const char *variant) {
+            const QList<QByteArray> v = QByteArray(variant).split(' ');
+            const QByteArray code =
+                v.at(2).isEmpty() ? QByteArray("0") : QByteArray::number(int(v.at(2).at(0)));
+            QTest::newRow(*changes == '\0' ? "plain" : changes)
+                << QByteArray(changes)
+                << "{\"chips\":[{\"chip_quanity\":\"" + QByteArray(quantity) +
+                       "\",\"chip_type\":\"" + QByteArray::number(QByteArray(type).toInt() + 1) +
+                       "\",\"mcus\":[{\"mcu_type\":\"" + v.at(0) +
+                       "\",\"pcbs\":[{\"fw_file\":\"aux.bin\",\"in_chip_quanity\":\"" + quantity +
+                       "\",\"in_chip_type\":\"" + type + "\",\"in_mcu_type\":\"" + v.at(0) +
+                       "\",\"in_pcb_version\":\"" + v.at(1) + "\",\"in_speciality\":\"" + code +
+                       "\",\"in_ver1\":\"1\",\"in_ver2\":\"2\",\"in_ver3\":\"3\",\"name\":\"AUX\","
+                       "\"pcb_version\":\"" +
+                       v.at(1) + "\",\"speciality\":\"" + v.at(2) +
+                       "\",\"ver1\":\"1\",\"ver2\":\"2\",\"ver3\":\"3\"}]}],\"name\":\"AUX\"}],"
+                       "\"model\":\"M\",\"version\":\"1\"}";
+        };
+        row("", "3", "1", "2 4 B");
+        row("\"chip\":\"main\"", "0", "1", "2 4 B");
+        row("\"chip\":\"MAIN\"", "0", "1", "2 4 B");
+        row("\"chip\":\"3\",\"quantity\":2", "3", "2", "2 4 B");
+        row("\"chip\":\"fpga 17\"", "17", "1", "2 4 B");
+        row("\"chip\":17,\"mcu_type\":null,\"pcb_version\":null,\"speciality\":null", "17", "1",
+            "0 0 ");
+        row("\"chip\":254", "254", "1", "2 4 B");
+        row("\"version\":\"01.2.003\"", "3", "1", "2 4 B");
+    }
 
-void TestRequestText::refuses_data()
-{
-    QTest::addColumn<QByteArray>("changes");
-    QTest::addColumn<QString>("text");
-    const auto row = [](const char *changes, const char *text) {
-        QTest::newRow(changes) << QByteArray(changes)
-                               << QStringLiteral("images[0].") + QString::fromLatin1(text);
-    };
-    const char *const chip =
-        "it must be \"main\", \"fpga N\" with N from 17, or the chip type as a "
-        "number from 0 to 254, and not 32";
-    const auto chipRow = [&](const char *changes, const char *value) {
-        row(changes, qPrintable(QStringLiteral("chip is %1; %2").arg(value, chip)));
-    };
-    chipRow("\"chip\":null", "missing");
-    chipRow("\"chip\":\"aux\"", "\"aux\"");
-    chipRow("\"chip\":\"fpga 3\"", "\"fpga 3\"");
-    chipRow("\"chip\":\"fpga 32\"", "\"fpga 32\"");
-    chipRow("\"chip\":255", "255");
-    chipRow("\"chip\":1.5", "1.5");
-    chipRow("\"chip\":true", "true");
-    row("\"chip\":32", "chip is 32; it must be another chip: 'fwm add-net' adds the image of the "
-                       "network module to the package");
-    row("\"quantity\":0", "quantity is 0; it must be a number from 1 to 255");
-    row("\"mcu_type\":null", "mcu_type is missing; it must be a number from 1 to 255");
-    row("\"mcu_type\":-1", "mcu_type is -1; it must be a number from 1 to 255");
-    row("\"pcb_version\":256", "pcb_version is 256; it must be a number from 1 to 255");
-    row("\"chip\":\"fpga 17\",\"pcb_version\":\"x\"",
-        "pcb_version is \"x\"; it must be a number from 0 to 255");
-    row("\"speciality\":\"a\"", "speciality is \"a\"; it must be one letter from \"A\" to \"Z\"");
-    row("\"speciality\":65", "speciality is 65; it must be one letter from \"A\" to \"Z\"");
-    row("\"version\":\"1.2\"",
-        "version is \"1.2\"; it must be three numbers from 0 to 255, such as \"1.2.0\"");
-    row("\"version\":\"1.2.256\"",
-        "version is \"1.2.256\"; it must be three numbers from 0 to 255, such as \"1.2.0\"");
-    row("\"version\":1.2",
-        "version is 1.2; it must be three numbers from 0 to 255, such as \"1.2.0\"");
-    row("\"name\":\"\"", "name is \"\"; it must be a string that is not empty");
-    row("\"file\":[]", "file is a list; it must be a string that is not empty");
-}
+    void expands()
+    {
+        QFETCH(QByteArray, changes);
+        const LongForm form = expanded(changes);
+        QVERIFY2(form.findings.isEmpty(), qPrintable(form.findings.value(0).text));
+        QTEST(form.json(), "json");
+    }
 
-void TestRequestText::refuses()
-{
-    QFETCH(QByteArray, changes);
-    const LongForm form = expanded(changes);
-    QCOMPARE(form.findings.size(), 1);
-    QTEST(form.findings.first().text, "text");
-    QVERIFY(form.findings.first().text.startsWith(form.findings.first().place + " is "));
-}
+    void refuses_data()
+    {
+        QTest::addColumn<QByteArray>("changes");
+        QTest::addColumn<QString>("text");
+        const auto row = [](const char *changes, const char *text) {
+            QTest::newRow(changes)
+                << QByteArray(changes) << QStringLiteral("images[0].") + QString::fromLatin1(text);
+        };
+        const char *const chip =
+            "it must be \"main\", \"fpga N\" with N from 17, or the chip type as a "
+            "number from 0 to 254, and not 32";
+        const auto chipRow = [&](const char *changes, const char *value) {
+            row(changes, qPrintable(QStringLiteral("chip is %1; %2").arg(value, chip)));
+        };
+        chipRow("\"chip\":null", "missing");
+        chipRow("\"chip\":\"aux\"", "\"aux\"");
+        chipRow("\"chip\":\"fpga 3\"", "\"fpga 3\"");
+        chipRow("\"chip\":\"fpga 32\"", "\"fpga 32\"");
+        chipRow("\"chip\":255", "255");
+        chipRow("\"chip\":1.5", "1.5");
+        chipRow("\"chip\":true", "true");
+        row("\"chip\":32",
+            "chip is 32; it must be another chip: 'fwm add-net' adds the image of the "
+            "network module to the package");
+        row("\"quantity\":0", "quantity is 0; it must be a number from 1 to 255");
+        row("\"mcu_type\":null", "mcu_type is missing; it must be a number from 1 to 255");
+        row("\"mcu_type\":-1", "mcu_type is -1; it must be a number from 1 to 255");
+        row("\"pcb_version\":256", "pcb_version is 256; it must be a number from 1 to 255");
+        row("\"chip\":\"fpga 17\",\"pcb_version\":\"x\"",
+            "pcb_version is \"x\"; it must be a number from 0 to 255");
+        row("\"speciality\":\"a\"",
+            "speciality is \"a\"; it must be one letter from \"A\" to \"Z\"");
+        row("\"speciality\":65", "speciality is 65; it must be one letter from \"A\" to \"Z\"");
+        row("\"version\":\"1.2\"",
+            "version is \"1.2\"; it must be three numbers from 0 to 255, such as \"1.2.0\"");
+        row("\"version\":\"1.2.256\"",
+            "version is \"1.2.256\"; it must be three numbers from 0 to 255, such as \"1.2.0\"");
+        row("\"version\":1.2",
+            "version is 1.2; it must be three numbers from 0 to 255, such as \"1.2.0\"");
+        row("\"name\":\"\"", "name is \"\"; it must be a string that is not empty");
+        row("\"file\":[]", "file is a list; it must be a string that is not empty");
+    }
 
-void TestRequestText::mapsPlaces_data()
-{
-    QTest::addColumn<QString>("own");
-    QTest::newRow("model") << "model";
-    QTest::newRow("version") << "release";
-    QTest::newRow("chips") << "images";
-    QTest::newRow("chips[12]") << "images[12]";
-    QTest::newRow("chips[1].name") << "images[1].name";
-    QTest::newRow("chips[1].chip_type") << "images[1].chip";
-    QTest::newRow("chips[1].mcus[0]") << "images[1]";
-    QTest::newRow("chips[1].mcus[0].mcu_type") << "images[1].mcu_type";
-    QTest::newRow("chips[1].mcus[0].pcbs[0]") << "images[1]";
-    QTest::newRow("chips[1].mcus[0].pcbs[0].fw_file") << "images[1].file";
-}
+    void refuses()
+    {
+        QFETCH(QByteArray, changes);
+        const LongForm form = expanded(changes);
+        QCOMPARE(form.findings.size(), 1);
+        QTEST(form.findings.first().text, "text");
+        QVERIFY(form.findings.first().text.startsWith(form.findings.first().place + " is "));
+    }
 
-void TestRequestText::mapsPlaces()
-{
-    QFETCH(QString, own);
-    const QString place = QString::fromLatin1(QTest::currentDataTag());
-    QCOMPARE(shortPlace(place), own);
-    if (place.contains('['))
-        QCOMPARE(withShortPlaces("of " + place + " and " + place + ", too"),
-                 "of " + own + " and " + own + ", too");
-}
+    void mapsPlaces_data()
+    {
+        QTest::addColumn<QString>("own");
+        QTest::newRow("model") << "model";
+        QTest::newRow("version") << "release";
+        QTest::newRow("chips") << "images";
+        QTest::newRow("chips[12]") << "images[12]";
+        QTest::newRow("chips[1].name") << "images[1].name";
+        QTest::newRow("chips[1].chip_type") << "images[1].chip";
+        QTest::newRow("chips[1].mcus[0]") << "images[1]";
+        QTest::newRow("chips[1].mcus[0].mcu_type") << "images[1].mcu_type";
+        QTest::newRow("chips[1].mcus[0].pcbs[0]") << "images[1]";
+        QTest::newRow("chips[1].mcus[0].pcbs[0].fw_file") << "images[1].file";
+    }
+
+    void mapsPlaces()
+    {
+        QFETCH(QString, own);
+        const QString place = QString::fromLatin1(QTest::currentDataTag());
+        QCOMPARE(shortPlace(place), own);
+        if (place.contains('['))
+            QCOMPARE(withShortPlaces("of " + place + " and " + place + ", too"),
+                     "of " + own + " and " + own + ", too");
+    }
+};
 
 AGENT_TEST(TestRequestText)
 

@@ -65,135 +65,136 @@ class TestWords : public QObject
     Q_OBJECT
 
 private slots:
-    void tablesAlign();
-    void progressOnATerminal();
-    void progressNowhereElse();
-    void schema_data();
-    void schema();
+    void tablesAlign()
+    {
+        QCOMPARE(tableText({{"a", "b", ""}, {"long", "", "c"}}),
+                 QStringLiteral("a     b\nlong     c\n"));
+        QCOMPARE(imageCountText(0), QStringLiteral("0 images"));
+        QCOMPARE(imageCountText(1), QStringLiteral("1 image"));
+        QCOMPARE(specialityText('Z'), QStringLiteral("Z"));
+        QCOMPARE(specialityText(0), QString());
+        QCOMPARE(specialityText(27), QStringLiteral("27"));
+        QCOMPARE(offsetText(0x1234), QStringLiteral("0x00001234"));
+    }
+
+    void progressOnATerminal()
+    {
+        const ErrorTerminal terminal;
+        BytesSource bytes(QByteArray(400, 'x'));
+        {
+            Progress progress(QStringLiteral("file"), 800, true, atOnce);
+            ProgressSource source(bytes, progress);
+            QCOMPARE(source.read(0, 300).size(), 300);
+            QCOMPARE(terminal.shown(), QByteArray("\rfile  37%"));
+        }
+        QCOMPARE(terminal.shown(), QByteArray("\r\x1b[K"));
+        {
+            // More than there was to do never shows as more than everything.
+            Progress progress(QStringLiteral("file"), 10, true, atOnce);
+            progress.add(1000);
+            QCOMPARE(terminal.shown(), QByteArray("\rfile 100%"));
+        }
+        terminal.shown();
+        {
+            Progress unwanted(QStringLiteral("file"), 10, false, atOnce);
+            unwanted.add(5);
+            Progress nothing(QStringLiteral("file"), 0, true, atOnce);
+            nothing.add(5);
+            Progress tooSoon(QStringLiteral("file"), 10, true, std::chrono::hours(1));
+            tooSoon.add(5);
+        }
+        QCOMPARE(terminal.shown(), QByteArray());
+    }
+
+    void progressNowhereElse()
+    {
+        int ends[2];
+        QCOMPARE(::pipe(ends), 0);
+        const int before = ::dup(STDERR_FILENO);
+        ::dup2(ends[1], STDERR_FILENO);
+        {
+            Progress progress(QStringLiteral("file"), 10, true, atOnce);
+            progress.add(5);
+        }
+        std::fflush(stderr);
+        ::dup2(before, STDERR_FILENO);
+        ::close(before);
+        ::close(ends[1]);
+        char byte = 0;
+        QCOMPARE(::read(ends[0], &byte, 1), ssize_t(0));
+        ::close(ends[0]);
+    }
+
+    void schema_data()
+    {
+        QTest::addColumn<QByteArray>("change");
+        QTest::addColumn<QByteArray>("into");
+        QTest::addColumn<QString>("text");
+
+        const auto row = [](const char *change, const char *into, const char *text) {
+            QTest::newRow(into) << QByteArray(change) << QByteArray(into)
+                                << QString::fromLatin1(text);
+        };
+        row("\"M\"", "\"N\"", "");
+        row("\"model\":\"M\",", "\"model\":5,", "model is 5; it must be a string");
+        row("\"version\":\"1\",", "", "version is missing; it must be a string");
+        row("\"MAIN\"", "null", "chips[0].name is null; it must be a string");
+        const char *const number =
+            "; it must be a decimal number from \"1\" to \"255\", as a string";
+        const auto wrongNumber = [&](const char *change, const char *into, const char *text) {
+            row(change, into, qPrintable(QString(text) + number));
+        };
+        wrongNumber("\"chip_type\":\"1\"", "\"chip_type\":\"0\"", "chips[0].chip_type is \"0\"");
+        wrongNumber("\"chip_type\":\"1\"", "\"chip_type\":\"one\"",
+                    "chips[0].chip_type is \"one\"");
+        wrongNumber("\"chip_type\":\"1\"", "\"chip_type\":\" 1\"", "chips[0].chip_type is \" 1\"");
+        wrongNumber("\"chip_quanity\":\"1\"", "\"chip_quanity\":1", "chips[0].chip_quanity is 1");
+        wrongNumber("\"mcu_type\":\"1\"", "\"mcu_type\":\"0\"",
+                    "chips[0].mcus[0].mcu_type is \"0\"");
+        wrongNumber("\"pcb_version\":\"1\"", "\"pcb_version\":\"256\"",
+                    "chips[0].mcus[0].pcbs[0].pcb_version is \"256\"");
+        row("\"speciality\":\"A\"", "\"speciality\":\"\"",
+            "chips[0].mcus[0].pcbs[0].speciality is \"\"; it must be one letter from \"A\" to "
+            "\"Z\"");
+        row("\"speciality\":\"A\"", "\"speciality\":\"a\"",
+            "chips[0].mcus[0].pcbs[0].speciality is \"a\"; it must be one letter from \"A\" to "
+            "\"Z\"");
+        row("\"speciality\":\"A\"", "\"speciality\":\"AB\"",
+            "chips[0].mcus[0].pcbs[0].speciality is \"AB\"; it must be one letter from \"A\" to "
+            "\"Z\"");
+        row("\"ver3\":\"3\"", "\"ver3\":\"1234567890\"",
+            "chips[0].mcus[0].pcbs[0].ver3 is \"1234567890\"; it must be a decimal number from "
+            "\"0\" "
+            "to \"255\", as a string");
+        row("[{\"name\":\"A1\"", "[7,{\"name\":\"A1\"",
+            "chips[0].mcus[0].pcbs[0] is 7; it must be an object");
+    }
+
+    void schema()
+    {
+        QFETCH(QByteArray, change);
+        QFETCH(QByteArray, into);
+        QFETCH(QString, text);
+        QByteArray json =
+            R"({"model":"M","version":"1","chips":[{"name":"MAIN","chip_type":"1","chip_quanity":"1",)"
+            R"("mcus":[{"mcu_type":"1","pcbs":[{"name":"A1","pcb_version":"1","speciality":"A",)"
+            R"("ver1":"1","ver2":"2","ver3":"3"}]}]}]})";
+        QVERIFY(json.contains(change));
+        json.replace(change, into);
+
+        PackageContents contents;
+        contents.header.jsonOffset = 15;
+        contents.description = parseDescription(json);
+        QCOMPARE(contents.description.error, PackageDescription::Error::None);
+        const QVector<Finding> findings = schemaFindings(contents);
+        QCOMPARE(findings.size(), text.isEmpty() ? 0 : 1);
+        if (findings.isEmpty())
+            return;
+        QCOMPARE(findings.first().text, text);
+        QCOMPARE(findings.first().offset, 15);
+        QCOMPARE(findings.first().severity, Finding::Severity::Error);
+    }
 };
-
-void TestWords::tablesAlign()
-{
-    QCOMPARE(tableText({{"a", "b", ""}, {"long", "", "c"}}),
-             QStringLiteral("a     b\nlong     c\n"));
-    QCOMPARE(imageCountText(0), QStringLiteral("0 images"));
-    QCOMPARE(imageCountText(1), QStringLiteral("1 image"));
-    QCOMPARE(specialityText('Z'), QStringLiteral("Z"));
-    QCOMPARE(specialityText(0), QString());
-    QCOMPARE(specialityText(27), QStringLiteral("27"));
-    QCOMPARE(offsetText(0x1234), QStringLiteral("0x00001234"));
-}
-
-void TestWords::progressOnATerminal()
-{
-    const ErrorTerminal terminal;
-    BytesSource bytes(QByteArray(400, 'x'));
-    {
-        Progress progress(QStringLiteral("file"), 800, true, atOnce);
-        ProgressSource source(bytes, progress);
-        QCOMPARE(source.read(0, 300).size(), 300);
-        QCOMPARE(terminal.shown(), QByteArray("\rfile  37%"));
-    }
-    QCOMPARE(terminal.shown(), QByteArray("\r\x1b[K"));
-    {
-        // More than there was to do never shows as more than everything.
-        Progress progress(QStringLiteral("file"), 10, true, atOnce);
-        progress.add(1000);
-        QCOMPARE(terminal.shown(), QByteArray("\rfile 100%"));
-    }
-    terminal.shown();
-    {
-        Progress unwanted(QStringLiteral("file"), 10, false, atOnce);
-        unwanted.add(5);
-        Progress nothing(QStringLiteral("file"), 0, true, atOnce);
-        nothing.add(5);
-        Progress tooSoon(QStringLiteral("file"), 10, true, std::chrono::hours(1));
-        tooSoon.add(5);
-    }
-    QCOMPARE(terminal.shown(), QByteArray());
-}
-
-void TestWords::progressNowhereElse()
-{
-    int ends[2];
-    QCOMPARE(::pipe(ends), 0);
-    const int before = ::dup(STDERR_FILENO);
-    ::dup2(ends[1], STDERR_FILENO);
-    {
-        Progress progress(QStringLiteral("file"), 10, true, atOnce);
-        progress.add(5);
-    }
-    std::fflush(stderr);
-    ::dup2(before, STDERR_FILENO);
-    ::close(before);
-    ::close(ends[1]);
-    char byte = 0;
-    QCOMPARE(::read(ends[0], &byte, 1), ssize_t(0));
-    ::close(ends[0]);
-}
-
-void TestWords::schema_data()
-{
-    QTest::addColumn<QByteArray>("change");
-    QTest::addColumn<QByteArray>("into");
-    QTest::addColumn<QString>("text");
-
-    const auto row = [](const char *change, const char *into, const char *text) {
-        QTest::newRow(into) << QByteArray(change) << QByteArray(into) << QString::fromLatin1(text);
-    };
-    row("\"M\"", "\"N\"", "");
-    row("\"model\":\"M\",", "\"model\":5,", "model is 5; it must be a string");
-    row("\"version\":\"1\",", "", "version is missing; it must be a string");
-    row("\"MAIN\"", "null", "chips[0].name is null; it must be a string");
-    const char *const number = "; it must be a decimal number from \"1\" to \"255\", as a string";
-    const auto wrongNumber = [&](const char *change, const char *into, const char *text) {
-        row(change, into, qPrintable(QString(text) + number));
-    };
-    wrongNumber("\"chip_type\":\"1\"", "\"chip_type\":\"0\"", "chips[0].chip_type is \"0\"");
-    wrongNumber("\"chip_type\":\"1\"", "\"chip_type\":\"one\"", "chips[0].chip_type is \"one\"");
-    wrongNumber("\"chip_type\":\"1\"", "\"chip_type\":\" 1\"", "chips[0].chip_type is \" 1\"");
-    wrongNumber("\"chip_quanity\":\"1\"", "\"chip_quanity\":1", "chips[0].chip_quanity is 1");
-    wrongNumber("\"mcu_type\":\"1\"", "\"mcu_type\":\"0\"", "chips[0].mcus[0].mcu_type is \"0\"");
-    wrongNumber("\"pcb_version\":\"1\"", "\"pcb_version\":\"256\"",
-                "chips[0].mcus[0].pcbs[0].pcb_version is \"256\"");
-    row("\"speciality\":\"A\"", "\"speciality\":\"\"",
-        "chips[0].mcus[0].pcbs[0].speciality is \"\"; it must be one letter from \"A\" to \"Z\"");
-    row("\"speciality\":\"A\"", "\"speciality\":\"a\"",
-        "chips[0].mcus[0].pcbs[0].speciality is \"a\"; it must be one letter from \"A\" to \"Z\"");
-    row("\"speciality\":\"A\"", "\"speciality\":\"AB\"",
-        "chips[0].mcus[0].pcbs[0].speciality is \"AB\"; it must be one letter from \"A\" to "
-        "\"Z\"");
-    row("\"ver3\":\"3\"", "\"ver3\":\"1234567890\"",
-        "chips[0].mcus[0].pcbs[0].ver3 is \"1234567890\"; it must be a decimal number from \"0\" "
-        "to \"255\", as a string");
-    row("[{\"name\":\"A1\"", "[7,{\"name\":\"A1\"",
-        "chips[0].mcus[0].pcbs[0] is 7; it must be an object");
-}
-
-void TestWords::schema()
-{
-    QFETCH(QByteArray, change);
-    QFETCH(QByteArray, into);
-    QFETCH(QString, text);
-    QByteArray json =
-        R"({"model":"M","version":"1","chips":[{"name":"MAIN","chip_type":"1","chip_quanity":"1",)"
-        R"("mcus":[{"mcu_type":"1","pcbs":[{"name":"A1","pcb_version":"1","speciality":"A",)"
-        R"("ver1":"1","ver2":"2","ver3":"3"}]}]}]})";
-    QVERIFY(json.contains(change));
-    json.replace(change, into);
-
-    PackageContents contents;
-    contents.header.jsonOffset = 15;
-    contents.description = parseDescription(json);
-    QCOMPARE(contents.description.error, PackageDescription::Error::None);
-    const QVector<Finding> findings = schemaFindings(contents);
-    QCOMPARE(findings.size(), text.isEmpty() ? 0 : 1);
-    if (findings.isEmpty())
-        return;
-    QCOMPARE(findings.first().text, text);
-    QCOMPARE(findings.first().offset, 15);
-    QCOMPARE(findings.first().severity, Finding::Severity::Error);
-}
 
 AGENT_TEST_WITHOUT_APPLICATION(TestWords)
 

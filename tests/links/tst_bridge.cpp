@@ -138,298 +138,282 @@ class TestBridge : public QObject
     Q_OBJECT
 
 private slots:
-    void metaObject();
-    void connectResultsAreAlwaysFalse();
-    void failedConnect();
-    void bandrateIsKept();
-    void oneEngineOnly();
-    void requestsKeepTheirOrder();
-    void disconnectFlagIsSetAtOnce();
-    void directCalls();
-    void percent();
-    void runIsActiveFromTheRequestOn();
-    void runIsActiveUntilItsEndIsDelivered();
-    void listIsQuietUntilTheEndIsDelivered();
-    void lateEndLeavesTheNextRunClaimed();
-    void everyEndGivesTheClaimBack_data();
-    void everyEndGivesTheClaimBack();
-    void everythingLivesOnTheEngineThread();
-    void endsItsThread();
-};
+    void metaObject() { QVERIFY(sameTranscript(methodsOf(WorkerCOM::staticMetaObject), declared)); }
 
-void TestBridge::metaObject()
-{
-    QVERIFY(sameTranscript(methodsOf(WorkerCOM::staticMetaObject), declared));
-}
-
-void TestBridge::connectResultsAreAlwaysFalse()
-{
-    Pty pty;
-    Bridge bridge;
-    QVERIFY(!bridge.worker.onConnect(pty.port()));
-    QVERIFY(bridge.lines.isEmpty());
-    QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port()}));
-    bridge.lines.clear();
-    QVERIFY(!bridge.worker.autoConnect(pty.port()));
-    QVERIFY(!bridge.worker.onConnectWithBandrate(pty.port(), QStringLiteral("9600")));
-    QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port(), "ConnectSuccess|" + pty.port()}));
-}
-
-void TestBridge::failedConnect()
-{
-    Bridge bridge;
-    QVERIFY(!bridge.worker.onConnect(QStringLiteral("ttyNONE")));
-    QVERIFY(bridge.hears({"Disconnect", "ttyNONE port is disconnected.", "ConnectFail",
-                          "ttyNONE connect failed, serial port is occupied or does not exist"}));
-}
-
-void TestBridge::bandrateIsKept()
-{
-    Pty pty;
-    Bridge bridge;
-    const QString success = "ConnectSuccess|" + pty.port();
-    bridge.worker.onConnect(pty.port());
-    QVERIFY(bridge.hears({success}));
-    QCOMPARE(pty.speed(), unsigned(B57600));
-    bridge.worker.onConnectWithBandrate(pty.port(), QStringLiteral("9600"));
-    QVERIFY(bridge.hears({success, success}));
-    QCOMPARE(pty.speed(), unsigned(B9600));
-    bridge.worker.onConnect(pty.port());
-    QVERIFY(bridge.hears({success, success, success}));
-    QCOMPARE(pty.speed(), unsigned(B9600));
-}
-
-/** A command without an open port is answered by the lines of a lost link: once each. */
-void TestBridge::oneEngineOnly()
-{
-    Bridge bridge;
-    QStringList expected;
-    for (int i = 0; i < 5; ++i) {
-        bridge.worker.sendData(0xF903);
-        expected << "Disconnect"
-                 << " port is disconnected.";
+    void connectResultsAreAlwaysFalse()
+    {
+        Pty pty;
+        Bridge bridge;
+        QVERIFY(!bridge.worker.onConnect(pty.port()));
+        QVERIFY(bridge.lines.isEmpty());
+        QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port()}));
+        bridge.lines.clear();
+        QVERIFY(!bridge.worker.autoConnect(pty.port()));
+        QVERIFY(!bridge.worker.onConnectWithBandrate(pty.port(), QStringLiteral("9600")));
+        QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port(), "ConnectSuccess|" + pty.port()}));
     }
-    QVERIFY(bridge.hears(expected));
-}
 
-void TestBridge::requestsKeepTheirOrder()
-{
-    Pty pty;
-    Bridge bridge;
-    bridge.worker.onConnect(pty.port());
-    bridge.worker.sendData(0xF903);
-    bridge.worker.sendData(0xF905);
-    bridge.worker.getVersion();
-    bridge.worker.disconnected();
-    QVERIFY(bridge.hears(
-        {"ConnectSuccess|" + pty.port(), "Disconnect", pty.port() + " port is disconnected."}));
-    QCOMPARE(pty.read(38).toHex(), QByteArray::fromHex("5a5ba50500000003f9a5"
-                                                       "5a5ba50500000005f9a3")
-                                           .toHex() +
-                                       QByteArray("\r\nA00GET VER INF\r\n").toHex());
-}
+    void failedConnect()
+    {
+        Bridge bridge;
+        QVERIFY(!bridge.worker.onConnect(QStringLiteral("ttyNONE")));
+        QVERIFY(
+            bridge.hears({"Disconnect", "ttyNONE port is disconnected.", "ConnectFail",
+                          "ttyNONE connect failed, serial port is occupied or does not exist"}));
+    }
 
-/** Without a link a read is refused, and the flag is seen before the close has run. */
-void TestBridge::disconnectFlagIsSetAtOnce()
-{
-    Pty pty;
-    Bridge bridge;
-    const QString refused = "READPI|Please connnect serial port in 'Upgrade Firmware' page first!";
-    bridge.worker.getProductInfo();
-    QVERIFY(bridge.hears({refused}));
+    void bandrateIsKept()
+    {
+        Pty pty;
+        Bridge bridge;
+        const QString success = "ConnectSuccess|" + pty.port();
+        bridge.worker.onConnect(pty.port());
+        QVERIFY(bridge.hears({success}));
+        QCOMPARE(pty.speed(), unsigned(B57600));
+        bridge.worker.onConnectWithBandrate(pty.port(), QStringLiteral("9600"));
+        QVERIFY(bridge.hears({success, success}));
+        QCOMPARE(pty.speed(), unsigned(B9600));
+        bridge.worker.onConnect(pty.port());
+        QVERIFY(bridge.hears({success, success, success}));
+        QCOMPARE(pty.speed(), unsigned(B9600));
+    }
 
-    bridge.lines.clear();
-    bridge.worker.onConnect(pty.port());
-    bridge.worker.disconnected();
-    bridge.worker.getProductInfo();
-    QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port(), "Disconnect",
-                          pty.port() + " port is disconnected.", refused}));
-}
+    /** A command without an open port is answered by the lines of a lost link: once each. */
+    void oneEngineOnly()
+    {
+        Bridge bridge;
+        QStringList expected;
+        for (int i = 0; i < 5; ++i) {
+            bridge.worker.sendData(0xF903);
+            expected << "Disconnect"
+                     << " port is disconnected.";
+        }
+        QVERIFY(bridge.hears(expected));
+    }
 
-void TestBridge::directCalls()
-{
-    Bridge bridge;
-    QFile file(bridge.dir.filePath(QStringLiteral("FW.fwm")));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}}));
-    file.close();
-    const QString json = bridge.worker.getMergeFWJSON(file.fileName());
-    QVERIFY(json.startsWith(QLatin1String("{\"chips\":[")));
-    QVERIFY(bridge.hears({"Firmware file checksum ok.", "Firmware package version: 6",
-                          "Model Name: HX-8", "Version: 1.0.12"}));
-    bridge.lines.clear();
-    QVERIFY(!bridge.worker.checkNetFirmware(bridge.dir.filePath(QStringLiteral("none.bin"))));
-    QVERIFY(bridge.hears({"NMF|Open Net firmware error, check fail."}));
-    QCOMPARE(bridge.worker.getSerialPorts(), CoreCOMQ::listPorts());
-}
+    void requestsKeepTheirOrder()
+    {
+        Pty pty;
+        Bridge bridge;
+        bridge.worker.onConnect(pty.port());
+        bridge.worker.sendData(0xF903);
+        bridge.worker.sendData(0xF905);
+        bridge.worker.getVersion();
+        bridge.worker.disconnected();
+        QVERIFY(bridge.hears(
+            {"ConnectSuccess|" + pty.port(), "Disconnect", pty.port() + " port is disconnected."}));
+        QCOMPARE(pty.read(38).toHex(), QByteArray::fromHex("5a5ba50500000003f9a5"
+                                                           "5a5ba50500000005f9a3")
+                                               .toHex() +
+                                           QByteArray("\r\nA00GET VER INF\r\n").toHex());
+    }
 
-void TestBridge::percent()
-{
-    Bridge bridge;
-    CoreUpload::m_FWPersent = 12.5;
-    QCOMPARE(bridge.worker.getPercent(), 12.5);
-    bridge.worker.setPercent();
-    QCOMPARE(bridge.worker.getPercent(), 0.0);
-}
+    /** Without a link a read is refused, and the flag is seen before the close has run. */
+    void disconnectFlagIsSetAtOnce()
+    {
+        Pty pty;
+        Bridge bridge;
+        const QString refused =
+            "READPI|Please connnect serial port in 'Upgrade Firmware' page first!";
+        bridge.worker.getProductInfo();
+        QVERIFY(bridge.hears({refused}));
 
-void TestBridge::runIsActiveFromTheRequestOn()
-{
-    Bridge bridge;
-    QVERIFY(!bridge.worker.runActive());
-    bridge.worker.uploadByMergeFW(bridge.dir.filePath(QStringLiteral("none.fwm")), {"MAIN,0,0"}, 2);
-    QVERIFY(bridge.worker.runActive());
-    QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
-    QVERIFY(waitFor([&] { return bridge.lines.contains(QStringLiteral("APPSTATUS|2")); }));
-}
+        bridge.lines.clear();
+        bridge.worker.onConnect(pty.port());
+        bridge.worker.disconnected();
+        bridge.worker.getProductInfo();
+        QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port(), "Disconnect",
+                              pty.port() + " port is disconnected.", refused}));
+    }
 
-/** A client that has read the status may start the next run; before, it may not. */
-void TestBridge::runIsActiveUntilItsEndIsDelivered()
-{
-    Bridge bridge;
-    QStringList heard;
-    connect(&bridge.worker, &WorkerCOM::message, this, [&](const QStringList &list) {
-        heard.append(list.first() + (bridge.worker.runActive() ? " active" : " free"));
-    });
-    bridge.worker.uploadByMergeFW(bridge.path("none.fwm"), {"MAIN,0,0"}, 2);
-    QVERIFY(bridge.runEndsUndelivered());
-    QVERIFY(bridge.worker.runActive());
-    QVERIFY(heard.isEmpty());
-    QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
-    settle();
-    // The missing package is reported by its check and by the run; the second status is the end.
-    QCOMPARE(heard.mid(0, 3),
-             (QStringList{"APPSTATUS active", "APPSTATUS active", "UPGRADERESULT free"}));
-}
+    void directCalls()
+    {
+        Bridge bridge;
+        QFile file(bridge.dir.filePath(QStringLiteral("FW.fwm")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}}));
+        file.close();
+        const QString json = bridge.worker.getMergeFWJSON(file.fileName());
+        QVERIFY(json.startsWith(QLatin1String("{\"chips\":[")));
+        QVERIFY(bridge.hears({"Firmware file checksum ok.", "Firmware package version: 6",
+                              "Model Name: HX-8", "Version: 1.0.12"}));
+        bridge.lines.clear();
+        QVERIFY(!bridge.worker.checkNetFirmware(bridge.dir.filePath(QStringLiteral("none.bin"))));
+        QVERIFY(bridge.hears({"NMF|Open Net firmware error, check fail."}));
+        QCOMPARE(bridge.worker.getSerialPorts(), CoreCOMQ::listPorts());
+    }
 
-void TestBridge::listIsQuietUntilTheEndIsDelivered()
-{
-    const QString error = QStringLiteral("ERROR:Firmware file is not exist.");
-    Bridge bridge;
-    QFile file(bridge.path("FW.fwm"));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}}));
-    file.close();
-    bridge.worker.uploadByMergeFW(file.fileName(), {"MAIN,0,0"}, 0);
-    QVERIFY(bridge.runEndsUndelivered());
-    QCOMPARE(bridge.worker.getMergeFWJSON(bridge.path("none.fwm")), error);
-    QCOMPARE(bridge.lines, QStringList());
-    QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
-    QCOMPARE(bridge.lines, QStringList{"Firmware file checksum ok."});
-    QCOMPARE(bridge.worker.getMergeFWJSON(bridge.path("none.fwm")), error);
-    QCOMPARE(bridge.lines.filter("APPSTATUS"), (QStringList{"APPSTATUS|2", "APPSTATUS|2"}));
-}
+    void percent()
+    {
+        Bridge bridge;
+        CoreUpload::m_FWPersent = 12.5;
+        QCOMPARE(bridge.worker.getPercent(), 12.5);
+        bridge.worker.setPercent();
+        QCOMPARE(bridge.worker.getPercent(), 0.0);
+    }
 
-/** Two requests at once are not the console's way, and yet the second one keeps its claim. */
-void TestBridge::lateEndLeavesTheNextRunClaimed()
-{
-    Bridge bridge;
-    bridge.worker.uploadByMergeFW(bridge.path("none.fwm"), {"MAIN,0,0"}, 2);
-    QVERIFY(bridge.runEndsUndelivered());
-    QSemaphore hold;
-    QMetaObject::invokeMethod(
-        bridge.worker.runEvents()->parent(), [&hold] { hold.acquire(); }, Qt::QueuedConnection);
-    bridge.worker.uploadByMergeFW(bridge.path("none.fwm"), {"MAIN,0,0"}, 2);
-    QVERIFY(waitFor([&] { return bridge.lines.size() >= 3; }));
-    settle();
-    QVERIFY(bridge.worker.runActive());
-    hold.release();
-    QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
-}
+    void runIsActiveFromTheRequestOn()
+    {
+        Bridge bridge;
+        QVERIFY(!bridge.worker.runActive());
+        bridge.worker.uploadByMergeFW(bridge.dir.filePath(QStringLiteral("none.fwm")), {"MAIN,0,0"},
+                                      2);
+        QVERIFY(bridge.worker.runActive());
+        QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+        QVERIFY(waitFor([&] { return bridge.lines.contains(QStringLiteral("APPSTATUS|2")); }));
+    }
 
-void TestBridge::everyEndGivesTheClaimBack_data()
-{
-    QTest::addColumn<std::function<void(Bridge &)>>("start");
-    QTest::addColumn<QString>("last");
-    const auto row = [](const char *name, const char *last,
-                        const std::function<void(Bridge &)> &start) {
-        QTest::newRow(name) << start << QString::fromLatin1(last);
-    };
-    const auto upload = [](const char *package, const QStringList &rows, int mode) {
-        return [=](Bridge &bridge) {
-            bridge.worker.uploadByMergeFW(bridge.path(package), rows, mode);
+    /** A client that has read the status may start the next run; before, it may not. */
+    void runIsActiveUntilItsEndIsDelivered()
+    {
+        Bridge bridge;
+        QStringList heard;
+        connect(&bridge.worker, &WorkerCOM::message, this, [&](const QStringList &list) {
+            heard.append(list.first() + (bridge.worker.runActive() ? " active" : " free"));
+        });
+        bridge.worker.uploadByMergeFW(bridge.path("none.fwm"), {"MAIN,0,0"}, 2);
+        QVERIFY(bridge.runEndsUndelivered());
+        QVERIFY(bridge.worker.runActive());
+        QVERIFY(heard.isEmpty());
+        QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+        settle();
+        // The missing package is reported by its check and by the run; the second status is the
+        // end.
+        QCOMPARE(heard.mid(0, 3),
+                 (QStringList{"APPSTATUS active", "APPSTATUS active", "UPGRADERESULT free"}));
+    }
+
+    void listIsQuietUntilTheEndIsDelivered()
+    {
+        const QString error = QStringLiteral("ERROR:Firmware file is not exist.");
+        Bridge bridge;
+        QFile file(bridge.path("FW.fwm"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}}));
+        file.close();
+        bridge.worker.uploadByMergeFW(file.fileName(), {"MAIN,0,0"}, 0);
+        QVERIFY(bridge.runEndsUndelivered());
+        QCOMPARE(bridge.worker.getMergeFWJSON(bridge.path("none.fwm")), error);
+        QCOMPARE(bridge.lines, QStringList());
+        QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+        QCOMPARE(bridge.lines, QStringList{"Firmware file checksum ok."});
+        QCOMPARE(bridge.worker.getMergeFWJSON(bridge.path("none.fwm")), error);
+        QCOMPARE(bridge.lines.filter("APPSTATUS"), (QStringList{"APPSTATUS|2", "APPSTATUS|2"}));
+    }
+
+    /** Two requests at once are not the console's way, and yet the second one keeps its claim. */
+    void lateEndLeavesTheNextRunClaimed()
+    {
+        Bridge bridge;
+        bridge.worker.uploadByMergeFW(bridge.path("none.fwm"), {"MAIN,0,0"}, 2);
+        QVERIFY(bridge.runEndsUndelivered());
+        QSemaphore hold;
+        QMetaObject::invokeMethod(
+            bridge.worker.runEvents()->parent(), [&hold] { hold.acquire(); }, Qt::QueuedConnection);
+        bridge.worker.uploadByMergeFW(bridge.path("none.fwm"), {"MAIN,0,0"}, 2);
+        QVERIFY(waitFor([&] { return bridge.lines.size() >= 3; }));
+        settle();
+        QVERIFY(bridge.worker.runActive());
+        hold.release();
+        QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+    }
+
+    void everyEndGivesTheClaimBack_data()
+    {
+        QTest::addColumn<std::function<void(Bridge &)>>("start");
+        QTest::addColumn<QString>("last");
+        const auto row = [](const char *name, const char *last,
+                            const std::function<void(Bridge &)> &start) {
+            QTest::newRow(name) << start << QString::fromLatin1(last);
         };
-    };
-    row("no package", "APPSTATUS|2", upload("none.fwm", {"MAIN,0,0"}, 2));
-    row("damaged package", "APPSTATUS|2", upload("bad.fwm", {"MAIN,0,0"}, 2));
-    row("no such mode", "Firmware file checksum ok.", upload("good.fwm", {"MAIN,0,0"}, 3));
-    row("no rows in mode 1", "Firmware file checksum ok.", upload("good.fwm", {}, 1));
-    row("silent device in mode 2", "APPSTATUS|7", upload("good.fwm", {"MAIN,0,0"}, 2));
-    row("silent device in mode 5", "APPSTATUS|7", upload("good.fwm", {"MAIN,0,0"}, 5));
-    row("image that is given up", "APPSTATUS|5", upload("good.fwm", {"MAIN,0,0"}, 1));
-    row("read", "READPI|APPSTATUS|7", [](Bridge &bridge) { bridge.worker.getProductInfo(); });
-    row("write of nothing", "", [](Bridge &bridge) { bridge.worker.setProductInfo({}); });
-    row("write", "", [](Bridge &bridge) {
-        bridge.worker.setProductInfo({"{}", "MAIN,0,0,1,1,65", "AUX,1,0,1,1,65"});
-    });
-    row("file", "APPSTATUS|5",
-        [](Bridge &bridge) { bridge.worker.writeMultBoard(0, 0, bridge.path("none.bin")); });
-}
+        const auto upload = [](const char *package, const QStringList &rows, int mode) {
+            return [=](Bridge &bridge) {
+                bridge.worker.uploadByMergeFW(bridge.path(package), rows, mode);
+            };
+        };
+        row("no package", "APPSTATUS|2", upload("none.fwm", {"MAIN,0,0"}, 2));
+        row("damaged package", "APPSTATUS|2", upload("bad.fwm", {"MAIN,0,0"}, 2));
+        row("no such mode", "Firmware file checksum ok.", upload("good.fwm", {"MAIN,0,0"}, 3));
+        row("no rows in mode 1", "Firmware file checksum ok.", upload("good.fwm", {}, 1));
+        row("silent device in mode 2", "APPSTATUS|7", upload("good.fwm", {"MAIN,0,0"}, 2));
+        row("silent device in mode 5", "APPSTATUS|7", upload("good.fwm", {"MAIN,0,0"}, 5));
+        row("image that is given up", "APPSTATUS|5", upload("good.fwm", {"MAIN,0,0"}, 1));
+        row("read", "READPI|APPSTATUS|7", [](Bridge &bridge) { bridge.worker.getProductInfo(); });
+        row("write of nothing", "", [](Bridge &bridge) { bridge.worker.setProductInfo({}); });
+        row("write", "", [](Bridge &bridge) {
+            bridge.worker.setProductInfo({"{}", "MAIN,0,0,1,1,65", "AUX,1,0,1,1,65"});
+        });
+        row("file", "APPSTATUS|5",
+            [](Bridge &bridge) { bridge.worker.writeMultBoard(0, 0, bridge.path("none.bin")); });
+    }
 
-/** Nothing that the engine may be asked for leaves the agent busy. */
-void TestBridge::everyEndGivesTheClaimBack()
-{
-    QFETCH(std::function<void(Bridge &)>, start);
-    QFETCH(QString, last);
-    Pty pty;
-    Bridge bridge;
-    QFile good(bridge.path("good.fwm"));
-    QFile bad(bridge.path("bad.fwm"));
-    QVERIFY(good.open(QIODevice::WriteOnly) && bad.open(QIODevice::WriteOnly));
-    const QByteArray package = makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}});
-    good.write(package);
-    bad.write(package + "x");
-    good.close();
-    bad.close();
-    bridge.worker.onConnect(pty.port());
-    QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port()}));
-    start(bridge);
-    QVERIFY(bridge.runEndsUndelivered());
-    QVERIFY(bridge.worker.runActive());
-    QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
-    settle();
-    QCOMPARE(bridge.ended.load(), 1);
-    if (!last.isEmpty())
-        QVERIFY2(bridge.lines.contains(last), qPrintable(bridge.lines.join('\n')));
-}
+    /** Nothing that the engine may be asked for leaves the agent busy. */
+    void everyEndGivesTheClaimBack()
+    {
+        QFETCH(std::function<void(Bridge &)>, start);
+        QFETCH(QString, last);
+        Pty pty;
+        Bridge bridge;
+        QFile good(bridge.path("good.fwm"));
+        QFile bad(bridge.path("bad.fwm"));
+        QVERIFY(good.open(QIODevice::WriteOnly) && bad.open(QIODevice::WriteOnly));
+        const QByteArray package = makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}});
+        good.write(package);
+        bad.write(package + "x");
+        good.close();
+        bad.close();
+        bridge.worker.onConnect(pty.port());
+        QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port()}));
+        start(bridge);
+        QVERIFY(bridge.runEndsUndelivered());
+        QVERIFY(bridge.worker.runActive());
+        QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+        settle();
+        QCOMPARE(bridge.ended.load(), 1);
+        if (!last.isEmpty())
+            QVERIFY2(bridge.lines.contains(last), qPrintable(bridge.lines.join('\n')));
+    }
 
-void TestBridge::everythingLivesOnTheEngineThread()
-{
-    QThread thread;
-    auto *engine = new ControlCenter;
-    engine->moveToThread(&thread);
-    QVERIFY(engine->findChild<CoreCOMQ *>() != nullptr);
-    QVERIFY(engine->findChild<CoreUpload *>() != nullptr);
-    QVERIFY(engine->findChild<QSerialPort *>() != nullptr);
-    QCOMPARE(engine->findChildren<QTimer *>().size(), 5);
+    void everythingLivesOnTheEngineThread()
+    {
+        QThread thread;
+        auto *engine = new ControlCenter;
+        engine->moveToThread(&thread);
+        QVERIFY(engine->findChild<CoreCOMQ *>() != nullptr);
+        QVERIFY(engine->findChild<CoreUpload *>() != nullptr);
+        QVERIFY(engine->findChild<QSerialPort *>() != nullptr);
+        QCOMPARE(engine->findChildren<QTimer *>().size(), 5);
 
-    QSignalSpy destroyed(engine, &QObject::destroyed);
-    thread.start();
-    // Made on demand, on the engine's own thread.
-    QMetaObject::invokeMethod(
-        engine, [=] { engine->connectNet(QStringLiteral("127.0.0.1"), 1); },
-        Qt::BlockingQueuedConnection);
-    QVERIFY(engine->findChild<CoreTelnet *>() != nullptr);
-    const auto children = engine->findChildren<QObject *>();
-    for (const QObject *child : children)
-        QCOMPARE(child->thread(), &thread);
-    // What the engine leaves to be deleted later needs the thread a little longer.
-    QObject last;
-    last.moveToThread(&thread);
-    engine->deleteLater();
-    QVERIFY(waitFor([&] { return destroyed.count() == 1; }));
-    QMetaObject::invokeMethod(
-        &last, [&] { last.moveToThread(qApp->thread()); }, Qt::BlockingQueuedConnection);
-    thread.quit();
-    QVERIFY(thread.wait(20'000));
-}
+        QSignalSpy destroyed(engine, &QObject::destroyed);
+        thread.start();
+        // Made on demand, on the engine's own thread.
+        QMetaObject::invokeMethod(
+            engine, [=] { engine->connectNet(QStringLiteral("127.0.0.1"), 1); },
+            Qt::BlockingQueuedConnection);
+        QVERIFY(engine->findChild<CoreTelnet *>() != nullptr);
+        const auto children = engine->findChildren<QObject *>();
+        for (const QObject *child : children)
+            QCOMPARE(child->thread(), &thread);
+        // What the engine leaves to be deleted later needs the thread a little longer.
+        QObject last;
+        last.moveToThread(&thread);
+        engine->deleteLater();
+        QVERIFY(waitFor([&] { return destroyed.count() == 1; }));
+        QMetaObject::invokeMethod(
+            &last, [&] { last.moveToThread(qApp->thread()); }, Qt::BlockingQueuedConnection);
+        thread.quit();
+        QVERIFY(thread.wait(20'000));
+    }
 
-void TestBridge::endsItsThread()
-{
-    QTemporaryDir dir;
-    QPointer<WorkerCOM> worker = new WorkerCOM(nullptr, EngineHarness::scaledPlatform(dir.path()));
-    delete worker;
-    QVERIFY(worker.isNull());
-}
+    void endsItsThread()
+    {
+        QTemporaryDir dir;
+        QPointer<WorkerCOM> worker =
+            new WorkerCOM(nullptr, EngineHarness::scaledPlatform(dir.path()));
+        delete worker;
+        QVERIFY(worker.isNull());
+    }
+};
 
 AGENT_TEST(TestBridge)
 

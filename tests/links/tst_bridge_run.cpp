@@ -105,47 +105,45 @@ class TestBridgeRun : public QObject
     Q_OBJECT
 
 private slots:
-    void listingDuringARunChangesNothing();
-};
-
-void TestBridgeRun::listingDuringARunChangesNothing()
-{
-    QStringList undisturbed;
-    QByteArray undisturbedFlash;
+    void listingDuringARunChangesNothing()
     {
-        Fixture fixture; // one engine at a time: what the links share is the process's own
+        QStringList undisturbed;
+        QByteArray undisturbedFlash;
+        {
+            Fixture fixture; // one engine at a time: what the links share is the process's own
+            fixture.start();
+            QVERIFY(waitFor([&] { return fixture.ended(); }, 60'000));
+            undisturbed = fixture.runLines();
+            undisturbedFlash = fixture.far.device.flash(0, 0);
+        }
+
+        Fixture fixture;
+        QStringList texts;
+        QTimer lister;
+        connect(&lister, &QTimer::timeout, &lister, [&] {
+            texts.append(fixture.worker.getMergeFWJSON(fixture.packagePath()));
+            texts.append(fixture.worker.getMergeFWJSON(fixture.dir.filePath("none.fwm")));
+            fixture.worker.getPercent();
+        });
         fixture.start();
-        QVERIFY(waitFor([&] { return fixture.ended(); }, 60'000));
-        undisturbed = fixture.runLines();
-        undisturbedFlash = fixture.far.device.flash(0, 0);
+        lister.start(5);
+        QVERIFY(waitFor([&] { return fixture.ended() || !fixture.worker.runActive(); }, 60'000));
+        lister.stop();
+        QVERIFY(waitFor([&] { return fixture.ended(); }));
+
+        QStringList lines = fixture.runLines();
+        // A listing of a missing package between the end and its report has its own status.
+        lines.removeAll(QStringLiteral("APPSTATUS|2"));
+        QVERIFY(sameTranscript(lines, undisturbed));
+        QVERIFY(texts.size() > 20);
+        texts.removeDuplicates();
+        QCOMPARE(texts.size(), 2);
+        QVERIFY(texts.first().startsWith(QLatin1String("{\"chips\"")));
+        QCOMPARE(texts.last(), QStringLiteral("ERROR:Firmware file is not exist."));
+        QCOMPARE(fixture.far.device.flash(0, 0), undisturbedFlash);
+        QCOMPARE(fixture.far.device.violationCount(), 0);
     }
-
-    Fixture fixture;
-    QStringList texts;
-    QTimer lister;
-    connect(&lister, &QTimer::timeout, &lister, [&] {
-        texts.append(fixture.worker.getMergeFWJSON(fixture.packagePath()));
-        texts.append(fixture.worker.getMergeFWJSON(fixture.dir.filePath("none.fwm")));
-        fixture.worker.getPercent();
-    });
-    fixture.start();
-    lister.start(5);
-    QVERIFY(waitFor([&] { return fixture.ended() || !fixture.worker.runActive(); }, 60'000));
-    lister.stop();
-    QVERIFY(waitFor([&] { return fixture.ended(); }));
-
-    QStringList lines = fixture.runLines();
-    // A listing of a missing package between the end and its report has its own status.
-    lines.removeAll(QStringLiteral("APPSTATUS|2"));
-    QVERIFY(sameTranscript(lines, undisturbed));
-    QVERIFY(texts.size() > 20);
-    texts.removeDuplicates();
-    QCOMPARE(texts.size(), 2);
-    QVERIFY(texts.first().startsWith(QLatin1String("{\"chips\"")));
-    QCOMPARE(texts.last(), QStringLiteral("ERROR:Firmware file is not exist."));
-    QCOMPARE(fixture.far.device.flash(0, 0), undisturbedFlash);
-    QCOMPARE(fixture.far.device.violationCount(), 0);
-}
+};
 
 AGENT_TEST(TestBridgeRun)
 

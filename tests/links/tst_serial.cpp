@@ -44,319 +44,298 @@ class TestSerial : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void metaObject();
-    void opensWithSettings_data();
-    void opensWithSettings();
-    void missingPort();
-    void opensTwice();
-    void otherPort();
-    void keyAndFlag_data();
-    void keyAndFlag();
-    void writesAtOnce();
-    void needsNoTurnAfterAFrame();
-    void sendsWhatTheKernelDoesNotTakeAtOnce();
-    void writeToAClosedPort();
-    void everyChunkIsHandedOn();
-    void textCommands_data();
-    void textCommands();
-    void textCommandToAClosedPort();
-    void masterHangsUp();
-    void opensAgainAfterHangUp();
-    void asADeviceLink();
-    void listsPorts();
-};
+    void init()
+    {
+        canRead = false;
+        currentCommandKey = 0;
+    }
 
-void TestSerial::init()
-{
-    canRead = false;
-    currentCommandKey = 0;
-}
+    void metaObject()
+    {
+        QStringList methods;
+        const QMetaObject &meta = CoreCOMQ::staticMetaObject;
+        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+            methods.append(QString::fromLatin1(meta.method(i).methodSignature()));
+        QCOMPARE(methods, QStringList({"signalReceiveDatas(QByteArray)", "recvMsg()"}));
+    }
 
-void TestSerial::metaObject()
-{
-    QStringList methods;
-    const QMetaObject &meta = CoreCOMQ::staticMetaObject;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
-        methods.append(QString::fromLatin1(meta.method(i).methodSignature()));
-    QCOMPARE(methods, QStringList({"signalReceiveDatas(QByteArray)", "recvMsg()"}));
-}
+    void opensWithSettings_data()
+    {
+        const tests::DataTable<int, int, int, QString, QString> rows(
+            "baudRate", "dataBits", "stopBits", "parity", "expected");
 
-void TestSerial::opensWithSettings_data()
-{
-    const tests::DataTable<int, int, int, QString, QString> rows("baudRate", "dataBits", "stopBits",
-                                                                 "parity", "expected");
+        rows("usual", 57600, 8, 1, "NoParity", "57600 8 1 0 0");
+        rows("two stop bits", 9600, 8, 2, "NoParity", "9600 8 2 0 0");
+        // What is unknown leaves the setting alone, and the port stays open.
+        rows("9 data bits", 57600, 9, 1, "NoParity", "57600 8 1 0 0");
+        rows("4 data bits", 57600, 4, 1, "NoParity", "57600 8 1 0 0");
+        rows("3 stop bits", 57600, 8, 3, "NoParity", "57600 8 1 0 0");
+        rows("0 stop bits", 57600, 8, 0, "NoParity", "57600 8 1 0 0");
+        rows("parity", 57600, 8, 1, "noparity", "57600 8 1 0 0");
+        // A pseudo-terminal knows 8 data bits without parity and nothing else.
+        rows("even, 7 bits", 115200, 7, 1, "EvenParity", "115200 8 1 0 0");
+    }
 
-    rows("usual", 57600, 8, 1, "NoParity", "57600 8 1 0 0");
-    rows("two stop bits", 9600, 8, 2, "NoParity", "9600 8 2 0 0");
-    // What is unknown leaves the setting alone, and the port stays open.
-    rows("9 data bits", 57600, 9, 1, "NoParity", "57600 8 1 0 0");
-    rows("4 data bits", 57600, 4, 1, "NoParity", "57600 8 1 0 0");
-    rows("3 stop bits", 57600, 8, 3, "NoParity", "57600 8 1 0 0");
-    rows("0 stop bits", 57600, 8, 0, "NoParity", "57600 8 1 0 0");
-    rows("parity", 57600, 8, 1, "noparity", "57600 8 1 0 0");
-    // A pseudo-terminal knows 8 data bits without parity and nothing else.
-    rows("even, 7 bits", 115200, 7, 1, "EvenParity", "115200 8 1 0 0");
-}
+    void opensWithSettings()
+    {
+        QFETCH(int, baudRate);
+        QFETCH(int, dataBits);
+        QFETCH(int, stopBits);
+        QFETCH(QString, parity);
+        QFETCH(QString, expected);
+        Pty pty;
+        CoreCOMQ link;
+        QVERIFY(link.open(pty.port(), baudRate, dataBits, stopBits, parity));
+        QVERIFY(link.isOpen());
+        QCOMPARE(settings(link), expected);
+    }
 
-void TestSerial::opensWithSettings()
-{
-    QFETCH(int, baudRate);
-    QFETCH(int, dataBits);
-    QFETCH(int, stopBits);
-    QFETCH(QString, parity);
-    QFETCH(QString, expected);
-    Pty pty;
-    CoreCOMQ link;
-    QVERIFY(link.open(pty.port(), baudRate, dataBits, stopBits, parity));
-    QVERIFY(link.isOpen());
-    QCOMPARE(settings(link), expected);
-}
+    void missingPort()
+    {
+        CoreCOMQ link;
+        const QString before = settings(link);
+        QVERIFY(
+            !link.open(QStringLiteral("no-such-port"), 115200, 7, 2, QStringLiteral("OddParity")));
+        QVERIFY(!link.isOpen());
+        QCOMPARE(settings(link), before);
+    }
 
-void TestSerial::missingPort()
-{
-    CoreCOMQ link;
-    const QString before = settings(link);
-    QVERIFY(!link.open(QStringLiteral("no-such-port"), 115200, 7, 2, QStringLiteral("OddParity")));
-    QVERIFY(!link.isOpen());
-    QCOMPARE(settings(link), before);
-}
+    void opensTwice()
+    {
+        Pty pty;
+        CoreCOMQ link;
+        QVERIFY(openUsual(link, pty.port()));
+        QVERIFY(openUsual(link, pty.port()));
+        QVERIFY(send(link, "still here"));
+        QCOMPARE(pty.read(10), QByteArray("still here"));
+    }
 
-void TestSerial::opensTwice()
-{
-    Pty pty;
-    CoreCOMQ link;
-    QVERIFY(openUsual(link, pty.port()));
-    QVERIFY(openUsual(link, pty.port()));
-    QVERIFY(send(link, "still here"));
-    QCOMPARE(pty.read(10), QByteArray("still here"));
-}
+    void otherPort()
+    {
+        Pty first;
+        Pty second;
+        CoreCOMQ link;
+        QVERIFY(openUsual(link, first.port()));
+        QVERIFY(openUsual(link, second.port()));
+        QVERIFY(send(link, "second"));
+        QCOMPARE(second.read(6), QByteArray("second"));
+        QVERIFY(first.readNow().isEmpty());
+        // A failed open leaves nothing open.
+        QVERIFY(!openUsual(link, QStringLiteral("no-such-port")));
+        QVERIFY(!send(link, "lost"));
+    }
 
-void TestSerial::otherPort()
-{
-    Pty first;
-    Pty second;
-    CoreCOMQ link;
-    QVERIFY(openUsual(link, first.port()));
-    QVERIFY(openUsual(link, second.port()));
-    QVERIFY(send(link, "second"));
-    QCOMPARE(second.read(6), QByteArray("second"));
-    QVERIFY(first.readNow().isEmpty());
-    // A failed open leaves nothing open.
-    QVERIFY(!openUsual(link, QStringLiteral("no-such-port")));
-    QVERIFY(!send(link, "lost"));
-}
+    void keyAndFlag_data()
+    {
+        const tests::DataTable<QByteArray, int> rows("frame", "key");
+        rows("8 bytes", QByteArray::fromHex("0001020304050607"), 0x1234);
+        rows("9 bytes", QByteArray::fromHex("000102030405060708"), 0x0807);
+        rows("read model name",
+             QByteArray::fromHex("5a5ba505000000"
+                                 "03f9a5"),
+             0xF903);
+        rows("extended", QByteArray::fromHex("5b5ba508000000ffff01790025"), 0xFFFF);
+    }
 
-void TestSerial::keyAndFlag_data()
-{
-    const tests::DataTable<QByteArray, int> rows("frame", "key");
-    rows("8 bytes", QByteArray::fromHex("0001020304050607"), 0x1234);
-    rows("9 bytes", QByteArray::fromHex("000102030405060708"), 0x0807);
-    rows("read model name",
-         QByteArray::fromHex("5a5ba505000000"
-                             "03f9a5"),
-         0xF903);
-    rows("extended", QByteArray::fromHex("5b5ba508000000ffff01790025"), 0xFFFF);
-}
-
-void TestSerial::keyAndFlag()
-{
-    QFETCH(QByteArray, frame);
-    QFETCH(int, key);
-    Pty pty;
-    CoreCOMQ link;
-    QVERIFY(openUsual(link, pty.port()));
-    currentCommandKey = 0x1234;
-    QVERIFY(send(link, frame));
-    QCOMPARE(int(currentCommandKey), key);
-    QVERIFY(canRead);
-    QCOMPARE(pty.read(frame.size()), frame);
-}
-
-/** No turn of the event loop lies between a command and its bytes on the line. */
-void TestSerial::writesAtOnce()
-{
-    Pty pty;
-    CoreCOMQ link;
-    QVERIFY(openUsual(link, pty.port()));
-    QVERIFY(send(link, "command"));
-    QCOMPARE(pty.readNow(), QByteArray("command"));
-}
-
-/** Neither what was written nor what was read goes through the buffers of Qt's port, which would
- *  take a turn of the event loop to report the write. */
-void TestSerial::needsNoTurnAfterAFrame()
-{
-    Pty pty;
-    CoreCOMQ link;
-    QVERIFY(openUsual(link, pty.port()));
-    auto *const port = link.findChild<QSerialPort *>();
-    QSignalSpy written(port, &QSerialPort::bytesWritten);
-    QSignalSpy received(&link, &CoreCOMQ::signalReceiveDatas);
-    QVERIFY(send(link, "command"));
-    pty.write("reply");
-    QVERIFY(waitFor([&] { return received.count() == 1; }));
-    settle();
-    QCOMPARE(written.count(), 0);
-    QVERIFY(port->readAll().isEmpty());
-    QCOMPARE(received.count(), 1);
-}
-
-void TestSerial::sendsWhatTheKernelDoesNotTakeAtOnce()
-{
-    Pty pty;
-    CoreCOMQ link;
-    QVERIFY(openUsual(link, pty.port()));
-    QByteArray all;
-    for (int i = 0; i < 100; ++i) {
-        const QByteArray frame(1000, char('a' + i % 26));
+    void keyAndFlag()
+    {
+        QFETCH(QByteArray, frame);
+        QFETCH(int, key);
+        Pty pty;
+        CoreCOMQ link;
+        QVERIFY(openUsual(link, pty.port()));
+        currentCommandKey = 0x1234;
         QVERIFY(send(link, frame));
-        all += frame;
+        QCOMPARE(int(currentCommandKey), key);
+        QVERIFY(canRead);
+        QCOMPARE(pty.read(frame.size()), frame);
     }
-    QByteArray received;
-    QVERIFY(waitFor([&] {
-        received += pty.readNow();
-        return received.size() >= all.size();
-    }));
-    QCOMPARE(received, all);
-}
 
-/** The flag is set and the key kept even so: a time-out follows, and not a stale key. */
-void TestSerial::writeToAClosedPort()
-{
-    CoreCOMQ link;
-    QVERIFY(!send(link, QByteArray::fromHex("000102030405060708")));
-    QVERIFY(canRead);
-    QCOMPARE(currentCommandKey, quint16(0x0807));
-    link.close();
-}
-
-void TestSerial::everyChunkIsHandedOn()
-{
-    Pty pty;
-    CoreCOMQ link;
-    QByteArray received;
-    connect(&link, &CoreCOMQ::signalReceiveDatas, &link,
-            [&](const QByteArray &datas) { received += datas; });
-    QVERIFY(openUsual(link, pty.port()));
-    for (const char *bytes : {"a", "bc", "\x00\xff\x5b"}) {
-        const int before = received.size();
-        const QByteArray chunk(bytes, bytes[0] == '\0' ? 3 : int(strlen(bytes)));
-        pty.write(chunk);
-        QVERIFY(waitFor([&] { return received.size() == before + chunk.size(); }));
-        QCOMPARE(received.mid(before), chunk);
+    /** No turn of the event loop lies between a command and its bytes on the line. */
+    void writesAtOnce()
+    {
+        Pty pty;
+        CoreCOMQ link;
+        QVERIFY(openUsual(link, pty.port()));
+        QVERIFY(send(link, "command"));
+        QCOMPARE(pty.readNow(), QByteArray("command"));
     }
-}
 
-void TestSerial::textCommands_data()
-{
-    const tests::DataTable<QString, int> rows("text", "sent");
-    const auto x = [](int count) { return QString(count, QLatin1Char('x')); };
-    rows("98", x(98), 98);
-    rows("99", x(99), 99);
-    rows("100", x(100), 99);
-    rows("150", x(150), 99);
-    rows("255", x(255), 99);
-    rows("256", x(256), 0);
-    rows("300", x(300), 44);
-    rows("0", {}, 0);
-    // Characters are counted, bytes are sent: 60 characters of two bytes each.
-    rows("two-byte characters", QString(60, QChar(0xE9)), 60);
-}
+    /** Neither what was written nor what was read goes through the buffers of Qt's port, which
+     * would take a turn of the event loop to report the write. */
+    void needsNoTurnAfterAFrame()
+    {
+        Pty pty;
+        CoreCOMQ link;
+        QVERIFY(openUsual(link, pty.port()));
+        auto *const port = link.findChild<QSerialPort *>();
+        QSignalSpy written(port, &QSerialPort::bytesWritten);
+        QSignalSpy received(&link, &CoreCOMQ::signalReceiveDatas);
+        QVERIFY(send(link, "command"));
+        pty.write("reply");
+        QVERIFY(waitFor([&] { return received.count() == 1; }));
+        settle();
+        QCOMPARE(written.count(), 0);
+        QVERIFY(port->readAll().isEmpty());
+        QCOMPARE(received.count(), 1);
+    }
 
-void TestSerial::textCommands()
-{
-    QFETCH(QString, text);
-    QFETCH(int, sent);
-    Pty pty;
-    CoreCOMQ link;
-    QVERIFY(openUsual(link, pty.port()));
-    QVERIFY(link.sendText(text));
-    QVERIFY(send(link, "|"));
-    const QByteArray all = pty.read(sent + 1);
-    QCOMPARE(all, text.toUtf8().left(sent) + '|');
-}
+    void sendsWhatTheKernelDoesNotTakeAtOnce()
+    {
+        Pty pty;
+        CoreCOMQ link;
+        QVERIFY(openUsual(link, pty.port()));
+        QByteArray all;
+        for (int i = 0; i < 100; ++i) {
+            const QByteArray frame(1000, char('a' + i % 26));
+            QVERIFY(send(link, frame));
+            all += frame;
+        }
+        QByteArray received;
+        QVERIFY(waitFor([&] {
+            received += pty.readNow();
+            return received.size() >= all.size();
+        }));
+        QCOMPARE(received, all);
+    }
 
-void TestSerial::textCommandToAClosedPort()
-{
-    CoreCOMQ link;
-    QVERIFY(!link.sendText(QStringLiteral("A00GET VER INF")));
-    QVERIFY(!canRead);
-}
+    /** The flag is set and the key kept even so: a time-out follows, and not a stale key. */
+    void writeToAClosedPort()
+    {
+        CoreCOMQ link;
+        QVERIFY(!send(link, QByteArray::fromHex("000102030405060708")));
+        QVERIFY(canRead);
+        QCOMPARE(currentCommandKey, quint16(0x0807));
+        link.close();
+    }
 
-/** The notifier of a hung-up line must not keep the thread busy. */
-void TestSerial::masterHangsUp()
-{
-    Pty pty;
-    CoreCOMQ link;
-    QVERIFY(openUsual(link, pty.port()));
-    pty.hangUp();
-    QVERIFY(waitFor([&] { return !link.isOpen(); }));
-    QVERIFY(!send(link, "lost"));
+    void everyChunkIsHandedOn()
+    {
+        Pty pty;
+        CoreCOMQ link;
+        QByteArray received;
+        connect(&link, &CoreCOMQ::signalReceiveDatas, &link,
+                [&](const QByteArray &datas) { received += datas; });
+        QVERIFY(openUsual(link, pty.port()));
+        for (const char *bytes : {"a", "bc", "\x00\xff\x5b"}) {
+            const int before = received.size();
+            const QByteArray chunk(bytes, bytes[0] == '\0' ? 3 : int(strlen(bytes)));
+            pty.write(chunk);
+            QVERIFY(waitFor([&] { return received.size() == before + chunk.size(); }));
+            QCOMPARE(received.mid(before), chunk);
+        }
+    }
 
-    int turns = 0;
-    connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, &link,
-            [&] { ++turns; });
-    QTimer quiet;
-    quiet.setSingleShot(true);
-    quiet.start(200);
-    QVERIFY(waitFor([&] { return !quiet.isActive(); }));
-    QVERIFY2(turns < 100, qPrintable(QString::number(turns)));
-}
+    void textCommands_data()
+    {
+        const tests::DataTable<QString, int> rows("text", "sent");
+        const auto x = [](int count) { return QString(count, QLatin1Char('x')); };
+        rows("98", x(98), 98);
+        rows("99", x(99), 99);
+        rows("100", x(100), 99);
+        rows("150", x(150), 99);
+        rows("255", x(255), 99);
+        rows("256", x(256), 0);
+        rows("300", x(300), 44);
+        rows("0", {}, 0);
+        // Characters are counted, bytes are sent: 60 characters of two bytes each.
+        rows("two-byte characters", QString(60, QChar(0xE9)), 60);
+    }
 
-void TestSerial::opensAgainAfterHangUp()
-{
-    Pty gone;
-    Pty pty;
-    CoreCOMQ link;
-    QVERIFY(openUsual(link, gone.port()));
-    gone.hangUp();
-    // At once, before the loss has been noticed: it must not close the new port.
-    QVERIFY(openUsual(link, pty.port()));
-    settle();
-    QVERIFY(link.isOpen());
-    // The same for a device that was pulled out.
-    emit link.findChild<QSerialPort *>()->errorOccurred(QSerialPort::ResourceError);
-    settle();
-    QVERIFY(link.isOpen());
-    QVERIFY(send(link, "again"));
-    QCOMPARE(pty.read(5), QByteArray("again"));
-}
+    void textCommands()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, sent);
+        Pty pty;
+        CoreCOMQ link;
+        QVERIFY(openUsual(link, pty.port()));
+        QVERIFY(link.sendText(text));
+        QVERIFY(send(link, "|"));
+        const QByteArray all = pty.read(sent + 1);
+        QCOMPARE(all, text.toUtf8().left(sent) + '|');
+    }
 
-void TestSerial::asADeviceLink()
-{
-    Pty pty;
-    CoreCOMQ serial;
-    DeviceLink &link = serial;
-    QSignalSpy received(&link, &DeviceLink::received);
-    QSignalSpy lost(&link, &DeviceLink::lost);
-    QCOMPARE(QByteArray(link.label()), QByteArray("com"));
-    QVERIFY(!link.openAt(QStringLiteral("no-such-port"), 57600));
-    QVERIFY(link.openAt(pty.port(), 57600));
-    QCOMPARE(settings(serial), QStringLiteral("57600 8 1 0 0"));
-    QVERIFY(link.send("123456789"));
-    QCOMPARE(pty.read(9), QByteArray("123456789"));
-    QCOMPARE(currentCommandKey, quint16('8' + 256 * '9'));
-    pty.write("reply");
-    QVERIFY(waitFor([&] { return received.count() == 1; }));
-    QCOMPARE(received.first().first().toByteArray(), QByteArray("reply"));
-    link.close();
-    QCOMPARE(lost.count(), 0);
-    QVERIFY(link.openAt(pty.port(), 57600));
-    pty.hangUp();
-    QVERIFY(waitFor([&] { return lost.count() == 1; }));
-    QVERIFY(!link.isOpen());
-    QVERIFY(!link.send("nothing"));
-}
+    void textCommandToAClosedPort()
+    {
+        CoreCOMQ link;
+        QVERIFY(!link.sendText(QStringLiteral("A00GET VER INF")));
+        QVERIFY(!canRead);
+    }
 
-void TestSerial::listsPorts()
-{
-    QStringList expected;
-    const auto ports = QSerialPortInfo::availablePorts();
-    for (const QSerialPortInfo &port : ports)
-        expected.append(port.portName());
-    QCOMPARE(QStringList(CoreCOMQ::listPorts()), expected);
-}
+    /** The notifier of a hung-up line must not keep the thread busy. */
+    void masterHangsUp()
+    {
+        Pty pty;
+        CoreCOMQ link;
+        QVERIFY(openUsual(link, pty.port()));
+        pty.hangUp();
+        QVERIFY(waitFor([&] { return !link.isOpen(); }));
+        QVERIFY(!send(link, "lost"));
+
+        int turns = 0;
+        connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, &link,
+                [&] { ++turns; });
+        QTimer quiet;
+        quiet.setSingleShot(true);
+        quiet.start(200);
+        QVERIFY(waitFor([&] { return !quiet.isActive(); }));
+        QVERIFY2(turns < 100, qPrintable(QString::number(turns)));
+    }
+
+    void opensAgainAfterHangUp()
+    {
+        Pty gone;
+        Pty pty;
+        CoreCOMQ link;
+        QVERIFY(openUsual(link, gone.port()));
+        gone.hangUp();
+        // At once, before the loss has been noticed: it must not close the new port.
+        QVERIFY(openUsual(link, pty.port()));
+        settle();
+        QVERIFY(link.isOpen());
+        // The same for a device that was pulled out.
+        emit link.findChild<QSerialPort *>()->errorOccurred(QSerialPort::ResourceError);
+        settle();
+        QVERIFY(link.isOpen());
+        QVERIFY(send(link, "again"));
+        QCOMPARE(pty.read(5), QByteArray("again"));
+    }
+
+    void asADeviceLink()
+    {
+        Pty pty;
+        CoreCOMQ serial;
+        DeviceLink &link = serial;
+        QSignalSpy received(&link, &DeviceLink::received);
+        QSignalSpy lost(&link, &DeviceLink::lost);
+        QCOMPARE(QByteArray(link.label()), QByteArray("com"));
+        QVERIFY(!link.openAt(QStringLiteral("no-such-port"), 57600));
+        QVERIFY(link.openAt(pty.port(), 57600));
+        QCOMPARE(settings(serial), QStringLiteral("57600 8 1 0 0"));
+        QVERIFY(link.send("123456789"));
+        QCOMPARE(pty.read(9), QByteArray("123456789"));
+        QCOMPARE(currentCommandKey, quint16('8' + 256 * '9'));
+        pty.write("reply");
+        QVERIFY(waitFor([&] { return received.count() == 1; }));
+        QCOMPARE(received.first().first().toByteArray(), QByteArray("reply"));
+        link.close();
+        QCOMPARE(lost.count(), 0);
+        QVERIFY(link.openAt(pty.port(), 57600));
+        pty.hangUp();
+        QVERIFY(waitFor([&] { return lost.count() == 1; }));
+        QVERIFY(!link.isOpen());
+        QVERIFY(!link.send("nothing"));
+    }
+
+    void listsPorts()
+    {
+        QStringList expected;
+        const auto ports = QSerialPortInfo::availablePorts();
+        for (const QSerialPortInfo &port : ports)
+            expected.append(port.portName());
+        QCOMPARE(QStringList(CoreCOMQ::listPorts()), expected);
+    }
+};
 
 AGENT_TEST(TestSerial)
 

@@ -16,51 +16,47 @@ class TestLineBudget : public QObject
     Q_OBJECT
 
 private slots:
-    void burstThenRate();
-    void restsFillNoMoreThanTheBurst();
-    void countsWhatIsLeftOut();
-};
+    void burstThenRate()
+    {
+        LineBudget budget(3, ms(100));
+        for (int i = 0; i < 3; ++i)
+            QVERIFY(budget.take(ms(0)));
+        QVERIFY(!budget.take(ms(0)));
+        QVERIFY(!budget.take(ms(99)));
+        QVERIFY(budget.take(ms(100)));
+        QVERIFY(!budget.take(ms(199)));
+        QVERIFY(budget.take(ms(200)));
+        int written = 0;
+        for (int now = 201; now <= 10'200; ++now)
+            written += budget.take(ms(now)) ? 1 : 0;
+        QCOMPARE(written, 100);
+    }
 
-void TestLineBudget::burstThenRate()
-{
-    LineBudget budget(3, ms(100));
-    for (int i = 0; i < 3; ++i)
+    void restsFillNoMoreThanTheBurst()
+    {
+        LineBudget budget(3, ms(100));
+        for (int i = 0; i < 3; ++i)
+            QVERIFY(budget.take(hours(24)));
+        QVERIFY(!budget.take(hours(24)));
+        for (int i = 0; i < 3; ++i)
+            QVERIFY(budget.take(hours(48)));
+        QVERIFY(!budget.take(hours(48)));
+    }
+
+    void countsWhatIsLeftOut()
+    {
+        LineBudget budget(1, ms(100));
         QVERIFY(budget.take(ms(0)));
-    QVERIFY(!budget.take(ms(0)));
-    QVERIFY(!budget.take(ms(99)));
-    QVERIFY(budget.take(ms(100)));
-    QVERIFY(!budget.take(ms(199)));
-    QVERIFY(budget.take(ms(200)));
-    int written = 0;
-    for (int now = 201; now <= 10'200; ++now)
-        written += budget.take(ms(now)) ? 1 : 0;
-    QCOMPARE(written, 100);
-}
-
-void TestLineBudget::restsFillNoMoreThanTheBurst()
-{
-    LineBudget budget(3, ms(100));
-    for (int i = 0; i < 3; ++i)
-        QVERIFY(budget.take(hours(24)));
-    QVERIFY(!budget.take(hours(24)));
-    for (int i = 0; i < 3; ++i)
-        QVERIFY(budget.take(hours(48)));
-    QVERIFY(!budget.take(hours(48)));
-}
-
-void TestLineBudget::countsWhatIsLeftOut()
-{
-    LineBudget budget(1, ms(100));
-    QVERIFY(budget.take(ms(0)));
-    QCOMPARE(budget.leftOut(), 0);
-    QVERIFY(!budget.take(ms(1)));
-    QVERIFY(!budget.take(ms(2)));
-    QCOMPARE(budget.leftOut(), 2);
-    QVERIFY(budget.take(ms(100)));
-    QCOMPARE(budget.leftOut(), 2);
-    budget.forget();
-    QCOMPARE(budget.leftOut(), 0);
-}
+        QCOMPARE(budget.leftOut(), 0);
+        QVERIFY(!budget.take(ms(1)));
+        QVERIFY(!budget.take(ms(2)));
+        QCOMPARE(budget.leftOut(), 2);
+        QVERIFY(budget.take(ms(100)));
+        QCOMPARE(budget.leftOut(), 2);
+        budget.forget();
+        QCOMPARE(budget.leftOut(), 0);
+    }
+};
 
 AGENT_TEST_WITHOUT_APPLICATION(TestLineBudget)
 

@@ -56,67 +56,62 @@ class TestLoopWatch : public QObject
     Q_OBJECT
 
 private slots:
-    void turningLoopsAreFound();
-    void standingOtherLoop();
-    void standingOwnLoop();
-    void endedThread();
+    void turningLoopsAreFound()
+    {
+        OtherThread other;
+        LoopWatch watch(&other.thread, 5ms);
+        QSignalSpy turns(&watch, &LoopWatch::bothTurn);
+        QTRY_VERIFY(turns.count() >= 5);
+
+        LoopWatch rare(&other.thread, 1h);
+        QSignalSpy once(&rare, &LoopWatch::bothTurn);
+        QTRY_COMPARE(once.count(), 1); // asked at once
+    }
+
+    void standingOtherLoop()
+    {
+        OtherThread other;
+        LoopWatch watch(&other.thread, 5ms);
+        QSignalSpy asked(&watch, &LoopWatch::asked);
+        QSignalSpy turns(&watch, &LoopWatch::bothTurn);
+        QTRY_VERIFY(turns.count() >= 2);
+        other.hold();
+        QCoreApplication::processEvents(); // an answer may be on its way
+        turns.clear();
+        asked.clear();
+        QTest::qWait(100); // twenty times the interval
+        QCOMPARE(turns.count(), 0);
+        QVERIFY(asked.count() <= 1);
+        other.release();
+        QTRY_VERIFY(turns.count() >= 2);
+    }
+
+    void standingOwnLoop()
+    {
+        OtherThread other;
+        LoopWatch watch(&other.thread, 5ms);
+        QSignalSpy turns(&watch, &LoopWatch::bothTurn);
+        QTRY_VERIFY(turns.count() >= 2);
+        turns.clear();
+        QThread::msleep(100);
+        QCOMPARE(turns.count(), 0);
+        QTRY_VERIFY(turns.count() >= 2);
+    }
+
+    void endedThread()
+    {
+        OtherThread other;
+        LoopWatch watch(&other.thread, 5ms);
+        QSignalSpy turns(&watch, &LoopWatch::bothTurn);
+        QTRY_VERIFY(turns.count() >= 2);
+        other.thread.quit();
+        QVERIFY(other.thread.wait());
+        QCoreApplication::processEvents();
+        turns.clear();
+        QTest::qWait(50);
+        QCOMPARE(turns.count(), 0);
+    }
 };
-
-void TestLoopWatch::turningLoopsAreFound()
-{
-    OtherThread other;
-    LoopWatch watch(&other.thread, 5ms);
-    QSignalSpy turns(&watch, &LoopWatch::bothTurn);
-    QTRY_VERIFY(turns.count() >= 5);
-
-    LoopWatch rare(&other.thread, 1h);
-    QSignalSpy once(&rare, &LoopWatch::bothTurn);
-    QTRY_COMPARE(once.count(), 1); // asked at once
-}
-
-void TestLoopWatch::standingOtherLoop()
-{
-    OtherThread other;
-    LoopWatch watch(&other.thread, 5ms);
-    QSignalSpy asked(&watch, &LoopWatch::asked);
-    QSignalSpy turns(&watch, &LoopWatch::bothTurn);
-    QTRY_VERIFY(turns.count() >= 2);
-    other.hold();
-    QCoreApplication::processEvents(); // an answer may be on its way
-    turns.clear();
-    asked.clear();
-    QTest::qWait(100); // twenty times the interval
-    QCOMPARE(turns.count(), 0);
-    QVERIFY(asked.count() <= 1);
-    other.release();
-    QTRY_VERIFY(turns.count() >= 2);
-}
-
-void TestLoopWatch::standingOwnLoop()
-{
-    OtherThread other;
-    LoopWatch watch(&other.thread, 5ms);
-    QSignalSpy turns(&watch, &LoopWatch::bothTurn);
-    QTRY_VERIFY(turns.count() >= 2);
-    turns.clear();
-    QThread::msleep(100);
-    QCOMPARE(turns.count(), 0);
-    QTRY_VERIFY(turns.count() >= 2);
-}
-
-void TestLoopWatch::endedThread()
-{
-    OtherThread other;
-    LoopWatch watch(&other.thread, 5ms);
-    QSignalSpy turns(&watch, &LoopWatch::bothTurn);
-    QTRY_VERIFY(turns.count() >= 2);
-    other.thread.quit();
-    QVERIFY(other.thread.wait());
-    QCoreApplication::processEvents();
-    turns.clear();
-    QTest::qWait(50);
-    QCOMPARE(turns.count(), 0);
-}
 
 AGENT_TEST(TestLoopWatch)
 

@@ -23,17 +23,122 @@ class TestNotifier : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-    void readiness();
-    void noReadinessWithoutAPort();
-    void run();
-    void watchdogIsFed();
-    void standingEngineStopsTheFeeding();
-    void standingMainThreadStopsTheFeeding();
-    void noWatchdogUnlessAsked();
-    void busyManagerGetsTheMessageLater();
-    void badAddress();
+    void init()
+    {
+        m_bench = std::make_unique<ConsoleBench>();
+        m_bench->start();
+        m_address = m_bench->folder.filePath("notify").toLocal8Bit();
+        m_manager = std::make_unique<NotifyServer>(m_address);
+    }
+
+    void cleanup()
+    {
+        m_manager.reset();
+        m_bench.reset();
+    }
+
+    void readiness()
+    {
+        const auto notifier = notify();
+        QCOMPARE(taken(), QList<QByteArray>{"READY=1\nSTATUS=Idle, listening on port P."});
+    }
+
+    void noReadinessWithoutAPort()
+    {
+        ConsoleBench second;
+        second.platform.ports.console = m_bench->server->port();
+        second.start();
+        ServiceNotifier notifier({m_address, 0us}, *second.server);
+        notifier.start();
+        QCOMPARE(taken(), QList<QByteArray>{"STATUS=Not listening on port P: The bound address is "
+                                            "already in use."});
+    }
+
+    void run()
+    {
+        const auto notifier = notify();
+        ConsoleTestClient client(m_bench->server->port());
+        client.send("UPGRADE||MAIN,0,0\r\n");
+        QTRY_COMPARE(client.received().count("\r\nUPGRADEFAIL\r\n"), 2);
+        const QList<QByteArray> expected{
+            "READY=1\nSTATUS=Idle, listening on port P.",
+            "STATUS=Upgrading: reading the device, 0 %",
+            "STATUS=Idle, listening on port P. The last upgrade failed."};
+        QCOMPARE(taken(), expected);
+    }
+
+    void watchdogIsFed()
+    {
+        const auto notifier = notify(20ms);
+        int count = 0;
+        QTRY_VERIFY((count += feeds()) >= 5);
+    }
+
+    void standingEngineStopsTheFeeding()
+    {
+        const auto notifier = notify(10ms);
+        QVERIFY(isFed());
+        QSemaphore standing;
+        QSemaphore go;
+        auto *const inEngine = new QObject;
+        inEngine->moveToThread(m_bench->server->worker()->engineThread());
+        QTimer::singleShot(0, inEngine, [&, inEngine] {
+            standing.release();
+            go.acquire();
+            delete inEngine;
+        });
+        standing.acquire();
+        QCoreApplication::processEvents(); // an answer may be on its way
+        feeds();
+        QTest::qWait(100); // twenty times the interval
+        QCOMPARE(feeds(), 0);
+        go.release();
+        QVERIFY(isFed());
+    }
+
+    void standingMainThreadStopsTheFeeding()
+    {
+        const auto notifier = notify(10ms);
+        QVERIFY(isFed());
+        feeds();
+        QThread::msleep(100);
+        QCOMPARE(feeds(), 0);
+        QVERIFY(isFed());
+    }
+
+    void noWatchdogUnlessAsked()
+    {
+        const auto notifier = notify();
+        QTest::qWait(50);
+        QCOMPARE(feeds(), 0);
+        QCOMPARE(notifier->children().size(), 0);
+    }
+
+    void busyManagerGetsTheMessageLater()
+    {
+        const NotifySocket other(m_address);
+        while (other.send("X=1") == NotifySocket::Result::Sent) {
+        }
+        const auto notifier = notify();
+        const QByteArray ready = "READY=1\nSTATUS=Idle, listening on port P.";
+        QVERIFY(!taken().contains(ready));
+        QList<QByteArray> later;
+        QVERIFY(waitFor([&] {
+            later = taken();
+            return !later.isEmpty();
+        }));
+        QCOMPARE(later, QList<QByteArray>{ready});
+    }
+
+    void badAddress()
+    {
+        const MessageRecorder recorder("agent.service");
+        m_address = "vsock:2:1";
+        const auto notifier = notify(10ms);
+        QCOMPARE(MessageRecorder::take(),
+                 QStringList{"W no address of a service manager: \"vsock:2:1\""});
+        QCOMPARE(notifier->children().size(), 0);
+    }
 
 private:
     std::unique_ptr<ServiceNotifier> notify(std::chrono::microseconds watchdog = 0us);
@@ -48,20 +153,6 @@ private:
     std::unique_ptr<NotifyServer> m_manager;
     QByteArray m_address;
 };
-
-void TestNotifier::init()
-{
-    m_bench = std::make_unique<ConsoleBench>();
-    m_bench->start();
-    m_address = m_bench->folder.filePath("notify").toLocal8Bit();
-    m_manager = std::make_unique<NotifyServer>(m_address);
-}
-
-void TestNotifier::cleanup()
-{
-    m_manager.reset();
-    m_bench.reset();
-}
 
 std::unique_ptr<ServiceNotifier> TestNotifier::notify(std::chrono::microseconds watchdog)
 {
@@ -78,108 +169,6 @@ QList<QByteArray> TestNotifier::taken()
     for (QByteArray message : m_manager->take())
         messages.append(message.replace("port " + port, "port P"));
     return messages;
-}
-
-void TestNotifier::readiness()
-{
-    const auto notifier = notify();
-    QCOMPARE(taken(), QList<QByteArray>{"READY=1\nSTATUS=Idle, listening on port P."});
-}
-
-void TestNotifier::noReadinessWithoutAPort()
-{
-    ConsoleBench second;
-    second.platform.ports.console = m_bench->server->port();
-    second.start();
-    ServiceNotifier notifier({m_address, 0us}, *second.server);
-    notifier.start();
-    QCOMPARE(taken(), QList<QByteArray>{"STATUS=Not listening on port P: The bound address is "
-                                        "already in use."});
-}
-
-void TestNotifier::run()
-{
-    const auto notifier = notify();
-    ConsoleTestClient client(m_bench->server->port());
-    client.send("UPGRADE||MAIN,0,0\r\n");
-    QTRY_COMPARE(client.received().count("\r\nUPGRADEFAIL\r\n"), 2);
-    const QList<QByteArray> expected{"READY=1\nSTATUS=Idle, listening on port P.",
-                                     "STATUS=Upgrading: reading the device, 0 %",
-                                     "STATUS=Idle, listening on port P. The last upgrade failed."};
-    QCOMPARE(taken(), expected);
-}
-
-void TestNotifier::watchdogIsFed()
-{
-    const auto notifier = notify(20ms);
-    int count = 0;
-    QTRY_VERIFY((count += feeds()) >= 5);
-}
-
-void TestNotifier::standingEngineStopsTheFeeding()
-{
-    const auto notifier = notify(10ms);
-    QVERIFY(isFed());
-    QSemaphore standing;
-    QSemaphore go;
-    auto *const inEngine = new QObject;
-    inEngine->moveToThread(m_bench->server->worker()->engineThread());
-    QTimer::singleShot(0, inEngine, [&, inEngine] {
-        standing.release();
-        go.acquire();
-        delete inEngine;
-    });
-    standing.acquire();
-    QCoreApplication::processEvents(); // an answer may be on its way
-    feeds();
-    QTest::qWait(100); // twenty times the interval
-    QCOMPARE(feeds(), 0);
-    go.release();
-    QVERIFY(isFed());
-}
-
-void TestNotifier::standingMainThreadStopsTheFeeding()
-{
-    const auto notifier = notify(10ms);
-    QVERIFY(isFed());
-    feeds();
-    QThread::msleep(100);
-    QCOMPARE(feeds(), 0);
-    QVERIFY(isFed());
-}
-
-void TestNotifier::noWatchdogUnlessAsked()
-{
-    const auto notifier = notify();
-    QTest::qWait(50);
-    QCOMPARE(feeds(), 0);
-    QCOMPARE(notifier->children().size(), 0);
-}
-
-void TestNotifier::busyManagerGetsTheMessageLater()
-{
-    const NotifySocket other(m_address);
-    while (other.send("X=1") == NotifySocket::Result::Sent) {
-    }
-    const auto notifier = notify();
-    const QByteArray ready = "READY=1\nSTATUS=Idle, listening on port P.";
-    QVERIFY(!taken().contains(ready));
-    QList<QByteArray> later;
-    QVERIFY(waitFor([&] {
-        later = taken();
-        return !later.isEmpty();
-    }));
-    QCOMPARE(later, QList<QByteArray>{ready});
-}
-
-void TestNotifier::badAddress()
-{
-    const MessageRecorder recorder("agent.service");
-    m_address = "vsock:2:1";
-    const auto notifier = notify(10ms);
-    QCOMPARE(MessageRecorder::take(),
-             QStringList{"W no address of a service manager: \"vsock:2:1\""});
-    QCOMPARE(notifier->children().size(), 0);
 }
 
 AGENT_TEST(TestNotifier)

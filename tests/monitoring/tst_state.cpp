@@ -45,144 +45,137 @@ class TestState : public QObject
     Q_OBJECT
 
 private slots:
-    void readyOnce();
-    void notListening();
-    void wholeRun();
-    void names_data();
-    void names();
-    void installExtendsTheLimit();
-    void interruptedInstall();
-    void longLimitsStay();
-    void undeliveredNewsAreKept();
+    void readyOnce()
+    {
+        ServiceState state(0us);
+        QCOMPARE(deliver(state), QByteArray());
+        state.listening(35353);
+        QCOMPARE(deliver(state), QByteArray("READY=1\nSTATUS=Idle, listening on port 35353."));
+        QCOMPARE(deliver(state), QByteArray());
+        state.alive();
+        QCOMPARE(deliver(state), QByteArray("WATCHDOG=1"));
+        QCOMPARE(deliver(state), QByteArray());
+    }
+
+    void notListening()
+    {
+        ServiceState state(0us);
+        state.notListening(35353, "The bound address is already in use");
+        QCOMPARE(deliver(state), QByteArray("STATUS=Not listening on port 35353: "
+                                            "The bound address is already in use."));
+    }
+
+    void wholeRun()
+    {
+        ServiceState state(10s);
+        state.listening(1);
+        deliver(state);
+        const QByteArray nothing;
+        QCOMPARE(deliver(state, of(Kind::Begun)),
+                 QByteArray("STATUS=Upgrading: reading the device, 0 %"));
+        QCOMPARE(deliver(state, of(Kind::Reading, 0, "A")),
+                 QByteArray("STATUS=Upgrading: reading A, 0 %"));
+        QCOMPARE(deliver(state, of(Kind::Retried, 0, "A")), nothing);
+        QCOMPARE(deliver(state, of(Kind::Skipped, 0, "A")), nothing);
+        QCOMPARE(deliver(state, of(Kind::Writing, 0, "B")),
+                 QByteArray("STATUS=Upgrading: writing B, 0 %"));
+        QCOMPARE(deliver(state, of(Kind::Progress, 7)),
+                 QByteArray("STATUS=Upgrading: writing B, 7 %"));
+        QCOMPARE(deliver(state, of(Kind::Progress, 7)), nothing);
+        QCOMPARE(deliver(state, of(Kind::GivenUp, 7, "B")), nothing);
+        QCOMPARE(deliver(state, of(Kind::Written, 7, "B")), nothing);
+        QCOMPARE(deliver(state, of(Kind::Restarting, 99)),
+                 QByteArray("STATUS=Upgrading: restarting the device, 99 %"));
+        RunEvent end = of(Kind::Ended, 99);
+        QCOMPARE(deliver(state, end),
+                 QByteArray("STATUS=Idle, listening on port 1. The last upgrade failed."));
+        QCOMPARE(deliver(state, of(Kind::Begun)),
+                 QByteArray("STATUS=Upgrading: reading the device, 0 %"));
+        end.success = true;
+        QCOMPARE(deliver(state, end),
+                 QByteArray("STATUS=Idle, listening on port 1. The last upgrade succeeded."));
+    }
+
+    void names_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("shown");
+
+        QTest::newRow("plain") << "AUX 1" << QByteArray("AUX 1");
+        QTest::newRow("lines") << "A\nMAINPID=1\rB" << QByteArray("A?MAINPID=1?B");
+        QTest::newRow("controls") << QString("A\x1b[2J") + QChar(0) << QByteArray("A?[2J?");
+        QTest::newRow("half a character") << QString(QChar(0xd83d)) << QByteArray("?");
+        QTest::newRow("beyond ASCII")
+            << QString(QChar(0xe9)) + QChar(0x85) << QByteArray("\xc3\xa9?");
+        QTest::newRow("long") << QString(100'000, 'x') << QByteArray(64, 'x');
+    }
+
+    void names()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, shown);
+        ServiceState state(0us);
+        QCOMPARE(deliver(state, of(Kind::Writing, 0, name)),
+                 QByteArray("STATUS=Upgrading: writing " + shown + ", 0 %"));
+    }
+
+    void installExtendsTheLimit()
+    {
+        ServiceState state(10s);
+        deliver(state, of(Kind::Begun));
+        QCOMPARE(deliver(state, of(Kind::Installing)),
+                 QByteArray("STATUS=Upgrading: installing the network module's firmware, 0 %\n"
+                            "WATCHDOG_USEC=1800000000"));
+        QCOMPARE(deliver(state, of(Kind::Installed)), QByteArray("WATCHDOG_USEC=10000000"));
+
+        ServiceState unwatched(0us);
+        deliver(unwatched, of(Kind::Begun));
+        QCOMPARE(deliver(unwatched, of(Kind::Installing)),
+                 QByteArray("STATUS=Upgrading: installing the network module's firmware, 0 %"));
+        QCOMPARE(deliver(unwatched, of(Kind::Installed)), QByteArray());
+    }
+
+    /** It runs on its own thread, so the limit does not change. */
+    void interruptedInstall()
+    {
+        const QByteArray completing =
+            "STATUS=Completing an interrupted installation of the network module's firmware.";
+        ServiceState state(10s);
+        state.listening(1);
+        deliver(state);
+        QCOMPARE(deliver(state, of(Kind::NotResumed)), QByteArray());
+        QCOMPARE(deliver(state, of(Kind::Resuming)), completing);
+        QCOMPARE(deliver(state, of(Kind::Resumed)),
+                 QByteArray("STATUS=Idle, listening on port 1."));
+
+        ServiceState unreachable(0us);
+        unreachable.notListening(1, "taken");
+        deliver(unreachable);
+        QCOMPARE(deliver(unreachable, of(Kind::Resuming)), completing);
+        QCOMPARE(deliver(unreachable, of(Kind::Resumed)), QByteArray());
+    }
+
+    void longLimitsStay()
+    {
+        ServiceState state(1h);
+        deliver(state, of(Kind::Begun));
+        QCOMPARE(deliver(state, of(Kind::Installing)).split('\n').last(),
+                 QByteArray("WATCHDOG_USEC=3600000000"));
+    }
+
+    void undeliveredNewsAreKept()
+    {
+        ServiceState state(0us);
+        state.listening(1);
+        state.take(of(Kind::Begun));
+        state.alive();
+        state.alive();
+        const QByteArray all = "READY=1\nSTATUS=Upgrading: reading the device, 0 %\nWATCHDOG=1";
+        QCOMPARE(state.pending(), all);
+        QCOMPARE(deliver(state), all);
+        QCOMPARE(state.pending(), QByteArray());
+    }
 };
-
-void TestState::readyOnce()
-{
-    ServiceState state(0us);
-    QCOMPARE(deliver(state), QByteArray());
-    state.listening(35353);
-    QCOMPARE(deliver(state), QByteArray("READY=1\nSTATUS=Idle, listening on port 35353."));
-    QCOMPARE(deliver(state), QByteArray());
-    state.alive();
-    QCOMPARE(deliver(state), QByteArray("WATCHDOG=1"));
-    QCOMPARE(deliver(state), QByteArray());
-}
-
-void TestState::notListening()
-{
-    ServiceState state(0us);
-    state.notListening(35353, "The bound address is already in use");
-    QCOMPARE(deliver(state), QByteArray("STATUS=Not listening on port 35353: "
-                                        "The bound address is already in use."));
-}
-
-void TestState::wholeRun()
-{
-    ServiceState state(10s);
-    state.listening(1);
-    deliver(state);
-    const QByteArray nothing;
-    QCOMPARE(deliver(state, of(Kind::Begun)),
-             QByteArray("STATUS=Upgrading: reading the device, 0 %"));
-    QCOMPARE(deliver(state, of(Kind::Reading, 0, "A")),
-             QByteArray("STATUS=Upgrading: reading A, 0 %"));
-    QCOMPARE(deliver(state, of(Kind::Retried, 0, "A")), nothing);
-    QCOMPARE(deliver(state, of(Kind::Skipped, 0, "A")), nothing);
-    QCOMPARE(deliver(state, of(Kind::Writing, 0, "B")),
-             QByteArray("STATUS=Upgrading: writing B, 0 %"));
-    QCOMPARE(deliver(state, of(Kind::Progress, 7)), QByteArray("STATUS=Upgrading: writing B, 7 %"));
-    QCOMPARE(deliver(state, of(Kind::Progress, 7)), nothing);
-    QCOMPARE(deliver(state, of(Kind::GivenUp, 7, "B")), nothing);
-    QCOMPARE(deliver(state, of(Kind::Written, 7, "B")), nothing);
-    QCOMPARE(deliver(state, of(Kind::Restarting, 99)),
-             QByteArray("STATUS=Upgrading: restarting the device, 99 %"));
-    RunEvent end = of(Kind::Ended, 99);
-    QCOMPARE(deliver(state, end),
-             QByteArray("STATUS=Idle, listening on port 1. The last upgrade failed."));
-    QCOMPARE(deliver(state, of(Kind::Begun)),
-             QByteArray("STATUS=Upgrading: reading the device, 0 %"));
-    end.success = true;
-    QCOMPARE(deliver(state, end),
-             QByteArray("STATUS=Idle, listening on port 1. The last upgrade succeeded."));
-}
-
-void TestState::names_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QByteArray>("shown");
-
-    QTest::newRow("plain") << "AUX 1" << QByteArray("AUX 1");
-    QTest::newRow("lines") << "A\nMAINPID=1\rB" << QByteArray("A?MAINPID=1?B");
-    QTest::newRow("controls") << QString("A\x1b[2J") + QChar(0) << QByteArray("A?[2J?");
-    QTest::newRow("half a character") << QString(QChar(0xd83d)) << QByteArray("?");
-    QTest::newRow("beyond ASCII") << QString(QChar(0xe9)) + QChar(0x85) << QByteArray("\xc3\xa9?");
-    QTest::newRow("long") << QString(100'000, 'x') << QByteArray(64, 'x');
-}
-
-void TestState::names()
-{
-    QFETCH(QString, name);
-    QFETCH(QByteArray, shown);
-    ServiceState state(0us);
-    QCOMPARE(deliver(state, of(Kind::Writing, 0, name)),
-             QByteArray("STATUS=Upgrading: writing " + shown + ", 0 %"));
-}
-
-/** It runs on its own thread, so the limit does not change. */
-void TestState::interruptedInstall()
-{
-    const QByteArray completing =
-        "STATUS=Completing an interrupted installation of the network module's firmware.";
-    ServiceState state(10s);
-    state.listening(1);
-    deliver(state);
-    QCOMPARE(deliver(state, of(Kind::NotResumed)), QByteArray());
-    QCOMPARE(deliver(state, of(Kind::Resuming)), completing);
-    QCOMPARE(deliver(state, of(Kind::Resumed)), QByteArray("STATUS=Idle, listening on port 1."));
-
-    ServiceState unreachable(0us);
-    unreachable.notListening(1, "taken");
-    deliver(unreachable);
-    QCOMPARE(deliver(unreachable, of(Kind::Resuming)), completing);
-    QCOMPARE(deliver(unreachable, of(Kind::Resumed)), QByteArray());
-}
-
-void TestState::installExtendsTheLimit()
-{
-    ServiceState state(10s);
-    deliver(state, of(Kind::Begun));
-    QCOMPARE(deliver(state, of(Kind::Installing)),
-             QByteArray("STATUS=Upgrading: installing the network module's firmware, 0 %\n"
-                        "WATCHDOG_USEC=1800000000"));
-    QCOMPARE(deliver(state, of(Kind::Installed)), QByteArray("WATCHDOG_USEC=10000000"));
-
-    ServiceState unwatched(0us);
-    deliver(unwatched, of(Kind::Begun));
-    QCOMPARE(deliver(unwatched, of(Kind::Installing)),
-             QByteArray("STATUS=Upgrading: installing the network module's firmware, 0 %"));
-    QCOMPARE(deliver(unwatched, of(Kind::Installed)), QByteArray());
-}
-
-void TestState::longLimitsStay()
-{
-    ServiceState state(1h);
-    deliver(state, of(Kind::Begun));
-    QCOMPARE(deliver(state, of(Kind::Installing)).split('\n').last(),
-             QByteArray("WATCHDOG_USEC=3600000000"));
-}
-
-void TestState::undeliveredNewsAreKept()
-{
-    ServiceState state(0us);
-    state.listening(1);
-    state.take(of(Kind::Begun));
-    state.alive();
-    state.alive();
-    const QByteArray all = "READY=1\nSTATUS=Upgrading: reading the device, 0 %\nWATCHDOG=1";
-    QCOMPARE(state.pending(), all);
-    QCOMPARE(deliver(state), all);
-    QCOMPARE(state.pending(), QByteArray());
-}
 
 AGENT_TEST_WITHOUT_APPLICATION(TestState)
 

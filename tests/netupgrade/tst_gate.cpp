@@ -16,78 +16,76 @@ class TestGate : public QObject
     Q_OBJECT
 
 private slots:
-    void transfers_data();
-    void transfers();
-    void asksForKeys();
-};
-
-void TestGate::transfers_data()
-{
-    // E enter, F first block, m block in the middle, L last block; + keys appear, - keys vanish.
-    QTest::addColumn<QString>("frames");
-    // y accepted, r refused with the line, n refused.
-    QTest::addColumn<QString>("answers");
-    // How often the keys were read.
-    QTest::addColumn<int>("questions");
-    const auto row = [](const char *frames, const char *answers, int questions) {
-        QTest::newRow(frames) << frames << answers << questions;
-    };
-    row("EFmmL", "yyyyy", 3);
-    row("+EFmmL", "rnnnn", 3);
-    row("+EFmmLL", "rnnnnn", 4);
-    row("+EE", "rr", 2);
-    row("+EFmLEFmL", "rnnnrnnn", 6);
-    row("+FmmL", "rnnn", 2);
-    row("+FmLFmL", "rnnrnn", 4);
-    row("+FmFmL", "rnnnn", 3);
-    row("+mmL", "rnn", 2);
-    row("mm", "yy", 1);
-    row("EFm+mL", "yyyyr", 3);
-    row("EFm+mLFmL", "yyyyrrnn", 5);
-    row("EF+mFmL", "yyyrnn", 4);
-    row("E+FmL", "yrnn", 3);
-    row("+EF-mmL", "rnnnn", 3);
-    row("+EFmm-EFmL", "rnnnyyyy", 5);
-    row("+EFmm-FmL", "rnnnyyy", 4);
-}
-
-void TestGate::transfers()
-{
-    QFETCH(QString, frames);
-    bool hasKeys = false;
-    int questions = 0;
-    BlocksGate gate([&] {
-        ++questions;
-        return hasKeys ? QStringLiteral("no") : QString();
-    });
-    QString answers;
-    for (const QChar frame : frames) {
-        if (frame == '+' || frame == '-') {
-            hasKeys = frame == '+';
-            continue;
-        }
-        const BlocksGate::Decision decision =
-            frame == 'E' ? gate.enter() : gate.block(frame == 'F', frame == 'L');
-        QVERIFY(decision.isRefused || decision.line.isEmpty());
-        answers += !decision.isRefused ? 'y' : decision.line.isEmpty() ? 'n' : 'r';
+    void transfers_data()
+    {
+        // E enter, F first block, m block in the middle, L last block; + keys appear, - keys
+        // vanish.
+        QTest::addColumn<QString>("frames");
+        // y accepted, r refused with the line, n refused.
+        QTest::addColumn<QString>("answers");
+        // How often the keys were read.
+        QTest::addColumn<int>("questions");
+        const auto row = [](const char *frames, const char *answers, int questions) {
+            QTest::newRow(frames) << frames << answers << questions;
+        };
+        row("EFmmL", "yyyyy", 3);
+        row("+EFmmL", "rnnnn", 3);
+        row("+EFmmLL", "rnnnnn", 4);
+        row("+EE", "rr", 2);
+        row("+EFmLEFmL", "rnnnrnnn", 6);
+        row("+FmmL", "rnnn", 2);
+        row("+FmLFmL", "rnnrnn", 4);
+        row("+FmFmL", "rnnnn", 3);
+        row("+mmL", "rnn", 2);
+        row("mm", "yy", 1);
+        row("EFm+mL", "yyyyr", 3);
+        row("EFm+mLFmL", "yyyyrrnn", 5);
+        row("EF+mFmL", "yyyrnn", 4);
+        row("E+FmL", "yrnn", 3);
+        row("+EF-mmL", "rnnnn", 3);
+        row("+EFmm-EFmL", "rnnnyyyy", 5);
+        row("+EFmm-FmL", "rnnnyyy", 4);
     }
-    QTEST(answers, "answers");
-    QTEST(questions, "questions");
-}
 
-void TestGate::asksForKeys()
-{
-    const MinisignTool tool;
-    const BlocksGate::Refusal refusal = signedPackagesOnly(tool.path("keys"));
-    QCOMPARE(refusal(), QString());
-    QVERIFY(QDir().mkdir(tool.path("keys")));
-    QCOMPARE(refusal(), QString());
-    tool.makeKey("keys/a");
-    QCOMPARE(refusal(), QString("NET package refused, this module takes signed packages only."));
-    tool.store("keys/b.pub", "");
-    QCOMPARE(refusal(),
-             QString("Key file %1 cannot be used, upgrade fail.").arg(tool.path("keys/b.pub")));
-}
+    void transfers()
+    {
+        QFETCH(QString, frames);
+        bool hasKeys = false;
+        int questions = 0;
+        BlocksGate gate([&] {
+            ++questions;
+            return hasKeys ? QStringLiteral("no") : QString();
+        });
+        QString answers;
+        for (const QChar frame : frames) {
+            if (frame == '+' || frame == '-') {
+                hasKeys = frame == '+';
+                continue;
+            }
+            const BlocksGate::Decision decision =
+                frame == 'E' ? gate.enter() : gate.block(frame == 'F', frame == 'L');
+            QVERIFY(decision.isRefused || decision.line.isEmpty());
+            answers += !decision.isRefused ? 'y' : decision.line.isEmpty() ? 'n' : 'r';
+        }
+        QTEST(answers, "answers");
+        QTEST(questions, "questions");
+    }
+
+    void asksForKeys()
+    {
+        const MinisignTool tool;
+        const BlocksGate::Refusal refusal = signedPackagesOnly(tool.path("keys"));
+        QCOMPARE(refusal(), QString());
+        QVERIFY(QDir().mkdir(tool.path("keys")));
+        QCOMPARE(refusal(), QString());
+        tool.makeKey("keys/a");
+        QCOMPARE(refusal(),
+                 QString("NET package refused, this module takes signed packages only."));
+        tool.store("keys/b.pub", "");
+        QCOMPARE(refusal(),
+                 QString("Key file %1 cannot be used, upgrade fail.").arg(tool.path("keys/b.pub")));
+    }
+};
 
 AGENT_TEST_WITHOUT_APPLICATION(TestGate)
 

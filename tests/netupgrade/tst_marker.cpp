@@ -79,196 +79,184 @@ class TestMarker : public QObject
     Q_OBJECT
 
 private slots:
-    void textOfAMarker_data();
-    void textOfAMarker();
-    void everyTruncation();
-    void everyChangedByte();
-    void damaged_data();
-    void damaged();
-    void isStored();
-    void isOwn();
-    void replacesWhatOthersCanWrite();
-    void replacesALink();
-    void keepsTheOlderOne();
-    void removalIsSynced();
-    void cannotBeRead();
-};
-
-void TestMarker::textOfAMarker_data()
-{
-    const tests::DataTable<NetMarker, QByteArray> rows("marker", "lines");
-    const auto lines = [](const QByteArray &kind, const QByteArray &isSigned,
-                          const QByteArray &state, const QByteArray &attempts) {
-        return "upgrade-agent install 1\narchive " + digest + "\nversion 00ff0a41\nkind " + kind +
-               "\nsigned " + isSigned + "\nstate " + state + "\nattempts " + attempts + '\n';
-    };
-    using State = NetMarker::State;
-    const QByteArray version("\0\xff\nA", 4);
-    rows("package", NetMarker{State::Unpacking, NetInstallVariant::Package, digest, version},
-         lines("package", "no", "unpacking", "0"));
-    rows("device", NetMarker{State::Unpacked, NetInstallVariant::Quiet, digest, version, true, 2},
-         lines("device", "yes", "unpacked", "2"));
-    rows("blocks",
-         NetMarker{State::Unpacking, NetInstallVariant::Blocks, digest, version, false, 1},
-         lines("blocks", "no", "unpacking", "1"));
-}
-
-void TestMarker::textOfAMarker()
-{
-    QFETCH(NetMarker, marker);
-    QFETCH(QByteArray, lines);
-    QCOMPARE(netMarkerText(marker), lines);
-    const auto parsed = parseNetMarker(lines);
-    QVERIFY(parsed.has_value());
-    QCOMPARE(parsed->state, marker.state);
-    QCOMPARE(parsed->variant, marker.variant);
-    QCOMPARE(parsed->digest, marker.digest);
-    QCOMPARE(parsed->version, marker.version);
-    QCOMPARE(parsed->isSigned, marker.isSigned);
-    QCOMPARE(parsed->attempts, marker.attempts);
-}
-
-void TestMarker::everyTruncation()
-{
-    QVERIFY(parseNetMarker(text).has_value());
-    for (int size = 0; size < text.size(); ++size)
-        QVERIFY2(!parseNetMarker(text.left(size)), qPrintable(QString::number(size)));
-}
-
-/** A changed byte is detected, or gives another complete marker. */
-void TestMarker::everyChangedByte()
-{
-    int accepted = 0;
-    for (int at = 0; at < text.size(); ++at) {
-        for (int value = 0; value < 256; ++value) {
-            QByteArray bytes = text;
-            bytes[at] = char(value);
-            const auto parsed = parseNetMarker(bytes);
-            accepted += parsed.has_value();
-            QVERIFY(!parsed || netMarkerText(*parsed) == bytes);
-        }
-    }
-    // The 32 digits of the digest and the 8 of the version have 16 values, the attempts 10; every
-    // other byte only its own.
-    QCOMPARE(accepted, 40 * 16 + 10 + (text.size() - 41));
-}
-
-void TestMarker::damaged_data()
-{
-    const tests::DataTable<QByteArray> rows("bytes");
-    const auto changed = [](const char *from, const char *to) {
-        return QByteArray(text).replace(from, to);
-    };
-    rows("empty", QByteArray());
-    rows("another file", QByteArray("1.23"));
-    rows("a later format", changed("install 1", "install 2"));
-    rows("upper case digest", changed("abcdef", "ABCDEF"));
-    rows("short digest", changed("abcdef\n", "abcde\n"));
-    rows("short version", changed("3233", "32"));
-    rows("unknown kind", changed("blocks", "block"));
-    rows("unknown state", changed("unpacked", "removed"));
-    rows("unknown word", changed("yes", "maybe"));
-    rows("negative attempts", changed("attempts 1", "attempts -1"));
-    rows("attempts with a zero", changed("attempts 1", "attempts 01"));
-    rows("huge attempts", changed("attempts 1", "attempts 99999999999"));
-    rows("line too many", text + "kind blocks\n");
-    rows("line end of another system", changed("\n", "\r\n"));
-    rows("too long", text + QByteArray(300, ' '));
-}
-
-void TestMarker::damaged()
-{
-    QFETCH(QByteArray, bytes);
-    QVERIFY(!parseNetMarker(bytes));
-}
-
-void TestMarker::isStored()
-{
-    Bench bench;
-    QVERIFY(!bench.file().exists());
-    QVERIFY(!bench.file().read());
-    const mode_t before = ::umask(0);
-    const bool written = bench.file().store(marker());
-    ::umask(before);
-    QVERIFY(written);
-    QVERIFY(bench.file().exists());
-    QCOMPARE(bench.stored(), text);
-    QCOMPARE(netMarkerText(*bench.file().read()), text);
-    QVERIFY(bench.file().isOwn());
-    QCOMPARE(QDir(bench.folder.path()).entryList(QDir::Files), QStringList("sysupdate.marker"));
-}
-
-void TestMarker::isOwn()
-{
-    const Bench bench;
-    QVERIFY(!bench.file().isOwn());
-    for (const mode_t mode : {0600, 0644, 0664, 0646}) {
-        bench.put(text, mode);
-        QCOMPARE(bench.file().isOwn(), (mode & 0022) == 0);
-    }
-    QVERIFY(QFile::rename(bench.platform.paths.netMarker, bench.folder.filePath("else")));
-    QVERIFY(QFile::link("else", bench.platform.paths.netMarker));
-    QVERIFY(bench.file().exists());
-    QVERIFY(!bench.file().isOwn());
-}
-
-/** Otherwise the new file would have the permissions of the old one. */
-void TestMarker::replacesWhatOthersCanWrite()
-{
-    const Bench bench;
-    bench.put("forged", 0666);
-    QVERIFY(bench.file().store(marker()));
-    QVERIFY(bench.file().isOwn());
-    QCOMPARE(bench.stored(), text);
-}
-
-void TestMarker::replacesALink()
-{
-    const Bench bench;
-    bench.put("another file");
-    QVERIFY(QFile::rename(bench.platform.paths.netMarker, bench.folder.filePath("else")));
-    QVERIFY(QFile::link("else", bench.platform.paths.netMarker));
-    QVERIFY(bench.file().store(marker()));
-    QVERIFY(bench.file().isOwn());
-    QFile other(bench.folder.filePath("else"));
-    QVERIFY(other.open(QIODevice::ReadOnly));
-    QCOMPARE(other.readAll(), QByteArray("another file"));
-}
-
-void TestMarker::keepsTheOlderOne()
-{
-    const Bench bench;
-    bench.put("older");
+    void textOfAMarker_data()
     {
-        const FullDisk disk(0);
-        QVERIFY(!bench.file().store(marker()));
+        const tests::DataTable<NetMarker, QByteArray> rows("marker", "lines");
+        const auto lines = [](const QByteArray &kind, const QByteArray &isSigned,
+                              const QByteArray &state, const QByteArray &attempts) {
+            return "upgrade-agent install 1\narchive " + digest + "\nversion 00ff0a41\nkind " +
+                   kind + "\nsigned " + isSigned + "\nstate " + state + "\nattempts " + attempts +
+                   '\n';
+        };
+        using State = NetMarker::State;
+        const QByteArray version("\0\xff\nA", 4);
+        rows("package", NetMarker{State::Unpacking, NetInstallVariant::Package, digest, version},
+             lines("package", "no", "unpacking", "0"));
+        rows("device",
+             NetMarker{State::Unpacked, NetInstallVariant::Quiet, digest, version, true, 2},
+             lines("device", "yes", "unpacked", "2"));
+        rows("blocks",
+             NetMarker{State::Unpacking, NetInstallVariant::Blocks, digest, version, false, 1},
+             lines("blocks", "no", "unpacking", "1"));
     }
-    QCOMPARE(bench.stored(), QByteArray("older"));
-}
 
-void TestMarker::removalIsSynced()
-{
-    Bench bench;
-    bench.put("anything");
-    QVERIFY(bench.file().remove());
-    QVERIFY(!bench.file().exists());
-    QCOMPARE(bench.synced, QStringList("folder without marker"));
-    // A folder is not removed.
-    QVERIFY(QDir().mkpath(bench.platform.paths.netMarker));
-    QVERIFY(!bench.file().remove());
-}
+    void textOfAMarker()
+    {
+        QFETCH(NetMarker, marker);
+        QFETCH(QByteArray, lines);
+        QCOMPARE(netMarkerText(marker), lines);
+        const auto parsed = parseNetMarker(lines);
+        QVERIFY(parsed.has_value());
+        QCOMPARE(parsed->state, marker.state);
+        QCOMPARE(parsed->variant, marker.variant);
+        QCOMPARE(parsed->digest, marker.digest);
+        QCOMPARE(parsed->version, marker.version);
+        QCOMPARE(parsed->isSigned, marker.isSigned);
+        QCOMPARE(parsed->attempts, marker.attempts);
+    }
 
-/** Nothing with the marker's name can make the agent wait. */
-void TestMarker::cannotBeRead()
-{
-    const Bench bench;
-    QCOMPARE(::mkfifo(qPrintable(bench.platform.paths.netMarker), 0644), 0);
-    QVERIFY(!bench.file().read());
-    QVERIFY(!bench.file().isOwn());
-    QVERIFY(bench.file().remove());
-    bench.put(QByteArray(100'000, 'x'));
-    QVERIFY(!bench.file().read());
-}
+    void everyTruncation()
+    {
+        QVERIFY(parseNetMarker(text).has_value());
+        for (int size = 0; size < text.size(); ++size)
+            QVERIFY2(!parseNetMarker(text.left(size)), qPrintable(QString::number(size)));
+    }
+
+    /** A changed byte is detected, or gives another complete marker. */
+    void everyChangedByte()
+    {
+        int accepted = 0;
+        for (int at = 0; at < text.size(); ++at) {
+            for (int value = 0; value < 256; ++value) {
+                QByteArray bytes = text;
+                bytes[at] = char(value);
+                const auto parsed = parseNetMarker(bytes);
+                accepted += parsed.has_value();
+                QVERIFY(!parsed || netMarkerText(*parsed) == bytes);
+            }
+        }
+        // The 32 digits of the digest and the 8 of the version have 16 values, the attempts 10;
+        // every other byte only its own.
+        QCOMPARE(accepted, 40 * 16 + 10 + (text.size() - 41));
+    }
+
+    void damaged_data()
+    {
+        const tests::DataTable<QByteArray> rows("bytes");
+        const auto changed = [](const char *from, const char *to) {
+            return QByteArray(text).replace(from, to);
+        };
+        rows("empty", QByteArray());
+        rows("another file", QByteArray("1.23"));
+        rows("a later format", changed("install 1", "install 2"));
+        rows("upper case digest", changed("abcdef", "ABCDEF"));
+        rows("short digest", changed("abcdef\n", "abcde\n"));
+        rows("short version", changed("3233", "32"));
+        rows("unknown kind", changed("blocks", "block"));
+        rows("unknown state", changed("unpacked", "removed"));
+        rows("unknown word", changed("yes", "maybe"));
+        rows("negative attempts", changed("attempts 1", "attempts -1"));
+        rows("attempts with a zero", changed("attempts 1", "attempts 01"));
+        rows("huge attempts", changed("attempts 1", "attempts 99999999999"));
+        rows("line too many", text + "kind blocks\n");
+        rows("line end of another system", changed("\n", "\r\n"));
+        rows("too long", text + QByteArray(300, ' '));
+    }
+
+    void damaged()
+    {
+        QFETCH(QByteArray, bytes);
+        QVERIFY(!parseNetMarker(bytes));
+    }
+
+    void isStored()
+    {
+        Bench bench;
+        QVERIFY(!bench.file().exists());
+        QVERIFY(!bench.file().read());
+        const mode_t before = ::umask(0);
+        const bool written = bench.file().store(marker());
+        ::umask(before);
+        QVERIFY(written);
+        QVERIFY(bench.file().exists());
+        QCOMPARE(bench.stored(), text);
+        QCOMPARE(netMarkerText(*bench.file().read()), text);
+        QVERIFY(bench.file().isOwn());
+        QCOMPARE(QDir(bench.folder.path()).entryList(QDir::Files), QStringList("sysupdate.marker"));
+    }
+
+    void isOwn()
+    {
+        const Bench bench;
+        QVERIFY(!bench.file().isOwn());
+        for (const mode_t mode : {0600, 0644, 0664, 0646}) {
+            bench.put(text, mode);
+            QCOMPARE(bench.file().isOwn(), (mode & 0022) == 0);
+        }
+        QVERIFY(QFile::rename(bench.platform.paths.netMarker, bench.folder.filePath("else")));
+        QVERIFY(QFile::link("else", bench.platform.paths.netMarker));
+        QVERIFY(bench.file().exists());
+        QVERIFY(!bench.file().isOwn());
+    }
+
+    /** Otherwise the new file would have the permissions of the old one. */
+    void replacesWhatOthersCanWrite()
+    {
+        const Bench bench;
+        bench.put("forged", 0666);
+        QVERIFY(bench.file().store(marker()));
+        QVERIFY(bench.file().isOwn());
+        QCOMPARE(bench.stored(), text);
+    }
+
+    void replacesALink()
+    {
+        const Bench bench;
+        bench.put("another file");
+        QVERIFY(QFile::rename(bench.platform.paths.netMarker, bench.folder.filePath("else")));
+        QVERIFY(QFile::link("else", bench.platform.paths.netMarker));
+        QVERIFY(bench.file().store(marker()));
+        QVERIFY(bench.file().isOwn());
+        QFile other(bench.folder.filePath("else"));
+        QVERIFY(other.open(QIODevice::ReadOnly));
+        QCOMPARE(other.readAll(), QByteArray("another file"));
+    }
+
+    void keepsTheOlderOne()
+    {
+        const Bench bench;
+        bench.put("older");
+        {
+            const FullDisk disk(0);
+            QVERIFY(!bench.file().store(marker()));
+        }
+        QCOMPARE(bench.stored(), QByteArray("older"));
+    }
+
+    void removalIsSynced()
+    {
+        Bench bench;
+        bench.put("anything");
+        QVERIFY(bench.file().remove());
+        QVERIFY(!bench.file().exists());
+        QCOMPARE(bench.synced, QStringList("folder without marker"));
+        // A folder is not removed.
+        QVERIFY(QDir().mkpath(bench.platform.paths.netMarker));
+        QVERIFY(!bench.file().remove());
+    }
+
+    /** Nothing with the marker's name can make the agent wait. */
+    void cannotBeRead()
+    {
+        const Bench bench;
+        QCOMPARE(::mkfifo(qPrintable(bench.platform.paths.netMarker), 0644), 0);
+        QVERIFY(!bench.file().read());
+        QVERIFY(!bench.file().isOwn());
+        QVERIFY(bench.file().remove());
+        bench.put(QByteArray(100'000, 'x'));
+        QVERIFY(!bench.file().read());
+    }
+};
 
 AGENT_TEST(TestMarker)
 

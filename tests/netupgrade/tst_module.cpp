@@ -157,502 +157,475 @@ class TestModule : public QObject
     Q_OBJECT
 
 private slots:
-    void interface();
-    void wholePackage();
-    void pieces();
-    void twoFramesInOneRead();
-    void bytesWhileNotListeningAreDropped();
-    void gateOpensAgain();
-    void unansweredWordThenSilence();
-    void falseLengthEndsInSilence();
-    void failedInstallListensAtOnce();
-    void secondInstallAfterAFailedOne();
-    void refusesWhileRunActive();
-    void silentUntilTheInstallEnds();
-    void refusesUntilTheReboot();
-    void installingEndsWithoutReboot();
-    void staysResponsiveWhileUnpacking();
-    void blockWithoutArchive();
-    void lastBlockWithoutArchive();
-    void archiveCannotBeCreated();
-    void diskFull();
-    void diskFullInABlock();
-    void repeatedBlock();
-    void senderVanishes();
-    void notice();
-    void noticeOpensTheGate();
-    void destroyedWhileInstalling();
-    void installWithoutAThread();
-    void nothingToResume();
-    void resumesMeanwhileRefuses();
-    void resumesWithoutAThread();
-    void destroyedWhileResuming();
-};
+    void interface()
+    {
+        const QMetaObject &meta = NetModelUpgrade::staticMetaObject;
+        QList<QByteArray> methods;
+        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+            methods.append(meta.method(i).methodSignature());
+        QCOMPARE(methods, (QList<QByteArray>{"signalResponse(QByteArray)", "message(QStringList)",
+                                             "slotProgressValueChanged(double,double)",
+                                             "slotReceiveData(QByteArray)"}));
+    }
 
-void TestModule::interface()
-{
-    const QMetaObject &meta = NetModelUpgrade::staticMetaObject;
-    QList<QByteArray> methods;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
-        methods.append(meta.method(i).methodSignature());
-    QCOMPARE(methods, (QList<QByteArray>{"signalResponse(QByteArray)", "message(QStringList)",
-                                         "slotProgressValueChanged(double,double)",
-                                         "slotReceiveData(QByteArray)"}));
-}
+    void wholePackage()
+    {
+        Bench bench;
+        bench.platform.pauses.beforeModuleReboot = 1ms;
+        bench.start();
+        const QByteArray archive(700, 'a');
+        QByteArray unpacked;
+        bench.shell.onRun = [&](const QString &command) {
+            if (command.contains(" tar "))
+                unpacked = bench.stored();
+        };
+        bench.sendPackage(archive);
+        QVERIFY(bench.module->isInstalling());
+        QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
 
-void TestModule::wholePackage()
-{
-    Bench bench;
-    bench.platform.pauses.beforeModuleReboot = 1ms;
-    bench.start();
-    const QByteArray archive(700, 'a');
-    QByteArray unpacked;
-    bench.shell.onRun = [&](const QString &command) {
-        if (command.contains(" tar "))
-            unpacked = bench.stored();
-    };
-    bench.sendPackage(archive);
-    QVERIFY(bench.module->isInstalling());
-    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+        const QString accepted = QString::fromLatin1(netframes::blockAccepted.toHex());
+        QCOMPARE(bench.log, (QStringList{
+                                QString::fromLatin1(netframes::enterAccepted.toHex()),
+                                accepted,
+                                accepted,
+                                "NET package checksum OK.",
+                                "30 of 100",
+                                "NET package upgrade 30%.",
+                                "70 of 100",
+                                "NET package upgrade 70%.",
+                                "80 of 100",
+                                "NET package upgrade 80%.",
+                                "NET firmware checksum success.",
+                                "Create version file success",
+                                "NETVERSION||1.23",
+                                "90 of 100",
+                                "NET package upgrade 90%.",
+                                "NET firmware ver1.23 upgrade success.",
+                                "WriteIsUgradingTrue",
+                                "NET ready to reboot after 2 seconds.",
+                            }));
+        QCOMPARE(bench.commands(), (QStringList{
+                                       "sudo md5sum /data/sysupdate.tar.bz2",
+                                       "sudo mount -o remount rw /",
+                                       "sudo tar -C / -xf /data/sysupdate.tar.bz2",
+                                       "sudo rm /data/sysupdate.tar.bz2",
+                                       "sudo mount -o remount ro /",
+                                       "sync",
+                                       "sudo reboot",
+                                   }));
+        QCOMPARE(unpacked, archive);
+        QFile version(bench.platform.paths.netVersion);
+        QVERIFY(version.open(QIODevice::ReadOnly));
+        QCOMPARE(version.readAll(), QByteArray("1.23"));
+    }
 
-    const QString accepted = QString::fromLatin1(netframes::blockAccepted.toHex());
-    QCOMPARE(bench.log, (QStringList{
-                            QString::fromLatin1(netframes::enterAccepted.toHex()),
-                            accepted,
-                            accepted,
-                            "NET package checksum OK.",
-                            "30 of 100",
-                            "NET package upgrade 30%.",
-                            "70 of 100",
-                            "NET package upgrade 70%.",
-                            "80 of 100",
-                            "NET package upgrade 80%.",
-                            "NET firmware checksum success.",
-                            "Create version file success",
-                            "NETVERSION||1.23",
-                            "90 of 100",
-                            "NET package upgrade 90%.",
-                            "NET firmware ver1.23 upgrade success.",
-                            "WriteIsUgradingTrue",
-                            "NET ready to reboot after 2 seconds.",
-                        }));
-    QCOMPARE(bench.commands(), (QStringList{
-                                   "sudo md5sum /data/sysupdate.tar.bz2",
-                                   "sudo mount -o remount rw /",
-                                   "sudo tar -C / -xf /data/sysupdate.tar.bz2",
-                                   "sudo rm /data/sysupdate.tar.bz2",
-                                   "sudo mount -o remount ro /",
-                                   "sync",
-                                   "sudo reboot",
-                               }));
-    QCOMPARE(unpacked, archive);
-    QFile version(bench.platform.paths.netVersion);
-    QVERIFY(version.open(QIODevice::ReadOnly));
-    QCOMPARE(version.readAll(), QByteArray("1.23"));
-}
+    void pieces()
+    {
+        Bench bench;
+        bench.start();
+        const QByteArray frame = netframes::write(0, 0, block('0'));
+        for (int split = 1; split < frame.size(); ++split) {
+            bench.answers.clear();
+            bench.module->slotReceiveData(netframes::enter());
+            bench.module->slotReceiveData(frame.left(split));
+            bench.module->slotReceiveData(frame.mid(split));
+            QCOMPARE(bench.answers,
+                     (QList<QByteArray>{netframes::enterAccepted, netframes::blockAccepted}));
+        }
+    }
 
-void TestModule::pieces()
-{
-    Bench bench;
-    bench.start();
-    const QByteArray frame = netframes::write(0, 0, block('0'));
-    for (int split = 1; split < frame.size(); ++split) {
-        bench.answers.clear();
-        bench.module->slotReceiveData(netframes::enter());
-        bench.module->slotReceiveData(frame.left(split));
-        bench.module->slotReceiveData(frame.mid(split));
+    void twoFramesInOneRead()
+    {
+        Bench bench;
+        bench.start();
+        bench.module->slotReceiveData(netframes::enter() + "\r\nUpgradeDatas||" +
+                                      netframes::write(0, 0, block('0')));
         QCOMPARE(bench.answers,
                  (QList<QByteArray>{netframes::enterAccepted, netframes::blockAccepted}));
     }
-}
 
-void TestModule::twoFramesInOneRead()
-{
-    Bench bench;
-    bench.start();
-    bench.module->slotReceiveData(netframes::enter() + "\r\nUpgradeDatas||" +
-                                  netframes::write(0, 0, block('0')));
-    QCOMPARE(bench.answers,
-             (QList<QByteArray>{netframes::enterAccepted, netframes::blockAccepted}));
-}
-
-void TestModule::bytesWhileNotListeningAreDropped()
-{
-    Bench bench;
-    bench.platform.timeOuts.netGateReopen = 1ms;
-    bench.start();
-    const QByteArray unanswered = mcu::buildFrame(mcu::hostStart, {}, command::reboot);
-    QCOMPARE(bench.ask(unanswered + netframes::enter()), QByteArray());
-    QTRY_COMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
-}
-
-void TestModule::gateOpensAgain()
-{
-    Bench bench;
-    bench.platform.timeOuts.netGateReopen = 50ms;
-    bench.start();
-    QElapsedTimer clock;
-    clock.start();
-    bench.module->slotReceiveData(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
-    QCOMPARE(bench.ask(netframes::enter()), QByteArray());
-    QTRY_COMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
-    // Coarse timers may fire up to a twentieth early.
-    QVERIFY(clock.elapsed() >= 47);
-}
-
-void TestModule::unansweredWordThenSilence()
-{
-    Bench bench;
-    bench.start();
-    bench.module->slotReceiveData(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
-    for (int i = 0; i < 10; ++i)
-        QCOMPARE(bench.ask(netframes::enter()), QByteArray());
-}
-
-void TestModule::falseLengthEndsInSilence()
-{
-    Bench bench;
-    bench.platform.timeOuts.netAssembly = 200ms;
-    bench.start();
-    bench.module->slotReceiveData(QByteArray::fromHex("5a5ba5ffff"));
-    QCOMPARE(bench.ask(netframes::enter()), QByteArray());
-    QElapsedTimer silence;
-    silence.start();
-    QTRY_VERIFY(silence.hasExpired(210));
-    QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
-}
-
-void TestModule::failedInstallListensAtOnce()
-{
-    Bench bench;
-    bench.shell.digest = [](const QString &) { return QByteArray(32, '0'); };
-    bench.start();
-    // A client may send the next package as soon as it has read the last message.
-    QStringList busyWhenSaid;
-    connect(bench.module.get(), &NetModelUpgrade::message, this, [&](const QStringList &list) {
-        if (bench.module->isInstalling())
-            busyWhenSaid.append(list);
-    });
-    bench.sendPackage(QByteArray(300, 'a'));
-    QTRY_COMPARE(bench.log.last(), QString("NET package checksum error."));
-    QCOMPARE(busyWhenSaid, QStringList());
-    QVERIFY(!bench.module->isInstalling());
-    QCOMPARE(bench.commands(), QStringList{"sudo md5sum /data/sysupdate.tar.bz2"});
-    QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
-}
-
-void TestModule::secondInstallAfterAFailedOne()
-{
-    Bench bench;
-    bench.platform.pauses.beforeModuleReboot = 1ms;
-    bench.start();
-    QList<QByteArray> damaged = netframes::package(QByteArray(300, 'a'));
-    damaged[1] = netframes::write(1, 0x40, block('b'));
-    bench.module->slotReceiveData(netframes::enter());
-    for (const QByteArray &frame : damaged)
-        bench.module->slotReceiveData(frame);
-    QTRY_VERIFY(bench.log.contains("NET package checksum error."));
-    QTRY_VERIFY(!bench.module->isInstalling());
-
-    // The damaged last block was never acknowledged; repeating it changes nothing.
-    QCOMPARE(bench.ask(damaged.last()), netframes::blockRefused);
-    bench.sendPackage(QByteArray(300, 'a'));
-    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
-    QVERIFY(bench.log.contains("NET firmware ver1.23 upgrade success."));
-}
-
-void TestModule::refusesWhileRunActive()
-{
-    Bench bench;
-    bench.start();
-    bool active = true;
-    bench.module->setRunActive([&] { return active; });
-    QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
-    QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockRefused);
-    QCOMPARE(bench.stored(), QByteArray("no file"));
-    active = false;
-    QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
-    QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockAccepted);
-    active = true;
-    QCOMPARE(bench.ask(netframes::write(1, 0x40, block('1'))), netframes::blockRefused);
-    QVERIFY(!bench.module->isInstalling());
-    QVERIFY(bench.commands().isEmpty());
-}
-
-/** The gate's own time must not end while the commands run, and neither a notice nor a repetition
- *  of the last block, which has no answer, may sound like an end. */
-void TestModule::silentUntilTheInstallEnds()
-{
-    for (const bool succeeds : {true, false}) {
-        QSemaphore digest;
+    void bytesWhileNotListeningAreDropped()
+    {
         Bench bench;
-        const Releaser letItEnd{digest};
         bench.platform.timeOuts.netGateReopen = 1ms;
+        bench.start();
+        const QByteArray unanswered = mcu::buildFrame(mcu::hostStart, {}, command::reboot);
+        QCOMPARE(bench.ask(unanswered + netframes::enter()), QByteArray());
+        QTRY_COMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+    }
+
+    void gateOpensAgain()
+    {
+        Bench bench;
+        bench.platform.timeOuts.netGateReopen = 50ms;
+        bench.start();
+        QElapsedTimer clock;
+        clock.start();
+        bench.module->slotReceiveData(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
+        QCOMPARE(bench.ask(netframes::enter()), QByteArray());
+        QTRY_COMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+        // Coarse timers may fire up to a twentieth early.
+        QVERIFY(clock.elapsed() >= 47);
+    }
+
+    void unansweredWordThenSilence()
+    {
+        Bench bench;
+        bench.start();
+        bench.module->slotReceiveData(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
+        for (int i = 0; i < 10; ++i)
+            QCOMPARE(bench.ask(netframes::enter()), QByteArray());
+    }
+
+    void falseLengthEndsInSilence()
+    {
+        Bench bench;
+        bench.platform.timeOuts.netAssembly = 200ms;
+        bench.start();
+        bench.module->slotReceiveData(QByteArray::fromHex("5a5ba5ffff"));
+        QCOMPARE(bench.ask(netframes::enter()), QByteArray());
+        QElapsedTimer silence;
+        silence.start();
+        QTRY_VERIFY(silence.hasExpired(210));
+        QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+    }
+
+    void failedInstallListensAtOnce()
+    {
+        Bench bench;
+        bench.shell.digest = [](const QString &) { return QByteArray(32, '0'); };
+        bench.start();
+        // A client may send the next package as soon as it has read the last message.
+        QStringList busyWhenSaid;
+        connect(bench.module.get(), &NetModelUpgrade::message, this, [&](const QStringList &list) {
+            if (bench.module->isInstalling())
+                busyWhenSaid.append(list);
+        });
+        bench.sendPackage(QByteArray(300, 'a'));
+        QTRY_COMPARE(bench.log.last(), QString("NET package checksum error."));
+        QCOMPARE(busyWhenSaid, QStringList());
+        QVERIFY(!bench.module->isInstalling());
+        QCOMPARE(bench.commands(), QStringList{"sudo md5sum /data/sysupdate.tar.bz2"});
+        QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+    }
+
+    void secondInstallAfterAFailedOne()
+    {
+        Bench bench;
+        bench.platform.pauses.beforeModuleReboot = 1ms;
+        bench.start();
+        QList<QByteArray> damaged = netframes::package(QByteArray(300, 'a'));
+        damaged[1] = netframes::write(1, 0x40, block('b'));
+        bench.module->slotReceiveData(netframes::enter());
+        for (const QByteArray &frame : damaged)
+            bench.module->slotReceiveData(frame);
+        QTRY_VERIFY(bench.log.contains("NET package checksum error."));
+        QTRY_VERIFY(!bench.module->isInstalling());
+
+        // The damaged last block was never acknowledged; repeating it changes nothing.
+        QCOMPARE(bench.ask(damaged.last()), netframes::blockRefused);
+        bench.sendPackage(QByteArray(300, 'a'));
+        QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+        QVERIFY(bench.log.contains("NET firmware ver1.23 upgrade success."));
+    }
+
+    void refusesWhileRunActive()
+    {
+        Bench bench;
+        bench.start();
+        bool active = true;
+        bench.module->setRunActive([&] { return active; });
+        QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
+        QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockRefused);
+        QCOMPARE(bench.stored(), QByteArray("no file"));
+        active = false;
+        QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+        QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockAccepted);
+        active = true;
+        QCOMPARE(bench.ask(netframes::write(1, 0x40, block('1'))), netframes::blockRefused);
+        QVERIFY(!bench.module->isInstalling());
+        QVERIFY(bench.commands().isEmpty());
+    }
+
+    /** The gate's own time must not end while the commands run, and neither a notice nor a
+     * repetition of the last block, which has no answer, may sound like an end. */
+    void silentUntilTheInstallEnds()
+    {
+        for (const bool succeeds : {true, false}) {
+            QSemaphore digest;
+            Bench bench;
+            const Releaser letItEnd{digest};
+            bench.platform.timeOuts.netGateReopen = 1ms;
+            bench.platform.pauses.beforeModuleReboot = 1h;
+            bench.shell.digest = [&](const QString &command) {
+                digest.acquire();
+                return succeeds ? RecordingShell::md5OfNamedFile(command) : QByteArray(32, '0');
+            };
+            bench.start();
+            bench.sendPackage(QByteArray(300, 'a'));
+            const QByteArray last = netframes::package(QByteArray(300, 'a')).last();
+            const int answers = bench.answers.size();
+            for (const QByteArray &frame : {netframes::enter(), last, netframes::enter()}) {
+                // Longer than the gate's own time.
+                QTest::qWait(20);
+                QCOMPARE(bench.ask(frame), QByteArray());
+                bench.module->noticeUpgradingFalse();
+            }
+            QCOMPARE(bench.answers.size(), answers);
+            digest.release();
+            QTRY_COMPARE(bench.log.last(), QString(succeeds ? "NET ready to reboot after 2 seconds."
+                                                            : "NET package checksum error."));
+            QCOMPARE(bench.ask(last), succeeds ? QByteArray() : netframes::blockRefused);
+            QTRY_COMPARE(bench.ask(netframes::enter()),
+                         succeeds ? netframes::enterRefused : netframes::enterAccepted);
+        }
+    }
+
+    void refusesUntilTheReboot()
+    {
+        Bench bench;
         bench.platform.pauses.beforeModuleReboot = 1h;
-        bench.shell.digest = [&](const QString &command) {
-            digest.acquire();
-            return succeeds ? RecordingShell::md5OfNamedFile(command) : QByteArray(32, '0');
+        bench.start();
+        bench.sendPackage(QByteArray(300, 'a'));
+        QTRY_COMPARE(bench.log.last(), QString("NET ready to reboot after 2 seconds."));
+        QVERIFY(bench.module->isInstalling());
+        QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
+        QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockRefused);
+    }
+
+    void installingEndsWithoutReboot()
+    {
+        Bench bench;
+        bench.platform.pauses.beforeModuleReboot = 1ms;
+        bench.platform.timeOuts.runGuard = 1ms;
+        bench.start();
+        bench.sendPackage(QByteArray(300, 'a'));
+        QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+        QTRY_VERIFY(!bench.module->isInstalling());
+        QCOMPARE(bench.ask(netframes::package(QByteArray(300, 'a')).last()),
+                 netframes::blockRefused);
+    }
+
+    void staysResponsiveWhileUnpacking()
+    {
+        Bench bench;
+        bench.platform.pauses.beforeModuleReboot = 1ms;
+        QSemaphore unpacking;
+        bench.shell.onRun = [&](const QString &command) {
+            if (command.contains(" tar "))
+                unpacking.acquire();
         };
         bench.start();
         bench.sendPackage(QByteArray(300, 'a'));
-        const QByteArray last = netframes::package(QByteArray(300, 'a')).last();
-        const int answers = bench.answers.size();
-        for (const QByteArray &frame : {netframes::enter(), last, netframes::enter()}) {
-            // Longer than the gate's own time.
-            QTest::qWait(20);
-            QCOMPARE(bench.ask(frame), QByteArray());
-            bench.module->noticeUpgradingFalse();
+        QTRY_COMPARE(bench.log.last(), QString("NET package upgrade 30%."));
+        QVERIFY(bench.lastCommand().contains(" tar "));
+        // The main thread is free; the receiver says nothing.
+        QCOMPARE(bench.ask(netframes::enter()), QByteArray());
+        unpacking.release();
+        QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+    }
+
+    void blockWithoutArchive()
+    {
+        Bench bench;
+        bench.start();
+        QCOMPARE(bench.ask(netframes::write(5, 0, block('5'))), netframes::blockRefused);
+        QCOMPARE(bench.ask(netframes::write(5, 0, block('5'))), netframes::blockRefused);
+    }
+
+    void lastBlockWithoutArchive()
+    {
+        Bench bench;
+        bench.start();
+        QCOMPARE(bench.ask(netframes::write(5, 0x40, block('5'))), netframes::blockRefused);
+        QVERIFY(!bench.module->isInstalling());
+        QVERIFY(bench.commands().isEmpty());
+    }
+
+    void archiveCannotBeCreated()
+    {
+        Bench bench;
+        bench.start();
+        bench.platform.paths.netArchive = bench.folder.filePath("missing/archive");
+        NetModelUpgrade module(nullptr, bench.platform);
+        QSignalSpy answers(&module, &NetModelUpgrade::signalResponse);
+        module.slotReceiveData(netframes::write(0, 0, block('0')));
+        QCOMPARE(answers.value(0).value(0).toByteArray(), netframes::blockRefused);
+    }
+
+    void diskFull()
+    {
+        Bench bench;
+        bench.start();
+        bench.platform.paths.netArchive = "/dev/full";
+        NetModelUpgrade module(nullptr, bench.platform);
+        QSignalSpy answers(&module, &NetModelUpgrade::signalResponse);
+        module.slotReceiveData(netframes::write(0, 0, block('0')));
+        module.slotReceiveData(netframes::write(1, 0x40, block('1')));
+        QCOMPARE(answers.count(), 2);
+        QCOMPARE(answers.at(0).at(0).toByteArray(), netframes::blockRefused);
+        QCOMPARE(answers.at(1).at(0).toByteArray(), netframes::blockRefused);
+        QVERIFY(!module.isInstalling());
+    }
+
+    /** The part of the block that fitted is not in the archive when the block is sent again. */
+    void diskFullInABlock()
+    {
+        Bench bench;
+        bench.start();
+        const QByteArray second = netframes::write(1, 0, block('1'));
+        QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockAccepted);
+        {
+            const FullDisk full(300);
+            QCOMPARE(bench.ask(second), netframes::blockRefused);
         }
-        QCOMPARE(bench.answers.size(), answers);
-        digest.release();
-        QTRY_COMPARE(bench.log.last(), QString(succeeds ? "NET ready to reboot after 2 seconds."
-                                                        : "NET package checksum error."));
-        QCOMPARE(bench.ask(last), succeeds ? QByteArray() : netframes::blockRefused);
-        QTRY_COMPARE(bench.ask(netframes::enter()),
-                     succeeds ? netframes::enterRefused : netframes::enterAccepted);
+        QCOMPARE(bench.ask(second), netframes::blockAccepted);
+        QCOMPARE(bench.stored(), QByteArray(194, '0') + block('1'));
     }
-}
 
-void TestModule::refusesUntilTheReboot()
-{
-    Bench bench;
-    bench.platform.pauses.beforeModuleReboot = 1h;
-    bench.start();
-    bench.sendPackage(QByteArray(300, 'a'));
-    QTRY_COMPARE(bench.log.last(), QString("NET ready to reboot after 2 seconds."));
-    QVERIFY(bench.module->isInstalling());
-    QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
-    QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockRefused);
-}
-
-void TestModule::installingEndsWithoutReboot()
-{
-    Bench bench;
-    bench.platform.pauses.beforeModuleReboot = 1ms;
-    bench.platform.timeOuts.runGuard = 1ms;
-    bench.start();
-    bench.sendPackage(QByteArray(300, 'a'));
-    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
-    QTRY_VERIFY(!bench.module->isInstalling());
-    QCOMPARE(bench.ask(netframes::package(QByteArray(300, 'a')).last()), netframes::blockRefused);
-}
-
-void TestModule::staysResponsiveWhileUnpacking()
-{
-    Bench bench;
-    bench.platform.pauses.beforeModuleReboot = 1ms;
-    QSemaphore unpacking;
-    bench.shell.onRun = [&](const QString &command) {
-        if (command.contains(" tar "))
-            unpacking.acquire();
-    };
-    bench.start();
-    bench.sendPackage(QByteArray(300, 'a'));
-    QTRY_COMPARE(bench.log.last(), QString("NET package upgrade 30%."));
-    QVERIFY(bench.lastCommand().contains(" tar "));
-    // The main thread is free; the receiver says nothing.
-    QCOMPARE(bench.ask(netframes::enter()), QByteArray());
-    unpacking.release();
-    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
-}
-
-void TestModule::blockWithoutArchive()
-{
-    Bench bench;
-    bench.start();
-    QCOMPARE(bench.ask(netframes::write(5, 0, block('5'))), netframes::blockRefused);
-    QCOMPARE(bench.ask(netframes::write(5, 0, block('5'))), netframes::blockRefused);
-}
-
-void TestModule::lastBlockWithoutArchive()
-{
-    Bench bench;
-    bench.start();
-    QCOMPARE(bench.ask(netframes::write(5, 0x40, block('5'))), netframes::blockRefused);
-    QVERIFY(!bench.module->isInstalling());
-    QVERIFY(bench.commands().isEmpty());
-}
-
-void TestModule::archiveCannotBeCreated()
-{
-    Bench bench;
-    bench.start();
-    bench.platform.paths.netArchive = bench.folder.filePath("missing/archive");
-    NetModelUpgrade module(nullptr, bench.platform);
-    QSignalSpy answers(&module, &NetModelUpgrade::signalResponse);
-    module.slotReceiveData(netframes::write(0, 0, block('0')));
-    QCOMPARE(answers.value(0).value(0).toByteArray(), netframes::blockRefused);
-}
-
-void TestModule::diskFull()
-{
-    Bench bench;
-    bench.start();
-    bench.platform.paths.netArchive = "/dev/full";
-    NetModelUpgrade module(nullptr, bench.platform);
-    QSignalSpy answers(&module, &NetModelUpgrade::signalResponse);
-    module.slotReceiveData(netframes::write(0, 0, block('0')));
-    module.slotReceiveData(netframes::write(1, 0x40, block('1')));
-    QCOMPARE(answers.count(), 2);
-    QCOMPARE(answers.at(0).at(0).toByteArray(), netframes::blockRefused);
-    QCOMPARE(answers.at(1).at(0).toByteArray(), netframes::blockRefused);
-    QVERIFY(!module.isInstalling());
-}
-
-/** The part of the block that fitted is not in the archive when the block is sent again. */
-void TestModule::diskFullInABlock()
-{
-    Bench bench;
-    bench.start();
-    const QByteArray second = netframes::write(1, 0, block('1'));
-    QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockAccepted);
+    void repeatedBlock()
     {
-        const FullDisk full(300);
-        QCOMPARE(bench.ask(second), netframes::blockRefused);
+        Bench bench;
+        bench.start();
+        bench.module->slotReceiveData(netframes::write(0, 0, block('0')));
+        bench.module->slotReceiveData(netframes::write(3, 0, block('3')));
+        QCOMPARE(bench.ask(netframes::write(3, 0, block('3'))), netframes::blockAccepted);
+        QCOMPARE(bench.stored(), QByteArray(194, '0') + block('3'));
     }
-    QCOMPARE(bench.ask(second), netframes::blockAccepted);
-    QCOMPARE(bench.stored(), QByteArray(194, '0') + block('1'));
-}
 
-void TestModule::repeatedBlock()
-{
-    Bench bench;
-    bench.start();
-    bench.module->slotReceiveData(netframes::write(0, 0, block('0')));
-    bench.module->slotReceiveData(netframes::write(3, 0, block('3')));
-    QCOMPARE(bench.ask(netframes::write(3, 0, block('3'))), netframes::blockAccepted);
-    QCOMPARE(bench.stored(), QByteArray(194, '0') + block('3'));
-}
-
-void TestModule::senderVanishes()
-{
-    Bench bench;
-    bench.platform.timeOuts.netAssembly = 1ms;
-    bench.platform.pauses.beforeModuleReboot = 1ms;
-    bench.start();
-    bench.module->slotReceiveData(netframes::enter());
-    bench.module->slotReceiveData(netframes::write(0, 0, block('0')));
-    bench.module->slotReceiveData(netframes::write(1, 0, block('1')).left(100));
-    QElapsedTimer silence;
-    silence.start();
-    QTRY_VERIFY(silence.hasExpired(5));
-    bench.sendPackage(QByteArray(700, 'a'));
-    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
-    QCOMPARE(bench.stored(), QByteArray(700, 'a'));
-}
-
-void TestModule::notice()
-{
-    Bench bench;
-    bench.start();
-    bench.module->noticeUpgradingFalse();
-    QCOMPARE(bench.answers, (QList<QByteArray>{netframes::blockAccepted, "WriteIsUgradingFalse"}));
-}
-
-void TestModule::noticeOpensTheGate()
-{
-    Bench bench;
-    bench.start();
-    bench.module->slotReceiveData(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
-    bench.module->noticeUpgradingFalse();
-    QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
-}
-
-void TestModule::destroyedWhileInstalling()
-{
-    Bench bench;
-    bench.start();
-    bench.sendPackage(QByteArray(300, 'a'));
-    bench.module.reset();
-    QCOMPARE(bench.lastCommand(), QString("sync"));
-}
-
-/** Each line is said before the command after it begins, and none while the last block is taken. */
-void TestModule::installWithoutAThread()
-{
-    Bench bench;
-    bench.platform.pauses.beforeModuleReboot = 1h;
-    QList<int> linesBeforeCommands;
-    bench.shell.onRun = [&](const QString &) { linesBeforeCommands.append(bench.log.size()); };
-    bench.start();
+    void senderVanishes()
     {
-        const NoThreads noThreads;
+        Bench bench;
+        bench.platform.timeOuts.netAssembly = 1ms;
+        bench.platform.pauses.beforeModuleReboot = 1ms;
+        bench.start();
+        bench.module->slotReceiveData(netframes::enter());
+        bench.module->slotReceiveData(netframes::write(0, 0, block('0')));
+        bench.module->slotReceiveData(netframes::write(1, 0, block('1')).left(100));
+        QElapsedTimer silence;
+        silence.start();
+        QTRY_VERIFY(silence.hasExpired(5));
+        bench.sendPackage(QByteArray(700, 'a'));
+        QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+        QCOMPARE(bench.stored(), QByteArray(700, 'a'));
+    }
+
+    void notice()
+    {
+        Bench bench;
+        bench.start();
+        bench.module->noticeUpgradingFalse();
+        QCOMPARE(bench.answers,
+                 (QList<QByteArray>{netframes::blockAccepted, "WriteIsUgradingFalse"}));
+    }
+
+    void noticeOpensTheGate()
+    {
+        Bench bench;
+        bench.start();
+        bench.module->slotReceiveData(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
+        bench.module->noticeUpgradingFalse();
+        QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+    }
+
+    void destroyedWhileInstalling()
+    {
+        Bench bench;
+        bench.start();
         bench.sendPackage(QByteArray(300, 'a'));
-        QVERIFY(bench.module->isInstalling());
-        QCOMPARE(bench.commands(), QStringList());
-        QTRY_COMPARE(bench.log.last(), QString("NET ready to reboot after 2 seconds."));
+        bench.module.reset();
+        QCOMPARE(bench.lastCommand(), QString("sync"));
     }
-    const int answers = 1 + netframes::package(QByteArray(300, 'a')).size() - 1;
-    // After the answers to the blocks: one line before the root is writable, three before tar, ...
-    QCOMPARE(linesBeforeCommands,
-             (QList<int>{answers + 1, answers + 3, answers + 5, answers + 7, answers + 10}));
-    QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
-}
 
-void TestModule::nothingToResume()
-{
-    Bench bench;
-    bench.start();
-    bench.module->resume([](const NetResumeEvent &) { QFAIL("nothing to report"); });
-    QVERIFY(!bench.module->isInstalling());
-    QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
-}
+    /** Each line is said before the command after it begins, and none while the last block is
+     * taken. */
+    void installWithoutAThread()
+    {
+        Bench bench;
+        bench.platform.pauses.beforeModuleReboot = 1h;
+        QList<int> linesBeforeCommands;
+        bench.shell.onRun = [&](const QString &) { linesBeforeCommands.append(bench.log.size()); };
+        bench.start();
+        {
+            const NoThreads noThreads;
+            bench.sendPackage(QByteArray(300, 'a'));
+            QVERIFY(bench.module->isInstalling());
+            QCOMPARE(bench.commands(), QStringList());
+            QTRY_COMPARE(bench.log.last(), QString("NET ready to reboot after 2 seconds."));
+        }
+        const int answers = 1 + netframes::package(QByteArray(300, 'a')).size() - 1;
+        // After the answers to the blocks: one line before the root is writable, three before tar,
+        // ...
+        QCOMPARE(linesBeforeCommands,
+                 (QList<int>{answers + 1, answers + 3, answers + 5, answers + 7, answers + 10}));
+        QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
+    }
 
-void TestModule::resumesMeanwhileRefuses()
-{
-    Bench bench;
-    bench.platform.pauses.beforeModuleReboot = 0ms;
-    bench.platform.timeOuts.runGuard = 1ms;
-    QSemaphore held;
-    bench.shell.onRun = [&](const QString &command) {
-        if (command.startsWith("sudo tar"))
-            held.acquire();
-    };
-    bench.start();
-    bench.interrupt();
-    const Releaser releaser{held};
-    QList<NetResumeEvent::Kind> events;
-    bench.module->resume([&](const NetResumeEvent &event) {
-        QCOMPARE(QThread::currentThread(), bench.module->thread());
-        events.append(event.kind);
-    });
-    QVERIFY(bench.module->isInstalling());
-    QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
-    QTRY_COMPARE(bench.lastCommand(), QString("sudo tar -C / -xf /data/sysupdate.tar.bz2"));
-    QTRY_COMPARE(events, QList{NetResumeEvent::Kind::Begun});
-    const int answers = bench.answers.size();
-    bench.module->noticeUpgradingFalse();
-    QCOMPARE(bench.answers.size(), answers);
-    QVERIFY(bench.module->isInstalling());
-    held.release();
-    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
-    QCOMPARE(events, (QList{NetResumeEvent::Kind::Begun, NetResumeEvent::Kind::Completed}));
-    QTRY_VERIFY(!bench.module->isInstalling());
-    QCOMPARE(bench.log, QStringList(netframes::enterRefused.toHex()));
-}
+    void nothingToResume()
+    {
+        Bench bench;
+        bench.start();
+        bench.module->resume([](const NetResumeEvent &) { QFAIL("nothing to report"); });
+        QVERIFY(!bench.module->isInstalling());
+        QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
+    }
 
-void TestModule::resumesWithoutAThread()
-{
-    Bench bench;
-    bench.platform.pauses.beforeModuleReboot = 0ms;
-    bench.start();
-    bench.interrupt();
-    const NoThreads none;
-    bench.module->resume([](const NetResumeEvent &) {});
-    QCOMPARE(bench.commands(), QStringList());
-    QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
-    QCOMPARE(bench.commands().size(), 6);
-}
+    void resumesMeanwhileRefuses()
+    {
+        Bench bench;
+        bench.platform.pauses.beforeModuleReboot = 0ms;
+        bench.platform.timeOuts.runGuard = 1ms;
+        QSemaphore held;
+        bench.shell.onRun = [&](const QString &command) {
+            if (command.startsWith("sudo tar"))
+                held.acquire();
+        };
+        bench.start();
+        bench.interrupt();
+        const Releaser releaser{held};
+        QList<NetResumeEvent::Kind> events;
+        bench.module->resume([&](const NetResumeEvent &event) {
+            QCOMPARE(QThread::currentThread(), bench.module->thread());
+            events.append(event.kind);
+        });
+        QVERIFY(bench.module->isInstalling());
+        QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
+        QTRY_COMPARE(bench.lastCommand(), QString("sudo tar -C / -xf /data/sysupdate.tar.bz2"));
+        QTRY_COMPARE(events, QList{NetResumeEvent::Kind::Begun});
+        const int answers = bench.answers.size();
+        bench.module->noticeUpgradingFalse();
+        QCOMPARE(bench.answers.size(), answers);
+        QVERIFY(bench.module->isInstalling());
+        held.release();
+        QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+        QCOMPARE(events, (QList{NetResumeEvent::Kind::Begun, NetResumeEvent::Kind::Completed}));
+        QTRY_VERIFY(!bench.module->isInstalling());
+        QCOMPARE(bench.log, QStringList(netframes::enterRefused.toHex()));
+    }
 
-void TestModule::destroyedWhileResuming()
-{
-    Bench bench;
-    bench.start();
-    bench.interrupt();
-    bench.module->resume([](const NetResumeEvent &) { QFAIL("too late to report"); });
-    bench.module.reset();
-    QCOMPARE(bench.commands().size(), 5);
-}
+    void resumesWithoutAThread()
+    {
+        Bench bench;
+        bench.platform.pauses.beforeModuleReboot = 0ms;
+        bench.start();
+        bench.interrupt();
+        const NoThreads none;
+        bench.module->resume([](const NetResumeEvent &) {});
+        QCOMPARE(bench.commands(), QStringList());
+        QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
+        QCOMPARE(bench.commands().size(), 6);
+    }
+
+    void destroyedWhileResuming()
+    {
+        Bench bench;
+        bench.start();
+        bench.interrupt();
+        bench.module->resume([](const NetResumeEvent &) { QFAIL("too late to report"); });
+        bench.module.reset();
+        QCOMPARE(bench.commands().size(), 5);
+    }
+};
 
 AGENT_TEST(TestModule)
 

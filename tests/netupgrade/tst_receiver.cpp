@@ -79,359 +79,332 @@ class TestReceiver : public QObject
     Q_OBJECT
 
 private slots:
-    void answersInGoldenFrames();
-    void enters_data();
-    void enters();
-    void receivesAPackage_data();
-    void receivesAPackage();
-    void numbersAreNotChecked();
-    void repeatedFrameIsNotWrittenTwice();
-    void enterStartsAgain();
-    void lastBlockIsNotARepetition();
-    void headerBlockWithLastFlag();
-    void lastFlagMustBeExact();
-    void stripsPadding_data();
-    void stripsPadding();
-    void shortWrites_data();
-    void shortWrites();
-    void oddSizes();
-    void wrongChecksum();
-    void wrongChecksumOfAnyWord();
-    void unknownWordStopsListening();
-    void ignoresInputWhileNotListening();
-    void refusesEverythingWhileBusy();
-    void repeatedLastBlockWhileBusy();
-    void refusesUnsignedImages();
-    void keysThatAppearStopTheInstall();
-    void skipsNoise();
-    void falseLength();
-    void largestFrame();
-};
-
-void TestReceiver::answersInGoldenFrames()
-{
-    QCOMPARE(netBlockReply(command::enterUpdateMode, status::done), netframes::enterAccepted);
-    QCOMPARE(netBlockReply(command::writeBlock, status::done), netframes::blockAccepted);
-    QCOMPARE(netBlockReply(command::writeBlock, status::refused), netframes::blockRefused);
-}
-
-void TestReceiver::enters_data()
-{
-    QTest::addColumn<QByteArray>("frame");
-    QTest::addColumn<QString>("answer");
-    const auto row = [](const char *name, const char *hex, const char *answer) {
-        QTest::newRow(name) << QByteArray::fromHex(hex) << QString(answer);
-    };
-    row("host start byte", "5a5ba5070000000079200006", "7900 0");
-    row("reply start byte", "5b5ba5070000000079200005", "7900 0");
-    row("other start byte", "5c5ba5070000000079200004", "");
-    row("other type", "5a5ba5070000000079000026", "7900 3");
-    row("other index", "5a5ba5070000000079200105", "7900 3");
-    row("no payload",
-        "5a5ba50500000000792"
-        "8",
-        "7900 3");
-    row("long payload", "5a5ba508000000007920000005", "7900 3");
-    row("wrong address", "5a5ba6070000000079200005", "");
-}
-
-void TestReceiver::enters()
-{
-    QFETCH(QByteArray, frame);
-    QFETCH(QString, answer);
-    Owner owner;
-    owner.feed(frame);
-    QCOMPARE(owner.log.join(", "), answer);
-}
-
-void TestReceiver::receivesAPackage_data()
-{
-    QTest::addColumn<int>("size");
-    for (const int size : {195, 256, 449, 450, 451, 1000, 20'000, 258 * 256})
-        QTest::addRow("%d", size) << size;
-}
-
-void TestReceiver::receivesAPackage()
-{
-    QFETCH(int, size);
-    QByteArray archive;
-    for (int i = 0; i < size; ++i)
-        archive.append(char(i * 7 % 251));
-    Owner owner;
-    owner.feed(netframes::enter());
-    const QList<QByteArray> frames = netframes::package(archive);
-    for (const QByteArray &frame : frames)
-        owner.feed(frame);
-    QCOMPARE(owner.log.size(), frames.size() + 1);
-    QCOMPARE(owner.log.at(1), QString("create 194"));
-    QVERIFY(owner.log.last().startsWith("finish"));
-    QCOMPARE(owner.archive, archive);
-    QCOMPARE(owner.header.version, QByteArray("1.23"));
-    QCOMPARE(owner.header.md5Text,
-             QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex());
-}
-
-void TestReceiver::numbersAreNotChecked()
-{
-    Owner owner;
-    owner.feed(netframes::write(0, 0, data('0')));
-    owner.feed(netframes::write(7, 0, data('7')));
-    owner.feed(netframes::write(3, 0, data('3')));
-    owner.feed(netframes::write(0x1234, 0, data('x')));
-    QCOMPARE(owner.archive, data('0', 194) + data('7') + data('3') + data('x'));
-}
-
-void TestReceiver::repeatedFrameIsNotWrittenTwice()
-{
-    Owner owner;
-    const QByteArray third = netframes::write(3, 0, data('3'));
-    owner.feed(netframes::write(0, 0, data('0')));
-    owner.feed(netframes::write(0, 0, data('0')));
-    owner.feed(third);
-    owner.feed(third);
-    owner.feed(third);
-    owner.feed(netframes::write(4, 0, data('3')));
-    owner.feed(third);
-    QCOMPARE(owner.log, (QStringList{"create 194", "7901 0", "append 256", "7901 0", "7901 0",
-                                     "append 256", "append 256"}));
-}
-
-void TestReceiver::enterStartsAgain()
-{
-    Owner owner;
-    owner.feed(netframes::write(0, 0, data('0')));
-    owner.feed(netframes::enter());
-    owner.feed(netframes::write(0, 0, data('0')));
-    QCOMPARE(owner.log, (QStringList{"create 194", "7900 0", "create 194"}));
-}
-
-void TestReceiver::lastBlockIsNotARepetition()
-{
-    Owner owner;
-    owner.feed(netframes::write(0, 0, data('0')));
-    owner.feed(netframes::write(1, 0x40, data('1')));
-    owner.feed(netframes::write(1, 0x40, data('1')));
-    owner.feed(netframes::write(0, 0, data('0')));
-    QCOMPARE(owner.log, (QStringList{"create 194", "finish 256", "finish 256", "create 194"}));
-}
-
-void TestReceiver::headerBlockWithLastFlag()
-{
-    Owner owner;
-    owner.feed(netframes::write(0, 0x40, data('0')));
-    QCOMPARE(owner.log, QStringList{"create 194"});
-}
-
-void TestReceiver::lastFlagMustBeExact()
-{
-    Owner owner;
-    for (const int flags : {0x41, 0xC0, 0x80, 0xFF, 0})
-        owner.feed(netframes::write(1, quint8(flags), data('1')));
-    QCOMPARE(owner.log,
-             (QStringList{"append 256", "append 256", "append 256", "append 256", "append 256"}));
-}
-
-void TestReceiver::stripsPadding_data()
-{
-    QTest::addColumn<QByteArray>("last");
-    QTest::addColumn<int>("kept");
-    QTest::newRow("none") << data('1') << 256;
-    QTest::newRow("one") << data('1', 255) + data('\xFF', 1) << 255;
-    QTest::newRow("all but one") << data('1', 1) + data('\xFF', 255) << 1;
-    QTest::newRow("all") << data('\xFF') << 0;
-    QTest::newRow("inside stays") << data('\xFF', 200) + data('1', 1) + data('\xFF', 55) << 201;
-    QTest::newRow("short block") << data('\xFF', 3) << 0;
-    QTest::newRow("empty block") << QByteArray() << 0;
-    QTest::newRow("long block") << data('1', 3) + data('\xFF', 400) << 3;
-}
-
-void TestReceiver::stripsPadding()
-{
-    QFETCH(QByteArray, last);
-    QFETCH(int, kept);
-    Owner owner;
-    owner.feed(netframes::write(9, 0x40, last));
-    QCOMPARE(owner.log, QStringList{QString("finish %1").arg(kept)});
-}
-
-void TestReceiver::shortWrites_data()
-{
-    QTest::addColumn<QByteArray>("payload");
-    QTest::addColumn<QString>("answer");
-    for (int size = 0; size < 5; ++size)
-        QTest::addRow("payload of %d", size)
-            << QByteArray::fromHex("2000050000").left(size) << "7901 3";
-    QTest::newRow("no data") << QByteArray::fromHex("2000050000") << "append 0";
-    QTest::newRow("header block, 0") << QByteArray::fromHex("2000000000") << "7901 3";
-    QTest::newRow("header block, 61")
-        << QByteArray::fromHex("2000000000") + data('0', 61) << "7901 3";
-    QTest::newRow("header block, 62")
-        << QByteArray::fromHex("2000000000") + data('0', 62) << "create 0";
-}
-
-void TestReceiver::shortWrites()
-{
-    QFETCH(QByteArray, payload);
-    QFETCH(QString, answer);
-    Owner owner;
-    owner.feed(mcu::buildFrame(mcu::hostStart, {}, command::writeBlock, payload));
-    QCOMPARE(owner.log, QStringList{answer});
-}
-
-void TestReceiver::oddSizes()
-{
-    Owner owner;
-    owner.feed(netframes::write(0, 0, data('0', 100)));
-    owner.feed(netframes::write(1, 0, data('1', 10)));
-    owner.feed(netframes::write(2, 0, data('2', 1000)));
-    QCOMPARE(owner.log, (QStringList{"create 38", "append 10", "append 1000"}));
-}
-
-void TestReceiver::wrongChecksum()
-{
-    Owner owner;
-    QByteArray frame = netframes::write(0, 0, data('0'));
-    frame[20] = 'x';
-    owner.feed(frame);
-    owner.feed(netframes::write(0, 0, data('0')));
-    QCOMPARE(owner.log, (QStringList{"7901 1", "create 194"}));
-}
-
-void TestReceiver::wrongChecksumOfAnyWord()
-{
-    Owner owner;
-    QByteArray frame = mcu::buildFrame(mcu::hostStart, {}, 0x1234, "x");
-    frame[frame.size() - 1] = char(frame.at(frame.size() - 1) + 1);
-    owner.feed(frame);
-    QVERIFY(owner.receiver.isListening());
-    QCOMPARE(owner.log, QStringList{"1234 1"});
-}
-
-void TestReceiver::unknownWordStopsListening()
-{
-    Owner owner;
-    owner.feed(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
-    QVERIFY(!owner.receiver.isListening());
-    owner.feed(netframes::enter());
-    QVERIFY(owner.log.isEmpty());
-    owner.receiver.listen();
-    owner.feed(netframes::enter());
-    QCOMPARE(owner.log, QStringList{"7900 0"});
-}
-
-void TestReceiver::ignoresInputWhileNotListening()
-{
-    Owner owner;
-    owner.feed(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
-    owner.feed(netframes::enter().left(5));
-    owner.receiver.listen();
-    owner.feed(netframes::enter().mid(5));
-    QVERIFY(owner.log.isEmpty());
-    owner.feed(netframes::enter());
-    QCOMPARE(owner.log, QStringList{"7900 0"});
-}
-
-void TestReceiver::refusesEverythingWhileBusy()
-{
-    Owner owner;
-    owner.feed(netframes::write(0, 0, data('0')));
-    owner.busy = true;
-    owner.feed(netframes::enter());
-    owner.feed(netframes::write(0, 0, data('x')));
-    owner.feed(netframes::write(1, 0, data('1')));
-    owner.feed(netframes::write(2, 0x40, data('2')));
-    owner.busy = false;
-    owner.feed(netframes::write(1, 0, data('1')));
-    QCOMPARE(owner.log,
-             (QStringList{"create 194", "7900 3", "7901 3", "7901 3", "7901 3", "append 256"}));
-}
-
-/** It is being installed, and has its answer after the module's restart. */
-void TestReceiver::repeatedLastBlockWhileBusy()
-{
-    Owner owner;
-    const QByteArray last = netframes::write(1, 0x40, data('b'));
-    const QByteArray other = netframes::write(1, 0x40, data('c'));
-    owner.feed(netframes::write(0, 0, data('a')) + last);
-    owner.log.clear();
-    owner.busy = true;
-    owner.feed(last);
-    QCOMPARE(owner.log, QStringList());
-    QVERIFY(!owner.receiver.isListening());
-    owner.receiver.listen();
-    owner.feed(other);
-    QCOMPARE(owner.log, QStringList{"7901 3"});
-    owner.receiver.forgetLastBlock();
-    owner.feed(last);
-    QCOMPARE(owner.log, (QStringList{"7901 3", "7901 3"}));
-}
-
-void TestReceiver::refusesUnsignedImages()
-{
-    Owner owner;
-    owner.refusal = "signed packages only";
-    owner.feed(netframes::enter());
-    for (const QByteArray &frame : netframes::package(QByteArray(600, 'a')))
-        owner.feed(frame);
-    owner.feed(netframes::write(1, 0, "short"));
-    QCOMPARE(owner.log.join(", "), QString("signed packages only, 7900 3, 7901 3, 7901 3, 7901 3, "
-                                           "7901 3"));
-    owner.busy = true;
-    owner.log.clear();
-    owner.feed(netframes::enter());
-    QCOMPARE(owner.log.join(", "), QString("signed packages only, 7900 3"));
-}
-
-void TestReceiver::keysThatAppearStopTheInstall()
-{
-    Owner owner;
-    owner.feed(netframes::enter());
-    const QList<QByteArray> frames = netframes::package(QByteArray(600, 'a'));
-    owner.feed(frames.at(0));
-    owner.refusal = "signed packages only";
-    owner.feed(frames.at(1));
-    owner.feed(frames.at(2));
-    // The sender repeats the last block, and then begins once more.
-    owner.feed(frames.at(2));
-    owner.feed(frames.at(0));
-    QCOMPARE(owner.log.join(", "),
-             QString("7900 0, create 194, append 256, signed packages only, 7901 3, 7901 3, "
-                     "signed packages only, 7901 3"));
-}
-
-void TestReceiver::skipsNoise()
-{
-    Owner owner;
-    owner.feed("noise\r\nUpgradeDatas||");
-    owner.feed(netframes::enter());
-    owner.feed("\r\nUpgradeDatas||");
-    owner.feed(netframes::enter());
-    QCOMPARE(owner.log, (QStringList{"7900 0", "7900 0"}));
-}
-
-void TestReceiver::falseLength()
-{
-    Owner owner;
-    for (int length = 0; length < 5; ++length) {
-        owner.feed(QByteArray::fromHex("5a5ba5") + QByteArray(1, char(length)) + data('\0', 1));
-        owner.feed(netframes::enter());
+    void answersInGoldenFrames()
+    {
+        QCOMPARE(netBlockReply(command::enterUpdateMode, status::done), netframes::enterAccepted);
+        QCOMPARE(netBlockReply(command::writeBlock, status::done), netframes::blockAccepted);
+        QCOMPARE(netBlockReply(command::writeBlock, status::refused), netframes::blockRefused);
     }
-    QCOMPARE(owner.log.size(), 5);
 
-    owner.feed(QByteArray::fromHex("5a5ba5ffff"));
-    owner.feed(netframes::enter());
-    QCOMPARE(owner.log.size(), 5);
-    owner.receiver.dropPartialFrame();
-    owner.feed(netframes::enter());
-    QCOMPARE(owner.log.size(), 6);
-}
+    void enters_data()
+    {
+        QTest::addColumn<QByteArray>("frame");
+        QTest::addColumn<QString>("answer");
+        const auto row = [](const char *name, const char *hex, const char *answer) {
+            QTest::newRow(name) << QByteArray::fromHex(hex) << QString(answer);
+        };
+        row("host start byte", "5a5ba5070000000079200006", "7900 0");
+        row("reply start byte", "5b5ba5070000000079200005", "7900 0");
+        row("other start byte", "5c5ba5070000000079200004", "");
+        row("other type", "5a5ba5070000000079000026", "7900 3");
+        row("other index", "5a5ba5070000000079200105", "7900 3");
+        row("no payload",
+            "5a5ba50500000000792"
+            "8",
+            "7900 3");
+        row("long payload", "5a5ba508000000007920000005", "7900 3");
+        row("wrong address", "5a5ba6070000000079200005", "");
+    }
 
-void TestReceiver::largestFrame()
-{
-    Owner owner;
-    owner.feed(netframes::write(1, 0, data('x', 0xFFFF - 10)));
-    QCOMPARE(owner.log, QStringList{"append 65525"});
-}
+    void enters()
+    {
+        QFETCH(QByteArray, frame);
+        QFETCH(QString, answer);
+        Owner owner;
+        owner.feed(frame);
+        QCOMPARE(owner.log.join(", "), answer);
+    }
+
+    void receivesAPackage_data()
+    {
+        QTest::addColumn<int>("size");
+        for (const int size : {195, 256, 449, 450, 451, 1000, 20'000, 258 * 256})
+            QTest::addRow("%d", size) << size;
+    }
+
+    void receivesAPackage()
+    {
+        QFETCH(int, size);
+        QByteArray archive;
+        for (int i = 0; i < size; ++i)
+            archive.append(char(i * 7 % 251));
+        Owner owner;
+        owner.feed(netframes::enter());
+        const QList<QByteArray> frames = netframes::package(archive);
+        for (const QByteArray &frame : frames)
+            owner.feed(frame);
+        QCOMPARE(owner.log.size(), frames.size() + 1);
+        QCOMPARE(owner.log.at(1), QString("create 194"));
+        QVERIFY(owner.log.last().startsWith("finish"));
+        QCOMPARE(owner.archive, archive);
+        QCOMPARE(owner.header.version, QByteArray("1.23"));
+        QCOMPARE(owner.header.md5Text,
+                 QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex());
+    }
+
+    void numbersAreNotChecked()
+    {
+        Owner owner;
+        owner.feed(netframes::write(0, 0, data('0')));
+        owner.feed(netframes::write(7, 0, data('7')));
+        owner.feed(netframes::write(3, 0, data('3')));
+        owner.feed(netframes::write(0x1234, 0, data('x')));
+        QCOMPARE(owner.archive, data('0', 194) + data('7') + data('3') + data('x'));
+    }
+
+    void repeatedFrameIsNotWrittenTwice()
+    {
+        Owner owner;
+        const QByteArray third = netframes::write(3, 0, data('3'));
+        owner.feed(netframes::write(0, 0, data('0')));
+        owner.feed(netframes::write(0, 0, data('0')));
+        owner.feed(third);
+        owner.feed(third);
+        owner.feed(third);
+        owner.feed(netframes::write(4, 0, data('3')));
+        owner.feed(third);
+        QCOMPARE(owner.log, (QStringList{"create 194", "7901 0", "append 256", "7901 0", "7901 0",
+                                         "append 256", "append 256"}));
+    }
+
+    void enterStartsAgain()
+    {
+        Owner owner;
+        owner.feed(netframes::write(0, 0, data('0')));
+        owner.feed(netframes::enter());
+        owner.feed(netframes::write(0, 0, data('0')));
+        QCOMPARE(owner.log, (QStringList{"create 194", "7900 0", "create 194"}));
+    }
+
+    void lastBlockIsNotARepetition()
+    {
+        Owner owner;
+        owner.feed(netframes::write(0, 0, data('0')));
+        owner.feed(netframes::write(1, 0x40, data('1')));
+        owner.feed(netframes::write(1, 0x40, data('1')));
+        owner.feed(netframes::write(0, 0, data('0')));
+        QCOMPARE(owner.log, (QStringList{"create 194", "finish 256", "finish 256", "create 194"}));
+    }
+
+    void headerBlockWithLastFlag()
+    {
+        Owner owner;
+        owner.feed(netframes::write(0, 0x40, data('0')));
+        QCOMPARE(owner.log, QStringList{"create 194"});
+    }
+
+    void lastFlagMustBeExact()
+    {
+        Owner owner;
+        for (const int flags : {0x41, 0xC0, 0x80, 0xFF, 0})
+            owner.feed(netframes::write(1, quint8(flags), data('1')));
+        QCOMPARE(owner.log, (QStringList{"append 256", "append 256", "append 256", "append 256",
+                                         "append 256"}));
+    }
+
+    void stripsPadding_data()
+    {
+        QTest::addColumn<QByteArray>("last");
+        QTest::addColumn<int>("kept");
+        QTest::newRow("none") << data('1') << 256;
+        QTest::newRow("one") << data('1', 255) + data('\xFF', 1) << 255;
+        QTest::newRow("all but one") << data('1', 1) + data('\xFF', 255) << 1;
+        QTest::newRow("all") << data('\xFF') << 0;
+        QTest::newRow("inside stays") << data('\xFF', 200) + data('1', 1) + data('\xFF', 55) << 201;
+        QTest::newRow("short block") << data('\xFF', 3) << 0;
+        QTest::newRow("empty block") << QByteArray() << 0;
+        QTest::newRow("long block") << data('1', 3) + data('\xFF', 400) << 3;
+    }
+
+    void stripsPadding()
+    {
+        QFETCH(QByteArray, last);
+        QFETCH(int, kept);
+        Owner owner;
+        owner.feed(netframes::write(9, 0x40, last));
+        QCOMPARE(owner.log, QStringList{QString("finish %1").arg(kept)});
+    }
+
+    void shortWrites_data()
+    {
+        QTest::addColumn<QByteArray>("payload");
+        QTest::addColumn<QString>("answer");
+        for (int size = 0; size < 5; ++size)
+            QTest::addRow("payload of %d", size)
+                << QByteArray::fromHex("2000050000").left(size) << "7901 3";
+        QTest::newRow("no data") << QByteArray::fromHex("2000050000") << "append 0";
+        QTest::newRow("header block, 0") << QByteArray::fromHex("2000000000") << "7901 3";
+        QTest::newRow("header block, 61")
+            << QByteArray::fromHex("2000000000") + data('0', 61) << "7901 3";
+        QTest::newRow("header block, 62")
+            << QByteArray::fromHex("2000000000") + data('0', 62) << "create 0";
+    }
+
+    void shortWrites()
+    {
+        QFETCH(QByteArray, payload);
+        QFETCH(QString, answer);
+        Owner owner;
+        owner.feed(mcu::buildFrame(mcu::hostStart, {}, command::writeBlock, payload));
+        QCOMPARE(owner.log, QStringList{answer});
+    }
+
+    void oddSizes()
+    {
+        Owner owner;
+        owner.feed(netframes::write(0, 0, data('0', 100)));
+        owner.feed(netframes::write(1, 0, data('1', 10)));
+        owner.feed(netframes::write(2, 0, data('2', 1000)));
+        QCOMPARE(owner.log, (QStringList{"create 38", "append 10", "append 1000"}));
+    }
+
+    void wrongChecksum()
+    {
+        Owner owner;
+        QByteArray frame = netframes::write(0, 0, data('0'));
+        frame[20] = 'x';
+        owner.feed(frame);
+        owner.feed(netframes::write(0, 0, data('0')));
+        QCOMPARE(owner.log, (QStringList{"7901 1", "create 194"}));
+    }
+
+    void wrongChecksumOfAnyWord()
+    {
+        Owner owner;
+        QByteArray frame = mcu::buildFrame(mcu::hostStart, {}, 0x1234, "x");
+        frame[frame.size() - 1] = char(frame.at(frame.size() - 1) + 1);
+        owner.feed(frame);
+        QVERIFY(owner.receiver.isListening());
+        QCOMPARE(owner.log, QStringList{"1234 1"});
+    }
+
+    void unknownWordStopsListening()
+    {
+        Owner owner;
+        owner.feed(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
+        QVERIFY(!owner.receiver.isListening());
+        owner.feed(netframes::enter());
+        QVERIFY(owner.log.isEmpty());
+        owner.receiver.listen();
+        owner.feed(netframes::enter());
+        QCOMPARE(owner.log, QStringList{"7900 0"});
+    }
+
+    void ignoresInputWhileNotListening()
+    {
+        Owner owner;
+        owner.feed(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
+        owner.feed(netframes::enter().left(5));
+        owner.receiver.listen();
+        owner.feed(netframes::enter().mid(5));
+        QVERIFY(owner.log.isEmpty());
+        owner.feed(netframes::enter());
+        QCOMPARE(owner.log, QStringList{"7900 0"});
+    }
+
+    void refusesEverythingWhileBusy()
+    {
+        Owner owner;
+        owner.feed(netframes::write(0, 0, data('0')));
+        owner.busy = true;
+        owner.feed(netframes::enter());
+        owner.feed(netframes::write(0, 0, data('x')));
+        owner.feed(netframes::write(1, 0, data('1')));
+        owner.feed(netframes::write(2, 0x40, data('2')));
+        owner.busy = false;
+        owner.feed(netframes::write(1, 0, data('1')));
+        QCOMPARE(owner.log,
+                 (QStringList{"create 194", "7900 3", "7901 3", "7901 3", "7901 3", "append 256"}));
+    }
+
+    /** It is being installed, and has its answer after the module's restart. */
+    void repeatedLastBlockWhileBusy()
+    {
+        Owner owner;
+        const QByteArray last = netframes::write(1, 0x40, data('b'));
+        const QByteArray other = netframes::write(1, 0x40, data('c'));
+        owner.feed(netframes::write(0, 0, data('a')) + last);
+        owner.log.clear();
+        owner.busy = true;
+        owner.feed(last);
+        QCOMPARE(owner.log, QStringList());
+        QVERIFY(!owner.receiver.isListening());
+        owner.receiver.listen();
+        owner.feed(other);
+        QCOMPARE(owner.log, QStringList{"7901 3"});
+        owner.receiver.forgetLastBlock();
+        owner.feed(last);
+        QCOMPARE(owner.log, (QStringList{"7901 3", "7901 3"}));
+    }
+
+    void refusesUnsignedImages()
+    {
+        Owner owner;
+        owner.refusal = "signed packages only";
+        owner.feed(netframes::enter());
+        for (const QByteArray &frame : netframes::package(QByteArray(600, 'a')))
+            owner.feed(frame);
+        owner.feed(netframes::write(1, 0, "short"));
+        QCOMPARE(owner.log.join(", "),
+                 QString("signed packages only, 7900 3, 7901 3, 7901 3, 7901 3, "
+                         "7901 3"));
+        owner.busy = true;
+        owner.log.clear();
+        owner.feed(netframes::enter());
+        QCOMPARE(owner.log.join(", "), QString("signed packages only, 7900 3"));
+    }
+
+    void keysThatAppearStopTheInstall()
+    {
+        Owner owner;
+        owner.feed(netframes::enter());
+        const QList<QByteArray> frames = netframes::package(QByteArray(600, 'a'));
+        owner.feed(frames.at(0));
+        owner.refusal = "signed packages only";
+        owner.feed(frames.at(1));
+        owner.feed(frames.at(2));
+        // The sender repeats the last block, and then begins once more.
+        owner.feed(frames.at(2));
+        owner.feed(frames.at(0));
+        QCOMPARE(owner.log.join(", "),
+                 QString("7900 0, create 194, append 256, signed packages only, 7901 3, 7901 3, "
+                         "signed packages only, 7901 3"));
+    }
+
+    void skipsNoise()
+    {
+        Owner owner;
+        owner.feed("noise\r\nUpgradeDatas||");
+        owner.feed(netframes::enter());
+        owner.feed("\r\nUpgradeDatas||");
+        owner.feed(netframes::enter());
+        QCOMPARE(owner.log, (QStringList{"7900 0", "7900 0"}));
+    }
+
+    void falseLength()
+    {
+        Owner owner;
+        for (int length = 0; length < 5; ++length) {
+            owner.feed(QByteArray::fromHex("5a5ba5") + QByteArray(1, char(length)) + data('\0', 1));
+            owner.feed(netframes::enter());
+        }
+        QCOMPARE(owner.log.size(), 5);
+
+        owner.feed(QByteArray::fromHex("5a5ba5ffff"));
+        owner.feed(netframes::enter());
+        QCOMPARE(owner.log.size(), 5);
+        owner.receiver.dropPartialFrame();
+        owner.feed(netframes::enter());
+        QCOMPARE(owner.log.size(), 6);
+    }
+
+    void largestFrame()
+    {
+        Owner owner;
+        owner.feed(netframes::write(1, 0, data('x', 0xFFFF - 10)));
+        QCOMPARE(owner.log, QStringList{"append 65525"});
+    }
+};
 
 AGENT_TEST_WITHOUT_APPLICATION(TestReceiver)
 

@@ -131,291 +131,272 @@ class TestNet : public QObject
     Q_OBJECT
 
 private slots:
-    void parsesEverySize();
-    void checksMd5();
-    void checksOddFiles();
-    void fileThatShrinksFails();
-    void keyOfVersions_data();
-    void keyOfVersions();
-    void addsAnEntry();
-    void replacesTheEntry();
-    void mergesTwice();
-    void severalNetEntries();
-    void damagedNetEntries();
-    void recordWithoutEntry();
-    void keepsForeignTexts();
-    void setsTheRelease();
-    void longFormBecomesNewest();
-    void refuses_data();
-    void refuses();
-    void refusesLongDescriptions();
-    void noticesAChangedPackage();
-};
-
-void TestNet::parsesEverySize()
-{
-    const QByteArray whole = netFile("1.23", "archive");
-    for (int size = 0; size <= whole.size(); ++size) {
-        const QByteArray image = whole.left(size);
-        const NetImage parsed = parseNetImage(image);
-        QCOMPARE(parsed.version.size(), 4);
-        QCOMPARE(parsed.md5Text.size(), 32);
-        QCOMPARE(parsed.version, image.left(4).leftJustified(4, '\0'));
-        QCOMPARE(parsed.md5Text, image.mid(5, 32).leftJustified(32, '\0'));
-        QCOMPARE(parsed.archiveLength, qMax(0, size - 62));
-        QCOMPARE(netArchive(image), whole.mid(62, qMax(0, size - 62)));
-        BytesSource source(image);
-        QCOMPARE(readNetImage(source).version, parsed.version);
-        QCOMPARE(readNetImage(source).md5Text, parsed.md5Text);
-        QCOMPARE(readNetImage(source).archiveLength, parsed.archiveLength);
+    void parsesEverySize()
+    {
+        const QByteArray whole = netFile("1.23", "archive");
+        for (int size = 0; size <= whole.size(); ++size) {
+            const QByteArray image = whole.left(size);
+            const NetImage parsed = parseNetImage(image);
+            QCOMPARE(parsed.version.size(), 4);
+            QCOMPARE(parsed.md5Text.size(), 32);
+            QCOMPARE(parsed.version, image.left(4).leftJustified(4, '\0'));
+            QCOMPARE(parsed.md5Text, image.mid(5, 32).leftJustified(32, '\0'));
+            QCOMPARE(parsed.archiveLength, qMax(0, size - 62));
+            QCOMPARE(netArchive(image), whole.mid(62, qMax(0, size - 62)));
+            BytesSource source(image);
+            QCOMPARE(readNetImage(source).version, parsed.version);
+            QCOMPARE(readNetImage(source).md5Text, parsed.md5Text);
+            QCOMPARE(readNetImage(source).archiveLength, parsed.archiveLength);
+        }
     }
-}
 
-void TestNet::checksMd5()
-{
-    // What md5sum prints for these nine bytes.
-    const QByteArray digest = "25f9e794323b453885f5181f1b624d0b";
-    const QByteArray file =
-        "1.23" + QByteArray(1, '\0') + digest + QByteArray(25, 'z') + "123456789";
-    BytesSource source(file);
-    const NetCheck check = checkNetImage(source);
-    QVERIFY(check.matches());
-    QVERIFY(check.installs());
-    QCOMPARE(check.computedMd5, digest);
-    QCOMPARE(netMajorVersion(check.image), QStringLiteral("1"));
-    QCOMPARE(netMinorVersion(check.image), QStringLiteral("23"));
+    void checksMd5()
+    {
+        // What md5sum prints for these nine bytes.
+        const QByteArray digest = "25f9e794323b453885f5181f1b624d0b";
+        const QByteArray file =
+            "1.23" + QByteArray(1, '\0') + digest + QByteArray(25, 'z') + "123456789";
+        BytesSource source(file);
+        const NetCheck check = checkNetImage(source);
+        QVERIFY(check.matches());
+        QVERIFY(check.installs());
+        QCOMPARE(check.computedMd5, digest);
+        QCOMPARE(netMajorVersion(check.image), QStringLiteral("1"));
+        QCOMPARE(netMinorVersion(check.image), QStringLiteral("23"));
 
-    QByteArray upper = file;
-    upper.replace(5, 32, digest.toUpper());
-    BytesSource upperSource(upper);
-    QVERIFY(checkNetImage(upperSource).matches());
-    QVERIFY(!checkNetImage(upperSource).installs());
+        QByteArray upper = file;
+        upper.replace(5, 32, digest.toUpper());
+        BytesSource upperSource(upper);
+        QVERIFY(checkNetImage(upperSource).matches());
+        QVERIFY(!checkNetImage(upperSource).installs());
 
-    QByteArray wrong = file;
-    wrong[70] = '0';
-    BytesSource wrongSource(wrong);
-    QVERIFY(!checkNetImage(wrongSource).matches());
-    QVERIFY(!checkNetImage(wrongSource).installs());
-}
+        QByteArray wrong = file;
+        wrong[70] = '0';
+        BytesSource wrongSource(wrong);
+        QVERIFY(!checkNetImage(wrongSource).matches());
+        QVERIFY(!checkNetImage(wrongSource).installs());
+    }
 
-void TestNet::checksOddFiles()
-{
-    for (const int size : {0, 1, 4, 36, 37, 61}) {
-        BytesSource source(netFile("1.23", {}).left(size));
+    void checksOddFiles()
+    {
+        for (const int size : {0, 1, 4, 36, 37, 61}) {
+            BytesSource source(netFile("1.23", {}).left(size));
+            QVERIFY(!checkNetImage(source).matches());
+        }
+        BytesSource empty(netFile("1.23", {}));
+        QVERIFY(checkNetImage(empty).matches());
+        for (const int size : {4095, 4096, 4097, 8192, 100'000}) {
+            BytesSource source(netFile("1.23", QByteArray(size, 'a')));
+            QVERIFY(checkNetImage(source).matches());
+        }
+    }
+
+    void fileThatShrinksFails()
+    {
+        class Shrinking : public BytesSource
+        {
+        public:
+            using BytesSource::BytesSource;
+            qint64 size() const override { return BytesSource::size() + 1; }
+        };
+        Shrinking source(netFile("1.23", "archive"));
         QVERIFY(!checkNetImage(source).matches());
     }
-    BytesSource empty(netFile("1.23", {}));
-    QVERIFY(checkNetImage(empty).matches());
-    for (const int size : {4095, 4096, 4097, 8192, 100'000}) {
-        BytesSource source(netFile("1.23", QByteArray(size, 'a')));
-        QVERIFY(checkNetImage(source).matches());
-    }
-}
 
-void TestNet::fileThatShrinksFails()
-{
-    class Shrinking : public BytesSource
+    void keyOfVersions_data()
     {
-    public:
-        using BytesSource::BytesSource;
-        qint64 size() const override { return BytesSource::size() + 1; }
-    };
-    Shrinking source(netFile("1.23", "archive"));
-    QVERIFY(!checkNetImage(source).matches());
-}
+        QTest::addColumn<QByteArray>("version");
+        QTest::addColumn<QByteArray>("key");
+        QTest::newRow("usual") << QByteArray("1.23") << QByteArray("2001000000011700");
+        QTest::newRow("zero in front") << QByteArray("9.05") << QByteArray("2001000000090500");
+        QTest::newRow("no digits") << QByteArray("a.bc") << QByteArray("2001000000000000");
+        QTest::newRow("no bytes") << QByteArray(4, '\0') << QByteArray("2001000000000000");
+    }
 
-void TestNet::keyOfVersions_data()
-{
-    QTest::addColumn<QByteArray>("version");
-    QTest::addColumn<QByteArray>("key");
-    QTest::newRow("usual") << QByteArray("1.23") << QByteArray("2001000000011700");
-    QTest::newRow("zero in front") << QByteArray("9.05") << QByteArray("2001000000090500");
-    QTest::newRow("no digits") << QByteArray("a.bc") << QByteArray("2001000000000000");
-    QTest::newRow("no bytes") << QByteArray(4, '\0') << QByteArray("2001000000000000");
-}
+    void keyOfVersions()
+    {
+        QFETCH(QByteArray, version);
+        QFETCH(QByteArray, key);
+        QCOMPARE(netRecordKey(parseNetImage(netFile(version, "x"))).bytes().toHex(), key);
+    }
 
-void TestNet::keyOfVersions()
-{
-    QFETCH(QByteArray, version);
-    QFETCH(QByteArray, key);
-    QCOMPARE(netRecordKey(parseNetImage(netFile(version, "x"))).bytes().toHex(), key);
-}
+    void addsAnEntry()
+    {
+        const QByteArray old = golden(QStringLiteral("version-5"));
+        const QByteArray file = netFile("2.07", "BZh9...");
+        const NetMergePlan planned = plan(old, file);
+        QCOMPARE(planned.error, Error::None);
+        QVERIFY(!planned.hadNet);
+        QVERIFY(!planned.oldRecord);
+        QCOMPARE(planned.chipsBefore, 1);
+        QCOMPARE(planned.chipsAfter, 2);
 
-void TestNet::addsAnEntry()
-{
-    const QByteArray old = golden(QStringLiteral("version-5"));
-    const QByteArray file = netFile("2.07", "BZh9...");
-    const NetMergePlan planned = plan(old, file);
-    QCOMPARE(planned.error, Error::None);
-    QVERIFY(!planned.hadNet);
-    QVERIFY(!planned.oldRecord);
-    QCOMPARE(planned.chipsBefore, 1);
-    QCOMPARE(planned.chipsAfter, 2);
+        const QByteArray merged = merge(old, file);
+        QVERIFY(hasGoodChecksum(merged));
+        QCOMPARE(netImageOf(merged), file);
+        QCOMPARE(otherRecords(merged), otherRecords(old));
+        const PackageDescription description = describe(merged);
+        QCOMPARE(description.firmwareList,
+                 QStringList({"MAIN-A,0,1,1,1,65,1,2,3", "NET,32,1,0,0,0,2,7,0"}));
+        QCOMPARE(description.version, QStringLiteral("1.0.12"));
+        const QByteArray entry =
+            R"({"chip_quanity":"1","chip_type":"33","mcus":[{"mcu_type":"0","pcbs":[)"
+            R"({"fw_file":"images/net.bin","name":"NET","pcb_version":"0","speciality":"",)"
+            R"("ver1":"2","ver2":"07","ver3":"00"}]}],"name":"NET"})";
+        QVERIFY(description.json.contains(entry));
+        BytesSource source(merged);
+        QCOMPARE(readPackageHeader(source).version, 6);
+    }
 
-    const QByteArray merged = merge(old, file);
-    QVERIFY(hasGoodChecksum(merged));
-    QCOMPARE(netImageOf(merged), file);
-    QCOMPARE(otherRecords(merged), otherRecords(old));
-    const PackageDescription description = describe(merged);
-    QCOMPARE(description.firmwareList,
-             QStringList({"MAIN-A,0,1,1,1,65,1,2,3", "NET,32,1,0,0,0,2,7,0"}));
-    QCOMPARE(description.version, QStringLiteral("1.0.12"));
-    const QByteArray entry =
-        R"({"chip_quanity":"1","chip_type":"33","mcus":[{"mcu_type":"0","pcbs":[)"
-        R"({"fw_file":"images/net.bin","name":"NET","pcb_version":"0","speciality":"",)"
-        R"("ver1":"2","ver2":"07","ver3":"00"}]}],"name":"NET"})";
-    QVERIFY(description.json.contains(entry));
-    BytesSource source(merged);
-    QCOMPARE(readPackageHeader(source).version, 6);
-}
+    void replacesTheEntry()
+    {
+        const QByteArray old = golden(QStringLiteral("good"));
+        const QByteArray file = netFile("3.00", QByteArray(70'000, 'q'));
+        const NetMergePlan planned = plan(old, file);
+        QVERIFY(planned.hadNet);
+        QVERIFY(planned.oldRecord.has_value());
+        QCOMPARE(planned.chipsBefore, 3);
+        QCOMPARE(planned.chipsAfter, 3);
 
-void TestNet::replacesTheEntry()
-{
-    const QByteArray old = golden(QStringLiteral("good"));
-    const QByteArray file = netFile("3.00", QByteArray(70'000, 'q'));
-    const NetMergePlan planned = plan(old, file);
-    QVERIFY(planned.hadNet);
-    QVERIFY(planned.oldRecord.has_value());
-    QCOMPARE(planned.chipsBefore, 3);
-    QCOMPARE(planned.chipsAfter, 3);
+        const QByteArray merged = merge(old, file);
+        QVERIFY(hasGoodChecksum(merged));
+        QCOMPARE(netRecords(merged), 1);
+        QCOMPARE(netImageOf(merged), file);
+        QCOMPARE(otherRecords(merged), otherRecords(old));
+        QCOMPARE(describe(merged).firmwareList.last(), QStringLiteral("NET,32,1,0,0,0,3,0,0"));
+    }
 
-    const QByteArray merged = merge(old, file);
-    QVERIFY(hasGoodChecksum(merged));
-    QCOMPARE(netRecords(merged), 1);
-    QCOMPARE(netImageOf(merged), file);
-    QCOMPARE(otherRecords(merged), otherRecords(old));
-    QCOMPARE(describe(merged).firmwareList.last(), QStringLiteral("NET,32,1,0,0,0,3,0,0"));
-}
+    void mergesTwice()
+    {
+        const QByteArray old = golden(QStringLiteral("version-5"));
+        const QByteArray second = netFile("2.00", "second");
+        const QByteArray merged = merge(merge(old, netFile("1.00", "first")), second);
+        QVERIFY(hasGoodChecksum(merged));
+        QCOMPARE(netRecords(merged), 1);
+        QCOMPARE(netImageOf(merged), second);
+        QCOMPARE(otherRecords(merged), otherRecords(old));
+        QCOMPARE(describe(merged).firmwareList.size(), 2);
+        // The same once more changes nothing at all.
+        QCOMPARE(merge(merged, second), merged);
+    }
 
-void TestNet::mergesTwice()
-{
-    const QByteArray old = golden(QStringLiteral("version-5"));
-    const QByteArray second = netFile("2.00", "second");
-    const QByteArray merged = merge(merge(old, netFile("1.00", "first")), second);
-    QVERIFY(hasGoodChecksum(merged));
-    QCOMPARE(netRecords(merged), 1);
-    QCOMPARE(netImageOf(merged), second);
-    QCOMPARE(otherRecords(merged), otherRecords(old));
-    QCOMPARE(describe(merged).firmwareList.size(), 2);
-    // The same once more changes nothing at all.
-    QCOMPARE(merge(merged, second), merged);
-}
+    void severalNetEntries()
+    {
+        const QByteArray entry = R"({"chip_type":"33","mcus":[{"pcbs":[{"name":"%"}]}]})";
+        const QByteArray json = "{\"chips\":[" + QByteArray(entry).replace('%', 'a') + "," +
+                                QByteArray(entry).replace('%', 'b') + "]}";
+        const QByteArray merged =
+            merge(packageOf(json, "2001000000010000 0001010141010203 2001000000020000"),
+                  netFile("1.23", "new"));
+        QCOMPARE(netRecords(merged), 1);
+        QCOMPARE(netImageOf(merged), netFile("1.23", "new"));
+        QCOMPARE(describe(merged).firmwareList,
+                 QStringList({"NET,32,0,0,0,0,1,23,0", "b,32,0,0,0,0,0,0,0"}));
+    }
 
-void TestNet::severalNetEntries()
-{
-    const QByteArray entry = R"({"chip_type":"33","mcus":[{"pcbs":[{"name":"%"}]}]})";
-    const QByteArray json = "{\"chips\":[" + QByteArray(entry).replace('%', 'a') + "," +
-                            QByteArray(entry).replace('%', 'b') + "]}";
-    const QByteArray merged =
-        merge(packageOf(json, "2001000000010000 0001010141010203 2001000000020000"),
-              netFile("1.23", "new"));
-    QCOMPARE(netRecords(merged), 1);
-    QCOMPARE(netImageOf(merged), netFile("1.23", "new"));
-    QCOMPARE(describe(merged).firmwareList,
-             QStringList({"NET,32,0,0,0,0,1,23,0", "b,32,0,0,0,0,0,0,0"}));
-}
+    void damagedNetEntries()
+    {
+        for (const char *mcus : {"", R"(,"mcus":[])", R"(,"mcus":[{}])", R"(,"mcus":[{"pcbs":[]}])",
+                                 R"(,"mcus":"x")", R"(,"mcus":[5])"}) {
+            const QByteArray json =
+                R"({"chips":[{"chip_type":"33","chip_quanity":"1")" + QByteArray(mcus) + "}]}";
+            const QByteArray merged =
+                merge(packageOf(json, "0001010141010203"), netFile("1.23", "new"));
+            QCOMPARE(describe(merged).firmwareList, QStringList("NET,32,1,0,0,0,1,23,0"));
+            QCOMPARE(netRecords(merged), 1);
+        }
+    }
 
-void TestNet::damagedNetEntries()
-{
-    for (const char *mcus : {"", R"(,"mcus":[])", R"(,"mcus":[{}])", R"(,"mcus":[{"pcbs":[]}])",
-                             R"(,"mcus":"x")", R"(,"mcus":[5])"}) {
-        const QByteArray json =
-            R"({"chips":[{"chip_type":"33","chip_quanity":"1")" + QByteArray(mcus) + "}]}";
+    void recordWithoutEntry()
+    {
+        const QByteArray old = packageOf(R"({"chips":[]})", "2001000000010000 0001010141010203");
+        const NetMergePlan planned = plan(old, netFile("1.23", "new"));
+        QVERIFY(!planned.hadNet);
+        QVERIFY(planned.oldRecord.has_value());
+        QCOMPARE(netRecords(merge(old, netFile("1.23", "new"))), 1);
+    }
+
+    void keepsForeignTexts()
+    {
+        const QByteArray json = "{\"chips\":[],\"model\":\"\xc3\x84\"}";
         const QByteArray merged =
             merge(packageOf(json, "0001010141010203"), netFile("1.23", "new"));
-        QCOMPARE(describe(merged).firmwareList, QStringList("NET,32,1,0,0,0,1,23,0"));
-        QCOMPARE(netRecords(merged), 1);
+        QCOMPARE(describe(merged).model, QString(QChar(0xc4)));
+        QCOMPARE(netImageOf(merged), netFile("1.23", "new"));
     }
-}
 
-void TestNet::recordWithoutEntry()
-{
-    const QByteArray old = packageOf(R"({"chips":[]})", "2001000000010000 0001010141010203");
-    const NetMergePlan planned = plan(old, netFile("1.23", "new"));
-    QVERIFY(!planned.hadNet);
-    QVERIFY(planned.oldRecord.has_value());
-    QCOMPARE(netRecords(merge(old, netFile("1.23", "new"))), 1);
-}
-
-void TestNet::keepsForeignTexts()
-{
-    const QByteArray json = "{\"chips\":[],\"model\":\"\xc3\x84\"}";
-    const QByteArray merged = merge(packageOf(json, "0001010141010203"), netFile("1.23", "new"));
-    QCOMPARE(describe(merged).model, QString(QChar(0xc4)));
-    QCOMPARE(netImageOf(merged), netFile("1.23", "new"));
-}
-
-void TestNet::setsTheRelease()
-{
-    const QByteArray old = golden(QStringLiteral("good"));
-    const QByteArray merged = merge(old, netFile("1.24", "new"), QStringLiteral("1.0.13"));
-    QCOMPARE(describe(merged).version, QStringLiteral("1.0.13"));
-    QCOMPARE(describe(merged).model, QStringLiteral("MX-88"));
-}
-
-void TestNet::longFormBecomesNewest()
-{
-    const QByteArray old = golden(QStringLiteral("version-2"));
-    const QByteArray merged = merge(old, netFile("1.24", "new"));
-    BytesSource source(merged);
-    QCOMPARE(readPackageHeader(source).version, 6);
-    QCOMPARE(otherRecords(merged), otherRecords(old));
-    QVERIFY(!otherRecords(merged).isEmpty());
-}
-
-void TestNet::refuses_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<Error>("error");
-    const auto row = [](const char *name, Error error) {
-        QTest::newRow(name) << QString::fromLatin1(name) << error;
-    };
-    row("checksum-wrong", Error::BadChecksum);
-    row("bare", Error::BadChecksum);
-    row("empty", Error::BadHead);
-    row("no-magic", Error::BadHead);
-    row("version-7", Error::BadHead);
-    row("version-1", Error::BadHead);
-    row("json-not-json", Error::NotJson);
-    row("json-a-list", Error::NotAnObject);
-    row("json-chips-an-object", Error::ChipsNotAnArray);
-    row("json-longer-than-file", Error::BadRecords);
-    row("record-cut", Error::BadRecords);
-    row("record-header-cut", Error::BadRecords);
-    row("record-claims-4-gib", Error::BadRecords);
-}
-
-void TestNet::refuses()
-{
-    QFETCH(QString, name);
-    QTEST(plan(golden(name), netFile("1.23", "new")).error, "error");
-}
-
-void TestNet::refusesLongDescriptions()
-{
-    const int entrySize =
-        plan(packageOf(R"({"chips":[],"pad":""})", "0001010141010203"), netFile("1.23", "new"))
-            .json.size();
-    for (const int over : {0, 1}) {
-        const QByteArray pad(package::longestShortJson - entrySize + over, 'p');
-        const QByteArray old =
-            packageOf(R"({"chips":[],"pad":")" + pad + R"("})", "0001010141010203");
-        QCOMPARE(plan(old, netFile("1.23", "new")).error,
-                 over == 0 ? Error::None : Error::DescriptionTooLong);
+    void setsTheRelease()
+    {
+        const QByteArray old = golden(QStringLiteral("good"));
+        const QByteArray merged = merge(old, netFile("1.24", "new"), QStringLiteral("1.0.13"));
+        QCOMPARE(describe(merged).version, QStringLiteral("1.0.13"));
+        QCOMPARE(describe(merged).model, QStringLiteral("MX-88"));
     }
-}
 
-void TestNet::noticesAChangedPackage()
-{
-    const QByteArray old = golden(QStringLiteral("good"));
-    const QByteArray file = netFile("1.23", "new");
-    const NetMergePlan planned = plan(old, file);
-    BytesSource cut(old.left(old.size() - 1));
-    BytesSource net(file);
-    BytesSink sink;
-    PackageWriter writer(sink);
-    QVERIFY(!writeNetMerge(writer, planned, cut, net));
-}
+    void longFormBecomesNewest()
+    {
+        const QByteArray old = golden(QStringLiteral("version-2"));
+        const QByteArray merged = merge(old, netFile("1.24", "new"));
+        BytesSource source(merged);
+        QCOMPARE(readPackageHeader(source).version, 6);
+        QCOMPARE(otherRecords(merged), otherRecords(old));
+        QVERIFY(!otherRecords(merged).isEmpty());
+    }
+
+    void refuses_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<Error>("error");
+        const auto row = [](const char *name, Error error) {
+            QTest::newRow(name) << QString::fromLatin1(name) << error;
+        };
+        row("checksum-wrong", Error::BadChecksum);
+        row("bare", Error::BadChecksum);
+        row("empty", Error::BadHead);
+        row("no-magic", Error::BadHead);
+        row("version-7", Error::BadHead);
+        row("version-1", Error::BadHead);
+        row("json-not-json", Error::NotJson);
+        row("json-a-list", Error::NotAnObject);
+        row("json-chips-an-object", Error::ChipsNotAnArray);
+        row("json-longer-than-file", Error::BadRecords);
+        row("record-cut", Error::BadRecords);
+        row("record-header-cut", Error::BadRecords);
+        row("record-claims-4-gib", Error::BadRecords);
+    }
+
+    void refuses()
+    {
+        QFETCH(QString, name);
+        QTEST(plan(golden(name), netFile("1.23", "new")).error, "error");
+    }
+
+    void refusesLongDescriptions()
+    {
+        const int entrySize =
+            plan(packageOf(R"({"chips":[],"pad":""})", "0001010141010203"), netFile("1.23", "new"))
+                .json.size();
+        for (const int over : {0, 1}) {
+            const QByteArray pad(package::longestShortJson - entrySize + over, 'p');
+            const QByteArray old =
+                packageOf(R"({"chips":[],"pad":")" + pad + R"("})", "0001010141010203");
+            QCOMPARE(plan(old, netFile("1.23", "new")).error,
+                     over == 0 ? Error::None : Error::DescriptionTooLong);
+        }
+    }
+
+    void noticesAChangedPackage()
+    {
+        const QByteArray old = golden(QStringLiteral("good"));
+        const QByteArray file = netFile("1.23", "new");
+        const NetMergePlan planned = plan(old, file);
+        BytesSource cut(old.left(old.size() - 1));
+        BytesSource net(file);
+        BytesSink sink;
+        PackageWriter writer(sink);
+        QVERIFY(!writeNetMerge(writer, planned, cut, net));
+    }
+};
 
 AGENT_TEST_WITHOUT_APPLICATION(TestNet)
 

@@ -79,336 +79,311 @@ class TestVerified : public QObject
     Q_OBJECT
 
 private slots:
-    void chunkSizes_data();
-    void chunkSizes();
-    void sumsOfPieces();
-    void sumsAppend();
-    void checkGivesTheChunks_data();
-    void checkGivesTheChunks();
-    void sumWithoutItsFront();
-    void readsWhatIsThere_data();
-    void readsWhatIsThere();
-    void takesUpShortReads();
-    void findsEveryChange();
-    void leavesUntouchedChunksAlone();
-    void nothingAfterAFault();
-    void faults_data();
-    void faults();
-    void readErrorOfACheck();
-    void digestedChunkSizes_data();
-    void digestedChunkSizes();
-    void checkGivesTheDigest_data();
-    void checkGivesTheDigest();
-    void findsChangesThatKeepTheCrc();
-    void readsDigestedChunks();
-};
+    void chunkSizes_data()
+    {
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<qint64>("chunkSize");
+        const qint64 mib = 1024 * 1024;
+        QTest::newRow("nothing") << qint64(0) << qint64(4096);
+        QTest::newRow("16 MiB") << 16 * mib << qint64(4096);
+        QTest::newRow("a byte more") << 16 * mib + 1 << qint64(8192);
+        QTest::newRow("64 MiB") << 64 * mib << qint64(16'384);
+        QTest::newRow("4 GiB") << 4096 * mib << mib;
+        QTest::newRow("64 GiB") << 65'536 * mib << 16 * mib;
+        QTest::newRow("the largest file") << std::numeric_limits<qint64>::max() << 16 * mib;
+    }
 
-void TestVerified::chunkSizes_data()
-{
-    QTest::addColumn<qint64>("size");
-    QTest::addColumn<qint64>("chunkSize");
-    const qint64 mib = 1024 * 1024;
-    QTest::newRow("nothing") << qint64(0) << qint64(4096);
-    QTest::newRow("16 MiB") << 16 * mib << qint64(4096);
-    QTest::newRow("a byte more") << 16 * mib + 1 << qint64(8192);
-    QTest::newRow("64 MiB") << 64 * mib << qint64(16'384);
-    QTest::newRow("4 GiB") << 4096 * mib << mib;
-    QTest::newRow("64 GiB") << 65'536 * mib << 16 * mib;
-    QTest::newRow("the largest file") << std::numeric_limits<qint64>::max() << 16 * mib;
-}
+    void chunkSizes()
+    {
+        QFETCH(qint64, size);
+        QTEST(ChunkSums::chunkSizeFor(size), "chunkSize");
+    }
 
-void TestVerified::chunkSizes()
-{
-    QFETCH(qint64, size);
-    QTEST(ChunkSums::chunkSizeFor(size), "chunkSize");
-}
-
-void TestVerified::sumsOfPieces()
-{
-    const QByteArray bytes = pattern(100);
-    for (int piece = 1; piece <= bytes.size(); ++piece) {
-        ChunkSums sums(16);
-        for (int at = 0; at < bytes.size(); at += piece)
-            sums.add(bytes.constData() + at, std::min(piece, int(bytes.size()) - at));
-        QCOMPARE(sums.size(), 100);
-        QCOMPARE(int(sums.count()), 7);
-        QCOMPARE(sums.lengthOf(5), 16);
-        QCOMPARE(sums.lengthOf(6), 4);
-        for (size_t i = 0; i < sums.count(); ++i) {
-            Crc32 crc;
-            crc.add(bytes.mid(int(i) * 16, 16));
-            QCOMPARE(sums.at(i).value(), crc.value());
+    void sumsOfPieces()
+    {
+        const QByteArray bytes = pattern(100);
+        for (int piece = 1; piece <= bytes.size(); ++piece) {
+            ChunkSums sums(16);
+            for (int at = 0; at < bytes.size(); at += piece)
+                sums.add(bytes.constData() + at, std::min(piece, int(bytes.size()) - at));
+            QCOMPARE(sums.size(), 100);
+            QCOMPARE(int(sums.count()), 7);
+            QCOMPARE(sums.lengthOf(5), 16);
+            QCOMPARE(sums.lengthOf(6), 4);
+            for (size_t i = 0; i < sums.count(); ++i) {
+                Crc32 crc;
+                crc.add(bytes.mid(int(i) * 16, 16));
+                QCOMPARE(sums.at(i).value(), crc.value());
+            }
         }
     }
-}
 
-void TestVerified::sumsAppend()
-{
-    const QByteArray bytes = pattern(100);
-    ChunkSums sums = sumsOf(bytes.left(48), 16);
-    sums.append(sumsOf(bytes.mid(48), 16));
-    const ChunkSums whole = sumsOf(bytes, 16);
-    QCOMPARE(sums.size(), whole.size());
-    QCOMPARE(sums.count(), whole.count());
-    for (size_t i = 0; i < whole.count(); ++i)
-        QCOMPARE(sums.at(i).value(), whole.at(i).value());
-}
-
-/** One thread and two, with sizes around every border. */
-void TestVerified::checkGivesTheChunks_data()
-{
-    QTest::addColumn<int>("size");
-    const int shared = 4 * int(package::checkReadSize);
-    for (const int size : {0, 1, 8, 9, chunk - 1, chunk, chunk + 1, 5 * chunk + 17, shared - 1,
-                           shared, shared + 1, 16 * 1024 * 1024 + 1})
-        QTest::addRow("%d bytes", size) << size;
-}
-
-void TestVerified::checkGivesTheChunks()
-{
-    QFETCH(int, size);
-    const QByteArray bytes = pattern(size);
-    BytesSource source(bytes);
-    const PackageChecksum checksum = checkPackage(source);
-    const ChunkSums expected = sumsOf(bytes, ChunkSums::chunkSizeFor(size));
-    QCOMPARE(checksum.chunks.chunkSize(), expected.chunkSize());
-    QCOMPARE(checksum.chunks.size(), size);
-    QCOMPARE(checksum.chunks.count(), expected.count());
-    for (size_t i = 0; i < expected.count(); ++i)
-        QCOMPARE(checksum.chunks.at(i).value(), expected.at(i).value());
-    QCOMPARE(checksum.readError, 0);
-    Crc32 covered;
-    covered.add(bytes.mid(8));
-    QCOMPARE(checksum.computed, size > 8 ? covered.text() : QByteArray());
-}
-
-void TestVerified::sumWithoutItsFront()
-{
-    const QByteArray bytes = pattern(300);
-    Crc32 whole;
-    whole.add(bytes);
-    for (int at = 0; at <= bytes.size(); ++at) {
-        Crc32 front;
-        front.add(bytes.left(at));
-        Crc32 rest;
-        rest.add(bytes.mid(at));
-        QCOMPARE(whole.withoutFront(front, bytes.size() - at).value(), rest.value());
+    void sumsAppend()
+    {
+        const QByteArray bytes = pattern(100);
+        ChunkSums sums = sumsOf(bytes.left(48), 16);
+        sums.append(sumsOf(bytes.mid(48), 16));
+        const ChunkSums whole = sumsOf(bytes, 16);
+        QCOMPARE(sums.size(), whole.size());
+        QCOMPARE(sums.count(), whole.count());
+        for (size_t i = 0; i < whole.count(); ++i)
+            QCOMPARE(sums.at(i).value(), whole.at(i).value());
     }
-}
 
-void TestVerified::readsWhatIsThere_data()
-{
-    QTest::addColumn<qint64>("offset");
-    QTest::addColumn<qint64>("length");
-    const qint64 huge = std::numeric_limits<qint64>::max();
-    const qint64 last = 3 * chunk + 100;
-    const QVector<QPair<qint64, qint64>> ranges{
-        {0, last},           {0, 1},         {0, chunk},        {chunk, chunk},
-        {chunk - 1, 2},      {5, 3 * chunk}, {3 * chunk, 100},  {3 * chunk + 99, 1},
-        {last - 1, huge},    {0, huge},      {chunk + 1, huge}, {last, 1},
-        {last + chunk, 100}, {-1, 10},       {10, 0},           {10, -5},
-    };
-    for (const auto &range : ranges)
-        QTest::addRow("%lld %lld", range.first, range.second) << range.first << range.second;
-}
+    /** One thread and two, with sizes around every border. */
+    void checkGivesTheChunks_data()
+    {
+        QTest::addColumn<int>("size");
+        const int shared = 4 * int(package::checkReadSize);
+        for (const int size : {0, 1, 8, 9, chunk - 1, chunk, chunk + 1, 5 * chunk + 17, shared - 1,
+                               shared, shared + 1, 16 * 1024 * 1024 + 1})
+            QTest::addRow("%d bytes", size) << size;
+    }
 
-void TestVerified::readsWhatIsThere()
-{
-    QFETCH(qint64, offset);
-    QFETCH(qint64, length);
-    const QByteArray bytes = pattern(3 * chunk + 100);
-    BytesSource plain(bytes);
-    ChangingSource source(bytes + "more");
-    VerifiedSource verified(source, sumsOf(bytes));
-    QCOMPARE(verified.size(), bytes.size());
-    QCOMPARE(verified.read(offset, length), plain.read(offset, length));
-    QByteArray buffer(bytes.size() + 1, '?');
-    const qint64 count = verified.readInto(offset, buffer.data(), length);
-    QCOMPARE(buffer.left(int(count)), plain.read(offset, length));
-    QCOMPARE(buffer.mid(int(count)), QByteArray(buffer.size() - int(count), '?'));
-    QCOMPARE(verified.fault(), Fault::None);
-}
+    void checkGivesTheChunks()
+    {
+        QFETCH(int, size);
+        const QByteArray bytes = pattern(size);
+        BytesSource source(bytes);
+        const PackageChecksum checksum = checkPackage(source);
+        const ChunkSums expected = sumsOf(bytes, ChunkSums::chunkSizeFor(size));
+        QCOMPARE(checksum.chunks.chunkSize(), expected.chunkSize());
+        QCOMPARE(checksum.chunks.size(), size);
+        QCOMPARE(checksum.chunks.count(), expected.count());
+        for (size_t i = 0; i < expected.count(); ++i)
+            QCOMPARE(checksum.chunks.at(i).value(), expected.at(i).value());
+        QCOMPARE(checksum.readError, 0);
+        Crc32 covered;
+        covered.add(bytes.mid(8));
+        QCOMPARE(checksum.computed, size > 8 ? covered.text() : QByteArray());
+    }
 
-void TestVerified::takesUpShortReads()
-{
-    const QByteArray bytes = pattern(2 * chunk + 100);
-    ChangingSource source(bytes);
-    source.most = 1000;
-    VerifiedSource verified(source, sumsOf(bytes));
-    QCOMPARE(verified.read(10, bytes.size()), bytes.mid(10));
-}
+    void sumWithoutItsFront()
+    {
+        const QByteArray bytes = pattern(300);
+        Crc32 whole;
+        whole.add(bytes);
+        for (int at = 0; at <= bytes.size(); ++at) {
+            Crc32 front;
+            front.add(bytes.left(at));
+            Crc32 rest;
+            rest.add(bytes.mid(at));
+            QCOMPARE(whole.withoutFront(front, bytes.size() - at).value(), rest.value());
+        }
+    }
 
-/** Each bit counts, wherever in the chunk it is. */
-void TestVerified::findsEveryChange()
-{
-    const QByteArray bytes = pattern(200);
-    for (int at = 0; at < bytes.size(); ++at) {
+    void readsWhatIsThere_data()
+    {
+        QTest::addColumn<qint64>("offset");
+        QTest::addColumn<qint64>("length");
+        const qint64 huge = std::numeric_limits<qint64>::max();
+        const qint64 last = 3 * chunk + 100;
+        const QVector<QPair<qint64, qint64>> ranges{
+            {0, last},           {0, 1},         {0, chunk},        {chunk, chunk},
+            {chunk - 1, 2},      {5, 3 * chunk}, {3 * chunk, 100},  {3 * chunk + 99, 1},
+            {last - 1, huge},    {0, huge},      {chunk + 1, huge}, {last, 1},
+            {last + chunk, 100}, {-1, 10},       {10, 0},           {10, -5},
+        };
+        for (const auto &range : ranges)
+            QTest::addRow("%lld %lld", range.first, range.second) << range.first << range.second;
+    }
+
+    void readsWhatIsThere()
+    {
+        QFETCH(qint64, offset);
+        QFETCH(qint64, length);
+        const QByteArray bytes = pattern(3 * chunk + 100);
+        BytesSource plain(bytes);
+        ChangingSource source(bytes + "more");
+        VerifiedSource verified(source, sumsOf(bytes));
+        QCOMPARE(verified.size(), bytes.size());
+        QCOMPARE(verified.read(offset, length), plain.read(offset, length));
+        QByteArray buffer(bytes.size() + 1, '?');
+        const qint64 count = verified.readInto(offset, buffer.data(), length);
+        QCOMPARE(buffer.left(int(count)), plain.read(offset, length));
+        QCOMPARE(buffer.mid(int(count)), QByteArray(buffer.size() - int(count), '?'));
+        QCOMPARE(verified.fault(), Fault::None);
+    }
+
+    void takesUpShortReads()
+    {
+        const QByteArray bytes = pattern(2 * chunk + 100);
         ChangingSource source(bytes);
-        VerifiedSource verified(source, sumsOf(bytes, 64));
-        source.bytes[at] = char(source.bytes.at(at) ^ (1 << at % 8));
-        const int inSameChunk = at / 64 * 64;
-        QCOMPARE(verified.read(inSameChunk, 1), QByteArray());
+        source.most = 1000;
+        VerifiedSource verified(source, sumsOf(bytes));
+        QCOMPARE(verified.read(10, bytes.size()), bytes.mid(10));
+    }
+
+    /** Each bit counts, wherever in the chunk it is. */
+    void findsEveryChange()
+    {
+        const QByteArray bytes = pattern(200);
+        for (int at = 0; at < bytes.size(); ++at) {
+            ChangingSource source(bytes);
+            VerifiedSource verified(source, sumsOf(bytes, 64));
+            source.bytes[at] = char(source.bytes.at(at) ^ (1 << at % 8));
+            const int inSameChunk = at / 64 * 64;
+            QCOMPARE(verified.read(inSameChunk, 1), QByteArray());
+            QCOMPARE(verified.fault(), Fault::Changed);
+        }
+    }
+
+    void leavesUntouchedChunksAlone()
+    {
+        const QByteArray bytes = pattern(4 * chunk);
+        ChangingSource source(bytes);
+        VerifiedSource verified(source, sumsOf(bytes));
+        source.bytes[2 * chunk] = '!';
+        QCOMPARE(verified.read(chunk - 5, chunk + 5), bytes.mid(chunk - 5, chunk + 5));
+        QCOMPARE(verified.read(3 * chunk, chunk), bytes.mid(3 * chunk));
+        QCOMPARE(verified.fault(), Fault::None);
+        QCOMPARE(verified.read(chunk - 5, chunk + 6), QByteArray());
         QCOMPARE(verified.fault(), Fault::Changed);
     }
-}
 
-void TestVerified::leavesUntouchedChunksAlone()
-{
-    const QByteArray bytes = pattern(4 * chunk);
-    ChangingSource source(bytes);
-    VerifiedSource verified(source, sumsOf(bytes));
-    source.bytes[2 * chunk] = '!';
-    QCOMPARE(verified.read(chunk - 5, chunk + 5), bytes.mid(chunk - 5, chunk + 5));
-    QCOMPARE(verified.read(3 * chunk, chunk), bytes.mid(3 * chunk));
-    QCOMPARE(verified.fault(), Fault::None);
-    QCOMPARE(verified.read(chunk - 5, chunk + 6), QByteArray());
-    QCOMPARE(verified.fault(), Fault::Changed);
-}
-
-void TestVerified::nothingAfterAFault()
-{
-    const QByteArray bytes = pattern(2 * chunk);
-    ChangingSource source(bytes);
-    VerifiedSource verified(source, sumsOf(bytes));
-    source.bytes[0] = '!';
-    QCOMPARE(verified.read(0, 1), QByteArray());
-    source.bytes = bytes;
-    const int reads = source.reads;
-    QCOMPARE(verified.read(chunk, 1), QByteArray());
-    char byte = '?';
-    QCOMPARE(verified.readInto(chunk, &byte, 1), 0);
-    QCOMPARE(byte, '?');
-    QCOMPARE(int(source.reads), reads);
-}
-
-void TestVerified::faults_data()
-{
-    QTest::addColumn<int>("left");
-    QTest::addColumn<qint64>("claimedSize");
-    QTest::addColumn<qint64>("brokenFrom");
-    QTest::addColumn<Fault>("fault");
-    QTest::addColumn<int>("error");
-    QTest::newRow("cut") << 100 << qint64(-1) << qint64(-1) << Fault::Changed << 0;
-    QTest::newRow("emptied") << 0 << qint64(-1) << qint64(-1) << Fault::Changed << 0;
-    QTest::newRow("gives less than it has")
-        << 100 << qint64(2 * chunk) << qint64(-1) << Fault::ReadError << 0;
-    QTest::newRow("fails at once")
-        << 2 * chunk << qint64(-1) << qint64(0) << Fault::ReadError << EIO;
-    QTest::newRow("fails later") << 2 * chunk << qint64(-1) << qint64(chunk + 7) << Fault::ReadError
-                                 << EIO;
-    QTest::newRow("cut and fails") << 100 << qint64(-1) << qint64(0) << Fault::ReadError << EIO;
-}
-
-void TestVerified::faults()
-{
-    QFETCH(int, left);
-    QFETCH(qint64, claimedSize);
-    QFETCH(qint64, brokenFrom);
-    const QByteArray bytes = pattern(2 * chunk);
-    ChangingSource source(bytes.left(left));
-    source.claimedSize = claimedSize;
-    source.brokenFrom = brokenFrom;
-    VerifiedSource verified(source, sumsOf(bytes));
-    QCOMPARE(verified.read(0, bytes.size()), QByteArray());
-    QTEST(verified.fault(), "fault");
-    QTEST(verified.error(), "error");
-}
-
-/** In the checksum's text, in the first half and in the second. */
-void TestVerified::readErrorOfACheck()
-{
-    const int size = 5 * int(package::checkReadSize);
-    const QByteArray bytes = pattern(size);
-    for (const int place : {0, 100, size / 2 - 1, size / 2 + 5000, size - 1}) {
+    void nothingAfterAFault()
+    {
+        const QByteArray bytes = pattern(2 * chunk);
         ChangingSource source(bytes);
-        source.brokenFrom = place;
-        const PackageChecksum checksum = checkPackage(source);
-        QCOMPARE(checksum.readError, EIO);
-        QVERIFY(checksum.chunks.size() <= place);
+        VerifiedSource verified(source, sumsOf(bytes));
+        source.bytes[0] = '!';
+        QCOMPARE(verified.read(0, 1), QByteArray());
+        source.bytes = bytes;
+        const int reads = source.reads;
+        QCOMPARE(verified.read(chunk, 1), QByteArray());
+        char byte = '?';
+        QCOMPARE(verified.readInto(chunk, &byte, 1), 0);
+        QCOMPARE(byte, '?');
+        QCOMPARE(int(source.reads), reads);
     }
-    ChangingSource shorter(bytes);
-    shorter.claimedSize = size + 1;
-    QCOMPARE(checkPackage(shorter).readError, 0);
-}
 
-void TestVerified::digestedChunkSizes_data()
-{
-    QTest::addColumn<qint64>("size");
-    QTest::addColumn<qint64>("chunkSize");
-    const qint64 mib = 1024 * 1024;
-    QTest::newRow("nothing") << qint64(0) << qint64(4096);
-    QTest::newRow("2 MiB") << 2 * mib << qint64(4096);
-    QTest::newRow("a byte more") << 2 * mib + 1 << qint64(8192);
-    QTest::newRow("1 GiB") << 1024 * mib << 2 * mib;
-    QTest::newRow("64 GiB") << 65'536 * mib << 128 * mib;
-    QTest::newRow("the largest file") << std::numeric_limits<qint64>::max() << (qint64(1) << 54);
-}
-
-/** The states of the digests take 256 KiB at most, however large the file is. */
-void TestVerified::digestedChunkSizes()
-{
-    QFETCH(qint64, size);
-    QFETCH(qint64, chunkSize);
-    QCOMPARE(ChunkSums::chunkSizeFor(size, SumKind::Blake2b), chunkSize);
-    QVERIFY((size - 1) / chunkSize < qint64(256 * 1024 / sizeof(Blake2b)));
-}
-
-void TestVerified::checkGivesTheDigest_data()
-{
-    checkGivesTheChunks_data();
-}
-
-void TestVerified::checkGivesTheDigest()
-{
-    QFETCH(int, size);
-    const QByteArray bytes = pattern(size);
-    BytesSource source(bytes);
-    const PackageChecksum checksum = checkPackage(source, SumKind::Blake2b);
-    Blake2b digest;
-    digest.add(bytes.constData(), bytes.size());
-    QCOMPARE(checksum.digest, digest.digest());
-    QCOMPARE(checksum.computed, checkPackage(source).computed);
-    QCOMPARE(checkPackage(source).digest, QByteArray());
-    VerifiedSource verified(source, checksum.chunks);
-    QCOMPARE(verified.read(0, size + 1), bytes);
-    QCOMPARE(verified.fault(), Fault::None);
-}
-
-void TestVerified::findsChangesThatKeepTheCrc()
-{
-    const QByteArray bytes = pattern(3 * chunk);
-    // Every multiple of the CRC's polynomial leaves the CRC-32 as it is. This one is the polynomial
-    // itself, least significant bits first.
-    const QByteArray unseen = QByteArray::fromHex("410671db01");
-    for (const int at : {0, chunk - 5, chunk, 2 * chunk + 100, 3 * chunk - 5}) {
-        BytesSource original(bytes);
-        ChangingSource source(bytes);
-        for (int i = 0; i < unseen.size(); ++i)
-            source.bytes[at + i] = char(bytes.at(at + i) ^ unseen.at(i));
-        VerifiedSource crcs(source, checkPackage(original).chunks);
-        QCOMPARE(crcs.read(at, 5), source.bytes.mid(at, 5));
-        VerifiedSource digests(source, checkPackage(original, SumKind::Blake2b).chunks);
-        QCOMPARE(digests.read(at, 5), QByteArray());
-        QCOMPARE(digests.fault(), Fault::Changed);
+    void faults_data()
+    {
+        QTest::addColumn<int>("left");
+        QTest::addColumn<qint64>("claimedSize");
+        QTest::addColumn<qint64>("brokenFrom");
+        QTest::addColumn<Fault>("fault");
+        QTest::addColumn<int>("error");
+        QTest::newRow("cut") << 100 << qint64(-1) << qint64(-1) << Fault::Changed << 0;
+        QTest::newRow("emptied") << 0 << qint64(-1) << qint64(-1) << Fault::Changed << 0;
+        QTest::newRow("gives less than it has")
+            << 100 << qint64(2 * chunk) << qint64(-1) << Fault::ReadError << 0;
+        QTest::newRow("fails at once")
+            << 2 * chunk << qint64(-1) << qint64(0) << Fault::ReadError << EIO;
+        QTest::newRow("fails later")
+            << 2 * chunk << qint64(-1) << qint64(chunk + 7) << Fault::ReadError << EIO;
+        QTest::newRow("cut and fails") << 100 << qint64(-1) << qint64(0) << Fault::ReadError << EIO;
     }
-}
 
-/** A chunk larger than the buffer, of which each read wants another part. */
-void TestVerified::readsDigestedChunks()
-{
-    const QByteArray bytes = pattern(700'000);
-    ChunkSums sums(262'144, SumKind::Blake2b);
-    sums.add(bytes.constData(), bytes.size());
-    for (const int offset : {0, 1, 65'535, 65'536, 200'000, 262'144, 600'000, 699'999}) {
-        for (const int length : {1, 100, 65'536, 131'072, 300'000, 700'000}) {
+    void faults()
+    {
+        QFETCH(int, left);
+        QFETCH(qint64, claimedSize);
+        QFETCH(qint64, brokenFrom);
+        const QByteArray bytes = pattern(2 * chunk);
+        ChangingSource source(bytes.left(left));
+        source.claimedSize = claimedSize;
+        source.brokenFrom = brokenFrom;
+        VerifiedSource verified(source, sumsOf(bytes));
+        QCOMPARE(verified.read(0, bytes.size()), QByteArray());
+        QTEST(verified.fault(), "fault");
+        QTEST(verified.error(), "error");
+    }
+
+    /** In the checksum's text, in the first half and in the second. */
+    void readErrorOfACheck()
+    {
+        const int size = 5 * int(package::checkReadSize);
+        const QByteArray bytes = pattern(size);
+        for (const int place : {0, 100, size / 2 - 1, size / 2 + 5000, size - 1}) {
             ChangingSource source(bytes);
-            VerifiedSource verified(source, sums);
-            QCOMPARE(verified.read(offset, length), bytes.mid(offset, length));
-            source.bytes[offset / 262'144 * 262'144] = '!';
-            QCOMPARE(verified.read(offset, length), QByteArray());
+            source.brokenFrom = place;
+            const PackageChecksum checksum = checkPackage(source);
+            QCOMPARE(checksum.readError, EIO);
+            QVERIFY(checksum.chunks.size() <= place);
+        }
+        ChangingSource shorter(bytes);
+        shorter.claimedSize = size + 1;
+        QCOMPARE(checkPackage(shorter).readError, 0);
+    }
+
+    void digestedChunkSizes_data()
+    {
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<qint64>("chunkSize");
+        const qint64 mib = 1024 * 1024;
+        QTest::newRow("nothing") << qint64(0) << qint64(4096);
+        QTest::newRow("2 MiB") << 2 * mib << qint64(4096);
+        QTest::newRow("a byte more") << 2 * mib + 1 << qint64(8192);
+        QTest::newRow("1 GiB") << 1024 * mib << 2 * mib;
+        QTest::newRow("64 GiB") << 65'536 * mib << 128 * mib;
+        QTest::newRow("the largest file")
+            << std::numeric_limits<qint64>::max() << (qint64(1) << 54);
+    }
+
+    /** The states of the digests take 256 KiB at most, however large the file is. */
+    void digestedChunkSizes()
+    {
+        QFETCH(qint64, size);
+        QFETCH(qint64, chunkSize);
+        QCOMPARE(ChunkSums::chunkSizeFor(size, SumKind::Blake2b), chunkSize);
+        QVERIFY((size - 1) / chunkSize < qint64(256 * 1024 / sizeof(Blake2b)));
+    }
+
+    void checkGivesTheDigest_data() { checkGivesTheChunks_data(); }
+
+    void checkGivesTheDigest()
+    {
+        QFETCH(int, size);
+        const QByteArray bytes = pattern(size);
+        BytesSource source(bytes);
+        const PackageChecksum checksum = checkPackage(source, SumKind::Blake2b);
+        Blake2b digest;
+        digest.add(bytes.constData(), bytes.size());
+        QCOMPARE(checksum.digest, digest.digest());
+        QCOMPARE(checksum.computed, checkPackage(source).computed);
+        QCOMPARE(checkPackage(source).digest, QByteArray());
+        VerifiedSource verified(source, checksum.chunks);
+        QCOMPARE(verified.read(0, size + 1), bytes);
+        QCOMPARE(verified.fault(), Fault::None);
+    }
+
+    void findsChangesThatKeepTheCrc()
+    {
+        const QByteArray bytes = pattern(3 * chunk);
+        // Every multiple of the CRC's polynomial leaves the CRC-32 as it is. This one is the
+        // polynomial itself, least significant bits first.
+        const QByteArray unseen = QByteArray::fromHex("410671db01");
+        for (const int at : {0, chunk - 5, chunk, 2 * chunk + 100, 3 * chunk - 5}) {
+            BytesSource original(bytes);
+            ChangingSource source(bytes);
+            for (int i = 0; i < unseen.size(); ++i)
+                source.bytes[at + i] = char(bytes.at(at + i) ^ unseen.at(i));
+            VerifiedSource crcs(source, checkPackage(original).chunks);
+            QCOMPARE(crcs.read(at, 5), source.bytes.mid(at, 5));
+            VerifiedSource digests(source, checkPackage(original, SumKind::Blake2b).chunks);
+            QCOMPARE(digests.read(at, 5), QByteArray());
+            QCOMPARE(digests.fault(), Fault::Changed);
         }
     }
-}
+
+    /** A chunk larger than the buffer, of which each read wants another part. */
+    void readsDigestedChunks()
+    {
+        const QByteArray bytes = pattern(700'000);
+        ChunkSums sums(262'144, SumKind::Blake2b);
+        sums.add(bytes.constData(), bytes.size());
+        for (const int offset : {0, 1, 65'535, 65'536, 200'000, 262'144, 600'000, 699'999}) {
+            for (const int length : {1, 100, 65'536, 131'072, 300'000, 700'000}) {
+                ChangingSource source(bytes);
+                VerifiedSource verified(source, sums);
+                QCOMPARE(verified.read(offset, length), bytes.mid(offset, length));
+                source.bytes[offset / 262'144 * 262'144] = '!';
+                QCOMPARE(verified.read(offset, length), QByteArray());
+            }
+        }
+    }
+};
 
 AGENT_TEST_WITHOUT_APPLICATION(TestVerified)
 

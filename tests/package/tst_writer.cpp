@@ -89,23 +89,6 @@ Error writeInto(ByteSink &sink)
 
 } // namespace
 
-class TestWriter : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void writesTheGoldenPackage();
-    void writesANarrowChecksum();
-    void writesAHeaderAlone();
-    void agreesWithZlib();
-    void believesTheGivenLength();
-    void everyFullDisk();
-    void imageThatShrinks();
-    void imageTooLarge();
-    void memoryStaysFlat();
-    void keepsTheFirstFailure();
-};
-
 /** Takes a golden package apart and writes it again, byte for byte. */
 static QByteArray rewritten(const QByteArray &original)
 {
@@ -123,107 +106,113 @@ static QByteArray rewritten(const QByteArray &original)
     return sink.bytes();
 }
 
-void TestWriter::writesTheGoldenPackage()
+class TestWriter : public QObject
 {
-    const QByteArray good = golden(QStringLiteral("good"));
-    QCOMPARE(rewritten(good), good);
-}
+    Q_OBJECT
 
-void TestWriter::writesANarrowChecksum()
-{
-    const QByteArray narrow = golden(QStringLiteral("good-checksum-of-seven-digits"));
-    QCOMPARE(narrow.at(7), '\0');
-    QCOMPARE(rewritten(narrow), narrow);
-}
-
-void TestWriter::writesAHeaderAlone()
-{
-    const QByteArray empty = golden(QStringLiteral("good-no-images"));
-    QCOMPARE(rewritten(empty), empty);
-}
-
-void TestWriter::agreesWithZlib()
-{
-    BytesSink sink;
-    QCOMPARE(writeInto(sink), Error::None);
-    const QByteArray body = sink.bytes().mid(8);
-    const uLong crc =
-        ::crc32(0, reinterpret_cast<const Bytef *>(body.constData()), uInt(body.size()));
-    const QByteArray text = QByteArray::number(quint32(crc), 16).leftJustified(8, '\0');
-    QCOMPARE(sink.bytes().left(8), text);
-    QCOMPARE(body.left(9), QByteArray("MTU\0\6\2\0{}", 9));
-}
-
-void TestWriter::believesTheGivenLength()
-{
-    BytesSink sink;
-    PackageWriter writer(sink);
-    QVERIFY(writer.writeHeader("{}  ", 2));
-    QVERIFY(writer.finish());
-    BytesSource source(sink.bytes());
-    QCOMPARE(readPackageHeader(source).jsonLength, 2);
-    QVERIFY(checkPackage(source).matches());
-}
-
-void TestWriter::everyFullDisk()
-{
-    BytesSink whole;
-    QCOMPARE(writeInto(whole), Error::None);
-    for (qint64 space = 0; space < whole.bytes().size(); ++space) {
-        SmallSink sink(space);
-        QCOMPARE(writeInto(sink), Error::WriteFailed);
+private slots:
+    void writesTheGoldenPackage()
+    {
+        const QByteArray good = golden(QStringLiteral("good"));
+        QCOMPARE(rewritten(good), good);
     }
-    // The last bytes fit, but the checksum cannot be overwritten.
-    SmallSink exact(whole.bytes().size());
-    QCOMPARE(writeInto(exact), Error::WriteFailed);
-}
 
-void TestWriter::imageThatShrinks()
-{
-    BytesSink sink;
-    PackageWriter writer(sink);
-    CutSource image("abc");
-    QVERIFY(writer.writeHeader("{}", 2));
-    QVERIFY(!writer.writeRecord(key("0001010141010203"), image));
-    QCOMPARE(writer.error(), Error::ImageCutShort);
-    QVERIFY(!writer.finish());
-}
+    void writesANarrowChecksum()
+    {
+        const QByteArray narrow = golden(QStringLiteral("good-checksum-of-seven-digits"));
+        QCOMPARE(narrow.at(7), '\0');
+        QCOMPARE(rewritten(narrow), narrow);
+    }
 
-void TestWriter::imageTooLarge()
-{
-    BytesSink sink;
-    PackageWriter writer(sink);
-    EndlessSource image(Q_INT64_C(0x100000000));
-    QVERIFY(writer.writeHeader("{}", 2));
-    const int before = sink.bytes().size();
-    QVERIFY(!writer.writeRecord(key("0001010141010203"), image));
-    QCOMPARE(writer.error(), Error::ImageTooLarge);
-    QCOMPARE(sink.bytes().size(), before);
-}
+    void writesAHeaderAlone()
+    {
+        const QByteArray empty = golden(QStringLiteral("good-no-images"));
+        QCOMPARE(rewritten(empty), empty);
+    }
 
-void TestWriter::memoryStaysFlat()
-{
-    SmallSink sink(100'000'000);
-    PackageWriter writer(sink);
-    EndlessSource image(50'000'000);
-    QVERIFY(writer.writeHeader("{}", 2));
-    QVERIFY(writer.writeRecord(key("0001010141010203"), image));
-    QVERIFY(image.largest <= qint64(64) * 1024);
-}
+    void agreesWithZlib()
+    {
+        BytesSink sink;
+        QCOMPARE(writeInto(sink), Error::None);
+        const QByteArray body = sink.bytes().mid(8);
+        const uLong crc =
+            ::crc32(0, reinterpret_cast<const Bytef *>(body.constData()), uInt(body.size()));
+        const QByteArray text = QByteArray::number(quint32(crc), 16).leftJustified(8, '\0');
+        QCOMPARE(sink.bytes().left(8), text);
+        QCOMPARE(body.left(9), QByteArray("MTU\0\6\2\0{}", 9));
+    }
 
-void TestWriter::keepsTheFirstFailure()
-{
-    BytesSink sink;
-    PackageWriter writer(sink);
-    CutSource cut("abc");
-    BytesSource good("abc");
-    QVERIFY(!writer.writeRecord(key("00"), cut));
-    const int size = sink.bytes().size();
-    QVERIFY(!writer.writeRecord(key("00"), good));
-    QVERIFY(!writer.writeHeader("{}", 2));
-    QCOMPARE(writer.error(), Error::ImageCutShort);
-    QCOMPARE(sink.bytes().size(), size);
-}
+    void believesTheGivenLength()
+    {
+        BytesSink sink;
+        PackageWriter writer(sink);
+        QVERIFY(writer.writeHeader("{}  ", 2));
+        QVERIFY(writer.finish());
+        BytesSource source(sink.bytes());
+        QCOMPARE(readPackageHeader(source).jsonLength, 2);
+        QVERIFY(checkPackage(source).matches());
+    }
+
+    void everyFullDisk()
+    {
+        BytesSink whole;
+        QCOMPARE(writeInto(whole), Error::None);
+        for (qint64 space = 0; space < whole.bytes().size(); ++space) {
+            SmallSink sink(space);
+            QCOMPARE(writeInto(sink), Error::WriteFailed);
+        }
+        // The last bytes fit, but the checksum cannot be overwritten.
+        SmallSink exact(whole.bytes().size());
+        QCOMPARE(writeInto(exact), Error::WriteFailed);
+    }
+
+    void imageThatShrinks()
+    {
+        BytesSink sink;
+        PackageWriter writer(sink);
+        CutSource image("abc");
+        QVERIFY(writer.writeHeader("{}", 2));
+        QVERIFY(!writer.writeRecord(key("0001010141010203"), image));
+        QCOMPARE(writer.error(), Error::ImageCutShort);
+        QVERIFY(!writer.finish());
+    }
+
+    void imageTooLarge()
+    {
+        BytesSink sink;
+        PackageWriter writer(sink);
+        EndlessSource image(Q_INT64_C(0x100000000));
+        QVERIFY(writer.writeHeader("{}", 2));
+        const int before = sink.bytes().size();
+        QVERIFY(!writer.writeRecord(key("0001010141010203"), image));
+        QCOMPARE(writer.error(), Error::ImageTooLarge);
+        QCOMPARE(sink.bytes().size(), before);
+    }
+
+    void memoryStaysFlat()
+    {
+        SmallSink sink(100'000'000);
+        PackageWriter writer(sink);
+        EndlessSource image(50'000'000);
+        QVERIFY(writer.writeHeader("{}", 2));
+        QVERIFY(writer.writeRecord(key("0001010141010203"), image));
+        QVERIFY(image.largest <= qint64(64) * 1024);
+    }
+
+    void keepsTheFirstFailure()
+    {
+        BytesSink sink;
+        PackageWriter writer(sink);
+        CutSource cut("abc");
+        BytesSource good("abc");
+        QVERIFY(!writer.writeRecord(key("00"), cut));
+        const int size = sink.bytes().size();
+        QVERIFY(!writer.writeRecord(key("00"), good));
+        QVERIFY(!writer.writeHeader("{}", 2));
+        QCOMPARE(writer.error(), Error::ImageCutShort);
+        QCOMPARE(sink.bytes().size(), size);
+    }
+};
 
 AGENT_TEST_WITHOUT_APPLICATION(TestWriter)
 

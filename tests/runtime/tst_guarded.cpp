@@ -46,34 +46,31 @@ class TestGuarded : public QObject
     Q_OBJECT
 
 private slots:
-    void copiesWhileLocked();
-    void callsWhileLocked();
+    void copiesWhileLocked()
+    {
+        Guarded value;
+        value.set(Probe(7));
+        QVERIFY(!isLocked);
+        QVERIFY(value.read([](const Probe &probe) { return probe.wasLocked; }));
+        const Probe copy = value.get();
+        QVERIFY(!isLocked);
+        QVERIFY(copy.wasLocked);
+        QCOMPARE(copy.number, 7);
+    }
+
+    void callsWhileLocked()
+    {
+        Guarded value;
+        QVERIFY(value.change([](Probe &probe) {
+            probe.number = 3;
+            return isLocked;
+        }));
+        QVERIFY(!isLocked);
+        QVERIFY(value.read([](const Probe &) { return isLocked; }));
+        QVERIFY(!isLocked);
+        QCOMPARE(value.get().number, 3);
+    }
 };
-
-void TestGuarded::copiesWhileLocked()
-{
-    Guarded value;
-    value.set(Probe(7));
-    QVERIFY(!isLocked);
-    QVERIFY(value.read([](const Probe &probe) { return probe.wasLocked; }));
-    const Probe copy = value.get();
-    QVERIFY(!isLocked);
-    QVERIFY(copy.wasLocked);
-    QCOMPARE(copy.number, 7);
-}
-
-void TestGuarded::callsWhileLocked()
-{
-    Guarded value;
-    QVERIFY(value.change([](Probe &probe) {
-        probe.number = 3;
-        return isLocked;
-    }));
-    QVERIFY(!isLocked);
-    QVERIFY(value.read([](const Probe &) { return isLocked; }));
-    QVERIFY(!isLocked);
-    QCOMPARE(value.get().number, 3);
-}
 
 AGENT_TEST(TestGuarded)
 

@@ -127,233 +127,218 @@ class TestLossyWriter : public QObject
 
 private slots:
     void initTestCase() { std::signal(SIGPIPE, SIG_IGN); }
-    void readerStops_data();
-    void readerStops();
-    void atOnceAndWithoutAThread_data();
-    void atOnceAndWithoutAThread();
-    void stoppedTerminal();
-    void pipeOfAnotherUser();
-    void longLine();
-    void readerGoesAway();
-    void fullDisk();
-    void descriptorIsClosed();
-    void flagsStay();
-    void manyThreads();
-};
 
-void TestLossyWriter::readerStops_data()
-{
-    const tests::DataTable<QString> rows("kind");
-    for (const char *kind : {"pipe", "socket", "terminal"})
-        rows(kind, QString(kind));
-}
+    void readerStops_data()
+    {
+        const tests::DataTable<QString> rows("kind");
+        for (const char *kind : {"pipe", "socket", "terminal"})
+            rows(kind, QString(kind));
+    }
 
-/** What was kept comes first, then the count, and then the log goes on. Two times: a reader that
- *  has stopped once may stop again. */
-void TestLossyWriter::readerStops()
-{
-    QFETCH(QString, kind);
-    Ends ends(kind);
-    LossyWriter writer(ends.writeEnd(), lossReport, smallLimit);
-    for (int time = 0; time < 2; ++time) {
+    /** What was kept comes first, then the count, and then the log goes on. Two times: a reader
+     * that has stopped once may stop again. */
+    void readerStops()
+    {
+        QFETCH(QString, kind);
+        Ends ends(kind);
+        LossyWriter writer(ends.writeEnd(), lossReport, smallLimit);
+        for (int time = 0; time < 2; ++time) {
+            const int total = 20'000;
+            for (int i = 0; i < total; ++i)
+                writer.write(line(i));
+            QVERIFY(!writer.flush(0ms));
+
+            // Nothing else is written, and the count comes anyway.
+            QByteArray got;
+            while (!got.contains("lost ")) {
+                const QByteArray more = ends.readUntil("\n");
+                QVERIFY(!more.isEmpty());
+                got += more;
+            }
+            QVERIFY(writer.flush(60s));
+            writer.write("goes on\n");
+            got += ends.readUntil("goes on\n");
+
+            const int kept = got.count('\n') - 2;
+            QByteArray expected;
+            for (int i = 0; i < kept; ++i)
+                expected += line(i);
+            expected += lossReport(total - kept) + "goes on\n";
+            QVERIFY(kept > smallLimit / line(total).size());
+            QVERIFY(kept < total);
+            QVERIFY(got == expected);
+        }
+    }
+
+    void atOnceAndWithoutAThread_data() { readerStops_data(); }
+
+    /** The call itself writes the line, without a thread. */
+    void atOnceAndWithoutAThread()
+    {
+        QFETCH(QString, kind);
+        Ends ends(kind);
+        const int before = threads();
+        LossyWriter writer(ends.writeEnd(), lossReport);
+        for (int i = 0; i < 1000; ++i) {
+            writer.write(line(i));
+            QCOMPARE(ends.readUntil(line(i)), line(i));
+        }
+        QCOMPARE(threads(), before);
+        QVERIFY(writer.flush(0ms));
+    }
+
+    /** As with Ctrl-S: the terminal is read, but takes nothing. */
+    void stoppedTerminal()
+    {
+        Ends ends("terminal");
+        LossyWriter writer(ends.writeEnd(), lossReport, smallLimit);
+        writer.write("before\n");
+        QCOMPARE(ends.readUntil("before\n"), QByteArray("before\n"));
+        QCOMPARE(::tcflow(ends.writeEnd(), TCOOFF), 0);
+        QByteArray expected;
+        for (int i = 0; i < 3; ++i) {
+            writer.write(line(i));
+            expected += line(i);
+        }
+        QVERIFY(!writer.flush(0ms));
+        QCOMPARE(::tcflow(ends.writeEnd(), TCOON), 0);
+        QCOMPARE(ends.readUntil(line(2)), expected);
+        QVERIFY(writer.flush(60s));
+    }
+
+    /** It may be written, but not opened a second time: as standard error of a program that another
+     *  user has started. Its thread may catch up in between, so there may be several counts. */
+    void pipeOfAnotherUser()
+    {
+        Ends ends("pipe");
+        QCOMPARE(::fchmod(ends.writeEnd(), 0), 0);
+        const OrdinaryUser user;
+        const int before = threads();
+        LossyWriter writer(ends.writeEnd(), lossReport, smallLimit);
+        writer.write("first\n");
+        QCOMPARE(threads(), before + 1);
+        QCOMPARE(ends.readUntil("first\n"), QByteArray("first\n"));
+        QVERIFY(writer.flush(60s));
         const int total = 20'000;
         for (int i = 0; i < total; ++i)
             writer.write(line(i));
-        QVERIFY(!writer.flush(0ms));
 
-        // Nothing else is written, and the count comes anyway.
-        QByteArray got;
-        while (!got.contains("lost ")) {
-            const QByteArray more = ends.readUntil("\n");
-            QVERIFY(!more.isEmpty());
-            got += more;
+        int next = 0;
+        while (next < total) {
+            const QList<QByteArray> lines = ends.readUntil("\n").split('\n');
+            QVERIFY(lines.size() > 1);
+            for (const QByteArray &one : lines.mid(0, lines.size() - 1)) {
+                if (one.startsWith("lost "))
+                    next += one.mid(5).toInt();
+                else
+                    QCOMPARE(one + '\n', line(next++));
+            }
         }
+        QCOMPARE(next, total);
         QVERIFY(writer.flush(60s));
         writer.write("goes on\n");
-        got += ends.readUntil("goes on\n");
-
-        const int kept = got.count('\n') - 2;
-        QByteArray expected;
-        for (int i = 0; i < kept; ++i)
-            expected += line(i);
-        expected += lossReport(total - kept) + "goes on\n";
-        QVERIFY(kept > smallLimit / line(total).size());
-        QVERIFY(kept < total);
-        QVERIFY(got == expected);
+        QCOMPARE(ends.readUntil("goes on\n"), QByteArray("goes on\n"));
     }
-}
 
-void TestLossyWriter::atOnceAndWithoutAThread_data()
-{
-    readerStops_data();
-}
-
-/** The call itself writes the line, without a thread. */
-void TestLossyWriter::atOnceAndWithoutAThread()
-{
-    QFETCH(QString, kind);
-    Ends ends(kind);
-    const int before = threads();
-    LossyWriter writer(ends.writeEnd(), lossReport);
-    for (int i = 0; i < 1000; ++i) {
-        writer.write(line(i));
-        QCOMPARE(ends.readUntil(line(i)), line(i));
+    /** A line that is half-written when the reader stops is finished before the next one. */
+    void longLine()
+    {
+        Ends ends("pipe");
+        LossyWriter writer(ends.writeEnd(), lossReport);
+        const QByteArray large = QByteArray(200'000, 'a') + '\n';
+        writer.write(large);
+        writer.write("next\n");
+        QVERIFY(!writer.flush(0ms));
+        QVERIFY(ends.readUntil("next\n") == large + "next\n");
     }
-    QCOMPARE(threads(), before);
-    QVERIFY(writer.flush(0ms));
-}
 
-/** As with Ctrl-S: the terminal is read, but takes nothing. */
-void TestLossyWriter::stoppedTerminal()
-{
-    Ends ends("terminal");
-    LossyWriter writer(ends.writeEnd(), lossReport, smallLimit);
-    writer.write("before\n");
-    QCOMPARE(ends.readUntil("before\n"), QByteArray("before\n"));
-    QCOMPARE(::tcflow(ends.writeEnd(), TCOOFF), 0);
-    QByteArray expected;
-    for (int i = 0; i < 3; ++i) {
-        writer.write(line(i));
-        expected += line(i);
+    void readerGoesAway()
+    {
+        Ends ends("pipe");
+        LossyWriter writer(ends.writeEnd(), lossReport, smallLimit);
+        for (int i = 0; i < 5'000; ++i)
+            writer.write(line(i));
+        QVERIFY(!writer.flush(0ms));
+        ends.closeReader();
+        writer.write("not read\n");
+        // The destructor does not wait for a reader that will never come.
     }
-    QVERIFY(!writer.flush(0ms));
-    QCOMPARE(::tcflow(ends.writeEnd(), TCOON), 0);
-    QCOMPARE(ends.readUntil(line(2)), expected);
-    QVERIFY(writer.flush(60s));
-}
 
-/** It may be written, but not opened a second time: as standard error of a program that another
- *  user has started. Its thread may catch up in between, so there may be several counts. */
-void TestLossyWriter::pipeOfAnotherUser()
-{
-    Ends ends("pipe");
-    QCOMPARE(::fchmod(ends.writeEnd(), 0), 0);
-    const OrdinaryUser user;
-    const int before = threads();
-    LossyWriter writer(ends.writeEnd(), lossReport, smallLimit);
-    writer.write("first\n");
-    QCOMPARE(threads(), before + 1);
-    QCOMPARE(ends.readUntil("first\n"), QByteArray("first\n"));
-    QVERIFY(writer.flush(60s));
-    const int total = 20'000;
-    for (int i = 0; i < total; ++i)
-        writer.write(line(i));
+    /** Lines that did not fit on the disk are written or counted when there is free space again. */
+    void fullDisk()
+    {
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        LossyWriter writer(file.handle(), lossReport, 100);
+        {
+            const FullDisk disk(10);
+            writer.write("123456789abcdef\n");
+            writer.write(line(1));
+            writer.write(line(2));
+            writer.write(line(3));
+        }
+        QVERIFY(!writer.flush(0ms));
+        writer.write("space\n");
+        QVERIFY(file.seek(0));
+        QCOMPARE(file.readAll(), "123456789abcdef\n" + line(1) + "lost 2\nspace\n");
+    }
 
-    int next = 0;
-    while (next < total) {
-        const QList<QByteArray> lines = ends.readUntil("\n").split('\n');
-        QVERIFY(lines.size() > 1);
-        for (const QByteArray &one : lines.mid(0, lines.size() - 1)) {
-            if (one.startsWith("lost "))
-                next += one.mid(5).toInt();
-            else
-                QCOMPARE(one + '\n', line(next++));
+    /** What is opened under its number later, such as the serial line, gets no lines. */
+    void descriptorIsClosed()
+    {
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        const int closed = ::dup(file.handle());
+        ::close(closed);
+        LossyWriter writer(closed, lossReport);
+        writer.write("nowhere\n");
+        QVERIFY(!writer.flush(0ms));
+        QCOMPARE(::dup2(file.handle(), closed), closed);
+        writer.write("nowhere\n");
+        QVERIFY(!writer.flush(0ms));
+        ::close(closed);
+        QCOMPARE(file.size(), qint64(0));
+    }
+
+    /** The description is shared with other processes, which would not expect it to fail. */
+    void flagsStay()
+    {
+        for (const char *kind : {"pipe", "socket", "terminal"}) {
+            Ends ends(kind);
+            const int before = ::fcntl(ends.writeEnd(), F_GETFL);
+            LossyWriter writer(ends.writeEnd(), lossReport);
+            writer.write("x\n");
+            QCOMPARE(::fcntl(ends.writeEnd(), F_GETFL), before);
         }
     }
-    QCOMPARE(next, total);
-    QVERIFY(writer.flush(60s));
-    writer.write("goes on\n");
-    QCOMPARE(ends.readUntil("goes on\n"), QByteArray("goes on\n"));
-}
 
-/** A line that is half-written when the reader stops is finished before the next one. */
-void TestLossyWriter::longLine()
-{
-    Ends ends("pipe");
-    LossyWriter writer(ends.writeEnd(), lossReport);
-    const QByteArray large = QByteArray(200'000, 'a') + '\n';
-    writer.write(large);
-    writer.write("next\n");
-    QVERIFY(!writer.flush(0ms));
-    QVERIFY(ends.readUntil("next\n") == large + "next\n");
-}
-
-void TestLossyWriter::readerGoesAway()
-{
-    Ends ends("pipe");
-    LossyWriter writer(ends.writeEnd(), lossReport, smallLimit);
-    for (int i = 0; i < 5'000; ++i)
-        writer.write(line(i));
-    QVERIFY(!writer.flush(0ms));
-    ends.closeReader();
-    writer.write("not read\n");
-    // The destructor does not wait for a reader that will never come.
-}
-
-/** Lines that did not fit on the disk are written or counted when there is free space again. */
-void TestLossyWriter::fullDisk()
-{
-    QTemporaryFile file;
-    QVERIFY(file.open());
-    LossyWriter writer(file.handle(), lossReport, 100);
+    /** Every line stays whole, and the lines of one thread in their order. */
+    void manyThreads()
     {
-        const FullDisk disk(10);
-        writer.write("123456789abcdef\n");
-        writer.write(line(1));
-        writer.write(line(2));
-        writer.write(line(3));
-    }
-    QVERIFY(!writer.flush(0ms));
-    writer.write("space\n");
-    QVERIFY(file.seek(0));
-    QCOMPARE(file.readAll(), "123456789abcdef\n" + line(1) + "lost 2\nspace\n");
-}
-
-/** What is opened under its number later, such as the serial line, gets no lines. */
-void TestLossyWriter::descriptorIsClosed()
-{
-    QTemporaryFile file;
-    QVERIFY(file.open());
-    const int closed = ::dup(file.handle());
-    ::close(closed);
-    LossyWriter writer(closed, lossReport);
-    writer.write("nowhere\n");
-    QVERIFY(!writer.flush(0ms));
-    QCOMPARE(::dup2(file.handle(), closed), closed);
-    writer.write("nowhere\n");
-    QVERIFY(!writer.flush(0ms));
-    ::close(closed);
-    QCOMPARE(file.size(), qint64(0));
-}
-
-/** The description is shared with other processes, which would not expect it to fail. */
-void TestLossyWriter::flagsStay()
-{
-    for (const char *kind : {"pipe", "socket", "terminal"}) {
-        Ends ends(kind);
-        const int before = ::fcntl(ends.writeEnd(), F_GETFL);
+        Ends ends("pipe");
         LossyWriter writer(ends.writeEnd(), lossReport);
-        writer.write("x\n");
-        QCOMPARE(::fcntl(ends.writeEnd(), F_GETFL), before);
+        const int each = 2'000;
+        std::vector<std::thread> crowd;
+        for (const char name : {'a', 'b', 'c'}) {
+            crowd.emplace_back([&writer, name] {
+                for (int i = 0; i < each; ++i)
+                    writer.write(QByteArray(1, name) + ' ' + QByteArray::number(i) + '\n');
+            });
+        }
+        QByteArray got;
+        while (got.count('\n') < 3 * each)
+            got += ends.readUntil("\n");
+        for (std::thread &one : crowd)
+            one.join();
+        QMap<QByteArray, int> next;
+        const auto lines = got.trimmed().split('\n');
+        for (const QByteArray &one : lines) {
+            const QList<QByteArray> words = one.split(' ');
+            QCOMPARE(words.value(1), QByteArray::number(next[words.value(0)]++));
+        }
+        QCOMPARE(next.values(), (QList<int>{each, each, each}));
     }
-}
-
-/** Every line stays whole, and the lines of one thread in their order. */
-void TestLossyWriter::manyThreads()
-{
-    Ends ends("pipe");
-    LossyWriter writer(ends.writeEnd(), lossReport);
-    const int each = 2'000;
-    std::vector<std::thread> crowd;
-    for (const char name : {'a', 'b', 'c'}) {
-        crowd.emplace_back([&writer, name] {
-            for (int i = 0; i < each; ++i)
-                writer.write(QByteArray(1, name) + ' ' + QByteArray::number(i) + '\n');
-        });
-    }
-    QByteArray got;
-    while (got.count('\n') < 3 * each)
-        got += ends.readUntil("\n");
-    for (std::thread &one : crowd)
-        one.join();
-    QMap<QByteArray, int> next;
-    const auto lines = got.trimmed().split('\n');
-    for (const QByteArray &one : lines) {
-        const QList<QByteArray> words = one.split(' ');
-        QCOMPARE(words.value(1), QByteArray::number(next[words.value(0)]++));
-    }
-    QCOMPARE(next.values(), (QList<int>{each, each, each}));
-}
+};
 
 AGENT_TEST(TestLossyWriter)
 

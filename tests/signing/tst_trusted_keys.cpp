@@ -29,23 +29,195 @@ class TestTrustedKeys : public QObject
 
 private slots:
     void initTestCase() { m_key = m_tool.makeKey("one"); }
-    void init();
-    void noFolder();
-    void withoutDescriptors();
-    void otherNamesAreIgnored();
-    void readsKeysInOrder();
-    void followsLinks();
-    void manyKeys();
-    void oneBadFileIsEnough_data();
-    void oneBadFileIsEnough();
-    void unreadableFile();
-    void badFolders_data();
-    void badFolders();
-    void unreadableParent();
-    void readsOneFile();
-    void readsTheSignatureOnlyForKeys();
-    void signatureFiles_data();
-    void signatureFiles();
+
+    void init()
+    {
+        m_folder.reset(new QTemporaryDir);
+        QVERIFY(QDir(m_folder->path()).mkpath("etc/keys"));
+    }
+
+    void noFolder()
+    {
+        for (const char *name : {"etc/keys", "etc/none", "none/keys"}) {
+            const TrustedKeys keys = readKeyFolder(path(name));
+            QVERIFY(!keys.areInstalled());
+            QVERIFY(keys.areUsable());
+        }
+    }
+
+    /** A missing folder is seen as missing; one that is there and cannot be read is not. */
+    void withoutDescriptors()
+    {
+        const FewDescriptors none(3);
+        const TrustedKeys absent = readKeyFolder(path("none/keys"));
+        QVERIFY(!absent.areInstalled());
+        QVERIFY(absent.areUsable());
+        QCOMPARE(readKeyFolder(path("etc")).unusable, path("etc"));
+    }
+
+    void otherNamesAreIgnored()
+    {
+        for (const char *name :
+             {"README", "one.pub.txt", "one.PUB", "pub", "one.pub~", ".one.pub.swp"})
+            store(QString("etc/keys/") + name, "not a key");
+        make("folder", "etc/keys/folder");
+        make("FIFO", "etc/keys/fifo");
+        QVERIFY(!readKeyFolder(keys()).areInstalled());
+    }
+
+    void readsKeysInOrder()
+    {
+        const QByteArray second = m_tool.makeKey("two");
+        store("etc/keys/b.pub", m_key);
+        store("etc/keys/a.pub", second);
+        store("etc/keys/README", "text");
+        const TrustedKeys found = readKeyFolder(keys());
+        QVERIFY(found.areInstalled());
+        QVERIFY(found.areUsable());
+        QCOMPARE(int(found.keys.size()), 2);
+        QCOMPARE(found.keys.at(0).bytes, signing::parsePublicKey(second)->bytes);
+        QCOMPARE(found.keys.at(1).id, signing::parsePublicKey(m_key)->id);
+    }
+
+    void followsLinks()
+    {
+        store("key", m_key);
+        link(path("key"), "etc/keys/a.pub");
+        link("a.pub", "etc/keys/b.pub");
+        QCOMPARE(int(readKeyFolder(keys()).keys.size()), 2);
+        link(keys(), "link");
+        QCOMPARE(int(readKeyFolder(path("link")).keys.size()), 2);
+        QCOMPARE(int(readKeyFolder(keys() + "/").keys.size()), 2);
+    }
+
+    void manyKeys()
+    {
+        for (int i = 0; i < 100; ++i)
+            store(QString("etc/keys/%1.pub").arg(i), m_key);
+        QCOMPARE(int(readKeyFolder(keys()).keys.size()), 100);
+    }
+
+    void oneBadFileIsEnough_data()
+    {
+        QTest::addColumn<bool>("usable");
+        QTest::newRow("64 KiB") << true;
+        for (const char *kind :
+             {"empty", "text", "larger than 64 KiB", "sparse, 1 GiB", "FIFO", "folder",
+              "dangling link", "loop", "link to a device", "link to a FIFO"})
+            QTest::newRow(kind) << false;
+    }
+
+    void oneBadFileIsEnough()
+    {
+        QFETCH(bool, usable);
+        store("etc/keys/a.pub", m_key);
+        store("etc/keys/z.pub", m_key);
+        make(QTest::currentDataTag(), "etc/keys/m.pub");
+        const TrustedKeys found = readKeyFolder(keys());
+        QVERIFY(found.areInstalled());
+        QCOMPARE(found.unusable, usable ? QString() : path("etc/keys/m.pub"));
+        QCOMPARE(int(found.keys.size()), usable ? 3 : 0);
+    }
+
+    void unreadableFile()
+    {
+        store("etc/keys/a.pub", m_key);
+        QCOMPARE(::chmod(encoded("etc/keys/a.pub").constData(), 0), 0);
+        QCOMPARE(::chmod(encoded("").constData(), 0755), 0);
+        const OrdinaryUser user;
+        QCOMPARE(readKeyFolder(keys()).unusable, path("etc/keys/a.pub"));
+    }
+
+    void badFolders_data()
+    {
+        QTest::addColumn<QString>("place");
+        for (const char *kind : {"text", "FIFO", "dangling link", "loop", "link to a device"}) {
+            QTest::newRow(kind) << "etc/keys";
+            QTest::newRow(qPrintable(QString("parent: ") + kind)) << "etc";
+        }
+    }
+
+    void badFolders()
+    {
+        QFETCH(QString, place);
+        QVERIFY(QDir(path("etc")).removeRecursively());
+        if (place == "etc/keys")
+            QVERIFY(QDir().mkdir(path("etc")));
+        make(QString(QTest::currentDataTag()).remove("parent: "), place);
+        const TrustedKeys found = readKeyFolder(keys());
+        QCOMPARE(found.unusable, keys());
+        QVERIFY(found.areInstalled());
+    }
+
+    void unreadableParent()
+    {
+        store("etc/keys/a.pub", m_key);
+        QCOMPARE(::chmod(encoded("").constData(), 0755), 0);
+        for (const char *name : {"etc/keys", "etc"}) {
+            QCOMPARE(::chmod(encoded(name).constData(), 0), 0);
+            {
+                const OrdinaryUser user;
+                QCOMPARE(readKeyFolder(keys()).unusable, keys());
+            }
+            QCOMPARE(::chmod(encoded(name).constData(), 0755), 0);
+        }
+    }
+
+    void readsOneFile()
+    {
+        store("a.pub", m_key);
+        store("b", "not a key");
+        QCOMPARE(int(readKeyFile(path("a.pub")).keys.size()), 1);
+        QCOMPARE(readKeyFile(path("b")).unusable, path("b"));
+        QCOMPARE(readKeyFile(path("none")).unusable, path("none"));
+    }
+
+    void readsTheSignatureOnlyForKeys()
+    {
+        store("FW.fwm.minisig", "signature");
+        const QString signature = signing::signaturePath(path("FW.fwm"));
+        TrustFiles files = readTrustFiles(keys(), signature);
+        QVERIFY(!files.needDigest());
+        QCOMPARE(files.judge({}).kind, Verdict::Kind::NotRequired);
+        store("etc/keys/a.pub", m_key);
+        files = readTrustFiles(keys(), signature);
+        QVERIFY(files.needDigest());
+        QCOMPARE(files.signature.bytes, QByteArray("signature"));
+        QCOMPARE(files.judge(QByteArray(64, 'd')).reason, Verdict::Reason::Malformed);
+        store("etc/keys/b.pub", "");
+        files = readTrustFiles(keys(), signature);
+        QVERIFY(!files.needDigest());
+        const Verdict verdict = files.judge({});
+        QCOMPARE(verdict.kind, Verdict::Kind::KeysUnusable);
+        QCOMPARE(lineOf(verdict),
+                 QString("Key file %1 cannot be used, upgrade fail.").arg(path("etc/keys/b.pub")));
+    }
+
+    void signatureFiles_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<int>("reason");
+        QTest::newRow("none") << "" << int(Verdict::Reason::None);
+        QTest::newRow("empty") << "empty" << int(Verdict::Reason::Malformed);
+        QTest::newRow("64 KiB") << "64 KiB" << int(Verdict::Reason::Malformed);
+        for (const char *kind : {"larger than 64 KiB", "sparse, 1 GiB", "FIFO", "folder",
+                                 "dangling link", "loop", "link to a device", "link to a FIFO"})
+            QTest::newRow(kind) << kind << int(Verdict::Reason::Unreadable);
+    }
+
+    void signatureFiles()
+    {
+        QFETCH(QString, kind);
+        QFETCH(int, reason);
+        store("etc/keys/a.pub", m_key);
+        if (!kind.isEmpty())
+            make(kind, "FW.fwm.minisig");
+        const Verdict verdict =
+            readTrustFiles(keys(), path("FW.fwm.minisig")).judge(QByteArray(64, 'd'));
+        QCOMPARE(verdict.kind,
+                 kind.isEmpty() ? Verdict::Kind::NotSigned : Verdict::Kind::SignatureError);
+        QCOMPARE(int(verdict.reason), reason);
+    }
 
 private:
     QString path(const QString &name) const { return m_folder->filePath(name); }
@@ -68,12 +240,6 @@ private:
     QByteArray m_key;
     QScopedPointer<QTemporaryDir> m_folder;
 };
-
-void TestTrustedKeys::init()
-{
-    m_folder.reset(new QTemporaryDir);
-    QVERIFY(QDir(m_folder->path()).mkpath("etc/keys"));
-}
 
 void TestTrustedKeys::make(const QString &kind, const QString &name) const
 {
@@ -102,188 +268,6 @@ void TestTrustedKeys::make(const QString &kind, const QString &name) const
     };
     QVERIFY(kinds.contains(kind));
     kinds[kind]();
-}
-
-void TestTrustedKeys::noFolder()
-{
-    for (const char *name : {"etc/keys", "etc/none", "none/keys"}) {
-        const TrustedKeys keys = readKeyFolder(path(name));
-        QVERIFY(!keys.areInstalled());
-        QVERIFY(keys.areUsable());
-    }
-}
-
-/** A missing folder is seen as missing; one that is there and cannot be read is not. */
-void TestTrustedKeys::withoutDescriptors()
-{
-    const FewDescriptors none(3);
-    const TrustedKeys absent = readKeyFolder(path("none/keys"));
-    QVERIFY(!absent.areInstalled());
-    QVERIFY(absent.areUsable());
-    QCOMPARE(readKeyFolder(path("etc")).unusable, path("etc"));
-}
-
-void TestTrustedKeys::otherNamesAreIgnored()
-{
-    for (const char *name : {"README", "one.pub.txt", "one.PUB", "pub", "one.pub~", ".one.pub.swp"})
-        store(QString("etc/keys/") + name, "not a key");
-    make("folder", "etc/keys/folder");
-    make("FIFO", "etc/keys/fifo");
-    QVERIFY(!readKeyFolder(keys()).areInstalled());
-}
-
-void TestTrustedKeys::readsKeysInOrder()
-{
-    const QByteArray second = m_tool.makeKey("two");
-    store("etc/keys/b.pub", m_key);
-    store("etc/keys/a.pub", second);
-    store("etc/keys/README", "text");
-    const TrustedKeys found = readKeyFolder(keys());
-    QVERIFY(found.areInstalled());
-    QVERIFY(found.areUsable());
-    QCOMPARE(int(found.keys.size()), 2);
-    QCOMPARE(found.keys.at(0).bytes, signing::parsePublicKey(second)->bytes);
-    QCOMPARE(found.keys.at(1).id, signing::parsePublicKey(m_key)->id);
-}
-
-void TestTrustedKeys::followsLinks()
-{
-    store("key", m_key);
-    link(path("key"), "etc/keys/a.pub");
-    link("a.pub", "etc/keys/b.pub");
-    QCOMPARE(int(readKeyFolder(keys()).keys.size()), 2);
-    link(keys(), "link");
-    QCOMPARE(int(readKeyFolder(path("link")).keys.size()), 2);
-    QCOMPARE(int(readKeyFolder(keys() + "/").keys.size()), 2);
-}
-
-void TestTrustedKeys::manyKeys()
-{
-    for (int i = 0; i < 100; ++i)
-        store(QString("etc/keys/%1.pub").arg(i), m_key);
-    QCOMPARE(int(readKeyFolder(keys()).keys.size()), 100);
-}
-
-void TestTrustedKeys::oneBadFileIsEnough_data()
-{
-    QTest::addColumn<bool>("usable");
-    QTest::newRow("64 KiB") << true;
-    for (const char *kind :
-         {"empty", "text", "larger than 64 KiB", "sparse, 1 GiB", "FIFO", "folder", "dangling link",
-          "loop", "link to a device", "link to a FIFO"})
-        QTest::newRow(kind) << false;
-}
-
-void TestTrustedKeys::oneBadFileIsEnough()
-{
-    QFETCH(bool, usable);
-    store("etc/keys/a.pub", m_key);
-    store("etc/keys/z.pub", m_key);
-    make(QTest::currentDataTag(), "etc/keys/m.pub");
-    const TrustedKeys found = readKeyFolder(keys());
-    QVERIFY(found.areInstalled());
-    QCOMPARE(found.unusable, usable ? QString() : path("etc/keys/m.pub"));
-    QCOMPARE(int(found.keys.size()), usable ? 3 : 0);
-}
-
-void TestTrustedKeys::unreadableFile()
-{
-    store("etc/keys/a.pub", m_key);
-    QCOMPARE(::chmod(encoded("etc/keys/a.pub").constData(), 0), 0);
-    QCOMPARE(::chmod(encoded("").constData(), 0755), 0);
-    const OrdinaryUser user;
-    QCOMPARE(readKeyFolder(keys()).unusable, path("etc/keys/a.pub"));
-}
-
-void TestTrustedKeys::badFolders_data()
-{
-    QTest::addColumn<QString>("place");
-    for (const char *kind : {"text", "FIFO", "dangling link", "loop", "link to a device"}) {
-        QTest::newRow(kind) << "etc/keys";
-        QTest::newRow(qPrintable(QString("parent: ") + kind)) << "etc";
-    }
-}
-
-void TestTrustedKeys::badFolders()
-{
-    QFETCH(QString, place);
-    QVERIFY(QDir(path("etc")).removeRecursively());
-    if (place == "etc/keys")
-        QVERIFY(QDir().mkdir(path("etc")));
-    make(QString(QTest::currentDataTag()).remove("parent: "), place);
-    const TrustedKeys found = readKeyFolder(keys());
-    QCOMPARE(found.unusable, keys());
-    QVERIFY(found.areInstalled());
-}
-
-void TestTrustedKeys::unreadableParent()
-{
-    store("etc/keys/a.pub", m_key);
-    QCOMPARE(::chmod(encoded("").constData(), 0755), 0);
-    for (const char *name : {"etc/keys", "etc"}) {
-        QCOMPARE(::chmod(encoded(name).constData(), 0), 0);
-        {
-            const OrdinaryUser user;
-            QCOMPARE(readKeyFolder(keys()).unusable, keys());
-        }
-        QCOMPARE(::chmod(encoded(name).constData(), 0755), 0);
-    }
-}
-
-void TestTrustedKeys::readsOneFile()
-{
-    store("a.pub", m_key);
-    store("b", "not a key");
-    QCOMPARE(int(readKeyFile(path("a.pub")).keys.size()), 1);
-    QCOMPARE(readKeyFile(path("b")).unusable, path("b"));
-    QCOMPARE(readKeyFile(path("none")).unusable, path("none"));
-}
-
-void TestTrustedKeys::readsTheSignatureOnlyForKeys()
-{
-    store("FW.fwm.minisig", "signature");
-    const QString signature = signing::signaturePath(path("FW.fwm"));
-    TrustFiles files = readTrustFiles(keys(), signature);
-    QVERIFY(!files.needDigest());
-    QCOMPARE(files.judge({}).kind, Verdict::Kind::NotRequired);
-    store("etc/keys/a.pub", m_key);
-    files = readTrustFiles(keys(), signature);
-    QVERIFY(files.needDigest());
-    QCOMPARE(files.signature.bytes, QByteArray("signature"));
-    QCOMPARE(files.judge(QByteArray(64, 'd')).reason, Verdict::Reason::Malformed);
-    store("etc/keys/b.pub", "");
-    files = readTrustFiles(keys(), signature);
-    QVERIFY(!files.needDigest());
-    const Verdict verdict = files.judge({});
-    QCOMPARE(verdict.kind, Verdict::Kind::KeysUnusable);
-    QCOMPARE(lineOf(verdict),
-             QString("Key file %1 cannot be used, upgrade fail.").arg(path("etc/keys/b.pub")));
-}
-
-void TestTrustedKeys::signatureFiles_data()
-{
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<int>("reason");
-    QTest::newRow("none") << "" << int(Verdict::Reason::None);
-    QTest::newRow("empty") << "empty" << int(Verdict::Reason::Malformed);
-    QTest::newRow("64 KiB") << "64 KiB" << int(Verdict::Reason::Malformed);
-    for (const char *kind : {"larger than 64 KiB", "sparse, 1 GiB", "FIFO", "folder",
-                             "dangling link", "loop", "link to a device", "link to a FIFO"})
-        QTest::newRow(kind) << kind << int(Verdict::Reason::Unreadable);
-}
-
-void TestTrustedKeys::signatureFiles()
-{
-    QFETCH(QString, kind);
-    QFETCH(int, reason);
-    store("etc/keys/a.pub", m_key);
-    if (!kind.isEmpty())
-        make(kind, "FW.fwm.minisig");
-    const Verdict verdict =
-        readTrustFiles(keys(), path("FW.fwm.minisig")).judge(QByteArray(64, 'd'));
-    QCOMPARE(verdict.kind,
-             kind.isEmpty() ? Verdict::Kind::NotSigned : Verdict::Kind::SignatureError);
-    QCOMPARE(int(verdict.reason), reason);
 }
 
 AGENT_TEST_WITHOUT_APPLICATION(TestTrustedKeys)

@@ -67,51 +67,47 @@ class TestNetwork : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void bareLinkIsNotPaired();
-    void linkWithHookIsPaired();
-    void linkThatIsNotConnected();
+    void init()
+    {
+        canRead = false;
+        currentCommandKey = 0;
+    }
+
+    /** Nothing sets the flag for a bare network link, so no reply is ever read. */
+    void bareLinkIsNotPaired()
+    {
+        NetworkTransfer transfer(Transfer::shortTimeOuts());
+        QVERIFY(transfer.connectLink());
+        transfer.upload.uploadData(1, 0, imageOf(600), 600);
+        QVERIFY(waitFor([&] { return transfer.finished(); }));
+        QCOMPARE(transfer.lines, QStringList({"F/W update timeout, retry 1.",
+                                              "F/W update timeout, retry 2.", "SingleUploadFail"}));
+        QVERIFY(!canRead);
+        QCOMPARE(currentCommandKey, quint16(0));
+    }
+
+    void linkWithHookIsPaired()
+    {
+        NetworkTransfer transfer(Transfer::neverTimeOuts());
+        QVERIFY(transfer.connectLink());
+        transfer.link.setFrameHook([](const QByteArray &frame) {
+            links::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()),
+                             frame.size());
+        });
+        transfer.upload.uploadData(1, 0, imageOf(600), 600);
+        QVERIFY(waitFor([&] { return transfer.finished(); }));
+        QCOMPARE(transfer.lines.last(), QStringLiteral("SingleUploadSuccess"));
+    }
+
+    void linkThatIsNotConnected()
+    {
+        CoreTelnet link;
+        CoreUpload upload(Transfer::shortTimeOuts());
+        upload.setTransports(nullptr, &link);
+        const unsigned char byte = 1;
+        QVERIFY(!upload.sendRaw(&byte, 1));
+    }
 };
-
-void TestNetwork::init()
-{
-    canRead = false;
-    currentCommandKey = 0;
-}
-
-/** Nothing sets the flag for a bare network link, so no reply is ever read. */
-void TestNetwork::bareLinkIsNotPaired()
-{
-    NetworkTransfer transfer(Transfer::shortTimeOuts());
-    QVERIFY(transfer.connectLink());
-    transfer.upload.uploadData(1, 0, imageOf(600), 600);
-    QVERIFY(waitFor([&] { return transfer.finished(); }));
-    QCOMPARE(transfer.lines, QStringList({"F/W update timeout, retry 1.",
-                                          "F/W update timeout, retry 2.", "SingleUploadFail"}));
-    QVERIFY(!canRead);
-    QCOMPARE(currentCommandKey, quint16(0));
-}
-
-void TestNetwork::linkWithHookIsPaired()
-{
-    NetworkTransfer transfer(Transfer::neverTimeOuts());
-    QVERIFY(transfer.connectLink());
-    transfer.link.setFrameHook([](const QByteArray &frame) {
-        links::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
-    });
-    transfer.upload.uploadData(1, 0, imageOf(600), 600);
-    QVERIFY(waitFor([&] { return transfer.finished(); }));
-    QCOMPARE(transfer.lines.last(), QStringLiteral("SingleUploadSuccess"));
-}
-
-void TestNetwork::linkThatIsNotConnected()
-{
-    CoreTelnet link;
-    CoreUpload upload(Transfer::shortTimeOuts());
-    upload.setTransports(nullptr, &link);
-    const unsigned char byte = 1;
-    QVERIFY(!upload.sendRaw(&byte, 1));
-}
 
 AGENT_TEST(TestNetwork)
 
