@@ -71,12 +71,12 @@ QString peerOf(MHD_Connection *connection)
     return info ? QHostAddress(info->client_addr).toString() : QString();
 }
 
-/** A part of a reply in a thread of the pool; the rest follows in the thread of `owner`. */
+/** A part of a reply in a thread of the pool, where it calls `done`. */
 class Job : public QRunnable
 {
 public:
-    Job(Work work, QObject *owner, std::function<void(Finish)> done)
-        : m_work(std::move(work)), m_owner(owner), m_done(std::move(done))
+    Job(Work work, std::function<void(const Finish &)> done)
+        : m_work(std::move(work)), m_done(std::move(done))
     {
     }
 
@@ -84,14 +84,12 @@ public:
     {
         // What the work holds ends before its reply is sent: a refused upload leaves no file.
         const Finish finish = std::exchange(m_work, nullptr)();
-        QMetaObject::invokeMethod(
-            m_owner, [done = m_done, finish] { done(finish); }, Qt::QueuedConnection);
+        m_done(finish);
     }
 
 private:
     Work m_work;
-    QObject *m_owner;
-    std::function<void(Finish)> m_done;
+    std::function<void(const Finish &)> m_done;
 };
 
 int listeningSocket(const QHostAddress &address, quint16 port)
@@ -308,6 +306,10 @@ HttpServer::HttpServer(Service &service, const HttpSettings &settings, QObject *
     connect(&m_heartbeat, &QTimer::timeout, this, &HttpServer::onHeartbeat);
     connect(&m_sweep, &QTimer::timeout, this, &HttpServer::endSlowPeers);
     connect(&service, &Service::eventAdded, this, &HttpServer::wakeStreams);
+    // The signal's copy of the function belongs to this thread alone.
+    connect(
+        this, &HttpServer::workDone, this, [](const std::function<void()> &rest) { rest(); },
+        Qt::QueuedConnection);
 }
 
 HttpServer::~HttpServer()
@@ -409,11 +411,12 @@ int HttpServer::reply(Exchange &exchange, Reply reply)
         return stream(exchange, *start);
     // While it is suspended the connection is neither read nor closed, so the exchange stays.
     MHD_suspend_connection(exchange.connection);
-    m_pool.start(
-        new Job(std::get<Work>(std::move(reply)), this, [this, &exchange](const Finish &finish) {
+    m_pool.start(new Job(std::get<Work>(std::move(reply)), [this, &exchange](const Finish &finish) {
+        emit workDone([this, &exchange, finish] {
             exchange.finish = finish;
             resume(exchange.connection);
-        }));
+        });
+    }));
     return MHD_YES;
 }
 

@@ -15,6 +15,8 @@
 struct MHD_Connection;
 struct MHD_Daemon;
 
+Q_DECLARE_METATYPE(std::function<void()>)
+
 namespace web {
 
 /** Limits of the connections. */
@@ -57,6 +59,10 @@ public:
     bool start();
     /** The port that the server listens on. */
     quint16 port() const { return m_port; }
+
+signals:
+    /** From a thread of the pool; the server calls `rest` in its own thread. */
+    void workDone(const std::function<void()> &rest);
 
 private:
     struct Exchange;
