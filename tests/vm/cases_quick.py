@@ -53,7 +53,7 @@ class TestQuick(case.ModuleCase):
         self.assertEqual(self.shell("systemctl is-active upgrade-agent"), "active")
 
     def test_5_power_off(self):
-        """the power button stops the module, and leaves both file systems in order"""
+        """a power-off stops the module, and leaves both file systems in order"""
         self.module.power_off()
         self.assertIn("reboot: Power down", self.module.console_text())
         for name in ("root.img", "data.img"):

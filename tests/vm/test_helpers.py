@@ -286,7 +286,7 @@ class TestRun(unittest.TestCase):
                 self.assertEqual(ended.exception.code, 2)
                 self.assertIn(error, shown.getvalue())
         self.assertEqual(run.read_options(["--all", "full"]).modules, run.ALL)
-        self.assertEqual(run.read_options(["--quick", "the power button"]).modules, run.QUICK)
+        self.assertEqual(run.read_options(["--quick", "a power-off"]).modules, run.QUICK)
 
     def test_interrupted(self):
         """The module does not outlive the program."""
