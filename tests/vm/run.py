@@ -103,10 +103,14 @@ def shell():
         """Never run as a test."""
 
     try:
+        print("The module boots; this takes about a minute.", flush=True)
         Shell.setUpClass()
         module: VirtualModule = Shell.module
-        print(f"upgrade-console --host 127.0.0.1 --port {module.machine.console_port}")
-        print(f"device-simulator's control socket: {Shell.simulator.control_path}")
+        client = Shell.environment.program("upgrade-console")
+        print("For another terminal of this machine:")
+        print(f"  {client} --host 127.0.0.1 --port {module.machine.console_port} status")
+        print(f"  echo status | socat - UNIX-CONNECT:{Shell.simulator.control_path}")
+        print("root's shell on the module; exit ends it:", flush=True)
         return subprocess.run(module.ssh_command(), check=False).returncode
     finally:
         Shell.doClassCleanups()
