@@ -45,16 +45,12 @@ make_module_root() {
     archive_options >"$folder/base.apt"
     unpack_kernel >"$folder/unpack-kernel"
     # In a user namespace no device file can be made; the root gets its own when it boots.
-    # /sys can be mounted with a separate network only, and /proc with separate processes.
-    apart=
     skipped=
-    [ "$architecture" = "$(dpkg --print-architecture)" ] || {
-        apart="unshare --pid --fork --kill-child"
-        skipped="--mode=root --skip=output/mknod,output/dev,chroot/mount/sys"
-    }
+    [ "$architecture" = "$(dpkg --print-architecture)" ] ||
+        skipped="--mode=root --skip=output/mknod,output/dev"
     # shellcheck disable=SC2086  # a list of words on purpose
     ARCHITECTURE=$architecture python3 -B -m scripts.lib.emulated "$architecture" \
-        $apart mmdebstrap --quiet --variant=minbase --format=tar $skipped \
+        mmdebstrap --quiet --variant=minbase --format=tar $skipped \
         --architectures="$architecture" --aptopt="$folder/base.apt" --include="$wanted" \
         --customize-hook="sh $folder/unpack-kernel \"\$1\"" \
         "$suite" "$folder/base.tar" "deb $archive $suite main"
