@@ -8,7 +8,7 @@ from tests.docs import pages
 
 PAGE = "docs/results.md"
 SECTIONS = ["checks", "bench", "growth", "fleet", "web", "coverage", "fuzz", "soak", "limits"]
-SECTIONS += ["module-vm-amd64", "power-cuts"]
+SECTIONS += ["module-vm-amd64", "module-vm-arm64", "power-cuts"]
 SECTIONS += ["arm-armhf", "arm-arm64"]
 SECTIONS += ["footprint-release", "footprint-armhf", "footprint-arm64"]
 
