@@ -3,6 +3,8 @@
 
 #include "package/NetImage.h"
 
+#include <QList>
+
 namespace net = package::net;
 
 namespace netupgrade {
