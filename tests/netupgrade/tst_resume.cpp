@@ -10,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/stat.h>
+
 Q_DECLARE_METATYPE(netupgrade::NetMarker::State)
 Q_DECLARE_METATYPE(netupgrade::NetArchiveState)
 Q_DECLARE_METATYPE(netupgrade::NetInstallVariant)
