@@ -46,19 +46,26 @@ int run(int argc, char **argv)
 }
 
 /** The data of a test function: a column of each type, then a row with each call. */
-template<typename... Columns>
+template<typename First, typename... Others>
 class DataTable
 {
 public:
     template<typename... Names>
-    explicit DataTable(Names... names)
+    explicit DataTable(const char *first, Names... others)
     {
-        (QTest::addColumn<Columns>(names), ...);
+        QTest::addColumn<First>(first);
+        (QTest::addColumn<Others>(others), ...);
     }
 
-    void operator()(const char *row, const Columns &...values) const
+    void operator()(const char *row, const First &first, const Others &...others) const
     {
-        (QTest::newRow(row) << ... << values);
+        ((QTest::newRow(row) << first) << ... << others);
+    }
+
+    /** The row is named like its first value. */
+    void operator()(const char *first, const Others &...others) const
+    {
+        (*this)(first, First(first), others...);
     }
 };
 

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The uploader and whatever comes back on the line, as a script of the input: bytes, replies, time,
 // failed writes, other images.
-#include "links/LinkState.h"
 #include "protocol/CommandWords.h"
 #include "support/Fuzz.h"
 #include "support/TransferWitness.h"
-#include "support/VirtualTime.h"
 #include "upload/FakeLink.h"
 #include "upload/UploadTexts.h"
 
@@ -23,16 +21,12 @@ const int imageSizes[] = {0, 100, 256, 257, 512, 700};
 /** Three tries of one block, the last of them waiting longest: by then silence has ended it. */
 constexpr std::chrono::minutes longest(2);
 
-class Fixture
+class Fixture : public Transfer
 {
 public:
     Fixture()
     {
-        canRead = false;
-        currentCommandKey = 0;
-        upload.setTransports(&link, nullptr);
-        QObject::connect(&link, &CoreCOMQ::signalReceiveDatas, &upload,
-                         &CoreUpload::slotReceiveDatas);
+        link.onSent = [this](const QByteArray &frame) { witness.sent(frame); };
         QObject::connect(&upload, &CoreUpload::message, &upload,
                          [this](const QStringList &list) { hear(list); });
         QObject::connect(&upload, &CoreUpload::progressValueChanged, &upload,
@@ -41,13 +35,10 @@ public:
 
     void start(int size)
     {
-        note();
         witness.restart();
-        image = imageOf(size);
         lastPercent = 0.0;
         running = size > 0;
-        upload.uploadData(7, 2, image, size);
-        note();
+        Transfer::start(size);
     }
 
     void stop()
@@ -60,30 +51,13 @@ public:
     {
         witness.received(bytes);
         link.deliver(bytes);
-        note();
-    }
-
-    void advance(std::chrono::milliseconds time)
-    {
-        clock.advance(time);
-        note();
     }
 
     bool canEndInSilence() const { return !running || image.size() < block::dataSize; }
 
-    FakeLink link;
-
 private:
-    /** Shows the witness what went out since. */
-    void note()
-    {
-        for (; seen < link.sent.size(); ++seen)
-            witness.sent(link.sent.at(seen));
-    }
-
     void hear(const QStringList &list)
     {
-        note();
         const QString verdict = list.value(list.size() - 1);
         const bool success = verdict == QLatin1String(uploadText::success);
         if (!success && verdict != QLatin1String(uploadText::fail))
@@ -101,13 +75,9 @@ private:
         lastPercent = percent;
     }
 
-    VirtualTime &clock = VirtualTime::instance();
-    CoreUpload upload;
     TransferWitness witness;
-    QByteArray image;
     double lastPercent = 0.0;
     bool running = false;
-    int seen = 0;
 };
 
 QByteArray anyFrame(FuzzInput &input)
@@ -130,7 +100,7 @@ void step(Fixture &fixture, FuzzInput &input)
     case 4:
         return fixture.deliver(blockReply(input.byte()) + input.bytes(input.below(32)));
     case 5:
-        return fixture.advance(seconds(1 + input.below(32)));
+        return fixture.clock.advance(seconds(1 + input.below(32)));
     case 6:
         fixture.link.failures = input.below(5);
         return;
@@ -144,14 +114,13 @@ void step(Fixture &fixture, FuzzInput &input)
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
 {
     silenceStandardError();
-    VirtualTime::instance();
     Fixture fixture;
     for (FuzzInput input(data, size); !input.atEnd();)
         step(fixture, input);
-    fixture.advance(longest);
+    fixture.clock.advance(longest);
     require(fixture.canEndInSilence());
     const int frames = fixture.link.sent.size();
-    fixture.advance(longest);
+    fixture.clock.advance(longest);
     require(fixture.link.sent.size() == frames);
     return 0;
 }

@@ -1,225 +1,74 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "links/LinkState.h"
 #include "support/TestCase.h"
-#include "support/WaitFor.h"
 #include "upload/FakeLink.h"
 
-#include <QtTest>
-
 namespace tst_failures {
-
-using platform::TimeOuts;
-
-namespace {
-
-const QString retry1 = QStringLiteral("F/W update timeout, retry 1.");
-const QString retry2 = QStringLiteral("F/W update timeout, retry 2.");
-const QString failed = QStringLiteral("SingleUploadFail");
-const QString success = QStringLiteral("SingleUploadSuccess");
-
-} // namespace
 
 class TestFailures : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void init()
+    void conversations_data()
     {
-        canRead = false;
-        currentCommandKey = 0;
+        const tests::DataTable<QString> rows("conversation");
+        rows("every block unanswered",
+             "start 600: 0/00 0.00% 42.50%; wait 15000: retry1 0/00; wait 15000: retry2 0/00; "
+             "wait 15000: failed; wait 60000:");
+        rows("every block refused",
+             "start 600: 0/00 0.00% 42.50%; error: retry1 0/00; error: retry2 0/00; error: failed; "
+             "error:");
+        // A repetition reports no progress.
+        rows("retries are counted for each block",
+             "start 700: 0/00 0.00% 36.43%; refuse: retry1 0/00; refuse: retry2 0/00; accept:; "
+             "wait 250: 1/00 73.14%; refuse: retry1 1/00; refuse: retry2 1/00; accept:; "
+             "wait 250: 2/40; refuse: retry1 2/40; refuse: retry2 2/40; accept:; "
+             "wait 250: success");
+        rows("silence and refusals share the count",
+             "start 600: 0/00 0.00% 42.50%; refuse: retry1 0/00; wait 15000: retry2 0/00; "
+             "refuse: failed");
+        rows("refused at the first block",
+             "start 700: 0/00 0.00% 36.43%; refuse: retry1 0/00; refuse: retry2 0/00; "
+             "refuse: failed");
+        rows("refused at a block in the middle",
+             "start 700: 0/00 0.00% 36.43%; accept: 1/00 73.14%; refuse: retry1 1/00; "
+             "refuse: retry2 1/00; refuse: failed");
+        rows("refused at the last block",
+             "start 700: 0/00 0.00% 36.43%; accept: 1/00 73.14%; accept: 2/40; "
+             "refuse: retry1 2/40; refuse: retry2 2/40; refuse: failed");
+        // Block 0 is sent late, and still every block comes once and in order.
+        rows("the first write fails",
+             "lose 1:; start 700:; wait 15000: retry1 0/00; accept:; wait 250: 1/00 73.14%; "
+             "accept: 2/40; accept: success");
+        // The flag of the image before must not turn the first acknowledgement into a success.
+        rows("the first write fails after an earlier image",
+             "start 300: 0/00 0.00% 85.00%; accept: 1/40; accept: success; lose 1:; start 700:; "
+             "wait 30000: retry1 0/00; accept:; wait 250: 1/00 73.14%; accept: 2/40; "
+             "accept: success");
+        rows("every write fails",
+             "lose 3:; start 700:; wait 15000: retry1; wait 15000: retry2; wait 15000: failed");
+        rows("time-out of the first block",
+             "start 700: 0/00 0.00% 36.43%; wait 14999:; wait 1: retry1 0/00");
+        // The wait is long for the last block, and once more for the first one of the next image.
+        rows("time-out of the first block after an image",
+             "start 300: 0/00 0.00% 85.00%; accept: 1/40; wait 29999:; accept: success; "
+             "start 700: 0/00 0.00% 36.43%; wait 29999:; wait 1: retry1 0/00");
+        rows("a new transfer counts from the start",
+             "start 700: 0/00 0.00% 36.43%; accept: 1/00 73.14%; refuse: retry1 1/00; "
+             "refuse: retry2 1/00; start 600: 0/00 0.00% 42.50%; refuse: retry1 0/00");
+        rows("half of an answer before the repetition",
+             "start 600: 0/00 0.00% 42.50%; head:; wait 15000: retry1 0/00; tail:; accept:; "
+             "wait 250: 1/00 85.33%");
+        rows("reset", "start 700: 0/00 0.00% 36.43%; reset:; accept:; wait 60000:");
+        rows("late reply after the verdict",
+             "start 700: 0/00 0.00% 36.43%; refuse: retry1 0/00; refuse: retry2 0/00; "
+             "refuse: failed; flag:; accept:");
     }
 
-    void everyBlockUnanswered()
+    void conversations()
     {
-        Transfer transfer(Transfer::shortTimeOuts());
-        transfer.start(imageOf(600));
-        QVERIFY(waitFor([&] { return transfer.lines.size() == 3; }));
-        QCOMPARE(transfer.lines, QStringList({retry1, retry2, failed}));
-        QCOMPARE(transfer.blocks(), QStringLiteral("0/00 0/00 0/00"));
-        QCOMPARE(transfer.progress.join(' '), QStringLiteral("0.00 42.50"));
-    }
-
-    void everyBlockRefused()
-    {
-        Transfer transfer;
-        transfer.start(imageOf(600));
-        for (int i = 0; i < 4; ++i)
-            transfer.link.deliver(blockReply(1));
-        QCOMPARE(transfer.lines, QStringList({retry1, retry2, failed}));
-        QCOMPARE(transfer.blocks(), QStringLiteral("0/00 0/00 0/00"));
-    }
-
-    void retriesAreCountedForEachBlock()
-    {
-        Transfer transfer;
-        transfer.start(imageOf(700));
-        for (int block = 0; block < 3; ++block) {
-            transfer.link.deliver(blockReply(3));
-            transfer.link.deliver(blockReply(3));
-            transfer.acknowledge();
-        }
-        QCOMPARE(transfer.lines,
-                 QStringList({retry1, retry2, retry1, retry2, retry1, retry2, success}));
-        QCOMPARE(transfer.blocks(), QStringLiteral("0/00 0/00 0/00 1/00 1/00 1/00 2/40 2/40 2/40"));
-        // A repetition reports nothing.
-        QCOMPARE(transfer.progress.join(' '), QStringLiteral("0.00 36.43 73.14"));
-    }
-
-    void silenceAndRefusalShareTheCount()
-    {
-        Transfer transfer(Transfer::shortTimeOuts());
-        transfer.start(imageOf(600));
-        transfer.link.deliver(blockReply(3));
-        QVERIFY(waitFor([&] { return transfer.lines.size() == 2; }));
-        transfer.link.deliver(blockReply(3));
-        QCOMPARE(transfer.lines, QStringList({retry1, retry2, failed}));
-    }
-
-    void refusedAtEveryBlock_data()
-    {
-        const tests::DataTable<int> rows("block");
-        rows("first", 0);
-        rows("middle", 1);
-        rows("last", 2);
-    }
-
-    void refusedAtEveryBlock()
-    {
-        QFETCH(int, block);
-        Transfer transfer;
-        transfer.start(imageOf(700));
-        for (int accepted = 0; accepted < block; ++accepted)
-            transfer.link.deliver(blockReply());
-        for (int refused = 0; refused < 3; ++refused)
-            transfer.link.deliver(blockReply(3));
-        QCOMPARE(transfer.lines, QStringList({retry1, retry2, failed}));
-        QCOMPARE(transfer.link.sent.size(), block + 3);
-    }
-
-    void blockIsRepeatedUnchanged()
-    {
-        Transfer transfer;
-        transfer.start(imageOf(700));
-        transfer.acknowledgeAll();
-        const QList<QByteArray> undisturbed = transfer.link.sent;
-
-        Transfer disturbed;
-        disturbed.start(imageOf(700));
-        for (int block = 0; block < 3; ++block) {
-            disturbed.link.deliver(blockReply(3));
-            disturbed.acknowledge();
-        }
-        for (int block = 0; block < 3; ++block) {
-            QCOMPARE(disturbed.link.sent.at(2 * block), undisturbed.at(block));
-            QCOMPARE(disturbed.link.sent.at(2 * block + 1), undisturbed.at(block));
-        }
-    }
-
-    void firstSendFails()
-    {
-        Transfer transfer(Transfer::shortTimeOuts());
-        transfer.link.failures = 1;
-        transfer.start(imageOf(700));
-        QVERIFY(transfer.link.sent.isEmpty());
-        QVERIFY(transfer.progress.isEmpty());
-        QVERIFY(waitFor([&] { return transfer.link.sent.size() == 1; }));
-        transfer.acknowledgeAll();
-        // Block 0 went out late, and still every block comes once and in order.
-        QCOMPARE(transfer.blocks(), QStringLiteral("0/00 1/00 2/40"));
-        QCOMPARE(transfer.lines, QStringList({retry1, success}));
-        QCOMPARE(transfer.progress.join(' '), QStringLiteral("73.14"));
-    }
-
-    /** The flag of the image before must not turn the first acknowledgement into a success. */
-    void firstSendFailsAfterAnEarlierImage()
-    {
-        Transfer transfer(Transfer::shortTimeOuts());
-        transfer.start(imageOf(300));
-        transfer.acknowledgeAll();
-        transfer.link.sent.clear();
-        transfer.lines.clear();
-
-        transfer.link.failures = 1;
-        transfer.start(imageOf(700));
-        QVERIFY(waitFor([&] { return transfer.link.sent.size() == 1; }));
-        transfer.acknowledgeAll();
-        QCOMPARE(transfer.blocks(), QStringLiteral("0/00 1/00 2/40"));
-        QCOMPARE(transfer.lines, QStringList({retry1, success}));
-    }
-
-    void everySendFails()
-    {
-        Transfer transfer(Transfer::shortTimeOuts());
-        transfer.link.failures = 3;
-        transfer.start(imageOf(700));
-        QVERIFY(waitFor([&] { return transfer.lines.contains(failed); }));
-        QCOMPARE(transfer.lines, QStringList({retry1, retry2, failed}));
-        QVERIFY(transfer.link.sent.isEmpty());
-    }
-
-    void timeOutOfTheFirstBlock_data()
-    {
-        const tests::DataTable<bool> rows("afterAnImage");
-        rows("the first image", false);
-        rows("after an image", true);
-    }
-
-    /** The wait is long for the last block, and once more for the first block of the next image. */
-    void timeOutOfTheFirstBlock()
-    {
-        QFETCH(bool, afterAnImage);
-        TimeOuts timeOuts = Transfer::neverTimeOuts();
-        (afterAnImage ? timeOuts.lastBlock : timeOuts.block) = std::chrono::milliseconds(5);
-        Transfer transfer(timeOuts);
-        if (afterAnImage) {
-            transfer.start(imageOf(300));
-            transfer.acknowledgeAll();
-            transfer.lines.clear();
-        }
-        transfer.start(imageOf(700));
-        QVERIFY(waitFor([&] { return transfer.lines.contains(retry1); }));
-    }
-
-    void newTransferStartsOver()
-    {
-        Transfer transfer;
-        transfer.start(imageOf(700));
-        transfer.link.deliver(blockReply());
-        transfer.link.deliver(blockReply(3));
-        transfer.link.deliver(blockReply(3));
-        transfer.link.sent.clear();
-        transfer.lines.clear();
-        transfer.start(imageOf(600));
-        transfer.link.deliver(blockReply(3));
-        QCOMPARE(transfer.lines, QStringList{retry1});
-        QCOMPARE(transfer.blocks(), QStringLiteral("0/00 0/00"));
-    }
-
-    void resetIsQuiet()
-    {
-        Transfer transfer(Transfer::shortTimeOuts());
-        transfer.start(imageOf(700));
-        transfer.upload.reset();
-        transfer.link.deliver(blockReply());
-        QTimer other;
-        other.setSingleShot(true);
-        other.start(20);
-        QVERIFY(waitFor([&] { return !other.isActive(); }));
-        QVERIFY(transfer.lines.isEmpty());
-        QCOMPARE(transfer.link.sent.size(), 1);
-    }
-
-    void lateReplyAfterTheVerdict()
-    {
-        Transfer transfer;
-        transfer.start(imageOf(700));
-        for (int refused = 0; refused < 3; ++refused)
-            transfer.link.deliver(blockReply(3));
-        canRead = true;
-        transfer.link.deliver(blockReply());
-        QCOMPARE(transfer.link.sent.size(), 3);
-        QCOMPARE(transfer.lines.size(), 3);
+        QFETCH(QString, conversation);
+        QCOMPARE(Transfer().converse(conversation), conversation);
     }
 
     void tooLongPayload()
@@ -228,9 +77,8 @@ private slots:
         const QByteArray payload(291, 'x');
         const auto *bytes = reinterpret_cast<const unsigned char *>(payload.constData());
         QVERIFY(!transfer.upload.sendCommand(0x7901, 291, bytes));
-        QVERIFY(transfer.link.sent.isEmpty());
         QVERIFY(transfer.upload.sendCommand(0x7901, 290, bytes));
-        QCOMPARE(transfer.link.sent.first().size(), 300);
+        QCOMPARE(transfer.events, QStringList{"300 bytes"});
     }
 
     void rawNeedsBytes()
@@ -245,11 +93,11 @@ private slots:
         // Without any link a send cannot fail.
         transfer.upload.setTransports(nullptr, nullptr);
         QVERIFY(transfer.upload.sendRaw(&byte, 1));
-        QCOMPARE(transfer.link.sent.size(), 1);
+        QCOMPARE(transfer.events, QStringList{"1 bytes"});
     }
 };
 
-AGENT_TEST(TestFailures)
+AGENT_TEST_WITHOUT_APPLICATION(TestFailures)
 
 } // namespace tst_failures
 

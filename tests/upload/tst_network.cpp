@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "links/CoreTelnet.h"
-#include "links/LinkState.h"
 #include "support/TestCase.h"
 #include "support/WaitFor.h"
 #include "upload/FakeLink.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <QtTest>
 
 namespace tst_network {
 
@@ -18,17 +16,10 @@ namespace {
 /** An uploader on a network link, with a device that accepts every block. */
 struct NetworkTransfer
 {
-    explicit NetworkTransfer(const TimeOuts &timeOuts) : upload(timeOuts) {}
-
-    QTcpServer server;
-    CoreTelnet link;
-    CoreUpload upload;
-    QTcpSocket *device = nullptr;
-    QByteArray received;
-    QStringList lines;
-
-    bool connectLink()
+    explicit NetworkTransfer(const TimeOuts &timeOuts) : upload(timeOuts)
     {
+        canRead = false;
+        currentCommandKey = 0;
         upload.setTransports(nullptr, &link);
         QObject::connect(&link, &CoreTelnet::read, &upload, &CoreUpload::slotReceiveDatas);
         QObject::connect(&upload, &CoreUpload::message, &upload,
@@ -37,12 +28,28 @@ struct NetworkTransfer
             device = server.nextPendingConnection();
             QObject::connect(device, &QTcpSocket::readyRead, device, [this] { answer(); });
         });
-        if (!server.listen(QHostAddress::LocalHost))
-            return false;
+        server.listen(QHostAddress::LocalHost);
         link.connectTo(QStringLiteral("127.0.0.1"), server.serverPort());
-        return waitFor([this] { return link.isOpen() && device != nullptr; });
+        if (!waitFor([this] { return link.isOpen() && device != nullptr; }))
+            qFatal("no connection");
     }
 
+    /** Sends an image and returns the lines up to the verdict. */
+    QStringList send()
+    {
+        upload.uploadData(1, 0, imageOf(600), 600);
+        waitFor([this] {
+            return lines.contains("SingleUploadSuccess") || lines.contains("SingleUploadFail");
+        });
+        return lines;
+    }
+
+    QTcpServer server;
+    CoreTelnet link;
+    CoreUpload upload;
+    QTcpSocket *device = nullptr;
+
+private:
     void answer()
     {
         constexpr int blockFrame = 271;
@@ -51,12 +58,8 @@ struct NetworkTransfer
             device->write(blockReply());
     }
 
-    bool finished() const
-    {
-        return lines.contains(QStringLiteral("SingleUploadSuccess")) ||
-               lines.contains(QStringLiteral("SingleUploadFail"));
-    }
-
+    QStringList lines;
+    QByteArray received;
     int answered = 0;
 };
 
@@ -67,42 +70,33 @@ class TestNetwork : public QObject
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        canRead = false;
-        currentCommandKey = 0;
-    }
-
     /** Nothing sets the flag for a bare network link, so no reply is ever read. */
     void bareLinkIsNotPaired()
     {
-        NetworkTransfer transfer(Transfer::shortTimeOuts());
-        QVERIFY(transfer.connectLink());
-        transfer.upload.uploadData(1, 0, imageOf(600), 600);
-        QVERIFY(waitFor([&] { return transfer.finished(); }));
-        QCOMPARE(transfer.lines, QStringList({"F/W update timeout, retry 1.",
-                                              "F/W update timeout, retry 2.", "SingleUploadFail"}));
+        TimeOuts timeOuts;
+        timeOuts.block = timeOuts.lastBlock = std::chrono::milliseconds(5);
+        NetworkTransfer transfer(timeOuts);
+        QCOMPARE(transfer.send(),
+                 QStringList({"F/W update timeout, retry 1.", "F/W update timeout, retry 2.",
+                              "SingleUploadFail"}));
         QVERIFY(!canRead);
         QCOMPARE(currentCommandKey, quint16(0));
     }
 
     void linkWithHookIsPaired()
     {
-        NetworkTransfer transfer(Transfer::neverTimeOuts());
-        QVERIFY(transfer.connectLink());
+        NetworkTransfer transfer{TimeOuts()};
         transfer.link.setFrameHook([](const QByteArray &frame) {
             links::noteFrame(reinterpret_cast<const unsigned char *>(frame.constData()),
                              frame.size());
         });
-        transfer.upload.uploadData(1, 0, imageOf(600), 600);
-        QVERIFY(waitFor([&] { return transfer.finished(); }));
-        QCOMPARE(transfer.lines.last(), QStringLiteral("SingleUploadSuccess"));
+        QCOMPARE(transfer.send(), QStringList{"SingleUploadSuccess"});
     }
 
     void linkThatIsNotConnected()
     {
         CoreTelnet link;
-        CoreUpload upload(Transfer::shortTimeOuts());
+        CoreUpload upload{TimeOuts()};
         upload.setTransports(nullptr, &link);
         const unsigned char byte = 1;
         QVERIFY(!upload.sendRaw(&byte, 1));

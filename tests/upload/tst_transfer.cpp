@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "links/LinkState.h"
 #include "support/StandardErrorCatch.h"
 #include "support/TestCase.h"
 #include "upload/FakeLink.h"
 
 #include <QTemporaryDir>
-#include <QtTest>
 
 namespace tst_transfer {
 
@@ -16,60 +14,54 @@ class TestTransfer : public QObject
     Q_OBJECT
 
 private slots:
-    void init()
+    void conversations_data()
     {
-        canRead = false;
-        currentCommandKey = 0;
+        const tests::DataTable<QString> rows("conversation");
+        rows("0 bytes", "start 0:; wait 60000:");
+        rows("1 byte", "start 1: 0/00 0.00% 25500.00%; accept:; wait 60000:");
+        rows("100 bytes", "start 100: 0/00 0.00% 255.00%; accept:; wait 60000:");
+        rows("255 bytes", "start 255: 0/00 0.00% 100.00%; accept:; wait 60000:");
+        rows("256 bytes", "start 256: 0/40 0.00% 99.61%; accept: success");
+        rows("257 bytes", "start 257: 0/00 0.00% 99.22%; accept: 1/40; accept: success");
+        rows("511 bytes", "start 511: 0/00 0.00% 49.90%; accept: 1/40; accept: success");
+        rows("512 bytes", "start 512: 0/00 0.00% 49.80%; accept: 1/40; accept: success");
+        rows("513 bytes",
+             "start 513: 0/00 0.00% 49.71%; accept: 1/00 99.81%; accept: 2/40; accept: success");
+        rows("700 bytes",
+             "start 700: 0/00 0.00% 36.43%; accept: 1/00 73.14%; accept: 2/40; accept: success");
+        rows("two images",
+             "start 300: 0/00 0.00% 85.00%; accept: 1/40; accept: success; "
+             "start 700: 0/00 0.00% 36.43%; accept: 1/00 73.14%; accept: 2/40; accept: success");
+        // In a separate chunk a second reply looks like the next acknowledgement.
+        rows("duplicate in one chunk",
+             "start 1000: 0/00 0.00% 25.50%; twice: 1/00 51.20%; accept: 2/00 76.80%; "
+             "accept: 3/40");
+        rows("nothing after the verdict",
+             "start 256: 0/40 0.00% 99.61%; accept: success; flag:; accept:; refuse:");
+        rows("half of an answer to the image before",
+             "start 600: 0/00 0.00% 42.50%; head:; start 600: 0/00 0.00% 42.50%; "
+             "accept: 1/00 85.33%");
     }
 
-    void sizes_data()
+    void conversations()
     {
-        const tests::DataTable<int, QString, QString, QString> rows("size", "blocks", "progress",
-                                                                    "verdict");
-        const QString success = QStringLiteral("SingleUploadSuccess");
-
-        rows("0", 0, "", "", "");
-        rows("1", 1, "0/00", "0.00 25500.00", "");
-        rows("100", 100, "0/00", "0.00 255.00", "");
-        rows("255", 255, "0/00", "0.00 100.00", "");
-        rows("256", 256, "0/40", "0.00 99.61", success);
-        rows("257", 257, "0/00 1/40", "0.00 99.22", success);
-        rows("511", 511, "0/00 1/40", "0.00 49.90", success);
-        rows("512", 512, "0/00 1/40", "0.00 49.80", success);
-        rows("513", 513, "0/00 1/00 2/40", "0.00 49.71 99.81", success);
-        rows("700", 700, "0/00 1/00 2/40", "0.00 36.43 73.14", success);
-    }
-
-    void sizes()
-    {
-        QFETCH(int, size);
-        QFETCH(QString, blocks);
-        QFETCH(QString, progress);
-        QFETCH(QString, verdict);
-
-        Transfer transfer;
-        transfer.start(imageOf(size));
-        transfer.acknowledgeAll();
-        QCOMPARE(transfer.blocks(), blocks);
-        QCOMPARE(transfer.progress.join(' '), progress);
-        QCOMPARE(transfer.lines.join(' '), verdict);
+        QFETCH(QString, conversation);
+        QCOMPARE(Transfer().converse(conversation), conversation);
     }
 
     void goldenBlock()
     {
         Transfer transfer;
-        transfer.start(QByteArray(256, '\x01'));
-        QCOMPARE(transfer.link.sent.size(), 1);
-        const QByteArray frame = transfer.link.sent.first();
-        QCOMPARE(frame.size(), 271);
+        transfer.upload.uploadData(7, 2, QByteArray(256, '\x01'), 256);
         // 5A 5B A5 + 0A 01 + 01 79 + 07 02 40 + 256 x 01 add up to 328, so D8 makes the sum zero.
-        QCOMPARE(frame.toHex(), QByteArray("5a5ba5" // start, address
-                                           "0a01"   // length
-                                           "0000"
-                                           "0179"       // write block
-                                           "0702000040" // type, index, number, flags
-                                           ) +
-                                    QByteArray("01").repeated(256) + "d8");
+        QCOMPARE(transfer.link.sent.value(0).toHex(),
+                 QByteArray("5a5ba5" // start, address
+                            "0a01"   // length
+                            "0000"
+                            "0179"       // write block
+                            "0702000040" // type, index, number, flags
+                            ) +
+                     QByteArray("01").repeated(256) + "d8");
         QCOMPARE(currentCommandKey, quint16(0x7901));
         QVERIFY(canRead);
     }
@@ -78,7 +70,7 @@ private slots:
     {
         Transfer transfer;
         transfer.upload.setAddress({0x11, 0x22});
-        transfer.start(imageOf(600));
+        transfer.start(600);
         QCOMPARE(transfer.link.sent.first().left(3).toHex(), QByteArray("5a1122"));
         transfer.link.deliver(blockReply());
         QCOMPARE(transfer.link.sent.size(), 1);
@@ -90,24 +82,23 @@ private slots:
     {
         Transfer transfer;
         CoreUpload::m_FWPersent = 77.0;
-        transfer.start(imageOf(700));
+        transfer.start(700);
         QCOMPARE(CoreUpload::m_FWPersent.load(), 255.0 / 700.0 * 100.0);
         transfer.link.deliver(blockReply());
-        QCOMPARE(CoreUpload::m_FWPersent.load(), double(512.0F / 700.0F * 100.0F));
+        // Single precision, widened: not the same number as in double precision.
+        QVERIFY(CoreUpload::m_FWPersent.load() == double(512.0F / 700.0F * 100.0F));
+        QVERIFY(CoreUpload::m_FWPersent.load() != 512.0 / 700.0 * 100.0);
     }
 
     /** The device waits for the block; standard error, the log and the progress come after it. */
     void nextBlockComesFirst()
     {
-        Transfer transfer;
-        transfer.start(imageOf(1000));
         static QStringList events;
-        events.clear();
+        Transfer transfer;
+        transfer.start(1000);
         StandardErrorCatch standardError;
-        transfer.link.onWrite = [&] {
-            if (standardError.hasCaught())
-                events.append("standard error");
-            events.append("block");
+        transfer.link.onSent = [&](const QByteArray &) {
+            events.append(standardError.hasCaught() ? "block after standard error" : "block");
         };
         connect(&transfer.upload, &CoreUpload::progressValueChanged, this,
                 [] { events.append("progress"); });
@@ -119,16 +110,15 @@ private slots:
         QLoggingCategory::setFilterRules({});
 
         QCOMPARE(events.value(0), QString("block"));
-        QCOMPARE(events.count("block"), 1);
-        QVERIFY(events.contains("progress"));
-        QVERIFY(events.contains("log"));
-        QVERIFY(standardError.hasCaught());
+        QCOMPARE(events.count("progress"), 1);
+        QCOMPARE(events.count("log"), events.size() - 2);
+        QVERIFY(events.contains("log") && standardError.hasCaught());
     }
 
     void repliesAreReadByFlagAndKey()
     {
         Transfer transfer;
-        transfer.start(imageOf(600));
+        transfer.start(600);
         canRead = false;
         transfer.link.deliver(blockReply());
         QCOMPARE(transfer.link.sent.size(), 1);
@@ -149,22 +139,23 @@ private slots:
 
     void repliesAreFoundInNoise()
     {
-        Transfer transfer;
-        transfer.start(imageOf(1000));
-        // A wrong address, a length high byte of 2, a bad checksum: each drops what it has so far.
-        transfer.link.deliver(QByteArray::fromHex("00ff5b5a5b5b5b00") + blockReply());
-        transfer.link.deliver(QByteArray::fromHex("5b5ba50802") + blockReply());
         QByteArray bad = blockReply();
         bad[bad.size() - 1] = char(bad.at(bad.size() - 1) + 1);
-        transfer.link.deliver(bad + blockReply());
-        QCOMPARE(transfer.blocks(), QStringLiteral("0/00 1/00 2/00 3/40"));
+        // A wrong address, a length high byte of 2, a bad checksum: each drops what it has so far.
+        for (const QByteArray &noise :
+             {QByteArray::fromHex("00ff5b5a5b5b5b00"), QByteArray::fromHex("5b5ba50802"), bad}) {
+            Transfer transfer;
+            transfer.start(256);
+            transfer.link.deliver(noise + blockReply());
+            QCOMPARE(transfer.events.last(), QString("success"));
+        }
     }
 
     void repliesOfAnyForm_data()
     {
         const tests::DataTable<QByteArray, bool> rows("reply", "accepted");
 
-        const auto frame = [](quint16 word, const char *payload) {
+        const auto frame = [](quint16 word, const QByteArray &payload) {
             return mcu::buildFrame(mcu::replyStart, {}, word, QByteArray::fromHex(payload));
         };
         rows("extended", frame(0xFFFF, "017900"), true);
@@ -175,6 +166,9 @@ private slots:
         rows("without a payload", frame(0x7901, ""), false);
         rows("other word", frame(0xFFFF, "007900"), false);
         rows("host's start byte", mcu::buildStatusFrame(mcu::hostStart, {}, 0x7901, 0), false);
+        // The longest length that a reply may have is 516 bytes in all.
+        rows("longest", frame(0xFFFF, "0179" + QByteArray("00").repeated(504)), true);
+        rows("too long", frame(0xFFFF, "0179" + QByteArray("00").repeated(505)), false);
     }
 
     void repliesOfAnyForm()
@@ -182,7 +176,7 @@ private slots:
         QFETCH(QByteArray, reply);
         QFETCH(bool, accepted);
         Transfer transfer;
-        transfer.start(imageOf(600));
+        transfer.start(600);
         transfer.link.deliver(reply);
         QCOMPARE(transfer.link.sent.size(), accepted ? 2 : 1);
         // Whatever it was, the next reply is read.
@@ -195,125 +189,46 @@ private slots:
         const QByteArray reply = blockReply();
         for (int at = 0; at <= reply.size(); ++at) {
             Transfer transfer;
-            transfer.start(imageOf(600));
+            transfer.start(256);
             transfer.link.deliver(reply.left(at));
             transfer.link.deliver(reply.mid(at));
-            QCOMPARE(transfer.blocks(), QStringLiteral("0/00 1/00"));
+            QCOMPARE(transfer.events.last(), QString("success"));
         }
     }
 
-    void longReplyFits()
+    void fileEntry_data()
     {
-        Transfer transfer;
-        transfer.start(imageOf(600));
-        // The longest length a reply may have: 516 bytes in all.
-        const QByteArray longest =
-            mcu::buildFrame(mcu::replyStart, {}, 0xFFFF, "\x01\x79" + QByteArray(504, '\0'));
-        QCOMPARE(longest.size(), 516);
-        transfer.link.deliver(longest);
-        QCOMPARE(transfer.link.sent.size(), 2);
-        // With one more byte the frame is too long for a reply.
-        transfer.link.deliver(
-            mcu::buildFrame(mcu::replyStart, {}, 0xFFFF, "\x01\x79" + QByteArray(505, '\0')));
-        QCOMPARE(transfer.link.sent.size(), 2);
-        transfer.link.deliver(blockReply());
-        QCOMPARE(transfer.link.sent.size(), 3);
-    }
-
-    void duplicateInOneChunk()
-    {
-        Transfer transfer;
-        transfer.start(imageOf(1000));
-        transfer.link.deliver(blockReply() + blockReply());
-        QCOMPARE(transfer.blocks(), QStringLiteral("0/00 1/00"));
-        // In a separate chunk it looks like the next acknowledgement.
-        transfer.link.deliver(blockReply());
-        transfer.link.deliver(blockReply());
-        QCOMPARE(transfer.blocks(), QStringLiteral("0/00 1/00 2/00 3/40"));
-    }
-
-    void nothingAfterTheVerdict()
-    {
-        Transfer transfer;
-        transfer.start(imageOf(256));
-        transfer.link.deliver(blockReply());
-        canRead = true;
-        transfer.link.deliver(blockReply());
-        transfer.link.deliver(blockReply(3));
-        QCOMPARE(transfer.lines, QStringList{"SingleUploadSuccess"});
-        QCOMPARE(transfer.link.sent.size(), 1);
-    }
-
-    void staleHalfFrame()
-    {
-        Transfer transfer;
-        transfer.start(imageOf(600));
-        transfer.link.deliver(blockReply().left(8));
-        transfer.start(imageOf(600));
-        transfer.link.deliver(blockReply());
-        QCOMPARE(transfer.blocks(), QStringLiteral("0/00 0/00 1/00"));
-    }
-
-    void twoImages()
-    {
-        Transfer transfer;
-        transfer.start(imageOf(300));
-        transfer.acknowledgeAll();
-        transfer.link.sent.clear();
-        transfer.start(imageOf(700));
-        transfer.acknowledgeAll();
-        QCOMPARE(transfer.blocks(), QStringLiteral("0/00 1/00 2/40"));
-        QCOMPARE(transfer.lines.join(' '),
-                 QStringLiteral("SingleUploadSuccess SingleUploadSuccess"));
+        const tests::DataTable<QString, QByteArray, bool> rows("name", "content", "isSent");
+        const QByteArray missing;
+        rows("'.bin' anywhere", "main.bin.old", imageOf(300), true);
+        rows("no .bin", "image.fwm", imageOf(300), false);
+        rows("capitals", "image.BIN", imageOf(300), false);
+        rows("missing", "image.bin", missing, false);
+        rows("empty", "image.bin", "", false);
+        rows("a folder", "folder.bin/", missing, false);
     }
 
     void fileEntry()
     {
-        QTemporaryDir dir;
-        // ".bin" counts anywhere in the name.
-        QFile file(dir.filePath(QStringLiteral("main.bin.old")));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(imageOf(300));
-        file.close();
-
-        Transfer transfer;
-        QVERIFY(transfer.upload.uploadFile(1, 0, file.fileName()));
-        transfer.acknowledgeAll();
-        QCOMPARE(transfer.blocks(), QStringLiteral("0/00 1/40"));
-        QCOMPARE(transfer.link.sent.first().mid(14, 256), imageOf(300).left(256));
-        QCOMPARE(transfer.lines, QStringList{"SingleUploadSuccess"});
-    }
-
-    void fileEntryRefuses_data()
-    {
-        const tests::DataTable<QString, QByteArray> rows("name", "content");
-        const QByteArray missing;
-        rows("no .bin", "image.fwm", imageOf(300));
-        rows("capitals", "image.BIN", imageOf(300));
-        rows("missing", "image.bin", missing);
-        rows("empty", "image.bin", "");
-        rows("a folder", "folder.bin/", missing);
-    }
-
-    void fileEntryRefuses()
-    {
         QFETCH(QString, name);
         QFETCH(QByteArray, content);
+        QFETCH(bool, isSent);
         QTemporaryDir dir;
-        QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("folder.bin")));
-        if (!content.isNull()) {
-            QFile file(dir.filePath(name));
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(content);
-        }
+        QVERIFY(QDir(dir.path()).mkdir("folder.bin"));
+        QFile file(dir.filePath(name));
+        if (!content.isNull())
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) >= 0);
+        file.close();
         Transfer transfer;
-        QVERIFY(!transfer.upload.uploadFile(1, 0, dir.filePath(name)));
-        QVERIFY(transfer.link.sent.isEmpty());
-        QVERIFY(transfer.lines.isEmpty());
+        transfer.image = content;
+        QCOMPARE(transfer.upload.uploadFile(1, 0, file.fileName()), isSent);
+        const QString rest =
+            isSent ? "accept: 0/00 0.00% 85.00% 1/40; accept: success" : "wait 60000:";
+        QCOMPARE(transfer.converse(rest), rest);
     }
 };
 
-AGENT_TEST(TestTransfer)
+AGENT_TEST_WITHOUT_APPLICATION(TestTransfer)
 
 } // namespace tst_transfer
 
