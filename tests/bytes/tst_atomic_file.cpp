@@ -2,37 +2,17 @@
 #include "bytes/AtomicFile.h"
 #include "support/OrdinaryUser.h"
 #include "support/TestCase.h"
-
-#include <QDir>
-#include <QTemporaryDir>
-#include <QtTest>
+#include "support/TestFolder.h"
 
 #include <cerrno>
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace tst_atomic_file {
-
-using bytes::AtomicFile;
+namespace bytes::tst_atomic_file {
 
 using Unwritable = AtomicFile::Unwritable;
 
 namespace {
-
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
-}
-
-void put(const QString &path, const QByteArray &bytes, mode_t mode = 0644)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qFatal("cannot write %s", qPrintable(path));
-    file.close();
-    ::chmod(qPrintable(path), mode);
-}
 
 mode_t modeOf(const QString &path)
 {
@@ -63,15 +43,15 @@ class TestAtomicFile : public QObject
 private slots:
     void init()
     {
-        m_folder.reset(new QTemporaryDir);
+        m_folder = std::make_unique<TestFolder>();
         OrdinaryUser::give(m_folder->path().toLocal8Bit());
     }
 
     void reachesTheDisk_data()
     {
-        QTest::addColumn<bool>("isLink");
-        QTest::newRow("file") << false;
-        QTest::newRow("link into another folder") << true;
+        const tests::DataTable<bool> rows("isLink");
+        rows("file", false);
+        rows("link into another folder", true);
     }
 
     /** First the file, while it still has its other name, then the folder that has the new name. */
@@ -79,7 +59,7 @@ private slots:
     {
         QFETCH(bool, isLink);
         QVERIFY(QDir(m_folder->path()).mkdir("other"));
-        const QString target = path(isLink ? "other/file" : "file");
+        const char *const target = isLink ? "other/file" : "file";
         put(target, "old");
         if (isLink)
             QVERIFY(QFile::link(QStringLiteral("other/file"), path("file")));
@@ -90,12 +70,12 @@ private slots:
             struct stat status = {};
             ::fstat(descriptor, &status);
             const QPair<quint64, quint64> identity{status.st_dev, status.st_ino};
-            if (identity == identityOf(QFileInfo(target).path()))
-                synced.append("folder, with " + contents(target));
+            if (identity == identityOf(QFileInfo(path(target)).path()))
+                synced.append("folder, with " + m_folder->contents(target));
             else
                 synced.append(QString("%1 bytes, beside %2")
                                   .arg(status.st_size)
-                                  .arg(QString(contents(target))));
+                                  .arg(QString(m_folder->contents(target))));
             if (synced.size() == 1)
                 fileSynced = identity;
             return ::fsync(descriptor);
@@ -104,12 +84,12 @@ private slots:
         QVERIFY(file.write(QByteArray("new one")));
         QVERIFY(file.commit());
         QCOMPARE(synced, (QStringList{"7 bytes, beside old", "folder, with new one"}));
-        QCOMPARE(fileSynced, identityOf(target));
+        QCOMPARE(fileSynced, identityOf(path(target)));
     }
 
     void failedSyncLeavesTheOldFile()
     {
-        put(path("file"), "old");
+        put("file", "old");
         AtomicFile file(path("file"), Unwritable::Keep, [](int) {
             errno = EIO;
             return -1;
@@ -118,8 +98,8 @@ private slots:
         QVERIFY(file.write(QByteArray("new")));
         QVERIFY(!file.commit());
         QCOMPARE(file.errorString(), qt_error_string(EIO));
-        QCOMPARE(contents(path("file")), QByteArray("old"));
-        QCOMPARE(names(), QStringList("file"));
+        QCOMPARE(m_folder->contents("file"), QByteArray("old"));
+        QCOMPARE(m_folder->names(), QStringList("file"));
     }
 
     /** The file is there anyway. */
@@ -133,13 +113,13 @@ private slots:
         QVERIFY(file.open());
         QVERIFY(file.write(QByteArray("new")));
         QVERIFY(file.commit());
-        QCOMPARE(names(), QStringList("file"));
+        QCOMPARE(m_folder->names(), QStringList("file"));
     }
 
     /** Those of the older file, or those that any new file gets. */
     void permissions()
     {
-        put(path("old"), "old", 0640);
+        put("old", "old", 0640);
         QVERIFY(replace(path("old"), Unwritable::Keep));
         QCOMPARE(modeOf(path("old")), mode_t(0640));
         const mode_t before = ::umask(027);
@@ -155,10 +135,10 @@ private slots:
         QVERIFY(QFile::link(QStringLiteral("file"), path("second")));
         for (int time = 0; time < 2; ++time) {
             QVERIFY(replace(path("first"), Unwritable::Replace));
-            QCOMPARE(contents(path("file")), QByteArray("new"));
+            QCOMPARE(m_folder->contents("file"), QByteArray("new"));
             QVERIFY(QFileInfo(path("first")).isSymLink() && QFileInfo(path("second")).isSymLink());
         }
-        QCOMPARE(names(), (QStringList{"file", "first", "second"}));
+        QCOMPARE(m_folder->names(), (QStringList{"file", "first", "second"}));
     }
 
     void circleOfLinks()
@@ -172,20 +152,20 @@ private slots:
 
     void fileOfAnotherUser_data()
     {
-        QTest::addColumn<bool>("isReplaced");
-        QTest::newRow("kept") << false;
-        QTest::newRow("replaced") << true;
+        const tests::DataTable<bool> rows("isReplaced");
+        rows("kept", false);
+        rows("replaced", true);
     }
 
     void fileOfAnotherUser()
     {
         QFETCH(bool, isReplaced);
-        put(path("file"), "old", 0444);
+        put("file", "old", 0444);
         const OrdinaryUser user;
         QCOMPARE(replace(path("file"), isReplaced ? Unwritable::Replace : Unwritable::Keep),
                  isReplaced);
-        QCOMPARE(contents(path("file")), QByteArray(isReplaced ? "new" : "old"));
-        QCOMPARE(names(), QStringList("file"));
+        QCOMPARE(m_folder->contents("file"), QByteArray(isReplaced ? "new" : "old"));
+        QCOMPARE(m_folder->names(), QStringList("file"));
     }
 
     /** The folder that the link leads to may not be written, so the link gives way, not its target.
@@ -193,7 +173,7 @@ private slots:
     void linkToAnotherUsersFile()
     {
         QVERIFY(QDir(m_folder->path()).mkdir("closed"));
-        put(path("closed/file"), "old", 0444);
+        put("closed/file", "old", 0444);
         ::chmod(qPrintable(path("closed")), 0555);
         QVERIFY(QFile::link(QStringLiteral("closed/file"), path("link")));
         {
@@ -201,21 +181,21 @@ private slots:
             QVERIFY(!replace(path("link"), Unwritable::Keep));
             QVERIFY(replace(path("link"), Unwritable::Replace));
             QVERIFY(!QFileInfo(path("link")).isSymLink());
-            QCOMPARE(contents(path("link")), QByteArray("new"));
-            QCOMPARE(contents(path("closed/file")), QByteArray("old"));
+            QCOMPARE(m_folder->contents("link"), QByteArray("new"));
+            QCOMPARE(m_folder->contents("closed/file"), QByteArray("old"));
         }
         ::chmod(qPrintable(path("closed")), 0755);
     }
 
     void folderOfAnotherUser()
     {
-        put(path("file"), "old", 0444);
+        put("file", "old", 0444);
         ::chmod(qPrintable(m_folder->path()), 0555);
         {
             const OrdinaryUser user;
             QVERIFY(!replace(path("file"), Unwritable::Replace));
         }
-        QCOMPARE(contents(path("file")), QByteArray("old"));
+        QCOMPARE(m_folder->contents("file"), QByteArray("old"));
         ::chmod(qPrintable(m_folder->path()), 0755);
     }
 
@@ -224,7 +204,7 @@ private slots:
     {
         if (::geteuid() != 0)
             QSKIP("takes files of two users");
-        put(path("file"), "old");
+        put("file", "old");
         QCOMPARE(::chown(qPrintable(m_folder->path()), 0, 0), 0);
         ::chmod(qPrintable(m_folder->path()), 01777);
         {
@@ -235,23 +215,24 @@ private slots:
             QVERIFY(!file.commit());
             QCOMPARE(file.errorString(), qt_error_string(EPERM));
         }
-        QCOMPARE(contents(path("file")), QByteArray("old"));
-        QCOMPARE(names(), QStringList("file"));
+        QCOMPARE(m_folder->contents("file"), QByteArray("old"));
+        QCOMPARE(m_folder->names(), QStringList("file"));
     }
 
 private:
-    QString path(const char *name) const { return m_folder->filePath(QString::fromLatin1(name)); }
-    QStringList names() const
+    QString path(const char *name = ".") const { return m_folder->path(name); }
+
+    void put(const char *name, const QByteArray &bytes, mode_t mode = 0644) const
     {
-        return QDir(m_folder->path())
-            .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+        m_folder->store(name, bytes);
+        ::chmod(qPrintable(path(name)), mode);
     }
 
-    QScopedPointer<QTemporaryDir> m_folder;
+    std::unique_ptr<TestFolder> m_folder;
 };
 
 AGENT_TEST_WITHOUT_APPLICATION(TestAtomicFile)
 
-} // namespace tst_atomic_file
+} // namespace bytes::tst_atomic_file
 
 #include "tst_atomic_file.moc"

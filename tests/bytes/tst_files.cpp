@@ -4,58 +4,31 @@
 #include "support/FaultyReads.h"
 #include "support/FullDisk.h"
 #include "support/TestCase.h"
-
-#include <QDir>
-#include <QTemporaryDir>
-#include <QtTest>
+#include "support/TestFolder.h"
 
 #include <cerrno>
 #include <sys/stat.h>
 
-namespace tst_files {
-
-using bytes::AtomicFile;
-using bytes::FileSource;
-using bytes::FileStamp;
-
-namespace {
-
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
-}
-
-} // namespace
+namespace bytes::tst_files {
 
 class TestFiles : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void init() { m_folder.reset(new QTemporaryDir); }
+    void init() { m_folder = std::make_unique<TestFolder>(); }
 
     void appearsWithCommit()
     {
         AtomicFile file(path("new"));
         QVERIFY(file.open());
-        QVERIFY(file.write("abc", 3));
+        QVERIFY(file.write("0000000abc", 10));
+        QVERIFY(file.overwrite(2, "XY"));
+        QVERIFY(file.write(QByteArray("def")));
         QVERIFY(!QFile::exists(path("new")));
         QVERIFY(file.commit());
-        QCOMPARE(contents(path("new")), QByteArray("abc"));
-        QCOMPARE(names(), QStringList("new"));
-    }
-
-    void replacesWithCommit()
-    {
-        for (const char *text : {"first", "second"}) {
-            AtomicFile file(path("same"));
-            QVERIFY(file.open());
-            QVERIFY(file.write(QByteArray(text)));
-            QVERIFY(file.commit());
-            QCOMPARE(contents(path("same")), QByteArray(text));
-        }
-        QCOMPARE(names(), QStringList("same"));
+        QCOMPARE(m_folder->contents("new"), QByteArray("00XY000abcdef"));
+        QCOMPARE(m_folder->names(), QStringList("new"));
     }
 
     void leavesNothingWithoutCommit()
@@ -65,37 +38,22 @@ private slots:
             QVERIFY(file.open());
             QVERIFY(file.write(QByteArray(200'000, 'x')));
         }
-        QCOMPARE(names(), QStringList());
-    }
-
-    void overwritesAndGoesOn()
-    {
-        AtomicFile file(path("patched"));
-        QVERIFY(file.open());
-        QVERIFY(file.write(QByteArray("0000000abc")));
-        QVERIFY(file.overwrite(2, "XY"));
-        QVERIFY(file.write(QByteArray("def")));
-        QVERIFY(file.commit());
-        QCOMPARE(contents(path("patched")), QByteArray("00XY000abcdef"));
+        QCOMPARE(m_folder->names(), QStringList());
     }
 
     void fullDiskLeavesTheOldFile_data()
     {
-        QTest::addColumn<int>("limit");
-        QTest::addColumn<int>("size");
-        QTest::newRow("no free space") << 0 << 5;
-        QTest::newRow("last bytes") << 4096 << 4097;
-        QTest::newRow("in the middle") << 4096 << 500'000;
+        const tests::DataTable<int, int> rows("limit", "size");
+        rows("no free space", 0, 5);
+        rows("last bytes", 4096, 4097);
+        rows("in the middle", 4096, 500'000);
     }
 
     void fullDiskLeavesTheOldFile()
     {
         QFETCH(int, limit);
         QFETCH(int, size);
-        QFile old(path("file"));
-        QVERIFY(old.open(QIODevice::WriteOnly));
-        old.write("old");
-        old.close();
+        m_folder->store("file", "old");
         {
             const FullDisk disk(static_cast<unsigned long>(limit));
             AtomicFile file(path("file"));
@@ -105,8 +63,8 @@ private slots:
             // The system's own words for a file that may grow no further.
             QCOMPARE(file.errorString(), qt_error_string(EFBIG));
         }
-        QCOMPARE(contents(path("file")), QByteArray("old"));
-        QCOMPARE(names(), QStringList("file"));
+        QCOMPARE(m_folder->contents("file"), QByteArray("old"));
+        QCOMPARE(m_folder->names(), QStringList("file"));
     }
 
     void refusesOddPlaces()
@@ -122,28 +80,16 @@ private slots:
         QVERIFY(!pipe.open());
         FileSource reading(path("pipe"));
         QVERIFY(!reading.open());
-        QCOMPARE(names(), QStringList("pipe"));
-    }
-
-    void keepsSymbolicLinks()
-    {
-        QVERIFY(QFile::link(QStringLiteral("target"), path("link")));
-        AtomicFile file(path("link"));
-        QVERIFY(file.open());
-        QVERIFY(file.write(QByteArray("abc")));
-        QVERIFY(file.commit());
-        QCOMPARE(contents(path("target")), QByteArray("abc"));
-        QVERIFY(QFileInfo(path("link")).isSymLink());
+        QCOMPARE(m_folder->names(), QStringList("pipe"));
     }
 
     void readsOn_data()
     {
-        QTest::addColumn<qint64>("most");
-        QTest::addColumn<bool>("interrupted");
-        QTest::newRow("a byte at a time") << qint64(1) << false;
-        QTest::newRow("pieces") << qint64(333) << false;
-        QTest::newRow("interrupted") << qint64(5000) << true;
-        QTest::newRow("both") << qint64(77) << true;
+        const tests::DataTable<qint64, bool> rows("most", "interrupted");
+        rows("a byte at a time", 1, false);
+        rows("pieces", 333, false);
+        rows("interrupted", 5000, true);
+        rows("both", 77, true);
     }
 
     void readsOn()
@@ -151,7 +97,7 @@ private slots:
         QFETCH(qint64, most);
         QFETCH(bool, interrupted);
         const QByteArray bytes = QByteArray("0123456789").repeated(100);
-        store("file", bytes);
+        m_folder->store("file", bytes);
         FileSource source(path("file"));
         QVERIFY(source.open());
         FaultyReads reads;
@@ -168,7 +114,7 @@ private slots:
 
     void readErrors()
     {
-        store("file", QByteArray(1000, 'x'));
+        m_folder->store("file", QByteArray(1000, 'x'));
         FileSource source(path("file"));
         QVERIFY(source.open());
         FaultyReads reads;
@@ -184,7 +130,7 @@ private slots:
     /** Another file with the same name is another file. */
     void stampsOfTheOpenFile()
     {
-        store("file", "one");
+        m_folder->store("file", "one");
         FileSource first(path("file"));
         QCOMPARE(first.stamp(), FileStamp());
         QVERIFY(first.open());
@@ -198,7 +144,7 @@ private slots:
         QCOMPARE(before.device, quint64(status.st_dev));
         QCOMPARE(before.changed, status.st_ctim.tv_sec * 1'000'000'000LL + status.st_ctim.tv_nsec);
 
-        store("other", "other");
+        m_folder->store("other", "other");
         QCOMPARE(::rename(qPrintable(path("other")), qPrintable(path("file"))), 0);
         QCOMPARE(first.stamp().inode, before.inode);
         QCOMPARE(first.size(), 3);
@@ -210,24 +156,13 @@ private slots:
     }
 
 private:
-    QString path(const char *name) const { return m_folder->filePath(QString::fromLatin1(name)); }
-    void store(const char *name, const QByteArray &bytes) const
-    {
-        QFile file(path(name));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
-    QStringList names() const
-    {
-        return QDir(m_folder->path())
-            .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-    }
+    QString path(const char *name) const { return m_folder->path(name); }
 
-    QScopedPointer<QTemporaryDir> m_folder;
+    std::unique_ptr<TestFolder> m_folder;
 };
 
 AGENT_TEST_WITHOUT_APPLICATION(TestFiles)
 
-} // namespace tst_files
+} // namespace bytes::tst_files
 
 #include "tst_files.moc"

@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // What is the same on the command line of every program.
 #include "common/CommandLine.h"
-#include "support/TestCase.h"
-
 #include "common/ForkedProcess.h"
+#include "support/TestCase.h"
+#include "support/TestFolder.h"
 
 #include <CLI/CLI.hpp>
-
-#include <QTemporaryDir>
-#include <QtTest>
 
 namespace tst_command_line {
 
@@ -53,6 +50,13 @@ private:
     CommandLine m_line;
 };
 
+QStringList wordsOf(const QString &arguments)
+{
+    QStringList words = arguments.split(' ');
+    words.removeAll(QString());
+    return words;
+}
+
 QString textOf(const QStringList &arguments)
 {
     const auto outcome = Example().read(arguments);
@@ -60,7 +64,7 @@ QString textOf(const QStringList &arguments)
 }
 
 /** What bash offers for the last one of the words. */
-QStringList completed(const QStringList &words, const QString &folder = {})
+QString completed(const QStringList &words, const QString &folder)
 {
     QString line = textOf({"--bash-completion"}) + QStringLiteral("\nCOMP_WORDS=(ex-ample");
     for (const QString &word : words)
@@ -71,11 +75,11 @@ QStringList completed(const QStringList &words, const QString &folder = {})
     bash.setWorkingDirectory(folder);
     bash.start("bash", {"--norc", "-u", "-c", line});
     if (!bash.waitForFinished() || bash.exitCode() != 0 || !bash.readAllStandardError().isEmpty())
-        return {"failed"};
+        return "failed";
     QStringList found = QString::fromUtf8(bash.readAllStandardOutput()).split('\n');
     found.removeAll(QString());
     found.sort();
-    return found;
+    return found.join(' ');
 }
 
 } // namespace
@@ -128,15 +132,8 @@ private slots:
 
     void wrongUsage_data()
     {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<QString>("detail");
-        QTest::addColumn<QString>("help");
-        const auto row = [](const char *arguments, const char *detail, const char *help) {
-            QStringList words = QString(arguments).split(' ');
-            words.removeAll(QString());
-            QTest::newRow(arguments) << words << QString(detail) << QString(help);
-        };
-        row("", "no command is given", "ex-ample");
+        const tests::DataTable<QString, QString, QString> row("arguments", "detail", "help");
+        row("nothing", "", "no command is given", "ex-ample");
         row("--json", "no command is given", "ex-ample");
         row("lst a", "unknown command 'lst'; did you mean 'list'?", "ex-ample");
         row("snd --from x", "unknown command 'snd'; did you mean 'send'?", "ex-ample");
@@ -161,9 +158,9 @@ private slots:
 
     void wrongUsage()
     {
-        QFETCH(QStringList, arguments);
+        QFETCH(QString, arguments);
         QFETCH(QString, help);
-        const auto outcome = Example().read(arguments);
+        const auto outcome = Example().read(wordsOf(arguments));
         QVERIFY(outcome && outcome->problem);
         QCOMPARE(int(outcome->exit), 2);
         QVERIFY(outcome->problem->id == ProblemId::Usage);
@@ -173,27 +170,22 @@ private slots:
 
     void forms_data()
     {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<int>("form");
-        QTest::newRow("text") << QStringList{"list", "a"} << int(OutputForm::Text);
-        QTest::newRow("wrong usage") << QStringList{"lst", "--json"} << int(OutputForm::Json);
-        QTest::newRow("lines") << QStringList{"--json-progress", "list"}
-                               << int(OutputForm::JsonLines);
-        QTest::newRow("both") << QStringList{"--json-progress", "list", "--json"}
-                              << int(OutputForm::JsonLines);
-        QTest::newRow("a value") << QStringList{"list", "a", "--json=1"} << int(OutputForm::Json);
-        QTest::newRow("a value of lines")
-            << QStringList{"--json-progress=1", "list", "a"} << int(OutputForm::JsonLines);
-        QTest::newRow("a word of the user")
-            << QStringList{"send", "--", "--json"} << int(OutputForm::Text);
+        const tests::DataTable<QString, OutputForm> row("arguments", "form");
+        row("list a", OutputForm::Text);
+        row("lst --json", OutputForm::Json);
+        row("--json-progress list", OutputForm::JsonLines);
+        row("--json-progress list --json", OutputForm::JsonLines);
+        row("list a --json=1", OutputForm::Json);
+        row("--json-progress=1 list a", OutputForm::JsonLines);
+        row("send -- --json", OutputForm::Text);
     }
 
     void forms()
     {
-        QFETCH(QStringList, arguments);
+        QFETCH(QString, arguments);
         Example example;
-        example.read(arguments);
-        QTEST(int(example.line().form()), "form");
+        example.read(wordsOf(arguments));
+        QTEST(example.line().form(), "form");
     }
 
     void programWithoutCommands()
@@ -213,49 +205,47 @@ private slots:
         QCOMPARE(third.read({"single", "x"})->problem->detail, QString("unexpected 'x'"));
     }
 
+    /** An underscore is an empty word. */
     void completion_data()
     {
-        QTest::addColumn<QStringList>("words");
-        QTest::addColumn<QStringList>("found");
-        const auto row = [](const QStringList &words, const QStringList &found) {
-            QTest::newRow(qPrintable(words.join('_'))) << words << found;
-        };
-        row({""}, {"list", "send"});
-        row({"l"}, {"list"});
-        row({"--host", "x", "s"}, {"send"});
-        row({"--js"}, {"--json", "--json-progress"});
-        row({"--mo"}, {});
-        row({"list", "--"}, {"--bash-completion", "--help", "--help-all", "--host", "--json",
-                             "--json-progress", "--mode", "--output", "--version"});
-        row({"list", "-o"}, {"-o"});
-        row({"send", "--fr"}, {"--from"});
-        row({"send", "--mo"}, {});
-        row({"list", "--mode", ""}, {"2", "5"});
-        row({"list", "--mode", "=", "5"}, {"5"});
-        row({"list", "--mode", "="}, {"2", "5"});
-        row({"list", "--output", ""}, {"folder"});
-        row({"list", "f"}, {"file.fwm", "folder"});
-        row({"list", "--json", "f"}, {"file.fwm", "folder"});
-        row({"list", "--mode", "2", "f"}, {"file.fwm", "folder"});
-        row({"list", "file.fwm", "f"}, {}); // it takes one file
-        row({"send", "f"}, {});
-        row({"send", "--from", "f"}, {"file.fwm", "folder"});
-        row({"send", "a", "b", "f"}, {});
+        const tests::DataTable<QString, QString> row("words", "found");
+        row("_", "list send");
+        row("l", "list");
+        row("--host x s", "send");
+        row("--js", "--json --json-progress");
+        row("--mo", "");
+        row("list --", "--bash-completion --help --help-all --host --json --json-progress --mode "
+                       "--output --version");
+        row("list -o", "-o");
+        row("send --fr", "--from");
+        row("send --mo", "");
+        row("list --mode _", "2 5");
+        row("list --mode = 5", "5");
+        row("list --mode =", "2 5");
+        row("list --output _", "folder");
+        row("list f", "file.fwm folder");
+        row("list --json f", "file.fwm folder");
+        row("list --mode 2 f", "file.fwm folder");
+        row("list file.fwm f", ""); // it takes one file
+        row("send f", "");
+        row("send --from f", "file.fwm folder");
+        row("send a b f", "");
     }
 
     void completion()
     {
-        QFETCH(QStringList, words);
-        QTemporaryDir folder;
+        QFETCH(QString, words);
+        const TestFolder folder;
         QVERIFY(QDir(folder.path()).mkdir("folder"));
-        QFile file(folder.filePath("file.fwm"));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QTEST(completed(words, folder.path()), "found");
+        folder.store("file.fwm", {});
+        QTEST(completed(wordsOf(words).replaceInStrings("_", ""), folder.path()), "found");
     }
 };
 
 AGENT_TEST(TestCommandLine)
 
 } // namespace tst_command_line
+
+Q_DECLARE_METATYPE(OutputForm)
 
 #include "tst_command_line.moc"

@@ -7,7 +7,6 @@
 #include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QtTest>
 
 #include <unistd.h>
 

@@ -6,7 +6,6 @@
 #include <QFile>
 #include <QRegularExpression>
 #include <QSet>
-#include <QtTest>
 
 namespace tst_problems {
 

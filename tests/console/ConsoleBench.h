@@ -17,6 +17,7 @@
 
 #include <atomic>
 #include <memory>
+#include <poll.h>
 #include <sys/socket.h>
 
 /** A client that records everything that it receives. */
@@ -25,9 +26,9 @@ class ConsoleTestClient
 public:
     explicit ConsoleTestClient(quint16 port)
     {
-        socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
         socket.connectToHost(QStringLiteral("127.0.0.1"), port);
         socket.waitForConnected();
+        socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
     }
 
     void send(const QByteArray &bytes)
@@ -42,7 +43,8 @@ public:
         return m_received;
     }
 
-    /** Sends a request and waits for its reply; the agent's messages go to this client then. */
+    /** Sends a request, after which the agent's messages go to this client, and waits for its reply
+     *  alone. */
     bool becomeTarget()
     {
         const QByteArray heartbeat = "HEARTBEAT\r\n";
@@ -51,6 +53,17 @@ public:
         forget();
         return answered;
     }
+
+    /** With a reset instead of an orderly close. */
+    void disconnectAtOnce()
+    {
+        const linger none = {1, 0};
+        setsockopt(int(socket.socketDescriptor()), SOL_SOCKET, SO_LINGER, &none, sizeof none);
+        socket.abort();
+    }
+
+    /** It sends no more. */
+    void closeItsSide() { shutdown(int(socket.socketDescriptor()), SHUT_WR); }
 
     void forget()
     {
@@ -167,8 +180,8 @@ public:
     void readWithoutTheLoop(const ConsoleTestClient &client) const
     {
         QTcpSocket *const socket = accepted(client);
-        char first = 0;
-        ::recv(int(socket->socketDescriptor()), &first, 1, MSG_PEEK); // waits for it
+        pollfd arrival{int(socket->socketDescriptor()), POLLIN, 0};
+        ::poll(&arrival, 1, 60'000);
         emit socket->readyRead();
     }
 
@@ -195,4 +208,30 @@ public:
     TCPServer::WorkerFactory makeWorker;
     std::unique_ptr<TCPServer> server;
     std::atomic<int> endedRuns{0};
+};
+
+/** A server with one client that it knows. */
+struct ConsoleSession : ConsoleBench
+{
+    explicit ConsoleSession(const std::function<void(ConsoleBench &bench)> &change = nullptr)
+    {
+        if (change)
+            change(*this);
+        start();
+        client = connectClient();
+    }
+
+    /** The agent's messages go to this client then. */
+    std::unique_ptr<ConsoleTestClient> connectClient() const
+    {
+        auto one = std::make_unique<ConsoleTestClient>(server->port());
+        if (!one->becomeTarget())
+            qFatal("no answer");
+        return one;
+    }
+
+    /** Connections that still exist. */
+    int connections() const { return server->findChildren<QTcpSocket *>().size(); }
+
+    std::unique_ptr<ConsoleTestClient> client;
 };

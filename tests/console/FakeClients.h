@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "console/ConsoleClient.h"
+#include "console/ConsoleClients.h"
 
 #include <QByteArrayList>
 #include <QList>
@@ -67,12 +67,30 @@ struct FakeClients
             add({QStringLiteral("10.0.0.1"), quint16(i + 1)});
     }
 
-    console::ConsoleClient &add(const console::ConsolePeer &peer)
+    void add(const console::ConsolePeer &peer)
     {
         connections.emplace_back();
         all.append(std::make_shared<console::ConsoleClient>(
             console::ConsoleClient{&connections.back(), peer, console::LineFramer(1024)}));
-        return *all.last();
+    }
+
+    /** The next client is also one of the table. */
+    void addTo(console::ConsoleClients &table)
+    {
+        connections.emplace_back();
+        all.append(table.add(connections.back(),
+                             {QStringLiteral("10.0.0.1"), quint16(connections.size())}));
+    }
+
+    FakeConnection &connection(int index) { return connections.at(size_t(index)); }
+
+    /** What was sent to each client, with " + " between two calls. */
+    QStringList sent() const
+    {
+        QStringList texts;
+        for (const FakeConnection &connection : connections)
+            texts.append(QString::fromLatin1(connection.sent.join(" + ")));
+        return texts;
     }
 
     std::deque<FakeConnection> connections;

@@ -10,12 +10,6 @@
 #include <QSocketNotifier>
 
 #include <algorithm>
-#include <cerrno>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace consoletext = protocol::consoletext;
 using engine::RunEvents;
@@ -27,72 +21,6 @@ constexpr int patience = 5'000;
 constexpr int lineLimit = 2'048;
 /** Far above what one input can ask for. */
 constexpr int mostReplies = 16 * 1024 * 1024;
-
-/** The fuzzer's own timer may interrupt it. */
-void awaitBytes(int handle)
-{
-    pollfd arrival{handle, POLLIN, 0};
-    int count = 0;
-    do
-        count = poll(&arrival, 1, patience);
-    while (count < 0 && errno == EINTR);
-    require(count == 1);
-}
-
-/** A blocking socket, since everything here happens in its order. */
-class Client
-{
-public:
-    explicit Client(quint16 port) : m_handle(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        // The port is free again at once, and no piece waits for the one before.
-        const linger atOnce{1, 0};
-        const int on = 1;
-        setsockopt(m_handle, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
-        setsockopt(m_handle, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        require(connect(m_handle, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0);
-    }
-    ~Client() { close(m_handle); }
-
-    quint16 port() const
-    {
-        sockaddr_in address{};
-        socklen_t size = sizeof address;
-        getsockname(m_handle, reinterpret_cast<sockaddr *>(&address), &size);
-        return ntohs(address.sin_port);
-    }
-
-    void send(const QByteArray &bytes)
-    {
-        require(::send(m_handle, bytes.constData(), size_t(bytes.size()), MSG_NOSIGNAL) ==
-                bytes.size());
-    }
-
-    const QByteArray &replies()
-    {
-        char buffer[65'536];
-        for (ssize_t count = 1; count > 0;
-             m_replies.append(buffer, int(std::max<ssize_t>(count, 0))))
-            count = recv(m_handle, buffer, sizeof buffer, MSG_DONTWAIT);
-        require(m_replies.size() < mostReplies);
-        return m_replies;
-    }
-
-    /** A busy kernel may hand over a reply some time after it was sent. */
-    void awaitReply(const QByteArray &reply)
-    {
-        while (!replies().endsWith(reply))
-            awaitBytes(m_handle);
-    }
-
-private:
-    int m_handle;
-    QByteArray m_replies;
-};
 
 /** A worker that opens no link, and checks and counts the runs that are asked for. */
 class CheckedWorker : public WorkerCOM
@@ -146,20 +74,23 @@ public:
     {
         runs = 0;
         ended = 0;
-        Client client(bench.server->port());
-        QTcpSocket *socket = nullptr;
-        while ((socket = accepted(client.port())) == nullptr)
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        exchange(client, *socket, "UPGRADEMODE||2\r\n");
+        ConsoleTestClient client(bench.server->port());
+        require(waitFor([&] { return bench.accepted(client) != nullptr; }));
+        exchange(client, "UPGRADEMODE||2\r\n");
         while (!input.atEnd())
-            exchange(client, *socket, input.bytes(1 + input.byte()));
+            exchange(client, input.bytes(1 + input.byte()));
         // Whatever came before, the next request is served, and a run that was taken ends.
-        exchange(client, *socket, "\r\nHEARTBEAT\r\n");
-        client.awaitReply(consoletext::heartbeatReply.data());
-        while (bench.server->worker()->runActive())
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        exchange(client, "\r\nHEARTBEAT\r\n");
+        while (!client.received().endsWith(consoletext::heartbeatReply.data()))
+            require(client.socket.waitForReadyRead(patience));
+        require(waitFor([&] { return !bench.server->worker()->runActive(); }));
         require(runs == ended);
-        require(runs == 0 || client.replies().contains(consoletext::upgradeFail.data()));
+        require(runs == 0 || waitFor([&] {
+                    return client.received().contains(consoletext::upgradeFail.data());
+                }));
+        require(client.received().size() < mostReplies);
+        // The port is free again at once.
+        client.disconnectAtOnce();
     }
 
     /** The server notices that the client is gone, and what it began on its own ends. */
@@ -170,29 +101,15 @@ public:
     }
 
 private:
-    /** The server's end of a client's connection. */
-    QTcpSocket *accepted(quint16 port) const
-    {
-        const auto sockets = bench.server->findChildren<QTcpSocket *>();
-        for (QTcpSocket *const socket : sockets) {
-            if (socket->peerPort() == port && socket->state() == QAbstractSocket::ConnectedState)
-                return socket;
-        }
-        return nullptr;
-    }
-
-    static void exchange(Client &client, QTcpSocket &socket, const QByteArray &bytes)
+    void exchange(ConsoleTestClient &client, const QByteArray &bytes)
     {
         if (bytes.isEmpty())
             return;
         client.send(bytes);
         // Without the event loop, in which a run could end meanwhile.
-        awaitBytes(int(socket.socketDescriptor()));
-        emit socket.readyRead();
-        client.replies();
+        bench.readWithoutTheLoop(client);
         // What follows a list waits for the loop.
-        while (isPaused(socket))
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        require(waitFor([&] { return !isPaused(*bench.accepted(client)); }));
     }
 
     static bool isPaused(const QTcpSocket &socket)

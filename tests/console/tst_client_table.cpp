@@ -1,52 +1,47 @@
 // SPDX-License-Identifier: Apache-2.0
 // The table of clients: who is in it, how many may be, and when their memory is given back.
-#include "console/ConsoleClients.h"
 #include "console/ConsoleEvents.h"
 #include "console/FakeClients.h"
 #include "support/FewDescriptors.h"
 #include "support/TestCase.h"
 #include "support/VirtualTime.h"
 
-#include <QtTest>
-
-namespace tst_client_table {
-
-using console::ClientPointer;
-using console::ConsoleClients;
-using console::ConsoleEvents;
-using console::ConsolePeer;
-using platform::Platform;
+namespace console::tst_client_table {
 
 using namespace std::chrono_literals;
 
 namespace {
 
-/** What clients must leave to other uses. */
-constexpr int reserved = 128;
-
 struct Table
 {
-    Table()
+    explicit Table(int count)
     {
         platform.limits.consoleLine = 50'000;
         platform.limits.allConsoleLines = 100'000;
+        platform.timeOuts.clientDisconnect = 77ms;
         const auto note = [this](const char *what) {
-            return [this, what](const ConsolePeer &peer, int count) {
-                events.append(QString("%1 %2 of %3").arg(what).arg(peer.port).arg(count));
+            return [this, what](const ConsolePeer &peer, int clients) {
+                events.append(QString("%1 %2 of %3").arg(what).arg(peer.port).arg(clients));
             };
         };
         QObject::connect(&log, &ConsoleEvents::clientCame, note("came"));
         QObject::connect(&log, &ConsoleEvents::clientLeft, note("left"));
+        for (int i = 0; i < count; ++i)
+            fakes.addTo(clients);
     }
 
-    ClientPointer add()
+    void close(int index)
     {
-        connections.emplace_back();
-        return clients.add(connections.back(),
-                           {QStringLiteral("10.0.0.1"), quint16(connections.size())});
+        fakes.connection(index).drop();
+        clients.removeClosed();
     }
 
-    void close(int index) { connections.at(size_t(index)).state = FakeConnection::State::Closed; }
+    /** The client has so much text without an end. */
+    void feed(int index, int size)
+    {
+        fakes.all.at(index)->framer.feed(QString(size, 'x'));
+        QVERIFY(!fakes.all.at(index)->framer.next());
+    }
 
     QList<quint16> ports() const
     {
@@ -62,12 +57,12 @@ struct Table
         return givenBack;
     }
 
-    Platform platform;
+    platform::Platform platform;
     ConsoleEvents log;
     QStringList events;
     QList<bool> accepting;
     int givenBack = 0;
-    std::deque<FakeConnection> connections;
+    FakeClients fakes{0};
     ConsoleClients clients{platform, log, [this](bool on) { accepting.append(on); },
                            [this] { ++givenBack; }};
 };
@@ -84,18 +79,14 @@ public:
 private slots:
     void comingAndLeaving()
     {
-        Table table;
-        const ClientPointer first = table.add();
-        const ClientPointer second = table.add();
-        QCOMPARE(second->peer.port, quint16(2));
-        QVERIFY(second->isConnected());
-        first->framer.feed("half a line");
-        QVERIFY(!first->framer.next());
+        Table table(2);
+        const ClientPointer first = table.fakes.all.first();
+        QVERIFY(first->isConnected());
+        table.feed(0, 11);
         table.close(0);
-        table.clients.removeClosed();
         QCOMPARE(table.ports(), QList<quint16>{2});
-        QCOMPARE(table.connections.at(0).discards, 1);
-        QCOMPARE(table.connections.at(1).discards, 0);
+        QCOMPARE(table.fakes.connection(0).discards, 1);
+        QCOMPARE(table.fakes.connection(1).discards, 0);
         QVERIFY(first->connection == nullptr);
         QVERIFY(!first->isConnected());
         QCOMPARE(first->framer.size(), 0);
@@ -105,24 +96,19 @@ private slots:
     /** The second one is found by the call that its own disconnect makes. */
     void neighboursLeaveTogether()
     {
-        Table table;
-        for (int i = 0; i < 4; ++i)
-            table.add();
+        Table table(4);
         for (const int index : {0, 1, 3})
-            table.close(index);
-        table.clients.removeClosed();
-        QCOMPARE(table.ports(), (QList<quint16>{2, 3}));
-        table.clients.removeClosed();
-        QCOMPARE(table.ports(), QList<quint16>{3});
-        table.clients.removeClosed();
-        QCOMPARE(table.ports(), QList<quint16>{3});
+            table.fakes.connection(index).drop();
+        for (const auto &ports : {QList<quint16>{2, 3}, QList<quint16>{3}, QList<quint16>{3}}) {
+            table.clients.removeClosed();
+            QCOMPARE(table.ports(), ports);
+        }
     }
 
     void closingIsNotClosed()
     {
-        Table table;
-        table.add();
-        table.connections.at(0).state = FakeConnection::State::Closing;
+        Table table(1);
+        table.fakes.connection(0).state = FakeConnection::State::Closing;
         table.clients.removeClosed();
         QCOMPARE(table.ports(), QList<quint16>{1});
     }
@@ -130,37 +116,30 @@ private slots:
     /** Every second one is left to the end of the listening socket. */
     void hangUp()
     {
-        Table table;
-        const std::chrono::milliseconds limit(77);
-        table.platform.timeOuts.clientDisconnect = limit;
-        for (int i = 0; i < 3; ++i)
-            table.add();
+        Table table(3);
         table.clients.hangUp();
-        QCOMPARE(table.connections.at(0).hangUpLimit, limit);
-        QVERIFY(table.connections.at(1).isConnected());
-        QCOMPARE(table.connections.at(2).hangUpLimit, limit);
+        QCOMPARE(table.fakes.connection(0).hangUpLimit, 77ms);
+        QVERIFY(table.fakes.connection(1).isConnected());
+        QCOMPARE(table.fakes.connection(2).hangUpLimit, 77ms);
     }
 
     void lineLimitOfAClient()
     {
-        Table table;
-        const ClientPointer client = table.add();
-        client->framer.feed(QString(50'001, 'x'));
-        QVERIFY(!client->framer.next());
-        QVERIFY(client->framer.takeOverflow());
+        Table table(1);
+        table.feed(0, 50'001);
+        QVERIFY(table.fakes.all.first()->framer.takeOverflow());
     }
 
+    /** 128 descriptors are kept for other uses. */
     void places()
     {
-        Table table;
-        const FewDescriptors few(reserved + 2);
-        table.add();
+        const FewDescriptors few(128 + 2);
+        Table table(1);
         QVERIFY(table.accepting.isEmpty());
         QTest::ignoreMessage(QtWarningMsg, "no more clients are accepted for now: 2");
-        table.add();
+        table.fakes.addTo(table.clients);
         QCOMPARE(table.accepting, QList<bool>{false});
         table.close(0);
-        table.clients.removeClosed();
         QCOMPARE(table.accepting, (QList<bool>{false, true}));
     }
 
@@ -177,14 +156,11 @@ private slots:
     {
         QFETCH(bool, isSlow);
         QFETCH(int, text);
-        Table table;
-        const ClientPointer client = table.add();
-        client->isSlow = isSlow;
-        client->framer.feed(QString(text, 'x'));
-        QVERIFY(!client->framer.next());
+        Table table(1);
+        table.fakes.all.first()->isSlow = isSlow;
+        table.feed(0, text);
         QCOMPARE(table.givenBackAfter(1s), 0);
         table.close(0);
-        table.clients.removeClosed();
         QCOMPARE(table.givenBackAfter(999ms), 0);
         QTEST(table.givenBackAfter(1ms), "givenBack");
     }
@@ -192,14 +168,11 @@ private slots:
     void givesBackAfterACrowd()
     {
         constexpr int crowd = 256;
-        Table table;
-        for (int i = 0; i < crowd + 10; ++i)
-            table.add();
+        Table table(crowd + 10);
+        int next = 0;
         const auto leave = [&](int count) {
-            for (int i = 0; i < count; ++i) {
-                table.clients.all().first()->connection->drop();
-                table.clients.removeClosed();
-            }
+            for (int i = 0; i < count; ++i)
+                table.close(next++);
         };
         leave(crowd - 1);
         QCOMPARE(table.givenBackAfter(1s), 0);
@@ -211,33 +184,28 @@ private slots:
 
     void linesTogether()
     {
-        Table table;
-        QList<ClientPointer> clients;
-        for (const int size : {30'000, 40'000, 30'000}) {
-            clients.append(table.add());
-            clients.last()->framer.feed(QString(size, 'x'));
-            QVERIFY(!clients.last()->framer.next());
-        }
+        Table table(3);
+        table.feed(0, 30'000);
+        table.feed(1, 40'000);
+        table.feed(2, 30'000);
         QVERIFY(!table.clients.beyondLineLimit());
-        clients.at(0)->framer.feed("y");
-        QVERIFY(!clients.at(0)->framer.next());
-        QCOMPARE(table.clients.beyondLineLimit(), clients.at(1));
-        clients.at(1)->framer.drop();
+        table.feed(0, 1);
+        QCOMPARE(table.clients.beyondLineLimit(), table.fakes.all.at(1));
+        table.fakes.all.at(1)->framer.drop();
         QVERIFY(!table.clients.beyondLineLimit());
         QCOMPARE(table.givenBackAfter(1s), 1);
     }
 
     void clientsWithoutText()
     {
-        Table table;
+        Table table(1);
         table.platform.limits.allConsoleLines = 0;
-        table.add();
         QVERIFY(!table.clients.beyondLineLimit());
     }
 };
 
 AGENT_TEST_WITHOUT_APPLICATION(TestClientTable)
 
-} // namespace tst_client_table
+} // namespace console::tst_client_table
 
 #include "tst_client_table.moc"

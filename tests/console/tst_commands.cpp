@@ -11,19 +11,8 @@
 #include "support/TestCase.h"
 
 #include <QTemporaryDir>
-#include <QtTest>
 
-namespace tst_commands {
-
-using console::ClientPointer;
-using console::ConsoleCommands;
-using console::ConsoleEvents;
-using console::ConsoleReplies;
-using console::ConsoleRequest;
-using console::PackageTurns;
-using console::RunRequest;
-using links::EngineRequests;
-using platform::Platform;
+namespace console::tst_commands {
 
 namespace {
 
@@ -31,10 +20,8 @@ const QByteArray busy = "UPGRADELOG||The device is busy upgrading.\r\n";
 const QByteArray unknown = "UPGRADELOG||Unknow command.\r\n";
 const QByteArray modeError = "UPGRADELOG||ERROR:UPGRADEMODE parameter error\r\n";
 const QByteArray edidError = "PARSEEDID||ERROR:PARSEEDID parameter command.\r\n";
-const QString description =
-    R"({"chips":[{"type":1,"quantity":1,"pcbs":[{"name":"A","index":0}]}]})";
 
-class FakeEngine : public EngineRequests
+class FakeEngine : public links::EngineRequests
 {
 public:
     bool onConnect(QString port) override
@@ -84,22 +71,22 @@ struct Console
         platform.ports.device = 9;
         platform.paths.package = folder.filePath("FW.fwm");
         replies.setTarget(clients.all.first());
-        QObject::connect(&events, &ConsoleEvents::runRequested,
-                         [this](const RunRequest &request) { runs.append(textOf(request)); });
+        QObject::connect(&events, &ConsoleEvents::runRequested, [this](const RunRequest &request) {
+            engine.calls.append(textOf(request));
+        });
     }
 
     void storePackage() const { QVERIFY(QFile(platform.paths.package).open(QIODevice::WriteOnly)); }
     void ask(const QString &line) { commands.handle(ConsoleRequest::fromLine(line)); }
     QByteArray replied() { return clients.connections.front().sent.join(); }
-    /** The list of the engine's calls since the last one. */
+    /** The engine's calls, and the announced runs, since the last call. */
     QStringList calls() { return std::exchange(engine.calls, {}); }
 
     QTemporaryDir folder;
-    Platform platform;
+    platform::Platform platform;
     FakeClients clients{1};
     ConsoleReplies replies{clients.all, platform.limits};
     ConsoleEvents events;
-    QStringList runs;
     FakeEngine engine;
     PackageTurns turns{[](const ClientPointer &) {}};
     ParseEDID edid;
@@ -117,27 +104,21 @@ class TestCommands : public QObject
 private slots:
     void requests_data()
     {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<QByteArray>("replied");
-        QTest::addColumn<QStringList>("calls");
-        QTest::addColumn<QStringList>("runs");
-        const auto row = [](const char *line, const QByteArray &replied,
-                            const QStringList &calls = {}, const QStringList &runs = {}) {
-            QTest::newRow(line) << QString(line) << replied << calls << runs;
-        };
-        row("HEARTBEAT", "HEARTBEAT\r\n");
-        row("VERSION", "VERSION||1.15\r\n");
-        row("what", unknown);
+        const tests::DataTable<QString, QByteArray, QStringList> row("line", "replied", "calls");
+        row("HEARTBEAT", "HEARTBEAT\r\n", {});
+        row("VERSION", "VERSION||1.15\r\n", {});
+        row("what", unknown, {});
         row("GETFIRMWARELIST", "FIRMWARELIST||the list\r\n", {"read"});
-        row("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5\r\n");
-        row("UPGRADEMODE||4", modeError);
-        row("UPGRADE||A,1,2||B,3,4", "", {"disconnect", "connect ttyX", "upload A,1,2|B,3,4 2"},
-            {"serial by 1 over ttyX mode 2 rows 2"});
+        row("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5\r\n", {});
+        row("UPGRADEMODE||4", modeError, {});
+        row("UPGRADE||A,1,2||B,3,4", "",
+            {"disconnect", "serial by 1 over ttyX mode 2 rows 2", "connect ttyX",
+             "upload A,1,2|B,3,4 2"});
         row("UPGRADE||A", "", {"disconnect"});
         row("UPGRADEALL", "", {"read"});
-        row("UPGRADEORVALE1G||1.2.3", unknown);
-        row("UPGRADEORVALE1G||1.2.3.4", "UPGRADELOG||Firmware file does not exist.\r\n");
-        row("PARSEEDID||00", edidError);
+        row("UPGRADEORVALE1G||1.2.3", unknown, {});
+        row("UPGRADEORVALE1G||1.2.3.4", "UPGRADELOG||Firmware file does not exist.\r\n", {});
+        row("PARSEEDID||00", edidError, {});
     }
 
     void requests()
@@ -147,7 +128,6 @@ private slots:
         console.ask(line);
         QTEST(console.replied(), "replied");
         QTEST(console.engine.calls, "calls");
-        QTEST(console.runs, "runs");
         QCOMPARE(console.turns.isTaken(), console.engine.calls.contains("read"));
     }
 
@@ -173,7 +153,6 @@ private slots:
             console.ask(line);
             QTEST(console.replied(), "replied");
             QVERIFY(console.engine.calls.isEmpty());
-            QVERIFY(console.runs.isEmpty());
         }
     }
 
@@ -203,20 +182,11 @@ private slots:
         console.storePackage();
         console.ask("UPGRADEORVALE1G||1.2.3.4");
         QCOMPARE(console.calls(), QStringList{"net 1.2.3.4 9"});
-        QVERIFY(console.runs.isEmpty());
         console.ask("UPGRADEMODE||5");
         console.commands.networkConnected();
-        QCOMPARE(console.calls(), (QStringList{"read", "upload MAIN,0,1 5"}));
-        QCOMPARE(console.runs, QStringList{"network by 1 over 1.2.3.4 mode 5 rows 1"});
+        QCOMPARE(console.calls(), (QStringList{"network by 1 over 1.2.3.4 mode 5 rows 1", "read",
+                                               "upload MAIN,0,1 5"}));
         QVERIFY(console.replied().endsWith("UPGRADELOG||Device connected.\r\n"));
-    }
-
-    void networkUpgradeWithoutPackage()
-    {
-        Console console;
-        console.ask("UPGRADEORVALE1G||1.2.3.4");
-        QVERIFY(console.engine.calls.isEmpty());
-        QCOMPARE(console.replied(), QByteArray("UPGRADELOG||Firmware file does not exist.\r\n"));
     }
 
     void networkConnectedWhileBusy()
@@ -226,7 +196,6 @@ private slots:
         console.commands.networkConnected();
         QCOMPARE(console.replied(), QByteArray("UPGRADELOG||Device connected.\r\n"));
         QVERIFY(console.engine.calls.isEmpty());
-        QVERIFY(console.runs.isEmpty());
     }
 
     void edid()
@@ -243,6 +212,6 @@ private slots:
 
 AGENT_TEST(TestCommands)
 
-} // namespace tst_commands
+} // namespace console::tst_commands
 
 #include "tst_commands.moc"

@@ -3,11 +3,8 @@
 #include "support/TestCase.h"
 
 #include <QRandomGenerator>
-#include <QtTest>
 
-namespace tst_framing {
-
-using console::LineFramer;
+namespace console::tst_framing {
 
 namespace {
 
@@ -56,45 +53,37 @@ class TestFraming : public QObject
 private slots:
     void reads_data()
     {
-        QTest::addColumn<QStringList>("reads");
-        QTest::addColumn<QStringList>("lines");
-        QTest::addColumn<QString>("rest");
-        const auto row = [](const char *name, const QStringList &reads, const QStringList &lines,
-                            const char *rest = "") {
-            QTest::newRow(name) << reads << lines << QString(rest);
-        };
-        row("carriage return and line feed", {"A\r\n"}, {"A"});
-        row("bare line feed", {"A\n"}, {"A"});
-        row("bare carriage return", {"A\r"}, {"A"});
+        const tests::DataTable<QStringList, QStringList, QString> row("reads", "lines", "rest");
+        row("carriage return and line feed", {"A\r\n"}, {"A"}, "");
+        row("bare line feed", {"A\n"}, {"A"}, "");
+        row("bare carriage return", {"A\r"}, {"A"}, "");
         row("no end", {"A"}, {}, "A");
-        row("two reads", {"HEART", "BEAT\r\n"}, {"HEARTBEAT"});
-        row("end split in two", {"A\r", "\nB\r\n"}, {"A", "B"});
-        row("end alone", {"A", "\r\n"}, {"A"});
-        row("line feed alone", {"A", "\n"}, {"A"});
-        row("two lines", {"A\r\nB\r\n"}, {"A", "B"});
-        row("two lines by carriage returns", {"A\rB\r"}, {"A", "B"});
-        row("line feeds do not separate", {"A\nB\n"}, {"A\nB"});
-        row("nor over two reads", {"A\nB", "C\n"}, {"A\nBC"});
+        row("two reads", {"HEART", "BEAT\r\n"}, {"HEARTBEAT"}, "");
+        row("end split in two", {"A\r", "\nB\r\n"}, {"A", "B"}, "");
+        row("end alone", {"A", "\r\n"}, {"A"}, "");
+        row("line feed alone", {"A", "\n"}, {"A"}, "");
+        row("two lines", {"A\r\nB\r\n"}, {"A", "B"}, "");
+        row("two lines by carriage returns", {"A\rB\r"}, {"A", "B"}, "");
+        row("line feeds do not separate", {"A\nB\n"}, {"A\nB"}, "");
+        row("nor over two reads", {"A\nB", "C\n"}, {"A\nBC"}, "");
         row("a line feed inside waits", {"A\nB"}, {}, "A\nB");
-        row("a read that ends with a line feed", {"A\n", "B\n"}, {"A", "B"});
-        row("empty lines", {"\r\r\n\n\r \t\r\n"}, {});
-        row("blanks are trimmed", {"  A B \t\r\n"}, {"A B"});
+        row("a read that ends with a line feed", {"A\n", "B\n"}, {"A", "B"}, "");
+        row("empty lines", {"\r\r\n\n\r \t\r\n"}, {}, "");
+        row("blanks are trimmed", {"  A B \t\r\n"}, {"A B"}, "");
         row("the rest is not trimmed", {"A\r  B "}, {"A"}, "  B ");
-        row("rest then end", {"A\r  B ", " C\r\n"}, {"A", "B  C"});
-        row("nothing read", {"A", "", "B\r\n"}, {"AB"});
+        row("rest then end", {"A\r  B ", " C\r\n"}, {"A", "B  C"}, "");
+        row("nothing read", {"A", "", "B\r\n"}, {"AB"}, "");
     }
 
     void reads()
     {
         QFETCH(QStringList, reads);
-        QFETCH(QStringList, lines);
-        QFETCH(QString, rest);
         LineFramer framer(limit);
-        QStringList got;
+        QStringList lines;
         for (const QString &read : reads)
-            got += linesOf(framer, read);
-        QCOMPARE(got, lines);
-        QCOMPARE(framer.rest(), rest);
+            lines += linesOf(framer, read);
+        QTEST(lines, "lines");
+        QTEST(framer.rest(), "rest");
     }
 
     void everySplitOfARequest()
@@ -192,6 +181,6 @@ private slots:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestFraming)
 
-} // namespace tst_framing
+} // namespace console::tst_framing
 
 #include "tst_framing.moc"

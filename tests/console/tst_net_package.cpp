@@ -4,7 +4,6 @@
 #include "support/TestCase.h"
 
 #include <QSemaphore>
-#include <QtTest>
 
 namespace tst_net_package {
 
@@ -23,16 +22,14 @@ const QByteArray blockReply = "UpgradeDatas||" + netframes::blockAccepted;
 /** Sends each frame as a fragment and waits for its reply, except the last one's. */
 bool sendPackage(ConsoleTestClient &client, const QByteArray &archive)
 {
-    QList<QByteArray> frames = netframes::package(archive);
-    frames.prepend(netframes::enter());
-    for (int i = 0; i < frames.size(); ++i) {
-        client.forget();
-        client.send(fragment(frames.at(i)));
-        if (i == frames.size() - 1)
-            break;
-        const QByteArray expected = i == 0 ? enterReply : blockReply;
+    QByteArray expected = enterReply;
+    client.send(fragment(netframes::enter()));
+    for (const QByteArray &frame : netframes::package(archive)) {
         if (!waitFor([&] { return client.received() == expected; }))
             return false;
+        client.forget();
+        client.send(fragment(frame));
+        expected = blockReply;
     }
     return true;
 }
@@ -51,11 +48,9 @@ class TestNetPackage : public QObject
 private slots:
     void wholePackage()
     {
-        ConsoleBench bench;
-        bench.platform.pauses.beforeModuleReboot = 1ms;
-        bench.start();
-        ConsoleTestClient client(bench.server->port());
-        QVERIFY(client.becomeTarget());
+        ConsoleSession session(
+            [](ConsoleBench &bench) { bench.platform.pauses.beforeModuleReboot = 1ms; });
+        ConsoleTestClient &client = *session.client;
         // Every value of a byte, line ends and the fragment's own key among them.
         QByteArray archive;
         for (int i = 0; i < 3000; ++i)
@@ -73,25 +68,23 @@ private slots:
                          logLine("NET firmware ver1.23 upgrade success.") +
                          "UpgradeDatas||WriteIsUgradingTrue" +
                          logLine("NET ready to reboot after 2 seconds."));
-        QTRY_COMPARE(bench.shell.commands().last(), QString("sudo reboot"));
-        QFile stored(bench.platform.paths.netArchive);
+        QTRY_COMPARE(session.shell.commands().last(), QString("sudo reboot"));
+        QFile stored(session.platform.paths.netArchive);
         QVERIFY(stored.open(QIODevice::ReadOnly));
         QCOMPARE(stored.readAll(), archive);
     }
 
     void wrongDigestThenAgain()
     {
-        ConsoleBench bench;
-        bench.platform.pauses.beforeModuleReboot = 1ms;
-        bench.start();
-        ConsoleTestClient client(bench.server->port());
-        QVERIFY(client.becomeTarget());
-        bench.shell.digest = [](const QString &) { return QByteArray(32, '0'); };
-        QVERIFY(sendPackage(client, QByteArray(500, 'a')));
-        QTRY_COMPARE(client.received(), logLine("NET package checksum error."));
-        bench.shell.digest = RecordingShell::md5OfNamedFile;
-        QVERIFY(sendPackage(client, QByteArray(500, 'a')));
-        QTRY_VERIFY(client.received().contains("NET firmware ver1.23 upgrade success."));
+        ConsoleSession session(
+            [](ConsoleBench &bench) { bench.platform.pauses.beforeModuleReboot = 1ms; });
+        session.shell.digest = [](const QString &) { return QByteArray(32, '0'); };
+        QVERIFY(sendPackage(*session.client, QByteArray(500, 'a')));
+        QTRY_COMPARE(session.client->received(), logLine("NET package checksum error."));
+        session.client->forget();
+        session.shell.digest = RecordingShell::md5OfNamedFile;
+        QVERIFY(sendPackage(*session.client, QByteArray(500, 'a')));
+        QTRY_VERIFY(session.client->received().contains("NET firmware ver1.23 upgrade success."));
     }
 
     void needsARequestFirst()
@@ -109,86 +102,43 @@ private slots:
 
     void fragmentsOfOneRead()
     {
-        ConsoleBench bench;
-        bench.start();
-        ConsoleTestClient client(bench.server->port());
-        QVERIFY(client.becomeTarget());
-        client.send(fragment(netframes::enter()) +
-                    fragment(netframes::write(0, 0, QByteArray(256, 'a'))));
-        QTRY_COMPARE(client.received(), enterReply + blockReply);
-    }
-
-    void fragmentInTwoReads()
-    {
-        ConsoleBench bench;
-        bench.start();
-        ConsoleTestClient client(bench.server->port());
-        const QByteArray whole = fragment(netframes::enter());
-        client.send(whole.left(20));
-        QVERIFY(bench.settle());
-        client.send(whole.mid(20));
-        QTRY_COMPARE(client.received(), QByteArray("UPGRADELOG||Unknow command.\r\n"));
-    }
-
-    void shortestFragment()
-    {
-        ConsoleBench bench;
-        bench.start();
-        ConsoleTestClient client(bench.server->port());
-        client.send(fragment({}));
-        QVERIFY(bench.settle());
-        client.send("VERSION\r\n");
-        QTRY_COMPARE(client.received(), QByteArray("VERSION||1.15\r\n"));
-    }
-
-    void rebootDone()
-    {
-        ConsoleBench bench;
-        bench.start();
-        ConsoleTestClient client(bench.server->port());
-        QVERIFY(client.becomeTarget());
-        QSignalSpy pieces(bench.server.get(), &TCPServer::signalReceiveData);
-        client.send(fragment("xxRebootDone" + netframes::enter()));
-        QTRY_COMPARE(client.received(), blockReply + "UpgradeDatas||WriteIsUgradingFalse");
-        QCOMPARE(pieces.count(), 0);
+        ConsoleSession session;
+        session.client->send(fragment(netframes::enter()) +
+                             fragment(netframes::write(0, 0, QByteArray(256, 'a'))));
+        QTRY_COMPARE(session.client->received(), enterReply + blockReply);
     }
 
     void refusedDuringARun()
     {
-        ConsoleBench bench;
-        bench.recordRequests();
-        bench.start();
-        ConsoleTestClient client(bench.server->port());
-        client.send("UPGRADE||MAIN,0,1\r\n");
-        QTRY_COMPARE(bench.requests.size(), 3);
-        client.send(fragment(netframes::enter()));
-        QTRY_COMPARE(client.received(), "UpgradeDatas||" + netframes::enterRefused);
-        client.forget();
-        client.send(fragment(netframes::write(0, 0, QByteArray(256, 'a'))));
-        QTRY_COMPARE(client.received(), "UpgradeDatas||" + netframes::blockRefused);
-        QVERIFY(!QFile::exists(bench.platform.paths.netArchive));
+        ConsoleSession session(&ConsoleBench::recordRequests);
+        session.client->send("UPGRADE||MAIN,0,1\r\n");
+        QTRY_COMPARE(session.requests.size(), 3);
+        session.client->send(fragment(netframes::enter()) +
+                             fragment(netframes::write(0, 0, QByteArray(256, 'a'))));
+        QTRY_COMPARE(session.client->received(), "UpgradeDatas||" + netframes::enterRefused +
+                                                     "UpgradeDatas||" + netframes::blockRefused);
+        QVERIFY(!QFile::exists(session.platform.paths.netArchive));
     }
 
     void busyWhileInstalling()
     {
-        ConsoleBench bench;
-        bench.platform.pauses.beforeModuleReboot = 1h;
-        bench.usePackage("good.fwm");
         QSemaphore unpacking;
-        bench.shell.onRun = [&](const QString &command) {
-            if (command.contains(" tar "))
-                unpacking.acquire();
-        };
-        bench.recordRequests();
-        bench.start();
-        ConsoleTestClient client(bench.server->port());
-        QVERIFY(client.becomeTarget());
+        ConsoleSession session([&](ConsoleBench &bench) {
+            bench.platform.pauses.beforeModuleReboot = 1h;
+            bench.usePackage("good.fwm");
+            bench.shell.onRun = [&](const QString &command) {
+                if (command.contains(" tar "))
+                    unpacking.acquire();
+            };
+            bench.recordRequests();
+        });
+        ConsoleTestClient &client = *session.client;
         QVERIFY(sendPackage(client, QByteArray(500, 'a')));
         QTRY_VERIFY(client.received().endsWith(logLine("NET package upgrade 30%.")));
 
         const QByteArray requests =
             "UPGRADE||MAIN,0,1\r\nUPGRADEALL\r\nUPGRADEORVALE1G||1.2.3.4\r\nHEARTBEAT\r\n";
-        const QByteArray busy = "UPGRADELOG||The device is busy upgrading.\r\n";
+        const QByteArray busy = logLine("The device is busy upgrading.");
         client.forget();
         client.send(requests);
         QTRY_COMPARE(client.received(), busy + busy + "HEARTBEAT\r\n");
@@ -197,7 +147,7 @@ private slots:
         client.forget();
         client.send(requests);
         QTRY_COMPARE(client.received(), busy + busy + "HEARTBEAT\r\n");
-        QVERIFY(bench.requests.isEmpty());
+        QVERIFY(session.requests.isEmpty());
     }
 };
 

@@ -9,15 +9,11 @@
 #include "support/TestCase.h"
 
 #include <QTemporaryDir>
-#include <QtTest>
 
-namespace tst_net_pieces {
+namespace console::tst_net_pieces {
 
-using console::ConsoleEvents;
-using console::NetPackages;
-using console::RunRequest;
 using engine::RunEvent;
-using platform::Platform;
+using Kind = RunEvent::Kind;
 
 using namespace std::chrono_literals;
 
@@ -32,17 +28,16 @@ struct Module
                 QString("requested by %1, kind %2").arg(request.by.port).arg(int(request.kind)));
         });
         QObject::connect(&events, &ConsoleEvents::runEvent, [this](const RunEvent &event) {
-            using Kind = RunEvent::Kind;
             const bool isEnd = event.kind == Kind::Installed || event.kind == Kind::Ended;
-            log.append(QString("%1%2").arg(int(event.kind)).arg(isEnd ? event.success : false));
+            log.append(line(event.kind, isEnd && event.success));
         });
         QObject::connect(&upgrade, &NetModelUpgrade::signalResponse,
                          [this](const QByteArray &bytes) { responses.append(bytes); });
     }
 
-    Platform platform()
+    platform::Platform platform()
     {
-        Platform platform;
+        platform::Platform platform;
         useInstallFolder(platform, folder.path());
         platform.pauses.beforeModuleReboot = 1ms;
         platform.shell = shell.shell();
@@ -63,7 +58,7 @@ struct Module
         lastPort = port;
     }
 
-    static QString line(RunEvent::Kind kind, bool success = false)
+    static QString line(Kind kind, bool success = false)
     {
         return QString("%1%2").arg(int(kind)).arg(success);
     }
@@ -96,7 +91,6 @@ private slots:
     void install()
     {
         QFETCH(bool, success);
-        using Kind = RunEvent::Kind;
         Module module;
         if (!success)
             module.shell.digest = [](const QString &) { return QByteArray(32, '0'); };
@@ -126,6 +120,6 @@ private slots:
 
 AGENT_TEST(TestNetPieces)
 
-} // namespace tst_net_pieces
+} // namespace console::tst_net_pieces
 
 #include "tst_net_pieces.moc"

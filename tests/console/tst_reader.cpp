@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // From what is fetched to requests and pieces of NET packages.
-#include "console/ConsoleClients.h"
 #include "console/ConsoleEvents.h"
 #include "console/ConsoleReplies.h"
 #include "console/ConsoleRequest.h"
@@ -8,49 +7,32 @@
 #include "console/RequestReader.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_reader {
-
-using console::ClientPointer;
-using console::ConsoleClients;
-using console::ConsoleEvents;
-using console::ConsolePeer;
-using console::ConsoleReplies;
-using console::ConsoleRequest;
-using console::RequestReader;
-using platform::Platform;
+namespace console::tst_reader {
 
 namespace {
 
-const QByteArray unknown = "UPGRADELOG||Unknow command.\r\n";
+const char unknown[] = "UPGRADELOG||Unknow command.\r\n";
 
 /** Each request is answered with its line; a request that reads the package takes its turn. */
 struct Console
 {
-    Console()
+    explicit Console(int count)
     {
         platform.limits.consoleLine = 50'000;
         platform.limits.allConsoleLines = 100'000;
-    }
-
-    int add()
-    {
-        connections.emplace_back();
-        added.append(clients.add(connections.back(),
-                                 {QStringLiteral("10.0.0.1"), quint16(connections.size())}));
-        return added.size() - 1;
+        for (int i = 0; i < count; ++i)
+            fakes.addTo(clients);
     }
 
     void read(int index, const QByteArray &bytes)
     {
-        connections.at(size_t(index)).incoming.append(bytes);
-        reader.read(added.at(index));
+        fakes.connection(index).incoming.append(bytes);
+        reader.read(fakes.all.at(index));
     }
 
     void handle(const ConsoleRequest &request)
     {
-        requests.append(request.parts.join('|'));
+        log.append(QString("%1 ").arg(replies.target().port) + request.parts.join('|'));
         replies.send(request.parts.join('|') + ';');
         if (request.readsPackage())
             reader.turns().take();
@@ -58,14 +40,24 @@ struct Console
             onRequest();
     }
 
-    QByteArrayList sent(int index) const { return connections.at(size_t(index)).sent; }
+    void handlePiece(const ConsolePeer &peer, const QByteArray &payload)
+    {
+        log.append(QString("%1 [%2]").arg(peer.port).arg(QString(payload)));
+        replies.send(QString("got it;"));
+        replies.send(QString("thanks;"));
+    }
 
-    Platform platform;
+    void drop(int index)
+    {
+        fakes.connection(index).drop();
+        clients.removeClosed();
+    }
+
+    platform::Platform platform;
     ConsoleEvents events;
-    std::deque<FakeConnection> connections;
-    QList<ClientPointer> added;
-    QStringList requests;
-    QStringList fragments;
+    FakeClients fakes{0};
+    /** Requests and pieces, each after its client's port. */
+    QStringList log;
     std::function<void()> onRequest;
     ConsoleClients clients{platform, events, [](bool) {}, [] {}};
     ConsoleReplies replies{clients.all(), platform.limits};
@@ -74,9 +66,7 @@ struct Console
                          replies,
                          {[this](const ConsoleRequest &request) { handle(request); },
                           [this](const ConsolePeer &peer, const QByteArray &payload) {
-                              fragments.append(QString("%1 ").arg(peer.port) + payload);
-                              replies.send(QString("got it;"));
-                              replies.send(QString("thanks;"));
+                              handlePiece(peer, payload);
                           }}};
 };
 
@@ -87,172 +77,136 @@ class TestReader : public QObject
     Q_OBJECT
 
 private slots:
-    void requests()
+    void reads_data()
     {
-        Console console;
-        console.add();
-        console.read(0, "VERSION\r\nUPGRADE||A,1,2\r\n\r\nwhat\r\n");
-        QCOMPARE(console.requests, (QStringList{"VERSION", "UPGRADE|A,1,2", "what"}));
-        QCOMPARE(console.sent(0), QByteArrayList{"VERSION;UPGRADE|A,1,2;what;"});
+        const tests::DataTable<QByteArrayList, QStringList> rows("reads", "log");
+        rows("requests", {"VERSION\r\nUPGRADE||A,1,2\r\n\r\nwhat\r\n"},
+             {"1 VERSION", "1 UPGRADE|A,1,2", "1 what"});
+        rows("a line in two reads", {"VER", "SION\r\n"}, {"1 VERSION"});
+        rows("nothing", {""}, {});
+        rows("zero bytes", {QByteArray("x\0y\r\nVERSION\r\n", 14)},
+             {"1 x" + QString(QChar(0)) + "y", "1 VERSION"});
+        rows("a character", {"M\xc3\xa4\r\n"}, {QString::fromUtf8("1 M\xc3\xa4")});
+        // It becomes two marks and never harms what is around it.
+        rows("a character in two reads", {"M\xc3", "\xa4,0,1\r\n"},
+             {"1 M" + QString(2, QChar::ReplacementCharacter) + ",0,1"});
+        rows("a piece", {"UpgradeDatas||abc\r\n"}, {"1 [abc]"});
+        rows("an empty piece", {"UpgradeDatas||\r\n"}, {"1 []"});
+        rows("line ends in a piece", {"UpgradeDatas||a\r\nVERSION\r\nb\r\n"},
+             {"1 [a\r\nVERSION\r\nb]"});
+        rows("a piece in two reads", {"UpgradeDatas||a", "bc\r\n"}, {"1 UpgradeDatas|abc"});
+        rows("a piece without an end", {"UpgradeDatas||abc\r"}, {"1 UpgradeDatas|abc"});
+        rows("something before a piece", {"xUpgradeDatas||abc\r\n"}, {"1 xUpgradeDatas|abc"});
+        rows("another key", {"UpgradeData||abc\r\n"}, {"1 UpgradeData|abc"});
     }
 
-    void lineInTwoReads()
+    void reads()
     {
-        Console console;
-        console.add();
-        console.add();
+        QFETCH(QByteArrayList, reads);
+        Console console(1);
+        for (const QByteArray &read : reads)
+            console.read(0, read);
+        QTEST(console.log, "log");
+    }
+
+    void twoClients()
+    {
+        Console console(2);
         console.read(0, "VER");
         console.read(1, "HEARTBEAT\r\n");
-        console.read(0, "SION\r\n");
-        QCOMPARE(console.requests, (QStringList{"HEARTBEAT", "VERSION"}));
-        QCOMPARE(console.sent(0), QByteArrayList{"VERSION;"});
-        QCOMPARE(console.sent(1), QByteArrayList{"HEARTBEAT;"});
-    }
-
-    void targetOfReplies()
-    {
-        Console console;
-        console.add();
-        console.add();
-        console.read(0, "VERSION\r\n");
-        console.read(1, "VERS");
-        QCOMPARE(console.replies.target().port, quint16(1));
-        console.read(1, "ION\r\n");
         QCOMPARE(console.replies.target().port, quint16(2));
+        console.read(0, "SI");
+        QCOMPARE(console.replies.target().port, quint16(2));
+        console.read(0, "ON\r\nwhat\r\n");
+        QCOMPARE(console.log, (QStringList{"2 HEARTBEAT", "1 VERSION", "1 what"}));
+        QCOMPARE(console.fakes.sent(), (QStringList{"VERSION;what;", "HEARTBEAT;"}));
     }
 
-    void fragments_data()
+    void pieceAsksForNothing()
     {
-        const tests::DataTable<QByteArray, QStringList, int> rows("bytes", "fragments", "requests");
-        rows("a piece", "UpgradeDatas||abc\r\n", {"1 abc"}, 0);
-        rows("an empty piece", "UpgradeDatas||\r\n", {"1 "}, 0);
-        rows("line ends in it", "UpgradeDatas||a\r\nVERSION\r\nb\r\n", {"1 a\r\nVERSION\r\nb"}, 0);
-        rows("without an end", "UpgradeDatas||abc\r", {}, 1);
-        rows("something before it", "xUpgradeDatas||abc\r\n", {}, 1);
-        rows("another key", "UpgradeData||abc\r\n", {}, 1);
-    }
-
-    void fragments()
-    {
-        QFETCH(QByteArray, bytes);
-        Console console;
-        console.add();
-        console.read(0, bytes);
-        QTEST(console.fragments, "fragments");
-        QTEST(int(console.requests.size()), "requests");
-    }
-
-    void fragmentAsksForNothing()
-    {
-        Console console;
-        console.add();
-        console.add();
+        Console console(2);
         console.read(0, "VERSION\r\n");
         console.read(1, "UpgradeDatas||abc\r\n");
-        QCOMPARE(console.fragments, QStringList{"2 abc"});
-        QCOMPARE(console.sent(0), (QByteArrayList{"VERSION;", "got it;thanks;"}));
-        QVERIFY(console.sent(1).isEmpty());
-    }
-
-    void nothingToRead()
-    {
-        Console console;
-        console.add();
-        console.reader.read(console.added.at(0));
-        QVERIFY(console.requests.isEmpty());
-        QVERIFY(console.sent(0).isEmpty());
+        QCOMPARE(console.log, (QStringList{"1 VERSION", "2 [abc]"}));
+        QCOMPARE(console.fakes.sent(), (QStringList{"VERSION; + got it;thanks;", ""}));
     }
 
     void clientThatHasLeft()
     {
-        Console console;
-        console.add();
-        console.connections.at(0).drop();
-        console.clients.removeClosed();
+        Console console(1);
+        console.drop(0);
         console.read(0, "VERSION\r\n");
-        QVERIFY(console.requests.isEmpty());
+        QCOMPARE(console.log, QStringList());
     }
 
     void clientThatIsDroppedByItsRequest()
     {
-        Console console;
-        console.add();
-        console.onRequest = [&] {
-            console.connections.at(0).drop();
-            console.clients.removeClosed();
-        };
+        Console console(1);
+        console.onRequest = [&] { console.drop(0); };
         console.read(0, "VERSION\r\nHEARTBEAT\r\n");
-        QCOMPARE(console.requests, QStringList{"VERSION"});
-        QCOMPARE(console.added.at(0)->framer.size(), 0);
+        QCOMPARE(console.log, QStringList{"1 VERSION"});
+        QCOMPARE(console.fakes.all.at(0)->framer.size(), 0);
     }
 
     void lineWithoutEnd()
     {
-        Console console;
-        console.add();
-        console.add();
+        Console console(2);
         console.read(0, "VERSION\r\n");
         console.read(1, QByteArray(50'000, 'x'));
-        QVERIFY(console.sent(1).isEmpty());
+        QCOMPARE(console.fakes.sent().at(1), QString());
         console.read(1, "x");
-        QCOMPARE(console.sent(1), QByteArrayList{unknown});
+        QCOMPARE(console.fakes.sent().at(1), QString(unknown));
         QCOMPARE(console.replies.target().port, quint16(1));
         console.read(1, "HEARTBEAT\r\n");
-        QCOMPARE(console.requests.last(), QString("HEARTBEAT"));
+        QCOMPARE(console.log, (QStringList{"1 VERSION", "2 HEARTBEAT"}));
     }
 
     void linesOfAllTogether()
     {
-        Console console;
-        for (int i = 0; i < 3; ++i)
-            console.add();
+        Console console(3);
         console.read(0, QByteArray(40'000, 'x'));
         console.read(1, QByteArray(45'000, 'x'));
         console.read(2, QByteArray(8'192, 'x'));
         console.read(2, QByteArray(6'807, 'x'));
-        QVERIFY(console.sent(1).isEmpty());
+        QCOMPARE(console.fakes.sent(), (QStringList{"", "", ""}));
         console.read(2, QByteArray(2, 'x'));
-        QVERIFY(console.sent(0).isEmpty());
-        QCOMPARE(console.sent(1), QByteArrayList{unknown});
-        QVERIFY(console.sent(2).isEmpty());
-        QCOMPARE(console.added.at(0)->framer.size(), 40'000);
-        QCOMPARE(console.added.at(1)->framer.size(), 0);
+        QCOMPARE(console.fakes.sent(), (QStringList{"", unknown, ""}));
+        QCOMPARE(console.fakes.all.at(0)->framer.size(), 40'000);
+        QCOMPARE(console.fakes.all.at(1)->framer.size(), 0);
     }
 
     void oneReadingOfThePackageInATurn()
     {
-        Console console;
-        console.add();
-        console.add();
+        Console console(2);
         console.read(0, "GETFIRMWARELIST\r\nVERSION\r\nGETFIRMWARELIST\r\nHEARTBEAT\r\n");
-        QCOMPARE(console.requests, QStringList{"GETFIRMWARELIST"});
+        QCOMPARE(console.log, QStringList{"1 GETFIRMWARELIST"});
         console.read(1, "HEARTBEAT\r\nUPGRADEALL\r\n");
-        QCOMPARE(console.requests, (QStringList{"GETFIRMWARELIST", "HEARTBEAT"}));
-        QTRY_COMPARE(console.requests, (QStringList{"GETFIRMWARELIST", "HEARTBEAT", "VERSION",
-                                                    "GETFIRMWARELIST", "UPGRADEALL", "HEARTBEAT"}));
-        QCOMPARE(console.sent(0),
-                 (QByteArrayList{"GETFIRMWARELIST;", "VERSION;GETFIRMWARELIST;", "HEARTBEAT;"}));
-        QCOMPARE(console.sent(1), (QByteArrayList{"HEARTBEAT;", "UPGRADEALL;"}));
+        QCOMPARE(console.log, (QStringList{"1 GETFIRMWARELIST", "2 HEARTBEAT"}));
+        QTRY_COMPARE(console.log,
+                     (QStringList{"1 GETFIRMWARELIST", "2 HEARTBEAT", "1 VERSION",
+                                  "1 GETFIRMWARELIST", "2 UPGRADEALL", "1 HEARTBEAT"}));
+        QCOMPARE(console.fakes.sent(),
+                 (QStringList{"GETFIRMWARELIST; + VERSION;GETFIRMWARELIST; + HEARTBEAT;",
+                              "HEARTBEAT; + UPGRADEALL;"}));
     }
 
     void waitingClientIsNotRead()
     {
-        Console console;
-        console.add();
+        Console console(1);
         console.read(0, "GETFIRMWARELIST\r\nGETFIRMWARELIST\r\nVERSION\r\n");
-        QVERIFY(!console.connections.at(0).isRead);
+        QVERIFY(!console.fakes.connection(0).isRead);
         console.read(0, "HEARTBEAT\r\n");
-        QCOMPARE(console.connections.at(0).incoming.size(), 1);
-        QTRY_COMPARE(console.requests,
-                     (QStringList{"GETFIRMWARELIST", "GETFIRMWARELIST", "VERSION"}));
-        QVERIFY(console.connections.at(0).isRead);
-        console.reader.read(console.added.at(0));
-        QCOMPARE(console.requests.last(), QString("HEARTBEAT"));
+        QCOMPARE(console.fakes.connection(0).incoming.size(), 1);
+        QTRY_COMPARE(console.log,
+                     (QStringList{"1 GETFIRMWARELIST", "1 GETFIRMWARELIST", "1 VERSION"}));
+        QVERIFY(console.fakes.connection(0).isRead);
+        console.reader.read(console.fakes.all.at(0));
+        QCOMPARE(console.log.last(), QString("1 HEARTBEAT"));
     }
 };
 
 AGENT_TEST(TestReader)
 
-} // namespace tst_reader
+} // namespace console::tst_reader
 
 #include "tst_reader.moc"

@@ -2,11 +2,7 @@
 #include "console/ConsoleReports.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_reports {
-
-namespace consolereport = console::consolereport;
+namespace console::tst_reports {
 
 class TestReports : public QObject
 {
@@ -15,28 +11,21 @@ class TestReports : public QObject
 private slots:
     void messages_data()
     {
-        QTest::addColumn<QStringList>("message");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<bool>("isStatus");
-        const auto row = [](const char *name, const QStringList &message, const QString &text,
-                            bool isStatus = false) {
-            QTest::newRow(name) << message << text << isStatus;
-        };
-        row("nothing", {}, "");
-        row("success", {"APPSTATUS", "6"}, "\r\nDISCONNECTCOM\r\n\r\nUPGRADESUCCESS\r\n", true);
-        row("failure", {"APPSTATUS", "7"}, "\r\nDISCONNECTCOM\r\n\r\nUPGRADEFAIL\r\n", true);
-        row("no status", {"APPSTATUS"}, "\r\nDISCONNECTCOM\r\n\r\nUPGRADEFAIL\r\n", true);
-        row("success is exactly 6", {"APPSTATUS", "06"}, "\r\nDISCONNECTCOM\r\n\r\nUPGRADEFAIL\r\n",
-            true);
-        row("success with more", {"APPSTATUS", "6", "x"},
-            "\r\nDISCONNECTCOM\r\n\r\nUPGRADESUCCESS\r\n", true);
-        row("connected", {"ConnectSuccess", "ttyS2"}, "Connect success.\r\n");
-        row("version", {"NETVERSION", "1.23"}, "NETVERSION||1.23\r\n");
-        row("version without a value", {"NETVERSION"}, "NETVERSION||\r\n");
-        row("result of a row", {"UPGRADERESULT", "MAIN,0,1", "1"}, "");
-        row("line", {"Erase", "MAIN"}, "UPGRADELOG||Erase||MAIN\r\n");
-        row("key in second place", {"x", "APPSTATUS"}, "UPGRADELOG||x||APPSTATUS\r\n");
-        row("empty line", {""}, "UPGRADELOG||\r\n");
+        const tests::DataTable<QStringList, QString, bool> row("message", "text", "isStatus");
+        const QString end = "\r\nDISCONNECTCOM\r\n\r\n%1\r\n";
+        row("nothing", {}, "", false);
+        row("success", {"APPSTATUS", "6"}, end.arg("UPGRADESUCCESS"), true);
+        row("failure", {"APPSTATUS", "7"}, end.arg("UPGRADEFAIL"), true);
+        row("no status", {"APPSTATUS"}, end.arg("UPGRADEFAIL"), true);
+        row("success is exactly 6", {"APPSTATUS", "06"}, end.arg("UPGRADEFAIL"), true);
+        row("success with more", {"APPSTATUS", "6", "x"}, end.arg("UPGRADESUCCESS"), true);
+        row("connected", {"ConnectSuccess", "ttyS2"}, "Connect success.\r\n", false);
+        row("version", {"NETVERSION", "1.23"}, "NETVERSION||1.23\r\n", false);
+        row("version without a value", {"NETVERSION"}, "NETVERSION||\r\n", false);
+        row("result of a row", {"UPGRADERESULT", "MAIN,0,1", "1"}, "", false);
+        row("line", {"Erase", "MAIN"}, "UPGRADELOG||Erase||MAIN\r\n", false);
+        row("key in second place", {"x", "APPSTATUS"}, "UPGRADELOG||x||APPSTATUS\r\n", false);
+        row("empty line", {""}, "UPGRADELOG||\r\n", false);
     }
 
     void messages()
@@ -59,6 +48,6 @@ private slots:
 
 AGENT_TEST(TestReports)
 
-} // namespace tst_reports
+} // namespace console::tst_reports
 
 #include "tst_reports.moc"

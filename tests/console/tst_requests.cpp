@@ -2,11 +2,7 @@
 #include "console/ConsoleRequest.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_requests {
-
-using console::ConsoleRequest;
+namespace console::tst_requests {
 
 using Command = ConsoleRequest::Command;
 
@@ -17,11 +13,7 @@ class TestRequests : public QObject
 private slots:
     void commands_data()
     {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<int>("command");
-        const auto row = [](const char *line, Command command) {
-            QTest::newRow(line) << QString(line) << int(command);
-        };
+        const tests::DataTable<QString, Command> row("line", "command");
         row("HEARTBEAT", Command::Heartbeat);
         row("xxHEARTBEATyy", Command::Heartbeat);
         row("HEART BEAT", Command::Heartbeat);
@@ -65,8 +57,7 @@ private slots:
     void commands()
     {
         QFETCH(QString, line);
-        QFETCH(int, command);
-        QCOMPARE(int(ConsoleRequest::fromLine(line).command), command);
+        QTEST(ConsoleRequest::fromLine(line).command, "command");
     }
 
     void blanksAreRemoved()
@@ -79,11 +70,7 @@ private slots:
 
     void modes_data()
     {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<int>("mode");
-        const auto row = [](const char *line, int mode) {
-            QTest::newRow(line) << QString(line) << mode;
-        };
+        const tests::DataTable<QString, int> row("line", "mode");
         row("UPGRADEMODE||2", 2);
         row("UPGRADEMODE||5", 5);
         row("UPGRADEMODE||05", 5);
@@ -108,19 +95,14 @@ private slots:
     void modes()
     {
         QFETCH(QString, line);
-        QFETCH(int, mode);
         const ConsoleRequest request = ConsoleRequest::fromLine(line);
         QCOMPARE(request.command, Command::UpgradeMode);
-        QCOMPARE(request.mode().value_or(0), mode);
+        QTEST(request.mode().value_or(0), "mode");
     }
 
     void rows_data()
     {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<QStringList>("rows");
-        const auto row = [](const char *line, const QStringList &rows) {
-            QTest::newRow(line) << QString(line) << rows;
-        };
+        const tests::DataTable<QString, QStringList> row("line", "rows");
         row("UPGRADE||", {});
         row("UPGRADE||MAIN", {});
         row("UPGRADE||MAIN,0", {});
@@ -136,19 +118,14 @@ private slots:
     void rows()
     {
         QFETCH(QString, line);
-        QFETCH(QStringList, rows);
         const ConsoleRequest request = ConsoleRequest::fromLine(line);
         QCOMPARE(request.command, Command::Upgrade);
-        QCOMPARE(request.rows(), rows);
+        QTEST(request.rows(), "rows");
     }
 
     void addresses_data()
     {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<QString>("address");
-        const auto row = [](const char *line, const char *address) {
-            QTest::newRow(line) << QString(line) << QString(address);
-        };
+        const tests::DataTable<QString, QString> row("line", "address");
         row("UPGRADEORVALE1G||127.0.0.1", "127.0.0.1");
         row("UPGRADEORVALE1G||127. 0.0 .1", "127.0.0.1");
         row("UPGRADEORVALE1G||a.b.c.d||rest", "a.b.c.d");
@@ -163,36 +140,34 @@ private slots:
     void addresses()
     {
         QFETCH(QString, line);
-        QFETCH(QString, address);
         const ConsoleRequest request = ConsoleRequest::fromLine(line);
         QCOMPARE(request.command, Command::NetUpgrade);
-        QCOMPARE(request.address().value_or(QString()), address);
+        QTEST(request.address().value_or(QString()), "address");
     }
 
     void edidTexts_data()
     {
-        const tests::DataTable<QString, bool, QString> rows("line", "valid", "text");
-        rows("one argument", "PARSEEDID||00 FF ", true, "00 FF ");
-        rows("empty", "PARSEEDID||", true, "");
-        rows("none", "PARSEEDID", false, "");
-        rows("two", "PARSEEDID||00||FF", false, "");
-        rows("word last", "00||PARSEEDID", true, "PARSEEDID");
+        const tests::DataTable<QString, QString> row("line", "text");
+        row("PARSEEDID||00 FF ", "00 FF ");
+        row("PARSEEDID||", "");
+        row("PARSEEDID", "none");
+        row("PARSEEDID||00||FF", "none");
+        row("00||PARSEEDID", "PARSEEDID");
     }
 
     void edidTexts()
     {
         QFETCH(QString, line);
-        QFETCH(bool, valid);
-        QFETCH(QString, text);
         const ConsoleRequest request = ConsoleRequest::fromLine(line);
         QCOMPARE(request.command, Command::ParseEdid);
-        QCOMPARE(request.edidText().has_value(), valid);
-        QCOMPARE(request.edidText().value_or(QString()), text);
+        QTEST(request.edidText().value_or("none"), "text");
     }
 };
 
 AGENT_TEST_WITHOUT_APPLICATION(TestRequests)
 
-} // namespace tst_requests
+} // namespace console::tst_requests
+
+Q_DECLARE_METATYPE(console::ConsoleRequest::Command)
 
 #include "tst_requests.moc"
