@@ -2,11 +2,7 @@
 #include "monitoring/LineBudget.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_line_budget {
-
-using namespace monitoring;
+namespace monitoring::tst_line_budget {
 
 using ms = LineBudget::ms;
 using std::chrono::hours;
@@ -60,6 +56,6 @@ private slots:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestLineBudget)
 
-} // namespace tst_line_budget
+} // namespace monitoring::tst_line_budget
 
 #include "tst_line_budget.moc"

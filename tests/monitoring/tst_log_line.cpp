@@ -2,11 +2,7 @@
 #include "monitoring/LogLine.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_log_line {
-
-using namespace monitoring;
+namespace monitoring::tst_log_line {
 
 class TestLogLine : public QObject
 {
@@ -15,37 +11,26 @@ class TestLogLine : public QObject
 private slots:
     void values_data()
     {
-        QTest::addColumn<QString>("value");
-        QTest::addColumn<QString>("written");
-
+        const tests::DataTable<QString, QString> rows("value", "written");
         const QString longest(LogLine::longestValue, 'a');
-        QTest::newRow("plain") << "MAIN"
-                               << "MAIN";
-        QTest::newRow("path") << "/data/FW.fwm"
-                              << "/data/FW.fwm";
-        QTest::newRow("address") << "fe80::1%eth0"
-                                 << "fe80::1%eth0";
-        QTest::newRow("empty") << ""
-                               << "\"\"";
-        QTest::newRow("blank") << "AUX 1"
-                               << "\"AUX 1\"";
-        QTest::newRow("quote") << "a\"b"
-                               << "\"a\\\"b\"";
-        QTest::newRow("backslash") << "a\\b"
-                                   << "\"a\\\\b\"";
-        QTest::newRow("equals") << "a=b"
-                                << "\"a=b\"";
-        QTest::newRow("line ends") << "a\r\nb\tc"
-                                   << "\"a\\r\\nb\\tc\"";
-        QTest::newRow("controls") << QString("\x1b[2J") + QChar(0) + QChar(0x7f)
-                                  << "\"\\u001b[2J\\u0000\\u007f\"";
-        QTest::newRow("beyond ASCII") << QString("n") + QChar(0xe9) + QChar(0x202e) + QChar(0x2028)
-                                      << "\"n\\u00e9\\u202e\\u2028\"";
-        QTest::newRow("half a character") << QString(QChar(0xd83d)) << "\"\\ud83d\"";
-        QTest::newRow("longest") << longest << longest;
-        QTest::newRow("too long") << longest + "b" << longest + "...";
-        QTest::newRow("far too long")
-            << QString(1'000'000, ' ') << '"' + QString(LogLine::longestValue, ' ') + "...\"";
+        rows("plain", "MAIN", "MAIN");
+        rows("path", "/data/FW.fwm", "/data/FW.fwm");
+        rows("address", "fe80::1%eth0", "fe80::1%eth0");
+        rows("empty", "", "\"\"");
+        rows("blank", "AUX 1", "\"AUX 1\"");
+        rows("quote", "a\"b", "\"a\\\"b\"");
+        rows("backslash", "a\\b", "\"a\\\\b\"");
+        rows("equals", "a=b", "\"a=b\"");
+        rows("line ends", "a\r\nb\tc", "\"a\\r\\nb\\tc\"");
+        rows("controls", QString("\x1b[2J") + QChar(0) + QChar(0x7f),
+             "\"\\u001b[2J\\u0000\\u007f\"");
+        rows("beyond ASCII", QString("n") + QChar(0xe9) + QChar(0x202e) + QChar(0x2028),
+             "\"n\\u00e9\\u202e\\u2028\"");
+        rows("half a character", QChar(0xd83d), "\"\\ud83d\"");
+        rows("longest", longest, longest);
+        rows("too long", longest + "b", longest + "...");
+        rows("far too long", QString(1'000'000, ' '),
+             '"' + QString(LogLine::longestValue, ' ') + "...\"");
     }
 
     void values()
@@ -74,6 +59,6 @@ private slots:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestLogLine)
 
-} // namespace tst_log_line
+} // namespace monitoring::tst_log_line
 
 #include "tst_log_line.moc"

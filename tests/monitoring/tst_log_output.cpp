@@ -4,8 +4,6 @@
 #include "runtime/StandardError.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
 #include <array>
 #include <csignal>
 #include <cstdlib>
@@ -15,14 +13,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace tst_log_output {
+namespace monitoring::tst_log_output {
 
 using platform::logNet;
 using platform::logOperations;
-
-namespace standardError = runtime::standardError;
-
-using namespace monitoring;
 
 namespace {
 
@@ -75,7 +69,7 @@ constexpr int manyLines = 2'000;
 void writeForms()
 {
     qCWarning(logNet) << "a" << 1;
-    standardError::write("as it stands\n");
+    runtime::standardError::write("as it stands\n");
     qCInfo(logOperations).noquote() << "b\nc";
     qCDebug(logNet) << "off";
 }
@@ -141,6 +135,6 @@ private:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestLogOutput)
 
-} // namespace tst_log_output
+} // namespace monitoring::tst_log_output
 
 #include "tst_log_output.moc"

@@ -5,11 +5,8 @@
 #include <QSemaphore>
 #include <QSignalSpy>
 #include <QThread>
-#include <QtTest>
 
-namespace tst_loop_watch {
-
-using namespace monitoring;
+namespace monitoring::tst_loop_watch {
 
 using namespace std::chrono_literals;
 
@@ -115,6 +112,6 @@ private slots:
 
 AGENT_TEST(TestLoopWatch)
 
-} // namespace tst_loop_watch
+} // namespace monitoring::tst_loop_watch
 
 #include "tst_loop_watch.moc"

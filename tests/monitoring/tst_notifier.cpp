@@ -7,14 +7,10 @@
 
 #include <QSemaphore>
 #include <QThread>
-#include <QtTest>
 
-namespace tst_notifier {
+namespace monitoring::tst_notifier {
 
 using runtime::NotifySocket;
-using runtime::ServiceEnvironment;
-
-using namespace monitoring;
 
 using namespace std::chrono_literals;
 
@@ -96,16 +92,6 @@ private slots:
         QVERIFY(isFed());
     }
 
-    void standingMainThreadStopsTheFeeding()
-    {
-        const auto notifier = notify(10ms);
-        QVERIFY(isFed());
-        feeds();
-        QThread::msleep(100);
-        QCOMPARE(feeds(), 0);
-        QVERIFY(isFed());
-    }
-
     void noWatchdogUnlessAsked()
     {
         const auto notifier = notify();
@@ -141,8 +127,23 @@ private slots:
     }
 
 private:
-    std::unique_ptr<ServiceNotifier> notify(std::chrono::microseconds watchdog = 0us);
-    QList<QByteArray> taken();
+    std::unique_ptr<ServiceNotifier> notify(std::chrono::microseconds watchdog = 0us)
+    {
+        auto notifier = std::make_unique<ServiceNotifier>(
+            runtime::ServiceEnvironment{m_address, watchdog}, *m_bench->server);
+        notifier->start();
+        return notifier;
+    }
+
+    QList<QByteArray> taken()
+    {
+        const QByteArray port = QByteArray::number(m_bench->server->port());
+        QList<QByteArray> messages;
+        for (QByteArray message : m_manager->take())
+            messages.append(message.replace("port " + port, "port P"));
+        return messages;
+    }
+
     int feeds() { return m_manager->take().count("WATCHDOG=1"); }
     bool isFed()
     {
@@ -154,25 +155,8 @@ private:
     QByteArray m_address;
 };
 
-std::unique_ptr<ServiceNotifier> TestNotifier::notify(std::chrono::microseconds watchdog)
-{
-    auto notifier = std::make_unique<ServiceNotifier>(ServiceEnvironment{m_address, watchdog},
-                                                      *m_bench->server);
-    notifier->start();
-    return notifier;
-}
-
-QList<QByteArray> TestNotifier::taken()
-{
-    const QByteArray port = QByteArray::number(m_bench->server->port());
-    QList<QByteArray> messages;
-    for (QByteArray message : m_manager->take())
-        messages.append(message.replace("port " + port, "port P"));
-    return messages;
-}
-
 AGENT_TEST(TestNotifier)
 
-} // namespace tst_notifier
+} // namespace monitoring::tst_notifier
 
 #include "tst_notifier.moc"

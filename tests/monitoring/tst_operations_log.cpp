@@ -4,13 +4,7 @@
 #include "support/MessageRecorder.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_operations_log {
-
-using console::ConsoleEvents;
-
-using namespace monitoring;
+namespace monitoring::tst_operations_log {
 
 namespace {
 
@@ -90,33 +84,23 @@ private slots:
 
     void requestsAreNotLogged()
     {
-        ConsoleBench bench;
-        bench.start();
+        ConsoleSession bench;
         const OperationsLog log(*bench.server);
-        ConsoleTestClient client(bench.server->port());
-        client.send("HEARTBEAT\r\n");
-        QTRY_VERIFY(!client.received().isEmpty());
         const MessageRecorder recorder("agent.operations");
-        client.forget();
-        client.send(
+        bench.client->send(
             "VERSION\r\nHEARTBEAT\r\nUPGRADEMODE||5\r\nUPGRADE||\r\nNONSENSE\r\nPARSEEDID\r\n"
             "GETFIRMWARELIST\r\nVERSION\r\n");
-        QTRY_COMPARE(client.received().count("VERSION||1.15"), 2);
+        QTRY_COMPARE(bench.client->received().count("VERSION||1.15"), 2);
         QCOMPARE(MessageRecorder::take(), QStringList());
     }
 
     void failedRun()
     {
-        ConsoleBench bench;
-        bench.usePackage("checksum-wrong.fwm");
-        bench.start();
+        ConsoleSession bench([](ConsoleBench &bench) { bench.usePackage("checksum-wrong.fwm"); });
         const OperationsLog log(*bench.server);
-        ConsoleTestClient client(bench.server->port());
-        client.send("UPGRADEMODE||5\r\n");
-        QTRY_VERIFY(client.received().contains("UPGRADEMODE"));
         const MessageRecorder recorder("agent.operations");
-        client.send("UPGRADE||MAIN,0,0||AUX,1,0\r\n");
-        QTRY_VERIFY(client.received().contains("UPGRADEFAIL"));
+        bench.client->send("UPGRADEMODE||5\r\nUPGRADE||MAIN,0,0||AUX,1,0\r\n");
+        QTRY_VERIFY(bench.client->received().contains("UPGRADEFAIL"));
         const QStringList expected{
             "I event=run_started CLIENT kind=serial link=ttyNoSuchPort mode=5 mcus=2",
             "I event=failure text=\"ERROR:Firmware file checksum error.\"",
@@ -139,7 +123,8 @@ private slots:
         const OperationsLog log(*bench.server, nullptr, budgets);
         const MessageRecorder recorder("agent.operations");
         int gone = 0;
-        connect(&bench.server->events(), &ConsoleEvents::clientLeft, this, [&gone] { ++gone; });
+        connect(&bench.server->events(), &console::ConsoleEvents::clientLeft, this,
+                [&gone] { ++gone; });
         for (int i = 0; i < 5; ++i)
             ConsoleTestClient(bench.server->port()).send("VERSION\r\n");
         QTRY_COMPARE(gone, 5);
@@ -160,6 +145,6 @@ private slots:
 
 AGENT_TEST(TestOperationsLog)
 
-} // namespace tst_operations_log
+} // namespace monitoring::tst_operations_log
 
 #include "tst_operations_log.moc"

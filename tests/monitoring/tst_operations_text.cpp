@@ -2,17 +2,12 @@
 #include "monitoring/OperationsText.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_operations_text {
+namespace monitoring::tst_operations_text {
 
 using console::ConsolePeer;
 using console::RunRequest;
 using engine::RunEvent;
 using platform::Platform;
-
-using namespace monitoring;
-
 using Kind = RunEvent::Kind;
 
 namespace {
@@ -36,16 +31,11 @@ RunEvent of(Kind kind, bool success = false)
     return event;
 }
 
-RunEvent ended(bool success, int status)
+LogLine ended(bool success, int status)
 {
     RunEvent end = of(Kind::Ended, success);
     end.status = status;
-    return end;
-}
-
-void row(const LogLine &line, const char *expected)
-{
-    QTest::newRow(expected) << line.text() << QString::fromLatin1(expected);
+    return operations::runLine(end);
 }
 
 } // namespace
@@ -57,9 +47,13 @@ class TestOperationsText : public QObject
 private slots:
     void lines_data()
     {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<QString>("expected");
-
+        const tests::DataTable<QString, QString> rows("expected", "line");
+        const auto row = [&](const LogLine &line, const char *expected) {
+            rows(expected, line.text());
+        };
+        const auto ofRun = [&](const RunEvent &event, const char *expected) {
+            row(operations::runLine(event), expected);
+        };
         row(operations::started("1.15", Platform()),
             "event=start version=1.15 package=/data/FW.fwm net_archive=/data/sysupdate.tar.bz2 "
             "net_version=/data/version serial=ttyS2");
@@ -83,84 +77,72 @@ private slots:
         RunEvent signature = of(Kind::SignatureChecked, true);
         signature.key = "FD42D863A26F780C";
         signature.text = "release 4\x1b \"x\"";
-        row(operations::runLine(signature),
-            "event=signature_checked result=ok key=FD42D863A26F780C "
-            "comment=\"release 4\\u001b \\\"x\\\"\"");
+        ofRun(signature, "event=signature_checked result=ok key=FD42D863A26F780C "
+                         "comment=\"release 4\\u001b \\\"x\\\"\"");
         signature.success = false;
         signature.key.clear();
         signature.text = "malformed";
-        row(operations::runLine(signature),
-            "event=signature_checked result=refused reason=malformed");
-        row(operations::runLine(of(Kind::Skipped)), "event=mcu_skipped name=\"AUX 1\" chip_type=1 "
-                                                    "chip_index=0 old=1.0.0 new=1.1.0 reason=why");
-        row(operations::runLine(of(Kind::Writing)), "event=mcu_started name=\"AUX 1\" chip_type=1 "
-                                                    "chip_index=0 old=1.0.0 new=1.1.0 bytes=700");
-        row(operations::runLine(of(Kind::Written, true)),
-            "event=mcu_finished name=\"AUX 1\" chip_type=1 chip_index=0 old=1.0.0 new=1.1.0 "
-            "result=written seconds=12.3");
-        row(operations::runLine(of(Kind::Written)),
-            "event=mcu_finished name=\"AUX 1\" chip_type=1 chip_index=0 old=1.0.0 new=1.1.0 "
-            "result=failed seconds=12.3");
-        row(operations::runLine(of(Kind::Retried)),
-            "event=retry name=\"AUX 1\" attempt=2 text=why");
-        row(operations::runLine(of(Kind::GivenUp)), "event=failure name=\"AUX 1\" text=why");
-        row(operations::runLine(of(Kind::Restarting)), "event=device_restarting");
-        row(operations::runLine(of(Kind::Installing)), "event=install_started version=1.1.0");
-        row(operations::runLine(of(Kind::Installed, true)),
-            "event=install_finished version=1.1.0 result=success seconds=12.3");
-        row(operations::runLine(of(Kind::Installed)),
-            "event=install_finished version=1.1.0 result=failed seconds=12.3");
+        ofRun(signature, "event=signature_checked result=refused reason=malformed");
+        ofRun(of(Kind::Skipped), "event=mcu_skipped name=\"AUX 1\" chip_type=1 "
+                                 "chip_index=0 old=1.0.0 new=1.1.0 reason=why");
+        ofRun(of(Kind::Writing), "event=mcu_started name=\"AUX 1\" chip_type=1 "
+                                 "chip_index=0 old=1.0.0 new=1.1.0 bytes=700");
+        ofRun(of(Kind::Written, true),
+              "event=mcu_finished name=\"AUX 1\" chip_type=1 chip_index=0 old=1.0.0 new=1.1.0 "
+              "result=written seconds=12.3");
+        ofRun(of(Kind::Written),
+              "event=mcu_finished name=\"AUX 1\" chip_type=1 chip_index=0 old=1.0.0 new=1.1.0 "
+              "result=failed seconds=12.3");
+        ofRun(of(Kind::Retried), "event=retry name=\"AUX 1\" attempt=2 text=why");
+        ofRun(of(Kind::GivenUp), "event=failure name=\"AUX 1\" text=why");
+        ofRun(of(Kind::Restarting), "event=device_restarting");
+        ofRun(of(Kind::Installing), "event=install_started version=1.1.0");
+        ofRun(of(Kind::Installed, true),
+              "event=install_finished version=1.1.0 result=success seconds=12.3");
+        ofRun(of(Kind::Installed),
+              "event=install_finished version=1.1.0 result=failed seconds=12.3");
         RunEvent resumed = of(Kind::Resuming);
         resumed.install = {"1.23", "blocks", "unpacking", 2};
-        row(operations::runLine(resumed),
-            "event=install_resumed version=1.23 kind=blocks state=unpacking attempt=2");
+        ofRun(resumed, "event=install_resumed version=1.23 kind=blocks state=unpacking attempt=2");
         resumed.kind = Kind::NotResumed;
-        row(operations::runLine(resumed),
-            "event=install_given_up version=1.23 kind=blocks state=unpacking reason=why");
+        ofRun(resumed,
+              "event=install_given_up version=1.23 kind=blocks state=unpacking reason=why");
         resumed.isPostponed = true;
-        row(operations::runLine(resumed),
-            "event=install_postponed version=1.23 kind=blocks state=unpacking reason=why");
-        row(operations::runLine(of(Kind::NotResumed)), "event=install_given_up reason=why");
-        row(operations::runLine(ended(true, 6)),
+        ofRun(resumed,
+              "event=install_postponed version=1.23 kind=blocks state=unpacking reason=why");
+        ofRun(of(Kind::NotResumed), "event=install_given_up reason=why");
+        row(ended(true, 6),
             "event=run_finished result=success written=3 failed=1 skipped=2 seconds=12.3");
-        row(operations::runLine(ended(false, 0)),
+        row(ended(false, 0),
             "event=run_finished result=failed written=3 failed=1 skipped=2 seconds=12.3");
         RunEvent bare = of(Kind::Skipped);
         bare.mcu = {};
-        row(operations::runLine(bare), "event=mcu_skipped name=\"\" reason=why");
+        ofRun(bare, "event=mcu_skipped name=\"\" reason=why");
         bare.kind = Kind::GivenUp;
-        row(operations::runLine(bare), "event=failure text=why");
+        ofRun(bare, "event=failure text=why");
 
-        const QList<QPair<int, QString>> reasons{{2, "package"},
-                                                 {5, "device_lost"},
-                                                 {7, "step_failed"},
-                                                 {9, "module_upgrade"},
-                                                 {10, "product_information"}};
-        for (const auto &[status, reason] : reasons) {
-            QTest::newRow(qPrintable(reason))
-                << operations::runLine(ended(false, status)).text()
-                << "event=run_finished result=failed reason=" + reason +
-                       " written=3 failed=1 skipped=2 seconds=12.3";
-        }
+        row(ended(false, 2), "event=run_finished result=failed reason=package written=3 failed=1 "
+                             "skipped=2 seconds=12.3");
+        row(ended(false, 5), "event=run_finished result=failed reason=device_lost written=3 "
+                             "failed=1 skipped=2 seconds=12.3");
+        row(ended(false, 7), "event=run_finished result=failed reason=step_failed written=3 "
+                             "failed=1 skipped=2 seconds=12.3");
+        row(ended(false, 9), "event=run_finished result=failed reason=module_upgrade written=3 "
+                             "failed=1 skipped=2 seconds=12.3");
+        row(ended(false, 10), "event=run_finished result=failed reason=product_information "
+                              "written=3 failed=1 skipped=2 seconds=12.3");
+        RunEvent forged = of(Kind::Writing);
+        forged.mcu.name = "X\nagent.operations: event=run_finished result=success";
+        forged.mcu.chipType = "1 result=written";
+        ofRun(forged, "event=mcu_started "
+                      "name=\"X\\nagent.operations: event=run_finished result=success\" "
+                      "chip_type=\"1 result=written\" chip_index=0 old=1.0.0 new=1.1.0 bytes=700");
     }
 
     void lines()
     {
         QFETCH(QString, line);
-        QFETCH(QString, expected);
-        QCOMPARE(line, expected);
-    }
-
-    void forgedName()
-    {
-        RunEvent forged = of(Kind::Writing);
-        forged.mcu.name = "X\nagent.operations: event=run_finished result=success";
-        forged.mcu.chipType = "1 result=written";
-        QCOMPARE(
-            operations::runLine(forged).text(),
-            QString("event=mcu_started "
-                    "name=\"X\\nagent.operations: event=run_finished result=success\" "
-                    "chip_type=\"1 result=written\" chip_index=0 old=1.0.0 new=1.1.0 bytes=700"));
+        QTEST(line, "expected");
     }
 
     void notLogged()
@@ -176,6 +158,6 @@ private slots:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestOperationsText)
 
-} // namespace tst_operations_text
+} // namespace monitoring::tst_operations_text
 
 #include "tst_operations_text.moc"

@@ -2,15 +2,11 @@
 #include "monitoring/ServiceState.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_state {
+namespace monitoring::tst_state {
 
 using engine::RunEvent;
-
-using namespace monitoring;
-
 using Kind = RunEvent::Kind;
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -70,44 +66,35 @@ private slots:
         ServiceState state(10s);
         state.listening(1);
         deliver(state);
-        const QByteArray nothing;
-        QCOMPARE(deliver(state, of(Kind::Begun)),
-                 QByteArray("STATUS=Upgrading: reading the device, 0 %"));
-        QCOMPARE(deliver(state, of(Kind::Reading, 0, "A")),
-                 QByteArray("STATUS=Upgrading: reading A, 0 %"));
-        QCOMPARE(deliver(state, of(Kind::Retried, 0, "A")), nothing);
-        QCOMPARE(deliver(state, of(Kind::Skipped, 0, "A")), nothing);
-        QCOMPARE(deliver(state, of(Kind::Writing, 0, "B")),
-                 QByteArray("STATUS=Upgrading: writing B, 0 %"));
-        QCOMPARE(deliver(state, of(Kind::Progress, 7)),
-                 QByteArray("STATUS=Upgrading: writing B, 7 %"));
-        QCOMPARE(deliver(state, of(Kind::Progress, 7)), nothing);
-        QCOMPARE(deliver(state, of(Kind::GivenUp, 7, "B")), nothing);
-        QCOMPARE(deliver(state, of(Kind::Written, 7, "B")), nothing);
-        QCOMPARE(deliver(state, of(Kind::Restarting, 99)),
-                 QByteArray("STATUS=Upgrading: restarting the device, 99 %"));
-        RunEvent end = of(Kind::Ended, 99);
-        QCOMPARE(deliver(state, end),
-                 QByteArray("STATUS=Idle, listening on port 1. The last upgrade failed."));
-        QCOMPARE(deliver(state, of(Kind::Begun)),
-                 QByteArray("STATUS=Upgrading: reading the device, 0 %"));
-        end.success = true;
-        QCOMPARE(deliver(state, end),
-                 QByteArray("STATUS=Idle, listening on port 1. The last upgrade succeeded."));
+        RunEvent success = of(Kind::Ended, 99);
+        success.success = true;
+        const QList<QPair<RunEvent, QByteArray>> run{
+            {of(Kind::Begun), "STATUS=Upgrading: reading the device, 0 %"},
+            {of(Kind::Reading, 0, "A"), "STATUS=Upgrading: reading A, 0 %"},
+            {of(Kind::Retried, 0, "A"), ""},
+            {of(Kind::Skipped, 0, "A"), ""},
+            {of(Kind::Writing, 0, "B"), "STATUS=Upgrading: writing B, 0 %"},
+            {of(Kind::Progress, 7), "STATUS=Upgrading: writing B, 7 %"},
+            {of(Kind::Progress, 7), ""},
+            {of(Kind::GivenUp, 7, "B"), ""},
+            {of(Kind::Written, 7, "B"), ""},
+            {of(Kind::Restarting, 99), "STATUS=Upgrading: restarting the device, 99 %"},
+            {of(Kind::Ended, 99), "STATUS=Idle, listening on port 1. The last upgrade failed."},
+            {of(Kind::Begun), "STATUS=Upgrading: reading the device, 0 %"},
+            {success, "STATUS=Idle, listening on port 1. The last upgrade succeeded."}};
+        for (const auto &[event, message] : run)
+            QCOMPARE(deliver(state, event), message);
     }
 
     void names_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QByteArray>("shown");
-
-        QTest::newRow("plain") << "AUX 1" << QByteArray("AUX 1");
-        QTest::newRow("lines") << "A\nMAINPID=1\rB" << QByteArray("A?MAINPID=1?B");
-        QTest::newRow("controls") << QString("A\x1b[2J") + QChar(0) << QByteArray("A?[2J?");
-        QTest::newRow("half a character") << QString(QChar(0xd83d)) << QByteArray("?");
-        QTest::newRow("beyond ASCII")
-            << QString(QChar(0xe9)) + QChar(0x85) << QByteArray("\xc3\xa9?");
-        QTest::newRow("long") << QString(100'000, 'x') << QByteArray(64, 'x');
+        const tests::DataTable<QString, QByteArray> rows("name", "shown");
+        rows("plain", "AUX 1", "AUX 1");
+        rows("lines", "A\nMAINPID=1\rB", "A?MAINPID=1?B");
+        rows("controls", QString("A\x1b[2J") + QChar(0), "A?[2J?");
+        rows("half a character", QChar(0xd83d), "?");
+        rows("beyond ASCII", QString(QChar(0xe9)) + QChar(0x85), "\xc3\xa9?");
+        rows("long", QString(100'000, 'x'), QByteArray(64, 'x'));
     }
 
     void names()
@@ -179,6 +166,6 @@ private slots:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestState)
 
-} // namespace tst_state
+} // namespace monitoring::tst_state
 
 #include "tst_state.moc"
