@@ -1,18 +1,17 @@
 # SPDX-License-Identifier: Apache-2.0
 """Keys and signatures, made by the program minisign; the folder of the module's keys."""
 
-import base64
 import contextlib
 import os
 import re
 import shutil
 import subprocess
 
-from . import agentcase
+from . import agentcase, module
+from .module import content
 
 KEYS = "/etc/upgrade-agent/keys"
 SIGNATURE = agentcase.PACKAGE + ".minisig"
-LIMIT = 64 * 1024
 # What a CRC-32 does not detect: its polynomial, least significant bits first.
 UNSEEN = bytes.fromhex("410671db01")
 
@@ -22,12 +21,6 @@ def minisign(*arguments):
     return subprocess.run(
         ["minisign", *arguments], check=False, stdout=subprocess.PIPE, stderr=subprocess.PIPE
     ).returncode
-
-
-def content(path):
-    """All bytes of a file."""
-    with open(path, "rb") as file:
-        return file.read()
 
 
 class Key:
@@ -41,18 +34,9 @@ class Key:
         self.public = content(self.public_file)
         self.id = re.findall(r"public key (\w+)", self.public.decode())[0]
 
-    def with_id_of(self, other):
-        """The public key's file with the id of another key."""
-        _, line, *_ = other.public.split(b"\n")
-        front = base64.b64decode(line)[:10]
-        return with_line(
-            self.public, 1, lambda own: base64.b64encode(front + base64.b64decode(own)[10:])
-        )
-
     def sign(self, data, comment="release 4", *options):
         """The signature file of these bytes."""
-        with open(self._signed, "wb") as file:
-            file.write(data)
+        module.put(self._signed, data)
         output = self._signed + ".minisig"
         minisign(
             *("-S", "-W", "-s", self._secret, "-m", self._signed, "-x", output),
@@ -78,9 +62,7 @@ def put(path, data):
     remove(path)
     if data is None:
         return
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path + ".new", "wb") as file:
-        file.write(data)
+    module.put(path + ".new", data)
     os.replace(path + ".new", path)
 
 
@@ -91,46 +73,7 @@ def install(*keys):
         put(f"{KEYS}/{number}.pub", key if isinstance(key, bytes) else key.public)
 
 
-def with_line(file, number, change):
-    """A file with one line, counted from 0, changed."""
-    lines = file.split(b"\n")
-    lines[number] = change(lines[number])
-    return b"\n".join(lines)
-
-
-def flip(line, byte, mask=1):
-    """A base64 line with a bit of its bytes flipped."""
-    raw = bytearray(base64.b64decode(line))
-    raw[byte] ^= mask
-    return base64.b64encode(raw)
-
-
 def same_crc(data):
     """Other bytes with the same CRC-32."""
     end = bytes(one ^ other for one, other in zip(data[-len(UNSEEN) :], UNSEEN))
     return data[: -len(UNSEEN)] + end
-
-
-def odd_files(target):
-    """What may be in the place of a file: {name: a function that makes it at a path}. `target` is
-    the content of a good file."""
-
-    def sparse(path):
-        put(path, target)
-        os.truncate(path, 1 << 30)
-
-    def linked_fifo(path):
-        remove("/tmp/fifo")
-        os.mkfifo("/tmp/fifo")
-        os.symlink("/tmp/fifo", path)
-
-    return {
-        "larger than 64 KiB": lambda path: put(path, target.ljust(LIMIT + 1, b"\n")),
-        "sparse, 1 GiB": sparse,
-        "FIFO": os.mkfifo,
-        "link to a FIFO": linked_fifo,
-        "folder": os.mkdir,
-        "dangling link": lambda path: os.symlink("/nowhere", path),
-        "loop": lambda path: os.symlink(path, path),
-        "endless device": lambda path: os.symlink("/dev/zero", path),
-    }
