@@ -7,6 +7,7 @@ import os
 import select
 import sys
 import termios
+import threading
 import unittest
 
 from . import package as packages
@@ -100,11 +101,15 @@ class AgentCase(unittest.TestCase):
         os.replace(PACKAGE + ".new", PACKAGE)
 
     def start_agent(self, **environment):
-        self.agent = Agent(**environment)
-        self.processes.append(self.agent)
-        self.stack.callback(self.agent.kill)
+        self.agent = self.keep(Agent(**environment))
         self.agent.wait_until_it_listens()
         return self.agent
+
+    def keep(self, process):
+        """The process is ended with the test, and reported if the test fails."""
+        self.processes.append(process)
+        self.stack.callback(process.stop if isinstance(process, Simulator) else process.kill)
+        return process
 
     def start_device(self, *chips, where=None, faults=(), options=(), **more):
         """Starts the simulator on the serial line, or where its port option says. What the line
@@ -123,9 +128,7 @@ class AgentCase(unittest.TestCase):
             options,
             () if where else (MASTER,),
         )
-        self.processes.append(self.simulator)
-        self.stack.callback(self.simulator.stop)
-        return self.simulator
+        return self.keep(self.simulator)
 
     def kill_device(self):
         """Takes the device's power away in the middle of whatever it does; returns the chips and
@@ -153,12 +156,12 @@ class AgentCase(unittest.TestCase):
         self.stack.callback(client.close)
         return client
 
-    def start(self, *chips, images=(), package=None, mode=None, **more):
+    def start(self, *chips, images=(), package=None, mode=None, environment=None, **more):
         """Package, device, agent and one client; the mode is set when one is given."""
         if images or package:
             self.put_package(*images, **(package or {}))
         self.start_device(*chips, **more)
-        self.start_agent()
+        self.start_agent(**(environment or {}))
         client = self.connect()
         if mode is not None:
             client.ask(f"UPGRADEMODE||{mode}", f"UPGRADELOG||Set UPGRADEMODE to {mode}")
@@ -167,6 +170,29 @@ class AgentCase(unittest.TestCase):
     def assert_no_sanitizer_reports(self):
         """A sanitizer may have reported a defect that no other check noticed."""
         self.assertEqual([p.name for p in self.processes if p.has_sanitizer_report()], [])
+
+    def repeat(self, action, pause=0.001):
+        """Performs the action again and again in a thread. Call what is returned to end it, which
+        gives the number of times; the end of the test ends it, too."""
+        stop = threading.Event()
+        times = 0
+
+        def perform():
+            nonlocal times
+            while not stop.wait(pause):
+                action()
+                times += 1
+
+        thread = threading.Thread(target=perform)
+        thread.start()
+
+        def end():
+            stop.set()
+            thread.join()
+            return times
+
+        self.stack.callback(end)
+        return end
 
     # What is checked at the end of every run.
 

@@ -39,3 +39,8 @@ def image(chip_type, chip_index, size):
 
 def virtual(number):
     return f"7905 set-virtual-version data={number:02x}"
+
+
+def end(number=5):
+    """The end of a run that has written an image."""
+    return [REBOOT, PRODUCT_ID, virtual(number)]

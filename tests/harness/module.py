@@ -33,9 +33,14 @@ def clean(old_files=(), but=()):
             os.rmdir(path) if os.path.isdir(path) else os.remove(path)
     shutil.rmtree(ROOT, ignore_errors=True)
     for name, content in dict(old_files).items():
-        os.makedirs(os.path.dirname(os.path.join(ROOT, name)), exist_ok=True)
-        with open(os.path.join(ROOT, name), "wb") as file:
-            file.write(content)
+        put(os.path.join(ROOT, name), content)
+
+
+def put(path, content):
+    """Makes a file, and the folders that it is in."""
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with open(path, "wb") as file:
+        file.write(content)
 
 
 def content(path):

@@ -6,7 +6,6 @@ import os
 import re
 import socket
 
-from . import wait
 from .process import Process
 
 
@@ -100,7 +99,3 @@ class Simulator(Process):
                 text += " x1"
             frames.append(text)
         return frames
-
-    def wait_for_frames(self, count, seconds=10):
-        """Waits until the host has sent that many frames."""
-        wait.until(lambda: len(self.host_frames(False)) >= count, seconds, f"{count} host frames")

@@ -7,7 +7,7 @@ import struct
 from .transcript import Maybe
 
 PORT_NAME = "ttyS2"
-MAIN = "MAIN"
+BUSY = "UPGRADELOG||The device is busy upgrading."
 
 
 def log(*texts):
@@ -190,6 +190,17 @@ def nothing_upgraded():
 def finished(written=True):
     """The end of a run without a failure; `written` if there was anything to write."""
     return rebooted() + (virtual_version_set() if written else nothing_upgraded()) + succeeded()
+
+
+def one_chip(name, size, old="1.0.0", new="1.1.0"):
+    """A whole run in mode 2 that writes one chip, from its start on."""
+    return (
+        model_read()
+        + read_chips((name, old))
+        + decided(new, "greater", name, old)
+        + image(name, 0, 1, size)
+        + finished()
+    )
 
 
 def not_in_list(name, position, rows):

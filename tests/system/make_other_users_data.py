@@ -6,17 +6,17 @@ import os
 import shutil
 import sys
 
+from tests.harness import module
+
 OTHER_USER = 65534
 
 
 def main():
     folder = sys.argv[1]
     shutil.rmtree(folder, ignore_errors=True)
-    os.makedirs(folder)
-    for name, content in (("sysupdate.tar.bz2", "old archive"), ("version", "1.00")):
+    for name, content in (("sysupdate.tar.bz2", b"old archive"), ("version", b"1.00")):
         path = os.path.join(folder, name)
-        with open(path, "w", encoding="ascii") as file:
-            file.write(content)
+        module.put(path, content)
         os.chmod(path, 0o444)
         # Without root's rights it is a file that its own user may not write, which is the same.
         if os.getuid() == 0:

@@ -4,15 +4,12 @@
 import os
 import sys
 
-from tests.harness import package
+from tests.harness import module, package
 from tests.system.test_net_places import PACKAGE_IMAGES
 
 
 def main():
-    folder = sys.argv[1]
-    os.makedirs(folder, exist_ok=True)
-    with open(os.path.join(folder, "FW.fwm"), "wb") as file:
-        file.write(package.build(PACKAGE_IMAGES))
+    module.put(os.path.join(sys.argv[1], "FW.fwm"), package.build(PACKAGE_IMAGES))
 
 
 if __name__ == "__main__":

@@ -27,10 +27,8 @@ class TestLogReader(agentcase.AgentCase):
     def start_with(self, read_end, write_end):
         self.read_end = read_end
         self.stack.callback(os.close, read_end)
-        self.agent = Agent({"stderr": write_end}, QT_LOGGING_RULES="agent.*.debug=true")
+        self.agent = self.keep(Agent({"stderr": write_end}, QT_LOGGING_RULES="agent.*.debug=true"))
         os.close(write_end)
-        self.processes.append(self.agent)
-        self.stack.callback(self.agent.kill)
         self.agent.wait_until_it_listens()
 
     def read_until(self, found, text=""):

@@ -15,10 +15,10 @@ FILES = {**netimage.FILES, "usr/bin/agent": image_bytes(24_000, "large")}
 NEW_FILES = {**netcase.OLD_FILES, **FILES}
 IMAGE = netimage.image(FILES)
 ARCHIVE = IMAGE[netimage.HEAD_SIZE :]
-VERSIONS = {"old": b"1.00", "new": b"1.23"}
+VERSIONS = {"old": "1.00", "new": "1.23"}
 HALF_PATH = f"/tmp/bin:{os.environ.get('PATH')}"
 # A program in the way of tar: the beginning of the archive, and no end.
-HALF_BZIP2 = '#!/bin/sh\n/usr/bin/bzip2 "$@" | head -c 20480\nexec sleep 1000\n'
+HALF_BZIP2 = b'#!/bin/sh\n/usr/bin/bzip2 "$@" | head -c 20480\nexec sleep 1000\n'
 
 HELD = {
     "`sudo md5sum`": module.MD5SUM,
@@ -51,8 +51,7 @@ class Cut(typing.NamedTuple):
 
 
 def document():
-    with open(DOCUMENT, encoding="utf-8") as file:
-        return file.read()
+    return module.content(DOCUMENT).decode()
 
 
 def table():
@@ -64,23 +63,21 @@ def code_block(language):
     return re.findall(rf"```{language}\n(.*?)```", document(), re.DOTALL)[0]
 
 
-class KillCase(netcase.NetCase):
-    """Cuts the power, looks at the disk, and installs again."""
+class TestNetKill(netcase.NetCase):
+    """Each line of the table, for either way: cuts the power, looks at the disk, and installs
+    again."""
 
     def prepare(self, cut):
         """A module with an older version, about to be stopped."""
         if hasattr(self, "agent"):
             self.agent.cut_power()
         module.clean(netcase.OLD_FILES)
-        with open(netimage.VERSION_FILE, "wb") as file:
-            file.write(VERSIONS["old"])
+        module.put(netimage.VERSION_FILE, b"1.00")
         more = {}
         if cut.before in HELD:
             module.hold(HELD[cut.before])
         elif cut.before == END_OF_TAR:
-            os.makedirs("/tmp/bin", exist_ok=True)
-            with open("/tmp/bin/bzip2", "w", encoding="ascii") as file:
-                file.write(HALF_BZIP2)
+            module.put("/tmp/bin/bzip2", HALF_BZIP2)
             os.chmod("/tmp/bin/bzip2", 0o755)
             more = {"PATH": HALF_PATH}
         self.start_agent(**more)
@@ -97,7 +94,7 @@ class KillCase(netcase.NetCase):
             wait.until(mixed, 15, "mixture of files")
         elif cut.before == NEXT_ROW:
             wait.until(
-                lambda: module.version() == VERSIONS["new"] and module.marker() is None,
+                lambda: module.version() == b"1.23" and module.marker() is None,
                 15,
                 "version file",
             )
@@ -109,28 +106,21 @@ class KillCase(netcase.NetCase):
         module.release()
 
     def assert_left(self, cut, version):
-        archive, files = module.archive(), module.files()
-        self.assertEqual(module.version(), VERSIONS[version])
+        archive, agent = module.archive(), module.files().get("usr/bin/agent")
         if cut.archive == "a part":
             self.assertTrue(0 < len(archive) < len(ARCHIVE) and ARCHIVE.startswith(archive))
-        else:
-            self.assertEqual(
-                netcase.shown(archive),
-                netcase.shown({"whole": ARCHIVE, "none": None}[cut.archive]),
-            )
         if cut.files == "mixed":
-            agent = files.pop("usr/bin/agent")
             self.assertTrue(0 < len(agent) < 24_000 and FILES["usr/bin/agent"].startswith(agent))
-            self.assertEqual(
-                files,
-                {
-                    "etc/hostname": netcase.OLD_FILES["etc/hostname"],
-                    "etc/agent.conf": FILES["etc/agent.conf"],
-                },
-            )
-        else:
-            wanted = {"old": netcase.OLD_FILES, "new": NEW_FILES}[cut.files]
-            self.assertEqual(netcase.shown(files), netcase.shown(wanted))
+        mixed = {
+            "etc/hostname": netcase.OLD_FILES["etc/hostname"],
+            "etc/agent.conf": FILES["etc/agent.conf"],
+            "usr/bin/agent": agent,
+        }
+        self.assert_module(
+            {"whole": ARCHIVE, "none": None, "a part": archive}[cut.archive],
+            {"old": netcase.OLD_FILES, "new": NEW_FILES, "mixed": mixed}[cut.files],
+            VERSIONS[version],
+        )
 
     def begin_again(self):
         """The module is back, with an empty record of commands."""
@@ -150,15 +140,6 @@ class KillCase(netcase.NetCase):
             self.agent.cut_power()
             self.begin_again()
         self.assertEqual((module.commands(), module.marker()), ([], None))
-
-    def assert_all_well(self, commands):
-        self.assertEqual(module.commands(), commands)
-        self.assert_installed(files=NEW_FILES)
-        self.agent.cut_power()
-
-
-class TestNetKill(KillCase):
-    """Each line of the table, for either way."""
 
     def test_table_is_complete(self):
         cuts = table()
@@ -190,11 +171,12 @@ class TestNetKill(KillCase):
                 self.begin_resumed(cut)
                 client = self.upgrade()
                 client.expect(self.run_lines() + texts.rebooted()[:2], 30)
-                self.assert_all_well(module.INSTALL)
+                self.assertEqual(module.commands(), module.INSTALL)
+                self.assert_installed(files=NEW_FILES)
 
     def upgrade(self):
         """Starts a run on a new device; it is not observed beyond the install."""
-        self.start_device(agentcase.chip("NET", 32, version="1.0"))
+        self.start_device(netcase.CHIP)
         client = self.connect()
         client.send("UPGRADE||NET,32,0")
         return client
@@ -221,10 +203,7 @@ class TestNetKill(KillCase):
                     self.sender().send_all(IMAGE)
                 self.cut(cut, cut.blocks)
                 self.begin_resumed(cut, [module.REBOOT])
-                sender = self.sender()
-                sender.send_all(IMAGE)
-                self.finish_blocks(sender.client)
-                self.assert_all_well([*module.INSTALL, module.REBOOT])
+                self.install_blocks(IMAGE, files=NEW_FILES)
 
     def test_agent_alone_is_killed(self):
         """Its last command ends by itself and nothing follows."""
@@ -236,12 +215,9 @@ class TestNetKill(KillCase):
         module.release()
         wait.until(lambda: module.files() == NEW_FILES, what="unpacked files")
         self.assertEqual(module.commands(), module.INSTALL[:3])
-        self.assertEqual((module.archive(), module.version()), (ARCHIVE, VERSIONS["old"]))
+        self.assert_module(ARCHIVE, NEW_FILES, "1.00")
         self.begin_resumed(cut, [module.REBOOT])
-        sender = self.sender()
-        sender.send_all(IMAGE)
-        self.finish_blocks(sender.client)
-        self.assert_all_well([*module.INSTALL, module.REBOOT])
+        self.install_blocks(IMAGE, files=NEW_FILES)
 
 
 if __name__ == "__main__":

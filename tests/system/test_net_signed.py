@@ -2,13 +2,12 @@
 """Images for the module itself while the module takes signed packages only."""
 
 from tests.harness import agentcase, module, netcase, netimage, package, signing, texts
-from tests.harness.blocksender import BLOCK_REPLIES, DONE, ENTER_REPLIES, KEY, REFUSED
+from tests.harness.blocksender import ENTER_REPLIES, KEY, REFUSED
 from tests.harness.package import Image
 
 IMAGE = netimage.image()
 REFUSAL = b"UPGRADELOG||NET package refused, this module takes signed packages only.\r\n"
 REFUSED_ENTER = KEY + bytes.fromhex(ENTER_REPLIES[REFUSED])
-REFUSED_BLOCK = KEY + bytes.fromhex(BLOCK_REPLIES[REFUSED])
 
 
 class TestNetSigned(netcase.NetCase):
@@ -45,35 +44,6 @@ class TestNetSigned(netcase.NetCase):
         signing.install()
         sender.send_all(IMAGE)
         self.finish_blocks(sender.client)
-        self.assert_installed()
-
-    def test_blocks_without_enter(self):
-        signing.install(self.key)
-        sender = self.begin()
-        first, *others = netimage.blocks(IMAGE)
-        sender.send(first)
-        sender.expect(REFUSAL + REFUSED_BLOCK)
-        for frame in others:
-            sender.block(frame, REFUSED)
-        sender.send(first)
-        sender.expect(REFUSAL + REFUSED_BLOCK)
-        self.assert_nothing_installed()
-
-    def test_key_appears_during_a_transfer(self):
-        sender = self.begin()
-        first, *others, last = netimage.blocks(IMAGE)
-        sender.enter()
-        sender.block(first, DONE)
-        signing.install(self.key)
-        for frame in others:
-            sender.block(frame, DONE)
-        sender.send(last)
-        sender.expect(REFUSAL + REFUSED_BLOCK)
-        # Its repetition is refused even after the key is gone.
-        signing.install()
-        sender.block(last, REFUSED)
-        sender.client.sync()
-        self.assert_nothing_installed()
 
     def test_key_that_cannot_be_used(self):
         signing.install(b"not a key")
@@ -90,7 +60,7 @@ class TestNetSigned(netcase.NetCase):
         signing.install(self.key)
         data = package.build([Image("NET", IMAGE, chip_type=32)])
         self.put_bytes(data)
-        client = self.start(agentcase.chip("NET", 32, version="1.0"), mode=5)
+        client = self.start(netcase.CHIP, mode=5)
         client.send("UPGRADE||NET,32,0")
         client.expect(
             texts.started()

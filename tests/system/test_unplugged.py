@@ -32,7 +32,7 @@ class TestUnplugged(agentcase.AgentCase):
         client.mark()
         client.send("UPGRADE||AUX,1,0")
         client.wait_for("UPGRADELOG||Firmware file checksum ok.")
-        self.assertNotIn("UPGRADELOG||The device is busy upgrading.", client.lines)
+        self.assertNotIn(texts.BUSY, client.lines)
 
 
 if __name__ == "__main__":
