@@ -5,14 +5,7 @@ from tests.harness import agentcase, frames, table, texts
 from tests.harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
-WHOLE_RUN = (
-    texts.started()
-    + texts.model_read()
-    + texts.read_chips(("AUX", "1.0.0"))
-    + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
-    + texts.image("AUX", 0, 1, 700)
-    + texts.finished()
-)
+WHOLE_RUN = texts.started() + texts.one_chip("AUX", 700)
 # Useless replies: an unknown word, a frame of the host, a wrong address, a bad checksum of another
 # reply, impossible lengths.
 USELESS = {

@@ -85,9 +85,7 @@ class TestMode2(agentcase.AgentCase):
             *framelist.image(1, 0, 1024),
             *framelist.image(1, 1, 1024),
             *framelist.image(17, 0, 5001),
-            framelist.REBOOT,
-            framelist.PRODUCT_ID,
-            framelist.virtual(5),
+            *framelist.end(),
         ]
         self.assert_frames(*READ_FRAMES, *written)
         self.assertEqual(self.simulator.status()["virtual_version"], 5)
@@ -109,64 +107,6 @@ class TestMode2(agentcase.AgentCase):
         self.assert_frames(
             *READ_FRAMES, *written, *READ_FRAMES, framelist.REBOOT, framelist.PRODUCT_ID
         )
-
-    def test_numbers_are_compared_as_numbers(self):
-        """1.2.0 in the package is older than 1.10.0, and 1.10.0 newer than 1.9.255."""
-        low = Image("LOW", image_bytes(300), chip_type=1, version=(1, 2, 0))
-        high = Image("HIGH", image_bytes(300), chip_type=2, version=(1, 10, 0))
-        client = self.start(
-            agentcase.chip("LOW", 1, version="1.10.0"),
-            agentcase.chip("HIGH", 2, version="1.9.255", upgrades_to="1.10.0"),
-            images=(low, high),
-        )
-        client.send("UPGRADE||LOW,1,0||HIGH,2,0")
-        client.expect(
-            texts.started()
-            + texts.model_read()
-            + texts.read_chips(("LOW", "1.10.0"), ("HIGH", "1.9.255"))
-            + texts.decided("1.2.0", "less", "LOW", "1.10.0")
-            + texts.decided("1.10.0", "greater", "HIGH", "1.9.255")
-            + texts.image("HIGH", 1, 2, 300)
-            + texts.finished(),
-            40,
-        )
-        self.assert_flash({(2, 0): high.data})
-
-    def test_rows_that_match_nothing(self):
-        """A chip type that the package lacks is reported; another MCU type is not."""
-        client = self.start(
-            agentcase.chip("NONE", 5),
-            agentcase.chip("OTHER", 1, mcu_type=9),
-            images=(AUX,),
-            package={"version": ""},
-        )
-        client.send("UPGRADE||NONE,5,0||OTHER,1,0")
-        client.expect(
-            texts.started()
-            + texts.model_read()
-            + texts.read_chips(("NONE", "1.0.0"), ("OTHER", "1.0.0"))
-            + texts.not_in_list("NONE", 0, 2)
-            + texts.finished(written=False),
-            40,
-        )
-        client.sync()
-        self.assert_flash({})
-
-    def test_no_virtual_version_in_the_package(self):
-        client = self.start(
-            agentcase.chip("AUX", 1, mcu_type=2), images=(AUX,), package={"version": ""}
-        )
-        client.send("UPGRADE||AUX,1,0")
-        client.expect(
-            texts.started()
-            + texts.model_read()
-            + texts.read_chips(("AUX", "1.0.0"))
-            + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
-            + texts.image("AUX", 0, 1, 1024)
-            + texts.finished(written=False),
-            40,
-        )
-        self.assert_flash({(1, 0): AUX.data})
 
     def test_model_mismatch(self):
         client = self.start(
