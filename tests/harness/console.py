@@ -35,8 +35,11 @@ class Console:
             if not got:
                 self.closed.set()
                 return
-            with self._lock:
-                self._raw += got
+            self._take(got)
+
+    def _take(self, got):
+        with self._lock:
+            self._raw += got
 
     def send(self, line, end="\r\n"):
         self.send_raw((line + end).encode())

@@ -3,22 +3,13 @@
 
 import contextlib
 import socket
-import threading
 
 from tests.harness import agentcase, console, framelist, package, texts, transcript, wait
 from tests.harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(10000, "aux"), chip_type=1)
 REQUEST = "UPGRADE||AUX,1,0"
-BUSY = "UPGRADELOG||The device is busy upgrading."
-WHOLE_RUN = (
-    texts.started()
-    + texts.model_read()
-    + texts.read_chips(("AUX", "1.0.0"))
-    + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
-    + texts.image("AUX", 0, 1, 10000)
-    + texts.finished()
-)
+WHOLE_RUN = texts.started() + texts.one_chip("AUX", 10000)
 
 
 class TestClients(agentcase.AgentCase):
@@ -73,8 +64,10 @@ class TestClients(agentcase.AgentCase):
         self.assertNotIn("UPGRADESUCCESS", other.lines)
         other.wait_for("UPGRADESUCCESS", 40)
         other.wait_for(texts.closed()[1])
-        replies = [line for line in other.lines if line in (BUSY, listed, broken, "HEARTBEAT")]
-        self.assertEqual(replies, [BUSY, BUSY, listed, broken, "HEARTBEAT"])
+        replies = [
+            line for line in other.lines if line in (texts.BUSY, listed, broken, "HEARTBEAT")
+        ]
+        self.assertEqual(replies, [texts.BUSY, texts.BUSY, listed, broken, "HEARTBEAT"])
         self.assert_whole_run(
             self.client.lines + [line for line in other.lines if line not in replies]
         )
@@ -82,18 +75,10 @@ class TestClients(agentcase.AgentCase):
     def test_list_every_few_milliseconds(self):
         """Reading the package beside a run disturbs neither."""
         other = self.connect()
-        stop = threading.Event()
-
-        def hammer():
-            while not stop.wait(0.005):
-                other.send("GETFIRMWARELIST")
-
-        thread = threading.Thread(target=hammer)
         self.begin()
-        thread.start()
+        end = self.repeat(lambda: other.send("GETFIRMWARELIST"), 0.005)
         other.wait_for("UPGRADELOG||Start to reboot, please wait.", 40)
-        stop.set()
-        thread.join()
+        end()
         other.wait_for("UPGRADESUCCESS", 40)
         other.wait_for(texts.closed()[1])
         listed = f"FIRMWARELIST||{package.description([AUX])}"
@@ -120,7 +105,7 @@ class TestClients(agentcase.AgentCase):
         client.send("UPGRADE||")
         client.send("HEARTBEAT")
         client.wait_for("HEARTBEAT")
-        return BUSY not in client.lines
+        return texts.BUSY not in client.lines
 
     def test_client_that_never_reads(self):
         """A client sends requests and reads no answer, until it is disconnected or the run ends;
@@ -135,7 +120,7 @@ class TestClients(agentcase.AgentCase):
                 for _ in range(100):
                     stalled.send(b"GETFIRMWARELIST\r\n")
             self.client.send("HEARTBEAT")
-            return "UPGRADESUCCESS" in self.client.lines or self.done()
+            return framelist.virtual(5) in self.simulator.host_frames()
 
         wait.until(ask_until_done, 40, "end of the run")
         self.client.mark()
@@ -143,48 +128,22 @@ class TestClients(agentcase.AgentCase):
         self.client.wait_for("VERSION||1.15")
         self.assert_flash({(1, 0): AUX.data})
 
-    def done(self):
-        return framelist.virtual(5) in self.simulator.host_frames()
-
 
 class TestAroundTheEnd(agentcase.AgentCase):
     """Requests that meet the end of a run: it has one verdict, and nothing else looks like it."""
 
     VERDICTS = ("UPGRADESUCCESS", "UPGRADEFAIL")
 
-    def storm(self, client, *requests):
-        """Sends the requests again and again; call what is returned to end it, which gives the
-        number of rounds."""
-        stop = threading.Event()
-        rounds = 0
-
-        def send():
-            nonlocal rounds
-            while not stop.wait(0.001):
-                client.send("\r\n".join(requests))
-                rounds += 1
-
-        thread = threading.Thread(target=send)
-        thread.start()
-
-        def end():
-            stop.set()
-            thread.join()
-            return rounds
-
-        self.stack.callback(end)
-        return end
-
     def test_requests_around_many_ends(self):
         """Each request for an upgrade is refused, or begins a run that has exactly one verdict."""
         client = self.start(agentcase.chip("AUX", 1), images=(AUX,), model="OTHER")
-        end = self.storm(client, "GETFIRMWARELIST", REQUEST)
+        end = self.repeat(lambda: client.send(f"GETFIRMWARELIST\r\n{REQUEST}"))
         client.wait_for("UPGRADEFAIL", 60, count=50)
         rounds = end()
         client.wait_for(f"FIRMWARELIST||{package.description([AUX])}", 30, count=rounds)
         begun = "UPGRADELOG||Read model name."
         wait.until(
-            lambda: client.lines.count(begun) + client.lines.count(BUSY) == rounds
+            lambda: client.lines.count(begun) + client.lines.count(texts.BUSY) == rounds
             and client.lines.count(begun) == client.lines.count("UPGRADEFAIL"),
             what="an answer to each request",
         )
@@ -202,7 +161,7 @@ class TestAroundTheEnd(agentcase.AgentCase):
             client.send(REQUEST)
             client.wait_for("UPGRADELOG||Start to reboot, please wait.", 40)
             self.put_bytes(b"garbage")
-            end = self.storm(client, "GETFIRMWARELIST")
+            end = self.repeat(lambda: client.send("GETFIRMWARELIST"))
             client.wait_for("UPGRADEFAIL", 40)
             end()
             verdicts = [line for line in client.lines if line in self.VERDICTS]

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """A serial line full of noise: nothing crashes, hangs or grows."""
 
+import contextlib
 import os
 import random
-import threading
 
 from tests.harness import agentcase, texts
 from tests.harness.package import Image, image_bytes
@@ -14,26 +14,20 @@ AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 class TestGarbage(agentcase.AgentCase):
     """Random bytes come faster than any line could bring them."""
 
-    def flood(self, stop, alphabet):
-        noise = random.Random(1)
-        chunk = bytes(noise.choice(alphabet) for _ in range(4096))
-        while not stop.is_set():
-            try:
-                os.write(agentcase.MASTER, chunk)
-            except BlockingIOError:
-                stop.wait(0.001)
-
     def check(self, alphabet):
         client = self.start(agentcase.chip("AUX", 1), images=(AUX,), faults=["silent"])
         before = self.agent.memory()
         client.send("UPGRADE||AUX,1,0")
         client.wait_for("UPGRADELOG||Read model name.")
-        stop = threading.Event()
-        thread = threading.Thread(target=self.flood, args=(stop, alphabet))
-        thread.start()
+        chunk = bytes(random.Random(1).choices(alphabet, k=4096))
+
+        def flood():
+            with contextlib.suppress(BlockingIOError):
+                os.write(agentcase.MASTER, chunk)
+
+        end = self.repeat(flood)
         client.wait_for("UPGRADEFAIL", 45)
-        stop.set()
-        thread.join()
+        end()
         self.assertLess(self.agent.memory() - before, 16 * 1024 * 1024)
         client.wait_for(texts.closed()[1])
         client.mark()

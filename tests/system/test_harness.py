@@ -2,12 +2,10 @@
 """The harness itself: transcripts, packages, and a small host that upgrades a chip."""
 
 import json
-import os
-import select
 import unittest
 import zlib
 
-from tests.harness import agentcase, framelist, frames, package, texts
+from tests.harness import agentcase, package, texts
 from tests.harness.transcript import Maybe, compare, lines_of, side_by_side
 
 
@@ -96,34 +94,6 @@ class TestPackage(unittest.TestCase):
         self.assertNotEqual(package.image_bytes(64, 1), package.image_bytes(64, 2))
         self.assertEqual(package.expected_flash(b"a"), b"a" + bytes(255))
         self.assertEqual(package.expected_flash(bytes(257))[-255:], b"\xff" * 255)
-
-
-class TestSimulatedLine(agentcase.AgentCase):
-    """A few frames over the sandbox's serial device."""
-
-    def exchange(self, request, answer):
-        os.write(self.line, request)
-        got = b""
-        while len(got) < len(answer) and select.select([self.line], [], [], 10)[0]:
-            got += os.read(self.line, len(answer) - len(got))
-        self.assertEqual(got.hex(), answer.hex())
-
-    def test_host_upgrades_a_chip(self):
-        image = package.image_bytes(700)
-        padded = package.expected_flash(image)
-        for _ in range(2):  # the second simulator finds a clean line
-            self.start_device(agentcase.chip("AUX", 1, 1))
-            self.line = os.open("/dev/ttyS2", os.O_RDWR | os.O_NOCTTY)
-            self.exchange(frames.host(frames.ENTER, b"\1\1"), frames.status(frames.ENTER, 0))
-            for number in range(3):
-                block = frames.block(1, 1, number, padded[number * 256 :][:256], number == 2)
-                self.exchange(block, frames.status(frames.BLOCK, 0))
-            os.write(self.line, frames.host(frames.REBOOT))  # never read
-            self.simulator.wait_for_frames(5)
-            os.close(self.line)
-            self.assert_flash({(1, 1): image})
-            self.assert_frames(*framelist.image(1, 1, 700), framelist.REBOOT)
-        self.assertEqual(frames.split(frames.status(1, 2) * 2), [(0xFFFF, b"\1\0\2")] * 2)
 
 
 if __name__ == "__main__":

@@ -2,9 +2,7 @@
 """One client asks for thousands of lists of a large package; another one does not notice."""
 
 import os
-import socket
 import statistics
-import threading
 import time
 
 from tests.harness import agentcase, console, wait
@@ -20,39 +18,21 @@ REPLY = b"FIRMWARELIST||{"
 MOST_LISTS_BETWEEN = 2
 
 
-class Storm:
-    """A client that reads everything and records the time of each list."""
+class Storm(console.Console):
+    """A client that records the time of each list."""
 
     def __init__(self):
-        self.socket = socket.create_connection(("127.0.0.1", console.PORT), 10)
-        self.socket.settimeout(None)
         self.times = []
         self._tail = b""
-        self._reader = threading.Thread(target=self._read, daemon=True)
-        self._reader.start()
+        super().__init__()
 
-    def _read(self):
-        while True:
-            try:
-                got = self.socket.recv(65536)
-            except OSError:
-                return
-            if not got:
-                return
-            got = self._tail + got
-            self.times += [time.monotonic()] * got.count(REPLY)
-            self._tail = got[1 - len(REPLY) :]
+    def _take(self, got):
+        got = self._tail + got
+        self.times += [time.monotonic()] * got.count(REPLY)
+        self._tail = got[1 - len(REPLY) :]
 
     def lists_between(self, start, end):
         return sum(start < moment < end for moment in self.times)
-
-    def close(self):
-        try:
-            self.socket.shutdown(socket.SHUT_RDWR)
-        except OSError:
-            pass
-        self._reader.join(10)
-        self.socket.close()
 
 
 class TestListStorm(agentcase.AgentCase):
@@ -63,15 +43,7 @@ class TestListStorm(agentcase.AgentCase):
         self.put_package(LARGE)
         self.start_agent()
         self.other = self.connect()
-        self.stop = threading.Event()
-        thread = threading.Thread(target=self.touch)
-        thread.start()
-        self.stack.callback(thread.join)
-        self.stack.callback(self.stop.set)
-
-    def touch(self):
-        while not self.stop.wait(0.002):
-            os.utime(agentcase.PACKAGE)
+        self.repeat(lambda: os.utime(agentcase.PACKAGE), 0.002)
 
     def storm(self):
         storm = Storm()
@@ -88,7 +60,7 @@ class TestListStorm(agentcase.AgentCase):
         """Without turns of the loop a heartbeat would wait for all the lists of a read. Counted in
         lists, for times also measure how busy the machine is."""
         for storm in storms:
-            storm.socket.sendall(REQUEST * LISTS)
+            storm.send_raw(REQUEST * LISTS)
         wait.until(lambda: all(storm.times for storm in storms), 60, "first lists")
         beats = [self.heartbeat() for _ in range(15)]
         self.assertLess(max(len(storm.times) for storm in storms), LISTS, "the storm is over")
@@ -105,7 +77,7 @@ class TestListStorm(agentcase.AgentCase):
     def test_storm_that_leaves(self):
         """What it has not got by then is not made."""
         storm = self.storm()
-        storm.socket.sendall(REQUEST * LISTS)
+        storm.send_raw(REQUEST * LISTS)
         wait.until(lambda: storm.times, 60, "first list")
         descriptors = self.agent.descriptors()
         storm.close()

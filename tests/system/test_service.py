@@ -2,7 +2,10 @@
 """The messages to a service manager: whole transcripts of the notify socket."""
 
 import contextlib
+import glob
 import os
+import pathlib
+import re
 import signal
 import time
 
@@ -23,12 +26,6 @@ STOPPING = "STOPPING=1\nSTATUS=Stopping."
 
 def status(text):
     return f"STATUS={text}"
-
-
-def pass_time(seconds):
-    """For what must not happen in the meantime."""
-    end = time.monotonic() + seconds
-    wait.until(lambda: time.monotonic() > end, seconds + 10)
 
 
 def activity(text, percent):
@@ -56,16 +53,9 @@ class TestService(netcase.NetCase):
 
     def wakeups(self):
         """How often the agent's threads have gone to sleep."""
-        total = 0
-        for thread in os.listdir(f"/proc/{self.agent.popen.pid}/task"):
-            path = f"/proc/{self.agent.popen.pid}/task/{thread}/status"
-            with open(path, encoding="ascii") as file:
-                total += sum(
-                    int(line.split()[1])
-                    for line in file
-                    if line.startswith("voluntary_ctxt_switches")
-                )
-        return total
+        states = glob.glob(f"/proc/{self.agent.popen.pid}/task/*/status")
+        switches = rb"^voluntary_ctxt_switches:\s*(\d+)"
+        return sum(int(re.findall(switches, module.content(path), re.M)[0]) for path in states)
 
     def settle(self):
         """Waits until the agent has done what it was asked."""
@@ -73,7 +63,7 @@ class TestService(netcase.NetCase):
 
         def rests():
             before, last[0] = last[0], self.wakeups()
-            pass_time(0.2)
+            time.sleep(0.2)
             return before == last[0]
 
         wait.until(rests, what="resting agent")
@@ -81,14 +71,12 @@ class TestService(netcase.NetCase):
     @staticmethod
     def inherited(command):
         """The variables of the service manager that a running command has."""
-        for process in filter(str.isdigit, os.listdir("/proc")):
+        wanted = command.split()[1:]
+        for process in glob.glob("/proc/[0-9]*"):
             with contextlib.suppress(OSError):
-                with open(f"/proc/{process}/cmdline", encoding="utf-8") as file:
-                    words = file.read().split("\0")
-                with open(f"/proc/{process}/environ", encoding="utf-8") as file:
-                    names = [entry.split("=")[0] for entry in file.read().split("\0")]
-                if " ".join(words[2:]).strip() == command.partition(" ")[2]:
-                    return [name for name in names if name.startswith(("NOTIFY", "WATCHDOG"))]
+                if pathlib.Path(process, "cmdline").read_text().split("\0")[2:-1] == wanted:
+                    variables = pathlib.Path(process, "environ").read_text().split("\0")
+                    return [one for one in variables if one.startswith(("NOTIFY", "WATCHDOG"))]
         raise AssertionError(f"{command!r} does not run")
 
     def test_upgrade(self):
@@ -143,14 +131,6 @@ class TestService(netcase.NetCase):
         )
         self.assertEqual(self.manager.senders(), {self.agent.popen.pid})
 
-    def test_name_that_wants_to_be_a_message(self):
-        client = self.start(agentcase.chip("MAIN"), images=(MAIN,), mode=5)
-        client.send("UPGRADE||M\nMAINPID=1,0,0")
-        client.wait_for("UPGRADESUCCESS", 60)
-        messages = self.manager.messages()
-        self.assertIn(activity("writing M?MAINPID=1", 0), messages)
-        self.assertEqual([message for message in messages if "\nMAINPID" in message], [])
-
     def test_abstract_socket_and_signals(self):
         for number in (signal.SIGTERM, signal.SIGINT):
             agent = self.start_agent("@upgrade-agent-test")
@@ -166,9 +146,7 @@ class TestService(netcase.NetCase):
         super().start_agent()
         manager = Manager("/tmp/second")
         self.stack.callback(manager.close)
-        second = Agent(NOTIFY_SOCKET=manager.address, WATCHDOG_USEC="200000")
-        self.processes.append(second)
-        self.stack.callback(second.kill)
+        second = self.keep(Agent(NOTIFY_SOCKET=manager.address, WATCHDOG_USEC="200000"))
         manager.wait_for(FEED, count=2)
         self.assertEqual(
             manager.messages()[0],
@@ -190,17 +168,18 @@ class TestService(netcase.NetCase):
         self.start_agent(WATCHDOG_USEC="20000", WATCHDOG_PID="1")
         client = self.connect()
         client.sync()
-        pass_time(0.5)
+        time.sleep(0.5)
         self.assertEqual(self.manager.messages(), [READY])
 
     def test_watchdog_while_the_engine_is_blocked(self):
         """The module's own image, whose unpacking is held: the limit is longer, and there are no
         watchdog messages. No command inherits the agent's variables and sockets."""
-        self.put_package(netimage.in_package(netimage.image()))
-        self.start_device(agentcase.chip("NET", 32, version="1.0"))
-        self.start_agent(WATCHDOG_USEC="200000")
-        client = self.connect()
-        client.ask("UPGRADEMODE||5", "UPGRADELOG||Set UPGRADEMODE to 5")
+        client = self.start(
+            netcase.CHIP,
+            images=(netimage.in_package(netimage.image()),),
+            mode=5,
+            environment={"WATCHDOG_USEC": "200000"},
+        )
         module.hold(module.UNPACK)
         client.send("UPGRADE||NET,32,0")
         module.wait_for_command(module.UNPACK)
@@ -212,7 +191,7 @@ class TestService(netcase.NetCase):
         client.send("VERSION")
         client.wait_for("VERSION||1.15")  # the main thread turns
         self.manager.forget()
-        pass_time(1)
+        time.sleep(1)
         self.assertEqual(self.manager.messages(), [])
 
         module.release()
@@ -226,17 +205,12 @@ class TestService(netcase.NetCase):
         """Without a watchdog the agent never wakes up, with and without a service manager."""
         if "thread" in os.environ.get("AGENT_SANITIZE", ""):
             self.skipTest("ThreadSanitizer has a background thread, which wakes up")
-        environments: tuple[dict, ...] = ({}, {"NOTIFY_SOCKET": SOCKET})
-        for environment in environments:
-            if environment:
-                self.manager = Manager(SOCKET)
-                self.stack.callback(self.manager.close)
-            super().start_agent(**environment)
-            client = self.connect()
-            client.sync()
+        for start_agent in (super().start_agent, self.start_agent):
+            start_agent()
+            self.connect().sync()
             self.settle()
             before = self.wakeups()
-            pass_time(2)
+            time.sleep(2)
             self.assertEqual(self.wakeups(), before)
             self.agent.kill()
 
