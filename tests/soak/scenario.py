@@ -4,6 +4,8 @@
 import dataclasses
 import random
 
+from tests.harness import package
+
 # Waits of the agent in seconds: a command, Enter F/W Update Mode, a block.
 COMMAND, ENTER, BLOCK = 10, 30, 15
 # What a run may cost: most are short, some take their time, quick ones end within a minute.
@@ -41,6 +43,11 @@ class Image:
     pcb_version: int = 1
     speciality: str = "A"
     good: bool = True  # of a NET image: its digest fits
+
+    def packed(self, data):
+        """The image with these bytes, as the package builder takes it."""
+        key = self.mcu_type, self.pcb_version, self.speciality, self.version
+        return package.Image(self.name, data, self.chip_type, 1, *key)
 
 
 @dataclasses.dataclass

@@ -5,7 +5,8 @@ on a line whose latency is always longer than the wait for a block it counts for
 
 import unittest
 
-from tests.soak import scenario, worker
+from tests.soak import worker
+from tests.soak.test_verdict import make_run
 
 
 class TestNotices(unittest.TestCase):
@@ -13,28 +14,7 @@ class TestNotices(unittest.TestCase):
 
     def perform(self, *faults):
         """The report of a run with these faults."""
-        chip = {
-            "name": "AUX1",
-            "chip_type": 1,
-            "chip_index": 0,
-            "mcu_type": 1,
-            "pcb_version": 1,
-            "speciality": "A",
-            "version": "1.0.0",
-            "upgrades_to": "1.1.0",
-        }
-        run = scenario.Scenario(
-            1,
-            5,
-            "UPGRADE||AUX1,1,0",
-            [chip],
-            [scenario.Image("AUX1", 1, 700, "seed", (1, 1, 0))],
-            "good",
-            {},
-            [("AUX1", 1, 0)],
-            cost=60,
-            faults=list(faults),
-        )
+        run = make_run(700, 5, cost=60, faults=list(faults))
         one = worker.Worker("1")
         self.addCleanup(one.agent.forget)
         self.addCleanup(one.agent.kill)

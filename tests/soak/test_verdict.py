@@ -3,28 +3,25 @@
 
 import unittest
 
+from tests.harness import agentcase
 from tests.soak import scenario, verdict
 from tests.soak.agentlog import AgentLog
 
-IMAGE = scenario.Image("AUX1", 1, 300, "seed", (1, 1, 0))
 CONTENT = {"seed": b"x" * 300}
 FLASH = b"x" * 300 + b"\xff" * 212
 
 
-def make_run(**more):
-    """One row, mode 2."""
-    chip = {
-        "name": "AUX1",
-        "chip_type": 1,
-        "chip_index": 0,
-        "mcu_type": 1,
-        "pcb_version": 1,
-        "speciality": "A",
-        "version": "1.0.0",
-        "upgrades_to": "1.1.0",
-    }
+def make_run(size=300, mode=2, **more):
+    """One row for a chip that has an older version."""
+    chip = agentcase.chip("AUX1", 1, mcu_type=1, pcb_version=1, speciality="A")
+    image = scenario.Image("AUX1", 1, size, "seed", (1, 1, 0))
     return scenario.Scenario(
-        1, 2, "UPGRADE||AUX1,1,0", [chip], [IMAGE], "good", {}, [("AUX1", 1, 0)], **more
+        1,
+        mode,
+        "UPGRADE||AUX1,1,0",
+        [chip],
+        [image],
+        **{"package": "good", "device": {}, "rows": [("AUX1", 1, 0)], **more},
     )
 
 
@@ -71,64 +68,50 @@ RESULT = ("UPGRADERESULT", "AUX1,1,0,,,,,,,,,1,1")
 SUCCESS = ("APPSTATUS", "6")
 FAILURE = ("APPSTATUS", "2")
 WRITTEN = ((*RESULT, "1"), ("Write firmware 'AUX1' success.",))
+REPORTED = [*WRITTEN, SUCCESS]
+REFUSED = [(*RESULT, "2"), SUCCESS]
+HELD, EMPTY = Device(FLASH, True), Device()
+CALM = {"expected": {"AUX1": "1"}}
+
+# What the agent reported and the device holds: the outcome of the row.
+OUTCOMES = [
+    (REPORTED, HELD, "written"),
+    ([(*RESULT, "3"), SUCCESS], EMPTY, "skipped"),
+    (REFUSED, EMPTY, "failed"),
+    ([FAILURE], EMPTY, "failed"),
+]
+# The same, and what is particular about the run: the promise that is broken.
+VIOLATIONS = [
+    (REPORTED, Device(FLASH[:-1] + b"\0", True), {}, "from byte 511"),
+    (REPORTED, Device(FLASH[:256]), {}, "from byte 256"),
+    (REFUSED, Device(FLASH[::-1], True), {}, "reported as failed"),
+    ([SUCCESS], EMPTY, {}, "says nothing"),
+    ([(*RESULT, "2"), WRITTEN[1], SUCCESS], EMPTY, {}, "does not fit"),
+    ([WRITTEN[0], SUCCESS], HELD, {}, "does not fit"),
+    ([*WRITTEN], HELD, {}, "no end"),
+    ([SUCCESS], EMPTY, {"package": "checksum"}, "kind checksum"),
+    (REFUSED, EMPTY, CALM, "nothing went wrong"),
+    ([*WRITTEN, FAILURE], HELD, CALM, "nothing went wrong"),
+    ([SUCCESS], HELD, {"rows": []}, "in no row"),
+]
 
 
 class TestVerdict(unittest.TestCase):
     """Each case is one run of one row."""
 
-    def judge(self, messages, device, run=None):
-        return verdict.check(run or make_run(), make_log(*messages), device, CONTENT)
+    def judge(self, messages, device, more):
+        return verdict.check(make_run(**more), make_log(*messages), device, CONTENT)
 
-    def assert_violation(self, text, messages, device, run=None):
-        with self.assertRaisesRegex(verdict.Violation, text):
-            self.judge(messages, device, run)
+    def test_outcomes(self):
+        for messages, device, outcome in OUTCOMES:
+            with self.subTest(outcome):
+                self.assertEqual(self.judge(messages, device, {}), {"AUX1": outcome})
+        self.judge(REPORTED, HELD, CALM)
 
-    def test_written(self):
-        self.assertEqual(self.judge([*WRITTEN, SUCCESS], Device(FLASH, True)), {"AUX1": "written"})
-
-    def test_skipped_and_failed(self):
-        self.assertEqual(self.judge([(*RESULT, "3"), SUCCESS], Device()), {"AUX1": "skipped"})
-        self.assertEqual(self.judge([(*RESULT, "2"), SUCCESS], Device()), {"AUX1": "failed"})
-        self.assertEqual(self.judge([FAILURE], Device()), {"AUX1": "failed"})
-
-    def test_other_bytes_in_the_flash(self):
-        self.assert_violation(
-            "from byte 511", [*WRITTEN, SUCCESS], Device(FLASH[:-1] + b"\0", True)
-        )
-
-    def test_last_block_missing(self):
-        self.assert_violation("from byte 256", [*WRITTEN, SUCCESS], Device(FLASH[:256]))
-
-    def test_complete_and_wrong_though_reported_as_failed(self):
-        self.assert_violation(
-            "reported as failed", [(*RESULT, "2"), SUCCESS], Device(FLASH[::-1], True)
-        )
-
-    def test_no_word_of_a_row(self):
-        self.assert_violation("says nothing", [SUCCESS], Device())
-
-    def test_client_got_another_result(self):
-        self.assert_violation("does not fit", [(*RESULT, "2"), WRITTEN[1], SUCCESS], Device())
-        self.assert_violation("does not fit", [WRITTEN[0], SUCCESS], Device(FLASH, True))
-
-    def test_no_end(self):
-        self.assert_violation("no end", [*WRITTEN], Device(FLASH, True))
-
-    def test_success_with_a_bad_package(self):
-        run = make_run()
-        run.package = "checksum"
-        self.assert_violation("kind checksum", [SUCCESS], Device(), run)
-
-    def test_undisturbed_run(self):
-        run = make_run(expected={"AUX1": "1"})
-        self.judge([*WRITTEN, SUCCESS], Device(FLASH, True), run)
-        self.assert_violation("nothing went wrong", [(*RESULT, "2"), SUCCESS], Device(), run)
-        self.assert_violation("nothing went wrong", [*WRITTEN, FAILURE], Device(FLASH, True), run)
-
-    def test_chip_that_was_not_requested(self):
-        run = make_run()
-        run.rows = []
-        self.assert_violation("in no row", [SUCCESS], Device(FLASH, True), run)
+    def test_violations(self):
+        for messages, device, more, text in VIOLATIONS:
+            with self.subTest(text), self.assertRaisesRegex(verdict.Violation, text):
+                self.judge(messages, device, more)
 
 
 class TestScenario(unittest.TestCase):

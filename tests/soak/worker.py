@@ -13,7 +13,7 @@ import shutil
 import sys
 import time
 
-from tests.harness import agentcase, module, netimage, package, wait
+from tests.harness import agentcase, module, netimage, package, texts, wait
 from tests.harness.agent import Agent
 from tests.harness.console import Console
 from tests.harness.simulator import Simulator
@@ -21,7 +21,6 @@ from tests.soak import scenario as scenarios
 from tests.soak import verdict
 from tests.soak.agentlog import LOGGING, AgentLog
 
-BUSY = "UPGRADELOG||The device is busy upgrading."
 POLL = 0.05
 # The permitted growth after a worker's first runs, measured while the agent is idle.
 WARM_UP = 3
@@ -80,12 +79,12 @@ class Worker:
             client.send("UPGRADE||")
             # All of it, or the next run's client would get the rest.
             wait.until(
-                lambda: BUSY in client.lines
+                lambda: texts.BUSY in client.lines
                 or any(line.endswith(" port is disconnected.") for line in client.lines),
                 10,
                 "answer to a request without rows",
             )
-            if BUSY in client.lines:
+            if texts.BUSY in client.lines:
                 raise verdict.Violation("the run has ended and the agent is still busy")
         performance.close()
         if self.descriptors is None:
@@ -138,8 +137,7 @@ class Performance:
         )
         if self.run.package == "checksum":
             content = content[:-1] + bytes([content[-1] ^ 1])
-        with open(agentcase.PACKAGE, "wb") as file:
-            file.write(content)
+        agentcase.AgentCase.put_bytes(content)
 
     def build(self, image):
         """An image as the package builder takes it."""
@@ -149,16 +147,7 @@ class Performance:
             return netimage.in_package(content, image.name)
         content = package.image_bytes(image.size, image.seed)
         self.built[image.seed] = content
-        return package.Image(
-            image.name,
-            content,
-            image.chip_type,
-            1,
-            image.mcu_type,
-            image.pcb_version,
-            image.speciality,
-            image.version,
-        )
+        return image.packed(content)
 
     def start_device(self):
         """A new device on the line, which is empty."""
@@ -258,28 +247,15 @@ class Performance:
 
     def foreign_package(self):
         """For the same chips, with other images. No run may take it, so its checksum is wrong."""
+        images = self.run.images
         content = package.build(
-            [
-                package.Image(
-                    image.name,
-                    package.image_bytes(image.size, "foreign"),
-                    image.chip_type,
-                    1,
-                    image.mcu_type,
-                    image.pcb_version,
-                    image.speciality,
-                    image.version,
-                )
-                for image in self.run.images
-            ]
+            [image.packed(package.image_bytes(image.size, "foreign")) for image in images]
         )
         return content[:-1] + bytes([content[-1] ^ 1])
 
     def on_replace(self, _):
         """As docs/use/operations.md has it: renamed into place."""
-        with open(agentcase.PACKAGE + ".new", "wb") as file:
-            file.write(self.foreign_package())
-        os.replace(agentcase.PACKAGE + ".new", agentcase.PACKAGE)
+        agentcase.AgentCase.put_bytes(self.foreign_package())
 
     def on_overwrite(self, _):
         """In place, against that page: the run fails when it reads on."""
