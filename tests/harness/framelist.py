@@ -4,6 +4,8 @@
 MODEL = "F903 model-name"
 PRODUCT_ID = "F802 product-id"
 REBOOT = "7902 reboot"
+# The first chip type that has nothing but a version.
+FPGA = 17
 
 
 def _chip(word, chip_type, chip_index):
@@ -25,6 +27,12 @@ def mcu(chip_type, chip_index=0):
 
 def version(chip_type, chip_index=0):
     return _chip("F902 version", chip_type, chip_index)
+
+
+def reads(*places):
+    """All that is read of chips: both reads of each MCU, then all versions."""
+    mcus = [frame for place in places if place[0] < FPGA for frame in mcu(*place)]
+    return mcus + [version(*place) for place in places]
 
 
 def enter(chip_type, chip_index=0):

@@ -192,15 +192,14 @@ def finished(written=True):
     return rebooted() + (virtual_version_set() if written else nothing_upgraded()) + succeeded()
 
 
-def one_chip(name, size, old="1.0.0", new="1.1.0"):
+def upgraded(name, position, rows, size, old="1.0.0", new="1.1.0"):
+    """One image that is newer than what the chip runs."""
+    return decided(new, "greater", name, old) + image(name, position, rows, size)
+
+
+def one_chip(name, size):
     """A whole run in mode 2 that writes one chip, from its start on."""
-    return (
-        model_read()
-        + read_chips((name, old))
-        + decided(new, "greater", name, old)
-        + image(name, 0, 1, size)
-        + finished()
-    )
+    return model_read() + read_chips((name, "1.0.0")) + upgraded(name, 0, 1, size) + finished()
 
 
 def not_in_list(name, position, rows):

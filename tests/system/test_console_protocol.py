@@ -1,21 +1,37 @@
 # SPDX-License-Identifier: Apache-2.0
 """docs/reference/console-protocol.md against the real agent: each session, byte for byte."""
 
-from tests.harness import agentcase, netimage, pages, wait
+from tests.harness import agentcase, netimage, pages, table, wait
 from tests.harness.package import build
 
 NET = netimage.with_head(bytes(k % 251 for k in range(300)))
 # Every silence of a run ends within this time.
 LONGEST_SILENCE = 20
+LISTEN = "--listen", "127.0.0.1:6752"
+PACKAGE = build(pages.PACKAGE)
+INDENTED = '{\r\n  "model": "HX-8", "version": "1.0.5", "chips": []\r\n}\r\n'
+# The package of each kind of session, and the device.
+SESSIONS: dict[str, tuple] = {
+    "idle": (),
+    "package": (PACKAGE,),
+    "damaged_package": (PACKAGE[:-1],),
+    "indented_package": (build((), text=INDENTED),),
+    "run": (PACKAGE, {"index": 0}),
+    "silent": (PACKAGE,),
+    "network": (PACKAGE, {"index": 1, "where": LISTEN, "version": "1.1.0"}),
+    "blocks": (),
+}
 
 
+@table.cases("hold", {kind: (kind, *more) for kind, more in SESSIONS.items()})
 class TestSessions(agentcase.AgentCase):
     """Each kind of session has a separate sandbox."""
 
-    def hold(self, kind, **device):
-        found = [
-            lines for words, lines in pages.blocks(pages.CONSOLE, "session") if words == [kind]
-        ]
+    def hold(self, kind, package=None, device=None):
+        if package:
+            self.put_bytes(package)
+        words = [kind.replace("_", "-")]
+        found = [lines for kinds, lines in pages.blocks(pages.CONSOLE, "session") if kinds == words]
         self.assertTrue(found)
         for lines in found:
             with self.subTest(lines[0]):
@@ -58,42 +74,7 @@ class TestSessions(agentcase.AgentCase):
 
     def test_every_session_is_held(self):
         kinds = {word for words, _ in pages.blocks(pages.CONSOLE, "session") for word in words}
-        self.assertEqual(
-            {f"test_{kind.replace('-', '_')}" for kind in kinds},
-            {name for name in dir(self) if name.startswith("test_")}
-            - {"test_every_session_is_held"},
-        )
-
-    def test_idle(self):
-        self.hold("idle")
-
-    def test_package(self):
-        self.put_package(*pages.PACKAGE)
-        self.hold("package")
-
-    def test_damaged_package(self):
-        self.put_bytes(build(pages.PACKAGE)[:-1])
-        self.hold("damaged-package")
-
-    def test_indented_package(self):
-        text = '{\r\n  "model": "HX-8", "version": "1.0.5", "chips": []\r\n}\r\n'
-        self.put_bytes(build((), text=text))
-        self.hold("indented-package")
-
-    def test_run(self):
-        self.put_package(*pages.PACKAGE)
-        self.hold("run", index=0)
-
-    def test_silent(self):
-        self.put_package(*pages.PACKAGE)
-        self.hold("silent")
-
-    def test_network(self):
-        self.put_package(*pages.PACKAGE)
-        self.hold("network", index=1, where=("--listen", "127.0.0.1:6752"), version="1.1.0")
-
-    def test_blocks(self):
-        self.hold("blocks")
+        self.assertEqual({kind.replace("-", "_") for kind in kinds}, set(SESSIONS))
 
 
 if __name__ == "__main__":

@@ -10,10 +10,7 @@ from tests.harness.chain import OLD
 # one entry.
 FRAMES = [
     framelist.MODEL,
-    *framelist.mcu(1),
-    *framelist.mcu(0),
-    framelist.version(1),
-    framelist.version(0),
+    *framelist.reads((1, 0), (0, 0)),
     *framelist.image(1, 0, 700),
     *framelist.image(0, 0, 1000),
     framelist.PRODUCT_ID,

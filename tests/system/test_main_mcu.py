@@ -23,15 +23,13 @@ class TestMainMcu(agentcase.AgentCase):
             + texts.log(
                 "'MAIN' product information flag is valid, start to upgrade main mcu first."
             )
-            + texts.decided("1.1.0", "greater", "MAIN", "0.0.0")
-            + texts.image("MAIN", 0, 2, 1000)
+            + texts.upgraded("MAIN", 0, 2, 1000, "0.0.0")
             + texts.main_restarted()
             + texts.read_mcu("AUX")
             + texts.reads_done()
             + texts.read_version("MAIN", "1.1.0")
             + texts.read_version("AUX", "1.0.0")
-            + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
-            + texts.image("AUX", 1, 2, 700)
+            + texts.upgraded("AUX", 1, 2, 700)
             + texts.finished(),
             60,
         )

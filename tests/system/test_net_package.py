@@ -53,11 +53,7 @@ class TestNetPackage(netcase.NetCase):
         self.assert_installed()
         self.assert_flash({(1, 0): AUX.data, (2, 0): KEY.data})
         self.assert_frames(
-            *framelist.mcu(1),
-            *framelist.mcu(2),
-            framelist.version(1),
-            framelist.version(32),
-            framelist.version(2),
+            *framelist.reads((1, 0), (32, 0), (2, 0)),
             *framelist.image(1, 0, 700),
             *framelist.image(2, 0, 300),
             *framelist.end(),

@@ -19,8 +19,7 @@ RUN = texts.one_chip("MAIN", 1000)
 ERASING = [Maybe(line) for line in texts.log("Erasing...")]
 FRAMES = [
     framelist.MODEL,
-    *framelist.mcu(0, 1),
-    framelist.version(0, 1),
+    *framelist.reads((0, 1)),
     *framelist.image(0, 1, 1000),
     *framelist.end(),
 ]

@@ -15,8 +15,7 @@ FIRST_IMAGE = (
     texts.started()
     + texts.model_read()
     + texts.read_chips(("AUX", "1.0.0"), ("KEY", "1.0.0"))
-    + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
-    + texts.image("AUX", 0, 2, 700)
+    + texts.upgraded("AUX", 0, 2, 700)
     + texts.decided("1.1.0", "greater", "KEY", "1.0.0")
 )
 

@@ -25,12 +25,9 @@ class TestUpgradeAll(agentcase.AgentCase):
             + texts.started()
             + texts.model_read()
             + texts.read_chips(("MAIN MCU", "1.0.0"), ("AUX", "1.0.0"), ("FPGA", "1.0", "FPGA"))
-            + texts.decided("1.1.0", "greater", "MAIN MCU", "1.0.0")
-            + texts.image("MAIN MCU", 0, 3, 400)
-            + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
-            + texts.image("AUX", 1, 3, 300)
-            + texts.decided("2.0.0", "greater", "FPGA", "1.0.0")
-            + texts.image("FPGA", 2, 3, 257)
+            + texts.upgraded("MAIN MCU", 0, 3, 400)
+            + texts.upgraded("AUX", 1, 3, 300)
+            + texts.upgraded("FPGA", 2, 3, 257, new="2.0.0")
             + texts.finished(),
             60,
         )
@@ -38,11 +35,7 @@ class TestUpgradeAll(agentcase.AgentCase):
         self.assert_flash({(0, 1): MAIN.data, (1, 2): AUX.data, (17, 1): FPGA.data})
         self.assert_frames(
             framelist.MODEL,
-            *framelist.mcu(0, 1),
-            *framelist.mcu(1, 2),
-            framelist.version(0, 1),
-            framelist.version(1, 2),
-            framelist.version(17, 1),
+            *framelist.reads((0, 1), (1, 2), (17, 1)),
             *framelist.image(0, 1, 400),
             *framelist.image(1, 2, 300),
             *framelist.image(17, 1, 257),

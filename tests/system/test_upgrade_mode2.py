@@ -34,20 +34,8 @@ def reads(main, aux1, aux2, fpga):
     )
 
 
-READ_FRAMES = [
-    framelist.MODEL,
-    *framelist.mcu(0),
-    *framelist.mcu(1, 0),
-    *framelist.mcu(1, 1),
-    *framelist.mcu(2),
-    *framelist.mcu(3),
-    framelist.version(0),
-    framelist.version(1, 0),
-    framelist.version(1, 1),
-    framelist.version(2),
-    framelist.version(3),
-    framelist.version(17),
-]
+PLACES = (0, 0), (1, 0), (1, 1), (2, 0), (3, 0), (17, 0)
+READ_FRAMES = [framelist.MODEL, *framelist.reads(*PLACES)]
 
 
 class TestMode2(agentcase.AgentCase):
@@ -62,16 +50,12 @@ class TestMode2(agentcase.AgentCase):
         client.expect(
             texts.started()
             + reads("1.0.0", "1.0.0", "0.255", "3.1")
-            + texts.decided("1.1.0", "greater", "MAIN", "1.0.0")
-            + texts.image("MAIN", 0, 6, 3000)
+            + texts.upgraded("MAIN", 0, 6, 3000)
             + texts.main_restarted()
-            + texts.decided("1.1.0", "greater", "AUX1", "1.0.0")
-            + texts.image("AUX1", 1, 6, 1024)
-            + texts.decided("1.1.0", "greater", "AUX2", "0.255.0")
-            + texts.image("AUX2", 2, 6, 1024)
+            + texts.upgraded("AUX1", 1, 6, 1024)
+            + texts.upgraded("AUX2", 2, 6, 1024, "0.255.0")
             + kept
-            + texts.decided("3.2.0", "greater", "FPGA", "3.1.0")
-            + texts.image("FPGA", 5, 6, 5001)
+            + texts.upgraded("FPGA", 5, 6, 5001, "3.1.0", "3.2.0")
             + texts.finished(),
             60,
         )

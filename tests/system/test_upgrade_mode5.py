@@ -37,12 +37,7 @@ class TestMode5(agentcase.AgentCase):
         client.sync()
         self.assert_flash({(0, 1): MAIN.data, (1, 0): AUX.data})
         self.assert_frames(
-            *framelist.mcu(0, 1),
-            *framelist.mcu(3, 0),
-            *framelist.mcu(1, 0),
-            framelist.version(0, 1),
-            framelist.version(3, 0),
-            framelist.version(1, 0),
+            *framelist.reads((0, 1), (3, 0), (1, 0)),
             *framelist.image(0, 1, 512),
             *framelist.image(1, 0, 513),
             *framelist.end(12),
