@@ -2,11 +2,13 @@
 """The sandbox keeps its promises: what is there, what is private, what cannot be reached."""
 
 import os
+import pathlib
 import re
 import shutil
 import socket
 import stat
 import subprocess
+import sys
 import tempfile
 import threading
 import unittest
@@ -20,10 +22,10 @@ WITH_USER_NAMESPACES = unittest.skipUnless(
 )
 
 
-def run(command, *options, **environment):
+def run(command, options="", **environment):
     """Runs a shell command in the sandbox; returns (status, output)."""
     done = subprocess.run(
-        [SANDBOX, *options, "--", "sh", "-c", command],
+        [SANDBOX, *options.split(), "--", "sh", "-c", command],
         text=True,
         timeout=60,
         stdout=subprocess.PIPE,
@@ -42,11 +44,16 @@ def copy_shell(root):
         shutil.copy(path, root + path)
 
 
-class TestSandbox(unittest.TestCase):
-    """Each test has a separate sandbox."""
+class SandboxCase(unittest.TestCase):
+    def check(self, command, expected, options="", status=0, **environment):
+        self.assertEqual(run(command, options, **environment), (status, expected))
 
-    def check(self, command, expected, *options, status=0, **environment):
-        self.assertEqual(run(command, *options, **environment), (status, expected))
+
+class TestSandbox(SandboxCase):
+    """Each test has a separate sandbox, and an empty folder outside of it."""
+
+    def setUp(self):
+        self.folder = self.enterContext(tempfile.TemporaryDirectory())
 
     def test_exit_status_is_the_command_s(self):
         self.check("exit 7", "", status=7)
@@ -96,27 +103,23 @@ class TestSandbox(unittest.TestCase):
         self.check(
             "head -c 20000 /dev/zero > /data/x 2>/dev/null; stat -c %s /data/x",
             "8192\n",
-            "--data-size",
-            "8192",
+            "--data-size 8192",
         )
-        with tempfile.TemporaryDirectory() as folder:
-            self.check("echo kept > /data/x", "", "--data", folder)
-            self.check(
-                "cat /data/x; touch /data/y 2>/dev/null || echo refused",
-                "kept\nrefused\n",
-                "--data",
-                folder,
-                "--data-read-only",
-            )
-            self.assertEqual(os.listdir(folder), ["x"])
+        self.check("echo kept > /data/x", "", f"--data {self.folder}")
+        self.check(
+            "cat /data/x; touch /data/y 2>/dev/null || echo refused",
+            "kept\nrefused\n",
+            f"--data {self.folder} --data-read-only",
+        )
+        self.assertEqual(os.listdir(self.folder), ["x"])
 
     def test_keys(self):
         self.check("ls -d /etc/upgrade-agent 2>/dev/null", "", status=2)
-        for options in (["--keys"], ["--keys", "--as-user"]):
+        for options in ("--keys", "--keys --as-user"):
             self.check(
                 "echo a > /etc/upgrade-agent/x && cat /etc/upgrade-agent/x; ls /etc/upgrade-agent",
                 "a\nx\n",
-                *options,
+                options,
             )
         self.assertNotEqual(run("touch /etc/x /etc/passwd", "--keys")[0], 0)
         self.check(
@@ -126,27 +129,23 @@ class TestSandbox(unittest.TestCase):
         )
 
     def test_keys_of_the_machine_are_hidden(self):
-        with tempfile.TemporaryDirectory() as root:
-            copy_shell(root)
-            os.makedirs(os.path.join(root, "etc/upgrade-agent/keys"))
-            found = "/etc/upgrade-agent /etc/upgrade-agent/*\n"
-            self.check("echo /etc/* /etc/upgrade-agent/*", found, "--root", root)
-            self.check("echo /etc/* /etc/upgrade-agent/*", found, "--root", root, "--keys")
+        copy_shell(self.folder)
+        os.makedirs(os.path.join(self.folder, "etc/upgrade-agent/keys"))
+        found = "/etc/upgrade-agent /etc/upgrade-agent/*\n"
+        self.check("echo /etc/* /etc/upgrade-agent/*", found, f"--root {self.folder}")
+        self.check("echo /etc/* /etc/upgrade-agent/*", found, f"--root {self.folder} --keys")
 
     def test_settings(self):
-        with tempfile.TemporaryDirectory() as settings:
-            os.makedirs(os.path.join(settings, "upgrade-agent/keys"))
-            with open(os.path.join(settings, "passwd"), "w", encoding="ascii") as file:
-                file.write("operator\n")
-            command = "cat /etc/passwd; ls /etc/upgrade-agent; ls -A /etc | wc -l"
-            entries = len({*os.listdir("/etc"), "upgrade-agent"})
-            self.check(command, f"operator\nkeys\n{entries}\n", "--settings", settings)
-            self.check(
-                "touch /etc/x 2>/dev/null || echo refused; test -s /etc/group && echo others",
-                "refused\nothers\n",
-                "--settings",
-                settings,
-            )
+        os.makedirs(os.path.join(self.folder, "upgrade-agent/keys"))
+        pathlib.Path(self.folder, "passwd").write_text("operator\n", encoding="ascii")
+        command = "cat /etc/passwd; ls /etc/upgrade-agent; ls -A /etc | wc -l"
+        entries = len({*os.listdir("/etc"), "upgrade-agent"})
+        self.check(command, f"operator\nkeys\n{entries}\n", f"--settings {self.folder}")
+        self.check(
+            "touch /etc/x 2>/dev/null || echo refused; test -s /etc/group && echo others",
+            "refused\nothers\n",
+            f"--settings {self.folder}",
+        )
 
     @WITH_USER_NAMESPACES
     def test_existing_network(self):
@@ -170,39 +169,36 @@ class TestSandbox(unittest.TestCase):
         )
 
     def test_binds(self):
-        with tempfile.TemporaryDirectory() as folder:
-            self.check(f"test -e {folder} || echo none", "none\n")
-            self.check(
-                f"touch {folder}/x 2>/dev/null || echo refused", "refused\n", "--bind", folder
-            )
-            self.check(f"touch {folder}/x", "", "--bind-writable", folder)
-            self.assertEqual(os.listdir(folder), ["x"])
+        self.check(f"test -e {self.folder} || echo none", "none\n")
+        self.check(
+            f"touch {self.folder}/x 2>/dev/null || echo refused",
+            "refused\n",
+            f"--bind {self.folder}",
+        )
+        self.check(f"touch {self.folder}/x", "", f"--bind-writable {self.folder}")
+        self.assertEqual(os.listdir(self.folder), ["x"])
 
     def test_device(self):
-        with tempfile.TemporaryDirectory() as folder:
-            null = os.path.join(folder, "null")
-            try:
-                os.mknod(null, stat.S_IFCHR | 0o666, os.makedev(1, 3))
-            except PermissionError:
-                self.skipTest("only root makes devices")
-            self.check(
-                f"(echo x > {null}) 2>/dev/null || echo refused", "refused\n", "--bind", folder
-            )
-            self.check(f"echo x > {null} && cat {null}", "", "--device", null)
+        null = os.path.join(self.folder, "null")
+        try:
+            os.mknod(null, stat.S_IFCHR | 0o666, os.makedev(1, 3))
+        except PermissionError:
+            self.skipTest("only root makes devices")
+        self.check(
+            f"(echo x > {null}) 2>/dev/null || echo refused", "refused\n", f"--bind {self.folder}"
+        )
+        self.check(f"echo x > {null} && cat {null}", "", f"--device {null}")
 
     def test_another_root(self):
         """One that has nothing but a shell and a marker."""
-        with tempfile.TemporaryDirectory() as root:
-            copy_shell(root)
-            os.mkdir(os.path.join(root, "etc"))
-            with open(os.path.join(root, "etc/marker"), "w", encoding="ascii") as file:
-                file.write("another\n")
-            self.check(
-                "read line </etc/marker; echo $line; echo /usr* /etc/*; command -v sudo",
-                f"another\n/usr* /etc/marker\n{PROJECT}/scripts/sandbox-bin/sudo\n",
-                "--root",
-                root,
-            )
+        copy_shell(self.folder)
+        os.mkdir(os.path.join(self.folder, "etc"))
+        pathlib.Path(self.folder, "etc/marker").write_text("another\n", encoding="ascii")
+        self.check(
+            "read line </etc/marker; echo $line; echo /usr* /etc/*; command -v sudo",
+            f"another\n/usr* /etc/marker\n{PROJECT}/scripts/sandbox-bin/sudo\n",
+            f"--root {self.folder}",
+        )
 
     def test_no_serial_device(self):
         self.check("test -e /dev/ttyS2 || echo none", "none\n")
@@ -217,7 +213,7 @@ class TestSandbox(unittest.TestCase):
 
     def test_given_terminal(self):
         master, slave = os.openpty()
-        self.check("printf hello > /dev/ttyS2", "", "--tty", os.ttyname(slave))
+        self.check("printf hello > /dev/ttyS2", "", f"--tty {os.ttyname(slave)}")
         self.assertEqual(os.read(master, 10), b"hello")
         os.close(master)
         os.close(slave)
@@ -227,35 +223,20 @@ class TestSandbox(unittest.TestCase):
         self.check("id -u; touch /data/x && echo written", "1000\nwritten\n", "--as-user")
 
     def test_says_what_is_missing(self):
+        self.check("true", "sandbox: /nowhere does not exist\n", "--bind /nowhere", status=125)
         done = subprocess.run(
-            [SANDBOX, "--bind", "/nowhere", "--", "true"],
-            capture_output=True,
+            [sys.executable, SANDBOX, "--", "true"],
+            stderr=subprocess.PIPE,
             text=True,
             check=False,
+            env={"PATH": self.folder},
         )
-        self.assertEqual(
-            (done.returncode, done.stderr), (125, "sandbox: /nowhere does not exist\n")
-        )
-        with tempfile.TemporaryDirectory() as empty:
-            python = subprocess.run(
-                ["sh", "-c", "command -v python3"], capture_output=True, text=True, check=True
-            ).stdout.strip()
-            done = subprocess.run(
-                [python, SANDBOX, "--", "true"],
-                capture_output=True,
-                text=True,
-                check=False,
-                env={"PATH": empty},
-            )
         self.assertEqual(done.returncode, 125)
         self.assertIn("Install the package 'bubblewrap'", done.stderr)
 
 
-class TestSudo(unittest.TestCase):
+class TestSudo(SandboxCase):
     """The stand-in for sudo records everything and does only what is harmless."""
-
-    def check(self, command, expected, **environment):
-        self.assertEqual(run(command, **environment), (0, expected))
 
     def test_records_exact_words(self):
         self.check(
