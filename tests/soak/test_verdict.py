@@ -11,18 +11,12 @@ CONTENT = {"seed": b"x" * 300}
 FLASH = b"x" * 300 + b"\xff" * 212
 
 
-def make_run(size=300, mode=2, **more):
-    """One row for a chip that has an older version."""
+def make_run(size=300, mode=2, package="good", rows=(("AUX1", 1, 0),), **more):
+    """One chip, which has an older version."""
     chip = agentcase.chip("AUX1", 1, mcu_type=1, pcb_version=1, speciality="A")
     image = scenario.Image("AUX1", 1, size, "seed", (1, 1, 0))
-    return scenario.Scenario(
-        1,
-        mode,
-        "UPGRADE||AUX1,1,0",
-        [chip],
-        [image],
-        **{"package": "good", "device": {}, "rows": [("AUX1", 1, 0)], **more},
-    )
+    request = "UPGRADE||AUX1,1,0"
+    return scenario.Scenario(1, mode, request, [chip], [image], package, {}, list(rows), **more)
 
 
 class Device:
@@ -92,7 +86,7 @@ VIOLATIONS = [
     ([SUCCESS], EMPTY, {"package": "checksum"}, "kind checksum"),
     (REFUSED, EMPTY, CALM, "nothing went wrong"),
     ([*WRITTEN, FAILURE], HELD, CALM, "nothing went wrong"),
-    ([SUCCESS], HELD, {"rows": []}, "in no row"),
+    ([SUCCESS], HELD, {"rows": ()}, "in no row"),
 ]
 
 

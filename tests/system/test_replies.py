@@ -6,15 +6,11 @@ from tests.harness.package import Image, image_bytes
 
 AUX = Image("AUX", image_bytes(700, "aux"), chip_type=1)
 WHOLE_RUN = texts.started() + texts.one_chip("AUX", 700)
-# Useless replies: an unknown word, a frame of the host, a wrong address, a bad checksum of another
-# reply, impossible lengths.
+# Useless replies: a frame of the host, impossible lengths, an escape without
+# a word.
 USELESS = {
     "host_frame": frames.host(frames.MODEL_NAME).hex(),
-    "other_word": frames.status(0x1234, 0).hex(),
-    "start_byte_and_no_more": "005b00",
-    "address": "5b5b00",
     "length_0": "5b5ba50000" + "00" * 2000,
-    "length_4": "5b5ba50400" + "00" * 9,
     "length_ffff": "5b5ba5ffff",
     "bare_escape": frames.frame(frames.REPLY, 0xFFFF).hex(),
 }

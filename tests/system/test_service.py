@@ -205,8 +205,11 @@ class TestService(netcase.NetCase):
         """Without a watchdog the agent never wakes up, with and without a service manager."""
         if "thread" in os.environ.get("AGENT_SANITIZE", ""):
             self.skipTest("ThreadSanitizer has a background thread, which wakes up")
-        for start_agent in (super().start_agent, self.start_agent):
-            start_agent()
+        for has_manager in (False, True):
+            if has_manager:
+                self.start_agent()
+            else:
+                super().start_agent()
             self.connect().sync()
             self.settle()
             before = self.wakeups()
