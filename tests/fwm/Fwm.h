@@ -18,20 +18,30 @@ struct Ran
     QByteArray err;
 
     QJsonObject json() const { return QJsonDocument::fromJson(out).object(); }
+    /** A value in the document, by its path: "images.0.size". */
+    QJsonValue at(const QString &path) const
+    {
+        QJsonValue value = json();
+        for (const QString &step : path.split('.')) {
+            bool isIndex = false;
+            const int index = step.toInt(&isIndex);
+            value = isIndex ? value[index] : value[step];
+        }
+        return value;
+    }
+    /** The exit status and the id of the error: "7 checksum-wrong" or "0 ". */
+    QString problem() const { return QString("%1 %2").arg(status).arg(at("error.id").toString()); }
 };
 
-inline Ran runProgram(const QString &program, const QStringList &arguments, const QString &folder)
+inline QByteArray fileBytes(const QString &path)
 {
-    ForkedProcess process;
-    process.setWorkingDirectory(folder);
-    process.start(program, arguments);
-    if (!process.waitForStarted())
-        return {};
-    constexpr int enough = 180'000;
-    if (!process.waitForFinished(enough))
-        process.kill();
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            process.readAllStandardOutput(), process.readAllStandardError()};
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
+}
+
+inline QString goldenPath(const QString &name)
+{
+    return QStringLiteral(GOLDEN_DIR "/%1.fwm").arg(name);
 }
 
 /** A folder for each test, in which the real program runs. */
@@ -40,46 +50,59 @@ class Fwm
 public:
     Ran run(const QStringList &arguments) const
     {
-        return runProgram(QStringLiteral(FWM_PROGRAM), arguments, m_folder.path());
+        return runProgram(QStringLiteral(FWM_PROGRAM), arguments);
+    }
+    /** Words with a blank between them; "{good}" is the golden package of this name. */
+    Ran run(const QString &line) const
+    {
+        QStringList words = line.split(' ');
+        for (QString &word : words) {
+            if (word.startsWith('{'))
+                word = goldenPath(word.mid(1, word.size() - 2));
+        }
+        return run(words);
     }
     Ran shell(const QString &line) const
     {
-        return runProgram(QStringLiteral("bash"), {QStringLiteral("-c"), line}, m_folder.path());
+        return runProgram(QStringLiteral("bash"), {QStringLiteral("-c"), line});
     }
 
-    QString path(const QString &name) const { return m_folder.filePath(name); }
+    QString path(const QString &name) const { return m_folder->filePath(name); }
 
     void write(const QString &name, const QByteArray &bytes) const
     {
-        QDir(m_folder.path()).mkpath(QFileInfo(path(name)).path());
+        QDir(m_folder->path()).mkpath(QFileInfo(path(name)).path());
         QFile file(path(name));
         QVERIFY(file.open(QIODevice::WriteOnly));
         QCOMPARE(file.write(bytes), bytes.size());
     }
-    QByteArray read(const QString &name) const
-    {
-        QFile file(path(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
-    }
+    QByteArray read(const QString &name) const { return fileBytes(path(name)); }
     /** Everything in the folder, hidden or not. */
     QStringList names() const
     {
-        return QDir(m_folder.path())
+        return QDir(m_folder->path())
             .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
                        QDir::Name);
     }
 
+protected:
+    /** Begins a test with an empty folder. */
+    void renew() { m_folder.reset(new QTemporaryDir); }
+
 private:
-    QTemporaryDir m_folder;
+    Ran runProgram(const QString &program, const QStringList &arguments) const
+    {
+        ForkedProcess process;
+        process.setWorkingDirectory(m_folder->path());
+        process.start(program, arguments);
+        if (!process.waitForStarted())
+            return {};
+        constexpr int enough = 180'000;
+        if (!process.waitForFinished(enough))
+            process.kill();
+        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+                process.readAllStandardOutput(), process.readAllStandardError()};
+    }
+
+    QScopedPointer<QTemporaryDir> m_folder{new QTemporaryDir};
 };
-
-inline QString goldenPath(const QString &name)
-{
-    return QStringLiteral(GOLDEN_DIR "/%1.fwm").arg(name);
-}
-
-inline QByteArray fileBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
-}

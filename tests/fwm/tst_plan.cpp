@@ -31,48 +31,46 @@ QByteArray deviceFile(const QByteArray &model, const QByteArray &more, const QBy
 
 } // namespace
 
-class TestPlan : public QObject
+class TestPlan : public QObject, private Fwm
 {
     Q_OBJECT
 
 private slots:
     void init()
     {
-        m_fwm.reset(new Fwm);
-        m_fwm->write("p.fwm", package());
+        renew();
+        write("p.fwm", package());
     }
 
     void rows()
     {
-        m_fwm->write("rows",
-                     "# name, type, index, MCU, PCB, speciality, version\n"
-                     "MAIN,0,0,1,1,65,1,10,0\n\nAUX,1,0,2,2,65,1,9,0\nGONE,2,0,3,1,65,1,0,0\n"
-                     "FPGA,17,0,,,,3,1,\n");
-        const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows"});
-        QVERIFY(ran.err.contains(" that it does not hold: GONE,2,0\n"));
+        const Ran ran = planOf("# name, type, index, MCU, PCB, speciality, version\n"
+                               "MAIN,0,0,1,1,65,1,10,0\n\nAUX,1,0,2,2,65,1,9,0\n"
+                               "GONE,2,0,3,1,65,1,0,0\nFPGA,17,0,,,,3,1,\n");
         QCOMPARE(ran.status, 1);
-        const QByteArray text = ran.out;
-        QVERIFY(
-            text.contains("MAIN: leave as it is\n"
-                          "    Firmware version V1.2.0 less than the 'MAIN' version V1.10.0, will "
-                          "not upgrade.\n"));
-        QVERIFY(text.contains("AUX: send version 1.9.1, 400 bytes at 0x"));
-        QVERIFY(
-            text.contains("    entry 1 'OLD': PCB version 1, the chip has 2\n"
-                          "    Firmware version V1.9.1 greater than the 'AUX' version V1.9.0, will "
-                          "upgrade.\n"));
-        QVERIFY(text.contains("GONE: no image\n"));
-        QVERIFY(text.contains(
-            "    The description names an image that the package lacks, or one that is too "
-            "long.\n"));
-        QVERIFY(text.contains("FPGA: send version 3.2.0, 512 bytes at 0x"));
-        QVERIFY(text.endsWith("2 images would be written.\n"));
+        QVERIFY(ran.err.contains(" that it does not hold: GONE,2,0\n"));
+        QCOMPARE(QString(ran.out).remove(QRegularExpression(" at 0x[0-9a-f]{8}")),
+                 QString("MAIN: leave as it is\n"
+                         "    Firmware version V1.2.0 less than the 'MAIN' version V1.10.0, will "
+                         "not upgrade.\n"
+                         "AUX: send version 1.9.1, 400 bytes\n"
+                         "    entry 1 'OLD': PCB version 1, the chip has 2\n"
+                         "    Firmware version V1.9.1 greater than the 'AUX' version V1.9.0, will "
+                         "upgrade.\n"
+                         "GONE: no image\n"
+                         "    Firmware version V2.0.0 greater than the 'GONE' version V1.0.0, will "
+                         "upgrade.\n"
+                         "    The description names an image that the package lacks, or one that "
+                         "is too long.\n"
+                         "FPGA: send version 3.2.0, 512 bytes\n"
+                         "    Firmware version V3.2.0 greater than the 'FPGA' version V3.1.0, will "
+                         "upgrade.\n"
+                         "2 images would be written.\n"));
     }
 
     void everyVersionInMode5()
     {
-        m_fwm->write("rows", "MAIN,0,0,1,1,65,1,10,0\n");
-        const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows", "--mode", "5"});
+        const Ran ran = planOf("MAIN,0,0,1,1,65,1,10,0\n", " --mode 5");
         QCOMPARE(ran.status, 0);
         QVERIFY(ran.out.contains("MAIN: send version 1.2.0, 700 bytes"));
         QVERIFY(ran.out.contains("this mode sends every version"));
@@ -80,8 +78,7 @@ private slots:
 
     void nothingToDo()
     {
-        m_fwm->write("rows", "MAIN,0,0,1,1,65,1,2,0\nAUX,1,0,9,1,65,1,0,0\n");
-        const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows"});
+        const Ran ran = planOf("MAIN,0,0,1,1,65,1,2,0\nAUX,1,0,9,1,65,1,0,0\n");
         QCOMPARE(ran.status, 3);
         QVERIFY(ran.out.endsWith("0 images would be written.\n"));
     }
@@ -89,8 +86,7 @@ private slots:
     /** A client refuses all rows then. */
     void rowThatThePackageLacks()
     {
-        m_fwm->write("rows", "AUX,1,0,2,2,65,1,9,0\nKEY,5,0,1,1,65,1,0,0\n");
-        const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows"});
+        const Ran ran = planOf("AUX,1,0,2,2,65,1,9,0\nKEY,5,0,1,1,65,1,0,0\n");
         QCOMPARE(ran.status, 2);
         QCOMPARE(ran.out,
                  QByteArray("'upgrade-console upgrade' refuses these rows, and the run does "
@@ -103,66 +99,59 @@ private slots:
 
     void oldPackage()
     {
-        m_fwm->write("rows", "AUX,1,0,2,2,65,1,9,0\n");
-        m_fwm->write("old.fwm", withVersion(package(), 5));
-        const Ran ran = m_fwm->run({"plan", "old.fwm", "--rows", "rows", "--json"});
-        QCOMPARE(ran.status, 7);
-        QCOMPARE(ran.json().value("error").toObject().value("id").toString(),
-                 QStringLiteral("package-too-old"));
+        write("p.fwm", withVersion(package(), 5));
+        QCOMPARE(planOf("AUX,1,0,2,2,65,1,9,0\n", " --json").problem(),
+                 QString("7 package-too-old"));
     }
 
     /** In the words of the client's own results. */
     void results()
     {
-        m_fwm->write("d.json", R"({"model":"HX-8","chips":[
+        write("d.json", R"({"model":"HX-8","chips":[
         {"name":"MAIN","version":"1.3.0","bootcode":true},
         {"name":"AUX","chip_type":1,"mcu_type":4,"version":"1.9.0"},
         {"name":"FPGA","chip_type":17,"version":"3.2"}]})");
-        const Ran ran = m_fwm->run({"plan", "p.fwm", "--device", "d.json", "--json"});
+        const Ran ran = run("plan p.fwm --device d.json --json");
         QCOMPARE(ran.status, 1);
         QStringList found;
-        const QJsonArray rows = ran.json().value("rows").toArray();
-        for (const QJsonValue &row : rows)
+        for (const QJsonValue &row : ran.at("rows").toArray())
             found += row["name"].toString() + ' ' + row["verdict"].toString() + ' ' +
                      row["result"].toString() + (row["goes_first"].toBool() ? " first" : "");
         QCOMPARE(found, QStringList({"MAIN send updated first", "NEW no-match no-fit",
                                      "GONE no-answer failed", "FPGA not-newer up-to-date"}));
-        QCOMPARE(ran.json().value("virtual_version").toInt(), 12);
-        m_fwm->write("d.json", R"({"model":"HX-9","chips":[{"name":"MAIN","version":"1.3.0"}]})");
-        const Ran other = m_fwm->run({"plan", "p.fwm", "--device", "d.json", "--json"});
-        const QJsonObject row = other.json().value("rows").toArray().first().toObject();
-        QCOMPARE(row.value("verdict").toString(), QStringLiteral("not-reached"));
-        QCOMPARE(row.value("result").toString(), QStringLiteral("not-reached"));
-        QVERIFY(other.json().value("virtual_version").isNull());
+        QCOMPARE(ran.at("virtual_version").toInt(), 12);
+        write("d.json", R"({"model":"HX-9","chips":[{"name":"MAIN","version":"1.3.0"}]})");
+        const Ran other = run("plan p.fwm --device d.json --json");
+        QCOMPARE(other.at("rows.0.verdict").toString(), QString("not-reached"));
+        QCOMPARE(other.at("rows.0.result").toString(), QString("not-reached"));
+        QVERIFY(other.at("virtual_version").isNull());
     }
 
     void json()
     {
-        m_fwm->write("rows", "AUX,1,0,9,1,65,1,0,0\nAUX,1,0,2,1,65,1,0,0\n");
-        const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows", "--json"});
+        const Ran ran = planOf("AUX,1,0,9,1,65,1,0,0\nAUX,1,0,2,1,65,1,0,0\n", " --json");
         QCOMPARE(ran.status, 0);
-        const QJsonArray rows = ran.json().value("rows").toArray();
-        QCOMPARE(rows.size(), 2);
-        const QJsonObject first = rows.at(0).toObject();
-        QCOMPARE(first.value("verdict").toString(), QStringLiteral("no-match"));
-        QCOMPARE(first.value("rejected").toArray().size(), 2);
-        const QJsonObject rejected = first.value("rejected").toArray().first().toObject();
-        QCOMPARE(rejected.value("field").toString(), QStringLiteral("mcu_type"));
-        QCOMPARE(rejected.value("entry_value").toString(), QStringLiteral("2"));
-        QCOMPARE(rejected.value("chip_value").toString(), QStringLiteral("9"));
-        const QJsonObject second = rows.at(1).toObject();
-        QCOMPARE(second.value("verdict").toString(), QStringLiteral("send"));
-        QCOMPARE(second.value("entry").toInt(), 1);
-        const QJsonObject image = second.value("image").toObject();
-        QCOMPARE(image.value("size").toInt(), 300);
-        QCOMPARE(package().mid(image.value("offset").toInt(), 300), patternImage(300));
-        QCOMPARE(ran.json().value("would_write").toInt(), 1);
+        QCOMPARE(ran.at("rows").toArray().size(), 2);
+        QCOMPARE(ran.at("rows.0.verdict").toString(), QString("no-match"));
+        QCOMPARE(ran.at("rows.0.rejected").toArray().size(), 2);
+        const QJsonObject rejected{{"entry", 1},
+                                   {"name", "OLD"},
+                                   {"field", "mcu_type"},
+                                   {"entry_value", "2"},
+                                   {"chip_value", "9"}};
+        QCOMPARE(ran.at("rows.0.rejected.0").toObject(), rejected);
+        QCOMPARE(ran.at("rows.1.verdict").toString(), QString("send"));
+        QCOMPARE(ran.at("rows.1.entry").toInt(), 1);
+        QCOMPARE(package().mid(ran.at("rows.1.image.offset").toInt(),
+                               ran.at("rows.1.image.size").toInt()),
+                 patternImage(300));
+        QCOMPARE(ran.at("would_write").toInt(), 1);
     }
 
     void device()
     {
-        m_fwm->write("d.json", deviceFile("HX-8", R"("version":"9.0.0","bootcode":true)"));
-        const Ran ran = m_fwm->run({"plan", "p.fwm", "--device", "d.json"});
+        write("d.json", deviceFile("HX-8", R"("version":"9.0.0","bootcode":true)"));
+        const Ran ran = run("plan p.fwm --device d.json");
         QCOMPARE(ran.status, 0);
         // A main MCU in its bootcode reports no version and gets its image.
         QVERIFY(ran.out.contains("MAIN: send version 1.2.0"));
@@ -176,14 +165,11 @@ private slots:
     void numberings()
     {
         const QByteArray main = R"("version":"1.0.0")";
-        m_fwm->write("zero.json", deviceFile("HX-8", main));
-        m_fwm->write("quantity.json", deviceFile("HX-8", main, R"("numbering":"quantity",)"));
-        const auto plan = [this](const QString &device, const QStringList &more) {
-            return m_fwm->run(QStringList{"plan", "p.fwm", "--device", device} + more);
-        };
-        QCOMPARE(plan("zero.json", {}).status, 0);
-        QCOMPARE(plan("quantity.json", {"--request-all"}).status, 0);
-        const Ran wrong = plan("quantity.json", {});
+        write("zero.json", deviceFile("HX-8", main));
+        write("quantity.json", deviceFile("HX-8", main, R"("numbering":"quantity",)"));
+        QCOMPARE(run("plan p.fwm --device zero.json").status, 0);
+        QCOMPARE(run("plan p.fwm --device quantity.json --request-all").status, 0);
+        const Ran wrong = run("plan p.fwm --device quantity.json");
         QCOMPARE(wrong.status, 1);
         QVERIFY(wrong.err.startsWith("fwm: error: the device has no chip") &&
                 wrong.err.contains(": MAIN,0,0\n"));
@@ -192,30 +178,24 @@ private slots:
             "MAIN: no answer\n    The device has no chip of type 0 with index 0.\n"));
         QVERIFY(wrong.out.contains("No row asks for MAIN (type 0, index 1).\n"));
         QVERIFY(wrong.out.endsWith("0 images would be written.\n"));
-        const Ran all = plan("zero.json", {"--request-all", "--json"});
+        const Ran all = run("plan p.fwm --device zero.json --request-all --json");
         QCOMPARE(all.status, 1);
-        QCOMPARE(all.json().value("would_write").toInt(), 0);
-        QCOMPARE(all.json().value("rows").toArray().first().toObject().value("verdict").toString(),
-                 QStringLiteral("no-answer"));
-        QCOMPARE(all.json().value("not_asked_for").toArray().size(), 4);
+        QCOMPARE(all.at("would_write").toInt(), 0);
+        QCOMPARE(all.at("rows.0.verdict").toString(), QString("no-answer"));
+        QCOMPARE(all.at("not_asked_for").toArray().size(), 4);
     }
 
     void publishedDevices_data()
     {
-        QTest::addColumn<QByteArray>("json");
+        const tests::DataTable<QByteArray> row("json");
         const QDir examples(QStringLiteral(EXAMPLES_DIR));
-        for (const QString &name : examples.entryList({QStringLiteral("*.json")})) {
-            QFile file(examples.filePath(name));
-            QVERIFY(file.open(QIODevice::ReadOnly));
-            QTest::newRow(qPrintable(name)) << file.readAll();
-        }
-        QFile page(QStringLiteral(DOCS_DIR "/reference/mcu-protocol.md"));
-        QVERIFY(page.open(QIODevice::ReadOnly));
+        for (const QString &name : examples.entryList({QStringLiteral("*.json")}))
+            row(qPrintable(name), fileBytes(examples.filePath(name)));
+        const QByteArray text = fileBytes(QStringLiteral(DOCS_DIR "/reference/mcu-protocol.md"));
         const QByteArray start = "```json device\n";
-        const QByteArray text = page.readAll();
+        QVERIFY(text.contains(start));
         const int from = text.indexOf(start) + start.size();
-        QVERIFY(from > start.size());
-        QTest::newRow("mcu-protocol.md") << text.mid(from, text.indexOf("```", from) - from);
+        row("mcu-protocol.md", text.mid(from, text.indexOf("```", from) - from));
     }
 
     /** With a package of the right quantities, an upgrade finds every chip of every device that
@@ -242,97 +222,69 @@ private slots:
                                {9, 0, 0},
                                patternImage(300)});
         }
-        m_fwm->write("d.fwm", makePackage(images));
-        m_fwm->write("d.json", json);
-        QStringList arguments{"plan", "d.fwm", "--device", "d.json", "--json"};
-        if (isByQuantity)
-            arguments += "--request-all";
-        const Ran ran = m_fwm->run(arguments);
+        write("d.fwm", makePackage(images));
+        write("d.json", json);
+        const QString numbering = isByQuantity ? " --request-all" : "";
+        const Ran ran = run("plan d.fwm --device d.json --json" + numbering);
         QVERIFY2(ran.status == 0, ran.out.constData());
-        QCOMPARE(ran.json().value("would_write").toInt(), device->chips.size());
-        QCOMPARE(ran.json().value("not_asked_for").toArray().size(), 0);
+        QCOMPARE(ran.at("would_write").toInt(), device->chips.size());
+        QCOMPARE(ran.at("not_asked_for").toArray().size(), 0);
     }
 
     void deviceOfAnotherModel()
     {
-        m_fwm->write("d.json", deviceFile("HX-9", R"("version":"1.0.0")"));
-        const Ran newer = m_fwm->run({"plan", "p.fwm", "--device", "d.json"});
+        write("d.json", deviceFile("HX-9", R"("version":"1.0.0")"));
+        const Ran newer = run("plan p.fwm --device d.json");
         QCOMPARE(newer.status, 7);
         QVERIFY(newer.out.startsWith("The package is for model 'HX-8' and the device is 'HX-9'"));
         // Mode 5 does not ask for the model.
-        const Ran every = m_fwm->run({"plan", "p.fwm", "--device", "d.json", "--mode", "5"});
+        const Ran every = run("plan p.fwm --device d.json --mode 5");
         QVERIFY(every.out.contains("MAIN: send version 1.2.0"));
         QVERIFY(every.err.contains(": GONE,2,0\n"));
         QCOMPARE(every.status, 1);
 
-        m_fwm->write("d.json",
-                     deviceFile("HX-8", R"("version":"1.0.0","product_information":false)"));
-        const Ran invalid = m_fwm->run({"plan", "p.fwm", "--device", "d.json"});
+        write("d.json", deviceFile("HX-8", R"("version":"1.0.0","product_information":false)"));
+        const Ran invalid = run("plan p.fwm --device d.json");
         QCOMPARE(invalid.status, 1);
         QVERIFY(invalid.out.startsWith("The main MCU's product information is invalid"));
     }
 
     void wrongInput_data()
     {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QByteArray>("words");
-        QTest::newRow("short row") << QStringList{"p.fwm", "--rows", "short"} << 1
-                                   << QByteArray("line 2: 3 fields instead of 9");
-        QTest::newRow("no rows file")
-            << QStringList{"p.fwm", "--rows", "none"} << 1 << QByteArray("cannot be read");
-        QTest::newRow("no device") << QStringList{"p.fwm", "--device", "short"} << 1
-                                   << QByteArray("error: the file is not a device file: short: ");
-        QTest::newRow("no package")
-            << QStringList{"short", "--rows", "short"} << 7
-            << QByteArray("error: the file is not a firmware package: short\n");
-        QTest::newRow("mode 3") << QStringList{"p.fwm", "--rows", "short", "--mode", "3"} << 2
-                                << QByteArray("error");
-        QTest::newRow("neither") << QStringList{"p.fwm"} << 2 << QByteArray("error");
-        QTest::newRow("rows of the package")
-            << QStringList{"p.fwm", "--rows", "short", "--request-all"} << 2 << QByteArray("error");
-        QTest::newRow("both") << QStringList{"p.fwm", "--rows", "short", "--device", "short"} << 2
-                              << QByteArray("error");
+        const tests::DataTable<QString, QString> row("words", "error");
+        row("no rows file", "p.fwm --rows none", "the file cannot be read: none: ");
+        row("no device", "p.fwm --device rows", "the file is not a device file: rows: ");
+        row("no package", "rows --rows rows", "the file is not a firmware package: rows\n");
     }
 
     void wrongInput()
     {
-        QFETCH(QStringList, arguments);
-        QFETCH(int, status);
-        QFETCH(QByteArray, words);
-        m_fwm->write("short", "MAIN,0,0,1,1,65,1,2,0\nMAIN,0,0\n");
-        const Ran ran = m_fwm->run(QStringList{"plan"} + arguments);
-        QCOMPARE(ran.status, status);
-        QVERIFY2(ran.err.contains(words), ran.err.constData());
+        QFETCH(QString, words);
+        QFETCH(QString, error);
+        write("rows", "MAIN,0,0,1,1,65,1,2,0\n");
+        const Ran ran = run("plan " + words);
+        QCOMPARE(ran.status, error.endsWith('\n') ? 7 : 1);
+        QVERIFY2(ran.err.startsWith("fwm: error: " + error.toUtf8()), ran.err.constData());
     }
 
     void rowsThatWouldBeCut_data()
     {
-        QTest::addColumn<QByteArray>("row");
-        QTest::addColumn<QByteArray>("words");
-        QTest::newRow("ten fields")
-            << QByteArray("MAIN,0,0,1,1,65,1,2,0,9") << QByteArray("10 fields instead of 9");
-        QTest::newRow("two rows in one") << QByteArray("MAIN,0,0,1,1,65,1,0,0,AUX,1,0,2,1,65,1,0,0")
-                                         << QByteArray("18 fields instead of 9");
-        QTest::newRow("empty fields") << QByteArray(",,,,,,,,") << QByteArray("field 2 is ''");
-        QTest::newRow("no chip index")
-            << QByteArray("MAIN,0,,1,1,65,1,0,0") << QByteArray("field 3 is ''");
-        QTest::newRow("letters") << QByteArray("MAIN,0,0,1,1,A,1,0,0")
-                                 << QByteArray("field 6 is 'A'");
-        QTest::newRow("two bytes")
-            << QByteArray("MAIN,256,0,1,1,65,1,0,0") << QByteArray("field 2 is '256'");
-        QTest::newRow("negative") << QByteArray("MAIN,0,-1,1,1,65,1,0,0")
-                                  << QByteArray("field 3 is '-1'");
-        QTest::newRow("a version of four numbers")
-            << QByteArray("MAIN,0,0,1,1,65,1.2.3.4,0,0") << QByteArray("field 7 is '1.2.3.4'");
+        const tests::DataTable<QByteArray, QByteArray> row("row", "words");
+        row("three fields", "MAIN,0,0", "3 fields instead of 9");
+        row("ten fields", "MAIN,0,0,1,1,65,1,2,0,9", "10 fields instead of 9");
+        row("empty fields", ",,,,,,,,", "field 2 is ''");
+        row("no chip index", "MAIN,0,,1,1,65,1,0,0", "field 3 is ''");
+        row("letters", "MAIN,0,0,1,1,A,1,0,0", "field 6 is 'A'");
+        row("two bytes", "MAIN,256,0,1,1,65,1,0,0", "field 2 is '256'");
+        row("negative", "MAIN,0,-1,1,1,65,1,0,0", "field 3 is '-1'");
+        row("a version of four numbers", "MAIN,0,0,1,1,65,1.2.3.4,0,0", "field 7 is '1.2.3.4'");
     }
 
     void rowsThatWouldBeCut()
     {
         QFETCH(QByteArray, row);
         QFETCH(QByteArray, words);
-        m_fwm->write("rows", "MAIN,0,0,1,1,65,1,0,0\n" + row + "\n");
-        const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows"});
+        const Ran ran = planOf("MAIN,0,0,1,1,65,1,0,0\n" + row + "\n");
         QCOMPARE(ran.status, 1);
         QCOMPARE(ran.out, QByteArray());
         QVERIFY2(
@@ -343,8 +295,7 @@ private slots:
 
     void blanksAroundFields()
     {
-        m_fwm->write("rows", " AUX , 1, 0, 2, 1, 65, 1, 0, 0 \r\n");
-        const Ran ran = m_fwm->run({"plan", "p.fwm", "--rows", "rows"});
+        const Ran ran = planOf(" AUX , 1, 0, 2, 1, 65, 1, 0, 0 \r\n");
         QCOMPARE(ran.status, 0);
         QVERIFY2(ran.out.startsWith("AUX: send version 1.9.0"), ran.out.constData());
     }
@@ -353,22 +304,22 @@ private slots:
     {
         const QByteArray row = "MAIN,0,0,1,1,65,1,0,0\n";
         const QByteArray longest = "#" + QByteArray(1024 * 1024 - 2 - row.size(), 'x') + "\n" + row;
-        m_fwm->write("longest", longest);
-        QCOMPARE(m_fwm->run({"plan", "p.fwm", "--rows", "longest"}).status, 0);
-        m_fwm->write("long", longest + "AUX,1,0,2,1,65,1,0,0\n");
-        for (const char *option : {"--rows", "--device"}) {
-            const Ran ran = m_fwm->run({"plan", "p.fwm", option, "long"});
-            QCOMPARE(ran.status, 1);
-            QVERIFY2(ran.err.startsWith("fwm: error: the file is longer than 1 MiB"),
-                     ran.err.constData());
-            QVERIFY2(ran.err.contains(": long: 1048597 bytes\n"), ran.err.constData());
+        QCOMPARE(planOf(longest).status, 0);
+        write("long", longest + "AUX,1,0,2,1,65,1,0,0\n");
+        for (const QString option : {"--rows", "--device"}) {
+            const Ran ran = run("plan p.fwm " + option + " long --json");
+            QCOMPARE(ran.problem(), QString("1 input-too-long"));
+            QCOMPARE(ran.at("error.detail").toString(), QString("long: 1048597 bytes"));
         }
-        m_fwm->write("rows", row);
-        QCOMPARE(m_fwm->run({"plan", "p.fwm", "--rows", "rows"}).status, 0);
     }
 
 private:
-    QScopedPointer<Fwm> m_fwm;
+    /** For these rows. */
+    Ran planOf(const QByteArray &rows, const QString &options = {})
+    {
+        write("rows", rows);
+        return run("plan p.fwm --rows rows" + options);
+    }
 };
 
 AGENT_TEST(TestPlan)
