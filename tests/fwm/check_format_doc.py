@@ -37,17 +37,8 @@ def pack(request, folder):
         for mcu in chip["mcus"]:
             for pcb in mcu["pcbs"]:
                 image = (folder / pcb["fw_file"]).read_bytes()
-                keys = (
-                    "chip_type",
-                    "chip_quanity",
-                    "mcu_type",
-                    "pcb_version",
-                    "speciality",
-                    "ver1",
-                    "ver2",
-                    "ver3",
-                )
-                records += bytes(int(pcb["in_" + key]) for key in keys)
+                keys = "chip_type chip_quanity mcu_type pcb_version speciality ver1 ver2 ver3"
+                records += bytes(int(pcb["in_" + key]) for key in keys.split())
                 records += struct.pack("<I", len(image)) + image
     body = b"MTU" + struct.pack(">H", 6) + struct.pack("<H", len(request)) + request + records
     return (b"%x" % zlib.crc32(body)).ljust(8, b"\0") + body

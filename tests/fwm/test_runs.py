@@ -9,26 +9,20 @@ import re
 import subprocess
 
 from tests.harness import agentcase, framelist, netcase, netimage
+from tests.harness.agentcase import chip
 from tests.harness.package import Image, image_bytes
 
 DONE, FAILED, USAGE, NOTHING, _, _, _, REFUSED = range(8)
 MAIN = Image("MAIN", image_bytes(700, "main"))
 AUX = Image("AUX", image_bytes(600, "aux"), chip_type=1)
 FPGA = Image("FPGA", image_bytes(300, "fpga"), chip_type=17)
-NO_IMAGE = b""
-UPDATED, CURRENT, OLDER, NO_FIT, FAILS, UNREACHED = (
-    "updated",
-    "up-to-date",
-    "package-older",
-    "no-fit",
-    "failed",
-    "not-reached",
-)
+UPDATED, CURRENT, OLDER = "updated", "up-to-date", "package-older"
+NO_FIT, FAILS, UNREACHED = "no-fit", "failed", "not-reached"
 
 
 def without_image(image):
     """The package has an entry for the chip, and a record of no bytes."""
-    return dataclasses.replace(image, data=NO_IMAGE)
+    return dataclasses.replace(image, data=b"")
 
 
 class TestRuns(netcase.NetCase):
@@ -78,10 +72,7 @@ class TestRuns(netcase.NetCase):
         chosen = [",".join(row.split(",")[:3]) for row in rows]
         run_status, run, words = self.run_json(
             "UPGRADE_CONSOLE",
-            "--timeout",
-            "15",
-            "--json",
-            "upgrade",
+            *"--timeout 15 --json upgrade".split(),
             *options,
             *["--yes"] * (mode == 5),
             *chosen,
@@ -92,7 +83,7 @@ class TestRuns(netcase.NetCase):
             self.assertEqual([re.sub("[ _]", "-", mcu["result"]) for mcu in run["mcus"]], results)
         state = self.simulator.status()
         self.assertEqual(
-            sum(chip["images_written"] for chip in state["chips"]) + len(module),
+            sum(part["images_written"] for part in state["chips"]) + len(module),
             plan.get("would_write", 0),
         )
         self.assertEqual(state["virtual_version"], plan.get("virtual_version") or 77)
@@ -103,10 +94,10 @@ class TestRuns(netcase.NetCase):
             DONE,
             [CURRENT, OLDER, UPDATED, UPDATED],
             [
-                agentcase.chip("MAIN"),
-                agentcase.chip("AUX", 1, 0, version="1.1.0"),
-                agentcase.chip("AUX", 1, 1, version="1.10.0"),
-                agentcase.chip("FPGA", 17, version="1.0"),
+                chip("MAIN"),
+                chip("AUX", 1, 0, version="1.1.0"),
+                chip("AUX", 1, 1, version="1.10.0"),
+                chip("FPGA", 17, version="1.0"),
             ],
             [Image("AUX", AUX.data, 1, quantity=2), MAIN, FPGA],
         )
@@ -116,9 +107,9 @@ class TestRuns(netcase.NetCase):
             DONE,
             [UPDATED, UPDATED, CURRENT],
             [
-                agentcase.chip("MAIN", 0, 1, bootcode=True),
-                agentcase.chip("AUX", 1, 3),
-                agentcase.chip("FPGA", 17, 1, version="1.1"),
+                chip("MAIN", 0, 1, bootcode=True),
+                chip("AUX", 1, 3),
+                chip("FPGA", 17, 1, version="1.1"),
             ],
             [MAIN, Image("AUX", AUX.data, 1, quantity=3), FPGA],
             request_all=True,
@@ -128,7 +119,7 @@ class TestRuns(netcase.NetCase):
         self.agree(
             NOTHING,
             [CURRENT, NO_FIT],
-            [agentcase.chip("MAIN", version="1.1.0"), agentcase.chip("AUX", 1, pcb_version=2)],
+            [chip("MAIN", version="1.1.0"), chip("AUX", 1, pcb_version=2)],
             [MAIN, AUX],
         )
 
@@ -138,9 +129,9 @@ class TestRuns(netcase.NetCase):
             DONE,
             [UPDATED, NO_FIT, UPDATED],
             [
-                agentcase.chip("MAIN", version="9.0.0"),
-                agentcase.chip("AUX", 1, speciality="B"),
-                agentcase.chip("FPGA", 17, version="9.0"),
+                chip("MAIN", version="9.0.0"),
+                chip("AUX", 1, speciality="B"),
+                chip("FPGA", 17, version="9.0"),
             ],
             [MAIN, AUX, FPGA],
             mode=5,
@@ -152,10 +143,7 @@ class TestRuns(netcase.NetCase):
         self.agree(
             DONE,
             [CURRENT, UPDATED],
-            [
-                agentcase.chip("MAIN", bootcode=True, version="9.0.0"),
-                agentcase.chip("AUX", 1, version="1.1.0"),
-            ],
+            [chip("MAIN", bootcode=True, version="9.0.0"), chip("AUX", 1, version="1.1.0")],
             [AUX, MAIN],
         )
         frames = self.simulator.host_frames()
@@ -164,57 +152,32 @@ class TestRuns(netcase.NetCase):
             frames.index(framelist.version(1)),
         )
 
-    def test_main_mcu_in_its_bootcode_without_image(self):
-        self.agree(
-            FAILED,
-            [FAILS, UPDATED],
-            [agentcase.chip("MAIN", bootcode=True), agentcase.chip("AUX", 1)],
-            [without_image(MAIN), AUX],
-        )
-
-    def test_main_mcu_in_its_bootcode_on_another_board(self):
-        self.agree(
-            DONE,
-            [NO_FIT, UPDATED],
-            [agentcase.chip("MAIN", bootcode=True, pcb_version=4), agentcase.chip("AUX", 1)],
-            [MAIN, AUX],
-            mode=5,
-        )
-
     def test_fpga_without_image(self):
         self.agree(
-            FAILED,
-            [UPDATED, FAILS],
-            [agentcase.chip("MAIN"), agentcase.chip("FPGA", 17)],
-            [MAIN, without_image(FPGA)],
+            FAILED, [UPDATED, FAILS], [chip("MAIN"), chip("FPGA", 17)], [MAIN, without_image(FPGA)]
         )
 
     def test_missing_chip(self):
-        self.agree(FAILED, [UPDATED, FAILS], [agentcase.chip("MAIN")], [MAIN, AUX])
+        self.agree(FAILED, [UPDATED, FAILS], [chip("MAIN")], [MAIN, AUX])
 
     def test_missing_main_mcu(self):
         """The package's rows, from zero, on a device of the other numbering."""
-        self.agree(
-            FAILED,
-            [FAILS, UNREACHED],
-            [agentcase.chip("MAIN", 0, 1), agentcase.chip("AUX", 1, 1)],
-            [MAIN, AUX],
-        )
+        self.agree(FAILED, [FAILS, UNREACHED], [chip("MAIN", 0, 1), chip("AUX", 1, 1)], [MAIN, AUX])
 
     def test_request_of_the_other_numbering(self):
-        self.agree(FAILED, [FAILS], [agentcase.chip("MAIN")], [MAIN], request_all=True)
+        self.agree(FAILED, [FAILS], [chip("MAIN")], [MAIN], request_all=True)
 
     def test_no_chips_in_the_package(self):
-        self.agree(NOTHING, [], [agentcase.chip("MAIN")], [])
+        self.agree(NOTHING, [], [chip("MAIN")], [])
 
     def test_no_chips_in_the_package_by_quantity(self):
-        self.agree(NOTHING, [], [agentcase.chip("MAIN", 0, 1)], [], request_all=True)
+        self.agree(NOTHING, [], [chip("MAIN", 0, 1)], [], request_all=True)
 
     def test_wrong_model(self):
         self.agree(
             REFUSED,
             [UNREACHED, UNREACHED],
-            [agentcase.chip("MAIN"), agentcase.chip("AUX", 1)],
+            [chip("MAIN"), chip("AUX", 1)],
             [MAIN, AUX],
             package={"model": "HX-9"},
         )
@@ -223,18 +186,18 @@ class TestRuns(netcase.NetCase):
         self.agree(
             FAILED,
             [UNREACHED, UNREACHED],
-            [agentcase.chip("MAIN", product_information=False), agentcase.chip("AUX", 1)],
+            [chip("MAIN", product_information=False), chip("AUX", 1)],
             [AUX, MAIN],
         )
 
     def test_old_package(self):
-        self.agree(REFUSED, [], [agentcase.chip("MAIN")], [MAIN], package={"package_version": 5})
+        self.agree(REFUSED, [], [chip("MAIN")], [MAIN], package={"package_version": 5})
 
     def test_row_that_the_package_lacks(self):
         self.agree(
             USAGE,
             [UNREACHED, NO_FIT],
-            [agentcase.chip("MAIN"), agentcase.chip("KEY", 2)],
+            [chip("MAIN"), chip("KEY", 2)],
             [MAIN],
             rows=("MAIN,0,0,1,1,65,1,0,0", "KEY,2,0,1,1,65,1,0,0"),
         )
@@ -243,7 +206,7 @@ class TestRuns(netcase.NetCase):
         self.agree(
             DONE,
             [UPDATED],
-            [agentcase.chip("MAIN"), agentcase.chip("AUX", 1)],
+            [chip("MAIN"), chip("AUX", 1)],
             [MAIN, AUX],
             rows=("AUX,1,0,1,1,65,1,0,0",),
         )
@@ -252,7 +215,7 @@ class TestRuns(netcase.NetCase):
         self.agree(
             DONE,
             [UPDATED, CURRENT],
-            [agentcase.chip("NET", 32, version="1.22"), agentcase.chip("MAIN", version="1.1.0")],
+            [chip("NET", 32, version="1.22"), chip("MAIN", version="1.1.0")],
             [netimage.in_package(netimage.image()), MAIN],
             module=("NET",),
         )
@@ -262,7 +225,7 @@ class TestRuns(netcase.NetCase):
         self.agree(
             FAILED,
             [FAILS, UPDATED],
-            [agentcase.chip("NET", 32, version="1.22"), agentcase.chip("MAIN")],
+            [chip("NET", 32, version="1.22"), chip("MAIN")],
             [netimage.in_package(good[:-1] + bytes([good[-1] ^ 1])), MAIN],
         )
 

@@ -5,6 +5,8 @@
 
 #include <QtTest>
 
+Q_DECLARE_METATYPE(ImageContent)
+
 namespace tst_findings {
 
 namespace {
@@ -41,11 +43,7 @@ class TestFindings : public QObject
 private slots:
     void content_data()
     {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<int>("content");
-        const auto row = [](const char *name, const QByteArray &bytes, ImageContent content) {
-            QTest::newRow(name) << bytes << int(content);
-        };
+        const tests::DataTable<QByteArray, ImageContent> row("bytes", "content");
         row("empty", "", ImageContent::Firmware);
         row("vectors", QByteArray("\x00\x20\x00\x20", 4) + QByteArray(400, '\xff'),
             ImageContent::Firmware);
@@ -68,23 +66,17 @@ private slots:
         QFETCH(QByteArray, bytes);
         ImageContentDetector whole;
         whole.add(bytes.constData(), bytes.size());
-        QTEST(int(whole.content()), "content");
+        QTEST(whole.content(), "content");
         ImageContentDetector pieces;
         for (const char &byte : qAsConst(bytes))
             pieces.add(&byte, 1);
-        QTEST(int(pieces.content()), "content");
+        QTEST(pieces.content(), "content");
     }
 
     void images_data()
     {
-        QTest::addColumn<int>("chipType");
-        QTest::addColumn<qint64>("length");
-        QTest::addColumn<int>("content");
-        QTest::addColumn<QStringList>("texts");
-        const auto row = [](const char *name, int chipType, qint64 length, ImageContent content,
-                            const QStringList &texts) {
-            QTest::newRow(name) << chipType << length << int(content) << texts;
-        };
+        const tests::DataTable<int, qint64, ImageContent, QStringList> row("chipType", "length",
+                                                                           "content", "texts");
         const ImageContent plain = ImageContent::Firmware;
         const QString shortImage = "error: the image has 255 bytes; no chip takes fewer than 256 "
                                    "bytes as complete [image-short]";
@@ -118,11 +110,11 @@ private slots:
     {
         QFETCH(int, chipType);
         QFETCH(qint64, length);
-        QFETCH(int, content);
+        QFETCH(ImageContent, content);
         ImageInfo image;
         image.record.key.chipType = quint8(chipType);
         image.record.length = length;
-        image.content = ImageContent(content);
+        image.content = content;
         PackageContents contents;
         contents.images = {image};
         QTEST(textsOf(imageFindings(contents)), "texts");
@@ -130,11 +122,7 @@ private slots:
 
     void names_data()
     {
-        QTest::addColumn<QByteArray>("chips");
-        QTest::addColumn<QStringList>("texts");
-        const auto row = [](const char *name, const QByteArray &chips, const QStringList &texts) {
-            QTest::newRow(name) << chips << texts;
-        };
+        const tests::DataTable<QByteArray, QStringList> row("chips", "texts");
         const auto unsendable = [&row](const QByteArray &name, const char *part) {
             row(name.constData(), chip("MAIN", 1, name),
                 {QStringLiteral(

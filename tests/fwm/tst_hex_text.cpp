@@ -39,17 +39,15 @@ class TestHexText : public QObject
 private slots:
     void recognises_data()
     {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QString>("form");
-        QTest::newRow("Intel HEX") << QByteArray(":0100000041BE\n") << "Intel HEX";
-        QTest::newRow("in lower case, after empty lines")
-            << QByteArray("\r\n\n:0100000041be\n") << "Intel HEX";
-        QTest::newRow("S-record") << QByteArray("S00600004844521B\n") << "S-record";
-        QTest::newRow("binary") << QByteArray("\x00\x20\x00\x08", 4) << "";
-        QTest::newRow("a text") << QByteArray("Some text of a person.") << "";
-        QTest::newRow("a word") << QByteArray("S3 buckets are not records") << "";
-        QTest::newRow("a colon") << QByteArray(":-) this is fine") << "";
-        QTest::newRow("empty") << QByteArray() << "";
+        const tests::DataTable<QByteArray, QString> row("bytes", "form");
+        row("Intel HEX", ":0100000041BE\n", "Intel HEX");
+        row("in lower case, after empty lines", "\r\n\n:0100000041be\n", "Intel HEX");
+        row("S-record", "S00600004844521B\n", "S-record");
+        row("binary", QByteArray("\x00\x20\x00\x08", 4), "");
+        row("a text", "Some text of a person.", "");
+        row("a word", "S3 buckets are not records", "");
+        row("a colon", ":-) this is fine", "");
+        row("empty", QByteArray(), "");
     }
 
     void recognises()
@@ -60,11 +58,7 @@ private slots:
 
     void reads_data()
     {
-        QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<QString>("segments");
-        const auto row = [](const char *name, const char *text, const char *segments) {
-            QTest::newRow(name) << QByteArray(text) << QString::fromLatin1(segments);
-        };
+        const tests::DataTable<QByteArray, QString> row("text", "segments");
         row("one record", ":0100000041BE\n:00000001FF\n", "0:41");
         row("CR LF, and no last line end", ":0100000041BE\r\n:00000001FF", "0:41");
         row("records in any order", ":0100010042BC\n:0100000041BE\n:00000001FF\n", "0:4142");
@@ -146,12 +140,7 @@ private slots:
 
     void agreesWithOtherPrograms_data()
     {
-        QTest::addColumn<QString>("command");
-        QTest::addColumn<int>("size");
-        QTest::addColumn<qint64>("base");
-        const auto row = [](const char *command, int size, qint64 base) {
-            QTest::newRow(command) << QString::fromLatin1(command) << size << base;
-        };
+        const tests::DataTable<int, qint64> row("size", "base");
         row("objcopy -I binary -O ihex bin text", 70'000, 0);
         row("objcopy -I binary -O ihex --change-addresses 0x08004000 bin text", 70'000,
             0x0800'4000);
@@ -168,10 +157,10 @@ private slots:
 
     void agreesWithOtherPrograms()
     {
-        QFETCH(QString, command);
         QFETCH(int, size);
         QFETCH(qint64, base);
         const Fwm fwm;
+        const QString command = QTest::currentDataTag();
         const QString program = command.section(' ', 0, 0);
         if (fwm.shell("command -v " + program).status != 0)
             QSKIP(qPrintable(program + QStringLiteral(" is not installed")));

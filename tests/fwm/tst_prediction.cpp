@@ -13,11 +13,10 @@
 #include <QRandomGenerator>
 #include <QtTest>
 
-namespace tst_prediction {
+namespace planning::tst_prediction {
 
 namespace chip = protocol::chip;
 namespace field = package::field;
-namespace upgradeMode = planning::upgradeMode;
 using bytes::BytesSource;
 using engine::RunEvent;
 using engine::RunEvents;
@@ -25,10 +24,6 @@ using package::PackageDescription;
 using package::parseDescription;
 using package::readDescription;
 using package::readPackageHeader;
-using planning::PlannedRequest;
-using planning::PlannedRow;
-using planning::planRun;
-using planning::RunPlan;
 using platform::Limits;
 using platform::Shell;
 using platform::TimeOuts;
@@ -322,6 +317,6 @@ private:
 
 AGENT_TEST(TestPrediction)
 
-} // namespace tst_prediction
+} // namespace planning::tst_prediction
 
 #include "tst_prediction.moc"

@@ -130,34 +130,32 @@ private slots:
     {
         QTest::addColumn<QByteArray>("changes");
         QTest::addColumn<QByteArray>("json");
-        const auto row = [](const char *changes, const char *type, const char *quantity,
-                            const char *variant) {
-            const QList<QByteArray> v = QByteArray(variant).split(' ');
-            const QByteArray code =
-                v.at(2).isEmpty() ? QByteArray("0") : QByteArray::number(int(v.at(2).at(0)));
+        const QString chip = QStringLiteral(
+            R"({"chips":[{"chip_quanity":"%2","chip_type":"%7","mcus":[{"mcu_type":"%3","pcbs":[)"
+            R"({"fw_file":"aux.bin","in_chip_quanity":"%2","in_chip_type":"%1","in_mcu_type":"%3",)"
+            R"("in_pcb_version":"%4","in_speciality":"%6","in_ver1":"1","in_ver2":"2",)"
+            R"("in_ver3":"3","name":"AUX","pcb_version":"%4","speciality":"%5","ver1":"1",)"
+            R"("ver2":"2","ver3":"3"}]}],"name":"AUX"}],"model":"M","version":"1"})");
+        const auto row = [&chip](const char *changes, int type, const char *quantity,
+                                 const char *variant) {
+            const QStringList values = QString(variant).split(' ');
+            const QString &letter = values.at(2);
+            const int code = letter.isEmpty() ? 0 : letter.at(0).unicode();
             QTest::newRow(*changes == '\0' ? "plain" : changes)
                 << QByteArray(changes)
-                << "{\"chips\":[{\"chip_quanity\":\"" + QByteArray(quantity) +
-                       "\",\"chip_type\":\"" + QByteArray::number(QByteArray(type).toInt() + 1) +
-                       "\",\"mcus\":[{\"mcu_type\":\"" + v.at(0) +
-                       "\",\"pcbs\":[{\"fw_file\":\"aux.bin\",\"in_chip_quanity\":\"" + quantity +
-                       "\",\"in_chip_type\":\"" + type + "\",\"in_mcu_type\":\"" + v.at(0) +
-                       "\",\"in_pcb_version\":\"" + v.at(1) + "\",\"in_speciality\":\"" + code +
-                       "\",\"in_ver1\":\"1\",\"in_ver2\":\"2\",\"in_ver3\":\"3\",\"name\":\"AUX\","
-                       "\"pcb_version\":\"" +
-                       v.at(1) + "\",\"speciality\":\"" + v.at(2) +
-                       "\",\"ver1\":\"1\",\"ver2\":\"2\",\"ver3\":\"3\"}]}],\"name\":\"AUX\"}],"
-                       "\"model\":\"M\",\"version\":\"1\"}";
+                << chip.arg(QString::number(type), quantity, values.at(0), values.at(1), letter,
+                            QString::number(code), QString::number(type + 1))
+                       .toUtf8();
         };
-        row("", "3", "1", "2 4 B");
-        row("\"chip\":\"main\"", "0", "1", "2 4 B");
-        row("\"chip\":\"MAIN\"", "0", "1", "2 4 B");
-        row("\"chip\":\"3\",\"quantity\":2", "3", "2", "2 4 B");
-        row("\"chip\":\"fpga 17\"", "17", "1", "2 4 B");
-        row("\"chip\":17,\"mcu_type\":null,\"pcb_version\":null,\"speciality\":null", "17", "1",
+        row("", 3, "1", "2 4 B");
+        row("\"chip\":\"main\"", 0, "1", "2 4 B");
+        row("\"chip\":\"MAIN\"", 0, "1", "2 4 B");
+        row("\"chip\":\"3\",\"quantity\":2", 3, "2", "2 4 B");
+        row("\"chip\":\"fpga 17\"", 17, "1", "2 4 B");
+        row("\"chip\":17,\"mcu_type\":null,\"pcb_version\":null,\"speciality\":null", 17, "1",
             "0 0 ");
-        row("\"chip\":254", "254", "1", "2 4 B");
-        row("\"version\":\"01.2.003\"", "3", "1", "2 4 B");
+        row("\"chip\":254", 254, "1", "2 4 B");
+        row("\"version\":\"01.2.003\"", 3, "1", "2 4 B");
     }
 
     void expands()
@@ -222,17 +220,17 @@ private slots:
 
     void mapsPlaces_data()
     {
-        QTest::addColumn<QString>("own");
-        QTest::newRow("model") << "model";
-        QTest::newRow("version") << "release";
-        QTest::newRow("chips") << "images";
-        QTest::newRow("chips[12]") << "images[12]";
-        QTest::newRow("chips[1].name") << "images[1].name";
-        QTest::newRow("chips[1].chip_type") << "images[1].chip";
-        QTest::newRow("chips[1].mcus[0]") << "images[1]";
-        QTest::newRow("chips[1].mcus[0].mcu_type") << "images[1].mcu_type";
-        QTest::newRow("chips[1].mcus[0].pcbs[0]") << "images[1]";
-        QTest::newRow("chips[1].mcus[0].pcbs[0].fw_file") << "images[1].file";
+        const tests::DataTable<QString> row("own");
+        row("model", "model");
+        row("version", "release");
+        row("chips", "images");
+        row("chips[12]", "images[12]");
+        row("chips[1].name", "images[1].name");
+        row("chips[1].chip_type", "images[1].chip");
+        row("chips[1].mcus[0]", "images[1]");
+        row("chips[1].mcus[0].mcu_type", "images[1].mcu_type");
+        row("chips[1].mcus[0].pcbs[0]", "images[1]");
+        row("chips[1].mcus[0].pcbs[0].fw_file", "images[1].file");
     }
 
     void mapsPlaces()
