@@ -12,20 +12,8 @@ using bytes::ByteSource;
 using bytes::BytesSink;
 using bytes::BytesSource;
 using bytes::PartSource;
-using package::checkNetImage;
-using package::checkPackage;
-using package::MatchMask;
-using package::NetMergePlan;
-using package::PackageDescription;
-using package::PackageHeader;
-using package::PackageWriter;
-using package::parseDescription;
-using package::parseNetImage;
-using package::planNetMerge;
-using package::readDescription;
-using package::readPackageHeader;
-using package::RecordWalker;
-using package::writeNetMerge;
+
+namespace package {
 
 namespace {
 
@@ -34,7 +22,7 @@ void walk(ByteSource &source, RecordWalker walker)
     qint64 last = walker.position();
     while (const auto record = walker.next()) {
         require(record->headerOffset == last);
-        require(record->end() >= last + package::recordHeaderSize);
+        require(record->end() >= last + recordHeaderSize);
         require(record->end() <= source.size());
         last = record->end();
         if (record->key.chipType == 32) {
@@ -50,7 +38,7 @@ QByteArray withGoodChecksum(const QByteArray &bytes)
 {
     BytesSource source(bytes);
     const QByteArray text = checkPackage(source).computed;
-    return text.leftJustified(package::checksumSize, '\0') + bytes.mid(package::checksumSize);
+    return text.leftJustified(checksumSize, '\0') + bytes.mid(checksumSize);
 }
 
 /** Whatever can be merged gives a package that can be read. */
@@ -94,3 +82,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     merge(withGoodChecksum(bytes));
     return 0;
 }
+
+} // namespace package

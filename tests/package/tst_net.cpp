@@ -5,37 +5,17 @@
 #include "package/PackageLayout.h"
 #include "support/TestCase.h"
 #include "tests/package/Golden.h"
+#include "tests/package/TestSource.h"
 
 #include <QJsonArray>
 #include <QtTest>
 
 Q_DECLARE_METATYPE(package::NetMergePlan::Error)
 
-namespace tst_net {
+namespace package::tst_net {
 
 using bytes::BytesSink;
 using bytes::BytesSource;
-using package::checkNetImage;
-using package::checkPackage;
-using package::MatchMask;
-using package::netArchive;
-using package::NetCheck;
-using package::NetImage;
-using package::netMajorVersion;
-using package::NetMergePlan;
-using package::netMinorVersion;
-using package::netRecordKey;
-using package::PackageDescription;
-using package::PackageWriter;
-using package::parseDescription;
-using package::parseNetImage;
-using package::planNetMerge;
-using package::readDescription;
-using package::readNetImage;
-using package::readPackageHeader;
-using package::RecordKey;
-using package::RecordWalker;
-using package::writeNetMerge;
 
 namespace {
 
@@ -136,93 +116,71 @@ private slots:
         const QByteArray whole = netFile("1.23", "archive");
         for (int size = 0; size <= whole.size(); ++size) {
             const QByteArray image = whole.left(size);
-            const NetImage parsed = parseNetImage(image);
-            QCOMPARE(parsed.version.size(), 4);
-            QCOMPARE(parsed.md5Text.size(), 32);
-            QCOMPARE(parsed.version, image.left(4).leftJustified(4, '\0'));
-            QCOMPARE(parsed.md5Text, image.mid(5, 32).leftJustified(32, '\0'));
-            QCOMPARE(parsed.archiveLength, qMax(0, size - 62));
-            QCOMPARE(netArchive(image), whole.mid(62, qMax(0, size - 62)));
             BytesSource source(image);
-            QCOMPARE(readNetImage(source).version, parsed.version);
-            QCOMPARE(readNetImage(source).md5Text, parsed.md5Text);
-            QCOMPARE(readNetImage(source).archiveLength, parsed.archiveLength);
+            for (const NetImage &parsed : {parseNetImage(image), readNetImage(source)}) {
+                QCOMPARE(parsed.version, image.left(4).leftJustified(4, '\0'));
+                QCOMPARE(parsed.md5Text, image.mid(5, 32).leftJustified(32, '\0'));
+                QCOMPARE(parsed.archiveLength, qMax(0, size - 62));
+            }
+            QCOMPARE(netArchive(image), whole.mid(62, qMax(0, size - 62)));
         }
+    }
+
+    void checksMd5_data()
+    {
+        const tests::DataTable<QByteArray, bool, bool> row("file", "matches", "installs");
+        // What md5sum prints for these nine bytes.
+        const QByteArray digest = "25f9e794323b453885f5181f1b624d0b";
+        const QByteArray file = netFile("1.23", "123456789");
+        row("right", QByteArray(file).replace(5, 32, digest), true, true);
+        row("in upper case", QByteArray(file).replace(5, 32, digest.toUpper()), true, false);
+        row("wrong", file.left(70) + "0", false, false);
+        for (const int size : {0, 1, 4, 36, 37, 61})
+            row(qPrintable(QStringLiteral("%1 bytes").arg(size)), netFile("1.23", {}).left(size),
+                false, false);
+        for (const int size : {0, 4095, 4096, 4097, 8192, 100'000})
+            row(qPrintable(QStringLiteral("archive of %1 bytes").arg(size)),
+                netFile("1.23", QByteArray(size, 'a')), true, true);
     }
 
     void checksMd5()
     {
-        // What md5sum prints for these nine bytes.
-        const QByteArray digest = "25f9e794323b453885f5181f1b624d0b";
-        const QByteArray file =
-            "1.23" + QByteArray(1, '\0') + digest + QByteArray(25, 'z') + "123456789";
+        QFETCH(QByteArray, file);
         BytesSource source(file);
         const NetCheck check = checkNetImage(source);
-        QVERIFY(check.matches());
-        QVERIFY(check.installs());
-        QCOMPARE(check.computedMd5, digest);
-        QCOMPARE(netMajorVersion(check.image), QStringLiteral("1"));
-        QCOMPARE(netMinorVersion(check.image), QStringLiteral("23"));
-
-        QByteArray upper = file;
-        upper.replace(5, 32, digest.toUpper());
-        BytesSource upperSource(upper);
-        QVERIFY(checkNetImage(upperSource).matches());
-        QVERIFY(!checkNetImage(upperSource).installs());
-
-        QByteArray wrong = file;
-        wrong[70] = '0';
-        BytesSource wrongSource(wrong);
-        QVERIFY(!checkNetImage(wrongSource).matches());
-        QVERIFY(!checkNetImage(wrongSource).installs());
-    }
-
-    void checksOddFiles()
-    {
-        for (const int size : {0, 1, 4, 36, 37, 61}) {
-            BytesSource source(netFile("1.23", {}).left(size));
-            QVERIFY(!checkNetImage(source).matches());
-        }
-        BytesSource empty(netFile("1.23", {}));
-        QVERIFY(checkNetImage(empty).matches());
-        for (const int size : {4095, 4096, 4097, 8192, 100'000}) {
-            BytesSource source(netFile("1.23", QByteArray(size, 'a')));
-            QVERIFY(checkNetImage(source).matches());
-        }
+        QTEST(check.matches(), "matches");
+        QTEST(check.installs(), "installs");
     }
 
     void fileThatShrinksFails()
     {
-        class Shrinking : public BytesSource
-        {
-        public:
-            using BytesSource::BytesSource;
-            qint64 size() const override { return BytesSource::size() + 1; }
-        };
-        Shrinking source(netFile("1.23", "archive"));
+        TestSource source(netFile("1.23", "archive"));
+        source.missing = 1;
         QVERIFY(!checkNetImage(source).matches());
     }
 
     void keyOfVersions_data()
     {
-        QTest::addColumn<QByteArray>("version");
-        QTest::addColumn<QByteArray>("key");
-        QTest::newRow("usual") << QByteArray("1.23") << QByteArray("2001000000011700");
-        QTest::newRow("zero in front") << QByteArray("9.05") << QByteArray("2001000000090500");
-        QTest::newRow("no digits") << QByteArray("a.bc") << QByteArray("2001000000000000");
-        QTest::newRow("no bytes") << QByteArray(4, '\0') << QByteArray("2001000000000000");
+        const tests::DataTable<QByteArray, QByteArray> row("version", "key");
+        row("usual", "1.23", "2001000000011700");
+        row("zero in front", "9.05", "2001000000090500");
+        row("no digits", "a.bc", "2001000000000000");
+        row("no bytes", QByteArray(4, '\0'), "2001000000000000");
     }
 
     void keyOfVersions()
     {
         QFETCH(QByteArray, version);
         QFETCH(QByteArray, key);
-        QCOMPARE(netRecordKey(parseNetImage(netFile(version, "x"))).bytes().toHex(), key);
+        const NetImage image = parseNetImage(netFile(version, "x"));
+        QCOMPARE(netRecordKey(image).bytes().toHex(), key);
+        QCOMPARE(netMajorVersion(image), QString::fromLatin1(version.left(1)));
+        QCOMPARE(netMinorVersion(image), QString::fromLatin1(version.mid(2)));
     }
 
     void addsAnEntry()
     {
-        const QByteArray old = golden(QStringLiteral("version-5"));
+        const QByteArray old = golden("version-5");
         const QByteArray file = netFile("2.07", "BZh9...");
         const NetMergePlan planned = plan(old, file);
         QCOMPARE(planned.error, Error::None);
@@ -250,7 +208,7 @@ private slots:
 
     void replacesTheEntry()
     {
-        const QByteArray old = golden(QStringLiteral("good"));
+        const QByteArray old = golden("good");
         const QByteArray file = netFile("3.00", QByteArray(70'000, 'q'));
         const NetMergePlan planned = plan(old, file);
         QVERIFY(planned.hadNet);
@@ -268,7 +226,7 @@ private slots:
 
     void mergesTwice()
     {
-        const QByteArray old = golden(QStringLiteral("version-5"));
+        const QByteArray old = golden("version-5");
         const QByteArray second = netFile("2.00", "second");
         const QByteArray merged = merge(merge(old, netFile("1.00", "first")), second);
         QVERIFY(hasGoodChecksum(merged));
@@ -327,29 +285,19 @@ private slots:
 
     void setsTheRelease()
     {
-        const QByteArray old = golden(QStringLiteral("good"));
-        const QByteArray merged = merge(old, netFile("1.24", "new"), QStringLiteral("1.0.13"));
-        QCOMPARE(describe(merged).version, QStringLiteral("1.0.13"));
-        QCOMPARE(describe(merged).model, QStringLiteral("MX-88"));
-    }
-
-    void longFormBecomesNewest()
-    {
-        const QByteArray old = golden(QStringLiteral("version-2"));
-        const QByteArray merged = merge(old, netFile("1.24", "new"));
+        const QByteArray merged = merge(golden("version-2"), netFile("1.24", "new"), "1.0.13");
+        QCOMPARE(describe(merged).version, QString("1.0.13"));
+        QCOMPARE(describe(merged).model, QString("MX-88"));
+        // The long form becomes the newest version.
         BytesSource source(merged);
         QCOMPARE(readPackageHeader(source).version, 6);
-        QCOMPARE(otherRecords(merged), otherRecords(old));
+        QCOMPARE(otherRecords(merged), otherRecords(golden("version-2")));
         QVERIFY(!otherRecords(merged).isEmpty());
     }
 
     void refuses_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<Error>("error");
-        const auto row = [](const char *name, Error error) {
-            QTest::newRow(name) << QString::fromLatin1(name) << error;
-        };
+        const tests::DataTable<Error> row("error");
         row("checksum-wrong", Error::BadChecksum);
         row("bare", Error::BadChecksum);
         row("empty", Error::BadHead);
@@ -367,8 +315,7 @@ private slots:
 
     void refuses()
     {
-        QFETCH(QString, name);
-        QTEST(plan(golden(name), netFile("1.23", "new")).error, "error");
+        QTEST(plan(golden(QTest::currentDataTag()), netFile("1.23", "new")).error, "error");
     }
 
     void refusesLongDescriptions()
@@ -377,7 +324,7 @@ private slots:
             plan(packageOf(R"({"chips":[],"pad":""})", "0001010141010203"), netFile("1.23", "new"))
                 .json.size();
         for (const int over : {0, 1}) {
-            const QByteArray pad(package::longestShortJson - entrySize + over, 'p');
+            const QByteArray pad(longestShortJson - entrySize + over, 'p');
             const QByteArray old =
                 packageOf(R"({"chips":[],"pad":")" + pad + R"("})", "0001010141010203");
             QCOMPARE(plan(old, netFile("1.23", "new")).error,
@@ -387,7 +334,7 @@ private slots:
 
     void noticesAChangedPackage()
     {
-        const QByteArray old = golden(QStringLiteral("good"));
+        const QByteArray old = golden("good");
         const QByteArray file = netFile("1.23", "new");
         const NetMergePlan planned = plan(old, file);
         BytesSource cut(old.left(old.size() - 1));
@@ -400,6 +347,6 @@ private slots:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestNet)
 
-} // namespace tst_net
+} // namespace package::tst_net
 
 #include "tst_net.moc"

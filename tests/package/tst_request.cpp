@@ -10,13 +10,7 @@
 
 Q_DECLARE_METATYPE(package::MergeImage::Error)
 
-namespace tst_request {
-
-namespace buildtext = package::buildtext;
-using package::mergeErrorText;
-using package::MergeImage;
-using package::MergeRequest;
-using package::parseMergeRequest;
+namespace package::tst_request {
 
 namespace {
 
@@ -27,39 +21,22 @@ struct Values
 {
     QString chipType = QStringLiteral("1");
     QJsonObject pcb{
-        {package::key::name, QStringLiteral("MAIN-A")},
-        {package::key::pcbVersion, QStringLiteral("1")},
-        {package::key::speciality, QStringLiteral("B")},
-        {package::key::ver1, QStringLiteral("1")},
-        {package::key::ver2, QStringLiteral("2")},
-        {package::key::ver3, QStringLiteral("3")},
-        {package::key::file, QStringLiteral("main.bin")},
-        {package::key::inChipType, QStringLiteral("0")},
-        {package::key::inChipQuantity, QStringLiteral("1")},
-        {package::key::inMcuType, QStringLiteral("4")},
-        {package::key::inPcbVersion, QStringLiteral("5")},
-        {package::key::inSpeciality, QStringLiteral("65")},
-        {package::key::inVer1, QStringLiteral("6")},
-        {package::key::inVer2, QStringLiteral("7")},
-        {package::key::inVer3, QStringLiteral("8")},
+        {key::name, "MAIN-A"},   {key::pcbVersion, "1"},   {key::speciality, "B"},
+        {key::ver1, "1"},        {key::ver2, "2"},         {key::ver3, "3"},
+        {key::file, "main.bin"}, {key::inChipType, "0"},   {key::inChipQuantity, "1"},
+        {key::inMcuType, "4"},   {key::inPcbVersion, "5"}, {key::inSpeciality, "65"},
+        {key::inVer1, "6"},      {key::inVer2, "7"},       {key::inVer3, "8"},
     };
 
     QString request() const
     {
-        const QJsonObject mcu{{package::key::mcuType, QStringLiteral("4")},
-                              {package::key::pcbs, QJsonArray{pcb}}};
-        const QJsonObject chip{{package::key::chipType, chipType},
-                               {package::key::mcus, QJsonArray{mcu}}};
-        const QJsonObject all{{package::key::model, QStringLiteral("M")},
-                              {package::key::chips, QJsonArray{chip}}};
+        const QJsonObject mcu{{key::mcuType, "4"}, {key::pcbs, QJsonArray{pcb}}};
+        const QJsonObject chip{{key::chipType, chipType}, {key::mcus, QJsonArray{mcu}}};
+        const QJsonObject all{{key::model, "M"}, {key::chips, QJsonArray{chip}}};
         return QString::fromUtf8(QJsonDocument(all).toJson());
     }
 
-    MergeImage image() const
-    {
-        const MergeRequest parsed = parseMergeRequest(request());
-        return parsed.images.value(0);
-    }
+    MergeImage image() const { return parseMergeRequest(request()).images.value(0); }
 };
 
 } // namespace
@@ -79,36 +56,28 @@ private slots:
 
     void checksValues_data()
     {
-        QTest::addColumn<QString>("chipType");
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("value");
-        QTest::addColumn<Error>("error");
-
-        const auto row = [](const char *name, const char *chipType, const QString &key,
-                            const char *value, Error error) {
-            QTest::newRow(name) << QString::fromLatin1(chipType) << key
-                                << QString::fromLatin1(value) << error;
-        };
-        row("main MCU", "1", package::key::inChipType, "0", Error::None);
-        row("chip type 0", "0", package::key::inChipType, "0", Error::ChipType);
-        row("chip type 256", "256", package::key::inChipType, "0", Error::ChipType);
-        row("chip type missing", "", package::key::inChipType, "0", Error::ChipType);
-        row("quantity 0", "1", package::key::inChipQuantity, "0", Error::ChipQuantity);
-        row("quantity no number", "1", package::key::inChipQuantity, "two", Error::ChipQuantity);
-        row("quantity 0 of an FPGA", "18", package::key::inChipQuantity, "0", Error::ChipQuantity);
-        row("MCU type 0", "1", package::key::inMcuType, "0", Error::McuType);
-        row("MCU type 0 at 17", "17", package::key::inMcuType, "0", Error::McuType);
-        row("MCU type 0 at 18", "18", package::key::inMcuType, "0", Error::None);
-        row("PCB version 0", "1", package::key::inPcbVersion, "0", Error::PcbVersion);
-        row("PCB version 0 at 17", "17", package::key::inPcbVersion, "0", Error::PcbVersion);
-        row("PCB version 0 at 18", "18", package::key::inPcbVersion, "0", Error::None);
-        row("speciality 64", "1", package::key::inSpeciality, "64", Error::Speciality);
-        row("speciality 65", "1", package::key::inSpeciality, "65", Error::None);
-        row("speciality 90", "1", package::key::inSpeciality, "90", Error::None);
-        row("speciality 91", "1", package::key::inSpeciality, "91", Error::Speciality);
-        row("speciality 0 at 17", "17", package::key::inSpeciality, "0", Error::Speciality);
-        row("speciality 0 at 18", "18", package::key::inSpeciality, "0", Error::None);
-        row("network module", "33", package::key::inMcuType, "0", Error::None);
+        const tests::DataTable<QString, QString, QString, Error> row("chipType", "key", "value",
+                                                                     "error");
+        row("main MCU", "1", key::inChipType, "0", Error::None);
+        row("chip type 0", "0", key::inChipType, "0", Error::ChipType);
+        row("chip type 256", "256", key::inChipType, "0", Error::ChipType);
+        row("chip type missing", "", key::inChipType, "0", Error::ChipType);
+        row("quantity 0", "1", key::inChipQuantity, "0", Error::ChipQuantity);
+        row("quantity no number", "1", key::inChipQuantity, "two", Error::ChipQuantity);
+        row("quantity 0 of an FPGA", "18", key::inChipQuantity, "0", Error::ChipQuantity);
+        row("MCU type 0", "1", key::inMcuType, "0", Error::McuType);
+        row("MCU type 0 at 17", "17", key::inMcuType, "0", Error::McuType);
+        row("MCU type 0 at 18", "18", key::inMcuType, "0", Error::None);
+        row("PCB version 0", "1", key::inPcbVersion, "0", Error::PcbVersion);
+        row("PCB version 0 at 17", "17", key::inPcbVersion, "0", Error::PcbVersion);
+        row("PCB version 0 at 18", "18", key::inPcbVersion, "0", Error::None);
+        row("speciality 64", "1", key::inSpeciality, "64", Error::Speciality);
+        row("speciality 65", "1", key::inSpeciality, "65", Error::None);
+        row("speciality 90", "1", key::inSpeciality, "90", Error::None);
+        row("speciality 91", "1", key::inSpeciality, "91", Error::Speciality);
+        row("speciality 0 at 17", "17", key::inSpeciality, "0", Error::Speciality);
+        row("speciality 0 at 18", "18", key::inSpeciality, "0", Error::None);
+        row("network module", "33", key::inMcuType, "0", Error::None);
     }
 
     void checksValues()
@@ -129,76 +98,59 @@ private slots:
         Values values;
         values.chipType = QStringLiteral("0");
         values.pcb = {};
-        QCOMPARE(values.image().error, Error::NeedVer3);
-        values.pcb.insert(package::key::inVer3, QStringLiteral("1"));
-        QCOMPARE(values.image().error, Error::NeedVer3);
-        values.pcb.insert(package::key::ver3, QString());
-        QCOMPARE(values.image().error, Error::ChipType);
+        const auto text = [&values] { return mergeErrorText(values.image().error); };
+        QCOMPARE(text(), QString("Merge file fail, need Ver3 in each MCU."));
+        values.pcb.insert(key::inVer3, QStringLiteral("1"));
+        QCOMPARE(text(), QString("Merge file fail, need Ver3 in each MCU."));
+        values.pcb.insert(key::ver3, QString());
+        QCOMPARE(text(), QString("Chip type error."));
         values.chipType = QStringLiteral("1");
-        QCOMPARE(values.image().error, Error::ChipQuantity);
-        values.pcb.insert(package::key::inChipQuantity, QStringLiteral("1"));
-        QCOMPARE(values.image().error, Error::McuType);
-        values.pcb.insert(package::key::inMcuType, QStringLiteral("1"));
-        QCOMPARE(values.image().error, Error::PcbVersion);
-        values.pcb.insert(package::key::inPcbVersion, QStringLiteral("1"));
-        QCOMPARE(values.image().error, Error::Speciality);
-        values.pcb.insert(package::key::speciality, QStringLiteral("A"));
-        QCOMPARE(values.image().error, Error::None);
+        QCOMPARE(text(), QString("Chip quanity error."));
+        values.pcb.insert(key::inChipQuantity, QStringLiteral("1"));
+        QCOMPARE(text(), QString("MCU type error."));
+        values.pcb.insert(key::inMcuType, QStringLiteral("1"));
+        QCOMPARE(text(), QString("PCB version error."));
+        values.pcb.insert(key::inPcbVersion, QStringLiteral("1"));
+        QCOMPARE(text(), QString("Speciality error."));
+        values.pcb.insert(key::speciality, QStringLiteral("A"));
+        QCOMPARE(text(), QString());
         QCOMPARE(values.image().key.bytes().toHex(), QByteArray("0001010141000001"));
+        QCOMPARE(QString::fromLatin1(buildtext::success).arg("/x/FW.fwm"),
+                 QString("Merge firmware '/x/FW.fwm' success!"));
     }
 
     void readsSpeciality_data()
     {
-        QTest::addColumn<QJsonValue>("value");
-        QTest::addColumn<int>("code");
-
-        QTest::newRow("decimal") << QJsonValue(QStringLiteral("67")) << 67;
-        QTest::newRow("letter") << QJsonValue(QStringLiteral("C")) << 67;
-        QTest::newRow("digit is a number") << QJsonValue(QStringLiteral("7")) << 7;
-        QTest::newRow("two letters") << QJsonValue(QStringLiteral("CD")) << 0;
-        QTest::newRow("empty") << QJsonValue(QString()) << 0;
-        QTest::newRow("missing") << QJsonValue(QJsonValue::Undefined) << 66;
-        QTest::newRow("JSON number") << QJsonValue(67) << 0;
-        QTest::newRow("low byte") << QJsonValue(QStringLiteral("323")) << 67;
+        const tests::DataTable<QJsonValue, int> row("value", "code");
+        row("decimal", "67", 67);
+        row("letter", "C", 67);
+        row("digit is a number", "7", 7);
+        row("two letters", "CD", 0);
+        row("empty", "", 0);
+        row("missing", QJsonValue::Undefined, 66);
+        row("JSON number", 67, 0);
+        row("low byte", "323", 67);
     }
 
     void readsSpeciality()
     {
         QFETCH(QJsonValue, value);
         Values values;
-        if (value.isUndefined())
-            values.pcb.remove(package::key::inSpeciality);
-        else
-            values.pcb.insert(package::key::inSpeciality, value);
+        // An undefined value removes the key.
+        values.pcb.insert(key::inSpeciality, value);
         QTEST(int(values.image().key.speciality), "code");
-    }
-
-    void textsAreTheInterface()
-    {
-        QCOMPARE(mergeErrorText(Error::None), QString());
-        QCOMPARE(mergeErrorText(Error::NeedVer3),
-                 QStringLiteral("Merge file fail, need Ver3 in each MCU."));
-        QCOMPARE(mergeErrorText(Error::ChipType), QStringLiteral("Chip type error."));
-        QCOMPARE(mergeErrorText(Error::ChipQuantity), QStringLiteral("Chip quanity error."));
-        QCOMPARE(mergeErrorText(Error::McuType), QStringLiteral("MCU type error."));
-        QCOMPARE(mergeErrorText(Error::PcbVersion), QStringLiteral("PCB version error."));
-        QCOMPARE(mergeErrorText(Error::Speciality), QStringLiteral("Speciality error."));
-        QCOMPARE(QString::fromLatin1(buildtext::success).arg(QStringLiteral("/x/FW.fwm")),
-                 QStringLiteral("Merge firmware '/x/FW.fwm' success!"));
     }
 
     void refusesBadRequests()
     {
-        QCOMPARE(parseMergeRequest(QString()).error, MergeRequest::Error::NotJson);
-        QCOMPARE(parseMergeRequest(QStringLiteral("{")).error, MergeRequest::Error::NotJson);
-        QVERIFY(!parseMergeRequest(QStringLiteral("{")).parseError.isEmpty());
-        QCOMPARE(parseMergeRequest(QStringLiteral("[]")).error, MergeRequest::Error::NotAnObject);
-        QCOMPARE(parseMergeRequest(QStringLiteral("{}")).error,
-                 MergeRequest::Error::ChipsNotAnArray);
-        QCOMPARE(parseMergeRequest(QStringLiteral(R"({"chips":""})")).error,
-                 MergeRequest::Error::ChipsNotAnArray);
-        QCOMPARE(parseMergeRequest(QStringLiteral(R"({"chips":[]})")).error,
-                 MergeRequest::Error::None);
+        const auto errorOf = [](const char *text) { return parseMergeRequest(text).error; };
+        QCOMPARE(errorOf(""), MergeRequest::Error::NotJson);
+        QCOMPARE(errorOf("{"), MergeRequest::Error::NotJson);
+        QVERIFY(!parseMergeRequest("{").parseError.isEmpty());
+        QCOMPARE(errorOf("[]"), MergeRequest::Error::NotAnObject);
+        QCOMPARE(errorOf("{}"), MergeRequest::Error::ChipsNotAnArray);
+        QCOMPARE(errorOf(R"({"chips":""})"), MergeRequest::Error::ChipsNotAnArray);
+        QCOMPARE(errorOf(R"({"chips":[]})"), MergeRequest::Error::None);
     }
 
     void lengthCountsCharacters()
@@ -231,6 +183,6 @@ private slots:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestRequest)
 
-} // namespace tst_request
+} // namespace package::tst_request
 
 #include "tst_request.moc"

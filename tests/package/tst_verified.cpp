@@ -3,25 +3,22 @@
 #include "package/PackageChecksum.h"
 #include "package/PackageLayout.h"
 #include "support/TestCase.h"
+#include "tests/package/TestSource.h"
 
 #include <QtTest>
 
-#include <atomic>
 #include <cerrno>
 
 Q_DECLARE_METATYPE(bytes::VerifiedSource::Fault)
 
-namespace tst_verified {
+namespace package::tst_verified {
 
 using bytes::Blake2b;
-using bytes::ByteSource;
 using bytes::BytesSource;
 using bytes::ChunkSums;
 using bytes::Crc32;
 using bytes::SumKind;
 using bytes::VerifiedSource;
-using package::checkPackage;
-using package::PackageChecksum;
 
 using Fault = VerifiedSource::Fault;
 
@@ -29,15 +26,13 @@ namespace {
 
 constexpr int chunk = int(bytes::smallestChunk);
 
-QByteArray pattern(int size)
+/** The size of each chunk and its sum. */
+QVector<QPair<qint64, quint32>> valuesOf(const ChunkSums &sums)
 {
-    QByteArray bytes(size, '\0');
-    int i = 0;
-    for (char &byte : bytes) {
-        byte = char((i * 7 + i / 256 * 13) & 0xFF);
-        ++i;
-    }
-    return bytes;
+    QVector<QPair<qint64, quint32>> values;
+    for (size_t i = 0; i < sums.count(); ++i)
+        values.append({sums.lengthOf(i), sums.at(i).value()});
+    return values;
 }
 
 ChunkSums sumsOf(const QByteArray &bytes, qint64 chunkSize = chunk)
@@ -46,31 +41,6 @@ ChunkSums sumsOf(const QByteArray &bytes, qint64 chunkSize = chunk)
     sums.add(bytes.constData(), bytes.size());
     return sums;
 }
-
-/** Memory that can change, end early and fail. */
-class ChangingSource : public ByteSource
-{
-public:
-    explicit ChangingSource(const QByteArray &content) : bytes(content) {}
-
-    qint64 size() const override { return claimedSize < 0 ? bytes.size() : claimedSize; }
-
-    QByteArray read(qint64 offset, qint64 length) override
-    {
-        ++reads;
-        if (brokenFrom >= 0 && offset + length > brokenFrom) {
-            errno = EIO;
-            length = std::max<qint64>(brokenFrom - offset, 0);
-        }
-        return bytes.mid(int(offset), int(std::min(length, most)));
-    }
-
-    QByteArray bytes;
-    qint64 claimedSize = -1;
-    qint64 brokenFrom = -1;
-    qint64 most = 1 << 30;
-    std::atomic<int> reads{0};
-};
 
 } // namespace
 
@@ -81,16 +51,15 @@ class TestVerified : public QObject
 private slots:
     void chunkSizes_data()
     {
-        QTest::addColumn<qint64>("size");
-        QTest::addColumn<qint64>("chunkSize");
+        const tests::DataTable<qint64, qint64> row("size", "chunkSize");
         const qint64 mib = 1024 * 1024;
-        QTest::newRow("nothing") << qint64(0) << qint64(4096);
-        QTest::newRow("16 MiB") << 16 * mib << qint64(4096);
-        QTest::newRow("a byte more") << 16 * mib + 1 << qint64(8192);
-        QTest::newRow("64 MiB") << 64 * mib << qint64(16'384);
-        QTest::newRow("4 GiB") << 4096 * mib << mib;
-        QTest::newRow("64 GiB") << 65'536 * mib << 16 * mib;
-        QTest::newRow("the largest file") << std::numeric_limits<qint64>::max() << 16 * mib;
+        row("nothing", 0, 4096);
+        row("16 MiB", 16 * mib, 4096);
+        row("a byte more", 16 * mib + 1, 8192);
+        row("64 MiB", 64 * mib, 16'384);
+        row("4 GiB", 4096 * mib, mib);
+        row("64 GiB", 65'536 * mib, 16 * mib);
+        row("the largest file", std::numeric_limits<qint64>::max(), 16 * mib);
     }
 
     void chunkSizes()
@@ -102,42 +71,33 @@ private slots:
     void sumsOfPieces()
     {
         const QByteArray bytes = pattern(100);
+        QVector<QPair<qint64, quint32>> expected;
+        for (int at = 0; at < bytes.size(); at += 16) {
+            Crc32 crc;
+            crc.add(bytes.mid(at, 16));
+            expected.append({std::min<qint64>(16, bytes.size() - at), crc.value()});
+        }
         for (int piece = 1; piece <= bytes.size(); ++piece) {
             ChunkSums sums(16);
             for (int at = 0; at < bytes.size(); at += piece)
                 sums.add(bytes.constData() + at, std::min(piece, int(bytes.size()) - at));
+            QCOMPARE(valuesOf(sums), expected);
             QCOMPARE(sums.size(), 100);
-            QCOMPARE(int(sums.count()), 7);
-            QCOMPARE(sums.lengthOf(5), 16);
-            QCOMPARE(sums.lengthOf(6), 4);
-            for (size_t i = 0; i < sums.count(); ++i) {
-                Crc32 crc;
-                crc.add(bytes.mid(int(i) * 16, 16));
-                QCOMPARE(sums.at(i).value(), crc.value());
-            }
         }
-    }
-
-    void sumsAppend()
-    {
-        const QByteArray bytes = pattern(100);
         ChunkSums sums = sumsOf(bytes.left(48), 16);
         sums.append(sumsOf(bytes.mid(48), 16));
-        const ChunkSums whole = sumsOf(bytes, 16);
-        QCOMPARE(sums.size(), whole.size());
-        QCOMPARE(sums.count(), whole.count());
-        for (size_t i = 0; i < whole.count(); ++i)
-            QCOMPARE(sums.at(i).value(), whole.at(i).value());
+        QCOMPARE(valuesOf(sums), expected);
+        QCOMPARE(sums.size(), 100);
     }
 
     /** One thread and two, with sizes around every border. */
     void checkGivesTheChunks_data()
     {
-        QTest::addColumn<int>("size");
-        const int shared = 4 * int(package::checkReadSize);
+        const tests::DataTable<int> row("size");
+        const int shared = 4 * int(checkReadSize);
         for (const int size : {0, 1, 8, 9, chunk - 1, chunk, chunk + 1, 5 * chunk + 17, shared - 1,
                                shared, shared + 1, 16 * 1024 * 1024 + 1})
-            QTest::addRow("%d bytes", size) << size;
+            row(qPrintable(QString::number(size)), size);
     }
 
     void checkGivesTheChunks()
@@ -149,9 +109,7 @@ private slots:
         const ChunkSums expected = sumsOf(bytes, ChunkSums::chunkSizeFor(size));
         QCOMPARE(checksum.chunks.chunkSize(), expected.chunkSize());
         QCOMPARE(checksum.chunks.size(), size);
-        QCOMPARE(checksum.chunks.count(), expected.count());
-        for (size_t i = 0; i < expected.count(); ++i)
-            QCOMPARE(checksum.chunks.at(i).value(), expected.at(i).value());
+        QCOMPARE(valuesOf(checksum.chunks), valuesOf(expected));
         QCOMPARE(checksum.readError, 0);
         Crc32 covered;
         covered.add(bytes.mid(8));
@@ -174,18 +132,17 @@ private slots:
 
     void readsWhatIsThere_data()
     {
-        QTest::addColumn<qint64>("offset");
-        QTest::addColumn<qint64>("length");
+        const tests::DataTable<qint64, qint64> row("offset", "length");
         const qint64 huge = std::numeric_limits<qint64>::max();
         const qint64 last = 3 * chunk + 100;
-        const QVector<QPair<qint64, qint64>> ranges{
+        const std::pair<qint64, qint64> ranges[] = {
             {0, last},           {0, 1},         {0, chunk},        {chunk, chunk},
             {chunk - 1, 2},      {5, 3 * chunk}, {3 * chunk, 100},  {3 * chunk + 99, 1},
             {last - 1, huge},    {0, huge},      {chunk + 1, huge}, {last, 1},
             {last + chunk, 100}, {-1, 10},       {10, 0},           {10, -5},
         };
-        for (const auto &range : ranges)
-            QTest::addRow("%lld %lld", range.first, range.second) << range.first << range.second;
+        for (const auto &[offset, length] : ranges)
+            row(qPrintable(QStringLiteral("%1 %2").arg(offset).arg(length)), offset, length);
     }
 
     void readsWhatIsThere()
@@ -194,7 +151,7 @@ private slots:
         QFETCH(qint64, length);
         const QByteArray bytes = pattern(3 * chunk + 100);
         BytesSource plain(bytes);
-        ChangingSource source(bytes + "more");
+        TestSource source(bytes + "more");
         VerifiedSource verified(source, sumsOf(bytes));
         QCOMPARE(verified.size(), bytes.size());
         QCOMPARE(verified.read(offset, length), plain.read(offset, length));
@@ -208,7 +165,7 @@ private slots:
     void takesUpShortReads()
     {
         const QByteArray bytes = pattern(2 * chunk + 100);
-        ChangingSource source(bytes);
+        TestSource source(bytes);
         source.most = 1000;
         VerifiedSource verified(source, sumsOf(bytes));
         QCOMPARE(verified.read(10, bytes.size()), bytes.mid(10));
@@ -219,7 +176,7 @@ private slots:
     {
         const QByteArray bytes = pattern(200);
         for (int at = 0; at < bytes.size(); ++at) {
-            ChangingSource source(bytes);
+            TestSource source(bytes);
             VerifiedSource verified(source, sumsOf(bytes, 64));
             source.bytes[at] = char(source.bytes.at(at) ^ (1 << at % 8));
             const int inSameChunk = at / 64 * 64;
@@ -231,7 +188,7 @@ private slots:
     void leavesUntouchedChunksAlone()
     {
         const QByteArray bytes = pattern(4 * chunk);
-        ChangingSource source(bytes);
+        TestSource source(bytes);
         VerifiedSource verified(source, sumsOf(bytes));
         source.bytes[2 * chunk] = '!';
         QCOMPARE(verified.read(chunk - 5, chunk + 5), bytes.mid(chunk - 5, chunk + 5));
@@ -244,7 +201,7 @@ private slots:
     void nothingAfterAFault()
     {
         const QByteArray bytes = pattern(2 * chunk);
-        ChangingSource source(bytes);
+        TestSource source(bytes);
         VerifiedSource verified(source, sumsOf(bytes));
         source.bytes[0] = '!';
         QCOMPARE(verified.read(0, 1), QByteArray());
@@ -259,30 +216,24 @@ private slots:
 
     void faults_data()
     {
-        QTest::addColumn<int>("left");
-        QTest::addColumn<qint64>("claimedSize");
-        QTest::addColumn<qint64>("brokenFrom");
-        QTest::addColumn<Fault>("fault");
-        QTest::addColumn<int>("error");
-        QTest::newRow("cut") << 100 << qint64(-1) << qint64(-1) << Fault::Changed << 0;
-        QTest::newRow("emptied") << 0 << qint64(-1) << qint64(-1) << Fault::Changed << 0;
-        QTest::newRow("gives less than it has")
-            << 100 << qint64(2 * chunk) << qint64(-1) << Fault::ReadError << 0;
-        QTest::newRow("fails at once")
-            << 2 * chunk << qint64(-1) << qint64(0) << Fault::ReadError << EIO;
-        QTest::newRow("fails later")
-            << 2 * chunk << qint64(-1) << qint64(chunk + 7) << Fault::ReadError << EIO;
-        QTest::newRow("cut and fails") << 100 << qint64(-1) << qint64(0) << Fault::ReadError << EIO;
+        const tests::DataTable<int, qint64, qint64, Fault, int> row("left", "missing", "brokenFrom",
+                                                                    "fault", "error");
+        row("cut", 100, 0, -1, Fault::Changed, 0);
+        row("emptied", 0, 0, -1, Fault::Changed, 0);
+        row("gives less than it has", 100, 2 * chunk - 100, -1, Fault::ReadError, 0);
+        row("fails at once", 2 * chunk, 0, 0, Fault::ReadError, EIO);
+        row("fails later", 2 * chunk, 0, chunk + 7, Fault::ReadError, EIO);
+        row("cut and fails", 100, 0, 0, Fault::ReadError, EIO);
     }
 
     void faults()
     {
         QFETCH(int, left);
-        QFETCH(qint64, claimedSize);
+        QFETCH(qint64, missing);
         QFETCH(qint64, brokenFrom);
         const QByteArray bytes = pattern(2 * chunk);
-        ChangingSource source(bytes.left(left));
-        source.claimedSize = claimedSize;
+        TestSource source(bytes.left(left));
+        source.missing = missing;
         source.brokenFrom = brokenFrom;
         VerifiedSource verified(source, sumsOf(bytes));
         QCOMPARE(verified.read(0, bytes.size()), QByteArray());
@@ -293,32 +244,30 @@ private slots:
     /** In the checksum's text, in the first half and in the second. */
     void readErrorOfACheck()
     {
-        const int size = 5 * int(package::checkReadSize);
+        const int size = 5 * int(checkReadSize);
         const QByteArray bytes = pattern(size);
         for (const int place : {0, 100, size / 2 - 1, size / 2 + 5000, size - 1}) {
-            ChangingSource source(bytes);
+            TestSource source(bytes);
             source.brokenFrom = place;
             const PackageChecksum checksum = checkPackage(source);
             QCOMPARE(checksum.readError, EIO);
             QVERIFY(checksum.chunks.size() <= place);
         }
-        ChangingSource shorter(bytes);
-        shorter.claimedSize = size + 1;
+        TestSource shorter(bytes);
+        shorter.missing = 1;
         QCOMPARE(checkPackage(shorter).readError, 0);
     }
 
     void digestedChunkSizes_data()
     {
-        QTest::addColumn<qint64>("size");
-        QTest::addColumn<qint64>("chunkSize");
+        const tests::DataTable<qint64, qint64> row("size", "chunkSize");
         const qint64 mib = 1024 * 1024;
-        QTest::newRow("nothing") << qint64(0) << qint64(4096);
-        QTest::newRow("2 MiB") << 2 * mib << qint64(4096);
-        QTest::newRow("a byte more") << 2 * mib + 1 << qint64(8192);
-        QTest::newRow("1 GiB") << 1024 * mib << 2 * mib;
-        QTest::newRow("64 GiB") << 65'536 * mib << 128 * mib;
-        QTest::newRow("the largest file")
-            << std::numeric_limits<qint64>::max() << (qint64(1) << 54);
+        row("nothing", 0, 4096);
+        row("2 MiB", 2 * mib, 4096);
+        row("a byte more", 2 * mib + 1, 8192);
+        row("1 GiB", 1024 * mib, 2 * mib);
+        row("64 GiB", 65'536 * mib, 128 * mib);
+        row("the largest file", std::numeric_limits<qint64>::max(), qint64(1) << 54);
     }
 
     /** The states of the digests take 256 KiB at most, however large the file is. */
@@ -356,7 +305,7 @@ private slots:
         const QByteArray unseen = QByteArray::fromHex("410671db01");
         for (const int at : {0, chunk - 5, chunk, 2 * chunk + 100, 3 * chunk - 5}) {
             BytesSource original(bytes);
-            ChangingSource source(bytes);
+            TestSource source(bytes);
             for (int i = 0; i < unseen.size(); ++i)
                 source.bytes[at + i] = char(bytes.at(at + i) ^ unseen.at(i));
             VerifiedSource crcs(source, checkPackage(original).chunks);
@@ -375,7 +324,7 @@ private slots:
         sums.add(bytes.constData(), bytes.size());
         for (const int offset : {0, 1, 65'535, 65'536, 200'000, 262'144, 600'000, 699'999}) {
             for (const int length : {1, 100, 65'536, 131'072, 300'000, 700'000}) {
-                ChangingSource source(bytes);
+                TestSource source(bytes);
                 VerifiedSource verified(source, sums);
                 QCOMPARE(verified.read(offset, length), bytes.mid(offset, length));
                 source.bytes[offset / 262'144 * 262'144] = '!';
@@ -387,6 +336,6 @@ private slots:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestVerified)
 
-} // namespace tst_verified
+} // namespace package::tst_verified
 
 #include "tst_verified.moc"
