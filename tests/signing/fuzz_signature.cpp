@@ -6,14 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace signing {
+
 using bytes::Blake2b;
-using signing::judge;
-using signing::keyIdText;
-using signing::parsePublicKey;
-using signing::parseSignature;
-using signing::PublicKey;
-using signing::Signature;
-using signing::Verdict;
 
 namespace {
 
@@ -87,3 +82,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     checkAsSignature(file);
     return 0;
 }
+
+} // namespace signing

@@ -13,15 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace tst_trusted_keys {
-
-using signing::keyFileLimit;
-using signing::readKeyFile;
-using signing::readKeyFolder;
-using signing::readTrustFiles;
-using signing::TrustedKeys;
-using signing::TrustFiles;
-using signing::Verdict;
+namespace signing::tst_trusted_keys {
 
 class TestTrustedKeys : public QObject
 {
@@ -75,8 +67,8 @@ private slots:
         QVERIFY(found.areInstalled());
         QVERIFY(found.areUsable());
         QCOMPARE(int(found.keys.size()), 2);
-        QCOMPARE(found.keys.at(0).bytes, signing::parsePublicKey(second)->bytes);
-        QCOMPARE(found.keys.at(1).id, signing::parsePublicKey(m_key)->id);
+        QCOMPARE(found.keys.at(0).bytes, parsePublicKey(second)->bytes);
+        QCOMPARE(found.keys.at(1).id, parsePublicKey(m_key)->id);
     }
 
     void followsLinks()
@@ -99,12 +91,12 @@ private slots:
 
     void oneBadFileIsEnough_data()
     {
-        QTest::addColumn<bool>("usable");
-        QTest::newRow("64 KiB") << true;
+        const tests::DataTable<bool> row("usable");
+        row("64 KiB", true);
         for (const char *kind :
              {"empty", "text", "larger than 64 KiB", "sparse, 1 GiB", "FIFO", "folder",
               "dangling link", "loop", "link to a device", "link to a FIFO"})
-            QTest::newRow(kind) << false;
+            row(kind, false);
     }
 
     void oneBadFileIsEnough()
@@ -130,10 +122,10 @@ private slots:
 
     void badFolders_data()
     {
-        QTest::addColumn<QString>("place");
+        const tests::DataTable<QString> row("place");
         for (const char *kind : {"text", "FIFO", "dangling link", "loop", "link to a device"}) {
-            QTest::newRow(kind) << "etc/keys";
-            QTest::newRow(qPrintable(QString("parent: ") + kind)) << "etc";
+            row(kind, "etc/keys");
+            row(qPrintable(QString("parent: ") + kind), "etc");
         }
     }
 
@@ -175,7 +167,7 @@ private slots:
     void readsTheSignatureOnlyForKeys()
     {
         store("FW.fwm.minisig", "signature");
-        const QString signature = signing::signaturePath(path("FW.fwm"));
+        const QString signature = signaturePath(path("FW.fwm"));
         TrustFiles files = readTrustFiles(keys(), signature);
         QVERIFY(!files.needDigest());
         QCOMPARE(files.judge({}).kind, Verdict::Kind::NotRequired);
@@ -195,20 +187,19 @@ private slots:
 
     void signatureFiles_data()
     {
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<int>("reason");
-        QTest::newRow("none") << "" << int(Verdict::Reason::None);
-        QTest::newRow("empty") << "empty" << int(Verdict::Reason::Malformed);
-        QTest::newRow("64 KiB") << "64 KiB" << int(Verdict::Reason::Malformed);
+        using Reason = Verdict::Reason;
+        const tests::DataTable<QString, int> row("kind", "reason");
+        row("none", "", int(Reason::None));
+        row("empty", "empty", int(Reason::Malformed));
+        row("64 KiB", "64 KiB", int(Reason::Malformed));
         for (const char *kind : {"larger than 64 KiB", "sparse, 1 GiB", "FIFO", "folder",
                                  "dangling link", "loop", "link to a device", "link to a FIFO"})
-            QTest::newRow(kind) << kind << int(Verdict::Reason::Unreadable);
+            row(kind, kind, int(Reason::Unreadable));
     }
 
     void signatureFiles()
     {
         QFETCH(QString, kind);
-        QFETCH(int, reason);
         store("etc/keys/a.pub", m_key);
         if (!kind.isEmpty())
             make(kind, "FW.fwm.minisig");
@@ -216,7 +207,7 @@ private slots:
             readTrustFiles(keys(), path("FW.fwm.minisig")).judge(QByteArray(64, 'd'));
         QCOMPARE(verdict.kind,
                  kind.isEmpty() ? Verdict::Kind::NotSigned : Verdict::Kind::SignatureError);
-        QCOMPARE(int(verdict.reason), reason);
+        QTEST(int(verdict.reason), "reason");
     }
 
 private:
@@ -234,44 +225,42 @@ private:
         QVERIFY(QFile::link(target, path(name)));
     }
     /** Makes something of this kind at `name`. */
-    void make(const QString &kind, const QString &name) const;
+    void make(const QString &kind, const QString &name) const
+    {
+        const QByteArray file = encoded(name);
+        const int rest = int(keyFileLimit) - m_key.size();
+        const QMap<QString, std::function<void()>> kinds = {
+            {"empty", [&] { store(name, ""); }},
+            {"text", [&] { store(name, "not a key\nat all\n"); }},
+            {"64 KiB", [&] { store(name, m_key + QByteArray(rest, '\n')); }},
+            {"larger than 64 KiB", [&] { store(name, m_key + QByteArray(rest + 1, '\n')); }},
+            {"sparse, 1 GiB",
+             [&] {
+                 store(name, m_key);
+                 QCOMPARE(::truncate(file.constData(), off_t(1) << 30), 0);
+             }},
+            {"FIFO", [&] { QCOMPARE(::mkfifo(file.constData(), 0666), 0); }},
+            {"folder", [&] { QVERIFY(QDir().mkdir(path(name))); }},
+            {"dangling link", [&] { link("nowhere", name); }},
+            {"loop", [&] { link(path(name), name); }},
+            {"link to a device", [&] { link("/dev/zero", name); }},
+            {"link to a FIFO",
+             [&] {
+                 QCOMPARE(::mkfifo(encoded("fifo").constData(), 0666), 0);
+                 link(path("fifo"), name);
+             }},
+        };
+        QVERIFY(kinds.contains(kind));
+        kinds[kind]();
+    }
 
     MinisignTool m_tool;
     QByteArray m_key;
     QScopedPointer<QTemporaryDir> m_folder;
 };
 
-void TestTrustedKeys::make(const QString &kind, const QString &name) const
-{
-    const QByteArray file = encoded(name);
-    const int rest = int(keyFileLimit) - m_key.size();
-    const QMap<QString, std::function<void()>> kinds = {
-        {"empty", [&] { store(name, ""); }},
-        {"text", [&] { store(name, "not a key\nat all\n"); }},
-        {"64 KiB", [&] { store(name, m_key + QByteArray(rest, '\n')); }},
-        {"larger than 64 KiB", [&] { store(name, m_key + QByteArray(rest + 1, '\n')); }},
-        {"sparse, 1 GiB",
-         [&] {
-             store(name, m_key);
-             QCOMPARE(::truncate(file.constData(), off_t(1) << 30), 0);
-         }},
-        {"FIFO", [&] { QCOMPARE(::mkfifo(file.constData(), 0666), 0); }},
-        {"folder", [&] { QVERIFY(QDir().mkdir(path(name))); }},
-        {"dangling link", [&] { link("nowhere", name); }},
-        {"loop", [&] { link(path(name), name); }},
-        {"link to a device", [&] { link("/dev/zero", name); }},
-        {"link to a FIFO",
-         [&] {
-             QCOMPARE(::mkfifo(encoded("fifo").constData(), 0666), 0);
-             link(path("fifo"), name);
-         }},
-    };
-    QVERIFY(kinds.contains(kind));
-    kinds[kind]();
-}
-
 AGENT_TEST_WITHOUT_APPLICATION(TestTrustedKeys)
 
-} // namespace tst_trusted_keys
+} // namespace signing::tst_trusted_keys
 
 #include "tst_trusted_keys.moc"
