@@ -4,7 +4,6 @@
 import json
 import os
 import re
-import shutil
 import socket
 import subprocess
 import tempfile
@@ -19,6 +18,12 @@ PROGRAMS = os.environ["PROGRAMS"]
 PACKAGES = os.path.join(documents.ROOT, "tests", "package", "data")
 DUMPS = os.path.join(documents.ROOT, "tests", "edid", "data")
 DEVICE = os.path.join(documents.ROOT, "tools", "device-simulator", "examples", "six-chips.json")
+NAMES = {
+    "packages": PACKAGES,
+    "good": os.path.join(PACKAGES, "good.fwm"),
+    "dumps": DUMPS,
+    "device": DEVICE,
+}
 DONE, FAILED, USAGE, NOTHING, CANNOT_CONNECT, LOST, REFUSED, NOT_TRUSTED = 0, 1, 2, 3, 5, 6, 7, 9
 NO_ERROR = (DONE, NOTHING)
 
@@ -27,6 +32,9 @@ CASES = [
     ("fwm info {good}", DONE, None),
     ("fwm info {packages}/checksum-wrong.fwm", REFUSED, "checksum-wrong"),
     ("fwm info net.bin", DONE, None),
+    ("fwm info {packages}/bare.fwm", REFUSED, "no-checksum"),
+    ("fwm info {packages}/empty.fwm", REFUSED, "not-a-package"),
+    ("fwm info {packages}/json-wrong-types.fwm", DONE, None),
     ("fwm info none", FAILED, "file-unreadable"),
     ("fwm info", USAGE, "usage"),
     ("fwm verify {good}", DONE, None),
@@ -109,33 +117,14 @@ CASES = [
 ]
 
 
-def chip(name, chip_type, mcu_type, file):
-    key = {
-        "in_chip_type": chip_type,
-        "in_chip_quanity": 1,
-        "in_mcu_type": mcu_type,
-        "in_pcb_version": 1,
-        "in_speciality": 65,
-        "in_ver1": 1,
-        "in_ver2": 2,
-        "in_ver3": 3,
-    }
-    pcb = {
-        "name": name,
-        "pcb_version": "1",
-        "speciality": "A",
-        "ver1": "1",
-        "ver2": "2",
-        "ver3": "3",
-        "fw_file": file,
-        **{member: str(value) for member, value in key.items()},
-    }
-    return {
-        "name": name,
-        "chip_type": str(chip_type + 1),
-        "chip_quanity": "1",
-        "mcus": [{"mcu_type": str(mcu_type), "pcbs": [pcb]}],
-    }
+def image(name, chip, version="1.2.3", mcu_type=1, **more):
+    """Of a short request."""
+    values = {"name": name, "chip": chip, "version": version, "mcu_type": mcu_type}
+    return {**values, "pcb_version": 1, "speciality": "A", "file": "image", **more}
+
+
+def request(*images, model="MX-88", release="7"):
+    return json.dumps({"model": model, "release": release, "images": images})
 
 
 class TestDocuments(unittest.TestCase):
@@ -157,55 +146,38 @@ class TestDocuments(unittest.TestCase):
             file.write(content if isinstance(content, bytes) else content.encode())
 
     @classmethod
-    def fwm(cls, line):
-        subprocess.run(
-            [os.path.join(PROGRAMS, "fwm"), *line.format(**cls.names()).split()],
-            cwd=cls.folder,
-            check=True,
-            stdout=subprocess.DEVNULL,
-            stderr=subprocess.DEVNULL,
-        )
+    def read(cls, name):
+        with open(os.path.join(cls.folder, name), "rb") as file:
+            return file.read()
 
     @classmethod
-    def names(cls):
-        return {
-            "packages": PACKAGES,
-            "good": os.path.join(PACKAGES, "good.fwm"),
-            "dumps": DUMPS,
-            "device": DEVICE,
-        }
+    def make(cls, line):
+        """Runs a command that must succeed."""
+        program, *words = line.format(**NAMES).split()
+        program = program if program == "minisign" else os.path.join(PROGRAMS, program)
+        subprocess.run([program, *words], cwd=cls.folder, check=True, capture_output=True)
 
     @classmethod
     def make_inputs(cls):
         """What the cases need beside the data of other tests."""
-        cls.fwm("extract {good} -o request")
-        shutil.copy(
-            os.path.join(cls.folder, "request", "03-NET.bin"), os.path.join(cls.folder, "net.bin")
-        )
-        with open(os.path.join(cls.folder, "request", "request.json"), encoding="ascii") as file:
-            request = json.load(file)
-        cls.write("request/rewritten.json", json.dumps(request, indent=1))
-        cls.fwm("build request/rewritten.json -o rewritten.fwm")
+        cls.make("fwm extract {good} -o request")
+        cls.write("net.bin", cls.read("request/03-NET.bin"))
+        written = json.loads(cls.read("request/request.json"))
+        cls.write("request/rewritten.json", json.dumps(written, indent=1))
+        cls.make("fwm build request/rewritten.json -o rewritten.fwm")
 
         cls.write("image", "an image" * 40)
-        main, aux = chip("MAIN-X", 0, 1, "image"), chip("AUX", 1, 2, "image")
-        main["chip_quanity"] = main["mcus"][0]["pcbs"][0]["in_chip_quanity"] = "2"
-        main["mcus"][0]["pcbs"][0]["in_ver1"] = main["mcus"][0]["pcbs"][0]["ver1"] = "9"
-        cls.write("make.json", json.dumps({"model": "Other", "version": "2", "chips": [main, aux]}))
-        cls.fwm("build make.json -o step.fwm")
-        cls.fwm("make-net request --net-version 1.24 -o newer.bin")
-        cls.fwm("add-net step.fwm newer.bin -o other.fwm")
-        odd = chip("AUX", 1, 2, "image")
-        odd["mcus"][0]["pcbs"][0]["in_ver1"] = "7"
-        cls.write("odd.json", json.dumps({"model": "M", "version": "1", "chips": [odd]}))
+        main, aux = image("MAIN-X", "main", "9.2.3", quantity=2), image("AUX", 1, mcu_type=2)
+        cls.write("make.json", request(main, aux, model="Other", release="2"))
+        cls.make("fwm build make.json -o step.fwm")
+        cls.make("fwm make-net request --net-version 1.24 -o newer.bin")
+        cls.make("fwm add-net step.fwm newer.bin -o other.fwm")
+        cls.write("tiny", bytes(10))
+        cls.write("odd.json", request(image("AUX", 1, file="tiny")))
         cls.write("broken.json", "{")
         cls.write("wrong.json", '{"images": [{"name": 5, "note": ""}]}')
         cls.write("image.hex", ":0100000041BE\n:0102000042BB\n:00000001FF\n")
-        cls.write(
-            "hex.json",
-            '{"model": "M", "release": "1", "images": [ // one\n'
-            '{"name": "F", "chip": "fpga 17", "version": "1.0.0", "file": "image.hex"}]}',
-        )
+        cls.write("hex.json", request(image("F", "fpga 17", file="image.hex")) + "// one\n")
         cls.write("rows", "MAIN,0,0,1,1,65,1,0,0\n")
         cls.write("odd-rows", "MAIN,0,0,1,2,66,1,0,0\n")
         cls.write("foreign-rows", "NONE,9,0,1,1,65,1,0,0\n")
@@ -218,43 +190,20 @@ class TestDocuments(unittest.TestCase):
                 f"{name}.json", json.dumps({"model": model, "product_id": "P", "chips": chips})
             )
         cls.write("image", bytes(300))
-        cls.write(
-            "plan.json",
-            json.dumps(
-                {
-                    "model": "MX-88",
-                    "version": "7",
-                    "chips": [chip("MAIN", 0, 1, "image"), chip("AUX", 1, 2, "image")],
-                }
-            ),
-        )
-        cls.fwm("build plan.json -o plan.fwm")
+        cls.write("plan.json", request(image("MAIN", "main"), aux))
+        cls.make("fwm build plan.json -o plan.fwm")
         # A release for which the checksum has a leading zero, which its text leaves out.
-        cls.write(
-            "short.json",
-            json.dumps({"model": "MX-88", "version": "1", "chips": [chip("MAIN", 0, 1, "image")]}),
-        )
-        cls.fwm("build short.json -o short.fwm")
-        with open(os.path.join(cls.folder, "short.fwm"), "rb") as package:
-            assert package.read(8) == b"1fbe1a6\0"
-        cls.make_signature()
-        with open(os.path.join(DUMPS, "v4l-dell-p2415q-hdmi1.4.bin"), "rb") as dump:
-            cls.write("half.bin", dump.read(128))
-
-    @classmethod
-    def make_signature(cls):
-        shutil.copy(cls.names()["good"], os.path.join(cls.folder, "signed.fwm"))
-        for words in ("-G -p one.pub -s one.key", "-S -s one.key -t release -m signed.fwm"):
-            subprocess.run(
-                ["minisign", *words.split(), "-W"],
-                cwd=cls.folder,
-                check=True,
-                stdout=subprocess.DEVNULL,
-            )
+        cls.write("short.json", request(image("MAIN", "main"), release="19"))
+        cls.make("fwm build short.json -o short.fwm")
+        assert cls.read("short.fwm")[7] == 0
+        cls.write("signed.fwm", cls.read(NAMES["good"]))
+        cls.make("minisign -W -G -p one.pub -s one.key")
+        cls.make("minisign -W -S -s one.key -t release -m signed.fwm")
+        cls.write("half.bin", cls.read(f"{DUMPS}/v4l-dell-p2415q-hdmi1.4.bin")[:128])
 
     def run_case(self, line):
         """The documents of a command line, the exit status, and what was on standard error."""
-        program, *words = line.format(**self.names()).split()
+        program, *words = line.format(**NAMES).split()
         done = subprocess.run(
             [os.path.join(PROGRAMS, program), *words, "--json"],
             cwd=self.folder,
@@ -313,13 +262,8 @@ class TestDocuments(unittest.TestCase):
         with subprocess.Popen(
             [
                 os.path.join(PROGRAMS, "device-simulator"),
-                "--json",
-                "--device",
+                *"--json --pty-link tty --trace /dev/full --device".split(),
                 DEVICE,
-                "--pty-link",
-                "tty",
-                "--trace",
-                "/dev/full",
             ],
             stdout=subprocess.PIPE,
             text=True,
