@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "package/PackageDescription.h"
+#include "package/PackageHeader.h"
+
 #include <QFile>
 #include <QtTest>
 
@@ -11,4 +14,12 @@ inline QByteArray golden(const QString &name)
     if (!file.open(QIODevice::ReadOnly))
         qFatal("No golden package %s", qPrintable(file.fileName()));
     return file.readAll();
+}
+
+/** The description in a package. */
+inline package::PackageDescription describe(const QByteArray &package)
+{
+    bytes::BytesSource source(package);
+    const package::PackageHeader header = package::readPackageHeader(source);
+    return package::parseDescription(package::readDescription(source, header));
 }

@@ -24,12 +24,6 @@ using Form = PackageHeader::Form;
 using HeadError = PackageHeader::Error;
 using TextError = PackageDescription::Error;
 
-PackageDescription describe(const QByteArray &package)
-{
-    BytesSource source(package);
-    return parseDescription(readDescription(source, readPackageHeader(source)));
-}
-
 /** A description with one image, whose values the test fills in. */
 QByteArray one(const char *chip, const char *mcu, const char *pcb)
 {
