@@ -3,6 +3,7 @@
 
 #include "bytes/ByteSource.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 
