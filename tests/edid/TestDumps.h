@@ -6,10 +6,8 @@
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
-#include <QList>
+#include <QMetaType>
 #include <QStringList>
-
-#include <utility>
 
 /** The real dumps beside the tests, by file name without ".bin". */
 inline QStringList realDumpNames()
@@ -39,7 +37,8 @@ inline QByteArray realDump(const QString &name)
 /** All outputs of one parse. */
 struct Outcome
 {
-    QList<QList<QString>> emitted;
+    /** Of all signals. */
+    QStringList items;
     QStringList lines;
     QString status;
     QString dump;
@@ -53,12 +52,20 @@ inline Outcome outcomeOf(const QByteArray &dump)
     ParseEDID edid;
     edid.setLineSink([&outcome](const QString &line) { outcome.lines.append(line); });
     QObject::connect(&edid, &ParseEDID::signalEDID,
-                     [&outcome](const QList<QString> &result) { outcome.emitted.append(result); });
+                     [&outcome](const QList<QString> &result) { outcome.items += result; });
     edid.parse(reinterpret_cast<const unsigned char *>(dump.constData()));
     outcome.status = edid.status();
     outcome.dump = edid.dump();
     outcome.lastLine = edid.videoInfo();
     return outcome;
+}
+
+/** Each line without its "\r\n", or with a mark where it has none. */
+inline QStringList withoutEnds(QStringList lines)
+{
+    for (QString &line : lines)
+        line = line.endsWith("\r\n") ? line.chopped(2) : line + "<no line end>";
+    return lines;
 }
 
 /**
@@ -68,11 +75,7 @@ inline Outcome outcomeOf(const QByteArray &dump)
 class DumpBuilder
 {
 public:
-    DumpBuilder()
-    {
-        m_bytes = QByteArray(256, '\0');
-        set(0, "00ffffffffffff0010ac");
-    }
+    DumpBuilder() { set(0, "00ffffffffffff0010ac"); }
 
     DumpBuilder &set(int offset, const QByteArray &hex)
     {
@@ -106,8 +109,10 @@ public:
     }
 
 private:
-    QByteArray m_bytes;
+    QByteArray m_bytes = QByteArray(256, '\0');
 };
+
+Q_DECLARE_METATYPE(DumpBuilder)
 
 /** 1920x1080, 148.5 MHz, 2200 x 1125 in all. */
 inline QByteArray fullHdTiming()

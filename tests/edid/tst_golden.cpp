@@ -17,11 +17,9 @@ QString visible(QString text)
 QString transcript(const Outcome &outcome)
 {
     QString text = "status: " + visible(outcome.status) + '\n';
-    for (const QList<QString> &result : outcome.emitted) {
-        text += "signalEDID\n";
-        for (const QString &item : result)
-            text += "  \"" + visible(item) + "\"\n";
-    }
+    text += "signalEDID\n";
+    for (const QString &item : outcome.items)
+        text += "  \"" + visible(item) + "\"\n";
     text += "lines\n";
     for (const QString &line : outcome.lines)
         text += "  " + visible(line) + '\n';
