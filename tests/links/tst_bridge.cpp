@@ -5,11 +5,13 @@
 #include "links/CoreCOMQ.h"
 #include "links/CoreTelnet.h"
 #include "links/WorkerCOM.h"
+#include "support/DeclaredMethods.h"
 #include "support/Pty.h"
 #include "support/TestCase.h"
 #include "support/WaitFor.h"
 #include "upload/CoreUpload.h"
 
+#include <QDir>
 #include <QSemaphore>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -19,6 +21,11 @@
 #include <atomic>
 #include <functional>
 #include <termios.h>
+#include <utility>
+
+/** Asks for something; the folder has the packages good.fwm and bad.fwm. */
+using Request = std::function<void(WorkerCOM &worker, const QDir &folder)>;
+Q_DECLARE_METATYPE(Request)
 
 namespace tst_bridge {
 
@@ -44,6 +51,9 @@ struct Bridge
         QObject::connect(
             worker.runEvents(), &RunEvents::over, &worker, [this](qint64) { ++ended; },
             Qt::DirectConnection);
+        const QByteArray package = makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}});
+        store("good.fwm", package);
+        store("bad.fwm", package + "x");
     }
 
     static Platform platformIn(const QString &folder)
@@ -55,6 +65,18 @@ struct Bridge
 
     QString path(const char *name) const { return dir.filePath(QString::fromLatin1(name)); }
 
+    void store(const char *name, const QByteArray &bytes) const
+    {
+        QFile file(path(name));
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+            qFatal("cannot write %s", name);
+    }
+
+    void upgrade(const char *package, int mode)
+    {
+        worker.uploadByMergeFW(path(package), {"MAIN,0,0"}, mode);
+    }
+
     /** Waits for the end of a run and delivers nothing meanwhile. */
     bool runEndsUndelivered()
     {
@@ -63,119 +85,91 @@ struct Bridge
         return ended > 0;
     }
 
+    bool isReleased()
+    {
+        return waitFor([&] { return !worker.runActive(); });
+    }
+
+    /** Compares and forgets the lines. */
     bool hears(const QStringList &expected)
     {
         waitFor([&] { return lines.size() >= expected.size(); });
         settle();
-        return sameTranscript(lines, expected);
+        return sameTranscript(std::exchange(lines, {}), expected);
     }
 };
 
-QStringList methodsOf(const QMetaObject &meta)
-{
-    QStringList methods;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
-        const QMetaMethod method = meta.method(i);
-        QStringList parameters;
-        for (int p = 0; p < method.parameterCount(); ++p)
-            parameters.append(QString::fromLatin1(method.parameterTypes().at(p) + ' ' +
-                                                  method.parameterNames().at(p)));
-        methods.append(QStringLiteral("%1 %2(%3)")
-                           .arg(method.methodType() == QMetaMethod::Signal ? "signal" : "method",
-                                QString::fromLatin1(method.name()),
-                                parameters.join(QStringLiteral(", "))));
-    }
-    return methods;
-}
-
 const QStringList declared{
-    "signal message(QStringList message)",
-    "signal signalConnect(QString port)",
-    "signal signalConnectWithBandrate(QString port, QString in_bandrate)",
-    "signal signalAutoConnect(QString port)",
-    "signal signalmergeFW(QString fileName, QString jsonData)",
-    "signal signaluploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel)",
-    "signal signalsetProductInfo(QStringList TypeAndIndex)",
+    "signal message(QStringList) message",
+    "signal signalConnect(QString) port",
+    "signal signalConnectWithBandrate(QString,QString) port in_bandrate",
+    "signal signalAutoConnect(QString) port",
+    "signal signalmergeFW(QString,QString) fileName jsonData",
+    "signal signaluploadByMergeFW(QString,QStringList,int) fileName TypeAndIndex upgradeModel",
+    "signal signalsetProductInfo(QStringList) TypeAndIndex",
     "signal signalgetProductInfo()",
     "signal signaldisconnected()",
     "signal signalGetVersion()",
-    "signal signalWriteMultBoard(uchar mcuType, uchar mcuIndex, QString filename)",
-    "signal progressValueChanged(double bytesSent, double bytesTotal)",
-    "signal send(int CMD)",
-    "signal signalConnectNet(QString IP, int port)",
+    "signal signalWriteMultBoard(uchar,uchar,QString) mcuType mcuIndex filename",
+    "signal progressValueChanged(double,double) bytesSent bytesTotal",
+    "signal send(int) CMD",
+    "signal signalConnectNet(QString,int) IP port",
     "signal netconnected()",
-    "signal signalmergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM, QString "
-    "newVersion)",
-    "method getSerialPorts()",
-    "method onConnect(QString port)",
-    "method onConnectWithBandrate(QString port, QString bandrate)",
-    "method autoConnect(QString port)",
-    "method disconnected()",
-    "method getVersion()",
-    "method mergeFW(QString fileName, QString jsonData)",
-    "method getMergeFWJSON(QString fileName)",
-    "method uploadByMergeFW(QString fileName, QStringList TypeAndIndex, int upgradeModel)",
-    "method setProductInfo(QStringList TypeAndIndex)",
-    "method getProductInfo()",
-    "method writeMultBoard(uchar mcuType, uchar mcuIndex, QString filename)",
-    "method getPercent()",
-    "method setPercent()",
-    "method sendData(int CMD)",
-    "method checkNetFirmware(QString fileName)",
-    "method mergeNetFirmware(QString fpFWM, QString fpBIN, QString newfpFWM, QString newVersion)",
+    "signal signalmergeNetFirmware(QString,QString,QString,QString) fpFWM fpBIN newfpFWM "
+    "newVersion",
+    "slot getSerialPorts()",
+    "slot onConnect(QString) port",
+    "slot onConnectWithBandrate(QString,QString) port bandrate",
+    "slot autoConnect(QString) port",
+    "slot disconnected()",
+    "slot getVersion()",
+    "slot mergeFW(QString,QString) fileName jsonData",
+    "slot getMergeFWJSON(QString) fileName",
+    "slot uploadByMergeFW(QString,QStringList,int) fileName TypeAndIndex upgradeModel",
+    "slot setProductInfo(QStringList) TypeAndIndex",
+    "slot getProductInfo()",
+    "slot writeMultBoard(uchar,uchar,QString) mcuType mcuIndex filename",
+    "slot getPercent()",
+    "slot setPercent()",
+    "slot sendData(int) CMD",
+    "slot checkNetFirmware(QString) fileName",
+    "slot mergeNetFirmware(QString,QString,QString,QString) fpFWM fpBIN newfpFWM newVersion",
 };
 
 } // namespace
-
-} // namespace tst_bridge
-
-Q_DECLARE_METATYPE(std::function<void(tst_bridge::Bridge &)>)
-
-namespace tst_bridge {
 
 class TestBridge : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void metaObject() { QVERIFY(sameTranscript(methodsOf(WorkerCOM::staticMetaObject), declared)); }
-
-    void connectResultsAreAlwaysFalse()
+    void metaObject()
     {
-        Pty pty;
-        Bridge bridge;
-        QVERIFY(!bridge.worker.onConnect(pty.port()));
-        QVERIFY(bridge.lines.isEmpty());
-        QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port()}));
-        bridge.lines.clear();
-        QVERIFY(!bridge.worker.autoConnect(pty.port()));
-        QVERIFY(!bridge.worker.onConnectWithBandrate(pty.port(), QStringLiteral("9600")));
-        QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port(), "ConnectSuccess|" + pty.port()}));
+        QVERIFY(sameTranscript(declaredMethods(WorkerCOM::staticMetaObject), declared));
     }
 
-    void failedConnect()
-    {
-        Bridge bridge;
-        QVERIFY(!bridge.worker.onConnect(QStringLiteral("ttyNONE")));
-        QVERIFY(
-            bridge.hears({"Disconnect", "ttyNONE port is disconnected.", "ConnectFail",
-                          "ttyNONE connect failed, serial port is occupied or does not exist"}));
-    }
-
-    void bandrateIsKept()
+    void connects()
     {
         Pty pty;
         Bridge bridge;
         const QString success = "ConnectSuccess|" + pty.port();
-        bridge.worker.onConnect(pty.port());
+        // The results are always false: nothing has happened yet.
+        QVERIFY(!bridge.worker.onConnect(pty.port()));
+        QVERIFY(bridge.lines.isEmpty());
         QVERIFY(bridge.hears({success}));
         QCOMPARE(pty.speed(), unsigned(B57600));
-        bridge.worker.onConnectWithBandrate(pty.port(), QStringLiteral("9600"));
+        QVERIFY(!bridge.worker.onConnectWithBandrate(pty.port(), QStringLiteral("9600")));
+        QVERIFY(bridge.hears({success}));
+        QCOMPARE(pty.speed(), unsigned(B9600));
+        // The baud rate is kept.
+        QVERIFY(!bridge.worker.onConnect(pty.port()));
+        QVERIFY(!bridge.worker.autoConnect(pty.port()));
         QVERIFY(bridge.hears({success, success}));
         QCOMPARE(pty.speed(), unsigned(B9600));
-        bridge.worker.onConnect(pty.port());
-        QVERIFY(bridge.hears({success, success, success}));
-        QCOMPARE(pty.speed(), unsigned(B9600));
+        bridge.worker.onConnect(QStringLiteral("ttyNONE"));
+        QVERIFY(
+            bridge.hears({"Disconnect", "ttyNONE port is disconnected.", "ConnectFail",
+                          "ttyNONE connect failed, serial port is occupied or does not exist"}));
     }
 
     /** A command without an open port is answered by the lines of a lost link: once each. */
@@ -218,7 +212,6 @@ private slots:
         bridge.worker.getProductInfo();
         QVERIFY(bridge.hears({refused}));
 
-        bridge.lines.clear();
         bridge.worker.onConnect(pty.port());
         bridge.worker.disconnected();
         bridge.worker.getProductInfo();
@@ -229,38 +222,17 @@ private slots:
     void directCalls()
     {
         Bridge bridge;
-        QFile file(bridge.dir.filePath(QStringLiteral("FW.fwm")));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}}));
-        file.close();
-        const QString json = bridge.worker.getMergeFWJSON(file.fileName());
+        const QString json = bridge.worker.getMergeFWJSON(bridge.path("good.fwm"));
         QVERIFY(json.startsWith(QLatin1String("{\"chips\":[")));
         QVERIFY(bridge.hears({"Firmware file checksum ok.", "Firmware package version: 6",
                               "Model Name: HX-8", "Version: 1.0.12"}));
-        bridge.lines.clear();
-        QVERIFY(!bridge.worker.checkNetFirmware(bridge.dir.filePath(QStringLiteral("none.bin"))));
+        QVERIFY(!bridge.worker.checkNetFirmware(bridge.path("none.bin")));
         QVERIFY(bridge.hears({"NMF|Open Net firmware error, check fail."}));
         QCOMPARE(bridge.worker.getSerialPorts(), CoreCOMQ::listPorts());
-    }
-
-    void percent()
-    {
-        Bridge bridge;
         CoreUpload::m_FWPersent = 12.5;
         QCOMPARE(bridge.worker.getPercent(), 12.5);
         bridge.worker.setPercent();
         QCOMPARE(bridge.worker.getPercent(), 0.0);
-    }
-
-    void runIsActiveFromTheRequestOn()
-    {
-        Bridge bridge;
-        QVERIFY(!bridge.worker.runActive());
-        bridge.worker.uploadByMergeFW(bridge.dir.filePath(QStringLiteral("none.fwm")), {"MAIN,0,0"},
-                                      2);
-        QVERIFY(bridge.worker.runActive());
-        QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
-        QVERIFY(waitFor([&] { return bridge.lines.contains(QStringLiteral("APPSTATUS|2")); }));
     }
 
     /** A client that has read the status may start the next run; before, it may not. */
@@ -271,11 +243,13 @@ private slots:
         connect(&bridge.worker, &WorkerCOM::message, this, [&](const QStringList &list) {
             heard.append(list.first() + (bridge.worker.runActive() ? " active" : " free"));
         });
-        bridge.worker.uploadByMergeFW(bridge.path("none.fwm"), {"MAIN,0,0"}, 2);
+        QVERIFY(!bridge.worker.runActive());
+        bridge.upgrade("none.fwm", 2);
+        QVERIFY(bridge.worker.runActive());
         QVERIFY(bridge.runEndsUndelivered());
         QVERIFY(bridge.worker.runActive());
         QVERIFY(heard.isEmpty());
-        QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+        QVERIFY(bridge.isReleased());
         settle();
         // The missing package is reported by its check and by the run; the second status is the
         // end.
@@ -287,15 +261,11 @@ private slots:
     {
         const QString error = QStringLiteral("ERROR:Firmware file is not exist.");
         Bridge bridge;
-        QFile file(bridge.path("FW.fwm"));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}}));
-        file.close();
-        bridge.worker.uploadByMergeFW(file.fileName(), {"MAIN,0,0"}, 0);
+        bridge.upgrade("good.fwm", 0);
         QVERIFY(bridge.runEndsUndelivered());
         QCOMPARE(bridge.worker.getMergeFWJSON(bridge.path("none.fwm")), error);
         QCOMPARE(bridge.lines, QStringList());
-        QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+        QVERIFY(bridge.isReleased());
         QCOMPARE(bridge.lines, QStringList{"Firmware file checksum ok."});
         QCOMPARE(bridge.worker.getMergeFWJSON(bridge.path("none.fwm")), error);
         QCOMPARE(bridge.lines.filter("APPSTATUS"), (QStringList{"APPSTATUS|2", "APPSTATUS|2"}));
@@ -305,69 +275,63 @@ private slots:
     void lateEndLeavesTheNextRunClaimed()
     {
         Bridge bridge;
-        bridge.worker.uploadByMergeFW(bridge.path("none.fwm"), {"MAIN,0,0"}, 2);
+        bridge.upgrade("none.fwm", 2);
         QVERIFY(bridge.runEndsUndelivered());
         QSemaphore hold;
         QMetaObject::invokeMethod(
             bridge.worker.runEvents()->parent(), [&hold] { hold.acquire(); }, Qt::QueuedConnection);
-        bridge.worker.uploadByMergeFW(bridge.path("none.fwm"), {"MAIN,0,0"}, 2);
+        bridge.upgrade("none.fwm", 2);
         QVERIFY(waitFor([&] { return bridge.lines.size() >= 3; }));
         settle();
         QVERIFY(bridge.worker.runActive());
         hold.release();
-        QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+        QVERIFY(bridge.isReleased());
     }
 
     void everyEndGivesTheClaimBack_data()
     {
-        QTest::addColumn<std::function<void(Bridge &)>>("start");
-        QTest::addColumn<QString>("last");
-        const auto row = [](const char *name, const char *last,
-                            const std::function<void(Bridge &)> &start) {
-            QTest::newRow(name) << start << QString::fromLatin1(last);
-        };
-        const auto upload = [](const char *package, const QStringList &rows, int mode) {
-            return [=](Bridge &bridge) {
-                bridge.worker.uploadByMergeFW(bridge.path(package), rows, mode);
+        const tests::DataTable<Request, QString> rows("request", "last");
+        const auto upload = [](const char *package, const QStringList &mcus, int mode) {
+            return [=](WorkerCOM &worker, const QDir &folder) {
+                worker.uploadByMergeFW(folder.filePath(package), mcus, mode);
             };
         };
-        row("no package", "APPSTATUS|2", upload("none.fwm", {"MAIN,0,0"}, 2));
-        row("damaged package", "APPSTATUS|2", upload("bad.fwm", {"MAIN,0,0"}, 2));
-        row("no such mode", "Firmware file checksum ok.", upload("good.fwm", {"MAIN,0,0"}, 3));
-        row("no rows in mode 1", "Firmware file checksum ok.", upload("good.fwm", {}, 1));
-        row("silent device in mode 2", "APPSTATUS|7", upload("good.fwm", {"MAIN,0,0"}, 2));
-        row("silent device in mode 5", "APPSTATUS|7", upload("good.fwm", {"MAIN,0,0"}, 5));
-        row("image that is given up", "APPSTATUS|5", upload("good.fwm", {"MAIN,0,0"}, 1));
-        row("read", "READPI|APPSTATUS|7", [](Bridge &bridge) { bridge.worker.getProductInfo(); });
-        row("write of nothing", "", [](Bridge &bridge) { bridge.worker.setProductInfo({}); });
-        row("write", "", [](Bridge &bridge) {
-            bridge.worker.setProductInfo({"{}", "MAIN,0,0,1,1,65", "AUX,1,0,1,1,65"});
-        });
-        row("file", "APPSTATUS|5",
-            [](Bridge &bridge) { bridge.worker.writeMultBoard(0, 0, bridge.path("none.bin")); });
+        rows("no package", upload("none.fwm", {"MAIN,0,0"}, 2), "APPSTATUS|2");
+        rows("damaged package", upload("bad.fwm", {"MAIN,0,0"}, 2), "APPSTATUS|2");
+        rows("no such mode", upload("good.fwm", {"MAIN,0,0"}, 3), "Firmware file checksum ok.");
+        rows("no rows in mode 1", upload("good.fwm", {}, 1), "Firmware file checksum ok.");
+        rows("silent device in mode 2", upload("good.fwm", {"MAIN,0,0"}, 2), "APPSTATUS|7");
+        rows("silent device in mode 5", upload("good.fwm", {"MAIN,0,0"}, 5), "APPSTATUS|7");
+        rows("image that is given up", upload("good.fwm", {"MAIN,0,0"}, 1), "APPSTATUS|5");
+        rows(
+            "read", [](WorkerCOM &worker, const QDir &) { worker.getProductInfo(); },
+            "READPI|APPSTATUS|7");
+        const auto write = [](const QStringList &mcus) {
+            return [=](WorkerCOM &worker, const QDir &) { worker.setProductInfo(mcus); };
+        };
+        rows("write of nothing", write({}), "");
+        rows("write", write({"{}", "MAIN,0,0,1,1,65", "AUX,1,0,1,1,65"}), "");
+        rows(
+            "file",
+            [](WorkerCOM &worker, const QDir &folder) {
+                worker.writeMultBoard(0, 0, folder.filePath("none.bin"));
+            },
+            "APPSTATUS|5");
     }
 
     /** Nothing that the engine may be asked for leaves the agent busy. */
     void everyEndGivesTheClaimBack()
     {
-        QFETCH(std::function<void(Bridge &)>, start);
+        QFETCH(Request, request);
         QFETCH(QString, last);
         Pty pty;
         Bridge bridge;
-        QFile good(bridge.path("good.fwm"));
-        QFile bad(bridge.path("bad.fwm"));
-        QVERIFY(good.open(QIODevice::WriteOnly) && bad.open(QIODevice::WriteOnly));
-        const QByteArray package = makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}});
-        good.write(package);
-        bad.write(package + "x");
-        good.close();
-        bad.close();
         bridge.worker.onConnect(pty.port());
         QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port()}));
-        start(bridge);
+        request(bridge.worker, QDir(bridge.dir.path()));
         QVERIFY(bridge.runEndsUndelivered());
         QVERIFY(bridge.worker.runActive());
-        QVERIFY(waitFor([&] { return !bridge.worker.runActive(); }));
+        QVERIFY(bridge.isReleased());
         settle();
         QCOMPARE(bridge.ended.load(), 1);
         if (!last.isEmpty())
@@ -408,10 +372,7 @@ private slots:
     void endsItsThread()
     {
         QTemporaryDir dir;
-        QPointer<WorkerCOM> worker =
-            new WorkerCOM(nullptr, EngineHarness::scaledPlatform(dir.path()));
-        delete worker;
-        QVERIFY(worker.isNull());
+        const WorkerCOM worker(nullptr, EngineHarness::scaledPlatform(dir.path()));
     }
 };
 

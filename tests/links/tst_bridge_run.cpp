@@ -11,7 +11,6 @@
 
 namespace tst_bridge_run {
 
-using platform::Pauses;
 using platform::Platform;
 using platform::TimeOuts;
 
@@ -83,17 +82,9 @@ struct Fixture
      *  comes after the end. */
     QStringList runLines() const
     {
-        QStringList run;
-        for (const QString &line : lines) {
-            const bool listed = line.startsWith(QLatin1String("ConnectSuccess")) ||
-                                line == QLatin1String("Firmware file checksum ok.") ||
-                                line.startsWith(QLatin1String("Firmware package version")) ||
-                                line.startsWith(QLatin1String("Model Name: ")) ||
-                                line.startsWith(QLatin1String("Version: "));
-            if (!listed)
-                run.append(line);
-        }
-        return run;
+        static const QRegularExpression own("^(?!ConnectSuccess|Firmware file checksum ok\\.$|"
+                                            "Firmware package version|Model Name: |Version: )");
+        return lines.filter(own);
     }
 };
 

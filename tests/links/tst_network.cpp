@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "links/CoreTelnet.h"
 #include "links/LinkState.h"
+#include "support/DeclaredMethods.h"
 #include "support/TestCase.h"
 #include "support/WaitFor.h"
 
@@ -14,25 +15,37 @@ using links::DeviceLink;
 
 namespace {
 
-/** A device's end of network links: keeps every connection it was ever asked for. */
-struct Device
+/** A link, all that it reports, and the device's end, which keeps every connection. */
+struct Network
 {
     QTcpServer server;
     QList<QTcpSocket *> sockets;
+    CoreTelnet link;
+    QByteArray received;
+    QSignalSpy connected{&link, &CoreTelnet::connected};
+    QSignalSpy disconnected{&link, &CoreTelnet::disconnected};
 
-    Device()
+    Network()
     {
         QObject::connect(&server, &QTcpServer::newConnection, &server,
                          [this] { sockets.append(server.nextPendingConnection()); });
+        QObject::connect(&link, &CoreTelnet::read, &link,
+                         [this](const QByteArray &data) { received += data; });
         if (!server.listen(QHostAddress::LocalHost))
             qFatal("cannot listen");
     }
 
-    bool take(CoreTelnet &link)
+    void connectLink() { link.connectTo(QStringLiteral("127.0.0.1"), server.serverPort()); }
+
+    bool isConnected(int count)
     {
-        const int before = sockets.size();
-        link.connectTo(QStringLiteral("127.0.0.1"), server.serverPort());
-        return waitFor([&] { return link.isOpen() && sockets.size() > before; });
+        return waitFor([&] { return link.isOpen() && sockets.size() == count; });
+    }
+
+    bool open()
+    {
+        connectLink();
+        return isConnected(sockets.size() + 1);
     }
 
     QByteArray read(int socket, int count)
@@ -40,6 +53,11 @@ struct Device
         QByteArray all;
         waitFor([&] { return (all += sockets.at(socket)->readAll()).size() >= count; }, 5'000);
         return all;
+    }
+
+    bool firstEnds()
+    {
+        return waitFor([this] { return sockets[0]->state() == QAbstractSocket::UnconnectedState; });
     }
 };
 
@@ -52,45 +70,37 @@ class TestNetwork : public QObject
 private slots:
     void metaObject()
     {
-        QStringList methods;
-        const QMetaObject &meta = CoreTelnet::staticMetaObject;
-        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
-            methods.append(QString::fromLatin1(meta.method(i).methodSignature()));
-        methods.replaceInStrings("QStringList", "QList<QString>"); // Qt 6 records the other name
-        QCOMPARE(methods, QStringList({"read(QByteArray)", "message(QList<QString>)", "connected()",
-                                       "disconnected()", "readTcpData()", "socketConnected()",
-                                       "socketConnectionClosed()"}));
+        QCOMPARE(declaredMethods(CoreTelnet::staticMetaObject),
+                 (QStringList{"signal read(QByteArray) data", "signal message(QStringList) message",
+                              "signal connected()", "signal disconnected()", "slot readTcpData()",
+                              "slot socketConnected()", "slot socketConnectionClosed()"}));
     }
 
-    void connectsWritesReads()
+    void asADeviceLink()
     {
-        Device device;
-        CoreTelnet link;
+        Network network;
+        DeviceLink &link = network.link;
+        QSignalSpy opened(&link, &DeviceLink::opened);
         QByteArray received;
-        connect(&link, &CoreTelnet::read, &link, [&](const QByteArray &data) { received += data; });
-        QSignalSpy connected(&link, &CoreTelnet::connected);
-        QVERIFY(device.take(link));
-        QCOMPARE(connected.count(), 1);
-
-        QVERIFY(link.write(QByteArray("frame")));
+        connect(&link, &DeviceLink::received, [&](const QByteArray &chunk) { received += chunk; });
+        QSignalSpy lost(&link, &DeviceLink::lost);
+        QCOMPARE(QByteArray(link.label()), QByteArray("net"));
+        QVERIFY(!link.openAt(QStringLiteral("127.0.0.1"), network.server.serverPort()));
+        QVERIFY(!link.send("too early"));
+        QVERIFY(network.isConnected(1));
+        QCOMPARE(opened.count(), 1);
+        QVERIFY(link.send("frame"));
         const unsigned char bytes[] = {0x00, 0x5A, 0xFF};
-        QVERIFY(link.write(bytes, 3));
-        QCOMPARE(device.read(0, 8), QByteArray("frame\x00\x5a\xff", 8));
-
-        device.sockets.first()->write(QByteArray("\x5b\x00", 2));
+        QVERIFY(network.link.write(bytes, 3));
+        QCOMPARE(network.read(0, 8), QByteArray("frame\x00\x5a\xff", 8));
+        network.sockets[0]->write(QByteArray("\x5b\x00", 2));
         QVERIFY(waitFor([&] { return received.size() == 2; }));
         QCOMPARE(received, QByteArray("\x5b\x00", 2));
-    }
-
-    void writeBeforeConnected()
-    {
-        Device device;
-        CoreTelnet link;
-        link.connectTo(QStringLiteral("127.0.0.1"), device.server.serverPort());
-        QVERIFY(!link.write(QByteArray("too early")));
-        QVERIFY(waitFor([&] { return link.isOpen() && !device.sockets.isEmpty(); }));
-        QVERIFY(link.write(QByteArray("|")));
-        QCOMPARE(device.read(0, 1), QByteArray("|"));
+        QCOMPARE(network.received, received);
+        network.sockets[0]->close();
+        QVERIFY(waitFor([&] { return lost.count() == 1; }));
+        QVERIFY(!link.isOpen());
+        QVERIFY(!link.send("lost"));
     }
 
     void writeWithoutSocket()
@@ -107,173 +117,117 @@ private slots:
 
     void secondConnectDropsTheFirst()
     {
-        Device device;
-        CoreTelnet link;
-        QByteArray received;
-        connect(&link, &CoreTelnet::read, &link, [&](const QByteArray &data) { received += data; });
-        QVERIFY(device.take(link));
-        device.sockets.first()->write("late words of the first");
-        device.sockets.first()->flush();
-        link.connectTo(QStringLiteral("127.0.0.1"), device.server.serverPort());
-        QVERIFY(!link.isOpen());
-        QVERIFY(waitFor([&] { return link.isOpen() && device.sockets.size() == 2; }));
-        QVERIFY(waitFor(
-            [&] { return device.sockets.first()->state() == QAbstractSocket::UnconnectedState; }));
+        Network network;
+        QVERIFY(network.open());
+        network.sockets[0]->write("late words of the first");
+        network.sockets[0]->flush();
+        network.connectLink();
+        QVERIFY(!network.link.isOpen());
+        QVERIFY(network.isConnected(2));
+        QVERIFY(network.firstEnds());
         // The first one's end and its bytes are nothing to the second.
         settle();
-        QVERIFY(link.isOpen());
-        QVERIFY(received.isEmpty());
-        QVERIFY(link.write(QByteArray("second")));
-        QCOMPARE(device.read(1, 6), QByteArray("second"));
+        QVERIFY(network.link.isOpen());
+        QVERIFY(network.received.isEmpty());
+        QVERIFY(network.link.write(QByteArray("second")));
+        QCOMPARE(network.read(1, 6), QByteArray("second"));
     }
 
     void connectWhileConnecting()
     {
-        Device device;
-        CoreTelnet link;
-        QSignalSpy connected(&link, &CoreTelnet::connected);
-        QSignalSpy disconnected(&link, &CoreTelnet::disconnected);
-        link.connectTo(QStringLiteral("127.0.0.1"), device.server.serverPort());
-        link.connectTo(QStringLiteral("127.0.0.1"), device.server.serverPort());
-        QVERIFY(waitFor([&] { return link.isOpen(); }));
+        Network network;
+        network.connectLink();
+        network.connectLink();
+        QVERIFY(waitFor([&] { return network.link.isOpen(); }));
         settle();
-        QCOMPARE(connected.count(), 1);
-        QCOMPARE(disconnected.count(), 0);
+        QCOMPARE(network.connected.count(), 1);
+        QCOMPARE(network.disconnected.count(), 0);
     }
 
     void closes()
     {
-        Device device;
-        CoreTelnet link;
-        QVERIFY(device.take(link));
-        QVERIFY(link.write(QByteArray("last words")));
-        link.close();
-        QVERIFY(!link.isOpen());
-        QVERIFY(!link.write(QByteArray("too late")));
+        Network network;
+        QVERIFY(network.open());
+        QVERIFY(network.link.write(QByteArray("last words")));
+        network.link.close();
+        QVERIFY(!network.link.isOpen());
+        QVERIFY(!network.link.write(QByteArray("too late")));
         // What was written before still arrives, and then the connection ends.
-        QCOMPARE(device.read(0, 10), QByteArray("last words"));
-        QVERIFY(waitFor(
-            [&] { return device.sockets.first()->state() == QAbstractSocket::UnconnectedState; }));
-        link.close();
+        QCOMPARE(network.read(0, 10), QByteArray("last words"));
+        QVERIFY(network.firstEnds());
+        network.link.close();
     }
 
     /** The old socket's end comes late and is nothing to the new one. */
     void closedWithMuchPending()
     {
-        Device device;
-        CoreTelnet link;
-        QSignalSpy disconnected(&link, &CoreTelnet::disconnected);
-        QVERIFY(device.take(link));
-        QVERIFY(link.write(QByteArray(20 * 1024 * 1024, 'x')));
-        link.close();
-        QVERIFY(device.take(link));
-        QVERIFY(waitFor(
-            [&] { return device.sockets.first()->state() == QAbstractSocket::UnconnectedState; }));
+        Network network;
+        QVERIFY(network.open());
+        QVERIFY(network.link.write(QByteArray(20 * 1024 * 1024, 'x')));
+        network.link.close();
+        QVERIFY(network.open());
+        QVERIFY(network.firstEnds());
         settle();
-        QVERIFY(link.isOpen());
-        QCOMPARE(disconnected.count(), 0);
-        QVERIFY(link.write(QByteArray("second")));
-        QCOMPARE(device.read(1, 6), QByteArray("second"));
-    }
-
-    void peerCloses()
-    {
-        Device device;
-        CoreTelnet link;
-        QSignalSpy disconnected(&link, &CoreTelnet::disconnected);
-        QVERIFY(device.take(link));
-        device.sockets.first()->close();
-        QVERIFY(waitFor([&] { return disconnected.count() == 1; }));
-        QVERIFY(!link.isOpen());
-        QVERIFY(!link.write(QByteArray("lost")));
+        QVERIFY(network.link.isOpen());
+        QCOMPARE(network.disconnected.count(), 0);
+        QVERIFY(network.link.write(QByteArray("second")));
+        QCOMPARE(network.read(1, 6), QByteArray("second"));
     }
 
     void peerIsAbsent()
     {
-        quint16 port = 0;
-        {
-            QTcpServer server;
-            QVERIFY(server.listen(QHostAddress::LocalHost));
-            port = server.serverPort();
-        }
-        CoreTelnet link;
-        QSignalSpy connected(&link, &CoreTelnet::connected);
-        QSignalSpy disconnected(&link, &CoreTelnet::disconnected);
-        link.connectTo(QStringLiteral("127.0.0.1"), port);
+        Network network;
+        const quint16 port = network.server.serverPort();
+        network.server.close();
+        network.link.connectTo(QStringLiteral("127.0.0.1"), port);
         QTimer some;
         some.setSingleShot(true);
         some.start(100);
         QVERIFY(waitFor([&] { return !some.isActive(); }));
-        QCOMPARE(connected.count() + disconnected.count(), 0);
-        QVERIFY(!link.isOpen());
+        QCOMPARE(network.connected.count() + network.disconnected.count(), 0);
+        QVERIFY(!network.link.isOpen());
     }
 
     void connectsAgainAfterTheEnd()
     {
-        Device device;
-        CoreTelnet link;
+        Network network;
         for (int turn = 0; turn < 3; ++turn) {
-            QVERIFY(device.take(link));
-            device.sockets.last()->abort();
-            QVERIFY(waitFor([&] { return !link.isOpen(); }));
+            QVERIFY(network.open());
+            network.sockets.last()->abort();
+            QVERIFY(waitFor([&] { return !network.link.isOpen(); }));
         }
     }
 
     void deletedWhileOpen()
     {
-        Device device;
+        Network network;
         {
             CoreTelnet link;
-            QVERIFY(device.take(link));
+            link.connectTo(QStringLiteral("127.0.0.1"), network.server.serverPort());
+            QVERIFY(waitFor([&] { return link.isOpen() && network.sockets.size() == 1; }));
         }
         settle();
-        QVERIFY(waitFor(
-            [&] { return device.sockets.first()->state() == QAbstractSocket::UnconnectedState; }));
+        QVERIFY(network.firstEnds());
     }
 
     /** The link itself leaves key and flag alone; its owner may hook in. */
     void hookSeesEveryFrame()
     {
-        Device device;
-        CoreTelnet link;
+        Network network;
         canRead = false;
         currentCommandKey = 0;
-        QVERIFY(device.take(link));
-        QVERIFY(link.write(QByteArray(9, 'x')));
+        QVERIFY(network.open());
+        QVERIFY(network.link.write(QByteArray(9, 'x')));
         QVERIFY(!canRead);
         QCOMPARE(currentCommandKey, quint16(0));
 
         QList<QByteArray> seen;
-        link.setFrameHook([&](const QByteArray &frame) { seen.append(frame); });
-        QVERIFY(link.write(QByteArray("one")));
-        QVERIFY(link.write(QByteArray("two")));
+        network.link.setFrameHook([&](const QByteArray &frame) { seen.append(frame); });
+        QVERIFY(network.link.write(QByteArray("one")));
+        QVERIFY(network.link.write(QByteArray("two")));
+        network.link.close();
+        QVERIFY(!network.link.write(QByteArray("three")));
         QCOMPARE(seen, QList<QByteArray>({"one", "two"}));
-        link.close();
-        QVERIFY(!link.write(QByteArray("three")));
-        QCOMPARE(seen.size(), 2);
-    }
-
-    void asADeviceLink()
-    {
-        Device device;
-        CoreTelnet network;
-        DeviceLink &link = network;
-        QSignalSpy opened(&link, &DeviceLink::opened);
-        QSignalSpy received(&link, &DeviceLink::received);
-        QSignalSpy lost(&link, &DeviceLink::lost);
-        QCOMPARE(QByteArray(link.label()), QByteArray("net"));
-        QVERIFY(!link.openAt(QStringLiteral("127.0.0.1"), device.server.serverPort()));
-        QVERIFY(!link.send("too early"));
-        QVERIFY(waitFor([&] { return opened.count() == 1 && device.sockets.size() == 1; }));
-        QVERIFY(link.isOpen());
-        QVERIFY(link.send("frame"));
-        QCOMPARE(device.read(0, 5), QByteArray("frame"));
-        device.sockets.first()->write("reply");
-        QVERIFY(waitFor([&] { return received.count() == 1; }));
-        QCOMPARE(received.first().first().toByteArray(), QByteArray("reply"));
-        device.sockets.first()->close();
-        QVERIFY(waitFor([&] { return lost.count() == 1; }));
-        QVERIFY(!link.isOpen());
     }
 };
 

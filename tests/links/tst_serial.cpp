@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "links/CoreCOMQ.h"
 #include "links/LinkState.h"
+#include "support/DeclaredMethods.h"
 #include "support/Pty.h"
 #include "support/TestCase.h"
 #include "support/WaitFor.h"
@@ -16,11 +17,6 @@ using links::DeviceLink;
 
 namespace {
 
-bool openUsual(CoreCOMQ &link, const QString &port)
-{
-    return link.open(port, 57600, 8, 1, QStringLiteral("NoParity"));
-}
-
 QString settings(const CoreCOMQ &link)
 {
     const auto *port = link.findChild<QSerialPort *>();
@@ -32,10 +28,18 @@ QString settings(const CoreCOMQ &link)
         .arg(int(port->flowControl()));
 }
 
-bool send(CoreCOMQ &link, const QByteArray &frame)
+/** A link that is open at a pseudo-terminal. */
+struct Line
 {
-    return link.sendMsg(reinterpret_cast<const unsigned char *>(frame.constData()), frame.size());
-}
+    Pty pty;
+    CoreCOMQ link;
+
+    Line()
+    {
+        if (!link.openAt(pty.port(), 57600))
+            qFatal("the pseudo-terminal cannot be opened");
+    }
+};
 
 } // namespace
 
@@ -52,11 +56,8 @@ private slots:
 
     void metaObject()
     {
-        QStringList methods;
-        const QMetaObject &meta = CoreCOMQ::staticMetaObject;
-        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
-            methods.append(QString::fromLatin1(meta.method(i).methodSignature()));
-        QCOMPARE(methods, QStringList({"signalReceiveDatas(QByteArray)", "recvMsg()"}));
+        QCOMPARE(declaredMethods(CoreCOMQ::staticMetaObject),
+                 (QStringList{"signal signalReceiveDatas(QByteArray) datas", "slot recvMsg()"}));
     }
 
     void opensWithSettings_data()
@@ -100,29 +101,17 @@ private slots:
         QCOMPARE(settings(link), before);
     }
 
-    void opensTwice()
-    {
-        Pty pty;
-        CoreCOMQ link;
-        QVERIFY(openUsual(link, pty.port()));
-        QVERIFY(openUsual(link, pty.port()));
-        QVERIFY(send(link, "still here"));
-        QCOMPARE(pty.read(10), QByteArray("still here"));
-    }
-
     void otherPort()
     {
-        Pty first;
+        Line line;
         Pty second;
-        CoreCOMQ link;
-        QVERIFY(openUsual(link, first.port()));
-        QVERIFY(openUsual(link, second.port()));
-        QVERIFY(send(link, "second"));
+        QVERIFY(line.link.openAt(second.port(), 57600));
+        QVERIFY(line.link.send("second"));
         QCOMPARE(second.read(6), QByteArray("second"));
-        QVERIFY(first.readNow().isEmpty());
+        QVERIFY(line.pty.readNow().isEmpty());
         // A failed open leaves nothing open.
-        QVERIFY(!openUsual(link, QStringLiteral("no-such-port")));
-        QVERIFY(!send(link, "lost"));
+        QVERIFY(!line.link.openAt(QStringLiteral("no-such-port"), 57600));
+        QVERIFY(!line.link.send("lost"));
     }
 
     void keyAndFlag_data()
@@ -130,10 +119,7 @@ private slots:
         const tests::DataTable<QByteArray, int> rows("frame", "key");
         rows("8 bytes", QByteArray::fromHex("0001020304050607"), 0x1234);
         rows("9 bytes", QByteArray::fromHex("000102030405060708"), 0x0807);
-        rows("read model name",
-             QByteArray::fromHex("5a5ba505000000"
-                                 "03f9a5"),
-             0xF903);
+        rows("read model name", QByteArray::fromHex("5a5ba50500000003f9a5"), 0xF903);
         rows("extended", QByteArray::fromHex("5b5ba508000000ffff01790025"), 0xFFFF);
     }
 
@@ -141,38 +127,33 @@ private slots:
     {
         QFETCH(QByteArray, frame);
         QFETCH(int, key);
-        Pty pty;
-        CoreCOMQ link;
-        QVERIFY(openUsual(link, pty.port()));
+        Line line;
         currentCommandKey = 0x1234;
-        QVERIFY(send(link, frame));
+        QVERIFY(line.link.send(frame));
         QCOMPARE(int(currentCommandKey), key);
         QVERIFY(canRead);
-        QCOMPARE(pty.read(frame.size()), frame);
+        QCOMPARE(line.pty.read(frame.size()), frame);
     }
 
     /** No turn of the event loop lies between a command and its bytes on the line. */
     void writesAtOnce()
     {
-        Pty pty;
-        CoreCOMQ link;
-        QVERIFY(openUsual(link, pty.port()));
-        QVERIFY(send(link, "command"));
-        QCOMPARE(pty.readNow(), QByteArray("command"));
+        Line line;
+        QVERIFY(line.link.openAt(line.pty.port(), 57600)); // again
+        QVERIFY(line.link.send("command"));
+        QCOMPARE(line.pty.readNow(), QByteArray("command"));
     }
 
     /** Neither what was written nor what was read goes through the buffers of Qt's port, which
      * would take a turn of the event loop to report the write. */
     void needsNoTurnAfterAFrame()
     {
-        Pty pty;
-        CoreCOMQ link;
-        QVERIFY(openUsual(link, pty.port()));
-        auto *const port = link.findChild<QSerialPort *>();
+        Line line;
+        auto *const port = line.link.findChild<QSerialPort *>();
         QSignalSpy written(port, &QSerialPort::bytesWritten);
-        QSignalSpy received(&link, &CoreCOMQ::signalReceiveDatas);
-        QVERIFY(send(link, "command"));
-        pty.write("reply");
+        QSignalSpy received(&line.link, &CoreCOMQ::signalReceiveDatas);
+        QVERIFY(line.link.send("command"));
+        line.pty.write("reply");
         QVERIFY(waitFor([&] { return received.count() == 1; }));
         settle();
         QCOMPARE(written.count(), 0);
@@ -182,28 +163,28 @@ private slots:
 
     void sendsWhatTheKernelDoesNotTakeAtOnce()
     {
-        Pty pty;
-        CoreCOMQ link;
-        QVERIFY(openUsual(link, pty.port()));
+        Line line;
         QByteArray all;
         for (int i = 0; i < 100; ++i) {
             const QByteArray frame(1000, char('a' + i % 26));
-            QVERIFY(send(link, frame));
+            QVERIFY(line.link.send(frame));
             all += frame;
         }
         QByteArray received;
         QVERIFY(waitFor([&] {
-            received += pty.readNow();
+            received += line.pty.readNow();
             return received.size() >= all.size();
         }));
         QCOMPARE(received, all);
     }
 
-    /** The flag is set and the key kept even so: a time-out follows, and not a stale key. */
-    void writeToAClosedPort()
+    void closedPort()
     {
         CoreCOMQ link;
-        QVERIFY(!send(link, QByteArray::fromHex("000102030405060708")));
+        QVERIFY(!link.sendText(QStringLiteral("A00GET VER INF")));
+        QVERIFY(!canRead);
+        QVERIFY(!link.send(QByteArray::fromHex("000102030405060708")));
+        // Even so the flag is set and the key kept: a time-out follows, and not a stale key.
         QVERIFY(canRead);
         QCOMPARE(currentCommandKey, quint16(0x0807));
         link.close();
@@ -211,18 +192,17 @@ private slots:
 
     void everyChunkIsHandedOn()
     {
-        Pty pty;
-        CoreCOMQ link;
+        Line line;
         QByteArray received;
-        connect(&link, &CoreCOMQ::signalReceiveDatas, &link,
+        connect(&line.link, &CoreCOMQ::signalReceiveDatas,
                 [&](const QByteArray &datas) { received += datas; });
-        QVERIFY(openUsual(link, pty.port()));
-        for (const char *bytes : {"a", "bc", "\x00\xff\x5b"}) {
-            const int before = received.size();
-            const QByteArray chunk(bytes, bytes[0] == '\0' ? 3 : int(strlen(bytes)));
-            pty.write(chunk);
-            QVERIFY(waitFor([&] { return received.size() == before + chunk.size(); }));
-            QCOMPARE(received.mid(before), chunk);
+        QByteArray all;
+        for (const QByteArray &chunk :
+             {QByteArray("a"), QByteArray("bc"), QByteArray("\0\xff\x5b", 3)}) {
+            line.pty.write(chunk);
+            all += chunk;
+            QVERIFY(waitFor([&] { return received.size() == all.size(); }));
+            QCOMPARE(received, all);
         }
     }
 
@@ -246,34 +226,23 @@ private slots:
     {
         QFETCH(QString, text);
         QFETCH(int, sent);
-        Pty pty;
-        CoreCOMQ link;
-        QVERIFY(openUsual(link, pty.port()));
-        QVERIFY(link.sendText(text));
-        QVERIFY(send(link, "|"));
-        const QByteArray all = pty.read(sent + 1);
+        Line line;
+        QVERIFY(line.link.sendText(text));
+        QVERIFY(line.link.send("|"));
+        const QByteArray all = line.pty.read(sent + 1);
         QCOMPARE(all, text.toUtf8().left(sent) + '|');
-    }
-
-    void textCommandToAClosedPort()
-    {
-        CoreCOMQ link;
-        QVERIFY(!link.sendText(QStringLiteral("A00GET VER INF")));
-        QVERIFY(!canRead);
     }
 
     /** The notifier of a hung-up line must not keep the thread busy. */
     void masterHangsUp()
     {
-        Pty pty;
-        CoreCOMQ link;
-        QVERIFY(openUsual(link, pty.port()));
-        pty.hangUp();
-        QVERIFY(waitFor([&] { return !link.isOpen(); }));
-        QVERIFY(!send(link, "lost"));
+        Line line;
+        line.pty.hangUp();
+        QVERIFY(waitFor([&] { return !line.link.isOpen(); }));
+        QVERIFY(!line.link.send("lost"));
 
         int turns = 0;
-        connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, &link,
+        connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, &line.link,
                 [&] { ++turns; });
         QTimer quiet;
         quiet.setSingleShot(true);
@@ -284,21 +253,19 @@ private slots:
 
     void opensAgainAfterHangUp()
     {
-        Pty gone;
-        Pty pty;
-        CoreCOMQ link;
-        QVERIFY(openUsual(link, gone.port()));
-        gone.hangUp();
+        Line line;
+        Pty other;
+        line.pty.hangUp();
         // At once, before the loss has been noticed: it must not close the new port.
-        QVERIFY(openUsual(link, pty.port()));
+        QVERIFY(line.link.openAt(other.port(), 57600));
         settle();
-        QVERIFY(link.isOpen());
+        QVERIFY(line.link.isOpen());
         // The same for a device that was pulled out.
-        emit link.findChild<QSerialPort *>()->errorOccurred(QSerialPort::ResourceError);
+        emit line.link.findChild<QSerialPort *>()->errorOccurred(QSerialPort::ResourceError);
         settle();
-        QVERIFY(link.isOpen());
-        QVERIFY(send(link, "again"));
-        QCOMPARE(pty.read(5), QByteArray("again"));
+        QVERIFY(line.link.isOpen());
+        QVERIFY(line.link.send("again"));
+        QCOMPARE(other.read(5), QByteArray("again"));
     }
 
     void asADeviceLink()
