@@ -3,10 +3,18 @@
 
 #include "device-simulator/SimulatedDevice.h"
 
-#include <QByteArray>
+#include <QByteArrayList>
 #include <QStringList>
 
 #include <chrono>
+
+/** What a host asks, and the answers of a TestDevice, as hexadecimal text. */
+inline const QByteArray askProductId = "5a5ba50500000002f8a7";
+inline const QByteArray productId = "5b5ba50800000002f8485838cb";
+inline const QByteArray enterAux = "5a5ba5070000000079010124";
+inline const QByteArray accepted = "5b5ba508000000ffff00790026";
+inline const QByteArray blockAccepted = "5b5ba508000000ffff01790025";
+inline const QByteArray blockRefused = "5b5ba508000000ffff01790322";
 
 /** A device of three chips with a clock that the test controls, and its recorded trace. */
 struct TestDevice
@@ -15,11 +23,13 @@ struct TestDevice
     QStringList lines;
     SimulatedDevice device;
 
-    TestDevice()
+    explicit TestDevice(const QString &fault = {})
         : device(
               description(), [this] { return now; }, 1)
     {
         device.setTrace([this](const TraceEvent &event) { lines.append(event.line()); });
+        if (!fault.isEmpty())
+            addFault(fault);
     }
 
     static DeviceDescription description()
@@ -55,10 +65,19 @@ struct TestDevice
     /** What the device answers to `hex`, as hexadecimal text; blanks separate several answers. */
     QByteArray ask(const QByteArray &hex)
     {
-        QByteArray text;
+        QByteArrayList answers;
         for (const DeviceAnswer &answer : device.receive(QByteArray::fromHex(hex)))
-            text += (text.isEmpty() ? "" : " ") + answer.bytes.toHex();
-        return text;
+            answers += answer.bytes.toHex();
+        return answers.join(' ');
+    }
+
+    /** The answers to several questions. */
+    QByteArrayList askInTurn(const QByteArrayList &questions)
+    {
+        QByteArrayList answers;
+        for (const QByteArray &question : questions)
+            answers += ask(question);
+        return answers;
     }
 
     void addFault(const QString &text)
@@ -71,12 +90,26 @@ struct TestDevice
     }
 };
 
-/** One whole block frame for chip 1, 1; every image byte is `fill`. */
-inline QByteArray blockFrame(int number, quint8 flags, char fill, quint8 start = 0x5A)
+/** What a device, or a replay, answers, each answer with its delay in milliseconds: "5b...+16000".
+ */
+template<typename Device>
+QByteArray answersWithDelays(Device &device, const QByteArray &hex)
 {
-    QByteArray payload;
-    payload.append(char(1)).append(char(1));
-    payload.append(char(number & 0xFF)).append(char(number >> 8)).append(char(flags));
-    payload.append(QByteArray(256, fill));
-    return protocol::mcu::buildFrame(start, {}, 0x7901, payload);
+    QByteArrayList answers;
+    for (const DeviceAnswer &answer : device.receive(QByteArray::fromHex(hex)))
+        answers += answer.bytes.toHex() + '+' + QByteArray::number(qlonglong(answer.delay.count()));
+    return answers.join(' ');
+}
+
+/** The payload of a block; every image byte is `fill`. */
+inline QByteArray blockPayload(int number, int flags, char fill)
+{
+    const QByteArray chip(2, '\1');
+    return chip + char(number & 0xFF) + char(number >> 8) + char(flags) + QByteArray(256, fill);
+}
+
+/** One whole block frame for chip 1, 1, as hexadecimal text. */
+inline QByteArray blockFrame(int number, int flags, char fill)
+{
+    return protocol::mcu::buildFrame(0x5A, {}, 0x7901, blockPayload(number, flags, fill)).toHex();
 }

@@ -15,12 +15,7 @@ class TestFrames : public QObject
 private slots:
     void answersGoldenFrames_data()
     {
-        QTest::addColumn<QByteArray>("host");
-        QTest::addColumn<QByteArray>("reply");
-
-        const auto row = [](const char *name, const char *host, const char *reply) {
-            QTest::newRow(name) << QByteArray(host) << QByteArray(reply);
-        };
+        const tests::DataTable<QByteArray, QByteArray> row("host", "reply");
         row("model name", "5a5ba50500000003f9a5", "5b5ba50900000003f948582d389b");
         row("product id", "5a5ba50500000002f8a7", "5b5ba50800000002f8485838cb");
         row("virtual version", "5a5ba50500000005f9a3", "5b5ba50600000005f9079a");
@@ -37,8 +32,7 @@ private slots:
         row("set virtual version", "5a5ba5060000000579051d", "5b5ba508000000ffff05790021");
         row("write product information", "5a5ba515000000037901010643000000000000000000000000ca",
             "5b5ba50800000003790101001f");
-        row("block without enter", blockFrame(0, 0, 'x').toHex().constData(),
-            "5b5ba508000000ffff01790322");
+        row("block without enter", blockFrame(0, 0, 'x'), blockRefused);
         row("status of the host", "5b5ba508000000ffff01790025", "");
     }
 
@@ -61,37 +55,29 @@ private slots:
 
     void namesBrokenFrames_data()
     {
-        QTest::addColumn<QByteArray>("host");
-        QTest::addColumn<QByteArray>("reply");
-        QTest::addColumn<QString>("name");
-
-        const auto row = [](const char *host, const char *reply, const char *name) {
-            QTest::newRow(name) << QByteArray(host) << QByteArray(reply) << QString(name);
-        };
-        row("5a5ba50500000003f9a6", "5b5ba508000000ffff03f901a2", "wrong checksum");
-        row("5a5ca50500000003f9a4", "", "wrong first frame address byte");
-        row("5a5ba60500000003f9a4", "", "wrong second frame address byte");
-        row("5a5ba5040000", "", "length field out of range");
-        row("0d0a", "", "bytes outside of any frame");
-        row("5a5ba50500010003f9a4", "5b5ba508000000ffff03f903a0", "reserved bytes are not zero");
-        row("5b5ba50500000003f9a4", "5b5ba508000000ffff03f903a0", "wrong start byte");
-        row("5a5ba50500000077f931", "", "unknown command word");
-        row("5a5ba50600000003f90b99", "5b5ba508000000ffff03f903a0",
-            "payload of 1 bytes, must be 0");
+        const tests::DataTable<QByteArray, QByteArray> row("host", "reply");
+        row("wrong checksum", "5a5ba50500000003f9a6", "5b5ba508000000ffff03f901a2");
+        row("wrong first frame address byte", "5a5ca50500000003f9a4", "");
+        row("wrong second frame address byte", "5a5ba60500000003f9a4", "");
+        row("length field out of range", "5a5ba5040000", "");
+        row("bytes outside of any frame", "0d0a", "");
+        row("reserved bytes are not zero", "5a5ba50500010003f9a4", "5b5ba508000000ffff03f903a0");
+        row("wrong start byte", "5b5ba50500000003f9a4", "5b5ba508000000ffff03f903a0");
+        row("unknown command word", "5a5ba50500000077f931", "");
+        row("payload of 1 bytes, must be 0", "5a5ba50600000003f90b99",
+            "5b5ba508000000ffff03f903a0");
     }
 
     void namesBrokenFrames()
     {
         QFETCH(QByteArray, host);
         QFETCH(QByteArray, reply);
-        QFETCH(QString, name);
         TestDevice test;
-        QCOMPARE(test.ask(host), reply);
-        QCOMPARE(test.device.violationCount(), 1);
-        QVERIFY2(test.lines.filter(QStringLiteral("BROKEN ") + name).size() == 1,
-                 qPrintable(test.lines.join('\n')));
         // The next good frame is answered as if nothing had been.
-        QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray("5b5ba50800000002f8485838cb"));
+        QCOMPARE(test.askInTurn({host, askProductId}), (QByteArrayList{reply, productId}));
+        QCOMPARE(test.device.violationCount(), 1);
+        const QString broken = QStringLiteral("BROKEN ") + QTest::currentDataTag();
+        QVERIFY2(test.lines.filter(broken).size() == 1, qPrintable(test.lines.join('\n')));
     }
 
     void givesUpAHalfFrame()
@@ -99,76 +85,69 @@ private slots:
         TestDevice test;
         QCOMPARE(test.ask("5a5ba5050000"), QByteArray());
         test.now += std::chrono::seconds(1);
-        QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray("5b5ba50800000002f8485838cb"));
+        QCOMPARE(test.ask(askProductId), productId);
         QCOMPARE(test.device.violationCount(), 1);
     }
 
     void staysSilentForStrangers()
     {
         TestDevice test;
-        QCOMPARE(test.ask("5a5ba50700000002f905059a"), QByteArray());
         // An FPGA has a version, but neither bootcode nor product information.
-        QCOMPARE(test.ask("5a5ba50700000000f9110095"), QByteArray());
+        QCOMPARE(test.askInTurn({"5a5ba50700000002f905059a", "5a5ba50700000000f9110095"}),
+                 (QByteArrayList{"", ""}));
         QCOMPARE(test.device.violationCount(), 2);
     }
 
     void restartsAfterTheMainImage()
     {
         TestDevice test;
-        QCOMPARE(test.ask("5a5ba5070000000079000026"), QByteArray("5b5ba508000000ffff00790026"));
-        QByteArray payload(261, 'm');
-        payload.replace(0, 5, QByteArray::fromHex("0000000040"));
-        const QByteArray frame = mcu::buildFrame(0x5A, {}, 0x7901, payload);
-        QCOMPARE(test.ask(frame.toHex()), QByteArray("5b5ba508000000ffff01790025"));
+        const QByteArray payload = blockPayload(0, 0x40, 'm').replace(0, 2, QByteArray(2, '\0'));
+        const QByteArray block = mcu::buildFrame(0x5A, {}, 0x7901, payload).toHex();
+        QCOMPARE(test.askInTurn({"5a5ba5070000000079000026", block, askProductId}),
+                 (QByteArrayList{accepted, blockAccepted, ""}));
         QCOMPARE(test.device.flash(0, 0), QByteArray(256, 'm'));
-        QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray());
         test.now += std::chrono::seconds(2);
-        QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray("5b5ba50800000002f8485838cb"));
-        QCOMPARE(test.ask("5a5ba50700000002f90000a4"),
-                 QByteArray("5b5ba50a00000002f900000103009c"));
+        QCOMPARE(test.askInTurn({askProductId, "5a5ba50700000002f90000a4"}),
+                 (QByteArrayList{productId, "5b5ba50a00000002f900000103009c"}));
     }
 
     void rebootsAndReturns()
     {
         TestDevice test;
-        QCOMPARE(test.ask("5a5ba505000000027926"), QByteArray("5b5ba508000000ffff02790024"));
+        QCOMPARE(test.askInTurn({"5a5ba505000000027926", askProductId}),
+                 (QByteArrayList{"5b5ba508000000ffff02790024", ""}));
         QCOMPARE(test.device.rebootCount(), 1);
-        QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray());
         test.now += std::chrono::seconds(3);
-        QCOMPARE(test.ask("5a5ba50500000002f8a7"), QByteArray("5b5ba50800000002f8485838cb"));
+        QCOMPARE(test.ask(askProductId), productId);
     }
 
     void halfWrittenChipHasNoVersion()
     {
         TestDevice test;
-        test.ask("5a5ba5070000000079010124");
-        test.ask(blockFrame(0, 0, 'a').toHex());
+        test.askInTurn({enterAux, blockFrame(0, 0, 'a')});
         test.device.powerCycle();
         // Bootcode flag set, version 0.0.0.
-        QCOMPARE(test.ask("5a5ba50700000002f90101a2"),
-                 QByteArray("5b5ba50a00000002f901010000009e"));
-        QCOMPARE(test.ask(blockFrame(1, 0, 'a').toHex()), QByteArray("5b5ba508000000ffff01790322"));
+        QCOMPARE(test.askInTurn({"5a5ba50700000002f90101a2", blockFrame(1, 0, 'a')}),
+                 (QByteArrayList{"5b5ba50a00000002f901010000009e", blockRefused}));
     }
 
     void tracesEveryFrame()
     {
         TestDevice test;
         test.now = std::chrono::microseconds(12'345'678);
-        test.ask("5a5ba50700000002f90000a4");
-        test.ask("5a5ba5070000000079010124");
-        test.ask(blockFrame(0, 0x40, 'a').toHex());
-        QCOMPARE(test.lines.size(), 7);
-        QCOMPARE(test.lines.at(0), QStringLiteral("12.345678 host   F902 version type=0 index=0"
-                                                  " | 5a5ba50700000002f90000a4"));
-        QCOMPARE(test.lines.at(1), QStringLiteral("12.345678 device F902 version data=0000010203"
-                                                  " | 5b5ba50a00000002f900000102039a"));
-        QVERIFY(test.lines.at(4).startsWith(
-            QStringLiteral("12.345678 host   7901 block type=1 index=1 block=0 flags=40 | 5a5b")));
-        QCOMPARE(test.lines.at(5),
-                 QStringLiteral("12.345678 note   image of 'AUX' complete, 256 bytes"
-                                " with padding, version 0.0.0"));
-        QCOMPARE(test.lines.at(6), QStringLiteral("12.345678 device 7901 block status=0"
-                                                  " | 5b5ba508000000ffff01790025"));
+        const QByteArray block = blockFrame(0, 0x40, 'a');
+        test.askInTurn({"5a5ba50700000002f90000a4", enterAux, block});
+        QCOMPARE(
+            test.lines,
+            (QStringList{"12.345678 host   F902 version type=0 index=0 | 5a5ba50700000002f90000a4",
+                         "12.345678 device F902 version data=0000010203"
+                         " | 5b5ba50a00000002f900000102039a",
+                         "12.345678 host   7900 enter type=1 index=1 | " + enterAux,
+                         "12.345678 device 7900 enter status=0 | " + accepted,
+                         "12.345678 host   7901 block type=1 index=1 block=0 flags=40 | " + block,
+                         "12.345678 note   image of 'AUX' complete, 256 bytes with padding,"
+                         " version 0.0.0",
+                         "12.345678 device 7901 block status=0 | " + blockAccepted}));
     }
 };
 

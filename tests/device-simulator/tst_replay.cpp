@@ -8,19 +8,6 @@
 
 namespace tst_replay {
 
-namespace {
-
-QByteArray answersOf(ReplayDevice &device, const char *hex)
-{
-    QByteArray text;
-    for (const DeviceAnswer &answer : device.receive(QByteArray::fromHex(hex)))
-        text +=
-            answer.bytes.toHex() + '+' + QByteArray::number(qlonglong(answer.delay.count())) + ' ';
-    return text;
-}
-
-} // namespace
-
 class TestReplay : public QObject
 {
     Q_OBJECT
@@ -34,20 +21,14 @@ private slots:
         const QByteArrayList questions{"5a5ba50700000002f90000a4", "5a5ba50500000003f9a5",
                                        "5a5ba50500000002f8a7"};
         QByteArrayList answers;
-        for (const QByteArray &question : questions) {
-            QByteArray text;
-            for (const DeviceAnswer &answer :
-                 recorded.device.receive(QByteArray::fromHex(question)))
-                text += answer.bytes.toHex() + '+' +
-                        QByteArray::number(qlonglong(answer.delay.count())) + ' ';
-            answers.append(text);
-        }
+        for (const QByteArray &question : questions)
+            answers.append(answersWithDelays(recorded.device, question));
         QString error;
         auto replay = ReplayDevice::fromTrace(recorded.lines.join('\n').toUtf8() + '\n', &error);
         QVERIFY2(replay, qPrintable(error));
         for (int i = 0; i < questions.size(); ++i)
-            QCOMPARE(answersOf(*replay, questions.at(i)), answers.at(i));
-        QCOMPARE(answersOf(*replay, "5a5ba50500000005f9a3"), QByteArray());
+            QCOMPARE(answersWithDelays(*replay, questions.at(i)), answers.at(i));
+        QCOMPARE(answersWithDelays(*replay, "5a5ba50500000005f9a3"), QByteArray());
     }
 
     void takesRepetitionsInTurn()
@@ -61,20 +42,17 @@ private slots:
                                     "10.004500 device anything | 5b\n",
                                     &error);
         QVERIFY2(replay, qPrintable(error));
-        QCOMPARE(answersOf(*replay, "5a5ba50500000003f9a5"), QByteArray());
-        QCOMPARE(answersOf(*replay, "5a5ba50500000003f9a5"), QByteArray("5b+4 "));
-        QCOMPARE(answersOf(*replay, "5a5ba50500000003f9a5"), QByteArray());
+        QCOMPARE(answersWithDelays(*replay, "5a5ba50500000003f9a5"), QByteArray());
+        QCOMPARE(answersWithDelays(*replay, "5a5ba50500000003f9a5"), QByteArray("5b+4"));
+        QCOMPARE(answersWithDelays(*replay, "5a5ba50500000003f9a5"), QByteArray());
     }
 
     void namesWrongLines_data()
     {
-        QTest::addColumn<QByteArray>("trace");
-        QTest::addColumn<QString>("error");
-        QTest::newRow("no trace") << QByteArray("hello") << "line 1: is not a line of a trace";
-        QTest::newRow("odd digits")
-            << QByteArray("\n0.000001 host   x | 5a5\n0.1 y") << "line 3: is not a line of a trace";
-        QTest::newRow("answer first")
-            << QByteArray("0.000001 device x | 5b") << "line 1: answers no frame of the host";
+        const tests::DataTable<QByteArray, QString> rows("trace", "error");
+        rows("no trace", "hello", "line 1: is not a line of a trace");
+        rows("odd digits", "\n0.000001 host   x | 5a5\n0.1 y", "line 3: is not a line of a trace");
+        rows("answer first", "0.000001 device x | 5b", "line 1: answers no frame of the host");
     }
 
     void namesWrongLines()
