@@ -30,10 +30,7 @@ public:
     void addFault(const QString &text)
     {
         QString error;
-        const auto fault = Fault::parse(text, &error);
-        if (!fault)
-            qFatal("%s", qPrintable(error));
-        m_device.faults().add(*fault);
+        m_device.faults().add(Fault::parse(text, &error).value());
     }
     void setBehaviour(Behaviour behaviour) { m_behaviour = std::move(behaviour); }
     /** From then on waits end with this event. */
@@ -92,11 +89,16 @@ private:
     ms m_now{0};
 };
 
+inline DeviceDescription deviceOf(const QByteArray &json)
+{
+    QString error;
+    return DeviceDescription::fromJson(json, &error).value();
+}
+
 /** A device of a main MCU, two auxiliary MCUs and an FPGA. */
 inline DeviceDescription fourChips()
 {
-    QString error;
-    const auto description = DeviceDescription::fromJson(R"({
+    return deviceOf(R"({
         "model": "HX-8", "product_id": "HX8", "virtual_version": 7,
         "chips": [
             {"name": "MAIN", "version": "1.0.0", "upgrades_to": "1.1.0"},
@@ -104,11 +106,7 @@ inline DeviceDescription fourChips()
             {"name": "AUX", "chip_type": 1, "chip_index": 1, "version": "1.0", "upgrades_to": "1.1"},
             {"name": "FPGA", "chip_type": 17, "version": "3.1", "upgrades_to": "3.2"}],
         "aux": [{"name": "AUX", "chip_type": 1, "quantity": 2},
-                {"name": "FPGA", "chip_type": 17, "quantity": 1}]})",
-                                                         &error);
-    if (!description)
-        qFatal("%s", qPrintable(error));
-    return *description;
+                {"name": "FPGA", "chip_type": 17, "quantity": 1}]})");
 }
 
 /** All checks, the writing ones with an image of 1000 bytes. */
@@ -132,39 +130,30 @@ inline QVector<devicecheck::Result> runChecks(SimulatedChannel &channel,
     return runner.run();
 }
 
-/** The points in this state, with blanks between. */
-inline QString pointsIn(const QVector<devicecheck::Result> &results, devicecheck::State state)
+/** The points in this state, with blanks between; of one level, or of both. */
+inline QString pointsIn(const QVector<devicecheck::Result> &results, devicecheck::State state,
+                        std::optional<devicecheck::Level> level = {})
 {
     QStringList ids;
     for (const devicecheck::Result &result : results) {
-        if (result.state == state)
+        if (result.state == state && result.point->level == level.value_or(result.point->level))
             ids += QString::fromLatin1(result.point->id);
     }
     return ids.join(QLatin1Char(' '));
 }
 
-inline QString failedPoints(const QVector<devicecheck::Result> &results)
+inline QString failedPoints(const QVector<devicecheck::Result> &results,
+                            std::optional<devicecheck::Level> level = {})
 {
-    return pointsIn(results, devicecheck::State::Failed);
-}
-
-inline QString failedPoints(QVector<devicecheck::Result> results, devicecheck::Level level)
-{
-    const auto isOther = [level](const devicecheck::Result &result) {
-        return result.point->level != level;
-    };
-    results.erase(std::remove_if(results.begin(), results.end(), isOther), results.end());
-    return failedPoints(results);
+    return pointsIn(results, devicecheck::State::Failed, level);
 }
 
 inline const devicecheck::Result &resultOf(const QVector<devicecheck::Result> &results,
-                                           const QString &id)
+                                           const QByteArray &id)
 {
-    const auto found =
-        std::find_if(results.begin(), results.end(), [&id](const devicecheck::Result &result) {
-            return id == QLatin1String(result.point->id);
-        });
-    if (found == results.end())
-        qFatal("no point %s", qPrintable(id));
-    return *found;
+    for (const devicecheck::Result &result : results) {
+        if (id == result.point->id)
+            return result;
+    }
+    qFatal("no point %s", id.constData());
 }

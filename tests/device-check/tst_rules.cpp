@@ -8,66 +8,63 @@
 
 #include <QtTest>
 
-#include <memory>
+#include <utility>
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
-using devicecheck::Point;
-using devicecheck::Result;
-using devicecheck::RunSettings;
 using protocol::Reply;
 
-namespace tst_rules {
+namespace devicecheck::tst_rules {
 
 namespace {
 
+using Bytes = QByteArray;
 using Answers = QVector<DeviceAnswer>;
-using Change = std::function<QByteArray(QByteArray host)>;
+using Behaviour = SimulatedChannel::Behaviour;
+using Change = std::function<Bytes(Bytes bytes)>;
 
-quint16 wordOf(const QByteArray &frame)
+quint16 wordOf(const Bytes &frame)
 {
     return frame.size() > mcu::payloadOffset ? mcu::wordAt(frame, mcu::wordOffset) : quint16(0);
 }
 
-/** A correct device that gets other bytes than were sent. */
-SimulatedChannel::Behaviour seeing(const Change &change)
+bool isBlock(const Bytes &host)
 {
-    return [change](SimulatedDevice &device, const QByteArray &host) {
-        const QByteArray seen = change(host);
-        return seen.isEmpty() ? Answers() : device.receive(seen);
-    };
+    return wordOf(host) == command::writeBlock;
 }
 
-/** A correct device whose answers to a command are changed. */
-SimulatedChannel::Behaviour answering(quint16 word, const Change &change)
+bool isLastBlock(const Bytes &host)
 {
-    return [word, change](SimulatedDevice &device, const QByteArray &host) {
-        Answers answers = device.receive(host);
-        for (DeviceAnswer &answer : answers) {
-            if (wordOf(host) == word)
-                answer.bytes = change(answer.bytes);
-        }
-        return answers;
-    };
+    return isBlock(host) && host.at(13) == 0x40;
 }
 
-QByteArray answerOf(quint16 word, const QByteArray &data)
+int blockNumber(const Bytes &host)
+{
+    return mcu::wordAt(host, mcu::payloadOffset + 2);
+}
+
+Bytes hostFrame(quint16 word, const Bytes &data)
+{
+    return mcu::buildFrame(mcu::hostStart, {}, word, data);
+}
+
+Bytes answerOf(quint16 word, const Bytes &data)
 {
     return mcu::buildFrame(mcu::replyStart, {}, word, data);
 }
 
-QByteArray statusOf(quint16 word, quint8 status)
+Bytes statusOf(quint16 word, quint8 status)
 {
     return mcu::buildStatusFrame(mcu::replyStart, {}, word, status);
 }
 
-QByteArray dataOf(const QByteArray &frame)
+Bytes dataOf(const Bytes &frame)
 {
     return Reply(frame).payload();
 }
 
 /** The same frame with the checksum that it must have. */
-QByteArray withRightChecksum(QByteArray frame)
+Bytes withRightChecksum(Bytes frame)
 {
     if (frame.size() <= mcu::payloadOffset)
         return frame;
@@ -75,81 +72,105 @@ QByteArray withRightChecksum(QByteArray frame)
     return frame + char(0x100 - mcu::byteSum(frame));
 }
 
-/** Collects the bytes of a frame by its length field alone, without a time-out. */
-SimulatedChannel::Behaviour neverGivingUp()
+/** A correct device that gets other bytes than were sent. */
+Behaviour seeing(const Change &change)
 {
-    const auto collected = std::make_shared<QByteArray>();
-    return [collected](SimulatedDevice &device, const QByteArray &host) {
-        *collected += host;
+    return [change](SimulatedDevice &device, const Bytes &host) {
+        const Bytes seen = change(host);
+        return seen.isEmpty() ? Answers() : device.receive(seen);
+    };
+}
+
+/** A correct device but for some commands: it answers them without doing anything. */
+Behaviour pretending(const std::function<bool(const Bytes &host)> &applies, const Change &answer)
+{
+    return [applies, answer](SimulatedDevice &device, const Bytes &host) {
+        return applies(host) ? Answers{{answer(host), std::chrono::milliseconds(0)}}
+                             : device.receive(host);
+    };
+}
+
+Behaviour pretending(quint16 word, const Bytes &answer)
+{
+    return pretending([word](const Bytes &host) { return wordOf(host) == word; },
+                      [answer](const Bytes &) { return answer; });
+}
+
+/** A correct device of whose answers something else becomes. */
+Behaviour answering(const std::function<Answers(const Bytes &host, Answers answers)> &change)
+{
+    return [change](SimulatedDevice &device, const Bytes &host) {
+        return change(host, device.receive(host));
+    };
+}
+
+/** A correct device whose answers to a command are changed. */
+Behaviour changing(quint16 word, const Change &change)
+{
+    return answering([word, change](const Bytes &host, Answers answers) {
+        for (DeviceAnswer &answer : answers) {
+            if (wordOf(host) == word)
+                answer.bytes = change(answer.bytes);
+        }
+        return answers;
+    });
+}
+
+/** A correct device that sends other data in its answers to a command. */
+Behaviour changingData(quint16 word, const Change &change)
+{
+    return changing(word, [word, change](const Bytes &answer) {
+        return answerOf(word, change(dataOf(answer)));
+    });
+}
+
+/** Collects the bytes of a frame by its length field alone, without a time-out. */
+Behaviour neverGivingUp()
+{
+    return [collected = Bytes()](SimulatedDevice &device, const Bytes &host) mutable {
+        collected += host;
         Answers answers;
-        while (collected->size() > mcu::lengthOffset + 1) {
-            const int size = mcu::wordAt(*collected, mcu::lengthOffset) + mcu::uncounted;
-            if (collected->size() < size)
+        while (collected.size() > mcu::lengthOffset + 1) {
+            const int size = mcu::wordAt(collected, mcu::lengthOffset) + mcu::uncounted;
+            if (collected.size() < size)
                 break;
-            answers += device.receive(collected->left(size));
-            collected->remove(0, size);
+            answers += device.receive(collected.left(size));
+            collected.remove(0, size);
         }
         return answers;
     };
 }
 
-/** Remembers the versions that it had before the first block. */
-SimulatedChannel::Behaviour keepingItsVersion()
-{
-    return answering(command::readVersion, [](const QByteArray &answer) {
-        QByteArray data = dataOf(answer);
-        if (data.count('\0') == data.size())
-            data[2] = 1;
-        return answerOf(command::readVersion, data);
-    });
-}
-
-/** Answers a command without doing anything. */
-SimulatedChannel::Behaviour pretending(quint16 word, const QByteArray &answer)
-{
-    return [word, answer](SimulatedDevice &device, const QByteArray &host) {
-        return wordOf(host) == word ? Answers{{answer, std::chrono::milliseconds(0)}}
-                                    : device.receive(host);
-    };
-}
-
 /** Enters the update mode of chip 0, 0 by itself before each block. */
-SimulatedChannel::Behaviour alwaysInUpdateMode()
+Behaviour alwaysInUpdateMode()
 {
-    return [](SimulatedDevice &device, const QByteArray &host) {
-        if (wordOf(host) == command::writeBlock && mcu::wordAt(host, mcu::payloadOffset + 2) == 0)
-            device.receive(
-                mcu::buildFrame(mcu::hostStart, {}, command::enterUpdateMode, QByteArray(2, '\0')));
+    return [](SimulatedDevice &device, const Bytes &host) {
+        if (isBlock(host) && blockNumber(host) == 0)
+            device.receive(hostFrame(command::enterUpdateMode, Bytes(2, '\0')));
         return device.receive(host);
     };
 }
 
 /** A refused block counts as written. */
-SimulatedChannel::Behaviour acceptingBlocks(const std::function<bool(int number)> &accepts)
+Behaviour acceptingBlocks(const std::function<bool(int number)> &accepts)
 {
-    return [accepts](SimulatedDevice &device, const QByteArray &host) {
-        Answers answers = device.receive(host);
-        if (wordOf(host) == command::writeBlock &&
-            accepts(mcu::wordAt(host, mcu::payloadOffset + 2)) && !answers.isEmpty())
+    return answering([accepts](const Bytes &host, Answers answers) {
+        if (isBlock(host) && accepts(blockNumber(host)) && !answers.isEmpty())
             answers.first().bytes = statusOf(command::writeBlock, 0);
         return answers;
-    };
+    });
 }
 
 /** Erases the flash at 7900: its version and flag are those of a half-written chip. */
-SimulatedChannel::Behaviour erasingAtEnter()
+Behaviour erasingAtEnter()
 {
-    const auto isErased = std::make_shared<bool>(false);
-    return [isErased](SimulatedDevice &device, const QByteArray &host) {
-        if (wordOf(host) == command::enterUpdateMode)
-            *isErased = true;
-        if (wordOf(host) == command::writeBlock)
-            *isErased = false;
-        if (*isErased && wordOf(host) == command::readVersion)
-            return Answers{{answerOf(command::readVersion, dataOf(host) + QByteArray(3, '\0')),
-                            std::chrono::milliseconds(0)}};
-        return device.receive(host);
+    const auto isErased = [erased = false](const Bytes &host) mutable {
+        erased = wordOf(host) == command::enterUpdateMode || (erased && !isBlock(host));
+        return erased && wordOf(host) == command::readVersion;
     };
+    return pretending(isErased, [](const Bytes &host) {
+        return answerOf(command::readVersion, dataOf(host) + Bytes(3, '\0'));
+    });
 }
 
 } // namespace
@@ -158,69 +179,56 @@ SimulatedChannel::Behaviour erasingAtEnter()
 struct Breach
 {
     const char *what;
-    SimulatedChannel::Behaviour behaviour;
+    Behaviour behaviour;
     /** The points that fail, the one that it is about first. */
     const char *failed;
 };
 
 const QVector<Breach> &breaches()
 {
-    using Bytes = QByteArray;
     static const QVector<Breach> table{
         {"no answer at all", seeing([](const Bytes &) { return Bytes(); }), "answers"},
         {"F802 has the extended form",
-         answering(command::readProductId,
-                   [](const Bytes &) { return statusOf(command::readProductId, 0); }),
+         pretending(command::readProductId, statusOf(command::readProductId, 0)),
          "read-product-id back-to-back reboot"},
         {"the model is Latin-1",
-         answering(command::readModelName,
-                   [](const Bytes &) { return answerOf(command::readModelName, "M\xfc"); }),
+         changingData(command::readModelName, [](const Bytes &) { return "M\xfc"; }),
          "read-model half-written enter-again"},
         {"one version number",
-         answering(command::readVersion,
-                   [](const Bytes &answer) {
-                       return answerOf(command::readVersion, dataOf(answer).left(3));
-                   }),
+         changingData(command::readVersion, [](const Bytes &data) { return data.left(3); }),
          "read-version half-written enter-again new-version"},
         {"F900 has one byte too many",
-         answering(command::readBootcode,
-                   [](const Bytes &answer) {
-                       return answerOf(command::readBootcode, dataOf(answer) + 'x');
-                   }),
+         changingData(command::readBootcode, [](const Bytes &data) { return data + 'x'; }),
          "read-bootcode chip-echo half-written enter-again new-version"},
         {"F901 is refused",
-         answering(command::readProductInformation,
-                   [](const Bytes &) { return statusOf(command::readProductInformation, 3); }),
+         changing(command::readProductInformation,
+                  [](const Bytes &) { return statusOf(command::readProductInformation, 3); }),
          "read-information chip-echo"},
         {"the record has two bytes too many",
-         answering(command::readProductInformation,
-                   [](const Bytes &answer) {
-                       return answerOf(command::readProductInformation, dataOf(answer) + "xx");
-                   }),
+         changingData(command::readProductInformation,
+                      [](const Bytes &data) { return data + "xx"; }),
          "information-layout write-information"},
         {"the virtual version has two bytes",
-         answering(command::readVirtualVersion,
-                   [](const Bytes &) { return answerOf(command::readVirtualVersion, "12"); }),
+         changingData(command::readVirtualVersion, [](const Bytes &) { return "12"; }),
          "read-virtual-version"},
         {"the version is that of chip 0, 0",
-         answering(command::readVersion,
-                   [](const Bytes &answer) {
-                       return answerOf(command::readVersion, Bytes(2, 0) + dataOf(answer).mid(2));
-                   }),
+         changingData(command::readVersion,
+                      [](Bytes data) { return data.replace(0, 2, Bytes(2, 0)); }),
          "chip-echo"},
         {"every chip exists", seeing([](const Bytes &host) {
-             if (wordOf(host) != command::readVersion)
-                 return host;
-             return mcu::buildFrame(mcu::hostStart, {}, command::readVersion, Bytes(2, 0));
+             return wordOf(host) == command::readVersion
+                        ? hostFrame(command::readVersion, Bytes(2, 0))
+                        : host;
          }),
          "chip-echo wrong-chip"},
         {"an FPGA has bootcode information",
-         [](SimulatedDevice &device, const Bytes &host) {
-             if (wordOf(host) != command::readBootcode || host.at(mcu::payloadOffset) != 17)
-                 return device.receive(host);
-             const Bytes data = dataOf(host) + Bytes(5, 0);
-             return Answers{{answerOf(command::readBootcode, data), std::chrono::milliseconds(0)}};
-         },
+         pretending(
+             [](const Bytes &host) {
+                 return wordOf(host) == command::readBootcode && host.at(mcu::payloadOffset) == 17;
+             },
+             [](const Bytes &host) {
+                 return answerOf(command::readBootcode, dataOf(host) + Bytes(5, 0));
+             }),
          "fpga-reads"},
         {"the second auxiliary chip is missing", seeing([](const Bytes &host) {
              const bool isSecond = host.size() > 11 && dataOf(host) == Bytes("\1\1", 2);
@@ -230,12 +238,11 @@ const QVector<Breach> &breaches()
         {"a wrong checksum is not noticed", seeing(withRightChecksum),
          "wrong-checksum wrong-checksum-status block-checksum"},
         {"a wrong checksum is refused with status 3",
-         [](SimulatedDevice &device, const Bytes &host) {
-             Answers answers = device.receive(host);
+         answering([](const Bytes &host, Answers answers) {
              if (host.size() > 9 && mcu::byteSum(host) != 0 && answers.size() == 1)
                  answers.first().bytes = statusOf(wordOf(host), 3);
              return answers;
-         },
+         }),
          "wrong-checksum-status"},
         {"the address is not compared", seeing([](Bytes host) {
              return host.startsWith("\x5a\x5c\xa6")
@@ -248,12 +255,7 @@ const QVector<Breach> &breaches()
                                                     : host;
          }),
          "wrong-start"},
-        {"an unknown command is executed",
-         [](SimulatedDevice &device, const Bytes &host) {
-             if (wordOf(host) != 0xF9FE)
-                 return device.receive(host);
-             return Answers{{answerOf(0xF9FE, "x"), std::chrono::milliseconds(0)}};
-         },
+        {"an unknown command is executed", pretending(0xF9FE, answerOf(0xF9FE, "x")),
          "unknown-command"},
         {"a frame must arrive at once",
          seeing([](const Bytes &host) { return host.size() > 1 ? host : Bytes(); }),
@@ -264,16 +266,14 @@ const QVector<Breach> &breaches()
          }),
          "merged-frames"},
         {"a frame begins with its start byte or is lost",
-         [](SimulatedDevice &device, const Bytes &host) {
-             static bool isNoisy = false;
+         seeing([isNoisy = false](const Bytes &host) mutable {
              const bool wasNoisy = std::exchange(isNoisy, host.size() > 1 && host.at(0) == 0);
-             return wasNoisy || isNoisy ? Answers() : device.receive(host);
-         },
+             return wasNoisy || isNoisy ? Bytes() : host;
+         }),
          "noise"},
         {"an incomplete frame is waited for without end", neverGivingUp(),
          "noise aborted-frame wrong-length back-to-back reboot"},
-        {"no return after a reboot", seeing([](const Bytes &host) {
-             static bool isDown = false;
+        {"no return after a reboot", seeing([isDown = false](const Bytes &host) mutable {
              isDown = isDown || wordOf(host) == command::reboot;
              return isDown ? Bytes() : host;
          }),
@@ -292,74 +292,61 @@ const QVector<Breach> &breaches()
          "enter-again reboot-half-written power-off"},
         {"block 2 is always accepted", acceptingBlocks([](int number) { return number == 2; }),
          "skipped-block block-length block-checksum enter-again power-off"},
-        {"the version of an incomplete image", keepingItsVersion(), "half-written enter-again"},
+        {"the version of an incomplete image",
+         changingData(command::readVersion,
+                      [](Bytes data) {
+                          return data.count('\0') == data.size() ? data.replace(2, 1, "\1") : data;
+                      }),
+         "half-written enter-again"},
         {"a repeated block is refused",
-         [](SimulatedDevice &device, const Bytes &host) {
-             static Bytes last;
-             const bool isRepeated = wordOf(host) == command::writeBlock && host == last;
-             last = host;
-             if (!isRepeated)
-                 return device.receive(host);
-             return Answers{{statusOf(command::writeBlock, 3), std::chrono::milliseconds(0)}};
-         },
+         pretending(
+             [last = Bytes()](const Bytes &host) mutable {
+                 return std::exchange(last, host) == host && isBlock(host);
+             },
+             [](const Bytes &) { return statusOf(command::writeBlock, 3); }),
          "repeated-block"},
         {"a repeated block is answered 300 ms later",
-         [](SimulatedDevice &device, const Bytes &host) {
-             static Bytes last;
-             Answers answers = device.receive(host);
-             if (wordOf(host) == command::writeBlock && host == last && !answers.isEmpty())
+         answering([last = Bytes()](const Bytes &host, Answers answers) mutable {
+             if (std::exchange(last, host) == host && isBlock(host) && !answers.isEmpty())
                  answers.last().delay += std::chrono::milliseconds(300);
-             last = host;
              return answers;
-         },
+         }),
          "repeated-block"},
         {"short blocks are filled up", seeing([](const Bytes &host) {
-             if (wordOf(host) != command::writeBlock || dataOf(host).size() == 261)
-                 return host;
-             return mcu::buildFrame(mcu::hostStart, {}, command::writeBlock,
-                                    dataOf(host).leftJustified(261, '\0', true));
+             return isBlock(host) && dataOf(host).size() != 261
+                        ? hostFrame(command::writeBlock,
+                                    dataOf(host).leftJustified(261, '\0', true))
+                        : host;
          }),
          "block-length"},
-        {"a damaged block is written", seeing([](const Bytes &host) {
-             return wordOf(host) == command::writeBlock ? withRightChecksum(host) : host;
-         }),
+        {"a damaged block is written",
+         seeing([](const Bytes &host) { return isBlock(host) ? withRightChecksum(host) : host; }),
          "block-checksum"},
         {"7900 does not start an image again",
-         [](SimulatedDevice &device, const Bytes &host) {
-             static bool isBegun = false;
-             const bool isIgnored = isBegun && wordOf(host) == command::enterUpdateMode;
-             isBegun = wordOf(host) == command::writeBlock ||
-                       (isBegun && !isIgnored && wordOf(host) != command::reboot);
-             if (!isIgnored)
-                 return device.receive(host);
-             return Answers{{statusOf(command::enterUpdateMode, 0), std::chrono::milliseconds(0)}};
-         },
+         pretending(
+             [isBegun = false](const Bytes &host) mutable {
+                 const bool isIgnored = isBegun && wordOf(host) == command::enterUpdateMode;
+                 isBegun =
+                     isBlock(host) || (isBegun && !isIgnored && wordOf(host) != command::reboot);
+                 return isIgnored;
+             },
+             [](const Bytes &) { return statusOf(command::enterUpdateMode, 0); }),
          "skipped-block block-length block-checksum enter-again reboot-half-written power-off "
          "image"},
         {"no return after the last block",
-         [](SimulatedDevice &device, const Bytes &host) {
-             static bool isDown = false;
-             const Answers answers = isDown ? Answers() : device.receive(host);
-             isDown = isDown || (wordOf(host) == command::writeBlock && host.at(13) == 0x40);
-             return answers;
+         [isDown = false](SimulatedDevice &device, const Bytes &host) mutable {
+             return std::exchange(isDown, isDown || isLastBlock(host)) ? Answers()
+                                                                       : device.receive(host);
          },
          "back-after-image set-virtual-version write-information"},
         {"the version does not change",
-         answering(command::readVersion,
-                   [](const Bytes &answer) {
-                       Bytes data = dataOf(answer);
-                       if (data == Bytes("\0\0\1\1\0", 5))
-                           data = Bytes(5, 0);
-                       return answerOf(command::readVersion, data);
-                   }),
+         changingData(
+             command::readVersion,
+             [](const Bytes &data) { return data == Bytes("\0\0\1\1\0", 5) ? Bytes(5, 0) : data; }),
          "new-version"},
         {"the last auxiliary chip is missing in the record",
-         answering(command::readProductInformation,
-                   [](const Bytes &answer) {
-                       Bytes data = dataOf(answer);
-                       return answerOf(command::readProductInformation,
-                                       data.replace("\1\2\3AUX", "\1\3\3AUX"));
-                   }),
+         changingData(command::readProductInformation,
+                      [](Bytes data) { return data.replace("\1\2\3AUX", "\1\3\3AUX"); }),
          "numbering"},
         {"7902 restarts nothing", pretending(command::reboot, statusOf(command::reboot, 0)),
          "reboot-half-written"},
@@ -367,52 +354,37 @@ const QVector<Breach> &breaches()
          pretending(command::setVirtualVersion, statusOf(command::setVirtualVersion, 0)),
          "virtual-version-kept"},
         {"7905 is answered in the ordinary form",
-         answering(command::setVirtualVersion,
-                   [](const Bytes &) { return answerOf(command::setVirtualVersion, Bytes(1, 0)); }),
+         changingData(command::setVirtualVersion, [](const Bytes &) { return Bytes(1, 0); }),
          "set-virtual-version"},
         {"7903 is refused",
          pretending(command::writeProductInformation,
                     answerOf(command::writeProductInformation, Bytes("\0\0\3", 3))),
          "write-information"},
         {"the last block is refused",
-         [](SimulatedDevice &device, const Bytes &host) {
-             if (wordOf(host) != command::writeBlock || host.at(13) != 0x40)
-                 return device.receive(host);
-             return Answers{{statusOf(command::writeBlock, 3), std::chrono::milliseconds(0)}};
-         },
+         pretending(isLastBlock, [](const Bytes &) { return statusOf(command::writeBlock, 3); }),
          "image"},
         {"every answer comes twice",
-         [](SimulatedDevice &device, const Bytes &host) {
-             Answers answers = device.receive(host);
-             return answers + answers;
-         },
+         answering([](const Bytes &, const Answers &answers) { return answers + answers; }),
          "one-answer"},
-        {"every answer ends with a line end",
-         [](SimulatedDevice &device, const Bytes &host) {
-             Answers answers = device.receive(host);
+        {"every answer ends with a line end", answering([](const Bytes &, Answers answers) {
              for (DeviceAnswer &answer : answers)
                  answer.bytes += "\r\n";
              return answers;
-         },
+         }),
          "only-answers"},
-        {"every answer takes 2 s",
-         [](SimulatedDevice &device, const Bytes &host) {
-             Answers answers = device.receive(host);
+        {"every answer takes 2 s", answering([](const Bytes &, Answers answers) {
              for (DeviceAnswer &answer : answers)
                  answer.delay += std::chrono::seconds(2);
              return answers;
-         },
+         }),
          "answer-time"},
-        {"every answer has a gap of 500 ms",
-         [](SimulatedDevice &device, const Bytes &host) {
-             Answers answers;
-             for (const DeviceAnswer &answer : device.receive(host)) {
-                 answers.append({answer.bytes.left(4), answer.delay});
-                 answers.append(
-                     {answer.bytes.mid(4), answer.delay + std::chrono::milliseconds(500)});
-             }
-             return answers;
-         },
+        {"every answer has a gap of 500 ms", answering([](const Bytes &, const Answers &whole) {
+             Answers halves;
+             for (const auto &[bytes, delay] : whole)
+                 halves += {{bytes.left(4), delay},
+                            {bytes.mid(4), delay + std::chrono::milliseconds(500)}};
+             return halves;
+         }),
          "merged-frames repeated-block answer-gaps"},
     };
     return table;
@@ -425,9 +397,9 @@ class TestRules : public QObject
 private slots:
     void findsEachBreach_data()
     {
-        QTest::addColumn<int>("number");
+        const tests::DataTable<int> rows("number");
         for (int i = 0; i < breaches().size(); ++i)
-            QTest::newRow(breaches().at(i).what) << i;
+            rows(breaches().at(i).what, i);
     }
 
     void findsEachBreach()
@@ -445,14 +417,14 @@ private slots:
         QStringList failing{"numbering-from-zero"}; // tst_run.cpp, passesNumberedByQuantity()
         for (const Breach &breach : breaches())
             failing += QString(breach.failed).split(' ');
-        for (const Point &point : devicecheck::points())
+        for (const Point &point : points())
             QVERIFY2(failing.contains(point.id), point.id);
     }
 
     void tableIsSound()
     {
         QStringList before{""};
-        for (const Point &point : devicecheck::points()) {
+        for (const Point &point : points()) {
             QVERIFY2(before.contains(point.needs), point.id); // so it is decided before
             QVERIFY2(!before.contains(point.id), point.id);
             QVERIFY2((point.steps == nullptr) == (point.judge != nullptr), point.id);
@@ -465,6 +437,6 @@ private slots:
 
 AGENT_TEST(TestRules)
 
-} // namespace tst_rules
+} // namespace devicecheck::tst_rules
 
 #include "tst_rules.moc"

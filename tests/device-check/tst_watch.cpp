@@ -7,12 +7,9 @@
 
 #include <QtTest>
 
-using devicecheck::Exchange;
-using devicecheck::Step;
-using devicecheck::StepWatch;
-using std::chrono::milliseconds;
+namespace devicecheck::tst_watch {
 
-namespace tst_watch {
+using std::chrono::milliseconds;
 
 namespace {
 
@@ -28,11 +25,6 @@ Exchange received(const Step &step, const QString &traffic)
     return watch.exchange();
 }
 
-void addRow(const char *traffic, const char *problem)
-{
-    QTest::newRow(traffic) << QString(traffic) << QString(problem);
-}
-
 } // namespace
 
 /** The verdict on recorded bytes alone: no device, no port, no clock. */
@@ -43,84 +35,74 @@ class TestWatch : public QObject
 private slots:
     void judgesVersions_data()
     {
-        QTest::addColumn<QString>("traffic");
-        QTest::addColumn<QString>("problem");
-        const char *const silence = "no answer within 10 s";
-        addRow("1001 5b5ba50a00000002f900000100009f", "");
-        addRow("1001 5b5ba50900000002f90000010260",
-               "no answer within 10 s; received: a frame with the "
-               "checksum 60, must be 9E");
-        addRow("1001 0d0a5b5ba50900000002f90000010260",
-               "no answer within 10 s; received: a frame with the checksum 60, must be 9E");
-        addRow("1001 5b5ba50900000002f9000001029e", "");
-        addRow("1001 5b5ba509 9000 00000002f9000001029e", "");
-        addRow("11001 5b5ba50900000002f9000001029e",
-               "the answer came after 10.001 s, must be within 10 s");
-        addRow("", silence);
-        addRow("1001 5b5ba5", "no answer within 10 s; received: only the first 3 bytes of a frame: "
-                              "5b 5b a5");
-        addRow("1001 5a5ba50700000002f90000a4",
-               "no answer within 10 s; received: the host's own bytes");
-        addRow("1001 5a5ba50700000002f90000a4 1002 5b5ba50900000002f9000001029e", "");
-        addRow("1001 5b5ca60900000002f9000001029c",
-               "no answer within 10 s; received: a frame with the address 5C A6, must be 5B A5");
-        addRow("1001 5b5ba50900000003f9000001029d",
-               "no answer within 10 s; received: a frame with the command word F903, not F902");
-        addRow("1001 5b5ba50900010002f9000001029d", "the reserved bytes are 01 00, must be 00 00");
-        addRow("1001 5b5ba50800000002f9000001a1", "the answer has 3 data bytes, must have 4 to 5");
-        addRow("1001 5b5ba508000000ffff02f903a1",
-               "the answer has the extended form with status 3, must be the ordinary form");
-        addRow(
-            "1001 00112233445566778899aabbccddeeff0011",
-            "no answer within 10 s; received: 18 bytes that are not a frame: 00 11 22 33 44 55 66 "
-            "77 88 99 aa bb cc dd ee ff ...");
+        const tests::DataTable<QString> rows("problem");
+        rows("1001 5b5ba50a00000002f900000100009f", "");
+        rows("1001 5b5ba50900000002f90000010260",
+             "no answer within 10 s; received: a frame with the checksum 60, must be 9E");
+        rows("1001 0d0a5b5ba50900000002f90000010260",
+             "no answer within 10 s; received: a frame with the checksum 60, must be 9E");
+        rows("1001 5b5ba50900000002f9000001029e", "");
+        rows("1001 5b5ba509 9000 00000002f9000001029e", "");
+        rows("11001 5b5ba50900000002f9000001029e",
+             "the answer came after 10.001 s, must be within 10 s");
+        rows("", "no answer within 10 s");
+        rows("1001 5b5ba5",
+             "no answer within 10 s; received: only the first 3 bytes of a frame: 5b 5b a5");
+        rows("1001 5a5ba50700000002f90000a4",
+             "no answer within 10 s; received: the host's own bytes");
+        rows("1001 5a5ba50700000002f90000a4 1002 5b5ba50900000002f9000001029e", "");
+        rows("1001 5b5ca60900000002f9000001029c",
+             "no answer within 10 s; received: a frame with the address 5C A6, must be 5B A5");
+        rows("1001 5b5ba50900000003f9000001029d",
+             "no answer within 10 s; received: a frame with the command word F903, not F902");
+        rows("1001 5b5ba50900010002f9000001029d", "the reserved bytes are 01 00, must be 00 00");
+        rows("1001 5b5ba50800000002f9000001a1", "the answer has 3 data bytes, must have 4 to 5");
+        rows("1001 5b5ba508000000ffff02f903a1",
+             "the answer has the extended form with status 3, must be the ordinary form");
+        rows("1001 00112233445566778899aabbccddeeff0011",
+             "no answer within 10 s; received: 18 bytes that are not a frame: 00 11 22 33 44 55 66 "
+             "77 88 99 aa bb cc dd ee ff ...");
     }
 
     void judgesVersions()
     {
-        QFETCH(QString, traffic);
         QFETCH(QString, problem);
-        QCOMPARE(received(devicecheck::readVersion({0, 0}), traffic).problem, problem);
+        QCOMPARE(received(readVersion({0, 0}), QTest::currentDataTag()).problem, problem);
     }
 
     void judgesStatuses_data()
     {
-        QTest::addColumn<QString>("traffic");
-        QTest::addColumn<QString>("problem");
-        addRow("1001 5b5ba508000000ffff00790026", "");
-        addRow("1001 5b5ba508000000ffff00790125", "the status is 1, must be 0");
-        addRow("1001 5b5ba50600000000790026",
-               "the answer has the ordinary form, must be the extended "
-               "form");
-        addRow("1001 5b5ba509000000ffff0079000025", "the length is 9, must be 8");
+        const tests::DataTable<QString> rows("problem");
+        rows("1001 5b5ba508000000ffff00790026", "");
+        rows("1001 5b5ba508000000ffff00790125", "the status is 1, must be 0");
+        rows("1001 5b5ba50600000000790026",
+             "the answer has the ordinary form, must be the extended form");
+        rows("1001 5b5ba509000000ffff0079000025", "the length is 9, must be 8");
     }
 
     void judgesStatuses()
     {
-        QFETCH(QString, traffic);
         QFETCH(QString, problem);
-        QCOMPARE(received(devicecheck::enterUpdateMode({0, 0}), traffic).problem, problem);
+        QCOMPARE(received(enterUpdateMode({0, 0}), QTest::currentDataTag()).problem, problem);
     }
 
     void judgesSilence()
     {
-        const Step none =
-            devicecheck::askNothing("no chip", devicecheck::hostFrame(0xF902, "\5\5"));
+        const Step none = askNothing("no chip", hostFrame(0xF902, "\5\5"));
         QCOMPARE(received(none, "").problem, QString());
         QCOMPARE(received(none, "1001 5b5ba50900000002f9050501021e").problem, QString());
         QCOMPARE(received(none, "1001 5b5ba50900000002f90505010294").problem,
                  QStringLiteral("there is an answer, must be none"));
-        const Step refusal = devicecheck::mayAsk("no command", devicecheck::hostFrame(0xF903),
-                                                 devicecheck::refusal(0xF903));
-        QCOMPARE(received(refusal, "").problem, QString());
-        QCOMPARE(received(refusal, "1001 5b5ba508000000ffff03f903a0").problem, QString());
-        QCOMPARE(received(refusal, "1001 5b5ba508000000ffff03f900a3").problem,
+        const Step asked = mayAsk("no command", hostFrame(0xF903), refusal(0xF903));
+        QCOMPARE(received(asked, "").problem, QString());
+        QCOMPARE(received(asked, "1001 5b5ba508000000ffff03f903a0").problem, QString());
+        QCOMPARE(received(asked, "1001 5b5ba508000000ffff03f900a3").problem,
                  QStringLiteral("the command was accepted, must be refused"));
     }
 
     void judgesTwoAnswers()
     {
-        Step step = devicecheck::enterUpdateMode({0, 0});
+        Step step = enterUpdateMode({0, 0});
         step.answers.append(step.answers.first());
         step.limitBetween = milliseconds(250);
         const QString done = QStringLiteral("5b5ba508000000ffff00790026");
@@ -133,7 +115,7 @@ private slots:
 
     void measures()
     {
-        const Step step = devicecheck::readVersion({0, 0});
+        const Step step = readVersion({0, 0});
         const QString answer = QStringLiteral("5b5ba50900000002f9000001029e");
         const Exchange exchange = received(
             step, "1100 0d0a 1200 5b5ba509 1350 00000002f9000001029e 1400 " + answer + "0a");
@@ -147,14 +129,14 @@ private slots:
 
     void keepsALimitedNumberOfBytes()
     {
-        const Step step = devicecheck::readVersion({0, 0});
+        const Step step = readVersion({0, 0});
         StepWatch watch(step);
         watch.sent(step.pieces.first().bytes, milliseconds(0));
         for (int i = 0; i < 1000; ++i)
             watch.received(QByteArray(1000, 'x'), milliseconds(i));
         QCOMPARE(watch.exchange().strayBytes.size(), 65'536);
         int kept = 0;
-        for (const devicecheck::Traffic &traffic : watch.exchange().traffic)
+        for (const Traffic &traffic : watch.exchange().traffic)
             kept += traffic.isFromHost ? 0 : traffic.bytes.size();
         QCOMPARE(kept, 65'536);
     }
@@ -162,6 +144,6 @@ private slots:
 
 AGENT_TEST(TestWatch)
 
-} // namespace tst_watch
+} // namespace devicecheck::tst_watch
 
 #include "tst_watch.moc"

@@ -83,10 +83,7 @@ struct TestDevice
     void addFault(const QString &text)
     {
         QString error;
-        const auto fault = Fault::parse(text, &error);
-        if (!fault)
-            qFatal("%s", qPrintable(error));
-        device.faults().add(*fault);
+        device.faults().add(Fault::parse(text, &error).value());
     }
 };
 
