@@ -104,97 +104,80 @@ def vanish(device):
     device.hang_up()
 
 
-class TestCommandLine(unittest.TestCase):
+class Case(unittest.TestCase):
     maxDiff = None
 
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
+        self.folder = self.enterContext(tempfile.TemporaryDirectory())
 
-    def image(self, size):
-        path = os.path.join(self.folder, "image")
+    def file(self, name, content):
+        """Makes a file of bytes, or of a JSON value, and returns its path."""
+        path = os.path.join(self.folder, name)
         with open(path, "wb") as file:
-            file.write(bytes(range(256)) * (size // 256) + bytes(size % 256))
+            file.write(content if isinstance(content, bytes) else json.dumps(content).encode())
         return path
 
+
+class TestCommandLine(Case):
     def fails(self, options, status, text, advice):
-        result = run(*options)
-        self.assertEqual(
-            (result.returncode, result.stdout, result.stderr),
-            (status, "", f"device-check: error: {text}\n  {advice}\n"),
-        )
+        with self.subTest(options):
+            result = run(*options.split())
+            self.assertEqual(
+                (result.returncode, result.stdout, result.stderr),
+                (status, "", f"device-check: error: {text}\n  {advice}\n"),
+            )
 
     def test_wrong_usage(self):
+        chip = "is not TYPE,INDEX, two numbers from 0 to 255"
+        version = "is not a version like 1.2 or 1.2.3"
         for options, what in (
-            ([], "give one of --port, --connect and --simulator"),
-            (["--port", "x", "--connect", "y"], "give one of --port, --connect and --simulator"),
-            (
-                ["--port", "x", "--baud", "fast"],
-                "--baud: 'fast' is not a speed from 50 to 4000000",
-            ),
-            (["--connect", "x", "--baud", "9600"], "--baud needs --port"),
-            (["--connect", "x:0"], "--connect: 'x:0' is not HOST or HOST:PORT"),
-            (
-                ["--port", "x", "--chip", "17"],
-                "--chip: '17' is not TYPE,INDEX, two numbers from 0 to 255",
-            ),
-            (
-                ["--port", "x", "--write", "i", "--target", "1,256"],
-                "--target: '1,256' is not TYPE,INDEX, two numbers from 0 to 255",
-            ),
-            (
-                ["--port", "x", "--write", "i", "--image-version", "1"],
-                "--image-version: '1' is not a version like 1.2 or 1.2.3",
-            ),
-            (["--port", "x", "--yes"], "--yes needs --write"),
-            (["--port", "x", "--target", "1,0"], "--target needs --write"),
-            (
-                ["--simulator", "x", "--control", "y"],
-                "--control is for a simulator that runs already",
-            ),
-            (["--fram"], "unknown option '--fram'; did you mean '--frames'?"),
+            ("", "give one of --port, --connect and --simulator"),
+            ("--port x --connect y", "give one of --port, --connect and --simulator"),
+            ("--port x --baud fast", "--baud: 'fast' is not a speed from 50 to 4000000"),
+            ("--connect x --baud 9600", "--baud needs --port"),
+            ("--connect x:0", "--connect: 'x:0' is not HOST or HOST:PORT"),
+            ("--port x --chip 17", f"--chip: '17' {chip}"),
+            ("--port x --write i --target 1,256", f"--target: '1,256' {chip}"),
+            ("--port x --write i --image-version 1", f"--image-version: '1' {version}"),
+            ("--port x --yes", "--yes needs --write"),
+            ("--port x --target 1,0", "--target needs --write"),
+            ("--simulator x --control y", "--control is for a simulator that runs already"),
+            ("--fram", "unknown option '--fram'; did you mean '--frames'?"),
         ):
-            with self.subTest(options):
-                self.fails(
-                    options,
-                    USAGE,
-                    f"the command line is wrong: {what}",
-                    "See 'device-check --help'.",
-                )
+            text = f"the command line is wrong: {what}"
+            self.fails(options, USAGE, text, "See 'device-check --help'.")
 
     def test_lines_that_cannot_be_opened(self):
         advice = (
             "Check the name of the port or the address, that no other program uses it, and that "
             "you may use it: serial ports belong to the group dialout."
         )
-        text = "the line to the device cannot be opened"
         with socket.create_server(("127.0.0.1", 0)) as server:
             closed = f"127.0.0.1:{server.getsockname()[1]}"
+        missing = "No such file or directory"
         for options, what in (
-            (["--port", "/dev/ttyNone"], "/dev/ttyNone: No such file or directory"),
-            (["--connect", closed], f"{closed}: Connection refused"),
+            ("--port /dev/ttyNone", f"/dev/ttyNone: {missing}"),
+            (f"--connect {closed}", f"{closed}: Connection refused"),
             (
-                ["--simulator", "/none.json"],
-                "device-simulator: the file cannot be read: /none.json: No such file or directory",
+                "--simulator /none.json",
+                f"device-simulator: the file cannot be read: /none.json: {missing}",
             ),
         ):
-            with self.subTest(options):
-                self.fails(options, CANNOT_CONNECT, f"{text}: {what}", advice)
+            text = f"the line to the device cannot be opened: {what}"
+            self.fails(options, CANNOT_CONNECT, text, advice)
 
     def test_images(self):
-        advice = "Give an image of 513 bytes to 256 MiB, so that it has at least three blocks."
-        path = self.image(512)
+        path = self.file("image", bytes(512))
         self.fails(
-            ["--port", "x", "--write", path, "--yes"],
+            f"--port x --write {path} --yes",
             REFUSED,
             f"the image is too short or too long for the checks: {path}: 512 bytes",
-            advice,
+            "Give an image of 513 bytes to 256 MiB, so that it has at least three blocks.",
         )
         fifo = os.path.join(self.folder, "fifo")
         os.mkfifo(fifo)
         self.fails(
-            ["--port", "x", "--write", fifo, "--yes"],
+            f"--port x --write {fifo} --yes",
             FAILED,
             f"the file cannot be read: {fifo}: not an ordinary file",
             "Check its name, its rights and its content.",
@@ -202,7 +185,7 @@ class TestCommandLine(unittest.TestCase):
 
     def test_writing_is_confirmed(self):
         self.fails(
-            ["--port", "x", "--write", self.image(513)],
+            f"--port x --write {self.file('image', bytes(513))}",
             USAGE,
             "writing to the device was not confirmed",
             "Answer the question with 'yes', or give --yes where there is no terminal. "
@@ -217,10 +200,8 @@ class TestCommandLine(unittest.TestCase):
         self.assertGreater(len(points()), 40)
 
 
-class TestBrokenLines(unittest.TestCase):
+class TestBrokenLines(Case):
     """A maker's usual mistakes with a serial port."""
-
-    maxDiff = None
 
     def check(self, behave):
         device = PtyDevice(behave)
@@ -237,12 +218,8 @@ class TestBrokenLines(unittest.TestCase):
         )
         output = result.stdout
         self.assertIn(f"Device: model unknown at {port}, 57600 baud\n", output)
-        for state, count in (
-            (" FAILED ", 1),
-            ("  passed  ", 0),
-            (" not-tested ", len(points()) - 1),
-        ):
-            self.assertEqual(output.count(state), count, output)
+        counts = [output.count(state) for state in (" FAILED ", "  passed  ", " not-tested ")]
+        self.assertEqual(counts, [1, 0, len(points()) - 1], output)
 
     def test_silent(self):
         self.finds_no_device(say_nothing, "")
@@ -270,7 +247,7 @@ class TestBrokenLines(unittest.TestCase):
         )
 
 
-class TestInterrupted(unittest.TestCase):
+class TestInterrupted(Case):
     def test_report_of_what_was_done(self):
         for number in (signal.SIGINT, signal.SIGTERM):
             with socket.create_server(("127.0.0.1", 0)) as server, subprocess.Popen(
@@ -295,18 +272,12 @@ class TestInterrupted(unittest.TestCase):
             )
 
 
-class TestWholeChecks(unittest.TestCase):
+class TestWholeChecks(Case):
     """All points, with an image. Nearly all of the time is that of the waits for restarts."""
 
-    maxDiff = None
-
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-        self.image = os.path.join(self.folder, "image")
-        with open(self.image, "wb") as file:
-            file.write(os.urandom(1000))
+        super().setUp()
+        self.image = self.file("image", os.urandom(1000))
 
     def test_device_written_from_the_page(self):
         """A person answers the questions; the whole report is as expected."""
@@ -372,11 +343,9 @@ class TestWholeChecks(unittest.TestCase):
                 return shown.decode()
 
     def test_simulator(self):
-        device = os.path.join(self.folder, "device.json")
-        with open(device, "w", encoding="ascii") as file:
-            chips: list[dict] = [{"name": "MAIN", "version": "1.0.0", "upgrades_to": "1.1.0"}]
-            chips.append({"name": "FPGA", "chip_type": 17, "version": "3.1"})
-            json.dump({"model": "HX-8", "chips": chips}, file)
+        chips: list[dict] = [{"name": "MAIN", "version": "1.0.0", "upgrades_to": "1.1.0"}]
+        chips.append({"name": "FPGA", "chip_type": 17, "version": "3.1"})
+        device = self.file("device.json", {"model": "HX-8", "chips": chips})
         html = os.path.join(self.folder, "report.html")
         result = run(
             *("--simulator", device, "--chip", "17,0", "--write", self.image, "--yes"),
@@ -405,28 +374,23 @@ class TestWholeChecks(unittest.TestCase):
         self.assertNotRegex(page, r"<script|https?://|src=|@import")
 
 
-class TestRunningSimulator(unittest.TestCase):
+class TestRunningSimulator(Case):
     """A fault that a required point finds, in all three reports."""
 
-    maxDiff = None
-
     def test_report_of_a_failed_point(self):
-        with tempfile.TemporaryDirectory() as folder:
-            device = os.path.join(folder, "device.json")
-            page = os.path.join(folder, "page.html")
-            with open(device, "w", encoding="ascii") as file:
-                json.dump({"model": "<HX-8>", "chips": [{"version": "1.0.0"}]}, file)
-            with subprocess.Popen(
-                [SIMULATOR, "--device", device, "--listen", "127.0.0.1:0"]
-                + ["--fault", "bad-checksum:word=bootcode,count=once"],
-                stdout=subprocess.PIPE,
-                text=True,
-            ) as simulator:
-                address = first_line(simulator).split()[1]
-                result = run("--connect", address, "--html", page)
-                simulator.terminate()
-            with open(page, encoding="utf-8") as file:
-                html = file.read()
+        device = self.file("device.json", {"model": "<HX-8>", "chips": [{"version": "1.0.0"}]})
+        page = os.path.join(self.folder, "page.html")
+        with subprocess.Popen(
+            [SIMULATOR, "--device", device, "--listen", "127.0.0.1:0"]
+            + ["--fault", "bad-checksum:word=bootcode,count=once"],
+            stdout=subprocess.PIPE,
+            text=True,
+        ) as simulator:
+            address = first_line(simulator).split()[1]
+            result = run("--connect", address, "--html", page)
+            simulator.terminate()
+        with open(page, encoding="utf-8") as file:
+            html = file.read()
         self.assertEqual(result.returncode, NOT_PASSED, result.stdout)
         self.assertEqual(
             result.stderr,

@@ -81,7 +81,7 @@ Behaviour seeing(const Change &change)
     };
 }
 
-/** A correct device but for some commands: it answers them without doing anything. */
+/** A correct device except for some commands: it answers them without doing anything. */
 Behaviour pretending(const std::function<bool(const Bytes &host)> &applies, const Change &answer)
 {
     return [applies, answer](SimulatedDevice &device, const Bytes &host) {

@@ -6,7 +6,7 @@ import socket
 import unittest
 
 from tests.harness import frames, wait
-from tests.harness.simulatorcase import MODEL, SimulatorCase, read_bytes
+from tests.harness.simulatorcase import ASK_MODEL, SimulatorCase, read_bytes
 
 
 class TestControl(SimulatorCase):
@@ -18,8 +18,7 @@ class TestControl(SimulatorCase):
             path = os.path.join(other, given)
             with socket.socket(socket.AF_UNIX) as old:
                 old.bind(path)  # of a simulator that was killed
-            options = ("--device", device, "--pty-link", self.link, "--control", given)
-            with self.running(*options, cwd=other) as (popen, output):
+            with self.running("--device", device, "--control", given, cwd=other) as (popen, output):
                 self.assertTrue(output.readline().startswith("ready "))
                 with socket.socket(socket.AF_UNIX) as client:
                     client.settimeout(10)
@@ -30,17 +29,14 @@ class TestControl(SimulatorCase):
             self.assertFalse(os.path.lexists(path))
 
     def test_control_never_removes_a_file(self):
-        path = os.path.join(self.folder, "control")
-        with open(path, "w", encoding="ascii") as file:
-            file.write("mine")
-        link = os.path.join(self.folder, "link")
-        os.symlink("control", link)
-        os.mkfifo(os.path.join(self.folder, "fifo"))
+        path = self.file("control", b"mine")
+        os.symlink("control", os.path.join(self.folder, "link"))
+        self.fifo()
         for name in ("control", "link", "fifo", "."):
-            before = sorted(os.listdir(self.folder)) + ["d.json"]
+            before = os.listdir(self.folder) + ["d.json"]
             result = self.run_program("--control", name)
             self.assertEqual(
-                (result.returncode, result.stderr.decode()),
+                (result.returncode, result.stderr),
                 (
                     1,
                     "device-simulator: error: the control socket cannot be created: "
@@ -49,16 +45,13 @@ class TestControl(SimulatorCase):
                 ),
             )
             self.assertEqual(set(os.listdir(self.folder)), set(before))
-        with open(path, encoding="ascii") as file:
-            self.assertEqual(file.read(), "mine")
+        with open(path, "rb") as file:
+            self.assertEqual(file.read(), b"mine")
 
     def test_numbers_of_control_commands(self):
         simulator = self.start()
-        image = os.path.join(self.folder, "image")
-        with open(image, "wb"):
-            pass
-        fifo = os.path.join(self.folder, "fifo")
-        os.mkfifo(fifo)
+        image = self.file("image", b"")
+        fifo = self.fifo()
         for wrong, words in (
             (f"flash compare 256 0 {image}", "from 0 to 255"),
             (f"flash compare 0 256 {image}", "from 0 to 255"),
@@ -82,48 +75,44 @@ class TestControl(SimulatorCase):
 
     def test_control_channel(self):
         simulator = self.start()
-        fd = self.open_link()
-        simulator.control("fault add silent:word=model-name,count=once")
-        self.assertEqual(simulator.control("fault list"), "silent:word=model-name,count=once")
-        os.write(fd, frames.host(frames.MODEL_NAME))
-        self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
-        simulator.control("fault add silent")
-        simulator.control("fault clear")
-        self.assertEqual(simulator.control("fault list"), "")
-        simulator.control("link off")
-        os.write(fd, frames.host(frames.MODEL_NAME))
-        self.assertEqual(read_bytes(fd, 1, 0.2), b"")
-        lost = len(frames.host(frames.MODEL_NAME))
-        wait.until(lambda: simulator.status()["lost_bytes"] == lost, what="lost command")
-        simulator.control("link on")
-        self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
-        for wrong in ("", "fault", "fault add quiet", "link loose", "flash save", "status now"):
-            with self.assertRaisesRegex(AssertionError, "error: "):
-                simulator.control(wrong)
-        simulator.control("quit")
-        self.assertEqual(simulator.popen.wait(10), 0)
-        os.close(fd)
+        with self.host() as fd:
+            simulator.control("fault add silent:word=model-name,count=once")
+            self.assertEqual(simulator.control("fault list"), "silent:word=model-name,count=once")
+            os.write(fd, ASK_MODEL)
+            self.ask(fd)
+            simulator.control("fault add silent")
+            simulator.control("fault clear")
+            self.assertEqual(simulator.control("fault list"), "")
+            simulator.control("link off")
+            os.write(fd, ASK_MODEL)
+            self.assertEqual(read_bytes(fd, 1, 0.2), b"")
+            lost = len(ASK_MODEL)
+            wait.until(lambda: simulator.status()["lost_bytes"] == lost, what="lost command")
+            simulator.control("link on")
+            self.ask(fd)
+            for wrong in ("", "fault", "fault add quiet", "link loose", "flash save", "status now"):
+                with self.assertRaisesRegex(AssertionError, "error: "):
+                    simulator.control(wrong)
+            simulator.control("quit")
+            self.assertEqual(simulator.popen.wait(10), 0)
 
     def test_flash_is_written_compared_and_saved(self):
         simulator = self.start()
         image = bytes(range(256)) + b"end"
-        fd = self.open_link()
-        self.ask(fd, frames.host(frames.ENTER, bytes([1, 1])), frames.status(frames.ENTER, 0))
+        padded = image + b"\xff" * 253
         done = frames.status(frames.BLOCK, 0)
-        self.ask(fd, frames.block(1, 1, 0, image[:256]), done)
-        self.assertTrue(simulator.chip(1, 1)["half_written"])
-        self.ask(fd, frames.block(1, 1, 1, image[256:] + b"\xff" * 253, last=True), done)
-        os.close(fd)
+        with self.host() as fd:
+            self.ask(fd, frames.host(frames.ENTER, bytes([1, 1])), frames.status(frames.ENTER, 0))
+            self.ask(fd, frames.block(1, 1, 0, padded[:256]), done)
+            self.assertTrue(simulator.chip(1, 1)["half_written"])
+            self.ask(fd, frames.block(1, 1, 1, padded[256:], last=True), done)
 
-        path = os.path.join(self.folder, "image.bin")
-        with open(path, "wb") as file:
-            file.write(image)
+        path = self.file("image.bin", image)
         self.assertEqual(simulator.control(f"flash compare 1 1 {path}"), "equal, 259 bytes")
-        self.assertEqual(simulator.flash(1, 1), image + b"\xff" * 253)
+        self.assertEqual(simulator.flash(1, 1), padded)
         self.assertIsNone(simulator.flash(0, 0))
         self.assertEqual(simulator.chip(1, 1)["images_written"], 1)
-        with open(path, "ab") as file:
-            file.write(b"x")
+        self.file("image.bin", image + b"x")
         with self.assertRaisesRegex(AssertionError, "byte 259 is 0xff, must be 0x78"):
             simulator.control(f"flash compare 1 1 {path}")
 

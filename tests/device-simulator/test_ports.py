@@ -11,7 +11,7 @@ import tty
 import unittest
 
 from tests.harness import frames, wait
-from tests.harness.simulatorcase import MODEL, PROGRAM, SimulatorCase, read_bytes
+from tests.harness.simulatorcase import PROGRAM, SimulatorCase, read_bytes
 
 
 def state_of(pid):
@@ -26,19 +26,17 @@ class TestPorts(SimulatorCase):
         self.assertEqual(simulator.address, self.link)
         self.assertTrue(stat.S_ISCHR(os.stat(self.link).st_mode))
         for _ in range(3):  # a host may come and go
-            fd = self.open_link()
-            self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
-            os.close(fd)
+            with self.host():
+                pass
         self.assertEqual(simulator.stop(), 0)
         self.assertFalse(os.path.lexists(self.link))
 
     def test_never_replaces_a_file(self):
-        with open(self.link, "w", encoding="ascii") as file:
-            file.write("mine")
+        self.file("tty", b"mine")
         with self.assertRaisesRegex(AssertionError, "cannot make the link"):
             self.start()
-        with open(self.link, encoding="ascii") as file:
-            self.assertEqual(file.read(), "mine")
+        with open(self.link, "rb") as file:
+            self.assertEqual(file.read(), b"mine")
 
     def test_links_that_may_be_replaced(self):
         master, slave = os.openpty()
@@ -71,7 +69,7 @@ class TestPorts(SimulatorCase):
         tty.setraw(slave)
         for _ in range(2):  # the holder of the master may start another simulator
             simulator = self.start("--fd", str(master), pass_fds=(master,))
-            self.ask(slave, frames.host(frames.MODEL_NAME), MODEL)
+            self.ask(slave)
             self.assertEqual(simulator.stop(), 0)
         os.close(master)
         os.close(slave)
@@ -80,7 +78,7 @@ class TestPorts(SimulatorCase):
         mine, other = socket.socketpair()
         simulator = self.start("--fd", str(other.fileno()), pass_fds=(other.fileno(),))
         other.close()
-        self.ask(mine.fileno(), frames.host(frames.MODEL_NAME), MODEL)
+        self.ask(mine.fileno())
         mine.close()
         self.assertEqual(simulator.popen.wait(10), 0)
 
@@ -89,34 +87,30 @@ class TestPorts(SimulatorCase):
         host, port = simulator.address.rsplit(":", 1)
         for _ in range(2):
             with socket.create_connection((host, int(port)), 10) as link:
-                self.ask(link.fileno(), frames.host(frames.MODEL_NAME), MODEL)
+                self.ask(link.fileno())
 
     def test_pacing_never_answers_before_the_wire_could(self):
         self.start(options=("--baud", "57600"))
-        fd = self.open_link()
         request = frames.host(frames.ENTER, bytes(2))
         answer = frames.status(frames.ENTER, 0)
-        for _ in range(5):
-            start = time.monotonic()
-            self.ask(fd, request, answer)
-            self.assertGreaterEqual(
-                time.monotonic() - start, (len(request) + len(answer)) * 10 / 57600
-            )
-        os.close(fd)
+        least = (len(request) + len(answer)) * 10 / 57600
+        with self.host() as fd:
+            for _ in range(5):
+                start = time.monotonic()
+                self.ask(fd, request, answer)
+                self.assertGreaterEqual(time.monotonic() - start, least)
 
     def test_late_answer_is_overtaken(self):
-        self.start(faults=["late:delay=700,count=once"])
-        fd = self.open_link()
-        os.write(fd, frames.host(frames.PRODUCT_ID))
-        self.ask(fd, frames.host(frames.MODEL_NAME), MODEL)
-        late = frames.frame(frames.REPLY, frames.PRODUCT_ID, b"HX8")
-        self.assertEqual(read_bytes(fd, len(late)).hex(), late.hex())
-        os.close(fd)
+        self.start(faults=["late:word=product-id,delay=700,count=once"])
+        with self.host() as fd:
+            os.write(fd, frames.host(frames.PRODUCT_ID))
+            self.ask(fd)
+            late = frames.frame(frames.REPLY, frames.PRODUCT_ID, b"HX8")
+            self.assertEqual(read_bytes(fd, len(late)).hex(), late.hex())
 
     def test_pipes_that_never_end(self):
         """Until it is ready a signal ends it, whatever it waits for."""
-        fifo = os.path.join(self.folder, "fifo")
-        os.mkfifo(fifo)
+        fifo = self.fifo()
         device = self.device_file()
         for options in (
             ("--device", fifo),

@@ -23,6 +23,7 @@ DEVICE = {
         {"name": "AUX 1", "chip_type": 1, "chip_index": 1, "version": "2.0"},
     ],
 }
+ASK_MODEL = frames.host(frames.MODEL_NAME)
 MODEL = frames.frame(frames.REPLY, frames.MODEL_NAME, b"HX-8")
 
 
@@ -51,27 +52,42 @@ class SimulatorCase(unittest.TestCase):
         self.stack.callback(simulator.stop)
         return simulator
 
-    def open_link(self):
+    @contextlib.contextmanager
+    def host(self):
+        """A host that opens the line, reads the model, does more and closes the line."""
         fd = os.open(self.link, os.O_RDWR | os.O_NOCTTY)
-        tty.setraw(fd)
-        return fd
+        try:
+            tty.setraw(fd)
+            self.ask(fd)
+            yield fd
+        finally:
+            os.close(fd)
 
-    def ask(self, fd, request, answer):
+    def ask(self, fd, request=ASK_MODEL, answer=MODEL):
         os.write(fd, request)
         self.assertEqual(read_bytes(fd, len(answer)).hex(), answer.hex())
 
+    def file(self, name, content):
+        """Makes a file of bytes and returns its path."""
+        path = os.path.join(self.folder, name)
+        with open(path, "wb") as file:
+            file.write(content)
+        return path
+
+    def fifo(self):
+        path = os.path.join(self.folder, "fifo")
+        os.mkfifo(path)
+        return path
+
     def device_file(self):
         """The path of a device file."""
-        path = os.path.join(self.folder, "d.json")
-        with open(path, "w", encoding="ascii") as file:
-            json.dump(DEVICE, file)
-        return path
+        return self.file("d.json", json.dumps(DEVICE).encode())
 
     @contextlib.contextmanager
     def running(self, *options, cwd=None):
-        """Runs the program, and ends it if it has not ended."""
+        """Runs the program on the link, and ends it if it has not ended."""
         with subprocess.Popen(
-            [PROGRAM, *options],
+            [PROGRAM, "--pty-link", self.link, *options],
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
             text=True,
@@ -81,14 +97,20 @@ class SimulatorCase(unittest.TestCase):
             yield popen, popen.stdout
             popen.terminate()
 
-    def run_program(self, *options, stdout=subprocess.PIPE):
-        """Runs the program on a device file until it ends."""
-        device = self.device_file()
+    def run_bare(self, *options, stdout=subprocess.PIPE):
+        """Runs the program until it ends."""
         return subprocess.run(
-            [PROGRAM, "--device", device, "--pty-link", self.link, *options],
+            [PROGRAM, *options],
+            stdout=stdout,
             stderr=subprocess.PIPE,
+            text=True,
             timeout=20,
             check=False,
             cwd=self.folder,
-            stdout=stdout,
+        )
+
+    def run_program(self, *options, **more):
+        """Runs the program on a device file until it ends."""
+        return self.run_bare(
+            "--device", self.device_file(), "--pty-link", self.link, *options, **more
         )
