@@ -8,6 +8,16 @@
 
 namespace tst_reader {
 
+namespace {
+
+DeviceDescription read(const QByteArray &json)
+{
+    QString error;
+    return DeviceDescription::fromJson(json, &error).value();
+}
+
+} // namespace
+
 class TestDescription : public QObject
 {
     Q_OBJECT
@@ -15,25 +25,22 @@ class TestDescription : public QObject
 private slots:
     void readsEveryKey()
     {
-        QString error;
-        const auto device = DeviceDescription::fromJson(R"({
+        const DeviceDescription device = read(R"({
         "model": "HX-8", "product_id": "P", "virtual_version": 9,
         "restart_ms": 1, "reboot_ms": 2, "erase_ms": 3, "answer_ms": 4,
         "chips": [{"name": "AUX", "chip_type": 1, "chip_index": 2, "mcu_type": 3,
                    "pcb_version": 4, "speciality": "C", "version": "5.6", "upgrades_to": "5.7.8",
                    "bootcode": true, "bootcode_clears": false, "product_information": false}],
         "aux": [{"name": "AUX", "chip_type": 1, "quantity": 2}]
-    })",
-                                                        &error);
-        QVERIFY2(device.has_value(), qPrintable(error));
-        QCOMPARE(device->model, QByteArray("HX-8"));
-        QCOMPARE(device->productId, QByteArray("P"));
-        QCOMPARE(int(device->virtualVersion), 9);
-        QCOMPARE(device->restartTime.count(), 1);
-        QCOMPARE(device->rebootTime.count(), 2);
-        QCOMPARE(device->eraseTime.count(), 3);
-        QCOMPARE(device->answerTime.count(), 4);
-        const ChipDescription &chip = device->chips.at(0);
+    })");
+        QCOMPARE(device.model, QByteArray("HX-8"));
+        QCOMPARE(device.productId, QByteArray("P"));
+        QCOMPARE(int(device.virtualVersion), 9);
+        QCOMPARE(device.restartTime.count(), 1);
+        QCOMPARE(device.rebootTime.count(), 2);
+        QCOMPARE(device.eraseTime.count(), 3);
+        QCOMPARE(device.answerTime.count(), 4);
+        const ChipDescription &chip = device.chips.at(0);
         QCOMPARE(chip.name, QStringLiteral("AUX"));
         QCOMPARE(int(chip.chipType), 1);
         QCOMPARE(int(chip.chipIndex), 2);
@@ -43,16 +50,13 @@ private slots:
         QCOMPARE(chip.version.text(), QStringLiteral("5.6"));
         QCOMPARE(chip.upgradesTo->text(), QStringLiteral("5.7.8"));
         QVERIFY(chip.bootcode && !chip.bootcodeClears && !chip.productInformation);
-        QCOMPARE(device->auxChips.at(0).name, QByteArray("AUX"));
-        QCOMPARE(int(device->auxChips.at(0).quantity), 2);
+        QCOMPARE(device.auxChips.at(0).name, QByteArray("AUX"));
+        QCOMPARE(int(device.auxChips.at(0).quantity), 2);
     }
 
     void fillsDefaults()
     {
-        QString error;
-        const auto device = DeviceDescription::fromJson(R"({"chips": [{}]})", &error);
-        QVERIFY2(device.has_value(), qPrintable(error));
-        const ChipDescription &chip = device->chips.at(0);
+        const ChipDescription chip = read(R"({"chips": [{}]})").chips.at(0);
         QCOMPARE(int(chip.chipType), 0);
         QCOMPARE(int(chip.mcuType), 1);
         QCOMPARE(char(chip.speciality), 'A');
@@ -64,14 +68,12 @@ private slots:
     void numbersByQuantity()
     {
         const auto indices = [](const QByteArray &numbering) {
-            QString error;
-            const auto device = DeviceDescription::fromJson(
-                "{" + numbering +
-                    R"("chips": [{}, {"chip_type": 1}, {"chip_type": 2, "chip_index": 7}],
-                "aux": [{"chip_type": 1, "quantity": 3}, {"chip_type": 2, "quantity": 4}]})",
-                &error);
+            const DeviceDescription device =
+                read("{" + numbering +
+                     R"("chips": [{}, {"chip_type": 1}, {"chip_type": 2, "chip_index": 7}],
+                "aux": [{"chip_type": 1, "quantity": 3}, {"chip_type": 2, "quantity": 4}]})");
             QList<int> all;
-            for (const ChipDescription &chip : device->chips)
+            for (const ChipDescription &chip : device.chips)
                 all.append(chip.chipIndex);
             return all;
         };
@@ -82,12 +84,7 @@ private slots:
 
     void namesErrors_data()
     {
-        QTest::addColumn<QByteArray>("json");
-        QTest::addColumn<QString>("error");
-
-        const auto row = [](const char *json, const char *error) {
-            QTest::newRow(json) << QByteArray(json) << QString(error);
-        };
+        const tests::DataTable<QString> row("error");
         row("{", "not JSON: unterminated object at byte 1 (line 1)");
         row("[]", "not a JSON object");
         row("{}", "chips must name at least one chip");
@@ -116,10 +113,9 @@ private slots:
 
     void namesErrors()
     {
-        QFETCH(QByteArray, json);
         QFETCH(QString, error);
         QString message;
-        QVERIFY(!DeviceDescription::fromJson(json, &message));
+        QVERIFY(!DeviceDescription::fromJson(QTest::currentDataTag(), &message));
         QCOMPARE(message, error);
     }
 

@@ -57,7 +57,7 @@ public:
              m_sections.filter(QRegularExpression("^YCbCr 4:2:0 (Cap|Vi)")))
             y420.append({section.contains("Capability Map") ? "\r\nY420CMDB Descripter :"
                                                             : "\r\nY420VDB Descripter :",
-                         formatsIn(section)});
+                         ListedFormat::allIn(section)});
     }
 
     QString manufacturer() const { return captured(m_base, "Manufacturer: (.*)"); }
@@ -68,11 +68,9 @@ public:
         const bool baseValid = m_sumsValid.value(0);
         if (!m_base.contains("Extension blocks: "))
             return baseValid ? "DVI EDID" : "DVI EDID\rCheck sum error !";
-        if (!m_sumsValid.value(1))
-            return QString("HDMI EDID") + (baseValid ? "" : "\rBank0 check sum error !") +
-                   "\rBank1 check sum error !";
-        return baseValid ? "HDMI EDID\rcheck sum Ok !"
-                         : "HDMI EDID\rBank0 check sum error !\rBank1 check sum Ok !";
+        const QString bothValid = baseValid ? "\rcheck sum Ok !" : "\rBank1 check sum Ok !";
+        return QString("HDMI EDID") + (baseValid ? "" : "\rBank0 check sum error !") +
+               (m_sumsValid.value(1) ? bothValid : "\rBank1 check sum error !");
     }
 
     /** Identification, timings and extension. */
@@ -128,15 +126,6 @@ private:
         return timings;
     }
 
-    static QList<ListedFormat> formatsIn(const QString &text)
-    {
-        QList<ListedFormat> formats;
-        auto matches = ListedFormat::pattern().globalMatch(text);
-        while (matches.hasNext())
-            formats.append(ListedFormat::fromMatch(matches.next()));
-        return formats;
-    }
-
     /** The first section whose title begins so. */
     QString section(const QString &title) const
     {
@@ -151,7 +140,7 @@ private:
     QStringList shortVideo() const
     {
         QStringList texts;
-        for (const ListedFormat &format : formatsIn(section("Video Data Block:")))
+        for (const ListedFormat &format : ListedFormat::allIn(section("Video Data Block:")))
             texts += format.name() + (format.native ? " Native" : "");
         return texts;
     }

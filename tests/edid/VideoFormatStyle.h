@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QList>
 #include <QRegularExpression>
-#include <QString>
+#include <QStringList>
 
 /**
  * A video format as edid-decode lists it, "VIC  97:  3840x2160   60.000000 Hz  16:9 ...", and its
@@ -18,27 +19,21 @@ struct ListedFormat
     QString aspect;
     bool native = false;
 
-    static QRegularExpression pattern()
+    static QList<ListedFormat> allIn(const QString &text)
     {
-        return QRegularExpression(
+        static const QRegularExpression pattern(
             R"(VIC +(\d+): +(\d+)x(\d+)(i?) +([\d.]+) Hz +(\d+:\d+) .*MHz( \(native\))?)");
+        QList<ListedFormat> formats;
+        for (auto matches = pattern.globalMatch(text); matches.hasNext();) {
+            const auto match = matches.next();
+            formats.append({match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3),
+                            !match.captured(4).isEmpty(), match.captured(5).toDouble(),
+                            match.captured(6), !match.captured(7).isEmpty()});
+        }
+        return formats;
     }
 
-    static ListedFormat fromMatch(const QRegularExpressionMatch &match)
-    {
-        ListedFormat format;
-        format.vic = match.captured(1).toInt();
-        format.width = match.captured(2).toInt();
-        format.lines = match.captured(3);
-        format.interlaced = !match.captured(4).isEmpty();
-        format.rate = match.captured(5).toDouble();
-        format.aspect = match.captured(6);
-        format.native = !match.captured(7).isEmpty();
-        return format;
-    }
-
-    /** 720 pixels sent twice each; the formats of 1440 pixels proper are progressive, 480 or 576.
-     */
+    /** 720 pixels sent twice each; the other formats of 1440 pixels have 480 or 576 lines. */
     bool isPixelDoubled() const
     {
         return width == 1440 && (interlaced || lines == "240" || lines == "288");

@@ -104,31 +104,6 @@ private slots:
             QVERIFY2(reported(outcomeOf(realDump(name))) != reported(reference), difference.reason);
         }
     }
-
-    void namesAreTrimmed_data()
-    {
-        const tests::DataTable<QByteArray> rows("stored");
-        rows("after the name", "HX-8 Pro     ");
-        rows("before the line feed", "HX-8 Pro  \n  ");
-        rows("before the name", "  HX-8 Pro\n  ");
-        rows("at both ends", " HX-8 Pro \n  ");
-    }
-
-    /** edid-decode shows the name as it is stored; the report has it without the blanks around it.
-     */
-    void namesAreTrimmed()
-    {
-        QFETCH(QByteArray, stored);
-        constexpr int nameDescriptor = 108;
-        const QByteArray bytes =
-            DumpBuilder().set(nameDescriptor, "000000fc00" + stored.toHex()).bytes();
-        QTemporaryFile file;
-        QVERIFY(file.open() && file.write(bytes) == bytes.size() && file.flush());
-
-        const QString shown = EdidDecodeOutput(file.fileName()).productName();
-        QVERIFY2(shown != shown.trimmed(), "edid-decode shows no blanks");
-        QCOMPARE(outcomeOf(bytes).items[0], "DEL," + shown.trimmed() + ",DVI,");
-    }
 };
 
 AGENT_TEST(TestCrossCheck)

@@ -25,15 +25,14 @@ struct Run
     QString errors;
 };
 
-/** Runs the program itself. */
-Run run(const QStringList &arguments, const QByteArray &input = {})
+Run runProgram(const QString &name, const QStringList &arguments, const QByteArray &input = {})
 {
     ForkedProcess program;
     // The system's error texts are compared below.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("LC_ALL", "C");
     program.setProcessEnvironment(environment);
-    program.start(EDID_REPORT_PROGRAM, arguments);
+    program.start(name, arguments);
     program.write(input);
     program.closeWriteChannel();
     Run result;
@@ -42,6 +41,11 @@ Run run(const QStringList &arguments, const QByteArray &input = {})
     result.output = QString::fromUtf8(program.readAllStandardOutput());
     result.errors = QString::fromUtf8(program.readAllStandardError());
     return result;
+}
+
+Run run(const QStringList &arguments, const QByteArray &input = {})
+{
+    return runProgram(EDID_REPORT_PROGRAM, arguments, input);
 }
 
 const QString monitor = "v4l-sony-gdmf520-vga";
@@ -163,13 +167,10 @@ private slots:
 
     void completesFileNames()
     {
-        ForkedProcess bash;
-        bash.start("bash", {"--norc", "-c",
-                            run({"--bash-completion"}).output + "COMP_WORDS=(edid-report '" +
-                                dataPath("INDEX") +
-                                "'); COMP_CWORD=1; _edid_report; echo ${COMPREPLY[*]}"});
-        bash.waitForFinished();
-        QCOMPARE(QString::fromUtf8(bash.readAllStandardOutput()), dataPath("INDEX.md\n"));
+        const QString line = run({"--bash-completion"}).output + "COMP_WORDS=(edid-report '" +
+                             dataPath("INDEX") +
+                             "'); COMP_CWORD=1; _edid_report; echo ${COMPREPLY[*]}";
+        QCOMPARE(runProgram("bash", {"--norc", "-c", line}).output, dataPath("INDEX.md\n"));
     }
 
     void readsStandardInput()
@@ -248,17 +249,14 @@ private slots:
                                      QString("--version"), QString("--bash-completion")}) {
             // The third one is a pipe whose reader has ended.
             for (const QString output : {"> /dev/full", ">&-", ">&3"}) {
-                ForkedProcess shell;
-                shell.start("bash", {"-c", "exec 3> >(:); wait $!; exec " EDID_REPORT_PROGRAM " " +
-                                               words + " " + output});
-                QVERIFY(shell.waitForFinished());
-                QCOMPARE(shell.exitStatus(), QProcess::NormalExit);
-                QVERIFY2(shell.exitCode() == 1, qPrintable(words + output));
-                QCOMPARE(
-                    shell.readAllStandardError(),
-                    QByteArray("edid-report: error: standard output cannot be written\n  Check "
-                               "that the disk is not full "
-                               "and that the program that reads the output still runs.\n"));
+                const Run result = runProgram(
+                    "bash", {"-c", "exec 3> >(:); wait $!; exec " EDID_REPORT_PROGRAM " " + words +
+                                       " " + output});
+                QVERIFY2(result.exitCode == 1, qPrintable(words + output));
+                QCOMPARE(result.errors,
+                         "edid-report: error: standard output cannot be written\n  Check that the "
+                         "disk is not full and that the program that reads the output still "
+                         "runs.\n");
             }
         }
     }

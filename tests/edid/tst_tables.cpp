@@ -16,12 +16,9 @@ QMap<int, QString> listedNames()
     decoder.start("edid-decode", {"--list-vics"});
     decoder.waitForFinished();
     QMap<int, QString> names;
-    auto matches =
-        ListedFormat::pattern().globalMatch(QString::fromLatin1(decoder.readAllStandardOutput()));
-    while (matches.hasNext()) {
-        const ListedFormat format = ListedFormat::fromMatch(matches.next());
+    for (const ListedFormat &format :
+         ListedFormat::allIn(QString::fromLatin1(decoder.readAllStandardOutput())))
         names.insert(format.vic, format.name());
-    }
     return names;
 }
 
