@@ -30,10 +30,31 @@ struct ScriptedRun
         model = client::UpgradeModel(mcus);
     }
 
-    ScriptedRun &say(const QStringList &lines)
+    /** Each step is a line of the agent, or one of these: "40 %", the end "success" or "fail", and
+     *  "gap", where another client may have received lines; "enter A", the request for the update
+     *  mode, "begin A", the request and its answer, and "write A", all lines of an image. */
+    ScriptedRun &play(const QStringList &steps)
     {
-        for (const QString &line : lines)
-            take(Kind::Log, line);
+        for (const QString &one : steps) {
+            const QString name = '\'' + one.section(' ', 1) + '\'';
+            const QString enter = "Send 'Enter F/W Upgrade Mode' command to " + name + '.';
+            const QString entered = name + " Enter 'F/W Update Mode' success.";
+            if (one.endsWith(" %"))
+                progress(one.section(' ', 0, 0).toDouble());
+            else if (one == "success" || one == "fail")
+                take(one == "success" ? Kind::UpgradeSuccess : Kind::UpgradeFail, {});
+            else if (one == "gap")
+                model.expectGap();
+            else if (one.startsWith("enter "))
+                take(Kind::Log, enter);
+            else if (one.startsWith("begin "))
+                play({enter, entered});
+            else if (one.startsWith("write "))
+                play({enter, entered, "Erasing...", "Erase success.", "Writing...",
+                      "Write firmware " + name + " success."});
+            else
+                take(Kind::Log, one);
+        }
         return *this;
     }
 
@@ -45,31 +66,19 @@ struct ScriptedRun
         return give(reply);
     }
 
-    ScriptedRun &write(const QString &name)
+    /** Results of the MCUs with their retries, exit status, problem, and the summary. */
+    QString verdict() const
     {
-        return say({"Send 'Enter F/W Upgrade Mode' command to '" + name + "'.",
-                    "'" + name + "' Enter 'F/W Update Mode' success.", "Erasing...",
-                    "Erase success.", "Writing...", "Write firmware '" + name + "' success."});
-    }
-
-    ScriptedRun &end(bool success)
-    {
-        return take(success ? Kind::UpgradeSuccess : Kind::UpgradeFail, {});
-    }
-
-    QStringList results() const
-    {
-        QStringList names;
+        QStringList results;
         for (const client::McuState &mcu : model.mcus())
-            names += client::resultName(mcu.result);
-        return names;
+            results += client::resultName(mcu.result) +
+                       (mcu.retries == 0 ? QString() : QString(" +%1").arg(mcu.retries));
+        const client::UpgradeOutcome outcome = client::outcomeOf(model);
+        return QString("%1; %2 %3; %4")
+            .arg(results.join(", "))
+            .arg(int(outcome.exit))
+            .arg(problemRow(outcome.cause).id, outcome.summary);
     }
-
-    QString cause() const
-    {
-        return QString::fromLatin1(problemRow(client::outcomeOf(model).cause).id);
-    }
-    int exitCode() const { return int(client::outcomeOf(model).exit); }
 
     /** The text about the late answer after this time without lines. */
     QString waitAfter(ms silence) const

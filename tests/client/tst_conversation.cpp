@@ -7,14 +7,11 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 
-namespace tst_conversation {
-
-using namespace std::chrono_literals;
-using client::RunConversation;
-using client::RunRequest;
-using client::UpgradeModel;
+namespace client::tst_conversation {
 
 namespace {
+
+using namespace std::chrono_literals;
 
 const QByteArray heartbeat = "HEARTBEAT\r\n";
 const QByteArray busy = "UPGRADELOG||The device is busy upgrading.\r\n";
@@ -98,6 +95,13 @@ struct Bench
                          });
     }
 
+    /** As far as the lines of the run. */
+    void begin()
+    {
+        prepareAndStart();
+        QTRY_COMPARE(agent.requests().size(), 5);
+    }
+
     void prepareAndStart()
     {
         QObject::connect(talk.get(), &RunConversation::listed, [this] { start(); });
@@ -115,7 +119,7 @@ struct Bench
 
 } // namespace
 
-class tst_conversation : public QObject
+class TestConversation : public QObject
 {
     Q_OBJECT
 
@@ -136,19 +140,14 @@ private slots:
 
     void refuses_data()
     {
-        QTest::addColumn<QByteArray>("request");
-        QTest::addColumn<QByteArray>("reply");
-        QTest::addColumn<QStringList>("seen");
-        QTest::newRow("busy") << QByteArray("UPGRADE||") << busy << QStringList{"not started busy"};
-        QTest::newRow("no package") << QByteArray("GETFIRMWARELIST")
-                                    << QByteArray("FIRMWARELIST||Firmware file does not exist.\r\n")
-                                    << QStringList{"not started package-missing"};
-        QTest::newRow("mode") << QByteArray("UPGRADEMODE||2")
-                              << QByteArray("UPGRADELOG||ERROR:UPGRADEMODE parameter error\r\n")
-                              << QStringList{"listed M", "not started mode-refused"};
-        QTest::newRow("busy since the question")
-            << QByteArray("UPGRADE||A,1,0") << busy
-            << QStringList{"listed M", "begun", "not started busy"};
+        const tests::DataTable<QByteArray, QByteArray, QStringList> row("request", "reply", "seen");
+        row("busy", "UPGRADE||", busy, {"not started busy"});
+        row("no package", "GETFIRMWARELIST", "FIRMWARELIST||Firmware file does not exist.\r\n",
+            {"not started package-missing"});
+        row("mode", "UPGRADEMODE||2", "UPGRADELOG||ERROR:UPGRADEMODE parameter error\r\n",
+            {"listed M", "not started mode-refused"});
+        row("busy since the question", "UPGRADE||A,1,0", busy,
+            {"listed M", "begun", "not started busy"});
     }
 
     void refuses()
@@ -164,15 +163,12 @@ private slots:
 
     void aSilentAgentEndsEveryStage_data()
     {
-        QTest::addColumn<QByteArray>("request");
-        QTest::addColumn<QString>("last");
-        const QString refused = QStringLiteral("not started no-sign-of-life");
-        QTest::newRow("asking") << QByteArray("HEARTBEAT") << refused;
-        QTest::newRow("listing") << QByteArray("GETFIRMWARELIST") << refused;
-        QTest::newRow("mode") << QByteArray("UPGRADEMODE||2") << refused;
+        const tests::DataTable<QByteArray, QString> row("request", "last");
+        row("asking", "HEARTBEAT", "not started no-sign-of-life");
+        row("listing", "GETFIRMWARELIST", "not started no-sign-of-life");
+        row("mode", "UPGRADEMODE||2", "not started no-sign-of-life");
         // Heartbeats are answered, but the run is not heard of, and the device is not busy.
-        QTest::newRow("run") << QByteArray("UPGRADE||A,1,0")
-                             << QStringLiteral("not started not-started");
+        row("run", "UPGRADE||A,1,0", "not started not-started");
     }
 
     void aSilentAgentEndsEveryStage()
@@ -207,8 +203,7 @@ private slots:
     {
         Bench bench(true);
         bench.agent.setReply("VERSION", "VERSION||1.15\r\n");
-        bench.prepareAndStart();
-        QTRY_COMPARE(bench.agent.requests().size(), 5);
+        bench.begin();
         bench.agent.send(written + rebooting);
         QTRY_COMPARE(bench.seen.size(), 4);
         bench.agent.drop();
@@ -220,8 +215,7 @@ private slots:
     void reportsTheLikelyStateAfterALostConnection()
     {
         Bench bench(true);
-        bench.prepareAndStart();
-        QTRY_COMPARE(bench.agent.requests().size(), 5);
+        bench.begin();
         bench.agent.drop();
         QTRY_COMPARE(bench.seen.last(), QStringLiteral("ended 6"));
         QCOMPARE(bench.result.problem->id, ProblemId::ConnectionLost);
@@ -231,8 +225,7 @@ private slots:
     void isSilentWhenItIsDestroyed()
     {
         Bench bench;
-        bench.prepareAndStart();
-        QTRY_COMPARE(bench.agent.requests().size(), 5);
+        bench.begin();
         bench.talk.reset();
         QCOMPARE(bench.seen, (QStringList{"listed M", "begun"}));
     }
@@ -240,8 +233,7 @@ private slots:
     void isSilentOnceItIsClosed()
     {
         Bench bench;
-        bench.prepareAndStart();
-        QTRY_COMPARE(bench.agent.requests().size(), 5);
+        bench.begin();
         bench.talk->close();
         bench.agent.send(written + success);
         bench.talk->interrupt();
@@ -250,7 +242,8 @@ private slots:
     }
 };
 
-} // namespace tst_conversation
+AGENT_TEST(TestConversation)
 
-AGENT_TEST(tst_conversation::tst_conversation)
+} // namespace client::tst_conversation
+
 #include "tst_conversation.moc"

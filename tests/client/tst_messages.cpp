@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The one table of lines and causes, held against everything that the agent can say.
-#include "client/AnswerWatch.h"
 #include "client/Messages.h"
 #include "client/NetBlocks.h"
-#include "client/UpgradeModel.h"
+#include "client/ScriptedRun.h"
 #include "engine/report/EngineTexts.h"
 #include "engine/steps/StepTable.h"
 #include "netupgrade/NetTexts.h"
@@ -16,37 +15,12 @@
 #include "upload/UploadTexts.h"
 
 #include <QFile>
-#include <QMap>
 #include <QRegularExpression>
-#include <QSet>
-#include <QTest>
 
-#include <algorithm>
+namespace client::tst_messages {
 
-namespace tst_messages {
-
-namespace appStatus = protocol::appStatus;
-namespace buildtext = package::buildtext;
-namespace consoletext = protocol::consoletext;
 namespace nettext = netupgrade::nettext;
-namespace signtext = signing::signtext;
-namespace text = engine::text;
 namespace uploadText = upload::uploadText;
-namespace versiontext = planning::versiontext;
-using client::adviceOf;
-using client::AgentReply;
-using client::AnswerWatch;
-using client::LineEvent;
-using client::LineMeaning;
-using client::lineOf;
-using client::McuResult;
-using client::meaningOf;
-using client::MessageRow;
-using client::messageTable;
-using client::problemOfBlockStatus;
-using client::UpgradeModel;
-using engine::stepTable;
-using engine::Transition;
 using protocol::WireText;
 
 namespace {
@@ -69,7 +43,7 @@ QStringList linesOf(const QStringList &texts)
 QStringList stepTexts()
 {
     QStringList texts;
-    for (const Transition &line : stepTable())
+    for (const engine::Transition &line : engine::stepTable())
         texts += QString::fromLatin1(line.text);
     texts.removeAll(QString());
     return texts;
@@ -86,13 +60,7 @@ QStringList textsOf(const WireText (&table)[count])
 
 QStringList engineTexts()
 {
-    return textsOf(text::all) + QStringList{protocol::key::connectFail};
-}
-
-/** The words of the uploader that leave it as messages. */
-QStringList uploaderTexts()
-{
-    return {uploadText::success, uploadText::fail, uploadText::retry};
+    return textsOf(engine::text::all) + QStringList{protocol::key::connectFail};
 }
 
 QStringList netTexts()
@@ -108,7 +76,7 @@ QStringList netTexts()
 QStringList serverTexts()
 {
     QStringList texts;
-    for (const QString &text : textsOf(consoletext::all))
+    for (const QString &text : textsOf(protocol::consoletext::all))
         if (text.startsWith("UPGRADELOG||") && text != "UPGRADELOG||")
             texts += text.mid(12).remove("\r\n");
     texts.replaceInStrings(QRegularExpression(" $"), " %1");
@@ -120,11 +88,12 @@ QMap<QString, QStringList> allTexts()
     return {
         {"engine", engineTexts()},
         {"steps", stepTexts()},
-        {"uploader", uploaderTexts()},
+        // The words that leave the uploader as messages.
+        {"uploader", {uploadText::success, uploadText::fail, uploadText::retry}},
         {"net", netTexts()},
-        {"decisions", textsOf(versiontext::all)},
-        {"building", textsOf(buildtext::all)},
-        {"signatures", textsOf(signtext::all)},
+        {"decisions", textsOf(planning::versiontext::all)},
+        {"building", textsOf(package::buildtext::all)},
+        {"signatures", textsOf(signing::signtext::all)},
         {"server", serverTexts()},
     };
 }
@@ -143,23 +112,13 @@ QString filledIn(QString text)
     return text.replace(place, "\\1");
 }
 
-AgentReply logOf(const QString &line)
-{
-    AgentReply reply;
-    reply.kind = AgentReply::Kind::Log;
-    reply.text = line;
-    return reply;
-}
-
 /** The state that a line gives to the current chip, in the words of
  *  docs/reference/console-protocol.md; empty when its turn continues, or ends without a line. */
 QString endOfTurn(const QString &text)
 {
     const QString name = text.contains("'%4'") ? "4" : "1";
-    UpgradeModel model({{name, 0, 0, {}}});
-    model.take(logOf("Send 'Enter F/W Upgrade Mode' command to '" + name + "'."), {});
-    model.take(logOf(filledIn(text)), {});
-    switch (model.mcus().first().result) {
+    const ScriptedRun run = ScriptedRun({name}).play({"enter " + name, filledIn(text)});
+    switch (run.model.mcus().first().result) {
     case McuResult::Updated:
         return "updated";
     case McuResult::Current:
@@ -174,20 +133,28 @@ QString endOfTurn(const QString &text)
     }
 }
 
+/** What the two groups of a pattern capture in each line of a text that it matches. */
+QVector<QPair<QString, QString>> pairsIn(const QString &text, const QString &pattern)
+{
+    QVector<QPair<QString, QString>> pairs;
+    const QRegularExpression line(pattern, QRegularExpression::MultilineOption);
+    auto matches = line.globalMatch(text);
+    while (matches.hasNext()) {
+        const auto match = matches.next();
+        pairs.append({match.captured(1), match.captured(2)});
+    }
+    return pairs;
+}
+
 /** The page's table: the line, and what it makes of the chip. */
 QMap<QString, QString> endsOfTurnOnThePage()
 {
     const QString section = sourceOf("docs/reference/console-protocol.md")
                                 .section("### The end of a chip's turn\n", 1)
                                 .section("\n### ", 0, 0);
-    static const QRegularExpression row(R"(^\| `([^`]+)` \| ([a-z ]+) \| .*\|$)",
-                                        QRegularExpression::MultilineOption);
     QMap<QString, QString> ends;
-    auto matches = row.globalMatch(section);
-    while (matches.hasNext()) {
-        const auto match = matches.next();
-        ends[match.captured(1)] = match.captured(2);
-    }
+    for (const auto &[line, end] : pairsIn(section, R"(^\| `([^`]+)` \| ([a-z ]+) \| .*\|$)"))
+        ends[line] = end;
     return ends;
 }
 
@@ -195,16 +162,13 @@ QMap<QString, QString> endsOfTurnOnThePage()
  *  that of the line with a cause. */
 QMap<QString, QString> idsOnThePage(const QMap<QString, QString> &wanted)
 {
-    static const QRegularExpression row(R"(^\| `.*\| ([^|]+) \| (`[^|]+`) \|$)",
-                                        QRegularExpression::MultilineOption);
     QMap<QString, QString> found;
-    auto matches = row.globalMatch(sourceOf("docs/reference/messages.md"));
-    while (matches.hasNext()) {
-        const auto match = matches.next();
-        const QStringList ids = match.captured(2).remove('`').split(", ");
-        const QString advice = match.captured(1);
-        const bool isKnown = std::any_of(
-            ids.begin(), ids.end(), [&](const QString &id) { return wanted.value(id) == advice; });
+    for (const auto &[advice, cell] :
+         pairsIn(sourceOf("docs/reference/messages.md"), R"(^\| `.*\| ([^|]+) \| (`[^|]+`) \|$)")) {
+        const QStringList ids = QString(cell).remove('`').split(", ");
+        bool isKnown = false;
+        for (const QString &id : ids)
+            isKnown = isKnown || wanted.value(id) == advice;
         for (const QString &id : ids)
             found[id] = isKnown && ids.size() > 1 ? wanted.value(id) : advice;
     }
@@ -227,25 +191,17 @@ private slots:
         QVERIFY(stepTexts().size() > 45);
     }
 
-    void everyTextHasARow()
-    {
-        const auto texts = allTexts();
-        for (auto source = texts.begin(); source != texts.end(); ++source) {
-            for (const QString &line : linesOf(*source)) {
-                const LineMeaning meaning = meaningOf(filledIn(line));
-                QVERIFY2(meaning.event != LineEvent::Unknown,
-                         qPrintable(source.key() + ": " + line));
-            }
-        }
-    }
-
-    void everyRowHasAText()
+    /** Every text has a row, and every row a text. */
+    void textsAndRows()
     {
         QSet<QString> shapes;
         const auto texts = allTexts();
-        for (const QStringList &source : texts)
-            for (const QString &line : linesOf(source))
+        for (const QStringList &source : texts) {
+            for (const QString &line : linesOf(source)) {
                 shapes += shapeOf(line);
+                QVERIFY2(meaningOf(filledIn(line)).event != LineEvent::Unknown, qPrintable(line));
+            }
+        }
         for (const MessageRow &row : messageTable())
             QVERIFY2(shapes.contains(shapeOf(lineOf(row))), row.text);
     }
@@ -277,26 +233,21 @@ private slots:
 
     void everyStatusOfTheEngineHasACause()
     {
-        const QStringList statuses = textsOf(appStatus::all);
+        const QStringList statuses = textsOf(protocol::appStatus::all);
         QVERIFY(statuses.size() >= 6);
-        for (const QString &status : statuses) {
-            bool isKnown = false;
-            for (const ProblemRow &row : problemTable())
-                isKnown =
-                    isKnown || QString::fromLatin1(row.engineStatus).split(' ').contains(status);
-            QVERIFY2(isKnown, qPrintable(status));
-        }
+        QStringList known;
+        for (const ProblemRow &row : problemTable())
+            known += QString::fromLatin1(row.engineStatus).split(' ');
+        for (const QString &status : statuses)
+            QVERIFY2(known.contains(status), qPrintable(status));
     }
 
     void everyStatusOfAnAnswerHasACause()
     {
-        static const QRegularExpression constant(R"(constexpr quint8 (\w+) = (\d+);)");
         QMap<QString, ProblemId> causes;
-        auto matches = constant.globalMatch(sourceOf("src/protocol/Statuses.h"));
-        while (matches.hasNext()) {
-            const auto match = matches.next();
-            causes[match.captured(1)] = problemOfBlockStatus(quint8(match.captured(2).toInt()));
-        }
+        for (const auto &[name, value] :
+             pairsIn(sourceOf("src/protocol/Statuses.h"), R"(constexpr quint8 (\w+) = (\d+);)"))
+            causes[name] = problemOfBlockStatus(quint8(value.toInt()));
         const QMap<QString, ProblemId> wanted = {{"done", ProblemId::None},
                                                  {"checksumError", ProblemId::BlockDamaged},
                                                  {"refused", ProblemId::BlockRefused}};
@@ -347,7 +298,7 @@ private slots:
         // Only about an image that is sent block by block, outside of a run.
         QCOMPARE(wanted.take("NET package checksum error."), QString("failed"));
         // The program waits for the end of the run before it judges these.
-        wanted[text::noImage] = "failed";
+        wanted[engine::text::noImage] = "failed";
         const QMap<QString, QString> page = endsOfTurnOnThePage();
         for (auto end = page.begin(); end != page.end(); ++end)
             QVERIFY2(lines.contains(end.key()), qPrintable(end.key()));
@@ -362,30 +313,28 @@ private slots:
             return QString::number(double(time.count()) / 1000.0);
         };
         const QString page = sourceOf("docs/reference/console-protocol.md");
-        AnswerWatch watch;
+        ScriptedRun run({"1"});
+        const AnswerWatch &watch = run.watch;
         QVERIFY(page.contains("send a `HEARTBEAT` after " + seconds(watch.heartbeatAfter()) +
                               " s without any byte"));
-        watch.take(logOf("Write firmware '1' success."), {});
+        run.play({"Write firmware '1' success."});
         QVERIFY(page.contains("After `Write firmware '%1' success.` wait " +
                               seconds(watch.heartbeatAfter()) + " s:"));
     }
 
     void values_data()
     {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<QStringList>("values");
-        QTest::newRow("two-part version")
-            << "Read 'AUX' version success, version is V1.2" << QStringList({"AUX", "1", "2"});
-        QTest::newRow("three-part version") << "Read 'AUX' version success, version is V1.2.3"
-                                            << QStringList({"AUX", "1", "2", "3"});
-        QTest::newRow("name with a quote")
-            << "Write firmware 'A'B' success." << QStringList({"A'B"});
-        QTest::newRow("name with a percent sign") << "'%1' F/W Update fail." << QStringList({"%1"});
-        QTest::newRow("empty name") << "'' F/W Update fail." << QStringList({""});
-        QTest::newRow("decision")
-            << "Firmware version V1.2.3 greater than the 'X' version V4.5.6, will upgrade."
-            << QStringList({"1", "2", "3", "X", "4", "5", "6"});
-        QTest::newRow("keyed") << "READPI||Read bootcode information of 'X'." << QStringList({"X"});
+        const tests::DataTable<QString, QStringList> row("line", "values");
+        row("two-part version", "Read 'AUX' version success, version is V1.2", {"AUX", "1", "2"});
+        row("three-part version", "Read 'AUX' version success, version is V1.2.3",
+            {"AUX", "1", "2", "3"});
+        row("name with a quote", "Write firmware 'A'B' success.", {"A'B"});
+        row("name with a percent sign", "'%1' F/W Update fail.", {"%1"});
+        row("empty name", "'' F/W Update fail.", {""});
+        row("decision",
+            "Firmware version V1.2.3 greater than the 'X' version V4.5.6, will upgrade.",
+            {"1", "2", "3", "X", "4", "5", "6"});
+        row("keyed", "READPI||Read bootcode information of 'X'.", {"X"});
     }
 
     void values()
@@ -404,6 +353,6 @@ private slots:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestMessages)
 
-} // namespace tst_messages
+} // namespace client::tst_messages
 
 #include "tst_messages.moc"

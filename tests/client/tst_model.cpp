@@ -3,41 +3,44 @@
 #include "client/UpgradeRows.h"
 #include "support/TestCase.h"
 
-#include <QTest>
-
-namespace tst_model {
-
-using client::AgentReply;
-using client::chosenRows;
-using client::likelyState;
-using client::McuPhase;
-using client::McuState;
-using client::outcomeOf;
-using client::packageRows;
-using client::requestedRows;
-using client::RunPhase;
-using client::TimeLeft;
-using client::UpgradeModel;
-using client::UpgradeRows;
-using package::PackageDescription;
-using package::parseDescription;
+namespace client::tst_model {
 
 namespace {
 
 using namespace std::chrono_literals;
-using Kind = AgentReply::Kind;
-using ms = std::chrono::milliseconds;
-
 using Run = ScriptedRun;
 
-constexpr int done = 0;
-constexpr int failed = 1;
-constexpr int nothing = 3;
-constexpr int unseen = 6;
+const QString rowRefused = "Chip type or chip index error.";
+const QString netStarted = "Start to upgrade NET firmware.";
+const QString rebooting = "Send reboot command.";
 
 QString equalLine(const QString &name)
 {
     return "Firmware version V1.0.0 equal to the '" + name + "' version V1.0.0, will not upgrade.";
+}
+
+QString greaterLine(const QString &name)
+{
+    return "Firmware version V1.1.0 greater than the '" + name + "' version V1.0.0, will upgrade.";
+}
+
+/** The request for the update mode is refused. */
+QStringList refusedEntry(const QString &name, const QString &end)
+{
+    return {"enter " + name, "'" + name + "' Enter F/W Update Mode fail" + end};
+}
+
+/** Another client may receive the lines between these. */
+QStringList withGaps(const QStringList &steps)
+{
+    return QString("gap|" + steps.join("|gap|")).split('|');
+}
+
+QVector<WantedMcu> threeImages()
+{
+    return {{"MAIN", 0, 0, "2.0.0", 25'600, false},
+            {"AUX", 1, 0, "2.0.0", 102'400, false},
+            {"KEY", 2, 0, "2.0.0", 51'200, false}};
 }
 
 } // namespace
@@ -56,15 +59,13 @@ private slots:
             QVERIFY(run.model.percent() >= last && run.model.percent() <= 100.0);
             last = run.model.percent();
         }
-        QCOMPARE(run.end(true).model.percent(), 100.0);
+        QCOMPARE(run.play({"success"}).model.percent(), 100.0);
     }
 
     void percentOfOneMcu()
     {
         Run run({"A", "B", "C", "D"});
-        run.say({equalLine("A"), equalLine("B"), "Send 'Enter F/W Upgrade Mode' command to 'C'.",
-                 "'C' Enter 'F/W Update Mode' success."});
-        run.progress(50).progress(62.5);
+        run.play({equalLine("A"), equalLine("B"), "begin C", "50 %", "62.5 %"});
         QCOMPARE(run.model.mcus().at(2).percent, 50.0);
         QCOMPARE(run.model.mcus().at(2).blocks, 1);
     }
@@ -72,109 +73,96 @@ private slots:
     /** The device has gone silent in each step of a run: what is waited for, and to the end. */
     void waits()
     {
+        struct Silence
+        {
+            QStringList steps;
+            std::chrono::seconds time;
+            QString text;
+        };
+        const auto answer = [](const char *limitAndTry, const char *end) {
+            return QString("waiting for an answer, %1, gives up in %2").arg(limitAndTry, end);
+        };
+        const QString retryOfEntry = "'A' Enter F/W Update Mode fail, retry 1.";
+        const QVector<Silence> silences{
+            {{}, 9s, {}},
+            {{"Read model name."}, 2s, {}}, // too short to be shown
+            {{}, 4s, answer("4 s of 10, try 1 of 3", "0:26")},
+            {{"Read model name fail, retry 2."}, 4s, answer("4 s of 10, try 3 of 3", "0:06")},
+            {{"Read bootcode information of 'A'."}, 3s, answer("3 s of 10, try 1 of 3", "0:27")},
+            // The agent repeats the line of a request with the request.
+            {{"Read the bootcode information of 'A' fail, retry 1.",
+              "Read bootcode information of 'A'."},
+             3s,
+             answer("3 s of 10, try 2 of 3", "0:17")},
+            {{"Read bootcode information of 'B'."}, 3s, answer("3 s of 10, try 1 of 3", "0:27")},
+            {{"enter A"}, 12s, answer("12 s of 30, try 1 of 9", "4:18")},
+            {{"begin A", "20 %"}, 5s, answer("5 s of 15, try 1 of 9", "3:40")},
+            {{"F/W update timeout, retry 2."}, 5s, answer("5 s of 15, try 3 of 9", "3:10")},
+            {{"'A' F/W update fail, retry 1.", "enter A"},
+             12s,
+             answer("12 s of 30, try 4 of 9", "2:48")},
+            {{retryOfEntry}, 12s, answer("12 s of 30, try 5 of 9", "2:18")},
+            {{"'A' F/W update fail, retry 2.", "begin A", "Erasing...", "40 %"},
+             15s,
+             answer("15 s of 15, try 7 of 9", "0:30")},
+            // Only the wait for the last block takes this long.
+            {{}, 20s, answer("20 s of 30, try 7 of 9", "0:40")},
+            {{"Write firmware 'A' success.", "The Main MCU is restarting, please wait."},
+             12s,
+             "waiting for the restart, 12 s of 40, gives up in 0:28"},
+            {{"Upgrade Main MCU success."}, 5s, {}},
+            {{rebooting, "Start to reboot, please wait."}, 9s, {}},
+            {{}, 14s, "waiting for the restart, 14 s of 40, gives up in 0:26"},
+            {{}, 75s, "no message for 75 s"},
+            {{"success"}, 4s, {}},
+        };
         Run run({"A", "B"});
-        QCOMPARE(run.waitAfter(9s), QString());
-        run.say({"Read model name."});
-        QCOMPARE(run.waitAfter(2s), QString()); // too short to be shown
-        QCOMPARE(run.waitAfter(4s),
-                 QString("waiting for an answer, 4 s of 10, try 1 of 3, gives up in 0:26"));
-        run.say({"Read model name fail, retry 2."});
-        QCOMPARE(run.waitAfter(4s),
-                 QString("waiting for an answer, 4 s of 10, try 3 of 3, gives up in 0:06"));
-        run.say({"Read bootcode information of 'A'."});
-        QCOMPARE(run.waitAfter(3s),
-                 QString("waiting for an answer, 3 s of 10, try 1 of 3, gives up in 0:27"));
-        // The agent repeats the line of a request with the request.
-        run.say({"Read the bootcode information of 'A' fail, retry 1.",
-                 "Read bootcode information of 'A'."});
-        QCOMPARE(run.waitAfter(3s),
-                 QString("waiting for an answer, 3 s of 10, try 2 of 3, gives up in 0:17"));
-        run.say({"Read bootcode information of 'B'."});
-        QCOMPARE(run.waitAfter(3s),
-                 QString("waiting for an answer, 3 s of 10, try 1 of 3, gives up in 0:27"));
-        const QString enter = "Send 'Enter F/W Upgrade Mode' command to 'A'.";
-        const QString entered = "'A' Enter 'F/W Update Mode' success.";
-        run.say({enter});
-        QCOMPARE(run.waitAfter(12s),
-                 QString("waiting for an answer, 12 s of 30, try 1 of 9, gives up in 4:18"));
-        run.say({entered}).progress(20);
-        QCOMPARE(run.waitAfter(5s),
-                 QString("waiting for an answer, 5 s of 15, try 1 of 9, gives up in 3:40"));
-        run.say({"F/W update timeout, retry 2."});
-        QCOMPARE(run.waitAfter(5s),
-                 QString("waiting for an answer, 5 s of 15, try 3 of 9, gives up in 3:10"));
-        run.say({"'A' F/W update fail, retry 1.", enter});
-        QCOMPARE(run.waitAfter(12s),
-                 QString("waiting for an answer, 12 s of 30, try 4 of 9, gives up in 2:48"));
-        run.say({"'A' Enter F/W Update Mode fail, retry 1."});
-        QCOMPARE(run.waitAfter(12s),
-                 QString("waiting for an answer, 12 s of 30, try 5 of 9, gives up in 2:18"));
-        run.say({"'A' F/W update fail, retry 2.", enter, entered, "Erasing..."}).progress(40);
-        QCOMPARE(run.waitAfter(15s),
-                 QString("waiting for an answer, 15 s of 15, try 7 of 9, gives up in 0:30"));
-        // Only the wait for the last block takes this long.
-        QCOMPARE(run.waitAfter(20s),
-                 QString("waiting for an answer, 20 s of 30, try 7 of 9, gives up in 0:40"));
-        run.say({"Write firmware 'A' success.", "The Main MCU is restarting, please wait."});
-        QCOMPARE(run.waitAfter(12s),
-                 QString("waiting for the restart, 12 s of 40, gives up in 0:28"));
-        run.say({"Upgrade Main MCU success."});
-        QCOMPARE(run.waitAfter(5s), QString());
-        run.say({"Send reboot command.", "Start to reboot, please wait."});
-        QCOMPARE(run.waitAfter(9s), QString());
-        QCOMPARE(run.waitAfter(14s),
-                 QString("waiting for the restart, 14 s of 40, gives up in 0:26"));
-        QCOMPARE(run.waitAfter(75s), QString("no message for 75 s"));
-        run.end(true);
-        QCOMPARE(run.waitAfter(4s), QString());
+        for (const auto &[steps, time, text] : silences)
+            QCOMPARE(run.play(steps).waitAfter(time), text);
     }
 
     /** After a second, but not before the agent's own pause after an image is over. */
     void heartbeats()
     {
         Run run({"A", "B"});
-        QCOMPARE(run.watch.heartbeatAfter().count(), 1000LL);
-        run.write("A");
-        QVERIFY(run.watch.heartbeatAfter() > 1s);
-        run.say({"Write all firmware success."});
-        QVERIFY(run.watch.heartbeatAfter() > 1s);
-        run.say({"Send 'Enter F/W Upgrade Mode' command to 'B'."});
-        QCOMPARE(run.watch.heartbeatAfter().count(), 1000LL);
-        run.progress(60);
-        QCOMPARE(run.watch.heartbeatAfter().count(), 1000LL);
+        const auto after = [&run](const QStringList &steps) {
+            return run.play(steps).watch.heartbeatAfter();
+        };
+        QVERIFY(after({}) == 1s);
+        QVERIFY(after({"write A"}) > 1s);
+        QVERIFY(after({"Write all firmware success."}) > 1s);
+        QVERIFY(after({"enter B"}) == 1s);
+        QVERIFY(after({"60 %"}) == 1s);
     }
 
     /** By bytes: the second image is four times as long. */
     void timeLeft()
     {
-        const auto seconds = [](const TimeLeft &left) { return double(left.time.count()) / 1000; };
         Run run({});
-        run.model = UpgradeModel({{"MAIN", 0, 0, "2.0.0", 25'600, false},
-                                  {"AUX", 1, 0, "2.0.0", 102'400, false},
-                                  {"KEY", 2, 0, "2.0.0", 51'200, false}});
+        run.model = UpgradeModel(threeImages());
+        const auto seconds = [&run](std::chrono::seconds later = 0s) {
+            return double(run.estimate.ofRun(run.model, run.now + later).time.count()) / 1000;
+        };
         // 700 blocks of 284 bytes at 57600 baud, the main MCU's restart and the reboot of 10 s
         // each, 1 s after each other image, 0.2 s before each image.
-        const TimeLeft total = run.estimate.ofRun(run.model, run.now);
-        QVERIFY(total.isWhole);
-        QVERIFY(std::abs(seconds(total) - (700 * 2840.0 / 57600 + 22.6)) < 0.01);
-        run.say({"Read 'KEY' version success, version is V2.0.0"});
+        QVERIFY(run.estimate.ofRun(run.model, run.now).isWhole);
+        QVERIFY(std::abs(seconds() - (700 * 2840.0 / 57600 + 22.6)) < 0.01);
+        run.play({"Read 'KEY' version success, version is V2.0.0"});
         // KEY runs the package's version and gets nothing.
-        const double written = seconds(run.estimate.ofRun(run.model, run.now));
-        QVERIFY(std::abs(written - (500 * 2840.0 / 57600 + 21.4)) < 0.01);
+        QVERIFY(std::abs(seconds() - (500 * 2840.0 / 57600 + 21.4)) < 0.01);
         run.step = 100ms;
-        run.say({"Send 'Enter F/W Upgrade Mode' command to 'MAIN'.",
-                 "'MAIN' Enter 'F/W Update Mode' success.", "Writing..."});
+        run.play({"begin MAIN", "Writing..."});
         for (int i = 1; i <= 50; ++i)
             run.progress(i / 3.0);
         // The line is half as fast as it could be: 450 blocks of 0.1 s are left.
-        const double half = seconds(run.estimate.ofRun(run.model, run.now));
+        const double half = seconds();
         QVERIFY2(std::abs(half - (45 + 10 + 1.2 + 10)) < 0.2, qPrintable(QString::number(half)));
         // While nothing answers nothing rises.
-        QVERIFY(seconds(run.estimate.ofRun(run.model, run.now + 20s)) <= half);
+        QVERIFY(seconds(20s) <= half);
         // Nor does it rise after the wait, which says nothing about the speed of the line.
         run.now += 20s;
         run.progress(51 / 3.0);
-        QVERIFY(seconds(run.estimate.ofRun(run.model, run.now)) <= half);
+        QVERIFY(seconds() <= half);
         // A size that is not known is not guessed.
         run.model = UpgradeModel({{"MAIN", 0, 0, "2.0.0"}, {"AUX", 1, 0, "2.0.0", 102'400, false}});
         QVERIFY(!run.estimate.ofRun(run.model, run.now).isWhole);
@@ -183,11 +171,9 @@ private slots:
     void rateOfAnImage()
     {
         Run run({"A"});
-        run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'.",
-                 "'A' Enter 'F/W Update Mode' success.", "Erasing...", "Writing..."});
-        const ms start = run.now;
-        for (int i = 1; i <= 4; ++i)
-            run.progress(i * 10.0);
+        run.play({"begin A", "Erasing...", "Writing..."});
+        const Run::ms start = run.now;
+        run.play({"10 %", "20 %", "30 %", "40 %"});
         const McuState &mcu = run.model.mcus().first();
         QCOMPARE(mcu.rate(start + 4s), 256.0);
         QCOMPARE(mcu.rate(start), 0.0);
@@ -196,18 +182,9 @@ private slots:
     void secondsRunFromTheFirstRequestToTheEnd()
     {
         Run run({"A", "B"});
-        run.write("A").say({equalLine("B")}).end(true);
+        run.play({"write A", equalLine("B"), "success"});
         QCOMPARE(run.model.mcus().at(0).seconds(run.now), 5.0);
         QVERIFY(run.model.mcus().at(1).seconds(run.now) < 0);
-    }
-
-    void twoRowsOfOneName()
-    {
-        Run run({"X", "X"});
-        run.write("X");
-        QCOMPARE(run.results(), QStringList({"updated", "open"}));
-        run.write("X").end(true);
-        QCOMPARE(run.results(), QStringList({"updated", "updated"}));
     }
 
     /** The lines have names alone, so the order of the rows says which one they are about. */
@@ -218,16 +195,13 @@ private slots:
         joined.model = UpgradeModel::ofActiveRun();
         for (Run *run : {&known, &joined}) {
             for (const char *name : {"X", "B", "X"})
-                run->say({"Read bootcode information of '" + QString(name) + "'."});
-            for (const char *line : {"X 1.0", "B 2.0", "X 3.0"}) {
-                const QStringList words = QString(line).split(' ');
-                run->say(
-                    {"Send 'Read FW version' command to '" + words.at(0) + "'.",
-                     "Read '" + words.at(0) + "' version success, version is V" + words.at(1)});
-            }
-            run->write("X").say({equalLine("B")}).write("X").end(true);
-            QCOMPARE(run->model.mcus().size(), 3);
-            QCOMPARE(run->results(), QStringList({"updated", "up to date", "updated"}));
+                run->play({QString("Read bootcode information of '%1'.").arg(name)});
+            for (const auto &[name, version] : {std::pair{"X", "1.0"}, {"B", "2.0"}, {"X", "3.0"}})
+                run->play(
+                    {QString("Send 'Read FW version' command to '%1'.").arg(name),
+                     QString("Read '%1' version success, version is V%2").arg(name, version)});
+            run->play({"write X", equalLine("B"), "write X", "success"});
+            QVERIFY(run->verdict().startsWith("updated, up to date, updated; "));
             QStringList versions;
             for (const McuState &mcu : run->model.mcus())
                 versions += mcu.oldVersion;
@@ -237,380 +211,228 @@ private slots:
         QCOMPARE(known.model.mcus().at(1).label, QString("B"));
     }
 
-    /** The line that refuses a row has no name. */
-    void refusedRow_data()
+    void verdicts_data()
     {
-        QTest::addColumn<QStringList>("lines");
-        QTest::addColumn<QStringList>("results");
-        const QString greater =
-            "Firmware version V2.0.0 greater than the 'B' version V1.0.0, will upgrade.";
-        const QString refused = "Chip type or chip index error.";
-        const QStringList written = {"Send 'Enter F/W Upgrade Mode' command to 'A'.",
-                                     "'A' Enter 'F/W Update Mode' success.",
-                                     "Write firmware 'A' success."};
-        QTest::newRow("chosen") << QStringList({equalLine("A"), greater, refused})
-                                << QStringList({"up to date", "failed", "no fit"});
-        QTest::newRow("forced") << written + QStringList({refused})
-                                << QStringList({"updated", "failed", "no fit"});
-        QTest::newRow("forced, the first")
-            << QStringList({"Read bootcode information of 'C'.", refused})
-            << QStringList({"failed", "no fit", "no fit"});
-        QTest::newRow("gap") << QStringList({"gap", refused})
-                             << QStringList({"unknown", "unknown", "unknown"});
+        const tests::DataTable<QStringList, QString, QStringList> row("mcus", "verdict", "steps");
+        const QStringList refused = refusedEntry("A", ", retry 1.") +
+                                    refusedEntry("A", ", retry 2.") + refusedEntry("A", ".");
+        const QStringList refusedThrice = refused + QStringList{"'A' F/W update fail, retry 1."} +
+                                          refused + QStringList{"'A' F/W update fail, retry 2."} +
+                                          refused;
+        const QString silent = "Read the bootcode information of 'A' fail, ";
+        const QString restarting = "The Main MCU is restarting, please wait.";
+
+        row("two rows of one name", {"X", "X"}, "updated, updated; 0 none; 2 MCUs updated.",
+            {"write X", "write X", "success"});
+        row("the first of two rows of one name", {"X", "X"},
+            "updated, no fit; 0 none; 1 MCU updated.", {"write X", "success"});
+        // The agent removes blanks from a row's name, but not from the package's names.
+        row("names with blanks", {"A 1", "B 2"}, "updated, updated; 0 none; 2 MCUs updated.",
+            {"write A1", "write B 2", "success"});
+
+        // The line that refuses a row has no name.
+        row("chosen row refused", {"A", "B", "C"},
+            "up to date, failed, no fit; 1 rows-refused; 0 MCUs updated, 1 failed.",
+            {equalLine("A"), greaterLine("B"), rowRefused, "success"});
+        row("forced row refused", {"A", "B", "C"},
+            "updated, failed, no fit; 1 rows-refused; 1 MCU updated, 1 failed.",
+            {"begin A", "Write firmware 'A' success.", rowRefused, "success"});
+        row("first forced row refused", {"A", "B", "C"},
+            "failed, no fit, no fit; 1 rows-refused; 0 MCUs updated, 1 failed.",
+            {"Read bootcode information of 'C'.", rowRefused, "success"});
+        row("row refused after a gap", {"A", "B", "C"},
+            "unknown, unknown, unknown; 6 outcome-unseen; 0 MCUs updated, 3 unknown.",
+            {"gap", rowRefused, "success"});
+
+        row("main MCU first", {"MAIN", "AUX"}, "updated, updated; 0 none; 2 MCUs updated.",
+            {"Read bootcode information of 'MAIN'.", "MAIN MCU running in Bootcode.",
+             "'MAIN' product information flag is valid, start to upgrade main mcu first.",
+             "write MAIN", restarting, "Upgrade Main MCU success.",
+             "Read bootcode information of 'AUX'.", "write AUX", "success"});
+        row("main MCU does not come back", {"MAIN", "AUX"},
+            "failed, not reached; 1 main-mcu-lost; The upgrade failed: 0 MCUs updated, 1 failed, 1 "
+            "not reached.",
+            {"write MAIN", restarting, "Read product ID.", "Main MCU run fail.", "fail"});
+        row("silent MCU", {"A", "B"}, "failed +2, updated; 1 mcu-silent; 1 MCU updated, 1 failed.",
+            {silent + "retry 1.", silent + "retry 2.", silent + "check the next mcu.", "write B",
+             "success"});
+        // The line with the cause counts, not the agent's line about the whole run.
+        row("silent MCU alone", {"A"}, "failed; 1 mcu-silent; 0 MCUs updated, 1 failed.",
+            {silent + "check the next mcu.",
+             "All firmware upgrade done, but did not upgrade any mcu.", "success"});
+        // What could not be read does not matter once the image is written.
+        row("unread version", {"A"}, "updated; 0 none; 1 MCU updated.",
+            {"Read the version information of 'A' fail, check the next mcu.", "write A",
+             "success"});
+
+        row("update mode refused", {"A"},
+            "failed +2; 1 update-mode-refused; 0 MCUs updated, 1 failed.",
+            refused + QStringList{"'A' F/W Update fail.", "success"});
+        // An MCU that is given up counts as 100 % of its row, which is only sent when rows follow.
+        row("update mode refused by the first", {"A", "B"},
+            "failed +8, updated; 1 update-mode-refused; 1 MCU updated, 1 failed.",
+            refusedThrice + QStringList{"50 %", "'A' F/W Update fail.", "write B", "success"});
+        row("update mode refused by the last", {"B", "A"},
+            "updated, failed +8; 1 update-mode-refused; 1 MCU updated, 1 failed.",
+            QStringList{"write B"} + refusedThrice +
+                QStringList{"'A' F/W Update fail.", "success"});
+        // What was begun and is not whole waits in the bootcode, whatever ended the last attempt.
+        row("broken off and then refused", {"A"},
+            "failed +3; 1 image-not-written; 0 MCUs updated, 1 failed.",
+            QStringList{"begin A", "Erasing...", "20 %", "'A' F/W update fail, retry 1."} +
+                refused + QStringList{"'A' F/W Update fail.", "success"});
+        // The cable is pulled while the third MCU is written.
+        row("device gone", {"A", "B", "C", "D"},
+            "updated, failed, failed, failed; 1 image-not-written; The upgrade failed: 1 MCU "
+            "updated, 3 failed.",
+            QStringList{"write A"} + refusedEntry("C", ".") +
+                QStringList{"'C' F/W Update fail.", "begin B", "Erasing...", "30 %",
+                            "'B' F/W Update fail."} +
+                refusedEntry("D", ".") +
+                QStringList{"'D' F/W Update fail.", rebooting, "Reboot systerm fail.", "fail"});
+        row("failed reboot after good images", {"A"},
+            "updated; 1 reboot-refused; The upgrade failed: 1 MCU updated.",
+            {"write A", rebooting, "Reboot systerm fail.", "fail"});
+
+        // An MCU without a line in the pass of the images has none that fits; after a gap this is
+        // not certain.
+        row("passed over", {"A", "B", "C"}, "updated, no fit, updated; 0 none; 2 MCUs updated.",
+            {"write A", "write C", "success"});
+        row("passed over in a gap", {"A", "B", "C"},
+            "updated, unknown, updated; 6 outcome-unseen; 2 MCUs updated, 1 unknown.",
+            {"write A", "gap", "write C", "success"});
+        // A line that does not show where the run is leaves a gap open: this one comes after the
+        // main MCU's image and after the reboot.
+        for (const char *last : {"Start to set virtual version.", "Ignore to set virtual version."})
+            row(last, {"A", "B"}, "updated, unknown; 6 outcome-unseen; 1 MCU updated, 1 unknown.",
+                {"write A", "gap", "Read product ID.", last, "success"});
+        // Silence is not a gap when the same MCU continues.
+        row("silences of one MCU", {"A", "B"}, "updated, up to date; 0 none; 1 MCU updated.",
+            withGaps({"enter A", "'A' Enter 'F/W Update Mode' success.", "Erasing...",
+                      "Erase success.", "Writing...", "Write firmware 'A' success."}) +
+                QStringList{equalLine("B"), rebooting, "gap", "success"});
+        row("progress of a later row", {"A", "B", "C"},
+            "unknown, unknown, updated; 6 outcome-unseen; 1 MCU updated, 2 unknown.",
+            {"begin A", "Erasing...", "10 %", "90 %", "Write firmware 'C' success.", "success"});
+        row("chosen MCU without a line", {"A", "B"},
+            "unknown, up to date; 6 outcome-unseen; 0 MCUs updated, 1 unknown.",
+            {greaterLine("A"), equalLine("B"), "success"});
+        row("broken off in a gap", {"A", "B"},
+            "unknown, unknown; 1 unexplained; The upgrade failed: 0 MCUs updated, 2 unknown.",
+            {"begin A", "gap", "fail"});
+        row("broken off", {"A", "B"},
+            "failed, not reached; 1 unexplained; The upgrade failed: 0 MCUs updated, 1 failed, 1 "
+            "not reached.",
+            {"begin A", "fail"});
+
+        row("nothing fits", {"A", "B"},
+            "no fit, up to date; 3 nothing-to-do; Nothing to do: no MCU needs an image from the "
+            "package. The device was rebooted anyway.",
+            {"Send 'Read FW version' command to 'A'.", equalLine("B"), "success"});
+        row("package without a record", {"A"}, "failed; 1 image-missing; 0 MCUs updated, 1 failed.",
+            {"No suitable firmware for 'A' mcu in the firmware package.", "success"});
+        row("virtual version not stored", {"A"},
+            "updated; 1 virtual-version-not-set; 1 MCU updated, but not all went well.",
+            {"write A", "Set virtual version fail.",
+             "All firmware upgrade done, but set virtual version fail.", "success"});
+        row("network module", {"MAIN", "AUX", "NET:32"},
+            "updated, no fit, updated; 0 none; 2 MCUs updated.",
+            {"write MAIN", netStarted, "70 %", "NET firmware checksum success.",
+             "NET firmware ver1.23 upgrade success.", "success"});
+        row("damaged image of the module", {"NET:32"},
+            "failed; 1 net-image-damaged; 0 MCUs updated, 1 failed.",
+            {netStarted, "NET firmware checksum fail, upgrade net fail.", "success"});
+        row("package changed", {"A", "B"},
+            "updated, not reached; 1 package-changed; The upgrade failed: 1 MCU updated, 1 not "
+            "reached.",
+            {"write A", "Firmware package was changed during the upgrade.", "fail"});
+        row("package unreadable", {"A", "B"},
+            "updated, not reached; 1 package-read-error; The upgrade failed: 1 MCU updated, 1 not "
+            "reached.",
+            {"write A", "Firmware package could not be read, upgrade fail.", "fail"});
+        row("lines of a run that is not known", {},
+            "; 1 main-mcu-lost; The upgrade failed: 0 MCUs updated.",
+            {"50 %", "Writing...", "Erasing...", "F/W update timeout, retry 1.",
+             "Upgrade Main MCU success.", "Main MCU run fail.", netStarted,
+             "NET package checksum error.", "fail"});
+        row("lines after the end", {"A"}, "updated; 0 none; 1 MCU updated.",
+            {"write A", "success", "Main MCU run fail.", "fail"});
     }
 
-    void refusedRow()
+    void verdicts()
     {
-        QFETCH(QStringList, lines);
-        QFETCH(QStringList, results);
+        QFETCH(QStringList, mcus);
+        QFETCH(QStringList, steps);
+        QFETCH(QString, verdict);
+        QCOMPARE(Run(mcus).play(steps).verdict(), verdict);
+    }
+
+    /** The results while a run continues. */
+    void interimResults()
+    {
+        QVERIFY(Run({"X", "X"}).play({"write X"}).verdict().startsWith("updated, open; "));
         Run run({"A", "B", "C"});
-        for (const QString &line : qAsConst(lines)) {
-            if (line == "gap")
-                run.model.expectGap();
-            else
-                run.say({line});
-        }
-        run.end(true);
-        QCOMPARE(run.results(), results);
-        if (results.contains("failed"))
-            QCOMPARE(run.cause(), QString("rows-refused"));
+        run.play({"begin A", "Erasing...", "10 %", "90 %"});
+        QVERIFY(run.verdict().startsWith("unknown, open, open; "));
     }
 
-    void mainMcuFirst()
+    void phases()
     {
-        Run run({"MAIN", "AUX"});
-        run.say({"Read bootcode information of 'MAIN'.", "MAIN MCU running in Bootcode.",
-                 "'MAIN' product information flag is valid, start to upgrade main mcu first."});
-        run.write("MAIN").say({"The Main MCU is restarting, please wait."});
-        QVERIFY(run.model.mcus().at(0).phase == McuPhase::Restarting);
-        run.say({"Upgrade Main MCU success.", "Read bootcode information of 'AUX'."});
-        QVERIFY(run.model.mcus().at(0).phase == McuPhase::Finished);
-        run.write("AUX").end(true);
-        QCOMPARE(run.results(), QStringList({"updated", "updated"}));
-        QCOMPARE(run.exitCode(), done);
-    }
-
-    void mainMcuDoesNotComeBack()
-    {
-        Run run({"MAIN", "AUX"});
-        run.write("MAIN").say(
-            {"The Main MCU is restarting, please wait.", "Read product ID.", "Main MCU run fail."});
-        run.end(false);
-        QCOMPARE(run.results(), QStringList({"failed", "not reached"}));
-        QCOMPARE(run.cause(), QString("main-mcu-lost"));
-    }
-
-    void silentMcu()
-    {
-        Run run({"A", "B"});
-        run.say({"Read the bootcode information of 'A' fail, retry 1.",
-                 "Read the bootcode information of 'A' fail, retry 2.",
-                 "Read the bootcode information of 'A' fail, check the next mcu."});
-        run.write("B").end(true);
-        QCOMPARE(run.results(), QStringList({"failed", "updated"}));
-        QCOMPARE(run.model.mcus().at(0).retries, 2);
-        QCOMPARE(run.cause(), QString("mcu-silent"));
-        QCOMPARE(run.exitCode(), failed);
-    }
-
-    /** What could not be read does not matter once the image is written. */
-    void unreadVersion()
-    {
-        Run run({"A"});
-        run.say({"Read the version information of 'A' fail, check the next mcu."});
-        run.write("A").end(true);
-        QCOMPARE(run.exitCode(), done);
-    }
-
-    void imageRetries()
-    {
-        Run run({"A"});
-        const QStringList attempt = {"Send 'Enter F/W Upgrade Mode' command to 'A'.",
-                                     "'A' Enter F/W Update Mode fail, retry 1."};
-        run.say(attempt + attempt +
-                QStringList{"'A' Enter F/W Update Mode fail.", "'A' F/W Update fail."});
-        run.end(true);
-        QCOMPARE(run.model.mcus().first().retries, 2);
-        QCOMPARE(run.cause(), QString("update-mode-refused"));
-    }
-
-    /** One fault has one cause, wherever in the list the MCU is: an MCU that is given up counts as
-     *  100 % of its row, which is only sent when rows follow. */
-    void refusedUpdateMode()
-    {
-        const QStringList attempt = {"Send 'Enter F/W Upgrade Mode' command to 'A'.",
-                                     "'A' Enter F/W Update Mode fail, retry 1.",
-                                     "Send 'Enter F/W Upgrade Mode' command to 'A'.",
-                                     "'A' Enter F/W Update Mode fail, retry 2.",
-                                     "Send 'Enter F/W Upgrade Mode' command to 'A'.",
-                                     "'A' Enter F/W Update Mode fail."};
-        for (const bool isLast : {false, true}) {
-            Run run(isLast ? QStringList{"B", "A"} : QStringList{"A", "B"});
-            if (isLast)
-                run.write("B");
-            run.say(attempt + QStringList{"'A' F/W update fail, retry 1."} + attempt +
-                    QStringList{"'A' F/W update fail, retry 2."} + attempt);
-            if (!isLast)
-                run.progress(50);
-            run.say({"'A' F/W Update fail."});
-            if (!isLast)
-                run.write("B");
-            run.end(true);
-            QCOMPARE(run.cause(), QString("update-mode-refused"));
-        }
-    }
-
-    /** What was begun and is not whole waits in the bootcode, whatever ended the last attempt. */
-    void brokenOffAndThenRefused()
-    {
-        Run run({"A"});
-        const QStringList enter = {"Send 'Enter F/W Upgrade Mode' command to 'A'.",
-                                   "'A' Enter F/W Update Mode fail, retry 1."};
-        run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'.",
-                 "'A' Enter 'F/W Update Mode' success.", "Erasing..."});
-        run.progress(20).say({"'A' F/W update fail, retry 1."});
-        run.say(enter + enter +
-                QStringList{"'A' Enter F/W Update Mode fail.", "'A' F/W Update fail."});
-        run.end(true);
-        QCOMPARE(run.cause(), QString("image-not-written"));
-    }
-
-    /** The cable is pulled while the third MCU is written. */
-    void deviceGoneInTheMiddle()
-    {
-        Run run({"A", "B", "C", "D"});
-        run.write("A").say({"Send 'Enter F/W Upgrade Mode' command to 'C'.",
-                            "'C' Enter F/W Update Mode fail.", "'C' F/W Update fail.",
-                            "Send 'Enter F/W Upgrade Mode' command to 'B'.",
-                            "'B' Enter 'F/W Update Mode' success.", "Erasing..."});
-        run.progress(30).say({"'B' F/W Update fail.",
-                              "Send 'Enter F/W Upgrade Mode' command to 'D'.",
-                              "'D' Enter F/W Update Mode fail.", "'D' F/W Update fail.",
-                              "Send reboot command.", "Reboot systerm fail."});
-        run.end(false);
-        QCOMPARE(run.results(), QStringList({"updated", "failed", "failed", "failed"}));
-        QCOMPARE(run.cause(), QString("image-not-written"));
-        QCOMPARE(outcomeOf(run.model).summary,
-                 QString("The upgrade failed: 1 MCU updated, 3 failed."));
-    }
-
-    void failedRebootAfterGoodImages()
-    {
-        Run run({"A"});
-        run.write("A").say({"Send reboot command.", "Reboot systerm fail."}).end(false);
-        QCOMPARE(run.cause(), QString("reboot-refused"));
-        QCOMPARE(outcomeOf(run.model).summary, QString("The upgrade failed: 1 MCU updated."));
-    }
-
-    /** An MCU that says nothing in the pass of the images has none that fits; after a gap this is
-     *  not certain. */
-    void rowsInAGap()
-    {
-        for (const bool isGap : {false, true}) {
-            Run run({"A", "B", "C"});
-            run.write("A");
-            if (isGap)
-                run.model.expectGap();
-            run.write("C").end(true);
-            QCOMPARE(run.results(),
-                     QStringList({"updated", isGap ? "unknown" : "no fit", "updated"}));
-            QCOMPARE(run.exitCode(), isGap ? unseen : done);
-        }
-    }
-
-    /** A line that does not show where the run is leaves a gap open: this one comes after the
-     *  main MCU's image and after the reboot. */
-    void gapBeforeTheDeviceIsBack()
-    {
-        for (const char *last :
-             {"Start to set virtual version.", "Ignore to set virtual version."}) {
-            Run run({"A", "B"});
-            run.write("A");
-            run.model.expectGap();
-            run.say({"Read product ID.", last}).end(true);
-            QCOMPARE(run.results(), QStringList({"updated", "unknown"}));
-            QCOMPARE(run.exitCode(), unseen);
-        }
-    }
-
-    /** Silence is not a gap when the same MCU continues. */
-    void silencesOfOneMcu()
-    {
-        Run run({"A", "B"});
-        for (const char *line : {"Send 'Enter F/W Upgrade Mode' command to 'A'.",
-                                 "'A' Enter 'F/W Update Mode' success.", "Erasing...",
-                                 "Erase success.", "Writing...", "Write firmware 'A' success."}) {
-            run.model.expectGap();
-            run.say({line});
-        }
-        run.say({equalLine("B"), "Send reboot command."});
-        run.model.expectGap();
-        run.end(true);
-        QCOMPARE(run.results(), QStringList({"updated", "up to date"}));
-        QCOMPARE(run.exitCode(), done);
-    }
-
-    void progressOfALaterRow()
-    {
-        Run run({"A", "B", "C"});
-        run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'.",
-                 "'A' Enter 'F/W Update Mode' success.", "Erasing..."});
-        run.progress(10).progress(90);
-        QCOMPARE(run.results(), QStringList({"unknown", "open", "open"}));
-        run.say({"Write firmware 'C' success."}).end(true);
-        QCOMPARE(run.results(), QStringList({"unknown", "unknown", "updated"}));
-        QCOMPARE(run.exitCode(), unseen);
-    }
-
-    void chosenMcuThatSaysNothing()
-    {
-        Run run({"A", "B"});
-        run.say({"Firmware version V1.1.0 greater than the 'A' version V1.0.0, will upgrade.",
-                 equalLine("B")});
-        run.end(true);
-        QCOMPARE(run.results(), QStringList({"unknown", "up to date"}));
-        QCOMPARE(run.exitCode(), unseen);
-    }
-
-    void endInAGap()
-    {
-        for (const bool isGap : {false, true}) {
-            Run run({"A", "B"});
-            run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'.",
-                     "'A' Enter 'F/W Update Mode' success."});
-            if (isGap)
-                run.model.expectGap();
-            run.end(false);
-            QCOMPARE(run.results(), isGap ? QStringList({"unknown", "unknown"})
-                                          : QStringList({"failed", "not reached"}));
-            QCOMPARE(run.exitCode(), failed);
-        }
-    }
-
-    void nothingFits()
-    {
-        Run run({"A", "B"});
-        run.say({"Send 'Read FW version' command to 'A'.", equalLine("B")}).end(true);
-        QCOMPARE(run.results(), QStringList({"no fit", "up to date"}));
-        QCOMPARE(run.exitCode(), nothing);
-    }
-
-    void packageWithoutARecord()
-    {
-        Run run({"A"});
-        run.say({"No suitable firmware for 'A' mcu in the firmware package."}).end(true);
-        QCOMPARE(run.cause(), QString("image-missing"));
-        QCOMPARE(run.exitCode(), failed);
-    }
-
-    void virtualVersionNotStored()
-    {
-        Run run({"A"});
-        run.write("A").say({"Set virtual version fail.",
-                            "All firmware upgrade done, but set virtual version fail."});
-        run.end(true);
-        QCOMPARE(run.results(), QStringList("updated"));
-        QCOMPARE(run.exitCode(), failed);
-        QCOMPARE(run.cause(), QString("virtual-version-not-set"));
-    }
-
-    void networkModule()
-    {
-        Run run({"MAIN", "AUX", "NET:32"});
-        run.write("MAIN").say({"Start to upgrade NET firmware."});
-        QVERIFY(run.model.phase() == RunPhase::Installing);
-        run.progress(70).say(
-            {"NET firmware checksum success.", "NET firmware ver1.23 upgrade success."});
-        run.end(true);
-        QCOMPARE(run.results(), QStringList({"updated", "no fit", "updated"}));
+        Run run({"MAIN", "NET:32"});
+        const auto phase = [&run](const QStringList &steps) {
+            run.play(steps);
+            return phaseName(run.model.mcus().at(0).phase) + ", " + phaseName(run.model.phase());
+        };
+        QCOMPARE(phase({"write MAIN"}), QString("finished, writing"));
+        QCOMPARE(phase({"The Main MCU is restarting, please wait."}),
+                 QString("restarting, writing"));
+        QCOMPARE(phase({"Upgrade Main MCU success."}), QString("finished, writing"));
+        QCOMPARE(phase({netStarted}), QString("finished, installing"));
+        QCOMPARE(phase({"NET firmware ver1.23 upgrade success."}), QString("finished, installing"));
         QCOMPARE(run.model.netVersion(), QString("1.23"));
-
-        Run bad({"NET:32"});
-        bad.say(
-            {"Start to upgrade NET firmware.", "NET firmware checksum fail, upgrade net fail."});
-        QCOMPARE(bad.end(true).cause(), QString("net-image-damaged"));
-        QCOMPARE(bad.exitCode(), failed);
-    }
-
-    void brokenOffInTheMiddle()
-    {
-        Run run({"A", "B"});
-        run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'.",
-                 "'A' Enter 'F/W Update Mode' success."});
-        run.end(false);
-        QCOMPARE(run.results(), QStringList({"failed", "not reached"}));
-        QCOMPARE(run.cause(), QString("unexplained"));
-    }
-
-    void packageFailsInTheMiddle()
-    {
-        const QMap<QString, QString> causes{
-            {"Firmware package was changed during the upgrade.", "package-changed"},
-            {"Firmware package could not be read, upgrade fail.", "package-read-error"}};
-        for (const QString &line : causes.keys()) {
-            Run run({"A", "B"});
-            run.write("A").say({line});
-            run.end(false);
-            QCOMPARE(run.results(), QStringList({"updated", "not reached"}));
-            QCOMPARE(run.cause(), causes.value(line));
-            QCOMPARE(run.exitCode(), failed);
-        }
     }
 
     void namesThatWereNotRequested()
     {
         Run run({"A"});
         for (int i = 0; i < 10000; ++i)
-            run.say({QStringLiteral("Write firmware 'X%1' success.").arg(i)});
+            run.play({QStringLiteral("Write firmware 'X%1' success.").arg(i)});
         QVERIFY(run.model.mcus().size() <= 4096);
-        Run empty({});
-        empty.progress(50).say({"Writing...", "Erasing...", "F/W update timeout, retry 1.",
-                                "Upgrade Main MCU success.", "Main MCU run fail.",
-                                "Start to upgrade NET firmware.", "NET package checksum error."});
-        QCOMPARE(empty.end(false).exitCode(), failed);
-    }
-
-    void linesAfterTheEndChangeNothing()
-    {
-        Run run({"A"});
-        run.write("A").end(true).say({"Main MCU run fail."}).end(false);
-        QCOMPARE(run.exitCode(), done);
     }
 
     /** After a lost connection it is not certain that the agent still runs. */
     void likelyStateOfTheAgent()
     {
         Run run({"A"});
-        run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'."});
-        QVERIFY(
-            likelyState(run.model, ProblemId::Interrupted).at(1).startsWith("The agent finishes"));
+        run.play({"enter A"});
+        const auto state = [&run](ProblemId cause) { return likelyState(run.model, cause).at(1); };
+        QVERIFY(state(ProblemId::Interrupted).startsWith("The agent finishes"));
         for (const ProblemId cause : {ProblemId::ConnectionLost, ProblemId::NoSignOfLife})
-            QVERIFY(likelyState(run.model, cause).at(1).startsWith("If the agent still runs"));
+            QVERIFY(state(cause).startsWith("If the agent still runs"));
     }
 
     /** Whatever the phase, there is something to say. */
     void likelyStates()
     {
-        const auto likelyState = [](const UpgradeModel &model) {
-            return client::likelyState(model, ProblemId::ConnectionLost);
-        };
         Run run({"A"});
-        QVERIFY(likelyState(run.model).first().startsWith("Nothing was written"));
-        run.say({"Read bootcode information of 'A'."});
-        QVERIFY(likelyState(run.model).first().startsWith("Nothing was written so far"));
-        run.say({"Send 'Enter F/W Upgrade Mode' command to 'A'."});
-        QVERIFY(likelyState(run.model).first().startsWith("'A' was being written"));
-        run.write("A").say({"Send reboot command."});
-        QVERIFY(likelyState(run.model).first().startsWith("All images are written"));
-        run.say({"Start to upgrade NET firmware."});
-        QVERIFY(likelyState(run.model).first().startsWith("The network module was installing"));
-        run.end(true);
-        QVERIFY(likelyState(run.model).first().startsWith("The upgrade had ended"));
+        const QVector<QPair<QStringList, QString>> states{
+            {{}, "Nothing was written: the upgrade had not begun."},
+            {{"Read bootcode information of 'A'."},
+             "Nothing was written so far: the agent was reading versions."},
+            {{"enter A"}, "'A' was being written."},
+            {{"write A", rebooting}, "All images are written; the device was rebooting."},
+            {{netStarted}, "The network module was installing its own firmware."},
+            {{"success"}, "The upgrade had ended."},
+        };
+        for (const auto &[steps, text] : states) {
+            run.play(steps);
+            QCOMPARE(likelyState(run.model, ProblemId::ConnectionLost).first(), text);
+        }
     }
 
     void rowsOfAPackage()
     {
-        const PackageDescription package = parseDescription(R"({"chips": [
+        const auto package = package::parseDescription(R"({"chips": [
             {"name": "MAIN", "chip_type": "1", "chip_quanity": "1", "mcus": [
                 {"pcbs": [{"name": "MAIN", "ver1": "1", "ver2": "1", "ver3": "0"}]}]},
             {"name": "A 1", "chip_type": "3", "chip_quanity": "2", "mcus": [
@@ -625,7 +447,6 @@ private slots:
         // Two images of the type: only the MCU's answers decide which one it gets.
         QCOMPARE(all.mcus.at(1).newVersion, QString());
         QCOMPARE(all.mcus.at(5).newVersion, QString("4.0.0"));
-
         QCOMPARE(all.mcus.at(5).name, QString("B||HEARTBEAT[2]"));
 
         const UpgradeRows requested = requestedRows(package);
@@ -644,41 +465,33 @@ private slots:
         }
     }
 
-    /** The agent takes the blanks out of a row's name, but not out of the package's names. */
-    void namesWithBlanks()
+    void linesWithTheNamesOfThePackage()
     {
-        Run run({"A 1", "B 2"});
-        run.write("A1").write("B 2").end(true);
-        QCOMPARE(run.model.labelled("'A1' F/W Update fail."), QString("'A 1' F/W Update fail."));
-        QCOMPARE(run.results(), QStringList({"updated", "updated"}));
+        const QString shown = Run({"A 1"}).model.labelled("'A1' F/W Update fail.");
+        QCOMPARE(shown, QString("'A 1' F/W Update fail."));
     }
 
-    /** The line with the cause counts, not the agent's line about the whole run. */
     void lineOfTheCause()
     {
         const QString line = "Read the bootcode information of 'A' fail, check the next mcu.";
         Run run({"A"});
-        run.say({line, "All firmware upgrade done, but did not upgrade any mcu."}).end(true);
-        QCOMPARE(run.cause(), QString("mcu-silent"));
-        QCOMPARE(run.model.problemLine(client::outcomeOf(run.model).cause), line);
+        run.play({line, "All firmware upgrade done, but did not upgrade any mcu.", "success"});
+        QCOMPARE(run.model.problemLine(ProblemId::McuSilent), line);
         QCOMPARE(run.model.problemLine(ProblemId::BeginningUnseen), QString());
     }
 
     /** No run is a success before the device is back; a failed one has often not come so far. */
     void reboots()
     {
-        Run lost({"A"});
-        QVERIFY(lost.end(true).model.hasRebooted());
-        Run failed({"A"});
-        QVERIFY(!failed.say({"Send reboot command."}).end(false).model.hasRebooted());
-        Run begun({"A"});
-        begun.say({"Send reboot command.", "Start to reboot, please wait."});
-        QVERIFY(begun.end(false).model.hasRebooted());
+        QVERIFY(Run({"A"}).play({"success"}).model.hasRebooted());
+        QVERIFY(!Run({"A"}).play({rebooting, "fail"}).model.hasRebooted());
+        const QStringList begun{rebooting, "Start to reboot, please wait.", "fail"};
+        QVERIFY(Run({"A"}).play(begun).model.hasRebooted());
     }
 };
 
 AGENT_TEST_WITHOUT_APPLICATION(TestModel)
 
-} // namespace tst_model
+} // namespace client::tst_model
 
 #include "tst_model.moc"

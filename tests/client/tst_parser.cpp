@@ -3,15 +3,9 @@
 #include "protocol/McuFrame.h"
 #include "support/TestCase.h"
 
-#include <QStringList>
-#include <QTest>
-
-namespace tst_parser {
+namespace client::tst_parser {
 
 namespace mcu = protocol::mcu;
-using client::AgentReply;
-using client::replyKindName;
-using client::ReplyParser;
 
 namespace {
 
@@ -94,10 +88,10 @@ class TestParser : public QObject
     Q_OBJECT
 
 private slots:
-    void everyKindOfReply() { QCOMPARE(parsed(conversation), expectedConversation); }
-
-    void cutAnywhere()
+    /** In one piece, then cut anywhere. */
+    void everyKindOfReply()
     {
+        QCOMPARE(parsed(conversation), expectedConversation);
         for (int cut = 0; cut <= conversation.size(); ++cut) {
             ReplyParser parser;
             QStringList lines = described(parser.feed(conversation.left(cut)));
@@ -116,70 +110,46 @@ private slots:
         QCOMPARE(lines, expectedConversation);
     }
 
-    void bareLineFeeds()
+    void replies_data()
     {
-        QCOMPARE(parsed("HEARTBEAT\nVERSION||1\n"), QStringList({"heartbeat", "version 1"}));
-    }
-
-    void wordsInTheMiddleAreNotKeys()
-    {
-        QCOMPARE(
-            parsed("xHEARTBEAT\r\nHEARTBEATx\r\n UPGRADESUCCESS\r\n"),
-            QStringList({"unknown xHEARTBEAT", "unknown HEARTBEATx", "unknown  UPGRADESUCCESS"}));
-    }
-
-    void progressThatIsNotANumber_data()
-    {
-        QTest::addColumn<QByteArray>("text");
+        const tests::DataTable<QByteArray, QStringList> row("bytes", "replies");
+        row("bare line feeds", "HEARTBEAT\nVERSION||1\n", {"heartbeat", "version 1"});
+        row("words in the middle are not keys", "xHEARTBEAT\r\nHEARTBEATx\r\n UPGRADESUCCESS\r\n",
+            {"unknown xHEARTBEAT", "unknown HEARTBEATx", "unknown  UPGRADESUCCESS"});
         for (const char *text : {"", "x", "nan", "inf", "-inf", "1e999", "1,5"})
-            QTest::newRow(text) << QByteArray(text);
-    }
+            row(qPrintable(QString("progress '%1'").arg(text)),
+                QByteArray("PROGRESSVALUE||") + text + "\r\n",
+                {QString("unknown %1").arg(text).trimmed()});
 
-    void progressThatIsNotANumber()
-    {
-        QFETCH(QByteArray, text);
-        ReplyParser parser;
-        const auto replies = parser.feed("PROGRESSVALUE||" + text + "\r\n");
-        QCOMPARE(replies.size(), 1);
-        QCOMPARE(int(replies.first().kind), int(Kind::Unknown));
-    }
+        row("listing that never closes", "FIRMWARELIST||{\r\nrest\r\nHEARTBEAT\r\nmore\r\n",
+            {"firmware-list {\nrest", "heartbeat", "unknown more"});
+        row("listing without JSON", "FIRMWARELIST||\r\nFIRMWARELIST||ERROR:x\r\n",
+            {"firmware-list", "firmware-list ERROR:x"});
 
-    void listingThatNeverCloses()
-    {
-        QCOMPARE(parsed("FIRMWARELIST||{\r\nrest\r\nHEARTBEAT\r\nmore\r\n"),
-                 QStringList({"firmware-list {\nrest", "heartbeat", "unknown more"}));
-        QCOMPARE(parsed("FIRMWARELIST||\r\nFIRMWARELIST||ERROR:x\r\n"),
-                 QStringList({"firmware-list", "firmware-list ERROR:x"}));
-        const QByteArray lines = QByteArray("x\r\n").repeated(100);
-        const QStringList replies = parsed("FIRMWARELIST||{\r\n" + lines, 50);
-        QCOMPARE(replies.first(), QString("overlong"));
-    }
-
-    void damagedAnswers()
-    {
+        const QByteArray key = "UpgradeDatas||";
+        const QByteArray next = "HEARTBEAT\r\n";
         QByteArray wrongSum = enterAccepted;
         wrongSum[11] = 1;
-        const QByteArray next = "HEARTBEAT\r\n";
-        QCOMPARE(parsed("UpgradeDatas||" + wrongSum + next),
-                 QStringList({"unknown " + wrongSum.toHex(' '), "heartbeat"}));
-        const QByteArray longLength = QByteArray::fromHex("ab5ba5ffff");
-        QCOMPARE(parsed("UpgradeDatas||" + longLength + next),
-                 QStringList({"unknown ab 5b a5 ff ff", "heartbeat"}));
-        const QByteArray shortLength = QByteArray::fromHex("ab5ba50400");
-        QCOMPARE(parsed("UpgradeDatas||" + shortLength + next),
-                 QStringList({"unknown ab 5b a5 04 00", "heartbeat"}));
         const QByteArray ordinary = mcu::buildFrame(0xAB, {}, 0x7901, "xyz");
-        QCOMPARE(parsed("UpgradeDatas||" + ordinary + next),
-                 QStringList({"unknown " + ordinary.toHex(' '), "heartbeat"}));
-        QCOMPARE(parsed("UpgradeDatas||bogus\r\n" + next),
-                 QStringList({"unknown bogus", "heartbeat"}));
+        for (const QByteArray &frame : {wrongSum, ordinary, QByteArray::fromHex("ab5ba5ffff"),
+                                        QByteArray::fromHex("ab5ba50400")})
+            row(frame.toHex(), key + frame + next, {"unknown " + frame.toHex(' '), "heartbeat"});
+        row("no frame", key + "bogus\r\n" + next, {"unknown bogus", "heartbeat"});
+        row("line ends in a frame", key + mcu::buildStatusFrame(0xAB, {}, 0x0A0D, 0x0A) + next,
+            {"module a0d 10", "heartbeat"});
     }
 
-    void answerWithLineEndsInside()
+    void replies()
     {
-        const QByteArray frame = mcu::buildStatusFrame(0xAB, {}, 0x0A0D, 0x0A);
-        QCOMPARE(parsed("UpgradeDatas||" + frame + "HEARTBEAT\r\n"),
-                 QStringList({"module a0d 10", "heartbeat"}));
+        QFETCH(QByteArray, bytes);
+        QFETCH(QStringList, replies);
+        QCOMPARE(parsed(bytes), replies);
+    }
+
+    void listingTooLong()
+    {
+        const QByteArray lines = QByteArray("x\r\n").repeated(100);
+        QCOMPARE(parsed("FIRMWARELIST||{\r\n" + lines, 50).first(), QString("overlong"));
     }
 
     void lineTooLong()
@@ -213,6 +183,6 @@ private slots:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestParser)
 
-} // namespace tst_parser
+} // namespace client::tst_parser
 
 #include "tst_parser.moc"

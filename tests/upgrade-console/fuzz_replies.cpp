@@ -6,12 +6,7 @@
 
 #include <algorithm>
 
-using client::AgentReply;
-using client::McuState;
-using client::ReplyParser;
-using client::RunPicture;
-using client::TimeEstimate;
-using client::UpgradeModel;
+namespace client {
 
 namespace {
 
@@ -67,3 +62,5 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
     requireBounded(model);
     return 0;
 }
+
+} // namespace client

@@ -5,8 +5,6 @@
 #include "upgrade-console/Bars.h"
 #include "upgrade-console/UpgradeView.h"
 
-#include <QTest>
-
 namespace tst_view {
 
 using client::UpgradeModel;
@@ -38,8 +36,7 @@ private slots:
                                   {"AUX", 1, 0, "2.0.0", 102'400, false},
                                   {"KEY", 2, 0, "2.0.0", 51'200, false}});
         run.step = 100ms;
-        run.say({"Send 'Enter F/W Upgrade Mode' command to 'MAIN'.",
-                 "'MAIN' Enter 'F/W Update Mode' success.", "Writing..."});
+        run.play({"begin MAIN", "Writing..."});
         for (int i = 1; i <= 50; ++i)
             run.progress(i / 3.0);
         QCOMPARE(pictureOf(run).first(),
@@ -75,8 +72,7 @@ private slots:
     void picturesFit()
     {
         Run run({"A", "B", "a name that is much longer than any column", "D", "E"});
-        run.write("A").say({"Send 'Enter F/W Upgrade Mode' command to 'B'.", "Writing..."});
-        run.progress(40).progress(50);
+        run.play({"write A", "enter B", "Writing...", "40 %", "50 %"});
         for (int columns = 1; columns < 130; columns += 3) {
             for (int lines = 1; lines < 10; ++lines) {
                 const ms silence = ms(columns % 2 == 0 ? 0 : 9000);

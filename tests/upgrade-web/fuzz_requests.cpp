@@ -5,12 +5,7 @@
 
 #include <QList>
 
-using web::EventLog;
-using web::Gate;
-using web::GateSettings;
-using web::Request;
-using web::routeOf;
-using web::RouteResult;
+namespace web {
 
 namespace {
 
@@ -47,7 +42,7 @@ GateSettings settingsWith(bool hasPassword, bool hasProxy)
 }
 
 /** A request that is answered names the server, and changes need the token as well. */
-void requireGuarded(Gate &gate, const Request &request, const web::Route &route, bool hasPassword)
+void requireGuarded(Gate &gate, const Request &request, const Route &route, bool hasPassword)
 {
     if (gate.check(request, route, {}) != ProblemId::None)
         return;
@@ -84,3 +79,5 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
     require(!number || (*number >= 0 && *number <= 4));
     return 0;
 }
+
+} // namespace web

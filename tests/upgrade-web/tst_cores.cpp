@@ -9,20 +9,11 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
-namespace tst_cores {
-
-using namespace std::chrono_literals;
-using web::EventLog;
-using web::Gate;
-using web::GateSettings;
-using web::LoginLimit;
-using web::Request;
-using web::Resource;
-using web::routeOf;
-using web::Session;
-using web::Sessions;
+namespace web::tst_cores {
 
 namespace {
+
+using namespace std::chrono_literals;
 
 /** Words that differ: "1", "2" and so on. */
 Sessions::Secret numbers()
@@ -30,13 +21,22 @@ Sessions::Secret numbers()
     return [count = 0]() mutable { return QByteArray::number(++count); };
 }
 
-Request requestFor(const QByteArray &method, const QByteArray &path, const web::Fields &headers)
+Request requestFor(const QByteArray &method, const QByteArray &path, const Fields &headers)
 {
     Request request;
     request.method = method;
     request.path = path;
     request.headers = headers;
     return request;
+}
+
+GateSettings settingsFor(const QString &host, quint16 port)
+{
+    GateSettings settings;
+    settings.hosts = QStringList{host};
+    settings.port = port;
+    settings.hasPassword = true;
+    return settings;
 }
 
 ProblemId checked(Gate &gate, const Request &request)
@@ -46,7 +46,7 @@ ProblemId checked(Gate &gate, const Request &request)
 
 } // namespace
 
-class tst_cores : public QObject
+class TestCores : public QObject
 {
     Q_OBJECT
 
@@ -95,10 +95,7 @@ private slots:
 
     void aProxyDecidesOverAddressAndCookie()
     {
-        GateSettings settings;
-        settings.hosts = QStringList{"module.example"};
-        settings.port = 8353;
-        settings.hasPassword = true;
+        GateSettings settings = settingsFor("module.example", 8353);
         settings.hasProxy = true;
         Gate gate(settings, numbers());
         Request request = requestFor("GET", "/api/status", {{"Host", "module.example"}});
@@ -119,10 +116,7 @@ private slots:
 
     void metricsMayBeOpen()
     {
-        GateSettings settings;
-        settings.hosts = QStringList{"localhost"};
-        settings.port = 80;
-        settings.hasPassword = true;
+        GateSettings settings = settingsFor("localhost", 80);
         const Request request = requestFor("GET", "/metrics", {{"Host", "localhost"}});
         Gate closed(settings, numbers());
         QCOMPARE(checked(closed, request), ProblemId::LoginNeeded);
@@ -156,27 +150,27 @@ private slots:
     {
         QTemporaryDir folder;
         const QString path = folder.filePath("history.json");
-        web::History history(path);
+        History history(path);
         for (int i = 0; i < 60; ++i)
             QVERIFY(history.add({{"id", i}}));
         QCOMPARE(history.runs().size(), 50);
-        QCOMPARE(web::History(path).runs(), history.runs());
+        QCOMPARE(History(path).runs(), history.runs());
         QCOMPARE(history.runs().first().toObject()["id"].toInt(), 59);
         QFile file(path);
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write("[{\"id\": 1}, 7, ");
         file.close();
-        QVERIFY(web::History(path).runs().isEmpty());
-        QVERIFY(!web::History("/proc/none/history.json").add({{"id", 1}}));
+        QVERIFY(History(path).runs().isEmpty());
+        QVERIFY(!History("/proc/none/history.json").add({{"id", 1}}));
     }
 
     void theMetricsHaveTheLastRun()
     {
-        web::Metrics metrics;
+        Metrics metrics;
         metrics.runs = {{"done", 2}, {"failed", 1}};
         metrics.seconds = 61.5;
         metrics.bytes = 123456789;
-        const QByteArray text = metricsText(metrics, web::MetricsForm::Open);
+        const QByteArray text = metricsText(metrics, MetricsForm::Open);
         QCOMPARE(text,
                  QByteArray(
                      R"(# HELP upgrade_agent_reachable Whether the agent answered the last question.
@@ -216,7 +210,7 @@ upgrade_last_run_bytes 123456789
             if (isMaking || others.contains(row.problem))
                 continue;
             ++checked;
-            const QString advice = web::pageAdvice(row.problem);
+            const QString advice = pageAdvice(row.problem);
             QVERIFY2(!command.match(advice).hasMatch(), qUtf8Printable(advice));
             QVERIFY2(advice.endsWith('.'), row.id);
         }
@@ -240,13 +234,14 @@ upgrade_last_run_bytes 123456789
             {"id", 3},
             {"error", wanted},
             {"list", QJsonArray{wanted, ofCase, unknown, QJsonObject{{"deep", wanted}}}}};
-        QCOMPARE(web::withPageAdvice(document), expected);
-        const QByteArray frame = web::eventFrame({}, {{"event", "message"}, {"error", problem}});
+        QCOMPARE(withPageAdvice(document), expected);
+        const QByteArray frame = eventFrame({}, {{"event", "message"}, {"error", problem}});
         QVERIFY(frame.contains(ofPage.toUtf8()));
     }
 };
 
-} // namespace tst_cores
+AGENT_TEST(TestCores)
 
-AGENT_TEST(tst_cores::tst_cores)
+} // namespace web::tst_cores
+
 #include "tst_cores.moc"
