@@ -10,87 +10,59 @@ import unittest
 
 from tests import ROOT
 from tests.harness.upgrade_console import runs
-from tests.harness.upgrade_console.fake_agent import (
-    BUSY,
-    CLOSE,
-    FAIL,
-    PACKAGE,
-    ROWS,
-    SUCCESS,
-    FakeAgent,
-    Wait,
-    listing,
-    log,
-)
-from tests.harness.upgrade_console.program import (
-    CANNOT,
-    DONE,
-    FAILED,
-    LOST,
-    NO_RUN,
-    NOTHING,
-    USAGE,
-    ProgramTest,
-    masked,
-)
+from tests.harness.upgrade_console.fake_agent import CLOSE, ROWS, FakeAgent, Wait
+from tests.harness.upgrade_console.lines import BUSY, FAIL, PACKAGE, SUCCESS, listed, log
+from tests.harness.upgrade_console.program import Exit, ProgramTest, masked, results
 
 
 class LinesTest(ProgramTest):
     """What these tests share."""
 
-    def lines(self, text):
-        """The objects of JSON lines, without the times that differ from run to run."""
-        objects = [json.loads(line) for line in text.splitlines()]
-        for one in objects:
+    def events(self, result):
+        """All but the last line, and the last line, without the times that differ from run to
+        run."""
+        *events, last = [json.loads(line) for line in result.stdout.splitlines()]
+        for one in (*events, last):
             self.assertRegex(one.pop("time"), r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$")
             one.pop("seconds", None)
             one.pop("seconds_left", None)
-        return objects
-
-    def events(self, result):
-        """All but the last line, and the last line."""
-        *events, last = self.lines(result.stdout)
         self.assertEqual((last["event"], last["exit"]), ("result", result.returncode))
         return events, last
+
+
+def of_kind(events, kind):
+    return [event for event in events if event["event"] == kind]
 
 
 class TestJsonLines(LinesTest):
     """--json-progress."""
 
     def upgrade(self, run, *arguments, **more):
-        return self.with_agent({ROWS: run}, "--json-progress", "upgrade", *arguments, **more)
+        return super().upgrade(run, "--json-progress", *arguments, **more)
 
     def test_whole_run(self):
-        events, last = self.events(self.upgrade(runs.full_run()))
+        result = self.upgrade(runs.full_run())
+        self.assertEqual(len(result.stderr.splitlines()), 2, result.stderr)  # the announcement
+        events, last = self.events(result)
         main = {"row": 0, "name": "MAIN", "chip_type": 0, "chip_index": 0}
         aux = {"row": 1, "name": "AUX 1", "chip_type": 1, "chip_index": 0}
 
-        def chip(which, old, new, phase, **more):
-            return {
-                "event": "chip",
-                **which,
-                "old_version": old,
-                "new_version": new,
-                "phase": phase,
-                "retries": 0,
-                **more,
-            }
+        def chips(which, old, new, *phases, **more):
+            versions = {"old_version": old, "new_version": new, "retries": 0}
+            return [{"event": "chip", **which, **versions, "phase": one, **more} for one in phases]
 
-        def phases(which, old, new, *names):
-            return [chip(which, old, new, name) for name in names]
+        def written(which, old, new):
+            updated = {"result": "updated", "error": None}
+            return chips(which, old, new, "entering", "erasing", "writing") + chips(
+                which, old, new, "finished", **updated
+            )
 
         def progress(percent, which, own, is_whole):
-            return {
-                "event": "progress",
-                "percent": percent,
-                "seconds_left_is_whole": is_whole,
-                **which,
-                "chip_percent": own,
-            }
+            percents = {"percent": percent, "chip_percent": own}
+            return {"event": "progress", "seconds_left_is_whole": is_whole, **which, **percents}
 
-        found = [event for event in events if event["event"] != "progress"]
         self.assertEqual(
-            found,
+            [event for event in events if event["event"] != "progress"],
             [
                 {
                     "event": "run",
@@ -100,41 +72,32 @@ class TestJsonLines(LinesTest):
                     "chips": [{**main, "new_version": "1.1.0"}, {**aux, "new_version": "2.1.0"}],
                 },
                 {"event": "phase", "phase": "reading"},
-                chip(main, "", "1.1.0", "reading"),
-                chip(aux, "", "2.1.0", "reading"),
-                chip(main, "1.0.0", "1.1.0", "reading"),
-                chip(aux, "2.0", "2.1.0", "reading"),
+                *chips(main, "", "1.1.0", "reading"),
+                *chips(aux, "", "2.1.0", "reading"),
+                *chips(main, "1.0.0", "1.1.0", "reading"),
+                *chips(aux, "2.0", "2.1.0", "reading"),
                 {"event": "phase", "phase": "writing"},
-                *phases(main, "1.0.0", "1.1.0", "entering", "erasing", "writing"),
-                chip(main, "1.0.0", "1.1.0", "finished", result="updated", error=None),
-                *phases(aux, "2.0", "2.1.0", "entering", "erasing", "writing"),
-                chip(aux, "2.0", "2.1.0", "finished", result="updated", error=None),
+                *written(main, "1.0.0", "1.1.0"),
+                *written(aux, "2.0", "2.1.0"),
                 {"event": "phase", "phase": "rebooting"},
                 {"event": "phase", "phase": "set-version"},
             ],
         )
-        figures = [event for event in events if event["event"] == "progress"]
+        figures = of_kind(events, "progress")
         self.assertIn(progress(40, main, 80, False), figures)
         self.assertIn(progress(60, aux, 20, True), figures)
         # One for each tenth, however fast they come.
         self.assertEqual([event["percent"] // 10 for event in figures], list(range(1, 11)))
-        self.assertEqual([mcu["result"] for mcu in last["mcus"]], ["updated", "updated"])
-
-    def test_nothing_else_is_shown(self):
-        result = self.upgrade(runs.full_run())
-        self.assertEqual(len(result.stderr.splitlines()), 2, result.stderr)  # the announcement
+        self.assertEqual(results(last), ["updated", "updated"])
 
     def test_failures(self):
         events, last = self.events(self.upgrade(runs.half_failed_run()))
-        retries = [event["retries"] for event in events if event["event"] == "retry"]
+        retries = [event["retries"] for event in of_kind(events, "retry")]
         self.assertEqual(retries, list(range(1, 9)))
-        messages = [
-            (event["id"], event["error"]["id"], event["text"])
-            for event in events
-            if event["event"] == "message"
-        ]
+        message = of_kind(events, "message")[0]
         self.assertEqual(
-            messages[0], ("write-retry", "image-not-written", "'AUX 1' F/W update fail, retry 1.")
+            (message["id"], message["error"]["id"], message["text"]),
+            ("write-retry", "image-not-written", "'AUX 1' F/W update fail, retry 1."),
         )
         chips = [event for event in events if event.get("result") == "failed"]
         self.assertEqual([chip["error"]["id"] for chip in chips], ["image-not-written"])
@@ -142,44 +105,25 @@ class TestJsonLines(LinesTest):
 
     def test_names_are_those_of_the_package(self):
         """A real agent takes the blanks out of the names that it is sent."""
-        run = [
-            line.replace(b"'AUX 1'", b"'AUX1'") if isinstance(line, bytes) else line
-            for line in runs.half_failed_run()
-        ]
+        run = [line.replace(b"'AUX 1'", b"'AUX1'") for line in runs.half_failed_run()]
         result = self.upgrade(run)
         self.assertNotIn("AUX1", result.stdout)
         _, last = self.events(result)
         self.assertEqual([mcu["name"] for mcu in last["mcus"]], ["MAIN", "AUX 1"])
         self.assertEqual(last["error"]["detail"], "'AUX 1' F/W Update fail.")
-        result = self.with_agent({ROWS: run}, "upgrade")
+        result = super().upgrade(run)
         self.assertIn("agent: 'AUX 1' F/W Update fail.", result.stderr)
         self.assertNotIn("AUX1", result.stdout + result.stderr)
 
-    def test_late_answer(self):
-        run = runs.START + [log("Read model name."), 4.5, *runs.wrong_model_run()[5:]]
-        events, _ = self.events(self.upgrade(run, timeout="30"))
-        waits = [event for event in events if event["event"] == "wait"]
-        self.assertGreaterEqual(len(waits), 1)
-        self.assertEqual(
-            {key: waits[0][key] for key in ("limit", "attempt", "attempts")},
-            {"limit": 10, "attempt": 1, "attempts": 3},
-        )
-
     def test_errors_are_lines(self):
         for arguments, status, cause in (
-            (["upgrade", "--mode", "3"], USAGE, "usage"),
-            (["bogus"], USAGE, "usage"),
-            (["--port", "1", "ping"], CANNOT, "cannot-connect"),
+            (["upgrade", "--mode", "3"], Exit.USAGE, "usage"),
+            (["bogus"], Exit.USAGE, "usage"),
+            (["--port", "1", "ping"], Exit.CANNOT, "cannot-connect"),
         ):
             result = self.run_alone("--json-progress", *arguments)
             self.assertEqual(result.stdout.count("\n"), 1)
-            last = json.loads(result.stdout)
-            self.assertEqual(
-                (last["event"], last["exit"], last["error"]["id"]), ("result", status, cause)
-            )
-            self.assertEqual(result.returncode, status)
-        result = self.with_agent({"UPGRADE||": [BUSY]}, "--json-progress", "upgrade")
-        self.assertEqual(self.events(result)[1]["error"]["id"], "busy")
+            self.assertEqual(self.assert_failure(result, status, cause)["event"], "result")
 
     def test_replies(self):
         result = self.with_agent({}, "--json-progress", "shell", stdin="VERSION\n")
@@ -197,48 +141,42 @@ class TestJsonLines(LinesTest):
             self.assertTrue(pause.reached.wait(60))
             os.close(reader)
             pause.go_on.set()
-            self.assertEqual(program.popen.wait(60), FAILED, program.report())
+            self.assert_ends(program, Exit.FAILED)
         self.assertIn("standard output cannot be written", program.stderr())
 
     def test_the_page_has_every_kind(self):
         with open(os.path.join(ROOT, "docs/use/upgrade-console.md"), encoding="utf-8") as file:
             page = file.read().split("## JSON lines")[1].split("\n## ")[0]
         described = set(re.findall(r"^\| `(\w+)` \|", page, re.MULTILINE)) - {"event"}
-        used = set()
+        used = {"reply", "result"}
         # The events of upgrade-web are on another page.
         for path in glob.glob(os.path.join(ROOT, "tools", "*", "*.cpp")):
-            if "/upgrade-web/" in path:
-                continue
-            with open(path, encoding="utf-8") as file:
-                text = file.read()
-            used |= set(re.findall(r'eventNamed\("(\w+)"\)|\{"event", "(\w+)"\}', text))
-        used = {one or other for one, other in used} | {"reply", "result"}
+            if "/upgrade-web/" not in path:
+                with open(path, encoding="utf-8") as file:
+                    used |= set(re.findall(r'(?:eventNamed\(|\{"event", )"(\w+)"', file.read()))
         self.assertEqual(described, used)
 
 
 class TestStatus(LinesTest):
     """What the agent reports about itself."""
 
-    def status(self, answers):
-        return self.with_agent(answers, "--json", "status")
+    def status(self, answers, **more):
+        result = self.with_agent(answers, "--json", "status", **more)
+        return result.returncode, self.document(result)
 
     def test_idle(self):
-        result = self.with_agent({}, "status")
-        self.assertEqual(
-            (result.returncode, result.stdout, result.stderr),
-            (
-                DONE,
-                """\
+        self.assert_output(
+            self.with_agent({}, "status"),
+            Exit.DONE,
+            """\
 Agent: reachable, version 1.15
 Device: not busy
 Package: HX-8 7, 2 chips
 Last result: not known; the agent does not report it, its log has it
 """,
-                "",
-            ),
         )
         self.assertEqual(
-            json.loads(self.status({}).stdout),
+            self.status({})[1],
             {
                 "command": "status",
                 "result": "done",
@@ -257,18 +195,15 @@ Last result: not known; the agent does not report it, its log has it
 
     def test_busy(self):
         """The lines of the run say nothing about the package."""
-        description = listing(PACKAGE)[listing(PACKAGE).index(b"FIRMWARELIST") :]
-        result = self.status(
+        status, document = self.status(
             {
                 "UPGRADE||": [log("Read model name fail, upgrade fail, exit."), BUSY],
                 "VERSION": [log("'MAIN' F/W Update fail."), b"VERSION||1.15\r\n"],
-                "GETFIRMWARELIST": [description],
+                "GETFIRMWARELIST": [listed(json.dumps(PACKAGE))],
             }
         )
-        document = json.loads(result.stdout)
-        self.assertEqual(
-            (result.returncode, document["busy"], document["package"]["chips"]), (DONE, True, 2)
-        )
+        found = (status, document["busy"], document["package"]["chips"])
+        self.assertEqual(found, (Exit.DONE, True, 2))
 
     def test_package_that_cannot_be_used(self):
         for text, cause in (
@@ -276,25 +211,18 @@ Last result: not known; the agent does not report it, its log has it
             ("ERROR:Firmware file checksum error.", "package-damaged"),
             ("", "description-broken"),
         ):
-            result = self.status({"GETFIRMWARELIST": [f"FIRMWARELIST||{text}\r\n".encode()]})
-            document = json.loads(result.stdout)
-            self.assertEqual((result.returncode, document["package"]), (DONE, None))
+            status, document = self.status({"GETFIRMWARELIST": [listed(text)]})
+            self.assertEqual((status, document["package"]), (Exit.DONE, None))
             self.assertEqual(document["package_problem"]["id"], cause)
 
     def test_unreachable(self):
         result = self.run_alone("--port", "1", "--json", "status")
-        document = json.loads(result.stdout)
-        self.assertEqual((result.returncode, document["reachable"]), (CANNOT, False))
-        self.assertEqual(document["error"]["id"], "cannot-connect")
+        document = self.assert_failure(result, Exit.CANNOT, "cannot-connect")
+        self.assertIs(document["reachable"], False)
         for answer in ([], [CLOSE]):
-            result = self.with_agent(
-                {"VERSION": answer, "HEARTBEAT": [], "GETFIRMWARELIST": []},
-                "--json",
-                "status",
-                timeout=self.UNANSWERED,
-            )
-            document = json.loads(result.stdout)
-            self.assertEqual((result.returncode, document["reachable"]), (LOST, False))
+            silent = {"VERSION": answer, "HEARTBEAT": [], "GETFIRMWARELIST": []}
+            status, document = self.status(silent, timeout=self.UNANSWERED)
+            self.assertEqual((status, document["reachable"]), (Exit.LOST, False))
 
 
 class TestAttach(LinesTest):
@@ -302,37 +230,31 @@ class TestAttach(LinesTest):
 
     def attach(self, lines, *arguments, **more):
         """`lines` come once the program follows the run."""
-        description = listing(PACKAGE)[listing(PACKAGE).index(b"FIRMWARELIST") :]
-        answers = {"UPGRADE||": [BUSY], "GETFIRMWARELIST": [description, *lines]}
+        answers = {"UPGRADE||": [BUSY], "GETFIRMWARELIST": [listed(json.dumps(PACKAGE)), *lines]}
         return self.with_agent(answers, *arguments, "attach", **more)
 
-    def document(self, lines):
-        result = self.attach(lines, "--json")
-        document = json.loads(result.stdout)
-        self.assertEqual((document["exit"], document["attached"]), (result.returncode, True))
+    def attached(self, lines, status, problem):
+        document = self.assert_failure(self.attach(lines, "--json"), status, problem)
+        self.assertIs(document["attached"], True)
         return document
 
     def test_no_run(self):
-        result = self.with_agent({}, "attach")
-        self.assertEqual(
-            (result.returncode, result.stdout, result.stderr),
-            (
-                NO_RUN,
-                "",
-                "upgrade-console: error: no upgrade is active\n  Start one "
-                "with 'upgrade'; the agent does not report how the last one ended.\n",
-            ),
+        self.assert_output(
+            self.with_agent({}, "attach"),
+            Exit.NO_RUN,
+            "",
+            "upgrade-console: error: no upgrade is active\n  Start one "
+            "with 'upgrade'; the agent does not report how the last one ended.\n",
         )
         self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT"])
-        result = self.with_agent({}, "attach", "--json")
-        document = json.loads(result.stdout)
+        document = self.document(self.with_agent({}, "attach", "--json"))
         self.assertEqual(document.pop("error")["id"], "no-run")
         self.assertEqual(
             document,
             {
                 "command": "attach",
                 "result": "no-run",
-                "exit": NO_RUN,
+                "exit": Exit.NO_RUN,
                 "host": "127.0.0.1",
                 "attached": False,
                 "warnings": [],
@@ -341,23 +263,12 @@ class TestAttach(LinesTest):
 
     def test_from_the_beginning(self):
         result = self.attach(runs.full_run())
-        self.assertEqual(result.returncode, DONE, result.stderr)
-        table = re.sub(r"followed for \d+:\d\d", "followed for #", masked(result.stdout))
-        self.assertEqual(
-            table,
-            """\
-MCU    Old    New    Result   Seconds
-MAIN   1.0.0  1.1.0  updated #
-AUX 1  2.0    2.1.0  updated #
-
-2 MCUs updated.
-Host 127.0.0.1, package HX-8 7, followed for #.
-""",
-        )
-        self.assertIs(self.document(runs.full_run())["saw_beginning"], True)
-        document = self.document(runs.half_failed_run())
-        self.assertEqual((document["exit"], document["error"]["id"]), (FAILED, "image-not-written"))
-        self.assertEqual(self.document(runs.idle_run())["exit"], NOTHING)
+        self.assertEqual(result.returncode, Exit.DONE, result.stderr)
+        table = re.sub(r"followed for \d+:\d\d", "started #, took #", result.stdout)
+        self.assertEqual(masked(table), runs.FULL_TABLE)
+        document = self.document(self.attach(runs.full_run(), "--json"))
+        self.assertIs(document["saw_beginning"], True)
+        self.attached(runs.idle_run(), Exit.NOTHING, None)
 
     def test_in_the_middle(self):
         """MCUs before the first line that was seen may have failed."""
@@ -370,43 +281,31 @@ Host 127.0.0.1, package HX-8 7, followed for #.
             (["MAIN", "AUX 1"], b"Write firmware 'MAIN"),
         )
         for wanted, last in cases:
-            at = max(i for i, line in enumerate(run) if last in line)
-            document = self.document(run[at:])
-            self.assertEqual(
-                (document["exit"], document["error"]["id"]), (LOST, "beginning-unseen"), last
-            )
-            self.assertEqual(
-                [(mcu["name"], mcu["result"]) for mcu in document["mcus"]],
-                [(name, "updated") for name in wanted],
-                last,
-            )
-            self.assertIs(document["saw_beginning"], False)
+            with self.subTest(last):
+                at = max(i for i, line in enumerate(run) if last in line)
+                document = self.attached(run[at:], Exit.LOST, "beginning-unseen")
+                self.assertEqual(
+                    [(mcu["name"], mcu["result"]) for mcu in document["mcus"]],
+                    [(name, "updated") for name in wanted],
+                )
+                self.assertIs(document["saw_beginning"], False)
 
     def test_failure_in_the_middle(self):
-        run = runs.half_failed_run()
-        document = self.document(run[-20:])
-        self.assertEqual((document["exit"], document["error"]["id"]), (FAILED, "image-not-written"))
-        document = self.document([FAIL])
-        self.assertEqual((document["exit"], document["error"]["id"]), (FAILED, "beginning-unseen"))
+        self.attached(runs.half_failed_run()[-20:], Exit.FAILED, "image-not-written")
+        self.attached([FAIL], Exit.FAILED, "beginning-unseen")
 
     def test_two_rows_of_one_name(self):
         """The second one's success does not hide the first one's failure."""
-        lines = [
-            log("'AUX' F/W Update fail."),
-            runs.greater("AUX", "2.1.0", "2.0.0"),
-            *runs.write("AUX", 1, 2),
-            SUCCESS,
-        ]
-        document = self.document(lines)
-        self.assertEqual([mcu["result"] for mcu in document["mcus"]], ["failed", "updated"])
-        self.assertEqual(document["exit"], FAILED)
+        failed = [log("'AUX' F/W Update fail."), runs.greater("AUX", "2.1.0", "2.0.0")]
+        lines = [*failed, *runs.write("AUX", 1, 2), SUCCESS]
+        document = self.attached(lines, Exit.FAILED, "image-not-written")
+        self.assertEqual(results(document), ["failed", "updated"])
 
     def test_no_separate_progress(self):
         """Without the number of rows nothing is known of an MCU's share."""
-        result = self.attach(runs.full_run(), "--json-progress")
-        events, _ = self.events(result)
+        events, _ = self.events(self.attach(runs.full_run(), "--json-progress"))
         self.assertEqual(events[0], {"event": "phase", "phase": "joining"})
-        figures = [event for event in events if event["event"] == "progress"]
+        figures = of_kind(events, "progress")
         self.assertGreater(len(figures), 5)
         for event in figures:
             self.assertNotIn("chip_percent", event)
@@ -417,10 +316,9 @@ Host 127.0.0.1, package HX-8 7, followed for #.
             ([CLOSE], "How far the run was is not known."),
             ([*runs.enter("AUX"), CLOSE], "'AUX' was being written."),
         ):
-            document = self.document(lines)
-            self.assertEqual((document["exit"], document["error"]["id"]), (LOST, "connection-lost"))
+            document = self.attached(lines, Exit.LOST, "connection-lost")
             self.assertEqual(document["likely_state"][0], wanted)
-            self.assertEqual({mcu["result"] for mcu in document["mcus"]} - {"unknown"}, set())
+            self.assertEqual(set(results(document)) - {"unknown"}, set())
 
     def test_interrupt(self):
         pause = Wait()
@@ -429,21 +327,16 @@ Host 127.0.0.1, package HX-8 7, followed for #.
             program = self.start_program(agent.port, "--json", "attach")
             self.assertTrue(pause.reached.wait(60))
             program.popen.send_signal(signal.SIGINT)
-            self.assertEqual(program.popen.wait(60), LOST, program.report())
+            self.assert_ends(program, Exit.LOST)
             pause.go_on.set()
         self.assertEqual(json.loads(program.stdout())["error"]["id"], "interrupted")
 
     def test_last_words_went_elsewhere(self):
         """The agent is idle, and the end was not seen."""
-        idle = []
-
-        def answer(_agent):
-            idle.append(1)
-            return [BUSY] if len(idle) == 1 else [log("Disconnect")]
-
-        result = self.with_agent({"UPGRADE||": answer}, "--json", "attach", timeout=self.UNANSWERED)
-        self.assertEqual(json.loads(result.stdout)["error"]["id"], "outcome-unseen")
-        self.assertEqual(result.returncode, LOST)
+        busy = iter([[BUSY]])
+        answers = {"UPGRADE||": lambda _: next(busy, [log("Disconnect")])}
+        result = self.with_agent(answers, "--json", "attach", timeout=self.UNANSWERED)
+        self.assert_failure(result, Exit.LOST, "outcome-unseen")
 
 
 if __name__ == "__main__":

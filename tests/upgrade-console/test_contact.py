@@ -7,17 +7,9 @@ import unittest
 
 from tests.harness import wait
 from tests.harness.upgrade_console import runs
-from tests.harness.upgrade_console.fake_agent import (
-    BUSY,
-    CLOSE,
-    ROWS,
-    SUCCESS,
-    FakeAgent,
-    Wait,
-    log,
-    progress,
-)
-from tests.harness.upgrade_console.program import DONE, FAILED, LOST, ProgramTest, masked
+from tests.harness.upgrade_console.fake_agent import CLOSE, ROWS, FakeAgent, Wait
+from tests.harness.upgrade_console.lines import BUSY, SUCCESS, after, log, progress
+from tests.harness.upgrade_console.program import Exit, ProgramTest, masked, results
 
 
 class TestContact(ProgramTest):
@@ -26,34 +18,27 @@ class TestContact(ProgramTest):
     def test_contact_lost(self):
         """What the device is likely doing depends on where the run was."""
         full = runs.full_run()
-        begun = full[: full.index(log("Read model name.")) + 1]
-        written = full[: full.index(log("Write firmware 'MAIN' success.")) - 3]
-        rebooting = full[: full.index(log("Start to reboot, please wait.")) + 1]
-        for run, state, results in (
-            (begun, "Nothing was written so far", ["unknown", "unknown"]),
-            (written, "'MAIN' was being written", ["unknown", "unknown"]),
-            (rebooting, "the device was rebooting", ["updated", "updated"]),
+        for last, state, result in (
+            ("Read model name.", "Nothing was written so far", "unknown"),
+            ("Writing...", "'MAIN' was being written", "unknown"),
+            ("Start to reboot", "the device was rebooting", "updated"),
         ):
-            result = self.upgrade(run + [CLOSE], "--json")
-            self.assertEqual(result.returncode, LOST)
-            document = self.document(result)
-            self.assertEqual(document["error"]["id"], "connection-lost")
+            lost = self.upgrade(after(full, last, CLOSE), "--json")
+            document = self.assert_failure(lost, Exit.LOST, "connection-lost")
             self.assertIn(state, "".join(document["likely_state"]))
-            self.assertEqual([mcu["result"] for mcu in document["mcus"]], results)
+            self.assertEqual(results(document), [result, result])
             self.assertIn(state, document["error"]["advice"])
 
     def test_agent_dies_in_silence(self):
-        def die(agent):
-            agent.answers.clear()
-
-        result = self.upgrade(runs.START + runs.MODEL + [die], "--json", timeout=self.UNANSWERED)
-        self.assert_failure(result, LOST, "no-sign-of-life")
+        run = [*runs.START, *runs.MODEL, lambda agent: agent.answers.clear()]
+        result = self.upgrade(run, "--json", timeout=self.UNANSWERED)
+        self.assert_failure(result, Exit.LOST, "no-sign-of-life")
 
     def test_last_words_went_elsewhere(self):
         """The agent answers but has nothing to say about a run: it must not be waited for."""
         result = self.upgrade(runs.START + runs.MODEL, "--json", timeout=self.UNANSWERED)
-        self.assert_failure(result, LOST, "outcome-unseen")
-        self.assertNotIn("likely_state", self.document(result))
+        document = self.assert_failure(result, Exit.LOST, "outcome-unseen")
+        self.assertNotIn("likely_state", document)
 
     def lose(self, run, first, last, **more):
         """An upgrade whose lines from `first` to the one before `last` go to another client; the
@@ -75,33 +60,38 @@ class TestContact(ProgramTest):
         half = runs.half_failed_run()
         seen = {mcu: log(f"Write firmware '{mcu}' success.") for mcu in runs.NAMES}
         enter = {mcu: runs.enter(mcu)[0] for mcu in runs.NAMES}
-        for run, first, last, status, results in (
+        for run, first, last, status, expected in (
             # Progress alone, and then also the line that the update mode was entered.
-            (full, progress(5), progress(45), DONE, ["updated", "updated"]),
-            (full, enter["MAIN"], progress(45), DONE, ["updated", "updated"]),
+            (full, progress(5), progress(45), Exit.DONE, ["updated", "updated"]),
+            (full, enter["MAIN"], progress(45), Exit.DONE, ["updated", "updated"]),
             # What was read before.
-            (full, log("Read model name."), enter["MAIN"], DONE, ["updated", "updated"]),
+            (full, log("Read model name."), enter["MAIN"], Exit.DONE, ["updated", "updated"]),
             # The end of an image.
-            (full, progress(45), enter["AUX 1"], LOST, ["unknown", "updated"]),
-            (full, progress(20), progress(70), LOST, ["unknown", "updated"]),
-            (full, progress(70), runs.REBOOT[0], LOST, ["updated", "unknown"]),
-            (full, progress(70), SUCCESS, LOST, ["updated", "unknown"]),
+            (full, progress(45), enter["AUX 1"], Exit.LOST, ["unknown", "updated"]),
+            (full, progress(20), progress(70), Exit.LOST, ["unknown", "updated"]),
+            (full, progress(70), runs.REBOOT[0], Exit.LOST, ["updated", "unknown"]),
+            (full, progress(70), SUCCESS, Exit.LOST, ["updated", "unknown"]),
             # A whole image, or all of them.
-            (full, seen["MAIN"], runs.REBOOT[0], LOST, ["unknown", "unknown"]),
-            (full, enter["MAIN"], enter["AUX 1"], LOST, ["unknown", "updated"]),
-            (full, log("Read model name."), SUCCESS, LOST, ["unknown", "unknown"]),
+            (full, seen["MAIN"], runs.REBOOT[0], Exit.LOST, ["unknown", "unknown"]),
+            (full, enter["MAIN"], enter["AUX 1"], Exit.LOST, ["unknown", "updated"]),
+            (full, log("Read model name."), SUCCESS, Exit.LOST, ["unknown", "unknown"]),
             # Only what comes after the images.
-            (full, runs.REBOOT[0], SUCCESS, DONE, ["updated", "updated"]),
+            (full, runs.REBOOT[0], SUCCESS, Exit.DONE, ["updated", "updated"]),
             # What failed before the eyes of the program stays failed.
-            (half, runs.REBOOT[0], SUCCESS, FAILED, ["updated", "failed"]),
-            (half, log("'AUX 1' F/W Update fail."), runs.REBOOT[0], LOST, ["updated", "unknown"]),
+            (half, runs.REBOOT[0], SUCCESS, Exit.FAILED, ["updated", "failed"]),
+            (
+                half,
+                log("'AUX 1' F/W Update fail."),
+                runs.REBOOT[0],
+                Exit.LOST,
+                ["updated", "unknown"],
+            ),
         ):
             with self.subTest(first=first, last=last):
                 result = self.lose(run, first, last)
                 document = self.document(result)
-                self.assertEqual([mcu["result"] for mcu in document["mcus"]], results)
-                self.assertEqual(result.returncode, status)
-                if status == LOST:
+                self.assertEqual((result.returncode, results(document)), (status, expected))
+                if status == Exit.LOST:
                     self.assertEqual(document["error"]["id"], "outcome-unseen")
                     self.assertIn("another client took the messages", document["error"]["text"])
 
@@ -119,23 +109,16 @@ class TestContact(ProgramTest):
     def test_long_silence_of_a_busy_agent(self):
         """Another client sends a request during the run; the run and the wait for it continue."""
 
-        def busy(agent):
-            agent.answers["UPGRADE||"] = [BUSY]
-
         full = runs.full_run()
-        run = full[:30] + [busy]
-        rest = full[30:]
 
         def answer(agent):
-            if len([line for line in agent.lines if line == "UPGRADE||"]) < 3:
-                return [BUSY]
-            return [BUSY] + rest
+            return [BUSY] + (full[30:] if agent.lines.count("UPGRADE||") == 3 else [])
 
         def later(agent):
             agent.answers["UPGRADE||"] = answer
 
-        result = self.upgrade(run + [later], timeout=self.UNANSWERED)
-        self.assertEqual(result.returncode, DONE, result.stderr)
+        result = self.upgrade(full[:30] + [later], timeout=self.UNANSWERED)
+        self.assertEqual(result.returncode, Exit.DONE, result.stderr)
         self.assertEqual(masked(result.stdout), runs.FULL_TABLE)
 
     def test_foreign_noise_in_a_run(self):
@@ -151,21 +134,16 @@ class TestContact(ProgramTest):
         run = []
         for line in runs.full_run():
             run += [line] + (noise if line.startswith(b"UPGRADELOG||Read") else [])
-        self.assertEqual(self.upgrade(run).returncode, DONE)
+        self.assertEqual(self.upgrade(run).returncode, Exit.DONE)
 
     def test_wait_back(self):
         """The module goes down with the device and comes back on the same port."""
-        full = runs.full_run()
-        before = full[: full.index(log("Start to reboot, please wait.")) + 1]
-
-        def vanish(agent):
-            agent.stop()
-
-        with FakeAgent({ROWS: before + [vanish, CLOSE]}) as agent:
+        vanish = (lambda agent: agent.stop(), CLOSE)
+        with FakeAgent({ROWS: after(runs.full_run(), "Start to reboot", *vanish)}) as agent:
             program = self.start_program(agent.port, "--json", "upgrade", "--wait-back")
             wait.until(lambda: "network module restarts" in program.stderr())
             with FakeAgent(port=agent.port):
-                self.assertEqual(program.popen.wait(60), DONE, program.report())
+                self.assert_ends(program, Exit.DONE)
         document = json.loads(program.stdout())
         self.assertEqual(document["agent_version"], "1.15")
         self.assertIs(document["verdict_seen"], False)
@@ -177,10 +155,11 @@ class TestContact(ProgramTest):
             program = self.start_program(agent.port, "--json", "upgrade")
             wait.until(lambda: "MAIN: reading" in program.stderr())
             program.popen.send_signal(signal.SIGINT)
-            self.assertEqual(program.popen.wait(60), LOST, program.report())
+            self.assert_ends(program, Exit.LOST)
             pause.go_on.set()
-        self.assertEqual(json.loads(program.stdout())["error"]["id"], "interrupted")
-        self.assertIn("leave the device on", json.loads(program.stdout())["error"]["advice"])
+        error = json.loads(program.stdout())["error"]
+        self.assertEqual(error["id"], "interrupted")
+        self.assertIn("leave the device on", error["advice"])
 
 
 if __name__ == "__main__":

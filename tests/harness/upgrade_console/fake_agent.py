@@ -1,65 +1,18 @@
 # SPDX-License-Identifier: Apache-2.0
 """An agent that sends the answers of a test, cut and merged as the test requires."""
 
-import json
+import contextlib
 import socket
+import struct
 import threading
 import time
 from typing import Any
 
+from tests.harness.upgrade_console.lines import PACKAGE, listing, log
+
 CLOSE = object()  # an action: close the connection
 RESET = object()  # an action: end it as a dying machine does
 ROWS = "UPGRADE||*"  # any rows
-
-
-def log(text):
-    return f"UPGRADELOG||{text}\r\n".encode("latin-1")
-
-
-def progress(percent):
-    return f"PROGRESSVALUE||{percent:.2f}\r\n".encode()
-
-
-SUCCESS = b"\r\nDISCONNECTCOM\r\n\r\nUPGRADESUCCESS\r\n"
-FAIL = b"\r\nDISCONNECTCOM\r\n\r\nUPGRADEFAIL\r\n"
-BUSY = log("The device is busy upgrading.")
-
-
-def chip(name, chip_type, version):
-    """One chip of a package description; `chip_type` as in rows."""
-    ver1, ver2, ver3 = version.split(".")
-    pcb = {
-        "name": name,
-        "pcb_version": "1",
-        "speciality": "A",
-        "ver1": ver1,
-        "ver2": ver2,
-        "ver3": ver3,
-    }
-    return {
-        "chip_type": str(chip_type + 1),
-        "chip_quanity": "1",
-        "mcus": [{"mcu_type": "4", "pcbs": [pcb]}],
-    }
-
-
-PACKAGE = {
-    "model": "HX-8",
-    "version": "7",
-    "chips": [chip("MAIN", 0, "1.1.0"), chip("AUX 1", 1, "2.1.0")],
-}
-
-
-def listing(package):
-    return (
-        log("Firmware file checksum ok.")
-        + log("Firmware package version: 6")
-        + log("Model Name: HX-8")
-        + log("Version: 7")
-        + b"FIRMWARELIST||"
-        + json.dumps(package).encode()
-        + b"\r\n"
-    )
 
 
 class Wait:
@@ -95,8 +48,7 @@ class FakeAgent:
         self.failures = []
         self._listener = socket.create_server(("127.0.0.1", port))
         self.port = self._listener.getsockname()[1]
-        self._threads = [threading.Thread(target=self._accept, daemon=True)]
-        self._threads[0].start()
+        threading.Thread(target=self._accept, daemon=True).start()
 
     def __enter__(self):
         return self
@@ -107,10 +59,8 @@ class FakeAgent:
 
     def stop(self):
         """Stops serving clients."""
-        try:
+        with contextlib.suppress(OSError):
             self._listener.shutdown(socket.SHUT_RDWR)
-        except OSError:
-            pass
         self._listener.close()
 
     def _accept(self):
@@ -119,8 +69,7 @@ class FakeAgent:
                 client, _ = self._listener.accept()
             except OSError:
                 return
-            thread = threading.Thread(target=self._serve, args=(client,), daemon=True)
-            thread.start()
+            threading.Thread(target=self._serve, args=(client,), daemon=True).start()
 
     def _serve(self, client):
         try:
@@ -161,9 +110,7 @@ class FakeAgent:
             if action is CLOSE:
                 return False
             if action is RESET:
-                client.setsockopt(
-                    socket.SOL_SOCKET, socket.SO_LINGER, bytes([1, 0, 0, 0] + [0] * 4)
-                )
+                client.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
                 return False
             if isinstance(action, bytes):
                 self._send(client, action)
@@ -174,9 +121,8 @@ class FakeAgent:
         return True
 
     def _send(self, client, data):
-        if self.cut is None:
-            client.sendall(data)
-            return
-        for start in range(0, len(data), self.cut):
-            client.sendall(data[start : start + self.cut])
-            time.sleep(0.0002)
+        size = self.cut or len(data)
+        for start in range(0, len(data), size):
+            client.sendall(data[start : start + size])
+            if self.cut:
+                time.sleep(0.0002)

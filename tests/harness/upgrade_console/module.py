@@ -4,7 +4,7 @@
 import hashlib
 
 from tests.harness import frames
-from tests.harness.upgrade_console.fake_agent import log, progress
+from tests.harness.upgrade_console.lines import log, progress
 
 CHECKSUM_ERROR, REFUSAL = 1, 3
 INSTALL = [

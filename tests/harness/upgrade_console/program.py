@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """The program under test."""
 
+import enum
 import json
 import os
 import re
@@ -14,7 +15,12 @@ from tests.schemas import documents
 
 PROGRAM = os.environ["UPGRADE_CONSOLE"]
 DOCUMENTS = documents.Documents()
-DONE, FAILED, USAGE, NOTHING, BUSY_CODE, CANNOT, LOST, REFUSED, NO_RUN, NOT_TRUSTED = range(10)
+
+
+# The exit statuses.
+Exit = enum.IntEnum(
+    "Exit", "DONE FAILED USAGE NOTHING BUSY CANNOT LOST REFUSED NO_RUN NOT_TRUSTED", start=0
+)
 
 
 def masked(text):
@@ -71,38 +77,34 @@ class Background(Process):
         self._stderr.close()
 
 
+def results(document):
+    return [mcu["result"] for mcu in document["mcus"]]
+
+
 class ProgramTest(unittest.TestCase):
     """Runs the program; every run is bounded."""
 
     maxDiff = None
 
-    def run_alone(self, *arguments):
-        result = subprocess.run(
-            [PROGRAM, *arguments], capture_output=True, text=True, timeout=60, check=False
-        )
-        check_output(arguments, result.stdout)
-        return result
-
     # How long the program waits for an answer that comes, however busy the machine is, and for one
     # that does not come in the tests that wait for that.
     ANSWERED, UNANSWERED = "60", "2"
 
-    def run_program(self, port, *arguments, stdin="", timeout=ANSWERED):
-        command = [
-            PROGRAM,
-            "--host",
-            "127.0.0.1",
-            "--port",
-            str(port),
-            "--timeout",
-            timeout,
-            *arguments,
-        ]
+    def run_alone(self, *arguments, stdin=""):
         result = subprocess.run(
-            command, input=stdin, capture_output=True, text=True, timeout=240, check=False
+            [PROGRAM, *arguments],
+            input=stdin,
+            capture_output=True,
+            text=True,
+            timeout=240,
+            check=False,
         )
         check_output(arguments, result.stdout)
         return result
+
+    def run_program(self, port, *arguments, stdin="", timeout=ANSWERED):
+        options = ("--host", "127.0.0.1", "--port", str(port), "--timeout", timeout)
+        return self.run_alone(*options, *arguments, stdin=stdin)
 
     def start_program(self, port, *arguments, **popen):
         background = Background(port, *arguments, **popen)
@@ -125,8 +127,18 @@ class ProgramTest(unittest.TestCase):
         self.assertEqual(document["exit"], result.returncode, result.stdout)
         return document
 
+    def assert_ends(self, program, status):
+        """Waits for the end of a program in the background."""
+        self.assertEqual(program.popen.wait(60), status, program.report())
+
+    def assert_output(self, result, status, stdout, stderr=""):
+        """All of it, without the times in tables."""
+        self.assertEqual((masked(result.stdout), result.stderr), (stdout, stderr))
+        self.assertEqual(result.returncode, status)
+
     def assert_failure(self, result, status, problem):
-        """The exit status, and the id of the problem in the document."""
-        self.assertEqual(
-            (result.returncode, self.document(result)["error"]["id"]), (status, problem)
-        )
+        """The exit status, and the id of the problem in the document, which is returned."""
+        document = self.document(result)
+        error = document["error"]
+        self.assertEqual((result.returncode, error and error["id"]), (status, problem))
+        return document

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """What an agent says during runs, as lists of bytes."""
 
-from tests.harness.upgrade_console.fake_agent import FAIL, SUCCESS, log, progress
+from tests.harness.upgrade_console.lines import FAIL, SUCCESS, log, progress
 
 START = [
     log("Disconnect"),
