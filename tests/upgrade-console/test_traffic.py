@@ -7,8 +7,9 @@ import signal
 import unittest
 
 from tests.harness import wait
-from tests.harness.upgrade_console.fake_agent import FakeAgent, log, progress
-from tests.harness.upgrade_console.program import DONE, LOST, ProgramTest
+from tests.harness.upgrade_console.fake_agent import FakeAgent
+from tests.harness.upgrade_console.lines import log, progress
+from tests.harness.upgrade_console.program import Exit, ProgramTest
 
 
 class TestTraffic(ProgramTest):
@@ -17,18 +18,15 @@ class TestTraffic(ProgramTest):
     def test_shell_script(self):
         script = "VERSION\n\nHEARTBEAT\r\nbogus"
         result = self.with_agent({"bogus": [log("Unknow command.")]}, "shell", stdin=script)
-        self.assertEqual((result.returncode, result.stderr), (DONE, ""))
-        self.assertEqual(result.stdout, "VERSION||1.15\nHEARTBEAT\nUPGRADELOG||Unknow command.\n")
+        said = "VERSION||1.15\nHEARTBEAT\nUPGRADELOG||Unknow command.\n"
+        self.assert_output(result, Exit.DONE, said)
         self.assertEqual(self.agent.lines, ["VERSION", "HEARTBEAT", "bogus", "HEARTBEAT"])
 
     def test_shell_json(self):
-        result = self.with_agent({}, "--json", "shell", stdin="VERSION\n")
-        replies = self.document(result)["replies"]
-        self.assertEqual(
-            [(reply["kind"], reply["text"]) for reply in replies], [("version", "1.15")]
-        )
-        result = self.with_agent({}, "--json", "shell")
-        self.assertEqual(self.document(result)["replies"], [])
+        for stdin, replies in (("VERSION\n", [("version", "1.15")]), ("", [])):
+            document = self.document(self.with_agent({}, "--json", "shell", stdin=stdin))
+            found = [(reply["kind"], reply["text"]) for reply in document["replies"]]
+            self.assertEqual(found, replies)
 
     def test_shell_quit(self):
         result = self.with_agent({}, "shell", stdin="VERSION\nquit\nHEARTBEAT\n")
@@ -41,7 +39,7 @@ class TestTraffic(ProgramTest):
                 program = self.start_program(agent.port, *json_option, "watch")
                 wait.until(lambda: "two" in program.stdout())
                 program.popen.send_signal(signal.SIGINT)
-                self.assertEqual(program.popen.wait(60), DONE)
+                self.assert_ends(program, Exit.DONE)
             self.assertEqual(program.stderr(), "")
             return program.stdout()
 
@@ -56,20 +54,17 @@ class TestTraffic(ProgramTest):
         self.assertEqual(document["replies"][2]["percent"], 12.5)
 
     def test_watch_ends_with_its_reader(self):
-        def talk(_agent):
-            return [log("x"), 0.01] * 500
-
-        with FakeAgent({"HEARTBEAT": talk}) as agent:
+        with FakeAgent({"HEARTBEAT": [log("x"), 0.01] * 500}) as agent:
             reader, writer = os.pipe()
             program = self.start_program(agent.port, "watch", stdout=writer)
             os.close(writer)
             os.read(reader, 10)
             os.close(reader)
-            self.assertNotEqual(program.popen.wait(60), DONE)
+            self.assertNotEqual(program.popen.wait(60), Exit.DONE)
 
     def test_watch_notices_a_dead_agent(self):
         result = self.with_agent({"HEARTBEAT": []}, "watch", timeout=self.UNANSWERED)
-        self.assertEqual(result.returncode, LOST)
+        self.assertEqual(result.returncode, Exit.LOST)
 
     def test_watch_stays_alive(self):
         """It sends heartbeats, so it does not take silence for a dead agent; their answers are not
@@ -77,7 +72,7 @@ class TestTraffic(ProgramTest):
         with FakeAgent() as agent:
             program = self.start_program(agent.port, "--timeout", self.UNANSWERED, "watch")
             wait.until(lambda: agent.lines.count("HEARTBEAT") >= 5)
-            self.assertEqual((program.stop(), program.stdout().count("\n")), (DONE, 1))
+            self.assertEqual((program.stop(), program.stdout().count("\n")), (Exit.DONE, 1))
 
 
 if __name__ == "__main__":

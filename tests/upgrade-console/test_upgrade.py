@@ -11,17 +11,9 @@ import unittest
 from tests import ROOT
 from tests.harness.package import Image, build, description, image_bytes
 from tests.harness.upgrade_console import runs
-from tests.harness.upgrade_console.fake_agent import BUSY, FAIL, ROWS, SUCCESS, chip, listing, log
-from tests.harness.upgrade_console.program import (
-    BUSY_CODE,
-    DONE,
-    FAILED,
-    NOTHING,
-    REFUSED,
-    USAGE,
-    ProgramTest,
-    masked,
-)
+from tests.harness.upgrade_console.fake_agent import ROWS
+from tests.harness.upgrade_console.lines import BUSY, FAIL, SUCCESS, chip, listing, log, package
+from tests.harness.upgrade_console.program import Exit, ProgramTest, masked, results
 
 DUMP = os.environ["EDID_DUMP"]
 
@@ -32,7 +24,7 @@ class TestUpgrade(ProgramTest):
     def test_success_however_cut(self):
         for cut in (None, 1, 5, 100):
             result = self.upgrade(runs.full_run(), cut=cut)
-            self.assertEqual(result.returncode, DONE, result.stderr)
+            self.assertEqual(result.returncode, Exit.DONE, result.stderr)
             self.assertEqual(masked(result.stdout), runs.FULL_TABLE)
 
     def test_success_in_one_piece(self):
@@ -41,25 +33,15 @@ class TestUpgrade(ProgramTest):
 
     def test_requests(self):
         self.upgrade(runs.full_run())
+        first = ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST"]
         self.assertEqual(
-            self.agent.lines,
-            [
-                "UPGRADE||",
-                "HEARTBEAT",
-                "GETFIRMWARELIST",
-                "UPGRADEMODE||2",
-                "UPGRADE||MAIN,0,0||AUX 1,1,0",
-            ],
+            self.agent.lines, [*first, "UPGRADEMODE||2", "UPGRADE||MAIN,0,0||AUX 1,1,0"]
         )
         request = "UPGRADE||MAIN,0,1||AUX 1,1,0"
-        result = self.with_agent(
-            {request: runs.full_run()}, "upgrade", "--mode", "5", "--yes", "MAIN,0,1", "AUX 1"
-        )
-        self.assertEqual(
-            self.agent.lines,
-            ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST", "UPGRADEMODE||5", request],
-        )
-        self.assertEqual(result.returncode, DONE)
+        words = ("upgrade", "--mode", "5", "--yes", "MAIN,0,1", "AUX 1")
+        result = self.with_agent({request: runs.full_run()}, *words)
+        self.assertEqual(self.agent.lines, [*first, "UPGRADEMODE||5", request])
+        self.assertEqual(result.returncode, Exit.DONE)
 
     def test_plain_progress(self):
         result = self.upgrade(runs.full_run())
@@ -108,7 +90,7 @@ device: set version
                 "Time: about 0:46 if every image is written, otherwise less.\n", result.stderr
             )
             result = self.upgrade([], "--json", "--package", copy)
-            self.assert_failure(result, FAILED, "package-differs")
+            self.assert_failure(result, Exit.FAILED, "package-differs")
             self.assertEqual(self.agent.lines[-1], "GETFIRMWARELIST")
             for path in (DUMP, os.path.join(folder, "none"), folder):
                 result = self.upgrade([], "--json", "--package", path)
@@ -120,6 +102,9 @@ device: set version
         for part in (document, *document["mcus"]):
             self.assertGreaterEqual(part.pop("seconds"), 0)
         self.assertRegex(document.pop("started"), r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
+        updated = {"chip_index": 0, "result": "updated", "retries": 0, "error": None}
+        main = {"name": "MAIN", "chip_type": 0, "old_version": "1.0.0", "new_version": "1.1.0"}
+        aux = {"name": "AUX 1", "chip_type": 1, "old_version": "2.0", "new_version": "2.1.0"}
         self.assertEqual(
             document,
             {
@@ -133,34 +118,13 @@ device: set version
                 "error": None,
                 "warnings": [],
                 "package": {"model": "HX-8", "version": "7"},
-                "mcus": [
-                    {
-                        "name": "MAIN",
-                        "chip_type": 0,
-                        "chip_index": 0,
-                        "old_version": "1.0.0",
-                        "new_version": "1.1.0",
-                        "result": "updated",
-                        "retries": 0,
-                        "error": None,
-                    },
-                    {
-                        "name": "AUX 1",
-                        "chip_type": 1,
-                        "chip_index": 0,
-                        "old_version": "2.0",
-                        "new_version": "2.1.0",
-                        "result": "updated",
-                        "retries": 0,
-                        "error": None,
-                    },
-                ],
+                "mcus": [main | updated, aux | updated],
             },
         )
 
     def test_nothing_to_do(self):
         result = self.upgrade(runs.idle_run())
-        self.assertEqual(result.returncode, NOTHING)
+        self.assertEqual(result.returncode, Exit.NOTHING)
         self.assertEqual(
             masked(result.stdout),
             """\
@@ -179,28 +143,25 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
         self.assertNotIn("upgrade-console:", result.stderr)
 
     def test_empty_package(self):
-        empty = {"model": "HX-8", "version": "7", "chips": []}
-        result = self.upgrade([], answers={"GETFIRMWARELIST": [listing(empty)]})
-        self.assertEqual(result.returncode, NOTHING)
+        result = self.upgrade([], answers={"GETFIRMWARELIST": [listing(package())]})
+        self.assertEqual(result.returncode, Exit.NOTHING)
         self.assertEqual(self.agent.lines[-1], "GETFIRMWARELIST")
 
     def test_one_mcu_fails(self):
         result = self.upgrade(runs.half_failed_run(), "--json")
-        self.assertEqual(result.returncode, FAILED)
-        document = self.document(result)
-        self.assertEqual(document["error"]["id"], "image-not-written")
+        document = self.assert_failure(result, Exit.FAILED, "image-not-written")
         self.assertEqual(document["summary"], "1 MCU updated, 1 failed.")
-        self.assertEqual([mcu["result"] for mcu in document["mcus"]], ["updated", "failed"])
+        self.assertEqual(results(document), ["updated", "failed"])
         self.assertEqual(document["mcus"][1]["retries"], 8)
         self.assertIn("agent: 'AUX 1' F/W update fail, retry 1.\n", result.stderr)
 
     def test_busy(self):
         result = self.upgrade([], answers={"UPGRADE||": [BUSY]})
-        self.assertEqual((result.returncode, result.stdout), (BUSY_CODE, ""))
+        self.assertEqual((result.returncode, result.stdout), (Exit.BUSY, ""))
         self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT"])
         # Another client started a run first.
         result = self.with_agent({"UPGRADE||MAIN,0,0": [BUSY]}, "upgrade", "MAIN,0,0")
-        self.assertEqual(result.returncode, BUSY_CODE)
+        self.assertEqual(result.returncode, Exit.BUSY)
 
     def test_failures(self):
         """Each end that is not a result of the MCUs."""
@@ -216,62 +177,51 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
             log("Read model name fail, upgrade fail, exit."),
         ]
         for run, status, problem in (
-            (runs.wrong_model_run(), REFUSED, "wrong-model"),
-            (runs.START + [too_old, FAIL], REFUSED, "package-too-old"),
-            (no_port + [FAIL], FAILED, "port-unavailable"),
-            (runs.START + [FAIL], FAILED, "unexplained"),
+            (runs.wrong_model_run(), Exit.REFUSED, "wrong-model"),
+            (runs.START + [too_old, FAIL], Exit.REFUSED, "package-too-old"),
+            (no_port + [FAIL], Exit.FAILED, "port-unavailable"),
+            (runs.START + [FAIL], Exit.FAILED, "unexplained"),
         ):
             with self.subTest(problem):
-                result = self.upgrade(run, "--json")
-                self.assert_failure(result, status, problem)
-                self.assertIs(self.document(result)["rebooted"], False)
+                document = self.assert_failure(self.upgrade(run, "--json"), status, problem)
+                self.assertIs(document["rebooted"], False)
 
-    def test_name_that_the_package_lacks(self):
-        result = self.with_agent({}, "--json", "upgrade", "BOGUS")
-        self.assertEqual(result.returncode, USAGE)
-        self.assertIn("nothing named 'BOGUS'", self.document(result)["error"]["detail"])
-
-    def test_chip_type_that_the_package_lacks(self):
+    def test_what_the_package_lacks(self):
         """Nothing is asked of the device, which would be silent for a while and then reboot."""
-        for arguments in (["upgrade", "X,9,0"], ["upgrade", "MAIN,0,0", "X,9,0"]):
-            result = self.with_agent({}, "--json", *arguments)
-            self.assert_failure(result, USAGE, "not-in-package")
-            self.assertIn("chip type 9", self.document(result)["error"]["detail"])
+        for rows, detail in (
+            (["BOGUS"], "nothing named 'BOGUS'"),
+            (["X,9,0"], "chip type 9"),
+            (["MAIN,0,0", "X,9,0"], "chip type 9"),
+        ):
+            result = self.with_agent({}, "--json", "upgrade", *rows)
+            document = self.assert_failure(result, Exit.USAGE, "not-in-package")
+            self.assertIn(detail, document["error"]["detail"])
             self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT", "GETFIRMWARELIST"])
-        only_aux = {"model": "HX-8", "version": "7", "chips": [chip("AUX 1", 1, "2.1.0")]}
-        result = self.with_agent(
-            {"GETFIRMWARELIST": [listing(only_aux)]}, "net-upgrade", "10.0.0.7"
-        )
-        self.assertEqual(result.returncode, USAGE)
+        only_aux = {"GETFIRMWARELIST": [listing(package(chip("AUX 1", 1, "2.1.0")))]}
+        result = self.with_agent(only_aux, "net-upgrade", "10.0.0.7")
+        self.assertEqual(result.returncode, Exit.USAGE)
 
     def test_nothing_fits(self):
-        run = (
-            runs.START
-            + runs.MODEL
-            + [log("No suitable firmware for 'MAIN' in the firmware package.")]
-            + runs.REBOOT
-        )
-        result = self.with_agent({ROWS: run + [SUCCESS]}, "upgrade", "MAIN,0,0")
-        self.assertEqual(result.returncode, NOTHING)
+        nothing = log("No suitable firmware for 'MAIN' in the firmware package.")
+        run = [*runs.START, *runs.MODEL, nothing, *runs.REBOOT, SUCCESS]
+        result = self.upgrade(run, "MAIN,0,0")
+        self.assertEqual(result.returncode, Exit.NOTHING)
 
     def test_demo_of_the_readme(self):
         """Without rows the request is the one that the demo makes by hand."""
         with tempfile.TemporaryDirectory() as folder:
-            subprocess.run(
-                [sys.executable, "-B", "-m", "scripts.lib.demo_images", folder],
-                check=True,
-                timeout=20,
-            )
+            images = [sys.executable, "-B", "-m", "scripts.lib.demo_images", folder]
+            subprocess.run(images, check=True, timeout=20)
             with open(os.path.join(folder, "request.json"), encoding="ascii") as file:
-                package = json.load(file)
-        self.upgrade(runs.idle_run(), answers={"GETFIRMWARELIST": [listing(package)]})
+                answers = {"GETFIRMWARELIST": [listing(json.load(file))]}
+        self.upgrade(runs.idle_run(), answers=answers)
         with open(os.path.join(ROOT, "README.md"), encoding="utf-8") as file:
             self.assertIn(f"> {self.agent.lines[-1]}\n", file.read())
 
     def test_rows_of_the_agent(self):
         """Only on request, and with the words that explain the index."""
         result = self.with_agent({"UPGRADEALL": runs.full_run()}, "upgrade", "--request-all")
-        self.assertEqual(result.returncode, DONE, result.stderr)
+        self.assertEqual(result.returncode, Exit.DONE, result.stderr)
         self.assertEqual(self.agent.lines[-1], "UPGRADEALL")
         self.assertIn("with its quantity as the index", result.stderr)
 
@@ -279,29 +229,26 @@ Host 127.0.0.1, package HX-8 7, started #, took #.
         """Nothing is sent, not even a question to the agent."""
         for command in (["upgrade"], ["net-upgrade", "10.0.0.7"]):
             result = self.with_agent({}, "--json", *command, "--mode", "5")
-            self.assert_failure(result, USAGE, "not-confirmed")
-            self.assertIn("--yes", self.document(result)["error"]["advice"])
+            document = self.assert_failure(result, Exit.USAGE, "not-confirmed")
+            self.assertIn("--yes", document["error"]["advice"])
             self.assertEqual(self.agent.lines, [])
 
     def test_net_upgrade(self):
         run = [log("Device connected."), log("Firmware file checksum ok.")] + runs.MODEL
         run += runs.reads({"MAIN": "1.0.0"}) + [runs.greater("MAIN", "1.1.0", "1.0.0")]
         run += runs.write("MAIN", 0, 1) + runs.REBOOT + runs.VIRTUAL + [SUCCESS]
-        result = self.with_agent({"UPGRADEORVALE1G||10.0.0.7": run}, "net-upgrade", "10.0.0.7")
-        self.assertEqual(result.returncode, DONE, result.stderr)
+        request, words = "UPGRADEORVALE1G||10.0.0.7", ("net-upgrade", "10.0.0.7")
+        result = self.with_agent({request: run}, *words)
+        self.assertEqual(result.returncode, Exit.DONE, result.stderr)
         self.assertIn("MAIN", result.stdout)
-        result = self.with_agent(
-            {"UPGRADEORVALE1G||10.0.0.7": [log("Firmware file does not exist.")]},
-            "net-upgrade",
-            "10.0.0.7",
-        )
-        self.assertEqual(result.returncode, REFUSED)
-        result = self.with_agent({}, "--json", "net-upgrade", "10.0.0.7", timeout=self.UNANSWERED)
-        self.assertEqual(self.document(result)["error"]["id"], "not-started")
+        missing = [log("Firmware file does not exist.")]
+        self.assertEqual(self.with_agent({request: missing}, *words).returncode, Exit.REFUSED)
+        result = self.with_agent({}, "--json", *words, timeout=self.UNANSWERED)
+        self.assert_failure(result, Exit.FAILED, "not-started")
 
     def test_request_passed_over(self):
         result = self.upgrade([], "--json", timeout=self.UNANSWERED)
-        self.assert_failure(result, FAILED, "not-started")
+        self.assert_failure(result, Exit.FAILED, "not-started")
 
 
 if __name__ == "__main__":
