@@ -8,37 +8,28 @@ import tempfile
 import unittest
 
 from tests.harness import frames, wait
-from tests.harness.upgrade_console.fake_agent import BUSY, CLOSE, FakeAgent, log
-from tests.harness.upgrade_console.module import (
-    CHECKSUM_ERROR,
-    INSTALL,
-    REBOOT,
-    REFUSAL,
-    Module,
-    answer,
-    image,
-)
-from tests.harness.upgrade_console.program import (
-    BUSY_CODE,
-    DONE,
-    FAILED,
-    LOST,
-    NOT_TRUSTED,
-    REFUSED,
-    ProgramTest,
-)
+from tests.harness.upgrade_console.fake_agent import CLOSE, FakeAgent
+from tests.harness.upgrade_console.lines import BUSY, log
+from tests.harness.upgrade_console.module import INSTALL, REBOOT, Module, answer, image
+from tests.harness.upgrade_console.program import Exit, ProgramTest
+
+DAMAGED = [answer(frames.BLOCK, 1)]
+REFUSED = [answer(frames.BLOCK, 3)]
+ENTRY_REFUSED = [answer(frames.ENTER, 3)]
 
 
 class TestSendNet(ProgramTest):
     """Blocks, their answers, the installation."""
 
+    def stored(self, content):
+        file = self.enterContext(tempfile.NamedTemporaryFile())
+        file.write(content)
+        file.flush()
+        return file.name
+
     def send(self, content, module, *arguments, answers=None, **more):
-        with tempfile.NamedTemporaryFile() as file:
-            file.write(content)
-            file.flush()
-            return self.with_agent(
-                answers, *arguments, "send-net", file.name, fragments=module, **more
-            )
+        words = (*arguments, "send-net", self.stored(content))
+        return self.with_agent(answers, *words, fragments=module, **more)
 
     def test_images(self):
         """Every length and every ending arrives whole."""
@@ -62,11 +53,9 @@ class TestSendNet(ProgramTest):
             self.assertEqual(
                 (result.returncode, result.stdout),
                 (
-                    DONE,
-                    """\
-Installed version: 1.23
-The module restarts now; in a minute its agent answers again.
-""",
+                    Exit.DONE,
+                    "Installed version: 1.23\n"
+                    "The module restarts now; in a minute its agent answers again.\n",
                 ),
                 result.stderr,
             )
@@ -77,7 +66,7 @@ The module restarts now; in a minute its agent answers again.
     def test_plain_progress_and_json(self):
         result = self.send(image(b"archive" * 100), Module(), "--json")
         self.assertEqual(
-            json.loads(result.stdout),
+            self.document(result),
             {
                 "bytes": 762,
                 "command": "send-net",
@@ -96,92 +85,76 @@ The module restarts now; in a minute its agent answers again.
 
     def test_lost_and_damaged_blocks_are_repeated(self):
         archive = os.urandom(1000) + b"x"
-        damaged = [answer(frames.BLOCK, CHECKSUM_ERROR)]
-        module = Module({0: [], 2: damaged, 3: damaged, 6: []})
+        module = Module({0: [], 2: DAMAGED, 3: DAMAGED, 6: []})
         result = self.send(image(archive), module, "--json", timeout="3")
-        self.assertEqual(result.returncode, DONE, result.stderr)
-        self.assertEqual(json.loads(result.stdout)["retries"], 4)
+        self.assertEqual(self.assert_failure(result, Exit.DONE, None)["retries"], 4)
         self.assertEqual(module.archive, archive)
 
     def test_answers_cut_and_merged(self):
         archive = os.urandom(1000) + b"x"
         for cut in (1, 15):
             module = Module()
-            with tempfile.NamedTemporaryFile() as file:
-                file.write(image(archive))
-                file.flush()
-                result = self.with_agent({}, "send-net", file.name, fragments=module, cut=cut)
-            self.assertEqual(result.returncode, DONE, result.stderr)
+            result = self.send(image(archive), module, cut=cut)
+            self.assertEqual(result.returncode, Exit.DONE, result.stderr)
             self.assertEqual(module.archive, archive)
         merged = Module(install=[b"".join(INSTALL + REBOOT)])
-        self.assertEqual(self.send(image(archive), merged).returncode, DONE)
+        self.assertEqual(self.send(image(archive), merged).returncode, Exit.DONE)
 
     def failure(self, code, cause, faults=None, install=None, **more):
-        result = self.send(
-            image(os.urandom(1000) + b"x"), Module(faults, install), "--json", **more
-        )
-        document = json.loads(result.stdout)
-        self.assertEqual((result.returncode, document["exit"]), (code, code), result.stderr)
-        self.assertEqual(document["error"]["id"], cause)
-        return document
+        content = image(os.urandom(1000) + b"x")
+        result = self.send(content, Module(faults, install), "--json", **more)
+        return self.assert_failure(result, code, cause)
 
     def test_failures(self):
-        damaged = [answer(frames.BLOCK, CHECKSUM_ERROR)]
-        document = self.failure(FAILED, "block-refused", {2: [answer(frames.BLOCK, REFUSAL)]})
+        document = self.failure(Exit.FAILED, "block-refused", {2: REFUSED})
         self.assertIn("Nothing was installed", document["likely_state"][0])
-        self.failure(FAILED, "block-damaged", {2: damaged, 3: damaged, 4: damaged})
-        self.failure(LOST, "block-unanswered", {2: [], 3: [], 4: []}, timeout="3")
-        self.failure(BUSY_CODE, "busy", {0: [answer(frames.ENTER, REFUSAL)]})
-        self.failure(BUSY_CODE, "busy", answers={"UPGRADE||": [BUSY]})
-        self.failure(LOST, "connection-lost", {3: [CLOSE]})
+        self.failure(Exit.FAILED, "block-damaged", {2: DAMAGED, 3: DAMAGED, 4: DAMAGED})
+        self.failure(Exit.LOST, "block-unanswered", {2: [], 3: [], 4: []}, timeout="3")
+        self.failure(Exit.BUSY, "busy", {0: ENTRY_REFUSED})
+        self.failure(Exit.BUSY, "busy", answers={"UPGRADE||": [BUSY]})
+        self.failure(Exit.LOST, "connection-lost", {3: [CLOSE]})
 
     def test_module_that_takes_signed_packages_only(self):
         line = log("NET package refused, this module takes signed packages only.")
-        for faults in (
-            {0: [line, answer(frames.ENTER, REFUSAL)]},
-            {2: [line, answer(frames.BLOCK, REFUSAL)]},
-        ):
-            self.failure(NOT_TRUSTED, "net-signed-only", faults)
-        self.failure(NOT_TRUSTED, "net-signed-only", install=[line, answer(frames.BLOCK, REFUSAL)])
+        for faults in ({0: [line, *ENTRY_REFUSED]}, {2: [line, *REFUSED]}):
+            self.failure(Exit.NOT_TRUSTED, "net-signed-only", faults)
+        self.failure(Exit.NOT_TRUSTED, "net-signed-only", install=[line, *REFUSED])
 
     def test_failures_of_the_installation(self):
-        self.failure(REFUSED, "net-image-damaged", install=[log("NET package checksum error.")])
-        self.failure(LOST, "no-sign-of-life", install=[], timeout=self.UNANSWERED)
-        document = self.failure(LOST, "connection-lost", install=INSTALL[:3] + [CLOSE])
+        self.failure(
+            Exit.REFUSED, "net-image-damaged", install=[log("NET package checksum error.")]
+        )
+        self.failure(Exit.LOST, "no-sign-of-life", install=[], timeout=self.UNANSWERED)
+        document = self.failure(Exit.LOST, "connection-lost", install=INSTALL[:3] + [CLOSE])
         self.assertIn("installs it without this connection", document["likely_state"][0])
         unrecorded = [line for line in INSTALL if b"Create version" not in line]
         unrecorded.insert(3, log("Failed to create version file"))
-        self.failure(FAILED, "net-version-not-stored", install=unrecorded + REBOOT)
+        self.failure(Exit.FAILED, "net-version-not-stored", install=unrecorded + REBOOT)
 
     def test_last_block_that_is_not_taken(self):
         """Nothing is installed then, and a damaged one is worth another attempt."""
         archive = os.urandom(1000) + b"x"
         last = 1 + len(image(archive)) // 256
-        damaged = [answer(frames.BLOCK, CHECKSUM_ERROR)]
         for cause, faults in (
-            ("block-refused", {last: [answer(frames.BLOCK, REFUSAL)]}),
-            ("block-damaged", {last + i: damaged for i in range(3)}),
+            ("block-refused", {last: REFUSED}),
+            ("block-damaged", {last + i: DAMAGED for i in range(3)}),
         ):
-            result = self.send(image(archive), Module(faults), "--json")
-            document = json.loads(result.stdout)
-            self.assertEqual((result.returncode, document["error"]["id"]), (FAILED, cause))
             self.assertEqual(
-                document["likely_state"],
+                self.failure(Exit.FAILED, cause, faults)["likely_state"],
                 [
                     "Nothing was installed: the module installs only after the last block.",
                     "Send the image again.",
                 ],
             )
-        module = Module({last: damaged})
+        module = Module({last: DAMAGED})
         result = self.send(image(archive), module, "--json")
-        self.assertEqual((result.returncode, json.loads(result.stdout)["retries"]), (DONE, 1))
+        self.assertEqual(self.assert_failure(result, Exit.DONE, None)["retries"], 1)
         self.assertEqual(module.archive, archive)
 
     def test_answers_to_another_sender(self):
         """While the module installs, and after it, a status is not about this image."""
-        refused = [answer(frames.BLOCK, REFUSAL), answer(frames.ENTER, REFUSAL)]
-        module = Module(install=INSTALL[:3] + refused + INSTALL[3:] + REBOOT)
-        self.assertEqual(self.send(image(b"archive" * 100), module).returncode, DONE)
+        module = Module(install=INSTALL[:3] + REFUSED + ENTRY_REFUSED + INSTALL[3:] + REBOOT)
+        self.assertEqual(self.send(image(b"archive" * 100), module).returncode, Exit.DONE)
 
     def test_files_that_are_not_images(self):
         for content, words in (
@@ -192,23 +165,19 @@ The module restarts now; in a minute its agent answers again.
         ):
             module = Module()
             result = self.send(content, module)
-            self.assertEqual(result.returncode, REFUSED)
+            self.assertEqual(result.returncode, Exit.REFUSED)
             self.assertIn(words, result.stderr)
             self.assertEqual((module.count, self.agent.lines), (-1, []))
 
     def test_wait_back(self):
         """The connection ends with the module; its agent answers on the same port later."""
-        with tempfile.NamedTemporaryFile() as file:
-            file.write(image(b"archive" * 100))
-            file.flush()
-            going_down = INSTALL + REBOOT + [lambda agent: agent.stop(), CLOSE]
-            with FakeAgent(fragments=Module(install=going_down)) as agent:
-                program = self.start_program(
-                    agent.port, "--json", "send-net", file.name, "--wait-back"
-                )
-                wait.until(lambda: "module: restarting" in program.stderr())
-                with FakeAgent({"VERSION": [b"VERSION||1.16\r\n"]}, port=agent.port):
-                    self.assertEqual(program.popen.wait(60), DONE, program.report())
+        name = self.stored(image(b"archive" * 100))
+        going_down = INSTALL + REBOOT + [lambda agent: agent.stop(), CLOSE]
+        with FakeAgent(fragments=Module(install=going_down)) as agent:
+            program = self.start_program(agent.port, "--json", "send-net", name, "--wait-back")
+            wait.until(lambda: "module: restarting" in program.stderr())
+            with FakeAgent({"VERSION": [b"VERSION||1.16\r\n"]}, port=agent.port):
+                self.assert_ends(program, Exit.DONE)
         self.assertEqual(json.loads(program.stdout())["agent_version"], "1.16")
 
 

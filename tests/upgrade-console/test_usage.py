@@ -51,7 +51,7 @@ class TestCompletion(ProgramTest):
         for words, found in (
             ("--json upgrade --w", "--wait-back"),
             ("upgrade --mode ''", "2 5"),
-            (f"edid {dump[:-4]}", dump),
+            (f"edid {dump[:-2]}", dump),
         ):
             script = (
                 self.run_alone("--bash-completion").stdout

@@ -6,7 +6,6 @@ import hashlib
 from tests.harness import frames
 from tests.harness.upgrade_console.lines import log, progress
 
-CHECKSUM_ERROR, REFUSAL = 1, 3
 INSTALL = [
     log("NET package checksum OK."),
     progress(30),

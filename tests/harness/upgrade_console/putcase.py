@@ -6,7 +6,8 @@ import os
 import tempfile
 
 from tests.harness.package import Image, build, description, image_bytes
-from tests.harness.upgrade_console.fake_agent import FAIL, listing
+from tests.harness.upgrade_console.fake_agent import FakeAgent
+from tests.harness.upgrade_console.lines import FAIL, listed, listing
 from tests.harness.upgrade_console.program import ProgramTest
 
 SFTP = os.path.join(os.path.dirname(os.path.realpath(__file__)), "fake_sftp.py")
@@ -46,6 +47,11 @@ class PutTest(ProgramTest):
         with open(self.module_package(), "rb") as file:
             return file.read()
 
+    def assert_on_module(self, package, *names):
+        """The package, and the names of the other files."""
+        self.assertEqual(self.content(), package)
+        self.assertEqual(sorted(os.listdir(self.data)), ["FW.fwm", *names])
+
     def sessions(self):
         with open(self.data + ".log", encoding="utf-8") as file:
             return [json.loads(line) for line in file]
@@ -53,26 +59,26 @@ class PutTest(ProgramTest):
     def listed(self, _agent):
         """What an agent lists, by the file that the module has."""
         if not os.path.exists(self.module_package()):
-            return [FAIL, b"FIRMWARELIST||ERROR:Firmware file is not exist.\r\n"]
+            return [FAIL, listed("ERROR:Firmware file is not exist.")]
         version = "1.0.5" if self.content() == NEW else "1.0.4"
         return [listing(json.loads(description(IMAGES, version=version)))]
 
-    def run_put(self, *arguments, command="put", answers=None, **more):
-        return self.with_agent(
-            {"GETFIRMWARELIST": self.listed, **(answers or {})},
-            command,
-            "--sftp",
-            SFTP,
-            *arguments,
-            self.file,
-            **more,
-        )
+    def run_put(self, *arguments, command="put", answers=None, rows=(), **more):
+        answers = {"GETFIRMWARELIST": self.listed, **(answers or {})}
+        words = (command, "--sftp", SFTP, *arguments, self.file, *rows)
+        return self.with_agent(answers, *words, **more)
+
+    def start_put(self, *arguments, command="put", answers=None, **more):
+        """In the background: the program and its agent."""
+        answers = {"GETFIRMWARELIST": self.listed, **(answers or {})}
+        agent = self.enterContext(FakeAgent(answers))
+        words = (command, "--sftp", SFTP, *arguments, self.file)
+        return self.start_program(agent.port, *words, **more), agent
 
     def failure(self, *arguments, **more):
         """The status and the cause; the module's package is as it was, with nothing beside it."""
-        result = self.run_put("--json", *arguments, **more)
-        document = json.loads(result.stdout)
-        self.assertEqual(document["exit"], result.returncode)
-        self.assertEqual((self.content(), os.listdir(self.data)), (OLD, ["FW.fwm"]))
-        self.assertNotEqual(document["error"]["text"], "")
-        return result.returncode, document["error"]["id"], document["error"].get("detail", "")
+        document = self.document(self.run_put("--json", *arguments, **more))
+        self.assert_on_module(OLD)
+        error = document["error"]
+        self.assertNotEqual(error["text"], "")
+        return document["exit"], error["id"], error.get("detail", "")
