@@ -9,17 +9,9 @@ import unittest
 
 from tests.harness import wait
 from tests.harness.upgrade_console import runs
-from tests.harness.upgrade_console.fake_agent import (
-    PACKAGE,
-    ROWS,
-    FakeAgent,
-    Wait,
-    chip,
-    listing,
-    log,
-    progress,
-)
-from tests.harness.upgrade_console.program import DONE, LOST, USAGE, ProgramTest, masked
+from tests.harness.upgrade_console.fake_agent import ROWS, FakeAgent, Wait
+from tests.harness.upgrade_console.lines import after, chip, listing, log, package, progress
+from tests.harness.upgrade_console.program import Exit, ProgramTest, masked
 from tests.harness.upgrade_console.screen import Screen
 
 BEFORE = """\
@@ -35,65 +27,37 @@ def steady(text):
     return re.sub(r"\b\d+\.\d s\b", "# s", text)
 
 
-def before(run, line):
-    return run[: run.index(line)]
-
-
 class TestLive(ProgramTest):
     """The live screen on a pseudo-terminal."""
 
-    def setUp(self):
-        self.stack = contextlib.ExitStack()
-        self.addCleanup(self.stack.close)
-
     def screen(self, **size):
         screen = Screen(**size)
-        self.stack.callback(screen.close)
+        self.addCleanup(screen.close)
         return screen
 
     def start(self, run, screen, *arguments, answers=None, environment=None, **popen):
-        agent = self.stack.enter_context(FakeAgent({ROWS: run, **(answers or {})}))
-        environment = {**os.environ, "TERM": "xterm", "NO_COLOR": "1", **(environment or {})}
-        command = ["--timeout", self.ANSWERED, *arguments]
-        if "upgrade" not in arguments:
-            command.append("upgrade")
-        program = self.start_program(
-            agent.port, *command, stderr=screen.slave, env=environment, **popen
-        )
-        return program
+        agent = self.enterContext(FakeAgent({ROWS: run, **(answers or {})}))
+        popen["env"] = {**os.environ, "TERM": "xterm", "NO_COLOR": "1", **(environment or {})}
+        words = ("upgrade", "--timeout", self.ANSWERED, *arguments)
+        return self.start_program(agent.port, *words, stderr=screen.slave, **popen)
 
-    def sees(self, screen, wanted):
-        """Waits for a picture; the last one is shown when it does not come."""
-        with contextlib.suppress(wait.TimeOut):
-            wait.until(lambda: steady(screen.text()) == wanted)
-        self.assertEqual(steady(screen.text()), wanted)
-        self.assertEqual(screen.problems, [])
+    def sees(self, screen, wanted, lines=0):
+        """Waits for a picture, or for its last lines; the last one is shown when it does not
+        come."""
 
-    def shows(self, screen, wanted):
-        """The same for the picture below the lines that stay."""
-        count = wanted.count("\n") + 1
-
-        def last():
-            return "\n".join(steady(screen.text()).splitlines()[-count:])
+        def seen():
+            return "\n".join(steady(screen.text()).splitlines()[-lines:])
 
         with contextlib.suppress(wait.TimeOut):
-            wait.until(lambda: last() == wanted)
-        self.assertEqual(last(), wanted)
-        self.assertEqual(screen.problems, [])
+            wait.until(lambda: seen() == wanted)
+        self.assertEqual((seen(), screen.problems), (wanted, []))
 
     def test_pictures_of_a_run(self):
-        full = runs.full_run()
-        written = full.index(log("Write firmware 'MAIN' success."))
         reading, middle, second = Wait(), Wait(), Wait()
-        run = (
-            runs.START
-            + [log("Read model name."), reading]
-            + full[len(runs.START) + 1 : written - 5]
-            + [middle]
-            + full[written - 5 : written + 5]
-            + [second]
-            + full[written + 5 :]
-        )
+        run = runs.full_run()
+        written = len(after(run, "Write firmware 'MAIN'"))
+        for at, pause in ((written + 4, second), (written - 6, middle), (5, reading)):
+            run.insert(at, pause)
         screen = self.screen()
         program = self.start(run, screen)
         self.sees(
@@ -123,7 +87,7 @@ AUX 1         erasing        2.0 -> 2.1.0  [.............................]  0 %
 all           writing        [###########...........]  50 %  at least # left""",
         )
         second.go_on.set()
-        self.assertEqual(program.popen.wait(60), DONE)
+        self.assert_ends(program, Exit.DONE)
         self.sees(screen, BEFORE)
         self.assertEqual(
             masked(program.stdout()).splitlines()[1:3],
@@ -132,11 +96,9 @@ all           writing        [###########...........]  50 %  at least # left""",
         self.assertNotRegex(screen.raw, "\x1b\\[\\d*m")  # NO_COLOR
 
     def test_failure_is_noted_above(self):
-        failing = runs.half_failed_run()
         pause = Wait()
-        last = failing.index(log("'AUX 1' F/W Update fail."))
         screen = self.screen()
-        self.start(failing[: last + 1] + [pause] + failing[last + 1 :], screen)
+        self.start(after(runs.half_failed_run(), "'AUX 1' F/W Update fail.", pause), screen)
         self.sees(
             screen,
             f"""\
@@ -153,9 +115,7 @@ all           writing        [#############.................]  45 %  # left""",
 
     def test_widths(self):
         """Time left and retries stay; the bar shrinks, and speed and versions give way."""
-        full = runs.full_run()
-        middle = full.index(log("Write firmware 'MAIN' success."))
-        part = before(full, full[middle - 4])
+        part = after(runs.full_run(), "Write firmware 'MAIN'")[:-5]
         pictures = {
             60: """\
 MAIN          writing        [#.]  50 %  # left  1 retry
@@ -174,27 +134,9 @@ all           writing        [#######.......................]  25 %  at least # 
             with self.subTest(columns=columns):
                 pause = Wait()
                 screen = self.screen(columns=columns)
-                self.start(part + [log("F/W update timeout, retry 1."), pause], screen)
-                self.shows(screen, picture)
+                self.start([*part, log("F/W update timeout, retry 1."), pause], screen)
+                self.sees(screen, picture, lines=3)
                 pause.go_on.set()
-
-    def test_silence(self):
-        """The wait takes the place of the time left, and is wrapped at a blank."""
-        run = before(runs.full_run(), log("Write firmware 'MAIN' success."))[:-3]
-        for columns, lines in (
-            (60, ["waiting for an answer, # s of 15, try 1 of 9, gives up in", "#"]),
-            (80, ["waiting for an answer, # s of 15, try 1 of 9, gives up in #"]),
-            (120, ["waiting for an answer, # s of 15, try 1 of 9, gives up in #"]),
-        ):
-            with self.subTest(columns=columns):
-                screen = self.screen(columns=columns)
-                self.start(run, screen)
-                wait.until(lambda screen=screen: "waiting for an" in screen.text())
-                text = re.sub(r", \d+ s of", ", # s of", screen.text())
-                seen = re.sub(r"\d:\d\d", "#", text).splitlines()
-                self.assertEqual(seen[-len(lines) :], lines)
-                self.assertNotIn("left", "".join(seen[-len(lines) - 3 :]))
-                self.assertEqual(screen.problems, [])
 
     def test_interrupt_clears_the_picture(self):
         """Also the ^C that the terminal shows for the key."""
@@ -204,7 +146,7 @@ all           writing        [#######.......................]  25 %  at least # 
         os.write(screen.master, b"\x03")  # no signal: it is not the program's own terminal
         wait.until(lambda: "^C" in screen.raw)
         program.popen.send_signal(signal.SIGINT)
-        self.assertEqual(program.popen.wait(60), LOST)
+        self.assertEqual(program.popen.wait(60), Exit.LOST)
         wait.until(lambda: "leave the device on" in screen.text())
         self.assertTrue(
             steady(screen.text()).startswith(BEFORE + "\nupgrade-console: error: interrupted"),
@@ -213,41 +155,34 @@ all           writing        [#######.......................]  25 %  at least # 
         self.assertNotIn("^C", screen.text())
 
     def test_mode_5_asks(self):
-        for answer, status in (("yes", DONE), ("y", DONE), ("", USAGE), ("no", USAGE)):
+        """The end of the input and an interrupt leave the question."""
+        for answer, status in (
+            ("yes\n", Exit.DONE),
+            ("y\n", Exit.DONE),
+            ("\n", Exit.USAGE),
+            ("no\n", Exit.USAGE),
+            ("\x04", Exit.USAGE),
+            ("\x03", Exit.LOST),
+        ):
             with self.subTest(answer=answer):
                 screen = self.screen()
-                program = self.start(
-                    runs.full_run(), screen, "upgrade", "--mode", "5", stdin=screen.slave
-                )
+                program = self.start(runs.full_run(), screen, "--mode", "5", stdin=screen.slave)
                 wait.until(lambda screen=screen: "[yes/no]" in screen.text())
                 self.assertIn("neither the device's model nor", screen.text())
-                os.write(screen.master, answer.encode() + b"\n")
+                if answer == "\x03":
+                    program.popen.send_signal(signal.SIGINT)
+                else:
+                    os.write(screen.master, answer.encode())
                 self.assertEqual(program.popen.wait(60), status)
-
-    def test_mode_5_question_can_be_left(self):
-        for answer, status in (("\x04", USAGE), ("\x03", LOST)):
-            screen = self.screen()
-            program = self.start(
-                runs.full_run(), screen, "upgrade", "--mode", "5", stdin=screen.slave
-            )
-            wait.until(lambda screen=screen: "[yes/no]" in screen.text())
-            if answer == "\x03":
-                program.popen.send_signal(signal.SIGINT)
-            else:
-                os.write(screen.master, answer.encode())
-            self.assertEqual(program.popen.wait(60), status)
 
     def test_small_terminal(self):
         """More MCUs than lines, names wider than columns: the one at work is in sight."""
         names = [f"MCU-{number}-with-a-long-name" for number in range(30)]
-        package: dict = {
-            **PACKAGE,
-            "chips": [chip(name, 1 + number, "2.0.0") for number, name in enumerate(names)],
-        }
+        chips = [chip(name, number, "2.0.0") for number, name in enumerate(names, 1)]
         pause = Wait()
         run = runs.START + runs.MODEL + runs.enter(names[17]) + [pause]
         screen = self.screen(columns=41, lines=6)
-        self.start(run, screen, answers={"GETFIRMWARELIST": [listing(package)]})
+        self.start(run, screen, answers={"GETFIRMWARELIST": [listing(package(*chips))]})
         self.sees(
             screen,
             """\
@@ -267,16 +202,15 @@ all           writing        [....]  0 %""",
     def test_colours(self):
         screen = self.screen()
         program = self.start(runs.full_run(), screen, environment={"NO_COLOR": ""})
-        self.assertEqual(program.popen.wait(60), DONE)
+        self.assert_ends(program, Exit.DONE)
         wait.until(lambda: "\x1b[32m" in screen.raw or steady(screen.text()) == BEFORE)
         self.assertNotIn("\x1b", program.stdout())  # a file
 
     def test_no_progress(self):
-        cases: tuple[tuple[list, dict], ...] = ((["--no-progress"], {}), ([], {"TERM": "dumb"}))
-        for arguments, environment in cases:
+        for arguments, environment in ((("--no-progress",), {}), ((), {"TERM": "dumb"})):
             screen = self.screen()
             program = self.start(runs.full_run(), screen, *arguments, environment=environment)
-            self.assertEqual(program.popen.wait(60), DONE)
+            self.assert_ends(program, Exit.DONE)
             wait.until(lambda: "device: set version" in screen.raw)
             self.assertNotIn("\x1b", screen.raw)
 
@@ -285,16 +219,14 @@ all           writing        [....]  0 %""",
         run += [b"".join(progress(number / 400) for number in range(20000))]
         screen = self.screen()
         program = self.start(run + runs.full_run(), screen)
-        self.assertEqual(program.popen.wait(60), DONE)
+        self.assert_ends(program, Exit.DONE)
         self.assertLess(len(screen.raw), 100_000)
 
     def test_lost_contact(self):
         screen = self.screen()
-        run = before(runs.full_run(), log("Write firmware 'MAIN' success."))
-        program = self.start(
-            run + [lambda agent: agent.answers.clear()], screen, "--timeout", self.UNANSWERED
-        )
-        self.assertEqual(program.popen.wait(60), LOST)
+        run = after(runs.full_run(), "Writing...", lambda agent: agent.answers.clear())
+        program = self.start(run, screen, "--timeout", self.UNANSWERED)
+        self.assertEqual(program.popen.wait(60), Exit.LOST)
         wait.until(lambda: "was being written" in screen.text())
         self.assertNotIn("[#", screen.text())
 
@@ -306,20 +238,16 @@ class TestShell(ProgramTest):
         screen = Screen()
         self.addCleanup(screen.close)
         with FakeAgent() as agent:
-            program = self.start_program(
-                agent.port,
-                "shell",
-                stdin=screen.slave,
-                env={**os.environ, "TERM": "xterm"},
-                stdout=screen.slave,
-            )
+            terminal = {"stdin": screen.slave, "stdout": screen.slave}
+            environment = {**os.environ, "TERM": "xterm"}
+            program = self.start_program(agent.port, "shell", env=environment, **terminal)
             wait.until(lambda: "> " in screen.raw)
             os.write(screen.master, b"VERSIOX\x7fN\r")
             wait.until(lambda: "VERSION||1.15" in screen.raw)
             os.write(screen.master, b"\x1b[A\r")  # once more, from the history
             wait.until(lambda: agent.lines.count("VERSION") == 2)
             os.write(screen.master, b"\x04")
-            self.assertEqual(program.popen.wait(60), DONE)
+            self.assert_ends(program, Exit.DONE)
         self.assertEqual(agent.lines, ["VERSION", "VERSION", "HEARTBEAT"])
 
 

@@ -1,20 +1,18 @@
 # SPDX-License-Identifier: Apache-2.0
 """The program with the real agent and a simulated device, inside the sandbox."""
 
+import contextlib
 import json
 import os
 import subprocess
 
-from tests import ROOT
+from tests.docs import pages
 from tests.harness import agentcase, module, netcase, netimage, wait
 from tests.harness.package import Image, build, image_bytes
-from tests.harness.upgrade_console.program import Background, masked
+from tests.harness.upgrade_console.program import PROGRAM, Background, Exit, masked, results
 from tests.harness.upgrade_console.screen import Screen
 
-PROGRAM = os.environ["UPGRADE_CONSOLE"]
-
-EXAMPLES = "tools/device-simulator/examples"
-DONE, FAILED, _, NOTHING, BUSY, _, LOST, REFUSED, NO_RUN = range(9)
+EXAMPLE = "tools/device-simulator/examples/six-chips.json"
 MAIN = Image("MAIN", image_bytes(3000, "main"))
 AUX = Image("AUX 1", image_bytes(20000, "aux"), chip_type=1)
 FPGA = Image("FPGA", image_bytes(700, "fpga"), chip_type=17, version=(3, 0, 0))
@@ -28,14 +26,22 @@ CHIPS = (
 class TestRealAgent(netcase.NetCase):
     """What users do."""
 
-    def run_program(self, *arguments):
+    def run_program(self, *arguments, stdin=""):
         return subprocess.run(
             [PROGRAM, "--timeout", "15", *arguments],
+            input=stdin,
             capture_output=True,
             text=True,
             timeout=120,
             check=False,
         )
+
+    def document(self, *arguments):
+        """The document of a command, whose exit status is that of the program."""
+        result = self.run_program("--json", *arguments)
+        document = json.loads(result.stdout)
+        self.assertEqual(document["exit"], result.returncode, result.stderr)
+        return document
 
     def start_program(self, *arguments, **popen):
         background = Background(35353, *arguments, **popen)
@@ -48,7 +54,7 @@ class TestRealAgent(netcase.NetCase):
     def test_upgrade_twice(self):
         self.begin()
         result = self.run_program("upgrade", "--request-all")
-        self.assertEqual(result.returncode, DONE, result.stderr)
+        self.assertEqual(result.returncode, Exit.DONE, result.stderr)
         self.assertEqual(
             masked(result.stdout),
             """\
@@ -91,40 +97,26 @@ device: set version
 """,
         )
         self.assert_flash({(0, 1): MAIN.data, (1, 1): AUX.data})
-        again = self.run_program("--json", "upgrade", "--request-all")
-        self.assertEqual(again.returncode, NOTHING, again.stderr)
-        self.assertEqual(
-            [mcu["result"] for mcu in json.loads(again.stdout)["mcus"]], ["up-to-date"] * 3
-        )
+        again = self.document("upgrade", "--request-all")
+        self.assertEqual((again["exit"], results(again)), (Exit.NOTHING, ["up-to-date"] * 3))
 
     def upgrade_published(self, device, *images):
         """Everything that the page or the example has, without a word about rows."""
-        chips = device.pop("chips")
-        self.start(*chips, images=images, **device)
-        result = self.run_program("--json", "upgrade")
-        self.assertEqual(result.returncode, DONE, result.stderr)
-        return [(mcu["name"], mcu["result"]) for mcu in json.loads(result.stdout)["mcus"]]
+        self.start(*device.pop("chips"), images=images, **device)
+        document = self.document("upgrade")
+        self.assertEqual(document["exit"], Exit.DONE)
+        return [(mcu["name"], mcu["result"]) for mcu in document["mcus"]]
 
     def test_shipped_example(self):
-        with open(os.path.join(ROOT, EXAMPLES, "six-chips.json"), encoding="utf-8") as file:
-            device = json.load(file)
         images = [
             Image("MAIN", image_bytes(700, 1)),
             Image("AUX", image_bytes(900, 2), 1, quantity=2, mcu_type=2),
-            Image(
-                "KEY",
-                image_bytes(800, 3),
-                2,
-                mcu_type=3,
-                pcb_version=2,
-                speciality="B",
-                version=(2, 0, 5),
-            ),
+            Image("KEY", image_bytes(800, 3), 2, 1, 3, 2, "B", version=(2, 0, 5)),
             Image("FPGA", image_bytes(600, 4), 17, version=(3, 2, 0)),
             Image("FPGA2", image_bytes(600, 5), 18, version=(1, 4, 0)),
         ]
         self.assertEqual(
-            self.upgrade_published(device, *images),
+            self.upgrade_published(json.loads(pages.read(EXAMPLE)), *images),
             [
                 ("MAIN", "updated"),
                 ("AUX[0]", "updated"),
@@ -144,15 +136,15 @@ device: set version
         )
 
     def test_device_of_the_protocol_page(self):
-        with open(os.path.join(ROOT, "docs/reference/mcu-protocol.md"), encoding="utf-8") as file:
-            device = json.loads(file.read().split("```json device\n")[1].split("```")[0])
+        page = pages.read("docs/reference/mcu-protocol.md")
+        device = page.split("```json device\n")[1].split("```")[0]
         images = (
             Image("MAIN", image_bytes(300, 1)),
             Image("AUX", image_bytes(600, 2), 1, mcu_type=2, speciality="B"),
             Image("FPGA", image_bytes(700, 3), 17, version=(3, 1, 0)),
         )
         self.assertEqual(
-            self.upgrade_published(device, *images),
+            self.upgrade_published(json.loads(device), *images),
             [("MAIN", "updated"), ("AUX", "updated"), ("FPGA", "up-to-date")],
         )
 
@@ -161,11 +153,7 @@ device: set version
         screen = Screen()
         self.stack.callback(screen.close)
         program = self.start_program(
-            "upgrade",
-            "--mode",
-            "5",
-            "--yes",
-            "AUX,1,0",
+            *("upgrade", "--mode", "5", "--yes", "AUX,1,0"),
             stderr=screen.slave,
             env={**os.environ, "TERM": "xterm", "NO_COLOR": "1"},
         )
@@ -176,50 +164,36 @@ device: set version
             return program.popen.poll() is not None
 
         wait.until(watch, 90, "the end of the program")
-        self.assertEqual((program.popen.returncode, screen.problems), (DONE, []))
-        written = [
-            picture
-            for picture in pictures
-            if "AUX           writing        1.0.0 -> 1.1.0  [#" in picture
-        ]
-        self.assertRegex(
-            written[-1], r"\d\d %  0:0\d left\n" r"all           writing        \[####"
-        )
+        self.assertEqual((program.popen.returncode, screen.problems), (Exit.DONE, []))
+        bar = "AUX           writing        1.0.0 -> 1.1.0  [#"
+        written = [picture for picture in pictures if bar in picture]
+        self.assertRegex(written[-1], r"\d\d %  0:0\d left\nall           writing        \[####")
         self.assertIn("AUX  1.0.0  1.1.0  updated #", masked(program.stdout()))
         self.assert_flash({(1, 0): AUX.data})
-
-    def test_mcu_that_refuses(self):
-        self.begin(faults=["refuse:type=1"])
-        result = self.run_program("--json", "upgrade", "--request-all")
-        document = json.loads(result.stdout)
-        self.assertEqual((result.returncode, document["error"]["id"]), (FAILED, "mcu-silent"))
-        self.assertEqual(
-            [mcu["result"] for mcu in document["mcus"]], ["updated", "failed", "up-to-date"]
-        )
 
     def test_refused_packages(self):
         client = self.begin()
         client.close()
+
+        def refusal(*command):
+            document = self.document(*command)
+            return document["exit"], document["error"]["id"]
+
+        upgrade = ("upgrade", "--request-all")
         self.put_package(MAIN, model="HX-9")
-        result = self.run_program("--json", "upgrade", "--request-all")
-        self.assertEqual(result.returncode, REFUSED, result.stderr)
-        self.assertEqual(json.loads(result.stdout)["error"]["id"], "wrong-model")
+        self.assertEqual(refusal(*upgrade), (Exit.REFUSED, "wrong-model"))
         self.put_package(MAIN, package_version=5)
-        result = self.run_program("--json", "upgrade", "--request-all")
-        self.assertEqual(json.loads(result.stdout)["error"]["id"], "package-too-old")
+        self.assertEqual(refusal(*upgrade), (Exit.REFUSED, "package-too-old"))
         with open(agentcase.PACKAGE, "rb") as file:
             content = bytearray(file.read())
         content[-1] ^= 1
         self.put_bytes(content)
-        for command in (["list"], ["upgrade", "--request-all"]):
-            result = self.run_program("--json", *command)
-            self.assertEqual(result.returncode, REFUSED)
-            self.assertEqual(json.loads(result.stdout)["error"]["id"], "package-damaged")
+        for command in (("list",), upgrade):
+            self.assertEqual(refusal(*command), (Exit.REFUSED, "package-damaged"))
         os.remove(agentcase.PACKAGE)
-        result = self.run_program("--json", "upgrade", "--request-all")
-        self.assertEqual(json.loads(result.stdout)["error"]["id"], "package-missing")
+        self.assertEqual(refusal(*upgrade), (Exit.REFUSED, "package-missing"))
         self.put_package(MAIN)
-        self.assertEqual(self.run_program("upgrade", "--request-all").returncode, DONE)
+        self.assertEqual(self.run_program(*upgrade).returncode, Exit.DONE)
 
     def test_busy_and_lost_contact(self):
         self.start(agentcase.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))
@@ -231,9 +205,9 @@ device: set version
             ["net-upgrade", "127.0.0.1"],
         ):
             result = self.run_program(*command)
-            self.assertEqual((result.returncode, result.stdout), (BUSY, ""), result.stderr)
+            self.assertEqual((result.returncode, result.stdout), (Exit.BUSY, ""), result.stderr)
         first.popen.terminate()
-        self.assertEqual(first.popen.wait(60), LOST)
+        self.assertEqual(first.popen.wait(60), Exit.LOST)
         self.assertIn("'AUX 1' was being written.", first.stderr())
         # As the program reported, the agent continues alone.
         wait.until(lambda: self.simulator.chip(1, 1)["images_written"] == 1, 30)
@@ -243,51 +217,46 @@ device: set version
         self.begin(options=("--baud", "57600"))
         program = self.start_program("--json", "upgrade", "--request-all")
         wait.until(lambda: "AUX 1: writing" in program.stderr(), 30)
-        self.assertEqual(self.run_program("ping").returncode, DONE)
-        self.assertEqual(program.popen.wait(60), DONE, program.report())
+        self.assertEqual(self.run_program("ping").returncode, Exit.DONE)
+        self.assertEqual(program.popen.wait(60), Exit.DONE, program.report())
         self.assertEqual(
-            [mcu["result"] for mcu in json.loads(program.stdout())["mcus"]],
-            ["updated", "updated", "up-to-date"],
+            results(json.loads(program.stdout())), ["updated", "updated", "up-to-date"]
         )
         # Far more often than any health check, from the start on.
         program = self.start_program(
             "--timeout", "15", "--json", "upgrade", "--mode", "5", "--yes", "--request-all"
         )
         while program.popen.poll() is None:
-            self.assertEqual(self.run_program("ping").returncode, DONE)
-            try:
+            self.assertEqual(self.run_program("ping").returncode, Exit.DONE)
+            with contextlib.suppress(subprocess.TimeoutExpired):
                 program.popen.wait(2)
-            except subprocess.TimeoutExpired:
-                pass
         document = json.loads(program.stdout())
         outcome = (program.popen.returncode, (document["error"] or {}).get("id"))
         # A ping may take the lines of an MCU, or the verdict on the whole run after all of them.
-        self.assertIn(outcome, ((DONE, None), (LOST, "outcome-unseen")), document)
-        results = {mcu["result"] for mcu in document["mcus"]}
-        self.assertLessEqual(results, {"updated", "unknown"})
-        if "unknown" in results:
-            self.assertEqual(program.popen.returncode, LOST)
+        self.assertIn(outcome, ((Exit.DONE, None), (Exit.LOST, "outcome-unseen")), document)
+        self.assertLessEqual(set(results(document)), {"updated", "unknown"})
+        if "unknown" in results(document):
+            self.assertEqual(program.popen.returncode, Exit.LOST)
         wait.until(lambda: self.simulator.chip(17, 1)["images_written"] == 1, 60)
 
     def test_attach(self):
         """The client that started the run goes away; another one sees the rest."""
         self.begin(options=("--baud", "57600"))
-        self.assertEqual(self.run_program("attach").returncode, NO_RUN)
+        self.assertEqual(self.run_program("attach").returncode, Exit.NO_RUN)
         first = self.start_program("upgrade", "--request-all")
         wait.until(lambda: "AUX 1: writing" in first.stderr(), 30)
         first.popen.terminate()
-        self.assertEqual(first.popen.wait(60), LOST)
-        self.assertIs(json.loads(self.run_program("--json", "status").stdout)["busy"], True)
-        result = self.run_program("--json", "attach")
-        document = json.loads(result.stdout)
+        self.assertEqual(first.popen.wait(60), Exit.LOST)
+        self.assertIs(self.document("status")["busy"], True)
+        document = self.document("attach")
         self.assertEqual(
-            (result.returncode, document["error"]["id"]), (LOST, "beginning-unseen"), document
+            (document["exit"], document["error"]["id"]), (Exit.LOST, "beginning-unseen"), document
         )
         self.assertEqual(
             [(mcu["name"], mcu["result"]) for mcu in document["mcus"]],
             [("AUX 1", "updated"), ("FPGA", "up-to-date")],
         )
-        status = json.loads(self.run_program("--json", "status").stdout)
+        status = self.document("status")
         self.assertEqual((status["busy"], status["package"]["chips"]), (False, 3))
 
     def test_deploy(self):
@@ -302,14 +271,9 @@ device: set version
             file.write(build(newer, version="1.0.6"))
         with open("/data/FW.fwm.put-1", "wb") as file:
             file.write(b"left by an interrupted copy")
-        result = self.run_program(
-            "--json", "deploy", "--request-all", "--sftp", "/tmp/sftp", "/tmp/new *[1].fwm"
-        )
-        document = json.loads(result.stdout)
-        self.assertEqual(result.returncode, DONE, document)
-        self.assertEqual(
-            [mcu["result"] for mcu in document["mcus"]], ["updated", "updated", "up-to-date"]
-        )
+        words = ("--request-all", "--sftp", "/tmp/sftp", "/tmp/new *[1].fwm")
+        document = self.document("deploy", *words)
+        self.assertEqual(results(document), ["updated", "updated", "up-to-date"], document)
         self.assert_flash({(0, 1): newer[0].data, (1, 1): AUX.data})
         self.assertEqual(document["copy"]["package_before"], {"model": "HX-8", "version": "1.0.5"})
         self.assertEqual(document["package"], {"model": "HX-8", "version": "1.0.6"})
@@ -317,45 +281,23 @@ device: set version
             self.assertEqual(file.read(), build(newer, version="1.0.6"))
         self.assertEqual([name for name in os.listdir("/data") if "put" in name], [])
 
-    def test_agent_dies(self):
-        self.start(agentcase.chip("AUX", 1, 1), images=(AUX,), options=("--baud", "57600"))
-        program = self.start_program("--json", "upgrade", "--request-all")
-        wait.until(lambda: "writing" in program.stderr(), 30)
-        self.agent.kill()
-        self.assertEqual(program.popen.wait(60), LOST)
-        document = json.loads(program.stdout())
-        self.assertEqual(document["error"]["id"], "connection-lost")
-        self.assertEqual(document["mcus"][0]["result"], "unknown")
-
     def test_questions(self):
         self.begin()
         self.assertEqual(self.run_program("version").stdout, "1.15\n")
-        self.assertEqual(self.run_program("ping").returncode, DONE)
-        package = json.loads(self.run_program("--json", "list").stdout)["package"]
+        self.assertEqual(self.run_program("ping").returncode, Exit.DONE)
+        package = self.document("list")["package"]
         self.assertEqual((package["model"], package["version"]), ("HX-8", "1.0.5"))
+        keys = ("name", "chip_type", "chip_quantity", "version")
         self.assertEqual(
-            [
-                (image["name"], image["chip_type"], image["chip_quantity"], image["version"])
-                for image in package["images"]
-            ],
-            [
-                (image.name, image.chip_type, 1, ".".join(map(str, image.version)))
-                for image in (MAIN, AUX, FPGA)
-            ],
+            [tuple(image[key] for key in keys) for image in package["images"]],
+            [("MAIN", 0, 1, "1.1.0"), ("AUX 1", 1, 1, "1.1.0"), ("FPGA", 17, 1, "3.0.0")],
         )
         result = self.run_program("edid", os.environ["EDID_DUMP"])
         self.assertEqual(
             result.stdout.splitlines()[:4],
             ["Manufacturer: DEL", "Name: DELL P2415Q", "Input: HDMI", "3840x2160@30Hz"],
         )
-        shell = subprocess.run(
-            [PROGRAM, "shell"],
-            input="VERSION\nbogus\n",
-            capture_output=True,
-            text=True,
-            timeout=60,
-            check=False,
-        )
+        shell = self.run_program("shell", stdin="VERSION\nbogus\n")
         self.assertEqual(shell.stdout, "VERSION||1.15\nUPGRADELOG||Unknow command.\n")
 
     def test_send_net(self):
@@ -366,11 +308,9 @@ device: set version
         self.assertEqual(
             (result.returncode, result.stdout),
             (
-                DONE,
-                """\
-Installed version: 1.23
-The module restarts now; in a minute its agent answers again.
-""",
+                Exit.DONE,
+                "Installed version: 1.23\n"
+                "The module restarts now; in a minute its agent answers again.\n",
             ),
             result.stderr,
         )

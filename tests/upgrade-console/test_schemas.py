@@ -144,6 +144,9 @@ class TestSchemas(PutTest):
         """What only a slow device or a slow copy shows."""
         late = runs.START + [log("Read model name."), 4.5, *runs.wrong_model_run()[5:]]
         result = self.with_agent({ROWS: late}, "--json-progress", "upgrade", timeout="30")
+        waits = [line for line in map(json.loads, result.stdout.splitlines()) if "waited" in line]
+        found = {(one["limit"], one["attempt"], one["attempts"]) for one in waits}
+        self.assertEqual(found, {(10, 1, 3)})
         self.assertEqual(result.returncode, Exit.REFUSED)
         self.set_fault("slow")
         program, _ = self.start_put("--json-progress")

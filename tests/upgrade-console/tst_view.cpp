@@ -15,11 +15,12 @@ using namespace std::chrono_literals;
 using Run = ScriptedRun;
 using ms = std::chrono::milliseconds;
 
-/** The run on a terminal of 80 columns. */
-QStringList pictureOf(const Run &run, ms silence = ms(0))
+/** The run on a terminal. */
+QStringList pictureOf(const Run &run, ms silence = ms(0), int columns = 80)
 {
     const ms now = run.now + silence;
-    return liveLines({run.model, run.estimate, run.watch.at(now), now, {}}, {true, 80, 24, {}});
+    return liveLines({run.model, run.estimate, run.watch.at(now), now, {}},
+                     {true, columns, 24, {}});
 }
 
 } // namespace
@@ -47,6 +48,9 @@ private slots:
         QVERIFY(silent.filter("left").isEmpty());
         QCOMPARE(silent.last(),
                  QString("waiting for an answer, 9 s of 15, try 1 of 9, gives up in 3:36"));
+        QCOMPARE(
+            pictureOf(run, 9s, 60).mid(silent.size() - 1),
+            QStringList({"waiting for an answer, 9 s of 15, try 1 of 9, gives up in", "3:36"}));
     }
 
     void noTableWithoutMcus()
