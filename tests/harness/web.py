@@ -87,21 +87,10 @@ class WebServer(Process):
         super().__init__(
             "upgrade-web",
             [
-                PROGRAM,
-                "serve",
-                "--port",
-                str(port),
-                "--agent-port",
-                str(agent_port),
-                "--agent-host",
-                "127.0.0.1",
-                "--package",
-                self.package,
-                "--keys",
-                keys or os.path.join(folder, "keys"),
-                "--password-file",
-                os.path.join(folder, "password"),
-                *options,
+                *(PROGRAM, "serve", "--port", str(port), "--package", self.package),
+                *("--agent-host", "127.0.0.1", "--agent-port", str(agent_port)),
+                *("--keys", keys or os.path.join(folder, "keys")),
+                *("--password-file", os.path.join(folder, "password"), *options),
             ],
             stdout=subprocess.PIPE,
         )
@@ -151,6 +140,17 @@ class WebServer(Process):
     def raw(self):
         """A connection for bytes that no client library sends."""
         return socket.create_connection(("127.0.0.1", self.port), timeout=60)
+
+    def begin_upload(self, size, path="/api/package"):
+        """A connection with the head of an upload, as the page sends it."""
+        token, peer = self.token(), self.raw()
+        head = (
+            f"POST {path} HTTP/1.1\r\nHost: 127.0.0.1:{self.port}\r\n"
+            f"Origin: {self.origin}\r\nX-CSRF-Token: {token}\r\n"
+            f"Content-Length: {size}\r\n\r\n"
+        )
+        peer.sendall(head.encode())
+        return peer
 
 
 def set_password(folder, password):

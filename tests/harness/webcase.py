@@ -5,6 +5,10 @@ import os
 import tempfile
 import unittest
 
+import jsonschema
+
+from tests.schemas import documents
+
 from . import web
 from .upgrade_console.fake_agent import FakeAgent
 
@@ -18,9 +22,7 @@ class WebCase(unittest.TestCase):
     answers: dict = {}
 
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
+        self.folder = self.enterContext(tempfile.TemporaryDirectory())
         self.agent = FakeAgent(self.answers)
         self.addCleanup(self.agent.stop)
         self.prepare()
@@ -39,6 +41,11 @@ class WebCase(unittest.TestCase):
     def stored(self):
         with open(self.package, "rb") as file:
             return file.read()
+
+    def assert_follows_schema(self, name, document):
+        schema = documents.load(f"upgrade-web-{name}")
+        jsonschema.Draft202012Validator(schema).validate(document)
+        self.assertEqual(set(document) - set(documents.members(schema)), set())
 
     def leftovers(self):
         return sorted(set(os.listdir(self.folder)) - {"FW.fwm", "keys", "password"})

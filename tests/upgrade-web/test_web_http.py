@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """The HTTP interface: documents, refusals, sessions, uploads and limits, with a scripted agent."""
 
+import contextlib
 import http.client
 import json
 import os
@@ -10,8 +11,6 @@ import subprocess
 import tempfile
 import time
 import unittest
-
-import jsonschema
 
 from tests import ROOT
 from tests.harness import signing, wait, web, webcase
@@ -39,25 +38,21 @@ class TestDocuments(webcase.WebCase):
         self.put(GOOD)
         self.server.wait_until_reachable()
         self.server.post("/api/run", {"mode": 5})
-        with open(DUMP, "rb") as file:
-            dump = file.read()
-        answers = {
-            "session": self.server.get("/api/session"),
-            "status": self.server.get("/api/status"),
-            "package": self.server.get("/api/package"),
-            "plan": self.server.get("/api/plan?mode=5"),
-            "run": self.server.get("/api/run"),
-            "history": self.server.get("/api/history"),
-            "report": self.server.get("/api/report?form=json"),
-            "edid": self.server.post("/api/edid", dump),
-        }
+        paths = (
+            "session",
+            "status",
+            "package",
+            "plan?mode=5",
+            "run",
+            "history",
+            "report?form=json",
+        )
+        answers = {path.split("?")[0]: self.server.get(f"/api/{path}") for path in paths}
+        answers["edid"] = self.server.post("/api/edid", signing.content(DUMP))
         for name, answer in answers.items():
             with self.subTest(name):
                 self.assertEqual(answer.problem, (200, None))
-                schema = documents.load(f"upgrade-web-{name}")
-                jsonschema.Draft202012Validator(schema).validate(answer.document)
-                unnamed = set(answer.document) - set(documents.members(schema))
-                self.assertEqual(unnamed, set())
+                self.assert_follows_schema(name, answer.document)
         described = {name for name in documents.names() if name.startswith("upgrade-web-")}
         self.assertEqual(described, {f"upgrade-web-{name}" for name in answers})
 
@@ -94,9 +89,8 @@ class TestDocuments(webcase.WebCase):
             ("POST", "/api/run", b" " * 16385, (413, "upload-too-large")),
         ):
             with self.subTest(f"{method} {path}"):
-                answer = self.server.request(
-                    method, path, body, Origin=self.server.origin, X_CSRF_Token=good
-                )
+                headers = {"Origin": self.server.origin, "X_CSRF_Token": good}
+                answer = self.server.request(method, path, body, **headers)
                 self.assertEqual(answer.problem, expected)
 
     def test_text_with_markup_stays_text(self):
@@ -149,8 +143,8 @@ class TestUpload(webcase.WebCase):
             ("net-md5-wrong.fwm", "findings"),
         ):
             with self.subTest(name):
-                with open(os.path.join(PACKAGES, name), "rb") as file:
-                    answer = self.server.post("/api/package", file.read())
+                package = signing.content(os.path.join(PACKAGES, name))
+                answer = self.server.post("/api/package", package)
                 self.assertEqual(answer.problem, (422, problem))
                 self.assertTrue(answer.document["findings"])
                 self.assertEqual(self.stored(), GOOD)
@@ -158,28 +152,15 @@ class TestUpload(webcase.WebCase):
 
     def test_a_large_one_is_refused_before_its_body(self):
         for size in (2**20 + 1, 2 * 2**30):
-            with self.server.raw() as peer:
-                head = (
-                    f"POST /api/package HTTP/1.1\r\nHost: 127.0.0.1:{self.server.port}\r\n"
-                    f"Origin: {self.server.origin}\r\nX-CSRF-Token: {self.server.token()}\r\n"
-                    f"Content-Length: {size}\r\n\r\n"
-                )
-                peer.sendall(head.encode())
+            with self.server.begin_upload(size) as peer:
                 self.assertIn(b" 413 ", peer.recv(65536))
         self.assertEqual(self.leftovers(), [])
 
     def test_a_body_of_2_gb_ends_early(self):
         """For a client that sends on after the refusal, the server neither reads nor stores it."""
-        token = self.server.token()
         for path in ("/api/package", "/api/run", "/api/edid", "/api/login"):
             before = self.server.peak_memory()
-            with self.subTest(path), self.server.raw() as peer:
-                head = (
-                    f"POST {path} HTTP/1.1\r\nHost: 127.0.0.1:{self.server.port}\r\n"
-                    f"Origin: {self.server.origin}\r\nX-CSRF-Token: {token}\r\n"
-                    f"Content-Length: {2 * 2**30}\r\n\r\n"
-                )
-                peer.sendall(head.encode())
+            with self.subTest(path), self.server.begin_upload(2 * 2**30, path) as peer:
                 sent = self.sent_until_the_end(peer, 2 * 2**30)
                 self.assertLess(sent, 64 * 2**20)
                 if wait.SLOWNESS == 1:
@@ -191,11 +172,9 @@ class TestUpload(webcase.WebCase):
     def sent_until_the_end(peer, size):
         """How many bytes a connection takes before the server closes it."""
         sent, block = 0, bytes(2**20)
-        while sent < size:
-            try:
+        with contextlib.suppress(OSError):
+            while sent < size:
                 sent += peer.send(block)
-            except OSError:
-                break
         return sent
 
     def test_one_without_a_length_is_refused(self):
@@ -204,14 +183,8 @@ class TestUpload(webcase.WebCase):
 
     def test_one_that_is_cancelled_leaves_nothing(self):
         self.put(GOOD)
-        token = self.server.token()
-        with self.server.raw() as peer:
-            head = (
-                f"POST /api/package HTTP/1.1\r\nHost: 127.0.0.1:{self.server.port}\r\n"
-                f"Origin: {self.server.origin}\r\nX-CSRF-Token: {token}\r\n"
-                "Content-Length: 100000\r\n\r\n"
-            )
-            peer.sendall(head.encode() + bytes(5000))
+        with self.server.begin_upload(100000) as peer:
+            peer.sendall(bytes(5000))
             wait.until(self.leftovers, what="upload")
             other = self.server.post("/api/package", GOOD)
             self.assertEqual(other.problem, (409, "busy"))
@@ -226,9 +199,8 @@ class TestSignatures(webcase.WebCase):
     def prepare(self):
         self.keys = os.path.join(self.folder, "keys")
         os.mkdir(self.keys)
-        self.work = tempfile.TemporaryDirectory()
-        self.addCleanup(self.work.cleanup)
-        self.key = signing.Key("maker", self.work.name)
+        self.work = self.enterContext(tempfile.TemporaryDirectory())
+        self.key = signing.Key("maker", self.work)
 
     def trust(self, key):
         with open(os.path.join(self.keys, "maker.pub"), "wb") as file:
@@ -262,19 +234,16 @@ class TestSignatures(webcase.WebCase):
         self.assertEqual(answer.document["signature"], expected)
         self.assertEqual(self.state(), expected)
         self.assertEqual((self.stored(), self.signature_file()), (GOOD, signature))
-        schema = documents.load("upgrade-web-package")
-        jsonschema.Draft202012Validator(schema).validate(answer.document)
-        self.assertIn("signature: trusted\n", self.report())
-
-    def report(self):
-        return self.server.get("/api/report?form=text").body.decode()
+        self.assert_follows_schema("package", answer.document)
+        report = self.server.get("/api/report?form=text").body.decode()
+        self.assertIn("signature: trusted\n", report)
 
     def test_what_the_keys_do_not_accept_changes_nothing(self):
         other = build([Image("MAIN", image_bytes(400))])
         signature = self.key.sign(GOOD)
         self.trust(self.key)
         self.assertEqual(self.upload(GOOD, signature).status, 200)
-        stranger = signing.Key("stranger", self.work.name)
+        stranger = signing.Key("stranger", self.work)
         for name, package, sent, problem in (
             ("unsigned", other, b"", "package-not-signed"),
             ("of another package", other, signature, "package-signature-wrong"),
@@ -342,9 +311,7 @@ class TestOptions(unittest.TestCase):
     """Where the server refuses to start, and TLS."""
 
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
+        self.folder = self.enterContext(tempfile.TemporaryDirectory())
 
     def run_program(self, *options):
         command = [web.PROGRAM, "--json", "--password-file", f"{self.folder}/password", "serve"]
@@ -379,12 +346,9 @@ class TestOptions(unittest.TestCase):
 
     def certificate(self):
         paths = f"{self.folder}/chain.pem", f"{self.folder}/key.pem"
-        subprocess.run(
-            ["openssl", "req", "-x509", "-newkey", "ed25519", "-nodes", "-subj", "/CN=localhost"]
-            + ["-addext", "subjectAltName=IP:127.0.0.1", "-out", paths[0], "-keyout", paths[1]],
-            capture_output=True,
-            check=True,
-        )
+        command = "openssl req -x509 -newkey ed25519 -nodes -subj /CN=localhost -addext".split()
+        command += ["subjectAltName=IP:127.0.0.1", "-out", paths[0], "-keyout", paths[1]]
+        subprocess.run(command, capture_output=True, check=True)
         return paths
 
     def test_tls(self):
@@ -418,8 +382,7 @@ class TestLogin(webcase.WebCase):
     def test_the_file_is_for_its_user_only(self):
         path = os.path.join(self.folder, "password")
         self.assertEqual(stat.S_IMODE(os.stat(path).st_mode), 0o600)
-        with open(path, encoding="ascii") as file:
-            self.assertTrue(file.read().startswith("$argon2id$"))
+        self.assertTrue(signing.content(path).startswith(b"$argon2id$"))
         self.assertEqual(web.set_password(self.folder, "short").returncode, 1)
 
     def test_nothing_without_a_login(self):
@@ -452,14 +415,9 @@ class TestLogin(webcase.WebCase):
 
 class TestLimits(webcase.WebCase):
     def test_many_connections_do_not_keep_others_out(self):
-        peers = [self.server.raw() for _ in range(200)]
-        try:
-            for peer in peers:
-                peer.sendall(b"GET /api/status HTTP/1.1\r\n")
-            self.assertEqual(self.server.get("/api/session").status, 200)
-        finally:
-            for peer in peers:
-                peer.close()
+        for _ in range(200):
+            self.enterContext(self.server.raw()).sendall(b"GET /api/status HTTP/1.1\r\n")
+        self.assertEqual(self.server.get("/api/session").status, 200)
 
     def test_slow_requests_end(self):
         """One byte now and then keeps no connection; the limit is 30 s."""

@@ -3,12 +3,11 @@
 
 import unittest
 
-import jsonschema
-
 from tests.harness import wait, web, webcase
 from tests.harness.package import Image, build, image_bytes
 from tests.harness.upgrade_console import runs
-from tests.harness.upgrade_console.fake_agent import BUSY, CLOSE, ROWS, FakeAgent, Wait
+from tests.harness.upgrade_console.fake_agent import CLOSE, ROWS, FakeAgent, Wait
+from tests.harness.upgrade_console.lines import BUSY
 from tests.schemas import documents
 
 GOOD = build(
@@ -85,9 +84,7 @@ class TestRuns(RunCase):
 
     def check_run(self, run):
         """The document of the run, and that of the command line in it."""
-        schema = documents.load("upgrade-web-run")
-        whole = {**self.server.get("/api/run").document, **run}
-        jsonschema.Draft202012Validator(schema).validate(whole)
+        self.assert_follows_schema("run", {**self.server.get("/api/run").document, **run})
         documents.Documents().check("upgrade-console-upgrade", run["document"])
 
     def test_history_metrics_and_report_of_a_run(self):
