@@ -11,7 +11,6 @@ import unittest
 from tests import ROOT
 from tests.harness.package import Image, build, description, image_bytes
 from tests.harness.upgrade_console import runs
-from tests.harness.upgrade_console.fake_agent import ROWS
 from tests.harness.upgrade_console.lines import BUSY, FAIL, SUCCESS, chip, listing, log, package
 from tests.harness.upgrade_console.program import Exit, ProgramTest, masked, results
 

@@ -12,7 +12,8 @@ class TestUsage(ProgramTest):
     """What ends before any connection."""
 
     def test_wrong_usage(self):
-        for arguments in ([], ["bogus"], ["ping", "surplus"], ["--bogus", "ping"], ["edid"]):
+        for line in ("", "bogus", "ping surplus", "--bogus ping", "edid"):
+            arguments = line.split()
             result = self.run_alone(*arguments)
             self.assertEqual((result.returncode, result.stdout), (Exit.USAGE, ""), arguments)
             self.assertRegex(result.stderr, r"(?s)^upgrade-console: error: .+\n.*--help", arguments)
