@@ -2,12 +2,12 @@
 #pragma once
 
 #include "common/ForkedProcess.h"
+#include "support/TestFolder.h"
 
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTemporaryDir>
 #include <QtTest>
 
 /** The result of a program: exit status, standard output and standard error. */
@@ -67,27 +67,20 @@ public:
         return runProgram(QStringLiteral("bash"), {QStringLiteral("-c"), line});
     }
 
-    QString path(const QString &name) const { return m_folder->filePath(name); }
+    QString path(const QString &name) const { return m_folder->path(name); }
 
     void write(const QString &name, const QByteArray &bytes) const
     {
         QDir(m_folder->path()).mkpath(QFileInfo(path(name)).path());
-        QFile file(path(name));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(bytes), bytes.size());
+        m_folder->store(name, bytes);
     }
-    QByteArray read(const QString &name) const { return fileBytes(path(name)); }
+    QByteArray read(const QString &name) const { return m_folder->contents(name); }
     /** Everything in the folder, hidden or not. */
-    QStringList names() const
-    {
-        return QDir(m_folder->path())
-            .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                       QDir::Name);
-    }
+    QStringList names() const { return m_folder->names(); }
 
 protected:
     /** Begins a test with an empty folder. */
-    void renew() { m_folder.reset(new QTemporaryDir); }
+    void renew() { m_folder.reset(new TestFolder); }
 
 private:
     Ran runProgram(const QString &program, const QStringList &arguments) const
@@ -104,5 +97,5 @@ private:
                 process.readAllStandardOutput(), process.readAllStandardError()};
     }
 
-    QScopedPointer<QTemporaryDir> m_folder{new QTemporaryDir};
+    QScopedPointer<TestFolder> m_folder{new TestFolder};
 };

@@ -76,12 +76,6 @@ private slots:
         QVERIFY(ran.out.contains("this mode sends every version"));
     }
 
-    void nothingToDo()
-    {
-        const Ran ran = planOf("MAIN,0,0,1,1,65,1,2,0\nAUX,1,0,9,1,65,1,0,0\n");
-        QCOMPARE(ran.status, 3);
-        QVERIFY(ran.out.endsWith("0 images would be written.\n"));
-    }
 
     /** A client refuses all rows then. */
     void rowThatThePackageLacks()

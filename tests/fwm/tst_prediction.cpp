@@ -3,12 +3,11 @@
 #include "bytes/ByteSource.h"
 #include "engine/Scenario.h"
 #include "fwm/PlanRows.h"
-#include "package/PackageDescription.h"
-#include "package/PackageHeader.h"
 #include "planning/UpgradeMode.h"
 #include "protocol/ChipTypes.h"
 #include "support/NetFrames.h"
 #include "support/TestCase.h"
+#include "tests/package/Golden.h"
 
 #include <QRandomGenerator>
 #include <QtTest>
@@ -20,10 +19,6 @@ namespace field = package::field;
 using bytes::BytesSource;
 using engine::RunEvent;
 using engine::RunEvents;
-using package::PackageDescription;
-using package::parseDescription;
-using package::readDescription;
-using package::readPackageHeader;
 using platform::Limits;
 using platform::Shell;
 using platform::TimeOuts;
@@ -50,15 +45,14 @@ struct Result
     QStringList turns;
     bool succeeded = false;
     int virtualVersion = 0;
-    /** "type,index" and the SHA-1 of the flash of each chip with an image. */
-    QStringList flashes;
+    /** The flash of each chip with an image, by "type,index". */
+    QMap<QString, QByteArray> flashes;
 };
 
-RunPlan planOf(const Case &one, const QByteArray &package)
+RunPlan planOf(const Case &one, const QByteArray &bytes)
 {
-    BytesSource source(package);
-    const PackageDescription description =
-        parseDescription(readDescription(source, readPackageHeader(source)));
+    BytesSource source(bytes);
+    const package::PackageDescription description = describe(bytes);
     PlannedRequest request = requestFor(one.device, one.rows);
     request.mode = one.mode;
     request.images.longest = Limits().image;
@@ -89,18 +83,11 @@ QByteArray flashOf(const QByteArray &image)
     return image + QByteArray(padding, char(0xFF));
 }
 
-QString flashText(int chipType, int chipIndex, const QByteArray &flash)
-{
-    const QByteArray hash = QCryptographicHash::hash(flash, QCryptographicHash::Sha1).toHex();
-    return QString("%1,%2 %3").arg(chipType).arg(chipIndex).arg(QString::fromLatin1(hash));
-}
-
 Result predicted(const Case &one)
 {
     const QByteArray package = one.package();
     const RunPlan plan = planOf(one, package);
     Result result;
-    QMap<QPair<int, int>, QByteArray> flashes;
     for (const bool isFirst : {true, false}) {
         for (const PlannedRow &row : plan.rows) {
             if (row.goesFirst != isFirst || row.fate == PlannedRow::Fate::NotReached)
@@ -108,12 +95,10 @@ Result predicted(const Case &one)
             result.turns += turnOf(row);
             const int type = row.fields.value(field::chipType).toInt();
             if (row.fate == PlannedRow::Fate::Written && type != chip::networkModule)
-                flashes[{type, row.fields.value(field::chipIndex).toInt()}] =
+                result.flashes[QStringList(row.fields.mid(field::chipType, 2)).join(',')] =
                     flashOf(package.mid(int(row.image->imageOffset), int(row.image->length)));
         }
     }
-    for (auto flash = flashes.cbegin(); flash != flashes.cend(); ++flash)
-        result.flashes += flashText(flash.key().first, flash.key().second, flash.value());
     result.succeeded = plan.end == RunPlan::End::Complete;
     result.virtualVersion = plan.virtualVersion.value_or(one.device.virtualVersion);
     return result;
@@ -146,9 +131,9 @@ Result happened(const Case &one, const std::optional<TimeOuts> &timeOuts = std::
     result.virtualVersion = harness.device.virtualVersion();
     for (const SimulatedDevice::Chip &part : harness.device.chips()) {
         if (!part.flash.bytes().isEmpty())
-            result.flashes += flashText(part.now.chipType, part.now.chipIndex, part.flash.bytes());
+            result.flashes[QString("%1,%2").arg(part.now.chipType).arg(part.now.chipIndex)] =
+                part.flash.bytes();
     }
-    result.flashes.sort();
     return result;
 }
 

@@ -47,15 +47,10 @@ class TestRequestText : public QObject
 private slots:
     void places_data()
     {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("place");
-        const auto row = [](const char *path, const char *place) {
-            QTest::newRow(*path == '\0' ? "the whole" : path)
-                << QString::fromLatin1(path) << QString::fromLatin1(place);
-        };
-        row("", "2:1");
+        const tests::DataTable<QString, QString> row("path", "place");
+        row("the whole", "", "2:1");
         row("text", "3:13");
-        row("escapes", "4:9");
+        row("escapes", R"(\a " \")", "5:7");
         row("numbers", "6:12");
         row("numbers[0]", "6:13");
         row("numbers[1]", "6:17");
@@ -83,22 +78,13 @@ private slots:
                                      "\"objects\": [{\"inner\": {}}, {\"inner\": []}],\n"
                                      "\"after\": \"\\\\\"}");
         QCOMPARE(read.error, QString());
-        if (path == QLatin1String("escapes")) {
-            // The value of the key with escapes; the places of keys are not kept.
-            QCOMPARE(read.lineAndColumn(QStringLiteral("\\a \" \\\"")), QStringLiteral("5:7"));
-            return;
-        }
         QTEST(read.lineAndColumn(path), "place");
     }
 
     void syntaxErrors_data()
     {
-        QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<QString>("error");
-        const auto row = [](const char *text, const char *error) {
-            QTest::newRow(error) << QByteArray(text) << QString::fromLatin1(error);
-        };
-        row("", "1:1 unexpected end of input; expected '[', '{', or a literal");
+        const tests::DataTable<QByteArray, QString> row("text", "error");
+        row("no text", "", "1:1 unexpected end of input; expected '[', '{', or a literal");
         row("{\n\"a\": 1,,\n}", "2:8 unexpected ','; expected string literal");
         row("{\n\"a\": 1\n\"b\": 2}", "3:3 unexpected string literal; expected '}'");
         row("{\"a\": 1,}", "1:9 unexpected '}'; expected string literal");
@@ -168,17 +154,12 @@ private slots:
 
     void refuses_data()
     {
-        QTest::addColumn<QByteArray>("changes");
-        QTest::addColumn<QString>("text");
-        const auto row = [](const char *changes, const char *text) {
-            QTest::newRow(changes)
-                << QByteArray(changes) << QStringLiteral("images[0].") + QString::fromLatin1(text);
-        };
-        const char *const chip =
-            "it must be \"main\", \"fpga N\" with N from 17, or the chip type as a "
-            "number from 0 to 254, and not 32";
+        const tests::DataTable<QByteArray, QString> row("changes", "text");
         const auto chipRow = [&](const char *changes, const char *value) {
-            row(changes, qPrintable(QStringLiteral("chip is %1; %2").arg(value, chip)));
+            row(changes,
+                QString("chip is %1; it must be \"main\", \"fpga N\" with N from 17, or the "
+                        "chip type as a number from 0 to 254, and not 32")
+                    .arg(value));
         };
         chipRow("\"chip\":null", "missing");
         chipRow("\"chip\":\"aux\"", "\"aux\"");
@@ -213,8 +194,9 @@ private slots:
     {
         QFETCH(QByteArray, changes);
         const LongForm form = expanded(changes);
+        QFETCH(QString, text);
         QCOMPARE(form.findings.size(), 1);
-        QTEST(form.findings.first().text, "text");
+        QCOMPARE(form.findings.first().text, "images[0]." + text);
         QVERIFY(form.findings.first().text.startsWith(form.findings.first().place + " is "));
     }
 

@@ -110,67 +110,56 @@ private slots:
 
     void schema_data()
     {
-        QTest::addColumn<QByteArray>("change");
-        QTest::addColumn<QByteArray>("into");
-        QTest::addColumn<QString>("text");
-
-        const auto row = [](const char *change, const char *into, const char *text) {
-            QTest::newRow(into) << QByteArray(change) << QByteArray(into)
-                                << QString::fromLatin1(text);
-        };
-        row("\"M\"", "\"N\"", "");
-        row("\"model\":\"M\",", "\"model\":5,", "model is 5; it must be a string");
-        row("\"version\":\"1\",", "", "version is missing; it must be a string");
-        row("\"MAIN\"", "null", "chips[0].name is null; it must be a string");
-        const auto wrong = [&](const char *change, const char *into, const char *text,
-                               const char *allowed) {
-            row(change, into, qPrintable(QStringLiteral("%1; it must be %2").arg(text, allowed)));
-        };
+        const tests::DataTable<QByteArray, QByteArray, QString, QString> row("value", "insteadOf",
+                                                                             "wrong", "allowed");
         const char *const number = R"(a decimal number from "1" to "255", as a string)";
         const char *const letter = R"(one letter from "A" to "Z")";
-        wrong(R"("chip_type":"1")", R"("chip_type":"0")", R"(chips[0].chip_type is "0")", number);
-        wrong(R"("chip_type":"1")", R"("chip_type":"one")", R"(chips[0].chip_type is "one")",
-              number);
-        wrong(R"("chip_type":"1")", R"("chip_type":" 1")", R"(chips[0].chip_type is " 1")", number);
-        wrong(R"("chip_quanity":"1")", R"("chip_quanity":1)", "chips[0].chip_quanity is 1", number);
-        wrong(R"("mcu_type":"1")", R"("mcu_type":"0")", R"(chips[0].mcus[0].mcu_type is "0")",
-              number);
-        wrong(R"("pcb_version":"1")", R"("pcb_version":"256")",
-              R"(chips[0].mcus[0].pcbs[0].pcb_version is "256")", number);
-        wrong(R"("speciality":"A")", R"("speciality":"")",
-              R"(chips[0].mcus[0].pcbs[0].speciality is "")", letter);
-        wrong(R"("speciality":"A")", R"("speciality":"a")",
-              R"(chips[0].mcus[0].pcbs[0].speciality is "a")", letter);
-        wrong(R"("speciality":"A")", R"("speciality":"AB")",
-              R"(chips[0].mcus[0].pcbs[0].speciality is "AB")", letter);
-        wrong(R"("ver3":"3")", R"("ver3":"1234567890")",
-              R"(chips[0].mcus[0].pcbs[0].ver3 is "1234567890")",
-              R"(a decimal number from "0" to "255", as a string)");
-        row("[{\"name\":\"A1\"", "[7,{\"name\":\"A1\"",
-            "chips[0].mcus[0].pcbs[0] is 7; it must be an object");
+        row(R"("N")", R"("M")", "", "");
+        row(R"("model":5,)", R"("model":"M",)", "model is 5", "a string");
+        row("no version", "", R"("version":"1",)", "version is missing", "a string");
+        row("null", R"("MAIN")", "chips[0].name is null", "a string");
+        row(R"("chip_type":"0")", R"("chip_type":"1")", R"(chips[0].chip_type is "0")", number);
+        row(R"("chip_type":"one")", R"("chip_type":"1")", R"(chips[0].chip_type is "one")", number);
+        row(R"("chip_type":" 1")", R"("chip_type":"1")", R"(chips[0].chip_type is " 1")", number);
+        row(R"("chip_quanity":1)", R"("chip_quanity":"1")", "chips[0].chip_quanity is 1", number);
+        row(R"("mcu_type":"0")", R"("mcu_type":"1")", R"(chips[0].mcus[0].mcu_type is "0")",
+            number);
+        row(R"("pcb_version":"256")", R"("pcb_version":"1")",
+            R"(chips[0].mcus[0].pcbs[0].pcb_version is "256")", number);
+        row(R"("speciality":"")", R"("speciality":"A")",
+            R"(chips[0].mcus[0].pcbs[0].speciality is "")", letter);
+        row(R"("speciality":"a")", R"("speciality":"A")",
+            R"(chips[0].mcus[0].pcbs[0].speciality is "a")", letter);
+        row(R"("speciality":"AB")", R"("speciality":"A")",
+            R"(chips[0].mcus[0].pcbs[0].speciality is "AB")", letter);
+        row(R"("ver3":"1234567890")", R"("ver3":"3")",
+            R"(chips[0].mcus[0].pcbs[0].ver3 is "1234567890")",
+            R"(a decimal number from "0" to "255", as a string)");
+        row(R"([7,{"name":"A1")", R"([{"name":"A1")", "chips[0].mcus[0].pcbs[0] is 7", "an object");
     }
 
     void schema()
     {
-        QFETCH(QByteArray, change);
-        QFETCH(QByteArray, into);
-        QFETCH(QString, text);
+        QFETCH(QByteArray, value);
+        QFETCH(QByteArray, insteadOf);
+        QFETCH(QString, wrong);
+        QFETCH(QString, allowed);
         QByteArray json =
             R"({"model":"M","version":"1","chips":[{"name":"MAIN","chip_type":"1","chip_quanity":"1",)"
             R"("mcus":[{"mcu_type":"1","pcbs":[{"name":"A1","pcb_version":"1","speciality":"A",)"
             R"("ver1":"1","ver2":"2","ver3":"3"}]}]}]})";
-        QVERIFY(json.contains(change));
-        json.replace(change, into);
+        QVERIFY(json.contains(insteadOf));
+        json.replace(insteadOf, value);
 
         PackageContents contents;
         contents.header.jsonOffset = 15;
         contents.description = parseDescription(json);
         QCOMPARE(contents.description.error, PackageDescription::Error::None);
         const QVector<Finding> findings = schemaFindings(contents);
-        QCOMPARE(findings.size(), text.isEmpty() ? 0 : 1);
+        QCOMPARE(findings.size(), wrong.isEmpty() ? 0 : 1);
         if (findings.isEmpty())
             return;
-        QCOMPARE(findings.first().text, text);
+        QCOMPARE(findings.first().text, wrong + "; it must be " + allowed);
         QCOMPARE(findings.first().offset, 15);
         QCOMPARE(findings.first().severity, Finding::Severity::Error);
     }

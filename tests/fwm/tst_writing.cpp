@@ -50,6 +50,7 @@ private slots:
         renew();
         write("img/main.bin", mainImage);
         write("request.json", goodRequest());
+        write("root/etc/name", "module\n");
     }
 
     void builds()
@@ -204,7 +205,7 @@ private slots:
             QSKIP("No files of 4 GiB here");
         QCOMPARE(run("build request.json -o FW.fwm --json").problem(),
                  QString("1 image-too-large"));
-        QCOMPARE(names(), QStringList({"img", "request.json"}));
+        QCOMPARE(names(), QStringList({"img", "request.json", "root"}));
     }
 
     void leavesTheOldPackage()
@@ -214,7 +215,7 @@ private slots:
               request(pcb("A", "img/main.bin", goodKeys) + "," + pcb("B", "none.bin", goodKeys)));
         QCOMPARE(run("build r.json -o FW.fwm").status, 1);
         QCOMPARE(read("FW.fwm"), QByteArray("the old package"));
-        QCOMPARE(names(), QStringList({"FW.fwm", "img", "r.json", "request.json"}));
+        QCOMPARE(names(), QStringList({"FW.fwm", "img", "r.json", "request.json", "root"}));
     }
 
     void fullDiskLeavesNothing_data()
@@ -287,7 +288,6 @@ private slots:
 
     void makesNetFromAFolder()
     {
-        write("root/etc/name", "module\n");
         write("root/.hidden", "h");
         write("root/-odd name", "o");
         QCOMPARE(run("make-net root --net-version 1.23 -o net.bin").status, 0);
@@ -306,7 +306,6 @@ private slots:
 
     void makesNetFromAnArchive()
     {
-        write("root/etc/name", "module\n");
         shell("tar -C root -cjf a.tar.bz2 etc");
         const Ran made = run("make-net a.tar.bz2 --net-version 9.00 -o net.bin --json");
         QCOMPARE(made.status, 0);
@@ -370,7 +369,7 @@ private slots:
     /** Unpacked over the module's root, such an archive locks out the agent's user. */
     void namesTheRootsPermissions()
     {
-        shell("mkdir root; touch root/f; chmod 700 root; tar -C root -cjf s .");
+        shell("chmod 700 root; tar -C root -cjf s .");
         const Ran made = run("make-net s --net-version 1.23 -o net.bin --json");
         QCOMPARE(made.problem(), QString("1 archive-root"));
         QCOMPARE(made.at("error.detail").toString(), QString("s: drwx------"));
@@ -378,7 +377,6 @@ private slots:
 
     void folderItselfStaysOut()
     {
-        write("root/etc/name", "module\n");
         shell("chmod 700 root");
         QCOMPARE(run("make-net root --net-version 1.23 -o net.bin").status, 0);
         QCOMPARE(shell("tail -c +63 net.bin | tar -tj").out, QByteArray("./etc/\n./etc/name\n"));
@@ -405,7 +403,6 @@ private slots:
         QFETCH(QString, source);
         QFETCH(QString, output);
         QFETCH(bool, isInside);
-        write("root/etc/name", "module\n");
         shell("mkdir root2 other; ln -s root link; ln -s ../other root/out; "
               "ln -s root/new.bin net-link.bin");
         const QByteArray before = shell("find . | sort").out;
@@ -499,7 +496,6 @@ private:
     /** A sound image of the network module. */
     void makeNet(const QString &name, const QString &version)
     {
-        write("root/etc/name", "module\n");
         QCOMPARE(run("make-net root --net-version " + version + " -o " + name).status, 0);
     }
 };

@@ -4,14 +4,10 @@
 #include "support/MinisignTool.h"
 #include "support/OrdinaryUser.h"
 #include "support/TestCase.h"
+#include "support/TestFolder.h"
 
-#include <QDir>
-#include <QTemporaryDir>
+#include <QProcess>
 #include <QtTest>
-
-#include <functional>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace signing::tst_trusted_keys {
 
@@ -24,69 +20,59 @@ private slots:
 
     void init()
     {
-        m_folder.reset(new QTemporaryDir);
-        QVERIFY(QDir(m_folder->path()).mkpath("etc/keys"));
+        m_folder.reset(new TestFolder);
+        m_folder->store("key", m_key);
+        run("mkdir -p etc/keys");
     }
 
     void noFolder()
     {
-        for (const char *name : {"etc/keys", "etc/none", "none/keys"}) {
-            const TrustedKeys keys = readKeyFolder(path(name));
-            QVERIFY(!keys.areInstalled());
-            QVERIFY(keys.areUsable());
-        }
+        for (const char *name : {"etc/keys", "etc/none", "none/keys"})
+            QCOMPARE(found(name), QString("none"));
     }
 
     /** A missing folder is seen as missing; one that is there and cannot be read is not. */
     void withoutDescriptors()
     {
         const FewDescriptors none(3);
-        const TrustedKeys absent = readKeyFolder(path("none/keys"));
-        QVERIFY(!absent.areInstalled());
-        QVERIFY(absent.areUsable());
-        QCOMPARE(readKeyFolder(path("etc")).unusable, path("etc"));
+        QCOMPARE(found("none/keys"), QString("none"));
+        QCOMPARE(found("etc"), QString("unusable etc"));
     }
 
     void otherNamesAreIgnored()
     {
         for (const char *name :
              {"README", "one.pub.txt", "one.PUB", "pub", "one.pub~", ".one.pub.swp"})
-            store(QString("etc/keys/") + name, "not a key");
+            m_folder->store(QString("etc/keys/") + name, "not a key");
         make("folder", "etc/keys/folder");
         make("FIFO", "etc/keys/fifo");
-        QVERIFY(!readKeyFolder(keys()).areInstalled());
+        QCOMPARE(found(), QString("none"));
     }
 
     void readsKeysInOrder()
     {
         const QByteArray second = m_tool.makeKey("two");
-        store("etc/keys/b.pub", m_key);
-        store("etc/keys/a.pub", second);
-        store("etc/keys/README", "text");
-        const TrustedKeys found = readKeyFolder(keys());
-        QVERIFY(found.areInstalled());
-        QVERIFY(found.areUsable());
-        QCOMPARE(int(found.keys.size()), 2);
-        QCOMPARE(found.keys.at(0).bytes, parsePublicKey(second)->bytes);
-        QCOMPARE(found.keys.at(1).id, parsePublicKey(m_key)->id);
+        m_folder->store("etc/keys/b.pub", m_key);
+        m_folder->store("etc/keys/a.pub", second);
+        m_folder->store("etc/keys/README", "text");
+        QCOMPARE(found(), QString("2 keys"));
+        const TrustedKeys keys = readKeyFolder(folder());
+        QCOMPARE(keys.keys.at(0).bytes, parsePublicKey(second)->bytes);
+        QCOMPARE(keys.keys.at(1).id, parsePublicKey(m_key)->id);
     }
 
     void followsLinks()
     {
-        store("key", m_key);
-        link(path("key"), "etc/keys/a.pub");
-        link("a.pub", "etc/keys/b.pub");
-        QCOMPARE(int(readKeyFolder(keys()).keys.size()), 2);
-        link(keys(), "link");
-        QCOMPARE(int(readKeyFolder(path("link")).keys.size()), 2);
-        QCOMPARE(int(readKeyFolder(keys() + "/").keys.size()), 2);
+        run("cp key other; ln -s ../../other etc/keys/a.pub; ln -s a.pub etc/keys/b.pub; "
+            "ln -s etc/keys link");
+        for (const char *name : {"etc/keys", "link", "etc/keys/"})
+            QCOMPARE(found(name), QString("2 keys"));
     }
 
     void manyKeys()
     {
-        for (int i = 0; i < 100; ++i)
-            store(QString("etc/keys/%1.pub").arg(i), m_key);
-        QCOMPARE(int(readKeyFolder(keys()).keys.size()), 100);
+        run("for i in $(seq 100); do cp key etc/keys/$i.pub; done");
+        QCOMPARE(found(), QString("100 keys"));
     }
 
     void oneBadFileIsEnough_data()
@@ -102,22 +88,9 @@ private slots:
     void oneBadFileIsEnough()
     {
         QFETCH(bool, usable);
-        store("etc/keys/a.pub", m_key);
-        store("etc/keys/z.pub", m_key);
+        run("cp key etc/keys/a.pub; cp key etc/keys/z.pub");
         make(QTest::currentDataTag(), "etc/keys/m.pub");
-        const TrustedKeys found = readKeyFolder(keys());
-        QVERIFY(found.areInstalled());
-        QCOMPARE(found.unusable, usable ? QString() : path("etc/keys/m.pub"));
-        QCOMPARE(int(found.keys.size()), usable ? 3 : 0);
-    }
-
-    void unreadableFile()
-    {
-        store("etc/keys/a.pub", m_key);
-        QCOMPARE(::chmod(encoded("etc/keys/a.pub").constData(), 0), 0);
-        QCOMPARE(::chmod(encoded("").constData(), 0755), 0);
-        const OrdinaryUser user;
-        QCOMPARE(readKeyFolder(keys()).unusable, path("etc/keys/a.pub"));
+        QCOMPARE(found(), QString(usable ? "3 keys" : "unusable etc/keys/m.pub"));
     }
 
     void badFolders_data()
@@ -132,52 +105,46 @@ private slots:
     void badFolders()
     {
         QFETCH(QString, place);
-        QVERIFY(QDir(path("etc")).removeRecursively());
-        if (place == "etc/keys")
-            QVERIFY(QDir().mkdir(path("etc")));
+        run(place == "etc" ? "rm -r etc" : "rmdir etc/keys");
         make(QString(QTest::currentDataTag()).remove("parent: "), place);
-        const TrustedKeys found = readKeyFolder(keys());
-        QCOMPARE(found.unusable, keys());
-        QVERIFY(found.areInstalled());
+        QCOMPARE(found(), QString("unusable etc/keys"));
     }
 
-    void unreadableParent()
+    void unreadable()
     {
-        store("etc/keys/a.pub", m_key);
-        QCOMPARE(::chmod(encoded("").constData(), 0755), 0);
-        for (const char *name : {"etc/keys", "etc"}) {
-            QCOMPARE(::chmod(encoded(name).constData(), 0), 0);
+        run("cp key etc/keys/a.pub; chmod 755 .");
+        for (const QString name : {"etc/keys/a.pub", "etc/keys", "etc"}) {
+            run("chmod 0 " + name);
             {
                 const OrdinaryUser user;
-                QCOMPARE(readKeyFolder(keys()).unusable, keys());
+                QCOMPARE(found(), "unusable " + (name == "etc" ? "etc/keys" : name));
             }
-            QCOMPARE(::chmod(encoded(name).constData(), 0755), 0);
+            run("chmod 755 " + name);
         }
     }
 
     void readsOneFile()
     {
-        store("a.pub", m_key);
-        store("b", "not a key");
-        QCOMPARE(int(readKeyFile(path("a.pub")).keys.size()), 1);
+        m_folder->store("b", "not a key");
+        QCOMPARE(int(readKeyFile(path("key")).keys.size()), 1);
         QCOMPARE(readKeyFile(path("b")).unusable, path("b"));
         QCOMPARE(readKeyFile(path("none")).unusable, path("none"));
     }
 
     void readsTheSignatureOnlyForKeys()
     {
-        store("FW.fwm.minisig", "signature");
+        m_folder->store("FW.fwm.minisig", "signature");
         const QString signature = signaturePath(path("FW.fwm"));
-        TrustFiles files = readTrustFiles(keys(), signature);
+        TrustFiles files = readTrustFiles(folder(), signature);
         QVERIFY(!files.needDigest());
         QCOMPARE(files.judge({}).kind, Verdict::Kind::NotRequired);
-        store("etc/keys/a.pub", m_key);
-        files = readTrustFiles(keys(), signature);
+        m_folder->store("etc/keys/a.pub", m_key);
+        files = readTrustFiles(folder(), signature);
         QVERIFY(files.needDigest());
         QCOMPARE(files.signature.bytes, QByteArray("signature"));
         QCOMPARE(files.judge(QByteArray(64, 'd')).reason, Verdict::Reason::Malformed);
-        store("etc/keys/b.pub", "");
-        files = readTrustFiles(keys(), signature);
+        m_folder->store("etc/keys/b.pub", "");
+        files = readTrustFiles(folder(), signature);
         QVERIFY(!files.needDigest());
         const Verdict verdict = files.judge({});
         QCOMPARE(verdict.kind, Verdict::Kind::KeysUnusable);
@@ -200,63 +167,66 @@ private slots:
     void signatureFiles()
     {
         QFETCH(QString, kind);
-        store("etc/keys/a.pub", m_key);
+        m_folder->store("etc/keys/a.pub", m_key);
         if (!kind.isEmpty())
             make(kind, "FW.fwm.minisig");
         const Verdict verdict =
-            readTrustFiles(keys(), path("FW.fwm.minisig")).judge(QByteArray(64, 'd'));
+            readTrustFiles(folder(), path("FW.fwm.minisig")).judge(QByteArray(64, 'd'));
         QCOMPARE(verdict.kind,
                  kind.isEmpty() ? Verdict::Kind::NotSigned : Verdict::Kind::SignatureError);
         QTEST(int(verdict.reason), "reason");
     }
 
 private:
-    QString path(const QString &name) const { return m_folder->filePath(name); }
-    QByteArray encoded(const QString &name) const { return QFile::encodeName(path(name)); }
-    QString keys() const { return path("etc/keys"); }
-    void store(const QString &name, const QByteArray &bytes) const
+    QString path(const QString &name) const { return m_folder->path(name); }
+    QString folder() const { return path("etc/keys"); }
+
+    /** What is in a folder of keys: "none", "2 keys" or "unusable etc/keys/b.pub". */
+    QString found(const QString &name = "etc/keys") const
     {
-        QFile file(path(name));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
+        const TrustedKeys keys = readKeyFolder(path(name));
+        if (keys.areUsable())
+            return keys.areInstalled() ? QString("%1 keys").arg(keys.keys.size()) : "none";
+        const bool isConsistent = keys.areInstalled() && keys.keys.empty();
+        return QString(isConsistent ? keys.unusable : "odd")
+            .replace(m_folder->path() + "/", "unusable ");
     }
-    void link(const QString &target, const QString &name) const
+
+    /** In the folder of the test, which has a key in "key". */
+    void run(const QString &line) const
     {
-        QVERIFY(QFile::link(target, path(name)));
+        QProcess shell;
+        shell.setWorkingDirectory(m_folder->path());
+        shell.start("sh", {"-ec", line});
+        QVERIFY(shell.waitForFinished(-1));
+        QVERIFY2(shell.exitCode() == 0, shell.readAllStandardError().constData());
     }
+
     /** Makes something of this kind at `name`. */
     void make(const QString &kind, const QString &name) const
     {
-        const QByteArray file = encoded(name);
+        const QString filled = "head -c %1 /dev/zero | tr '\\0' '\\n' | cat key - > NAME";
         const int rest = int(keyFileLimit) - m_key.size();
-        const QMap<QString, std::function<void()>> kinds = {
-            {"empty", [&] { store(name, ""); }},
-            {"text", [&] { store(name, "not a key\nat all\n"); }},
-            {"64 KiB", [&] { store(name, m_key + QByteArray(rest, '\n')); }},
-            {"larger than 64 KiB", [&] { store(name, m_key + QByteArray(rest + 1, '\n')); }},
-            {"sparse, 1 GiB",
-             [&] {
-                 store(name, m_key);
-                 QCOMPARE(::truncate(file.constData(), off_t(1) << 30), 0);
-             }},
-            {"FIFO", [&] { QCOMPARE(::mkfifo(file.constData(), 0666), 0); }},
-            {"folder", [&] { QVERIFY(QDir().mkdir(path(name))); }},
-            {"dangling link", [&] { link("nowhere", name); }},
-            {"loop", [&] { link(path(name), name); }},
-            {"link to a device", [&] { link("/dev/zero", name); }},
-            {"link to a FIFO",
-             [&] {
-                 QCOMPARE(::mkfifo(encoded("fifo").constData(), 0666), 0);
-                 link(path("fifo"), name);
-             }},
+        const QMap<QString, QString> lines = {
+            {"empty", ": > NAME"},
+            {"text", "printf 'not a key\\nat all\\n' > NAME"},
+            {"64 KiB", filled.arg(rest)},
+            {"larger than 64 KiB", filled.arg(rest + 1)},
+            {"sparse, 1 GiB", "cp key NAME; truncate -s 1G NAME"},
+            {"FIFO", "mkfifo NAME"},
+            {"folder", "mkdir NAME"},
+            {"dangling link", "ln -s nowhere NAME"},
+            {"loop", "ln -s $PWD/NAME NAME"},
+            {"link to a device", "ln -s /dev/zero NAME"},
+            {"link to a FIFO", "mkfifo fifo; ln -s $PWD/fifo NAME"},
         };
-        QVERIFY(kinds.contains(kind));
-        kinds[kind]();
+        QVERIFY(lines.contains(kind));
+        run(QString(lines[kind]).replace("NAME", name));
     }
 
     MinisignTool m_tool;
     QByteArray m_key;
-    QScopedPointer<QTemporaryDir> m_folder;
+    QScopedPointer<TestFolder> m_folder;
 };
 
 AGENT_TEST_WITHOUT_APPLICATION(TestTrustedKeys)
