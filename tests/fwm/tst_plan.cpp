@@ -76,7 +76,6 @@ private slots:
         QVERIFY(ran.out.contains("this mode sends every version"));
     }
 
-
     /** A client refuses all rows then. */
     void rowThatThePackageLacks()
     {
@@ -101,11 +100,11 @@ private slots:
     /** In the words of the client's own results. */
     void results()
     {
-        write("d.json", R"({"model":"HX-8","chips":[
+        const Ran ran = planFor(R"({"model":"HX-8","chips":[
         {"name":"MAIN","version":"1.3.0","bootcode":true},
         {"name":"AUX","chip_type":1,"mcu_type":4,"version":"1.9.0"},
-        {"name":"FPGA","chip_type":17,"version":"3.2"}]})");
-        const Ran ran = run("plan p.fwm --device d.json --json");
+        {"name":"FPGA","chip_type":17,"version":"3.2"}]})",
+                                " --json");
         QCOMPARE(ran.status, 1);
         QStringList found;
         for (const QJsonValue &row : ran.at("rows").toArray())
@@ -114,8 +113,8 @@ private slots:
         QCOMPARE(found, QStringList({"MAIN send updated first", "NEW no-match no-fit",
                                      "GONE no-answer failed", "FPGA not-newer up-to-date"}));
         QCOMPARE(ran.at("virtual_version").toInt(), 12);
-        write("d.json", R"({"model":"HX-9","chips":[{"name":"MAIN","version":"1.3.0"}]})");
-        const Ran other = run("plan p.fwm --device d.json --json");
+        const Ran other =
+            planFor(R"({"model":"HX-9","chips":[{"name":"MAIN","version":"1.3.0"}]})", " --json");
         QCOMPARE(other.at("rows.0.verdict").toString(), QString("not-reached"));
         QCOMPARE(other.at("rows.0.result").toString(), QString("not-reached"));
         QVERIFY(other.at("virtual_version").isNull());
@@ -144,8 +143,7 @@ private slots:
 
     void device()
     {
-        write("d.json", deviceFile("HX-8", R"("version":"9.0.0","bootcode":true)"));
-        const Ran ran = run("plan p.fwm --device d.json");
+        const Ran ran = planFor(deviceFile("HX-8", R"("version":"9.0.0","bootcode":true)"));
         QCOMPARE(ran.status, 0);
         // A main MCU in its bootcode reports no version and gets its image.
         QVERIFY(ran.out.contains("MAIN: send version 1.2.0"));
@@ -159,11 +157,11 @@ private slots:
     void numberings()
     {
         const QByteArray main = R"("version":"1.0.0")";
-        write("zero.json", deviceFile("HX-8", main));
-        write("quantity.json", deviceFile("HX-8", main, R"("numbering":"quantity",)"));
-        QCOMPARE(run("plan p.fwm --device zero.json").status, 0);
-        QCOMPARE(run("plan p.fwm --device quantity.json --request-all").status, 0);
-        const Ran wrong = run("plan p.fwm --device quantity.json");
+        const QByteArray zero = deviceFile("HX-8", main);
+        const QByteArray quantity = deviceFile("HX-8", main, R"("numbering":"quantity",)");
+        QCOMPARE(planFor(zero).status, 0);
+        QCOMPARE(planFor(quantity, " --request-all").status, 0);
+        const Ran wrong = planFor(quantity);
         QCOMPARE(wrong.status, 1);
         QVERIFY(wrong.err.startsWith("fwm: error: the device has no chip") &&
                 wrong.err.contains(": MAIN,0,0\n"));
@@ -172,7 +170,7 @@ private slots:
             "MAIN: no answer\n    The device has no chip of type 0 with index 0.\n"));
         QVERIFY(wrong.out.contains("No row asks for MAIN (type 0, index 1).\n"));
         QVERIFY(wrong.out.endsWith("0 images would be written.\n"));
-        const Ran all = run("plan p.fwm --device zero.json --request-all --json");
+        const Ran all = planFor(zero, " --request-all --json");
         QCOMPARE(all.status, 1);
         QCOMPARE(all.at("would_write").toInt(), 0);
         QCOMPARE(all.at("rows.0.verdict").toString(), QString("no-answer"));
@@ -227,18 +225,18 @@ private slots:
 
     void deviceOfAnotherModel()
     {
-        write("d.json", deviceFile("HX-9", R"("version":"1.0.0")"));
-        const Ran newer = run("plan p.fwm --device d.json");
+        const QByteArray other = deviceFile("HX-9", R"("version":"1.0.0")");
+        const Ran newer = planFor(other);
         QCOMPARE(newer.status, 7);
         QVERIFY(newer.out.startsWith("The package is for model 'HX-8' and the device is 'HX-9'"));
         // Mode 5 does not ask for the model.
-        const Ran every = run("plan p.fwm --device d.json --mode 5");
+        const Ran every = planFor(other, " --mode 5");
         QVERIFY(every.out.contains("MAIN: send version 1.2.0"));
         QVERIFY(every.err.contains(": GONE,2,0\n"));
         QCOMPARE(every.status, 1);
 
-        write("d.json", deviceFile("HX-8", R"("version":"1.0.0","product_information":false)"));
-        const Ran invalid = run("plan p.fwm --device d.json");
+        const Ran invalid =
+            planFor(deviceFile("HX-8", R"("version":"1.0.0","product_information":false)"));
         QCOMPARE(invalid.status, 1);
         QVERIFY(invalid.out.startsWith("The main MCU's product information is invalid"));
     }
@@ -308,6 +306,12 @@ private slots:
     }
 
 private:
+    /** For the device of this file. */
+    Ran planFor(const QByteArray &device, const QString &options = {})
+    {
+        write("d.json", device);
+        return run("plan p.fwm --device d.json" + options);
+    }
     /** For these rows. */
     Ran planOf(const QByteArray &rows, const QString &options = {})
     {

@@ -54,22 +54,14 @@ private slots:
 
     void agreesWithZlib()
     {
-        for (const int size : {1, 2, 7, 8, 15, 16, 63, 64, 255, 4096, 100'003}) {
+        for (const int size : {1, 2, 7, 8, 15, 16, 63, 64, 255, 300, 4096, 100'003}) {
             const QByteArray bytes = pattern(size);
-            Crc32 crc;
-            crc.add(bytes);
-            QCOMPARE(crc.value(), zlibCrc(bytes));
-        }
-    }
-
-    void piecesGiveTheSame()
-    {
-        const QByteArray bytes = pattern(300);
-        for (int split = 0; split <= bytes.size(); ++split) {
-            Crc32 crc;
-            crc.add(bytes.left(split));
-            crc.add(bytes.mid(split));
-            QCOMPARE(crc.value(), zlibCrc(bytes));
+            for (int split = 0; split <= std::min(size, 300); ++split) {
+                Crc32 crc;
+                crc.add(bytes.left(split));
+                crc.add(bytes.mid(split));
+                QCOMPARE(crc.value(), zlibCrc(bytes));
+            }
         }
     }
 

@@ -10,6 +10,7 @@
 #include <cerrno>
 
 Q_DECLARE_METATYPE(bytes::VerifiedSource::Fault)
+Q_DECLARE_METATYPE(bytes::SumKind)
 
 namespace package::tst_verified {
 
@@ -51,21 +52,33 @@ class TestVerified : public QObject
 private slots:
     void chunkSizes_data()
     {
-        const tests::DataTable<qint64, qint64> row("size", "chunkSize");
+        const tests::DataTable<SumKind, qint64, qint64> row("kind", "size", "chunkSize");
         const qint64 mib = 1024 * 1024;
-        row("nothing", 0, 4096);
-        row("16 MiB", 16 * mib, 4096);
-        row("a byte more", 16 * mib + 1, 8192);
-        row("64 MiB", 64 * mib, 16'384);
-        row("4 GiB", 4096 * mib, mib);
-        row("64 GiB", 65'536 * mib, 16 * mib);
-        row("the largest file", std::numeric_limits<qint64>::max(), 16 * mib);
+        const qint64 largest = std::numeric_limits<qint64>::max();
+        row("nothing", SumKind::Crc32, 0, 4096);
+        row("16 MiB", SumKind::Crc32, 16 * mib, 4096);
+        row("a byte more", SumKind::Crc32, 16 * mib + 1, 8192);
+        row("64 MiB", SumKind::Crc32, 64 * mib, 16'384);
+        row("4 GiB", SumKind::Crc32, 4096 * mib, mib);
+        row("64 GiB", SumKind::Crc32, 65'536 * mib, 16 * mib);
+        row("the largest file", SumKind::Crc32, largest, 16 * mib);
+        row("digest of nothing", SumKind::Blake2b, 0, 4096);
+        row("digest of 2 MiB", SumKind::Blake2b, 2 * mib, 4096);
+        row("digest of a byte more", SumKind::Blake2b, 2 * mib + 1, 8192);
+        row("digest of 1 GiB", SumKind::Blake2b, 1024 * mib, 2 * mib);
+        row("digest of 64 GiB", SumKind::Blake2b, 65'536 * mib, 128 * mib);
+        row("digest of the largest file", SumKind::Blake2b, largest, qint64(1) << 54);
     }
 
+    /** The states of the digests take 256 KiB at most, however large the file is. */
     void chunkSizes()
     {
+        QFETCH(SumKind, kind);
         QFETCH(qint64, size);
-        QTEST(ChunkSums::chunkSizeFor(size), "chunkSize");
+        QFETCH(qint64, chunkSize);
+        QCOMPARE(ChunkSums::chunkSizeFor(size, kind), chunkSize);
+        QVERIFY(kind == SumKind::Crc32 ||
+                (size - 1) / chunkSize < qint64(256 * 1024 / sizeof(Blake2b)));
     }
 
     void sumsOfPieces()
@@ -111,9 +124,19 @@ private slots:
         QCOMPARE(checksum.chunks.size(), size);
         QCOMPARE(valuesOf(checksum.chunks), valuesOf(expected));
         QCOMPARE(checksum.readError, 0);
+        QCOMPARE(checksum.digest, QByteArray());
         Crc32 covered;
         covered.add(bytes.mid(8));
         QCOMPARE(checksum.computed, size > 8 ? covered.text() : QByteArray());
+
+        const PackageChecksum digested = checkPackage(source, SumKind::Blake2b);
+        Blake2b digest;
+        digest.add(bytes.constData(), bytes.size());
+        QCOMPARE(digested.digest, digest.digest());
+        QCOMPARE(digested.computed, checksum.computed);
+        VerifiedSource verified(source, digested.chunks);
+        QCOMPARE(verified.read(0, size + 1), bytes);
+        QCOMPARE(verified.fault(), Fault::None);
     }
 
     void sumWithoutItsFront()
@@ -256,45 +279,6 @@ private slots:
         TestSource shorter(bytes);
         shorter.missing = 1;
         QCOMPARE(checkPackage(shorter).readError, 0);
-    }
-
-    void digestedChunkSizes_data()
-    {
-        const tests::DataTable<qint64, qint64> row("size", "chunkSize");
-        const qint64 mib = 1024 * 1024;
-        row("nothing", 0, 4096);
-        row("2 MiB", 2 * mib, 4096);
-        row("a byte more", 2 * mib + 1, 8192);
-        row("1 GiB", 1024 * mib, 2 * mib);
-        row("64 GiB", 65'536 * mib, 128 * mib);
-        row("the largest file", std::numeric_limits<qint64>::max(), qint64(1) << 54);
-    }
-
-    /** The states of the digests take 256 KiB at most, however large the file is. */
-    void digestedChunkSizes()
-    {
-        QFETCH(qint64, size);
-        QFETCH(qint64, chunkSize);
-        QCOMPARE(ChunkSums::chunkSizeFor(size, SumKind::Blake2b), chunkSize);
-        QVERIFY((size - 1) / chunkSize < qint64(256 * 1024 / sizeof(Blake2b)));
-    }
-
-    void checkGivesTheDigest_data() { checkGivesTheChunks_data(); }
-
-    void checkGivesTheDigest()
-    {
-        QFETCH(int, size);
-        const QByteArray bytes = pattern(size);
-        BytesSource source(bytes);
-        const PackageChecksum checksum = checkPackage(source, SumKind::Blake2b);
-        Blake2b digest;
-        digest.add(bytes.constData(), bytes.size());
-        QCOMPARE(checksum.digest, digest.digest());
-        QCOMPARE(checksum.computed, checkPackage(source).computed);
-        QCOMPARE(checkPackage(source).digest, QByteArray());
-        VerifiedSource verified(source, checksum.chunks);
-        QCOMPARE(verified.read(0, size + 1), bytes);
-        QCOMPARE(verified.fault(), Fault::None);
     }
 
     void findsChangesThatKeepTheCrc()
