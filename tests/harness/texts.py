@@ -106,6 +106,12 @@ def read_chips(*chips):
     return first + reads_done() + versions
 
 
+def begun(*chips, mode=2, first=True):
+    """A run until it has read its chips; mode 5 reads no model name."""
+    checked = model_read() if mode == 2 else log("Firmware file checksum ok.")
+    return started(first) + checked + read_chips(*chips)
+
+
 def decided(package, word, name, version):
     """The version rule's line; `word` is greater, equal or less."""
     middle = {"greater": "greater than", "equal": "equal to", "less": "less than"}[word]

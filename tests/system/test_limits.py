@@ -312,7 +312,7 @@ class TestInstall(netcase.NetCase):
         module.release()
         sender.client.expect(texts.net_blocks_installed()[3:] + texts.net_reboots())
         other.expect(["VERSION||1.15"])
-        module.wait_for_command(module.REBOOT)
+        self.assert_reboots(*module.INSTALL)
         self.assert_installed()
 
 
@@ -365,9 +365,7 @@ class TestPackages(LimitsCase):
         self.start_device(agentcase.chip("AUX", 1))
         self.client.send(REQUEST)
         self.client.expect(
-            texts.started()
-            + texts.model_read()
-            + texts.read_chips(("AUX", "1.0.0"))
+            texts.begun(("AUX", "1.0.0"))
             + texts.decided("1.1.0", "greater", "AUX", "1.0.0")
             + texts.not_in_records("AUX")
             + texts.finished(written=False),

@@ -184,9 +184,7 @@ class TestNetKill(netcase.NetCase):
     @staticmethod
     def run_lines():
         return (
-            texts.started()
-            + texts.model_read()
-            + texts.read_chips(("NET", "1.0", "FPGA"))
+            texts.begun(("NET", "1.0", "FPGA"))
             + texts.decided("1.23.0", "greater", "NET", "1.0.0")
             + texts.net_item()
         )

@@ -17,7 +17,7 @@ AUX_CHIP, KEY_CHIP = agentcase.chip("AUX", 1), agentcase.chip("KEY", 2)
 def reads(*names):
     """Mode 5: both reads of the MCUs, then all versions."""
     chips = [(name, "1.0", "FPGA") if name == "NET" else (name, "1.0.0") for name in names]
-    return texts.started() + texts.log("Firmware file checksum ok.") + texts.read_chips(*chips)
+    return texts.begun(*chips, mode=5)
 
 
 class TestNetPackage(netcase.NetCase):

@@ -12,9 +12,7 @@ CHANGED = "Firmware package was changed during the upgrade."
 # The first image takes this long, so that the package can be changed before the second is read.
 SLOW_FIRST_IMAGE = "late:word=block,type=1,block=0,delay=3000,count=once"
 FIRST_IMAGE = (
-    texts.started()
-    + texts.model_read()
-    + texts.read_chips(("AUX", "1.0.0"), ("KEY", "1.0.0"))
+    texts.begun(("AUX", "1.0.0"), ("KEY", "1.0.0"))
     + texts.upgraded("AUX", 0, 2, 700)
     + texts.decided("1.1.0", "greater", "KEY", "1.0.0")
 )
@@ -82,9 +80,7 @@ class TestPackageInUse(netcase.NetCase):
             file.seek(-1, os.SEEK_END)
             file.write(b"?")
         client.expect(
-            texts.started()
-            + texts.log("Firmware file checksum ok.")
-            + texts.read_chips(("AUX", "1.0.0"), ("NET", "1.0", "FPGA"))
+            texts.begun(("AUX", "1.0.0"), ("NET", "1.0", "FPGA"), mode=5)
             + texts.image("AUX", 0, 2, 700)
             + texts.log(CHANGED)
             + texts.package_failed(2, 1),

@@ -22,9 +22,7 @@ class TestUpgradeAll(agentcase.AgentCase):
         client.send("UPGRADEALL")
         client.expect(
             texts.package_listed()
-            + texts.started()
-            + texts.model_read()
-            + texts.read_chips(("MAIN MCU", "1.0.0"), ("AUX", "1.0.0"), ("FPGA", "1.0", "FPGA"))
+            + texts.begun(("MAIN MCU", "1.0.0"), ("AUX", "1.0.0"), ("FPGA", "1.0", "FPGA"))
             + texts.upgraded("MAIN MCU", 0, 3, 400)
             + texts.upgraded("AUX", 1, 3, 300)
             + texts.upgraded("FPGA", 2, 3, 257, new="2.0.0")
@@ -43,11 +41,10 @@ class TestUpgradeAll(agentcase.AgentCase):
         )
 
         client.send("GETVERINF")
+        upgraded = ("MAIN MCU", "1.1.0"), ("AUX", "1.1.0"), ("FPGA", "2.0", "FPGA")
         client.expect(
             texts.package_listed()
-            + texts.started(first=False)
-            + texts.model_read()
-            + texts.read_chips(("MAIN MCU", "1.1.0"), ("AUX", "1.1.0"), ("FPGA", "2.0", "FPGA"))
+            + texts.begun(*upgraded, first=False)
             + texts.decided("1.1.0", "equal", "MAIN MCU", "1.1.0")
             + texts.decided("1.1.0", "equal", "AUX", "1.1.0")
             + texts.decided("2.0.0", "equal", "FPGA", "2.0.0")

@@ -22,15 +22,16 @@ CHIPS = (
 REQUEST = "UPGRADE||MAIN,0,0||AUX1,1,0||AUX2,1,1||KEY,2,0||OLD,3,0||FPGA,17,0"
 
 
-def reads(main, aux1, aux2, fpga):
+def begun(main, aux1, aux2, fpga, first=True):
     """What is read of all six, with their versions."""
-    return texts.model_read() + texts.read_chips(
+    return texts.begun(
         ("MAIN", main, "APP"),
         ("AUX1", aux1),
         ("AUX2", aux2),
         ("KEY", "1.0.0"),
         ("OLD", "1.10.0"),
         ("FPGA", fpga, "FPGA"),
+        first=first,
     )
 
 
@@ -48,8 +49,7 @@ class TestMode2(agentcase.AgentCase):
             "1.9.0", "less", "OLD", "1.10.0"
         )
         client.expect(
-            texts.started()
-            + reads("1.0.0", "1.0.0", "0.255", "3.1")
+            begun("1.0.0", "1.0.0", "0.255", "3.1")
             + texts.upgraded("MAIN", 0, 6, 3000)
             + texts.main_restarted()
             + texts.upgraded("AUX1", 1, 6, 1024)
@@ -77,8 +77,7 @@ class TestMode2(agentcase.AgentCase):
         # The same process, the same rows: everything is up to date now.
         client.send(REQUEST)
         client.expect(
-            texts.started(first=False)
-            + reads("1.1.0", "1.1.0", "1.1.0", "3.2")
+            begun("1.1.0", "1.1.0", "1.1.0", "3.2", first=False)
             + texts.decided("1.1.0", "equal", "MAIN", "1.1.0")
             + texts.decided("1.1.0", "equal", "AUX1", "1.1.0")
             + texts.decided("1.1.0", "equal", "AUX2", "1.1.0")

@@ -25,9 +25,7 @@ class TestMode5(agentcase.AgentCase):
         client = self.connect()
         client.send("UPGRADE||MAIN,0,1||NONE,3,0||AUX,1,0,more,fields")
         client.expect(
-            texts.started()
-            + texts.log("Firmware file checksum ok.")
-            + texts.read_chips(("MAIN", "1.0.0"), ("NONE", "1.0.0"), ("AUX", "1.0.0"))
+            texts.begun(("MAIN", "1.0.0"), ("NONE", "1.0.0"), ("AUX", "1.0.0"), mode=5)
             + texts.image("MAIN", 0, 3, 512)
             + texts.not_in_list("NONE", 1, 3)
             + texts.image("AUX", 2, 3, 513)
