@@ -34,7 +34,7 @@ public:
     }
     void setBehaviour(Behaviour behaviour) { m_behaviour = std::move(behaviour); }
     /** From then on waits end with this event. */
-    void endAt(ms time, Event event) { m_end = {time, event}; }
+    void endAt(ms time, Event event) { m_end = std::pair(time, event); }
 
     ms now() const override { return m_now; }
 
@@ -52,9 +52,9 @@ public:
     Event wait(ms longest, QByteArray &bytes) override
     {
         const ms end = m_now + longest;
-        if (m_end && m_end->time <= end) {
-            m_now = std::max(m_now, m_end->time);
-            return m_end->event;
+        if (m_end && m_end->first <= end) {
+            m_now = std::max(m_now, m_end->first);
+            return m_end->second;
         }
         if (m_pending.isEmpty() || m_pending.first().due > end) {
             m_now = end;
@@ -73,11 +73,6 @@ private:
         ms due;
         QByteArray bytes;
     };
-    struct End
-    {
-        ms time;
-        Event event;
-    };
 
     SimulatedDevice m_device;
     Behaviour m_behaviour = [](SimulatedDevice &device, const QByteArray &host) {
@@ -85,7 +80,7 @@ private:
     };
     QVector<Pending> m_pending;
     QByteArray m_sent;
-    std::optional<End> m_end;
+    std::optional<std::pair<ms, Event>> m_end;
     ms m_now{0};
 };
 

@@ -75,9 +75,6 @@ private slots:
     {
         const tests::DataTable<QString, QString> row("required", "recommended");
         row("silent", "answers", "");
-        row("silent:word=product-id", "answers", "");
-        row("silent:word=version", "read-version chip-echo half-written enter-again new-version",
-            "");
         row("silent:word=enter", "enter", "");
         row("lose-reply:word=block", "block-outside block-order first-block", "");
         row("lose-reply:word=set-virtual-version", "set-virtual-version", "");
@@ -95,7 +92,6 @@ private slots:
         row("short:word=bootcode,bytes=6",
             "read-bootcode chip-echo half-written enter-again new-version", "");
         row("duplicate", "one-answer", "");
-        row("duplicate:word=block,block=1", "one-answer", "");
         // An echo has another start byte than an answer.
         row("echo", "", "wrong-start only-answers");
         // The agent drops bytes before a start byte.
@@ -109,8 +105,6 @@ private slots:
         row("merge:word=product-info,count=once", "read-information one-answer", "");
         row("wrong-address", "answers", "");
         row("other-form:word=enter", "enter", "");
-        row("other-form:word=version",
-            "read-version chip-echo half-written enter-again new-version", "");
         row("refuse-block:block=1",
             "repeated-block skipped-block block-length block-checksum enter-again power-off image",
             "");

@@ -32,33 +32,20 @@ struct TestDevice
             addFault(fault);
     }
 
-    static DeviceDescription description()
+    static const DeviceDescription &description()
     {
-        DeviceDescription description;
-        description.model = "HX-8";
-        description.productId = "HX8";
-        description.virtualVersion = 7;
-        description.auxChips = {{1, 2, "AUX"}};
-        ChipDescription main;
-        main.name = QStringLiteral("MAIN");
-        main.mcuType = 3;
-        main.pcbVersion = 2;
-        main.version = {1, 2, 3, true};
-        main.upgradesTo = ChipVersion{1, 3, 0, true};
-        ChipDescription aux;
-        aux.name = QStringLiteral("AUX");
-        aux.chipType = 1;
-        aux.chipIndex = 1;
-        aux.mcuType = 4;
-        aux.pcbVersion = 5;
-        aux.speciality = 'B';
-        aux.bootcode = true;
-        aux.productInformation = false;
-        ChipDescription fpga;
-        fpga.name = QStringLiteral("FPGA");
-        fpga.chipType = 17;
-        fpga.version = {4, 5, 0, false};
-        description.chips = {main, aux, fpga};
+        static QString error;
+        static const DeviceDescription description = DeviceDescription::fromJson(R"({
+            "model": "HX-8", "product_id": "HX8", "virtual_version": 7,
+            "chips": [
+                {"name": "MAIN", "mcu_type": 3, "pcb_version": 2, "version": "1.2.3",
+                 "upgrades_to": "1.3.0"},
+                {"name": "AUX", "chip_type": 1, "chip_index": 1, "mcu_type": 4, "pcb_version": 5,
+                 "speciality": "B", "bootcode": true, "product_information": false},
+                {"name": "FPGA", "chip_type": 17, "version": "4.5"}],
+            "aux": [{"name": "AUX", "chip_type": 1, "quantity": 2}]})",
+                                                                                 &error)
+                                                         .value();
         return description;
     }
 

@@ -51,22 +51,6 @@ Run run(const QStringList &arguments, const QByteArray &input = {})
 const QString monitor = "v4l-sony-gdmf520-vga";
 const QString television = "v4l-vizio-e65e0-hdmi";
 
-QString monitorReport()
-{
-    return "Status: DVI EDID\n"
-           "Identification: SNY,GDM-F520,DVI,\n"
-           "Timings: 1280x1024@85Hz,\n"
-           "Extension: \n"
-           "\n"
-           "Manufacture's Name:SNY\n"
-           "Display Product Name:GDM-F520\n"
-           "Product Code:1712\n"
-           "Video Signal Interface:Analog\n"
-           "Vertical Rate:48Hz--170Hz\n"
-           "Horizontal Rate:30KHz--137KHz\n"
-           "Maximum Pixel Clock:370MHz\n";
-}
-
 } // namespace
 
 class TestReportTool : public QObject
@@ -175,10 +159,11 @@ private slots:
 
     void readsStandardInput()
     {
-        const Run binary = run({"-"}, realDump(monitor));
-        QCOMPARE(binary.exitCode, 0);
-        QCOMPARE(binary.output, monitorReport());
-        QCOMPARE(run({"-"}, realDump(monitor).toHex(' ')).output, monitorReport());
+        const QByteArray dump = realDump(monitor);
+        const QString report = run({dataPath(monitor + ".bin")}).output;
+        QVERIFY(report.startsWith("Status: DVI EDID\nIdentification: SNY,GDM-F520,DVI,\n"));
+        QCOMPARE(run({"-"}, dump).output, report);
+        QCOMPARE(run({"-"}, dump.toHex(' ')).output, report);
     }
 
     void json()

@@ -8,13 +8,12 @@
 #include "support/DeclaredMethods.h"
 #include "support/Pty.h"
 #include "support/TestCase.h"
+#include "support/TestFolder.h"
 #include "support/WaitFor.h"
 #include "upload/CoreUpload.h"
 
-#include <QDir>
 #include <QSemaphore>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QThread>
 #include <QtTest>
 
@@ -24,7 +23,7 @@
 #include <utility>
 
 /** Asks for something; the folder has the packages good.fwm and bad.fwm. */
-using Request = std::function<void(WorkerCOM &worker, const QDir &folder)>;
+using Request = std::function<void(WorkerCOM &worker, const TestFolder &folder)>;
 Q_DECLARE_METATYPE(Request)
 
 namespace tst_bridge {
@@ -37,7 +36,7 @@ namespace {
 /** A bridge with everything that it says. */
 struct Bridge
 {
-    QTemporaryDir dir;
+    TestFolder dir;
     Platform platform = platformIn(dir.path());
     WorkerCOM worker{nullptr, platform};
     QStringList lines;
@@ -52,8 +51,8 @@ struct Bridge
             worker.runEvents(), &RunEvents::over, &worker, [this](qint64) { ++ended; },
             Qt::DirectConnection);
         const QByteArray package = makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 2, 3}, "image"}});
-        store("good.fwm", package);
-        store("bad.fwm", package + "x");
+        dir.store("good.fwm", package);
+        dir.store("bad.fwm", package + "x");
     }
 
     static Platform platformIn(const QString &folder)
@@ -63,18 +62,9 @@ struct Bridge
         return platform;
     }
 
-    QString path(const char *name) const { return dir.filePath(QString::fromLatin1(name)); }
-
-    void store(const char *name, const QByteArray &bytes) const
-    {
-        QFile file(path(name));
-        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-            qFatal("cannot write %s", name);
-    }
-
     void upgrade(const char *package, int mode)
     {
-        worker.uploadByMergeFW(path(package), {"MAIN,0,0"}, mode);
+        worker.uploadByMergeFW(dir.path(package), {"MAIN,0,0"}, mode);
     }
 
     /** Waits for the end of a run and delivers nothing meanwhile. */
@@ -222,11 +212,11 @@ private slots:
     void directCalls()
     {
         Bridge bridge;
-        const QString json = bridge.worker.getMergeFWJSON(bridge.path("good.fwm"));
+        const QString json = bridge.worker.getMergeFWJSON(bridge.dir.path("good.fwm"));
         QVERIFY(json.startsWith(QLatin1String("{\"chips\":[")));
         QVERIFY(bridge.hears({"Firmware file checksum ok.", "Firmware package version: 6",
                               "Model Name: HX-8", "Version: 1.0.12"}));
-        QVERIFY(!bridge.worker.checkNetFirmware(bridge.path("none.bin")));
+        QVERIFY(!bridge.worker.checkNetFirmware(bridge.dir.path("none.bin")));
         QVERIFY(bridge.hears({"NMF|Open Net firmware error, check fail."}));
         QCOMPARE(bridge.worker.getSerialPorts(), CoreCOMQ::listPorts());
         CoreUpload::m_FWPersent = 12.5;
@@ -263,11 +253,11 @@ private slots:
         Bridge bridge;
         bridge.upgrade("good.fwm", 0);
         QVERIFY(bridge.runEndsUndelivered());
-        QCOMPARE(bridge.worker.getMergeFWJSON(bridge.path("none.fwm")), error);
+        QCOMPARE(bridge.worker.getMergeFWJSON(bridge.dir.path("none.fwm")), error);
         QCOMPARE(bridge.lines, QStringList());
         QVERIFY(bridge.isReleased());
         QCOMPARE(bridge.lines, QStringList{"Firmware file checksum ok."});
-        QCOMPARE(bridge.worker.getMergeFWJSON(bridge.path("none.fwm")), error);
+        QCOMPARE(bridge.worker.getMergeFWJSON(bridge.dir.path("none.fwm")), error);
         QCOMPARE(bridge.lines.filter("APPSTATUS"), (QStringList{"APPSTATUS|2", "APPSTATUS|2"}));
     }
 
@@ -292,8 +282,8 @@ private slots:
     {
         const tests::DataTable<Request, QString> rows("request", "last");
         const auto upload = [](const char *package, const QStringList &mcus, int mode) {
-            return [=](WorkerCOM &worker, const QDir &folder) {
-                worker.uploadByMergeFW(folder.filePath(package), mcus, mode);
+            return [=](WorkerCOM &worker, const TestFolder &folder) {
+                worker.uploadByMergeFW(folder.path(package), mcus, mode);
             };
         };
         rows("no package", upload("none.fwm", {"MAIN,0,0"}, 2), "APPSTATUS|2");
@@ -304,17 +294,17 @@ private slots:
         rows("silent device in mode 5", upload("good.fwm", {"MAIN,0,0"}, 5), "APPSTATUS|7");
         rows("image that is given up", upload("good.fwm", {"MAIN,0,0"}, 1), "APPSTATUS|5");
         rows(
-            "read", [](WorkerCOM &worker, const QDir &) { worker.getProductInfo(); },
+            "read", [](WorkerCOM &worker, const TestFolder &) { worker.getProductInfo(); },
             "READPI|APPSTATUS|7");
         const auto write = [](const QStringList &mcus) {
-            return [=](WorkerCOM &worker, const QDir &) { worker.setProductInfo(mcus); };
+            return [=](WorkerCOM &worker, const TestFolder &) { worker.setProductInfo(mcus); };
         };
         rows("write of nothing", write({}), "");
         rows("write", write({"{}", "MAIN,0,0,1,1,65", "AUX,1,0,1,1,65"}), "");
         rows(
             "file",
-            [](WorkerCOM &worker, const QDir &folder) {
-                worker.writeMultBoard(0, 0, folder.filePath("none.bin"));
+            [](WorkerCOM &worker, const TestFolder &folder) {
+                worker.writeMultBoard(0, 0, folder.path("none.bin"));
             },
             "APPSTATUS|5");
     }
@@ -328,7 +318,7 @@ private slots:
         Bridge bridge;
         bridge.worker.onConnect(pty.port());
         QVERIFY(bridge.hears({"ConnectSuccess|" + pty.port()}));
-        request(bridge.worker, QDir(bridge.dir.path()));
+        request(bridge.worker, bridge.dir);
         QVERIFY(bridge.runEndsUndelivered());
         QVERIFY(bridge.worker.runActive());
         QVERIFY(bridge.isReleased());
@@ -371,7 +361,7 @@ private slots:
 
     void endsItsThread()
     {
-        QTemporaryDir dir;
+        TestFolder dir;
         const WorkerCOM worker(nullptr, EngineHarness::scaledPlatform(dir.path()));
     }
 };

@@ -4,6 +4,7 @@
 #include "links/WorkerCOM.h"
 #include "support/Pty.h"
 #include "support/TestCase.h"
+#include "support/TestFolder.h"
 #include "support/WaitFor.h"
 
 #include <QSocketNotifier>
@@ -16,48 +17,28 @@ using platform::TimeOuts;
 
 namespace {
 
-/** A simulated device on a real serial port. */
-class PtyDevice : public QObject
-{
-public:
-    explicit PtyDevice(const DeviceDescription &description)
-        : device(description), m_notifier(pty.master(), QSocketNotifier::Read)
-    {
-        connect(&m_notifier, &QSocketNotifier::activated, this, [this] { answer(); });
-    }
-
-    Pty pty;
-    SimulatedDevice device;
-
-private:
-    void answer()
-    {
-        const auto answers = device.receive(pty.readNow());
-        for (const DeviceAnswer &answer : answers)
-            pty.write(answer.bytes);
-    }
-
-    QSocketNotifier m_notifier;
-};
-
-/** The engine on a separate thread, a real port, and times that also suit a loaded machine. */
+/** The engine on a separate thread, a simulated device on a real serial port, and times that also
+ *  suit a loaded machine. */
 struct Fixture
 {
-    QTemporaryDir dir;
-    PtyDevice far{EngineHarness::twoMcus()};
+    TestFolder dir;
+    Pty pty;
+    SimulatedDevice device{EngineHarness::twoMcus()};
+    QSocketNotifier notifier{pty.master(), QSocketNotifier::Read};
     WorkerCOM worker{nullptr, platform(dir.path())};
     QStringList lines;
-    int failures = 0;
 
     Fixture()
     {
-        QFile file(packagePath());
-        if (!file.open(QIODevice::WriteOnly))
-            qFatal("cannot write the test package");
-        file.write(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, patternImage(700, 1)},
-                                {"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, patternImage(300, 2)}}));
+        dir.store("FW.fwm",
+                  makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, patternImage(700, 1)},
+                               {"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, patternImage(300, 2)}}));
         QObject::connect(&worker, &WorkerCOM::message, &worker,
                          [this](const QStringList &list) { lines.append(list.join('|')); });
+        QObject::connect(&notifier, &QSocketNotifier::activated, &notifier, [this] {
+            for (const DeviceAnswer &answer : device.receive(pty.readNow()))
+                pty.write(answer.bytes);
+        });
     }
 
     static Platform platform(const QString &dir)
@@ -68,12 +49,10 @@ struct Fixture
         return platform;
     }
 
-    QString packagePath() const { return dir.filePath(QStringLiteral("FW.fwm")); }
-
     void start()
     {
-        worker.onConnect(far.pty.port());
-        worker.uploadByMergeFW(packagePath(), {"MAIN,0,0", "AUX,1,0"}, 2);
+        worker.onConnect(pty.port());
+        worker.uploadByMergeFW(dir.path("FW.fwm"), {"MAIN,0,0", "AUX,1,0"}, 2);
     }
 
     bool ended() const { return lines.contains(QStringLiteral("APPSTATUS|6")); }
@@ -105,15 +84,15 @@ private slots:
             fixture.start();
             QVERIFY(waitFor([&] { return fixture.ended(); }, 60'000));
             undisturbed = fixture.runLines();
-            undisturbedFlash = fixture.far.device.flash(0, 0);
+            undisturbedFlash = fixture.device.flash(0, 0);
         }
 
         Fixture fixture;
         QStringList texts;
         QTimer lister;
         connect(&lister, &QTimer::timeout, &lister, [&] {
-            texts.append(fixture.worker.getMergeFWJSON(fixture.packagePath()));
-            texts.append(fixture.worker.getMergeFWJSON(fixture.dir.filePath("none.fwm")));
+            texts.append(fixture.worker.getMergeFWJSON(fixture.dir.path("FW.fwm")));
+            texts.append(fixture.worker.getMergeFWJSON(fixture.dir.path("none.fwm")));
             fixture.worker.getPercent();
         });
         fixture.start();
@@ -131,8 +110,8 @@ private slots:
         QCOMPARE(texts.size(), 2);
         QVERIFY(texts.first().startsWith(QLatin1String("{\"chips\"")));
         QCOMPARE(texts.last(), QStringLiteral("ERROR:Firmware file is not exist."));
-        QCOMPARE(fixture.far.device.flash(0, 0), undisturbedFlash);
-        QCOMPARE(fixture.far.device.violationCount(), 0);
+        QCOMPARE(fixture.device.flash(0, 0), undisturbedFlash);
+        QCOMPARE(fixture.device.violationCount(), 0);
     }
 };
 
