@@ -125,22 +125,20 @@ inline QVector<devicecheck::Result> runChecks(SimulatedChannel &channel,
     return runner.run();
 }
 
-/** The points in this state, with blanks between; of one level, or of both. */
-inline QString pointsIn(const QVector<devicecheck::Result> &results, devicecheck::State state,
-                        std::optional<devicecheck::Level> level = {})
+/** The points in this state, with blanks between. */
+inline QString pointsIn(const QVector<devicecheck::Result> &results, devicecheck::State state)
 {
     QStringList ids;
     for (const devicecheck::Result &result : results) {
-        if (result.state == state && result.point->level == level.value_or(result.point->level))
+        if (result.state == state)
             ids += QString::fromLatin1(result.point->id);
     }
     return ids.join(QLatin1Char(' '));
 }
 
-inline QString failedPoints(const QVector<devicecheck::Result> &results,
-                            std::optional<devicecheck::Level> level = {})
+inline QString failedPoints(const QVector<devicecheck::Result> &results)
 {
-    return pointsIn(results, devicecheck::State::Failed, level);
+    return pointsIn(results, devicecheck::State::Failed);
 }
 
 inline const devicecheck::Result &resultOf(const QVector<devicecheck::Result> &results,

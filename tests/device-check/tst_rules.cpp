@@ -178,6 +178,7 @@ Behaviour erasingAtEnter()
 /** A way in which a device breaks the rules. */
 struct Breach
 {
+    /** What it does, or, without a behaviour, the fault of the simulator. */
     const char *what;
     Behaviour behaviour;
     /** The points that fail, the one that it is about first. */
@@ -187,23 +188,15 @@ struct Breach
 const QVector<Breach> &breaches()
 {
     static const QVector<Breach> table{
-        {"no answer at all", seeing([](const Bytes &) { return Bytes(); }), "answers"},
         {"F802 has the extended form",
          pretending(command::readProductId, statusOf(command::readProductId, 0)),
          "read-product-id back-to-back reboot"},
         {"the model is Latin-1",
          changingData(command::readModelName, [](const Bytes &) { return "M\xfc"; }),
          "read-model half-written enter-again"},
-        {"one version number",
-         changingData(command::readVersion, [](const Bytes &data) { return data.left(3); }),
-         "read-version half-written enter-again new-version"},
         {"F900 has one byte too many",
          changingData(command::readBootcode, [](const Bytes &data) { return data + 'x'; }),
          "read-bootcode chip-echo half-written enter-again new-version"},
-        {"F901 is refused",
-         changing(command::readProductInformation,
-                  [](const Bytes &) { return statusOf(command::readProductInformation, 3); }),
-         "read-information chip-echo"},
         {"the record has two bytes too many",
          changingData(command::readProductInformation,
                       [](const Bytes &data) { return data + "xx"; }),
@@ -273,14 +266,6 @@ const QVector<Breach> &breaches()
          "noise"},
         {"an incomplete frame is waited for without end", neverGivingUp(),
          "noise aborted-frame wrong-length back-to-back reboot"},
-        {"no return after a reboot", seeing([isDown = false](const Bytes &host) mutable {
-             isDown = isDown || wordOf(host) == command::reboot;
-             return isDown ? Bytes() : host;
-         }),
-         "reboot"},
-        {"7900 is refused",
-         pretending(command::enterUpdateMode, statusOf(command::enterUpdateMode, 3)),
-         "enter-wrong-chip enter"},
         {"a chip that does not exist enters the update mode",
          pretending(command::enterUpdateMode, statusOf(command::enterUpdateMode, 0)),
          "enter-wrong-chip first-block"},
@@ -353,31 +338,16 @@ const QVector<Breach> &breaches()
         {"7905 stores nothing",
          pretending(command::setVirtualVersion, statusOf(command::setVirtualVersion, 0)),
          "virtual-version-kept"},
-        {"7905 is answered in the ordinary form",
-         changingData(command::setVirtualVersion, [](const Bytes &) { return Bytes(1, 0); }),
-         "set-virtual-version"},
         {"7903 is refused",
          pretending(command::writeProductInformation,
                     answerOf(command::writeProductInformation, Bytes("\0\0\3", 3))),
          "write-information"},
-        {"the last block is refused",
-         pretending(isLastBlock, [](const Bytes &) { return statusOf(command::writeBlock, 3); }),
-         "image"},
-        {"every answer comes twice",
-         answering([](const Bytes &, const Answers &answers) { return answers + answers; }),
-         "one-answer"},
         {"every answer ends with a line end", answering([](const Bytes &, Answers answers) {
              for (DeviceAnswer &answer : answers)
                  answer.bytes += "\r\n";
              return answers;
          }),
          "only-answers"},
-        {"every answer takes 2 s", answering([](const Bytes &, Answers answers) {
-             for (DeviceAnswer &answer : answers)
-                 answer.delay += std::chrono::seconds(2);
-             return answers;
-         }),
-         "answer-time"},
         {"every answer has a gap of 500 ms", answering([](const Bytes &, const Answers &whole) {
              Answers halves;
              for (const auto &[bytes, delay] : whole)
@@ -386,6 +356,58 @@ const QVector<Breach> &breaches()
              return halves;
          }),
          "merged-frames repeated-block answer-gaps"},
+        {"short:word=version,bytes=3", {}, "read-version half-written enter-again new-version"},
+        {"refuse:word=product-info", {}, "read-information chip-echo wrong-chip"},
+        {"other-form:word=set-virtual-version", {}, "set-virtual-version"},
+        {"late:delay=2000", {}, "answer-time"},
+        {"refuse-block:block=3", {}, "image"},
+        {"silent", {}, "answers"},
+        {"silent:word=enter", {}, "enter"},
+        {"lose-reply:word=block", {}, "block-outside block-order first-block"},
+        {"lose-reply:word=set-virtual-version", {}, "set-virtual-version"},
+        {"refuse:word=enter", {}, "enter-wrong-chip enter"},
+        {"refuse:word=version",
+         {},
+         "read-version chip-echo wrong-chip half-written enter-again new-version"},
+        {"late:word=bootcode",
+         {},
+         "read-bootcode chip-echo half-written enter-again new-version answer-time"},
+        // Within the 10 s of a read command.
+        {"late:word=model-name,delay=5000", {}, "merged-frames answer-time"},
+        {"busy:word=block,block=1,delay=16000,count=once", {}, "block-order"},
+        {"bad-checksum:word=version",
+         {},
+         "read-version chip-echo half-written enter-again new-version"},
+        {"wrong-word:word=model-name", {}, "read-model half-written enter-again"},
+        {"short:word=bootcode,bytes=6",
+         {},
+         "read-bootcode chip-echo half-written enter-again new-version"},
+        {"duplicate", {}, "one-answer"},
+        // An echo has another start byte than an answer.
+        {"echo", {}, "wrong-start only-answers"},
+        // The agent drops bytes before a start byte.
+        {"noise:hex=00ff", {}, "only-answers"},
+        {"noise:hex=5b5ba5", {}, "answers"},
+        // An answer may arrive in pieces.
+        {"split", {}, ""},
+        {"split:delay=100", {}, "merged-frames repeated-block answer-time"},
+        {"split:delay=1000", {}, "answers"},
+        {"merge", {}, "answers"},
+        {"merge:word=product-info,count=once", {}, "read-information one-answer"},
+        {"wrong-address", {}, "answers"},
+        {"other-form:word=enter", {}, "enter"},
+        {"refuse-block:block=1",
+         {},
+         "repeated-block skipped-block block-length block-checksum enter-again power-off image"},
+        {"silent-block:block=2,count=once", {}, "skipped-block"},
+        {"die-at-block:block=1",
+         {},
+         "block-order first-block set-virtual-version write-information"},
+        {"die-at-block:block=1,delay=2000",
+         {},
+         "block-order repeated-block skipped-block block-length block-checksum enter-again "
+         "reboot-half-written power-off image"},
+        {"no-return-after-reboot", {}, "reboot"},
     };
     return table;
 }
@@ -405,10 +427,24 @@ private slots:
     void findsEachBreach()
     {
         QFETCH(int, number);
+        const auto &[what, behaviour, failed] = breaches().at(number);
         SimulatedChannel channel(fourChips());
-        channel.setBehaviour(breaches().at(number).behaviour);
-        const QVector<Result> results = runChecks(channel, allChecks());
-        QCOMPARE(failedPoints(results), QString(breaches().at(number).failed));
+        if (behaviour)
+            channel.setBehaviour(behaviour);
+        else
+            channel.addFault(what);
+        QCOMPARE(failedPoints(runChecks(channel, allChecks())), QString(failed));
+    }
+
+    void triesEveryFaultOfTheSimulator()
+    {
+        QStringList tried;
+        for (const Breach &breach : breaches())
+            tried += QString(breach.what).section(':', 0, 0);
+        const QStringList help = Fault::help();
+        QVERIFY(help.size() > 15);
+        for (const QString &line : help)
+            QVERIFY2(tried.contains(line.section(' ', 0, 0)), qPrintable(line));
     }
 
     /** A point that passes whatever a device does would check nothing. */

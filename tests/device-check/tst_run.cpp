@@ -70,77 +70,6 @@ private slots:
         QCOMPARE(channel.device().rebootCount(), 0);
     }
 
-    /** Each fault of the simulator -> the required and the recommended points that find it. */
-    void findsFaults_data()
-    {
-        const tests::DataTable<QString, QString> row("required", "recommended");
-        row("silent", "answers", "");
-        row("silent:word=enter", "enter", "");
-        row("lose-reply:word=block", "block-outside block-order first-block", "");
-        row("lose-reply:word=set-virtual-version", "set-virtual-version", "");
-        row("refuse:word=enter", "enter-wrong-chip enter", "");
-        row("refuse:word=version",
-            "read-version chip-echo wrong-chip half-written enter-again new-version", "");
-        row("late:word=bootcode", "read-bootcode chip-echo half-written enter-again new-version",
-            "answer-time");
-        // Within the 10 s of a read command.
-        row("late:word=model-name,delay=5000", "", "merged-frames answer-time");
-        row("busy:word=block,block=1,delay=16000,count=once", "block-order", "");
-        row("bad-checksum:word=version",
-            "read-version chip-echo half-written enter-again new-version", "");
-        row("wrong-word:word=model-name", "read-model half-written enter-again", "");
-        row("short:word=bootcode,bytes=6",
-            "read-bootcode chip-echo half-written enter-again new-version", "");
-        row("duplicate", "one-answer", "");
-        // An echo has another start byte than an answer.
-        row("echo", "", "wrong-start only-answers");
-        // The agent drops bytes before a start byte.
-        row("noise:hex=00ff", "", "only-answers");
-        row("noise:hex=5b5ba5", "answers", "");
-        // An answer may arrive in pieces.
-        row("split", "", "");
-        row("split:delay=100", "repeated-block", "merged-frames answer-time");
-        row("split:delay=1000", "answers", "");
-        row("merge", "answers", "");
-        row("merge:word=product-info,count=once", "read-information one-answer", "");
-        row("wrong-address", "answers", "");
-        row("other-form:word=enter", "enter", "");
-        row("refuse-block:block=1",
-            "repeated-block skipped-block block-length block-checksum enter-again power-off image",
-            "");
-        row("silent-block:block=2,count=once", "skipped-block", "");
-        row("die-at-block:block=1", "block-order first-block set-virtual-version",
-            "write-information");
-        row("die-at-block:block=1,delay=2000",
-            "block-order repeated-block skipped-block block-length block-checksum enter-again "
-            "reboot-half-written power-off image",
-            "");
-        row("no-return-after-reboot", "reboot", "");
-    }
-
-    void findsFaults()
-    {
-        QFETCH(QString, required);
-        QFETCH(QString, recommended);
-        SimulatedChannel channel(fourChips());
-        channel.addFault(QTest::currentDataTag());
-        m_tried += QString(QTest::currentDataTag()).section(':', 0, 0);
-        const QVector<Result> results = runChecks(channel, allChecks());
-        QCOMPARE(failedPoints(results, Level::Required), required);
-        QCOMPARE(failedPoints(results, Level::Recommended), recommended);
-    }
-
-    /** After all rows of findsFaults(). */
-    void triesEveryFault()
-    {
-        if (m_tried.isEmpty())
-            QSKIP("findsFaults() has not run");
-        const QStringList help = Fault::help();
-        QVERIFY(help.size() > 15);
-        for (const QString &line : help)
-            QVERIFY2(m_tried.contains(line.section(' ', 0, 0)), qPrintable(line));
-    }
-
     void countsAnAnswerOnce()
     {
         // The second answer would hide the first one, which came too late.
@@ -245,9 +174,6 @@ private slots:
         QCOMPARE(runner.facts().model, QByteArray("HX-8"));
         QCOMPARE(int(runner.facts().virtualVersion.value_or(0)), 7);
     }
-
-private:
-    QStringList m_tried;
 };
 
 AGENT_TEST(TestRun)
