@@ -4,18 +4,18 @@
 import functools
 import json
 import os
-import pty
 import re
-import select
 import signal
 import socket
 import subprocess
 import sys
 import tempfile
 import threading
-import time
 import tty
 import unittest
+
+from tests.harness import wait
+from tests.harness.upgrade_console.screen import Screen
 
 PROGRAM = os.environ["DEVICE_CHECK"]
 SIMULATOR = os.environ["DEVICE_SIMULATOR"]
@@ -62,46 +62,20 @@ def report_lines(states):
     return lines
 
 
-class PtyDevice:
-    """What is at the other end of a serial port: `behave` gets its descriptor in a thread."""
+def serial_port(answer):
+    """The name of a port whose device answers what it has read; None unplugs the adapter."""
+    master, slave = os.openpty()
+    tty.setraw(slave)
+    name = os.ttyname(slave)
 
-    def __init__(self, behave):
-        self.master, self.slave = pty.openpty()
-        tty.setraw(self.slave)
-        self.port = os.ttyname(self.slave)
-        threading.Thread(target=behave, args=(self,), daemon=True).start()
+    def serve():
+        while (reply := answer(os.read(master, 4096))) is not None:
+            os.write(master, reply)
+        os.close(slave)
+        os.close(master)
 
-    def read(self, seconds=LONGEST):
-        ready = select.select([self.master], [], [], seconds)[0]
-        return os.read(self.master, 4096) if ready else b""
-
-    def hang_up(self):
-        os.close(self.slave)
-        os.close(self.master)
-
-
-def echo(device):
-    while piece := device.read():
-        os.write(device.master, piece)
-
-
-def babble(device):
-    """As a device at another speed."""
-    while device.read():
-        os.write(device.master, bytes.fromhex("f8 80 00 fe 1c"))
-
-
-def say_nothing(device):
-    while device.read():
-        pass
-
-
-def vanish(device):
-    """The adapter is unplugged after the first answer."""
-    device.read()
-    os.write(device.master, ANSWER)
-    device.read()
-    device.hang_up()
+    threading.Thread(target=serve, daemon=True).start()
+    return name
 
 
 class Case(unittest.TestCase):
@@ -203,12 +177,9 @@ class TestCommandLine(Case):
 class TestBrokenLines(Case):
     """A maker's usual mistakes with a serial port."""
 
-    def check(self, behave):
-        device = PtyDevice(behave)
-        return device.port, run("--port", device.port)
-
-    def finds_no_device(self, behave, what):
-        port, result = self.check(behave)
+    def finds_no_device(self, answer, what):
+        port = serial_port(answer)
+        result = run("--port", port)
         self.assertEqual(result.returncode, NOT_PASSED)
         self.assertEqual(
             result.stderr,
@@ -222,16 +193,20 @@ class TestBrokenLines(Case):
         self.assertEqual(counts, [1, 0, len(points()) - 1], output)
 
     def test_silent(self):
-        self.finds_no_device(say_nothing, "")
+        self.finds_no_device(lambda _: b"", "")
 
     def test_echo(self):
-        self.finds_no_device(echo, "; received: the host's own bytes")
+        self.finds_no_device(lambda host: host, "; received: the host's own bytes")
 
     def test_wrong_speed(self):
-        self.finds_no_device(babble, "; received: 5 bytes that are not a frame: f8 80 00 fe 1c")
+        noise = bytes.fromhex("f8 80 00 fe 1c")
+        what = "; received: 5 bytes that are not a frame: f8 80 00 fe 1c"
+        self.finds_no_device(lambda _: noise, what)
 
     def test_unplugged(self):
-        port, result = self.check(vanish)
+        answers = iter((ANSWER, None))
+        port = serial_port(lambda _: next(answers))
+        result = run("--port", port)
         self.assertEqual(result.returncode, LOST)
         self.assertEqual(
             result.stderr,
@@ -287,26 +262,22 @@ class TestWholeChecks(Case):
             text=True,
         ) as device:
             port = first_line(device).strip()
-            terminal, other = pty.openpty()
+            screen = Screen()
             with subprocess.Popen(
                 [PROGRAM, "--connect", f"127.0.0.1:{port}", "--write", self.image]
                 + ["--image-version", "1.1.0"],
-                stdin=other,
+                stdin=screen.slave,
                 stdout=subprocess.PIPE,
-                stderr=other,
+                stderr=screen.slave,
                 text=True,
             ) as popen:
-                os.close(other)
-                self.answer(terminal, "Write to the device? [yes/no] ", b"yes\n")
-                self.answer(
-                    terminal,
-                    "press Enter (type 'skip' if you cannot): ",
-                    b"\n",
-                    lambda: device.send_signal(signal.SIGUSR1),
-                )
-                shown = self.drain(terminal)
+                self.wait_for(screen, "Write to the device? [yes/no] ")
+                os.write(screen.master, b"yes\n")
+                self.wait_for(screen, "press Enter (type 'skip' if you cannot): ")
+                device.send_signal(signal.SIGUSR1)
+                os.write(screen.master, b"\n")
                 output = popen.communicate(timeout=LONGEST)[0]
-            os.close(terminal)
+            screen.close()
             device.terminate()
         reason = "no FPGA is known; --chip names one"
         expected = [
@@ -319,28 +290,11 @@ class TestWholeChecks(Case):
             "The device passes.",
         ]
         self.assertEqual(output.splitlines(), expected)
-        self.assertEqual(popen.returncode, DONE, shown)
-
-    def answer(self, terminal, question, line, before=lambda: None):
-        shown = ""
-        end = time.monotonic() + LONGEST
-        while question not in shown:
-            self.assertTrue(
-                select.select([terminal], [], [], max(0, end - time.monotonic()))[0], shown
-            )
-            shown += os.read(terminal, 4096).decode()
-        before()
-        os.write(terminal, line)
+        self.assertEqual(popen.returncode, DONE, screen.raw)
 
     @staticmethod
-    def drain(terminal):
-        """What is shown until the program ends."""
-        shown = b""
-        while True:
-            try:
-                shown += os.read(terminal, 4096)
-            except OSError:
-                return shown.decode()
+    def wait_for(screen, question):
+        wait.until(lambda: question in screen.raw, LONGEST, question)
 
     def test_simulator(self):
         chips: list[dict] = [{"name": "MAIN", "version": "1.0.0", "upgrades_to": "1.1.0"}]
