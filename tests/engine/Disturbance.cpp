@@ -95,8 +95,7 @@ QList<Disturbance> matrix::casesOf(Chain chain)
     const QList<Command> commands = commandsOf(chain);
     for (const Command &command : commands) {
         append(cases, chain, command, kinds);
-        if (command.word.startsWith(QLatin1String("790")) && command.row >= 0 &&
-            chain != Chain::Write)
+        if (command.word.startsWith("790") && command.row >= 0 && chain != Chain::Write)
             append(cases, chain, command, lastingKinds);
     }
     return cases;
@@ -105,8 +104,8 @@ QList<Disturbance> matrix::casesOf(Chain chain)
 QString Disturbance::name() const
 {
     if (trouble == Trouble::None)
-        return QStringLiteral("undisturbed");
-    QString what = QStringLiteral("always ");
+        return QString("undisturbed");
+    QString what = QString("always ");
     for (const Kind &kind : kinds) {
         if (kind.trouble == trouble)
             what = QString::fromLatin1(kind.name);
@@ -114,5 +113,5 @@ QString Disturbance::name() const
     const QString where =
         command.row < 0 ? QString()
                         : QLatin1String(" of ") + QLatin1String(matrix::rows[command.row].name);
-    return QStringLiteral("%1%2, %3 x %4").arg(command.word, where, what).arg(times);
+    return QString("%1%2, %3 x %4").arg(command.word, where, what).arg(times);
 }

@@ -27,7 +27,7 @@ using namespace std::chrono_literals;
 bool FakeCOMQ::open(const QString &portName, int baudRate, int dataBits, int stopBits,
                     const QString &parity)
 {
-    openedWith = QStringLiteral("%1 %2 %3 %4 %5")
+    openedWith = QString("%1 %2 %3 %4 %5")
                      .arg(portName, QString::number(baudRate), QString::number(dataBits),
                           QString::number(stopBits), parity);
     m_open = m_present;
@@ -124,7 +124,7 @@ void EngineHarness::restartEngine()
     for (QTimer *timer : timers)
         timer->installEventFilter(this);
     connect(engine.get(), &ControlCenter::message, this,
-            [this](const QStringList &list) { lines.append(list.join(QLatin1Char('|'))); });
+            [this](const QStringList &list) { lines.append(list.join('|')); });
     connect(engine->runEvents(), &RunEvents::ending, this,
             [this](RunClaim::Number run) { engine->runClaim().release(run); });
     connect(engine.get(), &ControlCenter::progressValueChanged, this,
@@ -138,10 +138,10 @@ DeviceDescription EngineHarness::twoMcus()
     description.restartTime = 0ms;
     description.rebootTime = 0ms;
     ChipDescription main;
-    main.name = QStringLiteral("MAIN");
-    main.version = *ChipVersion::parse(QStringLiteral("1.0.0"));
+    main.name = QString("MAIN");
+    main.version = *ChipVersion::parse(QString("1.0.0"));
     ChipDescription aux = main;
-    aux.name = QStringLiteral("AUX");
+    aux.name = QString("AUX");
     aux.chipType = 1;
     aux.mcuType = 2;
     description.chips = {main, aux};
@@ -153,9 +153,9 @@ DeviceDescription EngineHarness::twoMcus()
 Platform EngineHarness::scaledPlatform(const QString &dir)
 {
     Platform platform;
-    platform.paths.package = dir + QStringLiteral("/FW.fwm");
+    platform.paths.package = dir + QString("/FW.fwm");
     useInstallFolder(platform, dir);
-    platform.ports.serial = QStringLiteral("no-such-port");
+    platform.ports.serial = QString("no-such-port");
     platform.timeOuts.otherCommand = 2ms;
     platform.timeOuts.uploadCommand = 3ms;
     platform.timeOuts.block = 2ms;
@@ -195,7 +195,7 @@ void EngineHarness::addFault(const QString &text)
 bool EngineHarness::run(const QStringList &rows, int mode)
 {
     clear();
-    engine->slotConnect(QStringLiteral("ttyS2"));
+    engine->slotConnect("ttyS2");
     engine->uploadByMergeFW(packagePath(), rows, mode);
     return waitForEnd();
 }
@@ -233,7 +233,7 @@ QString EngineHarness::wordOf(const QByteArray &frame)
     const QString text = QString::number(word, 16).toUpper();
     if (word != command::writeBlock)
         return text;
-    return text + QLatin1Char(':') + QString::number(mcu::wordAt(frame, mcu::payloadOffset + 2));
+    return text + ':' + QString::number(mcu::wordAt(frame, mcu::payloadOffset + 2));
 }
 
 QString EngineHarness::results(int rows) const
@@ -260,8 +260,8 @@ bool sameTranscript(const QStringList &actual, const QStringList &expected)
         return true;
     std::fprintf(stderr, "transcripts differ (expected | actual)\n");
     for (int i = 0; i < std::max(actual.size(), expected.size()); ++i) {
-        const QString want = shown(expected.value(i, QStringLiteral("-")));
-        const QString got = shown(actual.value(i, QStringLiteral("-")));
+        const QString want = shown(expected.value(i, QString("-")));
+        const QString got = shown(actual.value(i, QString("-")));
         std::fprintf(stderr, "%c %-80s | %s\n", want == got ? ' ' : '!', qPrintable(want),
                      qPrintable(got));
     }

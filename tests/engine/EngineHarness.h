@@ -98,7 +98,7 @@ public:
     QStringList sentWords() const;
     /** One frame's word in that form. */
     static QString wordOf(const QByteArray &frame);
-    QString sentText() const { return sentWords().join(QLatin1Char(' ')); }
+    QString sentText() const { return sentWords().join(' '); }
     /** The result field of each row, in the rows' order. */
     QString results(int rows) const;
 

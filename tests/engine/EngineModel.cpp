@@ -17,11 +17,11 @@ EngineModel::EngineModel(const Disturbance &disturbance)
 {
     for (int row = 0; row < matrix::rowCount; ++row) {
         const MatrixRow &chip = matrix::rows[row];
-        m_rows[row] = QStringLiteral("%1,%2,%3,,,,,,,,,0,0")
+        m_rows[row] = QString("%1,%2,%3,,,,,,,,,0,0")
                           .arg(name(row))
                           .arg(chip.chipType)
                           .arg(chip.chipIndex)
-                          .split(QLatin1Char(','));
+                          .split(',');
     }
     switch (disturbance.chain) {
     case Chain::Upgrade:
@@ -62,15 +62,15 @@ EngineModel::Verdict EngineModel::judge(const QString &word, const ModelReply &r
 {
     const bool refused = reply.worth == ModelReply::Worth::Refused;
     const bool isShort = reply.worth == ModelReply::Worth::Short;
-    if (word == QLatin1String("7902")) // any sign of life is a yes
+    if (word == "7902") // any sign of life is a yes
         return Verdict::Answer;
-    if (word.startsWith(QLatin1String("F802")) || word == QLatin1String("7900")) // needs no data
+    if (word.startsWith("F802") || word == "7900") // needs no data
         return refused ? Verdict::Refusal : Verdict::Answer;
-    if (word == QLatin1String("7905")) // only the extended form counts, whatever its status
+    if (word == "7905") // only the extended form counts, whatever its status
         return isShort ? Verdict::Short : Verdict::Answer;
-    if (word.startsWith(QLatin1String("7901")) && isShort) // has no status: not seen as a reply
+    if (word.startsWith("7901") && isShort) // has no status: not seen as a reply
         return Verdict::Silence;
-    if (word == QLatin1String("F903") && isShort) // a name of no characters
+    if (word == "F903" && isShort) // a name of no characters
         return Verdict::Answer;
     return refused ? Verdict::Refusal : isShort ? Verdict::Short : Verdict::Answer;
 }
@@ -79,8 +79,8 @@ void EngineModel::sendOrReportLoss(const QString &word, int row)
 {
     if (m_line.send(word, row))
         return;
-    lines.append(QStringLiteral("Disconnect"));
-    lines.append(QStringLiteral("ttyS2 port is disconnected."));
+    lines.append("Disconnect");
+    lines.append("ttyS2 port is disconnected.");
 }
 
 EngineModel::Verdict EngineModel::exchange(const QString &word, int row)
@@ -95,12 +95,12 @@ EngineModel::Verdict EngineModel::exchange(const QString &word, int row)
 
 void EngineModel::fail(const QString &status, int row)
 {
-    say(QStringLiteral("APPSTATUS|") + status);
+    say("APPSTATUS|" + status);
     if (row >= m_rowCount)
         return;
     for (QStringList &fields : m_rows)
-        fields[12] = QStringLiteral("2");
-    say(QStringLiteral("UPGRADERESULT|%1|2").arg(m_rows[row].join(',')));
+        fields[12] = QString("2");
+    say(QString("UPGRADERESULT|%1|2").arg(m_rows[row].join(',')));
 }
 
 void EngineModel::upgrade()
@@ -113,8 +113,8 @@ void EngineModel::upgrade()
     if (mainFirst) {
         if (!readRow(0))
             return;
-        say(QStringLiteral("'MAIN' product information flag is valid, start to upgrade main mcu "
-                           "first."));
+        say(QString("'MAIN' product information flag is valid, start to upgrade main mcu "
+                    "first."));
         if (!sendImage(0))
             return;
     }
@@ -123,8 +123,8 @@ void EngineModel::upgrade()
     readVersions();
     if (!sendImagesFrom(mainFirst ? 1 : 0) || !reboot())
         return;
-    if (!awaitProductId(QStringLiteral("F802 system"), QStringLiteral("Systerm run fail."))) {
-        fail(QStringLiteral("5"), m_rowCount);
+    if (!awaitProductId(QString("F802 system"), QString("Systerm run fail."))) {
+        fail("5", m_rowCount);
         return;
     }
     setVirtualVersion();
@@ -134,24 +134,24 @@ bool EngineModel::readModelName()
 {
     Verdict verdict = Verdict::Silence;
     for (int attempt = 1; attempt <= tries; ++attempt) {
-        verdict = exchange(QStringLiteral("F903"));
+        verdict = exchange("F903");
         if (verdict == Verdict::Answer)
             break;
         if (attempt < tries)
-            say(QStringLiteral("Read model name fail, retry %1.").arg(attempt));
+            say(QString("Read model name fail, retry %1.").arg(attempt));
     }
     if (verdict == Verdict::Answer && m_reply.worth == ModelReply::Worth::Good) {
-        say(QStringLiteral("Model Name match."));
+        say("Model Name match.");
         return true;
     }
     if (verdict == Verdict::Answer)
-        say(QStringLiteral("Firmware Model Name is HX-8.\r\nDevice Model Name is .\r\n"
-                           "Model Name does not match, upgrade fail."));
+        say(QString("Firmware Model Name is HX-8.\r\nDevice Model Name is .\r\n"
+                    "Model Name does not match, upgrade fail."));
     else if (verdict == Verdict::Silence)
-        say(QStringLiteral("Read model name fail, upgrade fail, exit."));
+        say("Read model name fail, upgrade fail, exit.");
     else
-        say(QStringLiteral("Read model name error, upgrade fail. ForcedUpgrade mode is required."));
-    fail(QStringLiteral("7"), 0);
+        say("Read model name error, upgrade fail. ForcedUpgrade mode is required.");
+    fail("7", 0);
     return false;
 }
 
@@ -163,20 +163,18 @@ bool EngineModel::readRowPart(int row, const QString &word, const QString &what,
         if (exchange(word, row) == Verdict::Answer)
             return true;
         const bool givesUp = attempt == tries;
-        const QString then = givesUp ? QStringLiteral("check the next mcu.")
-                                     : QStringLiteral("retry %1.").arg(attempt);
+        const QString then =
+            givesUp ? QString("check the next mcu.") : QString("retry %1.").arg(attempt);
         // After a failed virtual version, the first read has an additional full stop.
-        const bool hasStop =
-            m_virtualVersionGivenUp && row == 0 && !givesUp && word == QLatin1String("F900");
-        say(QStringLiteral("Read the %1 information of '%2'%3 fail, %4")
-                .arg(what, name(row), hasStop ? QStringLiteral(".") : QString(), then));
+        const bool hasStop = m_virtualVersionGivenUp && row == 0 && !givesUp && word == "F900";
+        say(QString("Read the %1 information of '%2'%3 fail, %4")
+                .arg(what, name(row), hasStop ? QString(".") : QString(), then));
     }
-    if (row == 0 && word != QLatin1String("F902")) {
-        say(QStringLiteral("Read the %1 information of '%2' fail, exit %3.")
+    if (row == 0 && word != "F902") {
+        say(QString("Read the %1 information of '%2' fail, exit %3.")
                 .arg(what, name(row),
-                     m_reading ? QStringLiteral("read product information")
-                               : QStringLiteral("upgrade")));
-        fail(QStringLiteral("7"), row);
+                     m_reading ? QString("read product information") : QString("upgrade")));
+        fail("7", row);
     }
     return false;
 }
@@ -184,23 +182,23 @@ bool EngineModel::readRowPart(int row, const QString &word, const QString &what,
 /** Bootcode and product information; false when the whole operation has ended. */
 bool EngineModel::readRow(int row)
 {
-    if (!readRowPart(row, QStringLiteral("F900"), QStringLiteral("bootcode"),
-                     QStringLiteral("Read bootcode information of '%1'.")))
+    if (!readRowPart(row, QString("F900"), QString("bootcode"),
+                     QString("Read bootcode information of '%1'.")))
         return row != 0;
-    say(QStringLiteral("Read the bootcode information of '%1' success.").arg(name(row)));
+    say(QString("Read the bootcode information of '%1' success.").arg(name(row)));
     m_rows[row][3] = number(matrix::rows[row].mcuType);
     const bool inBootcode = row == 0 && m_disturbance.chain == Chain::BootcodeFirst;
     m_rows[row][9] = number(int(inBootcode));
-    m_rows[row][10] = QStringLiteral("1");
+    m_rows[row][10] = QString("1");
     if (row == 0)
-        say(inBootcode ? QStringLiteral("MAIN MCU running in Bootcode.")
-                       : QStringLiteral("MAIN MCU running in APP."));
-    if (!readRowPart(row, QStringLiteral("F901"), QStringLiteral("product"),
-                     QStringLiteral("Read the product information of '%1'.")))
+        say(inBootcode ? QString("MAIN MCU running in Bootcode.")
+                       : QString("MAIN MCU running in APP."));
+    if (!readRowPart(row, QString("F901"), QString("product"),
+                     QString("Read the product information of '%1'.")))
         return row != 0;
-    m_rows[row][4] = QStringLiteral("1");
-    m_rows[row][5] = QStringLiteral("65");
-    say(QStringLiteral("Read the product information of '%1'  success.").arg(name(row)));
+    m_rows[row][4] = QString("1");
+    m_rows[row][5] = QString("65");
+    say(QString("Read the product information of '%1'  success.").arg(name(row)));
     return true;
 }
 
@@ -210,24 +208,24 @@ bool EngineModel::readRowsFrom(int first)
         if (!readRow(row))
             return false;
     }
-    say(QStringLiteral("Read all mcu(list) bootcode and product information done."));
+    say("Read all mcu(list) bootcode and product information done.");
     return true;
 }
 
 void EngineModel::readVersions()
 {
     for (int row = 0; row < m_rowCount; ++row) {
-        if (!readRowPart(row, QStringLiteral("F902"), QStringLiteral("version"),
-                         QStringLiteral("Send 'Read FW version' command to '%1'."))) {
+        if (!readRowPart(row, QString("F902"), QString("version"),
+                         QString("Send 'Read FW version' command to '%1'."))) {
             if (row == m_rowCount - 1)
-                say(QStringLiteral("Read all mcu(list) version information done."));
+                say("Read all mcu(list) version information done.");
             continue;
         }
         const auto &version = matrix::rows[row].version;
         const bool known = !m_line.isHalfWritten(row);
         for (int part = 0; part < 3; ++part)
             m_rows[row][6 + part] = number(known ? version[part] : 0);
-        say(QStringLiteral("Read '%1' version success, version is V%2")
+        say(QString("Read '%1' version success, version is V%2")
                 .arg(name(row), m_rows[row].mid(6, 3).join('.')));
     }
 }
@@ -247,36 +245,35 @@ bool EngineModel::sendImage(int row)
     QStringList &fields = m_rows[row];
     const bool isKnown = !fields.at(3).isEmpty() && !fields.at(4).isEmpty();
     if (!isKnown) { // no image is known to be for it
-        fields[12] = QStringLiteral("2");
-        say(QStringLiteral("UPGRADERESULT|%1|2").arg(fields.join(',')));
+        fields[12] = QString("2");
+        say(QString("UPGRADERESULT|%1|2").arg(fields.join(',')));
         return true;
     }
-    const QString runs =
-        fields.at(6).isEmpty() ? QStringLiteral("0.0.0") : fields.mid(6, 3).join('.');
-    say(QStringLiteral("Firmware version V2.0.0 greater than the '%1' version V%2, will "
-                       "upgrade.")
+    const QString runs = fields.at(6).isEmpty() ? QString("0.0.0") : fields.mid(6, 3).join('.');
+    say(QString("Firmware version V2.0.0 greater than the '%1' version V%2, will "
+                "upgrade.")
             .arg(name(row), runs));
-    fields[11] = QStringLiteral("1");
+    fields[11] = QString("1");
     const bool written = writeImage(row);
-    fields[12] = written ? QStringLiteral("1") : QStringLiteral("2");
-    say(QStringLiteral("UPGRADERESULT|%1|%2").arg(fields.join(','), fields.at(12)));
+    fields[12] = written ? QString("1") : QString("2");
+    say(QString("UPGRADERESULT|%1|%2").arg(fields.join(','), fields.at(12)));
     if (!written) {
-        say(QStringLiteral("'%1' F/W Update fail.").arg(name(row)));
+        say(QString("'%1' F/W Update fail.").arg(name(row)));
         return true;
     }
     m_imageWritten = true;
-    say(QStringLiteral("Write firmware '%1' success.").arg(name(row)));
+    say(QString("Write firmware '%1' success.").arg(name(row)));
     if (row == m_rowCount - 1)
-        say(QStringLiteral("Write all firmware success."));
+        say("Write all firmware success.");
     if (row != 0)
         return true;
-    say(QStringLiteral("The Main MCU is restarting, please wait."));
+    say("The Main MCU is restarting, please wait.");
     m_line.dropAll();
-    if (!awaitProductId(QStringLiteral("F802 main"), QStringLiteral("Main MCU run fail."))) {
-        fail(QStringLiteral("5"), row);
+    if (!awaitProductId(QString("F802 main"), QString("Main MCU run fail."))) {
+        fail("5", row);
         return false;
     }
-    say(QStringLiteral("Upgrade Main MCU success."));
+    say("Upgrade Main MCU success.");
     return true;
 }
 
@@ -287,26 +284,25 @@ bool EngineModel::writeImage(int row)
         if (enterUpdateMode(row) && writeBlocks(row))
             return true;
         if (attempt < tries)
-            say(QStringLiteral("'%1' F/W update fail, retry %2.").arg(name(row)).arg(attempt));
+            say(QString("'%1' F/W update fail, retry %2.").arg(name(row)).arg(attempt));
     }
     return false;
 }
 
 bool EngineModel::enterUpdateMode(int row)
 {
-    const QString word = QStringLiteral("7900");
+    const QString word = QString("7900");
     for (int attempt = 1; attempt <= tries; ++attempt) {
         if (m_line.send(word, row)) // a failed send has no words here
-            say(QStringLiteral("Send 'Enter F/W Upgrade Mode' command to '%1'.").arg(name(row)));
+            say(QString("Send 'Enter F/W Upgrade Mode' command to '%1'.").arg(name(row)));
         const auto reply = m_line.receive(word);
         if (reply && judge(word, *reply) == Verdict::Answer) {
-            say(QStringLiteral("'%1' Enter 'F/W Update Mode' success.").arg(name(row)));
+            say(QString("'%1' Enter 'F/W Update Mode' success.").arg(name(row)));
             return true;
         }
-        say(attempt < tries ? QStringLiteral("'%1' Enter F/W Update Mode fail, retry %2.")
-                                  .arg(name(row))
-                                  .arg(attempt)
-                            : QStringLiteral("'%1' Enter F/W Update Mode fail.").arg(name(row)));
+        say(attempt < tries
+                ? QString("'%1' Enter F/W Update Mode fail, retry %2.").arg(name(row)).arg(attempt)
+                : QString("'%1' Enter F/W Update Mode fail.").arg(name(row)));
     }
     return false;
 }
@@ -315,13 +311,13 @@ bool EngineModel::enterUpdateMode(int row)
 bool EngineModel::writeBlocks(int row)
 {
     for (int block = 0; block < matrix::blocksPerImage; ++block) {
-        const QString word = QStringLiteral("7901:%1").arg(block);
+        const QString word = QString("7901:%1").arg(block);
         bool accepted = false;
         for (int attempt = 1; attempt <= tries && !accepted; ++attempt) {
             const bool sent = m_line.send(word, row);
             if (sent && block == 0 && attempt == 1) {
-                say(QStringLiteral("Erasing..."));
-                say(QStringLiteral("Erase success.\r\nWriting..."));
+                say("Erasing...");
+                say("Erase success.\r\nWriting...");
             }
             const auto reply = m_line.receive(word);
             const Verdict verdict = reply ? judge(word, *reply) : Verdict::Silence;
@@ -331,7 +327,7 @@ bool EngineModel::writeBlocks(int row)
             else if (accepted || verdict == Verdict::Refusal)
                 m_line.dropChunk();
             if (!accepted && attempt < tries)
-                say(QStringLiteral("F/W update timeout, retry %1.").arg(attempt));
+                say(QString("F/W update timeout, retry %1.").arg(attempt));
         }
         if (!accepted)
             return false;
@@ -356,16 +352,16 @@ bool EngineModel::awaitProductId(const QString &which, const QString &givenUp)
 bool EngineModel::reboot()
 {
     for (int attempt = 1; attempt <= tries; ++attempt) {
-        say(QStringLiteral("Send reboot command."));
-        if (exchange(QStringLiteral("7902")) == Verdict::Answer) {
-            say(QStringLiteral("Start to reboot, please wait."));
+        say("Send reboot command.");
+        if (exchange("7902") == Verdict::Answer) {
+            say("Start to reboot, please wait.");
             m_line.dropAll();
             return true;
         }
-        say(attempt < tries ? QStringLiteral("Reboot fail, retry %1.").arg(attempt)
-                            : QStringLiteral("Reboot systerm fail."));
+        say(attempt < tries ? QString("Reboot fail, retry %1.").arg(attempt)
+                            : QString("Reboot systerm fail."));
     }
-    fail(QStringLiteral("5"), m_rowCount);
+    fail("5", m_rowCount);
     return false;
 }
 
@@ -376,22 +372,22 @@ void EngineModel::setVirtualVersion()
                   "All firmware upgrade done, but did not upgrade any mcu.", "APPSTATUS|6"};
         return;
     }
-    say(QStringLiteral("Start to set virtual version."));
+    say("Start to set virtual version.");
     for (int attempt = 1; attempt <= tries; ++attempt) {
-        if (exchange(QStringLiteral("7905")) == Verdict::Answer) {
+        if (exchange("7905") == Verdict::Answer) {
             if (m_reply.worth == ModelReply::Worth::Good)
                 lines += {"Set virtual version success.",
                           "All firmware upgrade success and systerm run success."};
             else
                 lines += {"Set virtual version fail.",
                           "All firmware upgrade done, but set virtual version fail."};
-            say(QStringLiteral("APPSTATUS|6"));
+            say("APPSTATUS|6");
             return;
         }
-        say(attempt < tries ? QStringLiteral("Set virtual version fail, retry %1.").arg(attempt)
-                            : QStringLiteral("Set virtual version fail, upgrade fail."));
+        say(attempt < tries ? QString("Set virtual version fail, retry %1.").arg(attempt)
+                            : QString("Set virtual version fail, upgrade fail."));
     }
-    fail(QStringLiteral("7"), m_rowCount);
+    fail("7", m_rowCount);
 }
 
 void EngineModel::read()
@@ -404,26 +400,26 @@ void EngineModel::read()
     m_rowCount = matrix::rowCount;
     for (int row = 1; row < m_rowCount; ++row)
         readRow(row);
-    say(QStringLiteral("Read all mcu(list) bootcode and product information done."));
+    say("Read all mcu(list) bootcode and product information done.");
     readVersions();
     report();
 }
 
 void EngineModel::readVirtualVersion()
 {
-    say(QStringLiteral("Read virtual version."));
+    say("Read virtual version.");
     for (int attempt = 1; attempt <= tries; ++attempt) {
-        const Verdict verdict = exchange(QStringLiteral("F905"));
+        const Verdict verdict = exchange("F905");
         if (verdict == Verdict::Answer) {
-            say(QStringLiteral("Read virtual version success."));
+            say("Read virtual version success.");
             return;
         }
         if (verdict == Verdict::Short) {
-            say(QStringLiteral("Read virtual version error."));
+            say("Read virtual version error.");
             break;
         }
-        say(attempt < tries ? QStringLiteral("Read virtual version fail, retry %1.").arg(attempt)
-                            : QStringLiteral("Read virtual version fail."));
+        say(attempt < tries ? QString("Read virtual version fail, retry %1.").arg(attempt)
+                            : QString("Read virtual version fail."));
     }
     m_virtualVersionGivenUp = true;
 }
@@ -433,18 +429,18 @@ void EngineModel::report()
     static const char *const labels[] = {
         "Name:", "Chip Type:", "Chip Index:", "MCU Model:",    "PCB Version:",    "Speciality:",
         "Ver1:", "Ver2:",      "Ver3:",       "BootCodeFlag:", "ProductInfoFlag:"};
-    QString text = QStringLiteral("PISHOW|==========product information==========\r\n");
-    text += QStringLiteral("|Model Name:HX-8\r\n|AUX MCU ChipType:1\r\n"
-                           "|AUX MCU ChipQuanity:2\r\n|AUX MCU Name:AUX\r\n");
+    QString text = QString("PISHOW|==========product information==========\r\n");
+    text += QString("|Model Name:HX-8\r\n|AUX MCU ChipType:1\r\n"
+                    "|AUX MCU ChipQuanity:2\r\n|AUX MCU Name:AUX\r\n");
     for (const QStringList &fields : m_rows) {
-        text += QLatin1Char('|');
+        text += '|';
         for (int field = 0; field < 11; ++field) {
             QString value = fields.at(field);
             const bool twoDigits = field == 4 || field == 7 || field == 8;
             if (twoDigits && value.size() == 1)
-                value.prepend(QLatin1Char('0'));
+                value.prepend('0');
             if (field == 5 && !value.isEmpty())
-                value = QStringLiteral("A");
+                value = QString("A");
             text += QLatin1String(labels[field]) + value + QLatin1String("\r\n");
         }
     }
@@ -453,24 +449,23 @@ void EngineModel::report()
 
 void EngineModel::write()
 {
-    say(QStringLiteral("Start to write Product Information."));
+    say("Start to write Product Information.");
     for (int row = 0; row < m_rowCount; ++row) {
-        const QString text = QStringLiteral("%1,%2,%3,%4,1,65,0,0,0,0")
+        const QString text = QString("%1,%2,%3,%4,1,65,0,0,0,0")
                                  .arg(name(row))
                                  .arg(matrix::rows[row].chipType)
                                  .arg(matrix::rows[row].chipIndex)
                                  .arg(matrix::rows[row].mcuType);
         bool written = false;
         for (int attempt = 1; attempt <= tries && !written; ++attempt) {
-            say(QStringLiteral("Start to write '%1' product information.").arg(name(row)));
-            written = exchange(QStringLiteral("7903"), row) == Verdict::Answer;
-            const QString then = attempt < tries ? QStringLiteral("retry %1.").arg(attempt)
-                                                 : QStringLiteral("write the next mcu.");
-            say(written ? QStringLiteral("Write '%1' product information success.").arg(name(row))
-                        : QStringLiteral("Write '%1' product information fail, %2")
-                              .arg(name(row), then));
+            say(QString("Start to write '%1' product information.").arg(name(row)));
+            written = exchange("7903", row) == Verdict::Answer;
+            const QString then = attempt < tries ? QString("retry %1.").arg(attempt)
+                                                 : QString("write the next mcu.");
+            say(written ? QString("Write '%1' product information success.").arg(name(row))
+                        : QString("Write '%1' product information fail, %2").arg(name(row), then));
         }
-        say(QStringLiteral("SETPIRESULT|%1|%2").arg(text, written ? "1" : "2"));
+        say(QString("SETPIRESULT|%1|%2").arg(text, written ? "1" : "2"));
     }
-    say(QStringLiteral("Write all product information done."));
+    say("Write all product information done.");
 }

@@ -7,8 +7,7 @@ using Worth = ModelReply::Worth;
 
 QString LineModel::frameName(const QString &word, int row)
 {
-    return row < 0 ? word.section(QLatin1Char(' '), 0, 0)
-                   : word + QLatin1Char(' ') + QLatin1String(matrix::rows[row].name);
+    return row < 0 ? word.section(' ', 0, 0) : word + ' ' + QLatin1String(matrix::rows[row].name);
 }
 
 bool LineModel::isMet(const QString &word, int row)
@@ -28,11 +27,11 @@ Worth LineModel::obey(const QString &word, int row)
     if (row < 0)
         return Worth::Good;
     Flash &flash = m_flash[row];
-    if (word == QLatin1String("7900"))
+    if (word == "7900")
         flash = {true, 0, -1, flash.half};
-    if (!word.startsWith(QLatin1String("7901")))
+    if (!word.startsWith("7901"))
         return Worth::Good;
-    const int block = word.section(QLatin1Char(':'), 1).toInt();
+    const int block = word.section(':', 1).toInt();
     if (block == flash.last)
         return Worth::Good;
     if (!flash.open || block != flash.next)
@@ -116,12 +115,12 @@ bool LineModel::send(const QString &word, int row)
 
 std::optional<ModelReply> LineModel::receive(const QString &word, int row)
 {
-    const bool echoesRow = word.startsWith(QLatin1String("F90")) || word == QLatin1String("7903");
+    const bool echoesRow = word.startsWith("F90") || word == "7903";
     while (!m_inbox.isEmpty()) {
         const ModelReply first = m_inbox.takeFirst();
-        const bool isBlock = word.startsWith(QLatin1String("7901"));
+        const bool isBlock = word.startsWith("7901");
         // An acknowledgement does not say which block it is for.
-        const bool answers = isBlock ? first.word.startsWith(QLatin1String("7901"))
+        const bool answers = isBlock ? first.word.startsWith("7901")
                                      : first.word.section(' ', 0, 0) == word.section(' ', 0, 0);
         // Only a reply with data contains the chip that it is for.
         const bool isAnothers = echoesRow && first.worth == Worth::Good && first.row != row;

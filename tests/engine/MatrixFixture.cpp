@@ -37,14 +37,14 @@ QVector<TestImage> images()
 
 QStringList infoRows()
 {
-    QStringList rows{QStringLiteral(
+    QStringList rows{QString(
         R"({"model": "HX-8", "chips": [
             {"name": "MAIN", "chip_type": "1", "chip_quanity": "1", "mcus": [
                 {"mcu_type": "1", "pcbs": [{"pcb_version": "1", "speciality": "A"}]}]},
             {"name": "AUX", "chip_type": "2", "chip_quanity": "2", "mcus": [
                 {"mcu_type": "2", "pcbs": [{"pcb_version": "1", "speciality": "A"}]}]}]})")};
     for (const MatrixRow &row : matrix::rows)
-        rows.append(QStringLiteral("%1,%2,%3,%4,1,65")
+        rows.append(QString("%1,%2,%3,%4,1,65")
                         .arg(QLatin1String(row.name))
                         .arg(row.chipType)
                         .arg(row.chipIndex)
@@ -100,7 +100,7 @@ MatrixFixture::MatrixFixture(const Disturbance &disturbance)
 
 bool MatrixFixture::run()
 {
-    m_scenario.engine->slotConnect(QStringLiteral("ttyS2"));
+    m_scenario.engine->slotConnect("ttyS2");
     switch (m_disturbance.chain) {
     case Chain::Upgrade:
     case Chain::BootcodeFirst:
@@ -122,8 +122,7 @@ bool MatrixFixture::upgradeAgain()
     m_hasHeld = false;
     m_nextIsSilent = false;
     m_scenario.link->plugIn();
-    return m_scenario.run(upgradeRows, 2) && m_scenario.succeeded() &&
-           results() == QLatin1String("111");
+    return m_scenario.run(upgradeRows, 2) && m_scenario.succeeded() && results() == "111";
 }
 
 bool MatrixFixture::isUpgrade() const
@@ -136,9 +135,9 @@ QStringList MatrixFixture::lines() const
     QStringList kept;
     bool ended = false;
     for (const QString &line : m_scenario.lines) {
-        if (!(ended && line == QLatin1String("Erasing...")))
+        if (!(ended && line == "Erasing..."))
             kept.append(line);
-        ended = line.contains(QLatin1String("APPSTATUS|"));
+        ended = line.contains("APPSTATUS|");
     }
     // The other two chains start after the connect, which is not a part of them.
     return isUpgrade() ? kept : kept.mid(1);
@@ -155,7 +154,7 @@ QStringList MatrixFixture::frames() const
 QString MatrixFixture::wrongFlash() const
 {
     for (int row = 0; row < matrix::rowCount; ++row) {
-        if (results().at(row) != QLatin1Char('1'))
+        if (results().at(row) != '1')
             continue;
         const MatrixRow &chip = matrix::rows[row];
         const FlashComparison flash =
@@ -170,9 +169,8 @@ QString MatrixFixture::wrongFlash() const
 Command MatrixFixture::commandOf(const QByteArray &frame) const
 {
     QString word = EngineHarness::wordOf(frame);
-    if (word == QLatin1String("F802"))
-        word += m_scenario.sentWords().contains(QStringLiteral("7902")) ? QStringLiteral(" system")
-                                                                        : QStringLiteral(" main");
+    if (word == "F802")
+        word += m_scenario.sentWords().contains("7902") ? QString(" system") : QString(" main");
     return {word, rowOf(frame)};
 }
 

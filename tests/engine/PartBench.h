@@ -32,7 +32,7 @@ public:
     const char *label() const override { return "fake"; }
     bool openAt(const QString &address, int number) override
     {
-        openedAt += QStringLiteral("%1 %2").arg(address).arg(number);
+        openedAt += QString("%1 %2").arg(address).arg(number);
         open = present;
         return open;
     }
@@ -58,7 +58,7 @@ public:
 struct ReportBench
 {
     ReportBench()
-        : output([this](const QStringList &list) { lines += list.join(QLatin1Char('|')); }),
+        : output([this](const QStringList &list) { lines += list.join('|'); }),
           report([this](const engine::RunEvent &event) { events += event; }),
           progress(rows, output, report, [this](double percent) { percents += percent; })
     {
@@ -79,13 +79,13 @@ struct PartBench : ReportBench
 {
     PartBench()
         : guard(platform.timeOuts.runGuard, &parent),
-          links(factory(), output, QStringLiteral("57600"), &parent),
+          links(factory(), output, QString("57600"), &parent),
           channel(
               links, guard, [](const protocol::Reply &) { return false; }, platform, &parent)
     {
         QObject::connect(&links, &engine::DeviceLinks::received, &channel,
                          &engine::CommandChannel::receive);
-        links.open(QStringLiteral("ttyS2"));
+        links.open(QString("ttyS2"));
         lines.clear();
     }
 

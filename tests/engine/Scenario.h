@@ -34,11 +34,11 @@ inline TestImage testImage(const char *name, int type, QVector<int> version, int
 struct Scenario : EngineHarness
 {
     Scenario(const QVector<ChipDescription> &chips, const QVector<TestImage> &images,
-             const QString &release = QStringLiteral("1.0.12"),
+             const QString &release = QString("1.0.12"),
              const std::optional<platform::TimeOuts> &timeOuts = std::nullopt)
         : EngineHarness(deviceOf(chips), std::nullopt, timeOuts)
     {
-        setPackage(makePackage(images, QStringLiteral("HX-8"), release));
+        setPackage(makePackage(images, QString("HX-8"), release));
     }
 
     static DeviceDescription deviceOf(const QVector<ChipDescription> &chips)
@@ -48,7 +48,7 @@ struct Scenario : EngineHarness
         return description;
     }
 
-    bool succeeded() const { return lines.endsWith(QStringLiteral("APPSTATUS|6")); }
+    bool succeeded() const { return lines.endsWith("APPSTATUS|6"); }
 
     /** The lines that contain `part`. */
     QStringList with(const char *part) const { return lines.filter(QLatin1String(part)); }

@@ -21,9 +21,8 @@ struct TestImage
 };
 
 /** Bytes of a package of the newest form; `model` and `release` go into the description. */
-QByteArray makePackage(const QVector<TestImage> &images,
-                       const QString &model = QStringLiteral("HX-8"),
-                       const QString &release = QStringLiteral("1.0.12"));
+QByteArray makePackage(const QVector<TestImage> &images, const QString &model = QString("HX-8"),
+                       const QString &release = QString("1.0.12"));
 
 /** Image bytes in which every block is different. */
 QByteArray patternImage(int size, int seed = 1);

@@ -9,9 +9,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QtTest>
 
-namespace tst_building {
+namespace engine::tst_building {
 
 using bytes::FileSource;
 using package::checkPackage;
@@ -130,7 +129,7 @@ private slots:
     {
         Fixture fixture;
         fixture.merge(request({pcb(fixture.path("image.bin"))}));
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         fixture.engine->uploadByMergeFW(fixture.path("new.fwm"), {"MAIN,0,0,2,3,65,0,0,0"}, 1);
         QVERIFY(fixture.waitForEnd());
         QVERIFY(compareFlash(fixture.device.flash(0, 0), patternImage(700, 4)).equal);
@@ -162,7 +161,7 @@ private slots:
     {
         Fixture fixture;
         QJsonObject without = pcb(fixture.path("none.bin"));
-        without.remove(QStringLiteral("ver3"));
+        without.remove("ver3");
         const QStringList before = fixture.files();
         fixture.merge(request({pcb(fixture.path("image.bin")), without}));
         QCOMPARE(fixture.lines,
@@ -256,7 +255,7 @@ private slots:
     void mergesNet()
     {
         Fixture fixture;
-        fixture.mergeNet("FW.fwm", "net.bin", "new.fwm", QStringLiteral("2.7"));
+        fixture.mergeNet("FW.fwm", "net.bin", "new.fwm", QString("2.7"));
         QVERIFY(sameTranscript(fixture.lines, {"NMF|FWM file checksum ok.",
                                                "NMF|FWM file does not contain NET firmware.",
                                                "NMF|Create FWM file success",
@@ -269,12 +268,12 @@ private slots:
         QVERIFY(fixture.read("new.fwm").endsWith(record + netRecord));
         fixture.lines.clear();
         fixture.engine->getMergeFWJSON(fixture.path("new.fwm"));
-        QVERIFY(fixture.lines.contains(QStringLiteral("Version: 2.7")));
+        QVERIFY(fixture.lines.contains("Version: 2.7"));
         QCOMPARE(fixture.engine->getFWInfoByChipType(32),
                  QStringList({"NET", "32", "1", "0", "0", "0", "1", "23", "0"}));
 
         fixture.mergeNet("new.fwm", "net.bin", "again.fwm");
-        QCOMPARE(fixture.lines.at(1), QStringLiteral("NMF|FWM file contains NET firmware."));
+        QCOMPARE(fixture.lines.at(1), QString("NMF|FWM file contains NET firmware."));
         QCOMPARE(fixture.read("again.fwm"), fixture.read("new.fwm"));
     }
 
@@ -282,7 +281,7 @@ private slots:
     {
         Fixture fixture;
         fixture.mergeNet("FW.fwm", "net.bin", "FW.fwm");
-        QVERIFY(fixture.lines.last().endsWith(QLatin1String("success!")));
+        QVERIFY(fixture.lines.last().endsWith("success!"));
         QVERIFY(fixture.checksumHolds("FW.fwm"));
         QVERIFY(fixture.read("FW.fwm").endsWith(fixture.read("net.bin")));
     }
@@ -332,8 +331,8 @@ private slots:
     {
         Fixture fixture;
         fixture.mergeNet("FW.fwm", "net.bin", "no/such/folder.fwm");
-        QCOMPARE(fixture.lines.at(2), QStringLiteral("NMF|Failed to create FWM file"));
-        QVERIFY(fixture.lines.last().endsWith(QLatin1String("fail!")));
+        QCOMPARE(fixture.lines.at(2), QString("NMF|Failed to create FWM file"));
+        QVERIFY(fixture.lines.last().endsWith("fail!"));
     }
 
     void netDiskFull()
@@ -356,6 +355,6 @@ private slots:
 
 AGENT_TEST(TestBuilding)
 
-} // namespace tst_building
+} // namespace engine::tst_building
 
 #include "tst_building.moc"

@@ -4,16 +4,12 @@
 #include "protocol/CommandWords.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
 Q_DECLARE_METATYPE(engine::CommandResult)
 
-namespace tst_channel {
+namespace engine::tst_channel {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
-using engine::CommandChannel;
-using engine::CommandResult;
 using protocol::Reply;
 
 namespace {
@@ -215,6 +211,6 @@ private slots:
 
 AGENT_TEST(TestChannel)
 
-} // namespace tst_channel
+} // namespace engine::tst_channel
 
 #include "tst_channel.moc"

@@ -3,13 +3,9 @@
 #include "support/TestCase.h"
 
 #include <QSignalSpy>
-#include <QtTest>
 
-namespace tst_device_links {
+namespace engine::tst_device_links {
 
-using engine::DeviceLinks;
-using engine::EngineOutput;
-using engine::LinkFactory;
 using links::DeviceLink;
 
 namespace {
@@ -20,7 +16,7 @@ struct LinksBench
     explicit LinksBench(quint8 configured = links::serial)
     {
         g_CONNECTTYPE = configured;
-        links = std::make_unique<DeviceLinks>(factory(), output, QStringLiteral("57600"), &parent);
+        links = std::make_unique<DeviceLinks>(factory(), output, QString("57600"), &parent);
         QObject::connect(links.get(), &DeviceLinks::received, &parent,
                          [this](const QByteArray &chunk) { received += chunk; });
     }
@@ -30,12 +26,12 @@ struct LinksBench
     QByteArray received;
     FakeDeviceLink *serial = nullptr;
     FakeDeviceLink *network = nullptr;
-    EngineOutput output{[this](const QStringList &list) { lines += list.join(QLatin1Char('|')); }};
+    EngineOutput output{[this](const QStringList &list) { lines += list.join('|'); }};
     std::unique_ptr<DeviceLinks> links;
 
     void openNetwork()
     {
-        links->connectNetwork(QStringLiteral("10.0.0.7"), 6752);
+        links->connectNetwork(QString("10.0.0.7"), 6752);
         network->open = true;
         emit network->opened();
     }
@@ -216,6 +212,6 @@ private slots:
 
 AGENT_TEST(TestDeviceLinks)
 
-} // namespace tst_device_links
+} // namespace engine::tst_device_links
 
 #include "tst_device_links.moc"

@@ -5,9 +5,7 @@
 #include "support/TestCase.h"
 #include "support/WaitFor.h"
 
-#include <QtTest>
-
-namespace tst_diagnostics {
+namespace engine::tst_diagnostics {
 
 namespace mcu = protocol::mcu;
 
@@ -41,7 +39,7 @@ QStringList shown(const char *direction, const QList<QByteArray> &all)
 {
     QStringList lines;
     for (const QByteArray &bytes : all)
-        lines.append(QStringLiteral("D %1 \"%2\"").arg(direction, bytes.toHex(' ').constData()));
+        lines.append(QString("D %1 \"%2\"").arg(direction, bytes.toHex(' ').constData()));
     return lines;
 }
 
@@ -68,22 +66,20 @@ private slots:
     {
         Fixture fixture;
         const MessageRecorder log("agent.engine", MessageRecorder::Debug::On);
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         fixture.engine->send(0xF903);
         QByteArray corrupted = mcu::buildFrame(mcu::replyStart, {}, 0xF903, "HX-8");
         const char right = corrupted.at(corrupted.size() - 1);
         corrupted[corrupted.size() - 1] = char(right + 1);
         MessageRecorder::take();
         fixture.link->receive(corrupted);
-        QCOMPARE(MessageRecorder::take().filter(QStringLiteral("checksum")),
-                 QStringList{"D checksumError"});
+        QCOMPARE(MessageRecorder::take().filter("checksum"), QStringList{"D checksumError"});
         fixture.link->receive(QByteArray(1, char(right + 2)));
-        QCOMPARE(MessageRecorder::take().filter(QStringLiteral("checksum")),
-                 QStringList{"D checksumError"});
+        QCOMPARE(MessageRecorder::take().filter("checksum"), QStringList{"D checksumError"});
         fixture.link->receive(QByteArray(1, right));
-        const QStringList last = MessageRecorder::take().filter(QStringLiteral("checksum"));
+        const QStringList last = MessageRecorder::take().filter("checksum");
         QCOMPARE(last.size(), 1);
-        QVERIFY(last.first().startsWith(QStringLiteral("D checksumOK")));
+        QVERIFY(last.first().startsWith("D checksumOK"));
     }
 
     void bytesOfTheEngine()
@@ -98,8 +94,8 @@ private slots:
         for (const QByteArray &block : blocksOf(fixture.link->sent))
             commands.removeOne(block);
         QVERIFY(commands.size() > 10);
-        QCOMPARE(lines.filter(QStringLiteral("D out")), shown("out", commands));
-        QCOMPARE(lines.filter(QStringLiteral("D in")), shown("in", fixture.chunks));
+        QCOMPARE(lines.filter("D out"), shown("out", commands));
+        QCOMPARE(lines.filter("D in"), shown("in", fixture.chunks));
     }
 
     void bytesOfTheUploader()
@@ -111,10 +107,9 @@ private slots:
         const QStringList lines = MessageRecorder::take();
         const QList<QByteArray> blocks = blocksOf(fixture.link->sent);
         QCOMPARE(blocks.size(), 4);
-        QCOMPARE(lines.filter(QStringLiteral("D out")), shown("out", blocks));
+        QCOMPARE(lines.filter("D out"), shown("out", blocks));
         const QByteArray accepted = mcu::buildStatusFrame(mcu::replyStart, {}, 0x7901, 0);
-        QCOMPARE(lines.filter(QStringLiteral("D in")),
-                 shown("in", {accepted, accepted, accepted, accepted}));
+        QCOMPARE(lines.filter("D in"), shown("in", {accepted, accepted, accepted, accepted}));
     }
 
     void requestsDuringARun_data()
@@ -130,12 +125,12 @@ private slots:
     {
         QFETCH(QString, line);
         const auto ask = [&](ControlCenter &engine) {
-            if (line.contains(QStringLiteral("file")))
-                QVERIFY(engine.slotWriteMultBoard(1, 0, QStringLiteral("no.bin")));
-            else if (line.contains(QStringLiteral("read of")))
+            if (line.contains("file"))
+                QVERIFY(engine.slotWriteMultBoard(1, 0, QString("no.bin")));
+            else if (line.contains("read of"))
                 engine.getProductInfo();
             else
-                engine.setProductInfo({QStringLiteral("AUX,1,0,2,1,65")});
+                engine.setProductInfo({QString("AUX,1,0,2,1,65")});
         };
         Fixture undisturbed;
         QVERIFY(undisturbed.run(rows, 2));
@@ -162,6 +157,6 @@ private slots:
 
 AGENT_TEST(TestDiagnostics)
 
-} // namespace tst_diagnostics
+} // namespace engine::tst_diagnostics
 
 #include "tst_diagnostics.moc"

@@ -8,21 +8,13 @@
 #include "support/TestCase.h"
 
 #include <QCryptographicHash>
-#include <QtTest>
 
 #include <thread>
 
-namespace tst_events {
+namespace engine::tst_events {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
-using engine::Event;
-using engine::RunEvent;
-using engine::RunEvents;
-using engine::RunMcu;
-using engine::RunReporter;
-using engine::stepTable;
-using engine::Transition;
 using platform::Shell;
 using platform::TimeOuts;
 
@@ -301,6 +293,6 @@ private slots:
 
 AGENT_TEST(TestEvents)
 
-} // namespace tst_events
+} // namespace engine::tst_events
 
 #include "tst_events.moc"

@@ -3,9 +3,7 @@
 #include "links/LinkState.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_frames {
+namespace engine::tst_frames {
 
 namespace {
 
@@ -228,7 +226,7 @@ private:
         Fixture() : EngineHarness(twoMcus())
         {
             link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
-            engine->slotConnect(QStringLiteral("ttyS2"));
+            engine->slotConnect("ttyS2");
             clear();
         }
         QByteArray last() const { return link->sent.isEmpty() ? QByteArray() : link->sent.last(); }
@@ -237,6 +235,6 @@ private:
 
 AGENT_TEST(TestFrames)
 
-} // namespace tst_frames
+} // namespace engine::tst_frames
 
 #include "tst_frames.moc"

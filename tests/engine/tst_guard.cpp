@@ -6,11 +6,9 @@
 #include "support/WaitFor.h"
 
 #include <QSignalSpy>
-#include <QtTest>
 
-namespace tst_guard {
+namespace engine::tst_guard {
 
-using engine::RunGuard;
 using platform::TimeOuts;
 
 namespace {
@@ -45,7 +43,7 @@ void stopAfterARepeatedBlock(Scenario &fixture)
 {
     fixture.pauses().afterRepeatedBlock = std::chrono::hours(1);
     fixture.restartEngine();
-    fixture.addFault(QStringLiteral("refuse:word=block,type=0,block=1,count=once"));
+    fixture.addFault("refuse:word=block,type=0,block=1,count=once");
 }
 
 } // namespace
@@ -82,7 +80,7 @@ private slots:
         const QStringList words = frames();
         QVERIFY(words.size() > 15);
         for (int at = 0; at < words.size(); ++at)
-            rows(qPrintable(QStringLiteral("frame %1 (%2)").arg(at).arg(words.at(at))), at);
+            rows(qPrintable(QString("frame %1 (%2)").arg(at).arg(words.at(at))), at);
     }
 
     /** The device stops answering, and no time-out of a command is short enough to notice. */
@@ -97,14 +95,14 @@ private slots:
                          : QList<QByteArray>();
         };
         QVERIFY(fixture.run(rows, 2));
-        QCOMPARE(fixture.lines.filter(QStringLiteral("APPSTATUS|")), QStringList{"APPSTATUS|7"});
+        QCOMPARE(fixture.lines.filter("APPSTATUS|"), QStringList{"APPSTATUS|7"});
         QVERIFY(fixture.engine->timersIdle());
         QVERIFY(!fixture.engine->runActive());
         // An image that gets no verdict counts as one that failed: twice more, and the next row.
-        const bool inAnImage = fixture.sentText().endsWith(QLatin1String("7900")) ||
-                               fixture.sentText().contains(QLatin1String("7900 7900"));
+        const bool inAnImage =
+            fixture.sentText().endsWith("7900") || fixture.sentText().contains("7900 7900");
         if (inAnImage)
-            QVERIFY(!fixture.lines.filter(QStringLiteral("F/W Update fail.")).isEmpty());
+            QVERIFY(!fixture.lines.filter("F/W Update fail.").isEmpty());
     }
 
     void isStoppedWithTheRun()
@@ -156,12 +154,12 @@ private slots:
         Scenario fixture(chips, images);
         int ends = 0;
         connect(fixture.engine.get(), &ControlCenter::message, this, [&](const QStringList &list) {
-            if (list.first() != QLatin1String("APPSTATUS") || ++ends > 2)
+            if (list.first() != "APPSTATUS" || ++ends > 2)
                 return;
             QVERIFY(!fixture.engine->runActive());
             fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
         });
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
         QVERIFY(waitFor([&] { return ends == 3; }));
         QVERIFY(fixture.waitForEnd());
@@ -173,15 +171,14 @@ private slots:
     /** The image starts again from its beginning then, and nothing is left of the pause. */
     void endsThePauseAfterARepeatedBlock()
     {
-        Scenario fixture(chips, images, QStringLiteral("1.0.12"), EngineHarness::withShortGuard());
+        Scenario fixture(chips, images, QString("1.0.12"), EngineHarness::withShortGuard());
         stopAfterARepeatedBlock(fixture);
         QVERIFY(fixture.run(rows, 2));
         QVERIFY(fixture.succeeded());
         QCOMPARE(fixture.with("retry"),
                  QStringList({"F/W update timeout, retry 1.", "'MAIN' F/W update fail, retry 1."}));
-        QVERIFY(
-            fixture.sentText().contains(QStringLiteral("7901:0 7901:1 7901:1 7900 7901:0 7901:1 "
-                                                       "7901:2 F802")));
+        QVERIFY(fixture.sentText().contains(QString("7901:0 7901:1 7901:1 7900 7901:0 7901:1 "
+                                                    "7901:2 F802")));
         QCOMPARE(fixture.results(2), QString("11"));
         const auto timers = fixture.engine->findChildren<QTimer *>();
         for (const QTimer *timer : timers)
@@ -192,10 +189,9 @@ private slots:
     {
         Scenario fixture(chips, images);
         stopAfterARepeatedBlock(fixture);
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
-        QVERIFY(
-            waitFor([&] { return fixture.sentText().endsWith(QStringLiteral("7901:1 7901:1")); }));
+        QVERIFY(waitFor([&] { return fixture.sentText().endsWith("7901:1 7901:1"); }));
         QVERIFY(waitFor([&] { return !canRead; }));
         QVERIFY(fixture.run(rows, 2));
         QVERIFY(fixture.succeeded());
@@ -206,6 +202,6 @@ private slots:
 
 AGENT_TEST(TestGuard)
 
-} // namespace tst_guard
+} // namespace engine::tst_guard
 
 #include "tst_guard.moc"

@@ -6,20 +6,15 @@
 #include "protocol/ProductRecord.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_info {
+namespace engine::tst_info {
 
 namespace field = package::field;
 namespace productReport = planning::productReport;
-using engine::Event;
-using engine::InfoRead;
-using engine::InfoWrite;
 using protocol::ProductRecord;
 
 namespace {
 
-const QString heading = QStringLiteral("==========product information==========\r\n");
+const QString heading = QString("==========product information==========\r\n");
 
 /** A device with two key panels. */
 ProductRecord mainRecord()
@@ -30,11 +25,11 @@ ProductRecord mainRecord()
     return record;
 }
 
-const QString description = QStringLiteral(
+const QString description = QString(
     R"({"chips": [{"chip_type": "3", "mcus": [{"mcu_type": "2",
         "pcbs": [{"pcb_version": "1", "speciality": "A"}]}]}]})");
-const QString keyRow = QStringLiteral("KEY,2,0,2,1,65");
-const QString otherRow = QStringLiteral("KEY,2,1,2,1,65");
+const QString keyRow = QString("KEY,2,0,2,1,65");
+const QString otherRow = QString("KEY,2,1,2,1,65");
 
 struct WriteBench : ReportBench
 {
@@ -51,7 +46,7 @@ struct WriteBench : ReportBench
 
 QString resultOf(const QString &row, const char *result)
 {
-    return QStringLiteral("SETPIRESULT|%1,0,0,0,0|%2").arg(row, QLatin1String(result));
+    return QString("SETPIRESULT|%1,0,0,0,0|%2").arg(row, QLatin1String(result));
 }
 
 } // namespace
@@ -130,8 +125,7 @@ private slots:
     void writesThatDoNotStart_data()
     {
         const tests::DataTable<QString, QStringList, QString> rows("stored", "given", "line");
-        const QString malformed =
-            QStringLiteral("Data struct error, no valid product information!");
+        const QString malformed = QString("Data struct error, no valid product information!");
         rows("nothing", description, {}, "Data is empty, no valid product information!");
         rows("no description", {}, QStringList{keyRow}, malformed);
         rows("no JSON", "{", QStringList{keyRow}, malformed);
@@ -166,7 +160,7 @@ private slots:
         QCOMPARE(bench.write.index(), 1);
         bench.write.endCurrent(false);
         QCOMPARE(bench.write.writeCurrent(), FoundEvent(Event::InfoWritesDone));
-        const QString start = QStringLiteral("Start to write 'KEY' product information.");
+        const QString start = QString("Start to write 'KEY' product information.");
         QCOMPARE(bench.lines, QStringList({"Start to write Product Information.", start, start,
                                            resultOf(keyRow, "1"), start, resultOf(otherRow, "2"),
                                            "Write all product information done."}));
@@ -177,7 +171,7 @@ private slots:
     void rowsWithoutARecord_data()
     {
         const tests::DataTable<QString, QStringList> rows("row", "lines");
-        const QString start = QStringLiteral("Start to write 'X' product information.");
+        const QString start = QString("Start to write 'X' product information.");
         rows("FPGA", "X,17,0,2,1,65",
              QStringList{"'X' model is FPGA, ignore to write product information."});
         rows("no such chip", "X,9,0,2,1,65",
@@ -242,6 +236,6 @@ private slots:
 
 AGENT_TEST(TestInfo)
 
-} // namespace tst_info
+} // namespace engine::tst_info
 
 #include "tst_info.moc"

@@ -9,9 +9,8 @@
 #include "support/WaitFor.h"
 
 #include <QTimer>
-#include <QtTest>
 
-namespace tst_late {
+namespace engine::tst_late {
 
 using platform::TimeOuts;
 
@@ -38,7 +37,7 @@ struct Fixture : EngineHarness
     static DeviceDescription twoVersions()
     {
         DeviceDescription description = twoMcus();
-        description.chips.last().version = *ChipVersion::parse(QStringLiteral("1.0.7"));
+        description.chips.last().version = *ChipVersion::parse(QString("1.0.7"));
         description.chips.last().pcbVersion = 4;
         return description;
     }
@@ -47,7 +46,7 @@ struct Fixture : EngineHarness
     {
         if (upgrades)
             return run(rows, 2);
-        engine->slotConnect(QStringLiteral("ttyS2"));
+        engine->slotConnect("ttyS2");
         engine->getProductInfo();
         return waitForEnd();
     }
@@ -125,9 +124,9 @@ private slots:
             return asked ? QList<QByteArray>()
                          : QList<QByteArray>{fixture.link->deviceAnswer(frame)};
         };
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 5);
-        const QString question = QStringLiteral("Send 'Read FW version' command to 'AUX'.");
+        const QString question = QString("Send 'Read FW version' command to 'AUX'.");
         QVERIFY(waitFor([&] { return fixture.lines.endsWith(question); }));
 
         const auto timers = fixture.engine->findChildren<QTimer *>();
@@ -147,7 +146,7 @@ private slots:
         const MessageRecorder log("agent.engine", MessageRecorder::Debug::On);
         fixture.link->receive(versionOf(0));
         QVERIFY(MessageRecorder::take().contains(
-            QStringLiteral("D late answer of \"MAIN\" dropped, awaiting that of \"AUX\"")));
+            "D late answer of \"MAIN\" dropped, awaiting that of \"AUX\""));
         QCOMPARE(fixture.lines.last(), question);
         QCOMPARE(fixture.engine->getTypeAndIndex(1, field::ver1), QString());
         QVERIFY(canRead);
@@ -155,8 +154,8 @@ private slots:
         QVERIFY(remaining(2 * hour) > 0 && remaining(2 * hour) <= guardBefore);
 
         fixture.link->receive(versionOf(1));
-        QCOMPARE(fixture.lines.filter(QStringLiteral("version success")).last(),
-                 QStringLiteral("Read 'AUX' version success, version is V1.2.3"));
+        QCOMPARE(fixture.lines.filter("version success").last(),
+                 QString("Read 'AUX' version success, version is V1.2.3"));
     }
 
     /** The second answer for the main MCU's record does not answer for the other one. */
@@ -168,16 +167,15 @@ private slots:
             return frame.at(mcu::payloadOffset) == 0 ? QList<QByteArray>{answer, answer}
                                                      : QList<QByteArray>{};
         };
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
-        fixture.engine->setProductInfo({QStringLiteral(R"({"model": "HX-8", "chips": [
+        fixture.engine->slotConnect("ttyS2");
+        fixture.engine->setProductInfo({QString(R"({"model": "HX-8", "chips": [
             {"name": "MAIN", "chip_type": "1", "chip_quanity": "1", "mcus": [
                 {"mcu_type": "1", "pcbs": [{"pcb_version": "1", "speciality": "A"}]}]},
             {"name": "AUX", "chip_type": "2", "chip_quanity": "1", "mcus": [
                 {"mcu_type": "2", "pcbs": [{"pcb_version": "4", "speciality": "A"}]}]}]})"),
-                                        QStringLiteral("MAIN,0,0,1,1,65"),
-                                        QStringLiteral("AUX,1,0,2,4,65")});
+                                        QString("MAIN,0,0,1,1,65"), QString("AUX,1,0,2,4,65")});
         QVERIFY(fixture.waitForEnd());
-        QCOMPARE(fixture.lines.filter(QStringLiteral("SETPIRESULT")),
+        QCOMPARE(fixture.lines.filter("SETPIRESULT"),
                  QStringList({"SETPIRESULT|MAIN,0,0,1,1,65,0,0,0,0|1",
                               "SETPIRESULT|AUX,1,0,2,4,65,0,0,0,0|2"}));
     }
@@ -191,17 +189,17 @@ private slots:
             return QList<QByteArray>{asked ? versionOf(0) : fixture.link->deviceAnswer(frame)};
         };
         QVERIFY(fixture.run(rows, 5));
-        QCOMPARE(fixture.lines.filter(QStringLiteral("version information of 'AUX'")),
+        QCOMPARE(fixture.lines.filter("version information of 'AUX'"),
                  QStringList({"Read the version information of 'AUX' fail, retry 1.",
                               "Read the version information of 'AUX' fail, retry 2.",
                               "Read the version information of 'AUX' fail, check the next mcu."}));
-        QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+        QCOMPARE(fixture.lines.last(), QString("APPSTATUS|6"));
         QCOMPARE(fixture.results(2), QString("11"));
     }
 };
 
 AGENT_TEST(TestLate)
 
-} // namespace tst_late
+} // namespace engine::tst_late
 
 #include "tst_late.moc"

@@ -9,9 +9,8 @@
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <QtTest>
 
-namespace tst_link {
+namespace engine::tst_link {
 
 using platform::TimeOuts;
 
@@ -83,7 +82,7 @@ struct Fixture : EngineHarness
     bool connectTo(NetworkDevice &device)
     {
         QSignalSpy connected(engine.get(), &ControlCenter::netconnected);
-        engine->connectNet(QStringLiteral("127.0.0.1"), device.port());
+        engine->connectNet("127.0.0.1", device.port());
         return waitFor([&] { return connected.count() == 1 && device.socket != nullptr; });
     }
 };
@@ -100,11 +99,11 @@ private slots:
     void opensWithTheLastBaudRate()
     {
         Fixture fixture;
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
-        QCOMPARE(fixture.link->openedWith, QStringLiteral("ttyS2 57600 8 1 NoParity"));
-        fixture.engine->slotConnectWithBandrate(QStringLiteral("ttyS2"), QStringLiteral("115200"));
-        fixture.engine->slotAutoConnect(QStringLiteral("ttyS3"));
-        QCOMPARE(fixture.link->openedWith, QStringLiteral("ttyS3 115200 8 1 NoParity"));
+        fixture.engine->slotConnect("ttyS2");
+        QCOMPARE(fixture.link->openedWith, QString("ttyS2 57600 8 1 NoParity"));
+        fixture.engine->slotConnectWithBandrate(QString("ttyS2"), QString("115200"));
+        fixture.engine->slotAutoConnect(QString("ttyS3"));
+        QCOMPARE(fixture.link->openedWith, QString("ttyS3 115200 8 1 NoParity"));
     }
 
     /** The failed open does not end the run; the run continues and ends by its time-outs. */
@@ -127,7 +126,7 @@ private slots:
         QVERIFY(fixture.link->sent.isEmpty());
         fixture.link->plugIn();
         QVERIFY(fixture.run(rows, 2));
-        QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+        QCOMPARE(fixture.lines.last(), QString("APPSTATUS|6"));
     }
 
     void portGoesInMidRun()
@@ -144,14 +143,14 @@ private slots:
                 return gone;
             };
             QVERIFY(fixture.run(rows, 2));
-            QVERIFY(fixture.lines.filter(QStringLiteral("APPSTATUS|")).size() == 1);
-            QVERIFY(!fixture.lines.contains(QStringLiteral("APPSTATUS|6")));
+            QVERIFY(fixture.lines.filter("APPSTATUS|").size() == 1);
+            QVERIFY(!fixture.lines.contains("APPSTATUS|6"));
             QVERIFY(fixture.engine->timersIdle());
 
             fixture.link->failWrite = nullptr;
             fixture.link->plugIn();
             QVERIFY(fixture.run(rows, 2));
-            QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+            QCOMPARE(fixture.lines.last(), QString("APPSTATUS|6"));
         }
     }
 
@@ -160,7 +159,7 @@ private slots:
         Fixture fixture;
         fixture.engine->getProductInfo();
         QCOMPARE(fixture.lines, refusedRead);
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         // Another thread requests the close before the queued request arrives.
         fixture.engine->requestDisconnect();
         fixture.clear();
@@ -173,7 +172,7 @@ private slots:
     void readNeedsAnOpenPort()
     {
         Fixture fixture;
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         fixture.link->unplug();
         fixture.clear();
         fixture.engine->getProductInfo();
@@ -188,7 +187,7 @@ private slots:
         QVERIFY(fixture.connectTo(device));
         fixture.engine->getProductInfo();
         QVERIFY(fixture.waitForEnd());
-        QVERIFY(fixture.lines.last().startsWith(QLatin1String("PISHOW|")));
+        QVERIFY(fixture.lines.last().startsWith("PISHOW|"));
         device.socket->abort();
         QSignalSpy gone(fixture.engine.get(), &ControlCenter::netdisconnected);
         QVERIFY(waitFor([&] { return gone.count() == 1; }));
@@ -232,8 +231,8 @@ private slots:
         Fixture fixture(patient());
         QVERIFY(fixture.connectTo(device));
         QVERIFY(fixture.run(rows, 2));
-        QCOMPARE(fixture.lines.first(), QStringLiteral("ConnectSuccess|ttyS2"));
-        QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+        QCOMPARE(fixture.lines.first(), QString("ConnectSuccess|ttyS2"));
+        QCOMPARE(fixture.lines.last(), QString("APPSTATUS|6"));
         QVERIFY(!fixture.link->sent.isEmpty());
         QVERIFY(device.device.flash(0, 0).isEmpty());
     }
@@ -244,9 +243,9 @@ private slots:
         NetworkDevice device;
         Fixture fixture(patient());
         QSignalSpy connected(fixture.engine.get(), &ControlCenter::netconnected);
-        fixture.engine->connectNet(QStringLiteral("127.0.0.1"), device.port());
+        fixture.engine->connectNet("127.0.0.1", device.port());
         QVERIFY(fixture.run(rows, 2));
-        QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+        QCOMPARE(fixture.lines.last(), QString("APPSTATUS|6"));
         QCOMPARE(connected.count(), 0);
         QVERIFY(device.device.flash(0, 0).isEmpty());
 
@@ -254,7 +253,7 @@ private slots:
         fixture.clear();
         fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 5);
         QVERIFY(fixture.waitForEnd());
-        QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+        QCOMPARE(fixture.lines.last(), QString("APPSTATUS|6"));
         QVERIFY(!device.device.flash(0, 0).isEmpty());
     }
 
@@ -268,11 +267,11 @@ private slots:
         fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
         QVERIFY(fixture.waitForEnd());
         QCOMPARE(gone.count(), 1);
-        QVERIFY(fixture.lines.contains(
-            QStringLiteral("Read the product information of 'MAIN' fail, exit upgrade.")));
-        QVERIFY(fixture.lines.contains(QStringLiteral("APPSTATUS|7")));
+        QVERIFY(
+            fixture.lines.contains("Read the product information of 'MAIN' fail, exit upgrade."));
+        QVERIFY(fixture.lines.contains("APPSTATUS|7"));
         QVERIFY(fixture.run(rows, 2));
-        QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+        QCOMPARE(fixture.lines.last(), QString("APPSTATUS|6"));
     }
 
     void networkFailureHasItsOwnWords()
@@ -298,13 +297,13 @@ private slots:
         ControlCenter engine(EngineHarness::scaledPlatform(dir.path()));
         QVERIFY(engine.findChild<CoreTelnet *>() != nullptr);
         QSignalSpy connected(&engine, &ControlCenter::netconnected);
-        engine.connectNet(QStringLiteral("127.0.0.1"), device.port());
+        engine.connectNet("127.0.0.1", device.port());
         QVERIFY(waitFor([&] { return connected.count() == 1; }));
         // There is no serial link to open then.
         QStringList lines;
         connect(&engine, &ControlCenter::message, &engine,
                 [&](const QStringList &list) { lines += list; });
-        engine.slotConnect(QStringLiteral("ttyS2"));
+        engine.slotConnect("ttyS2");
         QCOMPARE(lines,
                  QStringList({"ConnectFail", "ttyS2 connect failed, serial port is occupied or "
                                              "does not exist"}));
@@ -313,6 +312,6 @@ private slots:
 
 AGENT_TEST(TestLink)
 
-} // namespace tst_link
+} // namespace engine::tst_link
 
 #include "tst_link.moc"

@@ -2,9 +2,7 @@
 #include "engine/Scenario.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_main_first {
+namespace engine::tst_main_first {
 
 namespace {
 
@@ -14,7 +12,7 @@ enum class Why { NoEntry, OtherBoard, NoRecord, TooLong, GivenUp, NotNewer };
 constexpr int longImage = 700;
 constexpr int shortImage = 512;
 const QString mainFirst =
-    QStringLiteral("'MAIN' product information flag is valid, start to upgrade main mcu first.");
+    QString("'MAIN' product information flag is valid, start to upgrade main mcu first.");
 const QStringList others{"AUX,1,0", "OLD,17,0", "NEW,18,0"};
 
 QVector<ChipDescription> chips()
@@ -39,7 +37,7 @@ struct Refused : Scenario
     explicit Refused(Why why) : Scenario(chips(), package(why))
     {
         if (why == Why::GivenUp)
-            addFault(QStringLiteral("refuse:word=enter,type=0"));
+            addFault("refuse:word=enter,type=0");
         if (why == Why::TooLong) {
             limits().image = longImage - 1;
             restartEngine();
@@ -64,7 +62,7 @@ struct Refused : Scenario
 QStringList rowsWithMainAt(int place)
 {
     QStringList rows = others;
-    rows.insert(place, QStringLiteral("MAIN,0,0"));
+    rows.insert(place, QString("MAIN,0,0"));
     return rows;
 }
 
@@ -73,14 +71,13 @@ QStringList enterNineTimes()
     QStringList lines;
     for (int write = 1; write <= 3; ++write) {
         for (int enter = 1; enter <= 3; ++enter) {
-            lines.append(QStringLiteral("Send 'Enter F/W Upgrade Mode' command to 'MAIN'."));
-            lines.append(
-                enter < 3
-                    ? QStringLiteral("'MAIN' Enter F/W Update Mode fail, retry %1.").arg(enter)
-                    : QStringLiteral("'MAIN' Enter F/W Update Mode fail."));
+            lines.append("Send 'Enter F/W Upgrade Mode' command to 'MAIN'.");
+            lines.append(enter < 3
+                             ? QString("'MAIN' Enter F/W Update Mode fail, retry %1.").arg(enter)
+                             : QString("'MAIN' Enter F/W Update Mode fail."));
         }
         if (write < 3)
-            lines.append(QStringLiteral("'MAIN' F/W update fail, retry %1.").arg(write));
+            lines.append(QString("'MAIN' F/W update fail, retry %1.").arg(write));
     }
     return lines;
 }
@@ -88,8 +85,8 @@ QStringList enterNineTimes()
 /** What is said of the main MCU from its turn to the next row's. */
 QStringList mainLines(Why why, int mode)
 {
-    const QString passedOver = QStringLiteral("UPGRADERESULT|MAIN,0,0,1,1,65,,,,1,1,0,2|");
-    const QString failed = QStringLiteral("UPGRADERESULT|MAIN,0,0,1,1,65,,,,1,1,1,2|2");
+    const QString passedOver = QString("UPGRADERESULT|MAIN,0,0,1,1,65,,,,1,1,0,2|");
+    const QString failed = QString("UPGRADERESULT|MAIN,0,0,1,1,65,,,,1,1,1,2|2");
     const QStringList newer =
         mode == 2 ? QStringList{"Firmware version V2.0.0 greater than the 'MAIN' version V0.0.0, "
                                 "will upgrade."}
@@ -159,7 +156,7 @@ private slots:
         Scenario written(chips(), images());
         QVERIFY(written.run(rows, mode));
         QVERIFY(written.succeeded());
-        const int back = written.lines.indexOf(QStringLiteral("Upgrade Main MCU success."));
+        const int back = written.lines.indexOf("Upgrade Main MCU success.");
         const QStringList rest = written.lines.mid(back + 1);
 
         Refused refused{Why(why)};
@@ -170,8 +167,8 @@ private slots:
         QVERIFY(sameTranscript(refused.lines.mid(turn + 1), mainLines(Why(why), mode) + rest));
 
         // In mode 2 the FPGA that is ahead of the package keeps what it has.
-        QString results = mode == 2 ? QStringLiteral("112") : QStringLiteral("111");
-        QCOMPARE(refused.results(4), results.insert(place, QLatin1Char('2')));
+        QString results = mode == 2 ? QString("112") : QString("111");
+        QCOMPARE(refused.results(4), results.insert(place, '2'));
         QCOMPARE(refused.device.flash(18, 0).isEmpty(), mode == 2);
         QCOMPARE(refused.device.flash(17, 0).left(shortImage), patternImage(shortImage, 18));
         QCOMPARE(refused.device.flash(1, 0).left(shortImage), patternImage(shortImage, 3));
@@ -186,8 +183,8 @@ private slots:
             QVERIFY(refused.run({"MAIN,0,0"}, mode));
             QVERIFY(refused.succeeded());
             QCOMPARE(refused.with("No suitable firmware").size(), 1);
-            QCOMPARE(refused.sentText(), (mode == 2 ? QStringLiteral("F903 ") : QString()) +
-                                             QStringLiteral("F900 F901 F902 7902 F802"));
+            QCOMPARE(refused.sentText(), (mode == 2 ? QString("F903 ") : QString()) +
+                                             QString("F900 F901 F902 7902 F802"));
             QCOMPARE(refused.results(1), QString("2"));
         }
     }
@@ -196,13 +193,13 @@ private slots:
     void fileAfterARunThatFailed()
     {
         Scenario fixture(chips(), images());
-        fixture.addFault(QStringLiteral("silent:word=product-id"));
+        fixture.addFault("silent:word=product-id");
         QVERIFY(fixture.run(rowsWithMainAt(0), 5));
-        QVERIFY(fixture.lines.contains(QStringLiteral("Main MCU run fail.")));
+        QVERIFY(fixture.lines.contains("Main MCU run fail."));
 
         fixture.device.faults().clear();
-        fixture.addFault(QStringLiteral("refuse:word=enter,type=1"));
-        const QString path = fixture.packagePath() + QStringLiteral(".bin");
+        fixture.addFault("refuse:word=enter,type=1");
+        const QString path = fixture.packagePath() + QString(".bin");
         QFile file(path);
         QVERIFY(file.open(QIODevice::WriteOnly));
         QVERIFY(file.write(patternImage(shortImage)) == shortImage);
@@ -216,6 +213,6 @@ private slots:
 
 AGENT_TEST(TestMainFirst)
 
-} // namespace tst_main_first
+} // namespace engine::tst_main_first
 
 #include "tst_main_first.moc"

@@ -2,9 +2,7 @@
 #include "engine/Scenario.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_main_mcu {
+namespace engine::tst_main_mcu {
 
 namespace {
 
@@ -41,7 +39,7 @@ private slots:
     void modelMismatch()
     {
         Fixture fixture;
-        fixture.setPackage(makePackage(images, QStringLiteral("HX-9")));
+        fixture.setPackage(makePackage(images, QString("HX-9")));
         QVERIFY(fixture.run(rows, 2));
         QVERIFY(sameTranscript(
             fixture.lines,
@@ -50,7 +48,7 @@ private slots:
                                 "APPSTATUS|7", "Erasing...",
                                 "UPGRADERESULT|MAIN,0,0,,,,,,,,,0,2|2"}));
         QCOMPARE(fixture.results(2), QString("22"));
-        QCOMPARE(fixture.sentText(), QStringLiteral("F903"));
+        QCOMPARE(fixture.sentText(), QString("F903"));
         // Mode 5 does not ask.
         QVERIFY(fixture.run(rows, 5));
         QVERIFY(fixture.succeeded());
@@ -69,7 +67,7 @@ private slots:
                                 "APPSTATUS|10", "Erasing...",
                                 "UPGRADERESULT|MAIN,0,0,1,,,,,,0,0,0,2|2"}));
         QCOMPARE(fixture.results(2), QString("22"));
-        QCOMPARE(fixture.sentText(), QStringLiteral("F903 F900"));
+        QCOMPARE(fixture.sentText(), QString("F903 F900"));
     }
 
     /** Of any other MCU the flag is only shown. */
@@ -125,8 +123,8 @@ private slots:
         QVERIFY(fixture.run({"AUX,1,0", "MAIN,0,0"}, 5));
         QVERIFY(fixture.succeeded());
         QCOMPARE(fixture.sentText(),
-                 QStringLiteral("F900 F901 F900 F901 7900 7901:0 7901:1 7901:2 F802 F902 F902 "
-                                "7900 7901:0 7901:1 7902 F802 7905"));
+                 QString("F900 F901 F900 F901 7900 7901:0 7901:1 7901:2 F802 F902 F902 "
+                         "7900 7901:0 7901:1 7902 F802 7905"));
         QCOMPARE(fixture.results(2), QString("11"));
     }
 
@@ -146,9 +144,9 @@ private slots:
     void virtualVersionRefusedByStatus()
     {
         Fixture fixture;
-        fixture.addFault(QStringLiteral("refuse:word=set-virtual-version,status=3"));
+        fixture.addFault("refuse:word=set-virtual-version,status=3");
         QVERIFY(fixture.run({"AUX,1,0"}, 5));
-        const int at = fixture.lines.indexOf(QStringLiteral("Start to set virtual version."));
+        const int at = fixture.lines.indexOf("Start to set virtual version.");
         QVERIFY(sameTranscript(fixture.lines.mid(at + 1),
                                {"Set virtual version fail.",
                                 "All firmware upgrade done, but set virtual version fail.",
@@ -160,6 +158,6 @@ private slots:
 
 AGENT_TEST(TestMainMcu)
 
-} // namespace tst_main_mcu
+} // namespace engine::tst_main_mcu
 
 #include "tst_main_mcu.moc"

@@ -3,11 +3,9 @@
 #include "engine/MatrixFixture.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
 Q_DECLARE_METATYPE(Disturbance)
 
-namespace tst_matrix {
+namespace engine::tst_matrix {
 
 /**
  * Every command of every chain with every trouble. An independent model (EngineModel.h) computes
@@ -56,6 +54,6 @@ private slots:
 
 AGENT_TEST(TestMatrix)
 
-} // namespace tst_matrix
+} // namespace engine::tst_matrix
 
 #include "tst_matrix.moc"

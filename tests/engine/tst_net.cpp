@@ -10,9 +10,8 @@
 
 #include <QCryptographicHash>
 #include <QFile>
-#include <QtTest>
 
-namespace tst_net {
+namespace engine::tst_net {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
@@ -66,7 +65,7 @@ private slots:
                                {"Start to upgrade NET firmware.", "NET firmware checksum success.",
                                 "NET firmware ver1.23 upgrade success.", "NETVERSION|1.23",
                                 "UPGRADERESULT|NET,32,0,,,,,,,,,1,1|1"}));
-        QCOMPARE(harness.lines.last(), QStringLiteral("APPSTATUS|6"));
+        QCOMPARE(harness.lines.last(), QString("APPSTATUS|6"));
         QCOMPARE(fixture.shell.commands(), fixture.expectedCommands());
         QCOMPARE(fixture.content(fixture.archivePath), archive);
         QCOMPARE(fixture.content(fixture.versionPath), QByteArray("1.23"));
@@ -99,7 +98,7 @@ private slots:
         QCOMPARE(fixture.content(fixture.versionPath), QByteArray("missing"));
         QCOMPARE(harness.sentWords().count("7900"), 1);
         QCOMPARE(harness.sentWords().count("7902"), 1);
-        QCOMPARE(harness.lines.last(), QStringLiteral("APPSTATUS|6"));
+        QCOMPARE(harness.lines.last(), QString("APPSTATUS|6"));
     }
 
     void archiveCannotBeCreated()
@@ -281,6 +280,6 @@ private:
 
 AGENT_TEST(TestNet)
 
-} // namespace tst_net
+} // namespace engine::tst_net
 
 #include "tst_net.moc"

@@ -13,17 +13,13 @@
 #include <QCryptographicHash>
 #include <QFile>
 #include <QTemporaryDir>
-#include <QtTest>
 
-namespace tst_net_install {
+namespace engine::tst_net_install {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 namespace net = package::net;
 using bytes::BytesSource;
-using engine::NetInstall;
-using engine::RunEvent;
-using engine::RunOutcome;
 using platform::Platform;
 using protocol::Reply;
 
@@ -42,11 +38,11 @@ struct InstallBench : ReportBench
     InstallBench()
         : install({output, report, progress,
                    [this](quint16 word, quint8 status) {
-                       sent += QStringLiteral("%1:%2").arg(word, 4, 16).arg(status);
+                       sent += QString("%1:%2").arg(word, 4, 16).arg(status);
                        return !refusesStatus;
                    },
                    [this](const RunOutcome &outcome) {
-                       ends += QStringLiteral("%1 %2 %3")
+                       ends += QString("%1 %2 %3")
                                    .arg(QString::fromLatin1(outcome.status))
                                    .arg(outcome.success)
                                    .arg(outcome.progress.value_or(-1.0));
@@ -55,7 +51,7 @@ struct InstallBench : ReportBench
     {
     }
 
-    QString archivePath() const { return dir.filePath(QStringLiteral("sysupdate.tar.bz2")); }
+    QString archivePath() const { return dir.filePath("sysupdate.tar.bz2"); }
     QByteArray archive() const
     {
         QFile file(archivePath());
@@ -98,10 +94,9 @@ private:
     }
 };
 
-const QString accepted = QStringLiteral("7901:0");
-const QString refused = QStringLiteral("7901:3");
-const QString signedOnly =
-    QStringLiteral("NET package refused, this module takes signed packages only.");
+const QString accepted = QString("7901:0");
+const QString refused = QString("7901:3");
+const QString signedOnly = QString("NET package refused, this module takes signed packages only.");
 
 } // namespace
 
@@ -281,6 +276,6 @@ private slots:
 
 AGENT_TEST(TestNetInstall)
 
-} // namespace tst_net_install
+} // namespace engine::tst_net_install
 
 #include "tst_net_install.moc"

@@ -7,19 +7,17 @@
 
 #include <QFile>
 #include <QTemporaryDir>
-#include <QtTest>
 
-namespace tst_package_shelf {
+namespace engine::tst_package_shelf {
 
 using bytes::BytesSource;
-using engine::PackageShelf;
 
 namespace {
 
 TestImage aux(int type = 1)
 {
     TestImage image;
-    image.name = QStringLiteral("AUX");
+    image.name = QString("AUX");
     image.chipType = type;
     image.bytes = patternImage(300);
     return image;
@@ -48,11 +46,11 @@ struct ShelfBench : ReportBench
 {
     ShelfBench()
         : shelf(
-              output, [this] { ++unreadable; }, dir.filePath(QStringLiteral("keys")))
+              output, [this] { ++unreadable; }, dir.filePath("keys"))
     {
     }
 
-    QString path() const { return dir.filePath(QStringLiteral("FW.fwm")); }
+    QString path() const { return dir.filePath("FW.fwm"); }
     void setPackage(const QByteArray &bytes)
     {
         QFile file(path());
@@ -70,8 +68,8 @@ struct ShelfBench : ReportBench
     PackageShelf shelf;
 };
 
-const QString sumOk = QStringLiteral("Firmware file checksum ok.");
-const QString version6 = QStringLiteral("Firmware package version: 6");
+const QString sumOk = QString("Firmware file checksum ok.");
+const QString version6 = QString("Firmware package version: 6");
 
 } // namespace
 
@@ -201,6 +199,6 @@ private slots:
 
 AGENT_TEST(TestPackageShelf)
 
-} // namespace tst_package_shelf
+} // namespace engine::tst_package_shelf
 
 #include "tst_package_shelf.moc"

@@ -2,9 +2,7 @@
 #include "engine/Scenario.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_packages {
+namespace engine::tst_packages {
 
 namespace {
 
@@ -48,8 +46,7 @@ QByteArray checksumInCapitals()
 {
     // Versions are tried until the checksum has a letter in it.
     for (int release = 0; release < 1000; ++release) {
-        const QByteArray package =
-            makePackage(images, QStringLiteral("HX-8"), QString::number(release));
+        const QByteArray package = makePackage(images, QString("HX-8"), QString::number(release));
         const QByteArray upper = package.left(8).toUpper();
         if (upper != package.left(8))
             return upper + package.mid(8);
@@ -58,9 +55,9 @@ QByteArray checksumInCapitals()
 }
 
 const QStringList connected{"ConnectSuccess|ttyS2"};
-const QString failedRow = QStringLiteral("UPGRADERESULT|MAIN,0,0,,,,,,,,,0,2|2");
+const QString failedRow = QString("UPGRADERESULT|MAIN,0,0,,,,,,,,,0,2|2");
 const QStringList failedRun{"APPSTATUS|2", failedRow};
-const QString checksumOk = QStringLiteral("Firmware file checksum ok.");
+const QString checksumOk = QString("Firmware file checksum ok.");
 
 } // namespace
 
@@ -86,13 +83,11 @@ private slots:
         rows("no magic", withChecksum("MTX" + good().mid(11)),
              ok + words("Invalid firmware file") + failedRun);
         for (const int version : {0, 1}) {
-            rows(qPrintable(QStringLiteral("version %1").arg(version)),
-                 withVersion(good(), version),
+            rows(qPrintable(QString("version %1").arg(version)), withVersion(good(), version),
                  ok + words("Package version error, invalid firmware file") + failedRun);
         }
         for (const int version : {2, 3, 5}) {
-            rows(qPrintable(QStringLiteral("version %1").arg(version)),
-                 withVersion(good(), version),
+            rows(qPrintable(QString("version %1").arg(version)), withVersion(good(), version),
                  ok + words("FWM file version error, must greater or equal to 6.") + failedRun);
         }
         // A stored checksum cannot begin with "MTU", so a bare package fails before its form is
@@ -147,7 +142,7 @@ private slots:
         QVERIFY(QDir().mkdir(scenario.packagePath()));
         QVERIFY(scenario.run(rows, 2));
         QCOMPARE(scenario.lines.last(), failedRow);
-        QVERIFY(scenario.with("APPSTATUS").contains(QStringLiteral("APPSTATUS|2")));
+        QVERIFY(scenario.with("APPSTATUS").contains("APPSTATUS|2"));
     }
 
     /** A package of the future starts a run and is then found to hold nothing that can be read. */
@@ -174,13 +169,13 @@ private slots:
     void fileScheme()
     {
         Scenario scenario(chips, images);
-        scenario.engine->slotConnect(QStringLiteral("ttyS2"));
+        scenario.engine->slotConnect("ttyS2");
         // Three slashes belong to the scheme; the slash of the path follows.
-        const QString url = QStringLiteral("file:///") + scenario.packagePath();
+        const QString url = QString("file:///") + scenario.packagePath();
         scenario.engine->uploadByMergeFW(url, rows, 2);
         QVERIFY(scenario.waitForEnd());
         QVERIFY(scenario.succeeded());
-        QVERIFY(scenario.engine->getMergeFWJSON(url).startsWith(QLatin1Char('{')));
+        QVERIFY(scenario.engine->getMergeFWJSON(url).startsWith('{'));
     }
 
     /** The rows of the run before are still there, and the failure is theirs. */
@@ -189,7 +184,7 @@ private slots:
         Scenario scenario(chips, images);
         QVERIFY(scenario.run({"MAIN,0,0"}, 7));
         scenario.lines.clear();
-        scenario.engine->getMergeFWJSON(scenario.packagePath() + QStringLiteral(".none"));
+        scenario.engine->getMergeFWJSON(scenario.packagePath() + QString(".none"));
         QCOMPARE(scenario.lines, QStringList({"APPSTATUS|2", failedRow, "APPSTATUS|2"}));
         QCOMPARE(scenario.results(1), QString("2"));
     }
@@ -209,7 +204,7 @@ private slots:
             scenario.setPackage(withJson("{"));
             returned.append(scenario.engine->getMergeFWJSON(scenario.packagePath()));
             returned.append(
-                scenario.engine->getMergeFWJSON(scenario.packagePath() + QStringLiteral(".none")));
+                scenario.engine->getMergeFWJSON(scenario.packagePath() + QString(".none")));
             scenario.setPackage(saved);
             return QList<QByteArray>{scenario.link->deviceAnswer(frame)};
         };
@@ -226,7 +221,7 @@ private slots:
     {
         Scenario scenario(chips, {});
         scenario.engine->getMergeFWJSON(scenario.packagePath());
-        scenario.setPackage(makePackage(images, QStringLiteral("HX-8"), QStringLiteral("3.77")));
+        scenario.setPackage(makePackage(images, QString("HX-8"), QString("3.77")));
         QVERIFY(scenario.run(rows, 2));
         QVERIFY(scenario.succeeded());
         QCOMPARE(scenario.results(2), QString("11"));
@@ -239,12 +234,12 @@ private slots:
     {
         Scenario scenario(chips, images);
         QVERIFY(scenario.run({"AUX,1,0"}, 2));
-        QCOMPARE(scenario.engine->getFWInfoByChipType(0).value(0), QStringLiteral("MAIN"));
+        QCOMPARE(scenario.engine->getFWInfoByChipType(0).value(0), QString("MAIN"));
     }
 };
 
 AGENT_TEST(TestPackages)
 
-} // namespace tst_packages
+} // namespace engine::tst_packages
 
 #include "tst_packages.moc"

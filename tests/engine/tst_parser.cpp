@@ -5,9 +5,7 @@
 #include "protocol/CommandWords.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_parser {
+namespace engine::tst_parser {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
@@ -33,10 +31,7 @@ struct Fixture : EngineHarness
 {
     Fixture() : EngineHarness(twoMcus()) { setPackage(twoImages()); }
 
-    bool runUndisturbed()
-    {
-        return run(twoRows, 2) && lines.last() == QLatin1String("APPSTATUS|6");
-    }
+    bool runUndisturbed() { return run(twoRows, 2) && lines.last() == "APPSTATUS|6"; }
 
     /** Every reply is changed by `change` into the chunks that arrive. */
     void changeReplies(const std::function<QList<QByteArray>(const QByteArray &)> &change)
@@ -145,7 +140,7 @@ private slots:
                 return QList<QByteArray>{answer.left(length)};
             });
             QVERIFY(fixture.runUndisturbed());
-            QCOMPARE(fixture.lines.filter(QStringLiteral("retry")),
+            QCOMPARE(fixture.lines.filter("retry"),
                      QStringList{"Read the bootcode information of 'MAIN' fail, retry 1."});
         }
     }
@@ -154,26 +149,23 @@ private slots:
     {
         const tests::DataTable<int, int, QString> rows("word", "payload", "retry");
         const QString none;
-        const QString boot =
-            QStringLiteral("Read the bootcode information of 'MAIN' fail, retry 1.");
-        const QString info =
-            QStringLiteral("Read the product information of 'MAIN' fail, retry 1.");
-        const QString version =
-            QStringLiteral("Read the version information of 'MAIN' fail, retry 1.");
-        const QString virtualVersion = QStringLiteral("Set virtual version fail, retry 1.");
+        const QString boot = QString("Read the bootcode information of 'MAIN' fail, retry 1.");
+        const QString info = QString("Read the product information of 'MAIN' fail, retry 1.");
+        const QString version = QString("Read the version information of 'MAIN' fail, retry 1.");
+        const QString virtualVersion = QString("Set virtual version fail, retry 1.");
         for (const int size : {0, 1, 2, 3, 6})
-            rows(qPrintable(QStringLiteral("F900 %1").arg(size)), 0xF900, size, boot);
+            rows(qPrintable(QString("F900 %1").arg(size)), 0xF900, size, boot);
         rows("F900 7", 0xF900, 7, none);
         for (const int size : {0, 1, 3})
-            rows(qPrintable(QStringLiteral("F901 %1").arg(size)), 0xF901, size, info);
+            rows(qPrintable(QString("F901 %1").arg(size)), 0xF901, size, info);
         rows("F901 4", 0xF901, 4, none);
         for (const int size : {0, 3})
-            rows(qPrintable(QStringLiteral("F902 %1").arg(size)), 0xF902, size, version);
+            rows(qPrintable(QString("F902 %1").arg(size)), 0xF902, size, version);
         rows("F902 4", 0xF902, 4, none);
         rows("F802 0", 0xF802, 0, none);
         rows("7902 0", 0x7902, 0, none);
         for (const int size : {0, 2, 7})
-            rows(qPrintable(QStringLiteral("7905 %1").arg(size)), 0x7905, size, virtualVersion);
+            rows(qPrintable(QString("7905 %1").arg(size)), 0x7905, size, virtualVersion);
     }
 
     /** A field that a reply does not have is never read out of an earlier one. */
@@ -188,9 +180,9 @@ private slots:
             return QList<QByteArray>{reply(quint16(word), data.leftJustified(payload, '\0'))};
         });
         QVERIFY(fixture.run(twoRows, 2));
-        const QStringList retries = fixture.lines.filter(QStringLiteral("retry"));
+        const QStringList retries = fixture.lines.filter("retry");
         QCOMPARE(retries, retry.isEmpty() ? QStringList() : QStringList{retry});
-        QCOMPARE(fixture.lines.last(), QStringLiteral("APPSTATUS|6"));
+        QCOMPARE(fixture.lines.last(), QString("APPSTATUS|6"));
     }
 
     /** The uploader sees every chunk of the reads, and a long one fits it as well as the engine. */
@@ -202,7 +194,7 @@ private slots:
             return QList<QByteArray>{reply(command::readProductInformation, data)};
         });
         QVERIFY(fixture.runUndisturbed());
-        QVERIFY(fixture.lines.filter(QStringLiteral("retry")).isEmpty());
+        QVERIFY(fixture.lines.filter("retry").isEmpty());
 
         Fixture longest;
         longest.changeFirst(command::readProductInformation, [](const QByteArray &answer) {
@@ -210,14 +202,14 @@ private slots:
             return QList<QByteArray>{reply(command::readProductInformation, data)};
         });
         QVERIFY(longest.runUndisturbed());
-        QVERIFY(longest.lines.filter(QStringLiteral("retry")).isEmpty());
+        QVERIFY(longest.lines.filter("retry").isEmpty());
     }
 
     void textMode()
     {
         Fixture fixture;
         fixture.link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         fixture.clear();
         fixture.engine->slotGetVersion();
         QCOMPARE(fixture.link->sent, QList<QByteArray>{"\r\nA00GET VER INF\r\n"});
@@ -229,7 +221,7 @@ private slots:
         fixture.link->receive(".0\r\n\r\nFPGA\r");
         QCOMPARE(fixture.lines, QStringList({"MAIN V1.2.3", "AUX V2.0", "FPGA"}));
         fixture.link->receive("KEY V3\n");
-        QCOMPARE(fixture.lines.last(), QStringLiteral("KEY V3"));
+        QCOMPARE(fixture.lines.last(), QString("KEY V3"));
         fixture.lines.removeLast();
         // Binary replies are not looked for in this mode.
         fixture.link->receive(reply(0xF903, "HX-8"));
@@ -243,13 +235,13 @@ private slots:
     {
         Fixture fixture;
         fixture.link->answerInstead = [](const QByteArray &) { return QList<QByteArray>(); };
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         fixture.clear();
         fixture.engine->slotGetVersion();
         for (int i = 0; i < 100; ++i)
             fixture.link->receive(QByteArray(4096, 'x'));
         fixture.link->receive("\rAUX V2.0\r");
-        QCOMPARE(fixture.lines.last(), QStringLiteral("AUX V2.0"));
+        QCOMPARE(fixture.lines.last(), QString("AUX V2.0"));
         for (const QString &line : qAsConst(fixture.lines))
             QVERIFY(line.size() <= 64 * 1024 + 4096);
     }
@@ -258,9 +250,9 @@ private slots:
     void replyAfterTheRun()
     {
         Fixture fixture;
-        fixture.addFault(QStringLiteral("silent:word=model-name"));
+        fixture.addFault("silent:word=model-name");
         QVERIFY(fixture.run(twoRows, 2));
-        QVERIFY(fixture.lines.contains(QStringLiteral("APPSTATUS|7")));
+        QVERIFY(fixture.lines.contains("APPSTATUS|7"));
         const QStringList lines = fixture.lines;
         const QString sent = fixture.sentText();
         QVERIFY(!canRead);
@@ -276,7 +268,7 @@ private slots:
     void unknownMode()
     {
         Fixture fixture;
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         fixture.clear();
         canRead = true;
         fixture.link->receive(reply(0xF903, "HX-8"));
@@ -286,6 +278,6 @@ private slots:
 
 AGENT_TEST(TestParser)
 
-} // namespace tst_parser
+} // namespace engine::tst_parser
 
 #include "tst_parser.moc"

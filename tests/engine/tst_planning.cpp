@@ -2,9 +2,7 @@
 #include "engine/Scenario.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_planning {
+namespace engine::tst_planning {
 
 namespace mcu = protocol::mcu;
 
@@ -55,7 +53,7 @@ private slots:
         Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)}, QString());
         QVERIFY(scenario.run({"AUX,1,0"}, 2));
         QCOMPARE(scenario.results(1), QString("1"));
-        QVERIFY(scenario.lines.contains(QStringLiteral("Ignore to set virtual version.")));
+        QVERIFY(scenario.lines.contains("Ignore to set virtual version."));
         QCOMPARE(scenario.count("7905"), 0);
     }
 
@@ -66,7 +64,7 @@ private slots:
                           {testImage("FPGA", 17, {2, 1, 0}), testImage("F2", 18, {2, 0, 0})});
         QVERIFY(scenario.run({"FPGA,17,0", "F2,18,1"}, 2));
         QVERIFY(scenario.succeeded());
-        QCOMPARE(scenario.sentText(), QStringLiteral("F903 F902 F902 7900 7901:0 7902 F802 7905"));
+        QCOMPARE(scenario.sentText(), QString("F903 F902 F902 7900 7901:0 7902 F802 7905"));
         QCOMPARE(scenario.with("FPGA, ignore"),
                  QStringList({"'FPGA' model is FPGA, ignore to read bootcode information.",
                               "'F2' model is FPGA, ignore to read bootcode information."}));
@@ -120,7 +118,7 @@ private slots:
     {
         QStringList rows;
         for (int i = 0; i < 100'000; ++i)
-            rows.append(QStringLiteral("X,17,1"));
+            rows.append("X,17,1");
         Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
         const QByteArray version =
             mcu::buildFrame(mcu::replyStart, {}, 0xF902, QByteArray("\x11\1\2\0", 4));
@@ -128,7 +126,7 @@ private slots:
             const bool asksVersion = mcu::wordAt(frame, mcu::wordOffset) == 0xF902;
             return QList<QByteArray>{asksVersion ? version : scenario.link->deviceAnswer(frame)};
         };
-        scenario.engine->slotConnect(QStringLiteral("ttyS2"));
+        scenario.engine->slotConnect("ttyS2");
         scenario.engine->uploadByMergeFW(scenario.packagePath(), rows, 5);
         // The bootcode reads of all FPGAs are passed in one go.
         QCOMPARE(scenario.with("ignore to read bootcode").size(), 100'000);
@@ -144,7 +142,7 @@ private slots:
     {
         QStringList rows;
         for (int i = 0; i < 100'000; ++i)
-            rows.append(QStringLiteral("X"));
+            rows.append("X");
         Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
         QVERIFY(scenario.run(rows, 1));
         QCOMPARE(scenario.with("Invalid firmware list item(X). Check next item.").size(), 100'000);
@@ -169,7 +167,7 @@ private slots:
         Scenario scenario(mainAndAux,
                           {testImage("MAIN", 0, {1, 0, 0}), testImage("AUX", 1, {1, 0, 0}, 2)});
         QVERIFY(scenario.run({"AUX,1,0,2,1,65,9,9,9", "MAIN,0,0,1,1,65,9,9,9"}, 1));
-        const int reboot = scenario.lines.indexOf(QStringLiteral("Start to reboot, please wait."));
+        const int reboot = scenario.lines.indexOf("Start to reboot, please wait.");
         QCOMPARE(scenario.lines.mid(reboot + 1),
                  QStringList({"Read product ID.", "Start to write Product Information.",
                               "Start to write 'AUX' product information.",
@@ -192,8 +190,8 @@ private slots:
                               "Invalid firmware list item(NAME). Check next item.",
                               "MCU 'A' chip type or chip index incorrect, upload next mcu",
                               "Invalid firmware list item(). Check next item."}));
-        QVERIFY(scenario.lines.contains(QStringLiteral("Send reboot command.")));
-        QVERIFY(scenario.lines.endsWith(QStringLiteral("APPSTATUS|6")));
+        QVERIFY(scenario.lines.contains("Send reboot command."));
+        QVERIFY(scenario.lines.endsWith("APPSTATUS|6"));
     }
 
     void rowsWithoutAChip_data()
@@ -202,7 +200,7 @@ private slots:
         QTest::addColumn<QString>("completed");
         const auto row = [](const char *text, const char *completed) {
             QTest::newRow(text) << QString(text)
-                                << QString(completed) + QStringLiteral(",2,1,65,1,2,0,0,1,1,2");
+                                << QString(completed) + QString(",2,1,65,1,2,0,0,1,1,2");
         };
         row("AUX,1,", "AUX,1,");
         row("AUX,1,x", "AUX,1,x");
@@ -225,7 +223,7 @@ private slots:
         QCOMPARE(scenario.with("Chip type or chip index error."),
                  QStringList{"Chip type or chip index error."});
         QCOMPARE(scenario.with("UPGRADERESULT").first(),
-                 QStringLiteral("UPGRADERESULT|%1|2").arg(completed));
+                 QString("UPGRADERESULT|%1|2").arg(completed));
         QCOMPARE(scenario.results(2), QString("21"));
         QCOMPARE(scenario.count("7900"), 1);
     }
@@ -241,7 +239,7 @@ private slots:
         // Here the empty reads lead to an empty version check, as the reads of any list do.
         Scenario forced(mainAndAux, {});
         QVERIFY(forced.run({}, 5));
-        QCOMPARE(forced.sentText(), QStringLiteral("7902 F802"));
+        QCOMPARE(forced.sentText(), QString("7902 F802"));
         QVERIFY(forced.succeeded());
     }
 
@@ -269,16 +267,15 @@ private slots:
         Scenario scenario(mainAndAux, {testImage("AUX", 1, {9, 0, 0}, 2)});
         QVERIFY(scenario.run({"%1%2 %7,1,0"}, 2));
         QVERIFY(scenario.succeeded());
-        QVERIFY(scenario.lines.contains(
-            QStringLiteral("Read the bootcode information of '%1%2 %7' success.")));
-        QVERIFY(scenario.lines.contains(QStringLiteral(
+        QVERIFY(scenario.lines.contains("Read the bootcode information of '%1%2 %7' success."));
+        QVERIFY(scenario.lines.contains(QString(
             "Firmware version V9.0.0 greater than the '%1%2 %7' version V1.2.0, will upgrade.")));
-        QVERIFY(scenario.lines.contains(QStringLiteral("Write firmware '%1%2 %7' success.")));
+        QVERIFY(scenario.lines.contains("Write firmware '%1%2 %7' success."));
     }
 };
 
 AGENT_TEST(TestPlanning)
 
-} // namespace tst_planning
+} // namespace engine::tst_planning
 
 #include "tst_planning.moc"

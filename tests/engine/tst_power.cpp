@@ -4,9 +4,7 @@
 
 #include "support/WaitFor.h"
 
-#include <QtTest>
-
-namespace tst_power {
+namespace engine::tst_power {
 
 namespace {
 
@@ -45,7 +43,7 @@ struct Fixture : Scenario
         } images[] = {{0, 700, 1}, {1, 600, 3}, {17, 512, 18}};
         for (int row = 0; row < 3; ++row) {
             const auto &image = images[row];
-            if (results(3).mid(row, 1) != QLatin1String("1"))
+            if (results(3).mid(row, 1) != "1")
                 continue;
             const FlashComparison found =
                 compareFlash(device.flash(image.type, 0), patternImage(image.size, image.seed));
@@ -77,7 +75,7 @@ bool stopEngine(Fixture &fixture, int at)
         fixture.link->deviceAnswer(frame);
         return QList<QByteArray>();
     };
-    fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+    fixture.engine->slotConnect("ttyS2");
     fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
     return waitFor([&] { return fixture.link->sent.size() > at; });
 }
@@ -102,7 +100,7 @@ private slots:
         for (const Cut cut :
              {Cut::DeviceAtOnce, Cut::DeviceForAWhile, Cut::DeviceToTheEnd, Cut::Engine}) {
             for (int at = 0; at < words.size(); ++at)
-                data(qPrintable(QStringLiteral("%1, frame %2 (%3)")
+                data(qPrintable(QString("%1, frame %2 (%3)")
                                     .arg(QLatin1String(names[int(cut)]))
                                     .arg(at)
                                     .arg(words.at(at))),
@@ -154,6 +152,6 @@ private slots:
 
 AGENT_TEST(TestPower)
 
-} // namespace tst_power
+} // namespace engine::tst_power
 
 #include "tst_power.moc"

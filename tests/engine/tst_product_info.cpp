@@ -3,16 +3,14 @@
 #include "protocol/CommandWords.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_product_info {
+namespace engine::tst_product_info {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 
 namespace {
 
-const QString description = QStringLiteral(R"({"model": "HX-9", "version": "1.0", "chips": [
+const QString description = QString(R"({"model": "HX-9", "version": "1.0", "chips": [
     {"name": "MAIN", "chip_type": "1", "chip_quanity": "1", "mcus": [
         {"mcu_type": "1", "pcbs": [{"pcb_version": "3", "speciality": "C"}]}]},
     {"name": "AUX", "chip_type": "2", "chip_quanity": "2", "mcus": [
@@ -32,7 +30,7 @@ struct Fixture : EngineHarness
 {
     Fixture() : EngineHarness(fourChips())
     {
-        engine->slotConnect(QStringLiteral("ttyS2"));
+        engine->slotConnect("ttyS2");
         clear();
     }
 
@@ -54,8 +52,7 @@ struct Fixture : EngineHarness
     QString report() const
     {
         QString text = lines.last();
-        return text.remove(QStringLiteral("="))
-            .replace(QStringLiteral("\r\n"), QStringLiteral(";"));
+        return text.remove("=").replace("\r\n", QString(";"));
     }
 };
 
@@ -63,28 +60,28 @@ QStringList keyed(const QStringList &lines)
 {
     QStringList all;
     for (const QString &line : lines)
-        all.append(QStringLiteral("READPI|") + line);
+        all.append("READPI|" + line);
     return all;
 }
 
 QStringList readsOf(const QString &name)
 {
-    return {QStringLiteral("Read bootcode information of '%1'.").arg(name),
-            QStringLiteral("Read the bootcode information of '%1' success.").arg(name),
-            QStringLiteral("Read the product information of '%1'.").arg(name),
-            QStringLiteral("Read the product information of '%1'  success.").arg(name)};
+    return {QString("Read bootcode information of '%1'.").arg(name),
+            QString("Read the bootcode information of '%1' success.").arg(name),
+            QString("Read the product information of '%1'.").arg(name),
+            QString("Read the product information of '%1'  success.").arg(name)};
 }
 
 QStringList versionOf(const QString &name, const QString &version)
 {
-    return {QStringLiteral("Send 'Read FW version' command to '%1'.").arg(name),
-            QStringLiteral("Read '%1' version success, version is V%2").arg(name, version)};
+    return {QString("Send 'Read FW version' command to '%1'.").arg(name),
+            QString("Read '%1' version success, version is V%2").arg(name, version)};
 }
 
 QStringList mainReads()
 {
     QStringList lines = readsOf("MAIN");
-    lines.insert(2, QStringLiteral("MAIN MCU running in APP."));
+    lines.insert(2, QString("MAIN MCU running in APP."));
     return lines;
 }
 
@@ -94,16 +91,16 @@ QString rowReport(const QString &fields)
         "Name:", "Chip Type:", "Chip Index:", "MCU Model:",    "PCB Version:",    "Speciality:",
         "Ver1:", "Ver2:",      "Ver3:",       "BootCodeFlag:", "ProductInfoFlag:"};
     const QStringList values = fields.split(',');
-    QString text = QStringLiteral("|");
+    QString text = QString("|");
     for (int i = 0; i < 11; ++i)
-        text += QLatin1String(labels[i]) + values.at(i) + QLatin1Char(';');
+        text += QLatin1String(labels[i]) + values.at(i) + ';';
     return text;
 }
 
-const QString heading = QStringLiteral("PISHOW|product information;");
-const QString device = QStringLiteral("|Model Name:HX-8;|AUX MCU ChipType:1;|AUX MCU ChipQuanity:2;"
-                                      "|AUX MCU Name:AUX;|AUX MCU ChipType:17;"
-                                      "|AUX MCU ChipQuanity:1;|AUX MCU Name:FPGA;");
+const QString heading = QString("PISHOW|product information;");
+const QString device = QString("|Model Name:HX-8;|AUX MCU ChipType:1;|AUX MCU ChipQuanity:2;"
+                               "|AUX MCU Name:AUX;|AUX MCU ChipType:17;"
+                               "|AUX MCU ChipQuanity:1;|AUX MCU Name:FPGA;");
 
 } // namespace
 
@@ -129,7 +126,7 @@ private slots:
                                        rowReport("AUX,1,1,2,01,A,4,06,,0,1") +
                                        rowReport("FPGA,17,0,,,,7,08,,,"));
         QCOMPARE(fixture.sentText(),
-                 QStringLiteral("F905 F900 F901 F900 F901 F900 F901 F902 F902 F902 F902"));
+                 QString("F905 F900 F901 F900 F901 F900 F901 F902 F902 F902 F902"));
         QVERIFY(fixture.engine->timersIdle());
     }
 
@@ -138,13 +135,13 @@ private slots:
         DeviceDescription with = fourChips();
         with.chips.first().productInformation = false;
         EngineHarness fixture(with);
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         fixture.engine->getProductInfo();
         QVERIFY(fixture.waitForEnd());
         QVERIFY(fixture.lines.contains(
-            QStringLiteral("READPI|'MAIN' product information flag is invalid, exit read product "
-                           "information.")));
-        QVERIFY(fixture.lines.contains(QStringLiteral("READPI|APPSTATUS|10")));
+            QString("READPI|'MAIN' product information flag is invalid, exit read product "
+                    "information.")));
+        QVERIFY(fixture.lines.contains("READPI|APPSTATUS|10"));
     }
 
     void virtualVersion_data()
@@ -169,14 +166,14 @@ private slots:
         Fixture fixture;
         fixture.addFault(fault);
         // After a failed virtual version, the retries of the next read have other texts.
-        fixture.addFault(QStringLiteral("silent:count=twice,word=bootcode,type=0"));
+        fixture.addFault("silent:count=twice,word=bootcode,type=0");
         QVERIFY(fixture.read());
         QVERIFY(fixture.report().startsWith(heading + device));
-        const bool success = said.last().endsWith(QLatin1String("success."));
+        const bool success = said.last().endsWith("success.");
         const QString retry =
-            success ? QStringLiteral("Read the bootcode information of 'MAIN' fail, retry %1.")
-                    : QStringLiteral("Read the bootcode information of 'MAIN'. fail, retry %1.");
-        const QString boot = QStringLiteral("Read bootcode information of 'MAIN'.");
+            success ? QString("Read the bootcode information of 'MAIN' fail, retry %1.")
+                    : QString("Read the bootcode information of 'MAIN'. fail, retry %1.");
+        const QString boot = QString("Read bootcode information of 'MAIN'.");
         QVERIFY(
             sameTranscript(fixture.lines.mid(0, said.size() + 7),
                            keyed(QStringList{"Read virtual version."} + said +
@@ -189,12 +186,12 @@ private slots:
         DeviceDescription with = fourChips();
         with.chips.first().bootcode = true;
         EngineHarness fixture(with);
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         fixture.engine->getProductInfo();
         QVERIFY(fixture.waitForEnd());
-        QVERIFY(fixture.lines.contains(QStringLiteral("READPI|MAIN MCU running in Bootcode.")));
-        QVERIFY(fixture.lines.last().startsWith(QLatin1String("PISHOW|")));
-        QVERIFY(!fixture.sentText().contains(QLatin1String("7900")));
+        QVERIFY(fixture.lines.contains("READPI|MAIN MCU running in Bootcode."));
+        QVERIFY(fixture.lines.last().startsWith("PISHOW|"));
+        QVERIFY(!fixture.sentText().contains("7900"));
     }
 
     void writes()
@@ -239,7 +236,7 @@ private slots:
         fixture.setPackage(withChecksum(body + json));
         fixture.engine->getMergeFWJSON(fixture.packagePath());
         QVERIFY(fixture.write({"AUX,1,0,2,4,68"}));
-        QCOMPARE(fixture.lines.filter(QStringLiteral("SETPIRESULT")),
+        QCOMPARE(fixture.lines.filter("SETPIRESULT"),
                  QStringList{"SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1"});
     }
 
@@ -249,14 +246,13 @@ private slots:
         Fixture fixture;
         int writes = 0;
         fixture.link->answerInstead = [&](const QByteArray &frame) {
-            const bool refused =
-                EngineHarness::wordOf(frame) == QLatin1String("7903") && ++writes == 1;
+            const bool refused = EngineHarness::wordOf(frame) == "7903" && ++writes == 1;
             return QList<QByteArray>{refused ? mcu::buildFrame(mcu::replyStart, {},
                                                                command::writeProductInformation,
                                                                QByteArray::fromHex("000001"))
                                              : fixture.link->deviceAnswer(frame)};
         };
-        const QString startWrite = QStringLiteral("Start to write 'AUX' product information.");
+        const QString startWrite = QString("Start to write 'AUX' product information.");
         QVERIFY(fixture.write({description, "AUX,1,0,2,4,68"}));
         QVERIFY(
             sameTranscript(fixture.lines, {"Start to write Product Information.", startWrite,
@@ -276,13 +272,13 @@ private slots:
         QCOMPARE(fixture.engine->getCommandOfProductInformation(0).toHex(),
                  QByteArray("010004440000") + QByteArray("00").repeated(10));
         QVERIFY(fixture.engine->getCommandOfProductInformation(1).size() > 16);
-        fixture.engine->setTypeAndIndex(0, 4, QStringLiteral("9"));
+        fixture.engine->setTypeAndIndex(0, 4, QString("9"));
         QVERIFY(fixture.engine->getCommandOfProductInformation(0).isEmpty());
     }
 };
 
 AGENT_TEST(TestProductInfo)
 
-} // namespace tst_product_info
+} // namespace engine::tst_product_info
 
 #include "tst_product_info.moc"

@@ -2,16 +2,12 @@
 #include "engine/PartBench.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
 #include <atomic>
 #include <thread>
 
-namespace tst_report_parts {
+namespace engine::tst_report_parts {
 
 namespace field = package::field;
-using engine::RunMcu;
-using engine::RunRows;
 
 class TestReportParts : public QObject
 {
@@ -55,7 +51,7 @@ private slots:
     {
         QStringList fresh;
         for (int i = 0; i < 40; ++i)
-            fresh += QStringLiteral("MCU%1,%1,0,,,,,,,,,0,0").arg(i);
+            fresh += QString("MCU%1,%1,0,,,,,,,,,0,0").arg(i);
         RunRows rows;
         rows.reset(fresh);
         std::atomic<bool> done{false};
@@ -71,7 +67,7 @@ private slots:
             const QString first = all.first().right(1);
             for (const QString &row : all)
                 odd += row.right(1) != first;
-            odd += !rows.current().startsWith(QLatin1String("MCU0,0,0,"));
+            odd += !rows.current().startsWith("MCU0,0,0,");
         }
         done = true;
         marker.join();
@@ -159,6 +155,6 @@ private slots:
 
 AGENT_TEST(TestReportParts)
 
-} // namespace tst_report_parts
+} // namespace engine::tst_report_parts
 
 #include "tst_report_parts.moc"

@@ -7,21 +7,13 @@
 #include "protocol/CommandWords.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
 Q_DECLARE_METATYPE(engine::RunOutcome)
 
-namespace tst_run_end {
+namespace engine::tst_run_end {
 
 namespace appStatus = protocol::appStatus;
 namespace command = protocol::command;
 namespace field = package::field;
-using engine::EngineOutput;
-using engine::ImageWriter;
-using engine::RunEnd;
-using engine::RunEvent;
-using engine::RunOutcome;
-using engine::RunPackage;
 
 namespace {
 
@@ -133,6 +125,6 @@ private slots:
 
 AGENT_TEST(TestRunEnd)
 
-} // namespace tst_run_end
+} // namespace engine::tst_run_end
 
 #include "tst_run_end.moc"

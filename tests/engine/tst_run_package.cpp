@@ -8,12 +8,8 @@
 #include <QCryptographicHash>
 #include <QFile>
 #include <QRegularExpression>
-#include <QtTest>
 
-namespace tst_run_package {
-
-using engine::RunEvent;
-using engine::RunEvents;
+namespace engine::tst_run_package {
 
 namespace {
 
@@ -24,9 +20,9 @@ const QVector<ChipDescription> chips{testChip("MAIN", 0, 0, "1.0.0"),
 /** Each image has separate chunks. */
 const QVector<TestImage> images{testImage("AUX", 1, {2, 0, 0}, 2, 20'000),
                                 testImage("KEY", 2, {2, 0, 0}, 3, 20'000)};
-const QString changed = QStringLiteral("Firmware package was changed during the upgrade.");
-const QString notRead = QStringLiteral("Firmware package could not be read, upgrade fail.");
-const QRegularExpression readWarning(QStringLiteral("cannot read the package: .*\\(errno 5\\)"));
+const QString changed = QString("Firmware package was changed during the upgrade.");
+const QString notRead = QString("Firmware package could not be read, upgrade fail.");
+const QRegularExpression readWarning(QString("cannot read the package: .*\\(errno 5\\)"));
 
 QByteArray good()
 {
@@ -39,7 +35,7 @@ QByteArray foreign()
     QVector<TestImage> others = images;
     for (TestImage &image : others)
         image.bytes = patternImage(image.bytes.size(), 99);
-    QByteArray package = makePackage(others, QStringLiteral("OTHER"));
+    QByteArray package = makePackage(others, QString("OTHER"));
     package[0] = package.at(0) == 'f' ? 'e' : 'f';
     return package;
 }
@@ -72,7 +68,7 @@ void cut(const QString &path, qint64 size)
 int openFilesNamed(const QString &path)
 {
     int count = 0;
-    const QFileInfoList links = QDir(QStringLiteral("/proc/self/fd")).entryInfoList(QDir::Files);
+    const QFileInfoList links = QDir(QString("/proc/self/fd")).entryInfoList(QDir::Files);
     for (const QFileInfo &link : links)
         count += link.symLinkTarget() == path ? 1 : 0;
     return count;
@@ -100,11 +96,10 @@ struct Fixture : Scenario
     bool failedAt(const QString &words, const char *row) const
     {
         const QStringList last = lines.mid(lines.size() - 3);
-        return last.mid(0, 2) == QStringList{words, QStringLiteral("APPSTATUS|2")} &&
+        return last.mid(0, 2) == QStringList{words, QString("APPSTATUS|2")} &&
                last.value(2).startsWith(QLatin1String("UPGRADERESULT|") + QLatin1String(row)) &&
-               last.value(2).endsWith(QLatin1String("|2")) && count("7902") == 0 &&
-               with("APPSTATUS").size() == 1 && !engine->runActive() &&
-               results(2) == QLatin1String("22");
+               last.value(2).endsWith("|2") && count("7902") == 0 &&
+               with("APPSTATUS").size() == 1 && !engine->runActive() && results(2) == "22";
     }
 
     /** The chip holds this image, or nothing at all. */
@@ -119,11 +114,11 @@ struct Fixture : Scenario
 
 using Change = std::function<void(const QString &path)>;
 
-} // namespace tst_run_package
+} // namespace engine::tst_run_package
 
-Q_DECLARE_METATYPE(tst_run_package::Change)
+Q_DECLARE_METATYPE(engine::tst_run_package::Change)
 
-namespace tst_run_package {
+namespace engine::tst_run_package {
 
 /** What happens to the package while a run upgrades from it. */
 class TestRunPackage : public QObject
@@ -425,7 +420,7 @@ private slots:
 
         flipByte(fixture.packagePath(), 500'000);
         QVERIFY(readByList() > 1'000'000);
-        QCOMPARE(returned, QStringLiteral("ERROR:Firmware file checksum error."));
+        QCOMPARE(returned, QString("ERROR:Firmware file checksum error."));
     }
 
     void readErrorInAList()
@@ -436,7 +431,7 @@ private slots:
             reads.brokenFrom = good().size() - 1;
             QTest::ignoreMessage(QtWarningMsg, readWarning);
             QCOMPARE(fixture.engine->getMergeFWJSON(fixture.packagePath()),
-                     QStringLiteral("ERROR:Firmware file checksum error."));
+                     QString("ERROR:Firmware file checksum error."));
         }
         QVERIFY(fixture.engine->getMergeFWJSON(fixture.packagePath()).startsWith('{'));
     }
@@ -444,6 +439,6 @@ private slots:
 
 AGENT_TEST(TestRunPackage)
 
-} // namespace tst_run_package
+} // namespace engine::tst_run_package
 
 #include "tst_run_package.moc"

@@ -4,9 +4,7 @@
 #include "protocol/BlockPayload.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_runs {
+namespace engine::tst_runs {
 
 namespace block = protocol::block;
 
@@ -100,8 +98,8 @@ private slots:
             harness.lines, start + QStringList{"Read model name.", "Model Name match."} + reads +
                                newerMain + mainWritten + newerAux + auxWritten + goodEnd));
         QCOMPARE(harness.sentWords().join(' '),
-                 QStringLiteral("F903 F900 F901 F900 F901 F902 F902 7900 7901:0 7901:1 7901:2 F802 "
-                                "7900 7901:0 7901:1 7902 F802 7905"));
+                 QString("F903 F900 F901 F900 F901 F902 F902 7900 7901:0 7901:1 7901:2 F802 "
+                         "7900 7901:0 7901:1 7902 F802 7905"));
         QCOMPARE(harness.device.flash(0, 0), flashed(mainImage));
         QCOMPARE(harness.device.flash(1, 0), flashed(auxImage));
         QCOMPARE(int(harness.device.virtualVersion()), 12);
@@ -119,7 +117,7 @@ private slots:
         QStringList progress;
         for (const double value : qAsConst(harness.progress))
             progress.append(QString::number(value, 'f', 2));
-        QCOMPARE(progress.join(' '), QStringLiteral("0.00 18.21 36.57 50.00 92.50 0.00"));
+        QCOMPARE(progress.join(' '), QString("0.00 18.21 36.57 50.00 92.50 0.00"));
     }
 
     void runsAgainOnTheSameEngine()
@@ -135,6 +133,6 @@ private slots:
 
 AGENT_TEST(TestRuns)
 
-} // namespace tst_runs
+} // namespace engine::tst_runs
 
 #include "tst_runs.moc"

@@ -7,13 +7,9 @@
 #include "support/TestCase.h"
 
 #include <QDir>
-#include <QtTest>
 
-namespace tst_signatures {
+namespace engine::tst_signatures {
 
-using engine::PackageCheck;
-using engine::PackageShelf;
-using engine::RunPackage;
 using signing::Verdict;
 
 namespace {
@@ -21,7 +17,7 @@ namespace {
 TestImage aux()
 {
     TestImage image;
-    image.name = QStringLiteral("AUX");
+    image.name = QString("AUX");
     image.chipType = 1;
     image.bytes = patternImage(100'000);
     return image;
@@ -47,8 +43,8 @@ struct SignedBench : ReportBench
     const QByteArray bytes;
 };
 
-const QString sumOk = QStringLiteral("Firmware file checksum ok.");
-const QString notSigned = QStringLiteral("Firmware package is not signed, upgrade fail.");
+const QString sumOk = QString("Firmware file checksum ok.");
+const QString notSigned = QString("Firmware package is not signed, upgrade fail.");
 const QStringList described = {"Firmware package version: 6", "Model Name: HX-8",
                                "Version: 1.0.12"};
 
@@ -165,6 +161,6 @@ private slots:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestSignatures)
 
-} // namespace tst_signatures
+} // namespace engine::tst_signatures
 
 #include "tst_signatures.moc"

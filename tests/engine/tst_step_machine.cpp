@@ -4,29 +4,21 @@
 #include "engine/steps/StepMachine.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
 #include <map>
 #include <vector>
 
-namespace tst_step_machine {
+namespace engine::tst_step_machine {
 
-namespace action = engine::action;
-using engine::Action;
-using engine::Event;
-using engine::RunEvent;
-using engine::Step;
-using engine::StepMachine;
 using protocol::Reply;
 
 using Events = QList<Event>;
 using Actions = std::vector<Action>;
 
-} // namespace tst_step_machine
+} // namespace engine::tst_step_machine
 
-Q_DECLARE_METATYPE(tst_step_machine::Actions)
+Q_DECLARE_METATYPE(engine::tst_step_machine::Actions)
 
-namespace tst_step_machine {
+namespace engine::tst_step_machine {
 
 namespace {
 
@@ -34,7 +26,7 @@ namespace {
 struct MachineBench : ReportBench
 {
     MachineBench()
-        : machine({output, report, [](Step) { return QStringLiteral("AUX"); },
+        : machine({output, report, [](Step) { return QString("AUX"); },
                    [this](Action action, const Reply &reply) { return run(action, reply); }})
     {
         report.begin();
@@ -79,7 +71,7 @@ private slots:
                                                                         "step");
 
         const Event silence = Event::Silence;
-        const QString readName = QStringLiteral("Read model name.");
+        const QString readName = QString("Read model name.");
         const QStringList retries{"Read model name fail, retry 1.",
                                   "Read model name fail, retry 2."};
         const Action again = &action::readModelName;
@@ -224,6 +216,6 @@ private slots:
 
 AGENT_TEST(TestStepMachine)
 
-} // namespace tst_step_machine
+} // namespace engine::tst_step_machine
 
 #include "tst_step_machine.moc"

@@ -4,19 +4,10 @@
 #include "support/TestCase.h"
 
 #include <QSet>
-#include <QtTest>
 
 #include <set>
 
-namespace tst_table {
-
-using engine::allOf;
-using engine::Event;
-using engine::findTransition;
-using engine::nameOf;
-using engine::Step;
-using engine::stepTable;
-using engine::Transition;
+namespace engine::tst_table {
 
 namespace {
 
@@ -118,16 +109,15 @@ private slots:
     {
         QFETCH(int, step);
         QFETCH(QString, events);
-        const QStringList expected = events.split(QLatin1Char(' '));
+        const QStringList expected = events.split(' ');
         const QList<int> attempts = attemptsOf(Step(step));
         for (const Event event : allOf<Event>()) {
             const QString name = QString::fromLatin1(nameOf(event));
             const bool isExpected = expected.contains(name) || anywhere.count(event) > 0;
             for (const int attempt : attempts) {
                 const int lines = linesFor(Step(step), event, attempt);
-                QVERIFY2(
-                    lines == (isExpected ? 1 : 0),
-                    qPrintable(QStringLiteral("%1, try %2: %3").arg(name).arg(attempt).arg(lines)));
+                QVERIFY2(lines == (isExpected ? 1 : 0),
+                         qPrintable(QString("%1, try %2: %3").arg(name).arg(attempt).arg(lines)));
             }
         }
     }
@@ -218,9 +208,9 @@ private slots:
         for (const Transition &line : stepTable()) {
             const QString text = QString::fromLatin1(line.text);
             const bool isRetry = line.kind == Transition::Kind::Retry;
-            QCOMPARE(text.contains(QLatin1String("retry ")), isRetry);
+            QCOMPARE(text.contains("retry "), isRetry);
             if (isRetry)
-                QVERIFY2(text.contains(QStringLiteral("retry %1.").arg(line.retry)), line.text);
+                QVERIFY2(text.contains(QString("retry %1.").arg(line.retry)), line.text);
         }
     }
 
@@ -238,7 +228,7 @@ private slots:
         QFETCH(QString, fault);
         Scenario scenario({testChip("MAIN", 0, 0, "1.0.0"), testChip("AUX", 1, 0, "1.0.0", 2)},
                           {testImage("MAIN", 0, {2, 0, 0}), testImage("AUX", 1, {2, 0, 0}, 2)});
-        const QString twice = fault + QStringLiteral(":count=twice,word=");
+        const QString twice = fault + QString(":count=twice,word=");
         for (const char *word : {"model-name", "block,type=0", "block,type=1"})
             scenario.addFault(twice + QLatin1String(word));
         for (const char *word : {"bootcode", "product-info", "version", "enter"}) {
@@ -246,12 +236,12 @@ private slots:
                 scenario.addFault(twice + QLatin1String(word) + QLatin1String(chip));
         }
         // One main MCU restart and one reboot are polled, each twice without success.
-        scenario.addFault(twice + QStringLiteral("product-id"));
-        scenario.addFault(twice + QStringLiteral("product-id,skip=3"));
-        const bool refusesByStatus = fault == QLatin1String("refuse");
+        scenario.addFault(twice + QString("product-id"));
+        scenario.addFault(twice + QString("product-id,skip=3"));
+        const bool refusesByStatus = fault == "refuse";
         if (!refusesByStatus) { // these two take a refusal for an answer
-            scenario.addFault(twice + QStringLiteral("reboot"));
-            scenario.addFault(twice + QStringLiteral("set-virtual-version"));
+            scenario.addFault(twice + QString("reboot"));
+            scenario.addFault(twice + QString("set-virtual-version"));
         }
         QVERIFY(scenario.run({"MAIN,0,0", "AUX,1,0"}, 2));
         QVERIFY(scenario.succeeded());
@@ -266,6 +256,6 @@ private slots:
 
 AGENT_TEST(TestTable)
 
-} // namespace tst_table
+} // namespace engine::tst_table
 
 #include "tst_table.moc"

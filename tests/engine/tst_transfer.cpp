@@ -4,9 +4,7 @@
 #include "protocol/CommandWords.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_transfer {
+namespace engine::tst_transfer {
 
 using platform::TimeOuts;
 
@@ -28,7 +26,7 @@ struct Fixture : Scenario
 {
     explicit Fixture(int size = 700, int sizeOfB = 0,
                      const std::optional<TimeOuts> &timeOuts = std::nullopt)
-        : Scenario(chips, images(size, sizeOfB), QStringLiteral("1.0.12"), timeOuts)
+        : Scenario(chips, images(size, sizeOfB), QString("1.0.12"), timeOuts)
     {
     }
 
@@ -43,35 +41,34 @@ struct Fixture : Scenario
     /** What is said between the first Enter and the reboot. */
     QStringList transfer() const
     {
-        const int from =
-            lines.indexOf(QStringLiteral("Send 'Enter F/W Upgrade Mode' command to 'A'."));
-        return lines.mid(from, lines.indexOf(QStringLiteral("Send reboot command.")) - from);
+        const int from = lines.indexOf("Send 'Enter F/W Upgrade Mode' command to 'A'.");
+        return lines.mid(from, lines.indexOf("Send reboot command.") - from);
     }
 
     QString frames() const
     {
         const QStringList words = sentWords();
-        const int from = words.indexOf(QStringLiteral("7900"));
-        return words.mid(from, words.indexOf(QStringLiteral("7902")) - from).join(' ');
+        const int from = words.indexOf("7900");
+        return words.mid(from, words.indexOf("7902") - from).join(' ');
     }
 };
 
-const QString enter = QStringLiteral("Send 'Enter F/W Upgrade Mode' command to 'A'.");
-const QString entered = QStringLiteral("'A' Enter 'F/W Update Mode' success.");
+const QString enter = QString("Send 'Enter F/W Upgrade Mode' command to 'A'.");
+const QString entered = QString("'A' Enter 'F/W Update Mode' success.");
 const QStringList writing{"Erasing...", "Erase success.\r\nWriting..."};
-const QString givenUp = QStringLiteral("'A' F/W Update fail.");
-const QString failedRow = QStringLiteral("UPGRADERESULT|A,1,0,1,1,65,1,0,0,0,1,1,2|2");
+const QString givenUp = QString("'A' F/W Update fail.");
+const QString failedRow = QString("UPGRADERESULT|A,1,0,1,1,65,1,0,0,0,1,1,2|2");
 const QStringList written{"UPGRADERESULT|A,1,0,1,1,65,1,0,0,0,1,1,1|1",
                           "Write firmware 'A' success.", "Write all firmware success."};
 
 QString enterRetry(int number)
 {
-    return QStringLiteral("'A' Enter F/W Update Mode fail, retry %1.").arg(number);
+    return QString("'A' Enter F/W Update Mode fail, retry %1.").arg(number);
 }
 
 QString writeRetry(int number)
 {
-    return QStringLiteral("'A' F/W update fail, retry %1.").arg(number);
+    return QString("'A' F/W update fail, retry %1.").arg(number);
 }
 
 } // namespace
@@ -122,8 +119,8 @@ private slots:
     void refusedOnceThenSilent()
     {
         Fixture fixture;
-        fixture.addFault(QStringLiteral("refuse:word=enter,count=once"));
-        fixture.addFault(QStringLiteral("silent:word=enter,skip=1,count=once"));
+        fixture.addFault("refuse:word=enter,count=once");
+        fixture.addFault("silent:word=enter,skip=1,count=once");
         QVERIFY(fixture.run({"A,1,0"}, 5));
         QVERIFY(fixture.succeeded());
         QVERIFY(sameTranscript(fixture.transfer(), QStringList{enter, enterRetry(1), enter,
@@ -141,9 +138,9 @@ private slots:
         QVERIFY(sameTranscript(fixture.transfer(), once + QStringList{writeRetry(1)} + once +
                                                        QStringList{writeRetry(2)} + once +
                                                        QStringList{failedRow, givenUp}));
-        QCOMPARE(fixture.frames(), QStringLiteral("7900 7901:0 7900 7901:0 7900 7901:0"));
+        QCOMPARE(fixture.frames(), QString("7900 7901:0 7900 7901:0 7900 7901:0"));
         QCOMPARE(fixture.results(1), QString("2"));
-        QVERIFY(fixture.lines.contains(QStringLiteral("Ignore to set virtual version.")));
+        QVERIFY(fixture.lines.contains("Ignore to set virtual version."));
     }
 
     void shortImageThenTheNext()
@@ -156,7 +153,7 @@ private slots:
         QStringList progress;
         for (const double value : qAsConst(fixture.progress))
             progress.append(QString::number(value, 'f', 2));
-        QCOMPARE(progress.join(' '), QStringLiteral("0.00 0.00 0.00 50.00 50.00 99.80 0.00"));
+        QCOMPARE(progress.join(' '), QString("0.00 0.00 0.00 50.00 50.00 99.80 0.00"));
     }
 
     void sizes_data()
@@ -174,7 +171,7 @@ private slots:
         QVERIFY(fixture.succeeded());
         QCOMPARE(fixture.results(1), QString("1"));
         const int blocks = (size + 255) / 256;
-        QCOMPARE(fixture.frames().count(QStringLiteral("7901")), blocks);
+        QCOMPARE(fixture.frames().count(QString("7901")), blocks);
         const QByteArray image = patternImage(size, 2);
         QCOMPARE(fixture.device.flash(1, 0).left(size), image);
         QCOMPARE(fixture.device.flash(1, 0).mid(size), QByteArray(blocks * 256 - size, '\xFF'));
@@ -195,11 +192,11 @@ private slots:
     void file()
     {
         Fixture fixture;
-        QFile image(fixture.packagePath() + QStringLiteral(".bin"));
+        QFile image(fixture.packagePath() + QString(".bin"));
         QVERIFY(image.open(QIODevice::WriteOnly));
         image.write(patternImage(700, 9));
         image.close();
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         fixture.clear();
         QVERIFY(fixture.engine->slotWriteMultBoard(1, 0, image.fileName()));
         QVERIFY(fixture.engine->runActive());
@@ -225,14 +222,14 @@ private slots:
     {
         QFETCH(QString, name);
         Fixture fixture(700, 0, EngineHarness::withShortGuard());
-        fixture.engine->slotConnect(QStringLiteral("ttyS2"));
+        fixture.engine->slotConnect("ttyS2");
         fixture.clear();
         const QString folder = QFileInfo(fixture.packagePath()).path();
-        QVERIFY(fixture.engine->slotWriteMultBoard(1, 0, folder + QLatin1Char('/') + name));
+        QVERIFY(fixture.engine->slotWriteMultBoard(1, 0, folder + '/' + name));
         QVERIFY(fixture.waitForEnd());
         QCOMPARE(fixture.with("F/W update fail"),
                  QStringList({"'' F/W update fail, retry 1.", "'' F/W update fail, retry 2."}));
-        QVERIFY(fixture.lines.contains(QStringLiteral("'' F/W Update fail.")));
+        QVERIFY(fixture.lines.contains("'' F/W Update fail."));
         QCOMPARE(fixture.count("7900"), 3);
         QCOMPARE(fixture.count("7901:0"), 0);
         QVERIFY(!fixture.engine->runActive());
@@ -245,7 +242,7 @@ private slots:
         QVERIFY(undisturbed.run({"A,1,0"}, 5));
         Fixture fixture;
         fixture.link->answerInstead = [&](const QByteArray &frame) {
-            fixture.engine->slotWriteMultBoard(2, 0, QStringLiteral("other.bin"));
+            fixture.engine->slotWriteMultBoard(2, 0, QString("other.bin"));
             fixture.engine->getProductInfo();
             fixture.engine->setProductInfo({"A,1,0,1,1,65"});
             return QList<QByteArray>{fixture.link->deviceAnswer(frame)};
@@ -263,20 +260,20 @@ private slots:
         QStringList lines;
         connect(&engine, &ControlCenter::message, &engine,
                 [&](const QStringList &list) { lines.append(list.join('|')); });
-        QVERIFY(engine.slotWriteMultBoard(1, 0, QStringLiteral("image.bin")));
+        QVERIFY(engine.slotWriteMultBoard(1, 0, QString("image.bin")));
         QVERIFY(lines.isEmpty());
         QTRY_VERIFY(!engine.runActive());
         // Nothing is sent, so nothing is said of a send either.
-        QVERIFY(lines.filter(QStringLiteral("Send 'Enter")).isEmpty());
-        QCOMPARE(lines.first(), QStringLiteral("'' Enter F/W Update Mode fail, retry 1."));
-        QCOMPARE(lines.filter(QStringLiteral("Enter F/W Update Mode fail.")).size(), 3);
-        QVERIFY(lines.contains(QStringLiteral("'' F/W Update fail.")));
-        QVERIFY(lines.contains(QStringLiteral("APPSTATUS|5")));
+        QVERIFY(lines.filter("Send 'Enter").isEmpty());
+        QCOMPARE(lines.first(), QString("'' Enter F/W Update Mode fail, retry 1."));
+        QCOMPARE(lines.filter("Enter F/W Update Mode fail.").size(), 3);
+        QVERIFY(lines.contains("'' F/W Update fail."));
+        QVERIFY(lines.contains("APPSTATUS|5"));
     }
 };
 
 AGENT_TEST(TestTransfer)
 
-} // namespace tst_transfer
+} // namespace engine::tst_transfer
 
 #include "tst_transfer.moc"

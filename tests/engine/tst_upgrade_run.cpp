@@ -9,28 +9,21 @@
 
 #include <QFile>
 #include <QTemporaryDir>
-#include <QtTest>
 
-namespace tst_upgrade_run {
+namespace engine::tst_upgrade_run {
 
 namespace field = package::field;
 namespace netImage = links::netImage;
-namespace runWord = engine::runWord;
 using bytes::ByteSource;
-using engine::Event;
-using engine::PackageShelf;
-using engine::RunEvent;
-using engine::RunPackage;
-using engine::UpgradeRun;
 using platform::Platform;
 
 using Images = QVector<TestImage>;
 
 namespace {
 
-const QString mainRow = QStringLiteral("MAIN,0,0,1,1,65,1,0,0,0,1,0,0");
-const QString auxRow = QStringLiteral("AUX,1,2,2,1,65,1,0,0,0,1,0,0");
-const QString netRow = QStringLiteral("NET,32,0,1,1,65,1,0,0,0,1,0,0");
+const QString mainRow = QString("MAIN,0,0,1,1,65,1,0,0,0,1,0,0");
+const QString auxRow = QString("AUX,1,2,2,1,65,1,0,0,0,1,0,0");
+const QString netRow = QString("NET,32,0,1,1,65,1,0,0,0,1,0,0");
 
 Images allImages()
 {
@@ -47,7 +40,7 @@ struct RunBench : ReportBench
           package(keys()),
           run({rows, shelf, package, output, report, progress,
                [this](quint8 type, quint8 index, const QByteArray &image) {
-                   written += QStringLiteral("%1,%2,%3").arg(type).arg(index).arg(image.size());
+                   written += QString("%1,%2,%3").arg(type).arg(index).arg(image.size());
                },
                [this](ByteSource &image) {
                    installed += image.read(0, image.size());
@@ -58,8 +51,8 @@ struct RunBench : ReportBench
         setPackage(makePackage(images));
     }
 
-    QString path() const { return dir.filePath(QStringLiteral("FW.fwm")); }
-    QString keys() const { return dir.filePath(QStringLiteral("keys")); }
+    QString path() const { return dir.filePath("FW.fwm"); }
+    QString keys() const { return dir.filePath("keys"); }
     void setPackage(const QByteArray &bytes)
     {
         QFile file(path());
@@ -69,7 +62,7 @@ struct RunBench : ReportBench
     FoundEvent start(int mode)
     {
         run.begin(mode);
-        return run.start(path(), {QStringLiteral("MAIN,0,0")});
+        return run.start(path(), {QString("MAIN,0,0")});
     }
     /** A run that has read these rows, and is at the first. */
     void startAt(const QStringList &readRows, int mode)
@@ -137,7 +130,7 @@ private slots:
         QTest::addColumn<QStringList>("lines");
         QTest::addColumn<QStringList>("reasons");
         const QByteArray good = makePackage(allImages());
-        const QString sumOk = QStringLiteral("Firmware file checksum ok.");
+        const QString sumOk = QString("Firmware file checksum ok.");
         const auto row = [](const char *name, const QByteArray &package, const QStringList &lines,
                             const char *reason) {
             QTest::newRow(name) << package << lines << QStringList{reason};
@@ -250,7 +243,7 @@ private slots:
                                 << QStringList{line,
                                                "UPGRADERESULT|" + row.left(row.size() - 1) + "2|2"};
         };
-        const QString badChip = QStringLiteral("Chip type or chip index error.");
+        const QString badChip = QString("Chip type or chip index error.");
         refused("no number", "AUX,x,0,2,1,65,1,0,0,0,1,0,0", badChip);
         refused("not a byte", "AUX,1,256,2,1,65,1,0,0,0,1,0,0", badChip);
         refused("no record", "KEY,4,0,2,1,65,1,0,0,0,1,0,0",
@@ -395,6 +388,6 @@ private slots:
 
 AGENT_TEST(TestUpgradeRun)
 
-} // namespace tst_upgrade_run
+} // namespace engine::tst_upgrade_run
 
 #include "tst_upgrade_run.moc"

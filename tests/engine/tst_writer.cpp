@@ -6,15 +6,10 @@
 #include "support/TestCase.h"
 #include "upload/CoreUpload.h"
 
-#include <QtTest>
-
-namespace tst_writer {
+namespace engine::tst_writer {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
-using engine::CommandChannel;
-using engine::ImageWriter;
-using engine::RunEvent;
 using platform::Platform;
 
 namespace {
@@ -90,7 +85,7 @@ private slots:
         }
         QStringList reported;
         for (const RunEvent &event : qAsConst(bench.events))
-            reported += QStringLiteral("%1 %2").arg(event.attempt).arg(event.text);
+            reported += QString("%1 %2").arg(event.attempt).arg(event.text);
         const QStringList enter{"1 'AUX' Enter F/W Update Mode fail, retry 1.",
                                 "2 'AUX' Enter F/W Update Mode fail, retry 2.",
                                 "0 'AUX' Enter F/W Update Mode fail."};
@@ -167,6 +162,6 @@ private slots:
 
 AGENT_TEST(TestWriter)
 
-} // namespace tst_writer
+} // namespace engine::tst_writer
 
 #include "tst_writer.moc"

@@ -3,18 +3,11 @@
 #include "planning/VersionRule.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
 Q_DECLARE_METATYPE(planning::Decision::Verdict)
 
-namespace tst_decide {
+namespace planning::tst_decide {
 
 using package::MatchMask;
-using planning::compareVersions;
-using planning::decideForRow;
-using planning::Decision;
-using planning::versionOf;
-using planning::VersionOrder;
 
 namespace {
 
@@ -22,15 +15,15 @@ using Verdict = Decision::Verdict;
 
 QStringList row(const char *text)
 {
-    return QString::fromLatin1(text).split(QLatin1Char(','));
+    return QString::fromLatin1(text).split(',');
 }
 
 const QString greater =
-    QStringLiteral("Firmware version V%1 greater than the 'A' version V%2, will upgrade.");
+    QString("Firmware version V%1 greater than the 'A' version V%2, will upgrade.");
 const QString equal =
-    QStringLiteral("Firmware version V%1 equal to the 'A' version V%2, will not upgrade.");
+    QString("Firmware version V%1 equal to the 'A' version V%2, will not upgrade.");
 const QString less =
-    QStringLiteral("Firmware version V%1 less than the 'A' version V%2, will not upgrade.");
+    QString("Firmware version V%1 less than the 'A' version V%2, will not upgrade.");
 
 } // namespace
 
@@ -65,7 +58,7 @@ private slots:
         QFETCH(QString, running);
         QFETCH(int, order);
         const auto version = [](const QString &text) {
-            return versionOf((QStringLiteral("n,1,0,2,3,65,") + text).split(QLatin1Char(',')));
+            return versionOf((QString("n,1,0,2,3,65,") + text).split(','));
         };
         QCOMPARE(int(compareVersions(version(package), version(running))), order);
     }
@@ -129,8 +122,8 @@ private slots:
             decideForRow(row("A,1,0,2,3,65,0,0,0"), list, MatchMask::newerVersion());
         QStringList seen;
         for (const auto &rejection : decision.rejections)
-            seen.append(QStringLiteral("%1:%2").arg(rejection.entry).arg(rejection.field));
-        QCOMPARE(seen.join(' '), QStringLiteral("1:3 2:4 3:5"));
+            seen.append(QString("%1:%2").arg(rejection.entry).arg(rejection.field));
+        QCOMPARE(seen.join(' '), QString("1:3 2:4 3:5"));
     }
 
     void firstFittingEntryDecides()
@@ -175,18 +168,17 @@ private slots:
     void nameMayHoldAnything()
     {
         QStringList odd = row("A,1,0,2,3,65,0,0,0");
-        odd[0] = QStringLiteral("%5 %1 %%");
+        odd[0] = QString("%5 %1 %%");
         const Decision decision =
             decideForRow(odd, {"E,1,1,2,3,65,1,2,3"}, MatchMask::newerVersion());
-        QCOMPARE(
-            decision.line,
-            QStringLiteral("Firmware version V1.2.3 greater than the '%5 %1 %%' version V0.0.0, "
-                           "will upgrade."));
+        QCOMPARE(decision.line,
+                 QString("Firmware version V1.2.3 greater than the '%5 %1 %%' version V0.0.0, "
+                         "will upgrade."));
     }
 };
 
 AGENT_TEST(TestDecide)
 
-} // namespace tst_decide
+} // namespace planning::tst_decide
 
 #include "tst_decide.moc"

@@ -3,13 +3,9 @@
 #include "protocol/McuFrame.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_late {
+namespace planning::tst_late {
 
 namespace mcu = protocol::mcu;
-using planning::rowOfLateAnswer;
-using planning::TypeAndIndexTable;
 using protocol::Reply;
 
 namespace {
@@ -71,6 +67,6 @@ private slots:
 
 AGENT_TEST(TestLate)
 
-} // namespace tst_late
+} // namespace planning::tst_late
 
 #include "tst_late.moc"

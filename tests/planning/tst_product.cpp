@@ -4,12 +4,8 @@
 #include "support/MessageRecorder.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
+namespace planning::tst_product {
 
-namespace tst_product {
-
-namespace productCommand = planning::productCommand;
-namespace productReport = planning::productReport;
 using protocol::ProductRecord;
 
 namespace {
@@ -34,7 +30,7 @@ QByteArray described(const QList<const char *> &chips)
 
 QByteArray payloadFor(const char *row, const QByteArray &description)
 {
-    const auto command = productCommand::build(QString::fromLatin1(row).split(QLatin1Char(',')),
+    const auto command = productCommand::build(QString::fromLatin1(row).split(','),
                                                productCommand::parse(description).document);
     return command.error == productCommand::Error::None
                ? command.payload.toHex()
@@ -216,8 +212,7 @@ void TestProduct::reportOfARow()
 {
     QFETCH(QString, row);
     QFETCH(QString, report);
-    QCOMPARE(productReport::rowText(row.split(QLatin1Char(','))),
-             report.replace(QStringLiteral("|"), QStringLiteral("\r\n")));
+    QCOMPARE(productReport::rowText(row.split(',')), report.replace("|", QString("\r\n")));
 }
 
 void TestProduct::reportOfARecord()
@@ -238,6 +233,6 @@ void TestProduct::reportOfARecord()
 
 AGENT_TEST(TestProduct)
 
-} // namespace tst_product
+} // namespace planning::tst_product
 
 #include "tst_product.moc"

@@ -8,31 +8,13 @@
 #include "planning/VirtualVersion.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
 Q_DECLARE_METATYPE(planning::ImageChoice::Kind)
 Q_DECLARE_METATYPE(planning::ImageRules::Net)
 
-namespace tst_rules {
+namespace planning::tst_rules {
 
-namespace upgradeMode = planning::upgradeMode;
 using bytes::BytesSource;
 using package::MatchMask;
-using planning::chooseImage;
-using planning::comparesModel;
-using planning::decideForRow;
-using planning::Decision;
-using planning::goesFirst;
-using planning::ImageChoice;
-using planning::ImageRules;
-using planning::maskOf;
-using planning::modelName;
-using planning::packageForm;
-using planning::PackageForm;
-using planning::recordEndsRun;
-using planning::silenceEndsRun;
-using planning::TypeAndIndexTable;
-using planning::virtualVersionAfter;
 
 using Kind = ImageChoice::Kind;
 using Net = ImageRules::Net;
@@ -148,6 +130,6 @@ private slots:
 
 AGENT_TEST(TestRules)
 
-} // namespace tst_rules
+} // namespace planning::tst_rules
 
 #include "tst_rules.moc"

@@ -4,13 +4,7 @@
 #include "planning/VirtualVersion.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_table {
-
-namespace upgradeMode = planning::upgradeMode;
-using planning::TypeAndIndexTable;
-using planning::virtualVersionByte;
+namespace planning::tst_table {
 
 class TestTable : public QObject
 {
@@ -34,8 +28,8 @@ private slots:
         const TypeAndIndexTable table(QStringList{"MAIN,0,0,,,,,,,,,0,0"});
         QCOMPARE(table.value(line, index), QString());
         QCOMPARE(table.number(line, index), 0);
-        QCOMPARE(table.value(0, 0), QStringLiteral("MAIN"));
-        QCOMPARE(table.value(0, 12), QStringLiteral("0"));
+        QCOMPARE(table.value(0, 0), QString("MAIN"));
+        QCOMPARE(table.value(0, 12), QString("0"));
     }
 
     void writesOutsideDoNothing()
@@ -46,7 +40,7 @@ private slots:
         table.setValue(0, -1, "x");
         table.setValue(0, 1'000'000, "x");
         QCOMPARE(table.count(), 1);
-        QCOMPARE(table.row(0), QStringLiteral("A,1,0"));
+        QCOMPARE(table.row(0), QString("A,1,0"));
         TypeAndIndexTable empty;
         empty.setValue(0, 0, "x");
         empty.setAll(12, "2");
@@ -57,25 +51,25 @@ private slots:
     {
         TypeAndIndexTable table(QStringList{"A"});
         table.setValue(0, 12, "2");
-        QCOMPARE(table.row(0), QStringLiteral("A,,,,,,,,,,,,2"));
+        QCOMPARE(table.row(0), QString("A,,,,,,,,,,,,2"));
         table.setValue(0, 1, "17");
-        QCOMPARE(table.row(0), QStringLiteral("A,17,,,,,,,,,,,2"));
+        QCOMPARE(table.row(0), QString("A,17,,,,,,,,,,,2"));
     }
 
     void longRowsKeepTheirTail()
     {
         TypeAndIndexTable table(QStringList{"A,1,0,3,4,5,6,7,8,9,10,11,12,13,14"});
         table.setValue(0, 12, "2");
-        QCOMPARE(table.row(0), QStringLiteral("A,1,0,3,4,5,6,7,8,9,10,11,2,13,14"));
+        QCOMPARE(table.row(0), QString("A,1,0,3,4,5,6,7,8,9,10,11,2,13,14"));
     }
 
     void setAll()
     {
         TypeAndIndexTable table(QStringList{"A,1,0,,,,,,,,,0,0", "B", ""});
         table.setAll(12, "2");
-        QCOMPARE(table.row(0), QStringLiteral("A,1,0,,,,,,,,,0,2"));
-        QCOMPARE(table.row(1), QStringLiteral("B,,,,,,,,,,,,2"));
-        QCOMPARE(table.row(2), QStringLiteral(",,,,,,,,,,,,2"));
+        QCOMPARE(table.row(0), QString("A,1,0,,,,,,,,,0,2"));
+        QCOMPARE(table.row(1), QString("B,,,,,,,,,,,,2"));
+        QCOMPARE(table.row(2), QString(",,,,,,,,,,,,2"));
     }
 
     void mainMcu_data()
@@ -110,10 +104,10 @@ private slots:
         const tests::DataTable<QString, int, QString, int> rows("row", "mode", "completed",
                                                                 "fields");
 
-        const QString nine = QStringLiteral("A,1,0,2,3,65,1,2,3");
+        const QString nine = QString("A,1,0,2,3,65,1,2,3");
         for (const int mode : {upgradeMode::newerOnly, upgradeMode::forced, 7}) {
             const auto name = [mode](const char *text) {
-                return QStringLiteral("mode %1, %2").arg(mode).arg(QLatin1String(text)).toLatin1();
+                return QString("mode %1, %2").arg(mode).arg(QLatin1String(text)).toLatin1();
             };
             rows(name("1 field").constData(), "A", mode, "A,,,,,,,,,0,0", 11);
             rows(name("2 fields").constData(), "A,1", mode, "A,1,,,,,,,,,0,0", 12);
@@ -142,7 +136,7 @@ private slots:
     /** In mode 1 the first row decides for all rows. */
     void completesByTheFirstRow()
     {
-        const QString nine = QStringLiteral("A,1,0,2,3,65,1,2,3");
+        const QString nine = QString("A,1,0,2,3,65,1,2,3");
         QCOMPARE(TypeAndIndexTable::completeRows({nine, "B,2"}, 1),
                  QStringList({nine + ",0,0,0,0", "B,2,0,0,0,0"}));
         QCOMPARE(TypeAndIndexTable::completeRows({"B,2", nine}, 1), QStringList({"B,2", nine}));
@@ -175,6 +169,6 @@ private slots:
 
 AGENT_TEST(TestTable)
 
-} // namespace tst_table
+} // namespace planning::tst_table
 
 #include "tst_table.moc"

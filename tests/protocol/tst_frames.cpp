@@ -7,17 +7,7 @@
 #include "protocol/Reply.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
-namespace tst_frames {
-
-namespace block = protocol::block;
-namespace command = protocol::command;
-namespace mcu = protocol::mcu;
-using protocol::AssemblerRules;
-using protocol::FrameAssembler;
-using protocol::ProductRecord;
-using protocol::Reply;
+namespace protocol::tst_frames {
 
 namespace {
 
@@ -250,6 +240,6 @@ private slots:
 
 AGENT_TEST(TestFrames)
 
-} // namespace tst_frames
+} // namespace protocol::tst_frames
 
 #include "tst_frames.moc"
