@@ -46,6 +46,8 @@ qint64 FakeCOMQ::writeBytes(const char *bytes, qint64 length)
     if (!m_open || (failWrite && failWrite(frame)))
         return -1;
     sent.append(frame);
+    if (onFrame)
+        onFrame(frame);
     if (answerInstead) {
         const auto chunks = answerInstead(frame);
         for (const QByteArray &chunk : chunks)
@@ -95,11 +97,8 @@ QByteArray FakeCOMQ::deviceAnswer(const QByteArray &frame)
 
 void FakeCOMQ::deliver(const QByteArray &bytes)
 {
-    if (!m_open)
-        return;
-    const int step = m_pieceSize > 0 ? m_pieceSize : bytes.size();
-    for (int at = 0; at < bytes.size(); at += step)
-        emit signalReceiveDatas(bytes.mid(at, step));
+    if (m_open)
+        emit signalReceiveDatas(bytes);
 }
 
 EngineHarness::EngineHarness(const DeviceDescription &description,
@@ -192,11 +191,22 @@ void EngineHarness::addFault(const QString &text)
     device.faults().add(*fault);
 }
 
+void EngineHarness::connectPort()
+{
+    engine->slotConnect("ttyS2");
+    clear();
+}
+
+void EngineHarness::start(const QStringList &rows, int mode)
+{
+    engine->slotConnect("ttyS2");
+    engine->uploadByMergeFW(packagePath(), rows, mode);
+}
+
 bool EngineHarness::run(const QStringList &rows, int mode)
 {
     clear();
-    engine->slotConnect("ttyS2");
-    engine->uploadByMergeFW(packagePath(), rows, mode);
+    start(rows, mode);
     return waitForEnd();
 }
 
@@ -217,6 +227,14 @@ void EngineHarness::clear()
     lines.clear();
     progress.clear();
     link->sent.clear();
+}
+
+QString EngineHarness::progressText() const
+{
+    QStringList values;
+    for (const double value : progress)
+        values.append(QString::number(value, 'f', 2));
+    return values.join(' ');
 }
 
 QStringList EngineHarness::sentWords() const

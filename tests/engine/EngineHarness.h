@@ -30,9 +30,9 @@ public:
     void plugIn() { m_present = true; }
     /** Delivers bytes as if the device had sent them. */
     void receive(const QByteArray &bytes) { emit signalReceiveDatas(bytes); }
-    /** Every chunk reaches the engine in pieces of this size; 0 leaves it whole. */
-    void setPieceSize(int size) { m_pieceSize = size; }
 
+    /** Called with each frame before it is answered. */
+    std::function<void(const QByteArray &frame)> onFrame;
     /** Answers a frame instead of the device, chunk by chunk. */
     std::function<QList<QByteArray>(const QByteArray &frame)> answerInstead;
     /** Called before each write; true makes it fail. */
@@ -58,7 +58,6 @@ private:
     QList<QByteArray> m_due;
     bool m_present = true;
     bool m_open = false;
-    int m_pieceSize = 0;
 };
 
 /** The real engine over a simulated device, with times scaled to milliseconds. */
@@ -88,7 +87,11 @@ public:
     void addFault(const QString &text);
     QString packagePath() const { return m_platform.paths.package; }
 
-    /** Connects, starts a run and waits for its end; the transcript is in `lines`. */
+    /** Opens the serial port, with nothing recorded of it. */
+    void connectPort();
+    /** Opens the serial port and starts a run. */
+    void start(const QStringList &rows, int mode);
+    /** Starts a run and waits for its end; the transcript is in `lines`. */
     bool run(const QStringList &rows, int mode);
     /** Clears the recorded lines and frames. */
     void clear();
@@ -99,6 +102,12 @@ public:
     /** One frame's word in that form. */
     static QString wordOf(const QByteArray &frame);
     QString sentText() const { return sentWords().join(' '); }
+    /** The number of sent frames of one command. */
+    int count(const char *word) const { return sentWords().count(word); }
+    /** The lines that contain `part`. */
+    QStringList with(const char *part) const { return lines.filter(part); }
+    bool succeeded() const { return lines.endsWith("APPSTATUS|6"); }
+    QString progressText() const;
     /** The result field of each row, in the rows' order. */
     QString results(int rows) const;
 

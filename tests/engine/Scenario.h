@@ -30,11 +30,18 @@ inline TestImage testImage(const char *name, int type, QVector<int> version, int
     return image;
 }
 
+/** Two MCUs, and an image for each that is newer. */
+inline const QStringList bothRows{"MAIN,0,0", "AUX,1,0"};
+inline const QVector<ChipDescription> bothChips{testChip("MAIN", 0, 0, "1.0.0"),
+                                                testChip("AUX", 1, 0, "1.0.0", 2)};
+inline const QVector<TestImage> bothImages{testImage("MAIN", 0, {1, 1, 0}, 1, 700),
+                                           testImage("AUX", 1, {1, 0, 1}, 2, 300)};
+
 /** A harness for any device and package. */
 struct Scenario : EngineHarness
 {
-    Scenario(const QVector<ChipDescription> &chips, const QVector<TestImage> &images,
-             const QString &release = QString("1.0.12"),
+    Scenario(const QVector<ChipDescription> &chips = bothChips,
+             const QVector<TestImage> &images = bothImages, const QString &release = "1.0.12",
              const std::optional<platform::TimeOuts> &timeOuts = std::nullopt)
         : EngineHarness(deviceOf(chips), std::nullopt, timeOuts)
     {
@@ -47,12 +54,4 @@ struct Scenario : EngineHarness
         description.chips = chips;
         return description;
     }
-
-    bool succeeded() const { return lines.endsWith("APPSTATUS|6"); }
-
-    /** The lines that contain `part`. */
-    QStringList with(const char *part) const { return lines.filter(QLatin1String(part)); }
-
-    /** The number of sent frames of one command. */
-    int count(const char *word) const { return sentWords().count(QLatin1String(word)); }
 };

@@ -2,6 +2,7 @@
 #include "engine/TestPackage.h"
 
 #include "bytes/Crc32.h"
+#include "support/NetFrames.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -53,9 +54,19 @@ QByteArray makePackage(const QVector<TestImage> &images, const QString &model,
     const QByteArray json =
         QJsonDocument(QJsonObject{{"model", model}, {"version", release}, {"chips", chips}})
             .toJson(QJsonDocument::Compact);
+    return withChecksum(packageWithJson(json).mid(8) + records);
+}
+
+QByteArray packageWithJson(const QByteArray &json)
+{
     QByteArray body("MTU\0\6", 5);
     body.append(char(json.size() & 0xFF)).append(char(json.size() >> 8));
-    return withChecksum(body + json + records);
+    return withChecksum(body + json);
+}
+
+QByteArray netImageOf(const QByteArray &archive)
+{
+    return netframes::header(archive) + archive;
 }
 
 QByteArray patternImage(int size, int seed)

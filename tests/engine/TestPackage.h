@@ -31,3 +31,7 @@ QByteArray patternImage(int size, int seed = 1);
 QByteArray withVersion(QByteArray package, int version);
 /** The bytes, preceded by their checksum in eight places. */
 QByteArray withChecksum(const QByteArray &body);
+/** A package with this description and no records. */
+QByteArray packageWithJson(const QByteArray &json);
+/** A NET image of version 1.23 with a digest that fits. */
+QByteArray netImageOf(const QByteArray &archive);

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/EngineHarness.h"
-#include "engine/TestPackage.h"
+#include "engine/Scenario.h"
 #include "engine/report/RunReporter.h"
 #include "engine/steps/StepTable.h"
 #include "protocol/CommandWords.h"
 #include "protocol/McuFrame.h"
+#include "support/RecordingShell.h"
 #include "support/TestCase.h"
-
-#include <QCryptographicHash>
 
 #include <thread>
 
@@ -22,22 +20,7 @@ using Kind = RunEvent::Kind;
 
 namespace {
 
-const QByteArray mainImage = patternImage(700, 1);
-const QByteArray auxImage = patternImage(300, 2);
-
-QByteArray twoImages()
-{
-    return makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage},
-                        {"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, auxImage}});
-}
-
-QByteArray netImage()
-{
-    const QByteArray archive = patternImage(1000, 3);
-    return "1.23" + QByteArray(1, '\0') +
-           QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex() +
-           QByteArray(25, '\0') + archive;
-}
+const QByteArray netImage = netImageOf(patternImage(1000, 3));
 
 QString described(const RunMcu &mcu)
 {
@@ -91,18 +74,18 @@ QString described(const RunEvent &event)
 }
 
 /** An engine with a device whose events are kept. */
-struct Fixture
+struct Fixture : EngineHarness
 {
-    explicit Fixture(const QByteArray &package, const std::optional<Shell> &shell = std::nullopt,
+    explicit Fixture(const QByteArray &package = makePackage(bothImages),
+                     const std::optional<Shell> &shell = std::nullopt,
                      const std::optional<TimeOuts> &timeOuts = std::nullopt)
-        : harness(EngineHarness::twoMcus(), shell, timeOuts)
+        : EngineHarness(twoMcus(), shell, timeOuts)
     {
-        harness.setPackage(package);
-        QObject::connect(harness.engine->runEvents(), &RunEvents::reported, harness.engine.get(),
+        setPackage(package);
+        QObject::connect(engine->runEvents(), &RunEvents::reported, engine.get(),
                          [this](const RunEvent &event) { events.append(described(event)); });
     }
 
-    EngineHarness harness;
     QStringList events;
 };
 
@@ -120,13 +103,13 @@ class TestEvents : public QObject
 private slots:
     void wholeRun()
     {
-        Fixture fixture(twoImages());
-        QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+        Fixture fixture;
+        QVERIFY(fixture.run(bothRows, 2));
         QVERIFY(sameTranscript(
             fixture.events, readBoth + wroteMain + QStringList{"writing AUX 1,0 1.0.0>1.0.1 300"} +
                                 wroteAux + QStringList{"restarting", "ended well 6: 2 0 0"}));
         fixture.events.clear();
-        QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
+        QVERIFY(fixture.run({"AUX,1,0"}, 5));
         QVERIFY(sameTranscript(fixture.events,
                                {"begun", "reading AUX", "writing AUX 1,0 1.0.0>1.0.1 300", "85 %",
                                 "written AUX 1,0 1.0.0>1.0.1 well", "restarting",
@@ -135,10 +118,10 @@ private slots:
 
     void retriesOfReads()
     {
-        Fixture fixture(twoImages());
-        fixture.harness.addFault("silent:word=bootcode,type=1,count=always");
-        fixture.harness.addFault("silent:word=version,type=0,count=once");
-        QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+        Fixture fixture;
+        fixture.addFault("silent:word=bootcode,type=1,count=always");
+        fixture.addFault("silent:word=version,type=0,count=once");
+        QVERIFY(fixture.run(bothRows, 2));
         QVERIFY(sameTranscript(
             fixture.events.mid(0, 8),
             {"begun", "reading MAIN", "reading AUX",
@@ -151,9 +134,9 @@ private slots:
 
     void retriesOfAnImage()
     {
-        Fixture fixture(twoImages());
-        fixture.harness.addFault("refuse:word=enter,type=1,count=always");
-        QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
+        Fixture fixture;
+        fixture.addFault("refuse:word=enter,type=1,count=always");
+        QVERIFY(fixture.run({"AUX,1,0"}, 5));
         const QStringList entering{"retry AUX 1: 'AUX' Enter F/W Update Mode fail, retry 1.",
                                    "retry AUX 2: 'AUX' Enter F/W Update Mode fail, retry 2.",
                                    "gave up AUX: 'AUX' Enter F/W Update Mode fail."};
@@ -166,9 +149,9 @@ private slots:
                                             "written AUX 1,0 1.0.0>1.0.1 badly", "restarting",
                                             "ended well 6: 0 1 0"}));
 
-        Fixture blocks(twoImages());
-        blocks.harness.addFault("silent:word=block,type=1,count=twice");
-        QVERIFY(blocks.harness.run({"AUX,1,0"}, 5));
+        Fixture blocks;
+        blocks.addFault("silent:word=block,type=1,count=twice");
+        QVERIFY(blocks.run({"AUX,1,0"}, 5));
         QVERIFY(sameTranscript(blocks.events.filter("retry"),
                                {"retry AUX 1: F/W update timeout, retry 1.",
                                 "retry AUX 2: F/W update timeout, retry 2."}));
@@ -177,8 +160,8 @@ private slots:
 
     void wrongModel()
     {
-        Fixture fixture(makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage}}, "HX-9"));
-        QVERIFY(fixture.harness.run({"MAIN,0,0"}, 2));
+        Fixture fixture(makePackage(bothImages, "HX-9"));
+        QVERIFY(fixture.run({"MAIN,0,0"}, 2));
         QVERIFY(sameTranscript(
             fixture.events, {"begun",
                              "gave up MAIN: Firmware Model Name is HX-9.\r\nDevice Model Name is "
@@ -189,9 +172,9 @@ private slots:
     /** An image of fewer than 256 bytes gets no verdict from the uploader. */
     void guardedRun()
     {
-        Fixture fixture(makePackage({{"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, patternImage(100, 2)}}),
-                        std::nullopt, EngineHarness::withShortGuard());
-        QVERIFY(fixture.harness.run({"AUX,1,0"}, 5));
+        Fixture fixture(makePackage({testImage("AUX", 1, {1, 0, 1}, 2, 100)}), std::nullopt,
+                        EngineHarness::withShortGuard());
+        QVERIFY(fixture.run({"AUX,1,0"}, 5));
         QCOMPARE(fixture.events.filter("No sign of life for too long.").isEmpty(), false);
         QCOMPARE(fixture.events.last().section(' ', 0, 0), QString("ended"));
     }
@@ -199,14 +182,14 @@ private slots:
     void moduleImage()
     {
         QStringList order;
-        Shell shell;
-        shell.run = [&order](const QString &) { order.append("command"); };
-        shell.readFirst = [](const QString &, int) { return netImage().mid(5, 32); };
-        Fixture fixture(makePackage({{"NET", 32, 1, 0, 0, '\0', {1, 23, 0}, netImage()}}), shell);
-        QObject::connect(fixture.harness.engine->runEvents(), &RunEvents::reported,
+        RecordingShell shell;
+        shell.onRun = [&order](const QString &) { order.append("command"); };
+        Fixture fixture(makePackage({{"NET", 32, 1, 0, 0, '\0', {1, 23, 0}, netImage}}),
+                        shell.shell());
+        QObject::connect(fixture.engine->runEvents(), &RunEvents::reported,
                          [&order](const RunEvent &event) { order.append(described(event)); });
-        QVERIFY(fixture.harness.run({"NET,32,0"}, 5));
-        const int size = netImage().size();
+        QVERIFY(fixture.run({"NET,32,0"}, 5));
+        const int size = netImage.size();
         QVERIFY(sameTranscript(fixture.events.filter(QRegularExpression("^[^0-9]")).mid(5),
                                {QString("writing NET 32,0 >1.23.0 %1").arg(size), "installing 1.23",
                                 "installed 1.23 well", "written NET 32,0 >1.23.0 well",
@@ -218,28 +201,25 @@ private slots:
     /** The device begins it by itself, outside of any run. */
     void moduleImageOfTheDevice()
     {
-        Shell shell;
-        shell.run = [](const QString &) {};
-        shell.readFirst = [](const QString &, int) { return netImage().mid(5, 32); };
-        Fixture fixture(twoImages(), shell);
-        fixture.harness.engine->slotConnect("ttyS2");
-        fixture.harness.engine->sendAppStatus(command::applicationStatus, 0);
+        RecordingShell shell;
+        Fixture fixture(makePackage(bothImages), shell.shell());
+        fixture.engine->slotConnect("ttyS2");
+        fixture.engine->sendAppStatus(command::applicationStatus, 0);
         QByteArray payload("\x01\x79\x01\x00\x40", 5);
-        payload += netImage();
-        fixture.harness.link->receive(
-            mcu::buildFrame(mcu::replyStart, {}, command::escape, payload));
+        payload += netImage;
+        fixture.link->receive(mcu::buildFrame(mcu::replyStart, {}, command::escape, payload));
         QVERIFY(sameTranscript(fixture.events, {"installing 1.23", "installed 1.23 well"}));
     }
 
     void nothingOutsideOfRuns()
     {
-        Fixture fixture(twoImages());
-        fixture.harness.addFault("silent:word=virtual-version,count=once");
-        fixture.harness.engine->slotConnect("ttyS2");
-        QVERIFY(!fixture.harness.engine->getMergeFWJSON(fixture.harness.packagePath()).isEmpty());
-        fixture.harness.engine->getProductInfo();
-        QVERIFY(fixture.harness.waitForEnd());
-        QVERIFY(fixture.harness.lines.filter("PISHOW").size() == 1);
+        Fixture fixture;
+        fixture.addFault("silent:word=virtual-version,count=once");
+        fixture.engine->slotConnect("ttyS2");
+        QVERIFY(!fixture.engine->getMergeFWJSON(fixture.packagePath()).isEmpty());
+        fixture.engine->getProductInfo();
+        QVERIFY(fixture.waitForEnd());
+        QVERIFY(fixture.lines.filter("PISHOW").size() == 1);
         QVERIFY(sameTranscript(fixture.events, {}));
     }
 
@@ -259,15 +239,14 @@ private slots:
     /** After a run that failed at its first row, a failing list still reports progress. */
     void listingOnAnotherThread()
     {
-        Fixture fixture(twoImages());
-        QVERIFY(QFile::remove(fixture.harness.packagePath()));
-        QVERIFY(fixture.harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+        Fixture fixture;
+        QVERIFY(QFile::remove(fixture.packagePath()));
+        QVERIFY(fixture.run(bothRows, 2));
         fixture.events.clear();
-        fixture.harness.progress.clear();
-        std::thread lister(
-            [&] { fixture.harness.engine->getMergeFWJSON(fixture.harness.packagePath()); });
+        fixture.progress.clear();
+        std::thread lister([&] { fixture.engine->getMergeFWJSON(fixture.packagePath()); });
         lister.join();
-        QTRY_COMPARE(fixture.harness.progress, QList<double>{50.0});
+        QTRY_COMPARE(fixture.progress, QList<double>{50.0});
         QCOMPARE(fixture.events, QStringList());
     }
 

@@ -6,25 +6,13 @@ namespace engine::tst_main_mcu {
 
 namespace {
 
-const QVector<TestImage> images{testImage("MAIN", 0, {2, 0, 0}, 1, 700),
-                                testImage("AUX", 1, {2, 0, 0}, 2, 300)};
-const QStringList rows{"MAIN,0,0", "AUX,1,0"};
-
-struct Fixture : Scenario
+QVector<ChipDescription> mainInBootcode(bool clears)
 {
-    explicit Fixture(const std::function<void(ChipDescription &main)> &change = {})
-        : Scenario(chips(change), images)
-    {
-    }
-
-    static QVector<ChipDescription> chips(const std::function<void(ChipDescription &)> &change)
-    {
-        ChipDescription main = testChip("MAIN", 0, 0, "1.0.0");
-        if (change)
-            change(main);
-        return {main, testChip("AUX", 1, 0, "1.0.0", 2)};
-    }
-};
+    QVector<ChipDescription> chips = bothChips;
+    chips.first().bootcode = true;
+    chips.first().bootcodeClears = clears;
+    return chips;
+}
 
 const QStringList start{"ConnectSuccess|ttyS2", "Firmware file checksum ok.", "Read model name."};
 
@@ -38,9 +26,9 @@ class TestMainMcu : public QObject
 private slots:
     void modelMismatch()
     {
-        Fixture fixture;
-        fixture.setPackage(makePackage(images, QString("HX-9")));
-        QVERIFY(fixture.run(rows, 2));
+        Scenario fixture;
+        fixture.setPackage(makePackage(bothImages, QString("HX-9")));
+        QVERIFY(fixture.run(bothRows, 2));
         QVERIFY(sameTranscript(
             fixture.lines,
             start + QStringList{"Firmware Model Name is HX-9.\r\nDevice Model Name is HX-8.\r\n"
@@ -50,14 +38,16 @@ private slots:
         QCOMPARE(fixture.results(2), QString("22"));
         QCOMPARE(fixture.sentText(), QString("F903"));
         // Mode 5 does not ask.
-        QVERIFY(fixture.run(rows, 5));
+        QVERIFY(fixture.run(bothRows, 5));
         QVERIFY(fixture.succeeded());
     }
 
     void invalidProductInformation()
     {
-        Fixture fixture([](ChipDescription &main) { main.productInformation = false; });
-        QVERIFY(fixture.run(rows, 2));
+        QVector<ChipDescription> chips = bothChips;
+        chips.first().productInformation = false;
+        Scenario fixture(chips);
+        QVERIFY(fixture.run(bothRows, 2));
         QVERIFY(sameTranscript(
             fixture.lines,
             start + QStringList{"Model Name match.", "Read bootcode information of 'MAIN'.",
@@ -70,30 +60,25 @@ private slots:
         QCOMPARE(fixture.sentText(), QString("F903 F900"));
     }
 
-    /** Of any other MCU the flag is only shown. */
-    void invalidInformationOfAnother()
+    /** Its flags are only shown, and only the main MCU goes before all others. */
+    void flagsOfAnother()
     {
-        Scenario fixture({testChip("MAIN", 0, 0, "1.0.0"),
-                          [] {
-                              ChipDescription aux = testChip("AUX", 1, 0, "1.0.0", 2);
-                              aux.productInformation = false;
-                              return aux;
-                          }()},
-                         images);
-        QVERIFY(fixture.run(rows, 2));
+        QVector<ChipDescription> chips = bothChips;
+        chips.last().productInformation = false;
+        chips.last().bootcode = true;
+        Scenario fixture(chips);
+        QVERIFY(fixture.run(bothRows, 2));
         QVERIFY(fixture.succeeded());
+        QVERIFY(fixture.with("first.").isEmpty());
         QCOMPARE(fixture.results(2), QString("11"));
     }
 
     /** A main MCU that never leaves its bootcode is written once in a run, and the run ends. */
     void bootcodeThatStays()
     {
-        Fixture fixture([](ChipDescription &main) {
-            main.bootcode = true;
-            main.bootcodeClears = false;
-        });
+        Scenario fixture(mainInBootcode(false));
         for (const int mode : {2, 5}) {
-            QVERIFY(fixture.run(rows, mode));
+            QVERIFY(fixture.run(bothRows, mode));
             QVERIFY(fixture.succeeded());
             QCOMPARE(fixture.with("start to upgrade main mcu first.").size(), 1);
             QCOMPARE(fixture.count("7901:2"), 1);
@@ -104,10 +89,7 @@ private slots:
     /** The second row for it does not put it first again. */
     void bootcodeInTwoRows()
     {
-        Fixture fixture([](ChipDescription &main) {
-            main.bootcode = true;
-            main.bootcodeClears = false;
-        });
+        Scenario fixture(mainInBootcode(false));
         QVERIFY(fixture.run({"MAIN,0,0", "MAIN,0,0"}, 2));
         QVERIFY(fixture.succeeded());
         QCOMPARE(fixture.with("start to upgrade main mcu first.").size(), 1);
@@ -119,7 +101,7 @@ private slots:
 
     void bootcodeFirstInALaterRow()
     {
-        Fixture fixture([](ChipDescription &main) { main.bootcode = true; });
+        Scenario fixture(mainInBootcode(true));
         QVERIFY(fixture.run({"AUX,1,0", "MAIN,0,0"}, 5));
         QVERIFY(fixture.succeeded());
         QCOMPARE(fixture.sentText(),
@@ -128,22 +110,10 @@ private slots:
         QCOMPARE(fixture.results(2), QString("11"));
     }
 
-    /** Only the main MCU goes before all others. */
-    void bootcodeOfAnother()
-    {
-        ChipDescription aux = testChip("AUX", 1, 0, "1.0.0", 2);
-        aux.bootcode = true;
-        Scenario fixture({testChip("MAIN", 0, 0, "1.0.0"), aux}, images);
-        QVERIFY(fixture.run(rows, 2));
-        QVERIFY(fixture.succeeded());
-        QVERIFY(fixture.with("first.").isEmpty());
-        QCOMPARE(fixture.results(2), QString("11"));
-    }
-
     /** A status other than 0 in the right form: the images are in, and that counts. */
     void virtualVersionRefusedByStatus()
     {
-        Fixture fixture;
+        Scenario fixture;
         fixture.addFault("refuse:word=set-virtual-version,status=3");
         QVERIFY(fixture.run({"AUX,1,0"}, 5));
         const int at = fixture.lines.indexOf("Start to set virtual version.");

@@ -6,11 +6,11 @@
 #include "engine/runs/RunEnd.h"
 #include "package/NetImage.h"
 #include "protocol/CommandWords.h"
+#include "support/FullDisk.h"
 #include "support/MinisignTool.h"
 #include "support/RecordingShell.h"
 #include "support/TestCase.h"
 
-#include <QCryptographicHash>
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -24,13 +24,6 @@ using platform::Platform;
 using protocol::Reply;
 
 namespace {
-
-QByteArray netImageOf(const QByteArray &archive)
-{
-    return "1.23" + QByteArray(1, '\0') +
-           QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex() +
-           QByteArray(25, '\0') + archive;
-}
 
 /** An install whose device is a test: status frames and ends are kept as texts. */
 struct InstallBench : ReportBench
@@ -56,6 +49,14 @@ struct InstallBench : ReportBench
     {
         QFile file(archivePath());
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("missing");
+    }
+    /** From now on packages must be signed. */
+    void installKey() const
+    {
+        const MinisignTool tool;
+        tool.makeKey("a");
+        QVERIFY(QDir(dir.path()).mkdir("keys"));
+        QVERIFY(QFile::copy(tool.path("a.pub"), dir.filePath("keys/a.pub")));
     }
     /** An extended frame of the device. */
     void take(quint16 word, const QByteArray &data = {})
@@ -218,11 +219,8 @@ private slots:
 
     void refusedWhilePackagesMustBeSigned()
     {
-        const MinisignTool tool;
         InstallBench bench;
-        QVERIFY(QDir(bench.dir.path()).mkdir("keys"));
-        tool.makeKey("a");
-        QVERIFY(QFile::copy(tool.path("a.pub"), bench.dir.filePath("keys/a.pub")));
+        bench.installKey();
         bench.take(command::enterUpdateMode, QByteArray(2, '\0'));
         bench.takeImage(netImageOf(QByteArray(600, 'a')), 256);
         QCOMPARE(bench.sent, (QStringList{"7900:3", refused, refused, refused}));
@@ -234,13 +232,10 @@ private slots:
 
     void keyThatAppearsStopsTheInstall()
     {
-        const MinisignTool tool;
-        tool.makeKey("a");
         InstallBench bench;
         const QByteArray image = netImageOf(QByteArray(600, 'a'));
         bench.takeBlock(1, image.left(300));
-        QVERIFY(QDir(bench.dir.path()).mkdir("keys"));
-        QVERIFY(QFile::copy(tool.path("a.pub"), bench.dir.filePath("keys/a.pub")));
+        bench.installKey();
         bench.takeBlock(2, image.mid(300, 300));
         bench.takeBlock(3, image.mid(600), true);
         QCOMPARE(bench.sent, (QStringList{accepted, accepted, refused}));
@@ -248,29 +243,60 @@ private slots:
         QVERIFY(bench.shell.commands().isEmpty());
     }
 
-    void imageOfAPackage_data()
+    /** The device may send the block again when there is free space. */
+    void fullDisk()
     {
-        const tests::DataTable<bool> rows("damaged");
-        rows("installed", false);
-        rows("damaged", true);
+        InstallBench bench;
+        const QByteArray image = netImageOf(patternImage(5000, 3));
+        bench.takeBlock(1, image.left(500));
+        {
+            const FullDisk full(600);
+            bench.takeBlock(2, image.mid(500, 900));
+        }
+        bench.takeBlock(2, image.mid(500, 900));
+        QCOMPARE(bench.sent, QStringList({accepted, refused, accepted}));
+        QCOMPARE(bench.archive(), image.mid(net::archiveOffset, 1400 - net::archiveOffset));
+    }
+
+    void imagesOfPackages_data()
+    {
+        const tests::DataTable<QByteArray, bool, QByteArray> rows("image", "good", "archive");
+        const QByteArray archive = patternImage(5000, 3);
+        const QByteArray image = netImageOf(archive);
+        rows("installed", image, true, archive);
+        rows("damaged", image + "x", false, archive + "x");
+        rows("digest in capitals", image.left(5) + image.mid(5, 32).toUpper() + image.mid(37),
+             false, archive);
+        rows("10 bytes", image.left(10), false, "");
+        rows("61 bytes", image.left(61), false, "");
     }
 
     /** The run continues afterwards, so it is not ended and the module does not reboot. */
-    void imageOfAPackage()
+    void imagesOfPackages()
     {
-        QFETCH(bool, damaged);
+        QFETCH(QByteArray, image);
+        QFETCH(bool, good);
         InstallBench bench;
-        const QByteArray archive = patternImage(5000, 3);
-        BytesSource image(netImageOf(archive) + (damaged ? "x" : ""));
-        QCOMPARE(bench.install.installFromPackage(image), !damaged);
-        QCOMPARE(bench.archive(), damaged ? archive + "x" : archive);
+        BytesSource source(image);
+        QCOMPARE(bench.install.installFromPackage(source), good);
+        QTEST(bench.archive(), "archive");
         QVERIFY(bench.ends.isEmpty());
         QVERIFY(bench.sent.isEmpty());
         QVERIFY(!bench.shell.commands().contains("sudo reboot"));
         QCOMPARE(bench.events.size(), 2);
         QCOMPARE(bench.events.at(0).kind, RunEvent::Kind::Installing);
         QCOMPARE(bench.events.at(0).mcu.offered, QString("1.23"));
-        QCOMPARE(bench.events.at(1).success, !damaged);
+        QCOMPARE(bench.events.at(1).success, good);
+    }
+
+    void imageOfAPackageCannotBeStored()
+    {
+        InstallBench bench;
+        QVERIFY(QDir().mkpath(bench.archivePath()));
+        BytesSource source(netImageOf("archive"));
+        QVERIFY(!bench.install.installFromPackage(source));
+        QVERIFY(bench.lines.contains("Create fw_net error, upgrade net fail."));
+        QVERIFY(bench.shell.commands().isEmpty());
     }
 };
 

@@ -1,30 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/EngineHarness.h"
-#include "engine/TestPackage.h"
-#include "protocol/BlockPayload.h"
+#include "engine/Scenario.h"
 #include "support/TestCase.h"
 
 namespace engine::tst_runs {
 
-namespace block = protocol::block;
-
 namespace {
-
-const QByteArray mainImage = patternImage(700, 1);
-const QByteArray auxImage = patternImage(300, 2);
-
-QByteArray twoImages()
-{
-    return makePackage({{"MAIN", 0, 1, 1, 1, 'A', {1, 1, 0}, mainImage},
-                        {"AUX", 1, 1, 2, 1, 'A', {1, 0, 1}, auxImage}});
-}
-
-/** What a chip's flash holds after `image`: whole blocks, the last one filled up. */
-QByteArray flashed(const QByteArray &image)
-{
-    const int rest = image.size() % block::dataSize;
-    return rest == 0 ? image : image + QByteArray(block::dataSize - rest, '\xFF');
-}
 
 const QStringList reads{
     "Read bootcode information of 'MAIN'.",
@@ -86,9 +66,8 @@ class TestRuns : public QObject
 private slots:
     void newerOnly()
     {
-        EngineHarness harness(EngineHarness::twoMcus());
-        harness.setPackage(twoImages());
-        QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 2));
+        Scenario harness;
+        QVERIFY(harness.run(bothRows, 2));
 
         const QStringList newerMain{
             "Firmware version V1.1.0 greater than the 'MAIN' version V1.0.0, will upgrade."};
@@ -97,37 +76,26 @@ private slots:
         QVERIFY(sameTranscript(
             harness.lines, start + QStringList{"Read model name.", "Model Name match."} + reads +
                                newerMain + mainWritten + newerAux + auxWritten + goodEnd));
-        QCOMPARE(harness.sentWords().join(' '),
+        QCOMPARE(harness.sentText(),
                  QString("F903 F900 F901 F900 F901 F902 F902 7900 7901:0 7901:1 7901:2 F802 "
                          "7900 7901:0 7901:1 7902 F802 7905"));
-        QCOMPARE(harness.device.flash(0, 0), flashed(mainImage));
-        QCOMPARE(harness.device.flash(1, 0), flashed(auxImage));
+        QCOMPARE(harness.device.flash(0, 0), patternImage(700, 1) + QByteArray(68, '\xFF'));
+        QCOMPARE(harness.device.flash(1, 0), patternImage(300, 3) + QByteArray(212, '\xFF'));
         QCOMPARE(int(harness.device.virtualVersion()), 12);
         QCOMPARE(harness.device.violationCount(), 0);
         QVERIFY(harness.engine->timersIdle());
     }
 
-    void forced()
+    void forcedTwice()
     {
-        EngineHarness harness(EngineHarness::twoMcus());
-        harness.setPackage(twoImages());
-        QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
-        QVERIFY(sameTranscript(harness.lines, start + reads + mainWritten + auxWritten + goodEnd));
-        // Two rows: half of each image's percentage, and the reset at the end.
-        QStringList progress;
-        for (const double value : qAsConst(harness.progress))
-            progress.append(QString::number(value, 'f', 2));
-        QCOMPARE(progress.join(' '), QString("0.00 18.21 36.57 50.00 92.50 0.00"));
-    }
-
-    void runsAgainOnTheSameEngine()
-    {
-        EngineHarness harness(EngineHarness::twoMcus());
-        harness.setPackage(twoImages());
-        QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
-        const QStringList firstRun = harness.lines;
-        QVERIFY(harness.run({"MAIN,0,0", "AUX,1,0"}, 5));
-        QVERIFY(sameTranscript(harness.lines, firstRun));
+        Scenario harness;
+        for (int i = 0; i < 2; ++i) {
+            QVERIFY(harness.run(bothRows, 5));
+            QVERIFY(
+                sameTranscript(harness.lines, start + reads + mainWritten + auxWritten + goodEnd));
+            // Two rows: half of each image's percentage, and the reset at the end.
+            QCOMPARE(harness.progressText(), QString("0.00 18.21 36.57 50.00 92.50 0.00"));
+        }
     }
 };
 

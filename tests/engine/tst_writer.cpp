@@ -6,6 +6,8 @@
 #include "support/TestCase.h"
 #include "upload/CoreUpload.h"
 
+#include <QRegularExpression>
+
 namespace engine::tst_writer {
 
 namespace command = protocol::command;
@@ -22,10 +24,12 @@ Platform withoutPauses()
     return platform;
 }
 
-/** A writer for the row AUX, whose verdicts a test gives in the uploader's place. */
+/** A writer that has begun with the row AUX, whose verdicts a test gives in the uploader's place.
+ */
 struct WriterBench : PartBench
 {
-    WriterBench() : writer(channel, rows, output, report, withoutPauses(), &parent)
+    explicit WriterBench(bool refusesFirst = false)
+        : writer(channel, rows, output, report, withoutPauses(), &parent)
     {
         rows.reset({"AUX,1,0"});
         writer.uploader().setLink(link);
@@ -33,6 +37,10 @@ struct WriterBench : PartBench
                          [this](bool written) { results += written; });
         QObject::connect(&channel, &CommandChannel::updateModeReplied, &writer,
                          &ImageWriter::takeUpdateModeReply);
+        report.begin();
+        events.clear();
+        link->refusesWrites = refusesFirst;
+        writer.write(1, 0, QByteArray(600, 'x'));
     }
 
     void acceptUpdateMode() { link->deliver(reply(command::enterUpdateMode)); }
@@ -62,7 +70,6 @@ private slots:
     void imageIsWritten()
     {
         WriterBench bench;
-        bench.writer.write(1, 0, QByteArray(600, 'x'));
         QVERIFY(bench.writer.isWaiting());
         bench.acceptUpdateMode();
         QVERIFY(!bench.writer.isWaiting());
@@ -76,9 +83,6 @@ private slots:
     void updateModeIsTriedThreeTimes()
     {
         WriterBench bench;
-        bench.report.begin();
-        bench.events.clear();
-        bench.writer.write(1, 0, QByteArray(600, 'x'));
         for (int i = 0; i < 9; ++i) {
             QVERIFY(bench.results.isEmpty());
             bench.refuseUpdateMode();
@@ -94,17 +98,47 @@ private slots:
         QCOMPARE(bench.results, QList<bool>{false});
         QCOMPARE(bench.sentWords(command::enterUpdateMode), 9);
         QCOMPARE(bench.sentWords(command::writeBlock), 0);
-        QCOMPARE(bench.lines.count("'AUX' Enter F/W Update Mode fail, retry 1."), 3);
-        QCOMPARE(bench.lines.count("'AUX' Enter F/W Update Mode fail, retry 2."), 3);
-        QCOMPARE(bench.lines.count("'AUX' Enter F/W Update Mode fail."), 3);
-        QCOMPARE(bench.lines.count("'AUX' F/W update fail, retry 1."), 1);
-        QCOMPARE(bench.lines.count("'AUX' F/W update fail, retry 2."), 1);
+        QStringList lines = bench.lines;
+        QCOMPARE(lines.removeAll("Send 'Enter F/W Upgrade Mode' command to 'AUX'."), 9);
+        QCOMPARE(lines, reported.replaceInStrings(QRegularExpression("^[012] "), ""));
+    }
+
+    void updateModeReplies_data()
+    {
+        const tests::DataTable<bool, QByteArray, bool> rows("extended", "payload", "accepted");
+        rows("extended 0", true, "007900", true);
+        rows("extended 3", true, "007903", false);
+        rows("extended 1", true, "007901", false);
+        rows("extended, no status", true, "0079", true);
+        rows("echo and 0", false, "010000", true);
+        rows("echo and 3", false, "010003", false);
+        rows("echo alone", false, "0100", true);
+        rows("status alone, 0", false, "00", true);
+        rows("status alone, 3", false, "03", false);
+        rows("nothing", false, "", true);
+        rows("echo, 0 and more", false, "010000ff", true);
+    }
+
+    void updateModeReplies()
+    {
+        QFETCH(bool, extended);
+        QFETCH(QByteArray, payload);
+        QFETCH(bool, accepted);
+        WriterBench bench;
+        bench.link->deliver(bench.reply(extended ? command::escape : command::enterUpdateMode,
+                                        QByteArray::fromHex(payload)));
+        QCOMPARE(bench.sentWords(command::writeBlock), accepted ? 1 : 0);
+        QCOMPARE(bench.sentWords(command::enterUpdateMode), accepted ? 1 : 2);
+        QCOMPARE(bench.writer.isWaiting(), !accepted);
+        QCOMPARE(bench.lines.mid(1),
+                 accepted ? QStringList{"'AUX' Enter 'F/W Update Mode' success."}
+                          : QStringList({"'AUX' Enter F/W Update Mode fail, retry 1.",
+                                         "Send 'Enter F/W Upgrade Mode' command to 'AUX'."}));
     }
 
     void silenceInUpdateMode()
     {
         WriterBench bench;
-        bench.writer.write(1, 0, QByteArray(600, 'x'));
         bench.writer.onUpdateModeTimeOut();
         QCOMPARE(bench.sentWords(command::enterUpdateMode), 2);
         QVERIFY(bench.writer.isWaiting());
@@ -115,7 +149,6 @@ private slots:
     void imageIsTriedThreeTimes()
     {
         WriterBench bench;
-        bench.writer.write(1, 0, QByteArray(600, 'x'));
         for (int i = 0; i < 3; ++i) {
             QVERIFY(bench.results.isEmpty());
             bench.acceptUpdateMode();
@@ -128,7 +161,6 @@ private slots:
     void repeatedBlocksArePassedOn()
     {
         WriterBench bench;
-        bench.writer.write(1, 0, QByteArray(600, 'x'));
         bench.lines.clear();
         bench.writer.takeMessage({"retry 1"});
         QCOMPARE(bench.lines, QStringList({"retry 1"}));
@@ -138,7 +170,6 @@ private slots:
     void cancelledImageHasNoResult()
     {
         WriterBench bench;
-        bench.writer.write(1, 0, QByteArray(600, 'x'));
         bench.acceptUpdateMode();
         bench.writer.cancel();
         QVERIFY(!bench.writer.isWaiting());
@@ -148,9 +179,7 @@ private slots:
 
     void frameThatIsNotSentIsNotReported()
     {
-        WriterBench bench;
-        bench.link->refusesWrites = true;
-        bench.writer.write(1, 0, QByteArray(600, 'x'));
+        WriterBench bench(true);
         QVERIFY(bench.lines.isEmpty());
         QVERIFY(bench.writer.isWaiting());
         bench.link->refusesWrites = false;
