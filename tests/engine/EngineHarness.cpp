@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/EngineHarness.h"
 
+#include "engine/TestPackage.h"
 #include "planning/TypeAndIndexTable.h"
 #include "protocol/CommandWords.h"
 #include "support/InstallFolder.h"
 #include "support/WaitFor.h"
 
-#include <QFile>
 #include <QTimer>
 
 #include <algorithm>
@@ -176,10 +176,7 @@ TimeOuts EngineHarness::withShortGuard()
 
 void EngineHarness::setPackage(const QByteArray &bytes)
 {
-    QFile file(packagePath());
-    const bool written = file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-    if (!written)
-        qFatal("cannot write the test package");
+    storePackage(packagePath(), bytes);
 }
 
 void EngineHarness::addFault(const QString &text)

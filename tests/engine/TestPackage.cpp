@@ -4,6 +4,7 @@
 #include "bytes/Crc32.h"
 #include "support/NetFrames.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -62,6 +63,20 @@ QByteArray packageWithJson(const QByteArray &json)
     QByteArray body("MTU\0\6", 5);
     body.append(char(json.size() & 0xFF)).append(char(json.size() >> 8));
     return withChecksum(body + json);
+}
+
+QByteArray bareForm(const QByteArray &package, int version)
+{
+    QByteArray bare = package.mid(8, 7) + QByteArray(2, '\0') + package.mid(15);
+    bare[4] = char(version);
+    return bare;
+}
+
+void storePackage(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+        qFatal("cannot write the test package");
 }
 
 QByteArray netImageOf(const QByteArray &archive)

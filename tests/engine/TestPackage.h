@@ -29,9 +29,13 @@ QByteArray patternImage(int size, int seed = 1);
 
 /** The package with other version bytes and a correct checksum. */
 QByteArray withVersion(QByteArray package, int version);
+/** The package in the form without a checksum, with this version. */
+QByteArray bareForm(const QByteArray &package, int version = 6);
 /** The bytes, preceded by their checksum in eight places. */
 QByteArray withChecksum(const QByteArray &body);
 /** A package with this description and no records. */
 QByteArray packageWithJson(const QByteArray &json);
+/** Writes the package's file. */
+void storePackage(const QString &path, const QByteArray &bytes);
 /** A NET image of version 1.23 with a digest that fits. */
 QByteArray netImageOf(const QByteArray &archive);

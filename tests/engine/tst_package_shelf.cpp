@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bytes/ByteSource.h"
 #include "engine/PartBench.h"
-#include "engine/TestPackage.h"
+#include "engine/Scenario.h"
 #include "engine/package/PackageShelf.h"
 #include "support/TestCase.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 
 namespace engine::tst_package_shelf {
@@ -14,32 +13,10 @@ using bytes::BytesSource;
 
 namespace {
 
-TestImage aux(int type = 1)
-{
-    TestImage image;
-    image.name = QString("AUX");
-    image.chipType = type;
-    image.bytes = patternImage(300);
-    return image;
-}
-
+/** Two images for chips of the types 1 and 2. */
 QByteArray good()
 {
-    return makePackage({aux(1), aux(2)});
-}
-
-/** A package with another description, and no records. */
-QByteArray withJson(const QByteArray &json)
-{
-    QByteArray body("MTU\0\6", 5);
-    body.append(char(json.size() & 0xFF)).append(char(json.size() >> 8));
-    return withChecksum(body + json);
-}
-
-QByteArray bareForm()
-{
-    const QByteArray current = good();
-    return current.mid(8, 7) + QByteArray(2, '\0') + current.mid(15);
+    return makePackage({testImage("AUX", 1, {1, 0, 0}), testImage("AUX", 2, {1, 0, 0})});
 }
 
 struct ShelfBench : ReportBench
@@ -51,12 +28,7 @@ struct ShelfBench : ReportBench
     }
 
     QString path() const { return dir.filePath("FW.fwm"); }
-    void setPackage(const QByteArray &bytes)
-    {
-        QFile file(path());
-        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-            qFatal("cannot write the package");
-    }
+    void setPackage(const QByteArray &bytes) const { storePackage(path(), bytes); }
     bool isEmpty() const
     {
         return shelf.model().isEmpty() && shelf.version().isEmpty() && shelf.json().isEmpty() &&
@@ -99,9 +71,7 @@ private slots:
     void bareFormIsListed()
     {
         ShelfBench bench;
-        QByteArray bare = bareForm();
-        bare[4] = 2;
-        bench.setPackage(bare);
+        bench.setPackage(bareForm(good(), 2));
         QVERIFY(bench.shelf.list(bench.path(), false).startsWith('{'));
         QCOMPARE(bench.shelf.model(), QString("HX-8"));
         QVERIFY(!bench.lines.contains(sumOk));
@@ -117,12 +87,13 @@ private slots:
              QStringList{sumOk, "Invalid firmware file"}, false);
         rows("unknown version", withVersion(good(), 7), {},
              QStringList{sumOk, "Invalid firmware file, file head error."}, false);
-        rows("no JSON", withJson("{"), {}, QStringList{sumOk, version6, "Data struct error!"},
-             false);
-        rows("no object", withJson("[1]"), {}, QStringList{sumOk, version6, "Data struct error!"},
-             false);
+        rows("no JSON", packageWithJson("{"), {},
+             QStringList{sumOk, version6, "Data struct error!"}, false);
+        rows("no object", packageWithJson("[1]"), {},
+             QStringList{sumOk, version6, "Data struct error!"}, false);
         rows(
-            "no list of chips", withJson(R"({"model": "M", "version": "V", "chips": 1})"), {},
+            "no list of chips", packageWithJson(R"({"model": "M", "version": "V", "chips": 1})"),
+            {},
             QStringList{sumOk, version6, "Model Name: M", "Version: V", "Data struct chips error!"},
             true);
     }

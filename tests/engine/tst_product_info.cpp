@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/Scenario.h"
-#include "protocol/CommandWords.h"
 #include "support/TestCase.h"
 
 namespace engine::tst_product_info {
-
-namespace command = protocol::command;
-namespace mcu = protocol::mcu;
 
 namespace {
 
@@ -28,10 +24,9 @@ DeviceDescription fourChips()
 /** A main MCU that names two AUX MCUs and an FPGA. */
 struct Fixture : EngineHarness
 {
-    Fixture() : EngineHarness(fourChips())
+    explicit Fixture(const DeviceDescription &device = fourChips()) : EngineHarness(device)
     {
-        engine->slotConnect("ttyS2");
-        clear();
+        connectPort();
     }
 
     bool read()
@@ -55,35 +50,6 @@ struct Fixture : EngineHarness
         return text.remove("=").replace("\r\n", QString(";"));
     }
 };
-
-QStringList keyed(const QStringList &lines)
-{
-    QStringList all;
-    for (const QString &line : lines)
-        all.append("READPI|" + line);
-    return all;
-}
-
-QStringList readsOf(const QString &name)
-{
-    return {QString("Read bootcode information of '%1'.").arg(name),
-            QString("Read the bootcode information of '%1' success.").arg(name),
-            QString("Read the product information of '%1'.").arg(name),
-            QString("Read the product information of '%1'  success.").arg(name)};
-}
-
-QStringList versionOf(const QString &name, const QString &version)
-{
-    return {QString("Send 'Read FW version' command to '%1'.").arg(name),
-            QString("Read '%1' version success, version is V%2").arg(name, version)};
-}
-
-QStringList mainReads()
-{
-    QStringList lines = readsOf("MAIN");
-    lines.insert(2, QString("MAIN MCU running in APP."));
-    return lines;
-}
 
 QString rowReport(const QString &fields)
 {
@@ -114,13 +80,11 @@ private slots:
     {
         Fixture fixture;
         QVERIFY(fixture.read());
-        QStringList chain{"Read virtual version.", "Read virtual version success."};
-        chain += mainReads() + readsOf("AUX") + readsOf("AUX") +
-                 QStringList{"'FPGA' model is FPGA, ignore to read bootcode information.",
-                             "Read all mcu(list) bootcode and product information done."} +
-                 versionOf("MAIN", "1.2.3") + versionOf("AUX", "4.5") + versionOf("AUX", "4.6") +
-                 versionOf("FPGA", "7.8");
-        QVERIFY(sameTranscript(fixture.lines.mid(0, fixture.lines.size() - 1), keyed(chain)));
+        QCOMPARE(fixture.with("FPGA'"),
+                 QStringList({"READPI|'FPGA' model is FPGA, ignore to read bootcode information.",
+                              "READPI|Send 'Read FW version' command to 'FPGA'.",
+                              "READPI|Read 'FPGA' version success, version is V7.8"}));
+        QCOMPARE(fixture.with("version is V").size(), 4);
         QCOMPARE(fixture.report(), heading + device + rowReport("MAIN,0,0,1,01,A,1,02,03,0,1") +
                                        rowReport("AUX,1,0,2,01,A,4,05,,0,1") +
                                        rowReport("AUX,1,1,2,01,A,4,06,,0,1") +
@@ -130,94 +94,37 @@ private slots:
         QVERIFY(fixture.engine->timersIdle());
     }
 
-    void invalidFlag()
-    {
-        DeviceDescription with = fourChips();
-        with.chips.first().productInformation = false;
-        EngineHarness fixture(with);
-        fixture.engine->slotConnect("ttyS2");
-        fixture.engine->getProductInfo();
-        QVERIFY(fixture.waitForEnd());
-        QVERIFY(fixture.lines.contains(
-            QString("READPI|'MAIN' product information flag is invalid, exit read product "
-                    "information.")));
-        QVERIFY(fixture.lines.contains("READPI|APPSTATUS|10"));
-    }
-
-    void virtualVersion_data()
-    {
-        const tests::DataTable<QString, QStringList> rows("fault", "said");
-        const QStringList retry1{"Read virtual version fail, retry 1."};
-        const QStringList retry2{"Read virtual version fail, retry 2."};
-        const QStringList success{"Read virtual version success."};
-        const QStringList givenUp{"Read virtual version fail."};
-        rows("silent once", "silent:count=once,word=virtual-version", retry1 + success);
-        rows("silent twice", "silent:count=twice,word=virtual-version", retry1 + retry2 + success);
-        rows("silent", "silent:word=virtual-version", retry1 + retry2 + givenUp);
-        rows("refused", "refuse:word=virtual-version", retry1 + retry2 + givenUp);
-        // The version is only shown: a malformed answer is reported, and the reads continue.
-        rows("malformed", "short:word=virtual-version", QStringList{"Read virtual version error."});
-    }
-
-    void virtualVersion()
-    {
-        QFETCH(QString, fault);
-        QFETCH(QStringList, said);
-        Fixture fixture;
-        fixture.addFault(fault);
-        // After a failed virtual version, the retries of the next read have other texts.
-        fixture.addFault("silent:count=twice,word=bootcode,type=0");
-        QVERIFY(fixture.read());
-        QVERIFY(fixture.report().startsWith(heading + device));
-        const bool success = said.last().endsWith("success.");
-        const QString retry =
-            success ? QString("Read the bootcode information of 'MAIN' fail, retry %1.")
-                    : QString("Read the bootcode information of 'MAIN'. fail, retry %1.");
-        const QString boot = QString("Read bootcode information of 'MAIN'.");
-        QVERIFY(
-            sameTranscript(fixture.lines.mid(0, said.size() + 7),
-                           keyed(QStringList{"Read virtual version."} + said +
-                                 QStringList{boot, retry.arg(1), boot, retry.arg(2), boot,
-                                             "Read the bootcode information of 'MAIN' success."})));
-    }
-
-    void bootcodeDoesNotStartAnUpgrade()
+    /** Only an invalid record of the main MCU ends the read. */
+    void flagsOfTheMainMcu()
     {
         DeviceDescription with = fourChips();
         with.chips.first().bootcode = true;
-        EngineHarness fixture(with);
-        fixture.engine->slotConnect("ttyS2");
-        fixture.engine->getProductInfo();
-        QVERIFY(fixture.waitForEnd());
-        QVERIFY(fixture.lines.contains("READPI|MAIN MCU running in Bootcode."));
-        QVERIFY(fixture.lines.last().startsWith("PISHOW|"));
-        QVERIFY(!fixture.sentText().contains("7900"));
-    }
+        Fixture inBootcode(with);
+        QVERIFY(inBootcode.read());
+        QVERIFY(inBootcode.lines.contains("READPI|MAIN MCU running in Bootcode."));
+        QVERIFY(inBootcode.lines.last().startsWith("PISHOW|"));
+        QCOMPARE(inBootcode.count("7900"), 0);
 
-    void writes()
-    {
-        Fixture fixture;
-        QVERIFY(
-            fixture.write({description, "MAIN,0,0,1,3,67", "AUX,1,1,2,4,68", "FPGA,17,0,1,1,65"}));
-        QVERIFY(sameTranscript(
-            fixture.lines,
-            {"Start to write Product Information.", "Start to write 'MAIN' product information.",
-             "Write 'MAIN' product information success.", "SETPIRESULT|MAIN,0,0,1,3,67,0,0,0,0|1",
-             "Start to write 'AUX' product information.",
-             "Write 'AUX' product information success.", "SETPIRESULT|AUX,1,1,2,4,68,0,0,0,0|1",
-             "'FPGA' model is FPGA, ignore to write product information.",
-             "Write all product information done."}));
-        QCOMPARE(fixture.link->sent.first().mid(9, fixture.link->sent.first().size() - 10).toHex(),
-                 QByteArray("000003430e00") + QByteArray("00").repeated(10) + "0104" +
-                     QByteArray("HX-9").toHex() + "0306" + "010203" + QByteArray("AUX").toHex());
-        QCOMPARE(fixture.device.violationCount(), 0);
-        QVERIFY(fixture.engine->timersIdle());
+        with.chips.first().productInformation = false;
+        Fixture invalid(with);
+        QVERIFY(invalid.read());
+        QVERIFY(invalid.lines.contains("READPI|'MAIN' product information flag is invalid, exit "
+                                       "read product information."));
+        QVERIFY(invalid.lines.contains("READPI|APPSTATUS|10"));
     }
 
     void writesAndReadsBack()
     {
         Fixture fixture;
-        QVERIFY(fixture.write({"MAIN,0,0,1,3,67", "AUX,1,1,2,4,68", description}));
+        QVERIFY(
+            fixture.write({"MAIN,0,0,1,3,67", "AUX,1,1,2,4,68", "FPGA,17,0,1,1,65", description}));
+        QCOMPARE(fixture.with("SETPIRESULT"),
+                 QStringList({"SETPIRESULT|MAIN,0,0,1,3,67,0,0,0,0|1",
+                              "SETPIRESULT|AUX,1,1,2,4,68,0,0,0,0|1"}));
+        QVERIFY(
+            fixture.lines.contains("'FPGA' model is FPGA, ignore to write product information."));
+        QCOMPARE(fixture.device.violationCount(), 0);
+        QVERIFY(fixture.engine->timersIdle());
         QVERIFY(fixture.read());
         QCOMPARE(
             fixture.report(),
@@ -230,36 +137,11 @@ private slots:
     void writesWithThePackagesDescription()
     {
         Fixture fixture;
-        QByteArray body("MTU\0\6", 5);
-        const QByteArray json = description.toLatin1();
-        body.append(char(json.size() & 0xFF)).append(char(json.size() >> 8));
-        fixture.setPackage(withChecksum(body + json));
+        fixture.setPackage(packageWithJson(description.toLatin1()));
         fixture.engine->getMergeFWJSON(fixture.packagePath());
         QVERIFY(fixture.write({"AUX,1,0,2,4,68"}));
         QCOMPARE(fixture.lines.filter("SETPIRESULT"),
                  QStringList{"SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1"});
-    }
-
-    /** A reply of the ordinary form says in its result whether the record was taken. */
-    void writeRefusedByItsResult()
-    {
-        Fixture fixture;
-        int writes = 0;
-        fixture.link->answerInstead = [&](const QByteArray &frame) {
-            const bool refused = EngineHarness::wordOf(frame) == "7903" && ++writes == 1;
-            return QList<QByteArray>{refused ? mcu::buildFrame(mcu::replyStart, {},
-                                                               command::writeProductInformation,
-                                                               QByteArray::fromHex("000001"))
-                                             : fixture.link->deviceAnswer(frame)};
-        };
-        const QString startWrite = QString("Start to write 'AUX' product information.");
-        QVERIFY(fixture.write({description, "AUX,1,0,2,4,68"}));
-        QVERIFY(
-            sameTranscript(fixture.lines, {"Start to write Product Information.", startWrite,
-                                           "Write 'AUX' product information fail, retry 1.",
-                                           startWrite, "Write 'AUX' product information success.",
-                                           "SETPIRESULT|AUX,1,0,2,4,68,0,0,0,0|1",
-                                           "Write all product information done."}));
     }
 
     /** Without a description that was parsed for a write there is no record. */

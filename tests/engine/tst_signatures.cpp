@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/PartBench.h"
-#include "engine/TestPackage.h"
+#include "engine/Scenario.h"
 #include "engine/package/PackageShelf.h"
 #include "engine/package/RunPackage.h"
 #include "support/MinisignTool.h"
@@ -14,19 +14,10 @@ using signing::Verdict;
 
 namespace {
 
-TestImage aux()
-{
-    TestImage image;
-    image.name = QString("AUX");
-    image.chipType = 1;
-    image.bytes = patternImage(100'000);
-    return image;
-}
-
 /** A package, its signature, and a folder with the key. */
 struct SignedBench : ReportBench
 {
-    SignedBench() : bytes(makePackage({aux()}))
+    SignedBench() : bytes(makePackage({testImage("AUX", 1, {1, 0, 0}, 1, 100'000)}))
     {
         tool.store("FW.fwm", bytes);
         tool.makeKey("own");
@@ -41,6 +32,7 @@ struct SignedBench : ReportBench
 
     const MinisignTool tool;
     const QByteArray bytes;
+    PackageShelf shelf{output, [] {}, keys()};
 };
 
 const QString sumOk = QString("Firmware file checksum ok.");
@@ -105,20 +97,18 @@ private slots:
     void lists()
     {
         SignedBench bench;
-        PackageShelf shelf(
-            bench.output, [] {}, bench.keys());
-        const QString json = shelf.list(bench.path(), false);
+        const QString json = bench.shelf.list(bench.path(), false);
         QVERIFY(json.startsWith('{'));
         QCOMPARE(bench.lines, QStringList{sumOk} + described);
         bench.installKey();
         bench.lines.clear();
-        QCOMPARE(shelf.list(bench.path(), false), json);
+        QCOMPARE(bench.shelf.list(bench.path(), false), json);
         QCOMPARE(bench.lines, (QStringList{sumOk, notSigned} + described));
         bench.lines.clear();
-        QCOMPARE(shelf.list(bench.path(), true), json);
+        QCOMPARE(bench.shelf.list(bench.path(), true), json);
         QCOMPARE(bench.lines, QStringList());
         bench.sign();
-        QCOMPARE(shelf.list(bench.path(), false), json);
+        QCOMPARE(bench.shelf.list(bench.path(), false), json);
         const QString id = bench.tool.load("own.pub").split('\n').first().split(' ').last();
         QCOMPARE(bench.lines,
                  (QStringList{sumOk, QString("Firmware package signature ok, key %1.").arg(id)} +
@@ -128,33 +118,27 @@ private slots:
     void upgradeOfEverything()
     {
         SignedBench bench;
-        PackageShelf shelf(
-            bench.output, [] {}, bench.keys());
-        QVERIFY(shelf.listForUpgrade(bench.path()).startsWith('{'));
+        QVERIFY(bench.shelf.listForUpgrade(bench.path()).startsWith('{'));
         bench.installKey();
         bench.lines.clear();
-        QCOMPARE(shelf.listForUpgrade(bench.path()), QString());
+        QCOMPARE(bench.shelf.listForUpgrade(bench.path()), QString());
         QCOMPARE(bench.lines, (QStringList{sumOk, notSigned, "APPSTATUS|2"}));
-        QVERIFY(shelf.firmwareList().isEmpty());
+        QVERIFY(bench.shelf.firmwareList().isEmpty());
         bench.sign();
-        QVERIFY(shelf.listForUpgrade(bench.path()).startsWith('{'));
-        QCOMPARE(shelf.firmwareList().size(), 1);
+        QVERIFY(bench.shelf.listForUpgrade(bench.path()).startsWith('{'));
+        QCOMPARE(bench.shelf.firmwareList().size(), 1);
     }
 
     /** Its form is listed, although no run takes it. */
     void packageWithoutChecksum()
     {
         SignedBench bench;
-        PackageShelf shelf(
-            bench.output, [] {}, bench.keys());
-        QByteArray bare = bench.bytes.mid(8, 7) + QByteArray(2, '\0') + bench.bytes.mid(15);
-        bare[4] = 2;
-        bench.tool.store("FW.fwm", bare);
+        bench.tool.store("FW.fwm", bareForm(bench.bytes, 2));
         bench.installKey();
-        QVERIFY(shelf.list(bench.path(), false).startsWith('{'));
+        QVERIFY(bench.shelf.list(bench.path(), false).startsWith('{'));
         QCOMPARE(bench.lines.first(), notSigned);
         bench.lines.clear();
-        QCOMPARE(shelf.listForUpgrade(bench.path()), QString());
+        QCOMPARE(bench.shelf.listForUpgrade(bench.path()), QString());
         QCOMPARE(bench.lines, (QStringList{notSigned, "APPSTATUS|2"}));
     }
 };

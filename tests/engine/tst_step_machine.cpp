@@ -94,12 +94,14 @@ private slots:
              Events{Event::StartNewer, Event::Answer, silence}, QStringList{readName, retries[0]},
              Actions{again, &action::takeModelName, again}, Step::ModelName);
         rows("another step counts from 0",
-             Events{Event::StartInfoRead, silence, silence, silence, silence},
+             Events{Event::StartInfoRead, silence, silence, silence, silence, silence},
              QStringList{"Read virtual version.", "Read virtual version fail, retry 1.",
                          "Read virtual version fail, retry 2.", "Read virtual version fail.",
-                         "Read the bootcode information of 'AUX'. fail, retry 1."},
+                         "Read the bootcode information of 'AUX'. fail, retry 1.",
+                         "Read the bootcode information of 'AUX'. fail, retry 2."},
              Actions{&action::readVirtualVersion, &action::readVirtualVersion,
-                     &action::readVirtualVersion, &action::readBootcode, &action::readBootcode},
+                     &action::readVirtualVersion, &action::readBootcode, &action::readBootcode,
+                     &action::readBootcode},
              Step::VirtualVersionGivenUp);
         rows("tries that are steps", Events{Event::StartForced, silence, silence, Event::Answer},
              QStringList{"Read the bootcode information of 'AUX' fail, retry 1.",
@@ -124,32 +126,18 @@ private slots:
         QTEST(bench.machine.step(), "step");
     }
 
+    /** In the step that the line leads to, and with the same reply. */
     void foundEventIsHandledAtOnce()
-    {
-        MachineBench bench;
-        bench.found[&action::takeModelName] = Event::ModelMatches;
-        bench.handle({Event::StartNewer, Event::Answer});
-        QCOMPARE(bench.lines, QStringList({"Read model name.", "Model Name match."}));
-        QCOMPARE(bench.performed, Actions({&action::readModelName, &action::takeModelName,
-                                           &action::readFirstBootcode}));
-        QCOMPARE(bench.machine.step(), Step::Bootcode);
-    }
-
-    void stepIsSetBeforeItsAction()
-    {
-        MachineBench bench;
-        bench.found[&action::takeModelName] = Event::ModelMatches;
-        bench.handle({Event::StartNewer, Event::Answer});
-        QCOMPARE(bench.stepsDuring,
-                 QList<Step>({Step::ModelName, Step::ModelName, Step::Bootcode}));
-    }
-
-    void replyReachesEveryAction()
     {
         MachineBench bench;
         bench.found[&action::takeModelName] = Event::ModelMatches;
         bench.machine.handle(Event::StartNewer);
         bench.machine.handle(Event::Answer, Reply(PartBench::reply(0xF903, "HX-8")));
+        QCOMPARE(bench.lines, QStringList({"Read model name.", "Model Name match."}));
+        QCOMPARE(bench.performed, Actions({&action::readModelName, &action::takeModelName,
+                                           &action::readFirstBootcode}));
+        QCOMPARE(bench.stepsDuring,
+                 QList<Step>({Step::ModelName, Step::ModelName, Step::Bootcode}));
         QCOMPARE(bench.payloads, QList<QByteArray>({"", "HX-8", "HX-8"}));
     }
 

@@ -3,6 +3,8 @@
 #include "links/LinkState.h"
 #include "support/TestCase.h"
 
+#include <algorithm>
+
 namespace engine::tst_transfer {
 
 namespace {

@@ -53,12 +53,7 @@ struct RunBench : ReportBench
 
     QString path() const { return dir.filePath("FW.fwm"); }
     QString keys() const { return dir.filePath("keys"); }
-    void setPackage(const QByteArray &bytes)
-    {
-        QFile file(path());
-        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-            qFatal("cannot write the package");
-    }
+    void setPackage(const QByteArray &bytes) const { storePackage(path(), bytes); }
     FoundEvent start(int mode)
     {
         run.begin(mode);
@@ -126,39 +121,57 @@ private slots:
 
     void unusablePackages_data()
     {
-        QTest::addColumn<QByteArray>("package");
-        QTest::addColumn<QStringList>("lines");
-        QTest::addColumn<QStringList>("reasons");
+        const tests::DataTable<QByteArray, bool, QString> rows("package", "checksumIsRight",
+                                                               "reason");
         const QByteArray good = makePackage(allImages());
-        const QString sumOk = QString("Firmware file checksum ok.");
-        const auto row = [](const char *name, const QByteArray &package, const QStringList &lines,
-                            const char *reason) {
-            QTest::newRow(name) << package << lines << QStringList{reason};
-        };
-        row("wrong checksum", good + "x", {}, "ERROR:Firmware file checksum error.");
-        row("old version", withVersion(good, 5),
-            {sumOk, "FWM file version error, must greater or equal to 6."},
-            "FWM file version error, must greater or equal to 6.");
-        row("no version", withVersion(good, 1),
-            {sumOk, "Package version error, invalid firmware file"},
-            "Package version error, invalid firmware file");
-        row("no package", withChecksum("something else"), {sumOk, "Invalid firmware file"},
-            "Invalid firmware file");
-        row("missing", {}, {"APPSTATUS|2"}, "ERROR:Firmware file is not exist.");
+        QByteArray capitals = good;
+        // Releases are tried until the checksum has a letter in it.
+        for (int release = 0; capitals.left(8).toUpper() == capitals.left(8); ++release)
+            capitals = makePackage(allImages(), "HX-8", QString::number(release));
+        const QString wrong = "ERROR:Firmware file checksum error.";
+        rows("wrong checksum", good + "x", false, wrong);
+        rows("checksum in capitals", capitals.left(8).toUpper() + capitals.mid(8), false, wrong);
+        rows("empty", "", false, wrong);
+        rows("8 bytes", "00000000", false, wrong);
+        // A stored checksum cannot begin with "MTU", so a bare package fails before its form is
+        // seen.
+        rows("bare", bareForm(good), false, wrong);
+        const QString tooOld = "FWM file version error, must greater or equal to 6.";
+        for (const int version : {2, 3, 5})
+            rows(qPrintable(QString("version %1").arg(version)), withVersion(good, version), true,
+                 tooOld);
+        const QString unknown = "Package version error, invalid firmware file";
+        for (const int version : {0, 1})
+            rows(qPrintable(QString("version %1").arg(version)), withVersion(good, version), true,
+                 unknown);
+        const QString invalid = "Invalid firmware file";
+        rows("9 bytes", withChecksum("M"), true, invalid);
+        rows("12 bytes", withChecksum(QByteArray("MTU\0", 4)), true, invalid);
+        rows("no magic", withChecksum("MTX" + good.mid(11)), true, invalid);
     }
 
     void unusablePackages()
     {
         QFETCH(QByteArray, package);
+        QFETCH(bool, checksumIsRight);
+        QFETCH(QString, reason);
         RunBench bench;
-        if (package.isEmpty())
-            QVERIFY(QFile::remove(bench.path()));
-        else
-            bench.setPackage(package);
+        bench.setPackage(package);
         QCOMPARE(bench.start(5), FoundEvent(Event::PackageUnusable));
-        QTEST(bench.lines, "lines");
-        QTEST(bench.texts(RunEvent::Kind::GivenUp), "reasons");
+        QCOMPARE(bench.lines, checksumIsRight ? QStringList({"Firmware file checksum ok.", reason})
+                                              : QStringList());
+        QCOMPARE(bench.texts(RunEvent::Kind::GivenUp), QStringList{reason});
         QVERIFY(bench.shelf.firmwareList().isEmpty());
+    }
+
+    void missingPackage()
+    {
+        RunBench bench;
+        QVERIFY(QFile::remove(bench.path()));
+        QCOMPARE(bench.start(5), FoundEvent(Event::PackageUnusable));
+        QCOMPARE(bench.lines, QStringList{"APPSTATUS|2"});
+        QCOMPARE(bench.texts(RunEvent::Kind::GivenUp),
+                 QStringList{"ERROR:Firmware file is not exist."});
     }
 
     void rowsAreCompleted()
@@ -200,6 +213,9 @@ private slots:
              QStringList{runWord::noFirmware});
         rows("name alone", "AUX", 5, Event::ItemDone,
              QStringList{"Invalid firmware list item(AUX). Check next item."},
+             QStringList{runWord::badRow});
+        rows("empty", "", 5, Event::ItemDone,
+             QStringList{"Invalid firmware list item(). Check next item."},
              QStringList{runWord::badRow});
         rows("two fields", "AUX,1", 5, Event::ItemDone,
              QStringList{"MCU 'AUX' chip type or chip index incorrect, upload next mcu"},
@@ -245,6 +261,8 @@ private slots:
         };
         const QString badChip = QString("Chip type or chip index error.");
         refused("no number", "AUX,x,0,2,1,65,1,0,0,0,1,0,0", badChip);
+        refused("no index", "AUX,1,,2,1,65,1,0,0,0,1,0,0", badChip);
+        refused("negative", "AUX,1,-1,2,1,65,1,0,0,0,1,0,0", badChip);
         refused("not a byte", "AUX,1,256,2,1,65,1,0,0,0,1,0,0", badChip);
         refused("no record", "KEY,4,0,2,1,65,1,0,0,0,1,0,0",
                 "No suitable firmware for 'KEY' mcu in the firmware package.");

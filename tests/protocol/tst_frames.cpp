@@ -7,6 +7,9 @@
 #include "protocol/Reply.h"
 #include "support/TestCase.h"
 
+#include <numeric>
+#include <utility>
+
 namespace protocol::tst_frames {
 
 namespace {
@@ -80,16 +83,21 @@ private slots:
         QCOMPARE(mcu::buildFrame(mcu::hostStart, {}, word, payload).toHex(), frame.toHex());
     }
 
-    void lengthBytesOfLongPayloads()
+    void longPayloads()
     {
-        const auto lengthOf = [](int size) {
-            return mcu::buildFrame(mcu::hostStart, {}, command::writeBlock, QByteArray(size, 'x'))
-                .mid(mcu::lengthOffset, 2)
-                .toHex();
-        };
-        QCOMPARE(lengthOf(250), QByteArray("ff00"));
-        QCOMPARE(lengthOf(251), QByteArray("0001"));
-        QCOMPARE(lengthOf(block::payloadSize), QByteArray("0a01"));
+        const QList<std::pair<int, QByteArray>> lengths{{249, "fe00"},
+                                                        {250, "ff00"},
+                                                        {251, "0001"},
+                                                        {block::payloadSize, "0a01"},
+                                                        {1000, "ed03"}};
+        for (const auto &[size, length] : lengths) {
+            const QByteArray payload(size, 'x');
+            const QByteArray frame =
+                mcu::buildFrame(mcu::hostStart, {}, command::writeBlock, payload);
+            QCOMPARE(frame.mid(mcu::lengthOffset, 2).toHex(), length);
+            QCOMPARE(frame.mid(mcu::payloadOffset, size), payload);
+            QCOMPARE(std::accumulate(frame.begin(), frame.end(), 0) & 0xFF, 0);
+        }
     }
 
     void statusFrames()
