@@ -86,18 +86,6 @@ private slots:
         QTEST(framer.rest(), "rest");
     }
 
-    void everySplitOfARequest()
-    {
-        const QString text = "UPGRADE||MAIN,0,1\r\nHEARTBEAT\r\n";
-        for (int split = 0; split <= text.size(); ++split) {
-            LineFramer framer(limit);
-            QStringList lines = linesOf(framer, text.left(split));
-            lines += linesOf(framer, text.mid(split));
-            QCOMPARE(lines, (QStringList{"UPGRADE||MAIN,0,1", "HEARTBEAT"}));
-            QCOMPARE(framer.rest(), QString());
-        }
-    }
-
     void sameAsThePlainRule()
     {
         QRandomGenerator random(1);
@@ -135,18 +123,6 @@ private slots:
         QVERIFY(framer.takeOverflow());
         QCOMPARE(linesOf(framer, longLine + '\n'), QStringList{longLine});
         QVERIFY(!framer.takeOverflow());
-    }
-
-    void endlessLineInSmallReads()
-    {
-        LineFramer framer(1000);
-        int overflows = 0;
-        for (int i = 0; i < 100'000; ++i) {
-            QCOMPARE(linesOf(framer, "x"), QStringList());
-            overflows += framer.takeOverflow() ? 1 : 0;
-            QVERIFY(framer.rest().size() <= 1000);
-        }
-        QCOMPARE(overflows, 99);
     }
 
     /** A line stays until it is taken, and what waits counts. */

@@ -175,6 +175,18 @@ private slots:
         QCOMPARE(console.fakes.all.at(1)->framer.size(), 0);
     }
 
+    /** They count as unfinished lines do; the client with most of them loses them. */
+    void waitingRequestsTogether()
+    {
+        const QByteArray list = "GETFIRMWARELIST\r\n";
+        Console console(2);
+        console.read(0, list.repeated(2000) + "VERSION\r\n");
+        console.read(1, list.repeated(4000));
+        QTRY_COMPARE(console.log.last(), QString("1 VERSION"));
+        QCOMPARE(console.log.size(), 2001);
+        QCOMPARE(console.fakes.sent().at(1), QString(unknown));
+    }
+
     void oneReadingOfThePackageInATurn()
     {
         Console console(2);

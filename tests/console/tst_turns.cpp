@@ -103,39 +103,6 @@ private slots:
         }
     }
 
-    void repliesKeepTheirOrder()
-    {
-        Console console(&ConsoleBench::recordRequests);
-        const QByteArrayList requests{"VERSION", "GETFIRMWARELIST", "HEARTBEAT",
-                                      "what",    "GETVERINF",       "GETFIRMWARELIST",
-                                      "VERSION", "UPGRADEMODE||5"};
-        console.client->send(requests.join("\r\n") + "\r\n");
-        QTRY_VERIFY(console.client->received().endsWith("Set UPGRADEMODE to 5\r\n"));
-        QByteArrayList keys;
-        const QByteArrayList lines = console.client->received().split('\n');
-        for (const QByteArray &line : lines)
-            keys += line.startsWith("UPGRADELOG") ? QByteArray("log") : line.left(1);
-        // The run of GETVERINF never ends here, so the second list is quiet.
-        QCOMPARE(keys.join(' '), QByteArray("V log log log log F H log log log log log F V log "));
-    }
-
-    void clientsTakeTurns()
-    {
-        constexpr int count = 100;
-        Console console;
-        const auto other = console.connectClient();
-        console.beginLists(count);
-        other->send(list.repeated(count));
-        console.readWithoutTheLoop(*other);
-        QCOMPARE(console.lists, 1);
-        while (listsOf(*console.client) < count || listsOf(*other) < count) {
-            QTest::qWait(1);
-            QVERIFY(console.lists <= 2 * count);
-        }
-        QCOMPARE(console.client->received().count(unknown), 0);
-        QCOMPARE(console.lists, 2 * count);
-    }
-
     void nothingIsReadMeanwhile()
     {
         constexpr int count = 100;
@@ -189,26 +156,7 @@ private slots:
         QCOMPARE(console.lists, lists + 1);
     }
 
-    void clientThatIsDropped()
-    {
-        constexpr int count = 2000;
-        Console console([](ConsoleBench &bench) { bench.platform.limits.unreadReplies = 16'384; });
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("a client does not read.*"));
-        console.client->socket.setReadBufferSize(1);
-        const int small = 4096;
-        setsockopt(int(console.client->socket.socketDescriptor()), SOL_SOCKET, SO_RCVBUF, &small,
-                   sizeof small);
-        const int handle = int(console.accepted(*console.client)->socketDescriptor());
-        setsockopt(handle, SOL_SOCKET, SO_SNDBUF, &small, sizeof small);
-        console.beginLists(count);
-        QTRY_COMPARE(console.connections(), 0);
-        const int lists = console.lists;
-        QVERIFY2(lists < count, qPrintable(QString::number(lists)));
-        const auto other = console.connectClient();
-        QCOMPARE(console.lists, lists);
-    }
-
-    /** Who has asked all there is to ask gets all replies. */
+    /** A client that has sent its last request gets all replies. */
     void clientThatHasClosedItsSide()
     {
         constexpr int count = 50;
@@ -218,26 +166,6 @@ private slots:
         QTRY_VERIFY(console.client->received().endsWith(versionReply));
         QCOMPARE(listsOf(*console.client), count);
         QTRY_COMPARE(console.client->socket.state(), QAbstractSocket::UnconnectedState);
-    }
-
-    /** What waits counts as unfinished lines do; the client with most of it loses it. */
-    void waitingRequestsTogether()
-    {
-        Console console(
-            [](ConsoleBench &bench) { bench.platform.limits.allConsoleLines = 100'000; });
-        const auto shorter = console.connectClient();
-        constexpr int few = 40;
-        const QByteArray filler = QByteArray(40'000, 'x') + "\r\n";
-        constexpr int many = 6000;
-        console.client->send(list.repeated(many));
-        QTRY_VERIFY(console.lists >= 1);
-        shorter->send(list.repeated(few) + filler);
-        QTRY_VERIFY(console.client->received().contains(unknown));
-        QTRY_COMPARE(shorter->received().count(unknown), 1); // the filler's own
-        QCOMPARE(listsOf(*shorter), few);
-        console.client->send("\rVERSION\r\n");
-        QTRY_VERIFY(console.client->received().endsWith(versionReply));
-        QVERIFY(listsOf(*console.client) < many);
     }
 
     /** The network link comes up while lists wait: its own list and theirs do not meet in one turn.

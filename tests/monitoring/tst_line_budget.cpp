@@ -5,7 +5,19 @@
 namespace monitoring::tst_line_budget {
 
 using ms = LineBudget::ms;
-using std::chrono::hours;
+
+namespace {
+
+/** Which lines at these times are written. */
+QString taken(LineBudget &budget, std::initializer_list<int> times)
+{
+    QString all;
+    for (const int time : times)
+        all += budget.take(ms(time)) ? '+' : '-';
+    return all;
+}
+
+} // namespace
 
 class TestLineBudget : public QObject
 {
@@ -15,13 +27,7 @@ private slots:
     void burstThenRate()
     {
         LineBudget budget(3, ms(100));
-        for (int i = 0; i < 3; ++i)
-            QVERIFY(budget.take(ms(0)));
-        QVERIFY(!budget.take(ms(0)));
-        QVERIFY(!budget.take(ms(99)));
-        QVERIFY(budget.take(ms(100)));
-        QVERIFY(!budget.take(ms(199)));
-        QVERIFY(budget.take(ms(200)));
+        QCOMPARE(taken(budget, {0, 0, 0, 0, 99, 100, 199, 200}), QString("+++--+-+"));
         int written = 0;
         for (int now = 201; now <= 10'200; ++now)
             written += budget.take(ms(now)) ? 1 : 0;
@@ -30,24 +36,18 @@ private slots:
 
     void restsFillNoMoreThanTheBurst()
     {
+        constexpr int day = 24 * 60 * 60 * 1000;
         LineBudget budget(3, ms(100));
-        for (int i = 0; i < 3; ++i)
-            QVERIFY(budget.take(hours(24)));
-        QVERIFY(!budget.take(hours(24)));
-        for (int i = 0; i < 3; ++i)
-            QVERIFY(budget.take(hours(48)));
-        QVERIFY(!budget.take(hours(48)));
+        QCOMPARE(taken(budget, {day, day, day, day}), QString("+++-"));
+        QCOMPARE(taken(budget, {2 * day, 2 * day, 2 * day, 2 * day}), QString("+++-"));
     }
 
     void countsWhatIsLeftOut()
     {
         LineBudget budget(1, ms(100));
-        QVERIFY(budget.take(ms(0)));
+        QCOMPARE(taken(budget, {0}), QString("+"));
         QCOMPARE(budget.leftOut(), 0);
-        QVERIFY(!budget.take(ms(1)));
-        QVERIFY(!budget.take(ms(2)));
-        QCOMPARE(budget.leftOut(), 2);
-        QVERIFY(budget.take(ms(100)));
+        QCOMPARE(taken(budget, {1, 2, 100}), QString("--+"));
         QCOMPARE(budget.leftOut(), 2);
         budget.forget();
         QCOMPARE(budget.leftOut(), 0);

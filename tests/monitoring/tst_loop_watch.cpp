@@ -46,6 +46,24 @@ private:
     QSemaphore m_go;
 };
 
+/** A watch of such a thread, whose loops turn. */
+struct Watched
+{
+    Watched() { QTRY_VERIFY(turns.count() >= 2); }
+
+    int turnsAfter(int milliseconds)
+    {
+        QCoreApplication::processEvents(); // an answer may be on its way
+        turns.clear();
+        QTest::qWait(milliseconds);
+        return turns.count();
+    }
+
+    OtherThread other;
+    LoopWatch watch{&other.thread, 5ms};
+    QSignalSpy turns{&watch, &LoopWatch::bothTurn};
+};
+
 } // namespace
 
 class TestLoopWatch : public QObject
@@ -55,58 +73,41 @@ class TestLoopWatch : public QObject
 private slots:
     void turningLoopsAreFound()
     {
-        OtherThread other;
-        LoopWatch watch(&other.thread, 5ms);
-        QSignalSpy turns(&watch, &LoopWatch::bothTurn);
-        QTRY_VERIFY(turns.count() >= 5);
+        Watched watched;
+        QTRY_VERIFY(watched.turns.count() >= 5);
 
-        LoopWatch rare(&other.thread, 1h);
+        LoopWatch rare(&watched.other.thread, 1h);
         QSignalSpy once(&rare, &LoopWatch::bothTurn);
         QTRY_COMPARE(once.count(), 1); // asked at once
     }
 
     void standingOtherLoop()
     {
-        OtherThread other;
-        LoopWatch watch(&other.thread, 5ms);
-        QSignalSpy asked(&watch, &LoopWatch::asked);
-        QSignalSpy turns(&watch, &LoopWatch::bothTurn);
-        QTRY_VERIFY(turns.count() >= 2);
-        other.hold();
-        QCoreApplication::processEvents(); // an answer may be on its way
-        turns.clear();
-        asked.clear();
-        QTest::qWait(100); // twenty times the interval
-        QCOMPARE(turns.count(), 0);
+        Watched watched;
+        watched.other.hold();
+        QCoreApplication::processEvents();
+        QSignalSpy asked(&watched.watch, &LoopWatch::asked);
+        QCOMPARE(watched.turnsAfter(100), 0);
         QVERIFY(asked.count() <= 1);
-        other.release();
-        QTRY_VERIFY(turns.count() >= 2);
+        watched.other.release();
+        QTRY_VERIFY(watched.turns.count() >= 2);
     }
 
     void standingOwnLoop()
     {
-        OtherThread other;
-        LoopWatch watch(&other.thread, 5ms);
-        QSignalSpy turns(&watch, &LoopWatch::bothTurn);
-        QTRY_VERIFY(turns.count() >= 2);
-        turns.clear();
+        Watched watched;
+        watched.turns.clear();
         QThread::msleep(100);
-        QCOMPARE(turns.count(), 0);
-        QTRY_VERIFY(turns.count() >= 2);
+        QCOMPARE(watched.turns.count(), 0);
+        QTRY_VERIFY(watched.turns.count() >= 2);
     }
 
     void endedThread()
     {
-        OtherThread other;
-        LoopWatch watch(&other.thread, 5ms);
-        QSignalSpy turns(&watch, &LoopWatch::bothTurn);
-        QTRY_VERIFY(turns.count() >= 2);
-        other.thread.quit();
-        QVERIFY(other.thread.wait());
-        QCoreApplication::processEvents();
-        turns.clear();
-        QTest::qWait(50);
-        QCOMPARE(turns.count(), 0);
+        Watched watched;
+        watched.other.thread.quit();
+        QVERIFY(watched.other.thread.wait());
+        QCOMPARE(watched.turnsAfter(50), 0);
     }
 };
 

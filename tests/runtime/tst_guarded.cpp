@@ -2,8 +2,6 @@
 #include "runtime/Guarded.h"
 #include "support/TestCase.h"
 
-#include <QtTest>
-
 namespace tst_guarded {
 
 namespace {

@@ -3,13 +3,10 @@
 #include "support/TestCase.h"
 
 #include <QTemporaryFile>
-#include <QtTest>
 
 #include <sys/stat.h>
 
-namespace tst_journal_stream {
-
-namespace journalStream = runtime::journalStream;
+namespace runtime::tst_journal_stream {
 
 class TestJournalStream : public QObject
 {
@@ -34,28 +31,29 @@ private slots:
 
     void priorities_data()
     {
-        const tests::DataTable<int, QString, QByteArray> rows("type", "text", "lines");
+        const tests::DataTable<QtMsgType, QString, QByteArray> rows("type", "text", "lines");
 
-        rows("debug", int(QtDebugMsg), "a", "<7>a\n");
-        rows("info", int(QtInfoMsg), "a", "<6>a\n");
-        rows("warning", int(QtWarningMsg), "a", "<4>a\n");
-        rows("critical", int(QtCriticalMsg), "a", "<3>a\n");
-        rows("fatal", int(QtFatalMsg), "a", "<2>a\n");
-        rows("lines", int(QtInfoMsg), "a\n<0>b", "<6>a\n<6><0>b\n");
-        rows("UTF-8", int(QtInfoMsg), QString::fromUtf8("\u00e9"), QByteArray("<6>\xc3\xa9\n"));
+        rows("debug", QtDebugMsg, "a", "<7>a\n");
+        rows("info", QtInfoMsg, "a", "<6>a\n");
+        rows("warning", QtWarningMsg, "a", "<4>a\n");
+        rows("critical", QtCriticalMsg, "a", "<3>a\n");
+        rows("fatal", QtFatalMsg, "a", "<2>a\n");
+        rows("lines", QtInfoMsg, "a\n<0>b", "<6>a\n<6><0>b\n");
+        rows("UTF-8", QtInfoMsg, QString::fromUtf8("\u00e9"), QByteArray("<6>\xc3\xa9\n"));
     }
 
     void priorities()
     {
-        QFETCH(int, type);
+        QFETCH(QtMsgType, type);
         QFETCH(QString, text);
-        QFETCH(QByteArray, lines);
-        QCOMPARE(journalStream::withPriority(QtMsgType(type), text), lines);
+        QTEST(journalStream::withPriority(type, text), "lines");
     }
 };
 
 AGENT_TEST_WITHOUT_APPLICATION(TestJournalStream)
 
-} // namespace tst_journal_stream
+} // namespace runtime::tst_journal_stream
+
+Q_DECLARE_METATYPE(QtMsgType)
 
 #include "tst_journal_stream.moc"

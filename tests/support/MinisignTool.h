@@ -1,31 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "support/TestFolder.h"
+
 #include <QByteArray>
-#include <QFile>
 #include <QProcess>
 #include <QStringList>
-#include <QTemporaryDir>
-#include <QtTest>
 
 /** The program minisign with a private folder, in which it makes keys and signatures. */
-class MinisignTool
+class MinisignTool : public TestFolder
 {
 public:
-    QString path(const QString &name) const { return m_folder.filePath(name); }
-
-    void store(const QString &name, const QByteArray &bytes) const
-    {
-        QFile file(path(name));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(bytes), qint64(bytes.size()));
-    }
-
-    QByteArray load(const QString &name) const
-    {
-        QFile file(path(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    QByteArray load(const QString &name) const { return contents(name); }
 
     /** Makes NAME.pub and the secret key NAME.key; returns the public key's file. */
     QByteArray makeKey(const QString &name) const
@@ -62,6 +48,4 @@ private:
         program.start("minisign", arguments);
         return program.waitForFinished(-1) ? program.exitCode() : -1;
     }
-
-    QTemporaryDir m_folder;
 };

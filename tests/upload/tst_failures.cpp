@@ -57,8 +57,8 @@ private slots:
              "start 700: 0/00 0.00% 36.43%; accept: 1/00 73.14%; refuse: retry1 1/00; "
              "refuse: retry2 1/00; start 600: 0/00 0.00% 42.50%; refuse: retry1 0/00");
         rows("half of an answer before the repetition",
-             "start 600: 0/00 0.00% 42.50%; head:; wait 15000: retry1 0/00; tail:; accept:; "
-             "wait 250: 1/00 85.33%");
+             "start 600: 0/00 0.00% 42.50%; head:; wait 15000: retry1 0/00; tail:; "
+             "wait 15000: retry2 0/00; accept:; wait 250: 1/00 85.33%");
         rows("reset", "start 700: 0/00 0.00% 36.43%; reset:; accept:; wait 60000:");
         rows("late reply after the verdict",
              "start 700: 0/00 0.00% 36.43%; refuse: retry1 0/00; refuse: retry2 0/00; "
