@@ -147,15 +147,6 @@ public:
         };
     }
 
-    /** Waits until the server has read everything that was sent so far: until it answers the
-     * request of a client that connected later. Changes the reply target. */
-    bool settle()
-    {
-        ConsoleTestClient later(server->port());
-        later.send("HEARTBEAT\r\n");
-        return waitFor([&] { return !later.received().isEmpty(); });
-    }
-
     /** A message of the engine. */
     void report(const QStringList &message)
     {

@@ -27,18 +27,6 @@ private slots:
         m_manager = std::make_unique<NotifyServer>(m_address);
     }
 
-    void cleanup()
-    {
-        m_manager.reset();
-        m_bench.reset();
-    }
-
-    void readiness()
-    {
-        const auto notifier = notify();
-        QCOMPARE(taken(), QList<QByteArray>{"READY=1\nSTATUS=Idle, listening on port P."});
-    }
-
     void noReadinessWithoutAPort()
     {
         ConsoleBench second;

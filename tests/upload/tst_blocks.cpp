@@ -82,22 +82,6 @@ private slots:
         QVERIFY(!packer.packNext());
     }
 
-    void everyByteArrives()
-    {
-        for (const int size : {256, 257, 511, 512, 700, 65'536, 65'537}) {
-            const QByteArray image = imageOf(size);
-            BlockPacker packer;
-            QVERIFY(packer.start(0, 0, image, size));
-            QByteArray flash = packer.payload().mid(5);
-            packer.firstBlockSent();
-            while (packer.packNext())
-                flash += packer.payload().mid(5);
-            QCOMPARE(flash.left(size), image);
-            QCOMPARE(flash.mid(size), QByteArray(flash.size() - size, '\xFF'));
-            QCOMPARE(flash.size(), (size + 255) / 256 * 256);
-        }
-    }
-
     void payloadBeginsWithTheChip()
     {
         BlockPacker packer;
