@@ -202,18 +202,19 @@ private slots:
                               "HEARTBEAT; + UPGRADEALL;"}));
     }
 
+    /** A piece of a NET package that comes after lists is still one. */
     void waitingClientIsNotRead()
     {
         Console console(1);
         console.read(0, "GETFIRMWARELIST\r\nGETFIRMWARELIST\r\nVERSION\r\n");
         QVERIFY(!console.fakes.connection(0).isRead);
-        console.read(0, "HEARTBEAT\r\n");
+        console.read(0, "UpgradeDatas||abc\r\n");
         QCOMPARE(console.fakes.connection(0).incoming.size(), 1);
         QTRY_COMPARE(console.log,
                      (QStringList{"1 GETFIRMWARELIST", "1 GETFIRMWARELIST", "1 VERSION"}));
         QVERIFY(console.fakes.connection(0).isRead);
         console.reader.read(console.fakes.all.at(0));
-        QCOMPARE(console.log.last(), QString("1 HEARTBEAT"));
+        QCOMPARE(console.log.last(), QString("1 [abc]"));
     }
 };
 

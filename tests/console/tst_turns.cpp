@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // One client asks for list after list: what the others, and the client itself, notice of it.
 #include "console/ConsoleBench.h"
-#include "support/NetFrames.h"
 #include "support/TestCase.h"
 
 #include <sys/ioctl.h>
@@ -122,23 +121,6 @@ private slots:
         }
         QTRY_VERIFY(console.client->received().endsWith(versionReply + unknown));
         QCOMPARE(listsOf(*console.client), count);
-    }
-
-    /** A piece of a NET package that comes after lists is still one. */
-    void fragmentsKeepTheirPlace()
-    {
-        const QByteArray piece = "UpgradeDatas||" + netframes::enter() + "\r\n";
-        const QByteArray answer = "UpgradeDatas||" + netframes::enterAccepted;
-        Console console;
-        console.client->send(piece);
-        QTRY_COMPARE(console.client->received(), answer);
-        console.client->forget();
-        console.beginLists(20);
-        console.client->send(piece);
-        QTRY_VERIFY(console.client->received().endsWith(answer));
-        QCOMPARE(listsOf(*console.client), 20);
-        QCOMPARE(console.client->received().count("UpgradeDatas||"), 1);
-        QCOMPARE(console.client->received().count(unknown), 0);
     }
 
     /** Its further requests go with it, and nothing else does. */

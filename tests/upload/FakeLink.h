@@ -7,6 +7,7 @@
 #include "support/VirtualTime.h"
 #include "upload/CoreUpload.h"
 
+#include <QHash>
 #include <QStringList>
 
 #include <functional>
@@ -127,11 +128,13 @@ private:
             upload.reset();
         else if (step == "flag")
             canRead = true;
-        else
+        else if (answers.contains(step))
             link.deliver(answers.value(step));
+        else
+            qFatal("no step %s", qPrintable(step));
     }
 
-    /** A block whose data is not its part of the image, padded, is marked. */
+    /** A block gets the mark "!" if its data is not its part of the image, padded. */
     QString described(const QByteArray &frame) const
     {
         if (frame.size() != 271)
