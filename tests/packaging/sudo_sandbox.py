@@ -6,36 +6,23 @@ Every other program is an empty file, so that whatever would be run by mistake d
 
 import os
 import shutil
-import subprocess
+
+from tests.harness import files
+from tests.harness.command import run
 
 AGENT = "upgrade-agent"
 OTHER = "other-user"
 
 # Programs that the policy names, similar ones, and ones that no user should get.
-PROGRAMS = (
-    "bin/md5sum",
-    "bin/mount",
-    "bin/tar",
-    "bin/rm",
-    "sbin/reboot",
-    "bin/bash",
-    "bin/bzip2",
-    "bin/cat",
-    "bin/chmod",
-    "bin/cp",
-    "bin/mv",
-    "bin/sh",
-    "bin/su",
-    "bin/sync",
-    "bin/systemctl",
-    "bin/umount",
-    "bin/vi",
-    "bin/visudo",
-    "sbin/halt",
-    "sbin/poweroff",
-    "sbin/shutdown",
-)
+PROGRAMS = """
+    bin/md5sum bin/mount bin/tar bin/rm sbin/reboot
+    bin/bash bin/bzip2 bin/cat bin/chmod bin/cp bin/mv bin/sh bin/su bin/sync bin/systemctl
+    bin/umount bin/vi bin/visudo sbin/halt sbin/poweroff sbin/shutdown
+""".split()
 ELSEWHERE = ("opt/tar", "opt/reboot", "tmp/tar", "data/tar", "data/reboot")
+OWN_FOLDERS = ("etc", "usr/bin", "usr/sbin", "opt", "tmp", "data")
+LIBRARIES = ("/usr/lib", "/usr/lib64", "/usr/libexec")
+LINKS = ("bin", "sbin", "lib", "lib64")
 HOST = "module"
 ACCOUNTS = ((AGENT, 990), (OTHER, 1001), ("daemon", 1))
 # Debian's own sudoers, without its comments.
@@ -59,14 +46,6 @@ PERMIT = "".join(
 )
 
 
-def put(root, name, content="", mode=0o644):
-    path = os.path.join(root, name)
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, "w", encoding="utf-8") as file:
-        file.write(content)
-    os.chmod(path, mode)
-
-
 def program(name):
     """The path of a program, which must be there."""
     path = shutil.which(name)
@@ -79,8 +58,7 @@ class SudoSandbox:
 
     def __init__(self, root, policy):
         self.root = root
-        put(
-            root,
+        self.put(
             "etc/passwd",
             "root:x:0:0::/root:/bin/sh\n"
             + "".join(
@@ -88,22 +66,19 @@ class SudoSandbox:
                 for name, number in ACCOUNTS
             ),
         )
-        put(
-            root,
-            "etc/group",
-            "root:x:0:\n" + "".join(f"{name}:x:{number}:\n" for name, number in ACCOUNTS),
-        )
-        put(root, "etc/nsswitch.conf", "passwd: files\ngroup: files\nhosts: files\n")
-        put(root, "etc/hosts", f"127.0.0.1 {HOST}\n")
-        put(root, "etc/pam.d/sudo", PERMIT)
-        put(root, "etc/sudoers", MAIN_POLICY, 0o440)
-        with open(policy, encoding="utf-8") as file:
-            put(root, f"etc/sudoers.d/{AGENT}", file.read(), 0o440)
-        for name in PROGRAMS:
-            put(root, f"usr/{name}", mode=0o755)
-        for name in ELSEWHERE:
-            put(root, name, mode=0o755)
+        groups = "".join(f"{name}:x:{number}:\n" for name, number in ACCOUNTS)
+        self.put("etc/group", f"root:x:0:\n{groups}")
+        self.put("etc/nsswitch.conf", "passwd: files\ngroup: files\nhosts: files\n")
+        self.put("etc/hosts", f"127.0.0.1 {HOST}\n")
+        self.put("etc/pam.d/sudo", PERMIT)
+        self.put("etc/sudoers", MAIN_POLICY, 0o440)
+        self.put(f"etc/sudoers.d/{AGENT}", files.text(policy), 0o440)
+        for name in (*(f"usr/{one}" for one in PROGRAMS), *ELSEWHERE):
+            self.put(name, "", 0o755)
         shutil.copy(program("sudo"), os.path.join(root, "usr/bin/sudo"))
+
+    def put(self, name, text, mode=0o644):
+        files.write(os.path.join(self.root, name), text, mode)
 
     def answers(self, questions):
         """What sudo answers to each list of words after `sudo -l`: the command as it would be
@@ -123,71 +98,29 @@ class SudoSandbox:
         """Runs a permitted command, which only prints its limit of open files, as the agent does.
         A session for root has SESSION_LIMIT."""
         name = os.path.join("usr/bin", words[0])
-        put(self.root, name, "#!/asker\nulimit -n\n", 0o755)
-        put(self.root, "etc/security/limits.conf", f"root - nofile {SESSION_LIMIT}\n")
-        put(self.root, "etc/pam.d/sudo", PERMIT + "session required pam_limits.so\n")
+        self.put(name, "#!/asker\nulimit -n\n", 0o755)
+        self.put("etc/security/limits.conf", f"root - nofile {SESSION_LIMIT}\n")
+        self.put("etc/pam.d/sudo", PERMIT + "session required pam_limits.so\n")
         shutil.copy(program("setpriv"), os.path.join(self.root, "usr/bin/setpriv"))
         # Nothing is setuid in the sandbox, so root takes the agent's number as its real one only.
         agent = f"setpriv --ruid={dict(ACCOUNTS)[AGENT]} sudo -n {' '.join(words)}"
         done = self._run(f"ulimit -n {SERVICE_LIMIT}\n{agent}", "")
-        put(self.root, "etc/pam.d/sudo", PERMIT)
-        put(self.root, name, mode=0o755)
+        self.put("etc/pam.d/sudo", PERMIT)
+        self.put(name, "", 0o755)
         return done.stdout.strip() or done.stderr
 
     def _run(self, script, text):
-        binds = []
-        for name in ("etc", "usr/bin", "usr/sbin", "opt", "tmp", "data"):
-            binds += ["--ro-bind", os.path.join(self.root, name), f"/{name}"]
-        libraries = [
-            word
-            for name in ("lib", "lib64", "libexec")
-            if os.path.isdir(f"/usr/{name}")
-            for word in ("--ro-bind", f"/usr/{name}", f"/usr/{name}")
-        ]
-        links = [
-            word
-            for name in ("bin", "sbin", "lib", "lib64")
-            for word in ("--symlink", f"usr/{name}", f"/{name}")
-        ]
+        binds = {f"/{name}": os.path.join(self.root, name) for name in OWN_FOLDERS}
+        binds |= {name: name for name in LIBRARIES if os.path.isdir(name)}
+        binds["/asker"] = program("dash")
         # As root without a user namespace: sudo takes on other users to read its files.
-        return subprocess.run(
-            [
-                "bwrap",
-                "--unshare-net",
-                "--unshare-pid",
-                "--unshare-ipc",
-                "--unshare-uts",
-                "--hostname",
-                HOST,
-                "--die-with-parent",
-                "--new-session",
-                "--ro-bind",
-                program("dash"),
-                "/asker",
-                *binds,
-                *libraries,
-                *links,
-                "--proc",
-                "/proc",
-                "--dev",
-                "/dev",
-                "--tmpfs",
-                "/run",
-                "--dir",
-                "/var",
-                "--clearenv",
-                "--setenv",
-                "PATH",
-                "/usr/bin:/usr/sbin",
-                "--chdir",
-                "/",
-                "--",
-                "/asker",
-                "-fc",
-                script,
-            ],
+        return run(
+            *("bwrap", "--unshare-net", "--unshare-pid", "--unshare-ipc", "--unshare-uts"),
+            *("--hostname", HOST, "--die-with-parent", "--new-session"),
+            *(word for bind in binds.items() for word in ("--ro-bind", bind[1], bind[0])),
+            *(word for link in LINKS for word in ("--symlink", f"usr/{link}", f"/{link}")),
+            *("--proc", "/proc", "--dev", "/dev", "--tmpfs", "/run", "--dir", "/var"),
+            *("--clearenv", "--setenv", "PATH", "/usr/bin:/usr/sbin", "--chdir", "/"),
+            *("--", "/asker", "-fc", script),
             input=text,
-            capture_output=True,
-            text=True,
-            check=False,
         )

@@ -8,7 +8,10 @@ import subprocess
 import sys
 import unittest
 
-SNIPPET = os.path.join(os.environ["PROJECT"], "packaging", "management-network.nft")
+from tests import ROOT
+from tests.harness.command import output, run
+
+SNIPPET = os.path.join(ROOT, "packaging", "management-network.nft")
 PORT, OTHER_PORT = 35353, 80
 # (family, network, an address of the module in it, an address of a peer in it)
 MANAGEMENT = (
@@ -22,10 +25,21 @@ ELSEWHERE = (
 SKIPPED = 77
 MODULE = "tests.packaging.test_firewall"
 INSIDE = "FIREWALL_TEST_INSIDE"
+# What runs in the peer's network; what is dropped never answers.
+CONNECT = """
+import socket, sys
+try: socket.create_connection((sys.argv[1], int(sys.argv[2])), 0.7)
+except TimeoutError: sys.exit(9)
+"""
+SEND = """
+import socket, sys
+peer = socket.socket(int(sys.argv[1]), socket.SOCK_DGRAM)
+peer.sendto(b"x", (sys.argv[2], int(sys.argv[3])))
+"""
 
 
-def run(*command, **more):
-    return subprocess.run(command, capture_output=True, text=True, check=True, **more).stdout
+def ip(words, *, network=()):
+    output(*network, "ip", *words.split())
 
 
 class TestFirewall(unittest.TestCase):
@@ -42,27 +56,14 @@ class TestFirewall(unittest.TestCase):
         own = os.readlink("/proc/self/ns/net")
         while os.readlink(f"/proc/{peer.pid}/ns/net") == own:
             pass
-        run("ip", "link", "set", "lo", "up")
-        run(
-            "ip",
-            "link",
-            "add",
-            "module",
-            "type",
-            "veth",
-            "peer",
-            "name",
-            "peer",
-            "netns",
-            str(peer.pid),
-        )
-        run("ip", "link", "set", "module", "up")
-        run(*cls.peer, "ip", "link", "set", "peer", "up")
-        here: list[str] = []
+        ip("link set lo up")
+        ip(f"link add module type veth peer name peer netns {peer.pid}")
+        ip("link set module up")
+        ip("link set peer up", network=cls.peer)
         for family, module, client in MANAGEMENT + ELSEWHERE:
-            size = ["/24"] if family == socket.AF_INET else ["/64", "nodad"]
-            for command, address, device in ((here, module, "module"), (cls.peer, client, "peer")):
-                run(*command, "ip", "address", "add", address + size[0], *size[1:], "dev", device)
+            size = "/24" if family == socket.AF_INET else "/64 nodad"
+            ip(f"address add {module}{size} dev module")
+            ip(f"address add {client}{size} dev peer", network=cls.peer)
         for port in (PORT, OTHER_PORT):
             server = socket.create_server(
                 ("::", port), family=socket.AF_INET6, dualstack_ipv6=True, backlog=100
@@ -70,30 +71,21 @@ class TestFirewall(unittest.TestCase):
             cls.addClassCleanup(server.close)
 
     def setUp(self):
-        run("nft", "flush", "ruleset")
+        output("nft", "flush", "ruleset")
 
     def load(self):
-        run("nft", "-f", SNIPPET)
+        output("nft", "-f", SNIPPET)
 
     def reaches(self, address, port, peer=True):
-        """Whether a connection comes about; what is dropped never answers."""
-        code = (
-            "import socket, sys\n"
-            "try: socket.create_connection((sys.argv[1], int(sys.argv[2])), 0.7)\n"
-            "except TimeoutError: sys.exit(9)\n"
-        )
-        done = subprocess.run(
-            [*(self.peer if peer else []), sys.executable, "-c", code, address, str(port)],
-            capture_output=True,
-            text=True,
-            check=False,
-        )
+        """Whether a connection comes about."""
+        place = self.peer if peer else []
+        done = run(*place, sys.executable, "-c", CONNECT, address, str(port))
         self.assertIn(done.returncode, (0, 9), done.stderr)
         return done.returncode == 0
 
     def test_nft_takes_it(self):
-        run("nft", "-c", "-f", SNIPPET)
-        self.assertEqual(run("nft", "list", "ruleset"), "")
+        output("nft", "-c", "-f", SNIPPET)
+        self.assertEqual(output("nft", "list", "ruleset"), "")
 
     def test_management_network_reaches_the_port(self):
         self.load()
@@ -121,31 +113,23 @@ class TestFirewall(unittest.TestCase):
             with contextlib.closing(socket.socket(family, socket.SOCK_DGRAM)) as server:
                 server.bind((module, PORT))
                 server.settimeout(5)
-                run(
-                    *self.peer,
-                    sys.executable,
-                    "-c",
-                    "import socket, sys; socket.socket(int(sys.argv[1]), socket.SOCK_DGRAM)"
-                    ".sendto(b'x', (sys.argv[2], int(sys.argv[3])))",
-                    str(int(family)),
-                    module,
-                    str(PORT),
-                )
+                arguments = (str(int(family)), module, str(PORT))
+                output(*self.peer, sys.executable, "-c", SEND, *arguments)
                 self.assertEqual(server.recv(9), b"x")
 
     def test_loading_it_again_changes_nothing(self):
-        run("nft", "add table inet another_table")
+        output("nft", "add table inet another_table")
         self.load()
-        first = run("nft", "list", "ruleset")
+        first = output("nft", "list", "ruleset")
         self.load()
-        self.assertEqual(run("nft", "list", "ruleset"), first)
+        self.assertEqual(output("nft", "list", "ruleset"), first)
         self.assertIn("another_table", first)
 
 
 def missing():
     """What this kernel cannot do, or nothing."""
     for command in ("nft list ruleset", "ip link add name probe type veth", "ip link delete probe"):
-        done = subprocess.run(command.split(), capture_output=True, text=True, check=False)
+        done = run(*command.split())
         if done.returncode != 0:
             return f"{command}: {done.stderr.strip()}"
     return None

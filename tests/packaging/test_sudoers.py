@@ -6,29 +6,22 @@ import os
 import re
 import shlex
 import shutil
-import subprocess
 import tempfile
 import unittest
 
-from tests.packaging.sudo_sandbox import (
-    AGENT,
-    OTHER,
-    SERVICE_LIMIT,
-    SESSION_LIMIT,
-    SudoSandbox,
-)
+from tests import ROOT
+from tests.harness import files
+from tests.harness.command import output, run
+from tests.packaging.sudo_sandbox import AGENT, OTHER, SERVICE_LIMIT, SESSION_LIMIT, SudoSandbox
 
-PROJECT = os.environ["PROJECT"]
-POLICY = os.path.join(PROJECT, "packaging", "upgrade-agent.sudoers")
+POLICY = os.path.join(ROOT, "packaging", "upgrade-agent.sudoers")
 ARCHIVE = "/data/sysupdate.tar.bz2"
 RUNS_COMMANDS = re.compile(r"\b(QProcess|system|popen|v?fork|posix_spawnp?|exec[lv]p?e?)\b\s*[(:]")
 
 
 def command_lines():
     """What the agent runs, as its own code says."""
-    program = shlex.split(os.environ["COMMAND_LINES"])
-    done = subprocess.run(program, capture_output=True, text=True, check=True)
-    return sorted(set(done.stdout.splitlines()))
+    return sorted(set(output(*shlex.split(os.environ["COMMAND_LINES"])).splitlines()))
 
 
 def sudo_words():
@@ -38,12 +31,10 @@ def sudo_words():
 
 def sources():
     """Every source file of the agent: (name, text)."""
-    for folder, _, names in os.walk(os.path.join(PROJECT, "src")):
+    for folder, _, names in os.walk(os.path.join(ROOT, "src")):
         for name in names:
             if name.endswith((".cpp", ".h")):
-                path = os.path.join(folder, name)
-                with open(path, encoding="utf-8") as file:
-                    yield os.path.relpath(path, PROJECT), file.read()
+                yield os.path.relpath(os.path.join(folder, name), ROOT), files.text(folder, name)
 
 
 class TestCommandLines(unittest.TestCase):
@@ -72,35 +63,29 @@ class TestPolicy(unittest.TestCase):
     """What the file says."""
 
     def test_syntax(self):
-        done = subprocess.run(
-            ["visudo", "-c", "-s", "-f", POLICY], capture_output=True, text=True, check=False
-        )
+        done = run("visudo", "-c", "-s", "-f", POLICY)
         self.assertEqual((done.returncode, done.stdout), (0, f"{POLICY}: parsed OK\n"), done.stderr)
 
     def test_commands_are_those_of_the_agent(self):
-        done = subprocess.run(
-            ["cvtsudoers", "-e", "-f", "json", POLICY], capture_output=True, text=True, check=True
-        )
-        policy = json.loads(done.stdout)
+        policy = json.loads(output("cvtsudoers", "-e", "-f", "json", POLICY))
         expected = []
         for name, *arguments in sudo_words():
             path = shutil.which(name, path="/usr/sbin:/usr/bin") or f"/usr/sbin/{name}"
             expected.append(" ".join([path, *(arguments or ['""'])]))
-        self.assertEqual(len(policy["User_Specs"]), 1)
-        spec = policy["User_Specs"][0]
-        self.assertEqual(spec["User_List"], [{"username": AGENT}])
-        self.assertEqual(len(spec["Cmnd_Specs"]), 1)
-        permitted = spec["Cmnd_Specs"][0]
-        self.assertEqual(
-            sorted(one["command"] for one in permitted.pop("Commands")), sorted(expected)
-        )
-        self.assertEqual(
-            permitted,
-            {
-                "runasusers": [{"username": "root"}],
-                "Options": [{"authenticate": False}, {"setenv": False}],
-            },
-        )
+        for spec in policy["User_Specs"]:
+            for permitted in spec["Cmnd_Specs"]:
+                permitted["Commands"].sort(key=lambda one: one["command"])
+        permitted = {
+            "runasusers": [{"username": "root"}],
+            "Options": [{"authenticate": False}, {"setenv": False}],
+            "Commands": [{"command": line} for line in sorted(expected)],
+        }
+        spec = {
+            "User_List": [{"username": AGENT}],
+            "Host_List": [{"hostname": "ALL"}],
+            "Cmnd_Specs": [permitted],
+        }
+        self.assertEqual(policy["User_Specs"], [spec])
 
 
 AS_AGENT = ("-U", AGENT)
@@ -218,18 +203,9 @@ class TestSudo(unittest.TestCase):
 
     def test_refuses_other_users_and_groups(self):
         self.assert_refused([["-U", OTHER, *words] for words in sudo_words()])
+        targets = (f"-u {OTHER}", "-u daemon", f"-u {AGENT}", "-g daemon", "-u root -g daemon")
         self.assert_refused(
-            [
-                [*AS_AGENT, *target, *words]
-                for words in sudo_words()
-                for target in (
-                    ("-u", OTHER),
-                    ("-u", "daemon"),
-                    ("-u", AGENT),
-                    ("-g", "daemon"),
-                    ("-u", "root", "-g", "daemon"),
-                )
-            ]
+            [[*AS_AGENT, *target.split(), *words] for words in sudo_words() for target in targets]
         )
 
     def test_opens_no_session(self):
@@ -238,8 +214,7 @@ class TestSudo(unittest.TestCase):
         self.assertEqual(self.sandbox.limit_of_files(*command), str(SERVICE_LIMIT))
         with tempfile.TemporaryDirectory() as folder:
             policy = os.path.join(folder, "policy")
-            with open(POLICY, encoding="utf-8") as file, open(policy, "w", encoding="utf-8") as out:
-                out.write(file.read().replace("!pam_session", "pam_session"))
+            files.write(policy, files.text(POLICY).replace("!pam_session", "pam_session"))
             other = SudoSandbox(os.path.join(folder, "root"), policy)
             self.assertEqual(other.limit_of_files(*command), str(SESSION_LIMIT))
 

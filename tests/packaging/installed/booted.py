@@ -5,22 +5,11 @@ import contextlib
 import os
 import re
 import subprocess
-import time
+
+from tests.harness import files, wait
+from tests.packaging.installed.chroot import NAMESPACES
 
 GROUP = f"upgrade-agent-check-{os.getpid()}"
-NAMESPACES = [
-    "unshare",
-    "--cgroup",
-    "--mount",
-    "--pid",
-    "--net",
-    "--ipc",
-    "--uts",
-    "--fork",
-    "--kill-child",
-    "--propagation",
-    "private",
-]
 # $0 is the root. A device that no rule of the unit names is /dev/fuse; it and the serial line are
 # accessible to every user, so that only the unit can prevent an access.
 PREPARE = """set -e
@@ -50,8 +39,8 @@ exec env -i container=check /usr/lib/systemd/systemd --unit=multi-user.target
 
 def control_groups():
     """Where version 2 of the control groups is mounted and may be changed, or nothing."""
-    with open("/proc/self/mountinfo", encoding="utf-8") as file:
-        found = re.search(r"(?m)^\S+ \S+ \S+ / (\S+) .* - cgroup2 ", file.read())
+    mounts = files.text("/proc/self/mountinfo")
+    found = re.search(r"(?m)^\S+ \S+ \S+ / (\S+) .* - cgroup2 ", mounts)
     return found.group(1) if found and os.access(found.group(1), os.W_OK) else None
 
 
@@ -63,7 +52,7 @@ def booted(root):
     # In its own control group before that becomes the root of a namespace.
     script = f'echo $$ >"{group}/cgroup.procs"; exec "$@"'
     system = subprocess.Popen(
-        ["sh", "-c", script, "sh", *NAMESPACES, "sh", "-c", PREPARE, root],
+        ["sh", "-c", script, "sh", *NAMESPACES, "--cgroup", "sh", "-c", PREPARE, root],
         stdin=subprocess.DEVNULL,
         stdout=subprocess.DEVNULL,
         stderr=subprocess.PIPE,
@@ -74,17 +63,12 @@ def booted(root):
     finally:
         system.kill()
         system.communicate()
-        remove(group)
+        wait.until(lambda: is_removed(group), what=f"end of the processes of {group}")
 
 
-def remove(group):
-    """The kernel needs a moment for the last processes."""
-    for _ in range(100):
-        folders = [folder for folder, _, _ in os.walk(group, topdown=False)]
-        for folder in folders:
-            with contextlib.suppress(OSError):
-                os.rmdir(folder)
-        if not os.path.exists(group):
-            return
-        time.sleep(0.1)
-    raise AssertionError(f"{group} is still in use")
+def is_removed(group):
+    """Removes a control group; the kernel needs a moment for the last processes."""
+    for folder, _, _ in os.walk(group, topdown=False):
+        with contextlib.suppress(OSError):
+            os.rmdir(folder)
+    return not os.path.exists(group)

@@ -6,19 +6,12 @@ import os
 import shlex
 import subprocess
 
+from tests.harness import command, files
+
 ROOT = os.environ.get("THROW_AWAY_ROOT", "")
-NAMESPACES = [
-    "unshare",
-    "--mount",
-    "--pid",
-    "--net",
-    "--ipc",
-    "--uts",
-    "--fork",
-    "--kill-child",
-    "--propagation",
-    "private",
-]
+NAMESPACES = (
+    "unshare --mount --pid --net --ipc --uts --fork --kill-child --propagation private".split()
+)
 # Inside, before anything else. The mounts end with the namespace.
 PREPARE = """set -e
 mount -t proc proc "$0/proc"
@@ -39,26 +32,27 @@ def path(name):
     return os.path.join(ROOT, name.lstrip("/"))
 
 
-def run(*command, root=ROOT, check=True, **environment):
+def run(*words, root=ROOT, check=True, **environment):
     """Runs a command as the root's root."""
-    script = f"{PREPARE}\nexec {shlex.join(['chroot', root, *command])}"
-    done = subprocess.run(
-        [*NAMESPACES, "sh", "-c", script, root],
+    script = f"{PREPARE}\nexec {shlex.join(['chroot', root, *words])}"
+    settings = {"PATH": PATH, "LC_ALL": "C.UTF-8", "DEBIAN_FRONTEND": "noninteractive"}
+    return command.run(
+        *(*NAMESPACES, "sh", "-c", script, root),
+        must_succeed=check,
         stdin=subprocess.DEVNULL,
-        stdout=subprocess.PIPE,
-        stderr=subprocess.PIPE,
-        text=True,
-        check=False,
         timeout=300,
-        env={"PATH": PATH, "LC_ALL": "C.UTF-8", "DEBIAN_FRONTEND": "noninteractive", **environment},
+        env={**settings, **environment},
     )
-    if check and done.returncode != 0:
-        raise AssertionError(
-            f"{shlex.join(command)}: {done.returncode}\n{done.stdout}{done.stderr}"
-        )
-    return done
+
+
+def output(*words, **more):
+    """The standard output of a command of the root's root."""
+    return run(*words, **more).stdout
 
 
 def read(name):
-    with open(path(name), encoding="utf-8") as file:
-        return file.read()
+    return files.text(path(name))
+
+
+def write(name, text):
+    files.write(path(name), text)

@@ -8,21 +8,15 @@ import re
 import shutil
 import subprocess
 
+from tests.harness import files
 from tests.packaging.installed import chroot
 
 ROOT = chroot.ROOT + "-recorders"
 UNIT = "/usr/lib/systemd/system/upgrade-agent.service"
 COMMANDS = ("usr/bin/md5sum", "usr/bin/mount", "usr/bin/tar", "usr/bin/rm", "usr/sbin/reboot")
 # What else could end or change a system; not in the copy at all.
-HARMFUL = (
-    "usr/bin/systemctl",
-    "usr/bin/umount",
-    "usr/sbin/halt",
-    "usr/sbin/init",
-    "usr/sbin/poweroff",
-    "usr/sbin/shutdown",
-    "usr/sbin/telinit",
-    "usr/sbin/runlevel",
+HARMFUL = ("usr/bin/systemctl", "usr/bin/umount") + tuple(
+    f"usr/sbin/{name}" for name in ("halt", "init", "poweroff", "shutdown", "telinit", "runlevel")
 )
 # Called as, user numbers, and what of the agent's environment has reached it.
 RECORDER = """#!/usr/bin/python3
@@ -44,9 +38,13 @@ def write(name, text):
     path = os.path.join(ROOT, name)
     if os.path.lexists(path):
         os.remove(path)
-    with open(path, "w", encoding="ascii") as file:
-        file.write(text)
-    os.chmod(path, 0o755)
+    files.write(path, text, 0o755)
+
+
+def add_drop_in(name, text):
+    """A file with further settings of the agent's unit, in the copy."""
+    folder = os.path.join(ROOT, "etc/systemd/system/upgrade-agent.service.d")
+    files.write(os.path.join(folder, name), text)
 
 
 def make():
@@ -65,8 +63,7 @@ def check_harmless():
     """Nothing is run unless every command is a recorder."""
     for name in COMMANDS:
         path = os.path.join(ROOT, name)
-        with open(path, encoding="ascii") as file:
-            assert file.read() == RECORDER and not os.path.islink(path), name
+        assert files.text(path) == RECORDER and not os.path.islink(path), name
     for name in HARMFUL:
         assert not os.path.lexists(os.path.join(ROOT, name)), name
 
@@ -79,14 +76,13 @@ def capabilities():
 
 def names_of(mask):
     """The names of a hexadecimal mask of rights, as /proc shows it."""
-    names = chroot.run("setpriv", "--list-caps").stdout.split()
+    names = chroot.output("setpriv", "--list-caps").split()
     return {name for number, name in enumerate(names) if int(mask, 16) >> number & 1}
 
 
 def own_capabilities():
     """What this very process may hand on; a container's root has less than the machine's."""
-    with open("/proc/self/status", encoding="ascii") as file:
-        return names_of(re.findall(r"CapBnd:\s*(\S+)", file.read())[0])
+    return names_of(re.findall(r"CapBnd:\s*(\S+)", files.text("/proc/self/status"))[0])
 
 
 def as_agent(line, **environment):

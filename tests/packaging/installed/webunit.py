@@ -7,7 +7,8 @@ import re
 import subprocess
 import sys
 
-from tests.harness import wait
+from tests.harness import files, wait
+from tests.harness.command import output, run
 from tests.packaging.installed import recorders
 
 PASSWORD = "a long password"
@@ -15,6 +16,7 @@ DROP_IN = "usr/share/upgrade-agent-web/console-loopback.conf"
 DEVICE_LINE = "#IPAddressAllow=192.0.2.17"
 # The module, a device with a network link, which the drop-in names, and another machine.
 MODULE, DEVICE, STRANGER = "192.0.2.1", "192.0.2.17", "192.0.2.99"
+SOURCES = (DEVICE, STRANGER)
 CONSOLE, HTTP = 35353, 8353
 # In the agent's place: a program that listens where the agent does.
 LISTENER = f"""#!/usr/bin/python3
@@ -56,13 +58,9 @@ def prepare(drop_in):
     recorders.make()
     recorders.write("usr/sbin/upgrade-agent", LISTENER)
     if drop_in:
-        folder = os.path.join(recorders.ROOT, "etc/systemd/system/upgrade-agent.service.d")
-        os.makedirs(folder)
-        with open(os.path.join(recorders.ROOT, DROP_IN), encoding="utf-8") as file:
-            text = file.read()
+        text = files.text(recorders.ROOT, DROP_IN)
         assert DEVICE_LINE in text
-        with open(os.path.join(folder, "console.conf"), "w", encoding="utf-8") as file:
-            file.write(text.replace(DEVICE_LINE, DEVICE_LINE[1:]))
+        recorders.add_drop_in("console.conf", text.replace(DEVICE_LINE, DEVICE_LINE[1:]))
     recorders.check_harmless()
 
 
@@ -77,8 +75,7 @@ class Machine:
     def _init(self):
         """The first process, as soon as it has its own network."""
         pid = self._system.pid
-        with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as file:
-            children = file.read().split()
+        children = files.text(f"/proc/{pid}/task/{pid}/children").split()
         own = os.readlink("/proc/self/ns/net")
         if children and os.readlink(f"/proc/{children[0]}/ns/net") != own:
             return int(children[0])
@@ -88,8 +85,7 @@ class Machine:
         """The number of the process that runs a program of the root."""
         for name in filter(str.isdecimal, os.listdir("/proc")):
             try:
-                with open(f"/proc/{name}/cmdline", "rb") as file:
-                    words = file.read().split(b"\0")
+                words = files.content(f"/proc/{name}/cmdline").split(b"\0")
                 root = os.readlink(f"/proc/{name}/ns/pid")
             except OSError:
                 continue
@@ -102,32 +98,18 @@ class Machine:
 
     def reaches(self, address, port, source, network=None):
         """Whether a connection from an address comes about."""
-        return (
-            subprocess.run(
-                [*(network or self.network), sys.executable, "-c", CONNECT]
-                + [address, str(port), source],
-                stderr=subprocess.DEVNULL,
-                check=False,
-            ).returncode
-            == 0
-        )
+        words = (*(network or self.network), sys.executable, "-c", CONNECT)
+        return run(*words, address, str(port), source).returncode == 0
 
     def upload(self, package):
         """Logs in to the server and uploads a package; both statuses and the error."""
-        done = subprocess.run(
-            [*self.network, sys.executable, "-c", UPLOAD],
-            input=package,
-            capture_output=True,
-            check=False,
-        )
-        assert done.returncode == 0, done.stderr.decode()
-        return json.loads(done.stdout)
+        words = (*self.network, sys.executable, "-c", UPLOAD)
+        return json.loads(output(*words, input=package, text=False))
 
     @staticmethod
     def rights(pid):
         """What the kernel says of a process."""
-        with open(f"/proc/{pid}/status", encoding="ascii") as file:
-            found = dict(re.findall(r"(?m)^(\w+):\s*(.*)$", file.read()))
+        found = dict(re.findall(r"(?m)^(\w+):\s*(.*)$", files.text(f"/proc/{pid}/status")))
         return {name: found[name] for name in ("CapEff", "CapBnd", "NoNewPrivs", "Seccomp")}, {
             int(word) for word in found["Uid"].split() + found["Gid"].split()
         }
@@ -136,35 +118,33 @@ class Machine:
     def can_write(pid, folder):
         """Whether even root could make a file where a process has its folders."""
         script = f'touch "{folder}/probe" && rm "{folder}/probe"'
-        return (
-            subprocess.run(
-                ["nsenter", f"--mount=/proc/{pid}/ns/mnt", f"--root=/proc/{pid}/root"]
-                + ["sh", "-c", script],
-                stderr=subprocess.DEVNULL,
-                check=False,
-            ).returncode
-            == 0
-        )
+        place = (f"--mount=/proc/{pid}/ns/mnt", f"--root=/proc/{pid}/root")
+        return run("nsenter", *place, "sh", "-c", script).returncode == 0
 
 
 class Cable:
     """A network beside the system, connected to it; a device and a stranger are there."""
 
     def __init__(self, machine):
+        self._machine = machine
         self._peer = subprocess.Popen(["unshare", "--net", "sleep", "600"])
         self.network = ["nsenter", f"--net=/proc/{self._peer.pid}/ns/net"]
         own = os.readlink("/proc/self/ns/net")
         wait.until(lambda: os.readlink(f"/proc/{self._peer.pid}/ns/net") != own, what="a network")
-        link = ["ip", "link", "add", "cable", "type", "veth", "peer", "name", "cable"]
-        for command in (
-            [*machine.network, *link, "netns", str(self._peer.pid)],
-            [*machine.network, "ip", "address", "add", f"{MODULE}/24", "dev", "cable"],
-            [*self.network, "ip", "address", "add", f"{DEVICE}/24", "dev", "cable"],
-            [*self.network, "ip", "address", "add", f"{STRANGER}/24", "dev", "cable"],
-            [*machine.network, "ip", "link", "set", "cable", "up"],
-            [*self.network, "ip", "link", "set", "cable", "up"],
+        link = f"link add cable type veth peer name cable netns {self._peer.pid}"
+        for network, words in (
+            (machine.network, link),
+            (machine.network, f"address add {MODULE}/24 dev cable"),
+            (self.network, f"address add {DEVICE}/24 dev cable"),
+            (self.network, f"address add {STRANGER}/24 dev cable"),
+            (machine.network, "link set cable up"),
+            (self.network, "link set cable up"),
         ):
-            subprocess.run(command, check=True)
+            output(*network, "ip", *words.split())
+
+    def reaches_console(self, source):
+        """Whether a connection from one of SOURCES to the console port comes about."""
+        return self._machine.reaches(MODULE, CONSOLE, source, self.network)
 
     def __enter__(self):
         return self
