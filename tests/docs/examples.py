@@ -2,10 +2,10 @@
 """The examples of the protocol pages, as values."""
 
 import json
-import os
 import re
 
 from tests import ROOT
+from tests.harness import files
 
 # The images that <NAME FROM-TO> stands for.
 IMAGES = {
@@ -15,8 +15,7 @@ IMAGES = {
 
 
 def page(name):
-    with open(os.path.join(ROOT, "docs", "reference", name), encoding="utf-8") as file:
-        return file.read()
+    return files.text(ROOT, "docs", "reference", name)
 
 
 def blocks(text, kind):
@@ -61,8 +60,7 @@ def conversation(lines):
 
 def dump(path):
     """A file's bytes as PARSEEDID takes them."""
-    with open(os.path.join(ROOT, path), "rb") as file:
-        return file.read().hex(" ").upper()
+    return files.content(ROOT, path).hex(" ").upper()
 
 
 def raw(text, images):

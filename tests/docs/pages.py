@@ -3,9 +3,9 @@
 
 import os
 import re
-import subprocess
 
 from tests import ROOT
+from tests.harness import command, files
 
 FOREIGN = re.compile(r"[a-z][a-z0-9+.-]*:", re.I)  # a scheme: another place than this repository
 LINK = re.compile(r"!?\[(?:[^\[\]]|\[[^\]]*\])*\]\(\s*<?([^)\s>]+)>?(?:\s+\"[^\"]*\")?\s*\)")
@@ -21,25 +21,11 @@ PLACE = re.compile(
 
 def names(root=ROOT):
     """All Markdown files and man pages that belong to the project."""
-    listed = subprocess.run(
-        ["git", "ls-files", "-co", "--exclude-standard"],
-        cwd=root,
-        capture_output=True,
-        text=True,
-        check=False,
-    )
-    files = (
-        listed.stdout.splitlines()
-        if listed.returncode == 0
-        else [
-            os.path.relpath(os.path.join(folder, name), root)
-            for folder, _, found in os.walk(root)
-            for name in found
-        ]
-    )
+    listed = command.run("git", "ls-files", "-co", "--exclude-standard", cwd=root)
+    found = listed.stdout.splitlines() if listed.returncode == 0 else files.below(root)
     return sorted(
         name
-        for name in files
+        for name in found
         if re.search(r"\.md$|(^|/)man/[^/]+\.[1-8]$", name)
         and not name.startswith("build/")
         and os.path.isfile(os.path.join(root, name))
@@ -47,8 +33,7 @@ def names(root=ROOT):
 
 
 def read(name, root=ROOT):
-    with open(os.path.join(root, name), encoding="utf-8") as file:
-        return file.read()
+    return files.text(root, name)
 
 
 def lines_outside_fences(text):

@@ -3,10 +3,10 @@
 
 import os
 import re
-import subprocess
 import unittest
 
 from tests.docs import pages
+from tests.harness.command import output
 
 # What a library is called in the text of a page.
 NAMES = {
@@ -27,9 +27,7 @@ SHARED_OBJECT = re.compile(r"[\w+-]+\.so\.\d+")
 
 def needed(program):
     """The names of the shared objects that a program asks the loader for."""
-    listed = subprocess.run(
-        [os.environ["READELF"], "-d", program], capture_output=True, text=True, check=True
-    ).stdout
+    listed = output(os.environ["READELF"], "-d", program)
     return set(re.findall(r"\(NEEDED\).*\[(.+)\]", listed))
 
 

@@ -7,6 +7,7 @@ import re
 import unittest
 
 from tests.docs import pages
+from tests.harness import files
 
 PAGE = "docs/reference/limits.md"
 HEADERS = (
@@ -79,12 +80,8 @@ class Limits(unittest.TestCase):
                     self.assertTrue(re.search(wanted, text, re.M), f"{test}: {wanted}")
 
     def test_log_words_are_there(self):
-        sources = "".join(
-            pages.read(os.path.join(folder, name))
-            for folder, _, names in os.walk(os.path.join(pages.ROOT, "src"))
-            for name in names
-            if name.endswith((".h", ".cpp"))
-        )
+        names = [name for name in files.below(pages.ROOT, "src") if name.endswith((".h", ".cpp"))]
+        sources = "".join(map(pages.read, names))
         for cells in rows():
             for words in re.findall(r"`([^`]+)`", cells[3 if len(cells) == 5 else 2]):
                 self.assertIn(words.rstrip(":"), sources)

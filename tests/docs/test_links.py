@@ -6,6 +6,7 @@ import tempfile
 import unittest
 
 from tests.docs import pages
+from tests.harness import files
 
 GOOD = {
     "README.md": "# One\n\nSee [two](docs/two.md#some-heading-1), [here](#one), `docs/two.md`,\n"
@@ -20,75 +21,48 @@ GOOD = {
 BROKEN = [
     (
         "README.md",
-        "docs/two.md#some-heading-1",
-        "docs/two.md#some-heading-2",
-        "README.md:3: docs/two.md#some-heading-2: docs/two.md has no such heading",
+        "#some-heading-1",
+        "#some-heading-2",
+        "3: docs/two.md#some-heading-2: docs/two.md has no such heading",
     ),
-    ("README.md", "(#one)", "(#two)", "README.md:3: #two: README.md has no such heading"),
-    (
-        "README.md",
-        "[ref]: docs/two.md",
-        "[ref]: docs/three.md",
-        "README.md:6: docs/three.md: there is no docs/three.md",
-    ),
-    ("README.md", "`docs/two.md`", "`docs/three.md`", "README.md:3: there is no docs/three.md"),
-    ("README.md", "(#one)", "(../one.md)", "README.md:3: ../one.md leads out of the repository"),
-    (
-        "docs/two.md",
-        "../README.md",
-        "README.md",
-        "docs/two.md:3: README.md: there is no docs/README.md",
-    ),
-    ("docs/man/tool.1", "tool (1)", "tool (8)", "docs/man/tool.1:2: there is no page tool(8)"),
-    (
-        "docs/man/tool.1",
-        "docs/two.md",
-        "docs/three\\-four.md",
-        "docs/man/tool.1:4: there is no docs/three-four.md",
-    ),
+    ("README.md", "(#one)", "(#two)", "3: #two: README.md has no such heading"),
+    ("README.md", "]: docs/two.md", "]: docs/3.md", "6: docs/3.md: there is no docs/3.md"),
+    ("README.md", "`docs/two.md`", "`docs/three.md`", "3: there is no docs/three.md"),
+    ("README.md", "(#one)", "(../one.md)", "3: ../one.md leads out of the repository"),
+    ("docs/two.md", "../README.md", "README.md", "3: README.md: there is no docs/README.md"),
+    ("docs/man/tool.1", "tool (1)", "tool (8)", "2: there is no page tool(8)"),
+    ("docs/man/tool.1", "two.md", "three\\-four.md", "4: there is no docs/three-four.md"),
 ]
 
 
 class Links(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.root = folder.name
+        self.root = self.enterContext(tempfile.TemporaryDirectory())
 
-    def write(self, files):
-        for name, text in files.items():
-            path = os.path.join(self.root, name)
-            os.makedirs(os.path.dirname(path), exist_ok=True)
-            with open(path, "w", encoding="utf-8") as file:
-                file.write(text)
+    def findings(self, written):
+        for name, text in written.items():
+            files.write(os.path.join(self.root, name), text)
+        return list(pages.findings(self.root))
 
     def test_nothing_leads_nowhere(self):
         self.assertEqual(list(pages.findings()), [])
 
     def test_all_pages_are_looked_at(self):
         names = pages.names()
-        for name in (
-            "README.md",
-            "ARCHITECTURE.md",
-            "docs/reference/messages.md",
-            "docs/man/fwm.1",
-        ):
-            self.assertIn(name, names)
-        self.assertGreater(
-            sum(1 for name in names if name.endswith(".md") for _ in pages.links(pages.read(name))),
-            15,
-        )
+        some = {"README.md", "ARCHITECTURE.md", "docs/reference/messages.md", "docs/man/fwm.1"}
+        self.assertEqual(some - set(names), set())
+        markdown = [name for name in names if name.endswith(".md")]
+        self.assertGreater(sum(len(list(pages.links(pages.read(name)))) for name in markdown), 15)
 
     def test_good_links_are_found_good(self):
-        self.write(GOOD)
-        self.assertEqual(list(pages.findings(self.root)), [])
+        self.assertEqual(self.findings(GOOD), [])
 
     def test_each_dead_one_is_noticed(self):
         for name, old, new, finding in BROKEN:
             with self.subTest(finding):
                 self.assertIn(old, GOOD[name])
-                self.write({**GOOD, name: GOOD[name].replace(old, new)})
-                self.assertEqual(list(pages.findings(self.root)), [finding])
+                changed = GOOD | {name: GOOD[name].replace(old, new)}
+                self.assertEqual(self.findings(changed), [f"{name}:{finding}"])
 
 
 if __name__ == "__main__":

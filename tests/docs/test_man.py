@@ -3,21 +3,15 @@
 
 import os
 import re
-import subprocess
 import unittest
 
 from tests.docs import pages
+from tests.harness.command import output
 
 PROGRAMS = os.environ["PROGRAMS"].split(":")
 OPTION = re.compile(r"(?<![\w-])(--[a-z][a-z-]*[a-z]|-[a-zA-Z])(?![\w-])")
 # The libraries' own word for the help of everything.
 NOT_OURS = {"--help-all"}
-
-
-def help_of(program, *command):
-    return subprocess.run(
-        [program, *command, "--help"], capture_output=True, text=True, check=True
-    ).stdout
 
 
 def commands(text):
@@ -46,12 +40,12 @@ class ManPages(unittest.TestCase):
         self.assertEqual(len(PROGRAMS), 6)
         for program in PROGRAMS:
             name = os.path.basename(program)
-            yield program, help_of(program), sections(pages.read(f"docs/man/{name}.1"))
+            yield program, output(program, "--help"), sections(pages.read(f"docs/man/{name}.1"))
 
     def test_options(self):
         for program, text, page in self.each():
             for command in commands(text):
-                text += help_of(program, command)
+                text += output(program, command, "--help")
             of_page = "\n".join(words for heading, words in page.items() if heading != "EXAMPLES")
             self.assertEqual(
                 sorted(set(OPTION.findall(of_page)) - NOT_OURS),

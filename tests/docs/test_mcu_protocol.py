@@ -1,16 +1,15 @@
 # SPDX-License-Identifier: Apache-2.0
 """docs/reference/mcu-protocol.md against the device simulator: every example, byte for byte."""
 
-import json
 import os
 import re
 import socket
-import subprocess
 import tempfile
 import time
 import unittest
 
 from tests.docs import examples
+from tests.harness.simulator import Simulator
 
 PAGE = examples.page("mcu-protocol.md")
 # The page's device restarts in 0.2 s; a host that waits longer finds it back.
@@ -22,25 +21,14 @@ class Device:
     """device-simulator with the page's device file, over TCP."""
 
     def __init__(self, folder):
-        path = os.path.join(folder, "device.json")
-        with open(path, "w", encoding="ascii") as file:
-            json.dump(examples.device(PAGE), file)
-        self.process = subprocess.Popen(
-            [
-                os.environ["DEVICE_SIMULATOR"],
-                "--device",
-                path,
-                "--listen",
-                "127.0.0.1:0",
-                "--trace",
-                os.path.join(folder, "trace"),
-            ],
-            stdout=subprocess.PIPE,
-            text=True,
+        self.simulator = Simulator(
+            os.environ["DEVICE_SIMULATOR"],
+            folder,
+            examples.device(PAGE),
+            ("--listen", "127.0.0.1:0"),
         )
-        assert self.process.stdout is not None
-        address = self.process.stdout.readline().split()[1]
-        self.socket = socket.create_connection(("127.0.0.1", int(address.rsplit(":", 1)[1])))
+        host, port = self.simulator.address.split(":")
+        self.socket = socket.create_connection((host, int(port)))
 
     def ask(self, host, size):
         """What comes back: as many bytes as are expected, and whatever comes on top."""
@@ -59,8 +47,7 @@ class Device:
 
     def close(self):
         self.socket.close()
-        self.process.terminate()
-        self.process.communicate(timeout=10)
+        self.simulator.stop()
 
 
 class McuProtocol(unittest.TestCase):

@@ -4,13 +4,14 @@
 import json
 import os
 import re
-import subprocess
 import unittest
 
 from tests import ROOT
-from tests.docs import wire_texts
+from tests.docs import pages, wire_texts
+from tests.harness import files
+from tests.harness.command import output
 
-PAGE = os.path.join(ROOT, "docs", "reference", "messages.md")
+PAGE = "docs/reference/messages.md"
 # What may send something: every call in these folders takes its text from the texts' own headers.
 SPEAKING_FOLDERS = ["console", "engine", "netupgrade", "upload"]
 SPEAKING_CALLS = re.compile(
@@ -21,10 +22,8 @@ SPEAKING_CALLS = re.compile(
 def documented():
     """Text -> number of rows that have it, from the first column of every table."""
     found: dict = {}
-    with open(PAGE, encoding="utf-8") as file:
-        for line in file:
-            if not line.startswith("| `"):
-                continue
+    for line in pages.read(PAGE).splitlines():
+        if line.startswith("| `"):
             first = re.split(r"(?<!\\)\|", line)[1]
             for text in re.findall(r"`([^`]+)`", first):
                 text = text.replace("\\|", "|")
@@ -32,34 +31,29 @@ def documented():
     return found
 
 
-def page_about_the_log():
-    with open(os.path.join(ROOT, "docs", "reference", "log.md"), encoding="utf-8") as file:
-        return file.read()
+def sources(folder):
+    """The text of each source file below a folder of the project, by its path."""
+    names = [name for name in files.below(ROOT, folder) if name.endswith(".cpp")]
+    return {name: pages.read(name) for name in names}
 
 
 class Messages(unittest.TestCase):
-    def test_every_text_is_documented(self):
-        missing = sorted(set(wire_texts.all_texts()) - set(documented()))
-        self.assertEqual(missing, [], "missing in docs/reference/messages.md")
-
-    def test_every_documented_text_exists(self):
-        unknown = sorted(set(documented()) - set(wire_texts.all_texts()))
-        self.assertEqual(unknown, [], "in docs/reference/messages.md, but nowhere in the source")
+    def test_every_text_is_documented_and_no_other(self):
+        self.assertEqual(sorted(documented()), sorted(wire_texts.all_texts()))
 
     def test_every_text_has_one_row(self):
         twice = sorted(text for text, rows in documented().items() if rows > 1)
         self.assertEqual(twice, [])
 
     def test_rows_are_complete(self):
-        with open(PAGE, encoding="utf-8") as file:
-            header = ""
-            for number, line in enumerate(file, 1):
-                if line.startswith("| ") and not line.startswith(("| `", "| ---")):
-                    header = line
-                if line.startswith("| `"):
-                    cells = re.split(r"(?<!\\)\|", line.strip())[1:-1]
-                    self.assertEqual(len(cells), 5 if "| id |" in header else 4, f"line {number}")
-                    self.assertTrue(all(cell.strip() for cell in cells), f"line {number}")
+        header = ""
+        for number, line in enumerate(pages.read(PAGE).splitlines(), 1):
+            if line.startswith("| ") and not line.startswith(("| `", "| ---")):
+                header = line
+            if line.startswith("| `"):
+                cells = re.split(r"(?<!\\)\|", line.strip())[1:-1]
+                self.assertEqual(len(cells), 5 if "| id |" in header else 4, f"line {number}")
+                self.assertTrue(all(cell.strip() for cell in cells), f"line {number}")
 
     def test_there_are_as_many_as_expected(self):
         """A reader that finds nothing would find nothing missing, too."""
@@ -77,48 +71,25 @@ class Messages(unittest.TestCase):
             self.assertIn(text, texts)
 
     def test_every_step_text_has_an_id(self):
-        printed = subprocess.run(
-            [os.environ["PRINT_STATES"], "--texts"], capture_output=True, text=True, check=True
-        ).stdout
-        texts = json.loads(printed)
+        texts = json.loads(output(os.environ["PRINT_STATES"], "--texts"))
         self.assertGreater(len(texts), 45)
         self.assertEqual(sorted(set(texts) - set(wire_texts.all_texts())), [])
 
     def test_every_warning_is_explained(self):
         """What is logged without being asked for stands on a page for people who run the agent."""
-        warnings = []
-        for folder, _, files in os.walk(os.path.join(ROOT, "src")):
-            for name in files:
-                if name.endswith(".cpp"):
-                    with open(os.path.join(folder, name), encoding="utf-8") as file:
-                        warnings += re.findall(
-                            r'qC(?:Warning|Critical)\(\w+\)[^;]*?"([^"]+)"', file.read()
-                        )
+        pattern = r'qC(?:Warning|Critical)\(\w+\)[^;]*?"([^"]+)"'
+        warnings = re.findall(pattern, "".join(sources("src").values()))
         self.assertGreater(len(warnings), 3)
-        self.assertEqual([text for text in warnings if text not in page_about_the_log()], [])
-
-    def test_every_category_is_listed(self):
-        with open(os.path.join(ROOT, "src", "platform", "Log.cpp"), encoding="utf-8") as file:
-            found = re.findall(r'Q_LOGGING_CATEGORY\(\w+, "([\w.]+)"', file.read())
-        categories = {name.removesuffix(".bytes") for name in found}
-        listed = set(re.findall(r"`(agent\.[a-z]+)`", page_about_the_log()))
-        self.assertGreater(len(categories), 5)
-        self.assertEqual(sorted(listed), sorted(categories))
+        page = pages.read("docs/reference/log.md")
+        self.assertEqual([text for text in warnings if text not in page], [])
 
     def test_no_text_is_written_elsewhere(self):
         for folder in SPEAKING_FOLDERS:
-            top = os.path.join(ROOT, "src", folder)
-            names = [
-                os.path.join(place, name)
-                for place, _, files in os.walk(top)
-                for name in files
-                if name.endswith(".cpp")
-            ]
-            self.assertNotEqual(names, [])
-            for name in sorted(names):
-                with open(name, encoding="utf-8") as file:
-                    source = re.sub(r"^\s*qC.*?;$", "", file.read(), flags=re.M | re.S)
-                self.assertIsNone(SPEAKING_CALLS.search(source), name)
+            found = sources(f"src/{folder}")
+            self.assertNotEqual(found, {})
+            for name, source in found.items():
+                without_log = re.sub(r"^\s*qC.*?;$", "", source, flags=re.M | re.S)
+                self.assertIsNone(SPEAKING_CALLS.search(without_log), name)
 
 
 if __name__ == "__main__":

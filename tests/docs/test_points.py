@@ -4,10 +4,10 @@
 import json
 import os
 import re
-import subprocess
 import unittest
 
 from tests.docs import pages
+from tests.harness.command import output
 
 PAGE = "docs/reference/mcu-protocol.md"
 ROW = re.compile(
@@ -19,8 +19,7 @@ ROW = re.compile(
 
 def points():
     """The points as the program lists them."""
-    listed = subprocess.check_output([os.environ["DEVICE_CHECK"], "--list", "--json"])
-    return json.loads(listed)["points"]
+    return json.loads(output(os.environ["DEVICE_CHECK"], "--list", "--json"))["points"]
 
 
 def rows(text):

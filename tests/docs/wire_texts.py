@@ -3,7 +3,8 @@
 
 import json
 import os
-import subprocess
+
+from tests.harness.command import output
 
 # What a console client can get. The others are statuses, reports and words of the log.
 SENT = ("build", "console", "engine", "key", "net", "signing", "upload", "version")
@@ -11,14 +12,11 @@ SENT = ("build", "console", "engine", "key", "net", "signing", "upload", "versio
 
 def tables():
     """Subsystem -> {id: text}, with line ends written as in the source."""
-    printed = subprocess.run(
-        [os.environ["PRINT_TEXTS"]], capture_output=True, text=True, check=True
-    ).stdout
     return {
         subsystem: {
             name: text.replace("\r", "\\r").replace("\n", "\\n") for name, text in texts.items()
         }
-        for subsystem, texts in json.loads(printed).items()
+        for subsystem, texts in json.loads(output(os.environ["PRINT_TEXTS"])).items()
     }
 
 

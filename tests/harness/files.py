@@ -22,3 +22,10 @@ def write(path, what, mode=0o644):
     with open(path, "wb") as file:
         file.write(what.encode() if isinstance(what, str) else what)
     os.chmod(path, mode)
+
+
+def below(*path):
+    """The paths, relative to the first part, of all files in a folder and in its folders."""
+    for folder, _, names in os.walk(os.path.join(*path)):
+        for name in names:
+            yield os.path.relpath(os.path.join(folder, name), path[0])

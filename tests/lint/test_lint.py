@@ -10,6 +10,7 @@ from unittest import mock
 
 from scripts.lib import lint
 from tests import ROOT
+from tests.harness import files
 
 
 class TestIncludes(unittest.TestCase):
@@ -122,12 +123,8 @@ class TestLayers(unittest.TestCase):
         self.assertEqual(lint.LAYERS[0], "protocol")
         self.assertEqual(lint.LAYERS[-1], "main")
         self.assertLess(lint.LAYERS.index("engine"), lint.LAYERS.index("links/WorkerCOM"))
-        folders = {
-            name
-            for name in os.listdir(os.path.join(ROOT, "src"))
-            if os.path.isdir(os.path.join(ROOT, "src", name))
-        }
-        self.assertEqual({layer.split("/")[0] for layer in lint.LAYERS}, folders)
+        _, folders, _ = next(os.walk(os.path.join(ROOT, "src")))
+        self.assertEqual({layer.split("/")[0] for layer in lint.LAYERS}, set(folders))
 
 
 class TestShapes(unittest.TestCase):
@@ -199,7 +196,7 @@ class TestChecks(unittest.TestCase):
 
     def test_python(self):
         """A finding of each tool, and none in a file without one."""
-        files = {
+        sources = {
             "good.py": '"""A module."""\n\nNAME = "a"\n',
             "style.py": "NAME = 'a'\n",
             "unused.py": "import os\n",
@@ -209,9 +206,8 @@ class TestChecks(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             for name in ("pyproject.toml", ".flake8"):
                 shutil.copy(os.path.join(ROOT, name), folder)
-            for name, content in files.items():
-                with open(os.path.join(folder, name), "w", encoding="utf-8") as file:
-                    file.write(content)
+            for name, content in sources.items():
+                files.write(os.path.join(folder, name), content)
             with mock.patch.object(lint, "ROOT", folder):
                 findings = list(lint.check_python())
         for wanted in (
@@ -225,9 +221,9 @@ class TestChecks(unittest.TestCase):
 
     def test_size_limits(self):
         long_text = "void f()\n{\n" + "    g();\n" * 600 + "}\n"
-        found = []
-        lint.production, lint.text_of = (lambda: ["src/x.cpp"]), (lambda name: long_text)
-        found = list(lint.check_sizes())
+        fakes = {"production": lambda: ["src/x.cpp"], "text_of": lambda name: long_text}
+        with mock.patch.multiple(lint, **fakes):
+            found = list(lint.check_sizes())
         self.assertEqual(
             found,
             [

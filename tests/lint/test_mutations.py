@@ -6,6 +6,7 @@ import tempfile
 import unittest
 
 from scripts.lib import mutations_run
+from tests.harness import files
 
 SOURCE = "int limit = 3;\nint least = 1;\n"
 
@@ -31,11 +32,9 @@ class FakeCopy:
 
 class TestMutations(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.copy = FakeCopy(folder.name)
-        with open(os.path.join(folder.name, "Limit.cpp"), "w", encoding="ascii") as file:
-            file.write(SOURCE)
+        folder = self.enterContext(tempfile.TemporaryDirectory())
+        self.copy = FakeCopy(folder)
+        files.write(os.path.join(folder, "Limit.cpp"), SOURCE)
 
     def mutation(self, old, new):
         return mutations_run.Mutation(old, "Limit.cpp", "", "^limit_", old, new)
@@ -51,15 +50,15 @@ class TestMutations(unittest.TestCase):
             self.assertEqual(self.copy.text(), SOURCE)
 
     def test_texts(self):
-        fits = [self.mutation("limit = 3", "limit = 4")]
-        missing, twice, same = (
-            self.mutation("limit = 5", ""),
-            self.mutation("int", "long"),
-            self.mutation("least = 1", "least = 1"),
-        )
+        changes = {
+            "limit = 3": "limit = 4",
+            "limit = 5": "it is not there",
+            "int": "it is there twice",
+            "least = 1": "least = 1",
+        }
+        mutations = [self.mutation(old, new) for old, new in changes.items()]
         self.assertEqual(
-            mutations_run.misfits(fits + [missing, twice, same], self.copy.source),
-            ["limit = 5", "int", "least = 1"],
+            mutations_run.misfits(mutations, self.copy.source), ["limit = 5", "int", "least = 1"]
         )
 
 

@@ -2,7 +2,6 @@
 """Measurements write their figures into the sections of docs/results.md."""
 
 import os
-import subprocess
 import sys
 import tempfile
 import time
@@ -14,6 +13,8 @@ from bench.runner.figures import FIGURES, Sample, summarize
 from scripts.lib import coverage_report, fuzz_run, results
 from tests import ROOT
 from tests.docs import pages
+from tests.harness import files
+from tests.harness.command import run
 from tests.soak import soak
 
 PAGE = """# Results
@@ -49,13 +50,11 @@ class TestRecording(unittest.TestCase):
     def setUp(self):
         folder = self.enterContext(tempfile.TemporaryDirectory())
         self.page = os.path.join(folder, "results.md")
-        with open(self.page, "w", encoding="utf-8") as file:
-            file.write(PAGE)
+        files.write(self.page, PAGE)
         self.enterContext(mock.patch.object(results, "PAGE", self.page))
 
     def content(self):
-        with open(self.page, encoding="utf-8") as file:
-            return file.read()
+        return files.text(self.page)
 
     def test_one_section_is_replaced(self):
         results.record("one", results.table(("a", "b"), [("x|y", 1)], {1}), "in a test")
@@ -84,19 +83,15 @@ class TestRecording(unittest.TestCase):
 
     def test_command_line(self):
         """What the shell scripts call; without a section nothing is written."""
-        command = [sys.executable, "-B", "-m", "scripts.lib.results"]
         for arguments in ((), ("one", "two")):
-            done = subprocess.run(
-                [*command, *arguments], cwd=ROOT, capture_output=True, text=True, check=False
-            )
+            done = run(sys.executable, "-B", "-m", "scripts.lib.results", *arguments, cwd=ROOT)
             self.assertIn("usage: ", done.stderr)
             self.assertNotEqual(done.returncode, 0)
 
     def test_figures_of_a_script(self):
         text = mock.Mock(read=lambda: "size: 5 bytes\nat rest: 1: 2\n")
-        with mock.patch.object(sys, "argv", ["results", "one"]):
-            with mock.patch.object(sys, "stdin", text):
-                results.main()
+        with mock.patch.multiple(sys, argv=["results", "one"], stdin=text):
+            results.main()
         self.assertIn(
             "| figure | value |\n|---|---|\n| size | 5 bytes |\n| at rest | 1: 2 |\n",
             self.content(),
