@@ -6,12 +6,7 @@
 
 Q_DECLARE_METATYPE(netupgrade::NetBlockRules)
 
-namespace tst_assembler {
-
-namespace netblocks = netupgrade::netblocks;
-using netupgrade::NetBlockRules;
-using netupgrade::NetImageAssembler;
-using netupgrade::NetPiece;
+namespace netupgrade::tst_assembler {
 
 namespace {
 
@@ -73,6 +68,9 @@ private slots:
             "last a\xFF"
             "b");
         row("padding alone", 9, 0x40, "\xFF\xFF", "last ", "last ");
+        row("padding of a whole block", 9, 0x40, 'a' + QByteArray(255, '\xFF'), "last a", "last a");
+        row("no padding", 9, 0x40, "ab", "last ab", "last ab");
+        row("last without data", 9, 0x40, "", "last ", "last ");
         row("other flags", 9, 0xC0, "a\xFF", "a\xFF", "a\xFF");
         row("no data", 9, 0, "", "", "");
         for (const NetBlockRules &rules : {netblocks::fromConsole, netblocks::fromDevice}) {
@@ -90,24 +88,18 @@ private slots:
         QCOMPARE(described(NetImageAssembler(rules).take(block)), piece);
     }
 
-    void everyNumber_data()
-    {
-        QTest::addColumn<NetBlockRules>("rules");
-        QTest::newRow("console") << netblocks::fromConsole;
-        QTest::newRow("device") << netblocks::fromDevice;
-    }
-
     /** One number of the 65,536 begins an image. */
     void everyNumber()
     {
-        QFETCH(NetBlockRules, rules);
-        NetImageAssembler image(rules);
-        QList<int> firsts;
-        for (int number = 0; number <= 0xFFFF; ++number) {
-            if (image.take(blockOf(number, 0, headOf("1.23")))->isFirst)
-                firsts.append(number);
+        for (const NetBlockRules &rules : {netblocks::fromConsole, netblocks::fromDevice}) {
+            NetImageAssembler image(rules);
+            QList<int> firsts;
+            for (int number = 0; number <= 0xFFFF; ++number) {
+                if (image.take(blockOf(number, 0, headOf("1.23")))->isFirst)
+                    firsts.append(number);
+            }
+            QCOMPARE(firsts, QList<int>{rules.firstNumber});
         }
-        QCOMPARE(firsts, QList<int>{rules.firstNumber});
     }
 
     void headOfTheLastFirstBlock()
@@ -126,6 +118,6 @@ private slots:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestAssembler)
 
-} // namespace tst_assembler
+} // namespace netupgrade::tst_assembler
 
 #include "tst_assembler.moc"

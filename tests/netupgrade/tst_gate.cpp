@@ -6,10 +6,7 @@
 #include <QDir>
 #include <QtTest>
 
-namespace tst_gate {
-
-using netupgrade::BlocksGate;
-using netupgrade::signedPackagesOnly;
+namespace netupgrade::tst_gate {
 
 class TestGate : public QObject
 {
@@ -20,13 +17,10 @@ private slots:
     {
         // E enter, F first block, m block in the middle, L last block; + keys appear, - keys
         // vanish.
-        QTest::addColumn<QString>("frames");
-        // y accepted, r refused with the line, n refused.
-        QTest::addColumn<QString>("answers");
-        // How often the keys were read.
-        QTest::addColumn<int>("questions");
-        const auto row = [](const char *frames, const char *answers, int questions) {
-            QTest::newRow(frames) << frames << answers << questions;
+        // y accepted, r refused with the line, n refused; and how often the keys were read.
+        const tests::DataTable<QString, QString, int> rows("frames", "answers", "questions");
+        const auto row = [&rows](const char *frames, const char *answers, int questions) {
+            rows(frames, frames, answers, questions);
         };
         row("EFmmL", "yyyyy", 3);
         row("+EFmmL", "rnnnn", 3);
@@ -89,6 +83,6 @@ private slots:
 
 AGENT_TEST_WITHOUT_APPLICATION(TestGate)
 
-} // namespace tst_gate
+} // namespace netupgrade::tst_gate
 
 #include "tst_gate.moc"

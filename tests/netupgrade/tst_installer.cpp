@@ -1,35 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "netupgrade/ModuleFiles.h"
 #include "netupgrade/NetInstaller.h"
 #include "support/FullDisk.h"
-#include "support/InstallFolder.h"
 #include "support/RecordingShell.h"
 #include "support/TestCase.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
-namespace tst_installer {
+namespace netupgrade::tst_installer {
 
-namespace net = package::net;
 using bytes::BytesSource;
-using netupgrade::NetInstaller;
-using netupgrade::NetInstallVariant;
-using netupgrade::NetReport;
-using package::NetImage;
 using package::parseNetImage;
-using platform::Platform;
 
 namespace {
 
-const char *const version = "1.23";
-
 /** One installer with everything it does in one list, in order. */
-class Bench
+struct Bench : ModuleFiles
 {
-public:
     Bench()
     {
-        useInstallFolder(platform, folder.path());
         platform.shell.run = [this](const QString &command) { log.append("$ " + command); };
         platform.shell.readFirst = [this](const QString &command, int count) {
             log.append("$ " + command);
@@ -48,31 +37,13 @@ public:
         return installer().installImage(source);
     }
 
-    QByteArray stored(const QString &path) const
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
-    }
-
-    /** The log with the paths of a module in place of the temporary ones. */
-    QStringList portableLog() const
-    {
-        QStringList lines = log;
-        return lines.replaceInStrings(folder.path(), "/data");
-    }
-
-    QTemporaryDir folder;
-    Platform platform;
     NetReport report;
     QStringList log;
 };
 
 QByteArray imageOf(const QByteArray &archive)
 {
-    QByteArray image(net::archiveOffset, '\0');
-    image.replace(0, 4, version);
-    image.replace(5, 32, QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex());
-    return image + archive;
+    return netframes::header(archive) + archive;
 }
 
 /** Cannot be read from some byte on. */
@@ -109,65 +80,48 @@ private slots:
         Bench bench;
         const QByteArray archive(100'000, 'x');
         QVERIFY(bench.installImage(imageOf(archive)));
-        QCOMPARE(bench.portableLog(), (QStringList{
-                                          "> Start to upgrade NET firmware.",
-                                          "10%",
-                                          "$ sudo md5sum /data/sysupdate.tar.bz2",
-                                          "> NET firmware checksum success.",
-                                          "20%",
-                                          "$ sudo mount -o remount rw /",
-                                          "30%",
-                                          "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
-                                          "70%",
-                                          "$ sudo rm /data/sysupdate.tar.bz2",
-                                          "80%",
-                                          "$ sudo mount -o remount ro /",
-                                          "$ sync",
-                                          "90%",
-                                          "> NET firmware ver1.23 upgrade success.",
-                                          "> NETVERSION||1.23",
-                                      }));
-        QCOMPARE(bench.stored(bench.platform.paths.netArchive), archive);
-        QCOMPARE(bench.stored(bench.platform.paths.netVersion), QByteArray(version));
+        QCOMPARE(bench.portable(bench.log), (QStringList{
+                                                "> Start to upgrade NET firmware.",
+                                                "10%",
+                                                "$ sudo md5sum /data/sysupdate.tar.bz2",
+                                                "> NET firmware checksum success.",
+                                                "20%",
+                                                "$ sudo mount -o remount rw /",
+                                                "30%",
+                                                "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
+                                                "70%",
+                                                "$ sudo rm /data/sysupdate.tar.bz2",
+                                                "80%",
+                                                "$ sudo mount -o remount ro /",
+                                                "$ sync",
+                                                "90%",
+                                                "> NET firmware ver1.23 upgrade success.",
+                                                "> NETVERSION||1.23",
+                                            }));
+        QCOMPARE(bench.storedArchive(), archive);
+        QCOMPARE(bench.storedVersion(), QByteArray("1.23"));
     }
 
-    void refusesADamagedImage()
+    void refuses_data()
     {
-        Bench bench;
-        QByteArray image = imageOf("archive");
-        image.append('x');
-        QVERIFY(!bench.installImage(image));
-        QCOMPARE(bench.portableLog(), refusal);
-        QCOMPARE(bench.stored(bench.platform.paths.netArchive), QByteArray("archivex"));
-        QVERIFY(!QFile::exists(bench.platform.paths.netVersion));
-    }
-
-    void refusesAnUpperCaseDigest()
-    {
-        Bench bench;
-        QByteArray image = imageOf("archive");
-        image.replace(5, 32, image.mid(5, 32).toUpper());
-        QVERIFY(!bench.installImage(image));
-        QCOMPARE(bench.portableLog(), refusal);
-    }
-
-    void refusesShortImages_data()
-    {
-        QTest::addColumn<int>("size");
+        const tests::DataTable<QByteArray, QByteArray> rows("image", "stored");
+        const QByteArray image = imageOf("archive");
+        rows("damaged", image + 'x', "archivex");
+        rows("upper case digest", QByteArray(image).replace(5, 32, image.mid(5, 32).toUpper()),
+             "archive");
         for (const int size : {0, 3, 4, 10, 36, 37, 61})
-            QTest::addRow("%d bytes", size) << size;
+            rows(qPrintable(QString("%1 bytes").arg(size)), image.left(size), "");
     }
 
-    void refusesShortImages()
+    void refuses()
     {
-        QFETCH(int, size);
+        QFETCH(QByteArray, image);
         Bench bench;
-        // The digest of what comes before the cut, so that only the length can be the reason.
-        const QByteArray image = imageOf("archive").left(size);
         QVERIFY(!bench.installImage(image));
-        QCOMPARE(bench.portableLog(), refusal);
-        QCOMPARE(bench.stored(bench.platform.paths.netArchive), QByteArray());
-        const NetImage header = parseNetImage(image);
+        QCOMPARE(bench.portable(bench.log), refusal);
+        QTEST(bench.storedArchive(), "stored");
+        QCOMPARE(bench.storedVersion(), QByteArray("no file"));
+        const package::NetImage header = parseNetImage(image);
         QCOMPARE(header.version.size(), 4);
         QCOMPARE(header.md5Text.size(), 32);
     }
@@ -208,8 +162,8 @@ private slots:
             const FullDisk disk(700'000);
             QVERIFY(!bench.installImage(imageOf(QByteArray(1'000'000, 'x'))));
         }
-        QCOMPARE(bench.portableLog(), refusal);
-        QCOMPARE(bench.stored(bench.platform.paths.netArchive), QByteArray());
+        QCOMPARE(bench.portable(bench.log), refusal);
+        QCOMPARE(bench.storedArchive(), QByteArray());
     }
 
     void holdsOnePieceInMemory()
@@ -219,7 +173,7 @@ private slots:
         const QByteArray image = imageOf(archive);
         EndingSource source(image, image.size());
         QVERIFY(bench.installer().installImage(source));
-        QCOMPARE(bench.stored(bench.platform.paths.netArchive), archive);
+        QCOMPARE(bench.storedArchive(), archive);
         QCOMPARE(source.largest, 256 * 1024);
     }
 
@@ -235,15 +189,12 @@ private slots:
     {
         QFETCH(int, end);
         Bench bench;
-        QFile old(bench.platform.paths.netArchive);
-        QVERIFY(old.open(QIODevice::WriteOnly));
-        old.write("an older one");
-        old.close();
+        bench.putArchive("an older one");
         EndingSource source(imageOf(QByteArray(1'000'000, 'x')), end);
         QVERIFY(!bench.installer().installImage(source));
-        QCOMPARE(bench.portableLog(), refusal.mid(0, 2));
-        QVERIFY(!old.exists());
-        QVERIFY(!QFile::exists(bench.platform.paths.netVersion));
+        QCOMPARE(bench.portable(bench.log), refusal.mid(0, 2));
+        QCOMPARE(bench.storedArchive(), QByteArray("no file"));
+        QCOMPARE(bench.storedVersion(), QByteArray("no file"));
     }
 
     void cannotWriteTheVersion()
@@ -257,85 +208,74 @@ private slots:
     void replacesTheOldVersion()
     {
         Bench bench;
-        QFile old(bench.platform.paths.netVersion);
-        QVERIFY(old.open(QIODevice::WriteOnly));
-        old.write("1.00");
-        old.close();
+        bench.putVersion("1.00");
         QVERIFY(bench.installImage(imageOf("archive")));
-        QCOMPARE(bench.stored(old.fileName()), QByteArray(version));
+        QCOMPARE(bench.storedVersion(), QByteArray("1.23"));
         QCOMPARE(QDir(bench.folder.path()).entryList(QDir::Files).size(), 2);
     }
 
-    void quietInstall()
+    void installs_data()
     {
-        Bench bench;
-        QFile archive(bench.platform.paths.netArchive);
-        QVERIFY(archive.open(QIODevice::WriteOnly));
-        archive.write("archive");
-        archive.close();
-        const NetImage header = parseNetImage(imageOf("archive"));
-        QVERIFY(bench.installer().install(NetInstallVariant::Quiet, header));
-        QCOMPARE(bench.portableLog(), (QStringList{
-                                          "$ sudo md5sum /data/sysupdate.tar.bz2",
-                                          "20%",
-                                          "$ sudo mount -o remount rw /",
-                                          "30%",
-                                          "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
-                                          "70%",
-                                          "$ sudo rm /data/sysupdate.tar.bz2",
-                                          "80%",
-                                          "$ sudo mount -o remount ro /",
-                                          "$ sync",
-                                          "90%",
-                                      }));
-        QVERIFY(!QFile::exists(bench.platform.paths.netVersion));
+        const tests::DataTable<NetInstallVariant, QByteArray, QStringList> rows("variant",
+                                                                                "version", "log");
+        rows("quiet", NetInstallVariant::Quiet, "no file",
+             {
+                 "$ sudo md5sum /data/sysupdate.tar.bz2",
+                 "20%",
+                 "$ sudo mount -o remount rw /",
+                 "30%",
+                 "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
+                 "70%",
+                 "$ sudo rm /data/sysupdate.tar.bz2",
+                 "80%",
+                 "$ sudo mount -o remount ro /",
+                 "$ sync",
+                 "90%",
+             });
+        rows("blocks", NetInstallVariant::Blocks, "1.23",
+             {
+                 "$ sudo md5sum /data/sysupdate.tar.bz2",
+                 "> NET package checksum OK.",
+                 "$ sudo mount -o remount rw /",
+                 "30%",
+                 "> NET package upgrade 30%.",
+                 "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
+                 "70%",
+                 "> NET package upgrade 70%.",
+                 "$ sudo rm /data/sysupdate.tar.bz2",
+                 "80%",
+                 "> NET package upgrade 80%.",
+                 "$ sudo mount -o remount ro /",
+                 "> NET firmware checksum success.",
+                 "> Create version file success",
+                 "> NETVERSION||1.23",
+                 "$ sync",
+                 "90%",
+                 "> NET package upgrade 90%.",
+                 "> NET firmware ver1.23 upgrade success.",
+             });
     }
 
-    void quietRefusal()
+    void installs()
     {
+        QFETCH(NetInstallVariant, variant);
         Bench bench;
-        QVERIFY(!bench.installer().install(NetInstallVariant::Quiet, {}));
-        QCOMPARE(bench.portableLog(), QStringList{"$ sudo md5sum /data/sysupdate.tar.bz2"});
+        bench.putArchive("archive");
+        QVERIFY(bench.installer().install(variant, imageHeader("archive")));
+        QTEST(bench.portable(bench.log), "log");
+        QTEST(bench.storedVersion(), "version");
     }
 
-    void blocksInstall()
+    void refusesArchives()
     {
-        Bench bench;
-        QFile archive(bench.platform.paths.netArchive);
-        QVERIFY(archive.open(QIODevice::WriteOnly));
-        archive.close();
-        const NetImage header = parseNetImage(imageOf({}));
-        QVERIFY(bench.installer().install(NetInstallVariant::Blocks, header));
-        QCOMPARE(bench.portableLog(), (QStringList{
-                                          "$ sudo md5sum /data/sysupdate.tar.bz2",
-                                          "> NET package checksum OK.",
-                                          "$ sudo mount -o remount rw /",
-                                          "30%",
-                                          "> NET package upgrade 30%.",
-                                          "$ sudo tar -C / -xf /data/sysupdate.tar.bz2",
-                                          "70%",
-                                          "> NET package upgrade 70%.",
-                                          "$ sudo rm /data/sysupdate.tar.bz2",
-                                          "80%",
-                                          "> NET package upgrade 80%.",
-                                          "$ sudo mount -o remount ro /",
-                                          "> NET firmware checksum success.",
-                                          "> Create version file success",
-                                          "> NETVERSION||1.23",
-                                          "$ sync",
-                                          "90%",
-                                          "> NET package upgrade 90%.",
-                                          "> NET firmware ver1.23 upgrade success.",
-                                      }));
-        QCOMPARE(bench.stored(bench.platform.paths.netVersion), QByteArray(version));
-    }
-
-    void blocksRefusal()
-    {
-        Bench bench;
-        QVERIFY(!bench.installer().install(NetInstallVariant::Blocks, {}));
-        QCOMPARE(bench.portableLog(), (QStringList{"$ sudo md5sum /data/sysupdate.tar.bz2",
-                                                   "> NET package checksum error."}));
+        for (const auto variant : {NetInstallVariant::Quiet, NetInstallVariant::Blocks}) {
+            QStringList expected{"$ sudo md5sum /data/sysupdate.tar.bz2"};
+            if (variant == NetInstallVariant::Blocks)
+                expected.append("> NET package checksum error.");
+            Bench bench;
+            QVERIFY(!bench.installer().install(variant, {}));
+            QCOMPARE(bench.portable(bench.log), expected);
+        }
     }
 
     void worksWithoutListeners()
@@ -345,36 +285,10 @@ private slots:
         QVERIFY(bench.installImage(imageOf("archive")));
         QCOMPARE(bench.log.size(), 6);
     }
-
-    /** The module's sudo rights name these lines, so they are held here letter for letter. */
-    void productionCommands()
-    {
-        RecordingShell recorder;
-        recorder.digest = [](const QString &) { return QByteArray(32, 'a'); };
-        QTemporaryDir folder;
-        Platform platform;
-        platform.shell = recorder.shell();
-        useInstallFolder(platform, folder.path());
-        platform.paths.netArchive = Platform().paths.netArchive;
-        NetImage header;
-        header.md5Text = QByteArray(32, 'a');
-        NetInstaller installer(platform, {});
-        QVERIFY(installer.install(NetInstallVariant::Blocks, header));
-        installer.rebootModule();
-        QCOMPARE(recorder.commands(), (QStringList{
-                                          "sudo md5sum /data/sysupdate.tar.bz2",
-                                          "sudo mount -o remount rw /",
-                                          "sudo tar -C / -xf /data/sysupdate.tar.bz2",
-                                          "sudo rm /data/sysupdate.tar.bz2",
-                                          "sudo mount -o remount ro /",
-                                          "sync",
-                                          "sudo reboot",
-                                      }));
-    }
 };
 
 AGENT_TEST(TestInstaller)
 
-} // namespace tst_installer
+} // namespace netupgrade::tst_installer
 
 #include "tst_installer.moc"

@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "netupgrade/ModuleFiles.h"
 #include "netupgrade/NetModelUpgrade.h"
 #include "netupgrade/NetResume.h"
 #include "support/FullDisk.h"
-#include "support/InstallFolder.h"
-#include "support/NetFrames.h"
 #include "support/RecordingShell.h"
 #include "support/TestCase.h"
 
 #include <QSemaphore>
-#include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <limits>
@@ -17,27 +14,23 @@
 #include <system_error>
 #include <thread>
 
-namespace tst_module {
-
-using netupgrade::NetResumeEvent;
-using platform::Platform;
+namespace netupgrade::tst_module {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
+using netframes::write;
 
 using namespace std::chrono_literals;
 
 namespace {
 
 /** A module with private paths and short times; records all its messages in one list. */
-class Bench
+struct Bench : ModuleFiles
 {
-public:
-    Bench() { shell.digest = RecordingShell::md5OfNamedFile; }
+    Bench() { platform.pauses.beforeModuleReboot = 1ms; }
 
     void start()
     {
-        useInstallFolder(platform, folder.path());
         platform.shell = shell.shell();
         module = std::make_unique<NetModelUpgrade>(nullptr, platform);
         QObject::connect(module.get(), &NetModelUpgrade::message, module.get(),
@@ -75,34 +68,19 @@ public:
     /** An install by blocks was interrupted while it unpacked. */
     void interrupt() const
     {
-        const QByteArray archive = "archive";
-        QFile file(platform.paths.netArchive);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(archive);
-        netupgrade::NetMarker marker;
-        marker.variant = netupgrade::NetInstallVariant::Blocks;
-        marker.digest = QCryptographicHash::hash(archive, QCryptographicHash::Md5).toHex();
+        putArchive("archive");
+        NetMarker marker;
+        marker.variant = NetInstallVariant::Blocks;
+        marker.digest = imageHeader("archive").md5Text;
         marker.version = "1.23";
-        QVERIFY(netupgrade::NetMarkerFile(platform).store(marker));
+        QVERIFY(NetMarkerFile(platform).store(marker));
     }
 
-    QByteArray stored() const
-    {
-        QFile file(platform.paths.netArchive);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
-    }
-
-    QStringList commands() const
-    {
-        QStringList lines = shell.commands();
-        return lines.replaceInStrings(folder.path(), "/data");
-    }
+    QStringList commands() const { return portable(shell.commands()); }
 
     QString lastCommand() const { return commands().value(commands().size() - 1); }
 
-    QTemporaryDir folder;
     RecordingShell shell;
-    Platform platform;
     std::unique_ptr<NetModelUpgrade> module;
     QStringList log;
     QList<QByteArray> answers;
@@ -150,6 +128,12 @@ QByteArray block(char fill)
     return {256, fill};
 }
 
+/** A frame with a word that has no answer. */
+QByteArray unanswered()
+{
+    return mcu::buildFrame(mcu::hostStart, {}, command::reboot);
+}
+
 } // namespace
 
 class TestModule : public QObject
@@ -171,13 +155,12 @@ private slots:
     void wholePackage()
     {
         Bench bench;
-        bench.platform.pauses.beforeModuleReboot = 1ms;
         bench.start();
         const QByteArray archive(700, 'a');
         QByteArray unpacked;
         bench.shell.onRun = [&](const QString &command) {
             if (command.contains(" tar "))
-                unpacked = bench.stored();
+                unpacked = bench.storedArchive();
         };
         bench.sendPackage(archive);
         QVERIFY(bench.module->isInstalling());
@@ -204,26 +187,15 @@ private slots:
                                 "WriteIsUgradingTrue",
                                 "NET ready to reboot after 2 seconds.",
                             }));
-        QCOMPARE(bench.commands(), (QStringList{
-                                       "sudo md5sum /data/sysupdate.tar.bz2",
-                                       "sudo mount -o remount rw /",
-                                       "sudo tar -C / -xf /data/sysupdate.tar.bz2",
-                                       "sudo rm /data/sysupdate.tar.bz2",
-                                       "sudo mount -o remount ro /",
-                                       "sync",
-                                       "sudo reboot",
-                                   }));
         QCOMPARE(unpacked, archive);
-        QFile version(bench.platform.paths.netVersion);
-        QVERIFY(version.open(QIODevice::ReadOnly));
-        QCOMPARE(version.readAll(), QByteArray("1.23"));
+        QCOMPARE(bench.storedVersion(), QByteArray("1.23"));
     }
 
     void pieces()
     {
         Bench bench;
         bench.start();
-        const QByteArray frame = netframes::write(0, 0, block('0'));
+        const QByteArray frame = write(0, 0, block('0'));
         for (int split = 1; split < frame.size(); ++split) {
             bench.answers.clear();
             bench.module->slotReceiveData(netframes::enter());
@@ -239,21 +211,12 @@ private slots:
         Bench bench;
         bench.start();
         bench.module->slotReceiveData(netframes::enter() + "\r\nUpgradeDatas||" +
-                                      netframes::write(0, 0, block('0')));
+                                      write(0, 0, block('0')));
         QCOMPARE(bench.answers,
                  (QList<QByteArray>{netframes::enterAccepted, netframes::blockAccepted}));
     }
 
-    void bytesWhileNotListeningAreDropped()
-    {
-        Bench bench;
-        bench.platform.timeOuts.netGateReopen = 1ms;
-        bench.start();
-        const QByteArray unanswered = mcu::buildFrame(mcu::hostStart, {}, command::reboot);
-        QCOMPARE(bench.ask(unanswered + netframes::enter()), QByteArray());
-        QTRY_COMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
-    }
-
+    /** Also what follows in the same read is dropped. */
     void gateOpensAgain()
     {
         Bench bench;
@@ -261,20 +224,11 @@ private slots:
         bench.start();
         QElapsedTimer clock;
         clock.start();
-        bench.module->slotReceiveData(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
+        QCOMPARE(bench.ask(unanswered() + netframes::enter()), QByteArray());
         QCOMPARE(bench.ask(netframes::enter()), QByteArray());
         QTRY_COMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
         // Coarse timers may fire up to a twentieth early.
         QVERIFY(clock.elapsed() >= 47);
-    }
-
-    void unansweredWordThenSilence()
-    {
-        Bench bench;
-        bench.start();
-        bench.module->slotReceiveData(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
-        for (int i = 0; i < 10; ++i)
-            QCOMPARE(bench.ask(netframes::enter()), QByteArray());
     }
 
     void falseLengthEndsInSilence()
@@ -312,10 +266,9 @@ private slots:
     void secondInstallAfterAFailedOne()
     {
         Bench bench;
-        bench.platform.pauses.beforeModuleReboot = 1ms;
         bench.start();
         QList<QByteArray> damaged = netframes::package(QByteArray(300, 'a'));
-        damaged[1] = netframes::write(1, 0x40, block('b'));
+        damaged[1] = write(1, 0x40, block('b'));
         bench.module->slotReceiveData(netframes::enter());
         for (const QByteArray &frame : damaged)
             bench.module->slotReceiveData(frame);
@@ -336,13 +289,13 @@ private slots:
         bool active = true;
         bench.module->setRunActive([&] { return active; });
         QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
-        QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockRefused);
-        QCOMPARE(bench.stored(), QByteArray("no file"));
+        QCOMPARE(bench.ask(write(0, 0, block('0'))), netframes::blockRefused);
+        QCOMPARE(bench.storedArchive(), QByteArray("no file"));
         active = false;
         QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
-        QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockAccepted);
+        QCOMPARE(bench.ask(write(0, 0, block('0'))), netframes::blockAccepted);
         active = true;
-        QCOMPARE(bench.ask(netframes::write(1, 0x40, block('1'))), netframes::blockRefused);
+        QCOMPARE(bench.ask(write(1, 0x40, block('1'))), netframes::blockRefused);
         QVERIFY(!bench.module->isInstalling());
         QVERIFY(bench.commands().isEmpty());
     }
@@ -375,28 +328,18 @@ private slots:
             digest.release();
             QTRY_COMPARE(bench.log.last(), QString(succeeds ? "NET ready to reboot after 2 seconds."
                                                             : "NET package checksum error."));
+            QCOMPARE(bench.module->isInstalling(), succeeds);
             QCOMPARE(bench.ask(last), succeeds ? QByteArray() : netframes::blockRefused);
             QTRY_COMPARE(bench.ask(netframes::enter()),
                          succeeds ? netframes::enterRefused : netframes::enterAccepted);
+            QCOMPARE(bench.ask(write(0, 0, block('0'))),
+                     succeeds ? netframes::blockRefused : netframes::blockAccepted);
         }
-    }
-
-    void refusesUntilTheReboot()
-    {
-        Bench bench;
-        bench.platform.pauses.beforeModuleReboot = 1h;
-        bench.start();
-        bench.sendPackage(QByteArray(300, 'a'));
-        QTRY_COMPARE(bench.log.last(), QString("NET ready to reboot after 2 seconds."));
-        QVERIFY(bench.module->isInstalling());
-        QCOMPARE(bench.ask(netframes::enter()), netframes::enterRefused);
-        QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockRefused);
     }
 
     void installingEndsWithoutReboot()
     {
         Bench bench;
-        bench.platform.pauses.beforeModuleReboot = 1ms;
         bench.platform.timeOuts.runGuard = 1ms;
         bench.start();
         bench.sendPackage(QByteArray(300, 'a'));
@@ -409,7 +352,6 @@ private slots:
     void staysResponsiveWhileUnpacking()
     {
         Bench bench;
-        bench.platform.pauses.beforeModuleReboot = 1ms;
         QSemaphore unpacking;
         bench.shell.onRun = [&](const QString &command) {
             if (command.contains(" tar "))
@@ -425,47 +367,26 @@ private slots:
         QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
     }
 
-    void blockWithoutArchive()
+    void blocksThatCannotBeStored_data()
     {
-        Bench bench;
-        bench.start();
-        QCOMPARE(bench.ask(netframes::write(5, 0, block('5'))), netframes::blockRefused);
-        QCOMPARE(bench.ask(netframes::write(5, 0, block('5'))), netframes::blockRefused);
+        const tests::DataTable<QString, int> rows("archive", "number");
+        rows("no first block", "archive", 5);
+        rows("no folder", "missing/archive", 0);
+        rows("full disk", "/dev/full", 0);
     }
 
-    void lastBlockWithoutArchive()
+    void blocksThatCannotBeStored()
     {
+        QFETCH(QString, archive);
+        QFETCH(int, number);
         Bench bench;
+        bench.platform.paths.netArchive = bench.folder.filePath(archive);
         bench.start();
-        QCOMPARE(bench.ask(netframes::write(5, 0x40, block('5'))), netframes::blockRefused);
+        QCOMPARE(bench.ask(write(number, 0, block('0'))), netframes::blockRefused);
+        QCOMPARE(bench.ask(write(number, 0, block('0'))), netframes::blockRefused);
+        QCOMPARE(bench.ask(write(number + 1, 0x40, block('1'))), netframes::blockRefused);
         QVERIFY(!bench.module->isInstalling());
-        QVERIFY(bench.commands().isEmpty());
-    }
-
-    void archiveCannotBeCreated()
-    {
-        Bench bench;
-        bench.start();
-        bench.platform.paths.netArchive = bench.folder.filePath("missing/archive");
-        NetModelUpgrade module(nullptr, bench.platform);
-        QSignalSpy answers(&module, &NetModelUpgrade::signalResponse);
-        module.slotReceiveData(netframes::write(0, 0, block('0')));
-        QCOMPARE(answers.value(0).value(0).toByteArray(), netframes::blockRefused);
-    }
-
-    void diskFull()
-    {
-        Bench bench;
-        bench.start();
-        bench.platform.paths.netArchive = "/dev/full";
-        NetModelUpgrade module(nullptr, bench.platform);
-        QSignalSpy answers(&module, &NetModelUpgrade::signalResponse);
-        module.slotReceiveData(netframes::write(0, 0, block('0')));
-        module.slotReceiveData(netframes::write(1, 0x40, block('1')));
-        QCOMPARE(answers.count(), 2);
-        QCOMPARE(answers.at(0).at(0).toByteArray(), netframes::blockRefused);
-        QCOMPARE(answers.at(1).at(0).toByteArray(), netframes::blockRefused);
-        QVERIFY(!module.isInstalling());
+        QCOMPARE(bench.commands(), QStringList());
     }
 
     /** The part of the block that fitted is not in the archive when the block is sent again. */
@@ -473,41 +394,24 @@ private slots:
     {
         Bench bench;
         bench.start();
-        const QByteArray second = netframes::write(1, 0, block('1'));
-        QCOMPARE(bench.ask(netframes::write(0, 0, block('0'))), netframes::blockAccepted);
+        const QByteArray second = write(1, 0, block('1'));
+        QCOMPARE(bench.ask(write(0, 0, block('0'))), netframes::blockAccepted);
         {
             const FullDisk full(300);
             QCOMPARE(bench.ask(second), netframes::blockRefused);
         }
         QCOMPARE(bench.ask(second), netframes::blockAccepted);
-        QCOMPARE(bench.stored(), QByteArray(194, '0') + block('1'));
+        QCOMPARE(bench.storedArchive(), QByteArray(194, '0') + block('1'));
     }
 
     void repeatedBlock()
     {
         Bench bench;
         bench.start();
-        bench.module->slotReceiveData(netframes::write(0, 0, block('0')));
-        bench.module->slotReceiveData(netframes::write(3, 0, block('3')));
-        QCOMPARE(bench.ask(netframes::write(3, 0, block('3'))), netframes::blockAccepted);
-        QCOMPARE(bench.stored(), QByteArray(194, '0') + block('3'));
-    }
-
-    void senderVanishes()
-    {
-        Bench bench;
-        bench.platform.timeOuts.netAssembly = 1ms;
-        bench.platform.pauses.beforeModuleReboot = 1ms;
-        bench.start();
-        bench.module->slotReceiveData(netframes::enter());
-        bench.module->slotReceiveData(netframes::write(0, 0, block('0')));
-        bench.module->slotReceiveData(netframes::write(1, 0, block('1')).left(100));
-        QElapsedTimer silence;
-        silence.start();
-        QTRY_VERIFY(silence.hasExpired(5));
-        bench.sendPackage(QByteArray(700, 'a'));
-        QTRY_COMPARE(bench.lastCommand(), QString("sudo reboot"));
-        QCOMPARE(bench.stored(), QByteArray(700, 'a'));
+        bench.module->slotReceiveData(write(0, 0, block('0')));
+        bench.module->slotReceiveData(write(3, 0, block('3')));
+        QCOMPARE(bench.ask(write(3, 0, block('3'))), netframes::blockAccepted);
+        QCOMPARE(bench.storedArchive(), QByteArray(194, '0') + block('3'));
     }
 
     void notice()
@@ -523,7 +427,7 @@ private slots:
     {
         Bench bench;
         bench.start();
-        bench.module->slotReceiveData(mcu::buildFrame(mcu::hostStart, {}, command::reboot));
+        bench.module->slotReceiveData(unanswered());
         bench.module->noticeUpgradingFalse();
         QCOMPARE(bench.ask(netframes::enter()), netframes::enterAccepted);
     }
@@ -629,6 +533,6 @@ private slots:
 
 AGENT_TEST(TestModule)
 
-} // namespace tst_module
+} // namespace netupgrade::tst_module
 
 #include "tst_module.moc"

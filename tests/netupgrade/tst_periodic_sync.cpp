@@ -7,9 +7,7 @@
 
 #include <atomic>
 
-namespace tst_periodic_sync {
-
-using netupgrade::PeriodicSync;
+namespace netupgrade::tst_periodic_sync {
 
 using namespace std::chrono_literals;
 
@@ -78,6 +76,6 @@ private slots:
 
 AGENT_TEST(TestPeriodicSync)
 
-} // namespace tst_periodic_sync
+} // namespace netupgrade::tst_periodic_sync
 
 #include "tst_periodic_sync.moc"

@@ -6,15 +6,12 @@
 
 #include <QtTest>
 
-namespace tst_receiver {
+namespace netupgrade::tst_receiver {
 
 namespace command = protocol::command;
 namespace mcu = protocol::mcu;
 namespace status = protocol::status;
-using netupgrade::NetBlockAction;
-using netupgrade::NetBlockReceiver;
-using netupgrade::netBlockReply;
-using package::NetImage;
+using netframes::write;
 
 using Kind = NetBlockAction::Kind;
 
@@ -64,7 +61,7 @@ public:
     NetBlockReceiver receiver{[this] { return busy; }, [this] { return refusal; }};
     QStringList log;
     QByteArray archive;
-    NetImage header;
+    package::NetImage header;
 };
 
 QByteArray data(char fill, int size = 256)
@@ -86,33 +83,67 @@ private slots:
         QCOMPARE(netBlockReply(command::writeBlock, status::refused), netframes::blockRefused);
     }
 
-    void enters_data()
+    void conversations_data()
     {
-        QTest::addColumn<QByteArray>("frame");
-        QTest::addColumn<QString>("answer");
-        const auto row = [](const char *name, const char *hex, const char *answer) {
-            QTest::newRow(name) << QByteArray::fromHex(hex) << QString(answer);
+        const tests::DataTable<QByteArray, QString> rows("bytes", "log");
+        const auto row = [&rows](const char *name, const char *hex, const char *log) {
+            rows(name, QByteArray::fromHex(hex), log);
         };
         row("host start byte", "5a5ba5070000000079200006", "7900 0");
         row("reply start byte", "5b5ba5070000000079200005", "7900 0");
         row("other start byte", "5c5ba5070000000079200004", "");
         row("other type", "5a5ba5070000000079000026", "7900 3");
         row("other index", "5a5ba5070000000079200105", "7900 3");
-        row("no payload",
-            "5a5ba50500000000792"
-            "8",
-            "7900 3");
+        row("no payload", "5a5ba505000000007928", "7900 3");
         row("long payload", "5a5ba508000000007920000005", "7900 3");
         row("wrong address", "5a5ba6070000000079200005", "");
+
+        const QByteArray enter = netframes::enter();
+        const QByteArray first = write(0, 0, data('0'));
+        const QByteArray third = write(3, 0, data('3'));
+        const QByteArray last = write(1, 0x40, data('1'));
+        rows("repeated frames",
+             first + first + third + third + third + write(4, 0, data('3')) + third,
+             "create 194, 7901 0, append 256, 7901 0, 7901 0, append 256, append 256");
+        rows("enter starts again", first + enter + first, "create 194, 7900 0, create 194");
+        rows("the last block is not a repetition", first + last + last + first,
+             "create 194, finish 256, finish 256, create 194");
+        rows("header block with the last flag", write(0, 0x40, data('0')), "create 194");
+        for (const int flags : {0x41, 0xC0, 0x80, 0xFF, 0})
+            rows(qPrintable(QString("flags %1").arg(flags)), write(1, quint8(flags), data('1')),
+                 "append 256");
+        rows("padding", write(9, 0x40, data('1', 3) + data('\xFF', 400)), "finish 3");
+        rows("odd sizes",
+             write(0, 0, data('0', 100)) + write(1, 0, data('1', 10)) +
+                 write(2, 0, data('2', 1000)),
+             "create 38, append 10, append 1000");
+        rows("largest frame", write(1, 0, data('x', 0xFFFF - 10)), "append 65525");
+        rows("noise", "noise\r\nUpgradeDatas||" + enter + "\r\nUpgradeDatas||" + enter,
+             "7900 0, 7900 0");
+        rows("wrong checksum", QByteArray(first).replace(20, 1, "x") + first, "7901 1, create 194");
+        rows("wrong checksum of any word", QByteArray::fromHex("5a5ba506000000341278ff"), "1234 1");
+
+        const auto payload = [&rows](const char *name, const QByteArray &bytes, const char *log) {
+            rows(name, mcu::buildFrame(mcu::hostStart, {}, command::writeBlock, bytes), log);
+        };
+        const QByteArray noData = QByteArray::fromHex("2000050000");
+        for (int size = 0; size < 5; ++size)
+            payload(qPrintable(QString("payload of %1").arg(size)), noData.left(size), "7901 3");
+        payload("no data", noData, "append 0");
+        const QByteArray header = QByteArray::fromHex("2000000000");
+        payload("header block, 0", header, "7901 3");
+        payload("header block, 61", header + data('0', 61), "7901 3");
+        payload("header block, 62", header + data('0', 62), "create 0");
     }
 
-    void enters()
+    /** All bytes of one sender, and what the receiver does with them. */
+    void conversations()
     {
-        QFETCH(QByteArray, frame);
-        QFETCH(QString, answer);
+        QFETCH(QByteArray, bytes);
         Owner owner;
-        owner.feed(frame);
-        QCOMPARE(owner.log.join(", "), answer);
+        owner.feed(bytes);
+        QTEST(owner.log.join(", "), "log");
+        QVERIFY(owner.receiver.isListening());
     }
 
     void receivesAPackage_data()
@@ -145,137 +176,11 @@ private slots:
     void numbersAreNotChecked()
     {
         Owner owner;
-        owner.feed(netframes::write(0, 0, data('0')));
-        owner.feed(netframes::write(7, 0, data('7')));
-        owner.feed(netframes::write(3, 0, data('3')));
-        owner.feed(netframes::write(0x1234, 0, data('x')));
+        owner.feed(write(0, 0, data('0')));
+        owner.feed(write(7, 0, data('7')));
+        owner.feed(write(3, 0, data('3')));
+        owner.feed(write(0x1234, 0, data('x')));
         QCOMPARE(owner.archive, data('0', 194) + data('7') + data('3') + data('x'));
-    }
-
-    void repeatedFrameIsNotWrittenTwice()
-    {
-        Owner owner;
-        const QByteArray third = netframes::write(3, 0, data('3'));
-        owner.feed(netframes::write(0, 0, data('0')));
-        owner.feed(netframes::write(0, 0, data('0')));
-        owner.feed(third);
-        owner.feed(third);
-        owner.feed(third);
-        owner.feed(netframes::write(4, 0, data('3')));
-        owner.feed(third);
-        QCOMPARE(owner.log, (QStringList{"create 194", "7901 0", "append 256", "7901 0", "7901 0",
-                                         "append 256", "append 256"}));
-    }
-
-    void enterStartsAgain()
-    {
-        Owner owner;
-        owner.feed(netframes::write(0, 0, data('0')));
-        owner.feed(netframes::enter());
-        owner.feed(netframes::write(0, 0, data('0')));
-        QCOMPARE(owner.log, (QStringList{"create 194", "7900 0", "create 194"}));
-    }
-
-    void lastBlockIsNotARepetition()
-    {
-        Owner owner;
-        owner.feed(netframes::write(0, 0, data('0')));
-        owner.feed(netframes::write(1, 0x40, data('1')));
-        owner.feed(netframes::write(1, 0x40, data('1')));
-        owner.feed(netframes::write(0, 0, data('0')));
-        QCOMPARE(owner.log, (QStringList{"create 194", "finish 256", "finish 256", "create 194"}));
-    }
-
-    void headerBlockWithLastFlag()
-    {
-        Owner owner;
-        owner.feed(netframes::write(0, 0x40, data('0')));
-        QCOMPARE(owner.log, QStringList{"create 194"});
-    }
-
-    void lastFlagMustBeExact()
-    {
-        Owner owner;
-        for (const int flags : {0x41, 0xC0, 0x80, 0xFF, 0})
-            owner.feed(netframes::write(1, quint8(flags), data('1')));
-        QCOMPARE(owner.log, (QStringList{"append 256", "append 256", "append 256", "append 256",
-                                         "append 256"}));
-    }
-
-    void stripsPadding_data()
-    {
-        QTest::addColumn<QByteArray>("last");
-        QTest::addColumn<int>("kept");
-        QTest::newRow("none") << data('1') << 256;
-        QTest::newRow("one") << data('1', 255) + data('\xFF', 1) << 255;
-        QTest::newRow("all but one") << data('1', 1) + data('\xFF', 255) << 1;
-        QTest::newRow("all") << data('\xFF') << 0;
-        QTest::newRow("inside stays") << data('\xFF', 200) + data('1', 1) + data('\xFF', 55) << 201;
-        QTest::newRow("short block") << data('\xFF', 3) << 0;
-        QTest::newRow("empty block") << QByteArray() << 0;
-        QTest::newRow("long block") << data('1', 3) + data('\xFF', 400) << 3;
-    }
-
-    void stripsPadding()
-    {
-        QFETCH(QByteArray, last);
-        QFETCH(int, kept);
-        Owner owner;
-        owner.feed(netframes::write(9, 0x40, last));
-        QCOMPARE(owner.log, QStringList{QString("finish %1").arg(kept)});
-    }
-
-    void shortWrites_data()
-    {
-        QTest::addColumn<QByteArray>("payload");
-        QTest::addColumn<QString>("answer");
-        for (int size = 0; size < 5; ++size)
-            QTest::addRow("payload of %d", size)
-                << QByteArray::fromHex("2000050000").left(size) << "7901 3";
-        QTest::newRow("no data") << QByteArray::fromHex("2000050000") << "append 0";
-        QTest::newRow("header block, 0") << QByteArray::fromHex("2000000000") << "7901 3";
-        QTest::newRow("header block, 61")
-            << QByteArray::fromHex("2000000000") + data('0', 61) << "7901 3";
-        QTest::newRow("header block, 62")
-            << QByteArray::fromHex("2000000000") + data('0', 62) << "create 0";
-    }
-
-    void shortWrites()
-    {
-        QFETCH(QByteArray, payload);
-        QFETCH(QString, answer);
-        Owner owner;
-        owner.feed(mcu::buildFrame(mcu::hostStart, {}, command::writeBlock, payload));
-        QCOMPARE(owner.log, QStringList{answer});
-    }
-
-    void oddSizes()
-    {
-        Owner owner;
-        owner.feed(netframes::write(0, 0, data('0', 100)));
-        owner.feed(netframes::write(1, 0, data('1', 10)));
-        owner.feed(netframes::write(2, 0, data('2', 1000)));
-        QCOMPARE(owner.log, (QStringList{"create 38", "append 10", "append 1000"}));
-    }
-
-    void wrongChecksum()
-    {
-        Owner owner;
-        QByteArray frame = netframes::write(0, 0, data('0'));
-        frame[20] = 'x';
-        owner.feed(frame);
-        owner.feed(netframes::write(0, 0, data('0')));
-        QCOMPARE(owner.log, (QStringList{"7901 1", "create 194"}));
-    }
-
-    void wrongChecksumOfAnyWord()
-    {
-        Owner owner;
-        QByteArray frame = mcu::buildFrame(mcu::hostStart, {}, 0x1234, "x");
-        frame[frame.size() - 1] = char(frame.at(frame.size() - 1) + 1);
-        owner.feed(frame);
-        QVERIFY(owner.receiver.isListening());
-        QCOMPARE(owner.log, QStringList{"1234 1"});
     }
 
     void unknownWordStopsListening()
@@ -305,14 +210,14 @@ private slots:
     void refusesEverythingWhileBusy()
     {
         Owner owner;
-        owner.feed(netframes::write(0, 0, data('0')));
+        owner.feed(write(0, 0, data('0')));
         owner.busy = true;
         owner.feed(netframes::enter());
-        owner.feed(netframes::write(0, 0, data('x')));
-        owner.feed(netframes::write(1, 0, data('1')));
-        owner.feed(netframes::write(2, 0x40, data('2')));
+        owner.feed(write(0, 0, data('x')));
+        owner.feed(write(1, 0, data('1')));
+        owner.feed(write(2, 0x40, data('2')));
         owner.busy = false;
-        owner.feed(netframes::write(1, 0, data('1')));
+        owner.feed(write(1, 0, data('1')));
         QCOMPARE(owner.log,
                  (QStringList{"create 194", "7900 3", "7901 3", "7901 3", "7901 3", "append 256"}));
     }
@@ -321,9 +226,9 @@ private slots:
     void repeatedLastBlockWhileBusy()
     {
         Owner owner;
-        const QByteArray last = netframes::write(1, 0x40, data('b'));
-        const QByteArray other = netframes::write(1, 0x40, data('c'));
-        owner.feed(netframes::write(0, 0, data('a')) + last);
+        const QByteArray last = write(1, 0x40, data('b'));
+        const QByteArray other = write(1, 0x40, data('c'));
+        owner.feed(write(0, 0, data('a')) + last);
         owner.log.clear();
         owner.busy = true;
         owner.feed(last);
@@ -344,7 +249,7 @@ private slots:
         owner.feed(netframes::enter());
         for (const QByteArray &frame : netframes::package(QByteArray(600, 'a')))
             owner.feed(frame);
-        owner.feed(netframes::write(1, 0, "short"));
+        owner.feed(write(1, 0, "short"));
         QCOMPARE(owner.log.join(", "),
                  QString("signed packages only, 7900 3, 7901 3, 7901 3, 7901 3, "
                          "7901 3"));
@@ -371,16 +276,6 @@ private slots:
                          "signed packages only, 7901 3"));
     }
 
-    void skipsNoise()
-    {
-        Owner owner;
-        owner.feed("noise\r\nUpgradeDatas||");
-        owner.feed(netframes::enter());
-        owner.feed("\r\nUpgradeDatas||");
-        owner.feed(netframes::enter());
-        QCOMPARE(owner.log, (QStringList{"7900 0", "7900 0"}));
-    }
-
     void falseLength()
     {
         Owner owner;
@@ -397,17 +292,10 @@ private slots:
         owner.feed(netframes::enter());
         QCOMPARE(owner.log.size(), 6);
     }
-
-    void largestFrame()
-    {
-        Owner owner;
-        owner.feed(netframes::write(1, 0, data('x', 0xFFFF - 10)));
-        QCOMPARE(owner.log, QStringList{"append 65525"});
-    }
 };
 
 AGENT_TEST_WITHOUT_APPLICATION(TestReceiver)
 
-} // namespace tst_receiver
+} // namespace netupgrade::tst_receiver
 
 #include "tst_receiver.moc"

@@ -1,35 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "netupgrade/ModuleFiles.h"
 #include "netupgrade/NetInstaller.h"
 #include "netupgrade/NetResume.h"
 #include "support/FullDisk.h"
-#include "support/InstallFolder.h"
 #include "support/RecordingShell.h"
 #include "support/TestCase.h"
 
+#include <QDir>
 #include <QSemaphore>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <sys/stat.h>
 
 Q_DECLARE_METATYPE(netupgrade::NetMarker::State)
 Q_DECLARE_METATYPE(netupgrade::NetArchiveState)
-Q_DECLARE_METATYPE(netupgrade::NetInstallVariant)
 
-namespace tst_resume {
+namespace netupgrade::tst_resume {
 
-using netupgrade::NetArchiveState;
-using netupgrade::NetInstaller;
-using netupgrade::NetInstallVariant;
-using netupgrade::NetMarker;
-using netupgrade::NetMarkerFile;
-using netupgrade::netMarkerText;
-using netupgrade::NetResume;
-using netupgrade::NetResumeEvent;
-using netupgrade::netResumePlan;
-using netupgrade::NetResumePlan;
-using package::NetImage;
-using platform::Platform;
 using State = NetMarker::State;
 
 using namespace std::chrono_literals;
@@ -38,23 +25,16 @@ namespace {
 
 const QByteArray archive = "the archive";
 
-QByteArray md5(const QByteArray &bytes)
-{
-    return QCryptographicHash::hash(bytes, QCryptographicHash::Md5).toHex();
-}
-
 NetMarker marker(State state, NetInstallVariant variant = NetInstallVariant::Blocks)
 {
-    return {state, variant, md5(archive), "1.23", false, 0};
+    return {state, variant, imageHeader(archive).md5Text, "1.23", false, 0};
 }
 
 /** A module. What is done and what is on the disk at that moment is in one list, in order. */
-class Bench
+struct Bench : ModuleFiles
 {
-public:
     Bench()
     {
-        useInstallFolder(platform, folder.path());
         platform.pauses.betweenSyncs = 1h;
         platform.pauses.leftCommandPoll = 1ms;
         platform.system.syncFileSystem = [this](const QString &path) {
@@ -80,8 +60,8 @@ public:
     {
         QString line = what;
         line.replace(folder.path(), "/data");
-        log.append(line + " [" + stored(platform.paths.netMarker) + ' ' +
-                   stored(platform.paths.netVersion) + ']');
+        log.append(line + " [" + inShort(platform.paths.netMarker) + ' ' +
+                   inShort(platform.paths.netVersion) + ']');
     }
 
     void note(const NetResumeEvent &event)
@@ -94,22 +74,15 @@ public:
     }
 
     /** A file in short: of a marker only the state and the attempts. */
-    static QString stored(const QString &path)
+    static QString inShort(const QString &path)
     {
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly))
             return "-";
         const QByteArray bytes = file.readAll();
-        const auto marker = netupgrade::parseNetMarker(bytes);
+        const auto marker = parseNetMarker(bytes);
         return marker ? nameOf(marker->state) + QString::number(marker->attempts)
                       : QString::fromLatin1(bytes);
-    }
-
-    static void put(const QString &path, const QByteArray &bytes)
-    {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
     }
 
     void putMarker(const NetMarker &marker) const
@@ -117,9 +90,16 @@ public:
         QVERIFY(NetMarkerFile(platform).store(marker));
     }
 
-    void putArchive(const QByteArray &bytes = archive) const
+    /** An install of the archive that has got as far as this. */
+    void interrupt(State state, NetInstallVariant variant = NetInstallVariant::Blocks) const
     {
-        put(platform.paths.netArchive, bytes);
+        putArchive(archive);
+        putMarker(marker(state, variant));
+    }
+
+    bool install(NetInstallVariant variant)
+    {
+        return NetInstaller(platform, {}).install(variant, imageHeader(archive));
     }
 
     void putKeys() const
@@ -128,8 +108,6 @@ public:
         put(platform.paths.keys + "/any.pub", "no key");
     }
 
-    QTemporaryDir folder;
-    Platform platform;
     QStringList log;
 };
 
@@ -227,12 +205,9 @@ private slots:
         QFETCH(NetInstallVariant, variant);
         QFETCH(QStringList, end);
         Bench bench;
-        bench.putArchive();
-        Bench::put(bench.platform.paths.netVersion, "1.00");
-        NetImage header;
-        header.version = "1.23";
-        header.md5Text = md5(archive);
-        QVERIFY(NetInstaller(bench.platform, {}).install(variant, header));
+        bench.putArchive(archive);
+        bench.putVersion("1.00");
+        QVERIFY(bench.install(variant));
         QStringList expected{"sync sysupdate.tar.bz2 [- 1.00]"};
         expected += unpackSteps("0");
         expected += {removal + " [unpacked0 1.00]", readOnly + " [unpacked0 1.00]"};
@@ -242,7 +217,7 @@ private slots:
     void syncsWhileUnpacking()
     {
         Bench bench;
-        bench.putArchive();
+        bench.putArchive(archive);
         bench.platform.pauses.betweenSyncs = 1ms;
         QSemaphore syncs;
         const QString root = bench.platform.paths.root;
@@ -256,19 +231,15 @@ private slots:
             if (command.startsWith("sudo tar"))
                 enough = syncs.tryAcquire(3, 10'000);
         };
-        NetImage header;
-        header.version = "1.23";
-        header.md5Text = md5(archive);
-        QVERIFY(NetInstaller(bench.platform, {}).install(NetInstallVariant::Quiet, header));
+        QVERIFY(bench.install(NetInstallVariant::Quiet));
         QVERIFY(enough);
     }
 
     void unpacksAgain()
     {
         Bench bench;
-        bench.putArchive();
-        bench.putMarker(marker(State::Unpacking));
-        Bench::put(bench.platform.paths.netVersion, "1.00");
+        bench.interrupt(State::Unpacking);
+        bench.putVersion("1.00");
         QVERIFY(bench.resume());
         QStringList expected{"begun 1.23 blocks unpacking 1 [unpacking1 1.00]"};
         expected += unpackSteps("1");
@@ -312,7 +283,7 @@ private slots:
         if (!archive.isEmpty())
             bench.putArchive(archive);
         bench.putMarker(marker(State::Unpacked, variant));
-        Bench::put(bench.platform.paths.netVersion, "1.00");
+        bench.putVersion("1.00");
         QTEST(bench.resume(), "reboots");
         QCOMPARE(bench.log.mid(1, bench.log.size() - 2), steps);
         QCOMPARE(QFile::exists(bench.platform.paths.netArchive), archive == "another");
@@ -351,7 +322,7 @@ private slots:
         Bench::put(bench.platform.paths.netMarker, text);
         QVERIFY(!bench.resume());
         QCOMPARE(bench.log, (QStringList{"sync / [- -]", event + " [- -]"}));
-        QCOMPARE(Bench::stored(bench.platform.paths.netArchive), QString::fromLatin1(archive));
+        QCOMPARE(bench.storedArchive(), archive == "-" ? QByteArray("no file") : archive);
     }
 
     void archiveThatCannotBeRead()
@@ -367,8 +338,7 @@ private slots:
     void keepsAMarkerThatCannotBeCounted()
     {
         Bench bench;
-        bench.putArchive();
-        bench.putMarker(marker(State::Unpacking));
+        bench.interrupt(State::Unpacking);
         {
             const FullDisk disk(0);
             QVERIFY(!bench.resume());
@@ -385,8 +355,7 @@ private slots:
         {
         };
         Bench bench;
-        bench.putArchive();
-        bench.putMarker(marker(State::Unpacking));
+        bench.interrupt(State::Unpacking);
         const auto run = bench.platform.shell.run;
         bench.platform.shell.run = [&](const QString &command) {
             if (command.startsWith("sudo tar"))
@@ -407,8 +376,7 @@ private slots:
     void waitsForALeftCommand()
     {
         Bench bench;
-        bench.putArchive();
-        bench.putMarker(marker(State::Unpacking));
+        bench.interrupt(State::Unpacking);
         int looks = 0;
         QStringList lookedFor;
         bench.platform.system.hasProcess = [&](const QString &argument) {
@@ -424,8 +392,7 @@ private slots:
     void waitsNoLongerThanTheLimit()
     {
         Bench bench;
-        bench.putArchive();
-        bench.putMarker(marker(State::Unpacking));
+        bench.interrupt(State::Unpacking);
         bench.platform.timeOuts.leftCommand = 1ms;
         bench.platform.system.hasProcess = [](const QString &) { return true; };
         QVERIFY(!bench.resume());
@@ -436,13 +403,9 @@ private slots:
     void installWithoutAMarker()
     {
         Bench bench;
-        bench.putArchive();
-        bench.putMarker(marker(State::Unpacked));
-        NetImage header;
-        header.version = "1.23";
-        header.md5Text = md5(archive);
+        bench.interrupt(State::Unpacked);
         const FullDisk disk(0);
-        QVERIFY(NetInstaller(bench.platform, {}).install(NetInstallVariant::Blocks, header));
+        QVERIFY(bench.install(NetInstallVariant::Blocks));
         QCOMPARE(bench.log.filter("sudo tar").first(),
                  QString("$ sudo tar -C / -xf /data/sysupdate.tar.bz2 [- -]"));
     }
@@ -450,10 +413,7 @@ private slots:
     void keepsTheFirstStateWhenTheSecondCannotBeWritten()
     {
         Bench bench;
-        bench.putArchive();
-        NetImage header;
-        header.version = "1.23";
-        header.md5Text = md5(archive);
+        bench.putArchive(archive);
         std::unique_ptr<FullDisk> disk;
         const auto run = bench.platform.shell.run;
         bench.platform.shell.run = [&](const QString &command) {
@@ -461,7 +421,7 @@ private slots:
             if (command.startsWith("sudo tar"))
                 disk = std::make_unique<FullDisk>(0);
         };
-        QVERIFY(NetInstaller(bench.platform, {}).install(NetInstallVariant::Blocks, header));
+        QVERIFY(bench.install(NetInstallVariant::Blocks));
         QCOMPARE(bench.log.filter("sudo rm").first(),
                  QString("$ sudo rm /data/sysupdate.tar.bz2 [unpacking0 -]"));
     }
@@ -469,6 +429,6 @@ private slots:
 
 AGENT_TEST(TestResume)
 
-} // namespace tst_resume
+} // namespace netupgrade::tst_resume
 
 #include "tst_resume.moc"
