@@ -11,6 +11,7 @@ import unittest
 
 from tests import ROOT
 from tests.fleet import test_mistakes, test_rollout, test_simulated, test_tutorial
+from tests.harness import files
 
 PRIVATE_NETWORK = os.path.join(ROOT, "scripts", "lib", "private-network")
 LOGS = os.path.join(ROOT, "build", "check", "fleet")
@@ -89,10 +90,8 @@ class Cases:
     @staticmethod
     def _keep(case, output):
         """Writes what a failed case has printed into a file; returns its end, with the file."""
-        os.makedirs(LOGS, exist_ok=True)
         log = os.path.join(LOGS, case.rsplit(".", 1)[1] + ".log")
-        with open(log, "w", encoding="utf-8") as file:
-            file.write(output)
+        files.write(log, output)
         return f"{output[-END:]}\n(all of it: {os.path.relpath(log, ROOT)})"
 
 

@@ -9,7 +9,9 @@ import subprocess
 
 from tests import ROOT
 from tests.fleet import network
-from tests.fleet.module import SANDBOX, Module, descendants, write
+from tests.fleet.module import SANDBOX, Module, descendants
+from tests.harness.command import run
+from tests.harness.files import text, write
 from tests.harness.process import Process
 
 FOLDER = "/run/fleet"
@@ -82,8 +84,7 @@ class Fleet:
         for key in (host_key, user_key):
             network.run("ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-C", "fleet", "-f", key)
         shutil.copy(user_key + ".pub", os.path.join(self.ssh_folder, "authorized_keys"))
-        with open(host_key + ".pub", encoding="ascii") as file:
-            write(os.path.join(user, "known_hosts"), f"* {file.read()}")
+        write(os.path.join(user, "known_hosts"), f"* {text(host_key + '.pub')}")
         write(
             os.path.join(user, "config"),
             f"Host *\n    User {USER}\n    IdentityFile {user_key}\n    ConnectTimeout 5\n",
@@ -103,7 +104,6 @@ class Fleet:
     def _make_controller(self):
         folder = os.path.join(FOLDER, "controller")
         self._controller_settings = os.path.join(folder, "settings")
-        os.mkdir(self._controller_settings)
         self.write_users(self._controller_settings, self.home)
         self._controller_network = self.network.add("controller", network.CONTROLLER_ADDRESS)
         self.inventory = os.path.join(self.home, "inventory.ini")
@@ -156,15 +156,8 @@ class Fleet:
         """Runs a command on the controller; returns the completed process with its text. It works
         in `cwd`, which it may write; its home by default."""
         cwd = cwd or self.home
-        return subprocess.run(
-            self.controller_command(command, [cwd], **environment),
-            cwd=cwd,
-            stdin=subprocess.DEVNULL,
-            capture_output=True,
-            text=True,
-            timeout=timeout,
-            check=False,
-        )
+        words = self.controller_command(command, [cwd], **environment)
+        return run(*words, cwd=cwd, stdin=subprocess.DEVNULL, timeout=timeout)
 
     def begin(self, *command, cwd=None, **environment):
         """Starts a command on the controller: a process with its standard output as a pipe."""

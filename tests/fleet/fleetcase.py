@@ -9,6 +9,7 @@ import signal
 import unittest
 
 from tests.fleet.fleet import Fleet
+from tests.harness import files
 from tests.harness import package as packages
 from tests.harness import wait
 
@@ -62,8 +63,7 @@ class FleetCase(unittest.TestCase):
     def write_bytes(self, content, name="FW.fwm"):
         """Replaces a file on the controller by rename."""
         path = os.path.join(self.fleet.home, name)
-        with open(path + ".new", "wb") as file:
-            file.write(content)
+        files.write(path + ".new", content)
         os.replace(path + ".new", path)
         return content
 
@@ -86,16 +86,38 @@ class FleetCase(unittest.TestCase):
         self.output = done.stdout + done.stderr
         return done.returncode
 
-    def begin_rollout(self, *options, **variables):
-        """Starts a rollout: a process."""
-        command, environment = self._rollout(options, variables)
+    def begin_rollout(self, module):
+        """Starts a rollout, and waits until it writes to the device of this module; returns the
+        process."""
+        command, environment = self._rollout((), {})
         process = self.fleet.begin(*command, **environment)
         self.addCleanup(process.kill)
+        self.wait_until_writing(module)
         return process
+
+    def end_rollout(self, process):
+        """Waits for its end; returns its exit status."""
+        self.output = process.popen.communicate(timeout=300)[0].decode()
+        return process.popen.returncode
+
+    def assert_rollout(self, *options, **variables):
+        """Rolls the package out; every module gets it."""
+        self.assertEqual(self.rollout(*options, **variables), 0, self.output)
+        self.assert_outcomes(*["updated"] * self.count)
+
+    def assert_stops(self, *outcomes, **variables):
+        """Rolls the package out, which does not succeed."""
+        self.assertNotEqual(self.rollout(**variables), 0, self.output)
+        self.assert_outcomes(*outcomes)
 
     def resume(self, **variables):
         """Continues with the modules that are not complete."""
         return self.rollout("--limit", f"@{self.folder}/remaining.txt", **variables)
+
+    def assert_resumes(self):
+        """Continues; now every module has the package."""
+        self.assertEqual(self.resume(), 0, self.output)
+        self.assert_outcomes(*["updated"] * self.count)
 
     def wait_until_writing(self, module, chip=AUX):
         """Waits until a part of an image is in the device."""
@@ -105,8 +127,7 @@ class FleetCase(unittest.TestCase):
 
     def report(self, folder=None):
         """The report as values."""
-        with open(os.path.join(folder or self.folder, "report.json"), encoding="utf-8") as file:
-            return json.load(file)
+        return json.loads(files.text(folder or self.folder, "report.json"))
 
     def entries(self):
         """The report's modules by their names."""
@@ -119,8 +140,7 @@ class FleetCase(unittest.TestCase):
 
     def remaining(self):
         """The modules for the next run."""
-        with open(os.path.join(self.folder, "remaining.txt"), encoding="utf-8") as file:
-            return file.read().split()
+        return files.text(self.folder, "remaining.txt").split()
 
     def predictions(self):
         """What check mode has predicted for the chips of each module."""
@@ -140,11 +160,10 @@ class FleetCase(unittest.TestCase):
             if entry["outcome"] in COMPLETE and entry["healthy"]
         ]
         self.assertEqual(self.remaining(), [name for name in self.names if name not in complete])
-        with open(os.path.join(self.folder, "report.csv"), encoding="utf-8") as file:
-            rows = {(row["module"], row["outcome"]) for row in csv.DictReader(file)}
+        lines = files.text(self.folder, "report.csv").splitlines()
+        rows = {(row["module"], row["outcome"]) for row in csv.DictReader(lines)}
         self.assertEqual(rows, set(zip(self.names, expected)))
-        with open(os.path.join(self.folder, "report.html"), encoding="utf-8") as file:
-            page = file.read()
+        page = files.text(self.folder, "report.html")
         self.assertEqual([name for name in self.names if name not in page], [])
 
     def assert_devices(self, package_images, package=None, but=()):

@@ -11,7 +11,7 @@ import termios
 import tty
 
 from tests import ROOT
-from tests.harness import wait
+from tests.harness import files, module, wait
 from tests.harness.console import PORT as AGENT_PORT
 from tests.harness.process import Process
 from tests.harness.simulator import Simulator
@@ -21,20 +21,12 @@ INIT = os.path.join(ROOT, "tests", "fleet", "bin", "module-init")
 SSH_PORT = 22
 
 
-def write(path, text, mode=0o644):
-    """Creates a file."""
-    with open(path, "w", encoding="utf-8") as file:
-        file.write(text)
-    os.chmod(path, mode)
-
-
 def descendants(pid):
     """The process ids of all processes below a process."""
     children: list[str] = []
     with contextlib.suppress(FileNotFoundError, ProcessLookupError):
         for task in os.listdir(f"/proc/{pid}/task"):
-            with open(f"/proc/{pid}/task/{task}/children", encoding="ascii") as file:
-                children += file.read().split()
+            children += files.text(f"/proc/{pid}/task/{task}/children").split()
     for child in map(int, children):
         yield child
         yield from descendants(child)
@@ -132,9 +124,8 @@ class Module:
         assert self.sandbox is not None
         for pid in descendants(self.sandbox.popen.pid):
             with contextlib.suppress(FileNotFoundError, ProcessLookupError):
-                with open(f"/proc/{pid}/comm", encoding="ascii") as file:
-                    if file.read() == "upgrade-agent\n":
-                        return pid
+                if files.content(f"/proc/{pid}/comm") == b"upgrade-agent\n":
+                    return pid
         return None
 
     def kill_agent(self):
@@ -160,11 +151,7 @@ class Module:
 
     def package(self):
         """The bytes of the module's package, or None."""
-        try:
-            with open(os.path.join(self.data, "FW.fwm"), "rb") as file:
-                return file.read()
-        except FileNotFoundError:
-            return None
+        return module.content(os.path.join(self.data, "FW.fwm"))
 
     def put(self, name, content):
         """Replaces a file of /data by rename, as other programs do; None removes it."""
@@ -172,14 +159,13 @@ class Module:
         if content is None:
             os.remove(path)
             return
-        with open(path + ".new", "wb") as file:
-            file.write(content)
+        files.write(path + ".new", content)
         os.replace(path + ".new", path)
 
     def report(self):
         """What its programs have written, for the report of a failure."""
         parts = [one.report() for one in (self.sandbox, self.device) if one]
         for name in sorted(os.listdir(self.log)):
-            with open(os.path.join(self.log, name), encoding="utf-8", errors="replace") as file:
-                parts.append(f"--- {self.name}, {name}:\n{file.read()[-4000:]}")
+            log = files.content(self.log, name).decode(errors="replace")
+            parts.append(f"--- {self.name}, {name}:\n{log[-4000:]}")
         return "\n".join(parts)

@@ -4,6 +4,8 @@
 import os
 import subprocess
 
+from tests.harness import files
+
 NAMESPACES = "/run/netns"
 _BRIDGE = "fleet"
 # Of the 16 bits below: the bridge has 0.1, the controller 0.2, module N has 1.N, 2.N and so on.
@@ -18,15 +20,15 @@ class NotPrivate(RuntimeError):
 def require_private():
     """Refuses to change anything unless scripts/lib/private-network started this process: its
     network is new, and has nothing but the loopback interface."""
-    with open("/proc/net/dev", encoding="ascii") as file:
-        interfaces = [line.split(":")[0].strip() for line in file.readlines()[2:]]
+    lines = files.text("/proc/net/dev").splitlines()[2:]
+    interfaces = [line.split(":")[0].strip() for line in lines]
     if interfaces != ["lo"] or os.readlink("/proc/self/ns/net") != os.readlink("/proc/1/ns/net"):
         raise NotPrivate("start this program with scripts/lib/private-network")
 
 
-def run(*command, text=None):
+def run(*command):
     """Runs a command that must succeed."""
-    subprocess.run(command, input=text, text=True, check=True)
+    subprocess.run(command, check=True)
 
 
 def namespace(name):
@@ -47,15 +49,10 @@ class Network:
     """The bridge. This process is on it, too, so that it can wait for servers."""
 
     def __init__(self):
-        run(
-            "ip",
-            "-batch",
-            "-",
-            text=f"link set lo up\n"
-            f"link add {_BRIDGE} type bridge\n"
-            f"addr add {_NETWORK}.0.1/16 dev {_BRIDGE}\n"
-            f"link set {_BRIDGE} up\n",
-        )
+        run("ip", "link", "set", "lo", "up")
+        run("ip", "link", "add", _BRIDGE, "type", "bridge")
+        run("ip", "addr", "add", f"{_NETWORK}.0.1/16", "dev", _BRIDGE)
+        run("ip", "link", "set", _BRIDGE, "up")
         self._ports: dict[str, str] = {}
 
     def add(self, name, address):
@@ -63,23 +60,15 @@ class Network:
         ordinary user may listen on every port."""
         port = f"port{len(self._ports)}"
         self._ports[name] = port
-        run(
-            "ip",
-            "-batch",
-            "-",
-            text=f"netns add {name}\n"
-            f"link add {port} type veth peer name eth0 netns {name}\n"
-            f"link set {port} master {_BRIDGE} up\n",
-        )
-        setting = "/proc/sys/net/ipv4/ip_unprivileged_port_start"
-        run(
-            "nsenter",
-            f"--net={namespace(name)}",
-            "sh",
-            "-c",
-            f"ip -batch - && echo 0 >{setting}",
-            text=f"link set lo up\naddr add {address}/16 dev eth0\nlink set eth0 up\n",
-        )
+        run("ip", "netns", "add", name)
+        run(*f"ip link add {port} type veth peer name eth0 netns {name}".split())
+        run("ip", "link", "set", port, "master", _BRIDGE, "up")
+        script = f"""set -e
+            ip link set lo up
+            ip addr add {address}/16 dev eth0
+            ip link set eth0 up
+            echo 0 >/proc/sys/net/ipv4/ip_unprivileged_port_start"""
+        run("nsenter", f"--net={namespace(name)}", "sh", "-c", script)
         return namespace(name)
 
     def unplug(self, name):

@@ -9,6 +9,7 @@ import sys
 
 from tests.fleet.control import ControlServer
 from tests.fleet.fleet import BAUD, PROGRAMS, Fleet
+from tests.harness import files
 
 CANNOT_RUN = 125
 
@@ -51,8 +52,7 @@ def main():
     options = parse_arguments()
     device = None
     if options.device:
-        with open(options.device, encoding="utf-8") as file:
-            device = json.load(file)
+        device = json.loads(files.text(options.device))
     with Fleet(options.modules, options.programs, device, baud=options.baud) as fleet:
         server = ControlServer(fleet)
         here = os.getcwd()

@@ -6,6 +6,7 @@ import unittest
 from bench.fleet import row
 from bench.runner.fleet import tasks
 from tests.fleet import cases, control, network
+from tests.harness import files
 
 LOG = """\
 2026-03-02 14:07:31,250 p=7 u=operator n=ansible | PLAY [Roll out a package] *****
@@ -39,9 +40,8 @@ class TestParts(unittest.TestCase):
 
     def test_the_machine_s_network_is_refused(self):
         """The machine has more than a loopback interface, or at least another first process."""
-        with open("/proc/net/dev", encoding="ascii") as file:
-            if len(file.readlines()) == 3:
-                self.skipTest("this machine has no network")
+        if len(files.text("/proc/net/dev").splitlines()) == 3:
+            self.skipTest("this machine has no network")
         with self.assertRaises(network.NotPrivate):
             network.require_private()
 

@@ -5,6 +5,7 @@ import os
 from datetime import datetime
 
 from tests.fleet.fleetcase import AUX, FPGA, FleetCase, images
+from tests.harness import files
 from tests.harness import package as packages
 from tests.harness import signing, wait
 
@@ -24,8 +25,7 @@ class TestRollout(FleetCase):
         """The second rollout writes nothing."""
         new = images()
         package = self.write_package(new)
-        self.assertEqual(self.rollout(), 0, self.output)
-        self.assert_outcomes(*["updated"] * 4)
+        self.assert_rollout()
         self.assert_devices(new, package)
         self.assertEqual(self.written(), [2] * 4)
         self.assertEqual([wave["modules"] for wave in self.report()["waves"]], [1, 1, 2])
@@ -62,8 +62,7 @@ class TestRollout(FleetCase):
         new = images()
         package = self.write_package(new)
         self.modules[0].control_device(f"fault add {REFUSES}")
-        self.assertNotEqual(self.rollout(), 0)
-        self.assert_outcomes("failed", *["not-started"] * 3)
+        self.assert_stops("failed", *["not-started"] * 3)
         self.assert_devices(new, package)
         self.assert_untouched(*self.modules[1:])
         self.assertIn("update mode", self.entries()["module1"]["message"])
@@ -73,13 +72,11 @@ class TestRollout(FleetCase):
         new = images()
         package = self.write_package(new)
         self.modules[1].unplug()
-        self.assertNotEqual(self.rollout(connect_timeout=5), 0)
-        self.assert_outcomes("updated", "unreachable", "not-started", "not-started")
+        self.assert_stops("updated", "unreachable", "not-started", "not-started", connect_timeout=5)
         self.assert_devices(new, package)
         self.assert_untouched(*self.modules[1:])
         self.modules[1].plug()
-        self.assertEqual(self.resume(), 0, self.output)
-        self.assert_outcomes(*["updated"] * 4)
+        self.assert_resumes()
         self.assert_devices(new, package)
         self.assertEqual(self.written(), [2] * 4)
 
@@ -89,15 +86,13 @@ class TestRollout(FleetCase):
         new = images()[:1]
         package = self.write_package(new)
         self.modules[2].control_device(f"fault add {DEAD}")
-        self.assertNotEqual(self.rollout(), 0)
-        self.assert_outcomes("updated", "updated", "failed", "updated")
+        self.assert_stops("updated", "updated", "failed", "updated")
         self.assertEqual(self.remaining(), ["module3"])
         self.assert_devices(new, package)
         self.assertTrue(self.modules[2].device.chip(*AUX)["half_written"])
         self.modules[2].control_device("fault clear")
         self.modules[2].control_device("power-cycle")
-        self.assertEqual(self.resume(), 0, self.output)
-        self.assert_outcomes(*["updated"] * 4)
+        self.assert_resumes()
         self.assert_devices(new, package)
         self.assertEqual(self.written(), [1] * 4)
 
@@ -105,12 +100,9 @@ class TestRollout(FleetCase):
         """The module starts it again, and the image is written once more."""
         new = images()
         package = self.write_package(new)
-        process = self.begin_rollout()
-        self.wait_until_writing(self.modules[0])
+        process = self.begin_rollout(self.modules[0])
         self.modules[0].kill_agent()
-        output, _ = process.popen.communicate(timeout=300)
-        self.output = output.decode()
-        self.assertEqual(process.popen.returncode, 0, self.output)
+        self.assertEqual(self.end_rollout(process), 0, self.output)
         self.assert_outcomes(*["updated"] * 4)
         self.assert_devices(new, package)
 
@@ -131,8 +123,7 @@ class TestOthers(FleetCase):
         self.addCleanup(client.kill)
         self.wait_until_writing(canary)
         package = self.write_package(new)
-        self.assertNotEqual(self.rollout(), 0)
-        self.assert_outcomes("failed", "not-started", "not-started")
+        self.assert_stops("failed", "not-started", "not-started")
         self.assertIn("busy", self.entries()["module1"]["message"])
         self.assert_untouched(*self.modules[1:])
         self.assertEqual(canary.package(), packages.build(other))
@@ -140,15 +131,9 @@ class TestOthers(FleetCase):
         canary.control_device("fault clear")
         client.popen.communicate(timeout=300)
         self.assertEqual(client.popen.returncode, 0)
-        self.assertEqual(
-            canary.flash(),
-            {
-                AUX: packages.expected_flash(other[0].data),
-                FPGA: packages.expected_flash(other[1].data),
-            },
-        )
-        self.assertEqual(self.resume(), 0, self.output)
-        self.assert_outcomes(*["updated"] * 3)
+        written = [packages.expected_flash(image.data) for image in other]
+        self.assertEqual(canary.flash(), dict(zip((AUX, FPGA), written)))
+        self.assert_resumes()
         self.assert_devices(new, package)
 
     def test_pause_between_waves(self):
@@ -156,8 +141,7 @@ class TestOthers(FleetCase):
         new = images()
         package = self.write_package(new)
         waves = ["-e", '{"upgrade_agent_waves": [1, "100%"]}']
-        self.assertEqual(self.rollout(*waves, pause_minutes=1), 0, self.output)
-        self.assert_outcomes(*["updated"] * 3)
+        self.assert_rollout(*waves, pause_minutes=1)
         self.assert_devices(new, package)
         self.assertEqual(self.output.count("Pausing for 60 seconds"), 1, self.output)
         begin = seconds(self.report()["waves"][1]["started"])
@@ -168,8 +152,7 @@ class TestOthers(FleetCase):
         nothing twice."""
         new = images()
         package = self.write_package(new)
-        process = self.begin_rollout()
-        self.wait_until_writing(self.modules[1])
+        process = self.begin_rollout(self.modules[1])
         process.kill()
         self.assertEqual(self.outcomes(), ["updated", "running", "not-started"])
         self.assertEqual(self.remaining(), self.names[1:])
@@ -184,11 +167,9 @@ class TestOthers(FleetCase):
         """Ctrl-C in the run of a module: the report shows it, and the rollout can be completed."""
         new = images()
         package = self.write_package(new)
-        process = self.begin_rollout()
-        self.wait_until_writing(self.modules[1])
+        process = self.begin_rollout(self.modules[1])
         self.fleet.interrupt(process)
-        self.output = process.popen.communicate(timeout=60)[0].decode()
-        self.assertNotEqual(process.popen.returncode, 0)
+        self.assertNotEqual(self.end_rollout(process), 0)
         self.assertEqual(self.remaining(), self.names[1:])
         self.assert_devices(new, package, but=["module2"])
         self.assert_untouched(self.modules[2])
@@ -201,8 +182,7 @@ class TestOthers(FleetCase):
         content = bytearray(packages.build(images()))
         content[-1] ^= 1
         self.write_bytes(bytes(content))
-        self.assertNotEqual(self.rollout(), 0)
-        self.assert_outcomes("failed", "not-started", "not-started")
+        self.assert_stops("failed", "not-started", "not-started")
         self.assert_untouched(*self.modules)
         self.assertIn("refused on the controller", self.entries()["module1"]["message"])
 
@@ -210,8 +190,7 @@ class TestOthers(FleetCase):
         """The canary's agent refuses the package of another model."""
         new = images()
         package = self.write_package(new, model="HX-9")
-        self.assertNotEqual(self.rollout(), 0)
-        self.assert_outcomes("failed", "not-started", "not-started")
+        self.assert_stops("failed", "not-started", "not-started")
         self.assert_devices(new, package)
         self.assert_untouched(*self.modules[1:])
         self.assertEqual(self.written(), [0] * 3)
@@ -221,30 +200,25 @@ class TestOthers(FleetCase):
         key = signing.Key("release", self.fleet.home)
         old = packages.build(images("old", (0, 9, 0), (2, 9, 0)))
         for module in self.modules:
-            with open(os.path.join(module.keys, "release.pub"), "wb") as file:
-                file.write(key.public)
+            files.write(os.path.join(module.keys, "release.pub"), key.public)
             module.put("FW.fwm", old)
             module.put("FW.fwm.minisig", key.sign(old))
         new = images()
         package = self.write_package(new)
-        self.assertNotEqual(self.rollout(), 0)
-        self.assert_outcomes("failed", "not-started", "not-started")
+        self.assert_stops("failed", "not-started", "not-started")
         self.assertEqual([module.package() for module in self.modules], [old] * 3)
         self.assertEqual([module.device.host_frames() for module in self.modules], [[]] * 3)
         self.write_bytes(key.sign(package), "FW.fwm.minisig")
-        self.assertEqual(self.resume(), 0, self.output)
-        self.assert_outcomes(*["updated"] * 3)
+        self.assert_resumes()
         self.assert_devices(new, package)
 
     def test_package_replaced_on_the_controller(self):
         """After the canary: no module gets the other package."""
         new = images()
         package = self.write_package(new)
-        process = self.begin_rollout()
-        self.wait_until_writing(self.modules[0])
+        process = self.begin_rollout(self.modules[0])
         self.write_package(images("other", (1, 2, 0), (3, 2, 0)))
-        self.output = process.popen.communicate(timeout=300)[0].decode()
-        self.assertNotEqual(process.popen.returncode, 0)
+        self.assertNotEqual(self.end_rollout(process), 0)
         self.assert_outcomes("updated", "failed", "not-started")
         self.assertIn("replaced", self.entries()["module2"]["message"])
         self.assert_devices(new, package)
@@ -254,12 +228,10 @@ class TestOthers(FleetCase):
         """By another program in a run: the run ends with the package that it began with."""
         new = images()
         package = self.write_package(new)
-        process = self.begin_rollout()
-        self.wait_until_writing(self.modules[0])
+        process = self.begin_rollout(self.modules[0])
         other = packages.build(images("other", (1, 2, 0), (3, 2, 0)))
         self.modules[0].put("FW.fwm", other)
-        self.output = process.popen.communicate(timeout=300)[0].decode()
-        self.assertEqual(process.popen.returncode, 0, self.output)
+        self.assertEqual(self.end_rollout(process), 0, self.output)
         self.assert_outcomes(*["updated"] * 3)
         self.assert_devices(new)
         self.assertEqual([module.package() for module in self.modules], [other, package, package])
@@ -268,12 +240,11 @@ class TestOthers(FleetCase):
         """Its power fails for a moment: the rollout stops, and is completed later."""
         new = images()
         package = self.write_package(new)
-        process = self.begin_rollout()
-        self.wait_until_writing(self.modules[0])
+        process = self.begin_rollout(self.modules[0])
         self.modules[0].power_off()
         self.modules[0].power_on()
         self.modules[0].wait_until_ready()
-        self.output = process.popen.communicate(timeout=300)[0].decode()
+        self.end_rollout(process)
         wait.until(lambda: self.modules[0].agent_pid() is not None, what="agent")
         self.assert_devices(new, package)
         if self.remaining():

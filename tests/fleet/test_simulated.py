@@ -6,6 +6,7 @@ import subprocess
 import unittest
 
 from tests import ROOT
+from tests.harness import command, files
 
 FLEET = os.path.join(ROOT, "scripts", "fleet")
 LIMIT_S = 300
@@ -13,15 +14,8 @@ LIMIT_S = 300
 
 def run(script, modules=2):
     """Runs a shell script on the controller; returns the completed process."""
-    return subprocess.run(
-        [FLEET, str(modules), "--", "sh", "-c", script],
-        cwd="/tmp",
-        stdin=subprocess.DEVNULL,
-        capture_output=True,
-        text=True,
-        timeout=LIMIT_S,
-        check=False,
-    )
+    words = (FLEET, str(modules), "--", "sh", "-c", script)
+    return command.run(*words, cwd="/tmp", stdin=subprocess.DEVNULL, timeout=LIMIT_S)
 
 
 class TestSimulated(unittest.TestCase):
@@ -88,7 +82,6 @@ class TestSimulated(unittest.TestCase):
     @staticmethod
     def _is_of_a_fleet(pid):
         try:
-            with open(f"/proc/{pid}/cmdline", "rb") as file:
-                return b"/run/fleet" in file.read()
+            return b"/run/fleet" in files.content(f"/proc/{pid}/cmdline")
         except OSError:
             return False

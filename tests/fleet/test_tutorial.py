@@ -7,6 +7,7 @@ import subprocess
 import unittest
 
 from tests import ROOT
+from tests.harness import files
 from tests.tutorial import run_tutorial
 
 PAGE = os.path.join(ROOT, "docs", "use", "fleet.md")
@@ -23,8 +24,7 @@ class TestTutorial(unittest.TestCase):
 
     def test_tutorial(self):
         """Each line of a text block is, in this order, in what the block before it has printed."""
-        with open(PAGE, encoding="utf-8") as file:
-            found = run_tutorial.blocks(file.read())
+        found = run_tutorial.blocks(files.text(PAGE))
         commands = run_tutorial.script(found)
         self.assertEqual((commands.count(START), commands.count(f"cd {FOLDER}\n")), (1, 1))
         shutil.rmtree(os.path.join(ROOT, FOLDER), ignore_errors=True)

@@ -221,9 +221,9 @@ class TestChecks(unittest.TestCase):
 
     def test_size_limits(self):
         long_text = "void f()\n{\n" + "    g();\n" * 600 + "}\n"
-        fakes = {"production": lambda: ["src/x.cpp"], "text_of": lambda name: long_text}
-        with mock.patch.multiple(lint, **fakes):
-            found = list(lint.check_sizes())
+        self.enterContext(mock.patch.object(lint, "production", lambda: ["src/x.cpp"]))
+        self.enterContext(mock.patch.object(lint, "text_of", lambda name: long_text))
+        found = list(lint.check_sizes())
         self.assertEqual(
             found,
             [

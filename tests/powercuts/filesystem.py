@@ -7,6 +7,8 @@ import os
 import subprocess
 import tempfile
 
+from tests.harness import command, files
+
 # Statuses of e2fsck.
 CLEAN = 0
 REPAIRED = 1
@@ -28,13 +30,16 @@ class Repair:
 
 def run(program, *arguments):
     """Runs a program of e2fsprogs, which an ordinary user's search path does not have."""
-    return subprocess.run(
-        [os.path.join("/usr/sbin", program), *arguments],
-        stdin=subprocess.DEVNULL,
-        stdout=subprocess.PIPE,
-        stderr=subprocess.STDOUT,
-        text=True,
-    )
+    return command.run(os.path.join("/usr/sbin", program), *arguments, stdin=subprocess.DEVNULL)
+
+
+def make(image, contents, size="4M"):
+    """An ext4 file system with these files, {path: bytes}; the same paths get the same inodes."""
+    with tempfile.TemporaryDirectory() as tree:
+        for path, content in contents.items():
+            files.write(os.path.join(tree, path), content)
+        made = run("mke2fs", "-q", "-F", "-t", "ext4", "-d", tree, image, size)
+        assert made.returncode == 0, made.stdout + made.stderr
 
 
 @contextlib.contextmanager
@@ -45,7 +50,8 @@ def repaired(image):
         repair = run("e2fsck", "-p", "-z", undo, image)
         try:
             check = run("e2fsck", "-fn", image)
-            yield Repair(repair.returncode, check.returncode, repair.stdout + check.stdout)
+            output = repair.stdout + repair.stderr + check.stdout + check.stderr
+            yield Repair(repair.returncode, check.returncode, output)
         finally:
             restore(image, undo, repair.returncode)
 
@@ -54,7 +60,7 @@ def restore(image, undo, status):
     """Undoes a repair. One that could not read the superblock has changed nothing."""
     restored = run("e2undo", undo, image)
     if restored.returncode and status != FAILED:
-        raise OSError(f"{image}: e2undo: {restored.stdout}")
+        raise OSError(f"{image}: e2undo: {restored.stdout}{restored.stderr}")
 
 
 def read_tree(image, folder):
@@ -62,13 +68,9 @@ def read_tree(image, folder):
     with tempfile.TemporaryDirectory(dir=os.path.dirname(image)) as copy:
         run("debugfs", "-R", f"rdump {folder} {copy}", image)
         top = os.path.join(copy, os.path.basename(folder.rstrip("/")))
-        return dict(files_of(top))
-
-
-def files_of(top):
-    for folder, _, names in os.walk(top):
-        for name in names:
-            path = os.path.join(folder, name)
-            if os.path.isfile(path) and not os.path.islink(path):
-                with open(path, "rb") as file:
-                    yield os.path.relpath(path, top), file.read()
+        paths = {name: os.path.join(top, name) for name in files.below(top)}
+        return {
+            name: files.content(path)
+            for name, path in paths.items()
+            if os.path.isfile(path) and not os.path.islink(path)
+        }

@@ -10,14 +10,11 @@ import shutil
 import subprocess
 import tempfile
 
+from tests.harness import files
+
 BUSYBOX = "/bin/busybox"
-DRIVERS = (
-    "virtio",
-    "virtio_ring",
-    "virtio_pci_legacy_dev",
-    "virtio_pci_modern_dev",
-    "virtio_pci",
-    "virtio_blk",
+DRIVERS = tuple(
+    f"virtio{part}" for part in ("", "_ring", "_pci_legacy_dev", "_pci_modern_dev", "_pci", "_blk")
 )
 # The words of the kernel's command line are in /proc/cmdline; the last one of a kind holds.
 INIT = f"""#!/bin/busybox sh
@@ -44,9 +41,7 @@ def make_initrd(base, target):
             os.makedirs(os.path.join(top, name))
         shutil.copy(BUSYBOX, os.path.join(top, "bin"))
         copy_drivers(base, folder, top)
-        with open(os.path.join(top, "init"), "w", encoding="ascii") as file:
-            file.write(INIT)
-        os.chmod(file.name, 0o755)
+        files.write(os.path.join(top, "init"), INIT, 0o755)
         names = "\n".join(
             os.path.relpath(os.path.join(place, name), top)
             for place, folders, files in os.walk(top)

@@ -25,51 +25,27 @@ SUMMARY = ("part", "order", "cuts", "broken promises", "files empty", "incomplet
 
 
 def parse_arguments():
+    folder = os.path.join(ROOT, "build", "power-cuts")
     parser = argparse.ArgumentParser(
         prog="scripts/check power-cuts --", description=__doc__.splitlines()[0]
     )
-    parser.add_argument(
-        "--image",
-        default=os.environ.get("MODULE_IMAGE", ""),
-        metavar="DIR",
-        help="folder of the built virtual module",
-    )
-    parser.add_argument(
-        "--programs",
-        default=os.environ.get("MODULE_PROGRAMS", ""),
-        metavar="DIR",
-        help="folder of the built programs",
-    )
-    parser.add_argument(
-        "--folder",
-        default=os.path.join(ROOT, "build", "power-cuts"),
-        metavar="DIR",
-        help="where the recording is kept (build/power-cuts)",
-    )
-    parser.add_argument(
-        "--cuts", type=int, default=200, metavar="N", help="cuts in order, of each part (200)"
-    )
-    parser.add_argument(
-        "--reordered",
-        type=int,
-        default=100,
-        metavar="N",
-        help="cuts with lost writes, of each part (100)",
-    )
-    parser.add_argument(
-        "--boots",
-        type=int,
-        default=24,
-        metavar="N",
-        help="how many disks to start from (24); 0 also leaves out the upgrades of a chip",
-    )
-    parser.add_argument("--seed", default="1", help="what chooses the lost writes (1)")
-    parser.add_argument(
-        "--replay", action="store_true", help="use the recording of the last time again"
-    )
-    parser.add_argument(
-        "--record", action="store_true", help="write the figures into docs/results.md"
-    )
+
+    def option(name, default, metavar, text):
+        parser.add_argument(name, type=type(default), default=default, metavar=metavar, help=text)
+
+    option("--image", os.environ.get("MODULE_IMAGE", ""), "DIR", "folder of the virtual module")
+    option("--programs", os.environ.get("MODULE_PROGRAMS", ""), "DIR", "folder of the programs")
+    option("--folder", folder, "DIR", "where the recording is kept (build/power-cuts)")
+    option("--cuts", 200, "N", "cuts in order, of each part (200)")
+    option("--reordered", 100, "N", "cuts with lost writes, of each part (100)")
+    chip = "how many disks to start from (24); 0 also leaves out the upgrades of a chip"
+    option("--boots", 24, "N", chip)
+    option("--seed", "1", "SEED", "what chooses the lost writes (1)")
+    for name, text in (
+        ("--replay", "use the recording of the last time again"),
+        ("--record", "write the figures into docs/results.md"),
+    ):
+        parser.add_argument(name, action="store_true", help=text)
     return parser.parse_args()
 
 

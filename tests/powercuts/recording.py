@@ -9,13 +9,13 @@ import dataclasses
 import json
 import os
 import struct
-import subprocess
 import time
 
-from tests.harness import blocksender
+from tests.harness import blocksender, files
+from tests.harness.command import output
 from tests.powercuts import disk, initrd, scenario
 from tests.vm import machine
-from tests.vm.module import LOGIN_SECONDS, copy_disk
+from tests.vm.module import copy_disk
 
 MIB = 1 << 20
 # Of the first partition; the table of partitions is before it.
@@ -47,11 +47,8 @@ def join_disk(images, target):
         file.truncate(FIRST + sum(sizes))
     place = FIRST
     for image, size in zip(images, sizes):
-        subprocess.run(
-            ["dd", "status=none", "conv=sparse,notrunc", "bs=1M"]
-            + [f"if={image}", f"of={target}", f"seek={place // MIB}"],
-            check=True,
-        )
+        places = (f"if={image}", f"of={target}", f"seek={place // MIB}")
+        output("dd", "status=none", "conv=sparse,notrunc", "bs=1M", *places)
         place += size
 
 
@@ -88,12 +85,10 @@ class Recording:
         return made
 
     def windows(self):
-        with open(self._windows, encoding="ascii") as file:
-            return [Window(*window) for window in json.load(file)]
+        return [Window(*window) for window in json.loads(files.text(self._windows))]
 
     def keep(self, windows):
-        with open(self._windows, "w", encoding="ascii") as file:
-            json.dump([dataclasses.astuple(window) for window in windows], file)
+        files.write(self._windows, json.dumps([dataclasses.astuple(one) for one in windows]))
 
 
 class Recorder:
@@ -108,8 +103,7 @@ class Recorder:
         for name in NAMES:
             copy_disk(os.path.join(bench.image, name + ".img"), recording.image(name))
         join_disk([recording.image(name) for name in NAMES], recording.disk)
-        with open(recording.log, "wb"):
-            pass
+        files.write(recording.log, b"")
         ram_disk = os.path.join(folder, "initrd")
         initrd.make_initrd(os.path.join(bench.image, "base.tar"), ram_disk)
         self.device = bench.device(folder)
@@ -160,24 +154,10 @@ class Recorder:
     def publish(self, version):
         """Replaces the package with upgrade-console, over ssh."""
         package = os.path.join(self.recording.folder, "FW.fwm")
-        with open(package, "wb") as file:
-            file.write(scenario.firmware(version))
-        module = self.module.machine
-        subprocess.run(
-            [self.bench.program("upgrade-console"), "put", package]
-            + ["--host", "127.0.0.1", "--port", str(module.console_port)]
-            + ["--ssh-port", str(module.ssh_port), "--ssh-user", "root"]
-            + [f"--ssh-option={option}" for option in self.ssh_options()],
-            check=True,
-        )
-
-    def ssh_options(self):
-        return (
-            f"IdentityFile={self.module.image}/id_ed25519",
-            "StrictHostKeyChecking=no",
-            "UserKnownHostsFile=/dev/null",
-            f"ConnectTimeout={LOGIN_SECONDS}",
-        )
+        files.write(package, scenario.firmware(version))
+        port = str(self.module.machine.console_port)
+        words = ("put", package, "--host", "127.0.0.1", "--port", port)
+        output(self.bench.program("upgrade-console"), *words, *self.module.copy_options())
 
     def install(self):
         """Installs the image in the package."""

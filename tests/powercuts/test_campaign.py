@@ -1,11 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
 """The campaign over a small recording that is made without a virtual machine."""
 
-import os
-import subprocess
 import tempfile
 import unittest
 
+from tests.harness import files
+from tests.harness.command import output
 from tests.powercuts import blocklog, booting, campaign, filesystem, recording, scenario
 from tests.powercuts.cuts import Cut
 from tests.powercuts.findings import Expected, FileState, Module
@@ -17,20 +17,6 @@ MIB = recording.MIB
 OLD = Module({"a": b"old a", "b": b"old b"}, package=b"one", version=b"1.0")
 NEW = Module({"a": b"new a", "b": b"new b"}, package=b"one", version=b"1.1")
 EXPECTED = {"package": Expected(OLD, NEW, b"archive")}
-
-
-def make_image(path, top, files):
-    """An ext4 image; the same names get the same inodes."""
-    tree = path + ".tree"
-    for name, content in files.items():
-        place = os.path.join(tree, top, name)
-        os.makedirs(os.path.dirname(place), exist_ok=True)
-        with open(place, "wb") as file:
-            file.write(content)
-    made = filesystem.run("mke2fs", "-q", "-F", "-t", "ext4", "-d", tree, path, "4M")
-    assert made.returncode == 0, made.stdout
-    with open(path, "rb") as file:
-        return file.read()
 
 
 class TestCampaign(unittest.TestCase):
@@ -52,8 +38,7 @@ class TestCampaign(unittest.TestCase):
             start += len(after)
         self.writes = len(writes)
         content = log_bytes(*writes, (0, 0, blocklog.FLUSH))
-        with open(self.recording.log, "wb") as file:
-            file.write(content)
+        files.write(self.recording.log, content)
         self.recording.keep([recording.Window("package", 0, len(content))])
         recording.join_disk([self.recording.image(n) for n in recording.NAMES], self.recording.disk)
         for number in range(self.writes):
@@ -61,11 +46,12 @@ class TestCampaign(unittest.TestCase):
             self.change_disk(sector * recording.SECTOR, data)
 
     def disk_of(self, name, module):
-        files = {"FW.fwm": module.package, "version": module.version}
+        contents = {"FW.fwm": module.package, "version": module.version}
         if name == "root":
-            files = module.files
-        top = scenario.FOLDER.strip("/") if name == "root" else ""
-        return make_image(self.recording.image(name), top, files)
+            top = scenario.FOLDER.strip("/")
+            contents = {f"{top}/{path}": content for path, content in module.files.items()}
+        filesystem.make(self.recording.image(name), contents)
+        return files.content(self.recording.image(name))
 
     def change_disk(self, place, data):
         with open(self.recording.disk, "r+b") as file:
@@ -88,18 +74,14 @@ class TestCampaign(unittest.TestCase):
 
     def test_partition_table(self):
         """Read by a program that is independent of this one."""
-        listed = subprocess.run(
-            ["partx", "--show", "--bytes", "--noheadings", "-o", "START,SIZE", self.recording.disk],
-            check=True,
-            capture_output=True,
-            text=True,
-        ).stdout.split()
+        options = ("--show", "--bytes", "--noheadings", "-o", "START,SIZE")
+        listed = output("partx", *options, self.recording.disk).split()
         self.assertEqual(listed, ["2048", str(4 * MIB), "10240", str(4 * MIB)])
 
 
 class TestBooting(unittest.TestCase):
-    def judged(self, files, number=0, **more):
-        return campaign.Judged("package", Cut(number), state(files, **more))
+    def judged(self, states, number=0, **more):
+        return campaign.Judged("package", Cut(number), state(states, **more))
 
     def test_the_choice_has_every_kind_of_state(self):
         cases = [self.judged({FileState.OLD: 2}, number) for number in range(100)]

@@ -6,6 +6,7 @@ import tempfile
 import unittest
 from collections import Counter
 
+from tests.harness import files
 from tests.powercuts import filesystem
 from tests.powercuts.findings import (
     Expected,
@@ -31,26 +32,19 @@ EXPECTED = Expected(
 )
 
 
-def state(files, archive=OLD, version=OLD, marker="none", package=OLD, repairable=True):
-    return State(repairable, Counter(files), archive, package, version, marker)
+def state(states, archive=OLD, version=OLD, marker="none", package=OLD, repairable=True):
+    return State(repairable, Counter(states), archive, package, version, marker)
 
 
 class TestFileSystem(unittest.TestCase):
     def setUp(self):
-        self.folder = self.enterContext(tempfile.TemporaryDirectory())
-        self.image = os.path.join(self.folder, "image")
-        tree = os.path.join(self.folder, "tree")
-        for name, content in FILES.items():
-            path = os.path.join(tree, "opt/module", name)
-            os.makedirs(os.path.dirname(path), exist_ok=True)
-            with open(path, "wb") as file:
-                file.write(content)
-        made = filesystem.run("mke2fs", "-q", "-t", "ext4", "-d", tree, self.image, "4M")
-        self.assertEqual(made.returncode, 0, made.stdout)
+        folder = self.enterContext(tempfile.TemporaryDirectory())
+        self.image = os.path.join(folder, "image")
+        contents = {f"opt/module/{name}": content for name, content in FILES.items()}
+        filesystem.make(self.image, contents)
 
     def content(self):
-        with open(self.image, "rb") as file:
-            return file.read()
+        return files.content(self.image)
 
     def damage(self, command):
         filesystem.run("debugfs", "-w", "-R", command, self.image)
@@ -85,14 +79,9 @@ class TestFileSystem(unittest.TestCase):
 
 class TestStates(unittest.TestCase):
     def test_files(self):
-        for content, expected in (
-            (b"old", OLD),
-            (b"new", NEW),
-            (b"", EMPTY),
-            (b"ne", PARTIAL),
-            (None, MISSING),
-        ):
-            self.assertEqual(file_state(content, b"old", b"new"), expected)
+        contents = (b"old", b"new", b"", b"ne", None)
+        found = [file_state(content, b"old", b"new") for content in contents]
+        self.assertEqual(found, [OLD, NEW, EMPTY, PARTIAL, MISSING])
         self.assertEqual(file_state(None, None, b"new"), OLD)
         self.assertEqual(file_state(b"", None, b"new"), EMPTY)
 
@@ -121,10 +110,7 @@ class TestStates(unittest.TestCase):
             (state({OLD: 4}, package=PARTIAL), ["package neither old nor new"]),
             (state({NEW: 4}, version=EMPTY), ["version file neither old nor new"]),
             (state({OLD: 4}, version=NEW), ["version file ahead of the files"]),
-            (
-                state(mixed, PARTIAL, marker="unpacking"),
-                ["neither archive nor complete files"],
-            ),
+            (state(mixed, PARTIAL, marker="unpacking"), ["neither archive nor complete files"]),
             (state(mixed, NEW), ["incomplete files without a marker"]),
             (state(mixed, NEW, marker="unreadable"), ["incomplete files without a marker"]),
         ):

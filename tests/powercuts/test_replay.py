@@ -8,6 +8,7 @@ import os
 import tempfile
 import unittest
 
+from tests.harness import files
 from tests.powercuts import blocklog, cuts, disk
 from tests.powercuts.blocklog import DISCARD, FLUSH, FUA, MARK, Entry
 
@@ -158,8 +159,7 @@ class TestReplay(unittest.TestCase):
 
     def image(self, name):
         path = os.path.join(self.folder, name)
-        with open(path, "wb") as file:
-            file.write(b"." * 3 * SECTOR)
+        files.write(path, b"." * 3 * SECTOR)
         return path
 
     def replay(self, *operations):
@@ -170,8 +170,7 @@ class TestReplay(unittest.TestCase):
         """One letter for each sector of both partitions."""
         letters = []
         for partition in self.partitions:
-            with open(partition.path, "rb") as file:
-                content = file.read()
+            content = files.content(partition.path)
             self.assertEqual(len(content), 3 * SECTOR)
             letters.append(content[::SECTOR].decode())
         return " ".join(letters)

@@ -9,6 +9,7 @@ import functools
 import os
 import subprocess
 
+from tests.harness.command import run
 from tests.vm import machine
 
 PROBE_SECONDS = 15
@@ -30,13 +31,8 @@ def accelerator(kernel, architecture, seconds=PROBE_SECONDS):
     if machine.own() != architecture or not os.access("/dev/kvm", os.W_OK):
         return "tcg"
     try:
-        done = subprocess.run(
-            command(kernel, architecture),
-            stdin=subprocess.DEVNULL,
-            capture_output=True,
-            check=False,
-            timeout=seconds,
-        )
+        words = command(kernel, architecture)
+        done = run(*words, stdin=subprocess.DEVNULL, text=False, timeout=seconds)
     except subprocess.TimeoutExpired:
         return "tcg"
     return "kvm" if b"Kernel panic" in done.stdout else "tcg"

@@ -7,11 +7,12 @@ import subprocess
 import tempfile
 import unittest
 
-from tests.harness import package
+from tests.harness import files, package
+from tests.harness.command import output, run
 from tests.harness.package import Image, image_bytes
 from tests.harness.simulator import Simulator
 from tests.vm import accelerator, disk
-from tests.vm.module import LOGIN_SECONDS, VirtualModule
+from tests.vm.module import VirtualModule
 
 BAUD = 57600
 # Big enough to last some seconds on the line.
@@ -60,7 +61,7 @@ class ModuleCase(unittest.TestCase):
     is_root_writable = True
     append = ""
     # Files of the root that differ, {path: text}.
-    files: dict[str, str] = {}
+    root_files: dict[str, str] = {}
 
     environment: Environment
     module: VirtualModule
@@ -94,8 +95,8 @@ class ModuleCase(unittest.TestCase):
             writable_root=cls.is_root_writable,
             append=cls.append,
         )
-        if cls.files:
-            disk.write(os.path.join(cls.folder, "root.img"), cls.files)
+        if cls.root_files:
+            disk.write(os.path.join(cls.folder, "root.img"), cls.root_files)
         cls.addClassCleanup(cls.module.crash)
         cls.module.start().wait_until_ready()
 
@@ -103,43 +104,31 @@ class ModuleCase(unittest.TestCase):
 
     def upgrade_console(self, *words, status=0):
         """Runs the console client; returns the JSON document of its result."""
-        done = subprocess.run(
-            [
-                self.environment.program("upgrade-console"),
-                *("--host", "127.0.0.1", "--port", str(self.module.machine.console_port)),
-                *("--json", *words),
-            ],
-            capture_output=True,
-            text=True,
-            check=False,
+        done = run(
+            self.environment.program("upgrade-console"),
+            *("--host", "127.0.0.1", "--port", str(self.module.machine.console_port)),
+            *("--json", *words),
             timeout=CONSOLE_SECONDS,
         )
         self.assertEqual(done.returncode, status, f"{words}: {done.stdout}{done.stderr}")
         return json.loads(done.stdout)
 
-    def ssh_options(self):
-        """The options of put and deploy."""
-        words = ["--ssh-user", "root", "--ssh-port", str(self.module.machine.ssh_port)]
-        for option in (
-            f"IdentityFile={self.environment.image}/id_ed25519",
-            "StrictHostKeyChecking=no",
-            "UserKnownHostsFile=/dev/null",
-            "LogLevel=ERROR",
-            f"ConnectTimeout={LOGIN_SECONDS}",
-        ):
-            words += ["--ssh-option", option]
-        return words
+    def put(self, images):
+        """Copies a package of images to the module."""
+        self.upgrade_console("put", *self.module.copy_options(), self.write_package(images))
+
+    def deploy(self, images, *options):
+        """Copies a package of images, and upgrades with it."""
+        path = self.write_package(images)
+        self.upgrade_console("deploy", *self.module.copy_options(), *options, path)
 
     def fwm(self, *words):
-        subprocess.run(
-            [self.environment.program("fwm"), *words], check=True, stdout=subprocess.DEVNULL
-        )
+        output(self.environment.program("fwm"), *words)
 
-    def write_package(self, images=IMAGES, name="FW.fwm"):
+    def write_package(self, images):
         """A package of images in the folder of this boot."""
-        path = os.path.join(self.folder, name)
-        with open(path, "wb") as file:
-            file.write(package.build(list(images)))
+        path = os.path.join(self.folder, "FW.fwm")
+        files.write(path, package.build(list(images)))
         return path
 
     # What is on the module.
@@ -173,30 +162,26 @@ class ModuleCase(unittest.TestCase):
     def make_firmware(self, version, count=40, size=4000):
         """A NET image of that many files; returns its path and {path on the module: bytes}."""
         root = os.path.join(self.folder, f"firmware-{version}")
-        files = {
+        contents = {
             f"/{FIRMWARE}/{number:03}": image_bytes(size, f"{version} {number}")
             for number in range(count)
         }
-        for path, content in files.items():
-            target = root + path
-            os.makedirs(os.path.dirname(target), exist_ok=True)
-            with open(target, "wb") as file:
-                file.write(content)
+        for path, content in contents.items():
+            files.write(root + path, content)
         image = os.path.join(self.folder, f"net-{version}.bin")
         self.fwm("make-net", root, "--net-version", version, "-o", image)
-        return image, files
+        return image, contents
 
-    def assert_firmware(self, version, files):
+    def assert_firmware(self, version, contents):
         """These files and nothing else are in their folder, and the version file fits."""
         with tempfile.TemporaryDirectory() as folder:
             archive = self.module.run(f"tar -C /{FIRMWARE} -cf - .", text=False).stdout
             subprocess.run(["tar", "-C", folder, "-xf", "-"], input=archive, check=True)
-            found = {}
-            for name in os.listdir(folder):
-                with open(os.path.join(folder, name), "rb") as file:
-                    found[f"/{FIRMWARE}/{name}"] = file.read()
-        self.assertEqual(sorted(found), sorted(files))
-        different = [path for path in files if found[path] != files[path]]
+            found = {
+                f"/{FIRMWARE}/{name}": files.content(folder, name) for name in os.listdir(folder)
+            }
+        self.assertEqual(sorted(found), sorted(contents))
+        different = [path for path in contents if found[path] != contents[path]]
         self.assertEqual(different, [])
         self.assertEqual(self.shell("stat -c %a /"), "755")
         self.assertEqual(self.module.get("/data/version"), version.encode())

@@ -29,7 +29,7 @@ class TestNoSerialPort(case.ModuleCase):
     def test_1_no_serial_port(self):
         """without ttyS2 the agent serves clients, and an upgrade fails with its message"""
         self.assertEqual(self.shell("ls /dev/ttyS2 2>/dev/null || echo none"), "none")
-        self.upgrade_console("put", *self.ssh_options(), self.write_package())
+        self.put(case.IMAGES)
         with contextlib.closing(self.module.console()) as client:
             client.send("UPGRADE||MAIN,0,0")
             client.wait_for("UPGRADEFAIL", 60)
@@ -48,7 +48,7 @@ class TestNoDevice(case.ModuleCase):
     def test_1_no_chip_at_the_port(self):
         """with a ttyS2 that has no chip an upgrade fails with its message"""
         self.assertRegex(self.shell("cat /proc/tty/driver/serial"), r"(?m)^2: uart:unknown ")
-        self.upgrade_console("put", *self.ssh_options(), self.write_package())
+        self.put(case.IMAGES)
         with contextlib.closing(self.module.console()) as client:
             client.send("UPGRADE||MAIN,0,0")
             client.wait_for("UPGRADEFAIL", 60)
@@ -58,7 +58,7 @@ class TestNoDevice(case.ModuleCase):
 class TestLateData(case.ModuleCase):
     """/data on a disk that the boot does not wait for."""
 
-    files = {
+    root_files = {
         "/etc/fstab": FSTAB.format(root="defaults", data=LATE_OPTIONS),
         "/etc/systemd/system/late-disk.service": LATE_DISK,
     }
@@ -80,7 +80,7 @@ class TestReadOnlyRoot(case.ModuleCase):
     """A root that is mounted read-only, with memory for what systemd and the journal write."""
 
     is_root_writable = False
-    files = {
+    root_files = {
         "/etc/fstab": FSTAB.format(root="ro", data="defaults")
         + "tmpfs /var/lib/systemd tmpfs mode=755 0 0\ntmpfs /var/log tmpfs mode=755 0 0\n"
     }

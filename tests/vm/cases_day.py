@@ -33,7 +33,7 @@ class TestDay(case.ModuleCase):
 
     def test_1_day(self):
         """24 upgrades, 1440 connections and 8640 heartbeats leave files and memory as they were"""
-        self.upgrade_console("put", *self.ssh_options(), self.write_package(case.IMAGES[:1]))
+        self.put(case.IMAGES[:1])
         with contextlib.closing(self.module.console()) as client:
             # The first ones fill the caches of the libraries.
             self.hour(client)

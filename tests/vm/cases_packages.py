@@ -4,10 +4,10 @@
 import contextlib
 import os
 import re
-import subprocess
 import tempfile
 
-from tests.harness import package
+from tests.harness import files, package
+from tests.harness.command import output
 from tests.vm import case
 
 OLD_VERSION = "0.0.1"
@@ -16,26 +16,18 @@ OLD_VERSION = "0.0.1"
 def with_version(source, folder, version):
     """The same Debian package with another version."""
     root = os.path.join(folder, "unpacked")
-    subprocess.run(["dpkg-deb", "-R", source, root], check=True)
+    output("dpkg-deb", "-R", source, root)
     control = os.path.join(root, "DEBIAN/control")
-    with open(control, encoding="utf-8") as file:
-        text = re.sub(r"(?m)^Version: .*$", f"Version: {version}", file.read())
-    with open(control, "w", encoding="utf-8") as file:
-        file.write(text)
+    files.write(control, re.sub(r"(?m)^Version: .*$", f"Version: {version}", files.text(control)))
     target = os.path.join(folder, f"upgrade-agent_{version}.deb")
-    subprocess.run(
-        ["dpkg-deb", "--root-owner-group", "-Zgzip", "-b", root, target],
-        check=True,
-        stdout=subprocess.DEVNULL,
-    )
+    output("dpkg-deb", "--root-owner-group", "-Zgzip", "-b", root, target)
     return target
 
 
 class TestPackages(case.ModuleCase):
     def install(self, source):
         """apt installs a package file, older versions included."""
-        with open(source, "rb") as file:
-            self.module.run("cat >/root/agent.deb", input=file.read(), text=False)
+        self.module.put(source, "/root/agent.deb", "root:root")
         self.module.run(
             "DEBIAN_FRONTEND=noninteractive apt-get install -y --allow-downgrades /root/agent.deb"
         )
@@ -66,7 +58,7 @@ class TestPackages(case.ModuleCase):
         pid = self.agent_pid()
         # A minute and a half on the line: apt takes that long on an emulated processor.
         chip = package.Image("MAIN", package.image_bytes(500_000, "run"))
-        self.upgrade_console("put", *self.ssh_options(), self.write_package([chip]))
+        self.put([chip])
         with contextlib.closing(self.module.console()) as client:
             client.send("UPGRADE||MAIN,0,0")
             client.wait_for("Writing...", 60)

@@ -34,7 +34,7 @@ class TestQuick(case.ModuleCase):
 
     def test_3_upgrade(self):
         """upgrade-console copies a package over ssh and upgrades two chips"""
-        self.upgrade_console("deploy", *self.ssh_options(), self.write_package())
+        self.deploy(case.IMAGES)
         self.assert_flash()
         # The driver counts errors only after the first one.
         (line,) = re.findall(r"(?m)^2: .*$", self.shell("cat /proc/tty/driver/serial"))

@@ -6,7 +6,7 @@ import re
 import shlex
 import time
 
-from tests.harness import netimage, package
+from tests.harness import files, netimage, package
 from tests.vm import case
 
 ARCHIVE = "/data/sysupdate.tar.bz2"
@@ -53,14 +53,13 @@ class TestRunning(case.ModuleCase):
 
     def test_1_permitted_commands(self):
         """sudo runs the agent's command lines as root, without a password"""
-        image, files = self.make_firmware("1.20", 1)
-        with open(image, "rb") as file:
-            content = file.read()[netimage.HEAD_SIZE :]
+        image, contents = self.make_firmware("1.20", 1)
+        content = files.content(image)[netimage.HEAD_SIZE :]
         self.module.run(f"cat >{ARCHIVE}", input=content, text=False)
         for line in PERMITTED:
             done = self.module.run(f"{AS_AGENT} {line}", check=False)
             self.assertEqual((done.returncode, done.stderr), (0, ""), line)
-        for path, content in files.items():
+        for path, content in contents.items():
             self.assertTrue(self.module.get(path) == content, path)
         self.assertIsNone(self.module.get(ARCHIVE))
 
@@ -92,36 +91,33 @@ class TestRunning(case.ModuleCase):
 
     def test_3_data_full(self):
         """with a full /data nothing is installed, and the agent goes on"""
-        image, files = self.make_firmware("1.30")
+        image, contents = self.make_firmware("1.30")
         self.module.run("cat /dev/zero >/data/filler 2>/dev/null; sync; test -s /data/filler")
         try:
             result = self.upgrade_console("send-net", image, status=1)
         finally:
             self.module.run("rm /data/filler")
         self.assertEqual(result["error"]["id"], "block-refused")
-        (path, *_) = files
-        self.assertNotEqual(self.module.get(path), files[path])
+        (path, *_) = contents
+        self.assertNotEqual(self.module.get(path), contents[path])
         self.upgrade_console("ping")
 
     def test_4_package_with_module(self):
         """a package upgrades a chip of the device and the module's own firmware"""
-        image, files = self.make_firmware("1.31")
-        with open(image, "rb") as file:
-            net = netimage.in_package(file.read())
+        image, contents = self.make_firmware("1.31")
+        net = netimage.in_package(files.content(image))
         before = self.boot_id()
         chip = package.Image("MAIN", package.image_bytes(2000, "1.31"), version=(1, 2, 0))
-        path = self.write_package([chip, net])
-        self.upgrade_console("deploy", *self.ssh_options(), "--mode", "5", "--yes", path)
+        self.deploy([chip, net], "--mode", "5", "--yes")
         self.assert_flash([chip])
-        self.assert_firmware("1.31", files)
+        self.assert_firmware("1.31", contents)
         self.assertEqual(self.boot_id(), before)
 
     def test_5_clock(self):
         """jumps of the clock by a year end neither the agent nor an upgrade"""
         old = self.agent_pid()
         chip = package.Image("MAIN", package.image_bytes(20000, "clock"), version=(1, 3, 0))
-        path = self.write_package([chip])
-        self.upgrade_console("put", *self.ssh_options(), path)
+        self.put([chip])
         with contextlib.closing(self.module.console()) as client:
             client.send("UPGRADEMODE||5")
             client.send("UPGRADE||MAIN,0,0")
@@ -157,12 +153,7 @@ class TestRunning(case.ModuleCase):
 
     def test_9_journal(self):
         """nothing in the journal is an error, except what the cases before caused"""
-        expected = (
-            "Watchdog timeout",
-            "Failed with result",
-            "Main process exited",
-            "not allowed",
-        )
+        expected = ("Watchdog timeout", "Failed with result", "Main process exited", "not allowed")
         lines = [
             line for line in self.journal("-p err") if not any(text in line for text in expected)
         ]

@@ -2,8 +2,10 @@
 """Changes and reads the files of an ext4 image that no virtual machine uses, without a mount."""
 
 import os
-import subprocess
 import tempfile
+
+from tests.harness import files
+from tests.harness.command import output, run
 
 DEBUGFS = "/usr/sbin/debugfs"
 E2FSCK = "/usr/sbin/e2fsck"
@@ -13,22 +15,19 @@ def _debugfs(image, commands, writable=False):
     with tempfile.NamedTemporaryFile("w", suffix=".debugfs") as script:
         script.write("\n".join(commands) + "\n")
         script.flush()
-        words = [DEBUGFS, *(["-w"] if writable else []), "-f", script.name, image]
-        return subprocess.run(words, capture_output=True, text=True, check=True)
+        output(DEBUGFS, *(["-w"] if writable else []), "-f", script.name, image)
 
 
-def write(image, files):
+def write(image, texts):
     """Replaces or creates files of root with mode 0644, {path: text}; their folders exist."""
     with tempfile.TemporaryDirectory() as folder:
         commands = []
-        for number, (path, text) in enumerate(files.items()):
+        for number, (path, text) in enumerate(texts.items()):
             source = os.path.join(folder, str(number))
-            with open(source, "w", encoding="utf-8") as file:
-                file.write(text)
-            os.chmod(source, 0o644)
+            files.write(source, text)
             commands += [f"rm {path}", f"write {source} {path}"]
         _debugfs(image, commands, writable=True)
-    for path, text in files.items():
+    for path, text in texts.items():
         if read(image, path) != text.encode():
             raise RuntimeError(f"{path} was not written into {image}")
 
@@ -38,13 +37,10 @@ def read(image, path):
     with tempfile.TemporaryDirectory() as folder:
         target = os.path.join(folder, "file")
         _debugfs(image, [f"dump {path} {target}"])
-        if not os.path.exists(target):
-            return None
-        with open(target, "rb") as file:
-            return file.read()
+        return files.content(target) if os.path.exists(target) else None
 
 
 def check(image):
     """What is wrong with a file system after a clean shutdown, or nothing."""
-    done = subprocess.run([E2FSCK, "-fn", image], capture_output=True, text=True, check=False)
+    done = run(E2FSCK, "-fn", image)
     return "" if done.returncode == 0 else done.stdout + done.stderr

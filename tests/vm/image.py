@@ -15,6 +15,7 @@ import shutil
 import subprocess
 import sys
 
+from tests.harness import files
 from tests.packaging.installed import chroot
 from tests.vm import kernel
 
@@ -23,18 +24,11 @@ DATA_MIB = 64
 # The addresses of QEMU's user network.
 ADDRESS = "10.0.2.15/24"
 # What would only take time or write on its own.
-MASKED = (
-    "apt-daily.timer",
-    "apt-daily-upgrade.timer",
-    "dpkg-db-backup.timer",
-    "e2scrub_all.timer",
-    "e2scrub_reap.service",
-    "fstrim.timer",
-    "getty@tty1.service",
-    "serial-getty@ttyS0.service",
-    "serial-getty@ttyAMA0.service",
-    "systemd-networkd-wait-online.service",
-)
+MASKED = """
+    apt-daily.timer apt-daily-upgrade.timer dpkg-db-backup.timer e2scrub_all.timer fstrim.timer
+    e2scrub_reap.service getty@tty1.service serial-getty@ttyS0.service serial-getty@ttyAMA0.service
+    systemd-networkd-wait-online.service
+""".split()
 FILES = {
     "etc/hostname": "module\n",
     "etc/hosts": "127.0.0.1 localhost module\n",
@@ -52,20 +46,11 @@ FILES = {
 ENABLED = ("systemd-networkd.service",)
 
 
-def write(root, name, text, mode=0o644):
-    path = os.path.join(root, name)
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, "w", encoding="utf-8") as file:
-        file.write(text)
-    os.chmod(path, mode)
-
-
 def digest(paths):
     """One digest of the contents of files, in this order."""
     total = hashlib.sha256()
     for path in paths:
-        with open(path, "rb") as file:
-            total.update(hashlib.file_digest(file, "sha256").digest())
+        total.update(hashlib.sha256(files.content(path)).digest())
     return total.hexdigest()
 
 
@@ -76,30 +61,23 @@ def make_key(folder):
         subprocess.run(
             ["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-C", "module", "-f", path], check=True
         )
-    with open(path + ".pub", encoding="ascii") as file:
-        return file.read()
+    return files.text(path + ".pub")
 
 
 def install(root, packages):
     """apt installs the packages, as an administrator would, without a network."""
     folder = os.path.join(root, "var/tmp")
     names = [shutil.copy(package, folder) for package in packages]
-    chroot.run(
-        "apt-get",
-        "install",
-        "-y",
-        *("/var/tmp/" + os.path.basename(name) for name in names),
-        root=root,
-    )
+    inside = ["/var/tmp/" + os.path.basename(name) for name in names]
+    chroot.run("apt-get", "install", "-y", *inside, root=root)
     for name in names:
         os.remove(name)
 
 
 def configure(root, key):
-    for name, text in FILES.items():
-        write(root, name, text)
-    write(root, "etc/machine-id", "uninitialized\n")
-    write(root, "root/.ssh/authorized_keys", key, 0o600)
+    for name, text in {**FILES, "etc/machine-id": "uninitialized\n"}.items():
+        files.write(os.path.join(root, name), text)
+    files.write(os.path.join(root, "root/.ssh/authorized_keys"), key, 0o600)
     os.chmod(os.path.join(root, "root/.ssh"), 0o700)
     for unit in MASKED:
         chroot.run("systemctl", "mask", unit, root=root)
@@ -119,12 +97,8 @@ def make_disk(path, mib, label, folder=None):
 def make_kernel(root, path):
     """The kernel in the form that starts quickest."""
     (source,) = glob.glob(os.path.join(root, "boot/vmlinuz-*"))
-    with open(source, "rb") as file:
-        image = file.read()
-    if "arm64" not in source:
-        image = kernel.unpacked(image)
-    with open(path, "wb") as file:
-        file.write(image)
+    image = files.content(source)
+    files.write(path, image if "arm64" in source else kernel.unpacked(image))
 
 
 def build(folder, packages):
@@ -132,9 +106,8 @@ def build(folder, packages):
     mark = os.path.join(folder, "image.digest")
     wanted = digest([os.path.join(folder, "base.packages"), *packages, __file__])
     if os.path.exists(mark):
-        with open(mark, encoding="ascii") as file:
-            if file.read() == wanted:
-                return
+        if files.text(mark) == wanted:
+            return
         os.remove(mark)
     root = os.path.join(folder, "root")
     shutil.rmtree(root, ignore_errors=True)
@@ -153,8 +126,7 @@ def build(folder, packages):
     make_disk(os.path.join(folder, "data.img"), DATA_MIB, "data")
     make_disk(os.path.join(folder, "root.img"), ROOT_MIB, "root", root)
     shutil.rmtree(root)
-    with open(mark, "w", encoding="ascii") as file:
-        file.write(wanted)
+    files.write(mark, wanted)
 
 
 if __name__ == "__main__":

@@ -6,7 +6,8 @@ QEMU gets the ELF file. The layout is that of the Linux x86 boot protocol, 2.08 
 """
 
 import struct
-import subprocess
+
+from tests.harness.command import output
 
 SECTOR = 512
 MAGIC = b"HdrS"
@@ -38,7 +39,7 @@ def unpacked(image):
     content, size = payload(image)
     if not content.startswith(LZ4):
         raise ValueError(f"the kernel is not compressed with LZ4: {content[:4].hex()}")
-    done = subprocess.run(["lz4", "-d", "-c"], input=content, capture_output=True, check=True)
-    if len(done.stdout) != size:
-        raise ValueError(f"{len(done.stdout)} bytes unpacked instead of {size}")
-    return done.stdout
+    image = output("lz4", "-d", "-c", input=content, text=False)
+    if len(image) != size:
+        raise ValueError(f"{len(image)} bytes unpacked instead of {size}")
+    return image

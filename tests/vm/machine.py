@@ -29,9 +29,8 @@ class Disk:
     def blockdevs(self):
         if self.nodes:
             return list(self.nodes)
-        return [f"driver=file,node-name={self.name}-file,filename={self.file}"] + [
-            f"driver=raw,node-name={self.name},file={self.name}-file"
-        ]
+        file = f"driver=file,node-name={self.name}-file,filename={self.file}"
+        return [file, f"driver=raw,node-name={self.name},file={self.name}-file"]
 
 
 @dataclasses.dataclass(frozen=True)
@@ -63,24 +62,18 @@ class Machine:
 
     def _board(self):
         if self.architecture == "arm64":
-            return [PROGRAMS["arm64"], "-M", f"virt,gic-version=2,accel={self.accelerator}"] + [
-                "-cpu",
-                "cortex-a53",
-            ]
+            board = f"virt,gic-version=2,accel={self.accelerator}"
+            return [PROGRAMS["arm64"], "-M", board, "-cpu", "cortex-a53"]
         # Not the processor "max", for which udev loads crypto modules.
         return [PROGRAMS["amd64"], "-M", f"q35,accel={self.accelerator}", "-cpu", "qemu64"]
 
     def _disks(self):
+        kind = "nvme" if self.storage == "nvme" else "virtio-blk-pci"
         words = []
         for disk in self.disks:
             for node in disk.blockdevs():
                 words += ["-blockdev", node]
-            kind = (
-                f"nvme,serial={disk.name}"
-                if self.storage == "nvme"
-                else f"virtio-blk-pci,serial={disk.name}"
-            )
-            words += ["-device", f"{kind},drive={disk.name}"]
+            words += ["-device", f"{kind},serial={disk.name},drive={disk.name}"]
         return words
 
     def _serial(self):
@@ -115,20 +108,11 @@ class Machine:
 
     def _network(self):
         """Nothing but the two ports, and those on the loopback address only."""
-        forwards = ",".join(
-            f"hostfwd=tcp:127.0.0.1:{outside}-:{inside}"
-            for outside, inside in (
-                (self.ssh_port, SSH_PORT),
-                (self.console_port, CONSOLE_PORT),
-            )
-        )
+        ports = {self.ssh_port: SSH_PORT, self.console_port: CONSOLE_PORT}
+        forwards = (f"hostfwd=tcp:127.0.0.1:{one}-:{inside}" for one, inside in ports.items())
         return [
-            "-netdev",
-            f"user,id=net,restrict=on,{forwards}",
-            "-device",
-            "virtio-net-pci,netdev=net,romfile=",
-            "-device",
-            "virtio-rng-pci",
+            *("-netdev", f"user,id=net,restrict=on,{','.join(forwards)}"),
+            *("-device", "virtio-net-pci,netdev=net,romfile=", "-device", "virtio-rng-pci"),
         ]
 
     def command(self):

@@ -9,6 +9,8 @@ import socket
 import subprocess
 import time
 
+from tests.harness import files
+from tests.harness.command import run
 from tests.harness.console import Console
 from tests.harness.process import Process
 from tests.vm import machine
@@ -115,6 +117,20 @@ class VirtualModule:
             self.wait_for_console(pattern, self._ready_count, seconds)
         return self
 
+    def copy_options(self):
+        """The options of upgrade-console's put and deploy."""
+        ssh_options = (
+            f"IdentityFile={self.image}/id_ed25519",
+            "StrictHostKeyChecking=no",
+            "UserKnownHostsFile=/dev/null",
+            "LogLevel=ERROR",
+            f"ConnectTimeout={LOGIN_SECONDS}",
+        )
+        return [
+            *("--ssh-user", "root", "--ssh-port", str(self.machine.ssh_port)),
+            *(f"--ssh-option={option}" for option in ssh_options),
+        ]
+
     def _ssh_options(self):
         return [
             *("-i", os.path.join(self.image, "id_ed25519"), "-F", "none", "-q"),
@@ -132,30 +148,16 @@ class VirtualModule:
 
     def run(self, command, check=True, seconds=COMMAND_SECONDS, **more):
         """Runs a shell command as root; an AssertionError shows why it failed."""
-        options: dict = {"text": True, **more}
         if "input" not in more:
-            options["stdin"] = subprocess.DEVNULL
-        done: subprocess.CompletedProcess = subprocess.run(
-            self.ssh_command("--", command),
-            capture_output=True,
-            check=False,
-            timeout=seconds,
-            **options,
-        )
-        if check and done.returncode:
-            raise AssertionError(f"{command}: {done.returncode}\n{done.stdout}{done.stderr}")
-        return done
+            more["stdin"] = subprocess.DEVNULL
+        words = self.ssh_command("--", command)
+        return run(*words, must_succeed=check, timeout=seconds, **more)
 
     def put(self, source, target, owner="upgrade-agent:upgrade-agent"):
         """Copies a file to the module, complete before it has its name."""
-        with open(source, "rb") as file:
-            content = file.read()
         path = shlex.quote(target)
-        self.run(
-            f"cat >{path}.new && chown {owner} {path}.new && mv {path}.new {path}",
-            input=content,
-            text=False,
-        )
+        command = f"cat >{path}.new && chown {owner} {path}.new && mv {path}.new {path}"
+        self.run(command, input=files.content(source), text=False)
 
     def get(self, path):
         """The bytes of a file, or None without one."""
@@ -169,9 +171,7 @@ class VirtualModule:
     def close_ssh(self):
         """Ends the shared connection, if there is one."""
         if os.path.exists(self.machine.path("ssh")):
-            subprocess.run(
-                [*self.ssh_command("-O", "exit")], capture_output=True, check=False, timeout=30
-            )
+            run(*self.ssh_command("-O", "exit"), timeout=30)
 
     def power_off(self, seconds=BOOT_SECONDS):
         """Stops the system in order and waits until it has stopped."""

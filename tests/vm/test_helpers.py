@@ -7,13 +7,14 @@ import json
 import os
 import socket
 import struct
-import subprocess
 import tempfile
 import threading
 import types
 import unittest
 
 from scripts.lib import emulated
+from tests.harness import files
+from tests.harness.command import output
 from tests.vm import case, disk, kernel, machine, run
 from tests.vm.qmp import Qmp, QmpError
 
@@ -182,12 +183,8 @@ class TestDisk(unittest.TestCase):
         folder = self.enterContext(tempfile.TemporaryDirectory())
         self.image = os.path.join(folder, "image")
         root = os.path.join(folder, "root")
-        os.mkdir(root)
-        with open(os.path.join(root, "old"), "wb") as file:
-            file.write(b"old")
-        subprocess.run(
-            ["/usr/sbin/mke2fs", "-q", "-t", "ext4", "-d", root, self.image, "4M"], check=True
-        )
+        files.write(os.path.join(root, "old"), "old")
+        output("/usr/sbin/mke2fs", "-q", "-t", "ext4", "-d", root, self.image, "4M")
 
     def test_files(self):
         disk.write(self.image, {"/old": "changed\n", "/new": "new\n"})
