@@ -44,8 +44,8 @@ def make_initrd(base, target):
         files.write(os.path.join(top, "init"), INIT, 0o755)
         names = "\n".join(
             os.path.relpath(os.path.join(place, name), top)
-            for place, folders, files in os.walk(top)
-            for name in (*folders, *files)
+            for place, folders, found in os.walk(top)
+            for name in (*folders, *found)
         )
         with open(target, "wb") as output:
             subprocess.run(
@@ -60,6 +60,6 @@ def make_initrd(base, target):
 def copy_drivers(base, folder, top):
     patterns = [f"*/{driver}.ko" for driver in DRIVERS]
     subprocess.run(["tar", "-x", "-C", folder, "-f", base, "--wildcards", *patterns], check=True)
-    for place, _, files in os.walk(os.path.join(folder, "usr")):
-        for name in files:
+    for place, _, names in os.walk(os.path.join(folder, "usr")):
+        for name in names:
             shutil.move(os.path.join(place, name), top)
