@@ -49,14 +49,21 @@ def valid(name, document):
     return document
 
 
+def outcome(command, status, result, error=None):
+    """What every document has."""
+    return {
+        "command": command,
+        "exit": status,
+        "result": result,
+        "error": error,
+        "warnings": [],
+    }
+
+
 def upgrade(status, result, chips, **more):
     """The document of an upgrade that began."""
     document = {
-        "command": "upgrade",
-        "exit": status,
-        "result": result,
-        "error": None,
-        "warnings": [],
+        **outcome("upgrade", status, result),
         "host": "192.0.2.1",
         "mode": 2,
         "package": {"model": "HX-8", "version": "1.0.5"},
@@ -71,24 +78,13 @@ def upgrade(status, result, chips, **more):
 
 def refused(status, result, error):
     """The document of an upgrade that did not begin."""
-    document = {
-        "command": "upgrade",
-        "exit": status,
-        "result": result,
-        "error": error,
-        "warnings": [],
-    }
-    return valid("upgrade-console-upgrade", document)
+    return valid("upgrade-console-upgrade", outcome("upgrade", status, result, error))
 
 
 def status(**more):
     """The document of `status`."""
     document = {
-        "command": "status",
-        "exit": 0,
-        "result": "done",
-        "error": None,
-        "warnings": [],
+        **outcome("status", 0, "done"),
         "reachable": True,
         "host": "192.0.2.1",
         "agent_version": "1.15",
@@ -98,3 +94,9 @@ def status(**more):
         "last_result": None,
     }
     return valid("upgrade-console-status", {**document, **more})
+
+
+def unreachable():
+    """The document of `status` without an answer of the agent."""
+    document = outcome("status", 5, "cannot-connect", LOST)
+    return valid("upgrade-console-status", {**document, "reachable": False, "host": "192.0.2.1"})

@@ -104,16 +104,7 @@ class State(unittest.TestCase):
         self.assertEqual((got["reachable"], got["busy"], got["problem"]), (True, True, None))
 
     def test_of_a_module_that_does_not(self):
-        document = {
-            "command": "status",
-            "exit": 5,
-            "result": "cannot-connect",
-            "error": samples.LOST,
-            "warnings": [],
-            "reachable": False,
-            "host": "192.0.2.1",
-        }
-        got = documents.state_of(samples.valid("upgrade-console-status", document))
+        got = documents.state_of(samples.unreachable())
         self.assertEqual((got["reachable"], got["busy"]), (False, None))
         self.assertEqual(got["problem"]["id"], "no-sign-of-life")
 

@@ -2,18 +2,18 @@
 """Runs and versions from the agent's log, and from the example of its page."""
 
 import json
-import os
 import unittest
 
 from ansible_collections.upgrade_agent.fleet.plugins.module_utils import operations_log
 
 from tests import ROOT
+from tests.harness import files
 
 
 def example():
     """The run of docs/reference/log.md, as it is in a log."""
-    with open(os.path.join(ROOT, "docs", "reference", "log.md"), encoding="utf-8") as file:
-        section = file.read().split("\n## Example\n")[1].split("\n## ")[0]
+    page = files.text(ROOT, "docs", "reference", "log.md")
+    section = page.split("\n## Example\n")[1].split("\n## ")[0]
     return [
         "agent.operations: " + line.strip() for line in section.splitlines() if "event=" in line
     ]

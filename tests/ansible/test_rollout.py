@@ -11,14 +11,15 @@ CHIP = {"name": "MAIN", "chip_type": 0, "chip_index": 0, "decision": "updated"}
 
 
 def run(**more):
-    return {
-        "changed": True,
-        "chips": [CHIP],
-        "duration": 9.5,
-        "package": PACKAGE,
-        "msg": "",
-        **more,
-    }
+    result = {"changed": True, "chips": [CHIP], "duration": 9.5, "package": PACKAGE, "msg": ""}
+    return {**result, **more}
+
+
+def begun(*names):
+    """A rollout of one wave."""
+    record = rollout.Rollout()
+    record.begin_wave("t", names, names)
+    return record
 
 
 def complete(record, name):
@@ -77,16 +78,14 @@ class Rollout(unittest.TestCase):
         self.assertEqual((document["started"], document["finished"]), ("t1", "t5"))
 
     def test_complete_needs_the_health_check(self):
-        record = rollout.Rollout()
-        record.begin_wave("t", ["m1"], ["m1"])
+        record = begun("m1")
         record.upgraded("m1", run(), "t")
         self.assertEqual(record.remaining(), ["m1"])
         record.checked("m1")
         self.assertEqual(record.remaining(), [])
 
     def test_failed_health_check_keeps_the_chips(self):
-        record = rollout.Rollout()
-        record.begin_wave("t", ["m1"], ["m1"])
+        record = begun("m1")
         record.upgraded("m1", run(), "t")
         record.failed("m1", {"msg": "busy"}, "Check", "t")
         entry = record.document()["modules"][0]
@@ -94,8 +93,7 @@ class Rollout(unittest.TestCase):
         self.assertEqual((entry["step"], len(entry["chips"]), entry["changed"]), ("Check", 1, True))
 
     def test_first_failure_counts(self):
-        record = rollout.Rollout()
-        record.begin_wave("t", ["m1", "m2"], ["m1", "m2"])
+        record = begun("m1", "m2")
         record.failed("m1", {"msg": "the cause"}, "Upgrade", "t")
         record.unreachable("m2", {"msg": "no route"}, "Copy", "t")
         for name in ("m1", "m2"):
@@ -110,8 +108,7 @@ class Rollout(unittest.TestCase):
             (run(changed=False), "unchanged"),
             (run(outcome="predicted"), "predicted"),
         ):
-            record = rollout.Rollout()
-            record.begin_wave("t", ["m1"], ["m1"])
+            record = begun("m1")
             record.upgraded("m1", result, "t")
             self.assertEqual(outcomes(record), {"m1": outcome})
         record.unreachable("m1", {"msg": "no route"}, "Reach", "t")

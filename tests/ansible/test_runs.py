@@ -94,11 +94,7 @@ class Upgrade(unittest.TestCase):
         self.assertEqual((got["outcome"], self.clock.time), ("busy", 100))
 
     def test_lost_run_is_continued_when_the_agent_is_idle(self):
-        states = [
-            {"exit": 5, "reachable": False},
-            samples.status(busy=True),
-            samples.status(busy=False),
-        ]
+        states = [samples.unreachable(), samples.status(busy=True), samples.status(busy=False)]
         got = self.upgrade([LOST, AFTER], states)
         self.assertEqual((got["failed"], got["changed"], got["outcome"]), (False, True, "done"))
         self.assertEqual(
@@ -115,7 +111,7 @@ class Upgrade(unittest.TestCase):
         self.assertEqual(got["chips"][0]["version_before"], "1.0.0")
 
     def test_lost_agent_that_does_not_come_back(self):
-        got = self.upgrade([LOST, AFTER], [{"exit": 5, "reachable": False}])
+        got = self.upgrade([LOST, AFTER], [samples.unreachable()])
         self.assertEqual((got["failed"], got["outcome"]), (True, "connection-lost"))
         self.assertEqual(len(self.console.commands), 1)
         self.assertEqual(self.clock.time, 100)
