@@ -10,10 +10,11 @@ import json
 import pathlib
 import re
 import struct
-import subprocess
 import sys
 import tempfile
 import zlib
+
+from tests.harness import command
 
 
 def example(document, name):
@@ -57,20 +58,16 @@ def main(fwm, document):
         (folder / "net.bin").write_bytes(net)
 
         def run(*arguments):
-            return subprocess.run(
-                [fwm, *arguments], cwd=folder, check=True, stdout=subprocess.PIPE
-            ).stdout
+            return command.output(fwm, *arguments, cwd=folder)
 
         assert pack(request, folder) == package, "the packer gives another package"
         run("build", "request.json", "-o", "FW.fwm", "--force")
         assert (folder / "FW.fwm").read_bytes() == package, "fwm builds another package"
-        found = subprocess.run(
-            [fwm, "verify", "--json", "FW.fwm"], cwd=folder, check=False, stdout=subprocess.PIPE
-        ).stdout
+        found = command.run(fwm, "verify", "--json", "FW.fwm", cwd=folder).stdout
         # The image of the example is too short for a chip; nothing else is wrong.
         assert [one["id"] for one in json.loads(found)["findings"]] == ["image-short"], found
 
-        assert run("list", "FW.fwm").decode().strip() == example(text, "firmware list")
+        assert run("list", "FW.fwm").strip() == example(text, "firmware list")
 
         for fact in (
             "package of %d bytes" % len(package),
@@ -94,9 +91,7 @@ def main(fwm, document):
         built = (folder / "short.fwm").read_bytes()
         assert built[13:].replace(b"main.hex", b"main.bin") == expected[13:]
 
-        digest = subprocess.run(
-            ["md5sum"], input=b"archive", check=True, stdout=subprocess.PIPE
-        ).stdout.split()[0]
+        digest = command.output("md5sum", input="archive").split()[0].encode()
         assert net == b"1.23\0" + digest + bytes(25) + b"archive"
         run("add-net", "FW.fwm", "net.bin", "-o", "with-net.fwm")
         merged = (folder / "with-net.fwm").read_bytes()

@@ -6,9 +6,8 @@ import dataclasses
 import json
 import os
 import re
-import subprocess
 
-from tests.harness import agentcase, framelist, netcase, netimage
+from tests.harness import agentcase, command, framelist, netcase, netimage
 from tests.harness.agentcase import chip
 from tests.harness.package import Image, image_bytes
 
@@ -29,13 +28,7 @@ class TestRuns(netcase.NetCase):
     """Each test states the outcome; the plan and the run must both have it."""
 
     def run_json(self, program, *arguments):
-        done = subprocess.run(
-            [os.environ[program], *arguments],
-            capture_output=True,
-            text=True,
-            timeout=250,
-            check=False,
-        )
+        done = command.run(os.environ[program], *arguments, timeout=250)
         return done.returncode, json.loads(done.stdout), done.stderr
 
     def agree(

@@ -11,7 +11,7 @@ import unittest
 
 import jsonschema
 
-from tests.harness import frames
+from tests.harness import command, frames
 from tests.schemas import documents
 
 PROGRAMS = os.environ["PROGRAMS"]
@@ -155,7 +155,7 @@ class TestDocuments(unittest.TestCase):
         """Runs a command that must succeed."""
         program, *words = line.format(**NAMES).split()
         program = program if program == "minisign" else os.path.join(PROGRAMS, program)
-        subprocess.run([program, *words], cwd=cls.folder, check=True, capture_output=True)
+        command.output(program, *words, cwd=cls.folder)
 
     @classmethod
     def make_inputs(cls):
@@ -204,13 +204,8 @@ class TestDocuments(unittest.TestCase):
     def run_case(self, line):
         """The documents of a command line, the exit status, and what was on standard error."""
         program, *words = line.format(**NAMES).split()
-        done = subprocess.run(
-            [os.path.join(PROGRAMS, program), *words, "--json"],
-            cwd=self.folder,
-            capture_output=True,
-            text=True,
-            timeout=60,
-            check=False,
+        done = command.run(
+            os.path.join(PROGRAMS, program), *words, "--json", cwd=self.folder, timeout=60
         )
         return json.loads(done.stdout), done.returncode, done.stderr
 
@@ -285,22 +280,20 @@ class TestDocuments(unittest.TestCase):
             self.documents.check(name, json.loads(line))
 
     def test_every_command_has_a_schema(self):
-        shown = subprocess.run(
-            [os.path.join(PROGRAMS, "fwm"), "--help"], capture_output=True, text=True, check=True
-        ).stdout
+        shown = command.output(os.path.join(PROGRAMS, "fwm"), "--help")
         commands = re.findall(
             r"^  ([a-z-]+) ", shown.split("Subcommands:")[1].split("\n\n")[0], re.M
         )
         self.assertGreater(len(commands), 8)
         self.assertEqual(
             [name for name in documents.names() if name.startswith("fwm-")],
-            sorted(f"fwm-{command}" for command in commands),
+            sorted(f"fwm-{name}" for name in commands),
         )
-        for command in commands:
-            cases = [status for line, status, _ in CASES if line.split()[:2] == ["fwm", command]]
-            self.assertTrue({USAGE} < set(cases), command)
-            self.assertTrue(set(cases) & set(NO_ERROR), command)
-            self.assertTrue(set(cases) & {FAILED, REFUSED}, command)
+        for name in commands:
+            cases = {status for line, status, _ in CASES if line.split()[:2] == ["fwm", name]}
+            self.assertTrue({USAGE} < cases, name)
+            self.assertTrue(cases & set(NO_ERROR), name)
+            self.assertTrue(cases & {FAILED, REFUSED}, name)
 
     def test_every_schema_is_one(self):
         for name in documents.names():

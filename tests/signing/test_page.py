@@ -11,7 +11,7 @@ import sys
 import unittest
 
 from tests import ROOT
-from tests.harness import agentcase
+from tests.harness import agentcase, command
 from tests.harness.package import Image, build, image_bytes
 from tests.harness.signing import KEYS
 
@@ -58,11 +58,7 @@ class TestPage(agentcase.AgentCase):
         images = [Image("MAIN", image_bytes(700, 1)), Image("AUX", image_bytes(600, 2), 1)]
         with open("/tmp/package", "wb") as file:
             file.write(build(images, version="1.0.5"))
-        subprocess.run(
-            [os.environ["FWM_PROGRAM"], "extract", "/tmp/package", "-o", "/tmp/request"],
-            check=True,
-            stdout=subprocess.DEVNULL,
-        )
+        command.output(os.environ["FWM_PROGRAM"], "extract", "/tmp/package", "-o", "/tmp/request")
         shutil.copytree("/tmp/request", self.folder, dirs_exist_ok=True)
 
     def test_page(self):
@@ -73,15 +69,12 @@ class TestPage(agentcase.AgentCase):
         found = blocks()
         self.assertGreater(len(found), 12)
         script = "".join(f"{content}echo '{MARK}'\n" for kind, content in found if kind == "sh")
-        run = subprocess.run(
-            ["bash", "-euc", script],
+        run = command.run(
+            *("bash", "-euc", script),
             cwd=self.folder,
             env={**os.environ, "PATH": self.path},
             stdin=subprocess.DEVNULL,
-            capture_output=True,
-            text=True,
             timeout=150,
-            check=False,
         )
         self.assertEqual(run.returncode, 0, run.stdout + run.stderr)
         printed = run.stdout.split(MARK)
