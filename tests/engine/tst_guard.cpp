@@ -13,12 +13,6 @@ using platform::TimeOuts;
 
 namespace {
 
-const QStringList rows{"MAIN,0,0", "AUX,1,0"};
-const QVector<ChipDescription> chips{testChip("MAIN", 0, 0, "1.0.0"),
-                                     testChip("AUX", 1, 0, "1.0.0", 2)};
-const QVector<TestImage> images{testImage("MAIN", 0, {2, 0, 0}, 1, 700),
-                                testImage("AUX", 1, {2, 0, 0}, 2, 300)};
-
 /** Nothing but the guard ever expires. */
 TimeOuts onlyTheGuard()
 {
@@ -33,8 +27,8 @@ TimeOuts onlyTheGuard()
 
 QStringList frames()
 {
-    Scenario whole(chips, images);
-    whole.run(rows, 2);
+    Scenario whole;
+    whole.run(bothRows, 2);
     return whole.sentWords();
 }
 
@@ -88,13 +82,13 @@ private slots:
     {
         QFETCH(int, at);
         EngineHarness fixture(EngineHarness::twoMcus(), std::nullopt, onlyTheGuard());
-        fixture.setPackage(makePackage(images));
+        fixture.setPackage(makePackage(bothImages));
         fixture.link->answerInstead = [&](const QByteArray &frame) {
             const bool hears = fixture.link->sent.size() <= at;
             return hears ? QList<QByteArray>{fixture.link->deviceAnswer(frame)}
                          : QList<QByteArray>();
         };
-        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(fixture.run(bothRows, 2));
         QCOMPARE(fixture.lines.filter("APPSTATUS|"), QStringList{"APPSTATUS|7"});
         QVERIFY(fixture.engine->timersIdle());
         QVERIFY(!fixture.engine->runActive());
@@ -108,8 +102,8 @@ private slots:
     void isStoppedWithTheRun()
     {
         EngineHarness fixture(EngineHarness::twoMcus());
-        fixture.setPackage(makePackage(images));
-        QVERIFY(fixture.run(rows, 2));
+        fixture.setPackage(makePackage(bothImages));
+        QVERIFY(fixture.run(bothRows, 2));
         const QStringList lines = fixture.lines;
         // A command outside of a run starts no guard and has no further effect.
         fixture.engine->send(0xF903);
@@ -124,7 +118,7 @@ private slots:
     void startsOverInMidRun()
     {
         QFETCH(int, at);
-        Scenario fixture(chips, images);
+        Scenario fixture;
         bool again = false;
         fixture.link->answerInstead = [&](const QByteArray &frame) {
             if (fixture.link->sent.size() == at + 1 && !std::exchange(again, true)) {
@@ -132,13 +126,13 @@ private slots:
                     &fixture,
                     [&] {
                         fixture.clear();
-                        fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+                        fixture.engine->uploadByMergeFW(fixture.packagePath(), bothRows, 2);
                     },
                     Qt::QueuedConnection);
             }
             return QList<QByteArray>{fixture.link->deviceAnswer(frame)};
         };
-        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(fixture.run(bothRows, 2));
         QVERIFY(waitFor([&] { return again; }));
         QVERIFY(fixture.waitForEnd());
         QVERIFY(fixture.succeeded());
@@ -151,16 +145,16 @@ private slots:
     /** Who hears that a run has ended may start the next one at once. */
     void startsFromTheLastWords()
     {
-        Scenario fixture(chips, images);
+        Scenario fixture;
         int ends = 0;
         connect(fixture.engine.get(), &ControlCenter::message, this, [&](const QStringList &list) {
             if (list.first() != "APPSTATUS" || ++ends > 2)
                 return;
             QVERIFY(!fixture.engine->runActive());
-            fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+            fixture.engine->uploadByMergeFW(fixture.packagePath(), bothRows, 2);
         });
         fixture.engine->slotConnect("ttyS2");
-        fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+        fixture.engine->uploadByMergeFW(fixture.packagePath(), bothRows, 2);
         QVERIFY(waitFor([&] { return ends == 3; }));
         QVERIFY(fixture.waitForEnd());
         QCOMPARE(fixture.with("APPSTATUS|").size(), 3);
@@ -171,9 +165,9 @@ private slots:
     /** The image starts again from its beginning then, and nothing is left of the pause. */
     void endsThePauseAfterARepeatedBlock()
     {
-        Scenario fixture(chips, images, QString("1.0.12"), EngineHarness::withShortGuard());
+        Scenario fixture(bothChips, bothImages, QString("1.0.12"), EngineHarness::withShortGuard());
         stopAfterARepeatedBlock(fixture);
-        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(fixture.run(bothRows, 2));
         QVERIFY(fixture.succeeded());
         QCOMPARE(fixture.with("retry"),
                  QStringList({"F/W update timeout, retry 1.", "'MAIN' F/W update fail, retry 1."}));
@@ -187,13 +181,13 @@ private slots:
 
     void startsOverInThePauseAfterARepeatedBlock()
     {
-        Scenario fixture(chips, images);
+        Scenario fixture;
         stopAfterARepeatedBlock(fixture);
         fixture.engine->slotConnect("ttyS2");
-        fixture.engine->uploadByMergeFW(fixture.packagePath(), rows, 2);
+        fixture.engine->uploadByMergeFW(fixture.packagePath(), bothRows, 2);
         QVERIFY(waitFor([&] { return fixture.sentText().endsWith("7901:1 7901:1"); }));
         QVERIFY(waitFor([&] { return !canRead; }));
-        QVERIFY(fixture.run(rows, 2));
+        QVERIFY(fixture.run(bothRows, 2));
         QVERIFY(fixture.succeeded());
         QVERIFY(fixture.with("retry").isEmpty());
         QCOMPARE(fixture.results(2), QString("11"));
