@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Chromium without a window, by Selenium. Elements are named by their id."""
 
+import contextlib
 import json
 import shutil
 import tempfile
@@ -16,17 +17,10 @@ from tests.harness import wait
 
 # In a sandbox, by root, without a graphics card and with no requests to its maker.
 FLAGS = (
-    "--headless",
-    "--no-sandbox",
-    "--disable-gpu",
-    "--disable-dev-shm-usage",
-    "--disable-quic",
-    "--disable-background-networking",
-    "--disable-component-update",
-    "--disable-sync",
-    "--no-first-run",
-    "--hide-scrollbars",
-)
+    "--headless --no-sandbox --disable-gpu --disable-dev-shm-usage --disable-quic "
+    "--disable-background-networking --disable-component-update --disable-sync --no-first-run "
+    "--hide-scrollbars"
+).split()
 DESKTOP, PHONE = (1280, 900), (360, 740)
 # Refusals are replies of the server that a test expects; Chromium reports each as an error.
 EXPECTED = "Failed to load resource: the server responded with a status of 4"
@@ -36,6 +30,16 @@ const style = getComputedStyle(document.activeElement);
 return style.outlineStyle !== "none" && parseFloat(style.outlineWidth) > 0;
 """
 MOST_TABS = 80
+ORIGINS = """
+return performance.getEntries().filter(one => one.name.includes('://'))
+  .map(one => new URL(one.name).origin);
+"""
+# With axe-core: ["rule", "help", "elements"] of each violation.
+VIOLATIONS = """
+const done = arguments[arguments.length - 1];
+axe.run(document).then(found => done(JSON.stringify(found.violations.map(one =>
+  [one.id, one.help, one.nodes.map(node => node.html + ' ' + node.failureSummary)]))));
+"""
 
 
 class Browser:
@@ -74,14 +78,9 @@ class Browser:
     def upload_speed(self, bytes_per_second):
         """Slows requests down; -1 is the usual speed."""
         self.driver.execute_cdp_cmd("Network.enable", {})
+        speeds = {"downloadThroughput": -1, "uploadThroughput": bytes_per_second}
         self.driver.execute_cdp_cmd(
-            "Network.emulateNetworkConditions",
-            {
-                "offline": False,
-                "latency": 0,
-                "downloadThroughput": -1,
-                "uploadThroughput": bytes_per_second,
-            },
+            "Network.emulateNetworkConditions", {"offline": False, "latency": 0, **speeds}
         )
 
     def open(self, address):
@@ -107,7 +106,6 @@ class Browser:
         return self.element(name).get_property("textContent")
 
     def texts(self, selector):
-        """{key: text} of elements with the attribute data-row, or a list of texts."""
         return [one.text for one in self.elements(selector)]
 
     def data(self, name, key):
@@ -122,18 +120,20 @@ class Browser:
         """Elements may be replaced while they are read; then the condition is asked again."""
 
         def holds():
-            try:
-                return condition()
-            except (
-                exceptions.StaleElementReferenceException,
-                exceptions.NoSuchElementException,
+            with contextlib.suppress(
+                exceptions.StaleElementReferenceException, exceptions.NoSuchElementException
             ):
-                return False
+                return condition()
+            return False
 
         try:
             return wait.until(holds, seconds, what)
         except wait.TimeOut as error:
             raise wait.TimeOut(f"{error}\n{self.state()}") from error
+
+    def counts(self, selector, number, seconds=30):
+        """Waits until so many elements are there."""
+        self.until(lambda: len(self.elements(selector)) == number, selector, seconds)
 
     def shown(self, name, seconds=30):
         return self.until(lambda: self.is_shown(name) and self.element(name), name, seconds)
@@ -166,12 +166,7 @@ class Browser:
 
     def hosts(self):
         """From where anything was loaded."""
-        return set(
-            self.script(
-                "return performance.getEntries().filter(one => one.name.includes('://'))"
-                ".map(one => new URL(one.name).origin)"
-            )
-        )
+        return set(self.script(ORIGINS))
 
     # What a person does.
 
@@ -181,9 +176,8 @@ class Browser:
             lambda: self.is_shown(name) and self.element(name).is_enabled() and self.element(name),
             f"{name} to click",
         )
-        ActionChains(self.driver).scroll_to_element(element).move_to_element(
-            element
-        ).click().perform()
+        actions = ActionChains(self.driver).scroll_to_element(element)
+        actions.move_to_element(element).click().perform()
 
     def go(self, view):
         self.click(f"nav-{view}")
@@ -218,11 +212,6 @@ class Browser:
     # Accessibility, by axe-core.
 
     def findings(self, axe):
-        """The violations in what is shown now: ["rule: elements"]."""
+        """The violations in what is shown now."""
         self.script(axe)
-        found = self.driver.execute_async_script(
-            "const done = arguments[arguments.length - 1];"
-            "axe.run(document).then(found => done(JSON.stringify(found.violations.map(one => "
-            "[one.id, one.help, one.nodes.map(node => node.html + ' ' + node.failureSummary)]))))"
-        )
-        return json.loads(found)
+        return json.loads(self.driver.execute_async_script(VIOLATIONS))

@@ -8,7 +8,7 @@ import os
 from selenium.common import exceptions
 
 from tests.browser.browser import Browser
-from tests.harness import agentcase, signing, wait, web
+from tests.harness import agentcase, signing, web
 from tests.harness.package import Image, build, expected_flash, image_bytes
 
 MAIN = Image("MAIN", image_bytes(3000, "main"))
@@ -80,17 +80,11 @@ class BrowserCase(agentcase.AgentCase):
     @staticmethod
     def file(name, content):
         """A file for the browser to choose."""
-        folder = "/tmp/files"
-        os.makedirs(folder, exist_ok=True)
-        path = os.path.join(folder, name)
+        path = os.path.join("/tmp/files", name)
+        os.makedirs("/tmp/files", exist_ok=True)
         with open(path, "wb") as file:
             file.write(content)
         return path
-
-    @staticmethod
-    def stored():
-        with open(agentcase.PACKAGE, "rb") as file:
-            return file.read()
 
     def upload(self, *paths):
         """Chooses files and uploads them, and returns the result."""
@@ -107,6 +101,9 @@ class BrowserCase(agentcase.AgentCase):
         """From the first page to the live view, with the mouse."""
         self.browser.go("upgrade")
         self.browser.click(f"mode-{mode}")
+        self.confirm()
+
+    def confirm(self):
         self.browser.click("upgrade-start")
         self.browser.click("confirm-start")
         self.browser.shown("view-run")
@@ -131,11 +128,14 @@ class BrowserCase(agentcase.AgentCase):
     def result(self, browser=None):
         return (browser or self.browser).result("run-summary", RUN_SECONDS)
 
+    def assert_ends(self, result, title, seconds=RUN_SECONDS):
+        """Waits for the result of the run that is shown, also after another run."""
+        one = self.browser
+        one.until(lambda: one.data("run-summary", "result") == result, result, seconds)
+        self.assertEqual(one.text("summary-title"), title)
+
     def assert_flashed(self, *images):
         for image in images:
             self.assertEqual(
                 self.simulator.flash(image.chip_type, 0), expected_flash(image.data), image.name
             )
-
-    def wait_for_agent(self):
-        wait.until(lambda: self.server.get("/api/status").document["reachable"], 60, what="agent")

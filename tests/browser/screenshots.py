@@ -14,6 +14,7 @@ import unittest
 from scripts.lib import demo_run
 from tests.browser import browsercase
 from tests.browser.browser import DESKTOP, PHONE
+from tests.harness import signing
 
 WORK, FOLDER = sys.argv[1:3]
 FILE = os.path.join(WORK, "FW.fwm")
@@ -40,8 +41,7 @@ class Screenshots(browsercase.BrowserCase):
 
     def begin_demo(self, **more):
         device = demo_run.device()
-        with open(FILE, "rb") as file:
-            self.put_bytes(file.read())
+        self.put_bytes(signing.content(FILE))
         super().begin(
             *device["chips"], images=(), options=browsercase.SLOW, virtual_version=3, **more
         )
@@ -72,8 +72,7 @@ class Screenshots(browsercase.BrowserCase):
 
     def test_refused_and_failed(self):
         self.begin_demo(faults=["refuse:type=2"])
-        with open(FILE, "rb") as file:
-            content = bytearray(file.read())
+        content = bytearray(signing.content(FILE))
         content[-9] ^= 0xFF
         self.assert_upload("refused", self.file("FW.fwm", bytes(content)))
         self.picture("refused", "desktop")
@@ -81,9 +80,7 @@ class Screenshots(browsercase.BrowserCase):
         self.browser.reads("upgrade-estimate", "takes")
         for number in (0, 4):
             self.browser.click(self.browser.elements(".chip-check")[number].get_attribute("id"))
-        self.browser.click("upgrade-start")
-        self.browser.click("confirm-start")
-        self.browser.shown("view-run")
+        self.confirm()
         self.assertNotIn(self.browser.result("run-summary", 180), ("done", "nothing-to-do"))
         self.picture("failed", "desktop", "phone")
 

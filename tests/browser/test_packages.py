@@ -25,8 +25,21 @@ class TestUploads(browsercase.BrowserCase):
         self.put_bytes(OLD)
         self.browser.reads("agent-state", "Ready")
 
+    def begin_slow_upload(self):
+        """A large package is on its way."""
+        self.begin()
+        browser = self.browser
+        browser.upload_speed(100_000)
+        self.stack.callback(browser.upload_speed, -1)
+        browser.go("package")
+        browser.choose("package-file", self.file("large.fwm", LARGE))
+        browser.click("upload-start")
+        progress = browser.shown("upload-progress")
+        browser.until(lambda: 0 < float(progress.get_property("value")) < 100, "progress")
+        return browser
+
     def assert_untouched(self):
-        self.assertEqual(self.stored(), OLD)
+        self.assertEqual(signing.content(agentcase.PACKAGE), OLD)
         names = {one for one in os.listdir("/data") if one.startswith("FW.")}
         self.assertEqual(names - {"FW.fwm.new"}, {"FW.fwm"})
 
@@ -34,7 +47,7 @@ class TestUploads(browsercase.BrowserCase):
         self.begin()
         self.assert_upload("done", self.file("FW.fwm", GOOD))
         self.browser.reads("upload-result", "release 1.0.5")
-        self.assertEqual(self.stored(), GOOD)
+        self.assertEqual(signing.content(agentcase.PACKAGE), GOOD)
         # The same again, in the same view.
         self.browser.choose("package-file", self.file("second.fwm", SECOND))
         self.browser.hidden("upload-result")
@@ -77,18 +90,7 @@ class TestUploads(browsercase.BrowserCase):
         self.assertTrue(self.browser.element("upload-start").is_enabled())
 
     def test_cancel(self):
-        self.begin()
-        browser = self.browser
-        browser.upload_speed(100_000)
-        self.stack.callback(browser.upload_speed, -1)
-        browser.go("package")
-        browser.choose("package-file", self.file("large.fwm", LARGE))
-        browser.click("upload-start")
-        browser.shown("upload-progress")
-        browser.until(
-            lambda: 0 < float(browser.element("upload-progress").get_property("value")) < 100,
-            "progress",
-        )
+        browser = self.begin_slow_upload()
         self.assertRegex(browser.text("upload-figures"), r"^\d+ %: .* of 900 kB")
         browser.click("upload-cancel")
         self.assertEqual(browser.result("upload-result"), "cancelled")
@@ -103,21 +105,11 @@ class TestUploads(browsercase.BrowserCase):
 
     def test_the_connection_is_lost(self):
         """An upload that ends early is never shown as done."""
-        self.begin()
-        browser = self.browser
-        browser.upload_speed(100_000)
-        self.stack.callback(browser.upload_speed, -1)
-        browser.go("package")
-        browser.choose("package-file", self.file("large.fwm", LARGE))
-        browser.click("upload-start")
-        browser.until(
-            lambda: 0 < float(browser.element("upload-progress").get_property("value")) < 100,
-            "progress",
-        )
+        browser = self.begin_slow_upload()
         port = self.server.port
         self.server.kill()
         self.assertEqual(browser.result("upload-result"), "failed")
-        self.assertEqual(self.stored(), OLD)
+        self.assertEqual(signing.content(agentcase.PACKAGE), OLD)
         browser.shown("connection")
         browser.upload_speed(-1)
         self.start_server(port=port)

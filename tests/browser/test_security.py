@@ -18,10 +18,16 @@ class TestLogin(browsercase.BrowserCase):
         self.browser.element("login-password").send_keys(password)
         self.browser.click("login-submit")
 
+    def begin(self, is_logged_in=True, **more):
+        super().begin(password=PASSWORD, **more)
+        self.browser.shown("view-login")
+        if is_logged_in:
+            self.log_in(PASSWORD)
+            self.browser.shown("view-module")
+
     def test_login_and_logout(self):
-        self.begin(password=PASSWORD)
+        self.begin(is_logged_in=False)
         browser = self.browser
-        browser.shown("view-login")
         self.assertFalse(browser.is_shown("nav"))
         self.assertEqual(browser.focused(), "login-password")
         self.log_in("wrong password")
@@ -42,9 +48,8 @@ class TestLogin(browsercase.BrowserCase):
         browser.shown("view-login")
 
     def test_lock_out(self):
-        self.begin(password=PASSWORD)
+        self.begin(is_logged_in=False)
         browser = self.browser
-        browser.shown("view-login")
         for _ in range(5):
             self.log_in("wrong password")
             browser.until(
@@ -62,11 +67,8 @@ class TestLogin(browsercase.BrowserCase):
 
     def test_a_session_that_has_ended(self):
         """The server has forgotten it: the page asks for the password and goes on where it was."""
-        self.begin(password=PASSWORD)
+        self.begin()
         browser = self.browser
-        browser.shown("view-login")
-        self.log_in(PASSWORD)
-        browser.shown("view-module")
         browser.go("edid")
         port = self.server.port
         self.server.stop()
@@ -79,11 +81,8 @@ class TestLogin(browsercase.BrowserCase):
 
     def test_a_session_that_ends_in_a_request(self):
         """The cookie is gone when the user presses a button."""
-        self.begin(password=PASSWORD)
+        self.begin()
         browser = self.browser
-        browser.shown("view-login")
-        self.log_in(PASSWORD)
-        browser.shown("view-module")
         browser.go("edid")
         browser.driver.delete_all_cookies()
         browser.element("edid-text").send_keys("00 ff")

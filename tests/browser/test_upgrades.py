@@ -8,7 +8,7 @@ from selenium.webdriver.common.keys import Keys
 
 from tests.browser import browsercase
 from tests.browser.browsercase import AUX, FPGA, GOOD, IMAGES, LONG, MAIN, RUN_SECONDS, SLOW
-from tests.harness import agentcase, wait
+from tests.harness import agentcase, signing, wait
 
 # The longest time that the agent tries to write a chip of a device without power, in seconds: three
 # times a block, then twice the whole image again, which begins with three requests for the update
@@ -46,7 +46,7 @@ class TestUpgrades(browsercase.BrowserCase):
         self.assertEqual(names, ["MAIN", "AUX", "FPGA"])
 
         browser.go("upgrade")
-        browser.until(lambda: len(browser.elements(".chip-check")) == 3, "three chips")
+        browser.counts(".chip-check", 3)
         self.assertTrue(browser.element("mode-2").is_selected())
         browser.reads("upgrade-start", "Upgrade 3 chips")
         browser.click("upgrade-start")
@@ -60,11 +60,10 @@ class TestUpgrades(browsercase.BrowserCase):
         self.assertEqual(browser.script("return location.hash"), "#upgrade")
 
         self.start_run()
-        self.assertEqual(self.result(), "done")
-        self.assertEqual(browser.text("summary-title"), "Upgrade complete")
+        self.assert_ends("done", "Upgrade complete")
         for name, version in (("MAIN", "1.1.0"), ("AUX", "1.1.0"), ("FPGA", "3.2.0")):
             self.assertEqual(self.chip_state(name), "Done")
-            self.assertIn(version, self.chip_text(name))
+            self.assertIn(version, self.chip(name).text)
         self.assert_flashed(*IMAGES)
 
         browser.go("module")
@@ -73,14 +72,8 @@ class TestUpgrades(browsercase.BrowserCase):
 
         # Again: nothing is newer now.
         self.start_run()
-        browser.until(
-            lambda: browser.data("run-summary", "result") == "nothing-to-do", "result", 90
-        )
-        self.assertEqual(browser.text("summary-title"), "Nothing to write")
+        self.assert_ends("nothing-to-do", "Nothing to write")
         self.assertIn("Skipped", self.chip_state("AUX"))
-
-    def chip_text(self, name):
-        return self.chip(name).text
 
     def test_everything_by_keyboard(self):
         """Tab, Space, arrows, Enter and Escape. A file dialog belongs to the system: its button can
@@ -93,7 +86,7 @@ class TestUpgrades(browsercase.BrowserCase):
         browser.tab_to("package-file")
         browser.press_on("nav-upgrade")
         browser.shown("view-upgrade")
-        browser.until(lambda: len(browser.elements(".chip-check")) == 3, "three chips")
+        browser.counts(".chip-check", 3)
         browser.press_on("chips-all", Keys.SPACE)
         browser.reads("upgrade-estimate", "No chip is chosen")
         browser.press_on(browser.elements(".chip-check")[1].get_attribute("id"), Keys.SPACE)
@@ -121,14 +114,11 @@ class TestUpgrades(browsercase.BrowserCase):
     def test_a_failing_chip(self):
         self.begin(faults=["refuse:type=1"])
         self.start_run()
-        result = self.result()
-        self.assertNotIn(result, ("done", "nothing-to-do"))
-        self.assertEqual(self.browser.text("summary-title"), "Upgrade failed")
-        self.assertEqual(self.chip_state("MAIN"), "Done")
-        self.assertEqual(self.chip_state("AUX"), "Failed")
-        self.assertEqual(self.chip_state("FPGA"), "Done")
+        self.assert_ends("failed", "Upgrade failed")
+        states = [self.chip_state(name) for name in ("MAIN", "AUX", "FPGA")]
+        self.assertEqual(states, ["Done", "Failed", "Done"])
         self.assertTrue(self.browser.text("summary-advice"))
-        why = self.chip_text("AUX").split("Failed")[1]
+        why = self.chip("AUX").text.split("Failed")[1]
         document = self.server.get("/api/run").document
         failed = next(one for one in document["chips"] if one["name"] == "AUX")
         self.assertIn(failed["error"]["advice"], why)
@@ -152,8 +142,7 @@ class TestUpgrades(browsercase.BrowserCase):
         if len(names) != 1 or names[0].endswith(".crdownload"):
             return None
         path = os.path.join(folder, names[0])
-        with open(path, encoding="utf-8") as file:
-            content = file.read()
+        content = signing.content(path).decode()
         os.remove(path)
         return content
 
@@ -232,14 +221,13 @@ class TestInterruptions(browsercase.BrowserCase):
         self.wait_for_writing()
         for tab in driver.window_handles:
             driver.switch_to.window(tab)
-            self.browser.until(lambda: "AUX" in self.all_chips(), "the run in a tab")
+            self.browser.until(
+                lambda: "AUX" in self.browser.all_text("run-chips"), "the run in a tab"
+            )
             self.browser.reads("agent-state", "Upgrading")
         driver.switch_to.window(first)
         self.browser.go("run")
         self.assertEqual(self.result(), "done")
-
-    def all_chips(self):
-        return self.browser.all_text("run-chips")
 
     def close_other_tabs(self, first):
         driver = self.browser.driver
@@ -268,16 +256,13 @@ class TestInterruptions(browsercase.BrowserCase):
         self.start_run(mode=5)
         self.wait_for_writing()
         self.agent.kill()
-        self.assertEqual(self.result(), "connection-lost")
-        self.assertEqual(self.browser.text("summary-title"), "The outcome is not known")
+        self.assert_ends("connection-lost", "The outcome is not known")
         self.assertTrue(self.browser.text("summary-advice"))
         self.browser.reads("agent-state", "Not reachable")
         self.start_agent()
         self.browser.until(lambda: self.browser.text("agent-state") == "Ready", "agent", 60)
         self.start_run()
-        self.browser.until(
-            lambda: self.browser.data("run-summary", "result") == "done", "second result", 90
-        )
+        self.assert_ends("done", "Upgrade complete")
         self.assert_flashed(AUX, FPGA)
 
     def test_the_device_is_unplugged(self):
@@ -289,15 +274,12 @@ class TestInterruptions(browsercase.BrowserCase):
         self.browser.reads("run-wait", "The device does not answer", RUN_SECONDS)
         self.assertRegex(self.browser.text("run-wait"), r"fails in (\d+ min|\d+ seconds)")
         self.assertEqual(self.browser.text("run-left"), "")
-        self.assertEqual(self.browser.result("run-summary", SILENT_RUN_SECONDS), "failed")
-        self.assertEqual(self.browser.text("summary-title"), "Upgrade failed")
+        self.assert_ends("failed", "Upgrade failed", SILENT_RUN_SECONDS)
         self.assertEqual(self.chip_state("AUX"), "Failed")
         self.assertTrue(self.browser.text("summary-advice"))
         self.start_device(*chips, **more)
         self.start_run(mode=5)
-        self.browser.until(
-            lambda: self.browser.data("run-summary", "result") == "done", "second result", 90
-        )
+        self.assert_ends("done", "Upgrade complete")
         self.assert_flashed(AUX)
 
     def test_the_server_is_gone(self):

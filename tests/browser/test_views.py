@@ -10,7 +10,7 @@ from tests import ROOT
 from tests.browser import browsercase
 from tests.browser.browser import DESKTOP, PHONE
 from tests.browser.browsercase import GOOD, IMAGES, LONG, SLOW
-from tests.harness import agentcase
+from tests.harness import agentcase, signing
 
 DUMP = os.path.join(ROOT, "tests", "edid", "data", "v4l-dell-p2415q-hdmi1.4.bin")
 # A part of the content that is wider than the screen would need horizontal scrolling.
@@ -68,8 +68,7 @@ class TestViews(browsercase.BrowserCase):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        with open(os.environ["AXE_CORE"], encoding="utf-8") as file:
-            cls.axe = file.read()
+        cls.axe = signing.content(os.environ["AXE_CORE"]).decode()
 
     def check(self, view):
         """What is shown now, in every form."""
@@ -98,9 +97,7 @@ class TestViews(browsercase.BrowserCase):
         self.check("module")
         self.browser.go("edid")
         self.check("edid")
-        with open(DUMP, "rb") as file:
-            dump = file.read()
-        self.browser.element("edid-text").send_keys(dump.hex(" "))
+        self.browser.element("edid-text").send_keys(signing.content(DUMP).hex(" "))
         self.browser.click("edid-send")
         self.browser.reads("edid-report", "DELL P2415Q")
         self.check("edid report")
@@ -149,10 +146,10 @@ class TestViews(browsercase.BrowserCase):
         self.check("failed")
         self.simulator.control("fault clear")
         self.start_run()
-        self.browser.until(lambda: self.browser.data("run-summary", "result") == "done", "end", 90)
+        self.assert_ends("done", "Upgrade complete")
         self.check("done")
         self.browser.go("module")
-        self.browser.until(lambda: len(self.browser.texts("#history tbody tr")) == 2, "history")
+        self.browser.counts("#history tbody tr", 2)
         self.check("history")
 
     def test_run_without_one(self):
