@@ -82,8 +82,6 @@ struct Bench
         QObject::connect(talk.get(), &RunConversation::begun, [this] { seen += "begun"; });
         QObject::connect(talk.get(), &RunConversation::lineReceived,
                          [this](const QString &line) { seen += "line " + line; });
-        QObject::connect(talk.get(), &RunConversation::moduleRestarts,
-                         [this] { seen += "restarts"; });
         QObject::connect(talk.get(), &RunConversation::notStarted,
                          [this](ProblemId cause, const QString &) {
                              seen += QStringLiteral("not started ") + problemRow(cause).id;
@@ -179,37 +177,6 @@ private slots:
         bench.agent.setReply(request, {});
         bench.prepareAndStart();
         QTRY_VERIFY(!bench.seen.isEmpty() && bench.seen.last() == last);
-    }
-
-    void followsTheRunOfAnotherClient()
-    {
-        Bench bench;
-        bench.agent.setReply("UPGRADE||", busy);
-        bench.talk->attach();
-        QTRY_COMPARE(bench.seen, (QStringList{"begun", "listed M"}));
-        bench.agent.send(written + success);
-        QTRY_COMPARE(bench.seen.last(), QStringLiteral("ended 6"));
-        QCOMPARE(bench.result.problem->id, ProblemId::BeginningUnseen);
-    }
-
-    void hasNoRunToFollow()
-    {
-        Bench bench;
-        bench.talk->attach();
-        QTRY_COMPARE(bench.seen, QStringList{"not started no-run"});
-    }
-
-    void waitsForTheModuleThatRestartsWithTheDevice()
-    {
-        Bench bench(true);
-        bench.agent.setReply("VERSION", "VERSION||1.15\r\n");
-        bench.begin();
-        bench.agent.send(written + rebooting);
-        QTRY_COMPARE(bench.seen.size(), 4);
-        bench.agent.drop();
-        QTRY_COMPARE(bench.seen.mid(4), (QStringList{"restarts", "ended 0"}));
-        QCOMPARE(bench.result.json["verdict_seen"], QJsonValue(false));
-        QCOMPARE(bench.result.json["agent_version"].toString(), QStringLiteral("1.15"));
     }
 
     void reportsTheLikelyStateAfterALostConnection()

@@ -191,7 +191,7 @@ private slots:
         QVERIFY(stepTexts().size() > 45);
     }
 
-    /** Every text has a row, and every row a text. */
+    /** Every text has a row, and every row a text, an id, and advice. */
     void textsAndRows()
     {
         QSet<QString> shapes;
@@ -202,16 +202,18 @@ private slots:
                 QVERIFY2(meaningOf(filledIn(line)).event != LineEvent::Unknown, qPrintable(line));
             }
         }
-        for (const MessageRow &row : messageTable())
-            QVERIFY2(shapes.contains(shapeOf(lineOf(row))), row.text);
-    }
-
-    /** No earlier row with another meaning matches first. */
-    void everyRowIsFound()
-    {
+        static const QRegularExpression word("\\A[a-z0-9]+(-[a-z0-9]+)*\\z");
+        QSet<QString> ids;
         for (const MessageRow &row : messageTable()) {
+            QVERIFY2(shapes.contains(shapeOf(lineOf(row))), row.text);
+            // No earlier row with another meaning matches first.
             const LineMeaning meaning = meaningOf(filledIn(lineOf(row)));
             QVERIFY2(meaning.event == row.event && meaning.cause == row.cause, row.text);
+            QCOMPARE(meaning.id, QString(row.id));
+            QVERIFY2(word.match(row.id).hasMatch() && !ids.contains(row.id), row.id);
+            ids += row.id;
+            QVERIFY2(adviceOf(row).isEmpty() || adviceOf(row).endsWith('.'), row.id);
+            QVERIFY2((row.advice == nullptr) == (row.cause != ProblemId::None), row.id);
         }
     }
 
@@ -253,19 +255,6 @@ private slots:
                                                  {"refused", ProblemId::BlockRefused}};
         QVERIFY(causes == wanted);
         QVERIFY(problemOfBlockStatus(200) == ProblemId::BlockRefused);
-    }
-
-    void everyMessageHasAnIdAndAdvice()
-    {
-        static const QRegularExpression word("\\A[a-z0-9]+(-[a-z0-9]+)*\\z");
-        QSet<QString> ids;
-        for (const MessageRow &row : messageTable()) {
-            QVERIFY2(word.match(row.id).hasMatch() && !ids.contains(row.id), row.id);
-            ids += row.id;
-            QVERIFY2(adviceOf(row).isEmpty() || adviceOf(row).endsWith('.'), row.id);
-            QVERIFY2((row.advice == nullptr) == (row.cause != ProblemId::None), row.id);
-            QCOMPARE(meaningOf(filledIn(lineOf(row))).id, QString(row.id));
-        }
     }
 
     void thePageHasEveryIdWithItsAdvice()

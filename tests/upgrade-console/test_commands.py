@@ -12,7 +12,7 @@ from tests import ROOT
 from tests.harness.upgrade_console import runs
 from tests.harness.upgrade_console.fake_agent import CLOSE, ROWS, FakeAgent, Wait
 from tests.harness.upgrade_console.lines import BUSY, FAIL, PACKAGE, SUCCESS, listed, log
-from tests.harness.upgrade_console.program import Exit, ProgramTest, masked, results
+from tests.harness.upgrade_console.program import Exit, ProgramTest, done, masked, results
 
 
 class LinesTest(ProgramTest):
@@ -177,20 +177,16 @@ Last result: not known; the agent does not report it, its log has it
         )
         self.assertEqual(
             self.status({})[1],
-            {
-                "command": "status",
-                "result": "done",
-                "exit": 0,
-                "host": "127.0.0.1",
-                "error": None,
-                "warnings": [],
-                "package_problem": None,
-                "reachable": True,
-                "agent_version": "1.15",
-                "busy": False,
-                "last_result": None,
-                "package": {"model": "HX-8", "version": "7", "chips": 2},
-            },
+            done(
+                "status",
+                host="127.0.0.1",
+                package_problem=None,
+                reachable=True,
+                agent_version="1.15",
+                busy=False,
+                last_result=None,
+                package={"model": "HX-8", "version": "7", "chips": 2},
+            ),
         )
 
     def test_busy(self):
@@ -247,19 +243,10 @@ class TestAttach(LinesTest):
             "with 'upgrade'; the agent does not report how the last one ended.\n",
         )
         self.assertEqual(self.agent.lines, ["UPGRADE||", "HEARTBEAT"])
-        document = self.document(self.with_agent({}, "attach", "--json"))
-        self.assertEqual(document.pop("error")["id"], "no-run")
-        self.assertEqual(
-            document,
-            {
-                "command": "attach",
-                "result": "no-run",
-                "exit": Exit.NO_RUN,
-                "host": "127.0.0.1",
-                "attached": False,
-                "warnings": [],
-            },
-        )
+        result = self.with_agent({}, "attach", "--json")
+        document = self.assert_failure(result, Exit.NO_RUN, "no-run")
+        found = (document["result"], document["attached"])
+        self.assertEqual(found, ("no-run", False))
 
     def test_from_the_beginning(self):
         result = self.attach(runs.full_run())

@@ -13,7 +13,7 @@ from tests.harness.package import build
 from tests.harness.upgrade_console import runs
 from tests.harness.upgrade_console.fake_agent import ROWS
 from tests.harness.upgrade_console.lines import BUSY, listing, package
-from tests.harness.upgrade_console.program import Exit, masked
+from tests.harness.upgrade_console.program import Exit, done, masked
 from tests.harness.upgrade_console.putcase import IMAGES, NEW, OLD, SFTP, PutTest
 from tests.harness.upgrade_console.screen import Screen
 
@@ -49,20 +49,16 @@ class TestPut(PutTest):
         self.assertGreaterEqual(document.pop("copy_seconds"), 0)
         self.assertEqual(
             document,
-            {
-                "command": "put",
-                "result": "done",
-                "exit": 0,
-                "error": None,
-                "warnings": [],
-                "host": "127.0.0.1",
-                "file": self.file,
-                "bytes": len(NEW),
-                "sha256": hashlib.sha256(NEW).hexdigest(),
-                "package": {"model": "HX-8", "version": "1.0.5", "chips": 2},
-                "package_before": None,
-                "signed": False,
-            },
+            done(
+                "put",
+                host="127.0.0.1",
+                file=self.file,
+                bytes=len(NEW),
+                sha256=hashlib.sha256(NEW).hexdigest(),
+                package={"model": "HX-8", "version": "1.0.5", "chips": 2},
+                package_before=None,
+                signed=False,
+            ),
         )
         lines = [json.loads(line) for line in self.run_put("--json-progress").stdout.splitlines()]
         self.assertEqual(

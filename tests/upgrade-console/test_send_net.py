@@ -11,7 +11,7 @@ from tests.harness import frames, wait
 from tests.harness.upgrade_console.fake_agent import CLOSE, FakeAgent
 from tests.harness.upgrade_console.lines import BUSY, log
 from tests.harness.upgrade_console.module import INSTALL, REBOOT, Module, answer, image
-from tests.harness.upgrade_console.program import Exit, ProgramTest
+from tests.harness.upgrade_console.program import Exit, ProgramTest, done
 
 DAMAGED = [answer(frames.BLOCK, 1)]
 REFUSED = [answer(frames.BLOCK, 3)]
@@ -67,16 +67,7 @@ class TestSendNet(ProgramTest):
         result = self.send(image(b"archive" * 100), Module(), "--json")
         self.assertEqual(
             self.document(result),
-            {
-                "bytes": 762,
-                "command": "send-net",
-                "exit": 0,
-                "net_version": "1.23",
-                "result": "done",
-                "retries": 0,
-                "error": None,
-                "warnings": [],
-            },
+            done("send-net", bytes=762, net_version="1.23", retries=0),
         )
         self.assertEqual(
             result.stderr.splitlines()[:3],

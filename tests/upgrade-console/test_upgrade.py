@@ -12,7 +12,7 @@ from tests import ROOT
 from tests.harness.package import Image, build, description, image_bytes
 from tests.harness.upgrade_console import runs
 from tests.harness.upgrade_console.lines import BUSY, FAIL, SUCCESS, chip, listing, log, package
-from tests.harness.upgrade_console.program import Exit, ProgramTest, masked, results
+from tests.harness.upgrade_console.program import Exit, ProgramTest, done, masked, results
 
 DUMP = os.environ["EDID_DUMP"]
 
@@ -106,19 +106,15 @@ device: set version
         aux = {"name": "AUX 1", "chip_type": 1, "old_version": "2.0", "new_version": "2.1.0"}
         self.assertEqual(
             document,
-            {
-                "command": "upgrade",
-                "host": "127.0.0.1",
-                "exit": 0,
-                "result": "done",
-                "mode": 2,
-                "summary": "2 MCUs updated.",
-                "rebooted": True,
-                "error": None,
-                "warnings": [],
-                "package": {"model": "HX-8", "version": "7"},
-                "mcus": [main | updated, aux | updated],
-            },
+            done(
+                "upgrade",
+                host="127.0.0.1",
+                mode=2,
+                summary="2 MCUs updated.",
+                rebooted=True,
+                package={"model": "HX-8", "version": "7"},
+                mcus=[main | updated, aux | updated],
+            ),
         )
 
     def test_nothing_to_do(self):

@@ -8,6 +8,10 @@ def log(text):
     return f"UPGRADELOG||{text}\r\n".encode("latin-1")
 
 
+def logs(*texts):
+    return [log(text) for text in texts]
+
+
 def progress(percent):
     return f"PROGRESSVALUE||{percent:.2f}\r\n".encode()
 

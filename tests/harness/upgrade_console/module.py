@@ -4,21 +4,16 @@
 import hashlib
 
 from tests.harness import frames
-from tests.harness.upgrade_console.lines import log, progress
+from tests.harness.upgrade_console.lines import log, logs, progress
 
 INSTALL = [
     log("NET package checksum OK."),
-    progress(30),
-    log("NET package upgrade 30%."),
-    progress(70),
-    log("NET package upgrade 70%."),
-    progress(80),
-    log("NET package upgrade 80%."),
-    log("NET firmware checksum success."),
-    log("Create version file success"),
+    *(progress(30), log("NET package upgrade 30%.")),
+    *(progress(70), log("NET package upgrade 70%.")),
+    *(progress(80), log("NET package upgrade 80%.")),
+    *logs("NET firmware checksum success.", "Create version file success"),
     b"NETVERSION||1.23\r\n",
-    progress(90),
-    log("NET package upgrade 90%."),
+    *(progress(90), log("NET package upgrade 90%.")),
     log("NET firmware ver1.23 upgrade success."),
 ]
 REBOOT = [b"UpgradeDatas||WriteIsUgradingTrue", log("NET ready to reboot after 2 seconds.")]

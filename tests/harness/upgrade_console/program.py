@@ -77,6 +77,12 @@ class Background(Process):
         self._stderr.close()
 
 
+def done(command, **more):
+    """The document of a command that succeeded."""
+    begin = {"command": command, "result": "done", "exit": 0, "error": None, "warnings": []}
+    return begin | more
+
+
 def results(document):
     return [mcu["result"] for mcu in document["mcus"]]
 

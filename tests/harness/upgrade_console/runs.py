@@ -1,15 +1,14 @@
 # SPDX-License-Identifier: Apache-2.0
 """What an agent says during runs, as lists of bytes."""
 
-from tests.harness.upgrade_console.lines import FAIL, SUCCESS, log, progress
+from tests.harness.upgrade_console.lines import FAIL, SUCCESS, log, logs, progress
 
 START = [
-    log("Disconnect"),
-    log("ttyS2 port is disconnected."),
+    *logs("Disconnect", "ttyS2 port is disconnected."),
     b"Connect success.\r\n",
     log("Firmware file checksum ok."),
 ]
-MODEL = [log("Read model name."), log("Model Name match.")]
+MODEL = logs("Read model name.", "Model Name match.")
 NAMES = ("MAIN", "AUX 1")
 
 
@@ -17,18 +16,18 @@ def reads(versions):
     """The reads of mode 2; a dictionary of names and the versions they run."""
     lines = []
     for name in versions:
-        lines += [
-            log(f"Read bootcode information of '{name}'."),
-            log(f"Read the bootcode information of '{name}' success."),
-            log(f"Read the product information of '{name}'."),
-            log(f"Read the product information of '{name}'  success."),
-        ]
+        lines += logs(
+            f"Read bootcode information of '{name}'.",
+            f"Read the bootcode information of '{name}' success.",
+            f"Read the product information of '{name}'.",
+            f"Read the product information of '{name}'  success.",
+        )
     lines.append(log("Read all mcu(list) bootcode and product information done."))
     for name, version in versions.items():
-        lines += [
-            log(f"Send 'Read FW version' command to '{name}'."),
-            log(f"Read '{name}' version success, version is V{version}"),
-        ]
+        lines += logs(
+            f"Send 'Read FW version' command to '{name}'.",
+            f"Read '{name}' version success, version is V{version}",
+        )
     return lines + [log("Read all mcu(list) version information done.")]
 
 
@@ -41,10 +40,10 @@ def equal(name, new, old):
 
 
 def enter(name):
-    return [
-        log(f"Send 'Enter F/W Upgrade Mode' command to '{name}'."),
-        log(f"'{name}' Enter 'F/W Update Mode' success."),
-    ]
+    return logs(
+        f"Send 'Enter F/W Upgrade Mode' command to '{name}'.",
+        f"'{name}' Enter 'F/W Update Mode' success.",
+    )
 
 
 def write(name, row, rows, blocks=10):
@@ -57,70 +56,46 @@ def write(name, row, rows, blocks=10):
     return lines + [log(f"Write firmware '{name}' success.")]
 
 
-REBOOT = [
-    log("Send reboot command."),
-    log("Start to reboot, please wait."),
-    log("Read product ID."),
-]
+REBOOT = logs("Send reboot command.", "Start to reboot, please wait.", "Read product ID.")
 VIRTUAL = [
-    log("Start to set virtual version."),
-    log("Set virtual version success."),
+    *logs("Start to set virtual version.", "Set virtual version success."),
     log("All firmware upgrade success and systerm run success."),
     progress(0),
 ]
 
 
+def until_aux():
+    """MAIN is updated, and AUX 1 is next."""
+    begin = START + MODEL + reads({"MAIN": "1.0.0", "AUX 1": "2.0"})
+    main = [greater("MAIN", "1.1.0", "1.0.0"), *write("MAIN", 0, 2)]
+    return [*begin, *main, greater("AUX 1", "2.1.0", "2.0.0")]
+
+
 def full_run():
     """Both MCUs are updated."""
-    return (
-        START
-        + MODEL
-        + reads({"MAIN": "1.0.0", "AUX 1": "2.0"})
-        + [greater("MAIN", "1.1.0", "1.0.0")]
-        + write("MAIN", 0, 2)
-        + [greater("AUX 1", "2.1.0", "2.0.0")]
-        + write("AUX 1", 1, 2)
-        + [log("Write all firmware success.")]
-        + REBOOT
-        + VIRTUAL
-        + [SUCCESS]
-    )
+    done = [log("Write all firmware success."), *REBOOT, *VIRTUAL, SUCCESS]
+    return until_aux() + write("AUX 1", 1, 2) + done
 
 
 def idle_run():
     """Nothing is older than the package."""
-    return (
-        START
-        + MODEL
-        + reads({"MAIN": "1.1.0", "AUX 1": "2.1"})
-        + [equal("MAIN", "1.1.0", "1.1.0"), equal("AUX 1", "2.1.0", "2.1.0")]
-        + REBOOT
-        + [
-            log("Ignore to set virtual version."),
-            log("All firmware upgrade done, but did not upgrade any mcu."),
-            progress(0),
-            SUCCESS,
-        ]
+    begin = START + MODEL + reads({"MAIN": "1.1.0", "AUX 1": "2.1"})
+    decisions = [equal("MAIN", "1.1.0", "1.1.0"), equal("AUX 1", "2.1.0", "2.1.0")]
+    end = logs(
+        "Ignore to set virtual version.",
+        "All firmware upgrade done, but did not upgrade any mcu.",
     )
+    return [*begin, *decisions, *REBOOT, *end, progress(0), SUCCESS]
 
 
 def half_failed_run():
     """The second MCU does not take its image, three times."""
-    attempt = enter("AUX 1") + [
-        log("F/W update timeout, retry 1."),
-        log("F/W update timeout, retry 2."),
-    ]
-    lines = (
-        START
-        + MODEL
-        + reads({"MAIN": "1.0.0", "AUX 1": "2.0"})
-        + [greater("MAIN", "1.1.0", "1.0.0")]
-        + write("MAIN", 0, 2)
-        + [greater("AUX 1", "2.1.0", "2.0.0")]
-    )
+    timeouts = logs("F/W update timeout, retry 1.", "F/W update timeout, retry 2.")
+    lines = until_aux()
+    attempt = enter("AUX 1") + timeouts
     for retry in (1, 2):
         lines += attempt + [log(f"'AUX 1' F/W update fail, retry {retry}.")]
-    return lines + attempt + [log("'AUX 1' F/W Update fail.")] + REBOOT + VIRTUAL + [SUCCESS]
+    return lines + attempt + [log("'AUX 1' F/W Update fail."), *REBOOT, *VIRTUAL, SUCCESS]
 
 
 def wrong_model_run():
