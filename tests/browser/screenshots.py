@@ -14,7 +14,7 @@ import unittest
 from scripts.lib import demo_run
 from tests.browser import browsercase
 from tests.browser.browser import DESKTOP, PHONE
-from tests.harness import signing
+from tests.harness import module
 
 WORK, FOLDER = sys.argv[1:3]
 FILE = os.path.join(WORK, "FW.fwm")
@@ -41,7 +41,7 @@ class Screenshots(browsercase.BrowserCase):
 
     def begin_demo(self, **more):
         device = demo_run.device()
-        self.put_bytes(signing.content(FILE))
+        self.put_bytes(module.content(FILE))
         super().begin(
             *device["chips"], images=(), options=browsercase.SLOW, virtual_version=3, **more
         )
@@ -72,7 +72,7 @@ class Screenshots(browsercase.BrowserCase):
 
     def test_refused_and_failed(self):
         self.begin_demo(faults=["refuse:type=2"])
-        content = bytearray(signing.content(FILE))
+        content = bytearray(module.content(FILE))
         content[-9] ^= 0xFF
         self.assert_upload("refused", self.file("FW.fwm", bytes(content)))
         self.picture("refused", "desktop")

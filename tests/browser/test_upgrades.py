@@ -8,7 +8,7 @@ from selenium.webdriver.common.keys import Keys
 
 from tests.browser import browsercase
 from tests.browser.browsercase import AUX, FPGA, GOOD, IMAGES, LONG, MAIN, RUN_SECONDS, SLOW
-from tests.harness import agentcase, signing, wait
+from tests.harness import agentcase, module, wait
 
 # The longest time that the agent tries to write a chip of a device without power, in seconds: three
 # times a block, then twice the whole image again, which begins with three requests for the update
@@ -142,7 +142,7 @@ class TestUpgrades(browsercase.BrowserCase):
         if len(names) != 1 or names[0].endswith(".crdownload"):
             return None
         path = os.path.join(folder, names[0])
-        content = signing.content(path).decode()
+        content = module.content(path).decode()
         os.remove(path)
         return content
 

@@ -10,7 +10,7 @@ from tests import ROOT
 from tests.browser import browsercase
 from tests.browser.browser import DESKTOP, PHONE
 from tests.browser.browsercase import GOOD, IMAGES, LONG, SLOW
-from tests.harness import agentcase, signing
+from tests.harness import agentcase, module
 
 DUMP = os.path.join(ROOT, "tests", "edid", "data", "v4l-dell-p2415q-hdmi1.4.bin")
 # A part of the content that is wider than the screen would need horizontal scrolling.
@@ -68,7 +68,7 @@ class TestViews(browsercase.BrowserCase):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        cls.axe = signing.content(os.environ["AXE_CORE"]).decode()
+        cls.axe = module.content(os.environ["AXE_CORE"]).decode()
 
     def check(self, view):
         """What is shown now, in every form."""
@@ -97,7 +97,7 @@ class TestViews(browsercase.BrowserCase):
         self.check("module")
         self.browser.go("edid")
         self.check("edid")
-        self.browser.element("edid-text").send_keys(signing.content(DUMP).hex(" "))
+        self.browser.element("edid-text").send_keys(module.content(DUMP).hex(" "))
         self.browser.click("edid-send")
         self.browser.reads("edid-report", "DELL P2415Q")
         self.check("edid report")

@@ -30,6 +30,16 @@ struct ScriptedRun
         model = client::UpgradeModel(mcus);
     }
 
+    /** Three images; the second one is four times as long as the first. */
+    static ScriptedRun ofThreeImages()
+    {
+        ScriptedRun run({});
+        run.model = client::UpgradeModel({{"MAIN", 0, 0, "2.0.0", 25'600, false},
+                                          {"AUX", 1, 0, "2.0.0", 102'400, false},
+                                          {"KEY", 2, 0, "2.0.0", 51'200, false}});
+        return run;
+    }
+
     /** Each step is a line of the agent, or one of these: "40 %", the end "success" or "fail", and
      *  "gap", where another client may have received lines; "enter A", the request for the update
      *  mode, "begin A", the request and its answer, and "write A", all lines of an image. */

@@ -36,13 +36,6 @@ QStringList withGaps(const QStringList &steps)
     return QString("gap|" + steps.join("|gap|")).split('|');
 }
 
-QVector<WantedMcu> threeImages()
-{
-    return {{"MAIN", 0, 0, "2.0.0", 25'600, false},
-            {"AUX", 1, 0, "2.0.0", 102'400, false},
-            {"KEY", 2, 0, "2.0.0", 51'200, false}};
-}
-
 } // namespace
 
 class TestModel : public QObject
@@ -135,11 +128,9 @@ private slots:
         QVERIFY(after({"60 %"}) == 1s);
     }
 
-    /** By bytes: the second image is four times as long. */
     void timeLeft()
     {
-        Run run({});
-        run.model = UpgradeModel(threeImages());
+        Run run = Run::ofThreeImages();
         const auto seconds = [&run](std::chrono::seconds later = 0s) {
             return double(run.estimate.ofRun(run.model, run.now + later).time.count()) / 1000;
         };

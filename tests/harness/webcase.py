@@ -9,7 +9,7 @@ import jsonschema
 
 from tests.schemas import documents
 
-from . import web
+from . import module, web
 from .upgrade_console.fake_agent import FakeAgent
 
 
@@ -35,12 +35,16 @@ class WebCase(unittest.TestCase):
         pass
 
     def put(self, content):
-        with open(self.package, "wb") as file:
-            file.write(content)
+        module.put(self.package, content)
 
     def stored(self):
-        with open(self.package, "rb") as file:
-            return file.read()
+        return module.content(self.package)
+
+    def watch(self):
+        """A viewer that has the first picture."""
+        events = self.enterContext(web.Events(self.server))
+        events.until("snapshot")
+        return events
 
     def assert_follows_schema(self, name, document):
         schema = documents.load(f"upgrade-web-{name}")

@@ -6,13 +6,13 @@ import json
 import os
 import subprocess
 
-from tests.docs import pages
+from tests import ROOT
 from tests.harness import agentcase, module, netcase, netimage, wait
 from tests.harness.package import Image, build, image_bytes
 from tests.harness.upgrade_console.program import PROGRAM, Background, Exit, masked, results
 from tests.harness.upgrade_console.screen import Screen
 
-EXAMPLE = "tools/device-simulator/examples/six-chips.json"
+EXAMPLE = os.path.join(ROOT, "tools/device-simulator/examples/six-chips.json")
 MAIN = Image("MAIN", image_bytes(3000, "main"))
 AUX = Image("AUX 1", image_bytes(20000, "aux"), chip_type=1)
 FPGA = Image("FPGA", image_bytes(700, "fpga"), chip_type=17, version=(3, 0, 0))
@@ -100,14 +100,9 @@ device: set version
         again = self.document("upgrade", "--request-all")
         self.assertEqual((again["exit"], results(again)), (Exit.NOTHING, ["up-to-date"] * 3))
 
-    def upgrade_published(self, device, *images):
-        """Everything that the page or the example has, without a word about rows."""
-        self.start(*device.pop("chips"), images=images, **device)
-        document = self.document("upgrade")
-        self.assertEqual(document["exit"], Exit.DONE)
-        return [(mcu["name"], mcu["result"]) for mcu in document["mcus"]]
-
     def test_shipped_example(self):
+        """Everything that the example has, without a word about rows."""
+        device = json.loads(module.content(EXAMPLE))
         images = [
             Image("MAIN", image_bytes(700, 1)),
             Image("AUX", image_bytes(900, 2), 1, quantity=2, mcu_type=2),
@@ -115,8 +110,10 @@ device: set version
             Image("FPGA", image_bytes(600, 4), 17, version=(3, 2, 0)),
             Image("FPGA2", image_bytes(600, 5), 18, version=(1, 4, 0)),
         ]
+        self.start(*device.pop("chips"), images=images, **device)
+        document = self.document("upgrade")
         self.assertEqual(
-            self.upgrade_published(json.loads(pages.read(EXAMPLE)), *images),
+            [(mcu["name"], mcu["result"]) for mcu in document["mcus"]],
             [
                 ("MAIN", "updated"),
                 ("AUX[0]", "updated"),
@@ -133,19 +130,6 @@ device: set version
                 (1, 1): images[1].data,
                 (17, 0): images[3].data,
             }
-        )
-
-    def test_device_of_the_protocol_page(self):
-        page = pages.read("docs/reference/mcu-protocol.md")
-        device = page.split("```json device\n")[1].split("```")[0]
-        images = (
-            Image("MAIN", image_bytes(300, 1)),
-            Image("AUX", image_bytes(600, 2), 1, mcu_type=2, speciality="B"),
-            Image("FPGA", image_bytes(700, 3), 17, version=(3, 1, 0)),
-        )
-        self.assertEqual(
-            self.upgrade_published(json.loads(device), *images),
-            [("MAIN", "updated"), ("AUX", "updated"), ("FPGA", "up-to-date")],
         )
 
     def test_row_in_mode_5_on_a_terminal(self):
@@ -184,8 +168,7 @@ device: set version
         self.assertEqual(refusal(*upgrade), (Exit.REFUSED, "wrong-model"))
         self.put_package(MAIN, package_version=5)
         self.assertEqual(refusal(*upgrade), (Exit.REFUSED, "package-too-old"))
-        with open(agentcase.PACKAGE, "rb") as file:
-            content = bytearray(file.read())
+        content = bytearray(module.content(agentcase.PACKAGE))
         content[-1] ^= 1
         self.put_bytes(content)
         for command in (("list",), upgrade):
@@ -263,22 +246,18 @@ device: set version
         """With OpenSSH's own sftp and its server, without the network between them."""
         client = self.begin()
         client.close()
-        with open("/tmp/sftp", "w", encoding="utf-8") as file:
-            file.write("#!/bin/sh\nexec sftp -D /usr/lib/openssh/sftp-server -b -\n")
+        module.put("/tmp/sftp", b"#!/bin/sh\nexec sftp -D /usr/lib/openssh/sftp-server -b -\n")
         os.chmod("/tmp/sftp", 0o755)
         newer = [Image("MAIN", image_bytes(3000, "newer")), AUX, FPGA]
-        with open("/tmp/new *[1].fwm", "wb") as file:
-            file.write(build(newer, version="1.0.6"))
-        with open("/data/FW.fwm.put-1", "wb") as file:
-            file.write(b"left by an interrupted copy")
+        module.put("/tmp/new *[1].fwm", build(newer, version="1.0.6"))
+        module.put("/data/FW.fwm.put-1", b"left by an interrupted copy")
         words = ("--request-all", "--sftp", "/tmp/sftp", "/tmp/new *[1].fwm")
         document = self.document("deploy", *words)
         self.assertEqual(results(document), ["updated", "updated", "up-to-date"], document)
         self.assert_flash({(0, 1): newer[0].data, (1, 1): AUX.data})
         self.assertEqual(document["copy"]["package_before"], {"model": "HX-8", "version": "1.0.5"})
         self.assertEqual(document["package"], {"model": "HX-8", "version": "1.0.6"})
-        with open(agentcase.PACKAGE, "rb") as file:
-            self.assertEqual(file.read(), build(newer, version="1.0.6"))
+        self.assertEqual(module.content(agentcase.PACKAGE), build(newer, version="1.0.6"))
         self.assertEqual([name for name in os.listdir("/data") if "put" in name], [])
 
     def test_questions(self):
@@ -302,8 +281,7 @@ device: set version
 
     def test_send_net(self):
         self.start_agent()
-        with open("/tmp/NET.bin", "wb") as file:
-            file.write(netimage.image())
+        module.put("/tmp/NET.bin", netimage.image())
         result = self.run_program("send-net", "/tmp/NET.bin")
         self.assertEqual(
             (result.returncode, result.stdout),
@@ -320,8 +298,7 @@ device: set version
     def test_send_net_with_an_archive_that_ends_in_padding(self):
         """No other sender can do this: the module strips FF from the last block."""
         self.start_agent()
-        with open("/tmp/NET.bin", "wb") as file:
-            file.write(netimage.with_head(b"no archive" + b"\xff" * 300))
+        module.put("/tmp/NET.bin", netimage.with_head(b"no archive" + b"\xff" * 300))
         result = self.run_program("send-net", "/tmp/NET.bin")
         self.assertIn("agent: NET package checksum OK.", result.stderr)
 

@@ -7,8 +7,6 @@
 
 namespace tst_view {
 
-using client::UpgradeModel;
-
 namespace {
 
 using namespace std::chrono_literals;
@@ -32,10 +30,7 @@ class TestView : public QObject
 private slots:
     void timeLeftAndWaits()
     {
-        Run run({});
-        run.model = UpgradeModel({{"MAIN", 0, 0, "2.0.0", 25'600, false},
-                                  {"AUX", 1, 0, "2.0.0", 102'400, false},
-                                  {"KEY", 2, 0, "2.0.0", 51'200, false}});
+        Run run = Run::ofThreeImages();
         run.step = 100ms;
         run.play({"begin MAIN", "Writing..."});
         for (int i = 1; i <= 50; ++i)
@@ -55,7 +50,7 @@ private slots:
 
     void noTableWithoutMcus()
     {
-        QCOMPARE(resultTable(UpgradeModel(), ms(0), Style{false}), QStringList());
+        QCOMPARE(resultTable(client::UpgradeModel(), ms(0), Style{false}), QStringList());
     }
 
     void textsForTheTerminal()

@@ -13,7 +13,7 @@ import time
 import unittest
 
 from tests import ROOT
-from tests.harness import signing, wait, web, webcase
+from tests.harness import module, signing, wait, web, webcase
 from tests.harness.package import Image, build, image_bytes
 from tests.schemas import documents
 
@@ -48,7 +48,7 @@ class TestDocuments(webcase.WebCase):
             "report?form=json",
         )
         answers = {path.split("?")[0]: self.server.get(f"/api/{path}") for path in paths}
-        answers["edid"] = self.server.post("/api/edid", signing.content(DUMP))
+        answers["edid"] = self.server.post("/api/edid", module.content(DUMP))
         for name, answer in answers.items():
             with self.subTest(name):
                 self.assertEqual(answer.problem, (200, None))
@@ -125,10 +125,9 @@ class TestUpload(webcase.WebCase):
 
     def test_a_good_package_replaces_the_old_one(self):
         self.put(b"old")
-        with web.Events(self.server) as events:
-            events.until("snapshot")
-            answer = self.server.post("/api/package", GOOD)
-            events.until("package")
+        events = self.watch()
+        answer = self.server.post("/api/package", GOOD)
+        events.until("package")
         self.assertEqual(answer.problem, (200, None))
         self.assertEqual(self.stored(), GOOD)
         self.assertEqual(self.leftovers(), [])
@@ -143,7 +142,7 @@ class TestUpload(webcase.WebCase):
             ("net-md5-wrong.fwm", "findings"),
         ):
             with self.subTest(name):
-                package = signing.content(os.path.join(PACKAGES, name))
+                package = module.content(os.path.join(PACKAGES, name))
                 answer = self.server.post("/api/package", package)
                 self.assertEqual(answer.problem, (422, problem))
                 self.assertTrue(answer.document["findings"])
@@ -203,8 +202,7 @@ class TestSignatures(webcase.WebCase):
         self.key = signing.Key("maker", self.work)
 
     def trust(self, key):
-        with open(os.path.join(self.keys, "maker.pub"), "wb") as file:
-            file.write(key.public)
+        module.put(os.path.join(self.keys, "maker.pub"), key.public)
 
     def upload(self, package, signature=b""):
         path = f"/api/package?signature={len(signature)}" if signature else "/api/package"
@@ -214,10 +212,7 @@ class TestSignatures(webcase.WebCase):
         return self.server.get("/api/package").document["signature"]
 
     def signature_file(self):
-        try:
-            return signing.content(self.package + ".minisig")
-        except FileNotFoundError:
-            return None
+        return module.content(self.package + ".minisig")
 
     def test_a_signed_package_comes_with_its_signature(self):
         self.trust(self.key)
@@ -382,7 +377,7 @@ class TestLogin(webcase.WebCase):
     def test_the_file_is_for_its_user_only(self):
         path = os.path.join(self.folder, "password")
         self.assertEqual(stat.S_IMODE(os.stat(path).st_mode), 0o600)
-        self.assertTrue(signing.content(path).startswith(b"$argon2id$"))
+        self.assertTrue(module.content(path).startswith(b"$argon2id$"))
         self.assertEqual(web.set_password(self.folder, "short").returncode, 1)
 
     def test_nothing_without_a_login(self):

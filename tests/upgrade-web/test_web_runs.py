@@ -50,12 +50,11 @@ class RunCase(webcase.WebCase):
 
 class TestRuns(RunCase):
     def test_a_run_from_the_request_to_the_result(self):
-        with web.Events(self.server) as events:
-            events.until("snapshot")
-            self.start_run()
-            self.pause.go_on.set()
-            seen = [event for _, event in events.until("result")]
-            after = events.until("status")[-1][1]["status"]
+        events = self.watch()
+        self.start_run()
+        self.pause.go_on.set()
+        seen = [event for _, event in events.until("result")]
+        after = events.until("status")[-1][1]["status"]
         self.assertEqual((after["busy"], after["run"]), (False, {"id": 1, "state": "ended"}))
         self.assertIn("UPGRADE||MAIN,0,0||AUX 1,1,0", self.agent.lines)
         self.assertEqual(seen[0]["event"], "status")
@@ -148,10 +147,9 @@ class TestRuns(RunCase):
         self.pause.go_on.set()
         lines = runs.full_run()
         self.agent.answers[ROWS] = lines[:45] + [CLOSE]
-        with web.Events(self.server) as events:
-            events.until("snapshot")
-            self.server.post("/api/run", {"mode": 2})
-            run = events.until("result")[-1][1]["run"]
+        events = self.watch()
+        self.server.post("/api/run", {"mode": 2})
+        run = events.until("result")[-1][1]["run"]
         self.assertEqual(run["document"]["error"]["id"], "connection-lost")
         self.assertTrue(run["document"]["likely_state"])
         self.check_run(run)
@@ -178,13 +176,12 @@ class TestOtherClients(RunCase):
     def test_a_foreign_run_is_followed(self):
         lines = runs.full_run()
         listing = self.agent.answers["GETFIRMWARELIST"]
-        with web.Events(self.server) as events:
-            events.until("snapshot")
-            self.agent.answers["GETFIRMWARELIST"] = [*listing, *lines[20:]]
-            self.agent.answers["UPGRADE||"] = [BUSY]
-            events.until("run")
-            self.agent.answers["UPGRADE||"] = []
-            run = events.until("result")[-1][1]["run"]
+        events = self.watch()
+        self.agent.answers["GETFIRMWARELIST"] = [*listing, *lines[20:]]
+        self.agent.answers["UPGRADE||"] = [BUSY]
+        events.until("run")
+        self.agent.answers["UPGRADE||"] = []
+        run = events.until("result")[-1][1]["run"]
         self.assertTrue(run["foreign"])
         self.assertIsNone(run["mode"])
         self.assertEqual(run["document"]["command"], "attach")
@@ -197,13 +194,10 @@ class TestOtherClients(RunCase):
         busy = iter([[BUSY]])
         self.agent.answers["UPGRADE||"] = lambda agent: next(busy, [])
         asked = self.agent.lines.count("UPGRADE||")
-        with web.Events(self.server) as events:
-            events.until("snapshot")
-            # The question whether it is busy, the attempt to follow the run, and the next question.
-            wait.until(
-                lambda: self.agent.lines.count("UPGRADE||") >= asked + 3, 60, what="questions"
-            )
-            wait.until(lambda: not self.server.get("/api/status").document["busy"], what="idle")
+        self.watch()
+        # The question whether it is busy, the attempt to follow the run, and the next question.
+        wait.until(lambda: self.agent.lines.count("UPGRADE||") >= asked + 3, 60, what="questions")
+        wait.until(lambda: not self.server.get("/api/status").document["busy"], what="idle")
         after = self.server.get("/api/run").document
         for run in (before, after):
             run.pop("last_event")
@@ -218,18 +212,17 @@ class TestNoAgent(webcase.WebCase):
             what="first answer",
         )
         port = self.agent.port
-        with web.Events(self.server) as events:
-            events.until("snapshot")
-            self.assertEqual(self.server.post("/api/run", {"mode": 2}).status, 202)
-            _, event = events.until("result")[-1]
-            self.assertEqual(event["run"]["document"]["error"]["id"], "cannot-connect")
-            status = self.server.get("/api/status").document
-            self.assertFalse(status["reachable"])
-            self.assertEqual(status["problem"]["id"], "cannot-connect")
-            with FakeAgent(port=port):
-                wait.until(
-                    lambda: self.server.get("/api/status").document["reachable"], 60, what="agent"
-                )
+        events = self.watch()
+        self.assertEqual(self.server.post("/api/run", {"mode": 2}).status, 202)
+        _, event = events.until("result")[-1]
+        self.assertEqual(event["run"]["document"]["error"]["id"], "cannot-connect")
+        status = self.server.get("/api/status").document
+        self.assertFalse(status["reachable"])
+        self.assertEqual(status["problem"]["id"], "cannot-connect")
+        with FakeAgent(port=port):
+            wait.until(
+                lambda: self.server.get("/api/status").document["reachable"], 60, what="agent"
+            )
 
 
 if __name__ == "__main__":

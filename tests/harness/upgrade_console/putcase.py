@@ -5,6 +5,7 @@ import json
 import os
 import tempfile
 
+from tests.harness import module
 from tests.harness.package import Image, build, description, image_bytes
 from tests.harness.upgrade_console.fake_agent import FakeAgent
 from tests.harness.upgrade_console.lines import FAIL, listed, listing
@@ -40,12 +41,10 @@ class PutTest(ProgramTest):
         return os.path.join(self.data, "FW.fwm")
 
     def write(self, path, data):
-        with open(path, "wb") as file:
-            file.write(data)
+        module.put(path, data)
 
     def content(self):
-        with open(self.module_package(), "rb") as file:
-            return file.read()
+        return module.content(self.module_package())
 
     def assert_on_module(self, package, *names):
         """The package, and the names of the other files."""
