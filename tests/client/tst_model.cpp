@@ -251,6 +251,10 @@ private slots:
         row("silent MCU alone", {"A"}, "failed; 1 mcu-silent; 0 MCUs updated, 1 failed.",
             {silent + "check the next mcu.",
              "All firmware upgrade done, but did not upgrade any mcu.", "success"});
+        row("no link to the device", {"A"},
+            "failed; 1 port-unavailable; The upgrade failed: 0 MCUs updated, 1 failed.",
+            {"ttyS2 connect failed, serial port is occupied or does not exist",
+             silent + "check the next mcu.", "fail"});
         // What could not be read does not matter once the image is written.
         row("unread version", {"A"}, "updated; 0 none; 1 MCU updated.",
             {"Read the version information of 'A' fail, check the next mcu.", "write A",
@@ -276,9 +280,9 @@ private slots:
         row("device gone", {"A", "B", "C", "D"},
             "updated, failed, failed, failed; 1 image-not-written; The upgrade failed: 1 MCU "
             "updated, 3 failed.",
-            QStringList{"write A"} + refusedEntry("C", ".") +
-                QStringList{"'C' F/W Update fail.", "begin B", "Erasing...", "30 %",
-                            "'B' F/W Update fail."} +
+            QStringList{"write A"} + refusedEntry("B", ".") +
+                QStringList{"'B' F/W Update fail.", "begin C", "Erasing...", "30 %",
+                            "'C' F/W Update fail."} +
                 refusedEntry("D", ".") +
                 QStringList{"'D' F/W Update fail.", rebooting, "Reboot systerm fail.", "fail"});
         row("failed reboot after good images", {"A"},

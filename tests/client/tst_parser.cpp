@@ -123,6 +123,8 @@ private slots:
 
         row("listing that never closes", "FIRMWARELIST||{\r\nrest\r\nHEARTBEAT\r\nmore\r\n",
             {"firmware-list {\nrest", "heartbeat", "unknown more"});
+        row("quote in a listing", "FIRMWARELIST||{\"a\": \"\\\"\"}\r\nmore\r\n",
+            {"firmware-list {\"a\": \"\\\"\"}", "unknown more"});
         row("listing without JSON", "FIRMWARELIST||\r\nFIRMWARELIST||ERROR:x\r\n",
             {"firmware-list", "firmware-list ERROR:x"});
 

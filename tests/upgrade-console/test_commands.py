@@ -191,10 +191,11 @@ Last result: not known; the agent does not report it, its log has it
 
     def test_busy(self):
         """The lines of the run say nothing about the package."""
+        unsigned = log("Firmware package is not signed, upgrade fail.")
         status, document = self.status(
             {
                 "UPGRADE||": [log("Read model name fail, upgrade fail, exit."), BUSY],
-                "VERSION": [log("'MAIN' F/W Update fail."), b"VERSION||1.15\r\n"],
+                "VERSION": [unsigned, b"VERSION||1.15\r\n"],
                 "GETFIRMWARELIST": [listed(json.dumps(PACKAGE))],
             }
         )
