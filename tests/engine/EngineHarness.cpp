@@ -46,8 +46,6 @@ qint64 FakeCOMQ::writeBytes(const char *bytes, qint64 length)
     if (!m_open || (failWrite && failWrite(frame)))
         return -1;
     sent.append(frame);
-    if (onFrame)
-        onFrame(frame);
     if (answerInstead) {
         const auto chunks = answerInstead(frame);
         for (const QByteArray &chunk : chunks)

@@ -31,8 +31,6 @@ public:
     /** Delivers bytes as if the device had sent them. */
     void receive(const QByteArray &bytes) { emit signalReceiveDatas(bytes); }
 
-    /** Called with each frame before it is answered. */
-    std::function<void(const QByteArray &frame)> onFrame;
     /** Answers a frame instead of the device, chunk by chunk. */
     std::function<QList<QByteArray>(const QByteArray &frame)> answerInstead;
     /** Called before each write; true makes it fail. */
