@@ -6,6 +6,8 @@
 
 #include <sys/stat.h>
 
+Q_DECLARE_METATYPE(QtMsgType)
+
 namespace runtime::tst_journal_stream {
 
 class TestJournalStream : public QObject
@@ -53,7 +55,5 @@ private slots:
 AGENT_TEST_WITHOUT_APPLICATION(TestJournalStream)
 
 } // namespace runtime::tst_journal_stream
-
-Q_DECLARE_METATYPE(QtMsgType)
 
 #include "tst_journal_stream.moc"
