@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "console/ConsoleBench.h"
+#include "support/FewDescriptors.h"
 #include "support/TestCase.h"
 
 #include <netinet/in.h>
@@ -121,6 +122,25 @@ private slots:
         const QByteArray replies = versionReply.repeated(20'000);
         QTRY_COMPARE(session.client->received().size(), replies.size());
         QCOMPARE(session.client->received(), replies);
+    }
+
+    void outOfDescriptors()
+    {
+        // 128 are kept for other uses.
+        const FewDescriptors few(128 + 3);
+        ConsoleSession session;
+        const auto second = session.connectClient();
+        QTest::ignoreMessage(QtWarningMsg, "no more clients are accepted for now: 3");
+        const auto last = session.connectClient();
+        QVERIFY(last->becomeTarget());
+
+        ConsoleTestClient waiting(session.server->port());
+        waiting.send("VERSION\r\n");
+        QVERIFY(last->becomeTarget());
+        QCOMPARE(session.connections(), 3);
+        QCOMPARE(waiting.received(), QByteArray());
+        second->socket.abort();
+        QTRY_COMPARE(waiting.received(), versionReply);
     }
 
     void destroyedWithClients()

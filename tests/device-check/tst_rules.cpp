@@ -371,6 +371,7 @@ const QVector<Breach> &breaches()
         {"merge:word=product-info,count=once", "read-information one-answer"},
         {"wrong-address", "answers"},
         {"other-form:word=enter", "enter"},
+        {"other-form:word=version", "read-version chip-echo half-written enter-again new-version"},
         {"refuse-block:block=1",
          "repeated-block skipped-block block-length block-checksum enter-again power-off image"},
         {"silent-block:block=2,count=once", "skipped-block"},

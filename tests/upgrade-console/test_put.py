@@ -7,6 +7,7 @@ import os
 import re
 import signal
 import unittest
+import unittest.mock
 
 from tests.harness import wait
 from tests.harness.package import build
@@ -67,19 +68,31 @@ class TestPut(PutTest):
         self.assertRegex(lines[0]["name"], r"^/data/FW\.fwm\.put-[0-9a-f]+$")
 
     def test_progress(self):
-        """Halfway, the size of the copy on the module is half of the file's."""
-        self.set_fault("slow")
-        for option, half in (
-            ("--no-progress", "\ncopying: 49 %\n"),
-            ("--json-progress", '"event":"progress","percent":49,"phase":"copying"'),
+        """Halfway, the size of the copy on the module, or of the one that is read back, is half of
+        the file's."""
+        screen = Screen(columns=100)
+        self.addCleanup(screen.close)
+        self.enterContext(unittest.mock.patch.dict(os.environ, TERM="xterm", NO_COLOR="1"))
+        event = '"event":"progress","percent":49,"phase":'
+        for fault, option, half in (
+            ("slow-put", "--no-progress", "\ncopying: 49 %\n"),
+            ("slow-put", "--json-progress", event + '"copying"'),
+            ("slow-put", None, "copying        [##############................] 49 %"),
+            ("slow-get", "--no-progress", "\nreading back: 49 %\n"),
+            ("slow-get", "--json-progress", event + '"reading-back"'),
         ):
-            program, _ = self.start_put(option)
-            shown = program.stdout if option == "--json-progress" else program.stderr
-            wait.until(lambda shown=shown: "copying" in shown(), 20)
+            self.set_fault(fault)
+            terminal = {} if option else {"stderr": screen.slave}
+            program, _ = self.start_put(*([option] if option else []), **terminal)
+            wait.until(
+                lambda program=program, half=half: half
+                in program.stdout() + program.stderr() + screen.text(),
+                20,
+                half,
+            )
             self.write(self.data + ".go", b"")
             self.assert_ends(program, Exit.DONE)
             os.remove(self.data + ".go")
-            self.assertIn(half, shown())
 
     def test_what_sftp_gets(self):
         options = "--ssh-option IdentityFile=/k --ssh-option ConnectTimeout=3"

@@ -148,7 +148,7 @@ class TestSchemas(PutTest):
         found = {(one["limit"], one["attempt"], one["attempts"]) for one in waits}
         self.assertEqual(found, {(10, 1, 3)})
         self.assertEqual(result.returncode, Exit.REFUSED)
-        self.set_fault("slow")
+        self.set_fault("slow-put")
         program, _ = self.start_put("--json-progress")
         wait.until(lambda: "copying" in program.stdout(), 20)
         self.write(self.data + ".go", b"")

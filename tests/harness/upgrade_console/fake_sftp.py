@@ -3,14 +3,14 @@
 """Stands in for sftp: works on a folder in the place of the module's /data.
 
 FAKE_SFTP_ROOT is the folder, and FAKE_SFTP_FAULT what goes wrong: "refuse", "half", "damage",
-"damage-signature" (nothing else), "rename", "hang", "slow" (half of the file, and the
-rest when the file go is in the folder beside). Arguments and commands are kept beside the folder.
+"damage-signature" (nothing else), "rename", "hang", "slow-put" and "slow-get" (half of the file,
+and the rest when there is a file with the folder's name and .go). Arguments and commands are kept
+in a file beside the folder.
 """
 
 import glob
 import json
 import os
-import shutil
 import sys
 import time
 
@@ -28,21 +28,29 @@ def fail(words):
     sys.exit(255)
 
 
-def put(local, remote):
-    with open(local, "rb") as file:
-        data = bytearray(file.read())
-    if FAULT in ("half", "hang"):
-        data = data[: len(data) // 2]
-    if FAULT == "damage" or FAULT == "damage-" + local:
-        data[-1] ^= 1
-    with open(there(remote), "wb") as file:
-        if FAULT == "slow":
+def write(path, data, is_slow):
+    with open(path, "wb") as file:
+        if is_slow:
             file.write(data[: len(data) // 2])
             file.flush()
             while os.path.isdir(ROOT) and not os.path.exists(ROOT + ".go"):
                 time.sleep(0.01)
             data = data[len(data) // 2 :]
         file.write(data)
+
+
+def read(path):
+    with open(path, "rb") as file:
+        return bytearray(file.read())
+
+
+def put(local, remote):
+    data = read(local)
+    if FAULT in ("half", "hang"):
+        data = data[: len(data) // 2]
+    if FAULT == "damage" or FAULT == "damage-" + local:
+        data[-1] ^= 1
+    write(there(remote), data, FAULT == "slow-put")
     os.chmod(there(remote), 0o600)
     if FAULT == "half":
         fail("Connection to module closed by remote host.\nConnection closed")
@@ -60,7 +68,7 @@ def obey(words):
         case ["chmod", mode, remote]:
             os.chmod(there(remote), int(mode, 8))
         case ["get", remote, local]:
-            shutil.copy(there(remote), local)
+            write(local, read(there(remote)), FAULT == "slow-get")
         case ["rename", old, new]:
             if FAULT == "rename":
                 fail(f'remote rename "{old}" to "{new}": Permission denied')
