@@ -53,7 +53,6 @@ private:
     void hearResult(const QString &row, const QString &result);
     void hearStatus(const QString &status);
     bool claimIsTrue(const QString &row);
-    void expectStatus();
     void check();
 
     RecordingShell m_shell;
